@@ -1,0 +1,18 @@
+#pragma once
+
+#include <qx/platform/export.h>
+#include <qx/platform/types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Result code of the calling thread's last native error; negative. */
+QX_API int32_t QXResultFromNative(void);
+
+/* Number of the calling thread: never 0, unique among the threads that live in this process. */
+QX_API uint32_t QXThreadCurrentId(void);
+
+#ifdef __cplusplus
+}
+#endif

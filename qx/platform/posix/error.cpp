@@ -1,0 +1,62 @@
+#include "qx/platform/posix/error.h"
+
+#include <qx/platform/native.h>
+#include <qx/platform/result.h>
+
+namespace qx::platform {
+
+namespace {
+
+struct ErrorRow {
+    int error;
+    uint16_t code;
+};
+
+// clang-format off
+constexpr ErrorRow ErrorRows[] = {
+    {ENOENT,        2}, // file not found
+    {ENOTDIR,       3}, // path not found
+    {ELOOP,         3},
+    {EMFILE,        4}, // too many open files
+    {ENFILE,        4},
+    {EACCES,        5}, // access denied
+    {EPERM,         5},
+    {EISDIR,        5},
+    {EBADF,         6}, // invalid handle
+    {ENOMEM,       14}, // out of memory
+    {EXDEV,        17}, // not the same device
+    {EROFS,        19}, // write protected
+    {EIO,          31}, // general failure
+    {ETXTBSY,      32}, // sharing violation
+    {EBUSY,       170}, // in use
+    {EDEADLK,    1131}, // possible deadlock
+    {EEXIST,       80}, // file exists
+    {EINVAL,       87}, // invalid parameter
+    {EPIPE,       109}, // broken pipe
+    {ENOSPC,      112}, // disk full
+    {EDQUOT,     1295}, // quota exceeded
+    {EFBIG,       223}, // file too large
+    {ESPIPE,      132}, // cannot seek
+    {ENOSYS,      120}, // call not implemented
+    {ENOTEMPTY,   145}, // folder not empty
+    {ENAMETOOLONG,206}, // name too long
+    {EAGAIN,      170}, // in use
+    {EOVERFLOW,   534}, // arithmetic overflow
+    {ECANCELED,  1223}, // cancelled
+    {ETIMEDOUT,  1460}, // timed out
+};
+// clang-format on
+
+} // namespace
+
+int32_t resultFromErrno(int error) noexcept {
+    for (const auto& row : ErrorRows) {
+        if (row.error == error)
+            return static_cast<int32_t>(0x80070000u | row.code);
+    }
+    return result::Fail;
+}
+
+} // namespace qx::platform
+
+int32_t QXResultFromNative() { return qx::platform::lastResult(); }

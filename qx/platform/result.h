@@ -1,0 +1,66 @@
+#pragma once
+
+/*
+ * Result codes: 32-bit signed values, negative on failure. C programs use the QX_E_ names, C++
+ * programs the constants of qx::result.
+ */
+
+#include <stdint.h>
+
+// clang-format off
+enum {
+    QX_OK                            = 0,
+    QX_E_NOT_IMPLEMENTED             = (int32_t)0x80004001u,
+    QX_E_NO_INTERFACE                = (int32_t)0x80004002u,
+    QX_E_NULL_POINTER                = (int32_t)0x80004003u,
+    QX_E_FAIL                        = (int32_t)0x80004005u, /* unspecified failure */
+    QX_E_NOT_AVAILABLE               = (int32_t)0x80004007u, /* not on this platform */
+    QX_E_BUFFER_TOO_SMALL            = (int32_t)0x80004009u,
+    QX_E_NO_AGGREGATION              = (int32_t)0x80040110u,
+    QX_E_CLASS_NOT_AVAILABLE         = (int32_t)0x80040111u,
+    QX_E_NOT_FOUND                   = (int32_t)0x80070002u, /* file or key */
+    QX_E_ACCESS_DENIED               = (int32_t)0x80070005u,
+    QX_E_INVALID_HANDLE              = (int32_t)0x80070006u,
+    QX_E_OUT_OF_MEMORY               = (int32_t)0x8007000Eu,
+    QX_E_END_OF_FILE                 = (int32_t)0x80070026u,
+    QX_E_FILE_EXISTS                 = (int32_t)0x80070050u,
+    QX_E_INVALID_ARGUMENT            = (int32_t)0x80070057u,
+    QX_E_BROKEN_PIPE                 = (int32_t)0x8007006Du,
+    QX_E_DISK_FULL                   = (int32_t)0x80070070u,
+    QX_E_NOT_OWNER                   = (int32_t)0x80070120u, /* lock released by a stranger */
+    QX_E_TIMED_OUT                   = (int32_t)0x800705B4u,
+    QX_E_INVALID_CHARACTER           = (int32_t)0x8BB34101u,
+    QX_E_UNMAPPABLE_CHARACTER        = (int32_t)0x8BB34102u,
+    QX_E_UNKNOWN_ENCODING            = (int32_t)0x8BB34103u
+};
+
+#ifdef __cplusplus
+namespace qx::result {
+
+inline constexpr int32_t Ok                  = QX_OK;
+inline constexpr int32_t NotImplemented      = QX_E_NOT_IMPLEMENTED;
+inline constexpr int32_t NoInterface         = QX_E_NO_INTERFACE;
+inline constexpr int32_t NullPointer         = QX_E_NULL_POINTER;
+inline constexpr int32_t Fail                = QX_E_FAIL;
+inline constexpr int32_t NotAvailable        = QX_E_NOT_AVAILABLE;
+inline constexpr int32_t BufferTooSmall      = QX_E_BUFFER_TOO_SMALL;
+inline constexpr int32_t NoAggregation       = QX_E_NO_AGGREGATION;
+inline constexpr int32_t ClassNotAvailable   = QX_E_CLASS_NOT_AVAILABLE;
+inline constexpr int32_t NotFound            = QX_E_NOT_FOUND;
+inline constexpr int32_t AccessDenied        = QX_E_ACCESS_DENIED;
+inline constexpr int32_t InvalidHandle       = QX_E_INVALID_HANDLE;
+inline constexpr int32_t OutOfMemory         = QX_E_OUT_OF_MEMORY;
+inline constexpr int32_t EndOfFile           = QX_E_END_OF_FILE;
+inline constexpr int32_t FileExists          = QX_E_FILE_EXISTS;
+inline constexpr int32_t InvalidArgument     = QX_E_INVALID_ARGUMENT;
+inline constexpr int32_t BrokenPipe          = QX_E_BROKEN_PIPE;
+inline constexpr int32_t DiskFull            = QX_E_DISK_FULL;
+inline constexpr int32_t NotOwner            = QX_E_NOT_OWNER;
+inline constexpr int32_t TimedOut            = QX_E_TIMED_OUT;
+inline constexpr int32_t InvalidCharacter    = QX_E_INVALID_CHARACTER;
+inline constexpr int32_t UnmappableCharacter = QX_E_UNMAPPABLE_CHARACTER;
+inline constexpr int32_t UnknownEncoding     = QX_E_UNKNOWN_ENCODING;
+
+} // namespace qx::result
+#endif
+// clang-format on

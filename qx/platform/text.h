@@ -1,0 +1,69 @@
+#pragma once
+
+/*
+ * Text with C-string rules: UTF-16 ("W") and narrow ("A") strings end with a 0 unit, counts are
+ * signed 32-bit. Case mapping is the simple mapping of Unicode, unit by unit, whatever the locale;
+ * surrogates map to themselves.
+ */
+
+#include <qx/platform/export.h>
+#include <qx/platform/types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+QX_API int32_t QXStrLenW_32(const char16_t* text);
+QX_API int32_t QXStrLenA_32(const char* text);
+/* Ordinal comparison by unit: negative, 0 or positive. */
+QX_API int32_t QXStrCmpW(const char16_t* left, const char16_t* right);
+/* The same over lower-cased units, at most @p count of them, ending early at a common 0 unit:
+ * -1, 0 or 1. */
+QX_API int32_t QXStrNICmpW(const char16_t* left, const char16_t* right, int32_t count);
+/* First occurrence of the unit, the terminator included, or null. */
+QX_API char16_t* QXStrChrW(const char16_t* text, char16_t unit);
+QX_API char* QXStrChrA(const char* text, char unit);
+/* Copies with the 0 unit; NCpy copies at most @p count units and pads with 0 units. Both return
+ * the destination. */
+QX_API char16_t* QXStrCpyW(char16_t* to, const char16_t* from);
+QX_API char16_t* QXStrNCpyW(char16_t* to, const char16_t* from, int32_t count);
+/* A copy to be freed with QXStrFreeA; null when memory ran out. */
+QX_API char* QXStrDupA(const char* text);
+QX_API void QXStrFreeA(char* text);
+/* Re-entrant tokenizer: the next token of @p text (null to go on from @p context) between units of
+ * @p delimiters, which it overwrites with 0; null at the end. */
+QX_API char16_t* QXStrTokW(char16_t* text, const char16_t* delimiters, char16_t** context);
+
+/* Leading white space and sign, then digits; radix 0 reads 0x and 0 prefixes. @p end (may be null)
+ * receives the first unit not read. Out of range: the nearest limit. */
+QX_API int64_t QXStrToLW(const char16_t* text, char16_t** end, int32_t radix);
+QX_API uint64_t QXStrToULW(const char16_t* text, char16_t** end, int32_t radix);
+QX_API int32_t QXStrToIW(const char16_t* text);
+QX_API double QXStrToDW(const char16_t* text, char16_t** end);
+/* Decimal and other radixes from 2 to 36, upper-case digits; returns the buffer, which must hold 66
+ * units. */
+QX_API char16_t* QXLToStrW(int64_t value, char16_t* buffer, int32_t radix);
+QX_API char* QXLToStrA(int64_t value, char* buffer, int32_t radix);
+
+QX_API char16_t QXToLowerW(char16_t unit);
+QX_API char16_t QXToUpperW(char16_t unit);
+/* In place; return the text. */
+QX_API char16_t* QXStrToLowerW(char16_t* text);
+QX_API char16_t* QXStrToUpperW(char16_t* text);
+/* The same over counted text. */
+QX_API void QXTextToLowerW(char16_t* text, int32_t length);
+QX_API void QXTextToUpperW(char16_t* text, int32_t length);
+
+/* UTF-16 to the default encoding: @p length units of @p text (-1: up to the 0 unit) into @p buffer
+ * of @p capacity bytes, terminated. 0x80004009 when it does not fit, 0x8BB34102 for text that has
+ * no form in it. */
+QX_API int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer,
+                               int32_t capacity);
+
+/* Name of the default encoding (the locale's code set) and of the default locale, into 40 units. */
+QX_API int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity);
+QX_API int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity);
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,63 @@
+#include "tests/support/ChildProcess.h"
+
+#include <csignal>
+#include <cstring>
+#include <map>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace qxtest {
+
+namespace {
+
+std::map<std::string, ChildEntry::Body>& entries() {
+    static std::map<std::string, ChildEntry::Body> map;
+    return map;
+}
+
+constexpr char ChildFlag[] = "--qx-child";
+
+} // namespace
+
+ChildEntry::ChildEntry(const char* name, Body body) { entries()[name] = body; }
+
+ChildProcess::ChildProcess(const std::string& entry, const std::vector<std::string>& arguments)
+    : m_pid(-1) {
+    std::vector<const char*> argv{"/proc/self/exe", ChildFlag, entry.c_str()};
+    for (const auto& argument : arguments)
+        argv.push_back(argument.c_str());
+    argv.push_back(nullptr);
+    const int error = posix_spawn(&m_pid, argv[0], nullptr, nullptr,
+                                  const_cast<char* const*>(argv.data()), environ);
+    if (error != 0)
+        throw std::runtime_error(std::string("posix_spawn: ") + std::strerror(error));
+}
+
+ChildProcess::~ChildProcess() {
+    if (m_pid > 0) {
+        kill();
+        join();
+    }
+}
+
+void ChildProcess::kill() { ::kill(m_pid, SIGKILL); }
+
+int ChildProcess::join() {
+    int status = 0;
+    while (::waitpid(m_pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    m_pid = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+bool runAsChild(int argc, char** argv, int& status) {
+    if (argc < 3 || std::strcmp(argv[1], ChildFlag) != 0)
+        return false;
+    const auto found = entries().find(argv[2]);
+    status = found == entries().end() ? 127 : found->second({argv + 3, argv + argc});
+    return true;
+}
+
+} // namespace qxtest

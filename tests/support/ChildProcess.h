@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qxtest {
+
+/// A function that the test program runs instead of its tests when it is started as a child.
+/// Define one at namespace scope: `const ChildEntry entry("name", [](auto& args) { return 0; });`
+class ChildEntry {
+public:
+    using Body = int (*)(const std::vector<std::string>& arguments);
+    ChildEntry(const char* name, Body body);
+};
+
+/// This test program running again as a child that executes one ChildEntry. The destructor kills
+/// and reaps a child that still runs.
+class ChildProcess {
+public:
+    explicit ChildProcess(const std::string& entry, const std::vector<std::string>& arguments = {});
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    ChildProcess(ChildProcess&& other) noexcept : m_pid(other.m_pid) { other.m_pid = -1; }
+
+    int pid() const { return m_pid; }
+    /// Sends SIGKILL; join afterwards reports it.
+    void kill();
+    /// Waits for the end: the exit status, or minus the number of the signal that ended it.
+    int join();
+
+private:
+    int m_pid;
+};
+
+/// Runs the child named on the command line; true when there was one, with its result in @p status.
+bool runAsChild(int argc, char** argv, int& status);
+
+} // namespace qxtest
