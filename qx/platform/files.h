@@ -18,8 +18,8 @@ extern "C" {
 /* Flag words of QXFileOpen. */
 #define QX_FILE_READ 0x80000000u
 #define QX_FILE_WRITE 0x40000000u
-#define QX_FILE_AT_END 0x8u    /* positioned at the end */
-#define QX_FILE_CREATE 0x100u  /* create when missing */
+#define QX_FILE_AT_END 0x8u   /* positioned at the end */
+#define QX_FILE_CREATE 0x100u /* create when missing */
 #define QX_FILE_TRUNCATE 0x200u
 
 /* @p mode: permission bits of a file that is created. The handle is a file descriptor. */

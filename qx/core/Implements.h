@@ -1,0 +1,64 @@
+#pragma once
+
+#include <type_traits>
+
+#include <qx/core/ComObject.h>
+
+namespace qx {
+
+class Object;
+
+namespace pcom {
+
+/// Displacement in bytes of the interface @p Interface from the ComObject part of a @p Class.
+template <class Class, class Interface>
+uint32_t displacementOf() noexcept {
+    // Any aligned address serves: no memory is touched.
+    auto* const probe = reinterpret_cast<Class*>(uintptr_t{0x10000});
+    const auto interfaceAddress = reinterpret_cast<uintptr_t>(static_cast<Interface*>(probe));
+    const auto objectAddress = reinterpret_cast<uintptr_t>(static_cast<ComObject*>(probe));
+    return static_cast<uint32_t>(interfaceAddress - objectAddress);
+}
+
+/// Row for an interface that @p Class derives from.
+template <class Class, class Interface>
+InterfaceData subObjectRow() noexcept {
+    return {&Interface::Iid, InterfaceData::SubObject, displacementOf<Class, Interface>()};
+}
+
+/// Row that hands every query on to the map of @p Base.
+template <class Base>
+InterfaceData chainRow() noexcept {
+    constexpr ChainFunction chain = [](ComObject* object, const GUID& iid, void** out, uint32_t) {
+        return QueryInterfaceMap(Base::GetComIntfMap(), object, iid, out);
+    };
+    return {nullptr, reinterpret_cast<uintptr_t>(chain), 0};
+}
+
+/// A class over @p Base that answers @p Interfaces too: derives from them, lists them in its
+/// interface map in that order, and gives their three unknown slots to the object. A map over an
+/// Object ends with a chain to the map of @p Base.
+template <class Base, class... Interfaces>
+class Implements : public Base, public Interfaces... {
+public:
+    using Base::Base;
+
+    int32_t QueryInterface(const GUID& iid, void** out) override {
+        return QueryInterfaceMap(GetComIntfMap(), this, iid, out);
+    }
+    uint32_t AddRef() override { return ComObject::AddRef(); }
+    uint32_t Release() override { return ComObject::Release(); }
+
+    static const InterfaceData* GetComIntfMap() {
+        static const InterfaceData map[] = {
+            subObjectRow<Implements, Interfaces>()...,
+            std::is_base_of_v<Object, Base> ? chainRow<Base>()
+                                            : InterfaceData{nullptr, InterfaceData::End, 0},
+            {nullptr, InterfaceData::End, 0},
+        };
+        return map;
+    }
+};
+
+} // namespace pcom
+} // namespace qx

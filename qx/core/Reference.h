@@ -1,0 +1,109 @@
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+namespace qx {
+
+/// Owning pointer to a reference-counted object, or null.
+///
+/// Taking a pointer calls its AddRef, dropping it its Release; moving does neither. One Reference
+/// is used by one thread at a time, the object it points to may be shared.
+template <class T>
+class Reference {
+public:
+    using element_type = T;
+
+    constexpr Reference() noexcept = default;
+    constexpr Reference(std::nullptr_t) noexcept {}
+    Reference(T* pointer) : m_pointer(pointer) { take(); }
+    Reference(const Reference& other) : m_pointer(other.m_pointer) { take(); }
+    Reference(Reference&& other) noexcept : m_pointer(std::exchange(other.m_pointer, nullptr)) {}
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    Reference(const Reference<U>& other) : m_pointer(other.get()) {
+        take();
+    }
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    Reference(Reference<U>&& other) noexcept : m_pointer(other.detach()) {}
+    ~Reference() {
+        if (m_pointer)
+            m_pointer->Release();
+    }
+
+    /// Takes the new pointer before it drops the old one.
+    Reference& operator=(Reference other) noexcept {
+        swap(other);
+        return *this;
+    }
+
+    T* get() const noexcept { return m_pointer; }
+    T* operator->() const noexcept { return m_pointer; }
+    T& operator*() const noexcept { return *m_pointer; }
+    operator T*() const noexcept { return m_pointer; }
+    explicit operator bool() const noexcept { return m_pointer != nullptr; }
+
+    /// Drops the pointer.
+    void reset() noexcept { Reference().swap(*this); }
+    /// Gives the pointer up together with its reference, for the caller to release.
+    [[nodiscard]] T* detach() noexcept { return std::exchange(m_pointer, nullptr); }
+    /// Takes over a pointer whose reference the caller already holds.
+    static Reference attach(T* pointer) noexcept {
+        Reference reference;
+        reference.m_pointer = pointer;
+        return reference;
+    }
+    /// Place for a call that returns a pointer with a reference; drops the present one first.
+    T** put() noexcept {
+        reset();
+        return &m_pointer;
+    }
+    /// The same for calls that return an untyped pointer, such as QueryInterface.
+    void** putVoid() noexcept { return reinterpret_cast<void**>(put()); }
+
+    void swap(Reference& other) noexcept { std::swap(m_pointer, other.m_pointer); }
+    friend void swap(Reference& left, Reference& right) noexcept { left.swap(right); }
+
+    template <class U>
+    friend bool operator==(const Reference& left, const Reference<U>& right) noexcept {
+        return left.get() == right.get();
+    }
+    friend bool operator==(const Reference& left, const T* right) noexcept {
+        return left.get() == right;
+    }
+    friend bool operator==(const Reference& left, std::nullptr_t) noexcept {
+        return left.get() == nullptr;
+    }
+    template <class U>
+    friend auto operator<=>(const Reference& left, const Reference<U>& right) noexcept {
+        return std::compare_three_way()(left.get(), right.get());
+    }
+
+private:
+    void take() const {
+        if (m_pointer)
+            m_pointer->AddRef();
+    }
+
+    T* m_pointer = nullptr;
+};
+
+/// Makes a heap object that is owned from its first moment.
+template <class T, class... Arguments>
+Reference<T> makeReference(Arguments&&... arguments) {
+    return Reference<T>(new T(std::forward<Arguments>(arguments)...));
+}
+
+} // namespace qx
+
+template <class T>
+using CQXSmartPtr = qx::Reference<T>;
+
+template <class T>
+struct std::hash<qx::Reference<T>> {
+    std::size_t operator()(const qx::Reference<T>& reference) const noexcept {
+        return std::hash<T*>()(reference.get());
+    }
+};
