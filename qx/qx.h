@@ -1,0 +1,17 @@
+#pragma once
+
+// tools/gen/umbrella.sh >qx/qx.h
+
+/// @file
+/// Every public header of the library, for programs that do not mind the compile time.
+
+#include <qx/platform/export.h>
+#include <qx/platform/files.h>
+#include <qx/platform/guid.h>
+#include <qx/platform/ipc.h>
+#include <qx/platform/module.h>
+#include <qx/platform/native.h>
+#include <qx/platform/result.h>
+#include <qx/platform/sync.h>
+#include <qx/platform/text.h>
+#include <qx/platform/types.h>

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Measures: scripts/bench.sh [PROGRAM...], every bench/*Bench.cpp by default, and writes the medians
+# of all that were measured on this tree to bench/RESULTS.md. Run it on an idle machine. What is
+# missing on a Debian machine is installed first.
+#   QX_BENCH_REPETITIONS  how often each benchmark is run, 5 by default
+. "$(dirname "$0")/lib.sh"
+
+install_missing $bench_packages
+build bench
+
+programs=("$@")
+(($#)) || mapfile -t programs < <(basename -s .cpp bench/*Bench.cpp)
+
+results=build/bench/results
+mkdir -p "$results"
+for program in "${programs[@]}"; do
+    echo "== $program" >&2
+    # Interleaved, so that a change in the machine's speed meets a row and its peers alike.
+    build/bench/bench/"$program" \
+        --benchmark_repetitions="${QX_BENCH_REPETITIONS:-5}" \
+        --benchmark_enable_random_interleaving=true \
+        --benchmark_min_time=0.1 \
+        --benchmark_report_aggregates_only=true \
+        --benchmark_out_format=json --benchmark_out="$results/$program.json" >/dev/null
+done
+python3 scripts/bench_results.py "$results"/*.json >bench/RESULTS.md
+cat bench/RESULTS.md

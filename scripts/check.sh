@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Checks of the repository that need no build: scripts/check.sh [CHECK...], all of them by default.
+# Prints what is wrong and fails; exits with 77 where the tool for a single check is missing.
+. "$(dirname "$0")/lib.sh"
+
+# The files that the checks look at; ours are those of the library, the rest uses it.
+sources() { find "$@" -name '*.h' -o -name '*.cpp' -o -name '*.c' | sort; }
+public_headers() { find qx -name '*.h' -not -path '*/detail/*' -not -path '*/posix/*' | sort; }
+all_folders() { find qx modules tools examples tests bench fuzz -maxdepth 0 2>/dev/null; }
+
+# Include direction; operating-system headers, errno and platform branches above the platform layer.
+check_layers() { python3 scripts/check_layers.py; }
+
+# Every public header compiles alone and included twice; those with a C interface also as C.
+check_headers() {
+    local flags="-fsyntax-only -I. -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
+    export cxx="${CXX:-c++} -std=c++20 $flags -x c++ -" cc="${CC:-cc} -std=c11 $flags -x c -"
+    # One header a line, with the compiler command; xargs fails when any of them does.
+    {
+        public_headers | sed 's/^/cxx /'
+        public_headers | xargs grep -l 'extern "C"' | sed 's/^/cc /'
+    } | xargs -P "$jobs" -L 1 bash -c '
+        printf "#include <%s>\n#include <%s>\n" "$1" "$1" | ${!0} || { echo "$1: not self-contained"; exit 1; }'
+}
+
+# The umbrella header names every public header.
+check_umbrella() {
+    diff -u qx/qx.h <(tools/gen/umbrella.sh) ||
+        { echo "qx/qx.h is not up to date: tools/gen/umbrella.sh >qx/qx.h"; return 1; }
+}
+
+# complain RULE PATTERN FOLDER...: fails and shows the lines of the sources that match.
+complain() {
+    local rule=$1 pattern=$2
+    shift 2
+    ! sources "$@" | xargs grep -nHE "$pattern" || { echo "^ $rule"; return 1; }
+}
+
+check_text() {
+    local status=0 header
+    complain "open ends are finished or become an issue" '\b([T]ODO|[F]IXME|[X]XX)\b' \
+        $(all_folders) || status=1
+    complain "no path of a machine" '"/([h]ome|[r]oot|[w]ork)/|/tmp/[b]ash' $(all_folders) || status=1
+    complain "a suppressed check is named and has its reason" 'NOLINT[A-Z]*(\)|$|[^A-Z(])' \
+        $(all_folders) || status=1
+    complain "tabs and trailing blanks" $'\t|[ ]+$' $(all_folders) || status=1
+    for header in $(find $(all_folders) -name '*.h'); do
+        grep -qx '#pragma once' "$header" || { echo "$header: no #pragma once"; status=1; }
+    done
+    ! public_headers | xargs grep -nHE '^ *using namespace' ||
+        { echo "^ a header opens no namespace for its users"; status=1; }
+    return $status
+}
+
+check_format() {
+    local format
+    format=$(command -v clang-format-14 || command -v clang-format) || exit 77
+    sources $(all_folders) | xargs -P "$jobs" -n 40 "$format" --dry-run -Werror
+}
+
+# Generated sources are what their generators write.
+check_generated() { scripts/check-generated.sh; }
+
+checks=("$@")
+(($#)) || checks=(layers headers umbrella text format generated)
+status=0
+for check in "${checks[@]}"; do
+    "check_$check" || { echo "check $check failed"; status=1; }
+done
+exit $status
