@@ -7,7 +7,8 @@
  * out-handle before it does anything else; Destroy frees the object, which nobody may be using.
  * Uncontended operations make no system call. A try succeeds when its result is 0 or more. A timed
  * wait gives 0 when signalled and 0x800705B4 when the time, measured by the monotonic clock, ran
- * out. Signals delivered to a thread never end its wait.
+ * out. A handle of zero or all ones is 0x80070006. Signals delivered to a thread never end its
+ * wait.
  *
  * Name and flags: with flags 0 the name (null for none, copied) is a label for debugging only. With
  * QX_SYNC_SHARED the object is the one of that name for every process of the user, a name is
@@ -31,9 +32,10 @@ QX_API int32_t QXMutexAcquire(QXHandle handle);
 QX_API int32_t QXMutexTryAcquire(QXHandle handle);
 QX_API int32_t QXMutexRelease(QXHandle handle);
 
-/* A condition with its own recursive lock. Wait, TimedWait, Signal and Broadcast are called by the
- * holder of the lock; a wait gives the lock up whole, whatever its depth, and takes it back before
- * it returns, also when the time ran out. Signal wakes one waiter, Broadcast all. */
+/* A condition with its own recursive lock. Wait and TimedWait are called by the holder of the lock
+ * (others get 0x80070120); a wait gives the lock up whole, whatever its depth, and takes it back
+ * before it returns, also when the time ran out. Signal wakes one waiter, the longest waiting,
+ * Broadcast all of them; the lock is taken for the call where the caller does not hold it. */
 QX_API int32_t QXConditionCreate(const char* name, uint32_t flags, QXHandle* handle);
 QX_API int32_t QXConditionDestroy(QXHandle handle);
 QX_API int32_t QXConditionAcquire(QXHandle handle);
@@ -59,7 +61,8 @@ QX_API int32_t QXGateWait(QXHandle handle);
 QX_API int32_t QXGateTryWait(QXHandle handle);
 QX_API int32_t QXGateTimedWait(QXHandle handle, uint32_t milliseconds);
 
-/* Counting semaphore, 0 to 0x7FFFFFFF. The same four operations serve named semaphores (ipc.h). */
+/* Counting semaphore, 0 to 0x7FFFFFFF; a larger initial count is 0x80070057, a post at the limit
+ * 0x80070216. The same four operations serve named semaphores (ipc.h). */
 QX_API int32_t QXSemaphoreCreate(uint32_t initialCount, const char* name, uint32_t flags,
                                  QXHandle* handle);
 QX_API int32_t QXSemaphoreDestroy(QXHandle handle);
@@ -68,8 +71,9 @@ QX_API int32_t QXSemaphoreWait(QXHandle handle);
 QX_API int32_t QXSemaphoreTryWait(QXHandle handle);
 QX_API int32_t QXSemaphoreGetValue(QXHandle handle, int32_t* value);
 
-/* Shared and exclusive holders; not recursive. Prefers neither side so long as writers are not
- * starved. */
+/* Shared and exclusive holders; not recursive. Readers and writers that wait are admitted in turns,
+ * so neither side starves. A writer that acquires again: 0x8007046B. ReleaseWrite by a thread that
+ * does not hold it, and ReleaseRead while there is no reader: 0x80070120. */
 QX_API int32_t QXRWLockCreate(const char* name, uint32_t flags, QXHandle* handle);
 QX_API int32_t QXRWLockDestroy(QXHandle handle);
 QX_API int32_t QXRWLockAcquireRead(QXHandle handle);

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+#include <climits>
+#include <cstdint>
+#include <ctime>
+
+namespace qx::platform {
+
+/// A point of the monotonic clock.
+class Deadline {
+public:
+    static Deadline after(uint32_t milliseconds) noexcept;
+
+    const timespec& time() const noexcept { return m_time; }
+
+private:
+    Deadline() = default;
+
+    timespec m_time;
+};
+
+/// The 32 bits of an atomic that the kernel compares and waits on: all of a 32-bit one, the low
+/// half of a 64-bit one.
+inline const uint32_t* futexWord(const std::atomic<uint32_t>& word) noexcept {
+    return reinterpret_cast<const uint32_t*>(&word);
+}
+
+inline const uint32_t* futexWord(const std::atomic<uint64_t>& word) noexcept {
+    constexpr int LowHalf = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;
+    return reinterpret_cast<const uint32_t*>(&word) + LowHalf;
+}
+
+/// Sleeps while the word holds @p expected. May return early for no reason: callers loop on their
+/// own condition. False when @p deadline (null: none) has passed. Leaves errno as it was.
+bool futexWait(const uint32_t* word, uint32_t expected,
+               const Deadline* deadline = nullptr) noexcept;
+
+/// Wakes up to @p count sleepers. The word is only an address here: it may belong to an object that
+/// a woken thread has freed in the meantime. Leaves errno as it was.
+void futexWake(const uint32_t* word, int count) noexcept;
+
+inline constexpr int WakeAll = INT_MAX;
+
+/// Tells the processor that the caller spins.
+inline void relax() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+    __asm__ __volatile__("yield");
+#endif
+}
+
+} // namespace qx::platform

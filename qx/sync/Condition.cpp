@@ -1,0 +1,29 @@
+#include <qx/sync/Condition.h>
+
+#include <qx/core/Result.h>
+
+namespace qx::sync {
+
+Condition::Condition(const char* name, unsigned int flags) {
+    throwIfFailed(QXConditionCreate(name, flags, m_handle.put()));
+}
+
+void Condition::acquire() { throwIfFailed(QXConditionAcquire(m_handle.get())); }
+
+void Condition::release() { throwIfFailed(QXConditionRelease(m_handle.get())); }
+
+void Condition::wait() { throwIfFailed(QXConditionWait(m_handle.get())); }
+
+void Condition::wait(uint32_t milliseconds) {
+    throwIfFailed(QXConditionTimedWait(m_handle.get(), milliseconds));
+}
+
+void Condition::signal() { throwIfFailed(QXConditionSignal(m_handle.get())); }
+
+void Condition::broadcast() { throwIfFailed(QXConditionBroadcast(m_handle.get())); }
+
+Condition::Holder::Holder(Condition& condition) : m_condition(condition) { condition.acquire(); }
+
+Condition::Holder::~Holder() { QXConditionRelease(m_condition.m_handle.get()); }
+
+} // namespace qx::sync

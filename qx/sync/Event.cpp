@@ -1,0 +1,22 @@
+#include <qx/sync/Event.h>
+
+#include <qx/core/Result.h>
+#include <qx/sync/TimedWait.h>
+
+namespace qx::sync {
+
+Event::Event(const char* name, unsigned int flags) {
+    throwIfFailed(QXEventCreate(name, flags, m_handle.put()));
+}
+
+void Event::wait() { throwIfFailed(QXEventWait(m_handle.get())); }
+
+bool Event::tryWait() { return false; }
+
+bool Event::wait(uint32_t milliseconds) {
+    return signalled(QXEventTimedWait(m_handle.get(), milliseconds));
+}
+
+void Event::signal() { throwIfFailed(QXEventSignal(m_handle.get())); }
+
+} // namespace qx::sync

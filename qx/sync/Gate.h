@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/PlatformHandle.h>
+#include <qx/platform/sync.h>
+#include <qx/sync/Object.h>
+
+namespace qx::sync {
+
+/// A barrier that stays open once opened: until it is closed again, every wait returns at once.
+///
+/// All members may be called from any thread. A failing platform call throws ResultException with
+/// the call's result code and leaves the gate usable, unless the member says otherwise.
+class QX_API Gate : public Object {
+public:
+    /// Creates a closed gate.
+    /// @param name   label for debugging, nul-terminated, copied; null for none
+    /// @param flags  QX_SYNC_... bits; 0 keeps the gate inside this process
+    explicit Gate(const char* name = nullptr, unsigned int flags = 0);
+
+    /// Blocks until the gate is open.
+    void wait() override;
+
+    /// True when the gate is open. Neither blocks nor throws.
+    bool tryWait() override;
+
+    /// Blocks for at most @p milliseconds; false when the time ran out first.
+    virtual bool wait(uint32_t milliseconds);
+
+    /// Lets everybody through who waits, even when the gate is closed again at once.
+    virtual void open();
+    virtual void close();
+
+private:
+    PlatformHandle<&QXGateDestroy> m_handle;
+};
+
+} // namespace qx::sync
+
+using CQXGate = qx::sync::Gate;

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <qx/sync/Object.h>
+
+namespace qx::sync {
+
+/// A lock of some kind: wait locks, tryWait tries to, signal unlocks. Serves std::lock_guard,
+/// std::unique_lock and std::scoped_lock.
+class QX_API LockObject : public Object {
+public:
+    /// Unlocks.
+    /// @throws ResultException when the lock is not held (result::NotOwner)
+    virtual void signal() = 0;
+
+    void lock() { wait(); }
+    bool try_lock() { return tryWait(); }
+    void unlock() { signal(); }
+};
+
+} // namespace qx::sync
+
+using CQXLockObject = qx::sync::LockObject;

@@ -1,0 +1,23 @@
+#include <qx/sync/ReaderWriterLock.h>
+
+#include <qx/core/Result.h>
+
+namespace qx::sync {
+
+ReaderWriterLock::ReaderWriterLock(const char* name, unsigned int flags) {
+    throwIfFailed(QXRWLockCreate(name, flags, m_handle.put()));
+}
+
+void ReaderWriterLock::wait() { throwIfFailed(QXRWLockAcquireWrite(m_handle.get())); }
+
+bool ReaderWriterLock::tryWait() { return QXRWLockTryAcquireWrite(m_handle.get()) >= 0; }
+
+void ReaderWriterLock::signal() { throwIfFailed(QXRWLockReleaseWrite(m_handle.get())); }
+
+void ReaderWriterLock::waitShared() { throwIfFailed(QXRWLockAcquireRead(m_handle.get())); }
+
+bool ReaderWriterLock::tryWaitShared() { return QXRWLockTryAcquireRead(m_handle.get()) >= 0; }
+
+void ReaderWriterLock::signalShared() { throwIfFailed(QXRWLockReleaseRead(m_handle.get())); }
+
+} // namespace qx::sync

@@ -1,0 +1,23 @@
+#include <qx/sync/Semaphore.h>
+
+#include <qx/core/Result.h>
+
+namespace qx::sync {
+
+Semaphore::Semaphore(uint32_t initialCount, const char* name, unsigned int flags) {
+    throwIfFailed(QXSemaphoreCreate(initialCount, name, flags, m_handle.put()));
+}
+
+void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }
+
+bool Semaphore::tryWait() { return QXSemaphoreTryWait(m_handle.get()) >= 0; }
+
+void Semaphore::signal() { throwIfFailed(QXSemaphorePost(m_handle.get())); }
+
+int32_t Semaphore::getValue() {
+    int32_t value = 0;
+    throwIfFailed(QXSemaphoreGetValue(m_handle.get(), &value));
+    return value;
+}
+
+} // namespace qx::sync

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/PlatformHandle.h>
+#include <qx/platform/sync.h>
+#include <qx/sync/Object.h>
+
+namespace qx::sync {
+
+/// A count of units, 0 to 0x7FFFFFFF: wait takes one, signal adds one.
+///
+/// All members may be called from any thread. A failing platform call throws ResultException with
+/// the call's result code and leaves the semaphore usable, unless the member says otherwise.
+class QX_API Semaphore : public Object {
+public:
+    /// @param initialCount  units to begin with
+    /// @param name          label for debugging, nul-terminated, copied; null for none
+    /// @param flags         QX_SYNC_... bits; 0 keeps the semaphore inside this process
+    explicit Semaphore(uint32_t initialCount = 0, const char* name = nullptr,
+                       unsigned int flags = 0);
+
+    /// Blocks until there is a unit and takes it.
+    void wait() override;
+    bool tryWait() override;
+
+    /// Adds one unit.
+    /// @throws ResultException at the greatest count (result::Overflow)
+    virtual void signal();
+
+    /// The units at hand; out of date as soon as another thread waits or signals.
+    virtual int32_t getValue();
+
+private:
+    PlatformHandle<&QXSemaphoreDestroy> m_handle;
+};
+
+} // namespace qx::sync
+
+using CQXSemaphore = qx::sync::Semaphore;
