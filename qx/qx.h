@@ -5,6 +5,17 @@
 /// @file
 /// Every public header of the library, for programs that do not mind the compile time.
 
+#include <qx/core/ComObject.h>
+#include <qx/core/Comparable.h>
+#include <qx/core/GUID.h>
+#include <qx/core/Implements.h>
+#include <qx/core/InterfaceMap.h>
+#include <qx/core/ModuleCount.h>
+#include <qx/core/Object.h>
+#include <qx/core/PlatformHandle.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/core/Unknown.h>
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>
