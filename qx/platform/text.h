@@ -20,6 +20,9 @@ QX_API int32_t QXStrCmpW(const char16_t* left, const char16_t* right);
 /* The same over lower-cased units, at most @p count of them, ending early at a common 0 unit:
  * -1, 0 or 1. */
 QX_API int32_t QXStrNICmpW(const char16_t* left, const char16_t* right, int32_t count);
+/* The same for texts that both hold @p count units; faster, because nothing has to be known about
+ * what lies behind a 0 unit. */
+QX_API int32_t QXTextNICmpW(const char16_t* left, const char16_t* right, int32_t count);
 /* First occurrence of the unit, the terminator included, or null. */
 QX_API char16_t* QXStrChrW(const char16_t* text, char16_t unit);
 QX_API char* QXStrChrA(const char* text, char unit);
@@ -34,14 +37,21 @@ QX_API void QXStrFreeA(char* text);
  * @p delimiters, which it overwrites with 0; null at the end. */
 QX_API char16_t* QXStrTokW(char16_t* text, const char16_t* delimiters, char16_t** context);
 
-/* Leading white space and sign, then digits; radix 0 reads 0x and 0 prefixes. @p end (may be null)
- * receives the first unit not read. Out of range: the nearest limit. */
+/* Numbers are read and written alike under every locale.
+ *
+ * Leading white space (ASCII) and sign, then digits; radix 0 reads 0x and 0 prefixes, radix 16 also
+ * 0x. @p end (may be null) receives the first unit not read, the start of the text when there is no
+ * number (value 0) or the radix is none of 0 and 2 to 36. Out of range: the nearest limit. An
+ * unsigned number with a minus sign is negated modulo 2^64. */
 QX_API int64_t QXStrToLW(const char16_t* text, char16_t** end, int32_t radix);
 QX_API uint64_t QXStrToULW(const char16_t* text, char16_t** end, int32_t radix);
+/* Decimal; out of range the nearest 32-bit limit. */
 QX_API int32_t QXStrToIW(const char16_t* text);
+/* Decimal with ".", fraction and exponent, 0x with a binary exponent, "inf", "infinity", "nan" in
+ * either case; correctly rounded. Too large: infinity with the sign; too small: 0 with the sign. */
 QX_API double QXStrToDW(const char16_t* text, char16_t** end);
-/* Decimal and other radixes from 2 to 36, upper-case digits; returns the buffer, which must hold 66
- * units. */
+/* Radixes from 2 to 36, upper-case digits, a minus sign in every radix; an empty text for any other
+ * radix. Returns the buffer, which must hold 66 units. */
 QX_API char16_t* QXLToStrW(int64_t value, char16_t* buffer, int32_t radix);
 QX_API char* QXLToStrA(int64_t value, char* buffer, int32_t radix);
 
@@ -55,12 +65,15 @@ QX_API void QXTextToLowerW(char16_t* text, int32_t length);
 QX_API void QXTextToUpperW(char16_t* text, int32_t length);
 
 /* UTF-16 to the default encoding: @p length units of @p text (-1: up to the 0 unit) into @p buffer
- * of @p capacity bytes, terminated. 0x80004009 when it does not fit, 0x8BB34102 for text that has
- * no form in it. */
+ * of @p capacity bytes, terminated. 0x80004009 when it does not fit: the buffer then holds, also
+ * terminated, the characters that do. 0x8BB34102 for text that has no form in it, lone surrogates
+ * included: the buffer holds what stands before. */
 QX_API int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer,
                                int32_t capacity);
 
-/* Name of the default encoding (the locale's code set) and of the default locale, into 40 units. */
+/* Name of the default encoding (the locale's code set) and of the default locale (language_COUNTRY;
+ * "en_US" in the "C" and "POSIX" locales), into @p capacity units, usually 40. 0x80004009 when it
+ * does not fit. Both follow the locale that start-up set. */
 QX_API int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity);
 QX_API int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity);
 
