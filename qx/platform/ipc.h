@@ -4,10 +4,8 @@
  * Named semaphores and shared memory, for the processes of one user.
  *
  * Every function returns a result code, negative on failure; out-parameters are all ones or null
- * after one. Names are any nul-terminated text, path separators included.
+ * after one. A name is any nul-terminated text that is not empty, path separators included.
  */
-
-#include <stddef.h>
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>
@@ -16,26 +14,41 @@
 extern "C" {
 #endif
 
-/* Opens the semaphore of that name, creating it with @p value units when nobody has it open. The
- * handle is used with QXSemaphoreWait, TryWait, Post and GetValue (sync.h) and is crash-safe:
- * created with 1 or more it guards resources, and units held by a process that ends or is killed
- * are given back within a second; created with 0 it is a signal and nothing is given back. It
- * disappears when its last user closes it or dies. */
+/* Opens the semaphore of that name, creating it with @p value units when nobody has it open; an
+ * existing one keeps its count. Use the handle with QXSemaphoreWait, TryWait, Post and GetValue
+ * (sync.h). The semaphore disappears when its last user closes it or dies.
+ *
+ * Created with 1 or more it guards resources: units belong to the process that took them, and those
+ * of a process that ends, or closes its last handle of the name, are given back: waiters elsewhere
+ * go on within a second. A post by a process that holds no unit adds one for good. Created with 0
+ * it is a signal: nobody owns units, what was posted or taken stays so.
+ *
+ * A child made by fork may use the handles it inherits. It is a process of its own that holds no
+ * units, so it must not post what its parent took. */
 QX_API int32_t QXNamedSemOpen(const char* name, uint32_t value, QXHandle* handle);
 QX_API int32_t QXNamedSemClose(QXHandle handle);
 
-/* Access and creation flags of QXSharedMemOpen. */
-#define QX_SHAREDMEM_CREATE 1u    /* create when it does not exist */
+/* Flags of QXSharedMemOpen. Without CREATE the block must exist: 0x80070002 if not. */
+#define QX_SHAREDMEM_CREATE 1u    /* create it, filled with zeros, when it does not exist */
 #define QX_SHAREDMEM_EXCLUSIVE 2u /* with CREATE: fail with 0x80070050 when it exists */
-#define QX_SHAREDMEM_REMOVE 4u    /* the name disappears when this handle is closed */
+#define QX_SHAREDMEM_READ_ONLY 4u /* not with CREATE: can be attached for reading only */
 
-/* Opens the block of that name. @p permissions are the bits for others (0: owner only), @p size is
- * in bytes and may be 0 for an existing block. Space is reserved here: a full memory file system
- * gives 0x80070070. */
+/* Opens the block of that name, which exists from its creation until its last user closes it or
+ * dies.
+ *
+ * @p permissions: 0 for a block of this user alone. Otherwise the block lies in a name space common
+ * to all users, and the bits (those of 0666) say what group and others may do; who opens such a
+ * block of another user passes them too and trusts its owner.
+ * @p size: in bytes, 1 or more to create. An existing block may be larger, never smaller
+ * (0x80070057); 0 takes it as it is. The space is reserved here: 0x80070070 when it is not there.
+ */
 QX_API int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions,
                                uint32_t size, QXHandle* handle);
-/* Maps the whole block. @p access: 0x80000000 read, 0x40000000 write. */
+/* Maps the whole block. @p access: 0x80000000 to read, 0x40000000 to write, or both. A mapping
+ * outlives the handle; what is in it stays, but once the last handle is closed it is shared with
+ * nobody who opens the name later. */
 QX_API int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address);
+/* Unmaps what Attach mapped at this address. */
 QX_API int32_t QXSharedMemDetach(void* address);
 QX_API int32_t QXSharedMemClose(QXHandle handle);
 

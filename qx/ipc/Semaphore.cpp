@@ -1,0 +1,24 @@
+#include <qx/ipc/Semaphore.h>
+
+#include <qx/core/Result.h>
+#include <qx/platform/sync.h>
+
+namespace qx::ipc {
+
+Semaphore::Semaphore(const char* name, uint32_t value) {
+    throwIfFailed(QXNamedSemOpen(name, value, m_handle.put()));
+}
+
+void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }
+
+bool Semaphore::tryWait() { return QXSemaphoreTryWait(m_handle.get()) >= 0; }
+
+void Semaphore::signal() { throwIfFailed(QXSemaphorePost(m_handle.get())); }
+
+int32_t Semaphore::getValue() {
+    int32_t value = 0;
+    throwIfFailed(QXSemaphoreGetValue(m_handle.get(), &value));
+    return value;
+}
+
+} // namespace qx::ipc

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/Reference.h>
+#include <qx/ipc/Semaphore.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::ipc {
+
+/// A named semaphore that the thread holding it may take again: a recursive lock between processes
+/// when it is created with 1. However often its owner took it, other processes see one unit taken.
+///
+/// All members may be called from any thread. One object has one owner at a time; threads that
+/// share a semaphore of several units each need an object of their own.
+class QX_API SemaphoreR : public Semaphore {
+public:
+    /// @param guard  protects the owner and its depth inside this process; null: a mutex of its
+    /// own.
+    ///               It is not held while a thread waits for the semaphore, unless the caller of
+    ///               wait holds it already.
+    /// @copydetails Semaphore::Semaphore
+    SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard);
+
+    void wait() override;
+    bool tryWait() override;
+    /// Undoes one wait of the owner; the last one gives the unit back. Does nothing when the
+    /// calling thread is not the owner.
+    void signal() override;
+
+private:
+    bool enterAgain();
+    void becomeOwner();
+
+    uint32_t m_owner = 0; // number of the thread, 0 when there is none
+    uint32_t m_depth = 0;
+    Reference<sync::Mutex> m_guard;
+};
+
+} // namespace qx::ipc

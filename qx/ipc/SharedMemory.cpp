@@ -1,0 +1,26 @@
+#include <qx/ipc/SharedMemory.h>
+
+#include <qx/core/Result.h>
+
+namespace qx::ipc {
+
+namespace {
+
+constexpr uint32_t ReadAndWrite = 0xC0000000;
+
+} // namespace
+
+SharedMemory::SharedMemory(const char* name, unsigned int size, unsigned int flags,
+                           unsigned int permissions) {
+    throwIfFailed(QXSharedMemOpen(name, flags, permissions, size, m_handle.put()),
+                  u"Failed to open shared memory.");
+    throwIfFailed(QXSharedMemAttach(m_handle.get(), ReadAndWrite, &m_address),
+                  u"Failed to attach shared memory");
+}
+
+SharedMemory::~SharedMemory() {
+    if (m_address != nullptr)
+        QXSharedMemDetach(m_address);
+}
+
+} // namespace qx::ipc

@@ -1,0 +1,181 @@
+#include "qx/platform/posix/SharedObject.h"
+
+#include <chrono>
+#include <cstring>
+
+#include <pthread.h>
+#include <sys/mman.h>
+
+#include "qx/platform/posix/error.h"
+
+namespace qx::platform::shared {
+
+/// Start of every file of a shared object; the state follows at StateOffset.
+struct SharedObject::Header {
+    std::atomic<uint32_t> magic; // written last: a file without it was never finished
+    Kind kind;
+    std::atomic<uint32_t> slotLimit;
+    std::atomic<uint64_t> lastReapMs; // monotonic clock
+};
+
+namespace {
+
+// Changes with every change of a state's layout.
+constexpr uint32_t Magic = 0x71785301;
+constexpr size_t StateOffset = 64;
+
+// Constant-initialised and empty again when everything is closed: usable before main and after it,
+// and nothing to free when the library is unloaded.
+constinit std::mutex s_tables;
+constinit SharedObject* s_objects = nullptr;
+
+} // namespace
+
+std::unique_lock<std::mutex> lockProcessTables() noexcept {
+    [[maybe_unused]] static const int registered =
+        pthread_atfork([] { s_tables.lock(); }, [] { s_tables.unlock(); },
+                       [] {
+                           SharedObject::afterForkInChild();
+                           s_tables.unlock();
+                       });
+    return std::unique_lock(s_tables);
+}
+
+int32_t SharedObject::open(const Layout& layout, const char* name, uint32_t initial,
+                           QXHandle* handle) noexcept {
+    if (handle == nullptr)
+        return result::NullPointer;
+    *handle = UINT64_MAX;
+    if (name == nullptr || *name == '\0')
+        return result::InvalidArgument;
+    char fileName[SharedFile::FileNameCapacity];
+    makeFileName(Place::Lock, name, fileName);
+
+    const auto lock = lockProcessTables();
+    SharedObject* object = s_objects;
+    while (object != nullptr && std::strcmp(object->m_fileName, fileName) != 0)
+        object = object->m_next;
+    if (object != nullptr) {
+        if (object->m_layout.kind != layout.kind || object->m_slot == SharedFile::NoSlot)
+            return result::InvalidHandle;
+        ++object->m_references;
+    } else {
+        object = new (std::nothrow) SharedObject(layout);
+        if (object == nullptr)
+            return result::OutOfMemory;
+        if (const int32_t r = object->attach(name, initial); r < 0) {
+            delete object;
+            return r;
+        }
+        std::memcpy(object->m_fileName, fileName, sizeof fileName);
+        object->m_next = s_objects;
+        s_objects = object;
+    }
+    *handle = reinterpret_cast<uintptr_t>(object) | 1u;
+    return result::Ok;
+}
+
+int32_t SharedObject::close(const Layout& layout, QXHandle handle) noexcept {
+    const auto lock = lockProcessTables();
+    SharedObject** link = &s_objects;
+    while (*link != nullptr && (reinterpret_cast<uintptr_t>(*link) | 1u) != handle)
+        link = &(*link)->m_next;
+    SharedObject* object = *link;
+    if (object == nullptr || object->m_layout.kind != layout.kind)
+        return result::InvalidHandle;
+    if (--object->m_references == 0) {
+        *link = object->m_next;
+        delete object;
+    }
+    return result::Ok;
+}
+
+SharedObject* SharedObject::find(QXHandle handle, Kind kind) noexcept {
+    if (handle == UINT64_MAX || (handle & 1u) == 0)
+        return nullptr;
+    auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
+    return object->m_layout.kind == kind && object->m_slot != SharedFile::NoSlot ? object : nullptr;
+}
+
+SharedObject::~SharedObject() {
+    if (m_slot != SharedFile::NoSlot)
+        m_layout.leave(m_state, m_slot);
+    if (m_header != nullptr)
+        munmap(m_header, StateOffset + m_layout.sizeInBytes);
+}
+
+int32_t SharedObject::attach(const char* name, uint32_t initial) noexcept {
+    bool isNew = false;
+    int32_t r = m_file.open({.place = Place::Lock, .name = name}, isNew);
+    if (r >= 0 && isNew)
+        r = m_file.reserve(StateOffset + m_layout.sizeInBytes);
+    if (r >= 0)
+        r = map(isNew, initial);
+    if (r >= 0)
+        r = m_file.enterSlot(m_slot);
+    if (r < 0) {
+        m_slot = SharedFile::NoSlot;
+        return r;
+    }
+    adoptSlot();
+    m_file.endSetUp();
+    return result::Ok;
+}
+
+int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
+    const size_t size = StateOffset + m_layout.sizeInBytes;
+    // Another size is another kind or another version; beyond the end of the file lies a SIGBUS.
+    if (m_file.size() < static_cast<int64_t>(StateOffset))
+        return result::InvalidHandle;
+    void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_file.descriptor(), 0);
+    if (address == MAP_FAILED)
+        return lastResult();
+    m_header = static_cast<Header*>(address);
+    m_state = static_cast<char*>(address) + StateOffset;
+    if (isNew) {
+        static_assert(sizeof(Header) <= StateOffset);
+        new (m_header) Header{};
+        m_header->kind = m_layout.kind;
+        m_layout.construct(m_state, initial);
+        m_header->magic.store(Magic);
+        return result::Ok;
+    }
+    const bool fits = m_header->magic.load() == Magic && m_header->kind == m_layout.kind &&
+                      m_file.size() == static_cast<int64_t>(size);
+    return fits ? result::Ok : result::InvalidHandle;
+}
+
+/// Makes the slot just taken visible to those who look for dead holders, and cleans it of what its
+/// last process left.
+void SharedObject::adoptSlot() noexcept {
+    uint32_t limit = m_header->slotLimit.load();
+    while (limit <= m_slot && !m_header->slotLimit.compare_exchange_weak(limit, m_slot + 1)) {
+    }
+    m_layout.leave(m_state, m_slot);
+}
+
+uint32_t SharedObject::slotLimit() const noexcept { return m_header->slotLimit.load(); }
+
+bool SharedObject::isReapDue() noexcept {
+    using namespace std::chrono;
+    const auto now = static_cast<uint64_t>(
+        duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+    uint64_t last = m_header->lastReapMs.load();
+    return now - last >= 100 && m_header->lastReapMs.compare_exchange_strong(last, now);
+}
+
+void SharedObject::afterForkInChild() noexcept {
+    for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
+        if (object->m_slot == SharedFile::NoSlot)
+            continue;
+        if (object->m_file.reenterSlot(object->m_slot) >= 0) {
+            object->adoptSlot();
+        } else {
+            // Without a slot nobody would know of this process: its handles are dead.
+            object->m_slot = SharedFile::NoSlot;
+            object->m_file.abandon();
+        }
+    }
+}
+
+} // namespace qx::platform::shared
