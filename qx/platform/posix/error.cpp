@@ -44,6 +44,14 @@ constexpr ErrorRow ErrorRows[] = {
     {EOVERFLOW,   534}, // arithmetic overflow
     {ECANCELED,  1223}, // cancelled
     {ETIMEDOUT,  1460}, // timed out
+    {ENXIO,       433}, // no such device
+    {ENODEV,      433},
+    {EOPNOTSUPP,   50}, // not supported
+    {ENOTTY,       50},
+    {ECHILD,      128}, // no child processes
+    {EFAULT,      998}, // invalid access to memory
+    {EILSEQ,     1113}, // no such character
+    {EMLINK,     1142}, // too many links
 };
 // clang-format on
 

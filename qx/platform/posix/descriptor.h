@@ -1,0 +1,40 @@
+#pragma once
+
+#include <climits>
+#include <unistd.h>
+#include <utility>
+
+#include <qx/platform/types.h>
+
+namespace qx::platform {
+
+constexpr QXHandle NoHandle = ~QXHandle{0};
+
+/// The descriptor in a handle; -1, which every system call refuses, for what cannot be one.
+inline int descriptorOf(QXHandle handle) noexcept {
+    return handle <= INT_MAX ? static_cast<int>(handle) : -1;
+}
+
+/// Owner of a descriptor.
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
+    ~Descriptor() {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+    Descriptor(Descriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
+
+    explicit operator bool() const noexcept { return m_descriptor >= 0; }
+    int get() const noexcept { return m_descriptor; }
+    QXHandle release() noexcept { return static_cast<QXHandle>(std::exchange(m_descriptor, -1)); }
+
+private:
+    int m_descriptor;
+};
+
+} // namespace qx::platform

@@ -1,0 +1,335 @@
+#include <qx/platform/files.h>
+
+#include <algorithm>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/descriptor.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/path.h"
+#include "qx/platform/posix/random.h"
+
+using namespace qx;
+using namespace qx::platform;
+
+namespace {
+
+constexpr uint32_t KnownFlags =
+    QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE | QX_FILE_TRUNCATE;
+constexpr uint32_t PermissionBits = 0777;
+
+/// The flag word for open(2); -1 for a combination that makes no sense.
+int openFlags(uint32_t flags) noexcept {
+    if ((flags & ~KnownFlags) != 0)
+        return -1;
+    const bool reads = (flags & QX_FILE_READ) != 0;
+    const bool writes = (flags & QX_FILE_WRITE) != 0;
+    if ((!reads && !writes) || (!writes && (flags & QX_FILE_TRUNCATE) != 0))
+        return -1;
+    return (!writes ? O_RDONLY
+            : reads ? O_RDWR
+                    : O_WRONLY) |
+           O_CLOEXEC | O_NOCTTY | ((flags & QX_FILE_CREATE) != 0 ? O_CREAT : 0) |
+           ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0);
+}
+
+/// Opens a file on a descriptor above the standard ones: in a process that was started without
+/// them, text printed to standard output must not end up in the file.
+Descriptor openFile(const char* path, int flags, uint32_t mode) noexcept {
+    Descriptor file(retryInterrupted([&] { return ::open(path, flags, mode); }));
+    if (!file || file.get() > STDERR_FILENO)
+        return file;
+    return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+/// Runs a transfer again after signals and, on a descriptor that somebody made non-blocking, once
+/// it is ready for @p events.
+template <class Call>
+ssize_t transfer(int descriptor, short events, Call&& call) noexcept {
+    for (;;) {
+        const ssize_t count = retryInterrupted(call);
+        if (count >= 0 || errno != EAGAIN)
+            return count;
+        // A blocking socket says the same when its own time limit ran out.
+        if ((::fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0)
+            return -1;
+        pollfd ready{descriptor, events, 0};
+        if (retryInterrupted([&] { return ::poll(&ready, 1, -1); }) < 0)
+            return -1;
+    }
+}
+
+/// Keeps the calling thread's writes from raising SIGPIPE: the signal is blocked, and taken back
+/// when a write has caused it.
+class BrokenPipeGuard {
+public:
+    BrokenPipeGuard() noexcept {
+        ::sigemptyset(&m_signal);
+        ::sigaddset(&m_signal, SIGPIPE);
+        ::pthread_sigmask(SIG_BLOCK, &m_signal, &m_previous);
+        if (::sigismember(&m_previous, SIGPIPE) == 1) {
+            sigset_t pending;
+            ::sigpending(&pending);
+            m_wasPending = ::sigismember(&pending, SIGPIPE) == 1;
+        }
+    }
+    ~BrokenPipeGuard() { ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+    /// To be called when a write has failed with EPIPE.
+    void takeSignalBack() noexcept {
+        if (m_wasPending)
+            return;
+        const timespec now{};
+        retryInterrupted([&] { return ::sigtimedwait(&m_signal, nullptr, &now); });
+    }
+
+private:
+    sigset_t m_signal;
+    sigset_t m_previous;
+    bool m_wasPending = false;
+};
+
+ssize_t writeToPipe(int descriptor, const void* buffer, size_t length) noexcept {
+    BrokenPipeGuard guard;
+    const ssize_t count = ::write(descriptor, buffer, length);
+    if (count < 0 && errno == EPIPE) {
+        guard.takeSignalBack();
+        errno = EPIPE;
+    }
+    return count;
+}
+
+/// write(2) without SIGPIPE.
+ssize_t writeQuietly(int descriptor, const void* buffer, size_t length) noexcept {
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0)
+        return -1;
+    if (S_ISFIFO(status.st_mode))
+        return writeToPipe(descriptor, buffer, length);
+    if (S_ISSOCK(status.st_mode))
+        return ::send(descriptor, buffer, length, MSG_NOSIGNAL);
+    return ::write(descriptor, buffer, length);
+}
+
+int32_t clampToInt32(int64_t value) noexcept {
+    return static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX));
+}
+
+/// The last segment of @p path.
+std::string_view nameOf(std::string_view path) noexcept { return path.substr(path.rfind('/') + 1); }
+
+/// @p name cut to at most @p length bytes, not inside a character of UTF-8.
+std::string_view cutName(std::string_view name, size_t length) noexcept {
+    if (name.size() <= length)
+        return name;
+    while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
+        --length;
+    return name.substr(0, length);
+}
+
+} // namespace
+
+int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* handle) {
+    if (handle == nullptr)
+        return result::NullPointer;
+    *handle = NoHandle;
+    if (path == nullptr)
+        return result::NullPointer;
+    const int systemFlags = openFlags(flags);
+    if (systemFlags < 0 || (mode & ~PermissionBits) != 0)
+        return result::InvalidArgument;
+    PathText native;
+    if (const int32_t result = toNativePath(path, native); result < 0)
+        return result;
+
+    Descriptor file = openFile(native.c_str(), systemFlags, mode);
+    if (!file)
+        return lastResult();
+    struct stat status;
+    if (::fstat(file.get(), &status) != 0)
+        return lastResult();
+    if (S_ISDIR(status.st_mode)) // which the system opens for reading, but never reads
+        return resultFromErrno(EISDIR);
+    if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 && errno != ESPIPE)
+        return lastResult();
+    *handle = file.release();
+    return result::Ok;
+}
+
+int32_t QXFileClose(QXHandle handle) {
+    // The descriptor is gone even when a signal interrupts the call; closing again could hit
+    // another thread's new file.
+    if (::close(descriptorOf(handle)) == 0 || errno == EINTR)
+        return result::Ok;
+    return lastResult();
+}
+
+int32_t QXFileGetSize(QXHandle handle, int64_t* size) {
+    if (size == nullptr)
+        return result::NullPointer;
+    *size = 0;
+    struct stat status;
+    if (::fstat(descriptorOf(handle), &status) != 0)
+        return lastResult();
+    *size = status.st_size;
+    return result::Ok;
+}
+
+int32_t QXFileRead(QXHandle handle, void* buffer, int32_t length, int32_t* bytesRead) {
+    if (bytesRead == nullptr)
+        return result::NullPointer;
+    *bytesRead = 0;
+    if (length < 0)
+        return result::InvalidArgument;
+    const int descriptor = descriptorOf(handle);
+    const ssize_t count = transfer(descriptor, POLLIN, [&] {
+        return ::read(descriptor, buffer, static_cast<size_t>(length));
+    });
+    if (count < 0)
+        return lastResult();
+    *bytesRead = static_cast<int32_t>(count);
+    return result::Ok;
+}
+
+int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length, int32_t* bytesWritten) {
+    if (bytesWritten == nullptr)
+        return result::NullPointer;
+    *bytesWritten = 0;
+    if (length < 0)
+        return result::InvalidArgument;
+    const int descriptor = descriptorOf(handle);
+    const ssize_t count = transfer(descriptor, POLLOUT, [&] {
+        return writeQuietly(descriptor, buffer, static_cast<size_t>(length));
+    });
+    if (count < 0)
+        return lastResult();
+    *bytesWritten = static_cast<int32_t>(count);
+    return result::Ok;
+}
+
+int32_t QXFileSeek(QXHandle handle, int64_t offset, int32_t origin, int64_t* position) {
+    constexpr int Origins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+    if (origin < QX_FILE_FROM_START || origin > QX_FILE_FROM_END)
+        return result::InvalidArgument;
+    const off_t reached = ::lseek(descriptorOf(handle), offset, Origins[origin]);
+    if (reached < 0)
+        return lastResult();
+    if (position != nullptr)
+        *position = reached;
+    return result::Ok;
+}
+
+int32_t QXFileFlush(QXHandle handle) {
+    const int descriptor = descriptorOf(handle);
+    const int flushed = retryInterrupted([descriptor] { return ::fsync(descriptor); });
+    // Pipes, sockets, terminals and special files have nothing to make durable.
+    if (flushed == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP)
+        return result::Ok;
+    return lastResult();
+}
+
+int32_t QXFileAvailable(QXHandle handle, int32_t* available) {
+    if (available == nullptr)
+        return result::NullPointer;
+    *available = 0;
+    const int descriptor = descriptorOf(handle);
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0)
+        return lastResult();
+    if (S_ISREG(status.st_mode)) {
+        const off_t position = ::lseek(descriptor, 0, SEEK_CUR);
+        if (position < 0)
+            return lastResult();
+        *available = clampToInt32(status.st_size - position);
+        return result::Ok;
+    }
+    if (int waiting = 0; ::ioctl(descriptor, FIONREAD, &waiting) == 0)
+        *available = clampToInt32(waiting);
+    return result::Ok;
+}
+
+int32_t QXFileRemove(const char* path) {
+    if (path == nullptr)
+        return result::NullPointer;
+    PathText native;
+    if (const int32_t result = toNativePath(path, native); result < 0)
+        return result;
+    return ::unlink(native.c_str()) == 0 ? result::Ok : lastResult();
+}
+
+int32_t QXFileRename(const char* from, const char* to) {
+    if (from == nullptr || to == nullptr)
+        return result::NullPointer;
+    PathText nativeFrom, nativeTo;
+    if (const int32_t result = toNativePath(from, nativeFrom); result < 0)
+        return result;
+    if (const int32_t result = toNativePath(to, nativeTo); result < 0)
+        return result;
+    return ::rename(nativeFrom.c_str(), nativeTo.c_str()) == 0 ? result::Ok : lastResult();
+}
+
+int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXHandle* handle) {
+    if (handle == nullptr)
+        return result::NullPointer;
+    *handle = NoHandle;
+    if (path == nullptr || buffer == nullptr)
+        return result::NullPointer;
+    PathText native;
+    if (const int32_t result = toNativePath(path, native); result < 0)
+        return result;
+    const auto name = nameOf(native.view());
+    if (name.empty())
+        return result::InvalidArgument;
+
+    // folder/.name.0123456789ABCDEF.tmp
+    constexpr size_t Additions = 1 + 1 + 16 + 4;
+    PathText aside;
+    aside.append(native.view().substr(0, native.view().size() - name.size()));
+    if (!aside.append(".") || !aside.append(cutName(name, NAME_MAX - Additions)))
+        return NameTooLong;
+    const size_t stemLength = aside.view().size();
+    constexpr int Attempts = 16; // chance alone never needs a second one
+    for (int attempt = 0; attempt < Attempts; ++attempt) {
+        uint64_t number = 0;
+        if (const int32_t result = randomBytes(&number, sizeof number); result < 0)
+            return result;
+        char ending[Additions];
+        std::snprintf(ending, sizeof ending, ".%016llX.tmp",
+                      static_cast<unsigned long long>(number));
+        aside.truncate(stemLength);
+        if (!aside.append(ending))
+            return NameTooLong;
+        if (const int32_t result = storePath(aside.view(), buffer, capacity); result < 0)
+            return result;
+        Descriptor file =
+            openFile(buffer, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+        if (file) {
+            *handle = file.release();
+            return result::Ok;
+        }
+        if (errno != EEXIST)
+            break;
+    }
+    const int32_t failure = lastResult();
+    buffer[0] = 0;
+    return failure;
+}
+
+QXHandle QXFileStandardInput() { return STDIN_FILENO; }
+
+QXHandle QXFileStandardOutput() { return STDOUT_FILENO; }
+
+QXHandle QXFileStandardError() { return STDERR_FILENO; }
+
+int32_t QXFileIsTerminal(QXHandle handle) { return ::isatty(descriptorOf(handle)); }

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <climits>
+#include <cstdint>
+#include <string_view>
+
+#include <qx/platform/result.h>
+
+namespace qx::platform {
+
+/// Text of a path in a fixed buffer of the system's longest path. What does not fit is refused and
+/// leaves the text as it was.
+class PathText {
+public:
+    PathText() noexcept { m_text[0] = 0; }
+
+    bool append(std::string_view text) noexcept;
+    /// Cuts the text to its first @p length bytes.
+    void truncate(size_t length) noexcept { m_text[m_length = length] = 0; }
+
+    const char* c_str() const noexcept { return m_text; }
+    std::string_view view() const noexcept { return {m_text, m_length}; }
+    /// Start of the text, for functions that change bytes in place or fill in up to PATH_MAX.
+    char* data() noexcept { return m_text; }
+
+private:
+    size_t m_length = 0;
+    char m_text[PATH_MAX];
+};
+
+constexpr int32_t NameTooLong = static_cast<int32_t>(0x800700CEu);
+
+/// A path as the system takes it: "/" between segments, a mapped drive replaced by its folder. A
+/// drive that is not mapped and an empty path are not found.
+int32_t toNativePath(const char* path, PathText& native) noexcept;
+
+/// Copies a path with its 0 byte to a caller's buffer of @p capacity bytes.
+int32_t storePath(std::string_view path, char* buffer, int32_t capacity) noexcept;
+
+} // namespace qx::platform
