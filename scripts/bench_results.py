@@ -44,12 +44,12 @@ def human_rate(row):
 
 
 def read_cases(run):
-    """{case: {who: row}} of the medians of one run, in the order of the run."""
+    """{case: {who: row}} of the medians of one run, in the order of the source."""
     cases = {}
-    for row in run["benchmarks"]:
-        if row.get("aggregate_name") == "median":
-            case, who = split_name(row["run_name"])
-            cases.setdefault(case, {})[who] = row
+    medians = [row for row in run["benchmarks"] if row.get("aggregate_name") == "median"]
+    for row in sorted(medians, key=lambda r: (r["family_index"], r["per_family_instance_index"])):
+        case, who = split_name(row["run_name"])
+        cases.setdefault(case, {})[who] = row
     return cases
 
 
