@@ -11,7 +11,8 @@ import sys
 # Lowest first. A file belongs to the layer with the longest matching prefix.
 LAYERS = [
     ["qx/platform/"],
-    ["qx/core/", "qx/util/detail/", "qx/util/ByteBuffer", "qx/util/CharBuffer"],
+    ["qx/core/", "qx/util/IBuffer", "qx/util/AbstractBuffer", "qx/util/RWBuffer",
+     "qx/util/ROBuffer"],
     ["qx/sync/"],
     ["qx/core/Class", "qx/core/RuntimeClass", "qx/core/Startup", "qx/util/Singleton"],
     ["qx/text/"],
