@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstdint>
+
+/// A text that lives as long as the program: its units and their number, a final 0 unit not
+/// counted.
+struct STRUCT_QX_STR_LIT_INFO {
+    const char16_t* units;
+    int32_t length;
+};

@@ -1,0 +1,483 @@
+#pragma once
+
+#include <compare>
+#include <concepts>
+#include <cstdarg>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <qx/core/Literal.h>
+#include <qx/core/TextView.h>
+#include <qx/core/detail/TextStorage.h>
+#include <qx/platform/export.h>
+#include <qx/util/AbstractBuffer.h>
+
+namespace qx {
+
+/// A number of units or a position; a truth value is neither.
+template <class T>
+concept UnitCount = std::integral<T> && !std::same_as<T, bool>;
+
+/// Text: a sequence of UTF-16 units that copies share until one of them writes.
+///
+/// A string is an object and a character buffer, so that it can be handed to whatever takes one of
+/// these. The units are followed by a 0 unit that does not count. Copy construction shares the
+/// text; assignment copies it, into the room that the target has. Positions and lengths are units,
+/// not characters; -1 means to the end, and for units given with a length up to their first 0 unit.
+/// Text given to a member may lie in the string itself.
+///
+/// A string that cannot get memory throws std::bad_alloc (or the code of the foreign buffer whose
+/// text it shares) and keeps its text. One string is used by one thread at a time; strings that
+/// share text need no care.
+///
+/// Letter case is that of the simple Unicode mapping, unit by unit, whatever the locale.
+class QX_API String : public util::AbstractCharBuffer {
+public:
+    enum AcquireMode {
+        /// Copies the text.
+        AM_COPY = 0,
+        /// References the storage of the source. Units without an owner are copied.
+        AM_SHARE = 1,
+        /// Reads the memory of the source, which the caller keeps alive and unchanged. The text
+        /// ends
+        /// with a 0 unit only if the memory holds one behind it.
+        AM_WRAP = 2,
+        /// Copies the text in upper case.
+        AM_COPY_UPPER = 3,
+    };
+    enum TrimType {
+        TRIM_LEADING = 1,
+        TRIM_TRAILING = 2,
+        TRIM_BOTH = 3,
+    };
+    /// The text in a byte encoding, as the last getBytes left it.
+    class AnsiBytes;
+
+    String() noexcept = default;
+    String(const String& other) noexcept : AbstractBuffer(), m_storage(other.m_storage) {}
+    String(String&& other) noexcept : m_storage(std::move(other.m_storage)) { other.dropBytes(); }
+    /// Reads the literal where it is.
+    String(const STRUCT_QX_STR_LIT_INFO& literal);
+    /// The empty text, with room for @p capacity units, the 0 unit among them.
+    explicit String(int32_t capacity);
+    /// Copies the text of the buffer; null gives the empty text.
+    explicit String(const IQXCharBuffer* buffer);
+    String(const char16_t* units, int32_t length = -1, int32_t capacity = 0);
+    explicit String(std::u16string_view text);
+    explicit String(char16_t unit, int32_t count = 1, int32_t capacity = 0);
+    /// Decodes bytes; a negative length means up to the first 0 byte, a null encoding the default.
+    /// @throws text::charset::UnknownEncodingException, or what the converter throws
+    explicit String(const signed char* bytes, int32_t byteLength = -1,
+                    const char16_t* encoding = nullptr, int32_t capacity = 0);
+    explicit String(const char* bytes, int32_t byteLength = -1, const char16_t* encoding = nullptr,
+                    int32_t capacity = 0)
+        : String(reinterpret_cast<const signed char*>(bytes), byteLength, encoding, capacity) {}
+    explicit String(const unsigned char* bytes, int32_t byteLength = -1,
+                    const char16_t* encoding = nullptr, int32_t capacity = 0)
+        : String(reinterpret_cast<const signed char*>(bytes), byteLength, encoding, capacity) {}
+    String(const char16_t* units, AcquireMode mode, int32_t length = -1, int32_t capacity = 0);
+    /// The units from @p start to @p end of @p other. AM_SHARE takes all of it.
+    String(const String& other, AcquireMode mode, int32_t start = 0, int32_t end = -1,
+           int32_t capacity = 0);
+    /// AM_SHARE references the buffer, whose length must count a 0 unit behind the text; a buffer
+    /// without one is copied. The text then follows what other holders do to the buffer.
+    String(IQXCharBuffer* buffer, AcquireMode mode);
+    ~String() override { dropBytes(); }
+
+    /// The constructors under their old name.
+    template <class... Arguments>
+    static String CQXString(Arguments&&... arguments) {
+        return String(std::forward<Arguments>(arguments)...);
+    }
+    /// Decodes UTF-8, with U+FFFD for what is malformed.
+    static String fromUtf8(std::string_view text);
+
+    String& operator=(const String& other) { return setTo(TextView(other)); }
+    String& operator=(String&& other) noexcept {
+        swap(other);
+        return *this;
+    }
+    String& operator=(const char16_t* units) { return setTo(TextView(units)); }
+    String& operator=(std::u16string_view text) { return setTo(TextView(text)); }
+    String& operator=(char16_t unit) { return setTo(unit); }
+    String& operator=(const char* bytes) { return setTo(bytes); }
+    String& operator=(const signed char* bytes) { return setTo(bytes); }
+    String& operator=(const unsigned char* bytes) { return setTo(bytes); }
+    void swap(String& other) noexcept {
+        m_storage.swap(other.m_storage);
+        std::swap(m_bytes, other.m_bytes);
+    }
+    friend void swap(String& left, String& right) noexcept { left.swap(right); }
+
+    String& setTo(TextView text) { return replace(0, -1, text); }
+    String& setTo(const char16_t* units, UnitCount auto length) {
+        return setTo(TextView(units, int32_t{length}));
+    }
+    String& setTo(char16_t unit, int32_t count = 1) { return replace(0, -1, unit, count); }
+    String& setTo(const signed char* bytes, int32_t byteLength = -1,
+                  const char16_t* encoding = nullptr, int32_t capacity = 0);
+    String& setTo(const char* bytes, int32_t byteLength = -1, const char16_t* encoding = nullptr,
+                  int32_t capacity = 0) {
+        return setTo(reinterpret_cast<const signed char*>(bytes), byteLength, encoding, capacity);
+    }
+    String& setTo(const unsigned char* bytes, int32_t byteLength = -1,
+                  const char16_t* encoding = nullptr, int32_t capacity = 0) {
+        return setTo(reinterpret_cast<const signed char*>(bytes), byteLength, encoding, capacity);
+    }
+    String& setTo(const char16_t* units, AcquireMode mode, int32_t length = -1,
+                  int32_t capacity = 0) {
+        return *this = String(units, mode, length, capacity);
+    }
+    String& setTo(const String& other, AcquireMode mode, int32_t start = 0, int32_t end = -1,
+                  int32_t capacity = 0) {
+        return *this = String(other, mode, start, end, capacity);
+    }
+    String& setTo(IQXCharBuffer* buffer, AcquireMode mode) { return *this = String(buffer, mode); }
+    /// Shares the text of @p other, as copy construction does.
+    String& setAddRef(const String& other) noexcept {
+        m_storage = other.m_storage;
+        dropBytes();
+        return *this;
+    }
+
+    inline String& append(TextView text);
+    String& append(const char16_t* units, UnitCount auto length) {
+        return append(TextView(units, int32_t{length}));
+    }
+    inline String& append(char16_t unit);
+    String& append(char16_t unit, int32_t count) { return replace(-1, 0, unit, count); }
+    /// The text of valueOf.
+    String& append(int value);
+    String& append(unsigned int value);
+    String& append(long value);
+    String& append(unsigned long value);
+    String& append(long long value);
+    String& append(unsigned long long value);
+    String& append(double value);
+    String& append(std::same_as<bool> auto value) { return append(value ? u"true" : u"false"); }
+    String& append(char) = delete;
+    String& operator+=(TextView text) { return append(text); }
+    String& operator+=(char16_t unit) { return append(unit); }
+    String& operator+=(char) = delete;
+
+    String& prepend(TextView text) { return replace(0, 0, text); }
+    String& prepend(const char16_t* units, UnitCount auto length) {
+        return prepend(TextView(units, int32_t{length}));
+    }
+    String& prepend(char16_t unit, int32_t count = 1) { return replace(0, 0, unit, count); }
+    String& insert(int32_t position, TextView text) { return replace(position, 0, text); }
+    String& insert(int32_t position, const char16_t* units, UnitCount auto length) {
+        return insert(position, TextView(units, int32_t{length}));
+    }
+    String& insert(int32_t position, char16_t unit, int32_t count = 1) {
+        return replace(position, 0, unit, count);
+    }
+    String& remove(int32_t position, int32_t count = -1) {
+        return replace(position, count, TextView());
+    }
+    /// Puts @p text in the place of @p count units at @p position. A position of -1 or beyond the
+    /// end is the end; a count of -1 or beyond the end goes to the end.
+    String& replace(int32_t position, int32_t count, TextView text);
+    String& replace(int32_t position, int32_t count, const char16_t* units, UnitCount auto length,
+                    int32_t offset = 0) {
+        const TextView text(units, int32_t{length});
+        return replace(position, count, offsetIn(text, offset));
+    }
+    String& replace(int32_t position, int32_t count, char16_t unit, int32_t repetitions = 1);
+    /// Keeps the room that the string has, unless it shares its text.
+    String& clear();
+    /// Cuts the text or fills it up with @p fill.
+    String& resize(int32_t length, char16_t fill = u'\0');
+    /// @p position lies within the text; it is not checked.
+    String& setCharAt(int32_t position, char16_t unit);
+    String& toLower();
+    String& toUpper();
+    /// Every @p from becomes @p to.
+    String& translate(char16_t from, char16_t to);
+    /// Every unit of @p from becomes the unit at the same place of @p to, or the last of it when it
+    /// is shorter. An empty set changes nothing; of a unit that stands twice the first place
+    /// counts.
+    String& translate(TextView from, TextView to);
+    /// Removes white space: blank, tab, carriage return and line feed.
+    String& trim(TrimType type = TRIM_BOTH);
+    /// Removes units of @p set, which ends at its first 0 unit.
+    String& trim(TextView set, TrimType type = TRIM_BOTH);
+    String& trim(char16_t unit, TrimType type = TRIM_BOTH);
+
+    int32_t getLength() const final { return m_storage.length(); }
+    const char16_t* getData() const final { return m_storage.data(); }
+    bool isEmpty() const { return m_storage.length() == 0; }
+    std::u16string_view view() const noexcept { return m_storage.view(); }
+    explicit operator std::u16string_view() const noexcept { return m_storage.view(); }
+    /// The text as UTF-8, with U+FFFD for surrogates that are no pair.
+    std::string toUtf8() const;
+    /// @p position lies within the text; it is not checked.
+    char16_t getCharAt(int32_t position) const { return m_storage.data()[position]; }
+    char16_t operator[](int32_t position) const { return m_storage.data()[position]; }
+    const char16_t* begin() const { return m_storage.data(); }
+    const char16_t* end() const { return m_storage.data() + m_storage.length(); }
+    const char16_t* getReadLock() const override;
+    void releaseReadLock() const override;
+    /// A string can always be written; text that it shares is copied first.
+    bool isWritable() const override;
+    /// Room for @p length units and a 0 unit behind them; the text is kept.
+    char16_t* getWriteLock(int32_t length) override;
+    char16_t* ensureCapacity(int32_t length) override;
+    /// Ends the text after @p length units; -1 means at the first 0 unit.
+    void releaseWriteLock(int32_t length) override;
+    void freeExtra() override;
+
+    /// Order by unit; negative, 0 or positive. Without regard to case the order is that of the
+    /// lower-case units.
+    int compare(TextView other, bool ignoreCase = false) const {
+        return regionCompare(0, -1, other, 0, ignoreCase);
+    }
+    int compare(const char16_t* units, UnitCount auto length, bool ignoreCase = false) const {
+        return compare(TextView(units, int32_t{length}), ignoreCase);
+    }
+    bool equals(const String& other) const { return view() == other.view(); }
+    bool equals(const char16_t* units, bool ignoreCase = false) const {
+        return equals(TextView(units), ignoreCase);
+    }
+    bool equals(TextView other, bool ignoreCase = false) const {
+        return regionMatches(0, -1, other, 0, ignoreCase);
+    }
+    bool equals(const char16_t* units, UnitCount auto length, bool ignoreCase = false) const {
+        return equals(TextView(units, int32_t{length}), ignoreCase);
+    }
+    /// Compares @p count units at @p start with @p other from @p otherStart on: -1 or 1 by the
+    /// first difference, else the difference of the lengths.
+    int regionCompare(int32_t start, int32_t count, TextView other, int32_t otherStart = 0,
+                      bool ignoreCase = false) const;
+    int regionCompare(int32_t start, int32_t count, const char16_t* units, UnitCount auto length,
+                      int32_t otherStart, bool ignoreCase = false) const {
+        return regionCompare(start, count, TextView(units, int32_t{length}), otherStart,
+                             ignoreCase);
+    }
+    bool regionMatches(int32_t start, int32_t count, TextView other, int32_t otherStart = 0,
+                       bool ignoreCase = false) const;
+    bool regionMatches(int32_t start, int32_t count, const char16_t* units, UnitCount auto length,
+                       int32_t otherStart, bool ignoreCase = false) const {
+        return regionMatches(start, count, TextView(units, int32_t{length}), otherStart,
+                             ignoreCase);
+    }
+    bool startsWith(TextView text, bool ignoreCase = false) const;
+    bool endsWith(TextView text, bool ignoreCase = false) const;
+    bool contains(TextView text, bool ignoreCase = false) const {
+        return indexOf(text, 0, ignoreCase) >= 0;
+    }
+    bool contains(char16_t unit, bool ignoreCase = false) const {
+        return indexOf(unit, 0, ignoreCase) >= 0;
+    }
+
+    /// First position from @p start on where @p text lies, or -1; an empty text lies nowhere.
+    int32_t indexOf(TextView text, int32_t start = 0, bool ignoreCase = false) const;
+    int32_t indexOf(const char16_t* units, UnitCount auto length, UnitCount auto start,
+                    bool ignoreCase = false) const {
+        return indexOf(TextView(units, int32_t{length}), int32_t{start}, ignoreCase);
+    }
+    int32_t indexOf(char16_t unit, int32_t start = 0, bool ignoreCase = false) const;
+    /// Last position where @p text lies and ends at or before @p start, or -1.
+    int32_t lastIndexOf(TextView text, int32_t start = -1, bool ignoreCase = false) const;
+    int32_t lastIndexOf(const char16_t* units, UnitCount auto length, UnitCount auto start,
+                        bool ignoreCase = false) const {
+        return lastIndexOf(TextView(units, int32_t{length}), int32_t{start}, ignoreCase);
+    }
+    int32_t lastIndexOf(char16_t unit, int32_t start = -1, bool ignoreCase = false) const;
+    /// First position from @p start on, or last one up to @p start, whose unit is in @p set (Not:
+    /// is not in it), or -1.
+    int32_t findFirstOf(TextView set, int32_t start = 0, bool ignoreCase = false) const;
+    int32_t findFirstNotOf(TextView set, int32_t start = 0, bool ignoreCase = false) const;
+    int32_t findLastOf(TextView set, int32_t start = -1, bool ignoreCase = false) const;
+    int32_t findLastNotOf(TextView set, int32_t start = -1, bool ignoreCase = false) const;
+    int32_t findFirstOfCase(TextView set, int32_t start = 0) const {
+        return findFirstOf(set, start, false);
+    }
+    /// A copy of the units from @p begin up to @p end, empty when they lie the wrong way round.
+    String substring(int32_t begin, int32_t end = -1) const;
+
+    /// The bytes of the text in @p encoding (null: the default) with a 0 byte behind them. They
+    /// stay valid until the string is changed, destroyed or asked for another encoding.
+    /// @throws text::charset::UnknownEncodingException, or what the converter throws
+    const signed char* getBytes(const char16_t* encoding = nullptr) const;
+    const signed char* getBytesReadLock(const char16_t* encoding = nullptr) const {
+        return getBytes(encoding);
+    }
+    /// Writes the bytes, without a 0 byte, into @p bytes; their number.
+    /// @throws ResultException with result::BufferTooSmall when @p size does not suffice
+    int32_t getBytes(signed char* bytes, int32_t size, const char16_t* encoding = nullptr) const;
+    int32_t getBytes(char* bytes, int32_t size, const char16_t* encoding = nullptr) const {
+        return getBytes(reinterpret_cast<signed char*>(bytes), size, encoding);
+    }
+    /// Makes the bytes, without a 0 byte, the content of @p buffer.
+    void getBytes(IQXByteBuffer* buffer, const char16_t* encoding = nullptr) const;
+    /// The units, or the bytes in the default encoding when @p Unit is a narrow character.
+    template <class Unit>
+    const Unit* getDataT() const;
+    template <class Unit>
+    const Unit* getReadLockT() const {
+        return getDataT<Unit>();
+    }
+
+    /// The pattern with each "{0}", "{1}", ... replaced by the argument of that number. Counting
+    /// ends at the first number that does not occur or has no argument. Text of an argument is not
+    /// searched.
+    template <class... Arguments>
+    static String format(TextView pattern, const Arguments&... arguments) {
+        return formatTexts(pattern, {TextView(arguments)...});
+    }
+    /// The same with arguments of type const char16_t*, each ending with a 0 unit; there must be
+    /// one for each number.
+    static String formatv(TextView pattern, std::va_list arguments);
+
+    /// Decimal; no form depends on the locale.
+    static String valueOf(int value);
+    static String valueOf(unsigned int value);
+    static String valueOf(long value);
+    static String valueOf(unsigned long value);
+    static String valueOf(long long value);
+    static String valueOf(unsigned long long value);
+    /// Up to six significant digits, fixed or with exponent, whichever is shorter.
+    static String valueOf(float value) { return valueOf(double{value}); }
+    static String valueOf(double value);
+    /// "true" or "false"
+    static String valueOf(bool value);
+    static String valueOf(char16_t unit) { return String(unit); }
+
+    String* clone() const override;
+    /// @throws CastFailedException when @p other is no string
+    int compareTo(const Object& other) const override;
+    bool equals(const Object& other) const override;
+    /// A sampled hash: all units of a short text, every second, third, ... of a longer one.
+    uint32_t hashCode() const override;
+    /// Ignoring case, texts that differ only in case have one hash.
+    uint32_t hashCode(bool ignoreCase) const;
+    String toString() const override;
+
+private:
+    explicit String(detail::TextStorage storage) noexcept : m_storage(std::move(storage)) {}
+    static String formatTexts(TextView pattern, std::initializer_list<TextView> arguments);
+    static TextView offsetIn(TextView text, int32_t offset) {
+        const size_t from = offset > 0 ? static_cast<size_t>(offset) : 0;
+        return text.substr(from < text.size() ? from : text.size());
+    }
+    String& appendSlow(TextView text);
+    /// Private room for @p capacity units, with growth by half as much again.
+    char16_t* prepareToGrow(int64_t capacity, int32_t kept);
+    /// To be called before every change: the bytes of the old text are void.
+    void dropBytes() const noexcept {
+        if (m_bytes) [[unlikely]]
+            releaseBytes();
+    }
+    void releaseBytes() const noexcept;
+
+    detail::TextStorage m_storage;
+    mutable AnsiBytes* m_bytes = nullptr;
+};
+
+inline TextView::TextView(const String& text) noexcept : std::u16string_view(text.view()) {}
+
+inline String& String::append(TextView text) {
+    const auto length = static_cast<size_t>(m_storage.length());
+    // Text of our own that lies in front of the place it goes to may be copied while nothing moves.
+    if (!m_storage.isWritable(0) ||
+        static_cast<size_t>(m_storage.capacity()) - length <= text.size()) [[unlikely]]
+        return appendSlow(text);
+    dropBytes();
+    char16_t* const units = m_storage.prepare(0, 0);
+    std::char_traits<char16_t>::copy(units + length, text.data(), text.size());
+    m_storage.commit(static_cast<int32_t>(length + text.size()));
+    return *this;
+}
+
+inline String& String::append(char16_t unit) {
+    const int32_t length = m_storage.length();
+    if (!m_storage.isWritable(length + 2)) [[unlikely]]
+        return appendSlow(TextView(&unit, 1));
+    dropBytes();
+    m_storage.prepare(0, 0)[length] = unit;
+    m_storage.commit(length + 1);
+    return *this;
+}
+
+template <>
+inline const char16_t* String::getDataT<char16_t>() const {
+    return getData();
+}
+template <>
+inline const signed char* String::getDataT<signed char>() const {
+    return getBytes();
+}
+template <>
+inline const char* String::getDataT<char>() const {
+    return reinterpret_cast<const char*>(getBytes());
+}
+
+inline bool operator==(const String& left, const String& right) noexcept {
+    return left.view() == right.view();
+}
+inline bool operator==(const String& left, std::u16string_view right) noexcept {
+    return left.view() == right;
+}
+inline bool operator==(const String& left, const char16_t* right) noexcept {
+    return left.view() == TextView(right);
+}
+/// Order by unit.
+inline std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
+    return left.compare(right) <=> 0;
+}
+inline std::strong_ordering operator<=>(const String& left, std::u16string_view right) noexcept {
+    return left.compare(right) <=> 0;
+}
+inline std::strong_ordering operator<=>(const String& left, const char16_t* right) noexcept {
+    return left.compare(right) <=> 0;
+}
+
+/// The two texts one behind the other.
+QX_API String concatenate(TextView left, TextView right);
+
+inline String operator+(const String& left, TextView right) { return concatenate(left, right); }
+inline String operator+(const char16_t* left, const String& right) {
+    return concatenate(left, right);
+}
+inline String operator+(std::u16string_view left, const String& right) {
+    return concatenate(left, right);
+}
+inline String operator+(const String& left, char16_t right) {
+    return concatenate(left, TextView(&right, 1));
+}
+inline String operator+(char16_t left, const String& right) {
+    return concatenate(TextView(&left, 1), right);
+}
+inline String operator+(String&& left, TextView right) { return std::move(left.append(right)); }
+inline String operator+(String&& left, char16_t right) { return std::move(left.append(right)); }
+String operator+(const String& left, char right) = delete;
+String operator+(char left, const String& right) = delete;
+
+/// Writes the text as UTF-8.
+QX_API std::ostream& operator<<(std::ostream& out, const String& text);
+
+inline namespace literals {
+
+/// `u"..."_qs`: a String that reads the literal where it is.
+inline String operator""_qs(const char16_t* units, size_t length) {
+    return String(STRUCT_QX_STR_LIT_INFO{units, static_cast<int32_t>(length)});
+}
+
+} // namespace literals
+
+} // namespace qx
+
+using CQXString = qx::String;
+
+template <>
+struct std::hash<qx::String> {
+    size_t operator()(const qx::String& text) const noexcept {
+        return std::hash<std::u16string_view>()(text.view());
+    }
+};

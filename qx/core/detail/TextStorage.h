@@ -1,0 +1,134 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include <qx/platform/export.h>
+
+class IQXCharBuffer;
+
+namespace qx::detail {
+
+/// Owned text: a counted block of UTF-16 units, header and units in one allocation.
+class TextBlock {
+public:
+    /// A block of exactly @p capacity units with count 1.
+    /// @throws std::bad_alloc
+    static TextBlock* create(int32_t capacity);
+
+    void addRef() noexcept { m_count.fetch_add(1, std::memory_order_relaxed); }
+    void release() noexcept {
+        if (isUnique() || m_count.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            destroy();
+    }
+    /// True when the caller's reference is the only one. Nobody else can then take another.
+    bool isUnique() const noexcept { return m_count.load(std::memory_order_acquire) == 1; }
+    int32_t capacity() const noexcept { return m_capacity; }
+    char16_t* units() noexcept { return reinterpret_cast<char16_t*>(this + 1); }
+
+private:
+    explicit TextBlock(int32_t capacity) noexcept : m_capacity(capacity) {}
+    QX_API void destroy() noexcept;
+
+    std::atomic<uint32_t> m_count{1};
+    int32_t m_capacity;
+};
+
+/// Where the text of a String lies: in a block that copies share until one of them writes, in
+/// memory that somebody else keeps (literals, wrapped units, the empty text), or in a foreign
+/// character buffer.
+///
+/// Text in a block or in kept memory stays where it is while it is only read, so reading is two
+/// loads. A foreign buffer may be changed by its other holders and is asked each time.
+class TextStorage {
+public:
+    /// The empty text: static, usable at any time, not counted.
+    constexpr TextStorage() noexcept : m_units(u""), m_length(0) {}
+    /// Reads @p text where it is.
+    static TextStorage wrapping(std::u16string_view text);
+    /// References @p buffer, whose length counts the 0 unit behind its text.
+    static TextStorage sharing(IQXCharBuffer* buffer);
+
+    TextStorage(const TextStorage& other) noexcept
+        : m_units(other.m_units), m_block(other.m_block), m_length(other.m_length) {
+        if (m_block)
+            m_block->addRef();
+        else if (m_length < 0) [[unlikely]]
+            addBufferRef();
+    }
+    TextStorage(TextStorage&& other) noexcept : TextStorage() { swap(other); }
+    TextStorage& operator=(TextStorage other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~TextStorage() {
+        if (m_block)
+            m_block->release();
+        else if (m_length < 0) [[unlikely]]
+            releaseBuffer();
+    }
+
+    void swap(TextStorage& other) noexcept {
+        std::swap(m_units, other.m_units);
+        std::swap(m_block, other.m_block);
+        std::swap(m_length, other.m_length);
+    }
+
+    const char16_t* data() const noexcept { return m_length >= 0 ? m_units : bufferText().data(); }
+    int32_t length() const noexcept {
+        return m_length >= 0 ? m_length : static_cast<int32_t>(bufferText().size());
+    }
+    std::u16string_view view() const noexcept {
+        return m_length >= 0 ? std::u16string_view(m_units, static_cast<size_t>(m_length))
+                             : bufferText();
+    }
+
+    /// True when @p capacity units can be written in place.
+    bool isWritable(int32_t capacity) const noexcept {
+        return m_block && m_block->capacity() >= capacity && m_block->isUnique();
+    }
+    /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
+    /// first @p kept units; ask for no more than the text has. The text is unchanged until commit.
+    /// @throws std::bad_alloc, ResultException of a foreign buffer; the storage is then unchanged
+    char16_t* prepare(int32_t capacity, int32_t kept) {
+        return isWritable(capacity) ? m_block->units() : prepareSlow(capacity, kept);
+    }
+    /// The same with all units of the storage kept, also those behind the text, and no more room
+    /// than asked for, rounded up to the step of buffers.
+    char16_t* prepareExactly(int32_t capacity);
+    /// Ends the text after @p length units, for which prepare has made room.
+    void commit(int32_t length) {
+        if (m_length >= 0) [[likely]] {
+            m_block->units()[length] = u'\0';
+            m_length = length;
+        } else {
+            commitBuffer(length);
+        }
+    }
+    /// Units that the storage has room for; that of the text and its 0 unit when it is not owned.
+    int32_t capacity() const noexcept { return m_block ? m_block->capacity() : length() + 1; }
+    /// Gives back room that the text does not need. A shared block stays.
+    void shrink();
+
+private:
+    QX_API std::u16string_view bufferText() const noexcept;
+    QX_API void addBufferRef() const noexcept;
+    QX_API void releaseBuffer() noexcept;
+    QX_API char16_t* prepareSlow(int32_t capacity, int32_t kept);
+    QX_API void commitBuffer(int32_t length);
+    char16_t* prepareBuffer(int32_t capacity);
+    char16_t* moveTo(int32_t capacity, std::u16string_view kept);
+
+    /// With a negative length the foreign buffer in place of the units.
+    union {
+        const char16_t* m_units;
+        IQXCharBuffer* m_buffer;
+    };
+    TextBlock* m_block = nullptr;
+    int32_t m_length;
+};
+
+} // namespace qx::detail
