@@ -1,0 +1,47 @@
+#include "qx/core/Class.h"
+
+#include <cstdlib>
+#include <cxxabi.h>
+#include <memory>
+
+#include <qx/core/ClassManager.h>
+#include <qx/core/Exception.h>
+
+namespace qx {
+
+namespace {
+
+String readableName(const std::type_info& type) {
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> demangled(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+    return String(demangled ? demangled.get() : type.name());
+}
+
+} // namespace
+
+const char16_t* Class::getName() const { return m_name; }
+
+bool Class::isInstance(const Object& object) const { return typeid(object) == *m_type; }
+
+Object* Class::createInstance() const {
+    if (!m_creator)
+        throw IllegalAccessException();
+    return m_creator();
+}
+
+const Class* Class::forName(const char16_t* name) {
+    const Class* const found = ClassManager::getInstance()->lookupName(name);
+    if (!found)
+        throw ClassNotFoundException(String(name));
+    return found;
+}
+
+const Class* Class::forType(const std::type_info* type) {
+    const Class* const found = ClassManager::getInstance()->lookupType(type);
+    if (!found)
+        throw ClassNotFoundException(readableName(*type));
+    return found;
+}
+
+} // namespace qx

@@ -1,0 +1,7 @@
+#include "qx/core/GlobalLock.h"
+
+namespace qx {
+
+constinit sync::LockObject* g_pGlobalLock = nullptr;
+
+} // namespace qx

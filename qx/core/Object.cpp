@@ -1,0 +1,85 @@
+#include "qx/core/Object.h"
+
+#include <functional>
+#include <typeinfo>
+
+#include <qx/core/Class.h>
+#include <qx/core/Exception.h>
+#include <qx/core/Implements.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/platform/text.h>
+
+namespace qx {
+
+namespace {
+
+int addressOrder(const void* left, const void* right) {
+    return std::less<>()(right, left) - std::less<>()(left, right);
+}
+
+const char16_t* classNameOf(const Object& object) {
+    try {
+        return object.getClass()->getName();
+    } catch (const ClassNotFoundException&) {
+        return u"Object";
+    }
+}
+
+} // namespace
+
+int32_t Object::QueryInterface(const GUID& iid, void** out) {
+    return pcom::QueryInterfaceMap(GetComIntfMap(), this, iid, out);
+}
+
+Object* Object::clone() const {
+    if (typeid(*this) != typeid(Object))
+        throw CloneNotSupportedException();
+    return new Object(*this);
+}
+
+int Object::compareTo(const Object& other) const { return addressOrder(this, &other); }
+
+bool Object::equals(const Object& other) const { return this == &other; }
+
+const Class* Object::getClass() const { return Class::forType(&typeid(*this)); }
+
+uint32_t Object::hashCode() const {
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(this));
+}
+
+String Object::toString() const {
+    char16_t digits[66];
+    QXLToStrW(int64_t{hashCode()}, digits, 16);
+    String text(classNameOf(*this));
+    text.append(u"@");
+    text.append(digits);
+    return text;
+}
+
+int32_t Object::CompareTo(const IQXUnknown* other, int* result) {
+    if (!result)
+        return result::NullPointer;
+    *result = 0;
+    return resultOf([&] {
+        const auto* const object = dynamic_cast<const Object*>(other);
+        *result = object ? compareTo(*object) : addressOrder(other, GetUnknown());
+    });
+}
+
+int32_t Object::HashCode(uint32_t* result) {
+    if (!result)
+        return result::NullPointer;
+    *result = 0;
+    return resultOf([&] { *result = hashCode(); });
+}
+
+const pcom::InterfaceData* Object::GetComIntfMap() {
+    static const pcom::InterfaceData map[] = {
+        pcom::subObjectRow<Object, IQXComparable>(),
+        {nullptr, pcom::InterfaceData::End, 0},
+    };
+    return map;
+}
+
+} // namespace qx

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <qx/core/Exception.h>
+
+namespace qx::util {
+
+/// Failure of an INI file or of a walk over one.
+class QX_API IniFileException : public Exception {
+public:
+    enum TYPE {
+        FILE_NOT_READ = 0,    ///< the description is the file name
+        NO_MORE_ELEMENTS = 1, ///< the description is empty
+        SET_NOT_FOUND = 2,    ///< the description is the set name
+    };
+
+    IniFileException(TYPE type, const String& description) : Exception(description), m_type(type) {}
+
+    TYPE GetType() const noexcept { return m_type; }
+
+private:
+    TYPE m_type;
+};
+
+} // namespace qx::util
+
+using CQXIniFileException = qx::util::IniFileException;

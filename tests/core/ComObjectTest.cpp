@@ -1,0 +1,254 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Implements.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+
+using qx::ComObject;
+using qx::Object;
+using qx::Reference;
+namespace result = qx::result;
+
+namespace {
+
+/// Counts its living instances.
+class Counted : public Object {
+public:
+    Counted() { ++s_alive; }
+    explicit Counted(int) : Counted() { throw std::runtime_error("constructor"); }
+    explicit Counted(Counted* inner) : m_inner(inner) { ++s_alive; }
+    ~Counted() override { --s_alive; }
+
+    static inline std::atomic<int> s_alive = 0;
+
+private:
+    Reference<Counted> m_inner;
+};
+
+/// Takes and drops a reference, as any callee may.
+void borrow(Object& object) { Reference<Object> reference(&object); }
+
+class Holder : public Object {
+public:
+    Counted m_member;
+};
+
+[[noreturn]] Counted* failingArgument() { throw std::runtime_error("argument"); }
+
+class IFirst : public IQXUnknown {
+public:
+    static constexpr qx::GUID Iid{1, 2, 3, {4}};
+    virtual int first() = 0;
+};
+class ISecond : public IQXUnknown {
+public:
+    static constexpr qx::GUID Iid{5, 6, 7, {8}};
+    virtual int second() = 0;
+};
+class Both : public qx::pcom::Implements<Object, IFirst, ISecond> {
+public:
+    int first() override { return 1; }
+    int second() override { return 2; }
+};
+class OnlyFirst : public qx::pcom::Implements<ComObject, IFirst> {
+public:
+    int first() override { return 1; }
+};
+
+} // namespace
+
+TEST(ComObject, CountsReferencesAndTellsTheModuleOfLifeAndDeath) {
+    qx::pcom::ModuleCount module;
+    auto* const object = new Counted();
+    object->SetComModule(&module);
+    EXPECT_EQ(object->GetRefCount(), 0u);
+    EXPECT_EQ(object->AddRef(), 1u);
+    EXPECT_EQ(module.GetRefCount(), 1u);
+    EXPECT_EQ(object->AddRef(), 2u);
+    EXPECT_EQ(module.GetRefCount(), 1u);
+    EXPECT_EQ(object->Release(), 1u);
+    EXPECT_EQ(Counted::s_alive, 1);
+    EXPECT_EQ(object->Release(), 0u);
+    EXPECT_EQ(Counted::s_alive, 0);
+    EXPECT_EQ(module.GetRefCount(), 0u);
+}
+
+TEST(ComObject, InternalReleaseNeitherDestroysNorTellsTheModule) {
+    qx::pcom::ModuleCount module;
+    Reference<Counted> object(new Counted());
+    object->SetComModule(&module);
+    object->InternalAddRef();
+    object->InternalRelease();
+    EXPECT_EQ(object->InternalRelease(), 0u);
+    EXPECT_EQ(Counted::s_alive, 1);
+    object->InternalAddRef();
+    EXPECT_EQ(module.GetRefCount(), 0u);
+}
+
+TEST(ComObject, OutsideOfItsOwnHeapBlockSurvivesTheLastRelease) {
+    {
+        Counted local;
+        borrow(local);
+        borrow(local);
+        EXPECT_EQ(local.GetRefCount(), 0u);
+
+        Reference<Holder> holder(new Holder());
+        borrow(holder->m_member);
+
+        std::vector<Counted> elements(3);
+        for (auto& element : elements)
+            borrow(element);
+        const std::unique_ptr<Counted[]> array(new Counted[2]);
+        borrow(array[0]);
+        std::optional<Counted> optional(std::in_place);
+        borrow(*optional);
+        EXPECT_EQ(Counted::s_alive, 8);
+    }
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
+TEST(ComObject, NestedNewExpressionsOwnEachTheirBlock) {
+    { Reference<Counted> outer(new Counted(new Counted(new Counted()))); }
+    EXPECT_EQ(Counted::s_alive, 0);
+    { Reference<Counted> object(new (std::nothrow) Counted()); }
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
+TEST(ComObject, FailedConstructionLeavesNothingBehind) {
+    EXPECT_THROW(new Counted(failingArgument()), std::runtime_error);
+    EXPECT_THROW(new Counted(1), std::runtime_error);
+    Counted local; // must not take the block that was given back for its own
+    borrow(local);
+    EXPECT_EQ(Counted::s_alive, 1);
+}
+
+TEST(ComObject, CountIsNotCarriedOverByCopies) {
+    Reference<Object> original(new Object());
+    Reference<Object> copy(original->clone());
+    EXPECT_EQ(copy->GetRefCount(), 1u);
+    *copy = *original;
+    EXPECT_EQ(copy->GetRefCount(), 1u);
+    EXPECT_THROW(Counted().clone(), qx::CloneNotSupportedException);
+}
+
+TEST(ComObject, CountsExactlyUnderThreads) {
+    Reference<Counted> object(new Counted());
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([reference = object] {
+            for (int round = 0; round < 10000; ++round)
+                Reference<Counted> again(reference);
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    threads.clear();
+    EXPECT_EQ(object->GetRefCount(), 1u);
+}
+
+TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
+    Reference<Both> both(new Both());
+    Reference<ISecond> second;
+    ASSERT_EQ(both->QueryInterface(ISecond::Iid, second.putVoid()), 0);
+    EXPECT_EQ(second->second(), 2);
+    EXPECT_EQ(both->GetRefCount(), 2u);
+
+    Reference<IFirst> first;
+    ASSERT_EQ(second->QueryInterface(IFirst::Iid, first.putVoid()), 0);
+    EXPECT_EQ(first->first(), 1);
+
+    Reference<IQXComparable> comparable;
+    ASSERT_EQ(first->QueryInterface(IQXComparable::Iid, comparable.putVoid()), 0);
+    uint32_t hash = 0;
+    EXPECT_EQ(comparable->HashCode(&hash), 0);
+    EXPECT_EQ(hash, both->hashCode());
+
+    Reference<IQXUnknown> unknown;
+    ASSERT_EQ(comparable->QueryInterface(IQXUnknown::Iid, unknown.putVoid()), 0);
+    EXPECT_EQ(unknown.get(), both->GetUnknown());
+    EXPECT_EQ(both->GetRefCount(), 5u);
+}
+
+TEST(QueryInterface, RejectsWhatTheMapDoesNotHold) {
+    Reference<OnlyFirst> object(new OnlyFirst());
+    void* out = &out;
+    EXPECT_EQ(object->QueryInterface(IQXComparable::Iid, &out), result::NoInterface);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(object->QueryInterface(IFirst::Iid, nullptr), result::NullPointer);
+    EXPECT_EQ(object->GetRefCount(), 1u);
+    EXPECT_EQ(object->SetOuterUnknown(object->GetUnknown()), result::NoAggregation);
+}
+
+TEST(QueryInterface, EndsAtTheFailureOfAnIdentifiedChainOnly) {
+    static int calls;
+    calls = 0;
+    constexpr qx::pcom::ChainFunction refuse = [](ComObject*, const qx::GUID&, void** out,
+                                                  uint32_t data) {
+        ++calls;
+        *out = nullptr;
+        return data == 7 ? result::Fail : int32_t{1};
+    };
+    const auto chain = reinterpret_cast<uintptr_t>(refuse);
+    const qx::pcom::InterfaceData map[] = {
+        {nullptr, chain, 7},       // fails without identifier: ignored
+        {&IFirst::Iid, chain, 8},  // neither success nor failure: goes on
+        {&ISecond::Iid, chain, 7}, // fails with identifier: final
+        {nullptr, qx::pcom::InterfaceData::End, 0},
+    };
+    Object object;
+    void* out = nullptr;
+    EXPECT_EQ(qx::pcom::QueryInterfaceMap(map, &object, IFirst::Iid, &out), result::NoInterface);
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(qx::pcom::QueryInterfaceMap(map, &object, ISecond::Iid, &out), result::Fail);
+    EXPECT_EQ(calls, 4);
+}
+
+TEST(Object, ComparesByAddressAndWithForeignInterfacesToo) {
+    Object objects[2];
+    EXPECT_EQ(objects[0].compareTo(objects[1]), -1);
+    EXPECT_EQ(objects[1].compareTo(objects[0]), 1);
+    EXPECT_TRUE(objects[0].equals(objects[0]));
+    int order = 5;
+    EXPECT_EQ(objects[1].CompareTo(objects[0].GetUnknown(), &order), 0);
+    EXPECT_EQ(order, 1);
+
+    // Behind the last object in memory, so its address is the greater one.
+    struct {
+        Object object;
+        OnlyFirst foreign;
+    } pair;
+    EXPECT_EQ(pair.object.CompareTo(pair.foreign.GetUnknown(), &order), 0);
+    EXPECT_EQ(order, 1);
+    EXPECT_EQ(pair.object.CompareTo(pair.object.GetUnknown(), &order), 0);
+    EXPECT_EQ(order, 0);
+    EXPECT_EQ(pair.object.CompareTo(nullptr, nullptr), result::NullPointer);
+}
+
+TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
+    Reference<Counted> first(new Counted());
+    Reference<Object> base = first;
+    EXPECT_EQ(first->GetRefCount(), 2u);
+    Reference<Object> moved = std::move(base);
+    EXPECT_EQ(first->GetRefCount(), 2u);
+    EXPECT_TRUE(base == nullptr);
+    EXPECT_EQ(moved, first);
+    moved = std::move(moved);
+    moved = moved;
+    EXPECT_EQ(first->GetRefCount(), 2u);
+    CQXSmartPtr<Object> legacy = moved.get();
+    EXPECT_EQ(first->GetRefCount(), 3u);
+    Object* const raw = legacy.detach();
+    EXPECT_EQ(first->GetRefCount(), 3u);
+    Reference<Object>::attach(raw).reset();
+    EXPECT_EQ(first->GetRefCount(), 2u);
+    first = first->GetRefCount() ? nullptr : first;
+    EXPECT_EQ(Counted::s_alive, 1);
+}
