@@ -1,0 +1,162 @@
+#include <qx/util/FilePath.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/platform/files.h>
+#include <qx/platform/text.h>
+#include <qx/util/PathNormalizer.h>
+
+namespace qx::util {
+
+namespace {
+
+/// Beyond any path that a system hands out; a guard against growing for ever.
+constexpr std::size_t MaxBufferBytes = std::size_t{1} << 24;
+
+/// The text that a platform call writes into a buffer, which grows until it fits.
+template <class Call>
+std::string textOf(Call&& call) {
+    std::string buffer(261, '\0');
+    for (;;) {
+        const int32_t result = call(buffer.data(), static_cast<int32_t>(buffer.size()));
+        if (result != result::BufferTooSmall || buffer.size() >= MaxBufferBytes) {
+            throwIfFailed(result);
+            buffer.resize(std::strlen(buffer.c_str()));
+            return buffer;
+        }
+        buffer.resize(2 * buffer.size());
+    }
+}
+
+/// A path of the system as text, with backslashes.
+String decoded(const std::string& path) {
+    String text(path.c_str());
+    text.translate(u'/', FilePath::dirDelim);
+    return text;
+}
+
+/// The same for a folder, which ends in a backslash.
+String decodedFolder(const std::string& path) {
+    String text = decoded(path);
+    const int32_t length = text.getLength();
+    if (length == 0 || text.getCharAt(length - 1) != FilePath::dirDelim)
+        text.append(FilePath::dirDelim);
+    return text;
+}
+
+/// Index just behind the share name of a path that starts with two backslashes.
+std::size_t endOfShare(std::u16string_view path) {
+    const std::size_t server = std::u16string_view(FilePath::s_UNCLead).size();
+    const std::size_t endOfServer = std::min(path.find(FilePath::dirDelim, server), path.size());
+    if (endOfServer == server)
+        throw InvalidPathException(u"no server name"_qs);
+    const std::size_t share = std::min(endOfServer + 1, path.size());
+    const std::size_t end = std::min(path.find(FilePath::dirDelim, share), path.size());
+    if (end == share)
+        throw InvalidPathException(u"no share name"_qs);
+    return end;
+}
+
+} // namespace
+
+FilePath::FilePath(const String& path) : m_path(path) { normalize(); }
+
+String FilePath::toString() const { return m_path; }
+
+bool FilePath::isUNCPath() const { return std::u16string_view(m_path).starts_with(s_UNCLead); }
+
+String FilePath::getDrive() const {
+    const bool delimited = m_rootLength > 0 && m_path.getCharAt(m_rootLength - 1) == dirDelim;
+    return m_path.substring(0, delimited ? m_rootLength - 1 : m_rootLength);
+}
+
+String FilePath::getDirectory() const {
+    return m_path.substring(0, std::max(lastDelimiter(), m_rootLength));
+}
+
+String FilePath::getParentPath() const {
+    const int32_t last = lastDelimiter();
+    if (last >= m_rootLength)
+        return m_path.substring(0, last);
+    return m_path.getLength() > m_rootLength ? m_path.substring(0, m_rootLength) : String();
+}
+
+String FilePath::getName() const {
+    return m_path.substring(std::max(lastDelimiter() + 1, m_rootLength), -1);
+}
+
+String FilePath::getBaseName() const {
+    const String name = getName();
+    const int32_t dot = name.lastIndexOf(u'.');
+    return dot < 0 ? name : name.substring(0, dot);
+}
+
+String FilePath::getExtension() const {
+    const String name = getName();
+    const int32_t dot = name.lastIndexOf(u'.');
+    return dot < 0 ? String() : name.substring(dot, -1);
+}
+
+String FilePath::getChildPath(const String& name) const {
+    const int32_t length = m_path.getLength();
+    String child(m_path);
+    if (length > 0 && m_path.getCharAt(length - 1) != dirDelim)
+        child.append(dirDelim);
+    child.append(name);
+    return child;
+}
+
+String FilePath::getAbsolutePath() const {
+    if (isAbsolutePath())
+        return m_path;
+    String path = getCurrentDir();
+    path.append(m_path);
+    return FilePath(path).m_path;
+}
+
+String FilePath::getCanonicalPath() const {
+    if (isUNCPath())
+        return m_path;
+    const std::string narrow = textOf([this](char* buffer, int32_t capacity) {
+        return QXUnicodeToAnsi(m_path.getData(), m_path.getLength(), buffer, capacity);
+    });
+    return decoded(textOf([&narrow](char* buffer, int32_t capacity) {
+        return QXPathExpand(narrow.c_str(), buffer, capacity);
+    }));
+}
+
+String FilePath::getCurrentDir() { return decodedFolder(textOf(QXGetCurrentDirectory)); }
+
+String FilePath::getTempDir() { return decodedFolder(textOf(QXGetTempDirectory)); }
+
+void FilePath::normalize() {
+    std::u16string path(m_path.getData()); // up to the first 0 unit
+    std::ranges::replace(path, u'/', dirDelim);
+
+    std::size_t root = 0;
+    if (const std::size_t colon = path.find(u':', 1); colon != path.npos) {
+        if (colon != 1)
+            throw InvalidPathException(u"invalid drive"_qs);
+        root = 2;
+    } else if (path.size() > 2 && path.starts_with(s_UNCLead)) {
+        root = endOfShare(path);
+    }
+    if (root < path.size() && path[root] == dirDelim)
+        ++root;
+
+    String normal = String(path.data(), static_cast<int32_t>(root));
+    const String rest(path.data() + root, static_cast<int32_t>(path.size() - root));
+    normal.append(PathNormalizer(PathNormalizer::SLASH_DEFAULT).normalize(rest));
+    m_path = normal;
+    m_rootLength = static_cast<int32_t>(root);
+}
+
+/// Index of the last backslash, or -1.
+int32_t FilePath::lastDelimiter() const { return m_path.lastIndexOf(dirDelim); }
+
+} // namespace qx::util

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <bit>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include <qx/core/GUID.h>
+#include <qx/core/String.h>
+#include <qx/platform/export.h>
+#include <qx/platform/guid.h>
+
+namespace qx::util {
+
+/// A globally unique identifier: a plain value of 16 bytes, interchangeable with the structure
+/// GUID, ordered by its fields from first to last.
+class QX_API Guid {
+public:
+    /// The identifier of zeros only.
+    constexpr Guid() noexcept = default;
+    constexpr Guid(const GUID& guid) noexcept : m_guid(guid) {}
+    /// Reads the braced text form, in either letter case and with nothing around it.
+    /// @throws Exception "invalid GUID string" for anything else
+    explicit Guid(const String& text);
+
+    /// The braced text form of 38 units, in upper case.
+    String toString() const;
+
+    constexpr operator const GUID&() const noexcept { return m_guid; }
+
+    /// A new random identifier, which the caller deletes.
+    /// @throws ResultException when the system gives no random numbers
+    static Guid* Generate();
+
+    /// Negative, 0 or positive, for @p left before, equal to or behind @p right.
+    static int compare(const Guid& left, const Guid& right) noexcept {
+        return QXComCompareGUID(&left.m_guid, &right.m_guid);
+    }
+
+    friend bool operator==(const Guid& left, const Guid& right) noexcept {
+        return compare(left, right) == 0;
+    }
+    friend bool operator==(const Guid& left, const GUID& right) noexcept {
+        return compare(left, right) == 0;
+    }
+    friend std::strong_ordering operator<=>(const Guid& left, const Guid& right) noexcept {
+        return compare(left, right) <=> 0;
+    }
+    friend std::strong_ordering operator<=>(const Guid& left, const GUID& right) noexcept {
+        return compare(left, right) <=> 0;
+    }
+
+private:
+    GUID m_guid{};
+};
+
+} // namespace qx::util
+
+template <>
+struct std::hash<qx::util::Guid> {
+    std::size_t operator()(const qx::util::Guid& guid) const noexcept {
+        struct Halves {
+            uint64_t first;
+            uint64_t second;
+        };
+        const auto halves = std::bit_cast<Halves>(static_cast<const qx::GUID&>(guid));
+        // Odd multiplier with bits all over, so that identifiers that count up in one field spread.
+        const uint64_t mixed = (halves.first ^ std::rotl(halves.second, 32)) * 0x9E3779B97F4A7C15u;
+        return static_cast<std::size_t>(mixed ^ (mixed >> 32));
+    }
+};
+
+using CQXGuid = qx::util::Guid;
