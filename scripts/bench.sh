@@ -23,5 +23,5 @@ for program in "${programs[@]}"; do
         --benchmark_report_aggregates_only=true \
         --benchmark_out_format=json --benchmark_out="$results/$program.json" >/dev/null
 done
-python3 scripts/bench_results.py "$results"/*.json >bench/RESULTS.md
+python3 scripts/bench-results.py "$results"/*.json >bench/RESULTS.md
 cat bench/RESULTS.md

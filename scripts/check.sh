@@ -9,7 +9,7 @@ public_headers() { find qx -name '*.h' -not -path '*/detail/*' -not -path '*/pos
 all_folders() { find qx modules tools examples tests bench fuzz -maxdepth 0 2>/dev/null; }
 
 # Include direction; operating-system headers, errno and platform branches above the platform layer.
-check_layers() { python3 scripts/check_layers.py; }
+check_layers() { python3 scripts/check-layers.py; }
 
 # Every public header compiles alone and included twice; those with a C interface also as C.
 check_headers() {
@@ -21,12 +21,6 @@ check_headers() {
         public_headers | xargs grep -l 'extern "C"' | sed 's/^/cc /'
     } | xargs -P "$jobs" -L 1 bash -c '
         printf "#include <%s>\n#include <%s>\n" "$1" "$1" | ${!0} || { echo "$1: not self-contained"; exit 1; }'
-}
-
-# The umbrella header names every public header.
-check_umbrella() {
-    diff -u qx/qx.h <(tools/gen/umbrella.sh) ||
-        { echo "qx/qx.h is not up to date: tools/gen/umbrella.sh >qx/qx.h"; return 1; }
 }
 
 # complain RULE PATTERN FOLDER...: fails and shows the lines of the sources that match.
@@ -58,11 +52,11 @@ check_format() {
     sources $(all_folders) | xargs -P "$jobs" -n 40 "$format" --dry-run -Werror
 }
 
-# Generated sources are what their generators write.
+# Generated sources, the umbrella header among them, are what their generators write.
 check_generated() { scripts/check-generated.sh; }
 
 checks=("$@")
-(($#)) || checks=(layers headers umbrella text format generated)
+(($#)) || checks=(layers headers text format generated)
 status=0
 for check in "${checks[@]}"; do
     "check_$check" || { echo "check $check failed"; status=1; }

@@ -4,9 +4,8 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 cat <<'END'
+// Made by: tools/gen/umbrella.sh
 #pragma once
-
-// tools/gen/umbrella.sh >qx/qx.h
 
 /// @file
 /// Every public header of the library, for programs that do not mind the compile time.
