@@ -7,9 +7,9 @@
 
 /*
  * Case mapping and caseless comparison in wide steps: a vector of units is treated as ASCII, and
- * only the lanes that are not (or that differ) go one by one through the mapping @p map. The
- * functions are inlined into callers that are compiled for the instruction set of the vector width,
- * so one body serves 16 and 32 bytes.
+ * only the lanes that are not (or that differ) go one by one through the full mapping, a function
+ * from unit to unit. The templates are inlined into callers that are compiled for the instruction
+ * set of the vector width, so one body serves 16 and 32 bytes.
  */
 
 namespace qx::platform {
@@ -48,45 +48,56 @@ template <class Vector>
     return all != 0;
 }
 
-/// Calls @p visit with the index of each non-zero lane, in order, until it returns true; whether it
-/// did.
-template <class Vector, class Visit>
-[[gnu::always_inline]] inline bool findLane(const typename Vector::Lanes& lanes, Visit&& visit) {
+/// One bit per lane, set where the lane is not 0; lane 0 is the lowest bit.
+template <class Vector>
+[[gnu::always_inline]] inline uint64_t laneBits(const typename Vector::Lanes& lanes) {
     using Flags = typename Vector::LaneFlags;
     const Flags flags = __builtin_convertvector(lanes != uint16_t{0}, Flags);
     uint64_t groups[sizeof flags / sizeof(uint64_t)];
     std::memcpy(groups, &flags, sizeof flags);
+    uint64_t bits = 0;
     for (size_t i = 0; i < sizeof flags / sizeof(uint64_t); ++i) {
-        // One bit per lane, at the bottom of its byte.
-        for (uint64_t left = groups[i] & 0x0101010101010101u; left != 0; left &= left - 1) {
-            if (visit(i * 8 + static_cast<size_t>(std::countr_zero(left)) / 8))
-                return true;
-        }
+        // The multiplication gathers the lowest bits of eight bytes in the top byte.
+        const uint64_t gathered = (groups[i] & 0x0101010101010101u) * 0x0102040810204080u;
+        bits |= gathered >> 56 << (8 * i);
     }
-    return false;
+    return bits;
+}
+
+/// From how many of @p units on it is faster to map all than to visit bit by bit.
+constexpr int visitAllFrom(size_t units) { return static_cast<int>(units / 4); }
+
+/// Maps those of @p units units at @p text whose bit is set; the others may be mapped twice.
+template <class Map>
+[[gnu::always_inline]] inline void mapMarked(char16_t* text, size_t units, uint64_t marked,
+                                             Map map) {
+    if (std::popcount(marked) >= visitAllFrom(units)) {
+        for (size_t i = 0; i < units; ++i)
+            text[i] = map(text[i]);
+        return;
+    }
+    for (; marked != 0; marked &= marked - 1) {
+        char16_t& unit = text[std::countr_zero(marked)];
+        unit = map(unit);
+    }
 }
 
 /// Maps @p length units in place.
 template <CaseTarget Target, size_t Bytes, class Map>
 [[gnu::always_inline]] inline void mapCase(char16_t* text, size_t length, Map map) {
     using Vector = UnitVector<Bytes>;
+    using Lanes = typename Vector::Lanes;
     constexpr uint16_t NotAscii = 0xFF80;
     constexpr size_t Unrolled = 4;
+    constexpr size_t Step = Unrolled * Vector::Units;
 
-    // Lanes that are not ASCII are still unmapped in the text when they are visited.
-    const auto mapOthers = [&](char16_t* at, const typename Vector::Lanes& others) {
-        findLane<Vector>(others, [&](size_t lane) {
-            at[lane] = map(at[lane]);
-            return false;
-        });
-    };
     size_t done = 0;
-    for (; length - done >= Unrolled * Vector::Units; done += Unrolled * Vector::Units) {
-        typename Vector::Lanes others[Unrolled];
-        typename Vector::Lanes anyOthers{};
+    for (; length - done >= Step; done += Step) {
+        Lanes others[Unrolled];
+        Lanes anyOthers{};
         for (size_t i = 0; i < Unrolled; ++i) {
             char16_t* const at = text + done + i * Vector::Units;
-            typename Vector::Lanes lanes;
+            Lanes lanes;
             load<Vector>(lanes, at);
             others[i] = lanes & NotAscii;
             anyOthers |= others[i];
@@ -94,21 +105,33 @@ template <CaseTarget Target, size_t Bytes, class Map>
             std::memcpy(at, &lanes, sizeof lanes);
         }
         if (anyBit<Vector>(anyOthers)) {
+            uint64_t marked = 0;
             for (size_t i = 0; i < Unrolled; ++i)
-                mapOthers(text + done + i * Vector::Units, others[i]);
+                marked |= laneBits<Vector>(others[i]) << (i * Vector::Units);
+            mapMarked(text + done, Step, marked, map);
         }
     }
     for (; length - done >= Vector::Units; done += Vector::Units) {
-        typename Vector::Lanes lanes;
+        Lanes lanes;
         load<Vector>(lanes, text + done);
-        const typename Vector::Lanes others = lanes & NotAscii;
+        const Lanes others = lanes & NotAscii;
         mapAscii<Target, Vector>(lanes);
         std::memcpy(text + done, &lanes, sizeof lanes);
         if (anyBit<Vector>(others))
-            mapOthers(text + done, others);
+            mapMarked(text + done, Vector::Units, laneBits<Vector>(others), map);
     }
     for (; done < length; ++done)
         text[done] = map(text[done]);
+}
+
+/// Loads units and maps each; no branch depends on them.
+template <class Vector, class Map>
+[[gnu::always_inline]] inline void loadMapped(typename Vector::Lanes& lanes, const char16_t* from,
+                                              Map map) {
+    char16_t mapped[Vector::Units];
+    for (size_t i = 0; i < Vector::Units; ++i)
+        mapped[i] = map(from[i]);
+    load<Vector>(lanes, mapped);
 }
 
 /// How far beyond the end of a text compareIgnoringCase may load.
@@ -127,21 +150,20 @@ template <size_t Bytes, ReadAhead Ahead, class Map>
     const auto crossesPage = [](const char16_t* at) {
         return (reinterpret_cast<uintptr_t>(at) & (SmallestPage - 1)) > SmallestPage - Bytes;
     };
-    int order = 0;
-    // Whether the comparison ends at this unit, with the order left in `order`.
-    const auto endsAt = [&](size_t i) {
+    // The order of two units; GoesOn when they are equal and no 0 units, which end the comparison.
+    constexpr int GoesOn = 2;
+    const auto orderAt = [&](size_t i) {
         const char16_t l = lower(left[i]);
         const char16_t r = lower(right[i]);
-        order = l == r ? 0 : l < r ? -1 : 1;
-        return order != 0 || l == 0;
+        return l != r ? (l < r ? -1 : 1) : l == 0 ? 0 : GoesOn;
     };
 
     size_t done = 0;
-    while (count - done >= Vector::Units) {
+    for (; count - done >= Vector::Units; done += Vector::Units) {
         if constexpr (Ahead == ReadAhead::WithinPage) {
             if (crossesPage(left + done) || crossesPage(right + done)) {
-                for (const size_t end = done + Vector::Units; done < end; ++done) {
-                    if (endsAt(done))
+                for (size_t lane = 0; lane < Vector::Units; ++lane) {
+                    if (const int order = orderAt(done + lane); order != GoesOn)
                         return order;
                 }
                 continue;
@@ -152,14 +174,24 @@ template <size_t Bytes, ReadAhead Ahead, class Map>
         load<Vector>(r, right + done);
         mapAscii<CaseTarget::Lower, Vector>(l);
         mapAscii<CaseTarget::Lower, Vector>(r);
-        const Lanes suspects = (Lanes)(l != r) | (Lanes)(l == uint16_t{0});
-        if (anyBit<Vector>(suspects) &&
-            findLane<Vector>(suspects, [&](size_t lane) { return endsAt(done + lane); }))
-            return order;
-        done += Vector::Units;
+        Lanes suspects = (Lanes)(l != r) | (Lanes)(l == uint16_t{0});
+        if (!anyBit<Vector>(suspects)) [[likely]]
+            continue;
+        uint64_t marked = laneBits<Vector>(suspects);
+        if (std::popcount(marked) >= visitAllFrom(Vector::Units)) {
+            loadMapped<Vector>(l, left + done, lower);
+            loadMapped<Vector>(r, right + done, lower);
+            suspects = (Lanes)(l != r) | (Lanes)(l == uint16_t{0});
+            marked = laneBits<Vector>(suspects);
+        }
+        for (; marked != 0; marked &= marked - 1) {
+            const size_t lane = static_cast<size_t>(std::countr_zero(marked));
+            if (const int order = orderAt(done + lane); order != GoesOn)
+                return order;
+        }
     }
     for (; done < count; ++done) {
-        if (endsAt(done))
+        if (const int order = orderAt(done); order != GoesOn)
             return order;
     }
     return 0;

@@ -17,18 +17,27 @@ extern const uint8_t UpperBlocks[1024];
 extern const uint8_t LowerBlocks[1024];
 extern const uint16_t CaseDeltas[][64];
 
-/// The unit's lower-case form, or the unit. One comparison for ASCII.
-inline char16_t toLower(char16_t unit) noexcept {
-    if (unit < 0x80)
-        return static_cast<char16_t>(unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit);
+/// The unit's upper-case form, or the unit, without a branch.
+inline char16_t upperInTable(char16_t unit) noexcept {
+    return static_cast<char16_t>(unit + CaseDeltas[UpperBlocks[unit >> 6]][unit & 63]);
+}
+
+/// The unit's lower-case form, or the unit, without a branch.
+inline char16_t lowerInTable(char16_t unit) noexcept {
     return static_cast<char16_t>(unit + CaseDeltas[LowerBlocks[unit >> 6]][unit & 63]);
 }
 
-/// The unit's upper-case form, or the unit. One comparison for ASCII.
+/// The same for text that is mostly ASCII, whose units do not touch the tables.
 inline char16_t toUpper(char16_t unit) noexcept {
     if (unit < 0x80)
         return static_cast<char16_t>(unit >= u'a' && unit <= u'z' ? unit - 0x20 : unit);
-    return static_cast<char16_t>(unit + CaseDeltas[UpperBlocks[unit >> 6]][unit & 63]);
+    return upperInTable(unit);
+}
+
+inline char16_t toLower(char16_t unit) noexcept {
+    if (unit < 0x80)
+        return static_cast<char16_t>(unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit);
+    return lowerInTable(unit);
 }
 
 } // namespace qx::platform

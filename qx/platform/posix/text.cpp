@@ -28,20 +28,32 @@ using Units = std::char_traits<char16_t>;
 constexpr bool MayReadAhead = QX_READ_AHEAD != 0;
 constexpr size_t BaseVector = 16;
 
+// Types instead of function pointers, so that the kernels inline them.
+struct LowerMap {
+    [[gnu::always_inline]] char16_t operator()(char16_t unit) const noexcept {
+        return lowerInTable(unit);
+    }
+};
+struct UpperMap {
+    [[gnu::always_inline]] char16_t operator()(char16_t unit) const noexcept {
+        return upperInTable(unit);
+    }
+};
+
 void mapLower(char16_t* text, size_t length) noexcept {
-    mapCase<CaseTarget::Lower, BaseVector>(text, length, toLower);
+    mapCase<CaseTarget::Lower, BaseVector>(text, length, LowerMap{});
 }
 
 void mapUpper(char16_t* text, size_t length) noexcept {
-    mapCase<CaseTarget::Upper, BaseVector>(text, length, toUpper);
+    mapCase<CaseTarget::Upper, BaseVector>(text, length, UpperMap{});
 }
 
 int compareCounted(const char16_t* left, const char16_t* right, size_t count) noexcept {
-    return compareIgnoringCase<BaseVector, ReadAhead::None>(left, right, count, toLower);
+    return compareIgnoringCase<BaseVector, ReadAhead::None>(left, right, count, LowerMap{});
 }
 
 int compareTerminated(const char16_t* left, const char16_t* right, size_t count) noexcept {
-    return compareIgnoringCase<BaseVector, ReadAhead::WithinPage>(left, right, count, toLower);
+    return compareIgnoringCase<BaseVector, ReadAhead::WithinPage>(left, right, count, LowerMap{});
 }
 
 #if defined(__x86_64__)
@@ -51,21 +63,21 @@ constexpr size_t WideVector = 32;
 bool hasWideVectors() noexcept { return __builtin_cpu_supports("avx2") != 0; }
 
 [[gnu::target("avx2")]] void mapLowerWide(char16_t* text, size_t length) noexcept {
-    mapCase<CaseTarget::Lower, WideVector>(text, length, toLower);
+    mapCase<CaseTarget::Lower, WideVector>(text, length, LowerMap{});
 }
 
 [[gnu::target("avx2")]] void mapUpperWide(char16_t* text, size_t length) noexcept {
-    mapCase<CaseTarget::Upper, WideVector>(text, length, toUpper);
+    mapCase<CaseTarget::Upper, WideVector>(text, length, UpperMap{});
 }
 
 [[gnu::target("avx2")]] int compareCountedWide(const char16_t* left, const char16_t* right,
                                                size_t count) noexcept {
-    return compareIgnoringCase<WideVector, ReadAhead::None>(left, right, count, toLower);
+    return compareIgnoringCase<WideVector, ReadAhead::None>(left, right, count, LowerMap{});
 }
 
 [[gnu::target("avx2")]] int compareTerminatedWide(const char16_t* left, const char16_t* right,
                                                   size_t count) noexcept {
-    return compareIgnoringCase<WideVector, ReadAhead::WithinPage>(left, right, count, toLower);
+    return compareIgnoringCase<WideVector, ReadAhead::WithinPage>(left, right, count, LowerMap{});
 }
 
 #else
