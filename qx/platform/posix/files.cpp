@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
@@ -13,6 +12,7 @@
 
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/brokenpipe.h"
 #include "qx/platform/posix/descriptor.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
@@ -68,45 +68,11 @@ ssize_t transfer(int descriptor, short events, Call&& call) noexcept {
     }
 }
 
-/// Keeps the calling thread's writes from raising SIGPIPE: the signal is blocked, and taken back
-/// when a write has caused it.
-class BrokenPipeGuard {
-public:
-    BrokenPipeGuard() noexcept {
-        ::sigemptyset(&m_signal);
-        ::sigaddset(&m_signal, SIGPIPE);
-        ::pthread_sigmask(SIG_BLOCK, &m_signal, &m_previous);
-        if (::sigismember(&m_previous, SIGPIPE) == 1) {
-            sigset_t pending;
-            ::sigpending(&pending);
-            m_wasPending = ::sigismember(&pending, SIGPIPE) == 1;
-        }
-    }
-    ~BrokenPipeGuard() { ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
-    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
-    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-
-    /// To be called when a write has failed with EPIPE.
-    void takeSignalBack() noexcept {
-        if (m_wasPending)
-            return;
-        const timespec now{};
-        retryInterrupted([&] { return ::sigtimedwait(&m_signal, nullptr, &now); });
-    }
-
-private:
-    sigset_t m_signal;
-    sigset_t m_previous;
-    bool m_wasPending = false;
-};
-
 ssize_t writeToPipe(int descriptor, const void* buffer, size_t length) noexcept {
     BrokenPipeGuard guard;
     const ssize_t count = ::write(descriptor, buffer, length);
-    if (count < 0 && errno == EPIPE) {
+    if (count < 0 && errno == EPIPE)
         guard.takeSignalBack();
-        errno = EPIPE;
-    }
     return count;
 }
 

@@ -1,0 +1,7 @@
+#include <qx/io/BufferedOutputStream.h>
+
+namespace qx::io {
+
+template class BufferedSink<OutputStream, signed char>;
+
+} // namespace qx::io

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include <qx/io/InputStream.h>
+#include <qx/platform/export.h>
+
+namespace qx::io {
+
+/// Reads bytes from memory. At the end even a read of length 0 gives -1.
+class QX_API ByteArrayInputStream : public InputStream {
+public:
+    /// Copies @p length bytes.
+    ByteArrayInputStream(const signed char* bytes, int32_t length);
+
+    using InputStream::read;
+    int32_t read(signed char* to, int32_t length) override;
+
+private:
+    std::unique_ptr<signed char[]> m_bytes;
+    int32_t m_length;
+    int32_t m_position = 0;
+};
+
+} // namespace qx::io
+
+using CQXByteArrayInputStream = qx::io::ByteArrayInputStream;

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/io/FileHandle.h>
+#include <qx/io/InputStream.h>
+#include <qx/platform/export.h>
+
+namespace qx::util {
+class FilePath;
+}
+
+namespace qx::io {
+
+/// Reads a file, a pipe or whatever else a handle stands for. Every block read is one read of the
+/// system, and a length of 0 gives -1. Failures raise ResultException with the platform's code.
+class QX_API FileInputStream : public InputStream {
+public:
+    explicit FileInputStream(const util::FilePath& name);
+    explicit FileInputStream(const String& name);
+    /// @param owns  true to close the handle with the stream
+    FileInputStream(uint64_t handle, bool owns) noexcept : m_file(handle, owns) {}
+
+    using InputStream::read;
+    int32_t read(signed char* to, int32_t length) override;
+    /// Closes a handle that the stream owns; a second close does nothing.
+    void close() override;
+
+    /// All ones once closed.
+    uint64_t getHandle() const noexcept { return m_file.get(); }
+
+private:
+    FileHandle m_file;
+};
+
+} // namespace qx::io
+
+using CQXFileInputStream = qx::io::FileInputStream;

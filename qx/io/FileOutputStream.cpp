@@ -1,0 +1,170 @@
+#include <qx/io/FileOutputStream.h>
+
+#include <vector>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/io/detail/OpenFile.h>
+#include <qx/platform/text.h>
+#include <qx/util/FilePath.h>
+
+namespace qx::io {
+
+namespace {
+
+/// Name of the lock that all writers of the file @p name share, whichever slash they write.
+std::vector<char> semaphoreName(const String& name) {
+    String slashed(name);
+    slashed.translate(u'\\', u'/');
+    constexpr int32_t MaxBytesPerUnit = 8;
+    std::vector<char> narrow(static_cast<size_t>(slashed.getLength()) * MaxBytesPerUnit + 1);
+    throwIfFailed(QXUnicodeToAnsi(slashed.getData(), slashed.getLength(), narrow.data(),
+                                  static_cast<int32_t>(narrow.size())));
+    return narrow;
+}
+
+} // namespace
+
+/// Holds the lock between processes, where there is one, for a scope.
+class FileOutputStream::WriterTurn {
+public:
+    explicit WriterTurn(ipc::SemaphoreR* semaphore) : m_semaphore(semaphore) {
+        if (m_semaphore)
+            m_semaphore->wait();
+    }
+    ~WriterTurn() {
+        if (m_semaphore)
+            resultOf([this] { m_semaphore->signal(); });
+    }
+    WriterTurn(const WriterTurn&) = delete;
+    WriterTurn& operator=(const WriterTurn&) = delete;
+
+private:
+    ipc::SemaphoreR* m_semaphore;
+};
+
+/// Closes the file at the end of a scope, where the mode wants it closed between operations.
+class FileOutputStream::ClosedAfter {
+public:
+    explicit ClosedAfter(FileOutputStream& stream) : m_stream(stream) {}
+    ~ClosedAfter() {
+        if (m_stream.keepsClosed())
+            m_stream.m_file.close();
+    }
+    ClosedAfter(const ClosedAfter&) = delete;
+    ClosedAfter& operator=(const ClosedAfter&) = delete;
+
+private:
+    FileOutputStream& m_stream;
+};
+
+FileOutputStream::FileOutputStream(const util::FilePath& name, unsigned int mode)
+    : FileOutputStream(name.toString(), mode) {}
+
+FileOutputStream::FileOutputStream(const String& name, unsigned int mode)
+    : m_name(name), m_mode(mode) {
+    init();
+}
+
+FileOutputStream::FileOutputStream(const util::FilePath& name, bool append)
+    : FileOutputStream(name.toString(), append) {}
+
+FileOutputStream::FileOutputStream(const String& name, bool append)
+    : FileOutputStream(name, append ? ATEND : TRUNC) {}
+
+void FileOutputStream::init() {
+    requireName();
+    if ((m_mode & (APPEND | KEEPCLOSED | LOCK)) != 0)
+        m_mutex = makeReference<sync::Mutex>();
+    if ((m_mode & (APPEND | LOCK)) != 0)
+        m_semaphore = makeReference<ipc::SemaphoreR>(semaphoreName(m_name).data(), 1u, m_mutex);
+    const ClosedAfter closed(*this);
+    openFile((m_mode & TRUNC) != 0);
+}
+
+void FileOutputStream::write(const signed char* from, int32_t length) {
+    // The turn is waited for without the mutex: its holder in this process may need the mutex to
+    // get to the end of its turn.
+    const WriterTurn turn(m_semaphore);
+    const auto lock = exclusive();
+    if (keepsClosed())
+        open();
+    const ClosedAfter closed(*this);
+    if ((m_mode & APPEND) != 0)
+        throwIfFailed(QXFileSeek(m_file.get(), 0, QX_FILE_FROM_END, nullptr));
+    writeAll(from, length);
+    if (keepsClosed())
+        flush();
+}
+
+void FileOutputStream::flush() {
+    const auto lock = exclusive();
+    const ClosedAfter closed(*this);
+    if (m_file.isOpen())
+        throwIfFailed(QXFileFlush(m_file.get()));
+}
+
+void FileOutputStream::close() {
+    const auto lock = exclusive();
+    m_file.close();
+}
+
+int16_t FileOutputStream::is_open() const { return m_file.isOpen() ? 1 : 0; }
+
+void FileOutputStream::open() {
+    const auto lock = exclusive();
+    requireName();
+    if (!m_file.isOpen())
+        openFile(false);
+}
+
+int64_t FileOutputStream::getSize() {
+    const auto lock = exclusive();
+    if (keepsClosed())
+        open();
+    const ClosedAfter closed(*this);
+    int64_t size = 0;
+    throwIfFailed(QXFileGetSize(m_file.get(), &size));
+    return size;
+}
+
+void FileOutputStream::wait() {
+    if (m_semaphore)
+        m_semaphore->wait();
+}
+
+void FileOutputStream::signal() {
+    if (m_semaphore)
+        m_semaphore->signal();
+}
+
+void FileOutputStream::openFile(bool truncate) {
+    uint32_t flags = QX_FILE_WRITE | QX_FILE_CREATE;
+    if ((m_mode & ATEND) != 0)
+        flags |= QX_FILE_AT_END;
+    if (truncate)
+        flags |= QX_FILE_TRUNCATE;
+    detail::openFile(m_name, flags, m_file);
+}
+
+void FileOutputStream::requireName() const {
+    if (m_name.isEmpty())
+        throw InvalidPathException();
+}
+
+std::unique_lock<sync::Mutex> FileOutputStream::exclusive() const {
+    return keepsClosed() ? std::unique_lock(*m_mutex) : std::unique_lock<sync::Mutex>();
+}
+
+void FileOutputStream::writeAll(const signed char* from, int32_t length) {
+    while (length > 0) {
+        int32_t written = 0;
+        throwIfFailed(QXFileWrite(m_file.get(), from, length, &written));
+        if (written <= 0) // a device that takes nothing and reports no error
+            throwResult(result::Fail);
+        from += written;
+        length -= written;
+    }
+}
+
+} // namespace qx::io

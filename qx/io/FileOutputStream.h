@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/io/FileHandle.h>
+#include <qx/io/OutputStream.h>
+#include <qx/ipc/SemaphoreR.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::util {
+class FilePath;
+}
+
+namespace qx::io {
+
+/// Writes a file, a pipe or whatever else a handle stands for. A missing file is created for its
+/// owner only. Failures raise ResultException with the platform's code; what was written up to then
+/// stays written.
+///
+/// One thread at a time, except in the modes that say otherwise.
+class QX_API FileOutputStream : public OutputStream {
+public:
+    /// Starts at the end of an existing file.
+    static constexpr unsigned int ATEND = 1;
+    /// Moves to the end of the file before every write. Writes of all streams in this mode or LOCK,
+    /// in whatever process, that were given the same name never interleave.
+    static constexpr unsigned int APPEND = 2;
+    /// Empties the file on the first open.
+    static constexpr unsigned int TRUNC = 4;
+    /// Keeps the file closed between operations: each write opens it, makes the bytes durable and
+    /// closes it. Any thread may use the stream.
+    static constexpr unsigned int KEEPCLOSED = 8;
+    /// Serialises writes as APPEND does, without moving to the end.
+    static constexpr unsigned int LOCK = 16;
+
+    /// @throws InvalidPathException for an empty name
+    FileOutputStream(const util::FilePath& name, unsigned int mode);
+    FileOutputStream(const String& name, unsigned int mode);
+    /// ATEND when @p append, else TRUNC.
+    FileOutputStream(const util::FilePath& name, bool append);
+    FileOutputStream(const String& name, bool append);
+    /// @param owns  true to close the handle with the stream
+    FileOutputStream(uint64_t handle, bool owns) noexcept : m_file(handle, owns) {}
+
+    using OutputStream::write;
+    /// Goes on after short writes until everything is written.
+    void write(const signed char* from, int32_t length) override;
+    /// Makes what was written durable; with KEEPCLOSED the file is closed afterwards, also when
+    /// that failed.
+    void flush() override;
+    /// Closes a handle that the stream owns. A failure is not reported.
+    void close() override;
+
+    /// 1 while a handle is open, else 0.
+    virtual int16_t is_open() const;
+    /// Opens a closed file again, without TRUNC; does nothing when it is open.
+    /// @throws InvalidPathException for a stream without a name
+    virtual void open();
+    /// Size of the file in bytes.
+    virtual int64_t getSize();
+
+    /// Takes and gives back the lock between processes of APPEND and LOCK, to hold it over several
+    /// writes; nothing in other modes. Calls of one thread nest.
+    void wait();
+    void signal();
+
+    /// All ones while closed.
+    uint64_t getHandle() const noexcept { return m_file.get(); }
+    unsigned int getMode() const noexcept { return m_mode; }
+
+private:
+    class WriterTurn;
+    class ClosedAfter;
+
+    void init();
+    void openFile(bool truncate);
+    void requireName() const;
+    bool keepsClosed() const noexcept { return (m_mode & KEEPCLOSED) != 0; }
+    std::unique_lock<sync::Mutex> exclusive() const;
+    void writeAll(const signed char* from, int32_t length);
+
+    String m_name;
+    FileHandle m_file;
+    unsigned int m_mode = 0;
+    Reference<ipc::SemaphoreR> m_semaphore; // with APPEND or LOCK
+    Reference<sync::Mutex> m_mutex;         // with APPEND, LOCK or KEEPCLOSED
+};
+
+} // namespace qx::io
+
+using CQXFileOutputStream = qx::io::FileOutputStream;

@@ -1,0 +1,7 @@
+#include <qx/io/FilterInputStream.h>
+
+namespace qx::io {
+
+template class FilterSource<InputStream, signed char>;
+
+} // namespace qx::io

@@ -1,0 +1,7 @@
+#include <qx/io/FilterOutputStream.h>
+
+namespace qx::io {
+
+template class FilterSink<OutputStream, signed char>;
+
+} // namespace qx::io

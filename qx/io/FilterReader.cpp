@@ -1,0 +1,7 @@
+#include <qx/io/FilterReader.h>
+
+namespace qx::io {
+
+template class FilterSource<Reader, char16_t>;
+
+} // namespace qx::io

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/Reference.h>
+#include <qx/io/OutputStream.h>
+#include <qx/platform/export.h>
+
+namespace qx::io {
+
+/// The C library's standard output. Single bytes go through its buffer, blocks straight to its
+/// descriptor, so flush between the two. Never closes it.
+class QX_API StdioOutputStream : public OutputStream {
+public:
+    using OutputStream::write;
+    /// @throws IoException "stream write error" when not everything was written
+    void write(const signed char* from, int32_t length) override;
+    void write(signed char byte) override;
+    /// @throws IoException "stream flush error"
+    void flush() override;
+
+    /// A new stream of the same kind over the C library's standard error.
+    static Reference<OutputStream> getStdErrorStream();
+};
+
+} // namespace qx::io
+
+using CQXStdioOutputStream = qx::io::StdioOutputStream;
