@@ -1,0 +1,54 @@
+#include "tests/support/FailingAllocator.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace qxtest {
+
+namespace {
+
+constexpr int64_t None = -1;
+
+constinit thread_local int64_t t_allocations = 0;
+constinit thread_local int64_t t_live = 0;
+/// Number of the allocation that fails, compared with t_allocations.
+constinit thread_local int64_t t_failing = None;
+constinit thread_local bool t_failed = false;
+
+} // namespace
+
+FailingAllocator::FailingAllocator(int64_t failing) {
+    t_failed = false;
+    t_failing = t_allocations + failing;
+}
+
+FailingAllocator::~FailingAllocator() { t_failing = None; }
+
+bool FailingAllocator::hasFailed() const { return t_failed; }
+
+int64_t allocationCount() { return t_allocations; }
+
+int64_t liveBlocks() { return t_live; }
+
+} // namespace qxtest
+
+void* operator new(std::size_t size) {
+    using namespace qxtest;
+    if (t_allocations++ == t_failing) {
+        t_failed = true;
+        throw std::bad_alloc();
+    }
+    void* const block = std::malloc(size == 0 ? 1 : size);
+    if (!block)
+        throw std::bad_alloc();
+    ++t_live;
+    return block;
+}
+
+void operator delete(void* block) noexcept {
+    if (block)
+        --qxtest::t_live;
+    std::free(block);
+}
+
+void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
