@@ -1,8 +1,10 @@
 #include "qx/core/String.h"
 
 #include <algorithm>
+#include <functional>
 
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
 
 namespace qx {
@@ -13,6 +15,8 @@ using detail::checkedSize;
 using Traits = std::char_traits<char16_t>;
 
 constexpr std::u16string_view WhiteSpace = u" \t\r\n";
+/// A multiple of 16 below 2 Gi units, where growth by half ends.
+constexpr int64_t LargestCapacity = 0x7FFFFFF0;
 
 size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
 
@@ -29,13 +33,10 @@ std::u16string_view part(std::u16string_view text, int32_t start, int32_t end) {
     return start < end ? text.substr(sizeOf(start), sizeOf(end - start)) : std::u16string_view();
 }
 
-/// The set of units that ends at the first 0 unit of @p set.
-std::u16string_view untilZero(std::u16string_view set) { return set.substr(0, set.find(u'\0')); }
-
 } // namespace
 
 String::String(const STRUCT_QX_STR_LIT_INFO& literal)
-    : m_storage(detail::TextStorage::wrapping(TextView(literal.units, literal.length))) {}
+    : m_storage(TextStorage::wrapping(TextView(literal.units, literal.length))) {}
 
 String::String(int32_t capacity) {
     if (capacity > 0)
@@ -64,7 +65,7 @@ String::String(char16_t unit, int32_t count, int32_t capacity) {
 
 String::String(const char16_t* units, AcquireMode mode, int32_t length, int32_t capacity) {
     if (mode == AM_WRAP)
-        m_storage = detail::TextStorage::wrapping(TextView(units, length));
+        m_storage = TextStorage::wrapping(TextView(units, length));
     else
         String(units, length, capacity).swap(*this);
     if (mode == AM_COPY_UPPER)
@@ -91,7 +92,7 @@ String::String(IQXCharBuffer* buffer, AcquireMode mode) {
         }
         const int32_t length = buffer->GetLength();
         if (length > 0 && buffer->GetData()[length - 1] == u'\0') {
-            m_storage = detail::TextStorage::sharing(buffer);
+            m_storage = TextStorage::sharing(buffer);
             return;
         }
         mode = AM_COPY;
@@ -99,62 +100,79 @@ String::String(IQXCharBuffer* buffer, AcquireMode mode) {
     String(buffer->GetData(), mode, std::max(buffer->GetLength(), 0)).swap(*this);
 }
 
-String& String::append(int value) { return append(int64_t{value}); }
-String& String::append(unsigned int value) { return append(uint64_t{value}); }
-String& String::append(long long value) { return append(static_cast<long>(value)); }
-String& String::append(unsigned long long value) {
-    return append(static_cast<unsigned long>(value));
+String& String::setTo(TextView text) {
+    if (text.empty())
+        return clear();
+    const TextStorage held = holdIfOwn(text);
+    char16_t* const units = prepareToGrow(int64_t{lengthOf(text)} + 1, 0);
+    Traits::copy(units, text.data(), text.size());
+    m_storage.commit(lengthOf(text));
+    return *this;
 }
 
 String& String::appendSlow(TextView text) {
     if (text.empty())
         return *this;
-    const detail::TextStorage old(m_storage);
-    const int32_t length = m_storage.length();
+    const TextStorage held = holdIfOwn(text);
+    const int32_t length = getLength();
     char16_t* const units = prepareToGrow(int64_t{length} + lengthOf(text) + 1, length);
     Traits::copy(units + length, text.data(), text.size());
     m_storage.commit(length + lengthOf(text));
     return *this;
 }
 
+/// A second reference to the text when @p text lies in it: the next change then goes to a new block
+/// and leaves the units of @p text alone until the reference is dropped.
+TextStorage String::holdIfOwn(TextView text) const noexcept {
+    const auto own = view();
+    const std::less<const char16_t*> before;
+    return !before(text.data(), own.data()) && before(text.data(), own.data() + own.size())
+               ? m_storage
+               : TextStorage();
+}
+
 char16_t* String::prepareToGrow(int64_t capacity, int32_t kept) {
     const int32_t needed = checkedSize(capacity);
     const int64_t present = m_storage.capacity();
-    const int64_t grown =
-        needed > present ? std::min(present + present / 2, int64_t{INT32_MAX - 15}) : 0;
+    const int64_t grown = needed > present ? std::min(present + present / 2, LargestCapacity) : 0;
     char16_t* const units = m_storage.prepare(std::max(needed, static_cast<int32_t>(grown)), kept);
     dropBytes();
     return units;
 }
 
 String& String::replace(int32_t position, int32_t count, TextView text) {
-    const int32_t length = getLength();
-    const int32_t from = limited(position, length);
-    const int32_t removed = limited(count, length - from);
-    const auto inserted = lengthOf(text);
-    const auto tail = length - from - removed;
-    const detail::TextStorage old(m_storage);
-    char16_t* const units = prepareToGrow(int64_t{from} + inserted + tail + 1, length);
-    Traits::move(units + from + inserted, units + from + removed, sizeOf(tail));
-    Traits::copy(units + from, text.data(), text.size());
-    m_storage.commit(from + inserted + tail);
+    const TextStorage held = holdIfOwn(text);
+    char16_t* const gap = openGap(position, count, lengthOf(text));
+    Traits::copy(gap, text.data(), text.size());
     return *this;
 }
 
 String& String::replace(int32_t position, int32_t count, char16_t unit, int32_t repetitions) {
-    const int32_t length = getLength();
-    const int32_t from = limited(position, length);
-    const int32_t removed = limited(count, length - from);
     const int32_t inserted = std::max(repetitions, 0);
-    const auto tail = length - from - removed;
-    char16_t* const units = prepareToGrow(int64_t{from} + inserted + tail + 1, length);
-    Traits::move(units + from + inserted, units + from + removed, sizeOf(tail));
-    Traits::assign(units + from, sizeOf(inserted), unit);
-    m_storage.commit(from + inserted + tail);
+    std::fill_n(openGap(position, count, inserted), inserted, unit);
     return *this;
 }
 
-String& String::clear() { return replace(0, -1, TextView()); }
+char16_t* String::openGap(int32_t position, int32_t count, int32_t inserted) {
+    const int32_t length = getLength();
+    const int32_t from = limited(position, length);
+    const int32_t removed = limited(count, length - from);
+    const int32_t tail = length - from - removed;
+    char16_t* const gap = prepareToGrow(int64_t{from} + inserted + tail + 1, length) + from;
+    if (inserted != removed)
+        Traits::move(gap + inserted, gap + removed, sizeOf(tail));
+    m_storage.commit(from + inserted + tail);
+    return gap;
+}
+
+String& String::clear() {
+    dropBytes();
+    if (m_storage.isWritable(1))
+        m_storage.commit(0);
+    else
+        m_storage = TextStorage();
+    return *this;
+}
 
 String& String::resize(int32_t length, char16_t fill) {
     const int32_t present = getLength();
@@ -187,17 +205,21 @@ String& String::translate(char16_t from, char16_t to) {
 }
 
 String& String::translate(TextView from, TextView to) {
-    if (from.empty() || to.empty() || view().find_first_of(from) == std::u16string_view::npos)
+    if (from.empty() || to.empty())
         return *this;
-    const std::u16string fromSet(from);
-    const std::u16string toSet(to);
+    const detail::UnitSet sources(from);
+    const auto first =
+        std::find_if(begin(), end(), [&](char16_t unit) { return sources.has(unit); });
+    if (first == end())
+        return *this;
+    const TextStorage heldFrom = holdIfOwn(from);
+    const TextStorage heldTo = holdIfOwn(to);
+    const auto position = first - begin();
     const int32_t length = getLength();
     char16_t* const units = prepareToGrow(int64_t{length} + 1, length);
-    for (int32_t i = 0; i < length; ++i) {
-        const size_t found = fromSet.find(units[i]);
-        if (found != std::u16string::npos)
-            units[i] = toSet[std::min(found, toSet.size() - 1)];
-    }
+    std::transform(units + position, units + length, units + position, [&](char16_t unit) {
+        return sources.has(unit) ? to[std::min(from.find(unit), to.size() - 1)] : unit;
+    });
     m_storage.commit(length);
     return *this;
 }
@@ -207,78 +229,54 @@ String& String::trim(TrimType type) { return trim(WhiteSpace, type); }
 String& String::trim(char16_t unit, TrimType type) { return trim(TextView(&unit, 1), type); }
 
 String& String::trim(TextView set, TrimType type) {
-    const std::u16string units(untilZero(set));
-    if (type & TRIM_TRAILING)
-        remove(static_cast<int32_t>(view().find_last_not_of(units) + 1));
+    const TextStorage held = holdIfOwn(set);
+    const detail::UnitSet units(set.substr(0, set.find(u'\0')));
+    const auto isKept = [&](char16_t unit) { return !units.has(unit); };
+    const char16_t* first = begin();
+    const char16_t* last = end();
     if (type & TRIM_LEADING)
-        remove(0, static_cast<int32_t>(std::min(view().find_first_not_of(units), view().size())));
-    return *this;
+        first = std::find_if(first, last, isKept);
+    if (type & TRIM_TRAILING) {
+        while (last != first && !isKept(last[-1]))
+            --last;
+    }
+    const auto leading = static_cast<int32_t>(first - begin());
+    const auto kept = static_cast<int32_t>(last - first);
+    if (kept == 0)
+        return clear();
+    if (kept == getLength())
+        return *this;
+    return remove(leading + kept).remove(0, leading);
 }
 
-const char16_t* String::getReadLock() const { return getData(); }
+const char16_t* String::getReadLock() const { return m_storage.lockForReading(); }
 
-void String::releaseReadLock() const {}
+void String::releaseReadLock() const { m_storage.unlockReading(); }
 
 bool String::isWritable() const { return true; }
 
 char16_t* String::getWriteLock(int32_t length) { return String::ensureCapacity(length); }
 
 char16_t* String::ensureCapacity(int32_t length) {
-    char16_t* const units = m_storage.prepareExactly(checkedSize(int64_t{std::max(length, 0)} + 1));
+    char16_t* const units = m_storage.lock(checkedSize(int64_t{std::max(length, 0)} + 1));
     dropBytes();
     return units;
 }
 
 void String::releaseWriteLock(int32_t length) {
-    char16_t* const units = m_storage.prepareExactly(checkedSize(int64_t{std::max(length, 0)} + 1));
+    m_storage.unlock(length);
     dropBytes();
-    if (length < 0) {
-        const int32_t room = m_storage.capacity();
-        length =
-            std::min(static_cast<int32_t>(std::find(units, units + room, u'\0') - units), room - 1);
-    }
-    m_storage.commit(length);
 }
 
 void String::freeExtra() { m_storage.shrink(); }
 
-int String::regionCompare(int32_t start, int32_t count, TextView other, int32_t otherStart,
-                          bool ignoreCase) const {
-    const int32_t length = getLength();
-    const int32_t from = limited(start, length);
-    const int32_t mine = limited(count, length - from);
-    const TextView theirs = offsetIn(other, otherStart);
-    const int32_t their = lengthOf(theirs);
-    const char16_t* const units = getData() + from;
-    const int32_t common = std::min(mine, their);
-    const int order = ignoreCase ? QXStrNICmpW(units, theirs.data(), common)
-                                 : Traits::compare(units, theirs.data(), sizeOf(common));
-    return order < 0 ? -1 : order > 0 ? 1 : mine - their;
-}
-
-bool String::regionMatches(int32_t start, int32_t count, TextView other, int32_t otherStart,
-                           bool ignoreCase) const {
-    const int32_t length = getLength();
-    const int32_t from = limited(start, length);
-    const int32_t mine = limited(count, length - from);
-    return sizeOf(mine) == offsetIn(other, otherStart).size() &&
-           regionCompare(from, mine, other, otherStart, ignoreCase) == 0;
-}
-
-bool String::startsWith(TextView text, bool ignoreCase) const {
-    return text.size() <= view().size() && regionMatches(0, lengthOf(text), text, 0, ignoreCase);
-}
-
-bool String::endsWith(TextView text, bool ignoreCase) const {
-    return text.size() <= view().size() &&
-           regionMatches(getLength() - lengthOf(text), -1, text, 0, ignoreCase);
-}
-
 String String::substring(int32_t begin, int32_t end) const {
-    return String(std::u16string_view(part(view(), begin, end)));
+    return String(part(view(), begin, end));
 }
 
 String concatenate(TextView left, TextView right) {
+    if (left.empty() && right.empty())
+        return String();
     String sum(checkedSize(int64_t{lengthOf(left)} + lengthOf(right) + 1));
     return std::move(sum.append(left).append(right));
 }

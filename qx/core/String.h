@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstdarg>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <initializer_list>
 #include <iosfwd>
@@ -12,8 +13,8 @@
 #include <utility>
 
 #include <qx/core/Literal.h>
+#include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
-#include <qx/core/detail/TextStorage.h>
 #include <qx/platform/export.h>
 #include <qx/util/AbstractBuffer.h>
 
@@ -114,7 +115,7 @@ public:
     }
     friend void swap(String& left, String& right) noexcept { left.swap(right); }
 
-    String& setTo(TextView text) { return replace(0, -1, text); }
+    String& setTo(TextView text);
     String& setTo(const char16_t* units, UnitCount auto length) {
         return setTo(TextView(units, int32_t{length}));
     }
@@ -240,7 +241,7 @@ public:
     int compare(const char16_t* units, UnitCount auto length, bool ignoreCase = false) const {
         return compare(TextView(units, int32_t{length}), ignoreCase);
     }
-    bool equals(const String& other) const { return view() == other.view(); }
+    bool equals(const String& other) const;
     bool equals(const char16_t* units, bool ignoreCase = false) const {
         return equals(TextView(units), ignoreCase);
     }
@@ -324,9 +325,9 @@ public:
         return getDataT<Unit>();
     }
 
-    /// The pattern with each "{0}", "{1}", ... replaced by the argument of that number. Counting
-    /// ends at the first number that does not occur or has no argument. Text of an argument is not
-    /// searched.
+    /// A copy of @p pattern with each "{0}", "{1}", ... replaced by the argument of that number.
+    /// Counting ends at the first number that does not occur or has no argument. Text of an
+    /// argument is not searched.
     template <class... Arguments>
     static String format(TextView pattern, const Arguments&... arguments) {
         return formatTexts(pattern, {TextView(arguments)...});
@@ -360,7 +361,7 @@ public:
     String toString() const override;
 
 private:
-    explicit String(detail::TextStorage storage) noexcept : m_storage(std::move(storage)) {}
+    explicit String(TextStorage storage) noexcept : m_storage(std::move(storage)) {}
     static String formatTexts(TextView pattern, std::initializer_list<TextView> arguments);
     static TextView offsetIn(TextView text, int32_t offset) {
         const size_t from = offset > 0 ? static_cast<size_t>(offset) : 0;
@@ -369,6 +370,9 @@ private:
     String& appendSlow(TextView text);
     /// Private room for @p capacity units, with growth by half as much again.
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
+    /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
+    char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
+    TextStorage holdIfOwn(TextView text) const noexcept;
     /// To be called before every change: the bytes of the old text are void.
     void dropBytes() const noexcept {
         if (m_bytes) [[unlikely]]
@@ -376,20 +380,21 @@ private:
     }
     void releaseBytes() const noexcept;
 
-    detail::TextStorage m_storage;
+    TextStorage m_storage;
     mutable AnsiBytes* m_bytes = nullptr;
 };
 
 inline TextView::TextView(const String& text) noexcept : std::u16string_view(text.view()) {}
 
 inline String& String::append(TextView text) {
+    // Text of our own lies in front of the place it goes to and can be copied while nothing moves.
+    if (!m_storage.isWritable(0)) [[unlikely]]
+        return appendSlow(text);
     const auto length = static_cast<size_t>(m_storage.length());
-    // Text of our own that lies in front of the place it goes to may be copied while nothing moves.
-    if (!m_storage.isWritable(0) ||
-        static_cast<size_t>(m_storage.capacity()) - length <= text.size()) [[unlikely]]
+    if (static_cast<size_t>(m_storage.capacity()) - length <= text.size()) [[unlikely]]
         return appendSlow(text);
     dropBytes();
-    char16_t* const units = m_storage.prepare(0, 0);
+    char16_t* const units = m_storage.writable();
     std::char_traits<char16_t>::copy(units + length, text.data(), text.size());
     m_storage.commit(static_cast<int32_t>(length + text.size()));
     return *this;
@@ -400,7 +405,7 @@ inline String& String::append(char16_t unit) {
     if (!m_storage.isWritable(length + 2)) [[unlikely]]
         return appendSlow(TextView(&unit, 1));
     dropBytes();
-    m_storage.prepare(0, 0)[length] = unit;
+    m_storage.writable()[length] = unit;
     m_storage.commit(length + 1);
     return *this;
 }
@@ -418,15 +423,19 @@ inline const char* String::getDataT<char>() const {
     return reinterpret_cast<const char*>(getBytes());
 }
 
-inline bool operator==(const String& left, const String& right) noexcept {
-    return left.view() == right.view();
-}
 inline bool operator==(const String& left, std::u16string_view right) noexcept {
-    return left.view() == right;
+    return left.getLength() == std::ssize(right) &&
+           (right.empty() ||
+            std::memcmp(left.getData(), right.data(), right.size() * sizeof(char16_t)) == 0);
+}
+inline bool operator==(const String& left, const String& right) noexcept {
+    return left == right.view();
 }
 inline bool operator==(const String& left, const char16_t* right) noexcept {
-    return left.view() == TextView(right);
+    return left == std::u16string_view(TextView(right));
 }
+inline bool String::equals(const String& other) const { return *this == other; }
+
 /// Order by unit.
 inline std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
     return left.compare(right) <=> 0;

@@ -10,7 +10,7 @@
 
 class IQXCharBuffer;
 
-namespace qx::detail {
+namespace qx {
 
 /// Owned text: a counted block of UTF-16 units, header and units in one allocation.
 class TextBlock {
@@ -86,19 +86,25 @@ public:
                              : bufferText();
     }
 
+    /// Holds a foreign buffer for reading; its units or those of the text.
+    const char16_t* lockForReading() const { return m_length >= 0 ? m_units : lockBuffer(); }
+    void unlockReading() const {
+        if (m_length < 0) [[unlikely]]
+            unlockBuffer();
+    }
+
     /// True when @p capacity units can be written in place.
     bool isWritable(int32_t capacity) const noexcept {
         return m_block && m_block->capacity() >= capacity && m_block->isUnique();
     }
+    /// Room for writing to text that isWritable.
+    char16_t* writable() noexcept { return m_block->units(); }
     /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
-    /// first @p kept units; ask for no more than the text has. The text is unchanged until commit.
+    /// first @p kept units, of which there must be as many. To be followed by commit.
     /// @throws std::bad_alloc, ResultException of a foreign buffer; the storage is then unchanged
     char16_t* prepare(int32_t capacity, int32_t kept) {
         return isWritable(capacity) ? m_block->units() : prepareSlow(capacity, kept);
     }
-    /// The same with all units of the storage kept, also those behind the text, and no more room
-    /// than asked for, rounded up to the step of buffers.
-    char16_t* prepareExactly(int32_t capacity);
     /// Ends the text after @p length units, for which prepare has made room.
     void commit(int32_t length) {
         if (m_length >= 0) [[likely]] {
@@ -108,6 +114,12 @@ public:
             commitBuffer(length);
         }
     }
+    /// Room for writing @p capacity units, outside the calls of this class: whatever was written
+    /// since the last commit is kept too.
+    char16_t* lock(int32_t capacity);
+    /// Ends such writing after @p length units, at the first 0 unit when it is negative.
+    void unlock(int32_t length);
+
     /// Units that the storage has room for; that of the text and its 0 unit when it is not owned.
     int32_t capacity() const noexcept { return m_block ? m_block->capacity() : length() + 1; }
     /// Gives back room that the text does not need. A shared block stays.
@@ -117,10 +129,12 @@ private:
     QX_API std::u16string_view bufferText() const noexcept;
     QX_API void addBufferRef() const noexcept;
     QX_API void releaseBuffer() noexcept;
+    QX_API const char16_t* lockBuffer() const;
+    QX_API void unlockBuffer() const;
     QX_API char16_t* prepareSlow(int32_t capacity, int32_t kept);
     QX_API void commitBuffer(int32_t length);
-    char16_t* prepareBuffer(int32_t capacity);
-    char16_t* moveTo(int32_t capacity, std::u16string_view kept);
+    bool isBufferWritable() const;
+    char16_t* moveToBlock(int32_t capacity, const char16_t* units, int32_t kept, int32_t length);
 
     /// With a negative length the foreign buffer in place of the units.
     union {
@@ -131,4 +145,4 @@ private:
     int32_t m_length;
 };
 
-} // namespace qx::detail
+} // namespace qx

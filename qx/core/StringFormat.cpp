@@ -1,0 +1,129 @@
+// Texts of values, and patterns with numbered places.
+
+#include <algorithm>
+#include <charconv>
+#include <vector>
+
+#include <qx/core/String.h>
+#include <qx/core/detail/Decimal.h>
+#include <qx/core/detail/UnitSearch.h>
+
+namespace qx {
+
+namespace {
+
+using detail::Decimal;
+
+/// "%g" of the "C" locale: six significant digits.
+class General {
+public:
+    explicit General(double value) noexcept {
+        const auto written =
+            std::to_chars(m_digits, std::end(m_digits), value, std::chars_format::general, 6);
+        m_length = static_cast<size_t>(written.ptr - m_digits);
+        std::copy(m_digits, m_digits + m_length, m_units);
+    }
+    std::u16string_view text() const noexcept { return {m_units, m_length}; }
+
+private:
+    /// "-1.23457e-308" is the longest form.
+    char m_digits[16];
+    char16_t m_units[16];
+    size_t m_length;
+};
+
+/// "{0}", "{1}", ...
+class Placeholder {
+public:
+    explicit Placeholder(size_t number) noexcept {
+        const Decimal digits(number);
+        m_units[0] = u'{';
+        const auto end = std::copy(digits.text().begin(), digits.text().end(), m_units + 1);
+        *end = u'}';
+        m_length = static_cast<size_t>(end + 1 - m_units);
+    }
+    std::u16string_view text() const noexcept { return {m_units, m_length}; }
+
+private:
+    char16_t m_units[23];
+    size_t m_length;
+};
+
+/// Number of placeholders, counted from 0, before the first that does not occur in @p pattern.
+size_t countPlaces(std::u16string_view pattern, size_t limit) {
+    size_t count = 0;
+    while (count < limit &&
+           detail::findText(pattern, Placeholder(count).text()) != std::u16string_view::npos)
+        ++count;
+    return count;
+}
+
+struct Place {
+    size_t position;
+    size_t number;
+};
+
+/// Where the placeholders below @p count stand, from left to right.
+std::vector<Place> findPlaces(std::u16string_view pattern, size_t count) {
+    std::vector<Place> places;
+    for (size_t number = 0; number < count; ++number) {
+        const Placeholder placeholder(number);
+        for (size_t from = 0;;) {
+            const size_t found = detail::findText(pattern.substr(from), placeholder.text());
+            if (found == std::u16string_view::npos)
+                break;
+            places.push_back({from + found, number});
+            from += found + placeholder.text().size();
+        }
+    }
+    std::sort(places.begin(), places.end(),
+              [](const Place& l, const Place& r) { return l.position < r.position; });
+    return places;
+}
+
+/// @p argument (number) gives the text of an argument.
+template <class Argument>
+String substitute(std::u16string_view pattern, size_t count, Argument&& argument) {
+    String result;
+    size_t copied = 0;
+    for (const Place& place : findPlaces(pattern, count)) {
+        result.append(pattern.substr(copied, place.position - copied));
+        result.append(argument(place.number));
+        copied = place.position + Placeholder(place.number).text().size();
+    }
+    return std::move(result.append(pattern.substr(copied)));
+}
+
+} // namespace
+
+String& String::append(int value) { return append(Decimal(value).text()); }
+String& String::append(unsigned int value) { return append(Decimal(value).text()); }
+String& String::append(long value) { return append(Decimal(value).text()); }
+String& String::append(unsigned long value) { return append(Decimal(value).text()); }
+String& String::append(long long value) { return append(Decimal(value).text()); }
+String& String::append(unsigned long long value) { return append(Decimal(value).text()); }
+String& String::append(double value) { return append(General(value).text()); }
+
+String String::valueOf(int value) { return String(Decimal(value).text()); }
+String String::valueOf(unsigned int value) { return String(Decimal(value).text()); }
+String String::valueOf(long value) { return String(Decimal(value).text()); }
+String String::valueOf(unsigned long value) { return String(Decimal(value).text()); }
+String String::valueOf(long long value) { return String(Decimal(value).text()); }
+String String::valueOf(unsigned long long value) { return String(Decimal(value).text()); }
+String String::valueOf(double value) { return String(General(value).text()); }
+
+String String::valueOf(bool value) { return value ? u"true"_qs : u"false"_qs; }
+
+String String::formatTexts(TextView pattern, std::initializer_list<TextView> arguments) {
+    const size_t count = countPlaces(pattern, arguments.size());
+    return substitute(pattern, count, [&](size_t number) { return arguments.begin()[number]; });
+}
+
+String String::formatv(TextView pattern, std::va_list arguments) {
+    std::vector<TextView> texts(countPlaces(pattern, pattern.size()));
+    for (TextView& text : texts)
+        text = va_arg(arguments, const char16_t*);
+    return substitute(pattern, texts.size(), [&](size_t number) { return texts[number]; });
+}
+
+} // namespace qx

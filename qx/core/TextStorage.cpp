@@ -1,0 +1,150 @@
+#include "qx/core/TextStorage.h"
+
+#include <algorithm>
+#include <new>
+
+#include <qx/core/Result.h>
+#include <qx/core/detail/CheckedSize.h>
+#include <qx/util/IBuffer.h>
+
+namespace qx {
+
+using detail::adjustedCapacity;
+using detail::checkedSize;
+
+namespace {
+
+size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
+
+/// Keeps a text where it is, and held for reading, while its storage goes on to something else.
+struct ReadHold {
+    explicit ReadHold(const TextStorage& text) : storage(text), units(storage.lockForReading()) {}
+    ~ReadHold() {
+        resultOf([this] { storage.unlockReading(); });
+    }
+    ReadHold(const ReadHold&) = delete;
+    ReadHold& operator=(const ReadHold&) = delete;
+
+    const TextStorage storage;
+    const char16_t* const units;
+};
+
+} // namespace
+
+TextBlock* TextBlock::create(int32_t capacity) {
+    const size_t size = sizeof(TextBlock) + sizeOf(capacity) * sizeof(char16_t);
+    return ::new (::operator new(size)) TextBlock(capacity);
+}
+
+void TextBlock::destroy() noexcept { ::operator delete(this); }
+
+TextStorage TextStorage::wrapping(std::u16string_view text) {
+    TextStorage storage;
+    if (!text.empty()) {
+        storage.m_length = checkedSize(static_cast<int64_t>(text.size()));
+        storage.m_units = text.data();
+    }
+    return storage;
+}
+
+TextStorage TextStorage::sharing(IQXCharBuffer* buffer) {
+    TextStorage storage;
+    buffer->AddRef();
+    storage.m_buffer = buffer;
+    storage.m_length = -1;
+    return storage;
+}
+
+char16_t* TextStorage::lock(int32_t capacity) {
+    if (isWritable(capacity))
+        return writable();
+    if (!isWritable(0))
+        return prepareSlow(std::max(capacity, checkedSize(int64_t{length()} + 1)), length());
+    return moveToBlock(adjustedCapacity(capacity), m_units, m_block->capacity(), m_length);
+}
+
+void TextStorage::unlock(int32_t length) {
+    if (m_length < 0) {
+        char16_t* units = nullptr;
+        throwIfFailed(
+            m_buffer->EnsureCapacity(checkedSize(int64_t{std::max(length, 0)} + 1), &units));
+        commitBuffer(length < 0 ? static_cast<int32_t>(std::u16string_view(units).size()) : length);
+        return;
+    }
+    const char16_t* const units = lock(checkedSize(int64_t{std::max(length, 0)} + 1));
+    if (length < 0) {
+        const char16_t* const last = units + capacity() - 1;
+        length = static_cast<int32_t>(std::find(units, last, u'\0') - units);
+    }
+    commit(length);
+}
+
+void TextStorage::shrink() {
+    if (!isWritable(0))
+        return;
+    if (const int32_t needed = adjustedCapacity(m_length + 1); needed < m_block->capacity())
+        moveToBlock(needed, m_units, m_length, m_length);
+}
+
+std::u16string_view TextStorage::bufferText() const noexcept {
+    const int32_t length = m_buffer->GetLength() - 1;
+    const char16_t* const units = m_buffer->GetData();
+    return units && length > 0 ? std::u16string_view(units, sizeOf(length))
+                               : std::u16string_view(u"");
+}
+
+void TextStorage::addBufferRef() const noexcept { m_buffer->AddRef(); }
+
+void TextStorage::releaseBuffer() noexcept { m_buffer->Release(); }
+
+const char16_t* TextStorage::lockBuffer() const {
+    const char16_t* units = nullptr;
+    throwIfFailed(m_buffer->GetReadLock(&units));
+    return units;
+}
+
+void TextStorage::unlockBuffer() const { throwIfFailed(m_buffer->ReleaseReadLock()); }
+
+char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
+    if (m_length < 0 && isBufferWritable()) {
+        char16_t* units = nullptr;
+        throwIfFailed(m_buffer->GetWriteLock(capacity, &units));
+        return units;
+    }
+    const ReadHold source(*this);
+    const int32_t needed = std::max(capacity, checkedSize(int64_t{kept} + 1));
+    return moveToBlock(adjustedCapacity(needed), source.units, kept, kept);
+}
+
+/// Writes the 0 unit behind @p length units of the foreign buffer and ends writing.
+void TextStorage::commitBuffer(int32_t length) {
+    const int32_t stored = checkedSize(int64_t{length} + 1);
+    char16_t* units = nullptr;
+    throwIfFailed(m_buffer->EnsureCapacity(stored, &units));
+    units[length] = u'\0';
+    throwIfFailed(m_buffer->ReleaseWriteLock(stored));
+}
+
+/// True when nobody else holds the foreign buffer and it can be written.
+bool TextStorage::isBufferWritable() const {
+    m_buffer->AddRef();
+    return m_buffer->Release() == 1 && m_buffer->IsWritable() != 0;
+}
+
+/// Makes a new block with the first @p kept of @p units the storage of a text of @p length units,
+/// whose 0 unit is among what is kept unless all of that is text.
+char16_t* TextStorage::moveToBlock(int32_t capacity, const char16_t* units, int32_t kept,
+                                   int32_t length) {
+    TextBlock* const block = TextBlock::create(capacity);
+    std::char_traits<char16_t>::copy(block->units(), units, sizeOf(kept));
+    TextStorage moved;
+    moved.m_block = block;
+    moved.m_units = block->units();
+    moved.m_length = length;
+    if (kept == length)
+        block->units()[length] = u'\0';
+    swap(moved);
+    return writable();
+}
+
+} // namespace qx
