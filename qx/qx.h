@@ -21,7 +21,11 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/Singleton.h>
+#include <qx/core/Str1.h>
+#include <qx/core/Str1HashMap.h>
+#include <qx/core/StrBuf1.h>
 #include <qx/core/String.h>
+#include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
 #include <qx/core/Unknown.h>
 #include <qx/io/BufferedInputStream.h>
@@ -85,6 +89,7 @@
 #include <qx/util/Guid.h>
 #include <qx/util/IBuffer.h>
 #include <qx/util/IniFileException.h>
+#include <qx/util/MTBuffer.h>
 #include <qx/util/PathNormalizer.h>
 #include <qx/util/ROBuffer.h>
 #include <qx/util/RWBuffer.h>
