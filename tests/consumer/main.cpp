@@ -1,11 +1,13 @@
 #include <iostream>
 
-#include <qx/platform/native.h>
-#include <qx/platform/result.h>
+#include <qx/qx.h>
 
 int main() {
-    if (QXThreadCurrentId() == 0 || QXResultFromNative() >= qx::result::Ok) {
-        std::cerr << "the installed library does not answer\n";
+    qx::String text(u"installed");
+    text.toUpper().append(u" and found");
+    const qx::Reference<qx::String> copy(text.clone());
+    if (copy->view() != u"INSTALLED and found") {
+        std::cerr << "the library says: " << *copy << '\n';
         return 1;
     }
 }
