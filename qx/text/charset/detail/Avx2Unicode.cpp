@@ -1,0 +1,336 @@
+#include <qx/text/charset/detail/Avx2Vectors.h>
+
+#if defined(__x86_64__)
+
+#include <array>
+
+#include <qx/text/charset/detail/CompactionTables.h>
+#include <qx/text/charset/detail/WideKernels.h>
+
+namespace qx::text::charset::detail::avx2 {
+
+namespace {
+
+// ---- UTF-8 to UTF-16 ----
+//
+// A step takes 32 bytes that begin at a character boundary. For every position it computes, all
+// positions at once, the unit of a character that would end there, from the byte itself and the
+// two before it. A four-byte character gives its high surrogate at its third byte and its low one
+// at its fourth. Positions that give no unit are then squeezed out. What the block cuts off at its
+// end is left to the next step.
+
+/// Kinds of fault that two neighbouring bytes can show, a bit each. A pair is faulty when the
+/// three tables below, asked with the nibbles of the first byte and the high nibble of the second,
+/// agree on a bit. (The look-up scheme of Keiser and Lemire.)
+enum PairFault : uint8_t {
+    TooShort = 0x01,      // a lead without continuation
+    TooLong = 0x02,       // a continuation behind ASCII
+    ThreeOverlong = 0x04, // E0 80..9F
+    SurrogateHalf = 0x08, // ED A0..BF
+    TwoOverlong = 0x10,   // C0, C1
+    TooLarge = 0x20,      // F4 90..BF, F5..FF 90..BF
+    FourOverlong = 0x40,  // F0 80..8F; also F5..FF 80..8F
+    TwoContinuations = 0x80,
+};
+
+using Nibbles = std::array<uint8_t, 16>;
+
+constexpr Nibbles FirstHigh = [] {
+    Nibbles faults{};
+    for (size_t nibble = 0x0; nibble <= 0x7; ++nibble)
+        faults[nibble] = TooLong;
+    for (size_t nibble = 0x8; nibble <= 0xB; ++nibble)
+        faults[nibble] = TwoContinuations;
+    faults[0xC] = TooShort | TwoOverlong;
+    faults[0xD] = TooShort;
+    faults[0xE] = TooShort | ThreeOverlong | SurrogateHalf;
+    faults[0xF] = TooShort | TooLarge | FourOverlong;
+    return faults;
+}();
+
+constexpr Nibbles FirstLow = [] {
+    Nibbles faults{};
+    for (auto& fault : faults)
+        fault = TooShort | TooLong | TwoContinuations;
+    faults[0x0] |= TwoOverlong | ThreeOverlong | FourOverlong;
+    faults[0x1] |= TwoOverlong;
+    faults[0x4] |= TooLarge;
+    for (size_t nibble = 0x5; nibble <= 0xF; ++nibble)
+        faults[nibble] |= TooLarge | FourOverlong;
+    faults[0xD] |= SurrogateHalf;
+    return faults;
+}();
+
+constexpr Nibbles SecondHigh = [] {
+    constexpr uint8_t anyContinuation = TooLong | TwoOverlong | TwoContinuations;
+    Nibbles faults{};
+    for (auto& fault : faults)
+        fault = TooShort;
+    faults[0x8] = anyContinuation | ThreeOverlong | FourOverlong;
+    faults[0x9] = anyContinuation | ThreeOverlong | TooLarge;
+    faults[0xA] = faults[0xB] = anyContinuation | SurrogateHalf | TooLarge;
+    return faults;
+}();
+
+QX_INLINE_AVX2 __m256i highNibbles(__m256i vector) {
+    return _mm256_and_si256(_mm256_srli_epi16(vector, 4), bytes(0x0F));
+}
+
+/// True when the block, whose first byte begins a character, is well-formed up to a character that
+/// its end may cut off.
+QX_INLINE_AVX2 bool isWellFormed(__m256i block, __m256i before, __m256i twoBefore,
+                                 __m256i threeBefore) {
+    const __m256i faults = _mm256_and_si256(
+        _mm256_and_si256(_mm256_shuffle_epi8(bothHalves(FirstHigh.data()), highNibbles(before)),
+                         _mm256_shuffle_epi8(bothHalves(FirstLow.data()),
+                                             _mm256_and_si256(before, bytes(0x0F)))),
+        _mm256_shuffle_epi8(bothHalves(SecondHigh.data()), highNibbles(block)));
+    // Two continuations in a row are right exactly behind the lead of three or four bytes: the
+    // saturated differences have their top bit set from E0 and from F0 on.
+    const __m256i third = _mm256_subs_epu8(twoBefore, bytes(0xE0 - 0x80));
+    const __m256i fourth = _mm256_subs_epu8(threeBefore, bytes(0xF0 - 0x80));
+    const __m256i wanted =
+        _mm256_and_si256(_mm256_or_si256(third, fourth), bytes(TwoContinuations));
+    const __m256i wrong = _mm256_xor_si256(faults, wanted);
+    return _mm256_testz_si256(wrong, wrong) != 0;
+}
+
+/// Writes the units of @p low and @p high bytes whose bit in @p keep is set; returns their count.
+QX_INLINE_AVX2 unsigned writeKept(__m256i low, __m256i high, unsigned keep, char16_t* out) {
+    const __m256i outer = _mm256_unpacklo_epi8(low, high); // positions 0-7 and 16-23
+    const __m256i inner = _mm256_unpackhi_epi8(low, high); // positions 8-15 and 24-31
+    const auto squeezed = [](__m128i lanes, unsigned lanesKept) QX_TARGET_AVX2 {
+        return _mm_shuffle_epi8(lanes, loadHalf(KeepUnits[lanesKept & 0xFF]));
+    };
+    storeHalf(squeezed(_mm256_castsi256_si128(outer), keep), out);
+    storeHalf(squeezed(_mm256_castsi256_si128(inner), keep >> 8), out + ones(keep & 0xFF));
+    storeHalf(squeezed(_mm256_extracti128_si256(outer, 1), keep >> 16), out + ones(keep & 0xFFFF));
+    storeHalf(squeezed(_mm256_extracti128_si256(inner, 1), keep >> 24),
+              out + ones(keep & 0xFFFFFF));
+    return ones(keep);
+}
+
+/// Which bytes of the block are continuations, and which are leads of at least two, three and four
+/// bytes.
+struct Kinds {
+    unsigned continuations;
+    unsigned leads2;
+    unsigned leads3;
+    unsigned leads4;
+};
+
+QX_INLINE_AVX2 Kinds classify(__m256i block, unsigned nonAscii) {
+    const unsigned bit6 = topBits(_mm256_slli_epi16(block, 1));
+    const unsigned bit5 = topBits(_mm256_slli_epi16(block, 2));
+    const unsigned bit4 = topBits(_mm256_slli_epi16(block, 3));
+    const unsigned leads2 = nonAscii & bit6;
+    const unsigned leads3 = leads2 & bit5;
+    return {nonAscii & ~bit6, leads2, leads3, leads3 & bit4};
+}
+
+/// One step over a block that is not all ASCII. Reads nothing when the block is ill-formed.
+QX_INLINE_AVX2 Progress decodeBlock(__m256i block, unsigned nonAscii, char16_t* out) {
+    const Kinds kinds = classify(block, nonAscii);
+    // Where the character begins that the end of the block cuts off; 32 when there is none.
+    const unsigned end = _tzcnt_u32((kinds.leads2 & 0x80000000u) | (kinds.leads3 & 0xC0000000u) |
+                                    (kinds.leads4 & 0xE0000000u));
+
+    const __m256i before = moveUp<1>(block);
+    const __m256i isContinuation = _mm256_cmpgt_epi8(bytes(0xC0), block); // signed: 80..BF only
+    const __m256i replaced = _mm256_and_si256(isContinuation, bytes(0xC0));
+    // Six bits of a continuation and the low two of the byte before it; ASCII as it is.
+    __m256i low = _mm256_or_si256(_mm256_andnot_si256(replaced, block),
+                                  _mm256_and_si256(_mm256_slli_epi16(before, 6), replaced));
+    __m256i high = _mm256_and_si256(_mm256_and_si256(_mm256_srli_epi16(before, 2), bytes(0x0F)),
+                                    isContinuation);
+    if (kinds.leads3 == 0) {
+        const __m256i overlong =
+            _mm256_cmpeq_epi8(_mm256_and_si256(block, bytes(0xFE)), bytes(0xC0));
+        if ((kinds.leads2 << 1) != kinds.continuations || topBits(overlong) != 0)
+            return {};
+        return {end, writeKept(low, high, _bzhi_u32(~kinds.leads2, end), out)};
+    }
+
+    const __m256i twoBefore = moveUp<2>(block);
+    const __m256i threeBefore = moveUp<3>(block);
+    if (!isWellFormed(block, before, twoBefore, threeBefore))
+        return {};
+    // Behind a continuation stands the lead of three bytes with the top four bits.
+    const __m256i endsThree = _mm256_cmpgt_epi8(bytes(0xC0), before);
+    high = _mm256_or_si256(
+        high, _mm256_and_si256(_mm256_and_si256(_mm256_slli_epi16(twoBefore, 4), bytes(0xF0)),
+                               _mm256_and_si256(endsThree, isContinuation)));
+    if (kinds.leads4 != 0) {
+        const __m256i atLeastF0 = bytes(0xEF);
+        const __m256i zero = _mm256_setzero_si256();
+        const __m256i notThird = _mm256_cmpeq_epi8(_mm256_subs_epu8(twoBefore, atLeastF0), zero);
+        const __m256i notFourth = _mm256_cmpeq_epi8(_mm256_subs_epu8(threeBefore, atLeastF0), zero);
+        // Fourth byte, low surrogate: ten bits, of which `low` has eight.
+        const __m256i lowSurrogate =
+            _mm256_or_si256(_mm256_and_si256(high, bytes(0x03)), bytes(0xDC));
+        high = _mm256_blendv_epi8(lowSurrogate, high, notFourth);
+        // Third byte, high surrogate: 0xD800 + (the value's top eleven bits - 0x40).
+        const __m256i top =
+            _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(before, 2), bytes(0xFC)),
+                            _mm256_and_si256(_mm256_srli_epi16(block, 4), bytes(0x03)));
+        const __m256i borrow = _mm256_cmpeq_epi8(_mm256_min_epu8(top, bytes(0x3F)), top);
+        const __m256i highSurrogate = _mm256_add_epi8(
+            _mm256_add_epi8(_mm256_and_si256(twoBefore, bytes(0x07)), bytes(0xD8)), borrow);
+        low = _mm256_blendv_epi8(_mm256_sub_epi8(top, bytes(0x40)), low, notThird);
+        high = _mm256_blendv_epi8(highSurrogate, high, notThird);
+    }
+    const unsigned keep = ~(kinds.leads2 | kinds.leads3 << 1);
+    return {end, writeKept(low, high, _bzhi_u32(keep, end), out)};
+}
+
+} // namespace
+
+QX_TARGET_AVX2 Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out,
+                                    size_t capacity) {
+    Progress done;
+    // A step writes up to 32 units, scratch included.
+    while (size - done.read >= 32 && capacity - done.written >= 32) {
+        const __m256i block = load(in + done.read);
+        const unsigned nonAscii = topBits(block);
+        if (nonAscii == 0) {
+            widen(block, out + done.written);
+            done.read += 32;
+            done.written += 32;
+            continue;
+        }
+        const Progress step = decodeBlock(block, nonAscii, out + done.written);
+        if (step.read == 0)
+            break;
+        done.read += step.read;
+        done.written += step.written;
+    }
+    const Progress rest = WideKernels.utf8ToUtf16(in + done.read, size - done.read,
+                                                  out + done.written, capacity - done.written);
+    return {done.read + rest.read, done.written + rest.written};
+}
+
+// ---- UTF-16 to UTF-8 ----
+//
+// A step takes 16 units that begin at a character boundary and computes for each the bytes that it
+// alone answers for: one to three for a unit of the basic plane, two for either half of a pair.
+
+namespace {
+
+/// 16 units below 0x800; @p isAscii marks those below 0x80.
+QX_INLINE_AVX2 size_t encodeOneOrTwo(__m256i block, __m256i isAscii, uint8_t* out) {
+    const __m256i lead = _mm256_srli_epi16(block, 6);
+    const __m256i continuation = _mm256_slli_epi16(_mm256_and_si256(block, units(0x3F)), 8);
+    const __m256i two = _mm256_or_si256(_mm256_or_si256(lead, continuation), units(0x80C0));
+    const __m256i lanes = _mm256_blendv_epi8(two, block, isAscii);
+    const unsigned ascii = topBits(_mm256_packs_epi16(isAscii, isAscii));
+    const unsigned first = ascii & 0xFF;
+    const unsigned second = ascii >> 16 & 0xFF;
+    storeHalf(_mm_shuffle_epi8(_mm256_castsi256_si128(lanes), loadHalf(OneOrTwoBytes[first])), out);
+    storeHalf(_mm_shuffle_epi8(_mm256_extracti128_si256(lanes, 1), loadHalf(OneOrTwoBytes[second])),
+              out + 16 - ones(first));
+    return 32 - ones(first) - ones(second);
+}
+
+/// Any 16 units. Reads 15 when the last one is the high half of a pair, none when a surrogate is
+/// unpaired.
+QX_INLINE_AVX2 Progress encodeBlock(__m256i block, __m256i isAscii, uint8_t* out) {
+    const __m256i six = units(0x3F);
+    const __m256i last = _mm256_or_si256(_mm256_and_si256(block, six), units(0x80));
+    const __m256i middle =
+        _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi16(block, 6), six), units(0x80));
+    const __m256i two = _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(block, 6), units(0xC0)),
+                                        _mm256_slli_epi16(last, 8));
+    const __m256i three = _mm256_or_si256(
+        _mm256_or_si256(_mm256_srli_epi16(block, 12), units(0xE0)), _mm256_slli_epi16(middle, 8));
+
+    const __m256i prefix = _mm256_and_si256(block, units(0xF800));
+    const __m256i isBelow800 = _mm256_cmpeq_epi16(prefix, _mm256_setzero_si256());
+    const __m256i isHalf = _mm256_cmpeq_epi16(prefix, units(0xD800));
+    __m256i isThree = _mm256_xor_si256(isBelow800, units(0xFFFF));
+    __m256i firstTwo =
+        _mm256_blendv_epi8(_mm256_blendv_epi8(three, two, isBelow800), block, isAscii);
+    size_t read = 16;
+    size_t excess = 0;
+    if (topBits(isHalf) != 0) {
+        const __m256i isLow =
+            _mm256_cmpeq_epi16(_mm256_and_si256(block, units(0xFC00)), units(0xDC00));
+        const unsigned lows = topBits(isLow);
+        const unsigned highs = topBits(isHalf) & ~lows;
+        if ((highs << 2) != lows)
+            return {};
+        if (highs >> 31 != 0) {
+            read = 15;
+            excess = 2;
+        }
+        // High half: the lead with the top three of the value's upper eleven bits, then six more.
+        const __m256i upper = _mm256_add_epi16(_mm256_and_si256(block, units(0x3FF)), units(0x40));
+        const __m256i ofHigh = _mm256_or_si256(
+            _mm256_or_si256(_mm256_srli_epi16(upper, 8), units(0x80F0)),
+            _mm256_slli_epi16(_mm256_and_si256(_mm256_srli_epi16(upper, 2), six), 8));
+        // Low half: the two bits that are left of the high one and ten of its own.
+        const __m256i fromHigh =
+            _mm256_slli_epi16(_mm256_and_si256(moveUp<2>(block), units(0x03)), 4);
+        const __m256i ownTop = _mm256_and_si256(_mm256_srli_epi16(block, 6), units(0x0F));
+        const __m256i ofLow =
+            _mm256_or_si256(_mm256_or_si256(_mm256_or_si256(fromHigh, ownTop), units(0x80)),
+                            _mm256_slli_epi16(last, 8));
+        firstTwo = _mm256_blendv_epi8(firstTwo, _mm256_blendv_epi8(ofHigh, ofLow, isLow), isHalf);
+        isThree = _mm256_andnot_si256(isHalf, isThree);
+    }
+
+    // Per half of the block, eight bits "has a second byte" and eight bits "has a third".
+    const __m256i isTwoOrMore = _mm256_xor_si256(isAscii, units(0xFFFF));
+    const unsigned lengths = topBits(_mm256_packs_epi16(isTwoOrMore, isThree));
+    const __m256i outer = _mm256_unpacklo_epi16(firstTwo, last); // units 0-3 and 8-11
+    const __m256i inner = _mm256_unpackhi_epi16(firstTwo, last); // units 4-7 and 12-15
+    const auto write = [&out](__m128i lanes, unsigned index) QX_TARGET_AVX2 {
+        storeHalf(_mm_shuffle_epi8(lanes, loadHalf(OneToThreeBytes[index])), out);
+        out += 4 + ones(index);
+    };
+    const uint8_t* start = out;
+    write(_mm256_castsi256_si128(outer), _pext_u32(lengths, 0x00000F0Fu));
+    write(_mm256_castsi256_si128(inner), _pext_u32(lengths, 0x0000F0F0u));
+    write(_mm256_extracti128_si256(outer, 1), _pext_u32(lengths, 0x0F0F0000u));
+    write(_mm256_extracti128_si256(inner, 1), _pext_u32(lengths, 0xF0F00000u));
+    return {read, static_cast<size_t>(out - start) - excess};
+}
+
+} // namespace
+
+QX_TARGET_AVX2 Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out,
+                                    size_t capacity) {
+    Progress done;
+    // A step writes up to 36 bytes and a full vector behind them.
+    while (size - done.read >= 32 && capacity - done.written >= 64) {
+        const __m256i block = load(in + done.read);
+        const __m256i above7F = units(0xFF80);
+        if (_mm256_testz_si256(block, above7F)) {
+            const __m256i next = load(in + done.read + 16);
+            const bool both = _mm256_testz_si256(next, above7F) != 0;
+            // The second half is kept only when it is ASCII too; else it is scratch.
+            store(narrow(block, next), out + done.written);
+            done.read += both ? 32 : 16;
+            done.written += both ? 32 : 16;
+            continue;
+        }
+        const __m256i isAscii =
+            _mm256_cmpeq_epi16(_mm256_and_si256(block, above7F), _mm256_setzero_si256());
+        if (_mm256_testz_si256(block, units(0xF800))) {
+            done.written += encodeOneOrTwo(block, isAscii, out + done.written);
+            done.read += 16;
+            continue;
+        }
+        const Progress step = encodeBlock(block, isAscii, out + done.written);
+        if (step.read == 0)
+            break;
+        done.read += step.read;
+        done.written += step.written;
+    }
+    const Progress rest = WideKernels.utf16ToUtf8(in + done.read, size - done.read,
+                                                  out + done.written, capacity - done.written);
+    return {done.read + rest.read, done.written + rest.written};
+}
+
+} // namespace qx::text::charset::detail::avx2
+
+#endif

@@ -1,0 +1,296 @@
+#include <qx/text/charset/detail/WideKernels.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/detail/PlainKernels.h>
+
+namespace qx::text::charset::detail {
+
+namespace {
+
+using Bytes = uint8_t __attribute__((vector_size(16)));
+using Units = uint16_t __attribute__((vector_size(16)));
+using Longs = uint32_t __attribute__((vector_size(16)));
+using Words = uint64_t __attribute__((vector_size(16)));
+
+template <class Vector>
+Vector load(const void* in) {
+    Vector vector;
+    std::memcpy(&vector, in, sizeof vector);
+    return vector;
+}
+
+template <class Vector>
+void store(Vector vector, void* out) {
+    std::memcpy(out, &vector, sizeof vector);
+}
+
+template <class Vector>
+bool isZero(Vector vector) {
+    const Words words = reinterpret_cast<Words>(vector);
+    return (words[0] | words[1]) == 0;
+}
+
+void widen(Bytes bytes, char16_t* out) {
+    const Bytes zero = {};
+    store(__builtin_shufflevector(bytes, zero, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7,
+                                  23),
+          out);
+    store(__builtin_shufflevector(bytes, zero, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30,
+                                  15, 31),
+          out + 8);
+}
+
+/// The low bytes of 16 units.
+Bytes narrow(Units low, Units high) {
+    return __builtin_shufflevector(reinterpret_cast<Bytes>(low), reinterpret_cast<Bytes>(high), 0,
+                                   2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+}
+
+/// Runs @p step over whole blocks of 16 units for as long as it accepts them, then hands the rest
+/// to @p tail.
+template <class Step, class Tail>
+size_t inBlocks(size_t size, Step step, Tail tail) {
+    size_t i = 0;
+    while (size - i >= 16 && step(i))
+        i += 16;
+    return i + tail(i);
+}
+
+size_t widenAscii(const uint8_t* in, size_t size, char16_t* out) {
+    return inBlocks(
+        size,
+        [=](size_t i) {
+            const Bytes bytes = load<Bytes>(in + i);
+            if (!isZero(bytes & 0x80))
+                return false;
+            widen(bytes, out + i);
+            return true;
+        },
+        [=](size_t i) { return PlainKernels.widenAscii(in + i, size - i, out + i); });
+}
+
+void widenLatin1(const uint8_t* in, size_t size, char16_t* out) {
+    inBlocks(
+        size,
+        [=](size_t i) {
+            widen(load<Bytes>(in + i), out + i);
+            return true;
+        },
+        [=](size_t i) {
+            PlainKernels.widenLatin1(in + i, size - i, out + i);
+            return size - i;
+        });
+}
+
+template <char16_t Limit, auto Tail>
+size_t narrowBelow(const char16_t* in, size_t size, uint8_t* out) {
+    return inBlocks(
+        size,
+        [=](size_t i) {
+            const Units low = load<Units>(in + i);
+            const Units high = load<Units>(in + i + 8);
+            if (!isZero((low | high) & static_cast<uint16_t>(~(Limit - 1))))
+                return false;
+            store(narrow(low, high), out + i);
+            return true;
+        },
+        [=](size_t i) { return (PlainKernels.*Tail)(in + i, size - i, out + i); });
+}
+
+/// Alternates between runs of ASCII, wide, and stretches of other text, where @p plain is given a
+/// small window so that the next run is not missed. Windows overlap sequences that they cut.
+template <auto Ascii, auto Plain, class In, class Out>
+Progress mixed(const In* in, size_t size, Out* out, size_t capacity) {
+    constexpr size_t Window = 32;
+    Progress done;
+    for (;;) {
+        const size_t room = capacity - done.written;
+        const size_t ascii =
+            Ascii(in + done.read, std::min(size - done.read, room), out + done.written);
+        done.read += ascii;
+        done.written += ascii;
+        const Progress next =
+            (PlainKernels.*Plain)(in + done.read, std::min(size - done.read, Window),
+                                  out + done.written, capacity - done.written);
+        done.read += next.read;
+        done.written += next.written;
+        if (ascii + next.read == 0)
+            return done;
+    }
+}
+
+template <bool Swapped>
+Longs loadLongs(const uint8_t* in) {
+    const Bytes bytes = load<Bytes>(in);
+    return reinterpret_cast<Longs>(Swapped
+                                       ? __builtin_shufflevector(bytes, bytes, 3, 2, 1, 0, 7, 6, 5,
+                                                                 4, 11, 10, 9, 8, 15, 14, 13, 12)
+                                       : bytes);
+}
+
+template <bool Swapped>
+void storeLongs(Bytes bytes, uint8_t* out) {
+    store(Swapped ? __builtin_shufflevector(bytes, bytes, 3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15,
+                                            14, 13, 12)
+                  : bytes,
+          out);
+}
+
+template <bool Swapped>
+Progress fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+    constexpr auto Plain = Swapped ? &KernelSet::utf32SwappedToUtf16 : &KernelSet::utf32ToUtf16;
+    Progress done;
+    while (units - done.read >= 8 && capacity - done.written >= 8) {
+        const uint8_t* from = in + 4 * done.read;
+        char16_t* to = out + done.written;
+        const Longs low = loadLongs<Swapped>(from);
+        const Longs high = loadLongs<Swapped>(from + 16);
+        const auto surrogates =
+            ((low & 0xFFFFF800u) == 0xD800u) | ((high & 0xFFFFF800u) == 0xD800u);
+        if (isZero((low | high) >> 16) && isZero(surrogates)) {
+            store(__builtin_shufflevector(reinterpret_cast<Units>(low),
+                                          reinterpret_cast<Units>(high), 0, 2, 4, 6, 8, 10, 12, 14),
+                  to);
+            done.read += 8;
+            done.written += 8;
+            continue;
+        }
+        const Progress next = (PlainKernels.*Plain)(from, 8, to, capacity - done.written);
+        done.read += next.read;
+        done.written += next.written;
+        if (next.read != 8)
+            return done;
+    }
+    const Progress rest = (PlainKernels.*Plain)(in + 4 * done.read, units - done.read,
+                                                out + done.written, capacity - done.written);
+    return {done.read + rest.read, done.written + rest.written};
+}
+
+template <bool Swapped>
+Progress toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
+    constexpr auto Plain = Swapped ? &KernelSet::utf16ToUtf32Swapped : &KernelSet::utf16ToUtf32;
+    Progress done;
+    while (size - done.read >= 8 && capacityInUnits - done.written >= 8) {
+        const char16_t* from = in + done.read;
+        uint8_t* to = out + 4 * done.written;
+        const Units units = load<Units>(from);
+        if (isZero((units & 0xF800) == 0xD800)) {
+            const Units zero = {};
+            storeLongs<Swapped>(reinterpret_cast<Bytes>(
+                                    __builtin_shufflevector(units, zero, 0, 8, 1, 9, 2, 10, 3, 11)),
+                                to);
+            storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
+                                    units, zero, 4, 12, 5, 13, 6, 14, 7, 15)),
+                                to + 16);
+            done.read += 8;
+            done.written += 8;
+            continue;
+        }
+        const Progress next = (PlainKernels.*Plain)(from, 8, to, capacityInUnits - done.written);
+        done.read += next.read;
+        done.written += next.written;
+        if (next.read < 7) // 7: a pair straddles the end of the block
+            return done;
+    }
+    const Progress rest = (PlainKernels.*Plain)(
+        in + done.read, size - done.read, out + 4 * done.written, capacityInUnits - done.written);
+    return {done.read + rest.read, done.written + rest.written};
+}
+
+void swapUnits(const void* in, void* out, size_t units) {
+    const auto* from = static_cast<const uint8_t*>(in);
+    auto* to = static_cast<uint8_t*>(out);
+    size_t i = 0;
+    for (; units - i >= 8; i += 8) {
+        const Units block = load<Units>(from + 2 * i);
+        store(block << 8 | block >> 8, to + 2 * i);
+    }
+    PlainKernels.swapUnits(from + 2 * i, to + 2 * i, units - i);
+}
+
+/// Reads 8 bytes at once and joins four results to a store: the table look-ups are the limit.
+size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t* table) {
+    return inBlocks(
+        size,
+        [=](size_t i) {
+            const Bytes bytes = load<Bytes>(in + i);
+            Units units[2];
+            for (unsigned half = 0; half < 2; ++half) {
+                for (unsigned k = 0; k < 8; ++k)
+                    units[half][k] = table[bytes[8 * half + k]];
+            }
+            constexpr uint16_t unmapped = ReplacementCharacter;
+            if (!isZero((units[0] == unmapped) | (units[1] == unmapped)))
+                return false;
+            store(units[0], out + i);
+            store(units[1], out + i + 8);
+            return true;
+        },
+        [=](size_t i) { return PlainKernels.decodeBytes(in + i, size - i, out + i, table); });
+}
+
+size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToByteTable& table) {
+    return inBlocks(
+        size,
+        [&](size_t i) {
+            uint8_t bytes[16];
+            uint32_t unmapped = 0;
+            for (size_t k = 0; k < 16; ++k) {
+                const char16_t unit = in[i + k];
+                bytes[k] = table.bytes[table.offsets[unit >> 8] + (unit & 0xFF)];
+                unmapped |= static_cast<uint32_t>((bytes[k] == 0) & (unit != 0));
+            }
+            if (unmapped != 0)
+                return false;
+            std::memcpy(out + i, bytes, sizeof bytes);
+            return true;
+        },
+        [&](size_t i) { return PlainKernels.encodeUnits(in + i, size - i, out + i, table); });
+}
+
+constexpr auto NarrowAscii = narrowBelow<0x80, &KernelSet::narrowAscii>;
+
+} // namespace
+
+namespace wide {
+
+Progress utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+    return fromUtf32<false>(in, units, out, capacity);
+}
+
+Progress utf32SwappedToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+    return fromUtf32<true>(in, units, out, capacity);
+}
+
+Progress utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
+    return toUtf32<false>(in, size, out, capacityInUnits);
+}
+
+Progress utf16ToUtf32Swapped(const char16_t* in, size_t size, uint8_t* out,
+                             size_t capacityInUnits) {
+    return toUtf32<true>(in, size, out, capacityInUnits);
+}
+
+} // namespace wide
+
+constinit const KernelSet WideKernels = {
+    .name = "wide",
+    .utf8ToUtf16 = mixed<widenAscii, &KernelSet::utf8ToUtf16, uint8_t, char16_t>,
+    .utf16ToUtf8 = mixed<NarrowAscii, &KernelSet::utf16ToUtf8, char16_t, uint8_t>,
+    .utf32ToUtf16 = wide::utf32ToUtf16,
+    .utf32SwappedToUtf16 = wide::utf32SwappedToUtf16,
+    .utf16ToUtf32 = wide::utf16ToUtf32,
+    .utf16ToUtf32Swapped = wide::utf16ToUtf32Swapped,
+    .swapUnits = swapUnits,
+    .widenLatin1 = widenLatin1,
+    .widenAscii = widenAscii,
+    .narrowLatin1 = narrowBelow<0x100, &KernelSet::narrowLatin1>,
+    .narrowAscii = NarrowAscii,
+    .decodeBytes = decodeBytes,
+    .encodeUnits = encodeUnits,
+};
+
+} // namespace qx::text::charset::detail

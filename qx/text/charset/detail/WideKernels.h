@@ -1,0 +1,19 @@
+#pragma once
+
+#include <qx/text/charset/detail/Kernels.h>
+
+namespace qx::text::charset::detail {
+
+/// 16 bytes at a time with the compiler's portable vectors: runs on every machine.
+extern const KernelSet WideKernels;
+
+namespace wide {
+
+Progress utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
+Progress utf32SwappedToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
+Progress utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits);
+Progress utf16ToUtf32Swapped(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits);
+
+} // namespace wide
+
+} // namespace qx::text::charset::detail
