@@ -1,15 +1,12 @@
 #!/usr/bin/env python3
-"""Writes qx/text/charset/detail/CodePages.cpp from tools/gen/data/cp*.txt.
+"""Prints qx/text/charset/detail/CodePages.cpp, made from tools/gen/data/cp*.txt.
 
-Run from the top of the source tree: tools/gen/codepages.py [output file]
 The layout of the tables is explained in CodePages.h.
 """
 
 import pathlib
-import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-OUTPUT = ROOT / "qx/text/charset/detail/CodePages.cpp"
 PAGES = ["437", "1252"]
 UNMAPPED = 0xFFFD
 
@@ -28,7 +25,8 @@ def invert(mapping):
     pages = {}
     for byte, unit in enumerate(mapping):
         if unit != UNMAPPED:
-            pages.setdefault(unit >> 8, [0] * 256)[unit & 0xFF] = byte
+            # The bytes are signed.
+            pages.setdefault(unit >> 8, [0] * 256)[unit & 0xFF] = byte - (byte & 0x80) * 2
     offsets = [0] * 256
     table = [0] * 256
     for high in sorted(pages):
@@ -46,9 +44,8 @@ def array(type_name, name, values, form, per_line):
 
 
 def main():
-    output = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else OUTPUT
     parts = [
-        "// Written by tools/gen/codepages.py from tools/gen/data/cp*.txt.\n",
+        "// Made by: tools/gen/codepages.py\n",
         "#include <qx/text/charset/detail/CodePages.h>\n",
         "// clang-format off",
         "namespace qx::text::charset::detail {\n",
@@ -59,7 +56,7 @@ def main():
         offsets, table = invert(mapping)
         parts.append(array("char16_t", f"Units{page}", mapping, "#06x", 12))
         parts.append(array("int32_t", f"Offsets{page}", offsets, "d", 20))
-        parts.append(array("uint8_t", f"Bytes{page}", table, "d", 24))
+        parts.append(array("signed char", f"Bytes{page}", table, "d", 20))
     parts.append("} // namespace\n")
     for page in PAGES:
         parts.append(
@@ -67,7 +64,7 @@ def main():
             f'{{u"CP{page}", Units{page}, Offsets{page}, Bytes{page}}};'
         )
     parts.append("\n} // namespace qx::text::charset::detail\n")
-    output.write_text("\n".join(parts), encoding="utf-8")
+    print("\n".join(parts), end="")
 
 
 if __name__ == "__main__":

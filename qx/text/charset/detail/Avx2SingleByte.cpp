@@ -120,7 +120,7 @@ QX_INLINE_AVX2 bool keepsAscii(const char16_t* table) {
     return _mm256_testz_si256(different, different) != 0;
 }
 
-QX_INLINE_AVX2 bool keepsAscii(const uint8_t* table) {
+QX_INLINE_AVX2 bool keepsAscii(const signed char* table) {
     char16_t entries[128];
     for (int i = 0; i < 128; i += 32)
         widen(load(table + i), entries + i);
@@ -167,7 +167,7 @@ QX_TARGET_AVX2 size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out,
 
 QX_TARGET_AVX2 size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out,
                                   const UnitToByteTable& table) {
-    const uint8_t* firstPage = table.bytes + table.offsets[0];
+    const signed char* firstPage = table.bytes + table.offsets[0];
     if (size < WorthPreparing || !keepsAscii(firstPage))
         return WideKernels.encodeUnits(in, size, out, table);
     UpperHalfTable upperHalf;

@@ -16,7 +16,7 @@ struct CodePage {
     /// when there is none. The many high bytes that a page never uses share the first 256 bytes,
     /// all 0, so that a page takes some 2 KiB in place of 64.
     const int32_t* offsets;
-    const uint8_t* bytes;
+    const signed char* bytes;
 };
 
 QX_API extern const CodePage CodePage437;

@@ -25,7 +25,7 @@ struct Progress {
 /// bytes[offsets[u >> 8] + (u & 0xFF)], where 0 means that there is none.
 struct UnitToByteTable {
     const int32_t* offsets;
-    const uint8_t* bytes;
+    const signed char* bytes;
 };
 
 struct KernelSet {

@@ -114,10 +114,10 @@ size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t
 size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToByteTable& table) {
     size_t i = 0;
     for (; i < size; ++i) {
-        const uint8_t byte = table.bytes[table.offsets[in[i] >> 8] + (in[i] & 0xFF)];
+        const signed char byte = table.bytes[table.offsets[in[i] >> 8] + (in[i] & 0xFF)];
         if (byte == 0 && in[i] != 0)
             break;
-        out[i] = byte;
+        out[i] = static_cast<uint8_t>(byte);
     }
     return i;
 }

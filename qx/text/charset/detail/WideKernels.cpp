@@ -236,7 +236,7 @@ size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToBy
     return inBlocks(
         size,
         [&](size_t i) {
-            uint8_t bytes[16];
+            signed char bytes[16];
             uint32_t unmapped = 0;
             for (size_t k = 0; k < 16; ++k) {
                 const char16_t unit = in[i + k];

@@ -1,0 +1,7 @@
+#include <qx/core/LibraryIdentity.h>
+
+namespace qx {
+
+const void* libraryIdentity() noexcept { return reinterpret_cast<const void*>(&libraryIdentity); }
+
+} // namespace qx

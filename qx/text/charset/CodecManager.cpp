@@ -1,0 +1,113 @@
+#include <qx/text/charset/CodecManager.h>
+
+#include <map>
+#include <string>
+
+#include <qx/core/Class.h>
+#include <qx/core/LibraryIdentity.h>
+#include <qx/core/String.h>
+#include <qx/platform/module.h>
+#include <qx/text/charset/CodecTable.h>
+#include <qx/text/charset/ComCodec.h>
+#include <qx/text/charset/encinfo.h>
+
+namespace qx::text::charset {
+
+namespace {
+
+/// The converter classes of one encoding name.
+class CodecClasses : public ComObject {
+public:
+    CodecClasses(const Class* encoder, const Class* decoder)
+        : m_encoder(encoder), m_decoder(decoder) {}
+
+    const Class* encoder() const { return m_encoder; }
+    const Class* decoder() const { return m_decoder; }
+
+private:
+    const Class* m_encoder;
+    const Class* m_decoder;
+};
+
+String upperCase(const char16_t* name) {
+    String upper(name);
+    upper.toUpper();
+    return upper;
+}
+
+/// A codec component offered for exactly this name, or null.
+Reference<IQXCharCodec> findComponent(const char16_t* name) {
+    GUID classId;
+    const String progId = u"Orbelle.CharCodec."_qs + name;
+    Reference<IQXCharCodec> codec;
+    if (QXComClassIDFromProgID(progId.getData(), &classId) < 0 ||
+        QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &IQXCharCodec::Iid,
+                                codec.putVoid()) < 0)
+        return nullptr;
+    return codec;
+}
+
+template <class Converter>
+Object* wrap(Reference<IQXCharCodec> codec) {
+    return new Converter(std::move(codec));
+}
+
+} // namespace
+
+struct CodecManager::Codecs {
+    std::map<std::u16string, Reference<CodecClasses>, std::less<>> byName;
+};
+
+/// What differs between decoders and encoders.
+struct CodecManager::Direction {
+    const Class* (CodecClasses::*converterClass)() const;
+    Object* (*wrapComponent)(Reference<IQXCharCodec> codec);
+};
+
+CodecManager::CodecManager() : m_codecs(std::make_unique<Codecs>()) {}
+
+CodecManager::~CodecManager() = default;
+
+CodecManager* CodecManager::getInstance() {
+    return util::Singleton<CodecManager, &g_pGlobalLock>::getInstance();
+}
+
+void CodecManager::freeInstance() { util::Singleton<CodecManager, &g_pGlobalLock>::freeInstance(); }
+
+void CodecManager::registerCodec(const char16_t* name, const char16_t* encoderClass,
+                                 const char16_t* decoderClass) {
+    const String key = upperCase(name);
+    if (m_codecs->byName.contains(key.view()))
+        return;
+    m_codecs->byName.emplace(key.view(), makeReference<CodecClasses>(Class::forName(encoderClass),
+                                                                     Class::forName(decoderClass)));
+}
+
+Object* CodecManager::create(const Direction& direction, const char16_t* name) const {
+    const String key = upperCase(name);
+    const auto found = m_codecs->byName.find(key.view());
+    if (found != m_codecs->byName.end())
+        return (found->second.get()->*direction.converterClass)()->createInstance();
+    if (Reference<IQXCharCodec> codec = findComponent(name))
+        return direction.wrapComponent(std::move(codec));
+    QXEncodingInfo info;
+    if (QXGetEncInfoByName(name, &info) >= 0 && key != info.name)
+        return create(direction, info.name);
+    return nullptr;
+}
+
+Object* CodecManager::getDecoder(const char16_t* name) const {
+    return create({&CodecClasses::decoder, &wrap<BTCCom>}, name);
+}
+
+Object* CodecManager::getEncoder(const char16_t* name) const {
+    return create({&CodecClasses::encoder, &wrap<CTBCom>}, name);
+}
+
+void registerCodecs() {
+    CodecManager* const manager = CodecManager::getInstance();
+    for (const CodecRow& row : codecTable())
+        manager->registerCodec(row.name, row.encoderClass, row.decoderClass);
+}
+
+} // namespace qx::text::charset

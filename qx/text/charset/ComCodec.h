@@ -1,0 +1,58 @@
+#pragma once
+
+#include <qx/core/Reference.h>
+#include <qx/text/charset/MultiByte.h>
+#include <qx/util/RWBuffer.h>
+
+/// Component interface of an encoding that lives outside the library. A codec is registered under
+/// "Orbelle.CharCodec." and the name of its encoding.
+class IQXCharCodec : public IQXUnknown {
+public:
+    static constexpr qx::GUID Iid{
+        0xE9DE4D9A, 0xBF89, 0x4A97, {0xB9, 0x74, 0x1F, 0x50, 0xBC, 0x5A, 0x8C, 0x61}};
+
+    virtual int32_t GetEncodingName(IQXCharBuffer* name) = 0;
+    virtual int32_t GetMaxBytesPerChar(int32_t* bytes) = 0;
+    virtual int32_t GetMaxCharsPerByte(int32_t* chars) = 0;
+    /// Reads the character at the start of @p bytes.
+    /// @param count      the bytes there are on entry, those consumed on return; 0: more are needed
+    /// @param codePoint  U+FFFD for an invalid sequence
+    virtual int32_t Decode(const signed char* bytes, int32_t* count, char32_t* codePoint) = 0;
+    /// Leaves @p bytes empty for a code point without mapping.
+    virtual int32_t Encode(char32_t codePoint, IQXByteBuffer* bytes) = 0;
+
+protected:
+    ~IQXCharCodec() = default;
+};
+
+namespace qx::text::charset {
+
+/// Decodes through a codec component.
+class QX_API BTCCom : public BTCMultiByte {
+public:
+    /// Asks the codec for its name and factors.
+    /// @throws ResultException when it fails to tell
+    explicit BTCCom(Reference<IQXCharCodec> codec);
+
+    /// What the codec leaves as code point counts, whatever its result; U+FFFD when it leaves none.
+    char32_t convertBytes(const signed char* bytes, int32_t* count) override;
+
+private:
+    Reference<IQXCharCodec> m_codec;
+};
+
+/// Encodes through a codec component.
+class QX_API CTBCom : public CTBMultiByte {
+public:
+    /// Asks the codec for its name and factors.
+    /// @throws ResultException when it fails to tell
+    explicit CTBCom(Reference<IQXCharCodec> codec);
+
+    int32_t convertChar(char32_t codePoint, signed char* bytes, int32_t room) override;
+
+private:
+    Reference<IQXCharCodec> m_codec;
+    Reference<util::RWByteBuffer> m_buffer; ///< reused, so that converting allocates nothing
+};
+
+} // namespace qx::text::charset

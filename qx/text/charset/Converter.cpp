@@ -1,0 +1,77 @@
+#include <qx/text/charset/ByteToCharConverter.h>
+#include <qx/text/charset/CharToByteConverter.h>
+
+#include <memory>
+
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/platform/text.h>
+#include <qx/text/charset/CodecManager.h>
+#include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/SingleByte.h>
+#include <qx/text/charset/Utf16.h>
+
+namespace qx::text::charset {
+
+namespace {
+
+/// The converter that @p lookUp finds for the name, as the base of its direction.
+template <class Base>
+Base* require(Object* (CodecManager::*lookUp)(const char16_t*) const, const char16_t* name) {
+    Reference<Object> found((CodecManager::getInstance()->*lookUp)(name));
+    auto* const converter = dynamic_cast<Base*>(found.get());
+    if (!converter)
+        throw UnknownEncodingException(String(name));
+    // The caller takes the first reference.
+    found.detach()->InternalRelease();
+    return converter;
+}
+
+template <class Base, class Ascii>
+Base* makeDefault() {
+    char16_t name[40] = {};
+    throwIfFailed(QXGetDefaultCharEncoding(name, static_cast<int32_t>(std::size(name))));
+    return name[0] != 0 ? Base::getConverter(name) : new Ascii();
+}
+
+} // namespace
+
+ByteToCharConverter::ByteToCharConverter() : Converter(ReplacementCharacter) {}
+
+int32_t ByteToCharConverter::getSubstitutionChars(char16_t* units, int32_t capacity) const {
+    return copySubstitution(units, capacity);
+}
+
+void ByteToCharConverter::setSubstitutionChars(const char16_t* units, int32_t count) {
+    assignSubstitution(units, count);
+}
+
+ByteToCharConverter* ByteToCharConverter::getConverter(const char16_t* encodingName) {
+    return encodingName ? require<ByteToCharConverter>(&CodecManager::getDecoder, encodingName)
+                        : getDefaultConverter();
+}
+
+ByteToCharConverter* ByteToCharConverter::getDefaultConverter() {
+    return makeDefault<ByteToCharConverter, BTCASCII>();
+}
+
+CharToByteConverter::CharToByteConverter() : Converter('?') {}
+
+int32_t CharToByteConverter::getSubstitutionBytes(signed char* bytes, int32_t capacity) const {
+    return copySubstitution(bytes, capacity);
+}
+
+void CharToByteConverter::setSubstitutionBytes(const signed char* bytes, int32_t count) {
+    assignSubstitution(bytes, count);
+}
+
+CharToByteConverter* CharToByteConverter::getConverter(const char16_t* encodingName) {
+    return encodingName ? require<CharToByteConverter>(&CodecManager::getEncoder, encodingName)
+                        : getDefaultConverter();
+}
+
+CharToByteConverter* CharToByteConverter::getDefaultConverter() {
+    return makeDefault<CharToByteConverter, CTBASCII>();
+}
+
+} // namespace qx::text::charset

@@ -1,0 +1,98 @@
+#include <qx/text/charset/MultiByte.h>
+
+#include <qx/text/charset/detail/Window.h>
+
+namespace qx::text::charset {
+
+int32_t BTCMultiByte::convert(const signed char* in, int32_t* inPosition, int32_t inLength,
+                              char16_t* out, int32_t* outPosition, int32_t outCapacity) {
+    detail::DecodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    while (window.left() > 0) {
+        const auto available = static_cast<int32_t>(window.left());
+        int32_t count = available;
+        const char32_t value =
+            convertBytes(reinterpret_cast<const signed char*>(window.in()), &count);
+        if (count <= 0)
+            break;
+        // A codec may come from elsewhere; it cannot have read more than there was.
+        const auto consumed = static_cast<size_t>(std::min(count, available));
+        bool fits;
+        if (value == ReplacementCharacter || value > LastCodePoint) {
+            detail::requireSubstitution(getSubstitutionMode());
+            fits = window.replace(consumed, substitution());
+        } else if (isSurrogate(value)) {
+            throw InvalidCharacterException(
+                u"Invalid byte sequence (decoded chars in surrogate range)"_qs);
+        } else {
+            char16_t units[2];
+            const char16_t* const end = writeUtf16(value, units);
+            fits = window.replace(consumed, std::span<const char16_t>(units, end));
+        }
+        if (!fits)
+            break;
+    }
+    return window.finish(inPosition, outPosition);
+}
+
+int32_t BTCMultiByte::flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) {
+    if (m_pendingUnit == 0)
+        return 0;
+    if (outCapacity - *outPosition < 2) {
+        throw InvalidCharacterException(u"Not enough room in buffer for trailing surrogate"_qs);
+    }
+    out[(*outPosition)++] = std::exchange(m_pendingUnit, u'\0');
+    return 1;
+}
+
+void BTCMultiByte::reset() { m_pendingUnit = 0; }
+
+const char16_t* BTCMultiByte::getEncodingName() const { return m_traits.name.getData(); }
+
+int32_t BTCMultiByte::getMaxBytesPerChar() const { return m_traits.maxBytesPerChar; }
+
+int32_t BTCMultiByte::getMaxCharsPerByte() const { return m_traits.maxCharsPerByte; }
+
+int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
+                              signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    constexpr int32_t Room = 6;
+    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    while (window.left() > 0) {
+        const char16_t unit = *window.in();
+        const char32_t value = m_pending ? m_pending.join(unit) : unit;
+        signed char bytes[Room];
+        const int32_t count = std::min(convertChar(value, bytes, Room), Room);
+        bool fits;
+        if (count > 0) {
+            const std::span<const signed char> written(bytes, static_cast<size_t>(count));
+            fits = window.replace(1, written);
+        } else if (isHighSurrogate(value)) {
+            m_pending.set(unit);
+            window.advance(1, 0);
+            continue;
+        } else if (isLowSurrogate(value)) {
+            throw InvalidCharacterException(u"trailing surrogate without leading"_qs);
+        } else {
+            detail::requireSubstitution(getSubstitutionMode());
+            fits = window.replace(1, substitution());
+        }
+        if (!fits)
+            break;
+        m_pending.clear();
+    }
+    return window.finish(inPosition, outPosition);
+}
+
+int32_t CTBMultiByte::flush(signed char*, int32_t*, int32_t) {
+    m_pending.requireNone();
+    return 0;
+}
+
+void CTBMultiByte::reset() { m_pending.clear(); }
+
+const char16_t* CTBMultiByte::getEncodingName() const { return m_traits.name.getData(); }
+
+int32_t CTBMultiByte::getMaxBytesPerChar() const { return m_traits.maxBytesPerChar; }
+
+int32_t CTBMultiByte::getMaxCharsPerByte() const { return m_traits.maxCharsPerByte; }
+
+} // namespace qx::text::charset

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <qx/core/String.h>
+#include <qx/text/charset/ByteToCharConverter.h>
+#include <qx/text/charset/CharToByteConverter.h>
+#include <qx/text/charset/PendingSurrogate.h>
+
+namespace qx::text::charset {
+
+/// What a multibyte converter tells about its encoding.
+struct MultiByteTraits {
+    String name;
+    int32_t maxBytesPerChar = 1;
+    int32_t maxCharsPerByte = 1;
+};
+
+/// Base of decoders that read one character at a time.
+class QX_API BTCMultiByte : public ByteToCharConverter {
+public:
+    int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
+                    int32_t* outPosition, int32_t outCapacity) override;
+    /// Writes the pending unit.
+    /// @throws InvalidCharacterException when there is one and room for less than two units
+    int32_t flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) override;
+    void reset() override;
+    const char16_t* getEncodingName() const override;
+    int32_t getMaxBytesPerChar() const override;
+    int32_t getMaxCharsPerByte() const override;
+
+    /// Reads the character at the start of @p bytes.
+    /// @param count  the bytes there are on entry, those consumed on return; 0: more are needed
+    /// @return its code point, U+FFFD for an invalid sequence
+    virtual char32_t convertBytes(const signed char* bytes, int32_t* count) = 0;
+
+protected:
+    explicit BTCMultiByte(MultiByteTraits traits) : m_traits(std::move(traits)) {}
+
+    /// Holds a unit back for flush; 0 for none.
+    void setPendingUnit(char16_t unit) { m_pendingUnit = unit; }
+
+private:
+    char16_t m_pendingUnit = 0;
+    MultiByteTraits m_traits;
+};
+
+/// Base of encoders that write one character at a time. Lone surrogates that the encoding lacks
+/// throw.
+class QX_API CTBMultiByte : public CharToByteConverter {
+public:
+    int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
+                    int32_t* outPosition, int32_t outCapacity) override;
+    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
+    void reset() override;
+    const char16_t* getEncodingName() const override;
+    int32_t getMaxBytesPerChar() const override;
+    int32_t getMaxCharsPerByte() const override;
+
+    /// Writes the bytes of a code point, which may be a lone surrogate.
+    /// @return their count, less than 1 when it has no mapping
+    virtual int32_t convertChar(char32_t codePoint, signed char* bytes, int32_t room) = 0;
+
+protected:
+    explicit CTBMultiByte(MultiByteTraits traits) : m_traits(std::move(traits)) {}
+
+private:
+    PendingSurrogate m_pending;
+    MultiByteTraits m_traits;
+};
+
+} // namespace qx::text::charset

@@ -1,0 +1,181 @@
+#include <qx/text/charset/SingleByte.h>
+
+#include <qx/text/charset/detail/CodePages.h>
+#include <qx/text/charset/detail/Window.h>
+
+namespace qx::text::charset {
+
+namespace {
+
+/// Passes one unit of input without mapping over, for the substitution if that is one unit long;
+/// false when the substitution does not fit.
+template <class Window, class Unit>
+bool substituteUnit(Window& window, bool substitutionMode, std::span<const Unit> substitution) {
+    detail::requireSubstitution(substitutionMode);
+    return window.replace(1, substitution.size() == 1 ? substitution : std::span<const Unit>());
+}
+
+} // namespace
+
+int32_t BTCSingleByte::convert(const signed char* in, int32_t* inPosition, int32_t inLength,
+                               char16_t* out, int32_t* outPosition, int32_t outCapacity) {
+    detail::DecodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    while (window.left() > 0) {
+        const size_t run =
+            convertRun(window.in(), std::min(window.left(), window.room()), window.out());
+        window.advance(run, run);
+        if (window.left() == 0)
+            break;
+        // A run ends before a mapped byte only where the output ends.
+        const auto byte = static_cast<signed char>(*window.in());
+        if (convertByte(byte) != ReplacementCharacter ||
+            !substituteUnit(window, getSubstitutionMode(), substitution()))
+            break;
+    }
+    return window.finish(inPosition, outPosition);
+}
+
+int32_t BTCSingleByte::flush(char16_t*, int32_t*, int32_t) { return 0; }
+
+void BTCSingleByte::reset() {}
+
+int32_t BTCSingleByte::getMaxBytesPerChar() const { return 1; }
+
+int32_t BTCSingleByte::getMaxCharsPerByte() const { return 1; }
+
+size_t BTCSingleByte::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
+    size_t i = 0;
+    for (; i < size; ++i) {
+        const char16_t unit = convertByte(static_cast<signed char>(in[i]));
+        if (unit == ReplacementCharacter)
+            break;
+        out[i] = unit;
+    }
+    return i;
+}
+
+int32_t CTBSingleByte::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
+                               signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    while (window.left() > 0) {
+        if (!m_pending) {
+            const size_t run =
+                convertRun(window.in(), std::min(window.left(), window.room()), window.out());
+            window.advance(run, run);
+            if (window.left() == 0)
+                break;
+        }
+        const char16_t unit = *window.in();
+        if (m_pending) {
+            m_pending.join(unit); // a pair never has a mapping, but it must be one
+        } else if (unit == 0 || convertChar(unit) != 0) {
+            break; // a run ends before a mapped unit only where the output ends
+        } else if (isHighSurrogate(unit)) {
+            m_pending.set(unit);
+            window.advance(1, 0);
+            continue;
+        } else if (isLowSurrogate(unit)) {
+            throw InvalidCharacterException(u"trailing surrogate without leading"_qs);
+        }
+        if (!substituteUnit(window, getSubstitutionMode(), substitution()))
+            break;
+        m_pending.clear();
+    }
+    return window.finish(inPosition, outPosition);
+}
+
+int32_t CTBSingleByte::flush(signed char*, int32_t*, int32_t) {
+    m_pending.requireNone();
+    return 0;
+}
+
+void CTBSingleByte::reset() { m_pending.clear(); }
+
+int32_t CTBSingleByte::getMaxBytesPerChar() const { return 1; }
+
+int32_t CTBSingleByte::getMaxCharsPerByte() const { return 1; }
+
+size_t CTBSingleByte::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
+    size_t i = 0;
+    for (; i < size; ++i) {
+        const signed char byte = convertChar(in[i]);
+        if (byte == 0 && in[i] != 0)
+            break;
+        out[i] = static_cast<uint8_t>(byte);
+    }
+    return i;
+}
+
+const char16_t* BTCASCII::getEncodingName() const { return u"ASCII"; }
+
+char16_t BTCASCII::convertByte(signed char byte) const {
+    return byte >= 0 ? static_cast<char16_t>(byte) : ReplacementCharacter;
+}
+
+size_t BTCASCII::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
+    return detail::kernels().widenAscii(in, size, out);
+}
+
+const char16_t* CTBASCII::getEncodingName() const { return u"ASCII"; }
+
+signed char CTBASCII::convertChar(char16_t unit) const {
+    return unit < 0x80 ? static_cast<signed char>(unit) : '\0';
+}
+
+size_t CTBASCII::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
+    return detail::kernels().narrowAscii(in, size, out);
+}
+
+const char16_t* BTCISO8859_1::getEncodingName() const { return u"ISO8859_1"; }
+
+char16_t BTCISO8859_1::convertByte(signed char byte) const { return static_cast<uint8_t>(byte); }
+
+size_t BTCISO8859_1::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
+    detail::kernels().widenLatin1(in, size, out);
+    return size;
+}
+
+const char16_t* CTBISO8859_1::getEncodingName() const { return u"ISO8859_1"; }
+
+signed char CTBISO8859_1::convertChar(char16_t unit) const {
+    return unit < 0x100 ? static_cast<signed char>(unit) : '\0';
+}
+
+size_t CTBISO8859_1::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
+    return detail::kernels().narrowLatin1(in, size, out);
+}
+
+const char16_t* BTCSingleByteTable::getEncodingName() const { return m_name; }
+
+char16_t BTCSingleByteTable::convertByte(signed char byte) const {
+    return m_units[static_cast<uint8_t>(byte)];
+}
+
+size_t BTCSingleByteTable::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
+    return detail::kernels().decodeBytes(in, size, out, m_units);
+}
+
+const char16_t* CTBSingleByteTable::getEncodingName() const { return m_name; }
+
+signed char CTBSingleByteTable::convertChar(char16_t unit) const {
+    return m_bytes[m_offsets[unit >> 8] + (unit & 0xFF)];
+}
+
+size_t CTBSingleByteTable::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
+    return detail::kernels().encodeUnits(in, size, out, {m_offsets, m_bytes});
+}
+
+BTCCP437::BTCCP437() : BTCSingleByteTable(detail::CodePage437.name, detail::CodePage437.toUnits) {}
+
+CTBCP437::CTBCP437()
+    : CTBSingleByteTable(detail::CodePage437.name, detail::CodePage437.offsets,
+                         detail::CodePage437.bytes) {}
+
+BTCCP1252::BTCCP1252()
+    : BTCSingleByteTable(detail::CodePage1252.name, detail::CodePage1252.toUnits) {}
+
+CTBCP1252::CTBCP1252()
+    : CTBSingleByteTable(detail::CodePage1252.name, detail::CodePage1252.offsets,
+                         detail::CodePage1252.bytes) {}
+
+} // namespace qx::text::charset

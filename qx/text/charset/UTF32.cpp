@@ -1,0 +1,129 @@
+#include <qx/text/charset/UTF32.h>
+
+#include <qx/text/charset/detail/Unaligned.h>
+#include <qx/text/charset/detail/Window.h>
+
+namespace qx::text::charset {
+
+namespace {
+
+template <std::endian Order>
+constexpr const char16_t* Name = Order == std::endian::little ? u"UTF-32LE" : u"UTF-32BE";
+
+template <std::endian Order>
+char32_t ordered(char32_t value) {
+    return Order == std::endian::native ? value : char32_t{__builtin_bswap32(value)};
+}
+
+} // namespace
+
+int32_t BTCUTF32::convert(const signed char* in, int32_t* inPosition, int32_t inLength,
+                          char16_t* out, int32_t* outPosition, int32_t outCapacity) {
+    detail::DecodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    for (;;) {
+        const RunLength run =
+            convertRun(window.in(), window.left() / 4, window.out(), window.room());
+        window.advance(4 * run.read, run.written);
+        if (window.left() < 4 || window.room() == 0)
+            break;
+        const char32_t value = convertUTF32(detail::loadUtf32<std::endian::native>(window.in()));
+        if (isSurrogate(value))
+            throw InvalidCharacterException(u"Illegal UTF-32 char in surrogate range"_qs);
+        if (value > LastCodePoint) {
+            detail::requireSubstitution(getSubstitutionMode());
+            // One unit stays free behind the substitution.
+            if (window.room() <= substitution().size() || !window.replace(4, substitution()))
+                break;
+        } else {
+            const auto length = static_cast<size_t>(utf16Length(value));
+            if (window.room() < length)
+                break;
+            writeUtf16(value, window.out());
+            window.advance(4, length);
+        }
+    }
+    return window.finish(inPosition, outPosition);
+}
+
+RunLength BTCUTF32::convertRun(const void*, size_t, char16_t*, size_t) const { return {}; }
+
+int32_t CTBUTF32::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
+                          signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    while (window.left() > 0 && window.room() >= 4) {
+        if (!m_pending) {
+            const RunLength run =
+                convertRun(window.in(), window.left(), window.out(), window.room() / 4);
+            window.advance(run.read, 4 * run.written);
+            if (window.left() == 0 || window.room() < 4)
+                break;
+        }
+        const char16_t unit = *window.in();
+        if (!m_pending && isHighSurrogate(unit)) {
+            m_pending.set(unit);
+            window.advance(1, 0);
+            continue;
+        }
+        const char32_t value = m_pending ? m_pending.join(unit) : unit;
+        detail::storeUtf32<std::endian::native>(convertUTF32(value), window.out());
+        window.advance(1, 4);
+        m_pending.clear();
+    }
+    return window.finish(inPosition, outPosition);
+}
+
+int32_t CTBUTF32::flush(signed char*, int32_t*, int32_t) {
+    m_pending.requireNone();
+    return 0;
+}
+
+void CTBUTF32::reset() { m_pending.clear(); }
+
+RunLength CTBUTF32::convertRun(const char16_t*, size_t, void*, size_t) const { return {}; }
+
+template <std::endian Order>
+const char16_t* OrderedBTCUTF32<Order>::getEncodingName() const {
+    return Name<Order>;
+}
+
+template <std::endian Order>
+char32_t OrderedBTCUTF32<Order>::convertUTF32(char32_t value) const {
+    return ordered<Order>(value);
+}
+
+template <std::endian Order>
+RunLength OrderedBTCUTF32<Order>::convertRun(const void* in, size_t count, char16_t* out,
+                                             size_t capacity) const {
+    const auto& kernels = detail::kernels();
+    const auto kernel =
+        Order == std::endian::native ? kernels.utf32ToUtf16 : kernels.utf32SwappedToUtf16;
+    const auto done = kernel(static_cast<const uint8_t*>(in), count, out, capacity);
+    return {done.read, done.written};
+}
+
+template <std::endian Order>
+const char16_t* OrderedCTBUTF32<Order>::getEncodingName() const {
+    return Name<Order>;
+}
+
+template <std::endian Order>
+char32_t OrderedCTBUTF32<Order>::convertUTF32(char32_t value) const {
+    return ordered<Order>(value);
+}
+
+template <std::endian Order>
+RunLength OrderedCTBUTF32<Order>::convertRun(const char16_t* in, size_t size, void* out,
+                                             size_t capacity) const {
+    const auto& kernels = detail::kernels();
+    const auto kernel =
+        Order == std::endian::native ? kernels.utf16ToUtf32 : kernels.utf16ToUtf32Swapped;
+    const auto done = kernel(in, size, static_cast<uint8_t*>(out), capacity);
+    return {done.read, done.written};
+}
+
+template class OrderedBTCUTF32<std::endian::little>;
+template class OrderedBTCUTF32<std::endian::big>;
+template class OrderedCTBUTF32<std::endian::little>;
+template class OrderedCTBUTF32<std::endian::big>;
+
+} // namespace qx::text::charset

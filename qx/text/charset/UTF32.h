@@ -1,0 +1,85 @@
+#pragma once
+
+#include <bit>
+
+#include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/UTF.h>
+
+namespace qx::text::charset {
+
+/// How far a run of conversion came, in units of its input and output.
+struct RunLength {
+    size_t read;
+    size_t written;
+};
+
+/// Decodes UTF-32 of one byte order. Surrogates throw; values above U+10FFFF have no mapping.
+class QX_API BTCUTF32 : public ByteToCharUTF {
+public:
+    int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
+                    int32_t* outPosition, int32_t outCapacity) override;
+    /// A value as the machine reads it from the bytes, put into its true order.
+    virtual char32_t convertUTF32(char32_t value) const = 0;
+
+protected:
+    /// Converts the values at the start of @p count that are code points and fit; a derived class
+    /// may leave all to convertUTF32.
+    virtual RunLength convertRun(const void* in, size_t count, char16_t* out,
+                                 size_t capacity) const;
+};
+
+/// Encodes UTF-32 of one byte order. A lone low surrogate is written as its own value; a high one
+/// without its low one throws.
+class QX_API CTBUTF32 : public CharToByteUTF {
+public:
+    int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
+                    int32_t* outPosition, int32_t outCapacity) override;
+    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
+    void reset() override;
+    /// A value as the machine is to write it.
+    virtual char32_t convertUTF32(char32_t value) const = 0;
+
+protected:
+    /// Converts the characters at the start of @p size units that are no lone surrogates, into at
+    /// most @p capacity values; a derived class may leave all to convertUTF32.
+    virtual RunLength convertRun(const char16_t* in, size_t size, void* out, size_t capacity) const;
+
+private:
+    PendingSurrogate m_pending;
+};
+
+/// BTCUTF32 with its byte order.
+template <std::endian Order>
+class QX_API OrderedBTCUTF32 : public BTCUTF32 {
+public:
+    const char16_t* getEncodingName() const override;
+    char32_t convertUTF32(char32_t value) const override;
+
+protected:
+    RunLength convertRun(const void* in, size_t count, char16_t* out,
+                         size_t capacity) const override;
+};
+
+/// CTBUTF32 with its byte order.
+template <std::endian Order>
+class QX_API OrderedCTBUTF32 : public CTBUTF32 {
+public:
+    const char16_t* getEncodingName() const override;
+    char32_t convertUTF32(char32_t value) const override;
+
+protected:
+    RunLength convertRun(const char16_t* in, size_t size, void* out,
+                         size_t capacity) const override;
+};
+
+extern template class OrderedBTCUTF32<std::endian::little>;
+extern template class OrderedBTCUTF32<std::endian::big>;
+extern template class OrderedCTBUTF32<std::endian::little>;
+extern template class OrderedCTBUTF32<std::endian::big>;
+
+class QX_API BTCUTF32LE : public OrderedBTCUTF32<std::endian::little> {};
+class QX_API BTCUTF32BE : public OrderedBTCUTF32<std::endian::big> {};
+class QX_API CTBUTF32LE : public OrderedCTBUTF32<std::endian::little> {};
+class QX_API CTBUTF32BE : public OrderedCTBUTF32<std::endian::big> {};
+
+} // namespace qx::text::charset
