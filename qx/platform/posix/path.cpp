@@ -39,6 +39,12 @@ bool startsWithDrive(std::string_view path) noexcept {
     return path.size() > 1 && path[1] == ':' && driveIndex(path[0]) < DriveTable::Drives;
 }
 
+std::string_view withoutEndingSlashes(std::string_view path) noexcept {
+    while (path.size() > 1 && path.ends_with('/'))
+        path.remove_suffix(1);
+    return path;
+}
+
 /// Cuts the last segment off an absolute path; "/" stays.
 void removeLastSegment(PathText& path) noexcept {
     const size_t slash = path.view().rfind('/');
@@ -190,21 +196,18 @@ int32_t QXGetTempDirectory(char* buffer, int32_t capacity) {
     if (folder == nullptr || folder[0] != '/' || ::stat(folder, &status) != 0 ||
         !S_ISDIR(status.st_mode))
         folder = "/tmp";
-    return storePath(folder, buffer, capacity);
+    return storePath(withoutEndingSlashes(folder), buffer, capacity);
 }
 
 int32_t QXDriveMap(char drive, const char* folder) {
     const size_t index = driveIndex(drive);
     if (index == DriveTable::Drives)
         return result::InvalidArgument;
-    std::string_view text = folder != nullptr ? folder : "";
+    if (folder != nullptr && folder[0] == 0)
+        return result::InvalidArgument;
+    const std::string_view text = withoutEndingSlashes(folder != nullptr ? folder : "");
     if (text.size() >= PATH_MAX)
         return NameTooLong;
-    if (folder != nullptr && text.empty())
-        return result::InvalidArgument;
-    // "X:/name" must not become "//name".
-    while (text.ends_with('/'))
-        text.remove_suffix(1);
     const std::lock_guard guard(s_drives.lock);
     char* const entry = s_drives.folders[index];
     std::memcpy(entry, text.data(), text.size());

@@ -1,0 +1,238 @@
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+#include <qx/platform/text.h>
+
+// The kernels are compared at both vector widths, whichever the library chooses here.
+#include "qx/platform/detail/CaseKernel.h"
+
+namespace {
+
+using qx::platform::CaseTarget;
+using qx::platform::ReadAhead;
+
+struct LowerUnit {
+    char16_t operator()(char16_t unit) const { return QXToLowerW(unit); }
+};
+struct UpperUnit {
+    char16_t operator()(char16_t unit) const { return QXToUpperW(unit); }
+};
+
+char16_t hexUnit(const std::string& text) {
+    return static_cast<char16_t>(std::stoul(text, nullptr, 16));
+}
+
+TEST(CaseMapping, MapsEveryUnitAsTheUnicodeDataSays) {
+    std::vector<char16_t> upper(0x10000), lower(0x10000);
+    for (size_t unit = 0; unit < 0x10000; ++unit)
+        upper[unit] = lower[unit] = static_cast<char16_t>(unit);
+    const auto root = std::filesystem::path(QX_TEST_DATA_DIR).parent_path().parent_path();
+    std::ifstream data(root / "tools/gen/data/simple-case-mapping.txt");
+    ASSERT_TRUE(data);
+    int rows = 0;
+    for (std::string line; std::getline(data, line);) {
+        if (line[0] == '#')
+            continue;
+        const size_t first = line.find(';');
+        const size_t second = line.find(';', first + 1);
+        const char16_t unit = hexUnit(line);
+        if (second > first + 1)
+            upper[unit] = hexUnit(line.substr(first + 1));
+        if (second + 1 < line.size())
+            lower[unit] = hexUnit(line.substr(second + 1));
+        ++rows;
+    }
+    ASSERT_GT(rows, 2000);
+    for (unsigned unit = 0; unit < 0x10000; ++unit) {
+        ASSERT_EQ(QXToUpperW(static_cast<char16_t>(unit)), upper[unit]) << std::hex << unit;
+        ASSERT_EQ(QXToLowerW(static_cast<char16_t>(unit)), lower[unit]) << std::hex << unit;
+    }
+}
+
+TEST(CaseMapping, KnowsTheUnusualLetters) {
+    const struct {
+        char16_t unit, upper, lower;
+    } cases[] = {
+        {u'ß', u'ß', u'ß'},                // its upper case is two letters, so no simple mapping
+        {u'ÿ', u'Ÿ', u'ÿ'},                // leaves the Latin-1 block
+        {u'µ', u'\u039C', u'µ'},           // the micro sign becomes a Greek letter
+        {u'ı', u'I', u'ı'},                // becomes ASCII
+        {u'İ', u'İ', u'i'},                //
+        {u'\u212A', u'\u212A', u'k'},      // Kelvin sign
+        {u'\u01C5', u'\u01C4', u'\u01C6'}, // title case maps both ways
+        {u'\u10D0', u'\u1C90', u'\u10D0'}, // Georgian
+        {u'ς', u'Σ', u'ς'},
+        {0xD801, 0xD801, 0xD801}, // surrogates never change
+        {0xDC28, 0xDC28, 0xDC28},
+        {u'Ａ', u'Ａ', u'ａ'}, // full width
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(static_cast<unsigned>(c.unit));
+        EXPECT_EQ(QXToUpperW(c.unit), c.upper);
+        EXPECT_EQ(QXToLowerW(c.unit), c.lower);
+    }
+}
+
+/// Text of every kind that the wide path tells apart: ASCII in both cases and around the letters,
+/// other letters alone and in runs.
+std::u16string sample(size_t length, unsigned seed) {
+    constexpr char16_t Ascii[] = u"azAZ@[`{09 \x7F";
+    constexpr char16_t Others[] = u"\x80äÄßÿЖж\uFF21😀中\u0130\uFFFF";
+    std::u16string text;
+    for (size_t i = 0; text.size() < length; ++i) {
+        seed = seed * 1664525 + 1013904223;
+        const unsigned roll = seed >> 16;
+        const size_t run = roll % 16 == 0 ? roll / 16 % 40 : 0;
+        text += Ascii[roll % (std::size(Ascii) - 1)];
+        for (size_t j = 0; j < run; ++j)
+            text += Others[(roll / 7 + j) % (std::size(Others) - 1)];
+    }
+    text.resize(length);
+    return text;
+}
+
+template <class Map>
+std::u16string mapped(std::u16string text, Map map) {
+    for (char16_t& unit : text)
+        unit = map(unit);
+    return text;
+}
+
+TEST(CaseMapping, MapsCountedTextOfEveryLengthAndAlignmentAsUnitByUnit) {
+    for (size_t length = 0; length <= 200; ++length) {
+        for (size_t offset = 0; offset < 16; ++offset) {
+            const auto whole =
+                sample(offset + length + 8, static_cast<unsigned>(length * 16 + offset));
+            const auto text = whole.substr(offset, length);
+            const auto expectMapped = [&](auto map, auto plain) {
+                std::u16string changed = whole;
+                map(changed.data() + offset, length);
+                // What stands around the text is left alone.
+                ASSERT_EQ(changed,
+                          std::u16string(whole).replace(offset, length, mapped(text, plain)))
+                    << "length " << length << " offset " << offset;
+            };
+            expectMapped(
+                [](char16_t* at, size_t n) { QXTextToUpperW(at, static_cast<int32_t>(n)); },
+                UpperUnit{});
+            expectMapped(
+                [](char16_t* at, size_t n) { QXTextToLowerW(at, static_cast<int32_t>(n)); },
+                LowerUnit{});
+            expectMapped(
+                [](char16_t* at, size_t n) {
+                    qx::platform::mapCase<CaseTarget::Upper, 16>(at, n, UpperUnit{});
+                },
+                UpperUnit{});
+            expectMapped(
+                [](char16_t* at, size_t n) {
+                    qx::platform::mapCase<CaseTarget::Lower, 32>(at, n, LowerUnit{});
+                },
+                LowerUnit{});
+        }
+    }
+}
+
+int compareUnitByUnit(const char16_t* left, const char16_t* right, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        const char16_t l = QXToLowerW(left[i]);
+        const char16_t r = QXToLowerW(right[i]);
+        if (l != r)
+            return l < r ? -1 : 1;
+        if (l == 0)
+            return 0;
+    }
+    return 0;
+}
+
+/// Memory whose last byte is followed by a page that cannot be read.
+class GuardedUnits {
+public:
+    GuardedUnits() : m_page(static_cast<size_t>(::sysconf(_SC_PAGESIZE))) {
+        m_memory =
+            ::mmap(nullptr, 2 * m_page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ::mprotect(static_cast<char*>(m_memory) + m_page, m_page, PROT_NONE);
+    }
+    ~GuardedUnits() { ::munmap(m_memory, 2 * m_page); }
+    GuardedUnits(const GuardedUnits&) = delete;
+    GuardedUnits& operator=(const GuardedUnits&) = delete;
+
+    /// Puts the text with a 0 unit at the very end, @p slack units before the guard.
+    const char16_t* place(const std::u16string& text, size_t slack = 0) {
+        auto* const end = reinterpret_cast<char16_t*>(static_cast<char*>(m_memory) + m_page);
+        char16_t* const at = end - slack - text.size() - 1;
+        text.copy(at, text.size());
+        at[text.size()] = 0;
+        return at;
+    }
+
+private:
+    size_t m_page;
+    void* m_memory;
+};
+
+TEST(CaselessComparison, AgreesWithThePlainComparisonAtEveryLengthAndDifference) {
+    for (size_t length = 0; length <= 100; ++length) {
+        const auto text = sample(length, static_cast<unsigned>(length));
+        // A copy in the other case, then with one unit changed, then with a 0 unit in both.
+        std::vector<std::pair<std::u16string, std::u16string>> pairs;
+        pairs.emplace_back(text, mapped(text, UpperUnit{}));
+        for (size_t at = 0; at < length; ++at) {
+            auto left = text;
+            auto right = mapped(text, LowerUnit{});
+            right[at] = static_cast<char16_t>(right[at] ^ 0x0401);
+            pairs.emplace_back(left, right);
+            left[at] = right[at] = 0; // what follows must not count
+            if (at + 1 < length)
+                right[at + 1] = static_cast<char16_t>(right[at + 1] + 1);
+            pairs.emplace_back(left, right);
+            left[at] = 1; // and a 0 unit in one of them is the smaller one
+            pairs.emplace_back(left, right);
+        }
+        for (const auto& [left, right] : pairs) {
+            const char16_t* const l = left.data();
+            const char16_t* const r = right.data();
+            const int expected = compareUnitByUnit(l, r, length);
+            const auto count = static_cast<int32_t>(length);
+            ASSERT_EQ(QXTextNICmpW(l, r, count), expected) << length;
+            ASSERT_EQ(QXStrNICmpW(l, r, count), expected) << length;
+            ASSERT_EQ(QXTextNICmpW(r, l, count), -expected) << length;
+            ASSERT_EQ(
+                (qx::platform::compareIgnoringCase<16, ReadAhead::None>(l, r, length, LowerUnit{})),
+                expected);
+            ASSERT_EQ(
+                (qx::platform::compareIgnoringCase<32, ReadAhead::None>(l, r, length, LowerUnit{})),
+                expected);
+        }
+    }
+}
+
+TEST(CaselessComparison, NeverReadsIntoThePageBehindATerminator) {
+    GuardedUnits leftMemory, rightMemory;
+    for (size_t length = 0; length < 80; ++length) {
+        const auto text = sample(length, 7);
+        const auto upper = mapped(text, UpperUnit{});
+        for (size_t slack = 0; slack < 40; ++slack) {
+            const char16_t* const left = leftMemory.place(text, slack);
+            const char16_t* const right = rightMemory.place(upper);
+            EXPECT_EQ(QXStrNICmpW(left, right, INT32_MAX), 0);
+            EXPECT_EQ(QXStrNICmpW(right, left, INT32_MAX), 0);
+            EXPECT_EQ(QXStrNICmpW(left, rightMemory.place(upper + u"x"), INT32_MAX), -1);
+        }
+    }
+}
+
+TEST(CaselessComparison, EndsAtTheCount) {
+    EXPECT_EQ(QXStrNICmpW(u"Straße 1", u"STRAßE 2", 7), 0);
+    EXPECT_EQ(QXStrNICmpW(u"Straße 1", u"STRAßE 2", 8), -1);
+    EXPECT_EQ(QXStrNICmpW(u"a", u"b", 0), 0);
+    EXPECT_EQ(QXStrNICmpW(u"a", u"b", -1), 0);
+    // Ordered by the lower-case forms: "_" lies between the two cases of the letters.
+    EXPECT_EQ(QXStrNICmpW(u"A", u"_", 1), 1);
+}
+
+} // namespace

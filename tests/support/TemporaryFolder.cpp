@@ -1,0 +1,32 @@
+#include "tests/support/TemporaryFolder.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <stdlib.h>
+
+namespace qxtest {
+
+TemporaryFolder::TemporaryFolder() {
+    const auto parent = std::filesystem::canonical(std::filesystem::temp_directory_path());
+    m_path = (parent / "qx-test-XXXXXX").string();
+    if (::mkdtemp(m_path.data()) == nullptr)
+        throw std::runtime_error("mkdtemp " + m_path);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+} // namespace qxtest

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+namespace qxtest {
+
+/// A new folder, removed with everything in it at the end.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    /// The folder, absolute and without links.
+    const std::string& path() const { return m_path; }
+    /// The path of a name in the folder.
+    std::string path(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path;
+};
+
+/// All bytes of a file; empty when it cannot be read.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& bytes);
+
+} // namespace qxtest
