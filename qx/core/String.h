@@ -256,15 +256,15 @@ public:
     int regionCompare(int32_t start, int32_t count, TextView other, int32_t otherStart = 0,
                       bool ignoreCase = false) const;
     int regionCompare(int32_t start, int32_t count, const char16_t* units, UnitCount auto length,
-                      int32_t otherStart, bool ignoreCase = false) const {
-        return regionCompare(start, count, TextView(units, int32_t{length}), otherStart,
+                      UnitCount auto otherStart, bool ignoreCase = false) const {
+        return regionCompare(start, count, TextView(units, int32_t{length}), int32_t{otherStart},
                              ignoreCase);
     }
     bool regionMatches(int32_t start, int32_t count, TextView other, int32_t otherStart = 0,
                        bool ignoreCase = false) const;
     bool regionMatches(int32_t start, int32_t count, const char16_t* units, UnitCount auto length,
-                       int32_t otherStart, bool ignoreCase = false) const {
-        return regionMatches(start, count, TextView(units, int32_t{length}), otherStart,
+                       UnitCount auto otherStart, bool ignoreCase = false) const {
+        return regionMatches(start, count, TextView(units, int32_t{length}), int32_t{otherStart},
                              ignoreCase);
     }
     bool startsWith(TextView text, bool ignoreCase = false) const;
