@@ -27,7 +27,7 @@ TEST(Guid, TextFormRoundTrips) {
     EXPECT_EQ(Guid(String(SampleText)), Sample);
     EXPECT_EQ(Guid(String(u"{72038029-fa65-4255-a916-1c5680acfebf}")), Sample);
     EXPECT_EQ(std::u16string_view(Guid().toString()), u"{00000000-0000-0000-0000-000000000000}");
-    const GUID plain = Guid(String(SampleText));
+    const GUID& plain = Guid(String(SampleText));
     EXPECT_EQ(plain.Data4[7], 0xBF);
 }
 

@@ -1,0 +1,563 @@
+#include <algorithm>
+#include <random>
+#include <string>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/util/ROBuffer.h>
+#include <qx/util/RWBuffer.h>
+
+#include "tests/support/FailingAllocator.h"
+
+using namespace qx;
+
+namespace {
+
+bool sharesText(const String& left, const String& right) {
+    return left.getData() == right.getData();
+}
+
+/// The text, after a look at what always holds.
+std::u16string checked(const String& text) {
+    EXPECT_GE(text.getLength(), 0);
+    EXPECT_EQ(text.getData()[text.getLength()], u'\0');
+    EXPECT_EQ(text.isEmpty(), text.getLength() == 0);
+    return std::u16string(text.view());
+}
+
+/// A heap buffer that holds a text and its 0 unit, as a string's storage does.
+Reference<util::RWCharBuffer> storageOf(std::u16string_view text) {
+    auto buffer = makeReference<util::RWCharBuffer>(text.data(), static_cast<int32_t>(text.size()),
+                                                    static_cast<int32_t>(text.size()) + 1);
+    buffer->getWriteLock(buffer->getLength() + 1)[text.size()] = u'\0';
+    buffer->releaseWriteLock(static_cast<int32_t>(text.size()) + 1);
+    return buffer;
+}
+
+std::u16string longText(size_t length) {
+    std::u16string text(length, u'\0');
+    for (size_t i = 0; i < length; ++i)
+        text[i] = static_cast<char16_t>(u'A' + i % 57);
+    return text;
+}
+
+} // namespace
+
+TEST(String, EachConstructorGivesItsText) {
+    const char16_t units[] = u"abc\0def";
+    util::ROCharBuffer buffer(u"buffer", 6);
+    const String abc(u"abc");
+    const struct {
+        String text;
+        std::u16string expected;
+    } cases[] = {
+        {String(), u""},
+        {String(100), u""},
+        {String(-1), u""},
+        {String(0), u""},
+        {String(units), u"abc"},
+        {String(units, 7), std::u16string(units, 7)},
+        {String(units, 2), u"ab"},
+        {String(units, 0, 50), u""},
+        {String(static_cast<const char16_t*>(nullptr)), u""},
+        {String(units, -1, 50), u"abc"},
+        {String(u'x'), u"x"},
+        {String(u'x', 3), u"xxx"},
+        {String(u'x', 0, 20), u""},
+        {String(u'x', -5), u""},
+        {String(&buffer), u"buffer"},
+        {String(static_cast<const IQXCharBuffer*>(&abc)), u"abc"},
+        {String(static_cast<const IQXCharBuffer*>(nullptr)), u""},
+        {String(STRUCT_QX_STR_LIT_INFO{u"literal", 7}), u"literal"},
+        {u"literal"_qs, u"literal"},
+        {String(std::u16string(u"standard")), u"standard"},
+        {String(abc, String::AM_COPY, 1, 2), u"b"},
+        {String(abc, String::AM_COPY, 1), u"bc"},
+        {String(abc, String::AM_COPY, 2, 1), u""},
+        {String(abc, String::AM_COPY, 9, 20), u""},
+        {String(abc, String::AM_SHARE, 1, 2), u"abc"}, // all of it, whatever the range
+        {String(abc, String::AM_WRAP, 1), u"bc"},
+        {String(abc, String::AM_COPY_UPPER, 1), u"BC"},
+        {String(units, String::AM_COPY_UPPER), u"ABC"},
+        {String(units, String::AM_WRAP), u"abc"},
+        {String(units, String::AM_SHARE), u"abc"},
+        {String(&buffer, String::AM_COPY_UPPER), u"BUFFER"},
+        {String(&buffer, String::AM_SHARE), u"buffer"}, // not terminated: a copy
+        {String(static_cast<IQXCharBuffer*>(nullptr), String::AM_SHARE), u""},
+        {String::CQXString(u"factory", 4), u"fact"},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(checked(cases[i].text), cases[i].expected);
+    }
+}
+
+TEST(String, CopiesShareUntilOneIsWrittenAndAssignmentCopiesAtOnce) {
+    const String first(longText(40));
+    String copy(first);
+    EXPECT_TRUE(sharesText(copy, first));
+    copy.append(u"x");
+    EXPECT_EQ(first, longText(40));
+    EXPECT_EQ(copy, longText(40) + u"x");
+
+    String assigned;
+    assigned = first;
+    EXPECT_FALSE(sharesText(assigned, first));
+    assigned.setAddRef(first);
+    EXPECT_TRUE(sharesText(assigned, first));
+    const String text = first.toString();
+    EXPECT_TRUE(sharesText(text, first));
+    const Reference<String> clone = first.clone();
+    EXPECT_TRUE(sharesText(*clone, first));
+    EXPECT_EQ(String(first, String::AM_COPY), first);
+    EXPECT_FALSE(sharesText(String(first, String::AM_COPY), first));
+}
+
+TEST(String, EveryWriteLeavesTheOtherHoldersAlone) {
+    using Write = void (*)(String&);
+    const Write writes[] = {
+        [](String& s) { s.append(u'x'); },
+        [](String& s) { s.append(u"xyz"); },
+        [](String& s) { s.prepend(u"xyz"); },
+        [](String& s) { s.insert(3, u'x', 4); },
+        [](String& s) { s.remove(1, 2); },
+        [](String& s) { s.remove(0); },
+        [](String& s) { s.replace(2, 3, u"abc"); },
+        [](String& s) { s.setTo(u"x"); },
+        [](String& s) { s.setTo(u'x', 90); },
+        [](String& s) { s.clear(); },
+        [](String& s) { s.resize(3); },
+        [](String& s) { s.resize(90, u'x'); },
+        [](String& s) { s.setCharAt(1, u'x'); },
+        [](String& s) { s.toLower(); },
+        [](String& s) { s.toUpper(); },
+        [](String& s) { s.translate(u'A', u'x'); },
+        [](String& s) { s.trim(u'A'); },
+        [](String& s) {
+            s.getWriteLock(50)[0] = u'x';
+            s.releaseWriteLock(10);
+        },
+        [](String& s) { s.ensureCapacity(5)[0] = u'x'; },
+        [](String& s) { s.releaseWriteLock(2); },
+    };
+    static const std::u16string text = longText(57);
+    for (size_t i = 0; i < std::size(writes); ++i) {
+        SCOPED_TRACE(i);
+        const String owner(text);
+        String copy(owner);
+        writes[i](copy);
+        EXPECT_EQ(checked(owner), text);
+        EXPECT_NE(checked(copy), text);
+        String literal(STRUCT_QX_STR_LIT_INFO{text.c_str(), 57});
+        writes[i](literal);
+        EXPECT_EQ(checked(literal), checked(copy));
+        EXPECT_EQ(text, longText(57));
+    }
+}
+
+TEST(String, LiteralsAndSharedTextsAllocateNothing) {
+    const int64_t before = qxtest::allocationCount();
+    const String literal = u"a literal that is read where it is"_qs;
+    const String copy(literal);
+    const String part(literal, String::AM_WRAP, 2, 9);
+    const String truth = String::valueOf(true);
+    const String empty;
+    const String nothing(u"");
+    String moved(copy.toString());
+    moved.clear();
+    EXPECT_EQ(qxtest::allocationCount(), before);
+    EXPECT_EQ(part.view(), u"literal");
+    EXPECT_EQ(truth, u"true");
+}
+
+TEST(String, AppendingOneByOneIsLinear) {
+    String text;
+    const int64_t before = qxtest::allocationCount();
+    for (int i = 0; i < 100'000; ++i)
+        text.append(u'x');
+    EXPECT_LT(qxtest::allocationCount() - before, 40);
+    EXPECT_EQ(text.getLength(), 100'000);
+    text.freeExtra();
+    EXPECT_EQ(checked(text), std::u16string(100'000, u'x'));
+}
+
+TEST(String, MovesTakeTheTextAndLeaveAnEmptyOrExchangedString) {
+    String first(longText(30));
+    const char16_t* const units = first.getData();
+    String second(std::move(first));
+    EXPECT_EQ(second.getData(), units);
+    EXPECT_EQ(checked(first), u"");
+    String third(u"third");
+    third = std::move(second);
+    EXPECT_EQ(third.getData(), units);
+    swap(first, third);
+    EXPECT_EQ(first.getData(), units);
+    first = std::move(*&first);
+    EXPECT_EQ(first, longText(30));
+}
+
+// Each operation beside std::u16string, on owned, shared, literal and wrapped texts.
+TEST(String, AgreesWithAStandardStringOverRandomOperations) {
+    std::mt19937 random(20);
+    const auto below = [&](int limit) {
+        return std::uniform_int_distribution<int>(0, limit - 1)(random);
+    };
+    String text;
+    std::u16string model;
+    std::vector<std::pair<String, std::u16string>> kept;
+    for (int step = 0; step < 60'000; ++step) {
+        const int length = static_cast<int>(model.size());
+        const int at = below(length + 1);
+        const int count = below(20);
+        const std::u16string piece = longText(static_cast<size_t>(below(40))).substr(0);
+        const auto position = static_cast<size_t>(at);
+        switch (below(16)) {
+        case 0:
+            text.append(piece);
+            model.append(piece);
+            break;
+        case 1:
+            text.append(u'q');
+            model.append(1, u'q');
+            break;
+        case 2:
+            text.insert(at, piece);
+            model.insert(position, piece);
+            break;
+        case 3:
+            text.remove(at, count);
+            model.erase(position, static_cast<size_t>(count));
+            break;
+        case 4:
+            text.replace(at, count, piece);
+            model.replace(position, static_cast<size_t>(count), piece);
+            break;
+        case 5:
+            text.replace(at, count, u'r', count / 2);
+            model.replace(position, static_cast<size_t>(count), static_cast<size_t>(count / 2),
+                          u'r');
+            break;
+        case 6: // text of its own
+            text.insert(at, text.view().substr(position / 2, 30));
+            model.insert(position, std::u16string(model.substr(position / 2, 30)));
+            break;
+        case 7:
+            text.append(text.view().substr(position));
+            model.append(std::u16string(model.substr(position)));
+            break;
+        case 8:
+            text.replace(at / 2, -1, text.view().substr(position, 50));
+            model.replace(position / 2, model.npos, std::u16string(model.substr(position, 50)));
+            break;
+        case 9:
+            text.setTo(text.view().substr(position));
+            model = std::u16string(model.substr(position));
+            break;
+        case 10:
+            text.resize(at + count, u'z');
+            model.resize(position + static_cast<size_t>(count), u'z');
+            break;
+        case 11:
+            kept.emplace_back(text, model);
+            break;
+        case 12:
+            if (!kept.empty()) {
+                const auto& other = kept[static_cast<size_t>(below(static_cast<int>(kept.size())))];
+                text.setAddRef(other.first);
+                model = other.second;
+            }
+            break;
+        case 13: {
+            char16_t* const units = text.getWriteLock(length + count);
+            std::fill_n(units + length, count, u'w');
+            text.releaseWriteLock(length + count);
+            model.append(static_cast<size_t>(count), u'w');
+            break;
+        }
+        case 14:
+            text.prepend(piece);
+            model.insert(0, piece);
+            break;
+        default:
+            if (length > 600 || below(8) == 0) {
+                text = u"start"_qs;
+                model = u"start";
+                kept.clear();
+            } else if (length > 0) {
+                text.setCharAt(at % length, u'c');
+                model[position % model.size()] = u'c';
+            }
+            break;
+        }
+        ASSERT_EQ(text.view(), std::u16string_view(model)) << "step " << step;
+        ASSERT_EQ(text.getData()[text.getLength()], u'\0');
+    }
+    for (const auto& [string, expected] : kept)
+        EXPECT_EQ(string, expected);
+}
+
+TEST(String, PositionsAndCountsBeyondTheTextMeanItsEnd) {
+    const auto replaced = [](int32_t position, int32_t count, TextView text) {
+        return String(u"abcde").replace(position, count, text);
+    };
+    EXPECT_EQ(replaced(-1, 0, u"X"), u"abcdeX");
+    EXPECT_EQ(replaced(9, 9, u"X"), u"abcdeX");
+    EXPECT_EQ(replaced(1, -1, u"X"), u"aX");
+    EXPECT_EQ(replaced(1, 99, u"X"), u"aX");
+    EXPECT_EQ(replaced(INT32_MAX, INT32_MAX, u""), u"abcde");
+    EXPECT_EQ(String(u"abc").replace(1, 1, u"uvwxyz", 4, 1), u"avwxc"); // from offset 1 of 4 units
+    EXPECT_EQ(String(u"abc").replace(1, 1, u"uvw", -1, 9), u"ac");      // offset beyond the text
+    EXPECT_EQ(String(u"abc").replace(1, 1, u"uvw", -1, 2), u"awc");
+    EXPECT_EQ(String(u"abcde").substring(2), u"cde");
+    EXPECT_EQ(String(u"abcde").substring(2, -1), u"cde");
+    EXPECT_EQ(String(u"abcde").substring(5), u"");
+    EXPECT_EQ(String(u"abcde").substring(7, 9), u"");
+    EXPECT_EQ(String(u"abcde").substring(1, 3), u"bc");
+    EXPECT_EQ(String(u"abc").resize(-4), u"");
+}
+
+TEST(String, TrimRemovesUnitsOfTheSetFromEitherEnd) {
+    const struct {
+        const char16_t* text;
+        const char16_t* set; // null: white space
+        String::TrimType type;
+        const char16_t* expected;
+    } cases[] = {
+        {u"  a b  ", nullptr, String::TRIM_BOTH, u"a b"},
+        {u"  a b  ", nullptr, String::TRIM_LEADING, u"a b  "},
+        {u"  a b  ", nullptr, String::TRIM_TRAILING, u"  a b"},
+        {u" \t\r\n\v", nullptr, String::TRIM_BOTH, u"\v"},
+        {u"   ", nullptr, String::TRIM_BOTH, u""},
+        {u"   ", nullptr, String::TRIM_TRAILING, u""},
+        {u"   ", nullptr, String::TRIM_LEADING, u""},
+        {u"", nullptr, String::TRIM_BOTH, u""},
+        {u"xyabcyx", u"yx", String::TRIM_BOTH, u"abc"},
+        {u"xyabcyx", u"", String::TRIM_BOTH, u"xyabcyx"},
+        {u"\u4E00a\u4E00", u"\u4E00", String::TRIM_BOTH, u"a"},
+    };
+    for (const auto& c : cases) {
+        String text(c.text);
+        c.set ? text.trim(c.set, c.type) : text.trim(c.type);
+        EXPECT_EQ(text, c.expected) << String(c.text);
+        String literal(c.text, String::AM_WRAP);
+        c.set ? literal.trim(String(c.set), c.type) : literal.trim(c.type);
+        EXPECT_EQ(checked(literal), c.expected);
+    }
+    String own(u"abcba");
+    EXPECT_EQ(own.trim(own.view().substr(0, 2)), u"c"); // the set lies in the text
+    const char16_t set[] = u"a\0b";
+    EXPECT_EQ(String(u"abcba").trim(TextView(set, 3)), u"bcb"); // it ends at its 0 unit
+}
+
+TEST(String, TranslateMapsPositionByPosition) {
+    const struct {
+        const char16_t* from;
+        const char16_t* to;
+        const char16_t* expected;
+    } cases[] = {
+        {u"a", u"x", u"xbcxbc"},   {u"abc", u"xyz", u"xyzxyz"}, {u"abc", u"xy", u"xyyxyy"},
+        {u"ab", u"ba", u"bacbac"}, {u"aab", u"xyz", u"xzcxzc"}, {u"", u"x", u"abcabc"},
+        {u"abc", u"", u"abcabc"},  {u"q", u"x", u"abcabc"},     {u"\u4E00", u"x", u"abcabc"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(String(u"abcabc").translate(c.from, c.to), c.expected) << String(c.from);
+    EXPECT_EQ(String(u"abcabc").translate(u'b', u'\u4E00'), u"a\u4E00ca\u4E00c");
+    String own(u"abc");
+    EXPECT_EQ(own.translate(own, own.view().substr(1)), u"bcc"); // both sets lie in the text
+}
+
+TEST(String, WriteLockKeepsTheTextAndEndsItWhereTheWriterSays) {
+    String text(u"abc");
+    std::copy_n(u"defgh", 6, text.getWriteLock(8) + 3);
+    text.releaseWriteLock(-1); // at the first 0 unit
+    EXPECT_EQ(checked(text), u"abcdefgh");
+    std::fill_n(text.getWriteLock(20) + 8, 12, u'x');
+    char16_t* const grown = text.ensureCapacity(2000); // what was written is kept
+    EXPECT_EQ(std::u16string_view(grown, 20), u"abcdefghxxxxxxxxxxxx");
+    text.releaseWriteLock(20);
+    EXPECT_EQ(checked(text), u"abcdefghxxxxxxxxxxxx");
+    text.getWriteLock(0);
+    text.releaseWriteLock(0);
+    EXPECT_EQ(checked(text), u"");
+
+    // Room without a 0 unit in it ends the text at its last unit.
+    String full;
+    std::fill_n(full.getWriteLock(15), 16, u'x');
+    full.releaseWriteLock(-1);
+    EXPECT_EQ(checked(full), std::u16string(15, u'x'));
+
+    // As the buffer of a component call.
+    IQXCharBuffer* const buffer = &text;
+    char16_t* units = nullptr;
+    ASSERT_EQ(buffer->GetWriteLock(4, &units), result::Ok);
+    std::copy_n(u"call", 4, units);
+    EXPECT_EQ(buffer->ReleaseWriteLock(4), result::Ok);
+    EXPECT_EQ(buffer->GetLength(), 4);
+    EXPECT_EQ(checked(text), u"call");
+    EXPECT_EQ(buffer->IsWritable(), 1);
+}
+
+TEST(String, FollowsAForeignBufferUntilItWrites) {
+    const auto buffer = storageOf(u"foreign");
+    String text(buffer.get(), String::AM_SHARE);
+    EXPECT_EQ(text.getData(), buffer->getData());
+    buffer->getWriteLock(8)[0] = u'F';
+    EXPECT_EQ(text, u"Foreign");
+    const String copy(text);
+    text.append(u"er"); // the buffer has other holders
+    EXPECT_EQ(checked(text), u"Foreigner");
+    EXPECT_EQ(copy, u"Foreign");
+    EXPECT_EQ(buffer->GetRefCount(), 2u);
+
+    // The only holder writes to the buffer itself.
+    auto sole = storageOf(u"sole");
+    const util::RWCharBuffer* const raw = sole.get();
+    String owner(sole.get(), String::AM_SHARE);
+    sole.reset();
+    owner.append(u" holder");
+    EXPECT_EQ(checked(owner), u"sole holder");
+    EXPECT_EQ(owner.getData(), raw->getData());
+    EXPECT_EQ(raw->getLength(), 12);
+    std::copy_n(u"lock", 5, owner.getWriteLock(30));
+    owner.releaseWriteLock(-1);
+    EXPECT_EQ(checked(owner), u"lock");
+    owner = u"assigned";
+    owner.insert(0, owner.view().substr(2));
+    EXPECT_EQ(checked(owner), u"signedassigned");
+}
+
+TEST(String, SharesTheTextOfAStringHandedAsBuffer) {
+    String text(longText(20));
+    const String shared(static_cast<IQXCharBuffer*>(&text), String::AM_SHARE);
+    EXPECT_TRUE(sharesText(shared, text));
+    text.append(u"x");
+    EXPECT_EQ(shared, longText(20));
+}
+
+TEST(String, ReadOnlyForeignBufferIsCopiedOnWrite) {
+    const auto buffer = makeReference<util::ROCharBuffer>(u"const", 6);
+    String text(buffer.get(), String::AM_SHARE);
+    EXPECT_EQ(text.getData(), buffer->getData());
+    EXPECT_EQ(text.toUpper(), u"CONST");
+    EXPECT_EQ(buffer->GetRefCount(), 1u);
+}
+
+TEST(String, EveryAllocationMayFail) {
+    using Operation = void (*)(String&);
+    const Operation operations[] = {
+        [](String& s) { s.append(u"appended text that needs new room"); },
+        [](String& s) { s.append(u'x'); },
+        [](String& s) { s.append(s.view()); },
+        [](String& s) { s.insert(3, s.view().substr(1, 20)); },
+        [](String& s) { s.replace(2, 5, u'x', 100); },
+        [](String& s) { s = String(u"another text"); },
+        [](String& s) { s.setTo(u"one more text that is longer than the one before it, by far"); },
+        [](String& s) { s.toUpper(); },
+        [](String& s) { s.trim(u'A'); },
+        [](String& s) { s.translate(u"AB", u"xy"); },
+        [](String& s) { s.getWriteLock(500); },
+        [](String& s) { s = s + s; },
+        [](String& s) { s = String::format(u"{0} {1} {0}", s, u"two"); },
+        [](String& s) { s = s.substring(3); },
+        [](String& s) { Reference<String>(s.clone()); },
+        [](String& s) { s.indexOf(u"needle in lower case", 0, true); },
+    };
+    const std::u16string text = longText(50);
+    for (size_t i = 0; i < std::size(operations); ++i) {
+        SCOPED_TRACE(i);
+        for (const bool isShared : {false, true}) {
+            qxtest::failEachAllocation([&] {
+                try {
+                    String string(text);
+                    const String other(isShared ? string : String());
+                    try {
+                        operations[i](string);
+                    } catch (const std::bad_alloc&) {
+                        EXPECT_EQ(string, text);
+                        throw;
+                    }
+                    EXPECT_EQ(other.isEmpty(), !isShared);
+                } catch (const std::bad_alloc&) { // also from the string's own construction
+                }
+            });
+        }
+    }
+}
+
+TEST(String, TextsThatNoLengthCanCountAreRefusedEarly) {
+    String text(u"abc");
+    EXPECT_THROW(text.append(u'x', INT32_MAX), std::bad_alloc);
+    EXPECT_THROW(text.insert(1, u'x', INT32_MAX - 2), std::bad_alloc);
+    EXPECT_THROW(text.getWriteLock(INT32_MAX), std::bad_alloc);
+    EXPECT_THROW(text.append(std::u16string_view(u"", size_t{INT32_MAX} + 1)), std::bad_alloc);
+    EXPECT_EQ(text, u"abc");
+    char16_t* units = nullptr;
+    EXPECT_EQ(text.GetWriteLock(INT32_MAX, &units), result::OutOfMemory);
+    EXPECT_EQ(units, nullptr);
+}
+
+TEST(String, BehavesAsAnObject) {
+    const String abc(u"abc"), abd(u"abd"), same(u"abc");
+    const Object& object = abc;
+    EXPECT_EQ(object.compareTo(abd), -1);
+    EXPECT_EQ(object.compareTo(same), 0);
+    EXPECT_TRUE(object.equals(same));
+    EXPECT_FALSE(object.equals(abd));
+    const util::RWCharBuffer buffer;
+    EXPECT_FALSE(object.equals(buffer));
+    EXPECT_THROW(object.compareTo(buffer), CastFailedException);
+    struct Derived : String {};
+    EXPECT_THROW(Derived().clone(), CloneNotSupportedException);
+
+    String text(u"abc");
+    int order = 7;
+    EXPECT_EQ(text.CompareTo(abd.GetUnknown(), &order), result::Ok);
+    EXPECT_EQ(order, -1);
+    Reference<IQXCharBuffer> component;
+    ASSERT_EQ(text.QueryInterface(IQXCharBuffer::Iid, component.putVoid()), result::Ok);
+    EXPECT_EQ(component->GetLength(), 3);
+}
+
+TEST(String, OperatorsTakeStringsUnitsAndViews) {
+    const String abc(u"abc");
+    const std::u16string_view view(u"abd");
+    EXPECT_TRUE(abc == u"abc" && u"abc" == abc && abc != view && view != abc);
+    EXPECT_TRUE(abc < view && abc < u"b" && u"abb" < abc && abc <= String(u"abc"));
+    EXPECT_EQ(abc + abc, u"abcabc");
+    EXPECT_EQ(abc + u"x" + u'y' + view, u"abcxyabd");
+    EXPECT_EQ(u"x" + abc, u"xabc");
+    EXPECT_EQ(view + abc, u"abdabc");
+    EXPECT_EQ(u'x' + abc, u"xabc");
+    EXPECT_EQ(checked(String() + u""), u"");
+    String sum;
+    ((sum += u"a") += u'b') += abc;
+    EXPECT_EQ(sum, u"ababc");
+    const std::unordered_set<String> set{abc, u"x"_qs, String(u"abc")};
+    EXPECT_EQ(set.size(), 2u);
+}
+
+TEST(String, ThreadsMayCopyAndWriteStringsThatShareText) {
+    const String origin(longText(100));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([copy = String(origin), t]() mutable {
+            for (int i = 0; i < 2'000; ++i) {
+                String own(copy);
+                own.append(static_cast<char16_t>(u'0' + t));
+                EXPECT_EQ(own.getLength(), 101);
+                EXPECT_EQ(own[100], u'0' + t);
+                if (i % 100 == 0)
+                    copy = String(own.substring(0, 100));
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(origin, longText(100));
+}

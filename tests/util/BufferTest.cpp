@@ -1,0 +1,236 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Reference.h>
+#include <qx/platform/result.h>
+#include <qx/util/MTBuffer.h>
+#include <qx/util/ROBuffer.h>
+#include <qx/util/RWBuffer.h>
+
+#include "tests/support/FailingAllocator.h"
+
+using namespace qx;
+using namespace qx::util;
+
+namespace {
+
+/// Every case runs over bytes and over UTF-16 units.
+template <class Unit>
+class BufferTest : public testing::Test {
+protected:
+    static std::vector<Unit> numbers(int32_t count) {
+        std::vector<Unit> units(static_cast<size_t>(count));
+        std::iota(units.begin(), units.end(), Unit{1});
+        return units;
+    }
+    static std::vector<Unit> contentOf(const AbstractBuffer<Unit>& buffer) {
+        return {buffer.getData(), buffer.getData() + buffer.getLength()};
+    }
+};
+
+using Units = testing::Types<signed char, char16_t>;
+TYPED_TEST_SUITE(BufferTest, Units);
+
+} // namespace
+
+TYPED_TEST(BufferTest, RoomIsAMultipleOfSixteenAndNoMoreThanAskedFor) {
+    const struct {
+        int32_t asked;
+        int32_t capacity;
+    } cases[] = {{0, 0}, {1, 16}, {15, 16}, {16, 16}, {17, 32}, {40, 48}, {1000, 1008}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.asked);
+        EXPECT_EQ(RWBuffer<TypeParam>(c.asked).getCapacity(), c.capacity);
+        RWBuffer<TypeParam> grown;
+        EXPECT_EQ(grown.getWriteLock(c.asked) != nullptr, c.asked > 0);
+        EXPECT_EQ(grown.getCapacity(), c.capacity);
+    }
+    const auto three = this->numbers(3);
+    RWBuffer<TypeParam> copied(three.data(), 3, 40);
+    EXPECT_EQ(copied.getCapacity(), 48);
+    EXPECT_EQ(this->contentOf(copied), three);
+}
+
+TYPED_TEST(BufferTest, LengthFollowsTheWriterAndExtraRoomIsGivenBack) {
+    RWBuffer<TypeParam> buffer(0);
+    buffer.getWriteLock(1);
+    buffer.releaseWriteLock(5);
+    EXPECT_EQ(buffer.getLength(), 5);
+    buffer.releaseWriteLock(-1);
+    EXPECT_EQ(buffer.getLength(), 5);
+    buffer.freeExtra();
+    EXPECT_EQ(buffer.getCapacity(), 16);
+    buffer.releaseWriteLock(0);
+    buffer.freeExtra();
+    EXPECT_EQ(buffer.getData(), nullptr);
+    EXPECT_EQ(buffer.getCapacity(), 0);
+
+    const auto units = this->numbers(20);
+    RWBuffer<TypeParam> large(units.data(), 20, 500);
+    large.freeExtra();
+    EXPECT_EQ(large.getCapacity(), 32);
+    EXPECT_EQ(this->contentOf(large), units);
+}
+
+TYPED_TEST(BufferTest, GrowthUnderTheWriteLockKeepsWhatWasNotYetReported) {
+    RWBuffer<TypeParam> buffer;
+    TypeParam* const first = buffer.getWriteLock(16);
+    const auto units = this->numbers(16);
+    std::copy(units.begin(), units.end(), first);
+    buffer.ensureCapacity(100);
+    buffer.releaseWriteLock(16);
+    EXPECT_EQ(this->contentOf(buffer), units);
+}
+
+TYPED_TEST(BufferTest, CopiesOwnTheirUnitsAndMovesTakeThem) {
+    const auto units = this->numbers(20);
+    RWBuffer<TypeParam> first(units.data(), 20);
+    RWBuffer<TypeParam> second(first);
+    first.getWriteLock(20)[0] = 99;
+    EXPECT_EQ(this->contentOf(second), units);
+    first = second;
+    EXPECT_EQ(this->contentOf(first), units);
+    first = *&first;
+    EXPECT_EQ(this->contentOf(first), units);
+    const TypeParam* const storage = first.getData();
+    RWBuffer<TypeParam> moved(std::move(first));
+    EXPECT_EQ(moved.getData(), storage);
+    EXPECT_EQ(first.getLength(), 0);
+
+    MTBuffer<TypeParam> locked(units.data(), 20);
+    MTBuffer<TypeParam> other(locked);
+    other = locked;
+    EXPECT_EQ(this->contentOf(other), units);
+}
+
+TYPED_TEST(BufferTest, ReadOnlyBufferRefusesWritersThroughTheInterface) {
+    const auto units = this->numbers(3);
+    ROBuffer<TypeParam> buffer(units.data(), 3, 0);
+    ComponentBuffer<TypeParam>& component = buffer;
+    EXPECT_EQ(component.GetLength(), 3);
+    EXPECT_EQ(component.IsWritable(), 0);
+    TypeParam probe{};
+    TypeParam* out = &probe;
+    EXPECT_EQ(component.GetWriteLock(1, &out), result::NotImplemented);
+    EXPECT_EQ(out, nullptr);
+    out = &probe;
+    EXPECT_EQ(component.EnsureCapacity(1, &out), result::NotImplemented);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(component.ReleaseWriteLock(1), result::NotImplemented);
+    EXPECT_EQ(component.FreeExtra(), result::Ok);
+    const TypeParam* in = nullptr;
+    EXPECT_EQ(component.GetReadLock(&in), result::Ok);
+    EXPECT_EQ(in, units.data());
+    EXPECT_EQ(component.ReleaseReadLock(), result::Ok);
+    EXPECT_EQ(component.GetWriteLock(1, nullptr), result::NullPointer);
+}
+
+TYPED_TEST(BufferTest, AnswersItsInterfaceAndThatOfObjects) {
+    const auto buffer = makeReference<MTBuffer<TypeParam>>(7);
+    Reference<ComponentBuffer<TypeParam>> component;
+    ASSERT_EQ(buffer->QueryInterface(ComponentBuffer<TypeParam>::Iid, component.putVoid()), 0);
+    EXPECT_EQ(component.get(), static_cast<ComponentBuffer<TypeParam>*>(buffer.get()));
+    Reference<IQXComparable> comparable;
+    EXPECT_EQ(component->QueryInterface(IQXComparable::Iid, comparable.putVoid()), 0);
+    EXPECT_EQ(buffer->GetRefCount(), 3u);
+
+    TypeParam* data = nullptr;
+    ASSERT_EQ(component->GetWriteLock(40, &data), 0);
+    std::fill_n(data, 40, TypeParam{5});
+    EXPECT_EQ(component->EnsureCapacity(60, &data), 0);
+    EXPECT_EQ(component->ReleaseWriteLock(40), 0);
+    EXPECT_EQ(component->GetLength(), 40);
+    EXPECT_EQ(component->GetData()[39], TypeParam{5});
+    EXPECT_EQ(component->FreeExtra(), 0);
+    EXPECT_EQ(buffer->getCapacity(), 48);
+}
+
+TYPED_TEST(BufferTest, EveryAllocationMayFail) {
+    const auto units = this->numbers(20);
+    qxtest::failEachAllocation([&] {
+        RWBuffer<TypeParam> buffer;
+        TypeParam* data = nullptr;
+        if (buffer.GetWriteLock(20, &data) != result::Ok) {
+            EXPECT_EQ(buffer.GetWriteLock(20, &data), result::Ok);
+        }
+        std::copy(units.begin(), units.end(), data);
+        EXPECT_EQ(buffer.ReleaseWriteLock(20), result::Ok);
+        const int32_t grown = buffer.EnsureCapacity(1000, &data);
+        EXPECT_TRUE(grown == result::Ok || grown == result::OutOfMemory);
+        EXPECT_EQ(data != nullptr, grown == result::Ok);
+        EXPECT_EQ(buffer.getCapacity(), grown == result::Ok ? 1008 : 32);
+        const int32_t freed = buffer.FreeExtra();
+        EXPECT_TRUE(freed == result::Ok || freed == result::OutOfMemory);
+        EXPECT_EQ(buffer.getLength(), 20);
+        EXPECT_TRUE(std::equal(units.begin(), units.end(), buffer.getData()));
+    });
+    // More than any machine has, and more than a capacity can say.
+    TypeParam* data = nullptr;
+    RWBuffer<TypeParam> buffer(units.data(), 20);
+    EXPECT_EQ(buffer.EnsureCapacity(INT32_MAX, &data), result::OutOfMemory);
+    EXPECT_EQ(this->contentOf(buffer), units);
+}
+
+TEST(MTBuffer, WriteLockThatGetsNoRoomIsNotHeld) {
+    MTByteBuffer buffer;
+    EXPECT_THROW(buffer.getWriteLock(INT32_MAX), std::bad_alloc);
+    EXPECT_NE(buffer.getWriteLock(1), nullptr); // hangs or throws if the lock were still held
+    buffer.releaseWriteLock(0);
+}
+
+TEST(MTBuffer, WriterWaitsForAllReadersAndReadersForTheWriter) {
+    MTCharBuffer buffer(u"old", 3);
+    const char16_t* const first = buffer.getReadLock();
+    std::thread([&] { // a second reader gets in beside the first
+        EXPECT_EQ(buffer.getReadLock(), first);
+        buffer.releaseReadLock();
+    })
+        .join();
+
+    std::atomic<bool> isWritten{false};
+    std::thread writer([&] {
+        char16_t* const units = buffer.getWriteLock(3);
+        isWritten = true;
+        std::copy_n(u"new", 3, units);
+        buffer.releaseWriteLock(3);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(isWritten);
+    EXPECT_EQ(std::u16string_view(first, 3), u"old");
+    buffer.releaseReadLock();
+    writer.join();
+    EXPECT_EQ(std::u16string_view(buffer.getReadLock(), 3), u"new");
+    buffer.releaseReadLock();
+}
+
+TEST(MTBuffer, NoReaderSeesHalfAWrite) {
+    MTCharBuffer buffer(64);
+    const auto fill = [&](char16_t unit, int32_t count) {
+        std::fill_n(buffer.getWriteLock(count), count, unit);
+        buffer.releaseWriteLock(count);
+    };
+    fill(u'a', 10);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 300; ++i)
+                fill(static_cast<char16_t>(u'a' + (i + t) % 26), 1 + (i * 37 + t) % 500);
+        });
+        threads.emplace_back([&] {
+            for (int i = 0; i < 300; ++i) {
+                const char16_t* const units = buffer.getReadLock();
+                const std::u16string_view text(units, static_cast<size_t>(buffer.getLength()));
+                EXPECT_EQ(text.find_first_not_of(text[0]), text.npos);
+                buffer.releaseReadLock();
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+}
