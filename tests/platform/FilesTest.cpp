@@ -189,7 +189,8 @@ TEST(Files, EveryCallRefusesAHandleThatIsNone) {
     char byte = 0;
     int32_t count = 7;
     int64_t size = 7;
-    for (const QXHandle handle : {None, QXHandle{0x7FFFFFFF}, QXHandle{1} << 32}) {
+    for (const QXHandle handle :
+         {None, QXHandle{0x7FFFFFFF}, QXHandle{1} << 33, QXHandle{3} << 32, QXHandle{1} << 31}) {
         EXPECT_EQ(QXFileRead(handle, &byte, 1, &count), result::InvalidHandle);
         EXPECT_EQ(count, 0);
         EXPECT_EQ(QXFileWrite(handle, &byte, 1, &count), result::InvalidHandle);
@@ -202,6 +203,24 @@ TEST(Files, EveryCallRefusesAHandleThatIsNone) {
     }
     EXPECT_EQ(QXFileRead(0, &byte, -1, &count), result::InvalidArgument);
     EXPECT_EQ(QXFileWrite(1, &byte, -1, &count), result::InvalidArgument);
+}
+
+TEST_F(FilesTest, TheBareDescriptorServesAsHandleToo) {
+    File file;
+    ASSERT_EQ(open(file, path("f"), Read | Write | Create), result::Ok);
+    const QXHandle descriptor = static_cast<uint32_t>(file.get());
+    EXPECT_EQ(write(descriptor, "abc"), result::Ok);
+    EXPECT_EQ(QXFileSeek(descriptor, 1, QX_FILE_FROM_START, nullptr), result::Ok);
+    EXPECT_EQ(read(file.get(), 5), "bc");
+}
+
+TEST_F(FilesTest, APipeThatWasOpenedByNameRaisesNoSignalEither) {
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+    File reader(static_cast<QXHandle>(::open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK)));
+    File writer;
+    ASSERT_EQ(open(writer, path("pipe"), Write), result::Ok);
+    reader = File();
+    EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe);
 }
 
 TEST(Files, AFullDeviceIsReported) {
@@ -401,8 +420,9 @@ const qxtest::ChildEntry openWithoutStreams("openWithoutStreams", [](const auto&
     if (QXFileOpen(arguments.at(0).c_str(), Write | Create, OwnerOnly, &handle) < 0)
         return 1;
     const bool isFree = ::fcntl(0, F_GETFD) < 0 && ::fcntl(1, F_GETFD) < 0;
-    const bool closesOnExec = ::fcntl(static_cast<int>(handle), F_GETFD) == FD_CLOEXEC;
-    return handle > 2 && isFree && closesOnExec ? 0 : 2;
+    const auto descriptor = static_cast<int>(handle);
+    const bool closesOnExec = ::fcntl(descriptor, F_GETFD) == FD_CLOEXEC;
+    return descriptor > 2 && isFree && closesOnExec ? 0 : 2;
 });
 
 TEST_F(FilesTest, AFileNeverBecomesAStandardStream) {

@@ -10,9 +10,17 @@ namespace qx::platform {
 
 constexpr QXHandle NoHandle = ~QXHandle{0};
 
+/// Set above the descriptor in the handle of a regular file, whose writes raise no SIGPIPE and so
+/// need no system call that finds out what is written to.
+constexpr QXHandle RegularFile = QXHandle{1} << 32;
+
+inline bool isRegularFile(QXHandle handle) noexcept {
+    return (handle & ~QXHandle{INT_MAX}) == RegularFile;
+}
+
 /// The descriptor in a handle; -1, which every system call refuses, for what cannot be one.
 inline int descriptorOf(QXHandle handle) noexcept {
-    return handle <= INT_MAX ? static_cast<int>(handle) : -1;
+    return handle <= INT_MAX || isRegularFile(handle) ? static_cast<int>(handle & INT_MAX) : -1;
 }
 
 /// Owner of a descriptor.

@@ -77,7 +77,10 @@ ssize_t writeToPipe(int descriptor, const void* buffer, size_t length) noexcept 
 }
 
 /// write(2) without SIGPIPE.
-ssize_t writeQuietly(int descriptor, const void* buffer, size_t length) noexcept {
+ssize_t writeQuietly(QXHandle handle, const void* buffer, size_t length) noexcept {
+    const int descriptor = descriptorOf(handle);
+    if (isRegularFile(handle))
+        return ::write(descriptor, buffer, length);
     struct stat status;
     if (::fstat(descriptor, &status) != 0)
         return -1;
@@ -129,7 +132,7 @@ int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* ha
         return resultFromErrno(EISDIR);
     if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 && errno != ESPIPE)
         return lastResult();
-    *handle = file.release();
+    *handle = file.release() | (S_ISREG(status.st_mode) ? RegularFile : 0);
     return result::Ok;
 }
 
@@ -174,9 +177,8 @@ int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length, int32_t
     *bytesWritten = 0;
     if (length < 0)
         return result::InvalidArgument;
-    const int descriptor = descriptorOf(handle);
-    const ssize_t count = transfer(descriptor, POLLOUT, [&] {
-        return writeQuietly(descriptor, buffer, static_cast<size_t>(length));
+    const ssize_t count = transfer(descriptorOf(handle), POLLOUT, [&] {
+        return writeQuietly(handle, buffer, static_cast<size_t>(length));
     });
     if (count < 0)
         return lastResult();
@@ -281,7 +283,7 @@ int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXH
         Descriptor file =
             openFile(buffer, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
         if (file) {
-            *handle = file.release();
+            *handle = file.release() | RegularFile;
             return result::Ok;
         }
         if (errno != EEXIST)
