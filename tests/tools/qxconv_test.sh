@@ -1,0 +1,270 @@
+#!/usr/bin/env bash
+# Tests the program qxconv as a user meets it. Arguments: the program, the folder of the test data,
+# and "sanitized" for a build whose memory use means nothing.
+set -u
+qxconv=$1
+texts=$2/texts
+sanitized=${3-}
+export LC_ALL=C.UTF-8
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder" || exit 1
+failures=0
+checks=0
+
+hex() { od -An -v -tx1 | tr -d ' \n'; }
+bytes() { printf "$(sed 's/../\\x&/g' <<<"$1")"; }
+
+# equal WHAT ACTUAL EXPECTED
+equal() {
+    checks=$((checks + 1))
+    [ "$2" == "$3" ] && return
+    echo "FAILED $1: got '$2', expected '$3'"
+    failures=$((failures + 1))
+}
+
+# converts HEX-IN HEX-OUT ARGUMENTS...: from standard input to standard output
+converts() {
+    local in=$1 out=$2
+    shift 2
+    equal "$in $*" "$(bytes "$in" | "$qxconv" "$@" | hex)" "$out"
+}
+
+# refuses STATUS MESSAGE ARGUMENTS...
+refuses() {
+    local status=$1 text=$2 message
+    shift 2
+    message=$("$qxconv" "$@" 2>&1 >stdout)
+    equal "status of $*" $? "$status"
+    equal "message of $*" "$message" "qxconv: $text"
+}
+
+# bad HEX-IN MESSAGE ARGUMENTS...: --strict refuses the input
+bad() {
+    bytes "$1" >bad.in
+    local text=$2
+    shift 2
+    refuses 1 "bad.in: $text" --strict "$@" bad.in
+}
+
+no_leftovers() { equal "leftovers $1" "$(find . -name '.qxconv*')" ""; }
+
+# --- encodings and their defaults
+converts 41c3a9e282acf09f9880 4100e900ac203dd800de -f UTF-8 -t UTF-16LE
+converts 4100e900ac203dd800de 41c3a9e282acf09f9880 -fUTF-16LE -tUTF-8
+converts 80e9 e282acc3a9 -f windows-1252
+converts c3a9 e9 -t latin1
+converts c3a9 c3a9
+converts "" "" -t UTF-32BE
+converts fffe4100 efbbbf41 -f UTF-16LE -t UTF-8 # a byte order mark is text
+equal "the C locale is ASCII" "$(printf '\xc3\xa9' | LC_ALL=C "$qxconv" -t UTF-8 | hex)" efbfbdefbfbd
+
+# --- replacement of bad text
+converts 41ff42 41efbfbd42 -t UTF-8
+converts eda08041 efbfbdefbfbdefbfbd41 -t UTF-8 # a surrogate: three maximal subparts
+converts 41c3 41efbfbd -t UTF-8
+converts e241 efbfbd41 -t UTF-8                 # what ends a broken sequence is text
+converts 00d84100 efbfbd41 -f UTF-16LE -t UTF-8
+converts 00dc410000d8 efbfbd41efbfbd -f UTF-16LE -t UTF-8
+converts 410042 41efbfbd -f UTF-16LE -t UTF-8   # half a unit
+converts 00d80000410000000000110042000000 efbfbd41efbfbd42 -f UTF-32LE -t UTF-8
+converts 265f443830303b41 efbfbd41 -f AMP-7 -t UTF-8 # an escape for a surrogate
+converts e4b8ad41f09f9880 3f413f -t CP1252
+converts 41ff42e282ac43 413c3f3e423c3f3e43 -t ISO8859_1 --substitute '<?>'
+converts 41e282acf09f988042 41e9e942 -t ISO8859_1 --substitute é
+converts 41ffefbfbd42 4178efbfbd42 --substitute x # U+FFFD in the input is no bad text
+converts 00d84100 7841 -f UTF-16LE -t UTF-8 --substitute x
+converts 00d84100 41 -f UTF-16LE -t UTF-8 --substitute=
+
+# Text that is bad all over, across many blocks, stays in step.
+yes $'\xff\xe2\x82\xacA' | tr -d '\n' | head -c 1000000 >all-bad
+equal "bad all over" "$("$qxconv" -t CP437 --substitute '[]' all-bad | cksum)" \
+    "$(yes '[][]A' | tr -d '\n' | head -c 1000000 | cksum)"
+
+# --- strict: the offset of the bad sequence
+bad 41ff42 'invalid UTF-8 at byte offset 1'
+bad 4142eda080 'invalid UTF-8 at byte offset 2'     # surrogate
+bad c3a9c080 'invalid UTF-8 at byte offset 2'       # over-long
+bad f4908080 'invalid UTF-8 at byte offset 0'       # above U+10FFFF
+bad 41f09f9841 'invalid UTF-8 at byte offset 1'
+bad efbfbdefbfbd80 'invalid UTF-8 at byte offset 6' # behind the same character in the input
+bad 41e282 'incomplete UTF-8 at byte offset 1'
+bad 410000d84200 'invalid UTF-16LE at byte offset 2' -f UTF-16LE
+bad 410000dc4200 'invalid UTF-16LE at byte offset 2' -f UTF-16LE -t UTF-16LE
+bad d83dde00d83d 'invalid UTF-16BE at byte offset 4' -f UTF-16BE
+bad 410042 'incomplete UTF-16LE at byte offset 2' -f UTF-16LE
+bad 4100000000d8000042000000 'invalid UTF-32LE at byte offset 4' -f UTF-32LE
+bad 0000004100110000 'invalid UTF-32BE at byte offset 4' -f UTF-32BE
+bad 410000004200 'incomplete UTF-32LE at byte offset 4' -f UTF-32LE
+bad 4142e4 'invalid ASCII at byte offset 2' -f ASCII
+bad 418142 'invalid CP1252 at byte offset 1' -f CP1252
+bad 4126783b 'invalid AMP-7 at byte offset 1' -f AMP-7
+bad 4126414d503b265f443830303b 'invalid AMP-7 at byte offset 6' -f AMP-7
+bad 41265f4538 'incomplete AMP-7 at byte offset 1' -f AMP-7
+bad c3a9c3a9e4b8ad 'U+4E2D has no form in CP1252, at byte offset 4' -t CP1252
+bad c3a9f09f9880 'U+1F600 has no form in CP437, at byte offset 2' -t CP437
+bad 3dd800de 'U+1F600 has no form in ASCII, at byte offset 0' -f UTF-16LE -t ASCII
+
+# Far into a file, around the places where blocks may end.
+for far in 65535 65536 131071 131072 131073 262143 1000001; do
+    { head -c $far /dev/zero && printf '\xe4\xb8\xad\xff'; } >far
+    refuses 1 "far: U+4E2D has no form in ASCII, at byte offset $far" --strict -t ASCII far
+    refuses 1 "far: invalid UTF-8 at byte offset $((far + 3))" --strict -t UTF-16LE far
+    # every character that a block's end cuts is put together again
+    yes 'é中😀' | head -c $((far + 12)) | sed '$d' >cut
+    "$qxconv" --strict -t UTF-16BE cut | "$qxconv" --strict -f UTF-16BE -t UTF-8 | cmp - cut
+    equal "characters across blocks" $? 0
+done
+refuses 1 'standard input: invalid UTF-8 at byte offset 0' --strict - <<<$'\xff'
+printf 'A\0' >even
+printf 'A\0B' >odd
+refuses 1 'odd: incomplete UTF-16LE at byte offset 2' --strict -f UTF-16LE even odd even
+
+# --- files
+printf 'one' >1
+printf 'two' >2
+equal "files in order" "$(echo ' and' | "$qxconv" 1 - 2)" $'one and\ntwo'
+"$qxconv" -o out -t UTF-16BE 1 2
+equal "output file" "$(hex <out)" 006f006e006500740077006f
+touch plain
+equal "mode of a new file" "$(stat -c %a out)" "$(stat -c %a plain)"
+chmod 640 out
+ln -s out link
+"$qxconv" -o link 1
+equal "through a link" "$(readlink link) $(cat out)" "out one"
+equal "mode of an old file" "$(stat -c %a out)" 640
+"$qxconv" -t UTF-16LE -o 1 1
+equal "in place" "$(hex <1)" 6f006e006500
+(umask 077 && "$qxconv" -o private 2)
+equal "mode under a umask" "$(stat -c %a private)" 600
+equal "to standard output by name" "$("$qxconv" -o - 2)" two
+"$qxconv" -o /dev/null 2
+equal "a device stays one" "$(stat -c %F /dev/null)" "character special file"
+mkfifo pipe
+"$qxconv" -o pipe 2 &
+equal "into a named pipe" "$(cat pipe)" two
+wait
+printf 'dashes' >--strict
+equal "a file like an option" "$("$qxconv" -- --strict)" dashes
+
+# --- a failure leaves the output as it was
+printf 'old' >out
+printf 'A\xff' >bad
+refuses 1 'missing: no such file' -o out 2 missing
+refuses 1 'bad: invalid UTF-8 at byte offset 1' --strict -o out 2 bad
+refuses 1 'bad: invalid UTF-8 at byte offset 1' --strict -o new bad
+refuses 1 '.: is a folder' -o out .
+equal "old output" "$(cat out)" old
+equal "no new output" "$(find . -name new)" ""
+refuses 1 'nowhere/out: no such file' -o nowhere/out 2
+refuses 1 '/dev/full: no space left on the device' -o /dev/full 2
+equal "full disk" "$("$qxconv" 2 2>&1 >/dev/full; echo $?)" \
+    $'qxconv: standard output: no space left on the device\n1'
+equal "full disk for the list" "$("$qxconv" -l 2>&1 >/dev/full; echo $?)" \
+    $'qxconv: standard output: no space left on the device\n1'
+no_leftovers "after failures"
+if [ "$(id -u)" != 0 ]; then
+    chmod 400 out
+    refuses 1 'out: permission denied' -o out 2
+    chmod 600 out
+fi
+
+# --- a reader that leaves ends the program, quietly and soon
+equal "closed pipe" "$({ yes | "$qxconv" 2>err; echo $? >status; } | head -c 1; cat err status)" y1
+
+# --- a signal removes what was written
+for signal in INT TERM; do
+    mkfifo endless
+    # a background job of a script ignores SIGINT unless told otherwise
+    env --default-signal=INT "$qxconv" -o out endless &
+    exec 3>endless
+    echo text >&3
+    for _ in $(seq 100); do
+        [ -n "$(find . -name '.qxconv*')" ] && break
+        sleep 0.1
+    done
+    kill -$signal $!
+    wait $! 2>/dev/null
+    equal "ended by SIG$signal" $(($? - 128)) "$(kill -l $signal)"
+    exec 3>&-
+    rm endless
+done
+equal "output after a signal" "$(cat out)" old
+no_leftovers "after a signal"
+
+# --- usage
+usage='(qxconv --help tells more)'
+refuses 2 "unknown option -x $usage" -x
+refuses 2 "unknown option --strictly $usage" --strictly
+refuses 2 "unknown option --substituted $usage" --substituted
+refuses 2 "option -f needs a value $usage" -f
+refuses 2 "option --substitute needs a value $usage" --substitute
+refuses 2 "option -t is given twice $usage" -t UTF-8 -t UTF-8
+refuses 2 "--strict and --substitute exclude each other $usage" --strict --substitute x
+refuses 2 "-l takes no files $usage" -l 2
+refuses 2 'unknown encoding "UTF-9" (qxconv -l lists all)' -f UTF-9 -o out 2
+refuses 2 'unknown encoding "" (qxconv -l lists all)' -t '' 2
+refuses 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
+equal "output after usage errors" "$(cat out)" old
+options='-f FROM|-t TO|-o OUT|--strict|--substitute TEXT|-l|--help'
+equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")" 7
+
+# --- the list: every name in it is taken, for both directions
+"$qxconv" -l >list
+equal "encodings" "$(awk '{ print $1, $2 }' list | LC_ALL=C sort | tr '\n' ' ')" \
+    "AMP-7 - ASCII 20127 CP1252 1252 CP437 437 ISO8859_1 28591 UTF-16BE - UTF-16LE - UTF-32BE - UTF-32LE - UTF-8 65001 "
+equal "names" "$(awk '{ n += NF - 1 } END { print n }' list)" 44
+while read -r name _ aliases; do
+    for alias in $name $aliases; do
+        there=$(printf A | "$qxconv" -f ASCII -t "$alias" | hex)
+        equal "from $alias" "$(bytes "$there" | "$qxconv" -f "$alias" -t ASCII)" A
+        equal "$alias is $name" "$(printf A | "$qxconv" -f ASCII -t "$name" | hex)" "$there"
+    done
+done <list
+
+# --- real text, through every encoding and back
+for text in "$texts"/*.txt; do
+    while read -r name _; do
+        if "$qxconv" --strict -t "$name" -o there "$text" 2>/dev/null; then
+            "$qxconv" --strict -f "$name" there | cmp - "$text"
+            equal "$text through $name" $? 0
+        else
+            case $name in
+            ASCII | ISO8859_1 | CP437 | CP1252) ;;
+            *) equal "form of $text in $name" none some ;;
+            esac
+        fi
+    done <list
+done
+
+# --- progress on a terminal, for long input only
+head -c 70000000 /dev/zero >long
+if command -v script >/dev/null; then
+    shown=$(script -qec "'$qxconv' -o /dev/null long" /dev/null)
+    equal "progress" "$(grep -c 'qxconv: [0-9]* of 66 MiB ([0-9]* %)' <<<"$shown")" 1
+    shown=$(script -qec "head -c 70000000 /dev/zero | '$qxconv' -o /dev/null" /dev/null)
+    equal "progress of unknown length" "$(grep -c 'qxconv: 6[0-9] MiB' <<<"$shown")" 1
+    equal "no progress" "$(script -qec "'$qxconv' -o /dev/null far" /dev/null)" ""
+fi
+equal "no progress without a terminal" "$("$qxconv" -o /dev/null long 2>&1)" ""
+
+# --- memory does not grow with the input
+if [ "$sanitized" != sanitized ]; then
+    for from in UTF-8 CP1252; do
+        for input in long all-bad; do
+            mkfifo feed
+            "$qxconv" -f $from -t UTF-32LE feed >/dev/null &
+            exec 3>feed
+            cat $input >&3
+            peak=$(awk '/VmHWM/ { print $2 }' /proc/$!/status)
+            exec 3>&-
+            rm feed
+            wait $!
+            equal "peak of $peak KiB for $input is below 16 MiB" $((peak > 0 && peak < 16384)) 1
+        done
+    done
+fi
+
+echo "$checks checks, $failures failed"
+[ $failures == 0 ]

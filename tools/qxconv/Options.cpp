@@ -1,0 +1,117 @@
+#include "Options.h"
+
+#include <string_view>
+
+#include "Failure.h"
+
+const char HelpText[] =
+    R"(usage: qxconv [-f FROM] [-t TO] [-o OUT] [--strict] [--substitute TEXT] [FILE...]
+       qxconv -l
+
+Converts text files, one behind the other, from the encoding FROM to the encoding TO.
+Without files, or for the file "-", standard input is read.
+
+  -f FROM            encoding of the input (default: that of the locale)
+  -t TO              encoding of the output (default: that of the locale)
+  -o OUT             write the file OUT, which appears or changes only when everything
+                     was converted (default: standard output)
+  --strict           stop at the first invalid byte sequence and at the first character
+                     that TO does not have, and tell its byte offset
+  --substitute TEXT  write TEXT in the place of such a sequence or character (default:
+                     the replacement character, or "?" where TO does not have it)
+  -l                 list the encodings with code page and other names
+  --help             show this text
+
+A byte order mark is text like any other; -f UTF-16LE and the like read and write none.
+Exit status: 0 done, 1 the input is bad or a file cannot be read or written, 2 usage.
+)";
+
+namespace {
+
+using Value = std::optional<std::string> Options::*;
+
+struct ValueOption {
+    std::string_view name;
+    Value value;
+};
+
+constexpr ValueOption ValueOptions[] = {
+    {"-f", &Options::from},
+    {"-t", &Options::to},
+    {"-o", &Options::output},
+    {"--substitute", &Options::substitute},
+};
+
+Failure usage(const std::string& message) {
+    return Failure(Failure::Usage, message + " (qxconv --help tells more)");
+}
+
+/// The arguments from front to back.
+class Arguments {
+public:
+    Arguments(int argc, char** argv) : m_arguments(argv + (argc > 0 ? 1 : 0), argv + argc) {}
+
+    bool atEnd() const { return m_next == m_arguments.size(); }
+    const std::string& take() { return m_arguments[m_next++]; }
+
+private:
+    std::vector<std::string> m_arguments;
+    std::size_t m_next = 0;
+};
+
+/// Reads "-f X", "-fX", "--substitute X" and "--substitute=X"; false for another argument.
+bool readValue(const std::string& argument, Arguments& arguments, Options& options) {
+    for (const ValueOption& option : ValueOptions) {
+        if (!argument.starts_with(option.name))
+            continue;
+        const bool isLong = option.name.starts_with("--");
+        std::string value = argument.substr(option.name.size());
+        if (value.empty()) {
+            if (arguments.atEnd())
+                throw usage("option " + argument + " needs a value");
+            value = arguments.take();
+        } else if (isLong) {
+            if (!value.starts_with('='))
+                continue;
+            value.erase(0, 1);
+        }
+        if (options.*option.value)
+            throw usage("option " + std::string(option.name) + " is given twice");
+        options.*option.value = value;
+        return true;
+    }
+    return false;
+}
+
+void checkTogether(const Options& options) {
+    if (options.strict && options.substitute)
+        throw usage("--strict and --substitute exclude each other");
+    if (options.action == Options::Action::ListEncodings && !options.files.empty())
+        throw usage("-l takes no files");
+}
+
+} // namespace
+
+Options parseOptions(int argc, char** argv) {
+    Options options;
+    Arguments arguments(argc, argv);
+    bool optionsEnded = false;
+    while (!arguments.atEnd()) {
+        const std::string argument = arguments.take();
+        if (optionsEnded || argument == "-" || !argument.starts_with('-'))
+            options.files.push_back(argument);
+        else if (argument == "--")
+            optionsEnded = true;
+        else if (argument == "--strict")
+            options.strict = true;
+        else if (argument == "-l")
+            options.action = Options::Action::ListEncodings;
+        else if (argument == "--help") {
+            options.action = Options::Action::ShowHelp;
+            return options;
+        } else if (!readValue(argument, arguments, options))
+            throw usage("unknown option " + argument);
+    }
+    checkTogether(options);
+    return options;
+}

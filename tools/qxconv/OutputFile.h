@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// A file that appears, or replaces the old one, only when it is complete: it is written aside in
+/// the same folder and renamed by commit. Until then the destructor, and SIGINT and SIGTERM, remove
+/// what was written. A symbolic link stays one, and an existing file keeps its permissions.
+///
+/// What is no regular file (a pipe, a terminal, a device) is written directly.
+///
+/// One at a time.
+class OutputFile {
+public:
+    /// @throws Failure that tells @p name
+    explicit OutputFile(const std::string& name);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /// The open file.
+    uint64_t handle() const { return m_handle; }
+
+    /// Closes the file and gives it its name.
+    void commit();
+
+private:
+    void openAside(uint32_t mode);
+    void close();
+
+    std::string m_name;   ///< for messages
+    std::string m_target; ///< the name with links followed
+    std::string m_aside;  ///< empty when the target is written directly
+    uint64_t m_handle;
+};
