@@ -241,7 +241,8 @@ TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
     EXPECT_TRUE(base == nullptr);
     EXPECT_EQ(moved, first);
     moved = std::move(moved);
-    moved = moved;
+    const auto& self = moved;
+    moved = self;
     EXPECT_EQ(first->GetRefCount(), 2u);
     CQXSmartPtr<Object> legacy = moved.get();
     EXPECT_EQ(first->GetRefCount(), 3u);
