@@ -47,12 +47,14 @@
 #include <qx/io/FilterSource.h>
 #include <qx/io/FilterWriter.h>
 #include <qx/io/InputStream.h>
+#include <qx/io/InputStreamReader.h>
 #include <qx/io/IoException.h>
 #include <qx/io/MarkBuffer.h>
 #include <qx/io/MaskedConsoleInputStream.h>
 #include <qx/io/NullOutputStream.h>
 #include <qx/io/NullWriter.h>
 #include <qx/io/OutputStream.h>
+#include <qx/io/OutputStreamWriter.h>
 #include <qx/io/PendingBuffer.h>
 #include <qx/io/PrintWriter.h>
 #include <qx/io/Reader.h>

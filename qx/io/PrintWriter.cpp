@@ -1,12 +1,20 @@
 #include <qx/io/PrintWriter.h>
 
 #include <qx/core/String.h>
+#include <qx/core/detail/Decimal.h>
 
 namespace qx::io {
 
 namespace {
 
 constexpr char16_t LineEnd = u'\n';
+
+/// The text of String::valueOf, without the String.
+template <class Integer>
+void printDecimal(Writer& out, Integer value) {
+    const qx::detail::Decimal decimal(value);
+    out.write(decimal.text().data(), static_cast<int32_t>(decimal.text().size()));
+}
 
 } // namespace
 
@@ -22,19 +30,19 @@ void PrintWriter::print(double value) { write(String::valueOf(value)); }
 
 void PrintWriter::print(float value) { write(String::valueOf(value)); }
 
-void PrintWriter::print(long value) { write(String::valueOf(value)); }
+void PrintWriter::print(long value) { printDecimal(*this, value); }
 
-void PrintWriter::print(int value) { write(String::valueOf(value)); }
+void PrintWriter::print(int value) { printDecimal(*this, value); }
 
 void PrintWriter::print(bool value) { write(String::valueOf(value)); }
 
-void PrintWriter::print(unsigned int value) { write(String::valueOf(value)); }
+void PrintWriter::print(unsigned int value) { printDecimal(*this, value); }
 
-void PrintWriter::print(unsigned long value) { write(String::valueOf(value)); }
+void PrintWriter::print(unsigned long value) { printDecimal(*this, value); }
 
-void PrintWriter::print(long long value) { write(String::valueOf(value)); }
+void PrintWriter::print(long long value) { printDecimal(*this, value); }
 
-void PrintWriter::print(unsigned long long value) { write(String::valueOf(value)); }
+void PrintWriter::print(unsigned long long value) { printDecimal(*this, value); }
 
 void PrintWriter::println(const String& text) { printLine<const String&>(text); }
 

@@ -1,0 +1,138 @@
+#include <qx/io/InputStreamReader.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include <qx/io/IoException.h>
+
+namespace qx::io {
+
+namespace {
+
+constexpr int32_t MinimumSize = 6;
+/// Longer than a sequence of any encoding: what fills this much without becoming a character never
+/// will.
+constexpr int32_t LongestSequence = 32;
+constexpr char16_t Replacement = 0xFFFD;
+
+} // namespace
+
+InputStreamReader::InputStreamReader(InputStream* in, const char16_t* encoding, int32_t size)
+    : m_in(in), m_converter(text::charset::ByteToCharConverter::getConverter(encoding)),
+      m_size(std::max(size, MinimumSize)),
+      m_bytes(std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_size))) {}
+
+int32_t InputStreamReader::read(char16_t* to, int32_t length) {
+    requireOpen();
+    if (length < 1)
+        return 0;
+    int32_t produced = takeHeld(to, length);
+    bool stalled = false;
+    while (produced < length) {
+        if (m_position < m_count && !stalled) {
+            m_converter->convert(m_bytes.get(), &m_position, m_count, to, &produced, length);
+            stalled = m_position < m_count;
+            // The next character may just need more room than the caller has left.
+            if (stalled && convertBeyond(to, produced, length))
+                return produced;
+        } else if (!m_endOfInput && makeRoom()) {
+            if (produced > 0 && m_in->available() == 0)
+                return produced;
+            readBytes();
+            stalled = stalled && m_endOfInput;
+        } else if (m_position == m_count) {
+            m_converter->flush(to, &produced, length);
+            return produced > 0 ? produced : -1;
+        } else {
+            to[produced++] = Replacement;
+            ++m_position;
+            stalled = false;
+        }
+    }
+    return produced;
+}
+
+int32_t InputStreamReader::available() {
+    requireOpen();
+    const int64_t bytes = int64_t{m_in->available()} + (m_count - m_position);
+    const int64_t units =
+        bytes / std::max(m_converter->getMaxBytesPerChar(), 1) + (m_heldCount - m_heldPosition);
+    return static_cast<int32_t>(std::min<int64_t>(units, std::numeric_limits<int32_t>::max()));
+}
+
+void InputStreamReader::close() {
+    requireOpen();
+    m_converter.reset();
+    m_bytes.reset();
+    m_in->close();
+}
+
+const char16_t* InputStreamReader::getEncodingName() {
+    requireOpen();
+    return m_converter->getEncodingName();
+}
+
+void InputStreamReader::requireOpen() const {
+    if (!m_converter)
+        throwIo(u"stream closed");
+}
+
+int32_t InputStreamReader::takeHeld(char16_t* to, int32_t length) noexcept {
+    const int32_t taken = std::min(length, m_heldCount - m_heldPosition);
+    std::copy_n(m_held.begin() + m_heldPosition, taken, to);
+    m_heldPosition += taken;
+    return taken;
+}
+
+/// True when the character at the position is complete and only found too little room behind the
+/// @p produced units. When there are none yet, it is taken apart: the caller gets the units that
+/// fit, the others are held for the next read.
+bool InputStreamReader::convertBeyond(char16_t* to, int32_t& produced, int32_t length) {
+    const int32_t room = length - produced;
+    for (auto capacity = room + 1; capacity <= static_cast<int32_t>(m_held.size()); ++capacity) {
+        int32_t position = m_position;
+        m_heldPosition = m_heldCount = 0;
+        m_converter->convert(m_bytes.get(), &position, m_count, m_held.data(), &m_heldCount,
+                             capacity);
+        if (m_heldCount == 0)
+            continue;
+        if (produced > 0) {
+            m_heldCount = 0; // converted again by the next read
+        } else {
+            m_position = position;
+            produced = takeHeld(to, room);
+        }
+        return true;
+    }
+    return false;
+}
+
+/// Moves the bytes that are not converted to the front of the buffer, which grows when a sequence
+/// fills it. False when they are too many to be one sequence.
+bool InputStreamReader::makeRoom() {
+    const int32_t kept = m_count - m_position;
+    if (kept == m_size) {
+        if (m_size >= LongestSequence)
+            return false;
+        auto larger = std::make_unique_for_overwrite<signed char[]>(size_t{LongestSequence});
+        std::memcpy(larger.get(), m_bytes.get() + m_position, static_cast<size_t>(kept));
+        m_bytes = std::move(larger);
+        m_size = LongestSequence;
+    } else if (kept > 0) {
+        std::memmove(m_bytes.get(), m_bytes.get() + m_position, static_cast<size_t>(kept));
+    }
+    m_position = 0;
+    m_count = kept;
+    return true;
+}
+
+void InputStreamReader::readBytes() {
+    const int32_t count = m_in->read(m_bytes.get() + m_count, m_size - m_count);
+    if (count < 0)
+        m_endOfInput = true;
+    else
+        m_count += count;
+}
+
+} // namespace qx::io

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include <qx/core/Reference.h>
+#include <qx/io/InputStream.h>
+#include <qx/io/Reader.h>
+#include <qx/platform/export.h>
+#include <qx/text/charset/ByteToCharConverter.h>
+
+namespace qx::io {
+
+/// Reads text from a byte stream in some encoding. Once closed, every operation raises IoException
+/// "stream closed". Failures of the converter pass through.
+///
+/// An incomplete sequence at the end of input becomes one U+FFFD per byte that is left over.
+class QX_API InputStreamReader : public Reader {
+public:
+    static constexpr int32_t DefaultSize = 8192;
+
+    /// @param encoding  name of the encoding, nul-terminated; null for the default encoding
+    /// @param size      bytes per read of @p in, raised to 6
+    /// @throws UnknownEncodingException
+    explicit InputStreamReader(InputStream* in, const char16_t* encoding = nullptr,
+                               int32_t size = DefaultSize);
+
+    using Reader::read;
+    int32_t read(char16_t* to, int32_t length) override;
+    /// An estimate from below: the bytes at hand divided by the longest form of a character.
+    int32_t available() override;
+    /// Gives up the converter and closes the stream.
+    void close() override;
+
+    /// Canonical name of the encoding.
+    virtual const char16_t* getEncodingName();
+
+private:
+    void requireOpen() const;
+    int32_t takeHeld(char16_t* to, int32_t length) noexcept;
+    bool convertBeyond(char16_t* to, int32_t& produced, int32_t length);
+    bool makeRoom();
+    void readBytes();
+
+    Reference<InputStream> m_in;
+    Reference<text::charset::ByteToCharConverter> m_converter; // null once closed
+    int32_t m_size;
+    std::unique_ptr<signed char[]> m_bytes;
+    int32_t m_position = 0;
+    int32_t m_count = 0;
+    bool m_endOfInput = false;
+
+    /// Units of a character that did not fit into what the caller had room for.
+    std::array<char16_t, 4> m_held{};
+    int32_t m_heldPosition = 0;
+    int32_t m_heldCount = 0;
+};
+
+} // namespace qx::io
+
+using CQXInputStreamReader = qx::io::InputStreamReader;

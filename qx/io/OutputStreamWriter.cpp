@@ -1,0 +1,102 @@
+#include <qx/io/OutputStreamWriter.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <qx/core/Result.h>
+#include <qx/io/IoException.h>
+#include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/Utf16.h>
+
+namespace qx::io {
+
+namespace {
+
+constexpr int32_t MinimumSize = 6;
+/// Longer than the form of a character in any encoding.
+constexpr int32_t LongestSequence = 32;
+
+} // namespace
+
+OutputStreamWriter::OutputStreamWriter(OutputStream* out, const char16_t* encoding, int32_t size)
+    : m_out(out), m_converter(text::charset::CharToByteConverter::getConverter(encoding)),
+      m_size(std::max(size, MinimumSize)),
+      m_bytes(std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_size))) {}
+
+void OutputStreamWriter::write(const char16_t* from, int32_t length) {
+    requireOpen();
+    if (length < 1)
+        return;
+    if (m_heldSurrogate != 0) {
+        const char16_t pair[] = {std::exchange(m_heldSurrogate, u'\0'), *from++};
+        encode(pair, 2);
+        --length;
+    }
+    encode(from, length);
+}
+
+void OutputStreamWriter::flush() {
+    requireOpen();
+    if (m_heldSurrogate != 0)
+        throw text::charset::InvalidCharacterException(
+            String(u"leading surrogate without trailing"));
+    m_converter->flush(m_bytes.get(), &m_count, m_size);
+    while (m_count > 0) {
+        drain();
+        m_converter->flush(m_bytes.get(), &m_count, m_size);
+    }
+    m_out->flush();
+}
+
+void OutputStreamWriter::close() {
+    requireOpen();
+    m_converter.reset();
+    m_bytes.reset();
+    m_count = 0;
+    m_out->close();
+}
+
+const char16_t* OutputStreamWriter::getEncodingName() {
+    requireOpen();
+    return m_converter->getEncodingName();
+}
+
+void OutputStreamWriter::requireOpen() const {
+    if (!m_converter)
+        throwIo(u"stream closed");
+}
+
+void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
+    for (int32_t consumed = 0; consumed < length;) {
+        const int32_t consumedBefore = consumed;
+        const int32_t countBefore = m_count;
+        m_converter->convert(from, &consumed, length, m_bytes.get(), &m_count, m_size);
+        const bool producedNone = m_count == countBefore;
+        if (m_count >= m_size || producedNone)
+            drain();
+        if (producedNone && countBefore == 0 && consumed == consumedBefore)
+            onNoProgress(from, consumed, length);
+    }
+}
+
+/// An empty buffer, and still the converter did nothing: it waits for the second half of a pair, or
+/// the next character needs more room than there is.
+void OutputStreamWriter::onNoProgress(const char16_t* from, int32_t& consumed, int32_t length) {
+    if (length - consumed == 1 && text::charset::isHighSurrogate(from[consumed])) {
+        m_heldSurrogate = from[consumed++];
+    } else if (m_size < LongestSequence) {
+        m_bytes = std::make_unique_for_overwrite<signed char[]>(size_t{LongestSequence});
+        m_size = LongestSequence;
+    } else {
+        throwResult(result::Fail, u"converter makes no progress");
+    }
+}
+
+void OutputStreamWriter::drain() {
+    if (m_count == 0)
+        return;
+    m_out->write(m_bytes.get(), m_count);
+    m_count = 0;
+}
+
+} // namespace qx::io

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include <qx/core/Reference.h>
+#include <qx/io/OutputStream.h>
+#include <qx/io/Writer.h>
+#include <qx/platform/export.h>
+#include <qx/text/charset/CharToByteConverter.h>
+
+namespace qx::io {
+
+/// Writes text to a byte stream in some encoding. Bytes wait in a buffer until it is full or
+/// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
+/// Failures of the converter pass through.
+class QX_API OutputStreamWriter : public Writer {
+public:
+    static constexpr int32_t DefaultSize = 8192;
+
+    /// @param encoding  name of the encoding, nul-terminated; null for the default encoding
+    /// @param size      of the buffer in bytes, raised to 6
+    /// @throws UnknownEncodingException
+    explicit OutputStreamWriter(OutputStream* out, const char16_t* encoding = nullptr,
+                                int32_t size = DefaultSize);
+
+    using Writer::write;
+    void write(const char16_t* from, int32_t length) override;
+    /// Writes what is pending and flushes the stream.
+    /// @throws InvalidCharacterException while half a surrogate pair waits for the other
+    void flush() override;
+    /// Gives up the converter and pending bytes and closes the stream.
+    void close() override;
+
+    /// Canonical name of the encoding.
+    virtual const char16_t* getEncodingName();
+
+private:
+    void requireOpen() const;
+    void encode(const char16_t* from, int32_t length);
+    void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);
+    void drain();
+
+    Reference<OutputStream> m_out;
+    Reference<text::charset::CharToByteConverter> m_converter; // null once closed
+    int32_t m_size;
+    std::unique_ptr<signed char[]> m_bytes;
+    int32_t m_count = 0;
+    /// A high surrogate that the converter leaves to be given again with its low one; 0 for none.
+    char16_t m_heldSurrogate = 0;
+};
+
+} // namespace qx::io
+
+using CQXOutputStreamWriter = qx::io::OutputStreamWriter;
