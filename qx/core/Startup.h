@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/platform/export.h>
+
+/// Start-up and shut-down of the library. Loading and unloading the shared library run them; a
+/// program may call them as well, in pairs: they nest, and only the first start-up and the last
+/// shut-down do anything. Not to be called by two threads at once.
+extern "C" {
+
+/// Sets the process locale to the user's, makes the library-wide lock, and registers runtime
+/// classes and encodings.
+/// @return 0, or the result code of the failure that stopped it
+QX_API int32_t QXCLLibInit();
+
+/// Frees what start-up and the use of the library left behind.
+/// @return 0, or result::Fail without a start-up to undo
+QX_API int32_t QXCLLibUninit();
+}

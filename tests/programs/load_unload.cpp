@@ -1,0 +1,56 @@
+// Loads and unloads the library a hundred times: nothing may stay behind. Leaks are reported by the
+// sanitizer that the program is built with; without one, by the growth of the heap.
+
+#include <cstdint>
+#include <cstdio>
+#include <dlfcn.h>
+#include <malloc.h>
+
+namespace {
+
+bool loadUseAndUnload() {
+    void* const library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        std::fprintf(stderr, "%s\n", dlerror());
+        return false;
+    }
+    using Enumerate = int32_t (*)(uint32_t * count, void* infos);
+    const auto enumerate = reinterpret_cast<Enumerate>(dlsym(library, "QXEnumerateEncInfo"));
+    uint32_t count = 0;
+    if (!enumerate || enumerate(&count, nullptr) >= 0 || count != 28) {
+        std::fprintf(stderr, "the library did not start up\n");
+        return false;
+    }
+    if (dlclose(library) != 0) {
+        std::fprintf(stderr, "%s\n", dlerror());
+        return false;
+    }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    if (dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_NOLOAD)) {
+        std::fprintf(stderr, "the library stays loaded\n");
+        return false;
+    }
+#endif
+    return true;
+}
+
+std::size_t heapInUse() { return mallinfo2().uordblks; }
+
+} // namespace
+
+int main() {
+    // The first rounds fill caches of the system's own loader and locale code.
+    std::size_t before = 0;
+    for (int round = 0; round < 100; ++round) {
+        if (round == 20)
+            before = heapInUse();
+        if (!loadUseAndUnload())
+            return 1;
+    }
+    const std::size_t after = heapInUse();
+    if (after > before + 1024) {
+        std::fprintf(stderr, "%zu bytes stay behind\n", after - before);
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,60 @@
+// Static objects that use strings before main and after it, when the library may be shut down.
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <qx/core/Class.h>
+#include <qx/core/Startup.h>
+#include <qx/core/String.h>
+
+namespace {
+
+void require(bool condition, const char* what) {
+    if (!condition) {
+        std::fprintf(stderr, "failed: %s\n", what);
+        std::_Exit(1);
+    }
+}
+
+/// Works on strings while it is made and while it goes.
+class Guest {
+public:
+    Guest() {
+        m_text.append(u"before main");
+        m_bytes.assign(reinterpret_cast<const char*>(m_text.getBytes(u"UTF-8")));
+        require(m_bytes == "before main", "encoding before main");
+    }
+
+    ~Guest() {
+        m_text.append(u", after it");
+        qx::String copy(m_text);
+        copy.setTo(qx::String());
+        qx::String empty;
+        empty = m_empty;
+        require(m_text.equals(u"before main, after it"), "text after main");
+        require(empty.getLength() == 0 && *empty.getData() == 0, "empty string after main");
+        require(m_empty.toString().equals(empty), "copy after main");
+    }
+
+private:
+    qx::String m_text;
+    qx::String m_empty;
+    std::string m_bytes;
+};
+
+const Guest s_guest;
+
+/// Goes first of the two and shuts the library down, so that the guest outlives it.
+struct ShutDown {
+    ~ShutDown() { require(QXCLLibUninit() == 0, "shut-down"); }
+};
+
+const ShutDown s_shutDown;
+
+} // namespace
+
+int main() {
+    require(qx::Class::forName(u"CQXString") != nullptr, "classes in main");
+    return 0;
+}
