@@ -21,9 +21,11 @@
 #include <qx/io/FilterOutputStream.h>
 #include <qx/io/FilterReader.h>
 #include <qx/io/FilterWriter.h>
+#include <qx/io/InputStreamReader.h>
 #include <qx/io/IoException.h>
 #include <qx/io/NullOutputStream.h>
 #include <qx/io/NullWriter.h>
+#include <qx/io/OutputStreamWriter.h>
 #include <qx/io/PrintWriter.h>
 #include <qx/io/StdioInputStream.h>
 #include <qx/io/StdioOutputStream.h>
@@ -101,6 +103,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<sync::Gate>(u"CQXGate"),
         known<util::Guid>(u"CQXGuid"),
         known<io::InputStream>(u"CQXInputStream"),
+        known<io::InputStreamReader>(u"CQXInputStreamReader"),
         known<sync::LockObject>(u"CQXLockObject"),
         creatable<util::MTByteBuffer>(u"CQXMTByteBuffer"),
         creatable<util::MTCharBuffer>(u"CQXMTCharBuffer"),
@@ -109,6 +112,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<io::NullWriter>(u"CQXNullWriter"),
         creatable<Object>(u"CQXObject"),
         known<io::OutputStream>(u"CQXOutputStream"),
+        known<io::OutputStreamWriter>(u"CQXOutputStreamWriter"),
         known<io::PrintWriter>(u"CQXPrintWriter"),
         creatable<util::ROByteBuffer>(u"CQXROByteBuffer"),
         creatable<util::ROCharBuffer>(u"CQXROCharBuffer"),

@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include <qx/core/Class.h>
+#include <qx/core/ClassManager.h>
+#include <qx/core/Exception.h>
+#include <qx/core/GlobalLock.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Startup.h>
+#include <qx/core/String.h>
+#include <qx/text/charset/ByteToCharConverter.h>
+
+using qx::Class;
+using qx::Object;
+using qx::Reference;
+using qx::String;
+
+namespace {
+
+class Unregistered : public Object {};
+
+} // namespace
+
+TEST(Class, IsFoundByExactNameAndMakesInstances) {
+    const Class* const string = Class::forName(u"CQXString");
+    Reference<Object> made(string->createInstance());
+    EXPECT_EQ(dynamic_cast<String&>(*made).getLength(), 0);
+    EXPECT_EQ(made->getClass(), string);
+
+    try {
+        Class::forName(u"cqxstring");
+        FAIL();
+    } catch (const qx::ClassNotFoundException& exception) {
+        EXPECT_TRUE(exception.getDescription().equals(u"cqxstring"));
+    }
+}
+
+TEST(Class, EveryCreatorMakesItsOwnClass) {
+    const char16_t* const names[] = {
+        u"CQXByteArrayOutputStream",
+        u"CQXEvent",
+        u"CQXFakeMutex",
+        u"CQXGate",
+        u"CQXMTByteBuffer",
+        u"CQXMTCharBuffer",
+        u"CQXMutex",
+        u"CQXNullWriter",
+        u"CQXNullOutputStream",
+        u"CQXObject",
+        u"CQXROByteBuffer",
+        u"CQXROCharBuffer",
+        u"CQXRWByteBuffer",
+        u"CQXRWCharBuffer",
+        u"CQXRWLock",
+        u"CQXSemaphore",
+        u"CQXStringWriter",
+        u"CQXStdioInputStream",
+        u"CQXStdioOutputStream",
+        u"qx::Exception",
+        u"qx::io::TimeoutException",
+        u"qx::IntOverflowException",
+        u"qx::text::charset::CTBAMP7",
+        u"qx::text::charset::BTCUTF32BE",
+    };
+    for (const char16_t* name : names) {
+        const Class* const found = Class::forName(name);
+        Reference<Object> made(found->createInstance());
+        EXPECT_TRUE(found->isInstance(*made));
+        EXPECT_EQ(std::u16string(made->getClass()->getName()), name);
+    }
+}
+
+TEST(Class, RefusesInstancesOfClassesWithoutCreator) {
+    for (const char16_t* name : {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject",
+                                 u"qx::MathErrorException", u"CQXByteToCharConverter"})
+        EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
+}
+
+TEST(Class, InstancesAreOfTheExactClass) {
+    const Class* const exception = Class::forName(u"qx::Exception");
+    EXPECT_TRUE(exception->isInstance(qx::Exception()));
+    EXPECT_FALSE(exception->isInstance(qx::ResultException()));
+}
+
+TEST(Class, UnregisteredTypesReportTheirReadableName) {
+    const Unregistered object;
+    try {
+        object.getClass();
+        FAIL();
+    } catch (const qx::ClassNotFoundException& exception) {
+        EXPECT_TRUE(exception.getDescription().contains(String(u"Unregistered")));
+    }
+    EXPECT_TRUE(object.toString().startsWith(u"Object@"));
+    const Object plain;
+    EXPECT_TRUE(plain.toString().startsWith(u"CQXObject@"));
+}
+
+TEST(ClassManager, FirstRegistrationOfANameWins) {
+    qx::ClassManagerBase manager;
+    manager.registerClass(u"name", &typeid(Object), nullptr);
+    manager.registerClass(u"name", &typeid(String), nullptr);
+    EXPECT_EQ(manager.lookupName(u"name"), manager.lookupType(&typeid(Object)));
+    EXPECT_EQ(manager.lookupType(&typeid(String)), nullptr);
+}
+
+TEST(Startup, NestsAndReleasesWithTheLastShutDownOnly) {
+    const Class* const before = Class::forName(u"CQXString");
+    EXPECT_EQ(QXCLLibInit(), 0);
+    EXPECT_EQ(Class::forName(u"CQXString"), before);
+    EXPECT_EQ(QXCLLibUninit(), 0);
+    ASSERT_NE(qx::g_pGlobalLock, nullptr);
+
+    EXPECT_EQ(QXCLLibUninit(), 0);
+    EXPECT_EQ(qx::g_pGlobalLock, nullptr);
+    EXPECT_EQ(QXCLLibUninit(), qx::result::Fail);
+    EXPECT_EQ(QXCLLibInit(), 0);
+    Reference<qx::text::charset::ByteToCharConverter> converter(
+        qx::text::charset::ByteToCharConverter::getConverter(u"latin1"));
+    EXPECT_NE(converter.get(), nullptr);
+}
