@@ -44,9 +44,8 @@ QX_API int32_t QXNamedSemClose(QXHandle handle);
  */
 QX_API int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions,
                                uint32_t size, QXHandle* handle);
-/* Maps the whole block. @p access: 0x80000000 to read, 0x40000000 to write, or both. A mapping
- * outlives the handle; what is in it stays, but once the last handle is closed it is shared with
- * nobody who opens the name later. */
+/* Maps the whole block. @p access: 0x80000000 to read, 0x40000000 to write, or both. The
+ * block stays in use until what was mapped is detached, also when the handle is closed before. */
 QX_API int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address);
 /* Unmaps what Attach mapped at this address. */
 QX_API int32_t QXSharedMemDetach(void* address);

@@ -7,6 +7,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include "qx/platform/posix/error.h"
@@ -289,18 +290,30 @@ bool SharedFile::isSlotTaken(uint32_t slot) const noexcept {
     return isLockedByOther(m_descriptor.get(), FirstUserByte + slot, 1);
 }
 
+void* SharedFile::mapApart(size_t sizeInBytes) const noexcept {
+    // A mapping keeps its open file description alive, and with that the locks.
+    const Descriptor apart = openAgain();
+    if (!apart)
+        return MAP_FAILED;
+    return mmap(nullptr, sizeInBytes, PROT_READ | PROT_WRITE, MAP_SHARED, apart.get(), 0);
+}
+
 int32_t SharedFile::reenterSlot(uint32_t& slot) noexcept {
     // The parent's description is shared with the child and keeps the parent's slot locked as long
-    // as the child has it, even after the parent's death. Opening through /proc gives a new one of
-    // the same file, under whatever name or none; until it has a slot the old one is kept, so that
-    // the file is never without a user in between.
-    char path[48];
-    std::snprintf(path, sizeof path, "/proc/self/fd/%d", m_descriptor.get());
-    Descriptor own(::open(path, O_RDWR | O_CLOEXEC));
+    // as the child has it, even after the parent's death. It is given up only when the new one has
+    // a slot, so that the file is never without a user in between.
+    Descriptor own = openAgain();
     if (!own)
         return lastResult();
     std::swap(own, m_descriptor);
     return enterSlot(slot);
+}
+
+/// A new description of the same file, under whatever name it lies or none.
+Descriptor SharedFile::openAgain() const noexcept {
+    char path[48];
+    std::snprintf(path, sizeof path, "/proc/self/fd/%d", m_descriptor.get());
+    return Descriptor(::open(path, O_RDWR | O_CLOEXEC));
 }
 
 void SharedFile::close() noexcept {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "qx/platform/posix/Descriptor.h"
@@ -63,6 +64,11 @@ public:
     /// True while the process that took the slot lives. Never asked for one's own slot.
     bool isSlotTaken(uint32_t slot) const noexcept;
 
+    /// Maps the whole of the given size for reading and writing, or MAP_FAILED. The mapping does
+    /// not keep its process a user: a child made by fork, which inherits it, would keep its parent
+    /// one.
+    void* mapApart(size_t sizeInBytes) const noexcept;
+
     /// In a child after fork: becomes a user of its own in place of sharing the parent's
     /// descriptor.
     int32_t reenterSlot(uint32_t& slot) noexcept;
@@ -77,6 +83,8 @@ public:
     static constexpr size_t FileNameCapacity = 256;
 
 private:
+    Descriptor openAgain() const noexcept;
+
     Descriptor m_descriptor;
     Place m_place = Place::Lock;
     char m_fileName[FileNameCapacity] = {};

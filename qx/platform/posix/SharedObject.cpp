@@ -127,7 +127,7 @@ int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
     // Another size is another kind or another version; beyond the end of the file lies a SIGBUS.
     if (m_file.size() < static_cast<int64_t>(StateOffset))
         return result::InvalidHandle;
-    void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_file.descriptor(), 0);
+    void* address = m_file.mapApart(size);
     if (address == MAP_FAILED)
         return lastResult();
     m_header = static_cast<Header*>(address);

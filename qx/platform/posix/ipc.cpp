@@ -20,20 +20,23 @@ constexpr uint32_t ReadAccess = 0x80000000;
 constexpr uint32_t WriteAccess = 0x40000000;
 constexpr uint32_t PermissionBits = 0666;
 
-/// What a handle of shared memory points to.
+// Everything here is guarded by lockProcessTables; besides, a child forked in the middle of opening
+// or closing would go on holding the set-up lock of the file.
+
+/// What a handle of shared memory points to. The handle and every mapping hold a reference.
 struct Block {
     SharedFile file;
     size_t sizeInBytes = 0;
+    uint32_t references = 1;
 };
 
 /// A mapped block of this process: detaching names it by its address alone.
 struct Mapping {
     void* address;
-    size_t sizeInBytes;
+    Block* block;
     Mapping* next;
 };
 
-// Guarded by lockProcessTables.
 constinit Mapping* s_mappings = nullptr;
 
 bool isSensible(const char* name, uint32_t flags, uint32_t permissions, uint32_t size) {
@@ -66,6 +69,11 @@ int32_t openBlock(Block& block, const SharedFileRequest& request, uint32_t size)
         return r;
     block.file.endSetUp();
     return result::Ok;
+}
+
+void release(Block* block) {
+    if (--block->references == 0)
+        delete block;
 }
 
 Block* blockOf(QXHandle handle) {
@@ -104,7 +112,6 @@ int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions, 
         .readOnly = (flags & QX_SHAREDMEM_READ_ONLY) != 0,
         .mode = 0600 | permissions,
     };
-    // A child forked in the middle would go on holding the set-up lock.
     const auto lock = lockProcessTables();
     if (const int32_t r = openBlock(*block, request, size); r < 0) {
         delete block;
@@ -118,7 +125,7 @@ int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address) {
     if (address == nullptr)
         return result::NullPointer;
     *address = nullptr;
-    const Block* block = blockOf(handle);
+    Block* block = blockOf(handle);
     if (block == nullptr)
         return result::InvalidHandle;
     if (access == 0 || (access & ~(ReadAccess | WriteAccess)) != 0)
@@ -134,27 +141,27 @@ int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address) {
         return lastResult();
     }
     const auto lock = lockProcessTables();
-    *mapping = {mapped, block->sizeInBytes, s_mappings};
+    *mapping = {mapped, block, s_mappings};
     s_mappings = mapping;
+    ++block->references;
     *address = mapped;
     return result::Ok;
 }
 
 int32_t QXSharedMemDetach(void* address) {
-    Mapping* mapping = nullptr;
-    {
-        const auto lock = lockProcessTables();
-        Mapping** link = &s_mappings;
-        while (*link != nullptr && (*link)->address != address)
-            link = &(*link)->next;
-        mapping = *link;
-        if (mapping == nullptr)
-            return result::InvalidArgument;
-        *link = mapping->next;
-    }
-    const int outcome = munmap(mapping->address, mapping->sizeInBytes);
+    const auto lock = lockProcessTables();
+    Mapping** link = &s_mappings;
+    while (*link != nullptr && (*link)->address != address)
+        link = &(*link)->next;
+    Mapping* mapping = *link;
+    if (mapping == nullptr)
+        return result::InvalidArgument;
+    *link = mapping->next;
+    const int32_t r =
+        munmap(mapping->address, mapping->block->sizeInBytes) == 0 ? result::Ok : lastResult();
+    release(mapping->block);
     delete mapping;
-    return outcome == 0 ? result::Ok : lastResult();
+    return r;
 }
 
 int32_t QXSharedMemClose(QXHandle handle) {
@@ -162,6 +169,6 @@ int32_t QXSharedMemClose(QXHandle handle) {
     if (block == nullptr)
         return result::InvalidHandle;
     const auto lock = lockProcessTables();
-    delete block;
+    release(block);
     return result::Ok;
 }

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <qx/platform/ipc.h>
+#include <qx/platform/result.h>
+#include <unistd.h>
+
+namespace qxtest {
+
+using Clock = std::chrono::steady_clock;
+
+/// Longest time in which a waiter must have got over the death of a holder.
+inline constexpr std::chrono::milliseconds DeadHolderLimit{1000};
+
+/// A name that no other test, and no other run of the tests, uses.
+inline std::string uniqueName(const std::string& label) {
+    static int number = 0;
+    return "qxtest." + std::to_string(getpid()) + "." + std::to_string(++number) + "." + label;
+}
+
+/// True as soon as the predicate is; false when it is not within half a minute.
+template <class Predicate>
+bool eventually(Predicate predicate) {
+    const auto end = Clock::now() + std::chrono::seconds(30);
+    while (!predicate()) {
+        if (Clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
+}
+
+/// A structure of atomics in memory that a test shares with its children; starts as zeros.
+template <class T>
+class SharedStruct {
+public:
+    explicit SharedStruct(const std::string& name) {
+        void* address = nullptr;
+        if (QXSharedMemOpen(name.c_str(), QX_SHAREDMEM_CREATE, 0, sizeof(T), &m_handle) < 0 ||
+            QXSharedMemAttach(m_handle, 0xC0000000, &address) < 0) {
+            std::fprintf(stderr, "cannot share %s\n", name.c_str());
+            std::abort();
+        }
+        m_struct = static_cast<T*>(address);
+    }
+    ~SharedStruct() {
+        QXSharedMemDetach(m_struct);
+        QXSharedMemClose(m_handle);
+    }
+    SharedStruct(const SharedStruct&) = delete;
+    SharedStruct& operator=(const SharedStruct&) = delete;
+
+    T* operator->() const { return m_struct; }
+    T& operator*() const { return *m_struct; }
+
+private:
+    QXHandle m_handle = 0;
+    T* m_struct = nullptr;
+};
+
+/// Number of files on the memory file system whose name contains @p token.
+inline int filesNamed(const std::string& token) {
+    int count = 0;
+    std::error_code ignored;
+    const std::string folders[] = {"/dev/shm", "/dev/shm/qx-" + std::to_string(geteuid())};
+    for (const auto& folder : folders) {
+        for (const auto& entry : std::filesystem::directory_iterator(folder, ignored))
+            count += entry.path().filename().string().find(token) != std::string::npos;
+    }
+    return count;
+}
+
+inline int openDescriptors() {
+    int count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        ++count;
+    return count;
+}
+
+/// Exit status of a child that could not do what it was started for.
+inline constexpr int SkippedStatus = 77;
+
+} // namespace qxtest
+
+/// In a child: ends it with a message when the condition does not hold.
+#define CHECK_IN_CHILD(condition)                                                                  \
+    do {                                                                                           \
+        if (!(condition)) {                                                                        \
+            std::fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition);                   \
+            _exit(1);                                                                              \
+        }                                                                                          \
+    } while (false)

@@ -1,0 +1,260 @@
+#include <atomic>
+#include <memory>
+#include <random>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <qx/platform/sync.h>
+
+#include "tests/ipc/IpcTesting.h"
+#include "tests/support/ChildProcess.h"
+
+using namespace qx;
+using namespace qxtest;
+
+namespace {
+
+/// A named semaphore for a scope.
+class NamedSem {
+public:
+    NamedSem(const std::string& name, uint32_t value) {
+        EXPECT_EQ(QXNamedSemOpen(name.c_str(), value, &m_handle), result::Ok) << name;
+    }
+    ~NamedSem() { close(); }
+    NamedSem(const NamedSem&) = delete;
+    NamedSem& operator=(const NamedSem&) = delete;
+
+    void close() {
+        if (m_handle != UINT64_MAX)
+            QXNamedSemClose(std::exchange(m_handle, UINT64_MAX));
+    }
+    int32_t value() const {
+        int32_t count = -1;
+        QXSemaphoreGetValue(m_handle, &count);
+        return count;
+    }
+    bool tryWait() const { return QXSemaphoreTryWait(m_handle) >= 0; }
+    int32_t wait() const { return QXSemaphoreWait(m_handle); }
+    int32_t post() const { return QXSemaphorePost(m_handle); }
+
+private:
+    QXHandle m_handle = UINT64_MAX;
+};
+
+/// Opens a semaphore with a value, does one `w`ait, `p`ost or `c`lose per letter, then dies by
+/// SIGKILL, or for an `e` ends.
+const ChildEntry user("semaphore-user", [](const auto& arguments) {
+    QXHandle handle = 0;
+    CHECK_IN_CHILD(QXNamedSemOpen(arguments[0].c_str(),
+                                  static_cast<uint32_t>(std::stoul(arguments[1])), &handle) >= 0);
+    for (const char step : arguments[2]) {
+        if (step == 'w')
+            CHECK_IN_CHILD(QXSemaphoreWait(handle) >= 0);
+        else if (step == 'p')
+            CHECK_IN_CHILD(QXSemaphorePost(handle) >= 0);
+        else if (step == 'c')
+            CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
+        else
+            return 0;
+    }
+    raise(SIGKILL);
+    return 1;
+});
+
+int runUser(const std::string& name, uint32_t value, const std::string& steps) {
+    return ChildProcess("semaphore-user", {name, std::to_string(value), steps}).join();
+}
+
+} // namespace
+
+TEST(NamedSemaphore, InitialValueCountsForTheCreatorOnly) {
+    const std::string name = uniqueName("sem");
+    NamedSem first(name, 3);
+    EXPECT_TRUE(first.tryWait());
+    {
+        const NamedSem second(name, 9);
+        EXPECT_EQ(second.value(), 2);
+        EXPECT_EQ(second.post(), result::Ok); // units belong to the process, not to the handle
+    }
+    EXPECT_EQ(first.value(), 3);
+    EXPECT_EQ(runUser(name, 7, "e"), 0);
+    EXPECT_EQ(first.value(), 3);
+    first.close();
+    EXPECT_EQ(filesNamed(name), 0);
+    EXPECT_EQ(NamedSem(name, 5).value(), 5);
+}
+
+TEST(NamedSemaphore, DisappearsWithItsLastUserHoweverThatEnds) {
+    for (const char* steps : {"w", "we", "wc", "wce"}) { // killed, ended, closed and either
+        SCOPED_TRACE(steps);
+        const std::string name = uniqueName("sem");
+        runUser(name, 2, steps);
+        EXPECT_EQ(NamedSem(name, 4).value(), 4);
+        EXPECT_EQ(filesNamed(name), 0);
+    }
+}
+
+TEST(NamedSemaphore, LeftoversOfTheKilledAreRemovedByAnotherProcess) {
+    const std::string name = uniqueName("leftover");
+    const std::string other = uniqueName("other");
+    EXPECT_EQ(runUser(name, 2, "w"), -SIGKILL);
+    EXPECT_EQ(filesNamed(name), 1);
+    EXPECT_EQ(runUser(other, 1, "e"), 0);
+    EXPECT_EQ(filesNamed(name), 0);
+}
+
+TEST(NamedSemaphore, GivesBackOrKeepsAsItsKindSays) {
+    const struct {
+        uint32_t initial;
+        int32_t postedBefore;
+        const char* steps;
+        int32_t expected;
+    } cases[] = {
+        {2, 0, "ww", 2},   // killed with two units
+        {2, 0, "wwe", 2},  // ended with two units
+        {2, 0, "wwce", 2}, // closed with two units
+        {3, 0, "wwp", 3},  // killed with one of them given back
+        {1, 0, "p", 2},    // added for good: a unit that nobody had
+        {0, 3, "ww", 1},   // a signal: what a dead process took stays taken
+        {0, 3, "pp", 5},   // and what it posted stays posted
+        {0, 0, "ppw", 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.initial << " units, " << c.steps);
+        const std::string name = uniqueName("sem");
+        const NamedSem semaphore(name, c.initial);
+        for (int32_t i = 0; i < c.postedBefore; ++i)
+            semaphore.post();
+        runUser(name, 99, c.steps);
+        // Looked for at most every tenth of a second, hence not at once.
+        EXPECT_TRUE(eventually([&] { return semaphore.value() == c.expected; }))
+            << semaphore.value();
+        int32_t taken = 0;
+        while (semaphore.tryWait())
+            ++taken;
+        EXPECT_EQ(taken, c.expected);
+    }
+}
+
+TEST(NamedSemaphore, AWaiterGetsTheUnitOfAKilledHolderWithinASecond) {
+    const std::string name = uniqueName("sem");
+    const NamedSem semaphore(name, 1);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(runUser(name, 1, "w"), -SIGKILL);
+        const auto killed = Clock::now();
+        EXPECT_EQ(semaphore.wait(), result::Ok);
+        EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
+        semaphore.post();
+    }
+}
+
+TEST(NamedSemaphore, AWaiterInAnotherProcessGetsWhatIsPosted) {
+    for (const uint32_t initial : {0u, 1u}) {
+        const std::string name = uniqueName("sem");
+        const NamedSem semaphore(name, initial);
+        EXPECT_EQ(semaphore.tryWait(), initial == 1);
+        ChildProcess waiter("semaphore-user", {name, "9", "we"});
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // most often it waits by now
+        semaphore.post();
+        EXPECT_EQ(waiter.join(), 0);
+    }
+}
+
+TEST(NamedSemaphore, CountsUpToItsLimit) {
+    for (const uint32_t initial : {0u, 0x7FFFFFFEu}) {
+        const NamedSem semaphore(uniqueName("sem"), initial);
+        EXPECT_EQ(semaphore.post(), result::Ok);
+        if (initial != 0) {
+            EXPECT_EQ(semaphore.post(), result::Overflow);
+        }
+        EXPECT_EQ(semaphore.value(), static_cast<int32_t>(initial + 1));
+    }
+}
+
+TEST(NamedSemaphore, NamesAreTakenLiterally) {
+    const std::string unique = uniqueName("name");
+    const std::string longName(5000, 'x');
+    const std::string names[] = {
+        unique + "/a/b",
+        unique + "\\a\\b",
+        unique + "/../..",
+        unique + "A",
+        unique + "%41", // what an escape of the A looks like
+        unique + "a",
+        unique + "\xC3\xA4 \n",
+        unique + longName + "1", // beyond every file name, differing at the end
+        unique + longName + "2",
+        unique + std::string(200, '/'),
+        unique + std::string(201, '/'),
+    };
+    std::vector<std::unique_ptr<NamedSem>> semaphores;
+    for (uint32_t i = 0; i < std::size(names); ++i)
+        semaphores.push_back(std::make_unique<NamedSem>(names[i], i + 1));
+    for (uint32_t i = 0; i < std::size(names); ++i) {
+        SCOPED_TRACE(names[i].substr(0, 60));
+        EXPECT_EQ(semaphores[i]->value(), static_cast<int32_t>(i + 1)) << "two names, one object";
+        EXPECT_EQ(runUser(names[i], 99, "pe"), 0);
+        EXPECT_EQ(semaphores[i]->value(), static_cast<int32_t>(i + 2)) << "one name, two objects";
+    }
+    semaphores.clear();
+    EXPECT_EQ(filesNamed(unique), 0);
+}
+
+TEST(NamedSemaphore, ThreadsOfOneProcessShareItsUnits) {
+    const std::string name = uniqueName("sem");
+    std::atomic<int> holders = 0;
+    std::atomic<int> most = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            const NamedSem semaphore(name, 2); // opened and closed side by side
+            for (int round = 0; round < 500; ++round) {
+                semaphore.wait();
+                const int now = ++holders;
+                for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
+                }
+                --holders;
+                semaphore.post();
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_LE(most, 2);
+    EXPECT_EQ(filesNamed(name), 0);
+}
+
+namespace {
+
+/// Creates and removes one semaphore as fast as it can, until it is killed.
+const ChildEntry churner("semaphore-churner", [](const auto& arguments) -> int {
+    for (;;) {
+        QXHandle handle = 0;
+        CHECK_IN_CHILD(QXNamedSemOpen(arguments[0].c_str(), 2, &handle) >= 0);
+        CHECK_IN_CHILD(QXSemaphoreTryWait(handle) >= 0);
+        CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
+    }
+});
+
+} // namespace
+
+TEST(NamedSemaphore, AKillDuringSetUpOrRemovalLeavesTheNameUsable) {
+    const std::string name = uniqueName("churn");
+    std::mt19937 random(1);
+    for (int round = 0; round < 100; ++round) {
+        ChildProcess first("semaphore-churner", {name});
+        ChildProcess second("semaphore-churner", {name});
+        std::this_thread::sleep_for(std::chrono::microseconds(2000 + random() % 3000));
+        first.kill();
+        EXPECT_EQ(first.join(), -SIGKILL);
+        second.kill();
+        EXPECT_EQ(second.join(), -SIGKILL);
+        const NamedSem semaphore(name, 7);
+        ASSERT_EQ(semaphore.value(), 7);
+    }
+    EXPECT_EQ(filesNamed(name), 0);
+}

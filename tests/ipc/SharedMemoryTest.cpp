@@ -1,0 +1,263 @@
+#include <cstring>
+#include <optional>
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <qx/core/Exception.h>
+#include <qx/ipc/SharedMemory.h>
+#include <qx/platform/sync.h>
+
+#include "tests/ipc/IpcTesting.h"
+#include "tests/support/ChildProcess.h"
+
+using namespace qx;
+using namespace qxtest;
+using qx::ipc::SharedMemory;
+
+namespace {
+
+constexpr uint32_t Read = 0x80000000;
+constexpr uint32_t Write = 0x40000000;
+
+/// Result of opening; what was opened is closed again.
+int32_t openResult(const std::string& name, uint32_t flags, uint32_t permissions, uint32_t size) {
+    QXHandle handle = 0;
+    const int32_t r = QXSharedMemOpen(name.c_str(), flags, permissions, size, &handle);
+    EXPECT_EQ(r < 0, handle == UINT64_MAX);
+    if (r >= 0)
+        QXSharedMemClose(handle);
+    return r;
+}
+
+/// Opens the block of the first argument and adds 1 to its first byte; dies with it when there is a
+/// second argument.
+const ChildEntry incrementer("memory-incrementer", [](const auto& arguments) {
+    const SharedMemory memory(arguments[0].c_str(), 1, QX_SHAREDMEM_CREATE, 0);
+    ++*static_cast<unsigned char*>(memory.get());
+    if (arguments.size() > 1)
+        raise(SIGKILL);
+    return 0;
+});
+
+} // namespace
+
+TEST(SharedMemory, IsOneBlockForAllWhoOpenItAndGoneWithTheLast) {
+    const std::string name = uniqueName("block/1");
+    {
+        const SharedMemory memory(name.c_str(), 3, QX_SHAREDMEM_CREATE, 0);
+        auto* bytes = static_cast<unsigned char*>(memory.get());
+        EXPECT_EQ(bytes[0] + bytes[1] + bytes[2], 0);
+        bytes[0] = 41;
+        EXPECT_EQ(ChildProcess("memory-incrementer", {name}).join(), 0);
+        EXPECT_EQ(bytes[0], 42);
+        EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
+        EXPECT_EQ(bytes[0], 43);
+        const SharedMemory again(name.c_str(), 0, 0, 0);
+        EXPECT_NE(again.get(), memory.get());
+        EXPECT_EQ(std::memcmp(again, memory, 3), 0);
+    }
+    EXPECT_EQ(openResult(name, 0, 0, 0), result::NotFound);
+    // One who was killed leaves nothing to the next.
+    EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
+    EXPECT_EQ(openResult(name, 0, 0, 0), result::NotFound);
+    EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
+    const SharedMemory fresh(name.c_str(), 5000, QX_SHAREDMEM_CREATE | QX_SHAREDMEM_EXCLUSIVE, 0);
+    const auto* bytes = static_cast<unsigned char*>(fresh.get());
+    EXPECT_EQ(bytes[0], 0);
+    EXPECT_EQ(bytes[4999], 0);
+}
+
+TEST(SharedMemory, OpensByTheRules) {
+    const std::string there = uniqueName("there");
+    const std::string missing = uniqueName("missing");
+    const SharedMemory memory(there.c_str(), 4097, QX_SHAREDMEM_CREATE, 0);
+    constexpr uint32_t Create = QX_SHAREDMEM_CREATE;
+    constexpr uint32_t Exclusive = QX_SHAREDMEM_EXCLUSIVE;
+    constexpr uint32_t ReadOnly = QX_SHAREDMEM_READ_ONLY;
+    const struct {
+        const std::string& name;
+        uint32_t flags;
+        uint32_t permissions;
+        uint32_t size;
+        int32_t expected;
+    } cases[] = {
+        {there, 0, 0, 0, result::Ok},
+        {there, 0, 0, 4097, result::Ok},
+        {there, 0, 0, 4098, result::InvalidArgument}, // though the page would have room
+        {there, Create, 0, 1, result::Ok},
+        {there, Create, 0, 5000, result::InvalidArgument},
+        {there, Create, 0, 0, result::InvalidArgument},
+        {there, Create | Exclusive, 0, 4097, result::FileExists},
+        {there, ReadOnly, 0, 0, result::Ok},
+        {there, 0, 0066, 0, result::NotFound}, // the common name space is another
+        {missing, 0, 0, 1, result::NotFound},
+        {missing, ReadOnly, 0, 1, result::NotFound},
+        {missing, Create | Exclusive, 0, 1, result::Ok},
+        {missing, Create | Exclusive, 0066, 1, result::Ok},
+        {missing, Create, 0, 0, result::InvalidArgument},
+        {missing, Exclusive, 0, 1, result::InvalidArgument},
+        {missing, Create | ReadOnly, 0, 1, result::InvalidArgument},
+        {missing, 8, 0, 1, result::InvalidArgument},
+        {missing, Create, 0111, 1, result::InvalidArgument},
+        {missing, Create, 01000, 1, result::InvalidArgument},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << (&c - cases));
+        EXPECT_EQ(openResult(c.name, c.flags, c.permissions, c.size), c.expected);
+        EXPECT_EQ(filesNamed(missing), 0);
+    }
+    EXPECT_EQ(openResult("", Create, 0, 1), result::InvalidArgument);
+    EXPECT_EQ(QXSharedMemOpen(there.c_str(), 0, 0, 0, nullptr), result::NullPointer);
+}
+
+TEST(SharedMemory, AttachesAndDetachesByTheRules) {
+    const std::string name = uniqueName("block");
+    QXHandle handle = 0;
+    ASSERT_EQ(QXSharedMemOpen(name.c_str(), QX_SHAREDMEM_CREATE, 0, 10, &handle), result::Ok);
+    void* address = &handle;
+    EXPECT_EQ(QXSharedMemAttach(handle, 0, &address), result::InvalidArgument);
+    EXPECT_EQ(address, nullptr);
+    EXPECT_EQ(QXSharedMemAttach(handle, Read | 1, &address), result::InvalidArgument);
+    EXPECT_EQ(QXSharedMemAttach(handle, Read, nullptr), result::NullPointer);
+    EXPECT_EQ(QXSharedMemAttach(UINT64_MAX, Read, &address), result::InvalidHandle);
+    EXPECT_EQ(QXSharedMemDetach(nullptr), result::InvalidArgument);
+    EXPECT_EQ(QXSharedMemDetach(&handle), result::InvalidArgument);
+
+    void* first = nullptr;
+    void* second = nullptr;
+    ASSERT_EQ(QXSharedMemAttach(handle, Write, &first), result::Ok);
+    ASSERT_EQ(QXSharedMemAttach(handle, Read, &second), result::Ok);
+    static_cast<char*>(first)[9] = 'x';
+    EXPECT_EQ(QXSharedMemDetach(first), result::Ok);
+    EXPECT_EQ(QXSharedMemDetach(first), result::InvalidArgument);
+    EXPECT_EQ(QXSharedMemClose(handle), result::Ok);
+    EXPECT_EQ(static_cast<char*>(second)[9], 'x');
+    EXPECT_EQ(openResult(name, 0, 0, 10), result::Ok); // the mapping alone keeps it
+    EXPECT_EQ(QXSharedMemDetach(second), result::Ok);
+    EXPECT_EQ(filesNamed(name), 0);
+}
+
+TEST(SharedMemory, FailuresCarryCodeAndMessageAndLeaveNothingOpen) {
+    const std::string name = uniqueName("block");
+    const SharedMemory memory(name.c_str(), 1, QX_SHAREDMEM_CREATE, 0);
+    const int before = openDescriptors();
+    const auto failure = [](const std::string& block,
+                            unsigned flags) -> std::optional<ResultException> {
+        try {
+            const SharedMemory failing(block.c_str(), 0, flags, 0);
+        } catch (const ResultException& e) {
+            return e;
+        }
+        return std::nullopt;
+    };
+    const auto opening = failure(uniqueName("missing"), 0);
+    ASSERT_TRUE(opening);
+    EXPECT_EQ(opening->getResult(), result::NotFound);
+    EXPECT_EQ(opening->getDescription(), u"Failed to open shared memory.");
+    const auto attaching = failure(name, QX_SHAREDMEM_READ_ONLY); // a block that cannot be written
+    ASSERT_TRUE(attaching);
+    EXPECT_EQ(attaching->getResult(), result::AccessDenied);
+    EXPECT_EQ(attaching->getDescription(), u"Failed to attach shared memory");
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(SharedMemory, ForOthersHasExactlyTheAskedPermissions) {
+    const std::string name = uniqueName("block");
+    const mode_t oldMask = umask(077);
+    const SharedMemory memory(name.c_str(), 1, QX_SHAREDMEM_CREATE, 0064);
+    umask(oldMask);
+    struct stat status;
+    ASSERT_EQ(stat(("/dev/shm/qx-memory." + name).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0664u);
+}
+
+TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "takes root to become another user";
+    const std::string mine = uniqueName("mine");
+    const std::string common = uniqueName("common");
+    const SharedMemory own(mine.c_str(), 1, QX_SHAREDMEM_CREATE, 0);
+    const SharedMemory readable(common.c_str(), 1, QX_SHAREDMEM_CREATE, 0004);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        CHECK_IN_CHILD(setuid(65534) == 0);
+        CHECK_IN_CHILD(openResult(mine, 0, 0, 0) == result::NotFound);
+        CHECK_IN_CHILD(openResult(common, 0, 0004, 0) == result::AccessDenied);
+        QXHandle handle = 0;
+        void* address = nullptr;
+        CHECK_IN_CHILD(QXSharedMemOpen(common.c_str(), QX_SHAREDMEM_READ_ONLY, 0004, 0, &handle) >=
+                       0);
+        CHECK_IN_CHILD(QXSharedMemAttach(handle, Read | Write, &address) == result::AccessDenied);
+        CHECK_IN_CHILD(QXSharedMemAttach(handle, Read, &address) >= 0);
+        rmdir("/dev/shm/qx-65534");
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(filesNamed(common), 1);
+}
+
+namespace {
+
+/// Gives the process a memory file system of its own of 64 KiB; false when it may not have one.
+bool enterSmallMemory() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("tmpfs", "/dev/shm", "tmpfs", 0, "size=64k,mode=1777") == 0;
+}
+
+const ChildEntry fullMemory("full-memory", [](const auto&) {
+    if (!enterSmallMemory())
+        return SkippedStatus;
+    constexpr uint32_t Create = QX_SHAREDMEM_CREATE;
+    CHECK_IN_CHILD(openResult("huge", Create, 0, 1 << 20) == result::DiskFull);
+    CHECK_IN_CHILD(openResult("huge", Create, 0, UINT32_MAX) == result::DiskFull);
+    CHECK_IN_CHILD(filesNamed("huge") == 0);
+    QXHandle most = 0;
+    CHECK_IN_CHILD(QXSharedMemOpen("most", Create, 0, 60 << 10, &most) >= 0);
+    QXHandle handle = 0;
+    CHECK_IN_CHILD(QXNamedSemOpen("semaphore", 1, &handle) == result::DiskFull);
+    CHECK_IN_CHILD(filesNamed("semaphore") == 0);
+    CHECK_IN_CHILD(QXSharedMemClose(most) >= 0);
+    CHECK_IN_CHILD(QXNamedSemOpen("semaphore", 1, &handle) >= 0);
+    CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
+    return 0;
+});
+
+const ChildEntry untrustedFolder("untrusted-folder", [](const auto&) {
+    if (geteuid() != 0 || !enterSmallMemory())
+        return SkippedStatus;
+    const char* folder = "/dev/shm/qx-0";
+    const auto open = [] {
+        QXHandle handle = 0;
+        return QXMutexCreate("m", QX_SYNC_SHARED, &handle);
+    };
+    CHECK_IN_CHILD(mkdir(folder, 0700) == 0 && chmod(folder, 0770) == 0);
+    CHECK_IN_CHILD(open() == result::AccessDenied);
+    CHECK_IN_CHILD(chmod(folder, 0700) == 0 && chown(folder, 65534, 0) == 0);
+    CHECK_IN_CHILD(open() == result::AccessDenied);
+    CHECK_IN_CHILD(rmdir(folder) == 0 && symlink("/tmp", folder) == 0);
+    CHECK_IN_CHILD(open() < 0);
+    CHECK_IN_CHILD(unlink(folder) == 0);
+    CHECK_IN_CHILD(open() == result::Ok);
+    return 0;
+});
+
+void expectChildEndsWell(const char* entry) {
+    const int status = ChildProcess(entry).join();
+    if (status == SkippedStatus)
+        GTEST_SKIP() << "mounting is not permitted";
+    EXPECT_EQ(status, 0);
+}
+
+} // namespace
+
+TEST(SharedMemory, FullMemoryIsAnErrorOfTheOpening) { expectChildEndsWell("full-memory"); }
+
+TEST(SharedLock, AFolderThatOthersMayEnterIsNotTrusted) { expectChildEndsWell("untrusted-folder"); }
