@@ -22,6 +22,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/Singleton.h>
+#include <qx/core/Startup.h>
 #include <qx/core/Str1.h>
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/StrBuf1.h>

@@ -1,20 +1,27 @@
 #pragma once
 
-#include <cstdint>
+/*
+ * Start-up and shut-down of the library. Loading and unloading the shared library run them; a
+ * program may call them as well, in pairs: they nest, and only the first start-up and the last
+ * shut-down do anything. Not to be called by two threads at once.
+ */
+
+#include <stdint.h>
 
 #include <qx/platform/export.h>
 
-/// Start-up and shut-down of the library. Loading and unloading the shared library run them; a
-/// program may call them as well, in pairs: they nest, and only the first start-up and the last
-/// shut-down do anything. Not to be called by two threads at once.
+#ifdef __cplusplus
 extern "C" {
+#endif
 
-/// Sets the process locale to the user's, makes the library-wide lock, and registers runtime
-/// classes and encodings.
-/// @return 0, or the result code of the failure that stopped it
-QX_API int32_t QXCLLibInit();
+/* Sets the process locale to the user's, makes the library-wide lock, and registers runtime classes
+ * and encodings. 0, or the result code of the failure that stopped it. */
+QX_API int32_t QXCLLibInit(void);
 
-/// Frees what start-up and the use of the library left behind.
-/// @return 0, or result::Fail without a start-up to undo
-QX_API int32_t QXCLLibUninit();
+/* Frees what start-up and the use of the library left behind. 0, or 0x80004005 without a start-up
+ * to undo. */
+QX_API int32_t QXCLLibUninit(void);
+
+#ifdef __cplusplus
 }
+#endif
