@@ -185,7 +185,7 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     const SharedMemory readable(common.c_str(), 1, QX_SHAREDMEM_CREATE, 0004);
     const pid_t pid = fork();
     if (pid == 0) {
-        CHECK_IN_CHILD(setuid(65534) == 0);
+        CHECK_IN_CHILD(setgid(65534) == 0 && setuid(65534) == 0);
         CHECK_IN_CHILD(openResult(mine, 0, 0, 0) == result::NotFound);
         CHECK_IN_CHILD(openResult(common, 0, 0004, 0) == result::AccessDenied);
         QXHandle handle = 0;
