@@ -1,8 +1,12 @@
 # Compile options shared by every target of the project: qx_compile_options(target).
 
+# g++ 12 takes the assignment of a literal to a std::u16string for an overlapping copy (its bug 105329).
+set(qx_gcc12 $<AND:$<COMPILE_LANG_AND_ID:CXX,GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>)
+
 function(qx_compile_options target)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+        $<${qx_gcc12}:-Wno-restrict>
         $<$<BOOL:${QX_WARNINGS_AS_ERRORS}>:-Werror>)
     if(QX_SANITIZE)
         target_compile_options(${target} PRIVATE

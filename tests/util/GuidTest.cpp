@@ -27,7 +27,7 @@ TEST(Guid, TextFormRoundTrips) {
     EXPECT_EQ(Guid(String(SampleText)), Sample);
     EXPECT_EQ(Guid(String(u"{72038029-fa65-4255-a916-1c5680acfebf}")), Sample);
     EXPECT_EQ(std::u16string_view(Guid().toString()), u"{00000000-0000-0000-0000-000000000000}");
-    const GUID& plain = Guid(String(SampleText));
+    const GUID plain = Guid(String(SampleText));
     EXPECT_EQ(plain.Data4[7], 0xBF);
 }
 
@@ -99,7 +99,7 @@ TEST(Guid, GeneratedOnesAreDistinctAndRandom) {
     for (int i = 0; i < 1000; ++i) {
         const std::unique_ptr<Guid> guid(Guid::Generate());
         EXPECT_TRUE(seen.insert(*guid).second);
-        const GUID& plain = *guid;
+        const GUID plain = *guid;
         EXPECT_EQ(plain.Data3 >> 12, 4);        // version: random
         EXPECT_EQ(plain.Data4[0] & 0xC0, 0x80); // variant
         for (std::size_t k = 0; k < everSet.size(); ++k)

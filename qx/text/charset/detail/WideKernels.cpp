@@ -217,7 +217,7 @@ size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t
         size,
         [=](size_t i) {
             const Bytes bytes = load<Bytes>(in + i);
-            Units units[2];
+            Units units[2] = {};
             for (unsigned half = 0; half < 2; ++half) {
                 for (unsigned k = 0; k < 8; ++k)
                     units[half][k] = table[bytes[8 * half + k]];
