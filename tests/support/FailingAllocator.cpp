@@ -45,6 +45,23 @@ void* operator new(std::size_t size) {
     return block;
 }
 
+// The other forms rest on operator new and delete by default, but not in a program built with
+// sanitizers.
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return ::operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void* operator new[](std::size_t size) { return ::operator new(size); }
+
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+    return ::operator new(size, tag);
+}
+
 void operator delete(void* block) noexcept {
     if (block)
         --qxtest::t_live;
@@ -52,3 +69,11 @@ void operator delete(void* block) noexcept {
 }
 
 void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
+
+void operator delete(void* block, const std::nothrow_t&) noexcept { ::operator delete(block); }
+
+void operator delete[](void* block) noexcept { ::operator delete(block); }
+
+void operator delete[](void* block, std::size_t) noexcept { ::operator delete(block); }
+
+void operator delete[](void* block, const std::nothrow_t&) noexcept { ::operator delete(block); }
