@@ -1,0 +1,106 @@
+#include <climits>
+#include <clocale>
+#include <functional>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/String.h>
+#include <qx/io/PrintWriter.h>
+
+#include "tests/support/FakeStreams.h"
+
+using namespace qxtest;
+using qx::io::PrintWriter;
+
+namespace {
+
+using Printing = std::function<void(PrintWriter&)>;
+
+struct Case {
+    Printing print;
+    Printing println;
+    std::string text;
+};
+
+template <class Value>
+Case caseOf(Value value, const char* text) {
+    return {[=](PrintWriter& out) { out.print(value); },
+            [=](PrintWriter& out) { out.println(value); }, text};
+}
+
+std::vector<Case> cases() {
+    return {
+        caseOf(qx::String(u"text"), "text"),
+        caseOf("bytes", "bytes"),
+        caseOf(u"units", "units"),
+        caseOf(u'u', "u"),
+        caseOf(1.5, "1.5"),
+        caseOf(1e100, "1e+100"),
+        caseOf(0.1f, "0.1"),
+        caseOf(1234567.0, "1.23457e+06"),
+        caseOf(-0.0, "-0"),
+        caseOf(std::numeric_limits<double>::infinity(), "inf"),
+        caseOf(42, "42"),
+        caseOf(INT_MIN, "-2147483648"),
+        caseOf(LONG_MIN, "-9223372036854775808"),
+        caseOf(0u, "0"),
+        caseOf(UINT_MAX, "4294967295"),
+        caseOf(ULONG_MAX, "18446744073709551615"),
+        caseOf(LLONG_MAX, "9223372036854775807"),
+        caseOf(ULLONG_MAX, "18446744073709551615"),
+        caseOf(true, "true"),
+        caseOf(false, "false"),
+    };
+}
+
+TEST(PrintWriter, PrintsEveryKindOfValueWithAndWithoutALineEnd) {
+    for (const auto& c : cases()) {
+        FakeSink<Chars> sink;
+        PrintWriter out(&sink);
+        c.print(out);
+        EXPECT_EQ(textOf(sink.content), c.text);
+        c.println(out);
+        EXPECT_EQ(textOf(sink.content), c.text + c.text + "\n");
+        EXPECT_EQ(sink.flushes, 0);
+    }
+}
+
+TEST(PrintWriter, FlushesBehindEveryLineWhenAsked) {
+    for (const auto& c : cases()) {
+        FakeSink<Chars> sink;
+        PrintWriter out(&sink, true);
+        c.print(out);
+        EXPECT_EQ(sink.flushes, 0);
+        c.println(out);
+        EXPECT_EQ(sink.flushes, 1);
+        out.println();
+        EXPECT_EQ(sink.flushes, 2);
+    }
+}
+
+TEST(PrintWriter, IgnoresTheLocale) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    // Without that locale the test still runs, on the one there is.
+    std::setlocale(LC_ALL, "de_DE.UTF-8");
+    FakeSink<Chars> sink;
+    PrintWriter out(&sink);
+    out.print(1.5);
+    out.print(1234567);
+    std::setlocale(LC_ALL, before.c_str());
+    EXPECT_EQ(textOf(sink.content), "1.51234567");
+}
+
+TEST(PrintWriter, ForwardsWritesAndPassesFailuresOn) {
+    FakeSink<Chars> sink;
+    PrintWriter out(&sink, true);
+    out.write(u"ab\n");
+    out.flush();
+    EXPECT_EQ(sink.flushes, 1);
+    sink.failing = true;
+    EXPECT_EQ(descriptionOf([&] { out.println(1); }), "broken sink");
+    out.close();
+    EXPECT_EQ(sink.closes, 1);
+}
+
+} // namespace

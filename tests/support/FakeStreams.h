@@ -1,0 +1,143 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <qx/io/BufferedInputStream.h>
+#include <qx/io/BufferedOutputStream.h>
+#include <qx/io/BufferedReader.h>
+#include <qx/io/BufferedWriter.h>
+#include <qx/io/FilterInputStream.h>
+#include <qx/io/FilterOutputStream.h>
+#include <qx/io/FilterReader.h>
+#include <qx/io/FilterWriter.h>
+#include <qx/io/IoException.h>
+
+namespace qxtest {
+
+/// The classes of the byte layer and of the character layer, for tests that run over both.
+struct Bytes {
+    using Unit = signed char;
+    using Source = qx::io::InputStream;
+    using Sink = qx::io::OutputStream;
+    using BufferedSource = qx::io::BufferedInputStream;
+    using BufferedSink = qx::io::BufferedOutputStream;
+    using FilterSource = qx::io::FilterInputStream;
+    using FilterSink = qx::io::FilterOutputStream;
+};
+struct Chars {
+    using Unit = char16_t;
+    using Source = qx::io::Reader;
+    using Sink = qx::io::Writer;
+    using BufferedSource = qx::io::BufferedReader;
+    using BufferedSink = qx::io::BufferedWriter;
+    using FilterSource = qx::io::FilterReader;
+    using FilterSink = qx::io::FilterWriter;
+};
+
+template <class Unit>
+using Units = std::vector<Unit>;
+
+/// The text as units of either kind.
+template <class Unit>
+Units<Unit> unitsOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+template <class Unit>
+std::string textOf(const Units<Unit>& units) {
+    std::string text;
+    for (const Unit unit : units)
+        text.push_back(static_cast<char>(unit));
+    return text;
+}
+
+/// Delivers given units in portions and records what is asked of it.
+template <class Twin>
+class FakeSource : public Twin::Source {
+public:
+    using Unit = typename Twin::Unit;
+
+    static constexpr int32_t NoLimit = std::numeric_limits<int32_t>::max();
+
+    explicit FakeSource(Units<Unit> content, int32_t portion = NoLimit)
+        : m_content(std::move(content)), m_portion(portion) {}
+    explicit FakeSource(const std::string& content, int32_t portion = NoLimit)
+        : FakeSource(unitsOf<Unit>(content), portion) {}
+
+    using Twin::Source::read;
+    int32_t read(Unit* to, int32_t length) override {
+        requests.push_back(length);
+        if (failAt == static_cast<int>(requests.size()))
+            throw qx::io::IoException(qx::String(u"broken source"));
+        const auto left = static_cast<int32_t>(m_content.size()) - m_position;
+        const int32_t count = std::min({left, length, m_portion});
+        if (left == 0)
+            return -1;
+        std::copy_n(m_content.begin() + m_position, count, to);
+        m_position += count;
+        return count;
+    }
+    int32_t available() override { return availableNow; }
+    void close() override { ++closes; }
+
+    std::vector<int32_t> requests;
+    int32_t availableNow = 0;
+    int failAt = 0; // number of the read that throws, counted from 1
+    int closes = 0;
+
+private:
+    Units<Unit> m_content;
+    int32_t m_portion;
+    int32_t m_position = 0;
+};
+
+/// Collects units and records the writes that brought them.
+template <class Twin>
+class FakeSink : public Twin::Sink {
+public:
+    using Unit = typename Twin::Unit;
+
+    using Twin::Sink::write;
+    void write(const Unit* from, int32_t length) override {
+        if (failing)
+            throw qx::io::IoException(qx::String(u"broken sink"));
+        writes.push_back(length);
+        content.insert(content.end(), from, from + length);
+    }
+    void flush() override { ++flushes; }
+    void close() override { ++closes; }
+
+    Units<Unit> content;
+    std::vector<int32_t> writes;
+    bool failing = false;
+    int flushes = 0;
+    int closes = 0;
+};
+
+/// Description of the exception that @p body throws, as UTF-8; "nothing thrown" otherwise.
+template <class Body>
+std::string descriptionOf(Body&& body) {
+    try {
+        body();
+    } catch (const qx::Exception& exception) {
+        return exception.getDescription().toUtf8();
+    }
+    return "nothing thrown";
+}
+
+/// Result code of the qx::Exception that @p body throws, 0 when it throws nothing.
+template <class Body>
+int32_t failureOf(Body&& body) {
+    try {
+        body();
+    } catch (const qx::Exception& exception) {
+        return exception.getResult();
+    }
+    return 0;
+}
+
+} // namespace qxtest
