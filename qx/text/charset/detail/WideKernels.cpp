@@ -217,16 +217,17 @@ size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t
         size,
         [=](size_t i) {
             const Bytes bytes = load<Bytes>(in + i);
-            Units units[2] = {};
-            for (unsigned half = 0; half < 2; ++half) {
-                for (unsigned k = 0; k < 8; ++k)
-                    units[half][k] = table[bytes[8 * half + k]];
-            }
+            const auto lookUp = [&](unsigned k) {
+                return Units{table[bytes[k]],     table[bytes[k + 1]], table[bytes[k + 2]],
+                             table[bytes[k + 3]], table[bytes[k + 4]], table[bytes[k + 5]],
+                             table[bytes[k + 6]], table[bytes[k + 7]]};
+            };
+            const Units low = lookUp(0), high = lookUp(8);
             constexpr uint16_t unmapped = ReplacementCharacter;
-            if (!isZero((units[0] == unmapped) | (units[1] == unmapped)))
+            if (!isZero((low == unmapped) | (high == unmapped)))
                 return false;
-            store(units[0], out + i);
-            store(units[1], out + i + 8);
+            store(low, out + i);
+            store(high, out + i + 8);
             return true;
         },
         [=](size_t i) { return PlainKernels.decodeBytes(in + i, size - i, out + i, table); });
