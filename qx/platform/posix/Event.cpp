@@ -1,12 +1,12 @@
-#include "qx/platform/posix/CountingSemaphore.h"
+#include "qx/platform/posix/Grants.h"
 #include "qx/platform/posix/synchandle.h"
 
 namespace qx::platform {
 
 namespace {
 
-/// A signal that finds waiters is handed to them through the semaphore, one unit each, so that two
-/// signals in a row release two waiters even before the first one has run.
+/// A signal that finds waiters is handed to them as a grant, so that two signals in a row
+/// release two waiters even before the first one has run.
 class Event {
 public:
     int32_t signal() noexcept {
@@ -16,7 +16,9 @@ public:
             balance, balance == Signalled ? balance : balance + 1, std::memory_order_release,
             std::memory_order_relaxed)) {
         }
-        return balance < 0 ? m_grants.post() : result::Ok;
+        if (balance < 0)
+            m_grants.grant();
+        return result::Ok;
     }
 
     int32_t wait() noexcept {
@@ -33,7 +35,7 @@ public:
             return result::TimedOut;
         const Deadline deadline = Deadline::after(milliseconds);
         if (m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled ||
-            m_grants.waitUntil(&deadline) == result::Ok)
+            m_grants.wait(&deadline) == result::Ok)
             return result::Ok;
         return withdraw() ? result::TimedOut : m_grants.wait();
     }
@@ -52,7 +54,7 @@ private:
     }
 
     std::atomic<int32_t> m_balance{0}; // 1: a signal is remembered; -n: n waiters without a grant
-    CountingSemaphore m_grants{0};
+    Grants m_grants;
 };
 
 } // namespace

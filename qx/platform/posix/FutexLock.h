@@ -1,17 +1,18 @@
 #pragma once
 
+#include "qx/platform/posix/ThreadIdentity.h"
 #include "qx/platform/posix/futex.h"
 
 namespace qx::platform {
 
-/// The plain lock under the others: four bytes, neither recursive nor aware of its holder. Spins
-/// for a moment when it is held, then sleeps. Free to be destroyed by the next holder while unlock
-/// is still returning.
+/// The lock under the others: one word that names its holder, so that acquiring, releasing and
+/// asking who holds it touch nothing else. The next holder may destroy it while unlock is still
+/// returning.
 class FutexLock {
 public:
     bool try_lock() noexcept {
-        uint32_t expected = Free;
-        return m_state.compare_exchange_strong(expected, Held, std::memory_order_acquire,
+        uint64_t expected = NoThread;
+        return m_state.compare_exchange_strong(expected, currentThread(), std::memory_order_acquire,
                                                std::memory_order_relaxed);
     }
 
@@ -20,23 +21,34 @@ public:
             lockContended();
     }
 
+    /// For the holder only.
     void unlock() noexcept {
-        const uint32_t* word = futexWord(m_state);
-        if (m_state.exchange(Free, std::memory_order_release) == Contended)
-            futexWake(word, 1);
+        if (!tryUnlockUncontended())
+            unlockContended();
+    }
+
+    /// Unlocks when the caller is the holder and nobody sleeps. False: nothing has happened.
+    bool tryUnlockUncontended() noexcept {
+        uint64_t expected = currentThread();
+        return m_state.compare_exchange_strong(expected, NoThread, std::memory_order_release,
+                                               std::memory_order_relaxed);
+    }
+
+    /// True when the calling thread is the holder. Relaxed is enough: a thread finds its own
+    /// identity only where it has itself stored it.
+    bool isHeld() const noexcept {
+        return (m_state.load(std::memory_order_relaxed) & ~Contended) == currentThread();
     }
 
     /// What lock does once a try has failed.
-    void lockContended() noexcept;
+    QX_CONTENDED void lockContended() noexcept;
 
 private:
-    enum State : uint32_t {
-        Free,
-        Held,
-        Contended, // held, and somebody may sleep
-    };
+    static constexpr uint64_t Contended = 1; // beside the holder: somebody may sleep
 
-    std::atomic<uint32_t> m_state{Free};
+    QX_CONTENDED void unlockContended() noexcept;
+
+    std::atomic<uint64_t> m_state{NoThread};
 };
 
 } // namespace qx::platform

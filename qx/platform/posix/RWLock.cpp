@@ -61,9 +61,9 @@ private:
         return false;
     }
 
-    int32_t acquireContended(Side side, WaitQueue& queue) noexcept;
+    QX_CONTENDED int32_t acquireContended(Side side, WaitQueue& queue) noexcept;
     bool enterOrQueue(Side side, WaitQueue& queue, Waiter& waiter) noexcept;
-    void admit(const WaitQueue& preferred) noexcept;
+    QX_CONTENDED void admit(const WaitQueue& preferred) noexcept;
 
     std::atomic<uint32_t> m_state{0};
     FutexLock m_guard;

@@ -3,76 +3,66 @@
 #include <qx/platform/result.h>
 
 #include "qx/platform/posix/FutexLock.h"
-#include "qx/platform/posix/ThreadIdentity.h"
 
 namespace qx::platform {
 
-/// A FutexLock that knows its holder: QXMutex, and the lock of QXCondition.
+/// A FutexLock that its holder may acquire again: QXMutex, and the lock of QXCondition.
 class RecursiveLock {
 public:
     int32_t acquire() noexcept {
-        const ThreadIdentity self = currentThread();
-        if (!m_lock.try_lock()) {
-            if (isHeldBy(self)) {
-                ++m_depth;
-                return result::Ok;
-            }
+        if (m_lock.try_lock())
+            return result::Ok;
+        if (m_lock.isHeld())
+            setDepth(depth() + 1);
+        else
             m_lock.lockContended();
-        }
-        m_holder.store(self, std::memory_order_relaxed);
         return result::Ok;
     }
 
     int32_t tryAcquire() noexcept {
-        const ThreadIdentity self = currentThread();
-        if (m_lock.try_lock()) {
-            m_holder.store(self, std::memory_order_relaxed);
+        if (m_lock.try_lock())
             return result::Ok;
-        }
-        if (!isHeldBy(self))
+        if (!m_lock.isHeld())
             return result::Busy;
-        ++m_depth;
+        setDepth(depth() + 1);
         return result::Ok;
     }
 
     int32_t release() noexcept {
-        if (!isHeldBy(currentThread()))
-            return result::NotOwner;
-        if (m_depth != 0) {
-            --m_depth;
+        // A stranger's look at the depth decides nothing: the lock knows its holder.
+        if (depth() == 0 && m_lock.tryUnlockUncontended())
             return result::Ok;
-        }
-        m_holder.store(NoThread, std::memory_order_relaxed);
-        m_lock.unlock();
+        if (!m_lock.isHeld())
+            return result::NotOwner;
+        if (depth() != 0)
+            setDepth(depth() - 1);
+        else
+            m_lock.unlock();
         return result::Ok;
     }
 
-    bool isHeld() const noexcept { return isHeldBy(currentThread()); }
+    bool isHeld() const noexcept { return m_lock.isHeld(); }
 
     /// Acquisitions of the holder beyond its first.
-    uint64_t depth() const noexcept { return m_depth; }
+    uint64_t depth() const noexcept { return m_depth.load(std::memory_order_relaxed); }
 
     /// Gives up what the calling holder has acquired, whatever the depth.
     void releaseWhole() noexcept {
-        m_depth = 0;
-        release();
+        setDepth(0);
+        m_lock.unlock();
     }
 
     /// Takes back what releaseWhole gave up.
     void acquireWhole(uint64_t depth) noexcept {
-        acquire();
-        m_depth = depth;
+        m_lock.lock();
+        setDepth(depth);
     }
 
 private:
-    // Relaxed is enough: a thread reads its own identity only where it has itself stored it.
-    bool isHeldBy(ThreadIdentity thread) const noexcept {
-        return m_holder.load(std::memory_order_relaxed) == thread;
-    }
+    void setDepth(uint64_t depth) noexcept { m_depth.store(depth, std::memory_order_relaxed); }
 
     FutexLock m_lock;
-    std::atomic<ThreadIdentity> m_holder{NoThread};
-    uint64_t m_depth = 0; // guarded by m_lock
+    std::atomic<uint64_t> m_depth{0}; // changed by the holder only
 };
 
 } // namespace qx::platform

@@ -10,10 +10,10 @@ namespace qx::platform {
 class Waiter {
 public:
     /// Blocks until granted. False when @p deadline (null: none) has passed.
-    bool wait(const Deadline* deadline = nullptr) noexcept;
+    QX_CONTENDED bool wait(const Deadline* deadline = nullptr) noexcept;
 
     /// Ends the wait. The waiter may be gone when this returns.
-    void grant() noexcept;
+    QX_CONTENDED void grant() noexcept;
 
 private:
     friend class WaitQueue;

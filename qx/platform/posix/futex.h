@@ -42,6 +42,10 @@ void futexWake(const uint32_t* word, int count) noexcept;
 
 inline constexpr int WakeAll = INT_MAX;
 
+/// Marks what runs only when threads meet. Kept out of its callers, whose uncontended path would
+/// pay for the registers that it needs.
+#define QX_CONTENDED [[gnu::cold, gnu::noinline]]
+
 /// Tells the processor that the caller spins.
 inline void relax() noexcept {
 #if defined(__x86_64__) || defined(__i386__)

@@ -1,0 +1,255 @@
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <deque>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <qx/platform/result.h>
+#include <qx/platform/sync.h>
+
+#include "tests/support/BlockingThread.h"
+#include "tests/support/ChildProcess.h"
+
+// What every family of locks and signals has in common.
+
+namespace {
+
+namespace result = qx::result;
+using qxtest::BlockingThread;
+using std::chrono::steady_clock;
+
+using Create = int32_t (*)(const char*, uint32_t, QXHandle*);
+using Operation = int32_t (*)(QXHandle);
+using TimedOperation = int32_t (*)(QXHandle, uint32_t);
+
+int32_t createEmptySemaphore(const char* name, uint32_t flags, QXHandle* handle) {
+    return QXSemaphoreCreate(0, name, flags, handle);
+}
+
+struct Family {
+    const char* name;
+    Create create;
+    Operation destroy;
+    std::vector<Operation> operations;
+};
+
+const Family Families[] = {
+    {"mutex",
+     &QXMutexCreate,
+     &QXMutexDestroy,
+     {&QXMutexAcquire, &QXMutexTryAcquire, &QXMutexRelease}},
+    {"condition",
+     &QXConditionCreate,
+     &QXConditionDestroy,
+     {&QXConditionAcquire, &QXConditionRelease, &QXConditionWait, &QXConditionSignal,
+      &QXConditionBroadcast, [](QXHandle handle) { return QXConditionTimedWait(handle, 0); }}},
+    {"event",
+     &QXEventCreate,
+     &QXEventDestroy,
+     {&QXEventSignal, &QXEventWait, [](QXHandle handle) { return QXEventTimedWait(handle, 0); }}},
+    {"gate",
+     &QXGateCreate,
+     &QXGateDestroy,
+     {&QXGateOpen, &QXGateClose, &QXGateWait, &QXGateTryWait,
+      [](QXHandle handle) { return QXGateTimedWait(handle, 0); }}},
+    {"semaphore",
+     &createEmptySemaphore,
+     &QXSemaphoreDestroy,
+     {&QXSemaphorePost, &QXSemaphoreWait, &QXSemaphoreTryWait,
+      [](QXHandle handle) {
+          int32_t value;
+          return QXSemaphoreGetValue(handle, &value);
+      }}},
+    {"rwlock",
+     &QXRWLockCreate,
+     &QXRWLockDestroy,
+     {&QXRWLockAcquireRead, &QXRWLockAcquireWrite, &QXRWLockTryAcquireRead,
+      &QXRWLockTryAcquireWrite, &QXRWLockReleaseRead, &QXRWLockReleaseWrite}},
+};
+
+TEST(SyncContract, RefusesBadArguments) {
+    for (const Family& family : Families) {
+        SCOPED_TRACE(family.name);
+        EXPECT_EQ(family.create(nullptr, 0, nullptr), result::NullPointer);
+        for (const uint32_t flags : {2u, 3u, 0x80000000u}) {
+            QXHandle handle = 0;
+            EXPECT_EQ(family.create("name", flags, &handle), result::InvalidArgument);
+            EXPECT_EQ(handle, ~QXHandle{0});
+        }
+        for (const QXHandle handle : {QXHandle{0}, ~QXHandle{0}}) {
+            EXPECT_EQ(family.destroy(handle), result::InvalidHandle);
+            for (const Operation operation : family.operations)
+                EXPECT_EQ(operation(handle), result::InvalidHandle);
+        }
+    }
+}
+
+TEST(SyncContract, ANameIsOnlyALabel) {
+    for (const Family& family : Families) {
+        SCOPED_TRACE(family.name);
+        QXHandle first = 0;
+        QXHandle second = 0;
+        ASSERT_EQ(family.create("the same name", 0, &first), result::Ok);
+        ASSERT_EQ(family.create("the same name", 0, &second), result::Ok);
+        EXPECT_NE(first, second);
+        EXPECT_EQ(family.destroy(first), result::Ok);
+        EXPECT_EQ(family.destroy(second), result::Ok);
+    }
+}
+
+const struct {
+    const char* name;
+    Create create;
+    Operation destroy;
+    TimedOperation wait;
+    Operation prepare;
+} TimedFamilies[] = {
+    {"event", &QXEventCreate, &QXEventDestroy, &QXEventTimedWait, nullptr},
+    {"gate", &QXGateCreate, &QXGateDestroy, &QXGateTimedWait, nullptr},
+    {"condition", &QXConditionCreate, &QXConditionDestroy, &QXConditionTimedWait,
+     &QXConditionAcquire},
+};
+
+TEST(SyncContract, ATimedWaitLastsItsTime) {
+    for (const auto& family : TimedFamilies) {
+        SCOPED_TRACE(family.name);
+        QXHandle handle = 0;
+        ASSERT_EQ(family.create(nullptr, 0, &handle), result::Ok);
+        if (family.prepare) {
+            ASSERT_EQ(family.prepare(handle), result::Ok);
+        }
+        for (const uint32_t milliseconds : {0u, 1u, 30u, 1001u}) {
+            const auto start = steady_clock::now();
+            errno = ENOENT;
+            EXPECT_EQ(family.wait(handle, milliseconds), result::TimedOut);
+            EXPECT_EQ(errno, ENOENT); // the native error is that of the caller's own last call
+            EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(milliseconds));
+        }
+        EXPECT_EQ(family.destroy(handle), result::Ok);
+    }
+}
+
+TEST(SyncContract, ThreadSignalsNeverEndAWait) {
+    struct sigaction action = {};
+    struct sigaction previous = {};
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0); // without SA_RESTART
+
+    QXHandle mutex, event, gate, semaphore, rwlock, condition;
+    ASSERT_EQ(QXMutexCreate(nullptr, 0, &mutex), result::Ok);
+    ASSERT_EQ(QXEventCreate(nullptr, 0, &event), result::Ok);
+    ASSERT_EQ(QXGateCreate(nullptr, 0, &gate), result::Ok);
+    ASSERT_EQ(QXSemaphoreCreate(0, nullptr, 0, &semaphore), result::Ok);
+    ASSERT_EQ(QXRWLockCreate(nullptr, 0, &rwlock), result::Ok);
+    ASSERT_EQ(QXConditionCreate(nullptr, 0, &condition), result::Ok);
+    ASSERT_EQ(QXMutexAcquire(mutex), result::Ok);
+    ASSERT_EQ(QXRWLockAcquireWrite(rwlock), result::Ok);
+    {
+        std::deque<BlockingThread> waiters;
+        const auto start = [&waiters](auto wait) {
+            waiters.emplace_back([wait] { EXPECT_EQ(wait(), result::Ok); });
+        };
+        start([=] { return QXMutexAcquire(mutex) + QXMutexRelease(mutex); });
+        start([=] { return QXEventWait(event); });
+        start([=] { return QXEventTimedWait(event, 100'000); });
+        start([=] { return QXGateWait(gate); });
+        start([=] { return QXGateTimedWait(gate, 100'000); });
+        start([=] { return QXSemaphoreWait(semaphore); });
+        start([=] { return QXRWLockAcquireRead(rwlock) + QXRWLockReleaseRead(rwlock); });
+        start([=] {
+            return QXConditionAcquire(condition) + QXConditionTimedWait(condition, 100'000) +
+                   QXConditionRelease(condition);
+        });
+        for (BlockingThread& waiter : waiters)
+            waiter.awaitBlocked();
+        for (int storm = 0; storm < 50; ++storm) {
+            for (BlockingThread& waiter : waiters)
+                pthread_kill(waiter.thread().native_handle(), SIGUSR1);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        for (const BlockingThread& waiter : waiters)
+            EXPECT_FALSE(waiter.isFinished());
+        QXMutexRelease(mutex);
+        QXEventSignal(event);
+        QXEventSignal(event);
+        QXGateOpen(gate);
+        QXSemaphorePost(semaphore);
+        QXRWLockReleaseWrite(rwlock);
+        QXConditionBroadcast(condition);
+    }
+    QXMutexDestroy(mutex);
+    QXEventDestroy(event);
+    QXGateDestroy(gate);
+    QXSemaphoreDestroy(semaphore);
+    QXRWLockDestroy(rwlock);
+    QXConditionDestroy(condition);
+    sigaction(SIGUSR1, &previous, nullptr);
+}
+
+// In strict mode the kernel kills the process at any call but read, write and exit.
+const qxtest::ChildEntry uncontended("sync-uncontended", [](const auto&) {
+    QXHandle mutex, event, gate, semaphore, rwlock, condition;
+    int32_t failed =
+        QXMutexCreate(nullptr, 0, &mutex) | QXEventCreate(nullptr, 0, &event) |
+        QXGateCreate(nullptr, 0, &gate) | QXSemaphoreCreate(0, nullptr, 0, &semaphore) |
+        QXRWLockCreate(nullptr, 0, &rwlock) | QXConditionCreate(nullptr, 0, &condition);
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
+        return 2;
+    failed |= QXMutexAcquire(mutex) | QXMutexTryAcquire(mutex) | QXMutexRelease(mutex) |
+              QXMutexRelease(mutex);
+    failed |= QXEventSignal(event) | QXEventSignal(event) | QXEventWait(event) |
+              QXEventSignal(event) | QXEventTimedWait(event, 1000);
+    failed |= QXGateOpen(gate) | QXGateWait(gate) | QXGateTimedWait(gate, 1000) | QXGateClose(gate);
+    failed |= QXSemaphorePost(semaphore) | QXSemaphoreWait(semaphore);
+    failed |= QXRWLockAcquireRead(rwlock) | QXRWLockTryAcquireRead(rwlock) |
+              QXRWLockReleaseRead(rwlock) | QXRWLockReleaseRead(rwlock) |
+              QXRWLockAcquireWrite(rwlock) | QXRWLockReleaseWrite(rwlock);
+    failed |= QXConditionAcquire(condition) | QXConditionSignal(condition) |
+              QXConditionBroadcast(condition) | QXConditionRelease(condition);
+    return static_cast<int>(syscall(SYS_exit, failed == 0 ? 0 : 1));
+});
+
+TEST(SyncContract, UncontendedOperationsMakeNoSystemCall) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer makes calls of its own";
+#endif
+    EXPECT_EQ(qxtest::ChildProcess("sync-uncontended").join(), 0);
+}
+
+// The thread that a signal lets go is free to destroy the object at once, while the signaller has
+// not yet returned. The address sanitizer sees it when that touches the object again.
+TEST(SyncContract, AReleasedWaiterMayDestroyTheObject) {
+    const struct {
+        const char* name;
+        Create create;
+        Operation destroy;
+        Operation signal;
+        Operation wait;
+    } rows[] = {
+        {"event", &QXEventCreate, &QXEventDestroy, &QXEventSignal, &QXEventWait},
+        {"gate", &QXGateCreate, &QXGateDestroy, &QXGateOpen, &QXGateWait},
+        {"semaphore", &createEmptySemaphore, &QXSemaphoreDestroy, &QXSemaphorePost,
+         &QXSemaphoreWait},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        for (int round = 0; round < 300; ++round) {
+            QXHandle handle = 0;
+            ASSERT_EQ(row.create(nullptr, 0, &handle), result::Ok);
+            const std::jthread signaller([&row, handle] { row.signal(handle); });
+            EXPECT_EQ(row.wait(handle), result::Ok);
+            EXPECT_EQ(row.destroy(handle), result::Ok);
+        }
+    }
+}
+
+} // namespace

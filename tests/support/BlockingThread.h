@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <thread>
+
+namespace qxtest {
+
+/// A thread whose body blocks at some point, and of which a test can tell when it does. Joined by
+/// the destructor.
+class BlockingThread {
+public:
+    template <class Body>
+    explicit BlockingThread(Body body)
+        : m_thread([this, body] {
+              m_number = ownNumber();
+              body();
+              m_finished = true;
+          }) {}
+
+    bool isFinished() const { return m_finished; }
+    /// Returns when the thread sleeps in the kernel, or is finished.
+    void awaitBlocked() const;
+    void join() { m_thread.join(); }
+    std::jthread& thread() { return m_thread; }
+
+private:
+    static int ownNumber();
+
+    std::atomic<int> m_number{0};
+    std::atomic<bool> m_finished{false};
+    std::jthread m_thread; // last: its body uses the members above
+};
+
+} // namespace qxtest
