@@ -1,0 +1,20 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+
+namespace qxtest {
+
+/// Expects @p body to throw an exception of the library with the given result code.
+template <class Body>
+void expectThrowsResult(int32_t code, Body body) {
+    try {
+        body();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const qx::Exception& exception) {
+        EXPECT_EQ(exception.getResult(), code);
+    }
+}
+
+} // namespace qxtest

@@ -1,0 +1,111 @@
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/platform/result.h>
+#include <qx/sync/Event.h>
+#include <qx/sync/Gate.h>
+#include <qx/sync/Semaphore.h>
+#include <qx/sync/TimedWait.h>
+
+#include "tests/support/ExpectResult.h"
+
+namespace {
+
+namespace result = qx::result;
+using qx::sync::Event;
+using qx::sync::Gate;
+using qx::sync::Semaphore;
+using qx::sync::signalled;
+using qxtest::expectThrowsResult;
+
+TEST(TimedWait, MapsEveryKindOfResult) {
+    enum Outcome { True, False, Throws };
+    const struct {
+        int32_t result;
+        Outcome outcome;
+    } cases[] = {
+        {result::Ok, True},        // signalled
+        {result::TimedOut, False}, // negative, yet no failure
+        {1, False},                // success other than "signalled"
+        {result::Fail, Throws},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.result);
+        if (c.outcome == Throws)
+            expectThrowsResult(c.result, [&c] { signalled(c.result); });
+        else
+            EXPECT_EQ(signalled(c.result), c.outcome == True);
+    }
+}
+
+TEST(SignalClasses, ThrowTheCodeOfAFailingCall) {
+    constexpr unsigned int UnknownFlags = 0x10;
+    expectThrowsResult(result::InvalidArgument, [] { Event("e", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Gate("g", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Semaphore(0, "s", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Semaphore(0x80000000u); });
+    Semaphore full(0x7FFFFFFF);
+    expectThrowsResult(result::Overflow, [&full] { full.signal(); });
+    EXPECT_EQ(full.getValue(), 0x7FFFFFFF);
+}
+
+TEST(EventClass, CannotBePolledButRemembersASignal) {
+    Event event;
+    event.signal();
+    EXPECT_FALSE(event.tryWait());
+    EXPECT_TRUE(event.wait(0)); // the poll has not taken it
+    EXPECT_FALSE(event.wait(1));
+    event.signal();
+    event.wait();
+    EXPECT_FALSE(event.wait(0));
+}
+
+TEST(GateClass, OpeningReleasesEveryWaiterAndLaterOnes) {
+    Gate gate;
+    EXPECT_FALSE(gate.tryWait());
+    EXPECT_FALSE(gate.wait(1));
+    std::vector<std::jthread> waiters;
+    for (int i = 0; i < 8; ++i)
+        waiters.emplace_back([&gate] { gate.wait(); });
+    gate.open();
+    waiters.clear(); // joins: hangs if a waiter was missed
+    EXPECT_TRUE(gate.wait(0));
+    EXPECT_TRUE(gate.tryWait());
+    gate.close();
+    EXPECT_FALSE(gate.tryWait());
+}
+
+TEST(SemaphoreClass, BeginsEmptyAndGivesEachUnitOnce) {
+    Semaphore semaphore;
+    EXPECT_FALSE(semaphore.tryWait());
+    semaphore.signal();
+    EXPECT_EQ(semaphore.getValue(), 1);
+    EXPECT_TRUE(semaphore.tryWait());
+    EXPECT_FALSE(semaphore.tryWait());
+    EXPECT_EQ(semaphore.getValue(), 0);
+}
+
+TEST(SemaphoreClass, BoundsABuffer) {
+    // Two semaphores count free and used places; each side has an index of its own.
+    constexpr int Places = 8;
+    constexpr int Items = 20'000;
+    Semaphore free(Places);
+    Semaphore used;
+    int places[Places] = {};
+    const std::jthread producer([&] {
+        for (int i = 0; i < Items; ++i) {
+            free.wait();
+            places[i % Places] = i;
+            used.signal();
+        }
+    });
+    for (int i = 0; i < Items; ++i) {
+        used.wait();
+        EXPECT_EQ(places[i % Places], i);
+        free.signal();
+    }
+}
+
+} // namespace
