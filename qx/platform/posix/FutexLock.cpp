@@ -2,21 +2,12 @@
 
 namespace qx::platform {
 
-namespace {
-
-/// Pauses double between two looks at a held lock, so that the holder keeps the cache line to
-/// itself most of the time; all of them together last about as long as a sleep and wake-up.
-constexpr int LongestPause = 128;
-
-} // namespace
-
 void FutexLock::lockContended() noexcept {
-    for (int pause = 1; pause <= LongestPause; pause *= 2) {
-        for (int i = 0; i < pause; ++i)
-            relax();
-        if (m_state.load(std::memory_order_relaxed) == NoThread && try_lock())
-            return;
-    }
+    const auto isFreeAndTaken = [this] {
+        return m_state.load(std::memory_order_relaxed) == NoThread && try_lock();
+    };
+    if (spin(isFreeAndTaken))
+        return;
     const ThreadIdentity self = currentThread();
     uint64_t state = m_state.load(std::memory_order_relaxed);
     for (;;) {

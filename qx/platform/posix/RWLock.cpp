@@ -72,19 +72,11 @@ private:
     WaitQueue m_writers;
 };
 
-/// Looks at a held lock before queueing, as long as nobody else queues.
-constexpr int SpinLimit = 50;
-
 int32_t RWLock::acquireContended(Side side, WaitQueue& queue) noexcept {
     if (m_writer.load(std::memory_order_relaxed) == currentThread())
         return result::Deadlock;
-    for (int spin = 0; spin < SpinLimit; ++spin) {
-        relax();
-        if (tryEnter(side))
-            return result::Ok;
-        if ((m_state.load(std::memory_order_relaxed) & Queued) != 0)
-            break;
-    }
+    if (spin([this, side] { return tryEnter(side); }))
+        return result::Ok;
     Waiter self;
     if (!enterOrQueue(side, queue, self))
         self.wait();

@@ -2,24 +2,13 @@
 
 namespace qx::platform {
 
-namespace {
-
-/// A grant that follows at once is cheaper to await than to be woken for.
-constexpr int SpinLimit = 50;
-
-} // namespace
-
 bool Waiter::wait(const Deadline* deadline) noexcept {
-    for (int spin = 0; spin < SpinLimit; ++spin) {
-        if (m_state.load(std::memory_order_acquire) == Granted)
-            return true;
-        relax();
-    }
+    const auto isGranted = [this] { return m_state.load(std::memory_order_acquire) == Granted; };
     uint32_t expected = Awake;
     m_state.compare_exchange_strong(expected, Asleep, std::memory_order_relaxed);
-    while (m_state.load(std::memory_order_acquire) != Granted) {
+    while (!isGranted()) {
         if (!futexWait(futexWord(m_state), Asleep, deadline))
-            return m_state.load(std::memory_order_acquire) == Granted;
+            return isGranted();
     }
     return true;
 }

@@ -55,4 +55,18 @@ inline void relax() noexcept {
 #endif
 }
 
+/// Tries for about as long as a sleep and wake-up take. True as soon as @p attempt says so. Pauses
+/// double between two looks, so that the holder of a lock keeps its cache line most of the time.
+template <class Attempt>
+bool spin(Attempt attempt) noexcept {
+    constexpr int LongestPause = 128;
+    for (int pause = 1; pause <= LongestPause; pause *= 2) {
+        for (int i = 0; i < pause; ++i)
+            relax();
+        if (attempt())
+            return true;
+    }
+    return false;
+}
+
 } // namespace qx::platform
