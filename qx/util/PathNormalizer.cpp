@@ -131,9 +131,9 @@ void PathNormalizer::finish() {
         break;
     case LeadingDot:
         if (m_position == 1)
-            m_output = u".";
+            m_output += u'.';
         else if (m_output.empty())
-            m_output = CurrentFolder;
+            m_output += CurrentFolder;
         break;
     case LeadingDotSeparator:
         m_output += CurrentFolder;

@@ -10,6 +10,7 @@ export LC_ALL=C.UTF-8
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder" || exit 1
+[ -x "$qxconv" ] || { echo "no program $qxconv"; exit 1; }
 failures=0
 checks=0
 
