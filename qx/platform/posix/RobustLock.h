@@ -7,8 +7,9 @@
 
 namespace qx::platform::shared {
 
-/// A process-shared lock in mapped memory that passes on when its holder is killed. Results are
-/// errno values, as the thread library gives them.
+/// A process-shared lock in mapped memory that passes on when its holder is killed. The kernel
+/// wakes the next waiter, also (from 5.5 on) for a process killed between freeing the lock and
+/// waking. Results are errno values, as the thread library gives them.
 class RobustLock {
 public:
     enum class Recursion { None, Counted };
@@ -18,7 +19,7 @@ public:
 
     /// 0; EOWNERDEAD when the lock is held now but its last holder died with it: the caller repairs
     /// the state under it and calls markRepaired; EAGAIN when it cannot be taken more often.
-    int acquire() noexcept;
+    int acquire() noexcept { return pthread_mutex_lock(&m_mutex); }
     /// As acquire, or EBUSY.
     int tryAcquire() noexcept { return pthread_mutex_trylock(&m_mutex); }
     void markRepaired() noexcept { pthread_mutex_consistent(&m_mutex); }
