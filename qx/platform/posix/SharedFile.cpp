@@ -68,7 +68,7 @@ int32_t openUserFolder(Descriptor& folder) {
     std::snprintf(path, sizeof path, "%s/qx-%u", MemoryFolder, static_cast<unsigned>(geteuid()));
     if (mkdir(path, 0700) != 0 && errno != EEXIST)
         return lastResult();
-    folder.reset(::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    folder = Descriptor(::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status;
     if (!folder || fstat(folder.get(), &status) != 0)
         return lastResult();
@@ -79,7 +79,7 @@ int32_t openUserFolder(Descriptor& folder) {
 int32_t openFolder(Place place, Descriptor& folder) {
     if (place != Place::PublicMemory)
         return openUserFolder(folder);
-    folder.reset(::open(MemoryFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    folder = Descriptor(::open(MemoryFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder ? result::Ok : lastResult();
 }
 
@@ -319,7 +319,7 @@ Descriptor SharedFile::openAgain() const noexcept {
 void SharedFile::close() noexcept {
     if (!m_descriptor)
         return;
-    m_descriptor.reset();
+    m_descriptor = Descriptor();
     Descriptor folder;
     if (openFolder(m_place, folder) >= 0)
         discardIfUnused(folder.get(), m_fileName, Blocking::Yes);

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "qx/platform/posix/Descriptor.h"
+#include "qx/platform/posix/descriptor.h"
 
 namespace qx::platform::shared {
 
@@ -73,7 +73,7 @@ public:
     /// descriptor.
     int32_t reenterSlot(uint32_t& slot) noexcept;
     /// In a child after fork: lets go of the parent's descriptor without being a user.
-    void abandon() noexcept { m_descriptor.reset(); }
+    void abandon() noexcept { m_descriptor = Descriptor(); }
 
     /// Stops using the file and removes it when nobody else uses it.
     void close() noexcept;
