@@ -11,7 +11,7 @@ import re
 import sys
 
 # Parts of a name that the framework or an argument adds, which never say who.
-DECORATION = re.compile(r"[\d.]+$|\w+:|real_time$|process_time$|manual_time$")
+DECORATION = re.compile(r"[\d.]+$|\w+:\d|real_time$|process_time$|manual_time$")
 TO_NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
