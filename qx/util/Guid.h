@@ -27,7 +27,7 @@ public:
     /// The braced text form of 38 units, in upper case.
     String toString() const;
 
-    constexpr operator const GUID&() const noexcept { return m_guid; }
+    constexpr operator GUID() const noexcept { return m_guid; }
 
     /// A new random identifier, which the caller deletes.
     /// @throws ResultException when the system gives no random numbers
