@@ -35,7 +35,8 @@ QX_API int32_t QXMutexRelease(QXHandle handle);
 /* A condition with its own recursive lock. Wait and TimedWait are called by the holder of the lock
  * (others get 0x80070120); a wait gives the lock up whole, whatever its depth, and takes it back
  * before it returns, also when the time ran out. Signal wakes one waiter, the longest waiting,
- * Broadcast all of them; the lock is taken for the call where the caller does not hold it. */
+ * Broadcast all of them; the lock is taken for the call where the caller does not hold it. With
+ * QX_SYNC_SHARED a wait may also end without a signal: test the predicate again. */
 QX_API int32_t QXConditionCreate(const char* name, uint32_t flags, QXHandle* handle);
 QX_API int32_t QXConditionDestroy(QXHandle handle);
 QX_API int32_t QXConditionAcquire(QXHandle handle);
