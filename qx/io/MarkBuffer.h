@@ -29,9 +29,7 @@ public:
     /// Next unit zero-extended (0..0xFF, 0..0xFFFF), or -1 at the end of @p source.
     template <class Source>
     int32_t read(Source& source) {
-        if (isExhausted() && !refill(source)) [[unlikely]]
-            return -1;
-        return static_cast<std::make_unsigned_t<Unit>>(m_units.get()[m_position++]);
+        return isExhausted() ? readRefilled(source) : next();
     }
 
     /// Reads up to @p length units; 0 for a length below 1, -1 at the end. Stops early rather than
@@ -102,6 +100,14 @@ private:
     static constexpr int32_t NoMark = -1;
     static constexpr int32_t MarkInvalid = -2;
 
+    int32_t next() noexcept {
+        return static_cast<std::make_unsigned_t<Unit>>(m_units.get()[m_position++]);
+    }
+    /// Out of line, so that a single read from the buffer needs no stack frame.
+    template <class Source>
+    [[gnu::noinline]] int32_t readRefilled(Source& source) {
+        return refill(source) ? next() : -1;
+    }
     template <class Source>
     int32_t readSlowly(Source& source, Unit* to, int32_t length);
     int32_t keepMarked();

@@ -48,9 +48,10 @@ public:
         m_count += length;
     }
 
-    /// Writes the pending units, if any, to @p sink in one call.
+    /// Writes the pending units, if any, to @p sink in one call. Out of line, so that a single
+    /// write to the buffer stays small.
     template <class Sink>
-    void drain(Sink& sink) {
+    [[gnu::noinline]] void drain(Sink& sink) {
         requireOpen();
         if (m_count == 0)
             return;
