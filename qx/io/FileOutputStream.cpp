@@ -48,8 +48,8 @@ class FileOutputStream::ClosedAfter {
 public:
     explicit ClosedAfter(FileOutputStream& stream) : m_stream(stream) {}
     ~ClosedAfter() {
-        if (m_stream.keepsClosed())
-            m_stream.m_file.close();
+        if (m_stream.keepsClosed() && m_stream.m_file.isOpen())
+            resultOf([this] { m_stream.close(); });
     }
     ClosedAfter(const ClosedAfter&) = delete;
     ClosedAfter& operator=(const ClosedAfter&) = delete;
