@@ -15,7 +15,7 @@ namespace {
 
 /// Bytes read at once: large enough that the system calls do not count, small enough for a block to
 /// stay in the cache through all stages.
-constexpr int32_t BlockBytes = 128 * 1024;
+constexpr int32_t BlockBytes = 64 * 1024;
 
 /// The converter of the given kind for a name from the command line; absent means the default.
 template <class Converter>
