@@ -8,6 +8,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
 #include <qx/core/GlobalLock.h>
+#include <qx/core/LibraryIdentity.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
@@ -203,9 +204,6 @@ void shutDown() {
     ClassManager::freeInstance();
     Reference<sync::LockObject>::attach(std::exchange(g_pGlobalLock, nullptr)).reset();
 }
-
-/// The address by which the library identifies itself to the platform layer.
-const void* libraryIdentity() { return reinterpret_cast<const void*>(&QXCLLibInit); }
 
 [[gnu::constructor]] void attachProcess() {
     QXCLLibInit();
