@@ -21,7 +21,7 @@ int addressOrder(const void* left, const void* right) {
 const char16_t* classNameOf(const Object& object) {
     try {
         return object.getClass()->getName();
-    } catch (const ClassNotFoundException&) {
+    } catch (...) { // not registered, or no memory to say so
         return u"Object";
     }
 }

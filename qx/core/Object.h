@@ -33,7 +33,8 @@ public:
     /// @throws ClassNotFoundException for a class that is not registered
     virtual const Class* getClass() const;
     virtual uint32_t hashCode() const;
-    /// Here the class name (Object for an unregistered class), "@" and the hash in base 16.
+    /// Here the class name ("Object" when it cannot be had, as for an unregistered class), "@" and
+    /// the hash in base 16.
     virtual String toString() const;
 
     int32_t CompareTo(const IQXUnknown* other, int* result) override;

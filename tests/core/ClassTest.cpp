@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 
 #include <qx/core/Class.h>
@@ -18,7 +19,16 @@ using qx::String;
 
 namespace {
 
-class Unregistered : public Object {};
+class Unregistered : public Object {
+public:
+    uint32_t hashCode() const override { return 0x0ABC; }
+};
+
+/// Cannot even say that it has no class.
+class Nameless : public Unregistered {
+public:
+    const Class* getClass() const override { throw std::bad_alloc(); }
+};
 
 } // namespace
 
@@ -91,9 +101,12 @@ TEST(Class, UnregisteredTypesReportTheirReadableName) {
     } catch (const qx::ClassNotFoundException& exception) {
         EXPECT_TRUE(exception.getDescription().contains(String(u"Unregistered")));
     }
-    EXPECT_TRUE(object.toString().startsWith(u"Object@"));
+    EXPECT_EQ(object.toString(), u"Object@ABC");
+    EXPECT_EQ(Nameless().toString(), u"Object@ABC");
     const Object plain;
     EXPECT_TRUE(plain.toString().startsWith(u"CQXObject@"));
+    EXPECT_TRUE(qx::Exception().toString().startsWith(u"qx::Exception@"));
+    EXPECT_TRUE(qx::ResultException().toString().startsWith(u"Object@"));
 }
 
 TEST(ClassManager, FirstRegistrationOfANameWins) {
