@@ -63,6 +63,12 @@ public:
     int first() override { return 1; }
 };
 
+class Incomparable : public Object {
+public:
+    int compareTo(const Object&) const override { throw qx::CastFailedException(); }
+    uint32_t hashCode() const override { throw std::bad_alloc(); }
+};
+
 } // namespace
 
 TEST(ComObject, CountsReferencesAndTellsTheModuleOfLifeAndDeath) {
@@ -230,6 +236,16 @@ TEST(Object, ComparesByAddressAndWithForeignInterfacesToo) {
     EXPECT_EQ(pair.object.CompareTo(pair.object.GetUnknown(), &order), 0);
     EXPECT_EQ(order, 0);
     EXPECT_EQ(pair.object.CompareTo(nullptr, nullptr), result::NullPointer);
+}
+
+TEST(Object, TurnsFailuresIntoResultsAtItsInterface) {
+    Incomparable object;
+    int order = 5;
+    EXPECT_EQ(object.CompareTo(object.GetUnknown(), &order), result::Fail);
+    EXPECT_EQ(order, 0);
+    uint32_t hash = 5;
+    EXPECT_EQ(object.HashCode(&hash), result::OutOfMemory);
+    EXPECT_EQ(hash, 0u);
 }
 
 TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
