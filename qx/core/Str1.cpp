@@ -105,6 +105,8 @@ int32_t Str1::ensureCapacity1(int32_t need, int32_t keepStart, int32_t keepEnd) 
     }
     if (need <= 0)
         return 0;
+    if (kept > 0)
+        need = std::max(need, keepEnd);
     if (StrBuf1* const fast = fastAllocBuffer(need))
         return moveTo(fast, keepStart, kept);
     const int64_t grown = int64_t{detail::adjustedCapacity(need)} * 5 / 4;

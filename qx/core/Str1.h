@@ -64,7 +64,8 @@ public:
     /// ensureCapacity1.
     void adjustLength(int32_t length) noexcept { m_length = length; }
     /// Makes room for @p need units from the start of the span on, which no other string holds, and
-    /// keeps those from @p keepStart up to @p keepEnd (-1: the length) where they are in the span.
+    /// keeps those from @p keepStart up to @p keepEnd (-1: the length) where they are in the span,
+    /// also when they are more than @p need.
     /// @return room from the start of the span on, 0 when nothing was needed and nothing is held
     int32_t ensureCapacity1(int32_t need, int32_t keepStart = 0, int32_t keepEnd = -1);
     Str1& toLower();
@@ -207,8 +208,10 @@ private:
 /// A text in memory of the caller, which may outlive this string but not that memory.
 class QX_API Str1Wrap : public Str1 {
 public:
+    /// The first @p length units are the text; -1: up to the first 0 unit.
     Str1Wrap(char16_t* units, int32_t length, int32_t capacity) {
-        attach(new StrBuf1Wrap(units, capacity), length);
+        attach(new StrBuf1Wrap(units, capacity),
+               static_cast<int32_t>(TextView(units, length).size()));
     }
     using Str1::operator=;
 };

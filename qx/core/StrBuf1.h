@@ -56,9 +56,6 @@ private:
 class QX_API StrBuf1Wrap : public StrBuf1 {
 public:
     using StrBuf1::StrBuf1;
-    static StrBuf1Wrap* create(char16_t* data, int32_t capacity) {
-        return new StrBuf1Wrap(data, capacity);
-    }
 };
 
 /// Buffer over a constant text: never written, never freed by its holders.
