@@ -16,6 +16,7 @@
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/Utf16.h>
 #include <qx/text/charset/detail/Kernels.h>
+#include <qx/util/detail/WriteHold.h>
 
 namespace qx {
 
@@ -57,41 +58,16 @@ int32_t encode(CharToByteConverter& encoder, std::u16string_view text, signed ch
     return written;
 }
 
-/// Holds a byte buffer for writing; ends that with the length that was set, else as it was.
-class WriteHold {
-public:
-    WriteHold(IQXByteBuffer& buffer, int32_t capacity) : m_buffer(buffer) {
-        throwIfFailed(m_buffer.GetWriteLock(capacity, &m_bytes));
-    }
-    ~WriteHold() {
-        if (m_held)
-            m_buffer.ReleaseWriteLock(-1);
-    }
-    WriteHold(const WriteHold&) = delete;
-    WriteHold& operator=(const WriteHold&) = delete;
-
-    signed char* bytes() const { return m_bytes; }
-    void finish(int32_t length) {
-        m_held = false;
-        throwIfFailed(m_buffer.ReleaseWriteLock(length));
-    }
-
-private:
-    IQXByteBuffer& m_buffer;
-    signed char* m_bytes = nullptr;
-    bool m_held = true;
-};
-
 /// Writes the bytes of @p text and @p terminator 0 bytes into @p buffer.
 void encodeInto(IQXByteBuffer& buffer, std::u16string_view text, const char16_t* encoding,
                 int32_t terminator) {
     const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
     const int32_t capacity =
         detail::scaledSize(detail::lengthOf(text), encoder->getMaxBytesPerChar(), 1);
-    WriteHold hold(buffer, capacity);
-    const int32_t written = encode(*encoder, text, hold.bytes(), capacity);
+    util::detail::WriteHold hold(buffer, capacity);
+    const int32_t written = encode(*encoder, text, hold.units(), capacity);
     if (terminator > 0)
-        hold.bytes()[written] = 0;
+        hold.units()[written] = 0;
     hold.finish(written + terminator);
 }
 

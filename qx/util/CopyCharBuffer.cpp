@@ -3,44 +3,14 @@
 #include <algorithm>
 
 #include <qx/core/Result.h>
-#include <qx/util/IBuffer.h>
-
-namespace {
-
-/// Ends writing on every way out; without a length the buffer keeps the one it had.
-class WriteLock {
-public:
-    WriteLock(IQXCharBuffer& buffer, int32_t capacity) : m_buffer(&buffer) {
-        qx::throwIfFailed(buffer.GetWriteLock(capacity, &m_units));
-    }
-    ~WriteLock() {
-        if (m_buffer)
-            m_buffer->ReleaseWriteLock(-1);
-    }
-    WriteLock(const WriteLock&) = delete;
-    WriteLock& operator=(const WriteLock&) = delete;
-
-    char16_t* units() const { return m_units; }
-
-    int32_t release(int32_t length) {
-        IQXCharBuffer* const buffer = m_buffer;
-        m_buffer = nullptr;
-        return qx::throwIfFailed(buffer->ReleaseWriteLock(length));
-    }
-
-private:
-    IQXCharBuffer* m_buffer;
-    char16_t* m_units = nullptr;
-};
-
-} // namespace
+#include <qx/util/detail/WriteHold.h>
 
 int32_t QXCopyCharBuffer(IQXCharBuffer* destination, const IQXCharBuffer* source) {
     const int32_t length = source->GetLength();
-    WriteLock lock(*destination, length);
+    qx::util::detail::WriteHold hold(*destination, length);
     const char16_t* units = nullptr;
     qx::throwIfFailed(source->GetReadLock(&units));
-    std::copy_n(units, length, lock.units());
+    std::copy_n(units, length, hold.units());
     qx::throwIfFailed(source->ReleaseReadLock());
-    return lock.release(length);
+    return hold.finish(length);
 }

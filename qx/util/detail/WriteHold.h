@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include <qx/core/Result.h>
+#include <qx/util/IBuffer.h>
+
+namespace qx::util::detail {
+
+/// Holds a component buffer for writing. Ends that with the length that finish sets; without it,
+/// on the way out of a failure, with the length that the buffer had.
+template <class Unit>
+class WriteHold {
+public:
+    /// @throws ResultException when the buffer refuses
+    WriteHold(IBuffer<Unit>& buffer, int32_t capacity) : m_buffer(&buffer) {
+        throwIfFailed(buffer.GetWriteLock(capacity, &m_units));
+    }
+    ~WriteHold() {
+        if (m_buffer)
+            m_buffer->ReleaseWriteLock(-1);
+    }
+    WriteHold(const WriteHold&) = delete;
+    WriteHold& operator=(const WriteHold&) = delete;
+
+    Unit* units() const noexcept { return m_units; }
+
+    /// The result of the release.
+    /// @throws ResultException when the buffer refuses
+    int32_t finish(int32_t length) {
+        return throwIfFailed(std::exchange(m_buffer, nullptr)->ReleaseWriteLock(length));
+    }
+
+private:
+    IBuffer<Unit>* m_buffer;
+    Unit* m_units = nullptr;
+};
+
+} // namespace qx::util::detail
