@@ -1,0 +1,231 @@
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#ifdef QX_BENCH_HAVE_QT
+#include <QString>
+#endif
+
+#include <qx/core/String.h>
+
+// Strings beside those of others, and long searches beside the C library's over the same bytes.
+// "Text" of 64 Ki units is prose with a letter outside ASCII in every few hundred.
+
+namespace {
+
+using qx::String;
+
+constexpr size_t TextUnits = 65'536;
+
+std::u16string prose(size_t units) {
+    static constexpr std::u16string_view sentence =
+        u"The quick brown fox jumps over the lazy dog; pack my box with five dozen liquor jugs. ";
+    std::u16string text;
+    while (text.size() < units) {
+        text.append(sentence);
+        if (text.size() % 5 == 0)
+            text.append(u"Caf\u00E9 ");
+    }
+    text.resize(units);
+    return text;
+}
+
+void setUnits(benchmark::State& state, size_t unitsPerIteration) {
+    state.SetBytesProcessed(state.iterations() *
+                            static_cast<int64_t>(unitsPerIteration * sizeof(char16_t)));
+}
+
+// Copy and drop: an atomic up and down.
+
+template <class Text>
+void copyText(benchmark::State& state, const Text& text) {
+    const Text* source = &text;
+    benchmark::DoNotOptimize(source);
+    for (auto _ : state) {
+        Text copy(*source);
+        benchmark::DoNotOptimize(copy);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void copyQx(benchmark::State& state) { copyText(state, String(prose(40))); }
+BENCHMARK(copyQx)->Name("StringCopy/qx");
+
+void copyLiteralQx(benchmark::State& state) {
+    using namespace qx::literals;
+    copyText(state, u"a literal that is read where it is"_qs);
+}
+BENCHMARK(copyLiteralQx)->Name("StringCopyLiteral/qx");
+
+// Appending to a text of 4096 units, which begins empty and grows.
+
+constexpr size_t AppendedUnits = 4096;
+
+template <class Text, class Append>
+void appendUpTo(benchmark::State& state, size_t step, Append append) {
+    for (auto _ : state) {
+        Text text;
+        for (size_t length = 0; length < AppendedUnits; length += step)
+            append(text);
+        benchmark::DoNotOptimize(text);
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(AppendedUnits / step));
+}
+
+template <class Text>
+void appendUnit(benchmark::State& state) {
+    char16_t unit = u'x';
+    benchmark::DoNotOptimize(unit);
+    appendUpTo<Text>(state, 1, [&](Text& text) { text += unit; });
+}
+BENCHMARK(appendUnit<String>)->Name("StringAppend1/qx");
+BENCHMARK(appendUnit<std::u16string>)->Name("StringAppend1/std");
+
+template <class Text>
+void appendEight(benchmark::State& state) {
+    const char16_t* units = u"eight un";
+    benchmark::DoNotOptimize(units);
+    appendUpTo<Text>(state, 8, [&](Text& text) { text.append(units, 8); });
+}
+BENCHMARK(appendEight<String>)->Name("StringAppend8/qx");
+BENCHMARK(appendEight<std::u16string>)->Name("StringAppend8/std");
+
+// Equality and search over 64 Ki units.
+
+void equalQx(benchmark::State& state) {
+    const String left(prose(TextUnits)), right(prose(TextUnits));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(left == right);
+    setUnits(state, TextUnits);
+}
+BENCHMARK(equalQx)->Name("StringEqual64Ki/qx");
+
+void compareQx(benchmark::State& state) {
+    const String left(prose(TextUnits)), right(prose(TextUnits));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(left.compare(right));
+    setUnits(state, TextUnits);
+}
+BENCHMARK(compareQx)->Name("StringCompare64Ki/qx");
+
+void equalMemcmp(benchmark::State& state) {
+    const std::u16string left = prose(TextUnits), right = prose(TextUnits);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(std::memcmp(left.data(), right.data(), TextUnits * 2));
+    setUnits(state, TextUnits);
+}
+BENCHMARK(equalMemcmp)->Name("StringEqual64Ki/memcmp");
+BENCHMARK(equalMemcmp)->Name("StringCompare64Ki/memcmp");
+
+/// A text that ends with what is searched.
+std::u16string haystack(std::u16string_view needle) {
+    std::u16string text = prose(TextUnits - needle.size());
+    return text.append(needle);
+}
+
+constexpr std::u16string_view Needle = u"vexing fox";
+
+void indexOfQx(benchmark::State& state) {
+    const String text(haystack(Needle));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(text.indexOf(Needle));
+    setUnits(state, TextUnits);
+}
+BENCHMARK(indexOfQx)->Name("StringIndexOf64Ki/qx");
+
+void indexOfMemmem(benchmark::State& state) {
+    const std::u16string text = haystack(Needle);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(
+            ::memmem(text.data(), text.size() * 2, Needle.data(), Needle.size() * 2));
+    setUnits(state, TextUnits);
+}
+BENCHMARK(indexOfMemmem)->Name("StringIndexOf64Ki/memmem");
+
+// Letter case of mostly ASCII text.
+
+std::u16string upperProse(size_t units) {
+    return std::u16string(String(prose(units)).toUpper().view());
+}
+
+void compareIgnoringCaseQx(benchmark::State& state) {
+    const String left(prose(TextUnits)), right(upperProse(TextUnits));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(left.compare(right, true));
+    setUnits(state, TextUnits);
+}
+BENCHMARK(compareIgnoringCaseQx)->Name("StringCompareIgnoringCase/qx");
+
+void toUpperQx(benchmark::State& state) {
+    const String text(prose(TextUnits));
+    for (auto _ : state) {
+        String upper(text);
+        benchmark::DoNotOptimize(upper.toUpper());
+    }
+    setUnits(state, TextUnits);
+}
+BENCHMARK(toUpperQx)->Name("StringToUpper/qx");
+
+// Numbers of one to ten digits.
+
+std::vector<int> numbers() {
+    std::vector<int> numbers;
+    for (int i = 0; i < 1000; ++i)
+        numbers.push_back(i * 2'147'483 / (i % 7 + 1) / (i % 5 == 0 ? 10'000 : 1));
+    return numbers;
+}
+
+template <class Print>
+void printNumbers(benchmark::State& state, Print print) {
+    const std::vector<int> values = numbers();
+    for (auto _ : state) {
+        for (const int value : values) {
+            auto text = print(value);
+            benchmark::DoNotOptimize(text);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(values.size()));
+}
+
+void valueOfQx(benchmark::State& state) {
+    printNumbers(state, [](int value) { return String::valueOf(value); });
+}
+BENCHMARK(valueOfQx)->Name("StringValueOfInt/qx");
+
+#ifdef QX_BENCH_HAVE_QT
+
+QString qString(const std::u16string& text) {
+    return QString::fromUtf16(text.data(), static_cast<int>(text.size()));
+}
+
+void copyQt(benchmark::State& state) { copyText(state, qString(prose(40))); }
+BENCHMARK(copyQt)->Name("StringCopy/qt");
+
+void compareIgnoringCaseQt(benchmark::State& state) {
+    const QString left = qString(prose(TextUnits)), right = qString(upperProse(TextUnits));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(left.compare(right, Qt::CaseInsensitive));
+    setUnits(state, TextUnits);
+}
+BENCHMARK(compareIgnoringCaseQt)->Name("StringCompareIgnoringCase/qt");
+
+void toUpperQt(benchmark::State& state) {
+    const QString text = qString(prose(TextUnits));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(text.toUpper());
+    setUnits(state, TextUnits);
+}
+BENCHMARK(toUpperQt)->Name("StringToUpper/qt");
+
+void numberQt(benchmark::State& state) {
+    printNumbers(state, [](int value) { return QString::number(value); });
+}
+BENCHMARK(numberQt)->Name("StringValueOfInt/qt");
+
+#endif
+
+} // namespace
+
+BENCHMARK_MAIN();
