@@ -4,7 +4,7 @@
 
 namespace qx {
 
-namespace {
+namespace detail {
 
 /// A block from operator new in which no object has begun to live; it lies behind the object's
 /// bytes. Nested new-expressions put several of them in a row.
@@ -13,7 +13,14 @@ struct PendingBlock {
     PendingBlock* outer;
 };
 
-constinit thread_local PendingBlock* t_pending = nullptr;
+constinit thread_local PendingBlock* t_pendingBlock = nullptr;
+
+} // namespace detail
+
+namespace {
+
+using detail::PendingBlock;
+using detail::t_pendingBlock;
 
 constexpr std::size_t roundedUp(std::size_t size) {
     return (size + alignof(PendingBlock) - 1) & ~(alignof(PendingBlock) - 1);
@@ -21,13 +28,11 @@ constexpr std::size_t roundedUp(std::size_t size) {
 
 void* announce(void* block, std::size_t size) noexcept {
     char* const begin = static_cast<char*>(block);
-    t_pending = ::new (begin + roundedUp(size)) PendingBlock{begin, t_pending};
+    t_pendingBlock = ::new (begin + roundedUp(size)) PendingBlock{begin, t_pendingBlock};
     return block;
 }
 
 } // namespace
-
-ComObject::~ComObject() = default;
 
 void* ComObject::operator new(std::size_t size) {
     return announce(::operator new(roundedUp(size) + sizeof(PendingBlock)), size);
@@ -40,8 +45,8 @@ void* ComObject::operator new(std::size_t size, const std::nothrow_t&) noexcept 
 
 void ComObject::operator delete(void* block) noexcept {
     // Still announced when the arguments of the constructor threw.
-    if (t_pending && t_pending->begin == block)
-        t_pending = t_pending->outer;
+    if (t_pendingBlock && t_pendingBlock->begin == block)
+        t_pendingBlock = t_pendingBlock->outer;
     ::operator delete(block);
 }
 
@@ -51,10 +56,10 @@ void ComObject::operator delete(void* block, const std::nothrow_t&) noexcept {
 
 uint32_t ComObject::claimBlock() noexcept {
     const char* const self = reinterpret_cast<const char*>(this);
-    const PendingBlock* const block = t_pending;
+    const PendingBlock* const block = t_pendingBlock;
     if (!block || self < block->begin || self >= reinterpret_cast<const char*>(block))
         return 0;
-    t_pending = block->outer;
+    t_pendingBlock = block->outer;
     return static_cast<uint32_t>(self - block->begin) + 1;
 }
 

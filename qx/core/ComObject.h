@@ -11,6 +11,17 @@
 
 namespace qx {
 
+namespace detail {
+
+struct PendingBlock;
+
+/// Innermost block from operator new in which no object of the calling thread has begun to live,
+/// or null. Every constructor looks at it, so it is reached without a call.
+[[gnu::tls_model(
+    "initial-exec")]] extern QX_API constinit thread_local PendingBlock* t_pendingBlock;
+
+} // namespace detail
+
 /// Root of every class of the library: an atomic reference count and interface query.
 ///
 /// An object starts with count 0 and is owned through Reference from then on; the Release that
@@ -22,11 +33,12 @@ namespace qx {
 /// The count may be changed from any thread; anything else is up to the derived class.
 class QX_API ComObject : public IQXUnknown {
 public:
-    ComObject() noexcept : m_blockOffset(claimBlock()) {}
+    ComObject() noexcept : m_blockOffset(detail::t_pendingBlock ? claimBlock() : 0) {}
     /// Copies count and module as they are. Derived classes begin with the default constructor in
     /// their copy constructors, so that no count is carried over.
     ComObject(const ComObject& other) noexcept
-        : m_count(other.GetRefCount()), m_blockOffset(claimBlock()), m_module(other.m_module) {}
+        : m_count(other.GetRefCount()), m_blockOffset(detail::t_pendingBlock ? claimBlock() : 0),
+          m_module(other.m_module) {}
     ComObject& operator=(const ComObject& other) noexcept {
         m_count.store(other.GetRefCount(), std::memory_order_relaxed);
         m_module = other.m_module;
@@ -46,7 +58,7 @@ public:
             lastReleased();
         return count;
     }
-    virtual ~ComObject();
+    virtual ~ComObject() = default;
 
     /// Changes the count alone: neither the module's count nor the object's life.
     uint32_t InternalAddRef() noexcept {

@@ -14,7 +14,8 @@ namespace qx::util {
 template <class Unit>
 class QX_API AbstractBuffer : public pcom::Implements<Object, ComponentBuffer<Unit>> {
 public:
-    AbstractBuffer() noexcept = default;
+    // Not defaulted: initialisation with () would then zero the whole object first.
+    AbstractBuffer() noexcept {}
 
     virtual int32_t getLength() const = 0;
     virtual const Unit* getData() const = 0;
