@@ -15,7 +15,7 @@ using detail::checkedSize;
 using Traits = std::char_traits<char16_t>;
 
 constexpr std::u16string_view WhiteSpace = u" \t\r\n";
-/// A multiple of 16 below 2 Gi units, where growth by half ends.
+/// A multiple of 16 below 2 Gi units, where doubling ends.
 constexpr int64_t LargestCapacity = 0x7FFFFFF0;
 
 size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
@@ -38,28 +38,18 @@ std::u16string_view part(std::u16string_view text, int32_t start, int32_t end) {
 String::String(const STRUCT_QX_STR_LIT_INFO& literal)
     : m_storage(TextStorage::wrapping(TextView(literal.units, literal.length))) {}
 
-String::String(int32_t capacity) {
-    if (capacity > 0)
-        m_storage.prepare(capacity, 0);
-}
+String::String(int32_t capacity) : m_storage({}, capacity) {}
 
 String::String(const IQXCharBuffer* buffer)
     : String(buffer ? TextView(buffer->GetData(), std::max(buffer->GetLength(), 0)) : TextView()) {}
 
-String::String(const char16_t* units, int32_t length, int32_t capacity) {
-    const TextView text(units, length);
-    if (text.empty() && capacity < 1)
-        return;
-    prepareToGrow(std::max(int64_t{capacity}, int64_t{lengthOf(text)} + 1), 0);
-    append(text);
-}
+String::String(const char16_t* units, int32_t length, int32_t capacity)
+    : m_storage(TextView(units, length), capacity) {}
 
-String::String(std::u16string_view text) : String(text.data(), lengthOf(text)) {}
+String::String(std::u16string_view text) : m_storage(text) {}
 
-String::String(char16_t unit, int32_t count, int32_t capacity) {
-    if (count < 1 && capacity < 1)
-        return;
-    prepareToGrow(std::max(int64_t{capacity}, int64_t{count} + 1), 0);
+String::String(char16_t unit, int32_t count, int32_t capacity)
+    : m_storage({}, std::max(capacity, count > 0 ? checkedSize(int64_t{count} + 1) : 0)) {
     append(unit, std::max(count, 0));
 }
 
@@ -134,7 +124,7 @@ TextStorage String::holdIfOwn(TextView text) const noexcept {
 char16_t* String::prepareToGrow(int64_t capacity, int32_t kept) {
     const int32_t needed = checkedSize(capacity);
     const int64_t present = m_storage.capacity();
-    const int64_t grown = needed > present ? std::min(present + present / 2, LargestCapacity) : 0;
+    const int64_t grown = needed > present ? std::min(2 * present, LargestCapacity) : 0;
     char16_t* const units = m_storage.prepare(std::max(needed, static_cast<int32_t>(grown)), kept);
     dropBytes();
     return units;

@@ -362,13 +362,15 @@ public:
 
 private:
     explicit String(TextStorage storage) noexcept : m_storage(std::move(storage)) {}
+    template <class Integer>
+    static String decimalOf(Integer value);
     static String formatTexts(TextView pattern, std::initializer_list<TextView> arguments);
     static TextView offsetIn(TextView text, int32_t offset) {
         const size_t from = offset > 0 ? static_cast<size_t>(offset) : 0;
         return text.substr(from < text.size() ? from : text.size());
     }
     String& appendSlow(TextView text);
-    /// Private room for @p capacity units, with growth by half as much again.
+    /// Private room for @p capacity units, which doubles when it grows.
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
     char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
@@ -387,28 +389,11 @@ private:
 inline TextView::TextView(const String& text) noexcept : std::u16string_view(text.view()) {}
 
 inline String& String::append(TextView text) {
-    // Text of our own lies in front of the place it goes to and can be copied while nothing moves.
-    if (!m_storage.isWritable(0)) [[unlikely]]
-        return appendSlow(text);
-    const auto length = static_cast<size_t>(m_storage.length());
-    if (static_cast<size_t>(m_storage.capacity()) - length <= text.size()) [[unlikely]]
-        return appendSlow(text);
     dropBytes();
-    char16_t* const units = m_storage.writable();
-    std::char_traits<char16_t>::copy(units + length, text.data(), text.size());
-    m_storage.commit(static_cast<int32_t>(length + text.size()));
-    return *this;
+    return m_storage.tryAppend(text.data(), text.size()) ? *this : appendSlow(text);
 }
 
-inline String& String::append(char16_t unit) {
-    const int32_t length = m_storage.length();
-    if (!m_storage.isWritable(length + 2)) [[unlikely]]
-        return appendSlow(TextView(&unit, 1));
-    dropBytes();
-    m_storage.writable()[length] = unit;
-    m_storage.commit(length + 1);
-    return *this;
-}
+inline String& String::append(char16_t unit) { return append(TextView(&unit, 1)); }
 
 template <>
 inline const char16_t* String::getDataT<char16_t>() const {

@@ -104,12 +104,22 @@ String& String::append(long long value) { return append(Decimal(value).text()); 
 String& String::append(unsigned long long value) { return append(Decimal(value).text()); }
 String& String::append(double value) { return append(General(value).text()); }
 
-String String::valueOf(int value) { return String(Decimal(value).text()); }
-String String::valueOf(unsigned int value) { return String(Decimal(value).text()); }
-String String::valueOf(long value) { return String(Decimal(value).text()); }
-String String::valueOf(unsigned long value) { return String(Decimal(value).text()); }
-String String::valueOf(long long value) { return String(Decimal(value).text()); }
-String String::valueOf(unsigned long long value) { return String(Decimal(value).text()); }
+/// Writes the digits where they stay: to copy them at once would wait for the small writes.
+template <class Integer>
+String String::decimalOf(Integer value) {
+    const int32_t length = detail::decimalLength(value);
+    String text;
+    text.m_storage = TextStorage::ofLength(length);
+    detail::writeDecimal(value, text.m_storage.writable() + length);
+    return text;
+}
+
+String String::valueOf(int value) { return decimalOf(value); }
+String String::valueOf(unsigned int value) { return decimalOf(value); }
+String String::valueOf(long value) { return decimalOf(value); }
+String String::valueOf(unsigned long value) { return decimalOf(value); }
+String String::valueOf(long long value) { return decimalOf(value); }
+String String::valueOf(unsigned long long value) { return decimalOf(value); }
 String String::valueOf(double value) { return String(General(value).text()); }
 
 String String::valueOf(bool value) { return value ? u"true"_qs : u"false"_qs; }

@@ -1,7 +1,6 @@
 #include "qx/core/TextStorage.h"
 
 #include <algorithm>
-#include <new>
 
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>
@@ -31,12 +30,17 @@ struct ReadHold {
 
 } // namespace
 
-TextBlock* TextBlock::create(int32_t capacity) {
-    const size_t size = sizeof(TextBlock) + sizeOf(capacity) * sizeof(char16_t);
-    return ::new (::operator new(size)) TextBlock(capacity);
+TextStorage::TextStorage(std::u16string_view text, int32_t capacity) : TextStorage() {
+    if (text.empty() && capacity < 1)
+        return;
+    const auto length = checkedSize(static_cast<int64_t>(text.size()));
+    m_block = TextBlock::create(adjustedCapacity(std::max(int64_t{capacity}, int64_t{length} + 1)));
+    char16_t* const units = m_block->units();
+    std::char_traits<char16_t>::copy(units, text.data(), text.size());
+    units[text.size()] = u'\0';
+    m_units = units;
+    m_length = length;
 }
-
-void TextBlock::destroy() noexcept { ::operator delete(this); }
 
 TextStorage TextStorage::wrapping(std::u16string_view text) {
     TextStorage storage;

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -12,17 +14,21 @@ class IQXCharBuffer;
 
 namespace qx {
 
-/// Owned text: a counted block of UTF-16 units, header and units in one allocation.
-class TextBlock {
+/// Owned text: a counted block of UTF-16 units, header and units in one allocation. The units are
+/// aligned for vectors: large copies to other places take several times as long.
+class alignas(16) TextBlock {
 public:
     /// A block of exactly @p capacity units with count 1.
     /// @throws std::bad_alloc
-    static TextBlock* create(int32_t capacity);
+    static TextBlock* create(int32_t capacity) {
+        const size_t size = sizeof(TextBlock) + static_cast<size_t>(capacity) * sizeof(char16_t);
+        return ::new (::operator new(size)) TextBlock(capacity);
+    }
 
     void addRef() noexcept { m_count.fetch_add(1, std::memory_order_relaxed); }
     void release() noexcept {
         if (isUnique() || m_count.fetch_sub(1, std::memory_order_acq_rel) == 1)
-            destroy();
+            ::operator delete(this);
     }
     /// True when the caller's reference is the only one. Nobody else can then take another.
     bool isUnique() const noexcept { return m_count.load(std::memory_order_acquire) == 1; }
@@ -31,7 +37,6 @@ public:
 
 private:
     explicit TextBlock(int32_t capacity) noexcept : m_capacity(capacity) {}
-    QX_API void destroy() noexcept;
 
     std::atomic<uint32_t> m_count{1};
     int32_t m_capacity;
@@ -47,6 +52,17 @@ class TextStorage {
 public:
     /// The empty text: static, usable at any time, not counted.
     constexpr TextStorage() noexcept : m_units(u""), m_length(0) {}
+    /// Copies @p text into a block of its own with room for @p capacity units, its 0 unit among
+    /// them. The empty text without room stays the static one.
+    explicit TextStorage(std::u16string_view text, int32_t capacity = 0);
+    /// A block of @p length units that the caller is to write, for a text of 0 to 2 Gi - 16 units.
+    static TextStorage ofLength(int32_t length) {
+        TextStorage storage;
+        storage.m_block = TextBlock::create((length + 16) & ~15);
+        storage.m_units = storage.m_block->units();
+        storage.commit(length);
+        return storage;
+    }
     /// Reads @p text where it is.
     static TextStorage wrapping(std::u16string_view text);
     /// References @p buffer, whose length counts the 0 unit behind its text.
@@ -99,6 +115,18 @@ public:
     }
     /// Room for writing to text that isWritable.
     char16_t* writable() noexcept { return m_block->units(); }
+    /// Appends where that needs no new room and nobody shares the text; false when it does not.
+    /// The units may lie in the text itself.
+    bool tryAppend(const char16_t* units, size_t count) noexcept {
+        if (!m_block || static_cast<size_t>(m_block->capacity() - m_length) <= count ||
+            !m_block->isUnique())
+            return false;
+        char16_t* const end = m_block->units() + m_length;
+        std::char_traits<char16_t>::copy(end, units, count);
+        end[count] = u'\0';
+        m_length += static_cast<int32_t>(count);
+        return true;
+    }
     /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
     /// first @p kept units, of which there must be as many. To be followed by commit.
     /// @throws std::bad_alloc, ResultException of a foreign buffer; the storage is then unchanged
