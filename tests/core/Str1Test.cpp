@@ -1,0 +1,368 @@
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Reference.h>
+#include <qx/core/Str1HashMap.h>
+#include <qx/platform/result.h>
+
+#include "tests/support/FailingAllocator.h"
+
+using namespace qx;
+
+namespace {
+
+std::u16string unitsOf(const Str1& text) { return std::u16string(text.view()); }
+
+const char16_t* bufferOf(const Str1& text) { return text.getData0(); }
+
+} // namespace
+
+TEST(Str1, CopiesAndPartsShareTheBufferUntilOneWrites) {
+    Str1 text;
+    text.append(u"hello world");
+    const Str1 copy(text);
+    Str1 world = text.substring(6);
+    EXPECT_EQ(bufferOf(copy), bufferOf(text));
+    EXPECT_EQ(bufferOf(world), bufferOf(text) + 6);
+    world.append(u"!");
+    EXPECT_EQ(unitsOf(world), u"world!");
+    EXPECT_EQ(unitsOf(text), u"hello world");
+    text.toUpper();
+    EXPECT_EQ(unitsOf(text), u"HELLO WORLD");
+    EXPECT_EQ(unitsOf(copy), u"hello world");
+
+    Str1 alone;
+    alone.append(u"alone");
+    const char16_t* const buffer = bufferOf(alone);
+    alone.append(u"!").toLower().append(u'?', 3);
+    EXPECT_EQ(bufferOf(alone), buffer); // a buffer of its own is written in place
+    EXPECT_EQ(unitsOf(alone), u"alone!???");
+}
+
+TEST(Str1, RangesOutsideTheTextAreEmpty) {
+    const Str1Copy text(u"abcde");
+    const struct {
+        int32_t start, end;
+        const char16_t* expected;
+    } cases[] = {{0, 5, u"abcde"}, {1, 3, u"bc"}, {1, 99, u"bcde"}, {3, 3, u""},
+                 {4, 2, u""},      {5, 9, u""},   {-1, 3, u""},     {9, 20, u""}};
+    for (const auto& c : cases)
+        EXPECT_EQ(unitsOf(Str1(text, c.start, c.end)), c.expected) << c.start << " " << c.end;
+    EXPECT_EQ(unitsOf(text.substring(2)), u"cde");
+}
+
+TEST(Str1, FixedRoomTakesNoAllocationAndLargerTextsGrowByAQuarter) {
+    const int64_t before = qxtest::allocationCount();
+    Str1Fixed<> text;
+    text.append(u'x', 128);
+    EXPECT_EQ(qxtest::allocationCount(), before);
+    EXPECT_EQ(text.ensureCapacity1(128), 128);
+    EXPECT_EQ(text.ensureCapacity1(129), 192);
+    EXPECT_EQ(unitsOf(text), std::u16string(128, u'x'));
+
+    const struct {
+        int32_t need;
+        bool isKept;
+        int32_t capacity;
+    } cases[] = {{1, false, 16}, {17, false, 32}, {129, false, 144}, {129, true, 192},
+                 {16, true, 32}, {64, true, 80},  {65, true, 112}};
+    for (const auto& c : cases) {
+        Str1 other;
+        if (c.isKept)
+            other.setTo(Str1Copy(u"k")); // a buffer of 16 units
+        const Str1 holder(other);        // shared, so it has to move
+        EXPECT_EQ(other.ensureCapacity1(c.need, 0, c.isKept ? -1 : 0), c.capacity) << c.need;
+        EXPECT_EQ(unitsOf(other), c.isKept ? u"k" : u"");
+    }
+}
+
+TEST(Str1, EnsureCapacityReusesTheRoomInFrontOfASpan) {
+    Str1 text(32);
+    text.append(u"0123456789abcdef");
+    text.setTo(text.substring(10)); // six units at offset 10, and the buffer is its own
+    EXPECT_EQ(text.ensureCapacity1(22), 22);
+    const char16_t* const inPlace = bufferOf(text);
+    EXPECT_EQ(text.ensureCapacity1(23), 32); // moved to the front
+    EXPECT_EQ(bufferOf(text), inPlace - 10);
+    EXPECT_EQ(unitsOf(text), u"abcdef");
+    EXPECT_EQ(text.ensureCapacity1(0), 32);
+    EXPECT_EQ(Str1().ensureCapacity1(0), 0);
+}
+
+TEST(Str1, VariantsBeginInTheirMemoryAndOutgrowIt) {
+    char16_t array[8] = u"local";
+    {
+        Str1Local local(array, -1, 8);
+        local.append(u"!!!");
+        EXPECT_EQ(bufferOf(local), array);
+        EXPECT_EQ(std::u16string_view(array, 8), u"local!!!");
+        local.append(u'.');
+        EXPECT_NE(bufferOf(local), array);
+        EXPECT_EQ(unitsOf(local), u"local!!!.");
+    }
+    static constexpr char16_t literal[] = u"Literal";
+    Str1Static constant(literal);
+    EXPECT_EQ(bufferOf(constant), literal);
+    constant.toLower();
+    EXPECT_EQ(unitsOf(constant), u"literal");
+    EXPECT_EQ(std::u16string_view(literal), u"Literal");
+    Str1 shared;
+    {
+        Str1Wrap wrap(array, 5, 8);
+        shared.setTo(wrap);
+    }
+    EXPECT_EQ(bufferOf(shared), array); // the wrapping buffer outlives its first holder
+    shared.reset();
+    EXPECT_TRUE(shared.isEmpty());
+    Str1Fixed<4> fixed(u"1234");
+    const Str1Fixed<4> copy(fixed);
+    EXPECT_NE(bufferOf(copy), bufferOf(fixed));
+    fixed.clear();
+    fixed.append(u"12345").clear();
+    fixed.reset();
+    fixed.append(u"ab"); // back inside
+    EXPECT_EQ(unitsOf(fixed), u"ab");
+    EXPECT_EQ(unitsOf(copy), u"1234");
+}
+
+TEST(Str1, AgreesWithAStandardStringOverRandomOperations) {
+    std::mt19937 random(11);
+    Str1Fixed<16> text;
+    std::u16string model;
+    std::vector<std::pair<Str1Copy, std::u16string>> kept;
+    Str1 sharing;
+    for (int step = 0; step < 20'000; ++step) {
+        const auto position = static_cast<int32_t>(random() % (model.size() + 1));
+        const std::u16string piece(random() % 20, static_cast<char16_t>(u'a' + step % 26));
+        switch (random() % 8) {
+        case 0:
+            text += piece;
+            model += piece;
+            break;
+        case 1:
+            text.append(u'U', 3);
+            model.append(3, u'U');
+            break;
+        case 2: // text of its own
+            text.append(text.substring(position));
+            model.append(std::u16string(model.substr(static_cast<size_t>(position))));
+            break;
+        case 3:
+            text.copy(text.substring(position, position + 20));
+            model = model.substr(static_cast<size_t>(position), 20);
+            break;
+        case 4:
+            text.setTo(text.substring(position / 2));
+            model = model.substr(static_cast<size_t>(position / 2));
+            break;
+        case 5:
+            sharing.setTo(text);
+            break;
+        case 6:
+            text.toLower();
+            for (auto& unit : model)
+                unit = unit == u'U' ? u'u' : unit;
+            break;
+        default:
+            if (model.size() > 300) {
+                text.reset();
+                model.clear();
+            }
+            break;
+        }
+        ASSERT_EQ(text, model) << "step " << step;
+    }
+}
+
+TEST(Str1, ReadsLikeAString) {
+    const Str1Copy text(u"Hello World");
+    EXPECT_TRUE(text.startsWith(u"Hello") && !text.startsWith(u"hello"));
+    EXPECT_TRUE(text.startsWith(u"hELLO", true) && text.startsWith(u""));
+    EXPECT_FALSE(text.startsWith(u"Hello World!", true));
+    EXPECT_EQ(text.indexOf(u'o'), 4);
+    EXPECT_EQ(text.indexOf(u'o', 5), 7);
+    EXPECT_EQ(text.indexOf(u'w'), -1);
+    EXPECT_EQ(text.indexOf(u'w', 0, true), 6);
+    EXPECT_EQ(text.indexOf(u'H', 99), -1);
+    EXPECT_TRUE(text == u"Hello World" && text != u"Hello" && Str1() == u"");
+    EXPECT_EQ(text.toQXString(), u"Hello World");
+    EXPECT_EQ(text.hashCode(), String(u"Hello World").hashCode());
+    EXPECT_EQ(Str1().hashCode(), 0u);
+}
+
+TEST(Str1, AppendorLooksAtTheCapacityOncePerBatch) {
+    Str1 text;
+    Str1::Appendor appendor(text, 100, 20);
+    EXPECT_FALSE(appendor.used());
+    const int64_t before = qxtest::allocationCount();
+    for (int i = 0; i < 101; ++i)
+        appendor.fastAppend(static_cast<char16_t>(u'a' + i % 26));
+    EXPECT_EQ(qxtest::allocationCount(), before + 1);
+    EXPECT_TRUE(appendor.used());
+    for (int i = 0; i < 500; ++i)
+        appendor.fastAppend(u"xyz", 3);
+    EXPECT_EQ(text.getLength(), 1601);
+    EXPECT_EQ(unitsOf(text.substring(100, 107)), u"wxyzxyz");
+    text.reset();
+    appendor.resync();
+    appendor.fastAppend(u"again", 5);
+    EXPECT_EQ(unitsOf(text), u"again");
+    appendor.firstAppend(u"first", 5);
+    EXPECT_EQ(unitsOf(text), u"first");
+    appendor.setRemCap(1000);
+    const char16_t* const buffer = bufferOf(text);
+    std::fill_n(appendor.checkAvailable(1000), 1000, u'.');
+    EXPECT_EQ(bufferOf(text), buffer);
+    EXPECT_EQ(text.getLength(), 1005);
+}
+
+TEST(Str1, MoreThanABufferHoldsIsRefused) {
+    Str1Copy text(u"abc");
+    EXPECT_THROW(text.append(u'x', StrBuf1::MaxCapacity), std::bad_alloc);
+    EXPECT_THROW(text.ensureCapacity1(StrBuf1::MaxCapacity + 1), std::bad_alloc);
+    EXPECT_EQ(unitsOf(text), u"abc");
+    Str1 large(StrBuf1::MaxCapacity);
+    EXPECT_EQ(large.ensureCapacity1(1), StrBuf1::MaxCapacity);
+}
+
+TEST(Str1, ConvertsBytesInPieces) {
+    const Str1 text("Gr\xC3\xBC\xC3\x9F\x65 \xF0\x9F\x98\x80", -1, u"UTF-8");
+    EXPECT_EQ(unitsOf(text), u"Gr\u00FC\u00DFe \U0001F600");
+    const std::string expected(reinterpret_cast<const char*>(text.getBytesAZ(u"UTF-8").get()));
+    for (const int32_t size : {4, 5, 6, 7, 20}) {
+        SCOPED_TRACE(size);
+        std::string joined;
+        int32_t position = 0;
+        int32_t code = result::BufferTooSmall;
+        while (code == result::BufferTooSmall) {
+            signed char piece[20];
+            int32_t count = 0;
+            code = text.convertToA(piece, size, &count, u"UTF-8", &position);
+            ASSERT_TRUE(count > 0 || code == result::Ok);
+            joined.append(reinterpret_cast<const char*>(piece), static_cast<size_t>(count));
+        }
+        EXPECT_EQ(code, result::Ok);
+        EXPECT_EQ(position, text.getLength());
+        EXPECT_EQ(joined, expected);
+    }
+    signed char bytes[13];
+    int32_t count = 0;
+    EXPECT_EQ(text.convertToAZ(bytes, 12, &count, u"UTF-8"), result::BufferTooSmall);
+    EXPECT_EQ(text.convertToAZ(bytes, 13, &count, u"UTF-8"), result::Ok);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(bytes)), expected);
+    EXPECT_EQ(count, 12);
+    EXPECT_EQ(text.convertToAZ(bytes, 0, &count, u"UTF-8"), result::BufferTooSmall);
+    EXPECT_EQ(text.convertToA(bytes, 13, &count, u"no such encoding"), result::UnknownEncoding);
+
+    Str1 many;
+    many.append(u'\u4E00', 5'000);
+    EXPECT_EQ(many.getLengthA(&count, u"UTF-8"), result::Ok);
+    EXPECT_EQ(count, 15'000);
+    EXPECT_EQ(many.getLengthA(&count, u"UTF-8", 4'999), result::Ok);
+    EXPECT_EQ(count, 3);
+    EXPECT_EQ(many.getLengthA(&count, u"no such encoding"), result::UnknownEncoding);
+    many.copyA("abc", 3, u"ASCII").appendA("de", -1, u"ASCII");
+    EXPECT_EQ(unitsOf(many), u"abcde");
+    EXPECT_THROW(many.appendA("x\xED\xA0\x80", 4, u"UTF-8"), Exception);
+    EXPECT_EQ(unitsOf(many), u"abcde");
+}
+
+TEST(Str1, EveryAllocationMayFail) {
+    qxtest::failEachAllocation([] {
+        try {
+            Str1Fixed<4> text(u"abc");
+            try {
+                text.append(u'x', 100);
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(text, u"abc");
+                throw;
+            }
+            const Str1 shared(text);
+            text.toUpper();
+            Str1HashMap<Str1> map(1);
+            for (char16_t key = u'a'; key < u'f'; ++key)
+                map.put(TextView(&key, 1), shared);
+            map.remove(u"a");
+        } catch (const std::bad_alloc&) { // and nothing stays behind
+        }
+    });
+}
+
+TEST(Str1HashMap, GrowsWhenTheLoadIsReachedBeforeAnInsertion) {
+    Str1HashMap<void*> map;
+    EXPECT_EQ(map.getTableSize(), 101);
+    const auto key = [](int number) { return String::valueOf(number); };
+    for (int i = 0; i < 75; ++i)
+        map.put(key(i), nullptr);
+    EXPECT_EQ(map.getTableSize(), 101);
+    map.put(key(7), nullptr); // a key that is there does not make it grow
+    EXPECT_EQ(map.getTableSize(), 101);
+    map.put(key(75), nullptr);
+    EXPECT_EQ(map.getTableSize(), 203);
+    for (int i = 76; i < 153; ++i)
+        map.put(key(i), nullptr);
+    EXPECT_EQ(map.getTableSize(), 407);
+    EXPECT_EQ(map.getSize(), 153);
+    for (int i = 0; i < 153; ++i)
+        EXPECT_TRUE(map.containsKey(key(i))) << i;
+}
+
+TEST(Str1HashMap, KeepsOneValueForAKeyAndReportsTheOld) {
+    Str1HashMap<Str1> map(1, 100.0f); // all in one chain
+    Str1 previous;
+    EXPECT_FALSE(map.put(u"ASCII", Str1Copy(u"first"), &previous));
+    EXPECT_TRUE(map.put(u"ASCII", Str1Copy(u"second"), &previous));
+    EXPECT_EQ(unitsOf(previous), u"first");
+    EXPECT_EQ(map.getSize(), 1);
+    EXPECT_FALSE(map.containsKey(u"ascii"));
+    map.put(u"", Str1Copy(u"empty key"));
+    map.put(u"other", Str1());
+    Str1 value;
+    EXPECT_TRUE(map.get(u"", &value));
+    EXPECT_EQ(unitsOf(value), u"empty key");
+    EXPECT_TRUE(map.remove(u"ASCII", &previous));
+    EXPECT_EQ(unitsOf(previous), u"second");
+    EXPECT_FALSE(map.remove(u"ASCII"));
+    EXPECT_FALSE(map.get(u"ASCII", &value));
+    EXPECT_EQ(unitsOf(value), u"empty key");
+    map.clear();
+    EXPECT_TRUE(map.isEmpty());
+    EXPECT_FALSE(map.containsKey(u"other"));
+
+    Str1HashMapLC<int> folded;
+    folded.put(u"ASCII", 1);
+    folded.put(u"\u00C4", 2);
+    int number = 0;
+    EXPECT_TRUE(folded.get(u"ascii", &number) && number == 1);
+    EXPECT_TRUE(folded.get(u"Ascii", &number) && number == 1);
+    EXPECT_TRUE(folded.get(u"\u00E4", &number) && number == 2);
+    EXPECT_TRUE(folded.put(u"aScIi", 3));
+}
+
+TEST(Str1HashMap, WalkSeesEveryEntryOnceAndEndsAtAChange) {
+    Str1HashMap<Reference<ComObject>> map(3);
+    std::map<std::u16string, ComObject*> expected;
+    for (int i = 0; i < 50; ++i) {
+        const auto object = makeReference<ComObject>();
+        expected[std::u16string(String::valueOf(i).view())] = object.get();
+        map.put(String::valueOf(i), object);
+    }
+    std::map<std::u16string, ComObject*> seen;
+    Str1HashMap<Reference<ComObject>>::KeyValueIterator iterator;
+    const Str1* key = nullptr;
+    Reference<ComObject>* value = nullptr;
+    for (map.iteratorInit(iterator); map.iteratorHasNext(iterator);) {
+        map.iteratorNext(iterator, &key, &value);
+        EXPECT_TRUE(seen.emplace(unitsOf(*key), value->get()).second);
+        EXPECT_EQ((*value)->GetRefCount(), 1u);
+    }
+    EXPECT_EQ(seen, expected);
+    EXPECT_THROW(map.iteratorNext(iterator, &key, &value), IllegalStateException);
+    map.iteratorInit(iterator);
+    map.remove(u"1");
+    EXPECT_THROW(map.iteratorNext(iterator, &key, &value), IllegalStateException);
+}
