@@ -1,14 +1,13 @@
 #include <qx/text/charset/CodecManager.h>
 
-#include <map>
-#include <string>
-
 #include <qx/core/Class.h>
 #include <qx/core/LibraryIdentity.h>
+#include <qx/core/Str1HashMap.h>
 #include <qx/core/String.h>
 #include <qx/platform/module.h>
 #include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/ComCodec.h>
+#include <qx/text/charset/detail/EncodingName.h>
 #include <qx/text/charset/encinfo.h>
 
 namespace qx::text::charset {
@@ -28,12 +27,6 @@ private:
     const Class* m_encoder;
     const Class* m_decoder;
 };
-
-String upperCase(const char16_t* name) {
-    String upper(name);
-    upper.toUpper();
-    return upper;
-}
 
 /// A codec component offered for exactly this name, or null.
 Reference<IQXCharCodec> findComponent(const char16_t* name) {
@@ -55,7 +48,7 @@ Object* wrap(Reference<IQXCharCodec> codec) {
 } // namespace
 
 struct CodecManager::Codecs {
-    std::map<std::u16string, Reference<CodecClasses>, std::less<>> byName;
+    Str1HashMap<Reference<CodecClasses>> byName{101, 0.75f};
 };
 
 /// What differs between decoders and encoders.
@@ -76,18 +69,18 @@ void CodecManager::freeInstance() { util::Singleton<CodecManager, &g_pGlobalLock
 
 void CodecManager::registerCodec(const char16_t* name, const char16_t* encoderClass,
                                  const char16_t* decoderClass) {
-    const String key = upperCase(name);
-    if (m_codecs->byName.contains(key.view()))
+    const String key = detail::upperCaseName(name);
+    if (m_codecs->byName.containsKey(key))
         return;
-    m_codecs->byName.emplace(key.view(), makeReference<CodecClasses>(Class::forName(encoderClass),
-                                                                     Class::forName(decoderClass)));
+    m_codecs->byName.put(key, makeReference<CodecClasses>(Class::forName(encoderClass),
+                                                          Class::forName(decoderClass)));
 }
 
 Object* CodecManager::create(const Direction& direction, const char16_t* name) const {
-    const String key = upperCase(name);
-    const auto found = m_codecs->byName.find(key.view());
-    if (found != m_codecs->byName.end())
-        return (found->second.get()->*direction.converterClass)()->createInstance();
+    const String key = detail::upperCaseName(name);
+    Reference<CodecClasses> classes;
+    if (m_codecs->byName.get(key, &classes))
+        return (classes.get()->*direction.converterClass)()->createInstance();
     if (Reference<IQXCharCodec> codec = findComponent(name))
         return direction.wrapComponent(std::move(codec));
     QXEncodingInfo info;

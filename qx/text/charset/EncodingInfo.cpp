@@ -1,15 +1,15 @@
 #include <qx/text/charset/EncodingInfo.h>
 
 #include <algorithm>
-#include <map>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include <qx/core/Result.h>
+#include <qx/core/Str1HashMap.h>
 #include <qx/core/String.h>
 #include <qx/platform/text.h>
 #include <qx/text/charset/CodecTable.h>
+#include <qx/text/charset/detail/EncodingName.h>
 
 namespace qx::text::charset {
 
@@ -37,12 +37,6 @@ constexpr struct {
 };
 // clang-format on
 
-String upperCase(const char16_t* name) {
-    String upper(name);
-    upper.toUpper();
-    return upper;
-}
-
 String decimal(uint32_t codePage) {
     char16_t digits[66];
     return String(QXLToStrW(codePage, digits, 10));
@@ -57,12 +51,12 @@ public:
         }
         m_records.insert(m_records.end(), std::begin(MoreRecords), std::end(MoreRecords));
         for (const QXEncodingInfo& record : m_records) {
-            m_byKey.emplace(upperCase(record.name).view(), &record);
-            m_byKey.emplace(decimal(record.codePage).view(), &record);
+            m_byKey.put(detail::upperCaseName(record.name), &record);
+            m_byKey.put(decimal(record.codePage), &record);
         }
         for (const CodecRow& row : codecTable()) {
             if (row.canonicalName)
-                addAlias(upperCase(row.name), upperCase(row.canonicalName));
+                addAlias(detail::upperCaseName(row.name), detail::upperCaseName(row.canonicalName));
         }
         for (const auto& alias : MoreAliases)
             addAlias(String(alias.name), String(alias.target));
@@ -72,18 +66,19 @@ public:
 
     /// The record under a name in upper case or a code page in decimal, or null.
     const QXEncodingInfo* find(const String& key) const {
-        const auto found = m_byKey.find(key.view());
-        return found == m_byKey.end() ? nullptr : found->second;
+        const QXEncodingInfo* record = nullptr;
+        m_byKey.get(key, &record);
+        return record;
     }
 
 private:
     void addAlias(const String& name, const String& target) {
         if (const QXEncodingInfo* const record = find(target))
-            m_byKey.emplace(name.view(), record);
+            m_byKey.put(name, record);
     }
 
     std::vector<QXEncodingInfo> m_records;
-    std::map<std::u16string, const QXEncodingInfo*, std::less<>> m_byKey;
+    Str1HashMap<const QXEncodingInfo*> m_byKey{101, 0.75f};
 };
 
 constinit const EncodingInfoTable* s_table = nullptr;
@@ -131,5 +126,5 @@ int32_t QXGetEncInfoByCodePage(uint32_t codePage, QXEncodingInfo* record) {
 int32_t QXGetEncInfoByName(const char16_t* name, QXEncodingInfo* record) {
     if (!name || !record)
         return result::InvalidArgument;
-    return resultOf([&] { return copyRecord(upperCase(name), record); });
+    return resultOf([&] { return copyRecord(detail::upperCaseName(name), record); });
 }
