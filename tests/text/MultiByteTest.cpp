@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Implements.h>
+#include <qx/platform/module.h>
+#include <qx/text/charset/ComCodec.h>
+#include <qx/text/charset/EncodingException.h>
+
+#include "tests/text/ConverterSupport.h"
+
+namespace {
+
+using namespace qx;
+using namespace qx::text::charset;
+using namespace std::string_literals;
+using qxtest::Bytes;
+using qxtest::convertPieces;
+using qxtest::decode;
+using qxtest::encode;
+using qxtest::Units;
+
+/// A toy encoding: ASCII; E and two hexadecimal digits for U+1F6xx; a bare "!" is U+110000, "#" a
+/// surrogate; a byte from 0x80 up is invalid. Encodes what it decodes, and "\x01" .. as given.
+class ToyCodec : public pcom::Implements<ComObject, IQXCharCodec> {
+public:
+    int32_t GetEncodingName(IQXCharBuffer* name) override {
+        char16_t* units = nullptr;
+        name->GetWriteLock(3, &units);
+        std::u16string_view(u"Toy").copy(units, 3);
+        name->ReleaseWriteLock(3);
+        return m_nameResult;
+    }
+    int32_t GetMaxBytesPerChar(int32_t* bytes) override {
+        *bytes = 3;
+        return 0;
+    }
+    int32_t GetMaxCharsPerByte(int32_t* chars) override {
+        *chars = 2;
+        return 0;
+    }
+    int32_t Decode(const signed char* bytes, int32_t* count, char32_t* codePoint) override {
+        const int32_t available = *count;
+        const char first = static_cast<char>(bytes[0]);
+        *count = 1;
+        if (first == 'E') {
+            *count = available < 3 ? 0 : 3;
+            if (*count == 3)
+                *codePoint =
+                    0x1F600 + static_cast<char32_t>((bytes[1] - '0') * 16 + bytes[2] - '0');
+        } else if (first == '!') {
+            *codePoint = 0x110000;
+        } else if (first == '#') {
+            *codePoint = 0xD800;
+        } else if (first == '%') {
+            *count = 1000; // claims more than there is
+            *codePoint = U'%';
+        } else if (first < 0) {
+            return result::Fail; // leaves U+FFFD
+        } else {
+            *codePoint = static_cast<char32_t>(first);
+        }
+        return 0;
+    }
+    int32_t Encode(char32_t codePoint, IQXByteBuffer* bytes) override {
+        Bytes out;
+        if (codePoint >= 0x1F600 && codePoint < 0x1F610)
+            out = {'E', '0', static_cast<char>('0' + (codePoint - 0x1F600))};
+        else if (codePoint == U'ä')
+            out = "toolong";
+        else if (codePoint < 0x80)
+            out = {static_cast<char>(codePoint)};
+        signed char* to = nullptr;
+        bytes->GetWriteLock(8, &to);
+        out.copy(reinterpret_cast<char*>(to), 8);
+        bytes->ReleaseWriteLock(static_cast<int32_t>(out.size()));
+        return codePoint == U'ö' ? result::Fail : 0;
+    }
+
+    int32_t m_nameResult = 0;
+};
+
+class MultiByte : public testing::Test {
+protected:
+    Reference<ToyCodec> m_codec{new ToyCodec()};
+    BTCCom m_decoder{Reference<IQXCharCodec>(m_codec)};
+    CTBCom m_encoder{Reference<IQXCharCodec>(m_codec)};
+};
+
+TEST_F(MultiByte, TakesNameAndFactorsFromTheCodec) {
+    EXPECT_EQ(std::u16string_view(m_decoder.getEncodingName()), u"Toy");
+    EXPECT_EQ(m_decoder.getMaxBytesPerChar(), 3);
+    EXPECT_EQ(m_encoder.getMaxCharsPerByte(), 2);
+    m_codec->m_nameResult = result::AccessDenied;
+    try {
+        BTCCom failing{Reference<IQXCharCodec>(m_codec)};
+        FAIL();
+    } catch (const ResultException& e) {
+        EXPECT_EQ(e.getResult(), result::AccessDenied);
+    }
+}
+
+TEST_F(MultiByte, DecodesHoweverTheInputIsCut) {
+    const Bytes bytes = "aE00\x80zE0?!"s;
+    for (size_t piece = 1; piece <= bytes.size(); ++piece) {
+        for (size_t capacity = 2; capacity < 12; ++capacity) {
+            EXPECT_EQ(convertPieces<Units>(m_decoder, bytes, piece, capacity),
+                      u"a\U0001F600\uFFFDz\U0001F60F\uFFFD");
+        }
+    }
+    Bytes rest;
+    EXPECT_EQ(convertPieces<Units>(m_decoder, "aE0"s, 9, 9, &rest), u"a");
+    EXPECT_EQ(rest, "E0");
+    EXPECT_EQ(convertPieces<Units>(m_decoder, "E00"s, 9, 1, &rest), u"");
+    EXPECT_EQ(rest, "E00") << "a pair is written whole";
+    EXPECT_EQ(convertPieces<Units>(m_decoder, "a%"s, 9, 9, &rest), u"a%");
+    EXPECT_EQ(rest, "") << "a codec cannot move the position behind the input";
+}
+
+TEST_F(MultiByte, DecoderSubstitutesOrThrows) {
+    m_decoder.setSubstitutionChars(u"<>", 2);
+    EXPECT_EQ(decode(m_decoder, "\x80!"), u"<><>");
+    Bytes rest;
+    convertPieces<Units>(m_decoder, "\x80"s, 9, 1, &rest);
+    EXPECT_EQ(rest, "\x80");
+    m_decoder.setSubstitutionMode(false);
+    EXPECT_THROW(decode(m_decoder, "\x80"), UnmappableCharacterException);
+    EXPECT_THROW(decode(m_decoder, "!"), UnmappableCharacterException);
+    try {
+        decode(m_decoder, "#");
+        FAIL();
+    } catch (const InvalidCharacterException& e) {
+        EXPECT_EQ(e.getDescription(), u"Invalid byte sequence (decoded chars in surrogate range)");
+    }
+}
+
+TEST_F(MultiByte, EncodesHoweverTheInputIsCut) {
+    // What the codec fails on, and what does not fit six bytes, counts as unmappable.
+    const Units text = u"a\U0001F600é\U0001F700öäz"s;
+    for (size_t piece = 1; piece <= text.size(); ++piece) {
+        for (size_t capacity = 3; capacity < 12; ++capacity)
+            EXPECT_EQ(convertPieces<Bytes>(m_encoder, text, piece, capacity), "aE00????z");
+    }
+}
+
+TEST_F(MultiByte, EncoderKeepsAPairThatDoesNotFit) {
+    Units rest;
+    EXPECT_EQ(convertPieces<Bytes>(m_encoder, u"\U0001F601"s, 9, 2, &rest), "");
+    EXPECT_EQ(rest, u"\xDE01"); // the high half is pending
+    EXPECT_EQ(encode(m_encoder, rest), "E01");
+}
+
+TEST_F(MultiByte, EncoderSubstitutesOrThrows) {
+    m_encoder.setSubstitutionBytes(reinterpret_cast<const signed char*>("<>"), 2);
+    EXPECT_EQ(encode(m_encoder, u"é\U0001F700"), "<><>") << "a pair is one character";
+    m_encoder.setSubstitutionMode(false);
+    EXPECT_THROW(encode(m_encoder, u"é"), UnmappableCharacterException);
+    EXPECT_THROW(encode(m_encoder, u"\U0001F700"), UnmappableCharacterException);
+    const struct {
+        Units text;
+        const char16_t* message;
+    } rows[] = {{u"\xDC00"s, u"trailing surrogate without leading"},
+                {u"\xD800 "s, u"leading surrogate without trailing"}};
+    for (const auto& row : rows) {
+        m_encoder.reset();
+        try {
+            encode(m_encoder, row.text);
+            FAIL();
+        } catch (const InvalidCharacterException& e) {
+            EXPECT_EQ(e.getDescription(), row.message);
+        }
+    }
+    m_encoder.reset();
+    encode(m_encoder, u"\xD800");
+    signed char out[4];
+    int32_t produced = 0;
+    EXPECT_THROW(m_encoder.flush(out, &produced, 4), InvalidCharacterException);
+}
+
+/// Holds a unit back for the flush.
+class HoldingDecoder : public BTCMultiByte {
+public:
+    HoldingDecoder() : BTCMultiByte({}) { setPendingUnit(u'\xDC00'); }
+    char32_t convertBytes(const signed char*, int32_t* count) override {
+        *count = 0;
+        return ReplacementCharacter;
+    }
+};
+
+TEST(MultiByteDecoder, FlushesAPendingUnitOnceIntoTwoUnitsOfRoom) {
+    HoldingDecoder decoder;
+    char16_t out[3] = {};
+    int32_t produced = 1;
+    try {
+        decoder.flush(out, &produced, 2);
+        FAIL();
+    } catch (const InvalidCharacterException& e) {
+        EXPECT_EQ(e.getDescription(), u"Not enough room in buffer for trailing surrogate");
+    }
+    EXPECT_EQ(decoder.flush(out, &produced, 3), 1);
+    EXPECT_EQ(out[1], u'\xDC00');
+    EXPECT_EQ(decoder.flush(out, &produced, 3), 0);
+    EXPECT_EQ(produced, 2);
+}
+
+constexpr QXGUID ToyClass{0x5A3C1D20, 0x7B11, 0x4E0C, {0x92, 0x4F, 1, 2, 3, 4, 5, 6}};
+
+/// Offers the codec to the whole process, as a registered component.
+class OfferedCodec {
+public:
+    explicit OfferedCodec(const char16_t* progId) {
+        EXPECT_GE(QXComRegisterClassFactory(progId, &ToyClass,
+                                            [](const QXGUID* interfaceId, void** object) {
+                                                Reference<ToyCodec> codec(new ToyCodec());
+                                                return codec->QueryInterface(*interfaceId, object);
+                                            }),
+                  0);
+    }
+    ~OfferedCodec() { QXComRevokeClassFactory(&ToyClass); }
+    OfferedCodec(const OfferedCodec&) = delete;
+    OfferedCodec& operator=(const OfferedCodec&) = delete;
+};
+
+TEST(CodecComponent, ServesAnEncodingThatTheLibraryLacks) {
+    EXPECT_THROW(ByteToCharConverter::getConverter(u"Toy"), UnknownEncodingException);
+    const OfferedCodec offered(u"Orbelle.CharCodec.Toy");
+    const Reference<ByteToCharConverter> decoder(ByteToCharConverter::getConverter(u"Toy"));
+    EXPECT_EQ(decode(*decoder, "E00"), u"\U0001F600");
+    const Reference<CharToByteConverter> encoder(CharToByteConverter::getConverter(u"Toy"));
+    EXPECT_EQ(encode(*encoder, u"\U0001F600"), "E00");
+}
+
+TEST(CodecComponent, IsFoundUnderTheCanonicalNameToo) {
+    EXPECT_THROW(ByteToCharConverter::getConverter(u"windows-1251"), UnknownEncodingException);
+    const OfferedCodec offered(u"Orbelle.CharCodec.CP1251");
+    const Reference<ByteToCharConverter> decoder(
+        ByteToCharConverter::getConverter(u"windows-1251"));
+    EXPECT_EQ(decode(*decoder, "ab"), u"ab");
+}
+
+} // namespace
