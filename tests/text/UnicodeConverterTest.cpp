@@ -192,7 +192,7 @@ TEST(UnicodeEncoders, WriteALoneLowSurrogateAsItsValue) {
     EXPECT_EQ(encode(utf32, u"\xDC00"), "\0\0\xDC\0"s);
 }
 
-TEST(Utf8Decoder, LeavesACutSequenceToTheNextCall) {
+TEST(Utf8DecoderEdges, LeavesACutSequenceToTheNextCall) {
     BTCUTF8 decoder;
     Bytes rest;
     EXPECT_EQ(convertPieces<Units>(decoder, "ab\xE2\x82"s, 8, 8, &rest), u"ab");
@@ -204,7 +204,7 @@ TEST(Utf8Decoder, LeavesACutSequenceToTheNextCall) {
     EXPECT_EQ(convertPieces<Units>(decoder, "ab\xE2\x41"s, 8, 8, &rest), u"ab\uFFFDA");
 }
 
-TEST(Utf8Decoder, SaysWhatItThrows) {
+TEST(Utf8DecoderEdges, SaysWhatItThrows) {
     BTCUTF8 decoder;
     try {
         decode(decoder, "\xED\xA0\x80");
@@ -243,7 +243,7 @@ TEST(UnicodeDecoders, SubstituteWhatLiesAboveUnicode) {
     expectOutOfRangeIsSubstituted<BTCUTF32BE>("\xFF\xFF\xFF\xFF"s);
 }
 
-TEST(Utf8Decoder, ReplacesInvalidBytesWhateverTheSubstitutionMode) {
+TEST(Utf8DecoderEdges, ReplacesInvalidBytesWhateverTheSubstitutionMode) {
     BTCUTF8 decoder;
     decoder.setSubstitutionChars(u"x", 1);
     for (bool mode : {true, false}) {
