@@ -13,25 +13,30 @@ namespace {
 /// per high nibble, whose results are joined.
 class UpperHalfTable {
 public:
+    QX_INLINE_AVX2 UpperHalfTable() {}
+
     /// Entries 16 @p row and up.
     QX_INLINE_AVX2 void setRow(unsigned row, __m128i entries) { m_rows[row] = entries; }
 
     /// The entries for those of the bytes that are 0x80 or more, 0 for the others.
     QX_INLINE_AVX2 __m256i lookUp(__m256i block) const {
         __m256i result = _mm256_setzero_si256();
-        for (unsigned row = 0; row < 8; ++row) {
-            // In this row the saturated sum is 0x70 and the low nibble; elsewhere the top bit is
-            // set, and a shuffle answers 0.
-            const __m256i index =
-                _mm256_adds_epu8(_mm256_xor_si256(block, bytes(0x80 + 0x10 * row)), bytes(0x70));
-            result = _mm256_or_si256(
-                result, _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(m_rows[row]), index));
+        __m256i inRow = _mm256_xor_si256(block, m_upper); // 0 to 15 in the row at hand
+        for (const __m128i& row : m_rows) {
+            // Elsewhere the saturated sum has its top bit set, and a shuffle answers 0.
+            const __m256i index = _mm256_adds_epu8(inRow, m_pastRow);
+            result = _mm256_or_si256(result,
+                                     _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(row), index));
+            inRow = _mm256_sub_epi8(inRow, m_rowSize);
         }
         return result;
     }
 
 private:
     __m128i m_rows[8];
+    __m256i m_upper = bytes(0x80);
+    __m256i m_pastRow = bytes(0x70);
+    __m256i m_rowSize = bytes(0x10);
 };
 
 } // namespace
@@ -56,41 +61,17 @@ QX_TARGET_AVX2 void widenLatin1(const uint8_t* in, size_t size, char16_t* out) {
 }
 
 QX_TARGET_AVX2 size_t widenAscii(const uint8_t* in, size_t size, char16_t* out) {
-    size_t i = 0;
-    for (; size - i >= 32; i += 32) {
-        const __m256i block = load(in + i);
-        if (topBits(block) != 0)
-            break;
-        widen(block, out + i);
-    }
+    const size_t i = widenAsciiBlocks(in, size, out);
     return i + WideKernels.widenAscii(in + i, size - i, out + i);
 }
 
-namespace {
-
-/// Narrows blocks of 32 units without a bit of @p tooHigh; returns how many units it took.
-QX_INLINE_AVX2 size_t narrowBlocks(const char16_t* in, size_t size, uint8_t* out,
-                                   unsigned tooHigh) {
-    size_t i = 0;
-    for (; size - i >= 32; i += 32) {
-        const __m256i low = load(in + i);
-        const __m256i high = load(in + i + 16);
-        if (!_mm256_testz_si256(_mm256_or_si256(low, high), units(tooHigh)))
-            break;
-        store(narrow(low, high), out + i);
-    }
-    return i;
-}
-
-} // namespace
-
 QX_TARGET_AVX2 size_t narrowLatin1(const char16_t* in, size_t size, uint8_t* out) {
-    const size_t i = narrowBlocks(in, size, out, 0xFF00);
+    const size_t i = narrowBlocks(in, size, out, units(0xFF00));
     return i + WideKernels.narrowLatin1(in + i, size - i, out + i);
 }
 
 QX_TARGET_AVX2 size_t narrowAscii(const char16_t* in, size_t size, uint8_t* out) {
-    const size_t i = narrowBlocks(in, size, out, 0xFF80);
+    const size_t i = narrowBlocks(in, size, out, units(0xFF80));
     return i + WideKernels.narrowAscii(in + i, size - i, out + i);
 }
 
@@ -144,6 +125,8 @@ QX_TARGET_AVX2 size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out,
         highBytes.setRow(row, byteOfEach<8>(entries));
     }
     constexpr unsigned replacement = ReplacementCharacter;
+    const __m256i replacementLow = bytes(replacement & 0xFF);
+    const __m256i replacementHigh = bytes(replacement >> 8);
     size_t i = 0;
     for (; size - i >= 32; i += 32) {
         const __m256i block = load(in + i);
@@ -153,8 +136,8 @@ QX_TARGET_AVX2 size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out,
         }
         const __m256i low = _mm256_blendv_epi8(block, lowBytes.lookUp(block), block);
         const __m256i high = highBytes.lookUp(block);
-        const __m256i unmapped = _mm256_and_si256(_mm256_cmpeq_epi8(low, bytes(replacement & 0xFF)),
-                                                  _mm256_cmpeq_epi8(high, bytes(replacement >> 8)));
+        const __m256i unmapped = _mm256_and_si256(_mm256_cmpeq_epi8(low, replacementLow),
+                                                  _mm256_cmpeq_epi8(high, replacementHigh));
         if (topBits(unmapped) != 0)
             break;
         const __m256i outer = _mm256_unpacklo_epi8(low, high); // positions 0-7 and 16-23
@@ -173,16 +156,18 @@ QX_TARGET_AVX2 size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out,
     UpperHalfTable upperHalf;
     for (unsigned row = 0; row < 8; ++row)
         upperHalf.setRow(row, loadHalf(firstPage + 0x80 + 0x10 * row));
+    const __m256i aboveAscii = units(0xFF80);
+    const __m256i aboveBytes = units(0xFF00);
     size_t i = 0;
     for (; size - i >= 32; i += 32) {
         const __m256i first = load(in + i);
         const __m256i second = load(in + i + 16);
         const __m256i all = _mm256_or_si256(first, second);
-        if (_mm256_testz_si256(all, units(0xFF80))) {
+        if (_mm256_testz_si256(all, aboveAscii)) {
             store(narrow(first, second), out + i);
             continue;
         }
-        if (_mm256_testz_si256(all, units(0xFF00))) {
+        if (_mm256_testz_si256(all, aboveBytes)) {
             const __m256i block = narrow(first, second);
             const __m256i mapped = _mm256_blendv_epi8(block, upperHalf.lookUp(block), block);
             const __m256i zero = _mm256_setzero_si256();

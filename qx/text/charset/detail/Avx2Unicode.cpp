@@ -2,6 +2,7 @@
 
 #if defined(__x86_64__)
 
+#include <algorithm>
 #include <array>
 
 #include <qx/text/charset/detail/CompactionTables.h>
@@ -72,25 +73,47 @@ constexpr Nibbles SecondHigh = [] {
     return faults;
 }();
 
-QX_INLINE_AVX2 __m256i highNibbles(__m256i vector) {
-    return _mm256_and_si256(_mm256_srli_epi16(vector, 4), bytes(0x0F));
+/// The constants of a step, made ahead of the loop; b0F has 0x0F in every byte.
+struct DecodeConstants {
+    __m256i b03 = bytes(0x03);
+    __m256i b07 = bytes(0x07);
+    __m256i b0F = bytes(0x0F);
+    __m256i b3F = bytes(0x3F);
+    __m256i b40 = bytes(0x40);
+    __m256i b60 = bytes(0x60);
+    __m256i b70 = bytes(0x70);
+    __m256i b80 = bytes(0x80);
+    __m256i bC0 = bytes(0xC0);
+    __m256i bD8 = bytes(0xD8);
+    __m256i bDC = bytes(0xDC);
+    __m256i bEF = bytes(0xEF);
+    __m256i bF0 = bytes(0xF0);
+    __m256i bFC = bytes(0xFC);
+    __m256i bFE = bytes(0xFE);
+    __m256i firstHigh = bothHalves(FirstHigh.data());
+    __m256i firstLow = bothHalves(FirstLow.data());
+    __m256i secondHigh = bothHalves(SecondHigh.data());
+
+    QX_INLINE_AVX2 DecodeConstants() {}
+};
+
+QX_INLINE_AVX2 __m256i highNibbles(const DecodeConstants& c, __m256i vector) {
+    return _mm256_and_si256(_mm256_srli_epi16(vector, 4), c.b0F);
 }
 
 /// True when the block, whose first byte begins a character, is well-formed up to a character that
 /// its end may cut off.
-QX_INLINE_AVX2 bool isWellFormed(__m256i block, __m256i before, __m256i twoBefore,
-                                 __m256i threeBefore) {
+QX_INLINE_AVX2 bool isWellFormed(const DecodeConstants& c, __m256i block, __m256i before,
+                                 __m256i twoBefore, __m256i threeBefore) {
     const __m256i faults = _mm256_and_si256(
-        _mm256_and_si256(_mm256_shuffle_epi8(bothHalves(FirstHigh.data()), highNibbles(before)),
-                         _mm256_shuffle_epi8(bothHalves(FirstLow.data()),
-                                             _mm256_and_si256(before, bytes(0x0F)))),
-        _mm256_shuffle_epi8(bothHalves(SecondHigh.data()), highNibbles(block)));
+        _mm256_and_si256(_mm256_shuffle_epi8(c.firstHigh, highNibbles(c, before)),
+                         _mm256_shuffle_epi8(c.firstLow, _mm256_and_si256(before, c.b0F))),
+        _mm256_shuffle_epi8(c.secondHigh, highNibbles(c, block)));
     // Two continuations in a row are right exactly behind the lead of three or four bytes: the
     // saturated differences have their top bit set from E0 and from F0 on.
-    const __m256i third = _mm256_subs_epu8(twoBefore, bytes(0xE0 - 0x80));
-    const __m256i fourth = _mm256_subs_epu8(threeBefore, bytes(0xF0 - 0x80));
-    const __m256i wanted =
-        _mm256_and_si256(_mm256_or_si256(third, fourth), bytes(TwoContinuations));
+    const __m256i third = _mm256_subs_epu8(twoBefore, c.b60);
+    const __m256i fourth = _mm256_subs_epu8(threeBefore, c.b70);
+    const __m256i wanted = _mm256_and_si256(_mm256_or_si256(third, fourth), c.b80);
     const __m256i wrong = _mm256_xor_si256(faults, wanted);
     return _mm256_testz_si256(wrong, wrong) != 0;
 }
@@ -128,24 +151,24 @@ QX_INLINE_AVX2 Kinds classify(__m256i block, unsigned nonAscii) {
     return {nonAscii & ~bit6, leads2, leads3, leads3 & bit4};
 }
 
-/// One step over a block that is not all ASCII. Reads nothing when the block is ill-formed.
-QX_INLINE_AVX2 Progress decodeBlock(__m256i block, unsigned nonAscii, char16_t* out) {
+/// One step. Reads nothing when the block is ill-formed.
+QX_INLINE_AVX2 Progress decodeBlock(const DecodeConstants& c, __m256i block, unsigned nonAscii,
+                                    char16_t* out) {
     const Kinds kinds = classify(block, nonAscii);
     // Where the character begins that the end of the block cuts off; 32 when there is none.
     const unsigned end = _tzcnt_u32((kinds.leads2 & 0x80000000u) | (kinds.leads3 & 0xC0000000u) |
                                     (kinds.leads4 & 0xE0000000u));
 
     const __m256i before = moveUp<1>(block);
-    const __m256i isContinuation = _mm256_cmpgt_epi8(bytes(0xC0), block); // signed: 80..BF only
-    const __m256i replaced = _mm256_and_si256(isContinuation, bytes(0xC0));
+    const __m256i isContinuation = _mm256_cmpgt_epi8(c.bC0, block); // signed: 80..BF only
+    const __m256i replaced = _mm256_and_si256(isContinuation, c.bC0);
     // Six bits of a continuation and the low two of the byte before it; ASCII as it is.
     __m256i low = _mm256_or_si256(_mm256_andnot_si256(replaced, block),
                                   _mm256_and_si256(_mm256_slli_epi16(before, 6), replaced));
-    __m256i high = _mm256_and_si256(_mm256_and_si256(_mm256_srli_epi16(before, 2), bytes(0x0F)),
-                                    isContinuation);
+    __m256i high =
+        _mm256_and_si256(_mm256_and_si256(_mm256_srli_epi16(before, 2), c.b0F), isContinuation);
     if (kinds.leads3 == 0) {
-        const __m256i overlong =
-            _mm256_cmpeq_epi8(_mm256_and_si256(block, bytes(0xFE)), bytes(0xC0));
+        const __m256i overlong = _mm256_cmpeq_epi8(_mm256_and_si256(block, c.bFE), c.bC0);
         if ((kinds.leads2 << 1) != kinds.continuations || topBits(overlong) != 0)
             return {};
         return {end, writeKept(low, high, _bzhi_u32(~kinds.leads2, end), out)};
@@ -153,30 +176,28 @@ QX_INLINE_AVX2 Progress decodeBlock(__m256i block, unsigned nonAscii, char16_t* 
 
     const __m256i twoBefore = moveUp<2>(block);
     const __m256i threeBefore = moveUp<3>(block);
-    if (!isWellFormed(block, before, twoBefore, threeBefore))
+    if (!isWellFormed(c, block, before, twoBefore, threeBefore))
         return {};
     // Behind a continuation stands the lead of three bytes with the top four bits.
-    const __m256i endsThree = _mm256_cmpgt_epi8(bytes(0xC0), before);
+    const __m256i endsThree = _mm256_cmpgt_epi8(c.bC0, before);
     high = _mm256_or_si256(
-        high, _mm256_and_si256(_mm256_and_si256(_mm256_slli_epi16(twoBefore, 4), bytes(0xF0)),
+        high, _mm256_and_si256(_mm256_and_si256(_mm256_slli_epi16(twoBefore, 4), c.bF0),
                                _mm256_and_si256(endsThree, isContinuation)));
     if (kinds.leads4 != 0) {
-        const __m256i atLeastF0 = bytes(0xEF);
+        const __m256i atLeastF0 = c.bEF;
         const __m256i zero = _mm256_setzero_si256();
         const __m256i notThird = _mm256_cmpeq_epi8(_mm256_subs_epu8(twoBefore, atLeastF0), zero);
         const __m256i notFourth = _mm256_cmpeq_epi8(_mm256_subs_epu8(threeBefore, atLeastF0), zero);
         // Fourth byte, low surrogate: ten bits, of which `low` has eight.
-        const __m256i lowSurrogate =
-            _mm256_or_si256(_mm256_and_si256(high, bytes(0x03)), bytes(0xDC));
+        const __m256i lowSurrogate = _mm256_or_si256(_mm256_and_si256(high, c.b03), c.bDC);
         high = _mm256_blendv_epi8(lowSurrogate, high, notFourth);
         // Third byte, high surrogate: 0xD800 + (the value's top eleven bits - 0x40).
-        const __m256i top =
-            _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(before, 2), bytes(0xFC)),
-                            _mm256_and_si256(_mm256_srli_epi16(block, 4), bytes(0x03)));
-        const __m256i borrow = _mm256_cmpeq_epi8(_mm256_min_epu8(top, bytes(0x3F)), top);
-        const __m256i highSurrogate = _mm256_add_epi8(
-            _mm256_add_epi8(_mm256_and_si256(twoBefore, bytes(0x07)), bytes(0xD8)), borrow);
-        low = _mm256_blendv_epi8(_mm256_sub_epi8(top, bytes(0x40)), low, notThird);
+        const __m256i top = _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(before, 2), c.bFC),
+                                            _mm256_and_si256(_mm256_srli_epi16(block, 4), c.b03));
+        const __m256i borrow = _mm256_cmpeq_epi8(_mm256_min_epu8(top, c.b3F), top);
+        const __m256i highSurrogate =
+            _mm256_add_epi8(_mm256_add_epi8(_mm256_and_si256(twoBefore, c.b07), c.bD8), borrow);
+        low = _mm256_blendv_epi8(_mm256_sub_epi8(top, c.b40), low, notThird);
         high = _mm256_blendv_epi8(highSurrogate, high, notThird);
     }
     const unsigned keep = ~(kinds.leads2 | kinds.leads3 << 1);
@@ -187,18 +208,22 @@ QX_INLINE_AVX2 Progress decodeBlock(__m256i block, unsigned nonAscii, char16_t* 
 
 QX_TARGET_AVX2 Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out,
                                     size_t capacity) {
+    const DecodeConstants c;
     Progress done;
     // A step writes up to 32 units, scratch included.
     while (size - done.read >= 32 && capacity - done.written >= 32) {
-        const __m256i block = load(in + done.read);
-        const unsigned nonAscii = topBits(block);
-        if (nonAscii == 0) {
-            widen(block, out + done.written);
-            done.read += 32;
-            done.written += 32;
+        // Only longer runs of ASCII are worth a branch: in mixed text shorter ones come and go.
+        const size_t ascii =
+            widenAsciiBlocks(in + done.read, std::min(size - done.read, capacity - done.written),
+                             out + done.written);
+        if (ascii != 0) {
+            done.read += ascii;
+            done.written += ascii;
             continue;
         }
-        const Progress step = decodeBlock(block, nonAscii, out + done.written);
+        const __m256i block = load(in + done.read);
+        const unsigned nonAscii = topBits(block);
+        const Progress step = decodeBlock(c, block, nonAscii, out + done.written);
         if (step.read == 0)
             break;
         done.read += step.read;
@@ -216,11 +241,34 @@ QX_TARGET_AVX2 Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* ou
 
 namespace {
 
+/// The constants of a step, made ahead of the loop; u003F has 0x003F in every unit.
+struct EncodeConstants {
+    __m256i u0003 = units(0x0003);
+    __m256i u000F = units(0x000F);
+    __m256i u003F = units(0x003F);
+    __m256i u0040 = units(0x0040);
+    __m256i u0080 = units(0x0080);
+    __m256i u00C0 = units(0x00C0);
+    __m256i u00E0 = units(0x00E0);
+    __m256i u03FF = units(0x03FF);
+    __m256i u80C0 = units(0x80C0);
+    __m256i u80F0 = units(0x80F0);
+    __m256i uD800 = units(0xD800);
+    __m256i uDC00 = units(0xDC00);
+    __m256i uF800 = units(0xF800);
+    __m256i uFC00 = units(0xFC00);
+    __m256i uFF80 = units(0xFF80);
+    __m256i uFFFF = units(0xFFFF);
+
+    QX_INLINE_AVX2 EncodeConstants() {}
+};
+
 /// 16 units below 0x800; @p isAscii marks those below 0x80.
-QX_INLINE_AVX2 size_t encodeOneOrTwo(__m256i block, __m256i isAscii, uint8_t* out) {
+QX_INLINE_AVX2 size_t encodeOneOrTwo(const EncodeConstants& c, __m256i block, __m256i isAscii,
+                                     uint8_t* out) {
     const __m256i lead = _mm256_srli_epi16(block, 6);
-    const __m256i continuation = _mm256_slli_epi16(_mm256_and_si256(block, units(0x3F)), 8);
-    const __m256i two = _mm256_or_si256(_mm256_or_si256(lead, continuation), units(0x80C0));
+    const __m256i continuation = _mm256_slli_epi16(_mm256_and_si256(block, c.u003F), 8);
+    const __m256i two = _mm256_or_si256(_mm256_or_si256(lead, continuation), c.u80C0);
     const __m256i lanes = _mm256_blendv_epi8(two, block, isAscii);
     const unsigned ascii = topBits(_mm256_packs_epi16(isAscii, isAscii));
     const unsigned first = ascii & 0xFF;
@@ -233,27 +281,27 @@ QX_INLINE_AVX2 size_t encodeOneOrTwo(__m256i block, __m256i isAscii, uint8_t* ou
 
 /// Any 16 units. Reads 15 when the last one is the high half of a pair, none when a surrogate is
 /// unpaired.
-QX_INLINE_AVX2 Progress encodeBlock(__m256i block, __m256i isAscii, uint8_t* out) {
-    const __m256i six = units(0x3F);
-    const __m256i last = _mm256_or_si256(_mm256_and_si256(block, six), units(0x80));
+QX_INLINE_AVX2 Progress encodeBlock(const EncodeConstants& c, __m256i block, __m256i isAscii,
+                                    uint8_t* out) {
+    const __m256i six = c.u003F;
+    const __m256i last = _mm256_or_si256(_mm256_and_si256(block, six), c.u0080);
     const __m256i middle =
-        _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi16(block, 6), six), units(0x80));
-    const __m256i two = _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(block, 6), units(0xC0)),
+        _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi16(block, 6), six), c.u0080);
+    const __m256i two = _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(block, 6), c.u00C0),
                                         _mm256_slli_epi16(last, 8));
-    const __m256i three = _mm256_or_si256(
-        _mm256_or_si256(_mm256_srli_epi16(block, 12), units(0xE0)), _mm256_slli_epi16(middle, 8));
+    const __m256i three = _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(block, 12), c.u00E0),
+                                          _mm256_slli_epi16(middle, 8));
 
-    const __m256i prefix = _mm256_and_si256(block, units(0xF800));
+    const __m256i prefix = _mm256_and_si256(block, c.uF800);
     const __m256i isBelow800 = _mm256_cmpeq_epi16(prefix, _mm256_setzero_si256());
-    const __m256i isHalf = _mm256_cmpeq_epi16(prefix, units(0xD800));
-    __m256i isThree = _mm256_xor_si256(isBelow800, units(0xFFFF));
+    const __m256i isHalf = _mm256_cmpeq_epi16(prefix, c.uD800);
+    __m256i isThree = _mm256_xor_si256(isBelow800, c.uFFFF);
     __m256i firstTwo =
         _mm256_blendv_epi8(_mm256_blendv_epi8(three, two, isBelow800), block, isAscii);
     size_t read = 16;
     size_t excess = 0;
     if (topBits(isHalf) != 0) {
-        const __m256i isLow =
-            _mm256_cmpeq_epi16(_mm256_and_si256(block, units(0xFC00)), units(0xDC00));
+        const __m256i isLow = _mm256_cmpeq_epi16(_mm256_and_si256(block, c.uFC00), c.uDC00);
         const unsigned lows = topBits(isLow);
         const unsigned highs = topBits(isHalf) & ~lows;
         if ((highs << 2) != lows)
@@ -263,23 +311,22 @@ QX_INLINE_AVX2 Progress encodeBlock(__m256i block, __m256i isAscii, uint8_t* out
             excess = 2;
         }
         // High half: the lead with the top three of the value's upper eleven bits, then six more.
-        const __m256i upper = _mm256_add_epi16(_mm256_and_si256(block, units(0x3FF)), units(0x40));
+        const __m256i upper = _mm256_add_epi16(_mm256_and_si256(block, c.u03FF), c.u0040);
         const __m256i ofHigh = _mm256_or_si256(
-            _mm256_or_si256(_mm256_srli_epi16(upper, 8), units(0x80F0)),
+            _mm256_or_si256(_mm256_srli_epi16(upper, 8), c.u80F0),
             _mm256_slli_epi16(_mm256_and_si256(_mm256_srli_epi16(upper, 2), six), 8));
         // Low half: the two bits that are left of the high one and ten of its own.
-        const __m256i fromHigh =
-            _mm256_slli_epi16(_mm256_and_si256(moveUp<2>(block), units(0x03)), 4);
-        const __m256i ownTop = _mm256_and_si256(_mm256_srli_epi16(block, 6), units(0x0F));
+        const __m256i fromHigh = _mm256_slli_epi16(_mm256_and_si256(moveUp<2>(block), c.u0003), 4);
+        const __m256i ownTop = _mm256_and_si256(_mm256_srli_epi16(block, 6), c.u000F);
         const __m256i ofLow =
-            _mm256_or_si256(_mm256_or_si256(_mm256_or_si256(fromHigh, ownTop), units(0x80)),
+            _mm256_or_si256(_mm256_or_si256(_mm256_or_si256(fromHigh, ownTop), c.u0080),
                             _mm256_slli_epi16(last, 8));
         firstTwo = _mm256_blendv_epi8(firstTwo, _mm256_blendv_epi8(ofHigh, ofLow, isLow), isHalf);
         isThree = _mm256_andnot_si256(isHalf, isThree);
     }
 
     // Per half of the block, eight bits "has a second byte" and eight bits "has a third".
-    const __m256i isTwoOrMore = _mm256_xor_si256(isAscii, units(0xFFFF));
+    const __m256i isTwoOrMore = _mm256_xor_si256(isAscii, c.uFFFF);
     const unsigned lengths = topBits(_mm256_packs_epi16(isTwoOrMore, isThree));
     const __m256i outer = _mm256_unpacklo_epi16(firstTwo, last); // units 0-3 and 8-11
     const __m256i inner = _mm256_unpackhi_epi16(firstTwo, last); // units 4-7 and 12-15
@@ -299,28 +346,28 @@ QX_INLINE_AVX2 Progress encodeBlock(__m256i block, __m256i isAscii, uint8_t* out
 
 QX_TARGET_AVX2 Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out,
                                     size_t capacity) {
+    const EncodeConstants c;
     Progress done;
     // A step writes up to 36 bytes and a full vector behind them.
-    while (size - done.read >= 32 && capacity - done.written >= 64) {
-        const __m256i block = load(in + done.read);
-        const __m256i above7F = units(0xFF80);
-        if (_mm256_testz_si256(block, above7F)) {
-            const __m256i next = load(in + done.read + 16);
-            const bool both = _mm256_testz_si256(next, above7F) != 0;
-            // The second half is kept only when it is ASCII too; else it is scratch.
-            store(narrow(block, next), out + done.written);
-            done.read += both ? 32 : 16;
-            done.written += both ? 32 : 16;
+    while (size - done.read >= 16 && capacity - done.written >= 64) {
+        // Only longer runs of ASCII are worth a branch, as above.
+        const size_t ascii =
+            narrowBlocks(in + done.read, std::min(size - done.read, capacity - done.written),
+                         out + done.written, c.uFF80);
+        if (ascii != 0) {
+            done.read += ascii;
+            done.written += ascii;
             continue;
         }
+        const __m256i block = load(in + done.read);
         const __m256i isAscii =
-            _mm256_cmpeq_epi16(_mm256_and_si256(block, above7F), _mm256_setzero_si256());
-        if (_mm256_testz_si256(block, units(0xF800))) {
-            done.written += encodeOneOrTwo(block, isAscii, out + done.written);
+            _mm256_cmpeq_epi16(_mm256_and_si256(block, c.uFF80), _mm256_setzero_si256());
+        if (_mm256_testz_si256(block, c.uF800)) {
+            done.written += encodeOneOrTwo(c, block, isAscii, out + done.written);
             done.read += 16;
             continue;
         }
-        const Progress step = encodeBlock(block, isAscii, out + done.written);
+        const Progress step = encodeBlock(c, block, isAscii, out + done.written);
         if (step.read == 0)
             break;
         done.read += step.read;
