@@ -126,5 +126,5 @@ int32_t QXGetEncInfoByCodePage(uint32_t codePage, QXEncodingInfo* record) {
 int32_t QXGetEncInfoByName(const char16_t* name, QXEncodingInfo* record) {
     if (!name || !record)
         return result::InvalidArgument;
-    return resultOf([&] { return copyRecord(detail::upperCaseName(name), record); });
+    return resultOf([&] { return copyRecord(text::charset::detail::upperCaseName(name), record); });
 }
