@@ -32,6 +32,12 @@ void* announce(void* block, std::size_t size) noexcept {
     return block;
 }
 
+/// Takes back a block that is still announced because the arguments of the constructor threw.
+void withdraw(void* block) noexcept {
+    if (t_pendingBlock && t_pendingBlock->begin == block)
+        t_pendingBlock = t_pendingBlock->outer;
+}
+
 } // namespace
 
 void* ComObject::operator new(std::size_t size) {
@@ -43,15 +49,22 @@ void* ComObject::operator new(std::size_t size, const std::nothrow_t&) noexcept 
     return block ? announce(block, size) : nullptr;
 }
 
+void* ComObject::operator new(std::size_t size, std::align_val_t alignment) {
+    return announce(::operator new(roundedUp(size) + sizeof(PendingBlock), alignment), size);
+}
+
 void ComObject::operator delete(void* block) noexcept {
-    // Still announced when the arguments of the constructor threw.
-    if (t_pendingBlock && t_pendingBlock->begin == block)
-        t_pendingBlock = t_pendingBlock->outer;
+    withdraw(block);
     ::operator delete(block);
 }
 
 void ComObject::operator delete(void* block, const std::nothrow_t&) noexcept {
     ComObject::operator delete(block);
+}
+
+void ComObject::operator delete(void* block, std::align_val_t alignment) noexcept {
+    withdraw(block);
+    ::operator delete(block, alignment);
 }
 
 uint32_t ComObject::claimBlock() noexcept {

@@ -93,9 +93,11 @@ public:
 
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment);
     static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void operator delete(void* block) noexcept;
     static void operator delete(void* block, const std::nothrow_t&) noexcept;
+    static void operator delete(void* block, std::align_val_t alignment) noexcept;
     static void operator delete(void*, void*) noexcept {}
 
 private:

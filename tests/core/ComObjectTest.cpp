@@ -128,6 +128,15 @@ TEST(ComObject, NestedNewExpressionsOwnEachTheirBlock) {
     EXPECT_EQ(Counted::s_alive, 0);
 }
 
+TEST(ComObject, OverAlignedClassesGetAlignedBlocks) {
+    struct alignas(128) Wide : Counted {};
+    for (int i = 0; i < 20; ++i) {
+        const Reference<Wide> object(new Wide());
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(object.get()) % 128, 0u);
+    }
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
 TEST(ComObject, FailedConstructionLeavesNothingBehind) {
     EXPECT_THROW(new Counted(failingArgument()), std::runtime_error);
     EXPECT_THROW(new Counted(1), std::runtime_error);
