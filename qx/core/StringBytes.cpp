@@ -16,7 +16,7 @@
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/Utf16.h>
 #include <qx/text/charset/detail/Kernels.h>
-#include <qx/util/detail/WriteHold.h>
+#include <qx/util/detail/BufferHold.h>
 
 namespace qx {
 

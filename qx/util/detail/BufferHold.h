@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -35,6 +36,32 @@ public:
 private:
     IBuffer<Unit>* m_buffer;
     Unit* m_units = nullptr;
+};
+
+/// Holds a component buffer for reading.
+template <class Unit>
+class ReadHold {
+public:
+    /// @throws ResultException when the buffer refuses
+    explicit ReadHold(const IBuffer<Unit>& buffer) : m_buffer(&buffer) {
+        throwIfFailed(buffer.GetReadLock(&m_units));
+    }
+    ~ReadHold() {
+        if (m_buffer)
+            m_buffer->ReleaseReadLock();
+    }
+    ReadHold(const ReadHold&) = delete;
+    ReadHold& operator=(const ReadHold&) = delete;
+
+    const Unit* units() const noexcept { return m_units; }
+    int32_t length() const { return std::max(m_buffer->GetLength(), 0); }
+
+    /// @throws ResultException when the buffer refuses
+    void finish() { throwIfFailed(std::exchange(m_buffer, nullptr)->ReleaseReadLock()); }
+
+private:
+    const IBuffer<Unit>* m_buffer;
+    const Unit* m_units = nullptr;
 };
 
 } // namespace qx::util::detail
