@@ -13,9 +13,8 @@ namespace qx {
 
 namespace {
 
+using detail::sizeOf;
 using Traits = std::char_traits<char16_t>;
-
-size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
 
 } // namespace
 

@@ -12,20 +12,14 @@ namespace qx {
 namespace {
 
 using detail::checkedSize;
+using detail::lengthOf;
+using detail::limited;
+using detail::sizeOf;
 using Traits = std::char_traits<char16_t>;
 
 constexpr std::u16string_view WhiteSpace = u" \t\r\n";
 /// A multiple of 16 below 2 Gi units, where doubling ends.
 constexpr int64_t LargestCapacity = 0x7FFFFFF0;
-
-size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
-
-int32_t lengthOf(std::u16string_view text) {
-    return checkedSize(static_cast<int64_t>(text.size()));
-}
-
-/// -1 and what lies beyond the end become the end.
-int32_t limited(int32_t count, int32_t end) { return count < 0 || count > end ? end : count; }
 
 std::u16string_view part(std::u16string_view text, int32_t start, int32_t end) {
     end = limited(end, lengthOf(text));

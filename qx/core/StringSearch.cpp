@@ -12,8 +12,7 @@ namespace {
 
 using detail::lengthOf;
 using detail::limited;
-
-size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
+using detail::sizeOf;
 
 int sign(int value) { return (value > 0) - (value < 0); }
 

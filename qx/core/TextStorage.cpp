@@ -10,10 +10,9 @@ namespace qx {
 
 using detail::adjustedCapacity;
 using detail::checkedSize;
+using detail::sizeOf;
 
 namespace {
-
-size_t sizeOf(int32_t length) { return static_cast<size_t>(length); }
 
 /// Keeps a text where it is, and held for reading, while its storage goes on to something else.
 struct ReadHold {

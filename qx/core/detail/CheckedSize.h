@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -14,6 +15,9 @@ constexpr int32_t checkedSize(int64_t count) {
         throw std::bad_alloc();
     return static_cast<int32_t>(count);
 }
+
+/// A count of the interface as the standard library wants it.
+constexpr size_t sizeOf(int32_t count) { return static_cast<size_t>(count); }
 
 /// @p count rounded up to a multiple of 16, the step in which buffers grow.
 constexpr int32_t adjustedCapacity(int64_t count) {
