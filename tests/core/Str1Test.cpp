@@ -93,6 +93,14 @@ TEST(Str1, EnsureCapacityReusesTheRoomInFrontOfASpan) {
     EXPECT_EQ(Str1().ensureCapacity1(0), 0);
 }
 
+TEST(Str1, EnsureCapacityKeepsMoreThanWasAskedFor) {
+    Str1 text;
+    text.append(u'k', 100);
+    const Str1 holder(text); // shared, so it has to move
+    EXPECT_EQ(text.ensureCapacity1(1), 144);
+    EXPECT_EQ(unitsOf(text), std::u16string(100, u'k'));
+}
+
 TEST(Str1, VariantsBeginInTheirMemoryAndOutgrowIt) {
     char16_t array[8] = u"local";
     {
@@ -118,6 +126,8 @@ TEST(Str1, VariantsBeginInTheirMemoryAndOutgrowIt) {
     EXPECT_EQ(bufferOf(shared), array); // the wrapping buffer outlives its first holder
     shared.reset();
     EXPECT_TRUE(shared.isEmpty());
+    char16_t terminated[] = u"abc";
+    EXPECT_EQ(unitsOf(Str1Wrap(terminated, -1, 4)), u"abc");
     Str1Fixed<4> fixed(u"1234");
     const Str1Fixed<4> copy(fixed);
     EXPECT_NE(bufferOf(copy), bufferOf(fixed));
