@@ -6,6 +6,7 @@
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
+#include <qx/util/detail/BufferHold.h>
 
 namespace qx {
 
@@ -34,8 +35,12 @@ String::String(const STRUCT_QX_STR_LIT_INFO& literal)
 
 String::String(int32_t capacity) : m_storage({}, capacity) {}
 
-String::String(const IQXCharBuffer* buffer)
-    : String(buffer ? TextView(buffer->GetData(), std::max(buffer->GetLength(), 0)) : TextView()) {}
+String::String(const IQXCharBuffer* buffer) {
+    if (!buffer)
+        return;
+    const util::detail::ReadHold hold(*buffer);
+    m_storage = TextStorage(TextView(hold.units(), hold.length()));
+}
 
 String::String(const char16_t* units, int32_t length, int32_t capacity)
     : m_storage(TextView(units, length), capacity) {}
@@ -74,14 +79,17 @@ String::String(IQXCharBuffer* buffer, AcquireMode mode) {
             m_storage = string->m_storage;
             return;
         }
-        const int32_t length = buffer->GetLength();
-        if (length > 0 && buffer->GetData()[length - 1] == u'\0') {
+    }
+    const util::detail::ReadHold hold(*buffer);
+    const TextView text(hold.units(), hold.length());
+    if (mode == AM_SHARE) {
+        if (text.ends_with(u'\0')) {
             m_storage = TextStorage::sharing(buffer);
             return;
         }
         mode = AM_COPY;
     }
-    String(buffer->GetData(), mode, std::max(buffer->GetLength(), 0)).swap(*this);
+    String(text.data(), mode, lengthOf(text)).swap(*this);
 }
 
 String& String::setTo(TextView text) {
@@ -239,10 +247,14 @@ void String::releaseReadLock() const { m_storage.unlockReading(); }
 
 bool String::isWritable() const { return true; }
 
-char16_t* String::getWriteLock(int32_t length) { return String::ensureCapacity(length); }
+char16_t* String::getWriteLock(int32_t length) {
+    char16_t* const units = m_storage.lock(checkedSize(int64_t{std::max(length, 0)} + 1));
+    dropBytes();
+    return units;
+}
 
 char16_t* String::ensureCapacity(int32_t length) {
-    char16_t* const units = m_storage.lock(checkedSize(int64_t{std::max(length, 0)} + 1));
+    char16_t* const units = m_storage.grow(checkedSize(int64_t{std::max(length, 0)} + 1));
     dropBytes();
     return units;
 }

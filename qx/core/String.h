@@ -10,6 +10,7 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include <qx/core/Literal.h>
@@ -45,8 +46,7 @@ public:
         /// References the storage of the source. Units without an owner are copied.
         AM_SHARE = 1,
         /// Reads the memory of the source, which the caller keeps alive and unchanged. The text
-        /// ends
-        /// with a 0 unit only if the memory holds one behind it.
+        /// ends with a 0 unit only if the memory holds one behind it.
         AM_WRAP = 2,
         /// Copies the text in upper case.
         AM_COPY_UPPER = 3,
@@ -320,9 +320,13 @@ public:
     /// The units, or the bytes in the default encoding when @p Unit is a narrow character.
     template <class Unit>
     const Unit* getDataT() const;
+    /// The same; the units are held until releaseReadLock, the bytes need no release.
     template <class Unit>
     const Unit* getReadLockT() const {
-        return getDataT<Unit>();
+        if constexpr (std::is_same_v<Unit, char16_t>)
+            return getReadLock();
+        else
+            return getDataT<Unit>();
     }
 
     /// A copy of @p pattern with each "{0}", "{1}", ... replaced by the argument of that number.
@@ -347,8 +351,9 @@ public:
     static String valueOf(float value) { return valueOf(double{value}); }
     static String valueOf(double value);
     /// "true" or "false"
-    static String valueOf(bool value);
+    static String valueOf(std::same_as<bool> auto value) { return truth(value); }
     static String valueOf(char16_t unit) { return String(unit); }
+    static String valueOf(char) = delete;
 
     String* clone() const override;
     /// @throws CastFailedException when @p other is no string
@@ -364,6 +369,7 @@ private:
     explicit String(TextStorage storage) noexcept : m_storage(std::move(storage)) {}
     template <class Integer>
     static String decimalOf(Integer value);
+    static String truth(bool value);
     static String formatTexts(TextView pattern, std::initializer_list<TextView> arguments);
     static TextView offsetIn(TextView text, int32_t offset) {
         const size_t from = offset > 0 ? static_cast<size_t>(offset) : 0;

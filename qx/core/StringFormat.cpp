@@ -122,7 +122,7 @@ String String::valueOf(long long value) { return decimalOf(value); }
 String String::valueOf(unsigned long long value) { return decimalOf(value); }
 String String::valueOf(double value) { return String(General(value).text()); }
 
-String String::valueOf(bool value) { return value ? u"true"_qs : u"false"_qs; }
+String String::truth(bool value) { return value ? u"true"_qs : u"false"_qs; }
 
 String String::formatTexts(TextView pattern, std::initializer_list<TextView> arguments) {
     const size_t count = countPlaces(pattern, arguments.size());

@@ -66,6 +66,14 @@ char16_t* TextStorage::lock(int32_t capacity) {
     return moveToBlock(adjustedCapacity(capacity), m_units, m_block->capacity(), m_length);
 }
 
+char16_t* TextStorage::grow(int32_t capacity) {
+    if (m_length >= 0 || !isBufferWritable())
+        return lock(capacity);
+    char16_t* units = nullptr;
+    throwIfFailed(m_buffer->EnsureCapacity(capacity, &units));
+    return units;
+}
+
 void TextStorage::unlock(int32_t length) {
     if (m_length < 0) {
         char16_t* units = nullptr;

@@ -145,6 +145,8 @@ public:
     /// Room for writing @p capacity units, outside the calls of this class: whatever was written
     /// since the last commit is kept too.
     char16_t* lock(int32_t capacity);
+    /// The same in the middle of such writing: a foreign buffer is not locked once more.
+    char16_t* grow(int32_t capacity);
     /// Ends such writing after @p length units, at the first 0 unit when it is negative.
     void unlock(int32_t length);
 

@@ -10,6 +10,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
+#include <qx/util/MTBuffer.h>
 #include <qx/util/ROBuffer.h>
 #include <qx/util/RWBuffer.h>
 
@@ -430,6 +431,29 @@ TEST(String, FollowsAForeignBufferUntilItWrites) {
     owner = u"assigned";
     owner.insert(0, owner.view().substr(2));
     EXPECT_EQ(checked(owner), u"signedassigned");
+}
+
+TEST(String, HoldsALockedBufferOnlyWhileItReadsOrWrites) {
+    auto buffer = makeReference<util::MTCharBuffer>(u"locked", 7);
+    buffer->getReadLock();
+    EXPECT_EQ(String(static_cast<const IQXCharBuffer*>(buffer.get())),
+              std::u16string(u"locked", 7));
+    EXPECT_EQ(String(buffer.get(), String::AM_COPY_UPPER), std::u16string(u"LOCKED", 7));
+    buffer->releaseReadLock();
+    buffer->getWriteLock(7);
+    EXPECT_THROW(String(static_cast<const IQXCharBuffer*>(buffer.get())), ResultException);
+    EXPECT_THROW(String(buffer.get(), String::AM_COPY), ResultException);
+    buffer->releaseWriteLock(-1);
+
+    String text(buffer.get(), String::AM_SHARE);
+    buffer.reset();
+    text.getWriteLock(10);
+    std::copy_n(u"grown", 6, text.ensureCapacity(1000)); // under the same lock
+    text.releaseWriteLock(5);
+    EXPECT_EQ(text.append(u'!'), u"grown!"); // throws if the lock were still held
+    EXPECT_EQ(text.getReadLockT<char16_t>()[0], u'g');
+    text.releaseReadLock();
+    EXPECT_EQ(checked(text), u"grown!");
 }
 
 TEST(String, SharesTheTextOfAStringHandedAsBuffer) {
