@@ -366,6 +366,11 @@ public:
     String toString() const override;
 
 private:
+    /// A text of so many units that are still to be written.
+    struct Unwritten {
+        int32_t length;
+    };
+    explicit String(Unwritten text) : m_storage(TextStorage::ofLength(text.length)) {}
     explicit String(TextStorage storage) noexcept : m_storage(std::move(storage)) {}
     template <class Integer>
     static String decimalOf(Integer value);

@@ -108,8 +108,7 @@ String& String::append(double value) { return append(General(value).text()); }
 template <class Integer>
 String String::decimalOf(Integer value) {
     const int32_t length = detail::decimalLength(value);
-    String text;
-    text.m_storage = TextStorage::ofLength(length);
+    String text(Unwritten{length});
     detail::writeDecimal(value, text.m_storage.writable() + length);
     return text;
 }

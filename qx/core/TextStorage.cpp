@@ -14,7 +14,7 @@ using detail::sizeOf;
 
 namespace {
 
-/// Keeps a text where it is, and held for reading, while its storage goes on to something else.
+/// Keeps a foreign buffer alive, and held for reading, while the storage goes on to a block.
 struct ReadHold {
     explicit ReadHold(const TextStorage& text) : storage(text), units(storage.lockForReading()) {}
     ~ReadHold() {
@@ -122,9 +122,11 @@ char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
         throwIfFailed(m_buffer->GetWriteLock(capacity, &units));
         return units;
     }
+    const int32_t needed = adjustedCapacity(std::max(int64_t{capacity}, int64_t{kept} + 1));
+    if (m_length >= 0)
+        return moveToBlock(needed, m_units, kept, kept);
     const ReadHold source(*this);
-    const int32_t needed = std::max(capacity, checkedSize(int64_t{kept} + 1));
-    return moveToBlock(adjustedCapacity(needed), source.units, kept, kept);
+    return moveToBlock(needed, source.units, kept, kept);
 }
 
 /// Writes the 0 unit behind @p length units of the foreign buffer and ends writing.
