@@ -13,13 +13,14 @@ inline int32_t findLineEnd(const char16_t* units, int32_t length) noexcept {
     using Halves = uint64_t __attribute__((vector_size(16)));
     constexpr int32_t Step = sizeof(Lanes) / sizeof(char16_t);
     constexpr int32_t HalfStep = Step / 2;
+    constexpr uint16_t cr = u'\r', lf = u'\n'; // clang 14 fails on a vector beside a char16_t
 
     int32_t index = 0;
     for (; length - index >= Step; index += Step) {
         Lanes lanes;
         std::memcpy(&lanes, units + index, sizeof lanes);
         // The comparison sets all 16 bits of a lane that matches.
-        const auto matches = std::bit_cast<Halves>((lanes == u'\r') | (lanes == u'\n'));
+        const auto matches = std::bit_cast<Halves>((lanes == cr) | (lanes == lf));
         if (matches[0] != 0)
             return index + std::countr_zero(matches[0]) / 16;
         if (matches[1] != 0)
