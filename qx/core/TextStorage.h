@@ -118,13 +118,16 @@ public:
     /// Appends where that needs no new room and nobody shares the text; false when it does not.
     /// The units may lie in the text itself.
     bool tryAppend(const char16_t* units, size_t count) noexcept {
-        if (!m_block || static_cast<size_t>(m_block->capacity() - m_length) <= count ||
-            !m_block->isUnique())
+        // Read once: the compiler has to read members again behind the look at the count.
+        TextBlock* const block = m_block;
+        const int32_t length = m_length;
+        if (!block || static_cast<size_t>(block->capacity() - length) <= count ||
+            !block->isUnique())
             return false;
-        char16_t* const end = m_block->units() + m_length;
+        char16_t* const end = block->units() + length;
         std::char_traits<char16_t>::copy(end, units, count);
         end[count] = u'\0';
-        m_length += static_cast<int32_t>(count);
+        m_length = length + static_cast<int32_t>(count);
         return true;
     }
     /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
