@@ -34,7 +34,7 @@ int32_t InputStreamReader::read(char16_t* to, int32_t length) {
             m_converter->convert(m_bytes.get(), &m_position, m_count, to, &produced, length);
             stalled = m_position < m_count;
             // The next character may just need more room than the caller has left.
-            if (stalled && convertBeyond(to, produced, length))
+            if (stalled && produced < length && convertBeyond(to, produced, length))
                 return produced;
         } else if (!m_endOfInput && makeRoom()) {
             if (produced > 0 && m_in->available() == 0)

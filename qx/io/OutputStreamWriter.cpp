@@ -37,7 +37,8 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
 
 void OutputStreamWriter::flush() {
     requireOpen();
-    if (m_heldSurrogate != 0)
+    drain(); // what is complete goes out even when half a pair is reported
+    if (std::exchange(m_heldSurrogate, u'\0') != 0)
         throw text::charset::InvalidCharacterException(
             String(u"leading surrogate without trailing"));
     m_converter->flush(m_bytes.get(), &m_count, m_size);

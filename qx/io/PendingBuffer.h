@@ -42,7 +42,7 @@ public:
         }
         if (length <= 0)
             return;
-        if (m_count + length > m_size)
+        if (length > m_size - m_count)
             drain(sink);
         std::memcpy(m_units.get() + m_count, from, static_cast<size_t>(length) * sizeof(Unit));
         m_count += length;

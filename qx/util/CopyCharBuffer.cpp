@@ -8,7 +8,9 @@ int32_t QXCopyCharBuffer(IQXCharBuffer* destination, const IQXCharBuffer* source
     const int32_t length = source->GetLength();
     qx::util::detail::WriteHold target(*destination, length);
     qx::util::detail::ReadHold text(*source);
-    std::copy_n(text.units(), length, target.units());
+    // Another thread may have shortened the source before it was locked.
+    const int32_t copied = std::min(length, source->GetLength());
+    std::copy_n(text.units(), copied, target.units());
     text.finish();
-    return target.finish(length);
+    return target.finish(copied);
 }

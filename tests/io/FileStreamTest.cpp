@@ -359,9 +359,12 @@ TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
 
 TEST_F(FileStream, OutOfItsModesWaitAndSignalDoNothing) {
     FileOutputStream out(name(), 0u);
+    FileOutputStream locking(name(), FileOutputStream::LOCK);
     out.wait();
+    std::thread([&] { locking.write("x", 1); }).join(); // hangs if out had taken the lock
     out.signal();
     out.signal();
+    EXPECT_EQ(content(), "x");
 }
 
 } // namespace

@@ -195,4 +195,14 @@ TEST(InputStreamReader, RefusesEverythingOnceClosed) {
     EXPECT_EQ(in.closes, 1);
 }
 
+TEST(InputStreamReader, DeliversWhatStandsInFrontOfAFailure) {
+    for (const int32_t length : {1, 2}) {
+        FakeSource<Bytes> in(std::string("ab\xED\xA0\x80").substr(static_cast<size_t>(2 - length)));
+        InputStreamReader reader(&in, u"UTF-8");
+        char16_t units[2];
+        EXPECT_EQ(reader.read(units, length), length);
+        EXPECT_EQ(failureOf([&] { reader.read(); }), qx::result::InvalidCharacter);
+    }
+}
+
 } // namespace

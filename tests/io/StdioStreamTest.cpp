@@ -10,6 +10,7 @@
 #include <qx/io/MaskedConsoleInputStream.h>
 #include <qx/io/StdioInputStream.h>
 #include <qx/io/StdioOutputStream.h>
+#include <qx/io/detail/StdioFileOutputStream.h>
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
@@ -56,7 +57,10 @@ std::string run(qx::io::InputStream& in, const std::vector<std::string>& operati
 
 /// Arguments: kind of stream, file for standard input, file for the report, operations.
 const ChildEntry readEntry("io.stdin", [](const std::vector<std::string>& arguments) {
-    redirect(STDIN_FILENO, arguments[1], O_RDONLY);
+    if (arguments[1] == "closed")
+        close(STDIN_FILENO);
+    else
+        redirect(STDIN_FILENO, arguments[1], O_RDONLY);
     const std::vector<std::string> operations(arguments.begin() + 3, arguments.end());
     std::string report;
     if (arguments[0] == "stdio") {
@@ -167,6 +171,26 @@ TEST(StdioOutputStream, ReportsAFullDisk) {
     EXPECT_EQ(ChildProcess("io.stdout", {"/dev/full", folder.path("report")}).join(), 0);
     EXPECT_EQ(readFile(folder.path("report")),
               "stream write error;nothing thrown;stream flush error;stream write error");
+}
+
+TEST(StdioInputStream, ReportsFailures) {
+    const TemporaryFolder folder;
+    const std::string report = folder.path("report");
+    EXPECT_EQ(ChildProcess("io.stdin", {"stdio", "closed", report, "r9", ".", "s2"}).join(), 0);
+    EXPECT_EQ(readFile(report), "!stream read error !stream read error !stream seek error ");
+}
+
+// An internal class: only the library makes streams over files of the C library.
+TEST(StdioFileOutputStream, ClosesOnlyWhatItOwns) {
+    const TemporaryFolder folder;
+    std::FILE* const file = std::fopen(folder.path("out").c_str(), "we");
+    ASSERT_NE(file, nullptr);
+    const int descriptor = fileno(file);
+    qx::makeReference<qx::io::detail::StdioFileOutputStream>(file, false)->write('a');
+    EXPECT_GE(fcntl(descriptor, F_GETFD), 0);
+    qx::makeReference<qx::io::detail::StdioFileOutputStream>(file, true)->write('b');
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_EQ(readFile(folder.path("out")), "ab");
 }
 
 } // namespace

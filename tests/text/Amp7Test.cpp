@@ -57,6 +57,9 @@ TEST(Amp7Decoder, ReadsWhatTheEncoderNeverWrites) {
         {"&_12G;", u"\uFFFD_12G;"s},
         {"&_FFFD;", u"\uFFFD_FFFD;"s},
         {"\x80z\xFF", u"\uFFFDz\uFFFD"s},
+        // Runs of plain text that are longer than a step of the decoder.
+        {Bytes(1500, 'a') + "&AMP;" + Bytes(700, 'b') + "\x80",
+         Units(1500, u'a') + u"&" + Units(700, u'b') + u"\uFFFD"},
     };
     BTCAMP7 decoder;
     for (const auto& row : rows) {

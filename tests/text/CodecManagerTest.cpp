@@ -53,6 +53,33 @@ TEST(CodecManager, GivesBothConvertersOfEveryName) {
     }
 }
 
+TEST(CodecManager, ConvertersReportTheFactorsThatBuffersAreSizedBy) {
+    struct Factors {
+        int32_t bytesPerChar;
+        int32_t charsPerByte;
+        bool operator==(const Factors&) const = default;
+    };
+    constexpr auto factorsOf = [](const auto& converter) {
+        return Factors{converter.getMaxBytesPerChar(), converter.getMaxCharsPerByte()};
+    };
+    const struct {
+        const char16_t* name;
+        Factors decoder;
+        Factors encoder;
+    } cases[] = {
+        {u"UTF-8", {6, 4}, {6, 1}},     {u"UTF-16LE", {4, 4}, {4, 4}},
+        {u"UTF-16BE", {4, 4}, {4, 4}},  {u"UTF-32LE", {4, 4}, {4, 4}},
+        {u"UTF-32BE", {4, 4}, {4, 4}},  {u"ASCII", {1, 1}, {1, 1}},
+        {u"ISO8859_1", {1, 1}, {1, 1}}, {u"CP437", {1, 1}, {1, 1}},
+        {u"CP1252", {1, 1}, {1, 1}},    {u"AMP-7", {8, 1}, {8, 1}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        EXPECT_TRUE(factorsOf(*decoder(c.name)) == c.decoder);
+        EXPECT_TRUE(factorsOf(*encoder(c.name)) == c.encoder);
+    }
+}
+
 TEST(CodecManager, FindsNamesInAnyLetterCase) {
     for (const char16_t* name : {u"utf-8", u"UTF8", u"utf_8", u"Utf-8"})
         EXPECT_TRUE(dynamic_cast<BTCUTF8*>(decoder(name).get()));

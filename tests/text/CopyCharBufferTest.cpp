@@ -19,6 +19,8 @@ public:
         if (m_failReadLock)
             return result::AccessDenied;
         ++m_held;
+        if (m_shortenTo >= 0)
+            const_cast<FragileBuffer*>(this)->releaseWriteLock(m_shortenTo);
         return RWBuffer::GetReadLock(data);
     }
     int32_t ReleaseReadLock() const override {
@@ -36,6 +38,7 @@ public:
     }
 
     bool m_failReadLock = false;
+    int32_t m_shortenTo = -1; // what another thread makes of it just before the read lock
     bool m_failRelease = false;
     int32_t m_releaseResult = 0;
     mutable int m_held = 0;
@@ -53,6 +56,14 @@ TEST(CopyCharBuffer, ReplacesTheText) {
     const util::ROCharBuffer empty;
     EXPECT_EQ(QXCopyCharBuffer(&destination, &empty), 0);
     EXPECT_EQ(destination.getLength(), 0);
+}
+
+TEST(CopyCharBuffer, CopiesNoMoreThanTheLockedSourceHolds) {
+    FragileBuffer source(u"whole text", 10);
+    source.m_shortenTo = 5;
+    util::RWCharBuffer destination;
+    EXPECT_EQ(QXCopyCharBuffer(&destination, &source), 0);
+    EXPECT_EQ(text(destination), u"whole");
 }
 
 TEST(CopyCharBuffer, PassesTheResultOfTheReleaseOn) {

@@ -58,6 +58,8 @@ TYPED_TEST(UnicodeConverter, CarriesAllOfUnicodeAndBack) {
     Units units = allOfUnicode(isAmp7 ? 0xFFFFF : LastCodePoint);
     if constexpr (isAmp7)
         units.erase(units.find(ReplacementCharacter), 1); // its escape counts as invalid
+    if constexpr (std::is_same_v<typename TypeParam::Decode, BTCUTF8>)
+        this->m_decoder.setStrict(true); // an over-long form would read back as well
     const Bytes bytes = encode(this->m_encoder, units);
     EXPECT_TRUE(decode(this->m_decoder, bytes) == units);
     // Through the buffers of a reader: pieces and outputs that end anywhere.
@@ -155,9 +157,11 @@ TYPED_TEST(SurrogateEncoder, RefusesAHighSurrogateWithoutItsLowOne) {
     }
 }
 
-TYPED_TEST(SurrogateEncoder, ReportsAPendingSurrogateAtTheEndUntilItIsReset) {
+TYPED_TEST(SurrogateEncoder, ReportsAPendingSurrogateAtTheEndOnce) {
     this->convert(u"\xD800", 8);
     EXPECT_THROW(this->flush(), InvalidCharacterException);
+    EXPECT_EQ(this->flush(), 0);
+    this->convert(u"\xD800", 8);
     this->m_encoder.reset();
     EXPECT_EQ(this->flush(), 0);
     EXPECT_EQ(this->convert(u"A", 8).size(), (std::is_same_v<TypeParam, CTBUTF8> ? 1u : 4u));

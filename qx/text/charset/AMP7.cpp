@@ -16,8 +16,6 @@ using detail::EncodeWindow;
 constexpr char32_t LastEscaped = 0xFFFFF; // five digits
 constexpr size_t MaxDigits = 5;
 
-// ---- Decoding ----
-
 struct Escape {
     enum State { Complete, Unfinished, Malformed };
 
@@ -76,17 +74,21 @@ bool writeCharacter(DecodeWindow& window, const Escape& escape) {
 
 /// Copies the ASCII text up to the next "&" or the end of the room.
 void decodeRun(DecodeWindow& window) {
-    const size_t size = std::min(window.left(), window.room());
-    if (size == 0)
-        return;
-    const void* const found = std::memchr(window.in(), '&', size);
-    const size_t run =
-        found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - window.in()) : size;
-    const size_t done = detail::kernels().widenAscii(window.in(), run, window.out());
-    window.advance(done, done);
+    // In steps: a byte that ends the run must not cost a look at everything behind it.
+    constexpr size_t Step = 512;
+    for (;;) {
+        const size_t size = std::min({window.left(), window.room(), Step});
+        if (size == 0)
+            return;
+        const void* const found = std::memchr(window.in(), '&', size);
+        const size_t run =
+            found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - window.in()) : size;
+        const size_t done = detail::kernels().widenAscii(window.in(), run, window.out());
+        window.advance(done, done);
+        if (done != size)
+            return;
+    }
 }
-
-// ---- Encoding ----
 
 bool standsForItself(char16_t unit) {
     return (unit >= 0x20 && unit <= 0x7E && unit != u'&') || unit == u'\t' || unit == u'\n' ||

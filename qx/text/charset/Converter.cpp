@@ -18,13 +18,11 @@ namespace {
 /// The converter that @p lookUp finds for the name, as the base of its direction.
 template <class Base>
 Base* require(Object* (CodecManager::*lookUp)(const char16_t*) const, const char16_t* name) {
-    Reference<Object> found((CodecManager::getInstance()->*lookUp)(name));
-    auto* const converter = dynamic_cast<Base*>(found.get());
-    if (!converter)
-        throw UnknownEncodingException(String(name));
-    // The caller takes the first reference.
-    found.detach()->InternalRelease();
-    return converter;
+    Object* const found = (CodecManager::getInstance()->*lookUp)(name);
+    if (auto* const converter = dynamic_cast<Base*>(found))
+        return converter; // the caller takes the first reference
+    const Reference<Object> ofAnotherClass(found);
+    throw UnknownEncodingException(String(name));
 }
 
 template <class Base, class Ascii>

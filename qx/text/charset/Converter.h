@@ -20,7 +20,8 @@ public:
     /// Converts from @p *inPosition up to @p inLength into @p out from @p *outPosition up to
     /// @p outCapacity, and moves both positions behind what was done. Stops at the end of the
     /// input, before a sequence that the input cuts off, and before a character that the output
-    /// has no room for; the next call goes on from there.
+    /// has no room for; the next call goes on from there. What lies behind the units written, up
+    /// to @p outCapacity, may be overwritten.
     /// @return count of units written by this call
     /// @throws InvalidCharacterException, UnmappableCharacterException; the positions then stay as
     ///     they were, and what was written before the fault stays in the output

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include <qx/platform/export.h>
 #include <qx/text/charset/Utf16.h>
 
@@ -18,6 +20,12 @@ public:
         if (!isLowSurrogate(unit))
             throwUnpaired();
         return joinSurrogates(m_high, unit);
+    }
+
+    /// requireNone that forgets the surrogate which it reports.
+    void reportAndClear() {
+        if (std::exchange(m_high, u'\0') != 0)
+            throwUnpaired();
     }
 
     /// To be called at the end of the text.

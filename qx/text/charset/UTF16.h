@@ -39,10 +39,10 @@ template <class Base, std::endian Order>
 class QX_API OrderedUTF16 : public Base {
 public:
     const char16_t* getEncodingName() const override;
-    char16_t convertUTF16(char16_t unit) const override;
+    char16_t convertUTF16(char16_t unit) const final;
 
 protected:
-    void convertUnits(const void* in, void* out, size_t count) const override;
+    void convertUnits(const void* in, void* out, size_t count) const final;
 };
 
 extern template class OrderedUTF16<BTCUTF16, std::endian::little>;
@@ -50,6 +50,7 @@ extern template class OrderedUTF16<BTCUTF16, std::endian::big>;
 extern template class OrderedUTF16<CTBUTF16, std::endian::little>;
 extern template class OrderedUTF16<CTBUTF16, std::endian::big>;
 
+/// The four converters, each with its own byte order; a byte-order mark is an ordinary character.
 class QX_API BTCUTF16LE : public OrderedUTF16<BTCUTF16, std::endian::little> {};
 class QX_API BTCUTF16BE : public OrderedUTF16<BTCUTF16, std::endian::big> {};
 class QX_API CTBUTF16LE : public OrderedUTF16<CTBUTF16, std::endian::little> {};

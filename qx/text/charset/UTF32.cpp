@@ -73,7 +73,7 @@ int32_t CTBUTF32::convert(const char16_t* in, int32_t* inPosition, int32_t inLen
 }
 
 int32_t CTBUTF32::flush(signed char*, int32_t*, int32_t) {
-    m_pending.requireNone();
+    m_pending.reportAndClear();
     return 0;
 }
 

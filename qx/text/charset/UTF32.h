@@ -53,11 +53,10 @@ template <std::endian Order>
 class QX_API OrderedBTCUTF32 : public BTCUTF32 {
 public:
     const char16_t* getEncodingName() const override;
-    char32_t convertUTF32(char32_t value) const override;
+    char32_t convertUTF32(char32_t value) const final;
 
 protected:
-    RunLength convertRun(const void* in, size_t count, char16_t* out,
-                         size_t capacity) const override;
+    RunLength convertRun(const void* in, size_t count, char16_t* out, size_t capacity) const final;
 };
 
 /// CTBUTF32 with its byte order.
@@ -65,11 +64,10 @@ template <std::endian Order>
 class QX_API OrderedCTBUTF32 : public CTBUTF32 {
 public:
     const char16_t* getEncodingName() const override;
-    char32_t convertUTF32(char32_t value) const override;
+    char32_t convertUTF32(char32_t value) const final;
 
 protected:
-    RunLength convertRun(const char16_t* in, size_t size, void* out,
-                         size_t capacity) const override;
+    RunLength convertRun(const char16_t* in, size_t size, void* out, size_t capacity) const final;
 };
 
 extern template class OrderedBTCUTF32<std::endian::little>;
@@ -77,6 +75,7 @@ extern template class OrderedBTCUTF32<std::endian::big>;
 extern template class OrderedCTBUTF32<std::endian::little>;
 extern template class OrderedCTBUTF32<std::endian::big>;
 
+/// The four converters, each with its own byte order; a byte-order mark is an ordinary character.
 class QX_API BTCUTF32LE : public OrderedBTCUTF32<std::endian::little> {};
 class QX_API BTCUTF32BE : public OrderedBTCUTF32<std::endian::big> {};
 class QX_API CTBUTF32LE : public OrderedCTBUTF32<std::endian::little> {};

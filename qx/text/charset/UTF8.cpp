@@ -113,7 +113,7 @@ int32_t CTBUTF8::convert(const char16_t* in, int32_t* inPosition, int32_t inLeng
 }
 
 int32_t CTBUTF8::flush(signed char*, int32_t*, int32_t) {
-    m_pending.requireNone();
+    m_pending.reportAndClear();
     return 0;
 }
 

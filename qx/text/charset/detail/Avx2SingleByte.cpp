@@ -75,7 +75,7 @@ QX_TARGET_AVX2 size_t narrowAscii(const char16_t* in, size_t size, uint8_t* out)
     return i + WideKernels.narrowAscii(in + i, size - i, out + i);
 }
 
-// ---- Code pages ----
+// Code pages.
 //
 // Both directions take ASCII as it is and look the upper half of the bytes, or of the first 256
 // units, up by shuffles. Tables that change ASCII, and blocks of other units, go the wide way.
@@ -110,6 +110,8 @@ QX_INLINE_AVX2 bool keepsAscii(const signed char* table) {
 
 /// Below this the preparation of the tables costs more than it saves.
 constexpr size_t WorthPreparing = 96;
+/// What goes the wide way first.
+constexpr size_t Trial = 32;
 
 } // namespace
 
@@ -117,6 +119,10 @@ QX_TARGET_AVX2 size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out,
                                   const char16_t* table) {
     if (size < WorthPreparing || !keepsAscii(table))
         return WideKernels.decodeBytes(in, size, out, table);
+    // Text full of faults does not pay for the tables again and again.
+    const size_t trial = WideKernels.decodeBytes(in, Trial, out, table);
+    if (trial != Trial)
+        return trial;
     UpperHalfTable lowBytes;
     UpperHalfTable highBytes;
     for (unsigned row = 0; row < 8; ++row) {
@@ -127,7 +133,7 @@ QX_TARGET_AVX2 size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out,
     constexpr unsigned replacement = ReplacementCharacter;
     const __m256i replacementLow = bytes(replacement & 0xFF);
     const __m256i replacementHigh = bytes(replacement >> 8);
-    size_t i = 0;
+    size_t i = Trial;
     for (; size - i >= 32; i += 32) {
         const __m256i block = load(in + i);
         if (topBits(block) == 0) {
@@ -153,12 +159,15 @@ QX_TARGET_AVX2 size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out,
     const signed char* firstPage = table.bytes + table.offsets[0];
     if (size < WorthPreparing || !keepsAscii(firstPage))
         return WideKernels.encodeUnits(in, size, out, table);
+    const size_t trial = WideKernels.encodeUnits(in, Trial, out, table);
+    if (trial != Trial)
+        return trial;
     UpperHalfTable upperHalf;
     for (unsigned row = 0; row < 8; ++row)
         upperHalf.setRow(row, loadHalf(firstPage + 0x80 + 0x10 * row));
     const __m256i aboveAscii = units(0xFF80);
     const __m256i aboveBytes = units(0xFF00);
-    size_t i = 0;
+    size_t i = Trial;
     for (; size - i >= 32; i += 32) {
         const __m256i first = load(in + i);
         const __m256i second = load(in + i + 16);

@@ -12,7 +12,7 @@ namespace qx::text::charset::detail::avx2 {
 
 namespace {
 
-// ---- UTF-8 to UTF-16 ----
+// UTF-8 to UTF-16
 //
 // A step takes 32 bytes that begin at a character boundary. For every position it computes, all
 // positions at once, the unit of a character that would end there, from the byte itself and the
@@ -234,7 +234,7 @@ QX_TARGET_AVX2 Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* ou
     return {done.read + rest.read, done.written + rest.written};
 }
 
-// ---- UTF-16 to UTF-8 ----
+// UTF-16 to UTF-8
 //
 // A step takes 16 units that begin at a character boundary and computes for each the bytes that it
 // alone answers for: one to three for a unit of the basic plane, two for either half of a pair.
