@@ -12,7 +12,7 @@ import sys
 LAYERS = [
     ["qx/platform/"],
     ["qx/core/", "qx/util/IBuffer", "qx/util/AbstractBuffer", "qx/util/RWBuffer",
-     "qx/util/ROBuffer", "qx/util/detail/WriteHold"],
+     "qx/util/ROBuffer", "qx/util/detail/"],
     ["qx/sync/", "qx/util/MTBuffer"],
     ["qx/core/Class", "qx/core/Singleton", "qx/core/GlobalLock"],
     ["qx/text/"],
