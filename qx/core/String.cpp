@@ -126,7 +126,9 @@ TextStorage String::holdIfOwn(TextView text) const noexcept {
 char16_t* String::prepareToGrow(int64_t capacity, int32_t kept) {
     const int32_t needed = checkedSize(capacity);
     const int64_t present = m_storage.capacity();
-    const int64_t grown = needed > present ? std::min(2 * present, LargestCapacity) : 0;
+    // What grows once usually grows on: the small sizes are passed in larger steps.
+    const int64_t larger = (present < 128 ? 4 : 2) * present;
+    const int64_t grown = needed > present ? std::min(larger, LargestCapacity) : 0;
     char16_t* const units = m_storage.prepare(std::max(needed, static_cast<int32_t>(grown)), kept);
     dropBytes();
     return units;

@@ -381,7 +381,7 @@ private:
         return text.substr(from < text.size() ? from : text.size());
     }
     String& appendSlow(TextView text);
-    /// Private room for @p capacity units, which doubles when it grows.
+    /// Private room for @p capacity units, which at least doubles when it grows.
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
     char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
@@ -404,7 +404,15 @@ inline String& String::append(TextView text) {
     return m_storage.tryAppend(text.data(), text.size()) ? *this : appendSlow(text);
 }
 
-inline String& String::append(char16_t unit) { return append(TextView(&unit, 1)); }
+inline String& String::append(char16_t unit) {
+    dropBytes();
+    // The copy for the call alone has an address: the unit itself stays in a register.
+    if (!m_storage.tryAppend(unit)) [[unlikely]] {
+        const char16_t copy = unit;
+        appendSlow(TextView(&copy, 1));
+    }
+    return *this;
+}
 
 template <>
 inline const char16_t* String::getDataT<char16_t>() const {

@@ -118,16 +118,23 @@ public:
     /// Appends where that needs no new room and nobody shares the text; false when it does not.
     /// The units may lie in the text itself.
     bool tryAppend(const char16_t* units, size_t count) noexcept {
-        // Read once: the compiler has to read members again behind the look at the count.
-        TextBlock* const block = m_block;
         const int32_t length = m_length;
-        if (!block || static_cast<size_t>(block->capacity() - length) <= count ||
-            !block->isUnique())
+        char16_t* const end = endWithRoom(length, count);
+        if (!end)
             return false;
-        char16_t* const end = block->units() + length;
         std::char_traits<char16_t>::copy(end, units, count);
         end[count] = u'\0';
         m_length = length + static_cast<int32_t>(count);
+        return true;
+    }
+    bool tryAppend(char16_t unit) noexcept {
+        const int32_t length = m_length;
+        char16_t* const end = endWithRoom(length, 1);
+        if (!end)
+            return false;
+        end[0] = unit;
+        end[1] = u'\0';
+        m_length = length + 1;
         return true;
     }
     /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
@@ -159,6 +166,13 @@ public:
     void shrink();
 
 private:
+    /// Where the text of @p length units ends, when @p count more fit there and nobody shares it.
+    char16_t* endWithRoom(int32_t length, size_t count) const noexcept {
+        // Read once: the compiler has to read members again behind the look at the count.
+        TextBlock* const block = m_block;
+        const bool fits = block && static_cast<size_t>(block->capacity() - length) > count;
+        return fits && block->isUnique() ? block->units() + length : nullptr;
+    }
     QX_API std::u16string_view bufferText() const noexcept;
     QX_API void addBufferRef() const noexcept;
     QX_API void releaseBuffer() noexcept;
