@@ -23,5 +23,9 @@ for program in "${programs[@]}"; do
         --benchmark_report_aggregates_only=true \
         --benchmark_out_format=json --benchmark_out="$results/$program.json" >/dev/null
 done
-python3 scripts/bench-results.py "$results"/*.json >bench/RESULTS.md
+{
+    python3 scripts/bench-results.py "$results"/*.json
+    printf '\n## qxconv\n\nMade by `bench/qxconv.sh`: a file of 256 MiB from UTF-8 to UTF-16LE.\n\n'
+    bench/qxconv.sh build/bench/tools/qxconv
+} >bench/RESULTS.md
 cat bench/RESULTS.md
