@@ -8,6 +8,10 @@ function(qx_compile_options target)
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion
         $<${qx_gcc12}:-Wno-restrict>
         $<$<BOOL:${QX_WARNINGS_AS_ERRORS}>:-Werror>)
+    if(QX_BUILD_FUZZ)
+        # Lets the fuzzer see which paths of the library an input takes.
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
     if(QX_SANITIZE)
         target_compile_options(${target} PRIVATE
             -fsanitize=${QX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
