@@ -14,7 +14,6 @@
 #include <qx/core/GlobalLock.h>
 #include <qx/core/Implements.h>
 #include <qx/core/InterfaceMap.h>
-#include <qx/core/LibraryIdentity.h>
 #include <qx/core/Literal.h>
 #include <qx/core/ModuleCount.h>
 #include <qx/core/Object.h>
@@ -99,11 +98,11 @@
 #include <qx/text/charset/MultiByte.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/SingleByte.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF.h>
 #include <qx/text/charset/UTF16.h>
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
-#include <qx/text/charset/Utf16.h>
 #include <qx/text/charset/encinfo.h>
 #include <qx/util/AbstractBuffer.h>
 #include <qx/util/CopyCharBuffer.h>

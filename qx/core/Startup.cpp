@@ -8,10 +8,10 @@
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
 #include <qx/core/GlobalLock.h>
-#include <qx/core/LibraryIdentity.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/LibraryIdentity.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>

@@ -8,7 +8,7 @@
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/Decode.h>
 #include <qx/text/charset/CharToByteConverter.h>
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx {
 

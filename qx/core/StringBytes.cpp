@@ -13,8 +13,8 @@
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF8.h>
-#include <qx/text/charset/Utf16.h>
 #include <qx/text/charset/detail/Kernels.h>
 #include <qx/util/detail/BufferHold.h>
 

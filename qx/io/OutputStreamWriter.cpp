@@ -6,7 +6,7 @@
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
 #include <qx/text/charset/EncodingException.h>
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx::io {
 

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/CodePages.h>
 #include <qx/text/charset/detail/Kernels.h>
 #include <qx/text/charset/detail/Utf8.h>

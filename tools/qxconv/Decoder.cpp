@@ -3,9 +3,9 @@
 #include <cstring>
 #include <string_view>
 
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF16.h>
 #include <qx/text/charset/UTF8.h>
-#include <qx/text/charset/Utf16.h>
 
 using namespace qx::text::charset;
 

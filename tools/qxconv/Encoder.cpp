@@ -1,6 +1,6 @@
 #include "Encoder.h"
 
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 #include "Failure.h"
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Window.h>
 
 namespace qx::text::charset {

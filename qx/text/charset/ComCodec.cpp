@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include <qx/core/Result.h>
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx::text::charset {
 

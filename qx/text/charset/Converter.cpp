@@ -9,7 +9,7 @@
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/SingleByte.h>
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx::text::charset {
 

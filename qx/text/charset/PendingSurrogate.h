@@ -3,7 +3,7 @@
 #include <utility>
 
 #include <qx/platform/export.h>
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx::text::charset {
 

@@ -2,7 +2,7 @@
 
 #if defined(__x86_64__)
 
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/WideKernels.h>
 
 namespace qx::text::charset::detail::avx2 {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 
 /// UTF-8, one sequence at a time. The wide kernels and the converters share these for their tails.
 namespace qx::text::charset::detail {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include <qx/text/charset/Utf16.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/PlainKernels.h>
 
 namespace qx::text::charset::detail {
