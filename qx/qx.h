@@ -97,6 +97,7 @@
 #include <qx/text/charset/EncodingInfo.h>
 #include <qx/text/charset/MultiByte.h>
 #include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/RunLength.h>
 #include <qx/text/charset/SingleByte.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF.h>

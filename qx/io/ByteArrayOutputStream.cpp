@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include <qx/core/String.h>
 #include <qx/core/detail/CheckedSize.h>
@@ -10,9 +11,7 @@ namespace qx::io {
 
 namespace {
 
-using Bytes = std::unique_ptr<signed char[]>;
-
-Bytes allocate(int32_t capacity) {
+std::unique_ptr<signed char[]> allocate(int32_t capacity) {
     return std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(capacity));
 }
 
@@ -32,12 +31,8 @@ void ByteArrayOutputStream::write(const signed char* from, int32_t length) {
         return;
     const int32_t needed = qx::detail::checkedSize(int64_t{m_size} + length);
     Bytes replaced; // outlives the copy: @p from may be the stream's own bytes
-    if (m_capacity < needed) {
-        auto larger = allocate(grownCapacity(needed));
-        std::copy_n(m_bytes.get(), m_size, larger.get());
-        replaced = std::exchange(m_bytes, std::move(larger));
-        m_capacity = grownCapacity(needed);
-    }
+    if (m_capacity < needed)
+        replaced = moveBytes(grownCapacity(needed));
     std::copy_n(from, length, m_bytes.get() + m_size);
     m_size = needed;
 }
@@ -62,11 +57,15 @@ void ByteArrayOutputStream::ensureCapacity(int32_t capacity) {
 }
 
 void ByteArrayOutputStream::reallocBuffer(int32_t capacity) {
-    capacity = std::max(capacity, m_size);
+    moveBytes(std::max(capacity, m_size));
+}
+
+/// Moves the bytes into a new buffer; the old one.
+ByteArrayOutputStream::Bytes ByteArrayOutputStream::moveBytes(int32_t capacity) {
     auto moved = allocate(capacity);
     std::copy_n(m_bytes.get(), m_size, moved.get());
-    m_bytes = std::move(moved);
     m_capacity = capacity;
+    return std::exchange(m_bytes, std::move(moved));
 }
 
 } // namespace qx::io

@@ -46,7 +46,10 @@ protected:
     void reallocBuffer(int32_t capacity);
 
 private:
-    std::unique_ptr<signed char[]> m_bytes;
+    using Bytes = std::unique_ptr<signed char[]>;
+    Bytes moveBytes(int32_t capacity);
+
+    Bytes m_bytes;
     int32_t m_size = 0;
     int32_t m_capacity;
 };

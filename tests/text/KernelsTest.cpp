@@ -21,7 +21,7 @@ namespace {
 using namespace qx::text::charset;
 using namespace std::string_literals;
 using detail::KernelSet;
-using detail::Progress;
+using qx::text::charset::RunLength;
 
 const KernelSet& plain() { return *detail::kernelSets().front(); }
 
@@ -60,19 +60,19 @@ void expectSameAsPlain(const std::basic_string<In>& input, size_t capacity, size
     const auto run = [&](const KernelSet& set, const In* in, Out* out) {
         if constexpr (counts) {
             const size_t count = (set.*Kernel)(in, input.size(), out, table...);
-            return Progress{count, count};
+            return RunLength{count, count};
         } else {
             return (set.*Kernel)(in, input.size(), out, capacity);
         }
     };
     std::vector<Out> expected((counts ? input.size() : capacity) * outPerUnit + 1);
-    const Progress model = run(plain(), input.data(), expected.data());
+    const RunLength model = run(plain(), input.data(), expected.data());
     for (const KernelSet* set : detail::kernelSets()) {
         for (size_t offset : {0u, 1u, 3u}) {
             const auto copy = std::make_unique<In[]>(input.size() + offset);
             std::copy(input.begin(), input.end(), copy.get() + offset);
             Guarded<Out> out((counts ? input.size() : capacity) * outPerUnit, offset);
-            const Progress done = run(*set, copy.get() + offset, out.data());
+            const RunLength done = run(*set, copy.get() + offset, out.data());
             ASSERT_EQ(done.read, model.read) << set->name << ", capacity " << capacity;
             ASSERT_EQ(done.written, model.written) << set->name << ", capacity " << capacity;
             ASSERT_EQ(
@@ -216,9 +216,9 @@ TEST(Kernels, AgreeOnEveryPairOfBytesInEveryContext) {
             input[23] = input[24] = neighbour == 0xF1 ? 0x80 : neighbour;
             char16_t expected[64];
             char16_t actual[64];
-            const Progress model = plain().utf8ToUtf16(input.data(), 64, expected, 64);
+            const RunLength model = plain().utf8ToUtf16(input.data(), 64, expected, 64);
             for (const KernelSet* set : detail::kernelSets()) {
-                const Progress done = set->utf8ToUtf16(input.data(), 64, actual, 64);
+                const RunLength done = set->utf8ToUtf16(input.data(), 64, actual, 64);
                 ASSERT_EQ(done.read, model.read) << set->name << std::hex << " " << pair;
                 ASSERT_EQ(done.written, model.written) << set->name << std::hex << " " << pair;
                 ASSERT_EQ(std::memcmp(actual, expected, 2 * done.written), 0)
@@ -250,8 +250,8 @@ TEST(Kernels, AgreeOnWhereUnpairedSurrogatesStand) {
 }
 
 template <auto Kernel>
-Progress utf32(const KernelSet& set, const std::vector<uint8_t>& in, char16_t* out,
-               size_t capacity) {
+RunLength utf32(const KernelSet& set, const std::vector<uint8_t>& in, char16_t* out,
+                size_t capacity) {
     return (set.*Kernel)(in.data(), in.size() / 4, out, capacity);
 }
 
@@ -272,12 +272,12 @@ TEST(Kernels, AgreeOnUtf32) {
                          big.begin() + static_cast<long>(i) + 4);
         for (size_t capacity : {0u, 1u, 7u, 8u, 15u, 16u, 17u, 40u, 299u, 300u, 400u}) {
             std::u16string expected(capacity, u'\0');
-            const Progress model =
+            const RunLength model =
                 utf32<&KernelSet::utf32ToUtf16>(plain(), little, expected.data(), capacity);
             for (const KernelSet* set : detail::kernelSets()) {
                 for (bool swapped : {false, true}) {
                     Guarded<char16_t> out(capacity, 1);
-                    const Progress done =
+                    const RunLength done =
                         swapped
                             ? utf32<&KernelSet::utf32SwappedToUtf16>(*set, big, out.data(),
                                                                      capacity)

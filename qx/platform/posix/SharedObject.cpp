@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 
 #include "qx/platform/posix/error.h"
+#include "qx/platform/posix/handle.h"
 
 namespace qx::platform::shared {
 
@@ -45,7 +46,7 @@ int32_t SharedObject::open(const Layout& layout, const char* name, uint32_t init
                            QXHandle* handle) noexcept {
     if (handle == nullptr)
         return result::NullPointer;
-    *handle = UINT64_MAX;
+    *handle = NoHandle;
     if (name == nullptr || *name == '\0')
         return result::InvalidArgument;
     char fileName[SharedFile::FileNameCapacity];
@@ -91,7 +92,7 @@ int32_t SharedObject::close(const Layout& layout, QXHandle handle) noexcept {
 }
 
 SharedObject* SharedObject::find(QXHandle handle, Kind kind) noexcept {
-    if (handle == UINT64_MAX || (handle & 1u) == 0)
+    if (handle == NoHandle || (handle & 1u) == 0)
         return nullptr;
     auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
     return object->m_layout.kind == kind && object->m_slot != SharedFile::NoSlot ? object : nullptr;

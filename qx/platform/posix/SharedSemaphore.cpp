@@ -2,6 +2,7 @@
 
 #include "qx/platform/posix/SharedObject.h"
 #include "qx/platform/posix/error.h"
+#include "qx/platform/posix/handle.h"
 
 namespace qx::platform::shared {
 
@@ -105,7 +106,7 @@ void SemaphoreState::leave(uint32_t slot) noexcept {
 int32_t semaphoreCreate(uint32_t initialCount, const char* name, QXHandle* handle) noexcept {
     if (initialCount > static_cast<uint32_t>(SemaphoreState::HighestCount)) {
         if (handle != nullptr)
-            *handle = UINT64_MAX;
+            *handle = NoHandle;
         return result::InvalidArgument;
     }
     return SharedObject::open(LayoutOf<SemaphoreState>, name, initialCount, handle);

@@ -4,11 +4,9 @@
 #include <unistd.h>
 #include <utility>
 
-#include <qx/platform/types.h>
+#include "qx/platform/posix/handle.h"
 
 namespace qx::platform {
-
-constexpr QXHandle NoHandle = ~QXHandle{0};
 
 /// Set above the descriptor in the handle of a regular file, whose writes raise no SIGPIPE and so
 /// need no system call that finds out what is written to.

@@ -10,6 +10,7 @@
 #include "qx/platform/posix/SharedFile.h"
 #include "qx/platform/posix/SharedObject.h"
 #include "qx/platform/posix/error.h"
+#include "qx/platform/posix/handle.h"
 #include "qx/platform/posix/sharedsync.h"
 
 namespace qx::platform::shared {
@@ -77,7 +78,7 @@ void release(Block* block) {
 }
 
 Block* blockOf(QXHandle handle) {
-    return handle == UINT64_MAX ? nullptr : reinterpret_cast<Block*>(handle);
+    return handle == NoHandle ? nullptr : reinterpret_cast<Block*>(handle);
 }
 
 } // namespace
@@ -98,7 +99,7 @@ int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions, 
                         QXHandle* handle) {
     if (handle == nullptr)
         return result::NullPointer;
-    *handle = UINT64_MAX;
+    *handle = NoHandle;
     if (!isSensible(name, flags, permissions, size))
         return result::InvalidArgument;
     auto* block = new (std::nothrow) Block;

@@ -6,14 +6,13 @@
 #include <qx/platform/result.h>
 #include <qx/platform/sync.h>
 
+#include "qx/platform/posix/handle.h"
 #include "qx/platform/posix/sharedsync.h"
 
 /* How the functions of sync.h find their object: a handle of an object inside this process is its
  * address. All ones, which is no handle, looks like a handle of a process-shared object. */
 
 namespace qx::platform {
-
-inline constexpr QXHandle NoHandle = ~QXHandle{0};
 
 /// What an in-process handle points to. Has cache lines of its own, so that two locks created in a
 /// row do not slow each other down.

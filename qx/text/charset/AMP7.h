@@ -7,7 +7,8 @@ namespace qx::text::charset {
 
 /// Decodes AMP-7: ASCII in which "&AMP;", "&QUOT;" and "&APOS;" stand for the three characters and
 /// "&_", up to five hexadecimal digits and ";" for any other. Of what is none of these the first
-/// byte alone counts as a character without mapping. An escaped surrogate throws.
+/// byte alone counts as a character without mapping; so it is with an escape of U+FFFD. A sequence
+/// that the end of the input cuts off is left for the next call. An escaped surrogate throws.
 class QX_API BTCAMP7 : public ByteToCharConverter {
 public:
     int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,

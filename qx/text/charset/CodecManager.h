@@ -15,6 +15,7 @@ class QX_API CodecManager {
 public:
     /// The one manager, made on first use.
     static CodecManager* getInstance();
+    /// Destroys the manager, which nobody may be using.
     static void freeInstance();
 
     CodecManager(const CodecManager&) = delete;

@@ -50,6 +50,7 @@ private:
     PendingSurrogate m_pending;
 };
 
+/// Decodes ASCII: bytes from 0x80 on have no mapping.
 class QX_API BTCASCII : public BTCSingleByte {
 public:
     const char16_t* getEncodingName() const override;
@@ -59,6 +60,7 @@ protected:
     size_t convertRun(const uint8_t* in, size_t size, char16_t* out) const override;
 };
 
+/// Encodes the units below U+0080.
 class QX_API CTBASCII : public CTBSingleByte {
 public:
     const char16_t* getEncodingName() const override;
@@ -68,6 +70,7 @@ protected:
     size_t convertRun(const char16_t* in, size_t size, uint8_t* out) const override;
 };
 
+/// Decodes ISO 8859-1: every byte is the code point of its value.
 class QX_API BTCISO8859_1 : public BTCSingleByte {
 public:
     const char16_t* getEncodingName() const override;
@@ -77,6 +80,7 @@ protected:
     size_t convertRun(const uint8_t* in, size_t size, char16_t* out) const override;
 };
 
+/// Encodes the units below U+0100.
 class QX_API CTBISO8859_1 : public CTBSingleByte {
 public:
     const char16_t* getEncodingName() const override;
@@ -133,6 +137,7 @@ public:
     BTCCP437();
 };
 
+/// The reverse of BTCCP437.
 class QX_API CTBCP437 : public CTBSingleByteTable {
 public:
     CTBCP437();
@@ -144,6 +149,7 @@ public:
     BTCCP1252();
 };
 
+/// The reverse of BTCCP1252.
 class QX_API CTBCP1252 : public CTBSingleByteTable {
 public:
     CTBCP1252();

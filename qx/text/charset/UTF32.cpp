@@ -10,11 +10,6 @@ namespace {
 template <std::endian Order>
 constexpr const char16_t* Name = Order == std::endian::little ? u"UTF-32LE" : u"UTF-32BE";
 
-template <std::endian Order>
-char32_t ordered(char32_t value) {
-    return Order == std::endian::native ? value : char32_t{__builtin_bswap32(value)};
-}
-
 } // namespace
 
 int32_t BTCUTF32::convert(const signed char* in, int32_t* inPosition, int32_t inLength,
@@ -88,7 +83,7 @@ const char16_t* OrderedBTCUTF32<Order>::getEncodingName() const {
 
 template <std::endian Order>
 char32_t OrderedBTCUTF32<Order>::convertUTF32(char32_t value) const {
-    return ordered<Order>(value);
+    return detail::ordered<Order>(value);
 }
 
 template <std::endian Order>
@@ -97,8 +92,7 @@ RunLength OrderedBTCUTF32<Order>::convertRun(const void* in, size_t count, char1
     const auto& kernels = detail::kernels();
     const auto kernel =
         Order == std::endian::native ? kernels.utf32ToUtf16 : kernels.utf32SwappedToUtf16;
-    const auto done = kernel(static_cast<const uint8_t*>(in), count, out, capacity);
-    return {done.read, done.written};
+    return kernel(static_cast<const uint8_t*>(in), count, out, capacity);
 }
 
 template <std::endian Order>
@@ -108,7 +102,7 @@ const char16_t* OrderedCTBUTF32<Order>::getEncodingName() const {
 
 template <std::endian Order>
 char32_t OrderedCTBUTF32<Order>::convertUTF32(char32_t value) const {
-    return ordered<Order>(value);
+    return detail::ordered<Order>(value);
 }
 
 template <std::endian Order>
@@ -117,8 +111,7 @@ RunLength OrderedCTBUTF32<Order>::convertRun(const char16_t* in, size_t size, vo
     const auto& kernels = detail::kernels();
     const auto kernel =
         Order == std::endian::native ? kernels.utf16ToUtf32 : kernels.utf16ToUtf32Swapped;
-    const auto done = kernel(in, size, static_cast<uint8_t*>(out), capacity);
-    return {done.read, done.written};
+    return kernel(in, size, static_cast<uint8_t*>(out), capacity);
 }
 
 template class OrderedBTCUTF32<std::endian::little>;

@@ -3,15 +3,10 @@
 #include <bit>
 
 #include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/RunLength.h>
 #include <qx/text/charset/UTF.h>
 
 namespace qx::text::charset {
-
-/// How far a run of conversion came, in units of its input and output.
-struct RunLength {
-    size_t read;
-    size_t written;
-};
 
 /// Decodes UTF-32 of one byte order. Surrogates throw; values above U+10FFFF have no mapping.
 class QX_API BTCUTF32 : public ByteToCharUTF {

@@ -16,8 +16,8 @@ extern const KernelSet Avx2Kernels;
 
 namespace avx2 {
 
-Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out, size_t capacity);
-Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
+RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out, size_t capacity);
+RunLength utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
 void swapUnits(const void* in, void* out, size_t units);
 void widenLatin1(const uint8_t* in, size_t size, char16_t* out);
 size_t widenAscii(const uint8_t* in, size_t size, char16_t* out);

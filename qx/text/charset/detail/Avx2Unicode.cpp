@@ -152,8 +152,8 @@ QX_INLINE_AVX2 Kinds classify(__m256i block, unsigned nonAscii) {
 }
 
 /// One step. Reads nothing when the block is ill-formed.
-QX_INLINE_AVX2 Progress decodeBlock(const DecodeConstants& c, __m256i block, unsigned nonAscii,
-                                    char16_t* out) {
+QX_INLINE_AVX2 RunLength decodeBlock(const DecodeConstants& c, __m256i block, unsigned nonAscii,
+                                     char16_t* out) {
     const Kinds kinds = classify(block, nonAscii);
     // Where the character begins that the end of the block cuts off; 32 when there is none.
     const unsigned end = _tzcnt_u32((kinds.leads2 & 0x80000000u) | (kinds.leads3 & 0xC0000000u) |
@@ -206,10 +206,10 @@ QX_INLINE_AVX2 Progress decodeBlock(const DecodeConstants& c, __m256i block, uns
 
 } // namespace
 
-QX_TARGET_AVX2 Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out,
-                                    size_t capacity) {
+QX_TARGET_AVX2 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out,
+                                     size_t capacity) {
     const DecodeConstants c;
-    Progress done;
+    RunLength done;
     // A step writes up to 32 units, scratch included.
     while (size - done.read >= 32 && capacity - done.written >= 32) {
         // Only longer runs of ASCII are worth a branch: in mixed text shorter ones come and go.
@@ -223,15 +223,14 @@ QX_TARGET_AVX2 Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* ou
         }
         const __m256i block = load(in + done.read);
         const unsigned nonAscii = topBits(block);
-        const Progress step = decodeBlock(c, block, nonAscii, out + done.written);
+        const RunLength step = decodeBlock(c, block, nonAscii, out + done.written);
         if (step.read == 0)
             break;
-        done.read += step.read;
-        done.written += step.written;
+        done += step;
     }
-    const Progress rest = WideKernels.utf8ToUtf16(in + done.read, size - done.read,
-                                                  out + done.written, capacity - done.written);
-    return {done.read + rest.read, done.written + rest.written};
+    const RunLength rest = WideKernels.utf8ToUtf16(in + done.read, size - done.read,
+                                                   out + done.written, capacity - done.written);
+    return done += rest;
 }
 
 // UTF-16 to UTF-8
@@ -281,8 +280,8 @@ QX_INLINE_AVX2 size_t encodeOneOrTwo(const EncodeConstants& c, __m256i block, __
 
 /// Any 16 units. Reads 15 when the last one is the high half of a pair, none when a surrogate is
 /// unpaired.
-QX_INLINE_AVX2 Progress encodeBlock(const EncodeConstants& c, __m256i block, __m256i isAscii,
-                                    uint8_t* out) {
+QX_INLINE_AVX2 RunLength encodeBlock(const EncodeConstants& c, __m256i block, __m256i isAscii,
+                                     uint8_t* out) {
     const __m256i six = c.u003F;
     const __m256i last = _mm256_or_si256(_mm256_and_si256(block, six), c.u0080);
     const __m256i middle =
@@ -344,10 +343,10 @@ QX_INLINE_AVX2 Progress encodeBlock(const EncodeConstants& c, __m256i block, __m
 
 } // namespace
 
-QX_TARGET_AVX2 Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out,
-                                    size_t capacity) {
+QX_TARGET_AVX2 RunLength utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out,
+                                     size_t capacity) {
     const EncodeConstants c;
-    Progress done;
+    RunLength done;
     // A step writes up to 36 bytes and a full vector behind them.
     while (size - done.read >= 16 && capacity - done.written >= 64) {
         // Only longer runs of ASCII are worth a branch, as above.
@@ -367,15 +366,14 @@ QX_TARGET_AVX2 Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* ou
             done.read += 16;
             continue;
         }
-        const Progress step = encodeBlock(c, block, isAscii, out + done.written);
+        const RunLength step = encodeBlock(c, block, isAscii, out + done.written);
         if (step.read == 0)
             break;
-        done.read += step.read;
-        done.written += step.written;
+        done += step;
     }
-    const Progress rest = WideKernels.utf16ToUtf8(in + done.read, size - done.read,
-                                                  out + done.written, capacity - done.written);
-    return {done.read + rest.read, done.written + rest.written};
+    const RunLength rest = WideKernels.utf16ToUtf8(in + done.read, size - done.read,
+                                                   out + done.written, capacity - done.written);
+    return done += rest;
 }
 
 } // namespace qx::text::charset::detail::avx2

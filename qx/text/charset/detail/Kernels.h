@@ -5,6 +5,7 @@
 #include <span>
 
 #include <qx/platform/export.h>
+#include <qx/text/charset/RunLength.h>
 
 /// Transcoding kernels: pure functions over whole runs of text that need no rule.
 ///
@@ -14,12 +15,6 @@
 /// below gives exactly the same result; they differ in speed only. Behind what it reports as
 /// written, but never behind the capacity, a kernel may leave scratch values in the output.
 namespace qx::text::charset::detail {
-
-/// How far a kernel came, in units of its input and output.
-struct Progress {
-    size_t read = 0;
-    size_t written = 0;
-};
 
 /// Two-level mapping from UTF-16 units to bytes: the byte for unit u is
 /// bytes[offsets[u >> 8] + (u & 0xFF)], where 0 means that there is none.
@@ -31,17 +26,18 @@ struct UnitToByteTable {
 struct KernelSet {
     const char* name;
 
-    Progress (*utf8ToUtf16)(const uint8_t* in, size_t size, char16_t* out, size_t capacity);
+    RunLength (*utf8ToUtf16)(const uint8_t* in, size_t size, char16_t* out, size_t capacity);
     /// Stops before a surrogate that is not part of a pair.
-    Progress (*utf16ToUtf8)(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
+    RunLength (*utf16ToUtf8)(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
 
     /// UTF-32 counts its units of four bytes, which need no alignment; "Swapped" is big-endian.
-    Progress (*utf32ToUtf16)(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
-    Progress (*utf32SwappedToUtf16)(const uint8_t* in, size_t units, char16_t* out,
-                                    size_t capacity);
-    Progress (*utf16ToUtf32)(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits);
-    Progress (*utf16ToUtf32Swapped)(const char16_t* in, size_t size, uint8_t* out,
-                                    size_t capacityInUnits);
+    RunLength (*utf32ToUtf16)(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
+    RunLength (*utf32SwappedToUtf16)(const uint8_t* in, size_t units, char16_t* out,
+                                     size_t capacity);
+    RunLength (*utf16ToUtf32)(const char16_t* in, size_t size, uint8_t* out,
+                              size_t capacityInUnits);
+    RunLength (*utf16ToUtf32Swapped)(const char16_t* in, size_t size, uint8_t* out,
+                                     size_t capacityInUnits);
 
     /// Copies @p units 16-bit units with their bytes exchanged. No alignment needed.
     void (*swapUnits)(const void* in, void* out, size_t units);

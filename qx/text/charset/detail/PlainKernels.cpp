@@ -11,8 +11,8 @@ namespace qx::text::charset::detail {
 
 namespace {
 
-Progress utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
-    Progress done;
+RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
+    RunLength done;
     while (done.read < size) {
         const Sequence sequence = readWellFormed(in + done.read, size - done.read);
         const size_t units = sequence.value < 0x10000 ? 1 : 2;
@@ -34,8 +34,8 @@ Sequence readUtf16(const char16_t* in, size_t size) {
     return {joinSurrogates(in[0], in[1]), 2};
 }
 
-Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out, size_t capacity) {
-    Progress done;
+RunLength utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out, size_t capacity) {
+    RunLength done;
     while (done.read < size) {
         const Sequence character = readUtf16(in + done.read, size - done.read);
         const size_t bytes = utf8Length(character.value);
@@ -49,8 +49,8 @@ Progress utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out, size_t capac
 }
 
 template <std::endian Order>
-Progress utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
-    Progress done;
+RunLength utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+    RunLength done;
     while (done.read < units) {
         const char32_t value = loadUtf32<Order>(in + 4 * done.read);
         const size_t length = value < 0x10000 ? 1 : 2;
@@ -64,8 +64,8 @@ Progress utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t cap
 }
 
 template <std::endian Order>
-Progress utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
-    Progress done;
+RunLength utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
+    RunLength done;
     while (done.read < size && done.written < capacityInUnits) {
         const Sequence character = readUtf16(in + done.read, size - done.read);
         if (character.length == 0)

@@ -103,20 +103,19 @@ size_t narrowBelow(const char16_t* in, size_t size, uint8_t* out) {
 /// Alternates between runs of ASCII, wide, and stretches of other text, where @p plain is given a
 /// small window so that the next run is not missed. Windows overlap sequences that they cut.
 template <auto Ascii, auto Plain, class In, class Out>
-Progress mixed(const In* in, size_t size, Out* out, size_t capacity) {
+RunLength mixed(const In* in, size_t size, Out* out, size_t capacity) {
     constexpr size_t Window = 32;
-    Progress done;
+    RunLength done;
     for (;;) {
         const size_t room = capacity - done.written;
         const size_t ascii =
             Ascii(in + done.read, std::min(size - done.read, room), out + done.written);
         done.read += ascii;
         done.written += ascii;
-        const Progress next =
+        const RunLength next =
             (PlainKernels.*Plain)(in + done.read, std::min(size - done.read, Window),
                                   out + done.written, capacity - done.written);
-        done.read += next.read;
-        done.written += next.written;
+        done += next;
         if (ascii + next.read == 0)
             return done;
     }
@@ -140,9 +139,9 @@ void storeLongs(Bytes bytes, uint8_t* out) {
 }
 
 template <bool Swapped>
-Progress fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+RunLength fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
     constexpr auto Plain = Swapped ? &KernelSet::utf32SwappedToUtf16 : &KernelSet::utf32ToUtf16;
-    Progress done;
+    RunLength done;
     while (units - done.read >= 8 && capacity - done.written >= 8) {
         const uint8_t* from = in + 4 * done.read;
         char16_t* to = out + done.written;
@@ -158,21 +157,20 @@ Progress fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capaci
             done.written += 8;
             continue;
         }
-        const Progress next = (PlainKernels.*Plain)(from, 8, to, capacity - done.written);
-        done.read += next.read;
-        done.written += next.written;
+        const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacity - done.written);
+        done += next;
         if (next.read != 8)
             return done;
     }
-    const Progress rest = (PlainKernels.*Plain)(in + 4 * done.read, units - done.read,
-                                                out + done.written, capacity - done.written);
-    return {done.read + rest.read, done.written + rest.written};
+    const RunLength rest = (PlainKernels.*Plain)(in + 4 * done.read, units - done.read,
+                                                 out + done.written, capacity - done.written);
+    return done += rest;
 }
 
 template <bool Swapped>
-Progress toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
+RunLength toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
     constexpr auto Plain = Swapped ? &KernelSet::utf16ToUtf32Swapped : &KernelSet::utf16ToUtf32;
-    Progress done;
+    RunLength done;
     while (size - done.read >= 8 && capacityInUnits - done.written >= 8) {
         const char16_t* from = in + done.read;
         uint8_t* to = out + 4 * done.written;
@@ -189,15 +187,14 @@ Progress toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityI
             done.written += 8;
             continue;
         }
-        const Progress next = (PlainKernels.*Plain)(from, 8, to, capacityInUnits - done.written);
-        done.read += next.read;
-        done.written += next.written;
+        const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacityInUnits - done.written);
+        done += next;
         if (next.read < 7) // 7: a pair straddles the end of the block
             return done;
     }
-    const Progress rest = (PlainKernels.*Plain)(
+    const RunLength rest = (PlainKernels.*Plain)(
         in + done.read, size - done.read, out + 4 * done.written, capacityInUnits - done.written);
-    return {done.read + rest.read, done.written + rest.written};
+    return done += rest;
 }
 
 void swapUnits(const void* in, void* out, size_t units) {
@@ -258,20 +255,20 @@ constexpr auto NarrowAscii = narrowBelow<0x80, &KernelSet::narrowAscii>;
 
 namespace wide {
 
-Progress utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+RunLength utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
     return fromUtf32<false>(in, units, out, capacity);
 }
 
-Progress utf32SwappedToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+RunLength utf32SwappedToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
     return fromUtf32<true>(in, units, out, capacity);
 }
 
-Progress utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
+RunLength utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
     return toUtf32<false>(in, size, out, capacityInUnits);
 }
 
-Progress utf16ToUtf32Swapped(const char16_t* in, size_t size, uint8_t* out,
-                             size_t capacityInUnits) {
+RunLength utf16ToUtf32Swapped(const char16_t* in, size_t size, uint8_t* out,
+                              size_t capacityInUnits) {
     return toUtf32<true>(in, size, out, capacityInUnits);
 }
 

@@ -31,11 +31,11 @@ public:
         m_in += read;
         m_out += written;
     }
-    void advance(Progress progress) { advance(progress.read, progress.written); }
+    void advance(RunLength progress) { advance(progress.read, progress.written); }
 
     /// Lets @p kernel convert what it can.
     template <class InPointer, class OutPointer>
-    void run(Progress (*kernel)(InPointer, size_t, OutPointer, size_t)) {
+    void run(RunLength (*kernel)(InPointer, size_t, OutPointer, size_t)) {
         advance(kernel(m_in, left(), m_out, room()));
     }
 
