@@ -4,6 +4,20 @@
 /// @file
 /// Every public header of the library, for programs that do not mind the compile time.
 
+#include <qx/collections/Comparing.h>
+#include <qx/collections/DefaultComparator.h>
+#include <qx/collections/IComparator.h>
+#include <qx/collections/pcom/AbstractCollection.h>
+#include <qx/collections/pcom/Collection.h>
+#include <qx/collections/pcom/Component.h>
+#include <qx/collections/pcom/ConstIterator.h>
+#include <qx/collections/pcom/ConstListIterator.h>
+#include <qx/collections/pcom/Iterator.h>
+#include <qx/collections/pcom/List.h>
+#include <qx/collections/pcom/ListIterator.h>
+#include <qx/collections/pcom/Map.h>
+#include <qx/collections/pcom/MapEntry.h>
+#include <qx/collections/pcom/Set.h>
 #include <qx/core/Class.h>
 #include <qx/core/ClassManager.h>
 #include <qx/core/ComObject.h>
@@ -106,6 +120,7 @@
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/encinfo.h>
 #include <qx/util/AbstractBuffer.h>
+#include <qx/util/Comparator.h>
 #include <qx/util/CopyCharBuffer.h>
 #include <qx/util/FilePath.h>
 #include <qx/util/Guid.h>

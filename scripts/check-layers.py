@@ -16,7 +16,7 @@ LAYERS = [
     ["qx/sync/", "qx/util/MTBuffer"],
     ["qx/core/Class", "qx/core/Singleton", "qx/core/GlobalLock"],
     ["qx/text/"],
-    ["qx/collections/"],
+    ["qx/collections/", "qx/util/Comparator"],
     ["qx/util/"],
     ["qx/ipc/"],
     ["qx/io/"],

@@ -30,7 +30,7 @@ public:
     Reference(Reference<U>&& other) noexcept : m_pointer(other.detach()) {}
     ~Reference() {
         if (m_pointer)
-            m_pointer->Release();
+            counted()->Release();
     }
 
     /// Takes the new pointer before it drops the old one.
@@ -84,7 +84,11 @@ public:
 private:
     void take() const {
         if (m_pointer)
-            m_pointer->AddRef();
+            counted()->AddRef();
+    }
+    /// The count of a constant object changes like any other.
+    std::remove_const_t<T>* counted() const {
+        return const_cast<std::remove_const_t<T>*>(m_pointer);
     }
 
     T* m_pointer = nullptr;

@@ -4,6 +4,9 @@
 #include <clocale>
 #include <utility>
 
+#include <qx/collections/DefaultComparator.h>
+#include <qx/collections/pcom/List.h>
+#include <qx/collections/pcom/Map.h>
 #include <qx/core/ClassManager.h>
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
@@ -46,6 +49,7 @@
 #include <qx/text/charset/UTF16.h>
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
+#include <qx/util/Comparator.h>
 #include <qx/util/FilePath.h>
 #include <qx/util/Guid.h>
 #include <qx/util/MTBuffer.h>
@@ -77,6 +81,7 @@ ClassRow known(const char16_t* name) {
 // clang-format off
 void registerClasses(ClassManagerBase& manager) {
     namespace charset = text::charset;
+    namespace components = collections::pcom;
     const ClassRow rows[] = {
         known<util::AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
         known<util::AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
@@ -93,7 +98,11 @@ void registerClasses(ClassManagerBase& manager) {
         known<Class>(u"qx::Class"),
         known<charset::CTBSingleByte>(u"CQXCTBSingleByte"),
         known<charset::CTBSingleByteTable>(u"CQXCTBSingleByteTable"),
+        known<components::Collection>(u"CQXCollection"),
         known<ComObject>(u"CQXComObject"),
+        known<util::Comparator>(u"CQXComparator"),
+        known<components::ConstIterator>(u"CQXConstIterator"),
+        known<components::ConstListIterator>(u"CQXConstListIterator"),
         creatable<sync::Event>(u"CQXEvent"),
         creatable<sync::FakeMutex>(u"CQXFakeMutex"),
         known<util::FilePath>(u"CQXFilePath"),
@@ -105,7 +114,11 @@ void registerClasses(ClassManagerBase& manager) {
         known<util::Guid>(u"CQXGuid"),
         known<io::InputStream>(u"CQXInputStream"),
         known<io::InputStreamReader>(u"CQXInputStreamReader"),
+        known<components::Iterator>(u"CQXIterator"),
+        known<components::List>(u"CQXList"),
+        known<components::ListIterator>(u"CQXListIterator"),
         known<sync::LockObject>(u"CQXLockObject"),
+        known<components::Map>(u"CQXMap"),
         creatable<util::MTByteBuffer>(u"CQXMTByteBuffer"),
         creatable<util::MTCharBuffer>(u"CQXMTCharBuffer"),
         creatable<sync::Mutex>(u"CQXMutex"),
@@ -122,6 +135,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<sync::ReaderWriterLock>(u"CQXRWLock"),
         known<io::Reader>(u"CQXReader"),
         creatable<sync::Semaphore>(u"CQXSemaphore"),
+        known<components::Set>(u"CQXSet"),
         creatable<io::StdioInputStream>(u"CQXStdioInputStream"),
         creatable<io::StdioOutputStream>(u"CQXStdioOutputStream"),
         creatable<String>(u"CQXString"),
@@ -213,6 +227,7 @@ void shutDown() {
 [[gnu::destructor]] void detachProcess() {
     QXModuleSetInitialized(libraryIdentity(), 0);
     QXCLLibUninit();
+    collections::releaseDefaultComparator();
 }
 
 } // namespace

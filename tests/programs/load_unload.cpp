@@ -6,7 +6,23 @@
 #include <dlfcn.h>
 #include <malloc.h>
 
+#include <qx/collections/IComparator.h>
+#include <qx/core/Reference.h>
+
 namespace {
+
+/// Has the library make what it keeps until it is unloaded.
+bool useComparator(void* library) {
+    using GetComparator = qx::Reference<IQXComparator> (*)();
+    const auto getComparator = reinterpret_cast<GetComparator>(
+        dlsym(library, "_ZN2qx11collections20GetDefaultComparatorEv"));
+    if (!getComparator)
+        return false;
+    const auto comparator = getComparator();
+    int order = 1;
+    return comparator->Compare(nullptr, nullptr, &order) == 0 && order == 0 &&
+           getComparator() == comparator;
+}
 
 bool loadUseAndUnload() {
     void* const library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
@@ -19,6 +35,10 @@ bool loadUseAndUnload() {
     uint32_t count = 0;
     if (!enumerate || enumerate(&count, nullptr) >= 0 || count != 28) {
         std::fprintf(stderr, "the library did not start up\n");
+        return false;
+    }
+    if (!useComparator(library)) {
+        std::fprintf(stderr, "no comparator\n");
         return false;
     }
     if (dlclose(library) != 0) {

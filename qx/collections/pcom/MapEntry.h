@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
+
+namespace qx::collections::pcom {
+
+/// A key of a map with the value that it leads to.
+class QX_API MapEntry : public IQXUnknown {
+public:
+    virtual int compareTo(const Object& other) const = 0;
+    virtual bool equals(const Object& other) const = 0;
+    virtual Reference<IQXUnknown> getKey() const = 0;
+    virtual Reference<IQXUnknown> getValue() const = 0;
+    virtual uint32_t hashCode() const = 0;
+    /// Replaces the value and returns the previous one.
+    virtual Reference<IQXUnknown> setValue(IQXUnknown* value) = 0;
+
+protected:
+    ~MapEntry() = default;
+};
+
+} // namespace qx::collections::pcom

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include <qx/collections/pcom/Collection.h>
+
+namespace qx::collections::pcom::detail {
+
+/// The elements of a collection at this moment, in its order.
+inline std::vector<Reference<IQXUnknown>> elementsOf(const Collection& collection) {
+    std::vector<Reference<IQXUnknown>> elements;
+    elements.reserve(static_cast<std::size_t>(collection.getSize()));
+    const auto iterator = collection.createConstIterator();
+    while (iterator->hasNext())
+        elements.push_back(iterator->next());
+    return elements;
+}
+
+/// Calls @p visit with each element of @p collection. When the visits change the collection itself,
+/// that is, @p changing is the same object, they see it as it was before.
+template <class Visit>
+void forEachElement(const Collection& collection, const Collection* changing, Visit&& visit) {
+    if (&collection == changing) {
+        for (const auto& element : elementsOf(collection))
+            visit(element.get());
+        return;
+    }
+    const auto iterator = collection.createConstIterator();
+    while (iterator->hasNext())
+        visit(iterator->next().get());
+}
+
+} // namespace qx::collections::pcom::detail
