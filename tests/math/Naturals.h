@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include <qx/math/detail/Limbs.h>
+
+/// Natural numbers for tests of the limb kernels, with plain arithmetic to hold them against.
+namespace qxtest {
+
+using qx::math::detail::Limb;
+/// Least significant limb first; leading zeros are allowed.
+using Natural = std::vector<Limb>;
+
+inline Natural normalized(Natural a) {
+    while (!a.empty() && a.back() == 0)
+        a.pop_back();
+    return a;
+}
+
+/// a * b + c by single products.
+inline Natural multiplyAdd(const Natural& a, const Natural& b, const Natural& c) {
+    __extension__ using Wide = unsigned __int128;
+    Natural r(std::max(a.size() + b.size(), c.size()) + 1);
+    std::copy(c.begin(), c.end(), r.begin());
+    for (size_t i = 0; i < a.size(); ++i) {
+        Limb carry = 0;
+        for (size_t j = 0; j < b.size() || carry != 0; ++j) {
+            const Wide sum = Wide{a[i]} * (j < b.size() ? b[j] : 0) + r[i + j] + carry;
+            r[i + j] = static_cast<Limb>(sum);
+            carry = static_cast<Limb>(sum >> 64);
+        }
+    }
+    return normalized(std::move(r));
+}
+
+/// a - b for a >= b.
+inline Natural difference(Natural a, const Natural& b) {
+    Limb borrow = 0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        const Limb subtrahend = i < b.size() ? b[i] : 0;
+        const Limb minuend = a[i];
+        a[i] = minuend - subtrahend - borrow;
+        borrow = minuend < subtrahend || (minuend == subtrahend && borrow != 0) ? 1 : 0;
+    }
+    return normalized(std::move(a));
+}
+
+inline bool isLess(const Natural& a, const Natural& b) {
+    const Natural x = normalized(a);
+    const Natural y = normalized(b);
+    if (x.size() != y.size())
+        return x.size() < y.size();
+    return std::lexicographical_compare(x.rbegin(), x.rend(), y.rbegin(), y.rend());
+}
+
+/// Numbers of n limbs whose top limb is not zero. Half of them consist of long runs of equal bits
+/// and of limbs near 0, 2^63 and 2^64, which is where carries and estimates go wrong.
+class Naturals {
+public:
+    explicit Naturals(uint64_t seed) : m_random(seed) {}
+
+    Natural operator()(size_t n) {
+        Natural a(n);
+        const uint64_t shape = m_random() % 4;
+        Limb run = 0;
+        for (Limb& limb : a) {
+            if (m_random() % 3 == 0)
+                run = ~run;
+            limb = shape < 2 ? m_random() : shape == 2 ? run : special();
+        }
+        if (!a.empty() && a.back() == 0)
+            a.back() = special() | 1;
+        return a;
+    }
+    uint64_t below(uint64_t end) { return m_random() % end; }
+
+private:
+    Limb special() {
+        static constexpr Limb Bases[] = {0, 0, Limb{1} << 63, ~Limb{0}, Limb{1} << 32};
+        const Limb base = Bases[m_random() % std::size(Bases)];
+        return base + m_random() % 3 - 1;
+    }
+
+    std::mt19937_64 m_random;
+};
+
+} // namespace qxtest

@@ -1,0 +1,107 @@
+// Conversion of limb arrays is internal, yet tested by itself in every radix and over the lengths
+// at which it changes its method.
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include <qx/math/detail/Radix.h>
+
+#include "tests/math/Naturals.h"
+
+namespace {
+
+using namespace qxtest;
+using qx::math::detail::digitsForLimbs;
+using qx::math::detail::fromDigits;
+using qx::math::detail::limbsForDigits;
+using qx::math::detail::toDigits;
+using Digits = std::vector<uint8_t>;
+
+Natural parsed(const Digits& digits, int radix) {
+    constexpr Limb Guard = 0x5555555555555555;
+    const size_t room = limbsForDigits(digits.size(), radix);
+    Natural a(room + 1, Guard);
+    const size_t n = fromDigits(a.data(), digits.data(), digits.size(), radix);
+    EXPECT_EQ(a.back(), Guard);
+    EXPECT_LE(n, room);
+    a.resize(n);
+    EXPECT_TRUE(a.empty() || a.back() != 0);
+    return a;
+}
+
+Digits printed(const Natural& a, int radix) {
+    constexpr uint8_t Guard = 0x55;
+    const size_t room = digitsForLimbs(a.size(), radix);
+    Digits digits(room + 1, Guard);
+    const size_t count = toDigits(digits.data(), a.data(), a.size(), radix);
+    EXPECT_EQ(digits.back(), Guard);
+    EXPECT_LE(count, room);
+    digits.resize(count);
+    return digits;
+}
+
+/// Digit by digit.
+Natural plainlyParsed(const Digits& digits, int radix) {
+    Natural a;
+    for (const uint8_t digit : digits)
+        a = multiplyAdd(a, {static_cast<Limb>(radix)}, {digit});
+    return a;
+}
+
+Digits randomDigits(Naturals& naturals, size_t count, int radix) {
+    Digits digits(count);
+    const auto top = static_cast<uint8_t>(radix - 1);
+    const uint64_t shape = naturals.below(4);
+    for (uint8_t& digit : digits) {
+        const auto random = static_cast<uint8_t>(naturals.below(static_cast<uint64_t>(radix)));
+        digit = shape < 2                 ? random
+                : naturals.below(30) == 0 ? random
+                : shape == 2              ? top
+                                          : uint8_t{0};
+    }
+    if (!digits.empty() && digits[0] == 0)
+        digits[0] = 1;
+    return digits;
+}
+
+TEST(Radix, EveryShortLengthInEveryRadix) {
+    Naturals naturals(1);
+    for (int radix = 2; radix <= 36; ++radix) {
+        for (size_t count = 0; count <= 140; ++count) {
+            SCOPED_TRACE(testing::Message() << count << " digits in radix " << radix);
+            Digits digits = randomDigits(naturals, count, radix);
+            const Natural a = plainlyParsed(digits, radix);
+            EXPECT_EQ(parsed(digits, radix), a);
+            EXPECT_EQ(printed(a, radix), digits);
+            digits.insert(digits.begin(), 3, 0);
+            EXPECT_EQ(parsed(digits, radix), a);
+        }
+    }
+}
+
+/// A one and zeros, and the number before it: where estimates of digits go wrong.
+TEST(Radix, PowersAndTheirPredecessors) {
+    for (int radix = 2; radix <= 36; ++radix) {
+        for (size_t count = 1; count < 3000; count += 1 + count / 3) {
+            SCOPED_TRACE(testing::Message() << count << " digits in radix " << radix);
+            Digits power(count + 1);
+            power[0] = 1;
+            const Natural a = parsed(power, radix);
+            EXPECT_EQ(printed(a, radix), power);
+            const Digits nines(count, static_cast<uint8_t>(radix - 1));
+            EXPECT_EQ(parsed(nines, radix), difference(a, {1}));
+            EXPECT_EQ(printed(difference(a, {1}), radix), nines);
+        }
+    }
+}
+
+TEST(Radix, LeadingZeroLimbsPrintNothing) {
+    for (const int radix : {2, 10, 36}) {
+        EXPECT_EQ(printed({}, radix), Digits{});
+        EXPECT_EQ(printed({0, 0}, radix), Digits{});
+        EXPECT_EQ(printed({1, 0, 0}, radix), Digits{1});
+    }
+}
+
+} // namespace
