@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <qx/math/detail/Divide.h>
+#include <qx/math/detail/EuclidSteps.h>
 #include <qx/math/detail/Gcd.h>
 
 #include "tests/math/Naturals.h"
@@ -105,6 +106,72 @@ TEST(Gcd, EqualOperandsAndMultiples) {
     }
 }
 
+/// Operands whose quotients are the given ones, the last first.
+std::pair<Natural, Natural> operandsOf(const std::vector<Natural>& quotients) {
+    Natural a{1};
+    Natural b;
+    for (const Natural& quotient : quotients) {
+        b = multiplyAdd(quotient, a, b);
+        std::swap(a, b);
+    }
+    return {a, b};
+}
+
+/// Quotients of every length up to three limbs between runs of short ones, so that a run of steps
+/// on the leading bits ends at every place.
+TEST(Gcd, OperandsOfChosenQuotients) {
+    Naturals naturals(6);
+    for (int i = 0; i < 2000; ++i) {
+        std::vector<Natural> quotients(naturals.below(120) + 1);
+        const uint64_t rarity = naturals.below(60) + 1;
+        for (Natural& quotient : quotients) {
+            quotient = {naturals.below(3) + 1};
+            if (naturals.below(rarity) == 0) {
+                quotient = naturals(naturals.below(3) + 1);
+                quotient.back() >>= naturals.below(64);
+                quotient.back() |= 1;
+            }
+        }
+        const auto [a, b] = operandsOf(quotients);
+        expectGcd(a, b, {1});
+        const Natural factor = naturals(2);
+        expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}), factor);
+    }
+}
+
+/// The quotients are those of every pair of numbers that begins with the given bits if the
+/// remainders come out in order for the extremes.
+TEST(EuclidSteps, HoldWhateverTheBitsBelow) {
+    using qx::math::detail::DoubleLimb;
+    Naturals naturals(7);
+    constexpr Limb Ones = ~Limb{0};
+    int useful = 0;
+    for (int i = 0; i < 20000; ++i) {
+        Natural a = naturals(2);
+        Natural b = naturals(2);
+        a[1] |= Limb{1} << 63;
+        b[1] >>= naturals.below(4) == 0 ? naturals.below(40) : 0;
+        if (isLess(a, b))
+            std::swap(a, b);
+        const auto steps = qx::math::detail::euclidSteps(DoubleLimb{a[1]} << 64 | a[0],
+                                                         DoubleLimb{b[1]} << 64 | b[0]);
+        if (!steps)
+            continue;
+        ++useful;
+        for (const Limb belowA : {Limb{0}, Ones}) {
+            for (const Limb belowB : {Limb{0}, Ones}) {
+                Natural x{belowA, a[0], a[1]};
+                Natural y{belowB, b[0], b[1]};
+                const Natural divisor = y;
+                applySteps(steps, x.data(), y.data(), x.size());
+                ASSERT_TRUE(isLess(y, x)) << i;
+                ASSERT_FALSE(isLess(divisor, x)) << i;
+            }
+        }
+    }
+    EXPECT_GT(useful, 10000);
+}
+
 constexpr Limb Untouched = 0x5555555555555555;
 
 /// The inverse of a modulo m, or empty when there is none.
@@ -149,6 +216,18 @@ TEST(ModInverse, EveryPairOfLengths) {
                     expectInverse(a, m);
             }
         }
+    }
+}
+
+TEST(ModInverse, OperandsOfChosenQuotients) {
+    Naturals naturals(8);
+    for (int i = 0; i < 500; ++i) {
+        std::vector<Natural> quotients(naturals.below(100) + 2);
+        for (Natural& quotient : quotients)
+            quotient = naturals.below(20) == 0 ? naturals(2) : Natural{naturals.below(4) + 1};
+        quotients.front() = {2};
+        const auto [m, a] = operandsOf(quotients);
+        expectInverse(a, m);
     }
 }
 
