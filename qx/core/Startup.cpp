@@ -10,7 +10,10 @@
 #include <qx/core/ClassManager.h>
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
+#include <qx/core/Float.h>
 #include <qx/core/GlobalLock.h>
+#include <qx/core/Integer.h>
+#include <qx/core/Number.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
@@ -34,6 +37,8 @@
 #include <qx/io/StdioInputStream.h>
 #include <qx/io/StdioOutputStream.h>
 #include <qx/io/StringWriter.h>
+#include <qx/math/BigDecimal.h>
+#include <qx/math/BigInteger.h>
 #include <qx/platform/module.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/FakeMutex.h>
@@ -85,6 +90,8 @@ void registerClasses(ClassManagerBase& manager) {
     const ClassRow rows[] = {
         known<util::AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
         known<util::AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
+        creatable<math::BigDecimal>(u"CQXBigDecimal"),
+        creatable<math::BigInteger>(u"CQXBigInteger"),
         known<charset::BTCSingleByte>(u"CQXBTCSingleByte"),
         known<charset::BTCSingleByteTable>(u"CQXBTCSingleByteTable"),
         known<io::BufferedInputStream>(u"CQXBufferedInputStream"),
@@ -103,6 +110,7 @@ void registerClasses(ClassManagerBase& manager) {
         known<util::Comparator>(u"CQXComparator"),
         known<components::ConstIterator>(u"CQXConstIterator"),
         known<components::ConstListIterator>(u"CQXConstListIterator"),
+        known<Double>(u"CQXDouble"),
         creatable<sync::Event>(u"CQXEvent"),
         creatable<sync::FakeMutex>(u"CQXFakeMutex"),
         known<util::FilePath>(u"CQXFilePath"),
@@ -110,10 +118,15 @@ void registerClasses(ClassManagerBase& manager) {
         known<io::FilterOutputStream>(u"CQXFilterOutputStream"),
         known<io::FilterReader>(u"CQXFilterReader"),
         known<io::FilterWriter>(u"CQXFilterWriter"),
+        known<Float>(u"CQXFloat"),
         creatable<sync::Gate>(u"CQXGate"),
         known<util::Guid>(u"CQXGuid"),
         known<io::InputStream>(u"CQXInputStream"),
         known<io::InputStreamReader>(u"CQXInputStreamReader"),
+        known<Integer16>(u"CQXInteger16"),
+        known<Integer32>(u"CQXInteger32"),
+        known<Integer64>(u"CQXInteger64"),
+        known<Integer8>(u"CQXInteger8"),
         known<components::Iterator>(u"CQXIterator"),
         known<components::List>(u"CQXList"),
         known<components::ListIterator>(u"CQXListIterator"),
@@ -124,6 +137,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<sync::Mutex>(u"CQXMutex"),
         creatable<io::NullOutputStream>(u"CQXNullOutputStream"),
         creatable<io::NullWriter>(u"CQXNullWriter"),
+        known<Number>(u"CQXNumber"),
         creatable<Object>(u"CQXObject"),
         known<io::OutputStream>(u"CQXOutputStream"),
         known<io::OutputStreamWriter>(u"CQXOutputStreamWriter"),
@@ -136,11 +150,17 @@ void registerClasses(ClassManagerBase& manager) {
         known<io::Reader>(u"CQXReader"),
         creatable<sync::Semaphore>(u"CQXSemaphore"),
         known<components::Set>(u"CQXSet"),
+        known<SignedInteger>(u"CQXSignedInteger"),
         creatable<io::StdioInputStream>(u"CQXStdioInputStream"),
         creatable<io::StdioOutputStream>(u"CQXStdioOutputStream"),
         creatable<String>(u"CQXString"),
         creatable<io::StringWriter>(u"CQXStringWriter"),
         known<sync::Object>(u"CQXSyncObject"),
+        known<UInteger16>(u"CQXUInteger16"),
+        known<UInteger32>(u"CQXUInteger32"),
+        known<UInteger64>(u"CQXUInteger64"),
+        known<UInteger8>(u"CQXUInteger8"),
+        known<UnsignedInteger>(u"CQXUnsignedInteger"),
         known<io::Writer>(u"CQXWriter"),
 
         known<AccessViolationException>(u"qx::AccessViolationException"),

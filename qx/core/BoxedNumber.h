@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <type_traits>
+#include <typeinfo>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Number.h>
+#include <qx/core/String.h>
+
+namespace qx {
+
+/// What the boxed numbers have in common: one value, which is set and read like a plain one.
+///
+/// @tparam Self     the class that derives from this
+/// @tparam Base     SignedInteger, UnsignedInteger or Number
+/// @tparam Convert  the conversion of a Number to the value, as &Number::toInt32
+/// @tparam Parse    makes the value from a text
+template <class Self, class Base, auto Convert, auto Parse>
+class QX_API BoxedNumber : public Base {
+public:
+    using ValueType = std::invoke_result_t<decltype(Convert), const Number&>;
+
+    /// 0
+    BoxedNumber() noexcept = default;
+    BoxedNumber(ValueType value) noexcept : m_value(value) {}
+    /// The conversion of @p number to this width.
+    explicit BoxedNumber(const Number& number) : m_value((number.*Convert)()) {}
+    /// What Parse, in radix 10, makes of the text.
+    explicit BoxedNumber(TextView text) : m_value(parse(text)) {}
+
+    Self& operator=(ValueType value) noexcept {
+        m_value = value;
+        return static_cast<Self&>(*this);
+    }
+    operator ValueType() const noexcept { return m_value; }
+
+    int64_t toInt64() const override {
+        if constexpr (std::is_floating_point_v<ValueType>)
+            return Number::truncate(m_value);
+        else
+            return static_cast<int64_t>(m_value);
+    }
+    double toDouble() const override { return static_cast<double>(m_value); }
+
+    /// Compares with @p other cut to this width. Values of up to 16 bits give their difference,
+    /// the others -1, 0 or 1, which also is what a NaN gives in comparison with another object.
+    int compareTo(const Number& other) const {
+        if (this == &other)
+            return 0;
+        const ValueType value = (other.*Convert)();
+        if constexpr (sizeof(ValueType) <= sizeof(int16_t))
+            return m_value - value;
+        else if (m_value == value)
+            return 0;
+        else
+            return m_value < value ? -1 : 1;
+    }
+    /// The same.
+    /// @throws CastFailedException when @p other is of another class
+    int compareTo(const Object& other) const override {
+        if (const auto* const same = dynamic_cast<const Self*>(&other))
+            return compareTo(static_cast<const Number&>(*same));
+        throw CastFailedException();
+    }
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    Object* clone() const override {
+        if (typeid(*this) != typeid(Self))
+            throw CloneNotSupportedException();
+        return new Self(m_value);
+    }
+
+    /// Decimal; floating point with up to six significant digits.
+    String toString() const override { return String::valueOf(+m_value); }
+    using Base::toString;
+
+private:
+    static ValueType parse(TextView text) {
+        if constexpr (std::is_invocable_v<decltype(Parse), TextView>)
+            return Parse(text);
+        else
+            return Parse(text, 10);
+    }
+
+    ValueType m_value = 0;
+};
+
+/// Hash of a boxed number by its value.
+template <class Boxed>
+struct BoxedHash {
+    size_t operator()(const Boxed& number) const noexcept {
+        return std::hash<typename Boxed::ValueType>()(number);
+    }
+};
+
+} // namespace qx

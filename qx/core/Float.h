@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+
+#include <qx/core/BoxedNumber.h>
+
+namespace qx {
+
+/// A number of single precision.
+///
+/// Its integers are its value without the fraction: the nearest limit of 64 bits where that does
+/// not fit, 0 for NaN. Its big numbers hold all of it.
+class QX_API Float : public BoxedNumber<Float, Number, &Number::toFloat, &Number::parseFloat> {
+public:
+    using BoxedNumber::BoxedNumber;
+    using BoxedNumber::operator=;
+
+    /// The value without its fraction.
+    /// @throws Exception "Number Format Exception" for infinity and NaN
+    math::BigInteger toBigInteger() const override;
+    /// The value with six decimal places.
+    /// @throws Exception "Number Format Exception" for infinity and NaN
+    math::BigDecimal toBigDecimal() const override;
+};
+
+/// A number of double precision; otherwise like Float.
+class QX_API Double : public BoxedNumber<Double, Number, &Number::toDouble, &Number::parseDouble> {
+public:
+    using BoxedNumber::BoxedNumber;
+    using BoxedNumber::operator=;
+
+    math::BigInteger toBigInteger() const override;
+    math::BigDecimal toBigDecimal() const override;
+};
+
+} // namespace qx
+
+using CQXFloat = qx::Float;
+using CQXDouble = qx::Double;
+
+template <>
+struct std::hash<qx::Float> : qx::BoxedHash<qx::Float> {};
+template <>
+struct std::hash<qx::Double> : qx::BoxedHash<qx::Double> {};

@@ -1,0 +1,137 @@
+#include <qx/core/Number.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <ostream>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Float.h>
+#include <qx/core/Integer.h>
+#include <qx/core/String.h>
+#include <qx/math/BigDecimal.h>
+#include <qx/math/BigInteger.h>
+#include <qx/platform/text.h>
+
+namespace qx {
+
+using math::BigDecimal;
+using math::BigInteger;
+
+namespace {
+
+/// A text with a 0 unit behind it, which views and strings over foreign memory lack.
+class Terminated {
+public:
+    explicit Terminated(TextView text) {
+        if (text.size() < std::size(m_units)) {
+            *std::copy(text.begin(), text.end(), m_units) = u'\0';
+        } else {
+            m_long = String(text);
+            m_data = m_long.getData();
+        }
+    }
+    Terminated(const Terminated&) = delete;
+    Terminated& operator=(const Terminated&) = delete;
+
+    const char16_t* get() const noexcept { return m_data; }
+
+private:
+    char16_t m_units[64];
+    String m_long;
+    const char16_t* m_data = m_units;
+};
+
+int32_t parseSigned(TextView text) { return QXStrToIW(Terminated(text).get()); }
+
+uint64_t parseUnsigned(TextView text, int radix) {
+    return QXStrToULW(Terminated(text).get(), nullptr, radix);
+}
+
+} // namespace
+
+signed char Number::toByte() const { return static_cast<signed char>(toInt64()); }
+int8_t Number::toInt8() const { return static_cast<int8_t>(toInt64()); }
+short Number::toShort() const { return static_cast<short>(toInt64()); }
+int16_t Number::toInt16() const { return static_cast<int16_t>(toInt64()); }
+int Number::toInt() const { return static_cast<int>(toInt64()); }
+int32_t Number::toInt32() const { return static_cast<int32_t>(toInt64()); }
+int32_t Number::toLong() const { return static_cast<int32_t>(toInt64()); }
+unsigned char Number::toUByte() const { return static_cast<unsigned char>(toInt64()); }
+uint8_t Number::toUInt8() const { return static_cast<uint8_t>(toInt64()); }
+unsigned short Number::toUShort() const { return static_cast<unsigned short>(toInt64()); }
+uint16_t Number::toUInt16() const { return static_cast<uint16_t>(toInt64()); }
+unsigned int Number::toUInt() const { return static_cast<unsigned int>(toInt64()); }
+uint32_t Number::toUInt32() const { return static_cast<uint32_t>(toInt64()); }
+uint32_t Number::toULong() const { return static_cast<uint32_t>(toInt64()); }
+float Number::toFloat() const { return static_cast<float>(toDouble()); }
+BigInteger Number::toBigInteger() const { return BigInteger(toInt64()); }
+BigDecimal Number::toBigDecimal() const { return BigDecimal(toInt64()); }
+uint64_t Number::toUInt64() const { return static_cast<uint64_t>(toInt64()); }
+
+bool Number::equals(const Object& other) const { return compareTo(other) == 0; }
+
+uint32_t Number::hashCode() const { return toUInt32(); }
+
+int Number::parseInt(TextView text) { return parseSigned(text); }
+int8_t Number::parseInt8(TextView text) { return static_cast<int8_t>(parseSigned(text)); }
+int16_t Number::parseInt16(TextView text) { return static_cast<int16_t>(parseSigned(text)); }
+int32_t Number::parseInt32(TextView text) { return parseSigned(text); }
+signed char Number::parseByte(TextView text) { return parseInt8(text); }
+short Number::parseShort(TextView text) { return parseInt16(text); }
+int32_t Number::parseLong(TextView text) { return parseSigned(text); }
+
+unsigned int Number::parseUInt(TextView text, int radix) { return parseUInt32(text, radix); }
+uint8_t Number::parseUInt8(TextView text, int radix) {
+    return static_cast<uint8_t>(parseUnsigned(text, radix));
+}
+uint16_t Number::parseUInt16(TextView text, int radix) {
+    return static_cast<uint16_t>(parseUnsigned(text, radix));
+}
+uint32_t Number::parseUInt32(TextView text, int radix) {
+    return static_cast<uint32_t>(parseUnsigned(text, radix));
+}
+unsigned char Number::parseUByte(TextView text, int radix) { return parseUInt8(text, radix); }
+unsigned short Number::parseUShort(TextView text, int radix) { return parseUInt16(text, radix); }
+uint32_t Number::parseULong(TextView text, int radix) { return parseUInt32(text, radix); }
+
+double Number::parseDouble(TextView text) { return QXStrToDW(Terminated(text).get(), nullptr); }
+float Number::parseFloat(TextView text) { return static_cast<float>(parseDouble(text)); }
+
+int64_t Number::parseInt64(TextView text) { return BigInteger(text, 10).toInt64(); }
+uint64_t Number::parseUInt64(TextView text, int radix) {
+    return BigInteger(text, radix).toUInt64();
+}
+BigInteger Number::parseBigInteger(TextView text) { return BigInteger(text, 10); }
+BigDecimal Number::parseBigDecimal(TextView text) { return BigDecimal(text); }
+
+int64_t Number::truncate(double value) noexcept {
+    using Limits = std::numeric_limits<int64_t>;
+    constexpr double TwoTo63 = 9223372036854775808.0;
+    if (value >= TwoTo63)
+        return Limits::max();
+    if (value < -TwoTo63)
+        return Limits::min();
+    return value == value ? static_cast<int64_t>(value) : 0;
+}
+
+String SignedInteger::toString() const { return String::valueOf(toInt64()); }
+
+BigInteger UnsignedInteger::toBigInteger() const { return BigInteger(toUInt64()); }
+BigDecimal UnsignedInteger::toBigDecimal() const { return BigDecimal(toUInt64()); }
+String UnsignedInteger::toString() const { return toString(10); }
+String UnsignedInteger::toString(int radix) const { return toBigInteger().toString(radix); }
+
+// Whole numbers print exactly with "%f", however large they are.
+BigInteger Float::toBigInteger() const { return Double(*this).toBigInteger(); }
+BigInteger Double::toBigInteger() const {
+    return BigDecimal(std::trunc(toDouble())).toBigInteger();
+}
+BigDecimal Float::toBigDecimal() const { return BigDecimal(toDouble()); }
+BigDecimal Double::toBigDecimal() const { return BigDecimal(toDouble()); }
+
+std::ostream& operator<<(std::ostream& out, const Number& number) {
+    return out << number.toString();
+}
+
+} // namespace qx

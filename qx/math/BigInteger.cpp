@@ -1,0 +1,175 @@
+#include <qx/math/BigInteger.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <typeinfo>
+
+#include <qx/core/Exception.h>
+#include <qx/math/BigDecimal.h>
+#include <qx/math/detail/Checks.h>
+#include <qx/math/detail/Limbs.h>
+#include <qx/math/detail/Magnitude.h>
+
+namespace qx::math {
+
+static_assert(std::endian::native == std::endian::little, "limbs are read as bytes in place");
+
+namespace {
+
+constexpr int32_t LimbBytes = sizeof(uint64_t);
+
+constexpr size_t limbsOf(int32_t bytes) {
+    return (static_cast<size_t>(bytes) + LimbBytes - 1) / LimbBytes;
+}
+
+void requireBit(int32_t n) {
+    if (n < 0)
+        throw RangeErrorException(u"Bit number can't be negative"_qs);
+}
+
+} // namespace
+
+BigInteger::BigInteger(Room room) {
+    constexpr size_t MaxLimbs = std::numeric_limits<int32_t>::max() / LimbBytes;
+    if (room.limbs > MaxLimbs)
+        detail::throwTooLarge();
+    m_data = std::make_unique_for_overwrite<uint64_t[]>(room.limbs);
+    m_capacity = static_cast<int32_t>(room.limbs) * LimbBytes;
+}
+
+BigInteger::BigInteger(IntegerView value) { assign(value); }
+
+BigInteger::BigInteger(const signed char* bytes, int length, bool negative) {
+    setByteArray(bytes, length, negative);
+}
+
+void BigInteger::finish(size_t limbs, bool negative) noexcept {
+    limbs = detail::normalizedLength(m_data.get(), limbs);
+    const auto unusedBytes = limbs == 0 ? 0 : std::countl_zero(m_data[limbs - 1]) / 8;
+    m_size = static_cast<int32_t>(limbs) * LimbBytes - unusedBytes;
+    m_negative = negative && limbs != 0;
+}
+
+void BigInteger::ensureCapacity(int32_t bytes) {
+    if (bytes <= m_capacity)
+        return;
+    BigInteger grown(Room{limbsOf(bytes)});
+    std::copy_n(limbs(), limbsOf(m_size), grown.limbs());
+    grown.m_size = m_size;
+    grown.m_negative = m_negative;
+    swap(grown);
+}
+
+void BigInteger::setSize(int32_t size) {
+    ensureCapacity(size);
+    const int32_t kept = std::min(size, m_size);
+    const auto usedBytes = static_cast<int32_t>(limbsOf(size)) * LimbBytes;
+    std::fill(bytes() + kept, bytes() + usedBytes, static_cast<signed char>(0));
+    m_size = size;
+}
+
+void BigInteger::setByteArray(const signed char* source, int32_t length, bool negative) {
+    if (length < 0)
+        throw RangeErrorException(u"Length can't be negative"_qs);
+    // The bytes may be those of the number itself.
+    BigInteger made;
+    made.setSize(length);
+    if (length > 0)
+        std::memcpy(made.bytes(), source, static_cast<size_t>(length));
+    made.finish(limbsOf(length), negative);
+    swap(made);
+}
+
+void BigInteger::truncateZeroBytes() noexcept { finish(limbsOf(m_size), m_negative); }
+
+void BigInteger::setBit(signed char* bytes, int32_t length, int32_t bit) noexcept {
+    if (bit / 8 < length)
+        bytes[bit / 8] = static_cast<signed char>(bytes[bit / 8] | 1 << bit % 8);
+}
+
+void BigInteger::clearBit(signed char* bytes, int32_t length, int32_t bit) noexcept {
+    if (bit / 8 < length)
+        bytes[bit / 8] = static_cast<signed char>(bytes[bit / 8] & ~(1 << bit % 8));
+}
+
+BigInteger& BigInteger::setBit(int32_t n) {
+    requireBit(n);
+    setSize(std::max(m_size, n / 8 + 1));
+    setBit(bytes(), m_size, n);
+    return *this;
+}
+
+BigInteger& BigInteger::clearBit(int32_t n) {
+    requireBit(n);
+    clearBit(bytes(), m_size, n);
+    truncateZeroBytes();
+    return *this;
+}
+
+BigInteger& BigInteger::assign(IntegerView value) {
+    if (value.length() > capacityInLimbs()) {
+        BigInteger copy(Room{value.length()});
+        swap(copy);
+    }
+    std::copy_n(value.limbs(), value.length(), limbs());
+    finish(value.length(), value.isNegative());
+    return *this;
+}
+
+int64_t BigInteger::getBitCount() const noexcept { return detail::bitLength(*this); }
+
+int BigInteger::compare(IntegerView left, IntegerView right) noexcept {
+    if (left.isNegative() != right.isNegative())
+        return left.isNegative() ? -1 : 1;
+    const int order = detail::compareMagnitudes(left, right);
+    return left.isNegative() ? -order : order;
+}
+
+int BigInteger::compareTo(const Object& other) const {
+    if (this == &other)
+        return 0;
+    if (const auto* const same = dynamic_cast<const BigInteger*>(&other))
+        return compare(*this, *same);
+    if (const auto* const number = dynamic_cast<const Number*>(&other))
+        return compare(*this, number->toBigInteger());
+    throw CastFailedException();
+}
+
+BigInteger* BigInteger::clone() const {
+    if (typeid(*this) != typeid(BigInteger))
+        throw CloneNotSupportedException();
+    return new BigInteger(*this);
+}
+
+int64_t BigInteger::toInt64() const {
+    constexpr auto Mask = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+    const auto low = static_cast<int64_t>(IntegerView(*this).lowLimb() & Mask);
+    return m_negative ? -low : low;
+}
+
+uint64_t BigInteger::toUInt64() const {
+    const uint64_t low = IntegerView(*this).lowLimb();
+    return m_negative ? 0 - low : low;
+}
+
+double BigInteger::toDouble() const { return static_cast<double>(toInt64()); }
+
+BigInteger BigInteger::toBigInteger() const { return *this; }
+
+BigDecimal BigInteger::toBigDecimal() const { return BigDecimal(*this, 0); }
+
+} // namespace qx::math
+
+size_t
+std::hash<qx::math::BigInteger>::operator()(const qx::math::BigInteger& number) const noexcept {
+    const qx::math::IntegerView view(number);
+    uint64_t mixed = view.isNegative() ? 1 : 0;
+    for (size_t i = 0; i < view.length(); ++i) {
+        // Odd multiplier with bits all over; the shift brings the high bits down.
+        mixed = (mixed ^ view.limbs()[i]) * 0x9E3779B97F4A7C15u;
+        mixed ^= mixed >> 32;
+    }
+    return static_cast<size_t>(mixed);
+}

@@ -1,0 +1,355 @@
+// What BigInteger computes, on the limbs.
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include <qx/core/Exception.h>
+#include <qx/math/BigInteger.h>
+#include <qx/math/detail/Checks.h>
+#include <qx/math/detail/Divide.h>
+#include <qx/math/detail/Gcd.h>
+#include <qx/math/detail/Limbs.h>
+#include <qx/math/detail/Magnitude.h>
+#include <qx/math/detail/ModPow.h>
+#include <qx/math/detail/Multiply.h>
+
+namespace qx::math {
+
+namespace {
+
+using detail::compareMagnitudes;
+using detail::Limb;
+using detail::LimbBits;
+
+constexpr Limb AllOnes = std::numeric_limits<Limb>::max();
+
+/// Whether the sum of the magnitudes may have a limb more than @p longer.
+bool mayCarry(IntegerView longer, IntegerView shorter) noexcept {
+    const Limb top = longer.limbs()[longer.length() - 1];
+    if (longer.length() != shorter.length())
+        return top == AllOnes;
+    return top >= AllOnes - shorter.limbs()[shorter.length() - 1];
+}
+
+/// r = longer + shorter, the carry included where there is one; the length of the sum. r may be
+/// the limbs of an operand.
+size_t addMagnitudes(Limb* r, IntegerView longer, IntegerView shorter) noexcept {
+    const size_t common = shorter.length();
+    const size_t length = longer.length();
+    Limb carry = detail::add(r, longer.limbs(), shorter.limbs(), common);
+    carry = detail::addLimb(r + common, longer.limbs() + common, length - common, carry);
+    if (carry != 0)
+        r[length] = carry;
+    return length + carry;
+}
+
+/// r = larger - smaller, in as many limbs as larger has. r may be the limbs of an operand.
+void subtractMagnitudes(Limb* r, IntegerView larger, IntegerView smaller) noexcept {
+    const size_t common = smaller.length();
+    const Limb borrow = detail::subtract(r, larger.limbs(), smaller.limbs(), common);
+    detail::subtractLimb(r + common, larger.limbs() + common, larger.length() - common, borrow);
+}
+
+/// r = a * b in the sum of their lengths.
+void multiplyMagnitudes(Limb* r, IntegerView a, IntegerView b) {
+    if (a.limbs() == b.limbs() && a.length() == b.length())
+        detail::square(r, a.limbs(), a.length());
+    else
+        detail::multiply(r, a.limbs(), a.length(), b.limbs(), b.length());
+}
+
+/// Refuses a power that is too large before any work goes into it.
+void checkPowerSize(IntegerView base, IntegerView exponent) {
+    constexpr double MaxBits = 8.0 * std::numeric_limits<int32_t>::max();
+    if (exponent.length() > 1)
+        detail::throwTooLarge();
+    const size_t n = base.length();
+    const double next = n > 1 ? std::ldexp(static_cast<double>(base.limbs()[n - 2]), -64) : 0;
+    const double top = static_cast<double>(base.limbs()[n - 1]) + next;
+    const double bits = std::log2(top) + static_cast<double>((n - 1) * LimbBits);
+    // A power near the limit, where the estimate is not sharp, fails when its storage is made.
+    if (bits * static_cast<double>(exponent.lowLimb()) > MaxBits)
+        detail::throwTooLarge();
+}
+
+/// Number of zero bits below the lowest 1 bit.
+int64_t trailingZeros(IntegerView value) noexcept {
+    size_t i = 0;
+    while (value.limbs()[i] == 0)
+        ++i;
+    return static_cast<int64_t>(i) * LimbBits + std::countr_zero(value.limbs()[i]);
+}
+
+void requireShift(int64_t bits) {
+    if (bits < 0)
+        throw RangeErrorException(u"Shift count can't be negative"_qs);
+}
+
+} // namespace
+
+BigInteger& BigInteger::addSigned(IntegerView b) {
+    const IntegerView a(*this);
+    if (b.isZero())
+        return *this;
+    if (a.isZero())
+        return assign(b);
+    const int order = compareMagnitudes(a, b);
+    const IntegerView larger = order >= 0 ? a : b;
+    const IntegerView smaller = order >= 0 ? b : a;
+    const bool adds = a.isNegative() == b.isNegative();
+    const size_t needed = larger.length() + (adds && mayCarry(larger, smaller) ? 1 : 0);
+    if (needed > capacityInLimbs()) {
+        BigInteger result = sum(a, b);
+        swap(result);
+    } else if (adds) {
+        finish(addMagnitudes(limbs(), larger, smaller), a.isNegative());
+    } else {
+        subtractMagnitudes(limbs(), larger, smaller);
+        finish(larger.length(), larger.isNegative());
+    }
+    return *this;
+}
+
+BigInteger BigInteger::sum(IntegerView a, IntegerView b) {
+    const int order = compareMagnitudes(a, b);
+    const IntegerView larger = order >= 0 ? a : b;
+    const IntegerView smaller = order >= 0 ? b : a;
+    if (smaller.isZero())
+        return BigInteger(larger);
+    const bool adds = a.isNegative() == b.isNegative();
+    BigInteger result(Room{larger.length() + (adds && mayCarry(larger, smaller) ? 1 : 0)});
+    size_t length = larger.length();
+    if (adds)
+        length = addMagnitudes(result.limbs(), larger, smaller);
+    else
+        subtractMagnitudes(result.limbs(), larger, smaller);
+    result.finish(length, larger.isNegative());
+    return result;
+}
+
+BigInteger& BigInteger::multiply(IntegerView b) {
+    const IntegerView a(*this);
+    const bool negative = a.isNegative() != b.isNegative();
+    const size_t length = a.length() + (detail::bitLength(a) + detail::bitLength(b) >
+                                        static_cast<int64_t>(a.length() * LimbBits));
+    if (a.isZero() || b.isZero()) {
+        finish(0, false);
+    } else if (b.length() == 1 && length <= capacityInLimbs()) {
+        const Limb high = detail::multiplyLimb(limbs(), limbs(), a.length(), b.lowLimb());
+        if (length > a.length())
+            limbs()[a.length()] = high;
+        finish(length, negative);
+    } else {
+        BigInteger result = product(a, b);
+        swap(result);
+    }
+    return *this;
+}
+
+BigInteger BigInteger::product(IntegerView a, IntegerView b) {
+    if (a.isZero() || b.isZero())
+        return BigInteger();
+    const size_t length = a.length() + b.length();
+    BigInteger result(Room{length});
+    multiplyMagnitudes(result.limbs(), a, b);
+    result.finish(length, a.isNegative() != b.isNegative());
+    return result;
+}
+
+std::pair<BigInteger, BigInteger> BigInteger::divided(IntegerView a, IntegerView b) {
+    const size_t length = a.length() - b.length() + 1;
+    BigInteger quotient(Room{length});
+    BigInteger remainder(Room{b.length()});
+    detail::divide(quotient.limbs(), remainder.limbs(), a.limbs(), a.length(), b.limbs(),
+                   b.length());
+    quotient.finish(length, a.isNegative() != b.isNegative());
+    remainder.finish(b.length(), false);
+    return {std::move(quotient), std::move(remainder)};
+}
+
+BigInteger& BigInteger::divide(IntegerView b, BigInteger& remainder) {
+    detail::requireDivisor(b);
+    if (compareMagnitudes(*this, b) < 0) {
+        abs();
+        if (&remainder != this) {
+            remainder.swap(*this);
+            finish(0, false);
+        }
+    } else if (b.length() == 1) {
+        const Limb divisor = b.lowLimb();
+        const bool negative = m_negative != b.isNegative();
+        remainder.ensureCapacity(sizeof(Limb)); // may be b, which is not needed any more
+        const size_t length = IntegerView(*this).length();
+        const Limb rest = detail::divideLimb(limbs(), limbs(), length, divisor);
+        finish(length, negative);
+        remainder.assign(rest);
+    } else {
+        auto [quotient, rest] = divided(*this, b);
+        swap(quotient);
+        remainder.swap(rest);
+    }
+    return *this;
+}
+
+BigInteger& BigInteger::operator/=(IntegerView b) {
+    BigInteger result = quotient(*this, b);
+    swap(result);
+    return *this;
+}
+
+BigInteger BigInteger::quotient(IntegerView a, IntegerView b) {
+    detail::requireDivisor(b);
+    if (compareMagnitudes(a, b) < 0)
+        return BigInteger();
+    return divided(a, b).first;
+}
+
+BigInteger& BigInteger::mod(IntegerView m) {
+    detail::requireModulus(m);
+    if (compareMagnitudes(*this, m) < 0)
+        return m_negative ? add(m) : *this;
+    BigInteger result = modulo(*this, m);
+    swap(result);
+    return *this;
+}
+
+BigInteger BigInteger::modulo(IntegerView a, IntegerView m) {
+    detail::requireModulus(m);
+    if (compareMagnitudes(a, m) < 0)
+        return a.isNegative() ? sum(a, m) : BigInteger(a);
+    BigInteger rest(Room{m.length()});
+    detail::divide(nullptr, rest.limbs(), a.limbs(), a.length(), m.limbs(), m.length());
+    rest.finish(m.length(), false);
+    if (a.isNegative() && !rest.isZero()) {
+        subtractMagnitudes(rest.limbs(), m, rest);
+        rest.finish(m.length(), false);
+    }
+    return rest;
+}
+
+BigInteger& BigInteger::pow(IntegerView e) {
+    if (e.isNegative())
+        throw Exception(u"Negative Exponent"_qs);
+    if (e.isZero())
+        return assign(1);
+    const bool negative = m_negative && e.isOdd();
+    if (detail::bitLength(*this) <= 1) { // 0 and 1
+        m_negative = negative;
+        return *this;
+    }
+    checkPowerSize(*this, e);
+
+    // Powers of two are shifted in at the end.
+    const uint64_t exponent = e.lowLimb();
+    const int64_t zeros = trailingZeros(*this);
+    BigInteger odd = *this >> zeros;
+    odd.abs();
+    BigInteger power(odd);
+    if (odd != 1) {
+        for (auto bit = std::bit_width(exponent) - 1; bit-- > 0;) {
+            power.multiply(power);
+            if ((exponent >> bit & 1) != 0)
+                power.multiply(odd);
+        }
+    }
+    power <<= zeros * static_cast<int64_t>(exponent);
+    power.m_negative = negative;
+    swap(power);
+    return *this;
+}
+
+BigInteger& BigInteger::modPow(IntegerView e, IntegerView m) {
+    detail::requireModulus(m);
+    if (e.isNegative()) {
+        BigInteger inverse(*this);
+        inverse.modInverse(m).modPow(e.negated(), m);
+        swap(inverse);
+        return *this;
+    }
+    const IntegerView base(*this);
+    BigInteger power(Room{m.length()});
+    detail::modPow(power.limbs(), base.limbs(), base.length(), e.limbs(), e.length(), m.limbs(),
+                   m.length());
+    power.finish(m.length(), false);
+    if (base.isNegative() && e.isOdd() && !power.isZero()) {
+        subtractMagnitudes(power.limbs(), m, power);
+        power.finish(m.length(), false);
+    }
+    swap(power);
+    return *this;
+}
+
+BigInteger& BigInteger::modInverse(IntegerView m) {
+    const BigInteger residue = modulo(*this, m);
+    const IntegerView a(residue);
+    if (m.length() == 1 && m.lowLimb() == 1) { // everything is 0 modulo 1, and its own inverse
+        finish(0, false);
+        return *this;
+    }
+    BigInteger inverse(Room{m.length()});
+    if (a.isZero() ||
+        !detail::modInverse(inverse.limbs(), a.limbs(), a.length(), m.limbs(), m.length()))
+        throw Exception(u"Not invertible."_qs);
+    inverse.finish(m.length(), false);
+    swap(inverse);
+    return *this;
+}
+
+BigInteger& BigInteger::gcd(IntegerView b) {
+    detail::requireDivisor(b);
+    if (isZero())
+        return assign(b);
+    const IntegerView a(*this);
+    BigInteger divisor(Room{std::min(a.length(), b.length())});
+    const size_t length =
+        detail::gcd(divisor.limbs(), a.limbs(), a.length(), b.limbs(), b.length());
+    divisor.finish(length, false);
+    divisor.m_negative = b.isNegative() && compareMagnitudes(divisor, b) == 0;
+    swap(divisor);
+    return *this;
+}
+
+BigInteger& BigInteger::operator<<=(int64_t bits) {
+    requireShift(bits);
+    if (isZero() || bits == 0)
+        return *this;
+    const IntegerView value(*this);
+    const auto above = static_cast<size_t>(bits) / LimbBits;
+    const auto rest = static_cast<unsigned>(bits % LimbBits);
+    const size_t length = value.length() + above;
+    const auto topBits = static_cast<unsigned>((detail::bitLength(value) - 1) % LimbBits + 1);
+    const bool grows = topBits + rest > LimbBits;
+    const bool inPlace = length + grows <= capacityInLimbs();
+    BigInteger fresh(Room{inPlace ? 0 : length + grows});
+    BigInteger& target = inPlace ? *this : fresh;
+
+    Limb* const to = target.limbs();
+    if (rest == 0) {
+        std::copy_backward(value.limbs(), value.limbs() + value.length(), to + length);
+    } else {
+        const Limb high = detail::shiftLeft(to + above, value.limbs(), value.length(), rest);
+        if (grows)
+            to[length] = high;
+    }
+    std::fill_n(to, above, Limb{0});
+    target.finish(length + grows, m_negative);
+    swap(target);
+    return *this;
+}
+
+BigInteger& BigInteger::operator>>=(int64_t bits) {
+    requireShift(bits);
+    const size_t length = IntegerView(*this).length();
+    const auto below = std::min(static_cast<size_t>(bits) / LimbBits, length);
+    const auto rest = static_cast<unsigned>(bits % LimbBits);
+    if (rest == 0)
+        std::copy_n(limbs() + below, length - below, limbs());
+    else
+        detail::shiftRight(limbs(), limbs() + below, length - below, rest);
+    finish(length - below, m_negative);
+    return *this;
+}
+
+} // namespace qx::math

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <qx/core/Exception.h>
+#include <qx/math/IntegerView.h>
+
+/// What the operations on numbers ask of their arguments, each with its exception.
+namespace qx::math::detail {
+
+inline void requireDivisor(IntegerView divisor) {
+    if (divisor.isZero())
+        throw Exception(u"Divide by zero."_qs);
+}
+
+inline void requireModulus(IntegerView modulus) {
+    requireDivisor(modulus);
+    if (modulus.isNegative())
+        throw Exception(u"Modulus can't be negative."_qs);
+}
+
+[[noreturn]] inline void throwNumberFormat() { throw Exception(u"Number Format Exception"_qs); }
+
+[[noreturn]] inline void throwTooLarge() { throw OutOfMemoryException(u"Number too large"_qs); }
+
+} // namespace qx::math::detail
