@@ -55,8 +55,9 @@ STANDARD = set(
     """.split()
 ) - {"cerrno", "csignal", "csetjmp", "cfenv"}
 
-# Vector intrinsics and demangling belong to the processor and the compiler, not to the system.
-COMPILER = {"immintrin.h", "emmintrin.h", "arm_neon.h", "cxxabi.h"}
+# Vector intrinsics, processor features and demangling belong to the processor and the compiler,
+# not to the system.
+COMPILER = {"immintrin.h", "emmintrin.h", "arm_neon.h", "cpuid.h", "cxxabi.h"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.M)
 SYSTEM_USE = re.compile(r"\berrno\b|^\s*#.*\b_?_?(linux|unix|APPLE|WIN32|WIN64|FreeBSD)_?_?\b", re.M)

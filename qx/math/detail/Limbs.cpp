@@ -2,35 +2,17 @@
 
 #include <bit>
 
+#include <qx/math/detail/LimbKernels.h>
 #include <qx/math/detail/Reciprocal.h>
 
 namespace qx::math::detail {
 
-namespace {
-
-Limb low(DoubleLimb value) { return static_cast<Limb>(value); }
-Limb high(DoubleLimb value) { return static_cast<Limb>(value >> LimbBits); }
-
-} // namespace
-
 Limb add(Limb* r, const Limb* a, const Limb* b, size_t n) noexcept {
-    Limb carry = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const DoubleLimb sum = DoubleLimb{a[i]} + b[i] + carry;
-        r[i] = low(sum);
-        carry = high(sum);
-    }
-    return carry;
+    return limbKernels().add(r, a, b, n);
 }
 
 Limb subtract(Limb* r, const Limb* a, const Limb* b, size_t n) noexcept {
-    Limb borrow = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const DoubleLimb difference = DoubleLimb{a[i]} - b[i] - borrow;
-        r[i] = low(difference);
-        borrow = high(difference) & 1;
-    }
-    return borrow;
+    return limbKernels().subtract(r, a, b, n);
 }
 
 Limb addLimb(Limb* r, const Limb* a, size_t n, Limb b) noexcept {
@@ -53,33 +35,15 @@ Limb subtractLimb(Limb* r, const Limb* a, size_t n, Limb b) noexcept {
 }
 
 Limb multiplyLimb(Limb* r, const Limb* a, size_t n, Limb b) noexcept {
-    Limb carry = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const DoubleLimb product = DoubleLimb{a[i]} * b + carry;
-        r[i] = low(product);
-        carry = high(product);
-    }
-    return carry;
+    return limbKernels().multiplyLimb(r, a, n, b);
 }
 
 Limb addProduct(Limb* r, const Limb* a, size_t n, Limb b) noexcept {
-    Limb carry = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const DoubleLimb product = DoubleLimb{a[i]} * b + r[i] + carry;
-        r[i] = low(product);
-        carry = high(product);
-    }
-    return carry;
+    return limbKernels().addProduct(r, a, n, b);
 }
 
 Limb subtractProduct(Limb* r, const Limb* a, size_t n, Limb b) noexcept {
-    Limb carry = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const DoubleLimb product = DoubleLimb{a[i]} * b + carry;
-        carry = high(product) + static_cast<Limb>(r[i] < low(product));
-        r[i] -= low(product);
-    }
-    return carry;
+    return limbKernels().subtractProduct(r, a, n, b);
 }
 
 Limb divideLimb(Limb* q, const Limb* a, size_t n, Limb b) noexcept {

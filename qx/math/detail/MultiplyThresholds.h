@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+
+namespace qx::math::detail {
+
+/// Lengths in limbs, of the shorter operand, from which on an algorithm is used.
+struct MultiplyThresholds {
+    size_t karatsuba;       ///< at least 2
+    size_t karatsubaSquare; ///< at least 2
+    size_t toom3;           ///< at least 5
+    size_t toom3Square;     ///< at least 5
+    size_t ntt;             ///< at least 2
+    size_t nttSquare;       ///< at least 2
+};
+
+constexpr MultiplyThresholds PlainThresholds = {24, 30, 100, 120, 1000, 1000};
+constexpr MultiplyThresholds AdxThresholds = {24, 36, 130, 150, 300, 350};
+
+} // namespace qx::math::detail
