@@ -70,7 +70,8 @@ public:
     friend bool operator==(const Reference& left, const Reference<U>& right) noexcept {
         return left.get() == right.get();
     }
-    friend bool operator==(const Reference& left, const T* right) noexcept {
+    template <class U>
+    friend bool operator==(const Reference& left, U* right) noexcept {
         return left.get() == right;
     }
     friend bool operator==(const Reference& left, std::nullptr_t) noexcept {
