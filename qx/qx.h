@@ -7,12 +7,16 @@
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/IComparator.h>
+#include <qx/collections/InputIterator.h>
 #include <qx/collections/pcom/AbstractCollection.h>
+#include <qx/collections/pcom/AbstractList.h>
+#include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/ConstListIterator.h>
 #include <qx/collections/pcom/Iterator.h>
+#include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/List.h>
 #include <qx/collections/pcom/ListIterator.h>
 #include <qx/collections/pcom/Map.h>

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include <qx/collections/DefaultComparator.h>
+#include <qx/collections/pcom/ArrayList.h>
+#include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/List.h>
 #include <qx/collections/pcom/Map.h>
 #include <qx/core/ClassManager.h>
@@ -90,6 +92,7 @@ void registerClasses(ClassManagerBase& manager) {
     const ClassRow rows[] = {
         known<util::AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
         known<util::AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
+        creatable<components::ArrayList>(u"CQXArrayList"),
         creatable<math::BigDecimal>(u"CQXBigDecimal"),
         creatable<math::BigInteger>(u"CQXBigInteger"),
         known<charset::BTCSingleByte>(u"CQXBTCSingleByte"),
@@ -128,6 +131,7 @@ void registerClasses(ClassManagerBase& manager) {
         known<Integer64>(u"CQXInteger64"),
         known<Integer8>(u"CQXInteger8"),
         known<components::Iterator>(u"CQXIterator"),
+        creatable<components::LinkedList>(u"CQXLinkedList"),
         known<components::List>(u"CQXList"),
         known<components::ListIterator>(u"CQXListIterator"),
         known<sync::LockObject>(u"CQXLockObject"),

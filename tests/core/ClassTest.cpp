@@ -48,10 +48,12 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
 
 TEST(Class, EveryCreatorMakesItsOwnClass) {
     const char16_t* const names[] = {
+        u"CQXArrayList",
         u"CQXByteArrayOutputStream",
         u"CQXEvent",
         u"CQXFakeMutex",
         u"CQXGate",
+        u"CQXLinkedList",
         u"CQXMTByteBuffer",
         u"CQXMTCharBuffer",
         u"CQXMutex",
@@ -82,8 +84,9 @@ TEST(Class, EveryCreatorMakesItsOwnClass) {
 }
 
 TEST(Class, RefusesInstancesOfClassesWithoutCreator) {
-    for (const char16_t* name : {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject",
-                                 u"qx::MathErrorException", u"CQXByteToCharConverter"})
+    for (const char16_t* name :
+         {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"qx::MathErrorException",
+          u"CQXByteToCharConverter", u"CQXList", u"CQXComparator", u"CQXConstListIterator"})
         EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
 }
 

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <iterator>
+#include <utility>
 
+#include <qx/collections/InputIterator.h>
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/Iterator.h>
 #include <qx/core/Object.h>
@@ -59,6 +63,30 @@ public:
 protected:
     ~Collection() = default;
 };
+
+// Every collection is an input range of its elements, each a Reference<IQXUnknown>:
+//
+//     for (const auto& element : list)
+//
+// Templates, and twice, because std::ranges::begin and end accept only an exact match.
+
+template <std::derived_from<Collection> T>
+InputIterator<ConstIterator> begin(const T& collection) {
+    return InputIterator<ConstIterator>(collection.createConstIterator());
+}
+template <std::derived_from<Collection> T>
+InputIterator<ConstIterator> begin(T& collection) {
+    return begin(std::as_const(collection));
+}
+
+template <std::derived_from<Collection> T>
+std::default_sentinel_t end(const T&) noexcept {
+    return {};
+}
+template <std::derived_from<Collection> T>
+std::default_sentinel_t end(T&) noexcept {
+    return {};
+}
 
 } // namespace qx::collections::pcom
 

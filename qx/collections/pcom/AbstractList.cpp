@@ -1,0 +1,119 @@
+#include "qx/collections/pcom/AbstractList.h"
+
+#include <qx/collections/Comparing.h>
+#include <qx/collections/pcom/detail/AbstractListIterator.h>
+#include <qx/collections/pcom/detail/AbstractListSubList.h>
+#include <qx/collections/pcom/detail/Elements.h>
+#include <qx/core/Exception.h>
+
+namespace qx::collections::pcom {
+
+namespace {
+
+/// Iterators and views hold every list alike; those of a constant list go out as constant ones.
+AbstractList* held(const AbstractList* list) { return const_cast<AbstractList*>(list); }
+
+} // namespace
+
+AbstractList::AbstractList(const IQXComparator* comparator) : AbstractCollection(comparator) {}
+
+AbstractList::AbstractList(const AbstractList& other) : AbstractCollection(other) {}
+
+bool AbstractList::add(IQXUnknown* element) {
+    const Reference<IQXUnknown> owned(element);
+    createListIterator(getSize())->add(element);
+    return true;
+}
+
+bool AbstractList::addAll(int index, const Collection& other) {
+    checkPosition(index, getSize());
+    const auto iterator = createListIterator(index);
+    bool any = false;
+    detail::forEachElement(other, this, [&](IQXUnknown* element) {
+        iterator->add(element);
+        any = true;
+    });
+    return any;
+}
+
+int AbstractList::compareTo(const Object& other) const {
+    if (&other == static_cast<const Object*>(this))
+        return 0;
+    const auto* const list = dynamic_cast<const List*>(&other);
+    if (!list)
+        throw CastFailedException();
+    return compareToList(*list);
+}
+
+Reference<ConstIterator> AbstractList::createConstIterator() const {
+    return new AbstractListIterator(held(this), 0);
+}
+
+Reference<ConstListIterator> AbstractList::createConstListIterator(int index) const {
+    checkPosition(index, getSize());
+    return new AbstractListIterator(held(this), index);
+}
+
+Reference<Iterator> AbstractList::createIterator() { return new AbstractListIterator(this, 0); }
+
+Reference<ListIterator> AbstractList::createListIterator(int index) {
+    checkPosition(index, getSize());
+    return new AbstractListIterator(this, index);
+}
+
+Reference<const List> AbstractList::createSubList(int from, int to) const {
+    return AbstractListSubList::create(held(this), from, to);
+}
+
+Reference<List> AbstractList::createSubList(int from, int to) {
+    return AbstractListSubList::create(this, from, to);
+}
+
+bool AbstractList::equals(const Object& other) const {
+    if (&other == static_cast<const Object*>(this))
+        return true;
+    const auto* const list = dynamic_cast<const List*>(&other);
+    return list && list->getSize() == getSize() && compareToList(*list) == 0;
+}
+
+uint32_t AbstractList::hashCode() const {
+    uint32_t hash = 1;
+    const auto iterator = createConstIterator();
+    while (iterator->hasNext())
+        hash = hash * 38 + hashElement(comparator(), iterator->next());
+    return hash;
+}
+
+int AbstractList::indexOf(const IQXUnknown* element) const {
+    const auto iterator = createConstListIterator(0);
+    while (iterator->hasNext()) {
+        if (equalElements(comparator(), iterator->next(), element))
+            return iterator->previousIndex();
+    }
+    return -1;
+}
+
+int AbstractList::lastIndexOf(const IQXUnknown* element) const {
+    const auto iterator = createConstListIterator(getSize());
+    while (iterator->hasPrevious()) {
+        if (equalElements(comparator(), iterator->previous(), element))
+            return iterator->nextIndex();
+    }
+    return -1;
+}
+
+int AbstractList::compareToList(const List& other) const {
+    const auto ours = createConstIterator();
+    const auto theirs = other.createConstIterator();
+    while (ours->hasNext() && theirs->hasNext()) {
+        const auto element = ours->next();
+        const int order = compareElements(comparator(), element, theirs->next());
+        if (order != 0)
+            return order;
+    }
+    return int{ours->hasNext()} - int{theirs->hasNext()};
+}
+
+void AbstractList::throwRangeError() { throw RangeErrorException(); }
+
+} // namespace qx::collections::pcom

@@ -1,0 +1,76 @@
+#include "qx/collections/pcom/ArrayList.h"
+
+#include <utility>
+
+#include <qx/collections/pcom/detail/Growth.h>
+
+namespace qx::collections::pcom {
+
+ArrayList::ArrayList(const IQXComparator* comparator) : AbstractList(comparator) {}
+
+// Delegating, so that the destructor releases what was added when addAll fails.
+ArrayList::ArrayList(const Collection& other) : ArrayList() { ArrayList::addAll(other); }
+
+ArrayList::ArrayList(const Collection& other, const IQXComparator* comparator)
+    : ArrayList(comparator) {
+    ArrayList::addAll(other);
+}
+
+ArrayList::ArrayList(const ArrayList& other) : ArrayList(other, &other.comparator()) {}
+
+ArrayList::~ArrayList() {
+    // An element that goes away may take and drop a reference to the list: not to the last one.
+    InternalAddRef();
+    while (!m_elements.empty()) {
+        for (IQXUnknown* const element : std::exchange(m_elements, {}))
+            Reference<IQXUnknown>::attach(element).reset();
+    }
+}
+
+bool ArrayList::add(IQXUnknown* element) {
+    Reference<IQXUnknown> owned(element);
+    makeRoom();
+    m_elements.push_back(owned.detach());
+    return true;
+}
+
+bool ArrayList::add(int index, IQXUnknown* element) {
+    Reference<IQXUnknown> owned(element);
+    checkPosition(index, getSize());
+    makeRoom();
+    m_elements.insert(m_elements.begin() + index, owned.detach());
+    countChange();
+    return true;
+}
+
+void ArrayList::clear() {
+    for (int index = getSize(); index-- > 0;) {
+        if (index < getSize()) // unless an element that went away has removed others
+            remove(index);
+    }
+    countChange();
+}
+
+Reference<IQXUnknown> ArrayList::remove(int index) {
+    checkElementIndex(index, getSize());
+    const auto place = m_elements.begin() + index;
+    auto removed = Reference<IQXUnknown>::attach(*place);
+    m_elements.erase(place);
+    countChange();
+    return removed;
+}
+
+Reference<IQXUnknown> ArrayList::set(int index, IQXUnknown* element) {
+    Reference<IQXUnknown> owned(element);
+    checkElementIndex(index, getSize());
+    IQXUnknown*& place = m_elements[static_cast<std::size_t>(index)];
+    countChange();
+    return Reference<IQXUnknown>::attach(std::exchange(place, owned.detach()));
+}
+
+void ArrayList::makeRoom() {
+    if (m_elements.size() == m_elements.capacity())
+        m_elements.reserve(static_cast<std::size_t>(detail::grownCapacity(getSize())));
+}
+
+} // namespace qx::collections::pcom

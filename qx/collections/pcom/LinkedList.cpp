@@ -1,0 +1,107 @@
+#include "qx/collections/pcom/LinkedList.h"
+
+#include <cstdlib>
+#include <iterator>
+#include <utility>
+
+#include <qx/collections/pcom/detail/Growth.h>
+
+namespace qx::collections::pcom {
+
+namespace {
+
+void checkRoomForOne(int size) { detail::checkRoom(size, "list<T> too long"); }
+
+/// The element of a node, to be changed by who may change the list.
+Reference<IQXUnknown>& elementOf(std::list<Reference<IQXUnknown>>::const_iterator node) {
+    return const_cast<Reference<IQXUnknown>&>(*node);
+}
+
+} // namespace
+
+LinkedList::LinkedList(const IQXComparator* comparator) : AbstractList(comparator) {}
+
+// Delegating, so that the destructor releases what was added when addAll fails.
+LinkedList::LinkedList(const Collection& other) : LinkedList() { LinkedList::addAll(other); }
+
+LinkedList::LinkedList(const Collection& other, const IQXComparator* comparator)
+    : LinkedList(comparator) {
+    LinkedList::addAll(other);
+}
+
+LinkedList::LinkedList(const LinkedList& other) : LinkedList(other, &other.comparator()) {}
+
+LinkedList::~LinkedList() {
+    // An element that goes away may take and drop a reference to the list: not to the last one.
+    InternalAddRef();
+    while (!m_nodes.empty())
+        takeAll();
+}
+
+bool LinkedList::add(IQXUnknown* element) {
+    Reference<IQXUnknown> owned(element);
+    checkRoomForOne(getSize());
+    m_nodes.push_back(std::move(owned));
+    return true;
+}
+
+bool LinkedList::add(int index, IQXUnknown* element) {
+    Reference<IQXUnknown> owned(element);
+    checkPosition(index, getSize());
+    checkRoomForOne(getSize());
+    const auto behind = index == getSize() ? m_nodes.cend() : nodeAt(index);
+    m_finger = {m_nodes.insert(behind, std::move(owned)), index};
+    countChange();
+    return true;
+}
+
+void LinkedList::clear() {
+    const Nodes released = takeAll();
+    countChange();
+}
+
+Reference<IQXUnknown> LinkedList::get(int index) const {
+    checkElementIndex(index, getSize());
+    return *nodeAt(index);
+}
+
+Reference<IQXUnknown> LinkedList::remove(int index) {
+    checkElementIndex(index, getSize());
+    auto node = nodeAt(index);
+    auto removed = std::move(elementOf(node));
+    node = m_nodes.erase(node);
+    if (node != m_nodes.end())
+        m_finger = {node, index};
+    else if (index > 0)
+        m_finger = {std::prev(node), index - 1};
+    else
+        m_finger = {};
+    countChange();
+    return removed;
+}
+
+Reference<IQXUnknown> LinkedList::set(int index, IQXUnknown* element) {
+    Reference<IQXUnknown> owned(element);
+    checkElementIndex(index, getSize());
+    owned.swap(elementOf(nodeAt(index)));
+    countChange();
+    return owned;
+}
+
+LinkedList::Nodes::const_iterator LinkedList::nodeAt(int index) const {
+    if (index == 0 || m_fingerInUse.test_and_set(std::memory_order_acquire))
+        return std::next(m_nodes.begin(), index);
+    const bool fromFinger = m_finger.index >= 0 && std::abs(index - m_finger.index) < index;
+    const auto node = fromFinger ? std::next(m_finger.node, index - m_finger.index)
+                                 : std::next(m_nodes.begin(), index);
+    m_finger = {node, index};
+    m_fingerInUse.clear(std::memory_order_release);
+    return node;
+}
+
+LinkedList::Nodes LinkedList::takeAll() noexcept {
+    m_finger = {};
+    return std::exchange(m_nodes, {});
+}
+
+} // namespace qx::collections::pcom

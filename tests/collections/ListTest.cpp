@@ -1,0 +1,409 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <ranges>
+#include <vector>
+
+#include <qx/collections/pcom/ArrayList.h>
+#include <qx/collections/pcom/LinkedList.h>
+#include <qx/collections/pcom/detail/Growth.h> // no test fills a list up to its limit
+#include <qx/core/Class.h>
+#include <qx/core/Exception.h>
+#include <qx/core/String.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/Items.h"
+
+// What both lists promise. ListModelTest plays the ordinary operations; here stand the boundaries,
+// what is counted, and who owns what.
+
+using namespace qxtest;
+using qx::Reference;
+using qx::collections::pcom::ArrayList;
+using qx::collections::pcom::LinkedList;
+using qx::collections::pcom::List;
+
+using Values = std::vector<int>;
+
+template <class T>
+class Lists : public testing::Test {
+public:
+    ~Lists() override { EXPECT_EQ(Item::alive(), 0); }
+
+protected:
+    static Reference<T> list(std::initializer_list<int> values) {
+        auto list = qx::makeReference<T>();
+        addItems(*list, values);
+        return list;
+    }
+};
+
+using BothLists = testing::Types<ArrayList, LinkedList>;
+TYPED_TEST_SUITE(Lists, BothLists);
+
+TYPED_TEST(Lists, EmptyOnesHaveOnePosition) {
+    const auto list = this->list({});
+    EXPECT_TRUE(list->isEmpty());
+    EXPECT_EQ(list->hashCode(), 1u);
+    EXPECT_EQ(list->indexOf(nullptr), -1);
+    EXPECT_EQ(list->lastIndexOf(nullptr), -1);
+    EXPECT_FALSE(list->createListIterator(0)->hasNext());
+    EXPECT_THROW(list->createListIterator(1), qx::RangeErrorException);
+    EXPECT_THROW(list->createConstListIterator(-1), qx::RangeErrorException);
+    EXPECT_TRUE(list->createSubList(0, 0)->isEmpty());
+    EXPECT_THROW(list->createSubList(0, 1), qx::RangeErrorException);
+    EXPECT_TRUE(list->containsAll(*list));
+    EXPECT_FALSE(list->addAll(0, ArrayList()));
+    EXPECT_THROW(list->addAll(1, ArrayList()), qx::RangeErrorException);
+}
+
+TYPED_TEST(Lists, RangesOfViewsLieWithinTheListAndInOrder) {
+    const auto list = this->list({0, 1, 2});
+    const struct {
+        int from, to;
+        bool valid;
+    } rows[] = {
+        {0, 3, true},    {3, 3, true},          {1, 1, true},          {-1, 2, false},
+        {0, 4, false},   {2, 1, false},         {4, 4, false},         {0, -1, false},
+        {-1, -1, false}, {0, INT32_MAX, false}, {INT32_MIN, 3, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.from << " to " << row.to);
+        if (row.valid)
+            EXPECT_EQ(list->createSubList(row.from, row.to)->getSize(), row.to - row.from);
+        else
+            EXPECT_THROW(list->createSubList(row.from, row.to), qx::RangeErrorException);
+    }
+}
+
+TYPED_TEST(Lists, OrderByTheFirstDifferenceThenByLength) {
+    const struct {
+        std::initializer_list<int> left, right;
+        int order;
+    } rows[] = {
+        {{1, 2}, {1, 2}, 0}, {{}, {}, 0},          {{1, 2}, {1, 2, 3}, -1}, {{1, 2, 3}, {1, 2}, 1},
+        {{2}, {1, 9, 9}, 1}, {{1, 1}, {1, 2}, -1}, {{}, {0}, -1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        const auto left = this->list(row.left);
+        LinkedList right;
+        addItems(right, row.right);
+        EXPECT_EQ(left->compareTo(right), row.order);
+        EXPECT_EQ(right.compareTo(*left), -row.order);
+        EXPECT_EQ(left->equals(right), row.order == 0);
+        if (row.order == 0) {
+            EXPECT_EQ(left->hashCode(), right.hashCode());
+        }
+    }
+}
+
+TYPED_TEST(Lists, HashMultipliesBy38) {
+    EXPECT_EQ(this->list({5, Null, 7})->hashCode(), ((38u + 5) * 38 + 0) * 38 + 7);
+}
+
+TYPED_TEST(Lists, AreComparedWithListsOnly) {
+    const auto list = this->list({1});
+    EXPECT_FALSE(list->equals(qx::String(u"1")));
+    EXPECT_THROW(list->compareTo(qx::String(u"1")), qx::CastFailedException);
+    EXPECT_EQ(list->compareTo(*list), 0);
+    EXPECT_TRUE(list->equals(*list));
+    const auto view = list->createSubList(0, 1);
+    EXPECT_TRUE(list->equals(dynamic_cast<const qx::Object&>(*view)));
+}
+
+TYPED_TEST(Lists, FindObjectsWithoutOrderByIdentity) {
+    TypeParam list;
+    const auto first = qx::makeReference<qx::ComObject>(), second = first;
+    const auto other = qx::makeReference<qx::ComObject>();
+    list.add(first->GetUnknown());
+    EXPECT_TRUE(list.contains(second->GetUnknown()));
+    EXPECT_FALSE(list.contains(other->GetUnknown()));
+    EXPECT_FALSE(list.contains(nullptr));
+}
+
+TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {
+    /// Finds only when a stored element is handed in first.
+    class Directed : public qx::util::Comparator {
+    public:
+        int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
+            *result = !(valueOf(a) == 1 && valueOf(b) == 2);
+            return 0;
+        }
+    };
+    const auto comparator = qx::makeReference<Directed>();
+    TypeParam list(comparator.get());
+    addItems(list, {0, 1});
+    LinkedList argument;
+    addItems(argument, {2});
+    const auto sought = item(2);
+    EXPECT_TRUE(list.contains(sought));
+    EXPECT_EQ(list.indexOf(sought), 1);
+    EXPECT_EQ(list.lastIndexOf(sought), 1);
+    EXPECT_TRUE(list.createSubList(0, 2)->contains(sought)); // a view asks it too
+    EXPECT_TRUE(list.containsAll(argument));
+    EXPECT_TRUE(TypeParam(list).removeAll(argument)); // a copy shares it
+    EXPECT_FALSE(TypeParam(static_cast<List&>(list)).removeAll(argument));
+    EXPECT_TRUE(list.remove(sought));
+    EXPECT_EQ(values(list), Values{0});
+}
+
+TYPED_TEST(Lists, OwnEachElementOnce) {
+    const auto kept = qx::makeReference<Item>(1);
+    IQXUnknown* const element = kept->GetUnknown();
+    const auto list = this->list({});
+    list->add(element);
+    list->add(0, element);
+    EXPECT_EQ(kept->GetRefCount(), 3u);
+    const TypeParam copy(*list);
+    EXPECT_EQ(kept->GetRefCount(), 5u);
+    EXPECT_EQ(list->set(1, nullptr), element);
+    EXPECT_EQ(kept->GetRefCount(), 4u);
+    {
+        const auto iterator = list->createIterator();
+        const Element next = iterator->next();
+        iterator->remove();
+        EXPECT_EQ(kept->GetRefCount(), 4u);
+    }
+    EXPECT_EQ(kept->GetRefCount(), 3u);
+    list->addAll(0, copy);
+    EXPECT_EQ(kept->GetRefCount(), 5u);
+    EXPECT_EQ(list->remove(0), element);
+    list->clear();
+    EXPECT_EQ(kept->GetRefCount(), 3u);
+}
+
+TYPED_TEST(Lists, TakeWhatTheyStoreAlready) {
+    const auto list = this->list({1});
+    for (int i = 0; i < 20; ++i) // through every growth
+        list->add(list->get(0).get());
+    list->set(0, list->get(0).get());
+    EXPECT_EQ(values(*list), Values(21, 1));
+}
+
+TYPED_TEST(Lists, LiveAsLongAsIteratorsAndViewsOfThem) {
+    auto list = this->list({1, 2, 3});
+    const auto iterator = list->createListIterator(1);
+    const auto view = list->createSubList(1, 3);
+    const auto innerView = view->createSubList(1, 2);
+    list.reset();
+    EXPECT_EQ(valueOf(iterator->next()), 2);
+    EXPECT_EQ(values(*innerView), Values{3});
+}
+
+TYPED_TEST(Lists, AreComponentsWithTheInterfacesOfAnObject) {
+    const auto list = this->list({});
+    List* const interface = list.get();
+    Element unknown;
+    Reference<IQXComparable> comparable;
+    ASSERT_EQ(interface->QueryInterface(IQXUnknown::Iid, unknown.putVoid()), 0);
+    ASSERT_EQ(interface->QueryInterface(IQXComparable::Iid, comparable.putVoid()), 0);
+    EXPECT_EQ(unknown, list->GetUnknown());
+    EXPECT_EQ(list->GetRefCount(), 3u);
+    uint32_t hash = 0;
+    EXPECT_EQ(comparable->HashCode(&hash), 0);
+    EXPECT_EQ(hash, 1u);
+    EXPECT_THROW(list->clone(), qx::CloneNotSupportedException);
+    qxtest::expectThrowsResult(qx::result::NullPointer,
+                               [] { TypeParam(static_cast<const IQXComparator*>(nullptr)); });
+}
+
+TYPED_TEST(Lists, IteratorsNoticeEveryChangeButAppending) {
+    const struct {
+        void (*change)(List& list);
+        bool noticed;
+    } rows[] = {
+        {[](List& list) { list.add(item(9)); }, false},
+        {[](List& list) { list.addAll(ArrayList(list)); }, false},
+        {[](List& list) { list.get(0); }, false},
+        {[](List& list) { list.removeAll(ArrayList()); }, false},
+        {[](List& list) { list.add(0, item(9)); }, true},
+        {[](List& list) { list.add(list.getSize(), item(9)); }, true},
+        {[](List& list) { list.addAll(1, ArrayList(list)); }, true},
+        {[](List& list) { list.set(0, nullptr); }, true},
+        {[](List& list) { list.remove(2); }, true},
+        {[](List& list) { list.remove(item(2)); }, true},
+        {[](List& list) { list.clear(); }, true},
+        {[](List& list) { list.createIterator()->next(); }, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        const auto list = this->list({1, 2, 3});
+        const auto iterator = list->createListIterator(0);
+        const auto view = list->createSubList(0, 1);
+        iterator->next();
+        row.change(*list);
+        if (!row.noticed) {
+            EXPECT_EQ(valueOf(iterator->next()), 2);
+            EXPECT_EQ(valueOf(view->get(0)), 1);
+            continue;
+        }
+        EXPECT_THROW(iterator->next(), qx::Exception);
+        EXPECT_THROW(iterator->previous(), qx::Exception);
+        EXPECT_THROW(iterator->remove(), qx::Exception);
+        EXPECT_THROW(iterator->set(nullptr), qx::Exception);
+        EXPECT_THROW(iterator->add(nullptr), qx::Exception);
+        EXPECT_EQ(iterator->nextIndex(), 1);
+        EXPECT_THROW(view->get(0), qx::Exception);
+        EXPECT_THROW(view->set(0, nullptr), qx::Exception);
+        EXPECT_THROW(view->remove(0), qx::Exception);
+        EXPECT_THROW(view->add(0, nullptr), qx::Exception);
+        EXPECT_THROW(view->get(1), qx::RangeErrorException); // looked at first
+    }
+}
+
+TYPED_TEST(Lists, IteratorsChangeOnlyWhatTheyReturnedLast) {
+    const auto list = this->list({1, 2, 3});
+    const auto iterator = list->createListIterator(0);
+    EXPECT_THROW(iterator->remove(), qx::IllegalStateException);
+    EXPECT_THROW(iterator->set(nullptr), qx::IllegalStateException);
+    iterator->next();
+    iterator->set(item(4));
+    iterator->set(item(5));
+    iterator->remove();
+    EXPECT_THROW(iterator->remove(), qx::IllegalStateException);
+    iterator->next();
+    iterator->add(item(6));
+    EXPECT_THROW(iterator->set(nullptr), qx::IllegalStateException);
+    EXPECT_EQ(valueOf(iterator->previous()), 6);
+    EXPECT_EQ(valueOf(iterator->previous()), 2);
+    EXPECT_THROW(iterator->previous(), qx::RangeErrorException);
+    EXPECT_EQ(values(*list), (Values{2, 6, 3}));
+}
+
+TYPED_TEST(Lists, ViewsOfViewsChangeTheList) {
+    const auto list = this->list({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    const auto outer = list->createSubList(2, 8);
+    const auto inner = outer->createSubList(1, 4); // 3, 4, 5
+    inner->add(0, item(20));
+    inner->add(item(21));
+    EXPECT_EQ(valueOf(inner->remove(1)), 3);
+    inner->set(0, item(22));
+    const auto iterator = inner->createListIterator(3);
+    EXPECT_EQ(valueOf(iterator->next()), 21);
+    iterator->remove();
+    iterator->add(item(23));
+    EXPECT_EQ(valueOf(iterator->previous()), 23);
+    iterator->set(item(24));
+    EXPECT_EQ(values(*inner), (Values{22, 4, 5, 24}));
+    EXPECT_EQ(values(*outer), (Values{2, 22, 4, 5, 24, 6, 7}));
+    EXPECT_EQ(values(*list), (Values{0, 1, 2, 22, 4, 5, 24, 6, 7, 8, 9}));
+    outer->remove(0);
+    EXPECT_THROW(inner->get(0), qx::Exception);
+    outer->clear();
+    EXPECT_EQ(values(*list), (Values{0, 1, 8, 9}));
+}
+
+TYPED_TEST(Lists, IteratorsOfViewsStayInside) {
+    const auto list = this->list({0, 1, 2, 3});
+    const auto view = list->createSubList(1, 3);
+    const auto iterator = view->createListIterator(2);
+    EXPECT_THROW(iterator->next(), qx::Exception);
+    EXPECT_EQ(iterator->nextIndex(), 2);
+    EXPECT_EQ(valueOf(iterator->previous()), 2);
+    EXPECT_EQ(valueOf(iterator->previous()), 1);
+    EXPECT_EQ(iterator->previousIndex(), -1);
+    EXPECT_THROW(iterator->previous(), qx::Exception);
+    EXPECT_THROW(view->createListIterator(3), qx::RangeErrorException);
+}
+
+TYPED_TEST(Lists, EndOperationsWithThemselves) {
+    const auto list = this->list({1, 2, 1});
+    EXPECT_TRUE(list->addAll(*list));
+    EXPECT_EQ(values(*list), (Values{1, 2, 1, 1, 2, 1}));
+    EXPECT_FALSE(list->retainAll(*list));
+    EXPECT_TRUE(list->removeAll(*list));
+    EXPECT_TRUE(list->isEmpty());
+
+    addItems(*list, {3, 4});
+    EXPECT_TRUE(list->addAll(1, *list));
+    EXPECT_EQ(values(*list), (Values{3, 3, 4, 4}));
+    const auto view = list->createSubList(1, 3);
+    EXPECT_TRUE(list->addAll(*view)); // appending does not disturb the view
+    EXPECT_TRUE(view->addAll(*view));
+    EXPECT_EQ(values(*list), (Values{3, 3, 4, 3, 4, 4, 3, 4}));
+    EXPECT_THROW(view->addAll(*list), qx::Exception); // the view's change disturbs the list's walk
+    EXPECT_EQ(list->getSize(), 9);
+}
+
+TYPED_TEST(Lists, RemoveOncePerElementAndRetainEveryOne) {
+    const auto list = this->list({1, 1, 2, 3, 2});
+    LinkedList others;
+    addItems(others, {1, 2, 7});
+    EXPECT_TRUE(list->removeAll(others));
+    EXPECT_EQ(values(*list), (Values{1, 3, 2}));
+    EXPECT_FALSE(list->containsAll(others));
+    EXPECT_TRUE(list->retainAll(others));
+    EXPECT_EQ(values(*list), (Values{1, 2}));
+    EXPECT_FALSE(list->retainAll(others));
+    EXPECT_TRUE(list->retainAll(TypeParam()));
+    EXPECT_TRUE(list->isEmpty());
+}
+
+TYPED_TEST(Lists, AreRanges) {
+    static_assert(std::input_iterator<decltype(begin(std::declval<TypeParam&>()))>);
+    static_assert(std::ranges::input_range<TypeParam> && std::ranges::input_range<const TypeParam>);
+    static_assert(std::ranges::input_range<List&> && std::ranges::input_range<const List&>);
+    const auto list = this->list({1, 2, 3});
+    int sum = 0;
+    for (const Element& element : std::as_const(*list))
+        sum += valueOf(element);
+    EXPECT_EQ(sum, 6);
+    EXPECT_EQ(std::ranges::count_if(*list, [](const Element& e) { return valueOf(e) > 1; }), 2);
+
+    const auto removeWhileWalking = [&] {
+        for (const Element& element : *list)
+            list->remove(element.get());
+    };
+    EXPECT_THROW(removeWhileWalking(), qx::Exception);
+    EXPECT_EQ(values(*list), (Values{2, 3}));
+}
+
+TEST(ArrayList, GrowsByHalf) {
+    const std::array capacities = {1, 2, 3, 4, 6, 6, 9, 9, 9, 13, 13, 13, 13, 19};
+    ArrayList list;
+    EXPECT_EQ(list.getCapacity(), 0);
+    for (const int capacity : capacities) {
+        if (list.getSize() % 2)
+            list.add(nullptr);
+        else
+            list.add(0, nullptr);
+        EXPECT_EQ(list.getCapacity(), capacity);
+    }
+    list.clear();
+    EXPECT_EQ(list.getCapacity(), capacities.back());
+}
+
+TEST(ListLength, IsLimitedToWhatASizeCanSay) {
+    using namespace qx::collections::pcom::detail;
+    const struct {
+        int size, capacity;
+    } rows[] = {
+        {0, 1},
+        {1, 2},
+        {3, 4},
+        {13, 19},
+        {1431655764, 2147483646},
+        {1431655766, INT32_MAX},
+        {INT32_MAX - 1, INT32_MAX},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(grownCapacity(row.size), row.capacity);
+    try {
+        grownCapacity(INT32_MAX);
+        FAIL();
+    } catch (const std::length_error& error) {
+        EXPECT_STREQ(error.what(), "vector<T> too long");
+    }
+    EXPECT_NO_THROW(checkRoom(INT32_MAX - 1, "list<T> too long"));
+    EXPECT_THROW(checkRoom(INT32_MAX, "list<T> too long"), std::length_error);
+}
+
+TEST(ListClasses, AreMadeByName) {
+    for (const char16_t* name : {u"CQXArrayList", u"CQXLinkedList"}) {
+        const Reference<qx::Object> made(qx::Class::forName(name)->createInstance());
+        EXPECT_TRUE(dynamic_cast<List&>(*made).add(nullptr));
+    }
+}
