@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <qx/math/detail/Radix.h>
+#include <qx/math/detail/RadixConstants.h>
+#include <qx/math/detail/Thresholds.h>
 
 #include "tests/math/Naturals.h"
 
@@ -76,6 +78,28 @@ TEST(Radix, EveryShortLengthInEveryRadix) {
             EXPECT_EQ(printed(a, radix), digits);
             digits.insert(digits.begin(), 3, 0);
             EXPECT_EQ(parsed(digits, radix), a);
+        }
+    }
+}
+
+/// Numbers on both sides of the lengths at which they are cut in two, and again.
+TEST(Radix, LengthsAroundTheThresholds) {
+    using namespace qx::math::detail;
+    Naturals naturals(2);
+    for (int radix = 2; radix <= 36; ++radix) {
+        const size_t chunkDigits = RadixTable[static_cast<size_t>(radix)].digitsPerChunk;
+        for (const size_t leaf : {ReadLeafChunks, WriteLeafChunks}) {
+            for (const size_t chunks :
+                 {leaf - 1, leaf, leaf + 1, 2 * leaf, 2 * leaf + 1, 5 * leaf, 9 * leaf + 1}) {
+                for (const size_t count :
+                     {chunks * chunkDigits - 1, chunks * chunkDigits, chunks * chunkDigits + 1}) {
+                    SCOPED_TRACE(testing::Message() << count << " digits in radix " << radix);
+                    const Digits digits = randomDigits(naturals, count, radix);
+                    EXPECT_EQ(printed(parsed(digits, radix), radix), digits);
+                }
+            }
+            const Digits digits = randomDigits(naturals, 5 * leaf * chunkDigits, radix);
+            EXPECT_EQ(parsed(digits, radix), plainlyParsed(digits, radix));
         }
     }
 }

@@ -5,16 +5,21 @@
 #include <cstddef>
 
 #include <qx/math/detail/Limbs.h>
+#include <qx/math/detail/Reciprocal.h>
 
 namespace qx::math::detail {
 
-/// What the conversions know of a radix. A chunk is as many digits as fit into a limb.
+/// What the conversions know of a radix. A chunk is as many digits as surely fit into a limb.
 struct RadixConstants {
+    Limb radix = 0;
     /// Bits of a digit where the radix is a power of two, else 0.
     unsigned bitsPerDigit = 0;
     unsigned digitsPerChunk = 0;
     /// radix^digitsPerChunk, less than 2^64.
     Limb chunk = 0;
+    /// Leading zeros of chunk, and the reciprocal of chunk without them.
+    unsigned chunkShift = 0;
+    Limb chunkInverse = 0;
     /// log2 of the radix in units of 2^-32, rounded down.
     uint64_t log2 = 0;
 };
@@ -39,6 +44,7 @@ inline constexpr auto RadixTable = [] {
     std::array<RadixConstants, 37> table{};
     for (unsigned radix = 2; radix < table.size(); ++radix) {
         RadixConstants& constants = table[radix];
+        constants.radix = radix;
         constants.log2 = fixedLog2(radix);
         if (std::has_single_bit(radix))
             constants.bitsPerDigit = static_cast<unsigned>(std::countr_zero(radix));
@@ -46,12 +52,20 @@ inline constexpr auto RadixTable = [] {
         for (; power * radix >> LimbBits == 0; power *= radix)
             ++constants.digitsPerChunk;
         constants.chunk = static_cast<Limb>(power);
+        constants.chunkShift = static_cast<unsigned>(std::countl_zero(constants.chunk));
+        constants.chunkInverse = reciprocal(constants.chunk << constants.chunkShift);
     }
     return table;
 }();
 
 inline const RadixConstants& radixConstants(int radix) noexcept {
     return RadixTable[static_cast<size_t>(radix)];
+}
+
+/// Chunks that @p limbs limbs may take.
+inline size_t chunksForLimbs(size_t limbs, const RadixConstants& constants) noexcept {
+    const DoubleLimb bits = DoubleLimb{limbs} * LimbBits << 32;
+    return static_cast<size_t>(bits / (constants.digitsPerChunk * constants.log2)) + 1;
 }
 
 } // namespace qx::math::detail

@@ -7,7 +7,7 @@
 namespace qx::math::detail {
 
 /// floor((2^128 - 1) / d) - 2^64 of a divisor with its top bit set.
-inline Limb reciprocal(Limb d) noexcept {
+constexpr Limb reciprocal(Limb d) noexcept {
     return static_cast<Limb>((DoubleLimb{~d} << LimbBits | ~Limb{0}) / d);
 }
 

@@ -1,0 +1,88 @@
+#include <algorithm>
+
+#include <qx/math/detail/DigitBits.h>
+#include <qx/math/detail/DigitGroups.h>
+#include <qx/math/detail/Multiply.h>
+#include <qx/math/detail/Radix.h>
+#include <qx/math/detail/RadixPowers.h>
+#include <qx/math/detail/Scratch.h>
+#include <qx/math/detail/Thresholds.h>
+
+namespace qx::math::detail {
+
+namespace {
+
+/// Scratch on the stack: enough for some 2,000 decimal digits.
+constexpr size_t InlineLimbs = 256;
+
+/// Appends chunk by chunk: quadratic. Returns the normalized length.
+size_t readChunks(Limb* r, const uint8_t* digits, size_t count,
+                  const RadixConstants& constants) noexcept {
+    size_t n = 0;
+    size_t chunkDigits = (count - 1) % constants.digitsPerChunk + 1;
+    for (const uint8_t* const end = digits + count; digits < end;
+         digits += chunkDigits, chunkDigits = constants.digitsPerChunk) {
+        // For n = 0 the sum hands the chunk over as its carry.
+        Limb top = multiplyLimb(r, r, n, constants.chunk);
+        top += addLimb(r, r, n, valueOfDigits(digits, chunkDigits, constants.radix));
+        r[n] = top;
+        n += top != 0;
+    }
+    return n;
+}
+
+/// Reads the two halves of the digits and joins them by a multiplication by a power of the radix.
+class DigitReader {
+public:
+    DigitReader(const RadixConstants& constants, const RadixPowers& powers) noexcept
+        : m_constants(constants), m_powers(powers) {}
+
+    /// @param level the first at which the digits may be cut
+    /// @param scratch as much as the powers from that level on
+    size_t read(Limb* r, const uint8_t* digits, size_t count, size_t level, Limb* scratch) const {
+        if (level == m_powers.levels())
+            return readChunks(r, digits, count, m_constants);
+        const RadixPower& power = m_powers[level];
+        const size_t lowCount = power.chunks * m_constants.digitsPerChunk;
+        if (count <= lowCount)
+            return read(r, digits, count, level + 1, scratch);
+
+        Limb* const part = scratch;
+        scratch += power.chunks;
+        const size_t highCount = count - lowCount;
+        const size_t highLength = read(part, digits, highCount, level + 1, scratch);
+        digits += highCount;
+        if (highLength == 0)
+            return read(r, digits, lowCount, level + 1, scratch);
+        std::fill_n(r, power.zeros, Limb{0});
+        multiply(r + power.zeros, part, highLength, power.limbs, power.length);
+        const size_t n = normalizedLength(r, power.zeros + highLength + power.length);
+        const size_t lowLength = read(part, digits, lowCount, level + 1, scratch);
+        const Limb carry = add(r, r, part, lowLength);
+        addLimb(r + lowLength, r + lowLength, n - lowLength, carry);
+        return n;
+    }
+
+private:
+    const RadixConstants& m_constants;
+    const RadixPowers& m_powers;
+};
+
+} // namespace
+
+size_t fromDigits(Limb* r, const uint8_t* digits, size_t count, int radix) {
+    if (count == 0)
+        return 0;
+    const RadixConstants& constants = radixConstants(radix);
+    if (constants.bitsPerDigit != 0)
+        return fromBitDigits(r, digits, count, constants.bitsPerDigit);
+    const size_t chunks = (count + constants.digitsPerChunk - 1) / constants.digitsPerChunk;
+    if (chunks <= ReadLeafChunks)
+        return readChunks(r, digits, count, constants);
+    RadixPowers powers(chunks, ReadLeafChunks, constants);
+    Scratch<InlineLimbs> scratch(2 * powers.storage());
+    powers.compute(scratch.take(powers.storage()));
+    return DigitReader(constants, powers).read(r, digits, count, 0, scratch.take(powers.storage()));
+}
+
+} // namespace qx::math::detail

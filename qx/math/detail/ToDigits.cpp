@@ -1,0 +1,147 @@
+#include <algorithm>
+#include <array>
+#include <bit>
+
+#include <qx/math/detail/DigitBits.h>
+#include <qx/math/detail/DigitGroups.h>
+#include <qx/math/detail/DivideNormalized.h>
+#include <qx/math/detail/Radix.h>
+#include <qx/math/detail/RadixPowers.h>
+#include <qx/math/detail/Scratch.h>
+#include <qx/math/detail/Thresholds.h>
+
+namespace qx::math::detail {
+
+namespace {
+
+/// Scratch on the stack: enough for some 1,000 decimal digits.
+constexpr size_t InlineLimbs = 256;
+
+/// Divides a by a chunk @p Times times, with the remainders in order. Every division follows the
+/// one before at a distance of one limb, so that the processor works on all of them at once, which
+/// hides most of their latency.
+template <size_t Times>
+std::array<Limb, Times> divideByChunk(Limb* a, size_t n, const RadixConstants& constants) noexcept {
+    const unsigned shift = constants.chunkShift;
+    const Limb divisor = constants.chunk << shift;
+    std::array<Limb, Times> remainders{};
+    while (n-- > 0) {
+        Limb limb = a[n];
+        for (Limb& remainder : remainders) {
+            remainder |= limb >> 1 >> (LimbBits - 1 - shift);
+            limb = divideTwo(remainder, limb << shift, divisor, constants.chunkInverse);
+        }
+        a[n] = limb;
+    }
+    for (Limb& remainder : remainders)
+        remainder >>= shift;
+    return remainders;
+}
+
+/// Writes @p chunks chunks of digits of a: quadratic. a is lost.
+void writeChunks(uint8_t* digits, size_t chunks, Limb* a, size_t n,
+                 const RadixConstants& constants) noexcept {
+    constexpr size_t Times = 4;
+    uint8_t* next = digits + chunks * constants.digitsPerChunk;
+    const auto write = [&](Limb chunk) {
+        next -= constants.digitsPerChunk;
+        writeChunk(next, chunk, constants);
+    };
+    for (; chunks >= Times && n > 1; chunks -= Times) {
+        for (const Limb chunk : divideByChunk<Times>(a, n, constants))
+            write(chunk);
+        n = normalizedLength(a, n);
+    }
+    for (; n > 0 && chunks > 0; --chunks) {
+        write(divideByChunk<1>(a, n, constants)[0]);
+        n = normalizedLength(a, n);
+    }
+    std::fill(digits, next, uint8_t{0});
+}
+
+/// Cuts a number in two by a division by a power of the radix, and the parts again.
+class DigitWriter {
+public:
+    DigitWriter(const RadixConstants& constants, const RadixPowers& powers) noexcept
+        : m_constants(constants), m_powers(powers) {}
+
+    /// Limbs of scratch for write.
+    static size_t scratch(const RadixPowers& powers) noexcept {
+        size_t limbs = powers.levels() ? powers[0].chunks : 0;
+        for (size_t level = 0; level < powers.levels(); ++level)
+            limbs += powers[level].chunks + QuotientSlack;
+        return limbs;
+    }
+
+    /// Writes @p chunks chunks of digits of a, which is normalized. a is lost and has room for a
+    /// limb more.
+    /// @param level the first at which a may be cut
+    void write(uint8_t* digits, size_t chunks, Limb* a, size_t n, size_t level,
+               Limb* scratch) const {
+        if (level == m_powers.levels())
+            return writeChunks(digits, chunks, a, n, m_constants);
+        const RadixPower& power = m_powers[level];
+        if (chunks <= power.chunks)
+            return write(digits, chunks, a, n, level + 1, scratch);
+
+        const size_t highChunks = chunks - power.chunks;
+        uint8_t* const lowDigits = digits + highChunks * m_constants.digitsPerChunk;
+        if (n < power.zeros + power.length) {
+            std::fill(digits, lowDigits, uint8_t{0});
+            return write(lowDigits, power.chunks, a, n, level + 1, scratch);
+        }
+        // The zero limbs of the power leave these limbs of a as they are.
+        Limb* const dividend = a + power.zeros;
+        n -= power.zeros;
+        dividend[n] = power.shift == 0 ? 0 : shiftLeft(dividend, dividend, n, power.shift);
+        ++n;
+        Limb* const quotient = scratch;
+        const size_t quotientLength = n - power.length;
+        scratch += quotientLength + 1;
+        divideNormalized(
+            quotient, dividend, n, power.limbs, power.length,
+            TwoLimbDivisor(power.limbs[power.length - 1], power.limbs[power.length - 2]), scratch);
+        if (power.shift != 0)
+            shiftRight(dividend, dividend, power.length, power.shift);
+        write(digits, highChunks, quotient, normalizedLength(quotient, quotientLength), level + 1,
+              scratch);
+        write(lowDigits, power.chunks, a, normalizedLength(a, power.zeros + power.length),
+              level + 1, scratch);
+    }
+
+private:
+    /// A part has as many limbs as chunks at most. Its quotient has those of the upper chunks, up
+    /// to two for the cuts inside of limbs, one from the shift, and room for one more.
+    static constexpr size_t QuotientSlack = 4;
+
+    const RadixConstants& m_constants;
+    const RadixPowers& m_powers;
+};
+
+} // namespace
+
+size_t toDigits(uint8_t* digits, const Limb* a, size_t n, int radix) {
+    n = normalizedLength(a, n);
+    if (n == 0)
+        return 0;
+    const RadixConstants& constants = radixConstants(radix);
+    if (constants.bitsPerDigit != 0)
+        return toBitDigits(digits, a, n, constants.bitsPerDigit);
+
+    const size_t chunks = chunksForLimbs(n, constants);
+    RadixPowers powers(chunks, WriteLeafChunks, constants);
+    const size_t writerScratch = DigitWriter::scratch(powers);
+    Scratch<InlineLimbs> scratch(n + 1 + powers.storage() + writerScratch);
+    powers.compute(scratch.take(powers.storage()));
+    powers.normalize();
+    Limb* const number = scratch.take(n + 1);
+    std::copy_n(a, n, number);
+    DigitWriter(constants, powers).write(digits, chunks, number, n, 0, scratch.take(writerScratch));
+
+    uint8_t* const end = digits + chunks * constants.digitsPerChunk;
+    uint8_t* const first = std::find_if(digits, end, [](uint8_t digit) { return digit != 0; });
+    std::copy(first, end, digits);
+    return static_cast<size_t>(end - first);
+}
+
+} // namespace qx::math::detail
