@@ -23,7 +23,7 @@ struct NttPlan {
 bool nttApplies(size_t an, size_t bn) noexcept;
 NttPlan nttPlan(size_t an, size_t bn) noexcept;
 /// Scratch, in limbs, that a plan needs.
-size_t nttScratch(const NttPlan& plan) noexcept;
+QX_API size_t nttScratch(const NttPlan& plan) noexcept;
 
 /// r[an + bn] = a * b with nttScratch limbs of scratch. a and b may be the same array, which
 /// saves a third of the work.

@@ -61,8 +61,17 @@ MontgomeryResidues::MontgomeryResidues(const Limb* m, size_t n, Limb* inverse,
 size_t MontgomeryResidues::inverseLimbs(size_t n) noexcept { return reducesByRows(n) ? 1 : n; }
 
 size_t MontgomeryResidues::scratchLimbs(size_t n) noexcept {
-    // A product; where the reduction is by products, two more.
-    return (reducesByRows(n) ? 2 : 6) * n + std::max(multiplyScratch(n, n), squareScratch(n));
+    const size_t product = std::max(multiplyScratch(n, n), squareScratch(n));
+    if (reducesByRows(n))
+        return 2 * n + product;
+    // Three products at once in a reduction, and what invert takes.
+    size_t limbs = 6 * n + product;
+    for (size_t k = 1; k < n; k *= 2) {
+        const size_t next = std::min(2 * k, n);
+        limbs = std::max(
+            {limbs, 5 * k + multiplyScratch(next, k), 5 * k + multiplyScratch(k, next - k)});
+    }
+    return limbs;
 }
 
 // Newton's iteration x = x * (2 - m * x) doubles the limbs that are right.
