@@ -51,6 +51,9 @@
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
 #include <qx/core/Unknown.h>
+#include <qx/exec/CallableRunnable.h>
+#include <qx/exec/IRunnable.h>
+#include <qx/exec/Thread.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -100,6 +103,7 @@
 #include <qx/platform/stdio.h>
 #include <qx/platform/sync.h>
 #include <qx/platform/text.h>
+#include <qx/platform/thread.h>
 #include <qx/platform/types.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>

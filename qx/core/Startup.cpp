@@ -20,6 +20,8 @@
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/LibraryIdentity.h>
+#include <qx/exec/IRunnable.h>
+#include <qx/exec/Thread.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -152,6 +154,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<util::RWCharBuffer>(u"CQXRWCharBuffer"),
         creatable<sync::ReaderWriterLock>(u"CQXRWLock"),
         known<io::Reader>(u"CQXReader"),
+        known<exec::IRunnable>(u"CQXRunnable"),
         creatable<sync::Semaphore>(u"CQXSemaphore"),
         known<components::Set>(u"CQXSet"),
         known<SignedInteger>(u"CQXSignedInteger"),
@@ -160,6 +163,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<String>(u"CQXString"),
         creatable<io::StringWriter>(u"CQXStringWriter"),
         known<sync::Object>(u"CQXSyncObject"),
+        known<exec::Thread>(u"CQXThread"),
         known<UInteger16>(u"CQXUInteger16"),
         known<UInteger32>(u"CQXUInteger32"),
         known<UInteger64>(u"CQXUInteger64"),

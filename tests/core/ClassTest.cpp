@@ -85,8 +85,9 @@ TEST(Class, EveryCreatorMakesItsOwnClass) {
 
 TEST(Class, RefusesInstancesOfClassesWithoutCreator) {
     for (const char16_t* name :
-         {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"qx::MathErrorException",
-          u"CQXByteToCharConverter", u"CQXList", u"CQXComparator", u"CQXConstListIterator"})
+         {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread",
+          u"CQXRunnable", u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList",
+          u"CQXComparator", u"CQXConstListIterator"})
         EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
 }
 

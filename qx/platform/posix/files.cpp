@@ -17,6 +17,7 @@
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
 #include "qx/platform/posix/random.h"
+#include "qx/platform/posix/utf8.h"
 
 using namespace qx;
 using namespace qx::platform;
@@ -97,15 +98,6 @@ int32_t clampToInt32(int64_t value) noexcept {
 
 /// The last segment of @p path.
 std::string_view nameOf(std::string_view path) noexcept { return path.substr(path.rfind('/') + 1); }
-
-/// @p name cut to at most @p length bytes, not inside a character of UTF-8.
-std::string_view cutName(std::string_view name, size_t length) noexcept {
-    if (name.size() <= length)
-        return name;
-    while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
-        --length;
-    return name.substr(0, length);
-}
 
 } // namespace
 
@@ -264,7 +256,7 @@ int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXH
     constexpr size_t Additions = 1 + 1 + 16 + 4;
     PathText aside;
     aside.append(native.view().substr(0, native.view().size() - name.size()));
-    if (!aside.append(".") || !aside.append(cutName(name, NAME_MAX - Additions)))
+    if (!aside.append(".") || !aside.append(cutUtf8(name, NAME_MAX - Additions)))
         return NameTooLong;
     const size_t stemLength = aside.view().size();
     constexpr int Attempts = 16; // chance alone never needs a second one
