@@ -1,0 +1,63 @@
+#pragma once
+
+#include <type_traits>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+
+// The step between the typed elements of a facade and the component objects in what it wraps.
+
+namespace qx::collections {
+
+/// The element as collections of component objects take it; null stays null.
+template <class T>
+IQXUnknown* unknownOf(T* element) {
+    static_assert(std::is_base_of_v<Object, T>, "elements are objects");
+    return element ? element->GetUnknown() : nullptr;
+}
+template <class T>
+const IQXUnknown* unknownOf(const T* element) {
+    static_assert(std::is_base_of_v<Object, T>, "elements are objects");
+    return element ? element->GetUnknown() : nullptr;
+}
+
+/// The element as a @p T; null stays null.
+/// @throws CastFailedException when it is something else
+template <class T>
+Reference<T> elementAs(Reference<IQXUnknown> element) {
+    if (!element)
+        return nullptr;
+    auto* const typed = dynamic_cast<T*>(element.get());
+    if (!typed)
+        throw CastFailedException();
+    // The reference is to the same object, whichever of its interfaces it was counted through.
+    static_cast<void>(element.detach());
+    return Reference<T>::attach(typed);
+}
+
+/// What a facade wraps, which must not be null.
+/// @throws ResultException with result::NullPointer
+template <class Interface>
+Interface* requireWrapped(Interface* wrapped) {
+    if (!wrapped)
+        throwResult(result::NullPointer, u"nothing to wrap");
+    return wrapped;
+}
+
+/// The object that a facade stands for in comparisons: what it wraps when @p other is a @p Facade,
+/// else @p other itself.
+/// @throws CastFailedException when what it wraps is not an Object
+template <class Facade>
+const Object& unwrapped(const Object& other) {
+    const auto* const facade = dynamic_cast<const Facade*>(&other);
+    if (!facade)
+        return other;
+    const auto* const object = dynamic_cast<const Object*>(facade->getWrapped());
+    if (!object)
+        throw CastFailedException();
+    return *object;
+}
+
+} // namespace qx::collections

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
+#include <qx/collections/Collection.h>
+#include <qx/collections/Set.h>
+#include <qx/collections/pcom/Map.h>
+#include <qx/collections/pcom/MapEntry.h>
+
+namespace qx::collections {
+
+/// A walk over the entries of a map as pairs of key and value. It holds the map; what is done to
+/// the map meanwhile is noticed as by the map's own iterators.
+template <class K, class V>
+class EntryIterator : public Object {
+public:
+    explicit EntryIterator(const pcom::Map& map)
+        : m_entries(map.createEntrySet()->createConstIterator()) {}
+
+    bool hasNext() const { return m_entries->hasNext(); }
+    std::pair<Reference<K>, Reference<V>> next() {
+        const Reference<IQXUnknown> element = m_entries->next();
+        const auto* const entry = dynamic_cast<const pcom::MapEntry*>(element.get());
+        if (!entry)
+            throw CastFailedException();
+        return {elementAs<K>(entry->getKey()), elementAs<V>(entry->getValue())};
+    }
+
+private:
+    const Reference<pcom::ConstIterator> m_entries;
+};
+
+/// A map of component objects seen as one from keys of type @p K to values of type @p V, classes
+/// derived from Object. The facade and what it wraps are one map.
+///
+/// Each operation is that of the wrapped map and throws what it throws. A key or value of another
+/// type raises CastFailedException when it is asked for. A facade compares as what it wraps, with
+/// another facade or with a map of component objects.
+///
+/// An input range of its entries:
+///
+///     for (const auto& [key, value] : map)
+template <class K, class V>
+class Map : public Object {
+public:
+    /// @param wrapped  not null; kept by a reference
+    /// @throws ResultException with result::NullPointer
+    explicit Map(pcom::Map* wrapped) : m_wrapped(requireWrapped(wrapped)) {}
+
+    int compareTo(const Object& other) const override {
+        return m_wrapped->compareTo(unwrapped<Map>(other));
+    }
+    bool equals(const Object& other) const override {
+        return m_wrapped->equals(unwrapped<Map>(other));
+    }
+    uint32_t hashCode() const override { return m_wrapped->hashCode(); }
+
+    void clear() { m_wrapped->clear(); }
+    bool containsKey(const K* key) const { return m_wrapped->containsKey(unknownOf(key)); }
+    bool containsValue(const V* value) const { return m_wrapped->containsValue(unknownOf(value)); }
+    /// Live views of the keys and of the values.
+    Reference<Set<K>> createKeySet() { return makeReference<Set<K>>(m_wrapped->createKeySet()); }
+    Reference<const Set<K>> createKeySet() const {
+        return makeReference<Set<K>>(m_wrapped->createKeySet());
+    }
+    Reference<Collection<V>> createValueCollection() {
+        return makeReference<Collection<V>>(m_wrapped->createValueCollection());
+    }
+    Reference<const Collection<V>> createValueCollection() const {
+        return makeReference<Collection<V>>(m_wrapped->createValueCollection());
+    }
+    /// The value of @p key; null for an absent key and for a key with a null value.
+    Reference<V> get(const K* key) const { return elementAs<V>(m_wrapped->get(unknownOf(key))); }
+    int getSize() const { return m_wrapped->getSize(); }
+    bool isEmpty() const { return getSize() == 0; }
+    /// Lets @p key lead to @p value and returns the previous value, null for a new key.
+    Reference<V> put(K* key, V* value) {
+        return elementAs<V>(m_wrapped->put(unknownOf(key), unknownOf(value)));
+    }
+    void putAll(const Map& other) { m_wrapped->putAll(*other.m_wrapped); }
+    /// Removes @p key and returns its value; null for an absent key.
+    Reference<V> remove(const K* key) { return elementAs<V>(m_wrapped->remove(unknownOf(key))); }
+
+    pcom::Map* getWrapped() const noexcept { return m_wrapped; }
+
+    InputIterator<EntryIterator<K, V>> begin() const {
+        return InputIterator<EntryIterator<K, V>>(makeReference<EntryIterator<K, V>>(*m_wrapped));
+    }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
+private:
+    const Reference<pcom::Map> m_wrapped;
+};
+
+} // namespace qx::collections
