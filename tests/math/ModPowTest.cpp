@@ -80,7 +80,7 @@ TEST_P(ModPowWith, AgreesWithThePlainModel) {
         for (size_t en = 0; en <= 2; ++en) {
             for (size_t bn : {size_t{0}, size_t{1}, mn, mn + 1, 2 * mn + 1}) {
                 Natural m = naturals(mn);
-                for (Limb odd : {1, 0}) {
+                for (const Limb odd : {Limb{1}, Limb{0}}) {
                     m[0] = (m[0] & ~Limb{1}) | odd;
                     if (m.back() == 0)
                         m.back() = 2;
@@ -105,7 +105,7 @@ TEST_P(ModPowWith, SmallExponentsAroundTheWindows) {
         expected = remainder(multiplyAdd(expected, base, {}), m);
     }
     // One bit, all bits, and runs of zeros longer than a window.
-    for (size_t bit : {63, 64, 200, 1000}) {
+    for (const size_t bit : std::initializer_list<size_t>{63, 64, 200, 1000}) {
         Natural single(bit / 64 + 1);
         single.back() = Limb{1} << bit % 64;
         EXPECT_EQ(power(base, single, m), plainPower(base, single, m)) << bit;
@@ -118,7 +118,7 @@ TEST_P(ModPowWith, SmallExponentsAroundTheWindows) {
 
 TEST_P(ModPowWith, FermatsTheorem) {
     Naturals naturals(3);
-    for (size_t bits : {61, 127, 521, 1279, 4423}) {
+    for (const size_t bits : std::initializer_list<size_t>{61, 127, 521, 1279, 4423}) {
         const Natural prime = mersenne(bits);
         const Natural base = naturals(prime.size());
         EXPECT_EQ(power(base, difference(prime, {1}), prime), Natural{1}) << bits;
@@ -140,7 +140,7 @@ TEST(ModPow, EdgeValues) {
 
 TEST(ModPow, EachAllocationMayFail) {
     Naturals naturals(4);
-    for (Limb odd : {1, 0}) {
+    for (const Limb odd : {Limb{1}, Limb{0}}) {
         Natural base = naturals(320), m = naturals(300);
         m[0] = (m[0] & ~Limb{1}) | odd;
         const Natural exponent = {29};

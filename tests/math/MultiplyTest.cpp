@@ -112,14 +112,14 @@ TEST_P(MultiplyBy, EveryPairOfSmallLengths) {
 
 TEST_P(MultiplyBy, LopsidedLengths) {
     Naturals naturals(2);
-    for (size_t bn : {1, 2, 3, 8, 33}) {
+    for (const size_t bn : std::initializer_list<size_t>{1, 2, 3, 8, 33}) {
         for (size_t an : {bn * 8, bn * 8 + 1, bn * 17 - 1, bn * 24, size_t{700}})
             expectMultiplies(naturals(an), naturals(bn));
     }
 }
 
 TEST_P(MultiplyBy, ShapesWithLongCarries) {
-    for (size_t n : {5, 16, 31, 48, 64, 99}) {
+    for (const size_t n : std::initializer_list<size_t>{5, 16, 31, 48, 64, 99}) {
         const Natural ones(n, ~Limb{0});
         expectSquares(ones);
         expectMultiplies(ones, Natural(n / 2 + 1, ~Limb{0}));
@@ -143,7 +143,7 @@ TEST_P(MultiplyBy, ShapesWithLongCarries) {
 TEST_P(MultiplyBy, OneOperandWithinTheOther) {
     Naturals naturals(3);
     const Natural a = naturals(90);
-    for (size_t bn : {1, 7, 30, 45}) {
+    for (const size_t bn : std::initializer_list<size_t>{1, 7, 30, 45}) {
         for (size_t at : {size_t{0}, bn, a.size() - bn}) {
             const Natural b(a.begin() + static_cast<ptrdiff_t>(at),
                             a.begin() + static_cast<ptrdiff_t>(at + bn));
@@ -239,7 +239,7 @@ TEST_P(MultiplyWith, LongOperandsModuloAPrime) {
         Natural q(a.size());
         return divideLimb(q.data(), a.data(), a.size(), Prime);
     };
-    for (size_t an : {20000, 100000}) {
+    for (const size_t an : std::initializer_list<size_t>{20000, 100000}) {
         for (size_t bn : {an, an - 1, an / 3, an / 30}) {
             const Natural a = naturals(an), b = naturals(bn);
             const Natural expected = multiplyAdd({remainder(a)}, {remainder(b)}, {});
@@ -250,7 +250,7 @@ TEST_P(MultiplyWith, LongOperandsModuloAPrime) {
 
 TEST(Multiply, LeavesTheResultAloneWhenThereIsNoMemory) {
     Naturals naturals(7);
-    for (size_t n : {400, 1500}) {
+    for (const size_t n : std::initializer_list<size_t>{400, 1500}) {
         const Natural a = naturals(n), b = naturals(n);
         const Natural untouched(2 * n, Guard);
         Natural r = untouched;
