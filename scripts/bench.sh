@@ -23,6 +23,12 @@ for program in "${programs[@]}"; do
         --benchmark_report_aggregates_only=true \
         --benchmark_out_format=json --benchmark_out="$results/$program.json" >/dev/null
 done
+if [[ " ${programs[*]} " == *" BigIntegerBench "* ]]; then
+    echo "== bigints.py" >&2
+    python3 bench/bigints.py >"$results/BigIntegerBench.python.json"
+    python3 scripts/bench-plot.py "decimal digits" "$results"/BigIntegerBench.*json \
+        >bench/BigIntegerBench.svg
+fi
 {
     python3 scripts/bench-results.py "$results"/*.json
     printf '\n## qxconv\n\nMade by `bench/qxconv.sh`: a file of 256 MiB from UTF-8 to UTF-16LE.\n\n'
