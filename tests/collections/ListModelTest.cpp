@@ -17,7 +17,7 @@ TYPED_TEST_SUITE(ListModel, Lists);
 
 TYPED_TEST(ListModel, RandomOperationsGoAsOnAVector) {
     std::minstd_rand random(2026);
-    for (int round = 0; round < 1000; ++round) {
+    for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);
         std::vector<uint8_t> bytes(400);
         for (uint8_t& byte : bytes)
