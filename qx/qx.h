@@ -4,10 +4,16 @@
 /// @file
 /// Every public header of the library, for programs that do not mind the compile time.
 
+#include <qx/collections/Collection.h>
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
+#include <qx/collections/Element.h>
 #include <qx/collections/IComparator.h>
 #include <qx/collections/InputIterator.h>
+#include <qx/collections/List.h>
+#include <qx/collections/Map.h>
+#include <qx/collections/Set.h>
+#include <qx/collections/TypedIterator.h>
 #include <qx/collections/pcom/AbstractCollection.h>
 #include <qx/collections/pcom/AbstractList.h>
 #include <qx/collections/pcom/ArrayList.h>
