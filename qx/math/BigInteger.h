@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -146,25 +147,29 @@ public:
 
     friend BigInteger operator-(BigInteger value) noexcept { return std::move(value.negate()); }
     friend BigInteger operator+(IntegerView left, IntegerView right) { return sum(left, right); }
-    friend BigInteger operator+(BigInteger&& left, IntegerView right) {
+    template <std::same_as<BigInteger> T>
+    friend BigInteger operator+(T&& left, IntegerView right) {
         return std::move(left.add(right));
     }
     friend BigInteger operator-(IntegerView left, IntegerView right) {
         return sum(left, right.negated());
     }
-    friend BigInteger operator-(BigInteger&& left, IntegerView right) {
+    template <std::same_as<BigInteger> T>
+    friend BigInteger operator-(T&& left, IntegerView right) {
         return std::move(left.subtract(right));
     }
     friend BigInteger operator*(IntegerView left, IntegerView right) {
         return product(left, right);
     }
-    friend BigInteger operator*(BigInteger&& left, IntegerView right) {
+    template <std::same_as<BigInteger> T>
+    friend BigInteger operator*(T&& left, IntegerView right) {
         return std::move(left.multiply(right));
     }
     friend BigInteger operator/(IntegerView left, IntegerView right) {
         return quotient(left, right);
     }
-    friend BigInteger operator/(BigInteger&& left, IntegerView right) {
+    template <std::same_as<BigInteger> T>
+    friend BigInteger operator/(T&& left, IntegerView right) {
         return std::move(left /= right);
     }
     friend BigInteger operator%(IntegerView left, IntegerView right) { return modulo(left, right); }
