@@ -1,0 +1,88 @@
+#include "Options.h"
+
+#include <string>
+#include <string_view>
+
+const char HelpText[] =
+    R"(usage: qxcalc [-s SCALE] [-i RADIX] [-o RADIX] [EXPRESSION...]
+
+Evaluates expressions with integers and decimals of any size and prints each result on a line.
+Without expressions, standard input is read line by line.
+
+  -s SCALE  digits behind the point of quotients and roots (default: 20)
+  -i RADIX  radix of the numbers that are read, 2 to 36 (default: 10)
+  -o RADIX  radix of the results, 2 to 36 (default: 10)
+  --help    show this text
+
+An expression has + - * / % ^ ( ) and numbers, whose digits above 9 are upper-case letters.
++ - * are exact, / rounds half away from zero, % is the remainder that is not negative, ^ takes
+an integer and binds from right to left. The functions are:
+
+  div(a,b)       quotient of integers, cut off
+  gcd(a,b)       greatest common divisor
+  modpow(a,e,m)  a to the power of e modulo m
+  modinv(a,m)    inverse of a modulo m
+  sqrt(x)        square root
+  pi(n)          pi with n digits behind the point
+
+The statements scale=N, ibase=N and obase=N, in decimal, change the settings. A semicolon
+separates statements, # begins a comment.
+Exit status: 0 done, 1 a statement has failed, 2 usage.
+)";
+
+namespace {
+
+struct ValueOption {
+    std::string_view name;
+    std::u16string_view setting;
+};
+
+constexpr ValueOption ValueOptions[] = {{"-s", u"scale"}, {"-i", u"ibase"}, {"-o", u"obase"}};
+
+UsageFailure usage(const qx::String& message) { return {message + u" (qxcalc --help tells more)"}; }
+
+/// "-5+3", "-.5", "-(1)" and "-gcd(4,6)" are expressions.
+bool isExpression(std::string_view argument) {
+    return argument.size() < 2 || argument[0] != '-' ||
+           std::string_view("0123456789.(").find(argument[1]) != std::string_view::npos ||
+           argument.find('(') != std::string_view::npos;
+}
+
+/// Reads "-s 5" and "-s5"; false for another argument. @p next moves on when it takes it.
+bool readValue(std::string_view argument, char**& next, Settings& settings) {
+    for (const ValueOption& option : ValueOptions) {
+        if (!argument.starts_with(option.name))
+            continue;
+        std::string_view value = argument.substr(option.name.size());
+        if (value.empty()) {
+            if (*next == nullptr)
+                throw usage(qx::String::format(u"option {0} needs a value",
+                                               qx::String::fromUtf8(option.name)));
+            value = *next++;
+        }
+        const Setting& setting = *findSetting(option.setting);
+        if (!assign(settings, setting, qx::String::fromUtf8(value).view()))
+            throw usage(qx::String::fromUtf8(option.name) + u": " + rangeText(setting));
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+Options parseOptions(int argc, char** argv) {
+    Options options;
+    bool optionsEnded = false;
+    for (char** next = argv + (argc > 0 ? 1 : 0); *next != nullptr;) {
+        const std::string_view argument = *next++;
+        if (optionsEnded || isExpression(argument))
+            options.lines.push_back(qx::String::fromUtf8(argument));
+        else if (argument == "--")
+            optionsEnded = true;
+        else if (argument == "--help")
+            options.showHelp = true;
+        else if (!readValue(argument, next, options.settings))
+            throw usage(u"unknown option " + qx::String::fromUtf8(argument));
+    }
+    return options;
+}
