@@ -35,6 +35,8 @@ BigInteger::BigInteger(Room room) {
     constexpr size_t MaxLimbs = std::numeric_limits<int32_t>::max() / LimbBytes;
     if (room.limbs > MaxLimbs)
         detail::throwTooLarge();
+    if (room.limbs == 0)
+        return;
     m_data = std::make_unique_for_overwrite<uint64_t[]>(room.limbs);
     m_capacity = static_cast<int32_t>(room.limbs) * LimbBytes;
 }
@@ -165,11 +167,12 @@ BigDecimal BigInteger::toBigDecimal() const { return BigDecimal(*this, 0); }
 size_t
 std::hash<qx::math::BigInteger>::operator()(const qx::math::BigInteger& number) const noexcept {
     const qx::math::IntegerView view(number);
-    uint64_t mixed = view.isNegative() ? 1 : 0;
+    uint64_t mixed = 2 * view.length() + (view.isNegative() ? 1 : 0);
     for (size_t i = 0; i < view.length(); ++i) {
-        // Odd multiplier with bits all over; the shift brings the high bits down.
-        mixed = (mixed ^ view.limbs()[i]) * 0x9E3779B97F4A7C15u;
-        mixed ^= mixed >> 32;
+        // Both halves of the product with a multiplier whose bits lie all over.
+        const auto product =
+            qx::math::detail::DoubleLimb{mixed ^ view.limbs()[i]} * 0x9E3779B97F4A7C15u;
+        mixed = static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
     }
     return static_cast<size_t>(mixed);
 }

@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <limits>
 #include <sstream>
@@ -37,8 +38,8 @@ class BoxedNumbers : public testing::Test {
 public:
     using Plain = typename Boxed::ValueType;
     using Limits = std::numeric_limits<Plain>;
-    static constexpr Plain Samples[] = {Limits::lowest(), static_cast<Plain>(-1), 0, 1, 100,
-                                        Limits::max()};
+    static constexpr std::array<Plain, 6> Samples{
+        Limits::lowest(), static_cast<Plain>(-1), 0, 1, 100, Limits::max()};
 };
 
 using BoxedTypes = testing::Types<Integer8, Integer16, Integer32, Integer64, UInteger8, UInteger16,

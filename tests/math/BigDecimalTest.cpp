@@ -1,0 +1,206 @@
+#include <cmath>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Float.h>
+#include <qx/core/Integer.h>
+#include <qx/core/Reference.h>
+#include <qx/math/BigDecimal.h>
+
+using namespace qx;
+using math::BigDecimal;
+using math::BigInteger;
+
+namespace {
+
+BigDecimal scaled(int64_t unscaled, int scale) { return {BigInteger(unscaled), scale}; }
+
+} // namespace
+
+TEST(BigDecimal, ReadsTextUpToTheFirstPoint) {
+    const struct {
+        const char16_t* text;
+        int64_t unscaled;
+        int scale;
+        const char16_t* printed;
+    } rows[] = {
+        {u"1.2500", 125, 2, u"1.25"},  {u"0.000", 0, 1, u"0.0"},
+        {u"12.", 12, 0, u"12"},        {u"12", 12, 0, u"12"},
+        {u"1200", 1200, 0, u"1200"},   {u"-.5", -5, 1, u"-0.5"},
+        {u"-0.0", 0, 1, u"0.0"},       {u"10.050", 1005, 2, u"10.05"},
+        {u"1.2.3", 1002, 3, u"1.002"}, // the group "2.3" is 2
+        {u".-5", -5, 2, u"-0.05"},     // the digits are read together, and so is the sign
+        {u"1e5", 1, 0, u"1"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(String(row.text));
+        const BigDecimal number(row.text);
+        EXPECT_EQ(number.getUnscaled(), row.unscaled);
+        EXPECT_EQ(number.getScale(), row.scale);
+        EXPECT_EQ(number.toString(), row.printed);
+    }
+    for (const char16_t* text : {u"", u".", u"-", u"-.", u"1.-5", u"1-.5"})
+        EXPECT_THROW(BigDecimal{text}, Exception) << String(text);
+}
+
+TEST(BigDecimal, PrintsByScale) {
+    EXPECT_EQ(scaled(-5, 2).toString(), u"-0.05");
+    EXPECT_EQ(scaled(-12, 2).toString(), u"-0.12");
+    EXPECT_EQ(scaled(-12, 1).toString(), u"-1.2");
+    EXPECT_EQ(scaled(12, -3).toString(), u"12"); // without the zeros that a negative scale means
+    EXPECT_EQ(scaled(0, 3).toString(), u"0.000");
+    std::ostringstream out;
+    out << scaled(-125, 2);
+    EXPECT_EQ(out.str(), "-1.25");
+}
+
+TEST(BigDecimal, TakesSixPlacesOfADouble) {
+    const struct {
+        double value;
+        const char16_t* printed;
+    } rows[] = {
+        {0.1, u"0.1"},
+        {1, u"1.0"},
+        {-1.5, u"-1.5"},
+        {1e-7, u"0.0"},
+        {0.0000005, u"0.0"},
+        {-0.0, u"0.0"},
+        {0.0000015, u"0.000002"},
+        {1e22, u"10000000000000000000000.0"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(BigDecimal(row.value).toString(), row.printed) << row.value;
+    EXPECT_EQ(BigDecimal(0.1).getUnscaled(), 1);
+    EXPECT_EQ(BigDecimal(0.1F).toString(), u"0.1");
+    EXPECT_EQ(BigDecimal(std::numeric_limits<double>::max()).toDouble(),
+              std::numeric_limits<double>::max());
+    BigDecimal number(7);
+    for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+        EXPECT_THROW(number = value, Exception);
+        EXPECT_EQ(number, 7);
+    }
+    EXPECT_EQ((number = 2.5).toString(), u"2.5");
+    EXPECT_EQ((number = -3).toString(), u"-3");
+    EXPECT_EQ((number = 3u).toString(), u"3");
+}
+
+TEST(BigDecimal, CombinesScales) {
+    const BigDecimal oneAndAHalf(u"1.5");
+    EXPECT_EQ((oneAndAHalf + 2).toString(), u"3.5");
+    EXPECT_EQ((2 + oneAndAHalf).getScale(), 1);
+    EXPECT_EQ((oneAndAHalf - BigDecimal(u"0.25")).toString(), u"1.25");
+    EXPECT_EQ((BigDecimal(u"0.25") - oneAndAHalf).toString(), u"-1.25");
+    EXPECT_EQ((oneAndAHalf * BigDecimal(u"0.25")).toString(), u"0.375");
+    EXPECT_EQ((oneAndAHalf - oneAndAHalf).toString(), u"0.0");
+    BigDecimal itself(oneAndAHalf);
+    EXPECT_EQ(((itself += itself) *= itself).toString(), u"9.00");
+    EXPECT_EQ((itself -= itself).toString(), u"0.00");
+    EXPECT_EQ(BigDecimal(u"1.25").divide(BigDecimal(u"1.25"), 3).toString(), u"1.000");
+    EXPECT_EQ((itself = oneAndAHalf).divide(itself, 1).toString(), u"1.0");
+    EXPECT_EQ((-oneAndAHalf).abs(), 15);
+}
+
+TEST(BigDecimal, RoundsQuotientsHalfAwayFromZero) {
+    const struct {
+        const char16_t* dividend;
+        const char16_t* divisor;
+        int scale;
+        const char16_t* quotient;
+    } rows[] = {
+        {u"1", u"3", 2, u"0.33"},     {u"2", u"3", 2, u"0.67"},     {u"-2", u"3", 2, u"-0.67"},
+        {u"2", u"-3", 2, u"-0.67"},   {u"-2", u"-3", 2, u"0.67"},   {u"1", u"-3", 2, u"-0.33"},
+        {u"1.0001", u"3", 1, u"0.3"}, {u"1", u"8", 2, u"0.13"},     {u"-1", u"8", 2, u"-0.13"},
+        {u"-1", u"2", 0, u"-1"},      {u"1", u"-2", 0, u"-1"},      {u"-1", u"3", 0, u"0"},
+        {u"0", u"-7", 3, u"0.000"},   {u"12345", u"1", -2, u"123"}, {u"1", u"0.00004", 0, u"25000"},
+    };
+    for (const auto& row : rows) {
+        BigDecimal number(row.dividend);
+        number.divide(BigDecimal(row.divisor), row.scale);
+        EXPECT_EQ(number.toString(), row.quotient)
+            << String(row.dividend) << ' ' << String(row.divisor);
+        EXPECT_EQ(number.getScale(), row.scale);
+    }
+    EXPECT_EQ(scaled(1000, 3).divide(3, 1).toString(), u"0.3");
+    BigDecimal number(u"1.5");
+    EXPECT_THROW(number.divide(scaled(0, 5), 2), Exception);
+    EXPECT_EQ(number.toString(), u"1.5");
+}
+
+TEST(BigDecimal, ChangesItsScale) {
+    BigDecimal number(u"-7.89");
+    EXPECT_EQ(number.setScale(4).toString(), u"-7.8900");
+    EXPECT_EQ(number.setScale(1).toString(), u"-7.8"); // cut off, not rounded
+    EXPECT_EQ(number.setScale(-1).toString(), u"0");
+    EXPECT_EQ(number.getScale(), -1);
+    EXPECT_EQ(scaled(12345, 0).setScale(-3).getUnscaled(), 12);
+    EXPECT_EQ(scaled(12, -3).setScale(0).getUnscaled(), 12000);
+    EXPECT_EQ(scaled(1, 0).setScale(25).setScale(0), 1); // beyond the powers of one limb
+}
+
+TEST(BigDecimal, Converts) {
+    EXPECT_EQ(BigDecimal(u"7.9").toBigInteger(), 7);
+    EXPECT_EQ(BigDecimal(u"-7.9").toBigInteger(), -7);
+    EXPECT_EQ(BigDecimal(u"-7.9").toInt64(), -7);
+    EXPECT_EQ(BigDecimal(u"7.9").toInt32(), 7);
+    EXPECT_EQ(BigDecimal(1e30).toInt64(), std::numeric_limits<int64_t>::max());
+    EXPECT_EQ(BigDecimal(u"0.1").toDouble(), 0.1);
+    EXPECT_EQ(scaled(25, 1).toFloat(), 2.5F);
+    // 300 digits before the point and behind it
+    const std::u16string nines(300, u'9');
+    EXPECT_EQ(BigDecimal(nines + u"." + nines).toDouble(), 1e300);
+    EXPECT_EQ(BigDecimal(u"0." + std::u16string(299, u'0') + nines).toDouble(), 1e-299);
+    EXPECT_EQ(scaled(0x0201, 5).getSize(), 2);
+    EXPECT_EQ(scaled(0x0201, 5).getData()[1], 2);
+    EXPECT_EQ(scaled(-5, 1).toBigDecimal().toString(), u"-0.5");
+}
+
+TEST(BigDecimal, ComparesAndHashesByValue) {
+    // Ascending in value from row to row; equal within one.
+    const std::vector<std::vector<BigDecimal>> rows{
+        {scaled(-1, -20), scaled(-10, -19)},
+        {scaled(-150, 2), scaled(-15, 1)},
+        {scaled(-1, 0), scaled(-100000, 5)},
+        {scaled(-1, 30)},
+        {0, scaled(0, 7), scaled(0, -7)},
+        {scaled(1, 30), scaled(1000, 33)},
+        {scaled(99, 2)},
+        {1, scaled(100, 2), scaled(BigInteger(10).pow(18).toInt64(), 18)},
+        {scaled(101, 2)},
+        {scaled(12, -3), 12000, scaled(1200000, 2)},
+        {scaled(1, -20), scaled(100, -18), BigDecimal(u"100000000000000000000")},
+    };
+    for (const auto& left : rows) {
+        for (const auto& right : rows) {
+            const auto order = &left <=> &right;
+            for (const BigDecimal& a : left) {
+                for (const BigDecimal& b : right) {
+                    SCOPED_TRACE(testing::Message()
+                                 << a << ' ' << a.getScale() << "  " << b << ' ' << b.getScale());
+                    EXPECT_EQ(a.compareTo(b) <=> 0, order);
+                    EXPECT_EQ(static_cast<const Object&>(a).compareTo(b) <=> 0, order);
+                    EXPECT_EQ(a == b, order == 0);
+                    EXPECT_EQ(a.equals(b), order == 0);
+                    EXPECT_TRUE((a <=> b) == order);
+                    EXPECT_EQ(std::hash<BigDecimal>()(a) == std::hash<BigDecimal>()(b), order == 0);
+                    EXPECT_TRUE(order != 0 || a.hashCode() == b.hashCode());
+                }
+            }
+        }
+    }
+}
+
+TEST(BigDecimal, ComparesWithEveryNumber) {
+    EXPECT_EQ(BigDecimal(u"1.5").compareTo(Double(1.5)), 0);
+    EXPECT_EQ(BigDecimal(u"1.5").compareTo(Integer32(1)), 1);
+    EXPECT_EQ(BigDecimal(u"1.5").compareTo(static_cast<const Object&>(BigInteger(2))), -1);
+    EXPECT_THROW(BigDecimal(1).compareTo(String(u"1")), CastFailedException);
+    EXPECT_THROW(BigDecimal(1).equals(Object()), CastFailedException);
+    const BigDecimal number(u"1.50");
+    const Reference<Object> clone(number.clone());
+    EXPECT_TRUE(clone->equals(number));
+}

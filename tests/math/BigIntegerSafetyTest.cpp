@@ -1,0 +1,284 @@
+// Arguments that are the number itself, memory that runs out and results that cannot be.
+
+#include <climits>
+#include <functional>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/math/BigDecimal.h>
+#include <qx/math/BigInteger.h>
+#include <tests/support/FailingAllocator.h>
+
+using namespace qx;
+using math::BigDecimal;
+using math::BigInteger;
+
+namespace {
+
+/// An operation on a number with two arguments, which may be any of the three; not every one uses
+/// both.
+struct Operation {
+    const char* name;
+    std::function<void(BigInteger&, BigInteger&, BigInteger&)> run;
+};
+
+const Operation Operations[] = {
+    {"add", [](auto& a, auto& b, auto&) { a.add(b); }},
+    {"subtract", [](auto& a, auto& b, auto&) { a.subtract(b); }},
+    {"multiply", [](auto& a, auto& b, auto&) { a.multiply(b); }},
+    {"mod", [](auto& a, auto& b, auto&) { a.mod(b); }},
+    {"modPow", [](auto& a, auto& b, auto& c) { a.modPow(b, c); }},
+    {"modInverse", [](auto& a, auto& b, auto&) { a.modInverse(b); }},
+    {"gcd", [](auto& a, auto& b, auto&) { a.gcd(b); }},
+    {"/=", [](auto& a, auto& b, auto&) { a /= b; }},
+    {"+", [](auto& a, auto& b, auto& c) { a = b + c; }},
+    {"-", [](auto& a, auto& b, auto& c) { a = b - c; }},
+    {"*", [](auto& a, auto& b, auto& c) { a = b * c; }},
+    {"/", [](auto& a, auto& b, auto& c) { a = b / c; }},
+    {"%", [](auto& a, auto& b, auto& c) { a = b % c; }},
+    {"=", [](auto& a, auto& b, auto&) { a = b; }},
+    {"<<=", [](auto& a, auto&, auto&) { a <<= 100; }},
+    {">>=", [](auto& a, auto&, auto&) { a >>= 100; }},
+    {"setBit", [](auto& a, auto&, auto&) { a.setBit(1000); }},
+    {"power", [](auto& a, auto&, auto&) { a.pow(7); }},
+};
+
+/// Zero, one limb, two and many, of either sign; odd and even.
+std::vector<BigInteger> samples() {
+    std::vector<BigInteger> numbers;
+    for (const int bits : {0, 1, 63, 64, 65, 130}) {
+        const BigInteger power = BigInteger(1) << bits;
+        for (const BigInteger& number : {power - 1, power, power / 3 * 2 + 7})
+            numbers.insert(numbers.end(), {number, -number});
+    }
+    return numbers;
+}
+
+/// The value afterwards, or the failure.
+String outcomeOf(const std::function<void()>& operation, const BigInteger& number) {
+    try {
+        operation();
+    } catch (const Exception& exception) {
+        return exception.getDescription() + u" " + number.toString();
+    }
+    return number.toString();
+}
+
+} // namespace
+
+TEST(BigIntegerSafety, ArgumentsMayBeTheNumberItself) {
+    const std::vector<BigInteger> numbers = samples();
+    for (const Operation& operation : Operations) {
+        SCOPED_TRACE(operation.name);
+        for (const BigInteger& x : numbers) {
+            for (const BigInteger& y : numbers) {
+                // which of two objects, x and y, stands for the number and its arguments
+                for (const auto& [b, c] : {std::pair(0, 0), {0, 1}, {1, 0}, {1, 1}}) {
+                    BigInteger objects[] = {x, y};
+                    BigInteger* const arguments[] = {&objects[b], &objects[c]};
+                    const String mixed =
+                        outcomeOf([&] { operation.run(objects[0], *arguments[0], *arguments[1]); },
+                                  objects[0]);
+                    BigInteger a(x);
+                    BigInteger first(b == 0 ? x : y);
+                    BigInteger second(c == 0 ? x : y);
+                    const String separate = outcomeOf([&] { operation.run(a, first, second); }, a);
+                    ASSERT_EQ(mixed, separate) << x << ' ' << y << ' ' << b << c;
+                    ASSERT_EQ(objects[1], y);
+                }
+            }
+        }
+    }
+}
+
+TEST(BigIntegerSafety, TheRemainderMayGoIntoEitherOperand) {
+    for (const BigInteger& x : samples()) {
+        for (const BigInteger& y : samples()) {
+            if (y.isZero())
+                continue;
+            BigInteger quotient(x);
+            BigInteger remainder;
+            quotient.divide(y, remainder);
+            SCOPED_TRACE(testing::Message() << x << ' ' << y);
+
+            BigInteger a(x);
+            BigInteger b(y);
+            a.divide(b, b);
+            EXPECT_EQ(a, quotient);
+            EXPECT_EQ(b, remainder);
+            a = x;
+            a.divide(y, a);
+            EXPECT_EQ(a, remainder);
+            b = y;
+            b.divide(b, a);
+            EXPECT_EQ(b, 1);
+            EXPECT_EQ(a, 0);
+            b = y;
+            b.divide(b, b);
+            EXPECT_EQ(b, 0);
+        }
+    }
+}
+
+TEST(BigIntegerSafety, FailedAllocationsChangeNothing) {
+    for (const int bits : {3, 70, 5000}) {
+        const BigInteger x = (BigInteger(1) << (2 * bits)) - 3;
+        const BigInteger y = -(BigInteger(1) << bits) + 1;
+        const BigInteger z = (BigInteger(1) << bits) + 1;
+        const auto check = [&](const std::string& name, const auto& run) {
+            SCOPED_TRACE(name + ' ' + std::to_string(bits));
+            qxtest::failEachAllocation([&] {
+                try {
+                    BigInteger a(x);
+                    BigInteger b(name == "mod" || name == "modInverse" ? z : y);
+                    BigInteger c(z);
+                    try {
+                        run(a, b, c);
+                    } catch (const std::bad_alloc&) {
+                        EXPECT_EQ(a, x);
+                        EXPECT_EQ(c, z);
+                        throw;
+                    }
+                } catch (const std::bad_alloc&) {
+                }
+            });
+        };
+        for (const Operation& operation : Operations) {
+            if (bits < 5000 || std::string(operation.name) != "modPow")
+                check(operation.name, operation.run);
+        }
+        check("divide", [](auto& a, auto& b, auto& c) { a.divide(b, c); });
+        check("print and parse", [](auto& a, auto&, auto&) { a = BigInteger(a.toString(7), 7); });
+    }
+}
+
+TEST(BigIntegerSafety, FailedAllocationsChangeNoDecimal) {
+    const BigDecimal x(BigInteger(u"-123456789012345678901234567890"), 25);
+    const BigDecimal y(BigInteger(u"98765432109876543210"), 3);
+    const std::function<void(BigDecimal&, const BigDecimal&)> operations[] = {
+        [](BigDecimal& a, const BigDecimal& b) { a.add(b); },
+        [](BigDecimal& a, const BigDecimal& b) { a.subtract(b); },
+        [](BigDecimal& a, const BigDecimal& b) { a.multiply(b); },
+        [](BigDecimal& a, const BigDecimal& b) { a.divide(b, 40); },
+        [](BigDecimal& a, const BigDecimal& b) { a.divide(b, 2); },
+        [](BigDecimal& a, const BigDecimal&) { a.setScale(60); },
+        [](BigDecimal& a, const BigDecimal&) { a.setScale(3); },
+        [](BigDecimal& a, const BigDecimal& b) { a = b; },
+        [](BigDecimal& a, const BigDecimal&) { a = 0.1; },
+        [](BigDecimal& a, const BigDecimal&) { a = BigDecimal(a.toString()); },
+        [](BigDecimal& a, const BigDecimal& b) { EXPECT_EQ(a.compareTo(b), -1); },
+    };
+    for (const bool isFiner : {true, false}) { // the number than its argument
+        for (const auto& operation : operations) {
+            SCOPED_TRACE(&operation - operations);
+            qxtest::failEachAllocation([&] {
+                try {
+                    BigDecimal a(isFiner ? x : -y);
+                    const BigDecimal b(isFiner ? y : -x);
+                    try {
+                        operation(a, b);
+                    } catch (const std::bad_alloc&) {
+                        EXPECT_EQ(a.getUnscaled(), (isFiner ? x : -y).getUnscaled());
+                        EXPECT_EQ(a.getScale(), isFiner ? 25 : 3);
+                        throw;
+                    }
+                } catch (const std::bad_alloc&) {
+                }
+            });
+        }
+    }
+}
+
+TEST(BigIntegerSafety, SmallNumbersAllocateOnce) {
+    const auto allocationsOf = [](auto&& operation) {
+        const int64_t before = qxtest::allocationCount();
+        operation();
+        return qxtest::allocationCount() - before;
+    };
+    EXPECT_EQ(allocationsOf([] { BigInteger(); }), 0);
+    EXPECT_EQ(allocationsOf([] { BigInteger(5); }), 1);
+    EXPECT_EQ(allocationsOf([] { BigInteger(u"-12345678901234567"); }), 1);
+
+    BigInteger a(5);
+    BigInteger b(7);
+    BigInteger remainder(1);
+    const auto inPlace = [&] {
+        a.add(b).subtract(12).multiply(-7).add(50).multiply(b).mod(1000);
+        a.divide(3, remainder);
+        a = 17;
+        a = b;
+        a <<= 8;
+        a >>= 4;
+        EXPECT_TRUE(a > 16 && 5 < a && a != b && a.compareTo(b) == 1);
+    };
+    EXPECT_EQ(allocationsOf(inPlace), 0);
+    EXPECT_EQ(allocationsOf([&] { a.gcd(b); }), 1);
+    EXPECT_EQ(allocationsOf([&] { BigInteger sum = a + b; }), 1);
+    EXPECT_EQ(allocationsOf([&] { BigInteger product = a * b * 3 + 5; }), 1);
+}
+
+TEST(BigIntegerSafety, RefusesWhatCannotBeBeforeAnyWork) {
+    constexpr int64_t MaxBits = 8 * (int64_t{0x7FFFFFFF} - 7);
+    const BigInteger huge(u"1000000000000000000000000000000");
+    BigInteger number(3);
+    const std::function<void()> operations[] = {
+        [&] { number <<= MaxBits; },
+        [&] { number <<= INT64_MAX; },
+        [&] { number.pow(MaxBits); },
+        [&] { number.pow(huge); },
+        [&] { BigInteger(-6).pow(MaxBits / 2); },
+        [&] { BigInteger(huge).pow(MaxBits / 90); },
+    };
+    for (const auto& operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        EXPECT_THROW(operation(), OutOfMemoryException);
+        EXPECT_EQ(number, 3);
+    }
+    // One bit less is a matter of memory.
+    const qxtest::FailingAllocator allocator(0);
+    try {
+        number <<= MaxBits - 2;
+        FAIL();
+    } catch (const OutOfMemoryException&) {
+        FAIL();
+    } catch (const std::bad_alloc&) {
+        EXPECT_TRUE(allocator.hasFailed());
+        EXPECT_EQ(number, 3);
+    }
+}
+
+TEST(BigIntegerSafety, RefusesScalesThatAreTooFarApart) {
+    const BigDecimal one(1);
+    const BigDecimal fine(BigInteger(1), INT32_MAX);
+    const BigDecimal coarse(BigInteger(1), INT32_MIN);
+    const std::function<void(BigDecimal&)> operations[] = {
+        [&](BigDecimal& a) { a.add(fine); },
+        [&](BigDecimal& a) { a.subtract(coarse); },
+        [&](BigDecimal& a) { a.setScale(INT32_MAX); },
+        [&](BigDecimal& a) { a.divide(one, INT32_MAX); },
+        [&](BigDecimal& a) { a.setScale(100'000'001); },
+        [&](BigDecimal& a) { a = BigDecimal(BigInteger(7), 2).multiply(fine); },
+        [&](BigDecimal& a) { a = BigDecimal(BigInteger(7), -1).multiply(coarse); },
+        [&](BigDecimal&) { coarse.toBigInteger(); },
+    };
+    for (const auto& operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        BigDecimal number(one);
+        EXPECT_THROW(operation(number), RangeErrorException);
+        EXPECT_EQ(number.toString(), u"1");
+    }
+    // What needs no digits is done however far the scales are apart.
+    EXPECT_EQ(coarse.compareTo(fine), 1);
+    EXPECT_EQ((-coarse).compareTo(-fine), -1);
+    EXPECT_EQ(BigDecimal(fine).setScale(0), 0);
+    EXPECT_EQ(BigDecimal(0).setScale(INT32_MAX).setScale(INT32_MIN).getScale(), INT32_MIN);
+    EXPECT_EQ(BigDecimal(fine).divide(coarse, 5).toString(), u"0.00000");
+    EXPECT_EQ(BigDecimal(0).setScale(-5).add(fine), fine);
+    EXPECT_EQ(fine.toDouble(), 0.0);
+    EXPECT_EQ(coarse.hashCode(), BigDecimal(1e30).hashCode());
+}
