@@ -59,8 +59,10 @@ public:
         const size_t n = normalizedLength(r, power.zeros + highLength + power.length);
         const size_t lowLength = read(part, digits, lowCount, level + 1, scratch);
         const Limb carry = add(r, r, part, lowLength);
-        addLimb(r + lowLength, r + lowLength, n - lowLength, carry);
-        return n;
+        if (addLimb(r + lowLength, r + lowLength, n - lowLength, carry) == 0)
+            return n;
+        r[n] = 1; // the sum needs it, so there is room for it
+        return n + 1;
     }
 
 private:
