@@ -1,7 +1,5 @@
 #include "qx/collections/pcom/AbstractCollection.h"
 
-#include <vector>
-
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/pcom/detail/Elements.h>
@@ -15,7 +13,7 @@ AbstractCollection::AbstractCollection(const IQXComparator* comparator)
     : m_comparator(ownedComparator(comparator)) {}
 
 AbstractCollection::AbstractCollection(const AbstractCollection& other)
-    : Component(), m_comparator(other.m_comparator) {}
+    : Component(other), m_comparator(other.m_comparator) {}
 
 bool AbstractCollection::add(IQXUnknown* element) {
     const Reference<IQXUnknown> untaken(element);

@@ -15,10 +15,12 @@ namespace qx::collections::pcom {
 /// getSize; one that accepts additions overrides add. The other operations call these, and remove
 /// and contains of this object where they say so.
 ///
-/// The skeleton's operations cost what they cost when every element is visited: contains and remove
-/// are linear, the ones that take a collection call them for each element.
+/// contains and remove visit the elements one by one; what takes another collection calls them for
+/// each element of one of the two.
 class QX_API AbstractCollection : public Component<Object, Collection> {
 public:
+    AbstractCollection& operator=(const AbstractCollection&) = delete;
+
     /// @throws UnsupportedOperationException always
     bool add(IQXUnknown* element) override;
     /// Calls add for each element, in the order of @p other. The collection itself is added as it
@@ -47,7 +49,6 @@ protected:
     explicit AbstractCollection(const IQXComparator* comparator);
     /// Shares the comparator; elements are up to the derived class.
     AbstractCollection(const AbstractCollection& other);
-    AbstractCollection& operator=(const AbstractCollection&) = delete;
     ~AbstractCollection() override = default;
 
     IQXComparator& comparator() const noexcept { return *m_comparator; }

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 
-#include <qx/core/ComObject.h>
 #include <qx/core/GUID.h>
 
 namespace qx::collections::pcom {
@@ -18,8 +17,8 @@ public:
     int32_t QueryInterface(const GUID& iid, void** out) override {
         return Base::QueryInterface(iid, out);
     }
-    uint32_t AddRef() override { return ComObject::AddRef(); }
-    uint32_t Release() override { return ComObject::Release(); }
+    uint32_t AddRef() override { return Base::AddRef(); }
+    uint32_t Release() override { return Base::Release(); }
 };
 
 } // namespace qx::collections::pcom
