@@ -53,6 +53,9 @@ TYPED_TEST(BoxedNumbers, BehaveLikeTheirValue) {
         TypeParam number;
         EXPECT_EQ(&(number = value), &number);
         const TypeParam copy(number);
+        TypeParam assigned(Value{1});
+        assigned = copy;
+        EXPECT_EQ(static_cast<Value>(assigned), value);
         const Reference<Object> clone(number.clone());
         EXPECT_EQ(static_cast<Value>(copy), value);
         EXPECT_TRUE(clone->equals(number));
