@@ -9,6 +9,7 @@
 #include <qx/math/detail/Thresholds.h>
 
 #include "tests/math/Naturals.h"
+#include "tests/support/FailingAllocator.h"
 
 namespace {
 
@@ -76,7 +77,7 @@ TEST(Divide, EveryShift) {
 /// schoolbook, and quotients shorter than, as long as and longer than the divisor.
 TEST(Divide, LengthsAroundTheThresholds) {
     Naturals naturals(3);
-    const size_t t = qx::math::detail::DivideRecursiveThreshold;
+    const size_t t = qx::math::detail::DivideHalvesThreshold;
     for (const size_t bn : {t - 1, t, t + 1, 2 * t - 1, 2 * t, 2 * t + 1, 4 * t + 3}) {
         for (const size_t qn : {size_t{1}, size_t{2}, t - 1, t, t + 1, bn - 1, bn, bn + 1, 2 * bn,
                                 2 * bn + 1, 3 * bn + t}) {
@@ -84,6 +85,38 @@ TEST(Divide, LengthsAroundTheThresholds) {
             for (int i = 0; i < 6; ++i)
                 expectDividesAround(naturals(bn + qn), naturals(bn));
         }
+    }
+}
+
+/// Where division by a reciprocal begins, for the quotient and for the divisor.
+TEST(Divide, LengthsAroundTheNewtonThreshold) {
+    Naturals naturals(5);
+    const size_t t = qx::math::detail::NewtonDivideThreshold;
+    for (const auto& [qn, bn] : {std::pair{t - 2, t}, std::pair{t, t}, std::pair{t, t - 1},
+                                 std::pair{t + 1, 2 * t}, std::pair{2 * t + 1, t}}) {
+        SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn << " of divisor");
+        expectDivides(naturals(bn + qn), naturals(bn));
+    }
+}
+
+TEST(Divide, FailingAllocationsLeaveTheOperandsAlone) {
+    Naturals naturals(6);
+    for (const size_t n : {size_t{300}, qx::math::detail::NewtonDivideThreshold + 1}) {
+        SCOPED_TRACE(n);
+        const Natural a = naturals(2 * n);
+        const Natural b = naturals(n);
+        const Natural operands[] = {a, b};
+        Natural q(n + 1);
+        Natural r(n);
+        const int64_t allocations = failEachAllocation([&] {
+            try {
+                divide(q.data(), r.data(), a.data(), a.size(), b.data(), b.size());
+            } catch (const std::bad_alloc&) {
+            }
+        });
+        EXPECT_GT(allocations, 0);
+        EXPECT_EQ(a, operands[0]);
+        EXPECT_EQ(b, operands[1]);
     }
 }
 

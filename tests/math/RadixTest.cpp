@@ -10,6 +10,7 @@
 #include <qx/math/detail/Thresholds.h>
 
 #include "tests/math/Naturals.h"
+#include "tests/support/FailingAllocator.h"
 
 namespace {
 
@@ -88,9 +89,9 @@ TEST(Radix, LengthsAroundTheThresholds) {
     Naturals naturals(2);
     for (int radix = 2; radix <= 36; ++radix) {
         const size_t chunkDigits = RadixTable[static_cast<size_t>(radix)].digitsPerChunk;
-        for (const size_t leaf : {ReadLeafChunks, WriteLeafChunks}) {
+        for (const size_t leaf : {ReadPlainChunks, ReadLeafChunks, WriteLeafChunks}) {
             for (const size_t chunks :
-                 {leaf - 1, leaf, leaf + 1, 2 * leaf, 2 * leaf + 1, 5 * leaf, 9 * leaf + 1}) {
+                 {leaf - 1, leaf, leaf + 1, 2 * leaf, 2 * leaf + 1, 5 * leaf}) {
                 for (const size_t count :
                      {chunks * chunkDigits - 1, chunks * chunkDigits, chunks * chunkDigits + 1}) {
                     SCOPED_TRACE(testing::Message() << count << " digits in radix " << radix);
@@ -98,9 +99,10 @@ TEST(Radix, LengthsAroundTheThresholds) {
                     EXPECT_EQ(printed(parsed(digits, radix), radix), digits);
                 }
             }
-            const Digits digits = randomDigits(naturals, 5 * leaf * chunkDigits, radix);
-            EXPECT_EQ(parsed(digits, radix), plainlyParsed(digits, radix));
         }
+        const size_t count = 3 * ReadPlainChunks * chunkDigits / 2;
+        const Digits digits = randomDigits(naturals, count, radix);
+        EXPECT_EQ(parsed(digits, radix), plainlyParsed(digits, radix));
     }
 }
 
@@ -118,6 +120,36 @@ TEST(Radix, PowersAndTheirPredecessors) {
             EXPECT_EQ(printed(difference(a, {1}), radix), nines);
         }
     }
+}
+
+TEST(Radix, FailingAllocationsLeaveTheSourceAlone) {
+    Naturals naturals(3);
+    const Digits digits = randomDigits(naturals, 20000, 10);
+    const Digits sameDigits = digits;
+    const Natural a = parsed(digits, 10);
+    const Natural sameLimbs = a;
+    Natural limbs(limbsForDigits(digits.size(), 10));
+    Digits room(digitsForLimbs(a.size(), 10));
+    const int64_t whileReading = failEachAllocation([&] {
+        try {
+            fromDigits(limbs.data(), digits.data(), digits.size(), 10);
+        } catch (const std::bad_alloc&) {
+        }
+    });
+    const int64_t whileWriting = failEachAllocation([&] {
+        try {
+            toDigits(room.data(), a.data(), a.size(), 10);
+        } catch (const std::bad_alloc&) {
+        }
+    });
+    EXPECT_GT(whileReading, 0);
+    EXPECT_GT(whileWriting, 0);
+    EXPECT_EQ(digits, sameDigits);
+    EXPECT_EQ(a, sameLimbs);
+    limbs.resize(a.size());
+    EXPECT_EQ(limbs, a);
+    room.resize(digits.size());
+    EXPECT_EQ(room, digits);
 }
 
 TEST(Radix, LeadingZeroLimbsPrintNothing) {

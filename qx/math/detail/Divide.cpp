@@ -30,7 +30,8 @@ void divide(Limb* q, Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn
         r[0] = divideLimb(q ? q : scratch.take(qn), a, an, b[0]);
         return;
     }
-    Scratch<InlineLimbs> scratch(an + 1 + 2 * bn + (q ? 0 : qn));
+    const size_t divisionScratch = divideScratch(qn, bn);
+    Scratch<InlineLimbs> scratch(an + 1 + bn + divisionScratch + (q ? 0 : qn));
     const auto bits = static_cast<unsigned>(std::countl_zero(b[bn - 1]));
     Limb* const divisor = scratch.take(bn);
     shiftOrCopy(divisor, b, bn, bits);
@@ -38,9 +39,10 @@ void divide(Limb* q, Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn
     dividend[an] = shiftOrCopy(dividend, a, an, bits);
     Limb* const quotient = q ? q : scratch.take(qn);
 
+    ProductScratch products;
     // The limb above the dividend is less than the divisor's first, so the quotient has qn limbs.
-    divideNormalized(quotient, dividend, an + 1, divisor, bn,
-                     TwoLimbDivisor(divisor[bn - 1], divisor[bn - 2]), scratch.take(bn));
+    divideNormalized(quotient, dividend, an + 1, NormalizedDivisor(divisor, bn),
+                     scratch.take(divisionScratch), products);
     if (bits != 0)
         shiftRight(r, dividend, bn, bits);
     else

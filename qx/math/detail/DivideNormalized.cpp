@@ -1,58 +1,70 @@
 #include <qx/math/detail/DivideNormalized.h>
 
+#include <algorithm>
+
+#include <qx/math/detail/LimbKernels.h>
 #include <qx/math/detail/Multiply.h>
+#include <qx/math/detail/NewtonDivide.h>
+#include <qx/math/detail/Scratch.h>
 #include <qx/math/detail/Thresholds.h>
 
 namespace qx::math::detail {
 
-Limb divideSchoolbook(Limb* q, Limb* a, size_t an, const Limb* b, size_t bn,
-                      const TwoLimbDivisor& divisor) noexcept {
+namespace {
+
+void complement(Limb* a, size_t n) noexcept {
+    for (size_t i = 0; i < n; ++i)
+        a[i] = ~a[i];
+}
+
+/// Algorithm D; see the header.
+Limb divideRows(Limb* q, Limb* a, size_t an, const Limb* b, size_t bn,
+                const TwoLimbDivisor& leadOfDivisor) noexcept {
+    const LimbKernels& kernels = limbKernels();
     Limb* top = a + (an - bn);
     const Limb highQuotient = compare(top, b, bn) >= 0;
     if (highQuotient)
-        subtract(top, top, b, bn);
+        kernels.subtract(top, top, b, bn);
 
-    // The two leading limbs of the remainder stay in registers; those in memory are out of date.
+    // The two leading limbs of the remainder stay in lead, and those in memory are out of date. The
+    // others are complemented: instead of the product being subtracted it is added, which takes two
+    // thirds of the time, and borrows are carries.
     DoubleLimb lead = DoubleLimb{top[bn - 1]} << LimbBits | top[bn - 2];
+    complement(a, an - 2);
     for (size_t i = an - bn; i-- > 0;) {
         --top;
-        const Limb next = top[bn - 2];
         Limb quotient;
-        if (__builtin_expect(lead == divisor.value(), 0)) {
-            // The quotient of three limbs by two would not fit.
-            quotient = ~Limb{0};
-            top[bn - 1] = static_cast<Limb>(lead);
-            subtractProduct(top, b, bn, quotient);
-            lead = DoubleLimb{top[bn - 1]} << LimbBits | top[bn - 2];
-        } else {
-            quotient = divisor.divide(lead, next);
-            const Limb borrow = subtractProduct(top, b, bn - 2, quotient);
+        if (lead != leadOfDivisor.value()) [[likely]] {
+            quotient = leadOfDivisor.divide(lead, ~top[bn - 2]);
+            const Limb borrow = kernels.addProduct(top, b, bn - 2, quotient);
             const bool tooLarge = lead < borrow;
             lead -= borrow;
-            if (__builtin_expect(tooLarge, 0)) {
+            if (tooLarge) [[unlikely]] {
                 --quotient;
-                lead += divisor.value() + add(top, top, b, bn - 2);
+                lead += leadOfDivisor.value() + kernels.subtract(top, top, b, bn - 2);
             }
+        } else {
+            // The quotient of three limbs by two would not fit.
+            quotient = ~Limb{0};
+            top[bn - 1] = ~static_cast<Limb>(lead);
+            kernels.addProduct(top, b, bn, quotient);
+            lead = ~(DoubleLimb{top[bn - 1]} << LimbBits | top[bn - 2]);
         }
         q[i] = quotient;
     }
-    top[bn - 1] = static_cast<Limb>(lead >> LimbBits);
+    complement(top, bn - 2);
     top[bn - 2] = static_cast<Limb>(lead);
+    top[bn - 1] = static_cast<Limb>(lead >> LimbBits);
     return highQuotient;
 }
-
-namespace {
 
 /// Takes quotient * (the k low limbs of b) from the remainder of a division by the other limbs of
 /// b, and mends the quotient, which can be too large by 2. The remainder is in a[bn].
 /// @param q qn = bn - k limbs, above them the bit @p highQuotient, whose new value is returned
 Limb subtractRest(Limb* q, size_t qn, Limb highQuotient, Limb* a, const Limb* b, size_t bn,
-                  Limb* scratch) {
+                  Limb* scratch, ProductScratch& products) {
     const size_t k = bn - qn;
-    if (k > qn)
-        multiply(scratch, b, k, q, qn);
-    else
-        multiply(scratch, q, qn, b, k);
+    products.multiply(scratch, q, qn, b, k);
     Limb borrow = subtract(a, a, scratch, bn);
     if (highQuotient)
         borrow += subtract(a + qn, a + qn, b, k);
@@ -64,47 +76,77 @@ Limb subtractRest(Limb* q, size_t qn, Limb highQuotient, Limb* a, const Limb* b,
 }
 
 /// 2n limbs by n.
-Limb divideBalanced(Limb* q, Limb* a, const Limb* b, size_t n, const TwoLimbDivisor& divisor,
-                    Limb* scratch) {
-    if (n < DivideRecursiveThreshold)
-        return divideSchoolbook(q, a, 2 * n, b, n, divisor);
+Limb divideBalanced(Limb* q, Limb* a, const Limb* b, size_t n, const TwoLimbDivisor& lead,
+                    Limb* scratch, ProductScratch& products) {
+    if (n < DivideHalvesThreshold)
+        return divideRows(q, a, 2 * n, b, n, lead);
     const size_t low = n / 2;
     const size_t high = n - low;
-    Limb highQuotient = divideBalanced(q + low, a + 2 * low, b + low, high, divisor, scratch);
-    highQuotient = subtractRest(q + low, high, highQuotient, a + low, b, n, scratch);
-    const Limb middleQuotient = divideBalanced(q, a + high, b + high, low, divisor, scratch);
+    Limb highQuotient =
+        divideBalanced(q + low, a + 2 * low, b + low, high, lead, scratch, products);
+    highQuotient = subtractRest(q + low, high, highQuotient, a + low, b, n, scratch, products);
+    const Limb middleQuotient = divideBalanced(q, a + high, b + high, low, lead, scratch, products);
     // The remainder above is less than b, so that no bit is left above these limbs.
-    subtractRest(q, low, middleQuotient, a, b, n, scratch);
+    subtractRest(q, low, middleQuotient, a, b, n, scratch, products);
     return highQuotient;
 }
 
 /// bn + qn limbs by bn, for qn <= bn: by the qn leading limbs of the divisor first.
-Limb divideShort(Limb* q, Limb* a, const Limb* b, size_t bn, size_t qn,
-                 const TwoLimbDivisor& divisor, Limb* scratch) {
-    if (qn < DivideRecursiveThreshold)
-        return divideSchoolbook(q, a, bn + qn, b, bn, divisor);
+Limb divideShort(Limb* q, Limb* a, const Limb* b, size_t bn, size_t qn, const TwoLimbDivisor& lead,
+                 Limb* scratch, ProductScratch& products) {
+    if (qn < DivideHalvesThreshold)
+        return divideRows(q, a, bn + qn, b, bn, lead);
     const size_t rest = bn - qn;
-    const Limb highQuotient = divideBalanced(q, a + rest, b + rest, qn, divisor, scratch);
+    const Limb highQuotient = divideBalanced(q, a + rest, b + rest, qn, lead, scratch, products);
     if (rest == 0)
         return highQuotient;
-    return subtractRest(q, qn, highQuotient, a, b, bn, scratch);
+    return subtractRest(q, qn, highQuotient, a, b, bn, scratch, products);
 }
 
 } // namespace
 
-Limb divideNormalized(Limb* q, Limb* a, size_t an, const Limb* b, size_t bn,
-                      const TwoLimbDivisor& divisor, Limb* scratch) {
-    if (bn < DivideRecursiveThreshold)
-        return divideSchoolbook(q, a, an, b, bn, divisor);
+Limb divideSchoolbook(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b) noexcept {
+    return divideRows(q, a, an, b.limbs, b.length, b.lead);
+}
+
+Limb divideByHalves(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b, Limb* scratch,
+                    ProductScratch& products) {
+    const size_t bn = b.length;
     size_t left = an - bn;
     const size_t first = left % bn;
     left -= first;
-    const Limb highQuotient = divideShort(q + left, a + left, b, bn, first, divisor, scratch);
+    products.reserve((bn + 1) / 2, (bn + 1) / 2);
+    const Limb highQuotient =
+        divideShort(q + left, a + left, b.limbs, bn, first, b.lead, scratch, products);
     while (left > 0) {
         left -= bn;
-        divideBalanced(q + left, a + left, b, bn, divisor, scratch);
+        divideBalanced(q + left, a + left, b.limbs, bn, b.lead, scratch, products);
     }
     return highQuotient;
+}
+
+Limb divideNormalized(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b, Limb* scratch,
+                      ProductScratch& products) {
+    const size_t qn = an - b.length;
+    const size_t shorter = std::min(b.length, qn);
+    if (shorter < DivideHalvesThreshold)
+        return divideSchoolbook(q, a, an, b);
+    if (b.inverse)
+        return divideByInverse(q, a, an, b, scratch, products);
+    if (shorter < NewtonDivideThreshold)
+        return divideByHalves(q, a, an, b, scratch, products);
+    NormalizedDivisor inverted = b;
+    inverted.inverse = scratch;
+    inverted.inverseLength = inverseLength(qn, b.length);
+    invertDivisor(scratch, inverted, scratch + inverted.inverseLength, products);
+    return divideByInverse(q, a, an, inverted, scratch + inverted.inverseLength, products);
+}
+
+size_t divideScratch(size_t qn, size_t bn) noexcept {
+    if (std::min(qn, bn) < NewtonDivideThreshold)
+        return bn;
+    const size_t n = inverseLength(qn, bn);
+    return n + std::max(invertScratch(n), divideByInverseScratch(bn, n));
 }
 
 } // namespace qx::math::detail

@@ -2,7 +2,6 @@
 
 #include <qx/math/detail/DigitBits.h>
 #include <qx/math/detail/DigitGroups.h>
-#include <qx/math/detail/Multiply.h>
 #include <qx/math/detail/Radix.h>
 #include <qx/math/detail/RadixPowers.h>
 #include <qx/math/detail/Scratch.h>
@@ -34,8 +33,9 @@ size_t readChunks(Limb* r, const uint8_t* digits, size_t count,
 /// Reads the two halves of the digits and joins them by a multiplication by a power of the radix.
 class DigitReader {
 public:
-    DigitReader(const RadixConstants& constants, const RadixPowers& powers) noexcept
-        : m_constants(constants), m_powers(powers) {}
+    DigitReader(const RadixConstants& constants, const RadixPowers& powers,
+                ProductScratch& products) noexcept
+        : m_constants(constants), m_powers(powers), m_products(products) {}
 
     /// @param level the first at which the digits may be cut
     /// @param scratch as much as the powers from that level on
@@ -55,7 +55,7 @@ public:
         if (highLength == 0)
             return read(r, digits, lowCount, level + 1, scratch);
         std::fill_n(r, power.zeros, Limb{0});
-        multiply(r + power.zeros, part, highLength, power.limbs, power.length);
+        m_products.multiply(r + power.zeros, part, highLength, power.limbs, power.length);
         const size_t n = normalizedLength(r, power.zeros + highLength + power.length);
         const size_t lowLength = read(part, digits, lowCount, level + 1, scratch);
         const Limb carry = add(r, r, part, lowLength);
@@ -68,6 +68,7 @@ public:
 private:
     const RadixConstants& m_constants;
     const RadixPowers& m_powers;
+    ProductScratch& m_products;
 };
 
 } // namespace
@@ -79,12 +80,15 @@ size_t fromDigits(Limb* r, const uint8_t* digits, size_t count, int radix) {
     if (constants.bitsPerDigit != 0)
         return fromBitDigits(r, digits, count, constants.bitsPerDigit);
     const size_t chunks = (count + constants.digitsPerChunk - 1) / constants.digitsPerChunk;
-    if (chunks <= ReadLeafChunks)
+    if (chunks <= ReadPlainChunks)
         return readChunks(r, digits, count, constants);
     RadixPowers powers(chunks, ReadLeafChunks, constants);
-    Scratch<InlineLimbs> scratch(2 * powers.storage());
-    powers.compute(scratch.take(powers.storage()));
-    return DigitReader(constants, powers).read(r, digits, count, 0, scratch.take(powers.storage()));
+    const size_t storage = powers.storage();
+    Scratch<InlineLimbs> scratch(2 * storage);
+    ProductScratch products;
+    powers.compute(scratch.take(storage), products);
+    return DigitReader(constants, powers, products)
+        .read(r, digits, count, 0, scratch.take(storage));
 }
 
 } // namespace qx::math::detail

@@ -2,8 +2,6 @@
 
 #include <bit>
 
-#include <qx/math/detail/Multiply.h>
-
 namespace qx::math::detail {
 
 RadixPowers::RadixPowers(size_t chunks, size_t leafChunks, const RadixConstants& constants) noexcept
@@ -21,10 +19,12 @@ size_t RadixPowers::storage() const noexcept {
     return limbs;
 }
 
-void RadixPowers::compute(Limb* storage) {
+void RadixPowers::compute(Limb* storage, ProductScratch& products) {
     const RadixPower* half = nullptr;
     for (size_t level = m_levels; level-- > 0;) {
         RadixPower& power = m_powers[level];
+        power.zeros = 0;
+        power.shift = 0;
         size_t length;
         if (!half) {
             storage[0] = m_constants.chunk;
@@ -39,7 +39,7 @@ void RadixPowers::compute(Limb* storage) {
             const size_t zeros = isOdd && half->zeros > 0 ? 1 : 0;
             power.zeros = 2 * half->zeros - zeros;
             storage[0] = 0;
-            square(storage + zeros, half->limbs, half->length);
+            products.square(storage + zeros, half->limbs, half->length);
             length = normalizedLength(storage, zeros + 2 * half->length);
             if (isOdd) {
                 divideLimb(storage, storage, length, m_constants.chunk);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include <qx/math/detail/ProductScratch.h>
 #include <qx/math/detail/RadixConstants.h>
 
 namespace qx::math::detail {
@@ -10,12 +11,12 @@ namespace qx::math::detail {
 /// A power of a chunk as limbs * 2^(64 * zeros - shift): an even radix gives it many zero limbs at
 /// the end, which are left out.
 struct RadixPower {
-    Limb* limbs = nullptr;
-    size_t length = 0;
-    size_t zeros = 0;
-    unsigned shift = 0;
+    Limb* limbs;
+    size_t length;
+    size_t zeros;
+    unsigned shift;
     /// The exponent: the number of chunks below the power.
-    size_t chunks = 0;
+    size_t chunks;
 };
 
 /// The powers at which a number of many chunks is cut in halves, the halves again, and so on down
@@ -34,14 +35,15 @@ public:
     size_t storage() const noexcept;
     /// Computes the powers into @p storage, with a shift of 0.
     /// @throws std::bad_alloc
-    void compute(Limb* storage);
+    void compute(Limb* storage, ProductScratch& products);
     /// Shifts the powers so that their top bits are set, as divisors want them.
     void normalize() noexcept;
 
 private:
     const RadixConstants& m_constants;
     size_t m_levels = 0;
-    // Each level halves, so that these are as many as any memory holds.
+    // Each level halves, so that these are as many as any memory holds; only those of m_levels have
+    // values.
     std::array<RadixPower, 40> m_powers;
 };
 

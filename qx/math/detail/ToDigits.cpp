@@ -20,16 +20,18 @@ constexpr size_t InlineLimbs = 256;
 /// Divides a by a chunk @p Times times, with the remainders in order. Every division follows the
 /// one before at a distance of one limb, so that the processor works on all of them at once, which
 /// hides most of their latency.
-template <size_t Times>
+template <size_t Times, bool IsShifted>
 std::array<Limb, Times> divideByChunk(Limb* a, size_t n, const RadixConstants& constants) noexcept {
-    const unsigned shift = constants.chunkShift;
+    const unsigned shift = IsShifted ? constants.chunkShift : 0;
     const Limb divisor = constants.chunk << shift;
+    const Limb inverse = constants.chunkInverse;
     std::array<Limb, Times> remainders{};
     while (n-- > 0) {
         Limb limb = a[n];
         for (Limb& remainder : remainders) {
-            remainder |= limb >> 1 >> (LimbBits - 1 - shift);
-            limb = divideTwo(remainder, limb << shift, divisor, constants.chunkInverse);
+            if constexpr (IsShifted)
+                remainder |= limb >> (LimbBits - shift);
+            limb = divideTwo(remainder, limb << shift, divisor, inverse);
         }
         a[n] = limb;
     }
@@ -38,36 +40,46 @@ std::array<Limb, Times> divideByChunk(Limb* a, size_t n, const RadixConstants& c
     return remainders;
 }
 
-/// Writes @p chunks chunks of digits of a: quadratic. a is lost.
+/// Writes @p chunks chunks of digits of a, which is normalized: quadratic. a is lost.
+template <bool IsShifted>
 void writeChunks(uint8_t* digits, size_t chunks, Limb* a, size_t n,
                  const RadixConstants& constants) noexcept {
-    constexpr size_t Times = 4;
+    // As many divisions as the registers hold.
+    constexpr size_t Times = 3;
     uint8_t* next = digits + chunks * constants.digitsPerChunk;
     const auto write = [&](Limb chunk) {
         next -= constants.digitsPerChunk;
         writeChunk(next, chunk, constants);
     };
-    for (; chunks >= Times && n > 1; chunks -= Times) {
-        for (const Limb chunk : divideByChunk<Times>(a, n, constants))
+    for (; n > 1 && chunks >= Times; chunks -= Times) {
+        for (const Limb chunk : divideByChunk<Times, IsShifted>(a, n, constants))
             write(chunk);
         n = normalizedLength(a, n);
     }
-    for (; n > 0 && chunks > 0; --chunks) {
-        write(divideByChunk<1>(a, n, constants)[0]);
-        n = normalizedLength(a, n);
-    }
+    for (; n > 0; n = normalizedLength(a, n))
+        write(divideByChunk<1, IsShifted>(a, n, constants)[0]);
     std::fill(digits, next, uint8_t{0});
+}
+
+void writeLeaf(uint8_t* digits, size_t chunks, Limb* a, size_t n,
+               const RadixConstants& constants) noexcept {
+    if (constants.chunkShift == 0)
+        writeChunks<false>(digits, chunks, a, n, constants);
+    else
+        writeChunks<true>(digits, chunks, a, n, constants);
 }
 
 /// Cuts a number in two by a division by a power of the radix, and the parts again.
 class DigitWriter {
 public:
-    DigitWriter(const RadixConstants& constants, const RadixPowers& powers) noexcept
-        : m_constants(constants), m_powers(powers) {}
+    DigitWriter(const RadixConstants& constants, const RadixPowers& powers,
+                ProductScratch& products) noexcept
+        : m_constants(constants), m_powers(powers), m_products(products) {}
 
     /// Limbs of scratch for write.
     static size_t scratch(const RadixPowers& powers) noexcept {
-        size_t limbs = powers.levels() ? powers[0].chunks : 0;
+        const size_t longest = powers[0].chunks;
+        size_t limbs = divideScratch(longest + QuotientSlack, longest);
         for (size_t level = 0; level < powers.levels(); ++level)
             limbs += powers[level].chunks + QuotientSlack;
         return limbs;
@@ -79,7 +91,7 @@ public:
     void write(uint8_t* digits, size_t chunks, Limb* a, size_t n, size_t level,
                Limb* scratch) const {
         if (level == m_powers.levels())
-            return writeChunks(digits, chunks, a, n, m_constants);
+            return writeLeaf(digits, chunks, a, n, m_constants);
         const RadixPower& power = m_powers[level];
         if (chunks <= power.chunks)
             return write(digits, chunks, a, n, level + 1, scratch);
@@ -98,9 +110,8 @@ public:
         Limb* const quotient = scratch;
         const size_t quotientLength = n - power.length;
         scratch += quotientLength + 1;
-        divideNormalized(
-            quotient, dividend, n, power.limbs, power.length,
-            TwoLimbDivisor(power.limbs[power.length - 1], power.limbs[power.length - 2]), scratch);
+        divideNormalized(quotient, dividend, n, NormalizedDivisor(power.limbs, power.length),
+                         scratch, m_products);
         if (power.shift != 0)
             shiftRight(dividend, dividend, power.length, power.shift);
         write(digits, highChunks, quotient, normalizedLength(quotient, quotientLength), level + 1,
@@ -116,7 +127,27 @@ private:
 
     const RadixConstants& m_constants;
     const RadixPowers& m_powers;
+    ProductScratch& m_products;
 };
+
+} // namespace
+
+namespace {
+
+/// By leaves of a level that need powers. a is normalized and too long for a single leaf.
+void writeByPowers(uint8_t* digits, size_t chunks, const Limb* a, size_t n,
+                   const RadixConstants& constants) {
+    RadixPowers powers(chunks, WriteLeafChunks, constants);
+    const size_t writerScratch = DigitWriter::scratch(powers);
+    Scratch<InlineLimbs> scratch(n + 1 + powers.storage() + writerScratch);
+    ProductScratch products;
+    powers.compute(scratch.take(powers.storage()), products);
+    powers.normalize();
+    Limb* const number = scratch.take(n + 1);
+    std::copy_n(a, n, number);
+    DigitWriter(constants, powers, products)
+        .write(digits, chunks, number, n, 0, scratch.take(writerScratch));
+}
 
 } // namespace
 
@@ -129,15 +160,13 @@ size_t toDigits(uint8_t* digits, const Limb* a, size_t n, int radix) {
         return toBitDigits(digits, a, n, constants.bitsPerDigit);
 
     const size_t chunks = chunksForLimbs(n, constants);
-    RadixPowers powers(chunks, WriteLeafChunks, constants);
-    const size_t writerScratch = DigitWriter::scratch(powers);
-    Scratch<InlineLimbs> scratch(n + 1 + powers.storage() + writerScratch);
-    powers.compute(scratch.take(powers.storage()));
-    powers.normalize();
-    Limb* const number = scratch.take(n + 1);
-    std::copy_n(a, n, number);
-    DigitWriter(constants, powers).write(digits, chunks, number, n, 0, scratch.take(writerScratch));
-
+    if (chunks <= WriteLeafChunks) {
+        Limb number[WriteLeafChunks]; // a chunk is less than a limb
+        std::copy_n(a, n, number);
+        writeLeaf(digits, chunks, number, n, constants);
+    } else {
+        writeByPowers(digits, chunks, a, n, constants);
+    }
     uint8_t* const end = digits + chunks * constants.digitsPerChunk;
     uint8_t* const first = std::find_if(digits, end, [](uint8_t digit) { return digit != 0; });
     std::copy(first, end, digits);
