@@ -59,6 +59,8 @@
 #include <qx/core/Unknown.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/IRunnable.h>
+#include <qx/exec/Process.h>
+#include <qx/exec/SharedLibrary.h>
 #include <qx/exec/Thread.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
@@ -105,6 +107,7 @@
 #include <qx/platform/ipc.h>
 #include <qx/platform/module.h>
 #include <qx/platform/native.h>
+#include <qx/platform/process.h>
 #include <qx/platform/result.h>
 #include <qx/platform/stdio.h>
 #include <qx/platform/sync.h>

@@ -72,6 +72,10 @@ public:
     uint64_t getHandle() const noexcept { return m_file.get(); }
     unsigned int getMode() const noexcept { return m_mode; }
 
+protected:
+    /// Closes the stream for a derived class that knows who owns the handle and will close it.
+    void forgetHandle() noexcept { m_file = FileHandle(); }
+
 private:
     class WriterTurn;
     class ClosedAfter;

@@ -1,7 +1,8 @@
 #pragma once
 
 /*
- * Modules and component creation. A module identifies itself by an address inside its own code.
+ * Modules, shared libraries and component creation. A module identifies itself by an address inside
+ * its own code.
  * Class identifiers are found in the table of class factories that programs and modules fill, and
  * programmatic identifiers without regard to letter case. All functions may be called from any
  * thread.
@@ -19,6 +20,18 @@ extern "C" {
 QX_API int32_t QXModuleSetInitialized(const void* module, int32_t initialized);
 /* Number of modules that live. */
 QX_API int32_t QXModuleGetLiveCount(void);
+
+/* Loads a shared library with all that it needs, or counts one more user of it, for @p module,
+ * which must live (0x80070006). A path with a slash or backslash names the file; a plain name is
+ * looked up where the system keeps libraries. 0x80070002 and 0x80070005 for a file that is not
+ * there or not readable, 0x800700C1 for one that is no library, 0x8007007E for a name that is not
+ * found and for a library that lacks something it needs. */
+QX_API int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library);
+/* Unloads the library with its last user. @p module need not live any more. */
+QX_API int32_t QXModuleLibClose(const void* module, QXHandle library);
+/* Address of a function or variable of the library or of one that it needs; 0x8007007F when there
+ * is none of that name. */
+QX_API int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol);
 
 /* Creates an object and stores its interface @p interfaceId, with a reference that the caller owns.
  * Returns a result code; nothing may be thrown. */

@@ -1,11 +1,17 @@
 #pragma once
 
+#include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <qx/core/Exception.h>
+#include <qx/io/InputStream.h>
 
 namespace qxtest {
 
@@ -27,6 +33,38 @@ int32_t expectThrows(std::u16string_view description, Body body) {
         return exception.getResult();
     }
     return 0;
+}
+
+/// Everything up to the end.
+inline std::string readAll(qx::io::InputStream& in) {
+    std::string all;
+    char block[4096];
+    for (int32_t count; (count = in.read(block, sizeof block)) > 0;)
+        all.append(block, static_cast<size_t>(count));
+    return all;
+}
+
+/// Number of entries of a folder under /proc/self; opening the folder is not counted.
+inline int64_t countOwn(const char* folder) {
+    const std::filesystem::directory_iterator entries(std::string("/proc/self/") + folder);
+    return std::distance(begin(entries), end(entries));
+}
+
+/// True when this process has a child, running or not waited for.
+inline bool hasChildren() {
+    siginfo_t info;
+    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+/// Waits until @p condition holds; false after a time that is long even on a busy machine.
+template <class Condition>
+bool eventually(Condition condition) {
+    for (int waits = 0; !condition(); ++waits) {
+        if (waits == 20'000)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 } // namespace qxtest

@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <dlfcn.h>
 #include <malloc.h>
+#include <sys/wait.h>
 
 #include <qx/collections/IComparator.h>
 #include <qx/core/Reference.h>
+#include <qx/platform/process.h>
 
 namespace {
 
@@ -24,7 +26,21 @@ bool useComparator(void* library) {
            getComparator() == comparator;
 }
 
-bool loadUseAndUnload() {
+/// Leaves a child that may end before or after the library is unloaded.
+bool leaveChild(void* library) {
+    const auto create =
+        reinterpret_cast<decltype(&QXProcessCreate)>(dlsym(library, "QXProcessCreate"));
+    const auto detach =
+        reinterpret_cast<decltype(&QXProcessDetach)>(dlsym(library, "QXProcessDetach"));
+    QXHandle streams[3], process = 0;
+    constexpr uint32_t Flags =
+        QX_PROCESS_INHERIT_INPUT | QX_PROCESS_INHERIT_OUTPUT | QX_PROCESS_INHERIT_ERROR;
+    return create && detach &&
+           create(nullptr, u"sleep 0.001", nullptr, nullptr, Flags, streams, &process) == 0 &&
+           detach(process) == 0;
+}
+
+bool loadUseAndUnload(bool withChild) {
     void* const library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
     if (!library) {
         std::fprintf(stderr, "%s\n", dlerror());
@@ -39,6 +55,10 @@ bool loadUseAndUnload() {
     }
     if (!useComparator(library)) {
         std::fprintf(stderr, "no comparator\n");
+        return false;
+    }
+    if (withChild && !leaveChild(library)) {
+        std::fprintf(stderr, "no child\n");
         return false;
     }
     if (dlclose(library) != 0) {
@@ -63,12 +83,14 @@ int main() {
     constexpr int Rounds = 300;
     constexpr std::size_t SmallestBlock = 32; // one a round is a leak, less is the heap's own noise
     for (int round = 0; round < WarmUp; ++round) {
-        if (!loadUseAndUnload())
+        if (!loadUseAndUnload(true))
             return 1;
+    }
+    while (wait(nullptr) > 0) {
     }
     const std::size_t before = heapInUse();
     for (int round = 0; round < Rounds; ++round) {
-        if (!loadUseAndUnload())
+        if (!loadUseAndUnload(false))
             return 1;
     }
     const std::size_t after = heapInUse();

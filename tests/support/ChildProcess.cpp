@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <spawn.h>
 #include <stdexcept>
@@ -50,6 +51,12 @@ int ChildProcess::join() {
     }
     m_pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::u16string childCommand(std::u16string_view entry) {
+    std::u16string command = u"self ";
+    command.append(std::begin(ChildFlag), std::end(ChildFlag) - 1);
+    return command.append(u" ").append(entry);
 }
 
 bool runAsChild(int argc, char** argv, int& status) {

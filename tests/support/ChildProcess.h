@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qxtest {
@@ -32,6 +33,10 @@ public:
 private:
     int m_pid;
 };
+
+/// Command line with which SelfPath executes one ChildEntry; arguments may follow after a blank.
+std::u16string childCommand(std::u16string_view entry);
+inline constexpr char16_t SelfPath[] = u"/proc/self/exe";
 
 /// Runs the child named on the command line; true when there was one, with its result in @p status.
 bool runAsChild(int argc, char** argv, int& status);

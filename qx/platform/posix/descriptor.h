@@ -1,6 +1,7 @@
 #pragma once
 
 #include <climits>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -42,5 +43,13 @@ public:
 private:
     int m_descriptor;
 };
+
+/// The same file on a descriptor above the standard ones: in a process that was started without
+/// them, text printed to standard output must not end up in the file. Without one errno says why.
+inline Descriptor aboveStandard(Descriptor file) noexcept {
+    if (!file || file.get() > STDERR_FILENO)
+        return file;
+    return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
 
 } // namespace qx::platform

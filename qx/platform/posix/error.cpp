@@ -40,6 +40,8 @@ constexpr ErrorRow ErrorRows[] = {
     {ENOSYS,      120}, // call not implemented
     {ENOTEMPTY,   145}, // folder not empty
     {ENAMETOOLONG,206}, // name too long
+    {E2BIG,       206},
+    {ENOEXEC,     193}, // not a program
     {EAGAIN,      170}, // in use
     {EOVERFLOW,   534}, // arithmetic overflow
     {ECANCELED,  1223}, // cancelled

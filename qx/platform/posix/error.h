@@ -2,6 +2,9 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <new>
+
+#include <qx/platform/result.h>
 
 namespace qx::platform {
 
@@ -19,6 +22,17 @@ auto retryInterrupted(Call&& call) noexcept(noexcept(call())) {
         const auto value = call();
         if (value != -1 || errno != EINTR)
             return value;
+    }
+}
+
+/// Runs the body of a C function that uses containers: its result code, or the one for memory that
+/// ran out.
+template <class Body>
+int32_t withinMemory(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return result::OutOfMemory;
     }
 }
 

@@ -43,13 +43,8 @@ int openFlags(uint32_t flags) noexcept {
            ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0);
 }
 
-/// Opens a file on a descriptor above the standard ones: in a process that was started without
-/// them, text printed to standard output must not end up in the file.
 Descriptor openFile(const char* path, int flags, uint32_t mode) noexcept {
-    Descriptor file(retryInterrupted([&] { return ::open(path, flags, mode); }));
-    if (!file || file.get() > STDERR_FILENO)
-        return file;
-    return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    return aboveStandard(Descriptor(retryInterrupted([&] { return ::open(path, flags, mode); })));
 }
 
 /// Runs a transfer again after signals and, on a descriptor that somebody made non-blocking, once

@@ -7,48 +7,13 @@
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
+#include "qx/platform/posix/NodeList.h"
+#include "qx/platform/posix/livemodule.h"
+
 using namespace qx;
+using namespace qx::platform;
 
 namespace {
-
-/// Owning singly linked list of nodes with a `next` pointer. Constant-initialised, and empty but
-/// usable once its destructor ran, because static objects of other sources may come earlier and go
-/// later.
-template <class Node>
-class NodeList {
-public:
-    constexpr NodeList() = default;
-    ~NodeList() {
-        while (m_first != nullptr)
-            remove(&m_first);
-    }
-    NodeList(const NodeList&) = delete;
-    NodeList& operator=(const NodeList&) = delete;
-
-    void add(Node* node) noexcept {
-        node->next = m_first;
-        m_first = node;
-    }
-
-    /// Where the first node that fits is linked in; null when none does.
-    template <class Fits>
-    Node** find(Fits&& fits) noexcept {
-        for (Node** link = &m_first; *link != nullptr; link = &(*link)->next) {
-            if (fits(**link))
-                return link;
-        }
-        return nullptr;
-    }
-
-    void remove(Node** link) noexcept {
-        Node* const node = *link;
-        *link = node->next;
-        delete node;
-    }
-
-private:
-    Node* m_first = nullptr;
-};
 
 struct LiveModule {
     const void* identity;
@@ -121,6 +86,11 @@ int32_t removeModule(const void* identity) noexcept {
 }
 
 } // namespace
+
+bool qx::platform::isLiveModule(const void* identity) noexcept {
+    const std::lock_guard guard(s_table.lock);
+    return s_table.findModule(identity) != nullptr;
+}
 
 int32_t QXModuleSetInitialized(const void* module, int32_t initialized) {
     if (module == nullptr)

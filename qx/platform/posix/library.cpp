@@ -1,0 +1,99 @@
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <string>
+#include <unistd.h>
+
+#include <qx/platform/module.h>
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/descriptor.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/handle.h"
+#include "qx/platform/posix/livemodule.h"
+#include "qx/platform/posix/narrow.h"
+#include "qx/platform/posix/path.h"
+
+using namespace qx;
+using namespace qx::platform;
+
+namespace {
+
+constexpr int32_t ModuleNotFound = static_cast<int32_t>(0x8007007Eu);
+constexpr int32_t SymbolNotFound = static_cast<int32_t>(0x8007007Fu);
+
+bool isLibrary(QXHandle handle) noexcept { return handle != 0 && handle != NoHandle; }
+
+void* libraryOf(QXHandle handle) noexcept { return reinterpret_cast<void*>(handle); }
+
+/// Why a library cannot be loaded. The system gives a sentence; this finds out the code.
+int32_t reasonOf(const PathText& path) noexcept {
+    if (path.view().find('/') == std::string_view::npos)
+        return ModuleNotFound;
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file)
+        return lastResult();
+    constexpr char Magic[] = {0x7F, 'E', 'L', 'F'};
+    char start[sizeof Magic];
+    if (::read(file.get(), start, sizeof start) < 0)
+        return lastResult();
+    return std::memcmp(start, Magic, sizeof Magic) == 0 ? ModuleNotFound : resultFromErrno(ENOEXEC);
+}
+
+int32_t openLibrary(const char16_t* path, QXHandle& library) {
+    std::string name;
+    PathText native;
+    if (const int32_t result = toNarrow(path, name); result < 0)
+        return result;
+    if (const int32_t result = toNativePath(name.c_str(), native); result < 0)
+        return result;
+    void* const opened = ::dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (opened == nullptr)
+        return reasonOf(native);
+    library = reinterpret_cast<QXHandle>(opened);
+    return result::Ok;
+}
+
+int32_t findSymbol(QXHandle library, const char16_t* name, void*& symbol) {
+    std::string narrow;
+    if (const int32_t result = toNarrow(name, narrow); result < 0)
+        return result;
+    ::dlerror();
+    void* const found = ::dlsym(libraryOf(library), narrow.c_str());
+    if (found == nullptr && ::dlerror() != nullptr) // a symbol may be at address 0
+        return SymbolNotFound;
+    symbol = found;
+    return result::Ok;
+}
+
+} // namespace
+
+int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library) {
+    if (library == nullptr)
+        return result::NullPointer;
+    *library = NoHandle;
+    if (module == nullptr || path == nullptr)
+        return result::NullPointer;
+    if (!isLiveModule(module))
+        return result::InvalidHandle;
+    return withinMemory([&] { return openLibrary(path, *library); });
+}
+
+int32_t QXModuleLibClose(const void* module, QXHandle library) {
+    if (module == nullptr)
+        return result::NullPointer;
+    if (!isLibrary(library))
+        return result::InvalidHandle;
+    return ::dlclose(libraryOf(library)) == 0 ? result::Ok : result::Fail;
+}
+
+int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol) {
+    if (symbol == nullptr)
+        return result::NullPointer;
+    *symbol = nullptr;
+    if (name == nullptr)
+        return result::NullPointer;
+    if (!isLibrary(library))
+        return result::InvalidHandle;
+    return withinMemory([&] { return findSymbol(library, name, *symbol); });
+}

@@ -1,0 +1,470 @@
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <random>
+#include <set>
+#include <span>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <qx/exec/Process.h>
+
+#include "tests/exec/ExecTesting.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+using namespace qx;
+using namespace qx::exec;
+using namespace qxtest;
+
+namespace {
+
+constexpr auto* AlreadyJoined = u"process already joined";
+constexpr unsigned int InheritAll =
+    QX_PROCESS_INHERIT_INPUT | QX_PROCESS_INHERIT_OUTPUT | QX_PROCESS_INHERIT_ERROR;
+constexpr auto* NotJoined = u"process has not been joined";
+
+/// This program again, running one of the entries below.
+Process start(std::u16string_view entryAndArguments, unsigned int flags = 0) {
+    return Process(SelfPath, childCommand(entryAndArguments).c_str(), nullptr, nullptr, flags);
+}
+
+// The entries use the system's calls, not the library's.
+
+std::string readInput() {
+    std::string all;
+    char block[4096];
+    for (ssize_t count; (count = read(STDIN_FILENO, block, sizeof block)) > 0;)
+        all.append(block, static_cast<size_t>(count));
+    return all;
+}
+
+/// Waits for the end of its input, then ends with the code or, if negative, by the signal.
+const ChildEntry exitEntry("exec.exit", [](const auto& arguments) {
+    const int code = std::stoi(arguments[0]);
+    readInput();
+    if (code < 0) {
+        signal(-code, SIG_DFL); // whatever this test program was started with
+        raise(-code);
+    }
+    return code;
+});
+
+/// Writes what it reads to both outputs, upside down to the second.
+const ChildEntry copyEntry("exec.copy", [](const auto&) {
+    char block[5000];
+    for (ssize_t count; (count = read(STDIN_FILENO, block, sizeof block)) > 0;) {
+        if (write(STDOUT_FILENO, block, static_cast<size_t>(count)) != count)
+            return 1;
+        for (char& byte : std::span(block, static_cast<size_t>(count)))
+            byte = static_cast<char>(~byte);
+        if (write(STDERR_FILENO, block, static_cast<size_t>(count)) != count)
+            return 1;
+    }
+    return 0;
+});
+
+/// Says where and how it was started.
+const ChildEntry aboutEntry("exec.about", [](const auto&) {
+    char folder[4096];
+    std::printf("folder %s\n", getcwd(folder, sizeof folder));
+    for (char** each = environ; *each; ++each)
+        std::printf("environment %s\n", *each);
+    for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
+        std::printf("descriptor %s\n", each.path().filename().c_str());
+    std::istringstream status(readFile("/proc/self/status"));
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("Sig"))
+            std::printf("%s\n", line.c_str());
+    }
+    return 0;
+});
+
+const ChildEntry twoOutputsEntry("exec.twoOutputs", [](const auto&) {
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO, STDOUT_FILENO}) {
+        if (write(stream, stream == STDOUT_FILENO ? "out;" : "err;", 4) != 4)
+            return 1;
+    }
+    return 0;
+});
+
+std::set<std::string> linesOf(const std::string& text) {
+    std::istringstream in(text);
+    std::set<std::string> lines;
+    for (std::string line; std::getline(in, line);)
+        lines.insert(line);
+    return lines;
+}
+
+TEST(Process, HandsBackTheExitCode) {
+    const struct {
+        const char16_t* argument;
+        int32_t code;
+    } cases[] = {
+        {u"exec.exit 0", 0},         {u"exec.exit 1", 1},
+        {u"exec.exit 255", 255},     {u"exec.exit -1", -SIGHUP}, // by a signal
+        {u"exec.exit -9", -SIGKILL},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.code);
+        Process process = start(c.argument);
+        expectThrows<IllegalStateException>(NotJoined, [&] { process.getExitCode(); });
+        EXPECT_FALSE(process.tryJoin()); // it waits for the end of its input
+        expectThrows<IllegalStateException>(NotJoined, [&] { process.getExitCode(); });
+        process.getOutputStream()->close();
+        EXPECT_EQ(process.join(), c.code);
+        EXPECT_EQ(process.getExitCode(), c.code);
+        expectThrows<IllegalStateException>(AlreadyJoined, [&] { process.join(); });
+        expectThrows<IllegalStateException>(AlreadyJoined, [&] { process.tryJoin(); });
+    }
+}
+
+TEST(Process, TryJoinSeesTheEnd) {
+    Process process = start(u"exec.exit 5");
+    process.getOutputStream()->close();
+    EXPECT_TRUE(eventually([&] { return process.tryJoin(); }));
+    EXPECT_EQ(process.getExitCode(), 5);
+    expectThrows<IllegalStateException>(AlreadyJoined, [&] { process.join(); });
+}
+
+TEST(Process, DoesNotKnowWhatThePlatformLacks) {
+    Process process = start(u"exec.exit 0");
+    EXPECT_EQ(expectThrows<ResultException>(u"", [&] { process.getID(); }), result::NotAvailable);
+    EXPECT_EQ(expectThrows<ResultException>(u"", [] { Process::joinChild(); }),
+              result::NotAvailable);
+    EXPECT_EQ(Process::getCurrentID(), static_cast<unsigned int>(getpid()));
+    expectThrows<CloneNotSupportedException>(u"", [&] { process.clone(); });
+}
+
+TEST(Process, TenMegabytesGoThroughAllThreePipesAtOnce) {
+    std::string input(10 << 20, '\0');
+    std::minstd_rand random;
+    std::ranges::generate(input, [&random] { return static_cast<char>(random() >> 8); });
+    Process process = start(u"exec.copy");
+    std::string output, error;
+    {
+        std::jthread outputReader([&, in = process.getInputStream()] { output = readAll(*in); });
+        std::jthread errorReader([&, in = process.getErrorStream()] { error = readAll(*in); });
+        const auto out = process.getOutputStream();
+        out->write(input.data(), static_cast<int32_t>(input.size()));
+        out->close();
+    }
+    EXPECT_EQ(process.join(), 0);
+    EXPECT_TRUE(output == input);
+    std::ranges::transform(input, input.begin(),
+                           [](char byte) { return static_cast<char>(~byte); });
+    EXPECT_TRUE(error == input);
+}
+
+TEST(Process, StreamsAreTheSameEachTimeAndOutliveTheProcess) {
+    Reference<io::InputStream> in;
+    Reference<io::OutputStream> out;
+    {
+        Process process = start(u"exec.copy", QX_PROCESS_MERGE_ERROR);
+        in = process.getInputStream();
+        out = process.getOutputStream();
+        EXPECT_EQ(process.getInputStream(), in);
+        EXPECT_EQ(process.getOutputStream(), out);
+        EXPECT_EQ(process.getErrorStream(), process.getErrorStream());
+    }
+    in->close(); // does not own the handle
+    out->write("x", 1);
+    EXPECT_EQ(in->read(), 'x');
+    out.reset(); // the last that held the child's input
+    EXPECT_EQ(readAll(*in), std::string(1, static_cast<char>(~'x')));
+}
+
+TEST(Process, OutputIsReadAfterTheJoin) {
+    Process process = start(u"exec.copy");
+    const auto out = process.getOutputStream();
+    const std::string text(30'000, 'x');
+    out->write(text.data(), static_cast<int32_t>(text.size()));
+    out->close();
+    expectThrows<ResultException>(u"", [&] { out->write("y", 1); });
+    out->close();
+    EXPECT_EQ(process.join(), 0);
+    EXPECT_EQ(readAll(*process.getInputStream()), text);
+    EXPECT_EQ(readAll(*process.getErrorStream()).size(), text.size());
+}
+
+TEST(Process, WriteToAnEndedChildFails) {
+    Process process(nullptr, u"true", nullptr, nullptr, 0);
+    EXPECT_EQ(process.join(), 0);
+    EXPECT_EQ(
+        expectThrows<ResultException>(u"", [&] { process.getOutputStream()->write("lost", 4); }),
+        result::BrokenPipe);
+}
+
+TEST(Process, ErrorOutputMergesInOrder) {
+    Process process = start(u"exec.twoOutputs", QX_PROCESS_MERGE_ERROR);
+    EXPECT_EQ(readAll(*process.getInputStream()), "out;err;out;");
+    expectThrows<ResultException>(u"", [&] { process.getErrorStream()->read(); });
+    EXPECT_EQ(process.join(), 0);
+}
+
+/// Starts a child with the standard streams of its own; argument: flags.
+const ChildEntry passOnEntry("exec.passOn", [](const auto& arguments) {
+    const auto flags = static_cast<unsigned int>(std::stoul(arguments[0]));
+    return static_cast<int>(start(u"exec.copy", flags).join());
+});
+
+TEST(Process, InheritsStreamsThatItIsTold) {
+    static_assert(InheritAll == 14);
+    Process process = start(u"exec.passOn 14");
+    process.getOutputStream()->write("\x01", 1);
+    process.getOutputStream()->close();
+    EXPECT_EQ(readAll(*process.getInputStream()), "\x01");
+    EXPECT_EQ(readAll(*process.getErrorStream()), "\xFE");
+    EXPECT_EQ(process.join(), 0);
+
+    Process merging = start(u"exec.passOn 7"); // error output to the inherited output
+    merging.getOutputStream()->write("\x01", 1);
+    merging.getOutputStream()->close();
+    EXPECT_EQ(readAll(*merging.getInputStream()), "\x01\xFE");
+    EXPECT_EQ(merging.join(), 0);
+}
+
+TEST(Process, ChildStartsInItsFolderWithItsEnvironment) {
+    const TemporaryFolder folder;
+    const String path = String::fromUtf8(folder.path());
+    const char16_t* const environment[] = {u"QX_ONE=1", u"QX_EMPTY=", u"QX_TEXT=\u00E4=\u20AC",
+                                           nullptr};
+    Process process(SelfPath, childCommand(u"exec.about").c_str(), path.getData(), environment, 0);
+    const auto lines = linesOf(readAll(*process.getInputStream()));
+    EXPECT_EQ(process.join(), 0);
+    EXPECT_EQ(lines.count("folder " + folder.path()), 1u);
+    std::set<std::string> variables;
+    std::ranges::copy_if(lines, std::inserter(variables, variables.end()),
+                         [](const auto& line) { return line.starts_with("environment QX_"); });
+    EXPECT_EQ(variables, (std::set<std::string>{"environment QX_ONE=1", "environment QX_EMPTY=",
+                                                "environment QX_TEXT=\u00E4=\u20AC"}));
+    EXPECT_FALSE(std::ranges::any_of(
+        lines, [](const auto& line) { return line.starts_with("environment PATH="); }));
+}
+
+TEST(Process, ChildHasNeitherDescriptorsNorSignalStateOfTheParent) {
+    const int leaky = open("/dev/null", O_RDONLY); // not closed on exec
+    ASSERT_GE(leaky, 0);
+    sigset_t signals, previous;
+    sigfillset(&signals);
+    pthread_sigmask(SIG_SETMASK, &signals, &previous);
+    const auto previousPipe = signal(SIGPIPE, SIG_IGN);
+    Process process = start(u"exec.about");
+    signal(SIGPIPE, previousPipe);
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    close(leaky);
+
+    const auto lines = linesOf(readAll(*process.getInputStream()));
+    EXPECT_EQ(process.join(), 0);
+    // Three, and the one that lists them.
+    EXPECT_EQ(std::ranges::count_if(
+                  lines, [](const auto& line) { return line.starts_with("descriptor "); }),
+              4);
+    EXPECT_EQ(lines.count("SigBlk:\t0000000000000000"), 1u);
+    const auto ignored =
+        std::ranges::find_if(lines, [](const auto& line) { return line.starts_with("SigIgn:"); });
+    ASSERT_NE(ignored, lines.end());
+    EXPECT_EQ(std::stoull(ignored->substr(8), nullptr, 16) >> (SIGPIPE - 1) & 1, 0u);
+}
+
+TEST(Process, ConstructorReportsWhatCannotBeExecuted) {
+    const TemporaryFolder folder;
+    writeFile(folder.path("text"), "no program");
+    writeFile(folder.path("script"), "no program either");
+    std::filesystem::permissions(folder.path("script"), std::filesystem::perms::owner_all);
+    const auto in = [&folder](const char* name) { return String::fromUtf8(folder.path(name)); };
+    const auto noFolder = in("missing");
+    const char16_t* const nameless[] = {u"NAME", nullptr};
+    const char16_t* const emptyName[] = {u"=value", nullptr};
+    const std::u16string longLine = u"true " + std::u16string(3 << 20, u'x');
+
+    const struct {
+        const char* what;
+        String executable;
+        const char16_t* commandLine;
+        const char16_t* folder;
+        const char16_t* const* environment;
+        unsigned int flags;
+        uint32_t code;
+    } cases[] = {
+        {"missing", in("missing"), nullptr, nullptr, nullptr, 0, 0x80070002},
+        {"below a file", in("text/program"), nullptr, nullptr, nullptr, 0, 0x80070003},
+        {"folder", String::fromUtf8(folder.path()), nullptr, nullptr, nullptr, 0, 0x80070005},
+        {"not executable", in("text"), nullptr, nullptr, nullptr, 0, 0x80070005},
+        {"no program", in("script"), nullptr, nullptr, nullptr, 0, 0x800700C1},
+        {"not in PATH", {}, u"qx-no-such-program 1", nullptr, nullptr, 0, 0x80070002},
+        {"no word", {}, u" \t ", nullptr, nullptr, 0, 0x80070057},
+        {"nothing", {}, nullptr, nullptr, nullptr, 0, 0x80070057},
+        {"empty name", {}, u"\"\" x", nullptr, nullptr, 0, 0x80070002},
+        {"drive", {}, u"c:\\true.exe", nullptr, nullptr, 0, 0x80070002},
+        {"no folder", {}, u"true", noFolder.getData(), nullptr, 0, 0x8007010B},
+        {"no variable", {}, u"true", nullptr, nameless, 0, 0x80070057},
+        {"no name", {}, u"true", nullptr, emptyName, 0, 0x80070057},
+        {"too long", {}, longLine.c_str(), nullptr, nullptr, 0, 0x800700CE},
+        {"no text", {}, u"true \xD800", nullptr, nullptr, 0, 0x8BB34102},
+        {"unknown flag", {}, u"true", nullptr, nullptr, 16, 0x80070057},
+        {"merged and inherited", {}, u"true", nullptr, nullptr, 9, 0x80070057},
+    };
+    const int64_t descriptors = countOwn("fd");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const char16_t* const executable =
+            c.executable.isEmpty() ? nullptr : c.executable.getData();
+        EXPECT_EQ(
+            expectThrows<ResultException>(
+                u"", [&] { Process(executable, c.commandLine, c.folder, c.environment, c.flags); }),
+            static_cast<int32_t>(c.code));
+    }
+    EXPECT_EQ(countOwn("fd"), descriptors);
+    EXPECT_TRUE(eventually([] { return !hasChildren(); }));
+}
+
+/// Runs out of descriptors between two pipes, and between pipes and process descriptor.
+const ChildEntry fewDescriptors("exec.fewDescriptors", [](const auto&) {
+    const rlimit limit{64, 64};
+    setrlimit(RLIMIT_NOFILE, &limit);
+    std::vector<int> taken;
+    for (int descriptor; (descriptor = dup(STDIN_FILENO)) >= 0;)
+        taken.push_back(descriptor);
+    for (int left = 0; left < 10; ++left) {
+        int32_t code = 0;
+        try {
+            Process process = start(u"exec.exit 3");
+            process.getOutputStream()->close();
+            code = process.join();
+        } catch (const ResultException& exception) {
+            EXPECT_EQ(exception.getResult(), static_cast<int32_t>(0x80070004u)) << left;
+        }
+        EXPECT_EQ(code, left < 6 ? 0 : 3) << left; // six ends of pipes
+        close(taken.back());
+        taken.pop_back();
+    }
+    EXPECT_FALSE(hasChildren());
+    return testing::Test::HasFailure() ? 1 : 0;
+});
+
+TEST(Process, RunsOutOfDescriptorsWithoutHarm) {
+    if (Sanitized)
+        GTEST_SKIP() << "a sanitizer needs descriptors for its own checks";
+    EXPECT_EQ(ChildProcess("exec.fewDescriptors").join(), 0);
+}
+
+/// A host program without standard streams.
+const ChildEntry bareEntry("exec.bare", [](const auto& arguments) {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        close(stream);
+    Process process = start(u"exec.copy");
+    process.getOutputStream()->write("\x01", 1);
+    process.getOutputStream()->close();
+    const std::string output = readAll(*process.getInputStream());
+    const std::string error = readAll(*process.getErrorStream());
+    const bool isRight = output == "\x01" && error == "\xFE" && process.join() == 0;
+    writeFile(arguments[0], isRight ? "right" : "wrong");
+    return 0;
+});
+
+TEST(Process, WorksInAProgramWithoutStandardStreams) {
+    const TemporaryFolder folder;
+    ChildProcess("exec.bare", {folder.path("result")}).join();
+    EXPECT_EQ(readFile(folder.path("result")), "right");
+}
+
+/// True when the kernel tells the status of children that it has thrown away itself.
+bool kernelRemembersStatus() {
+    utsname name;
+    uname(&name);
+    int major = 0, minor = 0;
+    std::sscanf(name.release, "%d.%d", &major, &minor);
+    return major > 6 || (major == 6 && minor >= 15);
+}
+
+const ChildEntry carelessEntry("exec.careless", [](const auto&) {
+    signal(SIGCHLD, SIG_IGN);
+    const int64_t descriptors = countOwn("fd");
+    for (int i = 0; i < 20; ++i) {
+        Process waiting = start(u"exec.exit 7");
+        waiting.getOutputStream()->close();
+        if (i % 2 == 0)
+            EXPECT_TRUE(eventually([&] { return waiting.tryJoin(); }));
+        else
+            waiting.join();
+        EXPECT_EQ(waiting.getExitCode(), kernelRemembersStatus() ? 7 : QX_PROCESS_EXIT_UNKNOWN);
+        Process quick(nullptr, u"true", nullptr, nullptr, 0); // may be gone before it is looked at
+        const int32_t code = quick.join();
+        EXPECT_TRUE(code == 0 || code == QX_PROCESS_EXIT_UNKNOWN) << code;
+        Process(nullptr, u"true", nullptr, nullptr, 0);
+    }
+    EXPECT_TRUE(eventually([&] { return !hasChildren() && countOwn("fd") == descriptors; }));
+    return testing::Test::HasFailure() ? 1 : 0;
+});
+
+TEST(Process, IsJoinedInAProgramThatIgnoresItsChildren) {
+    EXPECT_EQ(ChildProcess("exec.careless").join(), 0);
+}
+
+/// Leaves a child behind that runs on, as does a fork of this program.
+const ChildEntry leaveEntry("exec.leave", [](const auto&) {
+    Process(nullptr, u"sleep 1", nullptr, nullptr, InheritAll);
+    if (fork() == 0)
+        exit(0); // with the list of its parent's children, but not its threads
+    int status = -1;
+    wait(&status);
+    return status;
+});
+
+TEST(Process, ProgramEndsWhileAChildThatItLeftRuns) {
+    EXPECT_EQ(ChildProcess("exec.leave").join(), 0);
+}
+
+TEST(Process, LeaveNothingBehindWhateverIsDoneWithThem) {
+    constexpr int Starters = 4;
+    constexpr int Each = Sanitized ? 50 : 2500;
+    const int64_t descriptors = countOwn("fd"), threads = countOwn("task");
+    {
+        std::vector<std::jthread> starters;
+        for (int starter = 0; starter < Starters; ++starter) {
+            starters.emplace_back([starter] {
+                for (int i = 0; i < Each; ++i) {
+                    Process process(nullptr, u"true", nullptr, nullptr, 0);
+                    switch ((i + starter) % 5) {
+                    case 0:
+                        EXPECT_EQ(process.join(), 0);
+                        break;
+                    case 1:
+                        EXPECT_TRUE(eventually([&] { return process.tryJoin(); }));
+                        break;
+                    case 2: // has mostly ended when it is dropped
+                        readAll(*process.getInputStream());
+                        break;
+                    case 3: // reads at the end what it got before
+                        process.join();
+                        EXPECT_EQ(readAll(*process.getErrorStream()), "");
+                        break;
+                    default: // still runs when it is dropped
+                        break;
+                    }
+                }
+            });
+        }
+    }
+    EXPECT_TRUE(eventually([] { return !hasChildren(); }));
+    EXPECT_EQ(countOwn("fd"), descriptors);
+    EXPECT_TRUE(eventually([&] { return countOwn("task") <= threads; }));
+}
+
+TEST(Process, DroppedOneHoldsNoDescriptorWhileItRuns) {
+    const int64_t descriptors = countOwn("fd");
+    Process(nullptr, u"sleep 0.3", nullptr, nullptr, InheritAll);
+    EXPECT_EQ(countOwn("fd"), descriptors);
+    EXPECT_TRUE(hasChildren());
+    EXPECT_TRUE(eventually([] { return !hasChildren(); }));
+}
+
+} // namespace

@@ -1,0 +1,80 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <qx/core/String.h>
+#include <qx/exec/SharedLibrary.h>
+
+#include "tests/exec/ExecTesting.h"
+#include "tests/support/TemporaryFolder.h"
+
+using namespace qx;
+using namespace qx::exec;
+using namespace qxtest;
+
+namespace {
+
+/// A library of the system that nothing here is linked to.
+constexpr char16_t LibraryName[] = u"libanl.so.1";
+
+bool isLoaded() {
+    void* const handle = dlopen("libanl.so.1", RTLD_NOW | RTLD_NOLOAD);
+    return handle != nullptr && dlclose(handle) == 0;
+}
+
+TEST(SharedLibrary, IsLoadedAsLongAsItsObjectLives) {
+    ASSERT_FALSE(isLoaded());
+    {
+        const SharedLibrary library(LibraryName);
+        EXPECT_TRUE(isLoaded());
+        { const SharedLibrary again(LibraryName); }
+        EXPECT_TRUE(isLoaded());
+    }
+    EXPECT_FALSE(isLoaded());
+}
+
+TEST(SharedLibrary, FindsFunctionsToCall) {
+    const SharedLibrary library(u"libm.so.6");
+    const auto cosine = reinterpret_cast<double (*)(double)>(library.getSymbol(u"cos"));
+    EXPECT_EQ(cosine(0), 1.0);
+    for (const char16_t* name : {u"qx_no_such_symbol", u"", u"c\u00F6s"}) {
+        EXPECT_EQ(expectThrows<ResultException>(u"Failed to get symbol.",
+                                                [&] { library.getSymbol(name); }),
+                  static_cast<int32_t>(0x8007007Fu));
+    }
+    EXPECT_EQ(expectThrows<ResultException>(u"Failed to get symbol.",
+                                            [&] { library.getSymbol(nullptr); }),
+              result::NullPointer);
+}
+
+TEST(SharedLibrary, TellsWhyItCannotBeOpened) {
+    const TemporaryFolder folder;
+    writeFile(folder.path("text"), "no library");
+    writeFile(folder.path("short"), "\x7F");
+    writeFile(folder.path("damaged"), "\x7F"
+                                      "ELF and then nothing of the kind");
+    const auto in = [&folder](const char* name) { return String::fromUtf8(folder.path(name)); };
+    const struct {
+        String path;
+        uint32_t code;
+    } cases[] = {
+        {String(u"libqx-no-such-library.so.1"), 0x8007007E},
+        {in("missing"), 0x80070002},
+        {in("text"), 0x800700C1},
+        {in("short"), 0x800700C1},
+        {in("damaged"), 0x8007007E},
+        {String::fromUtf8(folder.path()), 0x80070005},
+        {String(), 0x80070002},
+        {String(u"c:\\library"), 0x80070002},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.path.toUtf8());
+        EXPECT_EQ(expectThrows<ResultException>(u"Failed to open shared library.",
+                                                [&] { SharedLibrary(c.path.getData()); }),
+                  static_cast<int32_t>(c.code));
+    }
+    EXPECT_EQ(expectThrows<ResultException>(u"Failed to open shared library.",
+                                            [] { SharedLibrary(nullptr); }),
+              result::NullPointer);
+}
+
+} // namespace
