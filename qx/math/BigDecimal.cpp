@@ -77,7 +77,7 @@ uint64_t power(uint64_t base, uint64_t exponent) noexcept {
     return result;
 }
 
-uint64_t of(IntegerView value) noexcept {
+uint64_t of(const IntegerView& value) noexcept {
     uint64_t result = 0;
     for (size_t i = value.length(); i-- > 0;)
         result = reduce(reduce(result << 3) + reduce(value.limbs()[i])); // 2^64 is 8

@@ -123,7 +123,7 @@ protected:
     void parseDecimal(TextView text);
 
 private:
-    using Operation = BigInteger& (BigInteger::*)(IntegerView);
+    using Operation = BigInteger& (BigInteger::*)(const IntegerView&);
     BigDecimal& combine(const BigDecimal& b, Operation operation);
 
     BigInteger m_unscaled;

@@ -41,7 +41,7 @@ BigInteger::BigInteger(Room room) {
     m_capacity = static_cast<int32_t>(room.limbs) * LimbBytes;
 }
 
-BigInteger::BigInteger(IntegerView value) { assign(value); }
+BigInteger::BigInteger(const IntegerView& value) { assign(value); }
 
 BigInteger::BigInteger(const signed char* bytes, int length, bool negative) {
     setByteArray(bytes, length, negative);
@@ -52,6 +52,12 @@ void BigInteger::finish(size_t limbs, bool negative) noexcept {
     const auto unusedBytes = limbs == 0 ? 0 : std::countl_zero(m_data[limbs - 1]) / 8;
     m_size = static_cast<int32_t>(limbs) * LimbBytes - unusedBytes;
     m_negative = negative && limbs != 0;
+}
+
+void BigInteger::setLimb(uint64_t limb, bool negative) noexcept {
+    m_data[0] = limb;
+    m_size = LimbBytes - std::countl_zero(limb) / 8;
+    m_negative = negative && limb != 0;
 }
 
 void BigInteger::ensureCapacity(int32_t bytes) {
@@ -110,7 +116,11 @@ BigInteger& BigInteger::clearBit(int32_t n) {
     return *this;
 }
 
-BigInteger& BigInteger::assign(IntegerView value) {
+BigInteger& BigInteger::assign(const IntegerView& value) {
+    if (value.length() <= 1 && m_capacity > 0) {
+        setLimb(value.lowLimb(), value.isNegative());
+        return *this;
+    }
     if (value.length() > capacityInLimbs()) {
         BigInteger copy(Room{value.length()});
         swap(copy);
@@ -122,7 +132,7 @@ BigInteger& BigInteger::assign(IntegerView value) {
 
 int64_t BigInteger::getBitCount() const noexcept { return detail::bitLength(*this); }
 
-int BigInteger::compare(IntegerView left, IntegerView right) noexcept {
+int BigInteger::compareLong(const IntegerView& left, const IntegerView& right) noexcept {
     if (left.isNegative() != right.isNegative())
         return left.isNegative() ? -1 : 1;
     const int order = detail::compareMagnitudes(left, right);

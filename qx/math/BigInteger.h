@@ -32,7 +32,7 @@ public:
     BigInteger() noexcept = default;
     template <BuiltInInteger T>
     BigInteger(T value) : BigInteger(IntegerView(value)) {}
-    explicit BigInteger(IntegerView value);
+    explicit BigInteger(const IntegerView& value);
     /// The magnitude from @p length bytes, least significant first; leading zero bytes are dropped.
     /// @throws RangeErrorException for a negative length
     BigInteger(const signed char* bytes, int length, bool negative);
@@ -70,30 +70,30 @@ public:
         m_negative = !m_negative && m_size != 0;
         return *this;
     }
-    BigInteger& add(IntegerView b) { return addSigned(b); }
-    BigInteger& subtract(IntegerView b) { return addSigned(b.negated()); }
-    BigInteger& multiply(IntegerView b);
+    BigInteger& add(const IntegerView& b) { return addSigned(b); }
+    BigInteger& subtract(const IntegerView& b) { return addSigned(b.negated()); }
+    BigInteger& multiply(const IntegerView& b);
     /// Becomes the quotient, cut off towards zero; @p remainder becomes the remainder of the
     /// magnitudes, which is never negative: -7 by 2 is -3 and 1. @p remainder may be the divisor;
     /// as the number itself it ends as the remainder.
     /// @throws Exception "Divide by zero."
-    BigInteger& divide(IntegerView b, BigInteger& remainder);
+    BigInteger& divide(const IntegerView& b, BigInteger& remainder);
     /// The remainder in [0, m): -7 modulo 3 is 2.
     /// @throws Exception "Divide by zero.", "Modulus can't be negative."
-    BigInteger& mod(IntegerView m);
+    BigInteger& mod(const IntegerView& m);
     /// Squares and multiplies.
     /// @throws Exception "Negative Exponent"
-    BigInteger& pow(IntegerView e);
+    BigInteger& pow(const IntegerView& e);
     /// The power in [0, m), reduced at every step. A negative exponent raises the inverse.
     /// @throws Exception as mod and modInverse do
-    BigInteger& modPow(IntegerView e, IntegerView m);
+    BigInteger& modPow(const IntegerView& e, const IntegerView& m);
     /// The inverse in [0, m).
     /// @throws Exception "Not invertible." when the number and @p m have a common divisor; as mod
-    BigInteger& modInverse(IntegerView m);
+    BigInteger& modInverse(const IntegerView& m);
     /// The greatest common divisor by Euclid's algorithm, that is the last divisor with its sign:
     /// negative when a negative @p b divides the number, else positive.
     /// @throws Exception "Divide by zero." for a b of zero
-    BigInteger& gcd(IntegerView b);
+    BigInteger& gcd(const IntegerView& b);
     /// Changes bit @p n, counted from 0, of the magnitude.
     /// @throws RangeErrorException for a negative n
     BigInteger& setBit(int32_t n);
@@ -133,56 +133,61 @@ public:
     /// With scale 0.
     BigDecimal toBigDecimal() const override;
 
-    BigInteger& operator+=(IntegerView b) { return add(b); }
-    BigInteger& operator-=(IntegerView b) { return subtract(b); }
-    BigInteger& operator*=(IntegerView b) { return multiply(b); }
+    BigInteger& operator+=(const IntegerView& b) { return add(b); }
+    BigInteger& operator-=(const IntegerView& b) { return subtract(b); }
+    BigInteger& operator*=(const IntegerView& b) { return multiply(b); }
     /// The quotient of divide.
-    BigInteger& operator/=(IntegerView b);
+    BigInteger& operator/=(const IntegerView& b);
     /// The same as mod.
-    BigInteger& operator%=(IntegerView m) { return mod(m); }
+    BigInteger& operator%=(const IntegerView& m) { return mod(m); }
     /// Shifts the magnitude: times or divided by 2^bits, cut off towards zero.
     /// @throws RangeErrorException for negative bits
     BigInteger& operator<<=(int64_t bits);
     BigInteger& operator>>=(int64_t bits);
 
     friend BigInteger operator-(BigInteger value) noexcept { return std::move(value.negate()); }
-    friend BigInteger operator+(IntegerView left, IntegerView right) { return sum(left, right); }
+    friend BigInteger operator+(const IntegerView& left, const IntegerView& right) {
+        return sum(left, right);
+    }
     template <std::same_as<BigInteger> T>
-    friend BigInteger operator+(T&& left, IntegerView right) {
+    friend BigInteger operator+(T&& left, const IntegerView& right) {
         return std::move(left.add(right));
     }
-    friend BigInteger operator-(IntegerView left, IntegerView right) {
+    friend BigInteger operator-(const IntegerView& left, const IntegerView& right) {
         return sum(left, right.negated());
     }
     template <std::same_as<BigInteger> T>
-    friend BigInteger operator-(T&& left, IntegerView right) {
+    friend BigInteger operator-(T&& left, const IntegerView& right) {
         return std::move(left.subtract(right));
     }
-    friend BigInteger operator*(IntegerView left, IntegerView right) {
+    friend BigInteger operator*(const IntegerView& left, const IntegerView& right) {
         return product(left, right);
     }
     template <std::same_as<BigInteger> T>
-    friend BigInteger operator*(T&& left, IntegerView right) {
+    friend BigInteger operator*(T&& left, const IntegerView& right) {
         return std::move(left.multiply(right));
     }
-    friend BigInteger operator/(IntegerView left, IntegerView right) {
+    friend BigInteger operator/(const IntegerView& left, const IntegerView& right) {
         return quotient(left, right);
     }
     template <std::same_as<BigInteger> T>
-    friend BigInteger operator/(T&& left, IntegerView right) {
+    friend BigInteger operator/(T&& left, const IntegerView& right) {
         return std::move(left /= right);
     }
-    friend BigInteger operator%(IntegerView left, IntegerView right) { return modulo(left, right); }
+    friend BigInteger operator%(const IntegerView& left, const IntegerView& right) {
+        return modulo(left, right);
+    }
     friend BigInteger operator<<(BigInteger value, int64_t bits) {
         return std::move(value <<= bits);
     }
     friend BigInteger operator>>(BigInteger value, int64_t bits) {
         return std::move(value >>= bits);
     }
-    friend bool operator==(IntegerView left, IntegerView right) noexcept {
+    friend bool operator==(const IntegerView& left, const IntegerView& right) noexcept {
         return compare(left, right) == 0;
     }
-    friend std::strong_ordering operator<=>(IntegerView left, IntegerView right) noexcept {
+    friend std::strong_ordering operator<=>(const IntegerView& left,
+                                            const IntegerView& right) noexcept {
         return compare(left, right) <=> 0;
     }
 
@@ -207,16 +212,29 @@ private:
     };
     explicit BigInteger(Room room);
 
-    static int compare(IntegerView left, IntegerView right) noexcept;
-    static BigInteger sum(IntegerView left, IntegerView right);
-    static BigInteger product(IntegerView left, IntegerView right);
-    static BigInteger quotient(IntegerView left, IntegerView right);
-    static BigInteger modulo(IntegerView left, IntegerView right);
-    /// The quotient of the magnitudes, with the sign of a quotient, and their remainder.
-    static std::pair<BigInteger, BigInteger> divided(IntegerView left, IntegerView right);
+    static int compare(const IntegerView& left, const IntegerView& right) noexcept {
+        if (left.length() > 1 || right.length() > 1)
+            return compareLong(left, right);
+        if (left.isNegative() != right.isNegative())
+            return left.isNegative() ? -1 : 1;
+        const uint64_t a = left.lowLimb();
+        const uint64_t b = right.lowLimb();
+        return a == b ? 0 : (a < b) == left.isNegative() ? 1 : -1;
+    }
+    static int compareLong(const IntegerView& left, const IntegerView& right) noexcept;
+    static BigInteger sum(const IntegerView& left, const IntegerView& right);
+    static BigInteger product(const IntegerView& left, const IntegerView& right);
+    static BigInteger quotient(const IntegerView& left, const IntegerView& right);
+    static BigInteger modulo(const IntegerView& left, const IntegerView& right);
 
-    BigInteger& assign(IntegerView value);
-    BigInteger& addSigned(IntegerView b);
+    BigInteger& assign(const IntegerView& value);
+    BigInteger& addSigned(const IntegerView& b);
+    /// The sum or product in place, where a limb holds it and both operands; false where it does
+    /// not.
+    bool tryAddLimb(const IntegerView& b) noexcept;
+    bool tryMultiplyLimb(const IntegerView& b) noexcept;
+    /// To be called with room for a limb.
+    void setLimb(uint64_t limb, bool negative) noexcept;
     uint64_t* limbs() noexcept { return m_data.get(); }
     signed char* bytes() noexcept { return reinterpret_cast<signed char*>(m_data.get()); }
     size_t capacityInLimbs() const noexcept {

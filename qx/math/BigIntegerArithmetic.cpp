@@ -14,6 +14,7 @@
 #include <qx/math/detail/Magnitude.h>
 #include <qx/math/detail/ModPow.h>
 #include <qx/math/detail/Multiply.h>
+#include <qx/math/detail/Scratch.h>
 
 namespace qx::math {
 
@@ -26,7 +27,7 @@ using detail::LimbBits;
 constexpr Limb AllOnes = std::numeric_limits<Limb>::max();
 
 /// Whether the sum of the magnitudes may have a limb more than @p longer.
-bool mayCarry(IntegerView longer, IntegerView shorter) noexcept {
+bool mayCarry(const IntegerView& longer, const IntegerView& shorter) noexcept {
     const Limb top = longer.limbs()[longer.length() - 1];
     if (longer.length() != shorter.length())
         return top == AllOnes;
@@ -35,7 +36,7 @@ bool mayCarry(IntegerView longer, IntegerView shorter) noexcept {
 
 /// r = longer + shorter, the carry included where there is one; the length of the sum. r may be
 /// the limbs of an operand.
-size_t addMagnitudes(Limb* r, IntegerView longer, IntegerView shorter) noexcept {
+size_t addMagnitudes(Limb* r, const IntegerView& longer, const IntegerView& shorter) noexcept {
     const size_t common = shorter.length();
     const size_t length = longer.length();
     Limb carry = detail::add(r, longer.limbs(), shorter.limbs(), common);
@@ -46,14 +47,14 @@ size_t addMagnitudes(Limb* r, IntegerView longer, IntegerView shorter) noexcept 
 }
 
 /// r = larger - smaller, in as many limbs as larger has. r may be the limbs of an operand.
-void subtractMagnitudes(Limb* r, IntegerView larger, IntegerView smaller) noexcept {
+void subtractMagnitudes(Limb* r, const IntegerView& larger, const IntegerView& smaller) noexcept {
     const size_t common = smaller.length();
     const Limb borrow = detail::subtract(r, larger.limbs(), smaller.limbs(), common);
     detail::subtractLimb(r + common, larger.limbs() + common, larger.length() - common, borrow);
 }
 
 /// r = a * b in the sum of their lengths.
-void multiplyMagnitudes(Limb* r, IntegerView a, IntegerView b) {
+void multiplyMagnitudes(Limb* r, const IntegerView& a, const IntegerView& b) {
     if (a.limbs() == b.limbs() && a.length() == b.length())
         detail::square(r, a.limbs(), a.length());
     else
@@ -61,7 +62,7 @@ void multiplyMagnitudes(Limb* r, IntegerView a, IntegerView b) {
 }
 
 /// Refuses a power that is too large before any work goes into it.
-void checkPowerSize(IntegerView base, IntegerView exponent) {
+void checkPowerSize(const IntegerView& base, const IntegerView& exponent) {
     constexpr double MaxBits = 8.0 * std::numeric_limits<int32_t>::max();
     if (exponent.length() > 1)
         detail::throwTooLarge();
@@ -75,7 +76,7 @@ void checkPowerSize(IntegerView base, IntegerView exponent) {
 }
 
 /// Number of zero bits below the lowest 1 bit.
-int64_t trailingZeros(IntegerView value) noexcept {
+int64_t trailingZeros(const IntegerView& value) noexcept {
     size_t i = 0;
     while (value.limbs()[i] == 0)
         ++i;
@@ -89,7 +90,35 @@ void requireShift(int64_t bits) {
 
 } // namespace
 
-BigInteger& BigInteger::addSigned(IntegerView b) {
+bool BigInteger::tryAddLimb(const IntegerView& b) noexcept {
+    const IntegerView a(*this);
+    if (m_capacity == 0 || a.length() > 1 || b.length() > 1)
+        return false;
+    const Limb x = a.lowLimb();
+    const Limb y = b.lowLimb();
+    if (a.isNegative() != b.isNegative())
+        setLimb(x > y ? x - y : y - x, x > y ? a.isNegative() : b.isNegative());
+    else if (x <= AllOnes - y)
+        setLimb(x + y, a.isNegative());
+    else
+        return false;
+    return true;
+}
+
+bool BigInteger::tryMultiplyLimb(const IntegerView& b) noexcept {
+    const IntegerView a(*this);
+    if (m_capacity == 0 || a.length() > 1 || b.length() > 1)
+        return false;
+    const auto product = detail::DoubleLimb{a.lowLimb()} * b.lowLimb();
+    if (product > AllOnes)
+        return false;
+    setLimb(static_cast<Limb>(product), a.isNegative() != b.isNegative());
+    return true;
+}
+
+BigInteger& BigInteger::addSigned(const IntegerView& b) {
+    if (tryAddLimb(b))
+        return *this;
     const IntegerView a(*this);
     if (b.isZero())
         return *this;
@@ -112,7 +141,7 @@ BigInteger& BigInteger::addSigned(IntegerView b) {
     return *this;
 }
 
-BigInteger BigInteger::sum(IntegerView a, IntegerView b) {
+BigInteger BigInteger::sum(const IntegerView& a, const IntegerView& b) {
     const int order = compareMagnitudes(a, b);
     const IntegerView larger = order >= 0 ? a : b;
     const IntegerView smaller = order >= 0 ? b : a;
@@ -129,7 +158,9 @@ BigInteger BigInteger::sum(IntegerView a, IntegerView b) {
     return result;
 }
 
-BigInteger& BigInteger::multiply(IntegerView b) {
+BigInteger& BigInteger::multiply(const IntegerView& b) {
+    if (tryMultiplyLimb(b))
+        return *this;
     const IntegerView a(*this);
     const bool negative = a.isNegative() != b.isNegative();
     const size_t length = a.length() + (detail::bitLength(a) + detail::bitLength(b) >
@@ -148,7 +179,7 @@ BigInteger& BigInteger::multiply(IntegerView b) {
     return *this;
 }
 
-BigInteger BigInteger::product(IntegerView a, IntegerView b) {
+BigInteger BigInteger::product(const IntegerView& a, const IntegerView& b) {
     if (a.isZero() || b.isZero())
         return BigInteger();
     const size_t length = a.length() + b.length();
@@ -158,18 +189,7 @@ BigInteger BigInteger::product(IntegerView a, IntegerView b) {
     return result;
 }
 
-std::pair<BigInteger, BigInteger> BigInteger::divided(IntegerView a, IntegerView b) {
-    const size_t length = a.length() - b.length() + 1;
-    BigInteger quotient(Room{length});
-    BigInteger remainder(Room{b.length()});
-    detail::divide(quotient.limbs(), remainder.limbs(), a.limbs(), a.length(), b.limbs(),
-                   b.length());
-    quotient.finish(length, a.isNegative() != b.isNegative());
-    remainder.finish(b.length(), false);
-    return {std::move(quotient), std::move(remainder)};
-}
-
-BigInteger& BigInteger::divide(IntegerView b, BigInteger& remainder) {
+BigInteger& BigInteger::divide(const IntegerView& b, BigInteger& remainder) {
     detail::requireDivisor(b);
     if (compareMagnitudes(*this, b) < 0) {
         abs();
@@ -186,27 +206,43 @@ BigInteger& BigInteger::divide(IntegerView b, BigInteger& remainder) {
         finish(length, negative);
         remainder.assign(rest);
     } else {
-        auto [quotient, rest] = divided(*this, b);
-        swap(quotient);
+        const IntegerView a(*this);
+        const size_t length = a.length() - b.length() + 1;
+        BigInteger result(Room{length});
+        BigInteger rest(Room{b.length()});
+        detail::divide(result.limbs(), rest.limbs(), a.limbs(), a.length(), b.limbs(), b.length());
+        result.finish(length, a.isNegative() != b.isNegative());
+        rest.finish(b.length(), false);
+        swap(result);
         remainder.swap(rest);
     }
     return *this;
 }
 
-BigInteger& BigInteger::operator/=(IntegerView b) {
+BigInteger& BigInteger::operator/=(const IntegerView& b) {
     BigInteger result = quotient(*this, b);
     swap(result);
     return *this;
 }
 
-BigInteger BigInteger::quotient(IntegerView a, IntegerView b) {
+BigInteger BigInteger::quotient(const IntegerView& a, const IntegerView& b) {
     detail::requireDivisor(b);
     if (compareMagnitudes(a, b) < 0)
         return BigInteger();
-    return divided(a, b).first;
+    const size_t length = a.length() - b.length() + 1;
+    BigInteger result(Room{length});
+    if (b.length() == 1) {
+        detail::divideLimb(result.limbs(), a.limbs(), length, b.lowLimb());
+    } else {
+        detail::Scratch<32> rest(b.length());
+        detail::divide(result.limbs(), rest.take(b.length()), a.limbs(), a.length(), b.limbs(),
+                       b.length());
+    }
+    result.finish(length, a.isNegative() != b.isNegative());
+    return result;
 }
 
-BigInteger& BigInteger::mod(IntegerView m) {
+BigInteger& BigInteger::mod(const IntegerView& m) {
     detail::requireModulus(m);
     if (compareMagnitudes(*this, m) < 0)
         return m_negative ? add(m) : *this;
@@ -215,7 +251,7 @@ BigInteger& BigInteger::mod(IntegerView m) {
     return *this;
 }
 
-BigInteger BigInteger::modulo(IntegerView a, IntegerView m) {
+BigInteger BigInteger::modulo(const IntegerView& a, const IntegerView& m) {
     detail::requireModulus(m);
     if (compareMagnitudes(a, m) < 0)
         return a.isNegative() ? sum(a, m) : BigInteger(a);
@@ -229,7 +265,7 @@ BigInteger BigInteger::modulo(IntegerView a, IntegerView m) {
     return rest;
 }
 
-BigInteger& BigInteger::pow(IntegerView e) {
+BigInteger& BigInteger::pow(const IntegerView& e) {
     if (e.isNegative())
         throw Exception(u"Negative Exponent"_qs);
     if (e.isZero())
@@ -260,7 +296,7 @@ BigInteger& BigInteger::pow(IntegerView e) {
     return *this;
 }
 
-BigInteger& BigInteger::modPow(IntegerView e, IntegerView m) {
+BigInteger& BigInteger::modPow(const IntegerView& e, const IntegerView& m) {
     detail::requireModulus(m);
     if (e.isNegative()) {
         BigInteger inverse(*this);
@@ -281,7 +317,7 @@ BigInteger& BigInteger::modPow(IntegerView e, IntegerView m) {
     return *this;
 }
 
-BigInteger& BigInteger::modInverse(IntegerView m) {
+BigInteger& BigInteger::modInverse(const IntegerView& m) {
     const BigInteger residue = modulo(*this, m);
     const IntegerView a(residue);
     if (m.length() == 1 && m.lowLimb() == 1) { // everything is 0 modulo 1, and its own inverse
@@ -297,7 +333,7 @@ BigInteger& BigInteger::modInverse(IntegerView m) {
     return *this;
 }
 
-BigInteger& BigInteger::gcd(IntegerView b) {
+BigInteger& BigInteger::gcd(const IntegerView& b) {
     detail::requireDivisor(b);
     if (isZero())
         return assign(b);

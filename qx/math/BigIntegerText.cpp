@@ -104,9 +104,11 @@ BigInteger::BigInteger(TextView text, int radix) {
 
 String BigInteger::toString(int radix) const {
     requireRadix(radix);
-    if (isZero())
-        return u"0"_qs;
     const IntegerView value(*this);
+    if (value.isZero())
+        return u"0"_qs;
+    if (radix == 10 && getBitCount() < 64)
+        return String::valueOf(toInt64());
     DigitBuffer digits(detail::digitsForLimbs(value.length(), radix));
     const size_t count = detail::toDigits(digits.get(), value.limbs(), value.length(), radix);
     const int32_t length = checkedSize(static_cast<int64_t>(count) + (m_negative ? 1 : 0));

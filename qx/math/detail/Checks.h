@@ -6,12 +6,12 @@
 /// What the operations on numbers ask of their arguments, each with its exception.
 namespace qx::math::detail {
 
-inline void requireDivisor(IntegerView divisor) {
+inline void requireDivisor(const IntegerView& divisor) {
     if (divisor.isZero())
         throw Exception(u"Divide by zero."_qs);
 }
 
-inline void requireModulus(IntegerView modulus) {
+inline void requireModulus(const IntegerView& modulus) {
     requireDivisor(modulus);
     if (modulus.isNegative())
         throw Exception(u"Modulus can't be negative."_qs);
