@@ -16,11 +16,15 @@
 #include <qx/collections/TypedIterator.h>
 #include <qx/collections/pcom/AbstractCollection.h>
 #include <qx/collections/pcom/AbstractList.h>
+#include <qx/collections/pcom/AbstractMap.h>
+#include <qx/collections/pcom/AbstractSet.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/ConstListIterator.h>
+#include <qx/collections/pcom/HashMap.h>
+#include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/Iterator.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/List.h>

@@ -6,9 +6,11 @@
 
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/pcom/ArrayList.h>
+#include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/List.h>
 #include <qx/collections/pcom/Map.h>
+#include <qx/collections/pcom/detail/SetMarker.h>
 #include <qx/core/ClassManager.h>
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
@@ -126,6 +128,7 @@ void registerClasses(ClassManagerBase& manager) {
         known<Float>(u"CQXFloat"),
         creatable<sync::Gate>(u"CQXGate"),
         known<util::Guid>(u"CQXGuid"),
+        creatable<components::HashMap>(u"CQXHashMap"),
         known<io::InputStream>(u"CQXInputStream"),
         known<io::InputStreamReader>(u"CQXInputStreamReader"),
         known<Integer16>(u"CQXInteger16"),
@@ -255,6 +258,7 @@ void shutDown() {
 [[gnu::destructor]] void detachProcess() {
     QXModuleSetInitialized(libraryIdentity(), 0);
     QXCLLibUninit();
+    collections::pcom::releaseSetMarker();
     collections::releaseDefaultComparator();
 }
 

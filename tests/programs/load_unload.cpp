@@ -1,6 +1,7 @@
 // Loads and unloads the library over and over: nothing may stay behind. Leaks are reported by the
 // sanitizer that the program is built with; without one, by the growth of the heap.
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <dlfcn.h>
@@ -8,12 +9,14 @@
 #include <sys/wait.h>
 
 #include <qx/collections/IComparator.h>
+#include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Reference.h>
 #include <qx/platform/process.h>
 
 namespace {
 
-/// Has the library make what it keeps until it is unloaded.
+// Each of these has the library make something that it keeps until it is unloaded.
+
 bool useComparator(void* library) {
     using GetComparator = qx::Reference<IQXComparator> (*)();
     const auto getComparator = reinterpret_cast<GetComparator>(
@@ -24,6 +27,20 @@ bool useComparator(void* library) {
     int order = 1;
     return comparator->Compare(nullptr, nullptr, &order) == 0 && order == 0 &&
            getComparator() == comparator;
+}
+
+bool useSet(void* library) {
+    using qx::collections::pcom::HashSet;
+    const auto construct = reinterpret_cast<void (*)(void* place)>(
+        dlsym(library, "_ZN2qx11collections4pcom7HashSetC1Ev"));
+    if (!construct)
+        return false;
+    alignas(HashSet) std::byte place[sizeof(HashSet)];
+    construct(place);
+    auto* const set = reinterpret_cast<HashSet*>(place);
+    const bool added = set->add(nullptr) && !set->add(nullptr);
+    set->~HashSet();
+    return added;
 }
 
 /// Leaves a child that may end before or after the library is unloaded.
@@ -59,6 +76,10 @@ bool loadUseAndUnload(bool withChild) {
     }
     if (withChild && !leaveChild(library)) {
         std::fprintf(stderr, "no child\n");
+        return false;
+    }
+    if (!useSet(library)) {
+        std::fprintf(stderr, "no set\n");
         return false;
     }
     if (dlclose(library) != 0) {

@@ -5,10 +5,9 @@
 #include <optional>
 #include <vector>
 
-namespace qxtest {
+#include "tests/support/Play.h"
 
-/// How an operation of a list ends.
-enum class Outcome { Done, OutOfRange, NoElement, Changed };
+namespace qxtest {
 
 /// A list of numbers in a vector that counts its changes: the plain model of the lists.
 struct ModelList {

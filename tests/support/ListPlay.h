@@ -4,22 +4,21 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <qx/collections/pcom/ArrayList.h>
-#include <qx/core/Exception.h>
 
 #include "tests/support/Items.h"
 #include "tests/support/ListModel.h"
+#include "tests/support/Play.h"
 
 namespace qxtest {
 
 /// Plays operations that are read from bytes on a list of items, an iterator and a view of it, and
 /// at the same time on the plain model. Throws std::logic_error when the two come apart.
-class ListPlay {
+class ListPlay : private Play {
 public:
     using List = qx::collections::pcom::List;
     using ListIterator = qx::collections::pcom::ListIterator;
@@ -28,46 +27,18 @@ public:
     explicit ListPlay(qx::Reference<List> list) : m_list(std::move(list)) {}
 
     void play(std::span<const uint8_t> bytes) {
-        m_bytes = bytes;
-        while (!m_bytes.empty()) {
+        start(bytes);
+        while (!isOver()) {
             step();
             require(values(*m_list) == m_model.values, "content");
         }
     }
 
 private:
-    static void require(bool condition, const char* what) {
-        if (!condition)
-            throw std::logic_error(what);
-    }
-
-    int byte() {
-        if (m_bytes.empty())
-            return 0;
-        const int byte = m_bytes.front();
-        m_bytes = m_bytes.subspan(1);
-        return byte;
-    }
     /// From one before the start to one behind the end.
     int index(int size) { return byte() % (size + 3) - 1; }
     /// Few values, so that there are equal elements; sometimes null.
     int value() { return byte() % 8 - 1; }
-
-    /// Runs @p operation and requires that it ends as the model says.
-    template <class Operation>
-    void expect(Outcome expected, const char* what, Operation operation) {
-        Outcome outcome = Outcome::Done;
-        try {
-            operation();
-        } catch (const qx::RangeErrorException&) {
-            outcome = Outcome::OutOfRange;
-        } catch (const qx::IllegalStateException&) {
-            outcome = Outcome::NoElement;
-        } catch (const qx::Exception&) {
-            outcome = Outcome::Changed;
-        }
-        require(outcome == expected, what);
-    }
 
     void step() {
         using Step = void (ListPlay::*)();
@@ -352,7 +323,6 @@ private:
 
     static constexpr std::size_t MaxSize = 50;
 
-    std::span<const uint8_t> m_bytes;
     qx::Reference<List> m_list;
     qx::Reference<List> m_view;
     qx::Reference<ListIterator> m_iterator;

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include <qx/collections/pcom/AbstractMap.h>
+#include <qx/platform/export.h>
+
+namespace qx::collections::pcom {
+
+class HashMapEntry;
+
+/// A map in a hash table of chained entries: putting, finding and removing a key take constant time
+/// in the mean, if the comparator for keys hashes well.
+///
+/// The hash of a key, modulo the number of buckets, is its bucket; the comparator compares keys
+/// with equal hashes only. A walk goes through the buckets from the last one down, and in each from
+/// the key put last; a larger table turns the order of keys that share a bucket around.
+///
+/// New keys and removed ones are counted as changes: iterators of others than who removes throw
+/// Exception. Replacing a value and clear are not counted; after clear, an iterator may still
+/// return what it had reached, and there is nothing that it can remove. What a call drops is
+/// released last, when the map is whole again, and may use the map. A comparator that changes the
+/// map it is asked for makes the operation throw Exception.
+class QX_API HashMap : public AbstractMap {
+public:
+    static constexpr int DEFAULT_CAPACITY = 101;
+    static constexpr float DEFAULT_LOAD = 0.75F;
+
+    /// Empty, with the default comparators.
+    /// @param capacity    number of buckets, 1 or more
+    /// @param loadFactor  greater than 0: number of keys for each bucket with which the table is
+    ///     full; a new key then makes it twice as long, plus one
+    /// @throws RangeErrorException when either is out of its range
+    explicit HashMap(int capacity = DEFAULT_CAPACITY, float loadFactor = DEFAULT_LOAD);
+    /// @throws ResultException with result::NullPointer when a comparator is null
+    HashMap(const IQXComparator* keys, const IQXComparator* values, int capacity, float loadFactor);
+    /// Holds the entries of @p other in twice as many buckets, at least 11, and has the default
+    /// comparators.
+    /// @throws std::length_error when there cannot be as many buckets
+    HashMap(const Map& other, float loadFactor);
+    HashMap(const Map& other, const IQXComparator* keys, const IQXComparator* values,
+            float loadFactor);
+    /// Shares keys, values and comparators; as many buckets with the same load factor.
+    HashMap(const HashMap& other);
+    ~HashMap() override;
+
+    /// Keeps the number of buckets.
+    void clear() override;
+    bool containsKey(const IQXUnknown* key) const override;
+    bool containsValue(const IQXUnknown* value) const override;
+    Reference<const Set> createEntrySet() const override;
+    /// View of the entries. It contains an entry, whichever map that belongs to, when the map leads
+    /// from an equal key to an equal value; it removes only the map's own entries. It accepts no
+    /// additions.
+    Reference<Set> createEntrySet() override;
+    Reference<IQXUnknown> get(const IQXUnknown* key) const override;
+    int getSize() const override { return m_size; }
+    /// @throws std::length_error when the map has as many keys or buckets as a size can say
+    Reference<IQXUnknown> put(IQXUnknown* key, IQXUnknown* value) override;
+    Reference<IQXUnknown> remove(const IQXUnknown* key) override;
+
+    /// Number of buckets.
+    int getCapacity() const noexcept { return m_tableLength; }
+
+private:
+    friend class HashMapEntrySet;
+    friend class HashMapIterator;
+
+    /// What leads to an entry: a bucket, or the entry before it.
+    using Link = Reference<HashMapEntry>;
+    using Table = std::unique_ptr<Link[]>;
+
+    Table allocTable(int length);
+    void rehash();
+    void releaseEntries() noexcept;
+    Link removeEntry(Link& link) noexcept;
+
+    uint32_t bucketOf(uint32_t hash) const noexcept;
+    template <class Test>
+    Link* findLink(uint32_t hash, Test&& test) const;
+    Link* findKey(const IQXUnknown* key, uint32_t hash) const;
+    Link* findEntry(const IQXUnknown* entry) const;
+    bool containsEntry(const IQXUnknown* element) const;
+
+    uint32_t getKeyHashCode(const IQXUnknown* key) const;
+    bool keysEqual(const IQXUnknown* stored, const IQXUnknown* key) const;
+    bool valuesEqual(const IQXUnknown* stored, const IQXUnknown* value) const;
+    bool equalUnchanged(IQXComparator& comparator, const IQXUnknown* stored,
+                        const IQXUnknown* other) const;
+
+    float m_loadFactor;
+    int m_size = 0;
+    int m_tableLength = 0;
+    int m_threshold = 0;
+    /// Null from clear until the next new key.
+    Table m_table;
+    /// 2^64 / table length, rounded up.
+    uint64_t m_inverseLength = 0;
+    /// True when keys that are plain strings can be hashed and compared without the comparator.
+    const bool m_hasNaturalKeys;
+};
+
+} // namespace qx::collections::pcom
+
+using CQXHashMap = qx::collections::pcom::HashMap;

@@ -1,0 +1,80 @@
+#include "qx/collections/pcom/HashSet.h"
+
+#include <qx/collections/DefaultComparator.h>
+#include <qx/collections/pcom/HashMap.h>
+#include <qx/collections/pcom/detail/HashMapIterator.h>
+#include <qx/collections/pcom/detail/SetMarker.h>
+#include <qx/core/Exception.h>
+#include <qx/core/Singleton.h>
+
+namespace qx::collections::pcom {
+
+namespace {
+
+/// The value of every key of every set: something that is not null.
+struct SetMarker {
+    const Reference<Object> reference{new Object()};
+};
+
+// Not a static of a function: that one would die before the static sets of programs.
+using Marker = util::Singleton<SetMarker, &g_pGlobalLock>;
+
+} // namespace
+
+void releaseSetMarker() noexcept { Marker::freeInstance(); }
+
+HashSet::HashSet() : m_map(new HashMap()) {}
+
+HashSet::HashSet(const IQXComparator* comparator)
+    : AbstractSet(comparator),
+      m_map(new HashMap(comparator, GetDefaultComparator(), HashMap::DEFAULT_CAPACITY,
+                        HashMap::DEFAULT_LOAD)) {}
+
+HashSet::HashSet(const Collection& other) : HashSet() { HashSet::addAll(other); }
+
+HashSet::HashSet(const Collection& other, const IQXComparator* comparator) : HashSet(comparator) {
+    HashSet::addAll(other);
+}
+
+HashSet::HashSet(const HashSet& other) : AbstractSet(other), m_map(new HashMap(*other.m_map)) {}
+
+HashSet::~HashSet() {
+    // An element that goes away may take and drop a reference to the set: not to the last one.
+    InternalAddRef();
+}
+
+bool HashSet::add(IQXUnknown* element) {
+    const Reference<IQXUnknown> owned(element);
+    return !m_map->put(element, Marker::getInstance()->reference->GetUnknown());
+}
+
+void HashSet::clear() { m_map->clear(); }
+
+int HashSet::compareTo(const Object& other) const {
+    if (&other == static_cast<const Object*>(this))
+        return 0;
+    const auto* const set = dynamic_cast<const HashSet*>(&other);
+    if (!set)
+        throw CastFailedException();
+    return m_map->compareTo(*set->m_map);
+}
+
+bool HashSet::contains(const IQXUnknown* element) const { return m_map->containsKey(element); }
+
+Reference<ConstIterator> HashSet::createConstIterator() const {
+    return new HashMapIterator(m_map, HashMapIterator::Kind::Keys);
+}
+
+Reference<Iterator> HashSet::createIterator() {
+    return new HashMapIterator(m_map, HashMapIterator::Kind::Keys);
+}
+
+bool HashSet::equals(const Object& other) const { return compareTo(other) == 0; }
+
+int HashSet::getSize() const { return m_map->getSize(); }
+
+uint32_t HashSet::hashCode() const { return m_map->hashCode(); }
+
+bool HashSet::remove(const IQXUnknown* element) { return m_map->remove(element) != nullptr; }
+
+} // namespace qx::collections::pcom

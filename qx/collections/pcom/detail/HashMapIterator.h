@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/collections/pcom/Component.h>
+#include <qx/collections/pcom/HashMap.h>
+#include <qx/collections/pcom/Iterator.h>
+#include <qx/collections/pcom/detail/HashMapEntry.h>
+
+namespace qx::collections::pcom {
+
+/// A walk over the buckets of a HashMap, last one first.
+class HashMapIterator final : public Component<ComObject, Iterator> {
+public:
+    /// What next returns of each entry.
+    enum class Kind : int32_t { Keys, Values, Entries };
+
+    HashMapIterator(HashMap* map, Kind kind);
+
+    bool hasNext() const override;
+    /// @throws Exception when others have changed the map, and at the end
+    Reference<IQXUnknown> next() override;
+    void remove() override;
+
+private:
+    /// @throws Exception when others have changed the map
+    void checkUnchanged() const;
+
+    const Reference<HashMap> m_map;
+    uint32_t m_expectedCount;
+    const Kind m_kind;
+    /// The bucket that the walk has come to; the table length before it begins.
+    mutable int m_bucket;
+    mutable Reference<HashMapEntry> m_nextEntry;
+    Reference<HashMapEntry> m_lastReturned;
+};
+
+} // namespace qx::collections::pcom

@@ -1,0 +1,319 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <qx/collections/pcom/HashMap.h>
+#include <qx/collections/pcom/HashSet.h>
+#include <qx/collections/pcom/MapEntry.h>
+#include <qx/core/Exception.h>
+
+#include "tests/support/FailingAllocator.h"
+#include "tests/support/Items.h"
+
+// What a map is left with when something fails in the middle, and when elements or comparators use
+// it while it is at work.
+
+using namespace qxtest;
+using qx::Reference;
+using namespace qx::collections::pcom;
+
+namespace {
+
+using Content = std::vector<std::pair<int, int>>;
+
+/// Keys and values in the order of the map.
+Content contentOf(const Map& map) {
+    Content content;
+    const auto entries = map.createEntrySet();
+    for (const Element& element : *entries) {
+        const auto& entry = dynamic_cast<const MapEntry&>(*element);
+        content.emplace_back(valueOf(entry.getKey()), valueOf(entry.getValue()));
+    }
+    return content;
+}
+
+/// A full map: the next new key makes its table larger.
+Reference<HashMap> fullMap(const IQXComparator* comparator) {
+    auto map = qx::makeReference<HashMap>(comparator, comparator, 3, 1.0F);
+    for (const int key : {1, 4, 2})
+        map->put(item(key), item(key * 10));
+    EXPECT_EQ(map->getCapacity(), 3);
+    return map;
+}
+
+using Operation = std::function<void(HashMap& map)>;
+
+const Operation operations[] = {
+    [](HashMap& map) { map.put(item(7), item(70)); },
+    [](HashMap& map) { map.put(item(4), item(41)); },
+    [](HashMap& map) { map.remove(item(1)); },
+    [](HashMap& map) { map.get(item(1)); },
+    [](HashMap& map) { map.containsKey(item(1)); },
+    [](HashMap& map) { map.containsValue(item(10)); },
+    [](HashMap& map) { map.createKeySet()->remove(item(1)); },
+    [](HashMap& map) { map.createValueCollection()->remove(item(10)); },
+    [](HashMap& map) {
+        const auto entries = map.createEntrySet();
+        entries->contains(entries->createIterator()->next());
+    },
+    [](HashMap& map) { map.equals(HashMap(map)); },
+    [](HashMap& map) { HashSet set(*map.createKeySet()), copy(set); },
+};
+
+} // namespace
+
+TEST(HashMapFailure, OfTheComparatorLeavesTheMapAsItWas) {
+    for (const Operation& operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        for (const bool throws : {false, true}) {
+            for (int call = 0;; ++call) {
+                const auto comparator = qx::makeReference<FailingComparator>();
+                const auto map = fullMap(comparator);
+                const Content before = contentOf(*map);
+                const auto iterator = map->createKeySet()->createIterator();
+                throws ? comparator->throwAfter(call) : comparator->failAfter(call);
+                bool failed = true;
+                try {
+                    operation(*map);
+                    failed = false;
+                } catch (const qx::ResultException& failure) {
+                    EXPECT_EQ(failure.getResult(), FailingComparator::Failure);
+                } catch (const FailingComparator::Thrown&) {
+                    EXPECT_TRUE(throws);
+                }
+                EXPECT_EQ(failed, comparator->hasFailed());
+                if (!failed)
+                    break;
+                EXPECT_EQ(contentOf(*map), before);
+                EXPECT_EQ(map->getCapacity(), 3);
+                EXPECT_NO_THROW(iterator->next()); // nothing was counted
+            }
+        }
+    }
+    EXPECT_EQ(Item::alive(), 0);
+}
+
+TEST(HashMapFailure, OfAnyAllocationLeavesTheMapAsItWas) {
+    const auto comparator = qx::makeReference<FailingComparator>();
+    for (const Operation& operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        int64_t allocations = 0;
+        for (bool done = false; !done; ++allocations) {
+            const auto map = fullMap(comparator);
+            const Content before = contentOf(*map);
+            const auto iterator = map->createKeySet()->createIterator();
+            const int64_t blocks = liveBlocks();
+            try {
+                FailingAllocator allocator(allocations);
+                operation(*map);
+                done = !allocator.hasFailed();
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(liveBlocks(), blocks);
+                EXPECT_EQ(contentOf(*map), before);
+                EXPECT_EQ(map->getCapacity(), 3);
+                EXPECT_NO_THROW(iterator->next());
+            }
+        }
+    }
+    EXPECT_EQ(Item::alive(), 0);
+}
+
+TEST(HashMapFailure, OfAnyAllocationKeepsWhatPutAllHasPut) {
+    const auto source = fullMap(qx::makeReference<FailingComparator>());
+    const int64_t allocations = failEachAllocation([&] {
+        std::optional<HashMap> map;
+        try {
+            map.emplace(1, 1.0F);
+            map->putAll(*source);
+            EXPECT_EQ(map->getSize(), 3);
+        } catch (const std::bad_alloc&) {
+            if (map) {
+                EXPECT_LT(map->getSize(), 3);
+                EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
+            }
+        }
+    });
+    EXPECT_GT(allocations, 5); // three entries and two growths
+    failEachAllocation([&] {
+        try {
+            const HashMap copy(*source), other(*source, 0.5F);
+            EXPECT_TRUE(copy.equals(*source) && other.equals(*source));
+        } catch (const std::bad_alloc&) { // nothing may stay behind
+        }
+    });
+}
+
+TEST(HashMapFailure, ClearNeedsNoMemory) {
+    const auto map = fullMap(qx::makeReference<FailingComparator>());
+    const Element key = item(1);
+    {
+        FailingAllocator allocator(0);
+        map->clear();
+    }
+    EXPECT_TRUE(map->isEmpty());
+    {
+        FailingAllocator allocator(1); // the table, which is made with the next new key
+        EXPECT_THROW(map->put(key, nullptr), std::bad_alloc);
+    }
+    EXPECT_EQ(map->put(key, nullptr), nullptr);
+    EXPECT_EQ(contentOf(*map), (Content{{1, Null}}));
+}
+
+TEST(HashMapFailure, ElementsThatGoMayUseTheMap) {
+    const Operation drops[] = {
+        [](HashMap& map) { map.put(item(5), nullptr); },
+        [](HashMap& map) { map.remove(item(5)); },
+        [](HashMap& map) { map.clear(); },
+        [](HashMap& map) { map.createKeySet()->clear(); },
+        [](HashMap& map) {
+            const auto entries = map.createEntrySet();
+            entries->removeAll(*entries);
+        },
+        [](HashMap& map) {
+            const auto values = map.createValueCollection();
+            const auto iterator = values->createIterator();
+            for (int i = 0; i < 3; ++i) {
+                iterator->next();
+                iterator->remove();
+            }
+        },
+        [](HashMap& map) { Reference<HashMap>::attach(&map).reset(); },
+    };
+    const Operation farewells[] = {
+        [](HashMap& map) { map.put(item(20), item(1)); },
+        [](HashMap& map) { map.remove(item(106)); },
+        [](HashMap& map) { map.clear(); },
+        [](HashMap& map) {
+            for (int key = 30; key < 130; ++key) // through a growth
+                map.put(item(key), nullptr);
+        },
+        [](HashMap& map) {
+            const Reference<HashMap> hold(&map);
+            EXPECT_EQ(contentOf(map).size(), static_cast<std::size_t>(map.getSize()));
+        },
+    };
+    for (const Operation& drop : drops) {
+        for (const Operation& farewell : farewells) {
+            SCOPED_TRACE(testing::Message() << &drop - drops << " and " << &farewell - farewells);
+            auto map = qx::makeReference<HashMap>();
+            int partings = 0;
+            // Key, value and neighbours in the chain; each says farewell only once.
+            const auto parting = [&, target = map.get()] {
+                if (partings++ == 0)
+                    farewell(*target);
+            };
+            map->put(item(106), nullptr);
+            map->put((new Item(5, parting))->GetUnknown(), (new Item(1, parting))->GetUnknown());
+            map->put(item(207), nullptr);
+            if (&drop == std::end(drops) - 1) {
+                drop(*map.detach());
+            } else {
+                try {
+                    drop(*map);
+                } catch (const qx::Exception&) { // an iterator on whose map the farewell was busy
+                }
+                EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
+                map->put(item(5), item(5));
+                EXPECT_EQ(valueOf(map->get(item(5))), 5);
+                map.reset();
+            }
+            EXPECT_GT(partings, 0);
+            EXPECT_EQ(Item::alive(), 0);
+        }
+    }
+}
+
+TEST(HashMapFailure, SetsMayBeUsedByTheirElementsThatGo) {
+    auto set = qx::makeReference<HashSet>();
+    const auto parting = [target = set.get()] {
+        const Reference<HashSet> hold(target);
+        target->add(item(1));
+        EXPECT_TRUE(target->contains(item(1)));
+    };
+    set->add((new Item(2, parting))->GetUnknown());
+    EXPECT_TRUE(set->remove(item(2)));
+    EXPECT_EQ(values(*set), std::vector<int>{1});
+    set->add((new Item(2, parting))->GetUnknown());
+    set.reset();
+    EXPECT_EQ(Item::alive(), 0);
+}
+
+TEST(HashMapFailure, ComparatorsThatChangeTheMapAreNoticed) {
+    /// Runs something before it compares.
+    class Meddling : public qx::util::Comparator {
+    public:
+        int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
+            if (meddle)
+                std::exchange(meddle, nullptr)();
+            return Comparator::Compare(a, b, result);
+        }
+        std::function<void()> meddle;
+    };
+    const auto comparator = qx::makeReference<Meddling>();
+    const Operation changes[] = {
+        [](HashMap& map) { map.clear(); },
+        [](HashMap& map) { map.remove(item(4)); },
+        [](HashMap& map) { map.put(item(9), nullptr); },
+    };
+    const Operation searches[] = {
+        [](HashMap& map) { map.put(item(4), item(5)); },
+        [](HashMap& map) { map.get(item(4)); },
+        [](HashMap& map) { map.remove(item(4)); },
+        [](HashMap& map) { map.containsValue(item(9)); },
+    };
+    for (const Operation& change : changes) {
+        for (const Operation& search : searches) {
+            SCOPED_TRACE(testing::Message() << &change - changes << " in " << &search - searches);
+            const auto map = fullMap(comparator);
+            comparator->meddle = [&] { change(*map); };
+            EXPECT_THROW(search(*map), qx::Exception);
+            EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
+        }
+    }
+    EXPECT_EQ(Item::alive(), 0);
+}
+
+TEST(HashMapFailure, LongChainsAreReleasedWithoutRecursion) {
+    constexpr int Length = 99999, GrownLength = 2 * Length + 1, Keys = 10 * Length + 1;
+    /// Gives keys hashes that lie in many buckets, until the table grows: then all are in one. No
+    /// two keys are equal.
+    class OneBucket : public qx::util::Comparator {
+    public:
+        int32_t Compare(const IQXUnknown*, const IQXUnknown*, int* result) override {
+            *result = 1;
+            return 0;
+        }
+        int32_t Hash(const IQXUnknown*, uint32_t* result) override {
+            *result = m_hash;
+            m_hash = m_hash > UINT32_MAX - GrownLength ? 0 : m_hash + GrownLength;
+            return 0;
+        }
+
+    private:
+        uint32_t m_hash = 0;
+    };
+    const auto comparator = qx::makeReference<OneBucket>();
+    const auto longChain = [&] {
+        auto map = qx::makeReference<HashMap>(comparator.get(), comparator.get(), Length, 10.0F);
+        for (int i = 0; i < Keys; ++i)
+            map->put(nullptr, nullptr);
+        EXPECT_EQ(map->getCapacity(), GrownLength);
+        return map;
+    };
+    const int64_t blocks = liveBlocks();
+    auto map = longChain();
+    Element entry = map->createEntrySet()->createIterator()->next();
+    map->clear();
+    entry.reset();
+    EXPECT_EQ(map->getSize(), 0);
+    map = longChain();
+    entry = map->createEntrySet()->createIterator()->next();
+    map.reset();
+    entry.reset();
+    EXPECT_EQ(liveBlocks(), blocks);
+}

@@ -1,0 +1,35 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "tests/support/MapPlay.h"
+
+namespace {
+
+/// Plays rounds of random bytes, each with a play that @p makePlay (round) returns.
+template <class MakePlay>
+void playRandomly(MakePlay&& makePlay) {
+    std::minstd_rand random(2026);
+    for (int round = 0; round < 1000; ++round) {
+        SCOPED_TRACE(round);
+        std::vector<uint8_t> bytes(500);
+        for (uint8_t& byte : bytes)
+            byte = static_cast<uint8_t>(random() >> 8);
+        ASSERT_NO_THROW(makePlay(round).play(bytes));
+        ASSERT_EQ(qxtest::Item::alive(), 0);
+    }
+}
+
+} // namespace
+
+TEST(MapModel, RandomOperationsGoAsOnAPlainTable) {
+    playRandomly([](int round) {
+        return qxtest::MapPlay(1 + round % 12, 0.25F + 0.25F * static_cast<float>(round % 7));
+    });
+}
+
+TEST(MapModel, RandomOperationsOfASetGoAsOnAPlainTable) {
+    playRandomly([](int) { return qxtest::SetPlay(); });
+}
