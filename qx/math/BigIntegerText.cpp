@@ -1,7 +1,6 @@
 // Parsing and printing of BigInteger.
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <limits>
 
@@ -9,6 +8,7 @@
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/detail/Checks.h>
+#include <qx/math/detail/DigitUnits.h>
 #include <qx/math/detail/Radix.h>
 #include <qx/math/detail/Scratch.h>
 #include <qx/platform/text.h>
@@ -18,25 +18,6 @@ namespace qx::math {
 namespace {
 
 using qx::detail::checkedSize;
-
-constexpr uint8_t NoDigit = 0xFF;
-
-/// Value of each ASCII unit as a digit.
-constexpr auto DigitValues = [] {
-    std::array<uint8_t, 128> values{};
-    values.fill(NoDigit);
-    for (uint8_t i = 0; i < 10; ++i)
-        values[size_t{'0'} + i] = i;
-    for (uint8_t i = 0; i < 26; ++i)
-        values[size_t{'A'} + i] = values[size_t{'a'} + i] = static_cast<uint8_t>(10 + i);
-    return values;
-}();
-
-/// NoDigit for a unit that is none in @p radix.
-uint8_t digitOf(char16_t unit, int radix) noexcept {
-    const uint8_t value = unit < DigitValues.size() ? DigitValues[unit] : NoDigit;
-    return value < radix ? value : NoDigit;
-}
 
 void requireRadix(int radix) {
     if (radix < 2 || radix > 36)
@@ -66,14 +47,12 @@ void readGroup(uint8_t* to, std::u16string_view group, int radix) noexcept {
         to[i] = static_cast<uint8_t>(value % radix);
 }
 
-void readDigits(uint8_t* to, std::u16string_view units, int radix) noexcept {
-    bool malformed = false;
-    for (size_t i = 0; i < units.size(); ++i) {
-        to[i] = digitOf(units[i], radix);
-        malformed |= to[i] == NoDigit;
-    }
-    if (!malformed)
+void readDigits(uint8_t* to, std::u16string_view units, int radix) {
+    using detail::NoDigit;
+    if (detail::digitsFromUnits(to, units.data(), units.size(), radix))
         return;
+    if (units.find(u'-') != std::u16string_view::npos)
+        detail::throwNumberFormat();
     size_t length = (units.size() - 1) % 3 + 1;
     for (size_t i = 0; i < units.size(); i += length, length = 3) {
         if (std::find(to + i, to + i + length, NoDigit) != to + i + length)
@@ -85,8 +64,6 @@ void readDigits(uint8_t* to, std::u16string_view units, int radix) noexcept {
 
 BigInteger::BigInteger(TextView text, int radix) {
     requireRadix(radix);
-    if (text.find(u'-', 1) != std::u16string_view::npos)
-        detail::throwNumberFormat();
     const bool negative = text.starts_with(u'-');
     std::u16string_view units = text.substr(negative ? 1 : 0);
     if (units.empty())
@@ -117,9 +94,7 @@ String BigInteger::toString(int radix) const {
     char16_t* units = text.getWriteLock(length);
     if (m_negative)
         *units++ = u'-';
-    std::transform(digits.get(), digits.get() + count, units, [](uint8_t digit) {
-        return static_cast<char16_t>("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"[digit]);
-    });
+    detail::unitsFromDigits(units, digits.get(), count);
     text.releaseWriteLock(length);
     return text;
 }

@@ -2,9 +2,12 @@
 // at which it changes its method.
 
 #include <algorithm>
+#include <numeric>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include <qx/math/detail/DigitUnits.h>
 #include <qx/math/detail/Radix.h>
 #include <qx/math/detail/RadixConstants.h>
 #include <qx/math/detail/Thresholds.h>
@@ -150,6 +153,30 @@ TEST(Radix, FailingAllocationsLeaveTheSourceAlone) {
     EXPECT_EQ(limbs, a);
     room.resize(digits.size());
     EXPECT_EQ(room, digits);
+}
+
+TEST(DigitUnits, EveryUnitInEveryRadix) {
+    using namespace qx::math::detail;
+    std::u16string units(0x10000, u'\0');
+    for (size_t unit = 0; unit < units.size(); ++unit)
+        units[unit] = static_cast<char16_t>(unit);
+    for (int radix = 2; radix <= 36; ++radix) {
+        Digits expected(units.size(), NoDigit);
+        for (int digit = 0; digit < radix; ++digit) {
+            const auto value = static_cast<uint8_t>(digit);
+            expected[static_cast<size_t>(digit < 10 ? '0' + digit : 'A' + digit - 10)] = value;
+            expected[static_cast<size_t>(digit < 10 ? '0' + digit : 'a' + digit - 10)] = value;
+        }
+        Digits digits(units.size());
+        EXPECT_FALSE(digitsFromUnits(digits.data(), units.data(), units.size(), radix));
+        EXPECT_EQ(digits, expected) << "radix " << radix;
+    }
+    Digits digits(36);
+    std::iota(digits.begin(), digits.end(), uint8_t{0});
+    std::u16string text(digits.size(), u'\0');
+    unitsFromDigits(text.data(), digits.data(), digits.size());
+    EXPECT_EQ(text, u"0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ");
+    EXPECT_TRUE(digitsFromUnits(digits.data(), text.data(), text.size(), 36));
 }
 
 TEST(Radix, LeadingZeroLimbsPrintNothing) {

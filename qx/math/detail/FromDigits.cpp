@@ -14,6 +14,22 @@ namespace {
 /// Scratch on the stack: enough for some 2,000 decimal digits.
 constexpr size_t InlineLimbs = 256;
 
+/// r = r * chunk + digits; returns the limb above.
+Limb append(Limb* r, size_t n, Limb chunk, Limb digits) noexcept {
+    // Up to here a call costs more than it saves.
+    constexpr size_t InlineLength = 10;
+    if (n > InlineLength) {
+        const Limb top = multiplyLimb(r, r, n, chunk);
+        return top + addLimb(r, r, n, digits);
+    }
+    for (size_t i = 0; i < n; ++i) {
+        const DoubleLimb product = DoubleLimb{r[i]} * chunk + digits;
+        r[i] = static_cast<Limb>(product);
+        digits = static_cast<Limb>(product >> LimbBits);
+    }
+    return digits;
+}
+
 /// Appends chunk by chunk: quadratic. Returns the normalized length.
 size_t readChunks(Limb* r, const uint8_t* digits, size_t count,
                   const RadixConstants& constants) noexcept {
@@ -21,11 +37,8 @@ size_t readChunks(Limb* r, const uint8_t* digits, size_t count,
     size_t chunkDigits = (count - 1) % constants.digitsPerChunk + 1;
     for (const uint8_t* const end = digits + count; digits < end;
          digits += chunkDigits, chunkDigits = constants.digitsPerChunk) {
-        // For n = 0 the sum hands the chunk over as its carry.
-        Limb top = multiplyLimb(r, r, n, constants.chunk);
-        top += addLimb(r, r, n, valueOfDigits(digits, chunkDigits, constants.radix));
-        r[n] = top;
-        n += top != 0;
+        r[n] = append(r, n, constants.chunk, valueOfDigits(digits, chunkDigits, constants.radix));
+        n += r[n] != 0;
     }
     return n;
 }
