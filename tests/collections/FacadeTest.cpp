@@ -6,7 +6,10 @@
 #include <vector>
 
 #include <qx/collections/List.h>
+#include <qx/collections/Map.h>
 #include <qx/collections/pcom/ArrayList.h>
+#include <qx/collections/pcom/HashMap.h>
+#include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
@@ -142,4 +145,67 @@ TEST(ListFacade, TakesElementsOfAnyClassAndTellsOthersApart) {
 
 TEST(ListFacade, NeedsSomethingToWrap) {
     qxtest::expectThrowsResult(qx::result::NullPointer, [] { Texts(nullptr); });
+}
+
+TEST(SetFacade, KeepsEqualElementsOnceAndComparesAsASet) {
+    using Numbers = qx::collections::Set<qx::Integer32>;
+    Numbers numbers(makeReference<pcom::HashSet>());
+    EXPECT_TRUE(numbers.add(new qx::Integer32(7)));
+    EXPECT_FALSE(numbers.add(new qx::Integer32(7)));
+    EXPECT_TRUE(numbers.add(new qx::Integer32(-7)));
+    int sum = 0;
+    int count = 0;
+    for (const auto& number : numbers) {
+        sum += *number;
+        ++count;
+    }
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(sum, 0);
+
+    Numbers same(makeReference<pcom::HashSet>());
+    same.addAll(numbers);
+    EXPECT_TRUE(numbers.equals(same));
+    same.remove(Reference<qx::Integer32>(new qx::Integer32(7)));
+    EXPECT_FALSE(numbers.equals(same));
+    EXPECT_THROW(numbers.equals(String(u"7")), qx::CastFailedException);
+}
+
+TEST(MapFacade, IsTheMapThatItWraps) {
+    using Numbers = qx::collections::Map<String, qx::Integer32>;
+    const auto key = [](const char16_t* text) { return Reference<String>(new String(text)); };
+    const auto wrapped = makeReference<pcom::HashMap>();
+    Numbers numbers(wrapped);
+    EXPECT_EQ(numbers.put(key(u"one"), new qx::Integer32(10)), nullptr);
+    EXPECT_EQ(*numbers.put(key(u"one"), new qx::Integer32(1)), 10);
+    EXPECT_EQ(numbers.put(key(u"none"), nullptr), nullptr);
+    EXPECT_EQ(wrapped->getSize(), 2);
+    EXPECT_EQ(*numbers.get(key(u"one")), 1);
+    EXPECT_EQ(numbers.get(key(u"none")), nullptr);
+    EXPECT_TRUE(numbers.containsKey(key(u"none")));
+    EXPECT_TRUE(numbers.containsValue(nullptr));
+
+    std::string text;
+    for (const auto& [name, number] : numbers)
+        text += name->toUtf8() + (number ? "=" + number->toString().toUtf8() : "") + ' ';
+    EXPECT_TRUE(text == "one=1 none " || text == "none one=1 ") << text;
+
+    Numbers same(makeReference<pcom::HashMap>());
+    same.putAll(numbers);
+    EXPECT_TRUE(same.equals(numbers));
+    EXPECT_EQ(same.compareTo(numbers), 0);
+
+    numbers.createKeySet()->remove(key(u"none"));
+    EXPECT_EQ(numbers.getSize(), 1);
+    EXPECT_FALSE(same.equals(numbers));
+    EXPECT_EQ(numbers.createValueCollection()->getSize(), 1);
+    EXPECT_EQ(*numbers.remove(key(u"one")), 1);
+    EXPECT_TRUE(numbers.isEmpty());
+}
+
+TEST(MapFacade, TellsKeysAndValuesOfAnotherClass) {
+    const auto wrapped = makeReference<pcom::HashMap>();
+    wrapped->put((new String(u"key"))->GetUnknown(), (new String(u"value"))->GetUnknown());
+    const qx::collections::Map<String, qx::Integer32> map(wrapped);
+    EXPECT_THROW(map.get(Reference<String>(new String(u"key"))), qx::CastFailedException);
+    EXPECT_THROW(map.begin(), qx::CastFailedException);
 }
