@@ -62,17 +62,18 @@ constexpr size_t Never = size_t{1} << 60;
 
 struct Algorithms {
     const char* name;
-    MultiplyThresholds thresholds; // Karatsuba, its square, Toom-3, its square, NTT, its square
+    MultiplyThresholds thresholds;
 };
 
+/// Karatsuba, its square, Toom-3, its square, NTT, its square, NTT of uneven lengths.
 const Algorithms Mixes[] = {
-    {"Karatsuba", {2, 2, Never, Never, Never, Never, Never}},
-    {"Toom3", {5, 5, 5, 5, Never, Never, Never}},
-    {"Ntt", {2, 2, 2, 2, 2, 2, Never}},
-    {"KaratsubaOverRows", {7, 9, Never, Never, Never, Never, Never}},
-    {"Toom3OverKaratsuba", {3, 4, 11, 13, Never, Never, Never}},
-    {"Toom3OverNtt", {2, 2, 5, 5, 17, 19, Never}},
-    {"All", {3, 4, 9, 11, 30, 34, Never}},
+    {"Karatsuba", {2, 2, Never, Never, Never, Never, Never, Never}},
+    {"Toom3", {5, 5, 5, 5, Never, Never, Never, Never}},
+    {"Ntt", {2, 2, 2, 2, 2, 2, 2, Never}},
+    {"KaratsubaOverRows", {7, 9, Never, Never, Never, Never, Never, Never}},
+    {"Toom3OverKaratsuba", {3, 4, 11, 13, Never, Never, Never, Never}},
+    {"KaratsubaInsteadOfNtt", {2, 2, Never, Never, Never, Never, 5, Never}},
+    {"All", {3, 4, 9, 11, 30, 34, 20, Never}},
 };
 
 using Mix = std::tuple<const LimbKernels*, const Algorithms*>;
@@ -168,8 +169,8 @@ INSTANTIATE_TEST_SUITE_P(All, MultiplyWith, testing::ValuesIn(limbKernelSets()),
 TEST_P(MultiplyWith, LengthsAroundItsThresholds) {
     Naturals naturals(4);
     const MultiplyThresholds& t = GetParam()->thresholds;
-    for (size_t threshold :
-         {t.karatsuba, t.karatsubaSquare, t.toom3, t.toom3Square, t.ntt, t.nttSquare}) {
+    for (size_t threshold : {t.karatsuba, t.karatsubaSquare, t.toom3, t.toom3Square, t.ntt,
+                             t.nttSquare, t.nttUneven}) {
         for (size_t n = threshold - 2; n <= threshold + 2; ++n) {
             expectSquares(naturals(n));
             expectMultiplies(naturals(n), naturals(n));

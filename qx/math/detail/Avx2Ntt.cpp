@@ -4,6 +4,7 @@
 
 #define QX_NTT_CODE __attribute__((target("avx2,fma,bmi2")))
 #define QX_NTT_INLINE QX_NTT_CODE __attribute__((always_inline)) inline
+#define QX_NTT_LAMBDA QX_NTT_CODE __attribute__((always_inline))
 
 #include <qx/math/detail/NttProduct.h>
 
@@ -30,11 +31,8 @@ public:
           m_inverse(_mm256_set1_pd(1.0 / static_cast<double>(NttPrimes[prime]))) {}
 
     QX_NTT_INLINE uint64_t modulus() const { return NttPrimes[m_prime]; }
-    QX_NTT_INLINE uint64_t root(size_t log2Order) const {
-        return NttRootsOfUnity[m_prime].roots[log2Order];
-    }
-    QX_NTT_INLINE uint64_t productScale() const { return 1; }
-
+    QX_NTT_INLINE const NttRoots& roots() const { return NttRootsOfUnity[m_prime]; }
+    QX_NTT_INLINE uint64_t root(size_t log2Order) const { return roots().roots[log2Order]; }
     QX_NTT_INLINE double element(uint64_t residue) const {
         const auto value = static_cast<int64_t>(residue);
         const auto p = static_cast<int64_t>(modulus());
@@ -43,6 +41,7 @@ public:
     QX_NTT_INLINE Twiddle vectorTwiddle(Vector w) const { return {w, _mm256_mul_pd(w, m_inverse)}; }
     QX_NTT_INLINE Twiddle broadcast(double w) const { return vectorTwiddle(_mm256_set1_pd(w)); }
     QX_NTT_INLINE Twiddle twiddle(uint64_t residue) const { return broadcast(element(residue)); }
+    QX_NTT_INLINE Twiddle productTwiddle(uint64_t residue) const { return twiddle(residue); }
 
     QX_NTT_INLINE static Vector load(const double* x) { return _mm256_load_pd(x); }
     QX_NTT_INLINE static void store(double* x, Vector v) { _mm256_store_pd(x, v); }
@@ -93,20 +92,27 @@ public:
         v[3] = _mm256_permute2f128_pd(t1, t3, 0x31);
     }
 
-    // Of eight elements in a row, those at even or odd places.
-    QX_NTT_INLINE Twiddle evens(const double* x) const {
-        return vectorTwiddle(_mm256_permute4x64_pd(_mm256_unpacklo_pd(load(x), load(x + 4)), 0xD8));
+    // The roots of a leaf's blocks, or mirrored in reverse: one for each of four nodes, or those of
+    // the even or odd of eight, which mirrored are the odd or even ones from the end.
+    template <bool IsMirrored>
+    QX_NTT_INLINE Twiddle each(const double* roots) const {
+        const Vector w = load(roots);
+        return vectorTwiddle(IsMirrored ? _mm256_permute4x64_pd(w, 0x1B) : w);
     }
-    QX_NTT_INLINE Twiddle odds(const double* x) const {
-        return vectorTwiddle(_mm256_permute4x64_pd(_mm256_unpackhi_pd(load(x), load(x + 4)), 0xD8));
+    template <bool IsMirrored>
+    QX_NTT_INLINE Twiddle evens(const double* roots) const {
+        const Vector low = load(roots), high = load(roots + 4);
+        return vectorTwiddle(IsMirrored
+                                 ? _mm256_permute4x64_pd(_mm256_unpackhi_pd(low, high), 0x27)
+                                 : _mm256_permute4x64_pd(_mm256_unpacklo_pd(low, high), 0xD8));
     }
-    QX_NTT_INLINE Twiddle reversedEvens(const double* x) const {
-        return vectorTwiddle(_mm256_permute4x64_pd(_mm256_unpacklo_pd(load(x), load(x + 4)), 0x27));
+    template <bool IsMirrored>
+    QX_NTT_INLINE Twiddle odds(const double* roots) const {
+        const Vector low = load(roots), high = load(roots + 4);
+        return vectorTwiddle(IsMirrored
+                                 ? _mm256_permute4x64_pd(_mm256_unpacklo_pd(low, high), 0x27)
+                                 : _mm256_permute4x64_pd(_mm256_unpackhi_pd(low, high), 0xD8));
     }
-    QX_NTT_INLINE Twiddle reversedOdds(const double* x) const {
-        return vectorTwiddle(_mm256_permute4x64_pd(_mm256_unpackhi_pd(load(x), load(x + 4)), 0x27));
-    }
-    QX_NTT_INLINE static Vector reverse(Vector v) { return _mm256_permute4x64_pd(v, 0x1B); }
 
 private:
     QX_NTT_INLINE static Vector rounded(Vector v) {

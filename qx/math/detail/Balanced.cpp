@@ -7,13 +7,12 @@ namespace {
 enum class Algorithm { Rows, Karatsuba, Toom3, Ntt };
 
 Algorithm choose(const MultiplyThresholds& t, size_t n, bool isSquare) {
-    if (n < (isSquare ? t.karatsubaSquare : t.karatsuba))
-        return Algorithm::Rows;
-    if (n < (isSquare ? t.toom3Square : t.toom3))
-        return Algorithm::Karatsuba;
-    if (n < (isSquare ? t.nttSquare : t.ntt) || !nttApplies(n, n))
+    if (n >= (isSquare ? t.nttSquare : t.ntt) && nttApplies(n, n))
+        return Algorithm::Ntt;
+    if (n >= (isSquare ? t.toom3Square : t.toom3))
         return Algorithm::Toom3;
-    return Algorithm::Ntt;
+    return n >= (isSquare ? t.karatsubaSquare : t.karatsuba) ? Algorithm::Karatsuba
+                                                             : Algorithm::Rows;
 }
 
 } // namespace

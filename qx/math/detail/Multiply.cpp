@@ -23,23 +23,25 @@ constexpr size_t NttRatio = 8;
 /// How a product of an >= bn limbs is computed.
 enum class Shape { Rows, Balanced, Transform, Pieces };
 
+bool suitsTransform(const LimbKernels& kernels, size_t an, size_t bn) {
+    return bn >= kernels.thresholds.nttUneven && nttApplies(an, bn);
+}
+
 Shape shapeOf(const LimbKernels& kernels, size_t an, size_t bn) {
     if (bn < kernels.thresholds.karatsuba)
         return an <= RowLength ? Shape::Rows : Shape::Pieces;
     if (an == bn)
         return Shape::Balanced;
-    if (bn >= kernels.thresholds.ntt && an / NttRatio <= bn && nttApplies(an, bn))
-        return Shape::Transform;
-    return Shape::Pieces;
+    return an <= NttRatio * bn && suitsTransform(kernels, an, bn) ? Shape::Transform
+                                                                  : Shape::Pieces;
 }
 
 /// Length of the pieces of the longer operand.
-size_t pieceLength(const LimbKernels& kernels, size_t bn) {
+size_t pieceLength(const LimbKernels& kernels, size_t an, size_t bn) {
     if (bn < kernels.thresholds.karatsuba)
         return RowLength;
-    if (bn >= kernels.thresholds.ntt && nttApplies(NttRatio * bn, bn))
-        return NttRatio * bn;
-    return bn;
+    const size_t longest = NttRatio * bn;
+    return an > longest && suitsTransform(kernels, longest, bn) ? longest : bn;
 }
 
 size_t scratchOf(const LimbKernels& kernels, size_t an, size_t bn) {
@@ -52,7 +54,7 @@ size_t scratchOf(const LimbKernels& kernels, size_t an, size_t bn) {
     case Shape::Transform:
         return nttScratch(nttPlan(an, bn));
     case Shape::Pieces: {
-        const size_t piece = pieceLength(kernels, bn);
+        const size_t piece = pieceLength(kernels, an, bn);
         const size_t last = an % piece;
         return piece + bn +
                std::max(scratchOf(kernels, piece, bn),
@@ -69,7 +71,7 @@ void multiplyShaped(const LimbKernels& kernels, Limb* r, const Limb* a, size_t a
 /// Cuts a into pieces and adds up their products with b.
 void multiplyPieces(const LimbKernels& kernels, Limb* r, const Limb* a, size_t an, const Limb* b,
                     size_t bn, Limb* scratch) {
-    const size_t piece = pieceLength(kernels, bn);
+    const size_t piece = pieceLength(kernels, an, bn);
     Limb* const product = scratch;
     scratch += piece + bn;
     multiplyShaped(kernels, r, a, piece, b, bn, scratch);
@@ -121,11 +123,25 @@ void square(Limb* r, const Limb* a, size_t n, Limb* scratch) noexcept {
 }
 
 void multiply(Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn) {
+    const LimbKernels& kernels = limbKernels();
+    if (an < bn) {
+        std::swap(a, b);
+        std::swap(an, bn);
+    }
+    if (bn < kernels.thresholds.karatsuba && an <= RowLength && a != b) {
+        kernels.multiplyRows(r, a, an, b, bn);
+        return;
+    }
     Scratch<InlineScratch> scratch(multiplyScratch(an, bn));
     multiply(r, a, an, b, bn, scratch.take(0));
 }
 
 void square(Limb* r, const Limb* a, size_t n) {
+    const LimbKernels& kernels = limbKernels();
+    if (n < kernels.thresholds.karatsubaSquare) {
+        kernels.squareRows(r, a, n);
+        return;
+    }
     Scratch<InlineScratch> scratch(squareScratch(n));
     square(r, a, n, scratch.take(0));
 }

@@ -13,9 +13,11 @@ size_t coefficients(size_t n, unsigned bits) { return (n * LimbBits + bits - 1) 
 
 } // namespace
 
-// The primes' product exceeds 2^146.99. With 64 bits a coefficient of the product is below
-// min(an, bn) * 2^128, with 60 bits below twice that many times 2^120.
-bool nttApplies(size_t, size_t bn) noexcept { return bn < size_t{1} << 25; }
+// The primes' product exceeds 2^146.99, and a coefficient of the product is a sum of as many
+// products as the shorter operand has coefficients: at most 2^18 of 128 bits, or 2^25 of 120 bits.
+// The limit is lower than that and than the roots of unity allow, to bound the scratch, which is
+// five times the product: above it Toom and Cook's algorithm takes less.
+bool nttApplies(size_t an, size_t bn) noexcept { return an + bn <= size_t{1} << 25; }
 
 NttPlan nttPlan(size_t an, size_t bn) noexcept {
     const unsigned bits = bn <= size_t{1} << 18 ? 64 : 60;
@@ -23,8 +25,8 @@ NttPlan nttPlan(size_t an, size_t bn) noexcept {
     const size_t main = std::max(std::bit_floor(needed), MinimumLength);
     if (main >= needed)
         return {main, 0, bits};
-    for (size_t tail = main / 4; tail <= main / 2; tail *= 2) {
-        if (tail >= MinimumLength && main + tail >= needed)
+    for (size_t tail = MinimumLength; tail <= main / 2; tail *= 2) {
+        if (main + tail >= needed)
             return {main, tail, bits};
     }
     return {2 * main, 0, bits};

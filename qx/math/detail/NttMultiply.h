@@ -13,13 +13,13 @@ namespace qx::math::detail {
 /// modulo a factor of x^main + 1). Keeps the cost from doubling at every power of two.
 struct NttPlan {
     size_t main;
-    size_t tail;   ///< 0, or a power of two of at least 16 below main
+    size_t tail;   ///< 0, or a power of two of at least 16 and at most main / 2
     unsigned bits; ///< of a coefficient: 64, or 60 for long operands, so that no sum of products
                    ///< overflows
     size_t length() const { return main + tail; }
 };
 
-/// True when an * bn limbs, an >= bn, are few enough for the transform to be exact.
+/// True when operands of an and bn limbs are short enough for a transform.
 bool nttApplies(size_t an, size_t bn) noexcept;
 NttPlan nttPlan(size_t an, size_t bn) noexcept;
 /// Scratch, in limbs, that a plan needs.

@@ -35,9 +35,11 @@ constexpr uint64_t powerModulo(uint64_t base, uint64_t exponent, uint64_t p) {
 /// Inverse modulo the prime p.
 constexpr uint64_t inverseModulo(uint64_t a, uint64_t p) { return powerModulo(a, p - 2, p); }
 
-/// roots[k] has order 2^k, and its square is roots[k - 1].
 struct NttRoots {
+    /// roots[k] has order 2^k, and its square is roots[k - 1].
     std::array<uint64_t, 32> roots;
+    /// roots[2] * roots[3]
+    uint64_t product;
 };
 
 constexpr NttRoots nttRoots(uint64_t p) {
@@ -49,6 +51,7 @@ constexpr NttRoots nttRoots(uint64_t p) {
     result.roots[31] = powerModulo(base, (p - 1) >> 31, p);
     for (size_t k = 31; k > 0; --k)
         result.roots[k - 1] = multiplyModulo(result.roots[k], result.roots[k], p);
+    result.product = multiplyModulo(result.roots[2], result.roots[3], p);
     return result;
 }
 

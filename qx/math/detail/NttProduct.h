@@ -23,8 +23,9 @@ private:
     using Vector = typename Field::Vector;
     using Twiddle = typename Field::Twiddle;
     static constexpr size_t Width = Field::Width;
-    static constexpr size_t BlockLength =
-        16; ///< coefficients handled at once; every plan has whole blocks
+    /// Coefficients handled at once. Every plan has whole blocks.
+    static constexpr size_t BlockLength = 16;
+    using Digits = uint64_t[NttPrimeCount][BlockLength];
 
     QX_NTT_CODE NttProduct(const NttPlan& plan, Limb* scratch) : m_plan(plan) {
         static_assert(sizeof(Element) == sizeof(Limb));
@@ -43,20 +44,14 @@ private:
             const Field field(i);
             fillRoots(field);
             const Transform transform(field, m_roots);
-            Element* x = m_residues[i];
+            Element* const x = m_residues[i];
+            Element* const y = a == b && an == bn ? x : m_other;
             forward<Bits>(field, transform, x, a, an);
-            Element* y = x;
-            if (a != b || an != bn) {
-                y = m_other;
+            if (y != x)
                 forward<Bits>(field, transform, y, b, bn);
-            }
             multiplyValues(field, x, y, m_plan.main);
-            transform.inverse(x, m_plan.main, 0);
-            if (m_plan.tail != 0) {
-                multiplyValues(field, x + m_plan.main, y + m_plan.main, m_plan.tail);
-                transform.inverse(x + m_plan.main, m_plan.tail, tailNode());
-                joinTail(field, x);
-            }
+            multiplyValues(field, x + m_plan.main, y + m_plan.main, m_plan.tail);
+            inverse(field, transform, x);
         }
         combine<Bits>(r, an + bn, coefficientCount<Bits>(an) + coefficientCount<Bits>(bn) - 1);
     }
@@ -88,6 +83,14 @@ private:
             transform.forward(x + m_plan.main, m_plan.tail, tailNode());
         }
         transform.forward(x, m_plan.main, 0);
+    }
+
+    QX_NTT_CODE void inverse(const Field& field, const Transform& transform, Element* x) const {
+        transform.inverse(x, m_plan.main, 0);
+        if (m_plan.tail != 0) {
+            transform.inverse(x + m_plan.main, m_plan.tail, tailNode());
+            joinTail(field, x);
+        }
     }
 
     template <unsigned Bits>
@@ -124,33 +127,56 @@ private:
 
     /// Leaves x modulo x^main - 1 in front and modulo x^tail - rho behind.
     QX_NTT_CODE void splitTail(const Field& field, Element* x) const {
-        const size_t main = m_plan.main, tail = m_plan.tail;
-        const Twiddle rho = field.twiddle(tailRho(field));
-        for (size_t i = 0; i < tail; i += Width) {
-            const Vector top = field.load(x + main + i);
+        for (size_t i = 0; i < m_plan.tail; i += Width) {
+            // The factor divides x^main + 1, so that behind the front x^main is 1, or here -1.
+            Element* const tail = x + m_plan.main + i;
+            const Vector top = field.reduce(field.load(tail));
+            field.store(tail, top);
             field.store(x + i, field.add(field.load(x + i), top));
-            // x^main is -1 modulo the factor, and the front has been given top with factor 1.
-            Vector sum = field.load(x + main - tail + i);
-            for (size_t at = main - tail; at > 0; at -= tail)
-                sum = field.add(field.multiply(sum, rho), field.load(x + at - tail + i));
-            sum = field.subtract(sum, field.add(top, top));
-            field.store(x + main + i, field.reduce(sum));
         }
+        forValuesAtRho(field, x, [&](size_t i, Vector sum) QX_NTT_LAMBDA {
+            Element* const tail = x + m_plan.main + i;
+            const Vector top = field.load(tail); // which is in the sum with factor 1
+            sum = field.subtract(sum, field.add(top, top));
+            field.store(tail, field.reduce(sum));
+        });
     }
 
     /// The inverse of splitTail: x = front + (x^main - 1) * top, where x^main - 1 is -2 modulo the
     /// factor.
     QX_NTT_CODE void joinTail(const Field& field, Element* x) const {
-        const size_t main = m_plan.main, tail = m_plan.tail;
-        const Twiddle rho = field.twiddle(tailRho(field));
         const Twiddle half = field.twiddle((field.modulus() + 1) / 2);
-        for (size_t i = 0; i < tail; i += Width) {
-            Vector sum = field.load(x + main - tail + i);
-            for (size_t at = main - tail; at > 0; at -= tail)
-                sum = field.add(field.multiply(sum, rho), field.load(x + at - tail + i));
-            const Vector top = field.multiply(field.subtract(sum, field.load(x + main + i)), half);
-            field.store(x + i, field.subtract(field.load(x + i), top));
-            field.store(x + main + i, top);
+        forValuesAtRho(field, x, [&](size_t i, Vector sum) QX_NTT_LAMBDA {
+            Element* const tail = x + m_plan.main + i;
+            field.store(tail, field.multiply(field.subtract(sum, field.load(tail)), half));
+        });
+        for (size_t i = 0; i < m_plan.tail; i += Width) {
+            const Vector top = field.load(x + m_plan.main + i);
+            field.store(x + i, field.subtract(field.reduce(field.load(x + i)), top));
+        }
+    }
+
+    /// Calls @p use(i, front modulo x^tail - rho at i): the sum of the front's pieces of
+    /// the tail's length times powers of rho, by Horner's rule. A few sums are made at once, since
+    /// each waits for its last product.
+    template <class Use>
+    QX_NTT_INLINE void forValuesAtRho(const Field& field, const Element* x, const Use& use) const {
+        constexpr size_t AtOnce = 4;
+        const Twiddle rho = field.twiddle(tailRho(field));
+        const size_t tail = m_plan.tail;
+        for (size_t i = 0; i < tail; i += AtOnce * Width) {
+            size_t at = m_plan.main - tail + i;
+            Vector sums[AtOnce];
+            for (size_t j = 0; j < AtOnce; ++j)
+                sums[j] = field.load(x + at + j * Width);
+            while (at >= tail) {
+                at -= tail;
+                for (size_t j = 0; j < AtOnce; ++j)
+                    sums[j] =
+                        field.add(field.multiply(sums[j], rho), field.load(x + at + j * Width));
+            }
+            for (size_t j = 0; j < AtOnce; ++j)
+                use(i + j * Width, sums[j]);
         }
     }
 
@@ -161,9 +187,12 @@ private:
 
     QX_NTT_CODE static void multiplyValues(const Field& field, Element* x, const Element* y,
                                            size_t n) {
-        // The factor n of the inverse transform, and what the field leaves in a product.
-        const Twiddle scale = field.twiddle(multiplyModulo(inverseModulo(n, field.modulus()),
-                                                           field.productScale(), field.modulus()));
+        if (n == 0)
+            return;
+        // Makes good the factor n of the inverse transform, for n * (p - 1) / n is -1, and what the
+        // field leaves in a product of two elements.
+        const uint64_t p = field.modulus();
+        const Twiddle scale = field.productTwiddle(p - (p - 1) / n);
         for (size_t i = 0; i < n; i += Width) {
             const Vector product = field.multiply(field.load(x + i), field.load(y + i));
             field.store(x + i, field.multiply(product, scale));
@@ -173,14 +202,16 @@ private:
     /// Garner's algorithm: digits v[0] + p[0] * (v[1] + p[1] * v[2]) of the mixed radix.
     QX_NTT_CODE void mixedDigits(const Field (&fields)[NttPrimeCount],
                                  const Twiddle (&inverses)[NttPrimeCount], size_t first,
-                                 uint64_t (&digits)[NttPrimeCount][BlockLength]) const {
+                                 Digits& digits) const {
         for (size_t i = 0; i < BlockLength; i += Width) {
             const Vector x0 = fields[0].canonical(fields[0].load(m_residues[0] + first + i));
-            Vector x1 = fields[1].subtract(fields[1].load(m_residues[1] + first + i), x0);
-            x1 = fields[1].canonical(fields[1].multiply(x1, inverses[0]));
-            Vector x2 = fields[2].subtract(fields[2].load(m_residues[2] + first + i), x0);
-            x2 = fields[2].subtract(fields[2].multiply(x2, inverses[1]), x1);
-            x2 = fields[2].canonical(fields[2].multiply(x2, inverses[2]));
+            Vector x1 = fields[1].load(m_residues[1] + first + i);
+            x1 = fields[1].multiply(fields[1].subtract(x1, x0), inverses[0]);
+            x1 = fields[1].canonical(x1);
+            Vector x2 = fields[2].load(m_residues[2] + first + i);
+            x2 = fields[2].multiply(fields[2].subtract(x2, x0), inverses[1]);
+            x2 = fields[2].multiply(fields[2].subtract(x2, x1), inverses[2]);
+            x2 = fields[2].canonical(x2);
             fields[0].storeInteger(digits[0] + i, x0);
             fields[1].storeInteger(digits[1] + i, x1);
             fields[2].storeInteger(digits[2] + i, x2);
@@ -195,75 +226,59 @@ private:
             fields[1].twiddle(inverseModulo(NttPrimes[0] % NttPrimes[1], NttPrimes[1])),
             fields[2].twiddle(inverseModulo(NttPrimes[0] % NttPrimes[2], NttPrimes[2])),
             fields[2].twiddle(inverseModulo(NttPrimes[1] % NttPrimes[2], NttPrimes[2]))};
-        BitWriter<Bits> writer(r, rn);
+        CoefficientSum<Bits> sum(r, rn);
         for (size_t first = 0; first < count; first += BlockLength) {
-            alignas(32) uint64_t digits[NttPrimeCount][BlockLength];
+            alignas(64) Digits digits;
             mixedDigits(fields, inverses, first, digits);
-            const size_t end = std::min(BlockLength, count - first);
-            for (size_t i = 0; i < end; ++i)
-                writer.push(digits[0][i], digits[1][i], digits[2][i]);
+            sum.add(digits, std::min(BlockLength, count - first));
         }
-        writer.finish();
+        sum.finish();
     }
 
+    /// Writes a number from coefficients below 2^147, the lowest first.
     template <unsigned Bits>
-    class BitWriter {
+    class CoefficientSum {
     public:
-        QX_NTT_INLINE BitWriter(Limb* r, size_t n) : m_next(r), m_end(r + n) {}
+        QX_NTT_CODE CoefficientSum(Limb* r, size_t n) : m_next(r), m_end(r + n) {}
 
-        QX_NTT_INLINE void push(uint64_t v0, uint64_t v1, uint64_t v2) {
-            const DoubleLimb t = DoubleLimb{NttPrimes[1]} * v2 + v1; // below 2^98
-            const DoubleLimb low = DoubleLimb{NttPrimes[0]} * static_cast<Limb>(t) + v0;
-            const Limb high = static_cast<Limb>(t >> LimbBits);
-            const DoubleLimb upper =
-                DoubleLimb{NttPrimes[0]} * high + static_cast<Limb>(low >> LimbBits);
-            const DoubleLimb sum0 = DoubleLimb{m_carry0} + static_cast<Limb>(low);
-            const DoubleLimb sum1 = m_carry + upper + static_cast<Limb>(sum0 >> LimbBits);
-            emit(static_cast<Limb>(sum0));
-            if constexpr (Bits == LimbBits) {
-                m_carry0 = static_cast<Limb>(sum1);
-                m_carry = sum1 >> LimbBits;
-            } else {
-                m_carry0 = static_cast<Limb>(sum0) >> Bits | static_cast<Limb>(sum1)
-                                                                 << (LimbBits - Bits);
-                m_carry = sum1 >> Bits;
+        /// A function of its own, which otherwise has too few registers.
+        QX_NTT_CODE __attribute__((noinline)) void add(const Digits& digits, size_t count) {
+            DoubleLimb carry = m_carry; // stays below 2^88, and no sum exceeds 2^115
+            for (size_t i = 0; i < count; ++i) {
+                const DoubleLimb upper = DoubleLimb{NttPrimes[1]} * digits[2][i] + digits[1][i];
+                carry += DoubleLimb{NttPrimes[0]} * static_cast<Limb>(upper) + digits[0][i];
+                write(static_cast<Limb>(carry));
+                carry = (carry >> Bits) +
+                        (DoubleLimb{NttPrimes[0]} * static_cast<Limb>(upper >> LimbBits)
+                         << (LimbBits - Bits));
             }
+            m_carry = carry;
         }
 
-        QX_NTT_INLINE void finish() {
-            while (m_next != m_end) {
-                emit(m_carry0);
-                m_carry0 = static_cast<Limb>(m_carry);
-                if constexpr (Bits == LimbBits) {
-                    m_carry >>= LimbBits;
-                } else {
-                    m_carry0 = 0;
-                }
-            }
-        }
+        /// What is left is the last coefficient's worth of bits.
+        QX_NTT_CODE void finish() { write(static_cast<Limb>(m_carry)); }
 
     private:
-        QX_NTT_INLINE void emit(Limb value) {
+        QX_NTT_INLINE void write(Limb value) {
             if constexpr (Bits == LimbBits) {
                 *m_next++ = value;
             } else {
                 value &= (Limb{1} << Bits) - 1;
-                m_pending |= value << m_filled;
-                m_filled += Bits;
-                if (m_filled >= LimbBits && m_next != m_end) {
+                m_pending |= value << m_pendingBits;
+                m_pendingBits += Bits;
+                if (m_pendingBits >= LimbBits && m_next != m_end) {
                     *m_next++ = m_pending;
-                    m_filled -= LimbBits;
-                    m_pending = m_filled == 0 ? 0 : value >> (Bits - m_filled);
+                    m_pendingBits -= LimbBits;
+                    m_pending = m_pendingBits == 0 ? 0 : value >> (Bits - m_pendingBits);
                 }
             }
         }
 
         Limb* m_next;
         Limb* m_end;
-        Limb m_carry0 = 0;
         DoubleLimb m_carry = 0;
         Limb m_pending = 0;
-        unsigned m_filled = 0;
+        unsigned m_pendingBits = 0;
     };
 
     NttPlan m_plan;

@@ -7,18 +7,24 @@
 #include <qx/math/detail/NttPrimes.h>
 
 /// Multiplication through the number-theoretic transform, over a field that says how residues are
-/// held and computed with: included by the one source for each field, after QX_NTT_CODE is defined
-/// as what marks functions for the instructions that the field uses. All of it is private to that
-/// source.
+/// held and computed with: included by the one source for each field, after QX_NTT_CODE,
+/// QX_NTT_INLINE and QX_NTT_LAMBDA are defined as what marks functions for the instructions that
+/// the field uses. All of it is private to that source.
 ///
 /// A field offers:
-///   Element, Vector, Width    how a residue is stored; how many of them are computed with at once
-///   Twiddle                   a factor prepared for multiply(Vector, Twiddle)
-///   element, twiddle          constants from residues
-///   load, store, add, subtract, multiply, reduce, half...
-/// Residues stay signed and unreduced between steps; the bounds are those of the field with the
-/// least room (doubles): a product is below 0.8p in magnitude, a reduced value below 0.51p, and
-/// any value that is multiplied or reduced must be below 2^52, that is 8p.
+///   Element, Vector, Width     how a residue is stored; how many are computed with at once
+///   Twiddle                    a factor prepared for multiply(Vector, Twiddle)
+///   element, twiddle           constants from residues; productTwiddle also makes good what the
+///                              field leaves in a product of two vectors
+///   load, store, fromLimbs, storeInteger
+///   add, subtract, multiply, reduce
+///   canonical                  in [0, p)
+/// and for vectors the roots of a leaf (each, evens, odds) and its transposition (transpose).
+///
+/// Residues are signed and stay unreduced between the steps. The bounds given are those of doubles,
+/// which have the least room: with p < 2^49 every value must stay below 8p = 2^52 in magnitude. A
+/// reduced value is below 0.51p and a product of a and a twiddle below 0.5p + 0.11|a|, for the
+/// quotient that it takes the remainder to is off by three roundings.
 namespace qx::math::detail {
 namespace {
 
@@ -41,7 +47,7 @@ public:
         roots[0] = field.element(1);
         roots[1] = field.element(field.root(2));
         roots[2] = field.element(field.root(3));
-        roots[3] = field.element(multiplyModulo(field.root(2), field.root(3), field.modulus()));
+        roots[3] = field.element(field.roots().product);
         for (size_t half = 4; half < count; half *= 2)
             extendRoots(field, roots, half, 0, half);
     }
@@ -58,16 +64,15 @@ public:
     QX_NTT_CODE NttTransform(const Field& field, const Element* roots)
         : m_field(field), m_roots(roots) {
         // What the table of inverses would begin with; see inverseRoot.
-        static constexpr size_t Mirrored[] = {0, 1, 3, 2, 7, 6, 5, 4};
-        for (size_t i = 0; i < 8; ++i)
-            m_firstInverses[i] = roots[Mirrored[i]];
-        m_firstInverses[0] = -roots[0];
+        m_firstInverses[0] = field.element(field.modulus() - 1);
+        for (size_t i = 1; i < FirstInverses; ++i)
+            m_firstInverses[i] = roots[mirrored(i)];
     }
 
-    /// The polynomial x of n coefficients to its n values below @p node, for n = 2^k >= 16.
-    /// Takes |x| < 2p and leaves that.
+    /// The polynomial x of n coefficients to its n values below @p node, for n = 2^k >= 16. Takes
+    /// and leaves residues below 6p.
     QX_NTT_CODE void forward(Element* x, size_t n, size_t node) const {
-        if (std::countr_zero(n) % 2 == 0) {
+        if (hasEvenLevels(n)) {
             forwardEven(x, n, node);
             return;
         }
@@ -76,9 +81,10 @@ public:
         forwardEven(x + n / 2, n / 2, 2 * node + 1);
     }
 
-    /// The inverse of forward but for a factor n. Takes |x| < 1.6p and leaves |x| < 3.2p.
+    /// The inverse of forward but for a factor n. Takes
+    /// residues below 1.75p and leaves them below 3.5p.
     QX_NTT_CODE void inverse(Element* x, size_t n, size_t node) const {
-        if (std::countr_zero(n) % 2 == 0) {
+        if (hasEvenLevels(n)) {
             inverseEven(x, n, node);
             return;
         }
@@ -89,6 +95,7 @@ public:
 
 private:
     static constexpr size_t LeafLength = 16;
+    static constexpr size_t FirstInverses = 8;
     /// Below this a transform stays in the first-level cache and goes level by level.
     static constexpr size_t CachedLength = 1024;
 
@@ -96,6 +103,11 @@ private:
     struct Quarters {
         Vector v[4];
     };
+
+    /// True for the length of a leaf times a power of four.
+    QX_NTT_INLINE static bool hasEvenLevels(size_t n) {
+        return std::countr_zero(n / LeafLength) % 2 == 0;
+    }
 
     QX_NTT_INLINE Twiddle root(size_t node) const { return m_field.broadcast(m_roots[node]); }
 
@@ -109,116 +121,133 @@ private:
     }
 
     // Two levels of splitting.
-    QX_NTT_INLINE Quarters split(const Quarters& x, const Twiddle& w, const Twiddle& left,
-                                 const Twiddle& right) const {
-        const Vector x0 = m_field.reduce(x.v[0]);
-        const Vector x2 = m_field.multiply(x.v[2], w);
-        const Vector x3 = m_field.multiply(x.v[3], w);
-        const Vector y0 = m_field.add(x0, x2);
-        const Vector y2 = m_field.subtract(x0, x2);
-        const Vector y1 = m_field.multiply(m_field.add(x.v[1], x3), left);
-        const Vector y3 = m_field.multiply(m_field.subtract(x.v[1], x3), right);
-        return {m_field.add(y0, y1), m_field.subtract(y0, y1), m_field.add(y2, y3),
-                m_field.subtract(y2, y3)};
+    QX_NTT_INLINE static Quarters split(const Field& field, const Quarters& x, const Twiddle& w,
+                                        const Twiddle& left, const Twiddle& right) {
+        const Vector x0 = field.reduce(x.v[0]);
+        const Vector x2 = field.multiply(x.v[2], w);
+        const Vector x3 = field.multiply(x.v[3], w);
+        const Vector y0 = field.add(x0, x2);
+        const Vector y2 = field.subtract(x0, x2);
+        const Vector y1 = field.multiply(field.add(x.v[1], x3), left);
+        const Vector y3 = field.multiply(field.subtract(x.v[1], x3), right);
+        return {field.add(y0, y1), field.subtract(y0, y1), field.add(y2, y3),
+                field.subtract(y2, y3)};
     }
 
     // Two levels of joining, with negated inverse roots.
-    QX_NTT_INLINE Quarters join(const Quarters& y, const Twiddle& w, const Twiddle& left,
-                                const Twiddle& right) const {
-        const Vector y0 = m_field.add(y.v[0], y.v[1]);
-        const Vector y1 = m_field.multiply(m_field.subtract(y.v[1], y.v[0]), left);
-        const Vector y2 = m_field.add(y.v[2], y.v[3]);
-        const Vector y3 = m_field.multiply(m_field.subtract(y.v[3], y.v[2]), right);
-        return {m_field.reduce(m_field.add(y0, y2)), m_field.add(y1, y3),
-                m_field.multiply(m_field.subtract(y2, y0), w),
-                m_field.multiply(m_field.subtract(y3, y1), w)};
+    QX_NTT_INLINE static Quarters join(const Field& field, const Quarters& y, const Twiddle& w,
+                                       const Twiddle& left, const Twiddle& right) {
+        const Vector y0 = field.add(y.v[0], y.v[1]);
+        const Vector y1 = field.multiply(field.subtract(y.v[1], y.v[0]), left);
+        const Vector y2 = field.add(y.v[2], y.v[3]);
+        const Vector y3 = field.multiply(field.subtract(y.v[3], y.v[2]), right);
+        return {field.reduce(field.add(y0, y2)), field.add(y1, y3),
+                field.multiply(field.subtract(y2, y0), w),
+                field.multiply(field.subtract(y3, y1), w)};
     }
 
     QX_NTT_CODE void splitBlock(Element* x, size_t n, size_t node) const {
+        const Field field = m_field; // held in registers, whatever is stored
+
         const Twiddle w = root(node), left = root(2 * node), right = root(2 * node + 1);
         const size_t quarter = n / 4;
         for (size_t i = 0; i < quarter; i += Width)
-            storeQuarters(x + i, quarter, split(loadQuarters(x + i, quarter), w, left, right));
+            storeQuarters(field, x + i, quarter,
+                          split(field, loadQuarters(field, x + i, quarter), w, left, right));
     }
 
     QX_NTT_CODE void joinBlock(Element* x, size_t n, size_t node) const {
+        const Field field = m_field; // held in registers, whatever is stored
+
         const Twiddle w = inverseRoot(node), left = inverseRoot(2 * node),
                       right = inverseRoot(2 * node + 1);
         const size_t quarter = n / 4;
         for (size_t i = 0; i < quarter; i += Width)
-            storeQuarters(x + i, quarter, join(loadQuarters(x + i, quarter), w, left, right));
+            storeQuarters(field, x + i, quarter,
+                          join(field, loadQuarters(field, x + i, quarter), w, left, right));
     }
 
-    QX_NTT_INLINE Quarters loadQuarters(const Element* x, size_t stride) const {
-        return {m_field.load(x), m_field.load(x + stride), m_field.load(x + 2 * stride),
-                m_field.load(x + 3 * stride)};
+    QX_NTT_INLINE static Quarters loadQuarters(const Field& field, const Element* x,
+                                               size_t stride) {
+        return {field.load(x), field.load(x + stride), field.load(x + 2 * stride),
+                field.load(x + 3 * stride)};
     }
-    QX_NTT_INLINE void storeQuarters(Element* x, size_t stride, const Quarters& q) const {
+    QX_NTT_INLINE static void storeQuarters(const Field& field, Element* x, size_t stride,
+                                            const Quarters& q) {
         for (size_t i = 0; i < 4; ++i)
-            m_field.store(x + i * stride, q.v[i]);
+            field.store(x + i * stride, q.v[i]);
     }
 
     QX_NTT_CODE void splitOnce(Element* x, size_t n, size_t node) const {
+        const Field field = m_field; // held in registers, whatever is stored
+
         const Twiddle w = root(node);
         for (size_t i = 0; i < n / 2; i += Width) {
-            const Vector low = m_field.reduce(m_field.load(x + i));
-            const Vector high = m_field.multiply(m_field.load(x + n / 2 + i), w);
-            m_field.store(x + i, m_field.add(low, high));
-            m_field.store(x + n / 2 + i, m_field.subtract(low, high));
+            const Vector low = field.reduce(field.load(x + i));
+            const Vector high = field.multiply(field.load(x + n / 2 + i), w);
+            field.store(x + i, field.add(low, high));
+            field.store(x + n / 2 + i, field.subtract(low, high));
         }
     }
 
     QX_NTT_CODE void joinOnce(Element* x, size_t n, size_t node) const {
+        const Field field = m_field; // held in registers, whatever is stored
+
         const Twiddle w = inverseRoot(node);
         for (size_t i = 0; i < n / 2; i += Width) {
-            const Vector even = m_field.load(x + i);
-            const Vector odd = m_field.load(x + n / 2 + i);
-            m_field.store(x + i, m_field.add(even, odd));
-            m_field.store(x + n / 2 + i, m_field.multiply(m_field.subtract(odd, even), w));
+            const Vector even = field.load(x + i);
+            const Vector odd = field.load(x + n / 2 + i);
+            field.store(x + i, field.add(even, odd));
+            field.store(x + n / 2 + i, field.multiply(field.subtract(odd, even), w));
         }
     }
 
-    // The last four levels of the transform, of 16 elements.
-    QX_NTT_INLINE void splitLeaf(Element* x, size_t node) const {
+    // The last four levels. Where the quarters are single vectors, each becomes a block of its own,
+    // and transposed these are split like longer ones, with roots that differ from lane to lane.
+    // They are left transposed.
+    QX_NTT_INLINE void splitLeaf(const Field& field, Element* x, size_t node) const {
         if constexpr (Width == 1) {
             splitBlock(x, LeafLength, node);
             for (size_t t = 0; t < 4; ++t)
                 splitBlock(x + 4 * t, 4, 4 * node + t);
         } else {
-            // Each vector becomes a block of its own; turned round, a block is a lane.
-            Quarters q = split(loadQuarters(x, 4), root(node), root(2 * node), root(2 * node + 1));
-            m_field.transpose(q.v);
-            const Element* next = m_roots + 8 * node;
-            storeQuarters(x, 4,
-                          split(q, m_field.vectorTwiddle(m_field.load(m_roots + 4 * node)),
-                                m_field.evens(next), m_field.odds(next)));
+            Quarters q = split(field, loadQuarters(field, x, Width), root(node), root(2 * node),
+                               root(2 * node + 1));
+            field.transpose(q.v);
+            const Element* const next = m_roots + 8 * node;
+            q = split(field, q, field.template each<false>(m_roots + 4 * node),
+                      field.template evens<false>(next), field.template odds<false>(next));
+            storeQuarters(field, x, Width, q);
         }
     }
 
-    QX_NTT_INLINE void joinLeaf(Element* x, size_t node) const {
+    QX_NTT_INLINE void joinLeaf(const Field& field, Element* x, size_t node) const {
         if constexpr (Width == 1) {
             for (size_t t = 0; t < 4; ++t)
                 joinBlock(x + 4 * t, 4, 4 * node + t);
             joinBlock(x, LeafLength, node);
+        } else if (node == 0) {
+            joinLeaf<false>(field, x, node, m_firstInverses, m_firstInverses);
         } else {
-            Quarters q = loadQuarters(x, 4);
-            if (node == 0) {
-                q = join(q, m_field.vectorTwiddle(m_field.load(m_firstInverses)),
-                         m_field.evens(m_firstInverses), m_field.odds(m_firstInverses));
-            } else {
-                // Mirrored, the even nodes are the odd ones from the end.
-                const Element* next = m_roots + mirrored(8 * node + 7);
-                const Vector w = m_field.load(m_roots + mirrored(4 * node + 3));
-                q = join(q, m_field.vectorTwiddle(m_field.reverse(w)), m_field.reversedOdds(next),
-                         m_field.reversedEvens(next));
-            }
-            m_field.transpose(q.v);
-            storeQuarters(
-                x, 4, join(q, inverseRoot(node), inverseRoot(2 * node), inverseRoot(2 * node + 1)));
+            joinLeaf<true>(field, x, node, m_roots + mirrored(4 * node + 3),
+                           m_roots + mirrored(8 * node + 7));
         }
     }
 
-    // n = 16 * 4^k.
+    /// @tparam IsMirrored  whether the inverse roots of the two levels, 4 and 8, lie in reverse
+    template <bool IsMirrored>
+    QX_NTT_INLINE void joinLeaf(const Field& field, Element* x, size_t node, const Element* four,
+                                const Element* eight) const {
+        Quarters q = loadQuarters(field, x, Width);
+        q = join(field, q, field.template each<IsMirrored>(four),
+                 field.template evens<IsMirrored>(eight), field.template odds<IsMirrored>(eight));
+        field.transpose(q.v);
+        storeQuarters(
+            field, x, Width,
+            join(field, q, inverseRoot(node), inverseRoot(2 * node), inverseRoot(2 * node + 1)));
+    }
+
+    // n is a leaf's length times a power of four.
     QX_NTT_CODE void forwardEven(Element* x, size_t n, size_t node) const {
         if (n > CachedLength) {
             splitBlock(x, n, node);
@@ -233,8 +262,9 @@ private:
             node *= 4;
             blocks *= 4;
         }
+        const Field field = m_field;
         for (size_t i = 0; i < blocks; ++i)
-            splitLeaf(x + i * LeafLength, node + i);
+            splitLeaf(field, x + i * LeafLength, node + i);
     }
 
     QX_NTT_CODE void inverseEven(Element* x, size_t n, size_t node) const {
@@ -245,8 +275,9 @@ private:
             return;
         }
         size_t blocks = n / LeafLength;
+        const Field field = m_field;
         for (size_t i = 0; i < blocks; ++i)
-            joinLeaf(x + i * LeafLength, node * blocks + i);
+            joinLeaf(field, x + i * LeafLength, node * blocks + i);
         for (size_t length = 4 * LeafLength; length <= n; length *= 4) {
             blocks /= 4;
             for (size_t i = 0; i < blocks; ++i)
@@ -256,7 +287,7 @@ private:
 
     const Field& m_field;
     const Element* m_roots;
-    alignas(sizeof(Vector)) Element m_firstInverses[8];
+    alignas(sizeof(Vector)) Element m_firstInverses[FirstInverses];
 };
 } // namespace
 } // namespace qx::math::detail

@@ -1,5 +1,6 @@
 #define QX_NTT_CODE
 #define QX_NTT_INLINE inline
+#define QX_NTT_LAMBDA
 
 #include <qx/math/detail/NttProduct.h>
 
@@ -28,13 +29,18 @@ public:
     }
 
     uint64_t modulus() const { return NttPrimes[m_prime]; }
-    uint64_t root(size_t log2Order) const { return NttRootsOfUnity[m_prime].roots[log2Order]; }
-    uint64_t productScale() const { return m_radix; }
+    const NttRoots& roots() const { return NttRootsOfUnity[m_prime]; }
+    uint64_t root(size_t log2Order) const { return roots().roots[log2Order]; }
 
     int64_t element(uint64_t residue) const { return twiddle(residue); }
     int64_t broadcast(int64_t w) const { return w; }
     int64_t twiddle(uint64_t residue) const {
         return multiply(static_cast<int64_t>(residue), m_radixSquared);
+    }
+
+    /// Makes good the division in the product of two elements, too.
+    int64_t productTwiddle(uint64_t residue) const {
+        return multiply(twiddle(residue), m_radixSquared);
     }
 
     static int64_t load(const int64_t* x) { return *x; }
