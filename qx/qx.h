@@ -61,6 +61,7 @@
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
 #include <qx/core/Unknown.h>
+#include <qx/crypto/BlowFish.h>
 #include <qx/crypto/MD5Digest.h>
 #include <qx/crypto/MessageDigest.h>
 #include <qx/exec/CallableRunnable.h>
