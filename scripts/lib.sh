@@ -19,7 +19,7 @@ build_packages="cmake ninja-build g++ ccache"
 test_packages="$build_packages libgtest-dev pkg-config python3 clang-format locales libgmp-dev"
 clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev
-    libgmp-dev libssl-dev"
+    libgmp-dev libssl-dev libbotan-2-dev"
 
 # install_missing PACKAGE...: installs those that are not there, as root or through sudo. Where
 # there is no apt-get it is left to the build to say what it misses.
