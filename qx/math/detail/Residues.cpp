@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include <qx/math/detail/Balanced.h>
 #include <qx/math/detail/Divide.h>
-#include <qx/math/detail/LimbKernels.h>
 #include <qx/math/detail/Multiply.h>
 #include <qx/math/detail/Scratch.h>
 
@@ -54,7 +54,7 @@ void DividedResidues::multiply(Limb* r, const Limb* a, const Limb* b, Limb* scra
 
 MontgomeryResidues::MontgomeryResidues(const Limb* m, size_t n, Limb* inverse,
                                        Limb* scratch) noexcept
-    : m_modulus(m), m_length(n), m_inverse(inverse) {
+    : m_kernels(limbKernels()), m_modulus(m), m_length(n), m_inverse(inverse) {
     invert(scratch);
 }
 
@@ -102,7 +102,7 @@ void MontgomeryResidues::multiply(Limb* r, const Limb* a, const Limb* b,
                                   Limb* scratch) const noexcept {
     Limb* const product = scratch;
     scratch += 2 * m_length;
-    detail::multiply(product, a, m_length, b, m_length, scratch);
+    multiplyBalanced(m_kernels, product, a, b, m_length, scratch);
     reduce(r, product, scratch);
 }
 
@@ -113,12 +113,11 @@ void MontgomeryResidues::leave(Limb* r, Limb* scratch) const noexcept {
 }
 
 void MontgomeryResidues::reduce(Limb* r, Limb* t, Limb* scratch) const noexcept {
-    const LimbKernels& kernels = limbKernels();
     const size_t n = m_length;
     Limb carry;
     if (reducesByRows(n)) {
-        kernels.montgomeryRows(t, m_modulus, n, *m_inverse);
-        carry = kernels.add(r, t + n, t, n);
+        m_kernels.montgomeryRows(t, m_modulus, n, *m_inverse);
+        carry = m_kernels.add(r, t + n, t, n);
     } else {
         // The multiple of m that cancels the low half of t, which leaves a carry unless that is 0.
         Limb* const factor = scratch;
@@ -128,10 +127,10 @@ void MontgomeryResidues::reduce(Limb* r, Limb* t, Limb* scratch) const noexcept 
         detail::multiply(multiple, factor, n, m_modulus, n, scratch);
         const Limb low = normalizedLength(t, n) != 0 ? 1 : 0;
         carry = addLimb(t + n, t + n, n, low);
-        carry += kernels.add(r, t + n, multiple + n, n);
+        carry += m_kernels.add(r, t + n, multiple + n, n);
     }
     if (carry != 0 || compare(r, m_modulus, n) >= 0)
-        kernels.subtract(r, r, m_modulus, n);
+        m_kernels.subtract(r, r, m_modulus, n);
 }
 
 } // namespace qx::math::detail

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <qx/math/detail/Limbs.h>
+#include <qx/math/detail/LimbKernels.h>
 
 /// Multiplication modulo one number, for chains of products: a form of residues, and what was
 /// computed from the modulus, are kept from one product to the next. A residue has the length of
@@ -47,6 +47,7 @@ private:
     /// r = t[2n] / B^n.
     void reduce(Limb* r, Limb* t, Limb* scratch) const noexcept;
 
+    const LimbKernels& m_kernels;
     const Limb* m_modulus;
     size_t m_length;
     Limb* m_inverse; ///< -1 / m modulo B, or B^n where the reduction is by whole products
