@@ -70,7 +70,7 @@ public:
     }
 
     /// The polynomial x of n coefficients to its n values below @p node, for n = 2^k >= 16. Takes
-    /// and leaves residues below 6p.
+    /// and leaves residues below 2p.
     QX_NTT_CODE void forward(Element* x, size_t n, size_t node) const {
         if (hasEvenLevels(n)) {
             forwardEven(x, n, node);
@@ -81,8 +81,8 @@ public:
         forwardEven(x + n / 2, n / 2, 2 * node + 1);
     }
 
-    /// The inverse of forward but for a factor n. Takes
-    /// residues below 1.75p and leaves them below 3.5p.
+    /// The inverse of forward but for a factor n. Takes residues below 1.75p and leaves them below
+    /// 3.5p.
     QX_NTT_CODE void inverse(Element* x, size_t n, size_t node) const {
         if (hasEvenLevels(n)) {
             inverseEven(x, n, node);
