@@ -2,6 +2,7 @@
 // at which it changes its method.
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <string>
 
@@ -122,6 +123,25 @@ TEST(Radix, PowersAndTheirPredecessors) {
             EXPECT_EQ(parsed(nines, radix), difference(a, {1}));
             EXPECT_EQ(printed(difference(a, {1}), radix), nines);
         }
+    }
+}
+
+/// Long enough for reciprocals of the powers that cut a number more than once.
+TEST(Radix, LongNumbersComeBack) {
+    Naturals naturals(4);
+    for (const int radix : {3, 10, 24, 36}) {
+        const auto count = static_cast<size_t>(64 * 2600 / std::log2(radix));
+        for (int i = 0; i < 4; ++i) {
+            SCOPED_TRACE(testing::Message() << count << " digits in radix " << radix);
+            const Digits digits = randomDigits(naturals, count, radix);
+            EXPECT_EQ(printed(parsed(digits, radix), radix), digits);
+        }
+        Digits power(count + 1);
+        power[0] = 1;
+        const Natural a = parsed(power, radix);
+        EXPECT_EQ(printed(a, radix), power);
+        EXPECT_EQ(printed(difference(a, {1}), radix),
+                  Digits(count, static_cast<uint8_t>(radix - 1)));
     }
 }
 

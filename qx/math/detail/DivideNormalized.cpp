@@ -103,6 +103,10 @@ Limb divideShort(Limb* q, Limb* a, const Limb* b, size_t bn, size_t qn, const Tw
     return subtractRest(q, qn, highQuotient, a, b, bn, scratch, products);
 }
 
+/// Whether it is better to divide by as many leading limbs as the quotient has first than to
+/// multiply the whole divisor by every part of the quotient.
+bool isShort(size_t qn, size_t bn) noexcept { return 2 * qn < bn; }
+
 } // namespace
 
 Limb divideSchoolbook(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b) noexcept {
@@ -135,6 +139,12 @@ Limb divideNormalized(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b, L
         return divideByInverse(q, a, an, b, scratch, products);
     if (shorter < NewtonDivideThreshold)
         return divideByHalves(q, a, an, b, scratch, products);
+    if (isShort(qn, b.length)) {
+        const size_t rest = b.length - qn;
+        const Limb highQuotient = divideNormalized(
+            q, a + rest, 2 * qn, NormalizedDivisor(b.limbs + rest, qn), scratch, products);
+        return subtractRest(q, qn, highQuotient, a, b.limbs, b.length, scratch, products);
+    }
     NormalizedDivisor inverted = b;
     inverted.inverse = scratch;
     inverted.inverseLength = inverseLength(qn, b.length);
@@ -145,6 +155,8 @@ Limb divideNormalized(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b, L
 size_t divideScratch(size_t qn, size_t bn) noexcept {
     if (std::min(qn, bn) < NewtonDivideThreshold)
         return bn;
+    if (isShort(qn, bn))
+        return std::max(bn, divideScratch(qn, qn));
     const size_t n = inverseLength(qn, bn);
     return n + std::max(invertScratch(n), divideByInverseScratch(bn, n));
 }

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include <qx/math/detail/ProductScratch.h>
+#include <qx/math/detail/DivideNormalized.h>
 #include <qx/math/detail/RadixConstants.h>
 
 namespace qx::math::detail {
@@ -17,6 +17,16 @@ struct RadixPower {
     unsigned shift;
     /// The exponent: the number of chunks below the power.
     size_t chunks;
+    /// For NormalizedDivisor; null where division does without.
+    const Limb* inverse;
+    size_t inverseLength;
+
+    NormalizedDivisor divisor() const noexcept {
+        NormalizedDivisor divisor(limbs, length);
+        divisor.inverse = inverse;
+        divisor.inverseLength = inverseLength;
+        return divisor;
+    }
 };
 
 /// The powers at which a number of many chunks is cut in halves, the halves again, and so on down
@@ -36,10 +46,19 @@ public:
     /// Computes the powers into @p storage, with a shift of 0.
     /// @throws std::bad_alloc
     void compute(Limb* storage, ProductScratch& products);
-    /// Shifts the powers so that their top bits are set, as divisors want them.
-    void normalize() noexcept;
+
+    /// Limbs of storage and of scratch for prepareDivision.
+    size_t inverseStorage() const noexcept;
+    size_t inverseScratch() const noexcept;
+    /// Makes divisors of the powers: shifts them so that their top bits are set, and computes the
+    /// reciprocals of those that are long and used more than once.
+    /// @throws std::bad_alloc
+    void prepareDivision(Limb* storage, Limb* scratch, ProductScratch& products);
 
 private:
+    /// Length of the longest reciprocal, that of level 1.
+    size_t longestInverse() const noexcept;
+
     const RadixConstants& m_constants;
     size_t m_levels = 0;
     // Each level halves, so that these are as many as any memory holds; only those of m_levels have

@@ -4,7 +4,7 @@
 
 #include <qx/math/detail/DigitBits.h>
 #include <qx/math/detail/DigitGroups.h>
-#include <qx/math/detail/DivideNormalized.h>
+#include <qx/math/detail/NewtonDivide.h>
 #include <qx/math/detail/Radix.h>
 #include <qx/math/detail/RadixPowers.h>
 #include <qx/math/detail/Scratch.h>
@@ -79,7 +79,9 @@ public:
     /// Limbs of scratch for write.
     static size_t scratch(const RadixPowers& powers) noexcept {
         const size_t longest = powers[0].chunks;
-        size_t limbs = divideScratch(longest + QuotientSlack, longest);
+        const size_t next = longest / 2 + 1;
+        size_t limbs = std::max(divideScratch(longest + QuotientSlack, longest),
+                                divideByInverseScratch(next, next));
         for (size_t level = 0; level < powers.levels(); ++level)
             limbs += powers[level].chunks + QuotientSlack;
         return limbs;
@@ -110,8 +112,7 @@ public:
         Limb* const quotient = scratch;
         const size_t quotientLength = n - power.length;
         scratch += quotientLength + 1;
-        divideNormalized(quotient, dividend, n, NormalizedDivisor(power.limbs, power.length),
-                         scratch, m_products);
+        divideNormalized(quotient, dividend, n, power.divisor(), scratch, m_products);
         if (power.shift != 0)
             shiftRight(dividend, dividend, power.length, power.shift);
         write(digits, highChunks, quotient, normalizedLength(quotient, quotientLength), level + 1,
@@ -130,23 +131,20 @@ private:
     ProductScratch& m_products;
 };
 
-} // namespace
-
-namespace {
-
-/// By leaves of a level that need powers. a is normalized and too long for a single leaf.
+/// For a that is normalized and too long for a single leaf.
 void writeByPowers(uint8_t* digits, size_t chunks, const Limb* a, size_t n,
                    const RadixConstants& constants) {
     RadixPowers powers(chunks, WriteLeafChunks, constants);
-    const size_t writerScratch = DigitWriter::scratch(powers);
-    Scratch<InlineLimbs> scratch(n + 1 + powers.storage() + writerScratch);
+    const size_t sharedScratch = std::max(powers.inverseScratch(), DigitWriter::scratch(powers));
+    Scratch<InlineLimbs> scratch(n + 1 + powers.storage() + powers.inverseStorage() +
+                                 sharedScratch);
     ProductScratch products;
+    Limb* const shared = scratch.take(sharedScratch);
     powers.compute(scratch.take(powers.storage()), products);
-    powers.normalize();
+    powers.prepareDivision(scratch.take(powers.inverseStorage()), shared, products);
     Limb* const number = scratch.take(n + 1);
     std::copy_n(a, n, number);
-    DigitWriter(constants, powers, products)
-        .write(digits, chunks, number, n, 0, scratch.take(writerScratch));
+    DigitWriter(constants, powers, products).write(digits, chunks, number, n, 0, shared);
 }
 
 } // namespace
