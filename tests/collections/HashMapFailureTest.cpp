@@ -228,6 +228,22 @@ TEST(HashMapFailure, ElementsThatGoMayUseTheMap) {
     }
 }
 
+TEST(HashMapFailure, KeysThatGoMayUseTheIteratorThatHeldThem) {
+    HashMap map;
+    Reference<Iterator> iterator;
+    map.put(item(0), nullptr);
+    map.put(item(101), nullptr);
+    const auto parting = [&] { EXPECT_THROW(iterator->next(), qx::Exception); };
+    map.put((new Item(202, parting))->GetUnknown(), nullptr);
+    const auto keys = map.createKeySet();
+    iterator = keys->createIterator();
+    iterator->next();
+    map.clear(); // the iterator is the last to hold 202 and 101
+    EXPECT_EQ(valueOf(iterator->next()), 101);
+    EXPECT_THROW(iterator->next(), qx::Exception);
+    EXPECT_EQ(Item::alive(), 1);
+}
+
 TEST(HashMapFailure, SetsMayBeUsedByTheirElementsThatGo) {
     auto set = qx::makeReference<HashSet>();
     const auto parting = [target = set.get()] {

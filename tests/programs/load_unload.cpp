@@ -30,16 +30,20 @@ bool useComparator(void* library) {
 }
 
 bool useSet(void* library) {
+    // By the names of the functions: the class itself is not linked here.
     using qx::collections::pcom::HashSet;
-    const auto construct = reinterpret_cast<void (*)(void* place)>(
+    const auto construct = reinterpret_cast<void (*)(void* set)>(
         dlsym(library, "_ZN2qx11collections4pcom7HashSetC1Ev"));
-    if (!construct)
+    const auto destruct = reinterpret_cast<void (*)(void* set)>(
+        dlsym(library, "_ZN2qx11collections4pcom7HashSetD1Ev"));
+    const auto add = reinterpret_cast<bool (*)(void* set, IQXUnknown* element)>(
+        dlsym(library, "_ZN2qx11collections4pcom7HashSet3addEP10IQXUnknown"));
+    if (!construct || !destruct || !add)
         return false;
-    alignas(HashSet) std::byte place[sizeof(HashSet)];
-    construct(place);
-    auto* const set = reinterpret_cast<HashSet*>(place);
-    const bool added = set->add(nullptr) && !set->add(nullptr);
-    set->~HashSet();
+    alignas(HashSet) std::byte set[sizeof(HashSet)];
+    construct(set);
+    const bool added = add(set, nullptr) && !add(set, nullptr);
+    destruct(set);
     return added;
 }
 

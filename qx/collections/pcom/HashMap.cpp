@@ -65,7 +65,7 @@ bool HashMap::containsKey(const IQXUnknown* key) const {
 bool HashMap::containsValue(const IQXUnknown* value) const {
     const Link* const table = m_table.get();
     for (int bucket = table ? m_tableLength : 0; bucket-- > 0;) {
-        HashMapEntry::prefetchBelow(table, bucket);
+        HashMapEntry::prefetchElements(table, bucket);
         for (const HashMapEntry* entry = table[bucket]; entry; entry = entry->m_next) {
             if (valuesEqual(entry->m_value, value))
                 return true;
@@ -127,7 +127,7 @@ void HashMap::rehash() {
     const Table old = allocTable(detail::grownTableLength(bucket));
     Link* const table = old.get();
     while (table && bucket-- > 0) {
-        HashMapEntry::prefetchBelow(table, bucket);
+        HashMapEntry::prefetchEntry(table, bucket);
         for (Link chain = std::move(table[bucket]); chain;) {
             Link entry = std::move(chain);
             chain = std::move(entry->m_next);
@@ -144,7 +144,7 @@ void HashMap::releaseEntries() noexcept {
     m_size = 0;
     Link* const table = old.get();
     for (int bucket = table ? m_tableLength : 0; bucket-- > 0;) {
-        HashMapEntry::prefetchBelow(table, bucket);
+        HashMapEntry::prefetchElements(table, bucket);
         for (Link chain = std::move(table[bucket]); chain;)
             chain = std::move(chain->m_next);
     }

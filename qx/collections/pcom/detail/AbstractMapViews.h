@@ -5,27 +5,47 @@
 #include <qx/collections/pcom/AbstractMap.h>
 #include <qx/collections/pcom/AbstractSet.h>
 #include <qx/collections/pcom/Component.h>
-#include <qx/collections/pcom/detail/HashMapEntry.h>
+#include <qx/collections/pcom/detail/HashMapIterator.h>
 
 namespace qx::collections::pcom {
 
+enum class EntryPart { Key, Value };
+
 /// Walks over entries and shows one part of each; removes the entry.
-template <Reference<IQXUnknown> (MapEntry::*Part)() const>
+template <EntryPart Part>
 class EntryPartIterator final : public Component<ComObject, Iterator> {
 public:
     /// @param entries  iterator of an entry set
-    explicit EntryPartIterator(Reference<Iterator> entries) : m_entries(std::move(entries)) {}
+    explicit EntryPartIterator(Reference<Iterator> entries)
+        : m_entries(std::move(entries)),
+          m_hashMapEntries(dynamic_cast<HashMapIterator*>(m_entries.get())) {}
 
     bool hasNext() const override { return m_entries->hasNext(); }
-    Reference<IQXUnknown> next() override { return (entryOf(m_entries->next()).*Part)(); }
+    Reference<IQXUnknown> next() override {
+        if (m_hashMapEntries) {
+            Reference<HashMapEntry> dropped;
+            return partOf(m_hashMapEntries->nextEntry(dropped));
+        }
+        return partOf(entryOf(m_entries->next()));
+    }
     void remove() override { m_entries->remove(); }
 
 private:
+    template <class Entry>
+    static Reference<IQXUnknown> partOf(const Entry& entry) {
+        if constexpr (Part == EntryPart::Key)
+            return entry.getKey();
+        else
+            return entry.getValue();
+    }
+
     const Reference<Iterator> m_entries;
+    /// The same iterator when it is that of a HashMap, which goes on without handing out entries.
+    HashMapIterator* const m_hashMapEntries;
 };
 
-using KeySetIterator = EntryPartIterator<&MapEntry::getKey>;
-using ValueCollectionIterator = EntryPartIterator<&MapEntry::getValue>;
+using KeySetIterator = EntryPartIterator<EntryPart::Key>;
+using ValueCollectionIterator = EntryPartIterator<EntryPart::Value>;
 
 /// The keys of a map.
 class AbstractMapKeySet final : public AbstractSet {

@@ -42,19 +42,32 @@ private:
     friend class HashMap;
     friend class HashMapIterator;
 
-    /// Fetches ahead into the cache what a walk down the buckets of @p table comes to soon after
-    /// @p bucket: entries first, then keys and values. They lie anywhere in memory, and a walk that
-    /// waits for each of them takes several times as long.
-    static void prefetchBelow(const Reference<HashMapEntry>* table, int bucket) noexcept {
-        constexpr int Distance = 8;
-        if (bucket < 2 * Distance)
+    // A walk down the buckets of a table comes to entries that lie anywhere in memory, as do their
+    // keys and values, and waits for each of them unless they are fetched into the cache ahead.
+    // Ahead is as many buckets as pass in the time of a fetch.
+
+    /// Fetches an entry that comes after those in @p bucket.
+    static void prefetchEntry(const Reference<HashMapEntry>* table, int bucket) noexcept {
+        if (bucket < 2 * BucketsAhead)
             return;
-        __builtin_prefetch(table[bucket - 2 * Distance].get());
-        if (const HashMapEntry* const entry = table[bucket - Distance].get()) {
+        // An entry is as long as a cache line and rarely begins with one.
+        if (const HashMapEntry* const entry = table[bucket - 2 * BucketsAhead].get()) {
+            __builtin_prefetch(entry);
+            __builtin_prefetch(reinterpret_cast<const char*>(entry) + sizeof(HashMapEntry) - 1);
+        }
+    }
+    /// Fetches an entry, and key and value of one that is nearer and should have arrived.
+    static void prefetchElements(const Reference<HashMapEntry>* table, int bucket) noexcept {
+        prefetchEntry(table, bucket);
+        if (bucket < BucketsAhead)
+            return;
+        if (const HashMapEntry* const entry = table[bucket - BucketsAhead].get()) {
             __builtin_prefetch(entry->m_key.get());
             __builtin_prefetch(entry->m_value.get());
         }
     }
+
+    static constexpr int BucketsAhead = 8;
 
     const Reference<IQXUnknown> m_key;
     Reference<IQXUnknown> m_value;

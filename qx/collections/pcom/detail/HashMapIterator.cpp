@@ -17,7 +17,7 @@ bool HashMapIterator::hasNext() const {
     if (!table)
         m_bucket = 0;
     while (m_bucket > 0) {
-        HashMapEntry::prefetchBelow(table, --m_bucket);
+        HashMapEntry::prefetchElements(table, --m_bucket);
         if (table[m_bucket]) {
             m_nextEntry = table[m_bucket];
             return true;
@@ -27,20 +27,25 @@ bool HashMapIterator::hasNext() const {
 }
 
 Reference<IQXUnknown> HashMapIterator::next() {
-    checkUnchanged();
-    if (!hasNext())
-        throw Exception();
-    // Released last: after clear nobody else may have it, and its key may look at this iterator.
-    const auto dropped = std::exchange(m_lastReturned, std::move(m_nextEntry));
-    m_nextEntry = m_lastReturned->m_next;
+    Reference<HashMapEntry> dropped;
+    const HashMapEntry& entry = nextEntry(dropped);
     switch (m_kind) {
     case Kind::Keys:
-        return m_lastReturned->m_key;
+        return entry.m_key;
     case Kind::Values:
-        return m_lastReturned->m_value;
+        return entry.m_value;
     default:
         return m_lastReturned->GetUnknown();
     }
+}
+
+const HashMapEntry& HashMapIterator::nextEntry(Reference<HashMapEntry>& dropped) {
+    checkUnchanged();
+    if (!hasNext())
+        throw Exception();
+    dropped = std::exchange(m_lastReturned, std::move(m_nextEntry));
+    m_nextEntry = m_lastReturned->m_next;
+    return *m_lastReturned;
 }
 
 void HashMapIterator::remove() {

@@ -22,6 +22,11 @@ public:
     Reference<IQXUnknown> next() override;
     void remove() override;
 
+    /// Goes on as next does, for callers that look at the entry at once: it is held by the iterator
+    /// alone. The last reference to the one before, whose key may look at the iterator when it
+    /// goes, is left in @p dropped.
+    const HashMapEntry& nextEntry(Reference<HashMapEntry>& dropped);
+
 private:
     /// @throws Exception when others have changed the map
     void checkUnchanged() const;
