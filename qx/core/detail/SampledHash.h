@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -11,9 +12,18 @@ template <class Fold>
 uint32_t sampledHash(std::u16string_view text, Fold&& fold) {
     const auto length = static_cast<int32_t>(text.size());
     const auto step = static_cast<size_t>((length - 32) / 32 + 1);
+    const char16_t* const units = text.data();
     uint32_t hash = 0;
-    for (size_t i = 0; i < text.size(); i += step)
-        hash = hash * 37 + fold(text[i]);
+    size_t i = 0;
+    // Horner's scheme four units at a time: the multiplications of one round do not wait for each
+    // other.
+    for (; i + 3 * step < text.size(); i += 4 * step) {
+        hash = hash * (37 * 37 * 37 * 37) + fold(units[i]) * (37u * 37 * 37) +
+               fold(units[i + step]) * (37u * 37) + fold(units[i + 2 * step]) * 37u +
+               fold(units[i + 3 * step]);
+    }
+    for (; i < text.size(); i += step)
+        hash = hash * 37 + fold(units[i]);
     return hash;
 }
 
