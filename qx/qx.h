@@ -10,9 +10,12 @@
 #include <qx/collections/Element.h>
 #include <qx/collections/IComparator.h>
 #include <qx/collections/InputIterator.h>
+#include <qx/collections/IntegerHashMap.h>
+#include <qx/collections/KeyedWalk.h>
 #include <qx/collections/List.h>
 #include <qx/collections/Map.h>
 #include <qx/collections/Set.h>
+#include <qx/collections/StringHashMap.h>
 #include <qx/collections/TypedIterator.h>
 #include <qx/collections/pcom/AbstractCollection.h>
 #include <qx/collections/pcom/AbstractList.h>

@@ -222,6 +222,9 @@ public:
     char16_t operator[](int32_t position) const { return m_storage.data()[position]; }
     const char16_t* begin() const { return m_storage.data(); }
     const char16_t* end() const { return m_storage.data() + m_storage.length(); }
+    /// True when the text lies in a buffer that others can change: only then does reading need the
+    /// read lock.
+    bool isInForeignBuffer() const noexcept { return m_storage.isForeign(); }
     const char16_t* getReadLock() const override;
     void releaseReadLock() const override;
     /// A string can always be written; text that it shares is copied first.

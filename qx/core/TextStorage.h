@@ -102,6 +102,7 @@ public:
                              : bufferText();
     }
 
+    bool isForeign() const noexcept { return m_length < 0; }
     /// Holds a foreign buffer for reading; its units or those of the text.
     const char16_t* lockForReading() const { return m_length >= 0 ? m_units : lockBuffer(); }
     void unlockReading() const {

@@ -15,6 +15,22 @@ constinit thread_local int64_t t_live = 0;
 constinit thread_local int64_t t_failing = None;
 constinit thread_local bool t_failed = false;
 
+/// Counts an allocation, which got @p block.
+void* counted(void* block) {
+    if (!block)
+        throw std::bad_alloc();
+    ++t_live;
+    return block;
+}
+
+/// To be called before memory is asked for.
+void failIfItsTurn() {
+    if (t_allocations++ != t_failing)
+        return;
+    t_failed = true;
+    throw std::bad_alloc();
+}
+
 } // namespace
 
 FailingAllocator::FailingAllocator(int64_t failing) {
@@ -33,16 +49,14 @@ int64_t liveBlocks() { return t_live; }
 } // namespace qxtest
 
 void* operator new(std::size_t size) {
-    using namespace qxtest;
-    if (t_allocations++ == t_failing) {
-        t_failed = true;
-        throw std::bad_alloc();
-    }
-    void* const block = std::malloc(size == 0 ? 1 : size);
-    if (!block)
-        throw std::bad_alloc();
-    ++t_live;
-    return block;
+    qxtest::failIfItsTurn();
+    return qxtest::counted(std::malloc(size == 0 ? 1 : size));
+}
+
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    qxtest::failIfItsTurn();
+    const auto multiple = static_cast<std::size_t>(alignment);
+    return qxtest::counted(std::aligned_alloc(multiple, (size + multiple - 1) & ~(multiple - 1)));
 }
 
 // The other forms rest on operator new and delete by default, but not in a program built with
@@ -77,3 +91,9 @@ void operator delete[](void* block) noexcept { ::operator delete(block); }
 void operator delete[](void* block, std::size_t) noexcept { ::operator delete(block); }
 
 void operator delete[](void* block, const std::nothrow_t&) noexcept { ::operator delete(block); }
+
+void operator delete(void* block, std::align_val_t) noexcept { ::operator delete(block); }
+
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+    ::operator delete(block);
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include <qx/core/Object.h>
+#include <qx/platform/export.h>
+
+namespace qx::collections {
+
+namespace detail {
+
+template <class Entry>
+class KeyedTable;
+
+}
+
+/// What a map stores for a 32-bit key, which is its own hash.
+struct QX_API IntegerEntry {
+    using Key = int32_t;
+
+    Object* value;
+    uint32_t hash;
+
+    Key key() const noexcept { return static_cast<Key>(hash); }
+};
+
+/// What a map stores for a text: one cache line. A short text lies in the entry, a longer one in an
+/// array of its own.
+struct QX_API TextEntry {
+    using Key = std::u16string_view;
+    static constexpr uint32_t InlineUnits = 24;
+
+    Object* value;
+    uint32_t hash;
+    uint32_t length;
+    union {
+        char16_t inlineText[InlineUnits];
+        const char16_t* text;
+    };
+
+    Key key() const noexcept { return {length > InlineUnits ? text : inlineText, length}; }
+};
+
+/// One walk over the entries of a keyed map, bucket by bucket from 0 up and in each from the oldest
+/// entry to the newest.
+template <class Entry>
+class QX_API KeyedWalk {
+public:
+    explicit KeyedWalk(const detail::KeyedTable<Entry>& table) noexcept;
+
+    /// Calls @p visit (key, pointer to the value) for every entry.
+    /// @throws Exception when the visit has put a new key, removed one or cleared the map
+    template <class Visitor>
+    void run(Visitor&& visit) {
+        while (nextEntries()) {
+            // Copies: the compiler cannot know that the visit leaves the members alone.
+            const Entry* const entries = m_entries;
+            const uint32_t count = m_count;
+            if (m_isInOrder) {
+                for (uint32_t i = 0; i < count; ++i)
+                    this->visit(entries[i], visit);
+            } else {
+                for (uint32_t i = 0; i < count; ++i)
+                    this->visit(entries[m_order[i]], visit);
+            }
+        }
+    }
+
+private:
+    /// As many as are put in order at once.
+    static constexpr uint32_t Most = 48;
+
+    template <class Visitor>
+    void visit(const Entry& entry, Visitor& visitor) {
+        visitor(entry.key(), entry.value);
+        if (*m_changes != m_expectedChanges) [[unlikely]]
+            throwChanged();
+    }
+    /// Goes on to the next entries; false behind the last.
+    bool nextEntries() noexcept;
+    [[noreturn]] static void throwChanged();
+
+    const detail::KeyedTable<Entry>& m_table;
+    const uint32_t* m_changes;
+    uint32_t m_expectedChanges;
+    uint32_t m_group = 0;
+    uint32_t m_first = 0;
+    const Entry* m_entries = nullptr;
+    uint32_t m_count = 0;
+    bool m_isInOrder = true;
+    /// Where the entries lie, unless they lie in order.
+    std::array<uint8_t, Most> m_order;
+};
+
+extern template class KeyedWalk<IntegerEntry>;
+extern template class KeyedWalk<TextEntry>;
+
+} // namespace qx::collections

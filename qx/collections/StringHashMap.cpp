@@ -1,0 +1,79 @@
+#include "qx/collections/StringHashMap.h"
+
+#include <qx/collections/detail/KeyedTable.h>
+#include <qx/collections/pcom/HashSet.h>
+#include <qx/core/TextView.h>
+#include <qx/util/detail/BufferHold.h>
+
+namespace qx::collections {
+
+namespace {
+
+/// Calls @p use with the units of @p key, which stay in place meanwhile.
+/// @throws ResultException when the string cannot expose them
+template <class Use>
+auto withUnits(const String& key, Use&& use) {
+    if (!key.isInForeignBuffer()) [[likely]]
+        return use(key.view());
+    const util::detail::ReadHold<char16_t> hold(key);
+    return use(std::u16string_view(TextView(hold.units(), hold.length())));
+}
+
+} // namespace
+
+StringHashMap::StringHashMap(int capacity, float loadFactor)
+    : m_table(std::make_unique<detail::KeyedTable<TextEntry>>(capacity, loadFactor)) {}
+
+StringHashMap::~StringHashMap() {
+    // A value that goes away may take and drop a reference to the map: not to the last one. And it
+    // may fill the map again.
+    InternalAddRef();
+    while (m_table->size() != 0)
+        m_table->clear();
+}
+
+void StringHashMap::clear() { m_table->clear(); }
+
+Reference<Object> StringHashMap::get(const char16_t* key, int length) const {
+    return m_table->get(TextView(key, length));
+}
+
+Reference<Object> StringHashMap::get(const String& key) const {
+    return withUnits(key, [this](std::u16string_view units) { return m_table->get(units); });
+}
+
+int StringHashMap::getSize() const { return m_table->size(); }
+
+bool StringHashMap::containsKey(const char16_t* key, int length) const {
+    return m_table->peek(TextView(key, length)) != nullptr;
+}
+
+bool StringHashMap::containsKey(const String& key) const {
+    return withUnits(key,
+                     [this](std::u16string_view units) { return m_table->peek(units) != nullptr; });
+}
+
+bool StringHashMap::isEmpty() const { return m_table->size() == 0; }
+
+Reference<Object> StringHashMap::put(const String& key, Object* value) {
+    // A value that nobody holds yet goes even when the key cannot be read.
+    const Reference<Object> held(key.isInForeignBuffer() ? value : nullptr);
+    const auto putUnits = [&](std::u16string_view units) { return m_table->put(units, value); };
+    return withUnits(key, putUnits);
+}
+
+Reference<Object> StringHashMap::remove(const String& key) {
+    return withUnits(key, [this](std::u16string_view units) { return m_table->remove(units); });
+}
+
+Reference<const Set<String>> StringHashMap::createKeySet() const {
+    const auto keys = makeReference<pcom::HashSet>();
+    forEach([&](std::u16string_view key, const Object*) {
+        keys->add((new String(key))->GetUnknown());
+    });
+    return makeReference<Set<String>>(keys.get());
+}
+
+int StringHashMap::getCapacity() const noexcept { return m_table->storage().length(); }
+
+} // namespace qx::collections

@@ -1,0 +1,389 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <stdexcept>
+#include <vector>
+
+#include <qx/collections/IntegerHashMap.h>
+#include <qx/collections/StringHashMap.h>
+#include <qx/collections/detail/Marks.h> // a fast path stands beside a plain one
+#include <qx/core/Exception.h>
+#include <qx/util/RWBuffer.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/FailingAllocator.h"
+#include "tests/support/KeyedMapPlay.h"
+
+using namespace qxtest;
+using qx::makeReference;
+using qx::Object;
+using qx::Reference;
+using qx::String;
+using qx::collections::IntegerHashMap;
+using qx::collections::StringHashMap;
+
+namespace {
+
+constexpr float Load = IntegerHashMap::DEFAULT_LOAD;
+
+int numberOf(const Reference<Object>& value) {
+    return value ? dynamic_cast<const Item&>(*value).value() : Null;
+}
+
+std::vector<int> keysOf(const IntegerHashMap& map) {
+    std::vector<int> keys;
+    map.forEach([&](int key, const Object*) { keys.push_back(key); });
+    return keys;
+}
+
+/// The number as a key of the kind of @p Map, short or long.
+template <class Map>
+auto keyOf(int number, bool isLong = false) {
+    if constexpr (std::is_same_v<Map, IntegerHashMap>)
+        return number;
+    else
+        return String(
+            std::u16string(isLong ? 40 : 3, static_cast<char16_t>(u'0' + number)).c_str());
+}
+
+/// Puts a new item; the key comes first, so that nothing is lost when there is no memory for it.
+template <class Map>
+void putItem(Map& map, int number, bool isLong = false) {
+    const auto key = keyOf<Map>(number, isLong);
+    map.put(key, new Item(number));
+}
+
+template <class Map>
+void fill(Map& map, int count) {
+    for (int number = 0; number < count; ++number)
+        putItem(map, number);
+}
+
+} // namespace
+
+template <class Map>
+class KeyedMap : public testing::Test {
+public:
+    ~KeyedMap() override { EXPECT_EQ(Item::alive(), 0); }
+};
+
+using BothMaps = testing::Types<IntegerHashMap, StringHashMap>;
+TYPED_TEST_SUITE(KeyedMap, BothMaps);
+
+TYPED_TEST(KeyedMap, GrowsWhenANewKeyFindsItFull) {
+    TypeParam map;
+    const struct {
+        int keys, capacity;
+    } rows[] = {{0, 101}, {75, 101}, {76, 203}, {152, 203}, {153, 407}, {305, 407}, {306, 815}};
+    int number = 0;
+    for (const auto& row : rows) {
+        while (number < row.keys)
+            map.put(keyOf<TypeParam>(number++), nullptr);
+        map.put(keyOf<TypeParam>(0), nullptr); // not a new one, but for the first row
+        number = std::max(number, 1);
+        EXPECT_EQ(map.getCapacity(), row.capacity) << row.keys << " keys";
+    }
+    map.clear();
+    EXPECT_EQ(map.getCapacity(), 815);
+    map.put(keyOf<TypeParam>(0), nullptr);
+    EXPECT_EQ(map.getCapacity(), 815);
+}
+
+TYPED_TEST(KeyedMap, HoldsAValueUntilItIsReplacedRemovedOrCleared) {
+    TypeParam map;
+    EXPECT_EQ(map.put(keyOf<TypeParam>(1), new Item(10)), nullptr);
+    EXPECT_EQ(numberOf(map.put(keyOf<TypeParam>(1), new Item(11))), 10);
+    EXPECT_EQ(Item::alive(), 1);
+    EXPECT_EQ(map.getSize(), 1);
+    EXPECT_EQ(map.remove(keyOf<TypeParam>(2)), nullptr);
+    EXPECT_EQ(numberOf(map.remove(keyOf<TypeParam>(1))), 11);
+    EXPECT_EQ(Item::alive(), 0);
+    EXPECT_TRUE(map.isEmpty());
+
+    map.put(keyOf<TypeParam>(1), nullptr);
+    EXPECT_EQ(map.getSize(), 1);
+    EXPECT_EQ(map.get(keyOf<TypeParam>(1)), nullptr);
+    fill(map, 300);
+    map.clear();
+    EXPECT_EQ(Item::alive(), 0);
+    EXPECT_TRUE(map.isEmpty());
+    EXPECT_EQ(map.get(keyOf<TypeParam>(1)), nullptr);
+    fill(map, 300); // released by the destructor
+}
+
+TYPED_TEST(KeyedMap, RefusesTablesWithoutBucketsOrRoom) {
+    for (const int capacity : {0, -1, std::numeric_limits<int>::min()})
+        EXPECT_THROW(TypeParam(capacity, Load), qx::RangeErrorException) << capacity;
+    for (const float load : {0.0f, -0.5f, -INFINITY, NAN})
+        EXPECT_THROW(TypeParam(101, load), qx::RangeErrorException) << load;
+
+    // Memory for the buckets is not taken before they hold something.
+    TypeParam map(std::numeric_limits<int>::max() / 2 + 1, 1e-12f);
+    EXPECT_THROW(map.put(keyOf<TypeParam>(1), new Item(1)), std::length_error);
+    EXPECT_TRUE(map.isEmpty());
+    EXPECT_EQ(map.get(keyOf<TypeParam>(1)), nullptr);
+    EXPECT_EQ(map.remove(keyOf<TypeParam>(1)), nullptr);
+    map.clear();
+
+    TypeParam endless(1, INFINITY);
+    fill(endless, 200);
+    EXPECT_EQ(endless.getCapacity(), 1);
+}
+
+TYPED_TEST(KeyedMap, FailuresOfMemoryChangeNothing) {
+    using Key = std::conditional_t<std::is_same_v<TypeParam, IntegerHashMap>, int, std::u16string>;
+    const struct {
+        int entries;
+        void (*operation)(TypeParam& map);
+    } rows[] = {
+        {0, [](TypeParam& map) { putItem(map, 500); }},
+        {4, [](TypeParam& map) { putItem(map, 500, true); }},
+        {75, [](TypeParam& map) { putItem(map, 500); }},
+        {152, [](TypeParam& map) { putItem(map, 500, true); }},
+        {20, [](TypeParam& map) { map.createKeySet(); }},
+    };
+    {
+        TypeParam map;
+        fill(map, 1);
+        map.createKeySet(); // makes what all sets share
+    }
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+        const int64_t allocations = failEachAllocation([&] {
+            TypeParam* map = nullptr;
+            std::vector<std::pair<Key, int>> before;
+            std::unique_ptr<TypeParam> owner;
+            try {
+                owner = std::make_unique<TypeParam>();
+                fill(*owner, row.entries);
+                before = entriesOf<Key>(*owner);
+                map = owner.get();
+                row.operation(*map);
+            } catch (const std::bad_alloc&) {
+                if (map) {
+                    EXPECT_EQ(entriesOf<Key>(*map), before);
+                    EXPECT_EQ(map->getSize(), row.entries);
+                    EXPECT_EQ(map->getCapacity(), row.entries > 75 ? 203 : 101);
+                    putItem(*map, 501);
+                    EXPECT_EQ(map->getSize(), row.entries + 1);
+                }
+            }
+        });
+        EXPECT_GT(allocations, 3);
+    }
+}
+
+TYPED_TEST(KeyedMap, ValuesMayUseItWhileTheyGo) {
+    const auto map = makeReference<TypeParam>();
+    int seen = -1;
+    const auto farewell = [&seen, at = map.get()] {
+        at->get(keyOf<TypeParam>(0));
+        seen = at->getSize();
+        for (int number = 0; number < 100; ++number) // grows too
+            at->put(keyOf<TypeParam>(number + 10), new Item(number));
+    };
+    fill(*map, 3);
+    map->put(keyOf<TypeParam>(0), new Item(0, farewell));
+    map->put(keyOf<TypeParam>(0), nullptr);
+    EXPECT_EQ(seen, 3);
+    EXPECT_EQ(map->getSize(), 103);
+    map->put(keyOf<TypeParam>(1), new Item(0, farewell));
+    map->remove(keyOf<TypeParam>(1));
+    EXPECT_EQ(seen, 102);
+    map->put(keyOf<TypeParam>(2), new Item(0, farewell));
+    map->clear();
+    EXPECT_EQ(seen, 0);
+    EXPECT_EQ(map->getSize(), 100);
+}
+
+TYPED_TEST(KeyedMap, ValuesMayFillItAgainWhenItEnds) {
+    auto map = makeReference<TypeParam>();
+    const auto refill = [at = map.get()] {
+        const Reference<TypeParam> visitor(at);
+        visitor->put(keyOf<TypeParam>(7), new Item(7));
+    };
+    map->put(keyOf<TypeParam>(1), new Item(1, refill));
+    map.reset();
+}
+
+TYPED_TEST(KeyedMap, WalksNoticeWhenTheyChangeTheMap) {
+    using Change = void (*)(TypeParam & map);
+    const Change changes[] = {
+        [](TypeParam& map) { map.put(keyOf<TypeParam>(500), nullptr); },
+        [](TypeParam& map) { map.remove(keyOf<TypeParam>(1)); },
+        [](TypeParam& map) { map.clear(); },
+    };
+    for (const Change change : changes) {
+        TypeParam map;
+        fill(map, 75);
+        EXPECT_THROW(map.forEach([&](auto&&...) { change(map); }), qx::Exception);
+    }
+    TypeParam map;
+    fill(map, 75);
+    int visits = 0;
+    map.forEach([&](auto&&...) { // replacing a value is no change of the keys
+        map.put(keyOf<TypeParam>(1), nullptr);
+        ++visits;
+    });
+    EXPECT_EQ(visits, 75);
+}
+
+TYPED_TEST(KeyedMap, KeySetIsASnapshot) {
+    TypeParam map;
+    fill(map, 200);
+    const auto keys = map.createKeySet();
+    map.remove(keyOf<TypeParam>(0));
+    map.put(keyOf<TypeParam>(500), nullptr);
+    EXPECT_EQ(keys->getSize(), 200);
+    int sum = 0;
+    for (const auto& key : *keys) {
+        const auto value = map.get(*key);
+        sum += value ? numberOf(value) : 0;
+    }
+    EXPECT_EQ(sum, 199 * 200 / 2);
+}
+
+TYPED_TEST(KeyedMap, IsWhatItsPlainModelIs) {
+    using Play = std::conditional_t<std::is_same_v<TypeParam, IntegerHashMap>, IntegerMapPlay,
+                                    StringMapPlay>;
+    std::mt19937 random(11);
+    for (const int capacity : {1, 2, 31, 32, 33, 101, 1000}) {
+        // The larger ones make all groups of buckets large.
+        for (const float load : {0.05f, 0.75f, 1.0f, 3.0f, 25.0f, 200.0f}) {
+            SCOPED_TRACE(testing::Message() << capacity << " buckets, load " << load);
+            std::vector<uint8_t> bytes(20'000);
+            std::ranges::generate(bytes, [&] { return static_cast<uint8_t>(random()); });
+            EXPECT_NO_THROW(Play(capacity, load).play(bytes));
+        }
+    }
+}
+
+TEST(IntegerHashMap, OrdersKeysByBucketThenByAge) {
+    IntegerHashMap map;
+    for (const int key : {-1, 202, 0, 100, 101, 67})
+        map.put(key, nullptr);
+    EXPECT_EQ(keysOf(map), (std::vector{202, 0, 101, -1, 67, 100})); // -1 is in bucket 67
+}
+
+TEST(IntegerHashMap, GrowingTurnsKeysOfDifferentBucketsAround) {
+    IntegerHashMap map(3, 1.0f);
+    for (const int key : {7, 14, 0})
+        map.put(key, nullptr); // buckets 1, 2, 0
+    map.put(21, nullptr); // the table has seven buckets now: 14 was in the last, 0 in the first
+    EXPECT_EQ(keysOf(map), (std::vector{14, 7, 0, 21}));
+}
+
+TEST(IntegerHashMap, KeepsEntriesWhoseHashesGatherInOneBucket) {
+    IntegerHashMap map(101, 100.0f);
+    std::vector<int> keys;
+    for (int i = 0; i < 2'000; ++i)
+        keys.push_back(i * 101);
+    for (const int key : keys)
+        map.put(key, new Item(key));
+    EXPECT_EQ(keysOf(map), keys);
+    for (std::size_t i = 0; i < keys.size(); i += 3)
+        EXPECT_EQ(numberOf(map.remove(keys[i])), keys[i]);
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        EXPECT_EQ(numberOf(map.get(keys[i])), i % 3 ? keys[i] : Null);
+    EXPECT_EQ(map.get(101 * 5'000), nullptr);
+}
+
+TEST(StringHashMap, OrdersKeysByTheHashOfTheirUnits) {
+    StringHashMap map;
+    for (const char16_t* key : {u"A", u"AB", u"", u"\uFFFF"}) // 65, 2471 = 47, 0, 65535 = 87
+        map.put(key, nullptr);
+    std::vector<std::u16string> keys;
+    map.forEach([&](std::u16string_view key, const Object*) { keys.emplace_back(key); });
+    EXPECT_EQ(keys, (std::vector<std::u16string>{u"", u"AB", u"A", u"\uFFFF"}));
+}
+
+TEST(StringHashMap, TellsKeysOfOneHashApart) {
+    StringHashMap map;
+    // From 64 units on not all count for the hash.
+    for (const std::size_t length : {64u, 65u, 95u, 96u, 1000u}) {
+        const std::u16string same(length, u'x');
+        std::u16string other = same;
+        other[1] = u'y';
+        EXPECT_EQ(plainHash(same), plainHash(other));
+        map.put(String(same.c_str()), new Item(1));
+        EXPECT_FALSE(map.containsKey(String(other.c_str())));
+        map.put(String(other.c_str()), new Item(2));
+        EXPECT_EQ(numberOf(map.get(same.c_str(), -1)), 1);
+        EXPECT_EQ(numberOf(map.get(other.c_str(), -1)), 2);
+    }
+    map.put(u"Case", nullptr);
+    EXPECT_EQ(map.getSize(), 11);
+    EXPECT_EQ(map.put(u"case", nullptr), nullptr);
+    EXPECT_EQ(map.getSize(), 12);
+}
+
+TEST(StringHashMap, TakesUnitsWithALengthOrUpToTheFirstZeroUnit) {
+    StringHashMap map;
+    map.put(u"abc", new Item(1));
+    map.put(String(u"abc\0d", 5), new Item(2));
+    map.put(u"", new Item(3));
+    EXPECT_EQ(numberOf(map.get(u"abc\0d", -1)), 1);
+    EXPECT_EQ(numberOf(map.get(u"abc\0d", 5)), 2);
+    EXPECT_EQ(numberOf(map.get(u"abcdef", 3)), 1);
+    EXPECT_EQ(map.get(u"abc", 2), nullptr);
+    EXPECT_EQ(numberOf(map.get(nullptr, -1)), 3);
+    EXPECT_EQ(numberOf(map.get(nullptr, 4)), 3);
+    EXPECT_TRUE(map.containsKey(u"abc", -1));
+    map.put(u"none", nullptr);
+    EXPECT_FALSE(map.containsKey(u"none", 4));
+    EXPECT_FALSE(map.containsKey(u"none"));
+}
+
+TEST(StringHashMap, KeepsCopiesOfItsKeys) {
+    for (const std::size_t length : {3u, 24u, 25u, 100u}) {
+        std::u16string units(length, u'k');
+        StringHashMap map;
+        map.put(String(units.c_str(), String::AM_WRAP), new Item(1));
+        const std::u16string before = units;
+        units.assign(length, u'?');
+        EXPECT_EQ(numberOf(map.get(before.c_str(), -1)), 1);
+        EXPECT_EQ(map.get(units.c_str(), -1), nullptr);
+    }
+}
+
+TEST(StringHashMap, RefusesKeysThatCannotExposeTheirUnits) {
+    class Locked : public qx::util::RWCharBuffer {
+    public:
+        using RWBuffer::RWBuffer;
+        int32_t GetReadLock(const char16_t** units) const override {
+            if (!isLocked)
+                return RWBuffer::GetReadLock(units);
+            *units = nullptr;
+            return qx::result::AccessDenied;
+        }
+        bool isLocked = false;
+    };
+    const auto buffer = makeReference<Locked>(u"key", 4, 4); // its 0 unit counts
+    const String key(buffer.get(), String::AM_SHARE);
+    buffer->isLocked = true;
+    StringHashMap map;
+    map.put(u"key", new Item(1));
+    const auto refused = [](auto&& use) { expectThrowsResult(qx::result::AccessDenied, use); };
+    refused([&] { map.get(key); });
+    refused([&] { map.containsKey(key); });
+    refused([&] { map.remove(key); });
+    refused([&] { map.put(key, new Item(2)); });
+    EXPECT_EQ(Item::alive(), 1); // the value that was not taken is gone
+    EXPECT_EQ(map.getSize(), 1);
+}
+
+TEST(Marks, AreFoundInVectorsAsOneByOne) {
+    using namespace qx::collections::detail;
+    std::mt19937 random(3);
+    for (int round = 0; round < 2'000; ++round) {
+        uint8_t marks[SmallGroup];
+        for (auto& mark : marks)
+            mark = static_cast<uint8_t>(random() % 3 * 127);
+        const uint32_t count = static_cast<uint32_t>(round) % (SmallGroup + 1);
+        const auto mark = static_cast<uint32_t>(random() % 3 * 127);
+        EXPECT_EQ(matchesOf(marks, count, mark), plainMatches(marks, count, mark));
+    }
+}
