@@ -92,8 +92,11 @@ TEST(Divide, LengthsAroundTheThresholds) {
 TEST(Divide, LengthsAroundTheNewtonThreshold) {
     Naturals naturals(5);
     const size_t t = qx::math::detail::NewtonDivideThreshold;
-    for (const auto& [qn, bn] : {std::pair{t - 2, t}, std::pair{t, t}, std::pair{t, t - 1},
-                                 std::pair{t + 1, 2 * t}, std::pair{2 * t + 1, t}}) {
+    const size_t repeated = qx::math::detail::NewtonRepeatedThreshold;
+    for (const auto& [qn, bn] :
+         {std::pair{t - 2, t}, std::pair{t, t}, std::pair{t, t - 1}, std::pair{t + 1, 2 * t},
+          std::pair{t + 1, 2 * t + 5}, std::pair{2 * t + 1, t}, std::pair{3 * repeated, repeated},
+          std::pair{5 * repeated + 1, repeated + 1}}) {
         SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn << " of divisor");
         expectDivides(naturals(bn + qn), naturals(bn));
     }

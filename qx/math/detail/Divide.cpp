@@ -21,6 +21,28 @@ Limb shiftOrCopy(Limb* r, const Limb* a, size_t n, unsigned bits) noexcept {
     return 0;
 }
 
+/// By a divisor of two limbs, as divide otherwise: shifted on the way, without scratch.
+void divideByTwoLimbs(Limb* q, Limb* r, const Limb* a, size_t an, const Limb* b) noexcept {
+    const auto bits = static_cast<unsigned>(std::countl_zero(b[1]));
+    // The bits of a limb that a shift takes into the limb above.
+    const auto carried = [bits](Limb limb) { return limb >> 1 >> (LimbBits - 1 - bits); };
+    const TwoLimbDivisor divisor(b[1] << bits | carried(b[0]), b[0] << bits);
+    Limb next = a[an - 1];
+    Limb below = a[an - 2];
+    // Less than the divisor, whose first limb has its top bit set.
+    DoubleLimb rest = DoubleLimb{carried(next)} << LimbBits | (next << bits | carried(below));
+    for (size_t i = an - 1; i-- > 0;) {
+        next = below;
+        below = i > 0 ? a[i - 1] : 0;
+        const Limb quotient = divisor.divide(rest, next << bits | carried(below));
+        if (q)
+            q[i] = quotient;
+    }
+    rest >>= bits;
+    r[0] = static_cast<Limb>(rest);
+    r[1] = static_cast<Limb>(rest >> LimbBits);
+}
+
 } // namespace
 
 void divide(Limb* q, Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn) {
@@ -30,6 +52,8 @@ void divide(Limb* q, Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn
         r[0] = divideLimb(q ? q : scratch.take(qn), a, an, b[0]);
         return;
     }
+    if (bn == 2)
+        return divideByTwoLimbs(q, r, a, an, b);
     const size_t divisionScratch = divideScratch(qn, bn);
     Scratch<InlineLimbs> scratch(an + 1 + bn + divisionScratch + (q ? 0 : qn));
     const auto bits = static_cast<unsigned>(std::countl_zero(b[bn - 1]));

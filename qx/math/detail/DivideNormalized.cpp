@@ -103,6 +103,13 @@ Limb divideShort(Limb* q, Limb* a, const Limb* b, size_t bn, size_t qn, const Tw
     return subtractRest(q, qn, highQuotient, a, b, bn, scratch, products);
 }
 
+/// Whether a reciprocal of the divisor pays: sooner where several parts of the quotient use it.
+bool isNewtonBetter(size_t qn, size_t bn) noexcept {
+    constexpr size_t Several = 3;
+    return std::min(qn, bn) >= NewtonDivideThreshold ||
+           (bn >= NewtonRepeatedThreshold && qn / Several >= bn);
+}
+
 /// Whether it is better to divide by as many leading limbs as the quotient has first than to
 /// multiply the whole divisor by every part of the quotient.
 bool isShort(size_t qn, size_t bn) noexcept { return 2 * qn < bn; }
@@ -137,7 +144,7 @@ Limb divideNormalized(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b, L
         return divideSchoolbook(q, a, an, b);
     if (b.inverse)
         return divideByInverse(q, a, an, b, scratch, products);
-    if (shorter < NewtonDivideThreshold)
+    if (!isNewtonBetter(qn, b.length))
         return divideByHalves(q, a, an, b, scratch, products);
     if (isShort(qn, b.length)) {
         const size_t rest = b.length - qn;
@@ -153,7 +160,7 @@ Limb divideNormalized(Limb* q, Limb* a, size_t an, const NormalizedDivisor& b, L
 }
 
 size_t divideScratch(size_t qn, size_t bn) noexcept {
-    if (std::min(qn, bn) < NewtonDivideThreshold)
+    if (!isNewtonBetter(qn, bn))
         return bn;
     if (isShort(qn, bn))
         return std::max(bn, divideScratch(qn, qn));

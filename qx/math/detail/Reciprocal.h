@@ -17,10 +17,14 @@ inline Limb divideTwo(Limb& high, Limb low, Limb d, Limb inverse) noexcept {
     const DoubleLimb estimate = DoubleLimb{inverse} * high + (DoubleLimb{high} << LimbBits | low);
     Limb quotient = static_cast<Limb>(estimate >> LimbBits) + 1;
     Limb remainder = low - quotient * d;
-    // At random for the first, hence without a branch; nearly never for the second.
-    const Limb tooLarge = Limb{0} - static_cast<Limb>(remainder > static_cast<Limb>(estimate));
-    quotient += tooLarge;
-    remainder += tooLarge & d;
+    // At random for the first, which the compiler is told, so that it moves without a branch;
+    // nearly never for the second.
+    const bool tooLarge =
+        __builtin_expect_with_probability(remainder > static_cast<Limb>(estimate), 1, 0.5);
+    const Limb lessOne = quotient - 1;
+    const Limb corrected = remainder + d;
+    quotient = tooLarge ? lessOne : quotient;
+    remainder = tooLarge ? corrected : remainder;
     if (__builtin_expect(remainder >= d, 0)) {
         ++quotient;
         remainder -= d;

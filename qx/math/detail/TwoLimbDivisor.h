@@ -38,20 +38,22 @@ public:
 
     /// Quotient of remainder * 2^64 + next, for remainder < value(); the remainder is replaced.
     Limb divide(DoubleLimb& remainder, Limb next) const noexcept {
-        const Limb second = static_cast<Limb>(remainder);
         const DoubleLimb estimate =
             DoubleLimb{m_inverse} * static_cast<Limb>(remainder >> LimbBits) + remainder;
         Limb quotient = static_cast<Limb>(estimate >> LimbBits);
-        const Limb highRest = second - quotient * m_high;
-        DoubleLimb rest = DoubleLimb{highRest} << LimbBits | next;
+        // The rest by the quotient plus 1, from what is known before the quotient is.
+        const DoubleLimb less = (remainder << LimbBits | next) - value();
+        const Limb highRest = static_cast<Limb>(less >> LimbBits) - quotient * m_high;
+        DoubleLimb rest = DoubleLimb{highRest} << LimbBits | static_cast<Limb>(less);
         rest -= DoubleLimb{quotient} * m_low;
-        rest -= value();
         ++quotient;
-        // At random, hence without a branch.
-        const Limb tooLarge = Limb{0} - static_cast<Limb>(static_cast<Limb>(rest >> LimbBits) >=
-                                                          static_cast<Limb>(estimate));
-        quotient += tooLarge;
-        rest += DoubleLimb{tooLarge & m_high} << LimbBits | (tooLarge & m_low);
+        // As in divideTwo.
+        const bool tooLarge = __builtin_expect_with_probability(
+            static_cast<Limb>(rest >> LimbBits) >= static_cast<Limb>(estimate), 1, 0.5);
+        const Limb lessOne = quotient - 1;
+        const DoubleLimb corrected = rest + value();
+        quotient = tooLarge ? lessOne : quotient;
+        rest = tooLarge ? corrected : rest;
         if (__builtin_expect(rest >= value(), 0)) {
             ++quotient;
             rest -= value();
