@@ -53,6 +53,8 @@ class KeyedStorage {
 public:
     using Key = typename Entry::Key;
     using Group = KeyedGroup<Entry>;
+    static_assert(sizeof(Group) == 64, "a group is one cache line");
+    static_assert(64 % sizeof(Entry) == 0, "no entry lies on two cache lines");
 
     /// Where an entry goes.
     struct Place {
