@@ -4,6 +4,7 @@
 
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
+#include <qx/collections/detail/Modulus.h>
 #include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
 #include <qx/collections/pcom/detail/HashMapEntrySet.h>
@@ -118,7 +119,7 @@ HashMap::Table HashMap::allocTable(int length) {
     m_table.swap(table);
     m_tableLength = length;
     m_threshold = detail::tableThreshold(length, m_loadFactor);
-    m_inverseLength = ~uint64_t{0} / static_cast<uint32_t>(length) + 1;
+    m_inverseLength = collections::detail::inverseOf(static_cast<uint32_t>(length));
     return table;
 }
 
@@ -159,12 +160,9 @@ HashMap::Link HashMap::removeEntry(Link& link) noexcept {
     return removed;
 }
 
-/// Remainder by the table length: the fraction of the quotient, times the length (Lemire, Kaser and
-/// Kurz). Exact for every hash and length of 32 bits.
 uint32_t HashMap::bucketOf(uint32_t hash) const noexcept {
-    __extension__ using Wide = unsigned __int128;
-    const uint64_t fraction = m_inverseLength * hash;
-    return static_cast<uint32_t>(Wide{fraction} * static_cast<uint32_t>(m_tableLength) >> 64);
+    return collections::detail::remainder(hash, static_cast<uint32_t>(m_tableLength),
+                                          m_inverseLength);
 }
 
 /// What leads to the first entry with this hash that passes @p test; null when none does.
