@@ -52,19 +52,40 @@ std::vector<Natural> normalizedDivisors(Naturals& naturals, size_t n) {
     return divisors;
 }
 
+/// d and its reciprocal v: 2^(128n) - 2d < vd <= 2^(128n).
+void expectReciprocal(const Natural& d) {
+    const Natural one = powerOfB(2 * d.size());
+    const Natural product = multiplyAdd(reciprocalOf(d, d.size()), d, {});
+    ASSERT_FALSE(isLess(one, product));
+    ASSERT_TRUE(isLess(difference(one, product), multiplyAdd(d, {2}, {})));
+}
+
 TEST(NewtonDivide, ReciprocalsAreBelowTheQuotientByLessThanTwo) {
     Naturals naturals(1);
     const size_t t = NewtonInvertThreshold;
     for (const size_t n : {size_t{2}, size_t{3}, size_t{50}, t - 1, t, t + 1, t + 2, 2 * t - 1,
                            2 * t, 2 * t + 1, 2 * t + 2}) {
         SCOPED_TRACE(testing::Message() << n << " limbs");
-        for (const Natural& d : normalizedDivisors(naturals, n)) {
-            const Natural v = reciprocalOf(d, n);
-            const Natural one = powerOfB(2 * n);
-            const Natural product = multiplyAdd(v, d, {});
-            ASSERT_FALSE(isLess(one, product));
-            ASSERT_TRUE(isLess(difference(one, product), multiplyAdd(d, {2}, {})));
-        }
+        for (const Natural& d : normalizedDivisors(naturals, n))
+            expectReciprocal(d);
+    }
+}
+
+/// What a step of the iteration has left to divide can have a limb more than the divisor: for one
+/// in thirty of these.
+TEST(NewtonDivide, ReciprocalsOfRunsOfOnesAndZeros) {
+    Naturals naturals(4);
+    const size_t n = 2 * NewtonInvertThreshold + 2;
+    for (int i = 0; i < 150; ++i) {
+        SCOPED_TRACE(i);
+        Natural d(n, ~Limb{0});
+        const size_t begin = naturals.below(n);
+        const size_t end = naturals.below(n);
+        std::fill(d.begin() + static_cast<ptrdiff_t>(std::min(begin, end)),
+                  d.begin() + static_cast<ptrdiff_t>(std::max(begin, end)), Limb{0});
+        d[naturals.below(n)] = naturals(1)[0];
+        d.back() |= Limb{1} << 63;
+        expectReciprocal(d);
     }
 }
 

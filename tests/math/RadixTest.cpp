@@ -19,10 +19,7 @@
 namespace {
 
 using namespace qxtest;
-using qx::math::detail::digitsForLimbs;
-using qx::math::detail::fromDigits;
-using qx::math::detail::limbsForDigits;
-using qx::math::detail::toDigits;
+using namespace qx::math::detail;
 using Digits = std::vector<uint8_t>;
 
 Natural parsed(const Digits& digits, int radix) {
@@ -89,7 +86,6 @@ TEST(Radix, EveryShortLengthInEveryRadix) {
 
 /// Numbers on both sides of the lengths at which they are cut in two, and again.
 TEST(Radix, LengthsAroundTheThresholds) {
-    using namespace qx::math::detail;
     Naturals naturals(2);
     for (int radix = 2; radix <= 36; ++radix) {
         const size_t chunkDigits = RadixTable[static_cast<size_t>(radix)].digitsPerChunk;
@@ -145,6 +141,30 @@ TEST(Radix, LongNumbersComeBack) {
     }
 }
 
+/// At every level the upper part is a chunk shorter than the lower, until it is too short to be cut
+/// where the others are.
+TEST(Radix, ManyLevelsOfUnequalHalves) {
+    constexpr size_t Levels = 12;
+    constexpr size_t Chunks = (WriteLeafChunks / 2 << Levels) + 1;
+    size_t n = Chunks / 2;
+    while (chunksForLimbs(n, RadixTable[10]) < Chunks)
+        ++n;
+    ASSERT_EQ(chunksForLimbs(n, RadixTable[10]), Chunks) << "no length in limbs takes these chunks";
+    const Natural a = Naturals(5)(n);
+    EXPECT_EQ(parsed(printed(a, 10), 10), a);
+}
+
+TEST(Radix, LeadingZerosOfMoreThanAHalf) {
+    Naturals naturals(6);
+    Digits digits = randomDigits(naturals, 700, 10);
+    const Natural a = parsed(digits, 10);
+    for (const size_t zeros : {700U, 1500U, 8000U}) {
+        digits.insert(digits.begin(), zeros, uint8_t{0});
+        EXPECT_EQ(parsed(digits, 10), a);
+    }
+    EXPECT_EQ(parsed(Digits(5000), 10), Natural{});
+}
+
 TEST(Radix, FailingAllocationsLeaveTheSourceAlone) {
     Naturals naturals(3);
     const Digits digits = randomDigits(naturals, 20000, 10);
@@ -176,7 +196,6 @@ TEST(Radix, FailingAllocationsLeaveTheSourceAlone) {
 }
 
 TEST(DigitUnits, EveryUnitInEveryRadix) {
-    using namespace qx::math::detail;
     std::u16string units(0x10000, u'\0');
     for (size_t unit = 0; unit < units.size(); ++unit)
         units[unit] = static_cast<char16_t>(unit);

@@ -13,8 +13,8 @@ namespace qx::math::detail {
 
 namespace {
 
-/// Scratch on the stack for numbers of up to 2048 bits.
-constexpr size_t InlineLimbs = 160;
+/// Scratch on the stack: enough for a modulus of 2,048 bits and the divisor of numbers of 5,000.
+constexpr size_t InlineLimbs = 240;
 
 Limb limbAt(const Limb* a, size_t n, size_t i) noexcept { return i < n ? a[i] : 0; }
 
