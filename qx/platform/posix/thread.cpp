@@ -151,6 +151,8 @@ int32_t QXThreadJoin(QXHandle handle, void** exitValue) {
     *exitValue = nullptr;
     if (!isThread(handle))
         return result::InvalidHandle;
+    if (::pthread_equal(handle, ::pthread_self()))
+        return result::Deadlock;
     const int error = ::pthread_join(handle, exitValue);
     return error == 0 ? result::Ok : resultFromErrno(error);
 }
