@@ -18,12 +18,6 @@ BigInteger smallestLike(const BigInteger& exponent) {
 
 } // namespace
 
-BigInteger powerOfTen(int32_t exponent) {
-    BigInteger result(10);
-    result.pow(exponent);
-    return result;
-}
-
 BigDecimal quotient(const BigDecimal& left, const BigDecimal& right, int32_t scale) {
     BigDecimal result = left;
     result.divide(right, scale);

@@ -11,8 +11,6 @@
 using qx::math::BigDecimal;
 using qx::math::BigInteger;
 
-BigInteger powerOfTen(int32_t exponent);
-
 /// @p left / @p right, rounded half away from zero to @p scale digits behind the point.
 BigDecimal quotient(const BigDecimal& left, const BigDecimal& right, int32_t scale);
 

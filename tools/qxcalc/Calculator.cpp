@@ -1,5 +1,6 @@
 #include "Calculator.h"
 
+#include <new>
 #include <vector>
 
 #include <qx/core/Exception.h>
@@ -22,12 +23,10 @@ template <class Operation>
 BigDecimal at(int32_t column, Operation operation) {
     try {
         return operation();
-    } catch (const qx::OutOfMemoryException&) {
+    } catch (const std::bad_alloc&) {
         throw Failure{column, u"out of memory"};
     } catch (const qx::Exception& exception) {
         throw Failure{column, exception.getDescription()};
-    } catch (const std::bad_alloc&) {
-        throw Failure{column, u"out of memory"};
     }
 }
 

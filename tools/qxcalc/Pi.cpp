@@ -36,7 +36,7 @@ Terms sum(int64_t begin, int64_t end) {
 BigInteger scaledPi(int32_t digits) {
     constexpr double DigitsPerTerm = 14.1816474627;
     const Terms terms = sum(1, static_cast<int64_t>(digits / DigitsPerTerm) + 3);
-    const BigInteger root = integerSquareRoot(10005 * powerOfTen(2 * digits));
+    const BigInteger root = integerSquareRoot(10005 * BigInteger(10).pow(2 * digits));
     return 426880 * root * terms.q / (13591409 * terms.q + terms.t);
 }
 
@@ -45,7 +45,7 @@ BigInteger scaledPi(int32_t digits) {
 BigDecimal pi(int32_t digits) {
     // The digits computed beyond those asked for decide them, unless they are all 0 or all 9.
     for (int32_t guard = 10;; guard *= 2) {
-        const BigInteger unit = powerOfTen(guard);
+        const BigInteger unit = BigInteger(10).pow(guard);
         BigInteger cut = scaledPi(digits + guard);
         BigInteger rest;
         cut.divide(unit, rest);

@@ -7,12 +7,6 @@ namespace {
 
 int32_t digitValue(char16_t unit) { return unit <= u'9' ? unit - u'0' : unit - u'A' + 10; }
 
-BigInteger powerOf(int32_t base, int32_t exponent) {
-    BigInteger result(base);
-    result.pow(exponent);
-    return result;
-}
-
 /// How often @p prime divides @p number, which loses these factors.
 int32_t takeFactor(int32_t& number, int32_t prime) {
     int32_t count = 0;
@@ -57,7 +51,7 @@ BigDecimal readNumber(std::u16string_view text, int32_t radix, int32_t scale) {
     const BigInteger unscaled(digits, radix);
     if (radix == 10)
         return {unscaled, count};
-    return quotient(BigDecimal(unscaled, 0), BigDecimal(powerOf(radix, count), 0),
+    return quotient(BigDecimal(unscaled, 0), BigDecimal(BigInteger(radix).pow(count), 0),
                     decimalDigits(radix, count, scale));
 }
 
@@ -65,14 +59,12 @@ qx::String writeNumber(const BigDecimal& value, int32_t radix, int32_t scale) {
     // The digits before and behind the point as one integer.
     int32_t fraction = std::max(value.getScale(), 0);
     BigDecimal shifted = value;
-    if (radix == 10) {
+    if (radix == 10 || fraction == 0) {
         shifted.setScale(fraction);
-    } else if (fraction > 0) {
-        fraction = radixDigits(radix, std::max(fraction, scale));
-        shifted.multiply(BigDecimal(powerOf(radix, fraction), 0));
-        shifted = quotient(shifted, BigDecimal(1), 0);
     } else {
-        shifted.setScale(0);
+        fraction = radixDigits(radix, std::max(fraction, scale));
+        shifted.multiply(BigDecimal(BigInteger(radix).pow(fraction), 0));
+        shifted = quotient(shifted, BigDecimal(1), 0);
     }
     qx::String text = shifted.abs().toString(radix);
     if (text.getLength() <= fraction)

@@ -7,7 +7,6 @@
 
 #include <qx/collections/detail/KeyedStorage.h>
 #include <qx/collections/pcom/detail/TableSize.h>
-#include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/detail/SampledHash.h>
 
@@ -86,10 +85,7 @@ public:
     const uint32_t& changes() const noexcept { return m_changes; }
     const KeyedStorage<Entry>& storage() const noexcept { return m_storage; }
 
-    Reference<Object> get(Key key) const {
-        const Entry* const entry = find(key);
-        return entry ? entry->value : nullptr;
-    }
+    Reference<Object> get(Key key) const { return peek(key); }
     /// The value, without a reference.
     Object* peek(Key key) const noexcept {
         const Entry* const entry = find(key);
@@ -142,11 +138,7 @@ public:
 
 private:
     static float checkedLoad(int32_t capacity, float loadFactor) {
-        using namespace qx::literals;
-        if (capacity < 1)
-            throw RangeErrorException(u"Capacity must be at least 1"_qs);
-        if (!(loadFactor > 0)) // nor not a number
-            throw RangeErrorException(u"Load factor must be positive"_qs);
+        pcom::detail::checkTable(capacity, loadFactor);
         return loadFactor;
     }
 

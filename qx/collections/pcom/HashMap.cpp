@@ -27,10 +27,7 @@ HashMap::HashMap(const IQXComparator* keys, const IQXComparator* values, int cap
                  float loadFactor)
     : AbstractMap(keys, values), m_loadFactor(loadFactor),
       m_hasNaturalKeys(collections::detail::isNaturalOrder(keyComparator())) {
-    if (capacity < 1)
-        throw RangeErrorException(u"Capacity must be at least 1"_qs);
-    if (!(loadFactor > 0)) // nor not a number
-        throw RangeErrorException(u"Load factor must be positive"_qs);
+    detail::checkTable(capacity, loadFactor);
     allocTable(capacity);
 }
 

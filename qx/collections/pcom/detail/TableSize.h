@@ -4,12 +4,23 @@
 #include <limits>
 
 #include <qx/collections/pcom/detail/Growth.h>
+#include <qx/core/Exception.h>
 
 // Lengths of hash tables: signed 32-bit numbers, like all sizes.
 
 namespace qx::collections::pcom::detail {
 
 inline constexpr const char* TableTooLong = "hash map too long";
+
+/// What every constructor of a hash map asks of its arguments.
+/// @throws RangeErrorException for a capacity below 1 or a load factor that is not positive
+inline void checkTable(int capacity, float loadFactor) {
+    using namespace qx::literals;
+    if (capacity < 1)
+        throw RangeErrorException(u"Capacity must be at least 1"_qs);
+    if (!(loadFactor > 0)) // nor not a number
+        throw RangeErrorException(u"Load factor must be positive"_qs);
+}
 
 /// Narrows a table length that was computed in 64 bits.
 /// @throws std::length_error when it does not fit
