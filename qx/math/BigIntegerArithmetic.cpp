@@ -53,14 +53,6 @@ void subtractMagnitudes(Limb* r, const IntegerView& larger, const IntegerView& s
     detail::subtractLimb(r + common, larger.limbs() + common, larger.length() - common, borrow);
 }
 
-/// r = a * b in the sum of their lengths.
-void multiplyMagnitudes(Limb* r, const IntegerView& a, const IntegerView& b) {
-    if (a.limbs() == b.limbs() && a.length() == b.length())
-        detail::square(r, a.limbs(), a.length());
-    else
-        detail::multiply(r, a.limbs(), a.length(), b.limbs(), b.length());
-}
-
 /// Refuses a power that is too large before any work goes into it.
 void checkPowerSize(const IntegerView& base, const IntegerView& exponent) {
     constexpr double MaxBits = 8.0 * std::numeric_limits<int32_t>::max();
@@ -184,7 +176,7 @@ BigInteger BigInteger::product(const IntegerView& a, const IntegerView& b) {
         return BigInteger();
     const size_t length = a.length() + b.length();
     BigInteger result(Room{length});
-    multiplyMagnitudes(result.limbs(), a, b);
+    detail::multiply(result.limbs(), a.limbs(), a.length(), b.limbs(), b.length());
     result.finish(length, a.isNegative() != b.isNegative());
     return result;
 }

@@ -123,12 +123,14 @@ void square(Limb* r, const Limb* a, size_t n, Limb* scratch) noexcept {
 }
 
 void multiply(Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn) {
+    if (a == b && an == bn)
+        return square(r, a, an);
     const LimbKernels& kernels = limbKernels();
     if (an < bn) {
         std::swap(a, b);
         std::swap(an, bn);
     }
-    if (bn < kernels.thresholds.karatsuba && an <= RowLength && a != b) {
+    if (bn < kernels.thresholds.karatsuba && an <= RowLength) {
         kernels.multiplyRows(r, a, an, b, bn);
         return;
     }
