@@ -1,5 +1,6 @@
 #include "Progress.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <limits>
@@ -25,8 +26,9 @@ Progress::~Progress() {
 }
 
 void Progress::show() {
-    m_next = m_done + Step;
-    if (m_expected <= Threshold && m_done <= Threshold)
+    // Whole steps, whatever the sizes of the reads: the line does not depend on how input arrives.
+    m_next = (m_done / Step + 1) * Step;
+    if (std::max(m_expected, m_done) < Threshold)
         return;
     if (m_done <= m_expected)
         std::fprintf(stderr, "\rqxconv: %" PRId64 " of %" PRId64 " MiB (%" PRId64 " %%)\033[K",
