@@ -108,6 +108,12 @@
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>
+#include <qx/log/ILevelLogger.h>
+#include <qx/log/ILogEntry.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/log/ILogger.h>
+#include <qx/log/pcom/ILogEntry.h>
+#include <qx/log/pcom/ILogProcessor.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/IntegerView.h>

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <qx/core/Unknown.h>
+
+namespace qx {
+class String;
+
+namespace log {
+
+/// Takes texts to log with a level. The numbers mean what their users agree on.
+class ILevelLogger : public IQXUnknown {
+public:
+    virtual void log(int level, const String& text) = 0;
+
+protected:
+    ~ILevelLogger() = default;
+};
+
+} // namespace log
+} // namespace qx
