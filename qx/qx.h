@@ -108,10 +108,15 @@
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>
+#include <qx/log/FieldValue.h>
 #include <qx/log/ILevelLogger.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/log/ILogger.h>
+#include <qx/log/LogEntry.h>
+#include <qx/log/Logger.h>
+#include <qx/log/MultiProcessor.h>
+#include <qx/log/TimeStamp.h>
 #include <qx/log/pcom/ILogEntry.h>
 #include <qx/log/pcom/ILogProcessor.h>
 #include <qx/math/BigDecimal.h>
@@ -129,6 +134,7 @@
 #include <qx/platform/sync.h>
 #include <qx/platform/text.h>
 #include <qx/platform/thread.h>
+#include <qx/platform/time.h>
 #include <qx/platform/types.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>

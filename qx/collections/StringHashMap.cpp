@@ -3,23 +3,11 @@
 #include <qx/collections/detail/KeyedTable.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/core/TextView.h>
-#include <qx/util/detail/BufferHold.h>
+#include <qx/util/detail/WithUnits.h>
 
 namespace qx::collections {
 
-namespace {
-
-/// Calls @p use with the units of @p key, which stay in place meanwhile.
-/// @throws ResultException when the string cannot expose them
-template <class Use>
-auto withUnits(const String& key, Use&& use) {
-    if (!key.isInForeignBuffer()) [[likely]]
-        return use(key.view());
-    const util::detail::ReadHold<char16_t> hold(key);
-    return use(std::u16string_view(TextView(hold.units(), hold.length())));
-}
-
-} // namespace
+using util::detail::withUnits;
 
 StringHashMap::StringHashMap(int capacity, float loadFactor)
     : m_table(std::make_unique<detail::KeyedTable<TextEntry>>(capacity, loadFactor)) {}

@@ -9,7 +9,7 @@ namespace qx::detail {
 /// Hash of a text by units at equal distances: all of them up to 63, every second up to 95, and so
 /// on. @p fold (unit) maps each unit first.
 template <class Fold>
-uint32_t sampledHash(std::u16string_view text, Fold&& fold) {
+constexpr uint32_t sampledHash(std::u16string_view text, Fold&& fold) {
     const auto length = static_cast<int32_t>(text.size());
     const auto step = static_cast<size_t>((length - 32) / 32 + 1);
     const char16_t* const units = text.data();
@@ -27,7 +27,7 @@ uint32_t sampledHash(std::u16string_view text, Fold&& fold) {
     return hash;
 }
 
-inline uint32_t sampledHash(std::u16string_view text) {
+constexpr uint32_t sampledHash(std::u16string_view text) {
     return sampledHash(text, [](char16_t unit) { return unit; });
 }
 

@@ -17,7 +17,7 @@ public:
     virtual int32_t HasNext() = 0;
     /// Replaces the content of @p name by the next name.
     /// @return 0 or a negative result
-    virtual int32_t Next(util::ICharBuffer* name) = 0;
+    virtual int32_t Next(IQXCharBuffer* name) = 0;
 
 protected:
     ~IFieldIterator() = default;

@@ -1,0 +1,58 @@
+#include "qx/log/FieldValue.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+
+#include <qx/core/Integer.h>
+#include <qx/log/TimeStamp.h>
+
+namespace qx::log {
+
+namespace {
+
+template <class Number>
+std::u16string_view writeNumber(Number number, FieldText& room) {
+    char digits[sizeof(room.digits) / sizeof(room.digits[0])];
+    char* const end = std::to_chars(digits, std::end(digits), number).ptr;
+    return {room.digits, std::copy(digits, end, room.digits)};
+}
+
+} // namespace
+
+std::u16string_view FieldValue::makeText(FieldText& room) const {
+    switch (m_kind) {
+    case Kind::Signed:
+        return writeNumber(m_signed, room);
+    case Kind::Unsigned:
+        return writeNumber(m_unsigned, room);
+    case Kind::Text:
+        return {m_text.units, m_text.length};
+    case Kind::Time:
+        room.text = TimeStamp(m_time).toString();
+        break;
+    case Kind::Object:
+        room.text = m_object ? m_object->toString() : String();
+        break;
+    }
+    return room.text.view();
+}
+
+/// A new object for a plain value.
+Reference<qx::Object> FieldValue::makeObject() const {
+    switch (m_kind) {
+    case Kind::Signed:
+        return makeReference<Integer32>(m_signed);
+    case Kind::Unsigned:
+        return makeReference<UInteger32>(m_unsigned);
+    case Kind::Text:
+        return makeReference<String>(std::u16string_view(m_text.units, m_text.length));
+    case Kind::Time:
+        return makeReference<TimeStamp>(m_time);
+    case Kind::Object:
+        break;
+    }
+    return m_object;
+}
+
+} // namespace qx::log

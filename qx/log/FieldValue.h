@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/platform/export.h>
+#include <qx/platform/time.h>
+
+namespace qx::log {
+
+/// Room for the text of a value that does not lie anywhere as a text yet. May serve one value after
+/// the other; holds the text of the last one.
+struct FieldText {
+    char16_t digits[12];
+    String text;
+};
+
+/// The value of a field, as cheap as its entry has it: a plain number, text or time, or any object.
+/// Belongs to the entry and is gone with it.
+class QX_API FieldValue {
+public:
+    enum class Kind : uint8_t { Object, Signed, Unsigned, Text, Time };
+
+    Kind kind() const noexcept { return m_kind; }
+    /// What toString of the value's object gives, empty for a null value. Lies in the entry or in
+    /// @p room.
+    /// @throws what toString throws
+    std::u16string_view text(FieldText& room) const {
+        return m_kind == Kind::Text ? std::u16string_view(m_text.units, m_text.length)
+                                    : makeText(room);
+    }
+
+private:
+    friend class LogEntry;
+
+    struct Units {
+        const char16_t* units;
+        uint32_t length;
+    };
+
+    FieldValue() noexcept : m_object(nullptr) {}
+    std::u16string_view makeText(FieldText& room) const;
+    Reference<qx::Object> makeObject() const;
+
+    union {
+        qx::Object* m_object;
+        int32_t m_signed;
+        uint32_t m_unsigned;
+        Units m_text;
+        STRUCT_QX_TIME m_time;
+    };
+    Kind m_kind = Kind::Object;
+};
+
+} // namespace qx::log

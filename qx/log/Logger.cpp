@@ -1,0 +1,93 @@
+#include "qx/log/Logger.h"
+
+#include <qx/core/Result.h>
+#include <qx/log/LogEntry.h>
+#include <qx/log/detail/StandardFields.h>
+#include <qx/platform/native.h>
+#include <qx/platform/time.h>
+
+namespace qx::log {
+
+Reference<Logger> Logger::create() { return new Logger; }
+
+Reference<Logger> Logger::create(const String& name) { return new Logger(name); }
+
+// The name is copied: a string may stand for units that somebody else keeps.
+Logger::Logger(const String& name, int switches)
+    : m_name(name, String::AM_COPY), m_processor(MultiProcessor::create()),
+      m_switches(static_cast<uint8_t>(switches)) {}
+
+void Logger::enableField(const String& fieldName, bool on) {
+    static constexpr struct {
+        const detail::FieldName& name;
+        uint8_t bit;
+    } rows[] = {
+        {detail::SequenceField, SequenceSwitch}, {detail::ThreadField, ThreadSwitch},
+        {detail::NameField, NameSwitch},         {detail::TimestampField, TimestampSwitch},
+        {detail::LevelField, LevelSwitch},       {detail::TextField, TextSwitch},
+    };
+    for (const auto& row : rows) {
+        if (fieldName.equals(row.name.text, true)) {
+            m_switches = static_cast<uint8_t>(on ? m_switches | row.bit : m_switches & ~row.bit);
+            return;
+        }
+    }
+}
+
+void Logger::setProcessor(ILogProcessor* processor) {
+    const auto fresh = MultiProcessor::create();
+    fresh->addProcessor(processor);
+    m_processor = fresh;
+}
+
+void Logger::addProcessor(ILogProcessor* processor) { m_processor->addProcessor(processor); }
+
+Reference<ILogProcessor> Logger::createProcessor(const String& /*name*/) { return nullptr; }
+
+void Logger::log(int level, const String& text) {
+    if (isEnabled())
+        logEnabled(level, text);
+}
+
+void Logger::log(const String& text) {
+    static_cast<ILevelLogger*>(this)->log(m_defaultLevel, text);
+}
+
+// Apart from log, so that a disabled logger does not pay for what this needs.
+[[gnu::noinline]] void Logger::logEnabled(int level, const String& text) {
+    const Reference<ILogEntry> entry = getLogEntry(level, text);
+    addCustomFields(entry);
+    log(entry);
+}
+
+void Logger::addCustomFields(ILogEntry* /*entry*/) {}
+
+Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
+    const Reference<LogEntry> entry = LogEntry::create();
+    const unsigned switches = m_switches;
+    if (switches & LevelSwitch)
+        entry->setLevel(level);
+    if (switches & TextSwitch)
+        entry->setText(text);
+    if (switches & SequenceSwitch)
+        entry->setSequence(static_cast<int32_t>(m_sequence.load(std::memory_order_relaxed)));
+    if (switches & ThreadSwitch)
+        entry->setThread(QXThreadCurrentId());
+    if (switches & TimestampSwitch) {
+        STRUCT_QX_TIME now;
+        throwIfFailed(QXTimeGetLocal(&now));
+        entry->setTime(now);
+    }
+    if (switches & NameSwitch)
+        entry->setName(m_name);
+    return entry;
+}
+
+void Logger::log(const ILogEntry* entry) {
+    m_sequence.fetch_add(1, std::memory_order_relaxed);
+    // A processor may have the logger drop its processors.
+    const Reference<MultiProcessor> processor = m_processor;
+    processor->process(entry);
+}
+
+} // namespace qx::log

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/log/ILevelLogger.h>
+#include <qx/log/ILogEntry.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/log/ILogger.h>
+#include <qx/log/MultiProcessor.h>
+#include <qx/platform/export.h>
+
+namespace qx::log {
+
+/// Makes an entry of every text that is logged and hands it to processors.
+///
+/// The fields of an entry, each of which can be switched on and off:
+///
+///     level      Integer32       as given
+///     text       String          as given
+///     sequence   Integer32       number of entries that the logger has handed on before
+///     thread     UInteger32      the system's number of the calling thread
+///     timestamp  log::TimeStamp  the local time
+///     name       String          of the logger
+///
+/// Any number of threads may log at once; two entries made at the same time may then have the same
+/// sequence number. Everything else is not guarded against threads that log meanwhile.
+class QX_API Logger : public Object, public ILogger, public ILevelLogger {
+public:
+    /// A logger without name whose entries have the fields level and text.
+    static Reference<Logger> create();
+    /// A logger whose entries have the fields level, text and name.
+    static Reference<Logger> create(const String& name);
+
+    int32_t QueryInterface(const GUID& iid, void** out) override {
+        return Object::QueryInterface(iid, out);
+    }
+    uint32_t AddRef() override { return ComObject::AddRef(); }
+    uint32_t Release() override { return ComObject::Release(); }
+
+    /// Switches a field by its name, whose letter case does not matter. Other names have no effect.
+    virtual void enableField(const String& fieldName, bool on);
+
+    /// A disabled logger makes no entries.
+    void setEnabled(bool enabled) noexcept {
+        m_isEnabled.store(enabled, std::memory_order_relaxed);
+    }
+    /// The level of texts that are logged without one; at first 0.
+    void setDefaultLevel(int level) noexcept { m_defaultLevel = level; }
+    /// Makes @p processor the only one.
+    /// @throws ResultException with result::NullPointer
+    void setProcessor(ILogProcessor* processor);
+    /// Appends @p processor to those that entries are handed to; it is kept by a reference.
+    /// @throws ResultException with result::NullPointer
+    void addProcessor(ILogProcessor* processor);
+    /// There are no processors with names: a null reference.
+    static Reference<ILogProcessor> createProcessor(const String& name);
+
+    /// Makes an entry and hands it on. What a processor throws passes through.
+    void log(int level, const String& text) override;
+    /// Calls log of the ILevelLogger with the default level.
+    void log(const String& text) override;
+
+protected:
+    Logger() : Logger(String(), LevelSwitch | TextSwitch) {}
+    explicit Logger(const String& name) : Logger(name, LevelSwitch | TextSwitch | NameSwitch) {}
+    ~Logger() override = default;
+
+    /// Called with every new entry before it is handed on.
+    virtual void addCustomFields(ILogEntry* entry);
+
+    bool isEnabled() const noexcept { return m_isEnabled.load(std::memory_order_relaxed); }
+    /// A new entry with the fields that are switched on.
+    Reference<ILogEntry> getLogEntry(int level, const String& text) const;
+    /// Counts the entry and hands it on, whether the logger is enabled or not.
+    void log(const ILogEntry* entry);
+
+private:
+    enum : uint8_t {
+        SequenceSwitch = 1,
+        ThreadSwitch = 2,
+        NameSwitch = 4,
+        TimestampSwitch = 8,
+        LevelSwitch = 16,
+        TextSwitch = 32,
+    };
+
+    Logger(const String& name, int switches);
+    void logEnabled(int level, const String& text);
+
+    const String m_name;
+    std::atomic<bool> m_isEnabled{true};
+    Reference<MultiProcessor> m_processor;
+    int32_t m_defaultLevel = 0;
+    uint8_t m_switches;
+    std::atomic<uint32_t> m_sequence{0};
+};
+
+} // namespace qx::log

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <vector>
+
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::log {
+
+/// Hands every entry to a number of processors, one after the other and one entry at a time.
+///
+/// process may be called from any thread, also by a processor that is being handed an entry;
+/// addProcessor must not run at the same time.
+class QX_API MultiProcessor : public Object, public ILogProcessor {
+public:
+    /// Without processors: takes entries and does nothing.
+    static Reference<MultiProcessor> create();
+
+    int32_t QueryInterface(const GUID& iid, void** out) override {
+        return Object::QueryInterface(iid, out);
+    }
+    uint32_t AddRef() override { return ComObject::AddRef(); }
+    uint32_t Release() override { return ComObject::Release(); }
+
+    /// Appends @p processor, which is kept by a reference.
+    /// @throws ResultException with result::NullPointer
+    void addProcessor(ILogProcessor* processor);
+    /// Calls the processors in the order in which they were added. What one of them throws ends the
+    /// round.
+    void process(const ILogEntry* entry) override;
+
+private:
+    MultiProcessor() = default;
+    ~MultiProcessor() override = default;
+
+    std::vector<Reference<ILogProcessor>> m_processors;
+    sync::Mutex m_lock;
+};
+
+} // namespace qx::log
