@@ -129,6 +129,7 @@
 #include <qx/platform/module.h>
 #include <qx/platform/native.h>
 #include <qx/platform/process.h>
+#include <qx/platform/replace.h>
 #include <qx/platform/result.h>
 #include <qx/platform/stdio.h>
 #include <qx/platform/sync.h>

@@ -1,7 +1,6 @@
 #include <qx/platform/files.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
@@ -12,12 +11,11 @@
 
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/aside.h"
 #include "qx/platform/posix/brokenpipe.h"
 #include "qx/platform/posix/descriptor.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
-#include "qx/platform/posix/random.h"
-#include "qx/platform/posix/utf8.h"
 
 using namespace qx;
 using namespace qx::platform;
@@ -90,9 +88,6 @@ ssize_t writeQuietly(QXHandle handle, const void* buffer, size_t length) noexcep
 int32_t clampToInt32(int64_t value) noexcept {
     return static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX));
 }
-
-/// The last segment of @p path.
-std::string_view nameOf(std::string_view path) noexcept { return path.substr(path.rfind('/') + 1); }
 
 } // namespace
 
@@ -240,45 +235,22 @@ int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXH
     *handle = NoHandle;
     if (path == nullptr || buffer == nullptr)
         return result::NullPointer;
+    if (capacity > 0)
+        buffer[0] = 0;
     PathText native;
     if (const int32_t result = toNativePath(path, native); result < 0)
         return result;
-    const auto name = nameOf(native.view());
-    if (name.empty())
-        return result::InvalidArgument;
-
-    // folder/.name.0123456789ABCDEF.tmp
-    constexpr size_t Additions = 1 + 1 + 16 + 4;
     PathText aside;
-    aside.append(native.view().substr(0, native.view().size() - name.size()));
-    if (!aside.append(".") || !aside.append(cutUtf8(name, NAME_MAX - Additions)))
-        return NameTooLong;
-    const size_t stemLength = aside.view().size();
-    constexpr int Attempts = 16; // chance alone never needs a second one
-    for (int attempt = 0; attempt < Attempts; ++attempt) {
-        uint64_t number = 0;
-        if (const int32_t result = randomBytes(&number, sizeof number); result < 0)
-            return result;
-        char ending[Additions];
-        std::snprintf(ending, sizeof ending, ".%016llX.tmp",
-                      static_cast<unsigned long long>(number));
-        aside.truncate(stemLength);
-        if (!aside.append(ending))
-            return NameTooLong;
-        if (const int32_t result = storePath(aside.view(), buffer, capacity); result < 0)
-            return result;
-        Descriptor file =
-            openFile(buffer, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-        if (file) {
-            *handle = file.release() | RegularFile;
-            return result::Ok;
-        }
-        if (errno != EEXIST)
-            break;
+    Descriptor file;
+    if (const int32_t result = createAside(native.view(), S_IRUSR | S_IWUSR, aside, file);
+        result < 0)
+        return result;
+    if (const int32_t result = storePath(aside.view(), buffer, capacity); result < 0) {
+        ::unlink(aside.c_str());
+        return result;
     }
-    const int32_t failure = lastResult();
-    buffer[0] = 0;
-    return failure;
+    *handle = file.release() | RegularFile;
+    return result::Ok;
 }
 
 QXHandle QXFileStandardInput() { return STDIN_FILENO; }

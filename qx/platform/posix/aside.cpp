@@ -1,0 +1,68 @@
+#include "qx/platform/posix/aside.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <sys/stat.h>
+
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/random.h"
+#include "qx/platform/posix/utf8.h"
+
+namespace qx::platform {
+
+namespace {
+
+// .name.0123456789ABCDEF.tmp
+constexpr size_t NumberLength = 16;
+constexpr std::string_view Suffix = ".tmp";
+constexpr size_t EndingLength = 1 + NumberLength + Suffix.size();
+
+/// As much of a file's name as leaves room for the rest.
+std::string_view stemOf(std::string_view name) noexcept {
+    return cutUtf8(name, NAME_MAX - 1 - EndingLength);
+}
+
+} // namespace
+
+int32_t createAside(std::string_view target, mode_t mode, PathText& aside,
+                    Descriptor& file) noexcept {
+    const auto name = nameOf(target);
+    if (name.empty())
+        return result::InvalidArgument;
+    if (!aside.append(folderOf(target)) || !aside.append(".") || !aside.append(stemOf(name)))
+        return NameTooLong;
+    const size_t stemLength = aside.view().size();
+    constexpr int Attempts = 16; // chance alone never needs a second one
+    for (int attempt = 0; attempt < Attempts; ++attempt) {
+        uint64_t number = 0;
+        if (const int32_t result = randomBytes(&number, sizeof number); result < 0)
+            return result;
+        char ending[EndingLength + 1];
+        std::snprintf(ending, sizeof ending, ".%016llX.tmp",
+                      static_cast<unsigned long long>(number));
+        aside.truncate(stemLength);
+        if (!aside.append(ending))
+            return NameTooLong;
+        file = aboveStandard(Descriptor(retryInterrupted([&] {
+            return ::open(aside.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+        })));
+        if (file)
+            return result::Ok;
+        if (errno != EEXIST)
+            break;
+    }
+    return lastResult();
+}
+
+bool isAsideName(std::string_view name, std::string_view targetName) noexcept {
+    const auto stem = stemOf(targetName);
+    if (name.size() != 1 + stem.size() + EndingLength || name[0] != '.' ||
+        name.substr(1, stem.size()) != stem || !name.ends_with(Suffix))
+        return false;
+    name.remove_prefix(1 + stem.size());
+    return name[0] == '.' && std::ranges::all_of(name.substr(1, NumberLength), [](char digit) {
+               return (digit >= '0' && digit <= '9') || (digit >= 'A' && digit <= 'F');
+           });
+}
+
+} // namespace qx::platform

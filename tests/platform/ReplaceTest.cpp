@@ -1,0 +1,226 @@
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <qx/platform/files.h>
+#include <qx/platform/replace.h>
+#include <qx/platform/result.h>
+
+#include "tests/support/FailingCalls.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace {
+
+using namespace qx;
+using qxtest::FailingCalls;
+using qxtest::readFile;
+using qxtest::writeFile;
+
+namespace fs = std::filesystem;
+
+const std::string Old = "old bytes", New = "the new bytes";
+
+class Replace : public testing::Test {
+protected:
+    int32_t replace(uint32_t flags = 0, QXFileState* state = nullptr) {
+        return replaceAt(file, flags, state);
+    }
+    int32_t replaceAt(const std::string& path, uint32_t flags = 0, QXFileState* state = nullptr) {
+        return QXFileReplace(path.c_str(), New.data(), static_cast<int64_t>(New.size()), 0666,
+                             flags, state);
+    }
+
+    std::set<std::string> names() const {
+        std::set<std::string> found;
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            found.insert(entry.path().filename().string());
+        return found;
+    }
+
+    qxtest::TemporaryFolder folder;
+    const std::string file = folder.path("f.ini");
+};
+
+mode_t modeOf(const std::string& path) {
+    struct stat status = {};
+    ::stat(path.c_str(), &status);
+    return status.st_mode & 07777;
+}
+
+bool same(const QXFileState& left, const QXFileState& right) {
+    return left.modified == right.modified && left.size == right.size &&
+           left.device == right.device && left.inode == right.inode;
+}
+
+const std::vector<std::string> Steps = {"open",     "open",  "fchmod", "write",
+                                        "futimens", "fsync", "rename", "fsync"};
+constexpr int Renamed = 6;
+
+TEST_F(Replace, MakesTheBytesDurableBeforeTheNameAndTheNameAfterwards) {
+    writeFile(file, Old);
+    const FailingCalls record;
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(record.calls(), Steps);
+}
+
+TEST_F(Replace, LeavesTheOldFileWhicheverStepFails) {
+    const struct {
+        int error;
+        int32_t result;
+    } errors[] = {
+        {ENOSPC, result::DiskFull},
+        {EIO, static_cast<int32_t>(0x8007001F)},
+        {EACCES, result::AccessDenied},
+    };
+    for (const auto& [error, expected] : errors) {
+        for (int step = 0; step < std::ssize(Steps); ++step) {
+            SCOPED_TRACE(testing::Message() << error << " at " << step);
+            writeFile(file, Old);
+            ::chmod(file.c_str(), 0640);
+            QXFileState state;
+            {
+                const FailingCalls failing(step, error);
+                EXPECT_EQ(replace(QX_REPLACE_EXCLUSIVE, &state), expected);
+            }
+            // Only the flush of the folder comes when the new file has its name already.
+            EXPECT_EQ(readFile(file), step <= Renamed ? Old : New);
+            EXPECT_EQ(state.size, step <= Renamed ? 0 : std::ssize(New));
+            EXPECT_EQ(modeOf(file), 0640u);
+            EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
+        }
+    }
+}
+
+TEST_F(Replace, OldOrNewIsWholeAfterADeathAtEveryStepAndTheNextWriterCleansUp) {
+    for (int step = 0; step < std::ssize(Steps); ++step) {
+        SCOPED_TRACE(step);
+        writeFile(file, Old);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const FailingCalls failing(step, FailingCalls::Kill);
+            replace(QX_REPLACE_EXCLUSIVE);
+            ::_exit(1);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status));
+        EXPECT_EQ(readFile(file), step <= Renamed ? Old : New);
+        EXPECT_EQ(names().size(), step >= 2 && step <= Renamed ? 2u : 1u);
+        EXPECT_EQ(replace(QX_REPLACE_EXCLUSIVE), result::Ok);
+        EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
+    }
+}
+
+TEST_F(Replace, LeavesWhatIsNoLeftoverOfADeadWriterOfThisFile) {
+    const std::string living = ".f.ini.0123456789ABCDEF.tmp";
+    const std::set<std::string> kept = {
+        "f.ini",
+        living,
+        ".f.ini.0123456789ABCDEF",     // no ending
+        ".f.ini.0123456789abcdef.tmp", // not our digits
+        ".f.ini.0123456789ABCDE.tmp",  // too few
+        ".g.ini.0123456789ABCDEF.tmp", // of another file
+        "f.ini.0123456789ABCDEF.tmp",  // not hidden
+    };
+    for (const auto& name : kept)
+        writeFile(folder.path(name), Old);
+    writeFile(folder.path(".f.ini.FEDCBA9876543210.tmp"), Old);
+    const int held = ::open(folder.path(living).c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(names().size(), kept.size() + 1) << "without the lock others may be writing";
+    EXPECT_EQ(replace(QX_REPLACE_EXCLUSIVE), result::Ok);
+    EXPECT_EQ(names(), kept);
+    ::close(held);
+}
+
+TEST_F(Replace, FollowsLinksAndKeepsThem) {
+    fs::create_directory(folder.path("sub"));
+    writeFile(folder.path("sub/real"), Old);
+    fs::create_symlink("sub/hop", file);
+    fs::create_symlink("real", folder.path("sub/hop"));
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(fs::read_symlink(file), "sub/hop");
+    EXPECT_EQ(readFile(folder.path("sub/real")), New);
+    EXPECT_TRUE(fs::is_symlink(folder.path("sub/hop")));
+
+    fs::create_symlink(folder.path("sub/later"), folder.path("dangling"));
+    EXPECT_EQ(replaceAt(folder.path("dangling")), result::Ok);
+    EXPECT_EQ(readFile(folder.path("sub/later")), New);
+
+    fs::create_symlink("loop", folder.path("loop"));
+    EXPECT_LT(replaceAt(folder.path("loop")), 0);
+}
+
+TEST_F(Replace, KeepsTheModeAndCreatesWithinTheUmask) {
+    const mode_t umask = ::umask(027);
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(modeOf(file), 0640u);
+    ::chmod(file.c_str(), 0606);
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(modeOf(file), 0606u);
+    ::umask(umask);
+}
+
+TEST_F(Replace, ContinuesShortWrites) {
+    FailingCalls calls;
+    calls.limitWrites(4);
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(readFile(file), New);
+}
+
+TEST_F(Replace, RefusesWhatItCannotReplace) {
+    EXPECT_EQ(replaceAt(folder.path()), result::AccessDenied);
+    EXPECT_EQ(replaceAt("/dev/null"), result::AccessDenied);
+    EXPECT_EQ(replaceAt(folder.path("no/f")), result::NotFound);
+    EXPECT_EQ(replaceAt(""), result::NotFound);
+    EXPECT_EQ(replaceAt(file + "/"), result::NotFound);
+    EXPECT_EQ(QXFileReplace(nullptr, "", 0, 0666, 0, nullptr), result::NullPointer);
+    EXPECT_EQ(QXFileReplace(file.c_str(), nullptr, 1, 0666, 0, nullptr), result::NullPointer);
+    EXPECT_EQ(QXFileReplace(file.c_str(), "", -1, 0666, 0, nullptr), result::InvalidArgument);
+    EXPECT_EQ(QXFileReplace(file.c_str(), "", 0, 01666, 0, nullptr), result::InvalidArgument);
+    EXPECT_EQ(QXFileReplace(file.c_str(), "", 0, 0666, 2, nullptr), result::InvalidArgument);
+    EXPECT_TRUE(names().empty());
+    if (::geteuid() != 0) {
+        writeFile(file, Old);
+        ::chmod(file.c_str(), 0400);
+        EXPECT_EQ(replace(), result::AccessDenied);
+    }
+}
+
+TEST_F(Replace, EveryReplacementGivesAnotherState) {
+    QXFileState previous = {}, state, seen;
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(replace(0, &state), result::Ok);
+        ASSERT_EQ(QXFileGetState(file.c_str(), &seen), result::Ok);
+        ASSERT_TRUE(same(state, seen));
+        // By time alone: a removed file's inode comes back.
+        ASSERT_GT(state.modified, previous.modified);
+        previous = state;
+    }
+    EXPECT_FALSE(QXFileIsStateSettled(&state));
+    for (const int64_t secondsAgo : {1, 3600}) {
+        state.modified = previous.modified - secondsAgo * 1'000'000'000 + 1;
+        EXPECT_TRUE(QXFileIsStateSettled(&state));
+    }
+    EXPECT_EQ(QXFileGetState(folder.path("none").c_str(), &seen), result::NotFound);
+    EXPECT_EQ(seen.size + seen.modified, 0);
+}
+
+TEST_F(Replace, ComesAfterAFileFromTheFuture) {
+    writeFile(file, Old);
+    fs::last_write_time(file, fs::file_time_type::clock::now() + std::chrono::hours(1000));
+    QXFileState old, state;
+    ASSERT_EQ(QXFileGetState(file.c_str(), &old), result::Ok);
+    ASSERT_EQ(replace(0, &state), result::Ok);
+    EXPECT_EQ(state.modified, old.modified + 1);
+}
+
+} // namespace

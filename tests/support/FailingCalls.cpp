@@ -1,0 +1,122 @@
+#include "tests/support/FailingCalls.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdint>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace qxtest {
+
+namespace {
+
+struct Plan {
+    int failing;
+    int error;
+    std::size_t writeLimit = SIZE_MAX;
+    std::vector<std::string> calls;
+};
+
+constinit thread_local Plan* t_plan = nullptr;
+
+/// Notes a call; true when it is the one to fail.
+bool fails(const char* name) {
+    Plan* const plan = t_plan;
+    if (plan == nullptr)
+        return false;
+    const int number = static_cast<int>(plan->calls.size());
+    t_plan = nullptr; // the note itself makes no calls that count
+    plan->calls.emplace_back(name);
+    t_plan = plan;
+    if (number != plan->failing)
+        return false;
+    if (plan->error == FailingCalls::Kill)
+        ::kill(::getpid(), SIGKILL);
+    errno = plan->error;
+    return true;
+}
+
+/// The system's function that ours stands before.
+template <class Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+FailingCalls::FailingCalls(int failing, int error) {
+    t_plan = new Plan{failing, error, SIZE_MAX, {}};
+}
+
+FailingCalls::~FailingCalls() {
+    delete t_plan;
+    t_plan = nullptr;
+}
+
+std::vector<std::string> FailingCalls::calls() const { return t_plan->calls; }
+
+void FailingCalls::limitWrites(std::size_t bytes) { t_plan->writeLimit = bytes; }
+
+} // namespace qxtest
+
+using qxtest::fails;
+
+// The program's definitions go before those of the C library, also for calls from the library.
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+    static const auto call = qxtest::next<int(const char*, int, ...)>("open");
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    return fails("open") ? -1 : call(path, flags, mode);
+}
+
+int fchown(int file, uid_t user, gid_t group) noexcept {
+    static const auto call = qxtest::next<int(int, uid_t, gid_t)>("fchown");
+    return fails("fchown") ? -1 : call(file, user, group);
+}
+
+int fchmod(int file, mode_t mode) noexcept {
+    static const auto call = qxtest::next<int(int, mode_t)>("fchmod");
+    return fails("fchmod") ? -1 : call(file, mode);
+}
+
+ssize_t write(int file, const void* bytes, size_t length) {
+    static const auto call = qxtest::next<ssize_t(int, const void*, size_t)>("write");
+    if (fails("write"))
+        return -1;
+    return call(file, bytes,
+                qxtest::t_plan ? std::min(length, qxtest::t_plan->writeLimit) : length);
+}
+
+int futimens(int file, const timespec times[2]) noexcept {
+    static const auto call = qxtest::next<int(int, const timespec*)>("futimens");
+    return fails("futimens") ? -1 : call(file, times);
+}
+
+int fsync(int file) {
+    static const auto call = qxtest::next<int(int)>("fsync");
+    return fails("fsync") ? -1 : call(file);
+}
+
+int rename(const char* from, const char* to) noexcept {
+    static const auto call = qxtest::next<int(const char*, const char*)>("rename");
+    return fails("rename") ? -1 : call(from, to);
+}
+
+int unlink(const char* path) noexcept {
+    static const auto call = qxtest::next<int(const char*)>("unlink");
+    return fails("unlink") ? -1 : call(path);
+}
+
+} // extern "C"

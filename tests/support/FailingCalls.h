@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qxtest {
+
+/// While it lives, one of this thread's system calls that change files fails, or kills the process,
+/// wherever it is made: open, fchown, fchmod, write, futimens, fsync, rename, unlink. One at a
+/// time.
+class FailingCalls {
+public:
+    static constexpr int Never = -1;
+    static constexpr int Kill = -1;
+
+    /// @param failing  number of the call, from 0
+    /// @param error    errno of the call, or Kill to end the process by SIGKILL instead of it
+    explicit FailingCalls(int failing = Never, int error = Kill);
+    ~FailingCalls();
+    FailingCalls(const FailingCalls&) = delete;
+    FailingCalls& operator=(const FailingCalls&) = delete;
+
+    /// Names of the calls made so far, the failed one included.
+    std::vector<std::string> calls() const;
+    /// From now on one call writes at most that many bytes.
+    void limitWrites(std::size_t bytes);
+};
+
+} // namespace qxtest
