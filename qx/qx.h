@@ -128,6 +128,7 @@
 #include <qx/platform/ipc.h>
 #include <qx/platform/module.h>
 #include <qx/platform/native.h>
+#include <qx/platform/net.h>
 #include <qx/platform/process.h>
 #include <qx/platform/replace.h>
 #include <qx/platform/result.h>

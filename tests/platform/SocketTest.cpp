@@ -1,0 +1,516 @@
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include <qx/platform/net.h>
+#include <qx/platform/result.h>
+
+#include "tests/support/BlockingThread.h"
+#include "tests/support/SignalStorm.h"
+
+namespace {
+
+/// A socket that closes itself.
+class Socket {
+public:
+    explicit Socket(QXSocket socket) : m_socket(socket) {}
+    explicit Socket(int32_t family = QX_AF_INET) {
+        EXPECT_EQ(QXSocketCreate(family, QX_SOCK_STREAM, QX_IPPROTO_TCP, &m_socket), 0);
+    }
+    ~Socket() { close(); }
+    Socket(Socket&& other) noexcept : m_socket(std::exchange(other.m_socket, QX_NO_SOCKET)) {}
+    Socket& operator=(Socket&&) = delete;
+
+    operator QXSocket() const { return m_socket; }
+    int descriptor() const { return static_cast<int>(m_socket); }
+    void close() {
+        if (m_socket != QX_NO_SOCKET)
+            QXSocketClose(std::exchange(m_socket, QX_NO_SOCKET));
+    }
+    void set(int32_t name, int32_t value) {
+        EXPECT_EQ(QXSocketSetOption(m_socket, QX_SOL_SOCKET, name, &value, sizeof value), 0);
+    }
+    /// Closing will reset the connection.
+    void reset() {
+        const qx_linger abrupt{1, 0};
+        QXSocketSetOption(m_socket, QX_SOL_SOCKET, QX_SO_LINGER, &abrupt, sizeof abrupt);
+        close();
+    }
+
+private:
+    QXSocket m_socket = QX_NO_SOCKET;
+};
+
+qx_sockaddr_union loopback(uint16_t portInNetworkOrder = 0) {
+    qx_sockaddr_union address{};
+    address.ipv4 = {QX_AF_INET, portInNetworkOrder, {127, 0, 0, 1}, {}};
+    return address;
+}
+
+qx_sockaddr_union nameOf(const Socket& socket) {
+    qx_sockaddr_union name{};
+    int32_t length = sizeof name;
+    EXPECT_EQ(QXSocketGetName(socket, &name, &length), 0);
+    return name;
+}
+
+/// 0, or the number of the error with which the last call failed.
+int32_t errorOf(int32_t result) { return result == QX_SOCKET_ERROR ? QXSocketLastError() : 0; }
+
+int32_t bindTo(const Socket& socket, const qx_sockaddr_union& address) {
+    return errorOf(QXSocketBind(socket, &address, sizeof address));
+}
+
+int32_t connectTo(const Socket& socket, const qx_sockaddr_union& address) {
+    return errorOf(QXSocketConnect(socket, &address, sizeof address));
+}
+
+/// A listener on a free port of the loopback address, and a pair of connected sockets over it.
+struct Connection {
+    Socket listener;
+    Socket client;
+    Socket server{QX_NO_SOCKET};
+
+    Connection() {
+        EXPECT_EQ(bindTo(listener, loopback()), 0);
+        EXPECT_EQ(QXSocketListen(listener, 5), 0);
+        EXPECT_EQ(connectTo(client, nameOf(listener)), 0);
+        QXSocket accepted;
+        EXPECT_EQ(QXSocketAccept(listener, nullptr, nullptr, &accepted), 0);
+        std::destroy_at(&server);
+        std::construct_at(&server, accepted);
+    }
+};
+
+int32_t receive(QXSocket socket) {
+    char byte;
+    return QXSocketReceive(socket, &byte, 1, 0);
+}
+
+TEST(Socket, ArgumentsThatAreWrongHaveTheirNumbers) {
+    QXSocket made;
+    const struct {
+        int32_t family, type, protocol, error;
+    } cases[] = {
+        {QX_AF_INET, QX_SOCK_STREAM, 0, 0},
+        {QX_AF_INET6, QX_SOCK_STREAM, 0, 0},
+        {10, QX_SOCK_STREAM, 0, 0}, // the system's own number of IPv6
+        {QX_AF_UNSPEC, QX_SOCK_STREAM, 0, 10047},
+        {1, QX_SOCK_STREAM, 0, 10047}, // the system has that one
+        {QX_AF_INET, 0, 0, 10044},
+        {QX_AF_INET, QX_SOCK_STREAM | O_NONBLOCK, 0, 10044}, // no flags of the system come in
+        {QX_AF_INET, QX_SOCK_STREAM, QX_IPPROTO_UDP, 10043},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.family << " " << c.type << " " << c.protocol);
+        EXPECT_EQ(errorOf(QXSocketCreate(c.family, c.type, c.protocol, &made)), c.error);
+        EXPECT_EQ(made == QX_NO_SOCKET, c.error != 0);
+        QXSocketClose(made);
+    }
+
+    const Socket socket;
+    qx_sockaddr_union address = loopback();
+    EXPECT_EQ(errorOf(QXSocketBind(socket, &address, 15)), 10014);
+    EXPECT_EQ(errorOf(QXSocketBind(socket, nullptr, 16)), 10014);
+    address.family = 1;
+    EXPECT_EQ(bindTo(socket, address), 10047);
+    int32_t length = 15;
+    EXPECT_EQ(errorOf(QXSocketGetName(socket, &address, &length)), 10014);
+    EXPECT_EQ(errorOf(QXSocketSend(socket, "", 1, 16)), 10045);
+    EXPECT_EQ(errorOf(QXSocketSend(socket, "", -1, 0)), 10022);
+    EXPECT_EQ(errorOf(QXSocketReceive(socket, &address, 1, 0)), 10057);
+    EXPECT_EQ(errorOf(QXSocketListen(QX_NO_SOCKET, 1)), 10038);
+    const int file = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(errorOf(QXSocketListen(static_cast<QXSocket>(file), 1)), 10038);
+    ::close(file);
+}
+
+TEST(Socket, StartUpsAreCounted) {
+    uint16_t highest = 0;
+    EXPECT_EQ(QXSocketStartUp(0x0202, &highest), 0);
+    EXPECT_EQ(highest, 0x0202);
+    EXPECT_EQ(QXSocketStartUp(0x0001, nullptr), 0) << "an older version";
+    EXPECT_EQ(errorOf(QXSocketStartUp(0x0200, nullptr)), 10092) << "0.2";
+    EXPECT_EQ(QXSocketCleanUp(), 0);
+    EXPECT_EQ(QXSocketCleanUp(), 0);
+}
+
+TEST(Socket, EveryThreadHasItsOwnLastError) {
+    EXPECT_EQ(errorOf(QXSocketClose(QX_NO_SOCKET)), 10038);
+    std::thread([] { EXPECT_EQ(QXSocketLastError(), 0); }).join();
+    EXPECT_EQ(QXSocketLastError(), 10038);
+}
+
+TEST(Socket, APortIsRefusedWhileBoundButNotForLingeringConnections) {
+    Socket first;
+    ASSERT_EQ(bindTo(first, loopback()), 0);
+    const qx_sockaddr_union place = nameOf(first);
+    EXPECT_EQ(bindTo(Socket(), place), 10048) << "the first is bound";
+    ASSERT_EQ(QXSocketListen(first, 5), 0);
+    EXPECT_EQ(bindTo(Socket(), place), 10048) << "the first listens";
+
+    Socket client;
+    ASSERT_EQ(connectTo(client, place), 0);
+    QXSocket accepted;
+    ASSERT_EQ(QXSocketAccept(first, nullptr, nullptr, &accepted), 0);
+    // Whoever closes first keeps the port of the connection for a while.
+    QXSocketClose(accepted);
+    EXPECT_EQ(receive(client), 0);
+    client.close();
+    first.close();
+    Socket second;
+    EXPECT_EQ(bindTo(second, place), 0);
+    EXPECT_EQ(bindTo(Socket(), place), 10048) << "the second is bound past them";
+    EXPECT_EQ(QXSocketListen(second, 5), 0);
+    EXPECT_EQ(bindTo(Socket(), place), 10048);
+    Socket visitor;
+    EXPECT_EQ(connectTo(visitor, place), 0);
+}
+
+TEST(Socket, AClientBindsThePortOfItsLastConnectionAgain) {
+    Connection connection;
+    Socket client;
+    ASSERT_EQ(bindTo(client, loopback()), 0);
+    const qx_sockaddr_union place = nameOf(client);
+    ASSERT_EQ(connectTo(client, nameOf(connection.listener)), 0);
+    QXSocket accepted;
+    ASSERT_EQ(QXSocketAccept(connection.listener, nullptr, nullptr, &accepted), 0);
+    client.close();
+    EXPECT_EQ(receive(accepted), 0);
+    QXSocketClose(accepted);
+    EXPECT_EQ(bindTo(Socket(), place), 0);
+}
+
+TEST(Socket, BothFamiliesBindTheAnyAddressOnOnePort) {
+    Socket six(QX_AF_INET6);
+    qx_sockaddr_union any{};
+    any.family = QX_AF_INET6;
+    ASSERT_EQ(bindTo(six, any), 0);
+    qx_sockaddr_union name = nameOf(six);
+    EXPECT_EQ(name.family, QX_AF_INET6);
+    any.ipv4.port = name.ipv6.port;
+    any.family = QX_AF_INET;
+    EXPECT_EQ(bindTo(Socket(), any), 0);
+}
+
+TEST(Socket, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
+    const int saved = ::fcntl(0, F_DUPFD_CLOEXEC, 3);
+    ::close(0);
+    {
+        Connection connection;
+        for (const Socket* socket :
+             {&connection.listener, &connection.client, &connection.server}) {
+            EXPECT_GT(socket->descriptor(), 2);
+            EXPECT_EQ(::fcntl(socket->descriptor(), F_GETFD), FD_CLOEXEC);
+        }
+    }
+    if (saved >= 0) {
+        ::dup2(saved, 0);
+        ::close(saved);
+    }
+}
+
+TEST(Socket, SignalsInterruptNothing) {
+    const qxtest::SignalStorm storm;
+    Connection connection;
+    // More than both buffers hold: the send has to wait, and is interrupted after a part.
+    std::vector<char> bytes(8 << 20, 'x');
+    std::thread sender([&] {
+        const auto length = static_cast<int32_t>(bytes.size());
+        EXPECT_EQ(QXSocketSend(connection.client, bytes.data(), length, 0), length);
+        EXPECT_EQ(QXSocketShutdown(connection.client, QX_SHUTDOWN_OUTPUT), 0);
+    });
+    size_t received = 0;
+    std::vector<char> buffer(64 << 10);
+    int32_t count;
+    while ((count = QXSocketReceive(connection.server, buffer.data(), 64 << 10, 0)) > 0)
+        received += static_cast<size_t>(count);
+    EXPECT_EQ(errorOf(count), 0);
+    EXPECT_EQ(received, bytes.size());
+    sender.join();
+
+    qx_socket_set set{1, {connection.client}};
+    const qx_timeval limit{0, 50'000};
+    EXPECT_EQ(QXSocketSelect(&set, nullptr, nullptr, &limit), 0);
+    connection.client.set(QX_SO_RCVTIMEO, 50);
+    EXPECT_EQ(errorOf(receive(connection.client)), 10060) << "signals must not keep it waiting";
+}
+
+TEST(Socket, ASignalDoesNotEndConnectingOrAccepting) {
+    const qxtest::SignalStorm storm;
+    Connection connection;
+    for (int i = 0; i < 200; ++i) {
+        QXSocket accepted = QX_NO_SOCKET;
+        qxtest::BlockingThread acceptor([&] {
+            EXPECT_EQ(errorOf(QXSocketAccept(connection.listener, nullptr, nullptr, &accepted)), 0);
+        });
+        Socket client;
+        EXPECT_EQ(connectTo(client, nameOf(connection.listener)), 0);
+        acceptor.join();
+        QXSocketClose(accepted);
+    }
+}
+
+TEST(Socket, WhatThePeerDoesHasItsNumber) {
+    {
+        Connection connection;
+        connection.server.reset();
+        EXPECT_EQ(errorOf(receive(connection.client)), 10054);
+        EXPECT_EQ(errorOf(QXSocketSend(connection.client, "x", 1, 0)), 10054);
+    }
+    {
+        Connection connection;
+        connection.server.close();
+        EXPECT_EQ(receive(connection.client), 0);
+        // The first send finds out, the later ones fail.
+        int32_t result = 1;
+        for (int i = 0; result == 1 && i < 1000; ++i) {
+            result = QXSocketSend(connection.client, "x", 1, 0);
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(errorOf(result), 10054);
+    }
+    {
+        Connection connection;
+        ASSERT_EQ(QXSocketShutdown(connection.client, QX_SHUTDOWN_OUTPUT), 0);
+        EXPECT_EQ(errorOf(QXSocketSend(connection.client, "x", 1, 0)), 10058);
+        EXPECT_EQ(receive(connection.server), 0);
+        EXPECT_EQ(QXSocketSend(connection.server, "x", 1, 0), 1) << "the other direction lives";
+        EXPECT_EQ(receive(connection.client), 1);
+    }
+    Socket nobody;
+    ASSERT_EQ(bindTo(nobody, loopback()), 0);
+    EXPECT_EQ(connectTo(Socket(), nameOf(nobody)), 10061);
+}
+
+TEST(Socket, TimeOutsAndNonBlockingSocketsDiffer) {
+    Connection connection;
+    connection.client.set(QX_SO_RCVTIMEO, 20);
+    EXPECT_EQ(errorOf(receive(connection.client)), 10060);
+    connection.client.set(QX_SO_SNDTIMEO, 20);
+    std::vector<char> bytes(16 << 20);
+    const int32_t sent = QXSocketSend(connection.client, bytes.data(), 16 << 20, 0);
+    EXPECT_GT(sent, 0);
+    EXPECT_LT(sent, 16 << 20);
+    int32_t more = sent;
+    while (more > 0) // until no growing buffer takes any more
+        more = QXSocketSend(connection.client, bytes.data(), 16 << 20, 0);
+    EXPECT_EQ(errorOf(more), 10060);
+    ::fcntl(connection.client.descriptor(), F_SETFL, O_NONBLOCK);
+    EXPECT_EQ(errorOf(receive(connection.client)), 10035);
+    EXPECT_EQ(errorOf(QXSocketSend(connection.client, bytes.data(), 1, 0)), 10035);
+    // A time-out for receiving is none for accepting, one for sending none for connecting.
+    connection.listener.set(QX_SO_RCVTIMEO, 1);
+    QXSocket accepted = QX_NO_SOCKET;
+    qxtest::BlockingThread acceptor([&] {
+        EXPECT_EQ(errorOf(QXSocketAccept(connection.listener, nullptr, nullptr, &accepted)), 0);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    Socket client;
+    client.set(QX_SO_SNDTIMEO, 1);
+    EXPECT_EQ(connectTo(client, nameOf(connection.listener)), 0);
+    acceptor.join();
+    QXSocketClose(accepted);
+}
+
+TEST(Socket, OptionsKeepTheirDescribedForm) {
+    const Socket socket;
+    const struct {
+        int32_t level, name, value;
+    } cases[] = {
+        {QX_SOL_SOCKET, QX_SO_KEEPALIVE, 1},
+        {QX_SOL_SOCKET, QX_SO_RCVTIMEO, 1500},
+        {QX_SOL_SOCKET, QX_SO_SNDTIMEO, 40},
+        {QX_SOL_SOCKET, QX_SO_LINGER, 0x00070001}, // on, seven seconds
+        {QX_SOL_SOCKET, QX_SO_SNDBUF, 30000},
+        {QX_SOL_SOCKET, QX_SO_RCVBUF, 20000},
+        {QX_IPPROTO_TCP, QX_TCP_NODELAY, 1},
+        {QX_IPPROTO_TCP, QX_TCP_KEEPIDLE, 77},
+        {QX_IPPROTO_IP, QX_IP_TTL, 33},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.level << " " << c.name);
+        EXPECT_EQ(errorOf(QXSocketSetOption(socket, c.level, c.name, &c.value, 4)), 0);
+        int32_t value = 0;
+        int32_t length = 4;
+        EXPECT_EQ(errorOf(QXSocketGetOption(socket, c.level, c.name, &value, &length)), 0);
+        EXPECT_EQ(value, c.value);
+        EXPECT_EQ(length, 4);
+    }
+    int32_t value = 0;
+    int32_t length = 4;
+    EXPECT_EQ(errorOf(QXSocketGetOption(socket, QX_SOL_SOCKET, 9999, &value, &length)), 10042);
+    EXPECT_EQ(errorOf(QXSocketGetOption(socket, 1, QX_SO_TYPE, &value, &length)), 10022);
+    length = 3;
+    EXPECT_EQ(errorOf(QXSocketGetOption(socket, QX_SOL_SOCKET, QX_SO_TYPE, &value, &length)),
+              10014);
+    EXPECT_EQ(errorOf(QXSocketSetOption(socket, QX_SOL_SOCKET, QX_SO_KEEPALIVE, &value, 1)), 10014);
+}
+
+TEST(SocketSelect, TellsWhatIsReady) {
+    Connection connection;
+    Connection other;
+    const qx_timeval now{0, 0};
+    qx_socket_set read{3, {connection.client, connection.listener, connection.server}};
+    qx_socket_set write{2, {connection.server, connection.listener}};
+    QXSocketSend(connection.client, "x", 1, 0);
+    EXPECT_EQ(QXSocketSelect(&read, &write, nullptr, nullptr), 2);
+    EXPECT_EQ(read.count, 1u);
+    EXPECT_EQ(read.sockets[0], connection.server);
+    EXPECT_EQ(write.count, 1u);
+    EXPECT_EQ(write.sockets[0], connection.server);
+    receive(connection.server);
+    EXPECT_EQ(QXSocketSelect(&read, nullptr, nullptr, &now), 0);
+    EXPECT_EQ(read.count, 0u);
+
+    // Out-of-band data is exceptional; a reset connection is not, it can be read.
+    QXSocketSend(connection.client, "!", 1, QX_MSG_OOB);
+    qx_socket_set exception{2, {other.client, connection.server}};
+    EXPECT_EQ(QXSocketSelect(nullptr, nullptr, &exception, nullptr), 1);
+    EXPECT_EQ(exception.sockets[0], connection.server);
+    other.client.reset();
+    const qx_timeval shortly{0, 20'000};
+    exception = {1, {other.server}};
+    EXPECT_EQ(QXSocketSelect(nullptr, nullptr, &exception, &shortly), 0);
+    read = {1, {other.server}};
+    EXPECT_EQ(QXSocketSelect(&read, nullptr, nullptr, &shortly), 1);
+
+    EXPECT_EQ(errorOf(QXSocketSelect(nullptr, &read, nullptr, nullptr)), 0);
+    read.count = 0;
+    EXPECT_EQ(errorOf(QXSocketSelect(&read, nullptr, nullptr, &now)), 10022) << "no socket";
+    read = {1, {QX_NO_SOCKET}};
+    EXPECT_EQ(errorOf(QXSocketSelect(&read, nullptr, nullptr, &now)), 10038);
+    read = {1, {900'000}};
+    EXPECT_EQ(errorOf(QXSocketSelect(&read, nullptr, nullptr, &now)), 10038);
+    read = {1, {connection.server}};
+    const qx_timeval negative{0, -1};
+    EXPECT_EQ(errorOf(QXSocketSelect(&read, nullptr, nullptr, &negative)), 10022);
+}
+
+TEST(SocketSelect, AFailedConnectIsExceptional) {
+    Socket nobody;
+    ASSERT_EQ(bindTo(nobody, loopback()), 0);
+    Socket client;
+    ::fcntl(client.descriptor(), F_SETFL, O_NONBLOCK);
+    const int32_t error = connectTo(client, nameOf(nobody));
+    EXPECT_TRUE(error == 10035 || error == 10061) << error;
+    if (error == 10061)
+        GTEST_SKIP() << "refused at once";
+    qx_socket_set exception{1, {client}};
+    EXPECT_EQ(QXSocketSelect(nullptr, nullptr, &exception, nullptr), 1);
+    int32_t pending = 0;
+    int32_t length = 4;
+    EXPECT_EQ(QXSocketGetOption(client, QX_SOL_SOCKET, QX_SO_ERROR, &pending, &length), 0);
+    EXPECT_EQ(pending, 10061);
+}
+
+/// The texts of all addresses with their ports, or the number of the failure.
+std::string resolved(const char* host, const char* service, int32_t flags, int32_t family) {
+    const qx_addrinfo hints{flags, family, QX_SOCK_STREAM, QX_IPPROTO_TCP, 0, {}, {}, {}};
+    qx_addrinfo* result = nullptr;
+    const int32_t error = QXgetaddrinfo(host, service, &hints, &result);
+    if (error != 0)
+        return result == nullptr ? std::to_string(error) : "a failure with a result";
+    std::string text;
+    for (const qx_addrinfo* i = result; i != nullptr; i = i->ai_next) {
+        char name[1025];
+        char port[32];
+        EXPECT_EQ(QXSocketGetNameInfo(i->ai_addr, static_cast<int32_t>(i->ai_addrlen), name,
+                                      sizeof name, port, sizeof port,
+                                      QX_NI_NUMERICHOST | QX_NI_NUMERICSERV),
+                  0);
+        EXPECT_EQ(i->ai_family, i->ai_addr->family);
+        text += (text.empty() ? "" : " ") + std::string(name) + "/" + port;
+    }
+    QXfreeaddrinfo(result);
+    return text;
+}
+
+TEST(Resolver, Table) {
+    const struct {
+        const char* host;
+        const char* service;
+        int32_t flags;
+        int32_t family;
+        const char* result;
+    } cases[] = {
+        {"127.0.0.1", "80", 0, 0, "127.0.0.1/80"},
+        {"::1", "80", 0, 0, "::1/80"},
+        {"::1", "80", 0, 10, "::1/80"}, // the system's own number of IPv6
+        {"fe80::1%1", "80", 0, 0, "fe80::1%1/80"},
+        {"fe80::1%lo", "80", 0, QX_AF_INET6, "fe80::1%1/80"},
+        {"fe80::1", "80", 0, 0, "fe80::1/80"},
+        {nullptr, "80", QX_AI_PASSIVE, QX_AF_INET, "0.0.0.0/80"},
+        {nullptr, "80", 0, QX_AF_INET6, "::1/80"},
+        {"localhost", "http", 0, QX_AF_INET, "127.0.0.1/80"},
+        {"127.0.0.1", nullptr, 0, 0, "127.0.0.1/0"},
+        {"127.0.0.1", "65535", 0, 0, "127.0.0.1/65535"},
+        {"127.0.0.1", "65536", 0, 0, "12109"}, // not port 0
+        {"127.0.0.1", "no-such-service", 0, 0, "12109"},
+        {"127.0.0.1", "http", QX_AI_NUMERICSERV, 0, "13001"},
+        {"localhost", "80", QX_AI_NUMERICHOST, 0, "13001"},
+        {"", "80", 0, 0, "13001"},
+        {nullptr, nullptr, 0, 0, "13001"},
+        {"1.2.3.4.5", "80", QX_AI_NUMERICHOST, 0, "13001"},
+        {"::1", "80", 0, QX_AF_INET, "14001"},
+        {"127.0.0.1", "80", 0x10, 0, "12022"}, // a flag of the system's own
+        {"127.0.0.1", "80", 0, 1, "12047"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << (c.host ? c.host : "(null)") << " "
+                                        << (c.service ? c.service : "(null)") << " " << c.flags);
+        EXPECT_EQ(resolved(c.host, c.service, c.flags, c.family), c.result);
+    }
+    // Without a network the resolver may also be unreachable.
+    const std::string unknown = resolved("no-such-host.invalid", "80", 0, 0);
+    EXPECT_TRUE(unknown == "13001" || unknown == "13002" || unknown == "14001") << unknown;
+    // A type without that protocol.
+    const qx_addrinfo hints{0, 0, QX_SOCK_STREAM, QX_IPPROTO_UDP, 0, {}, {}, {}};
+    qx_addrinfo* result = nullptr;
+    EXPECT_EQ(QXgetaddrinfo("127.0.0.1", "80", &hints, &result), 12044);
+}
+
+TEST(Resolver, TheFirstResultCarriesTheCanonicalName) {
+    const qx_addrinfo hints{QX_AI_CANONNAME, 0, QX_SOCK_STREAM, 0, 0, {}, {}, {}};
+    qx_addrinfo* result = nullptr;
+    ASSERT_EQ(QXgetaddrinfo("127.0.0.1", "80", &hints, &result), 0);
+    EXPECT_STREQ(result->ai_canonname, "127.0.0.1");
+    QXfreeaddrinfo(result);
+}
+
+TEST(Resolver, TextsThatDoNotFitAreAnError) {
+    qx_sockaddr_union address = loopback(0x5000);
+    char host[10];
+    EXPECT_EQ(QXSocketGetNameInfo(&address, 16, host, 10, nullptr, 0, QX_NI_NUMERICHOST), 0);
+    EXPECT_STREQ(host, "127.0.0.1");
+    EXPECT_EQ(QXSocketGetNameInfo(&address, 16, host, 9, nullptr, 0, QX_NI_NUMERICHOST), 10014);
+    EXPECT_EQ(QXSocketGetNameInfo(&address, 15, host, 10, nullptr, 0, QX_NI_NUMERICHOST), 10014);
+    EXPECT_EQ(QXSocketGetNameInfo(&address, 16, host, 10, nullptr, 0, 32), 12022);
+    address.family = 1;
+    EXPECT_EQ(QXSocketGetNameInfo(&address, 16, host, 10, nullptr, 0, QX_NI_NUMERICHOST), 12047);
+}
+
+TEST(Resolver, ServicesAndTheNameOfTheMachine) {
+    uint16_t port = 1;
+    EXPECT_EQ(QXSocketServicePort("http", "tcp", &port), 0);
+    EXPECT_EQ(port, 80);
+    EXPECT_EQ(errorOf(QXSocketServicePort("no-such-service", "tcp", &port)), 11004);
+    EXPECT_EQ(port, 0);
+    char name[260];
+    ASSERT_EQ(QXGetHostName(name, sizeof name), QX_OK);
+    char expected[260];
+    ::gethostname(expected, sizeof expected);
+    EXPECT_STREQ(name, expected);
+    const auto length = static_cast<int32_t>(std::strlen(name));
+    EXPECT_EQ(QXGetHostName(name, length), QX_E_BUFFER_TOO_SMALL);
+    EXPECT_STREQ(name, "");
+    EXPECT_EQ(QXGetHostName(name, length + 1), QX_OK);
+}
+
+} // namespace

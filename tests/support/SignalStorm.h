@@ -1,0 +1,19 @@
+#pragma once
+
+namespace qxtest {
+
+/// While it lives, signals hail on the thread that made it and on every other of this process, and
+/// interrupt whatever system call they wait in.
+class SignalStorm {
+public:
+    SignalStorm();
+    ~SignalStorm();
+    SignalStorm(const SignalStorm&) = delete;
+    SignalStorm& operator=(const SignalStorm&) = delete;
+
+private:
+    struct State;
+    State* m_state;
+};
+
+} // namespace qxtest
