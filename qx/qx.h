@@ -168,6 +168,8 @@
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/encinfo.h>
 #include <qx/util/AbstractBuffer.h>
+#include <qx/util/CmdLineParser.h>
+#include <qx/util/CommandLineParser.h>
 #include <qx/util/Comparator.h>
 #include <qx/util/CopyCharBuffer.h>
 #include <qx/util/FilePath.h>

@@ -21,7 +21,7 @@ LAYERS = [
     ["qx/ipc/"],
     ["qx/io/"],
     ["qx/exec/", "qx/crypto/", "qx/math/"],
-    ["qx/log/", "qx/net/", "qx/util/CommandLine", "qx/util/IniFile", "qx/util/Property",
+    ["qx/log/", "qx/net/", "qx/util/CmdLine", "qx/util/CommandLine", "qx/util/IniFile", "qx/util/Property",
      "qx/util/RegistryKey", "qx/util/detail/CommandLine", "qx/util/detail/Ini",
      "qx/util/detail/Property", "qx/util/detail/Registry"],
     ["qx/pcom/"],

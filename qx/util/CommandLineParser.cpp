@@ -1,0 +1,325 @@
+#include <qx/util/CommandLineParser.h>
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include <qx/core/Exception.h>
+#include <qx/platform/text.h>
+#include <qx/util/detail/CommandLineTokens.h>
+
+namespace qx::util {
+
+using Element = CommandLineParser::Element;
+using OptionDefinition = CommandLineParser::OptionDefinition;
+
+namespace {
+
+template <class T>
+const T& checkedAt(const std::vector<T>& items, int32_t index) {
+    if (index < 0 || index >= std::ssize(items))
+        throw Exception(u"Invalid vector index"_qs);
+    return items[static_cast<size_t>(index)];
+}
+
+/// The name in an option's token: what stands before "=", without leading switch characters.
+std::u16string_view nameIn(std::u16string_view token) {
+    const std::u16string_view name = token.substr(0, token.find(u'='));
+    const size_t begin = name.find_first_not_of(CommandLineParser::m_switchChars);
+    return begin == std::u16string_view::npos ? std::u16string_view() : name.substr(begin);
+}
+
+} // namespace
+
+const String& Element::valueAt(int32_t index) const { return checkedAt(m_values, index); }
+
+String Element::getValueString(int32_t index) const { return valueAt(index); }
+
+int32_t Element::getValueLong(int32_t index) const {
+    using Limits = std::numeric_limits<int32_t>;
+    const String& text = valueAt(index);
+    char16_t* end = nullptr;
+    const int64_t value = QXStrToLW(text.getData(), &end, 0);
+    if (end == text.getData())
+        throw Exception(u"Unable to convert string to long"_qs);
+    return static_cast<int32_t>(std::clamp<int64_t>(value, Limits::min(), Limits::max()));
+}
+
+double Element::getValueDouble(int32_t index) const {
+    const String& text = valueAt(index);
+    char16_t* end = nullptr;
+    const double value = QXStrToDW(text.getData(), &end);
+    if (end == text.getData())
+        throw Exception(u"Unable to convert string to double"_qs);
+    return value;
+}
+
+OptionDefinition::OptionDefinition(const String& name, int32_t valueCount, const char16_t* defaults,
+                                   const char16_t* description)
+    : Element(name, -1), m_valueCount(valueCount), m_hasDefaults(defaults != nullptr),
+      m_description(description) {
+    splitValues(TextView(defaults), u", ",
+                [this](std::u16string_view piece) { addValue(String(piece)); });
+}
+
+/// What a parse finds, until it has succeeded.
+struct CommandLineParser::Line {
+    Elements elements;
+    std::vector<int32_t> parameters;
+
+    Element& add(std::u16string_view name) {
+        const auto position = static_cast<int32_t>(elements.size());
+        elements.emplace_back(new Element(String(name), position));
+        return *elements.back();
+    }
+    void addParameter(std::u16string_view text) {
+        Element& parameter = add({});
+        parameter.addValue(String(text));
+        parameters.push_back(parameter.getPosition());
+    }
+};
+
+/// Where the last option of each name stands. A sorted array: no choice of names makes it slow,
+/// n of them take n log n steps.
+class CommandLineParser::PositionIndex {
+public:
+    PositionIndex(const Elements& elements, bool ignoreCase)
+        : m_elements(elements), m_ignoreCase(ignoreCase) {}
+
+    Positions make(const std::vector<int32_t>& parameters) const;
+    /// The option, or null.
+    const Reference<Element>* find(const Positions& positions, const String& name) const;
+
+private:
+    using Iterator = Positions::iterator;
+
+    const String& nameOf(NamedPosition entry) const {
+        return m_elements[static_cast<size_t>(entry.position)]->m_name;
+    }
+    bool precedes(const String& left, const String& right) const {
+        return left.compare(right, m_ignoreCase) < 0;
+    }
+    Iterator keepLastOfEach(Iterator begin, Iterator end) const;
+
+    const Elements& m_elements;
+    const bool m_ignoreCase;
+};
+
+CommandLineParser::Positions
+CommandLineParser::PositionIndex::make(const std::vector<int32_t>& parameters) const {
+    Positions entries;
+    entries.reserve(m_elements.size() - parameters.size());
+    auto parameter = parameters.begin();
+    for (const auto& element : m_elements) {
+        if (parameter != parameters.end() && *parameter == element->m_position)
+            ++parameter;
+        else
+            entries.push_back({element->m_name.hashCode(m_ignoreCase), element->m_position});
+    }
+    std::sort(entries.begin(), entries.end(), [](NamedPosition left, NamedPosition right) {
+        return std::pair(left.hash, left.position) < std::pair(right.hash, right.position);
+    });
+    auto kept = entries.begin();
+    for (auto begin = entries.begin(); begin != entries.end();) {
+        const auto end = std::find_if(begin, entries.end(),
+                                      [begin](NamedPosition e) { return e.hash != begin->hash; });
+        kept = std::copy(begin, keepLastOfEach(begin, end), kept);
+        begin = end;
+    }
+    entries.erase(kept, entries.end());
+    return entries;
+}
+
+/// Puts entries of one hash in the order of their names, one for each. They come in the order of
+/// their positions.
+CommandLineParser::PositionIndex::Iterator
+CommandLineParser::PositionIndex::keepLastOfEach(Iterator begin, Iterator end) const {
+    const auto isFirst = [&, &first = nameOf(*begin)](NamedPosition entry) {
+        return nameOf(entry).equals(first, m_ignoreCase);
+    };
+    if (std::all_of(begin + 1, end, isFirst)) { // nearly always: hashes seldom collide
+        *begin = *(end - 1);
+        return begin + 1;
+    }
+    std::stable_sort(begin, end, [this](NamedPosition left, NamedPosition right) {
+        return precedes(nameOf(left), nameOf(right));
+    });
+    Iterator kept = begin;
+    for (Iterator entry = begin + 1; entry != end; ++entry) {
+        if (precedes(nameOf(*kept), nameOf(*entry)))
+            ++kept;
+        *kept = *entry;
+    }
+    return kept + 1;
+}
+
+const Reference<Element>* CommandLineParser::PositionIndex::find(const Positions& positions,
+                                                                 const String& name) const {
+    const uint32_t hash = name.hashCode(m_ignoreCase);
+    const auto found = std::lower_bound(
+        positions.begin(), positions.end(), name, [&](NamedPosition entry, const String& sought) {
+            return entry.hash != hash ? entry.hash < hash : precedes(nameOf(entry), sought);
+        });
+    if (found == positions.end() || found->hash != hash || precedes(name, nameOf(*found)))
+        return nullptr;
+    return &m_elements[static_cast<size_t>(found->position)];
+}
+
+CommandLineParser::CommandLineParser() = default;
+CommandLineParser::CommandLineParser(const CommandLineParser& other) = default;
+CommandLineParser& CommandLineParser::operator=(const CommandLineParser& other) = default;
+CommandLineParser::~CommandLineParser() = default;
+
+void CommandLineParser::defineOption(const String& name, int32_t valueCount,
+                                     const char16_t* defaults, const char16_t* description) {
+    const Reference<OptionDefinition> definition(
+        new OptionDefinition(name, valueCount, defaults, description));
+    // What can run out of memory comes first, so that the maps never disagree: without a definition
+    // a name counts as undefined.
+    auto& folded = m_foldedDefinitions[name];
+    m_definitions.insert_or_assign(name, definition);
+    folded = definition;
+}
+
+void CommandLineParser::setIgnoreCase(bool ignoreCase) { m_ignoreCase = ignoreCase; }
+
+void CommandLineParser::parse(const String& commandLine) {
+    const String line(commandLine); // keeps the text while it is read
+    parseTokens(LineTokens(line.view(), m_switchChars));
+}
+
+void CommandLineParser::parse(int argc, const char* const* argv) {
+    String line;
+    for (int i = 0; i < argc; ++i) {
+        const String argument(argv[i]);
+        const bool isQuoted = argument.contains(u' ');
+        if (isQuoted)
+            line += u'"';
+        line += argument;
+        line += isQuoted ? u"\" " : u" ";
+    }
+    parse(line);
+}
+
+void CommandLineParser::parseArguments(int argc, const char* const* argv) {
+    parseTokens(ArgumentTokens(argc, argv));
+}
+
+template <class Tokens>
+void CommandLineParser::parseTokens(Tokens tokens) {
+    Line line;
+    CommandLineToken token;
+    for (bool hasToken = tokens.next(token); hasToken;) {
+        if (!token.isOption) {
+            line.addParameter(token.text);
+            hasToken = tokens.next(token);
+            continue;
+        }
+        Element& option = line.add(nameIn(token.text));
+        const auto addValue = [&option](std::u16string_view text) {
+            option.addValue(String(text));
+        };
+        const OptionDefinition* const definition = findDefinition(option.getName());
+        if (const size_t equals = token.text.find(u'='); equals < token.text.size()) {
+            splitValues(token.text.substr(equals + 1), u",", addValue);
+            hasToken = tokens.next(token);
+        } else if (definition && tokens.switchFollows()) {
+            option.copyValues(*definition);
+            hasToken = tokens.next(token);
+        } else {
+            const int32_t wanted = definition ? definition->getDefinedValueCount() : 0;
+            hasToken = tokens.next(token);
+            while (hasToken && !token.endsValues && option.getValueCount() < wanted) {
+                addValue(token.text);
+                hasToken = tokens.next(token);
+            }
+        }
+    }
+    Positions positions = PositionIndex(line.elements, false).make(line.parameters);
+    Positions foldedPositions = PositionIndex(line.elements, true).make(line.parameters);
+    m_elements = std::move(line.elements);
+    m_positions = std::move(positions);
+    m_foldedPositions = std::move(foldedPositions);
+    m_parameters = std::move(line.parameters);
+}
+
+void CommandLineParser::reset() noexcept {
+    m_elements.clear();
+    m_positions.clear();
+    m_foldedPositions.clear();
+    m_parameters.clear();
+}
+
+int32_t CommandLineParser::getElementCount() const {
+    return static_cast<int32_t>(m_elements.size());
+}
+
+Reference<const Element> CommandLineParser::getElement(int32_t index) const {
+    return elementAt(index);
+}
+
+int32_t CommandLineParser::getParameterCount() const {
+    return static_cast<int32_t>(m_parameters.size());
+}
+
+Reference<const Element> CommandLineParser::getParameter(int32_t index) const {
+    return parameterAt(index);
+}
+
+bool CommandLineParser::isPresent(const String& name) const { return findOption(name) != nullptr; }
+
+Reference<const Element> CommandLineParser::getOption(const String& name) const {
+    return optionNamed(name);
+}
+
+String CommandLineParser::getValueString(const String& name, int32_t index) const {
+    return requireOption(name)->getValueString(index);
+}
+
+int32_t CommandLineParser::getValueLong(const String& name, int32_t index) const {
+    return requireOption(name)->getValueLong(index);
+}
+
+double CommandLineParser::getValueDouble(const String& name, int32_t index) const {
+    return requireOption(name)->getValueDouble(index);
+}
+
+Reference<const OptionDefinition> CommandLineParser::getDefinition(const String& name) const {
+    return findDefinition(name);
+}
+
+const Reference<Element>& CommandLineParser::elementAt(int32_t index) const {
+    return checkedAt(m_elements, index);
+}
+
+const Reference<Element>& CommandLineParser::parameterAt(int32_t index) const {
+    return elementAt(checkedAt(m_parameters, index));
+}
+
+const Reference<Element>* CommandLineParser::findOption(const String& name) const {
+    return PositionIndex(m_elements, m_ignoreCase)
+        .find(m_ignoreCase ? m_foldedPositions : m_positions, name);
+}
+
+Reference<Element> CommandLineParser::optionNamed(const String& name) const {
+    if (const Reference<Element>* const option = findOption(name))
+        return *option;
+    OptionDefinition* const definition = findDefinition(name);
+    return definition && definition->hasDefaults() ? definition : nullptr;
+}
+
+Reference<Element> CommandLineParser::requireOption(const String& name) const {
+    Reference<Element> option = optionNamed(name);
+    if (!option)
+        throw Exception(u"Option not present: " + name);
+    return option;
+}
+
+OptionDefinition* CommandLineParser::findDefinition(const String& name) const {
+    const Definitions& definitions = m_ignoreCase ? m_foldedDefinitions : m_definitions;
+    const auto found = definitions.find(name);
+    return found == definitions.end() ? nullptr : found->second.get();
+}
+
+} // namespace qx::util

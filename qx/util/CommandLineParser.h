@@ -1,0 +1,204 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/core/TextView.h>
+#include <qx/platform/export.h>
+
+class CQXCmdLineParser;
+
+namespace qx::util {
+
+/// Takes a command line apart into options with their values and parameters.
+///
+/// A line is cut into tokens at runs of spaces (nothing else separates). A token that begins with a
+/// double quote runs to the next one, or to the end of the line, and loses both; there is no
+/// escape. A token that begins with one of m_switchChars is an option: "-x", "--x", "/x" and "-/x"
+/// all name "x". Any other token is a parameter.
+///
+/// Text behind the first "=" of an option is cut at commas into its values, however many its
+/// definition names; a piece that begins with a double quote runs to the next one, empty pieces
+/// are dropped. An option without "=" takes the following tokens as values, as many as its
+/// definition names, but none that is an option itself; when the next unit after the token and one
+/// space is a switch character, it takes a copy of the defaults instead. An option that was not
+/// defined takes no tokens.
+///
+/// Definitions are made first and survive every parse. Parsing takes n log n steps for a line of
+/// n units, whatever is in it. One parser is used by one thread at a time; the elements it hands
+/// out never change and outlive it.
+class QX_API CommandLineParser : public Object {
+public:
+    class Element;
+    class OptionDefinition;
+
+    /// The units that begin an option.
+    static constexpr char16_t m_switchChars[] = u"-/";
+
+    CommandLineParser();
+    /// Shares the elements and definitions, which never change.
+    CommandLineParser(const CommandLineParser& other);
+    CommandLineParser& operator=(const CommandLineParser& other);
+    ~CommandLineParser() override;
+
+    /// Defines an option, in place of an earlier one of the same name. (When case is ignored, the
+    /// latest one whose name differs only in case counts.)
+    /// @param name  without switch characters
+    /// @param valueCount  tokens that the option takes; below 1 none
+    /// @param defaults  values that getOption reports when the option is absent, cut at commas and
+    ///     spaces with the quotes of "=" values; null for none, which differs from an empty text
+    /// @param description  for usage
+    void defineOption(const String& name, int32_t valueCount, const char16_t* defaults = nullptr,
+                      const char16_t* description = nullptr);
+
+    /// Chooses how names are looked up from now on, whatever was parsed before. Initially case
+    /// counts. Only for definitions does it matter during a parse.
+    void setIgnoreCase(bool ignoreCase);
+
+    /// Replaces what was parsed before.
+    /// @throws std::bad_alloc; what was parsed before is then still there
+    void parse(const String& commandLine);
+    /// Parses one line made of the arguments, from argv[0] on, each decoded in the default encoding
+    /// and followed by a space; one with a space inside is put in double quotes. An empty argument
+    /// therefore leaves nothing behind, and quotes inside an argument count.
+    /// @throws what decoding a String throws
+    void parse(int argc, const char* const* argv);
+    /// Parses the arguments of a program on this system as they are: each is one token whatever
+    /// stands in it, an empty one too. The program's name, "-" and arguments that begin with "/"
+    /// are parameters, since paths do. "--" ends the options: it is dropped and the rest are
+    /// parameters.
+    /// @throws what decoding a String throws
+    void parseArguments(int argc, const char* const* argv);
+
+    /// Options and parameters.
+    int32_t getElementCount() const;
+    /// The element at a place of the command line, counted from 0.
+    /// @throws Exception "Invalid vector index"
+    Reference<const Element> getElement(int32_t index) const;
+    int32_t getParameterCount() const;
+    /// @throws Exception "Invalid vector index"
+    Reference<const Element> getParameter(int32_t index) const;
+
+    /// True for an option that occurred in the line, whether it was defined or not.
+    bool isPresent(const String& name) const;
+    /// The last occurrence of the option; when it has none, its definition if that has defaults,
+    /// else null.
+    Reference<const Element> getOption(const String& name) const;
+    /// The value of getOption, as the members of Element of these names give it.
+    /// @throws Exception "Option not present: " and the name when there is none
+    String getValueString(const String& name, int32_t index) const;
+    int32_t getValueLong(const String& name, int32_t index) const;
+    double getValueDouble(const String& name, int32_t index) const;
+
+    /// What a user has to mend, as a sentence without a period: the first option of the line that
+    /// was not defined, or that has fewer values than its definition asks for. Empty when there is
+    /// nothing.
+    String findMistake() const;
+
+    /// A line for every definition, in the order of names: the option, a word for each value, the
+    /// description and the defaults. Empty without definitions.
+    String usage() const;
+
+protected:
+    /// Null when there is none.
+    Reference<const OptionDefinition> getDefinition(const String& name) const;
+    /// Forgets what was parsed, but no definition.
+    void reset() noexcept;
+
+private:
+    friend class ::CQXCmdLineParser;
+    struct Line;
+    class PositionIndex;
+    struct NameOrder {
+        bool ignoreCase;
+        bool operator()(const String& left, const String& right) const {
+            return left.compare(right, ignoreCase) < 0;
+        }
+    };
+    using Definitions = std::map<String, Reference<OptionDefinition>, NameOrder>;
+    /// Where the last option of a name stands, in the order of hashes and names.
+    struct NamedPosition {
+        uint32_t hash;
+        int32_t position;
+    };
+    using Positions = std::vector<NamedPosition>;
+    using Elements = std::vector<Reference<Element>>;
+
+    template <class Tokens>
+    void parseTokens(Tokens tokens);
+    const Reference<Element>& elementAt(int32_t index) const;
+    const Reference<Element>& parameterAt(int32_t index) const;
+    const Reference<Element>* findOption(const String& name) const;
+    Reference<Element> optionNamed(const String& name) const;
+    Reference<Element> requireOption(const String& name) const;
+    OptionDefinition* findDefinition(const String& name) const;
+
+    Elements m_elements;
+    Definitions m_definitions{NameOrder{false}};
+    Positions m_positions;
+    Definitions m_foldedDefinitions{NameOrder{true}};
+    Positions m_foldedPositions;
+    std::vector<int32_t> m_parameters;
+    bool m_ignoreCase = false;
+};
+
+/// An option or a parameter of a command line. Does not change once it is handed out.
+class QX_API CommandLineParser::Element : public Object {
+public:
+    /// The name of an option without switch characters; empty for a parameter.
+    const String& getName() const noexcept { return m_name; }
+    /// The place in the command line among options and parameters, from 0; -1 for a definition.
+    int32_t getPosition() const noexcept { return m_position; }
+    int32_t getValueCount() const noexcept { return static_cast<int32_t>(m_values.size()); }
+    /// @throws Exception "Invalid vector index"
+    String getValueString(int32_t index) const;
+    /// The number at the start of the value, which may be hexadecimal behind 0x and octal behind 0;
+    /// what follows it is ignored. Out of range: the nearest limit of 32 bits.
+    /// @throws Exception "Invalid vector index", or "Unable to convert string to long" when the
+    ///     value begins with no number
+    int32_t getValueLong(int32_t index) const;
+    /// The same for numbers with fraction and exponent, under every locale.
+    /// @throws Exception "Invalid vector index", or "Unable to convert string to double"
+    double getValueDouble(int32_t index) const;
+
+protected:
+    Element(const String& name, int32_t position) : m_name(name), m_position(position) {}
+
+    void addValue(const String& value) { m_values.push_back(value); }
+    void copyValues(const Element& other) { m_values = other.m_values; }
+
+private:
+    friend class CommandLineParser;
+    friend struct CommandLineParser::Line;
+    friend class CommandLineParser::PositionIndex;
+    const String& valueAt(int32_t index) const;
+
+    String m_name;
+    std::vector<String> m_values;
+    int32_t m_position;
+};
+
+/// What is known about an option beforehand; its values are the defaults.
+class QX_API CommandLineParser::OptionDefinition : public CommandLineParser::Element {
+public:
+    /// Tokens that the option takes as values when it is written without "=".
+    int32_t getDefinedValueCount() const noexcept { return m_valueCount; }
+    /// True when defaults were given, if only an empty text.
+    bool hasDefaults() const noexcept { return m_hasDefaults; }
+    const String& getDescription() const noexcept { return m_description; }
+
+private:
+    friend class CommandLineParser;
+    OptionDefinition(const String& name, int32_t valueCount, const char16_t* defaults,
+                     const char16_t* description);
+
+    int32_t m_valueCount;
+    bool m_hasDefaults;
+    String m_description;
+};
+
+} // namespace qx::util

@@ -1,0 +1,294 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/util/CmdLineParser.h>
+#include <qx/util/CommandLineParser.h>
+
+#include "tests/support/TestLocale.h"
+
+using qx::Exception;
+using qx::String;
+using qx::util::CommandLineParser;
+
+namespace {
+
+/// The elements as text: "name:<value><value>" for an option, "<value>" for a parameter.
+template <class Parser>
+std::string elementsOf(const Parser& parser) {
+    std::string text;
+    for (int32_t i = 0, parameters = 0; i < parser.getElementCount(); ++i) {
+        const auto element = parser.getElement(i);
+        EXPECT_EQ(element->getPosition(), i);
+        text += i == 0 ? "" : " ";
+        if (parameters < parser.getParameterCount() && parser.getParameter(parameters) == element)
+            ++parameters;
+        else
+            text += element->getName().toUtf8() + ":";
+        for (int32_t v = 0; v < element->getValueCount(); ++v)
+            text += "<" + element->getValueString(v).toUtf8() + ">";
+    }
+    return text;
+}
+
+template <class Parser>
+Parser parserWithOptions() {
+    Parser parser;
+    parser.defineOption(u"two", 2);
+    parser.defineOption(u"one", 1, u"5");
+    parser.defineOption(u"all", 1000, u"");
+    parser.defineOption(u"none", -1, u"a,\"b, c\" ,d");
+    return parser;
+}
+
+template <class Thrower>
+std::string messageOf(Thrower&& thrower) {
+    try {
+        thrower();
+    } catch (const Exception& e) {
+        return e.getDescription().toUtf8();
+    }
+    return "nothing was thrown";
+}
+
+} // namespace
+
+TEST(CommandLineParser, TakesALineApart) {
+    const struct {
+        const char16_t* line;
+        const char* elements;
+    } cases[] = {
+        {u"", ""},
+        {u"   ", ""},
+        {u" a  b ", "<a> <b>"},
+        {u"a\tb", "<a\tb>"}, // only spaces separate
+        {u"\"two words\" -v", "<two words> v:"},
+        {u"\"a\"b \"c\"\"d\"", "<a> <b> <c> <d>"}, // a token ends with its quote
+        {u"a\"b c\"", "<a\"b> <c\">"},             // a quote inside a token is a unit
+        {u"\"\" \"", "<> <>"},                     // the last one is not closed
+        {u"\"a b", "<a b>"},
+        {u"-x --x /x -/x", "x: x: x: x:"},
+        {u"- -- -= /=a", ": : : :<a>"}, // options without a name
+        {u"\"-x\" \"/a b\"", "x: a b:"},
+        {u"-undefined a", "undefined: <a>"},
+        {u"-two a b c", "two:<a><b> <c>"},
+        {u"-two a -v", "two:<a> v:"},
+        {u"-two a", "two:<a>"},
+        {u"-two \"a b\"\"c\" \"d\"", "two:<a b><c> <d>"},
+        {u"-two \"-v\" a", "two: v: <a>"}, // an option even in quotes
+        {u"-two \"\" b", "two:<><b>"},
+        {u"-two -v", "two: v:"},
+        {u"-one -v", "one:<5> v:"},      // the defaults
+        {u"-one", "one:"},               // nothing follows: no defaults
+        {u"-one  -v", "one: v:"},        // nor behind two spaces
+        {u"\"-one\"  -v", "one:<5> v:"}, // all of which belong to a quoted token
+        {u"-none /", "none:<a><b, c><d> :"},
+        {u"-none a", "none: <a>"},
+        {u"-all 1 2 3 /one 4 5", "all:<1><2><3> one:<4> <5>"},
+        {u"-two=a,b,c d", "two:<a><b><c> <d>"},
+        {u"-none=x -one=", "none:<x> one:"},
+        {u"-two=\"x,y\",z", "two:<x,y><z>"},
+        {u"-two=\"x\"y", "two:<x><y>"},
+        {u"-two=,,a,,\"\",b,", "two:<a><b>"}, // empty pieces are dropped
+        {u"-two=a=b,\"c", "two:<a=b><c>"},
+        {u"\"-two=a b,c\"", "two:<a b><c>"},
+        {u"-two=a,\"b c\"", "two:<a><b> <c\">"}, // the space ends the token first
+        {u"-TWO a", "TWO: <a>"},                 // case counts
+    };
+    auto parser = parserWithOptions<CommandLineParser>();
+    auto legacy = parserWithOptions<CQXCmdLineParser>();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(String(c.line).toUtf8());
+        parser.parse(String(c.line));
+        EXPECT_EQ(elementsOf(parser), c.elements);
+        legacy.parse(c.line);
+        EXPECT_EQ(elementsOf(legacy), c.elements);
+    }
+}
+
+TEST(CommandLineParser, MakesALineOfArguments) {
+    const char* const argv[] = {"my prog", "-two", "a b", "", "\"c d\"", "-one=x y,z"};
+    auto parser = parserWithOptions<CommandLineParser>();
+    parser.parse(6, argv);
+    // The empty argument is lost, and quotes that the line itself adds close early.
+    EXPECT_EQ(elementsOf(parser), "<my prog> two:<a b><> <c> <d\"\"> one:<x y><z>");
+    for (const int argc : {0, -1}) {
+        parser.parse(argc, argv);
+        EXPECT_EQ(parser.getElementCount(), 0);
+    }
+}
+
+TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
+    using Arguments = std::vector<const char*>;
+    const struct {
+        Arguments arguments;
+        const char* elements;
+    } cases[] = {
+        {{}, ""},
+        {{"-prog"}, "<-prog>"},
+        {{"prog", "a b", "", "\"c\"", "/etc/x"}, "<prog> <a b> <> <\"c\"> </etc/x>"},
+        {{"prog", "-two", "", "a b", "-"}, "<prog> two:<><a b> <->"},
+        {{"prog", "-one", "-v"}, "<prog> one:<5> v:"},
+        {{"prog", "-one", "--", "-v"}, "<prog> one:<5> <-v>"},
+        {{"prog", "--two", "a", "--", "b", "--"}, "<prog> two:<a> <b> <-->"},
+        {{"prog", "--two=a b,c"}, "<prog> two:<a b><c>"},
+        {{"prog", nullptr, "--"}, "<prog> <>"},
+    };
+    auto parser = parserWithOptions<CommandLineParser>();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.elements);
+        parser.parseArguments(static_cast<int>(c.arguments.size()), c.arguments.data());
+        EXPECT_EQ(elementsOf(parser), c.elements);
+    }
+}
+
+TEST(CommandLineParser, FindsTheLastOccurrenceOfAnOption) {
+    auto parser = parserWithOptions<CommandLineParser>();
+    parser.parse(String(u"-v=1 -x -V=2 -v=3 -\u00c4=4 -\u00e4=5 -V=6"));
+    EXPECT_EQ(parser.getValueString(u"v", 0), u"3");
+    EXPECT_EQ(parser.getValueString(u"V", 0), u"6");
+    EXPECT_EQ(parser.getValueString(u"\u00c4", 0), u"4");
+    EXPECT_FALSE(parser.isPresent(u"X"));
+    EXPECT_EQ(parser.getElementCount(), 7);
+    parser.setIgnoreCase(true); // without parsing again
+    EXPECT_EQ(parser.getValueString(u"v", 0), u"6");
+    EXPECT_EQ(parser.getValueString(u"\u00c4", 0), u"5");
+    EXPECT_TRUE(parser.isPresent(u"X"));
+    EXPECT_FALSE(parser.isPresent(u""));
+    parser.setIgnoreCase(false);
+    EXPECT_EQ(parser.getValueString(u"v", 0), u"3");
+}
+
+TEST(CommandLineParser, KeepsNamesOfOneHashApart) {
+    ASSERT_EQ(String(u"bb").hashCode(), String(u"a\u0087").hashCode());
+    ASSERT_EQ(String(u"bb").hashCode(), String(u"`\u00ac").hashCode());
+    CommandLineParser parser;
+    parser.parse(String(u"-bb=1 -a\u0087=2 -bb=3 -a\u0087=4 -bb=5"));
+    EXPECT_EQ(parser.getValueString(u"bb", 0), u"5");
+    EXPECT_EQ(parser.getValueString(u"a\u0087", 0), u"4");
+    EXPECT_FALSE(parser.isPresent(u"`\u00ac"));
+}
+
+TEST(CommandLineParser, DefinitionsSurviveAndReplaceEachOther) {
+    CommandLineParser parser;
+    parser.defineOption(u"o", 1);
+    parser.defineOption(u"O", 2, u"x");
+    parser.parse(String(u"-o a b"));
+    EXPECT_EQ(elementsOf(parser), "o:<a> <b>");
+    parser.setIgnoreCase(true);
+    parser.parse(String(u"-o a b"));
+    EXPECT_EQ(elementsOf(parser), "o:<a><b>");
+    parser.parse(String());
+    EXPECT_EQ(parser.getValueString(u"o", 0), u"x");
+    EXPECT_EQ(parser.getOption(u"o")->getPosition(), -1);
+    parser.defineOption(u"O", 0, u"");
+    EXPECT_EQ(parser.getOption(u"O")->getValueCount(), 0); // empty defaults are defaults
+    parser.defineOption(u"O", 0);
+    EXPECT_EQ(parser.getOption(u"O"), nullptr);
+}
+
+TEST(CommandLineParser, ReportsWhatIsNotThere) {
+    auto parser = parserWithOptions<CommandLineParser>();
+    parser.parse(String(u"prog -one abc"));
+    const qx::Reference<const CommandLineParser::Element> option = parser.getOption(u"one");
+    for (const int32_t index : {-1, 2})
+        EXPECT_EQ(messageOf([&] { parser.getElement(index); }), "Invalid vector index");
+    EXPECT_EQ(messageOf([&] { parser.getParameter(1); }), "Invalid vector index");
+    EXPECT_EQ(messageOf([&] { option->getValueString(1); }), "Invalid vector index");
+    EXPECT_EQ(messageOf([&] { option->getValueLong(-1); }), "Invalid vector index");
+    EXPECT_EQ(messageOf([&] { parser.getValueLong(u"two", 0); }), "Option not present: two");
+    EXPECT_EQ(messageOf([&] { option->getValueLong(0); }), "Unable to convert string to long");
+    EXPECT_EQ(messageOf([&] { option->getValueDouble(0); }), "Unable to convert string to double");
+    parser.parse(String(u"-x"));
+    EXPECT_EQ(option->getValueString(0), u"abc"); // outlives its parse
+}
+
+TEST(CommandLineParser, ReadsNumbersAtTheStartOfValues) {
+    const struct {
+        const char16_t* value;
+        int32_t number;
+    } cases[] = {
+        {u"0x1F", 31},
+        {u"017", 15},
+        {u"12abc", 12},
+        {u"+7", 7},
+        {u"0", 0},
+        {u"0x", 0},
+        {u"-2147483648", INT32_MIN},
+        {u"2147483648", INT32_MAX}, // the nearest limit
+        {u"-99999999999999999999", INT32_MIN},
+    };
+    CommandLineParser parser;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(String(c.value).toUtf8());
+        parser.parse(u"-n=" + String(c.value));
+        EXPECT_EQ(parser.getValueLong(u"n", 0), c.number);
+    }
+    const qxtest::TestLocale locale("de_DE.UTF-8");
+    parser.parse(String(u"-n=2.5e1x"));
+    EXPECT_EQ(parser.getValueDouble(u"n", 0), 25);
+}
+
+TEST(CommandLineParser, CopiesAreIndependent) {
+    auto parser = parserWithOptions<CommandLineParser>();
+    parser.parse(String(u"prog -one 1"));
+    CommandLineParser copy(parser);
+    copy.defineOption(u"more", 1);
+    copy.parse(String(u"-more x"));
+    EXPECT_EQ(elementsOf(parser), "<prog> one:<1>");
+    parser = copy;
+    parser.parse(String(u"-more y"));
+    EXPECT_EQ(elementsOf(parser), "more:<y>");
+    EXPECT_EQ(elementsOf(copy), "more:<x>");
+}
+
+TEST(CommandLineParser, ExplainsItsOptions) {
+    CommandLineParser parser;
+    EXPECT_EQ(parser.usage(), u"");
+    parser.defineOption(u"o", 2, nullptr, u"output files");
+    parser.defineOption(u"port", 1, u"80 443", u"where to listen");
+    parser.defineOption(u"exceptionally-long", 3, nullptr, u"takes much");
+    parser.defineOption(u"quiet", 0);
+    parser.defineOption(u"all", 99, u"x");
+    EXPECT_EQ(parser.usage().toUtf8(),
+              "  --all VALUE ... (99)  (default: x)\n"
+              "  --exceptionally-long VALUE VALUE VALUE\n"
+              "                        takes much\n"
+              "  -o VALUE VALUE        output files\n"
+              "  --port VALUE          where to listen (default: 80, 443)\n"
+              "  --quiet\n");
+}
+
+TEST(CommandLineParser, FindsMistakes) {
+    const struct {
+        const char16_t* line;
+        const char* mistake;
+    } cases[] = {
+        {u"prog a -one 1 -none b", ""},
+        {u"prog -v -x", "Unknown option -v"},
+        {u"prog --other", "Unknown option --other"},
+        {u"prog -two a", "Option --two takes 2 values, not 1"},
+        {u"-one=", "Option --one takes 1 value, not 0"},
+    };
+    auto parser = parserWithOptions<CommandLineParser>();
+    for (const auto& c : cases) {
+        parser.parse(String(c.line));
+        EXPECT_EQ(parser.findMistake().toUtf8(), c.mistake);
+    }
+}
+
+// The time is a promise: nothing quadratic. A quadratic step takes minutes here.
+TEST(CommandLineParser, TakesLongLinesInNoTimeToSpeakOf) {
+    constexpr size_t Units = 1 << 20;
+    auto parser = parserWithOptions<CommandLineParser>();
+    for (const char16_t* const part :
+         {u"a ", u"-a ", u"\"", u"-one -", u"-two x -one=,\"a,", u"/"}) {
+        std::u16string line;
+        while (line.size() < Units)
+            line += part;
+        parser.parse(String(std::u16string_view(line)));
+        EXPECT_GT(parser.getElementCount(), 0);
+    }
+}
