@@ -89,6 +89,7 @@
 #include <qx/io/FilterSink.h>
 #include <qx/io/FilterSource.h>
 #include <qx/io/FilterWriter.h>
+#include <qx/io/HeldFlushWriter.h>
 #include <qx/io/InputStream.h>
 #include <qx/io/InputStreamReader.h>
 #include <qx/io/IoException.h>

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+#include <qx/io/FilterWriter.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::io {
+
+/// Holds back the flushes of the writer that it wraps, so that what is flushed often reaches a file
+/// in large pieces. A held-back flush is carried out by release, by the first flush that is asked
+/// for when the time bound has passed since the oldest one held back, by close and by the
+/// destructor. There is no clock of its own: whoever stops writing calls release.
+///
+/// Everything written is passed on at once, so the wrapped writer has to have a buffer. A flush
+/// that fails stays held back; whoever carries it out gets the failure, only the destructor
+/// swallows it.
+///
+/// Any thread may call any member; the calls reach the wrapped writer one at a time.
+class QX_API HeldFlushWriter : public FilterWriter {
+public:
+    static constexpr uint32_t DefaultLongest = 100;
+
+    /// @param longest  time bound in milliseconds
+    explicit HeldFlushWriter(Writer* out, uint32_t longest = DefaultLongest);
+    ~HeldFlushWriter() override;
+
+    using FilterWriter::write;
+    void write(const String& text) override;
+    void write(const char16_t* text) override;
+    void write(const char16_t* from, int32_t length) override;
+    void write(char16_t unit) override;
+    /// Holds the flush back, or carries it out when the time bound has passed.
+    void flush() override;
+    /// Carries out a flush that is held back and closes the writer, also when that fails.
+    void close() override;
+
+    /// Carries out a flush that is held back, if there is one.
+    void release();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void flushHeld();
+
+    sync::Mutex m_lock;
+    const Clock::duration m_longest;
+    bool m_isHeld = false;
+    Clock::time_point m_heldSince;
+};
+
+} // namespace qx::io
