@@ -109,6 +109,8 @@
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>
+#include <qx/log/AbstractLogWriter.h>
+#include <qx/log/BasicLogWriter.h>
 #include <qx/log/FieldValue.h>
 #include <qx/log/ILevelLogger.h>
 #include <qx/log/ILogEntry.h>
@@ -118,6 +120,7 @@
 #include <qx/log/Logger.h>
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/TimeStamp.h>
+#include <qx/log/XmlLogWriter.h>
 #include <qx/log/pcom/ILogEntry.h>
 #include <qx/log/pcom/ILogProcessor.h>
 #include <qx/math/BigDecimal.h>

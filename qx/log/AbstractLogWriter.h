@@ -1,0 +1,47 @@
+#pragma once
+
+#include <qx/core/Implements.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/io/Writer.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::log {
+
+/// The end of a chain of processors: turns each entry into text and writes it to a character
+/// writer, in one write and one flush per entry. What these throw passes through; what of an entry
+/// was written up to then stays written. The writer is never closed.
+///
+/// Any thread may call process; the entries are formatted and written one after the other.
+class QX_API AbstractLogWriter : public qx::pcom::Implements<Object, ILogProcessor> {
+public:
+    /// Flushes the writer.
+    virtual void flush();
+
+protected:
+    /// @param writer  kept by a reference
+    /// @throws ResultException with result::NullPointer for null
+    explicit AbstractLogWriter(io::Writer* writer);
+
+    /// The text to write for @p entry; called by process alone.
+    virtual String format(const ILogEntry* entry) = 0;
+
+    /// An empty text for format to fill and return. It has room from entries before, so that as a
+    /// rule none has to be allocated.
+    String takeText();
+    io::Writer& writer() const noexcept { return *m_writer; }
+
+public:
+    /// Writes the text that format gives and calls flush.
+    void process(const ILogEntry* entry) override;
+
+private:
+    const Reference<io::Writer> m_writer;
+    sync::Mutex m_lock;
+    String m_spare; // kept for its room; guarded by m_lock
+};
+
+} // namespace qx::log

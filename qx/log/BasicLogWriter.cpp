@@ -1,0 +1,21 @@
+#include <qx/log/BasicLogWriter.h>
+
+#include <qx/core/String.h>
+#include <qx/log/detail/FieldWalk.h>
+
+namespace qx::log {
+
+Reference<ILogProcessor> BasicLogWriter::create(io::Writer* writer) {
+    return Reference<BasicLogWriter>(new BasicLogWriter(writer));
+}
+
+String BasicLogWriter::format(const ILogEntry* entry) {
+    String text = takeText();
+    detail::forEachText(*entry, [&text](std::u16string_view name, std::u16string_view value) {
+        text.append(name).append(u'=').append(value).append(u'\n');
+    });
+    text.append(u"-------------------------\n");
+    return text;
+}
+
+} // namespace qx::log
