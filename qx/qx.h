@@ -116,13 +116,16 @@
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/log/ILogger.h>
+#include <qx/log/LevelFilter.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/Logger.h>
 #include <qx/log/MultiProcessor.h>
+#include <qx/log/SyncLogger.h>
 #include <qx/log/TimeStamp.h>
 #include <qx/log/XmlLogWriter.h>
 #include <qx/log/pcom/ILogEntry.h>
 #include <qx/log/pcom/ILogProcessor.h>
+#include <qx/log/pcom/PcomProcessor.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/IntegerView.h>

@@ -25,6 +25,8 @@ public:
     enum class Kind : uint8_t { Object, Signed, Unsigned, Text, Time };
 
     Kind kind() const noexcept { return m_kind; }
+    /// The number of a value of kind Signed.
+    int32_t toSigned() const noexcept { return m_signed; }
     /// What toString of the value's object gives, empty for a null value. Lies in the entry or in
     /// @p room.
     /// @throws what toString throws

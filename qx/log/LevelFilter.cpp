@@ -1,0 +1,54 @@
+#include <qx/log/LevelFilter.h>
+
+#include <optional>
+
+#include <qx/core/Number.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/log/LogEntry.h>
+#include <qx/log/detail/StandardFields.h>
+
+namespace qx::log {
+
+namespace {
+
+/// The level of an entry; nothing when it cannot be told.
+std::optional<int64_t> levelOf(const ILogEntry& entry) {
+    std::optional<int64_t> level;
+    if (const auto* const known = dynamic_cast<const LogEntry*>(&entry)) {
+        // As loggers set it: found without a name to look up or an object.
+        known->forEachField([&level](std::u16string_view name, const FieldValue& value) {
+            if (value.kind() == FieldValue::Kind::Signed && name == detail::LevelField.text)
+                level = value.toSigned();
+        });
+        if (level)
+            return level;
+    }
+    const String name(detail::LevelField.text);
+    if (!entry.hasField(name))
+        return level;
+    const auto value = entry.getField(name);
+    if (const auto* const number = dynamic_cast<const Number*>(value.get()))
+        level = number->toInt64();
+    return level;
+}
+
+} // namespace
+
+Reference<LevelFilter> LevelFilter::create(ILogProcessor* target, int threshold) {
+    return new LevelFilter(target, threshold);
+}
+
+LevelFilter::LevelFilter(ILogProcessor* target, int threshold)
+    : m_target(target), m_threshold(threshold) {
+    if (target == nullptr)
+        throwResult(result::NullPointer);
+}
+
+void LevelFilter::process(const ILogEntry* entry) {
+    const auto level = levelOf(*entry);
+    if (!level || *level >= m_threshold.load(std::memory_order_relaxed))
+        m_target->process(entry);
+}
+
+} // namespace qx::log

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+
+#include <qx/core/Implements.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/platform/export.h>
+
+namespace qx::log {
+
+/// Passes on the entries whose field "level" is at or above a threshold. An entry without that
+/// field, or with something in it that is no number, cannot be judged and is passed on.
+///
+/// For any number of threads at once, as far as the target is.
+class QX_API LevelFilter : public qx::pcom::Implements<Object, ILogProcessor> {
+public:
+    /// @param target  kept by a reference
+    /// @throws ResultException with result::NullPointer for a null target
+    static Reference<LevelFilter> create(ILogProcessor* target, int threshold);
+
+    void process(const ILogEntry* entry) override;
+
+    /// Takes effect with the next entry; any thread may call it while others log.
+    void setThreshold(int threshold) noexcept { m_threshold = threshold; }
+    int getThreshold() const noexcept { return m_threshold; }
+
+private:
+    LevelFilter(ILogProcessor* target, int threshold);
+
+    const Reference<ILogProcessor> m_target;
+    std::atomic<int> m_threshold;
+};
+
+} // namespace qx::log

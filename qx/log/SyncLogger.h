@@ -1,0 +1,28 @@
+#pragma once
+
+#include <qx/core/Implements.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/log/ILevelLogger.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::log {
+
+/// Lets any number of threads use a logger that is made for one at a time: whole calls follow one
+/// another.
+class QX_API SyncLogger : public qx::pcom::Implements<Object, ILevelLogger> {
+public:
+    /// @param target  kept by a reference
+    /// @throws ResultException with result::NullPointer for null
+    explicit SyncLogger(ILevelLogger* target);
+
+    /// The target's log; what it throws passes through.
+    void log(int level, const String& text) override;
+
+private:
+    const Reference<ILevelLogger> m_target;
+    sync::Mutex m_lock;
+};
+
+} // namespace qx::log
