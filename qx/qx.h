@@ -110,6 +110,7 @@
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>
 #include <qx/log/AbstractLogWriter.h>
+#include <qx/log/AsyncProcessor.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/FieldValue.h>
 #include <qx/log/ILevelLogger.h>

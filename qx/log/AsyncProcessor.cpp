@@ -1,0 +1,37 @@
+#include <qx/log/AsyncProcessor.h>
+
+#include <utility>
+
+#include <qx/core/Result.h>
+#include <qx/log/detail/AsyncProcessorImpl.h>
+
+namespace qx::log {
+
+Reference<AsyncProcessor> AsyncProcessor::create(ILogProcessor* target, int threadCount,
+                                                 const AsyncOptions& options) {
+    if (target == nullptr)
+        throwResult(result::NullPointer);
+    Reference<AsyncProcessor> processor(
+        new AsyncProcessor(makeReference<AsyncProcessorImpl>(target, options)));
+    for (int i = 0; i < threadCount; ++i)
+        processor->m_core->startWorker();
+    return processor;
+}
+
+AsyncProcessor::AsyncProcessor(Reference<AsyncProcessorImpl> core) : m_core(std::move(core)) {}
+
+AsyncProcessor::~AsyncProcessor() { m_core->shutDown(); }
+
+void AsyncProcessor::process(const ILogEntry* entry) { m_core->process(entry); }
+
+bool AsyncProcessor::flush() { return m_core->flush(); }
+
+uint64_t AsyncProcessor::getQueuedCount() const { return m_core->getQueuedCount(); }
+
+uint64_t AsyncProcessor::getDroppedCount() const { return m_core->getDroppedCount(); }
+
+uint64_t AsyncProcessor::getFailedCount() const { return m_core->getFailedCount(); }
+
+int AsyncProcessor::getWorkerCount() const { return m_core->getWorkerCount(); }
+
+} // namespace qx::log

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/Implements.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/exec/IRunnable.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/platform/export.h>
+
+namespace qx::log {
+
+class AsyncProcessorImpl;
+
+/// What an asynchronous processor may be told beside its target and the number of its workers.
+struct AsyncOptions {
+    /// What becomes of an entry for which the queue has no room.
+    enum class Overflow {
+        /// The caller waits for room. A worker that logs in the middle of an entry does not wait:
+        /// its entry goes beyond the bound. Without a worker there will be no room: process throws
+        /// IllegalStateException.
+        Block,
+        /// The entry is dropped.
+        DropNewest,
+        /// The entry that waits longest is dropped.
+        DropOldest,
+    };
+
+    /// Entries that may wait at most, not counting those that workers have in their hands; 0 for
+    /// any number.
+    uint32_t capacity = 0;
+    Overflow overflow = Overflow::Block;
+    /// Run by a worker whenever it finds the queue empty after having handed entries on, by flush
+    /// and at shutdown: the place to release what io::HeldFlushWriter holds back. May be run by
+    /// several threads at once. What it throws counts like a failure of the target.
+    Reference<exec::IRunnable> whenEmpty;
+};
+
+/// Queues entries and lets worker threads hand them to a target, so that whoever logs does not wait
+/// for it. Entries are taken in the order in which they were queued, so one worker keeps the order.
+/// Several call the target at once, which must then stand that; a MultiProcessor in front of it
+/// brings them in line.
+///
+/// A worker ends when the target throws, and the entry is lost (getFailedCount); the others carry
+/// on. Without a worker, also when there never was one, entries wait for the destructor.
+///
+/// The destructor hands on what still waits, in order and on its own thread; a target that throws
+/// does not keep the rest from it. Workers are not joined: one that is in the middle of an entry
+/// finishes it meanwhile. The target is released by the destructor, or by such a worker when that
+/// ends later; a flush before it sees to it that there is none.
+///
+/// Every Logger holds a reference: whichever of them goes last runs the destructor, and entries
+/// logged up to then are handed on. The target must not drop that last reference.
+class QX_API AsyncProcessor : public qx::pcom::Implements<Object, ILogProcessor> {
+public:
+    /// @param target       kept by a reference
+    /// @param threadCount  workers; below 1 for none
+    /// @throws ResultException with result::NullPointer for a null target, or when a thread cannot
+    ///     be started
+    static Reference<AsyncProcessor> create(ILogProcessor* target, int threadCount,
+                                            const AsyncOptions& options = {});
+
+    ~AsyncProcessor() override;
+
+    /// Queues the entry by a reference. Any thread may call it.
+    /// @throws std::bad_alloc, IllegalStateException as Overflow::Block says
+    void process(const ILogEntry* entry) override;
+
+    /// Waits until every entry queued before the call was handed on, the target having returned (or
+    /// thrown), and runs the whenEmpty of the options. Entries that others queue meanwhile are not
+    /// waited for.
+    /// @return false when that cannot come about, and then without waiting for it: no worker is
+    ///     left while entries wait, or the caller is a worker in the middle of an entry
+    /// @throws what whenEmpty throws
+    bool flush();
+
+    /// Entries that wait; those that the bound of the queue made it drop; those at which the target
+    /// threw; workers that have not ended. Out of date as soon as somebody logs.
+    uint64_t getQueuedCount() const;
+    uint64_t getDroppedCount() const;
+    uint64_t getFailedCount() const;
+    int getWorkerCount() const;
+
+private:
+    explicit AsyncProcessor(Reference<AsyncProcessorImpl> core);
+
+    const Reference<AsyncProcessorImpl> m_core;
+};
+
+} // namespace qx::log

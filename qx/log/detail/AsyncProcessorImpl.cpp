@@ -1,0 +1,284 @@
+#include <qx/log/detail/AsyncProcessorImpl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/exec/Thread.h>
+#include <qx/log/detail/AsyncWorker.h>
+
+namespace qx::log {
+
+using detail::EntryReference;
+
+namespace {
+
+/// How long a shutdown waits for workers in the middle of an entry, so that the rest follows that
+/// entry and the target goes with the processor. A target that hangs holds nobody up for longer.
+constexpr std::chrono::milliseconds Grace(1000);
+
+} // namespace
+
+AsyncProcessorImpl::AsyncProcessorImpl(ILogProcessor* target, const AsyncOptions& options)
+    : m_target(target), m_whenEmpty(options.whenEmpty), m_capacity(options.capacity),
+      m_overflow(options.overflow), m_lock("qx/log/AsyncProcessorImpl::m_lock"),
+      m_signal(0, "qx/log/AsyncProcessorImpl::m_signal") {}
+
+AsyncProcessorImpl::~AsyncProcessorImpl() = default;
+
+void AsyncProcessorImpl::startWorker() {
+    const auto thread = makeReference<exec::Thread>(this);
+    ++m_workerCount; // whoever looks before the thread runs has a worker to wait for
+    try {
+        thread->start();
+    } catch (...) {
+        --m_workerCount;
+        throw;
+    }
+}
+
+void* AsyncProcessorImpl::run() {
+    Worker worker(*this);
+    while (const EntryReference entry = worker.next())
+        handOn(entry);
+    return nullptr;
+}
+
+void AsyncProcessorImpl::process(const ILogEntry* entry) {
+    if (entry == nullptr)
+        throwResult(result::NullPointer);
+    EntryReference held(entry);
+    bool isSignalDue = false;
+    {
+        std::unique_lock lock(m_lock);
+        if (isFull()) [[unlikely]] {
+            lock.unlock();
+            processFull(std::move(held));
+            return;
+        }
+        isSignalDue = put(std::move(held));
+    }
+    if (isSignalDue)
+        m_signal.signal();
+}
+
+void AsyncProcessorImpl::processFull(EntryReference entry) {
+    EntryReference oldest; // goes without a lock
+    const std::unique_lock taking(m_taking);
+    if (m_overflow == AsyncOptions::Overflow::Block && Worker::caller(*this) == nullptr) {
+        while (isFull() && !m_stopping) {
+            if (m_workerCount == 0)
+                throw IllegalStateException(u"queue full and no worker left");
+            m_nap.signal();
+            ++m_roomWaiters;
+            m_taking.wait();
+            --m_roomWaiters;
+        }
+    }
+    const std::lock_guard lock(m_lock);
+    if (isFull() && m_overflow == AsyncOptions::Overflow::DropNewest) {
+        ++m_dropped;
+        return;
+    }
+    if (put(std::move(entry)))
+        m_signal.signal();
+    if (m_overflow == AsyncOptions::Overflow::DropOldest &&
+        m_putCount - m_takenCount > m_capacity) {
+        refill();
+        oldest = takeFirst();
+        ++m_dropped;
+        notify();
+    }
+}
+
+/// For holders of m_lock; exact where m_taking is held too, else a moment behind.
+bool AsyncProcessorImpl::isFull() const noexcept {
+    return m_capacity != 0 &&
+           m_putCount - m_takenCount.load(std::memory_order_relaxed) >= m_capacity;
+}
+
+/// For holders of m_lock. True when a sleeper has to get a unit of the signal.
+bool AsyncProcessorImpl::put(EntryReference&& entry) {
+    if (m_stopping)
+        throw IllegalStateException(u"processor has been shut down");
+    m_incoming.push(std::move(entry));
+    ++m_putCount;
+    const int sleepers = m_sleepers.load(std::memory_order_relaxed);
+    if (sleepers == 0 || m_isNapping)
+        return false;
+    m_sleepers.store(sleepers - 1, std::memory_order_relaxed);
+    return true;
+}
+
+/// For holders of m_taking, as everything down to wakeSleeper: whether an entry is ready.
+bool AsyncProcessorImpl::refill() {
+    if (m_ready.isEmpty()) {
+        const std::lock_guard lock(m_lock);
+        m_ready.swap(m_incoming);
+    }
+    return !m_ready.isEmpty();
+}
+
+EntryReference AsyncProcessorImpl::takeFirst() noexcept {
+    m_takenCount.store(m_takenCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    return m_ready.pop();
+}
+
+/// Tells those who wait in flush and for room, as far as they have to know.
+void AsyncProcessorImpl::notify() {
+    if (isHandedOn(m_awaited)) {
+        m_awaited = UINT64_MAX;
+        m_taking.broadcast();
+    } else if (m_roomWaiters > 0) {
+        // Not for every entry: each time all of them wake.
+        const uint64_t room = m_capacity - std::min<uint64_t>(getQueuedCount(), m_capacity);
+        if (room >= std::max<uint32_t>(m_capacity / 8, 1))
+            m_taking.broadcast();
+    }
+}
+
+/// Whether all entries below @p number are gone from the queue and from the hands of workers.
+bool AsyncProcessorImpl::isHandedOn(uint64_t number) const noexcept {
+    if (m_takenCount.load(std::memory_order_relaxed) < number)
+        return false;
+    for (const Worker* worker = m_workers; worker; worker = worker->m_next) {
+        if (worker->m_number < number)
+            return false;
+    }
+    return true;
+}
+
+bool AsyncProcessorImpl::isIdleBut(const Worker* caller) const noexcept {
+    for (const Worker* worker = m_workers; worker; worker = worker->m_next) {
+        if (worker->m_isBusy && worker != caller)
+            return false;
+    }
+    return true;
+}
+
+void AsyncProcessorImpl::wakeSleeper() {
+    if (m_sleepers.load(std::memory_order_relaxed) == 0)
+        return;
+    {
+        const std::lock_guard lock(m_lock);
+        const int sleepers = m_sleepers.load(std::memory_order_relaxed);
+        if (sleepers == 0)
+            return;
+        m_sleepers.store(sleepers - 1, std::memory_order_relaxed);
+    }
+    m_signal.signal();
+}
+
+void AsyncProcessorImpl::handOn(const ILogEntry* entry) {
+    try {
+        m_target->process(entry);
+    } catch (...) {
+        ++m_failed;
+        throw;
+    }
+}
+
+void AsyncProcessorImpl::runWhenEmpty() {
+    if (m_whenEmpty)
+        m_whenEmpty->run();
+}
+
+bool AsyncProcessorImpl::flush() {
+    if (Worker::caller(*this))
+        return false;
+    {
+        const std::lock_guard taking(m_taking);
+        const uint64_t number = [this] {
+            const std::lock_guard lock(m_lock);
+            return m_putCount;
+        }();
+        while (!isHandedOn(number)) {
+            if (m_workerCount == 0)
+                return false;
+            m_awaited = std::min(m_awaited, number);
+            m_nap.signal();
+            m_taking.wait();
+        }
+    }
+    runWhenEmpty();
+    return true;
+}
+
+void AsyncProcessorImpl::shutDown() noexcept {
+    resultOf([this] { stopWorkers(); });
+    resultOf([this] { awaitIdleWorkers(); });
+    drain();
+    resultOf([this] { runWhenEmpty(); });
+    {
+        const std::lock_guard taking(m_taking);
+        m_drained = true;
+    }
+    releaseTarget();
+}
+
+void AsyncProcessorImpl::stopWorkers() {
+    const std::lock_guard taking(m_taking);
+    int sleepers = 0;
+    {
+        const std::lock_guard lock(m_lock);
+        m_stopping = true;
+        sleepers = m_sleepers.exchange(0, std::memory_order_relaxed);
+    }
+    for (; sleepers > 0; --sleepers)
+        m_signal.signal();
+    m_nap.signal();
+    m_taking.broadcast();
+}
+
+void AsyncProcessorImpl::awaitIdleWorkers() {
+    using std::chrono::ceil;
+    using std::chrono::milliseconds;
+    const auto end = std::chrono::steady_clock::now() + Grace;
+    const std::lock_guard taking(m_taking);
+    while (!isIdleBut(Worker::caller(*this))) {
+        const auto left = ceil<milliseconds>(end - std::chrono::steady_clock::now());
+        if (left <= milliseconds::zero())
+            return;
+        m_taking.wait(static_cast<uint32_t>(left.count())); // throws when the time is over
+    }
+}
+
+void AsyncProcessorImpl::drain() {
+    for (;;) {
+        EntryReference entry;
+        {
+            const std::lock_guard taking(m_taking);
+            if (!refill())
+                return;
+            entry = takeFirst();
+        }
+        resultOf([&] { handOn(entry); });
+    }
+}
+
+/// Once nobody can use the target any more: no entries wait, no worker has one in its hands.
+void AsyncProcessorImpl::releaseTarget() noexcept {
+    Reference<ILogProcessor> target;
+    Reference<exec::IRunnable> whenEmpty;
+    {
+        const std::lock_guard taking(m_taking);
+        if (!m_drained || !isIdleBut(nullptr))
+            return;
+        target.swap(m_target);
+        whenEmpty.swap(m_whenEmpty);
+    }
+    // A writer may end its document now.
+    target.reset();
+    if (whenEmpty)
+        resultOf([&] { whenEmpty->run(); });
+}
+
+uint64_t AsyncProcessorImpl::getQueuedCount() const {
+    const std::lock_guard lock(m_lock);
+    return m_putCount - m_takenCount.load(std::memory_order_relaxed);
+}
+
+} // namespace qx::log

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include <qx/core/Implements.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/exec/IRunnable.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/ILogEntry.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/log/detail/EntryQueue.h>
+#include <qx/sync/Condition.h>
+#include <qx/sync/Event.h>
+#include <qx/sync/Mutex.h>
+#include <qx/sync/Semaphore.h>
+
+namespace qx::log {
+
+/// What an AsyncProcessor shares with its workers, which outlive it: queue, target and the loop of
+/// a worker. The members mean what they mean there.
+///
+/// Loggers put entries into one list under a short lock, workers take them from another under
+/// another lock; a worker that finds its list empty swaps the two. A worker that has nothing to do
+/// naps for a while before it sleeps, and nobody has to wake it from a nap: as long as entries
+/// come, logging makes no system call, and they are handed on in batches.
+class AsyncProcessorImpl final
+    : public qx::pcom::Implements<Object, exec::IRunnable, ILogProcessor> {
+public:
+    AsyncProcessorImpl(ILogProcessor* target, const AsyncOptions& options);
+    ~AsyncProcessorImpl() override;
+
+    /// @throws ResultException when the thread cannot be started
+    void startWorker();
+    /// The loop of a worker, until shutdown or a failure, which it throws.
+    void* run() override;
+    void process(const ILogEntry* entry) override;
+    bool flush();
+    /// Ends the workers and hands on what waits. Afterwards process throws IllegalStateException.
+    void shutDown() noexcept;
+
+    uint64_t getQueuedCount() const;
+    uint64_t getDroppedCount() const noexcept { return m_dropped; }
+    uint64_t getFailedCount() const noexcept { return m_failed; }
+    int getWorkerCount() const noexcept { return m_workerCount; }
+
+private:
+    class Worker;
+
+    void processFull(detail::EntryReference entry);
+    bool isFull() const noexcept;
+    bool put(detail::EntryReference&& entry);
+    bool refill();
+    detail::EntryReference takeFirst() noexcept;
+    void handOn(const ILogEntry* entry);
+    void runWhenEmpty();
+    void wakeSleeper();
+    void stopWorkers();
+    void awaitIdleWorkers();
+    void drain();
+    void notify();
+    bool isHandedOn(uint64_t number) const noexcept;
+    bool isIdleBut(const Worker* caller) const noexcept;
+    void releaseTarget() noexcept;
+
+    Reference<ILogProcessor> m_target; // until nobody can need it any more
+    Reference<exec::IRunnable> m_whenEmpty;
+    const uint32_t m_capacity;
+    const AsyncOptions::Overflow m_overflow;
+
+    /// Side of the loggers. m_taking is acquired before m_lock where both are.
+    alignas(64) mutable sync::Mutex m_lock;
+    detail::EntryQueue m_incoming;
+    uint64_t m_putCount = 0;
+    bool m_stopping = false; // changed under both locks
+    bool m_isNapping = false;
+    std::atomic<int> m_sleepers{0}; // workers that need a unit of m_signal; changed under m_lock
+    std::atomic<uint64_t> m_dropped{0};
+
+    /// Side of the workers.
+    alignas(64) mutable sync::Condition m_taking;
+    detail::EntryQueue m_ready;
+    std::atomic<uint64_t> m_takenCount{0}; // the number of the first entry that waits
+    Worker* m_workers = nullptr;
+    std::atomic<int> m_workerCount{0};
+    int m_roomWaiters = 0;
+    /// Number of entries that the first to return from flush waits for.
+    uint64_t m_awaited = UINT64_MAX;
+    bool m_drained = false;
+    std::atomic<uint64_t> m_failed{0};
+
+    sync::Semaphore m_signal;
+    sync::Event m_nap; // ends a nap before its time
+};
+
+} // namespace qx::log
