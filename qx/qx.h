@@ -130,6 +130,8 @@
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/IntegerView.h>
+#include <qx/net/QueryKey.h>
+#include <qx/net/URI.h>
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>

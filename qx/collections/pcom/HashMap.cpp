@@ -88,8 +88,18 @@ Reference<IQXUnknown> HashMap::put(IQXUnknown* key, IQXUnknown* value) {
         (*link)->m_value.swap(ownedValue);
         return ownedValue;
     }
+    addEntry(std::move(ownedKey), std::move(ownedValue), hash);
+    return nullptr;
+}
+
+void HashMap::putNew(IQXUnknown* key, IQXUnknown* value) {
+    const Reference<IQXUnknown> ownedKey(key), ownedValue(value);
+    addEntry(ownedKey, ownedValue, getKeyHashCode(key));
+}
+
+void HashMap::addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash) {
     detail::checkRoom(m_size, detail::TableTooLong);
-    Link entry(new HashMapEntry(std::move(ownedKey), std::move(ownedValue), hash));
+    Link entry(new HashMapEntry(std::move(key), std::move(value), hash));
     if (m_size >= m_threshold)
         rehash();
     else if (!m_table)
@@ -99,7 +109,6 @@ Reference<IQXUnknown> HashMap::put(IQXUnknown* key, IQXUnknown* value) {
     entry->m_next = std::move(head);
     head = std::move(entry);
     ++m_size;
-    return nullptr;
 }
 
 Reference<IQXUnknown> HashMap::remove(const IQXUnknown* key) {

@@ -58,6 +58,9 @@ public:
     int getSize() const override { return m_size; }
     /// @throws std::length_error when the map has as many keys or buckets as a size can say
     Reference<IQXUnknown> put(IQXUnknown* key, IQXUnknown* value) override;
+    /// put for a key that the caller knows to be absent. Nothing is compared, so keys that were
+    /// chosen to share one hash cost no more than others.
+    void putNew(IQXUnknown* key, IQXUnknown* value);
     Reference<IQXUnknown> remove(const IQXUnknown* key) override;
 
     /// Number of buckets.
@@ -72,6 +75,7 @@ private:
     using Table = std::unique_ptr<Link[]>;
 
     Table allocTable(int length);
+    void addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash);
     void rehash();
     void releaseEntries() noexcept;
     Link removeEntry(Link& link) noexcept;

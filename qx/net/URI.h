@@ -1,0 +1,181 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include <qx/core/Object.h>
+#include <qx/core/String.h>
+#include <qx/platform/export.h>
+
+namespace qx::net {
+
+namespace detail {
+class QueryPairs;
+}
+
+/// A URI as its components: scheme, user, password, host, port, path and query pairs, or an opaque
+/// part behind the scheme ("urn:x-demo").
+///
+///     qx::net::URI uri(u"svc://u@h:8080/a/b?x=1&y=2"_qs);
+///     uri.setQueryPair(u"name"_qs, u"x y"_qs, true);
+///
+/// Components are kept in escaped form: "%" and two hexadecimal digits for each byte of UTF-8 that
+/// must not stand for itself. With @p escape a setter escapes what it is given, else it takes it
+/// unchanged; with @p unescape a getter gives the text without escapes, else as it is kept. A
+/// setter makes its component present. The getter of an absent component throws Exception with an
+/// empty description, so ask with has...() first.
+///
+/// Any text yields some URI. Only half a surrogate pair cannot be escaped: it raises
+/// text::charset::InvalidCharacterException, and what was set before it stays set. There are no
+/// fragments: "#" is a unit like any other. Paths are not
+/// normalised and relative references not resolved. Every operation is linear in the length of its
+/// text, or nearly so. A URI is used by one thread at a time.
+class QX_API URI : public Object {
+public:
+    /// Without any component.
+    URI();
+    /// setUri (text, false)
+    explicit URI(const String& text);
+    /// A copy with pairs of its own, in the same order.
+    URI(const URI& other);
+    URI& operator=(const URI& other);
+    ~URI() override;
+
+    /// Reads the components that @p text has; others stay, and query pairs are added.
+    ///
+    /// What stands before the first ":" is the scheme, whatever its units are. Behind "//" stands
+    /// the authority, up to the first "/" or, without one, the first "?". The path follows, without
+    /// its leading "/", up to the first "?"; then the query.
+    void setUri(const String& text, bool escape);
+    /// The text of all components. A path is printed with a leading "/".
+    String toString() const override;
+    /// Makes every component absent.
+    void removeAll();
+
+    /// Never escaped.
+    String getScheme() const;
+    void setScheme(const String& scheme);
+    bool hasScheme() const { return m_hasScheme; }
+    void removeScheme();
+
+    String getUser(bool unescape) const;
+    void setUser(const String& user, bool escape);
+    bool hasUser() const { return m_hasUser; }
+    void removeUser();
+
+    String getPassword(bool unescape) const;
+    void setPassword(const String& password, bool escape);
+    bool hasPassword() const { return m_hasPassword; }
+    void removePassword();
+
+    /// The user, then ":" and the password if there is one, which is never unescaped here.
+    String getUserInfo(bool unescape) const;
+    /// Splits at the first ":". Without one the password stays as it is.
+    void setUserInfo(const String& userInfo, bool escape);
+    bool hasUserInfo() const { return m_hasUser; }
+    void removeUserInfo();
+
+    String getHost(bool unescape) const;
+    void setHost(const String& host, bool escape);
+    bool hasHost() const { return m_hasHost; }
+    void removeHost();
+
+    int getPort() const;
+    void setPort(int port);
+    bool hasPort() const { return m_hasPort; }
+    void removePort();
+
+    /// User information, host and port. Present when there is a host or a user.
+    String getAuthority(bool unescape) const;
+    /// Behind the first "@" stands the host and behind its first ":" the port, which is read as
+    /// Number::parseInt reads it.
+    void setAuthority(const String& authority, bool escape);
+    bool hasAuthority() const { return m_hasHost || m_hasUser; }
+    void removeAuthority();
+
+    /// Without the leading "/".
+    String getPath(bool unescape) const;
+    void setPath(const String& path, bool escape);
+    bool hasPath() const { return m_hasPath; }
+    void removePath();
+
+    /// The pairs as "key=value", joined by "&", in the order of a hash map; only values are
+    /// unescaped. Empty without a query.
+    String getQuery(bool unescape) const;
+    /// Adds the pairs of a text, separated by "&". A piece without "=" is key and value at once;
+    /// the empty text has no pair. Keys that differ only in letter case are one: it keeps its first
+    /// spelling and takes the last value.
+    void setQuery(const String& query, bool escape);
+    bool hasQuery() const { return m_hasQuery; }
+    void removeQuery();
+
+    /// @param key  as it is kept, that is, escaped; in any letter case
+    String getQueryValue(const String& key, bool unescape) const;
+    /// @p escape is for both.
+    void setQueryPair(const String& key, const String& value, bool escape);
+    bool hasQueryValue(const String& key) const;
+    /// Without a pair left there is no query.
+    void removeQueryPair(const String& key);
+
+    /// Everything behind the scheme and its ":"; empty when there is nothing.
+    String getSchemeSpecificPart(bool unescape) const;
+    /// Reads authority, path and query. A text that does not begin with "/" behind a scheme is kept
+    /// whole instead, never escaped, and is what the URI prints from then on.
+    void setSchemeSpecificPart(const String& part, bool escape);
+    bool hasSchemeSpecificPart() const;
+    void removeSchemeSpecificPart();
+    bool isOpaque() const { return m_isOpaque; }
+
+    /// No fragment is stored: always empty.
+    String getFragment() const { return String(); }
+    void setFragment(const String& fragment);
+    bool hasFragment() const { return false; }
+
+private:
+    /// Which units are escaped beside those that always are.
+    enum ESCAPE_PART {
+        ESCAPE_AUTHORITY = 0,
+        ESCAPE_PATH = 1,
+        ESCAPE_QUERY = 2,
+    };
+
+    static String getEscapedString(std::u16string_view text, ESCAPE_PART part);
+    static String getUnescapedString(const String& text);
+    static String getEscapedQuery(std::u16string_view query);
+    static void put(String& component, bool& isPresent, std::u16string_view text, bool escape,
+                    ESCAPE_PART part);
+    static String get(const String& component, bool isPresent, bool unescape);
+    void readSchemeSpecificPart(std::u16string_view part, bool escape);
+    void readAuthority(std::u16string_view authority, bool escape);
+    void readUserInfo(std::u16string_view userInfo, bool escape);
+    void readQuery(std::u16string_view query, bool escape);
+    void printSchemeSpecificPart(String& text, bool unescape) const;
+    void printAuthority(String& text, bool unescape) const;
+    void printUserInfo(String& text, bool unescape) const;
+    void printQuery(String& text, bool unescape) const;
+    detail::QueryPairs& queryPairs();
+
+    String m_scheme;
+    String m_user;
+    String m_password;
+    String m_host;
+    /// Without its leading "/".
+    String m_path;
+    String m_opaquePart;
+    int32_t m_port = -1;
+    bool m_hasScheme = false;
+    bool m_hasUser = false;
+    bool m_hasPassword = false;
+    bool m_hasHost = false;
+    bool m_hasPort = false;
+    bool m_hasPath = false;
+    bool m_hasQuery = false;
+    bool m_isOpaque = false;
+    /// Null until there is a query.
+    std::unique_ptr<detail::QueryPairs> m_query;
+};
+
+} // namespace qx::net
+
+using CQXURI = qx::net::URI;

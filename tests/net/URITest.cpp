@@ -1,0 +1,274 @@
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/net/QueryKey.h>
+#include <qx/net/URI.h>
+#include <qx/text/charset/EncodingException.h>
+
+using qx::String;
+using qx::net::QueryKey;
+using qx::net::URI;
+using qx::operator""_qs;
+
+namespace {
+
+/// Each component that the URI has, as "name=value", joined by blanks.
+std::string componentsOf(const URI& uri) {
+    std::string text;
+    const auto add = [&](bool isPresent, const char* name, const auto& get) {
+        if (isPresent)
+            text += (text.empty() ? "" : " ") + std::string(name) + "=" + get();
+    };
+    add(uri.hasScheme(), "scheme", [&] { return uri.getScheme().toUtf8(); });
+    add(uri.hasUser(), "user", [&] { return uri.getUser(false).toUtf8(); });
+    add(uri.hasPassword(), "password", [&] { return uri.getPassword(false).toUtf8(); });
+    add(uri.hasHost(), "host", [&] { return uri.getHost(false).toUtf8(); });
+    add(uri.hasPort(), "port", [&] { return std::to_string(uri.getPort()); });
+    add(uri.hasPath(), "path", [&] { return uri.getPath(false).toUtf8(); });
+    add(uri.hasQuery(), "query", [&] { return uri.getQuery(false).toUtf8(); });
+    add(uri.isOpaque(), "opaque", [&] { return uri.getSchemeSpecificPart(false).toUtf8(); });
+    return text;
+}
+
+/// 2^15 keys with one hash: in it, the two pieces that a key is made of weigh the same.
+std::u16string collidingQuery() {
+    std::u16string text;
+    for (unsigned number = 0; number < 1u << 15; ++number) {
+        for (unsigned bit = 0; bit < 15; ++bit)
+            text += number >> bit & 1 ? u"a_" : u"b:";
+        text += u'&';
+    }
+    return text;
+}
+
+std::u16string repeated(std::u16string_view piece) {
+    std::u16string text;
+    while (text.size() < 1 << 20)
+        text += piece;
+    return text;
+}
+
+} // namespace
+
+TEST(URI, ReadsComponentsAndPrintsThem) {
+    const struct {
+        const char* text;
+        const char* components;
+        const char* printed; ///< null: the text itself
+    } cases[] = {
+        {"svc://u@h:8080/a/b?x=1", "scheme=svc user=u host=h port=8080 path=a/b query=x=1",
+         nullptr},
+        {"svc://u:p:q@h", "scheme=svc user=u password=p:q host=h", nullptr},
+        {"svc://h:80", "scheme=svc host=h port=80", nullptr},
+        {"svc://a@b@c/", "scheme=svc user=a host=b@c path=", nullptr},
+        {"svc://:p@", "scheme=svc user= password=p", nullptr},
+        {"urn:x-demo", "scheme=urn opaque=x-demo", nullptr},
+        {"urn:", "scheme=urn opaque=", nullptr},
+        {"a/b", "path=a/b", "/a/b"},
+        {"/a/b#c?d=e#f", "path=a/b#c query=d=e#f", nullptr},
+        {"", "path=", "/"},
+        {"/", "path=", nullptr},
+        {"?x=1", "query=x=1", nullptr},
+        {"/?x=1", "path= query=x=1", nullptr},
+        {"x:/?q=1", "scheme=x path= query=q=1", nullptr},
+        {"x:/?", "scheme=x path= query=", nullptr},
+        {"x://h?a=b", "scheme=x host=h query=a=b", nullptr},
+        // The authority goes up to the first "/", even one in the query.
+        {"x://h?a/b", "scheme=x host=h?a path= query=a/b=a/b", "x://h?a/?a/b=a/b"},
+        {"x://:8/p", "scheme=x port=8 path=p", "x:/p"}, // no authority without host or user
+        {"x://h:8x", "scheme=x host=h port=8", "x://h:8"},
+        {"x://h:", "scheme=x host=h port=0", "x://h:0"},
+        {"x:////p", "scheme=x path=/p", "x://p"},
+        {"/a?b=c=d", "path=a query=b=c=d", nullptr},
+        {"/p?k&K=2", "path=p query=k=2", "/p?k=2"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        const URI uri(String::fromUtf8(c.text));
+        EXPECT_EQ(componentsOf(uri), c.components);
+        EXPECT_EQ(uri.toString().toUtf8(), c.printed ? c.printed : c.text);
+    }
+}
+
+TEST(URI, EscapesAsUrllibDoes) {
+    std::ifstream file(QX_TEST_DATA_DIR "/uris/escapes.txt");
+    std::string line;
+    std::getline(file, line);
+    int rows = 0;
+    while (std::getline(file, line)) {
+        SCOPED_TRACE(line);
+        std::string part, hex, encoded;
+        std::istringstream(line) >> part >> hex >> encoded;
+        std::u16string units;
+        for (size_t i = 0; i + 4 <= hex.size(); i += 4)
+            units += static_cast<char16_t>(std::stoi(hex.substr(i, 4), nullptr, 16));
+        encoded = encoded == "-" && hex == "-" ? "" : encoded;
+        const String text(units);
+        URI uri;
+        if (part == "authority") {
+            uri.setHost(text, true);
+            EXPECT_EQ(uri.getHost(false).toUtf8(), encoded);
+            EXPECT_EQ(uri.getHost(true), text);
+        } else if (part == "query") {
+            uri.setQueryPair(text, text, true);
+            EXPECT_EQ(uri.getQuery(false).toUtf8(), encoded + "=" + encoded);
+            EXPECT_EQ(uri.getQueryValue(String::fromUtf8(encoded), true), text);
+        } else {
+            uri.setPath(part == "path" ? text : String::fromUtf8(encoded), part == "path");
+            EXPECT_EQ(uri.getPath(false).toUtf8(), encoded);
+            EXPECT_EQ(uri.getPath(true), text);
+        }
+        ++rows;
+    }
+    EXPECT_GT(rows, 300);
+}
+
+TEST(URI, UnescapesOddSequencesAsNumbersAreRead) {
+    const struct {
+        const char16_t* text;
+        std::u16string result;
+    } cases[] = {
+        {u"%4", u"!"},
+        {u"%", u"!"},
+        {u"ab%c", u"!"},
+        {u"%41%", u"!"},
+        {u"%4g", u"\4"},
+        {u"%g4", {u'\0'}},
+        {u"% 5", u"\5"},
+        {u"%-1%8", u"!"},
+        {u"%c3%A9", u"\u00E9"},
+        {u"%FF", u"\uFFFD"},
+        {u"%C0%C1%", u"!"},
+        {u"%E0%81%81", u"A"},
+        {u"%F0%9f%98%80", u"\U0001F600"},
+        {u"\u00E9%41", u"\u00E9A"},
+    };
+    for (const auto& c : cases) {
+        URI uri;
+        uri.setPath(String(c.text), false);
+        std::u16string result = u"!";
+        try {
+            result = uri.getPath(true).view();
+        } catch (const qx::Exception& exception) {
+            EXPECT_TRUE(exception.getDescription().isEmpty());
+        }
+        EXPECT_EQ(result, c.result) << String(c.text).toUtf8();
+    }
+}
+
+TEST(URI, HalfASurrogatePairCannotBeEscaped) {
+    URI uri(u"x://h/p"_qs);
+    for (const char16_t* const text : {u"a\xD800", u"\xD83D\xD83D\xDE00", u"\xD800z"})
+        EXPECT_THROW(uri.setPath(String(text), true), qx::text::charset::InvalidCharacterException);
+    EXPECT_EQ(uri.toString(), u"x://h/p");
+}
+
+TEST(URI, EscapesWhatItReadsOnRequest) {
+    URI uri;
+    uri.setUri(u"x://u 1:p@h h:8/a b/c?k 1=v+1&b c&=\u00E9"_qs, true);
+    EXPECT_EQ(uri.getAuthority(false), u"u%201:p@h%20h:8");
+    EXPECT_EQ(uri.getAuthority(true), u"u 1:p@h h:8");
+    EXPECT_EQ(uri.getPath(false), u"a%20b%2Fc");
+    EXPECT_EQ(uri.getQueryValue(u"K%201"_qs, true), u"v+1");
+    EXPECT_EQ(uri.getQueryValue(u"b%20c"_qs, false), u"b%20c");
+    EXPECT_EQ(uri.getQueryValue(u""_qs, false), u"%C3%A9");
+    // The password is printed as it is kept, alone it is unescaped.
+    uri.setPassword(u"p w"_qs, true);
+    EXPECT_EQ(uri.getUserInfo(true), u"u 1:p%20w");
+    EXPECT_EQ(uri.getPassword(true), u"p w");
+}
+
+TEST(URI, AbsentComponentsThrowWithoutDescription) {
+    URI uri;
+    const auto expectThrow = [](auto&& get) {
+        try {
+            get();
+            ADD_FAILURE() << "no exception";
+        } catch (const qx::Exception& exception) {
+            EXPECT_TRUE(exception.getDescription().isEmpty());
+        }
+    };
+    expectThrow([&] { return uri.getScheme(); });
+    expectThrow([&] { return uri.getUser(false); });
+    expectThrow([&] { return uri.getPassword(false); });
+    expectThrow([&] { return uri.getUserInfo(false); });
+    expectThrow([&] { return uri.getHost(false); });
+    expectThrow([&] { return uri.getPort(); });
+    expectThrow([&] { return uri.getAuthority(false); });
+    expectThrow([&] { return uri.getPath(false); });
+    expectThrow([&] { return uri.getQueryValue(u"k"_qs, false); });
+    EXPECT_EQ(uri.getQuery(true), u"");
+    EXPECT_EQ(uri.getSchemeSpecificPart(true), u"");
+    uri.setFragment(u"f"_qs);
+    EXPECT_FALSE(uri.hasFragment());
+    EXPECT_EQ(uri.getFragment(), u"");
+    EXPECT_EQ(uri.toString(), u"");
+}
+
+TEST(URI, RemovesComponentsAndAllOfThem) {
+    const String text(u"x://u:p@h:1/a?k=v&l=w"_qs);
+    URI uri(text);
+    uri.removeUserInfo();
+    EXPECT_EQ(uri.toString(), u"x://h:1/a?l=w&k=v");
+    uri.removeQueryPair(u"L"_qs);
+    uri.removeQueryPair(u"absent"_qs);
+    EXPECT_TRUE(uri.hasQuery());
+    uri.removeQueryPair(u"k"_qs);
+    EXPECT_FALSE(uri.hasQuery());
+    uri.removeAuthority();
+    EXPECT_EQ(componentsOf(uri), "scheme=x path=a");
+    uri.setUri(u"y:opaque"_qs, false);
+    uri.removeAll();
+    EXPECT_EQ(componentsOf(uri), "");
+    EXPECT_EQ(uri.toString(), u"");
+    uri.setUri(text, false);
+    EXPECT_EQ(uri.getQueryValue(u"K"_qs, false), u"v");
+}
+
+TEST(URI, PairsOfATextAreThoseOfSinglePuts) {
+    for (const int count : {1, 15, 16, 17, 500}) {
+        URI single, whole;
+        std::u16string text;
+        for (int i = 0; i < count; ++i) {
+            const String key = String(i % 2 ? u"Key" : u"key").append(i * 7 % (count - count / 4));
+            const String value = String::valueOf(i);
+            single.setQueryPair(key, value, false);
+            text += std::u16string(i ? u"&" : u"") + std::u16string(key.view()) + u"=" +
+                    std::u16string(value.view());
+        }
+        // Half of it twice: pairs that are there already count too.
+        const size_t middle = text.find(u'&', text.size() / 2);
+        whole.setQuery(String(text.substr(0, middle)), false);
+        EXPECT_TRUE(whole.hasQuery());
+        whole.setQuery(String(text), false);
+        EXPECT_EQ(whole.getQuery(false), single.getQuery(false)) << count;
+        const URI copy(whole);
+        whole.removeQueryPair(u"KEY0"_qs);
+        EXPECT_EQ(copy.getQuery(false), single.getQuery(false)) << count;
+    }
+}
+
+TEST(URI, LongTextsTakeNoLongerThanTheyAre) {
+    for (const std::u16string& text : {collidingQuery(), repeated(u"%41"), repeated(u"k=&"),
+                                       repeated(u"@"), repeated(u"\u00E9")}) {
+        URI uri(String(u"x://h/p?" + text));
+        EXPECT_FALSE(uri.hasQueryValue(u"absent"_qs));
+        uri.setUri(String(u"x://" + text), true);
+        EXPECT_FALSE(uri.getAuthority(true).isEmpty());
+        EXPECT_GT(uri.toString().getLength(), 1 << 20);
+    }
+}
+
+TEST(QueryKey, IgnoresLetterCaseAndKeepsIt) {
+    const QueryKey key(u"N\u00C4me"_qs), same(u"n\u00E4ME"_qs), other(u"names"_qs);
+    EXPECT_TRUE(key.equals(static_cast<const qx::Object&>(same)));
+    EXPECT_EQ(key.hashCode(), same.hashCode());
+    EXPECT_EQ(key.compareTo(same), 0);
+    EXPECT_GT(key.compareTo(other), 0);
+    EXPECT_EQ(key.view(), u"N\u00C4me");
+    EXPECT_THROW(key.compareTo(qx::Object()), qx::CastFailedException);
+}
