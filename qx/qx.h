@@ -130,8 +130,16 @@
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/IntegerView.h>
+#include <qx/net/Inet4Address.h>
+#include <qx/net/Inet6Address.h>
+#include <qx/net/InetAddress.h>
+#include <qx/net/InetSocketAddress.h>
 #include <qx/net/QueryKey.h>
+#include <qx/net/TcpClientSocket2.h>
+#include <qx/net/TcpSocket2.h>
+#include <qx/net/TcpWorkerSocket2.h>
 #include <qx/net/URI.h>
+#include <qx/net/socketerror.h>
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>

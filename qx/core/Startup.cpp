@@ -45,6 +45,7 @@
 #include <qx/io/StringWriter.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
+#include <qx/net/TcpSocket2.h>
 #include <qx/platform/module.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/FakeMutex.h>
@@ -247,6 +248,8 @@ void shutDown() {
     text::charset::releaseEncodingInfo();
     text::charset::CodecManager::freeInstance();
     ClassManager::freeInstance();
+    if (const int32_t code = net::TcpSocket2::uninit())
+        throw Exception(String(u"QXCLLibUninit ") + QXGetDescriptionFromQX_E_SOCKET(code));
     Reference<sync::LockObject>::attach(std::exchange(g_pGlobalLock, nullptr)).reset();
 }
 

@@ -18,8 +18,9 @@ extern "C" {
  * and encodings. 0, or the result code of the failure that stopped it. */
 QX_API int32_t QXCLLibInit(void);
 
-/* Frees what start-up and the use of the library left behind. 0, or 0x80004005 without a start-up
- * to undo. */
+/* Frees what start-up and the use of the library left behind, and cleans the socket system up. 0,
+ * or 0x80004005 without a start-up to undo or when the socket system fails; the library-wide lock
+ * then stays. */
 QX_API int32_t QXCLLibUninit(void);
 
 #ifdef __cplusplus

@@ -31,6 +31,9 @@ typedef uint64_t QXSocket;
 #define QX_AF_INET 2
 #define QX_AF_INET6 23
 
+/* The number above of a family that may also be the system's; 0 when it is neither's. */
+QX_API uint16_t QXSocketFamily(int32_t family);
+
 #define QX_SOCK_STREAM 1
 #define QX_SOCK_DGRAM 2
 
@@ -108,6 +111,7 @@ QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, in
 #define QX_SHUTDOWN_INPUT 0
 #define QX_SHUTDOWN_OUTPUT 1
 #define QX_SHUTDOWN_BOTH 2
+/* 10057 for a socket that is not connected, a listening one among them: that goes on listening. */
 QX_API int32_t QXSocketShutdown(QXSocket socket, int32_t direction);
 
 /* Options of QX_SOL_SOCKET; those without a note are a 32-bit truth value or number. */

@@ -287,6 +287,10 @@ TEST(Socket, WhatThePeerDoesHasItsNumber) {
     Socket nobody;
     ASSERT_EQ(bindTo(nobody, loopback()), 0);
     EXPECT_EQ(connectTo(Socket(), nameOf(nobody)), 10061);
+    EXPECT_EQ(errorOf(QXSocketShutdown(nobody, QX_SHUTDOWN_BOTH)), 10057);
+    ASSERT_EQ(QXSocketListen(nobody, 1), 0);
+    EXPECT_EQ(errorOf(QXSocketShutdown(nobody, QX_SHUTDOWN_BOTH)), 10057);
+    EXPECT_EQ(connectTo(Socket(), nameOf(nobody)), 0) << "it still listens";
 }
 
 TEST(Socket, TimeOutsAndNonBlockingSocketsDiffer) {

@@ -136,3 +136,7 @@ uint16_t interfaceFamily(int family) noexcept {
 } // namespace qx::platform
 
 int32_t QXSocketLastError() { return qx::platform::t_lastError; }
+
+uint16_t QXSocketFamily(int32_t family) {
+    return qx::platform::interfaceFamily(qx::platform::systemFamily(family));
+}

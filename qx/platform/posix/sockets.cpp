@@ -275,5 +275,9 @@ int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t f
 int32_t QXSocketShutdown(QXSocket socket, int32_t direction) {
     static_assert(QX_SHUTDOWN_INPUT == SHUT_RD && QX_SHUTDOWN_OUTPUT == SHUT_WR &&
                   QX_SHUTDOWN_BOTH == SHUT_RDWR);
-    return ::shutdown(descriptorOf(socket), direction) == 0 ? 0 : socketFailed();
+    const int descriptor = descriptorOf(socket);
+    // The system would end the listening.
+    if (option(descriptor, SOL_SOCKET, SO_ACCEPTCONN) != 0)
+        return socketFailed(ENOTCONN);
+    return ::shutdown(descriptor, direction) == 0 ? 0 : socketFailed();
 }

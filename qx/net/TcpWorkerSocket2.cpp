@@ -1,0 +1,96 @@
+#include <qx/net/TcpWorkerSocket2.h>
+
+#include <new>
+#include <utility>
+
+#include <qx/net/detail/Codes.h>
+
+namespace qx::net {
+
+TcpWorkerSocket2::TcpWorkerSocket2(uint64_t nativeSocket, ENUM_QX_E_SOCKET* error)
+    : m_socket(nativeSocket) {
+    const ENUM_QX_E_SOCKET code = init();
+    if (error != nullptr)
+        *error = code;
+}
+
+TcpWorkerSocket2::TcpWorkerSocket2(uint64_t nativeSocket, const qx_sockaddr_union* peer,
+                                   ENUM_QX_E_SOCKET* error)
+    : m_socket(nativeSocket) {
+    ENUM_QX_E_SOCKET code = init();
+    if (code == 0) {
+        m_peer.reset(new (std::nothrow) InetSocketAddress(peer, &code));
+        if (!m_peer)
+            code = QX_E_SOCKET_ENOBUFS;
+    }
+    if (error != nullptr)
+        *error = code;
+}
+
+TcpWorkerSocket2::~TcpWorkerSocket2() {
+    if (!getClosed() && !getShutdownOut())
+        TcpWorkerSocket2::shutdownOutput();
+    TcpWorkerSocket2::close();
+}
+
+uint64_t TcpWorkerSocket2::getId() const { return m_socket == QX_NO_SOCKET ? 0 : m_socket; }
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::shutdown(int32_t direction) {
+    if (direction < 0 || getClosed())
+        return 0;
+    const ENUM_QX_E_SOCKET code = codeOfCall(QXSocketShutdown(m_socket, direction));
+    return code == QX_E_SOCKET_ENOTCONN ? 0 : code;
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::shutdownInput() { return shutdown(takeShutdown(true, false)); }
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::shutdownOutput() { return shutdown(takeShutdown(false, true)); }
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::shutdownBoth() { return shutdown(takeShutdown(true, true)); }
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::close() {
+    if (getClosed())
+        return 0;
+    setClosed(1);
+    return codeOfCall(QXSocketClose(std::exchange(m_socket, QX_NO_SOCKET)));
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::getsockopt(int32_t level, int32_t name, char* value,
+                                              int* length) {
+    if (value == nullptr || length == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    return codeOfCall(QXSocketGetOption(m_socket, level, name, value, length));
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::setsockopt(int32_t level, int32_t name, const char* value,
+                                              int length) {
+    if (value == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    return codeOfCall(QXSocketSetOption(m_socket, level, name, value, length));
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::recv(char* buffer, size_t length, int32_t flags,
+                                        int64_t* count) {
+    if (buffer == nullptr || count == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    *count = QXSocketReceive(m_socket, buffer, static_cast<int32_t>(length), flags);
+    return *count > 0 ? 0 : lastCode();
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::send(const char* buffer, size_t length, int32_t flags,
+                                        int64_t* count) {
+    if (buffer == nullptr || count == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    *count = QXSocketSend(m_socket, buffer, static_cast<int32_t>(length), flags);
+    return *count > 0 ? 0 : lastCode();
+}
+
+} // namespace qx::net

@@ -1,0 +1,217 @@
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+#include <qx/core/String.h>
+#include <qx/net/Inet4Address.h>
+#include <qx/net/Inet6Address.h>
+#include <qx/net/InetSocketAddress.h>
+
+#include "tests/net/Addresses.h"
+
+namespace {
+
+using namespace qx;
+using namespace qx::net;
+using qxtest::ipv4;
+using qxtest::ipv6;
+
+std::unique_ptr<InetAddress> make(const qx_sockaddr_union& source) {
+    InetAddress* address = nullptr;
+    EXPECT_EQ(InetAddress::create(&source, &address), 0);
+    return std::unique_ptr<InetAddress>(address);
+}
+
+std::string diagnostics(const InetSocketAddress& address) {
+    String text(u"<");
+    address.getDiagnosticStr(text);
+    return text.getDataT<char>();
+}
+
+TEST(InetAddress, KnowsTheAddressesThatStandForSomething) {
+    const struct {
+        qx_sockaddr_union address;
+        const char* text;
+        int16_t any, loopback, none;
+    } cases[] = {
+        {ipv4(0, 0, 0, 0), "0.0.0.0", 1, 0, 0},
+        {ipv4(127, 0, 0, 1), "127.0.0.1", 0, 1, 0},
+        {ipv4(127, 0, 0, 2), "127.0.0.2", 0, 0, 0}, // exactly one is meant
+        {ipv4(255, 255, 255, 255), "255.255.255.255", 0, 0, 1},
+        {ipv6({}), "::", 1, 0, 0},
+        {ipv6({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}), "::1", 0, 1, 0},
+        {ipv6({1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}), "100::1", 0, 0, 0},
+        {ipv6({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+               0xFF, 0xFF}),
+         "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", 0, 0, 0},
+        {ipv6({0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9}, 0, 4294967295u),
+         "fe80::9%4294967295", 0, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        const auto address = make(c.address);
+        EXPECT_EQ(address->isAddressAny(), c.any);
+        EXPECT_EQ(address->isAddressLoopback(), c.loopback);
+        EXPECT_EQ(address->isAddressNone(), c.none);
+        String text(u"<");
+        EXPECT_EQ(address->getAddressStr(text), 0);
+        EXPECT_EQ(text.getDataT<char>(), "<" + std::string(c.text));
+        EXPECT_EQ(address->setAddressAny(), 0);
+        EXPECT_EQ(address->isAddressAny(), 1);
+    }
+}
+
+TEST(InetAddress, GivesItsBytesWhereThereIsRoom) {
+    const qx_sockaddr_union sources[] = {
+        ipv4(10, 20, 30, 40, 80),
+        ipv6({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, 80, 7)};
+    for (const qx_sockaddr_union& source : sources) {
+        SCOPED_TRACE(source.family);
+        const auto address = make(source);
+        const bool isIpv4 = source.family == QX_AF_INET;
+        size_t length = 0;
+        EXPECT_EQ(address->getAddressBinaryLength(&length), 0);
+        EXPECT_EQ(length, isIpv4 ? 4u : 16u);
+        EXPECT_EQ(address->getStorageBinaryLength(&length), 0);
+        EXPECT_EQ(length, isIpv4 ? 16u : 28u);
+
+        signed char bytes[16] = {};
+        length = 3;
+        EXPECT_EQ(address->getAddressBinary(bytes, &length), QX_E_SOCKET_EMSGSIZE);
+        EXPECT_EQ(length, isIpv4 ? 4u : 16u);
+        EXPECT_EQ(bytes[0], 0);
+        length = 100;
+        EXPECT_EQ(address->getAddressBinary(bytes, &length), 0);
+        EXPECT_EQ(length, isIpv4 ? 4u : 16u);
+        EXPECT_EQ(std::memcmp(bytes, isIpv4 ? source.ipv4.address : source.ipv6.address, length),
+                  0);
+
+        qx_sockaddr_union copy{};
+        length = isIpv4 ? 15 : 27;
+        EXPECT_EQ(address->getStorageBinary(&copy, &length), QX_E_SOCKET_EMSGSIZE);
+        EXPECT_EQ(address->getStorageBinary(&copy, &length), 0);
+        EXPECT_EQ(std::memcmp(&copy, &source, sizeof copy), 0);
+
+        EXPECT_EQ(address->getAddressBinary(nullptr, &length), QX_E_SOCKET_EINVAL);
+        EXPECT_EQ(address->getAddressBinary(bytes, nullptr), QX_E_SOCKET_EINVAL);
+        EXPECT_EQ(address->getStorageBinary(nullptr, &length), QX_E_SOCKET_EINVAL);
+        EXPECT_EQ(address->getStorageBinaryLength(nullptr), QX_E_SOCKET_EINVAL);
+        EXPECT_EQ(address->getFamily(nullptr), QX_E_SOCKET_EINVAL);
+    }
+}
+
+TEST(InetAddress, RefusesOtherFamilies) {
+    qx_sockaddr_union source = ipv4(1, 2, 3, 4);
+    source.family = 1;
+    InetAddress* address = reinterpret_cast<InetAddress*>(&source);
+    EXPECT_EQ(InetAddress::create(&source, &address), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(address, nullptr);
+    EXPECT_EQ(InetAddress::create(nullptr, &address), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(InetAddress::create(&source, nullptr), QX_E_SOCKET_EINVAL);
+
+    ENUM_QX_E_SOCKET error = 0;
+    const Inet4Address six(&(source = ipv6({1})), &error);
+    EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(six.isAddressAny(), 1) << "left zero";
+    const Inet6Address nothing(nullptr, &error);
+    EXPECT_EQ(error, 0);
+    String text;
+    EXPECT_EQ(nothing.getAddressStr(text), QX_E_SOCKET_EAI_FAMILY);
+    EXPECT_EQ(text, u"native error 12047");
+    const Inet4Address unreported(&source, nullptr);
+
+    // The system's own number of IPv6 comes from programs that use the system beside this.
+    source.family = 10;
+    const auto system = make(source);
+    uint16_t family = 0;
+    EXPECT_EQ(system->getFamily(&family), 0);
+    EXPECT_EQ(family, QX_AF_INET6);
+}
+
+TEST(InetSocketAddress, PrintsAddressAndPort) {
+    const struct {
+        qx_sockaddr_union address;
+        const char* text;
+    } cases[] = {
+        {ipv4(127, 0, 0, 1, 8080), "<127.0.0.1:8080"},
+        {ipv6({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}, 65535), "<[::1]:65535"},
+    };
+    ENUM_QX_E_SOCKET error = 1;
+    for (const auto& c : cases) {
+        const InetSocketAddress address(&c.address, &error);
+        EXPECT_EQ(error, 0);
+        EXPECT_EQ(diagnostics(address), c.text);
+    }
+    InetSocketAddress nothing(nullptr, &error);
+    EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(nothing.setPortHostOrder(8080), 0);
+    EXPECT_EQ(diagnostics(nothing), "<0address missing:8080");
+    uint16_t family = 0;
+    EXPECT_EQ(nothing.getFamily(&family), QX_E_SOCKET_EFAULT);
+    String text;
+    EXPECT_EQ(nothing.getAddressStr(text), QX_E_SOCKET_EFAULT);
+    const InetSocketAddress unreported(&cases[0].address, nullptr);
+    EXPECT_EQ(unreported.getAddress(), nullptr);
+}
+
+TEST(InetSocketAddress, ASetPortLeavesTheSocketAddress) {
+    ENUM_QX_E_SOCKET error = 0;
+    const qx_sockaddr_union source = ipv4(1, 2, 3, 4, 80);
+    InetSocketAddress address(&source, &error);
+    EXPECT_EQ(address.setPortHostOrder(443), 0);
+    uint16_t port = 0;
+    EXPECT_EQ(address.getPortHostOrder(&port), 0);
+    EXPECT_EQ(port, 443);
+    EXPECT_EQ(address.getPortHostOrder(nullptr), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(diagnostics(address), "<1.2.3.4:443");
+    qx_sockaddr_union copy{};
+    size_t length = sizeof copy;
+    EXPECT_EQ(address.getAddress()->getStorageBinary(&copy, &length), 0);
+    EXPECT_EQ(std::memcmp(&copy, &source, sizeof copy), 0);
+}
+
+TEST(InetSocketAddress, TakesAResultOfTheResolver) {
+    qx_sockaddr_union source = ipv6({1, 2}, 1);
+    char name[] = "host.example";
+    qx_addrinfo info{0, QX_AF_INET6, 0, 0, 28, name, &source, nullptr};
+    ENUM_QX_E_SOCKET error = 1;
+    const InetSocketAddress address(&info, 80, &error);
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(diagnostics(address), "<[102::]:80");
+    EXPECT_EQ(address.getCanonicalName(), u"host.example");
+    qx_sockaddr_union copy{};
+    size_t length = sizeof copy;
+    EXPECT_EQ(address.getAddress()->getStorageBinary(&copy, &length), 0);
+    EXPECT_EQ(copy.ipv6.port, ipv4(0, 0, 0, 0, 80).ipv4.port) << "the port is written into it";
+
+    info.ai_addrlen = 27;
+    const InetSocketAddress cut(&info, 80, &error);
+    EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
+    info = {0, QX_AF_INET, 0, 0, 28, name, &source, nullptr}; // of two minds
+    const InetSocketAddress contradictory(&info, 80, &error);
+    EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
+}
+
+TEST(InetSocketAddress, PortsOfServices) {
+    const struct {
+        const char* name;
+        ENUM_QX_E_SOCKET code;
+        uint16_t port;
+    } cases[] = {
+        {"http", 0, 80},
+        {"", 0, 0},
+        {"no-such-service", QX_E_SOCKET_NO_DATA, 0},
+        {nullptr, QX_E_SOCKET_EINVAL, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name ? c.name : "(null)");
+        uint16_t port = 1;
+        EXPECT_EQ(InetSocketAddress::getPortHostOrderFromTcpServiceName(c.name, &port), c.code);
+        EXPECT_EQ(port, c.port);
+    }
+    EXPECT_EQ(InetSocketAddress::getPortHostOrderFromTcpServiceName("http", nullptr),
+              QX_E_SOCKET_EINVAL);
+}
+
+} // namespace
