@@ -72,6 +72,10 @@
 #include <qx/exec/Process.h>
 #include <qx/exec/SharedLibrary.h>
 #include <qx/exec/Thread.h>
+#include <qx/i18n/ILocale.h>
+#include <qx/i18n/IResourceBundle.h>
+#include <qx/i18n/Locale.h>
+#include <qx/i18n/StringBundle.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -121,6 +125,7 @@
 #include <qx/log/LogEntry.h>
 #include <qx/log/Logger.h>
 #include <qx/log/MultiProcessor.h>
+#include <qx/log/StringBundleLogger.h>
 #include <qx/log/SyncLogger.h>
 #include <qx/log/TimeStamp.h>
 #include <qx/log/XmlLogWriter.h>

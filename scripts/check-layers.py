@@ -39,6 +39,8 @@ UPWARD_FILES = {
     "qx/core/StringBytes.cpp": ["qx/text/"],
     "qx/core/Str1Bytes.cpp": ["qx/text/"],
     "qx/core/detail/Decode.h": ["qx/text/"],
+    # Bundles come as components, which log; a logger for the texts of a bundle is a logger.
+    "qx/log/StringBundleLogger.cpp": ["qx/i18n/StringBundle"],
 }
 
 UMBRELLA = "qx/qx.h"

@@ -24,6 +24,8 @@
 #include <qx/core/detail/LibraryIdentity.h>
 #include <qx/exec/IRunnable.h>
 #include <qx/exec/Thread.h>
+#include <qx/i18n/Locale.h>
+#include <qx/i18n/StringBundle.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -140,6 +142,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<components::LinkedList>(u"CQXLinkedList"),
         known<components::List>(u"CQXList"),
         known<components::ListIterator>(u"CQXListIterator"),
+        known<i18n::Locale>(u"CQXLocale"),
         known<sync::LockObject>(u"CQXLockObject"),
         known<components::Map>(u"CQXMap"),
         creatable<util::MTByteBuffer>(u"CQXMTByteBuffer"),
@@ -158,6 +161,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<util::RWCharBuffer>(u"CQXRWCharBuffer"),
         creatable<sync::ReaderWriterLock>(u"CQXRWLock"),
         known<io::Reader>(u"CQXReader"),
+        known<i18n::StringBundle>(u"CQXResourceBundle"),
         known<exec::IRunnable>(u"CQXRunnable"),
         creatable<sync::Semaphore>(u"CQXSemaphore"),
         known<components::Set>(u"CQXSet"),

@@ -26,7 +26,8 @@ constexpr LongDateRow LongDates[] = {
     {"dedanbnonnfics", L"%A, %-d. %B %Y"},
     {"skhrsletlvbssr", L"%A, %-d. %B %Y"},
     {"esptglca",       L"%A, %-d de %B de %Y"},
-    {"frplnlitruuk",   L"%A, %-d %B %Y"},
+    {"frsvitnl",       L"%A %-d %B %Y"},
+    {"plruuklt",       L"%A, %-d %B %Y"},
     {"jazh",           L"%Y\u5e74%-m\u6708%-d\u65e5 %A"},
     {"ko",             L"%Y\ub144 %-m\uc6d4 %-d\uc77c %A"},
     {"hu",             L"%Y. %B %-d., %A"},
@@ -81,7 +82,7 @@ std::wstring longDatePattern() {
     case L'e':
         return L"%A, %-d %B %Y";
     case L'Y':
-        return L"%Y %B %-d, %A";
+        return language == "en" ? L"%A, %B %-d, %Y" : L"%Y %B %-d, %A";
     default:
         return L"%A, %B %-d, %Y";
     }

@@ -1,0 +1,92 @@
+#include "qx/i18n/StringBundle.h"
+
+#include <algorithm>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/platform/text.h>
+#include <qx/util/CopyCharBuffer.h>
+
+namespace qx::i18n {
+
+using namespace qx::literals;
+
+String StringBundle::getString(const String& key) const {
+    for (const StringBundle* bundle = this; bundle; bundle = bundle->m_parent) {
+        String text = bundle->lookupString(key);
+        if (!text.isEmpty())
+            return text;
+    }
+    throw Exception(u"Resource not found"_qs);
+}
+
+void StringBundle::setParent(StringBundle* parent) {
+    Reference<StringBundle> held(parent);
+    for (const StringBundle* bundle = parent; bundle; bundle = bundle->m_parent) {
+        if (bundle == this)
+            throwResult(result::InvalidArgument, u"a bundle cannot be its own parent");
+    }
+    m_parent.swap(held);
+}
+
+int32_t StringBundle::LoadCharBuffer(const char16_t* key, IQXCharBuffer* text) {
+    return resultOf([&] {
+        if (!key || !text)
+            return result::NullPointer;
+        const String found = getString(String(key));
+        QXCopyCharBuffer(text, &found);
+        return result::Ok;
+    });
+}
+
+int32_t StringBundle::LoadStringW(const char16_t* key, char16_t* text, int32_t* length) {
+    if (!length)
+        return result::NullPointer;
+    const int32_t room = *length;
+    *length = 0;
+    return resultOf([&] {
+        if (!key || !text)
+            return result::NullPointer;
+        if (room < 0)
+            return result::InvalidArgument;
+        const String found = getString(String(key));
+        const String units(found, String::AM_COPY); // with a 0 unit behind them
+        QXStrNCpyW(text, units.getData(), room);
+        *length = std::min(room, units.getLength() + 1);
+        return result::Ok;
+    });
+}
+
+int32_t StringBundle::GetCount(int32_t* count) {
+    if (!count)
+        return result::NullPointer;
+    *count = 0;
+    return resultOf([&] { *count = getKeys()->getSize(); });
+}
+
+int32_t StringBundle::GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) {
+    return resultOf([&] {
+        if (!key || !text)
+            return result::NullPointer;
+        const auto keys = getKeys();
+        if (index < 0 || index >= keys->getSize())
+            return result::InvalidArgument;
+        const auto iterator = keys->createConstIterator();
+        Reference<String> name = iterator->next();
+        for (int32_t i = 0; i < index; ++i)
+            name = iterator->next();
+        const String found = lookupString(*name);
+        QXCopyCharBuffer(key, name.get());
+        QXCopyCharBuffer(text, &found);
+        return result::Ok;
+    });
+}
+
+int32_t StringBundle::GetLocale(IQXLocale** locale) {
+    if (!locale)
+        return result::NullPointer;
+    *locale = Reference<Locale>(m_locale).detach();
+    return result::Ok;
+}
+
+} // namespace qx::i18n

@@ -1,0 +1,144 @@
+#include <cstdint>
+#include <limits>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/String.h>
+#include <qx/log/TimeStamp.h>
+#include <qx/math/BigDecimal.h>
+#include <qx/math/BigInteger.h>
+#include <qx/platform/result.h>
+#include <qx/platform/time.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/TestLocale.h"
+
+using namespace qx;
+using namespace qx::literals;
+using qx::log::TimeStamp;
+using qxtest::TestLocale;
+
+namespace {
+
+String slowLogText(const STRUCT_QX_TIME& time) {
+    math::BigInteger number(time.year);
+    for (const int field : {time.month, time.day, time.hour, time.minute, time.second})
+        number = number * math::BigInteger(100) + math::BigInteger(field);
+    number = number * math::BigInteger(1000) + math::BigInteger(time.millisecond);
+    return math::BigDecimal(number, 3).toString();
+}
+
+} // namespace
+
+TEST(TimeStamp, LogsTheDecimalNumberOfItsFields) {
+    EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{2024, 1, 3, 31, 23, 59, 58, 7}).toLog(),
+              u"20240131235958.007"_qs);
+    std::mt19937 random(1);
+    const auto field = [&] { // small, or anything that fits
+        return static_cast<uint16_t>(random() >> (random() % 2 ? 16 : 28));
+    };
+    for (int i = 0; i < 5000; ++i) {
+        const bool isZeroUpToNow = i % 7 == 0;
+        const STRUCT_QX_TIME time{isZeroUpToNow ? uint16_t{0} : field(),
+                                  isZeroUpToNow ? uint16_t{0} : field(),
+                                  field(),
+                                  isZeroUpToNow ? uint16_t{0} : field(),
+                                  field(),
+                                  field(),
+                                  field(),
+                                  field()};
+        ASSERT_EQ(TimeStamp(time).toLog(), slowLogText(time));
+    }
+    EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{}).toLog(), u"0.000"_qs);
+    constexpr uint16_t most = 0xFFFF;
+    const STRUCT_QX_TIME all{most, most, most, most, most, most, most, most};
+    EXPECT_EQ(TimeStamp(all).toLog(), slowLogText(all));
+}
+
+TEST(TimeStamp, CountsSecondsFrom1970) {
+    const struct {
+        int64_t seconds;
+        String log;
+        int dayOfWeek;
+    } cases[] = {
+        {0, u"19700101000000.000"_qs, 4},
+        {-1, u"19691231235959.000"_qs, 3},
+        {1706745598, u"20240131235958.000"_qs, 3},
+        {951782400, u"20000229000000.000"_qs, 2},   // the leap day of a full century
+        {-2203977600, u"19000228000000.000"_qs, 3}, // and a year that has none
+        {-2203891200, u"19000301000000.000"_qs, 4},
+        {INT32_MAX + int64_t{1}, u"20380119031408.000"_qs, 2},
+        {-11644473600, u"16010101000000.000"_qs, 1},  // the first one
+        {910670515199, u"308271231235959.000"_qs, 5}, // the last one
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.seconds);
+        STRUCT_QX_TIME time;
+        EXPECT_EQ(QXTimeFromPosix(c.seconds, &time), result::Ok);
+        EXPECT_EQ(time.dayOfWeek, c.dayOfWeek);
+        EXPECT_EQ(TimeStamp(c.seconds).toLog(), c.log);
+    }
+    for (const int64_t seconds :
+         {int64_t{-11644473601}, int64_t{910670515200}, INT64_MIN, INT64_MIN + 1, INT64_MAX}) {
+        SCOPED_TRACE(seconds);
+        qxtest::expectThrowsResult(result::InvalidArgument, [&] { TimeStamp{seconds}; });
+    }
+    qxtest::expectThrowsResult(result::InvalidArgument, [&] { TimeStamp{UINT64_MAX}; });
+    // Every integer is seconds, a truth value is the choice of a clock.
+    EXPECT_EQ(TimeStamp(short{1}).toLog(), TimeStamp(1ull).toLog());
+    EXPECT_GT(TimeStamp(true).toLog().compare(u"2020"), 0);
+    EXPECT_GT(TimeStamp(false).toLog().compare(u"2020"), 0);
+}
+
+TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
+    const STRUCT_QX_TIME time{2024, 3, 0, 5, 16, 4, 9, 0}; // a Tuesday, whatever it says
+    const struct {
+        const char* locale;
+        const char* codeSet; ///< null for a locale that every system has
+        String shortText;
+        String longText;
+    } cases[] = {
+        {"C", nullptr, u"03/05/2024 16:04:09"_qs, u"Tuesday, March 5, 2024 16:04:09"_qs},
+        {"en_US", "ISO-8859-1", u"03/05/2024 04:04:09 PM"_qs,
+         u"Tuesday, March 5, 2024 04:04:09 PM"_qs},
+        {"de_DE", "ISO-8859-1", u"05.03.2024 16:04:09"_qs,
+         u"Dienstag, 5. M\u00e4rz 2024 16:04:09"_qs},
+        {"en_GB", "ISO-8859-1", u"05/03/2024 16:04:09"_qs, u"Tuesday, 5 March 2024 16:04:09"_qs},
+        {"sv_SE", "ISO-8859-1", u"2024-03-05 16:04:09"_qs, u"tisdag 5 mars 2024 16:04:09"_qs},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.locale);
+        const TestLocale locale =
+            c.codeSet ? TestLocale(c.locale, c.codeSet) : TestLocale(c.locale);
+        if (!locale.isSet())
+            continue;
+        EXPECT_EQ(TimeStamp(time).toString().toUtf8(), c.shortText.toUtf8());
+        EXPECT_EQ(TimeStamp(time).toString(true).toUtf8(), c.longText.toUtf8());
+    }
+}
+
+TEST(TimeText, RefusesWhatIsNoTimeAndWhatDoesNotFit) {
+    const STRUCT_QX_TIME good{2024, 2, 4, 29, 23, 59, 59, 999};
+    char16_t text[QX_TIME_TEXT_UNITS];
+    const int32_t units = QXTimeGetTimeText(&good, text, QX_TIME_TEXT_UNITS);
+    ASSERT_GT(units, 0);
+    EXPECT_EQ(text[units - 1], u'\0');
+    EXPECT_EQ(QXTimeGetTimeText(&good, text, units), units);
+    EXPECT_EQ(QXTimeGetTimeText(&good, text, units - 1), 0);
+    EXPECT_EQ(QXTimeGetDateText(nullptr, 0, text, QX_TIME_TEXT_UNITS), 0);
+    EXPECT_EQ(QXTimeGetDateText(&good, 0, nullptr, QX_TIME_TEXT_UNITS), 0);
+
+    const STRUCT_QX_TIME bad[] = {
+        {1600, 1, 0, 1, 0, 0, 0, 0},  {30828, 1, 0, 1, 0, 0, 0, 0},   {2023, 2, 0, 29, 0, 0, 0, 0},
+        {2024, 0, 0, 1, 0, 0, 0, 0},  {2024, 13, 0, 1, 0, 0, 0, 0},   {2024, 4, 0, 31, 0, 0, 0, 0},
+        {2024, 1, 0, 0, 0, 0, 0, 0},  {2024, 1, 0, 1, 24, 0, 0, 0},   {2024, 1, 0, 1, 0, 60, 0, 0},
+        {2024, 1, 0, 1, 0, 0, 60, 0}, {2024, 1, 0, 1, 0, 0, 0, 1000},
+    };
+    for (const auto& time : bad) {
+        SCOPED_TRACE(TimeStamp(time).toLog().toUtf8());
+        qxtest::expectThrowsResult(result::InvalidArgument,
+                                   [&] { (void)TimeStamp(time).toString(); });
+    }
+}
