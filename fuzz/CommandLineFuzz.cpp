@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <qx/text/charset/EncodingException.h>
 #include <qx/util/CmdLineParser.h>
 #include <qx/util/CommandLineParser.h>
 
@@ -82,10 +83,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             arguments.push_back(&byte + 1);
         }
     const auto count = static_cast<int>(arguments.size());
-    parser.parse(count, arguments.data());
-    told(parser);
-    parser.parseArguments(count, arguments.data());
-    told(parser);
-    require(parser.getParameterCount() > 0); // the program
+    const std::u16string before = told(parser);
+    try {
+        parser.parse(count, arguments.data());
+        told(parser);
+        parser.parseArguments(count, arguments.data());
+        told(parser);
+        require(parser.getParameterCount() > 0); // the program
+    } catch (const qx::text::charset::InvalidCharacterException&) {
+        require(told(parser) == before);
+    }
     return 0;
 }

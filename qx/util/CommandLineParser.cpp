@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <qx/core/Exception.h>
+#include <qx/core/detail/SampledHash.h>
 #include <qx/platform/text.h>
 #include <qx/util/detail/CommandLineTokens.h>
 
@@ -23,6 +24,11 @@ const T& checkedAt(const std::vector<T>& items, int32_t index) {
     return items[static_cast<size_t>(index)];
 }
 
+/// Units that somebody else keeps, as a String.
+String wrapped(std::u16string_view text) {
+    return String(text.data(), String::AM_WRAP, static_cast<int32_t>(text.size()));
+}
+
 /// The name in an option's token: what stands before "=", without leading switch characters.
 std::u16string_view nameIn(std::u16string_view token) {
     const std::u16string_view name = token.substr(0, token.find(u'='));
@@ -32,35 +38,56 @@ std::u16string_view nameIn(std::u16string_view token) {
 
 } // namespace
 
-const String& Element::valueAt(int32_t index) const { return checkedAt(m_values, index); }
+Element::Element(TextView name, int32_t position)
+    : m_text(name), m_nameLength(name.size()), m_position(position) {}
 
-String Element::getValueString(int32_t index) const { return valueAt(index); }
+void Element::addValue(TextView value) {
+    if (m_valueCount > 0)
+        m_ends.push_back(m_text.size());
+    m_text += value;
+    ++m_valueCount;
+}
+
+void Element::copyValues(const Element& other) {
+    for (int32_t i = 0; i < other.m_valueCount; ++i)
+        addValue(other.valueAt(i));
+}
+
+std::u16string_view Element::valueAt(int32_t index) const {
+    if (index < 0 || index >= m_valueCount)
+        throw Exception(u"Invalid vector index"_qs);
+    const auto at = static_cast<size_t>(index);
+    const size_t begin = at == 0 ? m_nameLength : m_ends[at - 1];
+    const size_t end = at < m_ends.size() ? m_ends[at] : m_text.size();
+    return std::u16string_view(m_text).substr(begin, end - begin);
+}
+
+String Element::getValueString(int32_t index) const { return String(valueAt(index)); }
 
 int32_t Element::getValueLong(int32_t index) const {
     using Limits = std::numeric_limits<int32_t>;
-    const String& text = valueAt(index);
+    const std::u16string text(valueAt(index)); // with a 0 unit behind
     char16_t* end = nullptr;
-    const int64_t value = QXStrToLW(text.getData(), &end, 0);
-    if (end == text.getData())
+    const int64_t value = QXStrToLW(text.c_str(), &end, 0);
+    if (end == text.c_str())
         throw Exception(u"Unable to convert string to long"_qs);
     return static_cast<int32_t>(std::clamp<int64_t>(value, Limits::min(), Limits::max()));
 }
 
 double Element::getValueDouble(int32_t index) const {
-    const String& text = valueAt(index);
+    const std::u16string text(valueAt(index));
     char16_t* end = nullptr;
-    const double value = QXStrToDW(text.getData(), &end);
-    if (end == text.getData())
+    const double value = QXStrToDW(text.c_str(), &end);
+    if (end == text.c_str())
         throw Exception(u"Unable to convert string to double"_qs);
     return value;
 }
 
 OptionDefinition::OptionDefinition(const String& name, int32_t valueCount, const char16_t* defaults,
                                    const char16_t* description)
-    : Element(name, -1), m_valueCount(valueCount), m_hasDefaults(defaults != nullptr),
+    : Element(name, -1), m_definedValueCount(valueCount), m_hasDefaults(defaults != nullptr),
       m_description(description) {
-    splitValues(TextView(defaults), u", ",
-                [this](std::u16string_view piece) { addValue(String(piece)); });
+    splitValues(TextView(defaults), u", ", [this](std::u16string_view piece) { addValue(piece); });
 }
 
 /// What a parse finds, until it has succeeded.
@@ -70,12 +97,12 @@ struct CommandLineParser::Line {
 
     Element& add(std::u16string_view name) {
         const auto position = static_cast<int32_t>(elements.size());
-        elements.emplace_back(new Element(String(name), position));
+        elements.emplace_back(new Element(name, position));
         return *elements.back();
     }
     void addParameter(std::u16string_view text) {
         Element& parameter = add({});
-        parameter.addValue(String(text));
+        parameter.addValue(text);
         parameters.push_back(parameter.getPosition());
     }
 };
@@ -89,16 +116,23 @@ public:
 
     Positions make(const std::vector<int32_t>& parameters) const;
     /// The option, or null.
-    const Reference<Element>* find(const Positions& positions, const String& name) const;
+    const Reference<Element>* find(const Positions& positions, std::u16string_view name) const;
 
 private:
     using Iterator = Positions::iterator;
 
-    const String& nameOf(NamedPosition entry) const {
-        return m_elements[static_cast<size_t>(entry.position)]->m_name;
+    std::u16string_view nameOf(NamedPosition entry) const {
+        return m_elements[static_cast<size_t>(entry.position)]->name();
     }
-    bool precedes(const String& left, const String& right) const {
-        return left.compare(right, m_ignoreCase) < 0;
+    uint32_t hashOf(std::u16string_view name) const {
+        return m_ignoreCase ? qx::detail::sampledHash(name, QXToLowerW)
+                            : qx::detail::sampledHash(name);
+    }
+    bool precedes(std::u16string_view left, std::u16string_view right) const {
+        return left != right && wrapped(left).compare(right, m_ignoreCase) < 0;
+    }
+    bool isSame(std::u16string_view left, std::u16string_view right) const {
+        return left == right || (m_ignoreCase && wrapped(left).equals(right, true));
     }
     Iterator keepLastOfEach(Iterator begin, Iterator end) const;
 
@@ -115,7 +149,7 @@ CommandLineParser::PositionIndex::make(const std::vector<int32_t>& parameters) c
         if (parameter != parameters.end() && *parameter == element->m_position)
             ++parameter;
         else
-            entries.push_back({element->m_name.hashCode(m_ignoreCase), element->m_position});
+            entries.push_back({hashOf(element->name()), element->m_position});
     }
     std::sort(entries.begin(), entries.end(), [](NamedPosition left, NamedPosition right) {
         return std::pair(left.hash, left.position) < std::pair(right.hash, right.position);
@@ -135,8 +169,8 @@ CommandLineParser::PositionIndex::make(const std::vector<int32_t>& parameters) c
 /// their positions.
 CommandLineParser::PositionIndex::Iterator
 CommandLineParser::PositionIndex::keepLastOfEach(Iterator begin, Iterator end) const {
-    const auto isFirst = [&, &first = nameOf(*begin)](NamedPosition entry) {
-        return nameOf(entry).equals(first, m_ignoreCase);
+    const auto isFirst = [this, first = nameOf(*begin)](NamedPosition entry) {
+        return isSame(nameOf(entry), first);
     };
     if (std::all_of(begin + 1, end, isFirst)) { // nearly always: hashes seldom collide
         *begin = *(end - 1);
@@ -155,12 +189,14 @@ CommandLineParser::PositionIndex::keepLastOfEach(Iterator begin, Iterator end) c
 }
 
 const Reference<Element>* CommandLineParser::PositionIndex::find(const Positions& positions,
-                                                                 const String& name) const {
-    const uint32_t hash = name.hashCode(m_ignoreCase);
-    const auto found = std::lower_bound(
-        positions.begin(), positions.end(), name, [&](NamedPosition entry, const String& sought) {
-            return entry.hash != hash ? entry.hash < hash : precedes(nameOf(entry), sought);
-        });
+                                                                 std::u16string_view name) const {
+    const uint32_t hash = hashOf(name);
+    const auto found = std::lower_bound(positions.begin(), positions.end(), name,
+                                        [&](NamedPosition entry, std::u16string_view sought) {
+                                            return entry.hash != hash
+                                                       ? entry.hash < hash
+                                                       : precedes(nameOf(entry), sought);
+                                        });
     if (found == positions.end() || found->hash != hash || precedes(name, nameOf(*found)))
         return nullptr;
     return &m_elements[static_cast<size_t>(found->position)];
@@ -217,10 +253,8 @@ void CommandLineParser::parseTokens(Tokens tokens) {
             continue;
         }
         Element& option = line.add(nameIn(token.text));
-        const auto addValue = [&option](std::u16string_view text) {
-            option.addValue(String(text));
-        };
-        const OptionDefinition* const definition = findDefinition(option.getName());
+        const auto addValue = [&option](std::u16string_view text) { option.addValue(text); };
+        const OptionDefinition* const definition = findDefinition(option.name());
         if (const size_t equals = token.text.find(u'='); equals < token.text.size()) {
             splitValues(token.text.substr(equals + 1), u",", addValue);
             hasToken = tokens.next(token);
@@ -299,7 +333,7 @@ const Reference<Element>& CommandLineParser::parameterAt(int32_t index) const {
 
 const Reference<Element>* CommandLineParser::findOption(const String& name) const {
     return PositionIndex(m_elements, m_ignoreCase)
-        .find(m_ignoreCase ? m_foldedPositions : m_positions, name);
+        .find(m_ignoreCase ? m_foldedPositions : m_positions, name.view());
 }
 
 Reference<Element> CommandLineParser::optionNamed(const String& name) const {
@@ -316,9 +350,9 @@ Reference<Element> CommandLineParser::requireOption(const String& name) const {
     return option;
 }
 
-OptionDefinition* CommandLineParser::findDefinition(const String& name) const {
+OptionDefinition* CommandLineParser::findDefinition(TextView name) const {
     const Definitions& definitions = m_ignoreCase ? m_foldedDefinitions : m_definitions;
-    const auto found = definitions.find(name);
+    const auto found = definitions.find(wrapped(name));
     return found == definitions.end() ? nullptr : found->second.get();
 }
 

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <qx/core/Object.h>
@@ -135,7 +137,7 @@ private:
     const Reference<Element>* findOption(const String& name) const;
     Reference<Element> optionNamed(const String& name) const;
     Reference<Element> requireOption(const String& name) const;
-    OptionDefinition* findDefinition(const String& name) const;
+    OptionDefinition* findDefinition(TextView name) const;
 
     Elements m_elements;
     Definitions m_definitions{NameOrder{false}};
@@ -150,10 +152,10 @@ private:
 class QX_API CommandLineParser::Element : public Object {
 public:
     /// The name of an option without switch characters; empty for a parameter.
-    const String& getName() const noexcept { return m_name; }
+    String getName() const { return String(name()); }
     /// The place in the command line among options and parameters, from 0; -1 for a definition.
     int32_t getPosition() const noexcept { return m_position; }
-    int32_t getValueCount() const noexcept { return static_cast<int32_t>(m_values.size()); }
+    int32_t getValueCount() const noexcept { return m_valueCount; }
     /// @throws Exception "Invalid vector index"
     String getValueString(int32_t index) const;
     /// The number at the start of the value, which may be hexadecimal behind 0x and octal behind 0;
@@ -166,19 +168,29 @@ public:
     double getValueDouble(int32_t index) const;
 
 protected:
-    Element(const String& name, int32_t position) : m_name(name), m_position(position) {}
+    Element(TextView name, int32_t position);
 
-    void addValue(const String& value) { m_values.push_back(value); }
-    void copyValues(const Element& other) { m_values = other.m_values; }
+    void addValue(TextView value);
+    /// Adds the values of @p other to those that are there.
+    void copyValues(const Element& other);
 
 private:
     friend class CommandLineParser;
     friend struct CommandLineParser::Line;
     friend class CommandLineParser::PositionIndex;
-    const String& valueAt(int32_t index) const;
+    std::u16string_view name() const noexcept {
+        return std::u16string_view(m_text).substr(0, m_nameLength);
+    }
+    /// @throws Exception "Invalid vector index"
+    std::u16string_view valueAt(int32_t index) const;
 
-    String m_name;
-    std::vector<String> m_values;
+    /// The name and the values one behind the other: an element with a short value, as most are,
+    /// takes no memory besides its own.
+    std::u16string m_text;
+    /// Where the values end in the text, the last one excepted, which ends with it.
+    std::vector<size_t> m_ends;
+    size_t m_nameLength;
+    int32_t m_valueCount = 0;
     int32_t m_position;
 };
 
@@ -186,7 +198,7 @@ private:
 class QX_API CommandLineParser::OptionDefinition : public CommandLineParser::Element {
 public:
     /// Tokens that the option takes as values when it is written without "=".
-    int32_t getDefinedValueCount() const noexcept { return m_valueCount; }
+    int32_t getDefinedValueCount() const noexcept { return m_definedValueCount; }
     /// True when defaults were given, if only an empty text.
     bool hasDefaults() const noexcept { return m_hasDefaults; }
     const String& getDescription() const noexcept { return m_description; }
@@ -196,7 +208,7 @@ private:
     OptionDefinition(const String& name, int32_t valueCount, const char16_t* defaults,
                      const char16_t* description);
 
-    int32_t m_valueCount;
+    int32_t m_definedValueCount;
     bool m_hasDefaults;
     String m_description;
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
+#include <qx/text/charset/EncodingException.h>
 #include <qx/util/CmdLineParser.h>
 #include <qx/util/CommandLineParser.h>
 
@@ -142,6 +143,16 @@ TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
         parser.parseArguments(static_cast<int>(c.arguments.size()), c.arguments.data());
         EXPECT_EQ(elementsOf(parser), c.elements);
     }
+}
+
+TEST(CommandLineParser, ArgumentsThatAreNoTextAreAnErrorAndChangeNothing) {
+    const qxtest::TestLocale locale("C.UTF-8");
+    CommandLineParser parser;
+    parser.parse(String(u"prog -v"));
+    const char* const argv[] = {"prog", "\xED\xA0\x80"}; // a surrogate
+    EXPECT_THROW(parser.parseArguments(2, argv), qx::text::charset::InvalidCharacterException);
+    EXPECT_THROW(parser.parse(2, argv), qx::text::charset::InvalidCharacterException);
+    EXPECT_EQ(elementsOf(parser), "<prog> v:");
 }
 
 TEST(CommandLineParser, FindsTheLastOccurrenceOfAnOption) {
