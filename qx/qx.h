@@ -153,6 +153,7 @@
 #include <qx/platform/native.h>
 #include <qx/platform/net.h>
 #include <qx/platform/process.h>
+#include <qx/platform/registry.h>
 #include <qx/platform/replace.h>
 #include <qx/platform/result.h>
 #include <qx/platform/stdio.h>

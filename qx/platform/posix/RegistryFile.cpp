@@ -1,0 +1,204 @@
+#include "qx/platform/posix/RegistryFile.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "qx/platform/posix/aside.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/path.h"
+#include "qx/platform/posix/random.h"
+
+namespace qx::platform::registry {
+
+namespace {
+
+constexpr mode_t OthersMayWrite = S_IWGRP | S_IWOTH;
+
+Descriptor open(const char* path, int flags) noexcept {
+    // O_NONBLOCK: should somebody have put a pipe there, it is refused and not waited for.
+    return aboveStandard(Descriptor(
+        retryInterrupted([&] { return ::open(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); })));
+}
+
+/// Whether a file or folder is in the hands of the user or the system alone.
+bool isTrusted(const struct stat& status) noexcept {
+    return (status.st_uid == ::geteuid() || status.st_uid == 0) &&
+           (status.st_mode & OthersMayWrite) == 0;
+}
+
+int32_t checkFile(int file) noexcept {
+    struct stat status;
+    if (::fstat(file, &status) != 0)
+        return lastResult();
+    return S_ISREG(status.st_mode) && isTrusted(status) ? result::Ok : result::AccessDenied;
+}
+
+bool setLock(int file, short type) noexcept {
+    struct flock range = {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET; // the whole file
+    return retryInterrupted([&] { return ::fcntl(file, F_OFD_SETLKW, &range); }) == 0;
+}
+
+int32_t checkFolder(const char* path) noexcept {
+    struct stat status;
+    if (::stat(path, &status) != 0)
+        return lastResult();
+    if (!S_ISDIR(status.st_mode))
+        return resultFromErrno(ENOTDIR);
+    return isTrusted(status) ? result::Ok : result::AccessDenied;
+}
+
+/// Makes a folder and those above it, for the owner alone.
+int32_t makeFolder(std::string_view path) noexcept {
+    PathText text;
+    if (!text.append(path))
+        return NameTooLong;
+    struct stat status;
+    if (::stat(text.c_str(), &status) == 0)
+        return result::Ok;
+    if (const auto parent = path.substr(0, path.rfind('/')); !parent.empty() && parent != path) {
+        if (const int32_t result = makeFolder(parent); result < 0)
+            return result;
+    }
+    if (::mkdir(text.c_str(), S_IRWXU) == 0) // whatever the umask takes away
+        return ::chmod(text.c_str(), S_IRWXU) == 0 ? result::Ok : lastResult();
+    return errno == EEXIST ? result::Ok : lastResult();
+}
+
+bool flushFolder(const char* path) noexcept {
+    const Descriptor folder(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return folder && retryInterrupted([&] { return ::fsync(folder.get()); }) == 0;
+}
+
+int32_t writeAt(int file, uint64_t offset, std::span<const uint8_t> bytes) noexcept {
+    constexpr size_t LargestWrite = size_t{1} << 30;
+    while (!bytes.empty()) {
+        const ssize_t count = retryInterrupted([&] {
+            return ::pwrite(file, bytes.data(), std::min(bytes.size(), LargestWrite),
+                            static_cast<off_t>(offset));
+        });
+        if (count < 0)
+            return lastResult();
+        bytes = bytes.subspan(static_cast<size_t>(count));
+        offset += static_cast<uint64_t>(count);
+    }
+    return result::Ok;
+}
+
+/// Creates a file with nothing but a header, unless there is one. It gets its name when it is whole
+/// and durable, and never takes that of another process's file.
+int32_t createFile(const std::string& path) noexcept {
+    PathText folder;
+    folder.append(folderOf(path));
+    folder.truncate(folder.view().size() - 1);
+    if (const int32_t result = makeFolder(folder.view()); result < 0)
+        return result;
+    if (const int32_t result = checkFolder(folder.c_str()); result < 0)
+        return result;
+    uint64_t generation = 0;
+    if (const int32_t result = randomBytes(&generation, sizeof generation); result < 0)
+        return result;
+
+    PathText aside;
+    Descriptor file;
+    if (const int32_t result = createAside(path, S_IRUSR | S_IWUSR, aside, file); result < 0)
+        return result;
+    int32_t result = ::fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 ? result::Ok : lastResult();
+    if (result >= 0)
+        result = writeAt(file.get(), 0, makeHeader(generation));
+    if (result >= 0 && ::fsync(file.get()) != 0)
+        result = lastResult();
+    // Gone already: another process that holds the lock of its file took this one for left behind.
+    if (result >= 0 && ::link(aside.c_str(), path.c_str()) != 0 && errno != EEXIST &&
+        errno != ENOENT)
+        result = lastResult();
+    ::unlink(aside.c_str());
+    if (result >= 0 && !flushFolder(folder.c_str()))
+        result = lastResult();
+    return result;
+}
+
+} // namespace
+
+int32_t openForReading(const std::string& path, Descriptor& file, QXFileState& state) noexcept {
+    file = open(path.c_str(), O_RDONLY);
+    if (!file)
+        return lastResult();
+    if (const int32_t result = checkFile(file.get()); result < 0)
+        return result;
+    return QXFileGetHandleState(static_cast<QXHandle>(file.get()), &state);
+}
+
+int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>& bytes) {
+    bytes.resize(end - offset);
+    size_t length = 0;
+    while (length < bytes.size()) {
+        const ssize_t count = retryInterrupted([&] {
+            return ::pread(file, bytes.data() + length, bytes.size() - length,
+                           static_cast<off_t>(offset + length));
+        });
+        if (count < 0)
+            return lastResult();
+        if (count == 0)
+            break;
+        length += static_cast<size_t>(count);
+    }
+    bytes.resize(length);
+    return result::Ok;
+}
+
+int32_t LockedFile::open(const std::string& path) noexcept {
+    for (;;) {
+        m_file = registry::open(path.c_str(), O_RDWR);
+        if (!m_file) {
+            if (errno != ENOENT)
+                return lastResult();
+            if (const int32_t result = createFile(path); result < 0)
+                return result;
+            continue;
+        }
+        if (const int32_t result = checkFile(m_file.get()); result < 0)
+            return result;
+        if (!setLock(m_file.get(), F_WRLCK))
+            return lastResult();
+        // Before the lock was had another writer may have put a compacted file under the name.
+        struct stat named, opened;
+        if (::fstat(m_file.get(), &opened) != 0)
+            return lastResult();
+        if (::stat(path.c_str(), &named) == 0 && named.st_dev == opened.st_dev &&
+            named.st_ino == opened.st_ino)
+            return result::Ok;
+        close();
+    }
+}
+
+void LockedFile::close() noexcept {
+    // A child that was forked meanwhile has the description too, and with it would keep the lock.
+    if (m_file)
+        setLock(m_file.get(), F_UNLCK);
+    m_file = Descriptor();
+}
+
+int32_t LockedFile::getState(QXFileState& state) const noexcept {
+    return QXFileGetHandleState(static_cast<QXHandle>(m_file.get()), &state);
+}
+
+int32_t LockedFile::append(uint64_t offset, std::span<const uint8_t> bytes) const noexcept {
+    struct stat status;
+    if (::fstat(m_file.get(), &status) != 0)
+        return lastResult();
+    const auto end = static_cast<off_t>(offset);
+    if (status.st_size > end && ::ftruncate(m_file.get(), end) != 0)
+        return lastResult();
+    int32_t result = writeAt(m_file.get(), offset, bytes);
+    if (result >= 0 && retryInterrupted([&] { return ::fdatasync(m_file.get()); }) != 0)
+        result = lastResult();
+    if (result < 0 && ::ftruncate(m_file.get(), end) != 0)
+        return result; // what is left is no whole transaction, or one that was not promised
+    return result;
+}
+
+} // namespace qx::platform::registry

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <qx/platform/replace.h>
+
+#include "qx/platform/detail/RegistryLog.h"
+#include "qx/platform/posix/descriptor.h"
+
+/* The system calls on the registry's files. */
+
+namespace qx::platform::registry {
+
+/// Opens a file for reading; 0x80070005 when it belongs neither to the user nor to the superuser or
+/// when others may write it. @p state is that of the open file.
+int32_t openForReading(const std::string& path, Descriptor& file, QXFileState& state) noexcept;
+
+/// Reads from @p offset up to @p end; less when the file is shorter.
+/// @throws std::bad_alloc
+int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>& bytes);
+
+/// A file open for a change, with the lock that keeps other writers out of it until the end of the
+/// object. The lock goes with the open file description: it ends with the process, and threads
+/// exclude each other too.
+class LockedFile {
+public:
+    LockedFile() = default;
+    ~LockedFile() { close(); }
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
+
+    /// Opens the file, which is made together with its folder when it does not exist, and waits for
+    /// the lock.
+    int32_t open(const std::string& path) noexcept;
+    void close() noexcept;
+
+    int descriptor() const noexcept { return m_file.get(); }
+    int32_t getState(QXFileState& state) const noexcept;
+
+    /// Puts the bytes in the place of all that lies behind @p offset and makes them durable. On
+    /// failure the file ends at the offset.
+    int32_t append(uint64_t offset, std::span<const uint8_t> bytes) const noexcept;
+
+private:
+    Descriptor m_file;
+};
+
+} // namespace qx::platform::registry

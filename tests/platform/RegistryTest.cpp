@@ -1,0 +1,321 @@
+#include <qx/platform/registry.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/platform/result.h>
+
+#include "tests/platform/RegistryTesting.h"
+
+namespace fs = std::filesystem;
+using namespace qx;
+using namespace qxtest;
+
+namespace {
+
+class Registry : public testing::Test {
+protected:
+    TemporaryRegistry registry;
+};
+
+mode_t modeOf(const std::string& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+using Names = std::vector<std::u16string>;
+
+} // namespace
+
+TEST_F(Registry, KeepsEveryTypeAcrossProcesses) {
+    const uint64_t number = 0x0123456789ABCDEF;
+    const std::u16string text = u"text";
+    const struct {
+        ENUM_QX_REG_TYPE type;
+        const void* data;
+        int32_t length;
+    } cases[] = {
+        {QX_REG_STRING, text.c_str(), 10}, {QX_REG_STRING, nullptr, 0}, // without its 0 unit
+        {QX_REG_UINT32, &number, 4},       {QX_REG_UINT64, &number, 8},
+        {QX_REG_BYTES, &number, 3},        {QX_REG_BYTES, nullptr, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.type);
+        ASSERT_EQ(QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", c.type, c.data, c.length),
+                  result::Ok);
+        registry.use();
+        ENUM_QX_REG_TYPE type;
+        char buffer[16];
+        int32_t length = c.length; // just enough
+        ASSERT_EQ(QXRegistryGetValue(QX_HKEY_USER, u"Key", u"", &type, buffer, &length),
+                  result::Ok);
+        EXPECT_EQ(type, c.type);
+        EXPECT_EQ(length, c.length);
+        EXPECT_TRUE(std::equal(buffer, buffer + length, static_cast<const char*>(c.data)));
+    }
+}
+
+TEST_F(Registry, TellsTypeAndLengthOfWhatDoesNotFit) {
+    setText(u"Key", u"name", u"123");
+    ENUM_QX_REG_TYPE type = QX_REG_BYTES;
+    char buffer[8];
+    for (int32_t capacity : {0, 7}) {
+        int32_t length = capacity;
+        EXPECT_EQ(QXRegistryGetValue(QX_HKEY_USER, u"Key", u"name", &type, buffer, &length),
+                  result::BufferTooSmall);
+        EXPECT_EQ(length, 8);
+        EXPECT_EQ(type, QX_REG_STRING);
+    }
+    int32_t length = 0;
+    EXPECT_EQ(QXRegistryGetValue(QX_HKEY_USER, u"Key", u"name", nullptr, nullptr, &length),
+              result::Ok);
+    EXPECT_EQ(length, 8);
+}
+
+TEST_F(Registry, RefusesWhatItCannotKeep) {
+    const std::u16string longName(65536, u'n');
+    std::u16string deepPath;
+    for (int i = 0; i < 513; ++i)
+        deepPath += u"d\\";
+    const auto set = [](const std::u16string& path, const std::u16string& name,
+                        ENUM_QX_REG_TYPE type, const void* data, int32_t length) {
+        return QXRegistrySetValue(QX_HKEY_USER, path.c_str(), name.c_str(), type, data, length);
+    };
+    constexpr auto NameTooLong = static_cast<int32_t>(0x800700CE);
+    const auto noType = static_cast<ENUM_QX_REG_TYPE>(4);
+    EXPECT_EQ(set(longName, u"", QX_REG_BYTES, "", 0), NameTooLong);
+    EXPECT_EQ(set(u"k", longName, QX_REG_BYTES, "", 0), NameTooLong);
+    EXPECT_EQ(set(deepPath, u"", QX_REG_BYTES, "", 0), NameTooLong);
+    EXPECT_EQ(set(u"k", u"", QX_REG_STRING, "abc", 3), result::InvalidArgument);
+    EXPECT_EQ(set(u"k", u"", QX_REG_UINT32, "abcde", 5), result::InvalidArgument);
+    EXPECT_EQ(set(u"k", u"", QX_REG_UINT64, "abcd", 4), result::InvalidArgument);
+    EXPECT_EQ(set(u"k", u"", QX_REG_BYTES, "", -1), result::InvalidArgument);
+    EXPECT_EQ(set(u"k", u"", QX_REG_BYTES, nullptr, 1), result::NullPointer);
+    EXPECT_EQ(set(u"k", u"", QX_REG_BYTES, "", (64 << 20) + 1), result::InvalidArgument);
+    EXPECT_EQ(set(u"k", u"", noType, "", 0), result::InvalidArgument);
+    for (int root : {-1, 5}) {
+        EXPECT_EQ(QXRegistryDeleteKey(static_cast<ENUM_QX_HKEY>(root), u"k"),
+                  result::InvalidArgument);
+    }
+    EXPECT_EQ(QXRegistryDeleteKey(QX_HKEY_USER, u"\\"), result::InvalidArgument);
+    EXPECT_EQ(QXRegistrySetFolder("relative"), result::InvalidArgument);
+    EXPECT_FALSE(fs::exists(registry.folder()));
+}
+
+TEST_F(Registry, FindsNamesOfAnyUnitsWithoutRegardToCase) {
+    const struct {
+        std::u16string written, asked;
+    } cases[] = {
+        {u"plain", u"PLAIN"},
+        {u"", u""},
+        {u".", u"."},
+        {u"..", u".."},
+        {u"a/b", u"A/B"},
+        {u" ", u" "},
+        {u"\x01\n\xFFFF", u"\x01\n\xFFFF"},
+        {u"\xD800", u"\xD800"}, // lone surrogates, the second half before the first
+        {u"\xDC00\xD800", u"\xDC00\xD800"},
+        {u"\u00C4\u03A9\u0416", u"\u00E4\u03C9\u0436"},
+        {u"\u01C5", u"\u01C6"}, // title case
+        {std::u16string(4000, u'x'), std::u16string(4000, u'X')},
+        {std::u16string(65535, u'y'), std::u16string(65535, u'Y')},
+    };
+    for (const auto& c : cases)
+        setText(u"Values", c.written, c.written);
+    setText(u"Values", u"back\\slash", u"a value's name may have it");
+    for (const auto& c : cases) {
+        if (!c.written.empty() && c.written.size() < 60000)
+            setText(u"Keys\\" + c.written, u"", c.written);
+    }
+    registry.use();
+    for (const auto& c : cases) {
+        EXPECT_EQ(getText(u"values", c.asked), c.written);
+        if (!c.written.empty() && c.written.size() < 60000) {
+            EXPECT_EQ(getText(u"KEYS\\" + c.asked, u""), c.written);
+        }
+    }
+    EXPECT_EQ(subkeysOf(u"Keys").size(), std::size(cases) - 2);
+    EXPECT_EQ(valuesOf(u"Values").size(), std::size(cases) + 1);
+}
+
+TEST_F(Registry, KeepsTheFirstFormOfANameAndTheLastOfAValue) {
+    setText(u"Software\\Maker", u"Path", u"1");
+    setText(u"SOFTWARE\\\\maker\\", u"PATH", u"2");
+    EXPECT_EQ(subkeysOf(u""), Names{u"Software"});
+    EXPECT_EQ(subkeysOf(u"\\software"), Names{u"Maker"});
+    EXPECT_EQ(valuesOf(u"software\\maker"), Names{u"Path"});
+    EXPECT_EQ(getText(u"software\\maker", u"path"), u"2");
+}
+
+TEST_F(Registry, WalksInOrderOverTheKeyAsItWas) {
+    for (const auto* name : {u"b", u"A", u"c", u"B2"})
+        setText(std::u16string(u"Key\\") + name, u"", u"");
+    QXHandle walk;
+    ASSERT_EQ(QXRegistryOpenKeyEnum(QX_HKEY_USER, u"Key", &walk), result::Ok);
+    ASSERT_EQ(QXRegistryDeleteKey(QX_HKEY_USER, u"Key"), result::Ok);
+    char16_t name[3];
+    int32_t length = 0;
+    EXPECT_EQ(QXRegistryEnumNextValue(walk, name, &length), result::InvalidHandle);
+    Names names;
+    for (;;) {
+        length = 2; // too small for the last but one
+        int32_t result = QXRegistryEnumNextKey(walk, name, &length);
+        if (result == result::BufferTooSmall) {
+            EXPECT_EQ(length, 2);
+            length = 3;
+            result = QXRegistryEnumNextKey(walk, name, &length);
+        }
+        if (result == result::NoMoreItems)
+            break;
+        ASSERT_EQ(result, result::Ok);
+        names.emplace_back(name, static_cast<size_t>(length));
+    }
+    EXPECT_EQ(names, (Names{u"A", u"b", u"B2", u"c"}));
+    EXPECT_EQ(QXRegistryCloseEnum(walk), result::Ok);
+    EXPECT_EQ(QXRegistryOpenKeyEnum(QX_HKEY_USER, u"Key", &walk), result::NotFound);
+    EXPECT_EQ(walk, ~QXHandle{0});
+}
+
+TEST_F(Registry, DeletesValuesAndSubtrees) {
+    EXPECT_EQ(QXRegistryDeleteKey(QX_HKEY_USER, u"Key"), result::NotFound);
+    EXPECT_FALSE(fs::exists(registry.folder())); // nothing was made to delete nothing
+    setText(u"Key\\Sub\\Deep", u"name", u"");
+    setText(u"Key\\Sub", u"name", u"");
+    setText(u"Keys", u"name", u"a neighbour");
+    EXPECT_EQ(QXRegistryDeleteValue(QX_HKEY_USER, u"Key\\Sub", u"NAME"), result::Ok);
+    EXPECT_EQ(QXRegistryDeleteValue(QX_HKEY_USER, u"Key\\Sub", u"name"), result::NotFound);
+    EXPECT_EQ(subkeysOf(u"Key\\Sub"), Names{u"Deep"});
+    EXPECT_EQ(QXRegistryDeleteKey(QX_HKEY_USER, u"key\\sub"), result::Ok);
+    EXPECT_EQ(subkeysOf(u"Key"), Names{}); // stays, without anything in it
+    EXPECT_EQ(getText(u"Key\\Sub\\Deep", u"name"), std::nullopt);
+    EXPECT_EQ(subkeysOf(u""), (Names{u"Key", u"Keys"}));
+}
+
+TEST_F(Registry, AppliesChangesInTheirOrderOrNoneOfThem) {
+    setText(u"Old", u"name", u"");
+    const auto change = [](int32_t kind, const char16_t* path, const char16_t* name = u"") {
+        return QXRegistryChange{kind, QX_REG_BYTES, path, name, "1", 1};
+    };
+    QXRegistryChange changes[] = {
+        change(QX_REG_DELETE_KEY, u"Old"),
+        change(QX_REG_DELETE_KEY, u"Never"),
+        change(QX_REG_DELETE_VALUE, u"Absent", u"name"), // makes no key
+        change(QX_REG_CREATE_KEY, u"Empty"),
+        change(QX_REG_SET_VALUE, u"New", u"kept"),
+        change(QX_REG_SET_VALUE, u"New", u"gone"),
+        change(QX_REG_DELETE_VALUE, u"New", u"gone"),
+        change(99, u"New"),
+    };
+    const auto count = static_cast<int32_t>(std::size(changes));
+    EXPECT_EQ(QXRegistryApply(QX_HKEY_USER, changes, count), result::InvalidArgument);
+    EXPECT_EQ(subkeysOf(u""), Names{u"Old"});
+    uint64_t before, after;
+    QXRegistryGetVersion(QX_HKEY_USER, &before);
+    EXPECT_EQ(QXRegistryApply(QX_HKEY_USER, changes, count - 1), result::Ok);
+    EXPECT_EQ(subkeysOf(u""), (Names{u"Empty", u"New"}));
+    EXPECT_EQ(valuesOf(u"New"), Names{u"kept"});
+    QXRegistryGetVersion(QX_HKEY_USER, &after);
+    EXPECT_NE(before, after);
+}
+
+TEST_F(Registry, FilesAreForTheirOwnerWhateverTheUmask) {
+    const mode_t before = ::umask(0);
+    setText(u"Key", u"", u"");
+    ::umask(0777);
+    QXRegistrySetValue(QX_HKEY_CONFIG, u"Key", u"", QX_REG_BYTES, "", 0);
+    ::umask(before);
+    EXPECT_EQ(modeOf(registry.folder()), mode_t{0700});
+    EXPECT_EQ(modeOf(registry.userFile()), mode_t{0600});
+    EXPECT_EQ(modeOf(registry.folder() + "/config-64.qxreg"), mode_t{0600});
+
+    // Whoever may write the file may choose what the user's programs load.
+    fs::permissions(registry.userFile(), fs::perms::group_write, fs::perm_options::add);
+    registry.use();
+    int32_t length = 0;
+    EXPECT_EQ(QXRegistryGetValue(QX_HKEY_USER, u"Key", u"", nullptr, nullptr, &length),
+              result::AccessDenied);
+    EXPECT_EQ(QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", QX_REG_BYTES, "", 0),
+              result::AccessDenied);
+}
+
+TEST_F(Registry, StaysSmallWhenValuesAreReplacedAndKeepsAllInIt) {
+    const std::string folder = registry.folder();
+    for (int i = 0; i < 10; ++i)
+        setText(u"Kept\\Sub" + std::u16string(1, static_cast<char16_t>(u'a' + i)), u"Name", u"v");
+    QXRegistryChange empty{QX_REG_CREATE_KEY, QX_REG_BYTES, u"Kept\\Empty", u"", nullptr, 0};
+    QXRegistryApply(QX_HKEY_USER, &empty, 1);
+    writeFile(folder + "/.user.qxreg.0123456789ABCDEF.tmp", "left by a killed process");
+    const std::string block(8000, 'x');
+    for (int i = 0; i < 30; ++i)
+        QXRegistrySetValue(QX_HKEY_USER, u"Often", u"", QX_REG_BYTES, block.data(), 8000 - i);
+    EXPECT_LT(fs::file_size(registry.userFile()), 100000u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+    for (int reader = 0; reader < 2; ++reader) {
+        EXPECT_EQ(subkeysOf(u"Kept").size(), 11u);
+        EXPECT_EQ(getText(u"kept\\SUBc", u"name"), u"v");
+        int32_t length = 0;
+        QXRegistryGetValue(QX_HKEY_USER, u"Often", u"", nullptr, nullptr, &length);
+        EXPECT_EQ(length, 8000 - 29);
+        registry.use();
+    }
+}
+
+TEST_F(Registry, HoldsAHundredThousandKeys) {
+    constexpr int Keys = 100000;
+    std::vector<std::u16string> paths;
+    std::vector<QXRegistryChange> changes;
+    for (int i = 0; i < Keys; ++i)
+        paths.push_back(u"Many\\" + std::u16string{static_cast<char16_t>(0x3400 + i / 1000), u'\\',
+                                                   static_cast<char16_t>(0x3400 + i % 1000)});
+    for (const auto& path : paths)
+        changes.push_back({QX_REG_SET_VALUE, QX_REG_UINT32, path.c_str(), u"n", "1234", 4});
+    ASSERT_EQ(QXRegistryApply(QX_HKEY_USER, changes.data(), Keys), result::Ok);
+    registry.use();
+    EXPECT_EQ(subkeysOf(u"Many").size(), size_t{Keys} / 1000);
+    int32_t length = 0;
+    for (const auto& path : paths)
+        ASSERT_EQ(QXRegistryGetValue(QX_HKEY_USER, path.c_str(), u"n", nullptr, nullptr, &length),
+                  result::Ok);
+    EXPECT_EQ(QXRegistryDeleteKey(QX_HKEY_USER, u"Many"), result::Ok);
+    EXPECT_LT(fs::file_size(registry.userFile()), 1000u); // compacted to nothing
+}
+
+TEST_F(Registry, FollowsAFileThatIsReplacedOrRemoved) {
+    setText(u"Key", u"", u"1");
+    const std::string saved = readFile(registry.userFile());
+    setText(u"Key", u"", u"2");
+    fs::remove(registry.userFile());
+    EXPECT_EQ(getText(u"Key", u""), std::nullopt);
+    writeFile(registry.userFile(), saved);
+    ::chmod(registry.userFile().c_str(), 0600);
+    EXPECT_EQ(getText(u"Key", u""), u"1");
+    setText(u"Key", u"", u"3");
+    EXPECT_EQ(getText(u"Key", u""), u"3");
+}
+
+TEST(RegistryFolder, FollowsTheUsersEnvironment) {
+    char buffer[4096];
+    const char* const before = std::getenv("XDG_DATA_HOME");
+    const std::string saved = before != nullptr ? before : "";
+    const struct {
+        const char *variable, *folder;
+    } cases[] = {
+        {"/data", "/data/qx/registry"}, {"relative", nullptr}, // not taken
+    };
+    for (const auto& c : cases) {
+        ::setenv("XDG_DATA_HOME", c.variable, 1);
+        ASSERT_EQ(QXRegistryGetFolder(buffer, sizeof buffer), result::Ok);
+        if (c.folder != nullptr)
+            EXPECT_STREQ(buffer, c.folder);
+        else
+            EXPECT_TRUE(std::string(buffer).ends_with("/.local/share/qx/registry")) << buffer;
+    }
+    before != nullptr ? ::setenv("XDG_DATA_HOME", saved.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
+    EXPECT_EQ(QXRegistryGetFolder(buffer, 3), result::BufferTooSmall);
+}
