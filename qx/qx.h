@@ -204,4 +204,5 @@
 #include <qx/util/PathNormalizer.h>
 #include <qx/util/ROBuffer.h>
 #include <qx/util/RWBuffer.h>
+#include <qx/util/RegistryKey.h>
 #include <qx/util/StringTokenizer.h>

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/collections/TypedIterator.h>
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/platform/export.h>
+#include <qx/platform/registry.h>
+#include <qx/util/RWBuffer.h>
+
+namespace qx::util {
+
+class RegistrySubkeyIterator;
+
+/// The name of one key of the registry: a root and a path of names with "\" between them. It holds
+/// nothing open and the key need not exist; every member below that touches the registry does so at
+/// once, atomically and durably (see qx/platform/registry.h), and throws ResultException with the
+/// platform's code: result::NotFound for a key or value that does not exist, result::Corrupt for a
+/// damaged registry, result::InvalidArgument for a name with a 0 unit in it.
+///
+/// A value has a name, which may be empty: that one is the key's default value, which the overloads
+/// without a name use. Names of keys and values are found without regard to letter case. Constant
+/// keys may be used by several threads.
+class QX_API RegistryKey : public Object {
+public:
+    /// @param key  the name of a root in any letter case, or that with "\" and a path; "/" counts
+    ///     as "\". The names are those of ENUM_QX_HKEY, the plain ones for the native view.
+    /// @throws Exception "Unknown QX_HKEY"
+    explicit RegistryKey(const String& key);
+    /// @param path  empty for the root itself; "/" counts as "\"
+    /// @throws Exception "Unknown QX_HKEY" when @p root is none
+    RegistryKey(ENUM_QX_HKEY root, const String& path);
+    RegistryKey(const RegistryKey& other) = default;
+    RegistryKey& operator=(const RegistryKey& other) = default;
+
+    ENUM_QX_HKEY getHKEY() const noexcept { return m_root; }
+    /// The last name of the path; empty for a root.
+    const String& getKeyName() const noexcept { return m_keyName; }
+    /// The root's name, "\" and the path, which the constructor reads back; without the root's name
+    /// when @p relative. A root has no "\" and no path.
+    String getKey(bool relative = false) const;
+
+    /// @throws Exception "No parent key" for a path of one name and for a root
+    RegistryKey getParent() const;
+    RegistryKey getSubkey(const String& name) const;
+
+    /// A walk over the direct subkeys, in the order of their lower-case names, as they are now. Its
+    /// next throws Exception "no more keys" at the end.
+    Reference<collections::ConstIterator<RegistryKey>> getSubkeyIterator() const;
+    /// The same over the names of the values; "no more values".
+    Reference<collections::ConstIterator<String>> getValueIterator() const;
+
+    /// Deletes the key with its values and all keys below it. A root cannot be deleted
+    /// (result::InvalidArgument).
+    void remove();
+
+    /// False also when the registry cannot be read.
+    bool valueExists(const String& name) const;
+    bool valueExists() const { return valueExists(String()); }
+    ENUM_QX_REG_TYPE getValueType(const String& name) const;
+    ENUM_QX_REG_TYPE getValueType() const { return getValueType(String()); }
+
+    /// The getters throw Exception "Registry type mismatch" for a value of another type.
+    String getValueString(const String& name) const;
+    String getValueString() const { return getValueString(String()); }
+    uint32_t getValueUINT32(const String& name) const;
+    uint32_t getValueUINT32() const { return getValueUINT32(String()); }
+    uint64_t getValueUINT64(const String& name) const;
+    uint64_t getValueUINT64() const { return getValueUINT64(String()); }
+    /// Stores raw bytes; their number.
+    /// @param length  the capacity of @p bytes
+    /// @throws ResultException with result::BufferTooSmall when they do not fit
+    int32_t getValue(const String& name, signed char* bytes, int32_t length) const;
+    int32_t getValue(signed char* bytes, int32_t length) const {
+        return getValue(String(), bytes, length);
+    }
+
+    /// The setters make the key when it does not exist, and replace a value of any type.
+    void setValue(const String& name, const String& value);
+    void setValue(const String& value) { setValue(String(), value); }
+    void setValue(const String& name, uint32_t value);
+    void setValue(uint32_t value) { setValue(String(), value); }
+    void setValue(const String& name, uint64_t value);
+    void setValue(uint64_t value) { setValue(String(), value); }
+    void setValue(const String& name, const signed char* bytes, int32_t length);
+    void setValue(const signed char* bytes, int32_t length) { setValue(String(), bytes, length); }
+
+    void deleteValue(const String& name);
+    void deleteValue() { deleteValue(String()); }
+
+    /// Orders by root and then by path without regard to letter case.
+    /// @throws CastFailedException when @p other is no RegistryKey
+    int compareTo(const Object& other) const override;
+    bool equals(const Object& other) const override;
+    /// Of the path; the same for paths that differ only in letter case.
+    uint32_t hashCode() const override;
+
+private:
+    friend class RegistrySubkeyIterator;
+
+    /// The subkey of this very name, in which "/" is a unit like others.
+    RegistryKey childNamed(const String& name) const;
+    /// Takes the root's name off @p key.
+    static ENUM_QX_HKEY extractQXHkey(String& key);
+    void normalize();
+    int32_t tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, void* buffer,
+                        int32_t& length) const;
+    int32_t tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, RWByteBuffer& buffer) const;
+    void setValue(const String& name, ENUM_QX_REG_TYPE type, const void* data, int32_t length);
+
+    ENUM_QX_HKEY m_root;
+    String m_path;
+    String m_keyName;
+};
+
+} // namespace qx::util
+
+extern template class QX_API qx::collections::ConstIterator<qx::util::RegistryKey>;
+
+using CQXRegistryKey = qx::util::RegistryKey;

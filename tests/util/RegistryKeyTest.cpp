@@ -1,0 +1,154 @@
+#include <qx/util/RegistryKey.h>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/String.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/TemporaryRegistry.h"
+
+using namespace qx;
+using namespace qxtest;
+using qx::util::RegistryKey;
+
+namespace {
+
+template <class Body>
+void expectThrowsText(const char* text, Body body) {
+    try {
+        body();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const Exception& exception) {
+        EXPECT_EQ(exception.getDescription().toUtf8(), text);
+    }
+}
+
+class RegistryKeys : public testing::Test {
+protected:
+    TemporaryRegistry registry;
+    RegistryKey key{QX_HKEY_USER, u"Software/Maker"};
+};
+
+} // namespace
+
+TEST(RegistryKeyNames, AreReadAndPrinted) {
+    const struct {
+        const char16_t *text, *printed, *relative, *name;
+        ENUM_QX_HKEY root;
+    } cases[] = {
+        {u"qx_hkey_config/Sub/Key", u"QX_HKEY_CONFIG_64\\Sub\\Key", u"\\Sub\\Key", u"Key",
+         QX_HKEY_CONFIG_64},
+        {u"QX_HKEY_CLASSES\\A", u"QX_HKEY_CLASSES_64\\A", u"\\A", u"A", QX_HKEY_CLASSES_64},
+        {u"QX_HKEY_CLASSES_64\\A", u"QX_HKEY_CLASSES_64\\A", u"\\A", u"A", QX_HKEY_CLASSES_64},
+        {u"QX_HKEY_CONFIG_64\\A", u"QX_HKEY_CONFIG_64\\A", u"\\A", u"A", QX_HKEY_CONFIG_64},
+        {u"Qx_Hkey_Classes_Cross\\A", u"QX_HKEY_CLASSES_32\\A", u"\\A", u"A", QX_HKEY_CLASSES_32},
+        {u"QX_HKEY_CLASSES_32\\A", u"QX_HKEY_CLASSES_32\\A", u"\\A", u"A", QX_HKEY_CLASSES_32},
+        {u"QX_HKEY_CONFIG_CROSS", u"QX_HKEY_CONFIG_32", u"", u"", QX_HKEY_CONFIG_32},
+        {u"QX_HKEY_CONFIG_32/", u"QX_HKEY_CONFIG_32", u"", u"", QX_HKEY_CONFIG_32},
+        {u"QX_HKEY_USER\\A", u"QX_HKEY_USER\\A", u"\\A", u"A", QX_HKEY_USER},
+    };
+    for (const auto& c : cases) {
+        const RegistryKey key{String(c.text)};
+        SCOPED_TRACE(String(c.text).toUtf8());
+        EXPECT_EQ(key.getHKEY(), c.root);
+        EXPECT_EQ(key.getKey(), String(c.printed));
+        EXPECT_EQ(key.getKey(true), String(c.relative));
+        EXPECT_EQ(key.getKeyName(), String(c.name));
+        EXPECT_TRUE(RegistryKey(key.getKey()).equals(key));
+    }
+    for (const char16_t* text : {u"", u"\\QX_HKEY_USER", u"QX_HKEY_USERS\\A", u"QX_HKEY_"})
+        expectThrowsText("Unknown QX_HKEY", [&] { RegistryKey{String(text)}; });
+    expectThrowsText("Unknown QX_HKEY", [] { RegistryKey(static_cast<ENUM_QX_HKEY>(5), u"A"); });
+}
+
+TEST(RegistryKeyNames, LeadUpAndDown) {
+    const RegistryKey root(QX_HKEY_USER, u"");
+    const RegistryKey deep = root.getSubkey(u"A").getSubkey(u"B/C");
+    EXPECT_EQ(deep.getKey(), String(u"QX_HKEY_USER\\A\\B\\C"));
+    EXPECT_EQ(deep.getParent().getKey(true), String(u"\\A\\B"));
+    expectThrowsText("No parent key", [&] { root.getParent(); });
+    expectThrowsText("No parent key", [&] { root.getSubkey(u"A").getParent(); });
+}
+
+TEST(RegistryKeyNames, AreEqualWhateverTheirCase) {
+    const RegistryKey key(QX_HKEY_USER, u"A\\b"), same(QX_HKEY_USER, u"a\\B");
+    EXPECT_TRUE(key.equals(same));
+    EXPECT_EQ(key.hashCode(), same.hashCode());
+    EXPECT_FALSE(key.equals(RegistryKey(QX_HKEY_CONFIG, u"A\\b")));
+    EXPECT_LT(key.compareTo(RegistryKey(QX_HKEY_USER, u"A\\C")), 0);
+    EXPECT_THROW(key.compareTo(String(u"A\\b")), CastFailedException);
+}
+
+TEST_F(RegistryKeys, ValuesComeBackByTheirType) {
+    const String text(std::u16string_view(u"t\0xt \xD800", 6));
+    const signed char bytes[] = {1, 0, -1};
+    for (const char16_t* name : {u"", u"name"}) {
+        const String value(name);
+        key.setValue(value, text);
+        EXPECT_EQ(key.getValueString(value), text);
+        EXPECT_EQ(key.getValueType(value), QX_REG_STRING);
+        expectThrowsText("Registry type mismatch", [&] { key.getValueUINT32(value); });
+        key.setValue(value, 0xFEDCBA98u);
+        EXPECT_EQ(key.getValueUINT32(value), 0xFEDCBA98u);
+        expectThrowsText("Registry type mismatch", [&] { key.getValueUINT64(value); });
+        key.setValue(value, uint64_t{0xFEDCBA9876543210});
+        EXPECT_EQ(key.getValueUINT64(value), 0xFEDCBA9876543210u);
+        expectThrowsText("Registry type mismatch", [&] { key.getValueUINT32(value); });
+        expectThrowsText("Registry type mismatch", [&] { key.getValueString(value); });
+        key.setValue(value, bytes, 3);
+        signed char buffer[4] = {};
+        EXPECT_EQ(key.getValue(value, buffer, 4), 3);
+        EXPECT_TRUE(std::equal(bytes, bytes + 3, buffer));
+        expectThrowsResult(result::BufferTooSmall, [&] { key.getValue(value, buffer, 2); });
+        expectThrowsResult(result::BufferTooSmall, [&] { key.getValue(value, nullptr, 0); });
+        key.deleteValue(value);
+        EXPECT_FALSE(key.valueExists(value));
+        expectThrowsResult(result::NotFound, [&] { key.getValueType(value); });
+        expectThrowsResult(result::NotFound, [&] { key.deleteValue(value); });
+    }
+    for (const int32_t length : {0, 126, 127, 128, 5000}) { // around the first capacity
+        key.setValue(String(u'x', length));
+        EXPECT_EQ(key.getValueString().getLength(), length);
+    }
+}
+
+TEST_F(RegistryKeys, WalksOverSubkeysAndValues) {
+    expectThrowsResult(result::NotFound, [&] { key.getSubkeyIterator(); });
+    const String longName(u'n', 4000);
+    key.getSubkey(u"b").setValue(1u);
+    key.getSubkey(longName).setValue(u"of b", 1u);
+    key.setValue(longName, u""_qs);
+    key.setValue(u"a", u""_qs);
+    // Other programs may use "/" in the name of a key.
+    QXRegistrySetValue(QX_HKEY_USER, u"Software\\Maker\\x/y", u"", QX_REG_UINT32, "1234", 4);
+
+    auto keys = key.getSubkeyIterator();
+    EXPECT_TRUE(keys->next()->equals(key.getSubkey(u"B")));
+    EXPECT_TRUE(keys->next()->valueExists(u"of b"));
+    EXPECT_TRUE(keys->hasNext());
+    const Reference<RegistryKey> slash = keys->next();
+    EXPECT_EQ(slash->getKeyName(), String(u"x/y"));
+    EXPECT_TRUE(slash->valueExists());
+    EXPECT_FALSE(keys->hasNext());
+    expectThrowsText("no more keys", [&] { keys->next(); });
+
+    auto values = key.getValueIterator();
+    EXPECT_EQ(*values->next(), String(u"a"));
+    EXPECT_EQ(*values->next(), longName);
+    expectThrowsText("no more values", [&] { values->next(); });
+
+    key.remove();
+    EXPECT_FALSE(key.getSubkey(u"b").valueExists());
+    expectThrowsResult(result::NotFound, [&] { key.remove(); });
+    EXPECT_EQ(RegistryKey(QX_HKEY_USER, u"").getSubkeyIterator()->next()->getKeyName(),
+              String(u"Software"));
+}
+
+TEST_F(RegistryKeys, RefuseNamesThatWouldBeCut) {
+    const String cut(std::u16string_view(u"na\0me", 5));
+    expectThrowsResult(result::InvalidArgument, [&] { key.setValue(cut, 1u); });
+    expectThrowsResult(result::InvalidArgument, [&] { key.getSubkey(cut).setValue(1u); });
+    EXPECT_FALSE(key.valueExists(cut));
+    expectThrowsResult(result::InvalidArgument, [] { RegistryKey(QX_HKEY_USER, u"").remove(); });
+}
