@@ -141,7 +141,12 @@
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/QueryKey.h>
 #include <qx/net/TcpClientSocket2.h>
+#include <qx/net/TcpServerSocket.h>
+#include <qx/net/TcpSocket.h>
 #include <qx/net/TcpSocket2.h>
+#include <qx/net/TcpSocketHandle.h>
+#include <qx/net/TcpSocketInputStream.h>
+#include <qx/net/TcpSocketOutputStream.h>
 #include <qx/net/TcpWorkerSocket2.h>
 #include <qx/net/URI.h>
 #include <qx/net/socketerror.h>

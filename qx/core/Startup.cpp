@@ -47,6 +47,8 @@
 #include <qx/io/StringWriter.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
+#include <qx/net/TcpServerSocket.h>
+#include <qx/net/TcpSocket.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/platform/module.h>
 #include <qx/sync/Event.h>
@@ -208,6 +210,8 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<io::UnexpectedEOFException>(u"qx::io::UnexpectedEOFException"),
         creatable<charset::UnknownEncodingException>(u"qx::text::charset::UnknownEncodingException"),
         creatable<charset::UnmappableCharacterException>(u"qx::text::charset::UnmappableCharacterException"),
+        known<net::TcpServerSocket>(u"qx::net::TcpServerSocket"),
+        known<net::TcpSocket>(u"qx::net::TcpSocket"),
         creatable<UnsupportedOperationException>(u"qx::UnsupportedOperationException"),
         known<UserAbortException>(u"qx::UserAbortException"),
 

@@ -1,5 +1,8 @@
 #include "qx/platform/posix/error.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include <qx/platform/native.h>
 #include <qx/platform/result.h>
 
@@ -68,5 +71,18 @@ int32_t resultFromErrno(int error) noexcept {
 }
 
 } // namespace qx::platform
+
+void QXNativeErrorText(char* buffer, int32_t capacity) {
+    if (capacity < 1)
+        return;
+    const auto size = static_cast<size_t>(capacity);
+    // The call may return a constant text instead of filling the buffer.
+    const char* const text = ::strerror_r(errno, buffer, size);
+    if (text != buffer) {
+        const size_t length = std::min(std::strlen(text), size - 1);
+        std::memcpy(buffer, text, length);
+        buffer[length] = '\0';
+    }
+}
 
 int32_t QXResultFromNative() { return qx::platform::lastResult(); }

@@ -272,6 +272,11 @@ int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t f
     return count == -1 ? transferFailed(descriptor) : static_cast<int32_t>(count);
 }
 
+int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited) {
+    const int flags = inherited != 0 ? 0 : FD_CLOEXEC;
+    return ::fcntl(descriptorOf(socket), F_SETFD, flags) == 0 ? 0 : socketFailed();
+}
+
 int32_t QXSocketShutdown(QXSocket socket, int32_t direction) {
     static_assert(QX_SHUTDOWN_INPUT == SHUT_RD && QX_SHUTDOWN_OUTPUT == SHUT_WR &&
                   QX_SHUTDOWN_BOTH == SHUT_RDWR);

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <qx/core/Object.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/io/InputStream.h>
+#include <qx/io/OutputStream.h>
+#include <qx/net/TcpSocketHandle.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::net {
+
+class TcpSocketInputStream;
+class TcpSocketOutputStream;
+
+/// A TCP connection as a pair of byte streams. It ends when the socket and both streams are gone.
+///
+///     const auto socket = qx::makeReference<qx::net::TcpSocket>(u"example.org"_qs, 7);
+///     socket->getOutputStream()->write("ping", 4);
+///
+/// The members may be called from any thread, the streams by one thread each.
+class QX_API TcpSocket : public Object {
+public:
+    /// Connects to the first address of @p host, a name or a numeric address. Waits without limit.
+    /// @throws Exception "Unknown host: " and the host, or "TcpSocket::TcpSocket Unable to connect
+    ///     to ", the host, a blank and the description of the error
+    /// @throws io::IoException "TcpSocket::TcpSocket " and a description when no socket can be made
+    TcpSocket(const String& host, unsigned short port);
+    ~TcpSocket() override;
+
+    /// Starts the socket system for this class and its like; every constructor does.
+    /// @throws Exception "TcpSocket::init " and the description of the error
+    static void init();
+    /// Undoes the start for the whole process.
+    /// @throws Exception "TcpSocket::uninit " and the description of the error
+    static void uninit();
+    /// True between init and uninit.
+    static bool getInitialized();
+
+    /// The same stream each time, made at the first call.
+    Reference<io::InputStream> getInputStream();
+    Reference<io::OutputStream> getOutputStream();
+
+    /// How long a read of the input stream waits, in milliseconds; 0 is without limit.
+    /// @throws RangeErrorException when it is negative
+    void setSoTimeout(int milliseconds);
+
+    /// "qx.net.tcp.socket=" and the number of the socket, for a child process that is to go on with
+    /// the connection. Children that the program starts from now on inherit the socket, but not
+    /// those of exec::Process, which inherit nothing.
+    String getInheritanceId() const;
+
+    /// Closes a native socket; a failure is ignored.
+    static void close(uint64_t socket);
+
+protected:
+    friend class TcpServerSocket;
+
+    /// Takes over a connected native socket, unless it throws.
+    explicit TcpSocket(uint64_t socket);
+
+private:
+    template <class Stream>
+    Stream* streamOf(std::atomic<Stream*>& stream);
+
+    /// Null until asked for; each holds a reference.
+    std::atomic<TcpSocketInputStream*> m_inputStream{nullptr};
+    std::atomic<TcpSocketOutputStream*> m_outputStream{nullptr};
+    /// Held while a stream is made. Stands before the handle: once that has taken over a socket,
+    /// the constructor cannot fail.
+    sync::Mutex m_lock;
+    Reference<TcpSocketHandle> m_handle;
+};
+
+} // namespace qx::net

@@ -1,0 +1,38 @@
+#include "qx/net/TcpSocketInputStream.h"
+
+#include <utility>
+
+#include <qx/core/Exception.h>
+#include <qx/io/IoException.h>
+#include <qx/net/detail/Codes.h>
+#include <qx/net/detail/Descriptions.h>
+#include <qx/platform/net.h>
+
+namespace qx::net {
+
+TcpSocketInputStream::TcpSocketInputStream(Reference<TcpSocketHandle> handle)
+    : m_handle(std::move(handle)), m_socket(m_handle->getSocket()) {}
+
+void TcpSocketInputStream::setSoTimeout(int32_t milliseconds) {
+    if (milliseconds < 0)
+        throw RangeErrorException(u"negative time-out"_qs);
+    m_timeoutMs = milliseconds;
+}
+
+int32_t TcpSocketInputStream::read(signed char* to, int32_t length) {
+    if (length < 1)
+        return 0;
+    if (m_timeoutMs != 0) {
+        qx_socket_set readable{1, {m_socket}};
+        const qx_timeval limit{m_timeoutMs / 1000, m_timeoutMs % 1000 * 1000};
+        if (QXSocketSelect(&readable, nullptr, nullptr, &limit) == 0)
+            throw io::TimeoutException(u"socket timeout"_qs);
+        // Should waiting have failed, receiving says why.
+    }
+    const int32_t count = QXSocketReceive(m_socket, to, length, 0);
+    if (count == QX_SOCKET_ERROR)
+        throwIo(u"TcpSocketInputStream::read ", lastCode());
+    return count == 0 ? -1 : count;
+}
+
+} // namespace qx::net

@@ -1,0 +1,19 @@
+#include "qx/net/TcpSocketOutputStream.h"
+
+#include <utility>
+
+#include <qx/net/detail/Codes.h>
+#include <qx/net/detail/Descriptions.h>
+#include <qx/platform/net.h>
+
+namespace qx::net {
+
+TcpSocketOutputStream::TcpSocketOutputStream(Reference<TcpSocketHandle> handle)
+    : m_handle(std::move(handle)), m_socket(m_handle->getSocket()) {}
+
+void TcpSocketOutputStream::write(const signed char* from, int32_t length) {
+    if (QXSocketSend(m_socket, from, length, 0) == QX_SOCKET_ERROR)
+        throwIo(u"TcpSocketOutputStream::write ", lastCode());
+}
+
+} // namespace qx::net

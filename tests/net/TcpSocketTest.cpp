@@ -1,0 +1,314 @@
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Class.h>
+#include <qx/core/Exception.h>
+#include <qx/io/IoException.h>
+#include <qx/net/TcpServerSocket.h>
+#include <qx/net/TcpSocket.h>
+#include <qx/net/TcpSocketInputStream.h>
+#include <qx/net/TcpSocketOutputStream.h>
+#include <qx/net/socketerror.h>
+
+#include "tests/net/Addresses.h"
+#include "tests/net/PythonPeer.h"
+#include "tests/support/BlockingThread.h"
+#include "tests/support/ChildProcess.h"
+
+using qx::Reference;
+using qx::String;
+using qx::net::TcpServerSocket;
+using qx::net::TcpSocket;
+using qxtest::PythonPeer;
+using qx::operator""_qs;
+
+namespace {
+
+Reference<TcpSocket> connectTo(unsigned short port, const char16_t* host = u"127.0.0.1") {
+    return qx::makeReference<TcpSocket>(String(host), port);
+}
+
+/// A port that nobody listens on for the moment.
+unsigned short freePort() {
+    QXSocket socket;
+    EXPECT_EQ(QXSocketCreate(QX_AF_INET, QX_SOCK_STREAM, 0, &socket), 0);
+    qx_sockaddr_union address = qxtest::ipv4(0, 0, 0, 0);
+    int32_t length = sizeof address;
+    EXPECT_EQ(QXSocketBind(socket, &address, length), 0);
+    EXPECT_EQ(QXSocketGetName(socket, &address, &length), 0);
+    QXSocketClose(socket);
+    return qxtest::networkOrder(address.ipv4.port);
+}
+
+/// A server of this library with a client connected to it.
+struct Connection {
+    unsigned short port = freePort();
+    Reference<TcpServerSocket> listener = qx::makeReference<TcpServerSocket>(port, 5);
+    Reference<TcpSocket> client = connectTo(port);
+    Reference<TcpSocket> server = listener->accept();
+};
+
+/// Everything up to the end of the stream.
+std::string readAll(qx::io::InputStream& in) {
+    std::string text;
+    char bytes[4096];
+    for (int32_t count; (count = in.read(bytes, sizeof bytes)) >= 0;)
+        text.append(bytes, static_cast<size_t>(count));
+    return text;
+}
+
+void send(qx::io::OutputStream& out, const std::string& text) {
+    out.write(text.data(), static_cast<int32_t>(text.size()));
+}
+
+/// The description of the @p Failure that @p body throws.
+template <class Failure, class Body>
+std::string failureOf(Body&& body) {
+    try {
+        body();
+    } catch (const Failure& failure) {
+        return failure.getDescription().toUtf8();
+    }
+    return "no exception";
+}
+
+std::string textOf(ENUM_QX_E_SOCKET code) {
+    return String(QXGetDescriptionFromQX_E_SOCKET(code)).toUtf8();
+}
+
+size_t openDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
+const qxtest::ChildEntry s_heir("socket-heir", [](const std::vector<std::string>& arguments) {
+    const std::string id = arguments[0], prefix = "qx.net.tcp.socket=";
+    if (!id.starts_with(prefix))
+        return 1;
+    qx::net::TcpSocketOutputStream out(
+        qx::makeReference<qx::net::TcpSocketHandle>(std::stoull(id.substr(prefix.size()))));
+    send(out, "from the child");
+    return 0;
+});
+
+} // namespace
+
+TEST(TcpSocket, TalksBothWaysUntilThePeerHasSentItsEnd) {
+    PythonPeer peer = PythonPeer::serving("c.sendall(b'last words')\n"
+                                          "c.shutdown(socket.SHUT_WR)\n"
+                                          "print(c.recv(100, socket.MSG_WAITALL))\n");
+    const auto socket = connectTo(peer.port());
+    const auto in = socket->getInputStream();
+    EXPECT_EQ(readAll(*in), "last words");
+    char byte;
+    EXPECT_EQ(in->read(&byte, 1), -1);
+    EXPECT_EQ(in->read(&byte, 0), 0);
+    send(*socket->getOutputStream(), std::string(100, 'x'));
+    EXPECT_EQ(peer.readLine(), "b'" + std::string(100, 'x') + "'");
+}
+
+TEST(TcpSocket, ReadsWhatHasComeHoweverLittle) {
+    PythonPeer peer =
+        PythonPeer::serving("c.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)\n"
+                            "for byte in b'one at a time':\n"
+                            "    c.sendall(bytes([byte]))\n"
+                            "    c.recv(1)\n"
+                            "c.close()\n");
+    const auto socket = connectTo(peer.port());
+    std::string text;
+    char bytes[100];
+    for (int32_t count; (count = socket->getInputStream()->read(bytes, sizeof bytes)) >= 0;) {
+        ASSERT_EQ(count, 1);
+        text += bytes[0];
+        socket->getOutputStream()->write(static_cast<signed char>('.'));
+    }
+    EXPECT_EQ(text, "one at a time");
+}
+
+TEST(TcpSocket, APeerThatResetsIsReportedWithoutASignal) {
+    PythonPeer peer = PythonPeer::serving(
+        "c.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack('ii', 1, 0))\n"
+        "c.close()\n"
+        "print('closed')\n");
+    const auto socket = connectTo(peer.port());
+    EXPECT_EQ(peer.readLine(), "closed");
+    const auto read = [&] { readAll(*socket->getInputStream()); };
+    const auto write = [&] { send(*socket->getOutputStream(), "x"); };
+    EXPECT_EQ(failureOf<qx::io::IoException>(read),
+              "TcpSocketInputStream::read " + textOf(QX_E_SOCKET_ECONNRESET));
+    EXPECT_EQ(failureOf<qx::io::IoException>(write).substr(0, 29), "TcpSocketOutputStream::write ");
+}
+
+TEST(TcpSocket, WritingToAPeerThatNeverReadsWaitsAndFailsWhenItDies) {
+    PythonPeer peer = PythonPeer::serving("sys.stdin.read()\n");
+    const auto socket = connectTo(peer.port());
+    std::string failure;
+    qxtest::BlockingThread writer([&] {
+        failure = failureOf<qx::io::IoException>(
+            [&] { send(*socket->getOutputStream(), std::string(32 << 20, 'x')); });
+    });
+    writer.awaitBlocked();
+    EXPECT_FALSE(writer.isFinished());
+    peer.join();
+    writer.join();
+    // The system had taken some of it, which one call reports as success.
+    if (failure == "no exception")
+        failure = failureOf<qx::io::IoException>([&] { send(*socket->getOutputStream(), "x"); });
+    EXPECT_EQ(failure, "TcpSocketOutputStream::write " + textOf(QX_E_SOCKET_ECONNRESET));
+}
+
+TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
+    Connection connection;
+    connection.client->setSoTimeout(100);
+    const auto in = connection.client->getInputStream();
+    char byte;
+    using Clock = std::chrono::steady_clock;
+    auto shortest = Clock::duration::max();
+    // A busy machine may be late now and then, but not always.
+    for (int i = 0; i < 10 && shortest >= std::chrono::milliseconds(200); ++i) {
+        const auto start = Clock::now();
+        EXPECT_EQ(failureOf<qx::io::TimeoutException>([&] { in->read(&byte, 1); }),
+                  "socket timeout");
+        const auto time = Clock::now() - start;
+        EXPECT_GE(time, std::chrono::milliseconds(100));
+        shortest = std::min(shortest, time);
+    }
+    EXPECT_LT(shortest, std::chrono::milliseconds(200));
+
+    connection.server->getOutputStream()->write("x", 1);
+    EXPECT_EQ(in->read(&byte, 1), 1);
+    EXPECT_THROW(connection.client->setSoTimeout(-1), qx::RangeErrorException);
+    // Longer than the microseconds of 32 bits; 0 waits without limit again.
+    for (const int milliseconds : {INT_MAX, 0}) {
+        connection.client->setSoTimeout(milliseconds);
+        qxtest::BlockingThread reader([&] { in->read(&byte, 1); });
+        reader.awaitBlocked();
+        EXPECT_FALSE(reader.isFinished());
+        connection.server->getOutputStream()->write("x", 1);
+    }
+}
+
+TEST(TcpSocket, StreamsKeepTheConnectionAndTheLastOneEndsIt) {
+    Connection connection;
+    auto in = connection.client->getInputStream();
+    auto out = connection.client->getOutputStream();
+    EXPECT_EQ(in, connection.client->getInputStream());
+    EXPECT_EQ(out, connection.client->getOutputStream());
+    connection.client.reset();
+    send(*out, "ping");
+    char bytes[4];
+    EXPECT_EQ(connection.server->getInputStream()->read(bytes, 4), 4);
+    out.reset();
+    connection.server->setSoTimeout(1);
+    const auto serverIn = connection.server->getInputStream();
+    EXPECT_THROW(serverIn->read(bytes, 1), qx::io::TimeoutException);
+    in.reset();
+    connection.server->setSoTimeout(0);
+    EXPECT_EQ(serverIn->read(bytes, 1), -1);
+}
+
+TEST(TcpSocket, ThreadsThatAskAtOnceGetOneStream) {
+    Connection connection;
+    std::vector<Reference<qx::io::InputStream>> streams(4);
+    std::vector<std::jthread> threads;
+    for (auto& stream : streams)
+        threads.emplace_back([&] { stream = connection.client->getInputStream(); });
+    threads.clear();
+    for (const auto& stream : streams)
+        EXPECT_EQ(stream, streams[0]);
+}
+
+TEST(TcpSocket, AChildGoesOnWithTheConnection) {
+    Connection connection;
+    qxtest::ChildProcess child("socket-heir", {connection.client->getInheritanceId().toUtf8()});
+    connection.client.reset();
+    EXPECT_EQ(readAll(*connection.server->getInputStream()), "from the child");
+    EXPECT_EQ(child.join(), 0);
+}
+
+TEST(TcpSocket, FailuresToConnectSayWhatFailed) {
+    const unsigned short port = freePort();
+    EXPECT_EQ(failureOf<qx::Exception>([&] { connectTo(port); }),
+              "TcpSocket::TcpSocket Unable to connect to 127.0.0.1 " +
+                  textOf(QX_E_SOCKET_ECONNREFUSED));
+    EXPECT_EQ(failureOf<qx::Exception>([&] { connectTo(port, u""); }), "Unknown host: ");
+    const String cut(u"127.0.0.1\0x", 11);
+    EXPECT_EQ(failureOf<qx::Exception>([&] { TcpSocket(cut, port); }),
+              std::string("Unknown host: 127.0.0.1\0x", 25));
+}
+
+TEST(TcpSocket, ConnectsOverIpv6) {
+    PythonPeer probe("try:\n"
+                     "    socket.create_server(('::1', 0), family=socket.AF_INET6)\n"
+                     "    print('has')\n"
+                     "except OSError:\n"
+                     "    print('has not')\n");
+    if (probe.readLine() != "has")
+        GTEST_SKIP() << "no IPv6 on this machine";
+    PythonPeer peer = PythonPeer::serving("c.sendall(c.recv(4))\n", "::1");
+    const auto socket = connectTo(peer.port(), u"::1");
+    send(*socket->getOutputStream(), "ping");
+    EXPECT_EQ(readAll(*socket->getInputStream()), "ping");
+}
+
+TEST(TcpSocket, StartAndEndAreForTheWholeProcess) {
+    TcpSocket::init();
+    EXPECT_TRUE(TcpSocket::getInitialized());
+    TcpSocket::uninit();
+    TcpSocket::uninit();
+    EXPECT_FALSE(TcpSocket::getInitialized());
+    Connection connection;
+    EXPECT_TRUE(TcpSocket::getInitialized());
+    EXPECT_EQ(String(connection.client->getClass()->getName()), u"qx::net::TcpSocket");
+    EXPECT_EQ(String(connection.listener->getClass()->getName()), u"qx::net::TcpServerSocket");
+}
+
+TEST(TcpServerSocket, BindsAPortAgainAtOnceButNotTwice) {
+    Connection connection;
+    EXPECT_EQ(failureOf<qx::Exception>([&] { TcpServerSocket(connection.port, 5); }),
+              std::string("TcpServerSocket: ") + std::strerror(EADDRINUSE));
+    // The side that closes first leaves a lingering connection behind.
+    connection.server.reset();
+    EXPECT_EQ(readAll(*connection.client->getInputStream()), "");
+    connection.listener.reset();
+    const TcpServerSocket again(connection.port, 5);
+}
+
+TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {
+    Connection connection;
+    const auto waiting = connectTo(connection.port);
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int lowest = dup(0);
+    close(lowest);
+    const rlimit none{static_cast<rlim_t>(lowest), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const std::string failure = failureOf<qx::Exception>([&] { connection.listener->accept(); });
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(failure, "TcpServerSocket::accept WSERROR 10024");
+    send(*waiting->getOutputStream(), "x");
+    EXPECT_EQ(connection.listener->accept()->getInputStream()->read(), 'x');
+}
+
+TEST(TcpServerSocket, ServesThousandsOfConnectionsAndKeepsNone) {
+    const unsigned short port = freePort();
+    const auto listener = qx::makeReference<TcpServerSocket>(port, 100);
+    const size_t before = openDescriptors();
+    std::jthread server([&] {
+        for (int i = 0; i < 2000; ++i)
+            listener->accept()->getOutputStream()->write(static_cast<signed char>(i));
+    });
+    for (int i = 0; i < 2000; ++i)
+        ASSERT_EQ(connectTo(port)->getInputStream()->read(), i % 256);
+    server.join();
+    EXPECT_EQ(openDescriptors(), before);
+}
