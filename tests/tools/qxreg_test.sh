@@ -1,0 +1,140 @@
+#!/usr/bin/env bash
+# Tests the program qxreg as a user meets it. Argument: the program.
+set -u
+qxreg=$1
+export LC_ALL=C.UTF-8
+
+[ -x "$qxreg" ] || { echo "no program $qxreg"; exit 1; }
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+export XDG_DATA_HOME=$folder/data
+failures=0
+checks=0
+
+# equal WHAT ACTUAL EXPECTED
+equal() {
+    checks=$((checks + 1))
+    [ "$2" == "$3" ] && return
+    echo "FAILED $1: got '$2', expected '$3'"
+    failures=$((failures + 1))
+}
+
+# gives OUTPUT ARGUMENTS...: status 0 and what is printed
+gives() {
+    local expected=$1 output
+    shift
+    output=$("$qxreg" "$@" 2>&1)
+    equal "status of $*" $? 0
+    equal "$*" "$output" "$expected"
+}
+
+# fails STATUS MESSAGE ARGUMENTS...
+fails() {
+    local status=$1 text=$2 message
+    shift 2
+    message=$("$qxreg" "$@" 2>&1 >/dev/null)
+    equal "status of $*" $? "$status"
+    equal "message of $*" "$message" "qxreg: $text"
+}
+
+key='QX_HKEY_USER\Software\Maker'
+
+# --- values of every type, by their names in any case
+gives '' add "$key" Name 'a "quoted" text'
+gives 'a "quoted" text' query "${key,,}" NAME
+gives '' add "$key" n32 0xFFFFFFFF --type uint32
+gives 4294967295 query "$key" n32
+gives '' add "$key" n64 --type=uint64 18446744073709551615
+gives 18446744073709551615 query "$key" n64
+gives '' add "$key" raw 00fFa0 --type bytes
+gives 00ffa0 query "$key" raw
+gives '{"type": "bytes", "value": "00ffa0"}' query "$key" raw --json
+gives '' add qx_hkey_user/Software/Maker '' -- --default
+gives --default query "$key" ''
+gives '' add "$key/Sub/Deep"
+gives "$key
+  \"\"=string:\"--default\"
+  \"n32\"=uint32:4294967295
+  \"n64\"=uint64:18446744073709551615
+  \"Name\"=string:\"a \\\"quoted\\\" text\"
+  \"raw\"=bytes:00ffa0
+$key\\Sub" query "$key"
+gives "$key\\Sub
+$key\\Sub\\Deep" query "$key\\Sub" --recursive
+equal "folder of the user" "$(ls "$XDG_DATA_HOME/qx/registry")" user.qxreg
+
+if command -v python3 >/dev/null; then
+    equal "JSON" "$("$qxreg" query QX_HKEY_USER --recursive --json | python3 -c '
+import json, sys
+keys = json.load(sys.stdin)
+print(len(keys), keys[2]["key"], len(keys[2]["values"]), keys[2]["values"][2]["value"])')" \
+        "5 $key 5 18446744073709551615"
+fi
+
+# --- export and import carry everything
+"$qxreg" add "$key" $'odd\t\x01"\\' $'line\nbreak é 😀'
+"$qxreg" export QX_HKEY_USER all || equal "export" $? 0
+sed -i 's/raw/raw\\ud800/' all
+gives '' --folder copy import all
+gives "$(cat all)" --folder copy export QX_HKEY_USER
+gives '' import --folder second - <all
+gives '00ffa0' query "$key" raw # the other registries are others
+
+# --- an import is made in whole or not at all
+sed '$ s/$/junk/' all >bad
+fails 1 "line $(wc -l <bad): expected a key in quotes" --folder third import bad
+equal "nothing was imported" "$(ls third 2>&1 | wc -l)" 1
+printf 'qxreg 1\nkey "QX_HKEY_USER"\n"n"=uint32:x\n' >bad
+fails 1 'line 3: expected string:, uint32:, uint64: or bytes: and a value' import bad
+printf 'qxreg 1\n"n"=uint32:1\n' >bad
+fails 1 'line 2: a value before the first key' import bad
+printf 'qxreg 1\nkey "QX_HKEY_NONE\\\\A"\n' >bad
+fails 1 'line 2: Unknown QX_HKEY' import bad
+printf 'text\n' >bad
+fails 1 'line 1: not written by qxreg export' import bad
+printf 'qxreg 1\nkey "QX_HKEY_USER\\\\\xff"\n' >bad
+fails 1 'the text is not UTF-8' import bad
+
+# --- watch
+mkfifo feed
+"$qxreg" watch "$key" --count 3 --interval 10 >feed &
+exec 3<feed
+read -r line <&3
+equal "watch begins" "$line" "watching $key"
+"$qxreg" add QX_HKEY_USER/Elsewhere n 1
+"$qxreg" add "$key" n32 1 --type uint32
+read -r line <&3
+equal "watch a value" "$line" "set $key \"n32\"=uint32:1"
+"$qxreg" delete "$key\\Sub"
+read -r line <&3
+equal "watch a key" "$line" "deleted $key\\Sub"
+wait $!
+equal "status of watch" $? 0
+exec 3<&-
+
+# --- deleting
+gives '' delete "$key" NAME
+fails 1 "$key \"Name\": does not exist" query "$key" Name
+fails 1 "$key \"Name\": does not exist" delete "$key" Name
+gives '' delete QX_HKEY_USER/Software
+fails 1 'QX_HKEY_USER\Software: does not exist' query 'QX_HKEY_USER\Software'
+fails 1 'QX_HKEY_USER: cannot be named or stored so' delete QX_HKEY_USER
+
+# --- damage and usage
+printf 'x' | dd of="$XDG_DATA_HOME/qx/registry/user.qxreg" bs=1 conv=notrunc status=none
+fails 1 'QX_HKEY_USER: the file of the registry is damaged' query QX_HKEY_USER
+more='(qxreg --help tells more)'
+fails 2 "no command $more"
+fails 2 "unknown command show $more" show
+fails 2 "no key: KEY $more" query KEY
+fails 2 "wrong number of arguments for add $more" add "$key" name
+fails 2 "wrong number of arguments for watch $more" watch "$key" name
+fails 2 "unknown type text $more" add "$key" n v --type text
+fails 2 '4294967296 is no value of type uint32' add "$key" n 4294967296 --type uint32
+fails 2 '0af is no value of type bytes' add "$key" n 0af --type bytes
+fails 2 "Unknown option --all $more" query "$key" --all
+equal "help" "$("$qxreg" --help | head -n 1)" 'usage: qxreg query KEY [NAME] [--recursive] [--json]'
+
+echo "$checks checks, $failures failed"
+[ $failures == 0 ]

@@ -1,0 +1,138 @@
+#include "Options.h"
+
+#include <algorithm>
+
+#include <qx/core/Exception.h>
+#include <qx/util/CommandLineParser.h>
+
+#include "Failure.h"
+#include "ValueText.h"
+
+using qx::String;
+using qx::util::CommandLineParser;
+using Command = Options::Command;
+
+namespace {
+
+constexpr char Synopsis[] =
+    R"(usage: qxreg query KEY [NAME] [--recursive] [--json]
+       qxreg add KEY [NAME VALUE] [--type string|uint32|uint64|bytes]
+       qxreg delete KEY [NAME]
+       qxreg export KEY [FILE]
+       qxreg import [FILE]
+       qxreg watch KEY [--json] [--count N] [--interval MS]
+
+Shows and changes the registry. A key is a root (QX_HKEY_USER, QX_HKEY_CLASSES,
+QX_HKEY_CONFIG and those with _32, _64 or _CROSS), or that with "\" or "/" and a path.
+The empty NAME is the key's default value; bytes are given in hexadecimal.
+
+  query   prints the value NAME as it is, or all values and subkeys of the key
+  add     sets a value, or makes a key without values
+  delete  deletes a value, or the key with all below it
+  export  writes the key with all below it as text, import reads that, in whole or not at
+          all for each root; without FILE or for "-" the standard streams
+  watch   prints what changes below the key
+
+)";
+
+constexpr char Statuses[] =
+    R"(
+"--" ends the options, for a VALUE that begins with "-".
+Exit status: 0 done, 1 it does not exist or cannot be done, 2 usage.
+)";
+
+struct CommandRow {
+    std::u16string_view name;
+    Command command;
+    bool takesKey;
+    int32_t fewest, most; ///< parameters behind the command's name
+};
+
+constexpr CommandRow Commands[] = {
+    {u"query", Command::Query, true, 1, 2},    {u"add", Command::Add, true, 1, 3},
+    {u"delete", Command::Delete, true, 1, 2},  {u"export", Command::Export, true, 1, 2},
+    {u"import", Command::Import, false, 0, 1}, {u"watch", Command::Watch, true, 1, 1},
+};
+
+CommandLineParser makeParser() {
+    CommandLineParser parser;
+    parser.defineOption(u"recursive", 0, nullptr, u"query: also all keys below");
+    parser.defineOption(u"json", 0, nullptr, u"query, watch: print JSON");
+    parser.defineOption(u"type", 1, u"string", u"add: what VALUE is");
+    parser.defineOption(u"interval", 1, u"100", u"watch: milliseconds between two looks");
+    parser.defineOption(u"count", 1, u"0", u"watch: end after so many changes, 0 never");
+    parser.defineOption(u"folder", 1, nullptr, u"use the registry in this folder");
+    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    return parser;
+}
+
+Failure usage(const String& message) {
+    return Failure(Failure::Usage, (message + u" (qxreg --help tells more)").toUtf8());
+}
+
+int32_t numberOf(const CommandLineParser& parser, const String& option) {
+    const String text = parser.getValueString(option, 0);
+    const std::optional<uint64_t> number = parseNumber(text.view(), INT32_MAX);
+    if (!number)
+        throw usage(u"--" + option + u" takes a number, not " + text);
+    return static_cast<int32_t>(*number);
+}
+
+void readParameters(const CommandLineParser& parser, Options& options) {
+    const String name = parser.getParameter(1)->getValueString(0);
+    const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
+    if (row == std::end(Commands))
+        throw usage(u"unknown command " + name);
+    options.command = row->command;
+    const int32_t count = parser.getParameterCount() - 2;
+    // A name alone says nothing about what to add.
+    if (count < row->fewest || count > row->most || (row->command == Command::Add && count == 2))
+        throw usage(u"wrong number of arguments for " + name);
+    int32_t next = 2;
+    const auto take = [&](std::optional<String>& to) {
+        if (next < parser.getParameterCount())
+            to = parser.getParameter(next++)->getValueString(0);
+    };
+    if (row->takesKey) {
+        std::optional<String> key;
+        take(key);
+        try {
+            options.key.emplace(*key);
+        } catch (const qx::Exception&) {
+            throw usage(u"no key: " + *key);
+        }
+    }
+    if (row->command == Command::Export || row->command == Command::Import)
+        return take(options.file);
+    take(options.name);
+    take(options.value);
+}
+
+} // namespace
+
+Options parseOptions(int argc, const char* const* argv) {
+    CommandLineParser parser = makeParser();
+    parser.parseArguments(argc, argv);
+    Options options;
+    if (parser.isPresent(u"help"))
+        return options;
+    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
+        throw usage(mistake);
+    if (parser.getParameterCount() < 2)
+        throw usage(u"no command");
+    readParameters(parser, options);
+    options.recursive = parser.isPresent(u"recursive");
+    options.json = parser.isPresent(u"json");
+    const String type = parser.getValueString(u"type", 0);
+    if (const auto known = parseTypeName(type.view()))
+        options.type = *known;
+    else
+        throw usage(u"unknown type " + type);
+    options.interval = std::max(1, numberOf(parser, u"interval"));
+    options.count = numberOf(parser, u"count");
+    if (parser.isPresent(u"folder"))
+        options.folder = parser.getValueString(u"folder", 0);
+    return options;
+}
+
+std::string helpText() { return Synopsis + makeParser().usage().toUtf8() + Statuses; }

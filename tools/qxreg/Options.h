@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <qx/core/String.h>
+#include <qx/platform/registry.h>
+#include <qx/util/RegistryKey.h>
+
+/// The command line, as given.
+struct Options {
+    enum class Command { Help, Query, Add, Delete, Export, Import, Watch };
+
+    Command command = Command::Help;
+    std::optional<qx::util::RegistryKey> key;
+    std::optional<qx::String> name;
+    std::optional<qx::String> value;
+    std::optional<qx::String> file; ///< absent or "-": the standard streams
+    ENUM_QX_REG_TYPE type = QX_REG_STRING;
+    bool recursive = false;
+    bool json = false;
+    std::optional<qx::String> folder;
+    int32_t interval = 0; ///< milliseconds between two looks
+    int32_t count = 0;    ///< changes to be seen before watch ends; 0 without end
+};
+
+/// @throws Failure with the status Usage
+Options parseOptions(int argc, const char* const* argv);
+
+/// The usage text.
+std::string helpText();

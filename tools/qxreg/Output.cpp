@@ -1,0 +1,68 @@
+#include "Output.h"
+
+#include <qx/core/Exception.h>
+#include <qx/io/FileOutputStream.h>
+#include <qx/platform/files.h>
+
+#include "Failure.h"
+#include "Snapshot.h"
+
+using qx::util::RegistryKey;
+
+namespace {
+
+/// Elements with commas between them, each on a line of its own.
+template <class Elements, class Write>
+std::string jsonArray(const Elements& elements, const char* indent, Write write) {
+    std::string text;
+    for (const auto& element : elements) {
+        text += text.empty() ? "\n" : ",\n";
+        text += indent + write(element);
+    }
+    return '[' + text + ']';
+}
+
+std::string jsonOf(const KeyContent::NamedValue& named) {
+    return "{\"name\": " + quoted(named.name) + ", " + jsonMembers(named.value) + '}';
+}
+
+std::string jsonOf(const KeyContent& content) {
+    const auto subkeyName = [](const RegistryKey& key) { return quoted(key.getKeyName().view()); };
+    return "{\"key\": " + quoted(content.key.getKey().view()) + ",\n   \"values\": " +
+           jsonArray(content.values, "    ", [](const auto& named) { return jsonOf(named); }) +
+           ",\n   \"subkeys\": " + jsonArray(readSubkeys(content.key), "    ", subkeyName) + '}';
+}
+
+} // namespace
+
+void printOut(std::string_view text) {
+    try {
+        qx::io::FileOutputStream out(QXFileStandardOutput(), false);
+        for (; !text.empty(); text.remove_prefix(std::min(text.size(), size_t{1} << 20)))
+            out.write(text.data(), static_cast<int32_t>(std::min(text.size(), size_t{1} << 20)));
+    } catch (const qx::ResultException& e) {
+        throw platformFailure("standard output", e.getResult());
+    }
+}
+
+std::string jsonMembers(const Value& value) {
+    return "\"type\": \"" + std::string(typeName(value.type)) + "\", \"value\": " + jsonText(value);
+}
+
+std::string keyListing(const Options& options) {
+    const std::vector<KeyContent> keys = readKeys(*options.key, options.recursive);
+    if (options.json)
+        return jsonArray(keys, "  ", [](const KeyContent& content) { return jsonOf(content); }) +
+               '\n';
+    std::string text;
+    for (const KeyContent& content : keys) {
+        text += nameOf(content.key) + '\n';
+        for (const auto& [name, value] : content.values)
+            text += "  " + quoted(name) + '=' + typedText(value) + '\n';
+    }
+    if (!options.recursive) {
+        for (const RegistryKey& subkey : readSubkeys(*options.key))
+            text += nameOf(subkey) + '\n';
+    }
+    return text;
+}

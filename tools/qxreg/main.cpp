@@ -1,0 +1,142 @@
+// qxreg: shows and changes the registry.
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include <qx/core/Exception.h>
+#include <qx/io/FileInputStream.h>
+#include <qx/platform/files.h>
+#include <qx/platform/replace.h>
+#include <qx/platform/result.h>
+
+#include "Exchange.h"
+#include "Failure.h"
+#include "Options.h"
+#include "Output.h"
+#include "Snapshot.h"
+#include "Watch.h"
+
+using qx::String;
+using qx::io::FileInputStream;
+using Command = Options::Command;
+
+namespace {
+
+bool isStandardStream(const std::optional<String>& file) { return !file || *file == u"-"; }
+
+/// The file's name in the encoding of file names.
+std::string fileName(const String& file) { return reinterpret_cast<const char*>(file.getBytes()); }
+
+std::string readAll(const std::optional<String>& file) {
+    const bool isStandard = isStandardStream(file);
+    QXHandle handle = QXFileStandardInput();
+    if (!isStandard)
+        require(QXFileOpen(fileName(*file).c_str(), QX_FILE_READ, 0, &handle), file->toUtf8());
+    FileInputStream input(handle, !isStandard);
+    std::string text;
+    char block[65536];
+    for (int32_t count; (count = input.read(reinterpret_cast<signed char*>(block),
+                                            static_cast<int32_t>(sizeof block))) >= 0;)
+        text.append(block, static_cast<size_t>(count));
+    return text;
+}
+
+void writeAll(const std::optional<String>& file, const std::string& text) {
+    if (isStandardStream(file))
+        return printOut(text);
+    require(QXFileReplace(fileName(*file).c_str(), text.data(), static_cast<int64_t>(text.size()),
+                          0666, 0, nullptr),
+            file->toUtf8());
+}
+
+void query(const Options& options) {
+    if (!options.name)
+        return printOut(keyListing(options));
+    const Value value = readValue(*options.key, *options.name);
+    printOut(options.json ? '{' + jsonMembers(value) + "}\n" : plainText(value) + '\n');
+}
+
+void add(const Options& options) {
+    const String path = options.key->getKey(true);
+    QXRegistryChange change{QX_REG_CREATE_KEY, options.type, path.getData(), u"", nullptr, 0};
+    std::optional<Value> value;
+    if (options.value) {
+        value = parsePlain(options.type, options.value->view());
+        if (!value)
+            throw Failure(Failure::Usage, options.value->toUtf8() + " is no value of type " +
+                                              std::string(typeName(options.type)));
+        change.kind = QX_REG_SET_VALUE;
+        change.name = options.name->getData();
+        change.data = value->data.data();
+        change.length = static_cast<int32_t>(value->data.size());
+    }
+    require(QXRegistryApply(options.key->getHKEY(), &change, 1), nameOf(*options.key));
+}
+
+void remove(const Options& options) {
+    const String path = options.key->getKey(true);
+    const ENUM_QX_HKEY root = options.key->getHKEY();
+    const std::string key = nameOf(*options.key);
+    if (options.name)
+        require(QXRegistryDeleteValue(root, path.getData(), options.name->getData()),
+                key + " " + quoted(options.name->view()));
+    else
+        require(QXRegistryDeleteKey(root, path.getData()), key);
+}
+
+void useFolder(const String& folder) {
+    std::string absolute(65536, '\0');
+    require(QXPathExpand(fileName(folder).c_str(), absolute.data(),
+                         static_cast<int32_t>(absolute.size())),
+            folder.toUtf8());
+    require(QXRegistrySetFolder(absolute.c_str()), folder.toUtf8());
+}
+
+void run(const Options& options) {
+    if (options.folder)
+        useFolder(*options.folder);
+    switch (options.command) {
+    case Command::Help:
+        return printOut(helpText());
+    case Command::Query:
+        return query(options);
+    case Command::Add:
+        return add(options);
+    case Command::Delete:
+        return remove(options);
+    case Command::Export:
+        return writeAll(options.file, exportText(*options.key));
+    case Command::Import:
+        return importText(readAll(options.file));
+    case Command::Watch:
+        return watch(options);
+    }
+}
+
+int fail(int status, const std::string& message) {
+    if (!message.empty())
+        std::fprintf(stderr, "qxreg: %s\n", message.c_str());
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::optional<Options> options;
+    try {
+        options = parseOptions(argc, argv);
+        run(*options);
+        return 0;
+    } catch (const Failure& failure) {
+        return fail(failure.status(), failure.what());
+    } catch (const qx::ResultException& e) {
+        const auto& key = options ? options->key : std::nullopt;
+        const Failure failure = platformFailure(key ? nameOf(*key) : "registry", e.getResult());
+        return fail(failure.status(), failure.what());
+    } catch (const qx::Exception& e) {
+        return fail(Failure::Runtime, e.getDescription().toUtf8());
+    } catch (const std::exception& e) {
+        return fail(Failure::Runtime, e.what());
+    }
+}
