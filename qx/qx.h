@@ -204,7 +204,10 @@
 #include <qx/util/FilePath.h>
 #include <qx/util/Guid.h>
 #include <qx/util/IBuffer.h>
+#include <qx/util/IniFile.h>
 #include <qx/util/IniFileException.h>
+#include <qx/util/IniFileIterator.h>
+#include <qx/util/IniFileView.h>
 #include <qx/util/MTBuffer.h>
 #include <qx/util/PathNormalizer.h>
 #include <qx/util/ROBuffer.h>

@@ -28,6 +28,8 @@ enum {
     QX_E_BROKEN_PIPE                 = (int32_t)0x8007006Du,
     QX_E_DISK_FULL                   = (int32_t)0x80070070u,
     QX_E_BUSY                        = (int32_t)0x800700AAu, /* a try that would have to wait */
+    QX_E_ALREADY_EXISTS              = (int32_t)0x800700B7u, /* key */
+    QX_E_FILE_TOO_LARGE              = (int32_t)0x800700DFu,
     QX_E_NOT_OWNER                   = (int32_t)0x80070120u, /* lock released by a stranger */
     QX_E_NO_MORE_ITEMS               = (int32_t)0x80070103u, /* end of a walk */
     QX_E_OVERFLOW                    = (int32_t)0x80070216u, /* count at its limit */
@@ -61,6 +63,8 @@ inline constexpr int32_t InvalidArgument     = QX_E_INVALID_ARGUMENT;
 inline constexpr int32_t BrokenPipe          = QX_E_BROKEN_PIPE;
 inline constexpr int32_t DiskFull            = QX_E_DISK_FULL;
 inline constexpr int32_t Busy                = QX_E_BUSY;
+inline constexpr int32_t AlreadyExists       = QX_E_ALREADY_EXISTS;
+inline constexpr int32_t FileTooLarge        = QX_E_FILE_TOO_LARGE;
 inline constexpr int32_t NotOwner            = QX_E_NOT_OWNER;
 inline constexpr int32_t NoMoreItems         = QX_E_NO_MORE_ITEMS;
 inline constexpr int32_t Overflow            = QX_E_OVERFLOW;

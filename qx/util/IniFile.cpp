@@ -1,0 +1,340 @@
+#include <qx/util/IniFile.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <qx/core/PlatformHandle.h>
+#include <qx/core/Result.h>
+#include <qx/platform/files.h>
+#include <qx/platform/text.h>
+
+#include "qx/util/detail/IniReader.h"
+#include "qx/util/detail/IniSets.h"
+#include "qx/util/detail/IniWriter.h"
+
+namespace qx::util {
+
+namespace {
+
+/// Holds the unit of a semaphore, if there is one.
+class Turn {
+public:
+    explicit Turn(ipc::Semaphore* lock) : m_lock(lock) {
+        if (m_lock)
+            m_lock->wait();
+    }
+    ~Turn() {
+        if (m_lock)
+            resultOf([this] { m_lock->signal(); });
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    ipc::Semaphore* const m_lock;
+};
+
+bool isSame(const QXFileState& left, const QXFileState& right) noexcept {
+    return left.modified == right.modified && left.size == right.size &&
+           left.device == right.device && left.inode == right.inode;
+}
+
+std::string pathOf(const String& name) {
+    const size_t capacity = static_cast<size_t>(name.getLength()) * 4 + 1;
+    std::string path(capacity, '\0');
+    if (QXUnicodeToAnsi(name.getData(), name.getLength(), path.data(),
+                        static_cast<int32_t>(capacity)) < 0)
+        return {};
+    path.resize(path.find('\0'));
+    return path;
+}
+
+/// Appends what is left of an open file to @p bytes, of which about @p expected are to come.
+int32_t readAll(QXHandle file, int64_t expected, std::string& bytes) {
+    constexpr int64_t LargestFile = int64_t{1} << 30;
+    constexpr size_t Step = 4096;
+    size_t length = 0;
+    for (;;) {
+        if (static_cast<int64_t>(length) > LargestFile || expected > LargestFile)
+            return result::FileTooLarge;
+        bytes.resize(std::max(length + Step, static_cast<size_t>(expected) + 1));
+        int32_t count = 0;
+        if (const int32_t result = QXFileRead(file, bytes.data() + length,
+                                              static_cast<int32_t>(bytes.size() - length), &count);
+            result < 0)
+            return result;
+        length += static_cast<size_t>(count);
+        if (count == 0)
+            break;
+    }
+    bytes.resize(length);
+    return result::Ok;
+}
+
+/// Reads a file whole. A file that is written to meanwhile, not replaced, is read again;
+/// @p isSettled tells whether what came cannot be told from a later state.
+int32_t readFile(const char* path, std::string& bytes, QXFileState& state, bool& isSettled) {
+    constexpr int Attempts = 3;
+    QXFileState after;
+    for (int attempt = 0; attempt < Attempts; ++attempt) {
+        PlatformHandle<&QXFileClose> file;
+        int32_t result = QXFileOpen(path, QX_FILE_READ, 0, file.put());
+        if (result >= 0)
+            result = QXFileGetHandleState(file.get(), &state);
+        if (result >= 0)
+            result = readAll(file.get(), state.size, bytes);
+        if (result >= 0)
+            result = QXFileGetHandleState(file.get(), &after);
+        if (result < 0)
+            return result;
+        if (isSame(state, after))
+            break;
+    }
+    isSettled = isSame(state, after) && QXFileIsStateSettled(&state) != 0;
+    return result::Ok;
+}
+
+template <class Entry>
+std::vector<String> namesOf(std::span<Entry* const> entries) {
+    std::vector<String> names;
+    names.reserve(entries.size());
+    for (const Entry* const entry : entries)
+        names.emplace_back(entry->text);
+    return names;
+}
+
+} // namespace
+
+IniFile::IniFile(const char16_t* fileName, const char* semaphoreName, int16_t throwOnError)
+    : m_fileName(fileName), m_path(pathOf(m_fileName)),
+      m_sets(std::make_shared<detail::IniSets>()) {
+    if (semaphoreName)
+        m_lock = new ipc::Semaphore(semaphoreName, 1);
+    const Turn turn(m_lock.get());
+    if (load() < 0 && throwOnError)
+        throw IniFileException(IniFileException::FILE_NOT_READ, m_fileName);
+}
+
+IniFile::IniFile(const IniFile& other)
+    : Object(), m_lock(other.m_lock), m_fileName(other.m_fileName), m_path(other.m_path),
+      m_sets(std::make_shared<detail::IniSets>(*other.m_sets)), m_state(other.m_state),
+      m_isSettled(other.m_isSettled), m_readResult(other.m_readResult),
+      m_writeResult(other.getWriteResult()) {}
+
+IniFile& IniFile::operator=(const IniFile& other) {
+    if (this == &other)
+        return *this;
+    auto sets = std::make_shared<detail::IniSets>(*other.m_sets);
+    m_path = other.m_path;
+    m_fileName = other.m_fileName;
+    m_lock = other.m_lock;
+    m_sets = std::move(sets);
+    m_isViewed = false;
+    m_state = other.m_state;
+    m_isSettled = other.m_isSettled;
+    m_readResult = other.m_readResult;
+    m_writeResult = other.getWriteResult();
+    return *this;
+}
+
+IniFile::~IniFile() = default;
+
+/// Runs an operation under the lock, on the present state of the file.
+template <class Body>
+auto IniFile::inTurn(Body&& body) {
+    const Turn turn(m_lock.get());
+    checkAndUpdate();
+    return body();
+}
+
+/// An operation that rewrites the file when @p change succeeds.
+template <class Change>
+int32_t IniFile::change(Change&& change) {
+    return resultOf([&] {
+        return inTurn([&] {
+            const int32_t result = change();
+            if (result >= 0)
+                WriteToFile();
+            return result;
+        });
+    });
+}
+
+int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t* value,
+                        bool overwrite) {
+    if (!set || !key || !value)
+        return result::NullPointer;
+    if (const int32_t result = detail::checkIniTexts(set, key, value); result < 0)
+        return result;
+    return change([&] {
+        if (!overwrite && KeyExists(set, key))
+            return result::AlreadyExists;
+        detail::IniSets& sets = writableSets();
+        sets.put(sets.makeSet(set), key, value);
+        return result::Ok;
+    });
+}
+
+int32_t IniFile::DeleteKey(const char16_t* set, const char16_t* key) {
+    if (!set || !key)
+        return result::NullPointer;
+    return change([&] {
+        if (!KeyExists(set, key))
+            return result::NotFound;
+        detail::IniSets& sets = writableSets();
+        sets.removeKey(*sets.findSet(set), *sets.findKey(set, key));
+        return result::Ok;
+    });
+}
+
+int32_t IniFile::DeleteSet(const char16_t* set) {
+    if (!set)
+        return result::NullPointer;
+    return change([&] {
+        writableSets().removeSet(set);
+        return result::Ok;
+    });
+}
+
+int32_t IniFile::GetValue(const char16_t* set, const char16_t* key, char16_t* buffer,
+                          uint64_t bufferLength) {
+    if (!set || !key || (!buffer && bufferLength > 0))
+        return result::NullPointer;
+    return resultOf([&] {
+        return inTurn([&] {
+            const detail::IniKey* const found = m_sets->findKey(set, key);
+            if (!found)
+                return result::NotFound;
+            const std::u16string_view value = found->value;
+            const size_t copied =
+                value.copy(buffer, std::min<uint64_t>(bufferLength, value.size()));
+            if (bufferLength <= value.size())
+                return result::BufferTooSmall;
+            buffer[copied] = u'\0';
+            return result::Ok;
+        });
+    });
+}
+
+IniFileView IniFile::view() {
+    return inTurn([this] {
+        if (!m_isViewed)
+            m_sets->sort();
+        m_isViewed = true;
+        return IniFileView(m_sets);
+    });
+}
+
+bool IniFile::KeyExists(const char16_t* set, const char16_t* key) const {
+    return m_sets->findKey(set, key) != nullptr;
+}
+
+bool IniFile::SetExists(const char16_t* set) const { return m_sets->hasSetOrSubset(set); }
+
+std::vector<String> IniFile::ListSets() {
+    if (!m_isViewed)
+        m_sets->sort();
+    return namesOf(m_sets->sets());
+}
+
+std::vector<String> IniFile::ListKeys(const char16_t* set) {
+    detail::IniSet* const found = m_sets->findSet(set);
+    if (!found)
+        return {};
+    if (!m_isViewed)
+        found->keys.sort();
+    return namesOf(found->keys.entries());
+}
+
+/// The names of the direct children of a set, in the order of their units and each once.
+std::vector<String> IniFile::listChildren(const char16_t* set) {
+    const std::u16string prefix = std::u16string(set) + u'\\';
+    std::vector<String> names;
+    for (const detail::IniSet* const each : m_sets->sets()) {
+        if (!each->text.starts_with(prefix))
+            continue;
+        const std::u16string_view rest = each->text.substr(prefix.size());
+        names.emplace_back(rest.substr(0, rest.find(u'\\')));
+    }
+    std::ranges::sort(names);
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+}
+
+std::vector<String> IniFile::keysForIteration(const char16_t* set) {
+    return inTurn([&] {
+        if (!SetExists(set))
+            throw IniFileException(IniFileException::SET_NOT_FOUND, String(set));
+        return ListKeys(set);
+    });
+}
+
+std::vector<String> IniFile::setsForIteration(const char16_t* set) {
+    return inTurn([&] { return *set ? listChildren(set) : ListSets(); });
+}
+
+/// The sets, to be changed: those that a view has too, or that hold much that was replaced, are
+/// copied first.
+detail::IniSets& IniFile::writableSets() {
+    if (m_isViewed || m_sets->isWasteful())
+        m_sets = std::make_shared<detail::IniSets>(*m_sets);
+    m_isViewed = false;
+    return *m_sets;
+}
+
+/// Reads the file again when it is another one than last time. A file that is gone, or cannot be
+/// looked at or read, leaves what is in memory.
+void IniFile::checkAndUpdate() {
+    QXFileState state;
+    if (const int32_t result = QXFileGetState(m_path.c_str(), &state); result < 0) {
+        m_readResult = result == result::NotFound ? result::Ok : result;
+        return;
+    }
+    if (m_isSettled && isSame(state, m_state))
+        m_readResult = result::Ok;
+    else
+        load();
+}
+
+/// Reads the file; the result, with which nothing is changed when it is a failure.
+int32_t IniFile::load() {
+    std::string bytes;
+    QXFileState state;
+    bool isSettled = false;
+    const int32_t result = readFile(m_path.c_str(), bytes, state, isSettled);
+    m_readResult = result == result::NotFound ? result::Ok : result;
+    if (result < 0)
+        return result;
+    auto sets = std::make_shared<detail::IniSets>();
+    detail::IniReader(bytes, *sets).read();
+    m_sets = std::move(sets);
+    m_isViewed = false;
+    m_state = state;
+    m_isSettled = isSettled;
+    return result::Ok;
+}
+
+/// Replaces the file by what is in memory; 1 when that cannot be done. Neither is a file that could
+/// not be read replaced: what it holds would be lost.
+int32_t IniFile::WriteToFile() {
+    if (m_readResult < 0) {
+        m_writeResult = m_readResult;
+        return 1;
+    }
+    m_sets->sort();
+    std::string text;
+    const int32_t cut = detail::writeIni(*m_sets, text);
+    constexpr uint32_t ModeForAll = 0666; // less the umask
+    QXFileState state;
+    const int32_t result =
+        QXFileReplace(m_path.c_str(), text.data(), static_cast<int64_t>(text.size()), ModeForAll,
+                      m_lock ? QX_REPLACE_EXCLUSIVE : 0, &state);
+    if (state.inode != 0) {
+        m_state = state;
+        m_isSettled = true;
+    }
+    m_writeResult = result < 0 ? result : cut;
+    return result < 0 ? 1 : 0;
+}
+
+} // namespace qx::util

@@ -1,0 +1,86 @@
+#include "qx/util/detail/IniWriter.h"
+
+#include <algorithm>
+
+#include <qx/platform/result.h>
+#include <qx/platform/text.h>
+
+#include "qx/text/charset/detail/Kernels.h"
+
+namespace qx::util::detail {
+
+namespace {
+
+// Bytes with the 0 byte that ends them.
+constexpr size_t SetNameRoom = 260;
+constexpr size_t KeyRoom = 255;
+
+/// Converts names and values, and remembers the first that had to be cut.
+class Encoder {
+public:
+    explicit Encoder(std::string& text) : m_text(text) {}
+
+    void append(std::u16string_view units, size_t room) {
+        const size_t start = m_text.size();
+        const size_t fitting = std::min(units.size(), room - 1);
+        m_text.resize(start + fitting);
+        const size_t narrowed = text::charset::detail::kernels().narrowAscii(
+            units.data(), fitting, reinterpret_cast<uint8_t*>(m_text.data() + start));
+        if (narrowed == units.size())
+            return;
+        char buffer[SetNameRoom];
+        const int32_t result = QXUnicodeToAnsi(units.data(), static_cast<int32_t>(units.size()),
+                                               buffer, static_cast<int32_t>(room));
+        m_text.resize(start);
+        m_text += buffer;
+        if (m_result == result::Ok)
+            m_result = result;
+    }
+
+    int32_t result() const { return m_result; }
+
+private:
+    std::string& m_text;
+    int32_t m_result = result::Ok;
+};
+
+} // namespace
+
+int32_t writeIni(const IniSets& sets, std::string& text) {
+    Encoder encoder(text);
+    for (const IniSet* const set : sets.sets()) {
+        if (set->line.empty()) {
+            text += '[';
+            encoder.append(set->text, SetNameRoom);
+            text += ']';
+        } else {
+            text += set->line;
+        }
+        text += '\n';
+        for (const IniKey* const key : set->keys.entries()) {
+            if (key->line.empty()) {
+                encoder.append(key->text, KeyRoom);
+                text += '=';
+                encoder.append(key->value, KeyRoom);
+            } else {
+                text += key->line;
+            }
+            text += '\n';
+        }
+        text += '\n';
+    }
+    text += sets.unread();
+    return encoder.result();
+}
+
+int32_t checkIniTexts(std::u16string_view set, std::u16string_view key,
+                      std::u16string_view value) noexcept {
+    constexpr std::u16string_view OtherLines = u"#:;[ \t\v\f\r";
+    const auto isInLine = [](std::u16string_view text) { return text.find(u'\n') == text.npos; };
+    const bool isKeyLine =
+        key.find(u'=') == key.npos && (key.empty() || OtherLines.find(key[0]) == OtherLines.npos);
+    return isInLine(set) && isInLine(key) && isInLine(value) && isKeyLine ? result::Ok
+                                                                          : result::InvalidArgument;
+}
+
+} // namespace qx::util::detail

@@ -1,0 +1,422 @@
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/platform/result.h>
+
+#include "tests/ipc/IpcTesting.h"
+#include "tests/support/FailingCalls.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestLocale.h"
+#include "tests/util/IniTesting.h"
+
+namespace {
+
+using namespace qx;
+using namespace qx::util;
+using namespace qxtest;
+
+namespace fs = std::filesystem;
+
+class IniFileTest : public testing::Test {
+protected:
+    IniFile open() const { return IniFile(name.c_str()); }
+    std::string contentOfText(const std::string& text) const {
+        writeFile(path, text);
+        IniFile ini = open();
+        return contentOf(ini);
+    }
+    /// What the file holds after a rewriting that changes nothing.
+    std::string rewritten(const std::string& text) const {
+        writeFile(path, text);
+        IniFile ini = open();
+        EXPECT_EQ(ini.DeleteSet(u"no such set"), result::Ok);
+        EXPECT_EQ(ini.getWriteResult(), result::Ok);
+        return readFile(path);
+    }
+
+    TestLocale locale{"C.UTF-8"};
+    TemporaryFolder folder;
+    const std::string path = folder.path("f.ini");
+    const std::u16string name = wide(path);
+};
+
+constexpr char Bom[] = "\xEF\xBB\xBF";
+
+TEST_F(IniFileTest, ReadsByTheRules) {
+    ASSERT_TRUE(locale.isSet());
+    const std::string longValue(600, 'v');
+    const struct {
+        std::string text;
+        std::string content;
+    } cases[] = {
+        {"", ""},
+        {"[a]", "[a]"},
+        {"[a]\nk=v", "[a]k=v;"},
+        {"[b]\nz=1\nA=2\n[a]\n", "[a][b]A=2;z=1;"},
+        {"[a]\r\n \t k = v \r\n", "[a]"},
+        {"[a]\r\nk \t= \tv w \t\r\n", "[a]k=v w;"},
+        {"[a]\nkey = value = more\n", "[a]key=value = more;"},
+        {"[a]\na = b ; c\n=empty\ne=\n", "[a]=empty;a=b ; c;e=;"},
+        {"[a]\n#k=1\n:k=2\n;k=3\n\n\v=\n\f=\n", "[a]"},
+        {"k=lost\n[a]\nk=v\n", "[a]k=v;"},
+        // Cases of one name: the first letters, the last value.
+        {"[a]\nKey=1\nkEY=2\n", "[a]Key=2;"},
+        {"[a]\n\xC3\x84=1\n\xC3\xA4=2\n", "[a]\xC3\x84=2;"},
+        // Sets that come again are replaced, not merged.
+        {"[Net]\nport=1\n[NET]\nhost=x\n", "[Net]host=x;"},
+        {"[a]\nk=1\n[a]\n", "[a]"},
+        // Set names are not trimmed and end at the last bracket.
+        {"[ a ] x\nk=1\n[b]]c]d\n", "[ a ]k=1;[b]]c]"},
+        // A set without a name is kept only if another follows.
+        {"[]\nk=1\n[a]\n", "[]k=1;[a]"},
+        {"[a]\n[]\nk=1\n", "[a]"},
+        // Where reading ends, what was read stays.
+        {"[a]\nk=1\n[b\nx=2\n[c]\n", "[a]k=1;"},
+        {"[a]\nk=1\nstop\nx=2\n[c]\n", "[a]k=1;"},
+        {"stop\n[c]\n", ""},
+        // A line holds 510 bytes; the next piece is a line of its own.
+        {"[a]\nk=" + longValue, "[a]k=" + longValue.substr(0, 508) + ";"},
+        {"[a]\nk=" + longValue.substr(0, 508) + "x=y\n",
+         "[a]k=" + longValue.substr(0, 508) + ";x=y;"},
+        {"[a]\nk=" + longValue.substr(0, 508) + " x=y\nl=1",
+         "[a]k=" + longValue.substr(0, 508) + ";l=1;"},
+        {"[a]\n#" + longValue + "\nk=1\n", "[a]"},
+        // A 0 byte ends its line.
+        {std::string("[a]\nk=1\0x=\n\0=\nl=2\0", 18), "[a]k=1;l=2;"},
+        {std::string("[a\0]\nl=2", 8), ""},
+        // Byte order marks, which may stand before any line.
+        {std::string(Bom) + "[\xC3\xA4]\nk=\xE4\xB8\xAD\n", "[\xC3\xA4]k=\xE4\xB8\xAD;"},
+        {std::string("[a]\n") + Bom + "k=1\n" + Bom + "\n" + Bom + "#\n", "[a]k=1;"},
+        {std::string(Bom), ""},
+        // Bytes that are no text.
+        {"[a]\nk=\xFF\xC3\n", "[a]k=\xEF\xBF\xBD\xEF\xBF\xBD;"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(contentOfText(c.text), c.content);
+    }
+}
+
+TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
+    const TestLocale latin("de_DE", "ISO-8859-1");
+    if (!latin.isSet())
+        GTEST_SKIP() << "no such locale";
+    EXPECT_EQ(contentOfText("[a]\nk=\xE4\n"), "[a]k=\xC3\xA4;");
+    EXPECT_EQ(contentOfText(std::string("[a]\nk=\xE4\n") + Bom + "l=\xC3\xA4\n"),
+              "[a]k=\xC3\xA4;l=\xC3\xA4;");
+    EXPECT_EQ(rewritten(std::string(Bom) + "[\xC3\xA4]\n"), "[\xE4]\n\n");
+}
+
+TEST_F(IniFileTest, WritesSortedWithoutCommentsAndKeepsWhatItDidNotRead) {
+    const std::string unread =
+        std::string("stop here\n\n# comment\n [x] \nk=\xFF") + '\0' + "\n[B]";
+    const struct {
+        std::string text;
+        std::string written;
+    } cases[] = {
+        {"# c\n[b]\ny = 2\nX=1\n\n[A]\nk=v ; c", "[A]\nk=v ; c\n\n[b]\nX=1\ny=2\n\n"},
+        {"[b]\nk=1\n[a]\n" + unread, "[a]\n\n[b]\nk=1\n\n" + unread},
+        {unread, unread},
+        {"[a]\nk=1\n[b\nx=2\n", "[a]\nk=1\n\n[b\nx=2\n"},
+        // Bytes that are no text come back as they were.
+        {"[\xFF]\nk = \xFF\xFE\n\xE4=1\n", "[\xFF]\nk = \xFF\xFE\n\xE4=1\n\n"},
+        {"[a]\n\xC3\xA4 = \xE4\xB8\xAD\n", "[a]\n\xC3\xA4=\xE4\xB8\xAD\n\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(rewritten(c.text), c.written);
+        EXPECT_EQ(rewritten(c.written), c.written);
+    }
+}
+
+TEST_F(IniFileTest, CutsLongTextsInTheFile) {
+    IniFile ini = open();
+    const std::u16string longText(400, u'x'), wideText(200, u'ä');
+    EXPECT_EQ(ini.AddKey(longText.c_str(), longText.c_str(), wideText.c_str(), true), result::Ok);
+    EXPECT_EQ(ini.getWriteResult(), result::BufferTooSmall);
+    std::string halves;
+    for (int i = 0; i < 127; ++i)
+        halves += "ä";
+    EXPECT_EQ(readFile(path),
+              "[" + std::string(259, 'x') + "]\n" + std::string(254, 'x') + "=" + halves + "\n\n");
+    EXPECT_EQ(valueOf(ini, longText.c_str(), longText.c_str()), String(wideText).toUtf8());
+}
+
+TEST_F(IniFileTest, FourOperationsReportByResult) {
+    IniFile ini = open();
+    EXPECT_EQ(ini.AddKey(u"Set", u"Key", u"1", false), result::Ok);
+    EXPECT_EQ(ini.AddKey(u"SET", u"KEY", u"2", false), result::AlreadyExists);
+    EXPECT_EQ(valueOf(ini, u"set", u"key"), "1");
+    EXPECT_EQ(ini.AddKey(u"SET", u"KEY", u"2", true), result::Ok);
+    EXPECT_EQ(ini.AddKey(u"Set", u"a", u"3", true), result::Ok);
+    EXPECT_EQ(readFile(path), "[Set]\na=3\nKey=2\n\n");
+    EXPECT_EQ(ini.DeleteKey(u"set", u"none"), result::NotFound);
+    EXPECT_EQ(ini.DeleteKey(u"none", u"key"), result::NotFound);
+    EXPECT_EQ(ini.DeleteKey(u"set", u"key"), result::Ok);
+    EXPECT_EQ(ini.DeleteKey(u"set", u"A"), result::Ok);
+    EXPECT_EQ(readFile(path), "[Set]\n\n");
+    char16_t buffer[4] = u"###";
+    EXPECT_EQ(ini.GetValue(u"set", u"key", buffer, 4), result::NotFound);
+    EXPECT_EQ(buffer[0], u'#');
+    EXPECT_EQ(ini.DeleteSet(u"none"), result::Ok);
+    EXPECT_EQ(ini.DeleteSet(u"SET"), result::Ok);
+    EXPECT_EQ(readFile(path), "");
+
+    EXPECT_EQ(ini.AddKey(nullptr, u"k", u"v", true), result::NullPointer);
+    EXPECT_EQ(ini.DeleteKey(u"a", nullptr), result::NullPointer);
+    EXPECT_EQ(ini.DeleteSet(nullptr), result::NullPointer);
+    EXPECT_EQ(ini.GetValue(u"a", u"k", nullptr, 1), result::NullPointer);
+}
+
+TEST_F(IniFileTest, RefusesTextsThatWouldChangeOthers) {
+    const std::string text = "[a]\nk=v\n\n";
+    writeFile(path, text);
+    IniFile ini = open();
+    const char16_t* const refused[][3] = {
+        {u"a", u"k", u"v\n[b]"}, {u"a\nk", u"k", u""}, {u"a", u"k\n", u""}, {u"a", u"k=l", u""},
+        {u"a", u"[k", u""},      {u"a", u"#k", u""},   {u"a", u" k", u""},
+    };
+    for (const auto& [set, key, value] : refused)
+        EXPECT_EQ(ini.AddKey(set, key, value, true), result::InvalidArgument);
+    EXPECT_EQ(readFile(path), text);
+}
+
+TEST_F(IniFileTest, CopiesAsMuchOfAValueAsFits) {
+    writeFile(path, "[a]\nk=four\n");
+    IniFile ini = open();
+    for (uint64_t room = 0; room <= 6; ++room) {
+        SCOPED_TRACE(room);
+        std::u16string buffer(8, u'#');
+        EXPECT_EQ(ini.GetValue(u"a", u"k", buffer.data(), room),
+                  room >= 5 ? result::Ok : result::BufferTooSmall);
+        const auto copied = std::u16string(u"four\0", 5).substr(0, room);
+        EXPECT_EQ(buffer, copied + std::u16string(8 - copied.size(), u'#'));
+    }
+}
+
+TEST_F(IniFileTest, WalksSetsAndTheirChildren) {
+    const auto walk = [this](const char* text, const char16_t* set) {
+        writeFile(path, text);
+        IniFile ini = open();
+        std::string names;
+        IniFileSetIterator sets(ini, set);
+        EXPECT_EQ(sets.getSetName(), set);
+        while (sets.hasNext())
+            names += sets.next().toUtf8() + ",";
+        return names;
+    };
+    constexpr char Text[] = "[B]\n[A\\y\\z]\n[A]\n[A\\x]\n[AB\\c]\n[a\\Q]\n[A\\Y]\n[A\\y\\a]\n";
+    EXPECT_EQ(walk(Text, u""), "A,a\\Q,A\\x,A\\Y,A\\y\\a,A\\y\\z,AB\\c,B,");
+    EXPECT_EQ(walk(Text, u"A"), "Y,x,y,");
+    EXPECT_EQ(walk(Text, u"A\\y"), "a,z,");
+    EXPECT_EQ(walk(Text, u"B"), "");
+    EXPECT_EQ(walk(Text, u"none"), "");
+}
+
+TEST_F(IniFileTest, IteratorsKeepTheirNamesAndEndInAnException) {
+    writeFile(path, "[A\\B]\nk=1\n[C]\nx=1\ny=2\n");
+    IniFile ini = open();
+    EXPECT_FALSE(IniFileKeyIterator(ini, u"A").hasNext()) << "there through its subset";
+    try {
+        IniFileKeyIterator(ini, u"none");
+        FAIL();
+    } catch (const IniFileException& e) {
+        EXPECT_EQ(e.GetType(), IniFileException::SET_NOT_FOUND);
+        EXPECT_EQ(e.getDescription(), u"none");
+    }
+    IniFileKeyIterator keys(ini, u"c");
+    EXPECT_EQ(ini.DeleteSet(u"C"), result::Ok);
+    EXPECT_EQ(keys.next(), u"x");
+    IniFileKeyIterator other = keys;
+    EXPECT_EQ(keys.next(), u"y");
+    EXPECT_TRUE(other.hasNext());
+    try {
+        keys.next();
+        FAIL();
+    } catch (const IniFileException& e) {
+        EXPECT_EQ(e.GetType(), IniFileException::NO_MORE_ELEMENTS);
+        EXPECT_TRUE(e.getDescription().isEmpty());
+    }
+    other = keys;
+    EXPECT_FALSE(other.hasNext());
+}
+
+TEST_F(IniFileTest, DeletesSubsetsByExactLetters) {
+    writeFile(path, "[A]\n[A\\B]\n[A\\B\\C]\n[AB]\n[a\\x]\n");
+    IniFile ini = open();
+    EXPECT_EQ(ini.DeleteSet(u"A"), result::Ok);
+    EXPECT_EQ(contentOf(ini), "[a\\x][AB]");
+}
+
+TEST_F(IniFileTest, ThrowsForAMissingFileOnlyWhenAsked) {
+    try {
+        IniFile(name.c_str(), nullptr, 1);
+        FAIL();
+    } catch (const IniFileException& e) {
+        EXPECT_EQ(e.GetType(), IniFileException::FILE_NOT_READ);
+        EXPECT_EQ(e.getDescription(), String(name));
+    }
+    IniFile ini = open();
+    EXPECT_EQ(contentOf(ini), "");
+    IniFile unnamed(nullptr);
+    EXPECT_EQ(unnamed.AddKey(u"a", u"k", u"v", true), result::Ok);
+    EXPECT_LT(unnamed.getWriteResult(), 0);
+    EXPECT_EQ(valueOf(unnamed, u"a", u"k"), "v");
+}
+
+TEST_F(IniFileTest, NoticesEveryChangeOfOthers) {
+    writeFile(path, "[a]\nk=0\n");
+    IniFile ini = open(), other = open();
+    for (int i = 0; i < 60; ++i) {
+        const std::string value = std::to_string(i % 10);
+        // In turn: another object, an editor that replaces, one that writes in place. All of the
+        // same size and within a tick of the file system's clock.
+        if (i % 3 == 0) {
+            other.AddKey(u"a", u"k", std::u16string(1, static_cast<char16_t>(value[0])).c_str(),
+                         true);
+        } else if (i % 3 == 1) {
+            writeFile(folder.path("new"), "[a]\nk=" + value + "\n\n");
+            fs::rename(folder.path("new"), path);
+        } else {
+            writeFile(path, "[a]\nk=" + value + "\n\n");
+        }
+        ASSERT_EQ(valueOf(ini, u"A", u"K"), value) << i;
+    }
+    fs::remove(path);
+    EXPECT_EQ(valueOf(ini, u"a", u"k"), "9") << "kept when the file is gone";
+    EXPECT_EQ(ini.AddKey(u"a", u"l", u"1", true), result::Ok);
+    EXPECT_EQ(readFile(path), "[a]\nk=9\nl=1\n\n");
+}
+
+TEST_F(IniFileTest, LooksAtAnUnchangedFileByOneCall) {
+    writeFile(path, "[a]\nk=v\n");
+    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    IniFile ini = open();
+    const FailingCalls record;
+    EXPECT_EQ(valueOf(ini, u"a", u"k"), "v");
+    EXPECT_EQ(record.calls(), std::vector<std::string>{}) << "not even opened";
+}
+
+TEST_F(IniFileTest, CopiesAreIndependentAndViewsStayAsTheyWere) {
+    writeFile(path, "[b]\nk=1\n[a]\nx=1\n");
+    IniFile ini = open();
+    const IniFileView view = ini.view();
+    IniFile copy = ini;
+    fs::remove(path);
+    EXPECT_EQ(copy.AddKey(u"a", u"x", u"2", true), result::Ok);
+    fs::remove(path);
+    EXPECT_EQ(valueOf(ini, u"a", u"x"), "1");
+    EXPECT_EQ(ini.AddKey(u"a", u"A", u"3", true), result::Ok);
+    EXPECT_EQ(ini.DeleteSet(u"b"), result::Ok);
+    EXPECT_EQ(view.find(u"A", u"X"), u"1");
+    EXPECT_EQ(view.find(u"a", u"A"), std::nullopt);
+    EXPECT_TRUE(view.hasSet(u"B"));
+    EXPECT_EQ(view.sets(), (std::vector<std::u16string_view>{u"a", u"b"}));
+    EXPECT_EQ(ini.view().keys(u"A"), (std::vector<std::u16string_view>{u"A", u"x"}));
+    copy = ini;
+    EXPECT_EQ(contentOf(copy), "[a]A=3;x=1;");
+}
+
+TEST_F(IniFileTest, ManyKeysInAnyOrderAreFoundAndListedInOrder) {
+    IniFile ini = open();
+    std::string text = "[Set]\n";
+    for (int i = 0; i < 3000; ++i)
+        text += "Key" + std::to_string(i * 7919 % 3000) + "=" + std::to_string(i) + "\n";
+    writeFile(path, text);
+    for (int i = 0; i < 3000; ++i) {
+        const std::string key = "kEY" + std::to_string(i * 7919 % 3000);
+        ASSERT_EQ(valueOf(ini, u"SET", std::u16string(key.begin(), key.end()).c_str()),
+                  std::to_string(i));
+    }
+    IniFileKeyIterator keys(ini, u"Set");
+    String last;
+    for (int i = 0; i < 3000; ++i) {
+        const String key = keys.next();
+        ASSERT_LT(last.compare(key, true), 0);
+        last = key;
+    }
+    EXPECT_FALSE(keys.hasNext());
+}
+
+/// The memory that replaced values take is given back.
+TEST_F(IniFileTest, ValuesThatChangeOftenDoNotAddUp) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer keeps memory that was given back";
+#endif
+    TemporaryFolder other;
+    IniFile ini(wide(other.path("f")).c_str());
+    const std::u16string value(200, u'v');
+    const auto resident = [] {
+        std::ifstream statm("/proc/self/statm");
+        int64_t total = 0, pages = 0;
+        statm >> total >> pages;
+        return pages * ::sysconf(_SC_PAGESIZE);
+    };
+    // Nothing can be written, so that only memory is at work.
+    fs::remove_all(other.path());
+    ini.AddKey(u"a", u"k", value.c_str(), true);
+    const int64_t before = resident();
+    for (int i = 0; i < 50'000; ++i)
+        ini.AddKey(u"a", u"k", value.c_str(), true);
+    EXPECT_LT(resident() - before, 8 << 20) << "20 MB were written";
+}
+
+TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
+    for (const int error : {ENOSPC, EIO, EACCES}) {
+        for (int step = 0; step < 8; ++step) {
+            SCOPED_TRACE(testing::Message() << error << " at " << step);
+            writeFile(path, "[a]\nk=old\n");
+            fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+            IniFile ini(name.c_str(), uniqueName("ini").c_str());
+            {
+                const FailingCalls failing(step, error);
+                EXPECT_EQ(ini.AddKey(u"a", u"k", u"new", true), result::Ok);
+            }
+            EXPECT_LT(ini.getWriteResult(), 0);
+            EXPECT_EQ(valueOf(ini, u"a", u"k"), "new");
+            // The last step makes the name durable that the file has already.
+            EXPECT_EQ(readFile(path), step < 7 ? "[a]\nk=old\n" : "[a]\nk=new\n\n");
+            EXPECT_EQ(ini.AddKey(u"b", u"l", u"1", true), result::Ok);
+            EXPECT_EQ(ini.getWriteResult(), result::Ok);
+            EXPECT_EQ(readFile(path), "[a]\nk=new\n\n[b]\nl=1\n\n");
+        }
+    }
+}
+
+TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
+    const std::string text = "[a]\nk=v\n";
+    writeFile(path, text);
+    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    std::optional<IniFile> ini;
+    {
+        const FailingCalls failing(0, EMFILE); // at the opening
+        ini.emplace(name.c_str());
+    }
+    {
+        const FailingCalls failing(0, EACCES); // at the next one, for reading again
+        EXPECT_EQ(ini->AddKey(u"b", u"l", u"1", true), result::Ok);
+    }
+    EXPECT_EQ(ini->getWriteResult(), result::AccessDenied);
+    EXPECT_EQ(readFile(path), text);
+    EXPECT_EQ(contentOf(*ini), "[a]k=v;") << "as soon as it can be read";
+}
+
+TEST_F(IniFileTest, LinksStayLinksAndModesStay) {
+    writeFile(path, "[a]\n");
+    ::chmod(path.c_str(), 0640);
+    fs::create_symlink("f.ini", folder.path("link"));
+    IniFile ini(wide(folder.path("link")).c_str());
+    EXPECT_EQ(ini.AddKey(u"a", u"k", u"v", true), result::Ok);
+    EXPECT_TRUE(fs::is_symlink(folder.path("link")));
+    EXPECT_EQ(readFile(path), "[a]\nk=v\n\n");
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
+}
+
+} // namespace

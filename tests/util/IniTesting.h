@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include <qx/core/String.h>
+#include <qx/util/IniFile.h>
+#include <qx/util/IniFileIterator.h>
+
+namespace qxtest {
+
+inline std::u16string wide(const std::string& path) {
+    const qx::String text = qx::String::fromUtf8(path);
+    return std::u16string(text.view());
+}
+
+/// The value of a key as UTF-8, or "(code)" for a negative result.
+inline std::string valueOf(qx::util::IniFile& ini, const char16_t* set, const char16_t* key) {
+    char16_t buffer[600];
+    const int32_t result = ini.GetValue(set, key, buffer, std::size(buffer));
+    return result < 0 ? "(" + std::to_string(result) + ")" : qx::String(buffer).toUtf8();
+}
+
+/// Sets, keys and values in their order: "[Set]key=value;key=value;[Set]".
+inline std::string contentOf(qx::util::IniFile& ini) {
+    std::string content;
+    for (qx::util::IniFileSetIterator sets(ini, u""); sets.hasNext();) {
+        const qx::String set = sets.next();
+        content += "[" + set.toUtf8() + "]";
+        for (qx::util::IniFileKeyIterator keys(ini, set.getData()); keys.hasNext();) {
+            const qx::String key = keys.next();
+            content += key.toUtf8() + "=" + valueOf(ini, set.getData(), key.getData()) + ";";
+        }
+    }
+    return content;
+}
+
+} // namespace qxtest
