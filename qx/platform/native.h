@@ -10,8 +10,8 @@ extern "C" {
 /* Result code of the calling thread's last native error; negative. */
 QX_API int32_t QXResultFromNative(void);
 
-/* The C library's text for that error, in the language of the process and the default encoding. What
- * does not fit is cut off. */
+/* The C library's text for that error, in the language of the process and the default encoding.
+ * What does not fit is cut off. */
 QX_API void QXNativeErrorText(char* buffer, int32_t capacity);
 
 /* Number of the calling thread: never 0, unique among the threads that live in this process. */

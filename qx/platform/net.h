@@ -108,7 +108,8 @@ QX_API int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length,
 /* Bytes received: at least one, 0 after the peer's orderly close. A time-out gives 10060. */
 QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags);
 
-/* Whether children that the program starts inherit the socket; those of QXProcessCreate never do. */
+/* Whether children that the program starts inherit the socket; those of QXProcessCreate never
+ * do. */
 QX_API int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited);
 
 #define QX_SHUTDOWN_INPUT 0
