@@ -29,6 +29,10 @@ if [[ " ${programs[*]} " == *" BigIntegerBench "* ]]; then
     python3 scripts/bench-plot.py "decimal digits" "$results"/BigIntegerBench.*json \
         >bench/BigIntegerBench.svg
 fi
+if [[ " ${programs[*]} " == *" LogBench "* ]]; then
+    python3 scripts/bench-plot.py "one call of so many takes longer" "$results"/LogBench.json \
+        >bench/LogBench.svg
+fi
 {
     python3 scripts/bench-results.py "$results"/*.json
     printf '\n## qxconv\n\nMade by `bench/qxconv.sh`: a file of 256 MiB from UTF-8 to UTF-16LE.\n\n'

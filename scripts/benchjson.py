@@ -20,7 +20,7 @@ def split_name(name):
     parts = name.split("/")
     if len(parts) < 2 or DECORATION.match(parts[1]):
         return name, "qx"
-    shown = [p for p in parts[2:] if not p.endswith("_time")]
+    shown = [p for p in parts[2:] if not p.endswith("_time") and not p.startswith("iterations:")]
     return "/".join([parts[0]] + shown), parts[1]
 
 
@@ -46,8 +46,10 @@ def read_cases(runs):
 
 
 def nanoseconds(row):
-    # The wall clock where the benchmark measures by it: threads and other processes.
-    clock = "real_time" if "/real_time" in row["run_name"] else "cpu_time"
+    # The wall clock where the benchmark measures by it (threads and other processes) or hands the
+    # time over itself.
+    by_wall = "/real_time" in row["run_name"] or "/manual_time" in row["run_name"]
+    clock = "real_time" if by_wall else "cpu_time"
     return row[clock] * TO_NANOSECONDS[row["time_unit"]]
 
 

@@ -102,7 +102,7 @@ Reference<const collections::Set<String>> LogEntry::getFieldNames() const {
         return m_map->createKeySet();
     const auto names = makeReference<collections::pcom::HashSet>();
     for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        const auto name = makeReference<String>(m_fields[i].nameText());
+        const auto name = makeReference<String>(fieldAt(i).nameText());
         names->add(name->GetUnknown());
     }
     return makeReference<collections::Set<String>>(names.get());
@@ -172,9 +172,9 @@ void LogEntry::setText(const String& text) { appendText(detail::TextField, text)
 
 void LogEntry::setName(const String& name) { appendText(detail::NameField, name); }
 
-/// For an entry that has no field of this name and not yet MostFields.
+/// For an entry that has no field of this name and room for one.
 LogEntry::Field& LogEntry::append(const detail::FieldName& name) noexcept {
-    Field& field = m_fields[m_fieldCount++];
+    Field& field = fieldAt(m_fieldCount++);
     field.name = name.text.data();
     field.nameLength = static_cast<uint32_t>(name.text.size());
     field.hash = name.hash;
@@ -200,6 +200,8 @@ void LogEntry::set(std::u16string_view name, const Object* value) {
         return;
     }
     if (!field) {
+        if (m_fieldCount == InlineFields && !m_furtherFields)
+            m_furtherFields = std::make_unique<Field[]>(MostFields - InlineFields);
         field = &append(detail::FieldName({store(name), name.size()}));
         field->value = FieldValue();
     }
@@ -238,8 +240,8 @@ bool LogEntry::has(std::u16string_view name) const {
 LogEntry::Field* LogEntry::find(std::u16string_view name) const noexcept {
     const uint32_t hash = qx::detail::sampledHash(name);
     for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        if (m_fields[i].hash == hash && m_fields[i].nameText() == name)
-            return &m_fields[i];
+        if (fieldAt(i).hash == hash && fieldAt(i).nameText() == name)
+            return &fieldAt(i);
     }
     return nullptr;
 }
@@ -261,7 +263,7 @@ Reference<Object> LogEntry::objectOf(Field& field) {
 void LogEntry::moveToMap() {
     auto map = std::make_unique<collections::StringHashMap>();
     for (uint32_t i = 0; i < m_fieldCount; ++i)
-        map->put(String(m_fields[i].nameText()), objectOf(m_fields[i]));
+        map->put(String(fieldAt(i).nameText()), objectOf(fieldAt(i)));
     m_map = std::move(map);
     releaseObjects();
     m_fieldCount = 0;
@@ -272,7 +274,7 @@ void LogEntry::moveToMap() {
 void LogEntry::putInOrder(uint8_t* order) const noexcept {
     uint32_t keys[MostFields];
     for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        const uint32_t key = m_fields[i].hash % BucketCount * MostFields + i;
+        const uint32_t key = fieldAt(i).hash % BucketCount * MostFields + i;
         uint32_t place = i;
         for (; place > 0 && keys[place - 1] < key; --place) {
             keys[place] = keys[place - 1];
@@ -310,8 +312,8 @@ const char16_t* LogEntry::store(std::u16string_view text) {
 void LogEntry::clear() noexcept {
     bool hasObjects = m_map != nullptr;
     for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        hasObjects |= m_fields[i].value.m_kind == FieldValue::Kind::Object ||
-                      m_fields[i].made.load(std::memory_order_relaxed) != nullptr;
+        hasObjects |= fieldAt(i).value.m_kind == FieldValue::Kind::Object ||
+                      fieldAt(i).made.load(std::memory_order_relaxed) != nullptr;
     }
     if (hasObjects) {
         // An object that goes away may take and drop a reference to the entry: not the last one.
@@ -327,7 +329,7 @@ void LogEntry::clear() noexcept {
 
 void LogEntry::releaseObjects() noexcept {
     for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        Field& field = m_fields[i];
+        Field& field = fieldAt(i);
         const auto made = Reference<Object>::attach(field.made.exchange(nullptr));
         if (field.value.m_kind == FieldValue::Kind::Object)
             Reference<Object>::attach(std::exchange(field.value.m_object, nullptr));

@@ -69,7 +69,7 @@ public:
         uint8_t order[MostFields];
         putInOrder(order);
         for (uint32_t i = 0; i < m_fieldCount; ++i) {
-            const Field& field = m_fields[order[i]];
+            const Field& field = fieldAt(order[i]);
             visit(field.nameText(), field.value);
         }
     }
@@ -84,8 +84,10 @@ private:
 
     /// More fields than that lie in a map. With as many, no table of names would have grown.
     static constexpr uint32_t MostFields = 12;
+    /// Those that a Logger sets; room for further ones is taken when it is needed, and kept.
+    static constexpr uint32_t InlineFields = 6;
     /// Room for names and texts in the entry.
-    static constexpr uint32_t InlineUnits = 192;
+    static constexpr uint32_t InlineUnits = 160;
 
     struct Field {
         const char16_t* name;
@@ -108,6 +110,9 @@ private:
     void setTime(const STRUCT_QX_TIME& time) noexcept;
     void setName(const String& name);
 
+    Field& fieldAt(uint32_t number) const noexcept {
+        return number < InlineFields ? m_fields[number] : m_furtherFields[number - InlineFields];
+    }
     Field& append(const detail::FieldName& name) noexcept;
     void appendText(const detail::FieldName& name, const String& text);
     void set(std::u16string_view name, const Object* value);
@@ -124,14 +129,15 @@ private:
 
     uint32_t m_fieldCount = 0;
     uint32_t m_usedUnits = 0;
-    /// In place of m_fields when they do not suffice.
+    /// In place of the fields when there are more.
     std::unique_ptr<collections::StringHashMap> m_map;
     /// Names and texts for which there was no room in the entry.
     std::vector<std::unique_ptr<char16_t[]>> m_longTexts;
+    std::unique_ptr<Field[]> m_furtherFields;
     /// Of the pool, for entries that have gone.
     LogEntry* m_next = nullptr;
     uint32_t m_shelf = 0;
-    mutable Field m_fields[MostFields];
+    mutable Field m_fields[InlineFields];
     char16_t m_units[InlineUnits];
 };
 

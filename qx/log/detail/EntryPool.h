@@ -31,7 +31,7 @@ private:
 
     static constexpr uint32_t ShelfCount = 8;
     /// Entries that lie on a shelf at most, in each of its lists.
-    static constexpr uint32_t MostEntries = 512;
+    static constexpr uint32_t MostEntries = 2048;
 
     static LogEntry* takeFrom(Shelf& shelf) noexcept;
     static void destroy(LogEntry* entry) noexcept;

@@ -23,6 +23,8 @@ public:
 
     EntryReference pop() noexcept {
         EntryReference entry = std::move(m_entries[m_next++]);
+        if (m_next + Ahead < m_entries.size())
+            prefetch(m_entries[m_next + Ahead]);
         if (m_next == m_entries.size()) {
             if (m_entries.capacity() > MostKept)
                 std::vector<EntryReference>().swap(m_entries);
@@ -40,6 +42,17 @@ public:
 private:
     /// A backlog that has gone does not bind its memory for good.
     static constexpr size_t MostKept = 1 << 16;
+
+    /// Entries come from another core: this many are on their way while one is worked on.
+    static constexpr size_t Ahead = 1;
+    /// The lines of an entry with few fields and a short text.
+    static constexpr size_t PrefetchedBytes = 448;
+
+    static void prefetch(const ILogEntry* entry) noexcept {
+        const char* const begin = reinterpret_cast<const char*>(entry);
+        for (size_t at = 0; at < PrefetchedBytes; at += 64)
+            __builtin_prefetch(begin + at, 1);
+    }
 
     std::vector<EntryReference> m_entries;
     size_t m_next = 0;
