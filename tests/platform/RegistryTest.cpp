@@ -299,6 +299,24 @@ TEST_F(Registry, FollowsAFileThatIsReplacedOrRemoved) {
     EXPECT_EQ(getText(u"Key", u""), u"3");
 }
 
+TEST_F(Registry, LinkIsFollowedAndOneThatLeadsNowhereIsRefused) {
+    const std::string elsewhere = registry.folder() + "-elsewhere";
+    fs::create_directories(registry.folder());
+    fs::permissions(registry.folder(), fs::perms::owner_all);
+    fs::create_symlink(elsewhere, registry.userFile());
+    EXPECT_EQ(trySetText(u"Key", u"", u""), result::NotFound);
+    fs::remove(registry.userFile());
+    setText(u"Key", u"", u"1");
+    fs::rename(registry.userFile(), elsewhere);
+    fs::create_symlink(elsewhere, registry.userFile());
+    const std::string block(40000, 'x');
+    for (int i = 0; i < 4; ++i) // compacts
+        QXRegistrySetValue(QX_HKEY_USER, u"Key", u"b", QX_REG_BYTES, block.data(), 40000);
+    EXPECT_LT(fs::file_size(elsewhere), 100000u);
+    EXPECT_TRUE(fs::is_symlink(registry.userFile()));
+    EXPECT_EQ(getText(u"Key", u""), u"1");
+}
+
 TEST(RegistryFolder, FollowsTheUsersEnvironment) {
     char buffer[4096];
     const char* const before = std::getenv("XDG_DATA_HOME");

@@ -151,10 +151,12 @@ int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>&
 }
 
 int32_t LockedFile::open(const std::string& path) noexcept {
-    for (;;) {
+    // Others may remove the file again. A link that leads nowhere never lets one be made.
+    constexpr int MostCreations = 16;
+    for (int creations = 0;;) {
         m_file = registry::open(path.c_str(), O_RDWR);
         if (!m_file) {
-            if (errno != ENOENT)
+            if (errno != ENOENT || creations++ == MostCreations)
                 return lastResult();
             if (const int32_t result = createFile(path); result < 0)
                 return result;
