@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# Tests the program qxini as a user meets it. Argument: the program.
+set -u
+qxini=$(realpath "$1")
+export LC_ALL=C.UTF-8
+
+[ -x "$qxini" ] || { echo "no program $qxini"; exit 1; }
+failures=0
+checks=0
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+
+# equal WHAT ACTUAL EXPECTED
+equal() {
+    checks=$((checks + 1))
+    [ "$2" == "$3" ] && return
+    echo "FAILED $1: got '$2', expected '$3'"
+    failures=$((failures + 1))
+}
+
+# gives OUTPUT ARGUMENTS...: succeeds with this output
+gives() {
+    local expected=$1 output
+    shift
+    output=$("$qxini" "$@" 2>&1; echo "status $?")
+    equal "$*" "$output" "$expected${expected:+$'\n'}status 0"
+}
+
+# fails STATUS MESSAGE ARGUMENTS...
+fails() {
+    local status=$1 text=$2 message
+    shift 2
+    message=$("$qxini" "$@" 2>&1 >/dev/null)
+    equal "status of $*" $? "$status"
+    equal "message of $*" "$message" "qxini: $text"
+}
+
+# --- a file from nothing
+gives '' f.ini set Main Port 80
+gives '' f.ini set 'Main\Log' 'the "file"' 'C:\log'
+gives '' f.ini set main PORT 8080
+gives '' f.ini set zß ä '日本'
+gives '' f.ini set Main minus -- -1
+gives 8080 f.ini get MAIN port
+gives -1 f.ini get Main minus
+gives $'minus=-1\nPort=8080' f.ini list main
+gives $'Main\nMain\\Log\nzß' f.ini sets
+gives Log f.ini sets Main
+gives '' f.ini sets zß
+gives $'[Main]\nminus=-1\nPort=8080\n\n[Main\\Log]\nthe "file"=C:\\log\n\n[zß]\nä=日本' f.ini list
+equal "the file" "$(<f.ini)" "$("$qxini" f.ini list)"
+
+# --- JSON
+gives '[
+  "Log"
+]' f.ini sets Main --json
+gives '{
+  "the \"file\"": "C:\\log"
+}' f.ini list --json 'Main\Log'
+gives '[]' f.ini sets --json zß
+if command -v python3 >/dev/null; then
+    equal "JSON of all" "$("$qxini" f.ini list --json | python3 -c '
+import json, sys
+file = json.load(sys.stdin)
+print(list(file), file["Main\\Log"]["the \"file\""], file["zß"]["ä"])')" \
+        "['Main', 'Main\\\\Log', 'zß'] C:\\log 日本"
+fi
+
+# --- deleting
+gives '' f.ini delete main minus
+fails 1 'f.ini: no set main with a key minus' f.ini delete main minus
+gives '' f.ini delete-set Main
+fails 1 'f.ini: no set Main' f.ini delete-set Main
+gives $'[zß]\nä=日本' f.ini list
+fails 1 'f.ini: no set Main' f.ini list Main
+
+# --- what is not done
+fails 1 'f.ini: the key is there already' f.ini set zß Ä x --keep
+fails 1 'f.ini: no set none with a key k' f.ini get none k
+fails 1 'a line feed, or a key with "=" or a start that no key has' f.ini set a b=c d
+long=$(printf 'x%.0s' {1..255})
+fails 1 'too long, or not in the encoding of the locale, to be written: a: k' f.ini set a k "$long"
+printf '[a]\nk=%s\n' "$long" >long.ini
+fails 1 'too long, or not in the encoding of the locale, to be written: a: k' long.ini set a l 1
+equal "a file that would be cut" "$(<long.ini)" "$(printf '[a]\nk=%s' "$long")"
+gives '' f.ini set a k "${long:1}"
+fails 1 'none.ini: no such file, or it cannot be read' none.ini list
+fails 1 'no/f.ini: no such file' no/f.ini set a k v
+equal "the disk is full" "$("$qxini" f.ini list 2>&1 >/dev/full; echo $?)" \
+    $'qxini: standard output: no space left on the device\n1'
+
+# --- many at once, by one semaphore
+for i in $(seq 20); do
+    "$qxini" --semaphore "qxini-test-$$" shared.ini set s "k$i" "$i" &
+done
+wait
+equal "keys of many writers" "$("$qxini" shared.ini list s | wc -l)" 20
+
+# --- usage
+usage='(qxini --help tells more)'
+fails 2 "no file $usage"
+fails 2 "no command $usage" f.ini
+fails 2 "unknown command fetch $usage" f.ini fetch
+fails 2 "wrong number of arguments for get $usage" f.ini get a
+fails 2 "wrong number of arguments for sets $usage" f.ini sets a b
+fails 2 "--json goes with list and sets $usage" f.ini get a b --json
+fails 2 "--keep goes with set $usage" f.ini list --keep
+equal "unknown option" "$("$qxini" f.ini list --jsn >/dev/null 2>&1; echo $?)" 2
+equal "help names every option" "$("$qxini" --help | grep -cE '^ +-*(json|keep|semaphore|help)\b')" 4
+equal "status of help" "$("$qxini" --help >/dev/null; echo $?)" 0
+
+echo "$checks checks, $failures failed"
+[ $failures == 0 ]

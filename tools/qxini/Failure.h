@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+/// Why the program gives up: exit status, and message unless that is empty.
+class Failure : public std::runtime_error {
+public:
+    static constexpr int Runtime = 1;
+    static constexpr int Usage = 2;
+
+    Failure(int status, const std::string& message)
+        : std::runtime_error(message), m_status(status) {}
+
+    int status() const { return m_status; }
+
+private:
+    int m_status;
+};
+
+/// What a result code says about the file called @p name. A closed pipe has no message: who closed
+/// it knows.
+Failure fileFailure(const std::string& name, int32_t result);

@@ -1,0 +1,120 @@
+#include "Options.h"
+
+#include <algorithm>
+
+#include <qx/util/CommandLineParser.h>
+
+#include "Failure.h"
+
+using qx::String;
+using qx::util::CommandLineParser;
+using Command = Options::Command;
+
+namespace {
+
+constexpr char Synopsis[] =
+    R"(usage: qxini FILE get SET KEY
+       qxini FILE set SET KEY VALUE [--keep]
+       qxini FILE delete SET KEY
+       qxini FILE delete-set SET
+       qxini FILE list [SET] [--json]
+       qxini FILE sets [SET] [--json]
+
+Shows and changes an INI file: sets of key=value lines. Letter case does not matter in the
+names of sets and keys. A set "A\B" is a subset of "A".
+
+  get         prints a value
+  set         sets a value; set and key, and the file, are made as needed
+  delete      deletes a key
+  delete-set  deletes a set and its subsets
+  list        prints the keys of a set with their values, or all sets with theirs
+  sets        prints the names of the sets, or of the subsets right below a set
+
+A change replaces the file as a whole: sorted, and without its comments.
+
+)";
+
+constexpr char Statuses[] =
+    R"(
+"--" ends the options, for a VALUE that begins with "-".
+Exit status: 0 done, 1 it does not exist or cannot be done, 2 usage.
+)";
+
+struct CommandRow {
+    std::u16string_view name;
+    Command command;
+    int32_t fewest, most; ///< parameters behind the command's name
+};
+
+constexpr CommandRow Commands[] = {
+    {u"get", Command::Get, 2, 2},       {u"set", Command::Set, 3, 3},
+    {u"delete", Command::Delete, 2, 2}, {u"delete-set", Command::DeleteSet, 1, 1},
+    {u"list", Command::List, 0, 1},     {u"sets", Command::Sets, 0, 1},
+};
+
+CommandLineParser makeParser() {
+    CommandLineParser parser;
+    parser.defineOption(u"json", 0, nullptr, u"list, sets: print JSON");
+    parser.defineOption(u"keep", 0, nullptr, u"set: fail when the key is there");
+    parser.defineOption(u"semaphore", 1, nullptr,
+                        u"name by which the processes that share the file take turns");
+    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    return parser;
+}
+
+Failure usage(const String& message) {
+    return Failure(Failure::Usage, (message + u" (qxini --help tells more)").toUtf8());
+}
+
+/// The parameters behind the program's name: file, command, and what that takes.
+void readParameters(const CommandLineParser& parser, Options& options) {
+    int32_t next = 1;
+    const int32_t count = parser.getParameterCount();
+    const auto take = [&](std::optional<String>& to) {
+        if (next < count)
+            to = parser.getParameter(next++)->getValueString(0);
+    };
+    std::optional<String> file, command;
+    take(file);
+    take(command);
+    if (!command)
+        throw usage(file ? u"no command" : u"no file");
+    const auto row = std::ranges::find(Commands, command->view(), &CommandRow::name);
+    if (row == std::end(Commands))
+        throw usage(u"unknown command " + *command);
+    if (count - next < row->fewest || count - next > row->most)
+        throw usage(u"wrong number of arguments for " + *command);
+    options.command = row->command;
+    options.file = *file;
+    take(options.set);
+    take(options.key);
+    take(options.value);
+}
+
+} // namespace
+
+Options parseOptions(int argc, const char* const* argv) {
+    CommandLineParser parser = makeParser();
+    parser.parseArguments(argc, argv);
+    Options options;
+    if (parser.isPresent(u"help"))
+        return options;
+    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
+        throw usage(mistake);
+    readParameters(parser, options);
+    options.json = parser.isPresent(u"json");
+    options.keep = parser.isPresent(u"keep");
+    if (parser.isPresent(u"semaphore")) {
+        options.semaphore = parser.getValueString(u"semaphore", 0);
+        if (options.semaphore->isEmpty())
+            throw usage(u"--semaphore takes a name");
+    }
+    const bool isList = options.command == Command::List || options.command == Command::Sets;
+    if (options.json && !isList)
+        throw usage(u"--json goes with list and sets");
+    if (options.keep && options.command != Command::Set)
+        throw usage(u"--keep goes with set");
+    return options;
+}
+
+std::string helpText() { return Synopsis + makeParser().usage().toUtf8() + Statuses; }

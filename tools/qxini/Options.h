@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <qx/core/String.h>
+
+/// The command line, as given.
+struct Options {
+    enum class Command { Help, Get, Set, Delete, DeleteSet, List, Sets };
+
+    Command command = Command::Help;
+    qx::String file;
+    std::optional<qx::String> set;
+    std::optional<qx::String> key;
+    std::optional<qx::String> value;
+    std::optional<qx::String> semaphore;
+    bool json = false;
+    bool keep = false; ///< a key that is there keeps its value
+};
+
+/// @throws Failure with the status Usage
+Options parseOptions(int argc, const char* const* argv);
+
+/// The usage text.
+std::string helpText();
