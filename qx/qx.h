@@ -142,6 +142,7 @@
 #include <qx/net/QueryKey.h>
 #include <qx/net/TcpClientSocket2.h>
 #include <qx/net/TcpServerSocket.h>
+#include <qx/net/TcpServerSocket2.h>
 #include <qx/net/TcpSocket.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/TcpSocketHandle.h>
@@ -149,6 +150,10 @@
 #include <qx/net/TcpSocketOutputStream.h>
 #include <qx/net/TcpWorkerSocket2.h>
 #include <qx/net/URI.h>
+#include <qx/net/netaddress.h>
+#include <qx/net/nettcp.h>
+#include <qx/net/nettcpserver.h>
+#include <qx/net/nettypes.h>
 #include <qx/net/socketerror.h>
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>

@@ -1,0 +1,204 @@
+#include <qx/net/TcpServerSocket2.h>
+
+#include <algorithm>
+#include <climits>
+#include <iterator>
+#include <new>
+
+#include <qx/net/detail/Codes.h>
+#include <qx/net/detail/SocketSet.h>
+
+namespace qx::net {
+
+namespace {
+
+/// Failures of closing and shutting down that only say that there is no connection.
+bool isNoConnection(ENUM_QX_E_SOCKET code) {
+    return code == QX_E_SOCKET_ENOTCONN || code == QX_E_SOCKET_ECONNRESET;
+}
+
+} // namespace
+
+ENUM_QX_E_SOCKET TcpServerSocket2::createTcpServerSocket2(int family, int type, int protocol,
+                                                          TcpServerSocket2** out) {
+    if (out == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    *out = nullptr;
+    if (const ENUM_QX_E_SOCKET code = init())
+        return code;
+    *out = new (std::nothrow) TcpServerSocket2(family, type, protocol);
+    return *out != nullptr ? 0 : QX_E_SOCKET_EFAULT;
+}
+
+TcpServerSocket2::TcpServerSocket2(int family, int type, int protocol)
+    : m_family(family), m_type(type), m_protocol(protocol) {
+    socketListClear();
+}
+
+TcpServerSocket2::~TcpServerSocket2() {
+    if (!getClosed() && !getShutdownOut())
+        TcpServerSocket2::shutdownOutput();
+    TcpServerSocket2::close();
+    bindListClear();
+    boundListClear();
+}
+
+void TcpServerSocket2::socketListClear() {
+    std::fill(std::begin(m_sockets), std::end(m_sockets), QX_NO_SOCKET);
+    m_socketCount = 0;
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::bind() {
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    ENUM_QX_E_SOCKET remembered = 0;
+    bool goesOn = true;
+    for (uint32_t i = 0; i < m_bindList.count && goesOn; ++i) {
+        bool isFatal = false;
+        const ENUM_QX_E_SOCKET code = bindOne(*m_bindList.entries[i], goesOn, isFatal);
+        if (isFatal)
+            return code;
+        if (code != 0)
+            remembered = code;
+    }
+    return m_socketCount > 0 ? 0 : remembered;
+}
+
+/// Makes a listening socket of one address. A failure either concerns that address alone, ends the
+/// work (@p goesOn), or is also the result of all of it (@p isFatal).
+ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, bool& goesOn,
+                                           bool& isFatal) {
+    isFatal = true;
+    if (address.getAddress() == nullptr)
+        return QX_E_SOCKET_EFAULT;
+    qx_sockaddr_union place{};
+    size_t length = sizeof place;
+    if (const ENUM_QX_E_SOCKET code = address.getAddress()->getStorageBinary(&place, &length))
+        return code;
+    isFatal = false;
+    QXSocket made = QX_NO_SOCKET;
+    if (QXSocketCreate(place.family, m_type, m_protocol, &made) != 0) {
+        const ENUM_QX_E_SOCKET code = lastCode();
+        goesOn = code == QX_E_SOCKET_EAFNOSUPPORT; // the machine lacks the family
+        return code;
+    }
+    ENUM_QX_E_SOCKET code = codeOfCall(QXSocketBind(made, &place, static_cast<int32_t>(length)));
+    if (code == 0 && m_socketCount < MaxAddresses) {
+        m_sockets[m_socketCount++] = made;
+        return 0;
+    }
+    if (code == 0)
+        code = QX_E_SOCKET_EMFILE;
+    if (QXSocketClose(made) != 0) {
+        isFatal = true;
+        code = lastCode();
+    }
+    return code;
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::listen(int backlog) {
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    ENUM_QX_E_SOCKET last = 0;
+    for (uint32_t i = 0; i < m_socketCount; ++i) {
+        if (QXSocketListen(m_sockets[i], backlog < 1 ? INT_MAX : backlog) != 0)
+            last = lastCode();
+    }
+    return last;
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::accept(TcpWorkerSocket2** out) {
+    return acceptEither(out, nullptr);
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::accept(uint64_t* nativeSocket) {
+    return acceptEither(nullptr, nativeSocket);
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t* nativeSocket) {
+    if (out != nullptr)
+        *out = nullptr;
+    if (nativeSocket != nullptr)
+        *nativeSocket = QX_NO_SOCKET;
+    if (m_socketCount == 0)
+        return QX_E_SOCKET_ENOTSOCK;
+    if ((out == nullptr) == (nativeSocket == nullptr))
+        return QX_E_SOCKET_EINVAL;
+    uint64_t listening = QX_NO_SOCKET;
+    if (const ENUM_QX_E_SOCKET code = awaitConnection(listening))
+        return code;
+    qx_sockaddr_union peer{};
+    int32_t length = sizeof peer;
+    QXSocket accepted = QX_NO_SOCKET;
+    if (QXSocketAccept(listening, &peer, &length, &accepted) != 0)
+        return lastCode();
+    if (nativeSocket != nullptr) {
+        *nativeSocket = accepted;
+        return 0;
+    }
+    ENUM_QX_E_SOCKET code = 0;
+    *out = new (std::nothrow) TcpWorkerSocket2(accepted, &peer, &code);
+    if (*out == nullptr) {
+        QXSocketClose(accepted);
+        return QX_E_SOCKET_EFAULT;
+    }
+    return code;
+}
+
+/// Waits until one of the sockets has a connection to accept: the first in the list that has.
+ENUM_QX_E_SOCKET TcpServerSocket2::awaitConnection(uint64_t& listening) const {
+    static_assert(MaxAddresses < QX_SOCKET_SET_SIZE);
+    qx_socket_set read{};
+    for (uint32_t i = 0; i < m_socketCount; ++i)
+        addToSet(read, m_sockets[i]);
+    qx_socket_set exception = read;
+    const int32_t ready = QXSocketSelect(&read, nullptr, &exception, nullptr);
+    if (ready == QX_SOCKET_ERROR)
+        return lastCode();
+    // Both sets keep the order of the list.
+    if (exception.count > 0) {
+        if (const ENUM_QX_E_SOCKET code = takePendingError(exception.sockets[0]))
+            return code;
+    }
+    if (read.count == 0)
+        return QX_E_SOCKET_EINTR;
+    listening = read.sockets[0];
+    return 0;
+}
+
+uint64_t TcpServerSocket2::getId() const { return reinterpret_cast<uintptr_t>(this); }
+
+ENUM_QX_E_SOCKET TcpServerSocket2::shutdown(int32_t direction) {
+    if (direction < 0 || getClosed())
+        return 0;
+    ENUM_QX_E_SOCKET last = 0;
+    for (uint32_t i = 0; i < m_socketCount; ++i) {
+        const ENUM_QX_E_SOCKET code = codeOfCall(QXSocketShutdown(m_sockets[i], direction));
+        if (code != 0 && !isNoConnection(code))
+            last = code;
+    }
+    return last;
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::shutdownInput() { return shutdown(takeShutdown(true, false)); }
+
+ENUM_QX_E_SOCKET TcpServerSocket2::shutdownOutput() { return shutdown(takeShutdown(false, true)); }
+
+ENUM_QX_E_SOCKET TcpServerSocket2::shutdownBoth() { return shutdown(takeShutdown(true, true)); }
+
+ENUM_QX_E_SOCKET TcpServerSocket2::close() {
+    if (getClosed())
+        return 0;
+    setClosed(1);
+    ENUM_QX_E_SOCKET last = 0;
+    const uint32_t count = std::exchange(m_socketCount, 0u);
+    for (uint32_t i = 0; i < count; ++i) {
+        const ENUM_QX_E_SOCKET code =
+            codeOfCall(QXSocketClose(std::exchange(m_sockets[i], QX_NO_SOCKET)));
+        if (code != 0 && !isNoConnection(code))
+            last = code;
+    }
+    return last;
+}
+
+} // namespace qx::net

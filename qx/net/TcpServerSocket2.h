@@ -1,0 +1,110 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include <qx/net/InetSocketAddress.h>
+#include <qx/net/TcpSocket2.h>
+#include <qx/net/TcpWorkerSocket2.h>
+
+namespace qx::net {
+
+/// A server that listens on up to 20 local addresses of both families at once.
+///
+/// In order: fill the bind list, bind, listen, save the bound addresses if they are of interest,
+/// accept in a loop. What accept hands out may be used by other threads meanwhile.
+class QX_API TcpServerSocket2 : public TcpSocket2 {
+public:
+    static constexpr uint32_t MaxAddresses = 20;
+
+    /// Makes a server, which the caller owns; null after a failure. Sockets come with bind.
+    /// @p type and @p protocol are those of every listening socket.
+    static ENUM_QX_E_SOCKET createTcpServerSocket2(int family, int type, int protocol,
+                                                   TcpServerSocket2** out);
+    /// Shuts the output down and closes, unless that has happened.
+    ~TcpServerSocket2() override;
+
+    /// Adds the any address of IPv6 and then of IPv4. QX_E_SOCKET_EFAULT when one found no room.
+    ENUM_QX_E_SOCKET bindListAddAddrAny(uint16_t port);
+    /// Adds the addresses that the hosts resolve to, except those that stand for all or none.
+    /// @param hosts    names or numeric addresses, separated by commas and blanks behind them
+    /// @param service  name of a TCP service, taken when @p port is 0
+    /// @return the outcome of the last host: QX_E_SOCKET_HOST_NOT_FOUND when it added none
+    ENUM_QX_E_SOCKET bindListAddAddrInfo(const char* hosts, const char* service, uint16_t port);
+    void bindListClear();
+    void boundListClear();
+    /// Forgets the listening sockets without closing them.
+    void socketListClear();
+    /// Keeps the only address of the bind list aside, if it is the only one, and empties the list.
+    /// The next saveBoundAddresses yields that address and no other.
+    ENUM_QX_E_SOCKET bindListSaveOneForNamedPipeReply();
+
+    /// Makes a socket for every address of the bind list. 0 when one is bound at least, also where
+    /// the machine lacks a family; else the last failure.
+    ENUM_QX_E_SOCKET bind();
+    /// Listens on every socket. A backlog below 1 is the highest that the system has.
+    /// @return the last failure; the others listen all the same
+    ENUM_QX_E_SOCKET listen(int backlog);
+    /// Appends the address of every listening socket to the bound list.
+    ENUM_QX_E_SOCKET saveBoundAddresses();
+
+    /// Waits without limit for a connection on any of the sockets, the first in the list first. The
+    /// caller owns the worker; null after a failure to accept.
+    ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out);
+    /// The same, with the bare socket; all ones after a failure.
+    ENUM_QX_E_SOCKET accept(uint64_t* nativeSocket);
+
+    /// Socket address at @p index of the bound list. @p length is the capacity, then the length, 0
+    /// after a failure: QX_E_SOCKET_EADDRNOTAVAIL beyond the list.
+    ENUM_QX_E_SOCKET getBoundAddress(uint32_t index, signed char* buffer, size_t* length) const;
+    /// The addresses of a list as text, separated by "; ". @p length is the capacity in bytes, then
+    /// the bytes stored, the terminating nul among them; 0 and QX_E_SOCKET_EFAULT when they do not
+    /// fit.
+    ENUM_QX_E_SOCKET bindListAddressesDiagnosticStrA(char* buffer, uint32_t* length) const;
+    ENUM_QX_E_SOCKET boundListAddressesDiagnosticStrA(char* buffer, uint32_t* length) const;
+
+    /// The family given at creation; the addresses alone say what is bound.
+    int32_t getFamily() const { return m_family; }
+    /// This object's own address as a number.
+    uint64_t getId() const override;
+    ENUM_QX_E_SOCKET shutdownInput() override;
+    ENUM_QX_E_SOCKET shutdownOutput() override;
+    ENUM_QX_E_SOCKET shutdownBoth() override;
+    ENUM_QX_E_SOCKET close() override;
+
+private:
+    /// A list of owned addresses, of which the first count slots are used.
+    struct AddressList {
+        std::unique_ptr<InetSocketAddress> entries[MaxAddresses];
+        uint32_t count = 0;
+
+        bool isFull() const { return count == MaxAddresses; }
+        void add(std::unique_ptr<InetSocketAddress> address) {
+            entries[count++] = std::move(address);
+        }
+        void clear();
+        ENUM_QX_E_SOCKET diagnostics(char* buffer, uint32_t* length) const;
+    };
+
+    TcpServerSocket2(int family, int type, int protocol);
+    ENUM_QX_E_SOCKET addAny(uint16_t family, uint16_t port);
+    ENUM_QX_E_SOCKET addHost(const char* host, uint16_t port);
+    ENUM_QX_E_SOCKET bindOne(const InetSocketAddress& address, bool& goesOn, bool& isFatal);
+    ENUM_QX_E_SOCKET saveBound(uint64_t socket);
+    ENUM_QX_E_SOCKET acceptEither(TcpWorkerSocket2** out, uint64_t* nativeSocket);
+    ENUM_QX_E_SOCKET awaitConnection(uint64_t& listening) const;
+    ENUM_QX_E_SOCKET shutdown(int32_t direction);
+
+    int32_t m_family;
+    int32_t m_type;
+    int32_t m_protocol;
+    uint64_t m_sockets[MaxAddresses];
+    uint32_t m_socketCount = 0;
+    AddressList m_bindList;
+    AddressList m_boundList;
+    std::unique_ptr<InetSocketAddress> m_savedReply;
+};
+
+} // namespace qx::net

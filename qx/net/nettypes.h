@@ -1,0 +1,30 @@
+#pragma once
+
+/* The sockets of qx::net for C. */
+
+#include <qx/net/socketerror.h>
+#include <qx/platform/net.h>
+
+#ifdef __cplusplus
+
+namespace qx::net {
+class TcpSocket2;
+class TcpWorkerSocket2;
+class TcpClientSocket2;
+class TcpServerSocket2;
+} // namespace qx::net
+
+typedef qx::net::TcpSocket2 QxNetTcpSocket;
+typedef qx::net::TcpWorkerSocket2 QxNetTcpWorkerSocket;
+typedef qx::net::TcpClientSocket2 QxNetTcpClientSocket;
+typedef qx::net::TcpServerSocket2 QxNetTcpServerSocket;
+
+#else
+
+/* C sees one opaque type, so that a client can be passed where any socket is taken. */
+typedef struct QxNetSocketObject QxNetTcpSocket;
+typedef struct QxNetSocketObject QxNetTcpWorkerSocket;
+typedef struct QxNetSocketObject QxNetTcpClientSocket;
+typedef struct QxNetSocketObject QxNetTcpServerSocket;
+
+#endif

@@ -1,0 +1,320 @@
+#include <cstring>
+#include <gtest/gtest.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "tests/net/Loopback.h"
+#include "tests/support/ChildProcess.h"
+
+namespace {
+
+using namespace qx::net;
+using namespace qxtest;
+
+using Diagnostics = ENUM_QX_E_SOCKET (TcpServerSocket2::*)(char*, uint32_t*) const;
+
+std::string listOf(const TcpServerSocket2& server, Diagnostics list) {
+    char buffer[1000];
+    uint32_t length = sizeof buffer;
+    EXPECT_EQ((server.*list)(buffer, &length), 0);
+    EXPECT_EQ(length, std::strlen(buffer) + 1);
+    return buffer;
+}
+
+std::string bindList(const TcpServerSocket2& server) {
+    return listOf(server, &TcpServerSocket2::bindListAddressesDiagnosticStrA);
+}
+
+std::string boundList(const TcpServerSocket2& server) {
+    return listOf(server, &TcpServerSocket2::boundListAddressesDiagnosticStrA);
+}
+
+TEST(TcpServerSocket2, FillsTheBindList) {
+    const struct {
+        const char* hosts;
+        const char* service;
+        uint16_t port;
+        ENUM_QX_E_SOCKET code;
+        const char* list;
+    } cases[] = {
+        {"127.0.0.1", nullptr, 80, 0, "127.0.0.1:80"},
+        {"127.0.0.1,  ::1", nullptr, 80, 0, "127.0.0.1:80; [::1]:80"},
+        {"127.0.0.1", "http", 0, 0, "127.0.0.1:80"},
+        {"127.0.0.1", "http", 81, 0, "127.0.0.1:81"}, // the port is given
+        {"0.0.0.0", nullptr, 80, QX_E_SOCKET_HOST_NOT_FOUND, ""},
+        {"255.255.255.255", nullptr, 80, QX_E_SOCKET_HOST_NOT_FOUND, ""},
+        {"0.0.0.0, 127.0.0.2", nullptr, 80, 0, "127.0.0.2:80"}, // the last one decides
+        {"127.0.0.2, ::", nullptr, 80, QX_E_SOCKET_HOST_NOT_FOUND, "127.0.0.2:80"},
+        {"127.0.0.2,", nullptr, 80, QX_E_SOCKET_HOST_NOT_FOUND, "127.0.0.2:80"},
+        {"", nullptr, 80, QX_E_SOCKET_HOST_NOT_FOUND, ""},
+        {"127.0.0.1", "no-such-service", 0, QX_E_SOCKET_NO_DATA, ""},
+        {"127.0.0.1", "", 0, QX_E_SOCKET_EINVAL, ""},
+        {"127.0.0.1", nullptr, 0, QX_E_SOCKET_EINVAL, ""},
+        {nullptr, nullptr, 80, QX_E_SOCKET_EINVAL, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.hosts ? c.hosts : "(null)");
+        const auto server = makeServer();
+        EXPECT_EQ(server->bindListAddAddrInfo(c.hosts, c.service, c.port), c.code);
+        EXPECT_EQ(bindList(*server), c.list);
+        server->bindListClear();
+        EXPECT_EQ(bindList(*server), "");
+    }
+    const auto server = makeServer();
+    EXPECT_EQ(server->bindListAddAddrAny(7), 0);
+    EXPECT_EQ(bindList(*server), "[::]:7; 0.0.0.0:7");
+}
+
+TEST(TcpServerSocket2, ListsHoldTwentyAddresses) {
+    const auto server = makeServer();
+    std::string hosts = "127.0.0.1";
+    for (int i = 2; i <= 19; ++i)
+        hosts += ", 127.0.0." + std::to_string(i);
+    EXPECT_EQ(server->bindListAddAddrInfo(hosts.c_str(), nullptr, 80), 0);
+    EXPECT_EQ(server->bindListAddAddrAny(80), QX_E_SOCKET_EFAULT) << "room for one of the two";
+    EXPECT_TRUE(bindList(*server).ends_with("127.0.0.19:80; [::]:80"));
+    EXPECT_EQ(server->bindListAddAddrInfo("127.0.0.20", nullptr, 80), QX_E_SOCKET_HOST_NOT_FOUND);
+}
+
+TEST(TcpServerSocket2, DiagnosticsNeedRoomForTheTerminator) {
+    const auto server = makeServer();
+    server->bindListAddAddrInfo("127.0.0.1", nullptr, 80);
+    char buffer[20] = "x";
+    uint32_t length = 12; // of the text
+    EXPECT_EQ(server->bindListAddressesDiagnosticStrA(buffer, &length), QX_E_SOCKET_EFAULT);
+    EXPECT_EQ(length, 0u);
+    EXPECT_STREQ(buffer, "");
+    length = 13;
+    EXPECT_EQ(server->bindListAddressesDiagnosticStrA(buffer, &length), 0);
+    EXPECT_EQ(length, 13u);
+    length = 0;
+    buffer[0] = 'x';
+    EXPECT_EQ(server->bindListAddressesDiagnosticStrA(buffer, &length), QX_E_SOCKET_EFAULT);
+    EXPECT_EQ(buffer[0], 'x') << "there is no room even for the empty text";
+    length = 13;
+    EXPECT_EQ(server->bindListAddressesDiagnosticStrA(nullptr, &length), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(server->bindListAddressesDiagnosticStrA(buffer, nullptr), QX_E_SOCKET_EINVAL);
+}
+
+TEST(TcpServerSocket2, BindsBothFamiliesOnOnePortAndAcceptsOnBoth) {
+    if (!hasIpv6Loopback())
+        GTEST_SKIP() << "no IPv6";
+    const LoopbackServer listener = LoopbackServer::onOnePort();
+    const uint16_t port = listener.port();
+    const std::string number = std::to_string(port);
+    EXPECT_EQ(boundList(*listener.server), "[::]:" + number + "; 0.0.0.0:" + number);
+    for (const auto& place : {listener.address, ipv6(Ipv6Loopback, port)}) {
+        const auto client = connectTo(place);
+        const auto worker = listener.accept();
+        qx::String peer;
+        qx_sockaddr_union local{};
+        int length = sizeof local;
+        EXPECT_EQ(client->getLocalAddress(&local, &length), 0);
+        EXPECT_EQ(length, place.family == QX_AF_INET ? 16 : 28);
+        qx::String expected;
+        ENUM_QX_E_SOCKET error = 0;
+        InetSocketAddress(&local, &error).getDiagnosticStr(expected);
+        ASSERT_NE(worker->getPeerAddress(), nullptr);
+        worker->getPeerAddress()->getDiagnosticStr(peer);
+        EXPECT_EQ(peer, expected);
+        say(*client, "ping");
+        client->shutdownOutput();
+        EXPECT_EQ(heard(*worker), "ping");
+    }
+}
+
+TEST(TcpServerSocket2, HandsOutBareSockets) {
+    const LoopbackServer listener;
+    const auto client = connectTo(listener.address);
+    uint64_t native = 0;
+    ASSERT_EQ(listener.server->accept(&native), 0);
+    ENUM_QX_E_SOCKET error = 1;
+    TcpWorkerSocket2 worker(native, &error);
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(worker.getId(), native);
+    say(worker, "from a bare socket");
+    worker.close();
+    EXPECT_EQ(heard(*client), "from a bare socket");
+}
+
+TEST(TcpServerSocket2, AcceptNeedsSocketsAndOneOutput) {
+    const auto unbound = makeServer();
+    TcpWorkerSocket2* worker = reinterpret_cast<TcpWorkerSocket2*>(unbound.get());
+    EXPECT_EQ(unbound->accept(&worker), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(worker, nullptr);
+    EXPECT_EQ(unbound->listen(1), 0) << "there is nothing that could fail";
+    EXPECT_EQ(unbound->saveBoundAddresses(), 0);
+
+    const LoopbackServer listener;
+    EXPECT_EQ(listener.server->accept(static_cast<uint64_t*>(nullptr)), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(listener.server->accept(static_cast<TcpWorkerSocket2**>(nullptr)),
+              QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(listener.server->close(), 0);
+    EXPECT_EQ(listener.server->close(), 0);
+    uint64_t native = 0;
+    EXPECT_EQ(listener.server->accept(&native), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(native, QX_NO_SOCKET);
+    EXPECT_EQ(listener.server->bind(), QX_E_SOCKET_ENOTSOCK) << "it would leave sockets behind";
+    EXPECT_EQ(listener.server->shutdownBoth(), 0);
+}
+
+TEST(TcpServerSocket2, RestartsAtOnceOnItsPortAndAlone) {
+    if (!hasIpv6Loopback())
+        GTEST_SKIP() << "no IPv6";
+    uint16_t port = 0;
+    {
+        const LoopbackServer first = LoopbackServer::onOnePort();
+        port = first.port();
+        const auto client = connectTo(first.address);
+        first.accept().reset(); // the server's side lingers
+        EXPECT_EQ(heard(*client), "");
+        EXPECT_EQ(LoopbackServer(port).bound, QX_E_SOCKET_EADDRINUSE) << "the first is alive";
+    }
+    const LoopbackServer second(port);
+    EXPECT_EQ(second.bound, 0);
+    EXPECT_EQ(second.addresses, 2u);
+    EXPECT_EQ(LoopbackServer(port).bound, QX_E_SOCKET_EADDRINUSE);
+    const auto client = connectTo(second.address);
+    EXPECT_NE(second.accept(), nullptr);
+}
+
+TEST(TcpServerSocket2, BindsWhatCanBeBound) {
+    const LoopbackServer first;
+    const auto second = makeServer();
+    // Taken, not of this machine, free.
+    EXPECT_EQ(second->bindListAddAddrInfo("127.0.0.1, 192.0.2.1", nullptr, first.port()), 0);
+    EXPECT_EQ(second->bind(), QX_E_SOCKET_EADDRNOTAVAIL) << "the last failure";
+    const auto third = makeServer();
+    EXPECT_EQ(third->bindListAddAddrInfo("192.0.2.1", nullptr, first.port()), 0);
+    EXPECT_EQ(third->bindListAddAddrAny(0), 0);
+    EXPECT_EQ(third->bind(), 0);
+    EXPECT_EQ(third->saveBoundAddresses(), 0);
+    EXPECT_EQ(boundList(*third).find("192.0.2.1"), std::string::npos);
+}
+
+TEST(TcpServerSocket2, KeepsOneAddressForTheNamedPipeReply) {
+    const auto server = makeServer();
+    EXPECT_EQ(server->bindListAddAddrAny(0), 0);
+    EXPECT_EQ(server->bind(), 0);
+    EXPECT_EQ(server->bindListSaveOneForNamedPipeReply(), 0) << "two: none is kept";
+    EXPECT_EQ(bindList(*server), "");
+    EXPECT_EQ(server->bindListAddAddrInfo("10.1.2.3", nullptr, 99), 0);
+    EXPECT_EQ(server->bindListSaveOneForNamedPipeReply(), 0);
+    EXPECT_EQ(bindList(*server), "");
+    EXPECT_EQ(server->saveBoundAddresses(), 0);
+    EXPECT_EQ(boundList(*server), "10.1.2.3:99") << "in spite of the listening sockets";
+    signed char place[128];
+    size_t length = sizeof place;
+    EXPECT_EQ(server->getBoundAddress(0, place, &length), 0);
+    EXPECT_EQ(length, 16u);
+    EXPECT_EQ(server->getBoundAddress(1, place, &length), QX_E_SOCKET_EADDRNOTAVAIL);
+    EXPECT_EQ(length, 0u);
+    length = 15;
+    EXPECT_EQ(server->getBoundAddress(0, place, &length), QX_E_SOCKET_EMSGSIZE);
+    EXPECT_EQ(length, 0u);
+    // The kept one is used up.
+    server->boundListClear();
+    EXPECT_EQ(server->saveBoundAddresses(), 0);
+    EXPECT_NE(boundList(*server).find("0.0.0.0:"), std::string::npos);
+}
+
+TEST(TcpServerSocket2, ForgetsItsSocketsWithoutClosingThem) {
+    LoopbackServer listener;
+    const auto client = connectTo(listener.address);
+    uint64_t native = 0;
+    ASSERT_EQ(listener.server->accept(&native), 0);
+    TcpWorkerSocket2 worker(native, nullptr);
+    // Both listening sockets were made right before these; they are found by their numbers.
+    std::vector<QXSocket> listening;
+    for (QXSocket socket = 3; socket < native; ++socket) {
+        int32_t accepts = 0;
+        int32_t length = sizeof accepts;
+        if (QXSocketGetOption(socket, QX_SOL_SOCKET, QX_SO_ACCEPTCONN, &accepts, &length) == 0 &&
+            accepts != 0)
+            listening.push_back(socket);
+    }
+    EXPECT_EQ(listening.size(), listener.addresses);
+    listener.server->socketListClear();
+    EXPECT_EQ(listener.server->accept(&native), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(listener.server->close(), 0);
+    for (const QXSocket socket : listening)
+        EXPECT_EQ(QXSocketClose(socket), 0);
+}
+
+TEST(TcpServerSocket2, GoesOnAfterDescriptorsRanOut) {
+    const LoopbackServer listener;
+    const auto client = connectTo(listener.address);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int lowestFree = ::dup(0);
+    ASSERT_GE(lowestFree, 0);
+    ::close(lowestFree);
+    const rlimit exhausted{static_cast<rlim_t>(lowestFree), before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &exhausted), 0);
+    TcpWorkerSocket2* worker = nullptr;
+    const ENUM_QX_E_SOCKET code = listener.server->accept(&worker);
+    TcpClientSocket2* another = nullptr;
+    const ENUM_QX_E_SOCKET created =
+        TcpClientSocket2::createTcpClientSocket2(QX_AF_INET, QX_SOCK_STREAM, 0, &another);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(code, QX_E_SOCKET_EMFILE);
+    EXPECT_EQ(worker, nullptr);
+    EXPECT_EQ(created, QX_E_SOCKET_EMFILE);
+    // The connection has waited.
+    say(*client, "still here");
+    client->shutdownOutput();
+    EXPECT_EQ(heard(*listener.accept()), "still here");
+}
+
+/// Makes the system refuse IPv6 sockets to this process, as one without IPv6 does; false when it
+/// cannot.
+bool loseIpv6() {
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socket, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_INET6, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAFNOSUPPORT),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+constexpr int CannotLoseIpv6 = 77;
+
+const ChildEntry withoutIpv6("serveWithoutIpv6", [](const auto&) {
+    if (!loseIpv6())
+        return CannotLoseIpv6;
+    const auto server = makeServer();
+    if (server->bindListAddAddrAny(0) != 0 || server->bind() != 0 || server->listen(0) != 0 ||
+        server->saveBoundAddresses() != 0)
+        return 1;
+    const std::string list = boundList(*server);
+    if (!list.starts_with("0.0.0.0:") || list.find(';') != std::string::npos)
+        return 2;
+    const auto onlyIpv6 = makeServer();
+    onlyIpv6->bindListAddAddrInfo("::1", nullptr, 80);
+    if (onlyIpv6->bind() != QX_E_SOCKET_EAFNOSUPPORT)
+        return 3;
+    return 0;
+});
+
+TEST(TcpServerSocket2, ServesIpv4WhereIpv6IsMissing) {
+    const int status = ChildProcess("serveWithoutIpv6").join();
+    if (status == CannotLoseIpv6)
+        GTEST_SKIP() << "system calls cannot be filtered here";
+    EXPECT_EQ(status, 0);
+}
+
+} // namespace

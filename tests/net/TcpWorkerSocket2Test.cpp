@@ -1,0 +1,368 @@
+#include <algorithm>
+#include <chrono>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <vector>
+
+#include <qx/core/GlobalLock.h>
+#include <qx/core/Startup.h>
+#include <qx/platform/result.h>
+
+#include "tests/net/Loopback.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/SignalStorm.h"
+
+namespace {
+
+using namespace qx::net;
+using namespace qxtest;
+
+/// Runs select over up to one socket in each array; null takes none. @p code is what it returns.
+struct Selected {
+    TcpWorkerSocket2 *read, *write, *exception;
+    int32_t result = -7;
+    ENUM_QX_E_SOCKET code;
+
+    Selected(TcpWorkerSocket2* r, TcpWorkerSocket2* w, TcpWorkerSocket2* e,
+             int32_t milliseconds = 5000)
+        : read(r), write(w), exception(e) {
+        const qx_timeval limit{milliseconds / 1000, milliseconds % 1000 * 1000};
+        uint32_t counts[] = {r != nullptr, w != nullptr, e != nullptr};
+        code = TcpWorkerSocket2::select(r ? &read : nullptr, &counts[0], w ? &write : nullptr,
+                                        &counts[1], e ? &exception : nullptr, &counts[2], &limit,
+                                        &result);
+        if (code == 0 && result > 0) {
+            EXPECT_EQ(counts[0], read != nullptr);
+            EXPECT_EQ(counts[1], write != nullptr);
+            EXPECT_EQ(counts[2], exception != nullptr);
+        }
+    }
+};
+
+void resetOnClose(TcpWorkerSocket2& socket) {
+    const qx_linger abrupt{1, 0};
+    EXPECT_EQ(socket.setsockopt(QX_SOL_SOCKET, QX_SO_LINGER, reinterpret_cast<const char*>(&abrupt),
+                                sizeof abrupt),
+              0);
+}
+
+TEST(TcpSocket2, StartsOnceAndStartsAgain) {
+    int32_t major = 0, minor = 0;
+    EXPECT_EQ(TcpSocket2::init(), 0);
+    EXPECT_EQ(TcpSocket2::init(), 0);
+    EXPECT_EQ(TcpSocket2::getVersion(&major, &minor), 0);
+    EXPECT_EQ(major, 2);
+    EXPECT_EQ(minor, 2);
+    EXPECT_EQ(TcpSocket2::uninit(), 0);
+    EXPECT_EQ(TcpSocket2::uninit(), 0);
+    EXPECT_EQ(QXSocketCleanUp(), QX_SOCKET_ERROR) << "counted once";
+    EXPECT_NE(makeClient(), nullptr) << "what needs the socket system starts it";
+    EXPECT_EQ(QXSocketCleanUp(), 0);
+    EXPECT_EQ(TcpSocket2::uninit(), QX_E_SOCKET_NOTINITIALISED) << "somebody took our start";
+    EXPECT_EQ(TcpSocket2::uninit(), QX_E_SOCKET_NOTINITIALISED) << "it stays to be undone";
+    EXPECT_EQ(QXSocketStartUp(0x0202, nullptr), 0);
+    EXPECT_EQ(TcpSocket2::uninit(), 0);
+}
+
+const ChildEntry shutDownEntry("shutDownTheLibrary", [](const auto&) {
+    // The program's own start-up counts on top of the one at loading.
+    if (TcpSocket2::init() != 0 || QXCLLibUninit() != 0 || qx::g_pGlobalLock != nullptr)
+        return 1;
+    if (QXSocketCleanUp() != QX_SOCKET_ERROR)
+        return 2; // it was not cleaned up
+    if (QXCLLibInit() != 0 || TcpSocket2::init() != 0 || QXSocketCleanUp() != 0)
+        return 3;
+    if (QXCLLibUninit() != QX_E_FAIL || qx::g_pGlobalLock == nullptr)
+        return 4; // a failure to clean up leaves the lock
+    return 0;
+});
+
+TEST(TcpSocket2, IsCleanedUpWhenTheLibraryShutsDown) {
+    EXPECT_EQ(ChildProcess("shutDownTheLibrary").join(), 0);
+}
+
+TEST(TcpSocket2, ResolvesToOneAddress) {
+    const struct {
+        const char* host;
+        uint16_t port;
+        uint32_t index;
+        ENUM_QX_E_SOCKET code;
+    } cases[] = {
+        {"127.0.0.1", 8080, 0, 0},
+        {"127.0.0.1", 65535, 0, 0},
+        {"127.0.0.1", 8080, 1, QX_E_SOCKET_EADDRNOTAVAIL},
+        {"127.0.0.1", 8080, 4'000'000'000u, QX_E_SOCKET_EADDRNOTAVAIL},
+        {"127.0.0.1", 0, 0, QX_E_SOCKET_EINVAL},
+        {"", 8080, 0, QX_E_SOCKET_EAI_NONAME},
+        {"not a host", 8080, 0, QX_E_SOCKET_EAI_NONAME},
+    };
+    const qx_addrinfo hints{QX_AI_NUMERICHOST, 0, QX_SOCK_STREAM, 0, 0, {}, {}, {}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.host << " " << c.port << " " << c.index);
+        qx_sockaddr_union out{};
+        EXPECT_EQ(TcpSocket2::getAddrInfo(c.host, c.port, &hints, c.index, &out), c.code);
+        EXPECT_EQ(out.ipv4.port, c.code == 0 ? networkOrder(c.port) : 0);
+    }
+    qx_sockaddr_union out{};
+    EXPECT_EQ(TcpSocket2::getAddrInfo("fe80::1%1", 80, nullptr, 0, &out), 0);
+    EXPECT_EQ(out.family, QX_AF_INET6);
+    EXPECT_EQ(out.ipv6.scopeId, 1u);
+}
+
+TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
+    TcpClientSocket2* client = nullptr;
+    EXPECT_EQ(TcpClientSocket2::createTcpClientSocket2(1, QX_SOCK_STREAM, 0, &client),
+              QX_E_SOCKET_EAFNOSUPPORT);
+    EXPECT_EQ(client, nullptr);
+    const uint16_t nobody = LoopbackServer().port();
+    const qx_sockaddr_union place = ipv4(127, 0, 0, 1, nobody);
+    EXPECT_EQ(makeClient()->connect(&place, sizeof place), QX_E_SOCKET_ECONNREFUSED);
+    EXPECT_EQ(makeClient()->connect(&place, (size_t{1} << 32) + 15), QX_E_SOCKET_EFAULT)
+        << "32 bits count";
+
+    const auto closed = makeClient();
+    EXPECT_EQ(closed->close(), 0);
+    EXPECT_EQ(closed->close(), 0);
+    EXPECT_EQ(closed->getId(), 0u);
+    EXPECT_EQ(closed->getClosed(), 1);
+    int64_t count = 0;
+    char byte = 0;
+    int length = 1;
+    qx_sockaddr_union out{};
+    EXPECT_EQ(closed->connect(&place, sizeof place), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->connect(nullptr, 0), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->bind(&place, sizeof place), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->getLocalAddress(&out, &length), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->recv(&byte, 1, 0, &count), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->send(&byte, 1, 0, &count), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->getsockopt(QX_SOL_SOCKET, QX_SO_TYPE, &byte, &length), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->setsockopt(QX_SOL_SOCKET, QX_SO_TYPE, &byte, 1), QX_E_SOCKET_ENOTSOCK);
+    EXPECT_EQ(closed->shutdownBoth(), 0);
+    EXPECT_EQ(Selected(closed.get(), nullptr, nullptr).code, QX_E_SOCKET_ENOTSOCK);
+}
+
+TEST(TcpWorkerSocket2, EachDirectionEndsAlone) {
+    Pair pair;
+    say(*pair.client, "question");
+    EXPECT_EQ(pair.client->shutdownOutput(), 0);
+    EXPECT_EQ(pair.client->shutdownOutput(), 0);
+    EXPECT_EQ(pair.client->getShutdownOut(), 1);
+    EXPECT_EQ(pair.client->getShutdownIn(), 0);
+    int64_t count = 0;
+    EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ESHUTDOWN);
+    EXPECT_EQ(count, -1);
+    EXPECT_EQ(heard(*pair.worker), "question");
+    say(*pair.worker, "answer");
+    EXPECT_EQ(pair.worker->shutdownBoth(), 0);
+    EXPECT_EQ(heard(*pair.client), "answer");
+    EXPECT_EQ(pair.client->shutdownInput(), 0);
+    EXPECT_EQ(pair.client->shutdownBoth(), 0);
+    EXPECT_EQ(makeClient()->shutdownBoth(), 0) << "not being connected is no failure";
+}
+
+TEST(TcpWorkerSocket2, AnOrderlyCloseLeavesTheLastErrorToTell) {
+    Pair pair;
+    pair.worker->close();
+    std::thread([&] { // without an earlier error
+        char byte;
+        int64_t count = -1;
+        EXPECT_EQ(pair.client->recv(&byte, 1, 0, &count), 0);
+        EXPECT_EQ(count, 0);
+    })
+        .join();
+}
+
+TEST(TcpWorkerSocket2, AnAbruptResetHasItsCode) {
+    Pair pair;
+    resetOnClose(*pair.worker);
+    pair.worker->close();
+    // A connection that broke is not exceptional: reading tells.
+    const Selected selected(pair.client.get(), nullptr, pair.client.get());
+    EXPECT_EQ(selected.code, 0);
+    EXPECT_EQ(selected.result, 1);
+    EXPECT_EQ(selected.exception, nullptr);
+    ENUM_QX_E_SOCKET code = 0;
+    EXPECT_EQ(heard(*pair.client, &code), "");
+    EXPECT_EQ(code, QX_E_SOCKET_ECONNRESET);
+    int64_t count = 0;
+    EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ECONNRESET);
+}
+
+TEST(TcpWorkerSocket2, OneSendTakesWhatThePeerWillRead) {
+    Pair pair;
+    const SignalStorm storm;
+    std::string all(4 << 20, 'x');
+    std::thread sender([&] {
+        say(*pair.client, all);
+        pair.client->shutdownOutput();
+    });
+    EXPECT_EQ(heard(*pair.worker).size(), all.size());
+    sender.join();
+}
+
+TEST(TcpWorkerSocket2, APeerThatNeverReadsTimesOut) {
+    Pair pair;
+    const uint32_t limit = 50;
+    EXPECT_EQ(pair.client->setsockopt(QX_SOL_SOCKET, QX_SO_SNDTIMEO,
+                                      reinterpret_cast<const char*>(&limit), sizeof limit),
+              0);
+    std::string much(16 << 20, 'x');
+    int64_t count = 0;
+    ENUM_QX_E_SOCKET code;
+    while ((code = pair.client->send(much.data(), much.size(), 0, &count)) == 0)
+        EXPECT_LT(count, static_cast<int64_t>(much.size()));
+    EXPECT_EQ(code, QX_E_SOCKET_ETIMEDOUT);
+    // Nothing can be written before the peer reads.
+    const Selected full(nullptr, pair.client.get(), nullptr, 0);
+    EXPECT_EQ(full.code, 0);
+    EXPECT_EQ(full.result, 0);
+    EXPECT_EQ(full.write, pair.client.get()) << "after the time limit the arrays are as they were";
+}
+
+TEST(TcpWorkerSelect, WaitsNoShorterThanAsked) {
+    Pair pair;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Selected(pair.client.get(), nullptr, pair.client.get(), 100).result, 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
+}
+
+TEST(TcpWorkerSelect, KeepsTheReadyOnesInPlace) {
+    Pair first;
+    Pair second;
+    say(*second.worker, "x");
+    TcpWorkerSocket2* read[] = {first.client.get(), second.client.get(), second.client.get()};
+    TcpWorkerSocket2* write[] = {first.client.get()};
+    uint32_t readCount = 3, writeCount = 1, exceptionCount = 5; // without an array no count matters
+    int32_t result = 0;
+    EXPECT_EQ(TcpWorkerSocket2::select(read, &readCount, write, &writeCount, nullptr,
+                                       &exceptionCount, nullptr, &result),
+              0);
+    EXPECT_EQ(result, 2) << "a socket given twice is one";
+    EXPECT_EQ(readCount, 2u);
+    EXPECT_EQ(writeCount, 1u);
+    EXPECT_EQ(exceptionCount, 0u);
+    EXPECT_EQ(read[0], nullptr);
+    EXPECT_EQ(read[1], second.client.get());
+    EXPECT_EQ(read[2], second.client.get());
+
+    uint32_t none = 0;
+    EXPECT_EQ(
+        TcpWorkerSocket2::select(nullptr, &none, nullptr, &none, nullptr, &none, nullptr, &result),
+        QX_E_SOCKET_EINVAL)
+        << "there is nothing to wait for";
+    readCount = 3; // the first slot is null now
+    EXPECT_EQ(TcpWorkerSocket2::select(read, &readCount, nullptr, &none, nullptr, &none, nullptr,
+                                       &result),
+              QX_E_SOCKET_ENOTSOCK);
+    readCount = 64;
+    EXPECT_EQ(TcpWorkerSocket2::select(read, &readCount, nullptr, &none, nullptr, &none, nullptr,
+                                       &result),
+              QX_E_SOCKET_EMFILE);
+    EXPECT_EQ(readCount, 0u);
+}
+
+TEST(TcpWorkerSelect, TellsWhyAConnectionCouldNotBeMade) {
+    const uint16_t nobody = LoopbackServer().port();
+    const auto client = makeClient();
+    ::fcntl(static_cast<int>(client->getId()), F_SETFL, O_NONBLOCK);
+    const qx_sockaddr_union place = ipv4(127, 0, 0, 1, nobody);
+    EXPECT_EQ(client->connect(&place, sizeof place), QX_E_SOCKET_EWOULDBLOCK);
+    const Selected selected(nullptr, nullptr, client.get());
+    EXPECT_EQ(selected.code, QX_E_SOCKET_ECONNREFUSED);
+    EXPECT_EQ(selected.exception, client.get());
+}
+
+TEST(TcpWorkerSelect, ReachesDescriptorsBeyondTheSystemsSets) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit raised{std::max<rlim_t>(limit.rlim_cur, 2100), limit.rlim_max};
+    if (::setrlimit(RLIMIT_NOFILE, &raised) != 0)
+        GTEST_SKIP() << "no such descriptors";
+    Pair pair;
+    const int high = ::fcntl(static_cast<int>(pair.client->getId()), F_DUPFD_CLOEXEC, 2000);
+    ASSERT_GE(high, 2000);
+    TcpWorkerSocket2 client(static_cast<uint64_t>(high), nullptr);
+    EXPECT_EQ(Selected(&client, nullptr, &client, 0).result, 0);
+    say(*pair.worker, "x");
+    EXPECT_EQ(Selected(&client, &client, &client).result, 2);
+    char byte = 0;
+    int64_t count = 0;
+    EXPECT_EQ(client.recv(&byte, 1, 0, &count), 0);
+    EXPECT_EQ(byte, 'x');
+}
+
+TEST(TcpServer, FiveHundredConnectionsAtOnce) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit raised{std::max<rlim_t>(limit.rlim_cur, 2100), limit.rlim_max};
+    if (::setrlimit(RLIMIT_NOFILE, &raised) != 0)
+        GTEST_SKIP() << "not that many descriptors";
+    const LoopbackServer listener;
+    std::vector<std::unique_ptr<TcpWorkerSocket2>> clients, workers;
+    for (int i = 0; i < 500; ++i) {
+        clients.push_back(connectTo(listener.address));
+        workers.push_back(listener.accept());
+    }
+    for (size_t i = 0; i < 500; ++i) {
+        say(*clients[i], std::to_string(i));
+        clients[i]->shutdownOutput();
+    }
+    for (size_t i = 0; i < 500; ++i)
+        EXPECT_EQ(heard(*workers[i]), std::to_string(i));
+}
+
+TEST(TcpServer, TenThousandConnectionsOneAfterTheOther) {
+    const LoopbackServer listener;
+    constexpr int count = 10'000;
+    std::thread server([&] {
+        for (int i = 0; i < count; ++i) {
+            uint64_t native = 0;
+            ASSERT_EQ(listener.server->accept(&native), 0);
+            TcpWorkerSocket2 worker(native, nullptr);
+            char byte;
+            int64_t received = -1;
+            worker.recv(&byte, 1, 0, &received);
+            ASSERT_EQ(received, 1);
+            // The server forgets the connection at once, so that none lingers.
+            resetOnClose(worker);
+        }
+    });
+    for (int i = 0; i < count; ++i)
+        say(*connectTo(listener.address), "x");
+    server.join();
+}
+
+TEST(TcpServer, WorkersEchoOnThreadsWhileItAccepts) {
+    const LoopbackServer listener;
+    constexpr int connections = 8;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < connections; ++i) {
+        threads.emplace_back([&listener, i] {
+            const auto client = connectTo(listener.address);
+            for (int round = 0; round < 100; ++round) {
+                const std::string sent = std::to_string(i) + ":" + std::to_string(round);
+                say(*client, sent);
+                std::string received(sent.size(), 0);
+                int64_t count = 0;
+                ASSERT_EQ(client->recv(received.data(), received.size(), QX_MSG_WAITALL, &count),
+                          0);
+                ASSERT_EQ(received, sent);
+            }
+        });
+    }
+    for (int i = 0; i < connections; ++i) {
+        threads.emplace_back([worker = listener.accept()] {
+            char buffer[100];
+            int64_t count = 0;
+            while (worker->recv(buffer, sizeof buffer, 0, &count) == 0 && count > 0)
+                say(*worker, std::string_view(buffer, static_cast<size_t>(count)));
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+} // namespace
