@@ -1,8 +1,7 @@
 // Logging of level, name and text into a plain text file, one item per entry, from the first call
 // until the last entry is in the file. The files lie in memory: what a disk does would hide the
-// rest, and a flush of FileOutputStream waits for the disk, which the peer's flush does not. Both
-// libraries encode as UTF-8 and queue for one thread that writes; spdlog's queue is bounded (at
-// 8192, as it comes), and its loggers block when it is full.
+// rest, and a flush of FileOutputStream waits for the disk, which the peer's flush does not. Where
+// a thread writes what others log, it is one, and they wait when 8192 entries are queued.
 
 #include <algorithm>
 #include <atomic>
@@ -44,6 +43,8 @@ using Seconds = std::chrono::duration<double>;
 
 constexpr char Text[] = "connection 4711 accepted from 10.11.12.13, 17 clients are served now";
 
+constexpr uint32_t Queued = 8192;
+
 /// When what was logged reaches the file.
 enum class Flush { EveryEntry, HeldBack };
 
@@ -78,6 +79,7 @@ public:
         const auto encoded = makeReference<io::OutputStreamWriter>(file, u"UTF-8");
         Reference<io::Writer> writer = encoded;
         log::AsyncOptions options;
+        options.capacity = Queued;
         if (flush == Flush::HeldBack) {
             const auto held = makeReference<io::HeldFlushWriter>(encoded);
             options.whenEmpty = exec::makeRunnable([held] { held->release(); });
@@ -125,7 +127,7 @@ private:
 class SpdlogAsync {
 public:
     explicit SpdlogAsync(Flush flush)
-        : m_pool(std::make_shared<spdlog::details::thread_pool>(8192, 1)),
+        : m_pool(std::make_shared<spdlog::details::thread_pool>(Queued, 1)),
           m_logger(std::make_shared<spdlog::async_logger>(
               "network", std::make_shared<spdlog::sinks::basic_file_sink_mt>(m_file.name(), true),
               m_pool)) {

@@ -1,5 +1,7 @@
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
-#include <clocale>
 #include <ctime>
 #include <cwchar>
 #include <langinfo.h>
@@ -64,9 +66,11 @@ std::wstring shortDatePattern() {
     return pattern;
 }
 
+/// Name of the locale for times that the calling thread uses.
+std::string_view localeName() { return nl_langinfo(NL_LOCALE_NAME(LC_TIME)); }
+
 std::wstring longDatePattern() {
-    const char* const current = std::setlocale(LC_TIME, nullptr);
-    const std::string_view name = current ? current : "C";
+    const std::string_view name = localeName();
     const std::string_view language = name.substr(0, name.find_first_of("_.@"));
     for (const auto& row : LongDates) {
         const size_t found = language.size() == 2 ? row.languages.find(language) : language.npos;
@@ -144,18 +148,81 @@ int32_t write(const STRUCT_QX_TIME* time, const std::wstring& pattern, char16_t*
     return copyAsUnits({formatted, length}, text, capacity);
 }
 
+/// What a text depends on, beside its kind.
+struct TextKey {
+    std::array<uint16_t, 6> time;
+    std::string_view locale, codeSet;
+
+    explicit TextKey(const STRUCT_QX_TIME& of)
+        : time{of.year, of.month, of.day, of.hour, of.minute, of.second}, locale(localeName()),
+          codeSet(nl_langinfo(CODESET)) {}
+};
+
+/// The last text of its kind. Who writes a log asks for the same second again and again, and the C
+/// library takes half a microsecond for it. Whoever finds another thread here does without.
+class LastText {
+public:
+    /// The number of its units, or 0 when it is another one or too long.
+    int32_t copy(const TextKey& key, char16_t* text, int32_t capacity) noexcept {
+        if (m_isInUse.exchange(true, std::memory_order_acquire))
+            return 0;
+        const bool isFound = m_units > 0 && m_units <= capacity && isFor(key);
+        const int32_t units = isFound ? m_units : 0;
+        std::copy_n(m_text, units, text);
+        m_isInUse.store(false, std::memory_order_release);
+        return units;
+    }
+
+    void keep(const TextKey& key, const char16_t* text, int32_t units) noexcept {
+        if (units > MostUnits || key.locale.size() > MostName || key.codeSet.size() > MostName ||
+            m_isInUse.exchange(true, std::memory_order_acquire))
+            return;
+        m_time = key.time;
+        m_localeLength = key.locale.copy(m_locale, MostName);
+        m_codeSetLength = key.codeSet.copy(m_codeSet, MostName);
+        std::copy_n(text, units, m_text);
+        m_units = units;
+        m_isInUse.store(false, std::memory_order_release);
+    }
+
+private:
+    static constexpr int32_t MostUnits = 64;
+    static constexpr size_t MostName = 32;
+
+    bool isFor(const TextKey& key) const noexcept {
+        return m_time == key.time && std::string_view(m_locale, m_localeLength) == key.locale &&
+               std::string_view(m_codeSet, m_codeSetLength) == key.codeSet;
+    }
+
+    std::atomic<bool> m_isInUse{false};
+    int32_t m_units = 0;
+    std::array<uint16_t, 6> m_time{};
+    char m_locale[MostName] = {};
+    char m_codeSet[MostName] = {};
+    size_t m_localeLength = 0;
+    size_t m_codeSetLength = 0;
+    char16_t m_text[MostUnits] = {};
+};
+
+constinit LastText lastShortDate, lastLongDate, lastTime;
+
 /// Writes @p time by the pattern that @p makePattern returns.
 template <class MakePattern>
-int32_t getText(const STRUCT_QX_TIME* time, MakePattern&& makePattern, char16_t* text,
-                int32_t capacity) {
+int32_t getText(const STRUCT_QX_TIME* time, MakePattern&& makePattern, LastText& last,
+                char16_t* text, int32_t capacity) {
     if (text && capacity > 0)
         text[0] = 0;
     if (!time || !text || capacity < 1 || !exists(*time)) {
         errno = EINVAL;
         return 0;
     }
+    const TextKey key(*time);
+    if (const int32_t units = last.copy(key, text, capacity))
+        return units;
     try {
-        return write(time, makePattern(), text, capacity);
+        const int32_t units = write(time, makePattern(), text, capacity);
+        last.keep(key, text, units);
+        return units;
     } catch (...) {
         errno = ENOMEM;
         return 0;
@@ -172,9 +239,10 @@ std::wstring timePattern() {
 
 int32_t QXTimeGetDateText(const STRUCT_QX_TIME* time, int32_t isLong, char16_t* text,
                           int32_t capacity) {
-    return getText(time, isLong ? longDatePattern : shortDatePattern, text, capacity);
+    return isLong ? getText(time, longDatePattern, lastLongDate, text, capacity)
+                  : getText(time, shortDatePattern, lastShortDate, text, capacity);
 }
 
 int32_t QXTimeGetTimeText(const STRUCT_QX_TIME* time, char16_t* text, int32_t capacity) {
-    return getText(time, timePattern, text, capacity);
+    return getText(time, timePattern, lastTime, text, capacity);
 }
