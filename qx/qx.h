@@ -135,6 +135,7 @@
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/IntegerView.h>
+#include <qx/net/FilePath.h>
 #include <qx/net/Inet4Address.h>
 #include <qx/net/Inet6Address.h>
 #include <qx/net/InetAddress.h>

@@ -1,7 +1,13 @@
 #include "qx/core/GlobalLock.h"
 
+#include <qx/sync/LockObject.h>
+
 namespace qx {
 
 constinit sync::LockObject* g_pGlobalLock = nullptr;
+
+std::unique_lock<sync::LockObject> holdGlobalLock() {
+    return g_pGlobalLock ? std::unique_lock(*g_pGlobalLock) : std::unique_lock<sync::LockObject>();
+}
 
 } // namespace qx

@@ -20,13 +20,11 @@ constexpr uint16_t WantedVersion = 0x0202;
 constinit std::atomic<bool> s_initialised{false};
 constinit uint16_t s_version = 0; // under the library-wide lock
 
-/// Runs @p body under the library-wide lock. Before start-up and after shut-down there is none, and
-/// only one thread.
+/// Runs @p body under the library-wide lock.
 template <class Body>
 ENUM_QX_E_SOCKET underGlobalLock(Body&& body) {
     return withoutThrowing([&] {
-        const auto guard =
-            g_pGlobalLock ? std::unique_lock(*g_pGlobalLock) : std::unique_lock<sync::LockObject>();
+        const auto guard = holdGlobalLock();
         return body();
     });
 }

@@ -64,6 +64,22 @@ QX_API int32_t QXGetTempDirectory(char* buffer, int32_t capacity);
  * removes it. @p drive is a letter in either case. */
 QX_API int32_t QXDriveMap(char drive, const char* folder);
 
+/* A drive is a letter with ":", or the folder where a file system is mounted; here the one that
+ * @p path lies on. The capacity as above. */
+QX_API int32_t QXDriveOfPath(const char* path, char* buffer, int32_t capacity);
+
+#define QX_DRIVE_NO_ROOT 1 /* there is no such drive */
+#define QX_DRIVE_FIXED 3
+#define QX_DRIVE_REMOTE 4 /* a network file system */
+/* One of the numbers above. */
+QX_API int32_t QXDriveGetType(const char* drive);
+/* "\\server\share" and the folders below the share that a remote drive stands for, with "\"
+ * between them. 0x80070002 for one that is not remote or does not name its server. */
+QX_API int32_t QXDriveGetRemoteName(const char* drive, char* buffer, int32_t capacity);
+/* The table of mounts that these calls read, in the form of the kernel's mountinfo; null for the
+ * kernel's own. */
+QX_API int32_t QXMountTableSet(const char* file);
+
 /* Removes a file; renames one, replacing an existing @p to at once; creates a new file that only
  * the owner can use beside @p path under a random name, stored in @p buffer and of the form
  * ".<name>.<16 upper-case hexadecimal digits>.tmp", open for reading and writing. */

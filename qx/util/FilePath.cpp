@@ -1,37 +1,19 @@
 #include <qx/util/FilePath.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <string_view>
 
 #include <qx/core/Exception.h>
-#include <qx/core/Result.h>
 #include <qx/platform/files.h>
-#include <qx/platform/text.h>
 #include <qx/util/PathNormalizer.h>
+#include <qx/util/detail/PlatformText.h>
 
 namespace qx::util {
 
 namespace {
 
-/// Beyond any path that a system hands out; a guard against growing for ever.
-constexpr std::size_t MaxBufferBytes = std::size_t{1} << 24;
-
-/// The text that a platform call writes into a buffer, which grows until it fits.
-template <class Call>
-std::string textOf(Call&& call) {
-    std::string buffer(261, '\0');
-    for (;;) {
-        const int32_t result = call(buffer.data(), static_cast<int32_t>(buffer.size()));
-        if (result != result::BufferTooSmall || buffer.size() >= MaxBufferBytes) {
-            throwIfFailed(result);
-            buffer.resize(std::strlen(buffer.c_str()));
-            return buffer;
-        }
-        buffer.resize(2 * buffer.size());
-    }
-}
+using detail::textOf;
 
 /// A path of the system as text, with backslashes.
 String decoded(const std::string& path) {
@@ -122,9 +104,7 @@ String FilePath::getAbsolutePath() const {
 String FilePath::getCanonicalPath() const {
     if (isUNCPath())
         return m_path;
-    const std::string narrow = textOf([this](char* buffer, int32_t capacity) {
-        return QXUnicodeToAnsi(m_path.getData(), m_path.getLength(), buffer, capacity);
-    });
+    const std::string narrow = detail::narrowed(m_path);
     return decoded(textOf([&narrow](char* buffer, int32_t capacity) {
         return QXPathExpand(narrow.c_str(), buffer, capacity);
     }));

@@ -35,10 +35,6 @@ size_t driveIndex(char letter) noexcept {
     return DriveTable::Drives;
 }
 
-bool startsWithDrive(std::string_view path) noexcept {
-    return path.size() > 1 && path[1] == ':' && driveIndex(path[0]) < DriveTable::Drives;
-}
-
 std::string_view withoutEndingSlashes(std::string_view path) noexcept {
     while (path.size() > 1 && path.ends_with('/'))
         path.remove_suffix(1);
@@ -111,6 +107,10 @@ int32_t currentDirectory(PathText& path) noexcept {
 }
 
 } // namespace
+
+bool startsWithDrive(std::string_view path) noexcept {
+    return path.size() > 1 && path[1] == ':' && driveIndex(path[0]) < DriveTable::Drives;
+}
 
 bool PathText::append(std::string_view text) noexcept {
     if (text.size() >= sizeof m_text - m_length)

@@ -30,6 +30,9 @@ private:
 
 constexpr int32_t NameTooLong = static_cast<int32_t>(0x800700CEu);
 
+/// True for a drive letter and ":".
+bool startsWithDrive(std::string_view path) noexcept;
+
 /// A path as the system takes it: "/" between segments, a mapped drive replaced by its folder. A
 /// drive that is not mapped and an empty path are not found.
 int32_t toNativePath(const char* path, PathText& native) noexcept;
