@@ -13,7 +13,6 @@
 
 #include "tests/net/Loopback.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/SignalStorm.h"
 
 namespace {
 
@@ -144,22 +143,19 @@ TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
     EXPECT_EQ(Selected(closed.get(), nullptr, nullptr).code, QX_E_SOCKET_ENOTSOCK);
 }
 
-TEST(TcpWorkerSocket2, EachDirectionEndsAlone) {
+TEST(TcpWorkerSocket2, EachDirectionEndsOnce) {
     Pair pair;
-    say(*pair.client, "question");
+    EXPECT_EQ(pair.client->shutdownInput(), 0);
+    EXPECT_EQ(pair.client->getShutdownIn(), 1);
+    EXPECT_EQ(pair.client->getShutdownOut(), 0);
+    say(*pair.client, "the other lives");
     EXPECT_EQ(pair.client->shutdownOutput(), 0);
     EXPECT_EQ(pair.client->shutdownOutput(), 0);
-    EXPECT_EQ(pair.client->getShutdownOut(), 1);
-    EXPECT_EQ(pair.client->getShutdownIn(), 0);
+    EXPECT_EQ(pair.client->shutdownBoth(), 0);
     int64_t count = 0;
     EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ESHUTDOWN);
     EXPECT_EQ(count, -1);
-    EXPECT_EQ(heard(*pair.worker), "question");
-    say(*pair.worker, "answer");
-    EXPECT_EQ(pair.worker->shutdownBoth(), 0);
-    EXPECT_EQ(heard(*pair.client), "answer");
-    EXPECT_EQ(pair.client->shutdownInput(), 0);
-    EXPECT_EQ(pair.client->shutdownBoth(), 0);
+    EXPECT_EQ(heard(*pair.worker), "the other lives");
     EXPECT_EQ(makeClient()->shutdownBoth(), 0) << "not being connected is no failure";
 }
 
@@ -189,18 +185,6 @@ TEST(TcpWorkerSocket2, AnAbruptResetHasItsCode) {
     EXPECT_EQ(code, QX_E_SOCKET_ECONNRESET);
     int64_t count = 0;
     EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ECONNRESET);
-}
-
-TEST(TcpWorkerSocket2, OneSendTakesWhatThePeerWillRead) {
-    Pair pair;
-    const SignalStorm storm;
-    std::string all(4 << 20, 'x');
-    std::thread sender([&] {
-        say(*pair.client, all);
-        pair.client->shutdownOutput();
-    });
-    EXPECT_EQ(heard(*pair.worker).size(), all.size());
-    sender.join();
 }
 
 TEST(TcpWorkerSocket2, APeerThatNeverReadsTimesOut) {

@@ -187,18 +187,6 @@ TEST(Socket, AClientBindsThePortOfItsLastConnectionAgain) {
     EXPECT_EQ(bindTo(Socket(), place), 0);
 }
 
-TEST(Socket, BothFamiliesBindTheAnyAddressOnOnePort) {
-    Socket six(QX_AF_INET6);
-    qx_sockaddr_union any{};
-    any.family = QX_AF_INET6;
-    ASSERT_EQ(bindTo(six, any), 0);
-    qx_sockaddr_union name = nameOf(six);
-    EXPECT_EQ(name.family, QX_AF_INET6);
-    any.ipv4.port = name.ipv6.port;
-    any.family = QX_AF_INET;
-    EXPECT_EQ(bindTo(Socket(), any), 0);
-}
-
 TEST(Socket, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
     const int saved = ::fcntl(0, F_DUPFD_CLOEXEC, 3);
     ::close(0);
@@ -397,23 +385,6 @@ TEST(SocketSelect, TellsWhatIsReady) {
     EXPECT_EQ(errorOf(QXSocketSelect(&read, nullptr, nullptr, &negative)), 10022);
 }
 
-TEST(SocketSelect, AFailedConnectIsExceptional) {
-    Socket nobody;
-    ASSERT_EQ(bindTo(nobody, loopback()), 0);
-    Socket client;
-    ::fcntl(client.descriptor(), F_SETFL, O_NONBLOCK);
-    const int32_t error = connectTo(client, nameOf(nobody));
-    EXPECT_TRUE(error == 10035 || error == 10061) << error;
-    if (error == 10061)
-        GTEST_SKIP() << "refused at once";
-    qx_socket_set exception{1, {client}};
-    EXPECT_EQ(QXSocketSelect(nullptr, nullptr, &exception, nullptr), 1);
-    int32_t pending = 0;
-    int32_t length = 4;
-    EXPECT_EQ(QXSocketGetOption(client, QX_SOL_SOCKET, QX_SO_ERROR, &pending, &length), 0);
-    EXPECT_EQ(pending, 10061);
-}
-
 /// The texts of all addresses with their ports, or the number of the failure.
 std::string resolved(const char* host, const char* service, int32_t flags, int32_t family) {
     const qx_addrinfo hints{flags, family, QX_SOCK_STREAM, QX_IPPROTO_TCP, 0, {}, {}, {}};
@@ -478,14 +449,6 @@ TEST(Resolver, Table) {
     const qx_addrinfo hints{0, 0, QX_SOCK_STREAM, QX_IPPROTO_UDP, 0, {}, {}, {}};
     qx_addrinfo* result = nullptr;
     EXPECT_EQ(QXgetaddrinfo("127.0.0.1", "80", &hints, &result), 12044);
-}
-
-TEST(Resolver, TheFirstResultCarriesTheCanonicalName) {
-    const qx_addrinfo hints{QX_AI_CANONNAME, 0, QX_SOCK_STREAM, 0, 0, {}, {}, {}};
-    qx_addrinfo* result = nullptr;
-    ASSERT_EQ(QXgetaddrinfo("127.0.0.1", "80", &hints, &result), 0);
-    EXPECT_STREQ(result->ai_canonname, "127.0.0.1");
-    QXfreeaddrinfo(result);
 }
 
 TEST(Resolver, TextsThatDoNotFitAreAnError) {
