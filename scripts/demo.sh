@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Builds the programs and shows each at work: runs every tools/<program>/demo.sh with the folder of
-# the built programs as its argument. What is missing on a Debian machine is installed first.
+# Builds the programs and shows each at work: runs every tools/<program>/demo.sh, and that of every
+# example of several programs, with the folder of the built programs as its argument. What is
+# missing on a Debian machine is installed first.
 . "$(dirname "$0")/lib.sh"
 
 install_missing $build_packages
-build release qx_tools
+build release qx_tools qx_examples
 
-for demo in tools/*/demo.sh; do
+for demo in {tools,examples}/*/demo.sh; do
     program=$(basename "$(dirname "$demo")")
     echo
     echo "== $program"
-    "$demo" "$root/build/release/tools"
+    "$demo" "$root/build/release/${demo%%/*}"
 done
