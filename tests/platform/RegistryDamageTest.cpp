@@ -1,12 +1,13 @@
 // Files of the registry that are cut, changed or left unfinished.
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <random>
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <sys/resource.h>
 
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
@@ -160,6 +161,25 @@ TEST_F(RegistryDamage, NothingIsTakenFromAnotherPlaceOrFile) {
             EXPECT_EQ(dumpOf(), c.dump);
         }
     }
+}
+
+TEST_F(RegistryDamage, WriteThatFailsHalfwayLeavesWhatWasThere) {
+    const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before;
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    for (const size_t room : {0, 1, 100}) {
+        rlimit small = before;
+        small.rlim_cur = whole.size() + room;
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        const int32_t result = trySetText(u"A\\New", u"", std::u16string(200, u'x'));
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+        EXPECT_LT(result, 0);
+        EXPECT_EQ(dumpOf(), stages.back().dump);
+        EXPECT_EQ(readFile(registry.userFile()), whole);
+    }
+    std::signal(SIGXFSZ, ignored);
+    setText(u"A\\New", u"", u"now");
+    EXPECT_EQ(getText(u"A\\New", u""), u"now");
 }
 
 TEST(Crc32c, AgreesWithTheTablesAndTheKnownValue) {

@@ -30,10 +30,12 @@ inline void setText(const std::u16string& path, const std::u16string& name, std:
 /// What setText stored; nothing when it cannot be read.
 inline std::optional<std::u16string> getText(const std::u16string& path,
                                              const std::u16string& name) {
-    std::u16string text(70000, u'\0');
-    auto length = static_cast<int32_t>(text.size() * sizeof(char16_t));
+    int32_t length = 0;
+    QXRegistryGetValue(QX_HKEY_USER, path.c_str(), name.c_str(), nullptr, nullptr, &length);
+    std::u16string text(static_cast<size_t>(length) / sizeof(char16_t), u'\0');
     if (QXRegistryGetValue(QX_HKEY_USER, path.c_str(), name.c_str(), nullptr, text.data(),
-                           &length) < 0)
+                           &length) < 0 ||
+        text.empty())
         return std::nullopt;
     text.resize(static_cast<size_t>(length) / sizeof(char16_t) - 1);
     return text;
@@ -46,11 +48,16 @@ inline std::vector<std::u16string> namesOf(int32_t opened, QXHandle walk,
     EXPECT_EQ(opened, qx::result::Ok);
     if (opened < 0)
         return names;
-    std::u16string name(65536, u'\0');
-    int32_t length = 65536;
-    while (next(walk, name.data(), &length) >= 0) {
-        names.push_back(name.substr(0, static_cast<size_t>(length)));
-        length = 65536;
+    std::u16string name(64, u'\0');
+    for (;;) {
+        auto length = static_cast<int32_t>(name.size());
+        const int32_t result = next(walk, name.data(), &length);
+        if (result == qx::result::BufferTooSmall)
+            name.resize(static_cast<size_t>(length) + 1);
+        else if (result < 0)
+            break;
+        else
+            names.push_back(name.substr(0, static_cast<size_t>(length)));
     }
     EXPECT_EQ(QXRegistryCloseEnum(walk), qx::result::Ok);
     return names;

@@ -21,8 +21,10 @@ constexpr const char* FileNames[RootCount] = {"classes-32.qxreg", "config-32.qxr
 /// A store with the next older one. Those of a folder that is not used any more are kept: a thread
 /// may still be in the middle of asking them.
 struct StoreNode {
-    StoreNode(std::string path, StoreNode* before) : store(std::move(path)), next(before) {}
+    StoreNode(std::string file, StoreNode* before)
+        : path(std::move(file)), store(path), next(before) {}
 
+    const std::string path;
     Store store;
     StoreNode* next;
 };
@@ -32,6 +34,15 @@ constinit std::array<std::atomic<StoreNode*>, RootCount> s_present;
 constinit std::mutex s_lock; // for what follows and for changes of s_present
 constinit StoreNode* s_all = nullptr;
 constinit std::string* s_folder = nullptr; // null: the user's
+
+/// The store of a file, which may have been used before.
+StoreNode* nodeOf(const std::string& path) {
+    for (StoreNode* node = s_all; node != nullptr; node = node->next) {
+        if (node->path == path)
+            return node;
+    }
+    return s_all = new StoreNode(path, s_all);
+}
 
 void beforeFork() {
     s_lock.lock();
@@ -112,8 +123,7 @@ int32_t storeOf(ENUM_QX_HKEY root, Store*& store) {
             std::string folder;
             if (const int32_t result = folderInUse(folder); result < 0)
                 return result;
-            node = new StoreNode(folder + '/' + FileNames[root], s_all);
-            s_all = node;
+            node = nodeOf(folder + '/' + FileNames[root]);
             present.store(node, std::memory_order_release);
         }
     }
