@@ -12,7 +12,7 @@ namespace qx::util {
 /// A buffer as an object: every interface method calls the operation of the same name and turns
 /// what it throws into a result code.
 template <class Unit>
-class QX_API AbstractBuffer : public pcom::Implements<Object, ComponentBuffer<Unit>> {
+class QX_API AbstractBuffer : public qx::pcom::Implements<Object, ComponentBuffer<Unit>> {
 public:
     // Not defaulted: initialisation with () would then zero the whole object first.
     AbstractBuffer() noexcept {}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/util/CopyCharBuffer.h>
+
+// Texts that cross a component interface.
+
+namespace qx::util::detail {
+
+/// Lets @p call (iid, out) store an interface. One that fails stores nothing, and one that stores
+/// null has failed.
+template <class Interface, class Call>
+int32_t takeInterface(Reference<Interface>& reference, Call&& call) {
+    const int32_t code = call(Interface::Iid, reference.putVoid());
+    if (code < 0)
+        static_cast<void>(reference.detach()); // whatever it left there
+    return code >= 0 && !reference ? result::NullPointer : code;
+}
+
+/// Makes the text that @p body returns that of a buffer of the caller.
+template <class Body>
+int32_t writeText(IQXCharBuffer* to, Body&& body) {
+    if (!to)
+        return result::NullPointer;
+    return resultOf([&] {
+        const String text = body();
+        QXCopyCharBuffer(to, &text);
+    });
+}
+
+/// Stores the number that @p body returns, 0 when it throws.
+template <class T, class Body>
+int32_t writeNumber(T* to, Body&& body) {
+    if (!to)
+        return result::NullPointer;
+    *to = T();
+    return resultOf([&] { *to = body(); });
+}
+
+/// Answers a call for an interface that is not offered.
+template <class T>
+int32_t notOffered(T* out) {
+    if (out)
+        *out = T();
+    return result::NotImplemented;
+}
+
+/// A copy of the text of a component.
+/// @throws ResultException with result::NoInterface when it is null or has no text
+inline String textOf(IQXUnknown* component) {
+    if (!component)
+        throwResult(result::NoInterface);
+    Reference<IQXCharBuffer> buffer;
+    throwIfFailed(takeInterface(buffer, [component](const GUID& iid, void** out) {
+        return component->QueryInterface(iid, out);
+    }));
+    String text;
+    QXCopyCharBuffer(&text, buffer);
+    return text;
+}
+
+} // namespace qx::util::detail
