@@ -219,6 +219,7 @@
 #include <qx/util/PathNormalizer.h>
 #include <qx/util/Property.h>
 #include <qx/util/PropertySet.h>
+#include <qx/util/PropertySources.h>
 #include <qx/util/ROBuffer.h>
 #include <qx/util/RWBuffer.h>
 #include <qx/util/RegistryKey.h>
