@@ -12,4 +12,12 @@ reject() {
 
 reject "a unique symbol would keep dlclose from unloading the library" '^u '
 reject "only qx:: and QX names belong to us" '^[TDB] [a-z_][a-z0-9_]*$'
+
+cd "$(dirname "$0")/.."
+# Every function that a C header declares is there under its C name.
+declared=$(find qx -name '*.h' -not -path '*/detail/*' -not -path '*/posix/*' |
+    xargs grep -l 'extern "C"' | xargs cat | tr '\n' ' ' |
+    grep -oP 'QX_API [^;{}()]*?\b\K(QX|QxNet)\w+(?=\()' | sort -u)
+missing=$(comm -23 <(echo "$declared") <(cut -d ' ' -f 2 <<<"$exported" | sort -u))
+[[ $declared == *QxNet* && -z $missing ]] || { echo "declared, not exported: $missing"; status=1; }
 exit $status

@@ -164,6 +164,7 @@ TEST(TcpServerSocket2, AcceptNeedsSocketsAndOneOutput) {
     EXPECT_EQ(listener.server->accept(&native), QX_E_SOCKET_ENOTSOCK);
     EXPECT_EQ(native, QX_NO_SOCKET);
     EXPECT_EQ(listener.server->bind(), QX_E_SOCKET_ENOTSOCK) << "it would leave sockets behind";
+    EXPECT_EQ(listener.server->listen(1), QX_E_SOCKET_ENOTSOCK);
     EXPECT_EQ(listener.server->shutdownBoth(), 0);
 }
 
