@@ -28,11 +28,23 @@ bool isTrusted(const struct stat& status) noexcept {
            (status.st_mode & OthersMayWrite) == 0;
 }
 
-int32_t checkFile(int file) noexcept {
+/// The folder of a path, which has one, without the "/" at its end.
+std::string_view withoutName(std::string_view path) noexcept {
+    return path.substr(0, path.rfind('/'));
+}
+
+/// Refuses an open file that is not the user's own, or that lies where others may exchange it.
+int32_t check(const std::string& path, int file) noexcept {
+    PathText folder;
+    folder.append(folderOf(path));
     struct stat status;
     if (::fstat(file, &status) != 0)
         return lastResult();
-    return S_ISREG(status.st_mode) && isTrusted(status) ? result::Ok : result::AccessDenied;
+    if (!S_ISREG(status.st_mode) || !isTrusted(status))
+        return result::AccessDenied;
+    if (::stat(folder.c_str(), &status) != 0)
+        return lastResult();
+    return isTrusted(status) ? result::Ok : result::AccessDenied;
 }
 
 bool setLock(int file, short type) noexcept {
@@ -42,35 +54,36 @@ bool setLock(int file, short type) noexcept {
     return retryInterrupted([&] { return ::fcntl(file, F_OFD_SETLKW, &range); }) == 0;
 }
 
-int32_t checkFolder(const char* path) noexcept {
-    struct stat status;
-    if (::stat(path, &status) != 0)
-        return lastResult();
-    if (!S_ISDIR(status.st_mode))
-        return resultFromErrno(ENOTDIR);
-    return isTrusted(status) ? result::Ok : result::AccessDenied;
-}
-
-/// Makes a folder and those above it, for the owner alone.
-int32_t makeFolder(std::string_view path) noexcept {
-    PathText text;
-    if (!text.append(path))
-        return NameTooLong;
-    struct stat status;
-    if (::stat(text.c_str(), &status) == 0)
-        return result::Ok;
-    if (const auto parent = path.substr(0, path.rfind('/')); !parent.empty() && parent != path) {
-        if (const int32_t result = makeFolder(parent); result < 0)
-            return result;
-    }
-    if (::mkdir(text.c_str(), S_IRWXU) == 0) // whatever the umask takes away
-        return ::chmod(text.c_str(), S_IRWXU) == 0 ? result::Ok : lastResult();
-    return errno == EEXIST ? result::Ok : lastResult();
-}
-
 bool flushFolder(const char* path) noexcept {
     const Descriptor folder(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder && retryInterrupted([&] { return ::fsync(folder.get()); }) == 0;
+}
+
+/// Makes one folder in an existing one, for the owner alone and durable.
+int32_t makeFolder(const PathText& path) noexcept {
+    if (::mkdir(path.c_str(), S_IRWXU) != 0)
+        return errno == EEXIST ? result::Ok : lastResult();
+    PathText above;
+    above.append(folderOf(path.view()));
+    // The umask may have taken bits away.
+    const bool isMade = ::chmod(path.c_str(), S_IRWXU) == 0 && flushFolder(above.c_str());
+    return isMade ? result::Ok : lastResult();
+}
+
+/// Makes an absolute path of folders, as far as it does not exist.
+int32_t makeFolders(std::string_view path) noexcept {
+    for (size_t end = 0; end < path.size();) {
+        end = std::min(path.find('/', end + 1), path.size());
+        PathText folder;
+        if (!folder.append(path.substr(0, end)))
+            return NameTooLong;
+        struct stat status;
+        if (::stat(folder.c_str(), &status) == 0)
+            continue;
+        if (const int32_t result = makeFolder(folder); result < 0)
+            return result;
+    }
+    return result::Ok;
 }
 
 int32_t writeAt(int file, uint64_t offset, std::span<const uint8_t> bytes) noexcept {
@@ -92,11 +105,8 @@ int32_t writeAt(int file, uint64_t offset, std::span<const uint8_t> bytes) noexc
 /// and durable, and never takes that of another process's file.
 int32_t createFile(const std::string& path) noexcept {
     PathText folder;
-    folder.append(folderOf(path));
-    folder.truncate(folder.view().size() - 1);
-    if (const int32_t result = makeFolder(folder.view()); result < 0)
-        return result;
-    if (const int32_t result = checkFolder(folder.c_str()); result < 0)
+    folder.append(withoutName(path));
+    if (const int32_t result = makeFolders(folder.view()); result < 0)
         return result;
     uint64_t generation = 0;
     if (const int32_t result = randomBytes(&generation, sizeof generation); result < 0)
@@ -127,7 +137,7 @@ int32_t openForReading(const std::string& path, Descriptor& file, QXFileState& s
     file = open(path.c_str(), O_RDONLY);
     if (!file)
         return lastResult();
-    if (const int32_t result = checkFile(file.get()); result < 0)
+    if (const int32_t result = check(path, file.get()); result < 0)
         return result;
     return QXFileGetHandleState(static_cast<QXHandle>(file.get()), &state);
 }
@@ -162,7 +172,7 @@ int32_t LockedFile::open(const std::string& path) noexcept {
                 return result;
             continue;
         }
-        if (const int32_t result = checkFile(m_file.get()); result < 0)
+        if (const int32_t result = check(path, m_file.get()); result < 0)
             return result;
         if (!setLock(m_file.get(), F_WRLCK))
             return lastResult();
