@@ -126,7 +126,8 @@ TEST_F(IniFileTest, WritesSortedWithoutCommentsAndKeepsWhatItDidNotRead) {
         {unread, unread},
         {"[a]\nk=1\n[b\nx=2\n", "[a]\nk=1\n\n[b\nx=2\n"},
         // Bytes that are no text come back as they were.
-        {"[\xFF]\nk = \xFF\xFE\n\xE4=1\n", "[\xFF]\nk = \xFF\xFE\n\xE4=1\n\n"},
+        {"[\xFF] \xFF\nk = \xFF\xFE\r\n\xE4=1\n", "[\xFF]\nk=\xFF\xFE\n\xE4=1\n\n"},
+        {"[A]\n[a] \xFF\nKey=1\nkEY=\xFF\n", "[A]\nKey=\xFF\n\n"},
         {"[a]\n\xC3\xA4 = \xE4\xB8\xAD\n", "[a]\n\xC3\xA4=\xE4\xB8\xAD\n\n"},
     };
     for (const auto& c : cases) {
@@ -181,7 +182,7 @@ TEST_F(IniFileTest, RefusesTextsThatWouldChangeOthers) {
     IniFile ini = open();
     const char16_t* const refused[][3] = {
         {u"a", u"k", u"v\n[b]"}, {u"a\nk", u"k", u""}, {u"a", u"k\n", u""}, {u"a", u"k=l", u""},
-        {u"a", u"[k", u""},      {u"a", u"#k", u""},   {u"a", u" k", u""},
+        {u"a", u"[k", u""},      {u"a", u"#k", u""},   {u"a", u" k", u""},  {u"a", u"\xFEFFk", u""},
     };
     for (const auto& [set, key, value] : refused)
         EXPECT_EQ(ini.AddKey(set, key, value, true), result::InvalidArgument);

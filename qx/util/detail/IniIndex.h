@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,8 @@ struct IniName {
     std::u16string_view text;
     std::u16string_view folded;
     uint32_t hash = 0;
+    /// What the text was read from, when it could not be decoded whole; else empty.
+    std::string_view bytes = {};
 };
 
 /// Finds entries, which derive from IniName and are owned by somebody else, by name in constant

@@ -17,11 +17,11 @@ constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view SkippedStarts = "#:; \t\n\v\f\r";
 constexpr char16_t Replacement = u'\xFFFD';
 
-constexpr bool isTrimmed(char16_t unit) noexcept {
-    return unit == u' ' || unit == u'\t' || unit == u'\r' || unit == u'\n';
-}
-
-std::u16string_view trim(std::u16string_view text) noexcept {
+template <class Unit>
+std::basic_string_view<Unit> trim(std::basic_string_view<Unit> text) noexcept {
+    const auto isTrimmed = [](Unit unit) {
+        return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
+    };
     while (!text.empty() && isTrimmed(text.front()))
         text.remove_prefix(1);
     while (!text.empty() && isTrimmed(text.back()))
@@ -88,7 +88,7 @@ bool IniReader::readSetHeader(std::string_view line) {
     endSet(false);
     m_hasHeader = true;
     m_pending.text = text.substr(1, end - 1);
-    m_pending.line = undecoded(line);
+    m_pending.bytes = undecoded(m_pending.text, line.substr(1, line.rfind(']') - 1));
     return true;
 }
 
@@ -97,9 +97,16 @@ bool IniReader::readKey(std::string_view line) {
     const size_t equals = text.find(u'=');
     if (equals == text.npos)
         return false;
-    if (m_hasHeader)
-        m_sets.putKept(m_pending, trim(text.substr(0, equals)), trim(text.substr(equals + 1)),
-                       undecoded(line));
+    if (!m_hasHeader)
+        return true;
+    const auto name = trim(text.substr(0, equals));
+    IniKey& key = m_sets.putKept(m_pending, name, trim(text.substr(equals + 1)));
+    if (m_isUndecoded) [[unlikely]] {
+        const size_t equalsByte = line.find('=');
+        if (key.bytes.empty())
+            key.bytes = undecoded(key.text, trim(line.substr(0, equalsByte)));
+        key.valueBytes = undecoded(key.value, trim(line.substr(equalsByte + 1)));
+    }
     return true;
 }
 
@@ -126,9 +133,11 @@ std::u16string_view IniReader::decode(std::string_view line) {
     return m_sets.keep(m_decoded);
 }
 
-/// The bytes of the line that was just decoded, when its text alone could not give them back.
-std::string_view IniReader::undecoded(std::string_view line) const {
-    return m_isUndecoded && !m_isUtf8 ? m_sets.keep(line) : std::string_view();
+/// The bytes that @p text of the last line was decoded from, when it alone could not give them
+/// back.
+std::string_view IniReader::undecoded(std::u16string_view text, std::string_view bytes) const {
+    const bool isDecoded = !m_isUndecoded || m_isUtf8 || text.find(Replacement) == text.npos;
+    return isDecoded ? std::string_view() : m_sets.keep(bytes);
 }
 
 /// Stores the keys read since the last header. Those before the first have no set; those of a last
@@ -138,7 +147,8 @@ void IniReader::endSet(bool isLast) {
         return;
     IniSet& set = m_sets.makeSet(m_pending.text);
     set.keys = std::exchange(m_pending.keys, {});
-    set.line = m_pending.line;
+    if (set.bytes.empty())
+        set.bytes = m_pending.bytes;
 }
 
 } // namespace qx::util::detail

@@ -28,7 +28,7 @@ private:
     bool readSetHeader(std::string_view line);
     bool readKey(std::string_view line);
     std::u16string_view decode(std::string_view line);
-    std::string_view undecoded(std::string_view line) const;
+    std::string_view undecoded(std::u16string_view text, std::string_view bytes) const;
     void endSet(bool isLast);
 
     std::string_view m_rest;

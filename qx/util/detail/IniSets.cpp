@@ -12,9 +12,12 @@ bool isWithin(std::u16string_view name, std::u16string_view parent) noexcept {
 IniSets::IniSets(const IniSets& other) : m_unread(other.m_unread) {
     for (const IniSet* const set : other.sets()) {
         IniSet& copy = makeSet(set->text);
-        copy.line = keep(set->line);
-        for (const IniKey* const key : set->keys.entries())
-            put(copy, key->text, key->value, key->line);
+        copy.bytes = keep(set->bytes);
+        for (const IniKey* const key : set->keys.entries()) {
+            IniKey& keyCopy = put(copy, key->text, key->value);
+            keyCopy.bytes = keep(key->bytes);
+            keyCopy.valueBytes = keep(key->valueBytes);
+        }
     }
 }
 
@@ -59,34 +62,31 @@ IniSet& IniSets::makeSet(std::u16string_view name) {
     return set;
 }
 
-void IniSets::put(IniSet& set, std::u16string_view key, std::u16string_view value,
-                  std::string_view line) {
+IniKey& IniSets::put(IniSet& set, std::u16string_view key, std::u16string_view value) {
     m_folded.assign(key);
-    IniKey* const found = set.keys.find(m_folded);
     const auto keptValue = keep(value);
-    const auto keptLine = keep(line);
-    if (found) {
-        m_wasted += found->value.size() * sizeof(char16_t);
-        found->value = keptValue;
-        found->line = keptLine;
-        return;
-    }
-    putKept(set, keep(key), keptValue, keptLine);
+    IniKey* const found = set.keys.find(m_folded);
+    if (!found)
+        return putKept(set, keep(key), keptValue);
+    m_wasted += found->value.size() * sizeof(char16_t);
+    found->value = keptValue;
+    found->valueBytes = {};
+    return *found;
 }
 
-void IniSets::putKept(IniSet& set, std::u16string_view key, std::u16string_view value,
-                      std::string_view line) {
+IniKey& IniSets::putKept(IniSet& set, std::u16string_view key, std::u16string_view value) {
     m_folded.assign(key);
     if (IniKey* const found = set.keys.find(m_folded)) {
         found->value = value;
-        found->line = line;
-        return;
+        found->valueBytes = {};
+        return *found;
     }
-    IniKey* const entry =
-        ::new (m_memory.allocate(sizeof(IniKey), alignof(IniKey))) IniKey{{}, value, line};
+    IniKey* const entry = ::new (m_memory.allocate(sizeof(IniKey), alignof(IniKey))) IniKey{};
     m_kept += sizeof(IniKey);
+    entry->value = value;
     enterName(*entry, key);
     set.keys.add(entry);
+    return *entry;
 }
 
 void IniSets::waste(const IniKey& key) noexcept {

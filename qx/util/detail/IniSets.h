@@ -12,12 +12,10 @@ namespace qx::util::detail {
 
 struct IniKey : IniName {
     std::u16string_view value;
-    /// The line as it was read, when its text could not be decoded whole; else empty.
-    std::string_view line;
+    std::string_view valueBytes;
 };
 
 struct IniSet : IniName {
-    std::string_view line;
     IniIndex<IniKey> keys;
 };
 
@@ -41,11 +39,9 @@ public:
     /// The set of that name, made when it is not there.
     IniSet& makeSet(std::u16string_view name);
     /// Sets the value of a key, which is made when it is not there. The texts are copied.
-    void put(IniSet& set, std::u16string_view key, std::u16string_view value,
-             std::string_view line = {});
+    IniKey& put(IniSet& set, std::u16string_view key, std::u16string_view value);
     /// The same for texts that this object keeps already.
-    void putKept(IniSet& set, std::u16string_view key, std::u16string_view value,
-                 std::string_view line);
+    IniKey& putKept(IniSet& set, std::u16string_view key, std::u16string_view value);
     void removeKey(IniSet& set, const IniKey& key);
     /// Removes the set of that name and all its subsets.
     void removeSet(std::u16string_view name);

@@ -20,7 +20,12 @@ class Encoder {
 public:
     explicit Encoder(std::string& text) : m_text(text) {}
 
-    void append(std::u16string_view units, size_t room) {
+    /// Appends a text, or the bytes that it was read from when there are any.
+    void append(std::u16string_view units, std::string_view bytes, size_t room) {
+        if (!bytes.empty()) {
+            m_text += bytes;
+            return;
+        }
         const size_t start = m_text.size();
         const size_t fitting = std::min(units.size(), room - 1);
         m_text.resize(start + fitting);
@@ -49,22 +54,13 @@ private:
 int32_t writeIni(const IniSets& sets, std::string& text) {
     Encoder encoder(text);
     for (const IniSet* const set : sets.sets()) {
-        if (set->line.empty()) {
-            text += '[';
-            encoder.append(set->text, SetNameRoom);
-            text += ']';
-        } else {
-            text += set->line;
-        }
-        text += '\n';
+        text += '[';
+        encoder.append(set->text, set->bytes, SetNameRoom);
+        text += "]\n";
         for (const IniKey* const key : set->keys.entries()) {
-            if (key->line.empty()) {
-                encoder.append(key->text, KeyRoom);
-                text += '=';
-                encoder.append(key->value, KeyRoom);
-            } else {
-                text += key->line;
-            }
+            encoder.append(key->text, key->bytes, KeyRoom);
+            text += '=';
+            encoder.append(key->value, key->valueBytes, KeyRoom);
             text += '\n';
         }
         text += '\n';
@@ -75,7 +71,7 @@ int32_t writeIni(const IniSets& sets, std::string& text) {
 
 int32_t checkIniTexts(std::u16string_view set, std::u16string_view key,
                       std::u16string_view value) noexcept {
-    constexpr std::u16string_view OtherLines = u"#:;[ \t\v\f\r";
+    constexpr std::u16string_view OtherLines = u"#:;[ \t\v\f\r\xFEFF";
     const auto isInLine = [](std::u16string_view text) { return text.find(u'\n') == text.npos; };
     const bool isKeyLine =
         key.find(u'=') == key.npos && (key.empty() || OtherLines.find(key[0]) == OtherLines.npos);
