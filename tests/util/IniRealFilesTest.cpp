@@ -4,7 +4,6 @@
 
 #include <qx/platform/result.h>
 
-#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
 #include "tests/util/IniTesting.h"
 
@@ -60,7 +59,7 @@ protected:
     }
 
     TestLocale locale{"C.UTF-8"};
-    TemporaryFolder folder;
+    MemoryFolder folder;
 };
 
 TEST_P(IniRealFile, IsReadAndRewrittenWithAllItsKeys) {

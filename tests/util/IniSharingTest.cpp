@@ -9,7 +9,6 @@
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/util/IniTesting.h"
 
 using namespace qx;
@@ -47,24 +46,6 @@ const ChildEntry writer("IniWriter", [](const std::vector<std::string>& argument
     }
     return 0;
 });
-
-/// A folder in memory where there is one: what is durable is no matter here, and fsync takes long.
-class MemoryFolder {
-public:
-    MemoryFolder() {
-        std::string name = "/dev/shm/qx-test-ini-XXXXXX";
-        m_path = ::mkdtemp(name.data()) ? name : m_other.path();
-    }
-    ~MemoryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    std::string path(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-    TemporaryFolder m_other;
-    std::string m_path;
-};
 
 class IniSharing : public testing::Test {
 protected:

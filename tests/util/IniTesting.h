@@ -1,12 +1,38 @@
 #pragma once
 
+#include <filesystem>
+#include <stdlib.h>
 #include <string>
 
 #include <qx/core/String.h>
 #include <qx/util/IniFile.h>
 #include <qx/util/IniFileIterator.h>
 
+#include "tests/support/TemporaryFolder.h"
+
 namespace qxtest {
+
+/// A folder in memory where there is one: what is durable is no matter here, and fsync takes long.
+class MemoryFolder {
+public:
+    MemoryFolder() {
+        std::string name = "/dev/shm/qx-test-ini-XXXXXX";
+        m_path = ::mkdtemp(name.data()) ? name : m_other.path();
+    }
+    ~MemoryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    MemoryFolder(const MemoryFolder&) = delete;
+    MemoryFolder& operator=(const MemoryFolder&) = delete;
+
+    const std::string& path() const { return m_path; }
+    std::string path(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    TemporaryFolder m_other;
+    std::string m_path;
+};
 
 inline std::u16string wide(const std::string& path) {
     const qx::String text = qx::String::fromUtf8(path);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qx/core/detail/Decode.h>
+#include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/UTF8.h>
 
 #include "qx/text/charset/detail/Kernels.h"
@@ -88,7 +89,12 @@ bool IniReader::readSetHeader(std::string_view line) {
     endSet(false);
     m_hasHeader = true;
     m_pending.text = text.substr(1, end - 1);
-    m_pending.bytes = undecoded(m_pending.text, line.substr(1, line.rfind(']') - 1));
+    m_pending.bytes = {};
+    if (m_isUndecoded) [[unlikely]] {
+        const auto bytes = line.substr(1, line.rfind(']') - 1);
+        if (isDecodedAs({"[", bytes, "]"}, {u"[", m_pending.text, u"]"}))
+            m_pending.bytes = undecoded(m_pending.text, bytes);
+    }
     return true;
 }
 
@@ -103,11 +109,28 @@ bool IniReader::readKey(std::string_view line) {
     IniKey& key = m_sets.putKept(m_pending, name, trim(text.substr(equals + 1)));
     if (m_isUndecoded) [[unlikely]] {
         const size_t equalsByte = line.find('=');
-        if (key.bytes.empty())
-            key.bytes = undecoded(key.text, trim(line.substr(0, equalsByte)));
-        key.valueBytes = undecoded(key.value, trim(line.substr(equalsByte + 1)));
+        const auto bytes = trim(line.substr(0, equalsByte));
+        const auto valueBytes = trim(line.substr(equalsByte + 1));
+        if (isDecodedAs({bytes, "=", valueBytes}, {name, u"=", key.value})) {
+            if (key.bytes.empty() && key.text == name)
+                key.bytes = undecoded(name, bytes);
+            key.valueBytes = undecoded(key.value, valueBytes);
+        }
     }
     return true;
+}
+
+/// Whether bytes that are no text, put together like this, would be read as that text: what begins
+/// a character may take the ASCII behind it along.
+bool IniReader::isDecodedAs(std::initializer_list<std::string_view> bytes,
+                            std::initializer_list<std::u16string_view> text) {
+    std::string line;
+    for (const auto part : bytes)
+        line += part;
+    std::u16string expected;
+    for (const auto part : text)
+        expected += part;
+    return decode(line) == expected;
 }
 
 /// The text of a line, kept by the sets.
@@ -123,21 +146,28 @@ std::u16string_view IniReader::decode(std::string_view line) {
         m_decoder = text::charset::ByteToCharConverter::getConverter(nullptr);
     m_decoder->reset();
     m_decoded.clear();
-    const auto length = static_cast<int32_t>(line.size());
-    const int32_t read =
-        qx::detail::decode(*m_decoder, reinterpret_cast<const signed char*>(line.data()), length,
-                           DecodeTarget{m_decoded});
-    if (read < length)
-        m_decoded.push_back(Replacement);
-    m_isUndecoded = m_decoded.find(Replacement) != m_decoded.npos;
+    try {
+        const auto length = static_cast<int32_t>(line.size());
+        const int32_t read =
+            qx::detail::decode(*m_decoder, reinterpret_cast<const signed char*>(line.data()),
+                               length, DecodeTarget{m_decoded});
+        if (read < length)
+            m_decoded.push_back(Replacement);
+    } catch (const text::charset::InvalidCharacterException&) {
+        // Some bytes have no substitution, such as those of a number beyond all characters.
+        m_decoded.resize(line.size());
+        std::ranges::transform(line, m_decoded.begin(), [](char byte) {
+            return static_cast<signed char>(byte) < 0 ? Replacement : static_cast<char16_t>(byte);
+        });
+    }
+    // A file with a byte order mark is written without it, in another encoding perhaps.
+    m_isUndecoded = !m_isUtf8 && m_decoded.find(Replacement) != m_decoded.npos;
     return m_sets.keep(m_decoded);
 }
 
-/// The bytes that @p text of the last line was decoded from, when it alone could not give them
-/// back.
+/// The bytes that @p text was decoded from, when it alone could not give them back.
 std::string_view IniReader::undecoded(std::u16string_view text, std::string_view bytes) const {
-    const bool isDecoded = !m_isUndecoded || m_isUtf8 || text.find(Replacement) == text.npos;
-    return isDecoded ? std::string_view() : m_sets.keep(bytes);
+    return text.find(Replacement) == text.npos ? std::string_view() : m_sets.keep(bytes);
 }
 
 /// Stores the keys read since the last header. Those before the first have no set; those of a last

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -28,6 +28,8 @@ private:
     bool readSetHeader(std::string_view line);
     bool readKey(std::string_view line);
     std::u16string_view decode(std::string_view line);
+    bool isDecodedAs(std::initializer_list<std::string_view> bytes,
+                     std::initializer_list<std::u16string_view> text);
     std::string_view undecoded(std::u16string_view text, std::string_view bytes) const;
     void endSet(bool isLast);
 
