@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 
@@ -52,6 +53,7 @@ private:
     void processFull(detail::EntryReference entry);
     bool isFull() const noexcept;
     bool put(detail::EntryReference&& entry);
+    uint32_t duePause() noexcept;
     bool refill();
     detail::EntryReference takeFirst() noexcept;
     void handOn(const ILogEntry* entry);
@@ -78,6 +80,8 @@ private:
     bool m_isNapping = false;
     std::atomic<int> m_sleepers{0}; // workers that need a unit of m_signal; changed under m_lock
     std::atomic<uint64_t> m_dropped{0};
+    std::chrono::steady_clock::time_point m_lookedAt; // when a pause was last thought about
+    uint64_t m_lookedAtCount = 0;                     // m_takenCount then
 
     /// Side of the workers.
     alignas(64) mutable sync::Condition m_taking;
