@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the programs and shows each at work: runs every tools/<program>/demo.sh, and that of every
-# example of several programs, with the folder of the built programs as its argument. What is
-# missing on a Debian machine is installed first.
+# Builds the programs and shows each at work: runs every tools/<program>/demo.sh and every
+# examples/<example>/demo.sh with the folder of the built programs as its argument. What is missing
+# on a Debian machine is installed first.
 . "$(dirname "$0")/lib.sh"
 
 install_missing $build_packages

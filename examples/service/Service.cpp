@@ -1,0 +1,146 @@
+// A service that handles requests on several threads until SIGTERM or SIGINT and logs them as plain
+// text and as XML through an asynchronous processor: Service [FOLDER]
+//
+// Prints how many entries it has logged; so many are in service.log and service.xml of the folder.
+
+#include <atomic>
+#include <csignal>
+#include <iostream>
+#include <vector>
+
+#include <qx/core/Exception.h>
+#include <qx/core/String.h>
+#include <qx/exec/CallableRunnable.h>
+#include <qx/exec/Thread.h>
+#include <qx/io/FileOutputStream.h>
+#include <qx/io/HeldFlushWriter.h>
+#include <qx/io/OutputStreamWriter.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/BasicLogWriter.h>
+#include <qx/log/LevelFilter.h>
+#include <qx/log/Logger.h>
+#include <qx/log/MultiProcessor.h>
+#include <qx/log/XmlLogWriter.h>
+
+namespace {
+
+enum Level { Debug = 1, Note = 2, Warning = 3 };
+
+// Settings
+constexpr int RequestThreads = 3;
+constexpr int Threshold = Note;
+constexpr unsigned int RequestMilliseconds = 2;
+
+/// The signals that stop the service, blocked for all its threads and waited for by one.
+class StopSignals {
+public:
+    StopSignals() {
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGTERM);
+        sigaddset(&m_signals, SIGINT);
+        pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
+    }
+    void wait() const {
+        int signal = 0;
+        sigwait(&m_signals, &signal);
+    }
+
+private:
+    sigset_t m_signals;
+};
+
+/// Two log files behind one worker thread. They are complete when the object is gone.
+class Logs {
+public:
+    explicit Logs(const qx::String& folder)
+        : m_plain(open(folder, u"/service.log")), m_xml(open(folder, u"/service.xml")) {
+        auto files = qx::log::MultiProcessor::create();
+        files->addProcessor(qx::log::BasicLogWriter::create(m_plain));
+        files->addProcessor(
+            qx::log::XmlLogWriter::create(m_xml, qx::log::XmlLogWriter::Escaping::WellFormed));
+        qx::log::AsyncOptions options;
+        options.whenEmpty = qx::exec::makeRunnable([plain = m_plain, xml = m_xml] {
+            plain->release();
+            xml->release();
+        });
+        m_queue = qx::log::AsyncProcessor::create(files, 1, options);
+    }
+
+    qx::Reference<qx::log::Logger> createLogger(const qx::String& name) const {
+        auto logger = qx::log::Logger::create(name);
+        logger->enableField(u"sequence", true);
+        logger->enableField(u"timestamp", true);
+        logger->setProcessor(qx::log::LevelFilter::create(m_queue, Threshold));
+        return logger;
+    }
+
+    /// False when entries got lost: the disk is full, for example.
+    bool flush() { return m_queue->flush() && m_queue->getFailedCount() == 0; }
+
+private:
+    static qx::Reference<qx::io::HeldFlushWriter> open(const qx::String& folder,
+                                                       const char16_t* name) {
+        auto file =
+            qx::makeReference<qx::io::FileOutputStream>(qx::String(folder).append(name), false);
+        auto writer = qx::makeReference<qx::io::OutputStreamWriter>(file, u"UTF-8");
+        return qx::makeReference<qx::io::HeldFlushWriter>(writer);
+    }
+
+    qx::Reference<qx::io::HeldFlushWriter> m_plain;
+    qx::Reference<qx::io::HeldFlushWriter> m_xml;
+    qx::Reference<qx::log::AsyncProcessor> m_queue;
+};
+
+/// Handles requests until @p stopping; the number of entries that reach the files.
+int handleRequests(qx::log::Logger& logger, const std::atomic<bool>& stopping) {
+    int logged = 0;
+    for (int request = 1; !stopping; ++request) {
+        logger.log(Debug, u"request accepted"); // below the threshold
+        qx::exec::Thread::sleep(RequestMilliseconds);
+        const bool isOdd = request % 10 == 0;
+        logger.log(isOdd ? Warning : Note,
+                   qx::String::format(isOdd ? u"<request {0}> & no reply" : u"request {0} handled",
+                                      qx::String::valueOf(request)));
+        ++logged;
+    }
+    return logged;
+}
+
+int serve(const qx::String& folder, const StopSignals& stop) {
+    Logs logs(folder);
+    std::atomic<bool> stopping{false};
+    std::atomic<int> logged{0};
+    std::vector<qx::Reference<qx::exec::Thread>> threads;
+    for (int number = 1; number <= RequestThreads; ++number) {
+        const auto name = qx::String(u"requests ").append(number);
+        auto runnable = qx::exec::makeRunnable(
+            [&, logger = logs.createLogger(name)] { logged += handleRequests(*logger, stopping); });
+        threads.push_back(qx::makeReference<qx::exec::Thread>(runnable, name));
+        threads.back()->start();
+    }
+    std::cout << "serving" << std::endl;
+
+    stop.wait();
+    stopping = true;
+    for (auto& thread : threads)
+        thread->join();
+    if (!logs.flush()) {
+        std::cerr << "Service: the logs are not complete\n";
+        return 1;
+    }
+    std::cout << logged << " entries logged" << std::endl;
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const StopSignals stop;
+        return serve(argc > 1 ? qx::String(argv[1]) : qx::String(u"."), stop);
+    } catch (const qx::Exception& failure) {
+        std::cerr << "Service: " << failure.getDescription() << " (result " << std::hex
+                  << failure.getResult() << ")\n";
+        return 1;
+    }
+}
