@@ -1,13 +1,24 @@
 #include <qx/io/HeldFlushWriter.h>
 
+#include <chrono>
 #include <mutex>
 
 #include <qx/core/Result.h>
+#include <qx/platform/time.h>
 
 namespace qx::io {
 
+namespace {
+
+constexpr int64_t Microseconds = 1000; // in a millisecond
+/// From this bound on the steps of the quick clock do not matter. Reading the exact one would be a
+/// tenth of what it takes to write a line of a log.
+constexpr int64_t Coarse = 50 * Microseconds;
+
+} // namespace
+
 HeldFlushWriter::HeldFlushWriter(Writer* out, uint32_t longest)
-    : FilterWriter(out), m_longest(std::chrono::milliseconds(longest)) {}
+    : FilterWriter(out), m_longest(longest * Microseconds) {}
 
 HeldFlushWriter::~HeldFlushWriter() {
     resultOf([this] { flushHeld(); });
@@ -35,12 +46,12 @@ void HeldFlushWriter::write(char16_t unit) {
 
 void HeldFlushWriter::flush() {
     const std::lock_guard lock(m_lock);
-    const auto now = Clock::now();
+    const int64_t time = now();
     if (!m_isHeld) {
         m_isHeld = true;
-        m_heldSince = now;
+        m_heldSince = time;
     }
-    if (now - m_heldSince >= m_longest)
+    if (time - m_heldSince >= m_longest)
         flushHeld();
 }
 
@@ -59,6 +70,13 @@ void HeldFlushWriter::close() {
 void HeldFlushWriter::release() {
     const std::lock_guard lock(m_lock);
     flushHeld();
+}
+
+int64_t HeldFlushWriter::now() const {
+    if (m_longest >= Coarse)
+        return QXTimeGetTicks() * Microseconds;
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
 void HeldFlushWriter::flushHeld() {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 
 #include <qx/io/FilterWriter.h>
@@ -23,7 +22,7 @@ class QX_API HeldFlushWriter : public FilterWriter {
 public:
     static constexpr uint32_t DefaultLongest = 100;
 
-    /// @param longest  time bound in milliseconds
+    /// @param longest  time bound in milliseconds; one of 50 or more is kept to within 10
     explicit HeldFlushWriter(Writer* out, uint32_t longest = DefaultLongest);
     ~HeldFlushWriter() override;
 
@@ -41,14 +40,13 @@ public:
     void release();
 
 private:
-    using Clock = std::chrono::steady_clock;
-
+    int64_t now() const;
     void flushHeld();
 
     sync::Mutex m_lock;
-    const Clock::duration m_longest;
+    const int64_t m_longest; // microseconds, as m_heldSince
     bool m_isHeld = false;
-    Clock::time_point m_heldSince;
+    int64_t m_heldSince = 0;
 };
 
 } // namespace qx::io

@@ -2,6 +2,7 @@
 
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldWalk.h>
+#include <qx/log/detail/TextAppender.h>
 
 namespace qx::log {
 
@@ -11,10 +12,13 @@ Reference<ILogProcessor> BasicLogWriter::create(io::Writer* writer) {
 
 String BasicLogWriter::format(const ILogEntry* entry) {
     String text = takeText();
-    detail::forEachText(*entry, [&text](std::u16string_view name, std::u16string_view value) {
-        text.append(name).append(u'=').append(value).append(u'\n');
-    });
-    text.append(u"-------------------------\n");
+    {
+        detail::TextAppender lines(text);
+        detail::forEachText(*entry, [&lines](std::u16string_view name, std::u16string_view value) {
+            lines.append(name).append(u'=').append(value).append(u'\n');
+        });
+        lines.append(u"-------------------------\n");
+    }
     return text;
 }
 

@@ -9,6 +9,7 @@
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
 #include <qx/log/detail/EntryPool.h>
+#include <qx/log/detail/FieldOrder.h>
 #include <qx/log/detail/StandardFields.h>
 #include <qx/util/CopyCharBuffer.h>
 #include <qx/util/detail/WithUnits.h>
@@ -18,9 +19,6 @@ namespace qx::log {
 using util::detail::withUnits;
 
 namespace {
-
-/// Buckets of the map whose order the fields have.
-constexpr uint32_t BucketCount = collections::StringHashMap::DEFAULT_CAPACITY;
 
 /// The walk over the names that a component gets.
 class FieldIterator final : public qx::pcom::Implements<Object, pcom::IFieldIterator> {
@@ -203,6 +201,7 @@ void LogEntry::set(std::u16string_view name, const Object* value) {
         if (m_fieldCount == InlineFields && !m_furtherFields)
             m_furtherFields = std::make_unique<Field[]>(MostFields - InlineFields);
         field = &append(detail::FieldName({store(name), name.size()}));
+        m_order = nullptr;
         field->value = FieldValue();
     }
     // What was there is released last, when the entry is whole again.
@@ -269,20 +268,11 @@ void LogEntry::moveToMap() {
     m_fieldCount = 0;
 }
 
-/// Numbers of the fields in the order of their names: an insertion sort by bucket and number, both
-/// downwards.
-void LogEntry::putInOrder(uint8_t* order) const noexcept {
-    uint32_t keys[MostFields];
-    for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        const uint32_t key = fieldAt(i).hash % BucketCount * MostFields + i;
-        uint32_t place = i;
-        for (; place > 0 && keys[place - 1] < key; --place) {
-            keys[place] = keys[place - 1];
-            order[place] = order[place - 1];
-        }
-        keys[place] = key;
-        order[place] = static_cast<uint8_t>(i);
-    }
+/// Numbers of the fields in the order of their names.
+const uint8_t* LogEntry::putInOrder(uint8_t* order) const noexcept {
+    detail::putInOrder(
+        m_fieldCount, [this](uint32_t number) { return fieldAt(number).hash; }, order);
+    return order;
 }
 
 void LogEntry::visitMap(ErasedVisitor visit, void* visitor) const {
@@ -323,6 +313,7 @@ void LogEntry::clear() noexcept {
         InternalRelease();
     }
     m_longTexts.clear();
+    m_order = nullptr;
     m_fieldCount = 0;
     m_usedUnits = 0;
 }

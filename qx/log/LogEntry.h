@@ -66,8 +66,8 @@ public:
                 const_cast<void*>(static_cast<const void*>(std::addressof(visit))));
             return;
         }
-        uint8_t order[MostFields];
-        putInOrder(order);
+        uint8_t computed[MostFields];
+        const uint8_t* const order = m_order ? m_order : putInOrder(computed);
         for (uint32_t i = 0; i < m_fieldCount; ++i) {
             const Field& field = fieldAt(order[i]);
             visit(field.nameText(), field.value);
@@ -120,13 +120,15 @@ private:
     bool has(std::u16string_view name) const;
     Field* find(std::u16string_view name) const noexcept;
     void moveToMap();
-    void putInOrder(uint8_t* order) const noexcept;
+    const uint8_t* putInOrder(uint8_t* order) const noexcept;
     void visitMap(ErasedVisitor visit, void* visitor) const;
     const char16_t* store(std::u16string_view text);
     static Reference<Object> objectOf(Field& field);
     void clear() noexcept;
     void releaseObjects() noexcept;
 
+    /// The order of the fields where whoever set them knows it.
+    const uint8_t* m_order = nullptr;
     uint32_t m_fieldCount = 0;
     uint32_t m_usedUnits = 0;
     /// In place of the fields when there are more.

@@ -2,11 +2,51 @@
 
 #include <qx/core/Result.h>
 #include <qx/log/LogEntry.h>
+#include <qx/log/detail/FieldOrder.h>
 #include <qx/log/detail/StandardFields.h>
 #include <qx/platform/native.h>
 #include <qx/platform/time.h>
 
 namespace qx::log {
+
+/// The order of the fields of an entry for each setting of the switches.
+class Logger::FieldOrders {
+public:
+    constexpr FieldOrders() {
+        // As getLogEntry sets them.
+        constexpr struct {
+            uint8_t bit;
+            uint32_t hash;
+        } fields[] = {
+            {LevelSwitch, detail::LevelField.hash},
+            {TextSwitch, detail::TextField.hash},
+            {SequenceSwitch, detail::SequenceField.hash},
+            {ThreadSwitch, detail::ThreadField.hash},
+            {TimestampSwitch, detail::TimestampField.hash},
+            {NameSwitch, detail::NameField.hash},
+        };
+        for (unsigned switches = 0; switches < SwitchSettings; ++switches) {
+            uint32_t hashes[FieldCount] = {};
+            uint32_t count = 0;
+            for (const auto& field : fields) {
+                if (switches & field.bit)
+                    hashes[count++] = field.hash;
+            }
+            detail::putInOrder(
+                count, [&](uint32_t number) { return hashes[number]; }, m_orders[switches]);
+        }
+    }
+
+    constexpr const uint8_t* operator[](unsigned switches) const noexcept {
+        return m_orders[switches];
+    }
+
+private:
+    static constexpr unsigned FieldCount = 6;
+    static constexpr unsigned SwitchSettings = 1 << FieldCount;
+
+    uint8_t m_orders[SwitchSettings][FieldCount] = {};
+};
 
 Reference<Logger> Logger::create() { return new Logger; }
 
@@ -63,6 +103,7 @@ void Logger::log(const String& text) {
 void Logger::addCustomFields(ILogEntry* /*entry*/) {}
 
 Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
+    static constexpr FieldOrders orders;
     const Reference<LogEntry> entry = LogEntry::create();
     const unsigned switches = m_switches;
     if (switches & LevelSwitch)
@@ -80,6 +121,7 @@ Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
     }
     if (switches & NameSwitch)
         entry->setName(m_name);
+    entry->m_order = orders[switches];
     return entry;
 }
 

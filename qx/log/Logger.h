@@ -44,6 +44,11 @@ public:
     /// Switches a field by its name, whose letter case does not matter. Other names have no effect.
     virtual void enableField(const String& fieldName, bool on);
 
+protected:
+    /// Called with every new entry before it is handed on.
+    virtual void addCustomFields(ILogEntry* entry);
+
+public:
     /// A disabled logger makes no entries.
     void setEnabled(bool enabled) noexcept {
         m_isEnabled.store(enabled, std::memory_order_relaxed);
@@ -69,9 +74,6 @@ protected:
     explicit Logger(const String& name) : Logger(name, LevelSwitch | TextSwitch | NameSwitch) {}
     ~Logger() override = default;
 
-    /// Called with every new entry before it is handed on.
-    virtual void addCustomFields(ILogEntry* entry);
-
     bool isEnabled() const noexcept { return m_isEnabled.load(std::memory_order_relaxed); }
     /// A new entry with the fields that are switched on.
     Reference<ILogEntry> getLogEntry(int level, const String& text) const;
@@ -87,6 +89,8 @@ private:
         LevelSwitch = 16,
         TextSwitch = 32,
     };
+
+    class FieldOrders;
 
     Logger(const String& name, int switches);
     void logEnabled(int level, const String& text);

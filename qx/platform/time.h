@@ -36,6 +36,10 @@ QX_API int32_t QXTimeGetLocal(STRUCT_QX_TIME* time);
  * negative ones lie before it. 0x80070057 for a time before 1601 or after 30827. */
 QX_API int32_t QXTimeFromPosix(int64_t seconds, STRUCT_QX_TIME* time);
 
+/* Milliseconds by a clock that never goes back and is quick to read, because it moves in steps of a
+ * few milliseconds, 10 at most. */
+QX_API int64_t QXTimeGetTicks(void);
+
 /* Date and time of day as the user's locale, that of the process, writes them; the day of the week
  * is computed from the date. Both write into @p text, which has room for @p capacity units, and
  * return the number of units with the 0 unit behind them. 0 on failure, QXResultFromNative then

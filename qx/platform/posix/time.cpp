@@ -102,3 +102,14 @@ int32_t QXTimeFromPosix(int64_t seconds, STRUCT_QX_TIME* time) {
     *time = {};
     return setTime(*time, seconds);
 }
+
+int64_t QXTimeGetTicks() {
+#ifdef CLOCK_MONOTONIC_COARSE
+    constexpr clockid_t clock = CLOCK_MONOTONIC_COARSE;
+#else
+    constexpr clockid_t clock = CLOCK_MONOTONIC;
+#endif
+    timespec now{};
+    clock_gettime(clock, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}

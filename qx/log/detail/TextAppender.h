@@ -1,0 +1,69 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string_view>
+
+#include <qx/core/String.h>
+
+namespace qx::log::detail {
+
+/// Appends many short texts to a String, which nobody uses meanwhile, in the room that it has: to
+/// ask it for each of them takes longer than to copy them. Ends with its life, also after a
+/// failure.
+class TextAppender {
+public:
+    explicit TextAppender(String& text)
+        : m_text(text), m_length(text.getLength()),
+          m_capacity(std::max(text.getLength(), FirstCapacity)),
+          m_units(text.getWriteLock(m_capacity)) {}
+    ~TextAppender() { m_text.releaseWriteLock(m_length); }
+    TextAppender(const TextAppender&) = delete;
+    TextAppender& operator=(const TextAppender&) = delete;
+
+    /// @throws std::bad_alloc
+    TextAppender& append(std::u16string_view text) {
+        if (text.size() > static_cast<size_t>(m_capacity - m_length)) [[unlikely]]
+            grow(text.size());
+        copy(text.data(), text.size(), m_units + m_length);
+        m_length += static_cast<int32_t>(text.size());
+        return *this;
+    }
+    TextAppender& append(char16_t unit) { return append({&unit, 1}); }
+
+private:
+    static constexpr int32_t FirstCapacity = 500;
+    static constexpr int32_t MostUnits = std::numeric_limits<int32_t>::max() - 64;
+
+    static void copy(const char16_t* from, size_t count, char16_t* to) noexcept {
+        if (count >= 8) {
+            // Vectors, of which the last two may overlap.
+            for (size_t i = 0; i + 8 < count; i += 8)
+                std::memcpy(to + i, from + i, 16);
+            std::memcpy(to + count - 8, from + count - 8, 16);
+        } else {
+            for (size_t i = 0; i < count; ++i)
+                to[i] = from[i];
+        }
+    }
+
+    void grow(size_t count) {
+        const int64_t least = int64_t{m_length} + static_cast<int64_t>(count);
+        if (count > static_cast<size_t>(MostUnits) || least > MostUnits)
+            throw std::bad_alloc();
+        const auto capacity = static_cast<int32_t>(
+            std::min<int64_t>(std::max(least, 2 * int64_t{m_capacity}), MostUnits));
+        m_units = m_text.ensureCapacity(capacity);
+        m_capacity = capacity;
+    }
+
+    String& m_text;
+    int32_t m_length;
+    int32_t m_capacity;
+    char16_t* m_units;
+};
+
+} // namespace qx::log::detail
