@@ -1,7 +1,8 @@
-// Logging of level, name and text into a plain text file, one item per entry, from the first call
-// until the last entry is in the file. The files lie in memory: what a disk does would hide the
-// rest, and a flush of FileOutputStream waits for the disk, which the peer's flush does not. Where
-// a thread writes what others log, it is one, and they wait when 8192 entries are queued.
+// Logging of level, name and text into a plain text file, in the same lines, one item per entry,
+// from the first call until the last entry is in the file. The files lie in memory: what a disk
+// does would hide the rest, and a flush of FileOutputStream waits for the disk, which the peer's
+// flush does not. Where a thread writes what others log, it is one, and they wait when 8192 entries
+// are queued.
 
 #include <algorithm>
 #include <atomic>
@@ -44,6 +45,7 @@ using Seconds = std::chrono::duration<double>;
 constexpr char Text[] = "connection 4711 accepted from 10.11.12.13, 17 clients are served now";
 
 constexpr uint32_t Queued = 8192;
+constexpr int32_t Buffered = 1 << 16;
 
 /// When what was logged reaches the file.
 enum class Flush { EveryEntry, HeldBack };
@@ -76,7 +78,7 @@ public:
     explicit QxAsync(Flush flush) {
         const auto file = makeReference<io::FileOutputStream>(String::fromUtf8(m_file.name()),
                                                               io::FileOutputStream::TRUNC);
-        const auto encoded = makeReference<io::OutputStreamWriter>(file, u"UTF-8");
+        const auto encoded = makeReference<io::OutputStreamWriter>(file, u"UTF-8", Buffered);
         Reference<io::Writer> writer = encoded;
         log::AsyncOptions options;
         options.capacity = Queued;
@@ -103,7 +105,7 @@ private:
 #ifdef QX_BENCH_HAVE_SPDLOG
 
 void configure(spdlog::logger& logger, Flush flush) {
-    logger.set_pattern("[%n] [%l] %v");
+    logger.set_pattern("level=%L\ntext=%v\nname=%n\n-------------------------");
     logger.flush_on(flush == Flush::EveryEntry ? spdlog::level::trace : spdlog::level::off);
 }
 
