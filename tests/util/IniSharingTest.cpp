@@ -92,6 +92,24 @@ TEST_F(IniSharing, NoKeyOfManyProcessesIsLost) {
             ASSERT_EQ(view.find(u"set", keyName(w, i)), u"value");
 }
 
+TEST_F(IniSharing, ThreadsMayShareAnObjectThatHasASemaphore) {
+    constexpr int Threads = 4, KeysOfThread = 50;
+    IniFile ini(wide(path).c_str(), semaphore.c_str());
+    std::vector<std::thread> threads;
+    for (int t = 0; t < Threads; ++t) {
+        threads.emplace_back([&ini, t] {
+            for (int i = 0; i < KeysOfThread; ++i) {
+                const std::u16string key = keyName(t, i);
+                EXPECT_EQ(ini.AddKey(u"set", key.c_str(), u"value", false), 0);
+                EXPECT_EQ(ini.view().find(u"set", key), u"value");
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(ini.view().keys(u"set").size(), static_cast<size_t>(Threads * KeysOfThread));
+}
+
 TEST_F(IniSharing, WhatWasAcknowledgedSurvivesKilledWriters) {
     constexpr int Kills = 20;
     constexpr int Endless = 100'000;
