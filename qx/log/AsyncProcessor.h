@@ -19,7 +19,8 @@ struct AsyncOptions {
     enum class Overflow {
         /// The caller waits for room. A worker that logs in the middle of an entry does not wait:
         /// its entry goes beyond the bound. Without a worker there will be no room: process throws
-        /// IllegalStateException.
+        /// IllegalStateException. Loggers let one entry at a time through, so a target must not
+        /// log through a Logger in front of the same queue: that may be waiting for it.
         Block,
         /// The entry is dropped.
         DropNewest,
@@ -41,6 +42,9 @@ struct AsyncOptions {
 /// for it. Entries are taken in the order in which they were queued, so one worker keeps the order.
 /// Several call the target at once, which must then stand that; a MultiProcessor in front of it
 /// brings them in line.
+///
+/// The queue has no bound unless the options set one. Loggers that outrun the workers pause for a
+/// few milliseconds every some thousand entries, but do not wait for a target that hangs.
 ///
 /// A worker ends when the target throws, and the entry is lost (getFailedCount); the others carry
 /// on. Without a worker, also when there never was one, entries wait for the destructor.

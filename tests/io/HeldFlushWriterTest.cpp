@@ -38,12 +38,12 @@ TEST(HeldFlushWriter, PassesTextOnAtOnceAndFlushesOnRelease) {
 
 TEST(HeldFlushWriter, FlushesOnceTheTimeBoundHasPassed) {
     auto sink = makeReference<FlushSink>();
-    auto held = makeReference<HeldFlushWriter>(sink, 1);
+    auto held = makeReference<HeldFlushWriter>(sink, 1u);
     held->write(u"a");
     held->flush();
     while (sink->flushes == 0)
         held->flush();
-    auto immediate = makeReference<HeldFlushWriter>(sink, 0);
+    auto immediate = makeReference<HeldFlushWriter>(sink, 0u);
     immediate->flush();
     EXPECT_EQ(sink->flushes, 2);
 }
