@@ -73,33 +73,53 @@ private:
     std::filesystem::path m_path;
 };
 
-class QxAsync {
+/// The loggers write themselves, one at a time.
+class QxSync {
 public:
-    explicit QxAsync(Flush flush) {
+    explicit QxSync(Flush flush) {
         const auto file = makeReference<io::FileOutputStream>(String::fromUtf8(m_file.name()),
                                                               io::FileOutputStream::TRUNC);
-        const auto encoded = makeReference<io::OutputStreamWriter>(file, u"UTF-8", Buffered);
-        Reference<io::Writer> writer = encoded;
-        log::AsyncOptions options;
-        options.capacity = Queued;
-        if (flush == Flush::HeldBack) {
-            const auto held = makeReference<io::HeldFlushWriter>(encoded);
-            options.whenEmpty = exec::makeRunnable([held] { held->release(); });
-            writer = held;
-        }
-        m_processor = log::AsyncProcessor::create(log::BasicLogWriter::create(writer), 1, options);
-        m_logger = log::Logger::create(u"network"_qs);
-        m_logger->setProcessor(m_processor);
+        Reference<io::Writer> writer =
+            makeReference<io::OutputStreamWriter>(file, u"UTF-8", Buffered);
+        if (flush == Flush::HeldBack)
+            writer = m_held = makeReference<io::HeldFlushWriter>(writer);
+        m_target = log::BasicLogWriter::create(writer);
+        m_logger->setProcessor(m_target);
     }
 
     void log() { m_logger->log(2, m_text); }
-    void finish() { m_processor->flush(); }
+    void finish() {
+        if (m_held)
+            m_held->release();
+    }
+
+protected:
+    log::Logger& logger() { return *m_logger; }
+    log::ILogProcessor* target() { return m_target; }
 
 private:
     LogFile m_file;
-    Reference<log::AsyncProcessor> m_processor;
-    Reference<log::Logger> m_logger;
+    Reference<io::HeldFlushWriter> m_held;
+    Reference<log::ILogProcessor> m_target;
+    const Reference<log::Logger> m_logger = log::Logger::create(u"network"_qs);
     const String m_text = String::fromUtf8(Text);
+};
+
+/// A thread writes what they log.
+class QxAsync : public QxSync {
+public:
+    explicit QxAsync(Flush flush) : QxSync(flush) {
+        log::AsyncOptions options;
+        options.capacity = Queued;
+        options.whenEmpty = exec::makeRunnable([this] { QxSync::finish(); });
+        m_processor = log::AsyncProcessor::create(target(), 1, options);
+        logger().setProcessor(m_processor);
+    }
+
+    void finish() { m_processor->flush(); }
+
+private:
+    Reference<log::AsyncProcessor> m_processor;
 };
 
 #ifdef QX_BENCH_HAVE_SPDLOG
@@ -281,6 +301,8 @@ void inPercentiles(benchmark::internal::Benchmark* row) {
 
 BENCHMARK(flushEveryEntry<QxAsync>)->Name("LogFlushEveryEntry/qx")->Apply(inRuns);
 BENCHMARK(flushHeldBack<QxAsync>)->Name("LogFlushHeldBack/qx")->Apply(inRuns);
+BENCHMARK(flushEveryEntry<QxSync>)->Name("LogSelfFlushEveryEntry/qx")->Apply(inRuns);
+BENCHMARK(flushHeldBack<QxSync>)->Name("LogSelfFlushHeldBack/qx")->Apply(inRuns);
 BENCHMARK(latencyFlushEvery<QxAsync>)->Name("CallFlushEveryEntry/qx")->Apply(inPercentiles);
 BENCHMARK(latencyFlushHeld<QxAsync>)->Name("CallFlushHeldBack/qx")->Apply(inPercentiles);
 BENCHMARK(disabledQx)->Name("LogDisabled/qx");
@@ -296,6 +318,8 @@ BENCHMARK(latencyFlushEvery<SpdlogAsync>)
 BENCHMARK(latencyFlushHeld<SpdlogAsync>)
     ->Name("CallFlushHeldBack/spdlog-async")
     ->Apply(inPercentiles);
+BENCHMARK(flushEveryEntry<SpdlogSync>)->Name("LogSelfFlushEveryEntry/spdlog")->Apply(inRuns);
+BENCHMARK(flushHeldBack<SpdlogSync>)->Name("LogSelfFlushHeldBack/spdlog")->Apply(inRuns);
 BENCHMARK(disabledSpdlog)->Name("LogDisabled/spdlog");
 #endif
 
