@@ -1,5 +1,6 @@
 // A service that handles requests on several threads until SIGTERM or SIGINT and logs them as plain
-// text and as XML through an asynchronous processor: Service [FOLDER]
+// text and as XML through an asynchronous processor. Its settings come from the command line and
+// from an INI file: Service --help
 //
 // Prints how many entries it has logged; so many are in service.log and service.xml of the folder.
 
@@ -22,14 +23,11 @@
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/XmlLogWriter.h>
 
+#include "Settings.h"
+
 namespace {
 
 enum Level { Debug = 1, Note = 2, Warning = 3 };
-
-// Settings
-constexpr int RequestThreads = 3;
-constexpr int Threshold = Note;
-constexpr unsigned int RequestMilliseconds = 2;
 
 /// The signals that stop the service, blocked for all its threads and waited for by one.
 class StopSignals {
@@ -52,8 +50,9 @@ private:
 /// Two log files behind one worker thread. They are complete when the object is gone.
 class Logs {
 public:
-    explicit Logs(const qx::String& folder)
-        : m_plain(open(folder, u"/service.log")), m_xml(open(folder, u"/service.xml")) {
+    explicit Logs(const Settings& settings)
+        : m_plain(open(settings.folder, u"/service.log")),
+          m_xml(open(settings.folder, u"/service.xml")), m_threshold(settings.threshold) {
         auto files = qx::log::MultiProcessor::create();
         files->addProcessor(qx::log::BasicLogWriter::create(m_plain));
         files->addProcessor(
@@ -70,7 +69,7 @@ public:
         auto logger = qx::log::Logger::create(name);
         logger->enableField(u"sequence", true);
         logger->enableField(u"timestamp", true);
-        logger->setProcessor(qx::log::LevelFilter::create(m_queue, Threshold));
+        logger->setProcessor(qx::log::LevelFilter::create(m_queue, m_threshold));
         return logger;
     }
 
@@ -89,36 +88,42 @@ private:
     qx::Reference<qx::io::HeldFlushWriter> m_plain;
     qx::Reference<qx::io::HeldFlushWriter> m_xml;
     qx::Reference<qx::log::AsyncProcessor> m_queue;
+    int32_t m_threshold;
 };
 
 /// Handles requests until @p stopping; the number of entries that reach the files.
-int handleRequests(qx::log::Logger& logger, const std::atomic<bool>& stopping) {
+int handleRequests(qx::log::Logger& logger, const Settings& settings,
+                   const std::atomic<bool>& stopping) {
     int logged = 0;
     for (int request = 1; !stopping; ++request) {
-        logger.log(Debug, u"request accepted"); // below the threshold
-        qx::exec::Thread::sleep(RequestMilliseconds);
+        const auto log = [&](Level level, const qx::String& text) {
+            logger.log(level, text);
+            logged += level >= settings.threshold;
+        };
+        log(Debug, u"request accepted");
+        qx::exec::Thread::sleep(static_cast<uint32_t>(settings.requestMilliseconds));
         const bool isOdd = request % 10 == 0;
-        logger.log(isOdd ? Warning : Note,
-                   qx::String::format(isOdd ? u"<request {0}> & no reply" : u"request {0} handled",
-                                      qx::String::valueOf(request)));
-        ++logged;
+        log(isOdd ? Warning : Note,
+            qx::String::format(isOdd ? u"<request {0}> & no reply" : u"request {0} handled",
+                               qx::String::valueOf(request)));
     }
     return logged;
 }
 
-int serve(const qx::String& folder, const StopSignals& stop) {
-    Logs logs(folder);
+int serve(const Settings& settings, const StopSignals& stop) {
+    Logs logs(settings);
     std::atomic<bool> stopping{false};
     std::atomic<int> logged{0};
     std::vector<qx::Reference<qx::exec::Thread>> threads;
-    for (int number = 1; number <= RequestThreads; ++number) {
+    for (int number = 1; number <= settings.threads; ++number) {
         const auto name = qx::String(u"requests ").append(number);
-        auto runnable = qx::exec::makeRunnable(
-            [&, logger = logs.createLogger(name)] { logged += handleRequests(*logger, stopping); });
+        auto runnable = qx::exec::makeRunnable([&, logger = logs.createLogger(name)] {
+            logged += handleRequests(*logger, settings, stopping);
+        });
         threads.push_back(qx::makeReference<qx::exec::Thread>(runnable, name));
         threads.back()->start();
     }
-    std::cout << "serving" << std::endl;
+    std::cout << "serving on " << settings.threads << " threads" << std::endl;
 
     stop.wait();
     stopping = true;
@@ -136,8 +141,14 @@ int serve(const qx::String& folder, const StopSignals& stop) {
 
 int main(int argc, char** argv) {
     try {
+        const auto settings = readSettings(argc, argv);
+        if (!settings)
+            return 0;
         const StopSignals stop;
-        return serve(argc > 1 ? qx::String(argv[1]) : qx::String(u"."), stop);
+        return serve(*settings, stop);
+    } catch (const UsageFailure& failure) {
+        std::cerr << "Service: " << failure.what() << " (Service --help tells more)\n";
+        return 2;
     } catch (const qx::Exception& failure) {
         std::cerr << "Service: " << failure.getDescription() << " (result " << std::hex
                   << failure.getResult() << ")\n";

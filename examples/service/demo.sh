@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs the example service, stops it with SIGTERM and shows the last entries of its log files. Ends
-# with status 1 when an entry is missing. Argument: the folder of the built examples.
+# Runs the example service with settings from an INI file and the command line, stops it with SIGTERM
+# and shows the last entries of its log files. Ends with status 1 when an entry is missing. Argument: the folder of the built examples.
 set -euo pipefail
 
 examples=$(realpath "$1")
@@ -9,13 +9,21 @@ service=
 trap '[[ -z $service ]] || kill -KILL "$service" 2>/dev/null; rm -rf "$folder"' EXIT
 cd "$folder"
 
-"$examples/Service" . >output &
+cat >service.ini <<END
+; The command line goes before the values here.
+[Service]
+folder = $folder
+threads = 5
+level = 2
+END
+"$examples/Service" --settings service.ini --threads 4 >output &
 service=$!
 until grep -q serving output; do sleep 0.05; done
 sleep 0.3
 kill -TERM "$service"
 wait "$service"
 service=
+grep -qx 'serving on 4 threads' output
 read -r logged _ < <(tail -n 1 output)
 
 echo "-- service.log"
