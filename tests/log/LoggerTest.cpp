@@ -1,3 +1,4 @@
+#include <iterator>
 #include <map>
 #include <string>
 #include <thread>
@@ -171,6 +172,33 @@ TEST(MultiProcessor, EndsTheRoundAtTheFirstFailure) {
     qxtest::expectThrowsResult(result::NullPointer, [&] { logger->setProcessor(nullptr); });
     logger->log(u"text"_qs);
     EXPECT_EQ(last->entries.size(), 2u) << "a null processor changes nothing";
+}
+
+// Two queues behind one logger: their workers read the same entry.
+TEST(Logger, GivesAllThreadsTheSameObjectOfAField) {
+    const auto logger = Logger::create(u"me"_qs);
+    logger->enableField(u"timestamp"_qs, true);
+    const auto recorder = makeReference<Recorder>();
+    logger->setProcessor(recorder);
+    for (int round = 0; round < 200; ++round) {
+        logger->log(round, u"hello"_qs);
+        const auto& entry = recorder->entries.back();
+        std::vector<Reference<const Object>> seen[3];
+        std::vector<std::string> texts(std::size(seen));
+        {
+            std::vector<std::jthread> threads;
+            for (size_t i = 0; i < std::size(seen); ++i) {
+                threads.emplace_back([&, i] {
+                    for (const auto* name : {u"level", u"text", u"name", u"timestamp"})
+                        seen[i].push_back(entry->getField(String(name)));
+                    texts[i] = seen[i].back()->toString().toUtf8();
+                });
+            }
+        }
+        ASSERT_EQ(seen[0], seen[1]);
+        ASSERT_EQ(seen[0], seen[2]);
+        ASSERT_EQ(texts[0], texts[1]);
+    }
 }
 
 TEST(Logger, ServesManyThreads) {
