@@ -1,8 +1,8 @@
 // Logging of level, name and text into a plain text file, in the same lines, one item per entry,
-// from the first call until the last entry is in the file. The files lie in memory: what a disk
-// does would hide the rest, and a flush of FileOutputStream waits for the disk, which the peer's
-// flush does not. Where a thread writes what others log, it is one, and they wait when 8192 entries
-// are queued.
+// from the first call until the last entry is in the file. The files lie in memory, because what a
+// disk does would hide the rest. A flush hands the text to the system in both libraries; that of
+// FileOutputStream alone would wait for the disk. Where a thread writes what others log, it is one,
+// and they wait when 8192 entries are queued.
 
 #include <algorithm>
 #include <atomic>
@@ -29,6 +29,7 @@
 #include <qx/core/String.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/io/FileOutputStream.h>
+#include <qx/io/FilterOutputStream.h>
 #include <qx/io/HeldFlushWriter.h>
 #include <qx/io/OutputStreamWriter.h>
 #include <qx/log/AsyncProcessor.h>
@@ -73,14 +74,21 @@ private:
     std::filesystem::path m_path;
 };
 
+/// Leaves it to the system when the file reaches the disk.
+class Unsynced : public io::FilterOutputStream {
+public:
+    using FilterOutputStream::FilterOutputStream;
+    void flush() override {}
+};
+
 /// The loggers write themselves, one at a time.
 class QxSync {
 public:
     explicit QxSync(Flush flush) {
         const auto file = makeReference<io::FileOutputStream>(String::fromUtf8(m_file.name()),
                                                               io::FileOutputStream::TRUNC);
-        Reference<io::Writer> writer =
-            makeReference<io::OutputStreamWriter>(file, u"UTF-8", Buffered);
+        Reference<io::Writer> writer = makeReference<io::OutputStreamWriter>(
+            makeReference<Unsynced>(file), u"UTF-8", Buffered);
         if (flush == Flush::HeldBack)
             writer = m_held = makeReference<io::HeldFlushWriter>(writer);
         m_target = log::BasicLogWriter::create(writer);
