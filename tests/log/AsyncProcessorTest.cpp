@@ -1,5 +1,6 @@
 #include <qx/log/AsyncProcessor.h>
 
+#include <algorithm>
 #include <set>
 #include <thread>
 
@@ -218,6 +219,37 @@ TEST(AsyncProcessor, AFullQueueBlocksUntilThereIsRoom) {
     EXPECT_TRUE(processor->flush());
     EXPECT_EQ(target->values(), numbers(0, 200));
     EXPECT_EQ(processor->getDroppedCount(), 0u);
+}
+
+/// Keeps the longest queue that it has seen.
+class QueueWatcher : public qx::pcom::Implements<Object, log::ILogProcessor> {
+public:
+    void process(const log::ILogEntry*) override {
+        if (AsyncProcessor* const watched = processor)
+            longest = std::max(longest, watched->getQueuedCount());
+        ++calls;
+    }
+    std::atomic<AsyncProcessor*> processor{nullptr};
+    uint64_t longest = 0;
+    int calls = 0;
+};
+
+TEST(AsyncProcessor, ManyBlockedLoggersKeepTheBound) {
+    constexpr int Threads = 8, Entries = 1000;
+    auto target = makeReference<QueueWatcher>();
+    AsyncOptions options;
+    options.capacity = 2;
+    auto processor = AsyncProcessor::create(target, 1, options);
+    target->processor = processor;
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < Threads; ++thread)
+            threads.emplace_back([&] { put(*processor, 0, Entries); });
+    }
+    EXPECT_TRUE(processor->flush());
+    target->processor = nullptr;
+    EXPECT_EQ(target->calls, Threads * Entries);
+    EXPECT_LE(target->longest, 2u);
 }
 
 TEST(AsyncProcessor, BlockedLoggersGetAnErrorWhenTheLastWorkerEnds) {

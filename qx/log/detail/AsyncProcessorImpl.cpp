@@ -81,18 +81,20 @@ void AsyncProcessorImpl::process(const ILogEntry* entry) {
 
 void AsyncProcessorImpl::processFull(EntryReference entry) {
     EntryReference oldest; // goes without a lock
-    const std::unique_lock taking(m_taking);
+    const std::lock_guard taking(m_taking);
+    std::unique_lock lock(m_lock);
     if (m_overflow == AsyncOptions::Overflow::Block && Worker::caller(*this) == nullptr) {
         while (isFull() && !m_stopping) {
             if (m_workerCount == 0)
                 throw IllegalStateException(u"queue full and no worker left");
+            lock.unlock(); // entries are taken under m_taking only: no room is missed
             m_nap.signal();
             ++m_roomWaiters;
             m_taking.wait();
             --m_roomWaiters;
+            lock.lock();
         }
     }
-    const std::lock_guard lock(m_lock);
     if (isFull() && m_overflow == AsyncOptions::Overflow::DropNewest) {
         ++m_dropped;
         return;
