@@ -8,6 +8,7 @@
 #include <qx/core/Implements.h>
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
+#include <qx/core/detail/LibraryObject.h>
 #include <qx/log/detail/EntryPool.h>
 #include <qx/log/detail/FieldOrder.h>
 #include <qx/log/detail/StandardFields.h>
@@ -108,7 +109,7 @@ Reference<const collections::Set<String>> LogEntry::getFieldNames() const {
 
 int32_t LogEntry::SetField(const char16_t* name, IQXUnknown* value) {
     return resultOf([&] {
-        auto* const object = dynamic_cast<Object*>(value);
+        const auto object = qx::detail::libraryObjectOf(value);
         if (!object)
             return result::Fail;
         set(TextView(name), object);

@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include <qx/core/Comparable.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Number.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/LibraryObject.h>
 #include <qx/util/CopyCharBuffer.h>
 #include <qx/util/detail/PropertyText.h>
 
@@ -14,27 +14,11 @@ using qx::Exception;
 using qx::Object;
 using qx::resultOf;
 using qx::String;
+using qx::detail::libraryObjectOf;
 using qx::util::detail::notOffered;
-using qx::util::detail::takeInterface;
 using qx::util::detail::writeNumber;
 using qx::util::detail::writeText;
 namespace result = qx::result;
-
-namespace {
-
-/// The object of the library behind an interface, or null. Asked through an interface that all of
-/// them answer first: what comes from elsewhere need not know run-time types.
-CQXSmartPtr<Object> libraryObjectOf(IQXUnknown* value) {
-    CQXSmartPtr<IQXComparable> comparable;
-    const auto query = [value](const qx::GUID& iid, void** out) {
-        return value->QueryInterface(iid, out);
-    };
-    if (takeInterface(comparable, query) < 0)
-        return nullptr;
-    return dynamic_cast<Object*>(value);
-}
-
-} // namespace
 
 CQXProperty::CQXProperty(const String& key, const String& value) : m_key(key.view()) { set(value); }
 CQXProperty::CQXProperty(const String& key, int32_t value) : m_key(key.view()) { set(value); }
