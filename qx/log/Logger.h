@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -28,18 +29,12 @@ namespace qx::log {
 ///
 /// Any number of threads may log at once; two entries made at the same time may then have the same
 /// sequence number. Everything else is not guarded against threads that log meanwhile.
-class QX_API Logger : public Object, public ILogger, public ILevelLogger {
+class QX_API Logger : public qx::pcom::Implements<Object, ILogger, ILevelLogger> {
 public:
     /// A logger without name whose entries have the fields level and text.
     static Reference<Logger> create();
     /// A logger whose entries have the fields level, text and name.
     static Reference<Logger> create(const String& name);
-
-    int32_t QueryInterface(const GUID& iid, void** out) override {
-        return Object::QueryInterface(iid, out);
-    }
-    uint32_t AddRef() override { return ComObject::AddRef(); }
-    uint32_t Release() override { return ComObject::Release(); }
 
     /// Switches a field by its name, whose letter case does not matter. Other names have no effect.
     virtual void enableField(const String& fieldName, bool on);

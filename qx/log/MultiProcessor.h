@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/log/ILogProcessor.h>
@@ -14,16 +15,10 @@ namespace qx::log {
 ///
 /// process may be called from any thread, also by a processor that is being handed an entry;
 /// addProcessor must not run at the same time.
-class QX_API MultiProcessor : public Object, public ILogProcessor {
+class QX_API MultiProcessor : public qx::pcom::Implements<Object, ILogProcessor> {
 public:
     /// Without processors: takes entries and does nothing.
     static Reference<MultiProcessor> create();
-
-    int32_t QueryInterface(const GUID& iid, void** out) override {
-        return Object::QueryInterface(iid, out);
-    }
-    uint32_t AddRef() override { return ComObject::AddRef(); }
-    uint32_t Release() override { return ComObject::Release(); }
 
     /// Appends @p processor, which is kept by a reference.
     /// @throws ResultException with result::NullPointer

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
 #include <qx/log/LogEntry.h>
@@ -24,14 +25,8 @@ using qx::log::Logger;
 namespace {
 
 /// Keeps what it is handed.
-class Recorder : public Object, public log::ILogProcessor {
+class Recorder : public qx::pcom::Implements<Object, log::ILogProcessor> {
 public:
-    int32_t QueryInterface(const GUID& iid, void** out) override {
-        return Object::QueryInterface(iid, out);
-    }
-    uint32_t AddRef() override { return ComObject::AddRef(); }
-    uint32_t Release() override { return ComObject::Release(); }
-
     void process(const log::ILogEntry* entry) override {
         if (fails)
             throw Exception(u"refused"_qs);

@@ -6,6 +6,7 @@
 #include <qx/collections/List.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/core/Exception.h>
+#include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
 #include <qx/log/StringBundleLogger.h>
@@ -21,14 +22,8 @@ using qxtest::MapBundle;
 
 namespace {
 
-class Target : public Object, public log::ILevelLogger {
+class Target : public qx::pcom::Implements<Object, log::ILevelLogger> {
 public:
-    int32_t QueryInterface(const GUID& iid, void** out) override {
-        return Object::QueryInterface(iid, out);
-    }
-    uint32_t AddRef() override { return ComObject::AddRef(); }
-    uint32_t Release() override { return ComObject::Release(); }
-
     void log(int level, const String& text) override {
         logged = std::to_string(level) + " " + text.toUtf8();
         if (fails)
