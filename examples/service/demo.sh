@@ -18,7 +18,10 @@ level = 2
 END
 "$examples/Service" --settings service.ini --threads 4 >output &
 service=$!
-until grep -q serving output; do sleep 0.05; done
+until grep -q serving output; do
+    kill -0 "$service" 2>/dev/null || { service=; exit 1; } # it has ended, and has said why
+    sleep 0.05
+done
 sleep 0.3
 kill -TERM "$service"
 wait "$service"
