@@ -25,8 +25,7 @@ public:
     /// The address at @p index of what a host resolves to, with @p port, which is not 0.
     /// @p hints may be null.
     /// @return QX_E_SOCKET_EADDRNOTAVAIL when there are fewer, a code of the resolver when there
-    /// are
-    ///         none
+    ///         are none
     static ENUM_QX_E_SOCKET getAddrInfo(const char* host, uint16_t port, const qx_addrinfo* hints,
                                         uint32_t index, qx_sockaddr_union* out);
     /// Shuts the output down, closes and deletes what @p socket points to, and makes it null.

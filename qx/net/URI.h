@@ -28,9 +28,9 @@ class QueryPairs;
 ///
 /// Any text yields some URI. Only half a surrogate pair cannot be escaped: it raises
 /// text::charset::InvalidCharacterException, and what was set before it stays set. There are no
-/// fragments: "#" is a unit like any other. Paths are not
-/// normalised and relative references not resolved. Every operation is linear in the length of its
-/// text, or nearly so. A URI is used by one thread at a time.
+/// fragments: "#" is a unit like any other. Paths are not normalised and relative references not
+/// resolved. Every operation is linear in the length of its text, or nearly so. A URI is used by
+/// one thread at a time.
 class QX_API URI : public Object {
 public:
     /// Without any component.
