@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <qx/core/Exception.h>
+#include <qx/core/PlatformHandle.h>
 #include <qx/io/IoException.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/TcpSocketInputStream.h>
@@ -42,10 +43,12 @@ TcpSocket::TcpSocket(const String& host, unsigned short port) {
         throw Exception(u"Unknown host: " + host);
     qx_sockaddr_union address = *addresses->ai_addr;
 
-    QXSocket socket;
-    if (QXSocketCreate(address.family, QX_SOCK_STREAM, 0, &socket) != 0)
+    PlatformHandle<&QXSocketClose> made;
+    if (QXSocketCreate(address.family, QX_SOCK_STREAM, 0, made.put()) != 0)
         throwIo(u"TcpSocket::TcpSocket ", lastCode());
+    const QXSocket socket = made.get();
     m_handle = makeReference<TcpSocketHandle>(socket);
+    static_cast<void>(made.detach());
 
     address.ipv4.port = swapPortOrder(port); // where that of IPv6 is too
     const bool isIpv6 = address.family == QX_AF_INET6;
@@ -56,7 +59,10 @@ TcpSocket::TcpSocket(const String& host, unsigned short port) {
     }
 }
 
-TcpSocket::TcpSocket(uint64_t socket) : m_handle(makeReference<TcpSocketHandle>(socket)) {}
+TcpSocket::TcpSocket(uint64_t socket) {
+    init();
+    m_handle = makeReference<TcpSocketHandle>(socket);
+}
 
 TcpSocket::~TcpSocket() {
     Reference<TcpSocketInputStream>::attach(m_inputStream).reset();
