@@ -110,25 +110,45 @@ int handleRequests(qx::log::Logger& logger, const Settings& settings,
     return logged;
 }
 
+/// Threads that are told to stop and waited for, at the latest when the object goes.
+class RequestThreads {
+public:
+    ~RequestThreads() { stop(); }
+
+    template <class Body>
+    void start(const qx::String& name, Body body) {
+        auto thread = qx::makeReference<qx::exec::Thread>(qx::exec::makeRunnable(body), name);
+        m_threads.reserve(m_threads.size() + 1); // a thread that runs is not lost
+        thread->start();
+        m_threads.push_back(thread);
+    }
+    void stop() {
+        m_stopping = true;
+        for (auto& thread : m_threads)
+            thread->join();
+        m_threads.clear();
+    }
+    const std::atomic<bool>& stopping() const { return m_stopping; }
+
+private:
+    std::atomic<bool> m_stopping{false};
+    std::vector<qx::Reference<qx::exec::Thread>> m_threads;
+};
+
 int serve(const Settings& settings, const StopSignals& stop) {
     Logs logs(settings);
-    std::atomic<bool> stopping{false};
     std::atomic<int> logged{0};
-    std::vector<qx::Reference<qx::exec::Thread>> threads;
+    RequestThreads threads;
     for (int number = 1; number <= settings.threads; ++number) {
         const auto name = qx::String(u"requests ").append(number);
-        auto runnable = qx::exec::makeRunnable([&, logger = logs.createLogger(name)] {
-            logged += handleRequests(*logger, settings, stopping);
+        threads.start(name, [&, logger = logs.createLogger(name)] {
+            logged += handleRequests(*logger, settings, threads.stopping());
         });
-        threads.push_back(qx::makeReference<qx::exec::Thread>(runnable, name));
-        threads.back()->start();
     }
     std::cout << "serving on " << settings.threads << " threads" << std::endl;
 
     stop.wait();
-    stopping = true;
-    for (auto& thread : threads)
-        thread->join();
+    threads.stop();
     if (!logs.flush()) {
         std::cerr << "Service: the logs are not complete\n";
         return 1;
