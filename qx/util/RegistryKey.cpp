@@ -41,6 +41,8 @@ std::u16string terminated(const String& text) {
     return copy;
 }
 
+String lastNameOf(const String& path) { return path.substring(path.lastIndexOf(u'\\') + 1); }
+
 [[noreturn]] void throwMismatch() { throw Exception(u"Registry type mismatch"_qs); }
 
 } // namespace
@@ -60,7 +62,7 @@ RegistryKey::RegistryKey(ENUM_QX_HKEY root, const String& path) : m_root(root), 
 
 void RegistryKey::normalize() {
     m_path.translate(u'/', u'\\');
-    m_keyName = m_path.substring(m_path.lastIndexOf(u'\\') + 1);
+    m_keyName = lastNameOf(m_path);
 }
 
 ENUM_QX_HKEY RegistryKey::extractQXHkey(String& key) {
@@ -87,12 +89,17 @@ RegistryKey RegistryKey::getParent() const {
     const int32_t delimiter = m_path.lastIndexOf(u'\\');
     if (delimiter < 0)
         throw Exception(u"No parent key"_qs);
-    return RegistryKey(m_root, m_path.substring(0, delimiter));
+    RegistryKey parent(*this); // its names stay as they are, also those with "/"
+    parent.m_path = m_path.substring(0, delimiter);
+    parent.m_keyName = lastNameOf(parent.m_path);
+    return parent;
 }
 
 RegistryKey RegistryKey::getSubkey(const String& name) const {
-    RegistryKey subkey = childNamed(name);
-    subkey.normalize();
+    String names(name);
+    names.translate(u'/', u'\\');
+    RegistryKey subkey = childNamed(names);
+    subkey.m_keyName = lastNameOf(names);
     return subkey;
 }
 

@@ -122,6 +122,7 @@ TEST_F(RegistryKeys, WalksOverSubkeysAndValues) {
     key.setValue(u"a", u""_qs);
     // Other programs may use "/" in the name of a key.
     QXRegistrySetValue(QX_HKEY_USER, u"Software\\Maker\\x/y", u"", QX_REG_UINT32, "1234", 4);
+    QXRegistrySetValue(QX_HKEY_USER, u"Software\\Maker\\x/y\\z", u"", QX_REG_UINT32, "1234", 4);
 
     auto keys = key.getSubkeyIterator();
     EXPECT_TRUE(keys->next()->equals(key.getSubkey(u"B")));
@@ -130,6 +131,8 @@ TEST_F(RegistryKeys, WalksOverSubkeysAndValues) {
     const Reference<RegistryKey> slash = keys->next();
     EXPECT_EQ(slash->getKeyName(), String(u"x/y"));
     EXPECT_TRUE(slash->valueExists());
+    EXPECT_TRUE(slash->getSubkey(u"z").valueExists());
+    EXPECT_TRUE(slash->getSubkeyIterator()->next()->getParent().equals(*slash));
     EXPECT_FALSE(keys->hasNext());
     expectThrowsText("no more keys", [&] { keys->next(); });
 
