@@ -1,4 +1,6 @@
+#include <atomic>
 #include <fstream>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -65,4 +67,21 @@ TEST(PropertySources, ReadTheValuesOfARegistryKey) {
     EXPECT_EQ(properties->get(u""), u"default");
     qxtest::expectThrowsResult(qx::result::NotFound,
                                [&] { propertiesOf(key.getSubkey(u"missing")); });
+}
+
+TEST(PropertySources, TakeValuesWhoseTypeOthersChange) {
+    const qxtest::TemporaryRegistry registry;
+    const RegistryKey key(QX_HKEY_USER, u"Service");
+    std::atomic<bool> isDone = false;
+    RegistryKey(key).setValue(u"value", 7u);
+    const std::jthread writer([&key, &isDone] {
+        RegistryKey own(key);
+        for (int i = 0; i < 100; ++i) {
+            own.setValue(u"value", String(u"7"));
+            own.setValue(u"value", 7u);
+        }
+        isDone = true;
+    });
+    while (!isDone)
+        EXPECT_EQ(propertiesOf(key)->get(u"value"), u"7");
 }
