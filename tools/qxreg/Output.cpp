@@ -30,7 +30,7 @@ std::string jsonOf(const KeyContent& content) {
     const auto subkeyName = [](const RegistryKey& key) { return quoted(key.getKeyName().view()); };
     return "{\"key\": " + quoted(content.key.getKey().view()) + ",\n   \"values\": " +
            jsonArray(content.values, "    ", [](const auto& named) { return jsonOf(named); }) +
-           ",\n   \"subkeys\": " + jsonArray(readSubkeys(content.key), "    ", subkeyName) + '}';
+           ",\n   \"subkeys\": " + jsonArray(content.subkeys, "    ", subkeyName) + '}';
 }
 
 } // namespace
@@ -61,7 +61,7 @@ std::string keyListing(const Options& options) {
             text += "  " + quoted(name) + '=' + typedText(value) + '\n';
     }
     if (!options.recursive) {
-        for (const RegistryKey& subkey : readSubkeys(*options.key))
+        for (const RegistryKey& subkey : keys.front().subkeys)
             text += nameOf(subkey) + '\n';
     }
     return text;

@@ -35,16 +35,20 @@ std::optional<Value> tryReadValue(const RegistryKey& key, const String& name) {
 }
 
 void readInto(std::vector<KeyContent>& keys, const RegistryKey& key, bool recursive) {
-    KeyContent& content = keys.emplace_back(KeyContent{key, {}});
+    KeyContent content{key, {}, {}};
     const auto names = key.getValueIterator();
     while (names->hasNext()) {
         const qx::Reference<String> name = names->next();
         if (auto value = tryReadValue(key, *name))
             content.values.push_back({std::u16string(name->view()), *std::move(value)});
     }
+    for (const auto walk = key.getSubkeyIterator(); walk->hasNext();)
+        content.subkeys.push_back(*walk->next());
+    const std::vector<RegistryKey> subkeys = content.subkeys;
+    keys.push_back(std::move(content));
     if (!recursive)
         return;
-    for (const RegistryKey& subkey : readSubkeys(key)) {
+    for (const RegistryKey& subkey : subkeys) {
         const size_t count = keys.size();
         try {
             readInto(keys, subkey, true);
@@ -71,12 +75,4 @@ std::vector<KeyContent> readKeys(const RegistryKey& key, bool recursive) {
     std::vector<KeyContent> keys;
     readInto(keys, key, recursive);
     return keys;
-}
-
-std::vector<RegistryKey> readSubkeys(const RegistryKey& key) {
-    std::vector<RegistryKey> subkeys;
-    const auto walk = key.getSubkeyIterator();
-    while (walk->hasNext())
-        subkeys.push_back(*walk->next());
-    return subkeys;
 }

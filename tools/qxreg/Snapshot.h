@@ -7,7 +7,7 @@
 
 #include "ValueText.h"
 
-/// A key with its values, in the order of the registry.
+/// A key with its values and direct subkeys, in the order of the registry.
 struct KeyContent {
     struct NamedValue {
         std::u16string name;
@@ -16,6 +16,7 @@ struct KeyContent {
 
     qx::util::RegistryKey key;
     std::vector<NamedValue> values;
+    std::vector<qx::util::RegistryKey> subkeys;
 };
 
 /// The key as text, as it is given on the command line.
@@ -28,6 +29,3 @@ Value readValue(const qx::util::RegistryKey& key, const qx::String& name);
 /// left out.
 /// @throws Failure when the key does not exist
 std::vector<KeyContent> readKeys(const qx::util::RegistryKey& key, bool recursive);
-
-/// The direct subkeys.
-std::vector<qx::util::RegistryKey> readSubkeys(const qx::util::RegistryKey& key);
