@@ -71,7 +71,7 @@ Reference<const collections::Set<String>> PcomPropertySet::getKeys() const {
         Reference<IQXCharBuffer> name;
         throwIfFailed(takeInterface(
             name, [&](const GUID& iid, void** out) { return names->Next(iid, out); }));
-        keys->add((new String(textOf(name)))->GetUnknown());
+        keys->add(makeReference<String>(textOf(name))->GetUnknown());
     }
     return makeReference<collections::Set<String>>(keys.get());
 }
