@@ -95,10 +95,12 @@ TEST(Peer, TalksWithOtherClients) {
         {"socat", "printf question | socat -t 20 - TCP4:127.0.0.1:"},
         {"nc", "printf question | nc -N 127.0.0.1 "},
     };
+    int talked = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.program);
         if (!isInstalled(c.program))
-            GTEST_SKIP() << "no " << c.program;
+            continue;
+        ++talked;
         const LoopbackServer listener;
         const std::string command = c.command + std::to_string(listener.port());
         const std::unique_ptr<FILE, decltype(&::pclose)> pipe(::popen(command.c_str(), "r"),
@@ -112,6 +114,8 @@ TEST(Peer, TalksWithOtherClients) {
         EXPECT_NE(std::fgets(reply, sizeof reply, pipe.get()), nullptr);
         EXPECT_STREQ(reply, "answer");
     }
+    if (talked == 0)
+        GTEST_SKIP() << "no such programs";
 }
 
 TEST(Peer, TalksWithAnotherServer) {

@@ -5,13 +5,12 @@
 #include <linux/seccomp.h>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
+#include "tests/net/DescriptorLimit.h"
 #include "tests/net/Loopback.h"
 #include "tests/support/ChildProcess.h"
 
@@ -254,22 +253,15 @@ TEST(TcpServerSocket2, ForgetsItsSocketsWithoutClosingThem) {
 TEST(TcpServerSocket2, GoesOnAfterDescriptorsRanOut) {
     const LoopbackServer listener;
     const auto client = connectTo(listener.address);
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    const int lowestFree = ::dup(0);
-    ASSERT_GE(lowestFree, 0);
-    ::close(lowestFree);
-    const rlimit exhausted{static_cast<rlim_t>(lowestFree), before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &exhausted), 0);
-    TcpWorkerSocket2* worker = nullptr;
-    const ENUM_QX_E_SOCKET code = listener.server->accept(&worker);
-    TcpClientSocket2* another = nullptr;
-    const ENUM_QX_E_SOCKET created =
-        TcpClientSocket2::createTcpClientSocket2(QX_AF_INET, QX_SOCK_STREAM, 0, &another);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_EQ(code, QX_E_SOCKET_EMFILE);
-    EXPECT_EQ(worker, nullptr);
-    EXPECT_EQ(created, QX_E_SOCKET_EMFILE);
+    {
+        const DescriptorLimit limit = DescriptorLimit::exhausted();
+        TcpWorkerSocket2* worker = nullptr;
+        EXPECT_EQ(listener.server->accept(&worker), QX_E_SOCKET_EMFILE);
+        EXPECT_EQ(worker, nullptr);
+        TcpClientSocket2* another = nullptr;
+        EXPECT_EQ(TcpClientSocket2::createTcpClientSocket2(QX_AF_INET, QX_SOCK_STREAM, 0, &another),
+                  QX_E_SOCKET_EMFILE);
+    }
     // The connection has waited.
     say(*client, "still here");
     client->shutdownOutput();

@@ -3,9 +3,7 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
-#include <sys/resource.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,6 +17,7 @@
 #include <qx/net/TcpSocketOutputStream.h>
 #include <qx/net/socketerror.h>
 
+#include "tests/net/DescriptorLimit.h"
 #include "tests/net/Loopback.h"
 #include "tests/net/PythonPeer.h"
 #include "tests/support/BlockingThread.h"
@@ -286,14 +285,11 @@ TEST(TcpServerSocket, BindsAPortAgainAtOnceButNotTwice) {
 TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {
     Connection connection;
     const auto waiting = connectTo(connection.port);
-    rlimit before;
-    getrlimit(RLIMIT_NOFILE, &before);
-    const int lowest = dup(0);
-    close(lowest);
-    const rlimit none{static_cast<rlim_t>(lowest), before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    const std::string failure = failureOf<qx::Exception>([&] { connection.listener->accept(); });
-    setrlimit(RLIMIT_NOFILE, &before);
+    std::string failure;
+    {
+        const auto limit = qxtest::DescriptorLimit::exhausted();
+        failure = failureOf<qx::Exception>([&] { connection.listener->accept(); });
+    }
     EXPECT_EQ(failure, "TcpServerSocket::accept WSERROR 10024");
     send(*waiting->getOutputStream(), "x");
     EXPECT_EQ(connection.listener->accept()->getInputStream()->read(), 'x');

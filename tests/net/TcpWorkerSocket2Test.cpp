@@ -1,9 +1,7 @@
-#include <algorithm>
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
-#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -11,6 +9,7 @@
 #include <qx/core/Startup.h>
 #include <qx/platform/result.h>
 
+#include "tests/net/DescriptorLimit.h"
 #include "tests/net/Loopback.h"
 #include "tests/support/ChildProcess.h"
 
@@ -260,10 +259,8 @@ TEST(TcpWorkerSelect, TellsWhyAConnectionCouldNotBeMade) {
 }
 
 TEST(TcpWorkerSelect, ReachesDescriptorsBeyondTheSystemsSets) {
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit raised{std::max<rlim_t>(limit.rlim_cur, 2100), limit.rlim_max};
-    if (::setrlimit(RLIMIT_NOFILE, &raised) != 0)
+    const DescriptorLimit limit = DescriptorLimit::raised(2100);
+    if (!limit.isSet())
         GTEST_SKIP() << "no such descriptors";
     Pair pair;
     const int high = ::fcntl(static_cast<int>(pair.client->getId()), F_DUPFD_CLOEXEC, 2000);
@@ -279,10 +276,8 @@ TEST(TcpWorkerSelect, ReachesDescriptorsBeyondTheSystemsSets) {
 }
 
 TEST(TcpServer, FiveHundredConnectionsAtOnce) {
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit raised{std::max<rlim_t>(limit.rlim_cur, 2100), limit.rlim_max};
-    if (::setrlimit(RLIMIT_NOFILE, &raised) != 0)
+    const DescriptorLimit limit = DescriptorLimit::raised(2100);
+    if (!limit.isSet())
         GTEST_SKIP() << "not that many descriptors";
     const LoopbackServer listener;
     std::vector<std::unique_ptr<TcpWorkerSocket2>> clients, workers;
