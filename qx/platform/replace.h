@@ -38,8 +38,7 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
  * Written aside (under a name of QXFileCreateBeside), flushed, renamed, then the folder is flushed.
  * A symbolic link stays one, and the file that it leads to is replaced. Permission bits are kept,
  * the owner and group where the caller may give them; hard links are not. A new file has the bits
- * of
- * @p mode, at most 0777, less the umask. With EXCLUSIVE, files aside that killed writers left
+ * of @p mode, at most 0777, less the umask. With EXCLUSIVE, files aside that killed writers left
  * behind are removed first.
  *
  * After a failure the old file stands and nothing is left aside, except that a failing flush of the

@@ -46,9 +46,8 @@ public:
     /// @param fileName       0-terminated; either slash separates; null: the empty name
     /// @param semaphoreName  0-terminated, not empty, copied; null: no semaphore
     /// @param throwOnError   not 0: a file that cannot be read is an error; 0: the object is empty
-    /// @throws IniFileException FILE_NOT_READ with the file name; ResultException when the
-    /// semaphore
-    ///         cannot be had
+    /// @throws IniFileException FILE_NOT_READ with the file name; ResultException
+    ///     when the semaphore cannot be had
     explicit IniFile(const char16_t* fileName, const char* semaphoreName = nullptr,
                      int16_t throwOnError = 0);
     /// The copy has its own sets and shares the semaphore.
