@@ -1,7 +1,6 @@
 #include <qx/util/PropertySources.h>
 
 #include <cstring>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,42 +15,17 @@ namespace qx::util {
 
 namespace {
 
-struct Value {
-    ENUM_QX_REG_TYPE type = QX_REG_STRING;
-    std::vector<uint8_t> data;
-};
-
-/// Type and data in one look, as others may exchange the value between two; nothing when it does
-/// not exist.
-std::optional<Value> readValue(const RegistryKey& key, const String& name) {
-    const String path = key.getKey(true);
-    Value value;
-    int32_t length = 256;
-    for (;;) { // again when it has grown meanwhile
-        value.data.resize(static_cast<size_t>(length));
-        const int32_t result = QXRegistryGetValue(key.getHKEY(), path.getData(), name.getData(),
-                                                  &value.type, value.data.data(), &length);
-        if (result == result::BufferTooSmall)
-            continue;
-        if (result == result::NotFound)
-            return std::nullopt;
-        throwIfFailed(result);
-        value.data.resize(static_cast<size_t>(length));
-        return value;
-    }
-}
-
 /// A number, whose size the registry has checked.
 template <class T>
-T numberIn(const Value& value) {
+T numberIn(const std::vector<uint8_t>& data) {
     T number;
-    std::memcpy(&number, value.data.data(), sizeof number);
+    std::memcpy(&number, data.data(), sizeof number);
     return number;
 }
 
-String textOf(const Value& value) {
-    std::u16string text(value.data.size() / sizeof(char16_t), u'\0');
-    std::memcpy(text.data(), value.data.data(), text.size() * sizeof(char16_t));
+String textIn(const std::vector<uint8_t>& data) {
+    std::u16string text(data.size() / sizeof(char16_t), u'\0');
+    std::memcpy(text.data(), data.data(), text.size() * sizeof(char16_t));
     if (text.ends_with(u'\0'))
         text.pop_back();
     return String(std::u16string_view(text));
@@ -67,18 +41,18 @@ String hexadecimal(const std::vector<uint8_t>& bytes) {
     return String(std::u16string_view(text));
 }
 
-String asText(const Value& value) {
-    switch (value.type) {
+String asText(ENUM_QX_REG_TYPE type, const std::vector<uint8_t>& data) {
+    switch (type) {
     case QX_REG_UINT32:
-        return String::valueOf(numberIn<uint32_t>(value));
+        return String::valueOf(numberIn<uint32_t>(data));
     case QX_REG_UINT64:
-        return String::valueOf(numberIn<uint64_t>(value));
+        return String::valueOf(numberIn<uint64_t>(data));
     case QX_REG_BYTES:
-        return hexadecimal(value.data);
+        return hexadecimal(data);
     case QX_REG_STRING:
         break;
     }
-    return textOf(value);
+    return textIn(data);
 }
 
 } // namespace
@@ -96,11 +70,17 @@ Reference<PropertySet> propertiesOf(IniFile& ini, const String& set, const Prope
 
 Reference<PropertySet> propertiesOf(const RegistryKey& key, const PropertySet* parent) {
     auto properties = makeReference<PropertySet>(parent);
+    std::vector<uint8_t> data;
     const auto names = key.getValueIterator();
     while (names->hasNext()) {
         const Reference<String> name = names->next();
-        if (const auto value = readValue(key, *name)) // not deleted since the walk began
-            properties->set(*name, asText(*value));
+        try {
+            const ENUM_QX_REG_TYPE type = key.getValueData(*name, data);
+            properties->set(*name, asText(type, data));
+        } catch (const ResultException& e) {
+            if (e.getResult() != result::NotFound) // deleted since the walk began
+                throw;
+        }
     }
     return properties;
 }

@@ -200,6 +200,22 @@ int32_t RegistryKey::getValue(const String& name, signed char* bytes, int32_t le
     return length;
 }
 
+ENUM_QX_REG_TYPE RegistryKey::getValueData(const String& name, std::vector<uint8_t>& data) const {
+    const std::u16string path = terminated(m_path), nameUnits = terminated(name);
+    ENUM_QX_REG_TYPE type;
+    int32_t length = 256;
+    for (;;) { // again when the value has grown meanwhile
+        data.resize(static_cast<size_t>(length));
+        const int32_t result = QXRegistryGetValue(m_root, path.c_str(), nameUnits.c_str(), &type,
+                                                  data.data(), &length);
+        if (result == result::BufferTooSmall)
+            continue;
+        data.resize(static_cast<size_t>(length)); // none after a failure
+        throwIfFailed(result);
+        return type;
+    }
+}
+
 void RegistryKey::setValue(const String& name, ENUM_QX_REG_TYPE type, const void* data,
                            int32_t length) {
     throwIfFailed(QXRegistrySetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),

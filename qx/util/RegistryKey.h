@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include <qx/collections/TypedIterator.h>
 #include <qx/core/Object.h>
@@ -76,6 +77,8 @@ public:
     int32_t getValue(signed char* bytes, int32_t length) const {
         return getValue(String(), bytes, length);
     }
+    /// The data of a value of any type as they are stored, and its type, both of one moment.
+    ENUM_QX_REG_TYPE getValueData(const String& name, std::vector<uint8_t>& data) const;
 
     /// The setters make the key when it does not exist, and replace a value of any type.
     void setValue(const String& name, const String& value);

@@ -100,12 +100,16 @@ TEST_F(RegistryKeys, ValuesComeBackByTheirType) {
         signed char buffer[4] = {};
         EXPECT_EQ(key.getValue(value, buffer, 4), 3);
         EXPECT_TRUE(std::equal(bytes, bytes + 3, buffer));
+        std::vector<uint8_t> data;
+        EXPECT_EQ(key.getValueData(value, data), QX_REG_BYTES);
+        EXPECT_EQ(data, (std::vector<uint8_t>{1, 0, 255}));
         expectThrowsResult(result::BufferTooSmall, [&] { key.getValue(value, buffer, 2); });
         expectThrowsResult(result::BufferTooSmall, [&] { key.getValue(value, nullptr, 0); });
         key.deleteValue(value);
         EXPECT_FALSE(key.valueExists(value));
         expectThrowsResult(result::NotFound, [&] { key.getValueType(value); });
         expectThrowsResult(result::NotFound, [&] { key.deleteValue(value); });
+        expectThrowsResult(result::NotFound, [&] { key.getValueData(value, data); });
     }
     for (const int32_t length : {0, 126, 127, 128, 5000}) { // around the first capacity
         key.setValue(String(u'x', length));

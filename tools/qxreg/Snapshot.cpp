@@ -12,25 +12,16 @@ using qx::util::RegistryKey;
 
 namespace {
 
-/// The path of a key as the platform takes it.
-String pathOf(const RegistryKey& key) { return key.getKey(true); }
-
 /// The value, or nothing when it does not exist.
 std::optional<Value> tryReadValue(const RegistryKey& key, const String& name) {
-    Value value;
-    int32_t length = 256;
-    for (;;) { // again when it has grown meanwhile
-        value.data.resize(static_cast<size_t>(length));
-        const int32_t result =
-            QXRegistryGetValue(key.getHKEY(), pathOf(key).getData(), name.getData(), &value.type,
-                               value.data.data(), &length);
-        if (result == qx::result::BufferTooSmall)
-            continue;
-        if (result == qx::result::NotFound)
-            return std::nullopt;
-        require(result, nameOf(key));
-        value.data.resize(static_cast<size_t>(length));
+    try {
+        Value value;
+        value.type = key.getValueData(name, value.data);
         return value;
+    } catch (const qx::ResultException& e) {
+        if (e.getResult() != qx::result::NotFound)
+            throw;
+        return std::nullopt;
     }
 }
 
