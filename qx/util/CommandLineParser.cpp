@@ -213,8 +213,9 @@ void CommandLineParser::defineOption(const String& name, int32_t valueCount,
         new OptionDefinition(name, valueCount, defaults, description));
     // What can run out of memory comes first, so that the maps never disagree: without a definition
     // a name counts as undefined.
-    auto& folded = m_foldedDefinitions[name];
-    m_definitions.insert_or_assign(name, definition);
+    const String ownName(definition->name()); // the text given may lie in memory that changes
+    auto& folded = m_foldedDefinitions[ownName];
+    m_definitions.insert_or_assign(ownName, definition);
     folded = definition;
 }
 

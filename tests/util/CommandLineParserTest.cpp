@@ -200,6 +200,17 @@ TEST(CommandLineParser, DefinitionsSurviveAndReplaceEachOther) {
     EXPECT_EQ(parser.getOption(u"O"), nullptr);
 }
 
+TEST(CommandLineParser, DefinitionsKeepNamesOfTheirOwn) {
+    CommandLineParser parser;
+    std::u16string units = u"one";
+    parser.defineOption(String(units.data(), String::AM_WRAP, 3), 1, u"5");
+    units = u"two";
+    for (const bool ignoreCase : {false, true}) {
+        parser.setIgnoreCase(ignoreCase);
+        EXPECT_EQ(parser.getValueLong(u"one", 0), 5);
+    }
+}
+
 TEST(CommandLineParser, ReportsWhatIsNotThere) {
     auto parser = parserWithOptions<CommandLineParser>();
     parser.parse(String(u"prog -one abc"));
