@@ -47,14 +47,16 @@ String lastNameOf(const String& path) { return path.substring(path.lastIndexOf(u
 
 } // namespace
 
-RegistryKey::RegistryKey(const String& key) : m_path(key) {
+// The path is a copy: a text may lie in memory that somebody else changes.
+RegistryKey::RegistryKey(const String& key) : m_path(key.view()) {
     normalize();
     m_root = extractQXHkey(m_path);
     if (m_path.isEmpty())
         m_keyName.clear(); // it was the root's name
 }
 
-RegistryKey::RegistryKey(ENUM_QX_HKEY root, const String& path) : m_root(root), m_path(path) {
+RegistryKey::RegistryKey(ENUM_QX_HKEY root, const String& path)
+    : m_root(root), m_path(path.view()) {
     if (root < 0 || root >= RootCount)
         throw Exception(u"Unknown QX_HKEY"_qs);
     normalize();
@@ -96,7 +98,7 @@ RegistryKey RegistryKey::getParent() const {
 }
 
 RegistryKey RegistryKey::getSubkey(const String& name) const {
-    String names(name);
+    String names(name.view());
     names.translate(u'/', u'\\');
     RegistryKey subkey = childNamed(names);
     subkey.m_keyName = lastNameOf(names);

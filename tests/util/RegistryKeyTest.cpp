@@ -71,6 +71,14 @@ TEST(RegistryKeyNames, LeadUpAndDown) {
     expectThrowsText("No parent key", [&] { root.getSubkey(u"A").getParent(); });
 }
 
+TEST(RegistryKeyNames, AreCopies) {
+    std::u16string units = u"A\\B";
+    const RegistryKey key(QX_HKEY_USER, String(units.data(), String::AM_WRAP, 3));
+    units = u"C\\D";
+    EXPECT_EQ(key.getKey(true), String(u"\\A\\B"));
+    EXPECT_EQ(key.getKeyName(), String(u"B"));
+}
+
 TEST(RegistryKeyNames, AreEqualWhateverTheirCase) {
     const RegistryKey key(QX_HKEY_USER, u"A\\b"), same(QX_HKEY_USER, u"a\\B");
     EXPECT_TRUE(key.equals(same));
