@@ -15,12 +15,6 @@
 
 namespace qxtest {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool Sanitized = true;
-#else
-inline constexpr bool Sanitized = false;
-#endif
-
 /// Expects @p body to throw exactly @p Exception with that description; its result code.
 template <class Exception, class Body>
 int32_t expectThrows(std::u16string_view description, Body body) {

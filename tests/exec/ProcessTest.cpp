@@ -18,6 +18,7 @@
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryFolder.h"
 
 using namespace qx;

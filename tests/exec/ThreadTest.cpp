@@ -15,6 +15,7 @@
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Sanitized.h"
 
 using namespace qx;
 using namespace qx::exec;

@@ -21,6 +21,7 @@
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -30,11 +31,8 @@ using log::AsyncProcessor;
 using qxtest::expectThrowsResult;
 using qxtest::FakeTarget;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int EntriesPerThread = 5'000, ShutdownRounds = 200;
-#else
-constexpr int EntriesPerThread = 100'000, ShutdownRounds = 1'000;
-#endif
+constexpr int EntriesPerThread = qxtest::Sanitized ? 5'000 : 100'000;
+constexpr int ShutdownRounds = qxtest::Sanitized ? 200 : 1'000;
 
 /// Reads "text=THREAD NUMBER" out of what a BasicLogWriter writes for each entry and keeps account.
 class CheckingWriter : public io::NullWriter {

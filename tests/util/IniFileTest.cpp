@@ -12,6 +12,7 @@
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/FailingCalls.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/TestLocale.h"
 #include "tests/util/IniTesting.h"
 
@@ -348,9 +349,8 @@ TEST_F(IniFileTest, ManyKeysInAnyOrderAreFoundAndListedInOrder) {
 
 /// The memory that replaced values take is given back.
 TEST_F(IniFileTest, ValuesThatChangeOftenDoNotAddUp) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "a sanitizer keeps memory that was given back";
-#endif
+    if (qxtest::Sanitized)
+        GTEST_SKIP() << "a sanitizer keeps memory that was given back";
     MemoryFolder other;
     IniFile ini(wide(other.path("f")).c_str());
     const std::u16string value(200, u'v');

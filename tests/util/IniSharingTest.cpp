@@ -9,6 +9,7 @@
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Sanitized.h"
 #include "tests/util/IniTesting.h"
 
 using namespace qx;
@@ -18,11 +19,7 @@ using namespace qxtest;
 namespace {
 
 constexpr int Writers = 8;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int KeysOfWriter = 50;
-#else
-constexpr int KeysOfWriter = 500;
-#endif
+constexpr int KeysOfWriter = Sanitized ? 50 : 500;
 constexpr int MostWriters = 64;
 
 struct Progress {
