@@ -4,7 +4,7 @@
 
 #include <qx/core/Exception.h>
 
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 BackgroundWriter::BackgroundWriter(qx::Reference<qx::io::OutputStream> stream, std::string name)
     : m_stream(std::move(stream)), m_name(std::move(name)), m_thread([this] { run(); }) {}

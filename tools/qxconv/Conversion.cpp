@@ -7,7 +7,7 @@
 #include <qx/core/Exception.h>
 #include <qx/text/charset/EncodingException.h>
 
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 using namespace qx::text::charset;
 

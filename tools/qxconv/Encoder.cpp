@@ -2,7 +2,7 @@
 
 #include <qx/text/charset/Surrogates.h>
 
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 using namespace qx::text::charset;
 

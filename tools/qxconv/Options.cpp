@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 const char HelpText[] =
     R"(usage: qxconv [-f FROM] [-t TO] [-o OUT] [--strict] [--substitute TEXT] [FILE...]

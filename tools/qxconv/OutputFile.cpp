@@ -11,7 +11,7 @@
 #include <qx/platform/result.h>
 #include <qx/util/Guid.h>
 
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 namespace fs = std::filesystem;
 

@@ -14,10 +14,10 @@
 
 #include "Conversion.h"
 #include "EncodingList.h"
-#include "Failure.h"
 #include "Options.h"
 #include "OutputFile.h"
 #include "Progress.h"
+#include "tools/common/Failure.h"
 
 namespace fs = std::filesystem;
 using qx::io::FileInputStream;

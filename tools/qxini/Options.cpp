@@ -4,7 +4,7 @@
 
 #include <qx/util/CommandLineParser.h>
 
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 using qx::String;
 using qx::util::CommandLineParser;

@@ -12,9 +12,9 @@
 #include <qx/util/IniFile.h>
 #include <qx/util/IniFileIterator.h>
 
-#include "Failure.h"
 #include "Listing.h"
 #include "Options.h"
+#include "tools/common/Failure.h"
 
 using qx::String;
 using qx::util::IniFile;

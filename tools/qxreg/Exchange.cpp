@@ -8,7 +8,7 @@
 #include <qx/core/Exception.h>
 #include <qx/platform/registry.h>
 
-#include "Failure.h"
+#include "PlatformFailure.h"
 #include "Snapshot.h"
 #include "ValueText.h"
 

@@ -5,8 +5,8 @@
 #include <qx/core/Exception.h>
 #include <qx/util/CommandLineParser.h>
 
-#include "Failure.h"
 #include "ValueText.h"
+#include "tools/common/Failure.h"
 
 using qx::String;
 using qx::util::CommandLineParser;

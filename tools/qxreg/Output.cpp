@@ -4,7 +4,7 @@
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
 
-#include "Failure.h"
+#include "PlatformFailure.h"
 #include "Snapshot.h"
 
 using qx::util::RegistryKey;

@@ -5,7 +5,7 @@
 #include <qx/core/Exception.h>
 #include <qx/platform/result.h>
 
-#include "Failure.h"
+#include "PlatformFailure.h"
 
 using qx::String;
 using qx::util::RegistryKey;

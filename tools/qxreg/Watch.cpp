@@ -6,8 +6,8 @@
 #include <qx/exec/Thread.h>
 #include <qx/platform/result.h>
 
-#include "Failure.h"
 #include "Output.h"
+#include "PlatformFailure.h"
 #include "Snapshot.h"
 
 using qx::String;

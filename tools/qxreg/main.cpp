@@ -11,9 +11,9 @@
 #include <qx/platform/result.h>
 
 #include "Exchange.h"
-#include "Failure.h"
 #include "Options.h"
 #include "Output.h"
+#include "PlatformFailure.h"
 #include "Snapshot.h"
 #include "Watch.h"
 

@@ -1,4 +1,4 @@
-#include "Failure.h"
+#include "PlatformFailure.h"
 
 #include <cstdio>
 

@@ -1,4 +1,4 @@
-#include "Failure.h"
+#include "tools/common/Failure.h"
 
 #include <cstdio>
 
@@ -24,7 +24,7 @@ constexpr struct {
     {qx::result::DiskFull,     "no space left on the device"},
     {native(206),              "the name is too long"},
     {native(31),               "the device does not work"},
-    {native(223),              "the file would be too large"},
+    {qx::result::FileTooLarge, "the file would be too large"},
     {qx::result::InvalidHandle, "not open"},
 };
 // clang-format on
