@@ -1,36 +1,14 @@
 #!/usr/bin/env bash
 # Tests the program qxcalc as a user meets it. Arguments: the program, the folder of the test data.
-set -u
-qxcalc=$1
+. "$(dirname "$0")/checks.sh"
+qxcalc=$program
 known=$2/numbers
-export LC_ALL=C.UTF-8
-
-[ -x "$qxcalc" ] || { echo "no program $qxcalc"; exit 1; }
-failures=0
-checks=0
-
-# equal WHAT ACTUAL EXPECTED
-equal() {
-    checks=$((checks + 1))
-    [ "$2" == "$3" ] && return
-    echo "FAILED $1: got '$2', expected '$3'"
-    failures=$((failures + 1))
-}
 
 # gives RESULT ARGUMENTS...: results on one line
 gives() {
     local expected=$1
     shift
     equal "$*" "$("$qxcalc" "$@" 2>&1 | tr '\n' ' ')" "$expected "
-}
-
-# fails STATUS MESSAGE ARGUMENTS...
-fails() {
-    local status=$1 text=$2 message
-    shift 2
-    message=$("$qxcalc" "$@" 2>&1 >/dev/null)
-    equal "status of $*" $? "$status"
-    equal "message of ${*}" "$message" "qxcalc: $text"
 }
 
 # --- precedence and association
@@ -140,5 +118,4 @@ fi
 "$qxcalc" 1 >/dev/full 2>/dev/null
 equal "status for a full disk" $? 1
 
-echo "$checks checks, $failures failed"
-[ "$failures" == 0 ]
+finish

@@ -1,29 +1,13 @@
 #!/usr/bin/env bash
 # Tests the program qxconv as a user meets it. Arguments: the program, the folder of the test data,
 # and "sanitized" for a build whose memory use means nothing.
-set -u
-qxconv=$1
+. "$(dirname "$0")/checks.sh"
+qxconv=$program
 texts=$2/texts
 sanitized=${3-}
-export LC_ALL=C.UTF-8
-
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-cd "$folder" || exit 1
-[ -x "$qxconv" ] || { echo "no program $qxconv"; exit 1; }
-failures=0
-checks=0
 
 hex() { od -An -v -tx1 | tr -d ' \n'; }
 bytes() { printf "$(sed 's/../\\x&/g' <<<"$1")"; }
-
-# equal WHAT ACTUAL EXPECTED
-equal() {
-    checks=$((checks + 1))
-    [ "$2" == "$3" ] && return
-    echo "FAILED $1: got '$2', expected '$3'"
-    failures=$((failures + 1))
-}
 
 # converts HEX-IN HEX-OUT ARGUMENTS...: from standard input to standard output
 converts() {
@@ -32,21 +16,12 @@ converts() {
     equal "$in $*" "$(bytes "$in" | "$qxconv" "$@" | hex)" "$out"
 }
 
-# refuses STATUS MESSAGE ARGUMENTS...
-refuses() {
-    local status=$1 text=$2 message
-    shift 2
-    message=$("$qxconv" "$@" 2>&1 >stdout)
-    equal "status of $*" $? "$status"
-    equal "message of $*" "$message" "qxconv: $text"
-}
-
 # bad HEX-IN MESSAGE ARGUMENTS...: --strict refuses the input
 bad() {
     bytes "$1" >bad.in
     local text=$2
     shift 2
-    refuses 1 "bad.in: $text" --strict "$@" bad.in
+    fails 1 "bad.in: $text" --strict "$@" bad.in
 }
 
 no_leftovers() { equal "leftovers $1" "$(find . -name '.qxconv*')" ""; }
@@ -110,17 +85,17 @@ bad 3dd800de 'U+1F600 has no form in ASCII, at byte offset 0' -f UTF-16LE -t ASC
 # Far into a file, around the places where blocks may end.
 for far in 65535 65536 131071 131072 131073 262143 1000001; do
     { head -c $far /dev/zero && printf '\xe4\xb8\xad\xff'; } >far
-    refuses 1 "far: U+4E2D has no form in ASCII, at byte offset $far" --strict -t ASCII far
-    refuses 1 "far: invalid UTF-8 at byte offset $((far + 3))" --strict -t UTF-16LE far
+    fails 1 "far: U+4E2D has no form in ASCII, at byte offset $far" --strict -t ASCII far
+    fails 1 "far: invalid UTF-8 at byte offset $((far + 3))" --strict -t UTF-16LE far
     # every character that a block's end cuts is put together again
     yes 'é中😀' | head -c $((far + 12)) | sed '$d' >cut
     "$qxconv" --strict -t UTF-16BE cut | "$qxconv" --strict -f UTF-16BE -t UTF-8 | cmp - cut
     equal "characters across blocks" $? 0
 done
-refuses 1 'standard input: invalid UTF-8 at byte offset 0' --strict - <<<$'\xff'
+fails 1 'standard input: invalid UTF-8 at byte offset 0' --strict - <<<$'\xff'
 printf 'A\0' >even
 printf 'A\0B' >odd
-refuses 1 'odd: incomplete UTF-16LE at byte offset 2' --strict -f UTF-16LE even odd even
+fails 1 'odd: incomplete UTF-16LE at byte offset 2' --strict -f UTF-16LE even odd even
 
 # --- files
 printf 'one' >1
@@ -152,14 +127,14 @@ equal "a file like an option" "$("$qxconv" -- --strict)" dashes
 # --- a failure leaves the output as it was
 printf 'old' >out
 printf 'A\xff' >bad
-refuses 1 'missing: no such file' -o out 2 missing
-refuses 1 'bad: invalid UTF-8 at byte offset 1' --strict -o out 2 bad
-refuses 1 'bad: invalid UTF-8 at byte offset 1' --strict -o new bad
-refuses 1 '.: is a folder' -o out .
+fails 1 'missing: no such file' -o out 2 missing
+fails 1 'bad: invalid UTF-8 at byte offset 1' --strict -o out 2 bad
+fails 1 'bad: invalid UTF-8 at byte offset 1' --strict -o new bad
+fails 1 '.: is a folder' -o out .
 equal "old output" "$(cat out)" old
 equal "no new output" "$(find . -name new)" ""
-refuses 1 'nowhere/out: no such file' -o nowhere/out 2
-refuses 1 '/dev/full: no space left on the device' -o /dev/full 2
+fails 1 'nowhere/out: no such file' -o nowhere/out 2
+fails 1 '/dev/full: no space left on the device' -o /dev/full 2
 equal "full disk" "$("$qxconv" 2 2>&1 >/dev/full; echo $?)" \
     $'qxconv: standard output: no space left on the device\n1'
 equal "full disk for the list" "$("$qxconv" -l 2>&1 >/dev/full; echo $?)" \
@@ -167,7 +142,7 @@ equal "full disk for the list" "$("$qxconv" -l 2>&1 >/dev/full; echo $?)" \
 no_leftovers "after failures"
 if [ "$(id -u)" != 0 ]; then
     chmod 400 out
-    refuses 1 'out: permission denied' -o out 2
+    fails 1 'out: permission denied' -o out 2
     chmod 600 out
 fi
 
@@ -196,17 +171,17 @@ no_leftovers "after a signal"
 
 # --- usage
 usage='(qxconv --help tells more)'
-refuses 2 "unknown option -x $usage" -x
-refuses 2 "unknown option --strictly $usage" --strictly
-refuses 2 "unknown option --substituted $usage" --substituted
-refuses 2 "option -f needs a value $usage" -f
-refuses 2 "option --substitute needs a value $usage" --substitute
-refuses 2 "option -t is given twice $usage" -t UTF-8 -t UTF-8
-refuses 2 "--strict and --substitute exclude each other $usage" --strict --substitute x
-refuses 2 "-l takes no files $usage" -l 2
-refuses 2 'unknown encoding "UTF-9" (qxconv -l lists all)' -f UTF-9 -o out 2
-refuses 2 'unknown encoding "" (qxconv -l lists all)' -t '' 2
-refuses 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
+fails 2 "unknown option -x $usage" -x
+fails 2 "unknown option --strictly $usage" --strictly
+fails 2 "unknown option --substituted $usage" --substituted
+fails 2 "option -f needs a value $usage" -f
+fails 2 "option --substitute needs a value $usage" --substitute
+fails 2 "option -t is given twice $usage" -t UTF-8 -t UTF-8
+fails 2 "--strict and --substitute exclude each other $usage" --strict --substitute x
+fails 2 "-l takes no files $usage" -l 2
+fails 2 'unknown encoding "UTF-9" (qxconv -l lists all)' -f UTF-9 -o out 2
+fails 2 'unknown encoding "" (qxconv -l lists all)' -t '' 2
+fails 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
 equal "output after usage errors" "$(cat out)" old
 options='-f FROM|-t TO|-o OUT|--strict|--substitute TEXT|-l|--help'
 equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")" 7
@@ -267,5 +242,4 @@ if [ "$sanitized" != sanitized ]; then
     done
 fi
 
-echo "$checks checks, $failures failed"
-[ $failures == 0 ]
+finish

@@ -1,23 +1,7 @@
 #!/usr/bin/env bash
 # Tests the program qxini as a user meets it. Argument: the program.
-set -u
-qxini=$(realpath "$1")
-export LC_ALL=C.UTF-8
-
-[ -x "$qxini" ] || { echo "no program $qxini"; exit 1; }
-failures=0
-checks=0
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-cd "$folder"
-
-# equal WHAT ACTUAL EXPECTED
-equal() {
-    checks=$((checks + 1))
-    [ "$2" == "$3" ] && return
-    echo "FAILED $1: got '$2', expected '$3'"
-    failures=$((failures + 1))
-}
+. "$(dirname "$0")/checks.sh"
+qxini=$program
 
 # gives OUTPUT ARGUMENTS...: succeeds with this output
 gives() {
@@ -25,15 +9,6 @@ gives() {
     shift
     output=$("$qxini" "$@" 2>&1; echo "status $?")
     equal "$*" "$output" "$expected${expected:+$'\n'}status 0"
-}
-
-# fails STATUS MESSAGE ARGUMENTS...
-fails() {
-    local status=$1 text=$2 message
-    shift 2
-    message=$("$qxini" "$@" 2>&1 >/dev/null)
-    equal "status of $*" $? "$status"
-    equal "message of $*" "$message" "qxini: $text"
 }
 
 # --- a file from nothing
@@ -110,5 +85,4 @@ equal "unknown option" "$("$qxini" f.ini list --jsn >/dev/null 2>&1; echo $?)" 2
 equal "help names every option" "$("$qxini" --help | grep -cE '^ +-*(json|keep|semaphore|help)\b')" 4
 equal "status of help" "$("$qxini" --help >/dev/null; echo $?)" 0
 
-echo "$checks checks, $failures failed"
-[ $failures == 0 ]
+finish

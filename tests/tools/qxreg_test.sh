@@ -1,24 +1,8 @@
 #!/usr/bin/env bash
 # Tests the program qxreg as a user meets it. Argument: the program.
-set -u
-qxreg=$1
-export LC_ALL=C.UTF-8
-
-[ -x "$qxreg" ] || { echo "no program $qxreg"; exit 1; }
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-cd "$folder"
+. "$(dirname "$0")/checks.sh"
+qxreg=$program
 export XDG_DATA_HOME=$folder/data
-failures=0
-checks=0
-
-# equal WHAT ACTUAL EXPECTED
-equal() {
-    checks=$((checks + 1))
-    [ "$2" == "$3" ] && return
-    echo "FAILED $1: got '$2', expected '$3'"
-    failures=$((failures + 1))
-}
 
 # gives OUTPUT ARGUMENTS...: status 0 and what is printed
 gives() {
@@ -27,15 +11,6 @@ gives() {
     output=$("$qxreg" "$@" 2>&1)
     equal "status of $*" $? 0
     equal "$*" "$output" "$expected"
-}
-
-# fails STATUS MESSAGE ARGUMENTS...
-fails() {
-    local status=$1 text=$2 message
-    shift 2
-    message=$("$qxreg" "$@" 2>&1 >/dev/null)
-    equal "status of $*" $? "$status"
-    equal "message of $*" "$message" "qxreg: $text"
 }
 
 key='QX_HKEY_USER\Software\Maker'
@@ -136,5 +111,4 @@ fails 2 '0af is no value of type bytes' add "$key" n 0af --type bytes
 fails 2 "Unknown option --all $more" query "$key" --all
 equal "help" "$("$qxreg" --help | head -n 1)" 'usage: qxreg query KEY [NAME] [--recursive] [--json]'
 
-echo "$checks checks, $failures failed"
-[ $failures == 0 ]
+finish
