@@ -1,12 +1,8 @@
 // qxconv: converts text files from one encoding to another.
 
-#include <cstdio>
 #include <filesystem>
-#include <new>
 #include <optional>
-#include <string_view>
 
-#include <qx/core/Exception.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
@@ -17,7 +13,7 @@
 #include "Options.h"
 #include "OutputFile.h"
 #include "Progress.h"
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
 namespace fs = std::filesystem;
 using qx::io::FileInputStream;
@@ -50,15 +46,6 @@ int64_t sizeOf(const std::string& file) {
 }
 
 constexpr char StandardOutput[] = "standard output";
-
-void print(std::string_view text) {
-    try {
-        FileOutputStream(QXFileStandardOutput(), false)
-            .write(text.data(), static_cast<int32_t>(text.size()));
-    } catch (const qx::ResultException& e) {
-        throw fileFailure(StandardOutput, e.getResult());
-    }
-}
 
 /// Converts the files to the open file @p output.
 void convertFiles(Conversion& conversion, const std::vector<std::string>& files, uint64_t output,
@@ -97,25 +84,8 @@ void run(const Options& options) {
     }
 }
 
-int fail(int status, std::string_view message) {
-    if (!message.empty())
-        std::fprintf(stderr, "qxconv: %.*s\n", static_cast<int>(message.size()), message.data());
-    return status;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    try {
-        run(parseOptions(argc, argv));
-        return 0;
-    } catch (const Failure& failure) {
-        return fail(failure.status(), failure.what());
-    } catch (const qx::Exception& e) {
-        return fail(Failure::Runtime, e.getDescription().toUtf8());
-    } catch (const std::bad_alloc&) {
-        return fail(Failure::Runtime, "out of memory");
-    } catch (const std::exception& e) {
-        return fail(Failure::Runtime, e.what());
-    }
+    return runProgram("qxconv", [&] { run(parseOptions(argc, argv)); });
 }

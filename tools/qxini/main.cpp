@@ -1,12 +1,7 @@
 // qxini: shows and changes INI files.
 
-#include <cstdio>
-#include <new>
 #include <string_view>
 
-#include <qx/core/Exception.h>
-#include <qx/io/FileOutputStream.h>
-#include <qx/platform/files.h>
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 #include <qx/util/IniFile.h>
@@ -14,7 +9,7 @@
 
 #include "Listing.h"
 #include "Options.h"
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
 using qx::String;
 using qx::util::IniFile;
@@ -25,15 +20,6 @@ using qx::util::IniFileView;
 namespace result = qx::result;
 
 namespace {
-
-void print(std::string_view text) {
-    try {
-        qx::io::FileOutputStream(QXFileStandardOutput(), false)
-            .write(text.data(), static_cast<int32_t>(text.size()));
-    } catch (const qx::ResultException& e) {
-        throw fileFailure("standard output", e.getResult());
-    }
-}
 
 /// @param mustExist  a file that is not there is a failure
 IniFile open(const Options& options, bool mustExist) {
@@ -153,23 +139,8 @@ void run(const Options& options) {
     }
 }
 
-int fail(int status, std::string_view message) {
-    if (!message.empty())
-        std::fprintf(stderr, "qxini: %.*s\n", static_cast<int>(message.size()), message.data());
-    return status;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    try {
-        run(parseOptions(argc, argv));
-        return 0;
-    } catch (const Failure& failure) {
-        return fail(failure.status(), failure.what());
-    } catch (const qx::Exception& e) {
-        return fail(Failure::Runtime, e.getDescription().toUtf8());
-    } catch (const std::bad_alloc&) {
-        return fail(Failure::Runtime, "out of memory");
-    }
+    return runProgram("qxini", [&] { run(parseOptions(argc, argv)); });
 }

@@ -1,11 +1,8 @@
 #include "Output.h"
 
-#include <qx/core/Exception.h>
-#include <qx/io/FileOutputStream.h>
-#include <qx/platform/files.h>
-
 #include "PlatformFailure.h"
 #include "Snapshot.h"
+#include "tools/common/Program.h"
 
 using qx::util::RegistryKey;
 
@@ -35,15 +32,7 @@ std::string jsonOf(const KeyContent& content) {
 
 } // namespace
 
-void printOut(std::string_view text) {
-    try {
-        qx::io::FileOutputStream out(QXFileStandardOutput(), false);
-        for (; !text.empty(); text.remove_prefix(std::min(text.size(), size_t{1} << 20)))
-            out.write(text.data(), static_cast<int32_t>(std::min(text.size(), size_t{1} << 20)));
-    } catch (const qx::ResultException& e) {
-        throw platformFailure("standard output", e.getResult());
-    }
-}
+void printOut(std::string_view text) { print(text, &platformFailure); }
 
 std::string jsonMembers(const Value& value) {
     return "\"type\": \"" + std::string(typeName(value.type)) + "\", \"value\": " + jsonText(value);

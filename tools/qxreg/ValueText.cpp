@@ -4,6 +4,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include <qx/text/charset/Surrogates.h>
+
+using qx::text::charset::isHighSurrogate;
+using qx::text::charset::isLowSurrogate;
+using qx::text::charset::isSurrogate;
+
 namespace {
 
 // In the order of the types' numbers.
@@ -61,12 +67,6 @@ Value valueOf(ENUM_QX_REG_TYPE type, const void* data, size_t length) {
     return {type, {bytes, bytes + length}};
 }
 
-bool isSurrogate(char16_t unit) { return unit >= 0xD800 && unit < 0xE000; }
-
-bool isPair(char16_t first, char16_t second) {
-    return first >= 0xD800 && first < 0xDC00 && second >= 0xDC00 && second < 0xE000;
-}
-
 std::string utf8Of(std::u16string_view text) { return qx::String(text).toUtf8(); }
 
 } // namespace
@@ -107,7 +107,7 @@ std::string quoted(std::u16string_view text) {
     };
     for (size_t i = 0; i < text.size(); ++i) {
         const char16_t unit = text[i];
-        if (i + 1 < text.size() && isPair(unit, text[i + 1])) {
+        if (i + 1 < text.size() && isHighSurrogate(unit) && isLowSurrogate(text[i + 1])) {
             ++i;
             continue;
         }

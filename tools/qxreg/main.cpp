@@ -1,7 +1,6 @@
 // qxreg: shows and changes the registry.
 
-#include <cstdio>
-#include <exception>
+#include <optional>
 #include <string>
 
 #include <qx/core/Exception.h>
@@ -16,6 +15,7 @@
 #include "PlatformFailure.h"
 #include "Snapshot.h"
 #include "Watch.h"
+#include "tools/common/Program.h"
 
 using qx::String;
 using qx::io::FileInputStream;
@@ -114,29 +114,20 @@ void run(const Options& options) {
     }
 }
 
-int fail(int status, const std::string& message) {
-    if (!message.empty())
-        std::fprintf(stderr, "qxreg: %s\n", message.c_str());
-    return status;
+/// A failure of the platform is told as one of the key.
+void parseAndRun(int argc, const char* const* argv) {
+    std::optional<Options> options;
+    try {
+        options = parseOptions(argc, argv);
+        run(*options);
+    } catch (const qx::ResultException& e) {
+        const auto& key = options ? options->key : std::nullopt;
+        throw platformFailure(key ? nameOf(*key) : "registry", e.getResult());
+    }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    std::optional<Options> options;
-    try {
-        options = parseOptions(argc, argv);
-        run(*options);
-        return 0;
-    } catch (const Failure& failure) {
-        return fail(failure.status(), failure.what());
-    } catch (const qx::ResultException& e) {
-        const auto& key = options ? options->key : std::nullopt;
-        const Failure failure = platformFailure(key ? nameOf(*key) : "registry", e.getResult());
-        return fail(failure.status(), failure.what());
-    } catch (const qx::Exception& e) {
-        return fail(Failure::Runtime, e.getDescription().toUtf8());
-    } catch (const std::exception& e) {
-        return fail(Failure::Runtime, e.what());
-    }
+    return runProgram("qxreg", [&] { parseAndRun(argc, argv); });
 }
