@@ -1,47 +1,25 @@
 #include <qx/io/FileOutputStream.h>
 
-#include <vector>
+#include <string>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/io/detail/OpenFile.h>
-#include <qx/platform/text.h>
+#include <qx/ipc/detail/Turn.h>
 #include <qx/util/FilePath.h>
+#include <qx/util/detail/PlatformText.h>
 
 namespace qx::io {
 
 namespace {
 
 /// Name of the lock that all writers of the file @p name share, whichever slash they write.
-std::vector<char> semaphoreName(const String& name) {
+std::string semaphoreName(const String& name) {
     String slashed(name);
-    slashed.translate(u'\\', u'/');
-    constexpr int32_t MaxBytesPerUnit = 8;
-    std::vector<char> narrow(static_cast<size_t>(slashed.getLength()) * MaxBytesPerUnit + 1);
-    throwIfFailed(QXUnicodeToAnsi(slashed.getData(), slashed.getLength(), narrow.data(),
-                                  static_cast<int32_t>(narrow.size())));
-    return narrow;
+    return util::detail::narrowed(slashed.translate(u'\\', u'/'));
 }
 
 } // namespace
-
-/// Holds the lock between processes, where there is one, for a scope.
-class FileOutputStream::WriterTurn {
-public:
-    explicit WriterTurn(ipc::SemaphoreR* semaphore) : m_semaphore(semaphore) {
-        if (m_semaphore)
-            m_semaphore->wait();
-    }
-    ~WriterTurn() {
-        if (m_semaphore)
-            resultOf([this] { m_semaphore->signal(); });
-    }
-    WriterTurn(const WriterTurn&) = delete;
-    WriterTurn& operator=(const WriterTurn&) = delete;
-
-private:
-    ipc::SemaphoreR* m_semaphore;
-};
 
 /// Closes the file at the end of a scope, where the mode wants it closed between operations.
 class FileOutputStream::ClosedAfter {
@@ -77,7 +55,7 @@ void FileOutputStream::init() {
     if ((m_mode & (APPEND | KEEPCLOSED | LOCK)) != 0)
         m_mutex = makeReference<sync::Mutex>();
     if ((m_mode & (APPEND | LOCK)) != 0)
-        m_semaphore = makeReference<ipc::SemaphoreR>(semaphoreName(m_name).data(), 1u, m_mutex);
+        m_semaphore = makeReference<ipc::SemaphoreR>(semaphoreName(m_name).c_str(), 1u, m_mutex);
     const ClosedAfter closed(*this);
     openFile((m_mode & TRUNC) != 0);
 }
@@ -85,7 +63,7 @@ void FileOutputStream::init() {
 void FileOutputStream::write(const signed char* from, int32_t length) {
     // The turn is waited for without the mutex: its holder in this process may need the mutex to
     // get to the end of its turn.
-    const WriterTurn turn(m_semaphore);
+    const ipc::detail::Turn turn(m_semaphore.get());
     const auto lock = exclusive();
     if (keepsClosed())
         open();

@@ -77,7 +77,6 @@ protected:
     void forgetHandle() noexcept { m_file = FileHandle(); }
 
 private:
-    class WriterTurn;
     class ClosedAfter;
 
     void init();

@@ -24,6 +24,8 @@ typedef struct QXFileState {
  * zeros after a failure. */
 QX_API int32_t QXFileGetState(const char* path, QXFileState* state);
 QX_API int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state);
+/* 1 when both are one state of one file, else 0. */
+QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right);
 /* 1 when a change from now on is sure to give a file of this state another one, 0 when it was
  * changed so lately that the clock of the file system may not tell the two apart. */
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);

@@ -8,6 +8,7 @@
 #include <qx/platform/files.h>
 #include <qx/platform/text.h>
 
+#include "qx/ipc/detail/Turn.h"
 #include "qx/util/detail/IniReader.h"
 #include "qx/util/detail/IniSets.h"
 #include "qx/util/detail/IniWriter.h"
@@ -15,29 +16,6 @@
 namespace qx::util {
 
 namespace {
-
-/// Holds the unit of a semaphore, if there is one.
-class Turn {
-public:
-    explicit Turn(ipc::Semaphore* lock) : m_lock(lock) {
-        if (m_lock)
-            m_lock->wait();
-    }
-    ~Turn() {
-        if (m_lock)
-            resultOf([this] { m_lock->signal(); });
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-
-private:
-    ipc::Semaphore* const m_lock;
-};
-
-bool isSame(const QXFileState& left, const QXFileState& right) noexcept {
-    return left.modified == right.modified && left.size == right.size &&
-           left.device == right.device && left.inode == right.inode;
-}
 
 std::string pathOf(const String& name) {
     const size_t capacity = static_cast<size_t>(name.getLength()) * 4 + 1;
@@ -87,20 +65,11 @@ int32_t readFile(const char* path, std::string& bytes, QXFileState& state, bool&
             result = QXFileGetHandleState(file.get(), &after);
         if (result < 0)
             return result;
-        if (isSame(state, after))
+        if (QXFileIsSameState(&state, &after) != 0)
             break;
     }
-    isSettled = isSame(state, after) && QXFileIsStateSettled(&state) != 0;
+    isSettled = QXFileIsSameState(&state, &after) != 0 && QXFileIsStateSettled(&state) != 0;
     return result::Ok;
-}
-
-template <class Entry>
-std::vector<String> namesOf(std::span<Entry* const> entries) {
-    std::vector<String> names;
-    names.reserve(entries.size());
-    for (const Entry* const entry : entries)
-        names.emplace_back(entry->text);
-    return names;
 }
 
 } // namespace
@@ -110,7 +79,7 @@ IniFile::IniFile(const char16_t* fileName, const char* semaphoreName, int16_t th
       m_sets(std::make_shared<detail::IniSets>()) {
     if (semaphoreName)
         m_lock = new ipc::Semaphore(semaphoreName, 1);
-    const Turn turn(m_lock.get());
+    const ipc::detail::Turn turn(m_lock.get());
     if (load() < 0 && throwOnError)
         throw IniFileException(IniFileException::FILE_NOT_READ, m_fileName);
 }
@@ -142,7 +111,7 @@ IniFile::~IniFile() = default;
 /// Runs an operation under the lock, on the present state of the file.
 template <class Body>
 auto IniFile::inTurn(Body&& body) {
-    const Turn turn(m_lock.get());
+    const ipc::detail::Turn turn(m_lock.get());
     checkAndUpdate();
     return body();
 }
@@ -234,7 +203,7 @@ bool IniFile::SetExists(const char16_t* set) const { return m_sets->hasSetOrSubs
 std::vector<String> IniFile::ListSets() {
     if (!m_isViewed)
         m_sets->sort();
-    return namesOf(m_sets->sets());
+    return detail::namesOf<String>(m_sets->sets());
 }
 
 std::vector<String> IniFile::ListKeys(const char16_t* set) {
@@ -243,7 +212,7 @@ std::vector<String> IniFile::ListKeys(const char16_t* set) {
         return {};
     if (!m_isViewed)
         found->keys.sort();
-    return namesOf(found->keys.entries());
+    return detail::namesOf<String>(found->keys.entries());
 }
 
 /// The names of the direct children of a set, in the order of their units and each once.
@@ -290,7 +259,7 @@ void IniFile::checkAndUpdate() {
         m_readResult = result == result::NotFound ? result::Ok : result;
         return;
     }
-    if (m_isSettled && isSame(state, m_state))
+    if (m_isSettled && QXFileIsSameState(&state, &m_state) != 0)
         m_readResult = result::Ok;
     else
         load();

@@ -4,19 +4,6 @@
 
 namespace qx::util {
 
-namespace {
-
-template <class Entry>
-std::vector<std::u16string_view> namesOf(std::span<Entry* const> entries) {
-    std::vector<std::u16string_view> names;
-    names.reserve(entries.size());
-    for (const Entry* const entry : entries)
-        names.push_back(entry->text);
-    return names;
-}
-
-} // namespace
-
 std::optional<std::u16string_view> IniFileView::find(TextView set, TextView key) const {
     const detail::IniKey* const found = m_sets->findKey(set, key);
     return found ? std::optional(found->value) : std::nullopt;
@@ -24,11 +11,14 @@ std::optional<std::u16string_view> IniFileView::find(TextView set, TextView key)
 
 bool IniFileView::hasSet(TextView set) const { return m_sets->findSet(set) != nullptr; }
 
-std::vector<std::u16string_view> IniFileView::sets() const { return namesOf(m_sets->sets()); }
+std::vector<std::u16string_view> IniFileView::sets() const {
+    return detail::namesOf<std::u16string_view>(m_sets->sets());
+}
 
 std::vector<std::u16string_view> IniFileView::keys(TextView set) const {
     const detail::IniSet* const found = m_sets->findSet(set);
-    return found ? namesOf(found->keys.entries()) : std::vector<std::u16string_view>();
+    return found ? detail::namesOf<std::u16string_view>(found->keys.entries())
+                 : std::vector<std::u16string_view>();
 }
 
 } // namespace qx::util

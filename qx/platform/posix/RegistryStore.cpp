@@ -11,11 +11,6 @@ namespace qx::platform::registry {
 
 namespace {
 
-bool isSame(const QXFileState& left, const QXFileState& right) noexcept {
-    return left.modified == right.modified && left.size == right.size &&
-           left.inode == right.inode && left.device == right.device;
-}
-
 std::u16string_view viewOf(const char16_t* text) noexcept {
     return {text, static_cast<size_t>(QXStrLenW_32(text))};
 }
@@ -87,7 +82,7 @@ bool Store::isCurrent() const noexcept {
         return false;
     QXFileState state;
     const int32_t result = QXFileGetState(m_path.c_str(), &state);
-    return (result >= 0 || result == result::NotFound) && isSame(state, m_state);
+    return (result >= 0 || result == result::NotFound) && QXFileIsSameState(&state, &m_state) != 0;
 }
 
 void Store::load() {
@@ -185,7 +180,7 @@ int32_t Store::prepare(const LockedFile& file, std::span<const QXRegistryChange>
     QXFileState state;
     if (const int32_t result = file.getState(state); result < 0)
         return result;
-    if (!m_isKnown || !m_isClean || !isSame(state, m_state))
+    if (!m_isKnown || !m_isClean || QXFileIsSameState(&state, &m_state) == 0)
         catchUp(file.descriptor(), state);
     if (m_failure < 0)
         return m_failure;

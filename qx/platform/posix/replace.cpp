@@ -222,6 +222,11 @@ int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state) {
     return result::Ok;
 }
 
+int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right) {
+    return left->modified == right->modified && left->size == right->size &&
+           left->inode == right->inode && left->device == right->device;
+}
+
 int32_t QXFileIsStateSettled(const QXFileState* state) {
     // Ten times the longest tick of the kernel's clock; file systems with whole seconds show them.
     constexpr int64_t Tick = 100'000'000;

@@ -20,6 +20,16 @@ struct IniName {
     std::string_view bytes = {};
 };
 
+/// The names of entries, each as a @p Name.
+template <class Name, class Entry>
+std::vector<Name> namesOf(std::span<Entry* const> entries) {
+    std::vector<Name> names;
+    names.reserve(entries.size());
+    for (const Entry* const entry : entries)
+        names.emplace_back(entry->text);
+    return names;
+}
+
 /// Finds entries, which derive from IniName and are owned by somebody else, by name in constant
 /// time, and lists them in order. Names that arrive in order, as those of a file that was written
 /// before, are not sorted again.
