@@ -5,7 +5,7 @@
 #include <qx/core/Number.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
-#include <qx/log/LogEntry.h>
+#include <qx/log/detail/FieldWalk.h>
 #include <qx/log/detail/StandardFields.h>
 
 namespace qx::log {
@@ -15,7 +15,7 @@ namespace {
 /// The level of an entry; nothing when it cannot be told.
 std::optional<int64_t> levelOf(const ILogEntry& entry) {
     std::optional<int64_t> level;
-    if (const auto* const known = dynamic_cast<const LogEntry*>(&entry)) {
+    if (const LogEntry* const known = detail::asLogEntry(entry)) {
         // As loggers set it: found without a name to look up or an object.
         known->forEachField([&level](std::u16string_view name, const FieldValue& value) {
             if (value.kind() == FieldValue::Kind::Signed && name == detail::LevelField.text)

@@ -10,18 +10,21 @@
 
 namespace qx::log::detail {
 
+/// @p entry as one of ours, or null. By the address of its type's description, which is cheaper
+/// than a cast: a description that exists twice merely misses the short cut.
+inline const LogEntry* asLogEntry(const ILogEntry& entry) noexcept {
+    return &typeid(entry) == &typeid(LogEntry) ? static_cast<const LogEntry*>(&entry) : nullptr;
+}
+
 /// Calls @p visit (std::u16string_view name, std::u16string_view text) for every field of @p entry,
 /// in the order of the set of its names, with what toString of the value gives; null is empty.
 template <class Visitor>
 void forEachText(const ILogEntry& entry, Visitor&& visit) {
-    // By address, which is cheaper than a cast: a type description that exists twice merely misses
-    // the short cut.
-    if (&typeid(entry) == &typeid(LogEntry)) {
+    if (const LogEntry* const known = asLogEntry(entry)) {
         FieldText room;
-        static_cast<const LogEntry&>(entry).forEachField(
-            [&](std::u16string_view name, const FieldValue& value) {
-                visit(name, value.text(room));
-            });
+        known->forEachField([&](std::u16string_view name, const FieldValue& value) {
+            visit(name, value.text(room));
+        });
         return;
     }
     const auto names = entry.getFieldNames();
