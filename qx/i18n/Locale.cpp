@@ -6,9 +6,11 @@
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
 #include <qx/platform/text.h>
-#include <qx/util/CopyCharBuffer.h>
+#include <qx/util/detail/ComponentText.h>
 
 namespace qx::i18n {
+
+using util::detail::writeText;
 
 namespace {
 
@@ -23,22 +25,11 @@ std::u16string_view behind(std::u16string_view text, char16_t mark) {
     return found == text.npos ? std::u16string_view() : text.substr(found + 1);
 }
 
-/// Fills the buffer of a component with what @p get returns.
-template <class Get>
-int32_t fill(IQXCharBuffer* text, Get&& get) {
-    return resultOf([&] {
-        if (!text)
-            return result::NullPointer;
-        const String source = get();
-        QXCopyCharBuffer(text, &source);
-        return result::Ok;
-    });
-}
-
-/// The same with a locale of another component, which comes as its name.
+/// Makes what @p get returns for a locale of another component, which comes as its name, the text
+/// of a buffer.
 template <class Get>
 int32_t fillFor(IQXLocale* language, IQXCharBuffer* text, Get&& get) {
-    return fill(text, [&] {
+    return writeText(text, [&] {
         if (!language)
             return get(nullptr);
         String name;
@@ -99,15 +90,15 @@ String Locale::getDisplayCountry(const Locale* /*language*/) const { throw Excep
 String Locale::getDisplayVariant(const Locale* /*language*/) const { throw Exception(); }
 
 int32_t Locale::GetLanguage(IQXCharBuffer* text) {
-    return fill(text, [this] { return getLanguage(); });
+    return writeText(text, [this] { return getLanguage(); });
 }
 
 int32_t Locale::GetCountry(IQXCharBuffer* text) {
-    return fill(text, [this] { return getCountry(); });
+    return writeText(text, [this] { return getCountry(); });
 }
 
 int32_t Locale::GetVariant(IQXCharBuffer* text) {
-    return fill(text, [this] { return getVariant(); });
+    return writeText(text, [this] { return getVariant(); });
 }
 
 int32_t Locale::GetDisplayName(IQXCharBuffer* text) { return GetDisplayNameLoc(nullptr, text); }
@@ -141,7 +132,7 @@ int32_t Locale::GetDisplayVariantLoc(IQXLocale* language, IQXCharBuffer* text) {
 }
 
 int32_t Locale::ToString(IQXCharBuffer* text) {
-    return fill(text, [this] { return toString(); });
+    return writeText(text, [this] { return toString(); });
 }
 
 } // namespace qx::i18n

@@ -6,6 +6,7 @@
 #include <qx/core/Result.h>
 #include <qx/platform/text.h>
 #include <qx/util/CopyCharBuffer.h>
+#include <qx/util/detail/ComponentText.h>
 
 namespace qx::i18n {
 
@@ -30,13 +31,9 @@ void StringBundle::setParent(StringBundle* parent) {
 }
 
 int32_t StringBundle::LoadCharBuffer(const char16_t* key, IQXCharBuffer* text) {
-    return resultOf([&] {
-        if (!key || !text)
-            return result::NullPointer;
-        const String found = getString(String(key));
-        QXCopyCharBuffer(text, &found);
-        return result::Ok;
-    });
+    if (!key)
+        return result::NullPointer;
+    return util::detail::writeText(text, [&] { return getString(String(key)); });
 }
 
 int32_t StringBundle::LoadStringW(const char16_t* key, char16_t* text, int32_t* length) {
@@ -58,10 +55,7 @@ int32_t StringBundle::LoadStringW(const char16_t* key, char16_t* text, int32_t* 
 }
 
 int32_t StringBundle::GetCount(int32_t* count) {
-    if (!count)
-        return result::NullPointer;
-    *count = 0;
-    return resultOf([&] { *count = getKeys()->getSize(); });
+    return util::detail::writeNumber(count, [this] { return getKeys()->getSize(); });
 }
 
 int32_t StringBundle::GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) {

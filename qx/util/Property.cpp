@@ -8,7 +8,7 @@
 #include <qx/core/Result.h>
 #include <qx/core/detail/LibraryObject.h>
 #include <qx/util/CopyCharBuffer.h>
-#include <qx/util/detail/PropertyText.h>
+#include <qx/util/detail/ComponentText.h>
 
 using qx::Exception;
 using qx::Object;

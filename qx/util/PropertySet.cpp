@@ -4,7 +4,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
-#include <qx/util/detail/PropertyText.h>
+#include <qx/util/detail/ComponentText.h>
 #include <qx/util/pcom/PcomPropertySet.h>
 
 namespace qx::util {

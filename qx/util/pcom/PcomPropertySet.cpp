@@ -4,7 +4,7 @@
 
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Result.h>
-#include <qx/util/detail/PropertyText.h>
+#include <qx/util/detail/ComponentText.h>
 
 namespace qx::util::pcom {
 

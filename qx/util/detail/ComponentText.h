@@ -5,7 +5,7 @@
 #include <qx/core/String.h>
 #include <qx/util/CopyCharBuffer.h>
 
-// Texts that cross a component interface.
+// Texts, numbers and objects that cross a component interface.
 
 namespace qx::util::detail {
 
