@@ -8,6 +8,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Number.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/HexDigits.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/net/URI.h>
 #include <qx/text/charset/PendingSurrogate.h>
@@ -20,7 +21,6 @@ namespace {
 
 using text::charset::isHighSurrogate;
 
-constexpr char16_t HexDigits[] = u"0123456789ABCDEF";
 /// "%" and two digits.
 constexpr int EscapeLength = 3;
 
@@ -60,8 +60,8 @@ char32_t takeCharacter(std::u16string_view& text) {
 
 char16_t* writeEscape(uint8_t byte, char16_t* out) {
     *out++ = u'%';
-    *out++ = HexDigits[byte >> 4];
-    *out++ = HexDigits[byte & 0xF];
+    *out++ = static_cast<char16_t>(qx::detail::hexDigit(byte >> 4));
+    *out++ = static_cast<char16_t>(qx::detail::hexDigit(byte & 0xFu));
     return out;
 }
 
@@ -80,16 +80,10 @@ int64_t escapedLength(std::u16string_view text, int part) {
     return length;
 }
 
-int hexDigit(uint8_t byte) {
-    if (byte >= '0' && byte <= '9')
-        return byte - '0';
-    const int letter = byte | 0x20;
-    return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
-}
-
 /// The byte that two characters behind a "%" stand for.
 uint8_t escapedByte(const uint8_t* characters) {
-    const int high = hexDigit(characters[0]), low = hexDigit(characters[1]);
+    const int high = qx::detail::hexValue(characters[0]);
+    const int low = qx::detail::hexValue(characters[1]);
     if (high >= 0 && low >= 0)
         return static_cast<uint8_t>(high << 4 | low);
     const char16_t text[] = {characters[0], characters[1]};

@@ -6,10 +6,12 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/HexDigits.h>
 #include <qx/platform/registry.h>
 #include <qx/util/IniFile.h>
 #include <qx/util/IniFileIterator.h>
 #include <qx/util/RegistryKey.h>
+#include <qx/util/detail/RegistryText.h>
 
 namespace qx::util {
 
@@ -23,20 +25,11 @@ T numberIn(const std::vector<uint8_t>& data) {
     return number;
 }
 
-String textIn(const std::vector<uint8_t>& data) {
-    std::u16string text(data.size() / sizeof(char16_t), u'\0');
-    std::memcpy(text.data(), data.data(), text.size() * sizeof(char16_t));
-    if (text.ends_with(u'\0'))
-        text.pop_back();
-    return String(std::u16string_view(text));
-}
-
 String hexadecimal(const std::vector<uint8_t>& bytes) {
-    constexpr std::u16string_view Digits = u"0123456789ABCDEF";
     std::u16string text;
     for (const uint8_t byte : bytes) {
-        text += Digits[byte >> 4];
-        text += Digits[byte & 0x0F];
+        text += static_cast<char16_t>(qx::detail::hexDigit(byte >> 4));
+        text += static_cast<char16_t>(qx::detail::hexDigit(byte & 0xFu));
     }
     return String(std::u16string_view(text));
 }
@@ -52,7 +45,7 @@ String asText(ENUM_QX_REG_TYPE type, const std::vector<uint8_t>& data) {
     case QX_REG_STRING:
         break;
     }
-    return textIn(data);
+    return detail::registryText(data);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 
+#include "qx/util/detail/RegistryText.h"
 #include "qx/util/detail/RegistryWalk.h"
 
 template class qx::collections::ConstIterator<qx::util::RegistryKey>;
@@ -157,28 +158,11 @@ int32_t RegistryKey::tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, 
     return result;
 }
 
-int32_t RegistryKey::tryGetValue(const String& name, ENUM_QX_REG_TYPE expected,
-                                 RWByteBuffer& buffer) const {
-    constexpr int32_t FirstCapacity = 256;
-    int32_t length = FirstCapacity;
-    for (;;) { // again when the value has grown meanwhile
-        signed char* const bytes = buffer.getWriteLock(length);
-        length = buffer.getCapacity();
-        const int32_t result = tryGetValue(name, expected, bytes, length);
-        buffer.releaseWriteLock(result < 0 ? 0 : length);
-        if (result != result::BufferTooSmall)
-            return result;
-    }
-}
-
 String RegistryKey::getValueString(const String& name) const {
-    RWByteBuffer buffer;
-    throwIfFailed(tryGetValue(name, QX_REG_STRING, buffer));
-    const auto* units = reinterpret_cast<const char16_t*>(buffer.getData());
-    auto length = buffer.getLength() / static_cast<int32_t>(sizeof(char16_t));
-    if (length > 0 && units[length - 1] == 0)
-        --length;
-    return String(std::u16string_view(units, static_cast<size_t>(length)));
+    std::vector<uint8_t> data;
+    if (getValueData(name, data) != QX_REG_STRING)
+        throwMismatch();
+    return detail::registryText(data);
 }
 
 uint32_t RegistryKey::getValueUINT32(const String& name) const {

@@ -9,7 +9,6 @@
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
 #include <qx/platform/registry.h>
-#include <qx/util/RWBuffer.h>
 
 namespace qx::util {
 
@@ -110,7 +109,6 @@ private:
     void normalize();
     int32_t tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, void* buffer,
                         int32_t& length) const;
-    int32_t tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, RWByteBuffer& buffer) const;
     void setValue(const String& name, ENUM_QX_REG_TYPE type, const void* data, int32_t length);
 
     ENUM_QX_HKEY m_root;

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string_view>
 
+#include <qx/core/detail/HexDigits.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Window.h>
 
@@ -24,13 +25,7 @@ struct Escape {
     size_t length = 0; ///< in bytes, of a complete one
 };
 
-/// Value of a hexadecimal digit, -1 for any other byte.
-int digitValue(char byte) {
-    if (byte >= '0' && byte <= '9')
-        return byte - '0';
-    const char upper = static_cast<char>(byte & ~0x20);
-    return upper >= 'A' && upper <= 'F' ? upper - 'A' + 10 : -1;
-}
+int digitValue(char byte) { return qx::detail::hexValue(static_cast<uint8_t>(byte)); }
 
 Escape readNumber(std::string_view text) {
     Escape escape;
@@ -102,7 +97,7 @@ std::string_view writeEscape(char32_t value, char (&buffer)[8]) {
     char* digits = std::end(buffer);
     *--digits = ';';
     do {
-        *--digits = "0123456789ABCDEF"[value & 0xF];
+        *--digits = qx::detail::hexDigit(value & 0xF);
         value >>= 4;
     } while (value != 0);
     *--digits = '_';

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+namespace qx::detail {
+
+/// The digit of a number below 16, in upper case.
+constexpr char hexDigit(unsigned number) { return "0123456789ABCDEF"[number]; }
+
+/// Value of a hexadecimal digit in either case; -1 for any other unit.
+constexpr int hexValue(char32_t unit) {
+    if (unit >= U'0' && unit <= U'9')
+        return static_cast<int>(unit - U'0');
+    const char32_t letter = unit | 0x20;
+    return letter >= U'a' && letter <= U'f' ? static_cast<int>(letter - U'a') + 10 : -1;
+}
+
+} // namespace qx::detail
