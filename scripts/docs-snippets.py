@@ -12,7 +12,8 @@ What a block of a page is, its fence says:
     ```console        lines after "$ " are run by bash, the rest is what they print; the programs
                       in FOLDER are on the path
     ```ini NAME       (or any other word before a name) a file of that name for the blocks behind it
-    ```cmake          each line stands in the build of a program under tests/consumer/
+    ```cmake          each line stands in the build of the consumer under tests/consumer/, whose
+                      program is called "program" in the page
     ```sh             commands for a checkout; the scripts of the repository are what runs them
 
 `generate` writes all C++ blocks as one program, which takes the number of the block to run.
@@ -102,7 +103,7 @@ def complain(page, block, expected, printed, status):
 def run(page, program, folders):
     page_blocks = blocks(page)
     root = pathlib.Path(__file__).resolve().parent.parent
-    consumers = {line for path in root.glob("tests/consumer/*/CMakeLists.txt")
+    consumers = {line.replace("consumer_cpp", "program") for path in root.glob("tests/consumer/*/CMakeLists.txt")
                  for line in path.read_text("utf-8").splitlines()}
     failures = snippets = 0
     with tempfile.TemporaryDirectory() as home:
