@@ -72,10 +72,12 @@
 #include <qx/exec/Process.h>
 #include <qx/exec/SharedLibrary.h>
 #include <qx/exec/Thread.h>
+#include <qx/i18n/ComStringBundle.h>
 #include <qx/i18n/ILocale.h>
 #include <qx/i18n/IResourceBundle.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>
+#include <qx/i18n/StringMapBundle.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>

@@ -26,6 +26,7 @@
 #include <qx/exec/Thread.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>
+#include <qx/i18n/StringMapBundle.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -171,6 +172,7 @@ void registerClasses(ClassManagerBase& manager) {
         creatable<io::StdioInputStream>(u"CQXStdioInputStream"),
         creatable<io::StdioOutputStream>(u"CQXStdioOutputStream"),
         creatable<String>(u"CQXString"),
+        known<i18n::StringMapBundle>(u"qx::i18n::StringMapBundle"),
         creatable<io::StringWriter>(u"CQXStringWriter"),
         known<sync::Object>(u"CQXSyncObject"),
         known<exec::Thread>(u"CQXThread"),

@@ -1,9 +1,13 @@
 #include "qx/i18n/StringBundle.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/LibraryIdentity.h>
+#include <qx/i18n/ComStringBundle.h>
+#include <qx/platform/module.h>
 #include <qx/platform/text.h>
 #include <qx/util/CopyCharBuffer.h>
 #include <qx/util/detail/ComponentText.h>
@@ -12,13 +16,63 @@ namespace qx::i18n {
 
 using namespace qx::literals;
 
+namespace {
+
+[[noreturn]] void throwNotFound() { throw Exception(u"Resource not found"_qs); }
+
+/// The bundle that is offered for exactly this locale, or null.
+Reference<StringBundle> tryComponent(const String& baseName, std::u16string_view localeName) {
+    const String name(localeName);
+    const String progId = u"Orbelle."_qs + baseName + u".StringBundle." + name;
+    if (progId.contains(u'\0')) // the component of a part of the name is another one
+        return nullptr;
+    GUID classId;
+    Reference<IQXResourceBundle> component;
+    if (QXComClassIDFromProgID(progId.getData(), &classId) < 0 ||
+        util::detail::takeInterface(component, [&classId](const GUID& iid, void** out) {
+            return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, out);
+        }) < 0)
+        return nullptr;
+    return makeReference<ComStringBundle>(component, makeReference<Locale>(name.getData()));
+}
+
+/// The bundle for the locale or what is more general, or null.
+Reference<StringBundle> tryLocale(const String& baseName, const Locale& locale) {
+    const String name = locale.toString();
+    std::u16string_view rest = name.view();
+    Reference<StringBundle> found = tryComponent(baseName, rest);
+    for (const char16_t mark : {u'@', u'_'}) {
+        const size_t end = rest.find(mark);
+        if (found || end == rest.npos)
+            continue;
+        rest = rest.substr(0, end);
+        found = tryComponent(baseName, rest);
+    }
+    return found;
+}
+
+} // namespace
+
+Reference<StringBundle> StringBundle::getBundle(const String& baseName, const Locale* locale) {
+    Reference<StringBundle> found;
+    if (locale)
+        found = tryLocale(baseName, *locale);
+    if (!found)
+        found = tryLocale(baseName, *Locale::getDefault());
+    if (!found)
+        found = tryLocale(baseName, Locale(u"en_US"));
+    if (!found)
+        throwNotFound();
+    return found;
+}
+
 String StringBundle::getString(const String& key) const {
     for (const StringBundle* bundle = this; bundle; bundle = bundle->m_parent) {
         String text = bundle->lookupString(key);
         if (!text.isEmpty())
             return text;
     }
-    throw Exception(u"Resource not found"_qs);
+    throwNotFound();
 }
 
 void StringBundle::setParent(StringBundle* parent) {

@@ -18,6 +18,19 @@ namespace qx::i18n {
 /// Any number of threads may look texts up; setParent must not run at the same time.
 class QX_API StringBundle : public pcom::Implements<Object, IQXResourceBundle> {
 public:
+    /// Finds the bundle that a module offers under a base name, best in the language of @p locale.
+    ///
+    /// For each of the locale, the default locale of the process and "en_US" it tries the whole
+    /// name, then the name without its variant, then the language alone. A try asks for the
+    /// component "Orbelle." + base name + ".StringBundle." + name of the locale; a component that
+    /// cannot be created is passed over. The bundle carries the locale of the try, and its texts
+    /// are those of the component (ComStringBundle).
+    /// @param locale  null: begin with the default locale
+    /// @throws Exception "Resource not found"; ResultException when the default locale, which is
+    ///     asked for only when it is needed, cannot be had
+    static Reference<StringBundle> getBundle(const String& baseName,
+                                             const Locale* locale = nullptr);
+
     /// The text of @p key, from the first of the bundle, its parent and so on that has a text that
     /// is not empty.
     /// @throws Exception "Resource not found"

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+
+#include <qx/collections/Collection.h>
+#include <qx/collections/StringHashMap.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/i18n/StringBundle.h>
+#include <qx/platform/export.h>
+#include <qx/sync/Mutex.h>
+
+namespace qx::i18n {
+
+/// A bundle of the texts in a map.
+///
+/// Any number of threads may look texts up, as long as nobody changes the map. The keys are those
+/// that the map has when they are asked for first.
+class QX_API StringMapBundle : public StringBundle {
+public:
+    /// @param values  texts by their keys, kept by a reference; a value that is no String counts as
+    ///     what its toString returns
+    /// @param locale  kept by a reference; null for none
+    /// @throws ResultException with result::NullPointer for no map
+    explicit StringMapBundle(const collections::StringHashMap* values, Locale* locale = nullptr);
+    ~StringMapBundle() override;
+
+    String lookupString(const String& key) const override;
+    /// One and the same collection each time.
+    Reference<const collections::Collection<String>> getKeys() const override;
+
+    int32_t GetCount(int32_t* count) override;
+    /// In constant time.
+    int32_t GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) override;
+
+private:
+    struct Keys;
+    const Keys& keys() const;
+
+    const Reference<const collections::StringHashMap> m_values;
+    mutable sync::Mutex m_lock;
+    mutable std::unique_ptr<const Keys> m_keys; ///< made once, under the lock
+};
+
+} // namespace qx::i18n
