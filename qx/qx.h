@@ -158,6 +158,12 @@
 #include <qx/net/nettcpserver.h>
 #include <qx/net/nettypes.h>
 #include <qx/net/socketerror.h>
+#include <qx/pcom/ClassFactory.h>
+#include <qx/pcom/DllModule.h>
+#include <qx/pcom/IClassFactory.h>
+#include <qx/pcom/Module.h>
+#include <qx/pcom/ModuleExports.h>
+#include <qx/platform/component.h>
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>

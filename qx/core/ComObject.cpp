@@ -79,6 +79,10 @@ uint32_t ComObject::claimBlock() noexcept {
 void ComObject::lastReleased() {
     if (m_module)
         m_module->Release();
+    destroy();
+}
+
+void ComObject::destroy() {
     if (m_blockOffset == 0)
         return;
     // A member that claimed the block of the object around it is not the whole block.

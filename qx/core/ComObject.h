@@ -100,6 +100,12 @@ public:
     static void operator delete(void* block, std::align_val_t alignment) noexcept;
     static void operator delete(void*, void*) noexcept {}
 
+protected:
+    /// The module that SetComModule named.
+    pcom::ModuleCount* GetComModule() const noexcept { return m_module; }
+    /// What the last Release ends with: destroys an object that was made by a new-expression.
+    void destroy();
+
 private:
     uint32_t claimBlock() noexcept;
     void lastReleased();

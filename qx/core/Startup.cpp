@@ -51,6 +51,8 @@
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpSocket.h>
 #include <qx/net/TcpSocket2.h>
+#include <qx/pcom/ClassFactory.h>
+#include <qx/pcom/DllModule.h>
 #include <qx/platform/module.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/FakeMutex.h>
@@ -119,6 +121,8 @@ void registerClasses(ClassManagerBase& manager) {
         known<charset::CTBSingleByte>(u"CQXCTBSingleByte"),
         known<charset::CTBSingleByteTable>(u"CQXCTBSingleByteTable"),
         known<components::Collection>(u"CQXCollection"),
+        known<qx::pcom::ClassFactory>(u"qx::pcom::ClassFactory"),
+        known<qx::pcom::DllModule>(u"CQXComDllModule"),
         known<ComObject>(u"CQXComObject"),
         known<util::Comparator>(u"CQXComparator"),
         known<components::ConstIterator>(u"CQXConstIterator"),

@@ -29,6 +29,9 @@ QX_API int32_t QXModuleGetLiveCount(void);
 QX_API int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library);
 /* Unloads the library with its last user. @p module need not live any more. */
 QX_API int32_t QXModuleLibClose(const void* module, QXHandle library);
+/* Absolute path of the file of the program or shared library that @p module, an address inside it,
+ * belongs to. 0x8007007E for an address in none, 0x80004009 when it does not fit. */
+QX_API int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity);
 /* Address of a function or variable of the library or of one that it needs; 0x8007007F when there
  * is none of that name. */
 QX_API int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol);

@@ -1,6 +1,8 @@
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <string>
 #include <unistd.h>
 
@@ -66,6 +68,20 @@ int32_t findSymbol(QXHandle library, const char16_t* name, void*& symbol) {
     return result::Ok;
 }
 
+int32_t fileNameOf(const void* module, PathText& path) noexcept {
+    Dl_info info;
+    const link_map* loaded = nullptr;
+    if (::dladdr1(module, &info, reinterpret_cast<void**>(const_cast<link_map**>(&loaded)),
+                  RTLD_DL_LINKMAP) == 0)
+        return ModuleNotFound;
+    // The program itself has no name there.
+    const bool isProgram = loaded == nullptr || loaded->l_name[0] == 0;
+    char absolute[PATH_MAX];
+    if (::realpath(isProgram ? "/proc/self/exe" : info.dli_fname, absolute) == nullptr)
+        return lastResult();
+    return path.append(absolute) ? result::Ok : NameTooLong;
+}
+
 } // namespace
 
 int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library) {
@@ -85,6 +101,15 @@ int32_t QXModuleLibClose(const void* module, QXHandle library) {
     if (!isLibrary(library))
         return result::InvalidHandle;
     return ::dlclose(libraryOf(library)) == 0 ? result::Ok : result::Fail;
+}
+
+int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity) {
+    if (module == nullptr || buffer == nullptr)
+        return result::NullPointer;
+    PathText path;
+    if (const int32_t result = fileNameOf(module, path); result < 0)
+        return result;
+    return storePath(path.view(), buffer, capacity);
 }
 
 int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol) {

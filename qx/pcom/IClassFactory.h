@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/Unknown.h>
+
+/// Creates the components of one class.
+class IQXClassFactory : public IQXUnknown {
+public:
+    static constexpr qx::GUID Iid{
+        0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+
+    /// Makes a component and asks it for the interface @p iid.
+    /// @param outer  the component that the new one is to be a part of; null for none. With one,
+    ///     @p iid must be that of IQXUnknown.
+    /// @param out    the interface with a reference for the caller, null after a failure
+    virtual int32_t CreateInstance(IQXUnknown* outer, const qx::GUID& iid, void** out) = 0;
+    /// Keeps the factory's module loaded; each call with a value other than 0 is undone by one
+    /// with 0.
+    virtual int32_t LockServer(int16_t lock) = 0;
+
+protected:
+    ~IQXClassFactory() = default;
+};

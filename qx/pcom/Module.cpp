@@ -1,0 +1,200 @@
+#include <qx/pcom/Module.h>
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+
+#include <qx/core/Literal.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/pcom/detail/Registration.h>
+#include <qx/platform/module.h>
+#include <qx/platform/registry.h>
+#include <qx/util/Guid.h>
+
+namespace qx::pcom {
+
+namespace {
+
+const char16_t* textOf(const char16_t* (*get)()) { return get ? get() : nullptr; }
+
+String classKey(const ClassData& entry) {
+    return u"CLSID\\"_qs + util::Guid(*entry.clsid).toString();
+}
+
+bool keyExists(const String& path) {
+    QXHandle walk;
+    const int32_t result = QXRegistryOpenKeyEnum(QX_HKEY_CLASSES_64, path.getData(), &walk);
+    if (result == result::NotFound)
+        return false;
+    throwIfFailed(result);
+    QXRegistryCloseEnum(walk);
+    return true;
+}
+
+/// The place of an entry's factory, which is read without the lock.
+std::atomic_ref<IQXClassFactory*> factoryOf(ClassData& entry) noexcept {
+    return std::atomic_ref(entry.factory);
+}
+
+constinit ClassData s_noClasses;
+
+} // namespace
+
+Module::Module(ClassData* table)
+    : m_classes(table ? table : &s_noClasses), m_lock("qx::pcom::Module::m_lock") {}
+
+Module::~Module() {
+    for (ClassData* entry = m_classes; entry->clsid; ++entry) {
+        if (IQXClassFactory* const factory = factoryOf(*entry).exchange(nullptr))
+            factory->Release();
+    }
+}
+
+int32_t Module::CanUnloadNow() { return GetRefCount() == 0 ? 0 : 1; }
+
+int32_t Module::GetClassObject(const GUID& clsid, const GUID& iid, void** out) {
+    if (!out)
+        return result::NullPointer;
+    *out = nullptr;
+    int32_t result = result::ClassNotAvailable;
+    for (ClassData* entry = m_classes; entry->clsid; ++entry) {
+        result = TryGetClassObject(clsid, iid, out, *entry);
+        if (result >= 0)
+            return result;
+        *out = nullptr;
+    }
+    return result;
+}
+
+int32_t Module::TryGetClassObject(const GUID& clsid, const GUID& iid, void** out,
+                                  ClassData& entry) {
+    if (!(clsid == *entry.clsid))
+        return result::ClassNotAvailable;
+    IQXClassFactory* factory = factoryOf(entry).load(std::memory_order_acquire);
+    if (!factory) {
+        if (const int32_t result = makeFactory(entry); result < 0)
+            return result;
+        factory = factoryOf(entry).load(std::memory_order_acquire);
+    }
+    return factory->QueryInterface(iid, out);
+}
+
+/// Makes the entry's factory unless another thread was faster.
+int32_t Module::makeFactory(ClassData& entry) {
+    const std::lock_guard guard(m_lock);
+    if (factoryOf(entry).load(std::memory_order_relaxed))
+        return result::Ok;
+    IQXClassFactory* factory = nullptr;
+    const int32_t result = entry.createFactory(this, entry.creatorParameter, IQXClassFactory::Iid,
+                                               reinterpret_cast<void**>(&factory));
+    if (result < 0)
+        return result;
+    if (!factory)
+        return result::Fail;
+    factoryOf(entry).store(factory, std::memory_order_release);
+    return result;
+}
+
+int32_t Module::RegisterServer(const char16_t* modulePath) {
+    RegistryChange change(*this);
+    for (ClassData* entry = m_classes; entry->clsid; ++entry) {
+        if (const int32_t result = RegisterClassEntry(*entry, modulePath); result < 0)
+            return result;
+    }
+    change.commit();
+    return result::Ok;
+}
+
+int32_t Module::UnregisterServer() {
+    RegistryChange change(*this);
+    for (ClassData* entry = m_classes; entry->clsid; ++entry) {
+        if (const int32_t result = UnregisterClassEntry(*entry); result < 0)
+            return result;
+    }
+    // What is left of a module that was taken out in part goes too.
+    if (m_classes->clsid && !change.isFound())
+        throwResult(result::NotFound);
+    change.commit();
+    return result::Ok;
+}
+
+int32_t Module::RegisterServer(const void* module) {
+    constexpr int32_t Capacity = 260;
+    char path[Capacity];
+    if (QXModuleGetFileName(module, path, Capacity) < 0)
+        return result::Fail;
+    const String text(path);
+    // What is no text in this encoding would be another path when it is read back.
+    if (std::strcmp(reinterpret_cast<const char*>(text.getBytes()), path) != 0)
+        return result::Fail;
+    return RegisterServer(text.getData());
+}
+
+int32_t Module::RegisterClassEntry(ClassData& entry, const char16_t* /*modulePath*/) {
+    RegistryChange change(*this);
+    const String clsid = util::Guid(*entry.clsid).toString();
+    const char16_t* const description = textOf(entry.getDescription);
+    const char16_t* const progId = textOf(entry.getProgID);
+    const String key = classKey(entry);
+    if (progId) {
+        change.setDefaultValue(progId, description);
+        change.setDefaultValue(String(progId) + u"\\CLSID", clsid.getData());
+    }
+    change.setDefaultValue(key, description);
+    change.setDefaultValue(key + u"\\ProgID", progId);
+    if (const char16_t* const independent = textOf(entry.getVersionIndependentProgID)) {
+        change.setDefaultValue(independent, description);
+        change.setDefaultValue(String(independent) + u"\\CLSID", clsid.getData());
+        change.setDefaultValue(String(independent) + u"\\CurVer", progId);
+        change.setDefaultValue(key + u"\\VersionIndependentProgID", independent);
+    }
+    change.commit();
+    return result::Ok;
+}
+
+int32_t Module::UnregisterClassEntry(ClassData& entry) {
+    RegistryChange change(*this);
+    const String key = classKey(entry);
+    if (keyExists(key))
+        change.setFound();
+    else if (!change.isPart())
+        throwResult(result::NotFound);
+    for (const auto get : {entry.getProgID, entry.getVersionIndependentProgID}) {
+        if (const char16_t* const name = textOf(get))
+            change.deleteKey(name);
+    }
+    change.deleteKey(key);
+    change.commit();
+    return result::Ok;
+}
+
+RegistryChange::RegistryChange(Module& module) : m_module(module), m_guard(module.m_lock) {
+    if (!module.m_registration) {
+        m_own = std::make_unique<detail::Registration>();
+        module.m_registration = m_own.get();
+    }
+}
+
+RegistryChange::~RegistryChange() {
+    if (m_own)
+        m_module.m_registration = nullptr;
+}
+
+void RegistryChange::setDefaultValue(const String& path, const char16_t* value) {
+    m_module.m_registration->setDefaultValue(path, value ? String(value) : String());
+}
+
+void RegistryChange::deleteKey(const String& path) { m_module.m_registration->deleteKey(path); }
+
+void RegistryChange::setFound() noexcept { m_module.m_registration->setFound(); }
+
+bool RegistryChange::isFound() const noexcept { return m_module.m_registration->isFound(); }
+
+void RegistryChange::commit() {
+    if (m_own)
+        m_own->apply();
+}
+
+} // namespace qx::pcom

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <qx/core/Result.h>
+#include <qx/pcom/ClassFactory.h>
+#include <qx/pcom/DllModule.h>
+#include <qx/platform/component.h>
+
+/// Makes a shared library a component module: states the interface version and exports the four
+/// functions of qx/platform/component.h. To be used once, outside of namespaces:
+///
+/// @code
+/// qx::pcom::ClassData s_classes[] = {qx::pcom::classRow<Thing>(), {}};
+/// QX_DEFINE_MODULE(s_classes)
+/// @endcode
+///
+/// @p table is an array of qx::pcom::ClassData that ends with an empty row. The module's object is
+/// made by the first call of one of the functions and goes with the module.
+#define QX_DEFINE_MODULE(table)                                                                    \
+    QX_COMPONENT_NOTE;                                                                             \
+    static qx::pcom::DllModule& qxThisModule() {                                                   \
+        static qx::pcom::DllModule module(table);                                                  \
+        return module;                                                                             \
+    }                                                                                              \
+    int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void** object) {   \
+        if (!object)                                                                               \
+            return qx::result::NullPointer;                                                        \
+        *object = nullptr;                                                                         \
+        if (!classId || !interfaceId)                                                              \
+            return qx::result::NullPointer;                                                        \
+        return qx::resultOf(                                                                       \
+            [&] { return qxThisModule().GetClassObject(*classId, *interfaceId, object); });        \
+    }                                                                                              \
+    int32_t DllCanUnloadNow() {                                                                    \
+        return qx::resultOf([] { return qxThisModule().CanUnloadNow(); });                         \
+    }                                                                                              \
+    int32_t DllRegisterServer() {                                                                  \
+        return qx::resultOf([] {                                                                   \
+            /* A function: its address lies in this module, whatever the linker shares. */         \
+            return qxThisModule().RegisterServer(reinterpret_cast<const void*>(&qxThisModule));    \
+        });                                                                                        \
+    }                                                                                              \
+    int32_t DllUnregisterServer() {                                                                \
+        return qx::resultOf([] { return qxThisModule().UnregisterServer(); });                     \
+    }                                                                                              \
+    static_assert(true, "takes the semicolon behind the macro")

@@ -1,0 +1,208 @@
+#include <array>
+#include <barrier>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Object.h>
+#include <qx/core/String.h>
+#include <qx/pcom/ClassFactory.h>
+#include <qx/pcom/DllModule.h>
+#include <qx/platform/module.h>
+#include <qx/util/RegistryKey.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/TemporaryRegistry.h"
+
+namespace {
+
+using namespace qx;
+using namespace qx::pcom;
+using qxtest::expectThrowsResult;
+using qxtest::TemporaryRegistry;
+using util::RegistryKey;
+
+class Thing : public Object {
+public:
+    static constexpr GUID Clsid{0x11111111, 0x2222, 0x3333, {4, 4, 5, 5, 5, 5, 5, 5}};
+    static const char16_t* GetComProgID() { return u"Test.Thing.1"; }
+    static const char16_t* GetComDescription() { return u"A thing"; }
+    static const char16_t* GetComVersionIndependentProgID() { return u"Test.Thing"; }
+};
+
+/// A class that can only be found by its identifier.
+class Nameless : public Object {
+public:
+    static constexpr GUID Clsid{0xAAAAAAAA, 0xBBBB, 0xCCCC, {1, 2, 3, 4, 5, 6, 7, 8}};
+};
+
+constexpr GUID Unknown{1, 2, 3, {4}};
+constexpr char16_t ThingKey[] = u"CLSID\\{11111111-2222-3333-0404-050505050505}";
+
+std::optional<String> textOf(const String& path) {
+    const RegistryKey key(QX_HKEY_CLASSES_64, path);
+    return key.valueExists() ? std::optional(key.getValueString()) : std::nullopt;
+}
+
+class ModuleTest : public testing::Test {
+protected:
+    Reference<IQXClassFactory> factoryOf(const GUID& clsid) {
+        Reference<IQXClassFactory> factory;
+        EXPECT_EQ(module.GetClassObject(clsid, IQXClassFactory::Iid, factory.putVoid()),
+                  result::Ok);
+        return factory;
+    }
+
+    ClassData classes[3] = {classRow<Thing>(), classRow<Nameless>(), {}};
+    DllModule module{classes};
+    TemporaryRegistry registry;
+};
+
+TEST_F(ModuleTest, CountsObjectsAndLocksButNotFactories) {
+    const auto factory = factoryOf(Thing::Clsid);
+    EXPECT_EQ(module.CanUnloadNow(), 0);
+    Reference<IQXUnknown> object;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXComparable::Iid, object.putVoid()), result::Ok);
+    EXPECT_EQ(module.CanUnloadNow(), 1);
+    EXPECT_EQ(module.GetRefCount(), 1u);
+    object.reset();
+    EXPECT_EQ(module.CanUnloadNow(), 0);
+    EXPECT_EQ(factory->LockServer(1), result::Ok);
+    EXPECT_EQ(module.CanUnloadNow(), 1);
+    EXPECT_EQ(factory->LockServer(0), result::Ok);
+    EXPECT_EQ(module.CanUnloadNow(), 0);
+}
+
+TEST_F(ModuleTest, RefusesWhatItDoesNotOffer) {
+    void* out = &out;
+    EXPECT_EQ(module.GetClassObject(Unknown, IQXClassFactory::Iid, &out),
+              result::ClassNotAvailable);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(module.GetClassObject(Nameless::Clsid, Unknown, &out), result::NoInterface);
+    EXPECT_EQ(module.GetClassObject(Thing::Clsid, IQXClassFactory::Iid, nullptr),
+              result::NullPointer);
+    ClassData none[] = {{}};
+    EXPECT_EQ(Module(none).GetClassObject(Thing::Clsid, IQXClassFactory::Iid, &out),
+              result::ClassNotAvailable);
+
+    const auto factory = factoryOf(Thing::Clsid);
+    EXPECT_EQ(factory->CreateInstance(nullptr, Unknown, &out), result::NoInterface);
+    EXPECT_EQ(factory->CreateInstance(factory.get(), IQXComparable::Iid, &out),
+              result::InvalidArgument);
+    EXPECT_EQ(factory->CreateInstance(factory.get(), IQXUnknown::Iid, &out), result::NoAggregation);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, nullptr), result::NullPointer);
+    EXPECT_EQ(module.GetRefCount(), 0u);
+}
+
+TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
+    const auto factory = makeReference<ClassFactory>();
+    void* out = &out;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::NotImplemented);
+    factory->SetCreateInstanceQIFunc(
+        [](Module*, IQXUnknown*, const GUID&, void**) -> int32_t { throw 1; });
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::Fail);
+    factory->SetCreateInstanceQIFunc([](Module*, IQXUnknown*, const GUID&, void**) -> int32_t {
+        throw ResultException(result::DiskFull);
+    });
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::DiskFull);
+    EXPECT_EQ(out, nullptr);
+
+    classes[1].createFactory = [](Module*, uintptr_t, const GUID&, void**) { return result::Ok; };
+    EXPECT_EQ(module.GetClassObject(Nameless::Clsid, IQXClassFactory::Iid, &out), result::Fail);
+}
+
+TEST_F(ModuleTest, ThreadsThatAskAtOnceGetOneFactory) {
+    constexpr size_t Threads = 4;
+    std::array<Reference<IQXClassFactory>, Threads> factories;
+    std::barrier start(Threads);
+    {
+        std::vector<std::jthread> threads;
+        for (auto& factory : factories) {
+            threads.emplace_back([&] {
+                start.arrive_and_wait();
+                factory = factoryOf(Thing::Clsid);
+            });
+        }
+    }
+    for (const auto& factory : factories)
+        EXPECT_EQ(factory, factories[0]);
+}
+
+TEST_F(ModuleTest, EntersItsClassesAndTakesThemOut) {
+    const String clsid = u"{11111111-2222-3333-0404-050505050505}";
+    const String key = ThingKey;
+    for (int round = 0; round < 2; ++round) { // entering twice replaces
+        ASSERT_EQ(module.RegisterServer(u"/modules/things.so"), result::Ok);
+        EXPECT_EQ(textOf(u"Test.Thing.1"), u"A thing");
+        EXPECT_EQ(textOf(u"Test.Thing.1\\CLSID"), clsid);
+        EXPECT_EQ(textOf(u"Test.Thing"), u"A thing");
+        EXPECT_EQ(textOf(u"Test.Thing\\CLSID"), clsid);
+        EXPECT_EQ(textOf(u"Test.Thing\\CurVer"), u"Test.Thing.1");
+        EXPECT_EQ(textOf(key), u"A thing");
+        EXPECT_EQ(textOf(key + u"\\ProgID"), u"Test.Thing.1");
+        EXPECT_EQ(textOf(key + u"\\VersionIndependentProgID"), u"Test.Thing");
+        EXPECT_EQ(textOf(key + u"\\InprocServer32"), u"/modules/things.so");
+        const String nameless = u"CLSID\\{AAAAAAAA-BBBB-CCCC-0102-030405060708}";
+        EXPECT_EQ(textOf(nameless), u"");
+        EXPECT_EQ(textOf(nameless + u"\\ProgID"), u"");
+        EXPECT_EQ(textOf(nameless + u"\\InprocServer32"), u"/modules/things.so");
+    }
+    ASSERT_EQ(module.UnregisterServer(), result::Ok);
+    EXPECT_FALSE(RegistryKey(QX_HKEY_CLASSES_64, u"CLSID").getSubkeyIterator()->hasNext());
+    EXPECT_EQ(textOf(u"Test.Thing.1"), std::nullopt);
+    EXPECT_EQ(textOf(u"Test.Thing"), std::nullopt);
+    expectThrowsResult(result::NotFound, [&] { module.UnregisterServer(); });
+}
+
+TEST_F(ModuleTest, TakesOutWhatIsLeftOfIt) {
+    module.RegisterServer(u"/modules/things.so");
+    RegistryKey(QX_HKEY_CLASSES_64, ThingKey).remove();
+    EXPECT_EQ(module.UnregisterServer(), result::Ok);
+    EXPECT_EQ(textOf(u"Test.Thing.1"), std::nullopt);
+}
+
+/// The second class cannot be entered.
+class FailingModule : public DllModule {
+public:
+    FailingModule(ClassData* table, int32_t returned) : DllModule(table), m_returned(returned) {}
+
+protected:
+    int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath) override {
+        if (*entry.clsid == Thing::Clsid)
+            return DllModule::RegisterClassEntry(entry, modulePath);
+        if (m_returned < 0)
+            return m_returned;
+        throw ResultException(result::DiskFull);
+    }
+
+private:
+    int32_t m_returned;
+};
+
+TEST_F(ModuleTest, EntersNothingWhenOneClassFails) {
+    FailingModule returning(classes, result::AccessDenied);
+    EXPECT_EQ(returning.RegisterServer(u"/m.so"), result::AccessDenied);
+    FailingModule throwing(classes, result::Ok);
+    expectThrowsResult(result::DiskFull, [&] { throwing.RegisterServer(u"/m.so"); });
+    EXPECT_EQ(textOf(ThingKey), std::nullopt);
+    EXPECT_EQ(textOf(u"Test.Thing.1"), std::nullopt);
+
+    // What another version has entered before stays as it was.
+    module.RegisterServer(u"/before.so");
+    expectThrowsResult(result::DiskFull, [&] { throwing.RegisterServer(u"/m.so"); });
+    EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), u"/before.so");
+}
+
+TEST_F(ModuleTest, EntersThePathOfTheFileThatAnAddressLiesIn) {
+    char path[260];
+    ASSERT_EQ(QXModuleGetFileName(&Thing::Clsid, path, sizeof path), result::Ok);
+    EXPECT_EQ(module.RegisterServer(static_cast<const void*>(&Thing::Clsid)), result::Ok);
+    EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), String(path));
+    EXPECT_EQ(module.RegisterServer(static_cast<const void*>(this)), result::Fail);
+}
+
+} // namespace
