@@ -76,6 +76,7 @@
 #include <qx/i18n/ILocale.h>
 #include <qx/i18n/IResourceBundle.h>
 #include <qx/i18n/Locale.h>
+#include <qx/i18n/MessageFile.h>
 #include <qx/i18n/StringBundle.h>
 #include <qx/i18n/StringMapBundle.h>
 #include <qx/io/BufferedInputStream.h>

@@ -3,15 +3,14 @@
 #include <algorithm>
 #include <utility>
 
-#include <qx/core/PlatformHandle.h>
 #include <qx/core/Result.h>
-#include <qx/platform/files.h>
 #include <qx/platform/text.h>
 
 #include "qx/ipc/detail/Turn.h"
 #include "qx/util/detail/IniReader.h"
 #include "qx/util/detail/IniSets.h"
 #include "qx/util/detail/IniWriter.h"
+#include "qx/util/detail/WholeFile.h"
 
 namespace qx::util {
 
@@ -27,49 +26,14 @@ std::string pathOf(const String& name) {
     return path;
 }
 
-/// Appends what is left of an open file to @p bytes, of which about @p expected are to come.
-int32_t readAll(QXHandle file, int64_t expected, std::string& bytes) {
-    constexpr int64_t LargestFile = int64_t{1} << 30;
-    constexpr size_t Step = 4096;
-    size_t length = 0;
-    for (;;) {
-        if (static_cast<int64_t>(length) > LargestFile || expected > LargestFile)
-            return result::FileTooLarge;
-        bytes.resize(std::max(length + Step, static_cast<size_t>(expected) + 1));
-        int32_t count = 0;
-        if (const int32_t result = QXFileRead(file, bytes.data() + length,
-                                              static_cast<int32_t>(bytes.size() - length), &count);
-            result < 0)
-            return result;
-        length += static_cast<size_t>(count);
-        if (count == 0)
-            break;
-    }
-    bytes.resize(length);
-    return result::Ok;
-}
-
-/// Reads a file whole. A file that is written to meanwhile, not replaced, is read again;
 /// @p isSettled tells whether what came cannot be told from a later state.
 int32_t readFile(const char* path, std::string& bytes, QXFileState& state, bool& isSettled) {
-    constexpr int Attempts = 3;
-    QXFileState after;
-    for (int attempt = 0; attempt < Attempts; ++attempt) {
-        PlatformHandle<&QXFileClose> file;
-        int32_t result = QXFileOpen(path, QX_FILE_READ, 0, file.put());
-        if (result >= 0)
-            result = QXFileGetHandleState(file.get(), &state);
-        if (result >= 0)
-            result = readAll(file.get(), state.size, bytes);
-        if (result >= 0)
-            result = QXFileGetHandleState(file.get(), &after);
-        if (result < 0)
-            return result;
-        if (QXFileIsSameState(&state, &after) != 0)
-            break;
-    }
-    isSettled = QXFileIsSameState(&state, &after) != 0 && QXFileIsStateSettled(&state) != 0;
-    return result::Ok;
+    constexpr int64_t LargestFile = int64_t{1} << 30;
+    bool isStable = false;
+    const int32_t result = detail::readWholeFile(path, LargestFile, bytes, state, isStable);
+    if (result >= 0)
+        isSettled = isStable && QXFileIsStateSettled(&state) != 0;
+    return result;
 }
 
 } // namespace

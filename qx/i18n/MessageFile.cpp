@@ -1,0 +1,44 @@
+#include "qx/i18n/MessageFile.h"
+
+#include <string>
+
+#include <qx/collections/StringHashMap.h>
+#include <qx/core/Result.h>
+#include <qx/i18n/detail/MessageParser.h>
+#include <qx/util/detail/PlatformText.h>
+#include <qx/util/detail/WholeFile.h>
+
+namespace qx::i18n {
+
+MessageFile::MessageFile(std::string_view bytes) {
+    detail::MessageParser(bytes, m_messages, m_mistakes).read();
+}
+
+MessageFile MessageFile::read(const String& path) {
+    if (path.contains(u'\0'))
+        throwResult(result::InvalidArgument, u"a path with a 0 unit");
+    std::string bytes;
+    QXFileState state;
+    bool isStable = false;
+    throwIfFailed(util::detail::readWholeFile(util::detail::narrowed(path).c_str(), LargestFile,
+                                              bytes, state, isStable));
+    if (!isStable)
+        throwResult(result::Busy, u"the file does not stop changing");
+    return MessageFile(bytes);
+}
+
+Reference<StringMapBundle> MessageFile::createBundle(Locale* locale) const {
+    const Reference<Locale> held(locale);
+    if (!m_mistakes.empty()) {
+        const auto& [line, reason] = m_mistakes.front();
+        throw ResultException(result::Corrupt, u"line " + String::valueOf(line) + u": " + reason);
+    }
+    // So that it need not grow: there is always room for one more.
+    const auto values = makeReference<collections::StringHashMap>(
+        static_cast<int>(m_messages.size() + m_messages.size() / 2 + 1));
+    for (const auto& [key, text, line] : m_messages)
+        values->put(key, makeReference<String>(text));
+    return makeReference<StringMapBundle>(values, locale);
+}
+
+} // namespace qx::i18n
