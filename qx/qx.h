@@ -79,6 +79,7 @@
 #include <qx/i18n/MessageFile.h>
 #include <qx/i18n/StringBundle.h>
 #include <qx/i18n/StringMapBundle.h>
+#include <qx/io/BasicByteBuffer.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -87,6 +88,10 @@
 #include <qx/io/BufferedWriter.h>
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/ByteBuffer.h>
+#include <qx/io/ByteBufferInputStream.h>
+#include <qx/io/ByteBufferOutputStream.h>
+#include <qx/io/ByteOrder.h>
 #include <qx/io/FileHandle.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/Reference.h>
+#include <qx/io/ByteBuffer.h>
+#include <qx/io/OutputStream.h>
+#include <qx/platform/export.h>
+
+namespace qx::io {
+
+/// Writes into a buffer at its position. What does not fit in front of the limit is dropped, and
+/// noted for good.
+class QX_API ByteBufferOutputStream : public OutputStream {
+public:
+    explicit ByteBufferOutputStream(ByteBuffer* buffer) : m_buffer(buffer) {}
+
+    using OutputStream::write;
+    /// @throws ReadOnlyException for a read-only buffer
+    void write(const signed char* from, int32_t length) override;
+
+    /// 1 when bytes were dropped, else 0.
+    int16_t Overflowed() const noexcept { return m_overflowed; }
+
+private:
+    Reference<ByteBuffer> m_buffer;
+    int16_t m_overflowed = 0;
+};
+
+} // namespace qx::io
+
+using CQXByteBufferOutputStream = qx::io::ByteBufferOutputStream;
