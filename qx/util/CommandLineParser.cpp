@@ -97,7 +97,7 @@ struct CommandLineParser::Line {
 
     Element& add(std::u16string_view name) {
         const auto position = static_cast<int32_t>(elements.size());
-        elements.emplace_back(new Element(name, position));
+        elements.push_back(Reference<Element>(new Element(name, position)));
         return *elements.back();
     }
     void addParameter(std::u16string_view text) {

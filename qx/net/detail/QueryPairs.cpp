@@ -42,7 +42,7 @@ QueryPairs::QueryPairs(const QueryPairs& other) {
     if (!from)
         return;
     // A table as long, filled from the end: keys that share a bucket keep their order.
-    m_pairs = makeReference<Map>(new HashMap(tableOf(*from).getCapacity()));
+    m_pairs = makeReference<Map>(makeReference<HashMap>(tableOf(*from).getCapacity()));
     using Pair = std::pair<Reference<QueryKey>, Reference<String>>;
     std::vector<Pair> pairs;
     pairs.reserve(static_cast<size_t>(from->getSize()));
@@ -84,7 +84,7 @@ bool QueryPairs::isEmpty() const {
 
 QueryPairs::Map& QueryPairs::pairs() const {
     if (!m_pairs)
-        m_pairs = makeReference<Map>(new HashMap(101, 0.75F));
+        m_pairs = makeReference<Map>(makeReference<HashMap>(101, 0.75F));
     return *m_pairs;
 }
 
