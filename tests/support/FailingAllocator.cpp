@@ -1,6 +1,8 @@
 #include "tests/support/FailingAllocator.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace qxtest {
@@ -11,8 +13,11 @@ constexpr int64_t None = -1;
 
 constinit thread_local int64_t t_allocations = 0;
 constinit thread_local int64_t t_live = 0;
-/// Number of the allocation that fails, compared with t_allocations.
+constinit std::atomic<int64_t> s_live{0};
+/// Number of the first allocation that fails and of the first behind it that does not, compared
+/// with t_allocations.
 constinit thread_local int64_t t_failing = None;
+constinit thread_local int64_t t_recovering = None;
 constinit thread_local bool t_failed = false;
 
 /// Counts an allocation, which got @p block.
@@ -20,12 +25,14 @@ void* counted(void* block) {
     if (!block)
         throw std::bad_alloc();
     ++t_live;
+    s_live.fetch_add(1, std::memory_order_relaxed);
     return block;
 }
 
 /// To be called before memory is asked for.
 void failIfItsTurn() {
-    if (t_allocations++ != t_failing)
+    const int64_t number = t_allocations++;
+    if (number < t_failing || number >= t_recovering)
         return;
     t_failed = true;
     throw std::bad_alloc();
@@ -33,18 +40,22 @@ void failIfItsTurn() {
 
 } // namespace
 
-FailingAllocator::FailingAllocator(int64_t failing) {
+FailingAllocator::FailingAllocator(int64_t failing, Extent extent) {
     t_failed = false;
     t_failing = t_allocations + failing;
+    t_recovering =
+        extent == Extent::OnlyThatOne ? t_failing + 1 : std::numeric_limits<int64_t>::max();
 }
 
-FailingAllocator::~FailingAllocator() { t_failing = None; }
+FailingAllocator::~FailingAllocator() { t_failing = t_recovering = None; }
 
 bool FailingAllocator::hasFailed() const { return t_failed; }
 
 int64_t allocationCount() { return t_allocations; }
 
 int64_t liveBlocks() { return t_live; }
+
+int64_t liveBlocksOfProcess() { return s_live; }
 
 } // namespace qxtest
 
@@ -77,8 +88,10 @@ void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
 }
 
 void operator delete(void* block) noexcept {
-    if (block)
+    if (block) {
         --qxtest::t_live;
+        qxtest::s_live.fetch_sub(1, std::memory_order_relaxed);
+    }
     std::free(block);
 }
 

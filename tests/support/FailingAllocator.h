@@ -6,13 +6,14 @@
 
 namespace qxtest {
 
-/// Makes one allocation of the calling thread fail while it is alive. A test program that links
-/// this has its own global operator new, which counts; std::bad_alloc comes from the allocation
-/// with the given number, counted from 0 at construction, and only from that one. One at a time
-/// per thread.
+/// Makes allocations of the calling thread fail while it is alive. A test program that links this
+/// has its own global operator new, which counts; std::bad_alloc comes from the allocation with the
+/// given number, counted from 0 at construction. One at a time per thread.
 class FailingAllocator {
 public:
-    explicit FailingAllocator(int64_t failing);
+    enum class Extent { OnlyThatOne, FromThereOn };
+
+    explicit FailingAllocator(int64_t failing, Extent extent = Extent::OnlyThatOne);
     ~FailingAllocator();
     FailingAllocator(const FailingAllocator&) = delete;
     FailingAllocator& operator=(const FailingAllocator&) = delete;
@@ -25,6 +26,8 @@ public:
 int64_t allocationCount();
 /// Blocks that this thread has allocated less those it has freed.
 int64_t liveBlocks();
+/// The same for all threads together.
+int64_t liveBlocksOfProcess();
 
 /// Runs @p operation until it comes through: the first time with its first allocation failing, then
 /// with its second, and so on. The operation handles the failure, checks what it should have left,
