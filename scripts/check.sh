@@ -11,16 +11,29 @@ all_folders() { find qx modules tools examples tests bench fuzz -maxdepth 0 2>/d
 # Include direction; operating-system headers, errno and platform branches above the platform layer.
 check_layers() { python3 scripts/check-layers.py; }
 
-# Every public header compiles alone and included twice; those with a C interface also as C.
+# Every public header compiles alone and included twice; those for C also as strict C99, C11 and
+# C++20 by each of the two compilers that is there.
 check_headers() {
     local flags="-fsyntax-only -I. -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
-    export cxx="${CXX:-c++} -std=c++20 $flags -x c++ -" cc="${CC:-cc} -std=c11 $flags -x c -"
+    local standard compiler c_commands=()
+    export cxx="${CXX:-c++} -std=c++20 $flags -x c++ -"
+    for compiler in gcc clang; do
+        command -v "$compiler" >/dev/null || continue
+        for standard in c99 c11 c++20; do
+            c_commands+=("${compiler}_${standard/++/xx}")
+            export "${c_commands[-1]}=$compiler -std=$standard -pedantic-errors $flags \
+                -x $([[ $standard == c++* ]] && echo c++ || echo c) -"
+        done
+    done
     # One header a line, with the compiler command; xargs fails when any of them does.
     {
         public_headers | sed 's/^/cxx /'
-        public_headers | xargs grep -l 'extern "C"' | sed 's/^/cc /'
+        for compiler in "${c_commands[@]}"; do
+            public_headers | xargs grep -l '__cplusplus' | sed "s/^/$compiler /"
+        done
     } | xargs -P "$jobs" -L 1 bash -c '
-        printf "#include <%s>\n#include <%s>\n" "$1" "$1" | ${!0} || { echo "$1: not self-contained"; exit 1; }'
+        printf "#include <%s>\n#include <%s>\n" "$1" "$1" | ${!0} ||
+            { echo "$1: not self-contained ($0)"; exit 1; }'
 }
 
 # complain RULE PATTERN FOLDER...: fails and shows the lines of the sources that match.
