@@ -21,7 +21,8 @@ using qxtest::Units;
 
 /// A toy encoding: ASCII; E and two hexadecimal digits for U+1F6xx; a bare "!" is U+110000, "#" a
 /// surrogate; a byte from 0x80 up is invalid. Encodes what it decodes, and "\x01" .. as given.
-class ToyCodec : public pcom::Implements<ComObject, IQXCharCodec> {
+template <class... More>
+class BasicToyCodec : public pcom::Implements<ComObject, IQXCharCodec, More...> {
 public:
     int32_t GetEncodingName(IQXCharBuffer* name) override {
         char16_t* units = nullptr;
@@ -77,6 +78,38 @@ public:
     }
 
     int32_t m_nameResult = 0;
+};
+
+using ToyCodec = BasicToyCodec<>;
+
+/// Converts lower-case letters in runs too, at most three at once.
+class ToyRunCodec : public BasicToyCodec<IQXCharRunCodec> {
+public:
+    int32_t DecodeRun(const signed char* bytes, int32_t* count, char16_t* units,
+                      int32_t* capacity) override {
+        return run(bytes, count, units, capacity);
+    }
+    int32_t EncodeRun(const char16_t* units, int32_t* count, signed char* bytes,
+                      int32_t* capacity) override {
+        return run(units, count, bytes, capacity);
+    }
+
+    int32_t m_result = 0;
+    bool m_lies = false;
+    int m_converted = 0;
+
+private:
+    template <class In, class Out>
+    int32_t run(const In* in, int32_t* count, Out* out, int32_t* capacity) {
+        const int32_t most = std::min({*count, *capacity, 3});
+        int32_t length = 0;
+        for (; length < most && in[length] >= 'a' && in[length] <= 'z'; ++length)
+            out[length] = static_cast<Out>(in[length]);
+        m_converted += length;
+        *count = m_lies ? 1000 : length;
+        *capacity = m_lies ? -1 : length;
+        return m_result;
+    }
 };
 
 class MultiByte : public testing::Test {
@@ -174,6 +207,30 @@ TEST_F(MultiByte, EncoderSubstitutesOrThrows) {
     signed char out[4];
     int32_t produced = 0;
     EXPECT_THROW(m_encoder.flush(out, &produced, 4), InvalidCharacterException);
+}
+
+TEST(MultiByteRuns, AreMixedWithSingleCharacters) {
+    const Reference<ToyRunCodec> codec(new ToyRunCodec());
+    BTCCom decoder{Reference<IQXCharCodec>(codec)};
+    CTBCom encoder{Reference<IQXCharCodec>(codec)};
+    const Bytes bytes = "abcdefgE00h\x80ijkE0?lm!n"s;
+    const Units units = u"abcdefg\U0001F600h\uFFFDijk\U0001F60Flm\uFFFDn"s;
+    for (const bool works : {true, false}) { // what runs fail on is left to single characters
+        codec->m_result = works ? result::Ok : result::Fail;
+        codec->m_converted = 0;
+        for (size_t piece = 1; piece <= bytes.size(); ++piece) {
+            for (size_t capacity = 3; capacity < 12; ++capacity) {
+                EXPECT_EQ(convertPieces<Units>(decoder, bytes, piece, capacity), units);
+                EXPECT_EQ(convertPieces<Bytes>(encoder, units, piece, capacity),
+                          "abcdefgE00h?ijkE0?lm?n");
+            }
+        }
+        EXPECT_GT(codec->m_converted, 0);
+    }
+    codec->m_result = result::Ok;
+    codec->m_lies = true;
+    EXPECT_EQ(decode(decoder, "abc"), u"") << "positions stay within the buffers";
+    EXPECT_EQ(encode(encoder, u"abc"), "");
 }
 
 /// Holds a unit back for the flush.

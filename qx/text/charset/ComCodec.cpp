@@ -19,10 +19,36 @@ MultiByteTraits askCodec(IQXCharCodec& codec) {
     return traits;
 }
 
+Reference<IQXCharRunCodec> findRuns(IQXCharCodec& codec) {
+    Reference<IQXCharRunCodec> runs;
+    return codec.QueryInterface(IQXCharRunCodec::Iid, runs.putVoid()) >= 0 ? runs : nullptr;
+}
+
+/// Lets the codec convert a run. It may come from elsewhere: what it cannot have done is cut off.
+template <class In, class Out>
+RunLength run(IQXCharRunCodec* codec,
+              int32_t (IQXCharRunCodec::*convert)(const In*, int32_t*, Out*, int32_t*),
+              const void* in, size_t size, void* out, size_t capacity) {
+    if (!codec)
+        return {};
+    const auto available = static_cast<int32_t>(size);
+    const auto room = static_cast<int32_t>(capacity);
+    int32_t read = available;
+    int32_t written = room;
+    if ((codec->*convert)(static_cast<const In*>(in), &read, static_cast<Out*>(out), &written) < 0)
+        return {};
+    return {static_cast<size_t>(std::clamp(read, int32_t{0}, available)),
+            static_cast<size_t>(std::clamp(written, int32_t{0}, room))};
+}
+
 } // namespace
 
 BTCCom::BTCCom(Reference<IQXCharCodec> codec)
-    : BTCMultiByte(askCodec(*codec)), m_codec(std::move(codec)) {}
+    : BTCMultiByte(askCodec(*codec)), m_codec(std::move(codec)), m_runs(findRuns(*m_codec)) {}
+
+RunLength BTCCom::convertRun(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
+    return run(m_runs.get(), &IQXCharRunCodec::DecodeRun, in, size, out, capacity);
+}
 
 char32_t BTCCom::convertBytes(const signed char* bytes, int32_t* count) {
     char32_t codePoint = ReplacementCharacter;
@@ -31,8 +57,12 @@ char32_t BTCCom::convertBytes(const signed char* bytes, int32_t* count) {
 }
 
 CTBCom::CTBCom(Reference<IQXCharCodec> codec)
-    : CTBMultiByte(askCodec(*codec)), m_codec(std::move(codec)),
+    : CTBMultiByte(askCodec(*codec)), m_codec(std::move(codec)), m_runs(findRuns(*m_codec)),
       m_buffer(new util::RWByteBuffer(16)) {}
+
+RunLength CTBCom::convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity) {
+    return run(m_runs.get(), &IQXCharRunCodec::EncodeRun, in, size, out, capacity);
+}
 
 int32_t CTBCom::convertChar(char32_t codePoint, signed char* bytes, int32_t room) {
     m_buffer->releaseWriteLock(0); // length 0, whatever the last call left

@@ -25,6 +25,31 @@ protected:
     ~IQXCharCodec() = default;
 };
 
+/// What a codec may offer beside IQXCharCodec: many characters with one call. The converters ask
+/// for it once; the character where a run ends goes through IQXCharCodec, which tells what is wrong
+/// with it.
+class IQXCharRunCodec : public IQXUnknown {
+public:
+    static constexpr qx::GUID Iid{
+        0xB0E4F74B, 0x665B, 0x403B, {0xAB, 0x3E, 0xF3, 0x8F, 0xBA, 0xD2, 0x8A, 0xF7}};
+
+    /// Reads characters up to the first that is invalid, cut off or finds no room.
+    /// @param count     the bytes there are on entry, those consumed on return
+    /// @param capacity  the units that fit on entry, those written on return; what lies behind
+    ///     them may be overwritten
+    virtual int32_t DecodeRun(const signed char* bytes, int32_t* count, char16_t* units,
+                              int32_t* capacity) = 0;
+    /// Writes characters up to the first that has no mapping, is half of a pair or finds no room.
+    /// @param count     the units there are on entry, those consumed on return
+    /// @param capacity  the bytes that fit on entry, those written on return; what lies behind
+    ///     them may be overwritten
+    virtual int32_t EncodeRun(const char16_t* units, int32_t* count, signed char* bytes,
+                              int32_t* capacity) = 0;
+
+protected:
+    ~IQXCharRunCodec() = default;
+};
+
 namespace qx::text::charset {
 
 /// Decodes through a codec component.
@@ -37,8 +62,12 @@ public:
     /// What the codec leaves as code point counts, whatever its result; U+FFFD when it leaves none.
     char32_t convertBytes(const signed char* bytes, int32_t* count) override;
 
+protected:
+    RunLength convertRun(const uint8_t* in, size_t size, char16_t* out, size_t capacity) override;
+
 private:
     Reference<IQXCharCodec> m_codec;
+    Reference<IQXCharRunCodec> m_runs; ///< null when the codec converts single characters only
 };
 
 /// Encodes through a codec component.
@@ -50,8 +79,12 @@ public:
 
     int32_t convertChar(char32_t codePoint, signed char* bytes, int32_t room) override;
 
+protected:
+    RunLength convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity) override;
+
 private:
     Reference<IQXCharCodec> m_codec;
+    Reference<IQXCharRunCodec> m_runs;      ///< null when it converts single characters only
     Reference<util::RWByteBuffer> m_buffer; ///< reused, so that converting allocates nothing
 };
 

@@ -8,6 +8,9 @@ int32_t BTCMultiByte::convert(const signed char* in, int32_t* inPosition, int32_
                               char16_t* out, int32_t* outPosition, int32_t outCapacity) {
     detail::DecodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
     while (window.left() > 0) {
+        window.advance(convertRun(window.in(), window.left(), window.out(), window.room()));
+        if (window.left() == 0)
+            break;
         const auto available = static_cast<int32_t>(window.left());
         int32_t count = available;
         const char32_t value =
@@ -34,6 +37,8 @@ int32_t BTCMultiByte::convert(const signed char* in, int32_t* inPosition, int32_
     return window.finish(inPosition, outPosition);
 }
 
+RunLength BTCMultiByte::convertRun(const uint8_t*, size_t, char16_t*, size_t) { return {}; }
+
 int32_t BTCMultiByte::flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) {
     if (m_pendingUnit == 0)
         return 0;
@@ -57,6 +62,11 @@ int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t i
     constexpr int32_t Room = 6;
     detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
     while (window.left() > 0) {
+        if (!m_pending) {
+            window.advance(convertRun(window.in(), window.left(), window.out(), window.room()));
+            if (window.left() == 0)
+                break;
+        }
         const char16_t unit = *window.in();
         const char32_t value = m_pending ? m_pending.join(unit) : unit;
         signed char bytes[Room];
@@ -81,6 +91,8 @@ int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t i
     }
     return window.finish(inPosition, outPosition);
 }
+
+RunLength CTBMultiByte::convertRun(const char16_t*, size_t, uint8_t*, size_t) { return {}; }
 
 int32_t CTBMultiByte::flush(signed char*, int32_t*, int32_t) {
     m_pending.requireNone();

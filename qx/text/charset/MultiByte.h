@@ -4,6 +4,7 @@
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/RunLength.h>
 
 namespace qx::text::charset {
 
@@ -35,6 +36,11 @@ public:
 protected:
     explicit BTCMultiByte(MultiByteTraits traits) : m_traits(std::move(traits)) {}
 
+    /// Converts any number of characters that need no rule: valid, whole, and with room for them.
+    /// The rest goes through convertBytes, as everything does by default; a class that overrides
+    /// both keeps them in agreement.
+    virtual RunLength convertRun(const uint8_t* in, size_t size, char16_t* out, size_t capacity);
+
     /// Holds a unit back for flush; 0 for none.
     void setPendingUnit(char16_t unit) { m_pendingUnit = unit; }
 
@@ -61,6 +67,11 @@ public:
 
 protected:
     explicit CTBMultiByte(MultiByteTraits traits) : m_traits(std::move(traits)) {}
+
+    /// Converts any number of characters that need no rule: with a mapping, whole, and with room
+    /// for them. The rest goes through convertChar, as everything does by default; a class that
+    /// overrides both keeps them in agreement.
+    virtual RunLength convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
 
 private:
     PendingSurrogate m_pending;
