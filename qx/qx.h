@@ -92,6 +92,7 @@
 #include <qx/io/ByteBufferInputStream.h>
 #include <qx/io/ByteBufferOutputStream.h>
 #include <qx/io/ByteOrder.h>
+#include <qx/io/Channels.h>
 #include <qx/io/FileHandle.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>
@@ -102,9 +103,14 @@
 #include <qx/io/FilterSource.h>
 #include <qx/io/FilterWriter.h>
 #include <qx/io/HeldFlushWriter.h>
+#include <qx/io/IChannel.h>
+#include <qx/io/IInheritableChannel.h>
+#include <qx/io/IReadChannel.h>
+#include <qx/io/IWriteChannel.h>
 #include <qx/io/InputStream.h>
 #include <qx/io/InputStreamReader.h>
 #include <qx/io/IoException.h>
+#include <qx/io/LockingChannel.h>
 #include <qx/io/MarkBuffer.h>
 #include <qx/io/MaskedConsoleInputStream.h>
 #include <qx/io/NullOutputStream.h>
@@ -113,11 +119,13 @@
 #include <qx/io/OutputStreamWriter.h>
 #include <qx/io/PendingBuffer.h>
 #include <qx/io/PrintWriter.h>
+#include <qx/io/ReadWriteChannel.h>
 #include <qx/io/Reader.h>
 #include <qx/io/StdioInputStream.h>
 #include <qx/io/StdioOutputStream.h>
 #include <qx/io/StringWriter.h>
 #include <qx/io/Writer.h>
+#include <qx/io/pcom/IQXChannel.h>
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>

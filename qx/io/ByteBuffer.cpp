@@ -1,23 +1,15 @@
 #include <qx/io/ByteBuffer.h>
 
 #include <cstring>
-#include <limits>
-#include <utility>
 
 #include <qx/core/Result.h>
 #include <qx/io/InputStream.h>
-#include <qx/io/IoException.h>
 #include <qx/io/OutputStream.h>
+#include <qx/io/detail/MovedLength.h>
 
 namespace qx::io {
 
 namespace {
-
-/// Bytes of @p remaining that one call of a stream can take.
-int32_t streamLength(unsigned int remaining) noexcept {
-    return static_cast<int32_t>(
-        std::min<unsigned int>(remaining, std::numeric_limits<int32_t>::max()));
-}
 
 signed char* streamBytes(void* bytes) noexcept { return static_cast<signed char*>(bytes); }
 
@@ -165,10 +157,9 @@ unsigned int BasicByteBuffer<Derived, Byte>::readFrom(InputStream* in) {
     requireWritable();
     if (remaining() == 0)
         return 0;
-    const int32_t wanted = streamLength(remaining());
-    const int32_t count = in->read(streamBytes(m_bytes.get() + m_position), wanted);
-    if (count > wanted)
-        throwIo(u"stream claims to have read more than it was asked for");
+    const int32_t wanted = detail::clippedLength(remaining());
+    const int32_t count = detail::checkedMove(
+        in->read(streamBytes(m_bytes.get() + m_position), wanted), wanted, detail::EndOfInput);
     const auto moved = static_cast<unsigned int>(std::max(count, 0));
     m_position += moved;
     return moved;
@@ -186,7 +177,7 @@ template <class Derived, class Byte>
 unsigned int BasicByteBuffer<Derived, Byte>::writeTo(OutputStream* out) {
     const unsigned int total = remaining();
     do {
-        const int32_t length = streamLength(remaining());
+        const int32_t length = detail::clippedLength(remaining());
         out->write(streamBytes(m_bytes.get() + m_position), length);
         m_position += static_cast<unsigned int>(length);
     } while (remaining() != 0);

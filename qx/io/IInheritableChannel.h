@@ -1,0 +1,21 @@
+#pragma once
+
+#include <qx/io/IChannel.h>
+
+namespace qx {
+class String;
+
+namespace io {
+
+/// A channel whose endpoint can be passed on, for example to another process, under a name.
+class IInheritableChannel : public IChannel {
+public:
+    /// @throws ResultException with result::NotAvailable when there is no name
+    virtual String getInheritableName() = 0;
+
+protected:
+    ~IInheritableChannel() = default;
+};
+
+} // namespace io
+} // namespace qx
