@@ -1,26 +1,42 @@
-# Installs the library with its public headers, the CMake package (find_package(qx), target qx::qx)
-# and the pkg-config file. All of it is the component "qx"; the programs are not part of it.
+# Installs the library in the components
+#   qx_runtime      what a linked program needs to run
+#   qx_development  the public headers, the CMake package and the pkg-config file
+# and the CMake package's part for the programs with them (qx_tools). Nothing that is installed knows
+# the prefix, so an installed tree can be moved.
 
 include(CMakePackageConfigHelpers)
 
 install(TARGETS qx EXPORT qxTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT qx NAMELINK_COMPONENT qx)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/qx/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qx COMPONENT qx
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    COMPONENT qx_runtime NAMELINK_COMPONENT qx_development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/qx/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qx
+    COMPONENT qx_development
     FILES_MATCHING PATTERN *.h
     PATTERN detail EXCLUDE
     PATTERN posix EXCLUDE)
 
 set(qx_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qx)
+set(qx_module_dir ${CMAKE_INSTALL_LIBDIR}/qx/modules)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/qxConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/qxConfig.cmake
+    INSTALL_DESTINATION ${qx_package_dir} PATH_VARS qx_module_dir
+    NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/qxConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
-install(EXPORT qxTargets FILE qxConfig.cmake NAMESPACE qx:: DESTINATION ${qx_package_dir}
-    COMPONENT qx)
-install(FILES ${PROJECT_BINARY_DIR}/qxConfigVersion.cmake DESTINATION ${qx_package_dir}
-    COMPONENT qx)
+install(EXPORT qxTargets NAMESPACE qx:: DESTINATION ${qx_package_dir}
+    COMPONENT qx_development)
+install(FILES ${PROJECT_BINARY_DIR}/qxConfig.cmake ${PROJECT_BINARY_DIR}/qxConfigVersion.cmake
+    DESTINATION ${qx_package_dir} COMPONENT qx_development)
+if(QX_BUILD_TOOLS)
+    install(EXPORT qxToolsTargets NAMESPACE qx:: DESTINATION ${qx_package_dir} COMPONENT qx_tools)
+endif()
 
-# The prefix is written relative to the file's own place, so that an installed tree can be moved.
+# The folders are written relative to the file's own place.
 set(qx_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-file(RELATIVE_PATH qx_pkgconfig_prefix /prefix/${qx_pkgconfig_dir} /prefix)
-string(REGEX REPLACE "/$" "" qx_pkgconfig_prefix "${qx_pkgconfig_prefix}")
+foreach(dir LIBDIR INCLUDEDIR)
+    file(RELATIVE_PATH qx_pkgconfig_to_${dir}
+        ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_${dir}})
+endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qx.pc.in ${PROJECT_BINARY_DIR}/qx.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qx.pc DESTINATION ${qx_pkgconfig_dir} COMPONENT qx)
+install(FILES ${PROJECT_BINARY_DIR}/qx.pc DESTINATION ${qx_pkgconfig_dir}
+    COMPONENT qx_development)

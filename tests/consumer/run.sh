@@ -1,17 +1,50 @@
 #!/usr/bin/env bash
 # Builds the consumer one way and runs it: run.sh (find_package|pkg_config|subdirectory) BUILD PREFIX
-# BUILD is made anew; PREFIX is where the library was installed.
+# BUILD is made anew; PREFIX is where run.sh install TREE PREFIX has put what was built in TREE.
 set -euo pipefail
 
 way=$1 build=$2 prefix=$3
 source=$(cd "$(dirname "$0")" && pwd)
 
+# refuse COMMAND...: ends the test when it succeeds.
+refuse() {
+    if "$@"; then
+        echo "run.sh: this should have failed: $*" >&2
+        exit 1
+    fi
+}
+
+# Installs for one prefix, staged as packagers do, and moves the tree to another.
+install() {
+    local tree=$1 prefix=$2 stage=$2.stage
+    rm -rf "$prefix" "$stage"
+    DESTDIR=$stage cmake --install "$tree" --prefix /opt/qx
+    [[ $(ls -A "$stage") == opt && $(ls -A "$stage/opt") == qx ]]
+    mv "$stage/opt/qx" "$prefix"
+    rm -r "$stage"
+    # Neither place is written into what must work at the third.
+    refuse grep -rlE "/opt/qx|$tree" "$prefix" --include=*.cmake --include=*.pc --include=*.h
+    refuse grep -E '(RPATH|RUNPATH).*\[[^$]' \
+        <(find "$prefix" -type f -exec readelf -d {} + 2>/dev/null)
+}
+
+if [[ $way == install ]]; then
+    install "$build" "$prefix"
+    exit
+fi
 rm -rf "$build"
 mkdir -p "$build"
 case $way in
 find_package)
-    cmake -S "$source/find_package" -B "$build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
+    configure=(cmake -S "$source/find_package" -G Ninja -DCMAKE_PREFIX_PATH="$prefix")
+    components=library
+    [[ ! -e $prefix/bin/qxcalc ]] || components+=";tools"
+    [[ -z $(find "$prefix" -path '*/qx/modules/*.so') ]] || components+=";modules"
+    "${configure[@]}" -B "$build" -Dcomponents="$components"
     cmake --build "$build"
+    # What cannot be had is refused with its name.
+    message=$(refuse "${configure[@]}" -B "$build/unknown" -Dcomponents=brew 2>&1)
+    [[ ${message//[[:space:]]/} == *'nocomponent"brew":itscomponentsarelibrary,toolsandmodules'* ]]
     ;;
 subdirectory)
     # The flags of the release preset, so that a compiler cache serves what was just built.
