@@ -72,6 +72,8 @@
 #include <qx/exec/Process.h>
 #include <qx/exec/SharedLibrary.h>
 #include <qx/exec/Thread.h>
+#include <qx/i18n/BundleFactory.h>
+#include <qx/i18n/BundleName.h>
 #include <qx/i18n/ComStringBundle.h>
 #include <qx/i18n/ILocale.h>
 #include <qx/i18n/IResourceBundle.h>

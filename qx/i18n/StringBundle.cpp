@@ -1,11 +1,12 @@
 #include "qx/i18n/StringBundle.h"
 
 #include <algorithm>
-#include <string_view>
+#include <optional>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/LibraryIdentity.h>
+#include <qx/i18n/BundleName.h>
 #include <qx/i18n/ComStringBundle.h>
 #include <qx/platform/module.h>
 #include <qx/platform/text.h>
@@ -20,10 +21,9 @@ namespace {
 
 [[noreturn]] void throwNotFound() { throw Exception(u"Resource not found"_qs); }
 
-/// The bundle that is offered for exactly this locale, or null.
-Reference<StringBundle> tryComponent(const String& baseName, std::u16string_view localeName) {
-    const String name(localeName);
-    const String progId = u"Orbelle."_qs + baseName + u".StringBundle." + name;
+/// The bundle that is offered under exactly this name, or null.
+Reference<StringBundle> tryComponent(const BundleName& name) {
+    const String progId = name.componentName();
     if (progId.contains(u'\0')) // the component of a part of the name is another one
         return nullptr;
     GUID classId;
@@ -33,21 +33,16 @@ Reference<StringBundle> tryComponent(const String& baseName, std::u16string_view
             return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, out);
         }) < 0)
         return nullptr;
-    return makeReference<ComStringBundle>(component, makeReference<Locale>(name.getData()));
+    return makeReference<ComStringBundle>(component,
+                                          makeReference<Locale>(name.localeName.getData()));
 }
 
 /// The bundle for the locale or what is more general, or null.
 Reference<StringBundle> tryLocale(const String& baseName, const Locale& locale) {
-    const String name = locale.toString();
-    std::u16string_view rest = name.view();
-    Reference<StringBundle> found = tryComponent(baseName, rest);
-    for (const char16_t mark : {u'@', u'_'}) {
-        const size_t end = rest.find(mark);
-        if (found || end == rest.npos)
-            continue;
-        rest = rest.substr(0, end);
-        found = tryComponent(baseName, rest);
-    }
+    Reference<StringBundle> found;
+    for (std::optional name(BundleName{baseName, locale.toString()}); name && !found;
+         name = name->generalized())
+        found = tryComponent(*name);
     return found;
 }
 

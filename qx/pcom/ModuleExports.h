@@ -15,10 +15,13 @@
 ///
 /// @p table is an array of qx::pcom::ClassData that ends with an empty row. The module's object is
 /// made by the first call of one of the functions and goes with the module.
-#define QX_DEFINE_MODULE(table)                                                                    \
+#define QX_DEFINE_MODULE(table) QX_DEFINE_MODULE_OF(qx::pcom::DllModule, table)
+
+/// The same for a module whose object is of the class @p Module, derived from qx::pcom::DllModule.
+#define QX_DEFINE_MODULE_OF(Module, table)                                                         \
     QX_COMPONENT_NOTE;                                                                             \
-    static qx::pcom::DllModule& qxThisModule() {                                                   \
-        static qx::pcom::DllModule module(table);                                                  \
+    static Module& qxThisModule() {                                                                \
+        static Module module(table);                                                               \
         return module;                                                                             \
     }                                                                                              \
     int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void** object) {   \

@@ -1,0 +1,64 @@
+#include "qx/i18n/BundleFactory.h"
+
+#include <qx/collections/StringHashMap.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/i18n/Locale.h>
+#include <qx/i18n/StringMapBundle.h>
+
+namespace qx::i18n {
+
+namespace {
+
+class CompiledBundleFactory : public BundleFactory {
+public:
+    explicit CompiledBundleFactory(const CompiledBundle& bundle) : m_bundle(bundle) {}
+
+protected:
+    Reference<StringBundle> createBundle() override { return i18n::createBundle(m_bundle); }
+
+private:
+    const CompiledBundle& m_bundle;
+};
+
+} // namespace
+
+int32_t BundleFactory::CreateInstance(IQXUnknown* outer, const GUID& iid, void** out) {
+    if (!out)
+        return result::NullPointer;
+    *out = nullptr;
+    if (outer)
+        return iid == IQXUnknown::Iid ? result::NoAggregation : result::InvalidArgument;
+    return resultOf([&] {
+        const auto bundle = createBundle();
+        if (pcom::ModuleCount* const module = GetComModule()) {
+            // As if it had been set before the first reference.
+            module->AddRef();
+            bundle->SetComModule(module);
+        }
+        return bundle->QueryInterface(iid, out);
+    });
+}
+
+Reference<StringBundle> createBundle(const CompiledBundle& bundle) {
+    const auto values = makeReference<collections::StringHashMap>();
+    for (int32_t i = 0; i < bundle.count; ++i) {
+        const auto& [key, text] = bundle.texts[i];
+        values->put(key, makeReference<String>(text));
+    }
+    const auto made = makeReference<StringMapBundle>(values, makeReference<Locale>(bundle.locale));
+    if (bundle.parent)
+        made->setParent(createBundle(*bundle.parent));
+    return made;
+}
+
+int32_t createBundleFactory(pcom::Module* module, uintptr_t bundle, const GUID& iid, void** out) {
+    return resultOf([&] {
+        const auto factory =
+            makeReference<CompiledBundleFactory>(*reinterpret_cast<const CompiledBundle*>(bundle));
+        factory->SetComModule(module);
+        return factory->QueryInterface(iid, out);
+    });
+}
+
+} // namespace qx::i18n
