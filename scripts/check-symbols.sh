@@ -2,7 +2,8 @@
 # Checks what the built library exports: scripts/check-symbols.sh LIBRARY
 set -euo pipefail
 
-exported=$(nm -DC --defined-only "$1" | cut -d ' ' -f 2-)
+symbols() { nm -D --defined-only "$@" | cut -d ' ' -f 2-; }
+exported=$(symbols -C --without-symbol-versions "$1" | grep -v '^A QX_1$')
 status=0
 
 # reject RULE PATTERN: fails and shows the exported symbols that match.
@@ -12,6 +13,9 @@ reject() {
 
 reject "a unique symbol would keep dlclose from unloading the library" '^u '
 reject "only qx:: and QX names belong to us" '^[TDB] [a-z_][a-z0-9_]*$'
+
+unversioned=$(symbols "$1" | grep -v '@@QX_1$' | grep -vx 'A QX_1') || true
+[[ -z $unversioned ]] || { echo "without the version QX_1: $unversioned"; status=1; }
 
 cd "$(dirname "$0")/.."
 # Every function that a C header declares is there under its C name.
