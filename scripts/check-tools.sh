@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# Holds what a program says about itself together: scripts/check-tools.sh PROGRAM...
+# --help, the manual page docs/man/<name>.1 and the completion tools/<name>/completion.bash must name
+# the same options and the same usage. Exits with 77 where the formatter of the page is missing.
+set -uo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+export LC_ALL=C.UTF-8
+command -v groff >/dev/null || exit 77
+mapfile -t programs < <(realpath -- "$@")
+status=0
+
+# same WHAT EXPECTED ACTUAL
+same() {
+    [[ $2 == "$3" ]] && return
+    printf '%s: %s\n' "$name" "$1"
+    diff <(echo "$2") <(echo "$3")
+    status=1
+}
+
+# completions WORD...: what bash would offer for the last word, one a line.
+completions() {
+    (
+        source "$root/tools/$name/completion.bash"
+        [[ $(complete -p "$name") =~ -F\ ([^ ]+) ]] || exit
+        COMP_WORDS=("$program" "$@") COMP_CWORD=$#
+        "${BASH_REMATCH[1]}" "$name" "${*: -1}"
+        printf '%s\n' "${COMPREPLY[@]}"
+    )
+}
+
+check() {
+    local page=$root/docs/man/$name.1 help text
+    help=$("$program" --help 2>&1)
+    same "exit status of --help" 0 $?
+    text=$("$program" --no-such-option 2>/dev/null </dev/null)
+    same "exit status of a wrong option" 2 $?
+    same "a wrong option goes to the error stream" "" "$text"
+    "$program" --help >/dev/full 2>/dev/null
+    same "exit status on a full device" 1 $?
+
+    same "warnings of the page" "" "$(groff -man -Tutf8 -ww -z "$page" 2>&1)"
+    text=$(groff -man -Tascii -P-cbou -rLL=200n "$page")
+    same "usage: --help, page" \
+        "$(sed -n '/^usage:/,/^$/p' <<<"$help" | sed -E 's/^(usage:)? +//; /^$/d')" \
+        "$(sed -n '/^SYNOPSIS/,/^DESC/p' <<<"$text" | sed -nE '/--help$/d; s/^ +//p')"
+
+    local options
+    options=$(grep -oP '^  \K--?[a-z][-a-z]*' <<<"$help" | sort)
+    same "options: --help, page" "$options" \
+        "$(sed -n '/^OPTIONS/,/^[A-NP-Z]/p' <<<"$text" | grep -oP '^ {7}\K--?[a-z][-a-z]*' | sort)"
+    same "options: --help, completion" "$options" "$(completions - | sort)"
+    same "one option" --help "$(completions --he)"
+}
+
+for program in "${programs[@]}"; do
+    name=$(basename "$program")
+    check
+done
+
+# offers EXPECTED WORD...: the completions of the program $name, on one line.
+offers() {
+    local expected=$1
+    shift
+    same "completion of '$*'" "$expected" "$(completions "$@" | paste -sd ' ')"
+}
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder" || exit 1
+printf '[One two]\na=1\n[Other]\nb=2\n' >some.ini
+mkdir some.folder
+for program in "${programs[@]}"; do
+    name=$(basename "$program")
+    case $name in
+    qxcalc)
+        offers "10 16" -o 1
+        offers "" 1+
+        ;;
+    qxconv)
+        offers "UTF-16LE" -f UTF-16L
+        offers "some.folder some.ini" -f UTF-8 some
+        offers "" --substitute s
+        ;;
+    qxini)
+        offers some.ini some.i
+        offers "delete delete-set" some.ini del
+        offers 'One\ two Other' some.ini --json list O
+        offers "" --semaphore s
+        ;;
+    qxreg)
+        offers "export" ex
+        offers "QX_HKEY_USER QX_HKEY_USER_32 QX_HKEY_USER_64 QX_HKEY_USER_CROSS" \
+            query --folder some.folder QX_HKEY_U
+        offers "uint32 uint64" add --type u
+        offers some.folder export QX_HKEY_USER some.f
+        offers some.folder import --folder some
+        ;;
+    esac
+done
+exit $status
