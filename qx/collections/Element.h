@@ -29,7 +29,7 @@ template <class T>
 Reference<T> elementAs(Reference<IQXUnknown> element) {
     if (!element)
         return nullptr;
-    auto* const typed = dynamic_cast<T*>(element.get());
+    auto* const typed = dynamic_cast<T*>(qx::pcom::comObjectOf(element.get()));
     if (!typed)
         throw CastFailedException();
     // The reference is to the same object, whichever of its interfaces it was counted through.

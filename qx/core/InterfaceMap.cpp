@@ -5,6 +5,16 @@
 
 namespace qx::pcom {
 
+namespace {
+
+/// Asks an object for its ComObject. Only QueryInterfaceMap knows it, and answers with a result of
+/// its own, so that nobody is believed who says yes to every interface.
+constexpr GUID ComObjectIid{
+    0xF3285B9F, 0xFA41, 0x4FAC, {0x9F, 0x95, 0xBC, 0x0A, 0x83, 0x4A, 0x53, 0xE9}};
+constexpr int32_t ComObjectAnswer = 0x5158434F;
+
+} // namespace
+
 int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUID& iid,
                           void** out) {
     if (!out)
@@ -15,6 +25,12 @@ int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUI
             object->AddRef();
         *out = unknown;
         return result::Ok;
+    }
+    if (iid == ComObjectIid && object) {
+        // The asker takes it back in the same way: an object without references has to survive.
+        object->InternalAddRef();
+        *out = object;
+        return ComObjectAnswer;
     }
     for (const InterfaceData* row = map; row->kind != InterfaceData::End; ++row) {
         if (row->iid && !(*row->iid == iid))
@@ -34,6 +50,23 @@ int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUI
     }
     *out = nullptr;
     return result::NoInterface;
+}
+
+__attribute__((no_sanitize("vptr"))) ComObject* comObjectOf(const IQXUnknown* unknown) {
+    if (!unknown)
+        return nullptr;
+    // A query changes no more than the count.
+    void* answer = nullptr;
+    const int32_t answered =
+        const_cast<IQXUnknown*>(unknown)->QueryInterface(ComObjectIid, &answer);
+    if (answered != ComObjectAnswer) {
+        if (answered >= 0 && answer)
+            static_cast<IQXUnknown*>(answer)->Release();
+        return nullptr;
+    }
+    auto* const object = static_cast<ComObject*>(answer);
+    object->InternalRelease();
+    return object;
 }
 
 } // namespace qx::pcom

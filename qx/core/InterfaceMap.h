@@ -5,6 +5,8 @@
 #include <qx/core/GUID.h>
 #include <qx/platform/export.h>
 
+class IQXUnknown;
+
 namespace qx {
 
 class ComObject;
@@ -34,6 +36,11 @@ struct InterfaceData {
 ///     the failure of a chain function of a row with an identifier
 QX_API int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUID& iid,
                                  void** out);
+
+/// The object behind @p unknown when it is one whose QueryInterface walks an interface map, as all
+/// of the library do; null for null and for any other. Safe for objects that know no run-time
+/// types, which a dynamic_cast of the interface is not. No reference is taken.
+QX_API ComObject* comObjectOf(const IQXUnknown* unknown);
 
 } // namespace pcom
 } // namespace qx

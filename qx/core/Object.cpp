@@ -8,6 +8,7 @@
 #include <qx/core/Implements.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/LibraryObject.h>
 #include <qx/platform/text.h>
 
 namespace qx {
@@ -62,7 +63,7 @@ int32_t Object::CompareTo(const IQXUnknown* other, int* result) {
         return result::NullPointer;
     *result = 0;
     return resultOf([&] {
-        const auto* const object = dynamic_cast<const Object*>(other);
+        const auto* const object = other == GetUnknown() ? this : detail::libraryObjectOf(other);
         *result = object ? compareTo(*object) : addressOrder(other, GetUnknown());
     });
 }

@@ -109,7 +109,7 @@ Reference<const collections::Set<String>> LogEntry::getFieldNames() const {
 
 int32_t LogEntry::SetField(const char16_t* name, IQXUnknown* value) {
     return resultOf([&] {
-        const auto object = qx::detail::libraryObjectOf(value);
+        const Reference<Object> object(qx::detail::libraryObjectOf(value));
         if (!object)
             return result::Fail;
         set(TextView(name), object);

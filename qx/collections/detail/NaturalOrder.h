@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstring>
 #include <typeinfo>
 
 #include <qx/collections/IComparator.h>
+#include <qx/core/InterfaceMap.h>
 #include <qx/core/String.h>
 #include <qx/util/Comparator.h>
 
@@ -11,18 +13,29 @@
 
 namespace qx::collections::detail {
 
-/// True for a comparator that is exactly the one of the natural order, whose answers for a String
-/// are known.
-inline bool isNaturalOrder(const IQXComparator& comparator) {
-    return typeid(comparator) == typeid(util::Comparator);
+/// The table of functions through which an object is called. It tells a class, also where the
+/// object knows no run-time types.
+inline const void* functionTableOf(const IQXUnknown* object) noexcept {
+    const void* table = nullptr;
+    std::memcpy(&table, static_cast<const void*>(object), sizeof(table));
+    return table;
 }
 
-/// The element as a String; null when it is anything else, a class derived from String included.
-inline const String* exactString(const IQXUnknown* element) {
-    // By address: a type description that exists twice merely misses the short cut.
-    if (!element || &typeid(*element) != &typeid(String))
-        return nullptr;
-    return static_cast<const String*>(dynamic_cast<const void*>(element));
+/// The table of what is exactly a String, for exactString, when @p comparator is exactly the one of
+/// the natural order, whose answers for a String are known; else null.
+inline const void* naturalStringTable(const IQXComparator& comparator) {
+    const ComObject* const object = qx::pcom::comObjectOf(&comparator);
+    return object && typeid(*object) == typeid(util::Comparator)
+               ? functionTableOf(String().GetUnknown())
+               : nullptr;
+}
+
+/// The element as a String; null when it is anything else, a class derived from String included,
+/// and when it comes by another interface than its first.
+inline const String* exactString(const IQXUnknown* element, const void* stringTable) noexcept {
+    return element && functionTableOf(element) == stringTable
+               ? static_cast<const String*>(static_cast<const ComObject*>(element))
+               : nullptr;
 }
 
 } // namespace qx::collections::detail

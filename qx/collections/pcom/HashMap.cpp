@@ -26,7 +26,7 @@ HashMap::HashMap(int capacity, float loadFactor)
 HashMap::HashMap(const IQXComparator* keys, const IQXComparator* values, int capacity,
                  float loadFactor)
     : AbstractMap(keys, values), m_loadFactor(loadFactor),
-      m_hasNaturalKeys(collections::detail::isNaturalOrder(keyComparator())) {
+      m_stringTable(collections::detail::naturalStringTable(keyComparator())) {
     detail::checkTable(capacity, loadFactor);
     allocTable(capacity);
 }
@@ -206,17 +206,18 @@ bool HashMap::containsEntry(const IQXUnknown* element) const {
 }
 
 uint32_t HashMap::getKeyHashCode(const IQXUnknown* key) const {
-    if (m_hasNaturalKeys) {
-        if (const String* const text = collections::detail::exactString(key))
+    if (m_stringTable) {
+        if (const String* const text = collections::detail::exactString(key, m_stringTable))
             return text->String::hashCode();
     }
     return hashElement(keyComparator(), key);
 }
 
 bool HashMap::keysEqual(const IQXUnknown* stored, const IQXUnknown* key) const {
-    if (m_hasNaturalKeys) {
-        const String* const text = collections::detail::exactString(key);
-        const String* const storedText = text ? collections::detail::exactString(stored) : nullptr;
+    if (m_stringTable) {
+        const String* const text = collections::detail::exactString(key, m_stringTable);
+        const String* const storedText =
+            text ? collections::detail::exactString(stored, m_stringTable) : nullptr;
         if (storedText)
             return *storedText == *text;
     }

@@ -101,8 +101,9 @@ private:
     Table m_table;
     /// 2^64 / table length, rounded up.
     uint64_t m_inverseLength = 0;
-    /// True when keys that are plain strings can be hashed and compared without the comparator.
-    const bool m_hasNaturalKeys;
+    /// Recognises keys that are plain strings, when these can be hashed and compared without the
+    /// comparator; else null.
+    const void* const m_stringTable;
 };
 
 } // namespace qx::collections::pcom
