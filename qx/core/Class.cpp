@@ -31,7 +31,7 @@ Object* Class::createInstance() const {
 }
 
 const Class* Class::forName(const char16_t* name) {
-    const Class* const found = ClassManager::getInstance()->lookupName(name);
+    const Class* const found = name ? ClassManager::getInstance()->lookupName(name) : nullptr;
     if (!found)
         throw ClassNotFoundException(String(name));
     return found;

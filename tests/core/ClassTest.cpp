@@ -44,6 +44,7 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
     } catch (const qx::ClassNotFoundException& exception) {
         EXPECT_TRUE(exception.getDescription().equals(u"cqxstring"));
     }
+    EXPECT_THROW(Class::forName(nullptr), qx::ClassNotFoundException);
 }
 
 TEST(Class, EveryCreatorMakesItsOwnClass) {
