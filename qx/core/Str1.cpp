@@ -209,12 +209,6 @@ void Str1::Appendor::fastAppend(const char16_t* units, int32_t count) {
         Traits::copy(checkAvailable(count), units, sizeOf(count));
 }
 
-void Str1::Appendor::firstAppend(const char16_t* units, int32_t count) {
-    m_target.clear();
-    resync();
-    fastAppend(units, count);
-}
-
 void Str1::Appendor::setRemCap(int32_t count) {
     const int32_t length = m_target.m_length;
     m_room = m_target.ensureCapacity1(detail::checkedSize(int64_t{length} + count)) - length;

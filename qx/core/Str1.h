@@ -96,7 +96,8 @@ public:
     String toQXString() const { return String(view()); }
 
     /// Encodes the text from @p *position on (null: from its start) into @p capacity bytes, stores
-    /// their count, and moves the position behind what was encoded.
+    /// their count, and moves the position behind what was encoded. A position outside of the text
+    /// is its nearer end.
     /// @return 0; result::BufferTooSmall when the bytes are full before the text ends; the code of
     ///     an unknown encoding or of what the converter throws
     int32_t convertToA(signed char* bytes, int32_t capacity, int32_t* byteCount,
@@ -149,8 +150,8 @@ public:
     char16_t* checkAvailable(int32_t count);
     void fastAppend(const char16_t* units, int32_t count);
     void fastAppend(char16_t unit) { *checkAvailable(1) = unit; }
-    /// Starts the text anew with these units.
-    void firstAppend(const char16_t* units, int32_t count);
+    /// The first of several appends; like any other.
+    void firstAppend(const char16_t* units, int32_t count) { fastAppend(units, count); }
     /// Makes room for @p count units more.
     void setRemCap(int32_t count);
     /// Forgets the known room.

@@ -76,7 +76,7 @@ Str1& Str1::appendA(const signed char* bytes, int32_t byteLength, const char16_t
 
 int32_t Str1::convertToA(signed char* bytes, int32_t capacity, int32_t* byteCount,
                          const char16_t* encoding, int32_t* position) const {
-    int32_t at = position ? *position : 0;
+    int32_t at = position ? std::clamp(*position, 0, m_length) : 0;
     int32_t written = 0;
     const int32_t converted = resultOf([&] {
         const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
@@ -101,6 +101,8 @@ int32_t Str1::convertToA(signed char* bytes, int32_t capacity, int32_t* byteCoun
 
 int32_t Str1::convertToAZ(signed char* bytes, int32_t capacity, int32_t* byteCount,
                           const char16_t* encoding, int32_t* position) const {
+    if (byteCount)
+        *byteCount = 0;
     if (capacity < 1)
         return result::BufferTooSmall;
     int32_t written = 0;
@@ -113,6 +115,7 @@ int32_t Str1::convertToAZ(signed char* bytes, int32_t capacity, int32_t* byteCou
 
 int32_t Str1::getLengthA(int32_t* byteCount, const char16_t* encoding, int32_t position) const {
     int64_t total = 0;
+    position = std::clamp(position, 0, m_length);
     const int32_t counted = resultOf([&] {
         const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
         signed char piece[512];

@@ -28,10 +28,13 @@ public:
         uint32_t m_changes = 0;
     };
 
-    /// @p capacity  buckets, at least 1
-    /// @p loadFactor  entries per bucket from which on the table grows
+    /// @param capacity    buckets; below 1 counts as 1
+    /// @param loadFactor  entries per bucket from which on the table grows, above 0
+    /// @throws RangeErrorException for any other load factor
     explicit Str1HashMap(int32_t capacity = DEFAULT_CAPACITY, float loadFactor = DEFAULT_LOAD)
         : m_loadFactor(loadFactor), m_table(static_cast<size_t>(capacity > 1 ? capacity : 1)) {
+        if (!(loadFactor > 0)) // nor not a number
+            throw RangeErrorException();
         m_threshold = thresholdOf(m_table.size());
     }
     Str1HashMap(const Str1HashMap&) = delete;
@@ -165,7 +168,8 @@ private:
     }
 
     int32_t thresholdOf(size_t buckets) const {
-        return static_cast<int32_t>(static_cast<float>(buckets) * m_loadFactor);
+        const float threshold = static_cast<float>(buckets) * m_loadFactor;
+        return threshold < 0x1p31f ? static_cast<int32_t>(threshold) : INT32_MAX;
     }
 
     void rehash() {

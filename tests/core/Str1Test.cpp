@@ -221,13 +221,14 @@ TEST(Str1, AppendorLooksAtTheCapacityOncePerBatch) {
     appendor.resync();
     appendor.fastAppend(u"again", 5);
     EXPECT_EQ(unitsOf(text), u"again");
-    appendor.firstAppend(u"first", 5);
-    EXPECT_EQ(unitsOf(text), u"first");
+    Str1::Appendor(text, 0, 0).firstAppend(u"first", 5);
+    EXPECT_EQ(unitsOf(text), u"againfirst"); // what the text began with stays
+    appendor.resync();
     appendor.setRemCap(1000);
     const char16_t* const buffer = bufferOf(text);
     std::fill_n(appendor.checkAvailable(1000), 1000, u'.');
     EXPECT_EQ(bufferOf(text), buffer);
-    EXPECT_EQ(text.getLength(), 1005);
+    EXPECT_EQ(text.getLength(), 1010);
 }
 
 TEST(Str1, MoreThanABufferHoldsIsRefused) {
@@ -266,6 +267,13 @@ TEST(Str1, ConvertsBytesInPieces) {
     EXPECT_EQ(std::string(reinterpret_cast<char*>(bytes)), expected);
     EXPECT_EQ(count, 12);
     EXPECT_EQ(text.convertToAZ(bytes, 0, &count, u"UTF-8"), result::BufferTooSmall);
+    EXPECT_EQ(count, 0);
+    int32_t outside = -9;
+    EXPECT_EQ(text.convertToA(bytes, 13, &count, u"UTF-8", &outside), result::Ok);
+    EXPECT_EQ(count, 12);
+    outside = 99;
+    EXPECT_EQ(text.convertToA(bytes, 13, &count, u"UTF-8", &outside), result::Ok);
+    EXPECT_TRUE(count == 0 && outside == text.getLength());
     EXPECT_EQ(text.convertToA(bytes, 13, &count, u"no such encoding"), result::UnknownEncoding);
 
     Str1 many;
@@ -319,6 +327,12 @@ TEST(Str1HashMap, GrowsWhenTheLoadIsReachedBeforeAnInsertion) {
     EXPECT_EQ(map.getSize(), 153);
     for (int i = 0; i < 153; ++i)
         EXPECT_TRUE(map.containsKey(key(i))) << i;
+
+    EXPECT_THROW(Str1HashMap<void*>(1, 0), RangeErrorException); // would double at every key
+    Str1HashMap<void*> never(1, 1e30f);
+    never.put(u"a", nullptr);
+    never.put(u"b", nullptr);
+    EXPECT_EQ(never.getTableSize(), 1);
 }
 
 TEST(Str1HashMap, KeepsOneValueForAKeyAndReportsTheOld) {
