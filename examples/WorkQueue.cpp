@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <exception>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -65,18 +66,35 @@ qx::String longestWord(const qx::String& line) {
     return line.substring(longestAt, longestAt + longest);
 }
 
+/// Threads that run one body; each is given an end of the queue, and waited for, when this goes.
+class Workers {
+public:
+    explicit Workers(LineQueue& queue) : m_queue(queue) {}
+    ~Workers() {
+        for (size_t i = 0; i < m_threads.size(); ++i)
+            m_queue.put(std::nullopt);
+    }
+
+    template <class Body>
+    void start(Body body) {
+        m_threads.emplace_back(std::move(body));
+    }
+
+private:
+    LineQueue& m_queue;
+    std::vector<std::jthread> m_threads;
+};
+
 } // namespace
 
-int main() {
-    constexpr int Workers = 4;
+int main() try {
     LineQueue queue(16);
     qx::sync::Mutex mutex;
     std::vector<qx::String> words;
-
     {
-        std::vector<std::jthread> workers;
-        for (int i = 0; i < Workers; ++i) {
-            workers.emplace_back([&] {
+        Workers workers(queue);
+        for (int i = 0; i < 4; ++i) {
+            workers.start([&] {
                 while (const auto line = queue.take()) {
                     qx::String word = longestWord(*line);
                     const std::lock_guard lock(mutex);
@@ -86,8 +104,6 @@ int main() {
         }
         for (std::string line; std::getline(std::cin, line);)
             queue.put(qx::String::fromUtf8(line));
-        for (int i = 0; i < Workers; ++i)
-            queue.put(std::nullopt);
     }
 
     std::ranges::sort(words, [](const qx::String& left, const qx::String& right) {
@@ -95,4 +111,7 @@ int main() {
     });
     for (const auto& word : words)
         std::cout << word << '\n';
+} catch (const std::exception& failure) {
+    std::cerr << "WorkQueue: " << failure.what() << '\n';
+    return 1;
 }

@@ -31,13 +31,17 @@ constexpr struct {
 
 } // namespace
 
+std::string describeResult(int32_t result) {
+    for (const auto& row : Texts)
+        if (row.result == result)
+            return row.text;
+    char code[32];
+    std::snprintf(code, sizeof code, "error 0x%08X", static_cast<unsigned int>(result));
+    return code;
+}
+
 Failure fileFailure(const std::string& name, int32_t result) {
     if (result == qx::result::BrokenPipe)
         return Failure(Failure::Runtime, "");
-    for (const auto& row : Texts)
-        if (row.result == result)
-            return Failure(Failure::Runtime, name + ": " + row.text);
-    char code[32];
-    std::snprintf(code, sizeof code, "error 0x%08X", static_cast<unsigned int>(result));
-    return Failure(Failure::Runtime, name + ": " + code);
+    return Failure(Failure::Runtime, name + ": " + describeResult(result));
 }

@@ -19,6 +19,9 @@ private:
     int m_status;
 };
 
+/// What the program says of a result code of the platform.
+std::string describeResult(int32_t result);
+
 /// A failure of the platform on the file or stream called @p name. A closed pipe has no message:
 /// who closed it knows.
 Failure fileFailure(const std::string& name, int32_t result);

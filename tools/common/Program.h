@@ -29,7 +29,9 @@ int runProgram(const char* program, Body&& body) {
     } catch (const Failure& failure) {
         return fail(program, failure.status(), failure.what());
     } catch (const qx::Exception& e) {
-        return fail(program, Failure::Runtime, e.getDescription().toUtf8());
+        const qx::String description = e.getDescription();
+        return fail(program, Failure::Runtime,
+                    description.isEmpty() ? describeResult(e.getResult()) : description.toUtf8());
     } catch (const std::bad_alloc&) {
         return fail(program, Failure::Runtime, "out of memory");
     } catch (const std::exception& e) {

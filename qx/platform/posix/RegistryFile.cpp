@@ -18,8 +18,7 @@ constexpr mode_t OthersMayWrite = S_IWGRP | S_IWOTH;
 
 Descriptor open(const char* path, int flags) noexcept {
     // O_NONBLOCK: should somebody have put a pipe there, it is refused and not waited for.
-    return aboveStandard(Descriptor(
-        retryInterrupted([&] { return ::open(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); })));
+    return aboveStandard(Descriptor::open(path, flags | O_NOCTTY | O_NONBLOCK));
 }
 
 /// Whether a file or folder is in the hands of the user or the system alone.
@@ -55,7 +54,7 @@ bool setLock(int file, short type) noexcept {
 }
 
 bool flushFolder(const char* path) noexcept {
-    const Descriptor folder(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY);
     return folder && retryInterrupted([&] { return ::fsync(folder.get()); }) == 0;
 }
 

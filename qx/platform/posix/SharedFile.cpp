@@ -68,7 +68,7 @@ int32_t openUserFolder(Descriptor& folder) {
     std::snprintf(path, sizeof path, "%s/qx-%u", MemoryFolder, static_cast<unsigned>(geteuid()));
     if (mkdir(path, 0700) != 0 && errno != EEXIST)
         return lastResult();
-    folder = Descriptor(::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
     struct stat status;
     if (!folder || fstat(folder.get(), &status) != 0)
         return lastResult();
@@ -79,14 +79,13 @@ int32_t openUserFolder(Descriptor& folder) {
 int32_t openFolder(Place place, Descriptor& folder) {
     if (place != Place::PublicMemory)
         return openUserFolder(folder);
-    folder = Descriptor(::open(MemoryFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
     return folder ? result::Ok : lastResult();
 }
 
 Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0) {
     // O_NONBLOCK: in the common folder somebody may have put a pipe under the name.
-    return Descriptor(
-        openat(folder, fileName, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode));
+    return Descriptor::openAt(folder, fileName, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
 }
 
 /// Removes a file that has no users; its set-up lock is held. The common folder lets nobody remove
@@ -313,7 +312,7 @@ int32_t SharedFile::reenterSlot(uint32_t& slot) noexcept {
 Descriptor SharedFile::openAgain() const noexcept {
     char path[48];
     std::snprintf(path, sizeof path, "/proc/self/fd/%d", m_descriptor.get());
-    return Descriptor(::open(path, O_RDWR | O_CLOEXEC));
+    return Descriptor::open(path, O_RDWR);
 }
 
 void SharedFile::close() noexcept {

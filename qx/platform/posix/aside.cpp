@@ -43,9 +43,8 @@ int32_t createAside(std::string_view target, mode_t mode, PathText& aside,
         aside.truncate(stemLength);
         if (!aside.append(ending))
             return NameTooLong;
-        file = aboveStandard(Descriptor(retryInterrupted([&] {
-            return ::open(aside.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
-        })));
+        file = aboveStandard(
+            Descriptor::open(aside.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
         if (file)
             return result::Ok;
         if (errno != EEXIST)

@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "qx/platform/posix/error.h"
 #include "qx/platform/posix/handle.h"
 
 namespace qx::platform {
@@ -34,6 +35,15 @@ public:
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(m_descriptor, other.m_descriptor);
         return *this;
+    }
+
+    /// Opens a file, whatever signals come, and closes it on exec. Without one errno says why.
+    static Descriptor open(const char* path, int flags, mode_t mode = 0) noexcept {
+        return Descriptor(retryInterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
+    }
+    static Descriptor openAt(int folder, const char* path, int flags, mode_t mode = 0) noexcept {
+        return Descriptor(
+            retryInterrupted([&] { return ::openat(folder, path, flags | O_CLOEXEC, mode); }));
     }
 
     explicit operator bool() const noexcept { return m_descriptor >= 0; }

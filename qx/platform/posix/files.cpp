@@ -42,7 +42,7 @@ int openFlags(uint32_t flags) noexcept {
 }
 
 Descriptor openFile(const char* path, int flags, uint32_t mode) noexcept {
-    return aboveStandard(Descriptor(retryInterrupted([&] { return ::open(path, flags, mode); })));
+    return aboveStandard(Descriptor::open(path, flags, mode));
 }
 
 /// Runs a transfer again after signals and, on a descriptor that somebody made non-blocking, once

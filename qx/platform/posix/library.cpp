@@ -32,7 +32,7 @@ void* libraryOf(QXHandle handle) noexcept { return reinterpret_cast<void*>(handl
 int32_t reasonOf(const PathText& path) noexcept {
     if (path.view().find('/') == std::string_view::npos)
         return ModuleNotFound;
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const Descriptor file = Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK);
     if (!file)
         return lastResult();
     constexpr char Magic[] = {0x7F, 'E', 'L', 'F'};

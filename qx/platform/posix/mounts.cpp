@@ -46,7 +46,7 @@ std::string mountTable() {
         std::memcpy(file, s_table.file, sizeof file);
     }
     std::string text;
-    const Descriptor in(::open(file, O_RDONLY | O_CLOEXEC));
+    const Descriptor in = Descriptor::open(file, O_RDONLY);
     char bytes[4096];
     for (;;) {
         const ssize_t count =

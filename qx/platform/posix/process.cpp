@@ -115,7 +115,7 @@ int32_t Program::setFolder(const char16_t* folder) {
         return result;
     if (toNativePath(name.c_str(), native) < 0)
         return NoSuchFolder;
-    m_folder = aboveStandard(Descriptor(::open(native.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)));
+    m_folder = aboveStandard(Descriptor::open(native.c_str(), O_PATH | O_DIRECTORY));
     if (!m_folder)
         return errno == ENOENT || errno == ENOTDIR ? NoSuchFolder : lastResult();
     return m_isSearched ? result::Ok : makeFileAbsolute();

@@ -117,16 +117,14 @@ int32_t Replacement::begin(const char* path) noexcept {
     // Opened first, so that the flush at the end lacks nothing.
     PathText folder;
     folder.append(folderOf(m_target.view()));
-    m_folder = Descriptor(retryInterrupted([&] {
-        return ::open(folder.view().empty() ? "." : folder.c_str(),
-                      O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    }));
+    m_folder =
+        Descriptor::open(folder.view().empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
     return m_folder ? result::Ok : lastResult();
 }
 
 void Replacement::removeLeftovers() const noexcept {
     // A descriptor of its own, whose position is the start of the folder.
-    Descriptor folder(::openat(m_folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor folder = Descriptor::openAt(m_folder.get(), ".", O_RDONLY | O_DIRECTORY);
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(folder.get()), &::closedir);
     if (!entries)
         return;
@@ -134,8 +132,8 @@ void Replacement::removeLeftovers() const noexcept {
     while (const dirent* const entry = ::readdir(entries.get())) {
         if (!isAsideName(entry->d_name, nameOf(m_target.view())))
             continue;
-        const Descriptor file(::openat(m_folder.get(), entry->d_name,
-                                       O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        const Descriptor file =
+            Descriptor::openAt(m_folder.get(), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
         // A writer that lives, one outside the caller's lock, holds its file.
         if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
             ::unlinkat(m_folder.get(), entry->d_name, 0);
