@@ -1,0 +1,287 @@
+#!/usr/bin/env python3
+"""Lets every system call of programs of ours fail in turn.
+
+    calls.py PRELOAD BUILD [--most N] [--jobs N] [SCENARIO...]
+
+PRELOAD is the library made of Preload.cpp, BUILD the build folder. With --most about N calls of each
+scenario fail for each kind of failure, spread evenly; otherwise all do.
+
+An interrupted call and transfers of single bytes must go unnoticed. After any other failure a program
+either does its work all the same or says what went wrong and ends with a status of its own; it never
+dies or hangs, what it changes is changed wholly or not at all, and the next run finds nothing in its
+way. Prints what breaks that, and the number of failures.
+"""
+
+import argparse
+import concurrent.futures
+import itertools
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+# Kind of failure, whether it must go unnoticed, and whether it may last.
+FAILURES = [("4", "once", True), ("short", "once", True), ("short", "on", True)] + [
+    (error, extent, False)
+    for error in ("5", "28", "24", "12")  # EIO ENOSPC EMFILE ENOMEM
+    for extent in ("once", "on")]
+PATIENCE = 30
+
+TEXT = "".join(f"line {i}: naïve Grüße, 日本 and more\n" for i in range(60))
+ports = itertools.count(21000)
+
+
+class Run:
+    """One run of a scenario in a folder of its own."""
+
+    def __init__(self, scenario, build):
+        self.scenario, self.build = scenario, build
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qx-torture-"))
+        self.environment = dict(os.environ, HOME=str(self.folder), LC_ALL="C.UTF-8",
+                                XDG_DATA_HOME=str(self.folder / "data"))
+        if scenario.setup:
+            scenario.setup(self)
+
+    def program(self, name):
+        for part in ("tools", "examples"):
+            for candidate in (name, "example_" + name):
+                path = self.build / part / candidate
+                if path.exists():
+                    return str(path)
+        sys.exit(f"calls.py: {name} is not built")
+
+    def plain(self, *command, stdin=None):
+        """Output of a command that nothing fails in."""
+        return subprocess.run([self.program(command[0]), *command[1:]], cwd=self.folder,
+                              env=self.environment, input=stdin, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, timeout=PATIENCE).stdout
+
+    def start(self, extra):
+        command = self.scenario.command(self)
+        return subprocess.Popen([self.program(command[0]), *command[1:]], cwd=self.folder,
+                                env=dict(self.environment, **extra), stdin=subprocess.PIPE,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def close(self):
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class Scenario:
+    def __init__(self, name, command, stdin=b"", setup=None, state=None, drive=None, agree=None):
+        self.name = name
+        self.command = command if callable(command) else (lambda run: command)
+        self.stdin, self.setup = stdin, setup
+        self.state = state  # what the program changes, read back without failures
+        self.drive = drive or (lambda run, process: process.communicate(self.stdin, PATIENCE))
+        self.agree = agree or (lambda run, expected, out: out == expected)
+
+
+def stop_when_serving(run, process):
+    """Lets a server work for a moment and stops it."""
+    out = process.stdout.readline()
+    if out.startswith(b"serving"):
+        try:
+            process.wait(0.05)
+        except subprocess.TimeoutExpired:
+            process.send_signal(signal.SIGTERM)
+    rest, errors = process.communicate(timeout=PATIENCE)
+    return out + rest, errors
+
+
+def logged_all(run, expected, out):
+    """As many entries in the files as the service says."""
+    count = re.search(rb"(\d+) entries logged", out)
+    return count is not None and int(count[1]) == (run.folder / "service.xml").read_bytes().count(
+        b"</entry>")
+
+
+def write_ini(run):
+    (run.folder / "a.ini").write_text("[Set]\nkey=old\nother=stays\n\n")
+
+
+def ini_state(run):
+    left = sorted(path.name for path in run.folder.iterdir() if path.name != "data")
+    return (run.folder / "a.ini").read_bytes(), left
+
+
+def add_registry(run):
+    run.plain("qxreg", "add", "QX_HKEY_USER/Key", "name", "old")
+    run.plain("qxreg", "add", "QX_HKEY_USER/Key/Sub", "other", "stays")
+
+
+def registry_state(run):
+    return run.plain("qxreg", "query", "QX_HKEY_USER/Key", "--recursive", "--json")
+
+
+def serve_client(run, process):
+    """A client for a server that fails; what becomes of it does not matter."""
+    if process.stdout.readline().startswith(b"listening"):
+        try:
+            run.plain("EchoClient", "127.0.0.1", str(run.port), stdin=b"hello\n")
+        except subprocess.TimeoutExpired:
+            pass
+    try:
+        process.wait(0.5)
+    except subprocess.TimeoutExpired:
+        process.terminate()  # it still waits for a client that it could take
+        _, errors = process.communicate(timeout=PATIENCE)
+        process.returncode = 0
+        return b"", errors
+    _, errors = process.communicate(timeout=PATIENCE)
+    return b"", errors
+
+
+def listen_on(run):
+    run.port = next(ports)
+    return ["EchoServer", str(run.port), "127.0.0.1", "1"]
+
+
+def connect_to(run):
+    """A client that fails, with a server that does not."""
+    for run.port in ports:
+        run.server = subprocess.Popen(
+            [run.program("EchoServer"), str(run.port), "127.0.0.1", "1"], cwd=run.folder,
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        if run.server.stdout.readline().startswith(b"listening"):
+            return ["EchoClient", "127.0.0.1", str(run.port), "2"]
+        run.server.wait()
+
+
+def talk(run, process):
+    try:
+        return process.communicate(b"hello\nworld\n", PATIENCE)
+    finally:
+        run.server.kill()
+        run.server.communicate()
+
+
+def give_text(run):
+    (run.folder / "text").write_text(TEXT)
+
+
+SCENARIOS = [
+    Scenario("LineCount", ["LineCount", "UTF-8", "text"], setup=give_text),
+    Scenario("Transcode", ["Transcode", "UTF-8", "UTF-16BE"], TEXT.encode()),
+    Scenario("WorkQueue", ["WorkQueue"], b"one two\nthree four five\nsix\n",
+             agree=lambda run, expected, out: sorted(out) == sorted(expected)),
+    Scenario("qxconv", ["qxconv", "-f", "UTF-8", "-t", "Cp1252", "text"], setup=give_text),
+    Scenario("qxcalc", ["qxcalc", "2^300", "scale=20; 1/7"]),
+    Scenario("qxini set", ["qxini", "a.ini", "set", "Set", "key", "new", "--semaphore", "torture calls"], setup=write_ini,
+             state=ini_state),
+    Scenario("qxini get", ["qxini", "a.ini", "get", "Set", "key"], setup=write_ini),
+    Scenario("qxreg add", ["qxreg", "add", "QX_HKEY_USER/Key", "name", "new"], setup=add_registry,
+             state=registry_state),
+    Scenario("qxreg delete", ["qxreg", "delete", "QX_HKEY_USER/Key/Sub"], setup=add_registry,
+             state=registry_state),
+    Scenario("qxreg export", ["qxreg", "export", "QX_HKEY_USER/Key"], setup=add_registry),
+    Scenario("Service", lambda run: ["Service", "--folder", str(run.folder), "--threads", "2"],
+             drive=stop_when_serving, agree=logged_all),
+    Scenario("EchoServer", listen_on, drive=serve_client),
+    Scenario("EchoClient", connect_to, drive=talk),
+]
+
+
+def attempt(scenario, build, preload, call, error, extent):
+    """Status, output and errors of a run, how many calls there were and which one failed."""
+    run = Run(scenario, build)
+    report = run.folder.parent / (run.folder.name + ".report")
+    extra = {"LD_PRELOAD": preload, "QX_TORTURE_ERROR": error, "QX_TORTURE_EXTENT": extent,
+             "QX_TORTURE_REPORT": str(report)}
+    if call is not None:
+        extra["QX_TORTURE_CALL"] = str(call)
+    process = run.start(extra)
+    try:
+        out, errors = scenario.drive(run, process)
+        status = process.returncode
+    except subprocess.TimeoutExpired:
+        process.kill()
+        out, errors = process.communicate()
+        status = "hangs"
+    count, failed = 0, "-"
+    if report.exists():
+        count, failed = report.read_text().split()
+        report.unlink()
+    return run, status, out, errors, int(count), failed
+
+
+def judge(scenario, build, preload, call, error, extent, silent, baseline):
+    """What is wrong with a run in which that call failed; None when it did not come to it."""
+    run, status, out, errors, _, failed = attempt(scenario, build, preload, call, error, extent)
+    try:
+        if failed == "-" and status == 0:
+            return None
+        faults = []
+        expected, old_state, new_state = baseline
+        if not isinstance(status, int) or status < 0 or status >= 126:
+            faults.append(f"ends with {status}: {errors[-200:]!r}")
+        elif status == 0 and not scenario.agree(run, expected, out):
+            faults.append(f"claims success and prints {out[:200]!r}")
+        elif status != 0 and silent:
+            faults.append(f"notices it: {errors[-200:]!r}")
+        elif status != 0 and not errors:
+            faults.append(f"ends with {status} and says nothing")
+        if scenario.state and not faults:
+            state = scenario.state(run)
+            contents = [old_state, new_state] if status != 0 else [new_state]
+            if state not in contents and not (
+                    isinstance(state, tuple) and state[0] in [each[0] for each in contents]):
+                faults.append(f"leaves {state!r}")
+            run.plain(*scenario.command(run))
+            if scenario.state(run) != new_state:
+                faults.append(f"is in the way of the next: {scenario.state(run)!r}")
+        return [f"{scenario.name}, {failed} ({call}) gives {error} {extent}: {fault}"
+                for fault in faults]
+    finally:
+        run.close()
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("preload")
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--most", type=int, default=0)
+    parser.add_argument("--jobs", type=int, default=2 * (os.cpu_count() or 1))
+    parser.add_argument("scenarios", nargs="*")
+    options = parser.parse_args()
+    options.build = options.build.resolve()
+    preload = str(pathlib.Path(options.preload).resolve())
+
+    tasks = []
+    for scenario in SCENARIOS:
+        if options.scenarios and scenario.name not in options.scenarios:
+            continue
+        run, status, out, errors, _, _ = attempt(scenario, options.build, preload, None, "0", "once")
+        if status != 0:
+            sys.exit(f"{scenario.name} fails by itself: {errors!r}")
+        new_state = scenario.state(run) if scenario.state else None
+        run.close()
+        untouched = Run(scenario, options.build)
+        old_state = scenario.state(untouched) if scenario.state else None
+        untouched.close()
+        for error, extent, silent in FAILURES:
+            run, _, _, _, count, _ = attempt(scenario, options.build, preload, None, error, extent)
+            run.close()
+            step = max(1, count // options.most) if options.most else 1
+            for call in range(0, count + 2, step):
+                tasks.append((scenario, options.build, preload, call, error, extent, silent,
+                              (out, old_state, new_state)))
+
+    injected = findings = 0
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        for faults in pool.map(lambda task: judge(*task), tasks):
+            if faults is None:
+                continue
+            injected += 1
+            findings += len(faults)
+            for fault in faults:
+                print(fault, flush=True)
+    print(f"{injected} calls failed, {findings} findings")
+    return 1 if findings or not injected else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
