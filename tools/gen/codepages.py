@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Prints qx/text/charset/detail/CodePages.cpp, made from tools/gen/data/cp*.txt.
 
-The layout of the tables is explained in CodePages.h.
+The layout of the tables is explained in CodePages.h. With the argument "codecs" prints
+modules/codecs/CodePage720.cpp.
 """
 
 import pathlib
+import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PAGES = ["437", "1252"]
@@ -43,7 +45,19 @@ def array(type_name, name, values, form, per_line):
     return "\n".join(lines + ["};", ""])
 
 
+def print_codec_table():
+    print("// Made by: tools/gen/codepages.py codecs\n")
+    print('#include "CodePage720.h"\n')
+    print("// clang-format off")
+    print("namespace qx::codecs {\n")
+    print(array("char16_t", "CodePage720", read_mapping("720"), "#06x", 12))
+    print("} // namespace qx::codecs")
+
+
 def main():
+    if sys.argv[1:] == ["codecs"]:
+        print_codec_table()
+        return
     parts = [
         "// Made by: tools/gen/codepages.py\n",
         "#include <qx/text/charset/detail/CodePages.h>\n",

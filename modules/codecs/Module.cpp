@@ -1,0 +1,83 @@
+// The codecs as component classes of the module.
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include <qx/pcom/ModuleExports.h>
+
+#include "TableCodec.h"
+
+namespace qx::codecs {
+
+namespace {
+
+/// A text made at compile time, zero-terminated.
+using Text = std::array<char16_t, 48>;
+
+constexpr Text join(std::initializer_list<std::string_view> parts) {
+    Text text{};
+    std::size_t length = 0;
+    for (const std::string_view part : parts) {
+        for (const char c : part)
+            text[length++] = static_cast<char16_t>(c);
+    }
+    return text;
+}
+
+/// The class of EncodingRows[@p Index].
+template <std::size_t Index>
+struct CodecClass {
+    static constexpr std::string_view Name = EncodingRows[Index].name;
+    static constexpr GUID Clsid{0x12090000 + EncodingRows[Index].codePage,
+                                0x0722,
+                                0x4F11,
+                                {0x84, 0x8E, 0x9A, 0xAE, 0x88, 0xAF, 0xDE, 0xD2}};
+    static constexpr Text ProgId = join({"Orbelle.CharCodec.", Name, ".1"});
+    static constexpr Text VersionIndependentProgId = join({"Orbelle.CharCodec.", Name});
+    static constexpr Text Description = join({"Character codec of ", Name});
+
+    static int32_t createInstance(pcom::Module* module, IQXUnknown* outer, const GUID& iid,
+                                  void** out) {
+        return resultOf([&]() -> int32_t {
+            if (outer)
+                return result::NoAggregation;
+            Reference<Encoding> encoding = Encoding::get(Index);
+            auto* const codec = new TableCodec(std::move(encoding));
+            codec->SetComModule(module);
+            return Reference<TableCodec>(codec)->QueryInterface(iid, out);
+        });
+    }
+
+    static int32_t createFactory(pcom::Module* module, uintptr_t, const GUID& iid, void** out) {
+        return resultOf([&] {
+            const auto factory = makeReference<pcom::ClassFactory>();
+            factory->SetComModule(module);
+            factory->SetCreateInstanceQIFunc(&createInstance);
+            return factory->QueryInterface(iid, out);
+        });
+    }
+
+    static constexpr pcom::ClassData row() {
+        return {&Clsid,
+                0,
+                &createFactory,
+                [] { return ProgId.data(); },
+                [] { return Description.data(); },
+                [] { return VersionIndependentProgId.data(); },
+                nullptr};
+    }
+};
+
+template <std::size_t... Index>
+constexpr std::array<pcom::ClassData, sizeof...(Index) + 1> rows(std::index_sequence<Index...>) {
+    return {CodecClass<Index>::row()..., pcom::ClassData{}};
+}
+
+auto s_classes = rows(std::make_index_sequence<EncodingCount>());
+
+} // namespace
+
+} // namespace qx::codecs
+
+QX_DEFINE_MODULE(qx::codecs::s_classes.data());
