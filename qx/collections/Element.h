@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include <qx/core/Exception.h>
+#include <qx/core/InterfaceMap.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
