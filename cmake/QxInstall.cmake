@@ -1,8 +1,8 @@
 # Installs the library in the components
 #   qx_runtime      what a linked program needs to run
-#   qx_development  the public headers, the CMake package and the pkg-config file
+#   qx_development  the public headers, the CMake package, the pkg-config file and gdb's printers
 # and the CMake package's part for the programs with them (qx_tools). Nothing that is installed knows
-# the prefix, so an installed tree can be moved.
+# the prefix, so an installed tree can be moved; only gdb looks for the printers by it.
 
 include(CMakePackageConfigHelpers)
 
@@ -40,3 +40,11 @@ endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qx.pc.in ${PROJECT_BINARY_DIR}/qx.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qx.pc DESTINATION ${qx_pkgconfig_dir}
     COMPONENT qx_development)
+
+# Where gdb looks when it meets the library: the library's full path below its own folder.
+if(NOT IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+    set(qx_install_prefix "\${CMAKE_INSTALL_PREFIX}/")
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/tools/gdb/libqx-gdb.py
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${qx_install_prefix}${CMAKE_INSTALL_LIBDIR}
+    RENAME libqx.so.${PROJECT_VERSION}-gdb.py COMPONENT qx_development)
