@@ -4,16 +4,24 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <dlfcn.h>
 #include <malloc.h>
+#include <string>
 #include <sys/wait.h>
 
 #include <qx/collections/IComparator.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Reference.h>
+#include <qx/platform/module.h>
 #include <qx/platform/process.h>
+#include <qx/platform/registry.h>
+
+#include "tests/testmodules/plain.h"
 
 namespace {
+
+const char* s_registry; // a folder
 
 // Each of these has the library make something that it keeps until it is unloaded.
 
@@ -61,12 +69,97 @@ bool leaveChild(void* library) {
            detach(process) == 0;
 }
 
-bool loadUseAndUnload(bool withChild) {
-    void* const library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-    if (!library) {
-        std::fprintf(stderr, "%s\n", dlerror());
-        return false;
+using Counter = const PlainCounterTable**;
+
+/// The library's functions for components, with the registry of this test.
+struct Components {
+    explicit Components(void* library) {
+        const auto find = [library]<class Function>(Function*& function, const char* name) {
+            function = reinterpret_cast<Function*>(dlsym(library, name));
+        };
+        decltype(&QXRegistrySetFolder) setFolder;
+        find(setFolder, "QXRegistrySetFolder");
+        find(setValue, "QXRegistrySetValue");
+        find(create, "QXComCreateObjectByProgID");
+        find(freeModules, "QXComFreeUnusedModules");
+        setFolder(s_registry);
     }
+
+    /// Names the module that offers counters.
+    bool setModule(const char* path) const {
+        std::u16string text(path, path + std::strlen(path) + 1);
+        return setValue(QX_HKEY_CLASSES_64, PLAIN_COUNTER_NAME u"\\CLSID", u"", QX_REG_STRING,
+                        PLAIN_COUNTER_CLASS, sizeof PLAIN_COUNTER_CLASS) == 0 &&
+               setValue(QX_HKEY_CLASSES_64, u"CLSID\\" PLAIN_COUNTER_CLASS u"\\InprocServer32", u"",
+                        QX_REG_STRING, text.data(),
+                        static_cast<int32_t>(text.size() * sizeof(char16_t))) == 0;
+    }
+    Counter createCounter() const {
+        void* counter = nullptr;
+        create(PLAIN_COUNTER_NAME, nullptr, &PlainCounterId, &counter);
+        return static_cast<Counter>(counter);
+    }
+    /// Modules that stay loaded.
+    int32_t freeAll() const {
+        int32_t kept = -1;
+        return freeModules(0, &kept) == 0 ? kept : -1;
+    }
+
+    decltype(&QXRegistrySetValue) setValue;
+    decltype(&QXComCreateObjectByProgID) create;
+    decltype(&QXComFreeUnusedModules) freeModules;
+};
+
+bool useComponent(void* library) {
+    const Components components(library);
+    const Counter counter = components.createCounter();
+    int32_t sum = 0;
+    return counter && (*counter)->Add(counter, 5, &sum) == 0 && sum == 5 &&
+           components.freeAll() == 1 && (*counter)->unknown.Release(counter) == 0 &&
+           components.freeAll() == 0;
+}
+
+void* load() {
+    void* const library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (!library)
+        std::fprintf(stderr, "%s\n", dlerror());
+    return library;
+}
+
+/// Whether the library is still loaded. A sanitizer's run-time may have its own reasons.
+bool isLoaded() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return false;
+#else
+    void* const library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_NOLOAD);
+    if (library)
+        dlclose(library);
+    return library != nullptr;
+#endif
+}
+
+/// A module needs the library until it is unloaded itself, also one that was not linked to it.
+bool outlivesItsLastUser() {
+    void* library = load();
+    if (!library || !Components(library).setModule(QX_ALONE_MODULE_PATH))
+        return false;
+    const Counter counter = Components(library).createCounter();
+    if (!counter || dlclose(library) != 0)
+        return false;
+    int32_t sum = 0;
+    const bool works = (*counter)->Add(counter, 7, &sum) == 0 && sum == 7;
+    (*counter)->unknown.Release(counter);
+    library = dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_NOLOAD);
+    if (!works || !library || Components(library).freeAll() != 0)
+        return false;
+    dlclose(library);
+    return !isLoaded();
+}
+
+bool loadUseAndUnload(bool withChild) {
+    void* const library = load();
+    if (!library)
+        return false;
     using Enumerate = int32_t (*)(uint32_t * count, void* infos);
     const auto enumerate = reinterpret_cast<Enumerate>(dlsym(library, "QXEnumerateEncInfo"));
     uint32_t count = 0;
@@ -82,6 +175,10 @@ bool loadUseAndUnload(bool withChild) {
         std::fprintf(stderr, "no child\n");
         return false;
     }
+    if (!useComponent(library)) {
+        std::fprintf(stderr, "no component\n");
+        return false;
+    }
     if (!useSet(library)) {
         std::fprintf(stderr, "no set\n");
         return false;
@@ -90,12 +187,10 @@ bool loadUseAndUnload(bool withChild) {
         std::fprintf(stderr, "%s\n", dlerror());
         return false;
     }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    if (dlopen(QX_LIBRARY_PATH, RTLD_NOW | RTLD_NOLOAD)) {
+    if (isLoaded()) {
         std::fprintf(stderr, "the library stays loaded\n");
         return false;
     }
-#endif
     return true;
 }
 
@@ -103,10 +198,16 @@ std::size_t heapInUse() { return mallinfo2().uordblks; }
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc != 2)
+        return 2;
+    s_registry = argv[1];
     constexpr int WarmUp = 20; // rounds that fill caches of the system's own loader and locale code
     constexpr int Rounds = 300;
     constexpr std::size_t SmallestBlock = 32; // one a round is a leak, less is the heap's own noise
+    void* const library = load();
+    if (!library || !Components(library).setModule(QX_PLAIN_MODULE_PATH) || dlclose(library) != 0)
+        return 1;
     for (int round = 0; round < WarmUp; ++round) {
         if (!loadUseAndUnload(true))
             return 1;
@@ -121,6 +222,10 @@ int main() {
     const std::size_t after = heapInUse();
     if (after > before + Rounds * SmallestBlock) {
         std::fprintf(stderr, "%zu bytes stay behind\n", after - before);
+        return 1;
+    }
+    if (!outlivesItsLastUser()) {
+        std::fprintf(stderr, "the library does not stay for a module\n");
         return 1;
     }
     return 0;

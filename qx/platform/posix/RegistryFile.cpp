@@ -9,22 +9,15 @@
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
 #include "qx/platform/posix/random.h"
+#include "qx/platform/posix/trust.h"
 
 namespace qx::platform::registry {
 
 namespace {
 
-constexpr mode_t OthersMayWrite = S_IWGRP | S_IWOTH;
-
 Descriptor open(const char* path, int flags) noexcept {
     // O_NONBLOCK: should somebody have put a pipe there, it is refused and not waited for.
     return aboveStandard(Descriptor::open(path, flags | O_NOCTTY | O_NONBLOCK));
-}
-
-/// Whether a file or folder is in the hands of the user or the system alone.
-bool isTrusted(const struct stat& status) noexcept {
-    return (status.st_uid == ::geteuid() || status.st_uid == 0) &&
-           (status.st_mode & OthersMayWrite) == 0;
 }
 
 /// The folder of a path, which has one, without the "/" at its end.

@@ -21,9 +21,6 @@ using namespace qx::platform;
 
 namespace {
 
-constexpr int32_t ModuleNotFound = static_cast<int32_t>(0x8007007Eu);
-constexpr int32_t SymbolNotFound = static_cast<int32_t>(0x8007007Fu);
-
 bool isLibrary(QXHandle handle) noexcept { return handle != 0 && handle != NoHandle; }
 
 void* libraryOf(QXHandle handle) noexcept { return reinterpret_cast<void*>(handle); }
@@ -31,7 +28,7 @@ void* libraryOf(QXHandle handle) noexcept { return reinterpret_cast<void*>(handl
 /// Why a library cannot be loaded. The system gives a sentence; this finds out the code.
 int32_t reasonOf(const PathText& path) noexcept {
     if (path.view().find('/') == std::string_view::npos)
-        return ModuleNotFound;
+        return result::ModuleNotFound;
     const Descriptor file = Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK);
     if (!file)
         return lastResult();
@@ -39,7 +36,8 @@ int32_t reasonOf(const PathText& path) noexcept {
     char start[sizeof Magic];
     if (::read(file.get(), start, sizeof start) < 0)
         return lastResult();
-    return std::memcmp(start, Magic, sizeof Magic) == 0 ? ModuleNotFound : resultFromErrno(ENOEXEC);
+    return std::memcmp(start, Magic, sizeof Magic) == 0 ? result::ModuleNotFound
+                                                        : result::NotALibrary;
 }
 
 int32_t openLibrary(const char16_t* path, QXHandle& library) {
@@ -63,7 +61,7 @@ int32_t findSymbol(QXHandle library, const char16_t* name, void*& symbol) {
     ::dlerror();
     void* const found = ::dlsym(libraryOf(library), narrow.c_str());
     if (found == nullptr && ::dlerror() != nullptr) // a symbol may be at address 0
-        return SymbolNotFound;
+        return result::SymbolNotFound;
     symbol = found;
     return result::Ok;
 }
@@ -73,7 +71,7 @@ int32_t fileNameOf(const void* module, PathText& path) noexcept {
     const link_map* loaded = nullptr;
     if (::dladdr1(module, &info, reinterpret_cast<void**>(const_cast<link_map**>(&loaded)),
                   RTLD_DL_LINKMAP) == 0)
-        return ModuleNotFound;
+        return result::ModuleNotFound;
     // The program itself has no name there.
     const bool isProgram = loaded == nullptr || loaded->l_name[0] == 0;
     char absolute[PATH_MAX];

@@ -1,7 +1,9 @@
 #include <qx/platform/module.h>
 
+#include <atomic>
 #include <mutex>
 #include <new>
+#include <pthread.h>
 
 #include <qx/platform/guid.h>
 #include <qx/platform/result.h>
@@ -9,6 +11,7 @@
 
 #include "qx/platform/posix/NodeList.h"
 #include "qx/platform/posix/livemodule.h"
+#include "qx/platform/posix/offeredclass.h"
 
 using namespace qx;
 using namespace qx::platform;
@@ -65,6 +68,14 @@ struct ModuleTable {
 
 constinit ModuleTable s_table;
 
+/// Keeps the table whole in a child that is forked while another thread is at it.
+void watchForks() noexcept {
+    static constinit std::atomic_flag done;
+    if (!done.test_and_set())
+        ::pthread_atfork([] { s_table.lock.lock(); }, [] { s_table.lock.unlock(); },
+                         [] { s_table.lock.unlock(); });
+}
+
 int32_t addModule(const void* identity) noexcept {
     if (s_table.findModule(identity) != nullptr)
         return result::FileExists;
@@ -92,9 +103,24 @@ bool qx::platform::isLiveModule(const void* identity) noexcept {
     return s_table.findModule(identity) != nullptr;
 }
 
+bool qx::platform::findOfferedClass(const char16_t* progId, QXGUID& classId) noexcept {
+    const std::lock_guard guard(s_table.lock);
+    OfferedClass** const found = s_table.findProgId(progId);
+    if (found != nullptr)
+        classId = (*found)->classId;
+    return found != nullptr;
+}
+
+QXComClassFactory qx::platform::offeredFactory(const QXGUID& classId) noexcept {
+    const std::lock_guard guard(s_table.lock);
+    OfferedClass** const found = s_table.findClass(classId);
+    return found != nullptr ? (*found)->factory : nullptr;
+}
+
 int32_t QXModuleSetInitialized(const void* module, int32_t initialized) {
     if (module == nullptr)
         return result::NullPointer;
+    watchForks();
     const std::lock_guard guard(s_table.lock);
     return initialized != 0 ? addModule(module) : removeModule(module);
 }
@@ -132,44 +158,4 @@ int32_t QXComRevokeClassFactory(const QXGUID* classId) {
         return result::NotFound;
     s_table.classes.remove(found);
     return result::Ok;
-}
-
-int32_t QXComClassIDFromProgID(const char16_t* progId, QXGUID* classId) {
-    if (classId == nullptr)
-        return result::NullPointer;
-    *classId = {};
-    if (progId == nullptr)
-        return result::NullPointer;
-    const std::lock_guard guard(s_table.lock);
-    OfferedClass** const found = s_table.findProgId(progId);
-    if (found == nullptr)
-        return result::NotFound;
-    *classId = (*found)->classId;
-    return result::Ok;
-}
-
-int32_t QXModuleComCreateObject(const void* module, const QXGUID* classId, void* outer,
-                                const QXGUID* interfaceId, void** object) {
-    if (object == nullptr)
-        return result::NullPointer;
-    *object = nullptr;
-    if (classId == nullptr || interfaceId == nullptr)
-        return result::NullPointer;
-    if (outer != nullptr)
-        return result::NoAggregation;
-    QXComClassFactory factory = nullptr;
-    {
-        const std::lock_guard guard(s_table.lock);
-        if (s_table.findModule(module) == nullptr)
-            return result::InvalidHandle;
-        OfferedClass** const found = s_table.findClass(*classId);
-        if (found == nullptr)
-            return result::ClassNotAvailable;
-        factory = (*found)->factory;
-    }
-    // Without the lock: a factory may create other components or offer more classes.
-    const int32_t result = factory(interfaceId, object);
-    if (result < 0)
-        *object = nullptr;
-    return result;
 }

@@ -1,0 +1,337 @@
+// Registered components: modules are loaded from where the registry says.
+
+#include <array>
+#include <atomic>
+#include <shared_mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <qx/core/Comparable.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/pcom/IClassFactory.h>
+#include <qx/platform/guid.h>
+#include <qx/platform/module.h>
+#include <qx/platform/result.h>
+#include <qx/util/RegistryKey.h>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TemporaryRegistry.h"
+#include "tests/testmodules/plain.h"
+
+namespace {
+
+using namespace qx;
+using qxtest::ChildProcess;
+using qxtest::TemporaryFolder;
+using qxtest::TemporaryRegistry;
+using util::RegistryKey;
+
+constexpr GUID ThingClass{0x7468696E, 0x6701, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 1}};
+
+std::string modulePath(const std::string& name) { return QX_TEST_MODULES_DIR "/" + name + ".so"; }
+
+std::u16string wide(const std::string& path) { return std::u16string(String(path.c_str()).view()); }
+
+int32_t registerModule(const std::string& path) { return QXComRegisterModule(wide(path).c_str()); }
+
+int32_t freeModules(uint32_t delayMs = 0) {
+    int32_t kept = -1;
+    EXPECT_EQ(QXComFreeUnusedModules(delayMs, &kept), result::Ok);
+    return kept;
+}
+
+/// What creating the thing gives; the object is dropped.
+int32_t createThing(const char16_t* progId = u"Test.Thing") {
+    Reference<IQXComparable> thing;
+    const int32_t result =
+        QXComCreateObjectByProgID(progId, nullptr, &IQXComparable::Iid, thing.putVoid());
+    EXPECT_EQ(result >= 0, thing != nullptr);
+    uint32_t hash = 4711;
+    if (thing)
+        thing->HashCode(&hash);
+    EXPECT_EQ(hash, 4711u);
+    return result;
+}
+
+/// A registry of its own, and no module loaded at the beginning and at the end.
+class ComponentTest : public testing::Test {
+protected:
+    ~ComponentTest() override {
+        EXPECT_EQ(freeModules(), 0);
+        EXPECT_EQ(QXModuleGetLiveCount(), m_modulesBefore) << "a module stays in memory";
+    }
+
+    /// Modules in memory that say so.
+    int32_t loadedModules() const { return QXModuleGetLiveCount() - m_modulesBefore; }
+
+    /// Creates an object of a class that is registered for a module, for what comes of it.
+    static int32_t createFrom(const std::string& path, uint32_t fault = 1) {
+        const GUID classId{fault, 0, 0, {}};
+        char16_t text[39];
+        QXComStringFromGUID(&classId, text, 39);
+        RegistryKey(QX_HKEY_CLASSES_64, u"CLSID\\" + String(text) + u"\\InprocServer32")
+            .setValue(String(path.c_str()));
+        RegistryKey(QX_HKEY_CLASSES_64, u"Test.Registered\\CLSID").setValue(text);
+        void* object = &object;
+        const int32_t result =
+            QXComCreateObjectByProgID(u"Test.Registered", nullptr, &IQXUnknown::Iid, &object);
+        EXPECT_EQ(object, nullptr);
+        return result;
+    }
+
+    TemporaryRegistry registry;
+
+private:
+    int32_t m_modulesBefore = QXModuleGetLiveCount();
+};
+
+TEST_F(ComponentTest, AreFoundByEachOfTheirNames) {
+    EXPECT_EQ(createThing(), result::NotFound);
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    EXPECT_EQ(loadedModules(), 0); // not kept for having been registered
+    EXPECT_EQ(createThing(u"Test.Thing.1"), result::Ok);
+    EXPECT_EQ(createThing(u"test.THING"), result::Ok);
+    EXPECT_EQ(loadedModules(), 1);
+    RegistryKey(QX_HKEY_CLASSES_64, u"Test.Thing\\CLSID").remove();
+    EXPECT_EQ(createThing(), result::Ok); // by its current version
+    for (const char16_t* const name : {u"", u"CLSID", u"Test.Thing\\CurVer", u"Test"})
+        EXPECT_EQ(createThing(name), result::NotFound);
+
+    GUID found{};
+    EXPECT_EQ(QXComClassIDFromProgID(u"Test.Thing", &found), result::Ok);
+    EXPECT_TRUE(found == ThingClass);
+    Reference<IQXUnknown> object;
+    EXPECT_EQ(QXModuleComCreateObject(this, &found, nullptr, &IQXUnknown::Iid, object.putVoid()),
+              result::InvalidHandle);
+    QXModuleSetInitialized(this, 1);
+    EXPECT_EQ(QXModuleComCreateObject(this, &found, nullptr, &IQXUnknown::Iid, object.putVoid()),
+              result::Ok);
+    EXPECT_EQ(QXModuleComCreateObject(this, &found, this, &IQXUnknown::Iid, object.putVoid()),
+              result::NoAggregation);
+    QXModuleSetInitialized(this, 0);
+}
+
+TEST_F(ComponentTest, ChangesOfTheRegistryAreSeen) {
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    EXPECT_EQ(createThing(), result::Ok);
+    EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::Ok);
+    EXPECT_EQ(createThing(), result::NotFound);
+    EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::NotFound);
+    // By another process too.
+    EXPECT_EQ(ChildProcess("register", {registry.folder(), modulePath("things")}).join(), 0);
+    EXPECT_EQ(createThing(), result::Ok);
+}
+
+const qxtest::ChildEntry registering("register", [](const auto& arguments) {
+    if (QXRegistrySetFolder(arguments[0].c_str()) < 0)
+        return 1;
+    return registerModule(arguments[1]) == result::Ok ? 0 : 2;
+});
+
+TEST_F(ComponentTest, InPlainCAreUsedThroughTheirTables) {
+    ASSERT_EQ(registerModule(modulePath("plain")), result::Ok);
+    const PlainCounterTable** counter = nullptr;
+    ASSERT_EQ(QXComCreateObjectByProgID(u"Test.PlainCounter", nullptr, &PlainCounterId,
+                                        reinterpret_cast<void**>(&counter)),
+              result::Ok);
+    int32_t sum = 0;
+    EXPECT_EQ((*counter)->Add(counter, 20, &sum), result::Ok);
+    EXPECT_EQ((*counter)->Add(counter, 3, &sum), result::Ok);
+    EXPECT_EQ(sum, 23);
+    EXPECT_EQ(freeModules(), 1);
+    EXPECT_EQ((*counter)->unknown.Release(counter), 0u);
+    void* none = &none;
+    EXPECT_EQ(QXComCreateObjectByProgID(u"Test.PlainCounter", nullptr, &IQXComparable::Iid, &none),
+              result::NoInterface);
+    EXPECT_EQ(none, nullptr);
+    // Its factory counts as a use, and the one that is kept does not keep the module.
+    EXPECT_EQ(freeModules(), 0);
+}
+
+TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
+    const TemporaryFolder folder;
+    qxtest::writeFile(folder.path("text.so"), "no library at all, but as long as a header may be,"
+                                              " which is 64 bytes");
+    const std::string whole = qxtest::readFile(modulePath("things"));
+    qxtest::writeFile(folder.path("cut.so"), whole.substr(0, 1000));
+    qxtest::writeFile(folder.path("empty.so"), "");
+    const struct {
+        std::string path;
+        int32_t result;
+    } cases[] = {
+        {folder.path("absent.so"), result::NotFound},
+        {folder.path("text.so"), result::NotALibrary},
+        {folder.path("empty.so"), result::NotALibrary},
+        {folder.path("cut.so"), result::NotALibrary},
+        {folder.path(), result::NotALibrary},
+        {"/proc/self/exe", result::NotAModule}, // a program
+        {modulePath("without_note"), result::NotAModule},
+        {modulePath("of_next_version"), result::ModuleVersion},
+        {modulePath("of_next_minor_version"), result::ModuleVersion},
+        {"things.so", result::InvalidArgument},
+        {"./things.so", result::InvalidArgument},
+        {modulePath("with_unresolved_function"), result::ModuleNotFound},
+    };
+    const int32_t before = QXModuleGetLiveCount();
+    for (const auto& [path, result] : cases) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(createFrom(path), result);
+        EXPECT_EQ(registerModule(path), result);
+        EXPECT_EQ(QXModuleGetLiveCount(), before);
+    }
+    EXPECT_EQ(createFrom(modulePath("without_entry")), result::SymbolNotFound);
+    EXPECT_EQ(QXModuleGetLiveCount(), before); // ran, and is gone again
+    EXPECT_EQ(QXComRegisterModule(nullptr), result::NullPointer);
+}
+
+TEST_F(ComponentTest, ModulesThatOthersMayChangeAreRefused) {
+    const TemporaryFolder folder;
+    const std::string inner = folder.path("inner"), path = inner + "/things.so";
+    ASSERT_EQ(::mkdir(inner.c_str(), 0700), 0);
+    qxtest::writeFile(path, qxtest::readFile(modulePath("things")));
+    const auto tryModes = [&](mode_t folderMode, mode_t fileMode) {
+        ::chmod(inner.c_str(), folderMode);
+        ::chmod(path.c_str(), fileMode);
+        return registerModule(path);
+    };
+    EXPECT_EQ(tryModes(0755, 0755), result::Ok);
+    EXPECT_EQ(tryModes(0755, 0775), result::AccessDenied);
+    EXPECT_EQ(tryModes(0755, 0757), result::AccessDenied);
+    EXPECT_EQ(tryModes(0775, 0755), result::AccessDenied);
+    EXPECT_EQ(tryModes(0757, 0755), result::AccessDenied);
+    EXPECT_EQ(tryModes(01777, 0755), result::Ok);
+    // What a link leads to is looked at as well.
+    const std::string link = folder.path("link.so");
+    ASSERT_EQ(::symlink(path.c_str(), link.c_str()), 0);
+    EXPECT_EQ(registerModule(link), result::Ok);
+    EXPECT_EQ(tryModes(0777, 0755), result::AccessDenied);
+    EXPECT_EQ(registerModule(link), result::AccessDenied);
+    ::chmod(inner.c_str(), 0755);
+    if (::geteuid() == 0) { // only the superuser can give things away
+        constexpr uid_t Stranger = 12345;
+        EXPECT_EQ(::lchown(link.c_str(), Stranger, Stranger), 0);
+        EXPECT_EQ(registerModule(link), result::AccessDenied);
+        EXPECT_EQ(::chown(inner.c_str(), Stranger, Stranger), 0);
+        EXPECT_EQ(registerModule(path), result::AccessDenied);
+    }
+}
+
+TEST_F(ComponentTest, FaultsOfAModuleBecomeResults) {
+    const std::string faulty = modulePath("faulty");
+    const struct {
+        uint32_t fault;
+        int32_t result;
+    } cases[] = {
+        {1, result::AccessDenied}, // the entry fails, with an object
+        {2, result::Fail},         // succeeds without one
+        {3, result::Fail},         // throws
+        {4, result::DiskFull},     // the factory fails, with an object
+        {5, result::Fail},         // succeeds without one
+        {6, result::Fail},         // throws
+        {7, result::ClassNotAvailable},
+    };
+    for (const auto& [fault, result] : cases) {
+        SCOPED_TRACE(fault);
+        EXPECT_EQ(createFrom(faulty, fault), result);
+        EXPECT_EQ(createFrom(faulty, fault), result);
+    }
+    EXPECT_EQ(registerModule(faulty), result::Fail); // throws
+    EXPECT_EQ(QXComUnregisterModule(wide(faulty).c_str()), result::SymbolNotFound);
+    RegistryKey(QX_HKEY_CLASSES_64, u"Test.Registered\\CLSID").setValue(u"no identifier");
+    EXPECT_EQ(createThing(u"Test.Registered"), result::Corrupt);
+}
+
+TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    Reference<IQXUnknown> thing;
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(
+            QXComCreateObjectByProgID(u"Test.Thing", nullptr, &IQXUnknown::Iid, thing.putVoid()),
+            result::Ok);
+        EXPECT_EQ(freeModules(), 1);
+        EXPECT_EQ(thing->AddRef(), 2u); // still there
+        thing->Release();
+        thing.reset();
+        constexpr uint32_t Hour = 3'600'000;
+        EXPECT_EQ(freeModules(Hour), 1);
+        EXPECT_EQ(loadedModules(), 1);
+        EXPECT_EQ(freeModules(), 0);
+        EXPECT_EQ(loadedModules(), 0);
+    }
+}
+
+TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    ASSERT_EQ(createThing(), result::Ok);
+    QXHandle library;
+    QXModuleSetInitialized(this, 1);
+    ASSERT_EQ(QXModuleLibOpen(this, wide(modulePath("things")).c_str(), &library), result::Ok);
+    void (**onCreate)() = nullptr;
+    ASSERT_EQ(QXLibGetSymbol(library, u"qxTestOnCreate", reinterpret_cast<void**>(&onCreate)),
+              result::Ok);
+    static int32_t s_kept;
+    *onCreate = [] { s_kept = freeModules(); };
+    EXPECT_EQ(createThing(), result::Ok);
+    EXPECT_EQ(s_kept, 1);
+    *onCreate = nullptr;
+    EXPECT_EQ(QXModuleLibClose(this, library), result::Ok);
+    QXModuleSetInitialized(this, 0);
+}
+
+TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    ASSERT_EQ(registerModule(modulePath("plain")), result::Ok);
+    constexpr int Rounds = 200;
+    // With a delay of 0 it is up to the caller that no Release is on its way out of the module.
+    std::shared_mutex releasing;
+    std::atomic<int> running = 3;
+    const auto create = [&](const char16_t* name) {
+        for (int round = 0; round < Rounds; ++round) {
+            const QXUnknownTable** object = nullptr;
+            EXPECT_EQ(QXComCreateObjectByProgID(name, nullptr, &IQXUnknown::Iid,
+                                                reinterpret_cast<void**>(&object)),
+                      result::Ok);
+            const std::shared_lock guard(releasing);
+            (*object)->Release(object);
+        }
+        --running;
+    };
+    std::vector<std::jthread> threads;
+    for (const char16_t* const name : {u"Test.Thing", u"Test.Thing", u"Test.PlainCounter"})
+        threads.emplace_back(create, name);
+    while (running > 0) {
+        const std::unique_lock guard(releasing);
+        EXPECT_GE(freeModules(), 0);
+    }
+}
+
+TEST_F(ComponentTest, ThreadsThatAskAtOnceLoadAModuleOnce) {
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<int> waiting = 3;
+        {
+            std::array<std::jthread, 3> threads;
+            for (auto& thread : threads) {
+                thread = std::jthread([&] {
+                    --waiting;
+                    while (waiting > 0)
+                        std::this_thread::yield();
+                    EXPECT_EQ(createThing(), result::Ok);
+                });
+            }
+        }
+        EXPECT_EQ(loadedModules(), 1);
+        EXPECT_EQ(freeModules(), 0);
+        EXPECT_EQ(loadedModules(), 0); // no use was counted twice
+    }
+}
+
+} // namespace

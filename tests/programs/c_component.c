@@ -1,0 +1,71 @@
+/* Uses a component of the library's classes from C: registers its module, creates it by name and
+ * calls it through its table of functions. Arguments: the module and an empty folder. */
+
+#include <stdio.h>
+#include <string.h>
+
+#include <qx/platform/component.h>
+#include <qx/platform/module.h>
+#include <qx/platform/registry.h>
+#include <qx/platform/result.h>
+
+typedef struct ComparableTable {
+    QXUnknownTable unknown;
+    int32_t (*CompareTo)(void* self, const void* other, int* result);
+    int32_t (*HashCode)(void* self, uint32_t* result);
+} ComparableTable;
+
+static const QXGUID ComparableId = {
+    0x72038029, 0xFA65, 0x4255, {0xA9, 0x16, 0x1C, 0x56, 0x80, 0xAC, 0xFE, 0xBF}};
+
+static int failures = 0;
+
+static void expect(int condition, const char* what) {
+    if (!condition) {
+        fprintf(stderr, "failed: %s\n", what);
+        ++failures;
+    }
+}
+
+static void useThing(const ComparableTable** thing) {
+    uint32_t hash = 0;
+    int32_t kept = 0;
+    expect((*thing)->HashCode(thing, &hash) == QX_OK && hash == 4711, "its hash");
+    expect(QXComFreeUnusedModules(0, &kept) == QX_OK && kept == 1, "its module stays");
+    expect((*thing)->unknown.Release(thing) == 0, "destroyed");
+    expect(QXComFreeUnusedModules(0, &kept) == QX_OK && kept == 0, "its module goes");
+}
+
+int main(int argc, char** argv) {
+    static const char identity = 0;
+    char16_t module[1024] = {0};
+    const ComparableTable** thing = NULL;
+    QXGUID classId;
+    size_t i;
+    if (argc != 3 || strlen(argv[1]) >= 1024)
+        return 2;
+    for (i = 0; argv[1][i]; ++i)
+        module[i] = (unsigned char)argv[1][i];
+    expect(QXRegistrySetFolder(argv[2]) == QX_OK, "a registry of its own");
+
+    expect(QXComRegisterModule(module) == QX_OK, "registers");
+    expect(QXComCreateObjectByProgID(u"Test.Thing", NULL, &ComparableId, (void**)&thing) == QX_OK,
+           "created by name");
+    if (thing)
+        useThing(thing);
+
+    thing = NULL;
+    expect(QXModuleSetInitialized(&identity, 1) == QX_OK, "a module of its own");
+    expect(QXComClassIDFromProgID(u"Test.Thing.1", &classId) == QX_OK, "class identifier");
+    expect(QXModuleComCreateObject(&identity, &classId, NULL, &ComparableId, (void**)&thing) ==
+               QX_OK,
+           "created by class identifier");
+    if (thing)
+        useThing(thing);
+
+    expect(QXComUnregisterModule(module) == QX_OK, "unregisters");
+    expect(QXComCreateObjectByProgID(u"Test.Thing", NULL, &ComparableId, (void**)&thing) ==
+               QX_E_NOT_FOUND,
+           "gone");
+    return failures != 0;
+}
