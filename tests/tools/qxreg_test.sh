@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Tests the program qxreg as a user meets it. Argument: the program.
+# Tests the program qxreg as a user meets it. Argument: the program. QX_TEST_MODULES names the folder
+# of component modules for tests.
 . "$(dirname "$0")/checks.sh"
 qxreg=$program
 export XDG_DATA_HOME=$folder/data
@@ -87,6 +88,36 @@ equal "watch a key" "$line" "deleted $key\\Sub"
 wait $!
 equal "status of watch" $? 0
 exec 3<&-
+
+# --- component modules
+if [ -n "${QX_TEST_MODULES-}" ]; then
+    thing='{7468696E-6701-4000-8000-000000000001}'
+    cp "$QX_TEST_MODULES"/{things,without_note,of_next_version}.so .
+    gives '' list
+    gives '' register things.so
+    gives "\"Test.Thing.1\" $thing \"A thing\" \"$PWD/things.so\"
+\"Test.Other.1\" ${thing/1\}/2\}} \"\" \"$PWD/things.so\"" list
+    gives '' unregister ./things.so
+    fails 1 "$PWD/things.so: is not registered" unregister things.so
+    gives '' list
+    fails 1 "$PWD/without_note.so: is no component module" register without_note.so
+    fails 1 "$PWD/of_next_version.so: was built for another version of the library" \
+        register of_next_version.so
+    fails 1 "$PWD/all: is no library" register all
+    chmod go+w things.so
+    fails 1 "$PWD/things.so: access denied, or others may change the file or a folder above it" \
+        register things.so
+    chmod go-w things.so
+    gives '' register things.so
+    rm things.so
+    "$qxreg" list | grep -c ' missing$' >counted
+    equal "modules that are gone" "$(cat counted)" 2
+    equal "the same in JSON" "$("$qxreg" list --json | grep -c '"missing": true')" 2
+    gives '' unregister things.so
+    gives '[]' list --json
+    fails 1 'QX_HKEY_CLASSES_64\Test.Thing: does not exist' query QX_HKEY_CLASSES/Test.Thing
+    fails 1 "$PWD/things.so: does not exist" unregister things.so
+fi
 
 # --- deleting
 gives '' delete "$key" NAME

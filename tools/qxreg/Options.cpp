@@ -21,17 +21,24 @@ constexpr char Synopsis[] =
        qxreg export KEY [FILE]
        qxreg import [FILE]
        qxreg watch KEY [--json] [--count N] [--interval MS]
+       qxreg register MODULE
+       qxreg unregister MODULE
+       qxreg list [--json]
 
 Shows and changes the registry. A key is a root (QX_HKEY_USER, QX_HKEY_CLASSES,
 QX_HKEY_CONFIG and those with _32, _64 or _CROSS), or that with "\" or "/" and a path.
 The empty NAME is the key's default value; bytes are given in hexadecimal.
 
-  query   prints the value NAME as it is, or all values and subkeys of the key
-  add     sets a value, or makes a key without values
-  delete  deletes a value, or the key with all below it
-  export  writes the key with all below it as text, import reads that, in whole or not at
-          all for each root; without FILE or for "-" the standard streams
-  watch   prints what changes below the key
+  query       prints the value NAME as it is, or all values and subkeys of the key
+  add         sets a value, or makes a key without values
+  delete      deletes a value, or the key with all below it
+  export      writes the key with all below it as text, import reads that, in whole or not
+              at all for each root; without FILE or for "-" the standard streams
+  watch       prints what changes below the key
+  register    enters the classes of a component module, a shared library
+  unregister  takes them out again, also when the file is gone
+  list        prints the registered classes: name, identifier, description, file of the
+              module, and "missing" where that is gone
 
 )";
 
@@ -45,19 +52,28 @@ struct CommandRow {
     std::u16string_view name;
     Command command;
     bool takesKey;
+    bool takesFile;       ///< as the last parameter
     int32_t fewest, most; ///< parameters behind the command's name
 };
 
+// clang-format off
 constexpr CommandRow Commands[] = {
-    {u"query", Command::Query, true, 1, 2},    {u"add", Command::Add, true, 1, 3},
-    {u"delete", Command::Delete, true, 1, 2},  {u"export", Command::Export, true, 1, 2},
-    {u"import", Command::Import, false, 0, 1}, {u"watch", Command::Watch, true, 1, 1},
+    {u"query",      Command::Query,      true,  false, 1, 2},
+    {u"add",        Command::Add,        true,  false, 1, 3},
+    {u"delete",     Command::Delete,     true,  false, 1, 2},
+    {u"export",     Command::Export,     true,  true,  1, 2},
+    {u"import",     Command::Import,     false, true,  0, 1},
+    {u"watch",      Command::Watch,      true,  false, 1, 1},
+    {u"register",   Command::Register,   false, true,  1, 1},
+    {u"unregister", Command::Unregister, false, true,  1, 1},
+    {u"list",       Command::List,       false, false, 0, 0},
 };
+// clang-format on
 
 CommandLineParser makeParser() {
     CommandLineParser parser;
     parser.defineOption(u"recursive", 0, nullptr, u"query: also all keys below");
-    parser.defineOption(u"json", 0, nullptr, u"query, watch: print JSON");
+    parser.defineOption(u"json", 0, nullptr, u"query, watch, list: print JSON");
     parser.defineOption(u"type", 1, u"string", u"add: what VALUE is");
     parser.defineOption(u"interval", 1, u"100", u"watch: milliseconds between two looks");
     parser.defineOption(u"count", 1, u"0", u"watch: end after so many changes, 0 never");
@@ -102,7 +118,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
             throw usage(u"no key: " + *key);
         }
     }
-    if (row->command == Command::Export || row->command == Command::Import)
+    if (row->takesFile)
         return take(options.file);
     take(options.name);
     take(options.value);

@@ -10,13 +10,25 @@
 
 /// The command line, as given.
 struct Options {
-    enum class Command { Help, Query, Add, Delete, Export, Import, Watch };
+    enum class Command {
+        Help,
+        Query,
+        Add,
+        Delete,
+        Export,
+        Import,
+        Watch,
+        Register,
+        Unregister,
+        List
+    };
 
     Command command = Command::Help;
     std::optional<qx::util::RegistryKey> key;
     std::optional<qx::String> name;
     std::optional<qx::String> value;
-    std::optional<qx::String> file; ///< absent or "-": the standard streams
+    std::optional<qx::String>
+        file; ///< or module; export, import: absent or "-" for the standard streams
     ENUM_QX_REG_TYPE type = QX_REG_STRING;
     bool recursive = false;
     bool json = false;

@@ -10,6 +10,8 @@
 #include <qx/platform/result.h>
 
 #include "Exchange.h"
+#include "FileNames.h"
+#include "Modules.h"
 #include "Options.h"
 #include "Output.h"
 #include "PlatformFailure.h"
@@ -25,14 +27,11 @@ namespace {
 
 bool isStandardStream(const std::optional<String>& file) { return !file || *file == u"-"; }
 
-/// The file's name in the encoding of file names.
-std::string fileName(const String& file) { return reinterpret_cast<const char*>(file.getBytes()); }
-
 std::string readAll(const std::optional<String>& file) {
     const bool isStandard = isStandardStream(file);
     QXHandle handle = QXFileStandardInput();
     if (!isStandard)
-        require(QXFileOpen(fileName(*file).c_str(), QX_FILE_READ, 0, &handle), file->toUtf8());
+        require(QXFileOpen(fileNameOf(*file).c_str(), QX_FILE_READ, 0, &handle), file->toUtf8());
     FileInputStream input(handle, !isStandard);
     std::string text;
     char block[65536];
@@ -45,7 +44,7 @@ std::string readAll(const std::optional<String>& file) {
 void writeAll(const std::optional<String>& file, const std::string& text) {
     if (isStandardStream(file))
         return printOut(text);
-    require(QXFileReplace(fileName(*file).c_str(), text.data(), static_cast<int64_t>(text.size()),
+    require(QXFileReplace(fileNameOf(*file).c_str(), text.data(), static_cast<int64_t>(text.size()),
                           0666, 0, nullptr),
             file->toUtf8());
 }
@@ -86,11 +85,7 @@ void remove(const Options& options) {
 }
 
 void useFolder(const String& folder) {
-    std::string absolute(65536, '\0');
-    require(QXPathExpand(fileName(folder).c_str(), absolute.data(),
-                         static_cast<int32_t>(absolute.size())),
-            folder.toUtf8());
-    require(QXRegistrySetFolder(absolute.c_str()), folder.toUtf8());
+    require(QXRegistrySetFolder(absolutePath(folder).c_str()), folder.toUtf8());
 }
 
 void run(const Options& options) {
@@ -111,6 +106,12 @@ void run(const Options& options) {
         return importText(readAll(options.file));
     case Command::Watch:
         return watch(options);
+    case Command::Register:
+        return registerModule(*options.file);
+    case Command::Unregister:
+        return unregisterModule(*options.file);
+    case Command::List:
+        return printOut(moduleListing(options.json));
     }
 }
 

@@ -1,0 +1,158 @@
+#include "Modules.h"
+
+#include <utility>
+#include <vector>
+
+#include <qx/core/Exception.h>
+#include <qx/platform/files.h>
+#include <qx/platform/module.h>
+#include <qx/platform/result.h>
+#include <qx/util/RegistryKey.h>
+
+#include "FileNames.h"
+#include "PlatformFailure.h"
+#include "ValueText.h"
+
+using qx::String;
+using qx::util::RegistryKey;
+namespace result = qx::result;
+
+namespace {
+
+/// One class of a module, as the registry has it.
+struct RegisteredClass {
+    String classId;
+    String progId;
+    String independentProgId;
+    String description;
+    String module;
+};
+
+RegistryKey classesKey(const String& path) { return RegistryKey(QX_HKEY_CLASSES_64, path); }
+
+/// The key's default value; empty when it has none, or one that is no text.
+String textOf(const RegistryKey& key) {
+    return key.valueExists() && key.getValueType() == QX_REG_STRING ? key.getValueString()
+                                                                    : String();
+}
+
+bool fileExists(const std::string& path) {
+    QXHandle file;
+    const int32_t code = QXFileOpen(path.c_str(), QX_FILE_READ, 0, &file);
+    if (code >= 0)
+        QXFileClose(file);
+    return code != result::NotFound;
+}
+
+/// Every class that has a module, in the order of their identifiers.
+std::vector<RegisteredClass> registeredClasses() {
+    std::vector<RegisteredClass> classes;
+    const RegistryKey parent = classesKey(u"CLSID");
+    try {
+        for (const auto walk = parent.getSubkeyIterator(); walk->hasNext();) {
+            const qx::Reference<RegistryKey> key = walk->next();
+            String module = textOf(key->getSubkey(u"InprocServer32"));
+            if (!module.isEmpty())
+                classes.push_back({key->getKeyName(), textOf(key->getSubkey(u"ProgID")),
+                                   textOf(key->getSubkey(u"VersionIndependentProgID")),
+                                   textOf(*key), std::move(module)});
+        }
+    } catch (const qx::ResultException& e) {
+        if (e.getResult() != result::NotFound) // nothing was ever registered
+            throw;
+    }
+    return classes;
+}
+
+/// Deletes what the registry has about the classes of a module that is gone, in one change; whether
+/// there was something.
+bool forgetModule(const std::string& path) {
+    std::vector<String> keys;
+    for (const RegisteredClass& registered : registeredClasses()) {
+        if (fileNameOf(registered.module) != path)
+            continue;
+        keys.push_back(u"CLSID\\" + registered.classId);
+        // A newer module may have taken the name over.
+        for (const String& name : {registered.progId, registered.independentProgId}) {
+            if (!name.isEmpty() &&
+                textOf(classesKey(name + u"\\CLSID")).equals(registered.classId, true))
+                keys.push_back(name);
+        }
+    }
+    std::vector<QXRegistryChange> changes;
+    for (const String& key : keys)
+        changes.push_back({QX_REG_DELETE_KEY, QX_REG_STRING, key.getData(), nullptr, nullptr, 0});
+    require(
+        QXRegistryApply(QX_HKEY_CLASSES_64, changes.data(), static_cast<int32_t>(changes.size())),
+        path);
+    return !keys.empty();
+}
+
+/// Passes on what a module said.
+void requireModule(int32_t code, const std::string& path) {
+    const auto because = [&path](const char* why) {
+        return Failure(Failure::Runtime, path + ": " + why);
+    };
+    switch (code) {
+    case result::AccessDenied:
+        throw because("access denied, or others may change the file or a folder above it");
+    case result::NotALibrary:
+        throw because("is no library");
+    case result::NotAModule:
+        throw because("is no component module");
+    case result::ModuleVersion:
+        throw because("was built for another version of the library");
+    case result::ModuleNotFound:
+        throw because("cannot be loaded, or something that it needs");
+    case result::SymbolNotFound:
+        throw because("lacks a function of component modules");
+    default:
+        require(code, path);
+    }
+}
+
+std::string jsonOf(const RegisteredClass& registered, bool isMissing) {
+    return "{\"progId\": " + quoted(registered.progId.view()) +
+           ", \"class\": " + quoted(registered.classId.view()) +
+           ", \"description\": " + quoted(registered.description.view()) +
+           ", \"module\": " + quoted(registered.module.view()) +
+           ", \"missing\": " + (isMissing ? "true" : "false") + '}';
+}
+
+std::string lineOf(const RegisteredClass& registered, bool isMissing) {
+    return quoted(registered.progId.view()) + ' ' + registered.classId.toUtf8() + ' ' +
+           quoted(registered.description.view()) + ' ' + quoted(registered.module.view()) +
+           (isMissing ? " missing\n" : "\n");
+}
+
+} // namespace
+
+void registerModule(const String& file) {
+    const std::string path = absolutePath(file);
+    requireModule(QXComRegisterModule(String(path.c_str()).getData()), path);
+}
+
+void unregisterModule(const String& file) {
+    const std::string path = absolutePath(file);
+    if (!fileExists(path)) {
+        if (!forgetModule(path))
+            throw platformFailure(path, result::NotFound);
+        return;
+    }
+    const int32_t code = QXComUnregisterModule(String(path.c_str()).getData());
+    if (code == result::NotFound)
+        throw Failure(Failure::Runtime, path + ": is not registered");
+    requireModule(code, path);
+}
+
+std::string moduleListing(bool json) {
+    std::string text;
+    for (const RegisteredClass& registered : registeredClasses()) {
+        const bool isMissing = !fileExists(fileNameOf(registered.module));
+        if (json)
+            text += (text.empty() ? "\n  " : ",\n  ") + jsonOf(registered, isMissing);
+        else
+            text += lineOf(registered, isMissing);
+    }
+    return json ? '[' + text + "]\n" : text;
+}
