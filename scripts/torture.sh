@@ -1,0 +1,128 @@
+#!/usr/bin/env bash
+# Looks for faults that no single test waits for: scripts/torture.sh [MINUTES [STAGE...]], 60 minutes
+# and all stages by default. A third of the time goes to the fuzz targets and a third to the threads;
+# the other stages take what they take. Writes the figures to docs/reliability.md, the logs to
+# build/torture, and fails when a stage has found something. What is missing on a Debian machine is
+# installed first.
+. "$(dirname "$0")/lib.sh"
+
+minutes=${1:-60}
+stages=("${@:2}")
+((${#stages[@]})) || stages=(fuzz allocations calls kills damage threads descriptors soak valgrind)
+
+install_missing $test_packages $clang_packages valgrind
+
+logs=build/torture
+mkdir -p "$logs"
+tests=build/release/tests
+export TMPDIR=/dev/shm # no disk to wait for
+
+# sum PATTERN FILE...: adds up the number that stands before or behind a word in the lines of files.
+sum() { grep -hoE "$1" "${@:2}" | grep -oE '[0-9]+' | awk '{ s += $1 } END { print s + 0 }'; }
+
+# tested NAME FILTER REPETITIONS: repeats tests of a program; its log is NAME.log.
+tested() {
+    "$tests/qx_${1}_tests" --gtest_filter="$2" --gtest_repeat="$3" --gtest_brief=1 \
+        --gtest_break_on_failure
+}
+
+# Each stage prints, as its last line, what it did.
+
+stage_fuzz() {
+    local count
+    count=$(find fuzz -name '*Fuzz.cpp' | wc -l)
+    scripts/fuzz.sh $((minutes * 20 / count + 1)) || return 1
+    echo "$count targets, $(sum 'number_of_executed_units: *[0-9]+' build/fuzz/*Fuzz.log) executions"
+}
+
+stage_allocations() {
+    build release qx_torture_allocations && build asan qx_torture_allocations || return 1
+    "$tests/torture/qx_torture_allocations" && build/asan/tests/torture/qx_torture_allocations
+}
+
+stage_calls() {
+    build release qx_torture_preload qx_tools qx_examples example_{LineCount,Transcode,WorkQueue} ||
+        return 1
+    python3 tests/torture/calls.py "$tests/torture/qx_torture_preload.so" build/release
+}
+
+stage_kills() {
+    build release qx_{platform,ipc,util,log,io}_tests || return 1
+    QX_TEST_REGISTRY_KILLS=4000 tested platform 'RegistryProcesses.Killed*' 1 &&
+        tested ipc 'Kinds/Crash.*' 25 &&
+        tested util 'IniSharing.WhatWasAcknowledged*' 50 &&
+        tested log 'LoggingFaults.Killed*' 50 &&
+        tested io 'AppendMode.Sixteen*' 50 || return 1
+    local left
+    left=$(find "/dev/shm/qx-$(id -u)" -type f 2>/dev/null | wc -l)
+    echo "4,000 writers of the registry, 5,000 holders of locks and semaphores, 1,000 writers of INI \
+files, 200 of logs and 200 appenders were killed; $left files are left of them"
+    ((left == 0))
+}
+
+stage_damage() {
+    build release qx_platform_tests || return 1
+    tested platform 'RegistryDamage.*' 1 && echo "cut at every byte, every bit flipped"
+}
+
+stage_threads() {
+    build tsan qx_torture_threads || return 1
+    local areas=11 seconds
+    seconds=$((minutes * 20 / areas))
+    TSAN_OPTIONS=halt_on_error=1 setarch --addr-no-randomize \
+        build/tsan/tests/torture/qx_torture_threads --seconds "$((seconds < 60 ? seconds : 60))" |
+        tee /dev/stderr | awk '{ rounds += $2 } END { print NR " areas, " rounds " rounds" }'
+    ((PIPESTATUS[0] == 0))
+}
+
+stage_descriptors() {
+    local programs="platform io net exec ipc util log"
+    build release $(printf 'qx_%s_tests ' $programs) || return 1
+    ulimit -n 16384
+    local descriptor i
+    for ((i = 0; i < 5100; ++i)); do exec {descriptor}</dev/null; done
+    local program
+    for program in $programs; do
+        tested "$program" '*' 1 || return 1
+    done
+    echo "the tests of $programs with 5,100 descriptors open"
+}
+
+stage_soak() {
+    build release qx_examples || return 1
+    python3 tests/torture/soak.py build/release/examples --minutes "$((minutes / 6 + 1))" \
+        --plot docs/soak.svg
+}
+
+stage_valgrind() {
+    build release || return 1
+    local program
+    for program in "$tests"/qx_*_tests; do
+        # What counts time or children is not for a machine fifty times slower.
+        valgrind --quiet --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite \
+            "$program" --gtest_brief=1 --gtest_filter='-*Process*:*Time*:*Kill*:*Crash*:*Shared*:*Every*' ||
+            return 1
+    done
+    echo "$(ls "$tests"/qx_*_tests | wc -l) test programs"
+}
+
+rows=()
+status=0
+for stage in "${stages[@]}"; do
+    echo "== $stage" >&2
+    begin=$SECONDS
+    outcome=none
+    (set +e; "stage_$stage") >"$logs/$stage.log" 2>&1 || { outcome="**yes**, see the log"; status=1; }
+    figure=$(tail -n 1 "$logs/$stage.log")
+    rows+=("| $stage | $figure | $((SECONDS - begin)) s | $outcome |")
+    echo "${rows[-1]}" >&2
+done
+
+{
+    sed '/^| Stage/,$d' docs/reliability.md
+    echo "| Stage | What was done | Time | Findings |"
+    echo "|---|---|---|---|"
+    printf '%s\n' "${rows[@]}"
+} >"$logs/reliability.md"
+mv "$logs/reliability.md" docs/reliability.md
+exit $status
