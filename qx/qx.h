@@ -95,6 +95,8 @@
 #include <qx/io/ByteBufferOutputStream.h>
 #include <qx/io/ByteOrder.h>
 #include <qx/io/Channels.h>
+#include <qx/io/DataInputStream.h>
+#include <qx/io/DataOutputStream.h>
 #include <qx/io/FileHandle.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>

@@ -1,6 +1,5 @@
 #include "qx/core/Startup.h"
 
-#include <atomic>
 #include <clocale>
 #include <utility>
 
@@ -33,6 +32,8 @@
 #include <qx/io/BufferedWriter.h>
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/DataInputStream.h>
+#include <qx/io/DataOutputStream.h>
 #include <qx/io/FilterInputStream.h>
 #include <qx/io/FilterOutputStream.h>
 #include <qx/io/FilterReader.h>
@@ -127,6 +128,8 @@ void registerClasses(ClassManagerBase& manager) {
         known<util::Comparator>(u"CQXComparator"),
         known<components::ConstIterator>(u"CQXConstIterator"),
         known<components::ConstListIterator>(u"CQXConstListIterator"),
+        known<io::DataInputStream>(u"CQXDataInputStream"),
+        known<io::DataOutputStream>(u"CQXDataOutputStream"),
         known<Double>(u"CQXDouble"),
         creatable<sync::Event>(u"CQXEvent"),
         creatable<sync::FakeMutex>(u"CQXFakeMutex"),
@@ -247,7 +250,6 @@ void registerClasses(ClassManagerBase& manager) {
 }
 // clang-format on
 
-constinit std::atomic<int> s_startUps{0};
 
 void startUp() {
     std::setlocale(LC_ALL, "");

@@ -71,6 +71,12 @@ public:
     void flip() noexcept;
     /// Position 0.
     void rewind() noexcept { m_position = 0; }
+    /// Moves the position past @p count bytes, of which there must be as many; where they are.
+    Byte* advance(unsigned int count) noexcept {
+        Byte* const bytes = m_bytes.get() + m_position;
+        m_position += count;
+        return bytes;
+    }
 
     /// Wraps other bytes from position 0; owned storage is freed unless others share it.
     /// @throws as the constructors, with everything as it was
@@ -210,7 +216,7 @@ template <OrderedValue Value>
 unsigned int BasicByteBuffer<Derived, Byte>::getValues(unsigned int index, Value* to,
                                                        unsigned int count) const noexcept {
     const unsigned int moved = clipped<Value>(index, count);
-    copyInOrder<Value>(to, m_bytes.get() + index, moved, m_order);
+    copyInOrder(to, m_bytes.get() + index, moved, sizeof(Value), m_order);
     return moved;
 }
 
@@ -228,7 +234,7 @@ unsigned int BasicByteBuffer<Derived, Byte>::putValues(unsigned int index, const
                                                        unsigned int count) {
     requireWritable();
     const unsigned int moved = clipped<Value>(index, count);
-    copyInOrder<Value>(m_bytes.get() + index, from, moved, m_order);
+    copyInOrder(m_bytes.get() + index, from, moved, sizeof(Value), m_order);
     return moved;
 }
 

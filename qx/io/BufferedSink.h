@@ -30,6 +30,10 @@ public:
         m_out->close();
     }
 
+    /// Room in the buffer for @p length units, which count as written; the caller fills it before
+    /// the next operation. Null, with nothing written, when the buffer has less room.
+    Unit* tryClaim(int32_t length) noexcept { return m_buffer.tryClaim(length); }
+
 private:
     Reference<Base> m_out;
     PendingBuffer<Unit> m_buffer;

@@ -36,6 +36,16 @@ public:
     void mark(int32_t readLimit) override { m_buffer.mark(readLimit); }
     void reset() override { m_buffer.reset(); }
 
+    /// Reads @p length units that are all buffered, without a copy: where they are, until the next
+    /// operation. Null, with nothing read, when fewer are buffered.
+    const Unit* tryTake(int32_t length) noexcept {
+        if (length > m_buffer.unreadLength())
+            return nullptr;
+        const Unit* const units = m_buffer.unread();
+        m_buffer.drop(length);
+        return units;
+    }
+
 protected:
     Base& wrapped() const noexcept { return *m_in; }
     MarkBuffer<Unit>& buffer() noexcept { return m_buffer; }

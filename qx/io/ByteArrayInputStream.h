@@ -17,6 +17,16 @@ public:
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;
 
+    /// Reads @p length bytes without a copy: where they are, as long as the stream lives. Null,
+    /// with nothing read, when fewer are left.
+    const signed char* tryTake(int32_t length) noexcept {
+        if (length > m_length - m_position)
+            return nullptr;
+        const signed char* const bytes = m_bytes.get() + m_position;
+        m_position += length;
+        return bytes;
+    }
+
 private:
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_length;

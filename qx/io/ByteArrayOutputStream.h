@@ -21,6 +21,16 @@ public:
     /// @throws std::bad_alloc when memory runs out, with everything as it was
     void write(const signed char* from, int32_t length) override;
 
+    /// Room for @p length bytes within the capacity, which count as written; the caller fills it
+    /// before the next operation. Null, with nothing written, when the capacity does not suffice.
+    signed char* tryClaim(int32_t length) noexcept {
+        if (length > m_capacity - m_size)
+            return nullptr;
+        signed char* const bytes = m_bytes.get() + m_size;
+        m_size += length;
+        return bytes;
+    }
+
     /// The bytes written so far; valid until the next write.
     const signed char* getBytes() const noexcept { return m_bytes.get(); }
     /// Copies at most @p max bytes; the number copied.

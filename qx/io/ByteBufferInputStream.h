@@ -18,6 +18,13 @@ public:
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;
 
+    /// Reads @p length bytes without a copy: where they are, until the buffer is written. Null,
+    /// with nothing read, when fewer remain.
+    const signed char* tryTake(int32_t length) noexcept {
+        const auto count = static_cast<unsigned int>(length);
+        return count <= m_buffer->remaining() ? m_buffer->advance(count) : nullptr;
+    }
+
 private:
     Reference<ByteBuffer> m_buffer;
 };

@@ -19,6 +19,14 @@ public:
     /// @throws ReadOnlyException for a read-only buffer
     void write(const signed char* from, int32_t length) override;
 
+    /// Room for @p length bytes in the buffer, which count as written; the caller fills it before
+    /// the next operation. Null, with nothing written, when the buffer refuses or has less room.
+    signed char* tryClaim(int32_t length) noexcept {
+        const auto count = static_cast<unsigned int>(length);
+        const bool fits = !m_buffer->isReadOnly() && count <= m_buffer->remaining();
+        return fits ? m_buffer->advance(count) : nullptr;
+    }
+
     /// 1 when bytes were dropped, else 0.
     int16_t Overflowed() const noexcept { return m_overflowed; }
 

@@ -61,14 +61,14 @@ void storeInOrder(void* to, Value value, ENUM_QX_ENDIAN order) noexcept {
 /// same or do not overlap, and need no alignment. Vectorised; linear.
 QX_API void copySwapped(void* to, const void* from, size_t count, size_t wordSize) noexcept;
 
-/// Copies @p count values between memory in @p order and memory in the order of the machine, in
-/// either direction. The two places are the same or do not overlap, and need no alignment.
-template <OrderedValue Value>
-void copyInOrder(void* to, const void* from, size_t count, ENUM_QX_ENDIAN order) noexcept {
+/// Copies @p count words between memory in @p order and memory in the order of the machine, in
+/// either direction. Sizes and places are as for copySwapped.
+inline void copyInOrder(void* to, const void* from, size_t count, size_t wordSize,
+                        ENUM_QX_ENDIAN order) noexcept {
     if (isSwapped(order))
-        copySwapped(to, from, count, sizeof(Value));
+        copySwapped(to, from, count, wordSize);
     else if (to != from && count != 0)
-        std::memcpy(to, from, count * sizeof(Value));
+        std::memcpy(to, from, count * wordSize);
 }
 
 } // namespace qx::io

@@ -48,6 +48,15 @@ public:
         m_count += length;
     }
 
+    /// Adds @p length pending units, for the caller to write; null when there is no room for them.
+    Unit* tryClaim(int32_t length) noexcept {
+        if (length > m_size - m_count)
+            return nullptr;
+        Unit* const units = m_units.get() + m_count;
+        m_count += length;
+        return units;
+    }
+
     /// Writes the pending units, if any, to @p sink in one call. Out of line, so that a single
     /// write to the buffer stays small.
     template <class Sink>

@@ -88,7 +88,7 @@ TEST(Class, RefusesInstancesOfClassesWithoutCreator) {
     for (const char16_t* name :
          {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread",
           u"CQXRunnable", u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList",
-          u"CQXComparator", u"CQXConstListIterator"})
+          u"CQXComparator", u"CQXConstListIterator", u"CQXDataInputStream", u"CQXDataOutputStream"})
         EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
 }
 
