@@ -199,8 +199,11 @@
 #include <qx/platform/thread.h>
 #include <qx/platform/time.h>
 #include <qx/platform/types.h>
+#include <qx/sync/Atomic.h>
+#include <qx/sync/BasicAtomic.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>
+#include <qx/sync/FakeAtomic.h>
 #include <qx/sync/FakeMutex.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/LockObject.h>

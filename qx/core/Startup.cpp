@@ -1,5 +1,6 @@
 #include "qx/core/Startup.h"
 
+#include <atomic>
 #include <clocale>
 #include <utility>
 
@@ -55,7 +56,9 @@
 #include <qx/pcom/ClassFactory.h>
 #include <qx/pcom/DllModule.h>
 #include <qx/platform/module.h>
+#include <qx/sync/Atomic.h>
 #include <qx/sync/Event.h>
+#include <qx/sync/FakeAtomic.h>
 #include <qx/sync/FakeMutex.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/Mutex.h>
@@ -106,6 +109,7 @@ void registerClasses(ClassManagerBase& manager) {
         known<util::AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
         known<util::AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
         creatable<components::ArrayList>(u"CQXArrayList"),
+        known<sync::Atomic>(u"CQXAtomic"),
         creatable<math::BigDecimal>(u"CQXBigDecimal"),
         creatable<math::BigInteger>(u"CQXBigInteger"),
         known<charset::BTCSingleByte>(u"CQXBTCSingleByte"),
@@ -133,6 +137,7 @@ void registerClasses(ClassManagerBase& manager) {
         known<Double>(u"CQXDouble"),
         creatable<sync::Event>(u"CQXEvent"),
         creatable<sync::FakeMutex>(u"CQXFakeMutex"),
+        known<sync::FakeAtomic>(u"qx::sync::FakeAtomic"),
         known<util::FilePath>(u"CQXFilePath"),
         known<io::FilterInputStream>(u"CQXFilterInputStream"),
         known<io::FilterOutputStream>(u"CQXFilterOutputStream"),
@@ -250,6 +255,7 @@ void registerClasses(ClassManagerBase& manager) {
 }
 // clang-format on
 
+constinit std::atomic<int> s_startUps{0};
 
 void startUp() {
     std::setlocale(LC_ALL, "");

@@ -88,7 +88,8 @@ TEST(Class, RefusesInstancesOfClassesWithoutCreator) {
     for (const char16_t* name :
          {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread",
           u"CQXRunnable", u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList",
-          u"CQXComparator", u"CQXConstListIterator", u"CQXDataInputStream", u"CQXDataOutputStream"})
+          u"CQXComparator", u"CQXConstListIterator", u"CQXAtomic", u"qx::sync::FakeAtomic",
+          u"CQXDataInputStream", u"CQXDataOutputStream"})
         EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
 }
 
