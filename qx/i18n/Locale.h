@@ -12,7 +12,7 @@
 namespace qx::i18n {
 
 /// Names a language, a country and a variant, of which each may be empty:
-/// language_COUNTRY@variant. Names are compared with regard to case.
+/// `language_COUNTRY@variant`. Names are compared with regard to case.
 class QX_API Locale : public pcom::Implements<Object, IQXLocale> {
 public:
     /// Takes a name apart at "_" and "@"; an encoding between "." and "@" is dropped.

@@ -9,7 +9,7 @@
 namespace qx::util {
 
 /// A file path in normal form: backslashes, no empty, "." or ".." segments (but see PathNormalizer
-/// for what stays), and a root that is a drive ("c:" or "c:\"), a share ("\\server\share\"), a
+/// for what stays), and a root that is a drive ("c:" or `c:\`), a share (`\\server\share\`), a
 /// single leading backslash, or absent. Either slash is taken on input, and by the platform when a
 /// file is opened. The text ends at its first 0 unit. Nothing but getCanonicalPath, getCurrentDir
 /// and getTempDir looks at the file system.
