@@ -68,6 +68,16 @@ check_format() {
 # Generated sources, the umbrella header among them, are what their generators write.
 check_generated() { scripts/check-generated.sh; }
 
+# Doxygen has nothing to complain about: unknown commands and parameters, links that lead nowhere.
+check_docs() {
+    command -v doxygen >/dev/null || exit 77
+    local status=0 reference
+    reference=$(mktemp -d)
+    QX_VERSION=check QX_DOCS_DIR=$reference doxygen docs/Doxyfile >/dev/null || status=1
+    rm -rf "$reference"
+    return $status
+}
+
 checks=("$@")
 (($#)) || checks=(layers headers text format generated)
 status=0

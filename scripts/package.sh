@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# Builds the Debian packages and tries them out: scripts/package.sh [prefix]
+# Leaves them in build/package/packages. They are installed in a clean root made by debootstrap, where
+# the programs run and a program outside the tree is built against them, and removed again without a
+# trace. With "prefix", and where a clean root cannot be made, they are unpacked below an empty prefix
+# and the same is run from there. What is missing on a Debian machine is installed first.
+. "$(dirname "$0")/lib.sh"
+
+install_missing $build_packages dpkg-dev pkg-config
+
+packages=$root/build/package/packages
+outside="g++ cmake ninja-build pkg-config" # what a program outside the tree is built with
+
+# A machine to install on, with what the consumer is built with; made once.
+make_clean_root() {
+    local made=$1 suite mirror
+    [[ ! -e $made/etc/debian_version ]] || return 0
+    [[ $(id -u) == 0 ]] || return 1
+    install_missing debootstrap || return 1
+    . /etc/os-release
+    suite=$VERSION_CODENAME
+    mirror=$(cat /etc/apt/sources.list /etc/apt/sources.list.d/* 2>/dev/null |
+        grep -oP -m 1 '^(URIs:|deb) *(\[.*\] *)?\Khttps?://\S*debian/?(?=\s|$)') || return 1
+    rm -rf "$made.part"
+    debootstrap --variant=minbase "$suite" "$made.part" "$mirror" >"$made.log" &&
+        run_in "$made.part" apt-get -qq -y -o Dpkg::Use-Pty=0 --no-install-recommends install $outside >>"$made.log" &&
+        mv "$made.part" "$made"
+}
+
+# run_in ROOT COMMAND...
+run_in() {
+    local made=$1
+    shift
+    env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+        chroot "$made" "$@"
+}
+
+# What a user would try first. BIN and PREFIX say where the packages lie.
+smoke='
+set -euo pipefail
+cd "$(mktemp -d)"
+[[ $("$BIN/qxcalc" "2^127-1") == 170141183460469231731687303715884105727 ]]
+[[ $(printf "\xDC" | "$BIN/qxconv" -f Cp1252 -t UTF-8) == $(printf "\u00DC") ]]
+"$BIN/qxini" a.ini set Server port 8443
+[[ $("$BIN/qxini" a.ini get server PORT) == 8443 ]]
+"$BIN/qxreg" --folder "$PWD/registry" add QX_HKEY_USER/Editor Font Sans
+[[ $("$BIN/qxreg" --folder "$PWD/registry" query QX_HKEY_USER/Editor Font) == Sans ]]
+for program in "$BIN"/qx*; do
+    [[ -e $PREFIX/share/man/man1/$(basename "$program").1 ]]
+    [[ -e $PREFIX/share/bash-completion/completions/$(basename "$program") ]]
+done
+ls "$PREFIX"/share/gdb/auto-load/usr/lib/*/libqx.so.*-gdb.py
+ls "$PREFIX"/lib/*/qx/modules/*.so
+'
+
+# Every file there is, but the caches and records of the package manager itself.
+list_files() {
+    (cd "$1" && find . -xdev \( -path ./tmp -o -path ./var/cache -o -path ./var/log \
+        -o -path ./var/lib/dpkg -o -path ./var/lib/apt \) -prune -o -print | sort)
+}
+
+try_in_clean_root() {
+    local made=$1
+    list_files "$made" >"$made.before"
+    rm -rf "$made/tmp/qx"
+    mkdir "$made/tmp/qx"
+    cp -r "$packages"/*.deb tests/consumer "$made/tmp/qx"
+    run_in "$made" bash -c 'apt-get -qq -y -o Dpkg::Use-Pty=0 install /tmp/qx/*.deb >/dev/null'
+    run_in "$made" env BIN=/usr/bin PREFIX=/usr bash -c "$smoke"
+    local way
+    for way in find_package pkg_config; do
+        echo "-- consumer by $way"
+        run_in "$made" /tmp/qx/consumer/run.sh $way /tmp/qx/build /usr >/dev/null
+    done
+    run_in "$made" apt-get -qq -y -o Dpkg::Use-Pty=0 purge $names >/dev/null
+    diff "$made.before" <(list_files "$made")
+}
+
+try_below_prefix() {
+    local below=$root/build/package/prefix package way
+    rm -rf "$below"
+    for package in "$packages"/*.deb; do
+        dpkg -x "$package" "$below"
+    done
+    export LD_LIBRARY_PATH
+    LD_LIBRARY_PATH=$(dirname "$(find "$below" -name 'libqx.so.1')")
+    BIN=$below/usr/bin PREFIX=$below/usr bash -c "$smoke"
+    for way in find_package pkg_config; do
+        echo "-- consumer by $way"
+        tests/consumer/run.sh $way "$root/build/package/consumer" "$below/usr" >/dev/null
+    done
+}
+
+build package
+rm -rf "$packages"
+cpack --config build/package/CPackConfig.cmake -B "$packages" >/dev/null
+rm -rf "$packages/_CPack_Packages"
+names=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
+for package in "$packages"/*.deb; do
+    echo "== $(basename "$package"): $(dpkg-deb -f "$package" Section Depends | paste -sd ' ')"
+done
+
+clean_root=$root/build/package/root
+if [[ ${1-} != prefix ]] && make_clean_root "$clean_root"; then
+    echo "== in a clean root"
+    try_in_clean_root "$clean_root"
+else
+    echo "== below an empty prefix"
+    try_below_prefix
+fi
+echo "the packages work"
