@@ -33,10 +33,10 @@ endif()
 
 # The folders are written relative to the file's own place.
 set(qx_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-foreach(dir LIBDIR INCLUDEDIR)
-    file(RELATIVE_PATH qx_pkgconfig_to_${dir}
-        ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_${dir}})
-endforeach()
+set(qx_pkgconfig_from ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH qx_pkgconfig_to_prefix ${qx_pkgconfig_from} ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH qx_pkgconfig_to_include ${qx_pkgconfig_from} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+string(REGEX REPLACE "/$" "" qx_pkgconfig_to_prefix "${qx_pkgconfig_to_prefix}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qx.pc.in ${PROJECT_BINARY_DIR}/qx.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qx.pc DESTINATION ${qx_pkgconfig_dir}
     COMPONENT qx_development)
