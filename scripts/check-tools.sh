@@ -94,6 +94,7 @@ for program in "${programs[@]}"; do
         offers "uint32 uint64" add --type u
         offers some.folder export QX_HKEY_USER some.f
         offers some.folder import --folder some
+        offers some.ini register some.i
         ;;
     esac
 done

@@ -28,8 +28,12 @@ _qxreg() {
         esac
     done
     case ${#words[@]}:${words[0]-} in
-    0:) COMPREPLY=($(compgen -W "query add delete export import watch" -- "$current")) ;;
-    1:import | 2:export)
+    0:)
+        COMPREPLY=($(compgen -W \
+            "query add delete export import watch register unregister list" -- "$current"))
+        ;;
+    1:list) ;;
+    1:import | 1:register | 1:unregister | 2:export)
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         ;;
