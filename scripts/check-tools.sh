@@ -29,7 +29,7 @@ completions() {
 }
 
 check() {
-    local page=$root/docs/man/$name.1 help text
+    local page=$root/docs/man/$name.1 help text usage commands
     help=$("$program" --help 2>&1)
     same "exit status of --help" 0 $?
     text=$("$program" --no-such-option 2>/dev/null </dev/null)
@@ -40,9 +40,17 @@ check() {
 
     same "warnings of the page" "" "$(groff -man -Tutf8 -ww -z "$page" 2>&1)"
     text=$(groff -man -Tascii -P-cbou -rLL=200n "$page")
-    same "usage: --help, page" \
-        "$(sed -n '/^usage:/,/^$/p' <<<"$help" | sed -E 's/^(usage:)? +//; /^$/d')" \
+    usage=$(sed -n '/^usage:/,/^$/p' <<<"$help" | sed -E 's/^(usage:)? +//; /^$/d')
+    same "usage: --help, page" "$usage" \
         "$(sed -n '/^SYNOPSIS/,/^DESC/p' <<<"$text" | sed -nE '/--help$/d; s/^ +//p')"
+
+    # A command stands behind the program's name, or behind the file that it is about.
+    commands=$(awk '{ for (i = 2; i <= NF; ++i) if ($i ~ /^[a-z]+(-[a-z]+)*$/) { print $i; next } }' \
+        <<<"$usage" | sort)
+    local before=()
+    [[ ! $usage =~ ^[a-z]+\ [A-Z] ]] || before=(FILE)
+    [[ -z $commands ]] || same "commands: --help, completion" "$commands" \
+        "$(completions "${before[@]}" "" | sort)"
 
     local options
     options=$(grep -oP '^  \K--?[a-z][-a-z]*' <<<"$help" | sort)
