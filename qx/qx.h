@@ -81,7 +81,11 @@
 #include <qx/i18n/MessageFile.h>
 #include <qx/i18n/StringBundle.h>
 #include <qx/i18n/StringMapBundle.h>
+#include <qx/io/AlphaNumInputStream.h>
+#include <qx/io/AlphaNumOutputStream.h>
 #include <qx/io/BasicByteBuffer.h>
+#include <qx/io/BitInputStream.h>
+#include <qx/io/BitOutputStream.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>

@@ -27,6 +27,10 @@
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>
 #include <qx/i18n/StringMapBundle.h>
+#include <qx/io/AlphaNumInputStream.h>
+#include <qx/io/AlphaNumOutputStream.h>
+#include <qx/io/BitInputStream.h>
+#include <qx/io/BitOutputStream.h>
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
@@ -108,10 +112,14 @@ void registerClasses(ClassManagerBase& manager) {
     const ClassRow rows[] = {
         known<util::AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
         known<util::AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
+        known<io::AlphaNumInputStream>(u"CQXAlphaNumInputStream"),
+        known<io::AlphaNumOutputStream>(u"CQXAlphaNumOutputStream"),
         creatable<components::ArrayList>(u"CQXArrayList"),
         known<sync::Atomic>(u"CQXAtomic"),
         creatable<math::BigDecimal>(u"CQXBigDecimal"),
         creatable<math::BigInteger>(u"CQXBigInteger"),
+        known<io::BitInputStream>(u"CQXBitInputStream"),
+        known<io::BitOutputStream>(u"CQXBitOutputStream"),
         known<charset::BTCSingleByte>(u"CQXBTCSingleByte"),
         known<charset::BTCSingleByteTable>(u"CQXBTCSingleByteTable"),
         known<io::BufferedInputStream>(u"CQXBufferedInputStream"),

@@ -8,6 +8,10 @@
 
 namespace qx::io {
 
+namespace detail {
+struct MemoryBytes;
+}
+
 /// Reads bytes from memory. At the end even a read of length 0 gives -1.
 class QX_API ByteArrayInputStream : public InputStream {
 public:
@@ -28,6 +32,7 @@ public:
     }
 
 private:
+    friend struct detail::MemoryBytes;
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_length;
     int32_t m_position = 0;

@@ -8,6 +8,10 @@
 
 namespace qx::io {
 
+namespace detail {
+struct MemoryBytes;
+}
+
 /// Collects bytes in memory. A buffer that became too small for n bytes grows to n * 5 / 4.
 class QX_API ByteArrayOutputStream : public OutputStream {
 public:
@@ -56,6 +60,7 @@ protected:
     void reallocBuffer(int32_t capacity);
 
 private:
+    friend struct detail::MemoryBytes;
     using Bytes = std::unique_ptr<signed char[]>;
     Bytes moveBytes(int32_t capacity);
 

@@ -1,0 +1,110 @@
+#include <qx/io/BitInputStream.h>
+
+#include <algorithm>
+
+#include <qx/io/ByteArrayInputStream.h>
+#include <qx/io/detail/Bits.h>
+#include <qx/io/detail/MemoryBytes.h>
+#include <qx/io/detail/SourceDefaults.h>
+
+namespace qx::io {
+
+using detail::MemoryBytes;
+
+BitInputStream::BitInputStream(InputStream* in)
+    : FilterInputStream(in), m_memory(MemoryBytes::of(wrapped())) {}
+
+int BitInputStream::read() { return BitInputStream::read(8); }
+
+int32_t BitInputStream::read(signed char* to, int32_t length) {
+    if (m_memory)
+        return readFromMemory(reinterpret_cast<uint8_t*>(to), length);
+    int32_t count = 0;
+    while (count < length) {
+        const int byte = readFetching(8);
+        if (byte < 0)
+            break;
+        to[count++] = static_cast<signed char>(byte);
+    }
+    return count > 0 ? count : -1;
+}
+
+int32_t BitInputStream::skip(int32_t count) {
+    if (m_place.bitsLeft == 0)
+        return FilterInputStream::skip(count);
+    return detail::skipByReading<signed char>(*this, count);
+}
+
+void BitInputStream::mark(int32_t readLimit) {
+    FilterInputStream::mark(readLimit);
+    m_mark = m_place;
+}
+
+void BitInputStream::reset() {
+    FilterInputStream::reset();
+    m_place = m_mark;
+}
+
+/// A value that the current byte does not hold alone.
+int BitInputStream::readBeyondByte(int bits) {
+    detail::checkBitWidth(bits);
+    if (!m_memory)
+        return readFetching(bits);
+    const auto rest = MemoryBytes::rest(*m_memory);
+    if (rest.size() < sizeof(uint64_t)) [[unlikely]]
+        return readFetching(bits);
+    // The bits left and the next eight bytes in one word; at most 4 of those bytes are used up.
+    const uint64_t next = detail::loadBig64(rest.data());
+    const int left = m_place.bitsLeft;
+    const uint64_t window = static_cast<uint64_t>(m_place.byte) << 1 << (63 - left) | next >> left;
+    const int bytes = (bits - left + 7) >> 3;
+    MemoryBytes::skip(*m_memory, static_cast<size_t>(bytes));
+    m_place = {rest[static_cast<size_t>(bytes - 1)], left + 8 * bytes - bits};
+    return static_cast<int>(window >> (64 - bits));
+}
+
+/// Makes the next byte of the wrapped stream the current one; false at the end.
+bool BitInputStream::fetchByte() {
+    const int byte = wrapped().read();
+    if (byte < 0)
+        return false;
+    m_place = {byte & 0xFF, 8};
+    return true;
+}
+
+/// Gathers a value from what is left of the current byte and further ones.
+int BitInputStream::readFetching(int bits) {
+    uint64_t value = 0;
+    while (bits > 0) {
+        if (m_place.bitsLeft == 0 && !fetchByte())
+            return -1;
+        const int taken = std::min(bits, m_place.bitsLeft);
+        m_place.bitsLeft -= taken;
+        value = value << taken |
+                (static_cast<uint64_t>(m_place.byte >> m_place.bitsLeft) & detail::lowBits(taken));
+        bits -= taken;
+    }
+    return static_cast<int>(value);
+}
+
+int32_t BitInputStream::readFromMemory(uint8_t* to, int32_t length) {
+    if (length < 1)
+        return -1;
+    const auto rest = MemoryBytes::rest(*m_memory);
+    const auto count = std::min(rest.size(), static_cast<size_t>(length));
+    if (count > 0) {
+        const uint8_t* const from = rest.data();
+        const int left = m_place.bitsLeft;
+        to[0] = static_cast<uint8_t>(m_place.byte << (8 - left) | from[0] >> left);
+        for (size_t i = 1; i < count; ++i)
+            to[i] = static_cast<uint8_t>(from[i - 1] << (8 - left) | from[i] >> left);
+        m_place.byte = from[count - 1];
+        MemoryBytes::skip(*m_memory, count);
+    }
+    if (count == static_cast<size_t>(length))
+        return length;
+    m_place.bitsLeft = 0; // the attempt at another byte uses up the rest
+    return count > 0 ? static_cast<int32_t>(count) : -1;
+}
+
+} // namespace qx::io

@@ -1,0 +1,97 @@
+#include <qx/io/BitOutputStream.h>
+
+#include <algorithm>
+
+#include <qx/core/Exception.h>
+#include <qx/core/String.h>
+#include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/detail/Bits.h>
+#include <qx/io/detail/MemoryBytes.h>
+
+namespace qx::io {
+
+using detail::MemoryBytes;
+
+namespace {
+
+inline void requireFits(uint64_t value, int bits) {
+    detail::checkBitWidth(bits);
+    if (value > detail::lowBits(bits)) [[unlikely]]
+        throw RangeErrorException(String(u"Number out of range"));
+}
+
+} // namespace
+
+BitOutputStream::BitOutputStream(OutputStream* out)
+    : FilterOutputStream(out), m_memory(MemoryBytes::of(wrapped())) {}
+
+void BitOutputStream::write(signed char byte) { put(static_cast<uint8_t>(byte), 8); }
+
+void BitOutputStream::write(const signed char* from, int32_t length) {
+    if (m_memory)
+        return putToMemory(reinterpret_cast<const uint8_t*>(from), length);
+    for (int32_t i = 0; i < length; ++i)
+        put(static_cast<uint8_t>(from[i]), 8);
+}
+
+void BitOutputStream::flush() {
+    if (m_bits > 0) {
+        wrapped().write(static_cast<signed char>(m_begun << (8 - m_bits)));
+        m_begun = 0;
+        m_bits = 0;
+    }
+    FilterOutputStream::flush();
+}
+
+void BitOutputStream::checkFits(uint64_t value, int bits) { requireFits(value, bits); }
+
+/// A value that fills the begun byte, or one to be refused.
+void BitOutputStream::writeBeyondByte(uint32_t value, int bits) {
+    requireFits(value, bits);
+    put(value, bits);
+}
+
+/// Appends the lowest @p bits bits of @p value, which has no others.
+void BitOutputStream::put(uint32_t value, int bits) {
+    const uint64_t all = uint64_t{m_begun} << bits | value; // at most 39 bits
+    int left = m_bits + bits;
+    if (m_memory) {
+        const auto room = MemoryBytes::room(*m_memory);
+        if (room.size() >= sizeof all) [[likely]] {
+            detail::storeBig64(room.data(), all << (64 - left));
+            MemoryBytes::append(*m_memory, static_cast<size_t>(left >> 3));
+            m_bits = left & 7;
+            m_begun = static_cast<uint32_t>(all & detail::lowBits(m_bits));
+            return;
+        }
+    }
+    while (left >= 8) {
+        wrapped().write(static_cast<signed char>(all >> (left - 8)));
+        left -= 8;
+        m_begun = 0;
+        m_bits = 0;
+    }
+    m_begun = static_cast<uint32_t>(all & detail::lowBits(left));
+    m_bits = left;
+}
+
+void BitOutputStream::putToMemory(const uint8_t* from, int32_t length) {
+    for (int32_t done = 0; done < length;) {
+        const auto room = MemoryBytes::room(*m_memory);
+        const auto count = std::min(room.size(), static_cast<size_t>(length - done));
+        if (count == 0) { // the buffer grows as it does for any single byte
+            put(from[done++], 8);
+            continue;
+        }
+        const uint8_t* const bytes = from + done;
+        uint8_t* const to = room.data();
+        to[0] = static_cast<uint8_t>(m_begun << (8 - m_bits) | bytes[0] >> m_bits);
+        for (size_t i = 1; i < count; ++i)
+            to[i] = static_cast<uint8_t>(bytes[i - 1] << (8 - m_bits) | bytes[i] >> m_bits);
+        m_begun = static_cast<uint32_t>(bytes[count - 1] & detail::lowBits(m_bits));
+        MemoryBytes::append(*m_memory, count);
+        done += static_cast<int32_t>(count);
+    }
+}
+
+} // namespace qx::io
