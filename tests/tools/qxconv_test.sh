@@ -5,6 +5,7 @@
 qxconv=$program
 texts=$2/texts
 sanitized=${3-}
+export XDG_DATA_HOME=$PWD/data # no codecs that the user registered
 
 hex() { od -An -v -tx1 | tr -d ' \n'; }
 bytes() { printf "$(sed 's/../\\x&/g' <<<"$1")"; }
@@ -185,6 +186,27 @@ fails 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
 equal "output after usage errors" "$(cat out)" old
 options='-f FROM|-t TO|-o OUT|--strict|--substitute TEXT|-l|--help'
 equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")" 7
+
+# --- encodings of a component module
+if [ -n "${QX_MODULES-}" ]; then
+    fails 2 'unknown encoding "CP932" (qxconv -l lists all)' -f CP932
+    equal "not listed" "$("$qxconv" -l | grep -c '^CP932')" 0
+    "$QXREG" register "$QX_MODULES/qxcodecs.so"
+    equal "listed" "$("$qxconv" -l | tail -n 23 | tr -s ' ' | sed -n '1p;19p;23p' | tr '\n' ,)" \
+        "CP1250 1250 ,CP932 932 ,EUCJP 20932 ,"
+    converts 93fa967b8cea21 e697a5e69cace8aa9e21 -f CP932 -t UTF-8
+    converts e697a5e69cace8aa9e21 c6fccbdcb8ec21 -f UTF-8 -t euc-jp
+    converts 41826082 41efbca1efbfbd -f cp932 -t UTF-8 # cut off at the end
+    bad 418260ff41 'invalid CP932 at byte offset 3' -f CP932 -t UTF-8
+    bad 4182608f 'incomplete CP932 at byte offset 3' -f CP932 -t UTF-8
+    bad 41c3a9f09f9880 'U+1F600 has no form in CP1258, at byte offset 3' -f UTF-8 -t CP1258
+    # Characters that lie across the blocks in which the program reads.
+    yes $'\x82\xa0a' | tr -d '\n' | head -c 999999 >kana
+    equal "across blocks" "$("$qxconv" -f CP932 -t UTF-8 kana | "$qxconv" -f UTF-8 -t CP932 |
+        cksum)" "$(cksum <kana)"
+    "$QXREG" unregister "$QX_MODULES/qxcodecs.so"
+    fails 2 'unknown encoding "CP932" (qxconv -l lists all)' -t CP932
+fi
 
 # --- the list: every name in it is taken, for both directions
 "$qxconv" -l >list
