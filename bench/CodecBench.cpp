@@ -1,0 +1,158 @@
+// Transcoding of 1 MiB through the codec components of modules/codecs, beside iconv and ICU.
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <benchmark/benchmark.h>
+#include <iconv.h>
+
+#ifdef QX_BENCH_HAVE_ICU
+#include <unicode/ucnv.h>
+#endif
+
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/platform/module.h>
+#include <qx/text/charset/ByteToCharConverter.h>
+#include <qx/text/charset/CharToByteConverter.h>
+
+#include "BenchRegistry.h"
+
+namespace {
+
+using namespace qx;
+using namespace qx::text::charset;
+
+/// A text in its encoding and in UTF-16, and room for what comes out.
+struct Text {
+    std::string bytes;
+    std::u16string units;
+    std::u16string unitRoom;
+    std::string byteRoom;
+};
+
+void require(bool condition) {
+    if (!condition)
+        std::abort();
+}
+
+/// Prose in UTF-8, repeated to 1 MiB.
+std::u16string repeated(const char* prose) {
+    const String once(prose, -1, u"UTF-8");
+    std::u16string text;
+    while (text.size() < (1 << 20))
+        text += once.view();
+    return text;
+}
+
+int32_t length(const auto& text) { return static_cast<int32_t>(text.size()); }
+
+void decode(ByteToCharConverter& decoder, Text& text) {
+    int32_t consumed = 0;
+    int32_t produced = 0;
+    decoder.convert(reinterpret_cast<const signed char*>(text.bytes.data()), &consumed,
+                    length(text.bytes), text.unitRoom.data(), &produced, length(text.unitRoom));
+    require(consumed == length(text.bytes) && produced == length(text.units));
+}
+
+int32_t encode(CharToByteConverter& encoder, Text& text) {
+    int32_t consumed = 0;
+    int32_t produced = 0;
+    encoder.convert(text.units.data(), &consumed, length(text.units),
+                    reinterpret_cast<signed char*>(text.byteRoom.data()), &produced,
+                    length(text.byteRoom));
+    require(consumed == length(text.units));
+    return produced;
+}
+
+void add(const std::string& name, const std::shared_ptr<Text>& text,
+         std::function<void(Text&)> body) {
+    benchmark::RegisterBenchmark(name.c_str(), [text, body](benchmark::State& state) {
+        for (auto _ : state) {
+            body(*text);
+            benchmark::ClobberMemory();
+        }
+        state.SetBytesProcessed(state.iterations() * length(text->bytes));
+    });
+}
+
+/// One direction of the system's converter.
+template <class In, class Out>
+std::function<void(const In&, Out&)> systemConverter(const char* to, const char* from) {
+    const std::shared_ptr<void> descriptor(iconv_open(to, from), iconv_close);
+    return [descriptor](const In& in, Out& out) {
+        auto* source = reinterpret_cast<char*>(const_cast<typename In::value_type*>(in.data()));
+        auto* target = reinterpret_cast<char*>(out.data());
+        size_t size = in.size() * sizeof(typename In::value_type);
+        size_t room = out.size() * sizeof(typename Out::value_type);
+        require(iconv(descriptor.get(), &source, &size, &target, &room) == 0);
+    };
+}
+
+void addCodec(const std::string& name, const char* encoding, [[maybe_unused]] const char* icuName,
+              const char* prose) {
+    const String wideName(encoding);
+    const Reference<ByteToCharConverter> decoder =
+        ByteToCharConverter::getConverter(wideName.getData());
+    const Reference<CharToByteConverter> encoder =
+        CharToByteConverter::getConverter(wideName.getData());
+    const auto text = std::make_shared<Text>();
+    text->units = repeated(prose);
+    text->byteRoom.resize(4 * text->units.size());
+    const auto size = static_cast<size_t>(encode(*encoder, *text));
+    text->bytes = text->byteRoom.substr(0, size);
+    text->unitRoom.resize(text->bytes.size() + 16);
+
+    add(name + "Decode/qx", text, [decoder](Text& t) { decode(*decoder, t); });
+    const auto read = systemConverter<std::string, std::u16string>("UTF-16LE", encoding);
+    add(name + "Decode/iconv", text, [read](Text& t) { read(t.bytes, t.unitRoom); });
+    add(name + "Encode/qx", text, [encoder](Text& t) { encode(*encoder, t); });
+    const auto write = systemConverter<std::u16string, std::string>(encoding, "UTF-16LE");
+    add(name + "Encode/iconv", text, [write](Text& t) { write(t.units, t.byteRoom); });
+#ifdef QX_BENCH_HAVE_ICU
+    UErrorCode error = U_ZERO_ERROR;
+    const std::shared_ptr<UConverter> converter(ucnv_open(icuName, &error), ucnv_close);
+    add(name + "Decode/icu", text, [converter](Text& t) {
+        UErrorCode failure = U_ZERO_ERROR;
+        ucnv_toUChars(converter.get(), t.unitRoom.data(), length(t.unitRoom), t.bytes.data(),
+                      length(t.bytes), &failure);
+        require(U_SUCCESS(failure));
+    });
+    add(name + "Encode/icu", text, [converter](Text& t) {
+        UErrorCode failure = U_ZERO_ERROR;
+        ucnv_fromUChars(converter.get(), t.byteRoom.data(), length(t.byteRoom), t.units.data(),
+                        length(t.units), &failure);
+        require(U_SUCCESS(failure));
+    });
+#endif
+}
+
+void addAll() {
+    const char* const russian = "Съешь же ещё этих мягких французских булок, да выпей чаю. Широкая "
+                                "электрификация южных губерний.\n";
+    const char* const japanese = "人人生而自由、色は匂へど散りぬるを我が世誰ぞ常ならむ有為の奥山今"
+                                 "日越えて浅き夢見じ酔ひもせず。カタカナ ABC 123.\n";
+    const char* const chinese = "人人生而自由,在尊严和权利上一律平等。他们赋有理性和良心,并应以"
+                                "兄弟关系的精神相对待。\n";
+    const char* const markup = "<div class=\"entry\"><a href=\"/path/to/page.html\">人人生而自由"
+                               "</a> <span>1234567890 plain text</span></div>\n";
+    addCodec("Cp1251", "CP1251", "windows-1251", russian);
+    addCodec("Cp932", "CP932", "ibm-943", japanese);
+    addCodec("Cp932Markup", "CP932", "ibm-943", markup);
+    addCodec("Cp936", "CP936", "GBK", chinese);
+    addCodec("EucJp", "EUCJP", "EUC-JP", japanese);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    const BenchRegistry registry;
+    require(QXComRegisterModule(String(QX_BENCH_CODECS).getData()) >= 0);
+    addAll();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::ClearRegisteredBenchmarks(); // the converters go before the registry does
+    return 0;
+}
