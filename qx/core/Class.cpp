@@ -38,9 +38,9 @@ const Class* Class::forName(const char16_t* name) {
 }
 
 const Class* Class::forType(const std::type_info* type) {
-    const Class* const found = ClassManager::getInstance()->lookupType(type);
+    const Class* const found = type ? ClassManager::getInstance()->lookupType(type) : nullptr;
     if (!found)
-        throw ClassNotFoundException(readableName(*type));
+        throw ClassNotFoundException(type ? readableName(*type) : String());
     return found;
 }
 

@@ -319,6 +319,7 @@ public:
         return getBytes(reinterpret_cast<signed char*>(bytes), size, encoding);
     }
     /// Makes the bytes, without a 0 byte, the content of @p buffer.
+    /// @throws ResultException with result::NullPointer when it is null
     void getBytes(IQXByteBuffer* buffer, const char16_t* encoding = nullptr) const;
     /// The units, or the bytes in the default encoding when @p Unit is a narrow character.
     template <class Unit>

@@ -153,6 +153,8 @@ int32_t String::getBytes(signed char* bytes, int32_t size, const char16_t* encod
 }
 
 void String::getBytes(IQXByteBuffer* buffer, const char16_t* encoding) const {
+    if (!buffer)
+        throwResult(result::NullPointer, u"buffer");
     encodeInto(*buffer, view(), encoding, 0);
 }
 

@@ -45,6 +45,7 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
         EXPECT_TRUE(exception.getDescription().equals(u"cqxstring"));
     }
     EXPECT_THROW(Class::forName(nullptr), qx::ClassNotFoundException);
+    EXPECT_THROW(Class::forType(nullptr), qx::ClassNotFoundException);
 }
 
 TEST(Class, EveryCreatorMakesItsOwnClass) {

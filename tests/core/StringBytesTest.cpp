@@ -120,6 +120,7 @@ TEST(StringBytes, ReportsWhatCannotBeDone) {
     EXPECT_THROW(half.getBytes(Utf8), text::charset::InvalidCharacterException);
     util::MTByteBuffer buffer(reinterpret_cast<const signed char*>("old"), 3);
     EXPECT_THROW(half.getBytes(&buffer, Utf8), text::charset::InvalidCharacterException);
+    EXPECT_THROW(half.getBytes(static_cast<IQXByteBuffer*>(nullptr), Utf8), ResultException);
     EXPECT_EQ(buffer.getLength(), 3);
     buffer.getWriteLock(1);
     buffer.releaseWriteLock(-1);
