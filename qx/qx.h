@@ -206,6 +206,7 @@
 #include <qx/sync/Atomic.h>
 #include <qx/sync/BasicAtomic.h>
 #include <qx/sync/Condition.h>
+#include <qx/sync/Duration.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/FakeAtomic.h>
 #include <qx/sync/FakeMutex.h>

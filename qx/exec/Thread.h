@@ -9,6 +9,7 @@
 #include <qx/exec/IRunnable.h>
 #include <qx/platform/export.h>
 #include <qx/platform/thread.h>
+#include <qx/sync/Duration.h>
 
 namespace qx::exec {
 
@@ -56,8 +57,23 @@ public:
     static unsigned int getCurrentID();
     /// Suspends the calling thread for at least that time; 0 lets other threads go first.
     static void sleep(unsigned int milliseconds);
+    /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
+    /// of any clock; at once when it is not ahead.
+    template <sync::Duration D>
+    static void sleepFor(const D& duration) {
+        sync::waitInSteps(duration, sleepStep);
+    }
+    template <sync::TimePoint T>
+    static void sleepUntil(const T& end) {
+        sync::waitUntilTime(end, sleepStep);
+    }
 
 private:
+    static bool sleepStep(uint32_t milliseconds) {
+        if (milliseconds != 0)
+            sleep(milliseconds);
+        return false;
+    }
     static void* threadWrapper(void* argument);
     void checkNotStarted() const;
     void checkStarted() const;

@@ -9,7 +9,8 @@
 namespace qx::ipc {
 
 /// A named semaphore that the thread holding it may take again: a recursive lock between processes
-/// when it is created with 1. However often its owner took it, other processes see one unit taken.
+/// when it is created with 1, which std::unique_lock and its like can hold. However often its owner
+/// took it, other processes see one unit taken.
 ///
 /// All members may be called from any thread. One object has one owner at a time; threads that
 /// share a semaphore of several units each need an object of their own.
@@ -27,6 +28,10 @@ public:
     /// Undoes one wait of the owner; the last one gives the unit back. Does nothing when the
     /// calling thread is not the owner.
     void signal() override;
+
+    void lock() { wait(); }
+    bool try_lock() { return tryWait(); }
+    void unlock() { signal(); }
 
 private:
     bool enterAgain();

@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <limits>
 
+#include <qx/core/Exception.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -10,6 +12,7 @@
 #include <qx/io/OutputStream.h>
 #include <qx/net/TcpSocketHandle.h>
 #include <qx/platform/export.h>
+#include <qx/sync/Duration.h>
 #include <qx/sync/Mutex.h>
 
 namespace qx::net {
@@ -48,6 +51,15 @@ public:
     /// How long a read of the input stream waits, in milliseconds; 0 is without limit.
     /// @throws RangeErrorException when it is negative
     void setSoTimeout(int milliseconds);
+    /// The same for any std::chrono::duration, rounded up to milliseconds.
+    /// @throws RangeErrorException also for one of 2^31 milliseconds and more
+    template <sync::Duration D>
+    void setSoTimeout(const D& duration) {
+        const uint64_t milliseconds = sync::roundedUp<std::milli>(duration);
+        if (milliseconds > std::numeric_limits<int32_t>::max())
+            throw RangeErrorException(u"time-out too long"_qs);
+        setSoTimeout(duration.count() >= 0 ? static_cast<int>(milliseconds) : -1);
+    }
 
     /// "qx.net.tcp.socket=" and the number of the socket, for a child process that is to go on with
     /// the connection. Children that the program starts from now on inherit the socket, but not

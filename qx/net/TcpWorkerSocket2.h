@@ -1,11 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/TcpSocket2.h>
+#include <qx/sync/Duration.h>
 
 namespace qx::net {
 
@@ -54,6 +56,17 @@ public:
                                    TcpWorkerSocket2** writeSockets, uint32_t* writeCount,
                                    TcpWorkerSocket2** exceptionSockets, uint32_t* exceptionCount,
                                    const qx_timeval* timeout, int32_t* result);
+
+    /// Any std::chrono::duration as a time limit of select, rounded up to microseconds: no time for
+    /// a negative one, 68 years for a longer one.
+    template <sync::Duration D>
+    static qx_timeval timeLimit(const D& duration) {
+        constexpr uint64_t Second = 1'000'000;
+        constexpr uint64_t Most = INT32_MAX * Second;
+        const uint64_t microseconds = std::min(sync::roundedUp<std::micro>(duration), Most);
+        return {static_cast<int32_t>(microseconds / Second),
+                static_cast<int32_t>(microseconds % Second)};
+    }
 
 private:
     ENUM_QX_E_SOCKET shutdown(int32_t direction);

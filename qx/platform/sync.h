@@ -40,6 +40,7 @@ QX_API int32_t QXMutexRelease(QXHandle handle);
 QX_API int32_t QXConditionCreate(const char* name, uint32_t flags, QXHandle* handle);
 QX_API int32_t QXConditionDestroy(QXHandle handle);
 QX_API int32_t QXConditionAcquire(QXHandle handle);
+QX_API int32_t QXConditionTryAcquire(QXHandle handle);
 QX_API int32_t QXConditionRelease(QXHandle handle);
 QX_API int32_t QXConditionWait(QXHandle handle);
 QX_API int32_t QXConditionTimedWait(QXHandle handle, uint32_t milliseconds);

@@ -1,6 +1,7 @@
 #include <qx/sync/Condition.h>
 
 #include <qx/core/Result.h>
+#include <qx/sync/TimedWait.h>
 
 namespace qx::sync {
 
@@ -10,12 +11,18 @@ Condition::Condition(const char* name, unsigned int flags) {
 
 void Condition::acquire() { throwIfFailed(QXConditionAcquire(m_handle.get())); }
 
+bool Condition::tryAcquire() { return QXConditionTryAcquire(m_handle.get()) >= 0; }
+
 void Condition::release() { throwIfFailed(QXConditionRelease(m_handle.get())); }
 
 void Condition::wait() { throwIfFailed(QXConditionWait(m_handle.get())); }
 
 void Condition::wait(uint32_t milliseconds) {
     throwIfFailed(QXConditionTimedWait(m_handle.get(), milliseconds));
+}
+
+bool Condition::tryWait(uint32_t milliseconds) {
+    return signalled(QXConditionTimedWait(m_handle.get(), milliseconds));
 }
 
 void Condition::signal() { throwIfFailed(QXConditionSignal(m_handle.get())); }

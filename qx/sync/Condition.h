@@ -1,11 +1,13 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/export.h>
 #include <qx/platform/sync.h>
+#include <qx/sync/Duration.h>
 
 namespace qx::sync {
 
@@ -15,9 +17,9 @@ namespace qx::sync {
 ///     while (queue.isEmpty())
 ///         condition.wait();
 ///
-/// Serves std::lock_guard and std::unique_lock. All members may be called from any thread; a
-/// failing platform call throws ResultException with the call's result code and leaves the
-/// condition usable.
+/// Serves std::lock_guard, std::unique_lock and std::scoped_lock. All members may be called from
+/// any thread; a failing platform call throws ResultException with the call's result code and
+/// leaves the condition usable.
 class QX_API Condition : public qx::Object {
 public:
     class Holder;
@@ -29,6 +31,8 @@ public:
     Condition& operator=(const Condition&) = delete;
 
     void acquire();
+    /// True when the lock is now held, maybe once more. Does not block.
+    bool tryAcquire();
     void release();
 
     /// Gives the lock up, as often as it is held, blocks until a signal for this wait, and takes
@@ -41,15 +45,60 @@ public:
     /// @throws ResultException when the time ran out first (result::TimedOut)
     void wait(uint32_t milliseconds);
 
+    /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
+    /// of any clock: false, and no exception, when the time ran out first.
+    template <Duration D>
+    bool waitFor(const D& duration) {
+        return waitInSteps(duration,
+                           [this](uint32_t milliseconds) { return tryWait(milliseconds); });
+    }
+    template <TimePoint T>
+    bool waitUntil(const T& end) {
+        return waitUntilTime(end, [this](uint32_t milliseconds) { return tryWait(milliseconds); });
+    }
+
+    /// Wait until @p isTrue says so, which is asked with the lock held, first before any wait. The
+    /// timed ones return what it said last.
+    template <std::predicate Predicate>
+    void wait(Predicate isTrue) {
+        while (!isTrue())
+            wait();
+    }
+    template <Duration D, std::predicate Predicate>
+    bool waitFor(const D& duration, Predicate isTrue) {
+        const TimeBudget budget(roundedUp<std::milli>(duration));
+        bool inTime = true;
+        while (!isTrue()) {
+            if (!inTime)
+                return false;
+            const uint64_t left = budget.milliseconds();
+            inTime = left != 0 && waitInSteps(left, [this](uint32_t ms) { return tryWait(ms); });
+        }
+        return true;
+    }
+    template <TimePoint T, std::predicate Predicate>
+    bool waitUntil(const T& end, Predicate isTrue) {
+        bool inTime = true;
+        while (!isTrue()) {
+            if (!inTime)
+                return false;
+            inTime = waitUntil(end);
+        }
+        return true;
+    }
+
     /// Ends the longest wait, if there is one.
     void signal();
     /// Ends every wait.
     void broadcast();
 
     void lock() { acquire(); }
+    bool try_lock() { return tryAcquire(); }
     void unlock() { release(); }
 
 private:
+    bool tryWait(uint32_t milliseconds);
+
     PlatformHandle<&QXConditionDestroy> m_handle;
 };
 

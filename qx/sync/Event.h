@@ -4,6 +4,7 @@
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/sync.h>
+#include <qx/sync/Duration.h>
 #include <qx/sync/Object.h>
 
 namespace qx::sync {
@@ -28,6 +29,17 @@ public:
 
     /// Blocks for at most @p milliseconds; false when the time ran out first.
     virtual bool wait(uint32_t milliseconds);
+
+    /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
+    /// of any clock. One that is over leaves a look at the state.
+    template <Duration D>
+    bool waitFor(const D& duration) {
+        return waitInSteps(duration, [this](uint32_t milliseconds) { return wait(milliseconds); });
+    }
+    template <TimePoint T>
+    bool waitUntil(const T& end) {
+        return waitUntilTime(end, [this](uint32_t milliseconds) { return wait(milliseconds); });
+    }
 
     virtual void signal();
 

@@ -5,7 +5,7 @@
 namespace qx::sync {
 
 /// A lock of some kind: wait locks, tryWait tries to, signal unlocks. Serves std::lock_guard,
-/// std::unique_lock and std::scoped_lock.
+/// std::unique_lock, std::scoped_lock and std::condition_variable_any.
 class QX_API LockObject : public Object {
 public:
     /// Unlocks.

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -262,6 +263,18 @@ TEST(Thread, GetsTheStackThatIsAskedFor) {
         EXPECT_GE(got, 65536u);
         EXPECT_LT(got, size + (2u << 20)); // sanitizers add their own
     }
+}
+
+TEST(Thread, SleepsNoShorterThanAsked) {
+    using namespace std::chrono;
+    auto start = steady_clock::now();
+    Thread::sleepFor(microseconds(1500));
+    EXPECT_GE(steady_clock::now() - start, microseconds(1500));
+    Thread::sleepFor(hours::min());
+    Thread::sleepUntil(steady_clock::time_point::min());
+    const auto end = system_clock::now() + milliseconds(2);
+    Thread::sleepUntil(end);
+    EXPECT_GE(system_clock::now(), end);
 }
 
 TEST(Thread, TellsItsNumber) {

@@ -1,6 +1,7 @@
 #include <qx/ipc/SemaphoreR.h>
 
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -51,9 +52,10 @@ TEST(SemaphoreR, AStrangersSignalChangesNothing) {
     EXPECT_EQ(semaphore.getValue(), 0);
     semaphore.signal();
     onOtherThread([&] {
-        EXPECT_TRUE(semaphore.tryWait());
-        semaphore.signal();
+        const std::unique_lock held(semaphore, std::try_to_lock);
+        EXPECT_TRUE(held);
     });
+    EXPECT_EQ(semaphore.getValue(), 1);
 }
 
 TEST(SemaphoreR, ABlockedThreadDoesNotHoldTheGuard) {

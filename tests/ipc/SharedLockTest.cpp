@@ -307,7 +307,8 @@ TEST(SharedCondition, WaitGivesTheLockUpWholeAndTakesItBack) {
     EXPECT_EQ(QXConditionWait(condition), result::NotOwner);
     EXPECT_EQ(QXConditionSignal(condition), result::NotOwner);
     QXConditionAcquire(condition);
-    QXConditionAcquire(condition);
+    EXPECT_EQ(QXConditionTryAcquire(condition), result::Ok);
+    std::thread([&] { EXPECT_EQ(QXConditionTryAcquire(condition), result::Busy); }).join();
     EXPECT_EQ(QXConditionTimedWait(condition, 1), result::TimedOut);
     bool flag = false; // guarded by the condition's lock
     std::thread signaller([&] {

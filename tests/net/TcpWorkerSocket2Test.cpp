@@ -212,6 +212,24 @@ TEST(TcpWorkerSelect, WaitsNoShorterThanAsked) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
 }
 
+TEST(TcpWorkerSelect, TakesDurationsAsLimits) {
+    using namespace std::chrono;
+    const struct {
+        qx_timeval limit;
+        int32_t seconds;
+        int32_t microseconds;
+    } cases[] = {
+        {TcpWorkerSocket2::timeLimit(milliseconds(1500)), 1, 500'000},
+        {TcpWorkerSocket2::timeLimit(nanoseconds(1)), 0, 1},
+        {TcpWorkerSocket2::timeLimit(seconds(-1)), 0, 0},
+        {TcpWorkerSocket2::timeLimit(hours::max()), INT32_MAX, 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.limit.seconds, c.seconds);
+        EXPECT_EQ(c.limit.microseconds, c.microseconds);
+    }
+}
+
 TEST(TcpWorkerSelect, KeepsTheReadyOnesInPlace) {
     Pair first;
     Pair second;

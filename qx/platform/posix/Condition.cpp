@@ -11,6 +11,7 @@ namespace {
 class Condition {
 public:
     int32_t acquire() noexcept { return m_lock.acquire(); }
+    int32_t tryAcquire() noexcept { return m_lock.tryAcquire(); }
 
     int32_t release() noexcept {
         if (!m_lock.isHeld())
@@ -90,6 +91,10 @@ int32_t QXConditionDestroy(QXHandle handle) {
 
 int32_t QXConditionAcquire(QXHandle handle) {
     return callSync<&Condition::acquire, &shared::conditionAcquire>(handle);
+}
+
+int32_t QXConditionTryAcquire(QXHandle handle) {
+    return callSync<&Condition::tryAcquire, &shared::conditionTryAcquire>(handle);
 }
 
 int32_t QXConditionRelease(QXHandle handle) {

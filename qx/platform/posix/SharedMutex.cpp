@@ -127,6 +127,11 @@ int32_t conditionAcquire(QXHandle handle) noexcept {
         handle, [](auto& object, auto& state) { return state.acquire(object.slot()); });
 }
 
+int32_t conditionTryAcquire(QXHandle handle) noexcept {
+    return withObject<ConditionState>(
+        handle, [](auto& object, auto& state) { return state.tryAcquire(object.slot()); });
+}
+
 int32_t conditionRelease(QXHandle handle) noexcept {
     return withObject<ConditionState>(
         handle, [](auto& object, auto& state) { return state.release(object.slot()); });

@@ -29,6 +29,7 @@ int32_t mutexRelease(QXHandle handle) noexcept;
 int32_t conditionCreate(const char* name, QXHandle* handle) noexcept;
 int32_t conditionDestroy(QXHandle handle) noexcept;
 int32_t conditionAcquire(QXHandle handle) noexcept;
+int32_t conditionTryAcquire(QXHandle handle) noexcept;
 int32_t conditionRelease(QXHandle handle) noexcept;
 /// A wait may end without a signal, as with every condition: callers test their predicate again.
 int32_t conditionWait(QXHandle handle) noexcept;

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <ratio>
+#include <type_traits>
+
+#include <qx/platform/export.h>
+
+/// @file
+/// How timed waits take the durations and time points of the language. Those are described here by
+/// what they consist of, because <chrono> costs a quarter of the compile time of a small program;
+/// whoever has one to hand over has included it.
+
+namespace qx::sync {
+
+/// Any std::chrono::duration.
+template <class T>
+concept Duration = requires(const T& duration) {
+    typename T::rep;
+    typename T::period;
+    duration.count();
+};
+
+/// Any std::chrono::time_point of a clock that tells the time.
+template <class T>
+concept TimePoint = requires {
+    typename T::duration;
+    T::clock::now();
+};
+
+/// A duration in units of @p Period, rounded up so that nothing ends early: 0 for a negative one
+/// and for NaN, the greatest number for what does not fit.
+template <class Period, Duration D>
+constexpr uint64_t roundedUp(const D& duration) noexcept {
+    constexpr uint64_t Most = std::numeric_limits<uint64_t>::max();
+    using Factor = std::ratio_divide<typename D::period, Period>;
+    const auto count = duration.count();
+    if (!(count > 0))
+        return 0;
+    if constexpr (std::is_floating_point_v<decltype(count)>) {
+        const auto value = static_cast<long double>(count) * Factor::num / Factor::den;
+        if (!(value < 18446744073709551616.0L)) // 2^64
+            return Most;
+        const auto whole = static_cast<uint64_t>(value);
+        return static_cast<long double>(whole) < value ? whole + 1 : whole;
+    } else {
+        constexpr auto Num = static_cast<uint64_t>(Factor::num);
+        constexpr auto Den = static_cast<uint64_t>(Factor::den);
+        const auto units = static_cast<uint64_t>(count);
+        uint64_t whole = 0;
+        uint64_t rest = 0;
+        if (__builtin_mul_overflow(units / Den, Num, &whole) ||
+            __builtin_mul_overflow(units % Den, Num, &rest))
+            return Most;
+        rest = rest / Den + (rest % Den != 0 ? 1 : 0);
+        return whole > Most - rest ? Most : whole + rest;
+    }
+}
+
+/// Waits for up to that many milliseconds by calls of @p wait, a predicate that takes 32 bits of
+/// them, of which only the last one may be short.
+template <class Wait>
+bool waitInSteps(uint64_t milliseconds, Wait&& wait) {
+    constexpr uint32_t Longest = std::numeric_limits<uint32_t>::max();
+    for (; milliseconds > Longest; milliseconds -= Longest) {
+        if (wait(Longest))
+            return true;
+    }
+    return wait(static_cast<uint32_t>(milliseconds));
+}
+
+template <Duration D, class Wait>
+bool waitInSteps(const D& duration, Wait&& wait) {
+    return waitInSteps(roundedUp<std::milli>(duration), wait);
+}
+
+/// The same until a time by its own clock, which is looked at again behind every wait: it may run
+/// at another speed than the monotonic clock, and be set.
+template <TimePoint T, class Wait>
+bool waitUntilTime(const T& end, Wait&& wait) {
+    for (auto now = T::clock::now(); now < end; now = T::clock::now()) {
+        if (waitInSteps(end - now, wait))
+            return true;
+    }
+    return wait(uint32_t{0});
+}
+
+/// The end of a time that several waits share, by the monotonic clock.
+class QX_API TimeBudget {
+public:
+    /// Begins now.
+    explicit TimeBudget(uint64_t milliseconds) noexcept;
+
+    /// What is left of it; 0 at the end.
+    uint64_t milliseconds() const noexcept;
+
+private:
+    uint64_t m_end;
+};
+
+} // namespace qx::sync

@@ -1,0 +1,190 @@
+#include <chrono>
+#include <condition_variable>
+#include <limits>
+#include <mutex>
+#include <shared_mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <qx/sync/Condition.h>
+#include <qx/sync/Duration.h>
+#include <qx/sync/Event.h>
+#include <qx/sync/FakeMutex.h>
+#include <qx/sync/Gate.h>
+#include <qx/sync/Mutex.h>
+#include <qx/sync/ReaderWriterLock.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace qx::sync;
+using std::chrono::duration;
+using std::chrono::hours;
+using std::chrono::steady_clock;
+using std::chrono::system_clock;
+
+constexpr uint64_t Most = std::numeric_limits<uint64_t>::max();
+
+template <class D>
+constexpr uint64_t toMs(const D& d) {
+    return roundedUp<std::milli>(d);
+}
+static_assert(toMs(0ms) == 0 && toMs(7ms) == 7 && toMs(2min) == 120'000);
+static_assert(toMs(1ns) == 1 && toMs(1'000'000ns) == 1 && toMs(1'000'001ns) == 2);
+static_assert(toMs(-1ns) == 0 && toMs(hours::min()) == 0);
+static_assert(toMs(duration<uint8_t>(255)) == 255'000);
+// The greatest durations: what fits is exact.
+static_assert(toMs(std::chrono::nanoseconds::max()) == 9'223'372'036'855u);
+static_assert(toMs(std::chrono::milliseconds::max()) == uint64_t{INT64_MAX});
+static_assert(toMs(duration<int64_t>::max()) == Most &&
+              toMs(duration<int64_t, std::peta>(20)) == Most);
+// Neither a whole part nor a whole multiple of a millisecond.
+static_assert(toMs(duration<int, std::ratio<1001, 30'000>>(3)) == 101);
+static_assert(toMs(duration<int64_t, std::ratio<1001, 30'000>>(INT64_MAX)) > Most / 60);
+static_assert(toMs(0.0015s) == 2 && toMs(-0.5s) == 0 && toMs(duration<float>(0.5f)) == 500);
+static_assert(toMs(duration<double>(std::numeric_limits<double>::infinity())) == Most);
+static_assert(toMs(duration<double>(std::numeric_limits<double>::quiet_NaN())) == 0);
+
+static_assert(Duration<std::chrono::nanoseconds> && Duration<duration<double>>);
+static_assert(TimePoint<steady_clock::time_point> && TimePoint<system_clock::time_point>);
+static_assert(!Duration<int> && !Duration<steady_clock::time_point> && !TimePoint<hours>);
+
+TEST(TimedWaits, GoThroughHugeTimesInSteps) {
+    const struct {
+        uint64_t milliseconds;
+        uint64_t calls;
+    } cases[] = {{0, 1}, {0xFFFFFFFF, 1}, {0x100000000, 2}, {0x2FFFFFFFF, 4}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.milliseconds);
+        uint64_t waited = 0;
+        uint64_t calls = 0;
+        EXPECT_FALSE(waitInSteps(c.milliseconds, [&](uint32_t step) {
+            waited += step;
+            ++calls;
+            return false;
+        }));
+        EXPECT_EQ(waited, c.milliseconds);
+        EXPECT_EQ(calls, c.calls);
+    }
+    EXPECT_TRUE(waitInSteps(hours::max(), [](uint32_t) { return true; }));
+}
+
+/// What event and gate have in common.
+template <class Signal>
+void waitFor(Signal& signal, void (Signal::*give)()) {
+    for (const auto& over : {-1ns, 0ns})
+        EXPECT_FALSE(signal.waitFor(over));
+    EXPECT_FALSE(signal.waitUntil(steady_clock::time_point::min()));
+    for (const auto time : {1.5ms, 20.0ms}) {
+        const auto start = steady_clock::now();
+        EXPECT_FALSE(signal.waitFor(time));
+        EXPECT_GE(steady_clock::now() - start, time);
+        const auto end = system_clock::now() + 3ms;
+        EXPECT_FALSE(signal.waitUntil(end));
+        EXPECT_GE(system_clock::now(), end);
+    }
+    std::jthread giver([&] { (signal.*give)(); });
+    EXPECT_TRUE(signal.waitFor(hours::max()));
+    (signal.*give)();
+    EXPECT_TRUE(signal.waitUntil(steady_clock::time_point::max()));
+    (signal.*give)();
+    EXPECT_TRUE(signal.waitUntil(steady_clock::now() - 1h)); // the state counts, not the time
+}
+
+TEST(TimedWaits, OfEventAndGateEndNeitherEarlyNorInVain) {
+    Event event;
+    waitFor(event, &Event::signal);
+    Gate gate;
+    waitFor(gate, &Gate::open);
+}
+
+TEST(TimedWaits, OfAConditionReturnFalseWithTheLockTakenBack) {
+    Condition condition;
+    const std::lock_guard held(condition);
+    EXPECT_FALSE(condition.waitFor(1us));
+    EXPECT_FALSE(condition.waitUntil(steady_clock::now()));
+    int asked = 0;
+    const auto start = steady_clock::now();
+    EXPECT_FALSE(condition.waitFor(10ms, [&] { return ++asked == 0; }));
+    EXPECT_GE(steady_clock::now() - start, 10ms);
+    EXPECT_GE(asked, 2);
+    EXPECT_FALSE(condition.waitUntil(start, [] { return false; }));
+    EXPECT_TRUE(condition.waitFor(-1s, [] { return true; })); // asked before any wait
+    condition.signal();                                       // throws unless the lock is held
+}
+
+TEST(TimedWaits, OfAConditionEndWhenThePredicateIsTrue) {
+    Condition condition;
+    int items = 0;
+    std::jthread producer([&] {
+        for (int i = 0; i < 4; ++i) {
+            const std::lock_guard held(condition);
+            ++items;
+            condition.signal();
+        }
+    });
+    const std::unique_lock held(condition);
+    condition.wait([&] { return items >= 1; });
+    EXPECT_TRUE(condition.waitFor(hours::max(), [&] { return items >= 3; }));
+    EXPECT_TRUE(condition.waitUntil(steady_clock::time_point::max(), [&] { return items == 4; }));
+}
+
+template <class Lock>
+concept Lockable = requires(Lock& lock) {
+    lock.lock();
+    { lock.try_lock() } -> std::same_as<bool>;
+    lock.unlock();
+};
+static_assert(Lockable<Mutex> && Lockable<FakeMutex> && Lockable<ReaderWriterLock> &&
+              Lockable<LockObject> && Lockable<Condition>);
+
+TEST(StandardLocks, AreHeldTogetherInAnyOrder) {
+    Mutex mutex;
+    ReaderWriterLock lock;
+    Condition condition;
+    FakeMutex fake;
+    int64_t count = 0;
+    const auto increment = [&](auto& first, auto& second, auto& third) {
+        for (int i = 0; i < 500; ++i) {
+            const std::scoped_lock all(first, second, third, fake);
+            ++count;
+        }
+    };
+    {
+        std::jthread one([&] { increment(mutex, lock, condition); });
+        std::jthread two([&] { increment(condition, lock, mutex); });
+        std::jthread three([&] { increment(lock, condition, mutex); });
+    }
+    EXPECT_EQ(count, 1500);
+    const std::scoped_lock held(condition);
+    EXPECT_TRUE(std::unique_lock(condition, std::try_to_lock)); // once more
+    std::jthread([&] { EXPECT_FALSE(condition.try_lock()); }).join();
+}
+
+template <class Guard, class Lock>
+void waitWithStandardCondition(Lock& lock) {
+    std::condition_variable_any condition;
+    bool ready = false;
+    std::jthread notifier([&] {
+        {
+            const std::lock_guard held(lock);
+            ready = true;
+        }
+        condition.notify_all();
+    });
+    Guard held(lock);
+    condition.wait(held, [&] { return ready; });
+    EXPECT_TRUE(held.owns_lock());
+    EXPECT_FALSE(condition.wait_for(held, 1ms, [] { return false; }));
+}
+
+TEST(StandardLocks, ServeTheStandardConditionVariable) {
+    Mutex mutex;
+    waitWithStandardCondition<std::unique_lock<Mutex>>(mutex);
+    ReaderWriterLock lock;
+    waitWithStandardCondition<std::unique_lock<ReaderWriterLock>>(lock);
+    waitWithStandardCondition<std::shared_lock<ReaderWriterLock>>(lock);
+}
+
+} // namespace
