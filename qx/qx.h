@@ -40,6 +40,7 @@
 #include <qx/core/ClassManager.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/Comparable.h>
+#include <qx/core/ErrorCode.h>
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
 #include <qx/core/Float.h>

@@ -1,7 +1,11 @@
 #include "qx/core/Exception.h"
 
+#include <cstdio>
+#include <ostream>
+
 #include <qx/core/ExternalException.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ClassName.h>
 
 namespace qx {
 
@@ -16,6 +20,22 @@ int32_t OutOfMemoryException::getResult() const { return result::OutOfMemory; }
 const char* OutOfMemoryException::what() const noexcept { return "bad allocation"; }
 
 ExternalException::ExternalException() = default;
+
+String describe(const Exception& exception) {
+    const int32_t code = exception.getResult();
+    String text = exception.getDescription();
+    if (code == result::Fail)
+        return text.isEmpty() ? String(classNameOf(exception)) : text;
+    char digits[16];
+    std::snprintf(digits, sizeof digits, " (0x%08X)", static_cast<unsigned int>(code));
+    return text.append(text.isEmpty() ? u"" : u": ")
+        .append(String::fromUtf8(exception.code().message()))
+        .append(String::fromUtf8(digits));
+}
+
+std::ostream& operator<<(std::ostream& out, const Exception& exception) {
+    return out << describe(exception);
+}
 
 void throwResult(int32_t code, const char16_t* description) {
     if (!description)

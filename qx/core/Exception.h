@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <new>
+#include <system_error>
 
+#include <qx/core/ErrorCode.h>
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
 #include <qx/platform/result.h>
@@ -19,6 +21,8 @@ public:
     /// The text given at construction, else empty.
     virtual String getDescription() const;
     virtual int32_t getResult() const;
+    /// getResult as an error of the standard library.
+    std::error_code code() const { return makeErrorCode(getResult()); }
 
 private:
     String m_description;
@@ -101,6 +105,14 @@ class QX_API UnsupportedOperationException : public Exception {
 public:
     using Exception::Exception;
 };
+
+/// What there is to say about an exception: its description, the message of its code and the code,
+/// as "Failed to attach shared memory: not found (0x80070002)". The last two are left out for the
+/// unspecified failure; the name of the class stands for a missing description of it.
+QX_API String describe(const Exception& exception);
+
+/// Writes the text of describe as UTF-8.
+QX_API std::ostream& operator<<(std::ostream& out, const Exception& exception);
 
 } // namespace qx
 

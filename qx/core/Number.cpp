@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <ostream>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Float.h>
@@ -129,9 +128,5 @@ BigInteger Double::toBigInteger() const {
 }
 BigDecimal Float::toBigDecimal() const { return BigDecimal(toDouble()); }
 BigDecimal Double::toBigDecimal() const { return BigDecimal(toDouble()); }
-
-std::ostream& operator<<(std::ostream& out, const Number& number) {
-    return out << number.toString();
-}
 
 } // namespace qx

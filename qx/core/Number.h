@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 
 #include <qx/core/Object.h>
 #include <qx/core/TextView.h>
@@ -106,9 +105,6 @@ public:
     /// @throws RangeErrorException for any other radix
     virtual String toString(int radix) const;
 };
-
-/// Writes the text of toString as UTF-8.
-QX_API std::ostream& operator<<(std::ostream& out, const Number& number);
 
 } // namespace qx
 

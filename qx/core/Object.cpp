@@ -1,6 +1,7 @@
 #include "qx/core/Object.h"
 
 #include <functional>
+#include <ostream>
 #include <typeinfo>
 
 #include <qx/core/Class.h>
@@ -8,6 +9,7 @@
 #include <qx/core/Implements.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/ClassName.h>
 #include <qx/core/detail/LibraryObject.h>
 #include <qx/platform/text.h>
 
@@ -19,15 +21,15 @@ int addressOrder(const void* left, const void* right) {
     return std::less<>()(right, left) - std::less<>()(left, right);
 }
 
-const char16_t* classNameOf(const Object& object) {
+} // namespace
+
+const char16_t* classNameOf(const Object& object) noexcept {
     try {
         return object.getClass()->getName();
     } catch (...) { // not registered, or no memory to say so
         return u"Object";
     }
 }
-
-} // namespace
 
 int32_t Object::QueryInterface(const GUID& iid, void** out) {
     return pcom::QueryInterfaceMap(GetComIntfMap(), this, iid, out);
@@ -81,6 +83,10 @@ const pcom::InterfaceData* Object::GetComIntfMap() {
         {nullptr, pcom::InterfaceData::End, 0},
     };
     return map;
+}
+
+std::ostream& operator<<(std::ostream& out, const Object& object) {
+    return out << object.toString();
 }
 
 } // namespace qx

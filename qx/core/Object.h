@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 
 #include <qx/core/ComObject.h>
 #include <qx/core/Comparable.h>
@@ -42,6 +43,9 @@ public:
 
     static const pcom::InterfaceData* GetComIntfMap();
 };
+
+/// Writes the text of toString as UTF-8.
+QX_API std::ostream& operator<<(std::ostream& out, const Object& object);
 
 } // namespace qx
 

@@ -10,6 +10,11 @@ extern "C" {
 /* Result code of the calling thread's last native error; negative. */
 QX_API int32_t QXResultFromNative(void);
 
+/* The result code of a system error such as ENOENT; 0x80004005 for one without. */
+QX_API int32_t QXResultFromErrno(int32_t error);
+/* The system error that a result code stands for, the first of several; 0 for none. */
+QX_API int32_t QXErrnoFromResult(int32_t result);
+
 /* The C library's text for that error, in the language of the process and the default encoding.
  * What does not fit is cut off. */
 QX_API void QXNativeErrorText(char* buffer, int32_t capacity);

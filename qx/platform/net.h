@@ -75,6 +75,10 @@ QX_API int32_t QXSocketCleanUp(void);
 
 /* Number of the calling thread's last socket error; 0 when there was none. Success leaves it. */
 QX_API int32_t QXSocketLastError(void);
+/* The number of a system error such as ECONNRESET, 10107 for one without; and the system error that
+ * a number stands for, the first of several, 0 for none. */
+QX_API int32_t QXSocketErrorFromErrno(int32_t error);
+QX_API int32_t QXErrnoFromSocketError(int32_t number);
 
 /* An IPv6 socket serves IPv6 only. @p socket is all ones after a failure. */
 QX_API int32_t QXSocketCreate(int32_t family, int32_t type, int32_t protocol, QXSocket* socket);

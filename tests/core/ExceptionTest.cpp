@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <sstream>
+#include <string>
 
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
@@ -9,6 +11,7 @@
 #include <qx/text/charset/EncodingException.h>
 #include <qx/util/IniFileException.h>
 
+using namespace qx::literals;
 namespace charset = qx::text::charset;
 namespace result = qx::result;
 
@@ -41,6 +44,29 @@ TEST(Exception, BecomesItsResultCodeAtTheBoundary) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.actual, c.expected) << "case " << &c - cases;
+}
+
+TEST(Exception, DescribesItself) {
+    struct Unregistered : qx::Exception {};
+    const auto textOf = [](const qx::Exception& exception) {
+        std::ostringstream out;
+        out << exception;
+        return out.str();
+    };
+    const struct {
+        std::string actual;
+        const char* expected;
+    } cases[] = {
+        {textOf(qx::Exception(u"no such \u00F6ption"_qs)), "no such \u00F6ption"},
+        {textOf(qx::io::TimeoutException()), "qx::io::TimeoutException"},
+        {textOf(Unregistered()), "Object"},
+        {textOf(qx::ResultException(result::NotFound)), "not found (0x80070002)"},
+        {textOf(qx::ResultException(result::NotFound, u"a.ini")), "a.ini: not found (0x80070002)"},
+        {textOf(qx::ResultException(result::Fail, u"a.ini")), "a.ini"},
+        {textOf(charset::UnknownEncodingException(u"x"_qs)), "x: unknown encoding (0x8BB34103)"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.actual, c.expected);
 }
 
 TEST(Exception, IsCaughtByTheHandlersOfItsBases) {

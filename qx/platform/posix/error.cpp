@@ -60,12 +60,16 @@ constexpr ErrorRow ErrorRows[] = {
 };
 // clang-format on
 
+constexpr int32_t codeOf(const ErrorRow& row) noexcept {
+    return static_cast<int32_t>(0x80070000u | row.code);
+}
+
 } // namespace
 
 int32_t resultFromErrno(int error) noexcept {
     for (const auto& row : ErrorRows) {
         if (row.error == error)
-            return static_cast<int32_t>(0x80070000u | row.code);
+            return codeOf(row);
     }
     return result::Fail;
 }
@@ -83,6 +87,16 @@ void QXNativeErrorText(char* buffer, int32_t capacity) {
         std::memcpy(buffer, text, length);
         buffer[length] = '\0';
     }
+}
+
+int32_t QXResultFromErrno(int32_t error) { return qx::platform::resultFromErrno(error); }
+
+int32_t QXErrnoFromResult(int32_t result) {
+    for (const auto& row : qx::platform::ErrorRows) {
+        if (qx::platform::codeOf(row) == result)
+            return row.error;
+    }
+    return 0;
 }
 
 int32_t QXResultFromNative() { return qx::platform::lastResult(); }

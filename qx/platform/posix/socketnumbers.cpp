@@ -137,6 +137,16 @@ uint16_t interfaceFamily(int family) noexcept {
 
 int32_t QXSocketLastError() { return qx::platform::t_lastError; }
 
+int32_t QXSocketErrorFromErrno(int32_t error) { return qx::platform::socketErrorNumber(error); }
+
+int32_t QXErrnoFromSocketError(int32_t number) {
+    for (const auto& row : qx::platform::ErrorRows) {
+        if (row.described == number)
+            return row.system;
+    }
+    return 0;
+}
+
 uint16_t QXSocketFamily(int32_t family) {
     return qx::platform::interfaceFamily(qx::platform::systemFamily(family));
 }
