@@ -2,7 +2,7 @@
 """Builds and runs the code of a page of the documentation.
 
     docs-snippets.py generate PAGE.md PROGRAM.cpp
-    docs-snippets.py run PAGE.md PROGRAM FOLDER...
+    docs-snippets.py run PAGE.md PROGRAM LIBRARY FOLDER...
 
 What a block of a page is, its fence says:
 
@@ -10,8 +10,8 @@ What a block of a page is, its fence says:
                       of the page, each as a process of its own in one folder that is empty at first
     ```text           right behind code or a command: what it prints
     ```console        lines after "$ " are run by bash, the rest is what they print; the programs
-                      in FOLDER are on the path
-    ```ini NAME       (or any other word before a name) a file of that name for the blocks behind it
+                      in FOLDER are on the path, and pkg-config finds the LIBRARY that was built
+    ```ini NAME       (or another word before a name, also cpp) a file for the blocks behind it
     ```cmake          each line stands in the build of the consumer under tests/consumer/, whose
                       program is called "program" in the page
     ```sh             commands for a checkout; the scripts of the repository are what runs them
@@ -64,7 +64,7 @@ def blocks(page):
 def generate(page, target):
     includes, bodies = [], []
     for block in blocks(page):
-        if block.kind != "cpp":
+        if block.kind != "cpp" or block.name:
             continue
         number = len(bodies)
         code = []
@@ -100,7 +100,7 @@ def complain(page, block, expected, printed, status):
         (expected or "").splitlines(True), printed.splitlines(True), "the page", "the run"))
 
 
-def run(page, program, folders):
+def run(page, program, library, folders):
     page_blocks = blocks(page)
     root = pathlib.Path(__file__).resolve().parent.parent
     consumers = {line.replace("consumer_cpp", "program") for path in root.glob("tests/consumer/*/CMakeLists.txt")
@@ -111,8 +111,12 @@ def run(page, program, folders):
         folder.mkdir()
         program = os.path.abspath(program)
         folders = [os.path.abspath(each) for each in folders]
+        built = os.path.dirname(os.path.abspath(library))
+        pathlib.Path(home, "qx.pc").write_text(
+            f"Name: qx\nDescription: as built\nVersion: 1\nCflags: -I{root}\n"
+            f"Libs: -L{built} -lqx -Wl,-rpath,{built}\n")
         environment = dict(os.environ, HOME=home, XDG_DATA_HOME=str(pathlib.Path(home, "data")),
-                           LC_ALL="C.UTF-8", PATH=os.pathsep.join([*folders, os.environ["PATH"]]))
+                           PKG_CONFIG_PATH=home, LC_ALL="C.UTF-8", PATH=os.pathsep.join([*folders, os.environ["PATH"]]))
 
         def execute(command):
             done = subprocess.run(command, cwd=folder, env=environment, stdout=subprocess.PIPE,
@@ -121,7 +125,7 @@ def run(page, program, folders):
 
         for index, block in enumerate(page_blocks):
             follower = page_blocks[index + 1] if index + 1 < len(page_blocks) else None
-            if block.kind == "cpp":
+            if block.kind == "cpp" and not block.name:
                 status, printed = execute([program, str(snippets)])
                 snippets += 1
                 expected = follower.text() if follower is not None and follower.is_output else None
@@ -150,7 +154,7 @@ def run(page, program, folders):
 if __name__ == "__main__":
     if len(sys.argv) >= 4 and sys.argv[1] == "generate":
         generate(*sys.argv[2:4])
-    elif len(sys.argv) >= 4 and sys.argv[1] == "run":
-        sys.exit(run(sys.argv[2], sys.argv[3], sys.argv[4:]))
+    elif len(sys.argv) >= 5 and sys.argv[1] == "run":
+        sys.exit(run(sys.argv[2], sys.argv[3], sys.argv[4], sys.argv[5:]))
     else:
         sys.exit(__doc__)
