@@ -5,7 +5,7 @@
 . "$(dirname "$0")/lib.sh"
 
 install_missing $build_packages
-build release qx_tools qx_examples
+build release qx_tools qx_modules qx_examples
 
 for demo in {tools,examples}/*/demo.sh; do
     program=$(basename "$(dirname "$demo")")

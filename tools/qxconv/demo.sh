@@ -1,16 +1,23 @@
 #!/usr/bin/env bash
-# Carries real text in many scripts from UTF-8 through every encoding and back with qxconv, compares
-# with the system's iconv where that knows the encoding, and prints a table. Ends with status 1 at
-# the first difference. Argument: the folder of the built programs.
+# Carries real text in many scripts from UTF-8 through every encoding and back with qxconv, those of
+# the module with more codecs included, compares with the system's iconv where that knows the
+# encoding, and prints a table. Ends with status 1 at the first difference. Argument: the folder of
+# the built programs.
 set -euo pipefail
 export LC_ALL=C.UTF-8
 
 qxconv=$(realpath "$1")/qxconv
+qxreg=$(realpath "$1")/qxreg
+module=$(realpath "$1/../modules/qxcodecs.so")
 texts=$(realpath "$(dirname "$0")/../../tests/data/texts")
-long_bytes=$((8 << 20))
+long_bytes=$((4 << 20))
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
+
+# A registry of its own, which goes with the folder.
+export XDG_DATA_HOME=$folder/data
+"$qxreg" register "$module"
 
 fail() {
     echo "MISMATCH: $*" >&2
@@ -19,10 +26,10 @@ fail() {
 
 same() { cmp -s "$1" "$2" || fail "$3"; }
 
-# The name by which iconv knows an encoding; nothing for one of our own.
+# The name by which iconv knows an encoding; nothing for one that it lacks.
 iconv_name() {
     case $1 in
-    AMP-7) ;;
+    AMP-7 | CP720) ;;
     ISO8859_1) echo ISO-8859-1 ;;
     *) echo "$1" ;;
     esac
@@ -58,7 +65,8 @@ carry() {
 # A text that has none: refused when strict, and without what has no form the same as iconv's.
 reject() {
     local text=$1 encoding=$2 peer=$3
-    [ -n "$peer" ] || fail "$text has no form in $encoding"
+    [ "$encoding" != AMP-7 ] || fail "$text has no form in $encoding"
+    [ -n "$peer" ] || return 0
     ! iconv -f UTF-8 -t "$peer" "$text" >peer 2>&1 || fail "$text has a form in $encoding for iconv"
     "$qxconv" -f UTF-8 -t "$encoding" --substitute= -o there "$text"
     iconv -c -f UTF-8 -t "$peer" "$text" >peer 2>/dev/null || true
