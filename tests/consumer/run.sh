@@ -68,8 +68,12 @@ pkg_config)
     ;;
 esac
 
+modules=()
+if [[ $way != subdirectory ]]; then
+    mapfile -t modules < <(find "$prefix" -path '*/qx/modules/*.so')
+fi
 for program in consumer_cpp consumer_c; do
-    "$build/$program"
+    "$build/$program" ${modules[0]:+"$build/registry" "${modules[@]}"}
     # Programs must record the name with the ABI version, or a later library breaks them in silence.
     readelf -d "$build/$program" | grep -q 'NEEDED.*\[libqx\.so\.[0-9]*\]'
 done

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <shared_mutex>
 #include <string>
 #include <thread>
@@ -266,6 +267,14 @@ TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
         EXPECT_EQ(freeModules(), 0);
         EXPECT_EQ(loadedModules(), 0);
     }
+    // The time runs from the last use.
+    createThing();
+    EXPECT_EQ(freeModules(20), 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    createThing();
+    EXPECT_EQ(freeModules(20), 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(freeModules(20), 0);
 }
 
 TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {

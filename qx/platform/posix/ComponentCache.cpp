@@ -166,7 +166,7 @@ std::shared_ptr<LoadedModule> loadedModule(const std::string& path) {
     const auto found = std::ranges::find(modules, path, &LoadedModule::path);
     if (found == modules.end())
         return nullptr;
-    ++(*found)->useCount;
+    (*found)->countUse();
     return *found;
 }
 
@@ -188,7 +188,7 @@ int32_t loadModule(const std::string& path, std::shared_ptr<LoadedModule>& modul
         module = *found;
         cache.drop(std::move(opened));
     }
-    ++module->useCount;
+    module->countUse();
     return result::Ok;
 }
 
@@ -252,7 +252,7 @@ std::shared_ptr<const Factory> knownFactory(const Cache& cache, const QXGUID& cl
     const auto found = cache.factories.find(classId);
     if (found == cache.factories.end())
         return nullptr;
-    ++found->second->module()->useCount;
+    found->second->module()->countUse();
     return found->second;
 }
 

@@ -74,21 +74,20 @@ int32_t checkVersion(const std::string& path) {
                : result::ModuleVersion;
 }
 
-/// The library that an address lies in; null for the program itself.
-const link_map* libraryAt(const void* address) noexcept {
+/// The library or program that an address lies in, or null.
+const link_map* loadedAt(const void* address) noexcept {
     Dl_info info;
     void* map = nullptr;
-    if (::dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 || map == nullptr)
-        return nullptr;
-    const auto* const library = static_cast<const link_map*>(map);
-    return library->l_name[0] == 0 ? nullptr : library;
+    return ::dladdr1(address, &info, &map, RTLD_DL_LINKMAP) != 0 ? static_cast<const link_map*>(map)
+                                                                 : nullptr;
 }
 
-/// One more use of the library that this code lies in. What modules call must not be unloaded
-/// before they are, and modules in C need not be linked to it.
+/// One more use of the library that this code lies in; null when it is a part of the program. What
+/// modules call must not be unloaded before they are, and modules in C need not be linked to it.
 void* useThisLibrary() noexcept {
-    const link_map* const self = libraryAt(reinterpret_cast<const void*>(&useThisLibrary));
-    return self != nullptr ? ::dlopen(self->l_name, RTLD_NOW | RTLD_NOLOAD) : nullptr;
+    const link_map* const self = loadedAt(reinterpret_cast<const void*>(&useThisLibrary));
+    return self != nullptr && self->l_name[0] != 0 ? ::dlopen(self->l_name, RTLD_NOW | RTLD_NOLOAD)
+                                                   : nullptr;
 }
 
 } // namespace
@@ -144,7 +143,7 @@ void LoadedModule::findExport(const char* name, Function*& function) const noexc
     void* const found = ::dlsym(m_library, name);
     const link_map* own = nullptr;
     if (found != nullptr && ::dlinfo(m_library, RTLD_DI_LINKMAP, &own) == 0 &&
-        libraryAt(found) == own)
+        loadedAt(found) == own)
         function = reinterpret_cast<Function*>(found);
 }
 

@@ -53,6 +53,11 @@ public:
 
     // What follows belongs to the table of loaded modules and is guarded by its lock.
 
+    void countUse() noexcept {
+        ++useCount;
+        unusedSince = 0;
+    }
+
     /// How often somebody took the module from the table.
     uint64_t useCount = 0;
     /// When it was seen unused for the first time since, in milliseconds; 0 if it was not.
