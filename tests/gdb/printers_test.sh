@@ -4,10 +4,11 @@
 # itself. Exits with 77 where there is no gdb with python, or where it may not run a program.
 set -euo pipefail
 program=$1 tree=$2 prefix=$3
-export LC_ALL=C.UTF-8
+export LC_ALL=C.UTF-8 DEBUGINFOD_URLS=
 
 [[ $(gdb -nx -batch -ex 'python print(1)' 2>&1) == 1 ]] || exit 77
-gdb -nx -batch -ex run --args true 2>&1 | grep -q 'exited normally' || exit 77
+run=$(gdb -nx -batch -ex run --args true 2>&1) || exit 77
+[[ $run == *'exited normally'* ]] || exit 77
 
 rm -rf "$prefix"
 for component in qx_runtime qx_development; do
