@@ -79,7 +79,7 @@ check_docs() {
 }
 
 checks=("$@")
-(($#)) || checks=(layers headers text format generated)
+(($#)) || checks=(layers headers text format generated docs)
 status=0
 for check in "${checks[@]}"; do
     "check_$check" || { echo "check $check failed"; status=1; }

@@ -9,7 +9,7 @@
 
 /// @file
 /// How timed waits take the durations and time points of the language. Those are described here by
-/// what they consist of, because <chrono> costs a quarter of the compile time of a small program;
+/// what they consist of, because `<chrono>` costs a quarter of the compile time of a small program;
 /// whoever has one to hand over has included it.
 
 namespace qx::sync {
