@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <limits>
-#include <optional>
 #include <vector>
 
 #include <qx/core/Exception.h>
@@ -58,19 +55,18 @@ TYPED_TEST(ByteBuffers, TypedValuesLieInTheChosenOrder) {
     using Byte = typename TestFixture::Unit;
     TypeParam big(26, QX_ENDIAN_BIG, false), little(26, QX_ENDIAN_LITTLE, false);
     for (TypeParam* buffer : {&big, &little}) {
-        buffer->putInt16(0x0102);
-        buffer->putInt32(0x03040506);
-        buffer->putInt64(0x0708090A0B0C0D0E);
-        buffer->putFloat(1.0f);
-        buffer->putDouble(-1.0);
-        EXPECT_EQ(buffer->remaining(), 0u);
-        buffer->flip();
-        EXPECT_EQ(buffer->getInt16(), 0x0102);
-        EXPECT_EQ(buffer->getInt32(), 0x03040506);
-        EXPECT_EQ(buffer->getInt64(), 0x0708090A0B0C0D0E);
-        EXPECT_EQ(buffer->getFloat(), 1.0f);
-        EXPECT_EQ(buffer->getDouble(), -1.0);
-        EXPECT_EQ(buffer->getPosition(), 26u);
+        buffer->setPosition(3);
+        buffer->putInt16(0, 0x0102);
+        buffer->putInt32(2, 0x03040506);
+        buffer->putInt64(6, 0x0708090A0B0C0D0E);
+        buffer->putFloat(14, 1.0f);
+        buffer->putDouble(18, -1.0);
+        EXPECT_EQ(buffer->getInt16(0), 0x0102);
+        EXPECT_EQ(buffer->getInt32(2), 0x03040506);
+        EXPECT_EQ(buffer->getInt64(6), 0x0708090A0B0C0D0E);
+        EXPECT_EQ(buffer->getFloat(14), 1.0f);
+        EXPECT_EQ(buffer->getDouble(18), -1.0);
+        EXPECT_EQ(buffer->getPosition(), 3u) << "access at an index leaves the position";
     }
     const int expected[] = {1,  2,    3,    4, 5, 6,    7,    8, 9, 10, 11, 12, 13,
                             14, 0x3F, 0x80, 0, 0, 0xBF, 0xF0, 0, 0, 0,  0,  0,  0};
@@ -82,24 +78,6 @@ TYPED_TEST(ByteBuffers, TypedValuesLieInTheChosenOrder) {
         for (unsigned int i = 0; i < field.width; ++i)
             EXPECT_EQ(big.get(field.at + i), little.get(field.at + field.width - 1 - i));
     }
-}
-
-TYPED_TEST(ByteBuffers, AbsoluteAccessLeavesThePosition) {
-    TypeParam buffer(16, QX_ENDIAN_BIG, false);
-    buffer.setPosition(3);
-    buffer.putInt16(1, -2);
-    EXPECT_EQ(buffer.getInt16(1), -2);
-    buffer.putInt32(5, -3);
-    EXPECT_EQ(buffer.getInt32(5), -3);
-    buffer.putInt64(7, std::numeric_limits<int64_t>::min());
-    EXPECT_EQ(buffer.getInt64(7), std::numeric_limits<int64_t>::min());
-    buffer.putFloat(9, 0.5f);
-    EXPECT_EQ(buffer.getFloat(9), 0.5f);
-    buffer.putDouble(3, 0.25);
-    EXPECT_EQ(buffer.getDouble(3), 0.25);
-    buffer.put(15, 9);
-    EXPECT_EQ(buffer.get(15), 9);
-    EXPECT_EQ(buffer.getPosition(), 3u);
 }
 
 TYPED_TEST(ByteBuffers, BlocksAreClippedToTheLimit) {
