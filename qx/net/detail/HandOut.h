@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/GUID.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/util/detail/ComponentText.h>
+
+// The two ways across the boundary between classes and components.
+
+namespace qx::net::detail {
+
+/// Downward: hands out the interface @p iid of what @p make returns a reference to. What it throws
+/// becomes a result; null is result::Fail.
+template <class Make>
+int32_t handOut(const GUID& iid, void** out, Make&& make) noexcept {
+    if (!out)
+        return result::NullPointer;
+    *out = nullptr;
+    return resultOf([&]() -> int32_t {
+        const auto made = make();
+        return made ? made->QueryInterface(iid, out) : result::Fail;
+    });
+}
+
+/// Upward: the interface that @p call (iid, out) hands out.
+/// @throws ResultException with a negative result, result::NullPointer when there is none with a
+///     success
+template <class Interface, class Call>
+Reference<Interface> taken(Call&& call) {
+    Reference<Interface> reference;
+    throwIfFailed(util::detail::takeInterface(reference, call));
+    return reference;
+}
+
+} // namespace qx::net::detail

@@ -1,0 +1,46 @@
+#include <qx/net/pcom/PcomTransport.h>
+
+#include <qx/net/detail/HandOut.h>
+#include <qx/net/pcom/PcomAcceptor.h>
+#include <qx/net/pcom/PcomConnector.h>
+#include <qx/platform/module.h>
+#include <qx/util/PropertySet.h>
+
+namespace qx::net::pcom {
+
+namespace {
+
+Reference<IQXTransport> create(const String& name) {
+    const String units(name, String::AM_COPY); // with a 0 unit behind them
+    if (units.contains(u'\0'))
+        throwResult(result::NotFound); // no identifier, and not another one cut off
+    return detail::taken<IQXTransport>([&units](const GUID& iid, void** out) {
+        return QXComCreateObjectByProgID(units.getData(), nullptr, &iid, out);
+    });
+}
+
+} // namespace
+
+PcomTransport::PcomTransport(const String& name) : m_transport(create(name)) {}
+
+PcomTransport::PcomTransport(IQXTransport* transport) : m_transport(transport) {
+    if (!transport)
+        throwResult(result::NullPointer);
+}
+
+Reference<IConnector> PcomTransport::createConnector(const util::PropertySet& properties) {
+    const auto shared = util::PropertySet::getPcom(&properties);
+    const auto connector = detail::taken<IQXConnector2>([&](const GUID& iid, void** out) {
+        return m_transport->CreateConnector(shared, iid, out);
+    });
+    return makeReference<PcomConnector>(connector.get());
+}
+
+Reference<IAcceptor> PcomTransport::createAcceptor(const util::PropertySet& properties) {
+    const auto shared = util::PropertySet::getPcom(&properties);
+    const auto acceptor = detail::taken<IQXAcceptor>(
+        [&](const GUID& iid, void** out) { return m_transport->CreateAcceptor(shared, iid, out); });
+    return makeReference<PcomAcceptor>(acceptor.get());
+}
+
+} // namespace qx::net::pcom

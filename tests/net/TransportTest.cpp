@@ -1,0 +1,267 @@
+#include <functional>
+#include <new>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/io/ByteArrayInputStream.h>
+#include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/ByteBuffer.h>
+#include <qx/io/Channels.h>
+#include <qx/net/LegacyConnector.h>
+#include <qx/net/Transport.h>
+#include <qx/net/pcom/AbstractAcceptor.h>
+#include <qx/net/pcom/AbstractConnector.h>
+#include <qx/net/pcom/AbstractTransport.h>
+#include <qx/net/pcom/PcomAcceptor.h>
+#include <qx/net/pcom/PcomConnector.h>
+#include <qx/net/pcom/PcomTransport.h>
+#include <qx/platform/module.h>
+#include <qx/util/PropertySet.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/TemporaryRegistry.h"
+
+using namespace qx;
+using namespace qx::net;
+using qxtest::expectThrowsResult;
+using util::PropertySet;
+
+namespace {
+
+/// What the fakes make or throw; counts those that live.
+struct Fakes {
+    static inline int alive = 0;
+    static inline std::function<Reference<io::IChannel>()> channel;
+    static inline std::function<Reference<IAcceptor>()> acceptor;
+    static inline std::function<Reference<IConnector>()> connector;
+};
+
+template <class Base>
+class Counted : public Base {
+public:
+    Counted() { ++Fakes::alive; }
+    ~Counted() override { --Fakes::alive; }
+};
+
+class Acceptor : public Counted<net::pcom::AbstractAcceptor> {
+public:
+    Reference<io::IChannel> accept() override { return Fakes::channel(); }
+};
+
+class Connector : public Counted<net::pcom::AbstractConnector> {
+public:
+    Reference<io::IChannel> connect() override { return Fakes::channel(); }
+};
+
+class EchoTransport : public Counted<net::pcom::AbstractTransport> {
+public:
+    Reference<IConnector> createConnector(const PropertySet& properties) override {
+        return properties.hasProperty(u"host"_qs) ? Fakes::connector() : nullptr;
+    }
+    Reference<IAcceptor> createAcceptor(const PropertySet& properties) override {
+        const auto text = makeReference<String>(properties.get(u"host"_qs) + u":7"_qs);
+        throwIfFailed(PropertySet::getPcom(&properties)->Set(u"bound", text->GetUnknown()));
+        return Fakes::acceptor();
+    }
+};
+
+/// Says that it has succeeded and hands out nothing.
+class EmptyHanded
+    : public Counted<qx::pcom::Implements<ComObject, net::pcom::IQXTransport,
+                                          net::pcom::IQXAcceptor, net::pcom::IQXConnector2>> {
+public:
+    int32_t CreateAcceptor(const util::pcom::IPropertySet*, const GUID&, void**) override {
+        return 0;
+    }
+    int32_t CreateConnector(const util::pcom::IPropertySet*, const GUID&, void**) override {
+        return 0;
+    }
+    int32_t Accept(const GUID&, void**) override { return 0; }
+    int32_t Connect(const GUID&, void**) override { return 0; }
+};
+
+/// Every object is gone after each test.
+class Transports : public testing::Test {
+protected:
+    Transports() {
+        m_properties.set(u"host"_qs, u"here"_qs);
+        Fakes::acceptor = [] { return makeReference<Acceptor>(); };
+        Fakes::connector = [] { return makeReference<Connector>(); };
+        Fakes::channel = [] {
+            const signed char bytes[] = {1, 2, 3};
+            return io::Channels::adaptStreams(new io::ByteArrayInputStream(bytes, 3),
+                                              new io::ByteArrayOutputStream());
+        };
+    }
+    ~Transports() override {
+        Fakes::acceptor = nullptr;
+        Fakes::connector = nullptr;
+        Fakes::channel = nullptr;
+        EXPECT_EQ(Fakes::alive, 0);
+    }
+
+    /// A class that was offered as a component, seen as a class again.
+    static Reference<ITransport> throughTheBoundary() {
+        return makeReference<net::pcom::PcomTransport>(makeReference<EchoTransport>().get());
+    }
+
+    PropertySet m_properties;
+};
+
+void expectThreeBytes(io::IChannel& channel) {
+    io::ByteBuffer buffer(10u, QX_ENDIAN_LITTLE);
+    EXPECT_EQ(channel.read(buffer), 3);
+    EXPECT_EQ(buffer.getPosition(), 3u);
+    EXPECT_EQ(channel.read(buffer), -1);
+    buffer.flip();
+    EXPECT_EQ(channel.write(buffer), 3);
+}
+
+TEST_F(Transports, CarryPropertiesAndChannelsThroughBothBridges) {
+    const auto transport = throughTheBoundary();
+    const auto acceptor = transport->createAcceptor(m_properties);
+    EXPECT_EQ(m_properties.get(u"bound"_qs), u"here:7"_qs); // the component's change is seen
+    expectThreeBytes(*acceptor->accept());
+    expectThreeBytes(*acceptor->accept());
+    expectThreeBytes(*transport->createConnector(m_properties)->connect());
+}
+
+TEST_F(Transports, SurfaceEveryFailureInBothDirections) {
+    const struct {
+        int32_t code;
+        std::function<void()> fail;
+    } failures[] = {
+        {result::TimedOut, [] { throwResult(result::TimedOut); }},
+        {RangeErrorException().getResult(), [] { throw RangeErrorException(); }},
+        {result::OutOfMemory, [] { throw std::bad_alloc(); }},
+        {result::Fail, [] { throw 1; }},
+    };
+    for (const auto& failure : failures) {
+        SCOPED_TRACE(failure.code);
+        const auto transport = throughTheBoundary();
+        const auto acceptor = transport->createAcceptor(m_properties);
+        const auto connector = transport->createConnector(m_properties);
+        Fakes::channel = [&] { return failure.fail(), nullptr; };
+        expectThrowsResult(failure.code, [&] { acceptor->accept(); });
+        expectThrowsResult(failure.code, [&] { connector->connect(); });
+        Fakes::acceptor = [&] { return failure.fail(), nullptr; };
+        Fakes::connector = [&] { return failure.fail(), nullptr; };
+        expectThrowsResult(failure.code, [&] { transport->createAcceptor(m_properties); });
+        expectThrowsResult(failure.code, [&] { transport->createConnector(m_properties); });
+        Fakes::acceptor = [] { return makeReference<Acceptor>(); };
+        Fakes::connector = [] { return makeReference<Connector>(); };
+    }
+}
+
+TEST_F(Transports, AskWhatIsMadeForTheInterface) {
+    const auto transport = throughTheBoundary();
+    const auto acceptor = transport->createAcceptor(m_properties);
+    // What is seen through a bridge is no component any more.
+    const auto inner = Fakes::channel;
+    Fakes::channel = [&] {
+        Reference<io::pcom::IQXChannel> component;
+        inner()->QueryInterface(io::pcom::IQXChannel::Iid, component.putVoid());
+        return io::Channels::adaptPcomChannel(component);
+    };
+    expectThrowsResult(result::NoInterface, [&] { acceptor->accept(); });
+    Fakes::acceptor = [] {
+        return makeReference<net::pcom::PcomAcceptor>(makeReference<Acceptor>().get());
+    };
+    expectThrowsResult(result::NoInterface, [&] { transport->createAcceptor(m_properties); });
+    Fakes::channel = [] { return nullptr; };
+    expectThrowsResult(result::Fail, [&] { acceptor->accept(); });
+
+    void* out = &out;
+    const auto component = makeReference<EchoTransport>();
+    EXPECT_EQ(component->CreateAcceptor(nullptr, net::pcom::IQXAcceptor::Iid, &out),
+              result::NullPointer);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(component->CreateConnector(PropertySet::getPcom(&m_properties),
+                                         net::pcom::IQXConnector2::Iid, nullptr),
+              result::NullPointer);
+}
+
+TEST_F(Transports, RefuseNullFromComponents) {
+    const auto empty = makeReference<EmptyHanded>();
+    net::pcom::PcomTransport transport(empty.get());
+    net::pcom::PcomAcceptor acceptor(empty.get());
+    net::pcom::PcomConnector connector(empty.get());
+    const std::function<void()> calls[] = {
+        [&] { transport.createAcceptor(m_properties); },
+        [&] { transport.createConnector(m_properties); },
+        [&] { acceptor.accept(); },
+        [&] { connector.connect(); },
+        [] { net::pcom::PcomTransport(static_cast<net::pcom::IQXTransport*>(nullptr)); },
+        [] { net::pcom::PcomAcceptor(nullptr); },
+        [] { net::pcom::PcomConnector(nullptr); },
+    };
+    for (const auto& call : calls)
+        expectThrowsResult(result::NullPointer, call);
+}
+
+TEST_F(Transports, AreFoundByName) {
+    const qxtest::TemporaryRegistry registry;
+    constexpr GUID Clsid{
+        0x7F2A9D31, 0x55C0, 0x4B8E, {0x91, 0x0A, 0x3E, 0x6C, 0xD4, 0x28, 0xB7, 0x15}};
+    const auto create = [](const QXGUID* iid, void** out) {
+        return resultOf([&] { return makeReference<EchoTransport>()->QueryInterface(*iid, out); });
+    };
+    ASSERT_EQ(QXComRegisterClassFactory(u"Test.Transport.Echo", &Clsid, create), 0);
+    {
+        const auto transport = Transport::get(u"Test.Transport.Echo"_qs);
+        const auto other = Transport::get(u"Test.Transport.Echo"_qs);
+        EXPECT_EQ(Fakes::alive, 2);
+        expectThreeBytes(*transport->createConnector(m_properties)->connect());
+        for (const char16_t* const name : {u"Test.Transport", u""})
+            expectThrowsResult(result::NotFound, [&] { Transport::get(String(name)); });
+        expectThrowsResult(result::NotFound,
+                           [] { Transport::get(u"Test.Transport.Echo"_qs + u'\0'); });
+    }
+    QXComRevokeClassFactory(&Clsid);
+}
+
+class OldConnector : public CQXAbstractConnector {
+public:
+    using CQXAbstractConnector::getProperty;
+    using CQXAbstractConnector::hasProperty;
+    using CQXAbstractConnector::setProperty;
+
+    Reference<IQXUnknown> connect() override {
+        return makeReference<String>(getProperty(u"text"_qs))->GetUnknown();
+    }
+};
+
+TEST(LegacyConnector, ConnectsByItsPropertiesWhateverTheTarget) {
+    OldConnector connector;
+    IQXConnector& component = connector;
+    void* none = &none;
+    EXPECT_EQ(component.Connect(u"target", IQXCharBuffer::Iid, &none), result::Fail);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(component.SetProperty(u"text", u"first"), 0);
+    EXPECT_EQ(component.SetProperty(u"text", u"second"), 0);
+    for (const char16_t* const target : {u"target", u"", static_cast<const char16_t*>(nullptr)}) {
+        Reference<IQXCharBuffer> connected;
+        EXPECT_EQ(component.Connect(target, IQXCharBuffer::Iid, connected.putVoid()), 0);
+        EXPECT_EQ(connected->GetLength(), 6);
+    }
+    String text;
+    EXPECT_EQ(component.GetProperty(u"text", &text), 0);
+    EXPECT_EQ(text, u"second"_qs);
+    EXPECT_EQ(component.GetProperty(u"Text", &text), result::Fail);
+    for (const int32_t code :
+         {component.SetProperty(nullptr, u""), component.SetProperty(u"", nullptr),
+          component.GetProperty(nullptr, &text), component.GetProperty(u"text", nullptr)})
+        EXPECT_EQ(code, result::NullPointer);
+    connector.setProperty(u"other"_qs, u"value"_qs);
+    EXPECT_TRUE(connector.hasProperty(u"other"_qs));
+    try {
+        connector.getProperty(u"third"_qs);
+        ADD_FAILURE();
+    } catch (const Exception& exception) {
+        EXPECT_EQ(exception.getDescription(), u"Property Not Found."_qs);
+    }
+}
+
+} // namespace
