@@ -149,6 +149,7 @@
 #include <qx/log/LevelFilter.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/Logger.h>
+#include <qx/log/MessagePlaceholders.h>
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/StringBundleLogger.h>
 #include <qx/log/SyncLogger.h>
