@@ -29,6 +29,8 @@ install(FILES ${PROJECT_BINARY_DIR}/qxConfig.cmake ${PROJECT_BINARY_DIR}/qxConfi
     DESTINATION ${qx_package_dir} COMPONENT qx_development)
 if(QX_BUILD_TOOLS)
     install(EXPORT qxToolsTargets NAMESPACE qx:: DESTINATION ${qx_package_dir} COMPONENT qx_tools)
+    install(FILES ${PROJECT_SOURCE_DIR}/cmake/QxBundles.cmake DESTINATION ${qx_package_dir}
+        COMPONENT qx_tools)
 endif()
 
 # The folders are written relative to the file's own place.

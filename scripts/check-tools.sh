@@ -77,9 +77,16 @@ trap 'rm -rf "$folder"' EXIT
 cd "$folder" || exit 1
 printf '[One two]\na=1\n[Other]\nb=2\n' >some.ini
 mkdir some.folder
+touch some.messages
 for program in "${programs[@]}"; do
     name=$(basename "$program")
     case $name in
+    qxbundle)
+        offers "check compile" c
+        offers "some.folder some.messages" install some
+        offers "some.folder some.ini some.messages" compile some.messages --output some
+        offers "" get --locale d
+        ;;
     qxcalc)
         offers "10 16" -o 1
         offers "" 1+

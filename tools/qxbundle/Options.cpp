@@ -1,0 +1,123 @@
+#include "Options.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+#include <qx/util/CommandLineParser.h>
+
+#include "tools/common/Failure.h"
+
+using qx::String;
+using qx::util::CommandLineParser;
+using Command = Options::Command;
+
+namespace {
+
+constexpr char Synopsis[] =
+    R"(usage: qxbundle check FILE...
+       qxbundle compile FILE... [--output FILE]
+       qxbundle install FILE... [--module FILE]
+       qxbundle uninstall BASE
+       qxbundle list [BASE]
+       qxbundle get BASE KEY [--locale LOCALE]
+
+Looks after the messages of programs. The file BASE.LOCALE.messages has those of the bundle
+BASE in one language: lines of UTF-8 text with a key, "=" and the message in which {0}, {1}
+and so on stand for arguments; "#" begins a comment. For a FILE that is a folder all message
+files in it are taken.
+
+  check      prints what is wrong with the files, and where those of a base differ: keys that
+             one of them does not have, other arguments in the messages of a key
+  compile    writes the source of a C++ component module with the messages in it
+  install    enters the files into the registry, all or none, so that programs find them
+             where they are
+  uninstall  takes all files of a base out of it
+  list       prints the bundles of the registry: base, locale, and the file that has the
+             messages or the module
+  get        prints the message that programs get, by the locale of the user or LOCALE
+
+In a message or key "\n", "\t" and "\r" are control characters, "\uXXXX" is a UTF-16 unit,
+"\" before "\", "=", "#" or a blank takes that as it is, and at the end of a line lets the
+next one go on. What de_CH does not have programs take from de.
+
+)";
+
+constexpr char Statuses[] =
+    R"(
+Exit status: 0 done, 1 something is wrong or missing, 2 usage.
+)";
+
+constexpr int32_t Any = INT32_MAX;
+
+struct CommandRow {
+    std::u16string_view name;
+    Command command;
+    int32_t fewest, most; ///< parameters behind the command's name
+    const char16_t* option;
+};
+
+constexpr CommandRow Commands[] = {
+    {u"check", Command::Check, 1, Any, nullptr},
+    {u"compile", Command::Compile, 1, Any, u"output"},
+    {u"install", Command::Install, 1, Any, u"module"},
+    {u"uninstall", Command::Uninstall, 1, 1, nullptr},
+    {u"list", Command::List, 0, 1, nullptr},
+    {u"get", Command::Get, 2, 2, u"locale"},
+};
+
+CommandLineParser makeParser() {
+    CommandLineParser parser;
+    parser.defineOption(u"output", 1, nullptr, u"compile: the source, else standard output");
+    parser.defineOption(u"module", 1, nullptr,
+                        u"install: the module qxmessages.so, else the one that came with "
+                        u"this program");
+    parser.defineOption(u"locale", 1, nullptr, u"get: language, language_COUNTRY, with @variant");
+    parser.defineOption(u"registry", 1, nullptr, u"use the registry in this folder");
+    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    return parser;
+}
+
+Failure usage(const String& message) {
+    return Failure(Failure::Usage, (message + u" (qxbundle --help tells more)").toUtf8());
+}
+
+} // namespace
+
+Options parseOptions(int argc, const char* const* argv) {
+    CommandLineParser parser = makeParser();
+    parser.parseArguments(argc, argv);
+    Options options;
+    if (parser.isPresent(u"help"))
+        return options;
+    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
+        throw usage(mistake);
+    const int32_t count = parser.getParameterCount();
+    if (count < 2)
+        throw usage(u"no command");
+    const String name = parser.getParameter(1)->getValueString(0);
+    const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
+    if (row == std::end(Commands))
+        throw usage(u"unknown command " + name);
+    if (count - 2 < row->fewest || count - 2 > row->most)
+        throw usage(u"wrong number of arguments for " + name);
+    options.command = row->command;
+    for (int32_t next = 2; next < count; ++next)
+        options.parameters.push_back(parser.getParameter(next)->getValueString(0));
+
+    const auto take = [&](const char16_t* option, std::optional<String>& to) {
+        if (!parser.isPresent(option))
+            return;
+        if (!row->option || std::u16string_view(option) != row->option)
+            throw usage(String(u"--") + option + u" does not go with " + name);
+        to = parser.getValueString(option, 0);
+    };
+    take(u"output", options.output);
+    take(u"module", options.module);
+    take(u"locale", options.locale);
+    if (parser.isPresent(u"registry"))
+        options.registry = parser.getValueString(u"registry", 0);
+    return options;
+}
+
+std::string helpText() { return Synopsis + makeParser().usage().toUtf8() + Statuses; }

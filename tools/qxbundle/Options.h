@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <qx/core/String.h>
+
+/// The command line, as given.
+struct Options {
+    enum class Command { Help, Check, Compile, Install, Uninstall, List, Get };
+
+    Command command = Command::Help;
+    std::vector<qx::String> parameters; ///< behind the command
+    std::optional<qx::String> output;   ///< absent or "-": standard output
+    std::optional<qx::String> module;
+    std::optional<qx::String> locale;
+    std::optional<qx::String> registry;
+};
+
+/// @throws Failure with the status Usage
+Options parseOptions(int argc, const char* const* argv);
+
+/// The usage text.
+std::string helpText();

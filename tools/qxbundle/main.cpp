@@ -1,0 +1,136 @@
+// qxbundle: checks, compiles and registers the messages of programs.
+
+#include <optional>
+#include <string>
+
+#include <qx/core/Exception.h>
+#include <qx/i18n/Locale.h>
+#include <qx/i18n/StringBundle.h>
+#include <qx/platform/files.h>
+#include <qx/platform/registry.h>
+#include <qx/platform/replace.h>
+#include <qx/platform/result.h>
+
+#include "Check.h"
+#include "FileName.h"
+#include "MessageSet.h"
+#include "Options.h"
+#include "Registration.h"
+#include "Source.h"
+#include "tools/common/Program.h"
+
+using qx::String;
+using qx::i18n::Locale;
+using qx::i18n::StringBundle;
+using Command = Options::Command;
+
+namespace {
+
+void require(int32_t code, const String& name) {
+    if (code < 0)
+        throw fileFailure(name.toUtf8(), code);
+}
+
+void check(const Options& options) {
+    const std::string faults = findFaults(readMessages(options.parameters));
+    print(faults);
+    if (!faults.empty())
+        throw Failure(Failure::Runtime, "");
+}
+
+std::vector<NamedMessages> readFaultless(const Options& options) {
+    auto set = readMessages(options.parameters);
+    requireFaultless(set);
+    return set;
+}
+
+void compile(const Options& options) {
+    const std::string source = moduleSource(readFaultless(options));
+    if (!options.output || *options.output == u"-")
+        return print(source);
+    require(QXFileReplace(toFileName(*options.output).c_str(), source.data(),
+                          static_cast<int64_t>(source.size()), 0666, 0, nullptr),
+            *options.output);
+}
+
+void list(const Options& options) {
+    std::optional<String> baseName;
+    if (!options.parameters.empty())
+        baseName = options.parameters.front();
+    std::string text;
+    for (const RegisteredBundle& bundle : registeredBundles(baseName)) {
+        const String& place = bundle.file.isEmpty() ? bundle.module : bundle.file;
+        text += (bundle.name.baseName + u" " + bundle.name.localeName + u" " + place).toUtf8();
+        text += '\n';
+    }
+    print(text);
+}
+
+void get(const Options& options) {
+    const String& baseName = options.parameters[0];
+    const String& key = options.parameters[1];
+    std::optional<Locale> locale;
+    if (options.locale)
+        locale.emplace(options.locale->getData());
+    const auto missing = [](const std::string& what) { return Failure(Failure::Runtime, what); };
+    qx::Reference<StringBundle> bundle;
+    try {
+        bundle = StringBundle::getBundle(baseName, locale ? &*locale : nullptr);
+    } catch (const qx::Exception&) {
+        throw missing("no bundle " + baseName.toUtf8());
+    }
+    try {
+        print(bundle->getString(key).toUtf8() + '\n');
+    } catch (const qx::ResultException&) {
+        throw;
+    } catch (const qx::Exception&) {
+        throw missing("no text for " + key.toUtf8() + " in " + baseName.toUtf8() + ", " +
+                      bundle->getLocale()->toString().toUtf8());
+    }
+}
+
+void useRegistry(const String& folder) {
+    std::string absolute(65536, '\0');
+    require(QXPathExpand(toFileName(folder).c_str(), absolute.data(),
+                         static_cast<int32_t>(absolute.size())),
+            folder);
+    require(QXRegistrySetFolder(absolute.c_str()), folder);
+}
+
+void run(const Options& options) {
+    if (options.registry)
+        useRegistry(*options.registry);
+    switch (options.command) {
+    case Command::Help:
+        return print(helpText());
+    case Command::Check:
+        return check(options);
+    case Command::Compile:
+        return compile(options);
+    case Command::Install:
+        return install(readFaultless(options), options.module);
+    case Command::Uninstall:
+        return uninstall(options.parameters.front());
+    case Command::List:
+        return list(options);
+    case Command::Get:
+        return get(options);
+    }
+}
+
+/// What files have is told by their names; what is left is the registry.
+void parseAndRun(int argc, const char* const* argv) {
+    try {
+        run(parseOptions(argc, argv));
+    } catch (const qx::ResultException& e) {
+        if (e.getResult() == qx::result::Corrupt)
+            throw Failure(Failure::Runtime, "registry: damaged");
+        throw fileFailure("registry", e.getResult());
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return runProgram("qxbundle", [&] { parseAndRun(argc, argv); });
+}
