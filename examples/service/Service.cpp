@@ -1,6 +1,7 @@
 // A service that handles requests on several threads until SIGTERM or SIGINT and logs them as plain
 // text and as XML through an asynchronous processor. Its settings come from the command line and
-// from an INI file: Service --help
+// from an INI file: Service --help. It logs in the language of the user once
+// `qxbundle install messages` has registered the message files beside this source.
 //
 // Prints how many entries it has logged; so many are in service.log and service.xml of the folder.
 
@@ -9,7 +10,10 @@
 #include <iostream>
 #include <vector>
 
+#include <qx/collections/List.h>
+#include <qx/collections/pcom/ArrayList.h>
 #include <qx/core/Exception.h>
+#include <qx/core/Integer.h>
 #include <qx/core/String.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
@@ -21,8 +25,10 @@
 #include <qx/log/LevelFilter.h>
 #include <qx/log/Logger.h>
 #include <qx/log/MultiProcessor.h>
+#include <qx/log/StringBundleLogger.h>
 #include <qx/log/XmlLogWriter.h>
 
+#include "Messages.h"
 #include "Settings.h"
 
 namespace {
@@ -92,20 +98,21 @@ private:
 };
 
 /// Handles requests until @p stopping; the number of entries that reach the files.
-int handleRequests(qx::log::Logger& logger, const Settings& settings,
+int handleRequests(qx::log::StringBundleLogger& logger, const Settings& settings,
                    const std::atomic<bool>& stopping) {
     int logged = 0;
     for (int request = 1; !stopping; ++request) {
-        const auto log = [&](Level level, const qx::String& text) {
-            logger.log(level, text);
+        const auto log = [&](Level level, const char16_t* key) {
+            qx::collections::List<qx::Object> arguments(
+                qx::makeReference<qx::collections::pcom::ArrayList>().get());
+            arguments.add(qx::makeReference<qx::Integer32>(request));
+            logger.log(level, key, arguments);
             logged += level >= settings.threshold;
         };
-        log(Debug, u"request accepted");
+        log(Debug, u"request.accepted");
         qx::exec::Thread::sleep(static_cast<uint32_t>(settings.requestMilliseconds));
         const bool isOdd = request % 10 == 0;
-        log(isOdd ? Warning : Note,
-            qx::String::format(isOdd ? u"<request {0}> & no reply" : u"request {0} handled",
-                               qx::String::valueOf(request)));
+        log(isOdd ? Warning : Note, isOdd ? u"request.unanswered" : u"request.handled");
     }
     return logged;
 }
@@ -137,13 +144,15 @@ private:
 
 int serve(const Settings& settings, const StopSignals& stop) {
     Logs logs(settings);
+    const auto messages = findMessages(settings.locale);
     std::atomic<int> logged{0};
     RequestThreads threads;
     for (int number = 1; number <= settings.threads; ++number) {
         const auto name = qx::String(u"requests ").append(number);
-        threads.start(name, [&, logger = logs.createLogger(name)] {
-            logged += handleRequests(*logger, settings, threads.stopping());
-        });
+        const auto logger =
+            qx::makeReference<qx::log::StringBundleLogger>(messages, logs.createLogger(name));
+        threads.start(
+            name, [&, logger] { logged += handleRequests(*logger, settings, threads.stopping()); });
     }
     std::cout << "serving on " << settings.threads << " threads" << std::endl;
 

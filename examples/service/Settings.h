@@ -21,6 +21,7 @@ struct Settings {
     int32_t threads;
     int32_t threshold;
     int32_t requestMilliseconds;
+    qx::String locale; ///< of what is logged; empty: that of the user
 };
 
 /// What is wrong with a setting.
@@ -47,6 +48,13 @@ public:
         return isInFile ? m_properties->get(name) : m_options.getValueString(name, 0);
     }
 
+    /// Empty where nobody has set it.
+    qx::String optionalText(const char16_t* name) const {
+        const bool isSet =
+            m_options.isPresent(name) || (m_properties && m_properties->hasProperty(name));
+        return isSet ? text(name) : qx::String();
+    }
+
     int32_t number(const char16_t* name, int32_t lowest, int32_t highest) const {
         const std::string digits = text(name).toUtf8();
         char* end = nullptr;
@@ -71,6 +79,7 @@ inline std::optional<Settings> readSettings(int argc, const char* const* argv) {
     options.defineOption(u"threads", 1, u"3", u"threads that handle requests");
     options.defineOption(u"level", 1, u"2", u"lowest level that is logged: 1 debug to 3 warning");
     options.defineOption(u"wait", 1, u"2", u"milliseconds that a request takes");
+    options.defineOption(u"locale", 1, nullptr, u"language of the logs, as in de or fr_CA");
     options.defineOption(u"help", 0, nullptr, u"show this text");
     options.parseArguments(argc, argv);
     if (options.isPresent(u"help")) {
@@ -83,5 +92,6 @@ inline std::optional<Settings> readSettings(int argc, const char* const* argv) {
         throw UsageFailure(u"unexpected argument " + options.getParameter(1)->getValueString(0));
     const SettingSource source(options);
     return Settings{source.text(u"folder"), source.number(u"threads", 1, 64),
-                    source.number(u"level", 1, 3), source.number(u"wait", 0, 60'000)};
+                    source.number(u"level", 1, 3), source.number(u"wait", 0, 60'000),
+                    source.optionalText(u"locale")};
 }
