@@ -1,5 +1,7 @@
 #pragma once
 
+#include <compare>
+#include <concepts>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -86,6 +88,8 @@ public:
         return {getData0(), static_cast<size_t>(m_length)};
     }
     operator TextView() const noexcept { return view(); }
+    const char16_t* begin() const noexcept { return getData0(); }
+    const char16_t* end() const noexcept { return getData0() + m_length; }
     bool startsWith(TextView text, bool ignoreCase = false) const;
     /// First place of @p unit from @p start on, or -1.
     int32_t indexOf(char16_t unit, int32_t start = 0, bool ignoreCase = false) const;
@@ -112,6 +116,19 @@ public:
     /// @throws what the converter throws
     std::unique_ptr<signed char[]> getBytesAZ(const char16_t* encoding = nullptr) const;
 
+    /// Compare with any text, by unit. Templates, so that no conversion competes with them.
+    template <std::derived_from<Str1> Light, std::convertible_to<TextView> Text>
+    friend bool operator==(const Light& left, const Text& right) noexcept {
+        const TextView text(right);
+        return std::ssize(text) == left.getLength() &&
+               (text.empty() ||
+                std::memcmp(left.getData0(), text.data(), text.size() * sizeof(char16_t)) == 0);
+    }
+    template <std::derived_from<Str1> Light, std::convertible_to<TextView> Text>
+    friend std::strong_ordering operator<=>(const Light& left, const Text& right) noexcept {
+        return left.view() <=> std::u16string_view(TextView(right));
+    }
+
 protected:
     /// A buffer for at least @p capacity units that takes no allocation, or null.
     virtual StrBuf1* fastAllocBuffer(int32_t capacity);
@@ -128,15 +145,6 @@ private:
     int32_t m_offset = 0;
     int32_t m_length = 0;
 };
-
-inline bool operator==(const Str1& left, TextView right) noexcept {
-    return std::ssize(right) == left.getLength() &&
-           (right.empty() ||
-            std::memcmp(left.getData0(), right.data(), right.size() * sizeof(char16_t)) == 0);
-}
-inline bool operator==(const Str1& left, const Str1& right) noexcept {
-    return left == TextView(right);
-}
 
 /// Appends to one light string with a look at its capacity only now and then. The string is changed
 /// by nobody else meanwhile, or resync is called.
@@ -254,3 +262,6 @@ private:
 };
 
 } // namespace qx
+
+template <>
+struct std::hash<qx::Str1> : qx::TextHash {};

@@ -478,6 +478,20 @@ String operator+(char left, const String& right) = delete;
 
 /// Writes the text as UTF-8.
 QX_API std::ostream& operator<<(std::ostream& out, const String& text);
+QX_API std::ostream& operator<<(std::ostream& out, TextView text);
+
+/// Hash of any text, so that containers find their strings by views and literals:
+///
+///     std::unordered_map<qx::String, int, qx::TextHash, std::equal_to<>> ages;
+///     ages.find(u"Ada");
+///
+/// It is that of std::hash.
+struct TextHash {
+    using is_transparent = void;
+    size_t operator()(TextView text) const noexcept {
+        return std::hash<std::u16string_view>()(text);
+    }
+};
 
 inline namespace literals {
 
@@ -494,7 +508,5 @@ using CQXString = qx::String;
 
 template <>
 struct std::hash<qx::String> {
-    size_t operator()(const qx::String& text) const noexcept {
-        return std::hash<std::u16string_view>()(text.view());
-    }
+    size_t operator()(const qx::String& text) const noexcept { return qx::TextHash()(text); }
 };

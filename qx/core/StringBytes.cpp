@@ -160,4 +160,8 @@ void String::getBytes(IQXByteBuffer* buffer, const char16_t* encoding) const {
 
 std::ostream& operator<<(std::ostream& out, const String& text) { return out << text.toUtf8(); }
 
+std::ostream& operator<<(std::ostream& out, TextView text) {
+    return out << String(std::u16string_view(text));
+}
+
 } // namespace qx

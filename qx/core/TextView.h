@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -27,3 +28,8 @@ public:
 };
 
 } // namespace qx
+
+template <>
+inline constexpr bool std::ranges::enable_borrowed_range<qx::TextView> = true;
+template <>
+inline constexpr bool std::ranges::enable_view<qx::TextView> = true;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
@@ -40,6 +43,14 @@ public:
     bool equals(const Object& other) const override;
     uint32_t hashCode() const override { return m_name.hashCode(); }
 
+    friend bool operator==(const Locale& left, const Locale& right) {
+        return left.m_name == right.m_name;
+    }
+    /// Weak, because locales of one name may have it from different parts.
+    friend std::weak_ordering operator<=>(const Locale& left, const Locale& right) {
+        return left.m_name <=> right.m_name;
+    }
+
     /// Names for people are not provided.
     /// @throws Exception always
     virtual String getDisplayName(const Locale* language = nullptr) const;
@@ -72,3 +83,8 @@ private:
 } // namespace qx::i18n
 
 using CQXLocale = qx::i18n::Locale;
+
+template <>
+struct std::hash<qx::i18n::Locale> {
+    std::size_t operator()(const qx::i18n::Locale& locale) const { return locale.hashCode(); }
+};

@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <new>
+#include <ostream>
+#include <string_view>
 
 #include <qx/core/String.h>
 #include <qx/net/Inet4Address.h>
@@ -126,4 +128,31 @@ ENUM_QX_E_SOCKET InetAddress::getAddressStr(String& out) const {
     });
 }
 
+std::strong_ordering operator<=>(const InetAddress& left, const InetAddress& right) noexcept {
+    const qx_sockaddr_union& a = left.m_address;
+    const qx_sockaddr_union& b = right.m_address;
+    if (a.family != b.family)
+        return a.family <=> b.family;
+    if (a.family != QX_AF_INET6)
+        return std::memcmp(&a.ipv4.address, &b.ipv4.address, sizeof a.ipv4.address) <=> 0;
+    const int hosts = std::memcmp(a.ipv6.address, b.ipv6.address, sizeof a.ipv6.address);
+    return hosts != 0 ? hosts <=> 0 : a.ipv6.scopeId <=> b.ipv6.scopeId;
+}
+
+std::ostream& operator<<(std::ostream& out, const InetAddress& address) {
+    String text;
+    address.getAddressStr(text);
+    return out << text;
+}
+
 } // namespace qx::net
+
+size_t
+std::hash<qx::net::InetAddress>::operator()(const qx::net::InetAddress& address) const noexcept {
+    const qx_sockaddr_union& of = address.m_address;
+    const bool isLong = of.family == QX_AF_INET6;
+    const auto* const bytes = isLong ? reinterpret_cast<const char*>(of.ipv6.address)
+                                     : reinterpret_cast<const char*>(&of.ipv4.address);
+    const std::string_view host(bytes, isLong ? sizeof of.ipv6.address : sizeof of.ipv4.address);
+    return std::hash<std::string_view>()(host) + (isLong ? of.ipv6.scopeId : 0);
+}

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 
 #include <qx/net/socketerror.h>
 #include <qx/platform/export.h>
@@ -54,6 +57,15 @@ public:
     /// fails, "native error " and its number is appended and the code returned.
     ENUM_QX_E_SOCKET getAddressStr(String& out) const;
 
+    /// Orders by family, host and scope id, whatever the port.
+    friend QX_API std::strong_ordering operator<=>(const InetAddress& left,
+                                                   const InetAddress& right) noexcept;
+    friend bool operator==(const InetAddress& left, const InetAddress& right) noexcept {
+        return left <=> right == 0;
+    }
+    /// Writes what getAddressStr appends.
+    friend QX_API std::ostream& operator<<(std::ostream& out, const InetAddress& address);
+
 protected:
     /// Takes the socket address of a source of that family. A null one leaves the address zero and
     /// is a success; one of another family leaves it zero and stores QX_E_SOCKET_EINVAL in
@@ -65,7 +77,14 @@ protected:
     qx_sockaddr_union m_address{};
 
 private:
+    friend struct std::hash<InetAddress>;
+
     ENUM_QX_E_SOCKET take(uint16_t family, const qx_sockaddr_union* source, size_t length);
 };
 
 } // namespace qx::net
+
+template <>
+struct std::hash<qx::net::InetAddress> {
+    QX_API std::size_t operator()(const qx::net::InetAddress& address) const noexcept;
+};

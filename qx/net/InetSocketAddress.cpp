@@ -1,5 +1,7 @@
 #include <qx/net/InetSocketAddress.h>
 
+#include <ostream>
+
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/detail/ByteOrder.h>
 #include <qx/net/detail/Codes.h>
@@ -94,4 +96,27 @@ ENUM_QX_E_SOCKET InetSocketAddress::getPortHostOrderFromTcpServiceName(const cha
     return code;
 }
 
+std::strong_ordering operator<=>(const InetSocketAddress& left,
+                                 const InetSocketAddress& right) noexcept {
+    const InetAddress* const a = left.m_address.get();
+    const InetAddress* const b = right.m_address.get();
+    if (a && b && *a != *b)
+        return *a <=> *b;
+    if (!a != !b)
+        return a ? std::strong_ordering::greater : std::strong_ordering::less;
+    return left.m_portHostOrder <=> right.m_portHostOrder;
+}
+
+std::ostream& operator<<(std::ostream& out, const InetSocketAddress& address) {
+    String text;
+    address.getDiagnosticStr(text);
+    return out << text;
+}
+
 } // namespace qx::net
+
+size_t std::hash<qx::net::InetSocketAddress>::operator()(
+    const qx::net::InetSocketAddress& address) const noexcept {
+    const qx::net::InetAddress* const host = address.m_address.get();
+    return (host ? std::hash<qx::net::InetAddress>()(*host) : 0) * 31 + address.m_portHostOrder;
+}

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 #include <memory>
 
 #include <qx/core/String.h>
@@ -48,10 +52,26 @@ public:
     static ENUM_QX_E_SOCKET getPortHostOrderFromTcpServiceName(const char* serviceName,
                                                                uint16_t* out);
 
+    /// Orders by address and port, whatever the canonical name; one without an address comes first.
+    friend QX_API std::strong_ordering operator<=>(const InetSocketAddress& left,
+                                                   const InetSocketAddress& right) noexcept;
+    friend bool operator==(const InetSocketAddress& left, const InetSocketAddress& right) noexcept {
+        return left <=> right == 0;
+    }
+    /// Writes what getDiagnosticStr appends.
+    friend QX_API std::ostream& operator<<(std::ostream& out, const InetSocketAddress& address);
+
 private:
+    friend struct std::hash<InetSocketAddress>;
+
     std::unique_ptr<InetAddress> m_address;
     uint16_t m_portHostOrder = 0;
     String m_canonicalName;
 };
 
 } // namespace qx::net
+
+template <>
+struct std::hash<qx::net::InetSocketAddress> {
+    QX_API std::size_t operator()(const qx::net::InetSocketAddress& address) const noexcept;
+};

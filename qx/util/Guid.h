@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iosfwd>
 
 #include <qx/core/GUID.h>
 #include <qx/core/String.h>
@@ -51,6 +52,10 @@ public:
         return compare(left, right) <=> 0;
     }
 
+    friend std::ostream& operator<<(std::ostream& out, const Guid& guid) {
+        return out << guid.toString();
+    }
+
 private:
     GUID m_guid{};
 };
@@ -58,17 +63,25 @@ private:
 } // namespace qx::util
 
 template <>
-struct std::hash<qx::util::Guid> {
-    std::size_t operator()(const qx::util::Guid& guid) const noexcept {
+struct std::hash<qx::GUID> {
+    std::size_t operator()(const qx::GUID& guid) const noexcept {
         struct Halves {
             uint64_t first;
             uint64_t second;
         };
-        const auto halves = std::bit_cast<Halves>(static_cast<const qx::GUID&>(guid));
+        const auto halves = std::bit_cast<Halves>(guid);
         // Odd multiplier with bits all over, so that identifiers that count up in one field spread.
         const uint64_t mixed = (halves.first ^ std::rotl(halves.second, 32)) * 0x9E3779B97F4A7C15u;
         return static_cast<std::size_t>(mixed ^ (mixed >> 32));
     }
 };
+
+template <>
+struct std::hash<qx::util::Guid> : std::hash<qx::GUID> {};
+
+/// Writes the text form. As QXGUID is a structure of C, its operator is no member of a namespace.
+inline std::ostream& operator<<(std::ostream& out, const QXGUID& guid) {
+    return out << qx::util::Guid(guid);
+}
 
 using CQXGuid = qx::util::Guid;

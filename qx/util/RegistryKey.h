@@ -1,6 +1,9 @@
 #pragma once
 
+#include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include <qx/collections/TypedIterator.h>
@@ -99,6 +102,14 @@ public:
     /// Of the path; the same for paths that differ only in letter case.
     uint32_t hashCode() const override;
 
+    /// As compareTo.
+    friend bool operator==(const RegistryKey& left, const RegistryKey& right) {
+        return left.compareTo(right) == 0;
+    }
+    friend std::weak_ordering operator<=>(const RegistryKey& left, const RegistryKey& right) {
+        return left.compareTo(right) <=> 0;
+    }
+
 private:
     friend class RegistrySubkeyIterator;
 
@@ -119,5 +130,10 @@ private:
 } // namespace qx::util
 
 extern template class QX_API qx::collections::ConstIterator<qx::util::RegistryKey>;
+
+template <>
+struct std::hash<qx::util::RegistryKey> {
+    std::size_t operator()(const qx::util::RegistryKey& key) const { return key.hashCode(); }
+};
 
 using CQXRegistryKey = qx::util::RegistryKey;

@@ -48,6 +48,8 @@ TEST(Locale, ComparesByName) {
     EXPECT_EQ(locale.hashCode(), same.hashCode());
     EXPECT_FALSE(locale.equals(Locale(u"DE_CH")));
     EXPECT_GT(locale.compareTo(other), 0);
+    EXPECT_TRUE(locale == same && locale > other);
+    EXPECT_EQ(std::hash<Locale>()(locale), std::hash<Locale>()(same));
     EXPECT_FALSE(locale.equals(String(u"de_CH")));
     EXPECT_THROW((void)locale.compareTo(String(u"de_CH")), CastFailedException);
     EXPECT_EQ(locale.getClass()->getName(), std::u16string(u"CQXLocale"));

@@ -1,7 +1,9 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <unordered_set>
 
 #include <qx/core/String.h>
 #include <qx/net/Inet4Address.h>
@@ -212,6 +214,45 @@ TEST(InetSocketAddress, PortsOfServices) {
     }
     EXPECT_EQ(InetSocketAddress::getPortHostOrderFromTcpServiceName("http", nullptr),
               QX_E_SOCKET_EINVAL);
+}
+
+TEST(InetAddress, ComparesByHostWhateverThePort) {
+    // Ascending.
+    const qx_sockaddr_union sources[] = {
+        ipv4(10, 0, 0, 1), ipv4(10, 0, 1, 0),        ipv4(200, 0, 0, 0),
+        ipv6({}),          ipv6({0xFE, 0x80}, 0, 1), ipv6({0xFE, 0x80}, 0, 2),
+    };
+    std::unordered_set<size_t> hashes;
+    for (size_t i = 0; i < std::size(sources); ++i) {
+        const auto left = make(sources[i]);
+        hashes.insert(std::hash<InetAddress>()(*left));
+        for (size_t k = 0; k < std::size(sources); ++k) {
+            SCOPED_TRACE(std::to_string(i) + " " + std::to_string(k));
+            qx_sockaddr_union other = sources[k];
+            other.ipv4.port = 0x1234; // in the same place in ipv6
+            EXPECT_EQ(*left <=> *make(other), i <=> k);
+            EXPECT_EQ(*left == *make(other), i == k);
+        }
+    }
+    EXPECT_EQ(hashes.size(), std::size(sources));
+}
+
+TEST(InetSocketAddress, ComparesByAddressAndPort) {
+    ENUM_QX_E_SOCKET error = 0;
+    const auto host = ipv4(10, 0, 0, 1);
+    InetSocketAddress address(&host, &error);
+    InetSocketAddress same(&host, &error);
+    const InetSocketAddress none(static_cast<const qx_sockaddr_union*>(nullptr), &error);
+    EXPECT_EQ(address, same);
+    EXPECT_EQ(std::hash<InetSocketAddress>()(address), std::hash<InetSocketAddress>()(same));
+    same.setPortHostOrder(80);
+    EXPECT_LT(address, same);
+    EXPECT_NE(std::hash<InetSocketAddress>()(address), std::hash<InetSocketAddress>()(same));
+    EXPECT_LT(none, address);
+    EXPECT_EQ(none, none);
+    std::ostringstream out;
+    out << same << ' ' << *same.getAddress() << ' ' << none;
+    EXPECT_EQ(out.str(), "10.0.0.1:80 10.0.0.1 0address missing:0");
 }
 
 } // namespace
