@@ -24,18 +24,22 @@ const IQXUnknown* unknownOf(const T* element) {
     return element ? element->GetUnknown() : nullptr;
 }
 
-/// The element as a @p T; null stays null.
+/// The element as a @p T; null stays null, and any element is an IQXUnknown.
 /// @throws CastFailedException when it is something else
 template <class T>
 Reference<T> elementAs(Reference<IQXUnknown> element) {
-    if (!element)
-        return nullptr;
-    auto* const typed = dynamic_cast<T*>(qx::pcom::comObjectOf(element.get()));
-    if (!typed)
-        throw CastFailedException();
-    // The reference is to the same object, whichever of its interfaces it was counted through.
-    static_cast<void>(element.detach());
-    return Reference<T>::attach(typed);
+    if constexpr (std::is_same_v<T, IQXUnknown>) {
+        return element;
+    } else {
+        if (!element)
+            return nullptr;
+        auto* const typed = dynamic_cast<T*>(qx::pcom::comObjectOf(element.get()));
+        if (!typed)
+            throw CastFailedException();
+        // The reference is to the same object, whichever of its interfaces it was counted through.
+        static_cast<void>(element.detach());
+        return Reference<T>::attach(typed);
+    }
 }
 
 /// What a facade wraps, which must not be null.

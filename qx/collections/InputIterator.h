@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -11,10 +12,11 @@ namespace qx::collections {
 /// A walk by hasNext and next as an input iterator of the language, for range-based for and the
 /// algorithms that take a sentinel. Its end is std::default_sentinel.
 ///
-/// @p Source is an iterator interface or class; what its next returns is the value. The element is
+/// @p Source is an iterator interface or class, held by @p Holder; what its next returns is the
+/// value. The element is
 /// fetched when the place is reached, by the constructor or ++, and held there; what next throws
 /// comes out of those. Copies share the walk, as input iterators do.
-template <class Source>
+template <class Source, class Holder = Reference<Source>>
 class InputIterator {
 public:
     using iterator_concept = std::input_iterator_tag;
@@ -24,7 +26,7 @@ public:
     /// At the end.
     InputIterator() = default;
     /// At the first element that @p source has left.
-    explicit InputIterator(Reference<Source> source) : m_source(std::move(source)) { fetch(); }
+    explicit InputIterator(Holder source) : m_source(std::move(source)) { fetch(); }
 
     const value_type& operator*() const noexcept { return m_value; }
     const value_type* operator->() const noexcept { return &m_value; }
@@ -45,12 +47,62 @@ private:
             m_value = m_source->next();
         } else {
             m_value = value_type();
-            m_source.reset();
+            m_source = Holder();
         }
     }
 
-    Reference<Source> m_source;
+    Holder m_source{};
     value_type m_value{};
 };
 
+/// An iterator interface or class.
+template <class T>
+concept Walk = requires(T& walk) {
+    { walk.hasNext() } -> std::same_as<bool>;
+    walk.next();
+};
+
+/// A collection whose elements are input iterators of the above kind.
+template <class T>
+concept WalkedCollection = requires(T& collection) {
+    { std::ranges::end(collection) } -> std::same_as<std::default_sentinel_t>;
+};
+
 } // namespace qx::collections
+
+namespace qx {
+
+// A reference to a walk is an input range of what is left of it, one to a collection or map of its
+// elements, also where the reference is a temporary:
+//
+//     for (const RegistryKey& subkey : key.getSubkeyIterator())
+//
+// Templates, and twice, because std::ranges::begin and end accept only an exact match.
+
+template <collections::Walk T>
+collections::InputIterator<T> begin(const Reference<T>& walk) {
+    return collections::InputIterator<T>(walk);
+}
+template <collections::Walk T>
+collections::InputIterator<T> begin(Reference<T>& walk) {
+    return collections::InputIterator<T>(walk);
+}
+template <collections::WalkedCollection T>
+auto begin(const Reference<T>& collection) {
+    return std::ranges::begin(*collection);
+}
+template <collections::WalkedCollection T>
+auto begin(Reference<T>& collection) {
+    return std::ranges::begin(*collection);
+}
+
+template <class T>
+requires collections::Walk<T> || collections::WalkedCollection<T> std::default_sentinel_t
+end(const Reference<T>&)
+noexcept { return {}; }
+template <class T>
+requires collections::Walk<T> || collections::WalkedCollection<T> std::default_sentinel_t
+end(Reference<T>&)
+noexcept { return {}; }
+
+} // namespace qx

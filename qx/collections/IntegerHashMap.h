@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -59,6 +60,11 @@ public:
     void forEach(Visitor&& visit) const {
         KeyedWalk<IntegerEntry>(*m_table).run(std::forward<Visitor>(visit));
     }
+
+    /// An input range of the entries in that order, each a pair of the key and a pointer
+    /// to the value. Moving on throws what forEach throws.
+    KeyedIterator<IntegerEntry> begin() const { return KeyedIterator<IntegerEntry>(*m_table); }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
     const std::unique_ptr<detail::KeyedTable<IntegerEntry>> m_table;

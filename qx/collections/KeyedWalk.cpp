@@ -9,13 +9,13 @@ namespace qx::collections {
 
 template <class Entry>
 KeyedWalk<Entry>::KeyedWalk(const detail::KeyedTable<Entry>& table) noexcept
-    : m_table(table), m_changes(&table.changes()), m_expectedChanges(*m_changes) {
+    : m_table(&table), m_changes(&table.changes()), m_expectedChanges(*m_changes) {
     static_assert(Most == detail::SmallGroup);
 }
 
 template <class Entry>
 bool KeyedWalk<Entry>::nextEntries() noexcept {
-    const auto& storage = m_table.storage();
+    const auto& storage = m_table->storage();
     const uint32_t groups = storage.groupCount();
     for (; m_group < groups; ++m_group, m_first = 0) {
         const auto& group = storage.group(m_group);

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
+#include <utility>
 
 #include <qx/core/Object.h>
 #include <qx/platform/export.h>
@@ -43,6 +46,9 @@ struct QX_API TextEntry {
     Key key() const noexcept { return {length > InlineUnits ? text : inlineText, length}; }
 };
 
+template <class Entry>
+class KeyedIterator;
+
 /// One walk over the entries of a keyed map, bucket by bucket from 0 up and in each from the oldest
 /// entry to the newest.
 template <class Entry>
@@ -69,12 +75,17 @@ public:
     }
 
 private:
+    friend class KeyedIterator<Entry>;
+
     /// As many as are put in order at once.
     static constexpr uint32_t Most = 48;
 
     template <class Visitor>
     void visit(const Entry& entry, Visitor& visitor) {
         visitor(entry.key(), entry.value);
+        checkUnchanged();
+    }
+    void checkUnchanged() const {
         if (*m_changes != m_expectedChanges) [[unlikely]]
             throwChanged();
     }
@@ -82,7 +93,7 @@ private:
     bool nextEntries() noexcept;
     [[noreturn]] static void throwChanged();
 
-    const detail::KeyedTable<Entry>& m_table;
+    const detail::KeyedTable<Entry>* m_table;
     const uint32_t* m_changes;
     uint32_t m_expectedChanges;
     uint32_t m_group = 0;
@@ -92,6 +103,45 @@ private:
     bool m_isInOrder = true;
     /// Where the entries lie, unless they lie in order.
     std::array<uint8_t, Most> m_order;
+};
+
+/// The same walk as an input iterator of pairs of the key and a pointer to the value. ++ throws an
+/// Exception when a new key was put, one removed or the map cleared meanwhile.
+template <class Entry>
+class KeyedIterator {
+public:
+    using iterator_concept = std::input_iterator_tag;
+    using value_type = std::pair<typename Entry::Key, Object*>;
+    using difference_type = std::ptrdiff_t;
+
+    explicit KeyedIterator(const detail::KeyedTable<Entry>& table) : m_walk(table) { fetch(); }
+
+    value_type operator*() const noexcept {
+        const uint32_t place = m_walk.m_isInOrder ? m_index : m_walk.m_order[m_index];
+        const Entry& entry = m_walk.m_entries[place];
+        return {entry.key(), entry.value};
+    }
+    KeyedIterator& operator++() {
+        m_walk.checkUnchanged();
+        if (++m_index == m_walk.m_count)
+            fetch();
+        return *this;
+    }
+    void operator++(int) { ++*this; }
+
+    friend bool operator==(const KeyedIterator& iterator, std::default_sentinel_t) noexcept {
+        return iterator.m_isAtEnd;
+    }
+
+private:
+    void fetch() {
+        m_index = 0;
+        m_isAtEnd = !m_walk.nextEntries();
+    }
+
+    KeyedWalk<Entry> m_walk;
+    uint32_t m_index = 0;
+    bool m_isAtEnd = false;
 };
 
 extern template class KeyedWalk<IntegerEntry>;

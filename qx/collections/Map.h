@@ -2,35 +2,13 @@
 
 #include <cstdint>
 #include <iterator>
-#include <utility>
 
 #include <qx/collections/Collection.h>
+#include <qx/collections/EntryIterator.h>
 #include <qx/collections/Set.h>
 #include <qx/collections/pcom/Map.h>
-#include <qx/collections/pcom/MapEntry.h>
 
 namespace qx::collections {
-
-/// A walk over the entries of a map as pairs of key and value. It holds the map; what is done to
-/// the map meanwhile is noticed as by the map's own iterators.
-template <class K, class V>
-class EntryIterator : public Object {
-public:
-    explicit EntryIterator(const pcom::Map& map)
-        : m_entries(map.createEntrySet()->createConstIterator()) {}
-
-    bool hasNext() const { return m_entries->hasNext(); }
-    std::pair<Reference<K>, Reference<V>> next() {
-        const Reference<IQXUnknown> element = m_entries->next();
-        const auto* const entry = dynamic_cast<const pcom::MapEntry*>(element.get());
-        if (!entry)
-            throw CastFailedException();
-        return {elementAs<K>(entry->getKey()), elementAs<V>(entry->getValue())};
-    }
-
-private:
-    const Reference<pcom::ConstIterator> m_entries;
-};
 
 /// A map of component objects seen as one from keys of type @p K to values of type @p V, classes
 /// derived from Object. The facade and what it wraps are one map.
@@ -86,7 +64,8 @@ public:
     pcom::Map* getWrapped() const noexcept { return m_wrapped; }
 
     InputIterator<EntryIterator<K, V>> begin() const {
-        return InputIterator<EntryIterator<K, V>>(makeReference<EntryIterator<K, V>>(*m_wrapped));
+        return InputIterator<EntryIterator<K, V>>(
+            makeReference<EntryIterator<K, V>>(m_wrapped->createEntrySet()->createConstIterator()));
     }
     std::default_sentinel_t end() const noexcept { return {}; }
 

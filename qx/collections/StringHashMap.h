@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -67,6 +68,11 @@ public:
     void forEach(Visitor&& visit) const {
         KeyedWalk<TextEntry>(*m_table).run(std::forward<Visitor>(visit));
     }
+
+    /// An input range of the entries in that order, each a pair of the key as a std::u16string_view
+    /// and a pointer to the value. Moving on throws what forEach throws.
+    KeyedIterator<TextEntry> begin() const { return KeyedIterator<TextEntry>(*m_table); }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
     const std::unique_ptr<detail::KeyedTable<TextEntry>> m_table;

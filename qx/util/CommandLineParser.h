@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include <qx/collections/IndexedRange.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -84,6 +85,16 @@ public:
     int32_t getParameterCount() const;
     /// @throws Exception "Invalid vector index"
     Reference<const Element> getParameter(int32_t index) const;
+    /// Options and parameters, or parameters alone, as a random-access range of
+    /// Reference<const Element>, which refers to the parser.
+    auto elements() const noexcept {
+        return collections::IndexedRange<CommandLineParser, &CommandLineParser::getElement,
+                                         &CommandLineParser::getElementCount>(*this);
+    }
+    auto parameters() const noexcept {
+        return collections::IndexedRange<CommandLineParser, &CommandLineParser::getParameter,
+                                         &CommandLineParser::getParameterCount>(*this);
+    }
 
     /// True for an option that occurred in the line, whether it was defined or not.
     bool isPresent(const String& name) const;
@@ -158,6 +169,11 @@ public:
     int32_t getValueCount() const noexcept { return m_valueCount; }
     /// @throws Exception "Invalid vector index"
     String getValueString(int32_t index) const;
+    /// The values as a random-access range of String, which refers to the element.
+    auto values() const noexcept {
+        return collections::IndexedRange<Element, &Element::getValueString,
+                                         &Element::getValueCount>(*this);
+    }
     /// The number at the start of the value, which may be hexadecimal behind 0x and octal behind 0;
     /// what follows it is ignored. Out of range: the nearest limit of 32 bits.
     /// @throws Exception "Invalid vector index", or "Unable to convert string to long" when the

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
 #include <vector>
 
+#include <qx/collections/InputIterator.h>
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
 #include <qx/util/IniFile.h>
@@ -10,7 +12,9 @@
 namespace qx::util {
 
 /// A walk over names in an INI file, which are those of the moment when it was made. Copies go on
-/// from the same place, each by itself.
+/// from the same place, each by itself. An input range of the names that are left:
+///
+///     for (const String& key : IniFileKeyIterator(ini, u"server"))
 class QX_API IniFileIteratorBase {
 public:
     virtual ~IniFileIteratorBase() = default;
@@ -21,6 +25,11 @@ public:
     /// @throws IniFileException NO_MORE_ELEMENTS at the end
     virtual String next() = 0;
     virtual bool hasNext() const = 0;
+
+    collections::InputIterator<IniFileIteratorBase, IniFileIteratorBase*> begin() {
+        return collections::InputIterator<IniFileIteratorBase, IniFileIteratorBase*>(this);
+    }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
 protected:
     explicit IniFileIteratorBase(const char16_t* set) : m_setName(set) {}

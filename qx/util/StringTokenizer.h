@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 
+#include <qx/collections/InputIterator.h>
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
@@ -11,7 +13,10 @@ namespace qx::util {
 /// Splits a text into the tokens between delimiter units, from front to back.
 ///
 /// Runs of delimiters count as one, and none are delivered; with returnDelims each delimiter is a
-/// token of one unit instead. One instance is used by one thread at a time.
+/// token of one unit instead. One instance is used by one thread at a time. An input range of the
+/// tokens that are left:
+///
+///     for (const String& word : StringTokenizer(text))
 class QX_API StringTokenizer : public Object {
 public:
     /// Space, carriage return, line feed, tab and form feed.
@@ -29,6 +34,13 @@ public:
     /// @param delimiters  replaces the set of delimiters from this call on; null keeps it
     /// @throws Exception "No such element" at the end
     String nextToken(const char16_t* delimiters = nullptr);
+
+    bool hasNext() { return hasMoreTokens(); }
+    String next() { return nextToken(); }
+    collections::InputIterator<StringTokenizer, StringTokenizer*> begin() {
+        return collections::InputIterator<StringTokenizer, StringTokenizer*>(this);
+    }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
     /// Number of tokens still to come.
     int32_t getTokenCount() const;

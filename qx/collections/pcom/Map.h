@@ -1,7 +1,12 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <iterator>
+#include <utility>
 
+#include <qx/collections/EntryIterator.h>
+#include <qx/collections/InputIterator.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/collections/pcom/Set.h>
 #include <qx/core/Object.h>
@@ -50,6 +55,33 @@ public:
 protected:
     ~Map() = default;
 };
+
+// Every map is an input range of its entries, each a pair of Reference<IQXUnknown>:
+//
+//     for (const auto& [key, value] : map)
+//
+// Templates, and twice, because std::ranges::begin and end accept only an exact match.
+
+using EntryWalk = EntryIterator<IQXUnknown, IQXUnknown>;
+
+template <std::derived_from<Map> T>
+InputIterator<EntryWalk> begin(const T& map) {
+    return InputIterator<EntryWalk>(
+        makeReference<EntryWalk>(map.createEntrySet()->createConstIterator()));
+}
+template <std::derived_from<Map> T>
+InputIterator<EntryWalk> begin(T& map) {
+    return begin(std::as_const(map));
+}
+
+template <std::derived_from<Map> T>
+std::default_sentinel_t end(const T&) noexcept {
+    return {};
+}
+template <std::derived_from<Map> T>
+std::default_sentinel_t end(T&) noexcept {
+    return {};
+}
 
 } // namespace qx::collections::pcom
 
