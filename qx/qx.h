@@ -8,7 +8,9 @@
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/Element.h>
+#include <qx/collections/EntryIterator.h>
 #include <qx/collections/IComparator.h>
+#include <qx/collections/IndexedRange.h>
 #include <qx/collections/InputIterator.h>
 #include <qx/collections/IntegerHashMap.h>
 #include <qx/collections/KeyedWalk.h>
@@ -44,12 +46,14 @@
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
 #include <qx/core/Float.h>
+#include <qx/core/Format.h>
 #include <qx/core/GUID.h>
 #include <qx/core/GlobalLock.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/Literal.h>
+#include <qx/core/LiveObjects.h>
 #include <qx/core/ModuleCount.h>
 #include <qx/core/Number.h>
 #include <qx/core/Object.h>

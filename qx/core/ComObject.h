@@ -8,6 +8,17 @@
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/ModuleCount.h>
 #include <qx/core/Unknown.h>
+#ifdef QX_LEAK_LIST
+#include <qx/core/LiveObjects.h>
+#endif
+
+/// With the leak list objects have another layout. A symbol that each of them needs is then called
+/// differently, so that program and library link only when they agree.
+#ifdef QX_LEAK_LIST
+#define QX_OBJECT_LAYOUT_SYMBOL __asm__("QXPendingBlockOfListed")
+#else
+#define QX_OBJECT_LAYOUT_SYMBOL
+#endif
 
 namespace qx {
 
@@ -17,8 +28,8 @@ struct PendingBlock;
 
 /// Innermost block from operator new in which no object of the calling thread has begun to live,
 /// or null. Every constructor looks at it, so it is reached without a call.
-[[gnu::tls_model(
-    "initial-exec")]] extern QX_API constinit thread_local PendingBlock* t_pendingBlock;
+[[gnu::tls_model("initial-exec")]] extern QX_API constinit thread_local PendingBlock* t_pendingBlock
+    QX_OBJECT_LAYOUT_SYMBOL;
 
 } // namespace detail
 
@@ -114,6 +125,9 @@ private:
     /// 1 + distance from the start of the block that operator new gave; 0 for an object elsewhere.
     uint32_t m_blockOffset;
     pcom::ModuleCount* m_module = nullptr;
+#ifdef QX_LEAK_LIST
+    detail::LiveLink m_liveLink{this};
+#endif
 };
 
 } // namespace qx

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <clocale>
+#include <cstdlib>
+#include <iostream>
 #include <utility>
 
 #include <qx/collections/DefaultComparator.h>
@@ -17,6 +19,7 @@
 #include <qx/core/Float.h>
 #include <qx/core/GlobalLock.h>
 #include <qx/core/Integer.h>
+#include <qx/core/LiveObjects.h>
 #include <qx/core/Number.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
@@ -293,6 +296,8 @@ void shutDown() {
     QXCLLibUninit();
     collections::pcom::releaseSetMarker();
     collections::releaseDefaultComparator();
+    if (LiveObjects::areListed() && std::getenv("QX_LEAK_LIST"))
+        LiveObjects::print(std::cerr);
 }
 
 } // namespace

@@ -1,0 +1,80 @@
+#include <qx/core/LiveObjects.h>
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <typeinfo>
+
+#include <cxxabi.h>
+
+#include <qx/core/ComObject.h>
+
+namespace qx {
+
+namespace {
+
+// Usable before any constructor has run and after every destructor.
+constinit std::mutex s_lock;
+constinit detail::LiveLink* s_first = nullptr;
+constinit std::size_t s_count = 0;
+
+std::string nameOf(const std::type_info& type) {
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+    return name ? name.get() : type.name();
+}
+
+} // namespace
+
+detail::LiveLink::LiveLink(const ComObject* object) noexcept : m_object(object), m_place(&s_first) {
+    const std::lock_guard held(s_lock);
+    m_next = s_first;
+    if (m_next)
+        m_next->m_place = &m_next;
+    s_first = this;
+    ++s_count;
+}
+
+detail::LiveLink::~LiveLink() {
+    const std::lock_guard held(s_lock);
+    *m_place = m_next;
+    if (m_next)
+        m_next->m_place = m_place;
+    --s_count;
+}
+
+bool LiveObjects::areListed() noexcept {
+#ifdef QX_LEAK_LIST
+    return true;
+#else
+    return false;
+#endif
+}
+
+std::size_t LiveObjects::count() noexcept {
+    const std::lock_guard held(s_lock);
+    return s_count;
+}
+
+std::vector<LiveObjects::Count> LiveObjects::byClass() {
+    std::map<std::string, std::size_t> counts;
+    {
+        const std::lock_guard held(s_lock);
+        for (const detail::LiveLink* link = s_first; link; link = link->m_next)
+            ++counts[nameOf(typeid(*link->m_object))];
+    }
+    std::vector<Count> list;
+    for (const auto& [name, objects] : counts)
+        list.push_back({name, objects});
+    return list;
+}
+
+void LiveObjects::print(std::ostream& out) {
+    for (const Count& each : byClass())
+        out << each.objects << ' ' << each.className << '\n';
+}
+
+} // namespace qx
