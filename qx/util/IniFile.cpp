@@ -179,7 +179,7 @@ std::vector<String> IniFile::ListKeys(const char16_t* set) {
     return detail::namesOf<String>(found->keys.entries());
 }
 
-/// The names of the direct children of a set, in the order of their units and each once.
+/// The names of the direct children of a set, one as often as it has sets below.
 std::vector<String> IniFile::listChildren(const char16_t* set) {
     const std::u16string prefix = std::u16string(set) + u'\\';
     std::vector<String> names;
@@ -189,8 +189,6 @@ std::vector<String> IniFile::listChildren(const char16_t* set) {
         const std::u16string_view rest = each->text.substr(prefix.size());
         names.emplace_back(rest.substr(0, rest.find(u'\\')));
     }
-    std::ranges::sort(names);
-    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
 
@@ -203,7 +201,12 @@ std::vector<String> IniFile::keysForIteration(const char16_t* set) {
 }
 
 std::vector<String> IniFile::setsForIteration(const char16_t* set) {
-    return inTurn([&] { return *set ? listChildren(set) : ListSets(); });
+    return inTurn([&] {
+        std::vector<String> names = *set ? listChildren(set) : ListSets();
+        std::ranges::sort(names);
+        names.erase(std::unique(names.begin(), names.end()), names.end());
+        return names;
+    });
 }
 
 /// The sets, to be changed: those that a view has too, or that hold much that was replaced, are

@@ -22,8 +22,8 @@ namespace qx::util {
 /// The object keeps the file in memory. Every operation first looks, for the cost of one system
 /// call, whether somebody else changed the file, and then reads it again; every change rewrites the
 /// file at once. Sets and keys are found without regard to letter case and keep the case in which
-/// they were first written; they are listed in that order, too. A set "A\B" is a subset of "A",
-/// which need not be there itself.
+/// they were first written; they are written and viewed in that order, too. A set "A\B" is a subset
+/// of "A", which need not be there itself.
 ///
 /// Format: "[set]" and "key=value" lines. Names of keys and values are trimmed; nothing is quoted,
 /// escaped or continued. Lines that begin with "#", ":", ";" or white space are skipped. A set that

@@ -55,9 +55,9 @@ private:
     std::size_t m_position = 0;
 };
 
-/// Walks the direct children of a set, each once and in the order of their units: of "A" over
-/// "A\x" and "A\y\z" those are "x" and "y". Letters of the set's name are compared exactly. The
-/// empty set name walks all sets by their whole names.
+/// Walks the direct children of a set: of "A" over "A\x" and "A\y\z" those are "x" and "y". Letters
+/// of the set's name are compared exactly. The empty set name walks all sets by their whole names.
+/// Either way each name comes once, in the order of the units: "B" before "a".
 class QX_API IniFileSetIterator : public IniFileIteratorBase {
 public:
     /// A set without children gives an empty walk. Null is the empty name.

@@ -215,7 +215,7 @@ TEST_F(IniFileTest, WalksSetsAndTheirChildren) {
         return names;
     };
     constexpr char Text[] = "[B]\n[A\\y\\z]\n[A]\n[A\\x]\n[AB\\c]\n[a\\Q]\n[A\\Y]\n[A\\y\\a]\n";
-    EXPECT_EQ(walk(Text, u""), "A,a\\Q,A\\x,A\\Y,A\\y\\a,A\\y\\z,AB\\c,B,");
+    EXPECT_EQ(walk(Text, u""), "A,AB\\c,A\\Y,A\\x,A\\y\\a,A\\y\\z,B,a\\Q,");
     EXPECT_EQ(walk(Text, u"A"), "Y,x,y,");
     EXPECT_EQ(walk(Text, u"A\\y"), "a,z,");
     EXPECT_EQ(walk(Text, u"B"), "");
@@ -254,7 +254,7 @@ TEST_F(IniFileTest, DeletesSubsetsByExactLetters) {
     writeFile(path, "[A]\n[A\\B]\n[A\\B\\C]\n[AB]\n[a\\x]\n");
     IniFile ini = open();
     EXPECT_EQ(ini.DeleteSet(u"A"), result::Ok);
-    EXPECT_EQ(contentOf(ini), "[a\\x][AB]");
+    EXPECT_EQ(contentOf(ini), "[AB][a\\x]");
 }
 
 TEST_F(IniFileTest, ThrowsForAMissingFileOnlyWhenAsked) {
