@@ -4,6 +4,9 @@
 #include <shared_mutex>
 #include <utility>
 
+#include <qx/core/Result.h>
+#include <qx/platform/native.h>
+
 namespace qx::util {
 
 template <class Unit>
@@ -39,13 +42,18 @@ template <class Unit>
 Unit* MTBuffer<Unit>::getWriteLock(int32_t capacity) {
     std::unique_lock held(m_lock);
     Unit* const units = RWBuffer<Unit>::ensureCapacity(capacity);
+    m_writer = QXThreadCurrentId();
     held.release(); // until releaseWriteLock
     return units;
 }
 
 template <class Unit>
 void MTBuffer<Unit>::releaseWriteLock(int32_t length) {
+    // The lock would refuse a stranger too, but only after the length was changed.
+    if (m_writer != QXThreadCurrentId())
+        throwResult(result::NotOwner);
     RWBuffer<Unit>::releaseWriteLock(length);
+    m_writer = 0;
     m_lock.signal();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include <qx/sync/ReaderWriterLock.h>
@@ -26,6 +27,8 @@ public:
     const Unit* getReadLock() const override;
     void releaseReadLock() const override;
     Unit* getWriteLock(int32_t capacity) override;
+    /// @throws ResultException when the calling thread does not hold the write lock
+    ///     (result::NotOwner); the length stays
     void releaseWriteLock(int32_t length) override;
     void freeExtra() override;
 
@@ -33,6 +36,7 @@ private:
     RWBuffer<Unit> snapshot() const;
 
     mutable sync::ReaderWriterLock m_lock;
+    std::atomic<uint32_t> m_writer{0}; // number of the thread that holds the write lock, or 0
 };
 
 extern template class MTBuffer<signed char>;

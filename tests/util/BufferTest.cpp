@@ -184,6 +184,16 @@ TEST(MTBuffer, WriteLockThatGetsNoRoomIsNotHeld) {
     buffer.releaseWriteLock(0);
 }
 
+TEST(MTBuffer, AStrangersReleaseChangesNothing) {
+    const signed char bytes[] = {1, 2, 3};
+    MTByteBuffer buffer(bytes, 3);
+    EXPECT_EQ(buffer.ReleaseWriteLock(1), result::NotOwner);
+    buffer.getWriteLock(3);
+    std::thread([&] { EXPECT_EQ(buffer.ReleaseWriteLock(2), result::NotOwner); }).join();
+    EXPECT_EQ(buffer.getLength(), 3);
+    buffer.releaseWriteLock(-1);
+}
+
 TEST(MTBuffer, WriterWaitsForAllReadersAndReadersForTheWriter) {
     MTCharBuffer buffer(u"old", 3);
     const char16_t* const first = buffer.getReadLock();
