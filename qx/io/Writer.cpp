@@ -11,7 +11,7 @@ void Writer::write(const String& text) {
     write(held.units(), text.getLength());
 }
 
-void Writer::write(const char16_t* text) { write(text, QXStrLenW_32(text)); }
+void Writer::write(const char16_t* text) { write(text, text ? QXStrLenW_32(text) : 0); }
 
 void Writer::write(char16_t unit) { write(&unit, 1); }
 

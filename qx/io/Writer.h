@@ -15,7 +15,7 @@ class QX_API Writer : public Object {
 public:
     /// @throws ResultException when the text cannot expose its units
     virtual void write(const String& text);
-    /// Writes up to the terminating 0 unit.
+    /// Writes up to the terminating 0 unit; nothing for null.
     virtual void write(const char16_t* text);
     /// Writes all @p length units.
     virtual void write(const char16_t* from, int32_t length) = 0;

@@ -114,8 +114,9 @@ TEST(Writer, TextFormsGoThroughTheBlockForm) {
     writer.write(qx::String(u"ab\0c", 4));
     writer.write(u"de");
     writer.write(u"");
+    writer.write(static_cast<const char16_t*>(nullptr));
     writer.write(u'f');
-    EXPECT_EQ(writer.writes, (std::vector<int32_t>{4, 2, 0, 1}));
+    EXPECT_EQ(writer.writes, (std::vector<int32_t>{4, 2, 0, 0, 1}));
     EXPECT_EQ(textOf(writer.content), std::string("ab\0cdef", 7));
 }
 
