@@ -16,10 +16,9 @@ namespace qx::ipc {
 /// share a semaphore of several units each need an object of their own.
 class QX_API SemaphoreR : public Semaphore {
 public:
-    /// @param guard  protects the owner and its depth inside this process; null: a mutex of its
-    /// own.
-    ///               It is not held while a thread waits for the semaphore, unless the caller of
-    ///               wait holds it already.
+    /// @param guard  protects the owner and its depth inside this process; null: a mutex of the
+    ///     object's own. It is not held while a thread waits for the semaphore, unless the caller
+    ///     of wait holds it already.
     /// @copydetails Semaphore::Semaphore
     SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard);
 
