@@ -16,6 +16,7 @@ namespace qx::io {
 /// system, and a length of 0 gives -1. Failures raise ResultException with the platform's code.
 class QX_API FileInputStream : public InputStream {
 public:
+    /// @throws InvalidPathException for a name with a 0 unit in it
     explicit FileInputStream(const util::FilePath& name);
     explicit FileInputStream(const String& name);
     /// @param owns  true to close the handle with the stream

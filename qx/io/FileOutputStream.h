@@ -37,7 +37,7 @@ public:
     /// Serialises writes as APPEND does, without moving to the end.
     static constexpr unsigned int LOCK = 16;
 
-    /// @throws InvalidPathException for an empty name
+    /// @throws InvalidPathException for an empty name and one with a 0 unit in it
     FileOutputStream(const util::FilePath& name, unsigned int mode);
     FileOutputStream(const String& name, unsigned int mode);
     /// ATEND when @p append, else TRUNC.

@@ -178,6 +178,11 @@ TEST_F(FileStream, ReportsWhatCannotBeOpened) {
                  qx::InvalidPathException);
     EXPECT_THROW(FileOutputStream(qx::util::FilePath(qx::String()), true),
                  qx::InvalidPathException);
+    // Cut at the 0 unit, this would be the name of another file.
+    const qx::String cut = name("cut") + qx::String(u"\0x", 2);
+    EXPECT_THROW(FileOutputStream(cut, false), qx::InvalidPathException);
+    EXPECT_EQ(failureOf([&] { FileInputStream in(name("cut")); }), qx::result::NotFound);
+    EXPECT_THROW(FileInputStream in(cut), qx::InvalidPathException);
     FileOutputStream nameless(1, false);
     nameless.close();
     EXPECT_THROW(nameless.open(), qx::InvalidPathException);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
+#include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/io/FileHandle.h>
@@ -12,8 +14,12 @@ namespace qx::io::detail {
 inline constexpr uint32_t OwnerOnly = 0700;
 
 /// Opens the file of that name with QX_FILE_... flags, to be owned by @p file.
+/// @throws InvalidPathException for a name with a 0 unit, which would be cut there and stand for
+///     another file
 /// @throws ResultException
 inline void openFile(const String& name, uint32_t flags, FileHandle& file) {
+    if (name.view().find(u'\0') != std::u16string_view::npos)
+        throw InvalidPathException(u"file name with a 0 unit"_qs);
     throwIfFailed(QXFileOpen(name.getDataT<char>(), flags, OwnerOnly, file.put()));
 }
 
