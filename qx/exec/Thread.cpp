@@ -11,7 +11,9 @@ namespace qx::exec {
 
 Thread::Thread(IRunnable* runnable) : m_runnable(runnable) {}
 
-Thread::Thread(IRunnable* runnable, const String& name) : m_runnable(runnable), m_name(name) {}
+// The name is copied: a string may stand for units that somebody else keeps.
+Thread::Thread(IRunnable* runnable, const String& name)
+    : m_runnable(runnable), m_name(name, String::AM_COPY) {}
 
 Thread::Thread(const Thread& other)
     : Object(), m_runnable(other.m_runnable), m_name(other.m_name), m_stackSize(other.m_stackSize) {

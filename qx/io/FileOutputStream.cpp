@@ -39,8 +39,10 @@ private:
 FileOutputStream::FileOutputStream(const util::FilePath& name, unsigned int mode)
     : FileOutputStream(name.toString(), mode) {}
 
+// The name is copied, because files are opened again: a string may stand for units that somebody
+// else keeps.
 FileOutputStream::FileOutputStream(const String& name, unsigned int mode)
-    : m_name(name), m_mode(mode) {
+    : m_name(name, String::AM_COPY), m_mode(mode) {
     init();
 }
 

@@ -192,11 +192,13 @@ TEST_F(ThreadTest, MayDropItsOwnObject) {
 
 TEST_F(ThreadTest, CopiesAreNotStarted) {
     sync::Gate mayEnd;
+    char16_t name[] = u"copied";
     Thread thread(makeRunnable([&, task = makeTask()] {
                       mayEnd.wait();
                       return task->run();
                   }),
-                  u"copied");
+                  String(name, String::AM_WRAP));
+    name[0] = u'X';
     thread.setStackSize(200'000);
     thread.start();
 

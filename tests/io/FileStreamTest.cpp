@@ -146,6 +146,15 @@ TEST_F(FileStream, ReopensWithoutTruncation) {
     EXPECT_EQ(content(), "xbc");
 }
 
+TEST_F(FileStream, OpensAgainByItsOwnCopyOfTheName) {
+    std::u16string units(name().view());
+    FileOutputStream out(qx::String(units.c_str(), qx::String::AM_WRAP),
+                         FileOutputStream::KEEPCLOSED);
+    units.assign(units.size(), u'x');
+    write(out, "abc");
+    EXPECT_EQ(content(), "abc");
+}
+
 TEST_F(FileStream, ReadsUntilTheEnd) {
     setContent("abc");
     for (int form = 0; form < 2; ++form) {
