@@ -1,5 +1,7 @@
 # Component modules made of message files.
 
+include(${CMAKE_CURRENT_LIST_DIR}/QxModule.cmake)
+
 # qx_add_bundle_module(target files...): the module <target>.so, which offers the messages of files
 # named BASE.LOCALE.messages as string bundles (qxbundle --help). Needs the program qx::qxbundle.
 function(qx_add_bundle_module target)
@@ -13,10 +15,5 @@ function(qx_add_bundle_module target)
         COMMAND qx::qxbundle compile ${files} --output ${source}
         DEPENDS ${files} qx::qxbundle
         VERBATIM)
-    add_library(${target} MODULE ${source})
-    target_link_libraries(${target} PRIVATE qx::qx)
-    # A unique symbol (g++ makes one of every static in an inline function) would pin the module.
-    target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>)
-    set_target_properties(${target} PROPERTIES
-        PREFIX "" SUFFIX .so CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    qx_add_component_module(${target} ${target} ${source})
 endfunction()

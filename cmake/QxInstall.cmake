@@ -26,6 +26,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/qxConfigVersion.cmake
 install(EXPORT qxTargets NAMESPACE qx:: DESTINATION ${qx_package_dir}
     COMPONENT qx_development)
 install(FILES ${PROJECT_BINARY_DIR}/qxConfig.cmake ${PROJECT_BINARY_DIR}/qxConfigVersion.cmake
+    ${PROJECT_SOURCE_DIR}/cmake/QxModule.cmake
     DESTINATION ${qx_package_dir} COMPONENT qx_development)
 if(QX_BUILD_TOOLS)
     install(EXPORT qxToolsTargets NAMESPACE qx:: DESTINATION ${qx_package_dir} COMPONENT qx_tools)

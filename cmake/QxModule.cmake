@@ -4,7 +4,6 @@
 # functions are all that it shows.
 function(qx_add_component_module target file)
     add_library(${target} MODULE ${ARGN})
-    qx_compile_options(${target})
     target_link_libraries(${target} PRIVATE qx::qx)
     # A unique symbol (g++ makes one of every static in an inline function) would pin the module.
     target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>)

@@ -93,7 +93,7 @@ for program in "${programs[@]}"; do
         ;;
     qxconv)
         offers "UTF-16LE" -f UTF-16L
-        offers "some.folder some.ini" -f UTF-8 some
+        offers "some.folder some.ini some.messages" -f UTF-8 some
         offers "" --substitute s
         ;;
     qxini)

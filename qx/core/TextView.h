@@ -28,8 +28,9 @@ public:
 };
 
 } // namespace qx
-
+/// @cond
 template <>
 inline constexpr bool std::ranges::enable_borrowed_range<qx::TextView> = true;
 template <>
 inline constexpr bool std::ranges::enable_view<qx::TextView> = true;
+/// @endcond
