@@ -15,8 +15,8 @@ use_ccache() {
 }
 
 # What every build needs, and what each script needs beside it.
-build_packages="cmake ninja-build g++ ccache"
-test_packages="$build_packages libgtest-dev pkg-config python3 clang-format locales libgmp-dev
+build_packages="cmake ninja-build g++ ccache libgtest-dev"
+test_packages="$build_packages pkg-config python3 clang-format locales libgmp-dev
     libexpat1-dev socat netcat-openbsd groff-base gdb doxygen"
 clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev
