@@ -197,7 +197,7 @@ void URI::removeQuery() {
 }
 
 String URI::getQueryValue(const String& key, bool unescape) const {
-    const Reference<String> value = m_query ? m_query->get(key) : nullptr;
+    const auto value = m_query ? m_query->get(key) : std::nullopt;
     if (!value)
         throw Exception();
     return get(*value, true, unescape);
@@ -213,7 +213,7 @@ void URI::setQueryPair(const String& key, const String& value, bool escape) {
     m_hasQuery = true;
 }
 
-bool URI::hasQueryValue(const String& key) const { return m_query && m_query->get(key); }
+bool URI::hasQueryValue(const String& key) const { return m_query && m_query->contains(key); }
 
 void URI::removeQueryPair(const String& key) {
     if (m_query && m_query->remove(key) && m_query->isEmpty())
@@ -355,8 +355,14 @@ void URI::printUserInfo(String& text, bool unescape) const {
 }
 
 void URI::printQuery(String& text, bool unescape) const {
-    if (m_query)
-        m_query->print(text, [&](const String& value) { return get(value, true, unescape); });
+    if (!m_query)
+        return;
+    m_query->print(text, [unescape](String& to, std::u16string_view value) {
+        if (unescape)
+            to.append(getUnescapedString(String(value)));
+        else
+            to.append(value);
+    });
 }
 
 detail::QueryPairs& URI::queryPairs() {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <ctime>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -259,6 +260,27 @@ TEST(URI, PairsOfATextAreThoseOfSinglePuts) {
         const URI copy(whole);
         whole.removeQueryPair(u"KEY0"_qs);
         EXPECT_EQ(copy.getQuery(false), single.getQuery(false)) << count;
+    }
+}
+
+// Adding and removing a pair takes a query to the table that a short one does without.
+TEST(URI, ShortQueriesAreWhatTheTableHolds) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 2000; ++round) {
+        std::u16string text;
+        for (auto length = 1 + random() % 60; length > 0; --length)
+            text += u"aAbB_:==&&&\u00E9"[random() % (round % 8 == 0 ? 12 : 11)];
+        URI plain(String(u"x://h?" + text)), tabled(plain);
+        tabled.setQueryPair(u"other"_qs, u""_qs, false);
+        tabled.removeQueryPair(u"other"_qs);
+        SCOPED_TRACE(String(text).toUtf8());
+        EXPECT_EQ(URI(plain).getQuery(false), tabled.getQuery(false));
+        for (const String& key : {u"a"_qs, u"A_"_qs, u"b:"_qs, u""_qs, u"\u00C9"_qs}) {
+            ASSERT_EQ(plain.hasQueryValue(key), tabled.hasQueryValue(key));
+            if (plain.hasQueryValue(key)) {
+                EXPECT_EQ(plain.getQueryValue(key, true), tabled.getQueryValue(key, true));
+            }
+        }
     }
 }
 

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <qx/collections/pcom/HashMap.h>
-#include <qx/core/detail/UnitSearch.h>
 
 namespace qx::net::detail {
 
@@ -15,21 +14,7 @@ namespace {
 using collections::pcom::HashMap;
 
 /// From so many pieces on a text is put with an index of its keys.
-constexpr std::ptrdiff_t ManyPieces = 16;
-
-/// Calls @p put (key, value) for each piece of a query text. A piece without "=" is both.
-template <class Put>
-void forEachPiece(std::u16string_view text, Put&& put) {
-    for (bool isLast = false; !isLast;) {
-        const size_t end = qx::detail::findUnit(text, u'&');
-        const std::u16string_view piece = text.substr(0, end);
-        const size_t equals = qx::detail::findUnit(piece, u'=');
-        put(piece.substr(0, equals), equals == piece.npos ? piece : piece.substr(equals + 1));
-        isLast = end == text.npos;
-        if (!isLast)
-            text.remove_prefix(end + 1);
-    }
-}
+constexpr std::ptrdiff_t ManyPieces = ShortQuery::ManyPieces;
 
 HashMap& tableOf(collections::Map<QueryKey, String>& map) {
     return dynamic_cast<HashMap&>(*map.getWrapped());
@@ -38,6 +23,11 @@ HashMap& tableOf(collections::Map<QueryKey, String>& map) {
 } // namespace
 
 QueryPairs::QueryPairs(const QueryPairs& other) {
+    if (other.m_isShort) {
+        m_unread = other.m_unread;
+        m_isShort = true;
+        return;
+    }
     auto* const from = other.read();
     if (!from)
         return;
@@ -58,6 +48,7 @@ QueryPairs::QueryPairs(const QueryPairs& other) {
 void QueryPairs::putText(std::u16string_view text) {
     read();
     m_unread = text;
+    m_isShort = !m_pairs && !text.empty() && ShortQuery::isShort(text);
 }
 
 void QueryPairs::put(const String& key, const String& value) {
@@ -65,7 +56,28 @@ void QueryPairs::put(const String& key, const String& value) {
     pairs().put(makeReference<QueryKey>(key), makeReference<String>(value));
 }
 
-Reference<String> QueryPairs::get(const String& key) const {
+std::optional<String> QueryPairs::get(const String& key) const {
+    if (isShortFor(key)) {
+        std::u16string_view value;
+        return ShortQuery(m_unread.view()).find(key.view(), value) ? std::optional<String>(value)
+                                                                   : std::nullopt;
+    }
+    const Reference<String> value = lookUp(key);
+    return value ? std::optional<String>(*value) : std::nullopt;
+}
+
+bool QueryPairs::contains(const String& key) const {
+    std::u16string_view value;
+    return isShortFor(key) ? ShortQuery(m_unread.view()).find(key.view(), value)
+                           : lookUp(key) != nullptr;
+}
+
+/// Whether @p key can be looked up without the table.
+bool QueryPairs::isShortFor(const String& key) const {
+    return m_isShort && ShortQuery::isAscii(key.view());
+}
+
+Reference<String> QueryPairs::lookUp(const String& key) const {
     const auto* const map = read();
     const QueryKey sought(key);
     return map ? map->get(&sought) : nullptr;
@@ -84,7 +96,7 @@ bool QueryPairs::isEmpty() const {
 
 QueryPairs::Map& QueryPairs::pairs() const {
     if (!m_pairs)
-        m_pairs = makeReference<Map>(makeReference<HashMap>(101, 0.75F));
+        m_pairs = makeReference<Map>(makeReference<HashMap>());
     return *m_pairs;
 }
 
@@ -100,6 +112,7 @@ QueryPairs::Map* QueryPairs::read() const {
             readMany(text);
         }
         m_unread = String();
+        m_isShort = false;
     }
     return m_pairs;
 }
