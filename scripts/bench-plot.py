@@ -9,12 +9,12 @@ import math
 import sys
 
 from benchjson import human_time, nanoseconds, read_cases, read_programs
+from svg import COLORS, document, legend, text
 
 PANEL_WIDTH, PANEL_HEIGHT = 400, 280
 LEFT, RIGHT, TOP, BOTTOM = 62, 30, 30, 42
 COLUMNS = 2
 LEGEND_HEIGHT = 34
-COLORS = ["#c0392b", "#2c5aa0", "#2e8b57", "#b8860b", "#7d3c98", "#444444"]
 
 
 def read_panels(files):
@@ -36,10 +36,6 @@ def read_panels(files):
 def decades(values):
     """Exponents of ten that enclose the values."""
     return math.floor(math.log10(min(values))), math.ceil(math.log10(max(values)))
-
-
-def text(x, y, content, anchor="middle", extra=""):
-    return f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}"{extra}>{content}</text>'
 
 
 def draw_panel(case, curves, colors, label):
@@ -80,20 +76,12 @@ def main(label, files):
     columns = min(COLUMNS, len(panels))
     width = columns * PANEL_WIDTH
     height = LEGEND_HEIGHT + math.ceil(len(panels) / columns) * PANEL_HEIGHT
-    print(f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
-          f'viewBox="0 0 {width} {height}" font-family="sans-serif" font-size="11" fill="#222">')
-    print("<style>.grid{stroke:#ddd;fill:none}</style>")
-    print(f'<rect width="{width}" height="{height}" fill="#fff"/>')
-    for i, who in enumerate(names):
-        x = LEFT + 100 * i
-        print(f'<path d="M{x} 20h22" stroke="{colors[who]}" stroke-width="2.5"/>')
-        print(text(x + 28, 24, who, "start"))
+    parts = legend(LEFT, names, colors)
     for i, (case, curves) in enumerate(panels.items()):
         x, y = i % columns * PANEL_WIDTH, LEGEND_HEIGHT + i // columns * PANEL_HEIGHT
-        print(f'<g transform="translate({x} {y})">')
-        print(draw_panel(case, curves, colors, label))
-        print("</g>")
-    print("</svg>")
+        parts += [f'<g transform="translate({x} {y})">', draw_panel(case, curves, colors, label),
+                  "</g>"]
+    print(document(width, height, parts))
 
 
 if __name__ == "__main__":

@@ -1,18 +1,24 @@
 """Reads the JSON files of Google Benchmark runs, for the scripts that show them.
 
 Names read <Case>/<who>[/<argument>...]: who is qx or a peer, and rows that differ only in who are
-compared. Files <Program>.json and <Program>.<peer>.json belong to one program.
+compared. Files <Program>.json and <Program>.<peer>.json belong to one program. What the figures do
+not say stands in bench/notes.toml.
 """
 
 import json
 import pathlib
 import re
+import tomllib
+
+BENCH = pathlib.Path(__file__).resolve().parent.parent / "bench"
 
 # Parts of a name that the framework or an argument adds, which never say who.
 DECORATION = re.compile(r"[\d.]+$|\w+:\d|real_time$|process_time$|manual_time$")
 TO_NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 # Label of a row that would only lengthen a table.
 PLOT_ONLY = "plot only"
+# What differs by less than this is as fast, on a machine that is never quite still.
+EQUAL = 0.05
 
 
 def split_name(name):
@@ -30,7 +36,7 @@ def read_programs(files):
     for file in sorted(files):
         path = pathlib.Path(file)
         programs.setdefault(path.name.split(".")[0], []).append(json.loads(path.read_text()))
-    return programs
+    return dict(sorted(programs.items()))
 
 
 def read_cases(runs):
@@ -58,3 +64,46 @@ def human_time(value):
         if value >= size:
             return f"{value / size:.3g} {unit}"
     return f"{value:.3g} ns"
+
+
+class Notes:
+    """bench/notes.toml: which peers do less than the library, and why a row is slower."""
+
+    def __init__(self):
+        notes = tomllib.loads((BENCH / "notes.toml").read_text("utf-8"))
+        self.versions = notes["versions"]
+        self.programs = notes["programs"]
+
+    def is_bound(self, program, who):
+        return who in self.programs.get(program, {}).get("bounds", [])
+
+    def reason(self, program, case):
+        """The note on the case, else on its family, which is the case without arguments."""
+        reasons = self.programs.get(program, {}).get("reasons", {})
+        return reasons.get(case, reasons.get(case.split("/")[0], ""))
+
+    def check(self, program, cases):
+        """Fails for a note on what the program does not measure."""
+        notes = self.programs.get(program, {})
+        known = {who for rows in cases.values() for who in rows}
+        known |= set(cases) | {case.split("/")[0] for case in cases}
+        for name in [*notes.get("bounds", []), *notes.get("reasons", {})]:
+            if name not in known:
+                raise SystemExit(f"bench/notes.toml: {program} measures no {name}")
+
+
+class Ratio:
+    """One row of the library beside one row of a peer; above 1 the library is faster."""
+
+    def __init__(self, program, case, own, who, peer, is_bound):
+        self.program, self.case, self.who, self.is_bound = program, case, who, is_bound
+        self.own_time, self.peer_time = nanoseconds(own), nanoseconds(peer)
+        self.value = self.peer_time / self.own_time
+
+
+def ratios(program, cases, notes):
+    """Every comparison of a program in the order of its cases. Another class of the library, a row
+    named qx::..., is no peer."""
+    return [Ratio(program, case, rows["qx"], who, row, notes.is_bound(program, who))
+            for case, rows in cases.items() if "qx" in rows
+            for who, row in rows.items() if who != "qx" and not who.startswith("qx::")]
