@@ -59,6 +59,7 @@
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/Singleton.h>
 #include <qx/core/Startup.h>
@@ -126,6 +127,7 @@
 #include <qx/io/LockingChannel.h>
 #include <qx/io/MarkBuffer.h>
 #include <qx/io/MaskedConsoleInputStream.h>
+#include <qx/io/MovedLength.h>
 #include <qx/io/NullOutputStream.h>
 #include <qx/io/NullWriter.h>
 #include <qx/io/OutputStream.h>

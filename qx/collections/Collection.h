@@ -27,7 +27,7 @@ class Collection : public Object {
 public:
     /// @param wrapped  not null; kept by a reference
     /// @throws ResultException with result::NullPointer
-    explicit Collection(pcom::Collection* wrapped) : m_wrapped(requireWrapped(wrapped)) {}
+    explicit Collection(pcom::Collection* wrapped) : m_wrapped(required(wrapped)) {}
 
     int compareTo(const Object& other) const override {
         return m_wrapped->compareTo(unwrapped<Collection>(other));

@@ -6,7 +6,7 @@
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
-#include <qx/core/Result.h>
+#include <qx/core/Required.h>
 
 // The step between the typed elements of a facade and the component objects in what it wraps.
 
@@ -40,15 +40,6 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
         static_cast<void>(element.detach());
         return Reference<T>::attach(typed);
     }
-}
-
-/// What a facade wraps, which must not be null.
-/// @throws ResultException with result::NullPointer
-template <class Interface>
-Interface* requireWrapped(Interface* wrapped) {
-    if (!wrapped)
-        throwResult(result::NullPointer, u"nothing to wrap");
-    return wrapped;
 }
 
 /// The object that a facade stands for in comparisons: what it wraps when @p other is a @p Facade,

@@ -25,7 +25,7 @@ class Map : public Object {
 public:
     /// @param wrapped  not null; kept by a reference
     /// @throws ResultException with result::NullPointer
-    explicit Map(pcom::Map* wrapped) : m_wrapped(requireWrapped(wrapped)) {}
+    explicit Map(pcom::Map* wrapped) : m_wrapped(required(wrapped)) {}
 
     int compareTo(const Object& other) const override {
         return m_wrapped->compareTo(unwrapped<Map>(other));

@@ -19,7 +19,7 @@ template <class T, class Interface>
 class TypedWalk : public Object {
 public:
     /// @param wrapped  not null; kept by a reference
-    explicit TypedWalk(Interface* wrapped) : m_wrapped(requireWrapped(wrapped)) {}
+    explicit TypedWalk(Interface* wrapped) : m_wrapped(required(wrapped)) {}
 
     bool hasNext() const { return m_wrapped->hasNext(); }
     Reference<T> next() { return elementAs<T>(m_wrapped->next()); }

@@ -18,9 +18,10 @@ class OutputStream;
 /// Bytes of a fixed number with a position and a limit: the common part of ByteBuffer (bytes are
 /// signed char) and CQXByteBuffer (unsigned char), one of which is @p Derived.
 ///
-/// Position <= limit <= capacity, all in bytes; only setLimit and setBuffer can leave the position
-/// beyond the limit, and then nothing remains. The relative form of an operation works at the
-/// position and advances it, the absolute one works at an index and leaves it.
+/// Position <= limit <= capacity, all in bytes; only setLimit and the accessors that check nothing
+/// can leave the position beyond the limit, and then nothing remains. The relative form of an
+/// operation works at the position and advances it, the absolute one works at an index and leaves
+/// it.
 ///
 /// Block forms, those of values in bulk among them, move what fits in front of the limit and return
 /// how much that was. The accessors of single bytes and values check nothing but read-only: the
@@ -98,6 +99,7 @@ public:
     unsigned int put(const Byte* from, unsigned int count);
     unsigned int put(unsigned int index, const Byte* from, unsigned int count);
     /// Moves what remains in @p source and fits here, and advances both positions.
+    /// @throws ResultException (result::NullPointer) for no source
     void put(Derived* source);
 
     int16_t getInt16() noexcept { return getValue<int16_t>(); }
@@ -133,7 +135,8 @@ public:
 
     /// Fills the buffer by one read of @p in, unless it is full.
     /// @return the number of bytes read; 0 at the end of the stream
-    /// @throws ReadOnlyException, IoException for a stream that claims more than was asked for
+    /// @throws ReadOnlyException, IoException for a stream that claims more than was asked for,
+    ///     ResultException (result::NullPointer) for no stream
     unsigned int readFrom(InputStream* in);
     /// The same until the buffer is full or a read brings nothing.
     unsigned int readFully(InputStream* in);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/io/PendingBuffer.h>
 
 namespace qx::io {
@@ -13,7 +14,8 @@ namespace qx::io {
 template <class Base, class Unit>
 class BufferedSink : public Base {
 public:
-    BufferedSink(Reference<Base> out, int32_t size) : m_out(std::move(out)), m_buffer(size) {}
+    BufferedSink(Reference<Base> out, int32_t size)
+        : m_out(required(std::move(out))), m_buffer(size) {}
 
     using Base::write;
     void write(const Unit* from, int32_t length) override { m_buffer.write(*m_out, from, length); }

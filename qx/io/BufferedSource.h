@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/io/MarkBuffer.h>
 
 namespace qx::io {
@@ -13,7 +14,8 @@ namespace qx::io {
 template <class Base, class Unit>
 class BufferedSource : public Base {
 public:
-    BufferedSource(Reference<Base> in, int32_t size) : m_in(std::move(in)), m_buffer(size) {}
+    BufferedSource(Reference<Base> in, int32_t size)
+        : m_in(required(std::move(in))), m_buffer(size) {}
 
     using Base::read;
     int32_t read(Unit* to, int32_t length) override { return m_buffer.read(*m_in, to, length); }

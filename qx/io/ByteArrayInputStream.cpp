@@ -2,10 +2,14 @@
 
 #include <algorithm>
 
+#include <qx/core/Required.h>
+
 namespace qx::io {
 
 ByteArrayInputStream::ByteArrayInputStream(const signed char* bytes, int32_t length)
     : m_length(std::max(length, 0)) {
+    if (m_length > 0)
+        required(bytes);
     m_bytes = std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_length));
     std::copy_n(bytes, m_length, m_bytes.get());
 }

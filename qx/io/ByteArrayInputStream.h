@@ -15,7 +15,8 @@ struct MemoryBytes;
 /// Reads bytes from memory. At the end even a read of length 0 gives -1.
 class QX_API ByteArrayInputStream : public InputStream {
 public:
-    /// Copies @p length bytes.
+    /// Copies @p length bytes; none for a negative length.
+    /// @throws ResultException with result::NullPointer for bytes that are not there
     ByteArrayInputStream(const signed char* bytes, int32_t length);
 
     using InputStream::read;

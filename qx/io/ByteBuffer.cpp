@@ -2,10 +2,11 @@
 
 #include <cstring>
 
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/io/InputStream.h>
+#include <qx/io/MovedLength.h>
 #include <qx/io/OutputStream.h>
-#include <qx/io/detail/MovedLength.h>
 
 namespace qx::io {
 
@@ -143,11 +144,9 @@ unsigned int BasicByteBuffer<Derived, Byte>::put(unsigned int index, const Byte*
 template <class Derived, class Byte>
 void BasicByteBuffer<Derived, Byte>::put(Derived* source) {
     requireWritable();
-    if (!source)
-        throwResult(result::NullPointer);
-    const unsigned int moved = put(source->getConstBuffer() + source->getPosition(),
-                                   std::min(remaining(), source->remaining()));
-    BasicByteBuffer& from = *source;
+    BasicByteBuffer& from = *required(source);
+    const unsigned int moved =
+        put(from.m_bytes.get() + from.m_position, std::min(remaining(), from.remaining()));
     if (&from != this)
         from.m_position += moved;
 }
@@ -155,11 +154,12 @@ void BasicByteBuffer<Derived, Byte>::put(Derived* source) {
 template <class Derived, class Byte>
 unsigned int BasicByteBuffer<Derived, Byte>::readFrom(InputStream* in) {
     requireWritable();
+    required(in);
     if (remaining() == 0)
         return 0;
-    const int32_t wanted = detail::clippedLength(remaining());
-    const int32_t count = detail::checkedMove(
-        in->read(streamBytes(m_bytes.get() + m_position), wanted), wanted, detail::EndOfInput);
+    const int32_t wanted = clippedLength(remaining());
+    const int32_t count =
+        checkedMove(in->read(streamBytes(m_bytes.get() + m_position), wanted), wanted, EndOfInput);
     const auto moved = static_cast<unsigned int>(std::max(count, 0));
     m_position += moved;
     return moved;
@@ -175,9 +175,10 @@ unsigned int BasicByteBuffer<Derived, Byte>::readFully(InputStream* in) {
 
 template <class Derived, class Byte>
 unsigned int BasicByteBuffer<Derived, Byte>::writeTo(OutputStream* out) {
+    required(out);
     const unsigned int total = remaining();
     do {
-        const int32_t length = detail::clippedLength(remaining());
+        const int32_t length = clippedLength(remaining());
         out->write(streamBytes(m_bytes.get() + m_position), length);
         m_position += static_cast<unsigned int>(length);
     } while (remaining() != 0);

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/io/ByteBuffer.h>
 #include <qx/io/InputStream.h>
 #include <qx/platform/export.h>
@@ -13,7 +14,7 @@ namespace qx::io {
 /// length 0 gives -1.
 class QX_API ByteBufferInputStream : public InputStream {
 public:
-    explicit ByteBufferInputStream(ByteBuffer* buffer) : m_buffer(buffer) {}
+    explicit ByteBufferInputStream(ByteBuffer* buffer) : m_buffer(required(buffer)) {}
 
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;

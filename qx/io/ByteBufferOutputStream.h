@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/io/ByteBuffer.h>
 #include <qx/io/OutputStream.h>
 #include <qx/platform/export.h>
@@ -13,7 +14,7 @@ namespace qx::io {
 /// noted for good.
 class QX_API ByteBufferOutputStream : public OutputStream {
 public:
-    explicit ByteBufferOutputStream(ByteBuffer* buffer) : m_buffer(buffer) {}
+    explicit ByteBufferOutputStream(ByteBuffer* buffer) : m_buffer(required(buffer)) {}
 
     using OutputStream::write;
     /// @throws ReadOnlyException for a read-only buffer

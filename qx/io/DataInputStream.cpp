@@ -4,6 +4,7 @@
 
 #include <qx/core/String.h>
 #include <qx/io/IoException.h>
+#include <qx/io/MovedLength.h>
 #include <qx/io/detail/MemoryStreams.h>
 
 namespace qx::io {
@@ -41,7 +42,7 @@ Value readValue(InputStream& in) {
 
 void DataInputStream::readFully(signed char* to, int32_t length) {
     while (length > 0) {
-        const int32_t count = wrapped().read(to, length);
+        const int32_t count = checkedMove(wrapped().read(to, length), length);
         if (count < 0)
             throw UnexpectedEOFException();
         to += count;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 
 namespace qx::io {
 
@@ -12,7 +13,7 @@ namespace qx::io {
 template <class Base, class Unit>
 class FilterSink : public Base {
 public:
-    explicit FilterSink(Reference<Base> out) : m_out(std::move(out)) {}
+    explicit FilterSink(Reference<Base> out) : m_out(required(std::move(out))) {}
 
     using Base::write;
     void write(const Unit* from, int32_t length) override { m_out->write(from, length); }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 
 namespace qx::io {
 
@@ -12,7 +13,7 @@ namespace qx::io {
 template <class Base, class Unit>
 class FilterSource : public Base {
 public:
-    explicit FilterSource(Reference<Base> in) : m_in(std::move(in)) {}
+    explicit FilterSource(Reference<Base> in) : m_in(required(std::move(in))) {}
 
     using Base::read;
     int32_t read(Unit* to, int32_t length) override { return m_in->read(to, length); }

@@ -10,7 +10,9 @@ namespace qx::io {
 /// has a default that rests on it.
 ///
 /// Counts are in bytes. Streams are used by one thread at a time. Destroying a stream that wraps
-/// another releases it and does not close it.
+/// another releases it and does not close it. Wrapping null throws ResultException with
+/// result::NullPointer; a wrapped stream that claims to have read more than it was asked for is an
+/// IoException.
 class QX_API InputStream : public Object {
 public:
     /// The block read below, for the other byte types.

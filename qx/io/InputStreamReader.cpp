@@ -4,7 +4,9 @@
 #include <cstring>
 #include <limits>
 
+#include <qx/core/Required.h>
 #include <qx/io/IoException.h>
+#include <qx/io/MovedLength.h>
 
 namespace qx::io {
 
@@ -19,7 +21,7 @@ constexpr char16_t Replacement = 0xFFFD;
 } // namespace
 
 InputStreamReader::InputStreamReader(InputStream* in, const char16_t* encoding, int32_t size)
-    : m_in(in), m_converter(text::charset::ByteToCharConverter::getConverter(encoding)),
+    : m_in(required(in)), m_converter(text::charset::ByteToCharConverter::getConverter(encoding)),
       m_size(std::max(size, MinimumSize)),
       m_bytes(std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_size))) {}
 
@@ -128,7 +130,8 @@ bool InputStreamReader::makeRoom() {
 }
 
 void InputStreamReader::readBytes() {
-    const int32_t count = m_in->read(m_bytes.get() + m_count, m_size - m_count);
+    const int32_t room = m_size - m_count;
+    const int32_t count = checkedMove(m_in->read(m_bytes.get() + m_count, room), room);
     if (count < 0)
         m_endOfInput = true;
     else

@@ -12,7 +12,7 @@ bool isNamed(const char* name) noexcept { return name && *name; }
 } // namespace
 
 LockingChannel::LockingChannel(IChannel* channel, const char* mutexName)
-    : m_channel(detail::required(channel)),
+    : m_channel(required(channel)),
       m_mutex(isNamed(mutexName) ? mutexName : nullptr, isNamed(mutexName) ? QX_SYNC_SHARED : 0) {}
 
 void LockingChannel::wait() { m_mutex.wait(); }

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include <qx/io/IoException.h>
+#include <qx/io/MovedLength.h>
 
 namespace qx::io {
 
@@ -137,7 +138,7 @@ int32_t MarkBuffer<Unit>::readSlowly(Source& source, Unit* to, int32_t length) {
             if (delivered > 0 && source.available() == 0)
                 return delivered;
             if (wanted >= m_size && m_markPosition < 0) {
-                const int32_t count = source.read(to + delivered, wanted);
+                const int32_t count = checkedMove(source.read(to + delivered, wanted), wanted);
                 if (count > 0)
                     return delivered + count;
                 return delivered > 0 ? delivered : count;
@@ -171,7 +172,8 @@ template <class Source>
 bool MarkBuffer<Unit>::refill(Source& source) {
     requireOpen();
     const int32_t start = keepMarked();
-    const int32_t count = source.read(m_units.get() + start, m_size - start);
+    const int32_t room = m_size - start;
+    const int32_t count = checkedMove(source.read(m_units.get() + start, room), room);
     if (count > 0) {
         m_position = start;
         m_count = start + count;

@@ -10,7 +10,8 @@ namespace qx::io {
 /// a default that rests on it.
 ///
 /// Counts are in bytes. Streams are used by one thread at a time unless they say otherwise.
-/// Destroying a stream that wraps another releases it and neither flushes nor closes it.
+/// Destroying a stream that wraps another releases it and neither flushes nor closes it. Wrapping
+/// null throws ResultException with result::NullPointer.
 class QX_API OutputStream : public Object {
 public:
     /// The block write below, for the other byte types.

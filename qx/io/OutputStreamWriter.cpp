@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
 #include <qx/text/charset/EncodingException.h>
@@ -19,7 +20,7 @@ constexpr int32_t LongestSequence = 32;
 } // namespace
 
 OutputStreamWriter::OutputStreamWriter(OutputStream* out, const char16_t* encoding, int32_t size)
-    : m_out(out), m_converter(text::charset::CharToByteConverter::getConverter(encoding)),
+    : m_out(required(out)), m_converter(text::charset::CharToByteConverter::getConverter(encoding)),
       m_size(std::max(size, MinimumSize)),
       m_bytes(std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_size))) {}
 

@@ -5,7 +5,7 @@
 namespace qx::io {
 
 ReadWriteChannel::ReadWriteChannel(IReadChannel* reader, IWriteChannel* writer)
-    : m_reader(detail::required(reader)), m_writer(detail::required(writer)) {}
+    : m_reader(required(reader)), m_writer(required(writer)) {}
 
 int ReadWriteChannel::read(ByteBuffer& buffer) { return m_reader->read(buffer); }
 

@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
@@ -81,6 +82,8 @@ void BigInteger::setSize(int32_t size) {
 void BigInteger::setByteArray(const signed char* source, int32_t length, bool negative) {
     if (length < 0)
         throw RangeErrorException(u"Length can't be negative"_qs);
+    if (length > 0)
+        required(source);
     // The bytes may be those of the number itself.
     BigInteger made;
     made.setSize(length);

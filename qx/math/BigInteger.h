@@ -34,7 +34,8 @@ public:
     BigInteger(T value) : BigInteger(IntegerView(value)) {}
     explicit BigInteger(const IntegerView& value);
     /// The magnitude from @p length bytes, least significant first; leading zero bytes are dropped.
-    /// @throws RangeErrorException for a negative length
+    /// @throws RangeErrorException for a negative length, ResultException with result::NullPointer
+    ///     for bytes that are not there
     BigInteger(const signed char* bytes, int length, bool negative);
     /// Reads a number in a radix of 2 to 36: "-" for one below zero, then digits, of which those
     /// above 9 are letters in either case. The digits are read in groups of three from the right,

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteArrayOutputStream.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/FakeStreams.h"
 
 using namespace qxtest;
@@ -25,6 +27,7 @@ std::string contentOf(const ByteArrayOutputStream& out) {
 
 TEST(ByteArrayInputStream, TestsTheEndFirst) {
     ByteArrayInputStream empty(nullptr, 0);
+    expectThrowsResult(qx::result::NullPointer, [] { ByteArrayInputStream(nullptr, 1); });
     signed char bytes[8];
     EXPECT_EQ(empty.read(bytes, 5), -1);
     EXPECT_EQ(empty.read(bytes, 0), -1);

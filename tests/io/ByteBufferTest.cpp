@@ -138,6 +138,8 @@ TYPED_TEST(ByteBuffers, MovesFromBufferToBuffer) {
     EXPECT_EQ(source->getPosition(), 10u) << "onto itself, the position moves once";
     expectThrowsResult(qx::result::NullPointer,
                        [&] { source->put(static_cast<TypeParam*>(nullptr)); });
+    expectThrowsResult(qx::result::NullPointer, [&] { target->readFrom(nullptr); });
+    expectThrowsResult(qx::result::NullPointer, [&] { target->writeTo(nullptr); });
 }
 
 TYPED_TEST(ByteBuffers, ReadOnlyBuffersRefuseEveryWriteUnchanged) {

@@ -1,10 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/io/BitInputStream.h>
+#include <qx/io/ByteBufferInputStream.h>
+#include <qx/io/ByteBufferOutputStream.h>
+#include <qx/io/DataInputStream.h>
+#include <qx/io/InputStreamReader.h>
 #include <qx/io/NullOutputStream.h>
 #include <qx/io/NullWriter.h>
+#include <qx/io/OutputStreamWriter.h>
 #include <qx/io/StringWriter.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/FakeStreams.h"
 
 using namespace qxtest;
@@ -82,6 +90,42 @@ TYPED_TEST(StreamDefaults, FiltersForwardOneToOne) {
     filter.close();
     EXPECT_EQ(source.notes, "read 5;single 0;skip 6;available 0;markSupported 0;mark 8;reset 0;"
                             "close 0;");
+}
+
+TYPED_TEST(StreamDefaults, WrappersRefuseNull) {
+    const auto refused = [](auto make) { expectThrowsResult(qx::result::NullPointer, make); };
+    refused([] { typename TypeParam::FilterSource(nullptr); });
+    refused([] { typename TypeParam::FilterSink(nullptr); });
+    refused([] { typename TypeParam::BufferedSource(nullptr, 16); });
+    refused([] { typename TypeParam::BufferedSink(nullptr, 16); });
+    refused([] { qx::io::InputStreamReader(nullptr); });
+    refused([] { qx::io::OutputStreamWriter(nullptr); });
+    refused([] { qx::io::BitInputStream(nullptr); }); // looks at the stream when it is made
+    refused([] { qx::io::ByteBufferInputStream(nullptr); });
+    refused([] { qx::io::ByteBufferOutputStream(nullptr); });
+}
+
+/// Claims to have read more than it was asked for.
+template <class Twin>
+class Boaster : public Twin::Source {
+public:
+    int32_t read(typename Twin::Unit*, int32_t length) override { return length + 1; }
+};
+
+TYPED_TEST(StreamDefaults, WhatASourceClaimsBeyondTheMemoryItWasGivenIsAnError) {
+    using Unit = typename TypeParam::Unit;
+    Boaster<TypeParam> boaster;
+    EXPECT_THROW(boaster.skip(10), qx::io::IoException);
+    typename TypeParam::BufferedSource buffered(&boaster, 16);
+    Unit units[32];
+    EXPECT_THROW(buffered.read(), qx::io::IoException);
+    EXPECT_THROW(buffered.read(units, 32), qx::io::IoException);
+    EXPECT_THROW(buffered.skip(1), qx::io::IoException);
+
+    Boaster<Bytes> bytes;
+    signed char place[8];
+    EXPECT_THROW(qx::io::DataInputStream(&bytes).readFully(place, 8), qx::io::IoException);
+    EXPECT_THROW(qx::io::InputStreamReader(&bytes, u"ASCII").read(), qx::io::IoException);
 }
 
 /// Tells the forms of write apart.

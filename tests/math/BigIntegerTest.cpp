@@ -81,6 +81,7 @@ TEST(BigInteger, TakesAndGivesBytesLeastSignificantFirst) {
     EXPECT_FALSE(BigInteger(bytes + 3, 5, true).isNegative());
     EXPECT_EQ(BigInteger(nullptr, 0, false), 0);
     EXPECT_THROW(BigInteger(bytes, -1, false), RangeErrorException);
+    EXPECT_THROW(BigInteger(nullptr, 1, false), ResultException);
 }
 
 TEST(BigInteger, ZeroHasNoSign) {

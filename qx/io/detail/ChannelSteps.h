@@ -3,11 +3,12 @@
 #include <cstdint>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/io/ByteBuffer.h>
 #include <qx/io/IReadChannel.h>
 #include <qx/io/IWriteChannel.h>
-#include <qx/io/detail/MovedLength.h>
+#include <qx/io/MovedLength.h>
 
 // What every channel does around the call that moves the bytes.
 
@@ -67,15 +68,6 @@ inline int32_t writeThrough(IWriteChannel& channel, const signed char* bytes, in
         ByteBuffer buffer(bytes, static_cast<unsigned int>(offered), QX_ENDIAN_LITTLE);
         return checkedMove(channel.write(buffer), offered, 0);
     });
-}
-
-/// A reference to @p adapted.
-/// @throws ResultException with result::NullPointer for null
-template <class T>
-Reference<T> required(T* adapted) {
-    if (!adapted)
-        throwResult(result::NullPointer);
-    return adapted;
 }
 
 } // namespace qx::io::detail

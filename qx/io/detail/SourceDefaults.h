@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include <qx/io/MovedLength.h>
+
 namespace qx::io::detail {
 
 /// One unit of @p source through its block read, zero-extended, or -1 at the end.
@@ -22,7 +24,8 @@ int32_t skipByReading(Source& source, int32_t count) {
     Unit scratch[BlockSize];
     int32_t skipped = 0;
     while (skipped < count) {
-        const int32_t read = source.read(scratch, std::min(count - skipped, BlockSize));
+        const int32_t wanted = std::min(count - skipped, BlockSize);
+        const int32_t read = checkedMove(source.read(scratch, wanted), wanted);
         if (read < 0)
             break;
         skipped += read;

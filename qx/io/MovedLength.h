@@ -1,0 +1,38 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include <qx/io/IoException.h>
+
+// Lengths that are offered to a stream or channel, and what comes back.
+
+namespace qx::io {
+
+/// What a read returns at the end of the input.
+constexpr int32_t EndOfInput = -1;
+
+/// A length of @p count bytes, or as much of it as one call can take.
+inline int32_t clippedLength(unsigned int count) noexcept {
+    return static_cast<int32_t>(std::min<unsigned int>(count, std::numeric_limits<int32_t>::max()));
+}
+
+/// @p moved itself: trusted any further, a larger number than was @p offered would lead beyond the
+/// memory that was offered.
+/// @throws IoException when it is more than was offered
+inline int32_t checkedMove(int32_t moved, int32_t offered) {
+    if (moved > offered) [[unlikely]]
+        throwIo(u"more claimed to be moved than was offered");
+    return moved;
+}
+
+/// The same, for what has no number below @p least.
+/// @throws IoException for one below that too
+inline int32_t checkedMove(int32_t moved, int32_t offered, int32_t least) {
+    if (moved < least)
+        throwIo(u"a negative number claimed to be moved");
+    return checkedMove(moved, offered);
+}
+
+} // namespace qx::io
