@@ -78,8 +78,11 @@ check_docs() {
     return $status
 }
 
+# The pages name no file, program or option that is not there.
+check_links() { python3 scripts/check-links.py; }
+
 checks=("$@")
-(($#)) || checks=(layers headers text format generated docs)
+(($#)) || checks=(layers headers text format generated docs links)
 status=0
 for check in "${checks[@]}"; do
     "check_$check" || { echo "check $check failed"; status=1; }
