@@ -43,25 +43,14 @@ struct CodecClass {
             if (outer)
                 return result::NoAggregation;
             Reference<Encoding> encoding = Encoding::get(Index);
-            auto* const codec = new TableCodec(std::move(encoding));
-            codec->SetComModule(module);
-            return Reference<TableCodec>(codec)->QueryInterface(iid, out);
-        });
-    }
-
-    static int32_t createFactory(pcom::Module* module, uintptr_t, const GUID& iid, void** out) {
-        return resultOf([&] {
-            const auto factory = makeReference<pcom::ClassFactory>();
-            factory->SetComModule(module);
-            factory->SetCreateInstanceQIFunc(&createInstance);
-            return factory->QueryInterface(iid, out);
+            return pcom::handOutNew(module, new TableCodec(std::move(encoding)), iid, out);
         });
     }
 
     static constexpr pcom::ClassData row() {
         return {&Clsid,
                 0,
-                &createFactory,
+                &pcom::createFactory<&createInstance>,
                 [] { return ProgId.data(); },
                 [] { return Description.data(); },
                 [] { return VersionIndependentProgId.data(); },

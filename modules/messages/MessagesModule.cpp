@@ -106,9 +106,7 @@ public:
         auto bundle = registeredBundle(clsid);
         if (!bundle)
             return result::ClassNotAvailable;
-        const auto factory = makeReference<MessageFileFactory>(*std::move(bundle));
-        factory->SetComModule(this);
-        return factory->QueryInterface(iid, out);
+        return pcom::handOutNew(this, new MessageFileFactory(*std::move(bundle)), iid, out);
     }
 };
 

@@ -29,8 +29,10 @@ int32_t BundleFactory::CreateInstance(IQXUnknown* outer, const GUID& iid, void**
     *out = nullptr;
     if (outer)
         return iid == IQXUnknown::Iid ? result::NoAggregation : result::InvalidArgument;
-    return resultOf([&] {
+    return resultOf([&]() -> int32_t {
         const auto bundle = createBundle();
+        if (!bundle)
+            return result::Fail;
         if (pcom::ModuleCount* const module = GetComModule()) {
             // As if it had been set before the first reference.
             module->AddRef();
@@ -54,10 +56,8 @@ Reference<StringBundle> createBundle(const CompiledBundle& bundle) {
 
 int32_t createBundleFactory(pcom::Module* module, uintptr_t bundle, const GUID& iid, void** out) {
     return resultOf([&] {
-        const auto factory =
-            makeReference<CompiledBundleFactory>(*reinterpret_cast<const CompiledBundle*>(bundle));
-        factory->SetComModule(module);
-        return factory->QueryInterface(iid, out);
+        const auto& compiled = *reinterpret_cast<const CompiledBundle*>(bundle);
+        return pcom::handOutNew(module, new CompiledBundleFactory(compiled), iid, out);
     });
 }
 

@@ -17,7 +17,7 @@ public:
     int32_t CreateInstance(IQXUnknown* outer, const GUID& iid, void** out) override;
 
 protected:
-    /// A new bundle, for every component that is asked for.
+    /// A new bundle, for every component that is asked for; null is result::Fail.
     /// @throws Exception whose result CreateInstance gives
     virtual Reference<StringBundle> createBundle() = 0;
 };

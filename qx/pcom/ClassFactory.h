@@ -38,6 +38,13 @@ private:
     CreateInstanceFunction m_createInstance = nullptr;
 };
 
+/// Lets @p module, null for none, count @p object, which was just made by new and has no reference
+/// yet, and hands out its interface @p iid. An object that does not have it is gone.
+inline int32_t handOutNew(ModuleCount* module, ComObject* object, const GUID& iid, void** out) {
+    object->SetComModule(module);
+    return Reference<ComObject>(object)->QueryInterface(iid, out);
+}
+
 /// Creates a default-constructed @p T, a class over ComObject that cannot be part of another
 /// object.
 template <class T>
@@ -45,20 +52,17 @@ int32_t createInstance(Module* module, IQXUnknown* outer, const GUID& iid, void*
     return resultOf([&]() -> int32_t {
         if (outer)
             return result::NoAggregation;
-        T* const object = new T();
-        object->SetComModule(module);
-        return Reference<T>(object)->QueryInterface(iid, out);
+        return handOutNew(module, new T(), iid, out);
     });
 }
 
-/// Makes the class factory of @p T.
-template <class T>
+/// Makes the class factory that creates by @p Create.
+template <ClassFactory::CreateInstanceFunction Create>
 int32_t createFactory(Module* module, uintptr_t /*creatorParameter*/, const GUID& iid, void** out) {
     return resultOf([&] {
-        const auto factory = makeReference<ClassFactory>();
-        factory->SetComModule(module);
-        factory->SetCreateInstanceQIFunc(&createInstance<T>);
-        return factory->QueryInterface(iid, out);
+        auto* const factory = new ClassFactory();
+        factory->SetCreateInstanceQIFunc(Create);
+        return handOutNew(module, factory, iid, out);
     });
 }
 
@@ -69,7 +73,7 @@ template <class T>
 constexpr ClassData classRow() noexcept {
     return {&T::Clsid,
             0,
-            &createFactory<T>,
+            &createFactory<&createInstance<T>>,
             &T::GetComProgID,
             &T::GetComDescription,
             &T::GetComVersionIndependentProgID,

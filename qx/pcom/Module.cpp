@@ -64,6 +64,7 @@ int32_t Module::GetClassObject(const GUID& clsid, const GUID& iid, void** out) {
         return result::NullPointer;
     *out = nullptr;
     int32_t result = result::ClassNotAvailable;
+    // A failure of the class's own row goes on to the next one, which may be of the same class.
     for (ClassData* entry = m_classes; entry->clsid; ++entry) {
         result = TryGetClassObject(clsid, iid, out, *entry);
         if (result >= 0)
@@ -91,9 +92,13 @@ int32_t Module::makeFactory(ClassData& entry) {
     const std::lock_guard guard(m_lock);
     if (factoryOf(entry).load(std::memory_order_relaxed))
         return result::Ok;
+    if (!entry.createFactory)
+        return result::NotImplemented;
     IQXClassFactory* factory = nullptr;
-    const int32_t result = entry.createFactory(this, entry.creatorParameter, IQXClassFactory::Iid,
-                                               reinterpret_cast<void**>(&factory));
+    const int32_t result = resultOf([&] {
+        return entry.createFactory(this, entry.creatorParameter, IQXClassFactory::Iid,
+                                   reinterpret_cast<void**>(&factory));
+    });
     if (result < 0)
         return result;
     if (!factory)

@@ -69,8 +69,9 @@ public:
 
     /// The factory of a class, which is made on the first request and kept, as interface @p iid
     /// with a reference for the caller.
-    /// @return result::ClassNotAvailable for a class that is not in the table, or the failure of
-    ///     the factory's maker or query; @p out is then null
+    /// @return what the last row answered that was asked, one that succeeds or that at the end:
+    ///     result::ClassNotAvailable when it is of another class, so that a failure of the
+    ///     factory's maker or query is seen only where no row follows; @p out is then null
     virtual int32_t GetClassObject(const GUID& clsid, const GUID& iid, void** out);
 
     /// Enters every class into the registry, below QX_HKEY_CLASSES_64: all of them in one change

@@ -82,6 +82,9 @@ TEST_F(ModuleTest, RefusesWhatItDoesNotOffer) {
               result::ClassNotAvailable);
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(module.GetClassObject(Nameless::Clsid, Unknown, &out), result::NoInterface);
+    // The answer is that of the last row, of another class.
+    EXPECT_EQ(module.GetClassObject(Thing::Clsid, Unknown, &out), result::ClassNotAvailable);
+    EXPECT_EQ(out, nullptr);
     EXPECT_EQ(module.GetClassObject(Thing::Clsid, IQXClassFactory::Iid, nullptr),
               result::NullPointer);
     ClassData none[] = {{}};
@@ -111,8 +114,19 @@ TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
     EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::DiskFull);
     EXPECT_EQ(out, nullptr);
 
-    classes[1].createFactory = [](Module*, uintptr_t, const GUID&, void**) { return result::Ok; };
-    EXPECT_EQ(module.GetClassObject(Nameless::Clsid, IQXClassFactory::Iid, &out), result::Fail);
+    const auto tryMaker = [&](decltype(ClassData::createFactory) maker) {
+        classes[1].createFactory = maker;
+        return module.GetClassObject(Nameless::Clsid, IQXClassFactory::Iid, &out);
+    };
+    EXPECT_EQ(tryMaker([](Module*, uintptr_t, const GUID&, void**) { return result::Ok; }),
+              result::Fail);
+    EXPECT_EQ(tryMaker([](Module*, uintptr_t, const GUID&, void**) -> int32_t {
+                  throw ResultException(result::DiskFull);
+              }),
+              result::DiskFull);
+    EXPECT_EQ(tryMaker(nullptr), result::NotImplemented);
+    EXPECT_EQ(tryMaker(&createFactory<&createInstance<Nameless>>), result::Ok); // no lock is left
+    static_cast<IQXUnknown*>(out)->Release();
 }
 
 TEST_F(ModuleTest, ThreadsThatAskAtOnceGetOneFactory) {
