@@ -59,11 +59,12 @@ QX_API int32_t QXComRevokeClassFactory(const QXGUID* classId);
  *
  * A module is loaded by absolute path only (0x80070057), only when its file, each folder above it
  * and each link on the way belong to the user or the superuser and nobody else may write them
- * (0x80070005; folders in which everybody may make files, but change only his own, are fine), and
- * only when its file states an interface version that fits: 0x800700C1 for a file that is no
- * library, 0x800700BE for a library that is no module, 0x8007051A for another version. All of that
- * comes before anything in it runs; 0x8007007E when it then cannot be loaded, 0x8007007F when it
- * lacks an exported function, 0x80004005 when it throws or gives neither an object nor an error.
+ * (0x80070005; folders in which everybody may make files, but change only his own, are fine, and so
+ * is a group that /etc/passwd and /etc/group say to be the user's alone), and only when its file
+ * states an interface version that fits: 0x800700C1 for a file that is no library, 0x800700BE for a
+ * library that is no module, 0x8007051A for another version. All of that comes before anything in
+ * it runs; 0x8007007E when it then cannot be loaded, 0x8007007F when it lacks an exported function,
+ * 0x80004005 when it throws or gives neither an object nor an error.
  */
 
 /* Class identifier registered for a programmatic identifier; 0x80070002 when there is none. */

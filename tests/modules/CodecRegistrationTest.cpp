@@ -12,6 +12,7 @@
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/encinfo.h>
 
+#include "tests/support/SafeModule.h"
 #include "tests/support/TemporaryRegistry.h"
 #include "tests/text/ConverterSupport.h"
 
@@ -30,7 +31,7 @@ protected:
         EXPECT_EQ(kept, 0) << "a codec is left over";
     }
 
-    const String path{QX_TEST_MODULE_DIR "/qxcodecs.so"};
+    const String path{qxtest::safeModule(QX_TEST_MODULE_DIR "/qxcodecs.so").c_str()};
     qxtest::TemporaryRegistry registry;
 };
 

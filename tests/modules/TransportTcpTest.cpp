@@ -13,6 +13,7 @@
 
 #include "tests/net/Loopback.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/SafeModule.h"
 #include "tests/support/TemporaryRegistry.h"
 
 using namespace qx;
@@ -36,7 +37,7 @@ Reference<PropertySet> makeSet(Properties properties) {
 class TransportTcp : public testing::Test {
 protected:
     TransportTcp() {
-        const String path(QX_TEST_MODULE_DIR "/qxtransport_tcp.so");
+        const String path(qxtest::safeModule(QX_TEST_MODULE_DIR "/qxtransport_tcp.so").c_str());
         EXPECT_EQ(QXComRegisterModule(String(path, String::AM_COPY).getData()), 0);
         m_transport = net::Transport::get(Name);
     }

@@ -22,6 +22,9 @@
 namespace {
 
 const char* s_registry; // a folder
+// Modules, one of which is not linked to the library.
+const char* s_plainModule;
+const char* s_aloneModule;
 
 // Each of these has the library make something that it keeps until it is unloaded.
 
@@ -141,7 +144,7 @@ bool isLoaded() {
 /// A module needs the library until it is unloaded itself, also one that was not linked to it.
 bool outlivesItsLastUser() {
     void* library = load();
-    if (!library || !Components(library).setModule(QX_ALONE_MODULE_PATH))
+    if (!library || !Components(library).setModule(s_aloneModule))
         return false;
     const Counter counter = Components(library).createCounter();
     if (!counter || dlclose(library) != 0)
@@ -199,14 +202,16 @@ std::size_t heapInUse() { return mallinfo2().uordblks; }
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2)
+    if (argc != 4)
         return 2;
     s_registry = argv[1];
+    s_plainModule = argv[2];
+    s_aloneModule = argv[3];
     constexpr int WarmUp = 20; // rounds that fill caches of the system's own loader and locale code
     constexpr int Rounds = 300;
     constexpr std::size_t SmallestBlock = 32; // one a round is a leak, less is the heap's own noise
     void* const library = load();
-    if (!library || !Components(library).setModule(QX_PLAIN_MODULE_PATH) || dlclose(library) != 0)
+    if (!library || !Components(library).setModule(s_plainModule) || dlclose(library) != 0)
         return 1;
     for (int round = 0; round < WarmUp; ++round) {
         if (!loadUseAndUnload(true))

@@ -3,10 +3,16 @@
 # Arguments: the program, the folder of the test data.
 data=$(realpath "$2")/messages
 . "$(dirname "$0")/checks.sh"
+# Copies: modules are loaded from where nobody else may write, as a build tree need not be.
+built=$(realpath "$(dirname "$program")/..")
+mkdir "$folder"/{tools,modules}
+install "$built"/tools/{qxbundle,qxreg} "$folder/tools"
+install -m 700 "$built/modules/qxmessages.so" "$folder/modules"
+install -m 700 "$built/tests/qx_test_bundles.so" "$folder"
+program=$folder/tools/qxbundle
 qxbundle=$program
-build=$(dirname "$program")/..
-qxreg=$build/tools/qxreg
-module=$(realpath "$build/modules/qxmessages.so")
+qxreg=$folder/tools/qxreg
+module=$folder/modules/qxmessages.so
 export XDG_DATA_HOME=$folder/home
 
 # gives OUTPUT ARGUMENTS...: status 0 and what is printed
@@ -112,7 +118,7 @@ fails 1 "$PWD/none.so: no such file" install "$data" --module none.so
 gives '' compile "$data" --output a.cpp
 equal "compile to standard output" "$("$qxbundle" compile "$data"/*.messages)" "$(cat a.cpp)"
 fails 1 'bad/M.de.messages:1: no "="' compile bad
-compiled=$(realpath "$build/tests/qx_test_bundles.so")
+compiled=$folder/qx_test_bundles.so
 "$qxreg" register "$compiled"
 equal "register what was compiled" $? 0
 serves

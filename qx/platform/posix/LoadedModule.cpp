@@ -24,13 +24,13 @@ namespace {
 
 /// Whether nobody else can put something else in the place of a folder, link or file, once nobody
 /// can in the one above. In a sticky folder only the owner of a thing can.
-bool isInTrustedHands(const struct stat& status) noexcept {
+bool isInTrustedHands(const char* path, const struct stat& status) noexcept {
     if (!isOwnedByUserOrSystem(status))
         return false;
     if (S_ISLNK(status.st_mode))
         return true; // has no mode of its own
-    return (status.st_mode & OthersMayWrite) == 0 ||
-           (S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0);
+    const bool isSticky = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
+    return isSticky || !othersMayWrite(path, status);
 }
 
 /// Looks at everything on an absolute path, from the root to the file.
@@ -43,7 +43,7 @@ int32_t checkHands(std::string_view path) noexcept {
         struct stat status;
         if (::lstat(part.c_str(), &status) != 0)
             return lastResult();
-        if (!isInTrustedHands(status))
+        if (!isInTrustedHands(part.c_str(), status))
             return result::AccessDenied;
         if (end == path.size())
             return result::Ok;

@@ -32,11 +32,11 @@ int32_t check(const std::string& path, int file) noexcept {
     struct stat status;
     if (::fstat(file, &status) != 0)
         return lastResult();
-    if (!S_ISREG(status.st_mode) || !isTrusted(status))
+    if (!S_ISREG(status.st_mode) || !isTrusted(path.c_str(), status))
         return result::AccessDenied;
     if (::stat(folder.c_str(), &status) != 0)
         return lastResult();
-    return isTrusted(status) ? result::Ok : result::AccessDenied;
+    return isTrusted(folder.c_str(), status) ? result::Ok : result::AccessDenied;
 }
 
 bool setLock(int file, short type) noexcept {

@@ -3,19 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <fcntl.h>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 
 #include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/descriptor.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
+#include "qx/platform/posix/systemtable.h"
 
 namespace qx::platform {
 
@@ -45,24 +43,7 @@ std::string mountTable() {
         const std::lock_guard guard(s_table.lock);
         std::memcpy(file, s_table.file, sizeof file);
     }
-    std::string text;
-    const Descriptor in = Descriptor::open(file, O_RDONLY);
-    char bytes[4096];
-    for (;;) {
-        const ssize_t count =
-            retryInterrupted([&] { return ::read(in.get(), bytes, sizeof bytes); });
-        if (count <= 0)
-            return text;
-        text.append(bytes, static_cast<size_t>(count));
-    }
-}
-
-/// Takes the text up to @p end off the front of @p rest; all of it when there is none.
-std::string_view take(std::string_view& rest, char end) {
-    const size_t length = std::min(rest.find(end), rest.size());
-    const std::string_view part = rest.substr(0, length);
-    rest.remove_prefix(std::min(length + 1, rest.size()));
-    return part;
+    return readTable(file);
 }
 
 /// A field of the table, in which blanks and the like stand as "\" and three octal digits.

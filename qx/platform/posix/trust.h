@@ -5,15 +5,21 @@
 
 namespace qx::platform {
 
-inline constexpr mode_t OthersMayWrite = S_IWGRP | S_IWOTH;
-
 inline bool isOwnedByUserOrSystem(const struct stat& status) noexcept {
     return status.st_uid == ::geteuid() || status.st_uid == 0;
 }
 
+/// Whether somebody but the user and the system may write a file or folder, which is no link.
+///
+/// The group may, when it is the user's own: systems that give each user one make everything
+/// writable for it. It is known by the tables in /etc and not by a name service, which may be slow
+/// and cannot be asked for all users; the superuser has none, his rights are worth more care.
+/// @param path  of what @p status tells about
+bool othersMayWrite(const char* path, const struct stat& status) noexcept;
+
 /// Whether a file or folder is in the hands of the user or the system alone.
-inline bool isTrusted(const struct stat& status) noexcept {
-    return isOwnedByUserOrSystem(status) && (status.st_mode & OthersMayWrite) == 0;
+inline bool isTrusted(const char* path, const struct stat& status) noexcept {
+    return isOwnedByUserOrSystem(status) && !othersMayWrite(path, status);
 }
 
 } // namespace qx::platform
