@@ -219,7 +219,12 @@ void CommandLineParser::defineOption(const String& name, int32_t valueCount,
     folded = definition;
 }
 
-void CommandLineParser::setIgnoreCase(bool ignoreCase) { m_ignoreCase = ignoreCase; }
+void CommandLineParser::setIgnoreCase(bool ignoreCase) {
+    if (ignoreCase == m_ignoreCase)
+        return;
+    m_positions = PositionIndex(m_elements, ignoreCase).make(m_parameters);
+    m_ignoreCase = ignoreCase;
+}
 
 void CommandLineParser::parse(const String& commandLine) {
     const String line(commandLine); // keeps the text while it is read
@@ -271,18 +276,15 @@ void CommandLineParser::parseTokens(Tokens tokens) {
             }
         }
     }
-    Positions positions = PositionIndex(line.elements, false).make(line.parameters);
-    Positions foldedPositions = PositionIndex(line.elements, true).make(line.parameters);
+    Positions positions = PositionIndex(line.elements, m_ignoreCase).make(line.parameters);
     m_elements = std::move(line.elements);
     m_positions = std::move(positions);
-    m_foldedPositions = std::move(foldedPositions);
     m_parameters = std::move(line.parameters);
 }
 
 void CommandLineParser::reset() noexcept {
     m_elements.clear();
     m_positions.clear();
-    m_foldedPositions.clear();
     m_parameters.clear();
 }
 
@@ -333,8 +335,7 @@ const Reference<Element>& CommandLineParser::parameterAt(int32_t index) const {
 }
 
 const Reference<Element>* CommandLineParser::findOption(const String& name) const {
-    return PositionIndex(m_elements, m_ignoreCase)
-        .find(m_ignoreCase ? m_foldedPositions : m_positions, name.view());
+    return PositionIndex(m_elements, m_ignoreCase).find(m_positions, name.view());
 }
 
 Reference<Element> CommandLineParser::optionNamed(const String& name) const {

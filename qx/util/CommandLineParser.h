@@ -60,6 +60,7 @@ public:
 
     /// Chooses how names are looked up from now on, whatever was parsed before. Initially case
     /// counts. Only for definitions does it matter during a parse.
+    /// @throws std::bad_alloc; the choice is then as before
     void setIgnoreCase(bool ignoreCase);
 
     /// Replaces what was parsed before.
@@ -154,7 +155,6 @@ private:
     Definitions m_definitions{NameOrder{false}};
     Positions m_positions;
     Definitions m_foldedDefinitions{NameOrder{true}};
-    Positions m_foldedPositions;
     std::vector<int32_t> m_parameters;
     bool m_ignoreCase = false;
 };
