@@ -6,6 +6,7 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 jobs=$(nproc)
+export LC_ALL=C.UTF-8 # a fresh machine may have none, and the texts of the tests are UTF-8
 
 # Compile through a compiler cache where there is one.
 use_ccache() {
@@ -17,7 +18,7 @@ use_ccache() {
 # What every build needs, and what each script needs beside it.
 build_packages="cmake ninja-build g++ ccache libgtest-dev"
 test_packages="$build_packages pkg-config python3 clang-format locales libgmp-dev
-    libexpat1-dev socat netcat-openbsd groff-base gdb doxygen"
+    libexpat1-dev socat netcat-openbsd netbase groff-base gdb doxygen"
 clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev
     libgmp-dev libssl-dev libbotan-2-dev libpoco-dev libglib2.0-dev libspdlog-dev"
