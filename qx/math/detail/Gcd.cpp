@@ -52,6 +52,73 @@ Limb gcdOfLimbs(Limb a, Limb b) noexcept {
     return a << shift;
 }
 
+/// All steps of Euclid's algorithm from a and b, of which a becomes the greatest common divisor.
+EuclidSteps stepsToDivisor(Limb& a, Limb b) noexcept {
+    EuclidSteps steps;
+    while (b != 0) {
+        const Limb quotient = a / b;
+        a = std::exchange(b, a - quotient * b);
+        steps = {steps.u1, steps.v1, steps.u0 + quotient * steps.u1, steps.v0 + quotient * steps.v1,
+                 !steps.odd};
+    }
+    return steps;
+}
+
+/// The factors s and t of a number in the two remainders of Euclid's algorithm that began with a
+/// modulus and that number. They alternate in sign, and their magnitudes stay at or below the
+/// modulus.
+class Cofactors {
+public:
+    /// Limbs of scratch for a modulus of @p mn limbs.
+    static constexpr size_t scratch(size_t mn) noexcept { return 3 * (mn + 1); }
+
+    Cofactors(Limb* scratch, size_t mn) noexcept
+        : m_room(mn + 1), m_s(scratch), m_t(m_s + m_room), m_product(m_t + m_room) {
+        std::fill_n(m_s, 2 * m_room, Limb{0});
+        m_t[0] = 1;
+    }
+
+    /// For a division with this quotient, (s, t) becomes (t, s + quotient * t).
+    void step(const Limb* quotient, size_t length) {
+        const size_t sum = length + m_length;
+        if (length >= m_length)
+            multiply(m_product, quotient, length, m_t, m_length);
+        else
+            multiply(m_product, m_t, m_length, quotient, length);
+        const Limb carry = add(m_s, m_s, m_product, sum);
+        addLimb(m_s + sum, m_s + sum, m_room - sum, carry);
+        std::swap(m_s, m_t);
+        m_length = normalizedLength(m_t, m_room);
+        m_isNegative = !m_isNegative;
+    }
+
+    void apply(const EuclidSteps& steps) noexcept {
+        applyToCofactors(steps, m_s, m_t, m_length + 1);
+        m_length = normalizedLength(m_t, m_length + 1);
+        m_isNegative = m_isNegative != steps.odd;
+    }
+
+    /// Applies the last steps: r, of as many limbs as the modulus @p m, becomes s in [0, m).
+    void joinFirst(Limb* r, const EuclidSteps& steps, const Limb* m) noexcept {
+        const size_t mn = m_room - 1;
+        multiplyLimb(m_s, m_s, mn, steps.u0);
+        addProduct(m_s, m_t, mn, steps.v0);
+        // s has the sign that t has not.
+        if (m_isNegative == steps.odd)
+            subtract(r, m, m_s, mn);
+        else
+            std::copy_n(m_s, mn, r);
+    }
+
+private:
+    size_t m_room; // limbs of each
+    Limb* m_s;
+    Limb* m_t;
+    Limb* m_product;
+    size_t m_length = 1; // of t, which is the longer one
+    bool m_isNegative = false;
+};
+
 } // namespace
 
 size_t gcd(Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn) {
@@ -88,51 +155,27 @@ size_t gcd(Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn) {
 }
 
 bool modInverse(Limb* r, const Limb* a, size_t an, const Limb* m, size_t mn) {
-    // The remainders x and y begin as m and a. The factors of a in them, s and t, alternate in
-    // sign, and their magnitudes stay at or below m.
-    Scratch<InlineLimbs> scratch(7 * mn + 3);
+    // The remainders x and y begin as m and a.
+    Scratch<InlineLimbs> scratch(4 * mn + Cofactors::scratch(mn));
     Limb* x = scratch.take(mn);
     Limb* y = scratch.take(mn);
     Limb* z = scratch.take(mn);
-    Limb* s = scratch.take(mn + 1);
-    Limb* t = scratch.take(mn + 1);
     Limb* const q = scratch.take(mn);
-    Limb* const product = scratch.take(mn + 1);
+    Cofactors cofactors(scratch.take(Cofactors::scratch(mn)), mn);
     std::copy_n(m, mn, x);
     std::copy_n(a, an, y);
-    std::fill_n(s, mn + 1, Limb{0});
-    std::fill_n(t, mn + 1, Limb{0});
-    t[0] = 1;
     size_t xn = mn;
     size_t yn = an;
-    size_t tn = 1;
-    bool tIsNegative = false;
-    // (s, t) becomes (t, s + quotient * t).
-    const auto stepCofactors = [&](size_t quotientLength) {
-        const size_t length = quotientLength + tn;
-        if (quotientLength >= tn)
-            multiply(product, q, quotientLength, t, tn);
-        else
-            multiply(product, t, tn, q, quotientLength);
-        const Limb carry = add(s, s, product, length);
-        addLimb(s + length, s + length, mn + 1 - length, carry);
-        std::swap(s, t);
-        tn = normalizedLength(t, mn + 1);
-        tIsNegative = !tIsNegative;
-    };
-
     while (yn > 1) {
         if (const EuclidSteps steps = stepsOf(x, xn, y, yn)) {
             std::fill(y + yn, y + xn, Limb{0});
             applySteps(steps, x, y, xn);
             yn = normalizedLength(y, xn);
             xn = normalizedLength(x, xn);
-            applyToCofactors(steps, s, t, tn + 1);
-            tn = normalizedLength(t, tn + 1);
-            tIsNegative = tIsNegative != steps.odd;
+            cofactors.apply(steps);
         } else {
             divide(q, z, x, xn, y, yn);
-            stepCofactors(normalizedLength(q, xn - yn + 1));
+            cofactors.step(q, normalizedLength(q, xn - yn + 1));
             xn = std::exchange(yn, normalizedLength(z, yn));
             std::swap(x, y);
             std::swap(y, z);
@@ -141,26 +184,13 @@ bool modInverse(Limb* r, const Limb* a, size_t an, const Limb* m, size_t mn) {
     if (yn == 0)
         return false; // what divided is longer than a limb
 
-    Limb low = divideLimb(q, x, xn, y[0]);
-    stepCofactors(normalizedLength(q, xn));
-    EuclidSteps steps;
     Limb divisor = y[0];
-    while (low != 0) {
-        const Limb quotient = divisor / low;
-        divisor = std::exchange(low, divisor - quotient * low);
-        steps = {steps.u1, steps.v1, steps.u0 + quotient * steps.u1, steps.v0 + quotient * steps.v1,
-                 !steps.odd};
-    }
+    const Limb rest = divideLimb(q, x, xn, divisor);
+    cofactors.step(q, normalizedLength(q, xn));
+    const EuclidSteps steps = stepsToDivisor(divisor, rest);
     if (divisor != 1)
         return false;
-    // The factor in the divisor, the first of the pair, has the sign that t has not.
-    const bool isNegative = tIsNegative == steps.odd;
-    multiplyLimb(s, s, mn, steps.u0);
-    addProduct(s, t, mn, steps.v0);
-    if (isNegative)
-        subtract(r, m, s, mn);
-    else
-        std::copy_n(s, mn, r);
+    cofactors.joinFirst(r, steps, m);
     return true;
 }
 
