@@ -169,6 +169,7 @@ TEST(RealText, ReadsLikeStrtod) {
         {u"-InF", -Infinity, 4},
         {u"infinity!", Infinity, 8},
         {u"infinit", Infinity, 3},
+        {u"\u0130nf", 0, 0}, // a letter that is "i" in lower case
         {u"1e308", 1e308, 5},
         {u"1e309", Infinity, 5},
         {u"-1e309", -Infinity, 6},

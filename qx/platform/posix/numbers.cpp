@@ -27,13 +27,17 @@ bool takeSign(const char16_t*& at) {
     return negative;
 }
 
+/// The unit in lower case when it is ASCII, else 0: beyond it there is a letter whose lower case is
+/// an "i", and which stands in no number.
+char16_t lowerAscii(char16_t unit) { return unit < 0x80 ? toLower(unit) : char16_t{0}; }
+
 constexpr int NoDigit = 99;
 
 /// Value of a digit in radixes up to 36; NoDigit for any other unit.
 int digitValue(char16_t unit) {
     if (unit >= u'0' && unit <= u'9')
         return unit - u'0';
-    const char16_t letter = unit < 0x80 ? toLower(unit) : char16_t{0};
+    const char16_t letter = lowerAscii(unit);
     return letter >= u'a' && letter <= u'z' ? letter - u'a' + 10 : NoDigit;
 }
 
@@ -118,7 +122,7 @@ public:
 
     /// Reads an exponent if a whole one stands at @p at; where it ends.
     const char16_t* readExponent(const char16_t* at) {
-        if (*at >= 0x80 || toLower(*at) != (m_radix == 16 ? u'p' : u'e'))
+        if (lowerAscii(*at) != (m_radix == 16 ? u'p' : u'e'))
             return at;
         const char16_t* digits = at + 1;
         const bool negative = takeSign(digits);
@@ -179,8 +183,10 @@ private:
 
 /// Whether @p word (lower case) stands at @p at in either case; steps over it then.
 bool takeWord(const char16_t*& at, std::u16string_view word) {
-    if (QXStrNICmpW(at, word.data(), static_cast<int32_t>(word.size())) != 0)
-        return false;
+    for (size_t i = 0; i < word.size(); ++i) {
+        if (lowerAscii(at[i]) != word[i])
+            return false;
+    }
     at += word.size();
     return true;
 }
