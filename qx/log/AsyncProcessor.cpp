@@ -32,6 +32,8 @@ uint64_t AsyncProcessor::getDroppedCount() const { return m_core->getDroppedCoun
 
 uint64_t AsyncProcessor::getFailedCount() const { return m_core->getFailedCount(); }
 
+int32_t AsyncProcessor::getFirstFailure() const { return m_core->getFirstFailure(); }
+
 int AsyncProcessor::getWorkerCount() const { return m_core->getWorkerCount(); }
 
 } // namespace qx::log

@@ -79,12 +79,17 @@ public:
     /// @throws what whenEmpty throws
     bool flush();
 
-    /// Entries that wait; those that the bound of the queue made it drop; those at which the target
-    /// threw; workers that have not ended. Out of date as soon as somebody logs.
+    /// Entries that wait; those that the bound of the queue made it drop; how often the target or
+    /// whenEmpty threw; workers that have not ended. Out of date as soon as somebody logs.
+    ///
+    /// All of what was logged has arrived when flush has returned true and none was dropped or has
+    /// failed.
     uint64_t getQueuedCount() const;
     uint64_t getDroppedCount() const;
     uint64_t getFailedCount() const;
     int getWorkerCount() const;
+    /// The result code of what was thrown first; result::Ok when nothing was.
+    int32_t getFirstFailure() const;
 
 private:
     explicit AsyncProcessor(Reference<AsyncProcessorImpl> core);

@@ -85,6 +85,12 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindListAddAddrInfo(const char* hosts, const 
     });
 }
 
+ENUM_QX_E_SOCKET TcpServerSocket2::bindListAddHost(const char* host, uint16_t port) {
+    if (host == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    return withoutThrowing([&] { return addHost(host, port); });
+}
+
 ENUM_QX_E_SOCKET TcpServerSocket2::addHost(const char* host, uint16_t port) {
     char service[6] = {};
     std::to_chars(service, std::end(service), port);

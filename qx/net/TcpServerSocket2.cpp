@@ -108,14 +108,15 @@ ENUM_QX_E_SOCKET TcpServerSocket2::listen(int backlog) {
 }
 
 ENUM_QX_E_SOCKET TcpServerSocket2::accept(TcpWorkerSocket2** out) {
-    return acceptEither(out, nullptr);
+    return acceptEither(out, nullptr, nullptr);
 }
 
 ENUM_QX_E_SOCKET TcpServerSocket2::accept(uint64_t* nativeSocket) {
-    return acceptEither(nullptr, nativeSocket);
+    return acceptEither(nullptr, nativeSocket, nullptr);
 }
 
-ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t* nativeSocket) {
+ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t* nativeSocket,
+                                                const qx_timeval* limit) {
     if (out != nullptr)
         *out = nullptr;
     if (nativeSocket != nullptr)
@@ -125,7 +126,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t
     if ((out == nullptr) == (nativeSocket == nullptr))
         return QX_E_SOCKET_EINVAL;
     uint64_t listening = QX_NO_SOCKET;
-    if (const ENUM_QX_E_SOCKET code = awaitConnection(listening))
+    if (const ENUM_QX_E_SOCKET code = awaitConnection(listening, limit))
         return code;
     qx_sockaddr_union peer{};
     int32_t length = sizeof peer;
@@ -146,15 +147,18 @@ ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t
 }
 
 /// Waits until one of the sockets has a connection to accept: the first in the list that has.
-ENUM_QX_E_SOCKET TcpServerSocket2::awaitConnection(uint64_t& listening) const {
+ENUM_QX_E_SOCKET TcpServerSocket2::awaitConnection(uint64_t& listening,
+                                                   const qx_timeval* limit) const {
     static_assert(MaxAddresses < QX_SOCKET_SET_SIZE);
     qx_socket_set read{};
     for (uint32_t i = 0; i < m_socketCount; ++i)
         addToSet(read, m_sockets[i]);
     qx_socket_set exception = read;
-    const int32_t ready = QXSocketSelect(&read, nullptr, &exception, nullptr);
+    const int32_t ready = QXSocketSelect(&read, nullptr, &exception, limit);
     if (ready == QX_SOCKET_ERROR)
         return lastCode();
+    if (ready == 0 && limit != nullptr)
+        return QX_E_SOCKET_ETIMEDOUT;
     // Both sets keep the order of the list.
     if (exception.count > 0) {
         if (const ENUM_QX_E_SOCKET code = takePendingError(exception.sockets[0]))

@@ -8,6 +8,7 @@
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/TcpWorkerSocket2.h>
+#include <qx/sync/Duration.h>
 
 namespace qx::net {
 
@@ -33,6 +34,12 @@ public:
     /// @param service  name of a TCP service, taken when @p port is 0
     /// @return the outcome of the last host: QX_E_SOCKET_HOST_NOT_FOUND when it added none
     ENUM_QX_E_SOCKET bindListAddAddrInfo(const char* hosts, const char* service, uint16_t port);
+    /// Adds the addresses that one host resolves to, as bindListAddAddrInfo does. With port 0 the
+    /// system chooses a free one for each when they are bound.
+    ENUM_QX_E_SOCKET bindListAddHost(const char* host, uint16_t port);
+    /// How many addresses are in the bind list and in the bound list.
+    uint32_t getBindCount() const { return m_bindList.count; }
+    uint32_t getBoundCount() const { return m_boundList.count; }
     void bindListClear();
     void boundListClear();
     /// Forgets the listening sockets without closing them.
@@ -55,6 +62,13 @@ public:
     ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out);
     /// The same, with the bare socket; all ones after a failure.
     ENUM_QX_E_SOCKET accept(uint64_t* nativeSocket);
+    /// Waits as long as any std::chrono::duration at most.
+    /// @return QX_E_SOCKET_ETIMEDOUT when no connection came
+    template <sync::Duration D>
+    ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out, const D& duration) {
+        const qx_timeval limit = TcpWorkerSocket2::timeLimit(duration);
+        return acceptEither(out, nullptr, &limit);
+    }
 
     /// Socket address at @p index of the bound list. @p length is the capacity, then the length, 0
     /// after a failure: QX_E_SOCKET_EADDRNOTAVAIL beyond the list.
@@ -93,8 +107,9 @@ private:
     ENUM_QX_E_SOCKET addHost(const char* host, uint16_t port);
     ENUM_QX_E_SOCKET bindOne(const InetSocketAddress& address, bool& goesOn, bool& isFatal);
     ENUM_QX_E_SOCKET saveBound(uint64_t socket);
-    ENUM_QX_E_SOCKET acceptEither(TcpWorkerSocket2** out, uint64_t* nativeSocket);
-    ENUM_QX_E_SOCKET awaitConnection(uint64_t& listening) const;
+    ENUM_QX_E_SOCKET acceptEither(TcpWorkerSocket2** out, uint64_t* nativeSocket,
+                                  const qx_timeval* limit);
+    ENUM_QX_E_SOCKET awaitConnection(uint64_t& listening, const qx_timeval* limit) const;
     ENUM_QX_E_SOCKET shutdown(int32_t direction);
 
     int32_t m_family;

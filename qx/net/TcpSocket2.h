@@ -9,7 +9,8 @@
 namespace qx::net {
 
 /// Base of the sockets whose operations return codes. They are owned by whoever makes them and
-/// driven by one thread at a time; different ones by different threads.
+/// driven by one thread at a time; different ones by different threads. Beside that thread another
+/// may shut a connection down, which ends what the first waits for in recv and send.
 ///
 /// Nothing here throws. A null argument gives QX_E_SOCKET_EINVAL, a closed socket
 /// QX_E_SOCKET_ENOTSOCK where the operation needs one.

@@ -154,6 +154,8 @@ TEST(LoggingFaults, AFullDiskIsReported) {
     loggerTo(processor)->log(1, text);
     while (processor->getWorkerCount() != 0)
         exec::Thread::sleep(1);
+    EXPECT_EQ(processor->getFailedCount(), 2u) << "tried by the worker, and again when it ended";
+    EXPECT_EQ(processor->getFirstFailure(), result::DiskFull);
     expectThrowsResult(result::DiskFull, [&] { processor->flush(); });
 }
 

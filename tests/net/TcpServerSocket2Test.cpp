@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <linux/audit.h>
@@ -71,6 +72,30 @@ TEST(TcpServerSocket2, FillsTheBindList) {
     const auto server = makeServer();
     EXPECT_EQ(server->bindListAddAddrAny(7), 0);
     EXPECT_EQ(bindList(*server), "[::]:7; 0.0.0.0:7");
+}
+
+TEST(TcpServerSocket2, LetsTheSystemChooseThePortOfAHost) {
+    const auto server = makeServer();
+    EXPECT_EQ(server->bindListAddHost(nullptr, 0), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(server->bindListAddHost("127.0.0.1,::1", 0), QX_E_SOCKET_HOST_NOT_FOUND) << "one";
+    EXPECT_EQ(server->bindListAddHost("127.0.0.1", 0), 0);
+    EXPECT_EQ(server->bindListAddHost("127.0.0.2", 0), 0);
+    EXPECT_EQ(server->getBindCount(), 2u);
+    EXPECT_EQ(server->bind(), 0);
+    EXPECT_EQ(server->saveBoundAddresses(), 0);
+    EXPECT_EQ(server->getBoundCount(), 2u);
+    EXPECT_EQ(boundList(*server).find(":0"), std::string::npos) << boundList(*server);
+}
+
+TEST(TcpServerSocket2, WaitsForAConnectionUpToALimit) {
+    const LoopbackServer listener;
+    auto* worker = reinterpret_cast<TcpWorkerSocket2*>(listener.server.get());
+    EXPECT_EQ(listener.server->accept(&worker, std::chrono::milliseconds(1)),
+              QX_E_SOCKET_ETIMEDOUT);
+    EXPECT_EQ(worker, nullptr);
+    const auto client = connectTo(listener.address);
+    EXPECT_EQ(listener.server->accept(&worker, std::chrono::minutes(1)), 0);
+    delete worker;
 }
 
 TEST(TcpServerSocket2, ListsHoldTwentyAddresses) {

@@ -207,18 +207,26 @@ void AsyncProcessorImpl::wakeSleeper() {
     m_signal.signal();
 }
 
-void AsyncProcessorImpl::handOn(const ILogEntry* entry) {
+/// Counts a failure of @p body and passes it on.
+template <class Body>
+void AsyncProcessorImpl::counted(Body&& body) {
     try {
-        m_target->process(entry);
+        body();
     } catch (...) {
+        int32_t none = result::Ok;
+        m_firstFailure.compare_exchange_strong(none, resultOf([] { throw; }));
         ++m_failed;
         throw;
     }
 }
 
+void AsyncProcessorImpl::handOn(const ILogEntry* entry) {
+    counted([&] { m_target->process(entry); });
+}
+
 void AsyncProcessorImpl::runWhenEmpty() {
     if (m_whenEmpty)
-        m_whenEmpty->run();
+        counted([this] { m_whenEmpty->run(); });
 }
 
 bool AsyncProcessorImpl::flush() {

@@ -45,6 +45,7 @@ public:
     uint64_t getQueuedCount() const;
     uint64_t getDroppedCount() const noexcept { return m_dropped; }
     uint64_t getFailedCount() const noexcept { return m_failed; }
+    int32_t getFirstFailure() const noexcept { return m_firstFailure; }
     int getWorkerCount() const noexcept { return m_workerCount; }
 
 private:
@@ -56,6 +57,8 @@ private:
     uint32_t duePause() noexcept;
     bool refill();
     detail::EntryReference takeFirst() noexcept;
+    template <class Body>
+    void counted(Body&& body);
     void handOn(const ILogEntry* entry);
     void runWhenEmpty();
     void wakeSleeper();
@@ -94,6 +97,7 @@ private:
     uint64_t m_awaited = UINT64_MAX;
     bool m_drained = false;
     std::atomic<uint64_t> m_failed{0};
+    std::atomic<int32_t> m_firstFailure{0};
 
     sync::Semaphore m_signal;
     sync::Event m_nap; // ends a nap before its time
