@@ -4,7 +4,7 @@
 # on a Debian machine is installed first.
 . "$(dirname "$0")/lib.sh"
 
-install_missing $build_packages
+install_missing $demo_packages
 build release qx_tools qx_modules qx_examples
 
 for demo in {tools,examples}/*/demo.sh; do

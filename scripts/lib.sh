@@ -19,6 +19,7 @@ use_ccache() {
 build_packages="cmake ninja-build g++ ccache libgtest-dev"
 test_packages="$build_packages pkg-config python3 clang-format locales libgmp-dev
     libexpat1-dev socat netcat-openbsd netbase groff-base gdb doxygen"
+demo_packages="$build_packages python3 netcat-openbsd"
 clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev
     libgmp-dev libssl-dev libbotan-2-dev libpoco-dev libglib2.0-dev libspdlog-dev"

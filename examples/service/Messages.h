@@ -1,37 +1,35 @@
 #pragma once
 
-#include <qx/collections/StringHashMap.h>
-#include <qx/core/Exception.h>
+#include <initializer_list>
+
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
-#include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>
-#include <qx/i18n/StringMapBundle.h>
+#include <qx/log/ILogProcessor.h>
+#include <qx/log/StringBundleLogger.h>
 
-/// The messages in English, for machines where no others are registered.
-inline qx::Reference<qx::i18n::StringBundle> builtInMessages() {
-    const auto texts = qx::makeReference<qx::collections::StringHashMap>();
-    const auto add = [&](const char16_t* key, const char16_t* text) {
-        texts->put(key, qx::makeReference<qx::String>(text));
-    };
-    add(u"request.accepted", u"request accepted");
-    add(u"request.handled", u"request {0} handled");
-    add(u"request.unanswered", u"<request {0}> & no reply");
-    return qx::makeReference<qx::i18n::StringMapBundle>(
-        texts, qx::makeReference<qx::i18n::Locale>(u"en", nullptr));
-}
+#include "Protocol.h"
+
+namespace collector {
 
 /// The messages that are registered for the locale (empty: that of the user), with the built-in
-/// ones in the place of those that they do not have.
-inline qx::Reference<qx::i18n::StringBundle> findMessages(const qx::String& localeName) {
-    const auto builtIn = builtInMessages();
-    const qx::i18n::Locale locale(localeName.getData());
-    try {
-        auto found =
-            qx::i18n::StringBundle::getBundle(u"Service", localeName.isEmpty() ? nullptr : &locale);
-        found->setParent(builtIn);
-        return found;
-    } catch (const qx::Exception&) {
-        return builtIn;
-    }
-}
+/// ones, in English, in the place of those that they do not have.
+qx::Reference<qx::i18n::StringBundle> findMessages(const qx::String& locale);
+
+/// What the service itself has to say goes to its logs, in the language of the user.
+///
+/// Any thread may call the member.
+class Journal {
+public:
+    Journal(const qx::String& locale, qx::log::ILogProcessor* logs);
+
+    /// Logs the message of that key with the arguments in the place of {0}, {1} and so on. When it
+    /// cannot be logged, what clients send cannot either, and they are told.
+    void tell(Level level, const qx::String& key,
+              std::initializer_list<qx::String> arguments) const noexcept;
+
+private:
+    qx::Reference<qx::log::StringBundleLogger> m_logger;
+};
+
+} // namespace collector

@@ -1,169 +1,76 @@
-// A service that handles requests on several threads until SIGTERM or SIGINT and logs them as plain
-// text and as XML through an asynchronous processor. Its settings come from the command line and
-// from an INI file: Service --help. It logs in the language of the user once
-// `qxbundle install messages` has registered the message files beside this source.
+// Collects log lines: takes connections on several addresses, stores the lines that clients send in
+// a plain-text and an XML log, and answers each line once it is on the disk (see Protocol.h).
+// SIGTERM and SIGINT stop it: what has been received is stored and answered, and statistics are
+// printed.
 //
-// Prints how many entries it has logged; so many are in service.log and service.xml of the folder.
+// Settings come from the command line, the registry and an INI file: Service --help. The service
+// logs in the language of the user once `qxbundle install messages` has registered the message
+// files beside this source. LogSend is a client.
+//
+// Exit code: 0 stopped by a signal, 1 failed, 2 told something that it does not understand.
 
-#include <atomic>
-#include <csignal>
+#include <chrono>
+#include <exception>
 #include <iostream>
-#include <vector>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
 
-#include <qx/collections/List.h>
-#include <qx/collections/pcom/ArrayList.h>
 #include <qx/core/Exception.h>
-#include <qx/core/Integer.h>
 #include <qx/core/String.h>
-#include <qx/exec/CallableRunnable.h>
-#include <qx/exec/Thread.h>
-#include <qx/io/FileOutputStream.h>
-#include <qx/io/HeldFlushWriter.h>
-#include <qx/io/OutputStreamWriter.h>
-#include <qx/log/AsyncProcessor.h>
-#include <qx/log/BasicLogWriter.h>
-#include <qx/log/LevelFilter.h>
-#include <qx/log/Logger.h>
-#include <qx/log/MultiProcessor.h>
-#include <qx/log/StringBundleLogger.h>
-#include <qx/log/XmlLogWriter.h>
 
+#include "Connections.h"
+#include "Listener.h"
+#include "Logs.h"
 #include "Messages.h"
 #include "Settings.h"
+#include "Statistics.h"
+#include "StopSignals.h"
 
 namespace {
 
-enum Level { Debug = 1, Note = 2, Warning = 3 };
+using namespace collector;
+using namespace std::chrono_literals;
+using qx::String;
 
-/// The signals that stop the service, blocked for all its threads and waited for by one.
-class StopSignals {
-public:
-    StopSignals() {
-        sigemptyset(&m_signals);
-        sigaddset(&m_signals, SIGTERM);
-        sigaddset(&m_signals, SIGINT);
-        pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
-    }
-    void wait() const {
-        int signal = 0;
-        sigwait(&m_signals, &signal);
-    }
+/// So long may it take until a signal is noticed, and then until clients have taken their answers.
+constexpr auto Tick = 100ms;
+constexpr auto Farewell = 2s;
 
-private:
-    sigset_t m_signals;
-};
-
-/// Two log files behind one worker thread. They are complete when the object is gone.
-class Logs {
-public:
-    explicit Logs(const Settings& settings)
-        : m_plain(open(settings.folder, u"/service.log")),
-          m_xml(open(settings.folder, u"/service.xml")), m_threshold(settings.threshold) {
-        auto files = qx::log::MultiProcessor::create();
-        files->addProcessor(qx::log::BasicLogWriter::create(m_plain));
-        files->addProcessor(
-            qx::log::XmlLogWriter::create(m_xml, qx::log::XmlLogWriter::Escaping::WellFormed));
-        qx::log::AsyncOptions options;
-        options.whenEmpty = qx::exec::makeRunnable([plain = m_plain, xml = m_xml] {
-            plain->release();
-            xml->release();
-        });
-        m_queue = qx::log::AsyncProcessor::create(files, 1, options);
-    }
-
-    qx::Reference<qx::log::Logger> createLogger(const qx::String& name) const {
-        auto logger = qx::log::Logger::create(name);
-        logger->enableField(u"sequence", true);
-        logger->enableField(u"timestamp", true);
-        logger->setProcessor(qx::log::LevelFilter::create(m_queue, m_threshold));
-        return logger;
-    }
-
-    /// False when entries got lost: the disk is full, for example.
-    bool flush() { return m_queue->flush() && m_queue->getFailedCount() == 0; }
-
-private:
-    static qx::Reference<qx::io::HeldFlushWriter> open(const qx::String& folder,
-                                                       const char16_t* name) {
-        auto file =
-            qx::makeReference<qx::io::FileOutputStream>(qx::String(folder).append(name), false);
-        auto writer = qx::makeReference<qx::io::OutputStreamWriter>(file, u"UTF-8");
-        return qx::makeReference<qx::io::HeldFlushWriter>(writer);
-    }
-
-    qx::Reference<qx::io::HeldFlushWriter> m_plain;
-    qx::Reference<qx::io::HeldFlushWriter> m_xml;
-    qx::Reference<qx::log::AsyncProcessor> m_queue;
-    int32_t m_threshold;
-};
-
-/// Handles requests until @p stopping; the number of entries that reach the files.
-int handleRequests(qx::log::StringBundleLogger& logger, const Settings& settings,
-                   const std::atomic<bool>& stopping) {
-    int logged = 0;
-    for (int request = 1; !stopping; ++request) {
-        const auto log = [&](Level level, const char16_t* key) {
-            qx::collections::List<qx::Object> arguments(
-                qx::makeReference<qx::collections::pcom::ArrayList>().get());
-            arguments.add(qx::makeReference<qx::Integer32>(request));
-            logger.log(level, key, arguments);
-            logged += level >= settings.threshold;
-        };
-        log(Debug, u"request.accepted");
-        qx::exec::Thread::sleep(static_cast<uint32_t>(settings.requestMilliseconds));
-        const bool isOdd = request % 10 == 0;
-        log(isOdd ? Warning : Note, isOdd ? u"request.unanswered" : u"request.handled");
-    }
-    return logged;
+void requireStored(Logs& logs) {
+    if (!logs.store())
+        throw std::runtime_error("the logs cannot be written: " + logs.failure());
 }
 
-/// Threads that are told to stop and waited for, at the latest when the object goes.
-class RequestThreads {
-public:
-    ~RequestThreads() { stop(); }
+void run(const Settings& settings, const StopSignals& stop) {
+    std::optional<Listener> listener(std::in_place, settings.addresses, settings.port);
+    Logs logs(settings.folder, settings.level);
+    Statistics statistics;
+    const Journal journal(settings.locale, logs.processor());
+    const Service service{settings, logs, statistics, journal};
+    Connections connections(service);
 
-    template <class Body>
-    void start(const qx::String& name, Body body) {
-        auto thread = qx::makeReference<qx::exec::Thread>(qx::exec::makeRunnable(body), name);
-        m_threads.reserve(m_threads.size() + 1); // a thread that runs is not lost
-        thread->start();
-        m_threads.push_back(thread);
+    const std::string addresses = listener->addresses();
+    journal.tell(Level::Info, u"service.started", {String::fromUtf8(addresses)});
+    requireStored(logs);
+    std::cout << "listening on " << addresses << std::endl;
+    while (!stop.haveCome() && !logs.hasFailed()) {
+        if (auto connection = listener->accept(Tick))
+            connections.start(std::move(connection));
+        else
+            connections.tidy();
     }
-    void stop() {
-        m_stopping = true;
-        for (auto& thread : m_threads)
-            thread->join();
-        m_threads.clear();
-    }
-    const std::atomic<bool>& stopping() const { return m_stopping; }
 
-private:
-    std::atomic<bool> m_stopping{false};
-    std::vector<qx::Reference<qx::exec::Thread>> m_threads;
-};
-
-int serve(const Settings& settings, const StopSignals& stop) {
-    Logs logs(settings);
-    const auto messages = findMessages(settings.locale);
-    std::atomic<int> logged{0};
-    RequestThreads threads;
-    for (int number = 1; number <= settings.threads; ++number) {
-        const auto name = qx::String(u"requests ").append(number);
-        const auto logger =
-            qx::makeReference<qx::log::StringBundleLogger>(messages, logs.createLogger(name));
-        threads.start(
-            name, [&, logger] { logged += handleRequests(*logger, settings, threads.stopping()); });
-    }
-    std::cout << "serving on " << settings.threads << " threads" << std::endl;
-
-    stop.wait();
-    threads.stop();
-    if (!logs.flush()) {
-        std::cerr << "Service: the logs are not complete\n";
-        return 1;
-    }
-    std::cout << logged << " entries logged" << std::endl;
-    return 0;
+    listener.reset(); // who comes now is refused
+    connections.tidy();
+    journal.tell(Level::Info, u"service.stopping", {String::valueOf(connections.count())});
+    connections.stop(Farewell);
+    journal.tell(Level::Info, u"service.stopped", {statistics.storedLines()});
+    std::cout << statistics.report() << std::flush;
+    requireStored(logs);
+    if (!std::cout)
+        throw std::runtime_error("the statistics cannot be written");
 }
 
 } // namespace
@@ -173,14 +80,15 @@ int main(int argc, char** argv) {
         const auto settings = readSettings(argc, argv);
         if (!settings)
             return 0;
-        const StopSignals stop;
-        return serve(*settings, stop);
+        run(*settings, StopSignals());
+        return 0;
     } catch (const UsageFailure& failure) {
         std::cerr << "Service: " << failure.what() << " (Service --help tells more)\n";
         return 2;
     } catch (const qx::Exception& failure) {
-        std::cerr << "Service: " << failure.getDescription() << " (result " << std::hex
-                  << failure.getResult() << ")\n";
-        return 1;
+        std::cerr << "Service: " << qx::describe(failure) << '\n';
+    } catch (const std::exception& failure) {
+        std::cerr << "Service: " << failure.what() << '\n';
     }
+    return 1;
 }

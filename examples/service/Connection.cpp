@@ -1,0 +1,161 @@
+#include "Connection.h"
+
+#include <qx/net/socketerror.h>
+#include <qx/platform/net.h>
+
+namespace collector {
+
+using qx::String;
+using qx::net::TcpWorkerSocket2;
+
+namespace {
+
+/// So that a client that sends short lines does not make the service take much memory for them.
+constexpr size_t MostAnswers = 1000;
+
+const char CannotBeStored[] = "cannot be stored";
+
+String peerOf(const TcpWorkerSocket2& socket) {
+    String text;
+    if (socket.getPeerAddress())
+        socket.getPeerAddress()->getDiagnosticStr(text);
+    return text;
+}
+
+void limitWaits(TcpWorkerSocket2& socket, std::chrono::milliseconds longest) {
+    const auto value = static_cast<int32_t>(longest.count());
+    for (const int32_t option : {QX_SO_RCVTIMEO, QX_SO_SNDTIMEO})
+        socket.setsockopt(QX_SOL_SOCKET, option, reinterpret_cast<const char*>(&value),
+                          sizeof value);
+}
+
+} // namespace
+
+Connection::Connection(const Service& service, std::unique_ptr<TcpWorkerSocket2> socket)
+    : m_service(service), m_socket(std::move(socket)), m_peer(peerOf(*m_socket)),
+      m_lines(service.settings.longestLine) {
+    limitWaits(*m_socket, service.settings.idle);
+}
+
+void Connection::serve() {
+    send("HELLO collector\n");
+    while (m_isOpen && !m_isStopping && receive()) {
+        const uint64_t numberBefore = m_lineNumber;
+        while (m_isOpen) {
+            const auto line = m_lines.next();
+            if (!line)
+                break;
+            handle(*line);
+            if (m_answers.size() >= MostAnswers)
+                answer();
+        }
+        answer();
+        if (m_lineNumber != numberBefore)
+            m_waitingSince = Clock::now();
+    }
+    if (m_isStopping)
+        end("stopping");
+}
+
+void Connection::stop() {
+    m_isStopping = true;
+    m_socket->shutdownInput();
+}
+
+void Connection::abort() { m_socket->shutdownBoth(); }
+
+void Connection::turnAway(const Service& service, TcpWorkerSocket2& socket) {
+    constexpr std::string_view Text = "BYE all connections are taken\n";
+    int64_t sent = 0;
+    socket.send(Text.data(), Text.size(), 0, &sent); // a new connection has room for so much
+    service.journal.tell(Level::Warning, u"client.busy", {peerOf(socket)});
+}
+
+/// False when nothing more will come.
+bool Connection::receive() {
+    const auto room = m_lines.room();
+    int64_t count = 0;
+    const ENUM_QX_E_SOCKET code = m_socket->recv(room.data(), room.size(), 0, &count);
+    if (count > 0)
+        m_lines.fill(static_cast<size_t>(count));
+    // Also of a client that sends a byte from time to time, but never a whole line.
+    const bool isLate = Clock::now() - m_waitingSince >= m_service.settings.idle;
+    const bool hasWaited = count < 0 && code == QX_E_SOCKET_ETIMEDOUT;
+    if (!m_isStopping && (hasWaited || (isLate && count > 0))) {
+        m_service.journal.tell(
+            Level::Warning, u"client.idle",
+            {m_peer, String::valueOf(static_cast<int64_t>(m_service.settings.idle.count()))});
+        end("no line for too long");
+        return false;
+    }
+    return count > 0;
+}
+
+void Connection::handle(const LineBuffer::Line& line) {
+    ++m_lineNumber;
+    if (line.isTooLong)
+        handle(Mistake{"line of more than " + std::to_string(m_service.settings.longestLine) +
+                       " bytes"});
+    else
+        std::visit([this](const auto& request) { handle(request); }, parse(line.text));
+}
+
+void Connection::handle(const Message& message) {
+    if (m_service.logs.add(message, m_peer))
+        m_answers.push_back({m_lineNumber, {}, message.source, message.bytes});
+    else
+        handle(Mistake{CannotBeStored});
+}
+
+void Connection::handle(const Mistake& mistake) {
+    m_answers.push_back({m_lineNumber, mistake.reason, {}});
+}
+
+void Connection::handle(Command command) {
+    answer(); // what stands before counts
+    std::string text;
+    if (command == Command::Statistics)
+        text = m_service.statistics.report();
+    send(text + "OK " + std::to_string(m_lineNumber) + '\n');
+    if (command == Command::Quit)
+        m_isOpen = false;
+}
+
+/// Stores the messages that wait for it and says so.
+void Connection::answer() {
+    if (m_answers.empty())
+        return;
+    const bool isStored = m_service.logs.store();
+    std::string text;
+    for (const Answer& answer : m_answers) {
+        const std::string number = std::to_string(answer.number);
+        if (!answer.refusal.empty()) {
+            m_service.statistics.countRefused();
+            text += "ERROR " + number + ' ' + answer.refusal + '\n';
+        } else if (isStored) {
+            m_service.statistics.countStored(answer.source, answer.bytes);
+            text += "OK " + number + '\n';
+        } else {
+            text += "ERROR " + number + ' ' + CannotBeStored + '\n';
+        }
+    }
+    m_answers.clear();
+    send(text);
+}
+
+void Connection::end(std::string_view reason) {
+    send("BYE " + std::string(reason) + '\n');
+    m_isOpen = false;
+}
+
+/// The connection is over when the client does not take the text.
+void Connection::send(std::string_view text) {
+    while (m_isOpen && !text.empty()) {
+        int64_t sent = 0;
+        m_isOpen = m_socket->send(text.data(), text.size(), 0, &sent) == 0;
+        if (m_isOpen)
+            text.remove_prefix(static_cast<size_t>(sent));
+    }
+}
+
+} // namespace collector

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <qx/net/TcpServerSocket2.h>
+#include <qx/net/TcpWorkerSocket2.h>
+
+namespace collector {
+
+/// Takes connections on several addresses.
+class Listener {
+public:
+    /// @param port  on all addresses; 0: a free one for each
+    /// @throws UsageFailure when an address is none; std::runtime_error when it cannot be had
+    Listener(const std::vector<std::string>& addresses, uint16_t port);
+
+    /// The addresses with their ports.
+    std::string addresses() const;
+
+    /// Waits for a connection; null when none has come in that time.
+    std::unique_ptr<qx::net::TcpWorkerSocket2> accept(std::chrono::milliseconds longest);
+
+private:
+    std::unique_ptr<qx::net::TcpServerSocket2> m_server;
+    ENUM_QX_E_SOCKET m_failure = 0; ///< of the last attempt to accept
+};
+
+} // namespace collector

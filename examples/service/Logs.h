@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/io/HeldFlushWriter.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/ILogProcessor.h>
+
+#include "FolderLock.h"
+#include "Protocol.h"
+
+namespace collector {
+
+/// Two logs of everything behind one worker thread: service.log, plain text that goes on from one
+/// run of the service to the next, and service-N.xml, a document for each run. They are complete
+/// when the object is gone.
+///
+/// Any thread may call the members.
+class Logs {
+public:
+    /// @param level  lowest level in the plain-text log
+    /// @throws UsageFailure when another service writes there; qx::Exception when they cannot be
+    ///     written
+    Logs(const qx::String& folder, int32_t level);
+
+    /// Queues a message, which is stored when a later store says so. False when it cannot be.
+    /// @param peer  who has sent it
+    bool add(const Message& message, const qx::String& peer) noexcept;
+
+    /// Waits until all that was queued before is on the disk. One such wait serves all who wait at
+    /// the same time. False when something could not be written, and for ever after: there is no
+    /// telling any more what the disk has.
+    bool store() noexcept;
+
+    bool hasFailed() const { return m_queue->getFailedCount() != 0; }
+    /// Why it has.
+    std::string failure() const;
+
+    /// Where loggers of the service itself write to.
+    qx::Reference<qx::log::ILogProcessor> processor() const { return m_queue; }
+
+private:
+    FolderLock m_lock;
+    qx::Reference<qx::io::HeldFlushWriter> m_plain;
+    qx::Reference<qx::io::HeldFlushWriter> m_xml;
+    qx::Reference<qx::log::AsyncProcessor> m_queue;
+};
+
+} // namespace collector
