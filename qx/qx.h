@@ -127,6 +127,7 @@
 #include <qx/io/LockingChannel.h>
 #include <qx/io/MarkBuffer.h>
 #include <qx/io/MaskedConsoleInputStream.h>
+#include <qx/io/MemoryStreams.h>
 #include <qx/io/MovedLength.h>
 #include <qx/io/NullOutputStream.h>
 #include <qx/io/NullWriter.h>

@@ -5,7 +5,6 @@
 #include <qx/core/String.h>
 #include <qx/io/IoException.h>
 #include <qx/io/MovedLength.h>
-#include <qx/io/detail/MemoryStreams.h>
 
 namespace qx::io {
 
@@ -20,22 +19,6 @@ int requireByte(InputStream& in) {
     if (byte < 0)
         throw UnexpectedEOFException();
     return byte;
-}
-
-template <class Value>
-Value readValue(InputStream& in) {
-    if (const signed char* const bytes = detail::tryTake(in, sizeof(Value)))
-        return loadInOrder<Value>(bytes, QX_ENDIAN_BIG);
-    WordOf<Value> word = 0;
-    bool ended = false; // looked at when all bytes were asked for
-    for (size_t i = 0; i < sizeof(Value); ++i) {
-        const int byte = in.read();
-        ended = ended || byte < 0;
-        word = static_cast<WordOf<Value>>(word << 8 | (byte & 0xFF));
-    }
-    if (ended)
-        throw UnexpectedEOFException();
-    return static_cast<Value>(word);
 }
 
 } // namespace
@@ -58,10 +41,6 @@ char16_t DataInputStream::readChar16() { return static_cast<char16_t>(readInt16(
 
 uint32_t DataInputStream::readChar32() { return static_cast<uint32_t>(readInt32()); }
 
-int16_t DataInputStream::readInt16() { return readValue<int16_t>(wrapped()); }
-
-int32_t DataInputStream::readInt32() { return readValue<int32_t>(wrapped()); }
-
 int64_t DataInputStream::readInt64() {
     const int64_t high = readInt32();
     return high << 32 | static_cast<uint32_t>(readInt32());
@@ -73,12 +52,26 @@ double DataInputStream::readDouble() { return std::bit_cast<double>(readInt64())
 
 String DataInputStream::readString() { return {}; }
 
+/// Reads @p count bytes one by one. The end is looked at when all of them were asked for.
+uint32_t DataInputStream::takeBytes(int count) {
+    uint32_t word = 0;
+    bool ended = false;
+    for (; count > 0; --count) {
+        const int byte = wrapped().read();
+        ended = ended || byte < 0;
+        word = word << 8 | (byte & 0xFF);
+    }
+    if (ended)
+        throw UnexpectedEOFException();
+    return word;
+}
+
 void DataInputStream::readWords(void* to, int32_t count, size_t wordSize) {
     auto* bytes = static_cast<signed char*>(to);
     for (size_t left = count < 0 ? 0 : static_cast<size_t>(count); left != 0;) {
         const size_t words = std::min(left, BlockSize / wordSize);
         const auto length = static_cast<int32_t>(words * wordSize);
-        if (const signed char* const taken = detail::tryTake(wrapped(), length)) {
+        if (const signed char* const taken = m_memory.tryTake(length)) {
             copyInOrder(bytes, taken, words, wordSize, QX_ENDIAN_BIG);
         } else {
             DataInputStream::readFully(bytes, length);

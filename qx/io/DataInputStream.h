@@ -4,6 +4,7 @@
 
 #include <qx/io/ByteOrder.h>
 #include <qx/io/FilterInputStream.h>
+#include <qx/io/MemoryStreams.h>
 #include <qx/platform/export.h>
 
 namespace qx::io {
@@ -16,7 +17,7 @@ namespace qx::io {
 /// runs out of bytes throws UnexpectedEOFException; the bytes in front of the end are then lost.
 class QX_API DataInputStream : public FilterInputStream {
 public:
-    explicit DataInputStream(InputStream* in) : FilterInputStream(in) {}
+    explicit DataInputStream(InputStream* in) : FilterInputStream(in), m_memory(wrapped()) {}
 
     /// Fills @p to with @p length bytes, by block reads.
     virtual void readFully(signed char* to, int32_t length);
@@ -26,8 +27,8 @@ public:
     /// A UTF-16 code unit.
     virtual char16_t readChar16();
     virtual uint32_t readChar32();
-    virtual int16_t readInt16();
-    virtual int32_t readInt32();
+    virtual int16_t readInt16() { return take<int16_t>(); }
+    virtual int32_t readInt32() { return take<int32_t>(); }
     virtual int64_t readInt64();
     /// The IEEE 754 bits.
     virtual float readFloat();
@@ -55,7 +56,16 @@ public:
     uint64_t readUnsignedInt64() { return static_cast<uint64_t>(readInt64()); }
 
 private:
+    template <OrderedValue Value>
+    Value take() {
+        if (const signed char* const bytes = m_memory.tryTake(sizeof(Value)))
+            return loadInOrder<Value>(bytes, QX_ENDIAN_BIG);
+        return static_cast<Value>(takeBytes(sizeof(Value)));
+    }
+    uint32_t takeBytes(int count);
     void readWords(void* to, int32_t count, size_t wordSize);
+
+    MemorySource m_memory;
 };
 
 } // namespace qx::io

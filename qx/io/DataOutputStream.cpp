@@ -2,22 +2,12 @@
 
 #include <algorithm>
 
-#include <qx/io/detail/MemoryStreams.h>
-
 namespace qx::io {
 
 namespace {
 
 /// Bytes that are put in order and then written.
 constexpr size_t BlockSize = 16'384;
-
-template <class Value>
-void writeValue(OutputStream& out, Value value) {
-    if (signed char* const bytes = detail::tryClaim(out, sizeof(Value)))
-        return storeInOrder(bytes, value, QX_ENDIAN_BIG);
-    for (int shift = 8 * (static_cast<int>(sizeof(Value)) - 1); shift >= 0; shift -= 8)
-        out.write(static_cast<signed char>(value >> shift));
-}
 
 } // namespace
 
@@ -28,10 +18,6 @@ void DataOutputStream::writeByte(signed char value) { wrapped().write(value); }
 void DataOutputStream::writeChar16(char16_t value) { writeInt16(static_cast<int16_t>(value)); }
 
 void DataOutputStream::writeChar32(uint32_t value) { writeInt32(static_cast<int32_t>(value)); }
-
-void DataOutputStream::writeInt16(int16_t value) { writeValue(wrapped(), value); }
-
-void DataOutputStream::writeInt32(int32_t value) { writeValue(wrapped(), value); }
 
 void DataOutputStream::writeInt64(int64_t value) {
     writeInt32(static_cast<int32_t>(value >> 32));
@@ -44,12 +30,18 @@ void DataOutputStream::writeDouble(double value) { writeInt64(std::bit_cast<int6
 
 void DataOutputStream::writeString(const util::AbstractCharBuffer&) {}
 
+/// Writes the lowest @p count bytes of @p value one by one.
+void DataOutputStream::putBytes(int32_t value, int count) {
+    for (int shift = 8 * (count - 1); shift >= 0; shift -= 8)
+        wrapped().write(static_cast<signed char>(value >> shift));
+}
+
 void DataOutputStream::writeWords(const void* from, int32_t count, size_t wordSize) {
     const auto* bytes = static_cast<const signed char*>(from);
     for (size_t left = count < 0 ? 0 : static_cast<size_t>(count); left != 0;) {
         const size_t words = std::min(left, BlockSize / wordSize);
         const auto length = static_cast<int32_t>(words * wordSize);
-        if (signed char* const claimed = detail::tryClaim(wrapped(), length)) {
+        if (signed char* const claimed = m_memory.tryClaim(length)) {
             copyInOrder(claimed, bytes, words, wordSize, QX_ENDIAN_BIG);
         } else {
             signed char block[BlockSize];

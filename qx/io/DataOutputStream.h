@@ -4,6 +4,7 @@
 
 #include <qx/io/ByteOrder.h>
 #include <qx/io/FilterOutputStream.h>
+#include <qx/io/MemoryStreams.h>
 #include <qx/platform/export.h>
 #include <qx/util/AbstractBuffer.h>
 
@@ -16,7 +17,7 @@ namespace qx::io {
 /// BufferedOutputStream pays where such calls are dear.
 class QX_API DataOutputStream : public FilterOutputStream {
 public:
-    explicit DataOutputStream(OutputStream* out) : FilterOutputStream(out) {}
+    explicit DataOutputStream(OutputStream* out) : FilterOutputStream(out), m_memory(wrapped()) {}
 
     /// One byte, 1 or 0.
     virtual void writeBool(bool value);
@@ -24,8 +25,8 @@ public:
     /// A UTF-16 code unit, unconverted.
     virtual void writeChar16(char16_t value);
     virtual void writeChar32(uint32_t value);
-    virtual void writeInt16(int16_t value);
-    virtual void writeInt32(int32_t value);
+    virtual void writeInt16(int16_t value) { put(value); }
+    virtual void writeInt32(int32_t value) { put(value); }
     virtual void writeInt64(int64_t value);
     /// The IEEE 754 bits.
     virtual void writeFloat(float value);
@@ -53,7 +54,17 @@ public:
     void writeUnsignedInt64(uint64_t value) { writeInt64(static_cast<int64_t>(value)); }
 
 private:
+    template <OrderedValue Value>
+    void put(Value value) {
+        if (signed char* const bytes = m_memory.tryClaim(sizeof(Value)))
+            storeInOrder(bytes, value, QX_ENDIAN_BIG);
+        else
+            putBytes(value, sizeof(Value));
+    }
+    void putBytes(int32_t value, int count);
     void writeWords(const void* from, int32_t count, size_t wordSize);
+
+    MemorySink m_memory;
 };
 
 } // namespace qx::io
