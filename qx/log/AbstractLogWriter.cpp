@@ -30,6 +30,8 @@ String AbstractLogWriter::takeText() {
 }
 
 void AbstractLogWriter::process(const ILogEntry* entry) {
+    if (entry == nullptr)
+        throwResult(result::NullPointer);
     // Two threads come here also behind a single worker: at shutdown, the one that destroys the
     // queue may not wait for the other.
     const std::lock_guard lock(m_lock);

@@ -46,6 +46,8 @@ LevelFilter::LevelFilter(ILogProcessor* target, int threshold)
 }
 
 void LevelFilter::process(const ILogEntry* entry) {
+    if (entry == nullptr)
+        throwResult(result::NullPointer);
     const auto level = levelOf(*entry);
     if (!level || *level >= m_threshold.load(std::memory_order_relaxed))
         m_target->process(entry);

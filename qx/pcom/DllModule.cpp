@@ -8,6 +8,8 @@
 namespace qx::pcom {
 
 int32_t DllModule::RegisterClassEntry(ClassData& entry, const char16_t* modulePath) {
+    if (!modulePath)
+        return result::NullPointer;
     RegistryChange change(*this);
     if (const int32_t result = Module::RegisterClassEntry(entry, modulePath); result < 0)
         return result;

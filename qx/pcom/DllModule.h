@@ -10,6 +10,7 @@ public:
     using Module::Module;
 
 protected:
+    /// @return also result::NullPointer without a path
     int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath) override;
 };
 

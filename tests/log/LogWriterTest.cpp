@@ -137,7 +137,9 @@ TEST(XmlLogWriter, SwallowsAFailureOfTheWriterOnlyInTheDestructor) {
     EXPECT_EQ(sink->GetRefCount(), 1u);
 }
 
-TEST(LogWriters, RefuseANullWriter) {
+TEST(LogWriters, RefuseNull) {
+    const auto writer = log::BasicLogWriter::create(makeReference<Sink>());
+    qxtest::expectThrowsResult(result::NullPointer, [&] { writer->process(nullptr); });
     qxtest::expectThrowsResult(result::NullPointer, [] { log::BasicLogWriter::create(nullptr); });
     qxtest::expectThrowsResult(result::NullPointer, [] { log::XmlLogWriter::create(nullptr); });
 }

@@ -108,7 +108,12 @@ TEST(PcomProcessor, HandsOnTheComponentFaceAndThrowsItsFailure) {
     EXPECT_EQ(component->calls, 3);
 }
 
-TEST(Processors, RefuseANullTarget) {
+TEST(Processors, RefuseNull) {
+    const auto component = makeReference<FakeComponent>();
+    const auto bridge = log::pcom::PcomProcessor::create(component);
+    const auto filter = log::LevelFilter::create(bridge, 0);
+    expectThrowsResult(result::NullPointer, [&] { bridge->process(nullptr); });
+    expectThrowsResult(result::NullPointer, [&] { filter->process(nullptr); });
     expectThrowsResult(result::NullPointer, [] { makeReference<log::SyncLogger>(nullptr); });
     expectThrowsResult(result::NullPointer, [] { log::LevelFilter::create(nullptr, 0); });
     expectThrowsResult(result::NullPointer, [] { log::pcom::PcomProcessor::create(nullptr); });

@@ -217,6 +217,7 @@ TEST_F(ModuleTest, EntersThePathOfTheFileThatAnAddressLiesIn) {
     EXPECT_EQ(module.RegisterServer(static_cast<const void*>(&Thing::Clsid)), result::Ok);
     EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), String(path));
     EXPECT_EQ(module.RegisterServer(static_cast<const void*>(this)), result::Fail);
+    EXPECT_EQ(module.RegisterServer(static_cast<const char16_t*>(nullptr)), result::NullPointer);
 }
 
 } // namespace

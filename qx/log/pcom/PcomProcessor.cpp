@@ -3,6 +3,7 @@
 #include <qx/core/Result.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/pcom/ILogEntry.h>
+#include <qx/util/detail/ComponentText.h>
 
 namespace qx::log::pcom {
 
@@ -16,10 +17,14 @@ PcomProcessor::PcomProcessor(pcom::ILogProcessor* target) : m_target(target) {
 }
 
 void PcomProcessor::process(const log::ILogEntry* entry) {
+    if (entry == nullptr)
+        throwResult(result::NullPointer);
     // Components know no constant objects.
     auto* const object = const_cast<log::ILogEntry*>(entry);
     Reference<ILogEntry> component;
-    if (object->QueryInterface(ILogEntry::Iid, component.putVoid()) < 0 || !component)
+    if (util::detail::takeInterface(component, [object](const GUID& iid, void** out) {
+            return object->QueryInterface(iid, out);
+        }) < 0)
         throwResult(result::NoInterface);
     throwIfFailed(m_target->Process(component));
 }

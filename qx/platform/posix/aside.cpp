@@ -4,9 +4,10 @@
 #include <cstdio>
 #include <sys/stat.h>
 
+#include <qx/platform/detail/Utf8.h>
+
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/random.h"
-#include "qx/platform/posix/utf8.h"
 
 namespace qx::platform {
 

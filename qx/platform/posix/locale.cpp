@@ -7,6 +7,7 @@
 #include <langinfo.h>
 #include <string_view>
 
+#include <qx/platform/detail/Utf8.h>
 #include <qx/platform/result.h>
 
 #include "qx/platform/posix/error.h"
@@ -50,30 +51,6 @@ bool isPair(std::u16string_view text) {
     return text.size() > 1 && (text[0] & 0xFC00) == 0xD800 && (text[1] & 0xFC00) == 0xDC00;
 }
 
-bool putUtf8(char32_t point, ByteSink& sink) {
-    char bytes[4];
-    size_t count = 0;
-    const auto add = [&](unsigned mark, char32_t bits) {
-        bytes[count++] = static_cast<char>(mark | bits);
-    };
-    if (point < 0x80) {
-        add(0, point);
-    } else if (point < 0x800) {
-        add(0xC0, point >> 6);
-        add(0x80, point & 0x3F);
-    } else if (point < 0x10000) {
-        add(0xE0, point >> 12);
-        add(0x80, (point >> 6) & 0x3F);
-        add(0x80, point & 0x3F);
-    } else {
-        add(0xF0, point >> 18);
-        add(0x80, (point >> 12) & 0x3F);
-        add(0x80, (point >> 6) & 0x3F);
-        add(0x80, point & 0x3F);
-    }
-    return sink.put({bytes, count});
-}
-
 int32_t toUtf8(std::u16string_view text, ByteSink& sink) {
     while (!text.empty()) {
         char32_t point = text[0];
@@ -84,7 +61,9 @@ int32_t toUtf8(std::u16string_view text, ByteSink& sink) {
         } else if (isSurrogate(text[0])) {
             return result::UnmappableCharacter;
         }
-        if (!putUtf8(point, sink))
+        uint8_t bytes[4];
+        const auto* const end = platform::writeUtf8(point, bytes);
+        if (!sink.put({reinterpret_cast<const char*>(bytes), static_cast<size_t>(end - bytes)}))
             return result::BufferTooSmall;
         text.remove_prefix(units);
     }

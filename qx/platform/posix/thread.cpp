@@ -8,13 +8,13 @@
 #include <string_view>
 #include <unistd.h>
 
+#include <qx/platform/detail/Utf8.h>
 #include <qx/platform/native.h>
 #include <qx/platform/result.h>
 
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/futex.h"
 #include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/utf8.h"
 
 using namespace qx;
 using namespace qx::platform;
@@ -83,8 +83,11 @@ public:
     /// lowest three, inverted), until it ends.
     uint32_t awaitId(pthread_t thread) const noexcept {
         clockid_t clock = 0;
-        if (::pthread_getcpuclockid(thread, &clock) == 0)
-            return ~static_cast<uint32_t>(clock >> 3);
+        if (::pthread_getcpuclockid(thread, &clock) == 0) {
+            // 0 for a thread that ended during the call
+            if (const uint32_t id = ~static_cast<uint32_t>(clock >> 3); id != 0)
+                return id;
+        }
         for (;;) {
             if (const uint32_t id = m_id.load(std::memory_order_acquire); id != 0)
                 return id;

@@ -3,12 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <qx/platform/detail/Utf8.h>
 #include <qx/text/charset/Surrogates.h>
 
 /// UTF-8, one sequence at a time. The wide kernels and the converters share these for their tails.
 namespace qx::text::charset::detail {
 
-constexpr bool isContinuation(uint8_t byte) { return (byte & 0xC0u) == 0x80u; }
+using platform::isContinuation;
+using platform::utf8Length;
+using platform::writeUtf8;
 
 /// Length that a lead byte announces, 0 when the byte cannot start a sequence.
 constexpr size_t announcedLength(uint8_t lead) {
@@ -49,24 +52,6 @@ constexpr Sequence readWellFormed(const uint8_t* in, size_t size) {
     if (value < smallest[length] || value > LastCodePoint || isSurrogate(value))
         return {};
     return {value, length};
-}
-
-/// Bytes that @p value takes: 1 to 4.
-constexpr size_t utf8Length(char32_t value) {
-    return value < 0x80u ? 1 : value < 0x800u ? 2 : value < 0x10000u ? 3 : 4;
-}
-
-/// Writes @p value, a lone surrogate like any other three-byte value, and returns the position
-/// behind it.
-constexpr uint8_t* writeUtf8(char32_t value, uint8_t* out) {
-    const size_t length = utf8Length(value);
-    constexpr uint8_t leads[] = {0, 0x00, 0xC0, 0xE0, 0xF0};
-    for (size_t i = length - 1; i > 0; --i) {
-        out[i] = static_cast<uint8_t>(0x80u | (value & 0x3Fu));
-        value >>= 6;
-    }
-    out[0] = static_cast<uint8_t>(leads[length] | value);
-    return out + length;
 }
 
 } // namespace qx::text::charset::detail
