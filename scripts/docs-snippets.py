@@ -23,6 +23,7 @@ import difflib
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -100,8 +101,22 @@ def complain(page, block, expected, printed, status):
         (expected or "").splitlines(True), printed.splitlines(True), "the page", "the run"))
 
 
+def copy_programs(folder, home):
+    """Copies the programs of a folder, and the modules beside it, to where nobody else may write, as
+    others may a build tree: modules are not loaded from there."""
+    for kind in (folder, folder.parent / "modules"):
+        copies = pathlib.Path(home, "built", kind.name)
+        copies.mkdir(parents=True)
+        for file in kind.glob("*"):
+            if file.is_file() and os.access(file, os.X_OK):
+                shutil.copyfile(file, copies / file.name)
+                (copies / file.name).chmod(0o755)
+    return str(pathlib.Path(home, "built", folder.name))
+
+
 def run(page, program, library, folders):
     page_blocks = blocks(page)
+    os.umask(0o022)
     root = pathlib.Path(__file__).resolve().parent.parent
     consumers = {line.replace("consumer_cpp", "program") for path in root.glob("tests/consumer/*/CMakeLists.txt")
                  for line in path.read_text("utf-8").splitlines()}
@@ -110,7 +125,7 @@ def run(page, program, library, folders):
         folder = pathlib.Path(home, "work")
         folder.mkdir()
         program = os.path.abspath(program)
-        folders = [os.path.abspath(each) for each in folders]
+        folders = [copy_programs(pathlib.Path(each).resolve(), home) for each in folders]
         built = os.path.dirname(os.path.abspath(library))
         pathlib.Path(home, "qx.pc").write_text(
             f"Name: qx\nDescription: as built\nVersion: 1\nCflags: -I{root}\n"
