@@ -43,7 +43,7 @@ private:
 
 int32_t parseSigned(TextView text) { return QXStrToIW(Terminated(text).get()); }
 
-uint64_t parseUnsigned(TextView text, int radix) {
+uint32_t parseUnsigned(TextView text, int radix) {
     return QXStrToULW(Terminated(text).get(), nullptr, radix);
 }
 
@@ -87,9 +87,7 @@ uint8_t Number::parseUInt8(TextView text, int radix) {
 uint16_t Number::parseUInt16(TextView text, int radix) {
     return static_cast<uint16_t>(parseUnsigned(text, radix));
 }
-uint32_t Number::parseUInt32(TextView text, int radix) {
-    return static_cast<uint32_t>(parseUnsigned(text, radix));
-}
+uint32_t Number::parseUInt32(TextView text, int radix) { return parseUnsigned(text, radix); }
 unsigned char Number::parseUByte(TextView text, int radix) { return parseUInt8(text, radix); }
 unsigned short Number::parseUShort(TextView text, int radix) { return parseUInt16(text, radix); }
 uint32_t Number::parseULong(TextView text, int radix) { return parseUInt32(text, radix); }

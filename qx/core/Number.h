@@ -15,7 +15,8 @@ class BigInteger;
 /// A number as an object: converts to every built-in width and to the big numbers, compares, hashes
 /// and prints. toInt64 and toDouble are what a class must supply, the rest is built on them.
 ///
-/// Conversions to narrower integers keep the low bits and never fail.
+/// Conversions to narrower integers keep the low bits and never fail. Threads may read a number at
+/// once; whoever changes it has it alone.
 class QX_API Number : public Object {
 public:
     /// The value; a fraction is cut off.
@@ -60,8 +61,9 @@ public:
     static signed char parseByte(TextView text);
     static short parseShort(TextView text);
     static int32_t parseLong(TextView text);
-    /// The same in radixes from 2 to 36; 0 goes by the prefix 0x or 0, which 16 reads over. What
-    /// does not fit into 64 bits is 2^64 - 1, a minus sign negates modulo 2^64.
+    /// The same in radixes from 2 to 36; 0 goes by the prefix 0x or 0, of which 16 reads over 0x.
+    /// What does not fit into 32 bits is 2^32 - 1, a minus sign negates modulo 2^32; in any other
+    /// radix every text is 0.
     static unsigned int parseUInt(TextView text, int radix = 10);
     static uint8_t parseUInt8(TextView text, int radix = 10);
     static uint16_t parseUInt16(TextView text, int radix = 10);
@@ -72,7 +74,7 @@ public:
     /// Decimal or, behind 0x, hexadecimal floating point, "inf" and "nan", under every locale.
     static double parseDouble(TextView text);
     static float parseFloat(TextView text);
-    /// The toInt64 or toUInt64 of a big integer made from the text.
+    /// The toInt64 or toUInt64 of a big integer made from the text, which keep its low bits.
     /// @throws Exception, RangeErrorException as its constructor does
     static int64_t parseInt64(TextView text);
     static uint64_t parseUInt64(TextView text, int radix = 10);

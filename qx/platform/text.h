@@ -41,10 +41,11 @@ QX_API char16_t* QXStrTokW(char16_t* text, const char16_t* delimiters, char16_t*
  *
  * Leading white space (ASCII) and sign, then digits; radix 0 reads 0x and 0 prefixes, radix 16 also
  * 0x. @p end (may be null) receives the first unit not read, the start of the text when there is no
- * number (value 0) or the radix is none of 0 and 2 to 36. Out of range: the nearest limit. An
- * unsigned number with a minus sign is negated modulo 2^64. */
+ * number (value 0) or the radix is none of 0 and 2 to 36. Out of range: the nearest limit. */
 QX_API int64_t QXStrToLW(const char16_t* text, char16_t** end, int32_t radix);
-QX_API uint64_t QXStrToULW(const char16_t* text, char16_t** end, int32_t radix);
+/* The same for an unsigned number: out of range 2^32 - 1, with either sign. A minus sign negates
+ * modulo 2^32. */
+QX_API uint32_t QXStrToULW(const char16_t* text, char16_t** end, int32_t radix);
 /* Decimal; out of range the nearest 32-bit limit. */
 QX_API int32_t QXStrToIW(const char16_t* text);
 /* Decimal with ".", fraction and exponent, 0x with a binary exponent, "inf", "infinity", "nan" in

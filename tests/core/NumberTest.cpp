@@ -237,7 +237,7 @@ TEST(Number, ParsesWhatTheTextBeginsWith) {
         {u"x", 0, 0, 0},
         {u"1.5e3", 1, 1, 1500},
         {u"2147483648", 0x7FFFFFFF, 0x80000000, 2147483648.0}, // signed: the limit
-        {u"4294967297", 0x7FFFFFFF, 1, 4294967297.0},          // unsigned: the low bits
+        {u"4294967297", 0x7FFFFFFF, 0xFFFFFFFF, 4294967297.0}, // unsigned too
         {u"99999999999999999999", 0x7FFFFFFF, 0xFFFFFFFF, 1e20},
     };
     for (const auto& row : rows) {

@@ -104,12 +104,12 @@ TEST(IntegerText, ReadsLikeStrtol) {
 }
 
 TEST(IntegerText, UnsignedNumbersSaturateAndNegateModulo) {
-    const uint64_t largest = std::numeric_limits<uint64_t>::max();
-    EXPECT_EQ(QXStrToULW(u"18446744073709551615", nullptr, 10), largest);
-    EXPECT_EQ(QXStrToULW(u"18446744073709551616", nullptr, 10), largest);
-    EXPECT_EQ(QXStrToULW(u"-1", nullptr, 10), largest);
-    EXPECT_EQ(QXStrToULW(u"-99999999999999999999", nullptr, 10), largest);
-    EXPECT_EQ(QXStrToULW(u"FFFFFFFFFFFFFFFF", nullptr, 16), largest);
+    const uint32_t largest = std::numeric_limits<uint32_t>::max();
+    for (const char16_t* text : {u"4294967295", u"4294967296", u"5000000000", u"-1", u"-5000000000",
+                                 u"18446744073709551616", u"-99999999999999999999"})
+        EXPECT_EQ(QXStrToULW(text, nullptr, 10), largest);
+    EXPECT_EQ(QXStrToULW(u"-4294967295", nullptr, 10), 1u);
+    EXPECT_EQ(QXStrToULW(u"FFFFFFFE", nullptr, 16), largest - 1);
 }
 
 TEST(IntegerText, NarrowNumbersStopAtTheir32BitLimits) {

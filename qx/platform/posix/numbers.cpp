@@ -213,11 +213,13 @@ int64_t QXStrToLW(const char16_t* text, char16_t** end, int32_t radix) {
     return clampSigned<int64_t>(readInteger(text, end, radix));
 }
 
-uint64_t QXStrToULW(const char16_t* text, char16_t** end, int32_t radix) {
+uint32_t QXStrToULW(const char16_t* text, char16_t** end, int32_t radix) {
+    constexpr uint32_t Largest = std::numeric_limits<uint32_t>::max();
     const Magnitude number = readInteger(text, end, radix);
-    if (number.tooLarge)
-        return std::numeric_limits<uint64_t>::max();
-    return number.negative ? 0 - number.value : number.value;
+    if (number.tooLarge || number.value > Largest)
+        return Largest;
+    const auto value = static_cast<uint32_t>(number.value);
+    return number.negative ? 0 - value : value;
 }
 
 int32_t QXStrToIW(const char16_t* text) {
