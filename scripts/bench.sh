@@ -18,8 +18,8 @@ mkdir -p "$results"
 about() {
     local compiler commit
     compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' build/bench/CMakeCache.txt)
-    commit=$(git log -1 --format='%s (%cs)')
-    git diff --quiet HEAD -- qx bench || commit+=", with changes"
+    commit=$(git log -1 --format='%s (%cs)' 2>/dev/null || echo unknown)
+    git diff --quiet HEAD -- qx 'bench/*.cpp' 2>/dev/null || commit+=", with changes"
     cat <<EOF
 date: $(date +%FT%T)
 version: $(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' build/bench/CMakeCache.txt)
