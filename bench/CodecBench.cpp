@@ -19,6 +19,7 @@
 #include <qx/text/charset/CharToByteConverter.h>
 
 #include "BenchRegistry.h"
+#include "tests/support/SafeModule.h"
 
 namespace {
 
@@ -150,7 +151,8 @@ void addAll() {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     const BenchRegistry registry;
-    require(QXComRegisterModule(String(QX_BENCH_CODECS).getData()) >= 0);
+    const String module(qxtest::safeModule(QX_BENCH_CODECS).c_str());
+    require(QXComRegisterModule(module.getData()) >= 0);
     addAll();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::ClearRegisteredBenchmarks(); // the converters go before the registry does

@@ -13,6 +13,7 @@
 #include <qx/platform/module.h>
 
 #include "BenchRegistry.h"
+#include "tests/support/SafeModule.h"
 
 using qx::Reference;
 
@@ -26,11 +27,13 @@ void require(bool condition) {
         std::abort();
 }
 
+qx::String modulePath() { return qx::String(qxtest::safeModule(QX_BENCH_MODULE).c_str()); }
+
 /// The module registered in a registry of its own, and loaded.
 class BenchModule {
 public:
     BenchModule() {
-        require(QXComRegisterModule(qx::String(QX_BENCH_MODULE).getData()) >= 0);
+        require(QXComRegisterModule(modulePath().getData()) >= 0);
         require(QXComClassIDFromProgID(Name, &m_classId) >= 0);
         QXModuleSetInitialized(&Identity, 1);
         Reference<IQXUnknown> first;
@@ -45,7 +48,7 @@ public:
     Reference<IQXClassFactory> factory() const {
         QXHandle library;
         void* entry = nullptr;
-        require(QXModuleLibOpen(&Identity, qx::String(QX_BENCH_MODULE).getData(), &library) >= 0);
+        require(QXModuleLibOpen(&Identity, modulePath().getData(), &library) >= 0);
         require(QXLibGetSymbol(library, u"DllGetClassObject", &entry) >= 0);
         Reference<IQXClassFactory> factory;
         require(reinterpret_cast<decltype(&DllGetClassObject)>(entry)(
