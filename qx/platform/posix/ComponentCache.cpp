@@ -204,10 +204,9 @@ int32_t makeFactory(uint64_t version, const QXGUID& classId,
         return result;
     if (const int32_t result = loadModule(path, module); result < 0)
         return result;
-    ClassFactoryPointer pointer = nullptr;
-    if (const int32_t result = module->getFactory(classId, pointer); result < 0)
+    const auto made = std::make_shared<Factory>(std::move(module));
+    if (const int32_t result = made->obtain(classId); result < 0)
         return result;
-    const auto made = std::make_shared<const Factory>(std::move(module), pointer);
     factory = made;
     LockedCache cache;
     // When another thread was faster, that one's factory is for all.
@@ -259,7 +258,9 @@ std::shared_ptr<const Factory> knownFactory(const Cache& cache, const QXGUID& cl
 } // namespace
 
 Factory::~Factory() {
-    withinModule([&] { return static_cast<int32_t>((*m_factory)->unknown.Release(m_factory)); });
+    if (m_factory != nullptr)
+        withinModule(
+            [&] { return static_cast<int32_t>((*m_factory)->unknown.Release(m_factory)); });
 }
 
 int32_t Factory::create(void* outer, const QXGUID& interfaceId, void** object) const noexcept {

@@ -18,18 +18,22 @@ namespace qx::platform::components {
 /// The factory of a class with the module that it is from.
 class Factory {
 public:
-    Factory(std::shared_ptr<LoadedModule> module, ClassFactoryPointer factory) noexcept
-        : m_module(std::move(module)), m_factory(factory) {}
+    explicit Factory(std::shared_ptr<LoadedModule> module) noexcept : m_module(std::move(module)) {}
     ~Factory();
     Factory(const Factory&) = delete;
     Factory& operator=(const Factory&) = delete;
+
+    /// Asks the module for the factory of a class, once.
+    int32_t obtain(const QXGUID& classId) noexcept {
+        return m_module->getFactory(classId, m_factory);
+    }
 
     const std::shared_ptr<LoadedModule>& module() const noexcept { return m_module; }
     int32_t create(void* outer, const QXGUID& interfaceId, void** object) const noexcept;
 
 private:
     const std::shared_ptr<LoadedModule> m_module;
-    const ClassFactoryPointer m_factory;
+    ClassFactoryPointer m_factory = nullptr;
 };
 
 /// A number for the present state of the registry, to be found out first: the calls below answer as
