@@ -57,8 +57,11 @@ NamedMessages readOne(const fs::path& path) {
 std::vector<fs::path> filesIn(const fs::path& folder) {
     std::vector<fs::path> found;
     std::error_code error;
-    for (fs::directory_iterator walk(folder, error), end; !error && walk != end;
-         walk.increment(error)) {
+    fs::directory_iterator walk, end;
+    do {
+        walk = fs::directory_iterator(folder, error);
+    } while (error == std::errc::interrupted);
+    for (; !error && walk != end; walk.increment(error)) {
         if (walk->path().extension() == Extension)
             found.push_back(walk->path());
     }

@@ -16,6 +16,7 @@
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/narrow.h"
 #include "qx/platform/posix/path.h"
+#include "qx/platform/posix/readat.h"
 #include "qx/platform/posix/trust.h"
 
 namespace qx::platform {
@@ -59,9 +60,7 @@ int32_t checkVersion(const std::string& path) {
     if (!S_ISREG(status.st_mode))
         return result::NotALibrary;
     const auto read = [&file](uint64_t offset, void* buffer, size_t size) {
-        return retryInterrupted([&] {
-                   return ::pread(file.get(), buffer, size, static_cast<off_t>(offset));
-               }) == static_cast<ssize_t>(size);
+        return readAt(file.get(), buffer, size, offset) == static_cast<ssize_t>(size);
     };
     InterfaceVersion version;
     if (const int32_t result =

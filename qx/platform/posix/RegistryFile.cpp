@@ -9,6 +9,7 @@
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
 #include "qx/platform/posix/random.h"
+#include "qx/platform/posix/readat.h"
 #include "qx/platform/posix/trust.h"
 
 namespace qx::platform::registry {
@@ -136,19 +137,10 @@ int32_t openForReading(const std::string& path, Descriptor& file, QXFileState& s
 
 int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>& bytes) {
     bytes.resize(end - offset);
-    size_t length = 0;
-    while (length < bytes.size()) {
-        const ssize_t count = retryInterrupted([&] {
-            return ::pread(file, bytes.data() + length, bytes.size() - length,
-                           static_cast<off_t>(offset + length));
-        });
-        if (count < 0)
-            return lastResult();
-        if (count == 0)
-            break;
-        length += static_cast<size_t>(count);
-    }
-    bytes.resize(length);
+    const ssize_t length = readAt(file, bytes.data(), bytes.size(), offset);
+    if (length < 0)
+        return lastResult();
+    bytes.resize(static_cast<size_t>(length));
     return result::Ok;
 }
 

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -15,6 +16,7 @@
 #include "qx/platform/posix/livemodule.h"
 #include "qx/platform/posix/narrow.h"
 #include "qx/platform/posix/path.h"
+#include "qx/platform/posix/readat.h"
 
 using namespace qx;
 using namespace qx::platform;
@@ -34,10 +36,11 @@ int32_t reasonOf(const PathText& path) noexcept {
         return lastResult();
     constexpr char Magic[] = {0x7F, 'E', 'L', 'F'};
     char start[sizeof Magic];
-    if (::read(file.get(), start, sizeof start) < 0)
+    const ssize_t length = readAt(file.get(), start, sizeof start, 0);
+    if (length < 0 && errno != ESPIPE)
         return lastResult();
-    return std::memcmp(start, Magic, sizeof Magic) == 0 ? result::ModuleNotFound
-                                                        : result::NotALibrary;
+    const bool hasMagic = length == sizeof start && std::memcmp(start, Magic, sizeof Magic) == 0;
+    return hasMagic ? result::ModuleNotFound : result::NotALibrary;
 }
 
 int32_t openLibrary(const char16_t* path, QXHandle& library) {
