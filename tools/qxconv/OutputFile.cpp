@@ -112,8 +112,10 @@ void OutputFile::openAside(uint32_t mode) {
     const SignalGuard guard;
     if (const int32_t result =
             QXFileOpen(aside.c_str(), QX_FILE_WRITE | QX_FILE_CREATE, mode, &m_handle);
-        result < 0)
+        result < 0) {
+        QXFileRemove(aside.c_str()); // it may have failed with the file already made
         throw fileFailure(m_name, result);
+    }
     m_aside = aside;
     s_fileToRemove = m_aside.c_str();
 }

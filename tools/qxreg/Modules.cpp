@@ -32,8 +32,13 @@ RegistryKey classesKey(const String& path) { return RegistryKey(QX_HKEY_CLASSES_
 
 /// The key's default value; empty when it has none, or one that is no text.
 String textOf(const RegistryKey& key) {
-    return key.valueExists() && key.getValueType() == QX_REG_STRING ? key.getValueString()
-                                                                    : String();
+    try {
+        return key.getValueType() == QX_REG_STRING ? key.getValueString() : String();
+    } catch (const qx::ResultException& e) {
+        if (e.getResult() != result::NotFound)
+            throw;
+        return {};
+    }
 }
 
 bool fileExists(const std::string& path) {

@@ -112,7 +112,7 @@ int32_t createFile(const std::string& path) noexcept {
     int32_t result = ::fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 ? result::Ok : lastResult();
     if (result >= 0)
         result = writeAt(file.get(), 0, makeHeader(generation));
-    if (result >= 0 && ::fsync(file.get()) != 0)
+    if (result >= 0 && retryInterrupted([&] { return ::fsync(file.get()); }) != 0)
         result = lastResult();
     // Gone already: another process that holds the lock of its file took this one for left behind.
     if (result >= 0 && ::link(aside.c_str(), path.c_str()) != 0 && errno != EEXIST &&
@@ -187,12 +187,13 @@ int32_t LockedFile::append(uint64_t offset, std::span<const uint8_t> bytes) cons
     if (::fstat(m_file.get(), &status) != 0)
         return lastResult();
     const auto end = static_cast<off_t>(offset);
-    if (status.st_size > end && ::ftruncate(m_file.get(), end) != 0)
+    if (status.st_size > end &&
+        retryInterrupted([&] { return ::ftruncate(m_file.get(), end); }) != 0)
         return lastResult();
     int32_t result = writeAt(m_file.get(), offset, bytes);
     if (result >= 0 && retryInterrupted([&] { return ::fdatasync(m_file.get()); }) != 0)
         result = lastResult();
-    if (result < 0 && ::ftruncate(m_file.get(), end) != 0)
+    if (result < 0 && retryInterrupted([&] { return ::ftruncate(m_file.get(), end); }) != 0)
         return result; // what is left is no whole transaction, or one that was not promised
     return result;
 }
