@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <map>
 #include <spawn.h>
@@ -26,12 +27,22 @@ ChildEntry::ChildEntry(const char* name, Body body) { entries()[name] = body; }
 
 ChildProcess::ChildProcess(const std::string& entry, const std::vector<std::string>& arguments)
     : m_pid(-1) {
-    std::vector<const char*> argv{"/proc/self/exe", ChildFlag, entry.c_str()};
+    // The link itself leads a program under valgrind to valgrind.
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    std::vector<const char*> argv{program.c_str(), ChildFlag, entry.c_str()};
     for (const auto& argument : arguments)
         argv.push_back(argument.c_str());
     argv.push_back(nullptr);
-    const int error = posix_spawn(&m_pid, argv[0], nullptr, nullptr,
+    // Signals mean what they do by default, whatever runs the tests ignores.
+    sigset_t signals;
+    sigfillset(&signals);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    const int error = posix_spawn(&m_pid, argv[0], nullptr, &attributes,
                                   const_cast<char* const*>(argv.data()), environ);
+    posix_spawnattr_destroy(&attributes);
     if (error != 0)
         throw std::runtime_error(std::string("posix_spawn: ") + std::strerror(error));
 }

@@ -3,9 +3,9 @@
 //     qx_torture_allocations [--most N] [SCRIPT...]
 //
 // A script that was failed must end with std::bad_alloc, with an exception of the library or as if
-// nothing had happened; it must leave no block of memory behind; and it must succeed right
-// afterwards. Prints how many failures were injected. With --most only about N allocations of each
-// script fail, spread evenly.
+// nothing had happened; it must leave no block of memory behind and nothing half done; and it must
+// succeed right afterwards. Prints how many different failures were injected, each of them twice or
+// more. With --most only about N allocations of each script fail, spread evenly.
 
 #include <algorithm>
 #include <cstdint>
@@ -34,8 +34,9 @@ std::vector<Script> allScripts() {
     std::vector<Script> all;
     for (const auto scripts :
          {qxtorture::objectScripts(), qxtorture::textScripts(), qxtorture::collectionScripts(),
-          qxtorture::numberScripts(), qxtorture::streamScripts(), qxtorture::configurationScripts(),
-          qxtorture::serviceScripts()})
+          qxtorture::numberScripts(), qxtorture::streamScripts(), qxtorture::dataScripts(),
+          qxtorture::configurationScripts(), qxtorture::serviceScripts(),
+          qxtorture::componentScripts()})
         all.insert(all.end(), scripts.begin(), scripts.end());
     return all;
 }
@@ -57,6 +58,7 @@ public:
         ++m_scripts;
     }
     int64_t injected() const { return m_injected; }
+    int64_t runs() const { return m_runs; }
     int scripts() const { return m_scripts; }
     int findings() const { return m_findings; }
 
@@ -65,6 +67,7 @@ private:
     bool fail(const Script& script, int64_t number, FailingAllocator::Extent extent) {
         if (!inject(script, number, extent))
             return false;
+        ++m_injected;
         // What is kept for later use is kept once; a leak goes on.
         int growths = 0;
         while (growths < 4 && grows(script, number, extent))
@@ -89,13 +92,17 @@ private:
                 script.run();
             } catch (const std::bad_alloc&) {
             } catch (const qx::Exception&) {
+            } catch (const std::exception& failure) {
+                report(script, number, extent) << failure.what() << '\n';
             }
             failed = allocator.hasFailed();
         }
         if (!failed)
             return false;
-        ++m_injected;
+        ++m_runs;
         try {
+            if (script.check)
+                script.check();
             script.run();
         } catch (const qx::Exception& failure) {
             report(script, number, extent) << "fails afterwards: " << failure.toString() << ' '
@@ -116,6 +123,7 @@ private:
 
     const int64_t m_most;
     int64_t m_injected = 0;
+    int64_t m_runs = 0;
     int m_scripts = 0;
     int m_findings = 0;
 };
@@ -140,7 +148,7 @@ int main(int argc, char** argv) {
             }))
             torture.run(script);
     }
-    std::cout << torture.scripts() << " scripts, " << torture.injected() << " failures injected, "
-              << torture.findings() << " findings\n";
+    std::cout << torture.scripts() << " scripts, " << torture.injected() << " failures injected in "
+              << torture.runs() << " runs, " << torture.findings() << " findings\n";
     return torture.findings() == 0 && torture.scripts() > 0 ? 0 : 1;
 }

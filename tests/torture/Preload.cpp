@@ -5,8 +5,8 @@
 //     QX_TORTURE_EXTENT  "once" or "on"
 //     QX_TORTURE_REPORT  file that receives the number of calls and the name of the failed one
 //
-// Counted are calls for which the kind of failure makes sense: EINTR and "short" only where they
-// can happen. Children are not failed.
+// Counted are calls for which the kind of failure makes sense: EINTR, EAGAIN and "short" only where
+// they can happen. Children are not failed.
 
 #include <atomic>
 #include <cerrno>
@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netdb.h>
@@ -69,12 +70,17 @@ __attribute__((destructor)) void report() {
     std::fclose(file);
 }
 
-/// What may happen to a call beside the failures of any.
-enum Kind { Plain, Interruptible, Transfer };
+/// What may happen to a call beside the failures of any: bits.
+enum Kind : unsigned int { Plain = 0, Interruptible = 1, Partial = 2, Busy = 4 };
+constexpr unsigned int Transfer = Interruptible | Partial;
 
 /// Counts a call; true when it is one to fail.
-bool isItsTurn(const char* name, Kind kind) {
-    if ((plan().error == EINTR && kind == Plain) || (plan().error == Short && kind != Transfer))
+bool isItsTurn(const char* name, unsigned int kind) {
+    const unsigned int needed = plan().error == EINTR    ? Interruptible
+                                : plan().error == Short  ? Partial
+                                : plan().error == EAGAIN ? Busy
+                                                         : Plain;
+    if ((kind & needed) != needed)
         return false;
     const long number = plan().count++;
     if (number < plan().call || number > plan().last)
@@ -91,7 +97,7 @@ Function* next(const char* name) {
 
 /// The call, unless it is its turn to give @p failure.
 template <class Result, class... Parameters, class... Arguments>
-Result passOn(Result (*call)(Parameters...), const char* name, Kind kind,
+Result passOn(Result (*call)(Parameters...), const char* name, unsigned int kind,
               std::type_identity_t<Result> failure, Arguments... arguments) {
     if (isItsTurn(name, kind)) {
         errno = plan().error;
@@ -102,8 +108,8 @@ Result passOn(Result (*call)(Parameters...), const char* name, Kind kind,
 
 /// The same for a read or write of @p size bytes, by @p call (size).
 template <class Call>
-ssize_t transfer(const char* name, size_t size, Call call) {
-    if (!isItsTurn(name, Transfer))
+ssize_t transfer(const char* name, size_t size, Call call, unsigned int kind = Transfer) {
+    if (!isItsTurn(name, kind))
         return call(size);
     if (plan().error == Short)
         return call(size < 1 ? size : 1);
@@ -178,16 +184,27 @@ ssize_t pwrite(int file, const void* from, size_t size, off_t offset) {
 }
 ssize_t recv(int socket, void* to, size_t size, int flags) {
     static const auto call = next<ssize_t(int, void*, size_t, int)>("recv");
-    return transfer("recv", size, [&](size_t count) { return call(socket, to, count, flags); });
+    return transfer(
+        "recv", size, [&](size_t count) { return call(socket, to, count, flags); },
+        Transfer | Busy);
 }
 ssize_t send(int socket, const void* from, size_t size, int flags) {
     static const auto call = next<ssize_t(int, const void*, size_t, int)>("send");
-    return transfer("send", size, [&](size_t count) { return call(socket, from, count, flags); });
+    return transfer(
+        "send", size, [&](size_t count) { return call(socket, from, count, flags); },
+        Transfer | Busy);
 }
 
 QX_PASS_ON(off_t, lseek, Plain, -1, (int file, off_t offset, int origin), (file, offset, origin))
 QX_PASS_ON(int, fstat, Plain, -1, (int file, struct stat* state), (file, state))
 QX_PASS_ON(int, stat, Plain, -1, (const char* path, struct stat* state), (path, state))
+QX_PASS_ON(int, lstat, Plain, -1, (const char* path, struct stat* state), (path, state))
+QX_PASS_ON(int, faccessat, Plain, -1, (int folder, const char* path, int mode, int flags),
+           (folder, path, mode, flags))
+QX_PASS_ON(char*, realpath, Plain, nullptr, (const char* path, char* resolved), (path, resolved))
+QX_PASS_ON(DIR*, opendir, Plain, nullptr, (const char* path), (path))
+QX_PASS_ON(DIR*, fdopendir, Plain, nullptr, (int folder), (folder))
+QX_PASS_ON(struct dirent*, readdir, Plain, nullptr, (DIR * folder), (folder))
 QX_PASS_ON(int, fstatat, Plain, -1, (int folder, const char* path, struct stat* state, int flags),
            (folder, path, state, flags))
 QX_PASS_ON(int, fsync, Interruptible, -1, (int file), (file))
@@ -249,7 +266,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
                    void* argument) {
     static const auto call =
         next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
-    return passOn(call, "pthread_create", Plain, plan().error, thread, attributes, body, argument);
+    return passOn(call, "pthread_create", Busy, plan().error, thread, attributes, body, argument);
 }
 int getaddrinfo(const char* host, const char* service, const struct addrinfo* hints,
                 struct addrinfo** out) {

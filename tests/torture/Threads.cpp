@@ -19,14 +19,23 @@
 #include <qx/collections/StringHashMap.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/core/Class.h>
+#include <qx/core/Comparable.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Process.h>
 #include <qx/exec/Thread.h>
+#include <qx/i18n/ComStringBundle.h>
+#include <qx/i18n/MessageFile.h>
+#include <qx/i18n/StringMapBundle.h>
+#include <qx/io/ByteArrayInputStream.h>
+#include <qx/io/ByteBuffer.h>
+#include <qx/io/Channels.h>
 #include <qx/io/FileOutputStream.h>
 #include <qx/io/InputStream.h>
+#include <qx/io/LockingChannel.h>
+#include <qx/io/NullOutputStream.h>
 #include <qx/io/OutputStream.h>
 #include <qx/io/StringWriter.h>
 #include <qx/ipc/Semaphore.h>
@@ -37,6 +46,7 @@
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpSocket.h>
 #include <qx/net/URI.h>
+#include <qx/platform/module.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/Mutex.h>
@@ -270,6 +280,54 @@ Round numbersAndCollections() {
     };
 }
 
+Round bundles() {
+    const auto bundle = qx::i18n::MessageFile("yes = ja\nno = nein\n").createBundle();
+    return [bundle](int, int64_t round) {
+        require(bundle->getString(u"yes").equals(u"ja"), "another text");
+        qx::i18n::ComStringBundle component(bundle);
+        String key, text;
+        const auto index = static_cast<int32_t>(round % 2);
+        require(component.GetResource(index, &key, &text) == 0, "a text is missing");
+        require(bundle->getKeys()->getSize() == 2, "other keys");
+    };
+}
+
+/// Components of modules that are loaded and unloaded all the time.
+Round components() {
+    require(QXComRegisterModule(u"" QX_TEST_MODULES_DIR "/things.so") >= 0, "no module");
+    return [](int thread, int64_t round) {
+        Reference<IQXComparable> thing;
+        const int32_t result =
+            QXComCreateObjectByProgID(u"Test.Thing", nullptr, &IQXComparable::Iid, thing.putVoid());
+        require(result >= 0, "nothing was created");
+        uint32_t hash = 0;
+        require(thing->HashCode(&hash) >= 0 && hash == 4711, "another object");
+        if (thread == 0 && round % 10 == 0)
+            QXComFreeUnusedModules(1000, nullptr);
+    };
+}
+
+Round channels() {
+    const auto lock = makeReference<qx::io::LockingChannel>(
+        qx::io::Channels::adaptStreams(makeReference<qx::io::ByteArrayInputStream>(
+                                           reinterpret_cast<const signed char*>(""), 0),
+                                       makeReference<qx::io::NullOutputStream>()),
+        nullptr);
+    return [lock](int thread, int64_t) {
+        qx::io::ByteBuffer bytes(16u, QX_ENDIAN_BIG);
+        bytes.putInt32(thread);
+        bytes.flip();
+        const qx::io::ByteBuffer view(bytes); // shares the bytes
+        {
+            const std::scoped_lock guard(*lock);
+            require(lock->write(bytes) == 4, "fewer bytes than were given");
+            bytes.clear();
+            require(lock->read(bytes) == -1, "bytes of nowhere");
+        }
+        require(view.getInt32(0) == thread, "bytes of another thread");
+    };
+}
+
 const Area areas[] = {
     {"references", references},
     {"classes", classes},
@@ -282,6 +340,9 @@ const Area areas[] = {
     {"processes", betweenProcesses},
     {"network", network},
     {"numbers", numbersAndCollections},
+    {"bundles", bundles},
+    {"components", components},
+    {"channels", channels},
 };
 
 /// Rounds of all threads; what one of them throws ends them all.
