@@ -70,7 +70,12 @@ esac
 
 modules=()
 if [[ $way != subdirectory ]]; then
-    mapfile -t modules < <(find "$prefix" -path '*/qx/modules/*.so')
+    # A copy: modules are loaded from where nobody else may write, as others may the build tree.
+    copy=$(mktemp -d)
+    trap 'rm -rf "$copy"' EXIT
+    cp -R "$prefix/." "$copy"
+    chmod -R go-w "$copy"
+    mapfile -t modules < <(find "$copy" -path '*/qx/modules/*.so')
 fi
 for program in consumer_cpp consumer_c; do
     "$build/$program" ${modules[0]:+"$build/registry" "${modules[@]}"}
