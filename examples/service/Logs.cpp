@@ -1,6 +1,10 @@
 #include "Logs.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
@@ -35,6 +39,24 @@ Reference<HeldFlushWriter> open(const String& path) {
     return makeReference<HeldFlushWriter>(writer);
 }
 
+/// Ends an entry of which a service that was killed has written a part, so that it does not run
+/// into the next one.
+void endLastEntry(const String& path, qx::io::Writer& writer) {
+    const std::string separator = std::string(25, '-') + '\n';
+    std::ifstream file(path.toUtf8(), std::ios::binary | std::ios::ate);
+    const auto length = static_cast<std::streamoff>(file.tellg());
+    if (length <= 0)
+        return;
+    std::string end(static_cast<size_t>(std::min<std::streamoff>(length, std::ssize(separator))),
+                    0);
+    file.seekg(-std::ssize(end), std::ios::end);
+    file.read(end.data(), std::ssize(end));
+    if (!file)
+        throw std::runtime_error(path.toUtf8() + " cannot be read");
+    if (end != separator)
+        writer.write(String::fromUtf8((end.ends_with('\n') ? "" : "\n") + separator));
+}
+
 /// The path of a document that no run has begun yet.
 String newDocument(const String& folder) {
     for (int run = 1;; ++run) {
@@ -49,6 +71,7 @@ String newDocument(const String& folder) {
 Logs::Logs(const String& folder, int32_t level)
     : m_lock(folder), m_plain(open(folder + u"/service.log")), m_xml(open(newDocument(folder))) {
     using namespace qx::log;
+    endLastEntry(folder + u"/service.log", *m_plain);
     auto files = MultiProcessor::create();
     files->addProcessor(LevelFilter::create(BasicLogWriter::create(m_plain), level));
     files->addProcessor(XmlLogWriter::create(m_xml, XmlLogWriter::Escaping::WellFormed));
@@ -63,16 +86,17 @@ Logs::Logs(const String& folder, int32_t level)
 }
 
 bool Logs::add(const Message& message, const String& peer) noexcept {
-    return qx::resultOf([&] {
-               const auto entry = qx::log::LogEntry::create();
-               entry->setField(u"timestamp", makeReference<qx::log::TimeStamp>());
-               entry->setField(u"level",
-                               makeReference<qx::Integer32>(static_cast<int32_t>(message.level)));
-               entry->setField(u"text", makeReference<String>(message.text));
-               entry->setField(u"name", makeReference<String>(message.source));
-               entry->setField(u"peer", makeReference<String>(peer));
-               m_queue->process(entry);
-           }) >= 0;
+    const int32_t result = qx::resultOf([&] {
+        const auto entry = qx::log::LogEntry::create();
+        entry->setField(u"timestamp", makeReference<qx::log::TimeStamp>());
+        entry->setField(u"level",
+                        makeReference<qx::Integer32>(static_cast<int32_t>(message.level)));
+        entry->setField(u"text", makeReference<String>(message.text));
+        entry->setField(u"name", makeReference<String>(message.source));
+        entry->setField(u"peer", makeReference<String>(peer));
+        m_queue->process(entry);
+    });
+    return result >= 0;
 }
 
 bool Logs::store() noexcept {

@@ -233,6 +233,8 @@ def keeps_it_through_a_kill(examples):
             while client.hear() == f"OK {count + 1}":
                 count += 1
         service.end()
+        with open(service.folder / "service.log", "a") as log:
+            log.write("level=2\ntext=half a li")  # where the kill has not left such
         found = set(re.findall(r"^text=(\d+)\.$", service.plain(), re.M))
         found &= set(re.findall(r"> (\d+)\. <", (service.folder / "service-1.xml").read_text()))
         expect([], [i for i in range(count) if str(i) not in found])
@@ -240,6 +242,7 @@ def keeps_it_through_a_kill(examples):
         expect("OK 1", again.connect().ask("INFO kill again\n"))
         expect(2, Service(examples, folder).end()[0])  # the folder has a service already
         expect(0, again.stop()[0])
+        assert "text=half a li\n-------------------------\nlevel=2\ntext=listening" in again.plain()
         assert "text=again\n" in again.plain()
 
 
