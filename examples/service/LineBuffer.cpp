@@ -26,7 +26,7 @@ std::span<char> LineBuffer::room() {
 std::optional<LineBuffer::Line> LineBuffer::next() {
     const std::string_view bytes(m_bytes.data(), m_end);
     const size_t lineFeed = bytes.find('\n', m_searched);
-    if (lineFeed == bytes.npos) {
+    if (lineFeed == std::string_view::npos) {
         if (m_isSkipping || m_end - m_begin > m_longest + LineEnd) {
             m_isSkipping = true;
             m_begin = m_end;

@@ -35,7 +35,7 @@ Reference<StringBundle> builtInMessages() {
 } // namespace
 
 Reference<StringBundle> findMessages(const String& localeName) {
-    const auto builtIn = builtInMessages();
+    auto builtIn = builtInMessages();
     const Locale locale(localeName.getData());
     try {
         auto found = StringBundle::getBundle(u"Service", localeName.isEmpty() ? nullptr : &locale);

@@ -57,7 +57,7 @@ Reference<PropertySet> defaults() {
     return properties;
 }
 
-Reference<PropertySet> withIniFile(const String& path, Reference<PropertySet> below) {
+Reference<PropertySet> withIniFile(const String& path, const PropertySet* below) {
     try {
         qx::util::IniFile ini(path.getData(), nullptr, 1);
         auto properties = qx::util::propertiesOf(ini, u"Service", below);
@@ -82,7 +82,7 @@ Reference<PropertySet> withRegistry(Reference<PropertySet> below) {
 }
 
 Reference<PropertySet> withOptions(const qx::util::CommandLineParser& options,
-                                   Reference<PropertySet> below) {
+                                   const PropertySet* below) {
     auto properties = qx::makeReference<PropertySet>(below);
     for (const auto& known : KnownSettings) {
         if (!options.isPresent(known.name))
