@@ -38,7 +38,7 @@ using qx::makeReference;
 using qx::String;
 
 struct Address {
-    String host;
+    std::string host;
     uint16_t port;
 };
 
@@ -93,7 +93,8 @@ private:
 
     void talk() {
         const Address& address = m_task.addresses[m_nextToSend % m_task.addresses.size()];
-        const auto socket = makeReference<qx::net::TcpSocket>(address.host, address.port);
+        const auto socket =
+            makeReference<qx::net::TcpSocket>(String::fromUtf8(address.host), address.port);
         socket->setSoTimeout(m_task.patience);
         qx::io::BufferedReader answers(
             makeReference<qx::io::InputStreamReader>(socket->getInputStream(), u"UTF-8"));
@@ -163,7 +164,7 @@ Address readAddress(const String& text) {
     String host = text.substring(0, colon);
     if (host.startsWith(u"[") && host.endsWith(u"]"))
         host = host.substring(1, host.getLength() - 1);
-    return {host, port};
+    return {host.toUtf8(), port};
 }
 
 std::vector<std::string> readLines(std::istream& in) {

@@ -22,8 +22,10 @@ constinit std::atomic<bool> s_isInitialized{false};
 
 using Addresses = std::unique_ptr<qx_addrinfo, decltype(&QXfreeaddrinfo)>;
 
-/// The addresses of a host; null when it has none.
-Addresses resolve(const String& host) {
+/// The addresses of a host; null when it has none. A text keeps the bytes that it is asked for, and
+/// the caller's may be in use by other threads that connect: so this is a copy.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+Addresses resolve(String host) {
     qx_addrinfo hints{};
     hints.ai_socktype = QX_SOCK_STREAM;
     hints.ai_protocol = QX_IPPROTO_TCP;
