@@ -162,7 +162,7 @@ def serve_client(run, process):
     """A client for a server that fails; what becomes of it does not matter."""
     if process.stdout.readline().startswith(b"listening"):
         try:
-            run.plain("EchoClient", "127.0.0.1", str(run.port), stdin=b"hello\n")
+            run.plain("EchoClient", "127.0.0.1", str(run.port), stdin=b"hello\n" * 20)
         except subprocess.TimeoutExpired:
             pass
     try:
@@ -194,7 +194,7 @@ def connect_to(run):
 
 def talk(run, process):
     try:
-        return process.communicate(b"hello\nworld\n", PATIENCE)
+        return process.communicate(b"hello\nworld\n" * 20, PATIENCE)
     finally:
         run.server.kill()
         run.server.communicate()
