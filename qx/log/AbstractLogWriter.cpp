@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include <qx/core/Result.h>
+#include <qx/core/Required.h>
 
 namespace qx::log {
 
@@ -15,10 +15,7 @@ constexpr int32_t LongestSpare = 1 << 16;
 } // namespace
 
 AbstractLogWriter::AbstractLogWriter(io::Writer* writer)
-    : m_writer(writer), m_lock("qx::log::AbstractLogWriter::m_lock") {
-    if (writer == nullptr)
-        throwResult(result::NullPointer);
-}
+    : m_writer(required(writer)), m_lock("qx::log::AbstractLogWriter::m_lock") {}
 
 void AbstractLogWriter::flush() { m_writer->flush(); }
 
@@ -30,8 +27,7 @@ String AbstractLogWriter::takeText() {
 }
 
 void AbstractLogWriter::process(const ILogEntry* entry) {
-    if (entry == nullptr)
-        throwResult(result::NullPointer);
+    required(entry);
     // Two threads come here also behind a single worker: at shutdown, the one that destroys the
     // queue may not wait for the other.
     const std::lock_guard lock(m_lock);

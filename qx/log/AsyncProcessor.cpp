@@ -2,15 +2,14 @@
 
 #include <utility>
 
-#include <qx/core/Result.h>
+#include <qx/core/Required.h>
 #include <qx/log/detail/AsyncProcessorImpl.h>
 
 namespace qx::log {
 
 Reference<AsyncProcessor> AsyncProcessor::create(ILogProcessor* target, int threadCount,
                                                  const AsyncOptions& options) {
-    if (target == nullptr)
-        throwResult(result::NullPointer);
+    required(target);
     Reference<AsyncProcessor> processor(
         new AsyncProcessor(makeReference<AsyncProcessorImpl>(target, options)));
     for (int i = 0; i < threadCount; ++i)

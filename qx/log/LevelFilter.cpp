@@ -3,7 +3,7 @@
 #include <optional>
 
 #include <qx/core/Number.h>
-#include <qx/core/Result.h>
+#include <qx/core/Required.h>
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldWalk.h>
 #include <qx/log/detail/StandardFields.h>
@@ -40,15 +40,10 @@ Reference<LevelFilter> LevelFilter::create(ILogProcessor* target, int threshold)
 }
 
 LevelFilter::LevelFilter(ILogProcessor* target, int threshold)
-    : m_target(target), m_threshold(threshold) {
-    if (target == nullptr)
-        throwResult(result::NullPointer);
-}
+    : m_target(required(target)), m_threshold(threshold) {}
 
 void LevelFilter::process(const ILogEntry* entry) {
-    if (entry == nullptr)
-        throwResult(result::NullPointer);
-    const auto level = levelOf(*entry);
+    const auto level = levelOf(*required(entry));
     if (!level || *level >= m_threshold.load(std::memory_order_relaxed))
         m_target->process(entry);
 }

@@ -2,16 +2,14 @@
 
 #include <mutex>
 
-#include <qx/core/Result.h>
+#include <qx/core/Required.h>
 
 namespace qx::log {
 
 Reference<MultiProcessor> MultiProcessor::create() { return new MultiProcessor; }
 
 void MultiProcessor::addProcessor(ILogProcessor* processor) {
-    Reference<ILogProcessor> held(processor);
-    if (!processor)
-        throwResult(result::NullPointer, u"no processor");
+    Reference<ILogProcessor> held(required(processor));
     m_processors.push_back(std::move(held));
 }
 

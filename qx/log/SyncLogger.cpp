@@ -2,15 +2,12 @@
 
 #include <mutex>
 
-#include <qx/core/Result.h>
+#include <qx/core/Required.h>
 
 namespace qx::log {
 
 SyncLogger::SyncLogger(ILevelLogger* target)
-    : m_target(target), m_lock("qx::log::SyncLogger::m_lock") {
-    if (target == nullptr)
-        throwResult(result::NullPointer);
-}
+    : m_target(required(target)), m_lock("qx::log::SyncLogger::m_lock") {}
 
 void SyncLogger::log(int level, const String& text) {
     const std::lock_guard lock(m_lock);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/exec/Thread.h>
@@ -57,9 +58,7 @@ void* AsyncProcessorImpl::run() {
 }
 
 void AsyncProcessorImpl::process(const ILogEntry* entry) {
-    if (entry == nullptr)
-        throwResult(result::NullPointer);
-    EntryReference held(entry);
+    EntryReference held(required(entry));
     bool isSignalDue = false;
     uint32_t pause = 0;
     {

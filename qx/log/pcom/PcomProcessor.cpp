@@ -1,5 +1,6 @@
 #include <qx/log/pcom/PcomProcessor.h>
 
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/pcom/ILogEntry.h>
@@ -11,16 +12,11 @@ Reference<log::ILogProcessor> PcomProcessor::create(pcom::ILogProcessor* target)
     return Reference<PcomProcessor>(new PcomProcessor(target));
 }
 
-PcomProcessor::PcomProcessor(pcom::ILogProcessor* target) : m_target(target) {
-    if (target == nullptr)
-        throwResult(result::NullPointer);
-}
+PcomProcessor::PcomProcessor(pcom::ILogProcessor* target) : m_target(required(target)) {}
 
 void PcomProcessor::process(const log::ILogEntry* entry) {
-    if (entry == nullptr)
-        throwResult(result::NullPointer);
     // Components know no constant objects.
-    auto* const object = const_cast<log::ILogEntry*>(entry);
+    auto* const object = const_cast<log::ILogEntry*>(required(entry));
     Reference<ILogEntry> component;
     if (util::detail::takeInterface(component, [object](const GUID& iid, void** out) {
             return object->QueryInterface(iid, out);

@@ -1,14 +1,12 @@
 #include <qx/net/pcom/PcomAcceptor.h>
 
+#include <qx/core/Required.h>
 #include <qx/io/Channels.h>
 #include <qx/net/detail/HandOut.h>
 
 namespace qx::net::pcom {
 
-PcomAcceptor::PcomAcceptor(IQXAcceptor* acceptor) : m_acceptor(acceptor) {
-    if (!acceptor)
-        throwResult(result::NullPointer);
-}
+PcomAcceptor::PcomAcceptor(IQXAcceptor* acceptor) : m_acceptor(required(acceptor)) {}
 
 Reference<io::IChannel> PcomAcceptor::accept() {
     const auto channel = detail::taken<io::pcom::IQXChannel>(

@@ -1,5 +1,6 @@
 #include <qx/net/pcom/PcomTransport.h>
 
+#include <qx/core/Required.h>
 #include <qx/net/detail/HandOut.h>
 #include <qx/net/pcom/PcomAcceptor.h>
 #include <qx/net/pcom/PcomConnector.h>
@@ -23,10 +24,7 @@ Reference<IQXTransport> create(const String& name) {
 
 PcomTransport::PcomTransport(const String& name) : m_transport(create(name)) {}
 
-PcomTransport::PcomTransport(IQXTransport* transport) : m_transport(transport) {
-    if (!transport)
-        throwResult(result::NullPointer);
-}
+PcomTransport::PcomTransport(IQXTransport* transport) : m_transport(required(transport)) {}
 
 Reference<IConnector> PcomTransport::createConnector(const util::PropertySet& properties) {
     const auto shared = util::PropertySet::getPcom(&properties);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include <qx/collections/pcom/HashSet.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/util/detail/ComponentText.h>
 
@@ -25,10 +26,7 @@ std::u16string unitsOf(const String& name) {
 } // namespace
 
 PcomPropertySet::PcomPropertySet(const IPropertySet* target, const PropertySet* parent)
-    : PropertySet(parent), m_target(target) {
-    if (!target)
-        throwResult(result::NullPointer);
-}
+    : PropertySet(parent), m_target(required(target)) {}
 
 String PcomPropertySet::get(const String& name) const {
     Reference<IQXCharBuffer> value;
