@@ -105,6 +105,12 @@ bool Logs::store() noexcept {
     return isFlushed && !hasFailed();
 }
 
+void Logs::close() {
+    m_queue.reset(); // with its end the writers add what ends a document
+    m_plain->close();
+    m_xml->close();
+}
+
 std::string Logs::failure() const {
     return qx::makeErrorCode(m_queue->getFirstFailure()).message();
 }

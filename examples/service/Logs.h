@@ -41,6 +41,10 @@ public:
     /// Where loggers of the service itself write to.
     qx::Reference<qx::log::ILogProcessor> processor() const { return m_queue; }
 
+    /// Ends both logs, when no logger writes to them any more; nothing else may be called after it.
+    /// @throws qx::Exception when their ends cannot be written
+    void close();
+
 private:
     FolderLock m_lock;
     qx::Reference<qx::io::HeldFlushWriter> m_plain;

@@ -43,9 +43,8 @@ void requireStored(Logs& logs) {
         throw std::runtime_error("the logs cannot be written: " + logs.failure());
 }
 
-void run(const Settings& settings, const StopSignals& stop) {
-    std::optional<Listener> listener(std::in_place, settings.addresses, settings.port);
-    Logs logs(settings.folder, settings.level);
+void serve(const Settings& settings, const StopSignals& stop, std::optional<Listener>& listener,
+           Logs& logs) {
     Statistics statistics;
     const Journal journal(settings.locale, logs.processor());
     const Service service{settings, logs, statistics, journal};
@@ -71,6 +70,13 @@ void run(const Settings& settings, const StopSignals& stop) {
     requireStored(logs);
     if (!std::cout)
         throw std::runtime_error("the statistics cannot be written");
+}
+
+void run(const Settings& settings, const StopSignals& stop) {
+    std::optional<Listener> listener(std::in_place, settings.addresses, settings.port);
+    Logs logs(settings.folder, settings.level);
+    serve(settings, stop, listener, logs);
+    logs.close();
 }
 
 } // namespace

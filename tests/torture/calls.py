@@ -104,11 +104,9 @@ def collect(run, process):
 
 
 def has_stored(run, expected, out):
-    """As many lines as the service has acknowledged, in whole entries. What fails when the document is
-    ended, as the last writer goes, nobody hears of."""
+    """As many lines as the service has acknowledged."""
     log = (run.folder / "service-1.xml").read_bytes()
-    return (run.stored <= log.count(b"> LogSend <") and
-            log.endswith((b"</log>\n", b"</entry>\n", b"<log>\n")))
+    return run.stored <= log.count(b"> LogSend <") and log.endswith(b"</log>\n")
 
 
 def write_ini(run):
