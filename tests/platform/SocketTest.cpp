@@ -426,7 +426,7 @@ TEST(Resolver, Table) {
         {"fe80::1", "80", 0, 0, "fe80::1/80"},
         {nullptr, "80", QX_AI_PASSIVE, QX_AF_INET, "0.0.0.0/80"},
         {nullptr, "80", 0, QX_AF_INET6, "::1/80"},
-        {"localhost", "http", 0, QX_AF_INET, "127.0.0.1/80"},
+        {"127.0.0.1", "http", 0, QX_AF_INET, "127.0.0.1/80"},
         {"127.0.0.1", nullptr, 0, 0, "127.0.0.1/0"},
         {"127.0.0.1", "65535", 0, 0, "127.0.0.1/65535"},
         {"127.0.0.1", "65536", 0, 0, "12109"}, // not port 0
@@ -445,6 +445,8 @@ TEST(Resolver, Table) {
                                         << (c.service ? c.service : "(null)") << " " << c.flags);
         EXPECT_EQ(resolved(c.host, c.service, c.flags, c.family), c.result);
     }
+    // The system has it twice where its table of hosts has ::1 for that name too.
+    EXPECT_TRUE(resolved("localhost", "80", 0, QX_AF_INET).starts_with("127.0.0.1/80"));
     // Without a network the resolver may also be unreachable.
     const std::string unknown = resolved("no-such-host.invalid", "80", 0, 0);
     EXPECT_TRUE(unknown == "13001" || unknown == "13002" || unknown == "14001") << unknown;
