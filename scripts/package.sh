@@ -19,7 +19,8 @@ make_clean_root() {
     install_missing debootstrap || return 1
     . /etc/os-release
     suite=$VERSION_CODENAME
-    mirror=$(cat /etc/apt/sources.list /etc/apt/sources.list.d/* 2>/dev/null |
+    # Either may be missing.
+    mirror=$({ cat /etc/apt/sources.list /etc/apt/sources.list.d/* 2>/dev/null || true; } |
         grep -oP -m 1 '^(URIs:|deb) *(\[.*\] *)?\Khttps?://\S*debian/?(?=\s|$)') || return 1
     rm -rf "$made.part"
     debootstrap --variant=minbase "$suite" "$made.part" "$mirror" >"$made.log" &&
@@ -61,6 +62,7 @@ list_files() {
 
 try_in_clean_root() {
     local made=$1
+    run_in "$made" dpkg --purge $names &>/dev/null || true # what a run that failed has left
     list_files "$made" >"$made.before"
     rm -rf "$made/tmp/qx"
     mkdir "$made/tmp/qx"

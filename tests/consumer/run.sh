@@ -70,12 +70,11 @@ esac
 
 modules=()
 if [[ $way != subdirectory ]]; then
-    # A copy: modules are loaded from where nobody else may write, as others may the build tree.
-    copy=$(mktemp -d)
-    trap 'rm -rf "$copy"' EXIT
-    cp -R "$prefix/." "$copy"
-    chmod -R go-w "$copy"
-    mapfile -t modules < <(find "$copy" -path '*/qx/modules/*.so')
+    # Copies: modules are loaded from where nobody else may write, as others may the build tree.
+    copies=$(mktemp -d)
+    trap 'rm -rf "$copies"' EXIT
+    find "$prefix" -path '*/qx/modules/*.so' -exec install -m 644 -t "$copies" {} +
+    modules=("$copies"/*.so)
 fi
 for program in consumer_cpp consumer_c; do
     "$build/$program" ${modules[0]:+"$build/registry" "${modules[@]}"}
