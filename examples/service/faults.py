@@ -6,85 +6,16 @@ in both logs when the service has ended, and other clients notice nothing.
 """
 
 import contextlib
-import os
 import pathlib
 import re
-import resource
-import signal
 import socket
 import subprocess
 import sys
 import tempfile
 import threading
 import time
-import xml.etree.ElementTree as xml
 
-PATIENCE = 30  # seconds, on a machine that does much else
-
-
-class Service:
-    """A service in a folder of its own."""
-
-    def __init__(self, examples, folder, *options, limit=None):
-        self.folder = pathlib.Path(folder)
-
-        def restrict():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
-
-        self.process = subprocess.Popen(
-            [examples / "Service", "--addresses", "127.0.0.1", "--port", "0", "--folder", folder,
-             *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-            env=dict(os.environ, XDG_DATA_HOME=str(self.folder / "data")),
-            preexec_fn=restrict if limit else None)
-        greeting = self.process.stdout.readline()
-        self.port = int(greeting.rpartition(":")[2]) if greeting else None
-
-    def connect(self):
-        return Client(self.port)
-
-    def stop(self):
-        self.process.send_signal(signal.SIGTERM)
-        return self.end()
-
-    def end(self):
-        """Status, output and errors."""
-        out, errors = self.process.communicate(timeout=PATIENCE)
-        return self.process.returncode, out, errors
-
-    def plain(self):
-        return (self.folder / "service.log").read_text(encoding="utf-8")
-
-    def entries(self):
-        """The texts in the XML logs of all runs."""
-        return [text.text[1:-1] for path in self.folder.glob("service-*.xml")
-                for text in xml.parse(path).iter("text")]
-
-
-class Client:
-    def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
-        self.answers = self.socket.makefile("rb")
-        self.greeting = self.hear()
-
-    def say(self, text):
-        self.socket.sendall(text if isinstance(text, bytes) else text.encode())
-
-    def hear(self):
-        return self.answers.readline().decode().rstrip("\n")
-
-    def ask(self, text):
-        self.say(text)
-        return self.hear()
-
-    def close(self):
-        self.answers.close()
-        self.socket.close()
-
-    def vanish(self):
-        """Ends the connection with a reset, as a client that is killed does."""
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
-        self.close()
+from collector import PATIENCE, Service
 
 
 def expect(wanted, found):

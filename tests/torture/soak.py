@@ -15,9 +15,6 @@ import contextlib
 import os
 import pathlib
 import re
-import signal
-import socket
-import subprocess
 import sys
 import tempfile
 import threading
@@ -25,7 +22,9 @@ import time
 
 import soakplot
 
-PATIENCE = 30  # seconds
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "examples" / "service"))
+from collector import PATIENCE, Client, Service  # noqa: E402
+
 MOST_CONNECTIONS = 60
 IDLE = 3000  # milliseconds
 MEBIBYTE = 1 << 20
@@ -45,10 +44,10 @@ class Load:
 
     def connect(self):
         """A connection that has been greeted; None when all are taken."""
-        client = Client(self.port)
+        client = Sender(self.port)
         with self.lock:
             self.connections += 1
-        if client.hear().startswith("HELLO"):
+        if client.greeting.startswith("HELLO"):
             return client
         client.close()
         return None
@@ -76,17 +75,10 @@ class Load:
             round += 1
 
 
-class Client:
+class Sender(Client):
     def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
-        self.answers = self.socket.makefile("rb")
+        super().__init__(port)
         self.lines = 0
-
-    def say(self, text):
-        self.socket.sendall(text.encode())
-
-    def hear(self):
-        return self.answers.readline().decode().rstrip("\n")
 
     def send(self, load, texts):
         """Sends messages and waits for the answers; False when the service ends the connection."""
@@ -99,15 +91,6 @@ class Client:
             assert answer == f"OK {self.lines}", f"{answer!r} to line {self.lines}"
             load.acknowledge([text])
         return True
-
-    def close(self):
-        self.answers.close()
-        self.socket.close()
-
-    def vanish(self):
-        """Ends the connection with a reset, as a client that is killed does."""
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
-        self.close()
 
 
 def steady(load, name):
@@ -272,31 +255,29 @@ def judge_logs(folder, load, statistics):
 
 def soak(examples, folder, seconds):
     """Samples, load and faults."""
-    process = subprocess.Popen(
-        [examples / "Service", "--addresses", "127.0.0.1", "--port", "0", "--folder", folder,
-         "--connections", str(MOST_CONNECTIONS), "--idle", str(IDLE)],
-        stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+    service = Service(
+        examples, folder, "--connections", str(MOST_CONNECTIONS), "--idle", str(IDLE),
         # The C library would take memory for each of many threads apart, which grows for minutes until
         # every one of them has had its turn with the worst, and hides what a leak takes.
-        env=dict(os.environ, XDG_DATA_HOME=str(folder / "data"), MALLOC_ARENA_MAX="1"))
+        environment={"MALLOC_ARENA_MAX": "1"})
+    process = service.process
     try:
-        load = Load(int(process.stdout.readline().rpartition(":")[2]))
+        load = Load(service.port)
         threads = [threading.Thread(target=load.run, args=(body, number))
                    for body, count in CLIENTS for number in range(count)]
         for thread in threads:
             thread.start()
         samples = watch(process, load, seconds)
         load.goes_on = False  # what happens to clients from here on is no fault; they still send
-        process.send_signal(signal.SIGTERM)
-        out, errors = process.communicate(timeout=PATIENCE)
+        status, out, errors = service.stop()
         for thread in threads:
             thread.join(PATIENCE)
     finally:
         process.kill()
         process.communicate()
     faults = load.faults
-    if process.returncode != 0 or errors:
-        faults.append(f"it ended with {process.returncode}: {errors}")
+    if status != 0 or errors:
+        faults.append(f"it ended with {status}: {errors}")
     return samples, load, faults + judge_logs(folder, load, out)
 
 
