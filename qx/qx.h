@@ -38,8 +38,6 @@
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/collections/pcom/Set.h>
 #include <qx/core/BoxedNumber.h>
-#include <qx/core/Class.h>
-#include <qx/core/ClassManager.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/Comparable.h>
 #include <qx/core/ErrorCode.h>
@@ -48,7 +46,6 @@
 #include <qx/core/Float.h>
 #include <qx/core/Format.h>
 #include <qx/core/GUID.h>
-#include <qx/core/GlobalLock.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
 #include <qx/core/InterfaceMap.h>
@@ -61,8 +58,6 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
-#include <qx/core/Singleton.h>
-#include <qx/core/Startup.h>
 #include <qx/core/Str1.h>
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/StrBuf1.h>
@@ -70,6 +65,11 @@
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
 #include <qx/core/Unknown.h>
+#include <qx/core/runtime/Class.h>
+#include <qx/core/runtime/ClassManager.h>
+#include <qx/core/runtime/GlobalLock.h>
+#include <qx/core/runtime/Singleton.h>
+#include <qx/core/runtime/Startup.h>
 #include <qx/crypto/BlowFish.h>
 #include <qx/crypto/MD5Digest.h>
 #include <qx/crypto/MessageDigest.h>

@@ -14,7 +14,7 @@ LAYERS = [
     ["qx/core/", "qx/util/IBuffer", "qx/util/AbstractBuffer", "qx/util/RWBuffer",
      "qx/util/ROBuffer", "qx/util/detail/"],
     ["qx/sync/", "qx/util/MTBuffer"],
-    ["qx/core/Class", "qx/core/Singleton", "qx/core/GlobalLock"],
+    ["qx/core/runtime/"],
     ["qx/text/"],
     ["qx/collections/", "qx/util/Comparator"],
     ["qx/util/", "qx/util/detail/ComponentText"],
@@ -27,13 +27,11 @@ LAYERS = [
      "qx/util/detail/Registry"],
     ["qx/pcom/"],
     ["qx/i18n/"],
-    # Start-up knows every class, and nothing includes it.
-    ["qx/core/Startup", "qx/qx.h"],
+    ["qx/qx.h"],
 ]
 
 # Private files that reach up, because two classes truly need each other, and how far.
 UPWARD_FILES = {
-    "qx/core/Object.cpp": ["qx/core/Class"],
     # Every number converts to the big ones.
     "qx/core/Number.cpp": ["qx/math/"],
     # Strings are read from bytes and written to them through the converters.

@@ -1,6 +1,6 @@
 #include "qx/collections/DefaultComparator.h"
 
-#include <qx/core/Singleton.h>
+#include <qx/core/runtime/Singleton.h>
 #include <qx/util/Comparator.h>
 
 namespace qx::collections {

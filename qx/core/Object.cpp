@@ -4,7 +4,6 @@
 #include <ostream>
 #include <typeinfo>
 
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Result.h>
@@ -23,14 +22,6 @@ int addressOrder(const void* left, const void* right) {
 
 } // namespace
 
-const char16_t* classNameOf(const Object& object) noexcept {
-    try {
-        return object.getClass()->getName();
-    } catch (...) { // not registered, or no memory to say so
-        return u"Object";
-    }
-}
-
 int32_t Object::QueryInterface(const GUID& iid, void** out) {
     return pcom::QueryInterfaceMap(GetComIntfMap(), this, iid, out);
 }
@@ -44,8 +35,6 @@ Object* Object::clone() const {
 int Object::compareTo(const Object& other) const { return addressOrder(this, &other); }
 
 bool Object::equals(const Object& other) const { return this == &other; }
-
-const Class* Object::getClass() const { return Class::forType(&typeid(*this)); }
 
 uint32_t Object::hashCode() const {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(this));

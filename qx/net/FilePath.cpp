@@ -4,8 +4,8 @@
 #include <string>
 
 #include <qx/core/Exception.h>
-#include <qx/core/GlobalLock.h>
 #include <qx/core/Result.h>
+#include <qx/core/runtime/GlobalLock.h>
 #include <qx/platform/files.h>
 #include <qx/platform/net.h>
 #include <qx/sync/LockObject.h>

@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include <qx/core/GlobalLock.h>
+#include <qx/core/runtime/GlobalLock.h>
 #include <qx/net/detail/Codes.h>
 #include <qx/sync/LockObject.h>
 

@@ -11,11 +11,11 @@
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/collections/pcom/detail/TableSize.h> // no test fills a table up to its limit
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"

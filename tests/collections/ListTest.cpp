@@ -9,9 +9,9 @@
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/detail/Growth.h> // no test fills a list up to its limit
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/Items.h"

@@ -3,13 +3,13 @@
 #include <new>
 #include <string>
 
-#include <qx/core/Class.h>
-#include <qx/core/ClassManager.h>
 #include <qx/core/Exception.h>
-#include <qx/core/GlobalLock.h>
 #include <qx/core/Reference.h>
-#include <qx/core/Startup.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
+#include <qx/core/runtime/ClassManager.h>
+#include <qx/core/runtime/GlobalLock.h>
+#include <qx/core/runtime/Startup.h>
 #include <qx/text/charset/ByteToCharConverter.h>
 
 using qx::Class;

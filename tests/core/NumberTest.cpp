@@ -7,11 +7,11 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
+#include <qx/core/runtime/Class.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <tests/support/TestLocale.h>

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
 #include <qx/i18n/Locale.h>
 #include <qx/platform/result.h>
 

@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
+#include <qx/core/runtime/Class.h>
 #include <qx/io/IoException.h>
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpSocket.h>

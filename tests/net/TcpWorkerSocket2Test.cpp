@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include <qx/core/GlobalLock.h>
-#include <qx/core/Startup.h>
+#include <qx/core/runtime/GlobalLock.h>
+#include <qx/core/runtime/Startup.h>
 #include <qx/platform/result.h>
 
 #include "tests/net/DescriptorLimit.h"

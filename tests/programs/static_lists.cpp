@@ -5,8 +5,8 @@
 
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/LinkedList.h>
-#include <qx/core/Startup.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Startup.h>
 
 namespace {
 

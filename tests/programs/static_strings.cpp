@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include <qx/core/Class.h>
-#include <qx/core/Startup.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
+#include <qx/core/runtime/Startup.h>
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <array>
 #include <mutex>
 
-#include <qx/core/Class.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Process.h>
 #include <qx/exec/SharedLibrary.h>

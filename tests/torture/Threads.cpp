@@ -18,11 +18,11 @@
 
 #include <qx/collections/StringHashMap.h>
 #include <qx/collections/pcom/ArrayList.h>
-#include <qx/core/Class.h>
 #include <qx/core/Comparable.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Process.h>
 #include <qx/exec/Thread.h>

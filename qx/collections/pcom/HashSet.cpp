@@ -5,7 +5,7 @@
 #include <qx/collections/pcom/detail/HashMapIterator.h>
 #include <qx/collections/pcom/detail/SetMarker.h>
 #include <qx/core/Exception.h>
-#include <qx/core/Singleton.h>
+#include <qx/core/runtime/Singleton.h>
 
 namespace qx::collections::pcom {
 

@@ -1,9 +1,9 @@
 #include <qx/text/charset/CodecManager.h>
 
-#include <qx/core/Class.h>
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/LibraryIdentity.h>
+#include <qx/core/runtime/Class.h>
 #include <qx/platform/module.h>
 #include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/ComCodec.h>

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include <qx/core/Object.h>
-#include <qx/core/Singleton.h>
+#include <qx/core/runtime/Singleton.h>
 
 namespace qx::text::charset {
 

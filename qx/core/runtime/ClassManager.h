@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include <qx/core/Class.h>
-#include <qx/core/Singleton.h>
+#include <qx/core/runtime/Class.h>
+#include <qx/core/runtime/Singleton.h>
 
 namespace qx {
 

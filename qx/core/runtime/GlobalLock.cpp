@@ -1,4 +1,4 @@
-#include "qx/core/GlobalLock.h"
+#include "qx/core/runtime/GlobalLock.h"
 
 #include <qx/sync/LockObject.h>
 

@@ -1,11 +1,11 @@
-#include "qx/core/Class.h"
+#include "qx/core/runtime/Class.h"
 
 #include <cstdlib>
 #include <cxxabi.h>
 #include <memory>
 
-#include <qx/core/ClassManager.h>
 #include <qx/core/Exception.h>
+#include <qx/core/runtime/ClassManager.h>
 
 namespace qx {
 

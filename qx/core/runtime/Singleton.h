@@ -4,7 +4,7 @@
 #include <memory>
 #include <mutex>
 
-#include <qx/core/GlobalLock.h>
+#include <qx/core/runtime/GlobalLock.h>
 #include <qx/sync/LockObject.h>
 
 namespace qx::util {

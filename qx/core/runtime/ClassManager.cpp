@@ -1,4 +1,4 @@
-#include "qx/core/ClassManager.h"
+#include "qx/core/runtime/ClassManager.h"
 
 #include <map>
 

@@ -1,0 +1,34 @@
+#include <qx/core/detail/Subsystem.h>
+
+#include <qx/util/Comparator.h>
+#include <qx/util/FilePath.h>
+#include <qx/util/Guid.h>
+#include <qx/util/MTBuffer.h>
+#include <qx/util/ROBuffer.h>
+#include <qx/util/RWBuffer.h>
+
+namespace qx::util {
+
+namespace {
+
+// clang-format off
+constexpr ClassRow Classes[] = {
+    known<AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
+    known<AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
+    known<Comparator>(u"CQXComparator"),
+    known<FilePath>(u"CQXFilePath"),
+    known<Guid>(u"CQXGuid"),
+    creatable<MTByteBuffer>(u"CQXMTByteBuffer"),
+    creatable<MTCharBuffer>(u"CQXMTCharBuffer"),
+    creatable<ROByteBuffer>(u"CQXROByteBuffer"),
+    creatable<ROCharBuffer>(u"CQXROCharBuffer"),
+    creatable<RWByteBuffer>(u"CQXRWByteBuffer"),
+    creatable<RWCharBuffer>(u"CQXRWCharBuffer"),
+};
+// clang-format on
+
+} // namespace
+
+constinit const Subsystem subsystem{.classes = Classes};
+
+} // namespace qx::util
