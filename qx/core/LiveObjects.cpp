@@ -10,6 +10,7 @@
 #include <cxxabi.h>
 
 #include <qx/core/ComObject.h>
+#include <qx/platform/detail/ForkWatch.h>
 
 namespace qx {
 
@@ -19,6 +20,14 @@ namespace {
 constinit std::mutex s_lock;
 constinit detail::LiveLink* s_first = nullptr;
 constinit std::size_t s_count = 0;
+
+void letGo(void*) noexcept { s_lock.unlock(); }
+
+constexpr platform::ForkSteps Steps{[](void*) noexcept { s_lock.lock(); }, &letGo, &letGo};
+constinit platform::ForkNode s_node{&Steps};
+
+// Before all others, so that their locks come before this one: objects live and die under them.
+[[gnu::constructor(101)]] void watchForks() { platform::enterForks(s_node); }
 
 std::string nameOf(const std::type_info& type) {
     int status = 0;

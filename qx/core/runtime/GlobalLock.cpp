@@ -1,10 +1,31 @@
 #include "qx/core/runtime/GlobalLock.h"
 
+#include <qx/platform/detail/ForkWatch.h>
 #include <qx/sync/LockObject.h>
 
 namespace qx {
 
 constinit sync::LockObject* g_pGlobalLock = nullptr;
+
+namespace {
+
+void hold(void*) noexcept {
+    if (g_pGlobalLock)
+        g_pGlobalLock->lock();
+}
+
+void letGo(void*) noexcept {
+    if (g_pGlobalLock)
+        g_pGlobalLock->unlock();
+}
+
+constexpr platform::ForkSteps Steps{&hold, &letGo, &letGo};
+constinit platform::ForkNode s_node{&Steps};
+
+// After that of the list of objects, whose lock is taken with this one held.
+[[gnu::constructor(102)]] void watchForks() { platform::enterForks(s_node); }
+
+} // namespace
 
 std::unique_lock<sync::LockObject> holdGlobalLock() {
     return g_pGlobalLock ? std::unique_lock(*g_pGlobalLock) : std::unique_lock<sync::LockObject>();

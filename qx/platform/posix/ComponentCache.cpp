@@ -4,7 +4,6 @@
 #include <atomic>
 #include <iterator>
 #include <mutex>
-#include <pthread.h>
 #include <string>
 #include <time.h>
 #include <unordered_map>
@@ -15,6 +14,7 @@
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/RegistryIndex.h"
 
 namespace qx::platform::components {
@@ -58,12 +58,6 @@ constinit std::atomic_flag s_isFreeing;
     const std::lock_guard guard(s_lock);
     if (s_cache != nullptr && s_cache->modules.empty())
         delete std::exchange(s_cache, nullptr);
-}
-
-void watchForks() {
-    static constinit std::atomic_flag done;
-    if (!done.test_and_set())
-        ::pthread_atfork([] { s_lock.lock(); }, [] { s_lock.unlock(); }, [] { s_lock.unlock(); });
 }
 
 /// The cache, held until the end of the object. What is dropped from it goes after the lock: it may
@@ -268,10 +262,7 @@ int32_t Factory::create(void* outer, const QXGUID& interfaceId, void** object) c
         [&] { return (*m_factory)->CreateInstance(m_factory, outer, &interfaceId, object); });
 }
 
-int32_t registryVersion(uint64_t& version) {
-    watchForks();
-    return QXRegistryGetVersion(Root, &version);
-}
+int32_t registryVersion(uint64_t& version) { return QXRegistryGetVersion(Root, &version); }
 
 int32_t findClass(uint64_t version, const char16_t* progId, QXGUID& classId) {
     const std::u16string_view name(progId);
@@ -302,7 +293,6 @@ int32_t findFactory(uint64_t version, const QXGUID& classId,
 }
 
 int32_t useModule(const char16_t* path, std::shared_ptr<LoadedModule>& module) {
-    watchForks();
     std::string resolved;
     if (const int32_t result = LoadedModule::resolve(path, resolved); result < 0)
         return result;
@@ -328,3 +318,11 @@ int32_t freeUnusedModules(uint32_t delayMs, int32_t& kept) {
 }
 
 } // namespace qx::platform::components
+
+constexpr qx::platform::ForkSteps qx::platform::ComponentForkSteps{
+    [](void*) noexcept { components::s_lock.lock(); },
+    [](void*) noexcept { components::s_lock.unlock(); },
+    [](void*) noexcept {
+        components::s_isFreeing.clear(); // by a thread that is not there
+        components::s_lock.unlock();
+    }};

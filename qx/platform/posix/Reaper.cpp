@@ -1,6 +1,5 @@
 #include "qx/platform/posix/Reaper.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <mutex>
@@ -13,6 +12,7 @@
 #include <qx/platform/result.h>
 #include <qx/platform/thread.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/NodeList.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/handle.h"
@@ -36,17 +36,19 @@ public:
     ~Reapers();
 
     int32_t add(pid_t child) noexcept;
+    void lock() noexcept { m_lock.lock(); }
+    void unlock() noexcept { m_lock.unlock(); }
+    /// For a forked child, which has the lists of its parent, but not the threads.
+    void forget() noexcept;
 
 private:
     static void* work(void* argument);
     static void join(Reaper* reaper) noexcept;
     [[gnu::noinline]] void finish(Reaper* reaper) noexcept; // keeps its variables out of work
-    void forgetAfterFork() noexcept;
 
     std::mutex m_lock;
     NodeList<Reaper> m_working;
     Reaper* m_ended = nullptr;
-    std::atomic<pid_t> m_process{0}; // whose threads these are
 };
 
 constinit Reapers s_reapers;
@@ -67,14 +69,10 @@ private:
     sigset_t m_previous;
 };
 
-/// A forked child has the lists of its parent, but not the threads.
-void Reapers::forgetAfterFork() noexcept {
-    if (m_process == ::getpid())
-        return;
+void Reapers::forget() noexcept {
     while (Reaper** const first = m_working.find([](const Reaper&) { return true; }))
         m_working.remove(first);
     delete std::exchange(m_ended, nullptr);
-    m_process = ::getpid();
 }
 
 int32_t Reapers::add(pid_t child) noexcept {
@@ -83,7 +81,6 @@ int32_t Reapers::add(pid_t child) noexcept {
         return result::OutOfMemory;
     const SignalsBlocked blocked;
     const std::lock_guard guard(m_lock); // until the thread stands in its node and in the list
-    forgetAfterFork();
     constexpr uint32_t SmallestStack = 1;
     uint32_t id = 0;
     const int32_t result =
@@ -127,8 +124,6 @@ void Reapers::finish(Reaper* reaper) noexcept {
 }
 
 Reapers::~Reapers() {
-    if (m_process != ::getpid()) // a forked child, where the lock may be held for ever
-        return;
     std::unique_lock guard(m_lock);
     while (Reaper** const first = m_working.find([](const Reaper&) { return true; })) {
         Reaper* const reaper = m_working.take(first);
@@ -144,6 +139,13 @@ Reapers::~Reapers() {
 }
 
 } // namespace
+
+constexpr ForkSteps ReaperForkSteps{[](void*) noexcept { s_reapers.lock(); },
+                                    [](void*) noexcept { s_reapers.unlock(); },
+                                    [](void*) noexcept {
+                                        s_reapers.forget();
+                                        s_reapers.unlock();
+                                    }};
 
 int32_t reapInBackground(pid_t child) noexcept { return s_reapers.add(child); }
 

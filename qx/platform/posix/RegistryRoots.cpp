@@ -4,10 +4,10 @@
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
-#include <pthread.h>
 #include <pwd.h>
 #include <unistd.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
 
@@ -44,28 +44,22 @@ StoreNode* nodeOf(const std::string& path) {
     return s_all = new StoreNode(path, s_all);
 }
 
-void beforeFork() {
+void beforeFork(void*) noexcept {
     s_lock.lock();
     for (StoreNode* node = s_all; node != nullptr; node = node->next)
         node->store.lock();
 }
 
-void afterForkInParent() {
+void afterForkInParent(void*) noexcept {
     for (StoreNode* node = s_all; node != nullptr; node = node->next)
         node->store.unlock();
     s_lock.unlock();
 }
 
-void afterForkInChild() {
+void afterForkInChild(void*) noexcept {
     for (StoreNode* node = s_all; node != nullptr; node = node->next)
         node->store.renewLocks();
     s_lock.unlock();
-}
-
-void watchForks() {
-    static constinit std::atomic_flag done;
-    if (!done.test_and_set())
-        ::pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild);
 }
 
 std::string homeFolder() {
@@ -116,7 +110,6 @@ int32_t storeOf(ENUM_QX_HKEY root, Store*& store) {
     auto& present = s_present[static_cast<size_t>(root)];
     StoreNode* node = present.load(std::memory_order_acquire);
     if (node == nullptr) {
-        watchForks();
         const std::lock_guard guard(s_lock);
         node = present;
         if (node == nullptr) {
@@ -148,3 +141,6 @@ int32_t useFolder(const std::string& folder) {
 }
 
 } // namespace qx::platform::registry
+
+constexpr qx::platform::ForkSteps qx::platform::RegistryForkSteps{
+    &registry::beforeFork, &registry::afterForkInParent, &registry::afterForkInChild};

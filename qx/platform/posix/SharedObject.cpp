@@ -3,9 +3,9 @@
 #include <chrono>
 #include <cstring>
 
-#include <pthread.h>
 #include <sys/mman.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/handle.h"
 
@@ -32,15 +32,7 @@ constinit SharedObject* s_objects = nullptr;
 
 } // namespace
 
-std::unique_lock<std::mutex> lockProcessTables() noexcept {
-    [[maybe_unused]] static const int registered =
-        pthread_atfork([] { s_tables.lock(); }, [] { s_tables.unlock(); },
-                       [] {
-                           SharedObject::afterForkInChild();
-                           s_tables.unlock();
-                       });
-    return std::unique_lock(s_tables);
-}
+std::unique_lock<std::mutex> lockProcessTables() noexcept { return std::unique_lock(s_tables); }
 
 int32_t SharedObject::open(const Layout& layout, const char* name, uint32_t initial,
                            QXHandle* handle) noexcept {
@@ -180,3 +172,11 @@ void SharedObject::afterForkInChild() noexcept {
 }
 
 } // namespace qx::platform::shared
+
+constexpr qx::platform::ForkSteps qx::platform::SharedObjectForkSteps{
+    [](void*) noexcept { shared::s_tables.lock(); },
+    [](void*) noexcept { shared::s_tables.unlock(); },
+    [](void*) noexcept {
+        shared::SharedObject::afterForkInChild();
+        shared::s_tables.unlock();
+    }};

@@ -7,6 +7,7 @@
 #include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/error.h"
 
 using namespace qx;
@@ -25,11 +26,13 @@ extern "C" void restoreAndDie(int signal) {
     ::raise(signal); // pending until the handler returns; the default action was set on entry
 }
 
+constinit std::mutex s_lock;
+
 /// The terminal without echo and line editing, while somebody holds it so.
 class KeyMode {
 public:
     int32_t hold() {
-        const std::lock_guard guard(m_lock);
+        const std::lock_guard guard(s_lock);
         if (m_holders == 0) {
             if (const int32_t result = enter(); result < 0)
                 return result;
@@ -39,7 +42,7 @@ public:
     }
 
     int32_t release() {
-        const std::lock_guard guard(m_lock);
+        const std::lock_guard guard(s_lock);
         if (m_holders == 0)
             return result::Fail;
         return --m_holders == 0 ? leave() : result::Ok;
@@ -97,15 +100,16 @@ private:
         }
     }
 
-    std::mutex m_lock;
     int m_holders = 0;
     bool m_isTerminal = false;
     bool m_caught[std::size(FatalSignals)] = {};
 };
 
-KeyMode s_keyMode;
+constinit KeyMode s_keyMode;
 
 } // namespace
+
+constexpr ForkSteps qx::platform::ConsoleForkSteps = HeldInFork<s_lock>;
 
 int32_t QXConsoleHoldKeys(int32_t hold) {
     return hold != 0 ? s_keyMode.hold() : s_keyMode.release();

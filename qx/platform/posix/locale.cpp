@@ -10,6 +10,7 @@
 #include <qx/platform/detail/Utf8.h>
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/clibrary.h"
 #include "qx/platform/posix/error.h"
 
 using namespace qx;
@@ -84,7 +85,8 @@ int32_t toSingleBytes(std::u16string_view text, char16_t limit, ByteSink& sink) 
 
 /// For every other code set of a locale: through the system's converter.
 int32_t toCodeSet(std::u16string_view text, const char* name, ByteSink& sink) {
-    const iconv_t converter = ::iconv_open(name, "UTF-16LE");
+    const iconv_t converter =
+        platform::callCLibrary([&] { return ::iconv_open(name, "UTF-16LE"); });
     if (converter == reinterpret_cast<iconv_t>(-1))
         return errno == EINVAL ? result::UnknownEncoding : platform::lastResult();
     char* input = reinterpret_cast<char*>(const_cast<char16_t*>(text.data()));
@@ -95,7 +97,7 @@ int32_t toCodeSet(std::u16string_view text, const char* name, ByteSink& sink) {
                         ::iconv(converter, nullptr, nullptr, &sink.position(), &sink.left()) ==
                             static_cast<size_t>(-1);
     const int error = errno;
-    ::iconv_close(converter);
+    platform::callCLibrary([&] { return ::iconv_close(converter); });
     if (!failed)
         return result::Ok;
     return error == E2BIG ? result::BufferTooSmall : result::UnmappableCharacter;

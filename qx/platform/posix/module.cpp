@@ -1,14 +1,13 @@
 #include <qx/platform/module.h>
 
-#include <atomic>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 
 #include <qx/platform/guid.h>
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/NodeList.h"
 #include "qx/platform/posix/livemodule.h"
 #include "qx/platform/posix/offeredclass.h"
@@ -48,7 +47,6 @@ struct OfferedClass {
 
 /// What lives and what is offered in this process.
 struct ModuleTable {
-    std::mutex lock;
     int32_t liveCount = 0;
     NodeList<LiveModule> modules;
     NodeList<OfferedClass> classes;
@@ -66,15 +64,8 @@ struct ModuleTable {
     }
 };
 
-constinit ModuleTable s_table;
-
-/// Keeps the table whole in a child that is forked while another thread is at it.
-void watchForks() noexcept {
-    static constinit std::atomic_flag done;
-    if (!done.test_and_set())
-        ::pthread_atfork([] { s_table.lock.lock(); }, [] { s_table.lock.unlock(); },
-                         [] { s_table.lock.unlock(); });
-}
+constinit std::mutex s_lock;
+constinit ModuleTable s_table; // guarded by s_lock
 
 int32_t addModule(const void* identity) noexcept {
     if (s_table.findModule(identity) != nullptr)
@@ -98,13 +89,15 @@ int32_t removeModule(const void* identity) noexcept {
 
 } // namespace
 
+constexpr ForkSteps qx::platform::ModuleForkSteps = HeldInFork<s_lock>;
+
 bool qx::platform::isLiveModule(const void* identity) noexcept {
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     return s_table.findModule(identity) != nullptr;
 }
 
 bool qx::platform::findOfferedClass(const char16_t* progId, QXGUID& classId) noexcept {
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     OfferedClass** const found = s_table.findProgId(progId);
     if (found != nullptr)
         classId = (*found)->classId;
@@ -112,7 +105,7 @@ bool qx::platform::findOfferedClass(const char16_t* progId, QXGUID& classId) noe
 }
 
 QXComClassFactory qx::platform::offeredFactory(const QXGUID& classId) noexcept {
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     OfferedClass** const found = s_table.findClass(classId);
     return found != nullptr ? (*found)->factory : nullptr;
 }
@@ -120,13 +113,12 @@ QXComClassFactory qx::platform::offeredFactory(const QXGUID& classId) noexcept {
 int32_t QXModuleSetInitialized(const void* module, int32_t initialized) {
     if (module == nullptr)
         return result::NullPointer;
-    watchForks();
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     return initialized != 0 ? addModule(module) : removeModule(module);
 }
 
 int32_t QXModuleGetLiveCount() {
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     return s_table.liveCount;
 }
 
@@ -134,7 +126,7 @@ int32_t QXComRegisterClassFactory(const char16_t* progId, const QXGUID* classId,
                                   QXComClassFactory factory) {
     if (classId == nullptr || factory == nullptr)
         return result::NullPointer;
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     if (s_table.findClass(*classId) != nullptr ||
         (progId != nullptr && s_table.findProgId(progId) != nullptr))
         return result::FileExists;
@@ -152,7 +144,7 @@ int32_t QXComRegisterClassFactory(const char16_t* progId, const QXGUID* classId,
 int32_t QXComRevokeClassFactory(const QXGUID* classId) {
     if (classId == nullptr)
         return result::NullPointer;
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     OfferedClass** const found = s_table.findClass(*classId);
     if (found == nullptr)
         return result::NotFound;

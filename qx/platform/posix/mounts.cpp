@@ -11,6 +11,7 @@
 #include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/path.h"
 #include "qx/platform/posix/systemtable.h"
@@ -21,11 +22,11 @@ namespace {
 
 /// Plain memory, so that it may be used before and after every static object.
 struct MountTable {
-    std::mutex lock;
     char file[PATH_MAX] = "/proc/self/mountinfo";
 };
 
-MountTable s_table;
+constinit std::mutex s_lock;
+constinit MountTable s_table; // guarded by s_lock
 
 constexpr std::string_view NetworkTypes[] = {"nfs",  "nfs4",       "cifs",
                                              "smb3", "fuse.sshfs", "fuse.glusterfs"};
@@ -40,7 +41,7 @@ struct Mount {
 std::string mountTable() {
     char file[PATH_MAX];
     {
-        const std::lock_guard guard(s_table.lock);
+        const std::lock_guard guard(s_lock);
         std::memcpy(file, s_table.file, sizeof file);
     }
     return readTable(file);
@@ -140,6 +141,8 @@ int32_t expand(const char* path, PathText& expanded) {
 
 } // namespace
 
+constexpr ForkSteps MountForkSteps = HeldInFork<s_lock>;
+
 } // namespace qx::platform
 
 using namespace qx;
@@ -149,7 +152,7 @@ int32_t QXMountTableSet(const char* file) {
     const std::string_view text = file != nullptr ? file : "/proc/self/mountinfo";
     if (text.size() >= PATH_MAX)
         return NameTooLong;
-    const std::lock_guard guard(s_table.lock);
+    const std::lock_guard guard(s_lock);
     std::memcpy(s_table.file, text.data(), text.size());
     s_table.file[text.size()] = 0;
     return result::Ok;

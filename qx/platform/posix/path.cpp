@@ -9,6 +9,7 @@
 
 #include <qx/platform/files.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/error.h"
 
 namespace qx::platform {
@@ -20,11 +21,11 @@ namespace {
 struct DriveTable {
     static constexpr size_t Drives = 26;
 
-    std::mutex lock;
     char folders[Drives][PATH_MAX];
 };
 
-DriveTable s_drives;
+constinit std::mutex s_drivesLock;
+constinit DriveTable s_drives; // guarded by s_drivesLock
 
 /// Index of a drive letter; DriveTable::Drives for any other byte.
 size_t driveIndex(char letter) noexcept {
@@ -108,6 +109,8 @@ int32_t currentDirectory(PathText& path) noexcept {
 
 } // namespace
 
+constexpr ForkSteps DriveForkSteps = HeldInFork<s_drivesLock>;
+
 bool startsWithDrive(std::string_view path) noexcept {
     return path.size() > 1 && path[1] == ':' && driveIndex(path[0]) < DriveTable::Drives;
 }
@@ -125,7 +128,7 @@ int32_t toNativePath(const char* path, PathText& native) noexcept {
     if (rest.empty())
         return result::NotFound;
     if (startsWithDrive(rest)) {
-        const std::lock_guard guard(s_drives.lock);
+        const std::lock_guard guard(s_drivesLock);
         const char* const folder = s_drives.folders[driveIndex(rest[0])];
         if (folder[0] == 0)
             return result::NotFound;
@@ -208,7 +211,7 @@ int32_t QXDriveMap(char drive, const char* folder) {
     const std::string_view text = withoutEndingSlashes(folder != nullptr ? folder : "");
     if (text.size() >= PATH_MAX)
         return NameTooLong;
-    const std::lock_guard guard(s_drives.lock);
+    const std::lock_guard guard(s_drivesLock);
     char* const entry = s_drives.folders[index];
     std::memcpy(entry, text.data(), text.size());
     entry[text.size()] = 0;

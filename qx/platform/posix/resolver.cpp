@@ -12,6 +12,7 @@
 
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/clibrary.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/socketaddress.h"
 #include "qx/platform/posix/socketnumbers.h"
@@ -200,7 +201,9 @@ int32_t QXSocketServicePort(const char* service, const char* protocol, uint16_t*
     servent entry{};
     servent* found = nullptr;
     char buffer[8192];
-    const int error = ::getservbyname_r(service, protocol, &entry, buffer, sizeof buffer, &found);
+    const int error = callCLibrary([&] {
+        return ::getservbyname_r(service, protocol, &entry, buffer, sizeof buffer, &found);
+    });
     if (found == nullptr)
         return error == 0 || error == ENOENT ? socketFailedWith(NoData) : socketFailed(error);
     *port = ntohs(static_cast<uint16_t>(found->s_port));

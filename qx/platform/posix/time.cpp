@@ -6,6 +6,7 @@
 #include <qx/platform/result.h>
 
 #include "qx/platform/posix/calendar.h"
+#include "qx/platform/posix/clibrary.h"
 #include "qx/platform/posix/error.h"
 
 using namespace qx;
@@ -50,7 +51,7 @@ public:
         }
         const auto asked = static_cast<time_t>(seconds);
         tm local;
-        if (!localtime_r(&asked, &local))
+        if (callCLibrary([&] { return localtime_r(&asked, &local); }) == nullptr)
             return false;
         offset = local.tm_gmtoff;
         // Zones that count leap seconds divide into other minutes: nothing to keep.

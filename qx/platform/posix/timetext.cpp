@@ -10,7 +10,9 @@
 
 #include <qx/platform/time.h>
 
+#include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/calendar.h"
+#include "qx/platform/posix/clibrary.h"
 
 using namespace qx::platform;
 
@@ -140,7 +142,8 @@ int32_t write(const STRUCT_QX_TIME* time, const std::wstring& pattern, char16_t*
               int32_t capacity) {
     const tm fields = brokenDown(*time);
     wchar_t formatted[QX_TIME_TEXT_UNITS];
-    const size_t length = std::wcsftime(formatted, std::size(formatted), pattern.c_str(), &fields);
+    const size_t length = callCLibrary(
+        [&] { return std::wcsftime(formatted, std::size(formatted), pattern.c_str(), &fields); });
     if (length == 0) {
         errno = ENAMETOOLONG;
         return 0;
@@ -182,6 +185,12 @@ public:
         m_codeSetLength = key.codeSet.copy(m_codeSet, MostName);
         std::copy_n(text, units, m_text);
         m_units = units;
+        m_isInUse.store(false, std::memory_order_release);
+    }
+
+    /// For a child of which another thread of the parent was here.
+    void forget() noexcept {
+        m_units = 0;
         m_isInUse.store(false, std::memory_order_release);
     }
 
@@ -236,6 +245,11 @@ std::wstring timePattern() {
 }
 
 } // namespace
+
+constexpr ForkSteps qx::platform::TimeTextForkSteps{.inChild = [](void*) noexcept {
+    for (LastText* const last : {&lastShortDate, &lastLongDate, &lastTime})
+        last->forget();
+}};
 
 int32_t QXTimeGetDateText(const STRUCT_QX_TIME* time, int32_t isLong, char16_t* text,
                           int32_t capacity) {

@@ -1,0 +1,50 @@
+#pragma once
+
+namespace qx::platform {
+
+/// What becomes of a state of this process when one of its threads calls fork. The child has that
+/// thread alone: it must find the state whole, and no lock held and nothing awaited that only
+/// another thread could let go or bring about.
+///
+/// All three run on the forking thread. A step waits for no other process and for no code that is
+/// not ours, and changes nothing that the thread that forks may be in the middle of. Null for
+/// nothing to do.
+struct ForkSteps {
+    /// Keeps other threads out until one of the others has run.
+    void (*before)(void* state) noexcept = nullptr;
+    void (*inParent)(void* state) noexcept = nullptr;
+    void (*inChild)(void* state) noexcept = nullptr;
+};
+
+/// A state above this layer in the list of those that take part in forks. Plain memory: one that
+/// stands outside of every function may enter before and leave after every static object.
+struct ForkNode {
+    const ForkSteps* steps;
+    void* state = nullptr;
+    ForkNode* previous = nullptr;
+    ForkNode* next = nullptr;
+};
+
+/// From now on the state takes part. Its first step comes before those of states that entered
+/// earlier and before those of this layer, as does its lock where a thread holds several. Not to be
+/// called with a lock held that is taken in one of the steps.
+void enterForks(ForkNode& node) noexcept;
+/// Until now it did.
+void leaveForks(ForkNode& node) noexcept;
+
+/// Lets an object take part as long as it lives. As a member it comes last: it begins when the
+/// others are there and ends while they still are.
+class ForkWatch {
+public:
+    ForkWatch(void* state, const ForkSteps& steps) noexcept : m_node{&steps, state} {
+        enterForks(m_node);
+    }
+    ~ForkWatch() { leaveForks(m_node); }
+    ForkWatch(const ForkWatch&) = delete;
+    ForkWatch& operator=(const ForkWatch&) = delete;
+
+private:
+    ForkNode m_node;
+};
+
+} // namespace qx::platform

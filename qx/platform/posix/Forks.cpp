@@ -1,0 +1,67 @@
+#include "qx/platform/posix/Forks.h"
+
+#include <mutex>
+#include <pthread.h>
+
+namespace qx::platform {
+
+namespace {
+
+/// In the order in which their locks are acquired where several are held.
+constexpr const ForkSteps* OwnStates[] = {
+    &ComponentForkSteps, &RegistryForkSteps, &ModuleForkSteps,       &SharedObjectForkSteps,
+    &ReaperForkSteps,    &ConsoleForkSteps,  &DriveForkSteps,        &MountForkSteps,
+    &TimeTextForkSteps,  &CLibraryForkSteps, &ThreadNumberForkSteps,
+};
+
+constinit std::mutex s_lock; // of the list, held from before a fork until after it
+constinit ForkNode* s_first = nullptr;
+
+void take(void (*step)(void*) noexcept, void* state) noexcept {
+    if (step != nullptr)
+        step(state);
+}
+
+void beforeFork() noexcept {
+    s_lock.lock();
+    for (const ForkNode* node = s_first; node != nullptr; node = node->next)
+        take(node->steps->before, node->state);
+    for (const ForkSteps* const each : OwnStates)
+        take(each->before, nullptr);
+}
+
+/// Locks are let go in whatever order.
+template <auto Step>
+void afterFork() noexcept {
+    for (const ForkSteps* const each : OwnStates)
+        take(each->*Step, nullptr);
+    for (const ForkNode* node = s_first; node != nullptr; node = node->next)
+        take(node->steps->*Step, node->state);
+    s_lock.unlock();
+}
+
+/// Once for the library, which the system forgets when it is unloaded.
+[[gnu::constructor]] void watchForks() {
+    ::pthread_atfork(&beforeFork, &afterFork<&ForkSteps::inParent>,
+                     &afterFork<&ForkSteps::inChild>);
+}
+
+} // namespace
+
+void enterForks(ForkNode& node) noexcept {
+    const std::lock_guard guard(s_lock);
+    node.previous = nullptr;
+    node.next = s_first;
+    if (s_first != nullptr)
+        s_first->previous = &node;
+    s_first = &node;
+}
+
+void leaveForks(ForkNode& node) noexcept {
+    const std::lock_guard guard(s_lock);
+    (node.previous != nullptr ? node.previous->next : s_first) = node.next;
+    if (node.next != nullptr)
+        node.next->previous = node.previous;
+}
+
+} // namespace qx::platform

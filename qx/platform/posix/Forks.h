@@ -1,0 +1,27 @@
+#pragma once
+
+#include <qx/platform/detail/ForkWatch.h>
+
+/* The states of this layer that take part in forks. Each stands in the file named beside it. */
+
+namespace qx::platform {
+
+extern const ForkSteps ComponentForkSteps;    // ComponentCache.cpp
+extern const ForkSteps RegistryForkSteps;     // RegistryRoots.cpp
+extern const ForkSteps ModuleForkSteps;       // module.cpp
+extern const ForkSteps SharedObjectForkSteps; // SharedObject.cpp
+extern const ForkSteps ReaperForkSteps;       // Reaper.cpp
+extern const ForkSteps ConsoleForkSteps;      // console.cpp
+extern const ForkSteps DriveForkSteps;        // path.cpp
+extern const ForkSteps MountForkSteps;        // mounts.cpp
+extern const ForkSteps TimeTextForkSteps;     // timetext.cpp
+extern const ForkSteps CLibraryForkSteps;     // clibrary.cpp
+extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
+
+/// The steps of a state that one lock guards and that a child takes over as it is.
+template <auto& Lock>
+inline constexpr ForkSteps HeldInFork{[](void*) noexcept { Lock.lock(); },
+                                      [](void*) noexcept { Lock.unlock(); },
+                                      [](void*) noexcept { Lock.unlock(); }};
+
+} // namespace qx::platform

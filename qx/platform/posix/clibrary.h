@@ -1,0 +1,26 @@
+#pragma once
+
+#include <utility>
+
+namespace qx::platform {
+
+/// Lives around calls of functions of the C library that hold a lock of its own for a while: those
+/// of zones, converters and the system's tables. A child that is forked meanwhile would find that
+/// lock held for ever, so forks wait until no such call is under way. Calls that wait for somebody
+/// else do not belong here.
+class CLibraryCall {
+public:
+    CLibraryCall() noexcept;
+    ~CLibraryCall();
+    CLibraryCall(const CLibraryCall&) = delete;
+    CLibraryCall& operator=(const CLibraryCall&) = delete;
+};
+
+/// The result of @p body, which makes such calls.
+template <class Body>
+auto callCLibrary(Body&& body) {
+    const CLibraryCall call;
+    return std::forward<Body>(body)();
+}
+
+} // namespace qx::platform
