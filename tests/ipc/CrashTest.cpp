@@ -7,10 +7,12 @@
 #include <iterator>
 #include <map>
 #include <random>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <qx/ipc/Semaphore.h>
 #include <qx/platform/sync.h>
 
 #include "tests/ipc/IpcTesting.h"
@@ -184,3 +186,62 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Crash,
                          testing::Values("Mutex", "Condition", "Writer", "Semaphore",
                                          "SemaphoreOfThree"),
                          [](const auto& test) { return test.param; });
+
+namespace {
+
+struct Traffic {
+    std::atomic<int> inside; // of the living
+    std::atomic<int> most;
+    std::atomic<int> turns;
+    std::atomic<bool> stop;
+};
+
+/// Takes a unit of a semaphore of two again and again, for so long each time that the others wait.
+const ChildEntry passer("unit-passer", [](const auto& arguments) {
+    ipc::Semaphore semaphore(arguments[0].c_str(), 2);
+    SharedStruct<Traffic> traffic(arguments[1]);
+    while (!traffic->stop) {
+        semaphore.wait();
+        const int inside = ++traffic->inside;
+        for (int seen = traffic->most; inside > seen;) {
+            if (traffic->most.compare_exchange_weak(seen, inside))
+                break;
+        }
+        ++traffic->turns;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        --traffic->inside;
+        semaphore.signal();
+    }
+    return 0;
+});
+
+/// Takes a unit and keeps it.
+const ChildEntry keeper("unit-keeper", [](const auto& arguments) -> int {
+    ipc::Semaphore semaphore(arguments[0].c_str(), 2);
+    SharedStruct<Traffic> traffic(arguments[1]);
+    semaphore.wait();
+    ++traffic->turns;
+    for (;;)
+        pause();
+});
+
+} // namespace
+
+// The living wake each other all the time, so that none of them sleeps through a whole slice.
+TEST(CrashUnderTraffic, AUnitComesBackThoughTheOthersAreNeverStill) {
+    const std::string name = uniqueName("traffic");
+    const std::string trafficName = uniqueName("traffic");
+    SharedStruct<Traffic> traffic(trafficName);
+    ChildProcess victim("unit-keeper", {name, trafficName});
+    ASSERT_TRUE(eventually([&] { return traffic->turns == 1; }));
+    std::vector<ChildProcess> living;
+    for (int i = 0; i < 3; ++i)
+        living.emplace_back("unit-passer", std::vector{name, trafficName});
+    ASSERT_TRUE(eventually([&] { return traffic->turns > 20; }));
+    EXPECT_EQ(traffic->most, 1);
+    victim.kill();
+    EXPECT_TRUE(eventually([&] { return traffic->most == 2; }));
+    traffic->stop = true;
+    for (ChildProcess& each : living)
+        EXPECT_EQ(each.join(), 0);
+}

@@ -124,11 +124,19 @@ void reap(SharedObject& object, State& state) noexcept {
         state.waiters.wakeAll();
 }
 
-/// Blocks until @p attempt succeeds, giving back what dead processes hold after every slice.
+/// Gives back what dead processes hold, unless somebody has just looked for them.
+template <class State>
+void reapIfDue(SharedObject& object, State& state) noexcept {
+    if (object.isReapDue())
+        reap(object, state);
+}
+
+/// Blocks until @p attempt succeeds, giving back what dead processes hold whenever that is due: the
+/// living may pass their own units round so briskly that no slice ever ends in silence.
 template <class State, class Attempt>
 int32_t waitReaping(SharedObject& object, State& state, const TimeLimit& limit,
                     Attempt attempt) noexcept {
-    return waitUntil(state.waiters, limit, attempt, [&] { reap(object, state); });
+    return waitUntil(state.waiters, limit, attempt, [&](bool) { reapIfDue(object, state); });
 }
 
 /// Tries once, and again when a look for dead processes was due.

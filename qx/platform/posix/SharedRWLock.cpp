@@ -193,9 +193,10 @@ int32_t rwlockAcquireWrite(QXHandle handle) noexcept {
             return result::Ok;
         return waitUntil(
             state.waiters, TimeLimit(), [&] { return state.enterAsWriterOrClaim(slot); },
-            [&] {
-                reap(object, state);
-                state.dropStaleAdmissions();
+            [&](bool woken) {
+                reapIfDue(object, state);
+                if (!woken)
+                    state.dropStaleAdmissions();
             });
     });
 }

@@ -129,7 +129,7 @@ int32_t semaphoreWait(QXHandle handle) noexcept {
     return withObject<SemaphoreState>(handle, [](auto& object, auto& state) {
         if (!state.isGuard) {
             const auto take = [&] { return state.takeSignal(); };
-            return take() ? result::Ok : waitUntil(state.waiters, TimeLimit(), take, [] {});
+            return take() ? result::Ok : waitUntil(state.waiters, TimeLimit(), take, [](bool) {});
         }
         const auto take = [&] { return state.takeUnit(object.slot()); };
         return take() ? result::Ok : waitReaping(object, state, TimeLimit(), take);
@@ -150,8 +150,8 @@ int32_t semaphoreGetValue(QXHandle handle, int32_t* value) noexcept {
         return result::NullPointer;
     *value = 0;
     return withObject<SemaphoreState>(handle, [=](auto& object, auto& state) {
-        if (state.isGuard && object.isReapDue())
-            reap(object, state);
+        if (state.isGuard)
+            reapIfDue(object, state);
         *value = state.count.load();
         return result::Ok;
     });

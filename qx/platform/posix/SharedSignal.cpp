@@ -9,7 +9,7 @@ namespace qx::platform::shared {
 
 namespace {
 
-constexpr auto Nothing = [] {};
+constexpr auto Nothing = [](bool) {};
 
 struct EventState {
     static constexpr Kind ObjectKind = Kind::Event;

@@ -64,17 +64,17 @@ private:
 };
 
 /// Sleeps on @p word until @p attempt returns true (0) or the time is over (0x800705B4). Calls
-/// @p afterSlice whenever a slice ended without a wake.
-template <class Attempt, class AfterSlice>
-int32_t waitUntil(WaitWord& word, const TimeLimit& limit, Attempt attempt, AfterSlice afterSlice) {
+/// @p afterSleep after every sleep and tells it whether the word has moved, which under traffic it
+/// always has.
+template <class Attempt, class AfterSleep>
+int32_t waitUntil(WaitWord& word, const TimeLimit& limit, Attempt attempt, AfterSleep afterSleep) {
     for (;;) {
         const uint32_t ticket = word.announce();
         if (attempt())
             return result::Ok;
         if (limit.hasPassed())
             return result::TimedOut;
-        if (!word.sleep(ticket, limit.slice()))
-            afterSlice();
+        afterSleep(word.sleep(ticket, limit.slice()));
     }
 }
 
