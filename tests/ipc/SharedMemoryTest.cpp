@@ -1,6 +1,9 @@
+#include <atomic>
 #include <cstring>
 #include <optional>
+#include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
@@ -249,6 +252,70 @@ const ChildEntry untrustedFolder("untrusted-folder", [](const auto&) {
     return 0;
 });
 
+/// Locks the file as its user or as one who sets it up would, and keeps the lock.
+int lockFile(const std::string& path, int flags, short type) {
+    const int file = open(path.c_str(), flags, 0600);
+    struct flock whole = {};
+    whole.l_type = type;
+    whole.l_whence = SEEK_SET;
+    CHECK_IN_CHILD(file >= 0 && fcntl(file, F_OFD_SETLK, &whole) == 0);
+    return file;
+}
+
+// Who may read a block may also lock its file for as long as he likes.
+const ChildEntry hostileReader("hostile-reader", [](const auto&) {
+    alarm(60); // instead of hanging
+    const std::string name = uniqueName("hostile");
+    std::optional<SharedMemory> memory;
+    memory.emplace(name.c_str(), 100, QX_SHAREDMEM_CREATE, 0044);
+    const int file = lockFile("/dev/shm/qx-memory." + name, O_RDONLY, F_RDLCK);
+    memory.reset();
+    memory.emplace(name.c_str(), 100, QX_SHAREDMEM_CREATE, 0044);
+    CHECK_IN_CHILD(openResult(name, QX_SHAREDMEM_CREATE | QX_SHAREDMEM_EXCLUSIVE, 0044, 1) ==
+                   result::FileExists);
+    close(file);
+    memory.reset();
+    CHECK_IN_CHILD(filesNamed(name) == 0);
+    return 0;
+});
+
+// A process that is stopped while it sets an object up is in the way of nobody but those who want
+// that object, and these are told.
+const ChildEntry stoppedPeer("stopped-in-set-up", [](const auto&) {
+    alarm(60);
+    const std::string name = uniqueName("stopped");
+    CHECK_IN_CHILD(openResult(name + ".first", QX_SHAREDMEM_CREATE, 0, 1) >= 0); // the folder
+    const std::string folder = "/dev/shm/qx-" + std::to_string(geteuid());
+    for (const char* kind : {"lock.", "memory."})
+        lockFile(folder + "/" + kind + name, O_RDWR | O_CREAT, F_WRLCK);
+    std::atomic<int> started = 0;
+    const auto wait = [&](auto open) {
+        return std::thread([&started, open] {
+            ++started;
+            CHECK_IN_CHILD(open() == result::Busy);
+        });
+    };
+    std::thread lock = wait([&] {
+        QXHandle handle;
+        return QXMutexCreate(name.c_str(), QX_SYNC_SHARED, &handle);
+    });
+    std::thread memory = wait([&] { return openResult(name, QX_SHAREDMEM_CREATE, 0, 1); });
+    while (started < 2)
+        std::this_thread::yield();
+    for (int i = 0; i < 20; ++i) {
+        const SharedMemory other((name + ".other").c_str(), 1, QX_SHAREDMEM_CREATE, 0);
+        const pid_t pid = fork();
+        if (pid == 0)
+            _exit(0);
+        CHECK_IN_CHILD(waitpid(pid, nullptr, 0) == pid);
+    }
+    lock.join();
+    memory.join();
+    for (const char* kind : {"lock.", "memory."})
+        CHECK_IN_CHILD(unlink((folder + "/" + kind + name).c_str()) == 0);
+    return 0;
+});
+
 void expectChildEndsWell(const char* entry) {
     const int status = ChildProcess(entry).join();
     if (status == SkippedStatus)
@@ -261,3 +328,9 @@ void expectChildEndsWell(const char* entry) {
 TEST(SharedMemory, FullMemoryIsAnErrorOfTheOpening) { expectChildEndsWell("full-memory"); }
 
 TEST(SharedLock, AFolderThatOthersMayEnterIsNotTrusted) { expectChildEndsWell("untrusted-folder"); }
+
+TEST(SharedMemory, AReaderWhoLocksItsFileHoldsNobodyUp) { expectChildEndsWell("hostile-reader"); }
+
+TEST(SharedLock, APeerStoppedInSetUpHoldsUpItsOwnObjectOnly) {
+    expectChildEndsWell("stopped-in-set-up");
+}

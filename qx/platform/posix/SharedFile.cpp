@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 
 #include "qx/platform/posix/error.h"
-#include <qx/platform/result.h>
+#include <qx/platform/thread.h>
 
 namespace qx::platform::shared {
 
@@ -19,12 +19,51 @@ namespace {
 
 constexpr char MemoryFolder[] = "/dev/shm";
 
-// Bytes of a file that are locked; what they contain does not matter.
-constexpr off_t SetUpByte = 0;
+// Bytes of a file that are locked, one for each slot; what they contain does not matter. A user has
+// a lock on one of them, whoever sets up or removes the file a write lock on all. Nobody ever waits
+// for a lock: its holder may be stopped, or another user's process that wants to be waited for.
 constexpr off_t FirstUserByte = 1;
 constexpr off_t UserBytes = SharedFile::SlotCount;
 
-enum class Blocking { Yes, No };
+enum class Locking { Done, Taken, Failed };
+
+struct flock rangeOf(short type, off_t firstByte, off_t length) {
+    struct flock range = {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = firstByte;
+    range.l_len = length;
+    return range;
+}
+
+/// Locks or, with F_UNLCK, unlocks bytes for the open file description. F_OFD_ locks go with the
+/// description, not with the process, so a second one in this process counts as another user.
+Locking tryLock(int descriptor, short type, off_t firstByte, off_t length) {
+    struct flock range = rangeOf(type, firstByte, length);
+    if (retryInterrupted([&] { return fcntl(descriptor, F_OFD_SETLK, &range); }) == 0)
+        return Locking::Done;
+    return errno == EAGAIN ? Locking::Taken : Locking::Failed;
+}
+
+/// Keeps everybody else from being a user.
+Locking tryLockWhole(int descriptor) {
+    return tryLock(descriptor, F_WRLCK, FirstUserByte, UserBytes);
+}
+
+/// Why a lock failed: a system without such locks knows nothing of the command.
+int32_t lockFailure() { return errno == EINVAL ? result::NotAvailable : lastResult(); }
+
+/// How many bytes the lock of another description covers that stands in the way of @p type; 0 when
+/// none does, and 1 when it cannot be found out: to take a living process for dead would be worse
+/// than the reverse.
+off_t lengthOfOthersLock(int descriptor, short type, off_t firstByte, off_t length) {
+    struct flock range = rangeOf(type, firstByte, length);
+    if (fcntl(descriptor, F_OFD_GETLK, &range) != 0)
+        return 1;
+    if (range.l_type == F_UNLCK)
+        return 0;
+    return range.l_len == 0 ? UserBytes : range.l_len; // 0: to the end of all files
+}
 
 const char* prefixOf(Place place) {
     switch (place) {
@@ -38,36 +77,16 @@ const char* prefixOf(Place place) {
     return "qx-memory.";
 }
 
-/// Locks or, with F_UNLCK, unlocks one byte for the open file description. F_OFD_ locks go with the
-/// description, not with the process, so a second one in this process counts as another user.
-bool setLock(int descriptor, short type, off_t byte, Blocking blocking) {
-    struct flock range = {};
-    range.l_type = type;
-    range.l_whence = SEEK_SET;
-    range.l_start = byte;
-    range.l_len = 1;
-    const int command = blocking == Blocking::Yes ? F_OFD_SETLKW : F_OFD_SETLK;
-    return retryInterrupted([&] { return fcntl(descriptor, command, &range); }) == 0;
+/// Why a folder cannot be had: a system may be without the memory file system.
+int32_t folderFailure() {
+    return errno == ENOENT || errno == ENOTDIR ? result::NotAvailable : lastResult();
 }
-
-/// True when another description holds a lock in the range. What cannot be found out counts as
-/// held: to take a living process for dead would be worse than the reverse.
-bool isLockedByOther(int descriptor, off_t firstByte, off_t length) {
-    struct flock range = {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    range.l_start = firstByte;
-    range.l_len = length;
-    return fcntl(descriptor, F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK;
-}
-
-bool hasOtherUsers(int descriptor) { return isLockedByOther(descriptor, FirstUserByte, UserBytes); }
 
 int32_t openUserFolder(Descriptor& folder) {
     char path[64];
     std::snprintf(path, sizeof path, "%s/qx-%u", MemoryFolder, static_cast<unsigned>(geteuid()));
     if (mkdir(path, 0700) != 0 && errno != EEXIST)
-        return lastResult();
+        return folderFailure();
     folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
     struct stat status;
     if (!folder || fstat(folder.get(), &status) != 0)
@@ -80,7 +99,7 @@ int32_t openFolder(Place place, Descriptor& folder) {
     if (place != Place::PublicMemory)
         return openUserFolder(folder);
     folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
-    return folder ? result::Ok : lastResult();
+    return folder ? result::Ok : folderFailure();
 }
 
 Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0) {
@@ -88,26 +107,25 @@ Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0
     return Descriptor::openAt(folder, fileName, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
 }
 
-/// Removes a file that has no users; its set-up lock is held. The common folder lets nobody remove
-/// a file of another user, which is then emptied: an empty file without users counts as absent.
+/// Removes a file that is locked whole. The common folder lets nobody remove a file of another
+/// user, which is then emptied: an empty file without users counts as absent.
 bool discard(int folder, const char* fileName, int descriptor) {
     return unlinkat(folder, fileName, 0) == 0 || ftruncate(descriptor, 0) == 0;
 }
 
-void discardIfUnused(int folder, const char* fileName, Blocking blocking) {
+void discardIfUnused(int folder, const char* fileName) {
     const Descriptor file = openFile(folder, fileName, O_RDWR);
     struct stat status;
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return;
-    if (!setLock(file.get(), F_WRLCK, SetUpByte, blocking))
-        return;
-    // Between the two calls above others may have removed the file and made a new one.
-    if (fstat(file.get(), &status) == 0 && status.st_nlink != 0 && !hasOtherUsers(file.get()))
+    if (tryLockWhole(file.get()) != Locking::Done)
+        return; // the user, or whoever sets up or removes the file, sees to it
+    // In between others may have removed the file and made a new one.
+    if (fstat(file.get(), &status) == 0 && status.st_nlink != 0)
         discard(folder, fileName, file.get());
 }
 
-/// Removes what killed processes left. Files whose set-up lock is held have somebody who sees to
-/// it.
+/// Removes what killed processes left.
 void sweep(Place place) {
     Descriptor folder;
     if (openFolder(place, folder) < 0)
@@ -123,7 +141,7 @@ void sweep(Place place) {
         if (std::strncmp(entry->d_name, prefix, std::strlen(prefix)) == 0 &&
             fstatat(folderDescriptor, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
             S_ISREG(status.st_mode) && status.st_uid == geteuid())
-            discardIfUnused(folderDescriptor, entry->d_name, Blocking::No);
+            discardIfUnused(folderDescriptor, entry->d_name);
     }
     closedir(entries);
 }
@@ -145,12 +163,10 @@ int32_t openOrCreate(int folder, const char* fileName, const SharedFileRequest& 
             break;
         if (errno != ENOENT || !request.create)
             return lastResult();
-        file = openFile(folder, fileName, O_RDWR | O_CREAT | O_EXCL, request.mode);
-        if (file) {
-            if (fchmod(file.get(), request.mode) != 0)
-                return lastResult();
+        // Nobody else may open it before it is set up and gets its mode.
+        file = openFile(folder, fileName, O_RDWR | O_CREAT | O_EXCL, 0600);
+        if (file)
             break;
-        }
         if (errno != EEXIST)
             return lastResult();
     }
@@ -180,6 +196,11 @@ void hashText(const char* text, char (&hex)[33]) {
 
 } // namespace
 
+void pauseBeforeRetry(uint32_t round) noexcept {
+    constexpr uint32_t Yields = 4;
+    QXThreadSleep(round < Yields ? 0 : 1);
+}
+
 void makeFileName(Place place, const char* name,
                   char (&fileName)[SharedFile::FileNameCapacity]) noexcept {
     constexpr size_t LongestEscaped = 200;
@@ -208,49 +229,102 @@ void makeFileName(Place place, const char* name,
     std::snprintf(endOfBeginning, sizeof hex + 1, "~%s", hex);
 }
 
-int32_t SharedFile::open(const SharedFileRequest& request, bool& isNew) noexcept {
+int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) noexcept {
     m_place = request.place;
     makeFileName(request.place, request.name, m_fileName);
     Descriptor folder;
     if (const int32_t r = openFolder(request.place, folder); r < 0)
         return r;
-    for (;;) {
-        Descriptor file;
-        if (const int32_t r = openOrCreate(folder.get(), m_fileName, request, file); r < 0)
+    Descriptor file;
+    if (const int32_t r = openOrCreate(folder.get(), m_fileName, request, file); r < 0)
+        return r;
+    isNew = false;
+    if (request.readOnly) {
+        if (lengthOfOthersLock(file.get(), F_WRLCK, FirstUserByte, UserBytes) == 0)
+            return result::NotFound;
+        return joinUsers(std::move(file));
+    }
+    switch (tryLockWhole(file.get())) {
+    case Locking::Failed:
+        return lockFailure();
+    case Locking::Taken:
+        if (const int32_t r = joinUsers(std::move(file)); r < 0)
             return r;
-        const short lockType = request.readOnly ? F_RDLCK : F_WRLCK;
-        struct stat status;
-        if (!setLock(file.get(), lockType, SetUpByte, Blocking::Yes) ||
-            fstat(file.get(), &status) != 0)
+        return request.exclusive ? result::FileExists : result::Ok;
+    case Locking::Done:
+        break;
+    }
+    isNew = true;
+    return beginSetUp(request, folder.get(), std::move(file));
+}
+
+/// Takes a file that is locked whole. What lies there is the rest of killed processes; their memory
+/// may still be mapped by somebody who outlived his use of it, so the next file is another one.
+int32_t SharedFile::beginSetUp(const SharedFileRequest& request, int folder,
+                               Descriptor file) noexcept {
+    struct stat status;
+    if (fstat(file.get(), &status) != 0)
+        return lastResult();
+    if (status.st_nlink == 0)
+        return result::Busy; // its last user removed it before we got the lock
+    if (!request.create) {
+        discard(folder, m_fileName, file.get());
+        return result::NotFound;
+    }
+    if (request.exclusive && status.st_uid != geteuid())
+        return result::FileExists; // what is to be ours alone cannot be another user's file
+    if (status.st_size != 0) {
+        if (!discard(folder, m_fileName, file.get()) || fstat(file.get(), &status) != 0)
             return lastResult();
         if (status.st_nlink == 0)
-            continue; // its last user removed it before we got the lock
-        isNew = !hasOtherUsers(file.get());
-        if (isNew) {
-            // Whatever lies there is the rest of killed processes. Their memory may still be mapped
-            // by somebody who outlived his use of it, so the next file is another one.
-            if (!request.create) {
-                if (!request.readOnly)
-                    discard(folder.get(), m_fileName, file.get());
-                return result::NotFound;
-            }
-            if (request.exclusive && status.st_uid != geteuid())
-                return result::FileExists; // what is to be ours alone cannot be another user's file
-            if (status.st_size != 0) {
-                if (!discard(folder.get(), m_fileName, file.get()))
-                    return lastResult();
-                if (fstat(file.get(), &status) != 0 || status.st_nlink == 0)
-                    continue;
-            }
-            m_descriptor = std::move(file);
-            sweepOnce();
-            return result::Ok;
-        }
-        if (request.exclusive)
-            return result::FileExists;
-        m_descriptor = std::move(file);
-        return result::Ok;
+            return result::Busy; // the next attempt makes a new one
     }
+    if (status.st_uid == geteuid() && fchmod(file.get(), request.mode) != 0)
+        return lastResult();
+    m_descriptor = std::move(file);
+    m_slot = 0;
+    sweepOnce();
+    return result::Ok;
+}
+
+/// Becomes one of the users of a file that is in use.
+int32_t SharedFile::joinUsers(Descriptor file) noexcept {
+    m_descriptor = std::move(file);
+    const int32_t r = takeSlot();
+    if (r < 0)
+        return r;
+    struct stat status;
+    if (fstat(m_descriptor.get(), &status) != 0)
+        return lastResult();
+    // Removed or emptied before we became a user, or not yet set up.
+    return status.st_nlink != 0 && status.st_size != 0 ? result::Ok : result::Busy;
+}
+
+int32_t SharedFile::takeSlot() noexcept {
+    const short type = lockOfUser();
+    const int file = m_descriptor.get();
+    if (lengthOfOthersLock(file, type, FirstUserByte, UserBytes) > 1)
+        return result::Busy; // somebody sets it up or removes it
+    const uint32_t slots = type == F_RDLCK ? 1 : SlotCount;
+    for (m_slot = 0; m_slot < slots; ++m_slot) {
+        const Locking locking = tryLock(file, type, FirstUserByte + m_slot, 1);
+        if (locking == Locking::Done)
+            return result::Ok;
+        if (locking == Locking::Failed)
+            return lockFailure();
+    }
+    return slots == 1 ? result::Busy : resultFromErrno(EMFILE);
+}
+
+/// Blocks of memory have users that cannot be told apart, some of whom may only read the file.
+short SharedFile::lockOfUser() const noexcept { return m_place == Place::Lock ? F_WRLCK : F_RDLCK; }
+
+int32_t SharedFile::endSetUp() noexcept {
+    const int file = m_descriptor.get();
+    if (tryLock(file, lockOfUser(), FirstUserByte, 1) == Locking::Done &&
+        tryLock(file, F_UNLCK, FirstUserByte + 1, UserBytes - 1) == Locking::Done)
+        return result::Ok;
+    return lockFailure();
 }
 
 int32_t SharedFile::reserve(uint64_t sizeInBytes) noexcept {
@@ -266,27 +340,8 @@ int64_t SharedFile::size() const noexcept {
     return fstat(m_descriptor.get(), &status) == 0 ? status.st_size : lastResult();
 }
 
-int32_t SharedFile::enter() noexcept {
-    return setLock(m_descriptor.get(), F_RDLCK, FirstUserByte, Blocking::No) ? result::Ok
-                                                                             : lastResult();
-}
-
-int32_t SharedFile::enterSlot(uint32_t& slot) noexcept {
-    for (slot = 0; slot < SlotCount; ++slot) {
-        if (setLock(m_descriptor.get(), F_WRLCK, FirstUserByte + slot, Blocking::No))
-            return result::Ok;
-        if (errno != EAGAIN && errno != EACCES)
-            return lastResult();
-    }
-    return resultFromErrno(EMFILE);
-}
-
-void SharedFile::endSetUp() noexcept {
-    setLock(m_descriptor.get(), F_UNLCK, SetUpByte, Blocking::No);
-}
-
 bool SharedFile::isSlotTaken(uint32_t slot) const noexcept {
-    return isLockedByOther(m_descriptor.get(), FirstUserByte + slot, 1);
+    return lengthOfOthersLock(m_descriptor.get(), F_WRLCK, FirstUserByte + slot, 1) != 0;
 }
 
 void* SharedFile::mapApart(size_t sizeInBytes) const noexcept {
@@ -297,7 +352,7 @@ void* SharedFile::mapApart(size_t sizeInBytes) const noexcept {
     return mmap(nullptr, sizeInBytes, PROT_READ | PROT_WRITE, MAP_SHARED, apart.get(), 0);
 }
 
-int32_t SharedFile::reenterSlot(uint32_t& slot) noexcept {
+int32_t SharedFile::reenter() noexcept {
     // The parent's description is shared with the child and keeps the parent's slot locked as long
     // as the child has it, even after the parent's death. It is given up only when the new one has
     // a slot, so that the file is never without a user in between.
@@ -305,7 +360,7 @@ int32_t SharedFile::reenterSlot(uint32_t& slot) noexcept {
     if (!own)
         return lastResult();
     std::swap(own, m_descriptor);
-    return enterSlot(slot);
+    return takeSlot();
 }
 
 /// A new description of the same file, under whatever name it lies or none.
@@ -321,7 +376,7 @@ void SharedFile::close() noexcept {
     m_descriptor = Descriptor();
     Descriptor folder;
     if (openFolder(m_place, folder) >= 0)
-        discardIfUnused(folder.get(), m_fileName, Blocking::Yes);
+        discardIfUnused(folder.get(), m_fileName);
 }
 
 } // namespace qx::platform::shared

@@ -22,7 +22,7 @@ struct SharedObject::Header {
 namespace {
 
 // Changes with every change of a state's layout.
-constexpr uint32_t Magic = 0x71785301;
+constexpr uint32_t Magic = 0x71785302;
 constexpr size_t StateOffset = 64;
 
 // Constant-initialised and empty again when everything is closed: usable before main and after it,
@@ -41,15 +41,19 @@ int32_t SharedObject::open(const Layout& layout, const char* name, uint32_t init
     *handle = NoHandle;
     if (name == nullptr || *name == '\0')
         return result::InvalidArgument;
+    return retryWhileBusy([&] { return tryOpen(layout, name, initial, handle); });
+}
+
+int32_t SharedObject::tryOpen(const Layout& layout, const char* name, uint32_t initial,
+                              QXHandle* handle) noexcept {
     char fileName[SharedFile::FileNameCapacity];
     makeFileName(Place::Lock, name, fileName);
-
     const auto lock = lockProcessTables();
     SharedObject* object = s_objects;
     while (object != nullptr && std::strcmp(object->m_fileName, fileName) != 0)
         object = object->m_next;
     if (object != nullptr) {
-        if (object->m_layout.kind != layout.kind || object->m_slot == SharedFile::NoSlot)
+        if (object->m_layout.kind != layout.kind || !object->isUsable())
             return result::InvalidHandle;
         ++object->m_references;
     } else {
@@ -87,31 +91,28 @@ SharedObject* SharedObject::find(QXHandle handle, Kind kind) noexcept {
     if (handle == NoHandle || (handle & 1u) == 0)
         return nullptr;
     auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
-    return object->m_layout.kind == kind && object->m_slot != SharedFile::NoSlot ? object : nullptr;
+    return object->m_layout.kind == kind && object->isUsable() ? object : nullptr;
 }
 
 SharedObject::~SharedObject() {
-    if (m_slot != SharedFile::NoSlot)
-        m_layout.leave(m_state, m_slot);
+    if (isUsable())
+        m_layout.leave(m_state, slot());
     if (m_header != nullptr)
         munmap(m_header, StateOffset + m_layout.sizeInBytes);
 }
 
 int32_t SharedObject::attach(const char* name, uint32_t initial) noexcept {
     bool isNew = false;
-    int32_t r = m_file.open({.place = Place::Lock, .name = name}, isNew);
+    int32_t r = m_file.tryOpen({.place = Place::Lock, .name = name}, isNew);
     if (r >= 0 && isNew)
         r = m_file.reserve(StateOffset + m_layout.sizeInBytes);
     if (r >= 0)
         r = map(isNew, initial);
-    if (r >= 0)
-        r = m_file.enterSlot(m_slot);
-    if (r < 0) {
-        m_slot = SharedFile::NoSlot;
+    if (r >= 0 && isNew)
+        r = m_file.endSetUp();
+    if (r < 0)
         return r;
-    }
     adoptSlot();
-    m_file.endSetUp();
     return result::Ok;
 }
 
@@ -141,10 +142,11 @@ int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
 /// Makes the slot just taken visible to those who look for dead holders, and cleans it of what its
 /// last process left.
 void SharedObject::adoptSlot() noexcept {
+    m_isUsable = true;
     uint32_t limit = m_header->slotLimit.load();
-    while (limit <= m_slot && !m_header->slotLimit.compare_exchange_weak(limit, m_slot + 1)) {
+    while (limit <= slot() && !m_header->slotLimit.compare_exchange_weak(limit, slot() + 1)) {
     }
-    m_layout.leave(m_state, m_slot);
+    m_layout.leave(m_state, slot());
 }
 
 uint32_t SharedObject::slotLimit() const noexcept { return m_header->slotLimit.load(); }
@@ -159,13 +161,13 @@ bool SharedObject::isReapDue() noexcept {
 
 void SharedObject::afterForkInChild() noexcept {
     for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
-        if (object->m_slot == SharedFile::NoSlot)
+        if (!object->isUsable())
             continue;
-        if (object->m_file.reenterSlot(object->m_slot) >= 0) {
+        if (object->m_file.reenter() >= 0) {
             object->adoptSlot();
         } else {
             // Without a slot nobody would know of this process: its handles are dead.
-            object->m_slot = SharedFile::NoSlot;
+            object->m_isUsable = false;
             object->m_file.abandon();
         }
     }

@@ -56,7 +56,7 @@ public:
     }
 
     /// This process's slot.
-    uint32_t slot() const noexcept { return m_slot; }
+    uint32_t slot() const noexcept { return m_file.slot(); }
     /// One more than the highest slot ever used.
     uint32_t slotLimit() const noexcept;
     /// False when the process that had the slot is gone. Not for the own slot.
@@ -73,6 +73,9 @@ private:
     explicit SharedObject(const Layout& layout) noexcept : m_layout(layout) {}
     ~SharedObject();
 
+    static int32_t tryOpen(const Layout& layout, const char* name, uint32_t initial,
+                           QXHandle* handle) noexcept;
+    bool isUsable() const noexcept { return m_isUsable; }
     int32_t attach(const char* name, uint32_t initial) noexcept;
     int32_t map(bool isNew, uint32_t initial) noexcept;
     void adoptSlot() noexcept;
@@ -82,14 +85,14 @@ private:
     char m_fileName[SharedFile::FileNameCapacity] = {};
     Header* m_header = nullptr;
     void* m_state = nullptr;
-    uint32_t m_slot = SharedFile::NoSlot;
+    bool m_isUsable = false; // it has a slot and a state
     uint32_t m_references = 1;
     SharedObject* m_next = nullptr;
 };
 
 /// Locks this process's tables of shared objects and mapped blocks, and serialises what opens and
-/// closes them. Held across fork, so that a child finds the tables whole and inherits no set-up
-/// lock.
+/// closes them. Held across fork, so that a child finds the tables whole. Nobody waits for another
+/// process while holding it: that would stop every other object of this process and every fork.
 std::unique_lock<std::mutex> lockProcessTables() noexcept;
 
 /// The calling thread among all threads of all users of an object; never 0. The upper half is one

@@ -19,6 +19,12 @@ Deadline Deadline::after(uint32_t milliseconds) noexcept {
     return deadline;
 }
 
+bool Deadline::hasPassed() const noexcept {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec != m_time.tv_sec ? now.tv_sec > m_time.tv_sec : now.tv_nsec >= m_time.tv_nsec;
+}
+
 bool futexWait(const uint32_t* word, uint32_t expected, const Deadline* deadline) noexcept {
     const int savedErrno = errno;
     const long result =

@@ -13,6 +13,7 @@ public:
     static Deadline after(uint32_t milliseconds) noexcept;
 
     const timespec& time() const noexcept { return m_time; }
+    bool hasPassed() const noexcept;
 
 private:
     Deadline() = default;

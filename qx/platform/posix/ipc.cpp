@@ -22,7 +22,7 @@ constexpr uint32_t WriteAccess = 0x40000000;
 constexpr uint32_t PermissionBits = 0666;
 
 // Everything here is guarded by lockProcessTables; besides, a child forked in the middle of opening
-// or closing would go on holding the set-up lock of the file.
+// would go on holding what its parent has locked of the file.
 
 /// What a handle of shared memory points to. The handle and every mapping hold a reference.
 struct Block {
@@ -54,7 +54,7 @@ bool isSensible(const char* name, uint32_t flags, uint32_t permissions, uint32_t
 
 int32_t openBlock(Block& block, const SharedFileRequest& request, uint32_t size) {
     bool isNew = false;
-    if (const int32_t r = block.file.open(request, isNew); r < 0)
+    if (const int32_t r = block.file.tryOpen(request, isNew); r < 0)
         return r;
     if (isNew) {
         if (const int32_t r = block.file.reserve(size); r < 0)
@@ -66,10 +66,7 @@ int32_t openBlock(Block& block, const SharedFileRequest& request, uint32_t size)
     if (existing < size || existing == 0)
         return result::InvalidArgument;
     block.sizeInBytes = static_cast<size_t>(existing);
-    if (const int32_t r = block.file.enter(); r < 0)
-        return r;
-    block.file.endSetUp();
-    return result::Ok;
+    return isNew ? block.file.endSetUp() : result::Ok;
 }
 
 void release(Block* block) {
@@ -102,9 +99,6 @@ int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions, 
     *handle = NoHandle;
     if (!isSensible(name, flags, permissions, size))
         return result::InvalidArgument;
-    auto* block = new (std::nothrow) Block;
-    if (block == nullptr)
-        return result::OutOfMemory;
     const SharedFileRequest request{
         .place = permissions == 0 ? Place::PrivateMemory : Place::PublicMemory,
         .name = name,
@@ -113,13 +107,18 @@ int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions, 
         .readOnly = (flags & QX_SHAREDMEM_READ_ONLY) != 0,
         .mode = 0600 | permissions,
     };
-    const auto lock = lockProcessTables();
-    if (const int32_t r = openBlock(*block, request, size); r < 0) {
-        delete block;
-        return r;
-    }
-    *handle = reinterpret_cast<uintptr_t>(block);
-    return result::Ok;
+    return retryWhileBusy([&] {
+        const auto lock = lockProcessTables();
+        auto* block = new (std::nothrow) Block;
+        if (block == nullptr)
+            return result::OutOfMemory;
+        if (const int32_t r = openBlock(*block, request, size); r < 0) {
+            delete block;
+            return r;
+        }
+        *handle = reinterpret_cast<uintptr_t>(block);
+        return result::Ok;
+    });
 }
 
 int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address) {
