@@ -18,15 +18,23 @@ DecodeTable decodeTable(const EncodingRow& row) {
 
 Reference<Encoding> Encoding::get(std::size_t index) {
     static std::mutex lock;
-    static Reference<Encoding> made[EncodingCount];
+    static Reference<Encoding> known[EncodingCount];
+    {
+        const std::lock_guard guard(lock);
+        if (known[index])
+            return known[index];
+    }
+    // Without the lock: who knows what the library and the system's converters ask for meanwhile.
+    const auto made = makeReference<Encoding>(EncodingRows[index]);
     const std::lock_guard guard(lock);
-    if (!made[index])
-        made[index] = makeReference<Encoding>(EncodingRows[index]);
-    return made[index];
+    if (!known[index]) // else another thread was faster
+        known[index] = made;
+    return known[index];
 }
 
 Encoding::Encoding(const EncodingRow& row)
-    : m_name(row.name), m_decode(decodeTable(row)),
+    // Without the default encoding, which may be the one that is being made.
+    : m_name(String::fromUtf8(row.name)), m_decode(decodeTable(row)),
       m_encode(row.units ? EncodeTable(m_decode) : EncodeTable(row.name)) {
     if (m_decode.isSingleByte())
         m_singleByteDecoder.emplace(m_name.getData(), m_decode.units());

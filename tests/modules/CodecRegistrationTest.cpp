@@ -14,6 +14,7 @@
 
 #include "tests/support/SafeModule.h"
 #include "tests/support/TemporaryRegistry.h"
+#include "tests/support/TestLocale.h"
 #include "tests/text/ConverterSupport.h"
 
 namespace {
@@ -82,6 +83,24 @@ TEST_F(RegisteredCodecs, ServeStringsAndReadersUntilTheModuleIsUnregistered) {
     EXPECT_EQ(QXComUnregisterModule(path.getData()), 0);
     EXPECT_THROW(String(bytes, -1, u"CP932"), UnknownEncodingException);
     EXPECT_EQ(CodecManager::getInstance()->getEncoder(u"MS932"), nullptr);
+}
+
+// Whatever in there decodes a narrow text asks for the encoding that it is about to make.
+TEST_F(RegisteredCodecs, ServeTheEncodingOfTheLocale) {
+    const struct {
+        const char* language;
+        const char* codeSet;
+        const char* bytes;
+        const char16_t* text;
+    } rows[] = {{"ja_JP", "EUC-JP", "\xC6\xFC\xCB\xDC!", u"日本!"},
+                {"bg_BG", "CP1251", "\xC4\xE0!", u"Да!"}};
+    for (const auto& row : rows) {
+        const qxtest::TestLocale locale(row.language, row.codeSet);
+        ASSERT_TRUE(locale.isSet());
+        EXPECT_EQ(String(row.bytes), String(row.text));
+        EXPECT_STREQ(reinterpret_cast<const char*>(String(row.text).getBytes()), row.bytes);
+        EXPECT_EQ(QXComRegisterModule(path.getData()), 0);
+    }
 }
 
 } // namespace
