@@ -99,7 +99,11 @@ public:
     static String fromUtf8(std::string_view text);
 
     String& operator=(const String& other) { return setTo(TextView(other)); }
-    String& operator=(String&& other) noexcept {
+    /// Exchanges the texts when that of @p other is its own, and copies any other: memory and
+    /// buffers that it only reads may go before this string does.
+    String& operator=(String&& other) {
+        if (!other.m_storage.isOwned())
+            return setTo(TextView(other));
         swap(other);
         return *this;
     }
@@ -132,13 +136,13 @@ public:
     }
     String& setTo(const char16_t* units, AcquireMode mode, int32_t length = -1,
                   int32_t capacity = 0) {
-        return *this = String(units, mode, length, capacity);
+        return become(String(units, mode, length, capacity));
     }
     String& setTo(const String& other, AcquireMode mode, int32_t start = 0, int32_t end = -1,
                   int32_t capacity = 0) {
-        return *this = String(other, mode, start, end, capacity);
+        return become(String(other, mode, start, end, capacity));
     }
-    String& setTo(IQXCharBuffer* buffer, AcquireMode mode) { return *this = String(buffer, mode); }
+    String& setTo(IQXCharBuffer* buffer, AcquireMode mode) { return become(String(buffer, mode)); }
     /// Shares the text of @p other, as copy construction does.
     String& setAddRef(const String& other) noexcept {
         m_storage = other.m_storage;
@@ -388,6 +392,10 @@ private:
     /// Private room for @p capacity units, which at least doubles when it grows.
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
+    String& become(String text) noexcept {
+        swap(text);
+        return *this;
+    }
     char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
     TextStorage holdIfOwn(TextView text) const noexcept;
     /// To be called before every change: the bytes of the old text are void.

@@ -103,6 +103,8 @@ public:
     }
 
     bool isForeign() const noexcept { return m_length < 0; }
+    /// True for a text in a block, which lives as long as anybody holds it.
+    bool isOwned() const noexcept { return m_block != nullptr; }
     /// Holds a foreign buffer for reading; its units or those of the text.
     const char16_t* lockForReading() const { return m_length >= 0 ? m_units : lockBuffer(); }
     void unlockReading() const {

@@ -188,7 +188,7 @@ TEST(String, AppendingOneByOneIsLinear) {
     EXPECT_EQ(checked(text), std::u16string(100'000, u'x'));
 }
 
-TEST(String, MovesTakeTheTextAndLeaveAnEmptyOrExchangedString) {
+TEST(String, MovesTakeAnOwnedTextAndAssignmentCopiesAnyOther) {
     String first(longText(30));
     const char16_t* const units = first.getData();
     String second(std::move(first));
@@ -197,10 +197,20 @@ TEST(String, MovesTakeTheTextAndLeaveAnEmptyOrExchangedString) {
     String third(u"third");
     third = std::move(second);
     EXPECT_EQ(third.getData(), units);
-    swap(first, third);
-    EXPECT_EQ(first.getData(), units);
-    first = std::move(*&first);
-    EXPECT_EQ(first, longText(30));
+    third = std::move(*&third);
+    EXPECT_EQ(third, longText(30));
+
+    std::u16string memory = u"memory";
+    const auto buffer = storageOf(u"buffer");
+    third = String(memory.c_str(), String::AM_WRAP);
+    second = String(buffer.get(), String::AM_SHARE);
+    first.setTo(memory.c_str(), String::AM_WRAP); // who asks for it gets it
+    memory[0] = u'M';
+    buffer->getWriteLock(7)[0] = u'B';
+    EXPECT_EQ(checked(third), u"memory");
+    EXPECT_EQ(checked(second), u"buffer");
+    EXPECT_EQ(first, u"Memory");
+    EXPECT_EQ(buffer->GetRefCount(), 1u);
 }
 
 // Each operation beside std::u16string, on owned, shared, literal and wrapped texts.
