@@ -8,7 +8,9 @@
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/Decode.h>
 #include <qx/text/charset/CharToByteConverter.h>
+#include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/Surrogates.h>
+#include <qx/text/charset/detail/EncoderStop.h>
 
 namespace qx {
 
@@ -90,6 +92,8 @@ int32_t Str1::convertToA(signed char* bytes, int32_t capacity, int32_t* byteCoun
         if (isWithinPair(view(), at) &&
             resultOf([&] { encoder->flush(bytes, &written, capacity); }) < 0)
             --at;
+        else if (text::charset::detail::waitsForInput(*encoder, getData0(), at, m_length))
+            text::charset::PendingSurrogate::throwUnpaired();
         return result::BufferTooSmall;
     });
     if (byteCount)
@@ -126,6 +130,9 @@ int32_t Str1::getLengthA(int32_t* byteCount, const char16_t* encoding, int32_t p
             encoder->convert(getData0(), &position, m_length, piece, &written, size);
             total += written;
         } while (position < m_length && written > 0);
+        // The piece has room for any character.
+        if (position < m_length)
+            text::charset::PendingSurrogate::throwUnpaired();
         written = 0;
         encoder->flush(piece, &written, size);
         total += written;

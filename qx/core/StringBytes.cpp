@@ -13,8 +13,9 @@
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
-#include <qx/text/charset/Surrogates.h>
+#include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/UTF8.h>
+#include <qx/text/charset/detail/EncoderStop.h>
 #include <qx/text/charset/detail/Kernels.h>
 #include <qx/util/detail/BufferHold.h>
 
@@ -52,8 +53,11 @@ int32_t encode(CharToByteConverter& encoder, std::u16string_view text, signed ch
     int32_t read = 0;
     int32_t written = 0;
     encoder.convert(text.data(), &read, length, bytes, &written, capacity);
-    if (read < length)
+    if (read < length) {
+        if (text::charset::detail::waitsForInput(encoder, text.data(), read, length))
+            text::charset::PendingSurrogate::throwUnpaired();
         throwResult(result::BufferTooSmall);
+    }
     encoder.flush(bytes, &written, capacity);
     return written;
 }

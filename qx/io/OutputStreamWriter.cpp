@@ -6,16 +6,17 @@
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
-#include <qx/text/charset/EncodingException.h>
-#include <qx/text/charset/Surrogates.h>
+#include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/detail/EncoderStop.h>
 
 namespace qx::io {
 
 namespace {
 
+using text::charset::PendingSurrogate;
+using text::charset::detail::LongestSequence;
+
 constexpr int32_t MinimumSize = 6;
-/// Longer than the form of a character in any encoding.
-constexpr int32_t LongestSequence = 32;
 
 } // namespace
 
@@ -40,8 +41,7 @@ void OutputStreamWriter::flush() {
     requireOpen();
     drain(); // what is complete goes out even when half a pair is reported
     if (std::exchange(m_heldSurrogate, u'\0') != 0)
-        throw text::charset::InvalidCharacterException(
-            String(u"leading surrogate without trailing"));
+        PendingSurrogate::throwUnpaired();
     m_converter->flush(m_bytes.get(), &m_count, m_size);
     while (m_count > 0) {
         drain();
@@ -81,14 +81,14 @@ void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
     }
 }
 
-/// An empty buffer, and still the converter did nothing: it waits for the second half of a pair, or
-/// the next character needs more room than there is.
+/// An empty buffer, and still the converter did nothing: it waits for room, or when there is enough
+/// for any character, for the second half of a pair.
 void OutputStreamWriter::onNoProgress(const char16_t* from, int32_t& consumed, int32_t length) {
-    if (length - consumed == 1 && text::charset::isHighSurrogate(from[consumed])) {
-        m_heldSurrogate = from[consumed++];
-    } else if (m_size < LongestSequence) {
+    if (m_size < LongestSequence) {
         m_bytes = std::make_unique_for_overwrite<signed char[]>(size_t{LongestSequence});
         m_size = LongestSequence;
+    } else if (length - consumed == 1 && text::charset::isHighSurrogate(from[consumed])) {
+        m_heldSurrogate = from[consumed++];
     } else {
         throwResult(result::Fail, u"converter makes no progress");
     }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Reference.h>
+#include <qx/core/Result.h>
 #include <qx/core/Str1HashMap.h>
 #include <qx/platform/result.h>
 
@@ -259,6 +260,21 @@ TEST(Str1, ConvertsBytesInPieces) {
         EXPECT_EQ(code, result::Ok);
         EXPECT_EQ(position, text.getLength());
         EXPECT_EQ(joined, expected);
+    }
+    // Half a pair at the end is no matter of room, however an encoder treats it.
+    const Str1 half = Str1Copy(u"abc\xD83D");
+    for (const char16_t* encoding : {u"UTF-8", u"UTF-16LE", u"UTF-32BE", u"AMP-7", u"ASCII"}) {
+        SCOPED_TRACE(String(encoding));
+        const int32_t expectedCode =
+            encoding == std::u16string_view(u"UTF-16LE") ? result::Ok : result::InvalidCharacter;
+        int32_t position = 0, count = 0, code = result::BufferTooSmall;
+        for (int call = 0; call < 6 && code == result::BufferTooSmall; ++call) {
+            signed char piece[8];
+            code = half.convertToA(piece, call == 0 ? 0 : 4, &count, encoding, &position);
+        }
+        EXPECT_EQ(code, expectedCode);
+        EXPECT_EQ(half.getLengthA(&count, encoding), expectedCode);
+        EXPECT_EQ(resultOf([&] { half.getBytesAZ(encoding); }), expectedCode);
     }
     signed char bytes[13];
     int32_t count = 0;

@@ -117,9 +117,13 @@ TEST(StringBytes, ReportsWhatCannotBeDone) {
 
     // A failing conversion leaves string, cache and buffer as they were, and no lock held.
     const String half(u"x\xD800");
-    EXPECT_THROW(half.getBytes(Utf8), text::charset::InvalidCharacterException);
     util::MTByteBuffer buffer(reinterpret_cast<const signed char*>("old"), 3);
-    EXPECT_THROW(half.getBytes(&buffer, Utf8), text::charset::InvalidCharacterException);
+    for (const char16_t* encoding : {Utf8, u"AMP-7"}) {
+        using text::charset::InvalidCharacterException;
+        EXPECT_THROW(half.getBytes(encoding), InvalidCharacterException);
+        EXPECT_THROW(half.getBytes(&buffer, encoding), InvalidCharacterException);
+        EXPECT_THROW(half.getBytes(bytes, 5, encoding), InvalidCharacterException);
+    }
     EXPECT_THROW(half.getBytes(static_cast<IQXByteBuffer*>(nullptr), Utf8), ResultException);
     EXPECT_EQ(buffer.getLength(), 3);
     buffer.getWriteLock(1);

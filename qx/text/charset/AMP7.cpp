@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include <qx/core/detail/HexDigits.h>
+#include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Window.h>
 
@@ -166,7 +167,7 @@ int32_t CTBAMP7::convert(const char16_t* in, int32_t* inPosition, int32_t inLeng
             if (window.left() == 1)
                 break;
             if (!isLowSurrogate(window.in()[1]))
-                throw InvalidCharacterException(u"leading surrogate without trailing"_qs);
+                PendingSurrogate::throwUnpaired();
             value = joinSurrogates(unit, window.in()[1]);
         }
         const auto length = static_cast<size_t>(utf16Length(value));

@@ -35,9 +35,11 @@ public:
             throwUnpaired();
     }
 
-private:
+    /// Reports a high surrogate that no low one follows.
+    /// @throws InvalidCharacterException
     [[noreturn]] static void throwUnpaired();
 
+private:
     char16_t m_high = 0;
 };
 
