@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <random>
 #include <set>
@@ -10,7 +12,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -461,12 +467,63 @@ TEST(Process, LeaveNothingBehindWhateverIsDoneWithThem) {
     EXPECT_TRUE(eventually([&] { return countOwn("task") <= threads; }));
 }
 
-TEST(Process, DroppedOneHoldsNoDescriptorWhileItRuns) {
-    const int64_t descriptors = countOwn("fd");
-    Process(nullptr, u"sleep 0.3", nullptr, nullptr, InheritAll);
-    EXPECT_EQ(countOwn("fd"), descriptors);
-    EXPECT_TRUE(hasChildren());
+TEST(Process, HundredsOfDroppedOnesShareAThreadAndAFewDescriptors) {
+    constexpr int Count = Sanitized ? 100 : 300, MostDescriptors = 70;
+    std::jthread([] {}).join(); // from the first thread on the thread sanitizer has one of its own
+    const int64_t descriptors = countOwn("fd"), threads = countOwn("task");
+    std::vector<Reference<io::OutputStream>> inputs; // they run as long as these are there
+    for (int i = 0; i < Count; ++i) {
+        Process process(nullptr, u"cat", nullptr, nullptr,
+                        QX_PROCESS_INHERIT_OUTPUT | QX_PROCESS_INHERIT_ERROR);
+        inputs.push_back(process.getOutputStream());
+    }
+    EXPECT_LE(countOwn("fd"), descriptors + Count + MostDescriptors);
+    EXPECT_EQ(countOwn("task"), threads + 1);
+    inputs.clear();
     EXPECT_TRUE(eventually([] { return !hasChildren(); }));
+    EXPECT_TRUE(
+        eventually([&] { return countOwn("fd") == descriptors && countOwn("task") == threads; }));
+}
+
+/// Makes a system call fail for this process and its children as it does where there is none.
+void takeAway(uint32_t call) {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{std::size(filter), filter};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
+/// Everything that is done with a process, where the system has no descriptors of processes.
+const ChildEntry noProcessDescriptors("exec.noProcessDescriptors", [](const auto&) {
+    takeAway(SYS_pidfd_open);
+    Process process = start(u"exec.exit 5");
+    EXPECT_FALSE(process.tryJoin());
+    process.getOutputStream()->close();
+    EXPECT_TRUE(eventually([&] { return process.tryJoin(); }));
+    EXPECT_EQ(process.getExitCode(), 5);
+    const int64_t descriptors = countOwn("fd");
+    QXHandle streams[3], handle, other;
+    int32_t code = 0;
+    EXPECT_GE(QXProcessCreate(nullptr, u"true", nullptr, nullptr, InheritAll, streams, &handle), 0);
+    EXPECT_EQ(QXProcessJoin(handle, &code), result::Ok);
+    EXPECT_GE(QXProcessCreate(nullptr, u"true", nullptr, nullptr, InheritAll, streams, &other), 0);
+    EXPECT_EQ(QXProcessJoin(handle, &code), result::InvalidHandle); // nobody else's, either
+    EXPECT_EQ(code, -1);
+    EXPECT_EQ(QXProcessDetach(handle), result::InvalidHandle);
+    EXPECT_EQ(QXProcessDetach(other), result::Ok);
+    for (int i = 0; i < 50; ++i)
+        Process(nullptr, i % 2 == 0 ? u"true" : u"sleep 0.1", nullptr, nullptr, InheritAll);
+    EXPECT_TRUE(eventually([&] { return !hasChildren() && countOwn("fd") == descriptors; }));
+    return testing::Test::HasFailure() ? 1 : 0;
+});
+
+TEST(Process, ManagesWithoutDescriptorsOfProcesses) {
+    EXPECT_EQ(ChildProcess("exec.noProcessDescriptors").join(), 0);
 }
 
 } // namespace

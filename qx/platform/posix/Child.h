@@ -1,44 +1,49 @@
 #pragma once
 
-#include <climits>
 #include <cstdint>
+#include <memory>
 #include <sys/types.h>
 
-#include "qx/platform/posix/handle.h"
+#include <qx/platform/types.h>
+
+#include "qx/platform/posix/descriptor.h"
 
 namespace qx::platform {
 
-/// A child process as its handle holds it: the number below, a process descriptor above, which
-/// keeps the number from being taken for that of another child once somebody else has collected
-/// this one. Does not own the descriptor.
+/// A child process that was not collected yet. Where the system has process descriptors, one keeps
+/// the number from being taken for that of another child once somebody else has collected this one.
 class Child {
 public:
-    /// A child that was just created. Without a descriptor when the system has none left.
-    static Child started(pid_t number) noexcept;
-
-    static bool isHandle(QXHandle handle) noexcept {
-        return handle != 0 && ((handle | handle << 32) >> 63) == 0;
-    }
-    explicit Child(QXHandle handle) noexcept
-        : m_number(static_cast<pid_t>(handle & INT_MAX)),
-          m_descriptor(static_cast<int>(handle >> 32)) {}
-    QXHandle handle() const noexcept {
-        return static_cast<QXHandle>(m_descriptor) << 32 | static_cast<QXHandle>(m_number);
-    }
-    pid_t number() const noexcept { return m_number; }
+    /// Takes over a child that was just created. It stays without a descriptor when the system has
+    /// none, or none left.
+    void begin(pid_t number) noexcept;
 
     /// Waits for the end and collects the child. @p options: those of waitid. Busy when it still
     /// runs; @p exitCode is set only by success.
     int32_t wait(int options, int32_t& exitCode) const noexcept;
-    void close() const noexcept;
+
+    pid_t number() const noexcept { return m_number; }
+    /// Readable from the end of the child on; -1 without one.
+    int descriptor() const noexcept { return m_descriptor.get(); }
+    void closeDescriptor() noexcept { m_descriptor = Descriptor(); }
+
+    QXHandle handle = 0; // while the child is in the table of those with a handle
+    Child* next = nullptr;
 
 private:
-    static constexpr int NoDescriptor = INT_MAX;
-
-    Child(pid_t number, int descriptor) noexcept : m_number(number), m_descriptor(descriptor) {}
-
-    pid_t m_number; // 0 for one that was gone before it could be looked at
-    int m_descriptor;
+    pid_t m_number = 0; // 0 for one that was gone before it could be looked at
+    Descriptor m_descriptor;
 };
+
+/// Enters a child into the table of this process, until one of the calls below takes it
+/// out. No handle is given twice, and a forked child has none of its parent's.
+QXHandle enterChild(std::unique_ptr<Child> child) noexcept;
+
+/// Collects a child and takes it out, when it has ended or @p options let this wait for that; Busy
+/// when it still runs, InvalidHandle when there is none of that handle.
+int32_t collectChild(QXHandle handle, int options, int32_t& exitCode) noexcept;
+
+/// Takes a child out; null when there is none of that handle.
+std::unique_ptr<Child> takeChild(QXHandle handle) noexcept;
 
 } // namespace qx::platform

@@ -9,9 +9,9 @@ namespace {
 
 /// In the order in which their locks are acquired where several are held.
 constexpr const ForkSteps* OwnStates[] = {
-    &ComponentForkSteps, &RegistryForkSteps, &ModuleForkSteps,       &SharedObjectForkSteps,
-    &ReaperForkSteps,    &ConsoleForkSteps,  &DriveForkSteps,        &MountForkSteps,
-    &TimeTextForkSteps,  &CLibraryForkSteps, &ThreadNumberForkSteps,
+    &ComponentForkSteps, &RegistryForkSteps, &ModuleForkSteps,   &SharedObjectForkSteps,
+    &ChildForkSteps,     &ReaperForkSteps,   &ConsoleForkSteps,  &DriveForkSteps,
+    &MountForkSteps,     &TimeTextForkSteps, &CLibraryForkSteps, &ThreadNumberForkSteps,
 };
 
 constinit std::mutex s_lock; // of the list, held from before a fork until after it

@@ -10,6 +10,7 @@ extern const ForkSteps ComponentForkSteps;    // ComponentCache.cpp
 extern const ForkSteps RegistryForkSteps;     // RegistryRoots.cpp
 extern const ForkSteps ModuleForkSteps;       // module.cpp
 extern const ForkSteps SharedObjectForkSteps; // SharedObject.cpp
+extern const ForkSteps ChildForkSteps;        // Child.cpp
 extern const ForkSteps ReaperForkSteps;       // Reaper.cpp
 extern const ForkSteps ConsoleForkSteps;      // console.cpp
 extern const ForkSteps DriveForkSteps;        // path.cpp

@@ -9,10 +9,7 @@ template <class Node>
 class NodeList {
 public:
     constexpr NodeList() = default;
-    ~NodeList() {
-        while (m_first != nullptr)
-            remove(&m_first);
-    }
+    ~NodeList() { clear(); }
     NodeList(const NodeList&) = delete;
     NodeList& operator=(const NodeList&) = delete;
 
@@ -29,6 +26,23 @@ public:
                 return link;
         }
         return nullptr;
+    }
+
+    bool isEmpty() const noexcept { return m_first == nullptr; }
+
+    void clear() noexcept {
+        while (m_first != nullptr)
+            remove(&m_first);
+    }
+
+    template <class Fits>
+    void removeAll(Fits&& fits) noexcept {
+        for (Node** link = &m_first; *link != nullptr;) {
+            if (fits(**link))
+                remove(link);
+            else
+                link = &(*link)->next;
+        }
     }
 
     void remove(Node** link) noexcept { delete take(link); }

@@ -1,12 +1,12 @@
 #include "qx/platform/posix/Reaper.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <csignal>
 #include <mutex>
-#include <new>
 #include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <utility>
 
 #include <qx/platform/result.h>
@@ -14,44 +14,65 @@
 
 #include "qx/platform/posix/Forks.h"
 #include "qx/platform/posix/NodeList.h"
-#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/descriptor.h"
 #include "qx/platform/posix/handle.h"
 
 namespace qx::platform {
 
 namespace {
 
-/// A thread that waits for one child.
-struct Reaper {
-    pid_t child;
-    QXHandle thread = NoHandle;
-    Reaper* next = nullptr;
-};
+/// Children whose descriptors are kept to learn of their end; a program that drops more should not
+/// run out of descriptors by that.
+constexpr int MostWatched = 64;
 
-/// The reapers at work, and the one that ended last: a thread must be joined by another one, since
-/// a detached one may still be in the library's code when that is unloaded.
-class Reapers {
+/// How long the thread pauses between two looks at children that are not watched: at first, and
+/// after it has doubled again and again.
+constexpr int ShortestPauseMs = 1;
+constexpr int LongestPauseMs = 128;
+constexpr int Unlimited = -1; // of a wait
+
+/// The children to collect, and the thread that does it.
+class Reaper {
 public:
-    constexpr Reapers() = default;
-    ~Reapers();
+    constexpr Reaper() = default;
+    ~Reaper();
 
-    int32_t add(pid_t child) noexcept;
+    int32_t add(std::unique_ptr<Child> child) noexcept;
+
     void lock() noexcept { m_lock.lock(); }
     void unlock() noexcept { m_lock.unlock(); }
-    /// For a forked child, which has the lists of its parent, but not the threads.
+    /// For a forked child, which has neither the children of its parent nor the thread.
     void forget() noexcept;
 
 private:
-    static void* work(void* argument);
-    static void join(Reaper* reaper) noexcept;
-    [[gnu::noinline]] void finish(Reaper* reaper) noexcept; // keeps its variables out of work
+    int32_t start() noexcept;
+    void openEvents() noexcept;
+    void closeEvents() noexcept;
+    bool watch(Child& child) noexcept;
+    void unwatch(Child& child) noexcept;
+    void wake() const noexcept;
+    void work() noexcept;
+    Child* awaitEvent(int pauseMs) const noexcept;
+    bool collectEnded() noexcept;
+    void joinThread() noexcept;
 
     std::mutex m_lock;
-    NodeList<Reaper> m_working;
-    Reaper* m_ended = nullptr;
+    NodeList<Child> m_unwatched; // looked at from time to time
+    NodeList<Child> m_watched;   // those whose descriptors are in m_events
+    int m_watchedCount = 0;
+    int m_pauseMs = ShortestPauseMs;
+    bool m_isWorking = false; // a thread is there and will look at the lists again
+    bool m_isStopping = false;
+    QXHandle m_thread = NoHandle; // to be joined: in a detached one the library's code might still
+                                  // run when that is unloaded
+    /// Where the ends of watched children are waited for, and what ends that wait. Either both or
+    /// none, when the system has no more descriptors. The thread reads them without the lock: they
+    /// change only while there is none.
+    Descriptor m_events;
+    Descriptor m_wake;
 };
 
-constinit Reapers s_reapers;
+constinit Reaper s_reaper;
 
 /// Lets no signal of the host program arrive in threads that are started meanwhile.
 class SignalsBlocked {
@@ -69,84 +90,152 @@ private:
     sigset_t m_previous;
 };
 
-void Reapers::forget() noexcept {
-    while (Reaper** const first = m_working.find([](const Reaper&) { return true; }))
-        m_working.remove(first);
-    delete std::exchange(m_ended, nullptr);
+int32_t Reaper::add(std::unique_ptr<Child> child) noexcept {
+    const std::lock_guard guard(m_lock);
+    if (m_isStopping) // the process ends, and leaves its children to the system
+        return result::Ok;
+    if (!m_isWorking)
+        joinThread(); // the one that had nothing left to do
+    if (!m_isWorking)
+        openEvents();
+    const bool isWatched = m_watchedCount < MostWatched && watch(*child);
+    if (!isWatched)
+        child->closeDescriptor();
+    (isWatched ? m_watched : m_unwatched).add(child.release());
+    if (!m_isWorking)
+        return start();
+    if (!isWatched) {
+        m_pauseMs = ShortestPauseMs;
+        wake();
+    }
+    return result::Ok;
 }
 
-int32_t Reapers::add(pid_t child) noexcept {
-    auto* const reaper = new (std::nothrow) Reaper{child};
-    if (reaper == nullptr)
-        return result::OutOfMemory;
+/// For holders of the lock, as all up to work.
+int32_t Reaper::start() noexcept {
     const SignalsBlocked blocked;
-    const std::lock_guard guard(m_lock); // until the thread stands in its node and in the list
     constexpr uint32_t SmallestStack = 1;
+    const QXThreadEntry entry = [](void*) -> void* {
+        s_reaper.work();
+        return nullptr;
+    };
     uint32_t id = 0;
+    m_pauseMs = ShortestPauseMs;
     const int32_t result =
-        QXThreadCreateNamed("qx-reaper", &work, reaper, 0, SmallestStack, &reaper->thread, &id);
-    if (result < 0)
-        delete reaper;
-    else
-        m_working.add(reaper);
+        QXThreadCreateNamed("qx-reaper", entry, nullptr, 0, SmallestStack, &m_thread, &id);
+    m_isWorking = result >= 0;
     return result;
 }
 
-void* Reapers::work(void* argument) {
-    auto* const reaper = static_cast<Reaper*>(argument);
-    // The only place where the destructor's cancellation gets through. Nothing here has its address
-    // taken: the address sanitizer would leave the guards of such a variable on a cancelled stack.
-    while (::waitid(P_PID, static_cast<id_t>(reaper->child), nullptr, WEXITED) != 0 &&
-           errno == EINTR) {
+void Reaper::openEvents() noexcept {
+    if (m_events)
+        return;
+    m_events = aboveStandard(Descriptor(::epoll_create1(EPOLL_CLOEXEC)));
+    m_wake = aboveStandard(Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
+    epoll_event event{.events = EPOLLIN, .data = {.ptr = nullptr}};
+    if (!m_events || !m_wake ||
+        ::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, m_wake.get(), &event) != 0)
+        closeEvents();
+}
+
+void Reaper::closeEvents() noexcept {
+    m_events = Descriptor();
+    m_wake = Descriptor();
+}
+
+bool Reaper::watch(Child& child) noexcept {
+    epoll_event event{.events = EPOLLIN, .data = {.ptr = &child}};
+    if (::epoll_ctl(m_events.get(), EPOLL_CTL_ADD, child.descriptor(), &event) != 0)
+        return false;
+    ++m_watchedCount;
+    return true;
+}
+
+/// Has a child of which an event told looked at like those that are not watched.
+void Reaper::unwatch(Child& child) noexcept {
+    ::epoll_ctl(m_events.get(), EPOLL_CTL_DEL, child.descriptor(), nullptr);
+    m_unwatched.add(
+        m_watched.take(m_watched.find([&](const Child& each) { return &each == &child; })));
+    --m_watchedCount;
+    m_pauseMs = ShortestPauseMs;
+}
+
+void Reaper::wake() const noexcept { ::eventfd_write(m_wake.get(), 1); }
+
+void Reaper::work() noexcept {
+    std::unique_lock lock(m_lock);
+    while (!m_isStopping && collectEnded()) {
+        const int pauseMs = m_unwatched.isEmpty() && m_events ? Unlimited : m_pauseMs;
+        m_pauseMs = std::min(2 * m_pauseMs, LongestPauseMs);
+        lock.unlock();
+        Child* const ended = awaitEvent(pauseMs);
+        lock.lock();
+        if (ended != nullptr)
+            unwatch(*ended);
     }
-    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    s_reapers.finish(reaper);
-    return nullptr;
+    closeEvents();
+    m_isWorking = false;
 }
 
-void Reapers::join(Reaper* reaper) noexcept {
+/// The next watched child that has ended; null when there is none yet.
+Child* Reaper::awaitEvent(int pauseMs) const noexcept {
+    if (!m_events) {
+        QXThreadSleep(static_cast<uint32_t>(pauseMs));
+        return nullptr;
+    }
+    epoll_event event{};
+    if (::epoll_wait(m_events.get(), &event, 1, pauseMs) != 1)
+        return nullptr;
+    eventfd_t count = 0;
+    if (event.data.ptr == nullptr)
+        ::eventfd_read(m_wake.get(), &count);
+    return static_cast<Child*>(event.data.ptr);
+}
+
+/// For holders of the lock: false when no child is left.
+bool Reaper::collectEnded() noexcept {
+    m_unwatched.removeAll([](const Child& child) {
+        int32_t exitCode = 0;
+        return child.wait(WNOHANG, exitCode) != result::Busy;
+    });
+    return !m_unwatched.isEmpty() || !m_watched.isEmpty();
+}
+
+void Reaper::joinThread() noexcept {
     void* value = nullptr;
-    QXThreadJoin(reaper->thread, &value);
-    delete reaper;
+    if (m_thread != NoHandle)
+        QXThreadJoin(std::exchange(m_thread, NoHandle), &value);
 }
 
-void Reapers::finish(Reaper* reaper) noexcept {
-    Reaper* previous = nullptr;
+void Reaper::forget() noexcept {
+    m_unwatched.clear();
+    m_watched.clear();
+    m_watchedCount = 0;
+    m_isWorking = false;
+    m_thread = NoHandle;
+    closeEvents();
+}
+
+Reaper::~Reaper() {
     {
         const std::lock_guard guard(m_lock);
-        Reaper** const found = m_working.find([&](const Reaper& each) { return &each == reaper; });
-        if (found == nullptr) // the destructor joins it
-            return;
-        previous = std::exchange(m_ended, m_working.take(found));
+        m_isStopping = true;
+        wake();
     }
-    if (previous != nullptr)
-        join(previous);
-}
-
-Reapers::~Reapers() {
-    std::unique_lock guard(m_lock);
-    while (Reaper** const first = m_working.find([](const Reaper&) { return true; })) {
-        Reaper* const reaper = m_working.take(first);
-        guard.unlock();
-        ::pthread_cancel(reaper->thread);
-        join(reaper);
-        guard.lock();
-    }
-    if (Reaper* const last = std::exchange(m_ended, nullptr); last != nullptr) {
-        guard.unlock();
-        join(last);
-    }
+    joinThread();
 }
 
 } // namespace
 
-constexpr ForkSteps ReaperForkSteps{[](void*) noexcept { s_reapers.lock(); },
-                                    [](void*) noexcept { s_reapers.unlock(); },
+constexpr ForkSteps ReaperForkSteps{[](void*) noexcept { s_reaper.lock(); },
+                                    [](void*) noexcept { s_reaper.unlock(); },
                                     [](void*) noexcept {
-                                        s_reapers.forget();
-                                        s_reapers.unlock();
+                                        s_reaper.forget();
+                                        s_reaper.unlock();
                                     }};
 
-int32_t reapInBackground(pid_t child) noexcept { return s_reapers.add(child); }
+int32_t reapInBackground(std::unique_ptr<Child> child) noexcept {
+    return s_reaper.add(std::move(child));
+}
 
 } // namespace qx::platform

@@ -1,13 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <sys/types.h>
+#include <memory>
+
+#include "qx/platform/posix/Child.h"
 
 namespace qx::platform {
 
-/// Has the library wait for a child of this process that nobody else waits for, so that no zombie
-/// stays behind when it ends: one small thread for each child that still runs, and no descriptor.
-/// Unloading the library ends the threads. Returns a result code.
-int32_t reapInBackground(pid_t child) noexcept;
+/// Has the library collect a child of this process for which nobody waits, so that no zombie stays
+/// behind when it ends. One small thread does this for all of them, as long as there are any.
+/// Unloading the library ends it.
+///
+/// @return a result code: a failure when that thread cannot be started; the next call tries again
+int32_t reapInBackground(std::unique_ptr<Child> child) noexcept;
 
 } // namespace qx::platform

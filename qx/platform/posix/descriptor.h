@@ -26,7 +26,7 @@ inline int descriptorOf(QXHandle handle) noexcept {
 /// Owner of a descriptor.
 class Descriptor {
 public:
-    explicit Descriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
+    constexpr explicit Descriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
     ~Descriptor() {
         if (m_descriptor >= 0)
             ::close(m_descriptor);

@@ -4,6 +4,7 @@
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
+#include <memory>
 #include <spawn.h>
 #include <string>
 #include <sys/wait.h>
@@ -260,14 +261,16 @@ int32_t startProgram(Program& program, uint32_t flags, QXHandle* streams, QXHand
         actions.enter(program.folder());
     actions.closeFrom(StandardStreams);
     const ChildSignals signals;
-    pid_t child = 0;
+    auto child = std::make_unique<Child>(); // memory first: a process cannot be taken back
+    pid_t number = 0;
     int error = actions.error();
     if (error == 0)
-        error = program.spawn(actions.get(), signals.get(), &child);
+        error = program.spawn(actions.get(), signals.get(), &number);
     if (error != 0)
         return error == EAGAIN ? NoMoreProcesses : resultFromErrno(error);
     pipes.release(streams);
-    *process = Child::started(child).handle();
+    child->begin(number);
+    *process = enterChild(std::move(child));
     return result::Ok;
 }
 
@@ -286,18 +289,11 @@ int32_t createProcess(const char16_t* path, const char16_t* commandLine, const c
     return startProgram(program, flags, streams, process);
 }
 
-/// Collects the child and closes its handle, when it has ended or @p options let it wait for that.
 int32_t collect(QXHandle process, int options, int32_t* exitCode) noexcept {
     if (exitCode == nullptr)
         return result::NullPointer;
     *exitCode = -1;
-    if (!Child::isHandle(process))
-        return result::InvalidHandle;
-    const Child child(process);
-    const int32_t result = child.wait(options, *exitCode);
-    if (result >= 0)
-        child.close();
-    return result;
+    return collectChild(process, options, *exitCode);
 }
 
 } // namespace
@@ -325,13 +321,8 @@ int32_t QXProcessGetExitCode(QXHandle process, int32_t* exitCode) {
 
 int32_t QXProcessDetach(QXHandle process) {
     int32_t exitCode = 0;
-    int32_t result = collect(process, WNOHANG, &exitCode);
-    if (result != result::Busy)
-        return result;
-    const Child child(process);
-    result = reapInBackground(child.number());
-    child.close();
-    return result;
+    const int32_t result = collectChild(process, WNOHANG, exitCode);
+    return result == result::Busy ? reapInBackground(takeChild(process)) : result;
 }
 
 uint32_t QXProcessGetID() { return static_cast<uint32_t>(::getpid()); }
