@@ -32,7 +32,7 @@ void BufferedReader::dropLineEnd(char16_t lineEnd) {
     buffer().drop(1);
     if (lineEnd != u'\r')
         return;
-    if ((!buffer().isExhausted() || buffer().refill(wrapped())) && *buffer().unread() == u'\n')
+    if ((!buffer().isExhausted() || buffer().tryRefill(wrapped())) && *buffer().unread() == u'\n')
         buffer().drop(1);
 }
 

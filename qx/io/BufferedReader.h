@@ -19,6 +19,8 @@ public:
     /// Reads one line into @p line, which is emptied first. A line ends with LF, CR or CR LF, which
     /// is not part of it, or at the end of input.
     /// @return the length of the line in units, or -1 at the end of input
+    /// @throws what the wrapped reader throws; @p line then holds the part of the line that was
+    ///     read, and the next call goes on behind it
     virtual int32_t readLine(String& line);
 
 private:

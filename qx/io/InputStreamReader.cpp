@@ -30,6 +30,14 @@ int32_t InputStreamReader::read(char16_t* to, int32_t length) {
     if (length < 1)
         return 0;
     int32_t produced = takeHeld(to, length);
+    if (produced == 0)
+        m_failure.raise();
+    m_failure.guard(produced, [&] { convertInto(to, produced, length); });
+    return produced > 0 ? produced : -1;
+}
+
+/// Produces units until there are @p length of them or waiting would be necessary, none at the end.
+void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t length) {
     bool stalled = false;
     while (produced < length) {
         if (m_position < m_count && !stalled) {
@@ -37,22 +45,21 @@ int32_t InputStreamReader::read(char16_t* to, int32_t length) {
             stalled = m_position < m_count;
             // The next character may just need more room than the caller has left.
             if (stalled && produced < length && convertBeyond(to, produced, length))
-                return produced;
+                return;
         } else if (!m_endOfInput && makeRoom()) {
             if (produced > 0 && m_in->available() == 0)
-                return produced;
+                return;
             readBytes();
             stalled = stalled && m_endOfInput;
         } else if (m_position == m_count) {
             m_converter->flush(to, &produced, length);
-            return produced > 0 ? produced : -1;
+            return;
         } else {
             to[produced++] = Replacement;
             ++m_position;
             stalled = false;
         }
     }
-    return produced;
 }
 
 int32_t InputStreamReader::available() {

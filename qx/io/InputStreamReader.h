@@ -6,6 +6,7 @@
 
 #include <qx/core/Reference.h>
 #include <qx/io/InputStream.h>
+#include <qx/io/LateFailure.h>
 #include <qx/io/Reader.h>
 #include <qx/platform/export.h>
 #include <qx/text/charset/ByteToCharConverter.h>
@@ -13,7 +14,9 @@
 namespace qx::io {
 
 /// Reads text from a byte stream in some encoding. Once closed, every operation raises IoException
-/// "stream closed". Failures of the converter pass through.
+/// "stream closed". Failures of the stream and the converter pass through, behind the text that a
+/// read had by then: it is delivered, and the next read raises the failure. Bytes that the converter
+/// refuses stay where they are, so every later read fails in the same way.
 ///
 /// An incomplete sequence at the end of input becomes one U+FFFD per byte that is left over.
 class QX_API InputStreamReader : public Reader {
@@ -39,6 +42,7 @@ public:
 private:
     void requireOpen() const;
     int32_t takeHeld(char16_t* to, int32_t length) noexcept;
+    void convertInto(char16_t* to, int32_t& produced, int32_t length);
     bool convertBeyond(char16_t* to, int32_t& produced, int32_t length);
     bool makeRoom();
     void readBytes();
@@ -55,6 +59,8 @@ private:
     std::array<char16_t, 4> m_held{};
     int32_t m_heldPosition = 0;
     int32_t m_heldCount = 0;
+
+    LateFailure m_failure;
 };
 
 } // namespace qx::io

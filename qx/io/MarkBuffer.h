@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include <qx/io/IoException.h>
+#include <qx/io/LateFailure.h>
 #include <qx/io/MovedLength.h>
 
 namespace qx::io {
@@ -16,7 +17,9 @@ namespace qx::io {
 /// (char16_t). Counts, positions and limits are in units of @p Unit.
 ///
 /// A source is what has the block read, `int32_t read(Unit* to, int32_t length)`, and
-/// `int32_t available()`. Once closed, every member raises IoException "stream closed".
+/// `int32_t available()`. When it fails behind units that a call has already read, the call returns
+/// with those, and the next one that needs the source raises the failure. Once closed, every member
+/// raises IoException "stream closed".
 template <class Unit>
 class MarkBuffer {
 public:
@@ -91,6 +94,14 @@ public:
     /// False when nothing came.
     template <class Source>
     bool refill(Source& source);
+    /// The same for a call that has its result already.
+    template <class Source>
+    bool tryRefill(Source& source) {
+        constexpr int32_t Delivered = 1;
+        bool isFilled = false;
+        m_failure.guard(Delivered, [&] { isFilled = refill(source); });
+        return isFilled;
+    }
 
     /// The buffered units; what lies in front of them is taken off by drop.
     const Unit* unread() const noexcept { return m_units.get() + m_position; }
@@ -111,6 +122,8 @@ private:
     }
     template <class Source>
     int32_t readSlowly(Source& source, Unit* to, int32_t length);
+    template <class Source>
+    int32_t deliver(Source& source, Unit* to, int32_t length, int32_t& delivered);
     int32_t keepMarked();
     void take(Unit* to, int32_t length) noexcept {
         std::memcpy(to, unread(), static_cast<size_t>(length) * sizeof(Unit));
@@ -123,6 +136,7 @@ private:
     int32_t m_count = 0;
     int32_t m_markLimit = 0;
     int32_t m_markPosition = NoMark;
+    LateFailure m_failure;
 };
 
 template <class Unit>
@@ -132,25 +146,34 @@ int32_t MarkBuffer<Unit>::readSlowly(Source& source, Unit* to, int32_t length) {
     if (length < 1)
         return 0;
     int32_t delivered = 0;
+    int32_t end = -1;
+    m_failure.guard(delivered, [&] { end = deliver(source, to, length, delivered); });
+    return delivered > 0 ? delivered : end;
+}
+
+/// Reads until @p length units are @p delivered or the source gives no more; what it said then.
+template <class Unit>
+template <class Source>
+int32_t MarkBuffer<Unit>::deliver(Source& source, Unit* to, int32_t length, int32_t& delivered) {
     for (;;) {
         const int32_t wanted = length - delivered;
         if (isExhausted()) {
             if (delivered > 0 && source.available() == 0)
-                return delivered;
+                return 0;
             if (wanted >= m_size && m_markPosition < 0) {
+                m_failure.raise();
                 const int32_t count = checkedMove(source.read(to + delivered, wanted), wanted);
-                if (count > 0)
-                    return delivered + count;
-                return delivered > 0 ? delivered : count;
+                delivered += std::max(count, 0);
+                return count;
             }
             if (!refill(source))
-                return delivered > 0 ? delivered : -1;
+                return -1;
         }
         const int32_t taken = std::min(wanted, unreadLength());
         take(to + delivered, taken);
         delivered += taken;
         if (delivered == length)
-            return delivered;
+            return 0;
     }
 }
 
@@ -159,11 +182,13 @@ template <class Source>
 int32_t MarkBuffer<Unit>::skip(Source& source, int32_t count) {
     requireOpen();
     int32_t skipped = 0;
-    while (skipped < count && (!isExhausted() || refill(source))) {
-        const int32_t dropped = std::min(count - skipped, unreadLength());
-        drop(dropped);
-        skipped += dropped;
-    }
+    m_failure.guard(skipped, [&] {
+        while (skipped < count && (!isExhausted() || refill(source))) {
+            const int32_t dropped = std::min(count - skipped, unreadLength());
+            drop(dropped);
+            skipped += dropped;
+        }
+    });
     return skipped;
 }
 
@@ -171,6 +196,7 @@ template <class Unit>
 template <class Source>
 bool MarkBuffer<Unit>::refill(Source& source) {
     requireOpen();
+    m_failure.raise();
     const int32_t start = keepMarked();
     const int32_t room = m_size - start;
     const int32_t count = checkedMove(source.read(m_units.get() + start, room), room);

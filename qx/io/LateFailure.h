@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <utility>
+
+namespace qx::io {
+
+/// The failure of a source in the middle of a read that already has something to deliver: that read
+/// ends early, and the failure is kept and raised by the next one. So nothing that was read is lost,
+/// and no failure goes unseen.
+class LateFailure {
+public:
+    /// Raises the failure that was kept, if any, once.
+    void raise() {
+        if (m_failure) [[unlikely]]
+            std::rethrow_exception(std::exchange(m_failure, nullptr));
+    }
+
+    /// Runs @p step; its failure passes when @p delivered is 0 by then, and else is kept.
+    template <class Step>
+    void guard(const int32_t& delivered, Step&& step) {
+        try {
+            step();
+        } catch (...) {
+            if (delivered < 1)
+                throw;
+            m_failure = std::current_exception();
+        }
+    }
+
+private:
+    std::exception_ptr m_failure;
+};
+
+} // namespace qx::io
