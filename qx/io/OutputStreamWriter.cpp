@@ -42,11 +42,10 @@ void OutputStreamWriter::flush() {
     drain(); // what is complete goes out even when half a pair is reported
     if (std::exchange(m_heldSurrogate, u'\0') != 0)
         PendingSurrogate::throwUnpaired();
-    m_converter->flush(m_bytes.get(), &m_count, m_size);
-    while (m_count > 0) {
+    do {
         drain();
-        m_converter->flush(m_bytes.get(), &m_count, m_size);
-    }
+        flushConverter();
+    } while (m_count > 0);
     m_out->flush();
 }
 
@@ -69,15 +68,37 @@ void OutputStreamWriter::requireOpen() const {
 }
 
 void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
-    for (int32_t consumed = 0; consumed < length;) {
-        const int32_t consumedBefore = consumed;
-        const int32_t countBefore = m_count;
-        m_converter->convert(from, &consumed, length, m_bytes.get(), &m_count, m_size);
-        const bool producedNone = m_count == countBefore;
-        if (m_count >= m_size || producedNone)
-            drain();
-        if (producedNone && countBefore == 0 && consumed == consumedBefore)
-            onNoProgress(from, consumed, length);
+    int32_t consumed = 0;
+    try {
+        while (consumed < length)
+            encodeSome(from, consumed, length);
+    } catch (...) {
+        // The text that comes next has no part in a pair that was cut off here.
+        if (consumed < length)
+            m_converter->reset();
+        throw;
+    }
+}
+
+void OutputStreamWriter::encodeSome(const char16_t* from, int32_t& consumed, int32_t length) {
+    const int32_t consumedBefore = consumed;
+    const int32_t countBefore = m_count;
+    m_converter->convert(from, &consumed, length, m_bytes.get(), &m_count, m_size);
+    const bool producedNone = m_count == countBefore;
+    if (m_count >= m_size || producedNone)
+        drain();
+    if (producedNone && countBefore == 0 && consumed == consumedBefore)
+        onNoProgress(from, consumed, length);
+}
+
+/// Takes what the converter holds; it holds nothing more afterwards, also when it reports that as
+/// no whole character.
+void OutputStreamWriter::flushConverter() {
+    try {
+        m_converter->flush(m_bytes.get(), &m_count, m_size);
+    } catch (...) {
+        m_converter->reset();
+        throw;
     }
 }
 

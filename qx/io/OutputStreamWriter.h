@@ -13,7 +13,10 @@ namespace qx::io {
 
 /// Writes text to a byte stream in some encoding. Bytes wait in a buffer until it is full or
 /// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
-/// Failures of the converter pass through.
+///
+/// Failures of the stream and the converter pass through. What is in the buffer by then stays
+/// pending; the rest of the text is dropped, and the half of a surrogate pair in front of it, so
+/// that the next text begins afresh.
 class QX_API OutputStreamWriter : public Writer {
 public:
     static constexpr int32_t DefaultSize = 8192;
@@ -38,6 +41,8 @@ public:
 private:
     void requireOpen() const;
     void encode(const char16_t* from, int32_t length);
+    void encodeSome(const char16_t* from, int32_t& consumed, int32_t length);
+    void flushConverter();
     void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);
     void drain();
 
