@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include <qx/core/Required.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/CheckedSize.h>
 
@@ -49,7 +50,9 @@ String ByteArrayOutputStream::toString(const char16_t* encoding) const {
     return String(m_bytes.get(), m_size, encoding);
 }
 
-void ByteArrayOutputStream::writeTo(OutputStream* out) const { out->write(m_bytes.get(), m_size); }
+void ByteArrayOutputStream::writeTo(OutputStream* out) const {
+    required(out)->write(m_bytes.get(), m_size);
+}
 
 void ByteArrayOutputStream::ensureCapacity(int32_t capacity) {
     if (m_capacity < capacity)

@@ -51,6 +51,7 @@ public:
     String toString(const char16_t* encoding) const;
 
     /// Writes all bytes to @p out in one call.
+    /// @throws ResultException with result::NullPointer when there is none
     void writeTo(OutputStream* out) const;
 
 protected:

@@ -13,7 +13,8 @@ namespace qx::io {
 class QX_API StdioOutputStream : public OutputStream {
 public:
     using OutputStream::write;
-    /// @throws IoException "stream write error" when not everything was written
+    /// @throws IoException "stream write error" when not everything was written, now or earlier:
+    ///     the C library drops what it could not write and remembers that it failed
     void write(const signed char* from, int32_t length) override;
     void write(signed char byte) override;
     /// @throws IoException "stream flush error"

@@ -21,7 +21,8 @@ QX_API int32_t QXStdioReadLine(FILE* stream, void* buffer, int32_t capacity, int
 /* Moves the position forward; @p skipped receives how far it moved. */
 QX_API int32_t QXStdioSkip(FILE* stream, int32_t count, int32_t* skipped);
 
-/* One byte through the stream's buffer. */
+/* One byte through the stream's buffer. While the stream is in the state of error that an earlier
+ * failure leaves, this and the next fail and write nothing. */
 QX_API int32_t QXStdioWriteByte(FILE* stream, int32_t byte);
 /* All bytes straight to the stream's descriptor, past its buffer. */
 QX_API int32_t QXStdioWrite(FILE* stream, const void* buffer, int32_t length);

@@ -118,6 +118,7 @@ TEST(ByteArrayOutputStream, GivesItsBytesToStreamsAndAsText) {
     FakeSink<Bytes> sink;
     out.writeTo(&sink);
     EXPECT_EQ(sink.writes, (std::vector<int32_t>{3}));
+    expectThrowsResult(qx::result::NullPointer, [&out] { out.writeTo(nullptr); });
 }
 
 } // namespace

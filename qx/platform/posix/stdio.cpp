@@ -55,6 +55,9 @@ int32_t drainQuietly(FILE* stream, Call&& call) {
     return lastResult();
 }
 
+/// A failure from the first one of the stream on, until somebody clears it: bytes were lost then.
+int32_t stateOf(FILE* stream) noexcept { return ferror(stream) ? qx::result::Fail : qx::result::Ok; }
+
 /// True when one more byte stays in the stream's buffer.
 bool hasRoomFor(FILE* stream, int byte) {
     return __fpending(stream) + 1 < __fbufsize(stream) && !(byte == '\n' && __flbf(stream));
@@ -102,17 +105,21 @@ int32_t QXStdioSkip(FILE* stream, int32_t count, int32_t* skipped) {
     if (after < 0)
         return lastResult();
     *skipped = static_cast<int32_t>(after - before);
-    return ferror(stream) ? qx::result::Fail : qx::result::Ok;
+    return stateOf(stream);
 }
 
 int32_t QXStdioWriteByte(FILE* stream, int32_t byte) {
     const StreamLock lock(stream);
+    if (const int32_t result = stateOf(stream); result < 0)
+        return result;
     if (hasRoomFor(stream, byte))
         return putc_unlocked(byte, stream) == EOF ? lastResult() : qx::result::Ok;
     return drainQuietly(stream, [&] { return putc_unlocked(byte, stream); });
 }
 
 int32_t QXStdioWrite(FILE* stream, const void* buffer, int32_t length) {
+    if (const int32_t result = stateOf(stream); result < 0)
+        return result;
     const auto* const bytes = static_cast<const char*>(buffer);
     const auto handle = static_cast<QXHandle>(fileno(stream));
     for (int32_t written = 0; written < length;) {
@@ -124,7 +131,7 @@ int32_t QXStdioWrite(FILE* stream, const void* buffer, int32_t length) {
             return qx::result::Fail;
         written += count;
     }
-    return ferror(stream) ? qx::result::Fail : qx::result::Ok;
+    return qx::result::Ok;
 }
 
 int32_t QXStdioFlush(FILE* stream) {
