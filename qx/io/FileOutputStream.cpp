@@ -89,7 +89,15 @@ void FileOutputStream::close() {
     m_file.close();
 }
 
-int16_t FileOutputStream::is_open() const { return m_file.isOpen() ? 1 : 0; }
+int16_t FileOutputStream::is_open() const {
+    const auto lock = exclusive();
+    return m_file.isOpen() ? 1 : 0;
+}
+
+uint64_t FileOutputStream::getHandle() const {
+    const auto lock = exclusive();
+    return m_file.get();
+}
 
 void FileOutputStream::open() {
     const auto lock = exclusive();
@@ -122,6 +130,9 @@ void FileOutputStream::openFile(bool truncate) {
     uint32_t flags = QX_FILE_WRITE | QX_FILE_CREATE;
     if ((m_mode & ATEND) != 0)
         flags |= QX_FILE_AT_END;
+    // The lock goes by the name, of which a file may have several.
+    if ((m_mode & APPEND) != 0)
+        flags |= QX_FILE_APPEND;
     if (truncate)
         flags |= QX_FILE_TRUNCATE;
     detail::openFile(m_name, flags, m_file);

@@ -23,11 +23,12 @@ extern "C" {
 #define QX_FILE_AT_END 0x8u   /* positioned at the end */
 #define QX_FILE_CREATE 0x100u /* create when missing */
 #define QX_FILE_TRUNCATE 0x200u
+#define QX_FILE_APPEND 0x400u /* every write goes to the end that the file has at that moment */
 
 /* @p mode: permission bits of a file that is created, at most 0777. The lower 32 bits of the handle
  * are a file descriptor, never one of the three standard ones; every call here also takes a plain
- * descriptor as handle. 0x80070057 for other flags, for no access and for TRUNCATE without WRITE;
- * 0x80070005 for a folder. */
+ * descriptor as handle. 0x80070057 for other flags, for no access and for TRUNCATE or APPEND
+ * without WRITE; 0x80070005 for a folder. */
 QX_API int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* handle);
 /* The handle is gone also when this fails because data could not be stored. */
 QX_API int32_t QXFileClose(QXHandle handle);

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -51,9 +52,13 @@ const ChildEntry appendEntry("io.append", [](const std::vector<std::string>& arg
 TEST(AppendMode, SixteenProcessesLoseAndTearNothingWhenSomeAreKilled) {
     const TemporaryFolder folder;
     const std::string path = folder.path("log");
+    std::filesystem::create_symlink("log", folder.path("link"));
+    // The lock between them goes by the name, the file has several.
+    const std::string spellings[] = {path, folder.path("./log"), folder.path("link")};
     std::vector<ChildProcess> writers;
     for (int writer = 0; writer < Writers; ++writer)
-        writers.emplace_back("io.append", std::vector<std::string>{path, std::to_string(writer)});
+        writers.emplace_back("io.append", std::vector<std::string>{spellings[writer % 3],
+                                                                   std::to_string(writer)});
 
     std::mt19937 random(std::random_device{}());
     const auto isDoomed = [](int writer) { return writer % 4 == 3; };

@@ -359,6 +359,8 @@ TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
                 for (int n = 0; n < Records; ++n) {
                     write(out, record + "\n");
                     out.getSize();
+                    out.is_open();
+                    out.getHandle();
                     out.flush();
                     out.close();
                 }

@@ -33,6 +33,7 @@ constexpr uint32_t Write = QX_FILE_WRITE;
 constexpr uint32_t AtEnd = QX_FILE_AT_END;
 constexpr uint32_t Create = QX_FILE_CREATE;
 constexpr uint32_t Truncate = QX_FILE_TRUNCATE;
+constexpr uint32_t Append = QX_FILE_APPEND;
 constexpr uint32_t OwnerOnly = 0700;
 constexpr QXHandle None = ~QXHandle{0};
 
@@ -106,7 +107,8 @@ TEST_F(FilesTest, OpenFollowsItsFlagsOnOldAndNewFiles) {
 
 TEST_F(FilesTest, OpenRefusesWhatMakesNoSense) {
     const std::string name = path("file");
-    const uint32_t badFlags[] = {0, Create, AtEnd, Read | Truncate, Read | 1u, Write | 0x400u};
+    const uint32_t badFlags[] = {0,         Create,   AtEnd,         Read | Truncate,
+                                 Read | Append, Read | 1u, Write | 0x800u};
     for (const uint32_t flags : badFlags) {
         QXHandle handle = 7;
         EXPECT_EQ(QXFileOpen(name.c_str(), flags, OwnerOnly, &handle), result::InvalidArgument);

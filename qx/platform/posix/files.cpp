@@ -23,7 +23,8 @@ using namespace qx::platform;
 namespace {
 
 constexpr uint32_t KnownFlags =
-    QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE | QX_FILE_TRUNCATE;
+    QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE | QX_FILE_TRUNCATE |
+    QX_FILE_APPEND;
 constexpr uint32_t PermissionBits = 0777;
 
 /// The flag word for open(2); -1 for a combination that makes no sense.
@@ -32,13 +33,14 @@ int openFlags(uint32_t flags) noexcept {
         return -1;
     const bool reads = (flags & QX_FILE_READ) != 0;
     const bool writes = (flags & QX_FILE_WRITE) != 0;
-    if ((!reads && !writes) || (!writes && (flags & QX_FILE_TRUNCATE) != 0))
+    if ((!reads && !writes) || (!writes && (flags & (QX_FILE_TRUNCATE | QX_FILE_APPEND)) != 0))
         return -1;
     return (!writes ? O_RDONLY
             : reads ? O_RDWR
                     : O_WRONLY) |
            O_CLOEXEC | O_NOCTTY | ((flags & QX_FILE_CREATE) != 0 ? O_CREAT : 0) |
-           ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0);
+           ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0) |
+           ((flags & QX_FILE_APPEND) != 0 ? O_APPEND : 0);
 }
 
 Descriptor openFile(const char* path, int flags, uint32_t mode) noexcept {
