@@ -30,9 +30,6 @@ QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* rig
  * changed so lately that the clock of the file system may not tell the two apart. */
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 
-/* Flags of QXFileReplace. */
-#define QX_REPLACE_EXCLUSIVE 1u /* a lock keeps other writers of this file out */
-
 /* Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,
  * and whoever looks after a crash or a power cut at any moment, finds the old bytes or the new
  * ones, whole. After success the new ones are durable.
@@ -40,8 +37,8 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
  * Written aside (under a name of QXFileCreateBeside), flushed, renamed, then the folder is flushed.
  * A symbolic link stays one, and the file that it leads to is replaced. Permission bits are kept,
  * the owner and group where the caller may give them; hard links are not. A new file has the bits
- * of @p mode, at most 0777, less the umask. With EXCLUSIVE, files aside that killed writers left
- * behind are removed first.
+ * of @p mode, at most 0777, less the umask. Files aside that killed writers left behind are removed
+ * first; those of living ones stay.
  *
  * After a failure the old file stands and nothing is left aside, except that a failing flush of the
  * folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a file
@@ -49,7 +46,7 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
  * receives the state of the new file when that stands, else all zeros. Its time is precise, later
  * than that of the file before. */
 QX_API int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
-                             uint32_t flags, QXFileState* state);
+                             QXFileState* state);
 
 #ifdef __cplusplus
 }

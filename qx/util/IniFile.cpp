@@ -264,7 +264,7 @@ int32_t IniFile::WriteToFile() {
     QXFileState state;
     const int32_t result =
         QXFileReplace(m_path.c_str(), text.data(), static_cast<int64_t>(text.size()), ModeForAll,
-                      m_lock ? QX_REPLACE_EXCLUSIVE : 0, &state);
+                      &state);
     if (state.inode != 0) {
         m_state = state;
         m_isSettled = true;

@@ -49,7 +49,7 @@ void compile(const Options& options) {
     if (!options.output || *options.output == u"-")
         return print(source);
     require(QXFileReplace(toFileName(*options.output).c_str(), source.data(),
-                          static_cast<int64_t>(source.size()), 0666, 0, nullptr),
+                          static_cast<int64_t>(source.size()), 0666, nullptr),
             *options.output);
 }
 

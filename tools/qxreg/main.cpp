@@ -45,7 +45,7 @@ void writeAll(const std::optional<String>& file, const std::string& text) {
     if (isStandardStream(file))
         return printOut(text);
     require(QXFileReplace(fileNameOf(*file).c_str(), text.data(), static_cast<int64_t>(text.size()),
-                          0666, 0, nullptr),
+                          0666, nullptr),
             file->toUtf8());
 }
 

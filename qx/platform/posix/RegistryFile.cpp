@@ -114,9 +114,7 @@ int32_t createFile(const std::string& path) noexcept {
         result = writeAt(file.get(), 0, makeHeader(generation));
     if (result >= 0 && retryInterrupted([&] { return ::fsync(file.get()); }) != 0)
         result = lastResult();
-    // Gone already: another process that holds the lock of its file took this one for left behind.
-    if (result >= 0 && ::link(aside.c_str(), path.c_str()) != 0 && errno != EEXIST &&
-        errno != ENOENT)
+    if (result >= 0 && ::link(aside.c_str(), path.c_str()) != 0 && errno != EEXIST)
         result = lastResult();
     ::unlink(aside.c_str());
     if (result >= 0 && !flushFolder(folder.c_str()))

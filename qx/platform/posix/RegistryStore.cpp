@@ -241,8 +241,7 @@ int32_t Store::change(std::span<const QXRegistryChange> changes, Absent absent) 
         if (compacted.empty())
             return result::Ok;
         return QXFileReplace(m_path.c_str(), compacted.data(),
-                             static_cast<int64_t>(compacted.size()), 0600, QX_REPLACE_EXCLUSIVE,
-                             nullptr);
+                             static_cast<int64_t>(compacted.size()), 0600, nullptr);
     }));
     return result::Ok;
 }

@@ -19,11 +19,13 @@ inline std::string_view nameOf(std::string_view path) noexcept {
 }
 
 /// Creates a new file beside @p target, a native path, under a name that holds a random number,
-/// open for reading and writing. @p aside receives its path.
+/// open for reading and writing. @p aside receives its path. While it stays open its lock tells that
+/// its writer lives.
 int32_t createAside(std::string_view target, mode_t mode, PathText& aside,
                     Descriptor& file) noexcept;
 
-/// True for the names of files that createAside makes beside a file called @p targetName.
-bool isAsideName(std::string_view name, std::string_view targetName) noexcept;
+/// Removes the files that dead writers of the file @p targetName left in @p folder. Those of living
+/// ones stay, also where no other lock keeps them out.
+void removeLeftovers(const Descriptor& folder, std::string_view targetName) noexcept;
 
 } // namespace qx::platform

@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <dirent.h>
-#include <memory>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -83,9 +80,8 @@ public:
             ::unlink(m_aside.c_str());
     }
 
-    /// Looks at what is to be replaced; nothing is changed.
+    /// Looks at what is to be replaced, and removes what dead writers left beside it.
     int32_t begin(const char* path) noexcept;
-    void removeLeftovers() const noexcept;
     int32_t write(const char* bytes, int64_t length, mode_t modeOfNew) noexcept;
     /// Gives the file its name; @p state receives its state.
     int32_t finish(QXFileState& state) noexcept;
@@ -119,25 +115,10 @@ int32_t Replacement::begin(const char* path) noexcept {
     folder.append(folderOf(m_target.view()));
     m_folder =
         Descriptor::open(folder.view().empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
-    return m_folder ? result::Ok : lastResult();
-}
-
-void Replacement::removeLeftovers() const noexcept {
-    // A descriptor of its own, whose position is the start of the folder.
-    Descriptor folder = Descriptor::openAt(m_folder.get(), ".", O_RDONLY | O_DIRECTORY);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(folder.get()), &::closedir);
-    if (!entries)
-        return;
-    folder.release();
-    while (const dirent* const entry = ::readdir(entries.get())) {
-        if (!isAsideName(entry->d_name, nameOf(m_target.view())))
-            continue;
-        const Descriptor file =
-            Descriptor::openAt(m_folder.get(), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-        // A writer that lives, one outside the caller's lock, holds its file.
-        if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
-            ::unlinkat(m_folder.get(), entry->d_name, 0);
-    }
+    if (!m_folder)
+        return lastResult();
+    removeLeftovers(m_folder, nameOf(m_target.view()));
+    return result::Ok;
 }
 
 int Replacement::giveOwnerAndMode() const noexcept {
@@ -175,7 +156,6 @@ int32_t Replacement::write(const char* bytes, int64_t length, mode_t modeOfNew) 
             createAside(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew, m_aside, m_file);
         result < 0)
         return result;
-    ::flock(m_file.get(), LOCK_EX | LOCK_NB); // tells that this writer lives
     if ((m_exists && giveOwnerAndMode() != 0) || writeAll(m_file.get(), bytes, length) != 0 ||
         giveTime() != 0 || flush(m_file.get()) != 0)
         return lastResult();
@@ -236,19 +216,17 @@ int32_t QXFileIsStateSettled(const QXFileState* state) {
 }
 
 int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
-                      uint32_t flags, QXFileState* state) {
+                      QXFileState* state) {
     QXFileState unwanted;
     QXFileState& reached = state != nullptr ? *state : unwanted;
     reached = {};
     if (path == nullptr || (bytes == nullptr && length > 0))
         return result::NullPointer;
-    if (length < 0 || (mode & ~PermissionBits) != 0 || (flags & ~QX_REPLACE_EXCLUSIVE) != 0)
+    if (length < 0 || (mode & ~PermissionBits) != 0)
         return result::InvalidArgument;
     Replacement replacement;
     if (const int32_t result = replacement.begin(path); result < 0)
         return result;
-    if ((flags & QX_REPLACE_EXCLUSIVE) != 0)
-        replacement.removeLeftovers();
     if (const int32_t result = replacement.write(static_cast<const char*>(bytes), length, mode);
         result < 0)
         return result;
