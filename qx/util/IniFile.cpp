@@ -1,6 +1,7 @@
 #include <qx/util/IniFile.h>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include <qx/core/Result.h>
@@ -51,7 +52,7 @@ IniFile::IniFile(const char16_t* fileName, const char* semaphoreName, int16_t th
 IniFile::IniFile(const IniFile& other)
     : Object(), m_lock(other.m_lock), m_fileName(other.m_fileName), m_path(other.m_path),
       m_sets(std::make_shared<detail::IniSets>(*other.m_sets)), m_state(other.m_state),
-      m_isSettled(other.m_isSettled), m_readResult(other.m_readResult),
+      m_hash(other.m_hash), m_isSettled(other.m_isSettled), m_readResult(other.m_readResult),
       m_writeResult(other.getWriteResult()) {}
 
 IniFile& IniFile::operator=(const IniFile& other) {
@@ -64,6 +65,7 @@ IniFile& IniFile::operator=(const IniFile& other) {
     m_sets = std::move(sets);
     m_isViewed = false;
     m_state = other.m_state;
+    m_hash = other.m_hash;
     m_isSettled = other.m_isSettled;
     m_readResult = other.m_readResult;
     m_writeResult = other.getWriteResult();
@@ -86,9 +88,7 @@ int32_t IniFile::change(Change&& change) {
     return resultOf([&] {
         return inTurn([&] {
             const int32_t result = change();
-            if (result >= 0)
-                WriteToFile();
-            return result;
+            return result < 0 ? result : WriteToFile();
         });
     });
 }
@@ -102,6 +102,8 @@ int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t
     return change([&] {
         if (!overwrite && KeyExists(set, key))
             return result::AlreadyExists;
+        if (const int32_t result = detail::checkNewIniTexts(*m_sets, set, key, value); result < 0)
+            return result;
         detail::IniSets& sets = writableSets();
         sets.put(sets.makeSet(set), key, value);
         return result::Ok;
@@ -232,7 +234,8 @@ void IniFile::checkAndUpdate() {
         load();
 }
 
-/// Reads the file; the result, with which nothing is changed when it is a failure.
+/// Reads the file, where its state leaves open whether it is the one that was read last; the result,
+/// with which nothing is changed when it is a failure.
 int32_t IniFile::load() {
     std::string bytes;
     QXFileState state;
@@ -241,36 +244,47 @@ int32_t IniFile::load() {
     m_readResult = result == result::NotFound ? result::Ok : result;
     if (result < 0)
         return result;
-    auto sets = std::make_shared<detail::IniSets>();
-    detail::IniReader(bytes, *sets).read();
-    m_sets = std::move(sets);
-    m_isViewed = false;
-    m_state = state;
+    const size_t hash = std::hash<std::string>()(bytes);
+    // Nobody changed it, so a change that could not be written must not be given up.
+    if (QXFileIsSameState(&state, &m_state) == 0 || hash != m_hash) {
+        auto sets = std::make_shared<detail::IniSets>();
+        detail::IniReader(bytes, *sets).read();
+        m_sets = std::move(sets);
+        m_isViewed = false;
+        m_state = state;
+        m_hash = hash;
+    }
     m_isSettled = isSettled;
     return result::Ok;
 }
 
-/// Replaces the file by what is in memory; 1 when that cannot be done. Neither is a file that could
-/// not be read replaced: what it holds would be lost.
+/// Replaces the file by what is in memory. A file that could not be read is not replaced: what it
+/// holds would be lost. Neither is one by texts that the default encoding has no form for, which
+/// came from a file with a byte order mark; memory then goes back to what the file holds.
+/// @return result::UnmappableCharacter for such texts; else 0, and getWriteResult tells the rest
 int32_t IniFile::WriteToFile() {
     if (m_readResult < 0) {
         m_writeResult = m_readResult;
-        return 1;
+        return result::Ok;
     }
     m_sets->sort();
     std::string text;
     const int32_t cut = detail::writeIni(*m_sets, text);
+    if (cut == result::UnmappableCharacter) {
+        m_state = {};
+        load();
+        return cut;
+    }
     constexpr uint32_t ModeForAll = 0666; // less the umask
     QXFileState state;
-    const int32_t result =
-        QXFileReplace(m_path.c_str(), text.data(), static_cast<int64_t>(text.size()), ModeForAll,
-                      &state);
+    const int32_t result = QXFileReplace(m_path.c_str(), text.data(),
+                                         static_cast<int64_t>(text.size()), ModeForAll, &state);
     if (state.inode != 0) {
         m_state = state;
         m_isSettled = true;
     }
     m_writeResult = result < 0 ? result : cut;
-    return result < 0 ? 1 : 0;
+    return result::Ok;
 }
 
 } // namespace qx::util

@@ -57,17 +57,19 @@ public:
 
     /// Sets a value, making set and key as needed, and rewrites the file.
     /// @return 0, also when the file cannot be written: the change is then in memory alone and goes
-    ///     to the file with the next one (see getWriteResult). result::AlreadyExists when the key
-    ///     is there and @p overwrite is false. result::InvalidArgument for texts that could not be
-    ///     read back: a line feed in any of them, a "=" in the key, a key that begins like another
-    ///     kind of line. result::NullPointer.
+    ///     to the file with the next one (see getWriteResult), unless somebody else changes the file
+    ///     first. With everything else nothing is changed: result::AlreadyExists when the key is
+    ///     there and @p overwrite is false. result::InvalidArgument for texts that could not be read
+    ///     back: a line feed in any of them, a "=" in the key, a key that begins like another kind
+    ///     of line. result::UnmappableCharacter when the default encoding has no form for one of
+    ///     them, or for a text that stands in the file in UTF-8 already. result::NullPointer.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
-    /// @return 0 as above, result::NotFound, result::NullPointer
+    /// @return 0 and result::UnmappableCharacter as above, result::NotFound, result::NullPointer
     int32_t DeleteKey(const char16_t* set, const char16_t* key);
     /// Removes the set and all its subsets, whose names are compared by exact letters, and rewrites
     /// the file, whether or not there were any.
-    /// @return 0 as above, result::NullPointer
+    /// @return 0 and result::UnmappableCharacter as above, result::NullPointer
     int32_t DeleteSet(const char16_t* set);
     /// Copies a value and the 0 unit behind it.
     /// @param bufferLength  room in units
@@ -82,8 +84,8 @@ public:
     /// @throws ResultException, std::bad_alloc
     IniFileView view();
 
-    /// What became of the last rewriting: 0, the code of the failure, or result::BufferTooSmall or
-    /// result::UnmappableCharacter when the file was written with a text cut. 0 before the first.
+    /// What became of the last rewriting: 0, the code of the failure, or result::BufferTooSmall when
+    /// the file was written with a text cut. 0 before the first.
     int32_t getWriteResult() const noexcept { return m_writeResult; }
 
 private:
@@ -113,6 +115,7 @@ private:
     std::shared_ptr<detail::IniSets> m_sets;
     bool m_isViewed = false;
     QXFileState m_state{}; ///< of the file that was read or written last
+    size_t m_hash = 0;     ///< of its bytes, when they were read
     bool m_isSettled = false;
     /// Why the file that is there could not be read; 0 when it was, or is not there.
     int32_t m_readResult = 0;

@@ -113,6 +113,23 @@ TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
     EXPECT_EQ(contentOfText(std::string("[a]\nk=\xE4\n") + Bom + "l=\xC3\xA4\n"),
               "[a]k=\xC3\xA4;l=\xC3\xA4;");
     EXPECT_EQ(rewritten(std::string(Bom) + "[\xC3\xA4]\n"), "[\xE4]\n\n");
+    // What the encoding has no form for is refused rather than cut, also when it is there already.
+    for (const std::string& text : {std::string("[a]\nk=\xE4\n"), Bom + std::string("[a]\nk=中\n")}) {
+        writeFile(path, text);
+        IniFile ini = open();
+        const std::string before = contentOf(ini);
+        EXPECT_EQ(ini.AddKey(u"a", u"k", u"M中", true), result::UnmappableCharacter);
+        EXPECT_EQ(ini.AddKey(u"a", u"M中", u"", true), result::UnmappableCharacter);
+        EXPECT_EQ(ini.AddKey(u"M中", u"k", u"", true), result::UnmappableCharacter);
+        if (text.starts_with(Bom)) {
+            EXPECT_EQ(ini.AddKey(u"b", u"k", u"v", true), result::UnmappableCharacter);
+            EXPECT_EQ(ini.DeleteSet(u"b"), result::UnmappableCharacter);
+        }
+        EXPECT_EQ(contentOf(ini), before);
+        EXPECT_EQ(readFile(path), text);
+        EXPECT_EQ(ini.AddKey(u"a", u"k", u"ä", true), result::Ok);
+        EXPECT_EQ(readFile(path), "[a]\nk=\xE4\n\n");
+    }
 }
 
 TEST_F(IniFileTest, WritesSortedWithoutCommentsAndKeepsWhatItDidNotRead) {
@@ -370,14 +387,16 @@ TEST_F(IniFileTest, ValuesThatChangeOftenDoNotAddUp) {
 }
 
 TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
-    for (const int error : {ENOSPC, EIO, EACCES}) {
+    // A file that was changed just now is read again each time.
+    for (const int age : {0, 1}) {
         for (int step = 0; step < 8; ++step) {
-            SCOPED_TRACE(testing::Message() << error << " at " << step);
+            const int error = step % 2 == 0 ? ENOSPC : EACCES;
+            SCOPED_TRACE(testing::Message() << age << ": " << error << " at " << step);
             writeFile(path, "[a]\nk=old\n");
-            fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+            fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(age));
             IniFile ini(name.c_str(), uniqueName("ini").c_str());
             {
-                const FailingCalls failing(step, error);
+                const FailingCalls failing(age == 0 ? step + 1 : step, error);
                 EXPECT_EQ(ini.AddKey(u"a", u"k", u"new", true), result::Ok);
             }
             EXPECT_LT(ini.getWriteResult(), 0);

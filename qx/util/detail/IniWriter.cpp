@@ -2,10 +2,11 @@
 
 #include <algorithm>
 
-#include <qx/platform/result.h>
+#include <qx/core/String.h>
 #include <qx/platform/text.h>
 
 #include "qx/text/charset/detail/Kernels.h"
+#include "qx/util/detail/PlatformText.h"
 
 namespace qx::util::detail {
 
@@ -15,7 +16,7 @@ namespace {
 constexpr size_t SetNameRoom = 260;
 constexpr size_t KeyRoom = 255;
 
-/// Converts names and values, and remembers the first that had to be cut.
+/// Converts names and values, and remembers that one had to be cut, above all for want of a form.
 class Encoder {
 public:
     explicit Encoder(std::string& text) : m_text(text) {}
@@ -38,7 +39,7 @@ public:
                                                buffer, static_cast<int32_t>(room));
         m_text.resize(start);
         m_text += buffer;
-        if (m_result == result::Ok)
+        if (m_result != result::UnmappableCharacter && result < 0)
             m_result = result;
     }
 
@@ -48,6 +49,14 @@ private:
     std::string& m_text;
     int32_t m_result = result::Ok;
 };
+
+/// The result of converting a text whole.
+int32_t checkForm(std::u16string_view text) {
+    constexpr char16_t FirstBeyondAscii = 0x80;
+    if (std::ranges::all_of(text, [](char16_t unit) { return unit < FirstBeyondAscii; }))
+        return result::Ok;
+    return resultOf([text] { narrowed(String(text)); });
+}
 
 } // namespace
 
@@ -77,6 +86,15 @@ int32_t checkIniTexts(std::u16string_view set, std::u16string_view key,
         key.find(u'=') == key.npos && (key.empty() || OtherLines.find(key[0]) == OtherLines.npos);
     return isInLine(set) && isInLine(key) && isInLine(value) && isKeyLine ? result::Ok
                                                                           : result::InvalidArgument;
+}
+
+int32_t checkNewIniTexts(const IniSets& sets, std::u16string_view set, std::u16string_view key,
+                         std::u16string_view value) {
+    // Names that are there stay as they are.
+    int32_t result = sets.findSet(set) ? result::Ok : checkForm(set);
+    if (result >= 0 && !sets.findKey(set, key))
+        result = checkForm(key);
+    return result < 0 ? result : checkForm(value);
 }
 
 } // namespace qx::util::detail
