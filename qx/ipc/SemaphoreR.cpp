@@ -6,6 +6,15 @@
 
 namespace qx::ipc {
 
+namespace {
+
+/// The calling thread as no thread before or after it is: its identity, which tells the threads of
+/// this process apart for ever, and its number, which a forked child does not share with its
+/// parent.
+uint64_t caller() noexcept { return QXThreadIdentity() << 32 | QXThreadCurrentId(); }
+
+} // namespace
+
 SemaphoreR::SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard)
     : Semaphore(name, value), m_guard(guard != nullptr ? guard : new sync::Mutex) {}
 
@@ -27,7 +36,7 @@ bool SemaphoreR::tryWait() {
 
 void SemaphoreR::signal() {
     const std::lock_guard lock(*m_guard);
-    if (m_owner != QXThreadCurrentId())
+    if (m_owner != caller())
         return;
     if (m_depth >= 2) {
         --m_depth;
@@ -40,7 +49,7 @@ void SemaphoreR::signal() {
 
 bool SemaphoreR::enterAgain() {
     const std::lock_guard lock(*m_guard);
-    if (m_owner != QXThreadCurrentId())
+    if (m_owner != caller())
         return false;
     ++m_depth;
     return true;
@@ -50,7 +59,7 @@ bool SemaphoreR::enterAgain() {
 /// its signal: the guard is his until owner and depth are 0.
 void SemaphoreR::becomeOwner() {
     const std::lock_guard lock(*m_guard);
-    m_owner = QXThreadCurrentId();
+    m_owner = caller();
     m_depth = 1;
 }
 

@@ -36,7 +36,7 @@ private:
     bool enterAgain();
     void becomeOwner();
 
-    uint32_t m_owner = 0; // number of the thread, 0 when there is none
+    uint64_t m_owner = 0; // the thread, 0 when there is none
     uint32_t m_depth = 0;
     Reference<sync::Mutex> m_guard;
 };

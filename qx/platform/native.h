@@ -19,8 +19,12 @@ QX_API int32_t QXErrnoFromResult(int32_t result);
  * What does not fit is cut off. */
 QX_API void QXNativeErrorText(char* buffer, int32_t capacity);
 
-/* Number of the calling thread: never 0, unique among the threads that live in this process. */
+/* Number of the calling thread: never 0, unique among the threads that live in this process. The
+ * system gives the numbers of ended threads to new ones: to remember a thread, take its identity. */
 QX_API uint32_t QXThreadCurrentId(void);
+
+/* Identity of the calling thread: never 0, and no other thread of this process ever has it. */
+QX_API uint64_t QXThreadIdentity(void);
 
 #ifdef __cplusplus
 }

@@ -42,7 +42,7 @@ template <class Unit>
 Unit* MTBuffer<Unit>::getWriteLock(int32_t capacity) {
     std::unique_lock held(m_lock);
     Unit* const units = RWBuffer<Unit>::ensureCapacity(capacity);
-    m_writer = QXThreadCurrentId();
+    m_writer = QXThreadIdentity();
     held.release(); // until releaseWriteLock
     return units;
 }
@@ -50,7 +50,7 @@ Unit* MTBuffer<Unit>::getWriteLock(int32_t capacity) {
 template <class Unit>
 void MTBuffer<Unit>::releaseWriteLock(int32_t length) {
     // The lock would refuse a stranger too, but only after the length was changed.
-    if (m_writer != QXThreadCurrentId())
+    if (m_writer != QXThreadIdentity())
         throwResult(result::NotOwner);
     RWBuffer<Unit>::releaseWriteLock(length);
     m_writer = 0;

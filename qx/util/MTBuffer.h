@@ -36,7 +36,7 @@ private:
     RWBuffer<Unit> snapshot() const;
 
     mutable sync::ReaderWriterLock m_lock;
-    std::atomic<uint32_t> m_writer{0}; // number of the thread that holds the write lock, or 0
+    std::atomic<uint64_t> m_writer{0}; // identity of the thread that holds the write lock, or 0
 };
 
 extern template class MTBuffer<signed char>;

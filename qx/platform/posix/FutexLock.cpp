@@ -26,6 +26,11 @@ void FutexLock::lockContended() noexcept {
     }
 }
 
+bool FutexLock::tryLockForTheFirstTime() noexcept {
+    identifyThread();
+    return try_lock();
+}
+
 void FutexLock::unlockContended() noexcept {
     const uint32_t* word = futexWord(m_state);
     m_state.store(NoThread, std::memory_order_release);

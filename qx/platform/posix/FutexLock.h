@@ -11,8 +11,14 @@ namespace qx::platform {
 class FutexLock {
 public:
     bool try_lock() noexcept {
-        uint64_t expected = NoThread;
-        return m_state.compare_exchange_strong(expected, currentThread(), std::memory_order_acquire,
+        return tryAsKnown() || (!t_callingThread.isKnown() && tryLockForTheFirstTime());
+    }
+
+    /// The same, but fails as well when the calling thread has no identity yet.
+    bool tryAsKnown() noexcept {
+        uint64_t expected = t_callingThread.freeLock;
+        return m_state.compare_exchange_strong(expected, t_callingThread.identity,
+                                               std::memory_order_acquire,
                                                std::memory_order_relaxed);
     }
 
@@ -29,7 +35,7 @@ public:
 
     /// Unlocks when the caller is the holder and nobody sleeps. False: nothing has happened.
     bool tryUnlockUncontended() noexcept {
-        uint64_t expected = currentThread();
+        uint64_t expected = t_callingThread.identity;
         return m_state.compare_exchange_strong(expected, NoThread, std::memory_order_release,
                                                std::memory_order_relaxed);
     }
@@ -37,15 +43,16 @@ public:
     /// True when the calling thread is the holder. Relaxed is enough: a thread finds its own
     /// identity only where it has itself stored it.
     bool isHeld() const noexcept {
-        return (m_state.load(std::memory_order_relaxed) & ~Contended) == currentThread();
+        return (m_state.load(std::memory_order_relaxed) & ~Contended) == t_callingThread.identity;
     }
 
     /// What lock does once a try has failed.
     QX_CONTENDED void lockContended() noexcept;
 
 private:
-    static constexpr uint64_t Contended = 1; // beside the holder: somebody may sleep
+    static constexpr uint64_t Contended = 1; // in the holder's free low bit: somebody may sleep
 
+    QX_CONTENDED bool tryLockForTheFirstTime() noexcept;
     QX_CONTENDED void unlockContended() noexcept;
 
     std::atomic<uint64_t> m_state{NoThread};

@@ -73,7 +73,7 @@ private:
 };
 
 int32_t RWLock::acquireContended(Side side, WaitQueue& queue) noexcept {
-    if (m_writer.load(std::memory_order_relaxed) == currentThread())
+    if (m_writer.load(std::memory_order_relaxed) == t_callingThread.identity)
         return result::Deadlock;
     if (spin([this, side] { return tryEnter(side); }))
         return result::Ok;
@@ -114,7 +114,7 @@ int32_t RWLock::releaseRead() noexcept {
 }
 
 int32_t RWLock::releaseWrite() noexcept {
-    if (m_writer.load(std::memory_order_relaxed) != currentThread())
+    if (m_writer.load(std::memory_order_relaxed) != t_callingThread.identity)
         return result::NotOwner;
     m_writer.store(NoThread, std::memory_order_relaxed);
     uint32_t state = Writer;

@@ -9,24 +9,9 @@ namespace qx::platform {
 /// A FutexLock that its holder may acquire again: QXMutex, and the lock of QXCondition.
 class RecursiveLock {
 public:
-    int32_t acquire() noexcept {
-        if (m_lock.try_lock())
-            return result::Ok;
-        if (m_lock.isHeld())
-            setDepth(depth() + 1);
-        else
-            m_lock.lockContended();
-        return result::Ok;
-    }
+    int32_t acquire() noexcept { return m_lock.tryAsKnown() ? result::Ok : acquireAgainOrWait(); }
 
-    int32_t tryAcquire() noexcept {
-        if (m_lock.try_lock())
-            return result::Ok;
-        if (!m_lock.isHeld())
-            return result::Busy;
-        setDepth(depth() + 1);
-        return result::Ok;
-    }
+    int32_t tryAcquire() noexcept { return m_lock.tryAsKnown() ? result::Ok : tryAcquireAgain(); }
 
     int32_t release() noexcept {
         // A stranger's look at the depth decides nothing: the lock knows its holder.
@@ -59,6 +44,21 @@ public:
     }
 
 private:
+    // Kept out of their callers, whose way would be longer for the registers that they need.
+    [[gnu::noinline]] int32_t tryAcquireAgain() noexcept {
+        if (m_lock.isHeld())
+            setDepth(depth() + 1);
+        else if (!m_lock.try_lock())
+            return result::Busy;
+        return result::Ok;
+    }
+
+    [[gnu::noinline]] int32_t acquireAgainOrWait() noexcept {
+        if (tryAcquireAgain() != result::Ok)
+            m_lock.lockContended();
+        return result::Ok;
+    }
+
     void setDepth(uint64_t depth) noexcept { m_depth.store(depth, std::memory_order_relaxed); }
 
     FutexLock m_lock;

@@ -1,8 +1,24 @@
+#include "qx/platform/posix/ThreadIdentity.h"
+
+#include <atomic>
+
 #include <unistd.h>
 
 #include <qx/platform/native.h>
 
 #include "qx/platform/posix/Forks.h"
+
+namespace qx::platform {
+
+constinit thread_local CallingThread t_callingThread;
+
+ThreadIdentity identifyThread() noexcept {
+    static constinit std::atomic<ThreadIdentity> s_last = NotYetKnown;
+    t_callingThread = {s_last.fetch_add(2, std::memory_order_relaxed) + 2, NoThread};
+    return t_callingThread.identity;
+}
+
+} // namespace qx::platform
 
 namespace {
 
@@ -19,3 +35,5 @@ uint32_t QXThreadCurrentId() {
         t_number = static_cast<uint32_t>(gettid());
     return t_number;
 }
+
+uint64_t QXThreadIdentity() { return qx::platform::currentThread(); }
