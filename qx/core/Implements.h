@@ -10,9 +10,13 @@ class Object;
 
 namespace pcom {
 
-/// Displacement in bytes of the interface @p Interface from the ComObject part of a @p Class.
+/// Displacement in bytes of the interface @p Interface from the ComObject part of a @p Class:
+/// negative, as a two's complement, for one that stands in front of it.
 template <class Class, class Interface>
 uint32_t displacementOf() noexcept {
+    static_assert(
+        requires { static_cast<Class*>(static_cast<Interface*>(nullptr)); },
+        "an interface that is a virtual base has no place of its own in the class");
     // Any aligned address serves: no memory is touched.
     auto* const probe = reinterpret_cast<Class*>(uintptr_t{0x10000});
     const auto interfaceAddress = reinterpret_cast<uintptr_t>(static_cast<Interface*>(probe));

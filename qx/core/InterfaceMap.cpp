@@ -36,8 +36,8 @@ int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUI
         if (row->iid && !(*row->iid == iid))
             continue;
         if (row->kind == InterfaceData::SubObject) {
-            auto* const found =
-                reinterpret_cast<IQXUnknown*>(reinterpret_cast<char*>(object) + row->data);
+            auto* const found = reinterpret_cast<IQXUnknown*>(reinterpret_cast<char*>(object) +
+                                                              static_cast<int32_t>(row->data));
             found->AddRef();
             *out = found;
             return result::Ok;

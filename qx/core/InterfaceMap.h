@@ -25,7 +25,8 @@ struct InterfaceData {
     const GUID* iid;
     /// End, SubObject, or the address of a ChainFunction.
     uintptr_t kind;
-    /// SubObject: displacement in bytes of the interface from the ComObject part of the object.
+    /// SubObject: displacement in bytes of the interface from the ComObject part of the object, as
+    /// a two's complement: an interface may stand in front of it.
     /// Chain: a value handed to the function.
     uint32_t data;
 };

@@ -89,6 +89,11 @@ public:
     /// @return also result::Fail when the path cannot be found out, has 260 bytes or more, or is
     ///     no text in the default encoding
     int32_t RegisterServer(const void* module);
+    /// A path is a text of UTF-16 units.
+    int32_t RegisterServer(const char* modulePath) = delete;
+    int32_t RegisterServer(const signed char* modulePath) = delete;
+    int32_t RegisterServer(const char8_t* modulePath) = delete;
+    int32_t RegisterServer(const wchar_t* modulePath) = delete;
 
 protected:
     /// Enters one class. Within RegisterServer the change is made at the end, with all others.

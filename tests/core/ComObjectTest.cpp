@@ -63,6 +63,19 @@ public:
     int first() override { return 1; }
 };
 
+/// Its interface stands in front of the object.
+class InFront : public IFirst, public Counted {
+public:
+    int32_t QueryInterface(const qx::GUID& iid, void** out) override {
+        static const qx::pcom::InterfaceData map[] = {qx::pcom::subObjectRow<InFront, IFirst>(),
+                                                      {nullptr, qx::pcom::InterfaceData::End, 0}};
+        return qx::pcom::QueryInterfaceMap(map, this, iid, out);
+    }
+    uint32_t AddRef() override { return Counted::AddRef(); }
+    uint32_t Release() override { return Counted::Release(); }
+    int first() override { return 1; }
+};
+
 class Incomparable : public Object {
 public:
     int compareTo(const Object&) const override { throw qx::CastFailedException(); }
@@ -190,6 +203,14 @@ TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     ASSERT_EQ(comparable->QueryInterface(IQXUnknown::Iid, unknown.putVoid()), 0);
     EXPECT_EQ(unknown.get(), both->GetUnknown());
     EXPECT_EQ(both->GetRefCount(), 5u);
+}
+
+TEST(QueryInterface, FindsAnInterfaceInFrontOfTheObject) {
+    Reference<IFirst> first;
+    ASSERT_EQ(Reference<InFront>(new InFront())->QueryInterface(IFirst::Iid, first.putVoid()), 0);
+    EXPECT_EQ(first->first(), 1);
+    first.reset();
+    EXPECT_EQ(Counted::s_alive, 0);
 }
 
 TEST(QueryInterface, RejectsWhatTheMapDoesNotHold) {

@@ -101,6 +101,15 @@ TEST_F(ModuleTest, RefusesWhatItDoesNotOffer) {
     EXPECT_EQ(module.GetRefCount(), 0u);
 }
 
+template <class Path>
+concept RegistersPath = requires(Module& module, Path path) {
+    module.RegisterServer(path);
+};
+
+static_assert(RegistersPath<const char16_t*> && RegistersPath<const void*>);
+static_assert(!RegistersPath<const char*> && !RegistersPath<char*> && !RegistersPath<wchar_t*>,
+              "a path would be taken for an address in a module");
+
 TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
     const auto factory = makeReference<ClassFactory>();
     void* out = &out;
