@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include <qx/io/FilterWriter.h>
 #include <qx/platform/export.h>
 
@@ -43,6 +45,14 @@ public:
     virtual void println(unsigned long value);
     virtual void println(long long value);
     virtual void println(unsigned long long value);
+
+    /// Refuses other pointers, which would be printed as the truth that they are not null.
+    template <class T>
+    requires(!std::convertible_to<T*, const char*> &&
+             !std::convertible_to<T*, const char16_t*>) void print(T* pointer) = delete;
+    template <class T>
+    requires(!std::convertible_to<T*, const char*> &&
+             !std::convertible_to<T*, const char16_t*>) void println(T* pointer) = delete;
 
 protected:
     void newLine();
