@@ -54,6 +54,7 @@
 #include <qx/core/ModuleCount.h>
 #include <qx/core/Number.h>
 #include <qx/core/Object.h>
+#include <qx/core/ObjectMemory.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>

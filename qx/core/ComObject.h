@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <type_traits>
 
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/ModuleCount.h>
+#include <qx/core/ObjectMemory.h>
 #include <qx/core/Unknown.h>
 #ifdef QX_LEAK_LIST
 #include <qx/core/LiveObjects.h>
@@ -15,7 +17,7 @@
 /// With the leak list objects have another layout. A symbol that each of them needs is then called
 /// differently, so that program and library link only when they agree.
 #ifdef QX_LEAK_LIST
-#define QX_OBJECT_LAYOUT_SYMBOL __asm__("QXPendingBlockOfListed")
+#define QX_OBJECT_LAYOUT_SYMBOL __asm__("QXLayoutOfListedObjects")
 #else
 #define QX_OBJECT_LAYOUT_SYMBOL
 #endif
@@ -24,12 +26,10 @@ namespace qx {
 
 namespace detail {
 
-struct PendingBlock;
+extern QX_API const char objectLayout QX_OBJECT_LAYOUT_SYMBOL;
 
-/// Innermost block from operator new in which no object of the calling thread has begun to live,
-/// or null. Every constructor looks at it, so it is reached without a call.
-[[gnu::tls_model("initial-exec")]] extern QX_API constinit thread_local PendingBlock* t_pendingBlock
-    QX_OBJECT_LAYOUT_SYMBOL;
+/// Has whatever is compiled for this layout need its symbol.
+inline void needLayout() noexcept { __asm__ volatile("" : : "r"(&objectLayout)); }
 
 } // namespace detail
 
@@ -37,19 +37,23 @@ struct PendingBlock;
 ///
 /// An object starts with count 0 and is owned through Reference from then on; the Release that
 /// brings the count back to 0 destroys it. An object that was not made by a new-expression of its
-/// class (a local, a member, an array element) may be handed to code that takes and drops
-/// references: its last Release does not destroy it, its scope does. A class with several bases
-/// names the one from the library first, so that the object can tell where it lives.
+/// class (a local, a member, an array element, one in place) may be handed to code that takes and
+/// drops references: its last Release does not destroy it, its owner does. `::new T` is such an
+/// owner too: it goes past the operator new of the class, and its object ends with `::delete`
+/// alone. For a class that has an operator new of its own see ObjectMemory.
+///
+/// Once its last Release destroys it, references that its destructor takes do not do so again.
 ///
 /// The count may be changed from any thread; anything else is up to the derived class.
 class QX_API ComObject : public IQXUnknown {
 public:
-    ComObject() noexcept : m_blockOffset(detail::t_pendingBlock ? claimBlock() : 0) {}
+    ComObject() noexcept { detail::needLayout(); }
     /// Copies count and module as they are. Derived classes begin with the default constructor in
     /// their copy constructors, so that no count is carried over.
     ComObject(const ComObject& other) noexcept
-        : m_count(other.GetRefCount()), m_blockOffset(detail::t_pendingBlock ? claimBlock() : 0),
-          m_module(other.m_module) {}
+        : m_count(other.GetRefCount()), m_module(other.m_module) {
+        detail::needLayout();
+    }
     ComObject& operator=(const ComObject& other) noexcept {
         m_count.store(other.GetRefCount(), std::memory_order_relaxed);
         m_module = other.m_module;
@@ -104,12 +108,32 @@ public:
 
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    /// @throws ResultException with result::InvalidArgument above ObjectMemory::MaxAlignment
     static void* operator new(std::size_t size, std::align_val_t alignment);
+    /// Null above that alignment.
+    static void* operator new(std::size_t size, std::align_val_t alignment,
+                              const std::nothrow_t&) noexcept;
     static void* operator new(std::size_t, void* place) noexcept { return place; }
-    static void operator delete(void* block) noexcept;
-    static void operator delete(void* block, const std::nothrow_t&) noexcept;
-    static void operator delete(void* block, std::align_val_t alignment) noexcept;
+    static void operator delete(void* object) noexcept;
+    static void operator delete(void* object, const std::nothrow_t&) noexcept;
+    static void operator delete(void* object, std::align_val_t alignment) noexcept;
+    static void operator delete(void* object, std::align_val_t alignment,
+                                const std::nothrow_t&) noexcept;
     static void operator delete(void*, void*) noexcept {}
+
+    /// Whether a new-expression of @p T, a class over this one, makes objects that their last
+    /// Release destroys.
+    template <class T>
+    static consteval bool usesObjectMemory() {
+        if constexpr (requires { T::UsesObjectMemory; })
+            return T::UsesObjectMemory;
+        else if constexpr (requires { typename OperatorNew < &T::operator new>; })
+            return std::is_same_v < OperatorNew < &T::operator new>,
+                   OperatorNew < &ComObject::operator new>> &&
+                                 alignof(T) <= ObjectMemory::MaxAlignment;
+        else
+            return false;
+    }
 
 protected:
     /// The module that SetComModule named.
@@ -118,12 +142,12 @@ protected:
     void destroy();
 
 private:
-    uint32_t claimBlock() noexcept;
+    template <void* (*)(std::size_t)>
+    struct OperatorNew;
+
     void lastReleased();
 
     std::atomic<uint32_t> m_count{0};
-    /// 1 + distance from the start of the block that operator new gave; 0 for an object elsewhere.
-    uint32_t m_blockOffset;
     pcom::ModuleCount* m_module = nullptr;
 #ifdef QX_LEAK_LIST
     detail::LiveLink m_liveLink{this};

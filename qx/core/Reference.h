@@ -8,6 +8,20 @@
 
 namespace qx {
 
+namespace detail {
+
+/// Refuses a class of objects that would outlive their last reference.
+template <class T>
+constexpr void requireObjectMemory() noexcept {
+    if constexpr (requires { T::template usesObjectMemory<T>(); })
+        static_assert(
+            T::template usesObjectMemory<T>(),
+            "the last Release would not destroy the object: its class has an operator new "
+            "of its own that does not use qx::ObjectMemory, or too strict an alignment");
+}
+
+} // namespace detail
+
 /// Owning pointer to a reference-counted object, or null.
 ///
 /// Taking a pointer calls its AddRef, dropping it its Release; moving does neither. One Reference
@@ -19,7 +33,17 @@ public:
 
     constexpr Reference() noexcept = default;
     constexpr Reference(std::nullptr_t) noexcept {}
-    Reference(T* pointer) : m_pointer(pointer) { take(); }
+    Reference(T* pointer) : m_pointer(pointer) {
+        detail::requireObjectMemory<std::remove_cv_t<T>>();
+        take();
+    }
+    /// A class derived from @p T; it may be made in another way.
+    template <class U>
+    requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*>) Reference(U* pointer)
+        : m_pointer(pointer) {
+        detail::requireObjectMemory<std::remove_cv_t<U>>();
+        take();
+    }
     Reference(const Reference& other) : m_pointer(other.m_pointer) { take(); }
     Reference(Reference&& other) noexcept : m_pointer(std::exchange(other.m_pointer, nullptr)) {}
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>

@@ -40,9 +40,10 @@ private:
 
 /// Lets @p module, null for none, count @p object, which was just made by new and has no reference
 /// yet, and hands out its interface @p iid. An object that does not have it is gone.
-inline int32_t handOutNew(ModuleCount* module, ComObject* object, const GUID& iid, void** out) {
+template <class T>
+int32_t handOutNew(ModuleCount* module, T* object, const GUID& iid, void** out) {
     object->SetComModule(module);
-    return Reference<ComObject>(object)->QueryInterface(iid, out);
+    return Reference<T>(object)->QueryInterface(iid, out);
 }
 
 /// Creates a default-constructed @p T, a class over ComObject that cannot be part of another

@@ -1,19 +1,25 @@
-#include <gtest/gtest.h>
-
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
+#include <qx/core/ObjectMemory.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/core/String.h>
 
 using qx::ComObject;
 using qx::Object;
+using qx::ObjectMemory;
 using qx::Reference;
 namespace result = qx::result;
 
@@ -112,50 +118,132 @@ TEST(ComObject, InternalReleaseNeitherDestroysNorTellsTheModule) {
     EXPECT_EQ(module.GetRefCount(), 0u);
 }
 
-TEST(ComObject, OutsideOfItsOwnHeapBlockSurvivesTheLastRelease) {
-    {
-        Counted local;
-        borrow(local);
-        borrow(local);
-        EXPECT_EQ(local.GetRefCount(), 0u);
-
-        Reference<Holder> holder(new Holder());
-        borrow(holder->m_member);
-
-        std::vector<Counted> elements(3);
-        for (auto& element : elements)
-            borrow(element);
-        const std::unique_ptr<Counted[]> array(new Counted[2]);
-        borrow(array[0]);
-        std::optional<Counted> optional(std::in_place);
-        borrow(*optional);
-        EXPECT_EQ(Counted::s_alive, 8);
+// What is made by a new-expression of its class, wherever the ComObject lies in it.
+struct Settings {
+    qx::String name;
+};
+struct BehindSettings : Settings, Counted {};
+struct OtherTable {
+    virtual ~OtherTable() = default;
+    Counted member;
+};
+struct BehindOtherTable : OtherTable, Counted {};
+struct Virtual : virtual Counted {};
+template <std::size_t Alignment>
+struct alignas(Alignment) Aligned : Counted {};
+/// Goes through every place in a page that an object may get.
+struct Pooled : Counted {
+    static constexpr bool UsesObjectMemory = true;
+    static void* operator new(std::size_t size) {
+        s_next = (s_next + 16) % (sizeof s_pool / 2);
+        EXPECT_LE(ObjectMemory::sizeFor(size), sizeof s_pool / 2);
+        return ObjectMemory::enter(s_pool + s_next);
     }
-    EXPECT_EQ(Counted::s_alive, 0);
+    static void operator delete(void* object) noexcept {
+        EXPECT_EQ(ObjectMemory::leave(object), s_pool + s_next);
+    }
+    alignas(4096) static inline unsigned char s_pool[8192];
+    static inline std::size_t s_next;
+};
+
+template <class Made>
+Object* make() {
+    return new Made();
 }
 
-TEST(ComObject, NestedNewExpressionsOwnEachTheirBlock) {
-    { Reference<Counted> outer(new Counted(new Counted(new Counted()))); }
+TEST(ComObject, MadeByNewEndsWithItsLastReferenceAndOnce) {
+    struct Farewell : Counted {
+        ~Farewell() override { borrow(*this); }
+    };
+    Object* (*const makers[])() = {
+        &make<Counted>,
+        &make<Holder>,
+        &make<BehindSettings>,
+        &make<BehindOtherTable>,
+        &make<Virtual>,
+        &make<Farewell>,
+        &make<Aligned<64>>,
+        &make<Aligned<2048>>,
+        [] { return static_cast<Object*>(new (std::nothrow) Counted()); },
+        [] { return static_cast<Object*>(new (std::nothrow) Aligned<64>()); },
+        [] { return static_cast<Object*>(new Counted(new Counted(new Counted()))); },
+    };
+    for (const auto& maker : makers) {
+        SCOPED_TRACE(&maker - makers);
+        std::vector<Reference<Object>> objects; // enough that some would begin on a page
+        for (int i = 0; i < 600; ++i)
+            objects.emplace_back(maker());
+        objects.clear();
+        ASSERT_EQ(Counted::s_alive, 0);
+    }
+    delete make<Aligned<64>>();
+    for (int i = 0; i < 600; ++i)
+        Reference<Object>(make<Pooled>());
     EXPECT_EQ(Counted::s_alive, 0);
-    { Reference<Counted> object(new (std::nothrow) Counted()); }
-    EXPECT_EQ(Counted::s_alive, 0);
+    const Reference<Object> aligned(new (std::nothrow) Aligned<64>());
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned.get()) % 64, 0u);
+    EXPECT_THROW(new Aligned<4096>(), qx::ResultException);
+    EXPECT_EQ(new (std::nothrow) Aligned<4096>(), nullptr);
 }
 
-TEST(ComObject, OverAlignedClassesGetAlignedBlocks) {
-    struct alignas(128) Wide : Counted {};
-    for (int i = 0; i < 20; ++i) {
-        const Reference<Wide> object(new Wide());
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(object.get()) % 128, 0u);
+TEST(ComObject, WithAnOwnerElseSurvivesItsLastReference) {
+    Counted local;
+    const Reference<Holder> holder(new Holder());
+    std::vector<Counted> elements(3);
+    const std::unique_ptr<Counted[]> array(new Counted[2]);
+    std::optional<Counted> optional(std::in_place);
+    Counted* const past = ::new Counted();
+    // At the start of a page nothing can be read in front.
+    constexpr std::size_t Page = 4096;
+    void* const pages = ::mmap(nullptr, 2 * Page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char* const page = static_cast<char*>(pages) + Page;
+    ASSERT_EQ(::mprotect(page, Page, PROT_READ | PROT_WRITE), 0);
+    auto* const first = new (page) Counted();
+    // Behind the start of another object, and where one was that is gone.
+    alignas(16) char memory[ObjectMemory::sizeFor(sizeof(Counted))];
+    void* const place = ObjectMemory::enter(memory);
+    ASSERT_EQ(ObjectMemory::leave(place), memory);
+    auto* const later = new (place) Counted();
+    auto* const moved = new (page + 512) Counted();
+    std::memcpy(page + 496, reinterpret_cast<char*>(holder.get()) - 16, 16);
+
+    Counted* const objects[] = {&local,       &holder->m_member,
+                                &elements[0], &elements[1],
+                                &array[0],    &*optional,
+                                past,         first,
+                                later,        moved};
+    const int alive = Counted::s_alive;
+    for (Counted* const object : objects) {
+        borrow(*object);
+        borrow(*object);
+        EXPECT_EQ(object->GetRefCount(), 0u);
     }
-    EXPECT_EQ(Counted::s_alive, 0);
+    EXPECT_EQ(Counted::s_alive, alive);
+    ::delete past;
+    for (Counted* const object : {first, later, moved})
+        object->~Counted();
+    ::munmap(pages, 2 * Page);
+}
+
+TEST(ComObject, OfAnOperatorNewThatLeavesItsMemoryUnmarkedIsRefused) {
+    struct OwnNew : Object {
+        static void* operator new(std::size_t size) { return std::malloc(size); }
+        static void operator delete(void* object) { std::free(object); }
+    };
+    struct Placed : Object {
+        static void* operator new(std::size_t, int, void* place) { return place; }
+    };
+    EXPECT_FALSE(ComObject::usesObjectMemory<OwnNew>());
+    EXPECT_FALSE(ComObject::usesObjectMemory<Placed>());
+    EXPECT_FALSE(ComObject::usesObjectMemory<Aligned<4096>>());
+    EXPECT_TRUE(ComObject::usesObjectMemory<Pooled>());
+    EXPECT_TRUE(ComObject::usesObjectMemory<Both>());
 }
 
 TEST(ComObject, FailedConstructionLeavesNothingBehind) {
     EXPECT_THROW(new Counted(failingArgument()), std::runtime_error);
     EXPECT_THROW(new Counted(1), std::runtime_error);
-    Counted local; // must not take the block that was given back for its own
-    borrow(local);
-    EXPECT_EQ(Counted::s_alive, 1);
+    EXPECT_EQ(Counted::s_alive, 0);
 }
 
 TEST(ComObject, CountIsNotCarriedOverByCopies) {
