@@ -62,7 +62,7 @@ public:
     String() noexcept = default;
     String(const String& other) noexcept : AbstractBuffer(), m_storage(other.m_storage) {}
     String(String&& other) noexcept : m_storage(std::move(other.m_storage)) { other.dropBytes(); }
-    /// Reads the literal where it is.
+    /// Reads the literal where it is, which must outlive the string and its copies.
     String(const STRUCT_QX_STR_LIT_INFO& literal);
     /// The empty text, with room for @p capacity units, the 0 unit among them.
     explicit String(int32_t capacity);
@@ -503,7 +503,8 @@ struct TextHash {
 
 inline namespace literals {
 
-/// `u"..."_qs`: a String that reads the literal where it is.
+/// `u"..."_qs`: a String that reads the literal where it is. It and its copies must not outlive the
+/// component module that the literal stands in: what leaves a module is `String(u"...")`.
 inline String operator""_qs(const char16_t* units, size_t length) {
     return String(STRUCT_QX_STR_LIT_INFO{units, static_cast<int32_t>(length)});
 }

@@ -29,6 +29,8 @@ struct ReadHold {
 
 } // namespace
 
+constinit const char16_t TextStorage::s_emptyText[1] = {};
+
 TextStorage::TextStorage(std::u16string_view text, int32_t capacity) : TextStorage() {
     if (text.empty() && capacity < 1)
         return;
@@ -101,7 +103,7 @@ std::u16string_view TextStorage::bufferText() const noexcept {
     const int32_t length = m_buffer->GetLength() - 1;
     const char16_t* const units = m_buffer->GetData();
     return units && length > 0 ? std::u16string_view(units, sizeOf(length))
-                               : std::u16string_view(u"");
+                               : std::u16string_view(s_emptyText, 0);
 }
 
 void TextStorage::addBufferRef() const noexcept { m_buffer->AddRef(); }

@@ -51,7 +51,7 @@ private:
 class TextStorage {
 public:
     /// The empty text: static, usable at any time, not counted.
-    constexpr TextStorage() noexcept : m_units(u""), m_length(0) {}
+    constexpr TextStorage() noexcept : m_units(s_emptyText), m_length(0) {}
     /// Copies @p text into a block of its own with room for @p capacity units, its 0 unit among
     /// them. The empty text without room stays the static one.
     explicit TextStorage(std::u16string_view text, int32_t capacity = 0);
@@ -185,6 +185,9 @@ private:
     QX_API void commitBuffer(int32_t length);
     bool isBufferWritable() const;
     char16_t* moveToBlock(int32_t capacity, const char16_t* units, int32_t kept, int32_t length);
+
+    /// Of the library, so that it outlives the module that a text comes from.
+    QX_API static const char16_t s_emptyText[1];
 
     /// With a negative length the foreign buffer in place of the units.
     union {
