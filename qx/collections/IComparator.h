@@ -1,6 +1,7 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 /// Order, equality and hash of component objects, for the collections that hold them.
 ///
@@ -8,7 +9,7 @@
 /// first; either object may be null.
 class IQXComparator : public IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0x176573E2, 0xC217, 0x4F04, {0xAD, 0x8E, 0xE6, 0x77, 0xCA, 0x68, 0x32, 0x45}};
 
     /// Stores a negative number, 0 or a positive number in @p result, for @p a before, equal to or

@@ -3,12 +3,30 @@
 #include <type_traits>
 
 #include <qx/core/ComObject.h>
+#include <qx/platform/export.h>
 
 namespace qx {
 
 class Object;
 
 namespace pcom {
+
+namespace detail {
+
+template <const GUID& Id>
+QX_LOCAL inline constexpr GUID ownCopyOf = Id;
+
+} // namespace detail
+
+/// Where an identifier stands: of a constant that a class states the module's own copy. The
+/// constant itself could be one for all modules, which would keep each of them loaded.
+template <const GUID& Id>
+constexpr const GUID* identifier() noexcept {
+    if constexpr (requires { typename std::integral_constant<uint32_t, Id.Data1>; })
+        return &detail::ownCopyOf<Id>;
+    else
+        return &Id;
+}
 
 /// Displacement in bytes of the interface @p Interface from the ComObject part of a @p Class:
 /// negative, as a two's complement, for one that stands in front of it.
@@ -27,7 +45,8 @@ uint32_t displacementOf() noexcept {
 /// Row for an interface that @p Class derives from.
 template <class Class, class Interface>
 InterfaceData subObjectRow() noexcept {
-    return {&Interface::Iid, InterfaceData::SubObject, displacementOf<Class, Interface>()};
+    return {identifier<Interface::Iid>(), InterfaceData::SubObject,
+            displacementOf<Class, Interface>()};
 }
 
 /// Row that hands every query on to the map of @p Base.
@@ -53,7 +72,7 @@ public:
     uint32_t AddRef() override { return ComObject::AddRef(); }
     uint32_t Release() override { return ComObject::Release(); }
 
-    static const InterfaceData* GetComIntfMap() {
+    QX_LOCAL static const InterfaceData* GetComIntfMap() {
         static const InterfaceData map[] = {
             subObjectRow<Implements, Interfaces>()...,
             std::is_base_of_v<Object, Base> ? chainRow<Base>()

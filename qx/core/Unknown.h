@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/GUID.h>
+#include <qx/platform/export.h>
 
 /// The unknown interface of the component object model: interface query and reference counting.
 ///
@@ -10,7 +11,7 @@
 /// table of function pointers.
 class IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 
     /// Asks for the interface @p iid. On success the pointer in @p out carries a reference that the

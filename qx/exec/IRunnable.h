@@ -1,13 +1,14 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::exec {
 
 /// Something to run, on a thread of its own or elsewhere.
 class IRunnable : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x879CFFCB, 0x0621, 0x4EDC, {0xAD, 0x2E, 0xD3, 0xD5, 0x13, 0x7E, 0x38, 0x45}};
 
     /// Does the work. The result means what the runnable and its caller agree on; it is not owned

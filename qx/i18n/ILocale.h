@@ -3,13 +3,14 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 #include <qx/util/IBuffer.h>
 
 /// Component interface of a locale. Every operation replaces the content of a buffer and returns 0
 /// or a negative result; nothing is thrown.
 class IQXLocale : public IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0xF5E59574, 0x1FAA, 0x4F07, {0x85, 0x83, 0xE2, 0xC2, 0x81, 0xC6, 0xF7, 0xE6}};
 
     virtual int32_t GetLanguage(IQXCharBuffer* text) = 0;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 #include <qx/util/IBuffer.h>
 
 class IQXLocale;
@@ -11,7 +12,7 @@ class IQXLocale;
 /// negative; nothing is thrown.
 class IQXResourceBundle : public IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0x0861D18E, 0x197F, 0x4E3A, {0xA0, 0x3F, 0x7C, 0xD0, 0x2F, 0x9A, 0x5C, 0x75}};
 
     /// Replaces the content of @p text by the text of @p key.

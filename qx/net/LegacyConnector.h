@@ -12,7 +12,7 @@
 /// A connector that is a component, the older way: with text properties of its own.
 class IQXConnector : public IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0xAB2624C9, 0x2B4B, 0x4DD5, {0xB7, 0x6A, 0x77, 0xF5, 0xA9, 0x11, 0x4D, 0xAE}};
 
     /// Connects and hands out the interface @p iid of the connected object with a reference.

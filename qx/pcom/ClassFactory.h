@@ -72,7 +72,7 @@ int32_t createFactory(Module* module, uintptr_t /*creatorParameter*/, const GUID
 /// GetComVersionIndependentProgID those with a text.
 template <class T>
 constexpr ClassData classRow() noexcept {
-    return {&T::Clsid,
+    return {identifier<T::Clsid>(),
             0,
             &createFactory<&createInstance<T>>,
             &T::GetComProgID,

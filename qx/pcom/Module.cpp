@@ -40,12 +40,7 @@ std::atomic_ref<IQXClassFactory*> factoryOf(ClassData& entry) noexcept {
 
 constinit ClassData s_noClasses;
 
-constinit std::atomic<uint32_t> s_endedModules;
-
 } // namespace
-
-detail::LoadOrder::LoadOrder() noexcept { (void)s_endedModules.load(std::memory_order_acquire); }
-detail::LoadOrder::~LoadOrder() { s_endedModules.fetch_add(1, std::memory_order_release); }
 
 Module::Module(ClassData* table)
     : m_classes(table ? table : &s_noClasses), m_lock("qx::pcom::Module::m_lock") {}

@@ -18,14 +18,6 @@ namespace detail {
 
 class Registration;
 
-/// Orders the end of a module's object before the beginning of the next one in its place. The
-/// loader does too when the module is unloaded and loaded again, but by a lock of its own that
-/// tools looking for data races do not see. The first base: made first and gone last.
-struct QX_API LoadOrder {
-    LoadOrder() noexcept;
-    ~LoadOrder();
-};
-
 } // namespace detail
 
 class RegistryChange;
@@ -54,7 +46,7 @@ struct ClassData {
 /// into the registry. One object for each module, alive as long as the module is loaded.
 ///
 /// All members may be called from any thread.
-class QX_API Module : private detail::LoadOrder, public ModuleCount {
+class QX_API Module : public ModuleCount {
 public:
     /// @param table  not owned
     /// @throws ResultException when the lock cannot be made

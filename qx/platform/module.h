@@ -84,7 +84,9 @@ QX_API int32_t QXComCreateObjectByProgID(const char16_t* progId, void* outer,
  * were found so by each call since one at least @p delayMs ago. The time is for the code of a
  * module that still runs after its last object is gone, such as the end of that object's Release:
  * with 0 the caller knows that no thread is there. @p kept, which may be null, is the number of
- * modules that stay loaded. 0x800700AA while another thread is in this call.
+ * modules that stay loaded, also because somebody else loaded them too or the system cannot unload
+ * them, such as one with a unique symbol (see the guide, or -fno-gnu-unique of g++). 0x800700AA
+ * while another thread is in this call.
  *
  * As long as a module is loaded this library is too, whoever else unloads it; at the end of the
  * process modules that are loaded are left as they are. */

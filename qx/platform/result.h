@@ -7,6 +7,8 @@
 
 #include <stdint.h>
 
+#include <qx/platform/export.h>
+
 // clang-format off
 enum {
     QX_OK                            = 0,
@@ -47,7 +49,8 @@ enum {
 };
 
 #ifdef __cplusplus
-namespace qx::result {
+namespace qx {
+namespace result QX_LOCAL {
 
 inline constexpr int32_t Ok                  = QX_OK;
 inline constexpr int32_t NotImplemented      = QX_E_NOT_IMPLEMENTED;
@@ -85,6 +88,7 @@ inline constexpr int32_t InvalidCharacter    = QX_E_INVALID_CHARACTER;
 inline constexpr int32_t UnmappableCharacter = QX_E_UNMAPPABLE_CHARACTER;
 inline constexpr int32_t UnknownEncoding     = QX_E_UNKNOWN_ENCODING;
 
-} // namespace qx::result
+} // namespace result
+} // namespace qx
 #endif
 // clang-format on

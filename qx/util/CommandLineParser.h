@@ -40,7 +40,7 @@ public:
     class OptionDefinition;
 
     /// The units that begin an option.
-    static constexpr char16_t m_switchChars[] = u"-/";
+    QX_LOCAL static constexpr char16_t m_switchChars[] = u"-/";
 
     CommandLineParser();
     /// Shares the elements and definitions, which never change.

@@ -20,7 +20,7 @@ public:
     static constexpr char16_t dirDelim = u'\\';
     static constexpr char16_t pathDelim = u';';
     /// Start of the path of a share.
-    static constexpr char16_t s_UNCLead[] = u"\\\\";
+    QX_LOCAL static constexpr char16_t s_UNCLead[] = u"\\\\";
 
     /// @throws InvalidPathException "invalid drive" for a colon behind the second unit, "no server
     ///         name" or "no share name" for a share that lacks one

@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::util {
 
@@ -46,7 +47,7 @@ using ICharBuffer = IBuffer<char16_t>;
 /// Component interface of byte buffers.
 class IQXByteBuffer : public qx::util::IByteBuffer {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0xBD454BEB, 0xD847, 0x40F3, {0xAA, 0xBF, 0x30, 0x83, 0xAC, 0x2A, 0xC5, 0x4B}};
 
 protected:
@@ -56,7 +57,7 @@ protected:
 /// Component interface of buffers of UTF-16 units.
 class IQXCharBuffer : public qx::util::ICharBuffer {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0x1F2639A2, 0x1EBC, 0x4E20, {0x85, 0x60, 0x0A, 0xA5, 0x9F, 0x8A, 0xCB, 0x39}};
 
 protected:

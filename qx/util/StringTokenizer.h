@@ -20,7 +20,7 @@ namespace qx::util {
 class QX_API StringTokenizer : public Object {
 public:
     /// Space, carriage return, line feed, tab and form feed.
-    static constexpr char16_t s_defaultDelims[] = u" \r\n\t\f";
+    QX_LOCAL static constexpr char16_t s_defaultDelims[] = u" \r\n\t\f";
 
     /// @param delimiters  the set of delimiters, ended by a 0 unit, copied; null for the default
     /// set

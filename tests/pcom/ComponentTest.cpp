@@ -13,7 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <qx/core/Comparable.h>
+#include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/pcom/IClassFactory.h>
@@ -255,21 +255,24 @@ TEST_F(ComponentTest, FaultsOfAModuleBecomeResults) {
 }
 
 TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
-    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
-    Reference<IQXUnknown> thing;
-    for (int round = 0; round < 2; ++round) {
+    for (const char* const name : {"things", "things_plainly"}) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(registerModule(modulePath(name)), result::Ok);
+        Reference<IQXComparable> thing;
         ASSERT_EQ(
-            QXComCreateObjectByProgID(u"Test.Thing", nullptr, &IQXUnknown::Iid, thing.putVoid()),
+            QXComCreateObjectByProgID(u"Test.Thing", nullptr, &IQXComparable::Iid, thing.putVoid()),
             result::Ok);
         EXPECT_EQ(freeModules(), 1);
         EXPECT_EQ(thing->AddRef(), 2u); // still there
         thing->Release();
+        const String empty = dynamic_cast<Object&>(*thing).toString();
         thing.reset();
         constexpr uint32_t Hour = 3'600'000;
         EXPECT_EQ(freeModules(Hour), 1);
         EXPECT_EQ(loadedModules(), 1);
         EXPECT_EQ(freeModules(), 0);
         EXPECT_EQ(loadedModules(), 0);
+        EXPECT_EQ(empty.getData()[0], u'\0'); // not from a literal of the module
     }
     // The time runs from the last use.
     createThing();
@@ -280,6 +283,23 @@ TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_EQ(freeModules(20), 0);
 }
+
+TEST_F(ComponentTest, AModuleThatCannotBeUnloadedIsKeptAndKnown) {
+    // In another process, since it stays there.
+    EXPECT_EQ(ChildProcess("pinned", {registry.folder(), modulePath("things_pinned")}).join(), 0);
+}
+
+const qxtest::ChildEntry pinned("pinned", [](const auto& arguments) {
+    if (QXRegistrySetFolder(arguments[0].c_str()) < 0 || registerModule(arguments[1]) < 0)
+        return 1;
+    const int32_t live = QXModuleGetLiveCount();
+    for (int round = 0; round < 3; ++round) {
+        if (createThing() < 0 || freeModules() != 1 || freeModules() != 1 ||
+            QXModuleGetLiveCount() != live)
+            return 2 + round;
+    }
+    return 0;
+});
 
 TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {
     ASSERT_EQ(registerModule(modulePath("things")), result::Ok);

@@ -1,6 +1,7 @@
 // A component module in C++ with two classes.
 
 #include <qx/core/Object.h>
+#include <qx/core/String.h>
 #include <qx/pcom/ModuleExports.h>
 #include <qx/platform/module.h>
 
@@ -22,6 +23,7 @@ public:
             qxTestOnCreate();
     }
     uint32_t hashCode() const override { return 4711; }
+    qx::String toString() const override { return {}; }
 };
 
 class Other : public qx::Object {

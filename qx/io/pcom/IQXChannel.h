@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 class IQXCharBuffer;
 
@@ -12,7 +13,7 @@ namespace qx::io::pcom {
 /// more, and finds what was moved.
 class IQXChannel : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0xD2B1BFAE, 0xEC92, 0x4F2F, {0x9D, 0xEC, 0x4D, 0x98, 0xEA, 0x94, 0x59, 0x8C}};
 
     /// Reads at most @p length bytes; the length becomes -1 at the end of the input.

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 #include <qx/util/IBuffer.h>
 
 namespace qx::log::pcom {
@@ -10,7 +11,7 @@ namespace qx::log::pcom {
 /// Walks over the names of the fields that an entry had when the iterator was made.
 class IFieldIterator : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x2F354F81, 0xAC82, 0x44A2, {0x9B, 0x24, 0xED, 0x2C, 0xED, 0x85, 0x71, 0x09}};
 
     /// @return 0 while names remain, 1 behind the last
@@ -26,7 +27,7 @@ protected:
 /// A log entry as components see it. Names end with a 0 unit; nothing is thrown.
 class ILogEntry : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x08D884D0, 0x83C1, 0x4881, {0x9A, 0xDF, 0x7A, 0xEA, 0x1A, 0x72, 0x56, 0xEC}};
 
     /// Stores @p value under @p name by a reference; it replaces an earlier one.

@@ -3,13 +3,14 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::net::pcom {
 
 /// An acceptor that is a component; channels as IQXConnector2 hands them out.
 class IQXAcceptor : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x57092186, 0xCAA5, 0x4CCF, {0xAC, 0xA7, 0x3B, 0x82, 0xDD, 0xB6, 0xCA, 0x0E}};
 
     /// Waits for a connection.

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::net::pcom {
 
@@ -10,7 +11,7 @@ namespace qx::net::pcom {
 /// usually io::pcom::IQXChannel, with a reference that the caller releases.
 class IQXConnector2 : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x82DB3948, 0x42E3, 0x42B4, {0xBF, 0x80, 0xEC, 0x29, 0x40, 0x12, 0x83, 0x83}};
 
     /// Opens a connection.

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 #include <qx/util/pcom/IPropertySet.h>
 
 namespace qx::net::pcom {
@@ -11,7 +12,7 @@ namespace qx::net::pcom {
 /// with a reference that the caller releases.
 class IQXTransport : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x9D15C6B0, 0xED08, 0x4D46, {0xB6, 0x97, 0x8D, 0x00, 0xA5, 0x8F, 0x56, 0x60}};
 
     /// @param iid  usually that of IQXAcceptor

@@ -209,8 +209,9 @@ int32_t makeFactory(uint64_t version, const QXGUID& classId,
     return result::Ok;
 }
 
-/// Whether the module was unloaded. @p module is a reference beside the table's.
-bool freeIfUnused(std::shared_ptr<LoadedModule> module, uint32_t delayMs) {
+/// Takes the module out of the table when nothing of it is used, nor was @p delayMs ago. @p module
+/// is a reference beside the table's.
+bool takeIfUnused(const std::shared_ptr<LoadedModule>& module, uint32_t delayMs) {
     constexpr long OwnReferences = 2; // the table's and this one
     uint64_t useCount;
     {
@@ -225,7 +226,7 @@ bool freeIfUnused(std::shared_ptr<LoadedModule> module, uint32_t delayMs) {
     std::shared_ptr<LoadedModule>(module).reset();
     isUnused = isUnused && module->isUnused();
 
-    LockedCache cache;
+    const LockedCache cache;
     if (!isUnused || module->useCount != useCount) {
         module->unusedSince = 0;
         return false;
@@ -236,8 +237,27 @@ bool freeIfUnused(std::shared_ptr<LoadedModule> module, uint32_t delayMs) {
     if (now - module->unusedSince < delayMs)
         return false;
     std::erase(cache->modules, module);
-    cache.drop(std::move(module));
     return true;
+}
+
+/// Enters a module that could not be unloaded again, unless it was loaded once more meanwhile.
+void putBack(std::shared_ptr<LoadedModule>&& module) {
+    LockedCache cache;
+    auto& modules = cache->modules;
+    if (std::ranges::find(modules, module->path(), &LoadedModule::path) == modules.end())
+        modules.push_back(std::move(module));
+    else
+        cache.drop(std::move(module));
+}
+
+/// Whether the module was unloaded.
+bool freeIfUnused(std::shared_ptr<LoadedModule>&& module, uint32_t delayMs) {
+    if (!takeIfUnused(module, delayMs))
+        return false;
+    if (module->tryUnload())
+        return true;
+    putBack(std::move(module));
+    return false;
 }
 
 /// The factory in the cache, or null.

@@ -136,6 +136,13 @@ LoadedModule::~LoadedModule() {
         ::dlclose(m_self);
 }
 
+bool LoadedModule::tryUnload() noexcept {
+    ::dlclose(m_library);
+    // Still there it counts one more user, which takes the place of the one before.
+    m_library = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    return m_library == nullptr;
+}
+
 /// Finds a function that the module itself exports, not one of a library that it needs.
 template <class Function>
 void LoadedModule::findExport(const char* name, Function*& function) const noexcept {

@@ -51,6 +51,11 @@ public:
     int32_t registerServer() const noexcept;
     int32_t unregisterServer() const noexcept;
 
+    /// Unloads the library unless somebody else uses it or it cannot be unloaded, as one with a
+    /// unique symbol: the module then is as it was. Nothing of it may be in use.
+    /// @return whether it is gone
+    bool tryUnload() noexcept;
+
     // What follows belongs to the table of loaded modules and is guarded by its lock.
 
     void countUse() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <qx/core/Reference.h>
+#include <qx/platform/export.h>
 #include <qx/text/charset/MultiByte.h>
 #include <qx/util/RWBuffer.h>
 
@@ -8,7 +9,7 @@
 /// "Orbelle.CharCodec." and the name of its encoding.
 class IQXCharCodec : public IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0xE9DE4D9A, 0xBF89, 0x4A97, {0xB9, 0x74, 0x1F, 0x50, 0xBC, 0x5A, 0x8C, 0x61}};
 
     virtual int32_t GetEncodingName(IQXCharBuffer* name) = 0;
@@ -30,7 +31,7 @@ protected:
 /// with it.
 class IQXCharRunCodec : public IQXUnknown {
 public:
-    static constexpr qx::GUID Iid{
+    QX_LOCAL static constexpr qx::GUID Iid{
         0xB0E4F74B, 0x665B, 0x403B, {0xAB, 0x3E, 0xF3, 0x8F, 0xBA, 0xD2, 0x8A, 0xF7}};
 
     /// Reads characters up to the first that is invalid, cut off or finds no room.

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 
+#include <qx/platform/export.h>
+
 /// Surrogate arithmetic of UTF-16, in one place.
 namespace qx::text::charset {
 
-inline constexpr char16_t ReplacementCharacter = u'\uFFFD';
-inline constexpr char32_t LastCodePoint = 0x10FFFF;
+QX_LOCAL inline constexpr char16_t ReplacementCharacter = u'\uFFFD';
+QX_LOCAL inline constexpr char32_t LastCodePoint = 0x10FFFF;
 
 constexpr bool isSurrogate(char32_t value) { return (value & 0xFFFFF800u) == 0xD800u; }
 constexpr bool isHighSurrogate(char32_t value) { return (value & 0xFFFFFC00u) == 0xD800u; }

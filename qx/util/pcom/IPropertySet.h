@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::util::pcom {
 
@@ -12,7 +13,7 @@ namespace qx::util::pcom {
 /// change the values behind it.
 class IPropertySet : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0x6FCCA1A2, 0x5532, 0x4EB8, {0xB8, 0xE0, 0x20, 0xD4, 0xFB, 0x66, 0x23, 0xD6}};
 
     /// Stores a copy of the text of @p value, which answers IQXCharBuffer.
@@ -33,7 +34,7 @@ protected:
 /// Component interface of a walk over the names of a property set.
 class IKeyIterator : public IQXUnknown {
 public:
-    static constexpr GUID Iid{
+    QX_LOCAL static constexpr GUID Iid{
         0xD9CFADA3, 0x8902, 0x422C, {0xB8, 0xC5, 0x54, 0x7A, 0xA0, 0x7E, 0xF6, 0xB0}};
 
     /// Stores 1 in @p result while Next has something to give, else 0.
