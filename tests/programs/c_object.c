@@ -6,7 +6,6 @@
 
 #include <qx/platform/result.h>
 #include <qx/platform/types.h>
-#include <qx/text/charset/encinfo.h>
 
 typedef struct Comparable Comparable;
 typedef struct ComparableTable {
@@ -113,33 +112,8 @@ static void compareWithStrangers(void) {
     object->table->Release(object);
 }
 
-static void enumerateEncodings(void) {
-    static const char16_t utf8[] = {'U', 'T', 'F', '-', '8', 0};
-    QXEncodingInfo infos[28];
-    QXEncodingInfo info;
-    uint32_t count = 0;
-    uint32_t i;
-
-    expect(QXEnumerateEncInfo(&count, NULL) == QX_E_BUFFER_TOO_SMALL && count == 28,
-           "the number of encodings");
-    expect(QXEnumerateEncInfo(&count, infos) == QX_OK, "all encodings");
-    expect(infos[0].codePage == 20127 && infos[27].codePage == 20932, "their order");
-    for (i = 0; i < count; ++i) {
-        expect(QXGetEncInfoByCodePage(infos[i].codePage, &info) == QX_OK &&
-                   info.name == infos[i].name,
-               "found by code page");
-        expect(QXGetEncInfoByName(infos[i].name, &info) == QX_OK &&
-                   info.codePage == infos[i].codePage,
-               "found by name");
-    }
-    expect(QXGetEncInfoByName(utf8, &info) == QX_OK && info.codePage == 65001, "UTF-8");
-    expect(QXGetEncInfoByCodePage(0, &info) == QX_E_FAIL, "no code page 0");
-    expect(QXGetEncInfoByName(NULL, &info) == QX_E_INVALID_ARGUMENT, "no name");
-}
-
 int main(void) {
     useObject();
     compareWithStrangers();
-    enumerateEncodings();
     return failures != 0;
 }

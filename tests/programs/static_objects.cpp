@@ -1,9 +1,12 @@
-// Static objects that use strings before main and after it, when the library may be shut down.
+// Static objects that use strings and collections before main and after it, when the library may be
+// shut down.
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include <qx/collections/pcom/ArrayList.h>
+#include <qx/collections/pcom/LinkedList.h>
 #include <qx/core/String.h>
 #include <qx/core/runtime/Class.h>
 #include <qx/core/runtime/Startup.h>
@@ -17,16 +20,23 @@ void require(bool condition, const char* what) {
     }
 }
 
-/// Works on strings while it is made and while it goes.
+using qx::collections::pcom::ArrayList;
+using qx::collections::pcom::LinkedList;
+
+/// Works while it is made and while it goes.
 class Guest {
 public:
     Guest() {
         m_text.append(u"before main");
         m_bytes.assign(reinterpret_cast<const char*>(m_text.getBytes(u"UTF-8")));
         require(m_bytes == "before main", "encoding before main");
+        m_list.add((new qx::String(m_text))->GetUnknown());
+        require(m_list.contains(m_text.GetUnknown()), "list before main");
     }
 
     ~Guest() {
+        require(m_list.contains(m_text.GetUnknown()), "list after main");
+        require(LinkedList(m_list).equals(m_list), "list made after main");
         m_text.append(u", after it");
         qx::String copy(m_text);
         copy.setTo(qx::String());
@@ -41,6 +51,7 @@ private:
     qx::String m_text;
     qx::String m_empty;
     std::string m_bytes;
+    ArrayList m_list;
 };
 
 const Guest s_guest;
