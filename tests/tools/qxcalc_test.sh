@@ -77,8 +77,14 @@ fails 1 "column 3: Modulus can't be negative." '1 % -2'
 fails 1 'column 1: Not invertible.' 'modinv(2, 4)'
 fails 1 'column 3: something is missing here' '1+'
 fails 1 'column 2: something is missing here' '('
+for statement in '2 3' '1)' 1,000 '1!' 'scale=3 2'; do # nothing is told of what is no expression
+    "$qxcalc" "1; $statement; 3" >stdout 2>stderr
+    equal "status of $statement" $? 1
+    equal "results of $statement" "$(cat stdout)" 1
+done
 fails 1 'column 3: unexpected "3"' '2 3'
-fails 1 'column 2: unexpected ")"' '1)'
+equal "a setting without its end" \
+    "$(printf 'scale=3 2\n1/3' | "$qxcalc" -s2 2>/dev/null)" 0.33
 fails 1 'column 1: unexpected "$"' '$'
 fails 1 'column 2: unexpected "😀"' '1😀'
 fails 1 'column 4: unexpected "." in a number of radix 10' '1.2.3'
@@ -115,7 +121,7 @@ if command -v script >/dev/null; then
 fi
 
 # --- output that cannot be written
-"$qxcalc" 1 >/dev/full 2>/dev/null
-equal "status for a full disk" $? 1
+equal "full disk" "$("$qxcalc" 1 2>&1 >/dev/full; echo $?)" \
+    "$(printf 'qxcalc: standard output: no space left on the device\n1')"
 
 finish

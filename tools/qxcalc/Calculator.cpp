@@ -12,10 +12,16 @@ namespace {
 /// Operands that may be begun inside one another; each takes some of the stack.
 constexpr int HighestDepth = 1000;
 
-Failure unexpected(const Token& token) {
+StatementFailure unexpected(const Token& token) {
     if (token.kind == Token::Kind::End)
         return {token.column, u"something is missing here"};
     return {token.column, qx::String::format(u"unexpected \"{0}\"", token.text)};
+}
+
+/// A statement has to be one to its end before it takes effect.
+void expectEnd(const Token& token) {
+    if (token.kind != Token::Kind::End && !token.is(u';'))
+        throw unexpected(token);
 }
 
 /// Runs an operation; what it throws is told of the operator's column.
@@ -24,9 +30,9 @@ BigDecimal at(int32_t column, Operation operation) {
     try {
         return operation();
     } catch (const std::bad_alloc&) {
-        throw Failure{column, u"out of memory"};
+        throw StatementFailure{column, u"out of memory"};
     } catch (const qx::Exception& exception) {
-        throw Failure{column, exception.getDescription()};
+        throw StatementFailure{column, exception.getDescription()};
     }
 }
 
@@ -89,7 +95,7 @@ BigDecimal Calculator::Expression::product() {
 /// Every way in which an expression contains another one leads through here.
 BigDecimal Calculator::Expression::signedOperand() {
     if (++m_depth > HighestDepth)
-        throw Failure{m_scanner.token().column, u"nested too deeply"};
+        throw StatementFailure{m_scanner.token().column, u"nested too deeply"};
     BigDecimal result;
     if (m_scanner.accept(u'-')) {
         result = signedOperand();
@@ -133,10 +139,10 @@ BigDecimal Calculator::Expression::number(const Token& token) const {
         return at(token.column, [&] { return readNumber(token.text, radix, m_settings.scale); });
     const int32_t column = token.column + static_cast<int32_t>(fault);
     if (fault == token.text.size())
-        throw Failure{column, u"a digit is missing"};
-    throw Failure{column,
-                  qx::String::format(u"unexpected \"{0}\" in a number of radix {1}",
-                                     token.text.substr(fault, 1), qx::String::valueOf(radix))};
+        throw StatementFailure{column, u"a digit is missing"};
+    throw StatementFailure{
+        column, qx::String::format(u"unexpected \"{0}\" in a number of radix {1}",
+                                   token.text.substr(fault, 1), qx::String::valueOf(radix))};
 }
 
 BigDecimal Calculator::Expression::named(const Token& name) {
@@ -144,7 +150,7 @@ BigDecimal Calculator::Expression::named(const Token& name) {
         return BigDecimal(m_settings.*setting->value);
     if (const Function* function = findFunction(name.text))
         return call(*function, name.column);
-    throw Failure{name.column, qx::String::format(u"unknown name \"{0}\"", name.text)};
+    throw StatementFailure{name.column, qx::String::format(u"unknown name \"{0}\"", name.text)};
 }
 
 BigDecimal Calculator::Expression::call(const Function& function, int32_t column) {
@@ -156,9 +162,10 @@ BigDecimal Calculator::Expression::call(const Function& function, int32_t column
     } while (m_scanner.accept(u','));
     expect(u')');
     if (arguments.size() != function.arity)
-        throw Failure{column, qx::String::format(u"{0} takes {1} arguments, not {2}", function.name,
-                                                 qx::String::valueOf(function.arity),
-                                                 qx::String::valueOf(arguments.size()))};
+        throw StatementFailure{column, qx::String::format(u"{0} takes {1} arguments, not {2}",
+                                                          function.name,
+                                                          qx::String::valueOf(function.arity),
+                                                          qx::String::valueOf(arguments.size()))};
     return at(column, [&] { return function.evaluate(arguments, m_settings); });
 }
 
@@ -179,8 +186,6 @@ void Calculator::evaluate(std::u16string_view line, const Print& print) {
         if (scanner.accept(u';'))
             continue;
         evaluateStatement(scanner, print);
-        if (scanner.token().kind != Token::Kind::End && !scanner.token().is(u';'))
-            throw unexpected(scanner.token());
     }
 }
 
@@ -194,12 +199,16 @@ void Calculator::evaluateStatement(Scanner& scanner, const Print& print) {
         scanner = begin;
     }
     const BigDecimal value = Expression(scanner, m_settings).sum();
+    expectEnd(scanner.token());
     print(writeNumber(value, m_settings.outputRadix, m_settings.scale));
 }
 
 void Calculator::assignFrom(Scanner& scanner, const Setting& setting) {
     const Token value = scanner.token();
     scanner.advance();
-    if (!assign(m_settings, setting, value.text))
-        throw Failure{value.column, rangeText(setting)};
+    Settings changed = m_settings;
+    if (!assign(changed, setting, value.text))
+        throw StatementFailure{value.column, rangeText(setting)};
+    expectEnd(scanner.token());
+    m_settings = changed;
 }

@@ -24,8 +24,8 @@ public:
     explicit Calculator(const Settings& settings) : m_settings(settings) {}
 
     /// Hands the result of each expression of the line to @p print as soon as it is there.
-    /// @throws Failure where the line is malformed or an operation fails; what stands before it
-    ///         has taken effect
+    /// @throws StatementFailure where the line is malformed or an operation fails; the statements
+    ///         before that one have taken effect, and nothing of itself
     void evaluate(std::u16string_view line, const Print& print);
 
 private:

@@ -40,7 +40,7 @@ BigDecimal modularPower(Arguments arguments, const Settings&) {
 BigDecimal digitsOfPi(Arguments arguments, const Settings&) {
     const BigInteger digits = integerOf(arguments[0]);
     if (digits.isNegative() || digits > HighestPiDigits)
-        throw Failure{arguments[0].column, u"pi has 0 to 10000000 digits here"};
+        throw StatementFailure{arguments[0].column, u"pi has 0 to 10000000 digits here"};
     return pi(digits.toInt32());
 }
 
@@ -60,7 +60,7 @@ BigInteger integerOf(const Operand& operand) {
     BigDecimal integer = operand.value;
     integer.setScale(0);
     if (integer != operand.value)
-        throw Failure{operand.column, u"an integer is needed"};
+        throw StatementFailure{operand.column, u"an integer is needed"};
     return integer.getUnscaled();
 }
 

@@ -14,7 +14,7 @@ struct Operand {
 };
 
 /// The value as an integer.
-/// @throws Failure at the operand for a fraction
+/// @throws StatementFailure at the operand for a fraction
 BigInteger integerOf(const Operand& operand);
 
 /// A function of expressions; its arguments are as many as it asks for.

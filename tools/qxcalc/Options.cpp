@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "tools/common/Failure.h"
+
 const char HelpText[] =
     R"(usage: qxcalc [-s SCALE] [-i RADIX] [-o RADIX] [EXPRESSION...]
 
@@ -39,7 +41,9 @@ struct ValueOption {
 
 constexpr ValueOption ValueOptions[] = {{"-s", u"scale"}, {"-i", u"ibase"}, {"-o", u"obase"}};
 
-UsageFailure usage(const qx::String& message) { return {message + u" (qxcalc --help tells more)"}; }
+Failure usage(const qx::String& message) {
+    return Failure(Failure::Usage, (message + u" (qxcalc --help tells more)").toUtf8());
+}
 
 /// "-5+3", "-.5", "-(1)" and "-gcd(4,6)" are expressions.
 bool isExpression(std::string_view argument) {

@@ -15,5 +15,5 @@ struct Options {
 
 extern const char HelpText[];
 
-/// @throws UsageFailure
+/// @throws Failure with the status Usage
 Options parseOptions(int argc, char** argv);

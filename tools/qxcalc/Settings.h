@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Failure.h"
+#include "StatementFailure.h"
 
 /// What stays in force from one statement to the next.
 struct Settings {

@@ -1,41 +1,27 @@
 // qxcalc: a calculator for integers and decimals of any size.
 
-#include <cstdio>
-#include <exception>
-#include <string>
-
-#include <qx/core/Exception.h>
 #include <qx/io/BufferedReader.h>
 #include <qx/io/FileInputStream.h>
-#include <qx/io/FileOutputStream.h>
 #include <qx/io/InputStreamReader.h>
 #include <qx/platform/files.h>
 
 #include "Calculator.h"
 #include "Options.h"
+#include "tools/common/Program.h"
 
 using qx::String;
 
 namespace {
 
-constexpr int StatementFailed = 1;
-constexpr int BadUsage = 2;
+constexpr char Name[] = "qxcalc";
 
-void write(const std::string& text) {
-    qx::io::FileOutputStream(QXFileStandardOutput(), false)
-        .write(text.data(), static_cast<int32_t>(text.size()));
-}
+void printResult(const String& result) { print((result + u'\n').toUtf8()); }
 
-void printResult(const String& result) { write((result + u'\n').toUtf8()); }
-
-void complain(const String& message) {
-    std::fprintf(stderr, "qxcalc: %s\n", message.toUtf8().c_str());
-}
-
-/// "column 3: unexpected ..." behind @p place.
-void complain(const String& place, const Failure& failure) {
-    complain(String::format(u"{0}column {1}: {2}", place, String::valueOf(failure.column),
-                            failure.message));
+/// Complains with "column 3: unexpected ..." behind @p place; the exit status.
+int complain(const String& place, const StatementFailure& failure) {
+    const String message = String::format(u"{0}column {1}: {2}", place,
+                                          String::valueOf(failure.column), failure.message);
+    return fail(Name, Failure::Runtime, message.toUtf8());
 }
 
 /// Stops at the first failure: what follows may depend on it.
@@ -43,11 +29,9 @@ int evaluateArguments(Calculator& calculator, const std::vector<String>& lines) 
     for (size_t i = 0; i < lines.size(); ++i) {
         try {
             calculator.evaluate(lines[i].view(), printResult);
-        } catch (const Failure& failure) {
-            complain(lines.size() == 1 ? String()
-                                       : String::format(u"argument {0}, ", String::valueOf(i + 1)),
-                     failure);
-            return StatementFailed;
+        } catch (const StatementFailure& failure) {
+            const String argument = String::format(u"argument {0}, ", String::valueOf(i + 1));
+            return complain(lines.size() == 1 ? String() : argument, failure);
         }
     }
     return 0;
@@ -63,25 +47,24 @@ int evaluateInput(Calculator& calculator) {
     int status = 0;
     for (int64_t number = 1;; ++number) {
         if (prompts)
-            write("> ");
+            print("> ");
         if (reader->readLine(line) < 0)
             break;
         try {
             calculator.evaluate(line.view(), printResult);
-        } catch (const Failure& failure) {
-            complain(prompts ? String() : String::format(u"line {0}, ", String::valueOf(number)),
-                     failure);
-            status = StatementFailed;
+        } catch (const StatementFailure& failure) {
+            const String place = String::format(u"line {0}, ", String::valueOf(number));
+            status = complain(prompts ? String() : place, failure);
         }
     }
     if (prompts)
-        write("\n");
+        print("\n");
     return status;
 }
 
 int run(const Options& options) {
     if (options.showHelp) {
-        write(HelpText);
+        print(HelpText);
         return 0;
     }
     Calculator calculator(options.settings);
@@ -92,17 +75,7 @@ int run(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    try {
-        return run(parseOptions(argc, argv));
-    } catch (const UsageFailure& failure) {
-        complain(failure.message);
-        return BadUsage;
-    } catch (const qx::Exception& exception) {
-        if (exception.getResult() != qx::result::BrokenPipe) // who closed it knows
-            complain(exception.getDescription());
-        return StatementFailed;
-    } catch (const std::exception& exception) {
-        complain(String::fromUtf8(exception.what()));
-        return StatementFailed;
-    }
+    int status = 0;
+    const int failed = runProgram(Name, [&] { status = run(parseOptions(argc, argv)); });
+    return failed ? failed : status;
 }

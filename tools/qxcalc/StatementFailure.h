@@ -5,12 +5,7 @@
 #include <qx/core/String.h>
 
 /// What is wrong with a statement, and where: the column counts UTF-16 units from 1.
-struct Failure {
+struct StatementFailure {
     int32_t column;
-    qx::String message;
-};
-
-/// A malformed command line.
-struct UsageFailure {
     qx::String message;
 };
