@@ -1,7 +1,5 @@
 #include <qx/io/AlphaNumInputStream.h>
 
-#include <algorithm>
-#include <limits>
 #include <utility>
 
 #include <qx/core/String.h>
@@ -24,26 +22,25 @@ int32_t AlphaNumInputStream::read(signed char* to, int32_t length) {
     while (count < length) {
         const int character = wrapped().read();
         if (character < 0) {
-            if (m_place.phase != 0)
-                to[count++] = static_cast<signed char>(std::exchange(m_place, {}).gathered);
+            if (m_phase != 0)
+                to[count++] = static_cast<signed char>(std::exchange(m_gathered, uint8_t{0}));
+            m_phase = 0;
             break;
         }
         const int value = m_values[static_cast<uint8_t>(character)];
         if (value < 0)
             throw text::charset::InvalidCharacterException(String(u"Invalid AlphaNum character"));
         // The five bits follow those already gathered; what does not fit begins the next byte.
-        const int begun = m_place.phase * 5 % 8;
-        const int window = m_place.gathered << 8 | value << (11 - begun);
+        const int begun = m_phase * 5 % 8;
+        const int window = m_gathered << 8 | value << (11 - begun);
         const bool complete = begun >= 3;
         if (complete)
             to[count++] = static_cast<signed char>(window >> 8);
-        m_place.gathered = static_cast<uint8_t>(complete ? window : window >> 8);
-        m_place.phase = static_cast<int8_t>((m_place.phase + 1) % 8);
+        m_gathered = static_cast<uint8_t>(complete ? window : window >> 8);
+        m_phase = static_cast<int8_t>((m_phase + 1) % 8);
     }
     return count > 0 ? count : -1;
 }
-
-int AlphaNumInputStream::read() { return detail::readOne<signed char>(*this); }
 
 int32_t AlphaNumInputStream::skip(int32_t count) {
     return detail::skipByReading<signed char>(*this, count);
@@ -51,19 +48,6 @@ int32_t AlphaNumInputStream::skip(int32_t count) {
 
 int32_t AlphaNumInputStream::available() {
     return static_cast<int32_t>(int64_t{FilterInputStream::available()} * 5 / 8);
-}
-
-void AlphaNumInputStream::mark(int32_t readLimit) {
-    // The characters that so many bytes are read from.
-    const int64_t characters = (int64_t{readLimit} * 8 + 4) / 5 + 1;
-    FilterInputStream::mark(
-        static_cast<int32_t>(std::min<int64_t>(characters, std::numeric_limits<int32_t>::max())));
-    m_mark = m_place;
-}
-
-void AlphaNumInputStream::reset() {
-    FilterInputStream::reset();
-    m_place = m_mark;
 }
 
 } // namespace qx::io

@@ -17,6 +17,10 @@ namespace qx::io {
 /// Characters are taken from the wrapped stream one at a time, none ahead of need. Letter case
 /// counts. A character outside the alphabet, also a line end, is an error: it is skipped, and the
 /// bytes decoded in the same call are lost.
+///
+/// Only block reads and skip decode. The rest is the filter's: the read of a single byte gives the
+/// next character of the text as it stands, and mark and reset know nothing of a group of
+/// characters that is begun.
 class QX_API AlphaNumInputStream : public FilterInputStream {
 public:
     /// @param alphabet  as for AlphaNumOutputStream; of two equal characters the first counts
@@ -28,24 +32,14 @@ public:
     /// @return the number of bytes, or -1 when there are none, also for a length below 1
     /// @throws InvalidCharacterException
     int32_t read(signed char* to, int32_t length) override;
-    int read() override;
     int32_t skip(int32_t count) override;
     /// Five eighths of what the wrapped stream has available.
     int32_t available() override;
-    /// Remembers the place amid a group of characters too; whether marks are supported is the
-    /// wrapped stream's matter.
-    void mark(int32_t readLimit) override;
-    void reset() override;
 
 private:
-    struct Place {
-        uint8_t gathered = 0; // the next byte so far, its bits in the highest places
-        int8_t phase = 0;     // characters read of a group of 8
-    };
-
     std::array<int8_t, 256> m_values; // by character; -1 outside the alphabet
-    Place m_place;
-    Place m_mark;
+    uint8_t m_gathered = 0;           // the next byte so far, its bits in the highest places
+    int8_t m_phase = 0;               // characters read of a group of 8
 };
 
 } // namespace qx::io

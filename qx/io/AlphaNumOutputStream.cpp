@@ -32,8 +32,6 @@ void AlphaNumOutputStream::write(const signed char* from, int32_t length) {
     }
 }
 
-void AlphaNumOutputStream::write(signed char byte) { write(&byte, 1); }
-
 void AlphaNumOutputStream::flush() {
     if (m_bits > 0) {
         const signed char symbol = m_symbols[m_previous << (5 - m_bits) & 31];

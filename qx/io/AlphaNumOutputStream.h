@@ -14,6 +14,9 @@ namespace qx::io {
 ///
 /// A character is written as soon as its bits are known; the last one of a text that is no multiple
 /// of 5 bytes long comes with flush, and is never written without it.
+///
+/// Only block writes encode: the write of a single byte is the filter's and puts the byte into the
+/// text as it is.
 class QX_API AlphaNumOutputStream : public FilterOutputStream {
 public:
     /// @param alphabet  exactly 32 ASCII characters, nul-terminated, copied; null for
@@ -25,7 +28,6 @@ public:
     /// When the wrapped stream throws, none of the bytes since its last success is taken; it is
     /// given the characters in blocks.
     void write(const signed char* from, int32_t length) override;
-    void write(signed char byte) override;
     /// Writes the character that is begun, its missing bits zero, flushes the wrapped stream and
     /// starts a new group of 5 bytes.
     void flush() override;

@@ -5,7 +5,6 @@
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/detail/Bits.h>
 #include <qx/io/detail/MemoryBytes.h>
-#include <qx/io/detail/SourceDefaults.h>
 
 namespace qx::io {
 
@@ -29,22 +28,6 @@ int32_t BitInputStream::read(signed char* to, int32_t length) {
     return count > 0 ? count : -1;
 }
 
-int32_t BitInputStream::skip(int32_t count) {
-    if (m_place.bitsLeft == 0)
-        return FilterInputStream::skip(count);
-    return detail::skipByReading<signed char>(*this, count);
-}
-
-void BitInputStream::mark(int32_t readLimit) {
-    FilterInputStream::mark(readLimit);
-    m_mark = m_place;
-}
-
-void BitInputStream::reset() {
-    FilterInputStream::reset();
-    m_place = m_mark;
-}
-
 /// A value that the current byte does not hold alone.
 int BitInputStream::readBeyondByte(int bits) {
     detail::checkBitWidth(bits);
@@ -55,11 +38,12 @@ int BitInputStream::readBeyondByte(int bits) {
         return readFetching(bits);
     // The bits left and the next eight bytes in one word; at most 4 of those bytes are used up.
     const uint64_t next = detail::loadBig64(rest.data());
-    const int left = m_place.bitsLeft;
-    const uint64_t window = static_cast<uint64_t>(m_place.byte) << 1 << (63 - left) | next >> left;
+    const int left = m_bitsLeft;
+    const uint64_t window = static_cast<uint64_t>(m_byte) << 1 << (63 - left) | next >> left;
     const int bytes = (bits - left + 7) >> 3;
     MemoryBytes::skip(*m_memory, static_cast<size_t>(bytes));
-    m_place = {rest[static_cast<size_t>(bytes - 1)], left + 8 * bytes - bits};
+    m_byte = rest[static_cast<size_t>(bytes - 1)];
+    m_bitsLeft = left + 8 * bytes - bits;
     return static_cast<int>(window >> (64 - bits));
 }
 
@@ -68,7 +52,8 @@ bool BitInputStream::fetchByte() {
     const int byte = wrapped().read();
     if (byte < 0)
         return false;
-    m_place = {byte & 0xFF, 8};
+    m_byte = byte & 0xFF;
+    m_bitsLeft = 8;
     return true;
 }
 
@@ -76,12 +61,12 @@ bool BitInputStream::fetchByte() {
 int BitInputStream::readFetching(int bits) {
     uint64_t value = 0;
     while (bits > 0) {
-        if (m_place.bitsLeft == 0 && !fetchByte())
+        if (m_bitsLeft == 0 && !fetchByte())
             return -1;
-        const int taken = std::min(bits, m_place.bitsLeft);
-        m_place.bitsLeft -= taken;
+        const int taken = std::min(bits, m_bitsLeft);
+        m_bitsLeft -= taken;
         value = value << taken |
-                (static_cast<uint64_t>(m_place.byte >> m_place.bitsLeft) & detail::lowBits(taken));
+                (static_cast<uint64_t>(m_byte >> m_bitsLeft) & detail::lowBits(taken));
         bits -= taken;
     }
     return static_cast<int>(value);
@@ -94,16 +79,16 @@ int32_t BitInputStream::readFromMemory(uint8_t* to, int32_t length) {
     const auto count = std::min(rest.size(), static_cast<size_t>(length));
     if (count > 0) {
         const uint8_t* const from = rest.data();
-        const int left = m_place.bitsLeft;
-        to[0] = static_cast<uint8_t>(m_place.byte << (8 - left) | from[0] >> left);
+        const int left = m_bitsLeft;
+        to[0] = static_cast<uint8_t>(m_byte << (8 - left) | from[0] >> left);
         for (size_t i = 1; i < count; ++i)
             to[i] = static_cast<uint8_t>(from[i - 1] << (8 - left) | from[i] >> left);
-        m_place.byte = from[count - 1];
+        m_byte = from[count - 1];
         MemoryBytes::skip(*m_memory, count);
     }
     if (count == static_cast<size_t>(length))
         return length;
-    m_place.bitsLeft = 0; // the attempt at another byte uses up the rest
+    m_bitsLeft = 0; // the attempt at another byte uses up the rest
     return count > 0 ? static_cast<int32_t>(count) : -1;
 }
 

@@ -53,7 +53,7 @@ TEST(AlphaNumStreams, TurnBytesIntoText) {
         const auto sink = qx::makeReference<Sink>();
         AlphaNumOutputStream out(sink.get());
         for (const char byte : c.bytes)
-            out.write(static_cast<signed char>(byte));
+            out.write(&byte, 1);
         out.flush();
         EXPECT_EQ(textOf(sink->content), c.text);
         EXPECT_EQ(decoded(textOf(sink->content)), c.back);
@@ -64,7 +64,7 @@ TEST(AlphaNumOutputStream, WritesACharacterAsSoonAsItIsKnown) {
     const auto sink = qx::makeReference<Sink>();
     AlphaNumOutputStream out(sink.get());
     for (const size_t characters : {1u, 3u, 4u, 6u, 8u, 9u}) {
-        out.write(static_cast<signed char>(0));
+        out.write("", 1);
         EXPECT_EQ(sink->content.size(), characters);
     }
     sink->failing = true;
@@ -83,12 +83,13 @@ TEST(AlphaNumInputStream, RefusesOtherCharactersAndGoesOnBehindThem) {
                                    "9A6"}) {
         SCOPED_TRACE(text);
         AlphaNumInputStream in(new Source(text));
-        EXPECT_EQ(in.read(), 0);
-        EXPECT_EQ(descriptionOf([&] { in.read(); }), "Invalid AlphaNum character");
+        char byte = 'x';
+        EXPECT_EQ(in.read(&byte, 1), 1);
+        EXPECT_EQ(byte, '\0');
+        EXPECT_EQ(descriptionOf([&] { in.read(&byte, 1); }), "Invalid AlphaNum character");
         EXPECT_EQ(drained(in, 3), "\x3E\x0E\0"s); // 00 11111 00000 11100, and zero bits
     }
-    AlphaNumInputStream in(new Source("0"));
-    EXPECT_THROW(in.read(), qx::text::charset::InvalidCharacterException);
+    EXPECT_THROW(decoded("0"), qx::text::charset::InvalidCharacterException);
 }
 
 TEST(AlphaNumInputStream, CountsBytesNotCharacters) {
@@ -96,14 +97,27 @@ TEST(AlphaNumInputStream, CountsBytesNotCharacters) {
     source->availableNow = 12;
     AlphaNumInputStream in(new qx::io::BufferedInputStream(source.get()));
     EXPECT_EQ(AlphaNumInputStream(source.get()).available(), 7);
-    EXPECT_EQ(in.skip(4), 4);
-    in.mark(3);
-    EXPECT_EQ(in.skip(2), 2);
-    in.reset(); // amid the first group
-    EXPECT_EQ(drained(in, 2), "\0\xFF\0\0"s);
+    EXPECT_EQ(in.skip(5), 5);
+    EXPECT_EQ(drained(in, 2), "\xFF\0\0"s);
     EXPECT_EQ(in.skip(1), 0);
     signed char none;
     EXPECT_EQ(in.read(&none, 0), -1);
+}
+
+TEST(AlphaNumStreams, LeaveSingleBytesMarksAndResetToTheText) {
+    const auto sink = qx::makeReference<Sink>();
+    AlphaNumOutputStream out(sink.get());
+    out.write("\xFF", 1);
+    out.write(static_cast<signed char>('\n')); // does not disturb the group
+    out.flush();
+    EXPECT_EQ(textOf(sink->content), "9\n6");
+    AlphaNumInputStream in(new qx::io::BufferedInputStream(new Source("9\n66")));
+    EXPECT_EQ(in.read(), '9');
+    EXPECT_EQ(in.read(), '\n');
+    in.mark(2);
+    EXPECT_EQ(in.read(), '6');
+    in.reset();
+    EXPECT_EQ(drained(in, 2), decoded("66"));
 }
 
 TEST(AlphaNumStreams, TakeAnyAlphabetOf32AsciiCharacters) {

@@ -143,16 +143,18 @@ private:
             return std::to_string(bits(1));
         case 1:
             return std::to_string(bits(8));
-        case 2:
-        case 3: {
+        case 2: {
             std::string block;
             int byteRead = 0;
             while (static_cast<int>(block.size()) < argument && (byteRead = bits(8)) >= 0)
                 block.push_back(static_cast<char>(byteRead));
-            const int count = static_cast<int>(block.size());
-            if (kind == 3)
-                return std::to_string(count);
-            return std::to_string(count > 0 ? count : -1) + block;
+            return (block.empty() ? "-1" : std::to_string(block.size())) + block;
+        }
+        case 3: {
+            const auto skipped =
+                std::min(static_cast<size_t>(argument), m_content.size() - m_position);
+            m_position += skipped;
+            return std::to_string(skipped);
         }
         case 4:
             return std::to_string(nextByte());
