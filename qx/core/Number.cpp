@@ -114,6 +114,20 @@ int64_t Number::truncate(double value) noexcept {
 
 String SignedInteger::toString() const { return String::valueOf(toInt64()); }
 
+signed char UnsignedInteger::toByte() const { return static_cast<signed char>(toUInt64()); }
+int8_t UnsignedInteger::toInt8() const { return static_cast<int8_t>(toUInt64()); }
+short UnsignedInteger::toShort() const { return static_cast<short>(toUInt64()); }
+int16_t UnsignedInteger::toInt16() const { return static_cast<int16_t>(toUInt64()); }
+int UnsignedInteger::toInt() const { return static_cast<int>(toUInt64()); }
+int32_t UnsignedInteger::toInt32() const { return static_cast<int32_t>(toUInt64()); }
+int32_t UnsignedInteger::toLong() const { return static_cast<int32_t>(toUInt64()); }
+unsigned char UnsignedInteger::toUByte() const { return static_cast<unsigned char>(toUInt64()); }
+uint8_t UnsignedInteger::toUInt8() const { return static_cast<uint8_t>(toUInt64()); }
+unsigned short UnsignedInteger::toUShort() const { return static_cast<unsigned short>(toUInt64()); }
+uint16_t UnsignedInteger::toUInt16() const { return static_cast<uint16_t>(toUInt64()); }
+unsigned int UnsignedInteger::toUInt() const { return static_cast<unsigned int>(toUInt64()); }
+uint32_t UnsignedInteger::toUInt32() const { return static_cast<uint32_t>(toUInt64()); }
+uint32_t UnsignedInteger::toULong() const { return static_cast<uint32_t>(toUInt64()); }
 BigInteger UnsignedInteger::toBigInteger() const { return BigInteger(toUInt64()); }
 BigDecimal UnsignedInteger::toBigDecimal() const { return BigDecimal(toUInt64()); }
 String UnsignedInteger::toString() const { return toString(10); }

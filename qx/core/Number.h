@@ -94,10 +94,23 @@ public:
     String toString() const override;
 };
 
-/// Base of the unsigned integers.
+/// Base of the unsigned integers, whose conversions start from toUInt64 in the place of toInt64.
 class QX_API UnsignedInteger : public Number {
 public:
-    /// From toUInt64.
+    signed char toByte() const override;
+    int8_t toInt8() const override;
+    short toShort() const override;
+    int16_t toInt16() const override;
+    int toInt() const override;
+    int32_t toInt32() const override;
+    int32_t toLong() const override;
+    unsigned char toUByte() const override;
+    uint8_t toUInt8() const override;
+    unsigned short toUShort() const override;
+    uint16_t toUInt16() const override;
+    unsigned int toUInt() const override;
+    uint32_t toUInt32() const override;
+    uint32_t toULong() const override;
     math::BigInteger toBigInteger() const override;
     math::BigDecimal toBigDecimal() const override;
 

@@ -120,26 +120,38 @@ TEST(BoxedNumber, ConvertsToEveryWidthByItsLowBits) {
     EXPECT_EQ(minusOne.toInt64(), -1);
     EXPECT_EQ(minusOne.toUInt64(), MaxU64);
 
-    const UInteger64 mixed(0xFEDCBA9876543280u);
-    EXPECT_EQ(mixed.toByte(), -128);
-    EXPECT_EQ(mixed.toInt8(), -128);
-    EXPECT_EQ(mixed.toShort(), 0x3280);
-    EXPECT_EQ(mixed.toInt16(), 0x3280);
-    EXPECT_EQ(mixed.toInt(), 0x76543280);
-    EXPECT_EQ(mixed.toInt32(), 0x76543280);
-    EXPECT_EQ(mixed.toLong(), 0x76543280);
-    EXPECT_EQ(mixed.toUByte(), 0x80);
-    EXPECT_EQ(mixed.toUInt8(), 0x80);
-    EXPECT_EQ(mixed.toUShort(), 0x3280);
-    EXPECT_EQ(mixed.toUInt16(), 0x3280);
-    EXPECT_EQ(mixed.toUInt(), 0x76543280u);
-    EXPECT_EQ(mixed.toUInt32(), 0x76543280u);
-    EXPECT_EQ(mixed.toULong(), 0x76543280u);
-    EXPECT_EQ(mixed.toInt64(), -0x0123456789ABCD80);
-    EXPECT_EQ(mixed.toDouble(), static_cast<double>(0xFEDCBA9876543280u));
-    EXPECT_EQ(mixed.toBigInteger().toString(16), u"FEDCBA9876543280");
-    EXPECT_EQ(mixed.toString(16), u"FEDCBA9876543280");
-    EXPECT_THROW(mixed.toString(37), RangeErrorException);
+    /// Whose own 64 bits are not those of a signed number.
+    class Large : public UnsignedInteger {
+        int64_t toInt64() const override { return 1; }
+        double toDouble() const override { return 0; }
+        uint64_t toUInt64() const override { return 0xFEDCBA9876543280u; }
+    };
+    const UInteger64 boxed(0xFEDCBA9876543280u);
+    const Large large;
+    for (const UnsignedInteger* const number : {static_cast<const UnsignedInteger*>(&boxed),
+                                                static_cast<const UnsignedInteger*>(&large)}) {
+        const UnsignedInteger& mixed = *number;
+        EXPECT_EQ(mixed.toByte(), -128);
+        EXPECT_EQ(mixed.toInt8(), -128);
+        EXPECT_EQ(mixed.toShort(), 0x3280);
+        EXPECT_EQ(mixed.toInt16(), 0x3280);
+        EXPECT_EQ(mixed.toInt(), 0x76543280);
+        EXPECT_EQ(mixed.toInt32(), 0x76543280);
+        EXPECT_EQ(mixed.toLong(), 0x76543280);
+        EXPECT_EQ(mixed.toUByte(), 0x80);
+        EXPECT_EQ(mixed.toUInt8(), 0x80);
+        EXPECT_EQ(mixed.toUShort(), 0x3280);
+        EXPECT_EQ(mixed.toUInt16(), 0x3280);
+        EXPECT_EQ(mixed.toUInt(), 0x76543280u);
+        EXPECT_EQ(mixed.toUInt32(), 0x76543280u);
+        EXPECT_EQ(mixed.toULong(), 0x76543280u);
+        EXPECT_EQ(mixed.hashCode(), 0x76543280u);
+        EXPECT_EQ(mixed.toBigInteger().toString(16), u"FEDCBA9876543280");
+        EXPECT_EQ(mixed.toString(16), u"FEDCBA9876543280");
+        EXPECT_THROW(mixed.toString(37), RangeErrorException);
+    }
+    EXPECT_EQ(boxed.toInt64(), -0x0123456789ABCD80);
+    EXPECT_EQ(boxed.toDouble(), static_cast<double>(0xFEDCBA9876543280u));
     EXPECT_EQ(UInteger64(MaxU64).toString(), u"18446744073709551615");
     EXPECT_EQ(Integer64(Min64).toString(), u"-9223372036854775808");
     EXPECT_EQ(Double(1.0 / 3).toFloat(), 1.0F / 3);
