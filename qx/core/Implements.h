@@ -83,5 +83,24 @@ public:
     }
 };
 
+/// The same without the chain: answers @p Interfaces alone, also over an Object.
+template <class Base, class... Interfaces>
+class ImplementsOnly : public Implements<Base, Interfaces...> {
+public:
+    using Implements<Base, Interfaces...>::Implements;
+
+    int32_t QueryInterface(const GUID& iid, void** out) override {
+        return QueryInterfaceMap(GetComIntfMap(), this, iid, out);
+    }
+
+    static const InterfaceData* GetComIntfMap() {
+        static const InterfaceData map[] = {
+            subObjectRow<ImplementsOnly, Interfaces>()...,
+            {nullptr, InterfaceData::End, 0},
+        };
+        return map;
+    }
+};
+
 } // namespace pcom
 } // namespace qx

@@ -12,10 +12,11 @@ namespace qx::net::pcom {
 
 /// Base of transports that are offered as components: the derived class supplies createAcceptor and
 /// createConnector, which usually return classes over AbstractAcceptor and AbstractConnector.
+/// Queries find IQXTransport and nothing else.
 ///
 /// The properties that come from a component are a util::pcom::PcomPropertySet, which can be kept
 /// by a reference.
-class QX_API AbstractTransport : public qx::pcom::Implements<Object, IQXTransport, ITransport> {
+class QX_API AbstractTransport : public qx::pcom::ImplementsOnly<Object, IQXTransport, ITransport> {
 public:
     /// @return result::NullPointer without properties, the code of what createAcceptor throws, or
     ///     the answer of the acceptor
