@@ -291,6 +291,11 @@ TEST(HashMapFailure, ComparatorsThatChangeTheMapAreNoticed) {
             EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
         }
     }
+    // Only the comparison still holds the value, which clears the map when it goes.
+    const auto map = fullMap(comparator);
+    map->put(item(2), (new Item(20, [&] { map->clear(); }))->GetUnknown());
+    comparator->meddle = [&] { map->put(item(2), nullptr); };
+    EXPECT_THROW(map->containsValue(item(9)), qx::Exception);
     EXPECT_EQ(Item::alive(), 0);
 }
 

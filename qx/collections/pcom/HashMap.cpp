@@ -228,14 +228,16 @@ bool HashMap::valuesEqual(const IQXUnknown* stored, const IQXUnknown* value) con
     return equalUnchanged(valueComparator(), stored, value);
 }
 
-/// Asks the comparator, which may be anybody's code, with a hold on the stored object.
-/// @throws Exception when it has changed the map, and with it what the caller stands on
+/// Asks the comparator with a hold on the stored object. Either may be anybody's code, the object
+/// when it is released too.
+/// @throws Exception when they have changed the map, and with it what the caller stands on
 bool HashMap::equalUnchanged(IQXComparator& comparator, const IQXUnknown* stored,
                              const IQXUnknown* other) const {
-    const Reference<const IQXUnknown> hold(stored);
     const uint32_t countBefore = modificationCount();
     const Link* const tableBefore = m_table.get();
+    Reference<const IQXUnknown> hold(stored);
     const bool equal = equalElements(comparator, stored, other);
+    hold.reset();
     if (modificationCount() != countBefore || m_table.get() != tableBefore)
         throw Exception(u"The comparator has changed the map"_qs);
     return equal;
