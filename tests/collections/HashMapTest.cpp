@@ -106,76 +106,10 @@ TEST(HashMap, GrowsWhenANewKeyFindsItFull) {
     }
 }
 
-TEST(HashMap, WalksFromTheLastBucketAndFromTheKeyPutLast) {
-    HashMap map;
-    putItems(map, {0, 101, 5, 202, 100, 4});
-    EXPECT_EQ(keysOf(map), (Values{100, 5, 4, 202, 101, 0}));
-    EXPECT_EQ(values(*map.createValueCollection()), (Values{1000, 50, 40, 2020, 1010, 0}));
-    const auto entries = map.createEntrySet();
-    Values keys;
-    for (const Element& element : *entries)
-        keys.push_back(valueOf(entryAt(element).getKey()));
-    EXPECT_EQ(keys, keysOf(map));
-    HashSet set(*map.createKeySet()); // takes them in the order of the map
-    EXPECT_EQ(values(set), (Values{100, 5, 4, 0, 101, 202}));
-    map.remove(item(101));
-    map.put(item(0), item(7)); // keeps its place
-    EXPECT_EQ(keysOf(map), (Values{100, 5, 4, 202, 0}));
-    map.put(item(101), item(7)); // has lost its place
-    EXPECT_EQ(keysOf(map), (Values{100, 5, 4, 101, 202, 0}));
-}
-
-TEST(HashMap, ALargerTableTurnsChainsAround) {
-    HashMap map(1, 3.0F);
-    putItems(map, {0, 3, 6});
-    EXPECT_EQ(keysOf(map), (Values{6, 3, 0}));
-    putItems(map,
-             {9}); // all of them go from bucket 0 of 1 to bucket 0 of 3, then comes the new one
-    EXPECT_EQ(map.getCapacity(), 3);
-    EXPECT_EQ(keysOf(map), (Values{9, 0, 3, 6}));
-    // From 3 to 7 buckets, the last bucket moves first.
-    HashMap other(3, 2.0F);
-    putItems(other, {14, 7, 0, 21, 2, 9});
-    EXPECT_EQ(keysOf(other), (Values{2, 14, 7, 9, 21, 0}));
-    putItems(other, {5});
-    EXPECT_EQ(other.getCapacity(), 7);
-    EXPECT_EQ(keysOf(other), (Values{5, 9, 2, 0, 21, 7, 14}));
-}
-
 TEST(HashMap, HashesAreUnsigned) {
     HashMap map(101, 0.75F);
     putItems(map, {60, -2, 70}); // 2^32 - 2 is 66 modulo 101
     EXPECT_EQ(keysOf(map), (Values{70, -2, 60}));
-}
-
-TEST(HashMap, KeyWithNullValueDiffersFromAbsentKey) {
-    HashMap map;
-    map.put(item(1), nullptr);
-    map.put(nullptr, item(2));
-    const struct {
-        int key, value;
-        bool present;
-    } rows[] = {{1, Null, true}, {Null, 2, true}, {2, Null, false}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(valueOf(map.get(item(row.key))), row.value);
-        EXPECT_EQ(map.containsKey(item(row.key)), row.present);
-    }
-    EXPECT_TRUE(map.containsValue(nullptr));
-    EXPECT_FALSE(map.containsValue(item(1)));
-    EXPECT_EQ(map.put(item(1), item(3)), nullptr);
-    EXPECT_EQ(valueOf(map.put(item(1), item(4))), 3);
-    EXPECT_EQ(map.remove(item(9)), nullptr);
-    EXPECT_EQ(valueOf(map.remove(nullptr)), 2);
-    EXPECT_EQ(keysOf(map), Values{1});
-}
-
-TEST(HashMap, FindsObjectsWithoutOrderByIdentity) {
-    HashMap map;
-    const auto one = qx::makeReference<qx::ComObject>(), other = qx::makeReference<qx::ComObject>();
-    map.put(one->GetUnknown(), item(1));
-    map.put(other->GetUnknown(), item(2));
-    EXPECT_EQ(map.getSize(), 2);
-    EXPECT_EQ(valueOf(map.get(one->GetUnknown())), 1);
 }
 
 TEST(HashMap, FindsKeysAsTheComparatorWouldWithoutAskingIt) {
@@ -253,80 +187,6 @@ TEST(HashMap, ComparatorIsAskedOnlyForEqualHashes) {
     EXPECT_EQ(keys->hashed, 5 + 2 + 5);
 }
 
-TEST(HashMap, IteratorsNoticeNewAndRemovedKeys) {
-    const struct {
-        void (*change)(HashMap& map);
-        bool noticed;
-    } rows[] = {
-        {[](HashMap& map) { map.put(item(1), item(5)); }, false},
-        {[](HashMap& map) { map.putAll(map); }, false},
-        {[](HashMap& map) { map.remove(item(9)); }, false},
-        {[](HashMap& map) { map.createKeySet()->retainAll(*map.createKeySet()); }, false},
-        {[](HashMap& map) { map.put(item(9), item(5)); }, true},
-        {[](HashMap& map) { map.remove(item(3)); }, true},
-        {[](HashMap& map) { map.createKeySet()->remove(item(1)); }, true},
-        {[](HashMap& map) { map.createValueCollection()->remove(item(10)); }, true},
-        {[](HashMap& map) { map.createEntrySet()->clear(); }, true},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        HashMap map;
-        putItems(map, {1, 2, 3});
-        const auto iterator = map.createKeySet()->createIterator();
-        EXPECT_EQ(valueOf(iterator->next()), 3);
-        row.change(map);
-        if (!row.noticed) {
-            EXPECT_EQ(valueOf(iterator->next()), 2);
-            iterator->remove();
-            EXPECT_EQ(valueOf(iterator->next()), 1);
-            EXPECT_THROW(iterator->next(), qx::Exception);
-            EXPECT_EQ(keysOf(map), (Values{3, 1}));
-            continue;
-        }
-        EXPECT_THROW(iterator->next(), qx::Exception);
-        EXPECT_THROW(iterator->remove(), qx::Exception);
-    }
-}
-
-TEST(HashMap, IteratorsRemoveWhatTheyReturnedLast) {
-    HashMap map;
-    putItems(map, {0, 101, 202, 3});
-    const auto set = map.createKeySet();
-    const auto iterator = set->createIterator();
-    EXPECT_THROW(iterator->remove(), qx::IllegalStateException);
-    EXPECT_EQ(valueOf(iterator->next()), 3);
-    EXPECT_TRUE(iterator->hasNext()); // goes on to the next bucket
-    iterator->remove();
-    EXPECT_THROW(iterator->remove(), qx::IllegalStateException);
-    iterator->next();
-    EXPECT_EQ(valueOf(iterator->next()), 101);
-    iterator->remove(); // from the middle of the chain
-    EXPECT_EQ(keysOf(map), (Values{202, 0}));
-    EXPECT_EQ(valueOf(iterator->next()), 0);
-    iterator->remove();
-    EXPECT_FALSE(iterator->hasNext());
-    EXPECT_EQ(keysOf(map), Values{202});
-    EXPECT_EQ(map.getSize(), 1);
-}
-
-TEST(HashMap, IteratorsAfterClearRemoveNothing) {
-    HashMap map;
-    putItems(map, {0, 101, 5});
-    const auto set = map.createKeySet();
-    const auto iterator = set->createIterator();
-    iterator->next();
-    EXPECT_TRUE(iterator->hasNext());
-    map.clear();
-    EXPECT_THROW(iterator->remove(), qx::Exception);
-    EXPECT_EQ(valueOf(iterator->next()), 101); // what it had come to
-    EXPECT_THROW(iterator->remove(), qx::Exception);
-    EXPECT_THROW(iterator->next(), qx::Exception);
-    EXPECT_TRUE(map.isEmpty());
-    EXPECT_FALSE(set->createIterator()->hasNext());
-    putItems(map, {5});
-    EXPECT_EQ(keysOf(map), Values{5});
-}
-
 TEST(HashMap, EntriesOutliveTheirPlaceInTheMap) {
     auto map = qx::makeReference<HashMap>();
     putItems(*map, {1, 102});
@@ -346,58 +206,19 @@ TEST(HashMap, EntriesOutliveTheirPlaceInTheMap) {
     EXPECT_EQ(entry.hashCode(), 0u);
 }
 
-TEST(HashMap, ViewsShowAndChangeTheMap) {
+TEST(HashMap, ViewsAreFixedInWhatTheyShow) {
     HashMap map;
-    putItems(map, {1, 2, 3});
-    map.put(item(4), item(10));
+    putItems(map, {1, 2});
     const auto keys = map.createKeySet();
     const auto vals = map.createValueCollection();
     const auto entries = map.createEntrySet();
-    for (Collection* view : std::initializer_list<Collection*>{keys, vals, entries}) {
-        EXPECT_EQ(view->getSize(), 4);
+    for (Collection* view : std::initializer_list<Collection*>{keys, vals, entries})
         EXPECT_THROW(view->add(item(1)), qx::UnsupportedOperationException);
-    }
-    EXPECT_TRUE(keys->contains(item(2)));
-    EXPECT_FALSE(keys->contains(item(20)));
-    EXPECT_TRUE(vals->contains(item(20)));
-    EXPECT_TRUE(vals->remove(item(10))); // the first one in the map's order
-    EXPECT_FALSE(keys->remove(item(4)));
-    EXPECT_TRUE(keys->remove(item(1)));
-    EXPECT_EQ(keysOf(map), (Values{3, 2}));
-    ArrayList list;
-    addItems(list, {3, 8});
-    EXPECT_TRUE(keys->retainAll(list));
-    EXPECT_EQ(keysOf(map), Values{3});
-    EXPECT_TRUE(vals->removeAll(*vals));
-    EXPECT_TRUE(map.isEmpty());
     const HashMap& constant = map;
-    EXPECT_TRUE(constant.createKeySet()->isEmpty() && constant.createEntrySet()->isEmpty() &&
-                constant.createValueCollection()->isEmpty());
-}
-
-TEST(HashMap, EntrySetFindsEqualEntriesAndRemovesItsOwn) {
-    HashMap map, other;
-    putItems(map, {1, 2});
-    putItems(other, {1});
-    other.put(item(2), nullptr);
-    other.put(item(3), item(30));
-    const auto set = map.createEntrySet(), otherSet = other.createEntrySet();
-    Values contained;
-    for (const Element& entry : *otherSet) {
-        if (set->contains(entry))
-            contained.push_back(valueOf(entryAt(entry).getKey()));
-        EXPECT_FALSE(set->remove(entry)); // an equal one, not the same
-    }
-    EXPECT_EQ(contained, Values{1});
-    EXPECT_THROW(set->contains(item(1)), qx::CastFailedException);
-    EXPECT_THROW(set->contains(nullptr), qx::CastFailedException);
-    EXPECT_FALSE(set->remove(item(1)));
-    EXPECT_FALSE(set->remove(nullptr));
-    const Element first = set->createIterator()->next();
-    EXPECT_TRUE(set->remove(first));
-    EXPECT_FALSE(set->remove(first));
-    EXPECT_EQ(keysOf(map), Values{1});
-    EXPECT_TRUE(set->removeAll(*set));
+    EXPECT_EQ(constant.createKeySet()->getSize() + constant.createEntrySet()->getSize() +
+                  constant.createValueCollection()->getSize(),
+              6);
+    EXPECT_TRUE(entries->removeAll(*entries));
     EXPECT_TRUE(map.isEmpty());
 }
 
@@ -550,33 +371,10 @@ TEST(HashMap, IsMadeByName) {
     EXPECT_EQ(map.put(item(1), item(2)), nullptr);
 }
 
-TEST(HashSet, HoldsEqualElementsOnce) {
-    HashSet set;
-    EXPECT_TRUE(set.add(item(1)));
-    EXPECT_FALSE(set.add(item(1)));
-    EXPECT_TRUE(set.add(nullptr));
-    EXPECT_FALSE(set.add(nullptr));
-    EXPECT_EQ(set.getSize(), 2);
-    EXPECT_TRUE(set.contains(nullptr));
-    EXPECT_FALSE(set.remove(item(2)));
-    EXPECT_TRUE(set.remove(nullptr));
-    EXPECT_FALSE(set.contains(nullptr));
-    set.clear();
-    EXPECT_TRUE(set.isEmpty());
-    EXPECT_EQ(set.hashCode(), 0u);
-}
-
-TEST(HashSet, IsEqualToSetsOfEqualElements) {
-    HashSet set, other;
-    addItems(set, {1, 2, 102});
-    addItems(other, {102, 1, 2});
-    EXPECT_TRUE(set.equals(other));
+TEST(HashSet, IsComparedWithSetsOnly) {
+    const HashSet set;
     EXPECT_EQ(set.compareTo(set), 0);
-    other.add(item(3));
-    EXPECT_EQ(set.compareTo(other), -1);
-    EXPECT_EQ(other.compareTo(HashSet()) != 0, true);
-    other.remove(item(1));
-    EXPECT_FALSE(set.equals(other)); // as many
+    EXPECT_EQ(set.hashCode(), 0u);
     EXPECT_THROW(set.equals(HashMap()), qx::CastFailedException);
     EXPECT_THROW(set.compareTo(ArrayList()), qx::CastFailedException);
 }
@@ -606,15 +404,4 @@ TEST(HashSet, TakesElementsComparatorAndLengthFromOthers) {
     copy.clear();
     EXPECT_EQ(set.getSize(), 3);
     EXPECT_TRUE(HashSet(comparator).isEmpty());
-}
-
-TEST(HashSet, EndsOperationsWithItself) {
-    HashSet set;
-    addItems(set, {1, 2, 102});
-    EXPECT_FALSE(set.addAll(set));
-    EXPECT_TRUE(set.containsAll(set));
-    EXPECT_FALSE(set.retainAll(set));
-    EXPECT_EQ(set.getSize(), 3);
-    EXPECT_TRUE(set.removeAll(set));
-    EXPECT_TRUE(set.isEmpty());
 }

@@ -43,22 +43,6 @@ protected:
 using BothLists = testing::Types<ArrayList, LinkedList>;
 TYPED_TEST_SUITE(Lists, BothLists);
 
-TYPED_TEST(Lists, EmptyOnesHaveOnePosition) {
-    const auto list = this->list({});
-    EXPECT_TRUE(list->isEmpty());
-    EXPECT_EQ(list->hashCode(), 1u);
-    EXPECT_EQ(list->indexOf(nullptr), -1);
-    EXPECT_EQ(list->lastIndexOf(nullptr), -1);
-    EXPECT_FALSE(list->createListIterator(0)->hasNext());
-    EXPECT_THROW(list->createListIterator(1), qx::RangeErrorException);
-    EXPECT_THROW(list->createConstListIterator(-1), qx::RangeErrorException);
-    EXPECT_TRUE(list->createSubList(0, 0)->isEmpty());
-    EXPECT_THROW(list->createSubList(0, 1), qx::RangeErrorException);
-    EXPECT_TRUE(list->containsAll(*list));
-    EXPECT_FALSE(list->addAll(0, ArrayList()));
-    EXPECT_THROW(list->addAll(1, ArrayList()), qx::RangeErrorException);
-}
-
 TYPED_TEST(Lists, RangesOfViewsLieWithinTheListAndInOrder) {
     const auto list = this->list({0, 1, 2});
     const struct {
@@ -78,29 +62,8 @@ TYPED_TEST(Lists, RangesOfViewsLieWithinTheListAndInOrder) {
     }
 }
 
-TYPED_TEST(Lists, OrderByTheFirstDifferenceThenByLength) {
-    const struct {
-        std::initializer_list<int> left, right;
-        int order;
-    } rows[] = {
-        {{1, 2}, {1, 2}, 0}, {{}, {}, 0},          {{1, 2}, {1, 2, 3}, -1}, {{1, 2, 3}, {1, 2}, 1},
-        {{2}, {1, 9, 9}, 1}, {{1, 1}, {1, 2}, -1}, {{}, {0}, -1},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        const auto left = this->list(row.left);
-        LinkedList right;
-        addItems(right, row.right);
-        EXPECT_EQ(left->compareTo(right), row.order);
-        EXPECT_EQ(right.compareTo(*left), -row.order);
-        EXPECT_EQ(left->equals(right), row.order == 0);
-        if (row.order == 0) {
-            EXPECT_EQ(left->hashCode(), right.hashCode());
-        }
-    }
-}
-
 TYPED_TEST(Lists, HashMultipliesBy38) {
+    EXPECT_EQ(this->list({})->hashCode(), 1u);
     EXPECT_EQ(this->list({5, Null, 7})->hashCode(), ((38u + 5) * 38 + 0) * 38 + 7);
 }
 
@@ -112,16 +75,6 @@ TYPED_TEST(Lists, AreComparedWithListsOnly) {
     EXPECT_TRUE(list->equals(*list));
     const auto view = list->createSubList(0, 1);
     EXPECT_TRUE(list->equals(dynamic_cast<const qx::Object&>(*view)));
-}
-
-TYPED_TEST(Lists, FindObjectsWithoutOrderByIdentity) {
-    TypeParam list;
-    const auto first = qx::makeReference<qx::ComObject>(), second = first;
-    const auto other = qx::makeReference<qx::ComObject>();
-    list.add(first->GetUnknown());
-    EXPECT_TRUE(list.contains(second->GetUnknown()));
-    EXPECT_FALSE(list.contains(other->GetUnknown()));
-    EXPECT_FALSE(list.contains(nullptr));
 }
 
 TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {
@@ -210,69 +163,6 @@ TYPED_TEST(Lists, AreComponentsWithTheInterfacesOfAnObject) {
                                [] { TypeParam(static_cast<const IQXComparator*>(nullptr)); });
 }
 
-TYPED_TEST(Lists, IteratorsNoticeEveryChangeButAppending) {
-    const struct {
-        void (*change)(List& list);
-        bool noticed;
-    } rows[] = {
-        {[](List& list) { list.add(item(9)); }, false},
-        {[](List& list) { list.addAll(ArrayList(list)); }, false},
-        {[](List& list) { list.get(0); }, false},
-        {[](List& list) { list.removeAll(ArrayList()); }, false},
-        {[](List& list) { list.add(0, item(9)); }, true},
-        {[](List& list) { list.add(list.getSize(), item(9)); }, true},
-        {[](List& list) { list.addAll(1, ArrayList(list)); }, true},
-        {[](List& list) { list.set(0, nullptr); }, true},
-        {[](List& list) { list.remove(2); }, true},
-        {[](List& list) { list.remove(item(2)); }, true},
-        {[](List& list) { list.clear(); }, true},
-        {[](List& list) { list.createIterator()->next(); }, false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        const auto list = this->list({1, 2, 3});
-        const auto iterator = list->createListIterator(0);
-        const auto view = list->createSubList(0, 1);
-        iterator->next();
-        row.change(*list);
-        if (!row.noticed) {
-            EXPECT_EQ(valueOf(iterator->next()), 2);
-            EXPECT_EQ(valueOf(view->get(0)), 1);
-            continue;
-        }
-        EXPECT_THROW(iterator->next(), qx::Exception);
-        EXPECT_THROW(iterator->previous(), qx::Exception);
-        EXPECT_THROW(iterator->remove(), qx::Exception);
-        EXPECT_THROW(iterator->set(nullptr), qx::Exception);
-        EXPECT_THROW(iterator->add(nullptr), qx::Exception);
-        EXPECT_EQ(iterator->nextIndex(), 1);
-        EXPECT_THROW(view->get(0), qx::Exception);
-        EXPECT_THROW(view->set(0, nullptr), qx::Exception);
-        EXPECT_THROW(view->remove(0), qx::Exception);
-        EXPECT_THROW(view->add(0, nullptr), qx::Exception);
-        EXPECT_THROW(view->get(1), qx::RangeErrorException); // looked at first
-    }
-}
-
-TYPED_TEST(Lists, IteratorsChangeOnlyWhatTheyReturnedLast) {
-    const auto list = this->list({1, 2, 3});
-    const auto iterator = list->createListIterator(0);
-    EXPECT_THROW(iterator->remove(), qx::IllegalStateException);
-    EXPECT_THROW(iterator->set(nullptr), qx::IllegalStateException);
-    iterator->next();
-    iterator->set(item(4));
-    iterator->set(item(5));
-    iterator->remove();
-    EXPECT_THROW(iterator->remove(), qx::IllegalStateException);
-    iterator->next();
-    iterator->add(item(6));
-    EXPECT_THROW(iterator->set(nullptr), qx::IllegalStateException);
-    EXPECT_EQ(valueOf(iterator->previous()), 6);
-    EXPECT_EQ(valueOf(iterator->previous()), 2);
-    EXPECT_THROW(iterator->previous(), qx::RangeErrorException);
-    EXPECT_EQ(values(*list), (Values{2, 6, 3}));
-}
-
 TYPED_TEST(Lists, ViewsOfViewsChangeTheList) {
     const auto list = this->list({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
     const auto outer = list->createSubList(2, 8);
@@ -296,50 +186,14 @@ TYPED_TEST(Lists, ViewsOfViewsChangeTheList) {
     EXPECT_EQ(values(*list), (Values{0, 1, 8, 9}));
 }
 
-TYPED_TEST(Lists, IteratorsOfViewsStayInside) {
-    const auto list = this->list({0, 1, 2, 3});
-    const auto view = list->createSubList(1, 3);
-    const auto iterator = view->createListIterator(2);
-    EXPECT_THROW(iterator->next(), qx::Exception);
-    EXPECT_EQ(iterator->nextIndex(), 2);
-    EXPECT_EQ(valueOf(iterator->previous()), 2);
-    EXPECT_EQ(valueOf(iterator->previous()), 1);
-    EXPECT_EQ(iterator->previousIndex(), -1);
-    EXPECT_THROW(iterator->previous(), qx::Exception);
-    EXPECT_THROW(view->createListIterator(3), qx::RangeErrorException);
-}
-
-TYPED_TEST(Lists, EndOperationsWithThemselves) {
-    const auto list = this->list({1, 2, 1});
-    EXPECT_TRUE(list->addAll(*list));
-    EXPECT_EQ(values(*list), (Values{1, 2, 1, 1, 2, 1}));
-    EXPECT_FALSE(list->retainAll(*list));
-    EXPECT_TRUE(list->removeAll(*list));
-    EXPECT_TRUE(list->isEmpty());
-
-    addItems(*list, {3, 4});
-    EXPECT_TRUE(list->addAll(1, *list));
-    EXPECT_EQ(values(*list), (Values{3, 3, 4, 4}));
+TYPED_TEST(Lists, EndOperationsWithTheirOwnViews) {
+    const auto list = this->list({3, 3, 4, 4});
     const auto view = list->createSubList(1, 3);
     EXPECT_TRUE(list->addAll(*view)); // appending does not disturb the view
     EXPECT_TRUE(view->addAll(*view));
     EXPECT_EQ(values(*list), (Values{3, 3, 4, 3, 4, 4, 3, 4}));
     EXPECT_THROW(view->addAll(*list), qx::Exception); // the view's change disturbs the list's walk
     EXPECT_EQ(list->getSize(), 9);
-}
-
-TYPED_TEST(Lists, RemoveOncePerElementAndRetainEveryOne) {
-    const auto list = this->list({1, 1, 2, 3, 2});
-    LinkedList others;
-    addItems(others, {1, 2, 7});
-    EXPECT_TRUE(list->removeAll(others));
-    EXPECT_EQ(values(*list), (Values{1, 3, 2}));
-    EXPECT_FALSE(list->containsAll(others));
-    EXPECT_TRUE(list->retainAll(others));
-    EXPECT_EQ(values(*list), (Values{1, 2}));
-    EXPECT_FALSE(list->retainAll(others));
-    EXPECT_TRUE(list->retainAll(TypeParam()));
-    EXPECT_TRUE(list->isEmpty());
 }
 
 TYPED_TEST(Lists, AreRanges) {
