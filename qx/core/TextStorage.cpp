@@ -14,6 +14,15 @@ using detail::sizeOf;
 
 namespace {
 
+/// The units that a foreign buffer has given with @p code.
+/// @throws ResultException when it has failed; result::NullPointer when there are none
+char16_t* given(int32_t code, const char16_t* units) {
+    throwIfFailed(code);
+    if (!units)
+        throwResult(result::NullPointer, u"a buffer without units");
+    return const_cast<char16_t*>(units);
+}
+
 /// Keeps a foreign buffer alive, and held for reading, while the storage goes on to a block.
 struct ReadHold {
     explicit ReadHold(const TextStorage& text) : storage(text), units(storage.lockForReading()) {}
@@ -72,15 +81,16 @@ char16_t* TextStorage::grow(int32_t capacity) {
     if (m_length >= 0 || !isBufferWritable())
         return lock(capacity);
     char16_t* units = nullptr;
-    throwIfFailed(m_buffer->EnsureCapacity(capacity, &units));
-    return units;
+    const int32_t code = m_buffer->EnsureCapacity(capacity, &units);
+    return given(code, units);
 }
 
 void TextStorage::unlock(int32_t length) {
     if (m_length < 0) {
         char16_t* units = nullptr;
-        throwIfFailed(
-            m_buffer->EnsureCapacity(checkedSize(int64_t{std::max(length, 0)} + 1), &units));
+        const int32_t code =
+            m_buffer->EnsureCapacity(checkedSize(int64_t{std::max(length, 0)} + 1), &units);
+        given(code, units);
         commitBuffer(length < 0 ? static_cast<int32_t>(std::u16string_view(units).size()) : length);
         return;
     }
@@ -113,6 +123,10 @@ void TextStorage::releaseBuffer() noexcept { m_buffer->Release(); }
 const char16_t* TextStorage::lockBuffer() const {
     const char16_t* units = nullptr;
     throwIfFailed(m_buffer->GetReadLock(&units));
+    if (!units && length() > 0) {
+        m_buffer->ReleaseReadLock();
+        throwResult(result::NullPointer, u"a buffer without units");
+    }
     return units;
 }
 
@@ -121,8 +135,8 @@ void TextStorage::unlockBuffer() const { throwIfFailed(m_buffer->ReleaseReadLock
 char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
     if (m_length < 0 && isBufferWritable()) {
         char16_t* units = nullptr;
-        throwIfFailed(m_buffer->GetWriteLock(capacity, &units));
-        return units;
+        const int32_t code = m_buffer->GetWriteLock(capacity, &units);
+        return given(code, units);
     }
     const int32_t needed = adjustedCapacity(std::max(int64_t{capacity}, int64_t{kept} + 1));
     if (m_length >= 0)
@@ -135,8 +149,8 @@ char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
 void TextStorage::commitBuffer(int32_t length) {
     const int32_t stored = checkedSize(int64_t{length} + 1);
     char16_t* units = nullptr;
-    throwIfFailed(m_buffer->EnsureCapacity(stored, &units));
-    units[length] = u'\0';
+    const int32_t code = m_buffer->EnsureCapacity(stored, &units);
+    given(code, units)[length] = u'\0';
     throwIfFailed(m_buffer->ReleaseWriteLock(stored));
 }
 

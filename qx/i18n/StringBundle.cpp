@@ -6,6 +6,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/LibraryIdentity.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/i18n/BundleName.h>
 #include <qx/i18n/ComStringBundle.h>
 #include <qx/platform/module.h>
@@ -29,7 +30,7 @@ Reference<StringBundle> tryComponent(const BundleName& name) {
     GUID classId;
     Reference<IQXResourceBundle> component;
     if (QXComClassIDFromProgID(progId.getData(), &classId) < 0 ||
-        util::detail::takeInterface(component, [&classId](const GUID& iid, void** out) {
+        qx::detail::takeInterface(component, [&classId](const GUID& iid, void** out) {
             return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, out);
         }) < 0)
         return nullptr;

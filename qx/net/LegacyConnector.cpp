@@ -3,6 +3,7 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/core/Exception.h>
 #include <qx/net/detail/HandOut.h>
+#include <qx/util/detail/ComponentText.h>
 
 using qx::String;
 

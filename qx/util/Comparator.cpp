@@ -6,6 +6,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/TakeInterface.h>
 
 namespace qx::util {
 
@@ -13,14 +14,9 @@ namespace {
 
 /// The object's own order and hash; null when it has none.
 Reference<IQXComparable> comparableOf(const IQXUnknown* object) {
-    Reference<IQXComparable> comparable;
-    if (object) {
-        // A query changes no more than the count.
-        auto* const unknown = const_cast<IQXUnknown*>(object);
-        if (unknown->QueryInterface(IQXComparable::Iid, comparable.putVoid()) < 0)
-            static_cast<void>(comparable.detach()); // whatever a failing query left there
-    }
-    return comparable;
+    // A query changes no more than the count.
+    return object ? qx::detail::interfaceOf<IQXComparable>(*const_cast<IQXUnknown*>(object))
+                  : nullptr;
 }
 
 } // namespace

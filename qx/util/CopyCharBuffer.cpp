@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
+#include <qx/core/Required.h>
 #include <qx/util/detail/BufferHold.h>
 
 int32_t QXCopyCharBuffer(IQXCharBuffer* destination, const IQXCharBuffer* source) {
-    const int32_t length = source->GetLength();
-    qx::util::detail::WriteHold target(*destination, length);
+    const int32_t length = qx::required(source)->GetLength();
+    qx::util::detail::WriteHold target(*qx::required(destination), length);
     qx::util::detail::ReadHold text(*source);
     // Another thread may have shortened the source before it was locked.
     const int32_t copied = std::min(length, source->GetLength());

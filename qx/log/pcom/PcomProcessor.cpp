@@ -2,9 +2,9 @@
 
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/pcom/ILogEntry.h>
-#include <qx/util/detail/ComponentText.h>
 
 namespace qx::log::pcom {
 
@@ -17,10 +17,8 @@ PcomProcessor::PcomProcessor(pcom::ILogProcessor* target) : m_target(required(ta
 void PcomProcessor::process(const log::ILogEntry* entry) {
     // Components know no constant objects.
     auto* const object = const_cast<log::ILogEntry*>(required(entry));
-    Reference<ILogEntry> component;
-    if (util::detail::takeInterface(component, [object](const GUID& iid, void** out) {
-            return object->QueryInterface(iid, out);
-        }) < 0)
+    const auto component = qx::detail::interfaceOf<ILogEntry>(*object);
+    if (!component)
         throwResult(result::NoInterface);
     throwIfFailed(m_target->Process(component));
 }

@@ -5,7 +5,7 @@
 #include <qx/core/GUID.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
-#include <qx/util/detail/ComponentText.h>
+#include <qx/core/detail/TakeInterface.h>
 
 // The two ways across the boundary between classes and components.
 
@@ -20,7 +20,7 @@ int32_t handOut(const GUID& iid, void** out, Make&& make) noexcept {
     *out = nullptr;
     return resultOf([&]() -> int32_t {
         const auto made = make();
-        return made ? made->QueryInterface(iid, out) : result::Fail;
+        return made ? qx::detail::passInterface(*made, iid, out) : result::Fail;
     });
 }
 
@@ -30,7 +30,7 @@ int32_t handOut(const GUID& iid, void** out, Make&& make) noexcept {
 template <class Interface, class Call>
 Reference<Interface> taken(Call&& call) {
     Reference<Interface> reference;
-    throwIfFailed(util::detail::takeInterface(reference, call));
+    throwIfFailed(qx::detail::takeInterface(reference, call));
     return reference;
 }
 

@@ -3,6 +3,7 @@
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/LibraryIdentity.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/core/runtime/Class.h>
 #include <qx/platform/module.h>
 #include <qx/text/charset/CodecTable.h>
@@ -34,8 +35,9 @@ Reference<IQXCharCodec> findComponent(const char16_t* name) {
     const String progId = u"Orbelle.CharCodec."_qs + name;
     Reference<IQXCharCodec> codec;
     if (QXComClassIDFromProgID(progId.getData(), &classId) < 0 ||
-        QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &IQXCharCodec::Iid,
-                                codec.putVoid()) < 0)
+        qx::detail::takeInterface(codec, [&classId](const GUID& iid, void** out) {
+            return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, out);
+        }) < 0)
         return nullptr;
     return codec;
 }

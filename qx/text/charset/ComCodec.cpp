@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/text/charset/Surrogates.h>
 
 namespace qx::text::charset {
@@ -17,11 +19,6 @@ MultiByteTraits askCodec(IQXCharCodec& codec) {
     throwIfFailed(codec.GetMaxBytesPerChar(&traits.maxBytesPerChar));
     throwIfFailed(codec.GetMaxCharsPerByte(&traits.maxCharsPerByte));
     return traits;
-}
-
-Reference<IQXCharRunCodec> findRuns(IQXCharCodec& codec) {
-    Reference<IQXCharRunCodec> runs;
-    return codec.QueryInterface(IQXCharRunCodec::Iid, runs.putVoid()) >= 0 ? runs : nullptr;
 }
 
 /// Lets the codec convert a run. It may come from elsewhere: what it cannot have done is cut off.
@@ -44,7 +41,8 @@ RunLength run(IQXCharRunCodec* codec,
 } // namespace
 
 BTCCom::BTCCom(Reference<IQXCharCodec> codec)
-    : BTCMultiByte(askCodec(*codec)), m_codec(std::move(codec)), m_runs(findRuns(*m_codec)) {}
+    : BTCMultiByte(askCodec(*required(codec))), m_codec(std::move(codec)),
+      m_runs(qx::detail::interfaceOf<IQXCharRunCodec>(*m_codec)) {}
 
 RunLength BTCCom::convertRun(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
     return run(m_runs.get(), &IQXCharRunCodec::DecodeRun, in, size, out, capacity);
@@ -57,7 +55,8 @@ char32_t BTCCom::convertBytes(const signed char* bytes, int32_t* count) {
 }
 
 CTBCom::CTBCom(Reference<IQXCharCodec> codec)
-    : CTBMultiByte(askCodec(*codec)), m_codec(std::move(codec)), m_runs(findRuns(*m_codec)),
+    : CTBMultiByte(askCodec(*required(codec))), m_codec(std::move(codec)),
+      m_runs(qx::detail::interfaceOf<IQXCharRunCodec>(*m_codec)),
       m_buffer(new util::RWByteBuffer(16)) {}
 
 RunLength CTBCom::convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity) {

@@ -14,9 +14,13 @@ namespace qx::util::detail {
 template <class Unit>
 class WriteHold {
 public:
-    /// @throws ResultException when the buffer refuses
+    /// @throws ResultException when the buffer refuses; result::NullPointer when it gives no room
     WriteHold(IBuffer<Unit>& buffer, int32_t capacity) : m_buffer(&buffer) {
         throwIfFailed(buffer.GetWriteLock(capacity, &m_units));
+        if (m_units || capacity < 1) [[likely]]
+            return;
+        buffer.ReleaseWriteLock(-1);
+        throwResult(result::NullPointer, u"a buffer without room");
     }
     ~WriteHold() {
         if (m_buffer)
@@ -42,9 +46,14 @@ private:
 template <class Unit>
 class ReadHold {
 public:
-    /// @throws ResultException when the buffer refuses
+    /// @throws ResultException when the buffer refuses; result::NullPointer when it gives no units
+    ///     of those that it claims to have
     explicit ReadHold(const IBuffer<Unit>& buffer) : m_buffer(&buffer) {
         throwIfFailed(buffer.GetReadLock(&m_units));
+        if (m_units || buffer.GetLength() < 1) [[likely]]
+            return;
+        buffer.ReleaseReadLock();
+        throwResult(result::NullPointer, u"a buffer without units");
     }
     ~ReadHold() {
         if (m_buffer)

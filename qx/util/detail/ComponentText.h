@@ -3,21 +3,12 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/util/CopyCharBuffer.h>
 
 // Texts, numbers and objects that cross a component interface.
 
 namespace qx::util::detail {
-
-/// Lets @p call (iid, out) store an interface. One that fails stores nothing, and one that stores
-/// null has failed.
-template <class Interface, class Call>
-int32_t takeInterface(Reference<Interface>& reference, Call&& call) {
-    const int32_t code = call(Interface::Iid, reference.putVoid());
-    if (code < 0)
-        static_cast<void>(reference.detach()); // whatever it left there
-    return code >= 0 && !reference ? result::NullPointer : code;
-}
 
 /// Makes the text that @p body returns that of a buffer of the caller.
 template <class Body>
@@ -53,7 +44,7 @@ inline String textOf(IQXUnknown* component) {
     if (!component)
         throwResult(result::NoInterface);
     Reference<IQXCharBuffer> buffer;
-    throwIfFailed(takeInterface(buffer, [component](const GUID& iid, void** out) {
+    throwIfFailed(qx::detail::takeInterface(buffer, [component](const GUID& iid, void** out) {
         return component->QueryInterface(iid, out);
     }));
     String text;

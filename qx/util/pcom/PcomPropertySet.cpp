@@ -9,8 +9,8 @@
 
 namespace qx::util::pcom {
 
-using detail::takeInterface;
 using detail::textOf;
+using qx::detail::takeInterface;
 
 namespace {
 
