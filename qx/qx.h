@@ -54,6 +54,7 @@
 #include <qx/core/ModuleCount.h>
 #include <qx/core/Number.h>
 #include <qx/core/Object.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/ObjectMemory.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
@@ -125,6 +126,7 @@
 #include <qx/io/InputStream.h>
 #include <qx/io/InputStreamReader.h>
 #include <qx/io/IoException.h>
+#include <qx/io/LateFailure.h>
 #include <qx/io/LockingChannel.h>
 #include <qx/io/MarkBuffer.h>
 #include <qx/io/MaskedConsoleInputStream.h>

@@ -3,8 +3,8 @@
 #include <type_traits>
 
 #include <qx/core/Exception.h>
-#include <qx/core/InterfaceMap.h>
 #include <qx/core/Object.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 
@@ -33,10 +33,12 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
     } else {
         if (!element)
             return nullptr;
-        auto* const typed = dynamic_cast<T*>(qx::pcom::comObjectOf(element.get()));
+        auto* const typed = qx::pcom::objectBehind<T>(element.get());
         if (!typed)
             throw CastFailedException();
-        // The reference is to the same object, whichever of its interfaces it was counted through.
+        // Another pointer may be that of a stranger who stands in front of the object.
+        if (typed->GetUnknown() != element.get())
+            return Reference<T>(typed);
         static_cast<void>(element.detach());
         return Reference<T>::attach(typed);
     }
@@ -50,7 +52,7 @@ const Object& unwrapped(const Object& other) {
     const auto* const facade = dynamic_cast<const Facade*>(&other);
     if (!facade)
         return other;
-    const auto* const object = dynamic_cast<const Object*>(facade->getWrapped());
+    const auto* const object = qx::pcom::objectBehind<const Object>(facade->getWrapped());
     if (!object)
         throw CastFailedException();
     return *object;

@@ -5,6 +5,7 @@
 #include <qx/collections/Element.h>
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/MapEntry.h>
+#include <qx/core/ObjectBehind.h>
 
 namespace qx::collections {
 
@@ -20,7 +21,7 @@ public:
     bool hasNext() const { return m_entries->hasNext(); }
     std::pair<Reference<K>, Reference<V>> next() {
         const Reference<IQXUnknown> element = m_entries->next();
-        const auto* const entry = dynamic_cast<const pcom::MapEntry*>(element.get());
+        const auto* const entry = qx::pcom::objectBehind<const pcom::MapEntry>(element.get());
         if (!entry)
             throw CastFailedException();
         return {elementAs<K>(entry->getKey()), elementAs<V>(entry->getValue())};

@@ -6,10 +6,10 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/ClassName.h>
-#include <qx/core/detail/LibraryObject.h>
 #include <qx/platform/text.h>
 
 namespace qx {
@@ -54,7 +54,8 @@ int32_t Object::CompareTo(const IQXUnknown* other, int* result) {
         return result::NullPointer;
     *result = 0;
     return resultOf([&] {
-        const auto* const object = other == GetUnknown() ? this : detail::libraryObjectOf(other);
+        const auto* const object =
+            other == GetUnknown() ? this : pcom::objectBehind<const Object>(other);
         *result = object ? compareTo(*object) : addressOrder(other, GetUnknown());
     });
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <functional>
 
-#include <qx/core/InterfaceMap.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
@@ -76,7 +76,7 @@ String::String(IQXCharBuffer* buffer, AcquireMode mode) {
     if (!buffer)
         return;
     if (mode == AM_SHARE) {
-        if (const auto* const string = dynamic_cast<const String*>(qx::pcom::comObjectOf(buffer))) {
+        if (const auto* const string = pcom::objectBehind<const String>(buffer)) {
             m_storage = string->m_storage;
             return;
         }

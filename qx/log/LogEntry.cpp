@@ -6,9 +6,9 @@
 #include <qx/collections/Set.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Implements.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
-#include <qx/core/detail/LibraryObject.h>
 #include <qx/log/detail/EntryPool.h>
 #include <qx/log/detail/FieldOrder.h>
 #include <qx/log/detail/StandardFields.h>
@@ -109,7 +109,7 @@ Reference<const collections::Set<String>> LogEntry::getFieldNames() const {
 
 int32_t LogEntry::SetField(const char16_t* name, IQXUnknown* value) {
     return resultOf([&] {
-        const Reference<Object> object(qx::detail::libraryObjectOf(value));
+        const Reference<Object> object(qx::pcom::objectBehind<Object>(value));
         if (!object)
             return result::Fail;
         set(TextView(name), object);

@@ -5,8 +5,9 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Number.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
-#include <qx/core/detail/LibraryObject.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/util/CopyCharBuffer.h>
 #include <qx/util/detail/ComponentText.h>
 
@@ -14,7 +15,6 @@ using qx::Exception;
 using qx::Object;
 using qx::resultOf;
 using qx::String;
-using qx::detail::libraryObjectOf;
 using qx::util::detail::notOffered;
 using qx::util::detail::writeNumber;
 using qx::util::detail::writeText;
@@ -107,8 +107,9 @@ int32_t CQXProperty::GetValue(const qx::GUID& iid, void** out) const {
     if (!out)
         return result::NullPointer;
     *out = nullptr;
-    return resultOf(
-        [&] { return m_value ? m_value->QueryInterface(iid, out) : result::NoInterface; });
+    return resultOf([&] {
+        return m_value ? qx::detail::passInterface(*m_value, iid, out) : result::NoInterface;
+    });
 }
 
 int32_t CQXProperty::SetValue(IQXUnknown* value) {
@@ -116,7 +117,7 @@ int32_t CQXProperty::SetValue(IQXUnknown* value) {
         return result::NoInterface;
     return resultOf([&] {
         CQXSmartPtr<IQXUnknown> kept(value);
-        m_object = libraryObjectOf(value);
+        m_object = qx::pcom::objectBehind<Object>(value);
         m_value = std::move(kept);
     });
 }

@@ -116,7 +116,6 @@ TEST(Processors, RefuseNull) {
     expectThrowsResult(result::NullPointer, [&] { filter->process(nullptr); });
     expectThrowsResult(result::NullPointer, [] { makeReference<log::SyncLogger>(nullptr); });
     expectThrowsResult(result::NullPointer, [] { log::LevelFilter::create(nullptr, 0); });
-    expectThrowsResult(result::NullPointer, [] { log::pcom::PcomProcessor::create(nullptr); });
 }
 
 } // namespace

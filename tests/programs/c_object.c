@@ -1,5 +1,4 @@
-/* Uses an object of the library from C, through its table of functions and nothing else, and gives
- * it objects written in C, which know no run-time types. */
+/* Uses an object of the library from C, through its table of functions and nothing else. */
 
 #include <stdio.h>
 #include <string.h>
@@ -65,55 +64,7 @@ static void useObject(void) {
     expect(comparable->table->Release(comparable) == 0 && livingObjects() == 0, "destroyed");
 }
 
-static uint32_t strangersCount = 1;
-static int32_t answerNothing(Comparable* self, const QXGUID* iid, void** out) {
-    (void)self;
-    (void)iid;
-    *out = NULL;
-    return QX_E_NO_INTERFACE;
-}
-/* Wrong, but not rare. */
-static int32_t answerEverything(Comparable* self, const QXGUID* iid, void** out) {
-    (void)iid;
-    ++strangersCount;
-    *out = self;
-    return QX_OK;
-}
-static uint32_t addStranger(Comparable* self) {
-    (void)self;
-    return ++strangersCount;
-}
-static uint32_t releaseStranger(Comparable* self) {
-    (void)self;
-    return --strangersCount;
-}
-
-/* Orders the object and strangers by address. */
-static void compareWithStrangers(void) {
-    static const ComparableTable tables[] = {
-        {answerNothing, addStranger, releaseStranger, NULL, NULL},
-        {answerEverything, addStranger, releaseStranger, NULL, NULL},
-    };
-    Comparable* object = createUnknown(4711);
-    Comparable* comparable = NULL;
-    size_t i;
-
-    object->table->QueryInterface(object, &ComparableIid, (void**)&comparable);
-    for (i = 0; i < sizeof(tables) / sizeof(tables[0]); ++i) {
-        Comparable stranger;
-        int order = 5;
-        stranger.table = &tables[i];
-        expect(comparable->table->CompareTo(comparable, &stranger, &order) == QX_OK &&
-                   order == ((uintptr_t)&stranger > (uintptr_t)object ? 1 : -1),
-               "a stranger has its place by its address");
-        expect(strangersCount == 1, "a comparison keeps no reference");
-    }
-    comparable->table->Release(comparable);
-    object->table->Release(object);
-}
-
 int main(void) {
     useObject();
-    compareWithStrangers();
     return failures != 0;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <cstring>
 #include <typeinfo>
 
 #include <qx/collections/IComparator.h>
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/FunctionTable.h>
 #include <qx/util/Comparator.h>
 
 // A short cut through the natural order for the commonest elements. What it finds is what the
@@ -13,27 +13,19 @@
 
 namespace qx::collections::detail {
 
-/// The table of functions through which an object is called. It tells a class, also where the
-/// object knows no run-time types.
-inline const void* functionTableOf(const IQXUnknown* object) noexcept {
-    const void* table = nullptr;
-    std::memcpy(&table, static_cast<const void*>(object), sizeof(table));
-    return table;
-}
-
 /// The table of what is exactly a String, for exactString, when @p comparator is exactly the one of
 /// the natural order, whose answers for a String are known; else null.
 inline const void* naturalStringTable(const IQXComparator& comparator) {
     const ComObject* const object = qx::pcom::comObjectOf(&comparator);
     return object && typeid(*object) == typeid(util::Comparator)
-               ? functionTableOf(String().GetUnknown())
+               ? qx::detail::functionTableOf(String().GetUnknown())
                : nullptr;
 }
 
 /// The element as a String; null when it is anything else, a class derived from String included,
 /// and when it comes by another interface than its first.
 inline const String* exactString(const IQXUnknown* element, const void* stringTable) noexcept {
-    return element && functionTableOf(element) == stringTable
+    return element && qx::detail::functionTableOf(element) == stringTable
                ? static_cast<const String*>(static_cast<const ComObject*>(element))
                : nullptr;
 }

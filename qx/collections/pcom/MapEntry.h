@@ -9,7 +9,8 @@
 
 namespace qx::collections::pcom {
 
-/// A key of a map with the value that it leads to.
+/// A key of a map with the value that it leads to. The interface has no identifier: maps know the
+/// entries of others as classes over ComObject, and take anything else for no entry.
 class QX_API MapEntry : public IQXUnknown {
 public:
     virtual int compareTo(const Object& other) const = 0;

@@ -17,8 +17,7 @@ class EntryPartIterator final : public Component<ComObject, Iterator> {
 public:
     /// @param entries  iterator of an entry set
     explicit EntryPartIterator(Reference<Iterator> entries)
-        : m_entries(std::move(entries)),
-          m_hashMapEntries(dynamic_cast<HashMapIterator*>(m_entries.get())) {}
+        : m_entries(std::move(entries)), m_hashMapEntries(HashMapIterator::from(m_entries.get())) {}
 
     bool hasNext() const override { return m_entries->hasNext(); }
     Reference<IQXUnknown> next() override {

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <typeinfo>
 #include <utility>
 
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/core/Exception.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
+#include <qx/core/detail/FunctionTable.h>
 
 namespace qx::collections::pcom {
 
@@ -20,11 +21,14 @@ public:
     HashMapEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash) noexcept
         : m_key(std::move(key)), m_value(std::move(value)), m_hash(hash) {}
 
-    /// The entry that @p element is, without a search through its bases; null when it is none.
+    /// The entry that @p element is, which may be anything and null; null when it is none. Entries
+    /// as iterators hand them out are known by their table.
     static const HashMapEntry* from(const IQXUnknown* element) {
-        return element && typeid(*element) == typeid(HashMapEntry)
-                   ? static_cast<const HashMapEntry*>(dynamic_cast<const void*>(element))
-                   : nullptr;
+        static const void* const table =
+            qx::detail::functionTableOf(HashMapEntry(nullptr, nullptr, 0).GetUnknown());
+        if (element && qx::detail::functionTableOf(element) == table) [[likely]]
+            return static_cast<const HashMapEntry*>(static_cast<const ComObject*>(element));
+        return qx::pcom::objectBehind<const HashMapEntry>(element);
     }
 
     int compareTo(const Object&) const override { return 0; }
@@ -79,9 +83,9 @@ private:
 /// The entry that an element of an entry set is, whichever map it comes from.
 /// @throws CastFailedException when it is none
 inline const MapEntry& entryOf(const IQXUnknown* element) {
-    if (const HashMapEntry* const entry = HashMapEntry::from(element))
+    if (const HashMapEntry* const entry = HashMapEntry::from(element)) [[likely]]
         return *entry;
-    const auto* const entry = dynamic_cast<const MapEntry*>(element);
+    const auto* const entry = qx::pcom::objectBehind<const MapEntry>(element);
     if (!entry)
         throw CastFailedException();
     return *entry;

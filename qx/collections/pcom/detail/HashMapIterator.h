@@ -6,6 +6,7 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/Iterator.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
+#include <qx/core/ObjectBehind.h>
 
 namespace qx::collections::pcom {
 
@@ -16,6 +17,12 @@ public:
     enum class Kind : int32_t { Keys, Values, Entries };
 
     HashMapIterator(HashMap* map, Kind kind);
+
+    /// The iterator that @p iterator is, which may be anybody's; null when it is none.
+    static HashMapIterator* from(Iterator* iterator) {
+        auto* const found = qx::pcom::objectBehind<HashMapIterator>(iterator);
+        return static_cast<Iterator*>(found) == iterator ? found : nullptr;
+    }
 
     bool hasNext() const override;
     /// @throws Exception when others have changed the map, and at the end
