@@ -49,32 +49,16 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
 }
 
 TEST(Class, EveryCreatorMakesItsOwnClass) {
-    const char16_t* const names[] = {u"CQXArrayList",
-                                     u"CQXByteArrayOutputStream",
-                                     u"CQXEvent",
-                                     u"CQXFakeMutex",
-                                     u"CQXGate",
-                                     u"CQXLinkedList",
-                                     u"CQXMTByteBuffer",
-                                     u"CQXMTCharBuffer",
-                                     u"CQXMutex",
-                                     u"CQXNullWriter",
-                                     u"CQXNullOutputStream",
-                                     u"CQXObject",
-                                     u"CQXROByteBuffer",
-                                     u"CQXROCharBuffer",
-                                     u"CQXRWByteBuffer",
-                                     u"CQXRWCharBuffer",
-                                     u"CQXRWLock",
-                                     u"CQXSemaphore",
-                                     u"CQXStringWriter",
-                                     u"CQXStdioInputStream",
-                                     u"CQXStdioOutputStream",
-                                     u"qx::Exception",
-                                     u"qx::io::TimeoutException",
-                                     u"qx::IntOverflowException",
-                                     u"qx::text::charset::CTBAMP7",
-                                     u"qx::text::charset::BTCUTF32BE"};
+    // clang-format off
+    const char16_t* const names[] = {
+        u"CQXArrayList", u"CQXByteArrayOutputStream", u"CQXEvent", u"CQXFakeMutex", u"CQXGate",
+        u"CQXLinkedList", u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
+        u"CQXNullOutputStream", u"CQXObject", u"CQXROByteBuffer", u"CQXROCharBuffer",
+        u"CQXRWByteBuffer", u"CQXRWCharBuffer", u"CQXRWLock", u"CQXSemaphore", u"CQXStringWriter",
+        u"CQXStdioInputStream", u"CQXStdioOutputStream", u"qx::Exception",
+        u"qx::io::TimeoutException", u"qx::IntOverflowException", u"qx::text::charset::CTBAMP7",
+        u"qx::text::charset::BTCUTF32BE"};
+    // clang-format on
     for (const char16_t* name : names) {
         const Class* const found = Class::forName(name);
         Reference<Object> made(found->createInstance());

