@@ -61,6 +61,10 @@ pkg_config)
     ${CXX:-c++} -std=c++20 "$source/main.cpp" -o "$build/consumer_cpp" $flags -Wl,-rpath,"$library"
     ${CC:-cc} -std=c11 -Wall -Wextra -Wpedantic -Werror "$source/main.c" -o "$build/consumer_c" \
         $flags -Wl,-rpath,"$library"
+    # A program that sees objects of another layout than the library does not link.
+    other=-DQX_LEAK_LIST
+    [[ $flags != *"$other"* ]] || other=-UQX_LEAK_LIST
+    refuse ${CXX:-c++} -std=c++20 "$source/main.cpp" -o "$build/disagreeing" $flags $other 2>/dev/null
     ;;
 *)
     echo "run.sh: unknown way $way" >&2
