@@ -38,9 +38,10 @@ inline void needLayout() noexcept { __asm__ volatile("" : : "r"(&objectLayout));
 /// An object starts with count 0 and is owned through Reference from then on; the Release that
 /// brings the count back to 0 destroys it. An object that was not made by a new-expression of its
 /// class (a local, a member, an array element, one in place) may be handed to code that takes and
-/// drops references: its last Release does not destroy it, its owner does. `::new T` is such an
-/// owner too: it goes past the operator new of the class, and its object ends with `::delete`
-/// alone. For a class that has an operator new of its own see ObjectMemory.
+/// drops references: its last Release does not destroy it, its owner does. A new-expression that
+/// begins with two colons is not one of the class either: it goes past the operator new of the
+/// class, and whoever wrote it deletes the object. For a class that has an operator new of its own
+/// see ObjectMemory.
 ///
 /// Once its last Release destroys it, references that its destructor takes do not do so again.
 ///
