@@ -29,12 +29,22 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
     requireOpen();
     if (length < 1)
         return;
-    if (m_heldSurrogate != 0) {
-        const char16_t pair[] = {std::exchange(m_heldSurrogate, u'\0'), *from++};
-        encode(pair, 2);
-        --length;
+    m_earlier = m_count;
+    m_isPassedOn = false;
+    try {
+        if (m_heldSurrogate != 0) {
+            const char16_t pair[] = {std::exchange(m_heldSurrogate, u'\0'), *from++};
+            encode(pair, 2);
+            --length;
+        }
+        encode(from, length);
+    } catch (...) {
+        // Whoever writes the text again must not find a part of it here.
+        if (!m_isPassedOn)
+            m_count = m_earlier;
+        m_converter->reset();
+        throw;
     }
-    encode(from, length);
 }
 
 void OutputStreamWriter::flush() {
@@ -68,27 +78,16 @@ void OutputStreamWriter::requireOpen() const {
 }
 
 void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
-    int32_t consumed = 0;
-    try {
-        while (consumed < length)
-            encodeSome(from, consumed, length);
-    } catch (...) {
-        // The text that comes next has no part in a pair that was cut off here.
-        if (consumed < length)
-            m_converter->reset();
-        throw;
+    for (int32_t consumed = 0; consumed < length;) {
+        const int32_t consumedBefore = consumed;
+        const int32_t countBefore = m_count;
+        m_converter->convert(from, &consumed, length, m_bytes.get(), &m_count, m_size);
+        const bool producedNone = m_count == countBefore;
+        if (m_count >= m_size || producedNone)
+            drain();
+        if (producedNone && countBefore == 0 && consumed == consumedBefore)
+            onNoProgress(from, consumed, length);
     }
-}
-
-void OutputStreamWriter::encodeSome(const char16_t* from, int32_t& consumed, int32_t length) {
-    const int32_t consumedBefore = consumed;
-    const int32_t countBefore = m_count;
-    m_converter->convert(from, &consumed, length, m_bytes.get(), &m_count, m_size);
-    const bool producedNone = m_count == countBefore;
-    if (m_count >= m_size || producedNone)
-        drain();
-    if (producedNone && countBefore == 0 && consumed == consumedBefore)
-        onNoProgress(from, consumed, length);
 }
 
 /// Takes what the converter holds; it holds nothing more afterwards, also when it reports that as
@@ -119,7 +118,8 @@ void OutputStreamWriter::drain() {
     if (m_count == 0)
         return;
     m_out->write(m_bytes.get(), m_count);
-    m_count = 0;
+    m_isPassedOn |= m_count > m_earlier;
+    m_count = m_earlier = 0;
 }
 
 } // namespace qx::io

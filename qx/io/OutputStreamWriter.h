@@ -14,9 +14,10 @@ namespace qx::io {
 /// Writes text to a byte stream in some encoding. Bytes wait in a buffer until it is full or
 /// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
 ///
-/// Failures of the stream and the converter pass through. What is in the buffer by then stays
-/// pending; the rest of the text is dropped, and the half of a surrogate pair in front of it, so
-/// that the next text begins afresh.
+/// Failures of the stream and the converter pass through. The text that failed is then dropped, and
+/// the half of a surrogate pair in front of it, so that the next one begins afresh; texts that were
+/// written before stay pending. Only of a text that does not fit into the buffer a part may have
+/// gone to the stream.
 class QX_API OutputStreamWriter : public Writer {
 public:
     static constexpr int32_t DefaultSize = 8192;
@@ -41,7 +42,6 @@ public:
 private:
     void requireOpen() const;
     void encode(const char16_t* from, int32_t length);
-    void encodeSome(const char16_t* from, int32_t& consumed, int32_t length);
     void flushConverter();
     void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);
     void drain();
@@ -51,6 +51,8 @@ private:
     int32_t m_size;
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_count = 0;
+    int32_t m_earlier = 0;     ///< bytes among them that texts before this one left
+    bool m_isPassedOn = false; ///< the stream has bytes of this text
     /// A high surrogate that the converter leaves to be given again with its low one; 0 for none.
     char16_t m_heldSurrogate = 0;
 };
