@@ -57,8 +57,8 @@ TEST(AppendMode, SixteenProcessesLoseAndTearNothingWhenSomeAreKilled) {
     const std::string spellings[] = {path, folder.path("./log"), folder.path("link")};
     std::vector<ChildProcess> writers;
     for (int writer = 0; writer < Writers; ++writer)
-        writers.emplace_back("io.append", std::vector<std::string>{spellings[writer % 3],
-                                                                   std::to_string(writer)});
+        writers.emplace_back(
+            "io.append", std::vector<std::string>{spellings[writer % 3], std::to_string(writer)});
 
     std::mt19937 random(std::random_device{}());
     const auto isDoomed = [](int writer) { return writer % 4 == 3; };

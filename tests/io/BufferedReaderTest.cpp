@@ -44,27 +44,6 @@ Lines plainLinesOf(const std::string& text) {
     return lines;
 }
 
-TEST(BufferedReader, SplitsAtEveryKindOfLineEnd) {
-    const struct {
-        const char* text;
-        Lines lines;
-    } cases[] = {
-        {"", {}},
-        {"one\r\ntwo\rthree\nfour", {"one", "two", "three", "four"}},
-        {"\r\n", {""}},
-        {"a\n\nb", {"a", "", "b"}},
-        {"a\r\rb", {"a", "", "b"}},
-        {"a\n\rb", {"a", "", "b"}},
-        {"a\r\n\r\nb\r\n", {"a", "", "b"}},
-        {"last\r", {"last"}},
-    };
-    for (const auto& c : cases) {
-        FakeSource<Chars> source{std::string(c.text)};
-        BufferedReader reader(&source, 16);
-        EXPECT_EQ(linesOf(reader), c.lines) << c.text;
-    }
-}
-
 TEST(BufferedReader, SplitsEveryShortTextInEveryPortion) {
     constexpr char Alphabet[] = {'x', '\r', '\n'};
     constexpr int MaxLength = 6;

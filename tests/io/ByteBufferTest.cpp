@@ -372,16 +372,6 @@ TYPED_TEST(ByteBuffers, ReadsFromStreamsAndWritesToThem) {
     EXPECT_EQ(out.writes, (std::vector<int32_t>{2, 0}));
 }
 
-TEST(ByteBuffer, RefusesAStreamThatClaimsMoreThanWasAskedFor) {
-    class Boaster : public qx::io::InputStream {
-    public:
-        int32_t read(signed char*, int32_t length) override { return length + 1; }
-    } boaster;
-    ByteBuffer buffer(8, QX_ENDIAN_LITTLE, false);
-    EXPECT_THROW(buffer.readFrom(&boaster), qx::io::IoException);
-    EXPECT_EQ(buffer.getPosition(), 0u);
-}
-
 TEST(ByteBufferStreams, ReadAndWriteAtThePosition) {
     const auto buffer = qx::makeReference<ByteBuffer>(6u, QX_ENDIAN_LITTLE, false);
     const uint32_t references = buffer->GetRefCount();

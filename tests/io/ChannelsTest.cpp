@@ -75,15 +75,10 @@ TEST_F(ChannelTest, StreamsFillWhatRemainsAndSendWhatRemains) {
 TEST_F(ChannelTest, FailuresOfStreamsPassThroughAndLeaveThePosition) {
     const auto channel = Channels::adaptStreams(in, out);
     const auto component = componentOf(channel);
-    in->failAt = 1;
     out->failing = true;
-    EXPECT_EQ(descriptionOf([&] { channel->read(buffer); }), "broken source");
-    EXPECT_EQ(descriptionOf([&] { channel->write(buffer); }), "broken sink");
-    EXPECT_EQ(buffer.getPosition(), 0u);
-
     signed char bytes[4] = {};
     int32_t length = 4;
-    in->failAt = 3;
+    in->failAt = 2;
     EXPECT_EQ(component->Read(bytes, &length), result::Ok);
     length = 4;
     EXPECT_EQ(component->Read(bytes, &length), result::Fail);

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <qx/core/String.h>
@@ -20,6 +19,7 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
+#include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
 
 using namespace qxtest;
@@ -268,26 +268,6 @@ TEST_F(FileStream, ReportsAClosedPipeWithoutASignal) {
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
-
-/// Interrupts system calls of the process all the time.
-class SignalStorm {
-public:
-    SignalStorm() {
-        struct sigaction action = {};
-        action.sa_handler = [](int) {}; // without SA_RESTART
-        sigaction(SIGALRM, &action, &m_previous);
-        const itimerval often{{0, 200}, {0, 200}};
-        setitimer(ITIMER_REAL, &often, nullptr);
-    }
-    ~SignalStorm() {
-        const itimerval never{};
-        setitimer(ITIMER_REAL, &never, nullptr);
-        sigaction(SIGALRM, &m_previous, nullptr);
-    }
-
-private:
-    struct sigaction m_previous;
-};
 
 TEST_F(FileStream, GoesOnThroughInterruptionsAndShortWrites) {
     // Far more than a pipe holds, so that writes are cut short while the reader is slow.

@@ -160,21 +160,6 @@ TEST(InputStreamReader, EstimatesWhatIsAvailableFromBelow) {
     EXPECT_EQ(reader.available(), (17 + 13) / 6);
 }
 
-TEST(InputStreamReader, PassesFailuresOn) {
-    {
-        FakeSource<Bytes> in(std::string("ab"));
-        in.failAt = 1;
-        InputStreamReader reader(&in, u"UTF-8");
-        EXPECT_EQ(descriptionOf([&] { reader.read(); }), "broken source");
-        EXPECT_EQ(reader.read(), 'a');
-    }
-    FakeSource<Bytes> in(std::string("\xED\xA0\x80"));
-    InputStreamReader reader(&in, u"UTF-8");
-    EXPECT_EQ(failureOf([&] { reader.read(); }), qx::result::InvalidCharacter);
-    EXPECT_EQ(failureOf([&] { InputStreamReader(&in, u"no such encoding"); }),
-              qx::result::UnknownEncoding);
-}
-
 TEST(InputStreamReader, RefusesEverythingOnceClosed) {
     FakeSource<Bytes> in(std::string("abc"));
     InputStreamReader reader(&in, u"latin1");
@@ -193,16 +178,8 @@ TEST(InputStreamReader, RefusesEverythingOnceClosed) {
     for (const auto& operation : operations)
         EXPECT_EQ(descriptionOf(operation), "stream closed") << &operation - operations;
     EXPECT_EQ(in.closes, 1);
-}
-
-TEST(InputStreamReader, DeliversWhatStandsInFrontOfAFailure) {
-    for (const int32_t length : {1, 2}) {
-        FakeSource<Bytes> in(std::string("ab\xED\xA0\x80").substr(static_cast<size_t>(2 - length)));
-        InputStreamReader reader(&in, u"UTF-8");
-        char16_t units[2];
-        EXPECT_EQ(reader.read(units, length), length);
-        EXPECT_EQ(failureOf([&] { reader.read(); }), qx::result::InvalidCharacter);
-    }
+    EXPECT_EQ(failureOf([&] { InputStreamReader(&in, u"no such encoding"); }),
+              qx::result::UnknownEncoding);
 }
 
 } // namespace

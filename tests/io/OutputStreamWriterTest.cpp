@@ -94,34 +94,6 @@ TEST(OutputStreamWriter, WritesPendingBytesInFrontOfHalfACharacter) {
     EXPECT_EQ(textOf(out.content), "a\xF0\x9F\x98\x80");
 }
 
-TEST(OutputStreamWriter, ReportsHalvesOfPairsOnceAndLosesNothingElse) {
-    for (const char16_t* encoding : {u"UTF-8", u"UTF-32LE", u"AMP-7"}) {
-        FakeSink<Bytes> out;
-        OutputStreamWriter writer(&out, encoding);
-        writer.write(u"abc\xD83D");
-        EXPECT_EQ(descriptionOf([&] { writer.flush(); }), "leading surrogate without trailing");
-        EXPECT_EQ(out.flushes, 0);
-        writer.write(u"xyz");
-        writer.flush();
-        const auto& bytes = out.content;
-        EXPECT_EQ(qx::String(bytes.data(), static_cast<int32_t>(bytes.size()), encoding),
-                  u"abcxyz");
-        writer.write(u'\xD83D');
-        EXPECT_EQ(failureOf([&] { writer.write(u"xy"); }), qx::result::InvalidCharacter);
-    }
-}
-
-TEST(OutputStreamWriter, KeepsPendingBytesWhenTheStreamFails) {
-    FakeSink<Bytes> out;
-    OutputStreamWriter writer(&out, u"UTF-8");
-    writer.write(u"abc");
-    out.failing = true;
-    EXPECT_EQ(descriptionOf([&] { writer.flush(); }), "broken sink");
-    out.failing = false;
-    writer.flush();
-    EXPECT_EQ(textOf(out.content), "abc");
-}
-
 TEST(OutputStreamWriter, DropsPendingBytesOnCloseAndRefusesEverythingAfterIt) {
     FakeSink<Bytes> out;
     OutputStreamWriter writer(&out, u"utf_8");

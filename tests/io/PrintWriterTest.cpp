@@ -91,16 +91,4 @@ TEST(PrintWriter, IgnoresTheLocale) {
     EXPECT_EQ(textOf(sink.content), "1.51234567");
 }
 
-TEST(PrintWriter, ForwardsWritesAndPassesFailuresOn) {
-    FakeSink<Chars> sink;
-    PrintWriter out(&sink, true);
-    out.write(u"ab\n");
-    out.flush();
-    EXPECT_EQ(sink.flushes, 1);
-    sink.failing = true;
-    EXPECT_EQ(descriptionOf([&] { out.println(1); }), "broken sink");
-    out.close();
-    EXPECT_EQ(sink.closes, 1);
-}
-
 } // namespace

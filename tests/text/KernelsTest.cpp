@@ -164,31 +164,15 @@ TEST(Kernels, AgreeOnWellFormedText) {
 }
 
 TEST(Kernels, AgreeOnWhereIllFormedUtf8Begins) {
+    // clang-format off
     const std::string faults[] = {
-        "\x80",
-        "\xBF",
-        "\xC0\x80",
-        "\xC1\xBF",
-        "\xC3",
-        "\xC3\xC3\xA9",
-        "\xE0\x9F\xBF",
-        "\xED\xA0\x80",
-        "\xED\xBF\xBF",
-        "\xE2\x82",
-        "\xE2\x82\x41",
-        "\xE2\x41\x41",
-        "\xF0\x8F\xBF\xBF",
-        "\xF4\x90\x80\x80",
-        "\xF5\x80\x80\x80",
-        "\xF8\x88\x80",
-        "\xFF",
-        "\xF0\x9F\x98",
-        "\xF0\x9F\x98\x41",
-        "\xF0\x9F\x41",
-        "\xC3\xA9\xA9",
-        "\xE2\x82\xAC\xAC",
+        "\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xC3", "\xC3\xC3\xA9", "\xE0\x9F\xBF",
+        "\xED\xA0\x80", "\xED\xBF\xBF", "\xE2\x82", "\xE2\x82\x41", "\xE2\x41\x41",
+        "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF8\x88\x80", "\xFF",
+        "\xF0\x9F\x98", "\xF0\x9F\x98\x41", "\xF0\x9F\x41", "\xC3\xA9\xA9", "\xE2\x82\xAC\xAC",
         "\xF0\x9F\x98\x80\x80",
     };
+    // clang-format on
     for (const auto& text : sampleTexts()) {
         const Bytes utf8 = toUtf8(text).substr(0, 130);
         for (const auto& fault : faults) {

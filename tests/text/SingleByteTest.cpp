@@ -144,42 +144,6 @@ TEST(SingleByte, StopsWhereTheOutputEnds) {
     EXPECT_EQ(rest, "A");
 }
 
-TEST(SingleByteEncoder, WantsSurrogatesInPairs) {
-    const struct {
-        Units text;
-        const char16_t* message;
-    } rows[] = {
-        {u"\xDC00"s, u"trailing surrogate without leading"},
-        {u"abc \xDC00"s, u"trailing surrogate without leading"},
-        {u"\xD800 "s, u"leading surrogate without trailing"},
-        {u"\xD800\xD800"s, u"leading surrogate without trailing"},
-    };
-    for (const auto& row : rows) {
-        CTBISO8859_1 encoder;
-        try {
-            encode(encoder, row.text);
-            FAIL();
-        } catch (const InvalidCharacterException& e) {
-            EXPECT_EQ(e.getDescription(), row.message);
-        }
-    }
-}
-
-TEST(SingleByteEncoder, HoldsAHighSurrogateBetweenCalls) {
-    CTBCP437 encoder;
-    signed char out[4];
-    int32_t produced = 0;
-    EXPECT_EQ(encode(encoder, u"\xD83D"), "");
-    EXPECT_THROW(encoder.flush(out, &produced, 4), InvalidCharacterException);
-    // A full output leaves it pending.
-    EXPECT_EQ(convertPieces<Bytes>(encoder, u"\xDE00"s, 1, 0), "");
-    EXPECT_EQ(encode(encoder, u"\xDE00z"), "?z");
-    EXPECT_EQ(encoder.flush(out, &produced, 4), 0);
-    encode(encoder, u"\xD83D");
-    encoder.reset();
-    EXPECT_EQ(encode(encoder, u"z"), "z");
-}
-
 /// An encoding of one's own, by its two virtual functions alone.
 class ShiftedDecoder : public BTCSingleByte {
 public:

@@ -7,11 +7,11 @@
 #include <qx/core/Reference.h>
 #include <qx/text/charset/AMP7.h>
 #include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/SingleByte.h>
 #include <qx/text/charset/UTF16.h>
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
 
-#include "tests/support/FailingAllocator.h"
 #include "tests/text/ConverterSupport.h"
 
 namespace {
@@ -81,90 +81,85 @@ TYPED_TEST(UnicodeConverter, GivesTheSameInPiecesOfEverySize) {
     }
 }
 
-TYPED_TEST(UnicodeConverter, AllocatesNothing) {
-    const Units units = u"a&é€😀 plain text, long enough for a wide step, and more of it 𝔘é"s;
-    const Bytes bytes = encode(this->m_encoder, units);
-    signed char encoded[512];
-    char16_t decoded[256];
-    const int64_t before = qxtest::allocationCount();
-    int32_t consumed = 0;
-    int32_t produced = 0;
-    this->m_encoder.convert(units.data(), &consumed, static_cast<int32_t>(units.size()), encoded,
-                            &produced, 512);
-    consumed = produced = 0;
-    this->m_decoder.convert(reinterpret_cast<const signed char*>(bytes.data()), &consumed,
-                            static_cast<int32_t>(bytes.size()), decoded, &produced, 256);
-    EXPECT_EQ(qxtest::allocationCount(), before);
-    EXPECT_EQ(Units(decoded, static_cast<size_t>(produced)), units);
-}
-
-/// The encoders that hold a high surrogate back.
-template <class Encoder>
-class SurrogateEncoder : public testing::Test {
-protected:
-    /// Bytes of the last call; positions begin at 0.
-    Bytes convert(const Units& units, int32_t capacity) {
-        signed char out[64];
-        m_consumed = 0;
-        int32_t produced = 0;
-        m_encoder.convert(units.data(), &m_consumed, static_cast<int32_t>(units.size()), out,
-                          &produced, capacity);
-        return Bytes(reinterpret_cast<const char*>(out), static_cast<size_t>(produced));
-    }
-    int32_t flush() {
-        int32_t produced = 0;
-        signed char out[8];
-        return m_encoder.flush(out, &produced, 8);
-    }
-
-    Encoder m_encoder;
-    int32_t m_consumed = 0;
+/// The encoders that hold a high surrogate back between calls.
+struct HoldingEncoder {
+    CharToByteConverter* (*make)();
+    Bytes pair;         // of U+1F600
+    Bytes low;          // of U+DE00 alone; empty when that throws
+    bool isKeptByFlush; // until reset
 };
 
-using SurrogateEncoders = testing::Types<CTBUTF8, CTBUTF32LE, CTBUTF32BE>;
-TYPED_TEST_SUITE(SurrogateEncoder, SurrogateEncoders);
-
-TYPED_TEST(SurrogateEncoder, CompletesAPairInALaterCall) {
-    const Bytes whole = this->convert(u"\U0001F600", 4);
-    EXPECT_EQ(this->convert(u"\xD83D", 4), "");
-    EXPECT_EQ(this->m_consumed, 1);
-    EXPECT_EQ(this->convert(u"\xDE00", 3), "") << "no room for four bytes";
-    EXPECT_EQ(this->m_consumed, 0);
-    EXPECT_EQ(this->convert(u"\xDE00", 4), whole);
-    EXPECT_EQ(this->m_consumed, 1);
-    EXPECT_EQ(this->flush(), 0);
+template <class Encoder>
+HoldingEncoder holding(const Bytes& pair, const Bytes& low, bool isKeptByFlush) {
+    return {[]() -> CharToByteConverter* { return new Encoder(); }, pair, low, isKeptByFlush};
 }
 
-TYPED_TEST(SurrogateEncoder, RefusesAHighSurrogateWithoutItsLowOne) {
-    for (const Units& text : {u"\xD800\x0041"s, u"\xD800\xD800"s, u"plain \xDBFF\xE000"s}) {
-        TypeParam encoder;
-        signed char out[64] = {};
+const HoldingEncoder holdingEncoders[] = {
+    holding<CTBUTF8>("\xF0\x9F\x98\x80", "\xED\xB8\x80", false),
+    holding<CTBUTF32LE>("\0\xF6\1\0"s, "\0\xDE\0\0"s, false),
+    holding<CTBUTF32BE>("\0\1\xF6\0"s, "\0\0\xDE\0"s, false),
+    holding<CTBCP437>("?", "", true),
+    holding<CTBISO8859_1>("?", "", true),
+};
+
+TEST(HoldingEncoders, CompleteAPairInALaterCallAndRefuseHalfOfOne) {
+    for (const HoldingEncoder& row : holdingEncoders) {
+        SCOPED_TRACE(&row - holdingEncoders);
+        const Reference<CharToByteConverter> encoder(row.make());
+        signed char out[512];
         int32_t consumed = 0;
-        int32_t produced = 0;
-        try {
-            encoder.convert(text.data(), &consumed, static_cast<int32_t>(text.size()), out,
-                            &produced, 64);
-            FAIL();
-        } catch (const InvalidCharacterException& e) {
-            EXPECT_EQ(e.getDescription(), u"leading surrogate without trailing");
-        }
+        const auto bytes = [&](size_t count) {
+            return Bytes(reinterpret_cast<const char*>(out), count);
+        };
+        const auto convert = [&](const Units& units, int32_t capacity = 512) {
+            int32_t produced = consumed = 0;
+            encoder->convert(units.data(), &consumed, static_cast<int32_t>(units.size()), out,
+                             &produced, capacity);
+            return bytes(static_cast<size_t>(produced));
+        };
+        const auto flush = [&] {
+            int32_t produced = 0;
+            return encoder->flush(out, &produced, 8);
+        };
+        const auto room = static_cast<int32_t>(row.pair.size());
+        EXPECT_EQ(convert(u"\xD83D"), "");
+        EXPECT_EQ(convert(u"\xDE00", room - 1), "");
         EXPECT_EQ(consumed, 0);
-        EXPECT_EQ(produced, 0);
-        if (text[0] == u'p') {
-            const Bytes before = encode(encoder = TypeParam(), u"plain ");
-            EXPECT_EQ(Bytes(reinterpret_cast<const char*>(out), before.size()), before);
+        EXPECT_EQ(convert(u"\xDE00", room), row.pair);
+        EXPECT_EQ(flush(), 0);
+        convert(u"\xD83D");
+        EXPECT_THROW(flush(), InvalidCharacterException);
+        if (row.isKeptByFlush) {
+            EXPECT_EQ(convert(u"\xDE00"), row.pair);
+        }
+        EXPECT_EQ(flush(), 0);
+        convert(u"\xD83D");
+        encoder->reset();
+        EXPECT_EQ(flush(), 0);
+
+        const Bytes plain = convert(u"plain "),
+                    around = convert(u"and behind it, for a wide step or two");
+        const auto refused = [&](const Units& units, const char16_t* description) {
+            try {
+                convert(units);
+                ADD_FAILURE();
+            } catch (const InvalidCharacterException& e) {
+                EXPECT_EQ(e.getDescription(), description);
+            }
+            EXPECT_EQ(consumed, 0);
+            encoder->reset();
+        };
+        refused(u"\xD800\x0041"s, u"leading surrogate without trailing");
+        refused(u"\xD800\xD800"s, u"leading surrogate without trailing");
+        refused(u"plain \xDBFF\xE000"s, u"leading surrogate without trailing");
+        EXPECT_EQ(bytes(plain.size()), plain) << "written in front of the fault";
+        const Units low = u"plain \xDE00 and behind it, for a wide step or two"s;
+        if (row.low.empty()) {
+            refused(low, u"trailing surrogate without leading");
+        } else {
+            EXPECT_EQ(convert(low), plain + row.low + convert(u" ") + around);
         }
     }
-}
-
-TYPED_TEST(SurrogateEncoder, ReportsAPendingSurrogateAtTheEndOnce) {
-    this->convert(u"\xD800", 8);
-    EXPECT_THROW(this->flush(), InvalidCharacterException);
-    EXPECT_EQ(this->flush(), 0);
-    this->convert(u"\xD800", 8);
-    this->m_encoder.reset();
-    EXPECT_EQ(this->flush(), 0);
-    EXPECT_EQ(this->convert(u"A", 8).size(), (std::is_same_v<TypeParam, CTBUTF8> ? 1u : 4u));
 }
 
 TEST(Utf8Encoder, TakesAHighSurrogateEvenWithoutRoom) {
@@ -185,27 +180,6 @@ TEST(Utf32Encoder, LeavesAHighSurrogateWithoutRoom) {
     int32_t produced = 0;
     encoder.convert(u"\xD83D\xDE00", &consumed, 2, out, &produced, 3);
     EXPECT_EQ(consumed, 0);
-}
-
-TEST(UnicodeEncoders, WriteALoneLowSurrogateAsItsValue) {
-    CTBUTF8 utf8;
-    EXPECT_EQ(encode(utf8, u"\xDC00"), "\xED\xB0\x80");
-    EXPECT_EQ(encode(utf8, u"text around it \xDFFF and behind it, for a wide step or two"),
-              "text around it \xED\xBF\xBF and behind it, for a wide step or two");
-    CTBUTF32BE utf32;
-    EXPECT_EQ(encode(utf32, u"\xDC00"), "\0\0\xDC\0"s);
-}
-
-TEST(Utf8DecoderEdges, LeavesACutSequenceToTheNextCall) {
-    BTCUTF8 decoder;
-    Bytes rest;
-    EXPECT_EQ(convertPieces<Units>(decoder, "ab\xE2\x82"s, 8, 8, &rest), u"ab");
-    EXPECT_EQ(rest, "\xE2\x82");
-    // Even when its next byte is wrong already.
-    EXPECT_EQ(convertPieces<Units>(decoder, "ab\xE2\x41"s, 8, 8, &rest), u"ab");
-    EXPECT_EQ(rest, "\xE2\x41");
-    decoder.setStrict(true);
-    EXPECT_EQ(convertPieces<Units>(decoder, "ab\xE2\x41"s, 8, 8, &rest), u"ab\uFFFDA");
 }
 
 TEST(Utf8DecoderEdges, SaysWhatItThrows) {

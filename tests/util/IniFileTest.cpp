@@ -114,7 +114,8 @@ TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
               "[a]k=\xC3\xA4;l=\xC3\xA4;");
     EXPECT_EQ(rewritten(std::string(Bom) + "[\xC3\xA4]\n"), "[\xE4]\n\n");
     // What the encoding has no form for is refused rather than cut, also when it is there already.
-    for (const std::string& text : {std::string("[a]\nk=\xE4\n"), Bom + std::string("[a]\nk=中\n")}) {
+    for (const std::string& text :
+         {std::string("[a]\nk=\xE4\n"), Bom + std::string("[a]\nk=中\n")}) {
         writeFile(path, text);
         IniFile ini = open();
         const std::string before = contentOf(ini);

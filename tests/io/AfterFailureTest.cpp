@@ -1,0 +1,266 @@
+// Whatever has a state fails once in the middle and is used on: nothing that was read or written is
+// lost or comes twice, and no failure goes unseen.
+
+#include <array>
+#include <cstring>
+#include <functional>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/io/ByteArrayInputStream.h>
+#include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/DataOutputStream.h>
+#include <qx/io/InputStreamReader.h>
+#include <qx/io/OutputStreamWriter.h>
+#include <qx/io/PrintWriter.h>
+#include <qx/io/StringWriter.h>
+#include <qx/util/PropertySet.h>
+
+#include "tests/support/FailingAllocator.h"
+#include "tests/support/FakeStreams.h"
+
+using namespace qxtest;
+using namespace qx::io;
+
+namespace {
+
+qx::Reference<InputStreamReader> decoderOver(InputStream* in) {
+    return qx::makeReference<InputStreamReader>(in, u"UTF-8", 16);
+}
+
+/// Appends what one read of so many units gives, also when it fails; false at the end.
+using Reading = std::function<bool(int32_t length, std::string& text)>;
+
+template <class Source>
+Reading blocksOf(qx::Reference<Source> source) {
+    return [source](int32_t length, std::string& text) {
+        using Unit =
+            std::conditional_t<std::is_base_of_v<InputStream, Source>, signed char, char16_t>;
+        Units<Unit> units(static_cast<size_t>(length));
+        const int32_t count = source->read(units.data(), length);
+        units.resize(static_cast<size_t>(std::max(count, 0)));
+        text += textOf(units);
+        return count >= 0;
+    };
+}
+
+template <class Source>
+Reading unitsOf(qx::Reference<Source> source) {
+    return [source](int32_t, std::string& text) {
+        const int unit = source->read();
+        if (unit >= 0)
+            text += static_cast<char>(unit);
+        return unit >= 0;
+    };
+}
+
+const struct {
+    const char* name;
+    Reading (*over)(InputStream* in);
+} Readers[] = {
+    {"filter", [](auto* in) { return blocksOf(qx::makeReference<FilterInputStream>(in)); }},
+    {"buffer", [](auto* in) { return blocksOf(qx::makeReference<BufferedInputStream>(in, 16)); }},
+    {"units", [](auto* in) { return unitsOf(qx::makeReference<BufferedInputStream>(in, 16)); }},
+    {"marked buffer",
+     [](auto* in) {
+         const auto buffer = qx::makeReference<BufferedInputStream>(in, 16);
+         return Reading([buffer, read = blocksOf(buffer)](int32_t length, std::string& text) {
+             buffer->mark(2 * length); // each block is read twice
+             std::string first;
+             if (!read(length, first))
+                 return false;
+             buffer->reset();
+             return read(static_cast<int32_t>(first.size()), text);
+         });
+     }},
+    {"decoder", [](auto* in) { return blocksOf(decoderOver(in)); }},
+    {"buffered decoder",
+     [](auto* in) { return blocksOf(qx::makeReference<BufferedReader>(decoderOver(in), 16)); }},
+    {"lines",
+     [](auto* in) {
+         const auto reader = qx::makeReference<BufferedReader>(decoderOver(in), 16);
+         return Reading([reader](int32_t, std::string& text) {
+             qx::String line;
+             const int32_t failure = qx::resultOf([&] { reader->readLine(line); });
+             text += line.toUtf8(); // a part, after a failure
+             qx::throwIfFailed(failure);
+             return !line.isEmpty();
+         });
+     }},
+};
+
+TEST(AfterFailure, ReadersHaveDeliveredWhatCameBeforeAndGoOnBehindIt) {
+    std::string content;
+    for (int i = 0; i < 60; ++i)
+        content += static_cast<char>('0' + i);
+    for (const auto& reader : Readers) {
+        for (int play = 0; play < 4 * 3 * 5 * 2; ++play) {
+            const int32_t length = std::array{1, 5, 16, 40}[play % 4];
+            const int32_t portion = std::array{1, 7, 16}[play / 4 % 3];
+            const int failAt = 1 + play / 12 % 5;
+            SCOPED_TRACE(testing::Message() << reader.name << " " << length << " " << portion
+                                            << " at " << failAt << (play < 60 ? "" : " more"));
+            const auto in = qx::makeReference<FakeSource<Bytes>>(content, portion);
+            in->failAt = failAt;
+            in->availableNow = play / 60;
+            const Reading read = reader.over(in);
+            std::string text;
+            int failures = 0;
+            for (bool goesOn = true; goesOn;) {
+                try {
+                    goesOn = read(length, text);
+                } catch (const qx::Exception&) {
+                    ++failures;
+                }
+            }
+            EXPECT_EQ(text, content);
+            EXPECT_EQ(failures, static_cast<int>(in->requests.size()) >= failAt ? 1 : 0);
+        }
+    }
+}
+
+/// Writes a record; flushes for an empty one.
+using Writing = std::function<void(const std::string& record)>;
+
+template <class Sink>
+Writing recordsTo(qx::Reference<Sink> sink) {
+    return [sink](const std::string& record) {
+        using Unit =
+            std::conditional_t<std::is_base_of_v<OutputStream, Sink>, signed char, char16_t>;
+        const auto units = qxtest::unitsOf<Unit>(record);
+        if (record.empty())
+            sink->flush();
+        else
+            sink->write(units.data(), static_cast<int32_t>(units.size()));
+    };
+}
+
+const struct {
+    const char* name;
+    bool isWhole; // a record that was refused is not there at all, rather than in part
+    Writing (*over)(OutputStream* out);
+} Writers[] = {
+    {"filter", true,
+     [](auto* out) { return recordsTo(qx::makeReference<FilterOutputStream>(out)); }},
+    {"data", true, [](auto* out) { return recordsTo(qx::makeReference<DataOutputStream>(out)); }},
+    {"buffer", true,
+     [](auto* out) { return recordsTo(qx::makeReference<BufferedOutputStream>(out, 16)); }},
+    {"encoder", false,
+     [](auto* out) {
+         return recordsTo(qx::makeReference<OutputStreamWriter>(out, u"CP1252", 16));
+     }},
+    {"buffered encoder", true,
+     [](auto* out) {
+         const auto encoder = qx::makeReference<OutputStreamWriter>(out, u"UTF-8", 64);
+         const auto buffer = qx::makeReference<BufferedWriter>(encoder, 40);
+         return recordsTo(qx::makeReference<PrintWriter>(buffer));
+     }},
+};
+
+TEST(AfterFailure, WritersHaveWrittenOnceWhatTheyTook) {
+    std::mt19937 random(1);
+    for (const auto& writer : Writers) {
+        for (int round = 0; round < 300; ++round) {
+            SCOPED_TRACE(testing::Message() << writer.name << ' ' << round);
+            const auto sink = qx::makeReference<FakeSink<Bytes>>();
+            const Writing write = writer.over(sink);
+            std::vector<std::pair<std::string, bool>> records; // with whether they were taken
+            for (int step = 0; step < 40; ++step) {
+                sink->failing = random() % 3 == 0;
+                // No record looks like the one before it.
+                const auto letter = static_cast<char>('a' + step % 26);
+                const std::string record(random() % 25, letter);
+                const bool isTaken = failureOf([&] { write(record); }) == 0;
+                if (!record.empty())
+                    records.emplace_back(record, isTaken);
+            }
+            sink->failing = false;
+            write("");
+            const std::string content = textOf(sink->content);
+            size_t position = 0;
+            for (const auto& [record, isTaken] : records) {
+                size_t length = 0;
+                while (length < record.size() && content[position + length] == record[0])
+                    ++length;
+                ASSERT_TRUE(isTaken ? length == record.size() : length == 0 || !writer.isWhole)
+                    << record;
+                position += length;
+            }
+            ASSERT_EQ(position, content.size());
+        }
+    }
+}
+
+TEST(AfterFailure, EncodersReportHalfAPairOnceAndLoseNothingElse) {
+    for (const char16_t* encoding : {u"UTF-8", u"UTF-32LE", u"AMP-7", u"ASCII", u"CP1252"}) {
+        SCOPED_TRACE(qx::String(encoding));
+        const auto refusals = [](auto call) {
+            EXPECT_EQ(descriptionOf(call), "leading surrogate without trailing");
+        };
+        FakeSink<Bytes> out;
+        OutputStreamWriter writer(&out, encoding, 16);
+        writer.write(u"abc\xD83D");
+        refusals([&] { writer.flush(); });
+        EXPECT_EQ(out.flushes, 0);
+        writer.write(u"xyz");
+        writer.flush();
+        writer.write(u'\xD83D');
+        refusals([&] { writer.write(u"lost"); });
+        writer.write(u"1");
+        refusals([&] { writer.write(u"\xD83D-"); });
+        writer.write(u"2");
+        out.failing = true;
+        const std::u16string longText = std::u16string(60, u'x') + u"\xD83D\xDE00";
+        EXPECT_EQ(descriptionOf([&] { writer.write(longText.c_str()); }), "broken sink");
+        out.failing = false;
+        writer.write(u"3");
+        writer.flush();
+        const auto& bytes = out.content;
+        EXPECT_EQ(qx::String(bytes.data(), static_cast<int32_t>(bytes.size()), encoding),
+                  u"abcxyz123");
+    }
+    // What a decoder refuses stays where it is.
+    FakeSource<Bytes> in(std::string("ab\xED\xA0\x80"));
+    InputStreamReader reader(&in, u"UTF-8");
+    EXPECT_EQ(reader.read() + reader.read(), 'a' + 'b');
+    for (int attempt = 0; attempt < 2; ++attempt)
+        EXPECT_EQ(failureOf([&] { reader.read(); }), qx::result::InvalidCharacter);
+}
+
+TEST(AfterFailure, ObjectsThatGotNoMemoryAreAsTheyWere) {
+    const signed char text[] = "a text that is longer than the buffer";
+    ByteArrayOutputStream bytes(4);
+    bytes.write("abc", 3);
+    StringWriter string(3);
+    string.write(u"abc");
+    ByteArrayInputStream source(text, 37);
+    BufferedInputStream marked(&source, 16);
+    EXPECT_EQ(marked.skip(16), 16);
+    marked.mark(40);
+    qx::util::PropertySet properties;
+    properties.set(u"key", qx::String(u"old"));
+    const std::function<void()> failing[] = {
+        [&] { bytes.write("defgh", 5); },
+        [&] { string.write(u"a longer text than there is room for"); },
+        [&] { marked.read(); },
+        [&] { properties.set(u"key", qx::String(u"new")); },
+    };
+    for (const auto& fail : failing) {
+        const FailingAllocator noMemory(0);
+        EXPECT_EQ(qx::resultOf(fail), qx::result::OutOfMemory) << &fail - failing;
+    }
+    bytes.write("d", 1);
+    EXPECT_EQ(std::memcmp(bytes.getBytes(), "abcd", 4), 0);
+    string.write(u"d");
+    EXPECT_EQ(string.toString(), u"abcd");
+    for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(marked.read(), text[16]);
+        marked.reset();
+    }
+    EXPECT_EQ(properties.get(u"key"), u"old");
+}
+
+} // namespace
