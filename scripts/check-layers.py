@@ -32,8 +32,6 @@ LAYERS = [
 
 # Private files that reach up, because two classes truly need each other, and how far.
 UPWARD_FILES = {
-    # Every number converts to the big ones.
-    "qx/core/Number.cpp": ["qx/math/"],
     # Strings are read from bytes and written to them through the converters.
     "qx/core/StringBytes.cpp": ["qx/text/"],
     "qx/core/Str1Bytes.cpp": ["qx/text/"],

@@ -1,21 +1,14 @@
 #include <qx/core/Number.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 #include <qx/core/Exception.h>
-#include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
-#include <qx/math/BigDecimal.h>
-#include <qx/math/BigInteger.h>
 #include <qx/platform/text.h>
 
 namespace qx {
-
-using math::BigDecimal;
-using math::BigInteger;
 
 namespace {
 
@@ -64,8 +57,6 @@ unsigned int Number::toUInt() const { return static_cast<unsigned int>(toInt64()
 uint32_t Number::toUInt32() const { return static_cast<uint32_t>(toInt64()); }
 uint32_t Number::toULong() const { return static_cast<uint32_t>(toInt64()); }
 float Number::toFloat() const { return static_cast<float>(toDouble()); }
-BigInteger Number::toBigInteger() const { return BigInteger(toInt64()); }
-BigDecimal Number::toBigDecimal() const { return BigDecimal(toInt64()); }
 uint64_t Number::toUInt64() const { return static_cast<uint64_t>(toInt64()); }
 
 bool Number::equals(const Object& other) const { return compareTo(other) == 0; }
@@ -95,13 +86,6 @@ uint32_t Number::parseULong(TextView text, int radix) { return parseUInt32(text,
 double Number::parseDouble(TextView text) { return QXStrToDW(Terminated(text).get(), nullptr); }
 float Number::parseFloat(TextView text) { return static_cast<float>(parseDouble(text)); }
 
-int64_t Number::parseInt64(TextView text) { return BigInteger(text, 10).toInt64(); }
-uint64_t Number::parseUInt64(TextView text, int radix) {
-    return BigInteger(text, radix).toUInt64();
-}
-BigInteger Number::parseBigInteger(TextView text) { return BigInteger(text, 10); }
-BigDecimal Number::parseBigDecimal(TextView text) { return BigDecimal(text); }
-
 int64_t Number::truncate(double value) noexcept {
     using Limits = std::numeric_limits<int64_t>;
     constexpr double TwoTo63 = 9223372036854775808.0;
@@ -128,17 +112,6 @@ uint16_t UnsignedInteger::toUInt16() const { return static_cast<uint16_t>(toUInt
 unsigned int UnsignedInteger::toUInt() const { return static_cast<unsigned int>(toUInt64()); }
 uint32_t UnsignedInteger::toUInt32() const { return static_cast<uint32_t>(toUInt64()); }
 uint32_t UnsignedInteger::toULong() const { return static_cast<uint32_t>(toUInt64()); }
-BigInteger UnsignedInteger::toBigInteger() const { return BigInteger(toUInt64()); }
-BigDecimal UnsignedInteger::toBigDecimal() const { return BigDecimal(toUInt64()); }
 String UnsignedInteger::toString() const { return toString(10); }
-String UnsignedInteger::toString(int radix) const { return toBigInteger().toString(radix); }
-
-// Whole numbers print exactly with "%f", however large they are.
-BigInteger Float::toBigInteger() const { return Double(*this).toBigInteger(); }
-BigInteger Double::toBigInteger() const {
-    return BigDecimal(std::trunc(toDouble())).toBigInteger();
-}
-BigDecimal Float::toBigDecimal() const { return BigDecimal(toDouble()); }
-BigDecimal Double::toBigDecimal() const { return BigDecimal(toDouble()); }
 
 } // namespace qx
