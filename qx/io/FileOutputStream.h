@@ -26,9 +26,9 @@ class QX_API FileOutputStream : public OutputStream {
 public:
     /// Starts at the end of an existing file.
     static constexpr unsigned int ATEND = 1;
-    /// Moves to the end of the file before every write, whoever else writes to it meanwhile: streams
-    /// in this mode never write over each other. Writes of all streams in this mode or LOCK, in
-    /// whatever process, that were given the same name never interleave.
+    /// Moves to the end of the file before every write, whoever else writes to it meanwhile:
+    /// streams in this mode never write over each other. Writes of all streams in this mode or
+    /// LOCK, in whatever process, that were given the same name never interleave.
     static constexpr unsigned int APPEND = 2;
     /// Empties the file on the first open.
     static constexpr unsigned int TRUNC = 4;

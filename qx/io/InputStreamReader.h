@@ -15,8 +15,8 @@ namespace qx::io {
 
 /// Reads text from a byte stream in some encoding. Once closed, every operation raises IoException
 /// "stream closed". Failures of the stream and the converter pass through, behind the text that a
-/// read had by then: it is delivered, and the next read raises the failure. Bytes that the converter
-/// refuses stay where they are, so every later read fails in the same way.
+/// read had by then: it is delivered, and the next read raises the failure. Bytes that the
+/// converter refuses stay where they are, so every later read fails in the same way.
 ///
 /// An incomplete sequence at the end of input becomes one U+FFFD per byte that is left over.
 class QX_API InputStreamReader : public Reader {

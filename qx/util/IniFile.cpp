@@ -234,8 +234,8 @@ void IniFile::checkAndUpdate() {
         load();
 }
 
-/// Reads the file, where its state leaves open whether it is the one that was read last; the result,
-/// with which nothing is changed when it is a failure.
+/// Reads the file, where its state leaves open whether it is the one that was read last; the
+/// result, with which nothing is changed when it is a failure.
 int32_t IniFile::load() {
     std::string bytes;
     QXFileState state;

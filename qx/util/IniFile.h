@@ -57,12 +57,12 @@ public:
 
     /// Sets a value, making set and key as needed, and rewrites the file.
     /// @return 0, also when the file cannot be written: the change is then in memory alone and goes
-    ///     to the file with the next one (see getWriteResult), unless somebody else changes the file
-    ///     first. With everything else nothing is changed: result::AlreadyExists when the key is
-    ///     there and @p overwrite is false. result::InvalidArgument for texts that could not be read
-    ///     back: a line feed in any of them, a "=" in the key, a key that begins like another kind
-    ///     of line. result::UnmappableCharacter when the default encoding has no form for one of
-    ///     them, or for a text that stands in the file in UTF-8 already. result::NullPointer.
+    ///     to the file with the next one (see getWriteResult), unless somebody else changes the
+    ///     file first. With everything else nothing is changed: result::AlreadyExists when the key
+    ///     is there and @p overwrite is false. result::InvalidArgument for texts that could not be
+    ///     read back: a line feed in any of them, a "=" in the key, a key that begins like another
+    ///     kind of line. result::UnmappableCharacter when the default encoding has no form for one
+    ///     of them, or for a text that stands in the file in UTF-8 already. result::NullPointer.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
     /// @return 0 and result::UnmappableCharacter as above, result::NotFound, result::NullPointer
@@ -84,8 +84,8 @@ public:
     /// @throws ResultException, std::bad_alloc
     IniFileView view();
 
-    /// What became of the last rewriting: 0, the code of the failure, or result::BufferTooSmall when
-    /// the file was written with a text cut. 0 before the first.
+    /// What became of the last rewriting: 0, the code of the failure, or result::BufferTooSmall
+    /// when the file was written with a text cut. 0 before the first.
     int32_t getWriteResult() const noexcept { return m_writeResult; }
 
 private:

@@ -19,8 +19,8 @@ inline std::string_view nameOf(std::string_view path) noexcept {
 }
 
 /// Creates a new file beside @p target, a native path, under a name that holds a random number,
-/// open for reading and writing. @p aside receives its path. While it stays open its lock tells that
-/// its writer lives.
+/// open for reading and writing. @p aside receives its path. While it stays open its lock tells
+/// that its writer lives.
 int32_t createAside(std::string_view target, mode_t mode, PathText& aside,
                     Descriptor& file) noexcept;
 

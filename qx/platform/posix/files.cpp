@@ -22,9 +22,8 @@ using namespace qx::platform;
 
 namespace {
 
-constexpr uint32_t KnownFlags =
-    QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE | QX_FILE_TRUNCATE |
-    QX_FILE_APPEND;
+constexpr uint32_t KnownFlags = QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE |
+                                QX_FILE_TRUNCATE | QX_FILE_APPEND;
 constexpr uint32_t PermissionBits = 0777;
 
 /// The flag word for open(2); -1 for a combination that makes no sense.

@@ -56,7 +56,9 @@ int32_t drainQuietly(FILE* stream, Call&& call) {
 }
 
 /// A failure from the first one of the stream on, until somebody clears it: bytes were lost then.
-int32_t stateOf(FILE* stream) noexcept { return ferror(stream) ? qx::result::Fail : qx::result::Ok; }
+int32_t stateOf(FILE* stream) noexcept {
+    return ferror(stream) ? qx::result::Fail : qx::result::Ok;
+}
 
 /// True when one more byte stays in the stream's buffer.
 bool hasRoomFor(FILE* stream, int byte) {

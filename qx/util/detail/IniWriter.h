@@ -17,8 +17,8 @@ int32_t writeIni(const IniSets& sets, std::string& text);
 int32_t checkIniTexts(std::u16string_view set, std::u16string_view key,
                       std::u16string_view value) noexcept;
 
-/// The code of QXUnicodeToAnsi for a value, or a set or key that is not there yet, which has no form
-/// in the default encoding; 0 when all have one.
+/// The code of QXUnicodeToAnsi for a value, or a set or key that is not there yet, which has no
+/// form in the default encoding; 0 when all have one.
 int32_t checkNewIniTexts(const IniSets& sets, std::u16string_view set, std::u16string_view key,
                          std::u16string_view value);
 

@@ -19,8 +19,8 @@ inline bool waitsForInput(CharToByteConverter& encoder, const char16_t* in, int3
     signed char room[LongestSequence];
     int32_t reached = position;
     int32_t written = 0;
-    const int32_t result = resultOf(
-        [&] { encoder.convert(in, &reached, length, room, &written, LongestSequence); });
+    const int32_t result =
+        resultOf([&] { encoder.convert(in, &reached, length, room, &written, LongestSequence); });
     // One that fails has gone on.
     return result >= 0 && reached == position;
 }
