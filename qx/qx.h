@@ -236,6 +236,7 @@
 #include <qx/sync/Event.h>
 #include <qx/sync/FakeAtomic.h>
 #include <qx/sync/FakeMutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/LockObject.h>
 #include <qx/sync/Mutex.h>

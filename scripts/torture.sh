@@ -7,7 +7,7 @@
 . "$(dirname "$0")/lib.sh"
 
 minutes=${1:-60}
-all_stages=(fuzz allocations calls kills damage threads locales descriptors soak valgrind)
+all_stages=(fuzz allocations calls kills damage threads locales forks descriptors soak valgrind)
 stages=("${@:2}")
 ((${#stages[@]})) || stages=("${all_stages[@]}")
 
@@ -100,6 +100,13 @@ stage_locales() {
             build/tsan/tests/torture/qx_torture_threads --seconds 0.02 references || return 1
     done
     echo "the programs under 4 locales; 50 first uses by sixteen threads"
+}
+
+stage_forks() {
+    build release qx_fork_tests || return 1
+    local rounds=100
+    tested fork '*' "$rounds" &&
+        echo "$((rounds * 25 * 16)) children were forked from programs with busy threads"
 }
 
 stage_descriptors() {

@@ -77,6 +77,8 @@ Logs::Logs(const String& folder, int32_t level)
     files->addProcessor(XmlLogWriter::create(m_xml, XmlLogWriter::Escaping::WellFormed));
     AsyncOptions options;
     options.capacity = QueueCapacity;
+    // Until the service has noticed a failure, and in its end, what can be written is.
+    options.failure = AsyncOptions::Failure::CarryOn;
     // A flush of a file makes it durable, which costs the same for one entry and for many.
     options.whenEmpty = qx::exec::makeRunnable([plain = m_plain, xml = m_xml] {
         plain->release();

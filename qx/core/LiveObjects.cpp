@@ -21,9 +21,12 @@ constinit std::mutex s_lock;
 constinit detail::LiveLink* s_first = nullptr;
 constinit std::size_t s_count = 0;
 
-void letGo(void*) noexcept { s_lock.unlock(); }
-
-constexpr platform::ForkSteps Steps{[](void*) noexcept { s_lock.lock(); }, &letGo, &letGo};
+constexpr platform::ForkSteps Steps{[](void*) noexcept { s_lock.lock(); },
+                                    [](void*) noexcept { s_lock.unlock(); },
+                                    [](void*) noexcept {
+                                        detail::LiveLink::forgetAll();
+                                        s_lock.unlock();
+                                    }};
 constinit platform::ForkNode s_node{&Steps};
 
 // Before all others, so that their locks come before this one: objects live and die under them.
@@ -47,8 +50,19 @@ detail::LiveLink::LiveLink(const ComObject* object) noexcept : m_object(object),
     ++s_count;
 }
 
+/// In a forked child: objects on the stacks of other threads are not there any more, and which ones
+/// those are is unknown. So the list begins anew.
+void detail::LiveLink::forgetAll() noexcept {
+    for (LiveLink* link = s_first; link; link = link->m_next)
+        link->m_place = nullptr;
+    s_first = nullptr;
+    s_count = 0;
+}
+
 detail::LiveLink::~LiveLink() {
     const std::lock_guard held(s_lock);
+    if (!m_place) // from before a fork
+        return;
     *m_place = m_next;
     if (m_next)
         m_next->m_place = m_place;

@@ -19,6 +19,8 @@ class ComObject;
 /// nothing is counted and nothing costs anything. A program sees the setting of its library through
 /// the CMake target and pkg-config, and does not link when it has been built for the other one.
 ///
+/// A child made by fork begins with an empty list.
+///
 /// With the environment variable QX_LEAK_LIST set, the list is written to the standard error output
 /// when the library is unloaded.
 class QX_API LiveObjects {
@@ -51,12 +53,14 @@ public:
     LiveLink(const LiveLink&) = delete;
     LiveLink& operator=(const LiveLink&) = delete;
 
+    static void forgetAll() noexcept;
+
 private:
     friend class ::qx::LiveObjects;
 
     const ComObject* m_object;
     LiveLink* m_next;
-    LiveLink** m_place; // what points to this one
+    LiveLink** m_place; // what points to this one; null when it is in no list any more
 };
 
 } // namespace detail

@@ -8,7 +8,7 @@
 #include <qx/core/String.h>
 #include <qx/i18n/StringBundle.h>
 #include <qx/platform/export.h>
-#include <qx/sync/Mutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 namespace qx::i18n {
 
@@ -38,7 +38,7 @@ private:
     const Keys& keys() const;
 
     const Reference<const collections::StringHashMap> m_values;
-    mutable sync::Mutex m_lock;
+    mutable sync::ForkSafeMutex m_lock;
     mutable std::unique_ptr<const Keys> m_keys; ///< made once, under the lock
 };
 

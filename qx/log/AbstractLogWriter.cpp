@@ -28,9 +28,19 @@ String AbstractLogWriter::takeText() {
 
 void AbstractLogWriter::process(const ILogEntry* entry) {
     required(entry);
+    try {
+        write(entry);
+    } catch (...) {
+        ++m_lostCount;
+        throw;
+    }
+}
+
+void AbstractLogWriter::write(const ILogEntry* entry) {
     // Two threads come here also behind a single worker: at shutdown, the one that destroys the
     // queue may not wait for the other.
     const std::lock_guard lock(m_lock);
+    m_lock.requireWhole();
     String text = format(entry);
     m_writer->write(text.getData(), text.getLength());
     flush();

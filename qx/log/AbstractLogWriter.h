@@ -1,5 +1,8 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -7,7 +10,7 @@
 #include <qx/io/Writer.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/platform/export.h>
-#include <qx/sync/Mutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 namespace qx::log {
 
@@ -15,11 +18,16 @@ namespace qx::log {
 /// writer, in one write and one flush per entry. What these throw passes through; what of an entry
 /// was written up to then stays written. The writer is never closed.
 ///
-/// Any thread may call process; the entries are formatted and written one after the other.
+/// Any thread may call process; the entries are formatted and written one after the other. A child
+/// made by fork may go on writing to a writer that holds nothing back; when another thread was in
+/// the middle of an entry at that moment, process throws IllegalStateException there.
 class QX_API AbstractLogWriter : public qx::pcom::Implements<Object, ILogProcessor> {
 public:
     /// Flushes the writer.
     virtual void flush();
+
+    /// Entries that were not written, or not as a whole, since something threw. Any thread.
+    uint64_t getLostCount() const noexcept { return m_lostCount; }
 
 protected:
     /// @param writer  kept by a reference
@@ -39,8 +47,11 @@ public:
     void process(const ILogEntry* entry) override;
 
 private:
+    void write(const ILogEntry* entry);
+
     const Reference<io::Writer> m_writer;
-    sync::Mutex m_lock;
+    sync::ForkSafeMutex m_lock;
+    std::atomic<uint64_t> m_lostCount{0};
     String m_spare; // kept for its room; guarded by m_lock
 };
 

@@ -32,6 +32,17 @@ struct AsyncOptions {
     /// any number.
     uint32_t capacity = 0;
     Overflow overflow = Overflow::Block;
+
+    /// What a worker does when the target or whenEmpty throws. Either way the entry is lost and the
+    /// failure counted.
+    enum class Failure {
+        /// It ends. With the last one nobody hands on any more what is queued.
+        EndWorker,
+        /// It carries on with the next entry: one that cannot be written does not cost those that
+        /// follow.
+        CarryOn,
+    };
+    Failure failure = Failure::EndWorker;
     /// Run by a worker whenever it finds the queue empty after having handed entries on, by flush
     /// and at shutdown: the place to release what io::HeldFlushWriter holds back. May be run by
     /// several threads at once. What it throws counts like a failure of the target.
@@ -46,13 +57,18 @@ struct AsyncOptions {
 /// The queue has no bound unless the options set one. Loggers that outrun the workers pause for a
 /// few milliseconds every some thousand entries, but do not wait for a target that hangs.
 ///
-/// A worker ends when the target throws, and the entry is lost (getFailedCount); the others carry
-/// on. Without a worker, also when there never was one, entries wait for the destructor.
+/// A worker ends when the target throws, unless the options let it carry on, and the entry is lost
+/// (getFailedCount); the others carry on. Without a worker, also when there never was one, entries
+/// wait for the destructor.
 ///
 /// The destructor hands on what still waits, in order and on its own thread; a target that throws
 /// does not keep the rest from it. Workers are not joined: one that is in the middle of an entry
 /// finishes it meanwhile. The target is released by the destructor, or by such a worker when that
 /// ends later; a flush before it sees to it that there is none.
+///
+/// A child made by fork has neither the workers nor what is queued, which its parent hands on: the
+/// queue is empty there, flush returns false, process throws IllegalStateException, and the target
+/// is neither called nor released. A child that is to log makes a processor of its own.
 ///
 /// Every Logger holds a reference: whichever of them goes last runs the destructor, and entries
 /// logged up to then are handed on. The target must not drop that last reference.
@@ -68,14 +84,15 @@ public:
     ~AsyncProcessor() override;
 
     /// Queues the entry by a reference. Any thread may call it.
-    /// @throws std::bad_alloc, IllegalStateException as Overflow::Block says
+    /// @throws std::bad_alloc, IllegalStateException as Overflow::Block says, or in a forked child
     void process(const ILogEntry* entry) override;
 
     /// Waits until every entry queued before the call was handed on, the target having returned (or
     /// thrown), and runs the whenEmpty of the options. Entries that others queue meanwhile are not
     /// waited for.
     /// @return false when that cannot come about, and then without waiting for it: no worker is
-    ///     left while entries wait, or the caller is a worker in the middle of an entry
+    ///     left while entries wait, the caller is a worker in the middle of an entry, or the
+    ///     process is a child of the one that made the processor
     /// @throws what whenEmpty throws
     bool flush();
 

@@ -7,7 +7,7 @@
 #include <qx/core/Reference.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/platform/export.h>
-#include <qx/sync/Mutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 namespace qx::log {
 
@@ -32,7 +32,7 @@ private:
     ~MultiProcessor() override = default;
 
     std::vector<Reference<ILogProcessor>> m_processors;
-    sync::Mutex m_lock;
+    sync::ForkSafeMutex m_lock;
 };
 
 } // namespace qx::log

@@ -11,6 +11,7 @@ SyncLogger::SyncLogger(ILevelLogger* target)
 
 void SyncLogger::log(int level, const String& text) {
     const std::lock_guard lock(m_lock);
+    m_lock.requireWhole();
     m_target->log(level, text);
 }
 

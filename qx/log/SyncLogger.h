@@ -5,12 +5,13 @@
 #include <qx/core/Reference.h>
 #include <qx/log/ILevelLogger.h>
 #include <qx/platform/export.h>
-#include <qx/sync/Mutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 namespace qx::log {
 
 /// Lets any number of threads use a logger that is made for one at a time: whole calls follow one
-/// another.
+/// another. In a child that was forked while another thread was in the middle of one, log throws
+/// IllegalStateException.
 class QX_API SyncLogger : public qx::pcom::Implements<Object, ILevelLogger> {
 public:
     /// @param target  kept by a reference
@@ -22,7 +23,7 @@ public:
 
 private:
     const Reference<ILevelLogger> m_target;
-    sync::Mutex m_lock;
+    sync::ForkSafeMutex m_lock;
 };
 
 } // namespace qx::log

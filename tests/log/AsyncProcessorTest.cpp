@@ -5,6 +5,8 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
@@ -292,6 +294,65 @@ TEST(AsyncProcessor, AFailureOfWhenEmptyEndsTheWorker) {
     processor->process(numberEntry(0));
     await([&] { return processor->getWorkerCount() == 0; });
     EXPECT_THROW(processor->flush(), IllegalStateException);
+}
+
+TEST(AsyncProcessor, CarriesOnWhenItIsToldTo) {
+    auto target = makeReference<FakeTarget>();
+    target->failing = "all";
+    AsyncOptions options;
+    options.capacity = 2;
+    options.failure = AsyncOptions::Failure::CarryOn;
+    std::atomic<unsigned> runs{0};
+    options.whenEmpty = exec::makeRunnable([&] {
+        ++runs;
+        throw IllegalStateException(u"disk full");
+    });
+    auto processor = AsyncProcessor::create(target, 1, options);
+    put(*processor, 0, 500); // waits for room, which there is again and again
+    await([&] { return processor->getQueuedCount() == 0; });
+    EXPECT_THROW(processor->flush(), IllegalStateException);
+    await([&] { return processor->getFailedCount() == 500u + runs; });
+    EXPECT_EQ(processor->getWorkerCount(), 1);
+    target->failing.clear();
+    processor->process(numberEntry(1));
+    EXPECT_THROW(processor->flush(), IllegalStateException);
+    EXPECT_EQ(target->values(), numbers(1, 2));
+}
+
+TEST(AsyncProcessor, AForkedChildLeavesTheQueueToItsParent) {
+    for (const int workers : {0, 1}) {
+        std::atomic<bool> destroyed{false};
+        auto target = makeReference<FakeTarget>();
+        target->destroyed = &destroyed;
+        AsyncOptions options;
+        options.capacity = 3;
+        target->gate.close();
+        auto processor = AsyncProcessor::create(target, workers, options);
+        put(*processor, 0, 3);
+        await([&] { return target->calls == workers; });
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(60);
+            bool isRight = !processor->flush() && processor->getQueuedCount() == 0 &&
+                           processor->getWorkerCount() == 0;
+            try {
+                put(*processor, 3, 9);
+                isRight = false;
+            } catch (const IllegalStateException&) {
+            }
+            target->gate.open();
+            const FakeTarget* const kept = target.get();
+            target.reset();
+            processor.reset();
+            _exit(isRight && !destroyed && kept->calls == workers ? 0 : 1);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        target->gate.open();
+        processor.reset();
+        EXPECT_EQ(target->values(), numbers(0, 3));
+    }
 }
 
 TEST(AsyncProcessor, RefusesNull) {

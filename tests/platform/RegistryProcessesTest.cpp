@@ -196,25 +196,3 @@ TEST(RegistryProcesses, KilledWritersLoseNothingThatWasAcknowledged) {
     setText(u"After", u"", u"all"); // the lock of the dead is free
     EXPECT_GT(acknowledged, 0);
 }
-
-TEST(RegistryProcesses, ChildForkedAmongBusyThreadsCanUseIt) {
-    const TemporaryRegistry registry;
-    setText(u"Key", u"", u"1");
-    std::atomic<bool> stop = false;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 2; ++i)
-        threads.emplace_back([&stop, i] {
-            while (!stop)
-                i == 0 ? static_cast<void>(getText(u"Key", u""))
-                       : static_cast<void>(trySetText(u"Other", u"", u""));
-        });
-    for (int i = 0; i < 8; ++i) {
-        const pid_t child = ::fork();
-        if (child == 0)
-            ::_exit(getText(u"Key", u"") == u"1" && trySetText(u"Child", u"", u"") == 0 ? 0 : 1);
-        int status = -1;
-        ::waitpid(child, &status, 0); // hangs if a lock was inherited
-        EXPECT_EQ(status, 0);
-    }
-    stop = true;
-}

@@ -34,7 +34,8 @@ constexpr double LongestPause = 16; // ms
 
 AsyncProcessorImpl::AsyncProcessorImpl(ILogProcessor* target, const AsyncOptions& options)
     : m_target(target), m_whenEmpty(options.whenEmpty), m_capacity(options.capacity),
-      m_overflow(options.overflow), m_lock("qx/log/AsyncProcessorImpl::m_lock"),
+      m_overflow(options.overflow), m_failureAction(options.failure),
+      m_lock("qx/log/AsyncProcessorImpl::m_lock"),
       m_signal(0, "qx/log/AsyncProcessorImpl::m_signal") {}
 
 AsyncProcessorImpl::~AsyncProcessorImpl() = default;
@@ -53,7 +54,7 @@ void AsyncProcessorImpl::startWorker() {
 void* AsyncProcessorImpl::run() {
     Worker worker(*this);
     while (const EntryReference entry = worker.next())
-        handOn(entry);
+        asWorker([&] { handOn(entry); });
     return nullptr;
 }
 
@@ -117,6 +118,8 @@ bool AsyncProcessorImpl::isFull() const noexcept {
 
 /// For holders of m_lock. True when a sleeper has to get a unit of the signal.
 bool AsyncProcessorImpl::put(EntryReference&& entry) {
+    if (m_isParents)
+        throw IllegalStateException(u"processor belongs to the parent of this process");
     if (m_stopping)
         throw IllegalStateException(u"processor has been shut down");
     m_incoming.push(std::move(entry));
@@ -229,7 +232,7 @@ void AsyncProcessorImpl::runWhenEmpty() {
 }
 
 bool AsyncProcessorImpl::flush() {
-    if (Worker::caller(*this))
+    if (m_isParents || Worker::caller(*this))
         return false;
     {
         const std::lock_guard taking(m_taking);
@@ -250,6 +253,8 @@ bool AsyncProcessorImpl::flush() {
 }
 
 void AsyncProcessorImpl::shutDown() noexcept {
+    if (m_isParents)
+        return;
     resultOf([this] { stopWorkers(); });
     resultOf([this] { awaitIdleWorkers(); });
     drain();
@@ -322,5 +327,35 @@ uint64_t AsyncProcessorImpl::getQueuedCount() const {
     const std::lock_guard lock(m_lock);
     return m_putCount - m_takenCount.load(std::memory_order_relaxed);
 }
+
+void AsyncProcessorImpl::lockAll() {
+    m_taking.lock();
+    m_lock.lock();
+}
+
+void AsyncProcessorImpl::unlockAll() {
+    m_lock.unlock();
+    m_taking.unlock();
+}
+
+/// In a forked child: to be called with all locked. What is queued stays where it is, since giving
+/// it back may run code that must not run in the middle of a fork.
+void AsyncProcessorImpl::leaveToParent() {
+    m_isParents = true;
+    m_stopping = true;
+    m_takenCount = m_putCount;
+    m_workerCount = 0;
+    // A writer that went with this reference would end the parent's document.
+    static_cast<void>(m_target.detach());
+    static_cast<void>(m_whenEmpty.detach());
+}
+
+constexpr platform::ForkSteps AsyncProcessorImpl::Forks{
+    [](void* self) noexcept { static_cast<AsyncProcessorImpl*>(self)->lockAll(); },
+    [](void* self) noexcept { static_cast<AsyncProcessorImpl*>(self)->unlockAll(); },
+    [](void* self) noexcept {
+        static_cast<AsyncProcessorImpl*>(self)->leaveToParent();
+        static_cast<AsyncProcessorImpl*>(self)->unlockAll();
+    }};
 
 } // namespace qx::log

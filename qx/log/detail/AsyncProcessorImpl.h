@@ -8,11 +8,13 @@
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
+#include <qx/core/Result.h>
 #include <qx/exec/IRunnable.h>
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/log/detail/EntryQueue.h>
+#include <qx/platform/detail/ForkWatch.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/Mutex.h>
@@ -69,17 +71,32 @@ private:
     bool isHandedOn(uint64_t number) const noexcept;
     bool isIdleBut(const Worker* caller) const noexcept;
     void releaseTarget() noexcept;
+    /// What a worker does with the target: a failure ends it, or not.
+    template <class Body>
+    void asWorker(Body&& body) {
+        if (m_failureAction == AsyncOptions::Failure::CarryOn)
+            resultOf(body);
+        else
+            body();
+    }
+    void lockAll();
+    void unlockAll();
+    void leaveToParent();
 
     Reference<ILogProcessor> m_target; // until nobody can need it any more
     Reference<exec::IRunnable> m_whenEmpty;
     const uint32_t m_capacity;
     const AsyncOptions::Overflow m_overflow;
+    const AsyncOptions::Failure m_failureAction;
 
     /// Side of the loggers. m_taking is acquired before m_lock where both are.
     alignas(64) mutable sync::Mutex m_lock;
     detail::EntryQueue m_incoming;
     uint64_t m_putCount = 0;
     bool m_stopping = false; // changed under both locks
+    /// In a child of the process that made this. Nothing there may look at the workers or at those
+    /// who wait: they lay on stacks that are used for something else now.
+    bool m_isParents = false;
     bool m_isNapping = false;
     std::atomic<int> m_sleepers{0}; // workers that need a unit of m_signal; changed under m_lock
     std::atomic<uint64_t> m_dropped{0};
@@ -101,6 +118,9 @@ private:
 
     sync::Semaphore m_signal;
     sync::Event m_nap; // ends a nap before its time
+
+    static const platform::ForkSteps Forks;
+    platform::ForkWatch m_forks{this, Forks}; // last
 };
 
 } // namespace qx::log

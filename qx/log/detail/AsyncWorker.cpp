@@ -27,9 +27,11 @@ AsyncProcessorImpl::Worker::Worker(AsyncProcessorImpl& core) : m_core(core) {
 
 AsyncProcessorImpl::Worker::~Worker() {
     // After a failure too: what was written before it is to arrive.
-    if (m_isBusy)
+    if (m_isBusy && !m_core.m_isParents)
         resultOf([this] { m_core.runWhenEmpty(); });
     t_worker = nullptr;
+    if (m_core.m_isParents) // the target has forked
+        return;
     resultOf([this] {
         const std::lock_guard taking(m_core.m_taking);
         Worker** link = &m_core.m_workers;
@@ -44,7 +46,7 @@ AsyncProcessorImpl::Worker::~Worker() {
 }
 
 detail::EntryReference AsyncProcessorImpl::Worker::next() {
-    for (int naps = 0;; ++naps) {
+    for (int naps = 0; !m_core.m_isParents; ++naps) {
         Rest kind = Rest::None;
         {
             const std::lock_guard taking(m_core.m_taking);
@@ -65,13 +67,14 @@ detail::EntryReference AsyncProcessorImpl::Worker::next() {
                 kind = lieDown(naps);
         }
         if (m_isBusy) {
-            m_core.runWhenEmpty();
+            m_core.asWorker([this] { m_core.runWhenEmpty(); });
             const std::lock_guard taking(m_core.m_taking);
             m_isBusy = false;
         } else {
             rest(kind);
         }
     }
+    return nullptr;
 }
 
 /// For holders of m_taking.

@@ -6,7 +6,10 @@ namespace qx::platform {
 /// thread alone: it must find the state whole, and no lock held and nothing awaited that only
 /// another thread could let go or bring about.
 ///
-/// All three run on the forking thread. A step waits for no other process and for no code that is
+/// The state, and whatever stands for it in the list, is static or on the heap: in the child the
+/// stacks of the other threads are soon used for something else.
+///
+/// All three run on the forking thread, the last two in the opposite order of the first. A step waits for no other process and for no code that is
 /// not ours, and changes nothing that the thread that forks may be in the middle of. Null for
 /// nothing to do.
 struct ForkSteps {

@@ -1,5 +1,7 @@
 #include "qx/platform/posix/Forks.h"
 
+#include <cstddef>
+#include <iterator>
 #include <mutex>
 #include <pthread.h>
 
@@ -16,6 +18,7 @@ constexpr const ForkSteps* OwnStates[] = {
 
 constinit std::mutex s_lock; // of the list, held from before a fork until after it
 constinit ForkNode* s_first = nullptr;
+constinit ForkNode* s_last = nullptr;
 
 void take(void (*step)(void*) noexcept, void* state) noexcept {
     if (step != nullptr)
@@ -23,6 +26,7 @@ void take(void (*step)(void*) noexcept, void* state) noexcept {
 }
 
 void beforeFork() noexcept {
+    take(LoaderForkSteps.before, nullptr); // what is loaded may have states enter the list
     s_lock.lock();
     for (const ForkNode* node = s_first; node != nullptr; node = node->next)
         take(node->steps->before, node->state);
@@ -30,14 +34,14 @@ void beforeFork() noexcept {
         take(each->before, nullptr);
 }
 
-/// Locks are let go in whatever order.
 template <auto Step>
 void afterFork() noexcept {
-    for (const ForkSteps* const each : OwnStates)
-        take(each->*Step, nullptr);
-    for (const ForkNode* node = s_first; node != nullptr; node = node->next)
+    for (size_t i = std::size(OwnStates); i-- > 0;)
+        take(OwnStates[i]->*Step, nullptr);
+    for (const ForkNode* node = s_last; node != nullptr; node = node->previous)
         take(node->steps->*Step, node->state);
     s_lock.unlock();
+    take(LoaderForkSteps.*Step, nullptr);
 }
 
 /// Once for the library, which the system forgets when it is unloaded.
@@ -52,16 +56,14 @@ void enterForks(ForkNode& node) noexcept {
     const std::lock_guard guard(s_lock);
     node.previous = nullptr;
     node.next = s_first;
-    if (s_first != nullptr)
-        s_first->previous = &node;
+    (s_first != nullptr ? s_first->previous : s_last) = &node;
     s_first = &node;
 }
 
 void leaveForks(ForkNode& node) noexcept {
     const std::lock_guard guard(s_lock);
     (node.previous != nullptr ? node.previous->next : s_first) = node.next;
-    if (node.next != nullptr)
-        node.next->previous = node.previous;
+    (node.next != nullptr ? node.next->previous : s_last) = node.previous;
 }
 
 } // namespace qx::platform

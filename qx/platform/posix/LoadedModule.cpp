@@ -12,6 +12,7 @@
 #include <qx/platform/result.h>
 
 #include "qx/platform/posix/ModuleNote.h"
+#include "qx/platform/posix/clibrary.h"
 #include "qx/platform/posix/descriptor.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/narrow.h"
@@ -115,6 +116,7 @@ int32_t LoadedModule::open(const std::string& path, std::shared_ptr<LoadedModule
         return result;
     // Memory first, so that nothing can fail between the loading and its owner.
     std::shared_ptr<LoadedModule> opened(new LoadedModule(path));
+    const LoaderCall call;
     opened->m_library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened->m_library == nullptr)
         return result::ModuleNotFound;
@@ -130,6 +132,7 @@ int32_t LoadedModule::open(const std::string& path, std::shared_ptr<LoadedModule
 }
 
 LoadedModule::~LoadedModule() {
+    const LoaderCall call;
     if (m_library != nullptr)
         ::dlclose(m_library);
     if (m_self != nullptr)

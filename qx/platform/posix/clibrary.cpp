@@ -3,18 +3,28 @@
 #include <mutex>
 
 #include "qx/platform/posix/Forks.h"
+#include "qx/platform/posix/RecursiveLock.h"
 
 namespace qx::platform {
 
 namespace {
 
 constinit std::mutex s_lock;
+constinit RecursiveLock s_loader; // the loader itself lets only one thread in
 
 } // namespace
 
 CLibraryCall::CLibraryCall() noexcept { s_lock.lock(); }
 
 CLibraryCall::~CLibraryCall() { s_lock.unlock(); }
+
+LoaderCall::LoaderCall() noexcept { s_loader.acquire(); }
+
+LoaderCall::~LoaderCall() { s_loader.release(); }
+
+constexpr ForkSteps LoaderForkSteps{[](void*) noexcept { s_loader.acquire(); },
+                                    [](void*) noexcept { s_loader.release(); },
+                                    [](void*) noexcept { s_loader.release(); }};
 
 constexpr ForkSteps CLibraryForkSteps = HeldInFork<s_lock>;
 

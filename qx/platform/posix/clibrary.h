@@ -23,4 +23,14 @@ auto callCLibrary(Body&& body) {
     return std::forward<Body>(body)();
 }
 
+/// Lives around loading and unloading of libraries, which a child that is forked meanwhile would
+/// find half done. The thread that loads may itself load and fork, from within what it loads.
+class LoaderCall {
+public:
+    LoaderCall() noexcept;
+    ~LoaderCall();
+    LoaderCall(const LoaderCall&) = delete;
+    LoaderCall& operator=(const LoaderCall&) = delete;
+};
+
 } // namespace qx::platform

@@ -10,6 +10,7 @@
 #include <qx/platform/module.h>
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/clibrary.h"
 #include "qx/platform/posix/descriptor.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/handle.h"
@@ -50,6 +51,7 @@ int32_t openLibrary(const char16_t* path, QXHandle& library) {
         return result;
     if (const int32_t result = toNativePath(name.c_str(), native); result < 0)
         return result;
+    const LoaderCall call;
     void* const opened = ::dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened == nullptr)
         return reasonOf(native);
@@ -101,6 +103,7 @@ int32_t QXModuleLibClose(const void* module, QXHandle library) {
         return result::NullPointer;
     if (!isLibrary(library))
         return result::InvalidHandle;
+    const LoaderCall call;
     return ::dlclose(libraryOf(library)) == 0 ? result::Ok : result::Fail;
 }
 
