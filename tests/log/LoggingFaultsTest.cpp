@@ -159,6 +159,27 @@ TEST(LoggingFaults, AFullDiskIsReported) {
     expectThrowsResult(result::DiskFull, [&] { processor->flush(); });
 }
 
+TEST(LoggingFaults, ATextThatCannotBeEncodedCostsNoOther) {
+    const qxtest::TemporaryFolder folder;
+    auto file = makeReference<io::FileOutputStream>(String::fromUtf8(folder.path("log")), false);
+    auto out = makeReference<io::OutputStreamWriter>(file, u"UTF-8");
+    const auto writer = log::BasicLogWriter::create(out);
+    log::AsyncOptions options;
+    options.failure = log::AsyncOptions::Failure::CarryOn;
+    auto processor = AsyncProcessor::create(writer, 1, options);
+    const auto logger = loggerTo(processor);
+    for (int i = 0; i < 1000; ++i)
+        logger->log(1, i % 100 == 7 ? String(u"half \xD800") : String(u"whole"));
+    EXPECT_TRUE(processor->flush());
+    EXPECT_EQ(processor->getFailedCount(), 10u);
+    EXPECT_EQ(static_cast<const log::AbstractLogWriter*>(writer.get())->getLostCount(), 10u);
+    const std::string text = qxtest::readFile(folder.path("log"));
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find("=whole\n", at)) != std::string::npos; ++at)
+        ++count;
+    EXPECT_EQ(count, 990u);
+}
+
 TEST(LoggingFaults, AClosedFileIsReported) {
     const qxtest::TemporaryFolder folder;
     const auto path = String::fromUtf8(folder.path("closed.log"));

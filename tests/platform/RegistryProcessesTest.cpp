@@ -2,7 +2,6 @@
 //   QX_TEST_REGISTRY_SECONDS  how long they mix, 2 by default
 //   QX_TEST_REGISTRY_KILLS    how many writers die, 60 by default
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -11,8 +10,6 @@
 #include <thread>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
