@@ -9,10 +9,7 @@ IntegerHashMap::IntegerHashMap(int capacity, float loadFactor)
     : m_table(std::make_unique<detail::KeyedTable<IntegerEntry>>(capacity, loadFactor)) {}
 
 IntegerHashMap::~IntegerHashMap() {
-    // A value that goes away may take and drop a reference to the map: not to the last one. And it
-    // may fill the map again.
-    InternalAddRef();
-    while (m_table->size() != 0)
+    while (m_table->size() != 0) // a value that goes away may put others
         m_table->clear();
 }
 

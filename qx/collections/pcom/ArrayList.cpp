@@ -19,9 +19,7 @@ ArrayList::ArrayList(const Collection& other, const IQXComparator* comparator)
 ArrayList::ArrayList(const ArrayList& other) : ArrayList(other, &other.comparator()) {}
 
 ArrayList::~ArrayList() {
-    // An element that goes away may take and drop a reference to the list: not to the last one.
-    InternalAddRef();
-    while (!m_elements.empty()) {
+    while (!m_elements.empty()) { // an element that goes away may add others
         for (IQXUnknown* const element : std::exchange(m_elements, {}))
             Reference<IQXUnknown>::attach(element).reset();
     }

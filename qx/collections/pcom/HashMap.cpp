@@ -48,9 +48,7 @@ HashMap::HashMap(const HashMap& other)
 }
 
 HashMap::~HashMap() {
-    // An element that goes away may take and drop a reference to the map: not to the last one.
-    InternalAddRef();
-    while (m_size != 0)
+    while (m_size != 0) // an element that goes away may put others
         releaseEntries();
 }
 

@@ -38,10 +38,7 @@ HashSet::HashSet(const Collection& other, const IQXComparator* comparator) : Has
 
 HashSet::HashSet(const HashSet& other) : AbstractSet(other), m_map(new HashMap(*other.m_map)) {}
 
-HashSet::~HashSet() {
-    // An element that goes away may take and drop a reference to the set: not to the last one.
-    InternalAddRef();
-}
+HashSet::~HashSet() = default;
 
 bool HashSet::add(IQXUnknown* element) {
     const Reference<IQXUnknown> owned(element);

@@ -32,9 +32,7 @@ LinkedList::LinkedList(const Collection& other, const IQXComparator* comparator)
 LinkedList::LinkedList(const LinkedList& other) : LinkedList(other, &other.comparator()) {}
 
 LinkedList::~LinkedList() {
-    // An element that goes away may take and drop a reference to the list: not to the last one.
-    InternalAddRef();
-    while (!m_nodes.empty())
+    while (!m_nodes.empty()) // an element that goes away may add others
         takeAll();
 }
 
