@@ -35,6 +35,12 @@
 
 // Every operation that takes a component gets some that the library knows nothing of.
 
+#ifdef __SANITIZE_ADDRESS__
+extern "C" const char* __ubsan_default_options() {
+    return "suppressions=" QX_TEST_DATA_DIR "/strangers.supp";
+}
+#endif
+
 namespace {
 
 using namespace qx;

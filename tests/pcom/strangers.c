@@ -55,7 +55,7 @@ static intptr_t doNothing(void) { return 0; }
         query, addReference, dropReference, succeed, { NOTHING, NOTHING, NOTHING, NOTHING }        \
     }
 #define TABLE(query)                                                                               \
-    { {(void*)-1, (void*)1}, FUNCTIONS(query) }
+    { {(void*)((intptr_t)1 << 40), (void*)1}, FUNCTIONS(query) }
 
 Stranger strangerOf(StrangerKind kind, void* behind) {
     static const Table tables[] = {TABLE(answerNothing), TABLE(sayYes), TABLE(failQuery),
