@@ -65,8 +65,8 @@ int BitInputStream::readFetching(int bits) {
             return -1;
         const int taken = std::min(bits, m_bitsLeft);
         m_bitsLeft -= taken;
-        value = value << taken |
-                (static_cast<uint64_t>(m_byte >> m_bitsLeft) & detail::lowBits(taken));
+        value =
+            value << taken | (static_cast<uint64_t>(m_byte >> m_bitsLeft) & detail::lowBits(taken));
         bits -= taken;
     }
     return static_cast<int>(value);
