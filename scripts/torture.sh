@@ -84,22 +84,8 @@ stage_threads() {
 }
 
 stage_locales() {
-    build release qx_tools qx_modules && build tsan qx_torture_threads qx_tools qx_modules || return 1
-    tests/torture/locales.sh build/release/tools build/release/modules || return 1
-    # The first texts of sixteen threads in an encoding that has to be made.
-    local home=$logs/locales
-    rm -rf "$home"
-    mkdir -p "$home/data"
-    install -m 700 build/tsan/modules/qxcodecs.so "$home"
-    localedef -i ja_JP -f EUC-JP "$home/ja_JP.EUC-JP" 2>/dev/null
-    export XDG_DATA_HOME=$PWD/$home/data LOCPATH=$PWD/$home
-    build/tsan/tools/qxreg register "$PWD/$home/qxcodecs.so" || return 1
-    local round
-    for round in {1..50}; do
-        LC_ALL=ja_JP.EUC-JP TSAN_OPTIONS=halt_on_error=1 timeout 60 setarch --addr-no-randomize \
-            build/tsan/tests/torture/qx_torture_threads --seconds 0.02 references || return 1
-    done
-    echo "the programs under 4 locales; 50 first uses by sixteen threads"
+    build release qx_tools qx_modules || return 1
+    tests/torture/locales.sh build/release/tools build/release/modules
 }
 
 stage_forks() {

@@ -58,5 +58,5 @@ zh_TW BIG5 繁體中文
 zh_CN GB2312 简体中文
 END
 ((locales)) || exit 77
-echo "$locales locales"
+echo "the programs under $locales locales"
 exit $status
