@@ -1,6 +1,7 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <typeinfo>
 
 #include <gtest/gtest.h>
 
@@ -36,6 +37,11 @@
 // Every operation that takes a component gets some that the library knows nothing of.
 
 #ifdef __SANITIZE_ADDRESS__
+struct MadeInC {
+    virtual ~MadeInC() = default;
+};
+const std::type_info& madeInC = typeid(MadeInC);
+
 extern "C" const char* __ubsan_default_options() {
     return "suppressions=" QX_TEST_DATA_DIR "/strangers.supp";
 }
@@ -256,7 +262,7 @@ TEST(Strangers, AreNoTextsAndNoObjects) {
 }
 
 TEST(Strangers, AreBuffersThatHaveNothingAndNoRoom) {
-    const String text(u"text");
+    const String text(u"text"), nothing;
     check({
         {"copied text",
          {Ok, Null, Null, Null},
@@ -275,7 +281,7 @@ TEST(Strangers, AreBuffersThatHaveNothingAndNoRoom) {
          [&](auto* x) { return QXCopyCharBuffer(as<IQXCharBuffer>(x), &text); }},
         {"copy of nothing",
          {Null, Ok, Ok, Ok},
-         [](auto* x) { return QXCopyCharBuffer(as<IQXCharBuffer>(x), String().clone()); }},
+         [&](auto* x) { return QXCopyCharBuffer(as<IQXCharBuffer>(x), &nothing); }},
         {"bytes",
          {Null, Null, Null, Null},
          [&](auto* x) { text.getBytes(as<IQXByteBuffer>(x), u"UTF-8"); }},

@@ -12,9 +12,19 @@ typedef struct Functions {
     intptr_t (*further[20])(void);
 } Functions;
 typedef struct Table {
-    void* before[2]; /* where C++ would have the description of the type */
+    const void* before[2]; /* where C++ has the description of the type */
     Functions functions;
 } Table;
+
+#ifdef __SANITIZE_ADDRESS__
+/* The check of types reads it before each call, and lets this one pass (strangers.supp). */
+extern const char _ZTI7MadeInC[];
+#define DESCRIPTION                                                                                \
+    { NULL, _ZTI7MadeInC }
+#else /* whoever asks for the type falls */
+#define DESCRIPTION                                                                                \
+    { (void*)-1, (void*)1 }
+#endif
 
 static uint32_t addReference(Stranger* self) { return (uint32_t)++self->references; }
 static uint32_t dropReference(Stranger* self) { return (uint32_t)--self->references; }
@@ -55,7 +65,7 @@ static intptr_t doNothing(void) { return 0; }
         query, addReference, dropReference, succeed, { NOTHING, NOTHING, NOTHING, NOTHING }        \
     }
 #define TABLE(query)                                                                               \
-    { {(void*)((intptr_t)1 << 40), (void*)1}, FUNCTIONS(query) }
+    { DESCRIPTION, FUNCTIONS(query) }
 
 Stranger strangerOf(StrangerKind kind, void* behind) {
     static const Table tables[] = {TABLE(answerNothing), TABLE(sayYes), TABLE(failQuery),
