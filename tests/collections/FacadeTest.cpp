@@ -201,11 +201,3 @@ TEST(MapFacade, IsTheMapThatItWraps) {
     EXPECT_EQ(*numbers.remove(key(u"one")), 1);
     EXPECT_TRUE(numbers.isEmpty());
 }
-
-TEST(MapFacade, TellsKeysAndValuesOfAnotherClass) {
-    const auto wrapped = makeReference<pcom::HashMap>();
-    wrapped->put((new String(u"key"))->GetUnknown(), (new String(u"value"))->GetUnknown());
-    const qx::collections::Map<String, qx::Integer32> map(wrapped);
-    EXPECT_THROW(map.get(Reference<String>(new String(u"key"))), qx::CastFailedException);
-    EXPECT_THROW(map.begin(), qx::CastFailedException);
-}
