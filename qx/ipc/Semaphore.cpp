@@ -2,11 +2,12 @@
 
 #include <qx/core/Result.h>
 #include <qx/platform/sync.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::ipc {
 
 Semaphore::Semaphore(const char* name, uint32_t value) {
-    throwIfFailed(QXNamedSemOpen(name, value, m_handle.put()));
+    sync::detail::throwIfNotOpened(QXNamedSemOpen(name, value, m_handle.put()));
 }
 
 void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }

@@ -22,6 +22,8 @@ class QX_API Semaphore : public sync::Object {
 public:
     /// @param name   any text, not empty
     /// @param value  units to begin with, at most 0x7FFFFFFF; an existing semaphore keeps its own
+    /// @throws ResultException with result::NotAvailable, and a description that says what is
+    ///     missing, on a machine without a memory file system or without locks of descriptions
     Semaphore(const char* name, uint32_t value);
 
     /// Blocks until there is a unit and takes it.

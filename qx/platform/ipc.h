@@ -3,8 +3,10 @@
 /*
  * Named semaphores and shared memory, for the processes of one user.
  *
- * Every function returns a result code, negative on failure; out-parameters are all ones or null
- * after one. A name is any nul-terminated text that is not empty, path separators included.
+ * Functions return a result code, negative on failure; out-parameters are all ones or null
+ * after one. A name is any nul-terminated text that is not empty, path separators included. An Open
+ * gives 0x800700AA when another process has been setting up or removing the object of that name for
+ * some seconds, which only happens when it is stopped just then.
  */
 
 #include <qx/platform/export.h>
@@ -13,6 +15,11 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* What this machine lacks that named semaphores, shared memory and the locks and signals of
+ * QX_SYNC_SHARED need, as a text in English that says where it was looked for; null when nothing.
+ * Where something is lacking they cannot be opened: 0x80004007. */
+QX_API const char* QXSharedObjectsLack(void);
 
 /* Opens the semaphore of that name, creating it with @p value units when nobody has it open; an
  * existing one keeps its count. Use the handle with QXSemaphoreWait, TryWait, Post and GetValue

@@ -13,7 +13,12 @@
  * Name and flags: with flags 0 the name (null for none, copied) is a label for debugging only. With
  * QX_SYNC_SHARED the object is the one of that name for every process of the user, a name is
  * required, and locks survive the death of their holder: the next caller acquires them within a
- * second.
+ * second. Where the machine lacks what that needs, Create gives 0x80004007 (see
+ * QXSharedObjectsLack in ipc.h).
+ *
+ * Locks belong to threads. What a thread still holds when it ends belongs to nobody: nobody can
+ * acquire or release it, but for a mutex or condition of QX_SYNC_SHARED, which the next caller
+ * acquires as after the death of a process.
  */
 
 #include <qx/platform/export.h>

@@ -2,11 +2,12 @@
 
 #include <qx/core/Result.h>
 #include <qx/sync/TimedWait.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
 
 Condition::Condition(const char* name, unsigned int flags) {
-    throwIfFailed(QXConditionCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXConditionCreate(name, flags, m_handle.put()));
 }
 
 void Condition::acquire() { throwIfFailed(QXConditionAcquire(m_handle.get())); }

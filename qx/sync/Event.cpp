@@ -2,11 +2,12 @@
 
 #include <qx/core/Result.h>
 #include <qx/sync/TimedWait.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
 
 Event::Event(const char* name, unsigned int flags) {
-    throwIfFailed(QXEventCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXEventCreate(name, flags, m_handle.put()));
 }
 
 void Event::wait() { throwIfFailed(QXEventWait(m_handle.get())); }

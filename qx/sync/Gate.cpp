@@ -2,11 +2,12 @@
 
 #include <qx/core/Result.h>
 #include <qx/sync/TimedWait.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
 
 Gate::Gate(const char* name, unsigned int flags) {
-    throwIfFailed(QXGateCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXGateCreate(name, flags, m_handle.put()));
 }
 
 void Gate::wait() { throwIfFailed(QXGateWait(m_handle.get())); }

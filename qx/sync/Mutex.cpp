@@ -1,11 +1,12 @@
 #include <qx/sync/Mutex.h>
 
 #include <qx/core/Result.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
 
 Mutex::Mutex(const char* name, unsigned int flags) {
-    throwIfFailed(QXMutexCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXMutexCreate(name, flags, m_handle.put()));
 }
 
 void Mutex::wait() { throwIfFailed(QXMutexAcquire(m_handle.get())); }

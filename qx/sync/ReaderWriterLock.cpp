@@ -1,11 +1,12 @@
 #include <qx/sync/ReaderWriterLock.h>
 
 #include <qx/core/Result.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
 
 ReaderWriterLock::ReaderWriterLock(const char* name, unsigned int flags) {
-    throwIfFailed(QXRWLockCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXRWLockCreate(name, flags, m_handle.put()));
 }
 
 void ReaderWriterLock::wait() { throwIfFailed(QXRWLockAcquireWrite(m_handle.get())); }

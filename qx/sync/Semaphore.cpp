@@ -1,11 +1,12 @@
 #include <qx/sync/Semaphore.h>
 
 #include <qx/core/Result.h>
+#include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
 
 Semaphore::Semaphore(uint32_t initialCount, const char* name, unsigned int flags) {
-    throwIfFailed(QXSemaphoreCreate(initialCount, name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXSemaphoreCreate(initialCount, name, flags, m_handle.put()));
 }
 
 void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }

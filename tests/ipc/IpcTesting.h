@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include <gtest/gtest.h>
 #include <qx/platform/ipc.h>
 #include <qx/platform/result.h>
 #include <unistd.h>
@@ -82,6 +83,11 @@ inline int openDescriptors() {
         ++count;
     return count;
 }
+
+/// Skips a test, with the reason, on a machine without objects between processes.
+#define QX_SKIP_UNLESS_SHARED()                                                                    \
+    if (const char* const lack = QXSharedObjectsLack())                                            \
+    GTEST_SKIP() << lack
 
 /// Exit status of a child that could not do what it was started for.
 inline constexpr int SkippedStatus = 77;

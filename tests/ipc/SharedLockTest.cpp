@@ -41,7 +41,6 @@ private:
 using SharedMutex = Shared<&QXMutexCreate, &QXMutexDestroy>;
 using SharedCondition = Shared<&QXConditionCreate, &QXConditionDestroy>;
 using SharedEvent = Shared<&QXEventCreate, &QXEventDestroy>;
-using SharedGate = Shared<&QXGateCreate, &QXGateDestroy>;
 using SharedRWLock = Shared<&QXRWLockCreate, &QXRWLockDestroy>;
 
 /// What a test and its child tell each other.
@@ -49,14 +48,6 @@ struct Dialogue {
     std::atomic<int> ready; // steps the child has reached
     std::atomic<int> go;    // steps the child may take
 };
-
-/// Result of a call made on a thread of its own.
-template <class Call>
-auto onOtherThread(Call call) {
-    decltype(call()) value{};
-    std::thread([&] { value = call(); }).join();
-    return value;
-}
 
 /// Takes what the first argument says and holds it until it is killed.
 const ChildEntry holder("shared-lock-holder", [](const auto& arguments) -> int {
@@ -131,30 +122,6 @@ TEST(SharedLock, KindIsCheckedBetweenProcessesToo) {
     EXPECT_EQ(SharedMutex(name).result(), result::Ok); // the refusal took nothing away
 }
 
-TEST(SharedMutex, IsRecursivePerThreadThroughAnyHandle) {
-    const std::string name = uniqueName("mutex");
-    const SharedMutex first(name);
-    const SharedMutex second(name);
-    const auto tryOnOtherThread = [&] {
-        return onOtherThread([&] {
-            const int32_t r = QXMutexTryAcquire(second);
-            if (r >= 0)
-                QXMutexRelease(second);
-            return r;
-        });
-    };
-    EXPECT_EQ(QXMutexAcquire(first), result::Ok);
-    EXPECT_EQ(QXMutexAcquire(second), result::Ok);
-    EXPECT_EQ(QXMutexTryAcquire(first), result::Ok);
-    EXPECT_EQ(onOtherThread([&] { return QXMutexRelease(first); }), result::NotOwner);
-    for (int depth = 3; depth > 0; --depth) {
-        EXPECT_EQ(tryOnOtherThread(), result::Busy);
-        EXPECT_EQ(QXMutexRelease(second), result::Ok);
-    }
-    EXPECT_EQ(tryOnOtherThread(), result::Ok);
-    EXPECT_EQ(QXMutexRelease(first), result::NotOwner);
-}
-
 TEST(SharedMutex, DestructionByTheHolderLetsOthersIn) {
     const std::string name = uniqueName("mutex");
     const std::string talk = uniqueName("talk");
@@ -197,16 +164,6 @@ TEST(SharedLock, WhatADeadProcessHeldIsHadByAWaiterWithinASecond) {
     }
 }
 
-TEST(SharedLock, TryingGetsWhatADeadProcessHeldWithoutAnyWaiter) {
-    const std::string name = uniqueName("lock");
-    const SharedRWLock lock(name);
-    ChildProcess child = startHolder("writer", name, uniqueName("talk"));
-    EXPECT_EQ(QXRWLockTryAcquireWrite(lock), result::Busy);
-    child.kill();
-    child.join();
-    EXPECT_TRUE(eventually([&] { return QXRWLockTryAcquireWrite(lock) >= 0; }));
-}
-
 TEST(SharedRWLock, AKilledWaitingWriterDoesNotKeepReadersOut) {
     const std::string name = uniqueName("lock");
     const SharedRWLock lock(name);
@@ -227,165 +184,6 @@ TEST(SharedRWLock, AKilledWaitingWriterDoesNotKeepReadersOut) {
     EXPECT_EQ(QXRWLockReleaseRead(lock), result::Ok);
     EXPECT_EQ(QXRWLockReleaseRead(lock), result::NotOwner);
     EXPECT_EQ(QXRWLockReleaseWrite(lock), result::NotOwner);
-}
-
-TEST(SharedRWLock, NeitherSideIsStarved) {
-    const SharedRWLock lock(uniqueName("lock"));
-    std::atomic<bool> stop = false;
-    std::atomic<int> writes = 0;
-    std::atomic<int> reads = 0;
-    std::atomic<int> inside = 0; // readers, or -1 for a writer
-    std::atomic<int> violations = 0;
-    std::vector<std::thread> threads;
-    const auto start = [&](auto acquire, auto release, int first, int step,
-                           std::atomic<int>& done) {
-        threads.emplace_back([&, acquire, release, first, step] {
-            while (!stop) {
-                acquire(lock);
-                const int before = inside.fetch_add(step);
-                violations += first == 0 ? before < 0 : before != 0;
-                std::this_thread::sleep_for(
-                    std::chrono::microseconds(300)); // so that holds overlap
-                inside.fetch_sub(step);
-                release(lock);
-                ++done;
-            }
-        });
-    };
-    for (int i = 0; i < 3; ++i) {
-        start(QXRWLockAcquireRead, QXRWLockReleaseRead, 0, 1, reads);
-        start(QXRWLockAcquireWrite, QXRWLockReleaseWrite, 1, -1, writes);
-    }
-    EXPECT_TRUE(eventually([&] { return writes > 50 && reads > 50; }))
-        << writes << " writes, " << reads << " reads";
-    stop = true;
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(violations, 0);
-}
-
-TEST(SharedEvent, ReleasesOneWaiterAndRemembersOneSignal) {
-    const SharedEvent event(uniqueName("event"));
-    EXPECT_EQ(QXEventTimedWait(event, 0), result::TimedOut);
-    EXPECT_EQ(QXEventSignal(event), result::Ok);
-    EXPECT_EQ(QXEventSignal(event), result::Ok);
-    EXPECT_EQ(QXEventTimedWait(event, 0), result::Ok);
-    EXPECT_EQ(QXEventTimedWait(event, 1), result::TimedOut);
-    std::thread waiter([&] { EXPECT_EQ(QXEventWait(event), result::Ok); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    QXEventSignal(event);
-    waiter.join();
-    EXPECT_EQ(QXEventTimedWait(event, 0), result::TimedOut);
-}
-
-TEST(SharedGate, LetsEveryWaiterThroughAlsoWhenItIsClosedAtOnce) {
-    const SharedGate gate(uniqueName("gate"));
-    EXPECT_EQ(QXGateTryWait(gate), result::Busy);
-    EXPECT_EQ(QXGateTimedWait(gate, 1), result::TimedOut);
-    std::atomic<int> waiting = 0;
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < 4; ++i) {
-        waiters.emplace_back([&] {
-            ++waiting;
-            EXPECT_EQ(QXGateWait(gate), result::Ok);
-        });
-    }
-    EXPECT_TRUE(eventually([&] { return waiting == 4; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    QXGateOpen(gate);
-    QXGateClose(gate);
-    for (auto& waiter : waiters)
-        waiter.join(); // hangs if the closing came before somebody looked
-    EXPECT_EQ(QXGateTimedWait(gate, 0), result::TimedOut);
-    QXGateOpen(gate);
-    EXPECT_EQ(QXGateTryWait(gate), result::Ok);
-    EXPECT_EQ(QXGateTimedWait(gate, 0), result::Ok);
-}
-
-TEST(SharedCondition, WaitGivesTheLockUpWholeAndTakesItBack) {
-    const SharedCondition condition(uniqueName("condition"));
-    EXPECT_EQ(QXConditionWait(condition), result::NotOwner);
-    EXPECT_EQ(QXConditionSignal(condition), result::NotOwner);
-    QXConditionAcquire(condition);
-    EXPECT_EQ(QXConditionTryAcquire(condition), result::Ok);
-    std::thread([&] { EXPECT_EQ(QXConditionTryAcquire(condition), result::Busy); }).join();
-    EXPECT_EQ(QXConditionTimedWait(condition, 1), result::TimedOut);
-    bool flag = false; // guarded by the condition's lock
-    std::thread signaller([&] {
-        QXConditionAcquire(condition);
-        flag = true;
-        EXPECT_EQ(QXConditionBroadcast(condition), result::Ok);
-        QXConditionRelease(condition);
-    });
-    while (!flag)
-        EXPECT_EQ(QXConditionWait(condition), result::Ok);
-    signaller.join();
-    EXPECT_EQ(QXConditionRelease(condition), result::Ok);
-    EXPECT_EQ(QXConditionRelease(condition), result::Ok);
-    EXPECT_EQ(QXConditionRelease(condition), result::NotOwner);
-}
-
-namespace {
-
-struct PingPong {
-    int turn; // guarded by the condition's lock
-};
-
-/// Plays every second turn; the parent plays the others.
-const ChildEntry pingPong("condition-ping-pong", [](const auto& arguments) {
-    const SharedCondition condition(arguments[0]);
-    SharedStruct<PingPong> game(arguments[1]);
-    QXConditionAcquire(condition);
-    while (game->turn < 200) {
-        while (game->turn % 2 == 0 && game->turn < 200)
-            CHECK_IN_CHILD(QXConditionWait(condition) >= 0);
-        ++game->turn;
-        QXConditionSignal(condition);
-    }
-    QXConditionRelease(condition);
-    return 0;
-});
-
-/// Waits on a gate, then signals an event.
-const ChildEntry signaller("gate-then-event", [](const auto& arguments) {
-    const SharedGate gate(arguments[0]);
-    const SharedEvent event(arguments[1]);
-    CHECK_IN_CHILD(QXGateWait(gate) >= 0);
-    CHECK_IN_CHILD(QXEventSignal(event) >= 0);
-    return 0;
-});
-
-} // namespace
-
-TEST(SharedCondition, SignalsReachTheOtherProcess) {
-    const std::string name = uniqueName("condition");
-    const std::string gameName = uniqueName("game");
-    const SharedCondition condition(name);
-    SharedStruct<PingPong> game(gameName);
-    ChildProcess child("condition-ping-pong", {name, gameName});
-    QXConditionAcquire(condition);
-    while (game->turn < 200) {
-        while (game->turn % 2 == 1 && game->turn < 200)
-            ASSERT_GE(QXConditionTimedWait(condition, 30'000), 0);
-        ++game->turn;
-        QXConditionSignal(condition);
-    }
-    QXConditionRelease(condition);
-    EXPECT_EQ(child.join(), 0);
-}
-
-TEST(SharedSignals, GateAndEventReachOtherProcesses) {
-    const std::string gateName = uniqueName("gate");
-    const std::string eventName = uniqueName("event");
-    const SharedGate gate(gateName);
-    const SharedEvent event(eventName);
-    ChildProcess first("gate-then-event", {gateName, eventName});
-    ChildProcess second("gate-then-event", {gateName, eventName});
-    QXGateOpen(gate);
-    // Two signals in a row may be one: an event remembers no more. At least one comes.
-    EXPECT_EQ(QXEventTimedWait(event, 30'000), result::Ok);
-    EXPECT_EQ(first.join(), 0);
-    EXPECT_EQ(second.join(), 0);
 }
 
 namespace {

@@ -5,13 +5,19 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <qx/core/Exception.h>
+#include <qx/core/String.h>
+#include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SharedMemory.h>
 #include <qx/platform/sync.h>
 
@@ -316,10 +322,50 @@ const ChildEntry stoppedPeer("stopped-in-set-up", [](const auto&) {
     return 0;
 });
 
+/// Nothing can be opened, and everybody says why; 0 when that is so.
+int expectLackOf(const std::string& what) {
+    const char* const lack = QXSharedObjectsLack();
+    CHECK_IN_CHILD(lack != nullptr && std::strstr(lack, what.c_str()) != nullptr);
+    for (const uint32_t permissions : {0u, 0044u})
+        CHECK_IN_CHILD(openResult("m", QX_SHAREDMEM_CREATE, permissions, 1) ==
+                       result::NotAvailable);
+    try {
+        const ipc::Semaphore semaphore("s", 1);
+    } catch (const ResultException& e) {
+        CHECK_IN_CHILD(e.getResult() == result::NotAvailable);
+        CHECK_IN_CHILD(e.getDescription() == String(lack));
+        return 0;
+    }
+    return 1;
+}
+
+const ChildEntry noMemoryFolder("no-memory-folder", [](const auto&) {
+    if (!enterSmallMemory() || mount("tmpfs", "/dev", "tmpfs", 0, nullptr) != 0)
+        return SkippedStatus;
+    return expectLackOf("/dev/shm");
+});
+
+const ChildEntry noDescriptionLocks("no-description-locks", [](const auto&) {
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fcntl, 0, 4),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
+        BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, F_OFD_GETLK, 0, 2),
+        BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, F_OFD_SETLKW, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+        return SkippedStatus;
+    return expectLackOf("F_OFD_SETLK");
+});
+
 void expectChildEndsWell(const char* entry) {
     const int status = ChildProcess(entry).join();
     if (status == SkippedStatus)
-        GTEST_SKIP() << "mounting is not permitted";
+        GTEST_SKIP() << "a namespace or filter of its own is not permitted";
     EXPECT_EQ(status, 0);
 }
 
@@ -333,4 +379,9 @@ TEST(SharedMemory, AReaderWhoLocksItsFileHoldsNobodyUp) { expectChildEndsWell("h
 
 TEST(SharedLock, APeerStoppedInSetUpHoldsUpItsOwnObjectOnly) {
     expectChildEndsWell("stopped-in-set-up");
+}
+
+TEST(SharedMemory, AMachineThatCannotServeIsToldApart) {
+    expectChildEndsWell("no-memory-folder");
+    expectChildEndsWell("no-description-locks");
 }

@@ -1,7 +1,4 @@
 #include <atomic>
-#include <barrier>
-#include <chrono>
-#include <deque>
 #include <thread>
 #include <vector>
 
@@ -11,57 +8,35 @@
 #include <qx/platform/result.h>
 #include <qx/platform/sync.h>
 
-#include "tests/support/BlockingThread.h"
+#include "tests/ipc/IpcTesting.h"
 
-// Mutexes and reader-writer locks of one process.
+// Mutexes and reader-writer locks, of one process and by name, that several threads want at once.
 
 namespace {
 
 namespace result = qx::result;
-using qxtest::BlockingThread;
 
-class MutexTest : public testing::Test {
+/// Runs with the flags of the object.
+class UnderContention : public testing::TestWithParam<uint32_t> {
 protected:
-    void SetUp() override { ASSERT_EQ(QXMutexCreate("test", 0, m_owner.put()), result::Ok); }
+    void SetUp() override {
+        if (GetParam() == QX_SYNC_SHARED) {
+            QX_SKIP_UNLESS_SHARED();
+        }
+        const std::string name = qxtest::uniqueName("contention");
+        ASSERT_EQ(QXMutexCreate(name.c_str(), GetParam(), m_mutex.put()), result::Ok);
+        ASSERT_EQ(QXRWLockCreate((name + ".lock").c_str(), GetParam(), m_lock.put()), result::Ok);
+    }
 
-    QXHandle mutex() const { return m_owner.get(); }
+    QXHandle mutex() const { return m_mutex.get(); }
+    QXHandle lock() const { return m_lock.get(); }
 
 private:
-    qx::PlatformHandle<&QXMutexDestroy> m_owner;
+    qx::PlatformHandle<&QXMutexDestroy> m_mutex;
+    qx::PlatformHandle<&QXRWLockDestroy> m_lock;
 };
 
-template <class Body>
-auto onAnotherThread(Body body) {
-    decltype(body()) value{};
-    std::jthread([&] { value = body(); }).join();
-    return value;
-}
-
-TEST_F(MutexTest, IsHeldUntilReleasedAsOftenAsAcquired) {
-    const auto othersTry = [this] {
-        const int32_t acquired = QXMutexTryAcquire(mutex());
-        return acquired == result::Ok ? QXMutexRelease(mutex()) : acquired;
-    };
-    EXPECT_EQ(QXMutexAcquire(mutex()), result::Ok);
-    EXPECT_EQ(QXMutexAcquire(mutex()), result::Ok);
-    EXPECT_EQ(QXMutexTryAcquire(mutex()), result::Ok);
-    for (int depth = 3; depth > 0; --depth) {
-        EXPECT_EQ(onAnotherThread(othersTry), result::Busy) << depth;
-        EXPECT_EQ(QXMutexRelease(mutex()), result::Ok);
-    }
-    EXPECT_EQ(onAnotherThread(othersTry), result::Ok);
-    EXPECT_EQ(QXMutexRelease(mutex()), result::NotOwner);
-}
-
-TEST_F(MutexTest, IsReleasedByItsHolderOnly) {
-    const auto release = [this] { return QXMutexRelease(mutex()); };
-    EXPECT_EQ(release(), result::NotOwner);
-    EXPECT_EQ(QXMutexAcquire(mutex()), result::Ok);
-    EXPECT_EQ(onAnotherThread(release), result::NotOwner);
-    EXPECT_EQ(release(), result::Ok);
-}
-
-TEST_F(MutexTest, ExcludesUnderContention) {
+TEST_P(UnderContention, AMutexExcludes) {
     constexpr int Threads = 4;
     constexpr int Rounds = 20'000;
     int64_t count = 0; // plain: the sanitizer watches it
@@ -88,119 +63,7 @@ TEST_F(MutexTest, ExcludesUnderContention) {
     EXPECT_EQ(count, int64_t{Threads} * Rounds);
 }
 
-TEST_F(MutexTest, ASleepingWaiterIsWoken) {
-    std::deque<BlockingThread> waiters;
-    ASSERT_EQ(QXMutexAcquire(mutex()), result::Ok);
-    for (int i = 0; i < 4; ++i) {
-        waiters.emplace_back([this] {
-            EXPECT_EQ(QXMutexAcquire(mutex()), result::Ok);
-            EXPECT_EQ(QXMutexRelease(mutex()), result::Ok);
-        });
-    }
-    for (const BlockingThread& waiter : waiters)
-        waiter.awaitBlocked();
-    EXPECT_EQ(QXMutexRelease(mutex()), result::Ok);
-    waiters.clear(); // joins: hangs if one was missed
-}
-
-class RWLockTest : public testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(QXRWLockCreate("test", 0, m_owner.put()), result::Ok); }
-
-    QXHandle lock() const { return m_owner.get(); }
-
-    int32_t othersTryRead() const {
-        return onAnotherThread([this] {
-            const int32_t acquired = QXRWLockTryAcquireRead(lock());
-            return acquired == result::Ok ? QXRWLockReleaseRead(lock()) : acquired;
-        });
-    }
-    int32_t othersTryWrite() const {
-        return onAnotherThread([this] {
-            const int32_t acquired = QXRWLockTryAcquireWrite(lock());
-            return acquired == result::Ok ? QXRWLockReleaseWrite(lock()) : acquired;
-        });
-    }
-
-private:
-    qx::PlatformHandle<&QXRWLockDestroy> m_owner;
-};
-
-TEST_F(RWLockTest, AdmitsReadersTogetherAndWritersAlone) {
-    EXPECT_EQ(QXRWLockAcquireRead(lock()), result::Ok);
-    EXPECT_EQ(othersTryRead(), result::Ok);
-    EXPECT_EQ(othersTryWrite(), result::Busy);
-    EXPECT_EQ(QXRWLockReleaseRead(lock()), result::Ok);
-
-    EXPECT_EQ(QXRWLockAcquireWrite(lock()), result::Ok);
-    EXPECT_EQ(othersTryRead(), result::Busy);
-    EXPECT_EQ(othersTryWrite(), result::Busy);
-    EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::Ok);
-    EXPECT_EQ(othersTryWrite(), result::Ok);
-}
-
-TEST_F(RWLockTest, RefusesToReleaseWhatIsNotHeld) {
-    EXPECT_EQ(QXRWLockReleaseRead(lock()), result::NotOwner);
-    EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::NotOwner);
-
-    ASSERT_EQ(QXRWLockAcquireRead(lock()), result::Ok);
-    EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::NotOwner);
-    EXPECT_EQ(QXRWLockReleaseRead(lock()), result::Ok);
-    EXPECT_EQ(QXRWLockReleaseRead(lock()), result::NotOwner);
-
-    ASSERT_EQ(QXRWLockAcquireWrite(lock()), result::Ok);
-    EXPECT_EQ(QXRWLockReleaseRead(lock()), result::NotOwner);
-    EXPECT_EQ(onAnotherThread([this] { return QXRWLockReleaseWrite(lock()); }), result::NotOwner);
-    EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::Ok);
-    EXPECT_EQ(othersTryWrite(), result::Ok); // nothing was left behind
-}
-
-TEST_F(RWLockTest, AWriterThatWouldWaitForItselfIsTold) {
-    ASSERT_EQ(QXRWLockTryAcquireWrite(lock()), result::Ok);
-    EXPECT_EQ(QXRWLockAcquireWrite(lock()), result::Deadlock);
-    EXPECT_EQ(QXRWLockAcquireRead(lock()), result::Deadlock);
-    EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::Ok);
-}
-
-TEST_F(RWLockTest, AWriterThatWaitsKeepsLaterReadersOut) {
-    ASSERT_EQ(QXRWLockAcquireRead(lock()), result::Ok);
-    BlockingThread writer([this] {
-        EXPECT_EQ(QXRWLockAcquireWrite(lock()), result::Ok);
-        EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::Ok);
-    });
-    writer.awaitBlocked();
-    EXPECT_EQ(othersTryRead(), result::Busy);
-    EXPECT_EQ(QXRWLockReleaseRead(lock()), result::Ok);
-    writer.join();
-    EXPECT_EQ(othersTryRead(), result::Ok);
-}
-
-TEST_F(RWLockTest, AWriterLetsAllWaitingReadersInBeforeTheNextWriter) {
-    constexpr int Readers = 4;
-    ASSERT_EQ(QXRWLockAcquireWrite(lock()), result::Ok);
-    std::atomic<int> readersDone{0};
-    BlockingThread nextWriter([&] {
-        EXPECT_EQ(QXRWLockAcquireWrite(lock()), result::Ok);
-        EXPECT_EQ(readersDone, Readers);
-        EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::Ok);
-    });
-    nextWriter.awaitBlocked();
-    std::barrier allInside(Readers); // hangs unless they hold the lock together
-    std::deque<BlockingThread> readers;
-    for (int i = 0; i < Readers; ++i) {
-        readers.emplace_back([&] {
-            EXPECT_EQ(QXRWLockAcquireRead(lock()), result::Ok);
-            allInside.arrive_and_wait();
-            ++readersDone;
-            EXPECT_EQ(QXRWLockReleaseRead(lock()), result::Ok);
-        });
-    }
-    for (const BlockingThread& reader : readers)
-        reader.awaitBlocked();
-    EXPECT_EQ(QXRWLockReleaseWrite(lock()), result::Ok);
-}
-
-TEST_F(RWLockTest, NeitherSideStarves) {
+TEST_P(UnderContention, NeitherReadersNorWritersStarve) {
     // Two threads of one side keep the lock busy without a gap until the other side got in often
     // enough; hangs if it never does.
     constexpr int Rounds = 50;
@@ -231,7 +94,7 @@ TEST_F(RWLockTest, NeitherSideStarves) {
     }
 }
 
-TEST_F(RWLockTest, KeepsItsPromiseUnderContention) {
+TEST_P(UnderContention, WritersAreAlone) {
     constexpr int Threads = 4;
     constexpr int Rounds = 5'000;
     int64_t first = 0; // plain, and equal whenever no writer is inside
@@ -258,5 +121,7 @@ TEST_F(RWLockTest, KeepsItsPromiseUnderContention) {
     threads.clear();
     EXPECT_EQ(first, int64_t{Threads} * Rounds / 4);
 }
+
+INSTANTIATE_TEST_SUITE_P(Flags, UnderContention, testing::Values(0u, QX_SYNC_SHARED));
 
 } // namespace

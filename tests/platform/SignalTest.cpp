@@ -9,55 +9,15 @@
 #include <qx/platform/result.h>
 #include <qx/platform/sync.h>
 
-#include "tests/support/BlockingThread.h"
-
-// Events, gates, semaphores and conditions of one process.
+// Events, semaphores and conditions of one process under contention, and the limits of a count.
 
 namespace {
 
 namespace result = qx::result;
-using qxtest::BlockingThread;
 
 using Event = qx::PlatformHandle<&QXEventDestroy>;
-using Gate = qx::PlatformHandle<&QXGateDestroy>;
 using Semaphore = qx::PlatformHandle<&QXSemaphoreDestroy>;
 using ConditionHandle = qx::PlatformHandle<&QXConditionDestroy>;
-
-TEST(EventTest, RemembersOneSignal) {
-    Event event;
-    ASSERT_EQ(QXEventCreate(nullptr, 0, event.put()), result::Ok);
-    EXPECT_EQ(QXEventSignal(event.get()), result::Ok);
-    EXPECT_EQ(QXEventSignal(event.get()), result::Ok);
-    EXPECT_EQ(QXEventTimedWait(event.get(), 0), result::Ok);
-    EXPECT_EQ(QXEventTimedWait(event.get(), 0), result::TimedOut);
-    EXPECT_EQ(QXEventTimedWait(event.get(), 1), result::TimedOut); // leaves no trace either
-    EXPECT_EQ(QXEventSignal(event.get()), result::Ok);
-    EXPECT_EQ(QXEventWait(event.get()), result::Ok);
-}
-
-TEST(EventTest, EverySignalReleasesOneWaiter) {
-    constexpr int Waiters = 4;
-    Event event;
-    ASSERT_EQ(QXEventCreate(nullptr, 0, event.put()), result::Ok);
-    std::atomic<int> released{0};
-    std::deque<BlockingThread> waiters;
-    for (int i = 0; i < Waiters; ++i) {
-        waiters.emplace_back([&, i] {
-            EXPECT_EQ(i % 2 == 0 ? QXEventWait(event.get())
-                                 : QXEventTimedWait(event.get(), 100'000),
-                      result::Ok);
-            ++released;
-        });
-    }
-    for (const BlockingThread& waiter : waiters)
-        waiter.awaitBlocked();
-    // All in a row: the second comes before the first waiter had the time to run.
-    for (int i = 0; i < Waiters; ++i)
-        EXPECT_EQ(QXEventSignal(event.get()), result::Ok);
-    waiters.clear();
-    EXPECT_EQ(released, Waiters);
-    EXPECT_EQ(QXEventTimedWait(event.get(), 0), result::TimedOut);
-}
 
 TEST(EventTest, ATimeOutLosesNoSignal) {
     // Each signal is answered through the other event, so that none may be dropped although the
@@ -81,43 +41,6 @@ TEST(EventTest, ATimeOutLosesNoSignal) {
         while (QXEventTimedWait(answer.get(), 1) != result::Ok) {
         }
         EXPECT_EQ(shared, i + 1);
-    }
-}
-
-TEST(GateTest, StaysOpenUntilClosed) {
-    Gate gate;
-    ASSERT_EQ(QXGateCreate(nullptr, 0, gate.put()), result::Ok);
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(QXGateTryWait(gate.get()), result::Busy);
-        EXPECT_EQ(QXGateTimedWait(gate.get(), 1), result::TimedOut);
-        EXPECT_EQ(QXGateOpen(gate.get()), result::Ok);
-        EXPECT_EQ(QXGateOpen(gate.get()), result::Ok);
-        EXPECT_EQ(QXGateTryWait(gate.get()), result::Ok);
-        EXPECT_EQ(QXGateWait(gate.get()), result::Ok);
-        EXPECT_EQ(QXGateTimedWait(gate.get(), 0), result::Ok);
-        EXPECT_EQ(QXGateClose(gate.get()), result::Ok);
-        EXPECT_EQ(QXGateClose(gate.get()), result::Ok);
-    }
-}
-
-TEST(GateTest, OpeningForAMomentReleasesEveryWaiter) {
-    Gate gate;
-    ASSERT_EQ(QXGateCreate(nullptr, 0, gate.put()), result::Ok);
-    for (int round = 0; round < 20; ++round) {
-        std::deque<BlockingThread> waiters;
-        for (int i = 0; i < 4; ++i) {
-            waiters.emplace_back([&, i] {
-                EXPECT_EQ(i % 2 == 0 ? QXGateWait(gate.get())
-                                     : QXGateTimedWait(gate.get(), 100'000),
-                          result::Ok);
-            });
-        }
-        for (const BlockingThread& waiter : waiters)
-            waiter.awaitBlocked();
-        EXPECT_EQ(QXGateOpen(gate.get()), result::Ok);
-        EXPECT_EQ(QXGateClose(gate.get()), result::Ok);
-        waiters.clear(); // joins: hangs if a waiter was missed
-        EXPECT_EQ(QXGateTryWait(gate.get()), result::Busy);
     }
 }
 
@@ -187,75 +110,6 @@ protected:
 private:
     ConditionHandle m_owner;
 };
-
-TEST_F(ConditionTest, IsWaitedForAndReleasedByItsHolderOnly) {
-    EXPECT_EQ(QXConditionRelease(condition()), result::NotOwner);
-    EXPECT_EQ(QXConditionWait(condition()), result::NotOwner);
-    EXPECT_EQ(QXConditionTimedWait(condition(), 1), result::NotOwner);
-    acquire();
-    std::jthread([this] {
-        EXPECT_EQ(QXConditionRelease(condition()), result::NotOwner);
-        EXPECT_EQ(QXConditionWait(condition()), result::NotOwner);
-    }).join();
-    release();
-}
-
-TEST_F(ConditionTest, AWaitGivesUpTheWholeDepthAndTakesItBack) {
-    for (const bool timesOut : {false, true}) {
-        SCOPED_TRACE(timesOut);
-        BlockingThread waiter([&, timesOut] {
-            acquire();
-            acquire();
-            acquire();
-            EXPECT_EQ(timesOut ? QXConditionTimedWait(condition(), 20)
-                               : QXConditionWait(condition()),
-                      timesOut ? result::TimedOut : result::Ok);
-            release();
-            release();
-            release();
-            EXPECT_EQ(QXConditionRelease(condition()), result::NotOwner);
-        });
-        waiter.awaitBlocked();
-        acquire(); // hangs if the waiter kept a part of the lock
-        if (!timesOut) {
-            EXPECT_EQ(QXConditionSignal(condition()), result::Ok);
-        }
-        release();
-    }
-}
-
-TEST_F(ConditionTest, SignalEndsTheLongestWaitAndBroadcastAll) {
-    constexpr int Waiters = 4;
-    std::vector<int> order; // guarded by the condition
-    std::deque<BlockingThread> waiters;
-    for (int i = 0; i < Waiters; ++i) {
-        waiters.emplace_back([&, i] {
-            acquire();
-            EXPECT_EQ(QXConditionWait(condition()), result::Ok);
-            order.push_back(i);
-            release();
-        });
-        waiters.back().awaitBlocked();
-    }
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(QXConditionSignal(condition()), result::Ok); // without holding it
-        waiters[static_cast<size_t>(i)].join();
-    }
-    acquire();
-    EXPECT_EQ(order, (std::vector<int>{0, 1}));
-    EXPECT_EQ(QXConditionBroadcast(condition()), result::Ok);
-    release();
-    waiters[2].join();
-    waiters[3].join();
-    EXPECT_EQ(order.size(), 4u);
-    waiters.clear();
-
-    // Nothing is remembered for later waits.
-    EXPECT_EQ(QXConditionSignal(condition()), result::Ok);
-    acquire();
-    EXPECT_EQ(QXConditionTimedWait(condition(), 1), result::TimedOut);
-    release();
-}
 
 TEST_F(ConditionTest, SignalsAndTimeOutsThatMeetAddUp) {
     constexpr int Waiters = 3;

@@ -10,7 +10,7 @@ namespace qxtest {
 namespace {
 
 char kernelState(int threadNumber) {
-    std::ifstream file("/proc/self/task/" + std::to_string(threadNumber) + "/stat");
+    std::ifstream file("/proc/" + std::to_string(threadNumber) + "/stat");
     std::string line;
     std::getline(file, line);
     const auto nameEnd = line.rfind(')');
@@ -21,12 +21,18 @@ char kernelState(int threadNumber) {
 
 int BlockingThread::ownNumber() { return gettid(); }
 
-void BlockingThread::awaitBlocked() const {
+void awaitAsleep(int threadNumber, const std::function<bool()>& isFinished) {
     // Several looks in a row: a sanitizer may make a thread sleep for a moment of its own.
-    for (int looksAsleep = 0; looksAsleep < 3 && !m_finished;) {
-        looksAsleep = m_number != 0 && kernelState(m_number) == 'S' ? looksAsleep + 1 : 0;
+    for (int looksAsleep = 0; looksAsleep < 3 && !isFinished();) {
+        looksAsleep = threadNumber != 0 && kernelState(threadNumber) == 'S' ? looksAsleep + 1 : 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
+
+void BlockingThread::awaitBlocked() const {
+    while (m_number == 0)
+        std::this_thread::yield();
+    awaitAsleep(m_number, [this] { return m_finished.load(); });
 }
 
 } // namespace qxtest

@@ -1,9 +1,14 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 namespace qxtest {
+
+/// Returns when the thread of that number, of whatever process, sleeps in the kernel or the
+/// predicate holds.
+void awaitAsleep(int threadNumber, const std::function<bool()>& isFinished);
 
 /// A thread whose body blocks at some point, and of which a test can tell when it does. Joined by
 /// the destructor.

@@ -1,9 +1,7 @@
-#include <atomic>
 #include <mutex>
 #include <shared_mutex>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -80,32 +78,6 @@ TEST(LockClasses, AFakeMutexLetsEverybodyIn) {
     EXPECT_TRUE(isFreeForOthers(fake));
 }
 
-TEST(LockClasses, GuardAnInvariantTogether) {
-    constexpr int Threads = 4;
-    constexpr int Rounds = 5'000;
-    Mutex mutex;
-    ReaderWriterLock lock;
-    int64_t underMutex = 0; // plain: the sanitizer watches them
-    int64_t underLock = 0;
-    std::vector<std::jthread> threads;
-    for (int t = 0; t < Threads; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < Rounds; ++i) {
-                {
-                    const std::scoped_lock both(mutex, lock);
-                    ++underMutex;
-                    ++underLock;
-                }
-                const std::shared_lock reader(lock);
-                EXPECT_GT(underLock, 0);
-            }
-        });
-    }
-    threads.clear();
-    EXPECT_EQ(underMutex, int64_t{Threads} * Rounds);
-    EXPECT_EQ(underLock, underMutex);
-}
-
 TEST(ConditionClass, ATimeOutThrowsWithTheLockTakenBack) {
     Condition condition;
     {
@@ -130,41 +102,6 @@ TEST(ConditionClass, AHolderLeftByAnExceptionReleases) {
         std::runtime_error);
     std::jthread([&condition] { const Condition::Holder other(condition); }).join(); // or hangs
     expectThrowsResult(result::NotOwner, [&] { condition.release(); });
-}
-
-TEST(ConditionClass, HandsEveryItemToOneConsumer) {
-    constexpr int Consumers = 3;
-    constexpr int Items = 3'000;
-    Condition condition;
-    int available = 0;
-    bool closed = false;
-    std::atomic<int> consumed{0};
-    std::vector<std::jthread> consumers;
-    for (int t = 0; t < Consumers; ++t) {
-        consumers.emplace_back([&] {
-            const Condition::Holder holder(condition);
-            for (;;) {
-                while (available == 0 && !closed)
-                    condition.wait();
-                if (available == 0)
-                    return;
-                --available;
-                ++consumed;
-            }
-        });
-    }
-    for (int i = 0; i < Items; ++i) {
-        const Condition::Holder holder(condition);
-        ++available;
-        condition.signal();
-    }
-    {
-        const Condition::Holder holder(condition);
-        closed = true;
-        condition.broadcast();
-    }
-    consumers.clear();
-    EXPECT_EQ(consumed, Items);
 }
 
 } // namespace

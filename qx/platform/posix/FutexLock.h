@@ -10,6 +10,8 @@ namespace qx::platform {
 /// returning.
 class FutexLock {
 public:
+    static constexpr bool IsInherited = false; // nobody gets it when its holder ends
+
     bool try_lock() noexcept {
         return tryAsKnown() || (!t_callingThread.isKnown() && tryLockForTheFirstTime());
     }

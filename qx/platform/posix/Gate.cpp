@@ -1,4 +1,4 @@
-#include "qx/platform/posix/futex.h"
+#include "qx/platform/posix/WaitWord.h"
 #include "qx/platform/posix/synchandle.h"
 
 namespace qx::platform {
@@ -6,7 +6,9 @@ namespace qx::platform {
 namespace {
 
 /// The state counts closings, so that a waiter which only runs after the gate has been opened and
-/// closed again still sees that it was open.
+/// closed again still sees that it was open. It is all in one word, which no death can leave
+/// half-way: the same gate serves one process and several, but for how they sleep on the word.
+template <FutexScope Scope>
 class Gate {
 public:
     int32_t open() noexcept {
@@ -18,7 +20,7 @@ public:
                                               std::memory_order_relaxed)) {
         }
         if ((state & Waiters) != 0)
-            futexWake(word, WakeAll);
+            futexWake(word, WakeAll, Scope);
         return result::Ok;
     }
 
@@ -53,11 +55,18 @@ private:
     static constexpr uint32_t OneClosing = 4;
 
     int32_t waitUntil(const Deadline* deadline) noexcept;
+    bool sleep(uint32_t state, const Deadline* deadline) noexcept {
+        if constexpr (Scope == FutexScope::Machine)
+            return shared::sleepForASlice(futexWord(m_state), state, deadline);
+        else
+            return futexWait(futexWord(m_state), state, deadline);
+    }
 
     std::atomic<uint32_t> m_state{0};
 };
 
-int32_t Gate::waitUntil(const Deadline* deadline) noexcept {
+template <FutexScope Scope>
+int32_t Gate<Scope>::waitUntil(const Deadline* deadline) noexcept {
     uint32_t state = m_state.load(std::memory_order_acquire);
     const uint32_t closings = state / OneClosing;
     bool inTime = true;
@@ -67,34 +76,46 @@ int32_t Gate::waitUntil(const Deadline* deadline) noexcept {
         if ((state & Waiters) == 0 &&
             !m_state.compare_exchange_weak(state, state | Waiters, std::memory_order_acquire))
             continue;
-        inTime = futexWait(futexWord(m_state), state | Waiters, deadline);
+        inTime = sleep(state | Waiters, deadline);
         state = m_state.load(std::memory_order_acquire);
     }
     return result::Ok;
 }
 
+using LocalGate = Gate<FutexScope::Process>;
+using SharedGate = Gate<FutexScope::Machine>;
+
 } // namespace
+
+template <>
+constexpr shared::Kind shared::KindOf<SharedGate> = Kind::Gate;
 
 } // namespace qx::platform
 
 using namespace qx::platform;
 
 int32_t QXGateCreate(const char* name, uint32_t flags, QXHandle* handle) {
-    return createSync<Gate, &shared::gateCreate>(name, flags, handle);
+    return createSync<LocalGate, SharedGate>(name, flags, handle);
 }
 
-int32_t QXGateDestroy(QXHandle handle) { return destroySync<Gate, &shared::gateDestroy>(handle); }
+int32_t QXGateDestroy(QXHandle handle) { return destroySync<LocalGate, SharedGate>(handle); }
 
-int32_t QXGateOpen(QXHandle handle) { return callSync<&Gate::open, &shared::gateOpen>(handle); }
+int32_t QXGateOpen(QXHandle handle) {
+    return callSync<&LocalGate::open, &SharedGate::open>(handle);
+}
 
-int32_t QXGateClose(QXHandle handle) { return callSync<&Gate::close, &shared::gateClose>(handle); }
+int32_t QXGateClose(QXHandle handle) {
+    return callSync<&LocalGate::close, &SharedGate::close>(handle);
+}
 
-int32_t QXGateWait(QXHandle handle) { return callSync<&Gate::wait, &shared::gateWait>(handle); }
+int32_t QXGateWait(QXHandle handle) {
+    return callSync<&LocalGate::wait, &SharedGate::wait>(handle);
+}
 
 int32_t QXGateTryWait(QXHandle handle) {
-    return callSync<&Gate::tryWait, &shared::gateTryWait>(handle);
+    return callSync<&LocalGate::tryWait, &SharedGate::tryWait>(handle);
 }
 
 int32_t QXGateTimedWait(QXHandle handle, uint32_t milliseconds) {
-    return callSync<&Gate::timedWait, &shared::gateTimedWait>(handle, milliseconds);
+    return callSync<&LocalGate::timedWait, &SharedGate::timedWait>(handle, milliseconds);
 }

@@ -1,6 +1,7 @@
 #include <mutex>
 
 #include "qx/platform/posix/FutexLock.h"
+#include "qx/platform/posix/SharedRWLock.h"
 #include "qx/platform/posix/ThreadIdentity.h"
 #include "qx/platform/posix/WaitQueue.h"
 #include "qx/platform/posix/synchandle.h"
@@ -12,7 +13,7 @@ namespace {
 /// A phase-fair lock. While nobody waits it is one word. Whoever has to wait queues, which keeps
 /// later comers from overtaking, and is handed the lock by a release: a writer by the last reader
 /// of a phase, all waiting readers by a writer.
-class RWLock {
+class LocalRWLock {
 public:
     int32_t acquireRead() noexcept {
         return tryEnter(Reading) ? result::Ok : acquireContended(Reading, m_readers);
@@ -72,7 +73,7 @@ private:
     WaitQueue m_writers;
 };
 
-int32_t RWLock::acquireContended(Side side, WaitQueue& queue) noexcept {
+int32_t LocalRWLock::acquireContended(Side side, WaitQueue& queue) noexcept {
     if (m_writer.load(std::memory_order_relaxed) == t_callingThread.identity)
         return result::Deadlock;
     if (spin([this, side] { return tryEnter(side); }))
@@ -85,7 +86,7 @@ int32_t RWLock::acquireContended(Side side, WaitQueue& queue) noexcept {
 
 /// True when the lock was free for @p side after all. Otherwise its holder, or the release that is
 /// on its way to m_guard, will find the waiter.
-bool RWLock::enterOrQueue(Side side, WaitQueue& queue, Waiter& waiter) noexcept {
+bool LocalRWLock::enterOrQueue(Side side, WaitQueue& queue, Waiter& waiter) noexcept {
     const std::lock_guard guard(m_guard);
     uint32_t state = m_state.load(std::memory_order_relaxed);
     while ((state & Queued) == 0) {
@@ -101,7 +102,7 @@ bool RWLock::enterOrQueue(Side side, WaitQueue& queue, Waiter& waiter) noexcept 
     return false;
 }
 
-int32_t RWLock::releaseRead() noexcept {
+int32_t LocalRWLock::releaseRead() noexcept {
     uint32_t state = m_state.load(std::memory_order_relaxed);
     do {
         if (state < OneReader)
@@ -113,7 +114,7 @@ int32_t RWLock::releaseRead() noexcept {
     return result::Ok;
 }
 
-int32_t RWLock::releaseWrite() noexcept {
+int32_t LocalRWLock::releaseWrite() noexcept {
     if (m_writer.load(std::memory_order_relaxed) != t_callingThread.identity)
         return result::NotOwner;
     m_writer.store(NoThread, std::memory_order_relaxed);
@@ -126,7 +127,7 @@ int32_t RWLock::releaseWrite() noexcept {
 
 /// Hands the lock, which nobody else can enter while Queued is set, to the next phase: the
 /// @p preferred side if somebody waits there, else the other.
-void RWLock::admit(const WaitQueue& preferred) noexcept {
+void LocalRWLock::admit(const WaitQueue& preferred) noexcept {
     WaitQueue admitted;
     {
         const std::lock_guard guard(m_guard);
@@ -150,33 +151,31 @@ void RWLock::admit(const WaitQueue& preferred) noexcept {
 using namespace qx::platform;
 
 int32_t QXRWLockCreate(const char* name, uint32_t flags, QXHandle* handle) {
-    return createSync<RWLock, &shared::rwlockCreate>(name, flags, handle);
+    return createSync<LocalRWLock, SharedRWLock>(name, flags, handle);
 }
 
-int32_t QXRWLockDestroy(QXHandle handle) {
-    return destroySync<RWLock, &shared::rwlockDestroy>(handle);
-}
+int32_t QXRWLockDestroy(QXHandle handle) { return destroySync<LocalRWLock, SharedRWLock>(handle); }
 
 int32_t QXRWLockAcquireRead(QXHandle handle) {
-    return callSync<&RWLock::acquireRead, &shared::rwlockAcquireRead>(handle);
+    return callSync<&LocalRWLock::acquireRead, &SharedRWLock::acquireRead>(handle);
 }
 
 int32_t QXRWLockAcquireWrite(QXHandle handle) {
-    return callSync<&RWLock::acquireWrite, &shared::rwlockAcquireWrite>(handle);
+    return callSync<&LocalRWLock::acquireWrite, &SharedRWLock::acquireWrite>(handle);
 }
 
 int32_t QXRWLockTryAcquireRead(QXHandle handle) {
-    return callSync<&RWLock::tryAcquireRead, &shared::rwlockTryAcquireRead>(handle);
+    return callSync<&LocalRWLock::tryAcquireRead, &SharedRWLock::tryAcquireRead>(handle);
 }
 
 int32_t QXRWLockTryAcquireWrite(QXHandle handle) {
-    return callSync<&RWLock::tryAcquireWrite, &shared::rwlockTryAcquireWrite>(handle);
+    return callSync<&LocalRWLock::tryAcquireWrite, &SharedRWLock::tryAcquireWrite>(handle);
 }
 
 int32_t QXRWLockReleaseRead(QXHandle handle) {
-    return callSync<&RWLock::releaseRead, &shared::rwlockReleaseRead>(handle);
+    return callSync<&LocalRWLock::releaseRead, &SharedRWLock::releaseRead>(handle);
 }
 
 int32_t QXRWLockReleaseWrite(QXHandle handle) {
-    return callSync<&RWLock::releaseWrite, &shared::rwlockReleaseWrite>(handle);
+    return callSync<&LocalRWLock::releaseWrite, &SharedRWLock::releaseWrite>(handle);
 }

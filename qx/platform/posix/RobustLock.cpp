@@ -2,13 +2,11 @@
 
 namespace qx::platform::shared {
 
-RobustLock::RobustLock(Recursion recursion) noexcept {
+RobustLock::RobustLock() noexcept {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
     pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
     pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    if (recursion == Recursion::Counted)
-        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     pthread_mutex_init(&m_mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);
 }

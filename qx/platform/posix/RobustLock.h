@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <mutex>
 
 #include <pthread.h>
 
@@ -12,13 +13,11 @@ namespace qx::platform::shared {
 /// waking. Results are errno values, as the thread library gives them.
 class RobustLock {
 public:
-    enum class Recursion { None, Counted };
-
     /// Makes the lock in place; nobody else may see it yet.
-    explicit RobustLock(Recursion recursion) noexcept;
+    RobustLock() noexcept;
 
     /// 0; EOWNERDEAD when the lock is held now but its last holder died with it: the caller repairs
-    /// the state under it and calls markRepaired; EAGAIN when it cannot be taken more often.
+    /// the state under it and calls markRepaired.
     int acquire() noexcept { return pthread_mutex_lock(&m_mutex); }
     /// As acquire, or EBUSY.
     int tryAcquire() noexcept { return pthread_mutex_trylock(&m_mutex); }
@@ -30,26 +29,44 @@ private:
     pthread_mutex_t m_mutex;
 };
 
+/// Reads the result of an attempt to acquire a robust lock: true when it is held now, after
+/// @p repair where its last holder died, false when it is another's.
+template <class Repair>
+bool isAcquired(RobustLock& lock, int error, Repair repair) noexcept {
+    if (error == EBUSY)
+        return false;
+    if (error == EOWNERDEAD) {
+        repair();
+        lock.markRepaired();
+    } else if (error != 0) {
+        std::abort(); // the shared memory was overwritten: nothing in it can be relied on
+    }
+    return true;
+}
+
 /// Holds the lock of a state for a scope. @p State has a RobustLock `lock` and a function
 /// `repair()` that makes its derived fields right again after a holder died half-way.
 template <class State>
 class Locked {
 public:
-    explicit Locked(State& state) noexcept : m_state(state) {
-        const int error = state.lock.acquire();
-        if (error == EOWNERDEAD) {
-            state.repair();
-            state.lock.markRepaired();
-        } else if (error != 0) {
-            std::abort(); // the shared memory was overwritten: nothing in it can be relied on
-        }
+    explicit Locked(State& state) noexcept : Locked(state, state.lock.acquire()) {}
+    /// Holds it only if nobody else does.
+    Locked(State& state, std::try_to_lock_t) noexcept : Locked(state, state.lock.tryAcquire()) {}
+    ~Locked() {
+        if (m_isHeld)
+            m_state.lock.release();
     }
-    ~Locked() { m_state.lock.release(); }
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
+    explicit operator bool() const noexcept { return m_isHeld; }
+
 private:
+    Locked(State& state, int error) noexcept
+        : m_state(state), m_isHeld(isAcquired(state.lock, error, [&] { state.repair(); })) {}
+
     State& m_state;
+    const bool m_isHeld;
 };
 
 } // namespace qx::platform::shared

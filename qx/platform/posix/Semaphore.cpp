@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "qx/platform/posix/Grants.h"
+#include "qx/platform/posix/SharedSemaphore.h"
 #include "qx/platform/posix/synchandle.h"
 
 namespace qx::platform {
@@ -8,11 +9,11 @@ namespace qx::platform {
 namespace {
 
 /// Waiting and posting are one addition each as long as nobody has to sleep.
-class Semaphore {
+class LocalSemaphore {
 public:
     static constexpr int64_t MaximumCount = 0x7FFFFFFF;
 
-    explicit Semaphore(uint32_t count) noexcept : m_balance(count) {}
+    explicit LocalSemaphore(uint32_t count) noexcept : m_balance(count) {}
 
     int32_t post() noexcept {
         // Posts that race at the limit may go beyond it by one each; no unit is lost.
@@ -58,29 +59,29 @@ using namespace qx::platform;
 
 int32_t QXSemaphoreCreate(uint32_t initialCount, const char* name, uint32_t flags,
                           QXHandle* handle) {
-    if (handle != nullptr && initialCount > Semaphore::MaximumCount) {
+    if (handle != nullptr && initialCount > LocalSemaphore::MaximumCount) {
         *handle = NoHandle;
         return qx::result::InvalidArgument;
     }
-    return createSync<Semaphore, &shared::semaphoreCreate>(name, flags, handle, initialCount);
+    return createSync<LocalSemaphore, SharedSemaphore>(name, flags, handle, initialCount);
 }
 
 int32_t QXSemaphoreDestroy(QXHandle handle) {
-    return destroySync<Semaphore, &shared::semaphoreDestroy>(handle);
+    return destroySync<LocalSemaphore, SharedSemaphore>(handle);
 }
 
 int32_t QXSemaphorePost(QXHandle handle) {
-    return callSync<&Semaphore::post, &shared::semaphorePost>(handle);
+    return callSync<&LocalSemaphore::post, &SharedSemaphore::post>(handle);
 }
 
 int32_t QXSemaphoreWait(QXHandle handle) {
-    return callSync<&Semaphore::wait, &shared::semaphoreWait>(handle);
+    return callSync<&LocalSemaphore::wait, &SharedSemaphore::wait>(handle);
 }
 
 int32_t QXSemaphoreTryWait(QXHandle handle) {
-    return callSync<&Semaphore::tryWait, &shared::semaphoreTryWait>(handle);
+    return callSync<&LocalSemaphore::tryWait, &SharedSemaphore::tryWait>(handle);
 }
 
 int32_t QXSemaphoreGetValue(QXHandle handle, int32_t* value) {
-    return callSync<&Semaphore::getValue, &shared::semaphoreGetValue>(handle, value);
+    return callSync<&LocalSemaphore::getValue, &SharedSemaphore::getValue>(handle, value);
 }

@@ -17,7 +17,8 @@ namespace qx::platform::shared {
 
 namespace {
 
-constexpr char MemoryFolder[] = "/dev/shm";
+#define QX_MEMORY_FOLDER "/dev/shm"
+constexpr char MemoryFolder[] = QX_MEMORY_FOLDER;
 
 // Bytes of a file that are locked, one for each slot; what they contain does not matter. A user has
 // a lock on one of them, whoever sets up or removes the file a write lock on all. Nobody ever waits
@@ -325,6 +326,18 @@ int32_t SharedFile::endSetUp() noexcept {
         tryLock(file, F_UNLCK, FirstUserByte + 1, UserBytes - 1) == Locking::Done)
         return result::Ok;
     return lockFailure();
+}
+
+const char* SharedFile::lack() noexcept {
+    const Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
+    if (!folder)
+        return "Objects between processes lie in the folder " QX_MEMORY_FOLDER
+               ", which cannot be opened.";
+    struct flock range = rangeOf(F_RDLCK, FirstUserByte, 1);
+    if (fcntl(folder.get(), F_OFD_GETLK, &range) != 0)
+        return "Processes that use an object are told by locks of open file descriptions "
+               "(F_OFD_SETLK), which the system refuses in " QX_MEMORY_FOLDER ".";
+    return nullptr;
 }
 
 int32_t SharedFile::reserve(uint64_t sizeInBytes) noexcept {

@@ -83,6 +83,9 @@ public:
 
     static constexpr size_t FileNameCapacity = 256;
 
+    /// What the machine lacks for such files; null when nothing.
+    static const char* lack() noexcept;
+
 private:
     int32_t beginSetUp(const SharedFileRequest& request, int folder, Descriptor file) noexcept;
     int32_t joinUsers(Descriptor file) noexcept;

@@ -95,8 +95,11 @@ SharedObject* SharedObject::find(QXHandle handle, Kind kind) noexcept {
 }
 
 SharedObject::~SharedObject() {
-    if (isUsable())
-        m_layout.leave(m_state, slot());
+    // When others are busy with the state all the time they see to it themselves: without its lock
+    // on the file this process is a dead one.
+    constexpr uint32_t Attempts = 100;
+    for (uint32_t i = 0; i < Attempts && isUsable() && !m_layout.tryLeave(m_state, *this); ++i)
+        pauseBeforeRetry(0);
     if (m_header != nullptr)
         munmap(m_header, StateOffset + m_layout.sizeInBytes);
 }
@@ -112,8 +115,8 @@ int32_t SharedObject::attach(const char* name, uint32_t initial) noexcept {
         r = m_file.endSetUp();
     if (r < 0)
         return r;
-    adoptSlot();
-    return result::Ok;
+    m_isUsable = tryAdoptSlot();
+    return m_isUsable ? result::Ok : result::Busy;
 }
 
 int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
@@ -141,12 +144,11 @@ int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
 
 /// Makes the slot just taken visible to those who look for dead holders, and cleans it of what its
 /// last process left.
-void SharedObject::adoptSlot() noexcept {
-    m_isUsable = true;
+bool SharedObject::tryAdoptSlot() noexcept {
     uint32_t limit = m_header->slotLimit.load();
     while (limit <= slot() && !m_header->slotLimit.compare_exchange_weak(limit, slot() + 1)) {
     }
-    m_layout.leave(m_state, slot());
+    return m_layout.tryLeave(m_state, *this);
 }
 
 uint32_t SharedObject::slotLimit() const noexcept { return m_header->slotLimit.load(); }
@@ -163,13 +165,13 @@ void SharedObject::afterForkInChild() noexcept {
     for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
         if (!object->isUsable())
             continue;
-        if (object->m_file.reenter() >= 0) {
-            object->adoptSlot();
-        } else {
-            // Without a slot nobody would know of this process: its handles are dead.
-            object->m_isUsable = false;
+        object->m_isUsable = object->m_file.reenter() >= 0 &&
+                             retryWhileBusy([object] {
+                                 return object->tryAdoptSlot() ? result::Ok : result::Busy;
+                             }) == result::Ok;
+        // Without a slot nobody would know of this process: its handles are dead.
+        if (!object->m_isUsable)
             object->m_file.abandon();
-        }
     }
 }
 

@@ -8,8 +8,8 @@
 
 #include "qx/platform/posix/RobustLock.h"
 #include "qx/platform/posix/SharedFile.h"
+#include "qx/platform/posix/ThreadIdentity.h"
 #include "qx/platform/posix/WaitWord.h"
-#include <qx/platform/native.h>
 #include <qx/platform/result.h>
 #include <qx/platform/types.h>
 
@@ -18,7 +18,13 @@ namespace qx::platform::shared {
 /// Kinds of objects; the numbers stand in the files.
 enum class Kind : uint32_t { Mutex = 1, Condition, Event, Gate, Semaphore, RWLock };
 
+/// The kind of the objects whose state is a @p State.
+template <class State>
+extern const Kind KindOf;
+
 inline constexpr uint32_t SlotCount = SharedFile::SlotCount;
+
+class SharedObject;
 
 /// How the state of one kind lies in the file. A state is constructed in place by the process that
 /// creates the object, holds no addresses and is never destroyed.
@@ -26,15 +32,25 @@ struct Layout {
     Kind kind;
     size_t sizeInBytes;
     void (*construct)(void* place, uint32_t initial);
-    /// Gives back what the slot, or for locks owned by threads the calling thread, holds.
-    void (*leave)(void* state, uint32_t slot);
+    /// Gives back what the slot holds, or for locks owned by threads the calling thread. False when
+    /// another process is just changing the state: nobody waits for that, it may be stopped.
+    bool (*tryLeave)(void* state, SharedObject& user);
 };
 
 template <class State>
-inline constexpr Layout LayoutOf{
-    State::ObjectKind, sizeof(State),
-    [](void* place, uint32_t initial) { new (place) State(initial); },
-    [](void* state, uint32_t slot) { static_cast<State*>(state)->leave(slot); }};
+inline constexpr Layout LayoutOf{KindOf<State>, sizeof(State),
+                                 [](void* place, [[maybe_unused]] uint32_t initial) {
+                                     if constexpr (requires { State(initial); })
+                                         new (place) State(initial);
+                                     else
+                                         new (place) State;
+                                 },
+                                 [](void* state, [[maybe_unused]] SharedObject& user) {
+                                     if constexpr (requires(State & s) { s.tryLeave(user); })
+                                         return static_cast<State*>(state)->tryLeave(user);
+                                     else
+                                         return true;
+                                 }};
 
 /// One process's use of a shared object: the mapped file and this process's slot in it. All handles
 /// that a process has of one name are one SharedObject, so what it holds is counted per process.
@@ -57,6 +73,14 @@ public:
 
     /// This process's slot.
     uint32_t slot() const noexcept { return m_file.slot(); }
+    /// The calling thread among all threads of all users of the object; never NoThread.
+    uint64_t caller() const noexcept {
+        return (uint64_t{slot()} + 1) << SlotShift | currentThread();
+    }
+    /// True for what `caller` gives to the threads of this process, or of one that had its slot.
+    bool isOwn(uint64_t caller) const noexcept { return slotOf(caller) == slot() + 1; }
+    /// One more than the slot of a `caller`; 0 for NoThread.
+    static uint64_t slotOf(uint64_t caller) noexcept { return caller >> SlotShift; }
     /// One more than the highest slot ever used.
     uint32_t slotLimit() const noexcept;
     /// False when the process that had the slot is gone. Not for the own slot.
@@ -69,6 +93,7 @@ public:
 
 private:
     struct Header;
+    static constexpr int SlotShift = 53; // above all identities that there will ever be
 
     explicit SharedObject(const Layout& layout) noexcept : m_layout(layout) {}
     ~SharedObject();
@@ -78,7 +103,7 @@ private:
     bool isUsable() const noexcept { return m_isUsable; }
     int32_t attach(const char* name, uint32_t initial) noexcept;
     int32_t map(bool isNew, uint32_t initial) noexcept;
-    void adoptSlot() noexcept;
+    bool tryAdoptSlot() noexcept;
 
     Layout m_layout;
     SharedFile m_file;
@@ -94,19 +119,6 @@ private:
 /// closes them. Held across fork, so that a child finds the tables whole. Nobody waits for another
 /// process while holding it: that would stop every other object of this process and every fork.
 std::unique_lock<std::mutex> lockProcessTables() noexcept;
-
-/// The calling thread among all threads of all users of an object; never 0. The upper half is one
-/// more than the slot.
-inline uint64_t callerIn(uint32_t slot) noexcept {
-    return (uint64_t{slot} + 1) << 32 | QXThreadCurrentId();
-}
-
-/// Runs @p operation with the object of a handle and its state; 0x80070006 for a wrong handle.
-template <class State, class Operation>
-int32_t withObject(QXHandle handle, Operation operation) noexcept {
-    SharedObject* object = SharedObject::find(handle, State::ObjectKind);
-    return object != nullptr ? operation(*object, object->state<State>()) : result::InvalidHandle;
-}
 
 /// Gives back what dead processes hold and wakes those who wait for it. @p State has a RobustLock,
 /// a WaitWord `waiters`, and `isInUse` and `giveBack` of a slot.
@@ -134,12 +146,27 @@ void reapIfDue(SharedObject& object, State& state) noexcept {
         reap(object, state);
 }
 
+/// Gives back what the process itself holds, or one that had its slot before.
+template <class State>
+bool tryGiveBackOwn(SharedObject& user, State& state) noexcept {
+    {
+        const Locked lock(state, std::try_to_lock);
+        if (!lock)
+            return false;
+        if (!state.isInUse(user.slot()))
+            return true;
+        state.giveBack(user.slot());
+    }
+    state.waiters.wakeAll();
+    return true;
+}
+
 /// Blocks until @p attempt succeeds, giving back what dead processes hold whenever that is due: the
 /// living may pass their own units round so briskly that no slice ever ends in silence.
 template <class State, class Attempt>
-int32_t waitReaping(SharedObject& object, State& state, const TimeLimit& limit,
+int32_t waitReaping(SharedObject& object, State& state, const Deadline* deadline,
                     Attempt attempt) noexcept {
-    return waitUntil(state.waiters, limit, attempt, [&](bool) { reapIfDue(object, state); });
+    return waitUntil(state.waiters, deadline, attempt, [&](bool) { reapIfDue(object, state); });
 }
 
 /// Tries once, and again when a look for dead processes was due.

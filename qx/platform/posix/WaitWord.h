@@ -1,36 +1,18 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
-#include <optional>
 
 #include <qx/platform/result.h>
 
+#include "qx/platform/posix/futex.h"
+
 namespace qx::platform::shared {
 
-using Nanoseconds = std::chrono::nanoseconds;
-
-/// Longest sleep between two looks at the state. It bounds how long a waiter is held up by a
-/// process that was killed between changing the state and waking, or that died with something in
-/// its hands.
-inline constexpr Nanoseconds SliceLength = std::chrono::milliseconds(200);
-
-/// End of a wait by the monotonic clock, or never.
-class TimeLimit {
-public:
-    TimeLimit() = default;
-    explicit TimeLimit(uint32_t milliseconds)
-        : m_end(std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds)) {}
-
-    bool hasPassed() const { return m_end && std::chrono::steady_clock::now() >= *m_end; }
-
-    /// What may be slept now: one slice, or the shorter rest.
-    Nanoseconds slice() const;
-
-private:
-    std::optional<std::chrono::steady_clock::time_point> m_end;
-};
+/// Sleeps while the word, in memory that processes share, holds @p expected, but not for longer
+/// than a slice: that bounds how long a waiter is held up by a process that was killed between
+/// changing the word and waking, or that died with something in its hands. Otherwise as futexWait.
+bool sleepForASlice(const uint32_t* word, uint32_t expected, const Deadline* deadline) noexcept;
 
 /// A futex word in shared memory on which processes sleep until some other state, which they
 /// examine themselves, lets them go on. Zeros are its initial state; the death of any process at
@@ -49,32 +31,33 @@ public:
         return ticket;
     }
 
-    /// Sleeps until a wake that follows @p ticket, for @p longest at most; true when there was one.
-    bool sleep(uint32_t ticket, Nanoseconds longest) noexcept;
+    /// Sleeps until a wake that follows @p ticket, for a slice at most; true when there was one.
+    bool sleep(uint32_t ticket, const Deadline* deadline) noexcept;
 
     void wakeOne() noexcept { wake(1); }
-    void wakeAll() noexcept { wake(INT32_MAX); }
+    void wakeAll() noexcept { wake(WakeAll); }
 
 private:
-    void wake(int32_t count) noexcept;
+    void wake(int count) noexcept;
 
     std::atomic<uint32_t> m_sequence;  // the futex: steps at every wake
     std::atomic<uint32_t> m_announced; // waiters so far
     std::atomic<uint32_t> m_absent;    // m_announced when a wake last found nobody asleep
 };
 
-/// Sleeps on @p word until @p attempt returns true (0) or the time is over (0x800705B4). Calls
-/// @p afterSleep after every sleep and tells it whether the word has moved, which under traffic it
-/// always has.
+/// Sleeps on @p word until @p attempt returns true (0) or @p deadline (null: none) has passed
+/// (0x800705B4). Calls @p afterSleep after every sleep and tells it whether the word has moved,
+/// which under traffic it always has.
 template <class Attempt, class AfterSleep>
-int32_t waitUntil(WaitWord& word, const TimeLimit& limit, Attempt attempt, AfterSleep afterSleep) {
+int32_t waitUntil(WaitWord& word, const Deadline* deadline, Attempt attempt,
+                  AfterSleep afterSleep) {
     for (;;) {
         const uint32_t ticket = word.announce();
         if (attempt())
             return result::Ok;
-        if (limit.hasPassed())
+        if (deadline != nullptr && deadline->hasPassed())
             return result::TimedOut;
-        afterSleep(word.sleep(ticket, limit.slice()));
+        afterSleep(word.sleep(ticket, deadline));
     }
 }
 

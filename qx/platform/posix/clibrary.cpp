@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "qx/platform/posix/Forks.h"
+#include "qx/platform/posix/FutexLock.h"
 #include "qx/platform/posix/RecursiveLock.h"
 
 namespace qx::platform {
@@ -10,7 +11,7 @@ namespace qx::platform {
 namespace {
 
 constinit std::mutex s_lock;
-constinit RecursiveLock s_loader; // the loader itself lets only one thread in
+constinit RecursiveLock<FutexLock> s_loader; // the loader itself lets only one thread in
 
 } // namespace
 

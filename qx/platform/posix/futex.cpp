@@ -19,26 +19,37 @@ Deadline Deadline::after(uint32_t milliseconds) noexcept {
     return deadline;
 }
 
-bool Deadline::hasPassed() const noexcept {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec != m_time.tv_sec ? now.tv_sec > m_time.tv_sec : now.tv_nsec >= m_time.tv_nsec;
+bool Deadline::isBefore(const Deadline& other) const noexcept {
+    return m_time.tv_sec != other.m_time.tv_sec ? m_time.tv_sec < other.m_time.tv_sec
+                                                : m_time.tv_nsec < other.m_time.tv_nsec;
 }
 
-bool futexWait(const uint32_t* word, uint32_t expected, const Deadline* deadline) noexcept {
+bool Deadline::hasPassed() const noexcept { return !after(0).isBefore(*this); }
+
+namespace {
+
+int operation(int ofTheMachine, FutexScope scope) noexcept {
+    return scope == FutexScope::Process ? ofTheMachine | FUTEX_PRIVATE_FLAG : ofTheMachine;
+}
+
+} // namespace
+
+bool futexWait(const uint32_t* word, uint32_t expected, const Deadline* deadline,
+               FutexScope scope) noexcept {
     const int savedErrno = errno;
     const long result =
-        syscall(SYS_futex, word, FUTEX_WAIT_BITSET_PRIVATE, expected,
+        syscall(SYS_futex, word, operation(FUTEX_WAIT_BITSET, scope), expected,
                 deadline ? &deadline->time() : nullptr, nullptr, FUTEX_BITSET_MATCH_ANY);
     const bool timedOut = result != 0 && errno == ETIMEDOUT;
     errno = savedErrno;
     return !timedOut;
 }
 
-void futexWake(const uint32_t* word, int count) noexcept {
+long futexWake(const uint32_t* word, int count, FutexScope scope) noexcept {
     const int savedErrno = errno;
-    syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, count);
+    const long woken = syscall(SYS_futex, word, operation(FUTEX_WAKE, scope), count);
     errno = savedErrno;
+    return woken;
 }
 
 } // namespace qx::platform

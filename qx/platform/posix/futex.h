@@ -14,6 +14,7 @@ public:
 
     const timespec& time() const noexcept { return m_time; }
     bool hasPassed() const noexcept;
+    bool isBefore(const Deadline& other) const noexcept;
 
 private:
     Deadline() = default;
@@ -32,14 +33,17 @@ inline const uint32_t* futexWord(const std::atomic<uint64_t>& word) noexcept {
     return reinterpret_cast<const uint32_t*>(&word) + LowHalf;
 }
 
+/// Who sleeps on a word: threads of this process, or of every process that has mapped it.
+enum class FutexScope { Process, Machine };
+
 /// Sleeps while the word holds @p expected. May return early for no reason: callers loop on their
 /// own condition. False when @p deadline (null: none) has passed. Leaves errno as it was.
-bool futexWait(const uint32_t* word, uint32_t expected,
-               const Deadline* deadline = nullptr) noexcept;
+bool futexWait(const uint32_t* word, uint32_t expected, const Deadline* deadline = nullptr,
+               FutexScope scope = FutexScope::Process) noexcept;
 
-/// Wakes up to @p count sleepers. The word is only an address here: it may belong to an object that
-/// a woken thread has freed in the meantime. Leaves errno as it was.
-void futexWake(const uint32_t* word, int count) noexcept;
+/// Wakes up to @p count sleepers; how many it woke. The word is only an address here: it may belong
+/// to an object that a woken thread has freed in the meantime. Leaves errno as it was.
+long futexWake(const uint32_t* word, int count, FutexScope scope = FutexScope::Process) noexcept;
 
 inline constexpr int WakeAll = INT_MAX;
 

@@ -6,12 +6,12 @@
 #include <sys/mman.h>
 
 #include <qx/platform/result.h>
+#include <qx/platform/sync.h>
 
 #include "qx/platform/posix/SharedFile.h"
 #include "qx/platform/posix/SharedObject.h"
 #include "qx/platform/posix/error.h"
 #include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/sharedsync.h"
 
 namespace qx::platform::shared {
 
@@ -86,11 +86,13 @@ using namespace qx;
 using namespace qx::platform;
 using namespace qx::platform::shared;
 
+const char* QXSharedObjectsLack() { return SharedFile::lack(); }
+
 int32_t QXNamedSemOpen(const char* name, uint32_t value, QXHandle* handle) {
-    return semaphoreCreate(value, name, handle);
+    return QXSemaphoreCreate(value, name, QX_SYNC_SHARED, handle);
 }
 
-int32_t QXNamedSemClose(QXHandle handle) { return semaphoreDestroy(handle); }
+int32_t QXNamedSemClose(QXHandle handle) { return QXSemaphoreDestroy(handle); }
 
 int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions, uint32_t size,
                         QXHandle* handle) {

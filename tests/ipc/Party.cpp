@@ -1,0 +1,216 @@
+#include "tests/ipc/Party.h"
+
+#include <algorithm>
+#include <iterator>
+#include <signal.h>
+
+using namespace qx;
+
+namespace qxtest {
+
+namespace {
+
+constexpr Operation Operations[] = {
+    QXMutexAcquire,
+    QXMutexTryAcquire,
+    QXMutexRelease,
+    QXConditionAcquire,
+    QXConditionTryAcquire,
+    QXConditionRelease,
+    QXConditionWait,
+    QXConditionSignal,
+    QXConditionBroadcast,
+    QXEventSignal,
+    QXEventWait,
+    QXGateOpen,
+    QXGateClose,
+    QXGateWait,
+    QXGateTryWait,
+    QXSemaphorePost,
+    QXSemaphoreWait,
+    QXSemaphoreTryWait,
+    QXRWLockAcquireRead,
+    QXRWLockAcquireWrite,
+    QXRWLockTryAcquireRead,
+    QXRWLockTryAcquireWrite,
+    QXRWLockReleaseRead,
+    QXRWLockReleaseWrite,
+};
+constexpr TimedOperation TimedOperations[] = {QXEventTimedWait, QXGateTimedWait,
+                                              QXConditionTimedWait};
+constexpr int FirstTimed = std::size(Operations);
+
+template <class Table, class Entry>
+int indexOf(const Table& table, Entry entry) {
+    return static_cast<int>(std::find(std::begin(table), std::end(table), entry) -
+                            std::begin(table));
+}
+
+void serve(Party::Mailbox& box, QXHandle handle) {
+    box.threadNumber = gettid();
+    while (!box.quit) {
+        if (box.begun == box.asked) {
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+            continue;
+        }
+        ++box.begun;
+        const int call = box.call;
+        box.result = call < FirstTimed ? Operations[call](handle)
+                                       : TimedOperations[call - FirstTimed](handle, box.argument);
+        ++box.done;
+    }
+}
+
+template <auto Acquire, auto Release>
+bool passes(QXHandle handle) {
+    return Acquire(handle) == result::Ok && Release(handle) == result::Ok;
+}
+
+constexpr const ObjectKind* Kinds[] = {&Mutexes, &Conditions, &RWLocks, &Events,
+                                       &Gates,   &Signals,    &Guards};
+
+const ChildEntry partyProcess("party", [](const auto& arguments) {
+    SharedStruct<Party::Mailbox> box(arguments[0]);
+    const ObjectKind& kind = *Kinds[std::stoi(arguments[2])];
+    QXHandle handle = 0;
+    CHECK_IN_CHILD(kind.create(arguments[1].c_str(), QX_SYNC_SHARED, &handle) >= 0);
+    serve(*box, handle);
+    CHECK_IN_CHILD(kind.destroy(handle) >= 0);
+    return 0;
+});
+
+} // namespace
+
+const ObjectKind Mutexes{QXMutexCreate, QXMutexDestroy, QXMutexAcquire,
+                         passes<QXMutexAcquire, QXMutexRelease>};
+const ObjectKind Conditions{QXConditionCreate, QXConditionDestroy, QXConditionAcquire,
+                            passes<QXConditionAcquire, QXConditionRelease>};
+const ObjectKind RWLocks{QXRWLockCreate, QXRWLockDestroy, QXRWLockAcquireWrite,
+                         passes<QXRWLockAcquireWrite, QXRWLockReleaseWrite>};
+// The signal that was meant for a dead waiter is remembered once he is missed.
+const ObjectKind Events{QXEventCreate, QXEventDestroy, QXEventWait, [](QXHandle handle) {
+                            return eventually([handle] {
+                                QXEventSignal(handle);
+                                QXEventSignal(handle);
+                                int taken = 0;
+                                while (QXEventTimedWait(handle, 0) == result::Ok)
+                                    ++taken;
+                                return taken == 1;
+                            });
+                        }};
+const ObjectKind Gates{QXGateCreate, QXGateDestroy, QXGateWait, [](QXHandle) { return true; }};
+const ObjectKind Signals{
+    [](auto name, auto flags, auto handle) { return QXSemaphoreCreate(0, name, flags, handle); },
+    QXSemaphoreDestroy, QXSemaphoreWait, [](QXHandle) { return true; }};
+const ObjectKind Guards{
+    [](auto name, auto flags, auto handle) { return QXSemaphoreCreate(1, name, flags, handle); },
+    QXSemaphoreDestroy, QXSemaphoreWait, passes<QXSemaphoreWait, QXSemaphorePost>};
+
+Party::Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle handle) {
+    if (way == Way::InTheProcess || way == Way::ByName) {
+        m_own = std::make_unique<Mailbox>();
+        m_thread = std::thread([&kind, way, name, handle, this] {
+            QXHandle own = handle;
+            if (way == Way::ByName) {
+                EXPECT_EQ(kind.create(name.c_str(), QX_SYNC_SHARED, &own), result::Ok);
+            }
+            serve(*m_own, own);
+            if (way == Way::ByName)
+                kind.destroy(own);
+        });
+        return;
+    }
+    const std::string boxName = uniqueName("box");
+    m_shared.emplace(boxName);
+    if (way == Way::ForkedChild) {
+        m_forked = fork();
+        if (m_forked == 0) {
+            serve(box(), handle);
+            _exit(0);
+        }
+    } else {
+        m_process.emplace("party",
+                          std::vector{boxName, name, std::to_string(indexOf(Kinds, &kind))});
+    }
+}
+
+Party::~Party() {
+    box().quit = true;
+    if (m_thread.joinable())
+        m_thread.join();
+    if (m_process && !isDone())
+        m_process->kill();
+    if (m_forked > 0) {
+        if (!isDone())
+            ::kill(m_forked, SIGKILL);
+        waitpid(m_forked, nullptr, 0);
+    }
+}
+
+void Party::ask(int call, uint32_t argument) {
+    box().call = call;
+    box().argument = argument;
+    ++box().asked;
+}
+
+void Party::start(Operation operation) { ask(indexOf(Operations, operation), 0); }
+
+void Party::start(TimedOperation operation, uint32_t milliseconds) {
+    ask(FirstTimed + indexOf(TimedOperations, operation), milliseconds);
+}
+
+bool Party::isDone() const { return box().done == box().asked; }
+
+void Party::awaitBlocked() const {
+    EXPECT_TRUE(eventually([this] { return box().begun == box().asked; }));
+    awaitAsleep(box().threadNumber, [this] { return isDone(); });
+}
+
+int32_t Party::finish() const {
+    return eventually([this] { return isDone(); }) ? box().result.load() : result::TimedOut;
+}
+
+void Party::stop() const {
+    ::kill(m_process->pid(), SIGSTOP);
+    waitpid(m_process->pid(), nullptr, WUNTRACED);
+}
+
+void Party::kill() {
+    m_process->kill();
+    m_process->join();
+    box().done = box().asked.load();
+}
+
+void Contract::SetUp() {
+    if (GetParam() != Way::InTheProcess) {
+        QX_SKIP_UNLESS_SHARED();
+    }
+}
+
+Contract::~Contract() {
+    if (m_kind != nullptr) {
+        EXPECT_EQ(m_kind->destroy(m_handle), result::Ok);
+    }
+    EXPECT_TRUE(m_name.empty() || filesNamed(m_name) == 0);
+}
+
+QXHandle Contract::create(const ObjectKind& kind) {
+    const bool isLocal = GetParam() == Way::InTheProcess;
+    m_name = uniqueName("contract");
+    EXPECT_EQ(kind.create(m_name.c_str(), isLocal ? 0 : QX_SYNC_SHARED, &m_handle), result::Ok);
+    m_kind = &kind;
+    if (GetParam() == Way::AfterADeath) {
+        const auto victim = party();
+        victim->start(kind.hold);
+        victim->awaitBlocked();
+        victim->kill();
+        EXPECT_TRUE(kind.heal(m_handle));
+    }
+    return m_handle;
+}
+
+std::unique_ptr<Party> Contract::party() const {
+    return std::make_unique<Party>(GetParam(), *m_kind, m_name, m_handle);
+}
+
+} // namespace qxtest
