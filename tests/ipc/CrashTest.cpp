@@ -16,6 +16,7 @@
 #include <qx/platform/sync.h>
 
 #include "tests/ipc/IpcTesting.h"
+#include "tests/ipc/Party.h"
 #include "tests/support/ChildProcess.h"
 
 using namespace qx;
@@ -215,16 +216,6 @@ const ChildEntry passer("unit-passer", [](const auto& arguments) {
     return 0;
 });
 
-/// Takes a unit and keeps it.
-const ChildEntry keeper("unit-keeper", [](const auto& arguments) -> int {
-    ipc::Semaphore semaphore(arguments[0].c_str(), 2);
-    SharedStruct<Traffic> traffic(arguments[1]);
-    semaphore.wait();
-    ++traffic->turns;
-    for (;;)
-        pause();
-});
-
 } // namespace
 
 // The living wake each other all the time, so that none of them sleeps through a whole slice.
@@ -232,8 +223,9 @@ TEST(CrashUnderTraffic, AUnitComesBackThoughTheOthersAreNeverStill) {
     const std::string name = uniqueName("traffic");
     const std::string trafficName = uniqueName("traffic");
     SharedStruct<Traffic> traffic(trafficName);
-    ChildProcess victim("unit-keeper", {name, trafficName});
-    ASSERT_TRUE(eventually([&] { return traffic->turns == 1; }));
+    const ipc::Semaphore semaphore(name.c_str(), 2); // for all: two units
+    Party victim(Way::BetweenProcesses, Guards, name, 0);
+    EXPECT_EQ(victim(QXSemaphoreWait), result::Ok);
     std::vector<ChildProcess> living;
     for (int i = 0; i < 3; ++i)
         living.emplace_back("unit-passer", std::vector{name, trafficName});

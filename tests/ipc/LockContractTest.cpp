@@ -200,7 +200,6 @@ TEST(EndedThread, LeavesItsLockToNobody) {
 
 // The kernel has woken it for good: nobody else gets the signal that it dies with.
 TEST(DeadWaiter, TakesNoSignalOfACondition) {
-    QX_SKIP_UNLESS_SHARED();
     const std::string name = uniqueName("condition");
     QXHandle condition = 0;
     ASSERT_EQ(QXConditionCreate(name.c_str(), QX_SYNC_SHARED, &condition), result::Ok);

@@ -140,18 +140,6 @@ TEST(NamedSemaphore, GivesBackOrKeepsAsItsKindSays) {
     }
 }
 
-TEST(NamedSemaphore, AWaiterGetsTheUnitOfAKilledHolderWithinASecond) {
-    const std::string name = uniqueName("sem");
-    const NamedSem semaphore(name, 1);
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(runUser(name, 1, "w"), -SIGKILL);
-        const auto killed = Clock::now();
-        EXPECT_EQ(semaphore.wait(), result::Ok);
-        EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
-        semaphore.post();
-    }
-}
-
 TEST(NamedSemaphore, CountsUpToItsLimit) {
     for (const uint32_t initial : {0u, 0x7FFFFFFEu}) {
         const NamedSem semaphore(uniqueName("sem"), initial);

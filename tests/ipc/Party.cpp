@@ -79,6 +79,14 @@ const ChildEntry partyProcess("party", [](const auto& arguments) {
     return 0;
 });
 
+/// All tests of this program need objects between processes.
+class SharedObjects : public testing::Environment {
+    void SetUp() override { QX_SKIP_UNLESS_SHARED(); }
+};
+
+[[maybe_unused]] const auto* const environment =
+    testing::AddGlobalTestEnvironment(new SharedObjects);
+
 } // namespace
 
 const ObjectKind Mutexes{QXMutexCreate, QXMutexDestroy, QXMutexAcquire,
@@ -179,12 +187,6 @@ void Party::kill() {
     m_process->kill();
     m_process->join();
     box().done = box().asked.load();
-}
-
-void Contract::SetUp() {
-    if (GetParam() != Way::InTheProcess) {
-        QX_SKIP_UNLESS_SHARED();
-    }
 }
 
 Contract::~Contract() {

@@ -92,7 +92,6 @@ struct Party::Mailbox {
 /// Runs every test once for each way.
 class Contract : public testing::TestWithParam<Way> {
 protected:
-    void SetUp() override;
     ~Contract() override;
 
     /// Makes the object of the test; call it once.

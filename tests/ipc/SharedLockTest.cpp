@@ -1,16 +1,15 @@
-// The locks and signals of qx/platform/sync.h with QX_SYNC_SHARED.
+// What is special to the locks and signals of qx/platform/sync.h with QX_SYNC_SHARED.
 
 #include <atomic>
-#include <functional>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <qx/core/PlatformHandle.h>
 #include <qx/platform/sync.h>
 
 #include "tests/ipc/IpcTesting.h"
+#include "tests/ipc/Party.h"
 #include "tests/support/ChildProcess.h"
 
 using namespace qx;
@@ -23,72 +22,18 @@ template <auto Create, auto Destroy>
 class Shared {
 public:
     explicit Shared(const std::string& name)
-        : m_result(Create(name.c_str(), QX_SYNC_SHARED, &m_handle)) {}
-    ~Shared() {
-        if (m_result >= 0)
-            Destroy(m_handle);
-    }
-    Shared(const Shared&) = delete;
-    Shared& operator=(const Shared&) = delete;
-    operator QXHandle() const { return m_handle; }
+        : m_result(Create(name.c_str(), QX_SYNC_SHARED, m_handle.put())) {}
+    operator QXHandle() const { return m_handle.get(); }
     int32_t result() const { return m_result; }
 
 private:
-    QXHandle m_handle = 0;
+    PlatformHandle<Destroy> m_handle;
     int32_t m_result;
 };
 
 using SharedMutex = Shared<&QXMutexCreate, &QXMutexDestroy>;
-using SharedCondition = Shared<&QXConditionCreate, &QXConditionDestroy>;
 using SharedEvent = Shared<&QXEventCreate, &QXEventDestroy>;
 using SharedRWLock = Shared<&QXRWLockCreate, &QXRWLockDestroy>;
-
-/// What a test and its child tell each other.
-struct Dialogue {
-    std::atomic<int> ready; // steps the child has reached
-    std::atomic<int> go;    // steps the child may take
-};
-
-/// Takes what the first argument says and holds it until it is killed.
-const ChildEntry holder("shared-lock-holder", [](const auto& arguments) -> int {
-    const std::string& what = arguments[0];
-    SharedStruct<Dialogue> dialogue(arguments[2]);
-    int32_t r = result::Fail;
-    QXHandle handle = 0;
-    const auto take = [&](auto create, auto acquire) {
-        r = create(arguments[1].c_str(), QX_SYNC_SHARED, &handle);
-        if (r >= 0)
-            r = acquire(handle);
-    };
-    if (what == "mutex")
-        take(QXMutexCreate, QXMutexAcquire);
-    else if (what == "condition")
-        take(QXConditionCreate, QXConditionAcquire);
-    else if (what == "reader")
-        take(QXRWLockCreate, QXRWLockAcquireRead);
-    else if (what == "writer")
-        take(QXRWLockCreate, QXRWLockAcquireWrite);
-    else if (what == "waiting writer") {
-        take(QXRWLockCreate, [&](QXHandle h) {
-            dialogue->ready = 1;
-            return QXRWLockAcquireWrite(h);
-        });
-    }
-    CHECK_IN_CHILD(r >= 0);
-    dialogue->ready = 1;
-    for (;;)
-        pause();
-});
-
-/// Starts a child that holds something under @p name and waits until it does.
-ChildProcess startHolder(const std::string& what, const std::string& name,
-                         const std::string& dialogueName) {
-    SharedStruct<Dialogue> dialogue(dialogueName);
-    dialogue->ready = 0;
-    ChildProcess child("shared-lock-holder", {what, name, dialogueName});
-    EXPECT_TRUE(eventually([&] { return dialogue->ready == 1; })) << what;
-    return child;
-}
 
 } // namespace
 
@@ -116,74 +61,44 @@ TEST(SharedLock, HandlesOfAnotherKindAreRefused) {
 
 TEST(SharedLock, KindIsCheckedBetweenProcessesToo) {
     const std::string name = uniqueName("kind");
-    const std::string talk = uniqueName("talk");
-    ChildProcess child = startHolder("mutex", name, talk);
+    Party other(Way::BetweenProcesses, Mutexes, name, 0);
+    EXPECT_EQ(other(QXMutexAcquire), result::Ok);
     EXPECT_EQ(SharedRWLock(name).result(), result::InvalidHandle);
     EXPECT_EQ(SharedMutex(name).result(), result::Ok); // the refusal took nothing away
 }
 
-TEST(SharedMutex, DestructionByTheHolderLetsOthersIn) {
+TEST(SharedLock, DestructionByTheHolderLetsOthersIn) {
     const std::string name = uniqueName("mutex");
-    const std::string talk = uniqueName("talk");
     QXHandle handle = 0;
     ASSERT_EQ(QXMutexCreate(name.c_str(), QX_SYNC_SHARED, &handle), result::Ok);
     QXMutexAcquire(handle);
     QXMutexAcquire(handle);
-    ChildProcess child("shared-lock-holder", {"mutex", name, talk});
-    SharedStruct<Dialogue> dialogue(talk);
+    Party other(Way::BetweenProcesses, Mutexes, name, 0);
+    other.start(QXMutexAcquire);
+    other.awaitBlocked();
     EXPECT_EQ(QXMutexDestroy(handle), result::Ok);
-    EXPECT_TRUE(eventually([&] { return dialogue->ready == 1; }));
+    EXPECT_EQ(other.finish(), result::Ok);
 }
 
-TEST(SharedLock, WhatADeadProcessHeldIsHadByAWaiterWithinASecond) {
-    const struct {
-        const char* held;
-        std::function<int32_t(const std::string&)> acquire;
-    } cases[] = {
-        {"mutex", [](auto& name) { return QXMutexAcquire(SharedMutex(name)); }},
-        {"condition", [](auto& name) { return QXConditionAcquire(SharedCondition(name)); }},
-        {"reader", [](auto& name) { return QXRWLockAcquireWrite(SharedRWLock(name)); }},
-        {"writer", [](auto& name) { return QXRWLockAcquireWrite(SharedRWLock(name)); }},
-        {"writer", [](auto& name) { return QXRWLockAcquireRead(SharedRWLock(name)); }},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.held);
-        const std::string name = uniqueName("held");
-        ChildProcess child = startHolder(c.held, name, uniqueName("talk"));
-        std::atomic<bool> acquired = false;
-        std::thread waiter([&] {
-            EXPECT_EQ(c.acquire(name), result::Ok);
-            acquired = true;
-        });
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        EXPECT_FALSE(acquired);
-        const auto killed = Clock::now();
-        child.kill();
-        waiter.join();
-        EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
-    }
-}
-
-TEST(SharedRWLock, AKilledWaitingWriterDoesNotKeepReadersOut) {
+TEST(SharedLock, NobodyWaitsForAKilledReaderOrAKilledWaitingWriter) {
     const std::string name = uniqueName("lock");
     const SharedRWLock lock(name);
-    ASSERT_EQ(QXRWLockAcquireRead(lock), result::Ok);
-    ChildProcess child = startHolder("waiting writer", name, uniqueName("talk"));
-    // Readers are kept out as soon as the writer has put its claim.
-    EXPECT_TRUE(eventually([&] {
-        const int32_t r = QXRWLockTryAcquireRead(lock);
-        if (r >= 0)
-            QXRWLockReleaseRead(lock);
-        return r == result::Busy;
-    }));
-    const auto killed = Clock::now();
-    child.kill();
+    Party reader(Way::BetweenProcesses, RWLocks, name, 0);
+    EXPECT_EQ(reader(QXRWLockAcquireRead), result::Ok);
+    Party writer(Way::BetweenProcesses, RWLocks, name, 0);
+    writer.start(QXRWLockAcquireWrite);
+    writer.awaitBlocked();
+    EXPECT_EQ(QXRWLockTryAcquireRead(lock), result::Busy);
+    auto killed = Clock::now();
+    writer.kill();
     EXPECT_EQ(QXRWLockAcquireRead(lock), result::Ok);
     EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
     EXPECT_EQ(QXRWLockReleaseRead(lock), result::Ok);
-    EXPECT_EQ(QXRWLockReleaseRead(lock), result::Ok);
-    EXPECT_EQ(QXRWLockReleaseRead(lock), result::NotOwner);
-    EXPECT_EQ(QXRWLockReleaseWrite(lock), result::NotOwner);
+    killed = Clock::now();
+    reader.kill();
+    EXPECT_EQ(QXRWLockAcquireWrite(lock), result::Ok);
+    EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
+    EXPECT_EQ(QXRWLockReleaseWrite(lock), result::Ok);
 }
 
 namespace {

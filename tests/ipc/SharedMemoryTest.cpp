@@ -373,11 +373,13 @@ void expectChildEndsWell(const char* entry) {
 
 TEST(SharedMemory, FullMemoryIsAnErrorOfTheOpening) { expectChildEndsWell("full-memory"); }
 
-TEST(SharedLock, AFolderThatOthersMayEnterIsNotTrusted) { expectChildEndsWell("untrusted-folder"); }
+TEST(SharedObjects, AFolderThatOthersMayEnterIsNotTrusted) {
+    expectChildEndsWell("untrusted-folder");
+}
 
-TEST(SharedMemory, AReaderWhoLocksItsFileHoldsNobodyUp) { expectChildEndsWell("hostile-reader"); }
+TEST(SharedObjects, AReaderWhoLocksItsFileHoldsNobodyUp) { expectChildEndsWell("hostile-reader"); }
 
-TEST(SharedLock, APeerStoppedInSetUpHoldsUpItsOwnObjectOnly) {
+TEST(SharedObjects, APeerStoppedInSetUpHoldsUpItsOwnObjectOnly) {
     expectChildEndsWell("stopped-in-set-up");
 }
 

@@ -1,6 +1,7 @@
 // What signals promise, whoever the others are: events, gates, semaphores.
 
 #include <cerrno>
+#include <csignal>
 
 #include "tests/ipc/Party.h"
 
@@ -73,46 +74,34 @@ TEST_P(SignalContract, OpeningAGateForAMomentReleasesEveryWaiter) {
     }
 }
 
-TEST_P(SignalContract, ASemaphoreGivesEachUnitOnce) {
-    for (const ObjectKind* kind : {&Signals, &Guards}) {
-        if (kind == &Guards && GetParam() == Way::AfterADeath)
-            continue; // see below
-        const std::string name = uniqueName("semaphore");
-        QXHandle semaphore = 0;
-        const bool isLocal = GetParam() == Way::InTheProcess;
-        ASSERT_EQ(kind->create(name.c_str(), isLocal ? 0 : QX_SYNC_SHARED, &semaphore), result::Ok);
-        {
-            Party other(GetParam(), *kind, name, semaphore);
-            int32_t value = -1;
-            if (kind == &Signals) {
-                EXPECT_EQ(QXSemaphoreTryWait(semaphore), result::Busy);
-                EXPECT_EQ(other(QXSemaphorePost), result::Ok);
-            }
-            EXPECT_EQ(QXSemaphoreGetValue(semaphore, &value), result::Ok);
-            EXPECT_EQ(value, 1);
-            EXPECT_EQ(QXSemaphoreTryWait(semaphore), result::Ok);
-            EXPECT_EQ(other(QXSemaphoreTryWait), result::Busy);
-            other.start(QXSemaphoreWait);
-            other.awaitBlocked();
-            EXPECT_EQ(QXSemaphorePost(semaphore), result::Ok);
-            EXPECT_EQ(other.finish(), result::Ok);
-            EXPECT_EQ(QXSemaphoreGetValue(semaphore, &value), result::Ok);
-            EXPECT_EQ(value, 0);
-        }
-        EXPECT_EQ(kind->destroy(semaphore), result::Ok);
-    }
+/// Gives and takes the one unit of a semaphore.
+void playUnit(QXHandle semaphore, Party& other) {
+    int32_t value = -1;
+    EXPECT_EQ(QXSemaphoreGetValue(semaphore, &value), result::Ok);
+    EXPECT_EQ(value, 1);
+    EXPECT_EQ(QXSemaphoreTryWait(semaphore), result::Ok);
+    EXPECT_EQ(other(QXSemaphoreTryWait), result::Busy);
+    other.start(QXSemaphoreWait);
+    other.awaitBlocked();
+    EXPECT_EQ(QXSemaphorePost(semaphore), result::Ok);
+    EXPECT_EQ(other.finish(), result::Ok);
+    EXPECT_EQ(QXSemaphoreGetValue(semaphore, &value), result::Ok);
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(other(QXSemaphorePost), result::Ok);
+    EXPECT_EQ(QXSemaphoreTryWait(semaphore), result::Ok);
 }
 
-TEST_P(SignalContract, AGuardHasItsUnitForWhoComesNext) {
-    const QXHandle guard = create(Guards); // after a death: taken by one who died with it
+TEST_P(SignalContract, ASignalSemaphoreGivesEachUnitOnce) {
+    const QXHandle semaphore = create(Signals);
     const auto other = party();
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ((*other)(QXSemaphoreWait), result::Ok);
-        EXPECT_EQ(QXSemaphoreTryWait(guard), result::Busy);
-        EXPECT_EQ((*other)(QXSemaphorePost), result::Ok);
-        EXPECT_EQ(QXSemaphoreWait(guard), result::Ok);
-        EXPECT_EQ(QXSemaphorePost(guard), result::Ok);
-    }
+    EXPECT_EQ(QXSemaphoreTryWait(semaphore), result::Busy);
+    EXPECT_EQ((*other)(QXSemaphorePost), result::Ok);
+    playUnit(semaphore, *other);
+}
+
+TEST_P(SignalContract, AGuardGivesEachUnitOnce) {
+    const QXHandle guard = create(Guards); // after a death: taken by one who died with it
+    playUnit(guard, *party());
 }
 
 TEST_P(SignalContract, ATimedWaitLastsItsTime) {
@@ -140,4 +129,48 @@ TEST_P(SignalContract, ATimedWaitLastsItsTime) {
         }
         EXPECT_EQ(row.kind.destroy(handle), result::Ok);
     }
+}
+
+TEST(ThreadSignals, NeverEndAWait) {
+    struct sigaction action = {};
+    struct sigaction previous = {};
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0); // without SA_RESTART
+    const struct {
+        const ObjectKind& kind;
+        Operation prepare, wait, end;
+    } rows[] = {
+        {Mutexes, QXMutexAcquire, QXMutexAcquire, QXMutexRelease},
+        {RWLocks, QXRWLockAcquireWrite, QXRWLockAcquireRead, QXRWLockReleaseWrite},
+        {RWLocks, QXRWLockAcquireRead, QXRWLockAcquireWrite, QXRWLockReleaseRead},
+        {Events, nullptr, QXEventWait, QXEventSignal},
+        {Events, nullptr, [](QXHandle h) { return QXEventTimedWait(h, 100'000); }, QXEventSignal},
+        {Gates, nullptr, QXGateWait, QXGateOpen},
+        {Gates, nullptr, [](QXHandle h) { return QXGateTimedWait(h, 100'000); }, QXGateOpen},
+        {Signals, nullptr, QXSemaphoreWait, QXSemaphorePost},
+        {Conditions, nullptr,
+         [](QXHandle h) { return QXConditionAcquire(h) + QXConditionTimedWait(h, 100'000); },
+         QXConditionBroadcast},
+    };
+    for (const auto& row : rows) {
+        for (const uint32_t flags : {0u, QX_SYNC_SHARED}) {
+            SCOPED_TRACE(testing::Message() << &row - rows << ' ' << flags);
+            QXHandle handle = 0;
+            ASSERT_EQ(row.kind.create(uniqueName("storm").c_str(), flags, &handle), result::Ok);
+            if (row.prepare != nullptr) {
+                EXPECT_EQ(row.prepare(handle), result::Ok);
+            }
+            BlockingThread waiter([&] { EXPECT_EQ(row.wait(handle), result::Ok); });
+            waiter.awaitBlocked();
+            for (int i = 0; i < 20; ++i) {
+                pthread_kill(waiter.thread().native_handle(), SIGUSR1);
+                std::this_thread::sleep_for(std::chrono::microseconds(300));
+            }
+            EXPECT_FALSE(waiter.isFinished());
+            EXPECT_EQ(row.end(handle), result::Ok);
+            waiter.join();
+            EXPECT_EQ(row.kind.destroy(handle), result::Ok);
+        }
+    }
+    sigaction(SIGUSR1, &previous, nullptr);
 }

@@ -1,5 +1,4 @@
 #include <atomic>
-#include <deque>
 #include <thread>
 #include <vector>
 
@@ -146,39 +145,6 @@ TEST_F(ConditionTest, SignalsAndTimeOutsThatMeetAddUp) {
     }
     threads.clear();
     EXPECT_EQ(received, Signals);
-}
-
-TEST_F(ConditionTest, HandsAQueueOver) {
-    constexpr int Items = 5'000;
-    std::deque<int> queue;
-    int64_t sum = 0;
-    std::vector<std::jthread> threads;
-    for (int t = 0; t < 2; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < Items; ++i) {
-                acquire();
-                while (queue.empty())
-                    QXConditionWait(condition());
-                sum += queue.front();
-                queue.pop_front();
-                if (queue.size() == 15)
-                    QXConditionBroadcast(condition());
-                release();
-            }
-        });
-        threads.emplace_back([&] {
-            for (int i = 1; i <= Items; ++i) {
-                acquire();
-                while (queue.size() == 16)
-                    QXConditionWait(condition());
-                queue.push_back(i);
-                QXConditionBroadcast(condition());
-                release();
-            }
-        });
-    }
-    threads.clear();
-    EXPECT_EQ(sum, int64_t{Items} * (Items + 1));
 }
 
 } // namespace

@@ -1,6 +1,3 @@
-#include <chrono>
-#include <csignal>
-#include <deque>
 #include <thread>
 #include <vector>
 
@@ -14,7 +11,6 @@
 #include <qx/platform/result.h>
 #include <qx/platform/sync.h>
 
-#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 
 // What every family of locks and signals has in common.
@@ -22,7 +18,6 @@
 namespace {
 
 namespace result = qx::result;
-using qxtest::BlockingThread;
 
 using Create = int32_t (*)(const char*, uint32_t, QXHandle*);
 using Operation = int32_t (*)(QXHandle);
@@ -101,63 +96,6 @@ TEST(SyncContract, ANameIsOnlyALabel) {
         EXPECT_EQ(family.destroy(first), result::Ok);
         EXPECT_EQ(family.destroy(second), result::Ok);
     }
-}
-
-TEST(SyncContract, ThreadSignalsNeverEndAWait) {
-    struct sigaction action = {};
-    struct sigaction previous = {};
-    action.sa_handler = [](int) {};
-    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0); // without SA_RESTART
-
-    QXHandle mutex, event, gate, semaphore, rwlock, condition;
-    ASSERT_EQ(QXMutexCreate(nullptr, 0, &mutex), result::Ok);
-    ASSERT_EQ(QXEventCreate(nullptr, 0, &event), result::Ok);
-    ASSERT_EQ(QXGateCreate(nullptr, 0, &gate), result::Ok);
-    ASSERT_EQ(QXSemaphoreCreate(0, nullptr, 0, &semaphore), result::Ok);
-    ASSERT_EQ(QXRWLockCreate(nullptr, 0, &rwlock), result::Ok);
-    ASSERT_EQ(QXConditionCreate(nullptr, 0, &condition), result::Ok);
-    ASSERT_EQ(QXMutexAcquire(mutex), result::Ok);
-    ASSERT_EQ(QXRWLockAcquireWrite(rwlock), result::Ok);
-    {
-        std::deque<BlockingThread> waiters;
-        const auto start = [&waiters](auto wait) {
-            waiters.emplace_back([wait] { EXPECT_EQ(wait(), result::Ok); });
-        };
-        start([=] { return QXMutexAcquire(mutex) + QXMutexRelease(mutex); });
-        start([=] { return QXEventWait(event); });
-        start([=] { return QXEventTimedWait(event, 100'000); });
-        start([=] { return QXGateWait(gate); });
-        start([=] { return QXGateTimedWait(gate, 100'000); });
-        start([=] { return QXSemaphoreWait(semaphore); });
-        start([=] { return QXRWLockAcquireRead(rwlock) + QXRWLockReleaseRead(rwlock); });
-        start([=] {
-            return QXConditionAcquire(condition) + QXConditionTimedWait(condition, 100'000) +
-                   QXConditionRelease(condition);
-        });
-        for (BlockingThread& waiter : waiters)
-            waiter.awaitBlocked();
-        for (int storm = 0; storm < 50; ++storm) {
-            for (BlockingThread& waiter : waiters)
-                pthread_kill(waiter.thread().native_handle(), SIGUSR1);
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        for (const BlockingThread& waiter : waiters)
-            EXPECT_FALSE(waiter.isFinished());
-        QXMutexRelease(mutex);
-        QXEventSignal(event);
-        QXEventSignal(event);
-        QXGateOpen(gate);
-        QXSemaphorePost(semaphore);
-        QXRWLockReleaseWrite(rwlock);
-        QXConditionBroadcast(condition);
-    }
-    QXMutexDestroy(mutex);
-    QXEventDestroy(event);
-    QXGateDestroy(gate);
-    QXSemaphoreDestroy(semaphore);
-    QXRWLockDestroy(rwlock);
-    QXConditionDestroy(condition);
-    sigaction(SIGUSR1, &previous, nullptr);
 }
 
 // In strict mode the kernel kills the process at any call but read, write and exit.
