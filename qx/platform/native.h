@@ -20,7 +20,8 @@ QX_API int32_t QXErrnoFromResult(int32_t result);
 QX_API void QXNativeErrorText(char* buffer, int32_t capacity);
 
 /* Number of the calling thread: never 0, unique among the threads that live in this process. The
- * system gives the numbers of ended threads to new ones: to remember a thread, take its identity. */
+ * system gives the numbers of ended threads to new ones: to remember a thread, take its identity.
+ */
 QX_API uint32_t QXThreadCurrentId(void);
 
 /* Identity of the calling thread: never 0, and no other thread of this process ever has it. */
