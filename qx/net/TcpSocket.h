@@ -48,11 +48,10 @@ public:
     Reference<io::InputStream> getInputStream();
     Reference<io::OutputStream> getOutputStream();
 
-    /// How long a read of the input stream waits, in milliseconds; 0 is without limit.
-    /// @throws RangeErrorException when it is negative
+    /// How long a read of the input stream waits, in milliseconds; 0 and less is without limit.
     void setSoTimeout(int milliseconds);
     /// The same for any std::chrono::duration, rounded up to milliseconds.
-    /// @throws RangeErrorException also for one of 2^31 milliseconds and more
+    /// @throws RangeErrorException for one of 2^31 milliseconds and more
     template <sync::Duration D>
     void setSoTimeout(const D& duration) {
         const uint64_t milliseconds = sync::roundedUp<std::milli>(duration);

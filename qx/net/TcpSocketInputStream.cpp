@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include <qx/core/Exception.h>
 #include <qx/io/IoException.h>
 #include <qx/net/detail/Codes.h>
 #include <qx/net/detail/Descriptions.h>
@@ -13,16 +12,12 @@ namespace qx::net {
 TcpSocketInputStream::TcpSocketInputStream(Reference<TcpSocketHandle> handle)
     : m_handle(std::move(handle)), m_socket(m_handle->getSocket()) {}
 
-void TcpSocketInputStream::setSoTimeout(int32_t milliseconds) {
-    if (milliseconds < 0)
-        throw RangeErrorException(u"negative time-out"_qs);
-    m_timeoutMs = milliseconds;
-}
+void TcpSocketInputStream::setSoTimeout(int32_t milliseconds) { m_timeoutMs = milliseconds; }
 
 int32_t TcpSocketInputStream::read(signed char* to, int32_t length) {
     if (length < 1)
         return 0;
-    if (m_timeoutMs != 0) {
+    if (m_timeoutMs > 0) {
         qx_socket_set readable{1, {m_socket}};
         const qx_timeval limit{m_timeoutMs / 1000, m_timeoutMs % 1000 * 1000};
         if (QXSocketSelect(&readable, nullptr, nullptr, &limit) == 0)

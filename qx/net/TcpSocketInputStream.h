@@ -15,9 +15,8 @@ class QX_API TcpSocketInputStream : public io::InputStream {
 public:
     explicit TcpSocketInputStream(Reference<TcpSocketHandle> handle);
 
-    /// How long each read waits for the first byte, in milliseconds; 0, the default, is without
-    /// limit.
-    /// @throws RangeErrorException when it is negative
+    /// How long each read waits for the first byte, in milliseconds; 0, the default, and less is
+    /// without limit.
     void setSoTimeout(int32_t milliseconds);
 
     using InputStream::read;

@@ -16,7 +16,10 @@ public:
     explicit TcpSocketOutputStream(Reference<TcpSocketHandle> handle);
 
     using OutputStream::write;
-    /// Waits until all of it is with the system.
+    /// Gives all of it to the system in one send, which waits until there was room for it. A socket
+    /// that somebody has made non-blocking, or given a send time-out, takes only what there is room
+    /// for: as long as that is something, the rest is lost without a failure. The sockets of
+    /// TcpSocket2 tell how much was sent.
     /// @throws io::IoException "TcpSocketOutputStream::write " and the description of the error;
     ///     how much was written is then unknown
     void write(const signed char* from, int32_t length) override;

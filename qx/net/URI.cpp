@@ -192,7 +192,8 @@ String URI::getQuery(bool unescape) const {
 void URI::setQuery(const String& query, bool escape) { readQuery(query.view(), escape); }
 
 void URI::removeQuery() {
-    m_query.reset();
+    if (m_query)
+        m_query->clear();
     m_hasQuery = false;
 }
 

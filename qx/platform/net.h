@@ -82,13 +82,16 @@ QX_API int32_t QXErrnoFromSocketError(int32_t number);
 
 /* An IPv6 socket serves IPv6 only. @p socket is all ones after a failure. */
 QX_API int32_t QXSocketCreate(int32_t family, int32_t type, int32_t protocol, QXSocket* socket);
-/* The descriptor is gone also after a failure. */
+/* The descriptor is gone also after a failure. A port to which the program has bound the socket can
+ * be bound again while the connection lingers, unless that had ended before. */
 QX_API int32_t QXSocketClose(QXSocket socket);
 
 /* A port is refused (10048) while another socket is bound to it, not while mere connections of
  * earlier sockets linger. @p length is that of the address; more than the family's is fine. */
 QX_API int32_t QXSocketBind(QXSocket socket, const qx_sockaddr_union* address, int32_t length);
-/* @p backlog: connections that may wait; the system caps it. */
+/* @p backlog: connections that may wait; the system caps it. The listening socket and those that it
+ * accepts have QX_SO_REUSEADDR, without which the system would not let the port be bound again while
+ * their connections linger. No other call sets it. */
 QX_API int32_t QXSocketListen(QXSocket socket, int32_t backlog);
 /* Waits without limit. 10035 when the socket is non-blocking and the connection is under way. */
 QX_API int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length);

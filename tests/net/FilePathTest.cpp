@@ -96,7 +96,10 @@ TEST_F(NetFilePath, MountsNameTheirServers) {
           "47 22 0:47 / /net/none rw - nfs none rw\n"
           "48 22 0:48 / /net/over rw - ext4 /dev/sdc1 rw\n"
           "49 48 0:49 / /net/over rw - nfs nas:/over rw\n"
-          "50 22\n");
+          "50 22 0:50 / /net/six rw - nfs [2001:db8::1]:/export/data rw\n"
+          "51 22 0:51 / /net/home rw - fuse.sshfs me@srv: rw\n"
+          "52 22 0:52 / /net/seven rw - fuse.sshfs me@[::1]:a/b@c:d rw\n"
+          "53 22\n");
     const struct {
         const char* path;
         std::string derived;
@@ -110,10 +113,15 @@ TEST_F(NetFilePath, MountsNameTheirServers) {
         {"/net/ssh/f", "1 \\\\host\\srv\\f"},
         {"/net/colon/f", "1 \\\\files\\docs\\f"},
         {"/net/over/f", "1 \\\\nas\\over\\f"},
-        {"/net/root/f", "Invalid UNC syntax."},
+        {"/net/root/f", "No volume name specified."},
+        {"/net/six/f", "1 \\\\[2001:db8::1]\\export\\data\\f"},
+        {"/net/seven/f", "1 \\\\[::1]\\a\\b@c:d\\f"},
+        {"/net/home/f", "No volume name specified."},
+        {"y:\\f", "No volume name specified."},
         {"z:\\f", "1 \\\\nas\\export\\home\\deep\\down\\f"},
     };
     QXDriveMap('z', "/net/nfs/deep/down");
+    QXDriveMap('y', "/net/home/deep");
     for (const auto& c : cases)
         EXPECT_EQ(derived(c.path), c.derived) << c.path;
     EXPECT_EQ(FilePath(String(u"z:\\f")).getPath(), u"f");

@@ -240,6 +240,29 @@ TEST(URI, RemovesComponentsAndAllOfThem) {
     EXPECT_EQ(uri.getQueryValue(u"K"_qs, false), u"v");
 }
 
+TEST(URI, KeepsTheTableThatAQueryHasGrown) {
+    std::u16string many, few;
+    for (char16_t key = 0x100; key < 0x200; ++key)
+        many += std::u16string(u"&") + key;
+    for (char16_t key = u'a'; key <= u'z'; ++key)
+        few += std::u16string(u"&") + key + u"bcdef";
+    const auto refilled = [&](auto empty) {
+        URI uri(String(u"x://h?" + many));
+        empty(uri);
+        EXPECT_FALSE(uri.hasQuery());
+        uri.setQuery(String(few), false);
+        return uri.getQuery(false);
+    };
+    const String expected = refilled([&](URI& uri) {
+        for (char16_t key = 0x100; key < 0x200; ++key)
+            uri.removeQueryPair(String(&key, 1));
+        uri.removeQueryPair(String());
+    });
+    EXPECT_NE(expected, URI(String(u"x://h?" + few)).getQuery(false)) << "another order";
+    EXPECT_EQ(refilled([](URI& uri) { uri.removeQuery(); }), expected);
+    EXPECT_EQ(refilled([](URI& uri) { uri.removeAll(); }), expected);
+}
+
 TEST(URI, PairsOfATextAreThoseOfSinglePuts) {
     for (const int count : {1, 15, 16, 17, 500}) {
         URI single, whole;

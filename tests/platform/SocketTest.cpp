@@ -125,6 +125,7 @@ TEST(Socket, ArgumentsThatAreWrongHaveTheirNumbers) {
     EXPECT_EQ(errorOf(QXSocketSend(socket, "", 1, 16)), 10045);
     EXPECT_EQ(errorOf(QXSocketSend(socket, "", -1, 0)), 10022);
     EXPECT_EQ(errorOf(QXSocketReceive(socket, &address, 1, 0)), 10057);
+    EXPECT_EQ(errorOf(QXSocketSend(socket, "x", 1, 0)), 10057);
     EXPECT_EQ(errorOf(QXSocketListen(QX_NO_SOCKET, 1)), 10038);
     const int file = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(errorOf(QXSocketListen(static_cast<QXSocket>(file), 1)), 10038);
@@ -274,11 +275,17 @@ TEST(Socket, WhatThePeerDoesHasItsNumber) {
     }
     Socket nobody;
     ASSERT_EQ(bindTo(nobody, loopback()), 0);
-    EXPECT_EQ(connectTo(Socket(), nameOf(nobody)), 10061);
+    const Socket refused;
+    EXPECT_EQ(connectTo(refused, nameOf(nobody)), 10061);
+    EXPECT_EQ(errorOf(QXSocketSend(refused, "x", 1, 0)), 10057);
     EXPECT_EQ(errorOf(QXSocketShutdown(nobody, QX_SHUTDOWN_BOTH)), 10057);
     ASSERT_EQ(QXSocketListen(nobody, 1), 0);
     EXPECT_EQ(errorOf(QXSocketShutdown(nobody, QX_SHUTDOWN_BOTH)), 10057);
-    EXPECT_EQ(connectTo(Socket(), nameOf(nobody)), 0) << "it still listens";
+    const Socket client;
+    EXPECT_EQ(connectTo(client, nameOf(nobody)), 0) << "it still listens";
+    int32_t reuse = 1, length = sizeof reuse;
+    EXPECT_EQ(QXSocketGetOption(client, QX_SOL_SOCKET, QX_SO_REUSEADDR, &reuse, &length), 0);
+    EXPECT_EQ(reuse, 0) << "nobody has set it";
 }
 
 TEST(Socket, TimeOutsAndNonBlockingSocketsDiffer) {

@@ -94,6 +94,19 @@ bool QueryPairs::isEmpty() const {
     return !map || map->isEmpty();
 }
 
+void QueryPairs::clear() {
+    if (m_isShort) {
+        m_unread = String();
+        m_isShort = false;
+        return;
+    }
+    auto* const map = read();
+    if (map && tableOf(*map).getCapacity() == HashMap::DEFAULT_CAPACITY)
+        m_pairs.reset(); // so that a short text needs none again
+    else if (map)
+        map->clear();
+}
+
 QueryPairs::Map& QueryPairs::pairs() const {
     if (!m_pairs)
         m_pairs = makeReference<Map>(makeReference<HashMap>());

@@ -31,6 +31,8 @@ public:
     /// False when there is no such pair.
     bool remove(const String& key);
     bool isEmpty() const;
+    /// Removes all pairs. A table that has grown stays as long as it is.
+    void clear();
     /// Appends "key=value" of each pair, joined by "&", to @p text; @p append (text, value) appends
     /// the form in which a value is printed.
     template <class Append>

@@ -108,8 +108,21 @@ void appendSegments(std::string& name, std::string_view path) {
     }
 }
 
+/// Takes "user@server:" off the front of a source: the server, in brackets when it is an IPv6
+/// address; empty when there is none.
+std::string_view takeServer(std::string_view& source) {
+    const size_t user = source.substr(0, source.find_first_of(":/")).rfind('@');
+    std::string_view server = source.substr(user + 1); // npos is the one before 0
+    const size_t bracket = server.starts_with('[') ? server.find(']') : 0;
+    const size_t colon = bracket < server.npos ? server.find(':', bracket) : bracket;
+    if (colon == server.npos)
+        return {};
+    source = server.substr(colon + 1);
+    return server.substr(0, colon);
+}
+
 /// "\\server\share" of a source such as "//server/share", "server:/export" or "user@server:folder";
-/// nothing when there is no server in it.
+/// nothing when there is no server in it. Without a share it ends in "\".
 std::optional<std::string> remoteName(const Mount& mount) {
     std::string source = mount.source;
     std::ranges::replace(source, '\\', '/');
@@ -118,17 +131,17 @@ std::optional<std::string> remoteName(const Mount& mount) {
     if (share.starts_with("//")) {
         share.remove_prefix(2);
         server = take(share, '/');
-    } else if (const size_t colon = std::min(share.find(":/"), share.find(':'));
-               colon != share.npos) {
-        server = share.substr(0, colon);
-        server.remove_prefix(server.rfind('@') + 1); // npos is the one before 0
-        share.remove_prefix(colon + 1);
+    } else {
+        server = takeServer(share);
     }
     if (server.empty())
         return std::nullopt;
     std::string name = "\\\\" + std::string(server);
+    const size_t serverEnd = name.size();
     appendSegments(name, share);
     appendSegments(name, mount.root);
+    if (name.size() == serverEnd)
+        name += '\\';
     return name;
 }
 
@@ -192,7 +205,8 @@ int32_t QXDriveGetRemoteName(const char* drive, char* buffer, int32_t capacity) 
         auto name = isRemote(mount) ? remoteName(mount) : std::nullopt;
         if (!name)
             return result::NotFound;
-        appendSegments(*name, expanded.view().substr(mount.point.size()));
+        if (!name->ends_with('\\')) // else it would pass for the share
+            appendSegments(*name, expanded.view().substr(mount.point.size()));
         return storePath(*name, buffer, capacity);
     });
 }

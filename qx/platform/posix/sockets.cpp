@@ -45,7 +45,7 @@ int option(int descriptor, int level, int name) noexcept {
 }
 
 /// Lets the port be bound again while connections of this socket linger. The system would also let
-/// a second socket in before this one listens or connects, hence not earlier.
+/// a second socket in before this one listens or is closed, hence not earlier.
 void allowLingering(int descriptor) noexcept { setOption(descriptor, SOL_SOCKET, SO_REUSEADDR, 1); }
 
 /// Binds past lingering connections. The switch is off while the port is bound only.
@@ -101,22 +101,23 @@ int32_t transferFailed(int descriptor) noexcept {
     return socketFailed();
 }
 
-/// True when the program itself has shut the output of a socket down, as far as its connection
-/// still knows.
-bool hasShutOutput(int descriptor) noexcept {
+/// Why nothing can be sent, for which the system has one error only: the program itself has shut
+/// the output down, as far as the connection still knows, or there never was a connection.
+int brokenPipeError(int descriptor) noexcept {
     tcp_info info{};
     socklen_t length = sizeof info;
     if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) != 0)
-        return false;
+        return EPIPE;
     constexpr int finWait1 = 4, finWait2 = 5, lastAck = 9, closing = 11;
-    return info.tcpi_state == finWait1 || info.tcpi_state == finWait2 ||
-           info.tcpi_state == lastAck || info.tcpi_state == closing;
+    if (info.tcpi_state == finWait1 || info.tcpi_state == finWait2 || info.tcpi_state == lastAck ||
+        info.tcpi_state == closing)
+        return ESHUTDOWN;
+    // The space is given when a connection is made, and kept after its end.
+    return info.tcpi_rcv_space == 0 ? ENOTCONN : EPIPE;
 }
 
 int32_t sendFailed(int descriptor) noexcept {
-    if (errno == EPIPE && hasShutOutput(descriptor))
-        return socketFailed(ESHUTDOWN);
-    return transferFailed(descriptor);
+    return errno == EPIPE ? socketFailed(brokenPipeError(descriptor)) : transferFailed(descriptor);
 }
 
 } // namespace
@@ -161,6 +162,7 @@ int32_t QXSocketCreate(int32_t family, int32_t type, int32_t protocol, QXSocket*
 }
 
 int32_t QXSocketClose(QXSocket socket) {
+    allowLingering(descriptorOf(socket)); // nobody sees the option any more
     // The descriptor is gone also when a signal interrupts the call.
     return ::close(descriptorOf(socket)) == 0 || errno == EINTR ? 0 : socketFailed();
 }
@@ -190,7 +192,6 @@ int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32
     SystemAddress peer;
     if (const int error = toSystem(address, length, peer))
         return socketFailed(error);
-    allowLingering(descriptor);
     if (::connect(descriptor, peer.get(), peer.length) == 0)
         return 0;
     if (errno == EINTR)
