@@ -30,7 +30,7 @@ extern "C" {
 
 /* The time now, in UTC. */
 QX_API int32_t QXTimeGetSystem(STRUCT_QX_TIME* time);
-/* The time now, in the time zone of the process. */
+/* The time now, in the time zone of the process: that of the last tzset, or of the first use. */
 QX_API int32_t QXTimeGetLocal(STRUCT_QX_TIME* time);
 /* The time in UTC so many seconds after the beginning of 1970, counted without leap seconds;
  * negative ones lie before it. 0x80070057 for a time before 1601 or after 30827. */

@@ -1,6 +1,9 @@
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <random>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -90,6 +93,28 @@ TEST(TimeStamp, CountsSecondsFrom1970) {
     EXPECT_EQ(TimeStamp(short{1}).toLog(), TimeStamp(1ull).toLog());
     EXPECT_GT(TimeStamp(true).toLog().compare(u"2020"), 0);
     EXPECT_GT(TimeStamp(false).toLog().compare(u"2020"), 0);
+}
+
+TEST(TimeStamp, FollowsTheTimeZoneAtOnce) {
+    const auto minutes = [](const char* zone) {
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+        STRUCT_QX_TIME time;
+        EXPECT_EQ(QXTimeGetLocal(&time), result::Ok);
+        return time.hour * 60 + time.minute;
+    };
+    const char* const before = std::getenv("TZ");
+    const std::string kept = before ? before : "";
+    const struct {
+        const char* zone;
+        int ahead;
+    } rows[] = {{"AAA-5", 300}, {"AAA-10:30", 630}, {"AAA-10:30BBB-12:30,0/0,J365/25", 750}};
+    for (const auto& row : rows) {
+        const int start = minutes("UTC0"), there = minutes(row.zone);
+        EXPECT_LE((there - start - row.ahead + 24 * 60) % (24 * 60), 1) << row.zone;
+    }
+    before ? ::setenv("TZ", kept.c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
 }
 
 TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {

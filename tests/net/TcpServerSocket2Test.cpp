@@ -1,11 +1,7 @@
 #include <chrono>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <linux/audit.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <string>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -14,6 +10,7 @@
 #include "tests/net/DescriptorLimit.h"
 #include "tests/net/Loopback.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RefusedCall.h"
 
 namespace {
 
@@ -293,26 +290,10 @@ TEST(TcpServerSocket2, GoesOnAfterDescriptorsRanOut) {
     EXPECT_EQ(heard(*listener.accept()), "still here");
 }
 
-/// Makes the system refuse IPv6 sockets to this process, as one without IPv6 does; false when it
-/// cannot.
-bool loseIpv6() {
-    sock_filter rules[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socket, 0, 3),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_INET6, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAFNOSUPPORT),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
-    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
-}
-
 constexpr int CannotLoseIpv6 = 77;
 
 const ChildEntry withoutIpv6("serveWithoutIpv6", [](const auto&) {
-    if (!loseIpv6())
+    if (!refuseCall(SYS_socket, EAFNOSUPPORT, AF_INET6))
         return CannotLoseIpv6;
     const auto server = makeServer();
     if (server->bindListAddAddrAny(0) != 0 || server->bind() != 0 || server->listen(0) != 0 ||

@@ -1,10 +1,17 @@
+#include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
+#include <sys/syscall.h>
 
 #include <qx/platform/guid.h>
+#include <qx/platform/replace.h>
 #include <qx/platform/result.h>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/RefusedCall.h"
+#include "tests/support/TemporaryRegistry.h"
 
 namespace {
 
@@ -87,6 +94,32 @@ TEST(Guid, GeneratesDistinctIdentifiersOfVersion4) {
         seen.insert(text);
     }
     EXPECT_EQ(seen.size(), 1000u);
+}
+
+constexpr int CannotRefuse = 77;
+
+/// The number of what fails without the call; 0 when nothing does.
+const qxtest::ChildEntry withoutRandom("useRandomNumbers", [](const auto& arguments) {
+    if (!qxtest::refuseCall(SYS_getrandom, std::stoi(arguments[0])))
+        return CannotRefuse;
+    QXGUID guids[2];
+    if (QXComGenerateGUID(&guids[0]) < 0 || QXComGenerateGUID(&guids[1]) < 0 ||
+        QXComCompareGUID(&guids[0], &guids[1]) == 0)
+        return 1;
+    const qxtest::TemporaryRegistry registry;
+    if (QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", QX_REG_STRING, u"", 2) < 0)
+        return 2;
+    const std::string file = registry.folder() + "/file";
+    return QXFileReplace(file.c_str(), "x", 1, 0600, 0, nullptr) < 0 ? 3 : 0;
+});
+
+TEST(Guid, ComesFromTheDeviceWhereTheCallIsMissing) {
+    for (const int error : {ENOSYS, EPERM}) {
+        const int status = qxtest::ChildProcess("useRandomNumbers", {std::to_string(error)}).join();
+        if (status == CannotRefuse)
+            GTEST_SKIP() << "system calls cannot be filtered here";
+        EXPECT_EQ(status, 0);
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include <qx/platform/time.h>
 
 #include <atomic>
+#include <cstdint>
 #include <ctime>
 
 #include <qx/platform/result.h>
@@ -36,16 +37,21 @@ uint16_t milliseconds(const timespec& now) noexcept {
 /// The last minute for which the system was asked for the local time. It looks that up under a
 /// lock, for tens of times what reading the clock takes, and zones change at full minutes only.
 ///
-/// One word, so that it is read and replaced as a whole: the minute of UTC, modulo 2^37, in the
-/// upper bits, and the seconds that local time is ahead, plus Bias, in the lower 27.
+/// A zone is told apart by what tzset leaves of it, so that a program that changes to another one
+/// gets its time at once.
+///
+/// One word, so that it is read and replaced as a whole: the minute of UTC, plus the hash of the
+/// zone, modulo 2^37, in the upper bits, and the seconds that local time is ahead, plus Bias, in
+/// the lower 27.
 class LocalOffset {
 public:
     /// Seconds that local time is ahead of UTC in the minute of @p seconds.
     /// @return false when the system has none, errno tells why
     bool find(int64_t seconds, int64_t& offset) noexcept {
-        const int64_t minute = (seconds - FirstSecond) / 60;
+        const auto minute = static_cast<uint64_t>((seconds - FirstSecond) / 60);
         const uint64_t known = m_known.load(std::memory_order_relaxed);
-        if (known >> OffsetBits == static_cast<uint64_t>(minute) + 1) {
+        // No offset is so far behind that nothing is left of it with Bias: 0 is what is not known.
+        if (known != 0 && (known & ~OffsetMask) == keyOf(minute)) {
             offset = static_cast<int64_t>(known & OffsetMask) - Bias;
             return true;
         }
@@ -56,13 +62,26 @@ public:
         offset = local.tm_gmtoff;
         // Zones that count leap seconds divide into other minutes: nothing to keep.
         if (local.tm_sec == (seconds - FirstSecond) % 60)
-            m_known.store((static_cast<uint64_t>(minute) + 1) << OffsetBits |
-                              static_cast<uint64_t>(offset + Bias),
+            m_known.store(keyOf(minute) | static_cast<uint64_t>(offset + Bias),
                           std::memory_order_relaxed);
         return true;
     }
 
 private:
+    /// A minute in the zone of the process, in the bits above the offset.
+    static uint64_t keyOf(uint64_t minute) noexcept {
+        // The system replaces the names; the texts of one zone stay where they are.
+        const auto standard =
+            reinterpret_cast<uintptr_t>(__atomic_load_n(&tzname[0], __ATOMIC_RELAXED));
+        const auto summer =
+            reinterpret_cast<uintptr_t>(__atomic_load_n(&tzname[1], __ATOMIC_RELAXED));
+        const auto behind = static_cast<uint64_t>(__atomic_load_n(&timezone, __ATOMIC_RELAXED));
+        const auto hasSummer = static_cast<uint64_t>(__atomic_load_n(&daylight, __ATOMIC_RELAXED));
+        uint64_t zone = (standard ^ behind << 1 ^ hasSummer) * 0x9E3779B97F4A7C15u;
+        zone = (zone ^ summer) * 0xC2B2AE3D27D4EB4Fu;
+        return ((zone >> OffsetBits) + minute) << OffsetBits;
+    }
+
     static constexpr int OffsetBits = 27;
     static constexpr uint64_t OffsetMask = (uint64_t{1} << OffsetBits) - 1;
     static constexpr int64_t Bias = int64_t{1} << (OffsetBits - 1);
