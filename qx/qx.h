@@ -285,5 +285,6 @@
 #include <qx/util/RWBuffer.h>
 #include <qx/util/RegistryKey.h>
 #include <qx/util/StringTokenizer.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/pcom/IPropertySet.h>
 #include <qx/util/pcom/PcomPropertySet.h>

@@ -7,6 +7,7 @@
 
 #include <qx/core/Result.h>
 #include <qx/exec/Thread.h>
+#include <qx/util/SystemName.h>
 
 #include "Settings.h"
 
@@ -17,7 +18,7 @@ namespace {
 /// The same for all ways to name the folder.
 std::string nameOf(const qx::String& folder) {
     std::error_code error;
-    const auto path = std::filesystem::canonical(folder.toUtf8(), error);
+    const auto path = std::filesystem::canonical(qx::util::toSystemName(folder), error);
     if (error || !std::filesystem::is_directory(path, error))
         throw UsageFailure(folder + u" is no folder");
     return "collector of " + path.string();

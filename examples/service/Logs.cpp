@@ -18,6 +18,7 @@
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/TimeStamp.h>
 #include <qx/log/XmlLogWriter.h>
+#include <qx/util/SystemName.h>
 
 namespace collector {
 
@@ -43,7 +44,7 @@ Reference<HeldFlushWriter> open(const String& path) {
 /// into the next one.
 void endLastEntry(const String& path, qx::io::Writer& writer) {
     const std::string separator = std::string(25, '-') + '\n';
-    std::ifstream file(path.toUtf8(), std::ios::binary | std::ios::ate);
+    std::ifstream file(qx::util::toSystemName(path), std::ios::binary | std::ios::ate);
     const auto length = static_cast<std::streamoff>(file.tellg());
     if (length <= 0)
         return;
@@ -61,7 +62,7 @@ void endLastEntry(const String& path, qx::io::Writer& writer) {
 String newDocument(const String& folder) {
     for (int run = 1;; ++run) {
         String path = folder + u"/service-" + String::valueOf(run) + u".xml";
-        if (!std::filesystem::exists(path.toUtf8()))
+        if (!std::filesystem::exists(qx::util::toSystemName(path)))
             return path;
     }
 }

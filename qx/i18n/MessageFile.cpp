@@ -5,7 +5,7 @@
 #include <qx/collections/StringHashMap.h>
 #include <qx/core/Result.h>
 #include <qx/i18n/detail/MessageParser.h>
-#include <qx/util/detail/PlatformText.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/detail/WholeFile.h>
 
 namespace qx::i18n {
@@ -20,8 +20,8 @@ MessageFile MessageFile::read(const String& path) {
     std::string bytes;
     QXFileState state;
     bool isStable = false;
-    throwIfFailed(util::detail::readWholeFile(util::detail::narrowed(path).c_str(), LargestFile,
-                                              bytes, state, isStable));
+    throwIfFailed(util::detail::readWholeFile(util::toSystemName(path).c_str(), LargestFile, bytes,
+                                              state, isStable));
     if (!isStable)
         throwResult(result::Busy, u"the file does not stop changing");
     return MessageFile(bytes);

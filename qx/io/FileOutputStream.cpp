@@ -7,7 +7,7 @@
 #include <qx/io/detail/OpenFile.h>
 #include <qx/ipc/detail/Turn.h>
 #include <qx/util/FilePath.h>
-#include <qx/util/detail/PlatformText.h>
+#include <qx/util/SystemName.h>
 
 namespace qx::io {
 
@@ -16,7 +16,7 @@ namespace {
 /// Name of the lock that all writers of the file @p name share, whichever slash they write.
 std::string semaphoreName(const String& name) {
     String slashed(name);
-    return util::detail::narrowed(slashed.translate(u'\\', u'/'));
+    return util::toSystemName(slashed.translate(u'\\', u'/'));
 }
 
 } // namespace

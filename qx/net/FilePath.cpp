@@ -9,13 +9,15 @@
 #include <qx/platform/files.h>
 #include <qx/platform/net.h>
 #include <qx/sync/LockObject.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/detail/PlatformText.h>
 
 namespace qx::net {
 
 namespace {
 
-using util::detail::narrowed;
+using util::fromSystemName;
+using util::toSystemName;
 using util::detail::textOf;
 
 constexpr char16_t Delimiter = FilePath::dirDelim;
@@ -33,9 +35,10 @@ String withoutLeadingDelimiter(const String& path) {
 
 /// "\\server\share..." of a drive that the system knows.
 String remoteNameOf(const std::string& drive) {
-    return String(textOf([&drive](char* buffer, int32_t capacity) {
-                      return QXDriveGetRemoteName(drive.c_str(), buffer, capacity);
-                  }).c_str());
+    const std::string name = textOf([&drive](char* buffer, int32_t capacity) {
+        return QXDriveGetRemoteName(drive.c_str(), buffer, capacity);
+    });
+    return fromSystemName(name.c_str());
 }
 
 bool isRemote(const std::string& drive) {
@@ -66,7 +69,7 @@ String FilePath::getHostName() {
             s_hasHostName.store(true, std::memory_order_release);
         }
     }
-    return String(s_hostName);
+    return fromSystemName(s_hostName);
 }
 
 void FilePath::derive() {
@@ -92,7 +95,7 @@ String FilePath::textBehindRoot() const {
 
 void FilePath::deriveFromLetter() {
     const String drive = getDrive();
-    const std::string native = narrowed(drive);
+    const std::string native = toSystemName(drive);
     if (isRemote(native)) {
         parseUnc(remoteNameOf(native));
         m_mountType = MOUNT_UNC;
@@ -106,13 +109,13 @@ void FilePath::deriveFromLetter() {
 /// The drive of a path without a letter is the folder where its file system is mounted.
 void FilePath::deriveFromMount() {
     const String canonical = getCanonicalPath();
-    const std::string path = narrowed(canonical);
+    const std::string path = toSystemName(canonical);
     const std::string drive = textOf([&path](char* buffer, int32_t capacity) {
         return QXDriveOfPath(path.c_str(), buffer, capacity);
     });
     if (isRemote(drive)) {
         parseUnc(remoteNameOf(drive));
-        String rest(path.c_str() + drive.size());
+        String rest = fromSystemName(path.c_str() + drive.size());
         m_volumePath = withoutLeadingDelimiter(rest.translate(u'/', dirDelim));
         m_mountType = MOUNT_UNC;
     } else {

@@ -13,6 +13,7 @@
 #include <qx/net/detail/Codes.h>
 #include <qx/net/detail/Descriptions.h>
 #include <qx/platform/net.h>
+#include <qx/util/SystemName.h>
 
 namespace qx::net {
 
@@ -22,17 +23,15 @@ constinit std::atomic<bool> s_isInitialized{false};
 
 using Addresses = std::unique_ptr<qx_addrinfo, decltype(&QXfreeaddrinfo)>;
 
-/// The addresses of a host; null when it has none. A text keeps the bytes that it is asked for, and
-/// the caller's may be in use by other threads that connect: so this is a copy.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
-Addresses resolve(String host) {
+/// The addresses of a host; null when it has none.
+Addresses resolve(const String& host) {
     qx_addrinfo hints{};
     hints.ai_socktype = QX_SOCK_STREAM;
     hints.ai_protocol = QX_IPPROTO_TCP;
     qx_addrinfo* result = nullptr;
     // Not a host that is cut off at a 0 unit.
     if (!host.contains(u'\0'))
-        QXgetaddrinfo(host.getDataT<char>(), nullptr, &hints, &result);
+        QXgetaddrinfo(util::toSystemName(host).c_str(), nullptr, &hints, &result);
     return Addresses(result, &QXfreeaddrinfo);
 }
 

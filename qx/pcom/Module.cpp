@@ -1,7 +1,6 @@
 #include <qx/pcom/Module.h>
 
 #include <atomic>
-#include <cstring>
 #include <mutex>
 
 #include <qx/core/Literal.h>
@@ -12,6 +11,7 @@
 #include <qx/platform/module.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
+#include <qx/util/SystemName.h>
 
 namespace qx::pcom {
 
@@ -130,9 +130,8 @@ int32_t Module::RegisterServer(const void* module) {
     char path[Capacity];
     if (QXModuleGetFileName(module, path, Capacity) < 0)
         return result::Fail;
-    const String text(path);
-    // What is no text in this encoding would be another path when it is read back.
-    if (std::strcmp(reinterpret_cast<const char*>(text.getBytes()), path) != 0)
+    String text;
+    if (resultOf([&] { text = util::fromSystemName(path); }) == result::UnmappableCharacter)
         return result::Fail;
     return RegisterServer(text.getData());
 }

@@ -90,8 +90,8 @@ QX_API int32_t QXSocketClose(QXSocket socket);
  * earlier sockets linger. @p length is that of the address; more than the family's is fine. */
 QX_API int32_t QXSocketBind(QXSocket socket, const qx_sockaddr_union* address, int32_t length);
 /* @p backlog: connections that may wait; the system caps it. The listening socket and those that it
- * accepts have QX_SO_REUSEADDR, without which the system would not let the port be bound again while
- * their connections linger. No other call sets it. */
+ * accepts have QX_SO_REUSEADDR, without which the system would not let the port be bound again
+ * while their connections linger. No other call sets it. */
 QX_API int32_t QXSocketListen(QXSocket socket, int32_t backlog);
 /* Waits without limit. 10035 when the socket is non-blocking and the connection is under way. */
 QX_API int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length);

@@ -72,9 +72,12 @@ QX_API void QXTextToUpperW(char16_t* text, int32_t length);
 QX_API int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer,
                                int32_t capacity);
 
-/* Name of the default encoding (the locale's code set) and of the default locale (language_COUNTRY;
- * "en_US" in the "C" and "POSIX" locales), into @p capacity units, usually 40. 0x80004009 when it
- * does not fit. Both follow the locale that start-up set. */
+/* Name of the default encoding and of the default locale, into @p capacity units, usually 40.
+ * 0x80004009 when it does not fit. Both follow the locale that start-up set.
+ *
+ * The default encoding is the locale's code set. It is "UTF-8" in the "C" and "POSIX" locales and
+ * where no codec serves the code set, which is looked up once. The default locale is
+ * language_COUNTRY, "en_US" in the "C" and "POSIX" locales. */
 QX_API int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity);
 QX_API int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity);
 

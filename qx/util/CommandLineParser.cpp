@@ -8,6 +8,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/detail/SampledHash.h>
 #include <qx/platform/text.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/detail/CommandLineTokens.h>
 
 namespace qx::util {
@@ -234,7 +235,7 @@ void CommandLineParser::parse(const String& commandLine) {
 void CommandLineParser::parse(int argc, const char* const* argv) {
     String line;
     for (int i = 0; i < argc; ++i) {
-        const String argument(argv[i]);
+        const String argument = fromSystemName(argv[i]);
         const bool isQuoted = argument.contains(u' ');
         if (isQuoted)
             line += u'"';

@@ -69,13 +69,15 @@ public:
     /// Parses one line made of the arguments, from argv[0] on, each decoded in the default encoding
     /// and followed by a space; one with a space inside is put in double quotes. An empty argument
     /// therefore leaves nothing behind, and quotes inside an argument count.
-    /// @throws what decoding a String throws
+    /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
+    ///     what was parsed before is then still there
     void parse(int argc, const char* const* argv);
     /// Parses the arguments of a program on this system as they are: each is one token whatever
     /// stands in it, an empty one too. The program's name, "-" and arguments that begin with "/"
     /// are parameters, since paths do. "--" ends the options: it is dropped and the rest are
     /// parameters.
-    /// @throws what decoding a String throws
+    /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
+    ///     what was parsed before is then still there
     void parseArguments(int argc, const char* const* argv);
 
     /// Options and parameters.

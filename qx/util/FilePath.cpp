@@ -7,6 +7,7 @@
 #include <qx/core/Exception.h>
 #include <qx/platform/files.h>
 #include <qx/util/PathNormalizer.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/detail/PlatformText.h>
 
 namespace qx::util {
@@ -17,7 +18,7 @@ using detail::textOf;
 
 /// A path of the system as text, with backslashes.
 String decoded(const std::string& path) {
-    String text(path.c_str());
+    String text = fromSystemName(path.c_str());
     text.translate(u'/', FilePath::dirDelim);
     return text;
 }
@@ -104,7 +105,7 @@ String FilePath::getAbsolutePath() const {
 String FilePath::getCanonicalPath() const {
     if (isUNCPath())
         return m_path;
-    const std::string narrow = detail::narrowed(m_path);
+    const std::string narrow = toSystemName(m_path);
     return decoded(textOf([&narrow](char* buffer, int32_t capacity) {
         return QXPathExpand(narrow.c_str(), buffer, capacity);
     }));

@@ -21,6 +21,7 @@
 #include "tests/support/FakeStreams.h"
 #include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestLocale.h"
 
 using namespace qxtest;
 using qx::io::FileInputStream;
@@ -195,6 +196,25 @@ TEST_F(FileStream, ReportsWhatCannotBeOpened) {
     FileOutputStream nameless(1, false);
     nameless.close();
     EXPECT_THROW(nameless.open(), qx::InvalidPathException);
+}
+
+TEST_F(FileStream, OpensTheFileOfThatNameOrNone) {
+    {
+        const qxtest::TestLocale plain("C");
+        for (const char16_t* const text : {u"ä", u"ö"})
+            FileOutputStream(name("") + u'/' + text, false).write("x", 1);
+        EXPECT_EQ(qxtest::readFile(m_folder.path("ä")), "x");
+        EXPECT_EQ(qxtest::readFile(m_folder.path("ö")), "x");
+    }
+    const qxtest::TestLocale latin("de_DE", "ISO-8859-1");
+    if (!latin.isSet())
+        GTEST_SKIP() << "the system cannot make the locale";
+    const qx::String polish = name("") + u"/ł";
+    for (const unsigned int mode : {FileOutputStream::TRUNC, FileOutputStream::APPEND})
+        EXPECT_EQ(failureOf([&] { FileOutputStream(polish, mode); }),
+                  qx::result::UnmappableCharacter);
+    EXPECT_EQ(failureOf([&] { FileInputStream in(polish); }), qx::result::UnmappableCharacter);
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("?")));
 }
 
 TEST_F(FileStream, ClosesOnlyHandlesThatItOwns) {

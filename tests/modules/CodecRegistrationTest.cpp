@@ -9,10 +9,13 @@
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/InputStreamReader.h>
 #include <qx/platform/module.h>
+#include <qx/platform/text.h>
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/encinfo.h>
+#include <qx/util/SystemName.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/SafeModule.h"
 #include "tests/support/TemporaryRegistry.h"
 #include "tests/support/TestLocale.h"
@@ -61,6 +64,21 @@ TEST_F(RegisteredCodecs, AreFoundByEveryNameAndCodePage) {
         const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(row.name);
         EXPECT_EQ(encoder->getEncodingName(), String(row.canonical));
     }
+}
+
+TEST_F(RegisteredCodecs, ServeTheCodeSetOfALocale) {
+    const qxtest::TestLocale japanese("ja_JP", "EUC-JP");
+    if (!japanese.isSet())
+        GTEST_SKIP() << "the system cannot make the locale";
+    const String text(u"a日本語");
+    const char bytes[] = "a\xC6\xFC\xCB\xDC\xB8\xEC";
+    EXPECT_EQ(String(bytes), text);
+    EXPECT_EQ(util::fromSystemName(bytes), text);
+    EXPECT_EQ(util::toSystemName(text), bytes);
+    qxtest::expectThrowsResult(result::UnmappableCharacter, [] { util::toSystemName(u"a😀"_qs); });
+    char cut[5];
+    EXPECT_EQ(QXUnicodeToAnsi(text.getData(), -1, cut, sizeof cut), result::BufferTooSmall);
+    EXPECT_STREQ(cut, "a\xC6\xFC");
 }
 
 TEST_F(RegisteredCodecs, ServeStringsAndReadersUntilTheModuleIsUnregistered) {

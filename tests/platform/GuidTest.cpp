@@ -110,7 +110,7 @@ const qxtest::ChildEntry withoutRandom("useRandomNumbers", [](const auto& argume
     if (QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", QX_REG_STRING, u"", 2) < 0)
         return 2;
     const std::string file = registry.folder() + "/file";
-    return QXFileReplace(file.c_str(), "x", 1, 0600, 0, nullptr) < 0 ? 3 : 0;
+    return QXFileReplace(file.c_str(), "x", 1, 0600, nullptr) < 0 ? 3 : 0;
 });
 
 TEST(Guid, ComesFromTheDeviceWhereTheCallIsMissing) {

@@ -14,7 +14,16 @@ bytes() { printf "$(sed 's/../\\x&/g' <<<"$1")"; }
 converts() {
     local in=$1 out=$2
     shift 2
-    equal "$in $*" "$(bytes "$in" | "$qxconv" "$@" | hex)" "$out"
+    equal "$in $*" "$(bytes "$in" | "$qxconv" "$@" 2>&1 | hex)" "$out"
+}
+
+# replaces HEX-IN HEX-OUT WHAT ARGUMENTS...: the same with text that is not in TO, and the status says so
+replaces() {
+    local in=$1 out=$2 what=$3
+    shift 3
+    bytes "$in" >bad.in
+    fails 1 "replaced $what (--substitute TEXT says by what, --strict refuses)" "$@" bad.in
+    equal "$in $*" "$(hex <stdout)" "$out"
 }
 
 # bad HEX-IN MESSAGE ARGUMENTS...: --strict refuses the input
@@ -35,19 +44,20 @@ converts c3a9 e9 -t latin1
 converts c3a9 c3a9
 converts "" "" -t UTF-32BE
 converts fffe4100 efbbbf41 -f UTF-16LE -t UTF-8 # a byte order mark is text
-equal "the C locale is ASCII" "$(printf '\xc3\xa9' | LC_ALL=C "$qxconv" -t UTF-8 | hex)" efbfbdefbfbd
 
 # --- replacement of bad text
-converts 41ff42 41efbfbd42 -t UTF-8
-converts eda08041 efbfbdefbfbdefbfbd41 -t UTF-8 # a surrogate: three maximal subparts
-converts 41c3 41efbfbd -t UTF-8
-converts e241 efbfbd41 -t UTF-8                 # what ends a broken sequence is text
-converts 00d84100 efbfbd41 -f UTF-16LE -t UTF-8
-converts 00dc410000d8 efbfbd41efbfbd -f UTF-16LE -t UTF-8
-converts 410042 41efbfbd -f UTF-16LE -t UTF-8   # half a unit
-converts 00d80000410000000000110042000000 efbfbd41efbfbd42 -f UTF-32LE -t UTF-8
-converts 265f443830303b41 efbfbd41 -f AMP-7 -t UTF-8 # an escape for a surrogate
-converts e4b8ad41f09f9880 3f413f -t CP1252
+replaces 41ff42 41efbfbd42 'invalid UTF-8' -t UTF-8
+replaces eda08041 efbfbdefbfbdefbfbd41 'invalid UTF-8' # a surrogate: three maximal subparts
+replaces 41c3 41efbfbd 'invalid UTF-8'
+replaces efbfbde241 efbfbdefbfbd41 'invalid UTF-8' # what ends a broken sequence is text
+replaces 00d84100 efbfbd41 'invalid UTF-16LE' -f UTF-16LE -t UTF-8
+replaces 00dc410000d8 efbfbd41efbfbd 'invalid UTF-16LE' -f UTF-16LE -t UTF-8
+replaces 410042 41efbfbd 'invalid UTF-16LE' -f UTF-16LE # half a unit
+replaces 00d80000410000000000110042000000 efbfbd41efbfbd42 'invalid UTF-32LE' -f UTF-32LE -t UTF-8
+replaces 265f443830303b41 efbfbd41 'invalid AMP-7' -f AMP-7 -t UTF-8 # an escape for a surrogate
+replaces e4b8ad41f09f9880 3f413f 'characters without a form in CP1252' -t CP1252
+replaces 41ff42 413f42 'invalid UTF-8 and characters without a form in ASCII' -t ASCII
+converts 41efbfbd42 41efbfbd42 # U+FFFD in the input
 converts 41ff42e282ac43 413c3f3e423c3f3e43 -t ISO8859_1 --substitute '<?>'
 converts 41e282acf09f988042 41e9e942 -t ISO8859_1 --substitute é
 converts 41ffefbfbd42 4178efbfbd42 --substitute x # U+FFFD in the input is no bad text
@@ -198,7 +208,7 @@ if [ -n "${QX_MODULES-}" ]; then
         "CP1250 1250 ,CP932 932 ,EUCJP 20932 ,"
     converts 93fa967b8cea21 e697a5e69cace8aa9e21 -f CP932 -t UTF-8
     converts e697a5e69cace8aa9e21 c6fccbdcb8ec21 -f UTF-8 -t euc-jp
-    converts 41826082 41efbca1efbfbd -f cp932 -t UTF-8 # cut off at the end
+    replaces 41826082 41efbca1efbfbd 'invalid CP932' -f cp932 # cut off at the end
     bad 418260ff41 'invalid CP932 at byte offset 3' -f CP932 -t UTF-8
     bad 4182608f 'incomplete CP932 at byte offset 3' -f CP932 -t UTF-8
     bad 41c3a9f09f9880 'U+1F600 has no form in CP1258, at byte offset 3' -f UTF-8 -t CP1258
@@ -245,7 +255,7 @@ if command -v script >/dev/null; then
     equal "progress" "$(grep -c 'qxconv: [0-9]* of 66 MiB ([0-9]* %)' <<<"$shown")" 1
     shown=$(script -qec "head -c 70000000 /dev/zero | '$qxconv' -o /dev/null" /dev/null)
     equal "progress of unknown length" "$(grep -c 'qxconv: 6[0-9] MiB' <<<"$shown")" 1
-    equal "no progress" "$(script -qec "'$qxconv' -o /dev/null far" /dev/null)" ""
+    equal "no progress" "$(script -qec "'$qxconv' -o /dev/null 2" /dev/null)" ""
 fi
 equal "no progress without a terminal" "$("$qxconv" -o /dev/null long 2>&1)" ""
 

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
-#include <qx/text/charset/EncodingException.h>
 #include <qx/util/CmdLineParser.h>
 #include <qx/util/CommandLineParser.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/TestLocale.h"
 
 using qx::Exception;
@@ -149,9 +149,12 @@ TEST(CommandLineParser, ArgumentsThatAreNoTextAreAnErrorAndChangeNothing) {
     const qxtest::TestLocale locale("C.UTF-8");
     CommandLineParser parser;
     parser.parse(String(u"prog -v"));
-    const char* const argv[] = {"prog", "\xED\xA0\x80"}; // a surrogate
-    EXPECT_THROW(parser.parseArguments(2, argv), qx::text::charset::InvalidCharacterException);
-    EXPECT_THROW(parser.parse(2, argv), qx::text::charset::InvalidCharacterException);
+    for (const char* const bad : {"\xE4.dat", "\xED\xA0\x80"}) {
+        const char* const argv[] = {"prog", bad};
+        qxtest::expectThrowsResult(qx::result::UnmappableCharacter,
+                                   [&] { parser.parseArguments(2, argv); });
+        qxtest::expectThrowsResult(qx::result::UnmappableCharacter, [&] { parser.parse(2, argv); });
+    }
     EXPECT_EQ(elementsOf(parser), "<prog> v:");
 }
 

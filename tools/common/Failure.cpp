@@ -2,7 +2,10 @@
 
 #include <cstdio>
 
+#include <qx/core/ErrorCode.h>
+#include <qx/platform/files.h>
 #include <qx/platform/result.h>
+#include <qx/util/SystemName.h>
 
 namespace {
 
@@ -35,13 +38,25 @@ std::string describeResult(int32_t result) {
     for (const auto& row : Texts)
         if (row.result == result)
             return row.text;
-    char code[32];
-    std::snprintf(code, sizeof code, "error 0x%08X", static_cast<unsigned int>(result));
-    return code;
+    char code[16];
+    std::snprintf(code, sizeof code, " (0x%08X)", static_cast<unsigned int>(result));
+    return qx::resultCategory().message(result) + code;
 }
 
 Failure fileFailure(const std::string& name, int32_t result) {
     if (result == qx::result::BrokenPipe)
         return Failure(Failure::Runtime, "");
     return Failure(Failure::Runtime, name + ": " + describeResult(result));
+}
+
+void requireFile(int32_t result, const std::string& name) {
+    if (result < 0)
+        throw fileFailure(name, result);
+}
+
+std::string absolutePath(const std::string& name) {
+    std::string absolute(65536, '\0');
+    requireFile(QXPathExpand(name.c_str(), absolute.data(), static_cast<int32_t>(absolute.size())),
+                qx::util::fromSystemName(name.c_str()).toUtf8());
+    return absolute.c_str();
 }

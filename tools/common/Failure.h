@@ -25,3 +25,11 @@ std::string describeResult(int32_t result);
 /// A failure of the platform on the file or stream called @p name. A closed pipe has no message:
 /// who closed it knows.
 Failure fileFailure(const std::string& name, int32_t result);
+
+/// @throws what fileFailure gives, for a negative result
+void requireFile(int32_t result, const std::string& name);
+
+/// The absolute path of a file or folder that need not exist.
+/// @param name  as the system takes it
+/// @throws Failure
+std::string absolutePath(const std::string& name);

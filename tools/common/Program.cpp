@@ -6,7 +6,7 @@
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
 
-void print(std::string_view text, Explanation explain) {
+void print(std::string_view text) {
     constexpr size_t LargestWrite = size_t{1} << 30; // of what a length of 32 bits can say
     try {
         qx::io::FileOutputStream out(QXFileStandardOutput(), false);
@@ -16,7 +16,7 @@ void print(std::string_view text, Explanation explain) {
             text.remove_prefix(count);
         }
     } catch (const qx::ResultException& e) {
-        throw explain("standard output", e.getResult());
+        throw fileFailure("standard output", e.getResult());
     }
 }
 

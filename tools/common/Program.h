@@ -10,12 +10,9 @@
 
 #include "tools/common/Failure.h"
 
-/// What a result code of the platform says about the thing called @p name.
-using Explanation = Failure (*)(const std::string& name, int32_t result);
-
 /// Writes to standard output.
-/// @throws Failure as @p explain says
-void print(std::string_view text, Explanation explain = &fileFailure);
+/// @throws Failure
+void print(std::string_view text);
 
 /// Prints "<program>: <message>" as an error, nothing for an empty message; returns @p status.
 int fail(const char* program, int status, std::string_view message);

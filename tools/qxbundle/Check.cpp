@@ -6,12 +6,12 @@
 #include <string_view>
 
 #include <qx/log/MessagePlaceholders.h>
-
-#include "FileName.h"
+#include <qx/util/SystemName.h>
 
 using qx::String;
 using qx::i18n::MessageFile;
 using qx::log::MessagePlaceholder;
+using qx::util::fromSystemName;
 
 namespace {
 
@@ -87,8 +87,9 @@ private:
             if (keys != m_keys.end() && keys->second.contains(key))
                 return;
         }
-        m_faults += fromFileName(file.path).toUtf8() + ": no text for " + String(key).toUtf8() +
-                    ", which " + fromFileName(first.in->path).toUtf8() + " has\n";
+        m_faults += fromSystemName(file.path.c_str()).toUtf8() + ": no text for " +
+                    String(key).toUtf8() + ", which " +
+                    fromSystemName(first.in->path.c_str()).toUtf8() + " has\n";
     }
 
     void complain(const NamedMessages& in, int32_t line, const std::string& reason) {

@@ -10,13 +10,15 @@
 #include <qx/core/Exception.h>
 #include <qx/i18n/Locale.h>
 #include <qx/platform/result.h>
+#include <qx/util/SystemName.h>
 
-#include "FileName.h"
 #include "tools/common/Failure.h"
 
 using qx::String;
 using qx::i18n::BundleName;
 using qx::i18n::MessageFile;
+using qx::util::fromSystemName;
+using qx::util::toSystemName;
 
 namespace fs = std::filesystem;
 
@@ -26,7 +28,7 @@ constexpr std::string_view Extension = ".messages";
 
 /// The base is what stands before the last "." in front of the extension; the locale has none.
 std::optional<BundleName> bundleNameOf(const fs::path& path) {
-    const String name = fromFileName(path.stem().string());
+    const String name = fromSystemName(path.stem().c_str());
     const int32_t dot = name.lastIndexOf(u'.');
     if (path.extension() != Extension || dot < 1)
         return std::nullopt;
@@ -40,7 +42,8 @@ std::optional<BundleName> bundleNameOf(const fs::path& path) {
 }
 
 NamedMessages readOne(const fs::path& path) {
-    const std::string shown = fromFileName(path.string()).toUtf8();
+    const String file = fromSystemName(path.c_str());
+    const std::string shown = file.toUtf8();
     std::error_code ignored;
     if (!fs::exists(path, ignored))
         throw fileFailure(shown, qx::result::NotFound);
@@ -48,7 +51,7 @@ NamedMessages readOne(const fs::path& path) {
     if (!name)
         throw Failure(Failure::Runtime, shown + ": not called BASE.LOCALE.messages");
     try {
-        return {path.string(), *name, MessageFile::read(fromFileName(path.string()))};
+        return {path.string(), *name, MessageFile::read(file)};
     } catch (const qx::ResultException& e) {
         throw fileFailure(shown, e.getResult());
     }
@@ -65,7 +68,7 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
         if (walk->path().extension() == Extension)
             found.push_back(walk->path());
     }
-    const std::string shown = fromFileName(folder.string()).toUtf8();
+    const std::string shown = fromSystemName(folder.c_str()).toUtf8();
     if (error)
         throw Failure(Failure::Runtime, shown + ": " + error.message());
     if (found.empty())
@@ -83,7 +86,7 @@ std::pair<String, String> orderOf(const NamedMessages& each) {
 std::vector<NamedMessages> readMessages(const std::vector<String>& files) {
     std::vector<fs::path> paths;
     for (const String& file : files) {
-        const fs::path path = toFileName(file);
+        const fs::path path = toSystemName(file);
         std::error_code ignored; // reading tells what is wrong
         if (fs::is_directory(path, ignored))
             std::ranges::move(filesIn(path), std::back_inserter(paths));
@@ -99,9 +102,10 @@ std::vector<NamedMessages> readMessages(const std::vector<String>& files) {
     std::ranges::stable_sort(set, {}, &orderOf);
     const auto twice = std::ranges::adjacent_find(set, {}, &orderOf);
     if (twice != set.end())
-        throw Failure(Failure::Runtime, fromFileName(twice->path).toUtf8() + " and " +
-                                            fromFileName(std::next(twice)->path).toUtf8() +
-                                            ": two files of one bundle");
+        throw Failure(Failure::Runtime,
+                      fromSystemName(twice->path.c_str()).toUtf8() + " and " +
+                          fromSystemName(std::next(twice)->path.c_str()).toUtf8() +
+                          ": two files of one bundle");
     return set;
 }
 
@@ -126,5 +130,5 @@ void requireFaultless(const std::vector<NamedMessages>& set) {
 }
 
 std::string placeOf(const NamedMessages& in, int32_t line) {
-    return fromFileName(in.path).toUtf8() + ':' + std::to_string(line);
+    return fromSystemName(in.path.c_str()).toUtf8() + ':' + std::to_string(line);
 }

@@ -10,14 +10,16 @@
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
 #include <qx/util/RegistryKey.h>
+#include <qx/util/SystemName.h>
 
-#include "FileName.h"
 #include "tools/common/Failure.h"
 
 using namespace qx::literals;
 using qx::String;
 using qx::i18n::BundleName;
+using qx::util::fromSystemName;
 using qx::util::RegistryKey;
+using qx::util::toSystemName;
 
 namespace fs = std::filesystem;
 namespace result = qx::result;
@@ -64,15 +66,6 @@ String valueOf(const String& path, const char16_t* name = u"") {
     }
 }
 
-std::string absolutePath(const std::string& path) {
-    std::string absolute(65536, '\0');
-    const int32_t code =
-        QXPathExpand(path.c_str(), absolute.data(), static_cast<int32_t>(absolute.size()));
-    if (code < 0)
-        throw fileFailure(fromFileName(path).toUtf8(), code);
-    return absolute.c_str();
-}
-
 /// Beside the program: where both are installed, and where both are built.
 std::string findModule() {
     char program[4096];
@@ -105,10 +98,10 @@ void requireFree(const BundleName& name) {
 } // namespace
 
 void install(const std::vector<NamedMessages>& set, const std::optional<String>& module) {
-    const std::string modulePath = absolutePath(module ? toFileName(*module) : findModule());
+    const std::string modulePath = absolutePath(module ? toSystemName(*module) : findModule());
     std::error_code ignored;
     if (!fs::is_regular_file(modulePath, ignored))
-        throw fileFailure(fromFileName(modulePath).toUtf8(), result::NotFound);
+        throw fileFailure(fromSystemName(modulePath.c_str()).toUtf8(), result::NotFound);
     Changes changes;
     for (const NamedMessages& each : set) {
         requireFree(each.name);
@@ -120,9 +113,9 @@ void install(const std::vector<NamedMessages>& set, const std::optional<String>&
         changes.set(name, u"", description);
         changes.set(name + u"\\CLSID", u"", classId);
         changes.set(key, u"", description);
-        changes.set(key, FileValue, fromFileName(absolutePath(each.path)));
+        changes.set(key, FileValue, fromSystemName(absolutePath(each.path).c_str()));
         changes.set(key + u"\\ProgID", u"", name);
-        changes.set(key + u"\\InprocServer32", u"", fromFileName(modulePath));
+        changes.set(key + u"\\InprocServer32", u"", fromSystemName(modulePath.c_str()));
     }
     changes.apply();
 }

@@ -6,18 +6,17 @@
 #include <qx/core/Exception.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>
-#include <qx/platform/files.h>
-#include <qx/platform/registry.h>
 #include <qx/platform/replace.h>
 #include <qx/platform/result.h>
+#include <qx/util/SystemName.h>
 
 #include "Check.h"
-#include "FileName.h"
 #include "MessageSet.h"
 #include "Options.h"
 #include "Registration.h"
 #include "Source.h"
 #include "tools/common/Program.h"
+#include "tools/common/Registry.h"
 
 using qx::String;
 using qx::i18n::Locale;
@@ -25,11 +24,6 @@ using qx::i18n::StringBundle;
 using Command = Options::Command;
 
 namespace {
-
-void require(int32_t code, const String& name) {
-    if (code < 0)
-        throw fileFailure(name.toUtf8(), code);
-}
 
 void check(const Options& options) {
     const std::string faults = findFaults(readMessages(options.parameters));
@@ -48,9 +42,9 @@ void compile(const Options& options) {
     const std::string source = moduleSource(readFaultless(options));
     if (!options.output || *options.output == u"-")
         return print(source);
-    require(QXFileReplace(toFileName(*options.output).c_str(), source.data(),
-                          static_cast<int64_t>(source.size()), 0666, nullptr),
-            *options.output);
+    requireFile(QXFileReplace(qx::util::toSystemName(*options.output).c_str(), source.data(),
+                              static_cast<int64_t>(source.size()), 0666, nullptr),
+                options.output->toUtf8());
 }
 
 void list(const Options& options) {
@@ -89,14 +83,6 @@ void get(const Options& options) {
     }
 }
 
-void useRegistry(const String& folder) {
-    std::string absolute(65536, '\0');
-    require(QXPathExpand(toFileName(folder).c_str(), absolute.data(),
-                         static_cast<int32_t>(absolute.size())),
-            folder);
-    require(QXRegistrySetFolder(absolute.c_str()), folder);
-}
-
 void run(const Options& options) {
     if (options.registry)
         useRegistry(*options.registry);
@@ -118,14 +104,14 @@ void run(const Options& options) {
     }
 }
 
-/// What files have is told by their names; what is left is the registry.
+/// What files have and names is told by them; what is left is the registry.
 void parseAndRun(int argc, const char* const* argv) {
     try {
         run(parseOptions(argc, argv));
     } catch (const qx::ResultException& e) {
-        if (e.getResult() == qx::result::Corrupt)
-            throw Failure(Failure::Runtime, "registry: damaged");
-        throw fileFailure("registry", e.getResult());
+        if (e.getResult() == qx::result::UnmappableCharacter)
+            throw;
+        throw registryFailure("registry", e.getResult());
     }
 }
 

@@ -3,7 +3,11 @@
 #include <string>
 #include <string_view>
 
+#include <qx/util/SystemName.h>
+
 #include "tools/common/Failure.h"
+
+using qx::util::fromSystemName;
 
 const char HelpText[] =
     R"(usage: qxcalc [-s SCALE] [-i RADIX] [-o RADIX] [EXPRESSION...]
@@ -53,19 +57,19 @@ bool isExpression(std::string_view argument) {
 }
 
 /// Reads "-s 5" and "-s5"; false for another argument. @p next moves on when it takes it.
-bool readValue(std::string_view argument, char**& next, Settings& settings) {
+bool readValue(const char* argument, char**& next, Settings& settings) {
     for (const ValueOption& option : ValueOptions) {
-        if (!argument.starts_with(option.name))
+        if (!std::string_view(argument).starts_with(option.name))
             continue;
-        std::string_view value = argument.substr(option.name.size());
-        if (value.empty()) {
+        const char* value = argument + option.name.size();
+        if (*value == 0) {
             if (*next == nullptr)
                 throw usage(qx::String::format(u"option {0} needs a value",
                                                qx::String::fromUtf8(option.name)));
             value = *next++;
         }
         const Setting& setting = *findSetting(option.setting);
-        if (!assign(settings, setting, qx::String::fromUtf8(value).view()))
+        if (!assign(settings, setting, fromSystemName(value).view()))
             throw usage(qx::String::fromUtf8(option.name) + u": " + rangeText(setting));
         return true;
     }
@@ -78,15 +82,16 @@ Options parseOptions(int argc, char** argv) {
     Options options;
     bool optionsEnded = false;
     for (char** next = argv + (argc > 0 ? 1 : 0); *next != nullptr;) {
-        const std::string_view argument = *next++;
+        const char* const given = *next++;
+        const std::string_view argument = given;
         if (optionsEnded || isExpression(argument))
-            options.lines.push_back(qx::String::fromUtf8(argument));
+            options.lines.push_back(fromSystemName(given));
         else if (argument == "--")
             optionsEnded = true;
         else if (argument == "--help")
             options.showHelp = true;
-        else if (!readValue(argument, next, options.settings))
-            throw usage(u"unknown option " + qx::String::fromUtf8(argument));
+        else if (!readValue(given, next, options.settings))
+            throw usage(u"unknown option " + fromSystemName(given));
     }
     return options;
 }

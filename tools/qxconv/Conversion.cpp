@@ -6,10 +6,12 @@
 
 #include <qx/core/Exception.h>
 #include <qx/text/charset/EncodingException.h>
+#include <qx/util/SystemName.h>
 
 #include "tools/common/Failure.h"
 
 using namespace qx::text::charset;
+using qx::util::fromSystemName;
 
 namespace {
 
@@ -23,7 +25,7 @@ qx::Reference<Converter> converterFor(const std::optional<std::string>& name) {
     try {
         if (!name)
             return Converter::getDefaultConverter();
-        return Converter::getConverter(qx::String(name->c_str()).getData());
+        return Converter::getConverter(fromSystemName(name->c_str()).getData());
     } catch (const UnknownEncodingException& e) {
         const std::string shown = name ? *name : e.getDescription().toUtf8();
         throw Failure(Failure::Usage, "unknown encoding \"" + shown + "\" (qxconv -l lists all)");
@@ -33,13 +35,13 @@ qx::Reference<Converter> converterFor(const std::optional<std::string>& name) {
 std::optional<qx::String> replacementFor(const Options& options) {
     if (options.strict)
         return std::nullopt;
-    return options.substitute ? qx::String(options.substitute->c_str()) : qx::String(u"\uFFFD");
+    return options.substitute ? fromSystemName(options.substitute->c_str()) : qx::String(u"\uFFFD");
 }
 
 Encoder encoderFor(const Options& options) {
     auto converter = converterFor<CharToByteConverter>(options.to);
     if (options.substitute)
-        return Encoder(converter, qx::String(options.substitute->c_str()));
+        return Encoder(converter, fromSystemName(options.substitute->c_str()));
     return Encoder(converter,
                    options.strict ? Encoder::Unmappable::Reject : Encoder::Unmappable::Substitute);
 }
@@ -72,6 +74,18 @@ void Conversion::convert(const Source& source, BackgroundWriter& writer, Progres
         }
         writer.write(m_bytes);
     }
+}
+
+void Conversion::finish() const {
+    std::string replaced;
+    if (m_decoder.hasSubstituted())
+        replaced = "invalid " + m_decoder.encodingName();
+    if (m_encoder.hasSubstituted())
+        replaced += (replaced.empty() ? "" : " and ") +
+                    std::string("characters without a form in ") + m_encoder.encodingName();
+    if (!replaced.empty())
+        throw Failure(Failure::Runtime, "replaced " + replaced +
+                                            " (--substitute TEXT says by what, --strict refuses)");
 }
 
 /// Adds to m_input what the stream gives next; 0 at its end.

@@ -29,6 +29,10 @@ public:
     /// @throws Failure that tells the name, and the place of bad text
     void convert(const Source& source, BackgroundWriter& writer, Progress& progress);
 
+    /// Ends the conversion of everything.
+    /// @throws Failure that tells what was replaced although nobody has asked for it
+    void finish() const;
+
 private:
     int32_t readBlock(const Source& source);
     int32_t convertBlock(bool atEnd);

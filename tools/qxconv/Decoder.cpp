@@ -1,6 +1,6 @@
 #include "Decoder.h"
 
-#include <cstring>
+#include <algorithm>
 #include <string_view>
 
 #include <qx/text/charset/Surrogates.h>
@@ -39,12 +39,12 @@ int32_t findUnit(const char16_t* units, int32_t from, int32_t length, Test test)
 Decoder::Decoder(qx::Reference<ByteToCharConverter> converter,
                  std::optional<qx::String> replacement)
     : m_finder(converter, std::max(1, converter->getMaxCharsPerByte())),
-      m_replacement(std::move(replacement)) {
-    const bool isDefault = m_replacement && *m_replacement == std::u16string_view(u"\uFFFD");
-    converter->setSubstitutionMode(isDefault);
+      m_replacement(std::move(replacement)),
+      m_isDefault(m_replacement && *m_replacement == std::u16string_view(u"\uFFFD")) {
+    converter->setSubstitutionMode(false);
     if (auto* const utf8 = dynamic_cast<BTCUTF8*>(converter.get())) {
         utf8->setStrict(true);
-        m_marksFaults = !isDefault;
+        m_marksFaults = true;
     }
     m_copiesSurrogates = dynamic_cast<BTCUTF16*>(converter.get()) != nullptr;
 }
@@ -87,8 +87,10 @@ Piece Decoder::decodePiece(const signed char* input, int32_t length, bool atEnd,
                            Buffer<char16_t>& units) {
     const int32_t start = units.size();
     Piece piece = m_finder.convert(input, length, units);
-    if (m_marksFaults)
+    if (m_marksFaults && !m_isDefault)
         cutAtMark(input, start, units, piece);
+    else if (m_marksFaults && !m_hasSubstituted)
+        noticeMarks(input, start, units, piece);
     if (m_copiesSurrogates)
         cutAtLoneSurrogate(input, atEnd, start, units, piece);
     return piece;
@@ -117,6 +119,22 @@ void Decoder::cutAtMark(const signed char* input, int32_t start, Buffer<char16_t
     }
 }
 
+/// There are more U+FFFD in the text than in the input when the converter has made one. In UTF-8
+/// the bytes of U+FFFD are a character wherever they stand.
+void Decoder::noticeMarks(const signed char* input, int32_t start, const Buffer<char16_t>& units,
+                          const Piece& piece) {
+    auto marks =
+        std::count(units.data() + start, units.data() + units.size(), ReplacementCharacter);
+    if (marks == 0)
+        return;
+    const std::string_view bytes(reinterpret_cast<const char*>(input),
+                                 static_cast<std::size_t>(piece.consumed));
+    for (std::size_t at = 0; (at = bytes.find(ReplacementInUtf8, at)) != bytes.npos;
+         at += ReplacementInUtf8.size())
+        --marks;
+    m_hasSubstituted = marks > 0;
+}
+
 /// Ends the piece before the first surrogate without partner. A high one at the end waits for its
 /// partner unless nothing follows.
 void Decoder::cutAtLoneSurrogate(const signed char* input, bool atEnd, int32_t start,
@@ -138,8 +156,13 @@ void Decoder::cutAtLoneSurrogate(const signed char* input, bool atEnd, int32_t s
     piece = {byte, isFault ? length : 0};
 }
 
-void Decoder::replace(TextFault fault, Buffer<char16_t>& units) const {
+void Decoder::replace(TextFault fault, Buffer<char16_t>& units) {
     if (!m_replacement)
         throw fault;
+    if (m_isDefault) {
+        m_hasSubstituted = true;
+        // From now on the converter does it, which is faster than finding each place.
+        m_finder.converter().setSubstitutionMode(true);
+    }
     units.append(m_replacement->getData(), m_replacement->getLength());
 }

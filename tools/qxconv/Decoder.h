@@ -29,6 +29,9 @@ public:
     /// The place in @p input, decoded before without a replacement, of its @p unit th unit.
     int32_t positionOf(int32_t unit, const signed char* input, int32_t length);
 
+    /// True when bad text was replaced by U+FFFD, which nobody has asked for.
+    bool hasSubstituted() const { return m_hasSubstituted; }
+
     std::string encodingName() const;
 
 private:
@@ -39,10 +42,14 @@ private:
     void cutAtMark(const signed char* input, int32_t start, Buffer<char16_t>& units, Piece& piece);
     void cutAtLoneSurrogate(const signed char* input, bool atEnd, int32_t start,
                             Buffer<char16_t>& units, Piece& piece);
-    void replace(TextFault fault, Buffer<char16_t>& units) const;
+    void noticeMarks(const signed char* input, int32_t start, const Buffer<char16_t>& units,
+                     const Piece& piece);
+    void replace(TextFault fault, Buffer<char16_t>& units);
 
     Finder m_finder;
     std::optional<qx::String> m_replacement;
-    bool m_marksFaults = false;
+    bool m_isDefault;           ///< U+FFFD replaces
+    bool m_marksFaults = false; ///< the converter does so whatever it is told
     bool m_copiesSurrogates = false;
+    bool m_hasSubstituted = false;
 };

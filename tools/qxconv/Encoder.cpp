@@ -7,8 +7,8 @@
 using namespace qx::text::charset;
 
 Encoder::Encoder(qx::Reference<CharToByteConverter> converter, Unmappable unmappable)
-    : m_finder(converter, std::max(1, converter->getMaxBytesPerChar())) {
-    converter->setSubstitutionMode(unmappable == Unmappable::Substitute);
+    : m_finder(converter, std::max(1, converter->getMaxBytesPerChar())), m_unmappable(unmappable) {
+    converter->setSubstitutionMode(false);
 }
 
 Encoder::Encoder(qx::Reference<CharToByteConverter> converter, const qx::String& replacement)
@@ -35,8 +35,13 @@ void Encoder::encode(const char16_t* units, int32_t length, Buffer<signed char>&
             // A converter may have taken the first half of a pair that it then refused.
             if (piece.consumed > 0 && isHighSurrogate(units[position + piece.consumed - 1]))
                 piece = {piece.consumed - 1, piece.faultLength + 1};
-            replace(units, position + piece.consumed, piece.faultLength, bytes);
-            stride.shorten();
+            if (m_unmappable == Unmappable::Substitute) {
+                substituteFromNowOn();
+                piece.faultLength = 0; // it comes again
+            } else {
+                replace(units, position + piece.consumed, piece.faultLength, bytes);
+                stride.shorten();
+            }
         }
         position += piece.consumed + piece.faultLength;
     }
@@ -44,6 +49,12 @@ void Encoder::encode(const char16_t* units, int32_t length, Buffer<signed char>&
 
 std::string Encoder::encodingName() const {
     return qx::String(m_finder.converter().getEncodingName()).toUtf8();
+}
+
+/// From the first substitution on the converter makes them all, which is faster than finding them.
+void Encoder::substituteFromNowOn() {
+    m_finder.converter().setSubstitutionMode(true);
+    m_hasSubstituted = true;
 }
 
 void Encoder::replace(const char16_t* units, int32_t position, int32_t length,

@@ -16,7 +16,7 @@ class Encoder {
 public:
     enum class Unmappable {
         Reject,
-        Substitute, ///< with the converter's own substitution
+        Substitute, ///< with the converter's own substitution, and remember it
     };
 
     Encoder(qx::Reference<qx::text::charset::CharToByteConverter> converter, Unmappable unmappable);
@@ -28,6 +28,9 @@ public:
     /// Appends the bytes of the whole of @p units to @p bytes.
     void encode(const char16_t* units, int32_t length, Buffer<signed char>& bytes);
 
+    /// True when characters were substituted that nobody has given a replacement for.
+    bool hasSubstituted() const { return m_hasSubstituted; }
+
     std::string encodingName() const;
 
 private:
@@ -36,6 +39,10 @@ private:
     void replace(const char16_t* units, int32_t position, int32_t length,
                  Buffer<signed char>& bytes) const;
 
+    void substituteFromNowOn();
+
     Finder m_finder;
+    Unmappable m_unmappable;
+    bool m_hasSubstituted = false;
     std::optional<Buffer<signed char>> m_replacement;
 };

@@ -18,12 +18,14 @@ Without files, or for the file "-", standard input is read.
   --strict           stop at the first invalid byte sequence and at the first character
                      that TO does not have, and tell its byte offset
   --substitute TEXT  write TEXT in the place of such a sequence or character (default:
-                     the replacement character, or "?" where TO does not have it)
+                     the replacement character, or "?" where TO does not have it, and
+                     the exit status 1)
   -l                 list the encodings with code page and other names
   --help             show this text
 
 A byte order mark is text like any other; -f UTF-16LE and the like read and write none.
-Exit status: 0 done, 1 the input is bad or a file cannot be read or written, 2 usage.
+Exit status: 0 done, 1 the input is bad, TO does not have all of it, or a file cannot be
+read or written, 2 usage.
 )";
 
 namespace {

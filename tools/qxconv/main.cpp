@@ -66,11 +66,12 @@ void convert(const Options& options) {
         files.push_back(StandardStream);
     if (!options.output || *options.output == StandardStream) {
         convertFiles(conversion, files, QXFileStandardOutput(), StandardOutput);
-        return;
+    } else {
+        OutputFile output(*options.output);
+        convertFiles(conversion, files, output.handle(), *options.output);
+        output.commit();
     }
-    OutputFile output(*options.output);
-    convertFiles(conversion, files, output.handle(), *options.output);
-    output.commit();
+    conversion.finish();
 }
 
 void run(const Options& options) {

@@ -8,9 +8,9 @@
 #include <qx/core/Exception.h>
 #include <qx/platform/registry.h>
 
-#include "PlatformFailure.h"
 #include "Snapshot.h"
 #include "ValueText.h"
+#include "tools/common/Registry.h"
 
 using qx::String;
 using qx::util::RegistryKey;
@@ -38,8 +38,9 @@ public:
         for (size_t root = 0; root < m_changes.size(); ++root) {
             const auto& changes = m_changes[root];
             const auto hkey = static_cast<ENUM_QX_HKEY>(root);
-            require(QXRegistryApply(hkey, changes.data(), static_cast<int32_t>(changes.size())),
-                    nameOf(RegistryKey(hkey, String())));
+            requireRegistry(
+                QXRegistryApply(hkey, changes.data(), static_cast<int32_t>(changes.size())),
+                nameOf(RegistryKey(hkey, String())));
         }
     }
 

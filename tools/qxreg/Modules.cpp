@@ -4,17 +4,20 @@
 #include <vector>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Result.h>
 #include <qx/platform/files.h>
 #include <qx/platform/module.h>
 #include <qx/platform/result.h>
 #include <qx/util/RegistryKey.h>
+#include <qx/util/SystemName.h>
 
-#include "FileNames.h"
-#include "PlatformFailure.h"
 #include "ValueText.h"
+#include "tools/common/Registry.h"
 
 using qx::String;
+using qx::util::fromSystemName;
 using qx::util::RegistryKey;
+using qx::util::toSystemName;
 namespace result = qx::result;
 
 namespace {
@@ -41,12 +44,14 @@ String textOf(const RegistryKey& key) {
     }
 }
 
-bool fileExists(const std::string& path) {
+/// A file that the system cannot be told the name of is none.
+bool fileExists(const String& path) {
     QXHandle file;
-    const int32_t code = QXFileOpen(path.c_str(), QX_FILE_READ, 0, &file);
+    const int32_t code = qx::resultOf(
+        [&] { return QXFileOpen(toSystemName(path).c_str(), QX_FILE_READ, 0, &file); });
     if (code >= 0)
         QXFileClose(file);
-    return code != result::NotFound;
+    return code != result::NotFound && code != result::UnmappableCharacter;
 }
 
 /// Every class that has a module, in the order of their identifiers.
@@ -71,10 +76,10 @@ std::vector<RegisteredClass> registeredClasses() {
 
 /// Deletes what the registry has about the classes of a module that is gone, in one change; whether
 /// there was something.
-bool forgetModule(const std::string& path) {
+bool forgetModule(const String& path) {
     std::vector<String> keys;
     for (const RegisteredClass& registered : registeredClasses()) {
-        if (fileNameOf(registered.module) != path)
+        if (registered.module != path)
             continue;
         keys.push_back(u"CLSID\\" + registered.classId);
         // A newer module may have taken the name over.
@@ -87,10 +92,14 @@ bool forgetModule(const std::string& path) {
     std::vector<QXRegistryChange> changes;
     for (const String& key : keys)
         changes.push_back({QX_REG_DELETE_KEY, QX_REG_STRING, key.getData(), nullptr, nullptr, 0});
-    require(
+    requireRegistry(
         QXRegistryApply(QX_HKEY_CLASSES_64, changes.data(), static_cast<int32_t>(changes.size())),
-        path);
+        path.toUtf8());
     return !keys.empty();
+}
+
+String absoluteText(const String& file) {
+    return fromSystemName(absolutePath(toSystemName(file)).c_str());
 }
 
 /// Passes on what a module said.
@@ -112,7 +121,7 @@ void requireModule(int32_t code, const std::string& path) {
     case result::SymbolNotFound:
         throw because("lacks a function of component modules");
     default:
-        require(code, path);
+        requireFile(code, path);
     }
 }
 
@@ -133,27 +142,27 @@ std::string lineOf(const RegisteredClass& registered, bool isMissing) {
 } // namespace
 
 void registerModule(const String& file) {
-    const std::string path = absolutePath(file);
-    requireModule(QXComRegisterModule(String(path.c_str()).getData()), path);
+    const String path = absoluteText(file);
+    requireModule(QXComRegisterModule(path.getData()), path.toUtf8());
 }
 
 void unregisterModule(const String& file) {
-    const std::string path = absolutePath(file);
+    const String path = absoluteText(file);
     if (!fileExists(path)) {
         if (!forgetModule(path))
-            throw platformFailure(path, result::NotFound);
+            throw registryFailure(path.toUtf8(), result::NotFound);
         return;
     }
-    const int32_t code = QXComUnregisterModule(String(path.c_str()).getData());
+    const int32_t code = QXComUnregisterModule(path.getData());
     if (code == result::NotFound)
-        throw Failure(Failure::Runtime, path + ": is not registered");
-    requireModule(code, path);
+        throw Failure(Failure::Runtime, path.toUtf8() + ": is not registered");
+    requireModule(code, path.toUtf8());
 }
 
 std::string moduleListing(bool json) {
     std::string text;
     for (const RegisteredClass& registered : registeredClasses()) {
-        const bool isMissing = !fileExists(fileNameOf(registered.module));
+        const bool isMissing = !fileExists(registered.module);
         if (json)
             text += (text.empty() ? "\n  " : ",\n  ") + jsonOf(registered, isMissing);
         else

@@ -1,8 +1,6 @@
 #include "Output.h"
 
-#include "PlatformFailure.h"
 #include "Snapshot.h"
-#include "tools/common/Program.h"
 
 using qx::util::RegistryKey;
 
@@ -31,8 +29,6 @@ std::string jsonOf(const KeyContent& content) {
 }
 
 } // namespace
-
-void printOut(std::string_view text) { print(text, &platformFailure); }
 
 std::string jsonMembers(const Value& value) {
     return "\"type\": \"" + std::string(typeName(value.type)) + "\", \"value\": " + jsonText(value);

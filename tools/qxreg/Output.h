@@ -1,16 +1,11 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include <qx/util/RegistryKey.h>
 
 #include "Options.h"
 #include "ValueText.h"
-
-/// Writes to standard output.
-/// @throws Failure
-void printOut(std::string_view text);
 
 /// "type": ..., "value": ...
 std::string jsonMembers(const Value& value);

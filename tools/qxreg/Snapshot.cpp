@@ -5,7 +5,7 @@
 #include <qx/core/Exception.h>
 #include <qx/platform/result.h>
 
-#include "PlatformFailure.h"
+#include "tools/common/Registry.h"
 
 using qx::String;
 using qx::util::RegistryKey;
@@ -58,7 +58,7 @@ std::string nameOf(const RegistryKey& key) { return key.getKey().toUtf8(); }
 Value readValue(const RegistryKey& key, const String& name) {
     auto value = tryReadValue(key, name);
     if (!value)
-        throw platformFailure(nameOf(key) + " " + quoted(name.view()), qx::result::NotFound);
+        throw registryFailure(nameOf(key) + " " + quoted(name.view()), qx::result::NotFound);
     return *std::move(value);
 }
 

@@ -7,8 +7,9 @@
 #include <qx/platform/result.h>
 
 #include "Output.h"
-#include "PlatformFailure.h"
 #include "Snapshot.h"
+#include "tools/common/Program.h"
+#include "tools/common/Registry.h"
 
 using qx::String;
 using qx::util::RegistryKey;
@@ -87,7 +88,7 @@ private:
             if (value != nullptr)
                 line += '=' + typedText(*value);
         }
-        printOut(line + '\n');
+        ::print(line + '\n');
     }
 
     bool m_json;
@@ -102,14 +103,14 @@ void watch(const Options& options) {
     Reporter reporter(options);
     // The version first: what changes between the two calls is looked at once more.
     uint64_t seen = 0;
-    require(QXRegistryGetVersion(key.getHKEY(), &seen), nameOf(key));
+    requireRegistry(QXRegistryGetVersion(key.getHKEY(), &seen), nameOf(key));
     Keys keys = keysBelow(key);
     if (!options.json)
-        printOut("watching " + nameOf(key) + '\n');
+        print("watching " + nameOf(key) + '\n');
     while (!reporter.isDone()) {
         qx::exec::Thread::sleep(static_cast<unsigned>(options.interval));
         uint64_t version = 0;
-        require(QXRegistryGetVersion(key.getHKEY(), &version), nameOf(key));
+        requireRegistry(QXRegistryGetVersion(key.getHKEY(), &version), nameOf(key));
         if (version == seen)
             continue;
         seen = version;

@@ -8,19 +8,20 @@
 #include <qx/platform/files.h>
 #include <qx/platform/replace.h>
 #include <qx/platform/result.h>
+#include <qx/util/SystemName.h>
 
 #include "Exchange.h"
-#include "FileNames.h"
 #include "Modules.h"
 #include "Options.h"
 #include "Output.h"
-#include "PlatformFailure.h"
 #include "Snapshot.h"
 #include "Watch.h"
 #include "tools/common/Program.h"
+#include "tools/common/Registry.h"
 
 using qx::String;
 using qx::io::FileInputStream;
+using qx::util::toSystemName;
 using Command = Options::Command;
 
 namespace {
@@ -31,29 +32,34 @@ std::string readAll(const std::optional<String>& file) {
     const bool isStandard = isStandardStream(file);
     QXHandle handle = QXFileStandardInput();
     if (!isStandard)
-        require(QXFileOpen(fileNameOf(*file).c_str(), QX_FILE_READ, 0, &handle), file->toUtf8());
+        requireFile(QXFileOpen(toSystemName(*file).c_str(), QX_FILE_READ, 0, &handle),
+                    file->toUtf8());
     FileInputStream input(handle, !isStandard);
     std::string text;
     char block[65536];
-    for (int32_t count; (count = input.read(reinterpret_cast<signed char*>(block),
-                                            static_cast<int32_t>(sizeof block))) >= 0;)
-        text.append(block, static_cast<size_t>(count));
+    try {
+        for (int32_t count; (count = input.read(reinterpret_cast<signed char*>(block),
+                                                static_cast<int32_t>(sizeof block))) >= 0;)
+            text.append(block, static_cast<size_t>(count));
+    } catch (const qx::ResultException& e) {
+        throw fileFailure(isStandard ? "standard input" : file->toUtf8(), e.getResult());
+    }
     return text;
 }
 
 void writeAll(const std::optional<String>& file, const std::string& text) {
     if (isStandardStream(file))
-        return printOut(text);
-    require(QXFileReplace(fileNameOf(*file).c_str(), text.data(), static_cast<int64_t>(text.size()),
-                          0666, nullptr),
-            file->toUtf8());
+        return print(text);
+    requireFile(QXFileReplace(toSystemName(*file).c_str(), text.data(),
+                              static_cast<int64_t>(text.size()), 0666, nullptr),
+                file->toUtf8());
 }
 
 void query(const Options& options) {
     if (!options.name)
-        return printOut(keyListing(options));
+        return print(keyListing(options));
     const Value value = readValue(*options.key, *options.name);
-    printOut(options.json ? '{' + jsonMembers(value) + "}\n" : plainText(value) + '\n');
+    print(options.json ? '{' + jsonMembers(value) + "}\n" : plainText(value) + '\n');
 }
 
 void add(const Options& options) {
@@ -70,7 +76,7 @@ void add(const Options& options) {
         change.data = value->data.data();
         change.length = static_cast<int32_t>(value->data.size());
     }
-    require(QXRegistryApply(options.key->getHKEY(), &change, 1), nameOf(*options.key));
+    requireRegistry(QXRegistryApply(options.key->getHKEY(), &change, 1), nameOf(*options.key));
 }
 
 void remove(const Options& options) {
@@ -78,22 +84,18 @@ void remove(const Options& options) {
     const ENUM_QX_HKEY root = options.key->getHKEY();
     const std::string key = nameOf(*options.key);
     if (options.name)
-        require(QXRegistryDeleteValue(root, path.getData(), options.name->getData()),
-                key + " " + quoted(options.name->view()));
+        requireRegistry(QXRegistryDeleteValue(root, path.getData(), options.name->getData()),
+                        key + " " + quoted(options.name->view()));
     else
-        require(QXRegistryDeleteKey(root, path.getData()), key);
-}
-
-void useFolder(const String& folder) {
-    require(QXRegistrySetFolder(absolutePath(folder).c_str()), folder.toUtf8());
+        requireRegistry(QXRegistryDeleteKey(root, path.getData()), key);
 }
 
 void run(const Options& options) {
     if (options.folder)
-        useFolder(*options.folder);
+        useRegistry(*options.folder);
     switch (options.command) {
     case Command::Help:
-        return printOut(helpText());
+        return print(helpText());
     case Command::Query:
         return query(options);
     case Command::Add:
@@ -111,19 +113,21 @@ void run(const Options& options) {
     case Command::Unregister:
         return unregisterModule(*options.file);
     case Command::List:
-        return printOut(moduleListing(options.json));
+        return print(moduleListing(options.json));
     }
 }
 
-/// A failure of the platform is told as one of the key.
+/// A failure of the registry is told as one of the key.
 void parseAndRun(int argc, const char* const* argv) {
     std::optional<Options> options;
     try {
         options = parseOptions(argc, argv);
         run(*options);
     } catch (const qx::ResultException& e) {
+        if (e.getResult() == qx::result::UnmappableCharacter) // of a name, which it tells
+            throw;
         const auto& key = options ? options->key : std::nullopt;
-        throw platformFailure(key ? nameOf(*key) : "registry", e.getResult());
+        throw registryFailure(key ? nameOf(*key) : "registry", e.getResult());
     }
 }
 

@@ -1,5 +1,6 @@
 #include <qx/platform/text.h>
 
+#include <atomic>
 #include <cerrno>
 #include <clocale>
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <langinfo.h>
 #include <string_view>
 
+#include <qx/platform/detail/CodecCheck.h>
 #include <qx/platform/detail/Utf8.h>
 #include <qx/platform/result.h>
 
@@ -17,7 +19,90 @@ using namespace qx;
 
 namespace {
 
-const char* codeSet() { return nl_langinfo(CODESET); }
+constexpr char Utf8[] = "UTF-8";
+constexpr int32_t NameUnits = 40; // longer than the name of any code set
+
+/// Widens an ASCII name into a buffer of @p capacity units, terminated.
+int32_t copyName(std::string_view name, char16_t* buffer, int32_t capacity) {
+    if (buffer == nullptr)
+        return result::NullPointer;
+    if (capacity < 1)
+        return result::BufferTooSmall;
+    buffer[0] = 0;
+    if (name.size() >= static_cast<size_t>(capacity))
+        return result::BufferTooSmall;
+    for (const char c : name)
+        *buffer++ = static_cast<unsigned char>(c);
+    *buffer = 0;
+    return result::Ok;
+}
+
+/// Whether there is a codec for the code set of the locale. The answer for a code set stays the
+/// same as long as no other is asked about, so that names mean the same while a program runs.
+///
+/// One word, so that it is read and replaced as a whole: a hash of the name, and the answer in the
+/// lowest bit.
+class CodecAnswer {
+public:
+    void setCheck(platform::CodecCheck check) noexcept { m_check = check; }
+
+    bool find(const char* codeSet) noexcept {
+        const uint64_t asked = hash(codeSet) << 1;
+        const uint64_t known = m_known.load(std::memory_order_relaxed);
+        if ((known & ~uint64_t{1}) == asked)
+            return (known & 1) != 0;
+        const int32_t result = ask(codeSet);
+        const bool has = result != result::UnknownEncoding && result != result::Busy;
+        if (result == result::Ok || result == result::UnknownEncoding)
+            m_known.store(asked | (has ? 1 : 0), std::memory_order_relaxed);
+        return has;
+    }
+
+private:
+    static uint64_t hash(std::string_view name) noexcept {
+        uint64_t value = 0xCBF29CE484222325u;
+        for (const char c : name)
+            value = (value ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+        return value;
+    }
+
+    int32_t ask(const char* codeSet) noexcept {
+        // Looking for the codec may load a module, whose path is a name, too, and whose own texts
+        // may be in the default encoding: that is UTF-8 as long as it is not known.
+        static constinit thread_local bool t_isAsking = false;
+        const platform::CodecCheck check = m_check;
+        if (check == nullptr)
+            return result::NotAvailable;
+        if (t_isAsking)
+            return result::Busy;
+        char16_t name[NameUnits];
+        if (copyName(codeSet, name, NameUnits) < 0)
+            return result::UnknownEncoding;
+        t_isAsking = true;
+        const int32_t result = check(name);
+        t_isAsking = false;
+        return result;
+    }
+
+    std::atomic<platform::CodecCheck> m_check{nullptr};
+    std::atomic<uint64_t> m_known{0};
+};
+
+constinit CodecAnswer s_codecs;
+
+/// True for the code set of the C and POSIX locales. They are those of programs whose user has
+/// chosen none, and all that they can express is the same in UTF-8.
+bool isAscii(const char* codeSet) noexcept {
+    return std::strcmp(codeSet, "ANSI_X3.4-1968") == 0 || std::strcmp(codeSet, "US-ASCII") == 0;
+}
+
+/// Name of the default encoding.
+const char* defaultEncoding() noexcept {
+    const char* const codeSet = ::nl_langinfo(CODESET);
+    if (std::strcmp(codeSet, Utf8) == 0 || isAscii(codeSet) || !s_codecs.find(codeSet))
+        return Utf8;
+    return codeSet;
+}
 
 /// Bytes into a buffer that keeps room for the terminating 0.
 class ByteSink {
@@ -71,10 +156,9 @@ int32_t toUtf8(std::u16string_view text, ByteSink& sink) {
     return result::Ok;
 }
 
-/// For code sets whose bytes are the first code points: ASCII and ISO 8859-1.
-int32_t toSingleBytes(std::u16string_view text, char16_t limit, ByteSink& sink) {
+int32_t toLatin1(std::u16string_view text, ByteSink& sink) {
     for (const char16_t unit : text) {
-        if (unit > limit)
+        if (unit > 0xFF)
             return result::UnmappableCharacter;
         const char byte = static_cast<char>(unit);
         if (!sink.put({&byte, 1}))
@@ -103,22 +187,9 @@ int32_t toCodeSet(std::u16string_view text, const char* name, ByteSink& sink) {
     return error == E2BIG ? result::BufferTooSmall : result::UnmappableCharacter;
 }
 
-/// Widens an ASCII name into a buffer of @p capacity units, terminated.
-int32_t copyName(std::string_view name, char16_t* buffer, int32_t capacity) {
-    if (buffer == nullptr)
-        return result::NullPointer;
-    if (capacity < 1)
-        return result::BufferTooSmall;
-    buffer[0] = 0;
-    if (name.size() >= static_cast<size_t>(capacity))
-        return result::BufferTooSmall;
-    for (const char c : name)
-        *buffer++ = static_cast<unsigned char>(c);
-    *buffer = 0;
-    return result::Ok;
-}
-
 } // namespace
+
+void platform::setCodecCheck(CodecCheck check) noexcept { s_codecs.setCheck(check); }
 
 int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int32_t capacity) {
     if (text == nullptr || buffer == nullptr)
@@ -130,19 +201,17 @@ int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int3
     const std::u16string_view units = length < 0
                                           ? std::u16string_view(text)
                                           : std::u16string_view(text, static_cast<size_t>(length));
-    const char* const name = codeSet();
+    const char* const name = defaultEncoding();
     ByteSink sink(buffer, capacity);
-    if (std::strcmp(name, "UTF-8") == 0)
+    if (std::strcmp(name, Utf8) == 0)
         return toUtf8(units, sink);
-    if (std::strcmp(name, "ANSI_X3.4-1968") == 0 || std::strcmp(name, "US-ASCII") == 0)
-        return toSingleBytes(units, 0x7F, sink);
     if (std::strcmp(name, "ISO-8859-1") == 0)
-        return toSingleBytes(units, 0xFF, sink);
+        return toLatin1(units, sink);
     return toCodeSet(units, name, sink);
 }
 
 int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity) {
-    return copyName(codeSet(), buffer, capacity);
+    return copyName(defaultEncoding(), buffer, capacity);
 }
 
 int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity) {

@@ -1,10 +1,12 @@
 #include <qx/text/charset/CodecManager.h>
 
+#include <qx/core/Result.h>
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/LibraryIdentity.h>
 #include <qx/core/detail/TakeInterface.h>
 #include <qx/core/runtime/Class.h>
+#include <qx/platform/detail/CodecCheck.h>
 #include <qx/platform/module.h>
 #include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/ComCodec.h>
@@ -99,10 +101,28 @@ Object* CodecManager::getEncoder(const char16_t* name) const {
     return create({&CodecClasses::encoder, &wrap<CTBCom>}, name);
 }
 
+namespace {
+
+/// Whether there is a codec of that name, one that can be made.
+int32_t checkCodec(const char16_t* name) noexcept {
+    return resultOf([name] {
+        const Reference<Object> decoder(CodecManager::getInstance()->getDecoder(name));
+        return decoder ? result::Ok : result::UnknownEncoding;
+    });
+}
+
+} // namespace
+
 void registerCodecs() {
     CodecManager* const manager = CodecManager::getInstance();
     for (const CodecRow& row : codecTable())
         manager->registerCodec(row.name, row.encoderClass, row.decoderClass);
+    platform::setCodecCheck(&checkCodec);
+}
+
+void releaseCodecs() {
+    platform::setCodecCheck(nullptr);
+    CodecManager::freeInstance();
 }
 
 } // namespace qx::text::charset

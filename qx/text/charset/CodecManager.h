@@ -50,4 +50,7 @@ private:
 /// @throws ClassNotFoundException
 QX_API void registerCodecs();
 
+/// Frees the manager. Called at shut-down.
+void releaseCodecs();
+
 } // namespace qx::text::charset

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include <qx/core/String.h>
+#include <qx/util/SystemName.h>
 
 // How command lines are cut up. Everything takes time linear in the text.
 
@@ -93,7 +94,7 @@ public:
             return false;
         token.isOption = optionFollows();
         token.endsValues = token.endsValues || token.isOption;
-        m_text = String(m_argv[m_index++]);
+        m_text = fromSystemName(m_argv[m_index++]);
         token.text = m_text.view();
         return true;
     }

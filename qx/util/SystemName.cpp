@@ -1,0 +1,75 @@
+#include <qx/util/SystemName.h>
+
+#include <iterator>
+#include <string_view>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/core/detail/HexDigits.h>
+#include <qx/platform/text.h>
+#include <qx/text/charset/EncodingException.h>
+#include <qx/util/detail/PlatformText.h>
+
+namespace qx::util {
+
+namespace {
+
+int32_t narrow(const String& text, std::string& bytes) {
+    return resultOf([&] { bytes = detail::narrowed(text); });
+}
+
+String decoded(const char* name) {
+    try {
+        return String(name);
+    } catch (const text::charset::InvalidCharacterException&) {
+        return {}; // one of those that no replacement stands for
+    }
+}
+
+/// The name with what is not ASCII in hexadecimal.
+String shown(std::string_view name) {
+    String text;
+    for (const char byte : name) {
+        const auto code = static_cast<unsigned char>(byte);
+        if (code >= 0x20 && code < 0x7F) {
+            text += static_cast<char16_t>(code);
+            continue;
+        }
+        text += u"\\x";
+        text += static_cast<char16_t>(qx::detail::hexDigit(code >> 4));
+        text += static_cast<char16_t>(qx::detail::hexDigit(code & 0xF));
+    }
+    return text;
+}
+
+[[noreturn]] void refuse(const String& name, const char16_t* why) {
+    char16_t encoding[40] = {};
+    throwIfFailed(QXGetDefaultCharEncoding(encoding, static_cast<int32_t>(std::size(encoding))));
+    throwResult(result::UnmappableCharacter,
+                String(u'"' + name + u'"').append(why).append(encoding).getData());
+}
+
+} // namespace
+
+std::string toSystemName(const String& name) {
+    std::string bytes;
+    const int32_t result = name.contains(u'\0') ? result::UnmappableCharacter : narrow(name, bytes);
+    if (result == result::UnmappableCharacter)
+        refuse(name, u" has no form in the default encoding ");
+    throwIfFailed(result);
+    return bytes;
+}
+
+String fromSystemName(const char* name) {
+    if (name == nullptr)
+        return {};
+    const String text = decoded(name);
+    std::string bytes;
+    const int32_t result = narrow(text, bytes);
+    if (result == result::UnmappableCharacter || (result >= 0 && bytes != name))
+        refuse(shown(name), u" is no text in the default encoding ");
+    throwIfFailed(result);
+    return text;
+}
+
+} // namespace qx::util
