@@ -9,9 +9,9 @@ namespace qx::platform {
 /// The state, and whatever stands for it in the list, is static or on the heap: in the child the
 /// stacks of the other threads are soon used for something else.
 ///
-/// All three run on the forking thread, the last two in the opposite order of the first. A step waits for no other process and for no code that is
-/// not ours, and changes nothing that the thread that forks may be in the middle of. Null for
-/// nothing to do.
+/// All three run on the forking thread, the last two in the opposite order of the first. A step
+/// waits for no other process and for no code that is not ours, and changes nothing that the thread
+/// that forks may be in the middle of. Null for nothing to do.
 struct ForkSteps {
     /// Keeps other threads out until one of the others has run.
     void (*before)(void* state) noexcept = nullptr;
