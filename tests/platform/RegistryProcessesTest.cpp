@@ -9,7 +9,10 @@
 #include <random>
 #include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
@@ -192,4 +195,28 @@ TEST(RegistryProcesses, KilledWritersLoseNothingThatWasAcknowledged) {
     registry.use();
     setText(u"After", u"", u"all"); // the lock of the dead is free
     EXPECT_GT(acknowledged, 0);
+}
+
+// A thread that waits for the file of a stopped process kept the lock that forks wait for.
+TEST(RegistryProcesses, AStoppedWriterHoldsUpNoFork) {
+    const TemporaryRegistry registry;
+    setText(u"Before", u"", u"all");
+    const int file = open(registry.userFile().c_str(), O_RDWR | O_CLOEXEC);
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
+    std::thread writer([] { setText(u"After", u"", u"all"); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(getText(u"Before", u"") == u"all" ? 0 : 1);
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(getText(u"After", u""));
+    whole.l_type = F_UNLCK;
+    EXPECT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
+    writer.join();
+    close(file);
+    EXPECT_EQ(getText(u"After", u""), u"all");
 }

@@ -44,7 +44,7 @@ bool setLock(int file, short type) noexcept {
     struct flock range = {};
     range.l_type = type;
     range.l_whence = SEEK_SET; // the whole file
-    return retryInterrupted([&] { return ::fcntl(file, F_OFD_SETLKW, &range); }) == 0;
+    return retryInterrupted([&] { return ::fcntl(file, F_OFD_SETLK, &range); }) == 0;
 }
 
 bool flushFolder(const char* path) noexcept {
@@ -142,7 +142,7 @@ int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>&
     return result::Ok;
 }
 
-int32_t LockedFile::open(const std::string& path) noexcept {
+int32_t LockedFile::tryOpen(const std::string& path) noexcept {
     // Others may remove the file again. A link that leads nowhere never lets one be made.
     constexpr int MostCreations = 16;
     for (int creations = 0;;) {
@@ -156,8 +156,11 @@ int32_t LockedFile::open(const std::string& path) noexcept {
         }
         if (const int32_t result = check(path, m_file.get()); result < 0)
             return result;
-        if (!setLock(m_file.get(), F_WRLCK))
-            return lastResult();
+        if (!setLock(m_file.get(), F_WRLCK)) {
+            const int32_t result = errno == EAGAIN ? result::Busy : lastResult();
+            m_file = Descriptor();
+            return result;
+        }
         // Before the lock was had another writer may have put a compacted file under the name.
         struct stat named, opened;
         if (::fstat(m_file.get(), &opened) != 0)

@@ -32,9 +32,9 @@ public:
     LockedFile(const LockedFile&) = delete;
     LockedFile& operator=(const LockedFile&) = delete;
 
-    /// Opens the file, which is made together with its folder when it does not exist, and waits for
-    /// the lock.
-    int32_t open(const std::string& path) noexcept;
+    /// Opens and locks the file, which is made together with its folder when it does not exist.
+    /// Busy, with no file open, while somebody else has the lock.
+    int32_t tryOpen(const std::string& path) noexcept;
     void close() noexcept;
 
     int descriptor() const noexcept { return m_file.get(); }

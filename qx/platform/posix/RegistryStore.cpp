@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include <qx/platform/text.h>
+#include <qx/platform/thread.h>
 
 #include "qx/platform/posix/error.h"
 
@@ -215,6 +216,19 @@ std::vector<uint8_t> Store::compactedIfDue(const LockedFile& file) {
     return bytes;
 }
 
+/// Waits until nobody else has the file. The lock of this process is not held over that: whoever has
+/// the file may be stopped, and forks take the lock.
+int32_t Store::openInTurn(LockedFile& file, std::unique_lock<std::mutex>& changing) {
+    for (;;) {
+        const int32_t result = file.tryOpen(m_path);
+        if (result != result::Busy)
+            return result;
+        changing.unlock();
+        QXThreadSleep(1);
+        changing.lock();
+    }
+}
+
 int32_t Store::change(std::span<const QXRegistryChange> changes, Absent absent) {
     if (changes.empty())
         return result::Ok;
@@ -224,9 +238,9 @@ int32_t Store::change(std::span<const QXRegistryChange> changes, Absent absent) 
         if (result < 0)
             return result;
     }
-    const std::lock_guard changing(m_changeLock);
+    std::unique_lock changing(m_changeLock);
     LockedFile file;
-    if (const int32_t result = file.open(m_path); result < 0)
+    if (const int32_t result = openInTurn(file, changing); result < 0)
         return result;
     std::vector<uint8_t> bytes;
     uint64_t offset = 0;

@@ -67,6 +67,7 @@ private:
     void loadAnew(int file, uint64_t end);
     void applyAll(TransactionReader& reader);
     void forget() noexcept;
+    int32_t openInTurn(LockedFile& file, std::unique_lock<std::mutex>& changing);
     int32_t prepare(const LockedFile& file, std::span<const QXRegistryChange> changes,
                     Absent absent, std::vector<uint8_t>& bytes, uint64_t& offset);
     std::vector<uint8_t> compactedIfDue(const LockedFile& file);
