@@ -94,16 +94,22 @@ int32_t Reaper::add(std::unique_ptr<Child> child) noexcept {
     const std::lock_guard guard(m_lock);
     if (m_isStopping) // the process ends, and leaves its children to the system
         return result::Ok;
-    if (!m_isWorking)
+    if (!m_isWorking) {
         joinThread(); // the one that had nothing left to do
-    if (!m_isWorking)
         openEvents();
-    const bool isWatched = m_watchedCount < MostWatched && watch(*child);
+        collectEnded(); // those for which no thread could be started
+    }
+    Child& added = *child;
+    const bool isWatched = m_watchedCount < MostWatched && watch(added);
     if (!isWatched)
-        child->closeDescriptor();
+        added.closeDescriptor();
     (isWatched ? m_watched : m_unwatched).add(child.release());
-    if (!m_isWorking)
-        return start();
+    if (!m_isWorking) {
+        const int32_t result = start();
+        if (result < 0 && isWatched)
+            unwatch(added); // for the next call to look at
+        return result;
+    }
     if (!isWatched) {
         m_pauseMs = ShortestPauseMs;
         wake();
