@@ -26,7 +26,9 @@ public:
     /// Flushes the writer.
     virtual void flush();
 
-    /// Entries that were not written, or not as a whole, since something threw. Any thread.
+    /// Entries whose process threw. They were not written, or not as a whole; but where only the
+    /// flush failed, a writer that holds text back may still write the entry with the next one. Any
+    /// thread.
     uint64_t getLostCount() const noexcept { return m_lostCount; }
 
 protected:

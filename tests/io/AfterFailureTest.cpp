@@ -4,7 +4,9 @@
 #include <array>
 #include <cstring>
 #include <functional>
+#include <optional>
 #include <random>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -17,13 +19,21 @@
 #include <qx/io/OutputStreamWriter.h>
 #include <qx/io/PrintWriter.h>
 #include <qx/io/StringWriter.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/BasicLogWriter.h>
+#include <qx/log/LogEntry.h>
+#include <qx/log/XmlLogWriter.h>
 #include <qx/util/PropertySet.h>
+#include <qx/util/RegistryKey.h>
 
 #include "tests/support/FailingAllocator.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/FakeStreams.h"
+#include "tests/support/TemporaryRegistry.h"
 
 using namespace qxtest;
 using namespace qx::io;
+using qx::operator""_qs;
 
 namespace {
 
@@ -261,6 +271,86 @@ TEST(AfterFailure, ObjectsThatGotNoMemoryAreAsTheyWere) {
         marked.reset();
     }
     EXPECT_EQ(properties.get(u"key"), u"old");
+}
+
+/// Does five steps, of which the third has to fail.
+template <class Step>
+void playSteps(Step&& step) {
+    for (int number = 0; number < 5; ++number)
+        EXPECT_EQ(qx::resultOf([&] { step(number, number == 2); }) < 0, number == 2) << number;
+}
+
+/// What stands behind each mark in the text, a unit long.
+std::string marked(std::string_view text) {
+    std::string all;
+    for (size_t at = text.find('#'); at != text.npos; at = text.find('#', at + 1))
+        all += text[at + 1];
+    return all;
+}
+
+qx::String stepName(int number) { return u"#" + qx::String::valueOf(number); }
+
+qx::Reference<qx::log::LogEntry> entryOf(const qx::String& text) {
+    auto entry = qx::log::LogEntry::create();
+    entry->setField(u"text"_qs, qx::makeReference<qx::String>(text));
+    return entry;
+}
+
+template <class LogWriter>
+std::string playLogWriter() {
+    const auto sink = qx::makeReference<FakeSink<Bytes>>();
+    {
+        const auto text = qx::makeReference<OutputStreamWriter>(sink.get(), u"UTF-8");
+        const auto writer = LogWriter::create(text.get());
+        playSteps([&](int number, bool fails) {
+            writer->process(entryOf(stepName(number) + (fails ? u"\xD83D" : u"")).get());
+        });
+    }
+    return marked(textOf(sink->content));
+}
+
+/// The queue takes every entry, and its count tells of the failure. It is that of a flush: what the
+/// writer held back comes with the next one.
+std::string playQueue() {
+    const auto sink = qx::makeReference<FakeSink<Bytes>>();
+    const auto text = qx::makeReference<OutputStreamWriter>(sink.get(), u"CP1252");
+    qx::log::AsyncOptions options;
+    options.failure = qx::log::AsyncOptions::Failure::CarryOn;
+    const auto queue = qx::log::AsyncProcessor::create(
+        qx::log::BasicLogWriter::create(text.get()).get(), 1, options);
+    playSteps([&](int number, bool fails) {
+        sink->failing = fails;
+        queue->process(entryOf(stepName(number)).get());
+        EXPECT_TRUE(queue->flush());
+        if (queue->getFailedCount() > 0 && fails)
+            throw qx::IllegalStateException();
+    });
+    EXPECT_EQ(queue->getFailedCount(), 1u);
+    return marked(textOf(sink->content));
+}
+
+std::string playRegistry() {
+    const TemporaryRegistry registry;
+    qx::util::RegistryKey key(QX_HKEY_USER, u"Steps"_qs);
+    playSteps([&](int number, bool fails) {
+        std::optional<FailingCalls> failing;
+        if (fails)
+            failing.emplace(0, ENOSPC);
+        key.setValue(stepName(number), u"all"_qs);
+    });
+    std::string names;
+    for (int number = 0; number < 5; ++number) {
+        if (qx::resultOf([&] { key.getValueString(stepName(number)); }) == 0)
+            names += static_cast<char>('0' + number);
+    }
+    return names;
+}
+
+TEST(AfterFailure, EveryStepCountsButTheOneThatFailed) {
+    EXPECT_EQ(playLogWriter<qx::log::BasicLogWriter>(), "0134");
+    EXPECT_EQ(playLogWriter<qx::log::XmlLogWriter>(), "0134");
+    EXPECT_EQ(playQueue(), "01234");
+    EXPECT_EQ(playRegistry(), "0134");
 }
 
 } // namespace
