@@ -216,8 +216,8 @@ std::vector<uint8_t> Store::compactedIfDue(const LockedFile& file) {
     return bytes;
 }
 
-/// Waits until nobody else has the file. The lock of this process is not held over that: whoever has
-/// the file may be stopped, and forks take the lock.
+/// Waits until nobody else has the file. The lock of this process is not held over that: whoever
+/// has the file may be stopped, and forks take the lock.
 int32_t Store::openInTurn(LockedFile& file, std::unique_lock<std::mutex>& changing) {
     for (;;) {
         const int32_t result = file.tryOpen(m_path);
