@@ -1,5 +1,4 @@
 #include <climits>
-#include <clocale>
 #include <functional>
 #include <limits>
 
@@ -54,41 +53,21 @@ std::vector<Case> cases() {
     };
 }
 
-TEST(PrintWriter, PrintsEveryKindOfValueWithAndWithoutALineEnd) {
+TEST(PrintWriter, PrintsEveryKindOfValueAndFlushesBehindLinesWhenAsked) {
     for (const auto& c : cases()) {
-        FakeSink<Chars> sink;
-        PrintWriter out(&sink);
-        c.print(out);
-        EXPECT_EQ(textOf(sink.content), c.text);
-        c.println(out);
-        EXPECT_EQ(textOf(sink.content), c.text + c.text + "\n");
-        EXPECT_EQ(sink.flushes, 0);
+        for (const bool flushes : {false, true}) {
+            FakeSink<Chars> sink;
+            PrintWriter out(&sink, flushes);
+            c.print(out);
+            EXPECT_EQ(textOf(sink.content), c.text);
+            EXPECT_EQ(sink.flushes, 0);
+            c.println(out);
+            EXPECT_EQ(textOf(sink.content), c.text + c.text + "\n");
+            EXPECT_EQ(sink.flushes, flushes ? 1 : 0);
+            out.println();
+            EXPECT_EQ(sink.flushes, flushes ? 2 : 0);
+        }
     }
-}
-
-TEST(PrintWriter, FlushesBehindEveryLineWhenAsked) {
-    for (const auto& c : cases()) {
-        FakeSink<Chars> sink;
-        PrintWriter out(&sink, true);
-        c.print(out);
-        EXPECT_EQ(sink.flushes, 0);
-        c.println(out);
-        EXPECT_EQ(sink.flushes, 1);
-        out.println();
-        EXPECT_EQ(sink.flushes, 2);
-    }
-}
-
-TEST(PrintWriter, IgnoresTheLocale) {
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    // Without that locale the test still runs, on the one there is.
-    std::setlocale(LC_ALL, "de_DE.UTF-8");
-    FakeSink<Chars> sink;
-    PrintWriter out(&sink);
-    out.print(1.5);
-    out.print(1234567);
-    std::setlocale(LC_ALL, before.c_str());
-    EXPECT_EQ(textOf(sink.content), "1.51234567");
 }
 
 } // namespace
