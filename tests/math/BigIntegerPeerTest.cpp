@@ -208,6 +208,10 @@ TEST(BigIntegerPeer, Divides) {
         ASSERT_TRUE(isSame(second, remainder));
         (first = a).divide(b, first);
         ASSERT_TRUE(isSame(first, remainder));
+        (first = b).divide(first, second);
+        ASSERT_TRUE(first == 1 && second == 0);
+        first = b;
+        ASSERT_EQ(first.divide(first, first), 0);
         ASSERT_TRUE(isSame(a / b, quotient));
     });
 }

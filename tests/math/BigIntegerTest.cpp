@@ -96,49 +96,14 @@ TEST(BigInteger, ZeroHasNoSign) {
     }
 }
 
-TEST(BigInteger, ParsesInGroupsOfThree) {
-    const struct {
-        const char16_t* text;
-        int radix;
-        int64_t value;
-    } rows[] = {
-        {u"0", 10, 0},
-        {u"000", 10, 0},
-        {u"-0", 10, 0},
-        {u"+5", 10, 5},
-        {u"-+5", 10, -5},
-        {u"12a", 10, 12},
-        {u"1a2345", 10, 1345},   // the group "1a2" ends at the letter
-        {u"1234 5", 10, 123004}, // "4 5" too, at the blank
-        {u"1000000", 10, 1000000},
-        {u"x", 10, 0},
-        {u"zZ", 36, 35 * 36 + 35},
-        {u"1230x5", 16, 0x123005}, // a prefix within a group
-        {u"1230x5", 10, 123000},
-        {u"9", 8, 0},
-        {u"-101", 2, -5},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(String(row.text));
-        EXPECT_EQ(BigInteger(row.text, row.radix), row.value);
-    }
-    EXPECT_EQ(BigInteger(std::u16string_view(u"1\0002345", 6), 10), 1345); // a 0 unit ends a group
-    for (const char16_t* text : {u"", u"-", u"1-2", u"--1", u"+-1", u" -1", u"1-"}) {
-        SCOPED_TRACE(String(text));
-        EXPECT_EQ(failureOf([&] { BigInteger{text}; }), "Number Format Exception");
-    }
+TEST(BigInteger, RefusesARadixThatCannotBe) {
     for (const int radix : {-10, 0, 1, 37, INT_MAX}) {
         EXPECT_THROW(BigInteger(u"1", radix), RangeErrorException);
         EXPECT_THROW(BigInteger(1).toString(radix), RangeErrorException);
     }
 }
 
-TEST(BigInteger, PrintsWhatItParsed) {
-    for (const char16_t* text : {u"1000000", u"1000", u"-123456789012345678901234567890"})
-        EXPECT_EQ(BigInteger(text).toString(), text);
-    EXPECT_EQ(BigInteger(-0xABCDEF).toString(16), u"-ABCDEF");
-    EXPECT_EQ(BigInteger(u"-abcdef", 16), -0xABCDEF);
-    EXPECT_EQ((BigInteger(1) << 100).toString(2), String(u'0', 100).prepend(u'1'));
+TEST(BigInteger, ReadsWhatItPrints) {
     // The halves of a long text may add up to a limb more than the higher one has.
     for (int bits = 64; bits <= 128 * 64; bits += 64) {
         for (const BigInteger& number :
@@ -150,23 +115,6 @@ TEST(BigInteger, PrintsWhatItParsed) {
     std::ostringstream out;
     out << std::hex << thirtyDigits() << ' ' << -thirtyDigits();
     EXPECT_EQ(out.str(), "123456789012345678901234567890 -123456789012345678901234567890");
-}
-
-TEST(BigInteger, DividesWithARemainderThatIsNeverNegative) {
-    const struct {
-        int dividend, divisor, quotient, remainder;
-    } rows[] = {{-7, 2, -3, 1}, {7, -2, -3, 1}, {-7, -2, 3, 1}, {7, 2, 3, 1},  {-2, 7, 0, 2},
-                {2, -7, 0, 2},  {-7, 7, -1, 0}, {0, -7, 0, 0},  {-6, 3, -2, 0}};
-    for (const auto& row : rows) {
-        for (const int shift : {0, 64}) { // one limb and two
-            BigInteger number = BigInteger(row.dividend) << shift;
-            BigInteger remainder;
-            number.divide(BigInteger(row.divisor) << shift, remainder);
-            EXPECT_EQ(number, row.quotient);
-            EXPECT_EQ(remainder, BigInteger(row.remainder) << shift);
-            EXPECT_EQ(BigInteger(row.dividend) / row.divisor, row.quotient);
-        }
-    }
 }
 
 TEST(BigInteger, ReportsWhatHasNoResultAndKeepsItsValue) {
@@ -202,76 +150,27 @@ TEST(BigInteger, ReportsWhatHasNoResultAndKeepsItsValue) {
     }
 }
 
-TEST(BigInteger, TakesPowers) {
-    EXPECT_EQ(BigInteger(-12).pow(0), 1);
+// BigIntegerPeerTest and the cases in tests/data have the ordinary ones, for these and other
+// operations.
+TEST(BigInteger, TakesPowersAtTheEndsOfTheirRange) {
     EXPECT_EQ(BigInteger(0).pow(0), 1);
     EXPECT_EQ(BigInteger(0).pow(thirtyDigits()), 0);
     EXPECT_EQ(BigInteger(1).pow(thirtyDigits()), 1);
     EXPECT_EQ(BigInteger(-1).pow(thirtyDigits()), 1);
     EXPECT_EQ(BigInteger(-1).pow(thirtyDigits() + 1), -1);
-    EXPECT_EQ(BigInteger(-12).pow(1), -12);
-    EXPECT_EQ(BigInteger(10).pow(40).toString(), String(u'0', 40).prepend(u'1'));
-
-    EXPECT_EQ(BigInteger(3).modPow(-1, 11), 4);
-    EXPECT_EQ(BigInteger(-2).modPow(3, 5), 2); // -8
-    EXPECT_EQ(BigInteger(-2).modPow(2, 4), 0);
-    EXPECT_EQ(BigInteger(5).modPow(0, 7), 1);
-    for (const BigInteger& exponent : {BigInteger(), BigInteger(-3), thirtyDigits()})
-        EXPECT_EQ(BigInteger(5).modPow(exponent, 1), 0);
-    // Fermat, for the prime 2^127 - 1
-    const BigInteger prime = (BigInteger(1) << 127) - 1;
-    EXPECT_EQ(BigInteger(thirtyDigits()).modPow(prime - 1, prime), 1);
     EXPECT_EQ(BigInteger(2).modInverse(1), 0);
-    EXPECT_EQ(BigInteger(-3).modInverse(11), 7);
 }
 
-TEST(BigInteger, TheSignOfTheGreatestCommonDivisorIsThatOfTheLastDivisor) {
-    const struct {
-        int a, b, divisor;
-    } rows[] = {{12, 18, 6},  {12, -4, -4}, {12, -8, 4},  {-12, 4, 4},
-                {-4, -12, 4}, {0, -5, -5},  {-5, -5, -5}, {7, 1, 1}};
-    for (const auto& row : rows)
-        EXPECT_EQ(BigInteger(row.a).gcd(row.b), row.divisor) << row.a << ' ' << row.b;
-}
-
-TEST(BigInteger, ChangesBitsOfTheMagnitude) {
-    EXPECT_EQ(BigInteger(255).getBitCount(), 8);
-    EXPECT_EQ(BigInteger(256).getBitCount(), 9);
-    EXPECT_EQ(BigInteger(15).clearBit(3), 7);
-    EXPECT_EQ(BigInteger(8).clearBit(3).getSize(), 0);
-    EXPECT_EQ(BigInteger(-9).clearBit(3), -1);
-    EXPECT_EQ(BigInteger(-1).clearBit(0).isNegative(), false);
-    EXPECT_EQ(BigInteger(-1).setBit(200), -(BigInteger(1) << 200) - 1);
+TEST(BigInteger, TakesBitsAndShiftsBeyondEverySize) {
     EXPECT_EQ(BigInteger(5).clearBit(INT_MAX), 5);
-    EXPECT_EQ(BigInteger().clearBit(0), 0);
-    BigInteger number;
-    for (int bit = 0; bit < 300; ++bit) {
-        number.setBit(bit).setBit(bit);
-        EXPECT_EQ(number, (BigInteger(1) << (bit + 1)) - 1);
-        EXPECT_EQ(number.getSize(), bit / 8 + 1);
-    }
-    for (int bit = 300; bit-- > 0;) {
-        number.clearBit(bit).clearBit(bit);
-        EXPECT_EQ(number.getBitCount(), bit);
-    }
-}
-
-TEST(BigInteger, ShiftsTheMagnitude) {
-    EXPECT_EQ(BigInteger(-5) >> 1, -2); // cut off, as division does
-    EXPECT_EQ(BigInteger(-5) << 2, -20);
     EXPECT_EQ(thirtyDigits() >> std::numeric_limits<int64_t>::max(), 0);
     EXPECT_EQ(BigInteger(0) << std::numeric_limits<int64_t>::max(), 0);
 }
 
 TEST(BigInteger, ConvertsByItsLowBits) {
     const BigInteger twoTo63 = BigInteger(1) << 63;
-    EXPECT_EQ((twoTo63 + 5).toInt64(), 5);
-    EXPECT_EQ((-twoTo63 - 5).toInt64(), -5);
-    EXPECT_EQ((twoTo63 - 1).toInt64(), LLONG_MAX);
     EXPECT_EQ((twoTo63 + 5).toInt32(), 5);
     EXPECT_EQ((twoTo63 + 5).toDouble(), 5.0);
-    EXPECT_EQ((twoTo63 + 5).toUInt64(), (uint64_t{1} << 63) + 5);
-    EXPECT_EQ(BigInteger(-1).toUInt64(), ULLONG_MAX);
     EXPECT_EQ(BigInteger(-300).toInt8(), -44);
     EXPECT_EQ(thirtyDigits().toBigInteger(), thirtyDigits());
     EXPECT_EQ(thirtyDigits().toBigDecimal().getScale(), 0);

@@ -10,7 +10,6 @@
 #include <qx/math/detail/TwoLimbDivisor.h>
 
 #include "tests/math/Naturals.h"
-#include "tests/support/FailingAllocator.h"
 
 namespace {
 
@@ -100,27 +99,6 @@ TEST(Divide, LengthsAroundTheNewtonThreshold) {
           std::pair{5 * repeated + 1, repeated + 1}}) {
         SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn << " of divisor");
         expectDivides(naturals(bn + qn), naturals(bn));
-    }
-}
-
-TEST(Divide, FailingAllocationsLeaveTheOperandsAlone) {
-    Naturals naturals(6);
-    for (const size_t n : {size_t{300}, qx::math::detail::NewtonDivideThreshold + 1}) {
-        SCOPED_TRACE(n);
-        const Natural a = naturals(2 * n);
-        const Natural b = naturals(n);
-        const Natural operands[] = {a, b};
-        Natural q(n + 1);
-        Natural r(n);
-        const int64_t allocations = failEachAllocation([&] {
-            try {
-                divide(q.data(), r.data(), a.data(), a.size(), b.data(), b.size());
-            } catch (const std::bad_alloc&) {
-            }
-        });
-        EXPECT_GT(allocations, 0);
-        EXPECT_EQ(a, operands[0]);
-        EXPECT_EQ(b, operands[1]);
     }
 }
 

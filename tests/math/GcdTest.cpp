@@ -10,7 +10,6 @@
 #include <qx/math/detail/Gcd.h>
 
 #include "tests/math/Naturals.h"
-#include "tests/support/FailingAllocator.h"
 
 namespace {
 
@@ -230,23 +229,6 @@ TEST(ModInverse, OperandsOfChosenQuotients) {
         const auto [m, a] = operandsOf(quotients);
         expectInverse(a, m);
     }
-}
-
-TEST(ModInverse, FailingAllocationsLeaveTheResultAlone) {
-    Naturals naturals(9);
-    const Natural m = multiplyAdd(naturals(200), {2}, {1});
-    const Natural a = difference(m, {2});
-    const Natural expected = inverse(a, m);
-    Natural r(m.size(), Untouched);
-    const int64_t allocations = failEachAllocation([&] {
-        try {
-            qx::math::detail::modInverse(r.data(), a.data(), a.size(), m.data(), m.size());
-        } catch (const std::bad_alloc&) {
-            EXPECT_EQ(r, Natural(m.size(), Untouched));
-        }
-    });
-    EXPECT_GT(allocations, 0);
-    EXPECT_EQ(normalized(r), expected);
 }
 
 /// The neighbours of the modulus and of its half have inverses near its ends.
