@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -118,14 +116,6 @@ TEST(ListFacade, ComparesAsWhatItWraps) {
     EXPECT_TRUE(list->equals(components));
     EXPECT_FALSE(list->equals(String(u"a")));
     EXPECT_THROW(list->compareTo(String(u"a")), qx::CastFailedException);
-}
-
-TEST(ListFacade, IsARangeForTheStandardAlgorithms) {
-    const auto list = texts({u"a", u"", u"c"});
-    static_assert(std::ranges::input_range<Texts>);
-    EXPECT_EQ(std::ranges::count_if(
-                  *list, &String::isEmpty, [](auto& text) -> auto& { return *text; }),
-              1);
 }
 
 TEST(ListFacade, TakesElementsOfAnyClassAndTellsOthersApart) {

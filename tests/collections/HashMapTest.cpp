@@ -15,7 +15,6 @@
 #include <qx/core/Integer.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
-#include <qx/core/runtime/Class.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
@@ -359,13 +358,6 @@ TEST(AbstractMap, RemovesEveryEqualKeyAndReturnsTheLastValue) {
     putItems(map.entries(), {1, 2, 3});
     EXPECT_EQ(valueOf(map.remove(nullptr)), 10);
     EXPECT_TRUE(map.isEmpty());
-}
-
-TEST(HashMap, IsMadeByName) {
-    const Reference<qx::Object> made(qx::Class::forName(u"CQXHashMap")->createInstance());
-    auto& map = dynamic_cast<CQXHashMap&>(*made);
-    EXPECT_EQ(map.getCapacity(), 101);
-    EXPECT_EQ(map.put(item(1), item(2)), nullptr);
 }
 
 TEST(HashSet, IsComparedWithSetsOnly) {

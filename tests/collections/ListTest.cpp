@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
-#include <iterator>
-#include <ranges>
 #include <vector>
 
 #include <qx/collections/pcom/ArrayList.h>
@@ -11,7 +8,6 @@
 #include <qx/collections/pcom/detail/Growth.h> // no test fills a list up to its limit
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
-#include <qx/core/runtime/Class.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/Items.h"
@@ -196,25 +192,6 @@ TYPED_TEST(Lists, EndOperationsWithTheirOwnViews) {
     EXPECT_EQ(list->getSize(), 9);
 }
 
-TYPED_TEST(Lists, AreRanges) {
-    static_assert(std::input_iterator<decltype(begin(std::declval<TypeParam&>()))>);
-    static_assert(std::ranges::input_range<TypeParam> && std::ranges::input_range<const TypeParam>);
-    static_assert(std::ranges::input_range<List&> && std::ranges::input_range<const List&>);
-    const auto list = this->list({1, 2, 3});
-    int sum = 0;
-    for (const Element& element : std::as_const(*list))
-        sum += valueOf(element);
-    EXPECT_EQ(sum, 6);
-    EXPECT_EQ(std::ranges::count_if(*list, [](const Element& e) { return valueOf(e) > 1; }), 2);
-
-    const auto removeWhileWalking = [&] {
-        for (const Element& element : *list)
-            list->remove(element.get());
-    };
-    EXPECT_THROW(removeWhileWalking(), qx::Exception);
-    EXPECT_EQ(values(*list), (Values{2, 3}));
-}
-
 TEST(ArrayList, GrowsByHalf) {
     const std::array capacities = {1, 2, 3, 4, 6, 6, 9, 9, 9, 13, 13, 13, 13, 19};
     ArrayList list;
@@ -253,11 +230,4 @@ TEST(ListLength, IsLimitedToWhatASizeCanSay) {
     }
     EXPECT_NO_THROW(checkRoom(INT32_MAX - 1, "list<T> too long"));
     EXPECT_THROW(checkRoom(INT32_MAX, "list<T> too long"), std::length_error);
-}
-
-TEST(ListClasses, AreMadeByName) {
-    for (const char16_t* name : {u"CQXArrayList", u"CQXLinkedList"}) {
-        const Reference<qx::Object> made(qx::Class::forName(name)->createInstance());
-        EXPECT_TRUE(dynamic_cast<List&>(*made).add(nullptr));
-    }
 }

@@ -36,7 +36,7 @@ template <class T>
 constexpr bool IsInputRange = std::ranges::input_range<T>&& std::ranges::input_range<const T>;
 static_assert(IsInputRange<com::ArrayList> && IsInputRange<com::LinkedList> &&
               IsInputRange<com::HashSet>);
-static_assert(IsInputRange<com::HashMap> && IsInputRange<com::Map&>);
+static_assert(IsInputRange<com::HashMap> && IsInputRange<com::Map&> && IsInputRange<com::List&>);
 static_assert(IsInputRange<List<String>> && IsInputRange<Set<String>> &&
               IsInputRange<Map<String, Integer32>>);
 static_assert(IsInputRange<StringHashMap> && IsInputRange<IntegerHashMap>);

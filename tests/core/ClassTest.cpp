@@ -52,7 +52,7 @@ TEST(Class, EveryCreatorMakesItsOwnClass) {
     // clang-format off
     const char16_t* const names[] = {
         u"CQXArrayList", u"CQXByteArrayOutputStream", u"CQXEvent", u"CQXFakeMutex", u"CQXGate",
-        u"CQXLinkedList", u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
+        u"CQXHashMap", u"CQXLinkedList", u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
         u"CQXNullOutputStream", u"CQXObject", u"CQXROByteBuffer", u"CQXROCharBuffer",
         u"CQXRWByteBuffer", u"CQXRWCharBuffer", u"CQXRWLock", u"CQXSemaphore", u"CQXStringWriter",
         u"CQXStdioInputStream", u"CQXStdioOutputStream", u"qx::Exception",
