@@ -13,8 +13,6 @@
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
 
-#include "tests/support/FailingAllocator.h"
-
 namespace {
 
 using namespace qx;
@@ -129,16 +127,6 @@ TEST(CodecManager, GivesTheDefaultConverterForNull) {
               std::u16string_view(
                   Reference<ByteToCharConverter>(ByteToCharConverter::getDefaultConverter())
                       ->getEncodingName()));
-}
-
-TEST(CodecManager, SurvivesAFailureOfEveryAllocation) {
-    const int64_t allocations = qxtest::failEachAllocation([] {
-        try {
-            EXPECT_EQ(std::u16string_view(decoder(u"windows-1252")->getEncodingName()), u"CP1252");
-        } catch (const std::bad_alloc&) {
-        }
-    });
-    EXPECT_GT(allocations, 0);
 }
 
 } // namespace
