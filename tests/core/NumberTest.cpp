@@ -230,6 +230,7 @@ TEST(BoxedNumber, PrintsFloatingPointShortUnderEveryLocale) {
     EXPECT_EQ(Double(1.5).toString(), u"1.5");
     EXPECT_EQ(Float(0.1F).toString(), u"0.1");
     EXPECT_EQ(Double(1e100).toString(), u"1e+100");
+    EXPECT_EQ(String::valueOf(1234567.0), u"1.23457e+06");
     EXPECT_EQ(Double(2.5).toBigDecimal().toString(), u"2.5");
     EXPECT_EQ(BigDecimal(String(u"2.5")).toDouble(), 2.5);
     EXPECT_EQ(Number::parseDouble(u"2.5"), 2.5);

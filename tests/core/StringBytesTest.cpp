@@ -166,19 +166,3 @@ TEST(StringBytes, Utf8OfStandardStringsReplacesWhatIsMalformed) {
         ASSERT_EQ(String::fromUtf8(original.toUtf8()), original);
     }
 }
-
-TEST(StringBytes, EveryAllocationMayFail) {
-    const String text(u"Gr\u00FC\u00DFe, \U0001F600");
-    const auto failed = [](int32_t code) {
-        EXPECT_TRUE(code == result::Ok || code == result::OutOfMemory) << code;
-        return code != result::Ok;
-    };
-    qxtest::failEachAllocation([&] {
-        String own(text);
-        failed(resultOf([&] { own.getBytes(Utf8); }));
-        failed(resultOf([&] { EXPECT_EQ(String("Gr\xC3\xBC", 4, Utf8).getLength(), 3); }));
-        if (failed(resultOf([&] { own.setTo("Gr\xC3\xBC", 4, Utf8); }))) {
-            EXPECT_EQ(own, text);
-        }
-    });
-}

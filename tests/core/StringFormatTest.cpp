@@ -1,5 +1,4 @@
 #include <climits>
-#include <clocale>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -109,15 +108,4 @@ TEST(StringFormat, FloatingPointPrintsAsPrintfDoesInTheCLocale) {
         std::memcpy(&value, &bits, sizeof(value));
         ASSERT_EQ(String::valueOf(value), printed("%g", value));
     }
-}
-
-TEST(StringFormat, NumbersDoNotFollowTheLocale) {
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE", "C.UTF-8"}) {
-        if (std::setlocale(LC_ALL, name)) {
-            EXPECT_EQ(String::valueOf(1234567.0), u"1.23457e+06") << name;
-            EXPECT_EQ(String::valueOf(1.5), u"1.5") << name;
-        }
-    }
-    std::setlocale(LC_ALL, before.c_str());
 }
