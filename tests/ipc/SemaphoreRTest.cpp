@@ -113,11 +113,13 @@ TEST(SemaphoreR, HoldsAReferenceOnItsGuard) {
 
 TEST(SemaphoreR, ThrowsWhatThePlatformSays) {
     EXPECT_THROW(SemaphoreR("", 1, nullptr), ResultException);
-    ipc::Semaphore full(uniqueName("sem").c_str(), 0x7FFFFFFF);
+    ipc::Semaphore full(uniqueName("sem").c_str(), 0x7FFFFFFE);
+    full.signal();
     try {
         full.signal();
         FAIL() << "counted beyond its limit";
     } catch (const ResultException& e) {
         EXPECT_EQ(e.getResult(), result::Overflow);
+        EXPECT_EQ(full.getValue(), 0x7FFFFFFF);
     }
 }
