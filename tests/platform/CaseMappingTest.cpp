@@ -54,30 +54,6 @@ TEST(CaseMapping, MapsEveryUnitAsTheUnicodeDataSays) {
     }
 }
 
-TEST(CaseMapping, KnowsTheUnusualLetters) {
-    const struct {
-        char16_t unit, upper, lower;
-    } cases[] = {
-        {u'ß', u'ß', u'ß'},                // its upper case is two letters, so no simple mapping
-        {u'ÿ', u'Ÿ', u'ÿ'},                // leaves the Latin-1 block
-        {u'µ', u'\u039C', u'µ'},           // the micro sign becomes a Greek letter
-        {u'ı', u'I', u'ı'},                // becomes ASCII
-        {u'İ', u'İ', u'i'},                //
-        {u'\u212A', u'\u212A', u'k'},      // Kelvin sign
-        {u'\u01C5', u'\u01C4', u'\u01C6'}, // title case maps both ways
-        {u'\u10D0', u'\u1C90', u'\u10D0'}, // Georgian
-        {u'ς', u'Σ', u'ς'},
-        {0xD801, 0xD801, 0xD801}, // surrogates never change
-        {0xDC28, 0xDC28, 0xDC28},
-        {u'Ａ', u'Ａ', u'ａ'}, // full width
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(static_cast<unsigned>(c.unit));
-        EXPECT_EQ(QXToUpperW(c.unit), c.upper);
-        EXPECT_EQ(QXToLowerW(c.unit), c.lower);
-    }
-}
-
 /// Text of every kind that the wide path tells apart: ASCII in both cases and around the letters,
 /// other letters alone and in runs.
 std::u16string sample(size_t length, unsigned seed) {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <string>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <thread>
@@ -16,7 +15,6 @@
 #include <qx/platform/result.h>
 
 #include "tests/support/ChildProcess.h"
-#include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -224,33 +222,6 @@ TEST_F(FilesTest, APipeThatWasOpenedByNameRaisesNoSignalEither) {
     EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe);
 }
 
-TEST(Files, AFullDeviceIsReported) {
-    File full;
-    ASSERT_EQ(open(full, "/dev/full", Write), result::Ok);
-    EXPECT_EQ(write(full.get(), "x"), result::DiskFull);
-}
-
-TEST_F(FilesTest, AWriteThatTheSystemCutsShortSaysSo) {
-    // The size limit of this process stands for a disk that fills up in the middle of a write.
-    rlimit previous{};
-    ::getrlimit(RLIMIT_FSIZE, &previous);
-    const rlimit limited{10, previous.rlim_max};
-    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-    File file;
-    ASSERT_EQ(open(file, path("f"), Write | Create), result::Ok);
-    ::setrlimit(RLIMIT_FSIZE, &limited);
-    const std::string bytes(16, 'x');
-    int32_t first = 0, second = 7;
-    const int32_t firstResult = QXFileWrite(file.get(), bytes.data(), 16, &first);
-    const int32_t secondResult = QXFileWrite(file.get(), bytes.data(), 6, &second);
-    ::setrlimit(RLIMIT_FSIZE, &previous);
-    std::signal(SIGXFSZ, oldHandler);
-    EXPECT_EQ(firstResult, result::Ok);
-    EXPECT_EQ(first, 10);
-    EXPECT_EQ(secondResult, static_cast<int32_t>(0x800700DF)); // file too large
-    EXPECT_EQ(second, 0);
-}
-
 TEST(Files, FlushAcceptsWhatCannotBeMadeDurable) {
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
@@ -340,35 +311,6 @@ TEST(Pipes, NonBlockingDescriptorsAreWaitedFor) {
     while (received < sent.size())
         received += read(pipe.reader.get(), 1000).size();
     EXPECT_EQ(received, sent.size());
-}
-
-TEST(Pipes, NothingIsLostInAStormOfSignals) {
-    const Pipe pipe;
-    std::string sent;
-    for (int i = 0; sent.size() < 3'000'000; ++i)
-        sent += std::to_string(i);
-    std::string received;
-    {
-        const qxtest::SignalStorm storm;
-        std::jthread receiver([&] {
-            for (std::string part; !(part = read(pipe.reader.get(), 3000)).empty();) {
-                received += part;
-                // Let the pipe run full, so that the writer blocks while signals come.
-                if (received.size() % 50 == 0)
-                    ::usleep(300);
-                if (received.size() == sent.size())
-                    break;
-            }
-        });
-        for (size_t done = 0; done < sent.size();) {
-            int32_t count = 0;
-            ASSERT_EQ(QXFileWrite(pipe.writer.get(), sent.data() + done,
-                                  static_cast<int32_t>(sent.size() - done), &count),
-                      result::Ok);
-            done += static_cast<size_t>(count);
-        }
-    }
-    EXPECT_TRUE(received == sent);
 }
 
 /// Reports the descriptors above the standard ones that a child has.

@@ -249,12 +249,6 @@ TEST(Socket, ASignalDoesNotEndConnectingOrAccepting) {
 TEST(Socket, WhatThePeerDoesHasItsNumber) {
     {
         Connection connection;
-        connection.server.reset();
-        EXPECT_EQ(errorOf(receive(connection.client)), 10054);
-        EXPECT_EQ(errorOf(QXSocketSend(connection.client, "x", 1, 0)), 10054);
-    }
-    {
-        Connection connection;
         connection.server.close();
         EXPECT_EQ(receive(connection.client), 0);
         // The first send finds out, the later ones fail.
@@ -264,14 +258,6 @@ TEST(Socket, WhatThePeerDoesHasItsNumber) {
             std::this_thread::yield();
         }
         EXPECT_EQ(errorOf(result), 10054);
-    }
-    {
-        Connection connection;
-        ASSERT_EQ(QXSocketShutdown(connection.client, QX_SHUTDOWN_OUTPUT), 0);
-        EXPECT_EQ(errorOf(QXSocketSend(connection.client, "x", 1, 0)), 10058);
-        EXPECT_EQ(receive(connection.server), 0);
-        EXPECT_EQ(QXSocketSend(connection.server, "x", 1, 0), 1) << "the other direction lives";
-        EXPECT_EQ(receive(connection.client), 1);
     }
     Socket nobody;
     ASSERT_EQ(bindTo(nobody, loopback()), 0);
@@ -475,12 +461,7 @@ TEST(Resolver, TextsThatDoNotFitAreAnError) {
     EXPECT_EQ(QXSocketGetNameInfo(&address, 16, host, 10, nullptr, 0, QX_NI_NUMERICHOST), 12047);
 }
 
-TEST(Resolver, ServicesAndTheNameOfTheMachine) {
-    uint16_t port = 1;
-    EXPECT_EQ(QXSocketServicePort("http", "tcp", &port), 0);
-    EXPECT_EQ(port, 80);
-    EXPECT_EQ(errorOf(QXSocketServicePort("no-such-service", "tcp", &port)), 11004);
-    EXPECT_EQ(port, 0);
+TEST(Resolver, TheNameOfTheMachine) {
     char name[260];
     ASSERT_EQ(QXGetHostName(name, sizeof name), QX_OK);
     char expected[260];
