@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstddef>
 #include <cstdio>
 #include <random>
 #include <set>
@@ -12,9 +11,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/utsname.h>
@@ -24,6 +20,7 @@
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RefusedCall.h"
 #include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -485,22 +482,10 @@ TEST(Process, HundredsOfDroppedOnesShareAThreadAndAFewDescriptors) {
         eventually([&] { return countOwn("fd") == descriptors && countOwn("task") == threads; }));
 }
 
-/// Makes a system call fail for this process and its children as it does where there is none.
-void takeAway(uint32_t call) {
-    sock_filter filter[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program{std::size(filter), filter};
-    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
-    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
-}
-
 /// Everything that is done with a process, where the system has no descriptors of processes.
 const ChildEntry noProcessDescriptors("exec.noProcessDescriptors", [](const auto&) {
-    takeAway(SYS_pidfd_open);
+    if (!refuseCall(SYS_pidfd_open, ENOSYS))
+        return 2;
     Process process = start(u"exec.exit 5");
     EXPECT_FALSE(process.tryJoin());
     process.getOutputStream()->close();
