@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <numeric>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -288,18 +287,6 @@ TEST(Codec, ChecksItsArguments) {
     EXPECT_EQ(room, 2);
     util::ROByteBuffer fixed(bytes, 4);
     EXPECT_EQ(codec->Encode(U'a', &fixed), result::NotImplemented);
-}
-
-TEST(Codec, MayBeFirstAskedForByManyThreads) {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([] {
-            for (const uint32_t codePage : {1250u, 949u, 1250u}) {
-                CTBCom encoder(codecOf(codePage));
-                EXPECT_EQ(encode(encoder, u"text"), "text");
-            }
-        });
-    }
 }
 
 TEST(Codec, KeepsItsModuleLoadedAndNothingElseDoes) {
