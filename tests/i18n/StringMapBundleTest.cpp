@@ -34,12 +34,6 @@ TEST(StringMapBundle, ServesTheTextsOfTheMap) {
     EXPECT_EQ(bundle->getString(u"number"), u"7"_qs);
     EXPECT_TRUE(bundle->lookupString(u"none").isEmpty());
     EXPECT_THROW((void)bundle->getString(u"empty"), Exception);
-    bundle->setParent(makeReference<StringMapBundle>([] {
-        auto texts = makeReference<StringHashMap>();
-        texts->put(u"empty", new String(u"from the parent"));
-        return texts;
-    }()));
-    EXPECT_EQ(bundle->getString(u"empty"), u"from the parent"_qs);
     qxtest::expectThrowsResult(result::NullPointer, [] { StringMapBundle none(nullptr); });
 }
 
