@@ -25,13 +25,15 @@ struct ForkSafeMutex::State {
             mutex = std::move(fresh);
     }
 
-    static constexpr platform::ForkSteps Steps{
-        .inChild = [](void* state) noexcept { static_cast<State*>(state)->renewInChild(); }};
+    static const platform::ForkSteps Steps;
 
     PlatformHandle<&QXMutexDestroy> mutex;
     bool wasHeldByAnother = false;
     platform::ForkWatch watch{this, Steps}; // last
 };
+
+constexpr platform::ForkSteps ForkSafeMutex::State::Steps{
+    .inChild = [](void* state) noexcept { static_cast<State*>(state)->renewInChild(); }};
 
 ForkSafeMutex::ForkSafeMutex(const char* name) : m_state(std::make_unique<State>(name)) {}
 

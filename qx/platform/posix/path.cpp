@@ -25,7 +25,7 @@ struct DriveTable {
 };
 
 constinit std::mutex s_drivesLock;
-constinit DriveTable s_drives; // guarded by s_drivesLock
+constinit DriveTable s_drives{}; // guarded by s_drivesLock
 
 /// Index of a drive letter; DriveTable::Drives for any other byte.
 size_t driveIndex(char letter) noexcept {
