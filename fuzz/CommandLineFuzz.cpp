@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include <qx/text/charset/EncodingException.h>
+#include <qx/core/Exception.h>
+#include <qx/platform/result.h>
 #include <qx/util/CmdLineParser.h>
 #include <qx/util/CommandLineParser.h>
 
@@ -90,7 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         parser.parseArguments(count, arguments.data());
         told(parser);
         require(parser.getParameterCount() > 0); // the program
-    } catch (const qx::text::charset::InvalidCharacterException&) {
+    } catch (const qx::Exception& refusal) {     // of an argument that is no text
+        require(refusal.getResult() == qx::result::UnmappableCharacter);
         require(told(parser) == before);
     }
     return 0;

@@ -39,8 +39,9 @@ public:
     /// before: threads of this process would be taken for those of that one.
     void leave(SharedObject& caller) noexcept {
         uint64_t holder = m_holder.load(std::memory_order_relaxed);
-        if (caller.isOwn(holder) && m_holder.compare_exchange_strong(holder, NoThread))
-            m_lock.release(); // refused where it is not the calling thread's
+        if (caller.isOwn(holder) && m_holder.compare_exchange_strong(holder, NoThread) &&
+            holder == caller.caller())
+            m_lock.release();
     }
 
 private:

@@ -121,10 +121,7 @@ int32_t LoadedModule::open(const std::string& path, std::shared_ptr<LoadedModule
     if (opened->m_library == nullptr)
         return result::ModuleNotFound;
     opened->m_self = useThisLibrary();
-    opened->findExport("DllGetClassObject", opened->m_getClassObject);
-    opened->findExport("DllCanUnloadNow", opened->m_canUnloadNow);
-    opened->findExport("DllRegisterServer", opened->m_registerServer);
-    opened->findExport("DllUnregisterServer", opened->m_unregisterServer);
+    opened->findExports();
     if (opened->m_getClassObject == nullptr)
         return result::SymbolNotFound;
     module = std::move(opened);
@@ -143,7 +140,17 @@ bool LoadedModule::tryUnload() noexcept {
     ::dlclose(m_library);
     // Still there it counts one more user, which takes the place of the one before.
     m_library = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    return m_library == nullptr;
+    if (m_library == nullptr)
+        return true;
+    findExports(); // it may have gone, and been loaded again elsewhere by another thread
+    return false;
+}
+
+void LoadedModule::findExports() noexcept {
+    findExport("DllGetClassObject", m_getClassObject);
+    findExport("DllCanUnloadNow", m_canUnloadNow);
+    findExport("DllRegisterServer", m_registerServer);
+    findExport("DllUnregisterServer", m_unregisterServer);
 }
 
 /// Finds a function that the module itself exports, not one of a library that it needs.
@@ -151,6 +158,7 @@ template <class Function>
 void LoadedModule::findExport(const char* name, Function*& function) const noexcept {
     void* const found = ::dlsym(m_library, name);
     const link_map* own = nullptr;
+    function = nullptr;
     if (found != nullptr && ::dlinfo(m_library, RTLD_DI_LINKMAP, &own) == 0 &&
         loadedAt(found) == own)
         function = reinterpret_cast<Function*>(found);

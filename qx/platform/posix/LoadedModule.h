@@ -70,6 +70,7 @@ public:
 
 private:
     explicit LoadedModule(const std::string& path) : m_path(path) {}
+    void findExports() noexcept;
     template <class Function>
     void findExport(const char* name, Function*& function) const noexcept;
 
