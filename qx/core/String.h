@@ -392,11 +392,12 @@ private:
     /// Private room for @p capacity units, which at least doubles when it grows.
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
+    char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
+    /// Takes the text over as it is, unlike an assignment also one that it does not own.
     String& become(String text) noexcept {
         swap(text);
         return *this;
     }
-    char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
     TextStorage holdIfOwn(TextView text) const noexcept;
     /// To be called before every change: the bytes of the old text are void.
     void dropBytes() const noexcept {

@@ -53,8 +53,8 @@ void start() {
 }
 
 void stop() {
-    releaseCodecs();
     releaseEncodingInfo();
+    releaseCodecs();
 }
 
 } // namespace
