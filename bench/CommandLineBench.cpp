@@ -14,7 +14,7 @@
 #include <glib.h>
 #endif
 
-#include <qx/util/CommandLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
 
 namespace {
 

@@ -17,7 +17,7 @@
 #endif
 
 #include <qx/core/String.h>
-#include <qx/util/IniFile.h>
+#include <qx/util/config/IniFile.h>
 
 // Loading a file of many keys and looking each of them up, beside GLib's key files; operations of a
 // file that did not change beside a bare stat; a change beside bare system calls that make a file

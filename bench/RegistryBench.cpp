@@ -12,7 +12,7 @@
 
 #include <qx/core/String.h>
 #include <qx/platform/registry.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "BenchRegistry.h"
 

@@ -8,7 +8,7 @@
 #include <benchmark/benchmark.h>
 
 #include <qx/core/String.h>
-#include <qx/net/URI.h>
+#include <qx/net/uri/URI.h>
 
 #ifdef QX_BENCH_HAVE_POCO
 #include <Poco/URI.h>

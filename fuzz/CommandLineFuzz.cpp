@@ -8,8 +8,8 @@
 
 #include <qx/core/Exception.h>
 #include <qx/platform/result.h>
-#include <qx/util/CmdLineParser.h>
-#include <qx/util/CommandLineParser.h>
+#include <qx/util/config/CmdLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
 
 using qx::String;
 using qx::util::CommandLineParser;

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include <qx/core/String.h>
-#include <qx/util/IniFile.h>
+#include <qx/util/config/IniFile.h>
 
 using qx::String;
 using qx::util::IniFile;

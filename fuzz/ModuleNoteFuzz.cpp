@@ -6,7 +6,7 @@
 #include <cstring>
 
 // What looks at the file; private to the platform layer.
-#include "qx/platform/posix/ModuleNote.h"
+#include "qx/platform/posix/module/ModuleNote.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace qx;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include <qx/core/Exception.h>
-#include <qx/net/URI.h>
+#include <qx/net/uri/URI.h>
 
 using qx::String;
 using qx::net::URI;

@@ -5,6 +5,7 @@
 /// Every public header of the library, for programs that do not mind the compile time.
 
 #include <qx/collections/Collection.h>
+#include <qx/collections/Comparator.h>
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/Element.h>
@@ -87,7 +88,9 @@
 #include <qx/i18n/IResourceBundle.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/MessageFile.h>
+#include <qx/i18n/MessagePlaceholders.h>
 #include <qx/i18n/StringBundle.h>
+#include <qx/i18n/StringBundleLogger.h>
 #include <qx/i18n/StringMapBundle.h>
 #include <qx/io/AlphaNumInputStream.h>
 #include <qx/io/AlphaNumOutputStream.h>
@@ -159,9 +162,7 @@
 #include <qx/log/LevelFilter.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/Logger.h>
-#include <qx/log/MessagePlaceholders.h>
 #include <qx/log/MultiProcessor.h>
-#include <qx/log/StringBundleLogger.h>
 #include <qx/log/SyncLogger.h>
 #include <qx/log/TimeStamp.h>
 #include <qx/log/XmlLogWriter.h>
@@ -171,7 +172,6 @@
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <qx/math/IntegerView.h>
-#include <qx/net/FilePath.h>
 #include <qx/net/IAcceptor.h>
 #include <qx/net/IConnector.h>
 #include <qx/net/ITransport.h>
@@ -180,7 +180,6 @@
 #include <qx/net/InetAddress.h>
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/LegacyConnector.h>
-#include <qx/net/QueryKey.h>
 #include <qx/net/TcpClientSocket2.h>
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpServerSocket2.h>
@@ -191,7 +190,6 @@
 #include <qx/net/TcpSocketOutputStream.h>
 #include <qx/net/TcpWorkerSocket2.h>
 #include <qx/net/Transport.h>
-#include <qx/net/URI.h>
 #include <qx/net/netaddress.h>
 #include <qx/net/nettcp.h>
 #include <qx/net/nettcpserver.h>
@@ -206,6 +204,9 @@
 #include <qx/net/pcom/PcomConnector.h>
 #include <qx/net/pcom/PcomTransport.h>
 #include <qx/net/socketerror.h>
+#include <qx/net/uri/FilePath.h>
+#include <qx/net/uri/QueryKey.h>
+#include <qx/net/uri/URI.h>
 #include <qx/pcom/ClassFactory.h>
 #include <qx/pcom/DllModule.h>
 #include <qx/pcom/IClassFactory.h>
@@ -215,7 +216,6 @@
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>
-#include <qx/platform/ipc.h>
 #include <qx/platform/module.h>
 #include <qx/platform/native.h>
 #include <qx/platform/net.h>
@@ -223,6 +223,7 @@
 #include <qx/platform/registry.h>
 #include <qx/platform/replace.h>
 #include <qx/platform/result.h>
+#include <qx/platform/shared.h>
 #include <qx/platform/stdio.h>
 #include <qx/platform/sync.h>
 #include <qx/platform/text.h>
@@ -263,28 +264,27 @@
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/encinfo.h>
-#include <qx/util/AbstractBuffer.h>
-#include <qx/util/CmdLineParser.h>
-#include <qx/util/CommandLineParser.h>
-#include <qx/util/Comparator.h>
-#include <qx/util/CopyCharBuffer.h>
 #include <qx/util/FilePath.h>
 #include <qx/util/Guid.h>
-#include <qx/util/IBuffer.h>
-#include <qx/util/IProperty.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/IniFileException.h>
-#include <qx/util/IniFileIterator.h>
-#include <qx/util/IniFileView.h>
-#include <qx/util/MTBuffer.h>
 #include <qx/util/PathNormalizer.h>
-#include <qx/util/Property.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/PropertySources.h>
-#include <qx/util/ROBuffer.h>
-#include <qx/util/RWBuffer.h>
-#include <qx/util/RegistryKey.h>
 #include <qx/util/StringTokenizer.h>
 #include <qx/util/SystemName.h>
-#include <qx/util/pcom/IPropertySet.h>
-#include <qx/util/pcom/PcomPropertySet.h>
+#include <qx/util/buffer/AbstractBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
+#include <qx/util/buffer/IBuffer.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
+#include <qx/util/config/CmdLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
+#include <qx/util/config/IProperty.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileException.h>
+#include <qx/util/config/IniFileIterator.h>
+#include <qx/util/config/IniFileView.h>
+#include <qx/util/config/Property.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/PropertySources.h>
+#include <qx/util/config/RegistryKey.h>
+#include <qx/util/config/pcom/IPropertySet.h>
+#include <qx/util/config/pcom/PcomPropertySet.h>

@@ -10,35 +10,28 @@ import sys
 
 # Lowest first. A file belongs to the layer with the longest matching prefix.
 LAYERS = [
-    ["qx/platform/"],
-    ["qx/core/", "qx/util/IBuffer", "qx/util/AbstractBuffer", "qx/util/RWBuffer",
-     "qx/util/ROBuffer", "qx/util/detail/"],
-    ["qx/sync/", "qx/util/MTBuffer"],
-    ["qx/core/runtime/"],
-    ["qx/text/"],
-    ["qx/collections/", "qx/util/Comparator"],
-    ["qx/util/", "qx/util/detail/ComponentText"],
-    ["qx/ipc/"],
-    ["qx/io/"],
-    ["qx/exec/", "qx/crypto/", "qx/math/"],
-    ["qx/log/", "qx/net/", "qx/util/CmdLine", "qx/util/CommandLine", "qx/util/IniFile",
-     "qx/util/IProperty", "qx/util/Property", "qx/util/pcom/", "qx/util/RegistryKey",
-     "qx/util/detail/CommandLine", "qx/util/detail/Ini",
-     "qx/util/detail/Registry"],
-    ["qx/pcom/"],
-    ["qx/i18n/"],
-    ["qx/qx.h"],
+    "qx/platform/",
+    ("qx/core/", "qx/util/buffer/"),  # a string is a buffer, a buffer is an object
+    "qx/sync/",
+    "qx/core/runtime/",
+    "qx/text/",
+    "qx/collections/",
+    "qx/util/",
+    "qx/ipc/",
+    "qx/io/",
+    "qx/exec/",
+    "qx/crypto/",
+    "qx/math/",
+    "qx/log/",
+    "qx/util/config/",
+    "qx/net/",
+    "qx/pcom/",
+    "qx/i18n/",
+    "qx/qx.h",
 ]
 
-# Private files that reach up, because two classes truly need each other, and how far.
-UPWARD_FILES = {
-    # Strings are read from bytes and written to them through the converters.
-    "qx/core/StringBytes.cpp": ["qx/text/"],
-    "qx/core/Str1Bytes.cpp": ["qx/text/"],
-    "qx/core/detail/Decode.h": ["qx/text/"],
-    # Bundles come as components, which log; a logger for the texts of a bundle is a logger.
-    "qx/log/StringBundleLogger.cpp": ["qx/i18n/StringBundle"],
-}
+# The one file that reaches up, and how far: the buffer for threads lies beside the others.
+UPWARD_FILES = {"qx/util/buffer/MTBuffer.h": "qx/sync/"}
 
 UMBRELLA = "qx/qx.h"
 
@@ -64,12 +57,17 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.M)
 SYSTEM_USE = re.compile(r"\berrno\b|^\s*#.*\b_?_?(linux|unix|APPLE|WIN32|WIN64|FreeBSD)_?_?\b", re.M)
 
 
+def prefixes(row):
+    """The folders of a row of LAYERS."""
+    return (row,) if isinstance(row, str) else row
+
+
 def layer(path):
     """Number of the layer of a path, by the longest prefix in LAYERS."""
     matches = [
         (len(prefix), number)
-        for number, prefixes in enumerate(LAYERS)
-        for prefix in prefixes
+        for number, row in enumerate(LAYERS)
+        for prefix in prefixes(row)
         if path.startswith(prefix)
     ]
     return max(matches)[1] if matches else None
@@ -82,7 +80,7 @@ def breaches(path, text):
     if here is None:
         yield "belongs to no layer"
         return
-    reach = max([here] + [layer(prefix) for prefix in UPWARD_FILES.get(path, [])])
+    reach = layer(UPWARD_FILES.get(path, path))
     public = path.endswith(".h") and "/detail/" not in path and not posix
     for name in INCLUDE.findall(text):
         if not name.startswith("qx/"):

@@ -29,8 +29,8 @@
 #include <qx/io/InputStreamReader.h>
 #include <qx/io/OutputStream.h>
 #include <qx/net/TcpSocket.h>
-#include <qx/util/CommandLineParser.h>
 #include <qx/util/StringTokenizer.h>
+#include <qx/util/config/CommandLineParser.h>
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/i18n/StringBundle.h>
+#include <qx/i18n/StringBundleLogger.h>
 #include <qx/log/ILogProcessor.h>
-#include <qx/log/StringBundleLogger.h>
 
 #include "Protocol.h"
 

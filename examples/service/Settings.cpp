@@ -6,12 +6,12 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
-#include <qx/util/CommandLineParser.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/PropertySources.h>
-#include <qx/util/RegistryKey.h>
 #include <qx/util/StringTokenizer.h>
+#include <qx/util/config/CommandLineParser.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/PropertySources.h>
+#include <qx/util/config/RegistryKey.h>
 
 namespace collector {
 

@@ -18,7 +18,7 @@
 #include <qx/net/IConnector.h>
 #include <qx/net/ITransport.h>
 #include <qx/net/Transport.h>
-#include <qx/util/PropertySet.h>
+#include <qx/util/config/PropertySet.h>
 
 namespace {
 

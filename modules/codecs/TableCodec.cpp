@@ -5,7 +5,7 @@
 
 #include <qx/core/Result.h>
 #include <qx/text/charset/Surrogates.h>
-#include <qx/util/CopyCharBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 
 namespace qx::codecs {
 

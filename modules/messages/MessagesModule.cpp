@@ -19,7 +19,7 @@
 #include <qx/pcom/ModuleExports.h>
 #include <qx/platform/module.h>
 #include <qx/util/Guid.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 using namespace qx;
 using i18n::BundleName;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include <qx/util/PropertySet.h>
+#include <qx/util/config/PropertySet.h>
 
 namespace qx::tcp {
 

@@ -6,7 +6,7 @@
 #include <qx/io/Channels.h>
 #include <qx/io/InputStream.h>
 #include <qx/io/OutputStream.h>
-#include <qx/util/CopyCharBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 
 namespace qx::tcp {
 

@@ -1,7 +1,7 @@
 #include "qx/collections/DefaultComparator.h"
 
+#include <qx/collections/Comparator.h>
 #include <qx/core/runtime/Singleton.h>
-#include <qx/util/Comparator.h>
 
 namespace qx::collections {
 

@@ -3,7 +3,7 @@
 #include <qx/collections/detail/KeyedTable.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/core/TextView.h>
-#include <qx/util/detail/WithUnits.h>
+#include <qx/util/buffer/detail/WithUnits.h>
 
 namespace qx::collections {
 

@@ -1,5 +1,6 @@
 #include <qx/core/detail/Subsystem.h>
 
+#include <qx/collections/Comparator.h>
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/HashMap.h>
@@ -16,6 +17,7 @@ namespace {
 constexpr ClassRow Classes[] = {
     creatable<pcom::ArrayList>(u"CQXArrayList"),
     known<pcom::Collection>(u"CQXCollection"),
+    known<util::Comparator>(u"CQXComparator"),
     known<pcom::ConstIterator>(u"CQXConstIterator"),
     known<pcom::ConstListIterator>(u"CQXConstListIterator"),
     creatable<pcom::HashMap>(u"CQXHashMap"),

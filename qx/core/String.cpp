@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <functional>
+#include <typeinfo>
 
+#include <qx/core/Exception.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/SampledHash.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
-#include <qx/util/detail/BufferHold.h>
+#include <qx/util/buffer/detail/BufferHold.h>
 
 namespace qx {
 
@@ -272,6 +275,33 @@ void String::freeExtra() { m_storage.shrink(); }
 String String::substring(int32_t begin, int32_t end) const {
     return String(part(view(), begin, end));
 }
+
+String* String::clone() const {
+    if (typeid(*this) != typeid(String))
+        throw CloneNotSupportedException();
+    return new String(*this);
+}
+
+int String::compareTo(const Object& other) const {
+    if (this == &other)
+        return 0;
+    if (const auto* const string = dynamic_cast<const String*>(&other))
+        return compare(*string);
+    throw CastFailedException();
+}
+
+bool String::equals(const Object& other) const {
+    const auto* const string = dynamic_cast<const String*>(&other);
+    return string && *this == *string;
+}
+
+uint32_t String::hashCode() const { return detail::sampledHash(view()); }
+
+uint32_t String::hashCode(bool ignoreCase) const {
+    return ignoreCase ? detail::sampledHash(view(), QXToLowerW) : detail::sampledHash(view());
+}
+
+String String::toString() const { return *this; }
 
 String concatenate(TextView left, TextView right) {
     if (left.empty() && right.empty())

@@ -17,7 +17,7 @@
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
 #include <qx/platform/export.h>
-#include <qx/util/AbstractBuffer.h>
+#include <qx/util/buffer/AbstractBuffer.h>
 
 namespace qx {
 

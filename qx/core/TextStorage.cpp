@@ -4,7 +4,7 @@
 
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>
-#include <qx/util/IBuffer.h>
+#include <qx/util/buffer/IBuffer.h>
 
 namespace qx {
 

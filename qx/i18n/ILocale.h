@@ -4,7 +4,7 @@
 
 #include <qx/core/Unknown.h>
 #include <qx/platform/export.h>
-#include <qx/util/IBuffer.h>
+#include <qx/util/buffer/IBuffer.h>
 
 /// Component interface of a locale. Every operation replaces the content of a buffer and returns 0
 /// or a negative result; nothing is thrown.

@@ -6,7 +6,7 @@
 #include <qx/core/Result.h>
 #include <qx/i18n/detail/MessageParser.h>
 #include <qx/util/SystemName.h>
-#include <qx/util/detail/WholeFile.h>
+#include <qx/util/config/detail/WholeFile.h>
 
 namespace qx::i18n {
 

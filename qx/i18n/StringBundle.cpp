@@ -11,7 +11,7 @@
 #include <qx/i18n/ComStringBundle.h>
 #include <qx/platform/module.h>
 #include <qx/platform/text.h>
-#include <qx/util/CopyCharBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 #include <qx/util/detail/ComponentText.h>
 
 namespace qx::i18n {

@@ -5,7 +5,7 @@
 
 #include <qx/collections/Set.h>
 #include <qx/core/Result.h>
-#include <qx/util/CopyCharBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 #include <qx/util/detail/ComponentText.h>
 
 namespace qx::i18n {

@@ -6,7 +6,7 @@
 #include <qx/io/FilterOutputStream.h>
 #include <qx/io/MemoryStreams.h>
 #include <qx/platform/export.h>
-#include <qx/util/AbstractBuffer.h>
+#include <qx/util/buffer/AbstractBuffer.h>
 
 namespace qx::io {
 

@@ -2,7 +2,7 @@
 
 #include <qx/core/String.h>
 #include <qx/platform/text.h>
-#include <qx/util/detail/BufferHold.h>
+#include <qx/util/buffer/detail/BufferHold.h>
 
 namespace qx::io {
 

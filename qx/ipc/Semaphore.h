@@ -4,7 +4,7 @@
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/export.h>
-#include <qx/platform/ipc.h>
+#include <qx/platform/shared.h>
 #include <qx/sync/Object.h>
 
 namespace qx::ipc {

@@ -3,7 +3,7 @@
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/export.h>
-#include <qx/platform/ipc.h>
+#include <qx/platform/shared.h>
 
 namespace qx::ipc {
 

@@ -12,8 +12,8 @@
 #include <qx/log/detail/EntryPool.h>
 #include <qx/log/detail/FieldOrder.h>
 #include <qx/log/detail/StandardFields.h>
-#include <qx/util/CopyCharBuffer.h>
-#include <qx/util/detail/WithUnits.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
+#include <qx/util/buffer/detail/WithUnits.h>
 
 namespace qx::log {
 

@@ -7,7 +7,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
-#include <qx/util/IBuffer.h>
+#include <qx/util/buffer/IBuffer.h>
 
 /// A connector that is a component, the older way: with text properties of its own.
 class IQXConnector : public IQXUnknown {

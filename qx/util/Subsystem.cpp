@@ -1,11 +1,10 @@
 #include <qx/core/detail/Subsystem.h>
 
-#include <qx/util/Comparator.h>
 #include <qx/util/FilePath.h>
 #include <qx/util/Guid.h>
-#include <qx/util/MTBuffer.h>
-#include <qx/util/ROBuffer.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 namespace qx::util {
 
@@ -15,7 +14,6 @@ namespace {
 constexpr ClassRow Classes[] = {
     known<AbstractByteBuffer>(u"CQXAbstractByteBuffer"),
     known<AbstractCharBuffer>(u"CQXAbstractCharBuffer"),
-    known<Comparator>(u"CQXComparator"),
     known<FilePath>(u"CQXFilePath"),
     known<Guid>(u"CQXGuid"),
     creatable<MTByteBuffer>(u"CQXMTByteBuffer"),

@@ -3,13 +3,13 @@
 #include <memory>
 #include <new>
 
+#include <qx/collections/Comparator.h>
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
-#include <qx/util/Comparator.h>
 
 #include "tests/support/ExpectResult.h"
 

@@ -11,7 +11,7 @@
 #include <qx/collections/StringHashMap.h>
 #include <qx/collections/detail/Marks.h> // a fast path stands beside a plain one
 #include <qx/core/Exception.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"

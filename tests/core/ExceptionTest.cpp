@@ -9,7 +9,7 @@
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
 #include <qx/text/charset/EncodingException.h>
-#include <qx/util/IniFileException.h>
+#include <qx/util/config/IniFileException.h>
 
 using namespace qx::literals;
 namespace charset = qx::text::charset;

@@ -10,8 +10,8 @@
 #include <qx/core/String.h>
 #include <qx/platform/result.h>
 #include <qx/text/charset/EncodingException.h>
-#include <qx/util/MTBuffer.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 #include "tests/support/FailingAllocator.h"
 

@@ -11,9 +11,9 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
-#include <qx/util/MTBuffer.h>
-#include <qx/util/ROBuffer.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 #include "tests/support/FailingAllocator.h"
 

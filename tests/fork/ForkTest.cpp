@@ -27,16 +27,16 @@
 #include <qx/log/SyncLogger.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>
-#include <qx/platform/ipc.h>
 #include <qx/platform/module.h>
 #include <qx/platform/native.h>
 #include <qx/platform/net.h>
+#include <qx/platform/shared.h>
 #include <qx/platform/sync.h>
 #include <qx/platform/text.h>
 #include <qx/platform/time.h>
 #include <qx/sync/Mutex.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/SafeModule.h"
 #include "tests/support/Sanitized.h"

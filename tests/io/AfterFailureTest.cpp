@@ -23,8 +23,8 @@
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/XmlLogWriter.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/FailingCalls.h"

@@ -14,8 +14,8 @@
 #include <qx/io/Channels.h>
 #include <qx/io/LockingChannel.h>
 #include <qx/io/ReadWriteChannel.h>
-#include <qx/util/CopyCharBuffer.h>
-#include <qx/util/ROBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FakeStreams.h"

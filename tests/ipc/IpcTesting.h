@@ -8,8 +8,8 @@
 #include <thread>
 
 #include <gtest/gtest.h>
-#include <qx/platform/ipc.h>
 #include <qx/platform/result.h>
+#include <qx/platform/shared.h>
 #include <unistd.h>
 
 namespace qxtest {

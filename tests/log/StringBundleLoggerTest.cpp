@@ -9,7 +9,7 @@
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
-#include <qx/log/StringBundleLogger.h>
+#include <qx/i18n/StringBundleLogger.h>
 #include <qx/platform/result.h>
 
 #include "tests/support/ExpectResult.h"

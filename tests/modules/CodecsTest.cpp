@@ -10,7 +10,7 @@
 #include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/Surrogates.h>
-#include <qx/util/ROBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
 
 #include "tests/modules/LoadedModule.h"
 #include "tests/support/ChildProcess.h"

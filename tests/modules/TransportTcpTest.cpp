@@ -9,7 +9,7 @@
 #include <qx/net/pcom/IQXConnector2.h>
 #include <qx/net/pcom/IQXTransport.h>
 #include <qx/platform/module.h>
-#include <qx/util/PropertySet.h>
+#include <qx/util/config/PropertySet.h>
 
 #include "tests/net/Loopback.h"
 #include "tests/support/ExpectResult.h"

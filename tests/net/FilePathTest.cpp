@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
-#include <qx/net/FilePath.h>
+#include <qx/net/uri/FilePath.h>
 #include <qx/platform/files.h>
 #include <qx/platform/net.h>
 

@@ -18,7 +18,7 @@
 #include <qx/net/pcom/PcomConnector.h>
 #include <qx/net/pcom/PcomTransport.h>
 #include <qx/platform/module.h>
-#include <qx/util/PropertySet.h>
+#include <qx/util/config/PropertySet.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"

@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
-#include <qx/net/QueryKey.h>
-#include <qx/net/URI.h>
+#include <qx/net/uri/QueryKey.h>
+#include <qx/net/uri/URI.h>
 #include <qx/text/charset/EncodingException.h>
 
 using qx::String;

@@ -20,7 +20,7 @@
 #include <qx/platform/guid.h>
 #include <qx/platform/module.h>
 #include <qx/platform/result.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/SafeModule.h"

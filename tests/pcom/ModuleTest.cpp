@@ -12,7 +12,7 @@
 #include <qx/pcom/ClassFactory.h>
 #include <qx/pcom/DllModule.h>
 #include <qx/platform/module.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"

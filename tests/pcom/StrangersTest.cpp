@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <qx/collections/Comparator.h>
 #include <qx/collections/List.h>
 #include <qx/collections/Map.h>
 #include <qx/collections/pcom/ArrayList.h>
@@ -26,11 +27,10 @@
 #include <qx/net/pcom/PcomTransport.h>
 #include <qx/pcom/ClassFactory.h>
 #include <qx/text/charset/ComCodec.h>
-#include <qx/util/Comparator.h>
-#include <qx/util/CopyCharBuffer.h>
-#include <qx/util/Property.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/pcom/PcomPropertySet.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
+#include <qx/util/config/Property.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/pcom/PcomPropertySet.h>
 
 #include "tests/pcom/strangers.h"
 

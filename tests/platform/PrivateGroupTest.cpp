@@ -3,7 +3,7 @@
 #include <string>
 
 // What the tables in /etc say on the machine of a test cannot be chosen.
-#include "qx/platform/posix/PrivateGroup.h"
+#include "qx/platform/posix/module/PrivateGroup.h"
 
 TEST(PrivateGroup, IsTheFirstGroupOfOneUserThatHasHisName) {
     const std::string users = "root:x:0:0:root:/root:/bin/sh\n"

@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
+#include <qx/collections/Comparator.h>
 #include <qx/collections/IComparator.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
-#include <qx/util/Comparator.h>
 
 namespace qxtest {
 

@@ -2,9 +2,9 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
-#include <qx/util/CopyCharBuffer.h>
-#include <qx/util/ROBuffer.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 namespace {
 

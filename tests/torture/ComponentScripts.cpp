@@ -14,6 +14,7 @@
 #include <qx/i18n/ComStringBundle.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/MessageFile.h>
+#include <qx/i18n/StringBundleLogger.h>
 #include <qx/i18n/StringMapBundle.h>
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteArrayOutputStream.h>
@@ -23,7 +24,6 @@
 #include <qx/io/StringWriter.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/Logger.h>
-#include <qx/log/StringBundleLogger.h>
 #include <qx/log/pcom/ILogEntry.h>
 #include <qx/log/pcom/ILogProcessor.h>
 #include <qx/log/pcom/PcomProcessor.h>
@@ -35,9 +35,9 @@
 #include <qx/platform/module.h>
 
 #include <qx/util/Guid.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/RegistryKey.h>
-#include <qx/util/pcom/IPropertySet.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/RegistryKey.h>
+#include <qx/util/config/pcom/IPropertySet.h>
 
 namespace qxtorture {
 

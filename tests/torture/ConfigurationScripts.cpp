@@ -2,17 +2,17 @@
 
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
-#include <qx/util/CmdLineParser.h>
-#include <qx/util/CommandLineParser.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/IniFileException.h>
-#include <qx/util/IniFileIterator.h>
-#include <qx/util/IniFileView.h>
-#include <qx/util/Property.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/PropertySources.h>
-#include <qx/util/RegistryKey.h>
-#include <qx/util/pcom/PcomPropertySet.h>
+#include <qx/util/config/CmdLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileException.h>
+#include <qx/util/config/IniFileIterator.h>
+#include <qx/util/config/IniFileView.h>
+#include <qx/util/config/Property.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/PropertySources.h>
+#include <qx/util/config/RegistryKey.h>
+#include <qx/util/config/pcom/PcomPropertySet.h>
 
 namespace qxtorture {
 

@@ -16,16 +16,16 @@
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>
-#include <qx/platform/ipc.h>
+#include <qx/platform/shared.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/Mutex.h>
 #include <qx/sync/ReaderWriterLock.h>
 #include <qx/sync/Semaphore.h>
-#include <qx/util/MTBuffer.h>
-#include <qx/util/ROBuffer.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 namespace qxtorture {
 

@@ -18,11 +18,11 @@
 #include <qx/log/SyncLogger.h>
 #include <qx/log/TimeStamp.h>
 #include <qx/log/XmlLogWriter.h>
-#include <qx/net/FilePath.h>
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpServerSocket2.h>
 #include <qx/net/TcpSocket.h>
-#include <qx/net/URI.h>
+#include <qx/net/uri/FilePath.h>
+#include <qx/net/uri/URI.h>
 
 namespace qxtorture {
 

@@ -10,8 +10,8 @@
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/EncodingException.h>
-#include <qx/util/RWBuffer.h>
 #include <qx/util/StringTokenizer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 namespace qxtorture {
 

@@ -45,7 +45,7 @@
 #include <qx/math/BigInteger.h>
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpSocket.h>
-#include <qx/net/URI.h>
+#include <qx/net/uri/URI.h>
 #include <qx/platform/module.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>
@@ -53,9 +53,9 @@
 #include <qx/sync/ReaderWriterLock.h>
 #include <qx/sync/Semaphore.h>
 #include <qx/text/charset/encinfo.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/MTBuffer.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TemporaryRegistry.h"

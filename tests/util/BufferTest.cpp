@@ -9,9 +9,9 @@
 
 #include <qx/core/Reference.h>
 #include <qx/platform/result.h>
-#include <qx/util/MTBuffer.h>
-#include <qx/util/ROBuffer.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 #include "tests/support/FailingAllocator.h"
 

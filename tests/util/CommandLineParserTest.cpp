@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
-#include <qx/util/CmdLineParser.h>
-#include <qx/util/CommandLineParser.h>
+#include <qx/util/config/CmdLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TestLocale.h"

@@ -5,8 +5,8 @@
 #include <string>
 
 #include <qx/core/String.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/IniFileIterator.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileIterator.h>
 
 #include "tests/support/TemporaryFolder.h"
 

@@ -8,10 +8,10 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
-#include <qx/util/Property.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/RWBuffer.h>
-#include <qx/util/pcom/PcomPropertySet.h>
+#include <qx/util/buffer/RWBuffer.h>
+#include <qx/util/config/Property.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/pcom/PcomPropertySet.h>
 
 using qx::Exception;
 using qx::makeReference;

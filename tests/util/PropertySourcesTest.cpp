@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/util/IniFile.h>
-#include <qx/util/PropertySources.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/PropertySources.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"

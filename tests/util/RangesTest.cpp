@@ -8,12 +8,12 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/util/CommandLineParser.h>
 #include <qx/util/Guid.h>
-#include <qx/util/IniFileIterator.h>
-#include <qx/util/PropertySet.h>
-#include <qx/util/RegistryKey.h>
 #include <qx/util/StringTokenizer.h>
+#include <qx/util/config/CommandLineParser.h>
+#include <qx/util/config/IniFileIterator.h>
+#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TemporaryRegistry.h"

@@ -1,4 +1,4 @@
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <string_view>
 
-#include <qx/log/MessagePlaceholders.h>
+#include <qx/i18n/MessagePlaceholders.h>
 #include <qx/util/SystemName.h>
 
 using qx::String;

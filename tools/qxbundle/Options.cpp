@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <iterator>
 
-#include <qx/util/CommandLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
 
 #include "tools/common/Failure.h"
 

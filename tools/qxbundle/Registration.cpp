@@ -9,8 +9,8 @@
 #include <qx/platform/module.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
-#include <qx/util/RegistryKey.h>
 #include <qx/util/SystemName.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "tools/common/Failure.h"
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include <qx/core/String.h>
-#include <qx/util/IniFileView.h>
+#include <qx/util/config/IniFileView.h>
 
 /// Lines "key=value" of one set.
 std::string setText(const qx::util::IniFileView& view, qx::TextView set);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <qx/util/CommandLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
 
 #include "tools/common/Failure.h"
 

@@ -4,8 +4,8 @@
 
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
-#include <qx/util/IniFile.h>
-#include <qx/util/IniFileIterator.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileIterator.h>
 
 #include "Listing.h"
 #include "Options.h"

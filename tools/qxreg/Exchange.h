@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 /* The text form of keys, one line for each key and value:
  *

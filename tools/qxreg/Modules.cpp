@@ -8,8 +8,8 @@
 #include <qx/platform/files.h>
 #include <qx/platform/module.h>
 #include <qx/platform/result.h>
-#include <qx/util/RegistryKey.h>
 #include <qx/util/SystemName.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "ValueText.h"
 #include "tools/common/Registry.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include <qx/core/Exception.h>
-#include <qx/util/CommandLineParser.h>
+#include <qx/util/config/CommandLineParser.h>
 
 #include "ValueText.h"
 #include "tools/common/Failure.h"

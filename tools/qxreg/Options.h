@@ -6,7 +6,7 @@
 
 #include <qx/core/String.h>
 #include <qx/platform/registry.h>
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 /// The command line, as given.
 struct Options {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "Options.h"
 #include "ValueText.h"

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include <qx/util/RegistryKey.h>
+#include <qx/util/config/RegistryKey.h>
 
 #include "ValueText.h"
 

@@ -4,7 +4,7 @@
 
 #include <qx/core/Unknown.h>
 #include <qx/platform/export.h>
-#include <qx/util/IBuffer.h>
+#include <qx/util/buffer/IBuffer.h>
 
 namespace qx::log::pcom {
 

@@ -4,7 +4,7 @@
 
 #include <qx/math/detail/Limbs.h>
 #include <qx/math/detail/MultiplyThresholds.h>
-#include <qx/math/detail/NttMultiply.h>
+#include <qx/math/detail/ntt/NttMultiply.h>
 
 /// The inner loops of the arithmetic on limbs in one set for each kind of processor. Every set
 /// gives the same results.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <bit>
 
-#include <qx/math/detail/Residues.h>
 #include <qx/math/detail/Scratch.h>
+#include <qx/math/detail/ntt/Residues.h>
 
 namespace qx::math::detail {
 

@@ -1,7 +1,7 @@
 #include <qx/net/pcom/AbstractTransport.h>
 
 #include <qx/net/detail/HandOut.h>
-#include <qx/util/pcom/PcomPropertySet.h>
+#include <qx/util/config/pcom/PcomPropertySet.h>
 
 namespace qx::net::pcom {
 

@@ -4,7 +4,7 @@
 
 #include <qx/core/Unknown.h>
 #include <qx/platform/export.h>
-#include <qx/util/pcom/IPropertySet.h>
+#include <qx/util/config/pcom/IPropertySet.h>
 
 namespace qx::net::pcom {
 

@@ -5,7 +5,7 @@
 #include <qx/net/pcom/PcomAcceptor.h>
 #include <qx/net/pcom/PcomConnector.h>
 #include <qx/platform/module.h>
-#include <qx/util/PropertySet.h>
+#include <qx/util/config/PropertySet.h>
 
 namespace qx::net::pcom {
 

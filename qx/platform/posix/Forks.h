@@ -16,8 +16,8 @@ extern const ForkSteps ConsoleForkSteps;      // console.cpp
 extern const ForkSteps DriveForkSteps;        // path.cpp
 extern const ForkSteps MountForkSteps;        // mounts.cpp
 extern const ForkSteps TimeTextForkSteps;     // timetext.cpp
-extern const ForkSteps CLibraryForkSteps;     // clibrary.cpp
-extern const ForkSteps LoaderForkSteps;       // clibrary.cpp
+extern const ForkSteps CLibraryForkSteps;     // CLibraryCall.cpp
+extern const ForkSteps LoaderForkSteps;       // CLibraryCall.cpp
 extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 
 /// The steps of a state that one lock guards and that a child takes over as it is.

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include <qx/core/Result.h>
-#include <qx/platform/ipc.h>
+#include <qx/platform/shared.h>
 
 namespace qx::sync::detail {
 

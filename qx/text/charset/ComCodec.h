@@ -3,7 +3,7 @@
 #include <qx/core/Reference.h>
 #include <qx/platform/export.h>
 #include <qx/text/charset/MultiByte.h>
-#include <qx/util/RWBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 /// Component interface of an encoding that lives outside the library. A codec is registered under
 /// "Orbelle.CharCodec." and the name of its encoding.

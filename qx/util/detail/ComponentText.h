@@ -4,7 +4,7 @@
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/TakeInterface.h>
-#include <qx/util/CopyCharBuffer.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 
 // Texts, numbers and objects that cross a component interface.
 

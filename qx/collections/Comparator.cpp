@@ -1,0 +1,62 @@
+#include "qx/collections/Comparator.h"
+
+#include <functional>
+#include <typeinfo>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/core/detail/TakeInterface.h>
+
+namespace qx::util {
+
+namespace {
+
+/// The object's own order and hash; null when it has none.
+Reference<IQXComparable> comparableOf(const IQXUnknown* object) {
+    // A query changes no more than the count.
+    return object ? qx::detail::interfaceOf<IQXComparable>(*const_cast<IQXUnknown*>(object))
+                  : nullptr;
+}
+
+} // namespace
+
+int32_t Comparator::Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) {
+    if (!result)
+        return result::NullPointer;
+    *result = 0;
+    return resultOf([&]() -> int32_t {
+        if (const auto comparable = comparableOf(a))
+            return comparable->CompareTo(b, result);
+        *result = std::less<>()(b, a) - std::less<>()(a, b);
+        return result::Ok;
+    });
+}
+
+int32_t Comparator::Hash(const IQXUnknown* a, uint32_t* result) {
+    if (!result)
+        return result::NullPointer;
+    *result = 0;
+    return resultOf([&]() -> int32_t {
+        if (const auto comparable = comparableOf(a))
+            return comparable->HashCode(result);
+        *result = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(a));
+        return result::Ok;
+    });
+}
+
+int Comparator::compareTo(const Object& other) const {
+    if (!equals(other))
+        throw CastFailedException();
+    return 0;
+}
+
+bool Comparator::equals(const Object& other) const { return typeid(*this) == typeid(other); }
+
+uint32_t Comparator::hashCode() const { return static_cast<uint32_t>(typeid(*this).hash_code()); }
+
+int Comparator::compare(const Object& a, const Object& b) const { return a.compareTo(b); }
+
+uint32_t Comparator::hash(const Object& a) const { return a.hashCode(); }
+
+} // namespace qx::util

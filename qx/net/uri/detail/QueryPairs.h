@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include <qx/collections/Map.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/net/uri/QueryKey.h>
+#include <qx/net/uri/detail/ShortQuery.h>
+
+namespace qx::net::detail {
+
+/// The query of a URI: pairs of key and value in the order of a hash map, each in escaped form.
+///
+/// A query text is kept as it is until its pairs are needed, since most URIs only pass through. A
+/// short one is printed and looked up without a table.
+class QueryPairs {
+public:
+    QueryPairs() = default;
+    QueryPairs(const QueryPairs& other);
+    QueryPairs& operator=(const QueryPairs&) = delete;
+
+    /// Puts the pairs of a query text: linear in its length, whatever the keys are.
+    void putText(std::u16string_view text);
+    void put(const String& key, const String& value);
+    /// The value of @p key, if there is one.
+    std::optional<String> get(const String& key) const;
+    bool contains(const String& key) const;
+    /// False when there is no such pair.
+    bool remove(const String& key);
+    bool isEmpty() const;
+    /// Removes all pairs. A table that has grown stays as long as it is.
+    void clear();
+    /// Appends "key=value" of each pair, joined by "&", to @p text; @p append (text, value) appends
+    /// the form in which a value is printed.
+    template <class Append>
+    void print(String& text, Append&& append) const {
+        const char16_t* separator = u"";
+        const auto printPair = [&](std::u16string_view key, std::u16string_view value) {
+            append(text.append(separator).append(key).append(u'='), value);
+            separator = u"&";
+        };
+        if (m_isShort)
+            return ShortQuery(m_unread.view()).forEach(printPair);
+        if (const auto* const pairs = read()) {
+            for (const auto& [key, value] : *pairs)
+                printPair(key->view(), value->view());
+        }
+    }
+
+private:
+    using Map = collections::Map<QueryKey, String>;
+
+    Map& pairs() const;
+    Map* read() const;
+    bool isShortFor(const String& key) const;
+    Reference<String> lookUp(const String& key) const;
+    void readMany(std::u16string_view text) const;
+
+    mutable Reference<Map> m_pairs;
+    /// Text of pairs that are still to be put.
+    mutable String m_unread;
+    /// The unread text is all there is, and short.
+    mutable bool m_isShort = false;
+};
+
+} // namespace qx::net::detail

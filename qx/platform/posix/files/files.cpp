@@ -1,0 +1,263 @@
+#include <qx/platform/files.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/descriptor.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/files/BrokenPipeGuard.h"
+#include "qx/platform/posix/files/aside.h"
+#include "qx/platform/posix/files/path.h"
+
+using namespace qx;
+using namespace qx::platform;
+
+namespace {
+
+constexpr uint32_t KnownFlags = QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE |
+                                QX_FILE_TRUNCATE | QX_FILE_APPEND;
+constexpr uint32_t PermissionBits = 0777;
+
+/// The flag word for open(2); -1 for a combination that makes no sense.
+int openFlags(uint32_t flags) noexcept {
+    if ((flags & ~KnownFlags) != 0)
+        return -1;
+    const bool reads = (flags & QX_FILE_READ) != 0;
+    const bool writes = (flags & QX_FILE_WRITE) != 0;
+    if ((!reads && !writes) || (!writes && (flags & (QX_FILE_TRUNCATE | QX_FILE_APPEND)) != 0))
+        return -1;
+    return (!writes ? O_RDONLY
+            : reads ? O_RDWR
+                    : O_WRONLY) |
+           O_CLOEXEC | O_NOCTTY | ((flags & QX_FILE_CREATE) != 0 ? O_CREAT : 0) |
+           ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0) |
+           ((flags & QX_FILE_APPEND) != 0 ? O_APPEND : 0);
+}
+
+Descriptor openFile(const char* path, int flags, uint32_t mode) noexcept {
+    return aboveStandard(Descriptor::open(path, flags, mode));
+}
+
+/// Runs a transfer again after signals and, on a descriptor that somebody made non-blocking, once
+/// it is ready for @p events.
+template <class Call>
+ssize_t transfer(int descriptor, short events, Call&& call) noexcept {
+    for (;;) {
+        const ssize_t count = retryInterrupted(call);
+        if (count >= 0 || errno != EAGAIN)
+            return count;
+        // A blocking socket says the same when its own time limit ran out.
+        if ((::fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0)
+            return -1;
+        pollfd ready{descriptor, events, 0};
+        if (retryInterrupted([&] { return ::poll(&ready, 1, -1); }) < 0)
+            return -1;
+    }
+}
+
+ssize_t writeToPipe(int descriptor, const void* buffer, size_t length) noexcept {
+    BrokenPipeGuard guard;
+    const ssize_t count = ::write(descriptor, buffer, length);
+    if (count < 0 && errno == EPIPE)
+        guard.takeSignalBack();
+    return count;
+}
+
+/// write(2) without SIGPIPE.
+ssize_t writeQuietly(QXHandle handle, const void* buffer, size_t length) noexcept {
+    const int descriptor = descriptorOf(handle);
+    if (isRegularFile(handle))
+        return ::write(descriptor, buffer, length);
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0)
+        return -1;
+    if (S_ISFIFO(status.st_mode))
+        return writeToPipe(descriptor, buffer, length);
+    if (S_ISSOCK(status.st_mode))
+        return ::send(descriptor, buffer, length, MSG_NOSIGNAL);
+    return ::write(descriptor, buffer, length);
+}
+
+int32_t clampToInt32(int64_t value) noexcept {
+    return static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX));
+}
+
+} // namespace
+
+int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* handle) {
+    if (handle == nullptr)
+        return result::NullPointer;
+    *handle = NoHandle;
+    if (path == nullptr)
+        return result::NullPointer;
+    const int systemFlags = openFlags(flags);
+    if (systemFlags < 0 || (mode & ~PermissionBits) != 0)
+        return result::InvalidArgument;
+    PathText native;
+    if (const int32_t result = toNativePath(path, native); result < 0)
+        return result;
+
+    Descriptor file = openFile(native.c_str(), systemFlags, mode);
+    if (!file)
+        return lastResult();
+    struct stat status;
+    if (::fstat(file.get(), &status) != 0)
+        return lastResult();
+    if (S_ISDIR(status.st_mode)) // which the system opens for reading, but never reads
+        return resultFromErrno(EISDIR);
+    if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 && errno != ESPIPE)
+        return lastResult();
+    *handle = file.release() | (S_ISREG(status.st_mode) ? RegularFile : 0);
+    return result::Ok;
+}
+
+int32_t QXFileClose(QXHandle handle) {
+    // The descriptor is gone even when a signal interrupts the call; closing again could hit
+    // another thread's new file.
+    if (::close(descriptorOf(handle)) == 0 || errno == EINTR)
+        return result::Ok;
+    return lastResult();
+}
+
+int32_t QXFileGetSize(QXHandle handle, int64_t* size) {
+    if (size == nullptr)
+        return result::NullPointer;
+    *size = 0;
+    struct stat status;
+    if (::fstat(descriptorOf(handle), &status) != 0)
+        return lastResult();
+    *size = status.st_size;
+    return result::Ok;
+}
+
+int32_t QXFileRead(QXHandle handle, void* buffer, int32_t length, int32_t* bytesRead) {
+    if (bytesRead == nullptr)
+        return result::NullPointer;
+    *bytesRead = 0;
+    if (length < 0)
+        return result::InvalidArgument;
+    const int descriptor = descriptorOf(handle);
+    const ssize_t count = transfer(descriptor, POLLIN, [&] {
+        return ::read(descriptor, buffer, static_cast<size_t>(length));
+    });
+    if (count < 0)
+        return lastResult();
+    *bytesRead = static_cast<int32_t>(count);
+    return result::Ok;
+}
+
+int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length, int32_t* bytesWritten) {
+    if (bytesWritten == nullptr)
+        return result::NullPointer;
+    *bytesWritten = 0;
+    if (length < 0)
+        return result::InvalidArgument;
+    const ssize_t count = transfer(descriptorOf(handle), POLLOUT, [&] {
+        return writeQuietly(handle, buffer, static_cast<size_t>(length));
+    });
+    if (count < 0)
+        return lastResult();
+    *bytesWritten = static_cast<int32_t>(count);
+    return result::Ok;
+}
+
+int32_t QXFileSeek(QXHandle handle, int64_t offset, int32_t origin, int64_t* position) {
+    constexpr int Origins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+    if (origin < QX_FILE_FROM_START || origin > QX_FILE_FROM_END)
+        return result::InvalidArgument;
+    const off_t reached = ::lseek(descriptorOf(handle), offset, Origins[origin]);
+    if (reached < 0)
+        return lastResult();
+    if (position != nullptr)
+        *position = reached;
+    return result::Ok;
+}
+
+int32_t QXFileFlush(QXHandle handle) {
+    const int descriptor = descriptorOf(handle);
+    const int flushed = retryInterrupted([descriptor] { return ::fsync(descriptor); });
+    // Pipes, sockets, terminals and special files have nothing to make durable.
+    if (flushed == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP)
+        return result::Ok;
+    return lastResult();
+}
+
+int32_t QXFileAvailable(QXHandle handle, int32_t* available) {
+    if (available == nullptr)
+        return result::NullPointer;
+    *available = 0;
+    const int descriptor = descriptorOf(handle);
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0)
+        return lastResult();
+    if (S_ISREG(status.st_mode)) {
+        const off_t position = ::lseek(descriptor, 0, SEEK_CUR);
+        if (position < 0)
+            return lastResult();
+        *available = clampToInt32(status.st_size - position);
+        return result::Ok;
+    }
+    if (int waiting = 0; ::ioctl(descriptor, FIONREAD, &waiting) == 0)
+        *available = clampToInt32(waiting);
+    return result::Ok;
+}
+
+int32_t QXFileRemove(const char* path) {
+    if (path == nullptr)
+        return result::NullPointer;
+    PathText native;
+    if (const int32_t result = toNativePath(path, native); result < 0)
+        return result;
+    return ::unlink(native.c_str()) == 0 ? result::Ok : lastResult();
+}
+
+int32_t QXFileRename(const char* from, const char* to) {
+    if (from == nullptr || to == nullptr)
+        return result::NullPointer;
+    PathText nativeFrom, nativeTo;
+    if (const int32_t result = toNativePath(from, nativeFrom); result < 0)
+        return result;
+    if (const int32_t result = toNativePath(to, nativeTo); result < 0)
+        return result;
+    return ::rename(nativeFrom.c_str(), nativeTo.c_str()) == 0 ? result::Ok : lastResult();
+}
+
+int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXHandle* handle) {
+    if (handle == nullptr)
+        return result::NullPointer;
+    *handle = NoHandle;
+    if (path == nullptr || buffer == nullptr)
+        return result::NullPointer;
+    if (capacity > 0)
+        buffer[0] = 0;
+    PathText native;
+    if (const int32_t result = toNativePath(path, native); result < 0)
+        return result;
+    PathText aside;
+    Descriptor file;
+    if (const int32_t result = createAside(native.view(), S_IRUSR | S_IWUSR, aside, file);
+        result < 0)
+        return result;
+    if (const int32_t result = storePath(aside.view(), buffer, capacity); result < 0) {
+        ::unlink(aside.c_str());
+        return result;
+    }
+    *handle = file.release() | RegularFile;
+    return result::Ok;
+}
+
+QXHandle QXFileStandardInput() { return STDIN_FILENO; }
+
+QXHandle QXFileStandardOutput() { return STDOUT_FILENO; }
+
+QXHandle QXFileStandardError() { return STDERR_FILENO; }
+
+int32_t QXFileIsTerminal(QXHandle handle) { return ::isatty(descriptorOf(handle)); }

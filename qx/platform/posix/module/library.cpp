@@ -1,0 +1,128 @@
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <string>
+#include <unistd.h>
+
+#include <qx/platform/module.h>
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/CLibraryCall.h"
+#include "qx/platform/posix/descriptor.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/files/path.h"
+#include "qx/platform/posix/files/readat.h"
+#include "qx/platform/posix/handle.h"
+#include "qx/platform/posix/module/livemodule.h"
+#include "qx/platform/posix/text/narrow.h"
+
+using namespace qx;
+using namespace qx::platform;
+
+namespace {
+
+bool isLibrary(QXHandle handle) noexcept { return handle != 0 && handle != NoHandle; }
+
+void* libraryOf(QXHandle handle) noexcept { return reinterpret_cast<void*>(handle); }
+
+/// Why a library cannot be loaded. The system gives a sentence; this finds out the code.
+int32_t reasonOf(const PathText& path) noexcept {
+    if (path.view().find('/') == std::string_view::npos)
+        return result::ModuleNotFound;
+    const Descriptor file = Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    if (!file)
+        return lastResult();
+    constexpr char Magic[] = {0x7F, 'E', 'L', 'F'};
+    char start[sizeof Magic];
+    const ssize_t length = readAt(file.get(), start, sizeof start, 0);
+    if (length < 0 && errno != ESPIPE)
+        return lastResult();
+    const bool hasMagic = length == sizeof start && std::memcmp(start, Magic, sizeof Magic) == 0;
+    return hasMagic ? result::ModuleNotFound : result::NotALibrary;
+}
+
+int32_t openLibrary(const char16_t* path, QXHandle& library) {
+    std::string name;
+    PathText native;
+    if (const int32_t result = toNarrow(path, name); result < 0)
+        return result;
+    if (const int32_t result = toNativePath(name.c_str(), native); result < 0)
+        return result;
+    const LoaderCall call;
+    void* const opened = ::dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (opened == nullptr)
+        return reasonOf(native);
+    library = reinterpret_cast<QXHandle>(opened);
+    return result::Ok;
+}
+
+int32_t findSymbol(QXHandle library, const char16_t* name, void*& symbol) {
+    std::string narrow;
+    if (const int32_t result = toNarrow(name, narrow); result < 0)
+        return result;
+    ::dlerror();
+    void* const found = ::dlsym(libraryOf(library), narrow.c_str());
+    if (found == nullptr && ::dlerror() != nullptr) // a symbol may be at address 0
+        return result::SymbolNotFound;
+    symbol = found;
+    return result::Ok;
+}
+
+int32_t fileNameOf(const void* module, PathText& path) noexcept {
+    Dl_info info;
+    const link_map* loaded = nullptr;
+    if (::dladdr1(module, &info, reinterpret_cast<void**>(const_cast<link_map**>(&loaded)),
+                  RTLD_DL_LINKMAP) == 0)
+        return result::ModuleNotFound;
+    // The program itself has no name there.
+    const bool isProgram = loaded == nullptr || loaded->l_name[0] == 0;
+    char absolute[PATH_MAX];
+    if (::realpath(isProgram ? "/proc/self/exe" : info.dli_fname, absolute) == nullptr)
+        return lastResult();
+    return path.append(absolute) ? result::Ok : NameTooLong;
+}
+
+} // namespace
+
+int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library) {
+    if (library == nullptr)
+        return result::NullPointer;
+    *library = NoHandle;
+    if (module == nullptr || path == nullptr)
+        return result::NullPointer;
+    if (!isLiveModule(module))
+        return result::InvalidHandle;
+    return withinMemory([&] { return openLibrary(path, *library); });
+}
+
+int32_t QXModuleLibClose(const void* module, QXHandle library) {
+    if (module == nullptr)
+        return result::NullPointer;
+    if (!isLibrary(library))
+        return result::InvalidHandle;
+    const LoaderCall call;
+    return ::dlclose(libraryOf(library)) == 0 ? result::Ok : result::Fail;
+}
+
+int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity) {
+    if (module == nullptr || buffer == nullptr)
+        return result::NullPointer;
+    PathText path;
+    if (const int32_t result = fileNameOf(module, path); result < 0)
+        return result;
+    return storePath(path.view(), buffer, capacity);
+}
+
+int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol) {
+    if (symbol == nullptr)
+        return result::NullPointer;
+    *symbol = nullptr;
+    if (name == nullptr)
+        return result::NullPointer;
+    if (!isLibrary(library))
+        return result::InvalidHandle;
+    return withinMemory([&] { return findSymbol(library, name, *symbol); });
+}

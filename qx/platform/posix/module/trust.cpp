@@ -1,0 +1,40 @@
+#include "qx/platform/posix/module/trust.h"
+
+#include <cerrno>
+#include <sys/xattr.h>
+
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/files/systemtable.h"
+#include "qx/platform/posix/module/PrivateGroup.h"
+
+namespace qx::platform {
+
+namespace {
+
+/// Whether the user is alone in a group. Read anew each time: it is asked when a module is loaded.
+bool isOwnGroup(gid_t group) noexcept {
+    const uid_t user = ::geteuid();
+    if (user == 0)
+        return false;
+    return withinMemory([&] {
+               const std::string users = readTable("/etc/passwd"), groups = readTable("/etc/group");
+               return isPrivateGroup(users, groups, user, group) ? 1 : 0;
+           }) == 1;
+}
+
+/// Whether a list beside the mode says who may write: then the mode's bits for the group are the
+/// most that anybody in the list may, and do not tell about the group alone.
+bool hasAccessList(const char* path) noexcept {
+    return ::getxattr(path, "system.posix_acl_access", nullptr, 0) >= 0 ||
+           (errno != ENODATA && errno != EOPNOTSUPP);
+}
+
+} // namespace
+
+bool othersMayWrite(const char* path, const struct stat& status) noexcept {
+    if ((status.st_mode & S_IWOTH) != 0)
+        return true;
+    return (status.st_mode & S_IWGRP) != 0 && (hasAccessList(path) || !isOwnGroup(status.st_gid));
+}
+
+} // namespace qx::platform

@@ -1,0 +1,289 @@
+#include <qx/platform/net.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <linux/tcp.h>
+#include <utility>
+
+#include "qx/platform/posix/descriptor.h"
+#include "qx/platform/posix/net/WaitEnd.h"
+#include "qx/platform/posix/net/socketaddress.h"
+#include "qx/platform/posix/net/socketnumbers.h"
+
+namespace qx::platform {
+
+namespace {
+
+constexpr uint16_t HighestVersion = 0x0202;
+constexpr int32_t VersionNotSupported = 10092;
+constexpr int32_t NotInitialised = 10093;
+
+constinit std::atomic<int> s_users{0};
+
+constexpr NumberPair MessageFlags[] = {
+    {QX_MSG_OOB, MSG_OOB},
+    {QX_MSG_PEEK, MSG_PEEK},
+    {QX_MSG_DONTROUTE, MSG_DONTROUTE},
+    {QX_MSG_WAITALL, MSG_WAITALL},
+};
+
+bool isNonBlocking(int descriptor) noexcept {
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    return flags != -1 && (flags & O_NONBLOCK) != 0;
+}
+
+void setOption(int descriptor, int level, int name, int value) noexcept {
+    ::setsockopt(descriptor, level, name, &value, sizeof value);
+}
+
+int option(int descriptor, int level, int name) noexcept {
+    int value = 0;
+    socklen_t length = sizeof value;
+    return ::getsockopt(descriptor, level, name, &value, &length) == 0 ? value : 0;
+}
+
+/// Lets the port be bound again while connections of this socket linger. The system would also let
+/// a second socket in before this one listens or is closed, hence not earlier.
+void allowLingering(int descriptor) noexcept { setOption(descriptor, SOL_SOCKET, SO_REUSEADDR, 1); }
+
+/// Binds past lingering connections. The switch is off while the port is bound only.
+int bindPastLingering(int descriptor, const SystemAddress& address) noexcept {
+    allowLingering(descriptor);
+    const int bound = ::bind(descriptor, address.get(), address.length);
+    const int error = errno;
+    setOption(descriptor, SOL_SOCKET, SO_REUSEADDR, 0);
+    errno = error;
+    return bound;
+}
+
+/// Sees a connection through that a signal or the socket's send time-out has cut short.
+int32_t finishConnecting(int descriptor) noexcept {
+    pollfd entry{descriptor, POLLOUT, 0};
+    if (WaitEnd(std::nullopt).poll(&entry, 1) == -1)
+        return socketFailed();
+    const int error = option(descriptor, SOL_SOCKET, SO_ERROR);
+    return error == 0 ? 0 : socketFailed(error);
+}
+
+/// The limit of a SO_RCVTIMEO or SO_SNDTIMEO.
+TimeLimit timeOut(int descriptor, int name) noexcept {
+    timeval limit{};
+    socklen_t length = sizeof limit;
+    if (::getsockopt(descriptor, SOL_SOCKET, name, &limit, &length) != 0 ||
+        (limit.tv_sec == 0 && limit.tv_usec == 0))
+        return std::nullopt;
+    return std::chrono::seconds(limit.tv_sec) + std::chrono::microseconds(limit.tv_usec);
+}
+
+/// Runs a transfer again that a signal has interrupted. The system starts the socket's time-out
+/// anew each time, which signals could keep up for ever; so the first one starts a clock.
+template <class Transfer>
+ssize_t continued(int descriptor, int timeOutName, Transfer&& transfer) noexcept {
+    const ssize_t count = transfer();
+    if (count != -1 || errno != EINTR)
+        return count;
+    const WaitEnd end(timeOut(descriptor, timeOutName));
+    return retryInterrupted([&]() -> ssize_t {
+        const ssize_t again = transfer();
+        if (again == -1 && errno == EINTR && end.hasPassed())
+            errno = EAGAIN;
+        return again;
+    });
+}
+
+/// Reports a failed transfer: what the system calls "would block" is a time-out on a socket that
+/// blocks.
+int32_t transferFailed(int descriptor) noexcept {
+    if (errno == EAGAIN && !isNonBlocking(descriptor))
+        return socketFailed(ETIMEDOUT);
+    return socketFailed();
+}
+
+/// Why nothing can be sent, for which the system has one error only: the program itself has shut
+/// the output down, as far as the connection still knows, or there never was a connection.
+int brokenPipeError(int descriptor) noexcept {
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) != 0)
+        return EPIPE;
+    constexpr int finWait1 = 4, finWait2 = 5, lastAck = 9, closing = 11;
+    if (info.tcpi_state == finWait1 || info.tcpi_state == finWait2 || info.tcpi_state == lastAck ||
+        info.tcpi_state == closing)
+        return ESHUTDOWN;
+    // The space is given when a connection is made, and kept after its end.
+    return info.tcpi_rcv_space == 0 ? ENOTCONN : EPIPE;
+}
+
+int32_t sendFailed(int descriptor) noexcept {
+    return errno == EPIPE ? socketFailed(brokenPipeError(descriptor)) : transferFailed(descriptor);
+}
+
+} // namespace
+
+} // namespace qx::platform
+
+using namespace qx::platform;
+
+int32_t QXSocketStartUp(uint16_t version, uint16_t* highest) {
+    if (highest != nullptr)
+        *highest = HighestVersion;
+    if ((version & 0xFF) == 0)
+        return socketFailedWith(VersionNotSupported);
+    ++s_users;
+    return 0;
+}
+
+int32_t QXSocketCleanUp() {
+    int users = s_users;
+    do {
+        if (users < 1)
+            return socketFailedWith(NotInitialised);
+    } while (!s_users.compare_exchange_weak(users, users - 1));
+    return 0;
+}
+
+int32_t QXSocketCreate(int32_t family, int32_t type, int32_t protocol, QXSocket* socket) {
+    *socket = QX_NO_SOCKET;
+    const int domain = systemFamily(family);
+    if (domain <= AF_UNSPEC)
+        return socketFailed(EAFNOSUPPORT);
+    // Higher bits of the type are flags of the system's own.
+    if (type < SOCK_STREAM || type > SOCK_SEQPACKET)
+        return socketFailed(ESOCKTNOSUPPORT);
+    Descriptor made = aboveStandard(Descriptor(::socket(domain, type | SOCK_CLOEXEC, protocol)));
+    if (!made)
+        return socketFailed();
+    if (domain == AF_INET6)
+        setOption(made.get(), IPPROTO_IPV6, IPV6_V6ONLY, 1);
+    *socket = made.release();
+    return 0;
+}
+
+int32_t QXSocketClose(QXSocket socket) {
+    allowLingering(descriptorOf(socket)); // nobody sees the option any more
+    // The descriptor is gone also when a signal interrupts the call.
+    return ::close(descriptorOf(socket)) == 0 || errno == EINTR ? 0 : socketFailed();
+}
+
+int32_t QXSocketBind(QXSocket socket, const qx_sockaddr_union* address, int32_t length) {
+    const int descriptor = descriptorOf(socket);
+    SystemAddress place;
+    if (const int error = toSystem(address, length, place))
+        return socketFailed(error);
+    if (::bind(descriptor, place.get(), place.length) == 0)
+        return 0;
+    if (errno == EADDRINUSE && option(descriptor, SOL_SOCKET, SO_TYPE) == SOCK_STREAM &&
+        option(descriptor, SOL_SOCKET, SO_REUSEADDR) == 0 &&
+        bindPastLingering(descriptor, place) == 0)
+        return 0;
+    return socketFailed();
+}
+
+int32_t QXSocketListen(QXSocket socket, int32_t backlog) {
+    const int descriptor = descriptorOf(socket);
+    allowLingering(descriptor);
+    return ::listen(descriptor, backlog) == 0 ? 0 : socketFailed();
+}
+
+int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length) {
+    const int descriptor = descriptorOf(socket);
+    SystemAddress peer;
+    if (const int error = toSystem(address, length, peer))
+        return socketFailed(error);
+    if (::connect(descriptor, peer.get(), peer.length) == 0)
+        return 0;
+    if (errno == EINTR)
+        return finishConnecting(descriptor);
+    if (errno == EINPROGRESS)
+        return isNonBlocking(descriptor) ? socketFailed(EAGAIN) : finishConnecting(descriptor);
+    return socketFailed();
+}
+
+int32_t QXSocketAccept(QXSocket socket, qx_sockaddr_union* peer, int32_t* length,
+                       QXSocket* accepted) {
+    *accepted = QX_NO_SOCKET;
+    if ((peer == nullptr) != (length == nullptr) || (length != nullptr && *length < 0))
+        return socketFailed(EFAULT);
+    const int listener = descriptorOf(socket);
+    for (;;) {
+        SystemAddress address;
+        Descriptor made = aboveStandard(Descriptor(retryInterrupted([&] {
+            address.length = sizeof address.storage;
+            return ::accept4(listener, address.get(), &address.length, SOCK_CLOEXEC);
+        })));
+        if (made) {
+            if (peer != nullptr)
+                *length = fromSystem(address, peer, *length);
+            *accepted = made.release();
+            return 0;
+        }
+        // A receive time-out of the listener is none of this call.
+        if (errno != EAGAIN || isNonBlocking(listener))
+            return socketFailed();
+    }
+}
+
+int32_t QXSocketGetName(QXSocket socket, qx_sockaddr_union* address, int32_t* length) {
+    if (address == nullptr || length == nullptr)
+        return socketFailed(EFAULT);
+    SystemAddress name;
+    if (::getsockname(descriptorOf(socket), name.get(), &name.length) != 0)
+        return socketFailed();
+    if (*length < static_cast<int32_t>(addressLength(name.storage.ss_family)))
+        return socketFailed(EFAULT);
+    *length = fromSystem(name, address, *length);
+    return 0;
+}
+
+int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length, int32_t flags) {
+    const int descriptor = descriptorOf(socket);
+    const int systemFlags = qx::platform::systemFlags(MessageFlags, flags);
+    if (systemFlags == -1)
+        return socketFailed(EOPNOTSUPP);
+    if (length < 0)
+        return socketFailed(EINVAL);
+    const char* bytes = static_cast<const char*>(buffer);
+    int32_t sent = 0;
+    for (;;) {
+        const ssize_t count = continued(descriptor, SO_SNDTIMEO, [&] {
+            return ::send(descriptor, bytes + sent, static_cast<size_t>(length - sent),
+                          systemFlags | MSG_NOSIGNAL);
+        });
+        if (count == -1)
+            return sent > 0 ? sent : sendFailed(descriptor);
+        sent += static_cast<int32_t>(count);
+        // A signal also ends a blocking call that has sent something.
+        if (sent == length || isNonBlocking(descriptor))
+            return sent;
+    }
+}
+
+int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags) {
+    const int descriptor = descriptorOf(socket);
+    const int systemFlags = qx::platform::systemFlags(MessageFlags, flags);
+    if (systemFlags == -1)
+        return socketFailed(EOPNOTSUPP);
+    if (length < 0)
+        return socketFailed(EINVAL);
+    const ssize_t count = continued(descriptor, SO_RCVTIMEO, [&] {
+        return ::recv(descriptor, buffer, static_cast<size_t>(length), systemFlags);
+    });
+    return count == -1 ? transferFailed(descriptor) : static_cast<int32_t>(count);
+}
+
+int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited) {
+    const int flags = inherited != 0 ? 0 : FD_CLOEXEC;
+    return ::fcntl(descriptorOf(socket), F_SETFD, flags) == 0 ? 0 : socketFailed();
+}
+
+int32_t QXSocketShutdown(QXSocket socket, int32_t direction) {
+    static_assert(QX_SHUTDOWN_INPUT == SHUT_RD && QX_SHUTDOWN_OUTPUT == SHUT_WR &&
+                  QX_SHUTDOWN_BOTH == SHUT_RDWR);
+    const int descriptor = descriptorOf(socket);
+    // The system would end the listening.
+    if (option(descriptor, SOL_SOCKET, SO_ACCEPTCONN) != 0)
+        return socketFailed(ENOTCONN);
+    return ::shutdown(descriptor, direction) == 0 ? 0 : socketFailed();
+}

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/descriptor.h"
+#include "qx/platform/posix/sync/futex.h"
+
+namespace qx::platform::shared {
+
+/// Where a file lies, which is also its name space.
+enum class Place {
+    Lock,          ///< locks and signals of the user: in the user's folder
+    PrivateMemory, ///< memory blocks of the user: in the user's folder
+    PublicMemory   ///< memory blocks that other users may open: in the common folder
+};
+
+/// What SharedFile::tryOpen is asked for.
+struct SharedFileRequest {
+    Place place;
+    const char* name; ///< any text, not empty
+    bool create = true;
+    bool exclusive = false; ///< with create: an existing file is an error (0x80070050)
+    bool readOnly = false;
+    uint32_t mode = 0600; ///< permission bits of a new file, whatever the umask
+};
+
+/// A named file on the memory file system that exists as long as some process uses it.
+///
+/// A user is an open file description that holds a lock on a byte of the file, of its own for a
+/// Place::Lock: its slot. The kernel drops it when the process ends in whatever way, and it cannot
+/// be confused with a later process as a process id can. The last user to close removes the file;
+/// what killed processes leave behind is taken as absent by the next one who opens the name, and is
+/// removed then or when some process makes its first file.
+///
+/// The user's folder has mode 0700 and is used only when it belongs to the user and nobody else may
+/// enter it.
+class SharedFile {
+public:
+    static constexpr uint32_t SlotCount = 1024;
+
+    SharedFile() = default;
+    ~SharedFile() { close(); }
+    SharedFile(const SharedFile&) = delete;
+    SharedFile& operator=(const SharedFile&) = delete;
+
+    /// Opens or creates and becomes a user; never waits. A new file is empty, and nobody else can
+    /// use it until endSetUp. Busy while another process sets up or removes the file: most often
+    /// for a few microseconds, but for as long as it likes when it is stopped just then.
+    int32_t tryOpen(const SharedFileRequest& request, bool& isNew) noexcept;
+
+    /// Lets others use a new file.
+    int32_t endSetUp() noexcept;
+
+    /// Sets the size of a new file and reserves its space: 0x80070070 when there is not enough.
+    int32_t reserve(uint64_t sizeInBytes) noexcept;
+
+    /// Size in bytes, or a negative result code.
+    int64_t size() const noexcept;
+
+    /// The number of this user, below SlotCount, that no other living user of a Place::Lock has.
+    uint32_t slot() const noexcept { return m_slot; }
+    /// True while the process that took the slot lives. Never asked for one's own slot.
+    bool isSlotTaken(uint32_t slot) const noexcept;
+
+    /// Maps the whole of the given size for reading and writing, or MAP_FAILED. The mapping does
+    /// not keep its process a user: a child made by fork, which inherits it, would keep its parent
+    /// one.
+    void* mapApart(size_t sizeInBytes) const noexcept;
+
+    /// In a child after fork: becomes a user of its own in place of sharing the parent's
+    /// descriptor.
+    int32_t reenter() noexcept;
+    /// In a child after fork: lets go of the parent's descriptor without being a user.
+    void abandon() noexcept { m_descriptor = Descriptor(); }
+
+    /// Stops using the file and removes it when nobody else uses it.
+    void close() noexcept;
+
+    int descriptor() const noexcept { return m_descriptor.get(); }
+
+    static constexpr size_t FileNameCapacity = 256;
+
+    /// What the machine lacks for such files; null when nothing.
+    static const char* lack() noexcept;
+
+private:
+    int32_t beginSetUp(const SharedFileRequest& request, int folder, Descriptor file) noexcept;
+    int32_t joinUsers(Descriptor file) noexcept;
+    int32_t takeSlot() noexcept;
+    short lockOfUser() const noexcept;
+    Descriptor openAgain() const noexcept;
+
+    Descriptor m_descriptor;
+    Place m_place = Place::Lock;
+    uint32_t m_slot = 0;
+    char m_fileName[FileNameCapacity] = {};
+};
+
+/// Gives others some time: the processor at first, then a moment.
+void pauseBeforeRetry(uint32_t round) noexcept;
+
+/// Repeats an attempt, most often to open a file, as long as it is Busy: for some seconds at most,
+/// since who is in the way may be stopped. The attempt must not hold a lock when it returns.
+template <class Attempt>
+int32_t retryWhileBusy(Attempt attempt) noexcept {
+    const Deadline end = Deadline::after(3000);
+    for (uint32_t round = 0;; ++round) {
+        const int32_t r = attempt();
+        if (r != result::Busy || end.hasPassed())
+            return r;
+        pauseBeforeRetry(round);
+    }
+}
+
+/// Writes the name of the file that serves @p name: the name itself with unusual characters
+/// escaped, or for a long one its beginning and a hash.
+void makeFileName(Place place, const char* name,
+                  char (&fileName)[SharedFile::FileNameCapacity]) noexcept;
+
+} // namespace qx::platform::shared

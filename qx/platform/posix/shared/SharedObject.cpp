@@ -1,0 +1,186 @@
+#include "qx/platform/posix/shared/SharedObject.h"
+
+#include <chrono>
+#include <cstring>
+
+#include <sys/mman.h>
+
+#include "qx/platform/posix/Forks.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/handle.h"
+
+namespace qx::platform::shared {
+
+/// Start of every file of a shared object; the state follows at StateOffset.
+struct SharedObject::Header {
+    std::atomic<uint32_t> magic; // written last: a file without it was never finished
+    Kind kind;
+    std::atomic<uint32_t> slotLimit;
+    std::atomic<uint64_t> lastReapMs; // monotonic clock
+};
+
+namespace {
+
+// Changes with every change of a state's layout.
+constexpr uint32_t Magic = 0x71785302;
+constexpr size_t StateOffset = 64;
+
+// Constant-initialised and empty again when everything is closed: usable before main and after it,
+// and nothing to free when the library is unloaded.
+constinit std::mutex s_tables;
+constinit SharedObject* s_objects = nullptr;
+
+} // namespace
+
+std::unique_lock<std::mutex> lockProcessTables() noexcept { return std::unique_lock(s_tables); }
+
+int32_t SharedObject::open(const Layout& layout, const char* name, uint32_t initial,
+                           QXHandle* handle) noexcept {
+    if (handle == nullptr)
+        return result::NullPointer;
+    *handle = NoHandle;
+    if (name == nullptr || *name == '\0')
+        return result::InvalidArgument;
+    return retryWhileBusy([&] { return tryOpen(layout, name, initial, handle); });
+}
+
+int32_t SharedObject::tryOpen(const Layout& layout, const char* name, uint32_t initial,
+                              QXHandle* handle) noexcept {
+    char fileName[SharedFile::FileNameCapacity];
+    makeFileName(Place::Lock, name, fileName);
+    const auto lock = lockProcessTables();
+    SharedObject* object = s_objects;
+    while (object != nullptr && std::strcmp(object->m_fileName, fileName) != 0)
+        object = object->m_next;
+    if (object != nullptr) {
+        if (object->m_layout.kind != layout.kind || !object->isUsable())
+            return result::InvalidHandle;
+        ++object->m_references;
+    } else {
+        object = new (std::nothrow) SharedObject(layout);
+        if (object == nullptr)
+            return result::OutOfMemory;
+        if (const int32_t r = object->attach(name, initial); r < 0) {
+            delete object;
+            return r;
+        }
+        std::memcpy(object->m_fileName, fileName, sizeof fileName);
+        object->m_next = s_objects;
+        s_objects = object;
+    }
+    *handle = reinterpret_cast<uintptr_t>(object) | 1u;
+    return result::Ok;
+}
+
+int32_t SharedObject::close(const Layout& layout, QXHandle handle) noexcept {
+    const auto lock = lockProcessTables();
+    SharedObject** link = &s_objects;
+    while (*link != nullptr && (reinterpret_cast<uintptr_t>(*link) | 1u) != handle)
+        link = &(*link)->m_next;
+    SharedObject* object = *link;
+    if (object == nullptr || object->m_layout.kind != layout.kind)
+        return result::InvalidHandle;
+    if (--object->m_references == 0) {
+        *link = object->m_next;
+        delete object;
+    }
+    return result::Ok;
+}
+
+SharedObject* SharedObject::find(QXHandle handle, Kind kind) noexcept {
+    if (handle == NoHandle || (handle & 1u) == 0)
+        return nullptr;
+    auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
+    return object->m_layout.kind == kind && object->isUsable() ? object : nullptr;
+}
+
+SharedObject::~SharedObject() {
+    // When others are busy with the state all the time they see to it themselves: without its lock
+    // on the file this process is a dead one.
+    constexpr uint32_t Attempts = 100;
+    for (uint32_t i = 0; i < Attempts && isUsable() && !m_layout.tryLeave(m_state, *this); ++i)
+        pauseBeforeRetry(0);
+    if (m_header != nullptr)
+        munmap(m_header, StateOffset + m_layout.sizeInBytes);
+}
+
+int32_t SharedObject::attach(const char* name, uint32_t initial) noexcept {
+    bool isNew = false;
+    int32_t r = m_file.tryOpen({.place = Place::Lock, .name = name}, isNew);
+    if (r >= 0 && isNew)
+        r = m_file.reserve(StateOffset + m_layout.sizeInBytes);
+    if (r >= 0)
+        r = map(isNew, initial);
+    if (r >= 0 && isNew)
+        r = m_file.endSetUp();
+    if (r < 0)
+        return r;
+    m_isUsable = tryAdoptSlot();
+    return m_isUsable ? result::Ok : result::Busy;
+}
+
+int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
+    const size_t size = StateOffset + m_layout.sizeInBytes;
+    // Another size is another kind or another version; beyond the end of the file lies a SIGBUS.
+    if (m_file.size() < static_cast<int64_t>(StateOffset))
+        return result::InvalidHandle;
+    void* address = m_file.mapApart(size);
+    if (address == MAP_FAILED)
+        return lastResult();
+    m_header = static_cast<Header*>(address);
+    m_state = static_cast<char*>(address) + StateOffset;
+    if (isNew) {
+        static_assert(sizeof(Header) <= StateOffset);
+        new (m_header) Header{};
+        m_header->kind = m_layout.kind;
+        m_layout.construct(m_state, initial);
+        m_header->magic.store(Magic);
+        return result::Ok;
+    }
+    const bool fits = m_header->magic.load() == Magic && m_header->kind == m_layout.kind &&
+                      m_file.size() == static_cast<int64_t>(size);
+    return fits ? result::Ok : result::InvalidHandle;
+}
+
+/// Makes the slot just taken visible to those who look for dead holders, and cleans it of what its
+/// last process left.
+bool SharedObject::tryAdoptSlot() noexcept {
+    uint32_t limit = m_header->slotLimit.load();
+    while (limit <= slot() && !m_header->slotLimit.compare_exchange_weak(limit, slot() + 1)) {
+    }
+    return m_layout.tryLeave(m_state, *this);
+}
+
+uint32_t SharedObject::slotLimit() const noexcept { return m_header->slotLimit.load(); }
+
+bool SharedObject::isReapDue() noexcept {
+    using namespace std::chrono;
+    const auto now = static_cast<uint64_t>(
+        duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+    uint64_t last = m_header->lastReapMs.load();
+    return now - last >= 100 && m_header->lastReapMs.compare_exchange_strong(last, now);
+}
+
+void SharedObject::afterForkInChild() noexcept {
+    for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
+        if (!object->isUsable())
+            continue;
+        object->m_isUsable = object->m_file.reenter() >= 0 &&
+                             retryWhileBusy([object] {
+                                 return object->tryAdoptSlot() ? result::Ok : result::Busy;
+                             }) == result::Ok;
+        // Without a slot nobody would know of this process: its handles are dead.
+        if (!object->m_isUsable)
+            object->m_file.abandon();
+    }
+}
+
+} // namespace qx::platform::shared
+
+constexpr qx::platform::ForkSteps qx::platform::SharedObjectForkSteps{
+    [](void*) noexcept { shared::s_tables.lock(); },
+    [](void*) noexcept { shared::s_tables.unlock(); },
+    [](void*) noexcept {
+        shared::SharedObject::afterForkInChild();
+        shared::s_tables.unlock();
+    }};

@@ -1,0 +1,183 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <new>
+
+#include "qx/platform/posix/process/ThreadIdentity.h"
+#include "qx/platform/posix/shared/RobustLock.h"
+#include "qx/platform/posix/shared/SharedFile.h"
+#include "qx/platform/posix/shared/WaitWord.h"
+#include <qx/platform/result.h>
+#include <qx/platform/types.h>
+
+namespace qx::platform::shared {
+
+/// Kinds of objects; the numbers stand in the files.
+enum class Kind : uint32_t { Mutex = 1, Condition, Event, Gate, Semaphore, RWLock };
+
+/// The kind of the objects whose state is a @p State.
+template <class State>
+extern const Kind KindOf;
+
+inline constexpr uint32_t SlotCount = SharedFile::SlotCount;
+
+class SharedObject;
+
+/// How the state of one kind lies in the file. A state is constructed in place by the process that
+/// creates the object, holds no addresses and is never destroyed.
+struct Layout {
+    Kind kind;
+    size_t sizeInBytes;
+    void (*construct)(void* place, uint32_t initial);
+    /// Gives back what the slot holds, or for locks owned by threads the calling thread. False when
+    /// another process is just changing the state: nobody waits for that, it may be stopped.
+    bool (*tryLeave)(void* state, SharedObject& user);
+};
+
+template <class State>
+inline constexpr Layout LayoutOf{KindOf<State>, sizeof(State),
+                                 [](void* place, [[maybe_unused]] uint32_t initial) {
+                                     if constexpr (requires { State(initial); })
+                                         new (place) State(initial);
+                                     else
+                                         new (place) State;
+                                 },
+                                 [](void* state, [[maybe_unused]] SharedObject& user) {
+                                     if constexpr (requires(State & s) { s.tryLeave(user); })
+                                         return static_cast<State*>(state)->tryLeave(user);
+                                     else
+                                         return true;
+                                 }};
+
+/// One process's use of a shared object: the mapped file and this process's slot in it. All handles
+/// that a process has of one name are one SharedObject, so what it holds is counted per process.
+class SharedObject {
+public:
+    /// Opens the object of that name, or creates it with @p initial.
+    static int32_t open(const Layout& layout, const char* name, uint32_t initial,
+                        QXHandle* handle) noexcept;
+
+    /// Lets go of one handle; with the last one everything held is given back.
+    static int32_t close(const Layout& layout, QXHandle handle) noexcept;
+
+    /// The object of a handle, or null when it is none of this kind or was lost in a fork.
+    static SharedObject* find(QXHandle handle, Kind kind) noexcept;
+
+    template <class State>
+    State& state() noexcept {
+        return *static_cast<State*>(m_state);
+    }
+
+    /// This process's slot.
+    uint32_t slot() const noexcept { return m_file.slot(); }
+    /// The calling thread among all threads of all users of the object; never NoThread.
+    uint64_t caller() const noexcept {
+        return (uint64_t{slot()} + 1) << SlotShift | currentThread();
+    }
+    /// True for what `caller` gives to the threads of this process, or of one that had its slot.
+    bool isOwn(uint64_t caller) const noexcept { return slotOf(caller) == slot() + 1; }
+    /// One more than the slot of a `caller`; 0 for NoThread.
+    static uint64_t slotOf(uint64_t caller) noexcept { return caller >> SlotShift; }
+    /// One more than the highest slot ever used.
+    uint32_t slotLimit() const noexcept;
+    /// False when the process that had the slot is gone. Not for the own slot.
+    bool isAlive(uint32_t slot) const noexcept { return m_file.isSlotTaken(slot); }
+    /// True at most once in a tenth of a second among all processes: time to look for dead ones.
+    bool isReapDue() noexcept;
+
+    /// In a child after fork: takes a slot of its own in every open object.
+    static void afterForkInChild() noexcept;
+
+private:
+    struct Header;
+    static constexpr int SlotShift = 53; // above all identities that there will ever be
+
+    explicit SharedObject(const Layout& layout) noexcept : m_layout(layout) {}
+    ~SharedObject();
+
+    static int32_t tryOpen(const Layout& layout, const char* name, uint32_t initial,
+                           QXHandle* handle) noexcept;
+    bool isUsable() const noexcept { return m_isUsable; }
+    int32_t attach(const char* name, uint32_t initial) noexcept;
+    int32_t map(bool isNew, uint32_t initial) noexcept;
+    bool tryAdoptSlot() noexcept;
+
+    Layout m_layout;
+    SharedFile m_file;
+    char m_fileName[SharedFile::FileNameCapacity] = {};
+    Header* m_header = nullptr;
+    void* m_state = nullptr;
+    bool m_isUsable = false; // it has a slot and a state
+    uint32_t m_references = 1;
+    SharedObject* m_next = nullptr;
+};
+
+/// Locks this process's tables of shared objects and mapped blocks, and serialises what opens and
+/// closes them. Held across fork, so that a child finds the tables whole. Nobody waits for another
+/// process while holding it: that would stop every other object of this process and every fork.
+std::unique_lock<std::mutex> lockProcessTables() noexcept;
+
+/// Gives back what dead processes hold and wakes those who wait for it. @p State has a RobustLock,
+/// a WaitWord `waiters`, and `isInUse` and `giveBack` of a slot.
+template <class State>
+void reap(SharedObject& object, State& state) noexcept {
+    bool found = false;
+    {
+        // Under the lock, since a new user of a dead one's slot cleans it under the lock too.
+        const Locked lock(state);
+        for (uint32_t slot = 0; slot < object.slotLimit(); ++slot) {
+            if (slot == object.slot() || !state.isInUse(slot) || object.isAlive(slot))
+                continue;
+            state.giveBack(slot);
+            found = true;
+        }
+    }
+    if (found)
+        state.waiters.wakeAll();
+}
+
+/// Gives back what dead processes hold, unless somebody has just looked for them.
+template <class State>
+void reapIfDue(SharedObject& object, State& state) noexcept {
+    if (object.isReapDue())
+        reap(object, state);
+}
+
+/// Gives back what the process itself holds, or one that had its slot before.
+template <class State>
+bool tryGiveBackOwn(SharedObject& user, State& state) noexcept {
+    {
+        const Locked lock(state, std::try_to_lock);
+        if (!lock)
+            return false;
+        if (!state.isInUse(user.slot()))
+            return true;
+        state.giveBack(user.slot());
+    }
+    state.waiters.wakeAll();
+    return true;
+}
+
+/// Blocks until @p attempt succeeds, giving back what dead processes hold whenever that is due: the
+/// living may pass their own units round so briskly that no slice ever ends in silence.
+template <class State, class Attempt>
+int32_t waitReaping(SharedObject& object, State& state, const Deadline* deadline,
+                    Attempt attempt) noexcept {
+    return waitUntil(state.waiters, deadline, attempt, [&](bool) { reapIfDue(object, state); });
+}
+
+/// Tries once, and again when a look for dead processes was due.
+template <class State, class Attempt>
+bool tryReaping(SharedObject& object, State& state, Attempt attempt) noexcept {
+    if (attempt())
+        return true;
+    if (!object.isReapDue())
+        return false;
+    reap(object, state);
+    return attempt();
+}
+
+} // namespace qx::platform::shared

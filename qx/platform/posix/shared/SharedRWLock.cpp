@@ -1,0 +1,149 @@
+#include "qx/platform/posix/shared/SharedRWLock.h"
+
+namespace qx::platform {
+
+int32_t SharedRWLock::acquireRead(shared::SharedObject& caller) noexcept {
+    const uint32_t slot = caller.slot();
+    if (enterAsReader(slot))
+        return result::Ok;
+    if (isWriter(caller))
+        return result::Deadlock;
+    beginToWaitAsReader(slot);
+    return waitReaping(caller, *this, nullptr, [&] { return enterAsWaitingReader(slot); });
+}
+
+int32_t SharedRWLock::acquireWrite(shared::SharedObject& caller) noexcept {
+    if (enterAsWriter(caller.caller()))
+        return result::Ok;
+    if (isWriter(caller))
+        return result::Deadlock;
+    return waitUntil(
+        waiters, nullptr, [&] { return enterAsWriterOrClaim(caller); },
+        [&](bool woken) {
+            reapIfDue(caller, *this);
+            if (!woken)
+                dropStaleAdmissions();
+        });
+}
+
+int32_t SharedRWLock::tryAcquireRead(shared::SharedObject& caller) noexcept {
+    const bool entered = tryReaping(caller, *this, [&] { return enterAsReader(caller.slot()); });
+    return entered ? result::Ok : result::Busy;
+}
+
+int32_t SharedRWLock::tryAcquireWrite(shared::SharedObject& caller) noexcept {
+    const bool entered = tryReaping(caller, *this, [&] { return enterAsWriter(caller.caller()); });
+    return entered ? result::Ok : result::Busy;
+}
+
+bool SharedRWLock::isWriter(shared::SharedObject& caller) noexcept {
+    const shared::Locked locked(*this);
+    return m_writer == caller.caller();
+}
+
+bool SharedRWLock::enterAsReader(uint32_t slot) noexcept {
+    const shared::Locked locked(*this);
+    if (m_writer != NoThread || m_claim != 0)
+        return false;
+    ++m_slots[slot].readers;
+    ++m_readers;
+    return true;
+}
+
+void SharedRWLock::beginToWaitAsReader(uint32_t slot) noexcept {
+    const shared::Locked locked(*this);
+    ++m_slots[slot].waitingReaders;
+    ++m_waitingReaders;
+}
+
+bool SharedRWLock::enterAsWaitingReader(uint32_t slot) noexcept {
+    const shared::Locked locked(*this);
+    if (m_writer != NoThread || (m_claim != 0 && m_admitted == 0))
+        return false;
+    if (m_admitted > 0)
+        --m_admitted;
+    --m_slots[slot].waitingReaders;
+    --m_waitingReaders;
+    ++m_slots[slot].readers;
+    ++m_readers;
+    return true;
+}
+
+bool SharedRWLock::enterAsWriter(uint64_t caller) noexcept {
+    const shared::Locked locked(*this);
+    if (!canWrite())
+        return false;
+    m_writer = caller;
+    return true;
+}
+
+bool SharedRWLock::enterAsWriterOrClaim(shared::SharedObject& caller) noexcept {
+    const shared::Locked locked(*this);
+    if (!canWrite()) {
+        // Writers of other slots that wait put theirs when they are next awake.
+        if (m_claim == 0)
+            m_claim = caller.slot() + 1;
+        return false;
+    }
+    m_writer = caller.caller();
+    m_claim = 0;
+    return true;
+}
+
+void SharedRWLock::dropStaleAdmissions() noexcept {
+    const shared::Locked locked(*this);
+    // Admitted readers had a whole slice to come in: they are dead or stopped.
+    if (m_writer == NoThread && m_readers == 0)
+        m_admitted = 0;
+}
+
+int32_t SharedRWLock::releaseRead(shared::SharedObject& caller) noexcept {
+    {
+        const shared::Locked locked(*this);
+        if (m_slots[caller.slot()].readers == 0)
+            return result::NotOwner;
+        --m_slots[caller.slot()].readers;
+        if (--m_readers > 0)
+            return result::Ok;
+    }
+    waiters.wakeAll();
+    return result::Ok;
+}
+
+int32_t SharedRWLock::releaseWrite(shared::SharedObject& caller) noexcept {
+    {
+        const shared::Locked locked(*this);
+        if (m_writer != caller.caller())
+            return result::NotOwner;
+        m_writer = NoThread;
+        m_admitted = m_waitingReaders;
+    }
+    waiters.wakeAll();
+    return result::Ok;
+}
+
+bool SharedRWLock::isInUse(uint32_t slot) const noexcept {
+    return m_slots[slot].readers != 0 || m_slots[slot].waitingReaders != 0 || m_claim == slot + 1 ||
+           shared::SharedObject::slotOf(m_writer) == slot + 1;
+}
+
+void SharedRWLock::giveBack(uint32_t slot) noexcept {
+    if (shared::SharedObject::slotOf(m_writer) == slot + 1)
+        m_writer = NoThread;
+    m_slots[slot] = {};
+    repair();
+}
+
+void SharedRWLock::repair() noexcept {
+    m_readers = 0;
+    m_waitingReaders = 0;
+    for (const Slot& slot : m_slots) {
+        m_readers += slot.readers;
+        m_waitingReaders += slot.waitingReaders;
+    }
+    // Both only order who goes first, and are put again by those who wait.
+    m_claim = 0;
+    m_admitted = 0;
+}
+
+} // namespace qx::platform

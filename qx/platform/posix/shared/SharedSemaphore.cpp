@@ -1,0 +1,95 @@
+#include "qx/platform/posix/shared/SharedSemaphore.h"
+
+namespace qx::platform {
+
+int32_t SharedSemaphore::post(shared::SharedObject& caller) noexcept {
+    const int32_t r = m_isGuard ? postUnit(caller.slot()) : postSignal();
+    if (r >= 0)
+        waiters.wakeOne();
+    return r;
+}
+
+int32_t SharedSemaphore::wait(shared::SharedObject& caller) noexcept {
+    if (!m_isGuard) {
+        const auto take = [this] { return takeSignal(); };
+        return take() ? result::Ok : waitUntil(waiters, nullptr, take, [](bool) {});
+    }
+    const auto take = [&] { return takeUnit(caller.slot()); };
+    return take() ? result::Ok : waitReaping(caller, *this, nullptr, take);
+}
+
+int32_t SharedSemaphore::tryWait(shared::SharedObject& caller) noexcept {
+    const bool taken = m_isGuard
+                           ? tryReaping(caller, *this, [&] { return takeUnit(caller.slot()); })
+                           : takeSignal();
+    return taken ? result::Ok : result::Busy;
+}
+
+int32_t SharedSemaphore::getValue(shared::SharedObject& caller, int32_t* value) noexcept {
+    if (value == nullptr)
+        return result::NullPointer;
+    if (m_isGuard)
+        reapIfDue(caller, *this);
+    *value = m_count.load();
+    return result::Ok;
+}
+
+bool SharedSemaphore::tryLeave(shared::SharedObject& caller) noexcept {
+    return !m_isGuard || tryGiveBackOwn(caller, *this);
+}
+
+bool SharedSemaphore::takeSignal() noexcept {
+    int32_t current = m_count.load();
+    while (current > 0) {
+        if (m_count.compare_exchange_weak(current, current - 1))
+            return true;
+    }
+    return false;
+}
+
+int32_t SharedSemaphore::postSignal() noexcept {
+    int32_t current = m_count.load();
+    do {
+        if (current == HighestCount)
+            return result::Overflow;
+    } while (!m_count.compare_exchange_weak(current, current + 1));
+    return result::Ok;
+}
+
+bool SharedSemaphore::takeUnit(uint32_t slot) noexcept {
+    const shared::Locked locked(*this);
+    const int32_t current = m_count.load(std::memory_order_relaxed);
+    if (current == 0)
+        return false;
+    ++m_held[slot];
+    m_count.store(current - 1, std::memory_order_relaxed);
+    return true;
+}
+
+int32_t SharedSemaphore::postUnit(uint32_t slot) noexcept {
+    const shared::Locked locked(*this);
+    const int32_t current = m_count.load(std::memory_order_relaxed);
+    if (m_held[slot] != 0)
+        --m_held[slot];
+    else if (m_units < HighestCount)
+        ++m_units;
+    else
+        return result::Overflow;
+    m_count.store(current + 1, std::memory_order_relaxed);
+    return result::Ok;
+}
+
+void SharedSemaphore::giveBack(uint32_t slot) noexcept {
+    const auto returned = static_cast<int32_t>(m_held[slot]);
+    m_held[slot] = 0;
+    m_count.fetch_add(returned);
+}
+
+void SharedSemaphore::repair() noexcept {
+    int32_t free = m_units;
+    for (const uint32_t unitsOfSlot : m_held)
+        free -= static_cast<int32_t>(unitsOfSlot);
+    m_count.store(free);
+}
+
+} // namespace qx::platform

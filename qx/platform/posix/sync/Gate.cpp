@@ -1,0 +1,121 @@
+#include "qx/platform/posix/shared/WaitWord.h"
+#include "qx/platform/posix/sync/synchandle.h"
+
+namespace qx::platform {
+
+namespace {
+
+/// The state counts closings, so that a waiter which only runs after the gate has been opened and
+/// closed again still sees that it was open. It is all in one word, which no death can leave
+/// half-way: the same gate serves one process and several, but for how they sleep on the word.
+template <FutexScope Scope>
+class Gate {
+public:
+    int32_t open() noexcept {
+        const uint32_t* word = futexWord(m_state);
+        uint32_t state = m_state.load(std::memory_order_relaxed);
+        // An open gate is written again: what this thread did before must reach later waiters.
+        while (!m_state.compare_exchange_weak(state, (state & ~Waiters) | Open,
+                                              std::memory_order_release,
+                                              std::memory_order_relaxed)) {
+        }
+        if ((state & Waiters) != 0)
+            futexWake(word, WakeAll, Scope);
+        return result::Ok;
+    }
+
+    int32_t close() noexcept {
+        uint32_t state = m_state.load(std::memory_order_relaxed);
+        while ((state & Open) != 0) {
+            if (m_state.compare_exchange_weak(state, (state & ~Open) + OneClosing,
+                                              std::memory_order_relaxed))
+                break;
+        }
+        return result::Ok;
+    }
+
+    int32_t wait() noexcept { return tryWait() == result::Ok ? result::Ok : waitUntil(nullptr); }
+
+    int32_t tryWait() noexcept {
+        return (m_state.load(std::memory_order_acquire) & Open) != 0 ? result::Ok : result::Busy;
+    }
+
+    int32_t timedWait(uint32_t milliseconds) noexcept {
+        if (tryWait() == result::Ok)
+            return result::Ok;
+        if (milliseconds == 0)
+            return result::TimedOut;
+        const Deadline deadline = Deadline::after(milliseconds);
+        return waitUntil(&deadline);
+    }
+
+private:
+    static constexpr uint32_t Open = 1;
+    static constexpr uint32_t Waiters = 2; // somebody may sleep
+    static constexpr uint32_t OneClosing = 4;
+
+    int32_t waitUntil(const Deadline* deadline) noexcept;
+    bool sleep(uint32_t state, const Deadline* deadline) noexcept {
+        if constexpr (Scope == FutexScope::Machine)
+            return shared::sleepForASlice(futexWord(m_state), state, deadline);
+        else
+            return futexWait(futexWord(m_state), state, deadline);
+    }
+
+    std::atomic<uint32_t> m_state{0};
+};
+
+template <FutexScope Scope>
+int32_t Gate<Scope>::waitUntil(const Deadline* deadline) noexcept {
+    uint32_t state = m_state.load(std::memory_order_acquire);
+    const uint32_t closings = state / OneClosing;
+    bool inTime = true;
+    while ((state & Open) == 0 && state / OneClosing == closings) {
+        if (!inTime)
+            return result::TimedOut;
+        if ((state & Waiters) == 0 &&
+            !m_state.compare_exchange_weak(state, state | Waiters, std::memory_order_acquire))
+            continue;
+        inTime = sleep(state | Waiters, deadline);
+        state = m_state.load(std::memory_order_acquire);
+    }
+    return result::Ok;
+}
+
+using LocalGate = Gate<FutexScope::Process>;
+using SharedGate = Gate<FutexScope::Machine>;
+
+} // namespace
+
+template <>
+constexpr shared::Kind shared::KindOf<SharedGate> = Kind::Gate;
+
+} // namespace qx::platform
+
+using namespace qx::platform;
+
+int32_t QXGateCreate(const char* name, uint32_t flags, QXHandle* handle) {
+    return createSync<LocalGate, SharedGate>(name, flags, handle);
+}
+
+int32_t QXGateDestroy(QXHandle handle) { return destroySync<LocalGate, SharedGate>(handle); }
+
+int32_t QXGateOpen(QXHandle handle) {
+    return callSync<&LocalGate::open, &SharedGate::open>(handle);
+}
+
+int32_t QXGateClose(QXHandle handle) {
+    return callSync<&LocalGate::close, &SharedGate::close>(handle);
+}
+
+int32_t QXGateWait(QXHandle handle) {
+    return callSync<&LocalGate::wait, &SharedGate::wait>(handle);
+}
+
+int32_t QXGateTryWait(QXHandle handle) {
+    return callSync<&LocalGate::tryWait, &SharedGate::tryWait>(handle);
+}
+
+int32_t QXGateTimedWait(QXHandle handle, uint32_t milliseconds) {
+    return callSync<&LocalGate::timedWait, &SharedGate::timedWait>(handle, milliseconds);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/sync/futex.h"
+
+namespace qx::platform {
+
+/// Where the waiters of an event or a semaphore sleep: each takes one of the grants that are given
+/// for them. Count and number of waiters share one word, so that a grant knows whether to wake
+/// without touching the object again: the thread it lets go may destroy it.
+class Grants {
+public:
+    QX_CONTENDED void grant() noexcept;
+
+    /// Takes a grant; TimedOut when there is none before @p deadline (null: waits for ever).
+    QX_CONTENDED int32_t wait(const Deadline* deadline = nullptr) noexcept;
+
+private:
+    static constexpr uint64_t OneWaiter = uint64_t{1} << 32;
+
+    bool tryTake() noexcept;
+
+    std::atomic<uint64_t> m_state{0}; // grants in the low half, waiters in the high half
+};
+
+} // namespace qx::platform

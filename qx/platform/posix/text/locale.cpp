@@ -1,0 +1,225 @@
+#include <qx/platform/text.h>
+
+#include <atomic>
+#include <cerrno>
+#include <clocale>
+#include <cstring>
+#include <iconv.h>
+#include <langinfo.h>
+#include <string_view>
+
+#include <qx/platform/detail/CodecCheck.h>
+#include <qx/platform/detail/Utf8.h>
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/CLibraryCall.h"
+#include "qx/platform/posix/error.h"
+
+using namespace qx;
+
+namespace {
+
+constexpr char Utf8[] = "UTF-8";
+constexpr int32_t NameUnits = 40; // longer than the name of any code set
+
+/// Widens an ASCII name into a buffer of @p capacity units, terminated.
+int32_t copyName(std::string_view name, char16_t* buffer, int32_t capacity) {
+    if (buffer == nullptr)
+        return result::NullPointer;
+    if (capacity < 1)
+        return result::BufferTooSmall;
+    buffer[0] = 0;
+    if (name.size() >= static_cast<size_t>(capacity))
+        return result::BufferTooSmall;
+    for (const char c : name)
+        *buffer++ = static_cast<unsigned char>(c);
+    *buffer = 0;
+    return result::Ok;
+}
+
+/// Whether there is a codec for the code set of the locale. The answer for a code set stays the
+/// same as long as no other is asked about, so that names mean the same while a program runs.
+///
+/// One word, so that it is read and replaced as a whole: a hash of the name, and the answer in the
+/// lowest bit.
+class CodecAnswer {
+public:
+    void setCheck(platform::CodecCheck check) noexcept { m_check = check; }
+
+    bool find(const char* codeSet) noexcept {
+        const uint64_t asked = hash(codeSet) << 1;
+        const uint64_t known = m_known.load(std::memory_order_relaxed);
+        if ((known & ~uint64_t{1}) == asked)
+            return (known & 1) != 0;
+        const int32_t result = ask(codeSet);
+        const bool has = result != result::UnknownEncoding && result != result::Busy;
+        if (result == result::Ok || result == result::UnknownEncoding)
+            m_known.store(asked | (has ? 1 : 0), std::memory_order_relaxed);
+        return has;
+    }
+
+private:
+    static uint64_t hash(std::string_view name) noexcept {
+        uint64_t value = 0xCBF29CE484222325u;
+        for (const char c : name)
+            value = (value ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+        return value;
+    }
+
+    int32_t ask(const char* codeSet) noexcept {
+        // Looking for the codec may load a module, whose path is a name, too, and whose own texts
+        // may be in the default encoding: that is UTF-8 as long as it is not known.
+        static constinit thread_local bool t_isAsking = false;
+        const platform::CodecCheck check = m_check;
+        if (check == nullptr)
+            return result::NotAvailable;
+        if (t_isAsking)
+            return result::Busy;
+        char16_t name[NameUnits];
+        if (copyName(codeSet, name, NameUnits) < 0)
+            return result::UnknownEncoding;
+        t_isAsking = true;
+        const int32_t result = check(name);
+        t_isAsking = false;
+        return result;
+    }
+
+    std::atomic<platform::CodecCheck> m_check{nullptr};
+    std::atomic<uint64_t> m_known{0};
+};
+
+constinit CodecAnswer s_codecs;
+
+/// True for the code set of the C and POSIX locales. They are those of programs whose user has
+/// chosen none, and all that they can express is the same in UTF-8.
+bool isAscii(const char* codeSet) noexcept {
+    return std::strcmp(codeSet, "ANSI_X3.4-1968") == 0 || std::strcmp(codeSet, "US-ASCII") == 0;
+}
+
+/// Name of the default encoding.
+const char* defaultEncoding() noexcept {
+    const char* const codeSet = ::nl_langinfo(CODESET);
+    if (std::strcmp(codeSet, Utf8) == 0 || isAscii(codeSet) || !s_codecs.find(codeSet))
+        return Utf8;
+    return codeSet;
+}
+
+/// Bytes into a buffer that keeps room for the terminating 0.
+class ByteSink {
+public:
+    ByteSink(char* buffer, int32_t capacity)
+        : m_at(buffer), m_left(static_cast<size_t>(capacity) - 1) {}
+    ~ByteSink() { *m_at = 0; }
+    ByteSink(const ByteSink&) = delete;
+    ByteSink& operator=(const ByteSink&) = delete;
+
+    /// All of @p bytes, or none: false when they do not fit.
+    bool put(std::string_view bytes) {
+        if (bytes.size() > m_left)
+            return false;
+        std::memcpy(m_at, bytes.data(), bytes.size());
+        m_at += bytes.size();
+        m_left -= bytes.size();
+        return true;
+    }
+
+    char*& position() { return m_at; }
+    size_t& left() { return m_left; }
+
+private:
+    char* m_at;
+    size_t m_left;
+};
+
+bool isSurrogate(char16_t unit) { return (unit & 0xF800) == 0xD800; }
+
+bool isPair(std::u16string_view text) {
+    return text.size() > 1 && (text[0] & 0xFC00) == 0xD800 && (text[1] & 0xFC00) == 0xDC00;
+}
+
+int32_t toUtf8(std::u16string_view text, ByteSink& sink) {
+    while (!text.empty()) {
+        char32_t point = text[0];
+        size_t units = 1;
+        if (isPair(text)) {
+            point = 0x10000 + ((point & 0x3FF) << 10) + (text[1] & 0x3FFu);
+            units = 2;
+        } else if (isSurrogate(text[0])) {
+            return result::UnmappableCharacter;
+        }
+        uint8_t bytes[4];
+        const auto* const end = platform::writeUtf8(point, bytes);
+        if (!sink.put({reinterpret_cast<const char*>(bytes), static_cast<size_t>(end - bytes)}))
+            return result::BufferTooSmall;
+        text.remove_prefix(units);
+    }
+    return result::Ok;
+}
+
+int32_t toLatin1(std::u16string_view text, ByteSink& sink) {
+    for (const char16_t unit : text) {
+        if (unit > 0xFF)
+            return result::UnmappableCharacter;
+        const char byte = static_cast<char>(unit);
+        if (!sink.put({&byte, 1}))
+            return result::BufferTooSmall;
+    }
+    return result::Ok;
+}
+
+/// For every other code set of a locale: through the system's converter.
+int32_t toCodeSet(std::u16string_view text, const char* name, ByteSink& sink) {
+    const iconv_t converter =
+        platform::callCLibrary([&] { return ::iconv_open(name, "UTF-16LE"); });
+    if (converter == reinterpret_cast<iconv_t>(-1))
+        return errno == EINVAL ? result::UnknownEncoding : platform::lastResult();
+    char* input = reinterpret_cast<char*>(const_cast<char16_t*>(text.data()));
+    size_t inputLeft = text.size() * sizeof(char16_t);
+    // A call without input returns a stateful encoding to its initial state.
+    const bool failed = ::iconv(converter, &input, &inputLeft, &sink.position(), &sink.left()) ==
+                            static_cast<size_t>(-1) ||
+                        ::iconv(converter, nullptr, nullptr, &sink.position(), &sink.left()) ==
+                            static_cast<size_t>(-1);
+    const int error = errno;
+    platform::callCLibrary([&] { return ::iconv_close(converter); });
+    if (!failed)
+        return result::Ok;
+    return error == E2BIG ? result::BufferTooSmall : result::UnmappableCharacter;
+}
+
+} // namespace
+
+void platform::setCodecCheck(CodecCheck check) noexcept { s_codecs.setCheck(check); }
+
+int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int32_t capacity) {
+    if (text == nullptr || buffer == nullptr)
+        return result::NullPointer;
+    if (length < -1)
+        return result::InvalidArgument;
+    if (capacity < 1)
+        return result::BufferTooSmall;
+    const std::u16string_view units = length < 0
+                                          ? std::u16string_view(text)
+                                          : std::u16string_view(text, static_cast<size_t>(length));
+    const char* const name = defaultEncoding();
+    ByteSink sink(buffer, capacity);
+    if (std::strcmp(name, Utf8) == 0)
+        return toUtf8(units, sink);
+    if (std::strcmp(name, "ISO-8859-1") == 0)
+        return toLatin1(units, sink);
+    return toCodeSet(units, name, sink);
+}
+
+int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity) {
+    return copyName(defaultEncoding(), buffer, capacity);
+}
+
+int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity) {
+    const char* const current = std::setlocale(LC_MESSAGES, nullptr);
+    std::string_view name = current != nullptr ? current : "C";
+    // language_COUNTRY.codeset@modifier
+    name = name.substr(0, name.find_first_of(".@"));
+    if (name == "C" || name == "POSIX")
+        name = "en_US";
+    return copyName(name, buffer, capacity);
+}

@@ -1,0 +1,135 @@
+#include <qx/platform/time.h>
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+
+#include <qx/platform/result.h>
+
+#include "qx/platform/posix/CLibraryCall.h"
+#include "qx/platform/posix/error.h"
+#include "qx/platform/posix/time/calendar.h"
+
+using namespace qx;
+using namespace qx::platform;
+
+namespace {
+
+constexpr int64_t FirstSecond = daysFromDate(FirstYear, 1, 1) * SecondsPerDay;
+constexpr int64_t EndSecond = daysFromDate(LastYear + 1, 1, 1) * SecondsPerDay;
+
+int32_t setTime(STRUCT_QX_TIME& time, int64_t seconds) noexcept {
+    if (seconds < FirstSecond || seconds >= EndSecond)
+        return result::InvalidArgument;
+    const int64_t sinceStart = seconds - FirstSecond;
+    const auto ofDay = static_cast<int32_t>(sinceStart % SecondsPerDay);
+    setDate(time, sinceStart / SecondsPerDay + FirstSecond / SecondsPerDay);
+    time.hour = static_cast<uint16_t>(ofDay / 3600);
+    time.minute = static_cast<uint16_t>(ofDay / 60 % 60);
+    time.second = static_cast<uint16_t>(ofDay % 60);
+    return result::Ok;
+}
+
+uint16_t milliseconds(const timespec& now) noexcept {
+    return static_cast<uint16_t>(now.tv_nsec / 1'000'000);
+}
+
+/// The last minute for which the system was asked for the local time. It looks that up under a
+/// lock, for tens of times what reading the clock takes, and zones change at full minutes only.
+///
+/// A zone is told apart by what tzset leaves of it, so that a program that changes to another one
+/// gets its time at once.
+///
+/// One word, so that it is read and replaced as a whole: the minute of UTC, plus the hash of the
+/// zone, modulo 2^37, in the upper bits, and the seconds that local time is ahead, plus Bias, in
+/// the lower 27.
+class LocalOffset {
+public:
+    /// Seconds that local time is ahead of UTC in the minute of @p seconds.
+    /// @return false when the system has none, errno tells why
+    bool find(int64_t seconds, int64_t& offset) noexcept {
+        const auto minute = static_cast<uint64_t>((seconds - FirstSecond) / 60);
+        const uint64_t known = m_known.load(std::memory_order_relaxed);
+        // No offset is so far behind that nothing is left of it with Bias: 0 is what is not known.
+        if (known != 0 && (known & ~OffsetMask) == keyOf(minute)) {
+            offset = static_cast<int64_t>(known & OffsetMask) - Bias;
+            return true;
+        }
+        const auto asked = static_cast<time_t>(seconds);
+        tm local;
+        if (callCLibrary([&] { return localtime_r(&asked, &local); }) == nullptr)
+            return false;
+        offset = local.tm_gmtoff;
+        // Zones that count leap seconds divide into other minutes: nothing to keep.
+        if (local.tm_sec == (seconds - FirstSecond) % 60)
+            m_known.store(keyOf(minute) | static_cast<uint64_t>(offset + Bias),
+                          std::memory_order_relaxed);
+        return true;
+    }
+
+private:
+    /// A minute in the zone of the process, in the bits above the offset.
+    static uint64_t keyOf(uint64_t minute) noexcept {
+        // The system replaces the names; the texts of one zone stay where they are.
+        const auto standard =
+            reinterpret_cast<uintptr_t>(__atomic_load_n(&tzname[0], __ATOMIC_RELAXED));
+        const auto summer =
+            reinterpret_cast<uintptr_t>(__atomic_load_n(&tzname[1], __ATOMIC_RELAXED));
+        const auto behind = static_cast<uint64_t>(__atomic_load_n(&timezone, __ATOMIC_RELAXED));
+        const auto hasSummer = static_cast<uint64_t>(__atomic_load_n(&daylight, __ATOMIC_RELAXED));
+        uint64_t zone = (standard ^ behind << 1 ^ hasSummer) * 0x9E3779B97F4A7C15u;
+        zone = (zone ^ summer) * 0xC2B2AE3D27D4EB4Fu;
+        return ((zone >> OffsetBits) + minute) << OffsetBits;
+    }
+
+    static constexpr int OffsetBits = 27;
+    static constexpr uint64_t OffsetMask = (uint64_t{1} << OffsetBits) - 1;
+    static constexpr int64_t Bias = int64_t{1} << (OffsetBits - 1);
+
+    std::atomic<uint64_t> m_known{0};
+};
+
+constinit LocalOffset localOffset;
+
+} // namespace
+
+int32_t QXTimeGetSystem(STRUCT_QX_TIME* time) {
+    if (!time)
+        return result::NullPointer;
+    *time = {};
+    timespec now;
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0)
+        return lastResult();
+    time->millisecond = milliseconds(now);
+    return setTime(*time, now.tv_sec);
+}
+
+int32_t QXTimeGetLocal(STRUCT_QX_TIME* time) {
+    if (!time)
+        return result::NullPointer;
+    *time = {};
+    timespec now;
+    int64_t offset;
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0 || !localOffset.find(now.tv_sec, offset))
+        return lastResult();
+    time->millisecond = milliseconds(now);
+    return setTime(*time, now.tv_sec + offset);
+}
+
+int32_t QXTimeFromPosix(int64_t seconds, STRUCT_QX_TIME* time) {
+    if (!time)
+        return result::NullPointer;
+    *time = {};
+    return setTime(*time, seconds);
+}
+
+int64_t QXTimeGetTicks() {
+#ifdef CLOCK_MONOTONIC_COARSE
+    constexpr clockid_t clock = CLOCK_MONOTONIC_COARSE;
+#else
+    constexpr clockid_t clock = CLOCK_MONOTONIC;
+#endif
+    timespec now{};
+    clock_gettime(clock, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}

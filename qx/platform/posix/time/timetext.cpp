@@ -1,0 +1,262 @@
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <cwchar>
+#include <langinfo.h>
+#include <string>
+#include <string_view>
+
+#include <qx/platform/time.h>
+
+#include "qx/platform/posix/CLibraryCall.h"
+#include "qx/platform/posix/Forks.h"
+#include "qx/platform/posix/time/calendar.h"
+
+using namespace qx::platform;
+
+namespace {
+
+struct LongDateRow {
+    std::string_view languages; ///< names of two letters in a row
+    const wchar_t* pattern;
+};
+
+/// How long dates are written where day, month and year in the order of the short date, with blanks
+/// between them, would not do. The system's locales have no pattern for them.
+// clang-format off
+constexpr LongDateRow LongDates[] = {
+    {"dedanbnonnfics", L"%A, %-d. %B %Y"},
+    {"skhrsletlvbssr", L"%A, %-d. %B %Y"},
+    {"esptglca",       L"%A, %-d de %B de %Y"},
+    {"frsvitnl",       L"%A %-d %B %Y"},
+    {"plruuklt",       L"%A, %-d %B %Y"},
+    {"jazh",           L"%Y\u5e74%-m\u6708%-d\u65e5 %A"},
+    {"ko",             L"%Y\ub144 %-m\uc6d4 %-d\uc77c %A"},
+    {"hu",             L"%Y. %B %-d., %A"},
+    {"tr",             L"%-d %B %Y %A"},
+};
+// clang-format on
+
+/// A pattern of the locale, which comes in the encoding of the locale.
+std::wstring localePattern(nl_item item) {
+    const char* bytes = nl_langinfo(item);
+    std::wstring pattern;
+    std::mbstate_t state{};
+    for (size_t left = std::char_traits<char>::length(bytes); left > 0;) {
+        wchar_t unit;
+        const size_t read = std::mbrtowc(&unit, bytes, left, &state);
+        if (read == 0 || read > left)
+            break;
+        pattern += unit;
+        bytes += read;
+        left -= read;
+    }
+    return pattern;
+}
+
+/// The short date of the locale, with all figures of the year.
+std::wstring shortDatePattern() {
+    std::wstring pattern = localePattern(D_FMT);
+    if (pattern.empty())
+        return L"%Y-%m-%d";
+    if (pattern == L"%D")
+        pattern = L"%m/%d/%y";
+    for (size_t i = 0; (i = pattern.find(L"%y", i)) != pattern.npos; i += 2)
+        pattern[i + 1] = L'Y';
+    return pattern;
+}
+
+/// Name of the locale for times that the calling thread uses.
+std::string_view localeName() { return nl_langinfo(NL_LOCALE_NAME(LC_TIME)); }
+
+std::wstring longDatePattern() {
+    const std::string_view name = localeName();
+    const std::string_view language = name.substr(0, name.find_first_of("_.@"));
+    for (const auto& row : LongDates) {
+        const size_t found = language.size() == 2 ? row.languages.find(language) : language.npos;
+        if (found != row.languages.npos && found % 2 == 0)
+            return row.pattern;
+    }
+    // The first field of the short date tells the order.
+    const std::wstring shortDate = shortDatePattern();
+    const size_t first = shortDate.find(L'%');
+    const wchar_t* const field = first == shortDate.npos ? L"" : shortDate.c_str() + first + 1;
+    switch (field[field[0] == L'-' || field[0] == L'O' || field[0] == L'E']) {
+    case L'd':
+    case L'e':
+        return L"%A, %-d %B %Y";
+    case L'Y':
+        return language == "en" ? L"%A, %B %-d, %Y" : L"%Y %B %-d, %A";
+    default:
+        return L"%A, %B %-d, %Y";
+    }
+}
+
+bool exists(const STRUCT_QX_TIME& time) {
+    return time.year >= FirstYear && time.year <= LastYear && time.month >= 1 && time.month <= 12 &&
+           time.day >= 1 && time.day <= daysInMonth(time.year, time.month) && time.hour < 24 &&
+           time.minute < 60 && time.second < 60 && time.millisecond < 1000;
+}
+
+tm brokenDown(const STRUCT_QX_TIME& time) {
+    const int64_t days = daysFromDate(time.year, time.month, time.day);
+    tm result{};
+    result.tm_year = time.year - 1900;
+    result.tm_mon = time.month - 1;
+    result.tm_mday = time.day;
+    result.tm_hour = time.hour;
+    result.tm_min = time.minute;
+    result.tm_sec = time.second;
+    result.tm_wday = dayOfWeek(days);
+    result.tm_yday = static_cast<int>(days - daysFromDate(time.year, 1, 1));
+    return result;
+}
+
+/// Number of units written with the 0 unit; 0 with errno when they are too many.
+int32_t copyAsUnits(std::wstring_view source, char16_t* text, int32_t capacity) {
+    int32_t length = 0;
+    const auto put = [&](uint32_t unit) {
+        if (length < capacity)
+            text[length] = static_cast<char16_t>(unit);
+        ++length;
+    };
+    for (const wchar_t character : source) {
+        const auto point = static_cast<uint32_t>(character);
+        if (point < 0x10000) {
+            put(point);
+        } else {
+            put(0xD800 + ((point - 0x10000) >> 10));
+            put(0xDC00 + (point & 0x3FF));
+        }
+    }
+    put(0);
+    if (length <= capacity)
+        return length;
+    errno = ENAMETOOLONG;
+    return 0;
+}
+
+int32_t write(const STRUCT_QX_TIME* time, const std::wstring& pattern, char16_t* text,
+              int32_t capacity) {
+    const tm fields = brokenDown(*time);
+    wchar_t formatted[QX_TIME_TEXT_UNITS];
+    const size_t length = callCLibrary(
+        [&] { return std::wcsftime(formatted, std::size(formatted), pattern.c_str(), &fields); });
+    if (length == 0) {
+        errno = ENAMETOOLONG;
+        return 0;
+    }
+    return copyAsUnits({formatted, length}, text, capacity);
+}
+
+/// What a text depends on, beside its kind.
+struct TextKey {
+    std::array<uint16_t, 6> time;
+    std::string_view locale, codeSet;
+
+    explicit TextKey(const STRUCT_QX_TIME& of)
+        : time{of.year, of.month, of.day, of.hour, of.minute, of.second}, locale(localeName()),
+          codeSet(nl_langinfo(CODESET)) {}
+};
+
+/// The last text of its kind. Who writes a log asks for the same second again and again, and the C
+/// library takes half a microsecond for it. Whoever finds another thread here does without.
+class LastText {
+public:
+    /// The number of its units, or 0 when it is another one or too long.
+    int32_t copy(const TextKey& key, char16_t* text, int32_t capacity) noexcept {
+        if (m_isInUse.exchange(true, std::memory_order_acquire))
+            return 0;
+        const bool isFound = m_units > 0 && m_units <= capacity && isFor(key);
+        const int32_t units = isFound ? m_units : 0;
+        std::copy_n(m_text, units, text);
+        m_isInUse.store(false, std::memory_order_release);
+        return units;
+    }
+
+    void keep(const TextKey& key, const char16_t* text, int32_t units) noexcept {
+        if (units > MostUnits || key.locale.size() > MostName || key.codeSet.size() > MostName ||
+            m_isInUse.exchange(true, std::memory_order_acquire))
+            return;
+        m_time = key.time;
+        m_localeLength = key.locale.copy(m_locale, MostName);
+        m_codeSetLength = key.codeSet.copy(m_codeSet, MostName);
+        std::copy_n(text, units, m_text);
+        m_units = units;
+        m_isInUse.store(false, std::memory_order_release);
+    }
+
+    /// For a child of which another thread of the parent was here.
+    void forget() noexcept {
+        m_units = 0;
+        m_isInUse.store(false, std::memory_order_release);
+    }
+
+private:
+    static constexpr int32_t MostUnits = 64;
+    static constexpr size_t MostName = 32;
+
+    bool isFor(const TextKey& key) const noexcept {
+        return m_time == key.time && std::string_view(m_locale, m_localeLength) == key.locale &&
+               std::string_view(m_codeSet, m_codeSetLength) == key.codeSet;
+    }
+
+    std::atomic<bool> m_isInUse{false};
+    int32_t m_units = 0;
+    std::array<uint16_t, 6> m_time{};
+    char m_locale[MostName] = {};
+    char m_codeSet[MostName] = {};
+    size_t m_localeLength = 0;
+    size_t m_codeSetLength = 0;
+    char16_t m_text[MostUnits] = {};
+};
+
+constinit LastText lastShortDate, lastLongDate, lastTime;
+
+/// Writes @p time by the pattern that @p makePattern returns.
+template <class MakePattern>
+int32_t getText(const STRUCT_QX_TIME* time, MakePattern&& makePattern, LastText& last,
+                char16_t* text, int32_t capacity) {
+    if (text && capacity > 0)
+        text[0] = 0;
+    if (!time || !text || capacity < 1 || !exists(*time)) {
+        errno = EINVAL;
+        return 0;
+    }
+    const TextKey key(*time);
+    if (const int32_t units = last.copy(key, text, capacity))
+        return units;
+    try {
+        const int32_t units = write(time, makePattern(), text, capacity);
+        last.keep(key, text, units);
+        return units;
+    } catch (...) {
+        errno = ENOMEM;
+        return 0;
+    }
+}
+
+/// The time of day of the locale, which is in halves of a day where it has names for them.
+std::wstring timePattern() {
+    std::wstring pattern = localePattern(T_FMT);
+    return pattern.empty() ? L"%H:%M:%S" : pattern;
+}
+
+} // namespace
+
+constexpr ForkSteps qx::platform::TimeTextForkSteps{.inChild = [](void*) noexcept {
+    for (LastText* const last : {&lastShortDate, &lastLongDate, &lastTime})
+        last->forget();
+}};
+
+int32_t QXTimeGetDateText(const STRUCT_QX_TIME* time, int32_t isLong, char16_t* text,
+                          int32_t capacity) {
+    return isLong ? getText(time, longDatePattern, lastLongDate, text, capacity)
+                  : getText(time, shortDatePattern, lastShortDate, text, capacity);
+}
+
+int32_t QXTimeGetTimeText(const STRUCT_QX_TIME* time, char16_t* text, int32_t capacity) {
+    return getText(time, timePattern, lastTime, text, capacity);
+}

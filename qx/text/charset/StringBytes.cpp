@@ -1,0 +1,171 @@
+// Text of a String to and from bytes.
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/UnitSearch.h>
+#include <qx/text/charset/ByteToCharConverter.h>
+#include <qx/text/charset/CharToByteConverter.h>
+#include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/UTF8.h>
+#include <qx/text/charset/detail/AnsiBytes.h>
+#include <qx/text/charset/detail/Decode.h>
+#include <qx/text/charset/detail/EncoderStop.h>
+#include <qx/text/charset/detail/Kernels.h>
+#include <qx/util/buffer/detail/BufferHold.h>
+
+namespace qx {
+
+namespace {
+
+using detail::checkedSize;
+using text::charset::ByteToCharConverter;
+using text::charset::CharToByteConverter;
+
+constexpr char16_t asciiUpper(char16_t unit) {
+    return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - u'a' + u'A') : unit;
+}
+
+/// Where decoded units go: the end of the text of a storage.
+class DecodeTarget {
+public:
+    explicit DecodeTarget(TextStorage& storage) : m_storage(storage) {}
+    int32_t length() const { return m_storage.length(); }
+    char16_t* prepare(int32_t capacity) {
+        return m_storage.prepare(checkedSize(int64_t{capacity} + 1), length());
+    }
+    void commit(int32_t length) { m_storage.commit(length); }
+
+private:
+    TextStorage& m_storage;
+};
+
+/// Converts all of @p text and what the encoder holds at its end.
+/// @return count of bytes; all of the text was converted unless the bytes are full
+int32_t encode(CharToByteConverter& encoder, std::u16string_view text, signed char* bytes,
+               int32_t capacity) {
+    const int32_t length = detail::lengthOf(text);
+    int32_t read = 0;
+    int32_t written = 0;
+    encoder.convert(text.data(), &read, length, bytes, &written, capacity);
+    if (read < length) {
+        if (text::charset::detail::waitsForInput(encoder, text.data(), read, length))
+            text::charset::PendingSurrogate::throwUnpaired();
+        throwResult(result::BufferTooSmall);
+    }
+    encoder.flush(bytes, &written, capacity);
+    return written;
+}
+
+/// Writes the bytes of @p text and @p terminator 0 bytes into @p buffer.
+void encodeInto(IQXByteBuffer& buffer, std::u16string_view text, const char16_t* encoding,
+                int32_t terminator) {
+    const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+    const int32_t capacity =
+        detail::scaledSize(detail::lengthOf(text), encoder->getMaxBytesPerChar(), 1);
+    util::detail::WriteHold hold(buffer, capacity);
+    const int32_t written = encode(*encoder, text, hold.units(), capacity);
+    if (terminator > 0)
+        hold.units()[written] = 0;
+    hold.finish(written + terminator);
+}
+
+} // namespace
+
+bool String::AnsiBytes::isIn(const char16_t* encoding) const noexcept {
+    if (!encoding || !m_encoding)
+        return !encoding && !m_encoding;
+    return std::ranges::equal(*m_encoding, std::u16string_view(encoding), {}, asciiUpper,
+                              asciiUpper);
+}
+
+void String::releaseBytes() const noexcept { std::exchange(m_bytes, nullptr)->Release(); }
+
+String::String(const signed char* bytes, int32_t byteLength, const char16_t* encoding,
+               int32_t capacity) {
+    setTo(bytes, byteLength, encoding, capacity);
+}
+
+String& String::setTo(const signed char* bytes, int32_t byteLength, const char16_t* encoding,
+                      int32_t capacity) {
+    byteLength = detail::byteLength(bytes, byteLength);
+    TextStorage text;
+    if (byteLength > 0 || capacity > 0) {
+        const Reference<ByteToCharConverter> decoder = ByteToCharConverter::getConverter(encoding);
+        text.prepare(std::max(capacity, 1), 0);
+        text.commit(0);
+        detail::decode(*decoder, bytes, byteLength, DecodeTarget(text));
+    }
+    m_storage.swap(text);
+    dropBytes();
+    return *this;
+}
+
+String String::fromUtf8(std::string_view text) {
+    text::charset::BTCUTF8 decoder;
+    decoder.setStrict(true);
+    const int32_t length = checkedSize(std::ssize(text));
+    TextStorage decoded;
+    const int32_t read = detail::decode(decoder, reinterpret_cast<const signed char*>(text.data()),
+                                        length, DecodeTarget(decoded));
+    String result(std::move(decoded));
+    if (read < length)
+        result.append(text::charset::ReplacementCharacter);
+    return result;
+}
+
+std::string String::toUtf8() const {
+    const auto& kernels = text::charset::detail::kernels();
+    std::u16string_view rest = view();
+    std::string bytes(rest.size() * 3, '\0');
+    auto* const out = reinterpret_cast<uint8_t*>(bytes.data());
+    size_t written = 0;
+    for (;;) {
+        const auto done =
+            kernels.utf16ToUtf8(rest.data(), rest.size(), out + written, bytes.size() - written);
+        written += done.written;
+        rest.remove_prefix(done.read);
+        if (rest.empty())
+            break;
+        // Half a surrogate pair.
+        for (const char byte : std::string_view("\xEF\xBF\xBD"))
+            bytes[written++] = byte;
+        rest.remove_prefix(1);
+    }
+    bytes.resize(written);
+    return bytes;
+}
+
+const signed char* String::getBytes(const char16_t* encoding) const {
+    if (!m_bytes || !m_bytes->isIn(encoding)) {
+        auto bytes = makeReference<AnsiBytes>(encoding);
+        encodeInto(*bytes, view(), encoding, 1);
+        dropBytes();
+        m_bytes = bytes.detach();
+    }
+    return m_bytes->getData();
+}
+
+int32_t String::getBytes(signed char* bytes, int32_t size, const char16_t* encoding) const {
+    const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+    return encode(*encoder, view(), bytes, size);
+}
+
+void String::getBytes(IQXByteBuffer* buffer, const char16_t* encoding) const {
+    if (!buffer)
+        throwResult(result::NullPointer, u"buffer");
+    encodeInto(*buffer, view(), encoding, 0);
+}
+
+std::ostream& operator<<(std::ostream& out, const String& text) { return out << text.toUtf8(); }
+
+std::ostream& operator<<(std::ostream& out, TextView text) {
+    return out << String(std::u16string_view(text));
+}
+
+} // namespace qx

@@ -1,0 +1,290 @@
+#include <qx/util/config/IniFile.h>
+
+#include <algorithm>
+#include <functional>
+#include <utility>
+
+#include <qx/core/Result.h>
+#include <qx/platform/text.h>
+
+#include "qx/ipc/detail/Turn.h"
+#include "qx/util/config/detail/IniReader.h"
+#include "qx/util/config/detail/IniSets.h"
+#include "qx/util/config/detail/IniWriter.h"
+#include "qx/util/config/detail/WholeFile.h"
+
+namespace qx::util {
+
+namespace {
+
+std::string pathOf(const String& name) {
+    const size_t capacity = static_cast<size_t>(name.getLength()) * 4 + 1;
+    std::string path(capacity, '\0');
+    if (QXUnicodeToAnsi(name.getData(), name.getLength(), path.data(),
+                        static_cast<int32_t>(capacity)) < 0)
+        return {};
+    path.resize(path.find('\0'));
+    return path;
+}
+
+/// @p isSettled tells whether what came cannot be told from a later state.
+int32_t readFile(const char* path, std::string& bytes, QXFileState& state, bool& isSettled) {
+    constexpr int64_t LargestFile = int64_t{1} << 30;
+    bool isStable = false;
+    const int32_t result = detail::readWholeFile(path, LargestFile, bytes, state, isStable);
+    if (result >= 0)
+        isSettled = isStable && QXFileIsStateSettled(&state) != 0;
+    return result;
+}
+
+} // namespace
+
+IniFile::IniFile(const char16_t* fileName, const char* semaphoreName, int16_t throwOnError)
+    : m_fileName(fileName), m_path(pathOf(m_fileName)),
+      m_sets(std::make_shared<detail::IniSets>()) {
+    if (semaphoreName)
+        m_lock = new ipc::Semaphore(semaphoreName, 1);
+    const ipc::detail::Turn turn(m_lock.get());
+    if (load() < 0 && throwOnError)
+        throw IniFileException(IniFileException::FILE_NOT_READ, m_fileName);
+}
+
+IniFile::IniFile(const IniFile& other)
+    : Object(), m_lock(other.m_lock), m_fileName(other.m_fileName), m_path(other.m_path),
+      m_sets(std::make_shared<detail::IniSets>(*other.m_sets)), m_state(other.m_state),
+      m_hash(other.m_hash), m_isSettled(other.m_isSettled), m_readResult(other.m_readResult),
+      m_writeResult(other.getWriteResult()) {}
+
+IniFile& IniFile::operator=(const IniFile& other) {
+    if (this == &other)
+        return *this;
+    auto sets = std::make_shared<detail::IniSets>(*other.m_sets);
+    m_path = other.m_path;
+    m_fileName = other.m_fileName;
+    m_lock = other.m_lock;
+    m_sets = std::move(sets);
+    m_isViewed = false;
+    m_state = other.m_state;
+    m_hash = other.m_hash;
+    m_isSettled = other.m_isSettled;
+    m_readResult = other.m_readResult;
+    m_writeResult = other.getWriteResult();
+    return *this;
+}
+
+IniFile::~IniFile() = default;
+
+/// Runs an operation under the lock, on the present state of the file.
+template <class Body>
+auto IniFile::inTurn(Body&& body) {
+    const ipc::detail::Turn turn(m_lock.get());
+    checkAndUpdate();
+    return body();
+}
+
+/// An operation that rewrites the file when @p change succeeds.
+template <class Change>
+int32_t IniFile::change(Change&& change) {
+    return resultOf([&] {
+        return inTurn([&] {
+            const int32_t result = change();
+            return result < 0 ? result : WriteToFile();
+        });
+    });
+}
+
+int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t* value,
+                        bool overwrite) {
+    if (!set || !key || !value)
+        return result::NullPointer;
+    if (const int32_t result = detail::checkIniTexts(set, key, value); result < 0)
+        return result;
+    return change([&] {
+        if (!overwrite && KeyExists(set, key))
+            return result::AlreadyExists;
+        if (const int32_t result = detail::checkNewIniTexts(*m_sets, set, key, value); result < 0)
+            return result;
+        detail::IniSets& sets = writableSets();
+        sets.put(sets.makeSet(set), key, value);
+        return result::Ok;
+    });
+}
+
+int32_t IniFile::DeleteKey(const char16_t* set, const char16_t* key) {
+    if (!set || !key)
+        return result::NullPointer;
+    return change([&] {
+        if (!KeyExists(set, key))
+            return result::NotFound;
+        detail::IniSets& sets = writableSets();
+        sets.removeKey(*sets.findSet(set), *sets.findKey(set, key));
+        return result::Ok;
+    });
+}
+
+int32_t IniFile::DeleteSet(const char16_t* set) {
+    if (!set)
+        return result::NullPointer;
+    return change([&] {
+        writableSets().removeSet(set);
+        return result::Ok;
+    });
+}
+
+int32_t IniFile::GetValue(const char16_t* set, const char16_t* key, char16_t* buffer,
+                          uint64_t bufferLength) {
+    if (!set || !key || (!buffer && bufferLength > 0))
+        return result::NullPointer;
+    return resultOf([&] {
+        return inTurn([&] {
+            const detail::IniKey* const found = m_sets->findKey(set, key);
+            if (!found)
+                return result::NotFound;
+            const std::u16string_view value = found->value;
+            const size_t copied =
+                value.copy(buffer, std::min<uint64_t>(bufferLength, value.size()));
+            if (bufferLength <= value.size())
+                return result::BufferTooSmall;
+            buffer[copied] = u'\0';
+            return result::Ok;
+        });
+    });
+}
+
+IniFileView IniFile::view() {
+    return inTurn([this] {
+        if (!m_isViewed)
+            m_sets->sort();
+        m_isViewed = true;
+        return IniFileView(m_sets);
+    });
+}
+
+bool IniFile::KeyExists(const char16_t* set, const char16_t* key) const {
+    return m_sets->findKey(set, key) != nullptr;
+}
+
+bool IniFile::SetExists(const char16_t* set) const { return m_sets->hasSetOrSubset(set); }
+
+std::vector<String> IniFile::ListSets() {
+    if (!m_isViewed)
+        m_sets->sort();
+    return detail::namesOf<String>(m_sets->sets());
+}
+
+std::vector<String> IniFile::ListKeys(const char16_t* set) {
+    detail::IniSet* const found = m_sets->findSet(set);
+    if (!found)
+        return {};
+    if (!m_isViewed)
+        found->keys.sort();
+    return detail::namesOf<String>(found->keys.entries());
+}
+
+/// The names of the direct children of a set, one as often as it has sets below.
+std::vector<String> IniFile::listChildren(const char16_t* set) {
+    const std::u16string prefix = std::u16string(set) + u'\\';
+    std::vector<String> names;
+    for (const detail::IniSet* const each : m_sets->sets()) {
+        if (!each->text.starts_with(prefix))
+            continue;
+        const std::u16string_view rest = each->text.substr(prefix.size());
+        names.emplace_back(rest.substr(0, rest.find(u'\\')));
+    }
+    return names;
+}
+
+std::vector<String> IniFile::keysForIteration(const char16_t* set) {
+    return inTurn([&] {
+        if (!SetExists(set))
+            throw IniFileException(IniFileException::SET_NOT_FOUND, String(set));
+        return ListKeys(set);
+    });
+}
+
+std::vector<String> IniFile::setsForIteration(const char16_t* set) {
+    return inTurn([&] {
+        std::vector<String> names = *set ? listChildren(set) : ListSets();
+        std::ranges::sort(names);
+        names.erase(std::unique(names.begin(), names.end()), names.end());
+        return names;
+    });
+}
+
+/// The sets, to be changed: those that a view has too, or that hold much that was replaced, are
+/// copied first.
+detail::IniSets& IniFile::writableSets() {
+    if (m_isViewed || m_sets->isWasteful())
+        m_sets = std::make_shared<detail::IniSets>(*m_sets);
+    m_isViewed = false;
+    return *m_sets;
+}
+
+/// Reads the file again when it is another one than last time. A file that is gone, or cannot be
+/// looked at or read, leaves what is in memory.
+void IniFile::checkAndUpdate() {
+    QXFileState state;
+    if (const int32_t result = QXFileGetState(m_path.c_str(), &state); result < 0) {
+        m_readResult = result == result::NotFound ? result::Ok : result;
+        return;
+    }
+    if (m_isSettled && QXFileIsSameState(&state, &m_state) != 0)
+        m_readResult = result::Ok;
+    else
+        load();
+}
+
+/// Reads the file, where its state leaves open whether it is the one that was read last; the
+/// result, with which nothing is changed when it is a failure.
+int32_t IniFile::load() {
+    std::string bytes;
+    QXFileState state;
+    bool isSettled = false;
+    const int32_t result = readFile(m_path.c_str(), bytes, state, isSettled);
+    m_readResult = result == result::NotFound ? result::Ok : result;
+    if (result < 0)
+        return result;
+    const size_t hash = std::hash<std::string>()(bytes);
+    // Nobody changed it, so a change that could not be written must not be given up.
+    if (QXFileIsSameState(&state, &m_state) == 0 || hash != m_hash) {
+        auto sets = std::make_shared<detail::IniSets>();
+        detail::IniReader(bytes, *sets).read();
+        m_sets = std::move(sets);
+        m_isViewed = false;
+        m_state = state;
+        m_hash = hash;
+    }
+    m_isSettled = isSettled;
+    return result::Ok;
+}
+
+/// Replaces the file by what is in memory. A file that could not be read is not replaced: what it
+/// holds would be lost. Neither is one by texts that the default encoding has no form for, which
+/// came from a file with a byte order mark; memory then goes back to what the file holds.
+/// @return result::UnmappableCharacter for such texts; else 0, and getWriteResult tells the rest
+int32_t IniFile::WriteToFile() {
+    if (m_readResult < 0) {
+        m_writeResult = m_readResult;
+        return result::Ok;
+    }
+    m_sets->sort();
+    std::string text;
+    const int32_t cut = detail::writeIni(*m_sets, text);
+    if (cut == result::UnmappableCharacter) {
+        m_state = {};
+        load();
+        return cut;
+    }
+    constexpr uint32_t ModeForAll = 0666; // less the umask
+    QXFileState state;
+    const int32_t result = QXFileReplace(m_path.c_str(), text.data(),
+                                         static_cast<int64_t>(text.size()), ModeForAll, &state);
+    if (state.inode != 0) {
+        m_state = state;
+        m_isSettled = true;
+    }
+    m_writeResult = result < 0 ? result : cut;
+    return result::Ok;
+}
+
+} // namespace qx::util

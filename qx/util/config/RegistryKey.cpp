@@ -1,0 +1,251 @@
+#include <qx/util/config/RegistryKey.h>
+
+#include <algorithm>
+#include <string>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+
+#include "qx/util/config/detail/RegistryText.h"
+#include "qx/util/config/detail/RegistryWalk.h"
+
+template class qx::collections::ConstIterator<qx::util::RegistryKey>;
+
+namespace qx::util {
+
+namespace {
+
+struct RootName {
+    std::u16string_view name;
+    ENUM_QX_HKEY root;
+};
+
+// The first row of each root is the name that is printed, in the order of the roots.
+constexpr RootName RootNames[] = {
+    {u"QX_HKEY_CLASSES_32", QX_HKEY_CLASSES_32},
+    {u"QX_HKEY_CONFIG_32", QX_HKEY_CONFIG_32},
+    {u"QX_HKEY_USER", QX_HKEY_USER},
+    {u"QX_HKEY_CLASSES_64", QX_HKEY_CLASSES_64},
+    {u"QX_HKEY_CONFIG_64", QX_HKEY_CONFIG_64},
+    {u"QX_HKEY_CLASSES_CROSS", QX_HKEY_CLASSES_CROSS},
+    {u"QX_HKEY_CONFIG_CROSS", QX_HKEY_CONFIG_CROSS},
+    {u"QX_HKEY_CLASSES", QX_HKEY_CLASSES},
+    {u"QX_HKEY_CONFIG", QX_HKEY_CONFIG},
+};
+constexpr int32_t RootCount = 5;
+
+/// Text as the platform takes it, with a 0 unit at its end and none before.
+std::u16string terminated(const String& text) {
+    std::u16string copy(text.view());
+    if (copy.find(u'\0') != std::u16string::npos)
+        throwResult(result::InvalidArgument);
+    return copy;
+}
+
+String lastNameOf(const String& path) { return path.substring(path.lastIndexOf(u'\\') + 1); }
+
+[[noreturn]] void throwMismatch() { throw Exception(u"Registry type mismatch"_qs); }
+
+} // namespace
+
+// The path is a copy: a text may lie in memory that somebody else changes.
+RegistryKey::RegistryKey(const String& key) : m_path(key.view()) {
+    normalize();
+    m_root = extractQXHkey(m_path);
+    if (m_path.isEmpty())
+        m_keyName.clear(); // it was the root's name
+}
+
+RegistryKey::RegistryKey(ENUM_QX_HKEY root, const String& path)
+    : m_root(root), m_path(path.view()) {
+    if (root < 0 || root >= RootCount)
+        throw Exception(u"Unknown QX_HKEY"_qs);
+    normalize();
+}
+
+void RegistryKey::normalize() {
+    m_path.translate(u'/', u'\\');
+    m_keyName = lastNameOf(m_path);
+}
+
+ENUM_QX_HKEY RegistryKey::extractQXHkey(String& key) {
+    const int32_t delimiter = key.indexOf(u'\\');
+    const String name = key.substring(0, delimiter);
+    const auto row = std::ranges::find_if(
+        RootNames, [&](const RootName& each) { return name.equals(each.name, true); });
+    if (row == std::end(RootNames))
+        throw Exception(u"Unknown QX_HKEY"_qs);
+    key = delimiter < 0 ? String() : key.substring(delimiter + 1);
+    return row->root;
+}
+
+String RegistryKey::getKey(bool relative) const {
+    String key;
+    if (!relative)
+        key.append(RootNames[m_root].name);
+    if (!m_path.isEmpty())
+        key.append(u'\\').append(m_path);
+    return key;
+}
+
+RegistryKey RegistryKey::getParent() const {
+    const int32_t delimiter = m_path.lastIndexOf(u'\\');
+    if (delimiter < 0)
+        throw Exception(u"No parent key"_qs);
+    RegistryKey parent(*this); // its names stay as they are, also those with "/"
+    parent.m_path = m_path.substring(0, delimiter);
+    parent.m_keyName = lastNameOf(parent.m_path);
+    return parent;
+}
+
+RegistryKey RegistryKey::getSubkey(const String& name) const {
+    String names(name.view());
+    names.translate(u'/', u'\\');
+    RegistryKey subkey = childNamed(names);
+    subkey.m_keyName = lastNameOf(names);
+    return subkey;
+}
+
+RegistryKey RegistryKey::childNamed(const String& name) const {
+    RegistryKey child(*this);
+    if (!m_path.isEmpty()) // the path of a root has no names, so there is nothing to set apart
+        child.m_path.append(u'\\');
+    child.m_path.append(name);
+    child.m_keyName = name;
+    return child;
+}
+
+Reference<collections::ConstIterator<RegistryKey>> RegistryKey::getSubkeyIterator() const {
+    RegistryWalk walk(&QXRegistryOpenKeyEnum, &QXRegistryEnumNextKey, m_root,
+                      terminated(m_path).c_str());
+    return makeReference<collections::ConstIterator<RegistryKey>>(
+        makeReference<RegistrySubkeyIterator>(std::move(walk), *this).get());
+}
+
+Reference<collections::ConstIterator<String>> RegistryKey::getValueIterator() const {
+    RegistryWalk walk(&QXRegistryOpenValueEnum, &QXRegistryEnumNextValue, m_root,
+                      terminated(m_path).c_str());
+    return makeReference<collections::ConstIterator<String>>(
+        makeReference<RegistryValueIterator>(std::move(walk)).get());
+}
+
+void RegistryKey::remove() {
+    throwIfFailed(QXRegistryDeleteKey(m_root, terminated(m_path).c_str()));
+}
+
+bool RegistryKey::valueExists(const String& name) const {
+    return resultOf([&] { getValueType(name); }) >= 0;
+}
+
+ENUM_QX_REG_TYPE RegistryKey::getValueType(const String& name) const {
+    ENUM_QX_REG_TYPE type;
+    int32_t length = 0;
+    throwIfFailed(QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
+                                     &type, nullptr, &length));
+    return type;
+}
+
+/// The platform's result; a value of another type throws, also when it did not fit.
+int32_t RegistryKey::tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, void* buffer,
+                                 int32_t& length) const {
+    ENUM_QX_REG_TYPE type;
+    char none;
+    const int32_t result =
+        QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(), &type,
+                           buffer != nullptr ? buffer : &none, &length);
+    if ((result >= 0 || result == result::BufferTooSmall) && type != expected)
+        throwMismatch();
+    return result;
+}
+
+String RegistryKey::getValueString(const String& name) const {
+    std::vector<uint8_t> data;
+    if (getValueData(name, data) != QX_REG_STRING)
+        throwMismatch();
+    return detail::registryText(data);
+}
+
+uint32_t RegistryKey::getValueUINT32(const String& name) const {
+    uint32_t value = 0;
+    int32_t length = sizeof value;
+    throwIfFailed(tryGetValue(name, QX_REG_UINT32, &value, length));
+    return value;
+}
+
+uint64_t RegistryKey::getValueUINT64(const String& name) const {
+    uint64_t value = 0;
+    int32_t length = sizeof value;
+    throwIfFailed(tryGetValue(name, QX_REG_UINT64, &value, length));
+    return value;
+}
+
+int32_t RegistryKey::getValue(const String& name, signed char* bytes, int32_t length) const {
+    if (bytes == nullptr && length > 0)
+        throwResult(result::NullPointer);
+    throwIfFailed(tryGetValue(name, QX_REG_BYTES, bytes, length));
+    return length;
+}
+
+ENUM_QX_REG_TYPE RegistryKey::getValueData(const String& name, std::vector<uint8_t>& data) const {
+    const std::u16string path = terminated(m_path), nameUnits = terminated(name);
+    ENUM_QX_REG_TYPE type;
+    int32_t length = 256;
+    for (;;) { // again when the value has grown meanwhile
+        data.resize(static_cast<size_t>(length));
+        const int32_t result = QXRegistryGetValue(m_root, path.c_str(), nameUnits.c_str(), &type,
+                                                  data.data(), &length);
+        if (result == result::BufferTooSmall)
+            continue;
+        data.resize(static_cast<size_t>(length)); // none after a failure
+        throwIfFailed(result);
+        return type;
+    }
+}
+
+void RegistryKey::setValue(const String& name, ENUM_QX_REG_TYPE type, const void* data,
+                           int32_t length) {
+    throwIfFailed(QXRegistrySetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
+                                     type, data, length));
+}
+
+void RegistryKey::setValue(const String& name, const String& value) {
+    const std::u16string text(value.view()); // with a 0 unit behind it, whatever the string reads
+    const size_t length = (text.size() + 1) * sizeof(char16_t);
+    if (length > INT32_MAX)
+        throwResult(result::InvalidArgument);
+    setValue(name, QX_REG_STRING, text.c_str(), static_cast<int32_t>(length));
+}
+
+void RegistryKey::setValue(const String& name, uint32_t value) {
+    setValue(name, QX_REG_UINT32, &value, sizeof value);
+}
+
+void RegistryKey::setValue(const String& name, uint64_t value) {
+    setValue(name, QX_REG_UINT64, &value, sizeof value);
+}
+
+void RegistryKey::setValue(const String& name, const signed char* bytes, int32_t length) {
+    setValue(name, QX_REG_BYTES, bytes, length);
+}
+
+void RegistryKey::deleteValue(const String& name) {
+    throwIfFailed(
+        QXRegistryDeleteValue(m_root, terminated(m_path).c_str(), terminated(name).c_str()));
+}
+
+int RegistryKey::compareTo(const Object& other) const {
+    const auto* const key = dynamic_cast<const RegistryKey*>(&other);
+    if (!key)
+        throw CastFailedException();
+    if (m_root != key->m_root)
+        return m_root < key->m_root ? -1 : 1;
+    return m_path.compare(key->m_path, true);
+}
+
+bool RegistryKey::equals(const Object& other) const {
+    return this == &other || compareTo(other) == 0;
+}
+
+uint32_t RegistryKey::hashCode() const { return m_path.hashCode(true); }
+
+} // namespace qx::util

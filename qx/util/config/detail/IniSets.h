@@ -1,0 +1,85 @@
+#pragma once
+
+#include <deque>
+#include <memory_resource>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qx/util/config/detail/IniIndex.h"
+
+namespace qx::util::detail {
+
+struct IniKey : IniName {
+    std::u16string_view value;
+    std::string_view valueBytes;
+};
+
+struct IniSet : IniName {
+    IniIndex<IniKey> keys;
+};
+
+/// The content of an INI file: sets of keys, both found without regard to case, and what stands
+/// behind the part that could be read. Texts and keys lie in memory that is given back as a whole;
+/// isWasteful tells when a copy would be much smaller.
+class IniSets {
+public:
+    IniSets() = default;
+    IniSets(const IniSets& other);
+    IniSets& operator=(const IniSets&) = delete;
+
+    IniSet* findSet(std::u16string_view name) const { return m_index.find(FoldedText(name)); }
+    IniKey* findKey(std::u16string_view set, std::u16string_view key) const {
+        const IniSet* const found = findSet(set);
+        return found ? found->keys.find(FoldedText(key)) : nullptr;
+    }
+    /// True when the set is there or has a subset.
+    bool hasSetOrSubset(std::u16string_view name) const;
+
+    /// The set of that name, made when it is not there.
+    IniSet& makeSet(std::u16string_view name);
+    /// Sets the value of a key, which is made when it is not there. The texts are copied.
+    IniKey& put(IniSet& set, std::u16string_view key, std::u16string_view value);
+    /// The same for texts that this object keeps already.
+    IniKey& putKept(IniSet& set, std::u16string_view key, std::u16string_view value);
+    void removeKey(IniSet& set, const IniKey& key);
+    /// Removes the set of that name and all its subsets.
+    void removeSet(std::u16string_view name);
+
+    /// Room for @p count units as long as this object lives.
+    char16_t* allocateUnits(size_t count) {
+        m_kept += count * sizeof(char16_t);
+        return static_cast<char16_t*>(m_memory.allocate(count * sizeof(char16_t), 2));
+    }
+    /// Copies a text to where it lives as long as this object.
+    std::string_view keep(std::string_view bytes);
+    std::u16string_view keep(std::u16string_view text);
+
+    /// To be called before sets and keys are listed.
+    void sort();
+    std::span<IniSet* const> sets() const noexcept { return m_index.entries(); }
+
+    const std::string& unread() const noexcept { return m_unread; }
+    void setUnread(std::string_view bytes) { m_unread = bytes; }
+
+    bool isWasteful() const noexcept { return m_wasted > SmallWaste && m_wasted > m_kept / 2; }
+
+private:
+    static constexpr size_t SmallWaste = 64 * 1024;
+
+    void enterName(IniName& name, std::u16string_view kept);
+    void waste(const IniKey& key) noexcept;
+
+    std::pmr::monotonic_buffer_resource m_memory;
+    std::deque<IniSet> m_sets; ///< the removed ones among them
+    IniIndex<IniSet> m_index;
+    std::string m_unread;
+    FoldedText m_folded;
+    size_t m_kept = 0;   ///< bytes
+    size_t m_wasted = 0; ///< those of them that nobody needs
+};
+
+/// True when the set @p name is @p parent or one of its subsets, by exact letters.
+bool isWithin(std::u16string_view name, std::u16string_view parent) noexcept;
+
+} // namespace qx::util::detail
