@@ -53,6 +53,7 @@ STANDARD = set(
 # not to the system.
 COMPILER = {"immintrin.h", "emmintrin.h", "arm_neon.h", "cpuid.h", "cxxabi.h"}
 
+OWN_AFTER_OTHERS = re.compile(r'^#include <.*^#include "qx/', re.M | re.S)
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.M)
 SYSTEM_USE = re.compile(r"\berrno\b|^\s*#.*\b_?_?(linux|unix|APPLE|WIN32|WIN64|FreeBSD)_?_?\b", re.M)
 
@@ -98,6 +99,8 @@ def breaches(path, text):
             yield f"<{name}> is private to qx/platform/posix/"
         if public and "/detail/" in name:
             yield f"<{name}> is not installed, this header is"
+    if OWN_AFTER_OTHERS.search(text):
+        yield "puts another header than its own in quotes"
     if not posix and SYSTEM_USE.search(text):
         yield "tests errno or the platform"
 

@@ -1,5 +1,6 @@
-#include <qx/collections/List.h>
-#include <qx/collections/Set.h>
+#include "qx/collections/List.h"
+#include "qx/collections/Set.h"
+
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
 

@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/collections/Comparator.h>
 #include <qx/collections/DefaultComparator.h>

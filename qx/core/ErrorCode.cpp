@@ -1,4 +1,4 @@
-#include <qx/core/ErrorCode.h>
+#include "qx/core/ErrorCode.h"
 
 #include <cstdio>
 #include <string>

@@ -1,4 +1,4 @@
-#include <qx/core/LiveObjects.h>
+#include "qx/core/LiveObjects.h"
 
 #include <cstdlib>
 #include <map>

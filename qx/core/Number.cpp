@@ -1,4 +1,4 @@
-#include <qx/core/Number.h>
+#include "qx/core/Number.h"
 
 #include <algorithm>
 #include <limits>

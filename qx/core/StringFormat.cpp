@@ -1,10 +1,11 @@
 // Texts of values, and patterns with numbered places.
 
+#include "qx/core/String.h"
+
 #include <algorithm>
 #include <charconv>
 #include <vector>
 
-#include <qx/core/String.h>
 #include <qx/core/detail/Decimal.h>
 #include <qx/core/detail/UnitSearch.h>
 

@@ -1,8 +1,9 @@
 // Comparison and search of String.
 
+#include "qx/core/String.h"
+
 #include <algorithm>
 
-#include <qx/core/String.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
 

@@ -1,4 +1,4 @@
-#include <qx/crypto/BlowFish.h>
+#include "qx/crypto/BlowFish.h"
 
 #include <algorithm>
 #include <cstring>

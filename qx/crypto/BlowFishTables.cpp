@@ -1,5 +1,5 @@
 // Made by: tools/gen/blowfish_tables.py
-#include <qx/crypto/BlowFish.h>
+#include "qx/crypto/BlowFish.h"
 
 // clang-format off
 namespace qx::crypto {

@@ -1,4 +1,4 @@
-#include <qx/crypto/MD5Digest.h>
+#include "qx/crypto/MD5Digest.h"
 
 #include <algorithm>
 #include <bit>

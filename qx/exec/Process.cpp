@@ -1,4 +1,4 @@
-#include <qx/exec/Process.h>
+#include "qx/exec/Process.h"
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>

@@ -1,4 +1,4 @@
-#include <qx/exec/SharedLibrary.h>
+#include "qx/exec/SharedLibrary.h"
 
 #include <qx/core/Result.h>
 #include <qx/core/detail/LibraryIdentity.h>

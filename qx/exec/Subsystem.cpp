@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/exec/IRunnable.h>
 #include <qx/exec/Thread.h>

@@ -1,4 +1,4 @@
-#include <qx/exec/Thread.h>
+#include "qx/exec/Thread.h"
 
 #include <cxxabi.h>
 #include <typeinfo>

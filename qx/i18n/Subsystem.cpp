@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>

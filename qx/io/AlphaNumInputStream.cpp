@@ -1,4 +1,4 @@
-#include <qx/io/AlphaNumInputStream.h>
+#include "qx/io/AlphaNumInputStream.h"
 
 #include <utility>
 

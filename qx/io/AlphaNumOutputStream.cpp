@@ -1,4 +1,4 @@
-#include <qx/io/AlphaNumOutputStream.h>
+#include "qx/io/AlphaNumOutputStream.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/io/BitInputStream.h>
+#include "qx/io/BitInputStream.h"
 
 #include <algorithm>
 

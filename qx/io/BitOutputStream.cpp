@@ -1,4 +1,4 @@
-#include <qx/io/BitOutputStream.h>
+#include "qx/io/BitOutputStream.h"
 
 #include <algorithm>
 

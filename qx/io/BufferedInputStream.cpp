@@ -1,4 +1,4 @@
-#include <qx/io/BufferedInputStream.h>
+#include "qx/io/BufferedInputStream.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/io/BufferedOutputStream.h>
+#include "qx/io/BufferedOutputStream.h"
 
 namespace qx::io {
 

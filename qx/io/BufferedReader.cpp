@@ -1,4 +1,4 @@
-#include <qx/io/BufferedReader.h>
+#include "qx/io/BufferedReader.h"
 
 #include <qx/core/String.h>
 #include <qx/io/detail/LineEnd.h>

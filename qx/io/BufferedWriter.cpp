@@ -1,4 +1,4 @@
-#include <qx/io/BufferedWriter.h>
+#include "qx/io/BufferedWriter.h"
 
 namespace qx::io {
 

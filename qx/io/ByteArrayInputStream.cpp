@@ -1,4 +1,4 @@
-#include <qx/io/ByteArrayInputStream.h>
+#include "qx/io/ByteArrayInputStream.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/io/ByteArrayOutputStream.h>
+#include "qx/io/ByteArrayOutputStream.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include <qx/io/ByteBuffer.h>
+#include "qx/io/ByteBuffer.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include <qx/io/ByteBufferInputStream.h>
+#include "qx/io/ByteBufferInputStream.h"
 
 namespace qx::io {
 

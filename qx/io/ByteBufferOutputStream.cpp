@@ -1,4 +1,4 @@
-#include <qx/io/ByteBufferOutputStream.h>
+#include "qx/io/ByteBufferOutputStream.h"
 
 namespace qx::io {
 

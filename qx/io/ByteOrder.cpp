@@ -1,4 +1,4 @@
-#include <qx/io/ByteOrder.h>
+#include "qx/io/ByteOrder.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/io/Channels.h>
+#include "qx/io/Channels.h"
 
 #include <qx/core/String.h>
 #include <qx/io/detail/IoStreamChannel.h>

@@ -1,4 +1,4 @@
-#include <qx/io/DataInputStream.h>
+#include "qx/io/DataInputStream.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/io/DataOutputStream.h>
+#include "qx/io/DataOutputStream.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/io/FileInputStream.h>
+#include "qx/io/FileInputStream.h"
 
 #include <qx/core/Result.h>
 #include <qx/core/String.h>

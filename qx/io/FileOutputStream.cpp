@@ -1,4 +1,4 @@
-#include <qx/io/FileOutputStream.h>
+#include "qx/io/FileOutputStream.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include <qx/io/FilterInputStream.h>
+#include "qx/io/FilterInputStream.h"
 
 namespace qx::io {
 

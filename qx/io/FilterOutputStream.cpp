@@ -1,4 +1,4 @@
-#include <qx/io/FilterOutputStream.h>
+#include "qx/io/FilterOutputStream.h"
 
 namespace qx::io {
 

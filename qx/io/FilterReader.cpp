@@ -1,4 +1,4 @@
-#include <qx/io/FilterReader.h>
+#include "qx/io/FilterReader.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/io/FilterWriter.h>
+#include "qx/io/FilterWriter.h"
 
 namespace qx::io {
 

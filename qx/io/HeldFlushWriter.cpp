@@ -1,4 +1,4 @@
-#include <qx/io/HeldFlushWriter.h>
+#include "qx/io/HeldFlushWriter.h"
 
 #include <chrono>
 #include <mutex>

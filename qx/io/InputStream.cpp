@@ -1,4 +1,4 @@
-#include <qx/io/InputStream.h>
+#include "qx/io/InputStream.h"
 
 #include <qx/io/IoException.h>
 #include <qx/io/detail/SourceDefaults.h>

@@ -1,4 +1,4 @@
-#include <qx/io/InputStreamReader.h>
+#include "qx/io/InputStreamReader.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include <qx/io/IoException.h>
+#include "qx/io/IoException.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/io/LockingChannel.h>
+#include "qx/io/LockingChannel.h"
 
 #include <qx/io/detail/ChannelSteps.h>
 #include <qx/platform/sync.h>

@@ -1,4 +1,4 @@
-#include <qx/io/MaskedConsoleInputStream.h>
+#include "qx/io/MaskedConsoleInputStream.h"
 
 #include <qx/core/ExternalException.h>
 #include <qx/core/Result.h>

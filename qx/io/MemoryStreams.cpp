@@ -1,4 +1,4 @@
-#include <qx/io/MemoryStreams.h>
+#include "qx/io/MemoryStreams.h"
 
 #include <typeinfo>
 

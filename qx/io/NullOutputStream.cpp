@@ -1,4 +1,4 @@
-#include <qx/io/NullOutputStream.h>
+#include "qx/io/NullOutputStream.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/io/NullWriter.h>
+#include "qx/io/NullWriter.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/io/OutputStream.h>
+#include "qx/io/OutputStream.h"
 
 namespace qx::io {
 

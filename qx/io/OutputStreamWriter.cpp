@@ -1,4 +1,4 @@
-#include <qx/io/OutputStreamWriter.h>
+#include "qx/io/OutputStreamWriter.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include <qx/io/PrintWriter.h>
+#include "qx/io/PrintWriter.h"
 
 #include <qx/core/String.h>
 #include <qx/core/detail/Decimal.h>

@@ -1,4 +1,4 @@
-#include <qx/io/ReadWriteChannel.h>
+#include "qx/io/ReadWriteChannel.h"
 
 #include <qx/io/detail/ChannelSteps.h>
 

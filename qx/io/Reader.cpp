@@ -1,4 +1,4 @@
-#include <qx/io/Reader.h>
+#include "qx/io/Reader.h"
 
 #include <qx/io/IoException.h>
 #include <qx/io/detail/SourceDefaults.h>

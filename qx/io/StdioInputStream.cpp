@@ -1,4 +1,4 @@
-#include <qx/io/StdioInputStream.h>
+#include "qx/io/StdioInputStream.h"
 
 #include <cstdio>
 

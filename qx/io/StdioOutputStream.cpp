@@ -1,4 +1,4 @@
-#include <qx/io/StdioOutputStream.h>
+#include "qx/io/StdioOutputStream.h"
 
 #include <cstdio>
 

@@ -1,4 +1,4 @@
-#include <qx/io/StringWriter.h>
+#include "qx/io/StringWriter.h"
 
 namespace qx::io {
 

@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/io/AlphaNumInputStream.h>
 #include <qx/io/AlphaNumOutputStream.h>

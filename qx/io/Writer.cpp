@@ -1,4 +1,4 @@
-#include <qx/io/Writer.h>
+#include "qx/io/Writer.h"
 
 #include <qx/core/String.h>
 #include <qx/platform/text.h>

@@ -1,4 +1,4 @@
-#include <qx/ipc/Semaphore.h>
+#include "qx/ipc/Semaphore.h"
 
 #include <qx/core/Result.h>
 #include <qx/platform/sync.h>

@@ -1,4 +1,4 @@
-#include <qx/ipc/SemaphoreR.h>
+#include "qx/ipc/SemaphoreR.h"
 
 #include <mutex>
 

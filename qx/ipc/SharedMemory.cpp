@@ -1,4 +1,4 @@
-#include <qx/ipc/SharedMemory.h>
+#include "qx/ipc/SharedMemory.h"
 
 #include <qx/core/Result.h>
 

@@ -1,4 +1,4 @@
-#include <qx/log/AbstractLogWriter.h>
+#include "qx/log/AbstractLogWriter.h"
 
 #include <mutex>
 #include <utility>

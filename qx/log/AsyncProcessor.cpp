@@ -1,4 +1,4 @@
-#include <qx/log/AsyncProcessor.h>
+#include "qx/log/AsyncProcessor.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <qx/log/BasicLogWriter.h>
+#include "qx/log/BasicLogWriter.h"
 
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldWalk.h>

@@ -1,4 +1,4 @@
-#include <qx/log/LevelFilter.h>
+#include "qx/log/LevelFilter.h"
 
 #include <optional>
 

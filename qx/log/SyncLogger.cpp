@@ -1,4 +1,4 @@
-#include <qx/log/SyncLogger.h>
+#include "qx/log/SyncLogger.h"
 
 #include <mutex>
 

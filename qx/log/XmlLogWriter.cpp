@@ -1,4 +1,4 @@
-#include <qx/log/XmlLogWriter.h>
+#include "qx/log/XmlLogWriter.h"
 
 #include <qx/core/Result.h>
 #include <qx/core/String.h>

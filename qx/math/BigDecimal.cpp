@@ -1,4 +1,4 @@
-#include <qx/math/BigDecimal.h>
+#include "qx/math/BigDecimal.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,11 +1,12 @@
 // Parsing and printing of BigDecimal.
 
+#include "qx/math/BigDecimal.h"
+
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <string>
 
-#include <qx/math/BigDecimal.h>
 #include <qx/math/detail/Checks.h>
 
 namespace qx::math {

@@ -1,4 +1,4 @@
-#include <qx/math/BigInteger.h>
+#include "qx/math/BigInteger.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,12 +1,13 @@
 // What BigInteger computes, on the limbs.
 
+#include "qx/math/BigInteger.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
 
 #include <qx/core/Exception.h>
-#include <qx/math/BigInteger.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Divide.h>
 #include <qx/math/detail/Gcd.h>

@@ -1,12 +1,13 @@
 // Parsing and printing of BigInteger.
 
+#include "qx/math/BigInteger.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
 #include <qx/core/Exception.h>
 #include <qx/core/detail/CheckedSize.h>
-#include <qx/math/BigInteger.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/DigitUnits.h>
 #include <qx/math/detail/Radix.h>

@@ -1,5 +1,7 @@
 // What joins boxed numbers and the big ones.
 
+#include "qx/core/Number.h"
+
 #include <cmath>
 
 #include <qx/core/Float.h>

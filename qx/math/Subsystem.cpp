@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>

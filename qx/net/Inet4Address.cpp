@@ -1,4 +1,4 @@
-#include <qx/net/Inet4Address.h>
+#include "qx/net/Inet4Address.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include <qx/net/Inet6Address.h>
+#include "qx/net/Inet6Address.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include <qx/net/InetAddress.h>
+#include "qx/net/InetAddress.h"
 
 #include <cstring>
 #include <new>

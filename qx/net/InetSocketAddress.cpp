@@ -1,4 +1,4 @@
-#include <qx/net/InetSocketAddress.h>
+#include "qx/net/InetSocketAddress.h"
 
 #include <ostream>
 

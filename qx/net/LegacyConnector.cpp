@@ -1,4 +1,4 @@
-#include <qx/net/LegacyConnector.h>
+#include "qx/net/LegacyConnector.h"
 
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/core/Exception.h>

@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/core/Exception.h>
 #include <qx/net/TcpServerSocket.h>

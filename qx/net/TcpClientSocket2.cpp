@@ -1,4 +1,4 @@
-#include <qx/net/TcpClientSocket2.h>
+#include "qx/net/TcpClientSocket2.h"
 
 #include <new>
 

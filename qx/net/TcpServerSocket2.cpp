@@ -1,4 +1,4 @@
-#include <qx/net/TcpServerSocket2.h>
+#include "qx/net/TcpServerSocket2.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,4 +1,4 @@
-#include <qx/net/TcpSocket2.h>
+#include "qx/net/TcpSocket2.h"
 
 #include <atomic>
 #include <charconv>

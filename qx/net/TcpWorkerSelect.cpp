@@ -1,4 +1,4 @@
-#include <qx/net/TcpWorkerSocket2.h>
+#include "qx/net/TcpWorkerSocket2.h"
 
 #include <qx/net/detail/SocketSet.h>
 

@@ -1,4 +1,4 @@
-#include <qx/net/Transport.h>
+#include "qx/net/Transport.h"
 
 #include <qx/net/pcom/PcomTransport.h>
 

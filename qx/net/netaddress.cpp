@@ -1,4 +1,4 @@
-#include <qx/net/netaddress.h>
+#include "qx/net/netaddress.h"
 
 #include <memory>
 

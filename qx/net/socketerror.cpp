@@ -1,4 +1,4 @@
-#include <qx/net/socketerror.h>
+#include "qx/net/socketerror.h"
 
 #include <algorithm>
 #include <iterator>

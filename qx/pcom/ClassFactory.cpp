@@ -1,4 +1,4 @@
-#include <qx/pcom/ClassFactory.h>
+#include "qx/pcom/ClassFactory.h"
 
 namespace qx::pcom {
 

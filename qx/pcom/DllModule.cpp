@@ -1,4 +1,4 @@
-#include <qx/pcom/DllModule.h>
+#include "qx/pcom/DllModule.h"
 
 #include <qx/core/Literal.h>
 #include <qx/core/String.h>

@@ -1,4 +1,4 @@
-#include <qx/pcom/Module.h>
+#include "qx/pcom/Module.h"
 
 #include <atomic>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/pcom/ClassFactory.h>
 #include <qx/pcom/DllModule.h>

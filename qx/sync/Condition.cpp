@@ -1,4 +1,4 @@
-#include <qx/sync/Condition.h>
+#include "qx/sync/Condition.h"
 
 #include <qx/core/Result.h>
 #include <qx/sync/TimedWait.h>

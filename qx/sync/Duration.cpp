@@ -1,4 +1,4 @@
-#include <qx/sync/Duration.h>
+#include "qx/sync/Duration.h"
 
 #include <chrono>
 

@@ -1,4 +1,4 @@
-#include <qx/sync/Event.h>
+#include "qx/sync/Event.h"
 
 #include <qx/core/Result.h>
 #include <qx/sync/TimedWait.h>

@@ -1,4 +1,4 @@
-#include <qx/sync/FakeMutex.h>
+#include "qx/sync/FakeMutex.h"
 
 namespace qx::sync {
 

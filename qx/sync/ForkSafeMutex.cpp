@@ -1,4 +1,4 @@
-#include <qx/sync/ForkSafeMutex.h>
+#include "qx/sync/ForkSafeMutex.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <qx/sync/Gate.h>
+#include "qx/sync/Gate.h"
 
 #include <qx/core/Result.h>
 #include <qx/sync/TimedWait.h>

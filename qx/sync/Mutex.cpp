@@ -1,4 +1,4 @@
-#include <qx/sync/Mutex.h>
+#include "qx/sync/Mutex.h"
 
 #include <qx/core/Result.h>
 #include <qx/sync/detail/Opened.h>

@@ -1,4 +1,4 @@
-#include <qx/sync/ReaderWriterLock.h>
+#include "qx/sync/ReaderWriterLock.h"
 
 #include <qx/core/Result.h>
 #include <qx/sync/detail/Opened.h>

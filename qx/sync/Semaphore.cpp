@@ -1,4 +1,4 @@
-#include <qx/sync/Semaphore.h>
+#include "qx/sync/Semaphore.h"
 
 #include <qx/core/Result.h>
 #include <qx/sync/detail/Opened.h>

@@ -1,4 +1,4 @@
-#include <qx/util/FilePath.h>
+#include "qx/util/FilePath.h"
 
 #include <algorithm>
 #include <string>

@@ -1,4 +1,4 @@
-#include <qx/util/Guid.h>
+#include "qx/util/Guid.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include <qx/util/PathNormalizer.h>
+#include "qx/util/PathNormalizer.h"
 
 #include <string_view>
 

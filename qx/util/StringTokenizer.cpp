@@ -1,4 +1,4 @@
-#include <qx/util/StringTokenizer.h>
+#include "qx/util/StringTokenizer.h"
 
 #include <qx/core/Exception.h>
 

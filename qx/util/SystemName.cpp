@@ -1,4 +1,4 @@
-#include <qx/util/SystemName.h>
+#include "qx/util/SystemName.h"
 
 #include <iterator>
 #include <string_view>

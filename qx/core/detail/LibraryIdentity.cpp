@@ -1,4 +1,4 @@
-#include <qx/core/detail/LibraryIdentity.h>
+#include "qx/core/detail/LibraryIdentity.h"
 
 namespace qx {
 

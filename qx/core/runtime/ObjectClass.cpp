@@ -1,6 +1,7 @@
+#include "qx/core/Object.h"
+
 #include <typeinfo>
 
-#include <qx/core/Object.h>
 #include <qx/core/detail/ClassName.h>
 #include <qx/core/runtime/Class.h>
 

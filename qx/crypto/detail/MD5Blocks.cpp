@@ -1,4 +1,4 @@
-#include <qx/crypto/detail/MD5Blocks.h>
+#include "qx/crypto/detail/MD5Blocks.h"
 
 #include <bit>
 #include <utility>

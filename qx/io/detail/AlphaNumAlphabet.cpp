@@ -1,4 +1,4 @@
-#include <qx/io/detail/AlphaNumAlphabet.h>
+#include "qx/io/detail/AlphaNumAlphabet.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/io/detail/IoStreamChannel.h>
+#include "qx/io/detail/IoStreamChannel.h"
 
 #include <qx/io/detail/ChannelSteps.h>
 #include <qx/util/detail/ComponentText.h>

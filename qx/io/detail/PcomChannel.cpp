@@ -1,4 +1,4 @@
-#include <qx/io/detail/PcomChannel.h>
+#include "qx/io/detail/PcomChannel.h"
 
 #include <qx/core/String.h>
 #include <qx/io/detail/ChannelSteps.h>

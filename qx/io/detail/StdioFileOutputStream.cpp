@@ -1,4 +1,4 @@
-#include <qx/io/detail/StdioFileOutputStream.h>
+#include "qx/io/detail/StdioFileOutputStream.h"
 
 #include <qx/io/IoException.h>
 #include <qx/platform/stdio.h>

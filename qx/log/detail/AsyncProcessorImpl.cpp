@@ -1,4 +1,4 @@
-#include <qx/log/detail/AsyncProcessorImpl.h>
+#include "qx/log/detail/AsyncProcessorImpl.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include <qx/log/detail/AsyncWorker.h>
+#include "qx/log/detail/AsyncWorker.h"
 
 #include <mutex>
 

@@ -1,4 +1,4 @@
-#include <qx/log/detail/XmlText.h>
+#include "qx/log/detail/XmlText.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/log/pcom/PcomProcessor.h>
+#include "qx/log/pcom/PcomProcessor.h"
 
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>

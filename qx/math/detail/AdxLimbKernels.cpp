@@ -1,4 +1,4 @@
-#include <qx/math/detail/LimbKernels.h>
+#include "qx/math/detail/LimbKernels.h"
 
 #if defined(__x86_64__)
 

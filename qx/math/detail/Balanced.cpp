@@ -1,4 +1,4 @@
-#include <qx/math/detail/Balanced.h>
+#include "qx/math/detail/Balanced.h"
 
 namespace qx::math::detail {
 

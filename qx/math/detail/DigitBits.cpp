@@ -1,4 +1,4 @@
-#include <qx/math/detail/DigitBits.h>
+#include "qx/math/detail/DigitBits.h"
 
 #include <bit>
 

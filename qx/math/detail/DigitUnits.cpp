@@ -1,4 +1,4 @@
-#include <qx/math/detail/DigitUnits.h>
+#include "qx/math/detail/DigitUnits.h"
 
 namespace qx::math::detail {
 

@@ -1,4 +1,4 @@
-#include <qx/math/detail/Divide.h>
+#include "qx/math/detail/Divide.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include <qx/math/detail/DivideNormalized.h>
+#include "qx/math/detail/DivideNormalized.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/math/detail/EuclidSteps.h>
+#include "qx/math/detail/EuclidSteps.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,8 +1,9 @@
+#include "qx/math/detail/Radix.h"
+
 #include <algorithm>
 
 #include <qx/math/detail/DigitBits.h>
 #include <qx/math/detail/DigitGroups.h>
-#include <qx/math/detail/Radix.h>
 #include <qx/math/detail/RadixPowers.h>
 #include <qx/math/detail/Scratch.h>
 #include <qx/math/detail/Thresholds.h>

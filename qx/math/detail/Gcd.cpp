@@ -1,4 +1,4 @@
-#include <qx/math/detail/Gcd.h>
+#include "qx/math/detail/Gcd.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include <qx/math/detail/LimbKernels.h>
+#include "qx/math/detail/LimbKernels.h"
 
 #include <atomic>
 

@@ -1,4 +1,4 @@
-#include <qx/math/detail/Limbs.h>
+#include "qx/math/detail/Limbs.h"
 
 #include <bit>
 

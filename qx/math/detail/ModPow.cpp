@@ -1,4 +1,4 @@
-#include <qx/math/detail/ModPow.h>
+#include "qx/math/detail/ModPow.h"
 
 #include <algorithm>
 #include <bit>

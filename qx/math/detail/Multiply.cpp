@@ -1,4 +1,4 @@
-#include <qx/math/detail/Multiply.h>
+#include "qx/math/detail/Multiply.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include <qx/math/detail/NewtonDivide.h>
+#include "qx/math/detail/NewtonDivide.h"
 
 #include <algorithm>
 

@@ -1,4 +1,5 @@
-#include <qx/math/detail/LimbKernels.h>
+#include "qx/math/detail/LimbKernels.h"
+
 #include <qx/math/detail/LimbRows.h>
 
 namespace qx::math::detail {

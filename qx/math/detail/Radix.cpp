@@ -1,4 +1,4 @@
-#include <qx/math/detail/Radix.h>
+#include "qx/math/detail/Radix.h"
 
 #include <qx/math/detail/RadixConstants.h>
 

@@ -1,4 +1,4 @@
-#include <qx/math/detail/RadixPowers.h>
+#include "qx/math/detail/RadixPowers.h"
 
 #include <bit>
 

@@ -1,3 +1,5 @@
+#include "qx/math/detail/Radix.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -5,7 +7,6 @@
 #include <qx/math/detail/DigitBits.h>
 #include <qx/math/detail/DigitGroups.h>
 #include <qx/math/detail/NewtonDivide.h>
-#include <qx/math/detail/Radix.h>
 #include <qx/math/detail/RadixPowers.h>
 #include <qx/math/detail/Scratch.h>
 #include <qx/math/detail/Thresholds.h>

@@ -1,3 +1,5 @@
+#include "qx/math/detail/Multiply.h"
+
 #include <algorithm>
 
 #include <qx/math/detail/Balanced.h>

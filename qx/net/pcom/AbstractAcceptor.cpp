@@ -1,4 +1,4 @@
-#include <qx/net/pcom/AbstractAcceptor.h>
+#include "qx/net/pcom/AbstractAcceptor.h"
 
 #include <qx/net/detail/HandOut.h>
 

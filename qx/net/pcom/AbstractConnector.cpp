@@ -1,4 +1,4 @@
-#include <qx/net/pcom/AbstractConnector.h>
+#include "qx/net/pcom/AbstractConnector.h"
 
 #include <qx/net/detail/HandOut.h>
 

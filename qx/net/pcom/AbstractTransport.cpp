@@ -1,4 +1,4 @@
-#include <qx/net/pcom/AbstractTransport.h>
+#include "qx/net/pcom/AbstractTransport.h"
 
 #include <qx/net/detail/HandOut.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>

@@ -1,4 +1,4 @@
-#include <qx/net/pcom/PcomAcceptor.h>
+#include "qx/net/pcom/PcomAcceptor.h"
 
 #include <qx/core/Required.h>
 #include <qx/io/Channels.h>

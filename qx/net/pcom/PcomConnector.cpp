@@ -1,4 +1,4 @@
-#include <qx/net/pcom/PcomConnector.h>
+#include "qx/net/pcom/PcomConnector.h"
 
 #include <qx/core/Required.h>
 #include <qx/io/Channels.h>

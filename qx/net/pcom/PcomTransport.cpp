@@ -1,4 +1,4 @@
-#include <qx/net/pcom/PcomTransport.h>
+#include "qx/net/pcom/PcomTransport.h"
 
 #include <qx/core/Required.h>
 #include <qx/net/detail/HandOut.h>

@@ -1,5 +1,7 @@
 // Percent-encoding of the components of a URI.
 
+#include "qx/net/uri/URI.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -10,7 +12,6 @@
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/HexDigits.h>
 #include <qx/core/detail/UnitSearch.h>
-#include <qx/net/uri/URI.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/detail/Kernels.h>
 #include <qx/text/charset/detail/Utf8.h>

@@ -1,4 +1,4 @@
-#include <qx/pcom/detail/Registration.h>
+#include "qx/pcom/detail/Registration.h"
 
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>

@@ -6,7 +6,7 @@
 
 #include <qx/platform/registry.h>
 
-#include "qx/platform/detail/Crc32c.h"
+#include <qx/platform/detail/Crc32c.h>
 
 namespace qx::platform::registry {
 

@@ -2,9 +2,9 @@
 
 #include <mutex>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/sync/FutexLock.h"
-#include "qx/platform/posix/sync/RecursiveLock.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/sync/FutexLock.h>
+#include <qx/platform/posix/sync/RecursiveLock.h>
 
 namespace qx::platform {
 

@@ -5,8 +5,8 @@
 #include <unistd.h>
 #include <utility>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/handle.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/handle.h>
 
 namespace qx::platform {
 

@@ -1,10 +1,10 @@
-#include <qx/platform/guid.h>
+#include "qx/platform/guid.h"
 
 #include <cstring>
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/random.h"
+#include <qx/platform/posix/random.h>
 
 using namespace qx;
 

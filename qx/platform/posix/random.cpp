@@ -6,8 +6,8 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

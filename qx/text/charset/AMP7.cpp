@@ -1,4 +1,4 @@
-#include <qx/text/charset/AMP7.h>
+#include "qx/text/charset/AMP7.h"
 
 #include <cstring>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include <qx/text/charset/CodecManager.h>
+#include "qx/text/charset/CodecManager.h"
 
 #include <qx/core/Result.h>
 #include <qx/core/Str1HashMap.h>

@@ -1,4 +1,4 @@
-#include <qx/text/charset/CodecTable.h>
+#include "qx/text/charset/CodecTable.h"
 
 namespace qx::text::charset {
 

@@ -1,4 +1,4 @@
-#include <qx/text/charset/ComCodec.h>
+#include "qx/text/charset/ComCodec.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-#include <qx/text/charset/ByteToCharConverter.h>
-#include <qx/text/charset/CharToByteConverter.h>
+#include "qx/text/charset/ByteToCharConverter.h"
+#include "qx/text/charset/CharToByteConverter.h"
 
 #include <memory>
 

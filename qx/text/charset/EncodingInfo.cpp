@@ -1,4 +1,4 @@
-#include <qx/text/charset/EncodingInfo.h>
+#include "qx/text/charset/EncodingInfo.h"
 
 #include <algorithm>
 #include <utility>

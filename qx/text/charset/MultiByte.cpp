@@ -1,4 +1,4 @@
-#include <qx/text/charset/MultiByte.h>
+#include "qx/text/charset/MultiByte.h"
 
 #include <qx/text/charset/detail/Window.h>
 

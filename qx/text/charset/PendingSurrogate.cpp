@@ -1,4 +1,4 @@
-#include <qx/text/charset/PendingSurrogate.h>
+#include "qx/text/charset/PendingSurrogate.h"
 
 #include <qx/text/charset/EncodingException.h>
 

@@ -1,4 +1,4 @@
-#include <qx/text/charset/SingleByte.h>
+#include "qx/text/charset/SingleByte.h"
 
 #include <qx/text/charset/detail/CodePages.h>
 #include <qx/text/charset/detail/Window.h>

@@ -1,10 +1,11 @@
 // Text of a Str1 to and from bytes.
 
+#include "qx/core/Str1.h"
+
 #include <algorithm>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
-#include <qx/core/Str1.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/PendingSurrogate.h>

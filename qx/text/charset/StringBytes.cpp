@@ -1,12 +1,13 @@
 // Text of a String to and from bytes.
 
+#include "qx/core/String.h"
+
 #include <algorithm>
 #include <memory>
 #include <ostream>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
-#include <qx/core/String.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/text/charset/ByteToCharConverter.h>

@@ -1,4 +1,4 @@
-#include <qx/core/detail/Subsystem.h>
+#include "qx/core/detail/Subsystem.h"
 
 #include <qx/text/charset/AMP7.h>
 #include <qx/text/charset/CodecManager.h>

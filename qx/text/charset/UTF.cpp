@@ -1,4 +1,4 @@
-#include <qx/text/charset/UTF.h>
+#include "qx/text/charset/UTF.h"
 
 namespace qx::text::charset {
 

@@ -1,4 +1,4 @@
-#include <qx/text/charset/UTF16.h>
+#include "qx/text/charset/UTF16.h"
 
 #include <cstring>
 

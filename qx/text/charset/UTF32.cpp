@@ -1,4 +1,4 @@
-#include <qx/text/charset/UTF32.h>
+#include "qx/text/charset/UTF32.h"
 
 #include <qx/text/charset/detail/Unaligned.h>
 #include <qx/text/charset/detail/Window.h>

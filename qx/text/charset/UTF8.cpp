@@ -1,4 +1,4 @@
-#include <qx/text/charset/UTF8.h>
+#include "qx/text/charset/UTF8.h"
 
 #include <qx/text/charset/detail/Utf8.h>
 #include <qx/text/charset/detail/Window.h>

@@ -1,4 +1,4 @@
-#include <qx/util/buffer/CopyCharBuffer.h>
+#include "qx/util/buffer/CopyCharBuffer.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <qx/util/config/CmdLineParser.h>
+#include "qx/util/config/CmdLineParser.h"
 
 #include <qx/core/Exception.h>
 

@@ -1,4 +1,4 @@
-#include <qx/util/config/CommandLineParser.h>
+#include "qx/util/config/CommandLineParser.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,4 +1,4 @@
-#include <qx/util/config/IniFile.h>
+#include "qx/util/config/IniFile.h"
 
 #include <algorithm>
 #include <functional>
@@ -7,11 +7,11 @@
 #include <qx/core/Result.h>
 #include <qx/platform/text.h>
 
-#include "qx/ipc/detail/Turn.h"
-#include "qx/util/config/detail/IniReader.h"
-#include "qx/util/config/detail/IniSets.h"
-#include "qx/util/config/detail/IniWriter.h"
-#include "qx/util/config/detail/WholeFile.h"
+#include <qx/ipc/detail/Turn.h>
+#include <qx/util/config/detail/IniReader.h>
+#include <qx/util/config/detail/IniSets.h>
+#include <qx/util/config/detail/IniWriter.h>
+#include <qx/util/config/detail/WholeFile.h>
 
 namespace qx::util {
 

@@ -1,4 +1,4 @@
-#include <qx/util/config/IniFileIterator.h>
+#include "qx/util/config/IniFileIterator.h"
 
 namespace qx::util {
 

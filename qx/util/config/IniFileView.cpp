@@ -1,6 +1,6 @@
-#include <qx/util/config/IniFileView.h>
+#include "qx/util/config/IniFileView.h"
 
-#include "qx/util/config/detail/IniSets.h"
+#include <qx/util/config/detail/IniSets.h>
 
 namespace qx::util {
 

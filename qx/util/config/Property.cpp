@@ -1,4 +1,4 @@
-#include <qx/util/config/Property.h>
+#include "qx/util/config/Property.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <qx/util/config/PropertySet.h>
+#include "qx/util/config/PropertySet.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <qx/util/config/PropertySources.h>
+#include "qx/util/config/PropertySources.h"
 
 #include <cstring>
 #include <string>

@@ -1,4 +1,4 @@
-#include <qx/util/config/RegistryKey.h>
+#include "qx/util/config/RegistryKey.h"
 
 #include <algorithm>
 #include <string>
@@ -6,8 +6,8 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 
-#include "qx/util/config/detail/RegistryText.h"
-#include "qx/util/config/detail/RegistryWalk.h"
+#include <qx/util/config/detail/RegistryText.h>
+#include <qx/util/config/detail/RegistryWalk.h>
 
 template class qx::collections::ConstIterator<qx::util::RegistryKey>;
 

@@ -1,4 +1,4 @@
-#include <qx/math/detail/ntt/NttMultiply.h>
+#include "qx/math/detail/ntt/NttMultiply.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include <qx/math/detail/ntt/Residues.h>
+#include "qx/math/detail/ntt/Residues.h"
 
 #include <algorithm>
 

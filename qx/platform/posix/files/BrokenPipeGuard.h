@@ -3,7 +3,7 @@
 #include <csignal>
 #include <ctime>
 
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

@@ -9,8 +9,8 @@
 
 #include <qx/platform/detail/Utf8.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/random.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/random.h>
 
 namespace qx::platform {
 

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <sys/types.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/files/path.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/files/path.h>
 
 namespace qx::platform {
 

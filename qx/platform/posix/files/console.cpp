@@ -1,14 +1,15 @@
+#include "qx/platform/files.h"
+
 #include <csignal>
 #include <iterator>
 #include <mutex>
 #include <termios.h>
 #include <unistd.h>
 
-#include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/error.h>
 
 using namespace qx;
 using namespace qx::platform;

@@ -1,4 +1,4 @@
-#include <qx/platform/files.h>
+#include "qx/platform/files.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -11,11 +11,11 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/BrokenPipeGuard.h"
-#include "qx/platform/posix/files/aside.h"
-#include "qx/platform/posix/files/path.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/BrokenPipeGuard.h>
+#include <qx/platform/posix/files/aside.h>
+#include <qx/platform/posix/files/path.h>
 
 using namespace qx;
 using namespace qx::platform;

@@ -1,5 +1,7 @@
 // Which file system a path lies on, and where a network file system comes from.
 
+#include "qx/platform/files.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -8,13 +10,12 @@
 #include <string>
 #include <string_view>
 
-#include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/path.h"
-#include "qx/platform/posix/files/systemtable.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/files/systemtable.h>
 
 namespace qx::platform {
 

@@ -9,8 +9,8 @@
 
 #include <qx/platform/files.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

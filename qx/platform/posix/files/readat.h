@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <unistd.h>
 
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

@@ -1,4 +1,4 @@
-#include <qx/platform/replace.h>
+#include "qx/platform/replace.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -8,10 +8,10 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/aside.h"
-#include "qx/platform/posix/files/path.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/aside.h>
+#include <qx/platform/posix/files/path.h>
 
 using namespace qx;
 using namespace qx::platform;

@@ -1,4 +1,4 @@
-#include <qx/platform/stdio.h>
+#include "qx/platform/stdio.h"
 
 #include <poll.h>
 #include <stdio_ext.h>
@@ -6,8 +6,8 @@
 #include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/BrokenPipeGuard.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/BrokenPipeGuard.h>
 
 namespace qx::platform {
 

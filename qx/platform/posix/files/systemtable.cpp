@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

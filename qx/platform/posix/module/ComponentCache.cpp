@@ -14,8 +14,8 @@
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/registry/RegistryIndex.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/registry/RegistryIndex.h>
 
 namespace qx::platform::components {
 

@@ -6,7 +6,7 @@
 
 #include <qx/platform/types.h>
 
-#include "qx/platform/posix/module/LoadedModule.h"
+#include <qx/platform/posix/module/LoadedModule.h>
 
 /* The components of registered modules: which class a programmatic identifier names, which module
  * offers the class, and the factories of the classes that were asked for. What the registry said is

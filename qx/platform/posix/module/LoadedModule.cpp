@@ -11,14 +11,14 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/CLibraryCall.h"
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/path.h"
-#include "qx/platform/posix/files/readat.h"
-#include "qx/platform/posix/module/ModuleNote.h"
-#include "qx/platform/posix/module/trust.h"
-#include "qx/platform/posix/text/narrow.h"
+#include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/files/readat.h>
+#include <qx/platform/posix/module/ModuleNote.h>
+#include <qx/platform/posix/module/trust.h>
+#include <qx/platform/posix/text/narrow.h>
 
 namespace qx::platform {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "qx/platform/posix/files/systemtable.h"
+#include <qx/platform/posix/files/systemtable.h>
 
 // Reads the text of the system's tables of users and groups.
 

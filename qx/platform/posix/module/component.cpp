@@ -1,12 +1,13 @@
+#include "qx/platform/module.h"
+
 #include <memory>
 
-#include <qx/platform/module.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/module/ComponentCache.h"
-#include "qx/platform/posix/module/livemodule.h"
-#include "qx/platform/posix/module/offeredclass.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/module/ComponentCache.h>
+#include <qx/platform/posix/module/livemodule.h>
+#include <qx/platform/posix/module/offeredclass.h>
 
 using namespace qx;
 using namespace qx::platform;

@@ -1,3 +1,5 @@
+#include "qx/platform/module.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -7,17 +9,16 @@
 #include <string>
 #include <unistd.h>
 
-#include <qx/platform/module.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/CLibraryCall.h"
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/path.h"
-#include "qx/platform/posix/files/readat.h"
-#include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/module/livemodule.h"
-#include "qx/platform/posix/text/narrow.h"
+#include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/files/readat.h>
+#include <qx/platform/posix/handle.h>
+#include <qx/platform/posix/module/livemodule.h>
+#include <qx/platform/posix/text/narrow.h>
 
 using namespace qx;
 using namespace qx::platform;

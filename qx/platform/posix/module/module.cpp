@@ -1,4 +1,4 @@
-#include <qx/platform/module.h>
+#include "qx/platform/module.h"
 
 #include <mutex>
 #include <new>
@@ -7,10 +7,10 @@
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/NodeList.h"
-#include "qx/platform/posix/module/livemodule.h"
-#include "qx/platform/posix/module/offeredclass.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/NodeList.h>
+#include <qx/platform/posix/module/livemodule.h>
+#include <qx/platform/posix/module/offeredclass.h>
 
 using namespace qx;
 using namespace qx::platform;

@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <sys/xattr.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/systemtable.h"
-#include "qx/platform/posix/module/PrivateGroup.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/systemtable.h>
+#include <qx/platform/posix/module/PrivateGroup.h>
 
 namespace qx::platform {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <poll.h>
 
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

@@ -1,4 +1,4 @@
-#include <qx/platform/net.h>
+#include "qx/platform/net.h"
 
 #include <atomic>
 #include <cerrno>
@@ -7,10 +7,10 @@
 #include <linux/tcp.h>
 #include <utility>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/net/WaitEnd.h"
-#include "qx/platform/posix/net/socketaddress.h"
-#include "qx/platform/posix/net/socketnumbers.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/net/WaitEnd.h>
+#include <qx/platform/posix/net/socketaddress.h>
+#include <qx/platform/posix/net/socketnumbers.h>
 
 namespace qx::platform {
 

@@ -1,4 +1,4 @@
-#include <qx/platform/net.h>
+#include "qx/platform/net.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -12,10 +12,10 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/CLibraryCall.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/net/socketaddress.h"
-#include "qx/platform/posix/net/socketnumbers.h"
+#include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/net/socketaddress.h>
+#include <qx/platform/posix/net/socketnumbers.h>
 
 namespace qx::platform {
 

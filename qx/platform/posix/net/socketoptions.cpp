@@ -1,4 +1,4 @@
-#include <qx/platform/net.h>
+#include "qx/platform/net.h"
 
 #include <cerrno>
 #include <climits>
@@ -8,8 +8,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/net/socketnumbers.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/net/socketnumbers.h>
 
 namespace qx::platform {
 

@@ -1,4 +1,4 @@
-#include <qx/platform/net.h>
+#include "qx/platform/net.h"
 
 #include <cerrno>
 #include <climits>
@@ -6,8 +6,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "qx/platform/posix/net/WaitEnd.h"
-#include "qx/platform/posix/net/socketnumbers.h"
+#include <qx/platform/posix/net/WaitEnd.h>
+#include <qx/platform/posix/net/socketnumbers.h>
 
 namespace qx::platform {
 

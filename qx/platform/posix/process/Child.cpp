@@ -12,9 +12,9 @@
 #include <qx/platform/process.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/NodeList.h"
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/NodeList.h>
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 

@@ -6,7 +6,7 @@
 
 #include <qx/platform/types.h>
 
-#include "qx/platform/posix/descriptor.h"
+#include <qx/platform/posix/descriptor.h>
 
 namespace qx::platform {
 

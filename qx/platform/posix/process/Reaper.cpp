@@ -12,10 +12,10 @@
 #include <qx/platform/result.h>
 #include <qx/platform/thread.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/NodeList.h"
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/handle.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/NodeList.h>
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/handle.h>
 
 namespace qx::platform {
 

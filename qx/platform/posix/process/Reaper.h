@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "qx/platform/posix/process/Child.h"
+#include <qx/platform/posix/process/Child.h>
 
 namespace qx::platform {
 

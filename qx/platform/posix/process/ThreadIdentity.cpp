@@ -6,7 +6,7 @@
 
 #include <qx/platform/native.h>
 
-#include "qx/platform/posix/Forks.h"
+#include <qx/platform/posix/Forks.h>
 
 namespace qx::platform {
 

@@ -1,4 +1,4 @@
-#include <qx/platform/process.h>
+#include "qx/platform/process.h"
 
 #include <algorithm>
 #include <climits>
@@ -14,13 +14,13 @@
 #include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/path.h"
-#include "qx/platform/posix/process/Child.h"
-#include "qx/platform/posix/process/CommandLine.h"
-#include "qx/platform/posix/process/Reaper.h"
-#include "qx/platform/posix/text/narrow.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/process/Child.h>
+#include <qx/platform/posix/process/CommandLine.h>
+#include <qx/platform/posix/process/Reaper.h>
+#include <qx/platform/posix/text/narrow.h>
 
 using namespace qx;
 using namespace qx::platform;

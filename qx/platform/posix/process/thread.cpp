@@ -1,4 +1,4 @@
-#include <qx/platform/thread.h>
+#include "qx/platform/thread.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,9 +12,9 @@
 #include <qx/platform/native.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/sync/futex.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/handle.h>
+#include <qx/platform/posix/sync/futex.h>
 
 using namespace qx;
 using namespace qx::platform;

@@ -5,12 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/aside.h"
-#include "qx/platform/posix/files/path.h"
-#include "qx/platform/posix/files/readat.h"
-#include "qx/platform/posix/module/trust.h"
-#include "qx/platform/posix/random.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/aside.h>
+#include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/files/readat.h>
+#include <qx/platform/posix/module/trust.h>
+#include <qx/platform/posix/random.h>
 
 namespace qx::platform::registry {
 

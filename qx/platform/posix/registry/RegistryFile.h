@@ -7,8 +7,8 @@
 
 #include <qx/platform/replace.h>
 
-#include "qx/platform/detail/RegistryLog.h"
-#include "qx/platform/posix/descriptor.h"
+#include <qx/platform/detail/RegistryLog.h>
+#include <qx/platform/posix/descriptor.h>
 
 /* The system calls on the registry's files. */
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "qx/platform/detail/CaseMap.h"
+#include <qx/platform/detail/CaseMap.h>
 
 namespace qx::platform::registry {
 

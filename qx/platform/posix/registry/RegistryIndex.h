@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "qx/platform/detail/RegistryLog.h"
+#include <qx/platform/detail/RegistryLog.h>
 
 namespace qx::platform::registry {
 

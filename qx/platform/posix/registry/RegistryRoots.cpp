@@ -7,9 +7,9 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/path.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/path.h>
 
 namespace qx::platform::registry {
 

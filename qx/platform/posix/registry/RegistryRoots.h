@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "qx/platform/posix/registry/RegistryStore.h"
+#include <qx/platform/posix/registry/RegistryStore.h>
 
 namespace qx::platform::registry {
 

@@ -6,7 +6,7 @@
 #include <qx/platform/text.h>
 #include <qx/platform/thread.h>
 
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform::registry {
 

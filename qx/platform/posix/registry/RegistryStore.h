@@ -13,8 +13,8 @@
 #include <qx/platform/replace.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/registry/RegistryFile.h"
-#include "qx/platform/posix/registry/RegistryIndex.h"
+#include <qx/platform/posix/registry/RegistryFile.h>
+#include <qx/platform/posix/registry/RegistryIndex.h>
 
 namespace qx::platform::registry {
 

@@ -1,4 +1,4 @@
-#include <qx/platform/registry.h>
+#include "qx/platform/registry.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,11 +9,11 @@
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
-#include "qx/platform/detail/CaseMap.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/files/path.h"
-#include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/registry/RegistryRoots.h"
+#include <qx/platform/detail/CaseMap.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/handle.h>
+#include <qx/platform/posix/registry/RegistryRoots.h>
 
 using namespace qx;
 using namespace qx::platform;

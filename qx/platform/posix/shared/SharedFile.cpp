@@ -10,7 +10,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/error.h>
 #include <qx/platform/thread.h>
 
 namespace qx::platform::shared {

@@ -5,8 +5,8 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/descriptor.h"
-#include "qx/platform/posix/sync/futex.h"
+#include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform::shared {
 

@@ -5,9 +5,9 @@
 
 #include <sys/mman.h>
 
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/handle.h"
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/handle.h>
 
 namespace qx::platform::shared {
 

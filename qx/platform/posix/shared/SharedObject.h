@@ -6,10 +6,10 @@
 #include <mutex>
 #include <new>
 
-#include "qx/platform/posix/process/ThreadIdentity.h"
-#include "qx/platform/posix/shared/RobustLock.h"
-#include "qx/platform/posix/shared/SharedFile.h"
-#include "qx/platform/posix/shared/WaitWord.h"
+#include <qx/platform/posix/process/ThreadIdentity.h>
+#include <qx/platform/posix/shared/RobustLock.h>
+#include <qx/platform/posix/shared/SharedFile.h>
+#include <qx/platform/posix/shared/WaitWord.h>
 #include <qx/platform/result.h>
 #include <qx/platform/types.h>
 

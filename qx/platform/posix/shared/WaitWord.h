@@ -5,7 +5,7 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/sync/futex.h"
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform::shared {
 

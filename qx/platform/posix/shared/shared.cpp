@@ -1,4 +1,4 @@
-#include <qx/platform/shared.h>
+#include "qx/platform/shared.h"
 
 #include <cerrno>
 #include <new>
@@ -8,10 +8,10 @@
 #include <qx/platform/result.h>
 #include <qx/platform/sync.h>
 
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/shared/SharedFile.h"
-#include "qx/platform/posix/shared/SharedObject.h"
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/handle.h>
+#include <qx/platform/posix/shared/SharedFile.h>
+#include <qx/platform/posix/shared/SharedObject.h>
 
 namespace qx::platform::shared {
 

@@ -1,8 +1,10 @@
-#include "qx/platform/posix/sync/FutexLock.h"
-#include "qx/platform/posix/sync/HolderLock.h"
-#include "qx/platform/posix/sync/RecursiveLock.h"
-#include "qx/platform/posix/sync/WaitQueue.h"
-#include "qx/platform/posix/sync/synchandle.h"
+#include "qx/platform/sync.h"
+
+#include <qx/platform/posix/sync/FutexLock.h>
+#include <qx/platform/posix/sync/HolderLock.h>
+#include <qx/platform/posix/sync/RecursiveLock.h>
+#include <qx/platform/posix/sync/WaitQueue.h>
+#include <qx/platform/posix/sync/synchandle.h>
 
 namespace qx::platform {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "qx/platform/posix/process/ThreadIdentity.h"
-#include "qx/platform/posix/sync/futex.h"
+#include <qx/platform/posix/process/ThreadIdentity.h>
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform {
 

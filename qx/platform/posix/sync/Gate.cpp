@@ -1,5 +1,7 @@
-#include "qx/platform/posix/shared/WaitWord.h"
-#include "qx/platform/posix/sync/synchandle.h"
+#include "qx/platform/sync.h"
+
+#include <qx/platform/posix/shared/WaitWord.h>
+#include <qx/platform/posix/sync/synchandle.h>
 
 namespace qx::platform {
 

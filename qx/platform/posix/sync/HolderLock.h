@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qx/platform/posix/shared/SharedObject.h"
+#include <qx/platform/posix/shared/SharedObject.h>
 
 namespace qx::platform::shared {
 

@@ -1,7 +1,9 @@
-#include "qx/platform/posix/sync/FutexLock.h"
-#include "qx/platform/posix/sync/HolderLock.h"
-#include "qx/platform/posix/sync/RecursiveLock.h"
-#include "qx/platform/posix/sync/synchandle.h"
+#include "qx/platform/sync.h"
+
+#include <qx/platform/posix/sync/FutexLock.h>
+#include <qx/platform/posix/sync/HolderLock.h>
+#include <qx/platform/posix/sync/RecursiveLock.h>
+#include <qx/platform/posix/sync/synchandle.h>
 
 namespace qx::platform {
 

@@ -1,10 +1,12 @@
+#include "qx/platform/sync.h"
+
 #include <mutex>
 
-#include "qx/platform/posix/process/ThreadIdentity.h"
-#include "qx/platform/posix/shared/SharedRWLock.h"
-#include "qx/platform/posix/sync/FutexLock.h"
-#include "qx/platform/posix/sync/WaitQueue.h"
-#include "qx/platform/posix/sync/synchandle.h"
+#include <qx/platform/posix/process/ThreadIdentity.h>
+#include <qx/platform/posix/shared/SharedRWLock.h>
+#include <qx/platform/posix/sync/FutexLock.h>
+#include <qx/platform/posix/sync/WaitQueue.h>
+#include <qx/platform/posix/sync/synchandle.h>
 
 namespace qx::platform {
 

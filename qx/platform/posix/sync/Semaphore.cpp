@@ -1,8 +1,10 @@
+#include "qx/platform/sync.h"
+
 #include <algorithm>
 
-#include "qx/platform/posix/shared/SharedSemaphore.h"
-#include "qx/platform/posix/sync/Grants.h"
-#include "qx/platform/posix/sync/synchandle.h"
+#include <qx/platform/posix/shared/SharedSemaphore.h>
+#include <qx/platform/posix/sync/Grants.h>
+#include <qx/platform/posix/sync/synchandle.h>
 
 namespace qx::platform {
 

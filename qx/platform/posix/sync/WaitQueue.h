@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "qx/platform/posix/sync/futex.h"
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform {
 

@@ -6,8 +6,8 @@
 #include <qx/platform/result.h>
 #include <qx/platform/sync.h>
 
-#include "qx/platform/posix/handle.h"
-#include "qx/platform/posix/shared/SharedObject.h"
+#include <qx/platform/posix/handle.h>
+#include <qx/platform/posix/shared/SharedObject.h>
 
 /* How the functions of sync.h find their object: a handle of an object inside this process is its
  * address; one of an object between processes has bit 0 set beside the address of its SharedObject.

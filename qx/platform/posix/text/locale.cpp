@@ -1,4 +1,4 @@
-#include <qx/platform/text.h>
+#include "qx/platform/text.h"
 
 #include <atomic>
 #include <cerrno>
@@ -12,8 +12,8 @@
 #include <qx/platform/detail/Utf8.h>
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/CLibraryCall.h"
-#include "qx/platform/posix/error.h"
+#include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/error.h>
 
 using namespace qx;
 

@@ -5,7 +5,7 @@
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
-#include "qx/platform/posix/files/path.h"
+#include <qx/platform/posix/files/path.h>
 
 namespace qx::platform {
 

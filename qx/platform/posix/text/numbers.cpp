@@ -1,11 +1,11 @@
-#include <qx/platform/text.h>
+#include "qx/platform/text.h"
 
 #include <algorithm>
 #include <charconv>
 #include <limits>
 #include <string_view>
 
-#include "qx/platform/detail/CaseMap.h"
+#include <qx/platform/detail/CaseMap.h>
 
 using namespace qx::platform;
 

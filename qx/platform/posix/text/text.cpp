@@ -1,11 +1,11 @@
-#include <qx/platform/text.h>
+#include "qx/platform/text.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "qx/platform/detail/CaseKernel.h"
-#include "qx/platform/detail/CaseMap.h"
+#include <qx/platform/detail/CaseKernel.h>
+#include <qx/platform/detail/CaseMap.h>
 
 using namespace qx::platform;
 

@@ -1,4 +1,4 @@
-#include <qx/platform/time.h>
+#include "qx/platform/time.h"
 
 #include <atomic>
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 #include <qx/platform/result.h>
 
-#include "qx/platform/posix/CLibraryCall.h"
-#include "qx/platform/posix/error.h"
-#include "qx/platform/posix/time/calendar.h"
+#include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/error.h>
+#include <qx/platform/posix/time/calendar.h>
 
 using namespace qx;
 using namespace qx::platform;

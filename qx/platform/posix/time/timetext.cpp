@@ -1,3 +1,5 @@
+#include "qx/platform/time.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -8,11 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include <qx/platform/time.h>
-
-#include "qx/platform/posix/CLibraryCall.h"
-#include "qx/platform/posix/Forks.h"
-#include "qx/platform/posix/time/calendar.h"
+#include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/time/calendar.h>
 
 using namespace qx::platform;
 

@@ -1,4 +1,4 @@
-#include <qx/text/charset/detail/Avx2Kernels.h>
+#include "qx/text/charset/detail/Avx2Kernels.h"
 
 #if defined(__x86_64__)
 

@@ -1,4 +1,4 @@
-#include <qx/text/charset/detail/Avx2Vectors.h>
+#include "qx/text/charset/detail/Avx2Vectors.h"
 
 #if defined(__x86_64__)
 

@@ -1,6 +1,6 @@
 // Made by: tools/gen/codepages.py
 
-#include <qx/text/charset/detail/CodePages.h>
+#include "qx/text/charset/detail/CodePages.h"
 
 // clang-format off
 namespace qx::text::charset::detail {

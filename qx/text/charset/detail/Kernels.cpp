@@ -1,4 +1,4 @@
-#include <qx/text/charset/detail/Kernels.h>
+#include "qx/text/charset/detail/Kernels.h"
 
 #include <qx/text/charset/detail/Avx2Kernels.h>
 #include <qx/text/charset/detail/PlainKernels.h>

@@ -1,4 +1,4 @@
-#include <qx/text/charset/detail/PlainKernels.h>
+#include "qx/text/charset/detail/PlainKernels.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include <qx/text/charset/detail/WideKernels.h>
+#include "qx/text/charset/detail/WideKernels.h"
 
 #include <algorithm>
 #include <cstring>

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "qx/util/config/detail/IniCaseless.h"
+#include <qx/util/config/detail/IniCaseless.h>
 
 namespace qx::util::detail {
 

@@ -7,7 +7,7 @@
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/detail/Decode.h>
 
-#include "qx/text/charset/detail/Kernels.h"
+#include <qx/text/charset/detail/Kernels.h>
 
 namespace qx::util::detail {
 

@@ -7,7 +7,7 @@
 #include <qx/core/Reference.h>
 #include <qx/text/charset/ByteToCharConverter.h>
 
-#include "qx/util/config/detail/IniSets.h"
+#include <qx/util/config/detail/IniSets.h>
 
 namespace qx::util::detail {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "qx/util/config/detail/IniIndex.h"
+#include <qx/util/config/detail/IniIndex.h>
 
 namespace qx::util::detail {
 

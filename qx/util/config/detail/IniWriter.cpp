@@ -5,8 +5,8 @@
 #include <qx/core/String.h>
 #include <qx/platform/text.h>
 
-#include "qx/text/charset/detail/Kernels.h"
-#include "qx/util/detail/PlatformText.h"
+#include <qx/text/charset/detail/Kernels.h>
+#include <qx/util/detail/PlatformText.h>
 
 namespace qx::util::detail {
 

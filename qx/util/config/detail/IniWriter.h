@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "qx/util/config/detail/IniSets.h"
+#include <qx/util/config/detail/IniSets.h>
 
 namespace qx::util::detail {
 

@@ -1,4 +1,4 @@
-#include <qx/util/config/pcom/PcomPropertySet.h>
+#include "qx/util/config/pcom/PcomPropertySet.h"
 
 #include <string>
 
