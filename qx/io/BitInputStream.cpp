@@ -18,13 +18,12 @@ int BitInputStream::read() { return BitInputStream::read(8); }
 int32_t BitInputStream::read(signed char* to, int32_t length) {
     if (m_memory)
         return readFromMemory(reinterpret_cast<uint8_t*>(to), length);
+    m_failure.raise();
     int32_t count = 0;
-    while (count < length) {
-        const int byte = readFetching(8);
-        if (byte < 0)
-            break;
-        to[count++] = static_cast<signed char>(byte);
-    }
+    m_failure.guard(count, [&] {
+        for (int byte; count < length && (byte = readFetching(8)) >= 0; ++count)
+            to[count] = static_cast<signed char>(byte);
+    });
     return count > 0 ? count : -1;
 }
 
@@ -49,6 +48,7 @@ int BitInputStream::readBeyondByte(int bits) {
 
 /// Makes the next byte of the wrapped stream the current one; false at the end.
 bool BitInputStream::fetchByte() {
+    m_failure.raise();
     const int byte = wrapped().read();
     if (byte < 0)
         return false;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/io/FilterInputStream.h>
+#include <qx/io/LateFailure.h>
 #include <qx/platform/export.h>
 
 namespace qx::io {
@@ -25,6 +26,8 @@ public:
     using FilterInputStream::read;
     /// Reads bytes of 8 bits each until @p length or the end.
     /// @return the number of bytes, or -1 when there are none, also for a length below 1
+    /// @throws what the wrapped stream throws; when that has given bytes before, they are returned
+    ///     first, and the next call that needs a byte throws
     int32_t read(signed char* to, int32_t length) override;
     /// The next 8 bits as 0 to 255, or -1 when fewer are left; those are gone then.
     int read() override;
@@ -51,6 +54,7 @@ private:
     ByteArrayInputStream* m_memory; // the wrapped stream when it lies in memory, else null
     int32_t m_byte = 0;
     int32_t m_bitsLeft = 0; // the lowest ones of the byte
+    LateFailure m_failure;
 };
 
 } // namespace qx::io

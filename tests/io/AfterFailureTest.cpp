@@ -12,6 +12,7 @@
 
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/io/BitInputStream.h>
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteArrayOutputStream.h>
 #include <qx/io/DataOutputStream.h>
@@ -72,6 +73,7 @@ const struct {
     Reading (*over)(InputStream* in);
 } Readers[] = {
     {"filter", [](auto* in) { return blocksOf(qx::makeReference<FilterInputStream>(in)); }},
+    {"bits", [](auto* in) { return blocksOf(qx::makeReference<qx::io::BitInputStream>(in)); }},
     {"buffer", [](auto* in) { return blocksOf(qx::makeReference<BufferedInputStream>(in, 16)); }},
     {"units", [](auto* in) { return unitsOf(qx::makeReference<BufferedInputStream>(in, 16)); }},
     {"marked buffer",
