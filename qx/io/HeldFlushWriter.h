@@ -4,7 +4,7 @@
 
 #include <qx/io/FilterWriter.h>
 #include <qx/platform/export.h>
-#include <qx/sync/Mutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 namespace qx::io {
 
@@ -43,7 +43,7 @@ private:
     int64_t now() const;
     void flushHeld();
 
-    sync::Mutex m_lock;
+    sync::ForkSafeMutex m_lock;
     const int64_t m_longest; // microseconds, as m_heldSince
     bool m_isHeld = false;
     int64_t m_heldSince = 0;

@@ -1,7 +1,6 @@
 #include "qx/net/TcpSocket.h"
 
 #include <memory>
-#include <mutex>
 
 #include <qx/core/Exception.h>
 #include <qx/core/PlatformHandle.h>
@@ -103,15 +102,17 @@ String TcpSocket::getInheritanceId() const {
 
 void TcpSocket::close(uint64_t socket) { QXSocketClose(socket); }
 
-/// The stream of this socket, which holds the reference, made under the lock when there is none.
+/// The stream of this socket, which holds the reference. Of two threads that make one at the same
+/// time the slower drops its own: a lock might be found held by a child of a fork.
 template <class Stream>
 Stream* TcpSocket::streamOf(std::atomic<Stream*>& stream) {
     if (Stream* const existing = stream.load(std::memory_order_acquire))
         return existing;
-    const std::lock_guard guard(m_lock);
-    if (!stream.load(std::memory_order_relaxed))
-        stream.store(makeReference<Stream>(m_handle).detach(), std::memory_order_release);
-    return stream;
+    Reference<Stream> made = makeReference<Stream>(m_handle);
+    Stream* first = nullptr;
+    if (stream.compare_exchange_strong(first, made, std::memory_order_acq_rel))
+        return made.detach();
+    return first;
 }
 
 } // namespace qx::net

@@ -13,7 +13,6 @@
 #include <qx/net/TcpSocketHandle.h>
 #include <qx/platform/export.h>
 #include <qx/sync/Duration.h>
-#include <qx/sync/Mutex.h>
 
 namespace qx::net {
 
@@ -78,12 +77,9 @@ private:
     template <class Stream>
     Stream* streamOf(std::atomic<Stream*>& stream);
 
-    /// Null until asked for; each holds a reference.
+    // Null until asked for; each holds a reference.
     std::atomic<TcpSocketInputStream*> m_inputStream{nullptr};
     std::atomic<TcpSocketOutputStream*> m_outputStream{nullptr};
-    /// Held while a stream is made. Stands before the handle: once that has taken over a socket,
-    /// the constructor cannot fail.
-    sync::Mutex m_lock;
     Reference<TcpSocketHandle> m_handle;
 };
 

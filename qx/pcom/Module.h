@@ -6,9 +6,10 @@
 
 #include <qx/core/GUID.h>
 #include <qx/core/ModuleCount.h>
+#include <qx/core/String.h>
 #include <qx/pcom/IClassFactory.h>
 #include <qx/platform/export.h>
-#include <qx/sync/Mutex.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 namespace qx::pcom {
 
@@ -104,7 +105,7 @@ private:
     int32_t makeFactory(ClassData& entry);
 
     ClassData* m_classes;
-    sync::Mutex m_lock;
+    sync::ForkSafeMutex m_lock;
     /// The changes being gathered; null outside of the calls that change the registry.
     detail::Registration* m_registration = nullptr;
 };
@@ -135,7 +136,7 @@ public:
 
 private:
     Module& m_module;
-    std::lock_guard<sync::Mutex> m_guard;
+    std::lock_guard<sync::ForkSafeMutex> m_guard;
     std::unique_ptr<detail::Registration> m_own;
 };
 
