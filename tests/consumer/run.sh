@@ -47,9 +47,9 @@ find_package)
     [[ ${message//[[:space:]]/} == *'nocomponent"brew":itscomponentsarelibrary,toolsandmodules'* ]]
     ;;
 subdirectory)
-    # The flags of the release preset, so that a compiler cache serves what was just built.
-    cmake -S "$source/subdirectory" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-        -DQX_WARNINGS_AS_ERRORS=ON
+    # Not optimised, which compiles in a third of the time.
+    cmake -S "$source/subdirectory" -B "$build" -G Ninja -DCMAKE_CXX_FLAGS=-O0 \
+        -DCMAKE_BUILD_TYPE=None -DQX_WARNINGS_AS_ERRORS=ON
     cmake --build "$build"
     ;;
 pkg_config)
