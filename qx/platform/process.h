@@ -1,10 +1,9 @@
 #pragma once
 
-/*
- * Child processes. Texts are nul-terminated UTF-16 and reach the child in the default encoding.
- * Every function returns a result code, negative on failure, and may be called from any thread; one
- * handle is used by one thread at a time.
- */
+/// @file
+/// Child processes. Texts are nul-terminated UTF-16 and reach the child in the default encoding.
+/// Every function returns a result code, negative on failure, and may be called from any thread;
+/// one handle is used by one thread at a time.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>
@@ -13,53 +12,53 @@
 extern "C" {
 #endif
 
-/* Flags of QXProcessCreate: what is not inherited goes through a pipe. */
-#define QX_PROCESS_MERGE_ERROR 1u   /* error output goes where output goes; no stream of its own */
-#define QX_PROCESS_INHERIT_INPUT 2u /* the child has the standard stream of this process */
+/// Flags of QXProcessCreate: what is not inherited goes through a pipe.
+#define QX_PROCESS_MERGE_ERROR 1u   ///< error output goes where output goes; no stream of its own
+#define QX_PROCESS_INHERIT_INPUT 2u ///< the child has the standard stream of this process
 #define QX_PROCESS_INHERIT_OUTPUT 4u
-#define QX_PROCESS_INHERIT_ERROR 8u /* not with MERGE_ERROR */
+#define QX_PROCESS_INHERIT_ERROR 8u ///< not with MERGE_ERROR
 
-/* Exit code of a child whose status somebody else took or threw away: the host program ignores
- * SIGCHLD or waits for children that are not its own, and the kernel does not tell otherwise. */
+/// Exit code of a child whose status somebody else took or threw away: the host program ignores
+/// SIGCHLD or waits for children that are not its own, and the kernel does not tell otherwise.
 #define QX_PROCESS_EXIT_UNKNOWN ((int32_t)-0x7FFFFFFF - 1)
 
-/* Starts a program.
- *
- * @p path: its file, absolute or from this process's current folder; null: the first word of the
- * command line, looked up in this process's PATH when it holds no slash.
- * @p commandLine: the arguments, the program's own name first; null: that name alone. Blanks and
- * tabs separate words except between double quotes, and "" alone is an empty word. \" is a quote,
- * and so is "" between quotes; backslashes that stand before a quote count half, all others are
- * plain. A last quote that nobody closes reaches to the end.
- * @p folder: where the child starts; null: this process's current folder.
- * @p environment: texts NAME=value and a null at the end, all that the child gets; null: this
- * process's environment.
- * @p streams: receives the handles of the child's input (to write), output and error output (to
- * read), all ones for those without a pipe. The caller closes them with QXFileClose, before or
- * after the end of the child; what it has written can still be read then. The child reads the end
- * of its input once that handle is closed.
- *
- * The child has an empty signal mask, the default action for SIGPIPE and no descriptor but the
- * standard ones.
- *
- * 0x80070002 when there is no such program, 0x80070005 when it may not be executed or is a folder,
- * 0x800700C1 when it is no program, 0x8007010B when there is no such folder, 0x800700CE when the
- * texts are too long, 0x80070057 for an empty command line, an environment text without a name, and
- * other flags, 0x80070059 when the system takes no more processes. Handles are then all ones. */
+/// Starts a program.
+///
+/// @p path: its file, absolute or from this process's current folder; null: the first word of the
+/// command line, looked up in this process's PATH when it holds no slash.
+/// @p commandLine: the arguments, the program's own name first; null: that name alone. Blanks and
+/// tabs separate words except between double quotes, and "" alone is an empty word. \" is a quote,
+/// and so is "" between quotes; backslashes that stand before a quote count half, all others are
+/// plain. A last quote that nobody closes reaches to the end.
+/// @p folder: where the child starts; null: this process's current folder.
+/// @p environment: texts NAME=value and a null at the end, all that the child gets; null: this
+/// process's environment.
+/// @p streams: receives the handles of the child's input (to write), output and error output (to
+/// read), all ones for those without a pipe. The caller closes them with QXFileClose, before or
+/// after the end of the child; what it has written can still be read then. The child reads the end
+/// of its input once that handle is closed.
+///
+/// The child has an empty signal mask, the default action for SIGPIPE and no descriptor but the
+/// standard ones.
+///
+/// 0x80070002 when there is no such program, 0x80070005 when it may not be executed or is a folder,
+/// 0x800700C1 when it is no program, 0x8007010B when there is no such folder, 0x800700CE when the
+/// texts are too long, 0x80070057 for an empty command line, an environment text without a name,
+/// and other flags, 0x80070059 when the system takes no more processes. Handles are then all ones.
 QX_API int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine,
                                const char16_t* folder, const char16_t* const* environment,
                                uint32_t flags, QXHandle* streams, QXHandle* process);
-/* Waits for the end of the child and stores its exit code: 0 to 255, or minus the number of the
- * signal that ended it. The handle is gone then; after a failure it is as before and the code is
- * -1. */
+/// Waits for the end of the child and stores its exit code: 0 to 255, or minus the number of the
+/// signal that ended it. The handle is gone then; after a failure it is as before and the code is
+/// -1.
 QX_API int32_t QXProcessJoin(QXHandle process, int32_t* exitCode);
-/* The same without waiting: 0x800700AA while the child runs. */
+/// The same without waiting: 0x800700AA while the child runs.
 QX_API int32_t QXProcessGetExitCode(QXHandle process, int32_t* exitCode);
-/* Gives the handle up and does not wait. At its end nothing is left of the child, which this
- * process sees to. */
+/// Gives the handle up and does not wait. At its end nothing is left of the child, which this
+/// process sees to.
 QX_API int32_t QXProcessDetach(QXHandle process);
 
-/* Number of the calling process. */
+/// Number of the calling process.
 QX_API uint32_t QXProcessGetID(void);
 
 #ifdef __cplusplus

@@ -1,9 +1,8 @@
 #pragma once
 
-/*
- * Files that are replaced as a whole, and the noticing of such changes. Paths and results are those
- * of files.h. All functions may be called from any thread.
- */
+/// @file
+/// Files that are replaced as a whole, and the noticing of such changes. Paths and results are
+/// those of files.h. All functions may be called from any thread.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>
@@ -12,39 +11,39 @@
 extern "C" {
 #endif
 
-/* What tells one state of a file from another. All zeros is the state of no file. */
+/// What tells one state of a file from another. All zeros is the state of no file.
 typedef struct QXFileState {
-    int64_t modified; /* nanoseconds since 1970, negative before */
-    int64_t size;     /* bytes */
+    int64_t modified; ///< nanoseconds since 1970, negative before
+    int64_t size;     ///< bytes
     uint64_t device;
     uint64_t inode;
 } QXFileState;
 
-/* The state of a file, links followed, for the cost of one system call; that of an open file; all
- * zeros after a failure. */
+/// The state of a file, links followed, for the cost of one system call; that of an open file; all
+/// zeros after a failure.
 QX_API int32_t QXFileGetState(const char* path, QXFileState* state);
 QX_API int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state);
-/* 1 when both are one state of one file, else 0. */
+/// 1 when both are one state of one file, else 0.
 QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right);
-/* 1 when a change from now on is sure to give a file of this state another one, 0 when it was
- * changed so lately that the clock of the file system may not tell the two apart. */
+/// 1 when a change from now on is sure to give a file of this state another one, 0 when it was
+/// changed so lately that the clock of the file system may not tell the two apart.
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 
-/* Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,
- * and whoever looks after a crash or a power cut at any moment, finds the old bytes or the new
- * ones, whole. After success the new ones are durable.
- *
- * Written aside (under a name of QXFileCreateBeside), flushed, renamed, then the folder is flushed.
- * A symbolic link stays one, and the file that it leads to is replaced. Permission bits are kept,
- * the owner and group where the caller may give them; hard links are not. A new file has the bits
- * of @p mode, at most 0777, less the umask. Files aside that killed writers left behind are removed
- * first; those of living ones stay.
- *
- * After a failure the old file stands and nothing is left aside, except that a failing flush of the
- * folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a file
- * that the caller may not write, even where the folder would allow it. @p state (may be null)
- * receives the state of the new file when that stands, else all zeros. Its time is precise, later
- * than that of the file before. */
+/// Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,
+/// and whoever looks after a crash or a power cut at any moment, finds the old bytes or the new
+/// ones, whole. After success the new ones are durable.
+///
+/// Written aside (under a name of QXFileCreateBeside), flushed, renamed, then the folder is
+/// flushed. A symbolic link stays one, and the file that it leads to is replaced. Permission bits
+/// are kept, the owner and group where the caller may give them; hard links are not. A new file has
+/// the bits of @p mode, at most 0777, less the umask. Files aside that killed writers left behind
+/// are removed first; those of living ones stay.
+///
+/// After a failure the old file stands and nothing is left aside, except that a failing flush of
+/// the folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a
+/// file that the caller may not write, even where the folder would allow it. @p state (may be null)
+/// receives the state of the new file when that stands, else all zeros. Its time is precise, later
+/// than that of the file before.
 QX_API int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
                              QXFileState* state);
 

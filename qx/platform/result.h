@@ -1,9 +1,8 @@
 #pragma once
 
-/*
- * Result codes: 32-bit signed values, negative on failure. C programs use the QX_E_ names, C++
- * programs the constants of qx::result.
- */
+/// @file
+/// Result codes: 32-bit signed values, negative on failure. C programs use the QX_E_ names, C++
+/// programs the constants of qx::result.
 
 #include <stdint.h>
 
@@ -15,12 +14,12 @@ enum {
     QX_E_NOT_IMPLEMENTED             = (int32_t)0x80004001u,
     QX_E_NO_INTERFACE                = (int32_t)0x80004002u,
     QX_E_NULL_POINTER                = (int32_t)0x80004003u,
-    QX_E_FAIL                        = (int32_t)0x80004005u, /* unspecified failure */
-    QX_E_NOT_AVAILABLE               = (int32_t)0x80004007u, /* not on this platform */
+    QX_E_FAIL                        = (int32_t)0x80004005u, ///< unspecified failure
+    QX_E_NOT_AVAILABLE               = (int32_t)0x80004007u, ///< not on this platform
     QX_E_BUFFER_TOO_SMALL            = (int32_t)0x80004009u,
     QX_E_NO_AGGREGATION              = (int32_t)0x80040110u,
     QX_E_CLASS_NOT_AVAILABLE         = (int32_t)0x80040111u,
-    QX_E_NOT_FOUND                   = (int32_t)0x80070002u, /* file or key */
+    QX_E_NOT_FOUND                   = (int32_t)0x80070002u, ///< file or key
     QX_E_ACCESS_DENIED               = (int32_t)0x80070005u,
     QX_E_INVALID_HANDLE              = (int32_t)0x80070006u,
     QX_E_OUT_OF_MEMORY               = (int32_t)0x8007000Eu,
@@ -29,19 +28,19 @@ enum {
     QX_E_INVALID_ARGUMENT            = (int32_t)0x80070057u,
     QX_E_BROKEN_PIPE                 = (int32_t)0x8007006Du,
     QX_E_DISK_FULL                   = (int32_t)0x80070070u,
-    QX_E_MODULE_NOT_FOUND            = (int32_t)0x8007007Eu, /* a library, or one that it needs */
-    QX_E_SYMBOL_NOT_FOUND            = (int32_t)0x8007007Fu, /* in a library */
-    QX_E_BUSY                        = (int32_t)0x800700AAu, /* a try that would have to wait */
-    QX_E_NOT_A_MODULE                = (int32_t)0x800700BEu, /* a library, but no component module */
-    QX_E_ALREADY_EXISTS              = (int32_t)0x800700B7u, /* key */
+    QX_E_MODULE_NOT_FOUND            = (int32_t)0x8007007Eu, ///< a library, or one that it needs
+    QX_E_SYMBOL_NOT_FOUND            = (int32_t)0x8007007Fu, ///< in a library
+    QX_E_BUSY                        = (int32_t)0x800700AAu, ///< a try that would have to wait
+    QX_E_NOT_A_MODULE                = (int32_t)0x800700BEu, ///< a library, but no component module
+    QX_E_ALREADY_EXISTS              = (int32_t)0x800700B7u, ///< key
     QX_E_NOT_A_LIBRARY               = (int32_t)0x800700C1u,
     QX_E_FILE_TOO_LARGE              = (int32_t)0x800700DFu,
-    QX_E_NOT_OWNER                   = (int32_t)0x80070120u, /* lock released by a stranger */
-    QX_E_NO_MORE_ITEMS               = (int32_t)0x80070103u, /* end of a walk */
-    QX_E_OVERFLOW                    = (int32_t)0x80070216u, /* count at its limit */
-    QX_E_DEADLOCK                    = (int32_t)0x8007046Bu, /* would wait for itself */
-    QX_E_MODULE_VERSION              = (int32_t)0x8007051Au, /* a module for another interface version */
-    QX_E_CORRUPT                     = (int32_t)0x80070570u, /* damaged file */
+    QX_E_NOT_OWNER                   = (int32_t)0x80070120u, ///< lock released by a stranger
+    QX_E_NO_MORE_ITEMS               = (int32_t)0x80070103u, ///< end of a walk
+    QX_E_OVERFLOW                    = (int32_t)0x80070216u, ///< count at its limit
+    QX_E_DEADLOCK                    = (int32_t)0x8007046Bu, ///< would wait for itself
+    QX_E_MODULE_VERSION              = (int32_t)0x8007051Au, ///< a module for another interface version
+    QX_E_CORRUPT                     = (int32_t)0x80070570u, ///< damaged file
     QX_E_TIMED_OUT                   = (int32_t)0x800705B4u,
     QX_E_INVALID_CHARACTER           = (int32_t)0x8BB34101u,
     QX_E_UNMAPPABLE_CHARACTER        = (int32_t)0x8BB34102u,

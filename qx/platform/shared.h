@@ -1,13 +1,12 @@
 #pragma once
 
-/*
- * Named semaphores and shared memory, for the processes of one user.
- *
- * Functions return a result code, negative on failure; out-parameters are all ones or null
- * after one. A name is any nul-terminated text that is not empty, path separators included. An Open
- * gives 0x800700AA when another process has been setting up or removing the object of that name for
- * some seconds, which only happens when it is stopped just then.
- */
+/// @file
+/// Named semaphores and shared memory, for the processes of one user.
+///
+/// Functions return a result code, negative on failure; out-parameters are all ones or null
+/// after one. A name is any nul-terminated text that is not empty, path separators included. An
+/// Open gives 0x800700AA when another process has been setting up or removing the object of that
+/// name for some seconds, which only happens when it is stopped just then.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>
@@ -16,45 +15,44 @@
 extern "C" {
 #endif
 
-/* What this machine lacks that named semaphores, shared memory and the locks and signals of
- * QX_SYNC_SHARED need, as a text in English that says where it was looked for; null when nothing.
- * Where something is lacking they cannot be opened: 0x80004007. */
+/// What this machine lacks that named semaphores, shared memory and the locks and signals of
+/// QX_SYNC_SHARED need, as a text in English that says where it was looked for; null when nothing.
+/// Where something is lacking they cannot be opened: 0x80004007.
 QX_API const char* QXSharedObjectsLack(void);
 
-/* Opens the semaphore of that name, creating it with @p value units when nobody has it open; an
- * existing one keeps its count. Use the handle with QXSemaphoreWait, TryWait, Post and GetValue
- * (sync.h). The semaphore disappears when its last user closes it or dies.
- *
- * Created with 1 or more it guards resources: units belong to the process that took them, and those
- * of a process that ends, or closes its last handle of the name, are given back: waiters elsewhere
- * go on within a second. A post by a process that holds no unit adds one for good. Created with 0
- * it is a signal: nobody owns units, what was posted or taken stays so.
- *
- * A child made by fork may use the handles it inherits. It is a process of its own that holds no
- * units, so it must not post what its parent took. */
+/// Opens the semaphore of that name, creating it with @p value units when nobody has it open; an
+/// existing one keeps its count. Use the handle with QXSemaphoreWait, TryWait, Post and GetValue
+/// (sync.h). The semaphore disappears when its last user closes it or dies.
+///
+/// Created with 1 or more it guards resources: units belong to the process that took them, and
+/// those of a process that ends, or closes its last handle of the name, are given back: waiters
+/// elsewhere go on within a second. A post by a process that holds no unit adds one for good.
+/// Created with 0 it is a signal: nobody owns units, what was posted or taken stays so.
+///
+/// A child made by fork may use the handles it inherits. It is a process of its own that holds no
+/// units, so it must not post what its parent took.
 QX_API int32_t QXNamedSemOpen(const char* name, uint32_t value, QXHandle* handle);
 QX_API int32_t QXNamedSemClose(QXHandle handle);
 
-/* Flags of QXSharedMemOpen. Without CREATE the block must exist: 0x80070002 if not. */
-#define QX_SHAREDMEM_CREATE 1u    /* create it, filled with zeros, when it does not exist */
-#define QX_SHAREDMEM_EXCLUSIVE 2u /* with CREATE: fail with 0x80070050 when it exists */
-#define QX_SHAREDMEM_READ_ONLY 4u /* not with CREATE: can be attached for reading only */
+/// Flags of QXSharedMemOpen. Without CREATE the block must exist: 0x80070002 if not.
+#define QX_SHAREDMEM_CREATE 1u    ///< create it, filled with zeros, when it does not exist
+#define QX_SHAREDMEM_EXCLUSIVE 2u ///< with CREATE: fail with 0x80070050 when it exists
+#define QX_SHAREDMEM_READ_ONLY 4u ///< not with CREATE: can be attached for reading only
 
-/* Opens the block of that name, which exists from its creation until its last user closes it or
- * dies.
- *
- * @p permissions: 0 for a block of this user alone. Otherwise the block lies in a name space common
- * to all users, and the bits (those of 0666) say what group and others may do; who opens such a
- * block of another user passes them too and trusts its owner.
- * @p size: in bytes, 1 or more to create. An existing block may be larger, never smaller
- * (0x80070057); 0 takes it as it is. The space is reserved here: 0x80070070 when it is not there.
- */
+/// Opens the block of that name, which exists from its creation until its last user closes it or
+/// dies.
+///
+/// @p permissions: 0 for a block of this user alone. Otherwise the block lies in a name space
+/// common to all users, and the bits (those of 0666) say what group and others may do; who opens
+/// such a block of another user passes them too and trusts its owner.
+/// @p size: in bytes, 1 or more to create. An existing block may be larger, never smaller
+/// (0x80070057); 0 takes it as it is. The space is reserved here: 0x80070070 when it is not there.
 QX_API int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions,
                                uint32_t size, QXHandle* handle);
-/* Maps the whole block. @p access: 0x80000000 to read, 0x40000000 to write, or both. The
- * block stays in use until what was mapped is detached, also when the handle is closed before. */
+/// Maps the whole block. @p access: 0x80000000 to read, 0x40000000 to write, or both. The
+/// block stays in use until what was mapped is detached, also when the handle is closed before.
 QX_API int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address);
-/* Unmaps what Attach mapped at this address. */
+/// Unmaps what Attach mapped at this address.
 QX_API int32_t QXSharedMemDetach(void* address);
 QX_API int32_t QXSharedMemClose(QXHandle handle);
 
