@@ -5,7 +5,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
-#include <qx/core/detail/HexDigits.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/text.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/util/detail/PlatformText.h>
@@ -36,8 +36,8 @@ String shown(std::string_view name) {
             continue;
         }
         text += u"\\x";
-        text += static_cast<char16_t>(qx::detail::hexDigit(code >> 4));
-        text += static_cast<char16_t>(qx::detail::hexDigit(code & 0xF));
+        text += static_cast<char16_t>(qx::platform::hexDigit(code >> 4));
+        text += static_cast<char16_t>(qx::platform::hexDigit(code & 0xF));
     }
     return text;
 }

@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-#include <qx/core/detail/HexDigits.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Utf8.h>
 
 namespace qx::i18n::detail {
 
-using qx::detail::hexDigit;
-using qx::detail::hexValue;
+using qx::platform::hexDigit;
+using qx::platform::hexValue;
 using text::charset::isHighSurrogate;
 using text::charset::isLowSurrogate;
 using text::charset::isSurrogate;

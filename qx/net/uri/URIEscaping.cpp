@@ -10,8 +10,8 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Number.h>
 #include <qx/core/detail/CheckedSize.h>
-#include <qx/core/detail/HexDigits.h>
 #include <qx/core/detail/UnitSearch.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/detail/Kernels.h>
 #include <qx/text/charset/detail/Utf8.h>
@@ -61,8 +61,8 @@ char32_t takeCharacter(std::u16string_view& text) {
 
 char16_t* writeEscape(uint8_t byte, char16_t* out) {
     *out++ = u'%';
-    *out++ = static_cast<char16_t>(qx::detail::hexDigit(byte >> 4));
-    *out++ = static_cast<char16_t>(qx::detail::hexDigit(byte & 0xFu));
+    *out++ = static_cast<char16_t>(qx::platform::hexDigit(byte >> 4));
+    *out++ = static_cast<char16_t>(qx::platform::hexDigit(byte & 0xFu));
     return out;
 }
 
@@ -83,8 +83,8 @@ int64_t escapedLength(std::u16string_view text, int part) {
 
 /// The byte that two characters behind a "%" stand for.
 uint8_t escapedByte(const uint8_t* characters) {
-    const int high = qx::detail::hexValue(characters[0]);
-    const int low = qx::detail::hexValue(characters[1]);
+    const int high = qx::platform::hexValue(characters[0]);
+    const int low = qx::platform::hexValue(characters[1]);
     if (high >= 0 && low >= 0)
         return static_cast<uint8_t>(high << 4 | low);
     const char16_t text[] = {characters[0], characters[1]};

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include <qx/core/detail/HexDigits.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Window.h>
@@ -26,7 +26,7 @@ struct Escape {
     size_t length = 0; ///< in bytes, of a complete one
 };
 
-int digitValue(char byte) { return qx::detail::hexValue(static_cast<uint8_t>(byte)); }
+int digitValue(char byte) { return qx::platform::hexValue(static_cast<uint8_t>(byte)); }
 
 Escape readNumber(std::string_view text) {
     Escape escape;
@@ -98,7 +98,7 @@ std::string_view writeEscape(char32_t value, char (&buffer)[8]) {
     char* digits = std::end(buffer);
     *--digits = ';';
     do {
-        *--digits = qx::detail::hexDigit(value & 0xF);
+        *--digits = qx::platform::hexDigit(value & 0xF);
         value >>= 4;
     } while (value != 0);
     *--digits = '_';

@@ -6,7 +6,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
-#include <qx/core/detail/HexDigits.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/registry.h>
 #include <qx/util/config/IniFile.h>
 #include <qx/util/config/IniFileIterator.h>
@@ -28,8 +28,8 @@ T numberIn(const std::vector<uint8_t>& data) {
 String hexadecimal(const std::vector<uint8_t>& bytes) {
     std::u16string text;
     for (const uint8_t byte : bytes) {
-        text += static_cast<char16_t>(qx::detail::hexDigit(byte >> 4));
-        text += static_cast<char16_t>(qx::detail::hexDigit(byte & 0xFu));
+        text += static_cast<char16_t>(qx::platform::hexDigit(byte >> 4));
+        text += static_cast<char16_t>(qx::platform::hexDigit(byte & 0xFu));
     }
     return String(std::u16string_view(text));
 }

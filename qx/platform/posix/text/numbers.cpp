@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <qx/platform/detail/CaseMap.h>
+#include <qx/platform/detail/HexDigits.h>
 
 using namespace qx::platform;
 
@@ -163,7 +164,7 @@ private:
         const bool isLeadingZero = m_length == 0 && digit == 0;
         const bool isKept = !isLeadingZero && m_length < MaxDigits;
         if (isKept)
-            m_text[m_length++] = "0123456789abcdef"[digit];
+            m_text[m_length++] = hexDigit(static_cast<unsigned>(digit));
         else
             m_restNotZero |= digit != 0;
         if (inFraction && (isKept || isLeadingZero))

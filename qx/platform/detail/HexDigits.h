@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace qx::detail {
+namespace qx::platform {
 
 /// The digit of a number below 16, in upper case.
 constexpr char hexDigit(unsigned number) { return "0123456789ABCDEF"[number]; }
@@ -15,4 +15,4 @@ constexpr int hexValue(char32_t unit) {
     return letter >= U'a' && letter <= U'f' ? static_cast<int>(letter - U'a') + 10 : -1;
 }
 
-} // namespace qx::detail
+} // namespace qx::platform
