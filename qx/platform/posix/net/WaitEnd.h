@@ -5,6 +5,7 @@
 #include <poll.h>
 
 #include <qx/platform/posix/error.h>
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform {
 
@@ -15,26 +16,21 @@ class WaitEnd {
 public:
     explicit WaitEnd(TimeLimit limit) {
         if (limit)
-            m_end = std::chrono::steady_clock::now() + *limit;
+            m_end = Deadline::after(*limit);
     }
 
-    bool hasPassed() const { return m_end && std::chrono::steady_clock::now() >= *m_end; }
+    bool hasPassed() const { return m_end && m_end->hasPassed(); }
 
     /// poll until then, going on after signals.
     int poll(pollfd* entries, nfds_t count) const noexcept {
         return retryInterrupted([&] {
-            if (!m_end)
-                return ::ppoll(entries, count, nullptr, nullptr);
-            const auto left =
-                std::max(*m_end - std::chrono::steady_clock::now(), std::chrono::nanoseconds(0));
-            const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
-            const timespec limit{seconds.count(), (left - seconds).count()};
-            return ::ppoll(entries, count, &limit, nullptr);
+            const timespec left = m_end ? m_end->timeLeft() : timespec{};
+            return ::ppoll(entries, count, m_end ? &left : nullptr, nullptr);
         });
     }
 
 private:
-    std::optional<std::chrono::steady_clock::time_point> m_end;
+    std::optional<Deadline> m_end;
 };
 
 } // namespace qx::platform

@@ -172,7 +172,7 @@ void QXThreadSleep(uint32_t milliseconds) {
         ::sched_yield();
         return;
     }
-    const Deadline end = Deadline::after(milliseconds);
-    while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end.time(), nullptr) == EINTR) {
+    const timespec end = Deadline::after(milliseconds).time();
+    while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
     }
 }

@@ -1,26 +1,50 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <ctime>
 
 namespace qx::platform {
 
-/// A point of the monotonic clock.
+/// A point of the monotonic clock, which is the system's CLOCK_MONOTONIC.
 class Deadline {
 public:
-    static Deadline after(uint32_t milliseconds) noexcept;
+    static Deadline after(std::chrono::nanoseconds time) noexcept {
+        return Deadline(Clock::now() + time);
+    }
+    static Deadline after(uint32_t milliseconds) noexcept {
+        return after(std::chrono::milliseconds(milliseconds));
+    }
 
-    const timespec& time() const noexcept { return m_time; }
-    bool hasPassed() const noexcept;
-    bool isBefore(const Deadline& other) const noexcept;
+    /// The point as the system takes it, and how long it is until then.
+    timespec time() const noexcept { return toTimespec(m_time.time_since_epoch()); }
+    timespec timeLeft() const noexcept {
+        return toTimespec(std::max(m_time - Clock::now(), Clock::duration(0)));
+    }
+    bool hasPassed() const noexcept { return Clock::now() >= m_time; }
+    bool isBefore(const Deadline& other) const noexcept { return m_time < other.m_time; }
 
 private:
-    Deadline() = default;
+    using Clock = std::chrono::steady_clock;
 
-    timespec m_time;
+    explicit Deadline(Clock::time_point time) noexcept : m_time(time) {}
+    static timespec toTimespec(std::chrono::nanoseconds time) noexcept {
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+        return {seconds.count(), (time - seconds).count()};
+    }
+
+    Clock::time_point m_time;
 };
+
+/// The same clock in milliseconds.
+inline int64_t monotonicMs() noexcept {
+    return std::chrono::floor<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
 
 /// The 32 bits of an atomic that the kernel compares and waits on: all of a 32-bit one, the low
 /// half of a 64-bit one.
