@@ -9,7 +9,10 @@ namespace qx::platform {
 
 namespace {
 
-/// In the order in which their locks are acquired where several are held.
+/// In the order in which their locks are acquired where several are held, so that the forking
+/// thread cannot wait for one whose holder waits for another that it has already. They are let go
+/// in the opposite order. States of upper layers come before these, and the loader before all: its
+/// lock is held while libraries start and end, which may enter the list.
 constexpr const ForkSteps* OwnStates[] = {
     &ComponentForkSteps, &RegistryForkSteps, &ModuleForkSteps,   &SharedObjectForkSteps,
     &ChildForkSteps,     &ReaperForkSteps,   &ConsoleForkSteps,  &DriveForkSteps,
@@ -26,7 +29,7 @@ void take(void (*step)(void*) noexcept, void* state) noexcept {
 }
 
 void beforeFork() noexcept {
-    take(LoaderForkSteps.before, nullptr); // what is loaded may have states enter the list
+    take(LoaderForkSteps.before, nullptr);
     s_lock.lock();
     for (const ForkNode* node = s_first; node != nullptr; node = node->next)
         take(node->steps->before, node->state);

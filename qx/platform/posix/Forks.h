@@ -20,10 +20,15 @@ extern const ForkSteps CLibraryForkSteps;     // CLibraryCall.cpp
 extern const ForkSteps LoaderForkSteps;       // CLibraryCall.cpp
 extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 
-/// The steps of a state that one lock guards and that a child takes over as it is.
-template <auto& Lock>
+/// The steps of a state that one lock guards. A child takes it over as it is, or as @p InChild
+/// leaves it, which runs with the lock held.
+template <auto& Lock, void (*InChild)() noexcept = nullptr>
 inline constexpr ForkSteps HeldInFork{[](void*) noexcept { Lock.lock(); },
                                       [](void*) noexcept { Lock.unlock(); },
-                                      [](void*) noexcept { Lock.unlock(); }};
+                                      [](void*) noexcept {
+                                          if constexpr (InChild != nullptr)
+                                              InChild();
+                                          Lock.unlock();
+                                      }};
 
 } // namespace qx::platform

@@ -53,6 +53,8 @@ int32_t exitCodeOfCollected(int descriptor) noexcept {
     return exitCodeOf(info.status);
 }
 
+void forgetChildren() noexcept { s_children.clear(); } // in a child: they are the parent's
+
 } // namespace
 
 void Child::begin(pid_t number) noexcept {
@@ -112,11 +114,6 @@ std::unique_ptr<Child> takeChild(QXHandle handle) noexcept {
     return std::unique_ptr<Child>(found != nullptr ? s_children.take(found) : nullptr);
 }
 
-constexpr ForkSteps ChildForkSteps{[](void*) noexcept { s_lock.lock(); },
-                                   [](void*) noexcept { s_lock.unlock(); },
-                                   [](void*) noexcept {
-                                       s_children.clear(); // they are the parent's
-                                       s_lock.unlock();
-                                   }};
+constexpr ForkSteps ChildForkSteps = HeldInFork<s_lock, forgetChildren>;
 
 } // namespace qx::platform

@@ -32,6 +32,13 @@ constexpr int LongestPauseMs = 128;
 constexpr int Unlimited = -1; // of a wait
 
 /// The children to collect, and the thread that does it.
+///
+/// A child is waited for by its process descriptor or its number, never by "any child": the host
+/// program may have children of its own. Nor is SIGCHLD caught, which belongs to the program too.
+///
+/// A watched child moves to the unwatched ones when its descriptor says that it has ended, and is
+/// collected there: so one place collects, under the lock, and epoll holds no pointer to a child
+/// that is gone.
 class Reaper {
 public:
     constexpr Reaper() = default;
@@ -231,14 +238,11 @@ Reaper::~Reaper() {
     joinThread();
 }
 
+void forgetReaper() noexcept { s_reaper.forget(); }
+
 } // namespace
 
-constexpr ForkSteps ReaperForkSteps{[](void*) noexcept { s_reaper.lock(); },
-                                    [](void*) noexcept { s_reaper.unlock(); },
-                                    [](void*) noexcept {
-                                        s_reaper.forget();
-                                        s_reaper.unlock();
-                                    }};
+constexpr ForkSteps ReaperForkSteps = HeldInFork<s_reaper, forgetReaper>;
 
 int32_t reapInBackground(std::unique_ptr<Child> child) noexcept {
     return s_reaper.add(std::move(child));
