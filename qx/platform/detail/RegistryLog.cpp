@@ -230,7 +230,9 @@ ReadResult TransactionReader::next(std::vector<Record>& records) {
 }
 
 /// Looks for a commit record of a transaction that was begun behind the present place: whoever
-/// wrote it found this one whole. Linear in what is left, once for every damaged or torn tail.
+/// wrote it found this one whole. Records cannot be stepped over here, since the lengths may be
+/// what is damaged; so every multiple of 8 is tried. Linear in what is left, once for every damaged
+/// or torn tail.
 bool TransactionReader::hasLaterCommit() const noexcept {
     const uint32_t seed = commitSeed(m_place.generation);
     for (size_t at = 0; at + CommitBytes <= m_bytes.size(); at += 8) {

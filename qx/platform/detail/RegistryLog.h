@@ -28,8 +28,14 @@
  * commit record can be told from other bytes wherever it lies.
  *
  * Thus a transaction counts only when it is whole and follows just what it followed when it was
- * written. One that is not whole at the end of the file is what an interrupted writer left; one
- * with a commit record of a later transaction behind it is damage.
+ * written. One that is not whole at the end of the file is what an interrupted writer left: nobody
+ * was told that its change is made, so that it is passed over and the next writer replaces it. One
+ * with a commit record of a later transaction behind it is damage: whoever wrote that record had
+ * found this transaction whole, and to cut it off would lose what was promised.
+ *
+ * The disk may write the blocks of one transaction in any order before it is durable. That is why
+ * the commit record holds the checksum of what lies in front of it: a commit record alone, with
+ * other records missing, does not count.
  */
 
 namespace qx::platform::registry {

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -61,5 +62,37 @@ inline Descriptor aboveStandard(Descriptor file) noexcept {
         return file;
     return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
+
+/// The status of an open file.
+inline struct stat statusOf(int file) {
+    struct stat status;
+    throwIfNot0(::fstat(file, &status));
+    return status;
+}
+
+/// Reads @p size bytes at a place of a file, fewer only where the file ends. As of pread, the
+/// number or -1 with errno.
+ssize_t readAt(int file, void* buffer, size_t size, uint64_t offset) noexcept;
+
+/// The same where all of them must be there.
+void readWholeAt(int file, void* buffer, size_t size, uint64_t offset);
+
+/// Writes all of the bytes at a place of a file, or where the descriptor stands.
+void writeAt(int file, const void* buffer, size_t size, uint64_t offset);
+void writeOn(int file, const void* buffer, size_t size);
+
+/// Makes what was written durable, where there is something to do: pipes, sockets, terminals and
+/// some file systems know no such thing.
+void flush(int file);
+
+enum class Locking { Done, Taken, Failed };
+
+/// Bytes of a file and a lock on them, or F_UNLCK. A length of 0 reaches to the end of all files.
+struct flock lockOf(short type, off_t firstByte, off_t length) noexcept;
+
+/// Locks or unlocks bytes for the open file description, and never waits. Such a lock goes with the
+/// description and not with the process: it ends with the last copy of its descriptor, in whatever
+/// way the process ends, and another description in this process counts as another user.
+Locking tryLock(int file, short type, off_t firstByte = 0, off_t length = 0) noexcept;
 
 } // namespace qx::platform

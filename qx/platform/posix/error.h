@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <new>
+#include <type_traits>
 
 #include <qx/platform/result.h>
 
@@ -25,12 +26,36 @@ auto retryInterrupted(Call&& call) noexcept(noexcept(call())) {
     }
 }
 
-/// Runs the body of a C function that uses containers: its result code, or the one for memory that
-/// ran out.
+/// What goes wrong inside this layer, on its way to the C function that returns its code. What is
+/// asked often and answered with no (a value that is not there, a lock that another has) is a value
+/// instead: throwing costs more than most system calls.
+struct Failure {
+    int32_t code;
+};
+
+/// For the failure of a step on the way: a negative result is thrown.
+inline void throwIfFailed(int32_t result) {
+    if (result < 0)
+        throw Failure{result};
+}
+
+/// For a system call on the way that gives 0: anything else is thrown as errno says.
+inline void throwIfNot0(int returned) {
+    if (returned != 0)
+        throw Failure{lastResult()};
+}
+
+/// Runs the body of a C function: its result code, Ok for one that returns nothing, and the code of
+/// what it throws.
 template <class Body>
-int32_t withinMemory(Body&& body) noexcept {
+int32_t resultOf(Body&& body) noexcept {
     try {
-        return body();
+        if constexpr (std::is_void_v<decltype(body())>)
+            return body(), result::Ok;
+        else
+            return body();
+    } catch (const Failure& failure) {
+        return failure.code;
     } catch (const std::bad_alloc&) {
         return result::OutOfMemory;
     }

@@ -4,9 +4,12 @@
 
 #include <qx/platform/result.h>
 
+#include <qx/platform/detail/HexDigits.h>
+#include <qx/platform/posix/error.h>
 #include <qx/platform/posix/random.h>
 
 using namespace qx;
+using namespace qx::platform;
 
 namespace {
 
@@ -36,17 +39,6 @@ QXGUID fromBytes(const uint8_t (&bytes)[GuidBytes]) noexcept {
     return guid;
 }
 
-/// Value of a hexadecimal digit in either case; -1 for any other unit.
-int hexValue(char16_t unit) noexcept {
-    if (unit >= u'0' && unit <= u'9')
-        return unit - u'0';
-    if (unit >= u'A' && unit <= u'F')
-        return unit - u'A' + 10;
-    if (unit >= u'a' && unit <= u'f')
-        return unit - u'a' + 10;
-    return -1;
-}
-
 } // namespace
 
 int32_t QXComGenerateGUID(QXGUID* guid) {
@@ -54,7 +46,8 @@ int32_t QXComGenerateGUID(QXGUID* guid) {
         return result::NullPointer;
     *guid = {};
     uint8_t bytes[GuidBytes];
-    if (const int32_t result = platform::randomBytes(bytes, sizeof bytes); result < 0)
+    const int32_t result = resultOf([&] { fillRandomly(bytes, sizeof bytes); });
+    if (result < 0)
         return result;
     bytes[6] = static_cast<uint8_t>((bytes[6] & 0x0F) | 0x40); // version 4
     bytes[8] = static_cast<uint8_t>((bytes[8] & 0x3F) | 0x80); // the common variant
@@ -101,7 +94,7 @@ int32_t QXComStringFromGUID(const QXGUID* guid, char16_t* buffer, int32_t capaci
         buffer[i] = Form[i];
         if (Form[i] == u'x') {
             const int shift = digits % 2 == 0 ? 4 : 0;
-            buffer[i] = u"0123456789ABCDEF"[bytes[digits++ / 2] >> shift & 0xF];
+            buffer[i] = static_cast<char16_t>(hexDigit(bytes[digits++ / 2] >> shift & 0xF));
         }
     }
     return result::Ok;

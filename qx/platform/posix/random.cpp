@@ -1,36 +1,24 @@
 #include "qx/platform/posix/random.h"
 
-#include <fcntl.h>
 #include <sys/random.h>
-#include <unistd.h>
-
-#include <qx/platform/result.h>
 
 #include <qx/platform/posix/descriptor.h>
-#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 
 namespace {
 
 /// For kernels and filters of system calls that do not let getrandom through.
-int32_t readDevice(unsigned char* at, size_t length) noexcept {
+void readDevice(unsigned char* at, size_t length) {
     const Descriptor device = Descriptor::open("/dev/urandom", O_RDONLY);
     if (!device)
-        return lastResult();
-    while (length > 0) {
-        const ssize_t count = retryInterrupted([&] { return ::read(device.get(), at, length); });
-        if (count <= 0)
-            return count < 0 ? lastResult() : result::Fail;
-        at += count;
-        length -= static_cast<size_t>(count);
-    }
-    return result::Ok;
+        throw Failure{lastResult()};
+    readWholeAt(device.get(), at, length, 0);
 }
 
 } // namespace
 
-int32_t randomBytes(void* buffer, size_t length) noexcept {
+void fillRandomly(void* buffer, size_t length) {
     auto* at = static_cast<unsigned char*>(buffer);
     while (length > 0) {
         const ssize_t count = retryInterrupted([&] { return ::getrandom(at, length, 0); });
@@ -39,7 +27,6 @@ int32_t randomBytes(void* buffer, size_t length) noexcept {
         at += count;
         length -= static_cast<size_t>(count);
     }
-    return result::Ok;
 }
 
 } // namespace qx::platform

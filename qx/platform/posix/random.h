@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 namespace qx::platform {
 
-/// Fills the buffer with unpredictable bytes; the result code.
-int32_t randomBytes(void* buffer, size_t length) noexcept;
+/// Fills the buffer with unpredictable bytes.
+void fillRandomly(void* buffer, size_t length);
 
 } // namespace qx::platform

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <dirent.h>
-#include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <qx/platform/detail/Utf8.h>
 
 #include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/folder.h>
 #include <qx/platform/posix/random.h>
 
 namespace qx::platform {
@@ -26,7 +25,7 @@ std::string_view stemOf(std::string_view name) noexcept {
     return cutUtf8(name, NAME_MAX - 1 - EndingLength);
 }
 
-/// True for the names of files that createAside makes beside a file called @p targetName.
+/// True for the names of files that stand aside of a file called @p targetName.
 bool isAsideName(std::string_view name, std::string_view targetName) noexcept {
     const auto stem = stemOf(targetName);
     if (name.size() != 1 + stem.size() + EndingLength || name[0] != '.' ||
@@ -49,52 +48,49 @@ bool markLiving(const Descriptor& file) noexcept {
 
 } // namespace
 
-int32_t createAside(std::string_view target, mode_t mode, PathText& aside,
-                    Descriptor& file) noexcept {
+AsideFile::AsideFile(std::string_view target, mode_t mode) : m_path(folderOf(target)) {
     const auto name = nameOf(target);
     if (name.empty())
-        return result::InvalidArgument;
-    if (!aside.append(folderOf(target)) || !aside.append(".") || !aside.append(stemOf(name)))
-        return NameTooLong;
-    const size_t stemLength = aside.view().size();
-    constexpr int Attempts = 16; // chance alone never needs a second one
-    for (int attempt = 0; attempt < Attempts; ++attempt) {
-        uint64_t number = 0;
-        if (const int32_t result = randomBytes(&number, sizeof number); result < 0)
-            return result;
-        char ending[EndingLength + 1];
-        std::snprintf(ending, sizeof ending, ".%016llX.tmp",
-                      static_cast<unsigned long long>(number));
-        aside.truncate(stemLength);
-        if (!aside.append(ending))
-            return NameTooLong;
-        file = aboveStandard(
-            Descriptor::open(aside.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
-        if (!file && errno != EEXIST)
-            return lastResult();
-        if (file && markLiving(file))
-            return result::Ok;
-        if (file)
-            ::unlink(aside.c_str());
+        throw Failure{result::InvalidArgument};
+    m_path.append(".").append(stemOf(name));
+    const size_t stemLength = m_path.view().size();
+    int attemptsLeft = 16; // chance alone never needs a second one
+    while (!tryCreate(stemLength, mode)) {
+        if (--attemptsLeft == 0)
+            throw Failure{resultFromErrno(EEXIST)};
     }
-    return resultFromErrno(EEXIST);
+}
+
+/// False when the name was taken, or somebody took the file for one that a dead writer left.
+bool AsideFile::tryCreate(size_t stemLength, mode_t mode) {
+    uint64_t number = 0;
+    fillRandomly(&number, sizeof number);
+    char ending[EndingLength + 1];
+    std::snprintf(ending, sizeof ending, ".%016llX.tmp", static_cast<unsigned long long>(number));
+    m_path.truncate(stemLength);
+    m_path.append(ending);
+    Descriptor file = aboveStandard(
+        Descriptor::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
+    if (!file && errno != EEXIST)
+        throw Failure{lastResult()};
+    if (file && markLiving(file))
+        m_file = std::move(file);
+    else if (file)
+        ::unlink(m_path.c_str());
+    return static_cast<bool>(m_file);
 }
 
 void removeLeftovers(const Descriptor& folder, std::string_view targetName) noexcept {
     // A descriptor of its own, whose position is the start of the folder.
-    Descriptor own = Descriptor::openAt(folder.get(), ".", O_RDONLY | O_DIRECTORY);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(own.get()), &::closedir);
-    if (!entries)
-        return;
-    own.release();
-    while (const dirent* const entry = ::readdir(entries.get())) {
-        if (!isAsideName(entry->d_name, targetName))
-            continue;
-        const Descriptor file =
-            Descriptor::openAt(folder.get(), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-        if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
-            ::unlinkat(folder.get(), entry->d_name, 0);
-    }
+    forEachEntry(Descriptor::openAt(folder.get(), ".", O_RDONLY | O_DIRECTORY),
+                 [&](int own, const char* name) {
+                     if (!isAsideName(name, targetName))
+                         return;
+                     const Descriptor file =
+                         Descriptor::openAt(own, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+                     if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+                         ::unlinkat(own, name, 0);
+                 });
 }
 
 } // namespace qx::platform

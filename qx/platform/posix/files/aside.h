@@ -9,20 +9,31 @@
 
 namespace qx::platform {
 
-/// The path up to its last "/", that included; empty for a name alone.
-inline std::string_view folderOf(std::string_view path) noexcept {
-    return path.substr(0, path.rfind('/') + 1);
-}
-/// The last segment of @p path.
-inline std::string_view nameOf(std::string_view path) noexcept {
-    return path.substr(path.rfind('/') + 1);
-}
+/// A new file beside another one, under a name that holds a random number, open for reading and
+/// writing. While it stays open its lock tells that its writer lives. The destructor removes it,
+/// unless it was kept or has got another name.
+class AsideFile {
+public:
+    /// @param target  a native path
+    AsideFile(std::string_view target, mode_t mode);
+    ~AsideFile() {
+        if (m_file)
+            ::unlink(m_path.c_str());
+    }
+    AsideFile(const AsideFile&) = delete;
+    AsideFile& operator=(const AsideFile&) = delete;
 
-/// Creates a new file beside @p target, a native path, under a name that holds a random number,
-/// open for reading and writing. @p aside receives its path. While it stays open its lock tells
-/// that its writer lives.
-int32_t createAside(std::string_view target, mode_t mode, PathText& aside,
-                    Descriptor& file) noexcept;
+    const PathText& path() const noexcept { return m_path; }
+    int descriptor() const noexcept { return m_file.get(); }
+    /// Lets the file stay, and gives its descriptor up.
+    Descriptor keep() noexcept { return std::move(m_file); }
+
+private:
+    bool tryCreate(size_t stemLength, mode_t mode);
+
+    PathText m_path;
+    Descriptor m_file;
+};
 
 /// Removes the files that dead writers of the file @p targetName left in @p folder. Those of living
 /// ones stay, also where no other lock keeps them out.

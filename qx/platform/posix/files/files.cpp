@@ -101,22 +101,19 @@ int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* ha
     const int systemFlags = openFlags(flags);
     if (systemFlags < 0 || (mode & ~PermissionBits) != 0)
         return result::InvalidArgument;
-    PathText native;
-    if (const int32_t result = toNativePath(path, native); result < 0)
-        return result;
-
-    Descriptor file = openFile(native.c_str(), systemFlags, mode);
-    if (!file)
-        return lastResult();
-    struct stat status;
-    if (::fstat(file.get(), &status) != 0)
-        return lastResult();
-    if (S_ISDIR(status.st_mode)) // which the system opens for reading, but never reads
-        return resultFromErrno(EISDIR);
-    if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 && errno != ESPIPE)
-        return lastResult();
-    *handle = file.release() | (S_ISREG(status.st_mode) ? RegularFile : 0);
-    return result::Ok;
+    return resultOf([&] {
+        Descriptor file = openFile(toNativePath(path).c_str(), systemFlags, mode);
+        if (!file)
+            return lastResult();
+        const struct stat status = statusOf(file.get());
+        if (S_ISDIR(status.st_mode)) // which the system opens for reading, but never reads
+            return resultFromErrno(EISDIR);
+        if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 &&
+            errno != ESPIPE)
+            return lastResult();
+        *handle = file.release() | (S_ISREG(status.st_mode) ? RegularFile : 0);
+        return result::Ok;
+    });
 }
 
 int32_t QXFileClose(QXHandle handle) {
@@ -131,11 +128,7 @@ int32_t QXFileGetSize(QXHandle handle, int64_t* size) {
     if (size == nullptr)
         return result::NullPointer;
     *size = 0;
-    struct stat status;
-    if (::fstat(descriptorOf(handle), &status) != 0)
-        return lastResult();
-    *size = status.st_size;
-    return result::Ok;
+    return resultOf([&] { *size = statusOf(descriptorOf(handle)).st_size; });
 }
 
 int32_t QXFileRead(QXHandle handle, void* buffer, int32_t length, int32_t* bytesRead) {
@@ -182,12 +175,7 @@ int32_t QXFileSeek(QXHandle handle, int64_t offset, int32_t origin, int64_t* pos
 }
 
 int32_t QXFileFlush(QXHandle handle) {
-    const int descriptor = descriptorOf(handle);
-    const int flushed = retryInterrupted([descriptor] { return ::fsync(descriptor); });
-    // Pipes, sockets, terminals and special files have nothing to make durable.
-    if (flushed == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP)
-        return result::Ok;
-    return lastResult();
+    return resultOf([&] { flush(descriptorOf(handle)); });
 }
 
 int32_t QXFileAvailable(QXHandle handle, int32_t* available) {
@@ -213,21 +201,17 @@ int32_t QXFileAvailable(QXHandle handle, int32_t* available) {
 int32_t QXFileRemove(const char* path) {
     if (path == nullptr)
         return result::NullPointer;
-    PathText native;
-    if (const int32_t result = toNativePath(path, native); result < 0)
-        return result;
-    return ::unlink(native.c_str()) == 0 ? result::Ok : lastResult();
+    return resultOf(
+        [&] { return ::unlink(toNativePath(path).c_str()) == 0 ? result::Ok : lastResult(); });
 }
 
 int32_t QXFileRename(const char* from, const char* to) {
     if (from == nullptr || to == nullptr)
         return result::NullPointer;
-    PathText nativeFrom, nativeTo;
-    if (const int32_t result = toNativePath(from, nativeFrom); result < 0)
-        return result;
-    if (const int32_t result = toNativePath(to, nativeTo); result < 0)
-        return result;
-    return ::rename(nativeFrom.c_str(), nativeTo.c_str()) == 0 ? result::Ok : lastResult();
+    return resultOf([&] {
+        const PathText nativeFrom = toNativePath(from);
+        throwIfNot0(::rename(nativeFrom.c_str(), toNativePath(to).c_str()));
+    });
 }
 
 int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXHandle* handle) {
@@ -238,20 +222,11 @@ int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXH
         return result::NullPointer;
     if (capacity > 0)
         buffer[0] = 0;
-    PathText native;
-    if (const int32_t result = toNativePath(path, native); result < 0)
-        return result;
-    PathText aside;
-    Descriptor file;
-    if (const int32_t result = createAside(native.view(), S_IRUSR | S_IWUSR, aside, file);
-        result < 0)
-        return result;
-    if (const int32_t result = storePath(aside.view(), buffer, capacity); result < 0) {
-        ::unlink(aside.c_str());
-        return result;
-    }
-    *handle = file.release() | RegularFile;
-    return result::Ok;
+    return resultOf([&] {
+        AsideFile file(toNativePath(path).view(), S_IRUSR | S_IWUSR);
+        throwIfFailed(storePath(file.path().view(), buffer, capacity));
+        *handle = file.keep().release() | RegularFile;
+    });
 }
 
 QXHandle QXFileStandardInput() { return STDIN_FILENO; }

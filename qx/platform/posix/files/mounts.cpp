@@ -146,13 +146,6 @@ std::optional<std::string> remoteName(const Mount& mount) {
     return name;
 }
 
-int32_t expand(const char* path, PathText& expanded) {
-    const int32_t result = QXPathExpand(path, expanded.data(), PATH_MAX);
-    if (result >= 0)
-        expanded.truncate(std::strlen(expanded.c_str()));
-    return result;
-}
-
 } // namespace
 
 constexpr ForkSteps MountForkSteps = HeldInFork<s_lock>;
@@ -175,33 +168,27 @@ int32_t QXMountTableSet(const char* file) {
 int32_t QXDriveOfPath(const char* path, char* buffer, int32_t capacity) {
     if (path == nullptr || buffer == nullptr)
         return result::NullPointer;
-    return withinMemory([&] {
+    return resultOf([&] {
         if (startsWithDrive(path))
             return storePath({path, 2}, buffer, capacity);
-        PathText expanded;
-        const int32_t result = expand(path, expanded);
-        return result < 0 ? result : storePath(mountOf(expanded.view()).point, buffer, capacity);
+        return storePath(mountOf(expandPath(path).view()).point, buffer, capacity);
     });
 }
 
 int32_t QXDriveGetType(const char* drive) {
     if (drive == nullptr)
         return result::NullPointer;
-    return withinMemory([&]() -> int32_t {
-        PathText expanded;
-        if (expand(drive, expanded) < 0)
-            return QX_DRIVE_NO_ROOT;
-        return isRemote(mountOf(expanded.view())) ? QX_DRIVE_REMOTE : QX_DRIVE_FIXED;
-    });
+    char root[PATH_MAX];
+    if (QXPathExpand(drive, root, sizeof root) < 0)
+        return QX_DRIVE_NO_ROOT;
+    return resultOf([&] { return isRemote(mountOf(root)) ? QX_DRIVE_REMOTE : QX_DRIVE_FIXED; });
 }
 
 int32_t QXDriveGetRemoteName(const char* drive, char* buffer, int32_t capacity) {
     if (drive == nullptr || buffer == nullptr)
         return result::NullPointer;
-    return withinMemory([&] {
-        PathText expanded;
-        if (const int32_t result = expand(drive, expanded); result < 0)
-            return result;
+    return resultOf([&] {
+        const PathText expanded = expandPath(drive);
         const Mount mount = mountOf(expanded.view());
         auto name = isRemote(mount) ? remoteName(mount) : std::nullopt;
         if (!name)

@@ -48,63 +48,47 @@ void removeLastSegment(PathText& path) noexcept {
     path.truncate(slash == std::string_view::npos ? 0 : slash);
 }
 
-/// Calls @p visit with each segment of @p path but empty ones and ".", until it returns a failure;
-/// that failure.
+/// Calls @p visit with each segment of @p path but empty ones and ".".
 template <class Visit>
-int32_t forEachSegment(std::string_view path, Visit&& visit) {
+void forEachSegment(std::string_view path, Visit&& visit) {
     while (!path.empty()) {
-        const size_t length = std::min(path.find('/'), path.size());
-        const auto segment = path.substr(0, length);
-        path.remove_prefix(std::min(length + 1, path.size()));
-        if (segment.empty() || segment == ".")
-            continue;
-        if (const int32_t result = visit(segment); result < 0)
-            return result;
+        const auto segment = path.substr(0, path.find('/'));
+        path.remove_prefix(std::min(segment.size() + 1, path.size()));
+        if (!segment.empty() && segment != ".")
+            visit(segment);
     }
-    return result::Ok;
 }
 
 /// Appends the segments of @p path to @p normal, an absolute path without trailing slash, taking
 /// ".." back one segment each, never above the root.
-int32_t appendNormalised(std::string_view path, PathText& normal) noexcept {
-    return forEachSegment(path, [&normal](std::string_view segment) {
-        if (segment == "..") {
+void appendNormalised(std::string_view path, PathText& normal) {
+    forEachSegment(path, [&normal](std::string_view segment) {
+        if (segment == "..")
             removeLastSegment(normal);
-            return result::Ok;
-        }
-        return normal.append("/") && normal.append(segment) ? result::Ok : NameTooLong;
+        else
+            normal.append("/").append(segment);
     });
 }
 
 /// Appends @p path to @p resolved, an absolute path without links, following every link on the way.
 /// What does not exist is appended as it stands.
-int32_t appendResolved(std::string_view path, PathText& resolved, int& linksLeft) noexcept {
-    return forEachSegment(path, [&](std::string_view segment) -> int32_t {
-        if (segment == "..") {
-            removeLastSegment(resolved);
-            return result::Ok;
-        }
+void appendResolved(std::string_view path, PathText& resolved, int& linksLeft) {
+    forEachSegment(path, [&](std::string_view segment) {
+        if (segment == "..")
+            return removeLastSegment(resolved);
         const size_t parentLength = resolved.view().size();
-        if (!resolved.append("/") || !resolved.append(segment))
-            return NameTooLong;
+        resolved.append("/").append(segment);
         char target[PATH_MAX];
         const ssize_t length = ::readlink(resolved.c_str(), target, sizeof target);
         if (length < 0)
-            return result::Ok; // no link, or nothing at all
+            return; // no link, or nothing at all
         if (length == static_cast<ssize_t>(sizeof target))
-            return NameTooLong;
+            throw Failure{NameTooLong};
         if (linksLeft-- == 0)
-            return resultFromErrno(ELOOP);
+            throw Failure{resultFromErrno(ELOOP)};
         resolved.truncate(target[0] == '/' ? 0 : parentLength);
-        return appendResolved({target, static_cast<size_t>(length)}, resolved, linksLeft);
+        appendResolved({target, static_cast<size_t>(length)}, resolved, linksLeft);
     });
-}
-
-int32_t currentDirectory(PathText& path) noexcept {
-    if (::getcwd(path.data(), PATH_MAX) == nullptr)
-        return lastResult();
-    path.truncate(std::strlen(path.c_str()));
-    return result::Ok;
 }
 
 } // namespace
@@ -115,33 +99,64 @@ bool startsWithDrive(std::string_view path) noexcept {
     return path.size() > 1 && path[1] == ':' && driveIndex(path[0]) < DriveTable::Drives;
 }
 
-bool PathText::append(std::string_view text) noexcept {
+PathText& PathText::append(std::string_view text) {
     if (text.size() >= sizeof m_text - m_length)
-        return false;
+        throw Failure{NameTooLong};
     std::memcpy(m_text + m_length, text.data(), text.size());
     truncate(m_length + text.size());
-    return true;
+    return *this;
 }
 
-int32_t toNativePath(const char* path, PathText& native) noexcept {
+PathText toNativePath(const char* path) {
+    PathText native;
     std::string_view rest = path;
     if (rest.empty())
-        return result::NotFound;
+        throw Failure{result::NotFound};
     if (startsWithDrive(rest)) {
         const std::lock_guard guard(s_drivesLock);
         const char* const folder = s_drives.folders[driveIndex(rest[0])];
         if (folder[0] == 0)
-            return result::NotFound;
+            throw Failure{result::NotFound};
         native.append(folder);
         rest.remove_prefix(2);
-        if (!rest.empty() && rest[0] != '/' && rest[0] != '\\' && !native.append("/"))
-            return NameTooLong;
+        if (!rest.empty() && rest[0] != '/' && rest[0] != '\\')
+            native.append("/");
     }
-    if (!native.append(rest))
-        return NameTooLong;
+    native.append(rest);
     const auto end = native.data() + native.view().size();
     std::replace(end - rest.size(), end, '\\', '/');
-    return result::Ok;
+    return native;
+}
+
+PathText currentFolder() {
+    PathText path;
+    if (::getcwd(path.data(), PATH_MAX) == nullptr)
+        throw Failure{lastResult()};
+    path.truncate(std::strlen(path.c_str()));
+    return path;
+}
+
+PathText resolvedPath(const char* path) {
+    PathText absolute;
+    if (::realpath(path, absolute.data()) == nullptr)
+        throw Failure{lastResult()};
+    absolute.truncate(std::strlen(absolute.c_str()));
+    return absolute;
+}
+
+PathText expandPath(const char* path) {
+    const PathText native = toNativePath(path);
+    PathText normal;
+    if (native.view().front() != '/')
+        appendNormalised(currentFolder().view(), normal);
+    appendNormalised(native.view(), normal);
+
+    PathText resolved;
+    int linksLeft = 40; // the kernel's own limit
+    appendResolved(normal.view(), resolved, linksLeft);
+    if (resolved.view().empty())
+        resolved.append("/");
+    return resolved;
 }
 
 int32_t storePath(std::string_view path, char* buffer, int32_t capacity) noexcept {
@@ -165,31 +180,11 @@ using namespace qx::platform;
 int32_t QXPathExpand(const char* path, char* buffer, int32_t capacity) {
     if (path == nullptr || buffer == nullptr)
         return result::NullPointer;
-    PathText native;
-    if (const int32_t result = toNativePath(path, native); result < 0)
-        return result;
-
-    PathText normal;
-    if (native.view().front() != '/') {
-        PathText folder;
-        if (const int32_t result = currentDirectory(folder); result < 0)
-            return result;
-        appendNormalised(folder.view(), normal);
-    }
-    if (const int32_t result = appendNormalised(native.view(), normal); result < 0)
-        return result;
-
-    PathText resolved;
-    int linksLeft = 40; // the kernel's own limit
-    if (const int32_t result = appendResolved(normal.view(), resolved, linksLeft); result < 0)
-        return result;
-    return storePath(resolved.view().empty() ? "/" : resolved.view(), buffer, capacity);
+    return resultOf([&] { return storePath(expandPath(path).view(), buffer, capacity); });
 }
 
 int32_t QXGetCurrentDirectory(char* buffer, int32_t capacity) {
-    PathText path;
-    const int32_t result = currentDirectory(path);
-    return result < 0 ? result : storePath(path.view(), buffer, capacity);
+    return resultOf([&] { return storePath(currentFolder().view(), buffer, capacity); });
 }
 
 int32_t QXGetTempDirectory(char* buffer, int32_t capacity) {

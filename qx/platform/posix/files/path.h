@@ -8,13 +8,14 @@
 
 namespace qx::platform {
 
-/// Text of a path in a fixed buffer of the system's longest path. What does not fit is refused and
-/// leaves the text as it was.
+/// Text of a path in a fixed buffer of the system's longest path. What does not fit is thrown as
+/// NameTooLong and leaves the text as it was.
 class PathText {
 public:
     PathText() noexcept { m_text[0] = 0; }
+    explicit PathText(std::string_view text) : PathText() { append(text); }
 
-    bool append(std::string_view text) noexcept;
+    PathText& append(std::string_view text);
     /// Cuts the text to its first @p length bytes.
     void truncate(size_t length) noexcept { m_text[m_length = length] = 0; }
 
@@ -35,7 +36,24 @@ bool startsWithDrive(std::string_view path) noexcept;
 
 /// A path as the system takes it: "/" between segments, a mapped drive replaced by its folder. A
 /// drive that is not mapped and an empty path are not found.
-int32_t toNativePath(const char* path, PathText& native) noexcept;
+PathText toNativePath(const char* path);
+
+/// See QXPathExpand.
+PathText expandPath(const char* path);
+
+PathText currentFolder();
+
+/// The absolute path without links of a file that exists.
+PathText resolvedPath(const char* path);
+
+/// The path up to its last "/", that included; empty for a name alone.
+inline std::string_view folderOf(std::string_view path) noexcept {
+    return path.substr(0, path.rfind('/') + 1);
+}
+/// The last segment of @p path.
+inline std::string_view nameOf(std::string_view path) noexcept {
+    return path.substr(path.rfind('/') + 1);
+}
 
 /// Copies a path with its 0 byte to a caller's buffer of @p capacity bytes.
 int32_t storePath(std::string_view path, char* buffer, int32_t capacity) noexcept;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,108 +38,79 @@ QXFileState stateOf(const struct stat& status) noexcept {
 
 /// Replaces a path whose last segment is a symbolic link by what that leads to, which need not
 /// exist.
-int32_t followLinks(PathText& path) noexcept {
+void followLinks(PathText& path) {
     constexpr int LongestChain = 40; // the kernel's own limit
     for (int links = 0; links < LongestChain; ++links) {
         char text[PATH_MAX];
         const ssize_t length = ::readlink(path.c_str(), text, sizeof text);
+        if (length < 0 && (errno == EINVAL || errno == ENOENT))
+            return;
         if (length < 0)
-            return errno == EINVAL || errno == ENOENT ? result::Ok : lastResult();
+            throw Failure{lastResult()};
         const std::string_view target(text, static_cast<size_t>(length));
+        if (target.size() == sizeof text)
+            throw Failure{NameTooLong};
         path.truncate(target.starts_with('/') ? 0 : folderOf(path.view()).size());
-        if (target.size() == sizeof text || !path.append(target))
-            return NameTooLong;
+        path.append(target);
     }
-    return resultFromErrno(ELOOP);
+    throw Failure{resultFromErrno(ELOOP)};
 }
 
-/// A flush that does nothing where the file system knows none.
-int flush(int descriptor) noexcept {
-    const int flushed = retryInterrupted([descriptor] { return ::fsync(descriptor); });
-    return flushed == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : -1;
-}
-
-int writeAll(int descriptor, const char* bytes, int64_t length) noexcept {
-    constexpr int64_t LargestWrite = int64_t{1} << 30;
-    while (length > 0) {
-        const ssize_t count = retryInterrupted([&] {
-            return ::write(descriptor, bytes, static_cast<size_t>(std::min(length, LargestWrite)));
-        });
-        if (count < 0)
-            return -1;
-        bytes += count;
-        length -= count;
-    }
-    return 0;
-}
-
-/// One replacement. The destructor removes what was written aside and has not got its name.
+/// One replacement. What was written aside and has not got its name goes with the object.
 class Replacement {
 public:
-    ~Replacement() {
-        if (m_file)
-            ::unlink(m_aside.c_str());
-    }
-
     /// Looks at what is to be replaced, and removes what dead writers left beside it.
-    int32_t begin(const char* path) noexcept;
-    int32_t write(const char* bytes, int64_t length, mode_t modeOfNew) noexcept;
+    explicit Replacement(const char* path);
+    void write(const void* bytes, int64_t length, mode_t modeOfNew);
     /// Gives the file its name; @p state receives its state.
-    int32_t finish(QXFileState& state) noexcept;
+    void finish(QXFileState& state);
 
 private:
-    int giveOwnerAndMode() const noexcept;
-    int giveTime() const noexcept;
+    void giveOwnerAndMode() const;
+    void giveTime() const;
 
     PathText m_target;
     struct stat m_old = {};
     bool m_exists = false;
     Descriptor m_folder;
-    PathText m_aside;
-    Descriptor m_file;
+    std::optional<AsideFile> m_aside;
 };
 
-int32_t Replacement::begin(const char* path) noexcept {
-    if (const int32_t result = toNativePath(path, m_target); result < 0)
-        return result;
-    if (const int32_t result = followLinks(m_target); result < 0)
-        return result;
+Replacement::Replacement(const char* path) : m_target(toNativePath(path)) {
+    followLinks(m_target);
     m_exists = ::stat(m_target.c_str(), &m_old) == 0;
     if (!m_exists && errno != ENOENT)
-        return lastResult();
+        throw Failure{lastResult()};
     if (m_exists && !S_ISREG(m_old.st_mode))
-        return result::AccessDenied;
-    if (m_exists && ::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0)
-        return lastResult();
+        throw Failure{result::AccessDenied};
+    if (m_exists)
+        throwIfNot0(::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS));
     // Opened first, so that the flush at the end lacks nothing.
-    PathText folder;
-    folder.append(folderOf(m_target.view()));
+    const PathText folder(folderOf(m_target.view()));
     m_folder =
         Descriptor::open(folder.view().empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
     if (!m_folder)
-        return lastResult();
+        throw Failure{lastResult()};
     removeLeftovers(m_folder, nameOf(m_target.view()));
-    return result::Ok;
 }
 
-int Replacement::giveOwnerAndMode() const noexcept {
-    struct stat made;
-    if (::fstat(m_file.get(), &made) != 0)
-        return -1;
+void Replacement::giveOwnerAndMode() const {
+    const int file = m_aside->descriptor();
+    const struct stat made = statusOf(file);
     // Only the superuser may give a file away, others at most to a group of theirs. Without the old
     // group the bits for the group and the set-id bits would serve somebody else.
     mode_t bits = m_old.st_mode & 07777;
     if ((made.st_uid != m_old.st_uid || made.st_gid != m_old.st_gid) &&
-        ::fchown(m_file.get(), m_old.st_uid, m_old.st_gid) != 0) {
+        ::fchown(file, m_old.st_uid, m_old.st_gid) != 0) {
         bits &= 01777;
         if (made.st_gid != m_old.st_gid &&
-            ::fchown(m_file.get(), static_cast<uid_t>(-1), m_old.st_gid) != 0)
+            ::fchown(file, static_cast<uid_t>(-1), m_old.st_gid) != 0)
             bits &= ~mode_t{S_IRWXG};
     }
-    return ::fchmod(m_file.get(), bits);
+    throwIfNot0(::fchmod(file, bits));
 }
 
-int Replacement::giveTime() const noexcept {
+void Replacement::giveTime() const {
     // The kernel stamps files by a clock of some milliseconds, within which a second change of the
     // same size would pass unnoticed.
     int64_t time = now();
@@ -148,27 +120,28 @@ int Replacement::giveTime() const noexcept {
     stamp.tv_sec = time / NanosecondsInSecond;
     stamp.tv_nsec = time % NanosecondsInSecond;
     const timespec stamps[] = {stamp, stamp}; // of the last access and the last change
-    return ::futimens(m_file.get(), stamps);
+    throwIfNot0(::futimens(m_aside->descriptor(), stamps));
 }
 
-int32_t Replacement::write(const char* bytes, int64_t length, mode_t modeOfNew) noexcept {
-    if (const int32_t result =
-            createAside(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew, m_aside, m_file);
-        result < 0)
-        return result;
-    if ((m_exists && giveOwnerAndMode() != 0) || writeAll(m_file.get(), bytes, length) != 0 ||
-        giveTime() != 0 || flush(m_file.get()) != 0)
-        return lastResult();
-    return result::Ok;
+/// The owner and mode come before the bytes, so that nobody can read or write these meanwhile who
+/// could not before; the time comes after them, since writing changes it, and is flushed with them.
+void Replacement::write(const void* bytes, int64_t length, mode_t modeOfNew) {
+    m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew);
+    if (m_exists)
+        giveOwnerAndMode();
+    writeOn(m_aside->descriptor(), bytes, static_cast<size_t>(length));
+    giveTime();
+    flush(m_aside->descriptor());
 }
 
-int32_t Replacement::finish(QXFileState& state) noexcept {
-    struct stat status;
-    if (::fstat(m_file.get(), &status) != 0 || ::rename(m_aside.c_str(), m_target.c_str()) != 0)
-        return lastResult();
+/// The bytes are durable by now: renamed earlier, a power cut could leave the name on an empty
+/// file.
+void Replacement::finish(QXFileState& state) {
+    const struct stat status = statusOf(m_aside->descriptor());
+    throwIfNot0(::rename(m_aside->path().c_str(), m_target.c_str()));
     state = stateOf(status);
-    m_file = Descriptor();
-    return flush(m_folder.get()) == 0 ? result::Ok : lastResult();
+    m_aside->keep();
+    flush(m_folder.get());
 }
 
 } // namespace
@@ -179,25 +152,20 @@ int32_t QXFileGetState(const char* path, QXFileState* state) {
     *state = {};
     if (path == nullptr)
         return result::NullPointer;
-    PathText native;
-    if (const int32_t result = toNativePath(path, native); result < 0)
-        return result;
-    struct stat status;
-    if (::stat(native.c_str(), &status) != 0)
-        return lastResult();
-    *state = stateOf(status);
-    return result::Ok;
+    return resultOf([&] {
+        struct stat status;
+        if (::stat(toNativePath(path).c_str(), &status) != 0)
+            return lastResult();
+        *state = stateOf(status);
+        return result::Ok;
+    });
 }
 
 int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state) {
     if (state == nullptr)
         return result::NullPointer;
     *state = {};
-    struct stat status;
-    if (::fstat(descriptorOf(handle), &status) != 0)
-        return lastResult();
-    *state = stateOf(status);
-    return result::Ok;
+    return resultOf([&] { *state = stateOf(statusOf(descriptorOf(handle))); });
 }
 
 int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right) {
@@ -224,11 +192,9 @@ int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint3
         return result::NullPointer;
     if (length < 0 || (mode & ~PermissionBits) != 0)
         return result::InvalidArgument;
-    Replacement replacement;
-    if (const int32_t result = replacement.begin(path); result < 0)
-        return result;
-    if (const int32_t result = replacement.write(static_cast<const char*>(bytes), length, mode);
-        result < 0)
-        return result;
-    return replacement.finish(reached);
+    return resultOf([&] {
+        Replacement replacement(path);
+        replacement.write(bytes, length, mode);
+        replacement.finish(reached);
+    });
 }

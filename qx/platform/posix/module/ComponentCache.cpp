@@ -5,7 +5,6 @@
 #include <iterator>
 #include <mutex>
 #include <string>
-#include <time.h>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -15,7 +14,9 @@
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/error.h>
 #include <qx/platform/posix/registry/RegistryIndex.h>
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform::components {
 
@@ -46,7 +47,9 @@ struct Cache {
     std::vector<std::shared_ptr<LoadedModule>> modules;
 };
 
-// Plain memory, so that it may be used before and after every static object.
+// Plain memory, so that it may be used before and after every static object. s_lock guards the
+// cache and the counts of its modules, and is never held while code of a module runs: that may
+// create components itself, or wait for a thread that does.
 constinit std::mutex s_lock;
 constinit Cache* s_cache = nullptr;
 constinit std::atomic_flag s_isFreeing;
@@ -99,14 +102,9 @@ private:
     std::lock_guard<std::mutex> m_guard; // last: it is left first
 };
 
-int64_t milliseconds() noexcept {
-    timespec now;
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
-}
-
-/// The default value of a key, which is a text.
-int32_t readText(const std::u16string& path, std::u16string& text) {
+/// The text that is the default value of a key; nothing when there is none.
+std::optional<std::u16string> readText(const std::u16string& path) {
+    std::u16string text;
     for (int32_t length = 0;;) {
         text.resize(static_cast<size_t>(length) / sizeof(char16_t));
         ENUM_QX_REG_TYPE type;
@@ -114,43 +112,47 @@ int32_t readText(const std::u16string& path, std::u16string& text) {
             QXRegistryGetValue(Root, path.c_str(), u"", &type, text.data(), &length);
         if (result == result::BufferTooSmall)
             continue;
-        if (result < 0)
-            return result;
+        if (result == result::NotFound)
+            return std::nullopt;
+        throwIfFailed(result);
         if (type != QX_REG_STRING)
-            return result::NotFound;
+            return std::nullopt;
         text.resize(std::min(text.find(u'\0'), static_cast<size_t>(length) / sizeof(char16_t)));
-        return result::Ok;
+        return text;
     }
 }
 
 /// The identifier that the registry has for exactly this programmatic identifier.
-int32_t readClassOf(const std::u16string& progId, QXGUID& classId) {
-    std::u16string text;
-    if (const int32_t result = readText(progId + u"\\CLSID", text); result < 0)
-        return result;
-    return QXComGUIDFromString(text.c_str(), &classId) < 0 ? result::Corrupt : result::Ok;
+std::optional<QXGUID> readClassOf(const std::u16string& progId) {
+    const auto text = readText(progId + u"\\CLSID");
+    QXGUID classId;
+    if (!text)
+        return std::nullopt;
+    if (QXComGUIDFromString(text->c_str(), &classId) < 0)
+        throw Failure{result::Corrupt};
+    return classId;
 }
 
-int32_t readClass(std::u16string_view progId, QXGUID& classId) {
-    // A name is one key: with more than that it would name something else.
-    if (progId.empty() || progId.find(u'\\') != progId.npos)
-        return result::NotFound;
+/// Whether a programmatic identifier is the name of one key: with more it would name another thing.
+bool isOneKey(std::u16string_view progId) noexcept {
+    return !progId.empty() && progId.find(u'\\') == progId.npos;
+}
+
+std::optional<QXGUID> readClass(std::u16string_view progId) {
+    if (!isOneKey(progId))
+        return std::nullopt;
     const std::u16string name(progId);
-    const int32_t result = readClassOf(name, classId);
-    std::u16string current;
-    if (result != result::NotFound || readText(name + u"\\CurVer", current) < 0 ||
-        current.empty() || current.find(u'\\') != current.npos)
-        return result;
-    return readClassOf(current, classId);
+    if (const auto classId = readClassOf(name))
+        return classId;
+    const auto current = readText(name + u"\\CurVer");
+    return current && isOneKey(*current) ? readClassOf(*current) : std::nullopt;
 }
 
 /// The path of the module that offers a class.
-int32_t readModulePath(const QXGUID& classId, std::u16string& path) {
+std::optional<std::u16string> readModulePath(const QXGUID& classId) {
     char16_t text[39];
-    if (const int32_t result = QXComStringFromGUID(&classId, text, 39); result < 0)
-        return result;
-    const int32_t result = readText(std::u16string(u"CLSID\\") + text + u"\\InprocServer32", path);
-    return result == result::NotFound ? result::ClassNotAvailable : result;
+    throwIfFailed(QXComStringFromGUID(&classId, text, 39));
+    return readText(std::u16string(u"CLSID\\") + text + u"\\InprocServer32");
 }
 
 /// The module in the table, or null.
@@ -166,47 +168,19 @@ std::shared_ptr<LoadedModule> loadedModule(const std::string& path) {
 
 /// The module of a resolved path, from the table or loaded into it. Several threads may load one at
 /// once, which loads it once: the first one's goes into the table.
-int32_t loadModule(const std::string& path, std::shared_ptr<LoadedModule>& module) {
-    if (module = loadedModule(path); module != nullptr)
-        return result::Ok;
-    std::shared_ptr<LoadedModule> opened;
-    if (const int32_t result = LoadedModule::open(path, opened); result < 0)
-        return result;
+std::shared_ptr<LoadedModule> loadModule(const std::string& path) {
+    if (auto module = loadedModule(path))
+        return module;
+    std::shared_ptr<LoadedModule> module = LoadedModule::open(path);
     LockedCache cache;
     auto& modules = cache->modules;
     const auto found = std::ranges::find(modules, path, &LoadedModule::path);
-    if (found == modules.end()) {
-        modules.push_back(opened);
-        module = std::move(opened);
-    } else {
-        module = *found;
-        cache.drop(std::move(opened));
-    }
+    if (found == modules.end())
+        modules.push_back(module);
+    else
+        cache.drop(std::exchange(module, *found));
     module->countUse();
-    return result::Ok;
-}
-
-/// Asks the class's module for its factory, as of a state of the registry.
-int32_t makeFactory(uint64_t version, const QXGUID& classId,
-                    std::shared_ptr<const Factory>& factory) {
-    std::u16string registered;
-    std::string path;
-    std::shared_ptr<LoadedModule> module;
-    if (const int32_t result = readModulePath(classId, registered); result < 0)
-        return result;
-    if (const int32_t result = LoadedModule::resolve(registered.c_str(), path); result < 0)
-        return result;
-    if (const int32_t result = loadModule(path, module); result < 0)
-        return result;
-    const auto made = std::make_shared<Factory>(std::move(module));
-    if (const int32_t result = made->obtain(classId); result < 0)
-        return result;
-    factory = made;
-    LockedCache cache;
-    // When another thread was faster, that one's factory is for all.
-    if (cache->version == version)
-        factory = cache->factories.try_emplace(classId, made).first->second;
-    return result::Ok;
+    return module;
 }
 
 /// Takes the module out of the table when nothing of it is used, nor was @p delayMs ago. @p module
@@ -231,7 +205,7 @@ bool takeIfUnused(const std::shared_ptr<LoadedModule>& module, uint32_t delayMs)
         module->unusedSince = 0;
         return false;
     }
-    const int64_t now = milliseconds();
+    const int64_t now = monotonicMs();
     if (module->unusedSince == 0)
         module->unusedSince = now;
     if (now - module->unusedSince < delayMs)
@@ -260,6 +234,9 @@ bool freeIfUnused(std::shared_ptr<LoadedModule>&& module, uint32_t delayMs) {
     return false;
 }
 
+/// In a child of fork: whoever was freeing is not there.
+void forgetFreeing() noexcept { s_isFreeing.clear(); }
+
 /// The factory in the cache, or null.
 std::shared_ptr<const Factory> knownFactory(const Cache& cache, const QXGUID& classId) {
     const auto found = cache.factories.find(classId);
@@ -272,9 +249,7 @@ std::shared_ptr<const Factory> knownFactory(const Cache& cache, const QXGUID& cl
 } // namespace
 
 Factory::~Factory() {
-    if (m_factory != nullptr)
-        withinModule(
-            [&] { return static_cast<int32_t>((*m_factory)->unknown.Release(m_factory)); });
+    withinModule([&] { return static_cast<int32_t>((*m_factory)->unknown.Release(m_factory)); });
 }
 
 int32_t Factory::create(void* outer, const QXGUID& interfaceId, void** object) const noexcept {
@@ -282,48 +257,54 @@ int32_t Factory::create(void* outer, const QXGUID& interfaceId, void** object) c
         [&] { return (*m_factory)->CreateInstance(m_factory, outer, &interfaceId, object); });
 }
 
-int32_t registryVersion(uint64_t& version) { return QXRegistryGetVersion(Root, &version); }
+uint64_t registryVersion() {
+    uint64_t version = 0;
+    if (const int32_t result = QXRegistryGetVersion(Root, &version); result != result::NotFound)
+        throwIfFailed(result);
+    return version;
+}
 
-int32_t findClass(uint64_t version, const char16_t* progId, QXGUID& classId) {
-    const std::u16string_view name(progId);
+std::optional<QXGUID> findClass(uint64_t version, std::u16string_view progId) {
     {
         LockedCache cache;
         const auto& names = cache.at(version).names;
-        if (const auto found = names.find(name); found != names.end()) {
-            classId = found->second;
-            return result::Ok;
-        }
+        if (const auto found = names.find(progId); found != names.end())
+            return found->second;
     }
-    if (const int32_t result = readClass(name, classId); result < 0)
-        return result;
+    const auto classId = readClass(progId);
     LockedCache cache;
-    if (cache->version == version)
-        cache->names.insert_or_assign(std::u16string(name), classId);
-    return result::Ok;
+    if (classId && cache->version == version)
+        cache->names.insert_or_assign(std::u16string(progId), *classId);
+    return classId;
 }
 
-int32_t findFactory(uint64_t version, const QXGUID& classId,
-                    std::shared_ptr<const Factory>& factory) {
+std::shared_ptr<const Factory> findFactory(uint64_t version, const QXGUID& classId) {
     {
         LockedCache cache;
-        if (factory = knownFactory(cache.at(version), classId); factory != nullptr)
-            return result::Ok;
+        if (auto factory = knownFactory(cache.at(version), classId))
+            return factory;
     }
-    return makeFactory(version, classId, factory);
+    const auto path = readModulePath(classId);
+    if (!path)
+        return nullptr;
+    const auto made =
+        std::make_shared<const Factory>(loadModule(LoadedModule::resolve(path->c_str())), classId);
+    LockedCache cache;
+    // When another thread was faster, that one's factory is for all. After a change of the registry
+    // this one is still right for the call, which began before, but not for later ones.
+    return cache->version == version ? cache->factories.try_emplace(classId, made).first->second
+                                     : made;
 }
 
-int32_t useModule(const char16_t* path, std::shared_ptr<LoadedModule>& module) {
-    std::string resolved;
-    if (const int32_t result = LoadedModule::resolve(path, resolved); result < 0)
-        return result;
-    if (module = loadedModule(resolved); module != nullptr)
-        return result::Ok;
-    return LoadedModule::open(resolved, module);
+std::shared_ptr<LoadedModule> useModule(const char16_t* path) {
+    const std::string resolved = LoadedModule::resolve(path);
+    auto module = loadedModule(resolved);
+    return module != nullptr ? module : LoadedModule::open(resolved);
 }
 
-int32_t freeUnusedModules(uint32_t delayMs, int32_t& kept) {
+bool tryFreeUnusedModules(uint32_t delayMs, int32_t& kept) {
     if (s_isFreeing.test_and_set())
-        return result::Busy;
+        return false;
     struct Freeing {
         ~Freeing() { s_isFreeing.clear(); }
     } freeing;
@@ -334,15 +315,10 @@ int32_t freeUnusedModules(uint32_t delayMs, int32_t& kept) {
     }
     for (auto& module : modules)
         kept += freeIfUnused(std::move(module), delayMs) ? 0 : 1;
-    return result::Ok;
+    return true;
 }
 
 } // namespace qx::platform::components
 
-constexpr qx::platform::ForkSteps qx::platform::ComponentForkSteps{
-    [](void*) noexcept { components::s_lock.lock(); },
-    [](void*) noexcept { components::s_lock.unlock(); },
-    [](void*) noexcept {
-        components::s_isFreeing.clear(); // by a thread that is not there
-        components::s_lock.unlock();
-    }};
+constexpr qx::platform::ForkSteps qx::platform::ComponentForkSteps =
+    HeldInFork<components::s_lock, components::forgetFreeing>;

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include <qx/platform/types.h>
@@ -18,46 +20,39 @@ namespace qx::platform::components {
 /// The factory of a class with the module that it is from.
 class Factory {
 public:
-    explicit Factory(std::shared_ptr<LoadedModule> module) noexcept : m_module(std::move(module)) {}
+    /// Asks the module for it.
+    Factory(std::shared_ptr<LoadedModule> module, const QXGUID& classId)
+        : m_module(std::move(module)), m_factory(m_module->getFactory(classId)) {}
     ~Factory();
     Factory(const Factory&) = delete;
     Factory& operator=(const Factory&) = delete;
-
-    /// Asks the module for the factory of a class, once.
-    int32_t obtain(const QXGUID& classId) noexcept {
-        return m_module->getFactory(classId, m_factory);
-    }
 
     const std::shared_ptr<LoadedModule>& module() const noexcept { return m_module; }
     int32_t create(void* outer, const QXGUID& interfaceId, void** object) const noexcept;
 
 private:
     const std::shared_ptr<LoadedModule> m_module;
-    ClassFactoryPointer m_factory = nullptr;
+    const ClassFactoryPointer m_factory;
 };
 
 /// A number for the present state of the registry, to be found out first: the calls below answer as
-/// of then or later. Costs one look at the file's status when nothing changed.
-int32_t registryVersion(uint64_t& version);
+/// of then or later. 0 without a registry. Costs one look at the file's status when nothing
+/// changed.
+uint64_t registryVersion();
 
-/// The class that the registry has for a programmatic identifier; result::NotFound for none.
-/// @throws std::bad_alloc
-int32_t findClass(uint64_t version, const char16_t* progId, QXGUID& classId);
+/// The class that the registry has for a programmatic identifier.
+std::optional<QXGUID> findClass(uint64_t version, std::u16string_view progId);
 
-/// The factory of a registered class, from its module, which is loaded if need be;
-/// result::ClassNotAvailable for one that is not registered.
-/// @throws std::bad_alloc
-int32_t findFactory(uint64_t version, const QXGUID& classId,
-                    std::shared_ptr<const Factory>& factory);
+/// The factory of a registered class, from its module, which is loaded if need be; null for a class
+/// that is not registered.
+std::shared_ptr<const Factory> findFactory(uint64_t version, const QXGUID& classId);
 
 /// The module of a path, loaded for this call unless it is already.
-/// @throws std::bad_alloc
-int32_t useModule(const char16_t* path, std::shared_ptr<LoadedModule>& module);
+std::shared_ptr<LoadedModule> useModule(const char16_t* path);
 
 /// Unloads the modules of which nothing is used and was not when that was asked @p delayMs ago;
-/// result::Busy while another thread does.
+/// false while another thread does.
 /// @param kept  modules that stay loaded
-/// @throws std::bad_alloc
-int32_t freeUnusedModules(uint32_t delayMs, int32_t& kept);
+bool tryFreeUnusedModules(uint32_t delayMs, int32_t& kept);
 
 } // namespace qx::platform::components

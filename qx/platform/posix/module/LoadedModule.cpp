@@ -15,7 +15,6 @@
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
-#include <qx/platform/posix/files/readat.h>
 #include <qx/platform/posix/module/ModuleNote.h>
 #include <qx/platform/posix/module/trust.h>
 #include <qx/platform/posix/text/narrow.h>
@@ -35,43 +34,35 @@ bool isInTrustedHands(const char* path, const struct stat& status) noexcept {
     return isSticky || !othersMayWrite(path, status);
 }
 
-/// Looks at everything on an absolute path, from the root to the file.
-int32_t checkHands(std::string_view path) noexcept {
-    size_t end = 1;
-    for (;;) {
-        PathText part;
-        if (!part.append(path.substr(0, end)))
-            return NameTooLong;
+/// Looks at everything on an absolute path, from the root to the file. In this order the answer
+/// stays right: once nobody else can change a folder, nobody can exchange what was found in it.
+void checkHands(std::string_view path) {
+    for (size_t end = 1;; end = std::min(path.find('/', end + 1), path.size())) {
+        const PathText part(path.substr(0, end));
         struct stat status;
-        if (::lstat(part.c_str(), &status) != 0)
-            return lastResult();
+        throwIfNot0(::lstat(part.c_str(), &status));
         if (!isInTrustedHands(part.c_str(), status))
-            return result::AccessDenied;
+            throw Failure{result::AccessDenied};
         if (end == path.size())
-            return result::Ok;
-        end = std::min(path.find('/', end + 1), path.size());
+            return;
     }
 }
 
-int32_t checkVersion(const std::string& path) {
+void checkVersion(const std::string& path) {
     const Descriptor file = Descriptor::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
-    struct stat status;
-    if (!file || ::fstat(file.get(), &status) != 0)
-        return lastResult();
+    if (!file)
+        throw Failure{lastResult()};
+    const struct stat status = statusOf(file.get());
     if (!S_ISREG(status.st_mode))
-        return result::NotALibrary;
+        throw Failure{result::NotALibrary};
     const auto read = [&file](uint64_t offset, void* buffer, size_t size) {
         return readAt(file.get(), buffer, size, offset) == static_cast<ssize_t>(size);
     };
     InterfaceVersion version;
-    if (const int32_t result =
-            readInterfaceVersion(read, static_cast<uint64_t>(status.st_size), version);
-        result < 0)
-        return result;
-    return version.major == QX_COMPONENT_INTERFACE_MAJOR &&
-                   version.minor <= QX_COMPONENT_INTERFACE_MINOR
-               ? result::Ok
-               : result::ModuleVersion;
+    throwIfFailed(readInterfaceVersion(read, static_cast<uint64_t>(status.st_size), version));
+    if (version.major != QX_COMPONENT_INTERFACE_MAJOR ||
+        version.minor > QX_COMPONENT_INTERFACE_MINOR)
+        throw Failure{result::ModuleVersion};
 }
 
 /// The library or program that an address lies in, or null.
@@ -92,40 +83,31 @@ void* useThisLibrary() noexcept {
 
 } // namespace
 
-int32_t LoadedModule::resolve(const char16_t* path, std::string& resolved) {
-    std::string narrow;
-    PathText native;
-    if (const int32_t result = toNarrow(path, narrow); result < 0)
-        return result;
-    if (const int32_t result = toNativePath(narrow.c_str(), native); result < 0)
-        return result;
+std::string LoadedModule::resolve(const char16_t* path) {
+    const PathText native = toNativePath(toNarrow(path).c_str());
     if (!native.view().starts_with('/'))
-        return result::InvalidArgument;
-    if (const int32_t result = checkHands(native.view()); result < 0)
-        return result;
-    char absolute[PATH_MAX];
-    if (::realpath(native.c_str(), absolute) == nullptr)
-        return lastResult();
-    resolved = absolute;
+        throw Failure{result::InvalidArgument};
+    checkHands(native.view());
+    const PathText resolved = resolvedPath(native.c_str());
     // Behind a link there may be other folders.
-    return native.view() == resolved ? result::Ok : checkHands(resolved);
+    if (native.view() != resolved.view())
+        checkHands(resolved.view());
+    return std::string(resolved.view());
 }
 
-int32_t LoadedModule::open(const std::string& path, std::shared_ptr<LoadedModule>& module) {
-    if (const int32_t result = checkVersion(path); result < 0)
-        return result;
+std::shared_ptr<LoadedModule> LoadedModule::open(const std::string& path) {
+    checkVersion(path);
     // Memory first, so that nothing can fail between the loading and its owner.
     std::shared_ptr<LoadedModule> opened(new LoadedModule(path));
     const LoaderCall call;
     opened->m_library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened->m_library == nullptr)
-        return result::ModuleNotFound;
+        throw Failure{result::ModuleNotFound};
     opened->m_self = useThisLibrary();
     opened->findExports();
     if (opened->m_getClassObject == nullptr)
-        return result::SymbolNotFound;
-    module = std::move(opened);
-    return result::Ok;
+        throw Failure{result::SymbolNotFound};
+    return opened;
 }
 
 LoadedModule::~LoadedModule() {
@@ -164,17 +146,15 @@ void LoadedModule::findExport(const char* name, Function*& function) const noexc
         function = reinterpret_cast<Function*>(found);
 }
 
-int32_t LoadedModule::getFactory(const QXGUID& classId,
-                                 ClassFactoryPointer& factory) const noexcept {
+ClassFactoryPointer LoadedModule::getFactory(const QXGUID& classId) const {
     constexpr QXGUID FactoryInterface{
         0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
     void* object = nullptr;
-    const int32_t result =
-        withinModule([&] { return m_getClassObject(&classId, &FactoryInterface, &object); });
-    if (result < 0)
-        return result;
-    factory = static_cast<ClassFactoryPointer>(object);
-    return factory != nullptr ? result::Ok : result::Fail;
+    throwIfFailed(
+        withinModule([&] { return m_getClassObject(&classId, &FactoryInterface, &object); }));
+    if (object == nullptr)
+        throw Failure{result::Fail};
+    return static_cast<ClassFactoryPointer>(object);
 }
 
 bool LoadedModule::isUnused() const noexcept {

@@ -26,17 +26,15 @@ int32_t withinModule(Body&& body) noexcept {
 /// A component module in memory. The library stays loaded as long as it does.
 class LoadedModule {
 public:
-    /// Turns the path of a module into the absolute one without links, by which modules are known:
-    /// result::InvalidArgument for a relative path, result::AccessDenied when somebody else than
-    /// the user or the system may change the file, a folder above it or a link on the way.
-    /// @throws std::bad_alloc
-    static int32_t resolve(const char16_t* path, std::string& resolved);
+    /// Turns the path of a module into the absolute one without links, by which modules are known.
+    /// Throws result::InvalidArgument for a relative path, result::AccessDenied when somebody else
+    /// than the user or the system may change the file, a folder above it or a link on the way.
+    static std::string resolve(const char16_t* path);
 
-    /// Loads the file of a resolved path: result::NotALibrary, result::NotAModule or
+    /// Loads the file of a resolved path. Throws result::NotALibrary, result::NotAModule or
     /// result::ModuleVersion, all before anything in it runs; result::ModuleNotFound when it lacks
     /// something it needs, result::SymbolNotFound when it does not export DllGetClassObject.
-    /// @throws std::bad_alloc
-    static int32_t open(const std::string& path, std::shared_ptr<LoadedModule>& module);
+    static std::shared_ptr<LoadedModule> open(const std::string& path);
 
     ~LoadedModule();
     LoadedModule(const LoadedModule&) = delete;
@@ -44,8 +42,9 @@ public:
 
     const std::string& path() const noexcept { return m_path; }
 
-    /// The factory of a class, with a reference; result::Fail when it gives none without an error.
-    int32_t getFactory(const QXGUID& classId, ClassFactoryPointer& factory) const noexcept;
+    /// The factory of a class, with a reference. Throws what the module answers, result::Fail when
+    /// that is neither a factory nor an error.
+    ClassFactoryPointer getFactory(const QXGUID& classId) const;
     /// Whether nothing of the module is alive; never of one that cannot be asked.
     bool isUnused() const noexcept;
     int32_t registerServer() const noexcept;

@@ -32,20 +32,12 @@ int32_t createOffered(QXComClassFactory factory, const void* outer, const QXGUID
     return checkCreated(withinModule([&] { return factory(&interfaceId, object); }), object);
 }
 
-int32_t findRegisteredClass(const char16_t* progId, uint64_t& version, QXGUID& classId) noexcept {
-    if (const int32_t result = components::registryVersion(version); result < 0)
-        return result;
-    return withinMemory([&] { return components::findClass(version, progId, classId); });
-}
-
 /// Asks a class that the registry has at @p version for an object.
 int32_t createRegistered(uint64_t version, const QXGUID& classId, void* outer,
-                         const QXGUID& interfaceId, void** object) noexcept {
-    std::shared_ptr<const components::Factory> factory;
-    const int32_t result =
-        withinMemory([&] { return components::findFactory(version, classId, factory); });
-    if (result < 0)
-        return result;
+                         const QXGUID& interfaceId, void** object) {
+    const auto factory = components::findFactory(version, classId);
+    if (factory == nullptr)
+        return result::ClassNotAvailable;
     return checkCreated(factory->create(outer, interfaceId, object), object);
 }
 
@@ -53,9 +45,7 @@ template <int32_t (LoadedModule::*Call)() const noexcept>
 int32_t callModule(const char16_t* path) noexcept {
     if (path == nullptr)
         return result::NullPointer;
-    std::shared_ptr<LoadedModule> module;
-    const int32_t result = withinMemory([&] { return components::useModule(path, module); });
-    return result < 0 ? result : (*module.*Call)();
+    return resultOf([&] { return (*components::useModule(path).*Call)(); });
 }
 
 } // namespace
@@ -68,11 +58,13 @@ int32_t QXComClassIDFromProgID(const char16_t* progId, QXGUID* classId) {
         return result::NullPointer;
     if (findOfferedClass(progId, *classId))
         return result::Ok;
-    uint64_t version = 0;
-    const int32_t result = findRegisteredClass(progId, version, *classId);
-    if (result < 0)
-        *classId = {};
-    return result;
+    return resultOf([&] {
+        const auto found = components::findClass(components::registryVersion(), progId);
+        if (!found)
+            return result::NotFound;
+        *classId = *found;
+        return result::Ok;
+    });
 }
 
 int32_t QXModuleComCreateObject(const void* module, const QXGUID* classId, void* outer,
@@ -86,10 +78,10 @@ int32_t QXModuleComCreateObject(const void* module, const QXGUID* classId, void*
         return result::InvalidHandle;
     if (const QXComClassFactory offered = offeredFactory(*classId); offered != nullptr)
         return createOffered(offered, outer, *interfaceId, object);
-    uint64_t version = 0;
-    if (const int32_t result = components::registryVersion(version); result < 0)
-        return result == result::NotFound ? result::ClassNotAvailable : result;
-    return createRegistered(version, *classId, outer, *interfaceId, object);
+    return resultOf([&] {
+        return createRegistered(components::registryVersion(), *classId, outer, *interfaceId,
+                                object);
+    });
 }
 
 int32_t QXComCreateObjectByProgID(const char16_t* progId, void* outer, const QXGUID* interfaceId,
@@ -99,24 +91,28 @@ int32_t QXComCreateObjectByProgID(const char16_t* progId, void* outer, const QXG
     *object = nullptr;
     if (progId == nullptr || interfaceId == nullptr)
         return result::NullPointer;
-    QXGUID classId{};
-    uint64_t version = 0;
-    const bool isOffered = findOfferedClass(progId, classId);
-    if (!isOffered) {
-        const int32_t result = findRegisteredClass(progId, version, classId);
-        if (result < 0)
-            return result;
+    QXGUID offeredId{};
+    if (findOfferedClass(progId, offeredId)) {
+        const QXComClassFactory offered = offeredFactory(offeredId);
+        return offered != nullptr ? createOffered(offered, outer, *interfaceId, object)
+                                  : result::NotFound; // revoked meanwhile
     }
-    if (const QXComClassFactory offered = offeredFactory(classId); offered != nullptr)
-        return createOffered(offered, outer, *interfaceId, object);
-    return isOffered ? result::NotFound // revoked meanwhile
-                     : createRegistered(version, classId, outer, *interfaceId, object);
+    return resultOf([&] {
+        const uint64_t version = components::registryVersion();
+        const auto classId = components::findClass(version, progId);
+        if (!classId)
+            return result::NotFound;
+        if (const QXComClassFactory offered = offeredFactory(*classId); offered != nullptr)
+            return createOffered(offered, outer, *interfaceId, object);
+        return createRegistered(version, *classId, outer, *interfaceId, object);
+    });
 }
 
 int32_t QXComFreeUnusedModules(uint32_t delayMs, int32_t* kept) {
     int32_t count = 0;
-    const int32_t result =
-        withinMemory([&] { return components::freeUnusedModules(delayMs, count); });
+    const int32_t result = resultOf([&] {
+        return components::tryFreeUnusedModules(delayMs, count) ? result::Ok : result::Busy;
+    });
     if (kept != nullptr)
         *kept = count;
     return result;

@@ -15,7 +15,6 @@
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
-#include <qx/platform/posix/files/readat.h>
 #include <qx/platform/posix/handle.h>
 #include <qx/platform/posix/module/livemodule.h>
 #include <qx/platform/posix/text/narrow.h>
@@ -45,45 +44,34 @@ int32_t reasonOf(const PathText& path) noexcept {
     return hasMagic ? result::ModuleNotFound : result::NotALibrary;
 }
 
-int32_t openLibrary(const char16_t* path, QXHandle& library) {
-    std::string name;
-    PathText native;
-    if (const int32_t result = toNarrow(path, name); result < 0)
-        return result;
-    if (const int32_t result = toNativePath(name.c_str(), native); result < 0)
-        return result;
+QXHandle openLibrary(const char16_t* path) {
+    const PathText native = toNativePath(toNarrow(path).c_str());
     const LoaderCall call;
     void* const opened = ::dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened == nullptr)
-        return reasonOf(native);
-    library = reinterpret_cast<QXHandle>(opened);
-    return result::Ok;
+        throw Failure{reasonOf(native)};
+    return reinterpret_cast<QXHandle>(opened);
 }
 
-int32_t findSymbol(QXHandle library, const char16_t* name, void*& symbol) {
-    std::string narrow;
-    if (const int32_t result = toNarrow(name, narrow); result < 0)
-        return result;
+int32_t findSymbol(QXHandle library, const std::string& name, void*& symbol) noexcept {
     ::dlerror();
-    void* const found = ::dlsym(libraryOf(library), narrow.c_str());
+    void* const found = ::dlsym(libraryOf(library), name.c_str());
     if (found == nullptr && ::dlerror() != nullptr) // a symbol may be at address 0
         return result::SymbolNotFound;
     symbol = found;
     return result::Ok;
 }
 
-int32_t fileNameOf(const void* module, PathText& path) noexcept {
+/// Absolute path of what an address lies in.
+PathText fileOf(const void* module) {
     Dl_info info;
     const link_map* loaded = nullptr;
     if (::dladdr1(module, &info, reinterpret_cast<void**>(const_cast<link_map**>(&loaded)),
                   RTLD_DL_LINKMAP) == 0)
-        return result::ModuleNotFound;
+        throw Failure{result::ModuleNotFound};
     // The program itself has no name there.
     const bool isProgram = loaded == nullptr || loaded->l_name[0] == 0;
-    char absolute[PATH_MAX];
-    if (::realpath(isProgram ? "/proc/self/exe" : info.dli_fname, absolute) == nullptr)
-        return lastResult();
-    return path.append(absolute) ? result::Ok : NameTooLong;
+    return resolvedPath(isProgram ? "/proc/self/exe" : info.dli_fname);
 }
 
 } // namespace
@@ -96,7 +84,7 @@ int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* libr
         return result::NullPointer;
     if (!isLiveModule(module))
         return result::InvalidHandle;
-    return withinMemory([&] { return openLibrary(path, *library); });
+    return resultOf([&] { *library = openLibrary(path); });
 }
 
 int32_t QXModuleLibClose(const void* module, QXHandle library) {
@@ -111,10 +99,7 @@ int32_t QXModuleLibClose(const void* module, QXHandle library) {
 int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity) {
     if (module == nullptr || buffer == nullptr)
         return result::NullPointer;
-    PathText path;
-    if (const int32_t result = fileNameOf(module, path); result < 0)
-        return result;
-    return storePath(path.view(), buffer, capacity);
+    return resultOf([&] { return storePath(fileOf(module).view(), buffer, capacity); });
 }
 
 int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol) {
@@ -125,5 +110,5 @@ int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol) {
         return result::NullPointer;
     if (!isLibrary(library))
         return result::InvalidHandle;
-    return withinMemory([&] { return findSymbol(library, name, *symbol); });
+    return resultOf([&] { return findSymbol(library, toNarrow(name), *symbol); });
 }

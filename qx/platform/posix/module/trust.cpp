@@ -16,7 +16,7 @@ bool isOwnGroup(gid_t group) noexcept {
     const uid_t user = ::geteuid();
     if (user == 0)
         return false;
-    return withinMemory([&] {
+    return resultOf([&] {
                const std::string users = readTable("/etc/passwd"), groups = readTable("/etc/group");
                return isPrivateGroup(users, groups, user, group) ? 1 : 0;
            }) == 1;

@@ -11,7 +11,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include <qx/platform/files.h>
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/descriptor.h>
@@ -39,7 +38,7 @@ constexpr uint32_t KnownFlags = QX_PROCESS_MERGE_ERROR | QX_PROCESS_INHERIT_INPU
 /// Texts as a program receives them.
 class TextList {
 public:
-    int32_t add(std::u16string_view text) { return toNarrow(text, m_texts.emplace_back()); }
+    void add(std::u16string_view text) { m_texts.push_back(toNarrow(text)); }
     bool isEmpty() const noexcept { return m_texts.empty(); }
     const std::string& last() const noexcept { return m_texts.back(); }
     const std::string& first() const noexcept { return m_texts.front(); }
@@ -60,10 +59,10 @@ private:
 /// What is to be executed, in the system's terms.
 class Program {
 public:
-    int32_t setArguments(const char16_t* path, const char16_t* commandLine);
-    int32_t setFile(const char16_t* path);
-    int32_t setFolder(const char16_t* folder);
-    int32_t setEnvironment(const char16_t* const* environment);
+    /// See QXProcessCreate, as for the others.
+    Program(const char16_t* path, const char16_t* commandLine);
+    void setFolder(const char16_t* folder);
+    void setEnvironment(const char16_t* const* environment);
 
     int folder() const noexcept { return m_folder.get(); }
     /// posix_spawn; an errno value.
@@ -72,7 +71,7 @@ public:
 
 private:
     /// The system would look for the file from the child's folder.
-    int32_t makeFileAbsolute();
+    void makeFileAbsolute();
 
     PathText m_file;
     bool m_isSearched = false;
@@ -82,69 +81,52 @@ private:
     Descriptor m_folder;
 };
 
-int32_t Program::setArguments(const char16_t* path, const char16_t* commandLine) {
+Program::Program(const char16_t* path, const char16_t* commandLine) {
     const std::u16string_view line = commandLine != nullptr ? commandLine : u"";
-    for (const std::u16string& word : splitCommandLine(line)) {
-        if (const int32_t result = m_arguments.add(word); result < 0)
-            return result;
-    }
-    if (!m_arguments.isEmpty())
-        return result::Ok;
-    return path != nullptr ? m_arguments.add(path) : result::InvalidArgument;
-}
-
-int32_t Program::setFile(const char16_t* path) {
-    std::string name;
-    if (path != nullptr) {
-        if (const int32_t result = toNarrow(path, name); result < 0)
-            return result;
-    } else {
-        name = m_arguments.first();
-    }
-    if (const int32_t result = toNativePath(name.c_str(), m_file); result < 0)
-        return result;
+    for (const std::u16string& word : splitCommandLine(line))
+        m_arguments.add(word);
+    if (m_arguments.isEmpty() && path == nullptr)
+        throw Failure{result::InvalidArgument};
+    const std::string file = path != nullptr ? toNarrow(path) : m_arguments.first();
+    if (m_arguments.isEmpty())
+        m_arguments.add(path);
+    m_file = toNativePath(file.c_str());
     m_isSearched = path == nullptr && m_file.view().find('/') == std::string_view::npos;
-    return result::Ok;
 }
 
-int32_t Program::setFolder(const char16_t* folder) {
+void Program::setFolder(const char16_t* folder) {
     if (folder == nullptr)
-        return result::Ok;
-    std::string name;
+        return;
+    const std::string name = toNarrow(folder);
     PathText native;
-    if (const int32_t result = toNarrow(folder, name); result < 0)
-        return result;
-    if (toNativePath(name.c_str(), native) < 0)
-        return NoSuchFolder;
+    try {
+        native = toNativePath(name.c_str());
+    } catch (const Failure&) {
+        throw Failure{NoSuchFolder};
+    }
     m_folder = aboveStandard(Descriptor::open(native.c_str(), O_PATH | O_DIRECTORY));
     if (!m_folder)
-        return errno == ENOENT || errno == ENOTDIR ? NoSuchFolder : lastResult();
-    return m_isSearched ? result::Ok : makeFileAbsolute();
+        throw Failure{errno == ENOENT || errno == ENOTDIR ? NoSuchFolder : lastResult()};
+    if (!m_isSearched)
+        makeFileAbsolute();
 }
 
-int32_t Program::makeFileAbsolute() {
+void Program::makeFileAbsolute() {
     if (m_file.view().starts_with('/'))
-        return result::Ok;
-    PathText absolute;
-    char current[PATH_MAX];
-    if (const int32_t result = QXGetCurrentDirectory(current, sizeof current); result < 0)
-        return result;
-    if (!absolute.append(current) || !absolute.append("/") || !absolute.append(m_file.view()))
-        return NameTooLong;
+        return;
+    PathText absolute = currentFolder();
+    absolute.append("/").append(m_file.view());
     m_file = absolute;
-    return result::Ok;
 }
 
-int32_t Program::setEnvironment(const char16_t* const* environment) {
+void Program::setEnvironment(const char16_t* const* environment) {
     m_inheritsEnvironment = environment == nullptr;
     for (; environment != nullptr && *environment != nullptr; ++environment) {
-        if (const int32_t result = m_environment.add(*environment); result < 0)
-            return result;
+        m_environment.add(*environment);
         const size_t nameLength = m_environment.last().find('=');
         if (nameLength == 0 || nameLength == std::string::npos)
-            return result::InvalidArgument;
+            throw Failure{result::InvalidArgument};
     }
-    return result::Ok;
 }
 
 int Program::spawn(const posix_spawn_file_actions_t* actions, const posix_spawnattr_t* attributes,
@@ -209,24 +191,22 @@ private:
 /// The pipes between this process and the child's standard streams.
 class Pipes {
 public:
-    int32_t open(uint32_t flags) noexcept {
+    explicit Pipes(uint32_t flags) {
         for (int stream = 0; stream < StandardStreams; ++stream) {
             const bool isMerged = stream == STDERR_FILENO && (flags & QX_PROCESS_MERGE_ERROR) != 0;
             if (isMerged || (flags & InheritFlags[stream]) != 0)
                 continue;
             int ends[2];
-            if (::pipe2(ends, O_CLOEXEC) != 0)
-                return lastResult();
+            throwIfNot0(::pipe2(ends, O_CLOEXEC));
             Descriptor reads(ends[0]), writes(ends[1]);
             reads = aboveStandard(std::move(reads));
             writes = aboveStandard(std::move(writes));
             if (!reads || !writes)
-                return lastResult();
+                throw Failure{lastResult()};
             const bool isInput = stream == STDIN_FILENO;
             m_child[stream] = std::move(isInput ? reads : writes);
             m_parent[stream] = std::move(isInput ? writes : reads);
         }
-        return result::Ok;
     }
 
     void connect(ChildActions& actions, uint32_t flags) const noexcept {
@@ -251,10 +231,8 @@ private:
     Descriptor m_child[StandardStreams];
 };
 
-int32_t startProgram(Program& program, uint32_t flags, QXHandle* streams, QXHandle* process) {
-    Pipes pipes;
-    if (const int32_t result = pipes.open(flags); result < 0)
-        return result;
+QXHandle startProgram(Program& program, uint32_t flags, QXHandle* streams) {
+    Pipes pipes(flags);
     ChildActions actions;
     pipes.connect(actions, flags);
     if (program.folder() >= 0)
@@ -267,26 +245,10 @@ int32_t startProgram(Program& program, uint32_t flags, QXHandle* streams, QXHand
     if (error == 0)
         error = program.spawn(actions.get(), signals.get(), &number);
     if (error != 0)
-        return error == EAGAIN ? NoMoreProcesses : resultFromErrno(error);
+        throw Failure{error == EAGAIN ? NoMoreProcesses : resultFromErrno(error)};
     pipes.release(streams);
     child->begin(number);
-    *process = enterChild(std::move(child));
-    return result::Ok;
-}
-
-int32_t createProcess(const char16_t* path, const char16_t* commandLine, const char16_t* folder,
-                      const char16_t* const* environment, uint32_t flags, QXHandle* streams,
-                      QXHandle* process) {
-    Program program;
-    if (const int32_t result = program.setArguments(path, commandLine); result < 0)
-        return result;
-    if (const int32_t result = program.setFile(path); result < 0)
-        return result;
-    if (const int32_t result = program.setFolder(folder); result < 0)
-        return result;
-    if (const int32_t result = program.setEnvironment(environment); result < 0)
-        return result;
-    return startProgram(program, flags, streams, process);
+    return enterChild(std::move(child));
 }
 
 int32_t collect(QXHandle process, int options, int32_t* exitCode) noexcept {
@@ -308,8 +270,11 @@ int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine, const
     constexpr uint32_t Contradiction = QX_PROCESS_MERGE_ERROR | QX_PROCESS_INHERIT_ERROR;
     if ((flags & ~KnownFlags) != 0 || (flags & Contradiction) == Contradiction)
         return result::InvalidArgument;
-    return withinMemory([&] {
-        return createProcess(path, commandLine, folder, environment, flags, streams, process);
+    return resultOf([&] {
+        Program program(path, commandLine);
+        program.setFolder(folder);
+        program.setEnvironment(environment);
+        *process = startProgram(program, flags, streams);
     });
 }
 

@@ -1,14 +1,12 @@
 #include "qx/platform/posix/registry/RegistryFile.h"
 
 #include <algorithm>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/aside.h>
 #include <qx/platform/posix/files/path.h>
-#include <qx/platform/posix/files/readat.h>
 #include <qx/platform/posix/module/trust.h>
 #include <qx/platform/posix/random.h>
 
@@ -21,182 +19,154 @@ Descriptor open(const char* path, int flags) noexcept {
     return aboveStandard(Descriptor::open(path, flags | O_NOCTTY | O_NONBLOCK));
 }
 
-/// The folder of a path, which has one, without the "/" at its end.
-std::string_view withoutName(std::string_view path) noexcept {
-    return path.substr(0, path.rfind('/'));
+void checkTrust(const char* path, const struct stat& status) {
+    if (!isTrusted(path, status))
+        throw Failure{result::AccessDenied};
 }
 
 /// Refuses an open file that is not the user's own, or that lies where others may exchange it.
-int32_t check(const std::string& path, int file) noexcept {
-    PathText folder;
-    folder.append(folderOf(path));
-    struct stat status;
-    if (::fstat(file, &status) != 0)
-        return lastResult();
-    if (!S_ISREG(status.st_mode) || !isTrusted(path.c_str(), status))
-        return result::AccessDenied;
-    if (::stat(folder.c_str(), &status) != 0)
-        return lastResult();
-    return isTrusted(folder.c_str(), status) ? result::Ok : result::AccessDenied;
+void check(const std::string& path, int file) {
+    struct stat status = statusOf(file);
+    if (!S_ISREG(status.st_mode))
+        throw Failure{result::AccessDenied};
+    checkTrust(path.c_str(), status);
+    const PathText folder(folderOf(path));
+    throwIfNot0(::stat(folder.c_str(), &status));
+    checkTrust(folder.c_str(), status);
 }
 
-bool setLock(int file, short type) noexcept {
-    struct flock range = {};
-    range.l_type = type;
-    range.l_whence = SEEK_SET; // the whole file
-    return retryInterrupted([&] { return ::fcntl(file, F_OFD_SETLK, &range); }) == 0;
-}
-
-bool flushFolder(const char* path) noexcept {
+void flushFolder(const char* path) {
     const Descriptor folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY);
-    return folder && retryInterrupted([&] { return ::fsync(folder.get()); }) == 0;
+    if (!folder)
+        throw Failure{lastResult()};
+    flush(folder.get());
 }
 
 /// Makes one folder in an existing one, for the owner alone and durable.
-int32_t makeFolder(const PathText& path) noexcept {
-    if (::mkdir(path.c_str(), S_IRWXU) != 0)
-        return errno == EEXIST ? result::Ok : lastResult();
-    PathText above;
-    above.append(folderOf(path.view()));
+void makeFolder(const PathText& path) {
+    if (::mkdir(path.c_str(), S_IRWXU) != 0) {
+        if (errno == EEXIST)
+            return;
+        throw Failure{lastResult()};
+    }
     // The umask may have taken bits away.
-    const bool isMade = ::chmod(path.c_str(), S_IRWXU) == 0 && flushFolder(above.c_str());
-    return isMade ? result::Ok : lastResult();
+    throwIfNot0(::chmod(path.c_str(), S_IRWXU));
+    // A file in a folder that a power cut takes away again would not be durable.
+    flushFolder(PathText(folderOf(path.view())).c_str());
 }
 
 /// Makes an absolute path of folders, as far as it does not exist.
-int32_t makeFolders(std::string_view path) noexcept {
+void makeFolders(std::string_view path) {
     for (size_t end = 0; end < path.size();) {
         end = std::min(path.find('/', end + 1), path.size());
-        PathText folder;
-        if (!folder.append(path.substr(0, end)))
-            return NameTooLong;
+        const PathText folder(path.substr(0, end));
         struct stat status;
-        if (::stat(folder.c_str(), &status) == 0)
-            continue;
-        if (const int32_t result = makeFolder(folder); result < 0)
-            return result;
+        if (::stat(folder.c_str(), &status) != 0)
+            makeFolder(folder);
     }
-    return result::Ok;
-}
-
-int32_t writeAt(int file, uint64_t offset, std::span<const uint8_t> bytes) noexcept {
-    constexpr size_t LargestWrite = size_t{1} << 30;
-    while (!bytes.empty()) {
-        const ssize_t count = retryInterrupted([&] {
-            return ::pwrite(file, bytes.data(), std::min(bytes.size(), LargestWrite),
-                            static_cast<off_t>(offset));
-        });
-        if (count < 0)
-            return lastResult();
-        bytes = bytes.subspan(static_cast<size_t>(count));
-        offset += static_cast<uint64_t>(count);
-    }
-    return result::Ok;
 }
 
 /// Creates a file with nothing but a header, unless there is one. It gets its name when it is whole
-/// and durable, and never takes that of another process's file.
-int32_t createFile(const std::string& path) noexcept {
-    PathText folder;
-    folder.append(withoutName(path));
-    if (const int32_t result = makeFolders(folder.view()); result < 0)
-        return result;
+/// and durable, and never takes that of another process's file: link refuses an existing name,
+/// which rename would replace.
+void createFile(const std::string& path) {
+    const PathText folder(std::string_view(path).substr(0, path.rfind('/')));
+    makeFolders(folder.view());
     uint64_t generation = 0;
-    if (const int32_t result = randomBytes(&generation, sizeof generation); result < 0)
-        return result;
+    fillRandomly(&generation, sizeof generation);
+    const Landmark header = makeHeader(generation);
+    {
+        const AsideFile aside(path, S_IRUSR | S_IWUSR);
+        throwIfNot0(::fchmod(aside.descriptor(), S_IRUSR | S_IWUSR));
+        writeAt(aside.descriptor(), header.data(), header.size(), 0);
+        flush(aside.descriptor());
+        if (::link(aside.path().c_str(), path.c_str()) != 0 && errno != EEXIST)
+            throw Failure{lastResult()};
+    }
+    flushFolder(folder.c_str());
+}
 
-    PathText aside;
-    Descriptor file;
-    if (const int32_t result = createAside(path, S_IRUSR | S_IWUSR, aside, file); result < 0)
-        return result;
-    int32_t result = ::fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 ? result::Ok : lastResult();
-    if (result >= 0)
-        result = writeAt(file.get(), 0, makeHeader(generation));
-    if (result >= 0 && retryInterrupted([&] { return ::fsync(file.get()); }) != 0)
-        result = lastResult();
-    if (result >= 0 && ::link(aside.c_str(), path.c_str()) != 0 && errno != EEXIST)
-        result = lastResult();
-    ::unlink(aside.c_str());
-    if (result >= 0 && !flushFolder(folder.c_str()))
-        result = lastResult();
-    return result;
+/// Whether the file is the one that has the name now.
+bool hasName(int file, const char* path) {
+    const struct stat opened = statusOf(file);
+    struct stat named;
+    return ::stat(path, &named) == 0 && named.st_dev == opened.st_dev &&
+           named.st_ino == opened.st_ino;
 }
 
 } // namespace
 
-int32_t openForReading(const std::string& path, Descriptor& file, QXFileState& state) noexcept {
-    file = open(path.c_str(), O_RDONLY);
-    if (!file)
-        return lastResult();
-    if (const int32_t result = check(path, file.get()); result < 0)
-        return result;
-    return QXFileGetHandleState(static_cast<QXHandle>(file.get()), &state);
+Descriptor openForReading(const std::string& path) {
+    Descriptor file = open(path.c_str(), O_RDONLY);
+    if (file)
+        check(path, file.get());
+    else if (const int32_t result = lastResult(); result != result::NotFound)
+        throw Failure{result};
+    return file;
 }
 
-int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>& bytes) {
-    bytes.resize(end - offset);
+QXFileState stateOf(int file) {
+    QXFileState state;
+    throwIfFailed(QXFileGetHandleState(static_cast<QXHandle>(file), &state));
+    return state;
+}
+
+std::vector<uint8_t> readRange(int file, uint64_t offset, uint64_t end) {
+    std::vector<uint8_t> bytes(end - offset);
     const ssize_t length = readAt(file, bytes.data(), bytes.size(), offset);
     if (length < 0)
-        return lastResult();
+        throw Failure{lastResult()};
     bytes.resize(static_cast<size_t>(length));
-    return result::Ok;
+    return bytes;
 }
 
-int32_t LockedFile::tryOpen(const std::string& path) noexcept {
+bool LockedFile::tryOpen(const std::string& path) {
     // Others may remove the file again. A link that leads nowhere never lets one be made.
     constexpr int MostCreations = 16;
     for (int creations = 0;;) {
         m_file = registry::open(path.c_str(), O_RDWR);
         if (!m_file) {
             if (errno != ENOENT || creations++ == MostCreations)
-                return lastResult();
-            if (const int32_t result = createFile(path); result < 0)
-                return result;
+                throw Failure{lastResult()};
+            createFile(path);
             continue;
         }
-        if (const int32_t result = check(path, m_file.get()); result < 0)
-            return result;
-        if (!setLock(m_file.get(), F_WRLCK)) {
-            const int32_t result = errno == EAGAIN ? result::Busy : lastResult();
-            m_file = Descriptor();
-            return result;
-        }
+        check(path, m_file.get());
+        const Locking locking = tryLock(m_file.get(), F_WRLCK);
+        if (locking == Locking::Failed)
+            throw Failure{lastResult()};
         // Before the lock was had another writer may have put a compacted file under the name.
-        struct stat named, opened;
-        if (::fstat(m_file.get(), &opened) != 0)
-            return lastResult();
-        if (::stat(path.c_str(), &named) == 0 && named.st_dev == opened.st_dev &&
-            named.st_ino == opened.st_ino)
-            return result::Ok;
+        if (locking == Locking::Done && hasName(m_file.get(), path.c_str()))
+            return true;
         close();
+        if (locking == Locking::Taken)
+            return false;
     }
 }
 
 void LockedFile::close() noexcept {
     // A child that was forked meanwhile has the description too, and with it would keep the lock.
     if (m_file)
-        setLock(m_file.get(), F_UNLCK);
+        tryLock(m_file.get(), F_UNLCK);
     m_file = Descriptor();
 }
 
-int32_t LockedFile::getState(QXFileState& state) const noexcept {
-    return QXFileGetHandleState(static_cast<QXHandle>(m_file.get()), &state);
-}
-
-int32_t LockedFile::append(uint64_t offset, std::span<const uint8_t> bytes) const noexcept {
-    struct stat status;
-    if (::fstat(m_file.get(), &status) != 0)
-        return lastResult();
-    const auto end = static_cast<off_t>(offset);
-    if (status.st_size > end &&
-        retryInterrupted([&] { return ::ftruncate(m_file.get(), end); }) != 0)
-        return lastResult();
-    int32_t result = writeAt(m_file.get(), offset, bytes);
-    if (result >= 0 && retryInterrupted([&] { return ::fdatasync(m_file.get()); }) != 0)
-        result = lastResult();
-    if (result < 0 && retryInterrupted([&] { return ::ftruncate(m_file.get(), end); }) != 0)
-        return result; // what is left is no whole transaction, or one that was not promised
-    return result;
+void LockedFile::append(uint64_t offset, std::span<const uint8_t> bytes) const {
+    const int file = m_file.get();
+    const auto cut = [&] {
+        return retryInterrupted([&] { return ::ftruncate(file, static_cast<off_t>(offset)); });
+    };
+    if (statusOf(file).st_size > static_cast<off_t>(offset))
+        throwIfNot0(cut());
+    try {
+        writeAt(file, bytes.data(), bytes.size(), offset);
+        throwIfNot0(retryInterrupted([&] { return ::fdatasync(file); }));
+    } catch (const Failure&) {
+        // Where not even that can be done, what is left is no whole transaction, which readers pass
+        // over and the next writer replaces, or a whole one that nobody was promised.
+        static_cast<void>(cut());
+        throw;
+    }
 }
 
 } // namespace qx::platform::registry

@@ -14,13 +14,14 @@
 
 namespace qx::platform::registry {
 
-/// Opens a file for reading; 0x80070005 when it belongs neither to the user nor to the superuser or
-/// when others may write it. @p state is that of the open file.
-int32_t openForReading(const std::string& path, Descriptor& file, QXFileState& state) noexcept;
+/// Opens a file for reading; none when there is none. Throws 0x80070005 when it belongs neither to
+/// the user nor to the superuser or when others may write it.
+Descriptor openForReading(const std::string& path);
+
+QXFileState stateOf(int file);
 
 /// Reads from @p offset up to @p end; less when the file is shorter.
-/// @throws std::bad_alloc
-int32_t readRange(int file, uint64_t offset, uint64_t end, std::vector<uint8_t>& bytes);
+std::vector<uint8_t> readRange(int file, uint64_t offset, uint64_t end);
 
 /// A file open for a change, with the lock that keeps other writers out of it until the end of the
 /// object. The lock goes with the open file description: it ends with the process, and threads
@@ -33,16 +34,15 @@ public:
     LockedFile& operator=(const LockedFile&) = delete;
 
     /// Opens and locks the file, which is made together with its folder when it does not exist.
-    /// Busy, with no file open, while somebody else has the lock.
-    int32_t tryOpen(const std::string& path) noexcept;
+    /// False, with no file open, while somebody else has the lock.
+    bool tryOpen(const std::string& path);
     void close() noexcept;
 
     int descriptor() const noexcept { return m_file.get(); }
-    int32_t getState(QXFileState& state) const noexcept;
 
     /// Puts the bytes in the place of all that lies behind @p offset and makes them durable. On
     /// failure the file ends at the offset.
-    int32_t append(uint64_t offset, std::span<const uint8_t> bytes) const noexcept;
+    void append(uint64_t offset, std::span<const uint8_t> bytes) const;
 
 private:
     Descriptor m_file;

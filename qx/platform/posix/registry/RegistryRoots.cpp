@@ -74,24 +74,20 @@ std::string homeFolder() {
     return entry.pw_dir;
 }
 
-int32_t folderOfUser(std::string& folder) {
+std::string folderOfUser() {
     const char* const home = ::secure_getenv("XDG_DATA_HOME");
+    std::string folder;
     if (home != nullptr && *home == '/')
         folder = home;
     else if (folder = homeFolder(); !folder.empty())
         folder += "/.local/share";
     else
-        return result::NotFound;
-    folder += "/qx/registry";
-    return result::Ok;
+        return {};
+    return folder + "/qx/registry";
 }
 
-int32_t folderInUse(std::string& folder) {
-    if (s_folder == nullptr)
-        return folderOfUser(folder);
-    folder = *s_folder;
-    return result::Ok;
-}
+/// For holders of s_lock.
+std::string chosenFolder() { return s_folder == nullptr ? folderOfUser() : *s_folder; }
 
 [[gnu::destructor]] void freeStores() {
     const std::lock_guard guard(s_lock);
@@ -104,32 +100,30 @@ int32_t folderInUse(std::string& folder) {
 
 } // namespace
 
-int32_t storeOf(ENUM_QX_HKEY root, Store*& store) {
+Store* storeOf(ENUM_QX_HKEY root) {
     if (root < 0 || root >= RootCount)
-        return result::InvalidArgument;
+        throw Failure{result::InvalidArgument};
     auto& present = s_present[static_cast<size_t>(root)];
-    StoreNode* node = present.load(std::memory_order_acquire);
-    if (node == nullptr) {
-        const std::lock_guard guard(s_lock);
-        node = present;
-        if (node == nullptr) {
-            std::string folder;
-            if (const int32_t result = folderInUse(folder); result < 0)
-                return result;
-            node = nodeOf(folder + '/' + FileNames[root]);
-            present.store(node, std::memory_order_release);
-        }
-    }
-    store = &node->store;
-    return result::Ok;
-}
-
-int32_t currentFolder(std::string& folder) {
+    if (StoreNode* const node = present.load(std::memory_order_acquire); node != nullptr)
+        return &node->store;
     const std::lock_guard guard(s_lock);
-    return folderInUse(folder);
+    StoreNode* node = present;
+    if (node == nullptr) {
+        const std::string folder = chosenFolder();
+        if (folder.empty())
+            return nullptr;
+        node = nodeOf(folder + '/' + FileNames[root]);
+        present.store(node, std::memory_order_release);
+    }
+    return &node->store;
 }
 
-int32_t useFolder(const std::string& folder) {
+std::string folderInUse() {
+    const std::lock_guard guard(s_lock);
+    return chosenFolder();
+}
+
+void useFolder(const std::string& folder) {
     std::string* const used = folder.empty() ? nullptr : new std::string(folder);
     const std::lock_guard guard(s_lock);
     delete std::exchange(s_folder, used);
@@ -137,7 +131,6 @@ int32_t useFolder(const std::string& folder) {
         if (StoreNode* const node = present.exchange(nullptr); node != nullptr)
             node->store.release();
     }
-    return result::Ok;
 }
 
 } // namespace qx::platform::registry

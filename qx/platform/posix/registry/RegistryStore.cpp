@@ -27,12 +27,11 @@ bool isDeletion(const QXRegistryChange& change) noexcept {
     return change.kind == QX_REG_DELETE_VALUE || change.kind == QX_REG_DELETE_KEY;
 }
 
-/// Not found, when a deletion is of what is not there.
-int32_t checkDeletions(std::span<const QXRegistryChange> changes, const Index& index) noexcept {
-    const bool found = std::ranges::all_of(changes, [&](const QXRegistryChange& change) {
+/// False when a deletion is of what is not there.
+bool canDelete(std::span<const QXRegistryChange> changes, const Index& index) noexcept {
+    return std::ranges::all_of(changes, [&](const QXRegistryChange& change) {
         return !isDeletion(change) || existsFor(change, index);
     });
-    return found ? result::Ok : result::NotFound;
 }
 
 /// Writes changes as records. Those about one key in a row name it once.
@@ -78,6 +77,10 @@ uint64_t nextVersion() noexcept {
 } // namespace
 
 /// Whether the file is as it was when it was read. One look at its status.
+///
+/// A file that ended behind a whole transaction is followed by its size alone: whatever is appended
+/// changes that. One with a torn tail may get as many bytes in place of the tail, within one tick
+/// of the clock that stamps files; it is believed only once its time is older than such a tick.
 bool Store::isCurrent() const noexcept {
     if (!m_isKnown || !(m_isClean || m_isSettled))
         return false;
@@ -87,14 +90,9 @@ bool Store::isCurrent() const noexcept {
 }
 
 void Store::load() {
-    Descriptor file;
-    QXFileState state{};
     m_isKnown = false;
-    m_failure = openForReading(m_path, file, state);
-    if (m_failure >= 0)
-        return catchUp(file.get(), state);
-    if (m_failure != result::NotFound)
-        return;
+    if (const Descriptor file = openForReading(m_path))
+        return catchUp(file.get(), stateOf(file.get()));
     forget();
     m_state = {};
     m_failure = result::Ok;
@@ -107,8 +105,10 @@ void Store::catchUp(int file, const QXFileState& state) {
     m_isKnown = m_isClean = false;
     m_failure = result::Ok;
     try {
-        if (!follow(file, end) && m_failure >= 0)
+        if (!follow(file, end))
             loadAnew(file, end);
+    } catch (const Failure& failure) {
+        m_failure = failure.code;
     } catch (...) {
         forget();
         throw;
@@ -123,9 +123,8 @@ void Store::catchUp(int file, const QXFileState& state) {
 bool Store::follow(int file, uint64_t end) {
     if (m_place.offset == 0 || end < m_place.offset)
         return false;
-    std::vector<uint8_t> bytes;
-    m_failure = readRange(file, m_place.offset - sizeof(Landmark), end, bytes);
-    if (m_failure < 0 || bytes.size() < sizeof(Landmark) ||
+    const std::vector<uint8_t> bytes = readRange(file, m_place.offset - sizeof(Landmark), end);
+    if (bytes.size() < sizeof(Landmark) ||
         !std::equal(m_place.landmark.begin(), m_place.landmark.end(), bytes.begin()))
         return false;
     TransactionReader reader(std::span<const uint8_t>(bytes).subspan(sizeof(Landmark)), m_place);
@@ -135,20 +134,15 @@ bool Store::follow(int file, uint64_t end) {
 
 void Store::loadAnew(int file, uint64_t end) {
     forget();
-    std::vector<uint8_t> bytes;
-    m_failure = readRange(file, 0, end, bytes);
-    if (m_failure < 0)
-        return;
+    const std::vector<uint8_t> bytes = readRange(file, 0, end);
     LogPlace start;
     switch (readHeader(bytes, start)) {
     case HeaderState::Valid:
         break;
     case HeaderState::Damaged:
-        m_failure = result::Corrupt;
-        return;
+        throw Failure{result::Corrupt};
     case HeaderState::LaterVersion:
-        m_failure = resultFromErrno(EOPNOTSUPP);
-        return;
+        throw Failure{resultFromErrno(EOPNOTSUPP)};
     }
     TransactionReader reader(std::span<const uint8_t>(bytes).subspan(HeaderBytes), start);
     m_place = start;
@@ -165,7 +159,7 @@ void Store::applyAll(TransactionReader& reader) {
     m_place = reader.place();
     m_isClean = result == ReadResult::Ended;
     if (result == ReadResult::Malformed)
-        m_failure = result::Corrupt;
+        throw Failure{result::Corrupt};
 }
 
 void Store::forget() noexcept {
@@ -174,36 +168,29 @@ void Store::forget() noexcept {
     m_version = nextVersion();
 }
 
-/// The bytes of the transaction that makes the changes, and where they belong in the locked file.
-int32_t Store::prepare(const LockedFile& file, std::span<const QXRegistryChange> changes,
-                       Absent absent, std::vector<uint8_t>& bytes, uint64_t& offset) {
+/// The bytes of the transaction that makes the changes, and where they belong in the locked file;
+/// false when a deletion is refused.
+bool Store::prepare(const LockedFile& file, std::span<const QXRegistryChange> changes,
+                    Absent absent, std::vector<uint8_t>& bytes, uint64_t& offset) {
     const std::unique_lock guard(m_lock);
-    QXFileState state;
-    if (const int32_t result = file.getState(state); result < 0)
-        return result;
+    const QXFileState state = stateOf(file.descriptor());
     if (!m_isKnown || !m_isClean || QXFileIsSameState(&state, &m_state) == 0)
         catchUp(file.descriptor(), state);
-    if (m_failure < 0)
-        return m_failure;
-    if (absent == Absent::Refuse) {
-        if (const int32_t result = checkDeletions(changes, m_index); result < 0)
-            return result;
-    }
+    const Index& index = readableIndex();
+    if (absent == Absent::Refuse && !canDelete(changes, index))
+        return false;
     TransactionWriter writer(m_place);
     addRecords(changes, writer);
     bytes = writer.commit();
     offset = m_place.offset;
-    return result::Ok;
+    return true;
 }
 
 /// The file without what was replaced or deleted, when that is more than half of it; else nothing.
 std::vector<uint8_t> Store::compactedIfDue(const LockedFile& file) {
     constexpr uint64_t SmallestWorthIt = 64 << 10;
     const std::unique_lock guard(m_lock);
-    QXFileState state;
-    if (file.getState(state) < 0)
-        return {};
-    catchUp(file.descriptor(), state); // with the change just made
+    catchUp(file.descriptor(), stateOf(file.descriptor())); // with the change just made
     if (m_failure < 0 || m_place.offset < SmallestWorthIt ||
         m_place.offset / 2 < m_index.liveBytes() + HeaderBytes + CommitBytes)
         return {};
@@ -218,46 +205,39 @@ std::vector<uint8_t> Store::compactedIfDue(const LockedFile& file) {
 
 /// Waits until nobody else has the file. The lock of this process is not held over that: whoever
 /// has the file may be stopped, and forks take the lock.
-int32_t Store::openInTurn(LockedFile& file, std::unique_lock<std::mutex>& changing) {
-    for (;;) {
-        const int32_t result = file.tryOpen(m_path);
-        if (result != result::Busy)
-            return result;
+void Store::openInTurn(LockedFile& file, std::unique_lock<std::mutex>& changing) {
+    while (!file.tryOpen(m_path)) {
         changing.unlock();
         QXThreadSleep(1);
         changing.lock();
     }
 }
 
-int32_t Store::change(std::span<const QXRegistryChange> changes, Absent absent) {
+bool Store::change(std::span<const QXRegistryChange> changes, Absent absent) {
     if (changes.empty())
-        return result::Ok;
-    if (absent == Absent::Refuse) { // before a file is made in which nothing is to be deleted
-        const int32_t result =
-            read([&](const Index& index) { return checkDeletions(changes, index); });
-        if (result < 0)
-            return result;
-    }
+        return true;
+    // Found out before a file is made in which nothing is to be deleted.
+    if (absent == Absent::Refuse &&
+        !read([&](const Index& index) { return canDelete(changes, index); }))
+        return false;
     std::unique_lock changing(m_changeLock);
     LockedFile file;
-    if (const int32_t result = openInTurn(file, changing); result < 0)
-        return result;
+    openInTurn(file, changing);
     std::vector<uint8_t> bytes;
     uint64_t offset = 0;
-    if (const int32_t result = prepare(file, changes, absent, bytes, offset); result < 0)
-        return result;
-    // Other threads read meanwhile.
-    if (const int32_t result = file.append(offset, bytes); result < 0)
-        return result;
-    // The change is made; what fails from here on is only not made smaller.
-    static_cast<void>(withinMemory([&] {
+    if (!prepare(file, changes, absent, bytes, offset))
+        return false;
+    file.append(offset, bytes); // other threads read meanwhile
+    // The change is made; what fails from here on is only not made smaller. The lock is still held,
+    // on a file that then has no name any more: a writer that waits for it finds that out and opens
+    // the new one (see LockedFile::tryOpen).
+    static_cast<void>(resultOf([&] {
         const std::vector<uint8_t> compacted = compactedIfDue(file);
-        if (compacted.empty())
-            return result::Ok;
-        return QXFileReplace(m_path.c_str(), compacted.data(),
-                             static_cast<int64_t>(compacted.size()), 0600, nullptr);
+        if (!compacted.empty())
+            QXFileReplace(m_path.c_str(), compacted.data(), static_cast<int64_t>(compacted.size()),
+                          0600, nullptr);
     }));
-    return result::Ok;
+    return true;
 }
 
 void Store::release() {

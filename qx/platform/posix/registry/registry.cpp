@@ -30,64 +30,67 @@ struct Walk {
     size_t next = 0;
 };
 
-/// Opens the store of a root and runs @p body with it.
+/// Runs @p body with the store of a root and its tree; not found when there is no folder for them.
 template <class Body>
-int32_t withStore(ENUM_QX_HKEY root, Body body) noexcept {
-    return withinMemory([&] {
-        Store* store = nullptr;
-        if (const int32_t result = storeOf(root, store); result < 0)
-            return result;
-        return body(*store);
+int32_t readStore(ENUM_QX_HKEY root, Body body) noexcept {
+    return resultOf([&] {
+        Store* const store = storeOf(root);
+        if (store == nullptr)
+            return result::NotFound;
+        return store->read([&](const Index& index) { return body(*store, index); });
     });
 }
 
-int32_t checkName(const char16_t* name) noexcept {
+void checkName(const char16_t* name) {
     if (name == nullptr)
-        return result::NullPointer;
-    return static_cast<size_t>(QXStrLenW_32(name)) > LongestText ? NameTooLong : result::Ok;
+        throw Failure{result::NullPointer};
+    if (static_cast<size_t>(QXStrLenW_32(name)) > LongestText)
+        throw Failure{NameTooLong};
 }
 
-int32_t checkPath(const char16_t* path) noexcept {
-    if (const int32_t result = checkName(path); result < 0)
-        return result;
-    return depthOf({path, static_cast<size_t>(QXStrLenW_32(path))}) > DeepestPath ? NameTooLong
-                                                                                  : result::Ok;
+/// The number of names in a path.
+size_t checkPath(const char16_t* path) {
+    checkName(path);
+    const size_t depth = depthOf(path);
+    if (depth > DeepestPath)
+        throw Failure{NameTooLong};
+    return depth;
 }
 
-int32_t checkData(const QXRegistryChange& change) noexcept {
+void checkData(const QXRegistryChange& change) {
     if (change.length < 0 || !isValueData(change.type, static_cast<size_t>(change.length)))
-        return result::InvalidArgument;
-    return change.data == nullptr && change.length > 0 ? result::NullPointer : result::Ok;
+        throw Failure{result::InvalidArgument};
+    if (change.data == nullptr && change.length > 0)
+        throw Failure{result::NullPointer};
 }
 
-int32_t checkChange(const QXRegistryChange& change) noexcept {
-    if (const int32_t result = checkPath(change.path); result < 0)
-        return result;
+void checkChange(const QXRegistryChange& change) {
+    const size_t depth = checkPath(change.path);
     switch (change.kind) {
     case QX_REG_CREATE_KEY:
-        return result::Ok;
+        return;
     case QX_REG_SET_VALUE:
-        if (const int32_t result = checkName(change.name); result < 0)
-            return result;
+        checkName(change.name);
         return checkData(change);
     case QX_REG_DELETE_VALUE:
         return checkName(change.name);
     case QX_REG_DELETE_KEY:
-        return depthOf({change.path, static_cast<size_t>(QXStrLenW_32(change.path))}) == 0
-                   ? result::InvalidArgument
-                   : result::Ok;
+        if (depth > 0) // not the root
+            return;
+        break;
     default:
-        return result::InvalidArgument;
+        break;
     }
+    throw Failure{result::InvalidArgument};
 }
 
 int32_t makeChanges(ENUM_QX_HKEY root, std::span<const QXRegistryChange> changes,
                     Store::Absent absent) noexcept {
-    for (const QXRegistryChange& change : changes) {
-        if (const int32_t result = checkChange(change); result < 0)
-            return result;
-    }
-    return withStore(root, [&](Store& store) { return store.change(changes, absent); });
+    return resultOf([&] {
+        std::ranges::for_each(changes, checkChange);
+        Store* const store = storeOf(root);
+        return store != nullptr && store->change(changes, absent) ? result::Ok : result::NotFound;
+    });
 }
 
 int32_t makeChange(ENUM_QX_HKEY root, const QXRegistryChange& change) noexcept {
@@ -112,10 +115,9 @@ int32_t openWalk(ENUM_QX_HKEY root, const char16_t* path, WalkKind kind, QXHandl
     if (handle == nullptr)
         return result::NullPointer;
     *handle = NoHandle;
-    if (const int32_t result = checkPath(path); result < 0)
-        return result;
-    return withStore(root, [&](Store& store) {
-        return store.read([&](const Index& index) {
+    return resultOf([&] {
+        checkPath(path);
+        return readStore(root, [&](const Store&, const Index& index) {
             const Key* const key = index.find(path);
             if (key == nullptr)
                 return result::NotFound;
@@ -155,26 +157,22 @@ int32_t nextOf(QXHandle handle, WalkKind kind, char16_t* name, int32_t* length) 
 } // namespace
 
 int32_t QXRegistrySetFolder(const char* folder) {
-    return withinMemory([&]() -> int32_t {
+    return resultOf([&] {
         if (folder == nullptr)
             return useFolder({});
-        PathText native;
-        if (const int32_t result = toNativePath(folder, native); result < 0)
-            return result;
+        const PathText native = toNativePath(folder);
         if (!native.view().starts_with('/'))
-            return result::InvalidArgument;
-        return useFolder(native.c_str());
+            throw Failure{result::InvalidArgument};
+        useFolder(native.c_str());
     });
 }
 
 int32_t QXRegistryGetFolder(char* buffer, int32_t capacity) {
     if (buffer == nullptr)
         return result::NullPointer;
-    return withinMemory([&] {
-        std::string folder;
-        if (const int32_t result = currentFolder(folder); result < 0)
-            return result;
-        return storePath(folder, buffer, capacity);
+    return resultOf([&] {
+        const std::string folder = folderInUse();
+        return folder.empty() ? result::NotFound : storePath(folder, buffer, capacity);
     });
 }
 
@@ -185,21 +183,19 @@ int32_t QXRegistryGetValue(ENUM_QX_HKEY root, const char16_t* path, const char16
     if (path == nullptr || name == nullptr || length == nullptr)
         return result::NullPointer;
     const int32_t capacity = std::exchange(*length, 0);
-    return withStore(root, [&](Store& store) {
-        return store.read([&](const Index& index) {
-            const Value* const value = index.findValue(path, name);
-            if (value == nullptr)
-                return result::NotFound;
-            *length = static_cast<int32_t>(value->data.size());
-            if (type != nullptr)
-                *type = static_cast<ENUM_QX_REG_TYPE>(value->type);
-            if (buffer == nullptr)
-                return result::Ok;
-            if (capacity < *length)
-                return result::BufferTooSmall;
-            std::copy(value->data.begin(), value->data.end(), static_cast<uint8_t*>(buffer));
+    return readStore(root, [&](const Store&, const Index& index) {
+        const Value* const value = index.findValue(path, name);
+        if (value == nullptr)
+            return result::NotFound;
+        *length = static_cast<int32_t>(value->data.size());
+        if (type != nullptr)
+            *type = static_cast<ENUM_QX_REG_TYPE>(value->type);
+        if (buffer == nullptr)
             return result::Ok;
-        });
+        if (capacity < *length)
+            return result::BufferTooSmall;
+        std::copy(value->data.begin(), value->data.end(), static_cast<uint8_t*>(buffer));
+        return result::Ok;
     });
 }
 
@@ -251,10 +247,8 @@ int32_t QXRegistryGetVersion(ENUM_QX_HKEY root, uint64_t* version) {
     if (version == nullptr)
         return result::NullPointer;
     *version = 0;
-    return withStore(root, [&](Store& store) {
-        return store.read([&](const Index&) {
-            *version = store.version();
-            return result::Ok;
-        });
+    return readStore(root, [&](const Store& store, const Index&) {
+        *version = store.version();
+        return result::Ok;
     });
 }

@@ -5,15 +5,16 @@
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
+#include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
 
 namespace qx::platform {
 
-int32_t toNarrow(std::u16string_view text, std::string& narrow) {
+std::string toNarrow(std::u16string_view text) {
     constexpr size_t LongestText = size_t{1} << 24;
-    narrow.clear();
     if (text.size() > LongestText)
-        return NameTooLong;
+        throw Failure{NameTooLong};
+    std::string narrow;
     // Four bytes hold a unit in all but the strangest encodings.
     for (size_t capacity = text.size() * 4 + 1;; capacity *= 2) {
         narrow.resize(capacity);
@@ -21,8 +22,9 @@ int32_t toNarrow(std::u16string_view text, std::string& narrow) {
                                                narrow.data(), static_cast<int32_t>(capacity));
         if (result == result::BufferTooSmall && capacity <= LongestText * 8)
             continue;
-        narrow.resize(result < 0 ? 0 : std::strlen(narrow.data()));
-        return result;
+        throwIfFailed(result);
+        narrow.resize(std::strlen(narrow.data()));
+        return narrow;
     }
 }
 
