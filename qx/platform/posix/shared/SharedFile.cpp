@@ -4,13 +4,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/folder.h>
 #include <qx/platform/thread.h>
 
 namespace qx::platform::shared {
@@ -23,42 +23,33 @@ constexpr char MemoryFolder[] = QX_MEMORY_FOLDER;
 // Bytes of a file that are locked, one for each slot; what they contain does not matter. A user has
 // a lock on one of them, whoever sets up or removes the file a write lock on all. Nobody ever waits
 // for a lock: its holder may be stopped, or another user's process that wants to be waited for.
+//
+// So a write lock on all is had only while there is no user, and with it nobody becomes one: what
+// lies in the file then is what killed processes left. Whoever has it either sets a new object up
+// and gives back all bytes but its own, or removes the file. In between others may have removed the
+// name or put another file under it, which the number of links of the locked file tells.
+//
+// A process that is killed leaves the file and what its slot held in the state. The kernel drops
+// its lock, by which those who wait on the object learn of its death (isSlotTaken) and give back
+// what it held; a process that takes the slot later does so before it uses the object.
 constexpr off_t FirstUserByte = 1;
 constexpr off_t UserBytes = SharedFile::SlotCount;
-
-enum class Locking { Done, Taken, Failed };
-
-struct flock rangeOf(short type, off_t firstByte, off_t length) {
-    struct flock range = {};
-    range.l_type = type;
-    range.l_whence = SEEK_SET;
-    range.l_start = firstByte;
-    range.l_len = length;
-    return range;
-}
-
-/// Locks or, with F_UNLCK, unlocks bytes for the open file description. F_OFD_ locks go with the
-/// description, not with the process, so a second one in this process counts as another user.
-Locking tryLock(int descriptor, short type, off_t firstByte, off_t length) {
-    struct flock range = rangeOf(type, firstByte, length);
-    if (retryInterrupted([&] { return fcntl(descriptor, F_OFD_SETLK, &range); }) == 0)
-        return Locking::Done;
-    return errno == EAGAIN ? Locking::Taken : Locking::Failed;
-}
 
 /// Keeps everybody else from being a user.
 Locking tryLockWhole(int descriptor) {
     return tryLock(descriptor, F_WRLCK, FirstUserByte, UserBytes);
 }
 
-/// Why a lock failed: a system without such locks knows nothing of the command.
-int32_t lockFailure() { return errno == EINVAL ? result::NotAvailable : lastResult(); }
+/// Throws why a lock failed: a system without such locks knows nothing of the command.
+[[noreturn]] void throwLockFailure() {
+    throw Failure{errno == EINVAL ? result::NotAvailable : lastResult()};
+}
 
 /// How many bytes the lock of another description covers that stands in the way of @p type; 0 when
 /// none does, and 1 when it cannot be found out: to take a living process for dead would be worse
 /// than the reverse.
 off_t lengthOfOthersLock(int descriptor, short type, off_t firstByte, off_t length) {
-    struct flock range = rangeOf(type, firstByte, length);
+    struct flock range = lockOf(type, firstByte, length);
     if (fcntl(descriptor, F_OFD_GETLK, &range) != 0)
         return 1;
     if (range.l_type == F_UNLCK)
@@ -78,29 +69,32 @@ const char* prefixOf(Place place) {
     return "qx-memory.";
 }
 
-/// Why a folder cannot be had: a system may be without the memory file system.
-int32_t folderFailure() {
-    return errno == ENOENT || errno == ENOTDIR ? result::NotAvailable : lastResult();
+/// Throws why a folder cannot be had: a system may be without the memory file system.
+[[noreturn]] void throwFolderFailure() {
+    throw Failure{errno == ENOENT || errno == ENOTDIR ? result::NotAvailable : lastResult()};
 }
 
-int32_t openUserFolder(Descriptor& folder) {
+Descriptor openUserFolder() {
     char path[64];
     std::snprintf(path, sizeof path, "%s/qx-%u", MemoryFolder, static_cast<unsigned>(geteuid()));
     if (mkdir(path, 0700) != 0 && errno != EEXIST)
-        return folderFailure();
-    folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-    struct stat status;
-    if (!folder || fstat(folder.get(), &status) != 0)
-        return lastResult();
-    const bool isOurs = status.st_uid == geteuid() && (status.st_mode & 077) == 0;
-    return isOurs ? result::Ok : result::AccessDenied;
+        throwFolderFailure();
+    Descriptor folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (!folder)
+        throw Failure{lastResult()};
+    const struct stat status = statusOf(folder.get());
+    if (status.st_uid != geteuid() || (status.st_mode & 077) != 0)
+        throw Failure{result::AccessDenied};
+    return folder;
 }
 
-int32_t openFolder(Place place, Descriptor& folder) {
+Descriptor openFolder(Place place) {
     if (place != Place::PublicMemory)
-        return openUserFolder(folder);
-    folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
-    return folder ? result::Ok : folderFailure();
+        return openUserFolder();
+    Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
+    if (!folder)
+        throwFolderFailure();
+    return folder;
 }
 
 Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0) {
@@ -108,8 +102,10 @@ Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0
     return Descriptor::openAt(folder, fileName, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
 }
 
-/// Removes a file that is locked whole. The common folder lets nobody remove a file of another
-/// user, which is then emptied: an empty file without users counts as absent.
+/// Removes a file that is locked whole. The name goes before the lock, so that whoever gets the
+/// lock next finds a file without a name and knows that it is not to be used. The common folder
+/// lets nobody remove a file of another user, which is then emptied: an empty file without users
+/// counts as absent.
 bool discard(int folder, const char* fileName, int descriptor) {
     return unlinkat(folder, fileName, 0) == 0 || ftruncate(descriptor, 0) == 0;
 }
@@ -128,23 +124,14 @@ void discardIfUnused(int folder, const char* fileName) {
 
 /// Removes what killed processes left.
 void sweep(Place place) {
-    Descriptor folder;
-    if (openFolder(place, folder) < 0)
-        return;
-    const int folderDescriptor = folder.get();
-    DIR* entries = fdopendir(folderDescriptor);
-    if (entries == nullptr)
-        return;
-    folder.release();
-    const char* prefix = prefixOf(place);
-    while (const dirent* entry = readdir(entries)) {
+    const std::string_view prefix = prefixOf(place);
+    forEachEntry(openFolder(place), [&](int folder, const char* name) {
         struct stat status;
-        if (std::strncmp(entry->d_name, prefix, std::strlen(prefix)) == 0 &&
-            fstatat(folderDescriptor, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-            S_ISREG(status.st_mode) && status.st_uid == geteuid())
-            discardIfUnused(folderDescriptor, entry->d_name);
-    }
-    closedir(entries);
+        if (std::string_view(name).starts_with(prefix) &&
+            fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
+            status.st_uid == geteuid())
+            discardIfUnused(folder, name);
+    });
 }
 
 void sweepOnce() {
@@ -152,31 +139,29 @@ void sweepOnce() {
     if (done.test_and_set())
         return;
     for (const Place place : {Place::Lock, Place::PrivateMemory, Place::PublicMemory})
-        sweep(place);
+        static_cast<void>(resultOf([&] { sweep(place); }));
 }
 
-/// Opens the file of that name, or makes an empty one; 0x80070002 when it may not be made.
-int32_t openOrCreate(int folder, const char* fileName, const SharedFileRequest& request,
-                     Descriptor& file) {
+/// Opens the file of that name, or makes an empty one; none when it may not be made.
+Descriptor openOrCreate(int folder, const char* fileName, const SharedFileRequest& request) {
     for (;;) {
-        file = openFile(folder, fileName, request.readOnly ? O_RDONLY : O_RDWR);
-        if (file)
-            break;
-        if (errno != ENOENT || !request.create)
-            return lastResult();
-        // Nobody else may open it before it is set up and gets its mode.
-        file = openFile(folder, fileName, O_RDWR | O_CREAT | O_EXCL, 0600);
-        if (file)
-            break;
-        if (errno != EEXIST)
-            return lastResult();
+        Descriptor file = openFile(folder, fileName, request.readOnly ? O_RDONLY : O_RDWR);
+        if (!file && errno == ENOENT) {
+            if (!request.create)
+                return file;
+            // Nobody else may open it before it is set up and gets its mode.
+            file = openFile(folder, fileName, O_RDWR | O_CREAT | O_EXCL, 0600);
+            if (!file && errno == EEXIST)
+                continue; // somebody else was faster
+        }
+        if (!file)
+            throw Failure{lastResult()};
+        const struct stat status = statusOf(file.get());
+        if (!S_ISREG(status.st_mode) ||
+            (request.place != Place::PublicMemory && status.st_uid != geteuid()))
+            throw Failure{result::AccessDenied};
+        return file;
     }
-    struct stat status;
-    if (fstat(file.get(), &status) != 0)
-        return lastResult();
-    const bool isOurs = S_ISREG(status.st_mode) &&
-                        (request.place == Place::PublicMemory || status.st_uid == geteuid());
-    return isOurs ? result::Ok : result::AccessDenied;
 }
 
 bool isPlain(char c) {
@@ -230,27 +215,25 @@ void makeFileName(Place place, const char* name,
     std::snprintf(endOfBeginning, sizeof hex + 1, "~%s", hex);
 }
 
-int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) noexcept {
+int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
     m_place = request.place;
-    makeFileName(request.place, request.name, m_fileName);
-    Descriptor folder;
-    if (const int32_t r = openFolder(request.place, folder); r < 0)
-        return r;
-    Descriptor file;
-    if (const int32_t r = openOrCreate(folder.get(), m_fileName, request, file); r < 0)
-        return r;
     isNew = false;
+    makeFileName(request.place, request.name, m_fileName);
+    const Descriptor folder = openFolder(request.place);
+    Descriptor file = openOrCreate(folder.get(), m_fileName, request);
+    if (!file)
+        return result::NotFound;
     if (request.readOnly) {
         if (lengthOfOthersLock(file.get(), F_WRLCK, FirstUserByte, UserBytes) == 0)
             return result::NotFound;
-        return joinUsers(std::move(file));
+        return tryJoinUsers(std::move(file)) ? result::Ok : result::Busy;
     }
     switch (tryLockWhole(file.get())) {
     case Locking::Failed:
-        return lockFailure();
+        throwLockFailure();
     case Locking::Taken:
-        if (const int32_t r = joinUsers(std::move(file)); r < 0)
-            return r;
+        if (!tryJoinUsers(std::move(file)))
+            return result::Busy;
         return request.exclusive ? result::FileExists : result::Ok;
     case Locking::Done:
         break;
@@ -261,11 +244,8 @@ int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) noexc
 
 /// Takes a file that is locked whole. What lies there is the rest of killed processes; their memory
 /// may still be mapped by somebody who outlived his use of it, so the next file is another one.
-int32_t SharedFile::beginSetUp(const SharedFileRequest& request, int folder,
-                               Descriptor file) noexcept {
-    struct stat status;
-    if (fstat(file.get(), &status) != 0)
-        return lastResult();
+int32_t SharedFile::beginSetUp(const SharedFileRequest& request, int folder, Descriptor file) {
+    struct stat status = statusOf(file.get());
     if (status.st_nlink == 0)
         return result::Busy; // its last user removed it before we got the lock
     if (!request.create) {
@@ -275,57 +255,57 @@ int32_t SharedFile::beginSetUp(const SharedFileRequest& request, int folder,
     if (request.exclusive && status.st_uid != geteuid())
         return result::FileExists; // what is to be ours alone cannot be another user's file
     if (status.st_size != 0) {
-        if (!discard(folder, m_fileName, file.get()) || fstat(file.get(), &status) != 0)
-            return lastResult();
+        if (!discard(folder, m_fileName, file.get()))
+            throw Failure{lastResult()};
+        status = statusOf(file.get());
         if (status.st_nlink == 0)
             return result::Busy; // the next attempt makes a new one
     }
-    if (status.st_uid == geteuid() && fchmod(file.get(), request.mode) != 0)
-        return lastResult();
+    if (status.st_uid == geteuid())
+        throwIfNot0(fchmod(file.get(), request.mode));
     m_descriptor = std::move(file);
     m_slot = 0;
     sweepOnce();
     return result::Ok;
 }
 
-/// Becomes one of the users of a file that is in use.
-int32_t SharedFile::joinUsers(Descriptor file) noexcept {
+/// Becomes one of the users of a file that is in use; false while somebody sets it up or removes
+/// it.
+bool SharedFile::tryJoinUsers(Descriptor file) {
     m_descriptor = std::move(file);
-    const int32_t r = takeSlot();
-    if (r < 0)
-        return r;
-    struct stat status;
-    if (fstat(m_descriptor.get(), &status) != 0)
-        return lastResult();
+    if (!tryTakeSlot())
+        return false;
+    const struct stat status = statusOf(m_descriptor.get());
     // Removed or emptied before we became a user, or not yet set up.
-    return status.st_nlink != 0 && status.st_size != 0 ? result::Ok : result::Busy;
+    return status.st_nlink != 0 && status.st_size != 0;
 }
 
-int32_t SharedFile::takeSlot() noexcept {
+bool SharedFile::tryTakeSlot() {
     const short type = lockOfUser();
     const int file = m_descriptor.get();
     if (lengthOfOthersLock(file, type, FirstUserByte, UserBytes) > 1)
-        return result::Busy; // somebody sets it up or removes it
+        return false; // somebody sets it up or removes it
     const uint32_t slots = type == F_RDLCK ? 1 : SlotCount;
     for (m_slot = 0; m_slot < slots; ++m_slot) {
         const Locking locking = tryLock(file, type, FirstUserByte + m_slot, 1);
         if (locking == Locking::Done)
-            return result::Ok;
+            return true;
         if (locking == Locking::Failed)
-            return lockFailure();
+            throwLockFailure();
     }
-    return slots == 1 ? result::Busy : resultFromErrno(EMFILE);
+    if (slots == 1)
+        return false;
+    throw Failure{resultFromErrno(EMFILE)};
 }
 
 /// Blocks of memory have users that cannot be told apart, some of whom may only read the file.
 short SharedFile::lockOfUser() const noexcept { return m_place == Place::Lock ? F_WRLCK : F_RDLCK; }
 
-int32_t SharedFile::endSetUp() noexcept {
+void SharedFile::endSetUp() {
     const int file = m_descriptor.get();
-    if (tryLock(file, lockOfUser(), FirstUserByte, 1) == Locking::Done &&
-        tryLock(file, F_UNLCK, FirstUserByte + 1, UserBytes - 1) == Locking::Done)
-        return result::Ok;
-    return lockFailure();
+    if (tryLock(file, lockOfUser(), FirstUserByte, 1) != Locking::Done ||
+        tryLock(file, F_UNLCK, FirstUserByte + 1, UserBytes - 1) != Locking::Done)
+        throwLockFailure();
 }
 
 const char* SharedFile::lack() noexcept {
@@ -333,24 +313,20 @@ const char* SharedFile::lack() noexcept {
     if (!folder)
         return "Objects between processes lie in the folder " QX_MEMORY_FOLDER
                ", which cannot be opened.";
-    struct flock range = rangeOf(F_RDLCK, FirstUserByte, 1);
+    struct flock range = lockOf(F_RDLCK, FirstUserByte, 1);
     if (fcntl(folder.get(), F_OFD_GETLK, &range) != 0)
         return "Processes that use an object are told by locks of open file descriptions "
                "(F_OFD_SETLK), which the system refuses in " QX_MEMORY_FOLDER ".";
     return nullptr;
 }
 
-int32_t SharedFile::reserve(uint64_t sizeInBytes) noexcept {
+void SharedFile::reserve(uint64_t sizeInBytes) {
     int error;
     do
         error = posix_fallocate(m_descriptor.get(), 0, static_cast<off_t>(sizeInBytes));
     while (error == EINTR);
-    return error == 0 ? result::Ok : resultFromErrno(error);
-}
-
-int64_t SharedFile::size() const noexcept {
-    struct stat status;
-    return fstat(m_descriptor.get(), &status) == 0 ? status.st_size : lastResult();
+    if (error != 0)
+        throw Failure{resultFromErrno(error)};
 }
 
 bool SharedFile::isSlotTaken(uint32_t slot) const noexcept {
@@ -365,15 +341,16 @@ void* SharedFile::mapApart(size_t sizeInBytes) const noexcept {
     return mmap(nullptr, sizeInBytes, PROT_READ | PROT_WRITE, MAP_SHARED, apart.get(), 0);
 }
 
-int32_t SharedFile::reenter() noexcept {
+bool SharedFile::tryReenter() noexcept {
     // The parent's description is shared with the child and keeps the parent's slot locked as long
     // as the child has it, even after the parent's death. It is given up only when the new one has
     // a slot, so that the file is never without a user in between.
     Descriptor own = openAgain();
     if (!own)
-        return lastResult();
+        return false;
     std::swap(own, m_descriptor);
-    return takeSlot();
+    bool isUser = false;
+    return resultOf([&] { isUser = tryTakeSlot(); }) >= 0 && isUser;
 }
 
 /// A new description of the same file, under whatever name it lies or none.
@@ -387,9 +364,7 @@ void SharedFile::close() noexcept {
     if (!m_descriptor)
         return;
     m_descriptor = Descriptor();
-    Descriptor folder;
-    if (openFolder(m_place, folder) >= 0)
-        discardIfUnused(folder.get(), m_fileName);
+    static_cast<void>(resultOf([&] { discardIfUnused(openFolder(m_place).get(), m_fileName); }));
 }
 
 } // namespace qx::platform::shared

@@ -47,18 +47,18 @@ public:
     SharedFile& operator=(const SharedFile&) = delete;
 
     /// Opens or creates and becomes a user; never waits. A new file is empty, and nobody else can
-    /// use it until endSetUp. Busy while another process sets up or removes the file: most often
-    /// for a few microseconds, but for as long as it likes when it is stopped just then.
-    int32_t tryOpen(const SharedFileRequest& request, bool& isNew) noexcept;
+    /// use it until endSetUp. Returns Busy while another process sets up or removes the file (most
+    /// often for a few microseconds, but for as long as it likes when it is stopped just then),
+    /// NotFound and FileExists for what the request does not allow. Throws other failures.
+    int32_t tryOpen(const SharedFileRequest& request, bool& isNew);
 
     /// Lets others use a new file.
-    int32_t endSetUp() noexcept;
+    void endSetUp();
 
     /// Sets the size of a new file and reserves its space: 0x80070070 when there is not enough.
-    int32_t reserve(uint64_t sizeInBytes) noexcept;
+    void reserve(uint64_t sizeInBytes);
 
-    /// Size in bytes, or a negative result code.
-    int64_t size() const noexcept;
+    int64_t sizeInBytes() const { return statusOf(descriptor()).st_size; }
 
     /// The number of this user, below SlotCount, that no other living user of a Place::Lock has.
     uint32_t slot() const noexcept { return m_slot; }
@@ -72,7 +72,7 @@ public:
 
     /// In a child after fork: becomes a user of its own in place of sharing the parent's
     /// descriptor.
-    int32_t reenter() noexcept;
+    bool tryReenter() noexcept;
     /// In a child after fork: lets go of the parent's descriptor without being a user.
     void abandon() noexcept { m_descriptor = Descriptor(); }
 
@@ -82,14 +82,16 @@ public:
     int descriptor() const noexcept { return m_descriptor.get(); }
 
     static constexpr size_t FileNameCapacity = 256;
+    /// See makeFileName; empty before the first attempt to open.
+    const char* fileName() const noexcept { return m_fileName; }
 
     /// What the machine lacks for such files; null when nothing.
     static const char* lack() noexcept;
 
 private:
-    int32_t beginSetUp(const SharedFileRequest& request, int folder, Descriptor file) noexcept;
-    int32_t joinUsers(Descriptor file) noexcept;
-    int32_t takeSlot() noexcept;
+    int32_t beginSetUp(const SharedFileRequest& request, int folder, Descriptor file);
+    bool tryJoinUsers(Descriptor file);
+    bool tryTakeSlot();
     short lockOfUser() const noexcept;
     Descriptor openAgain() const noexcept;
 
@@ -103,12 +105,13 @@ private:
 void pauseBeforeRetry(uint32_t round) noexcept;
 
 /// Repeats an attempt, most often to open a file, as long as it is Busy: for some seconds at most,
-/// since who is in the way may be stopped. The attempt must not hold a lock when it returns.
+/// since who is in the way may be stopped. Its result, also of what it throws. The attempt must not
+/// hold a lock when it returns.
 template <class Attempt>
 int32_t retryWhileBusy(Attempt attempt) noexcept {
     const Deadline end = Deadline::after(3000);
     for (uint32_t round = 0;; ++round) {
-        const int32_t r = attempt();
+        const int32_t r = resultOf(attempt);
         if (r != result::Busy || end.hasPassed())
             return r;
         pauseBeforeRetry(round);

@@ -1,6 +1,5 @@
 #include "qx/platform/posix/shared/SharedObject.h"
 
-#include <chrono>
 #include <cstring>
 
 #include <sys/mman.h>
@@ -45,28 +44,23 @@ int32_t SharedObject::open(const Layout& layout, const char* name, uint32_t init
 }
 
 int32_t SharedObject::tryOpen(const Layout& layout, const char* name, uint32_t initial,
-                              QXHandle* handle) noexcept {
+                              QXHandle* handle) {
     char fileName[SharedFile::FileNameCapacity];
     makeFileName(Place::Lock, name, fileName);
     const auto lock = lockProcessTables();
     SharedObject* object = s_objects;
-    while (object != nullptr && std::strcmp(object->m_fileName, fileName) != 0)
+    while (object != nullptr && std::strcmp(object->m_file.fileName(), fileName) != 0)
         object = object->m_next;
     if (object != nullptr) {
         if (object->m_layout.kind != layout.kind || !object->isUsable())
             return result::InvalidHandle;
         ++object->m_references;
     } else {
-        object = new (std::nothrow) SharedObject(layout);
-        if (object == nullptr)
-            return result::OutOfMemory;
-        if (const int32_t r = object->attach(name, initial); r < 0) {
-            delete object;
+        std::unique_ptr<SharedObject> made(new SharedObject(layout));
+        if (const int32_t r = made->tryAttach(name, initial); r < 0)
             return r;
-        }
-        std::memcpy(object->m_fileName, fileName, sizeof fileName);
-        object->m_next = s_objects;
-        s_objects = object;
+        made->m_next = s_objects;
+        object = s_objects = made.release();
     }
     *handle = reinterpret_cast<uintptr_t>(object) | 1u;
     return result::Ok;
@@ -104,29 +98,27 @@ SharedObject::~SharedObject() {
         munmap(m_header, StateOffset + m_layout.sizeInBytes);
 }
 
-int32_t SharedObject::attach(const char* name, uint32_t initial) noexcept {
+int32_t SharedObject::tryAttach(const char* name, uint32_t initial) {
     bool isNew = false;
-    int32_t r = m_file.tryOpen({.place = Place::Lock, .name = name}, isNew);
-    if (r >= 0 && isNew)
-        r = m_file.reserve(StateOffset + m_layout.sizeInBytes);
-    if (r >= 0)
-        r = map(isNew, initial);
-    if (r >= 0 && isNew)
-        r = m_file.endSetUp();
-    if (r < 0)
+    if (const int32_t r = m_file.tryOpen({.place = Place::Lock, .name = name}, isNew); r < 0)
         return r;
+    if (isNew)
+        m_file.reserve(StateOffset + m_layout.sizeInBytes);
+    map(isNew, initial);
+    if (isNew)
+        m_file.endSetUp();
     m_isUsable = tryAdoptSlot();
     return m_isUsable ? result::Ok : result::Busy;
 }
 
-int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
+void SharedObject::map(bool isNew, uint32_t initial) {
     const size_t size = StateOffset + m_layout.sizeInBytes;
     // Another size is another kind or another version; beyond the end of the file lies a SIGBUS.
-    if (m_file.size() < static_cast<int64_t>(StateOffset))
-        return result::InvalidHandle;
+    if (m_file.sizeInBytes() < static_cast<int64_t>(StateOffset))
+        throw Failure{result::InvalidHandle};
     void* address = m_file.mapApart(size);
     if (address == MAP_FAILED)
-        return lastResult();
+        throw Failure{lastResult()};
     m_header = static_cast<Header*>(address);
     m_state = static_cast<char*>(address) + StateOffset;
     if (isNew) {
@@ -134,12 +126,11 @@ int32_t SharedObject::map(bool isNew, uint32_t initial) noexcept {
         new (m_header) Header{};
         m_header->kind = m_layout.kind;
         m_layout.construct(m_state, initial);
-        m_header->magic.store(Magic);
-        return result::Ok;
+        m_header->magic.store(Magic); // releases what was constructed to who loads it below
+    } else if (m_header->magic.load() != Magic || m_header->kind != m_layout.kind ||
+               m_file.sizeInBytes() != static_cast<int64_t>(size)) {
+        throw Failure{result::InvalidHandle};
     }
-    const bool fits = m_header->magic.load() == Magic && m_header->kind == m_layout.kind &&
-                      m_file.size() == static_cast<int64_t>(size);
-    return fits ? result::Ok : result::InvalidHandle;
 }
 
 /// Makes the slot just taken visible to those who look for dead holders, and cleans it of what its
@@ -154,9 +145,7 @@ bool SharedObject::tryAdoptSlot() noexcept {
 uint32_t SharedObject::slotLimit() const noexcept { return m_header->slotLimit.load(); }
 
 bool SharedObject::isReapDue() noexcept {
-    using namespace std::chrono;
-    const auto now = static_cast<uint64_t>(
-        duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+    const auto now = static_cast<uint64_t>(monotonicMs());
     uint64_t last = m_header->lastReapMs.load();
     return now - last >= 100 && m_header->lastReapMs.compare_exchange_strong(last, now);
 }
@@ -165,7 +154,7 @@ void SharedObject::afterForkInChild() noexcept {
     for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
         if (!object->isUsable())
             continue;
-        object->m_isUsable = object->m_file.reenter() >= 0 &&
+        object->m_isUsable = object->m_file.tryReenter() &&
                              retryWhileBusy([object] {
                                  return object->tryAdoptSlot() ? result::Ok : result::Busy;
                              }) == result::Ok;
@@ -177,10 +166,5 @@ void SharedObject::afterForkInChild() noexcept {
 
 } // namespace qx::platform::shared
 
-constexpr qx::platform::ForkSteps qx::platform::SharedObjectForkSteps{
-    [](void*) noexcept { shared::s_tables.lock(); },
-    [](void*) noexcept { shared::s_tables.unlock(); },
-    [](void*) noexcept {
-        shared::SharedObject::afterForkInChild();
-        shared::s_tables.unlock();
-    }};
+constexpr qx::platform::ForkSteps qx::platform::SharedObjectForkSteps =
+    HeldInFork<shared::s_tables, shared::SharedObject::afterForkInChild>;

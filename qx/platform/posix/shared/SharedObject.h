@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -28,6 +29,10 @@ class SharedObject;
 
 /// How the state of one kind lies in the file. A state is constructed in place by the process that
 /// creates the object, holds no addresses and is never destroyed.
+///
+/// Any process may be killed between any two of its writes. What a state says slot by slot is
+/// therefore changed by single words and is the truth; sums over the slots are derived from it, and
+/// whoever gets the robust lock after the death of its holder computes them anew (`repair`).
 struct Layout {
     Kind kind;
     size_t sizeInBytes;
@@ -95,19 +100,19 @@ private:
     struct Header;
     static constexpr int SlotShift = 53; // above all identities that there will ever be
 
+    friend std::default_delete<SharedObject>;
     explicit SharedObject(const Layout& layout) noexcept : m_layout(layout) {}
     ~SharedObject();
 
     static int32_t tryOpen(const Layout& layout, const char* name, uint32_t initial,
-                           QXHandle* handle) noexcept;
+                           QXHandle* handle);
     bool isUsable() const noexcept { return m_isUsable; }
-    int32_t attach(const char* name, uint32_t initial) noexcept;
-    int32_t map(bool isNew, uint32_t initial) noexcept;
+    int32_t tryAttach(const char* name, uint32_t initial);
+    void map(bool isNew, uint32_t initial);
     bool tryAdoptSlot() noexcept;
 
     Layout m_layout;
     SharedFile m_file;
-    char m_fileName[SharedFile::FileNameCapacity] = {};
     Header* m_header = nullptr;
     void* m_state = nullptr;
     bool m_isUsable = false; // it has a slot and a state

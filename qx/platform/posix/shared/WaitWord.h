@@ -40,6 +40,9 @@ public:
 private:
     void wake(int count) noexcept;
 
+    // All three are used in one total order (sequentially consistent): a waiter that announces and
+    // then examines, and a waker that changes the state and then looks for announcements, must not
+    // both miss each other.
     std::atomic<uint32_t> m_sequence;  // the futex: steps at every wake
     std::atomic<uint32_t> m_announced; // waiters so far
     std::atomic<uint32_t> m_absent;    // m_announced when a wake last found nobody asleep

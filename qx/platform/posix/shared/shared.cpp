@@ -1,6 +1,6 @@
 #include "qx/platform/shared.h"
 
-#include <cerrno>
+#include <memory>
 #include <new>
 
 #include <sys/mman.h>
@@ -52,21 +52,19 @@ bool isSensible(const char* name, uint32_t flags, uint32_t permissions, uint32_t
     return (flags & QX_SHAREDMEM_EXCLUSIVE) == 0;
 }
 
-int32_t openBlock(Block& block, const SharedFileRequest& request, uint32_t size) {
+int32_t tryOpenBlock(Block& block, const SharedFileRequest& request, uint32_t size) {
     bool isNew = false;
     if (const int32_t r = block.file.tryOpen(request, isNew); r < 0)
         return r;
-    if (isNew) {
-        if (const int32_t r = block.file.reserve(size); r < 0)
-            return r;
-    }
-    const int64_t existing = block.file.size();
-    if (existing < 0)
-        return static_cast<int32_t>(existing);
+    if (isNew)
+        block.file.reserve(size);
+    const int64_t existing = block.file.sizeInBytes();
     if (existing < size || existing == 0)
         return result::InvalidArgument;
     block.sizeInBytes = static_cast<size_t>(existing);
-    return isNew ? block.file.endSetUp() : result::Ok;
+    if (isNew)
+        block.file.endSetUp();
+    return result::Ok;
 }
 
 void release(Block* block) {
@@ -111,15 +109,11 @@ int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions, 
     };
     return retryWhileBusy([&] {
         const auto lock = lockProcessTables();
-        auto* block = new (std::nothrow) Block;
-        if (block == nullptr)
-            return result::OutOfMemory;
-        if (const int32_t r = openBlock(*block, request, size); r < 0) {
-            delete block;
-            return r;
-        }
-        *handle = reinterpret_cast<uintptr_t>(block);
-        return result::Ok;
+        auto block = std::make_unique<Block>();
+        const int32_t r = tryOpenBlock(*block, request, size);
+        if (r >= 0)
+            *handle = reinterpret_cast<uintptr_t>(block.release());
+        return r;
     });
 }
 
