@@ -24,26 +24,29 @@ extern "C" {
 #define QX_FILE_TRUNCATE 0x200u
 #define QX_FILE_APPEND 0x400u ///< every write goes to the end that the file has at that moment
 
-/// @p mode: permission bits of a file that is created, at most 0777. The lower 32 bits of the
-/// handle are a file descriptor, never one of the three standard ones; every call here also takes a
-/// plain descriptor as handle. 0x80070057 for other flags, for no access and for TRUNCATE or APPEND
-/// without WRITE; 0x80070005 for a folder.
+/// Opens a file. @p mode: permission bits of a file that is created, at most 0777. The lower 32
+/// bits of the handle are a file descriptor, never one of the three standard ones; every call here
+/// also takes a plain descriptor as handle. 0x80070057 for other flags, for no access and for
+/// TRUNCATE or APPEND without WRITE; 0x80070005 for a folder.
 QX_API int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* handle);
-/// The handle is gone also when this fails because data could not be stored.
+/// Closes a file. The handle is gone even when this fails because data could not be stored.
 QX_API int32_t QXFileClose(QXHandle handle);
-/// In bytes; 0 for pipes and terminals.
+/// Size of a file in bytes; 0 for pipes and terminals.
 QX_API int32_t QXFileGetSize(QXHandle handle, int64_t* size);
-/// One read of up to @p length bytes, continued only when a signal interrupts it; 0 at the end.
+/// Reads up to @p length bytes by one call of the system; @p bytesRead is 0 at the end. Waits on a
+/// descriptor that was made non-blocking, too.
 QX_API int32_t QXFileRead(QXHandle handle, void* buffer, int32_t length, int32_t* bytesRead);
-/// One write; the count may be short. A closed pipe or socket gives 0x8007006D and raises no
-/// signal. Both wait on a descriptor that was made non-blocking.
+/// Writes bytes by one call of the system, which may take fewer than @p length. A closed pipe or
+/// socket gives 0x8007006D and raises no signal. Waits on a descriptor that was made non-blocking,
+/// too.
 QX_API int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length,
                            int32_t* bytesWritten);
 
 #define QX_FILE_FROM_START 0
 #define QX_FILE_FROM_CURRENT 1
 #define QX_FILE_FROM_END 2
-/// @p position (may be null) receives the new offset from the start.
+/// Moves the position of the next read or write. @p origin: one of the numbers above. @p position,
+/// which may be null, receives the new offset from the start.
 QX_API int32_t QXFileSeek(QXHandle handle, int64_t offset, int32_t origin, int64_t* position);
 /// Makes what was written durable; does nothing for what cannot be (pipes, terminals).
 QX_API int32_t QXFileFlush(QXHandle handle);
@@ -55,23 +58,24 @@ QX_API int32_t QXFileAvailable(QXHandle handle, int32_t* available);
 /// removed as text, then links are resolved as far as the path exists. @p capacity counts the
 /// terminating nul; 0x80004009 when it does not fit.
 QX_API int32_t QXPathExpand(const char* path, char* buffer, int32_t capacity);
-/// Current and temporary folder, without a separator at the end; the capacity as above. The
-/// temporary folder is that of the user's environment, else "/tmp".
+/// Current folder of the process, without a separator at the end; the capacity as above.
 QX_API int32_t QXGetCurrentDirectory(char* buffer, int32_t capacity);
+/// Folder for temporary files: that of the user's environment (TMPDIR), else "/tmp". Otherwise as
+/// above.
 QX_API int32_t QXGetTempDirectory(char* buffer, int32_t capacity);
 
 /// From now on the drive stands for @p folder, a path of the system, for the whole process; null
 /// removes it. @p drive is a letter in either case.
 QX_API int32_t QXDriveMap(char drive, const char* folder);
 
-/// A drive is a letter with ":", or the folder where a file system is mounted; here the one that
-/// @p path lies on. The capacity as above.
+/// The drive that @p path lies on: a letter with ":", or the folder where a file system is mounted.
+/// The capacity as above.
 QX_API int32_t QXDriveOfPath(const char* path, char* buffer, int32_t capacity);
 
 #define QX_DRIVE_NO_ROOT 1 ///< there is no such drive
 #define QX_DRIVE_FIXED 3
 #define QX_DRIVE_REMOTE 4 ///< a network file system
-/// One of the numbers above.
+/// The kind of a drive: one of the numbers above.
 QX_API int32_t QXDriveGetType(const char* drive);
 /// "\\server\share" and the folders below the share that a remote drive stands for, with "\"
 /// between them. 0x80070002 for one that is not remote or does not name its server.
@@ -80,23 +84,27 @@ QX_API int32_t QXDriveGetRemoteName(const char* drive, char* buffer, int32_t cap
 /// kernel's own.
 QX_API int32_t QXMountTableSet(const char* file);
 
-/// Removes a file; renames one, replacing an existing @p to at once; creates a new file that only
-/// the owner can use beside @p path under a random name, stored in @p buffer and of the form
-/// ".<name>.<16 upper-case hexadecimal digits>.tmp", open for reading and writing.
+/// Removes a file.
 QX_API int32_t QXFileRemove(const char* path);
+/// Renames a file. One that has the name @p to is replaced, so that there is one at any moment.
 QX_API int32_t QXFileRename(const char* from, const char* to);
+/// Creates a new file beside @p path, open for reading and writing, that only the owner can use.
+/// Its name, stored in @p buffer, is ".<name>.<16 upper-case hexadecimal digits>.tmp".
 QX_API int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity,
                                   QXHandle* handle);
 
-/// The process's standard streams as handles; not owned, never closed.
+/// The process's standard input as a handle, which the caller does not own and never closes.
 QX_API QXHandle QXFileStandardInput(void);
+/// The process's standard output, as above.
 QX_API QXHandle QXFileStandardOutput(void);
+/// The process's standard error output, as above.
 QX_API QXHandle QXFileStandardError(void);
 QX_API int32_t QXFileIsTerminal(QXHandle handle); ///< 1 for a terminal, else 0
 
-/// One keystroke from the terminal without echo and line editing, 0 to 255. Control-C and control-Z
-/// come as 0x03 and 0x1A. Without a terminal one byte of standard input. 0x80070026 at its end. The
-/// terminal is as before afterwards, also when a signal ends the process meanwhile.
+/// Waits for a keystroke at the terminal, without echo and line editing, and stores its byte, 0 to
+/// 255. Control-C and control-Z come as 0x03 and 0x1A. Without a terminal it reads one byte of
+/// standard input; 0x80070026 at its end. Afterwards the terminal is as it was before, even when a
+/// signal ends the process meanwhile.
 QX_API int32_t QXConsoleReadKey(int32_t* key);
 /// Between a call with 1 and one with 0 the terminal stays without echo, so that keys that arrive
 /// between two reads do not show. Calls nest; each 1 needs its 0.

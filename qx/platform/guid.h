@@ -10,7 +10,7 @@
 extern "C" {
 #endif
 
-/// A random identifier (version 4).
+/// Makes a random identifier (version 4).
 QX_API int32_t QXComGenerateGUID(QXGUID* guid);
 /// Reads the braced text form, either letter case; 0x80070057 for anything else.
 QX_API int32_t QXComGUIDFromString(const char16_t* text, QXGUID* guid);

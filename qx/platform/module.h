@@ -42,8 +42,8 @@ typedef int32_t (*QXComClassFactory)(const QXGUID* interfaceId, void** object);
 /// without one. 0x80070050 when the class or the programmatic identifier is offered already.
 QX_API int32_t QXComRegisterClassFactory(const char16_t* progId, const QXGUID* classId,
                                          QXComClassFactory factory);
-/// 0x80070002 when the class is not offered. A creation that another thread has begun may still
-/// call the factory.
+/// Ends the offer of a class; 0x80070002 when it is not offered. A creation that another thread has
+/// begun may still call the factory.
 QX_API int32_t QXComRevokeClassFactory(const QXGUID* classId);
 
 /// Beside the classes that the process itself offers there are those of component modules (see
@@ -87,9 +87,9 @@ QX_API int32_t QXComCreateObjectByProgID(const char16_t* progId, void* outer,
 /// process modules that are loaded are left as they are.
 QX_API int32_t QXComFreeUnusedModules(uint32_t delayMs, int32_t* kept);
 
-/// Has the module in a file enter its classes into the registry or take them out of it; see
-/// DllRegisterServer and DllUnregisterServer.
+/// Has the module in a file enter its classes into the registry; see DllRegisterServer.
 QX_API int32_t QXComRegisterModule(const char16_t* path);
+/// Has the module in a file take its classes out of the registry; see DllUnregisterServer.
 QX_API int32_t QXComUnregisterModule(const char16_t* path);
 
 #ifdef __cplusplus

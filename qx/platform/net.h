@@ -41,6 +41,7 @@ QX_API uint16_t QXSocketFamily(int32_t family);
 #define QX_IPPROTO_UDP 17
 #define QX_IPPROTO_IPV6 41
 
+/// An IPv4 address.
 typedef struct qx_sockaddr_in {
     uint16_t family;
     uint16_t port; ///< network order
@@ -48,6 +49,7 @@ typedef struct qx_sockaddr_in {
     uint8_t padding[8];
 } qx_sockaddr_in;
 
+/// An IPv6 address.
 typedef struct qx_sockaddr_in6 {
     uint16_t family;
     uint16_t port; ///< network order
@@ -74,28 +76,31 @@ QX_API int32_t QXSocketCleanUp(void);
 
 /// Number of the calling thread's last socket error; 0 when there was none. Success leaves it.
 QX_API int32_t QXSocketLastError(void);
-/// The number of a system error such as ECONNRESET, 10107 for one without; and the system error
-/// that a number stands for, the first of several, 0 for none.
+/// The number of a system error such as ECONNRESET; 10107 for an error without one.
 QX_API int32_t QXSocketErrorFromErrno(int32_t error);
+/// The system error that such a number stands for, the first of several; 0 for none.
 QX_API int32_t QXErrnoFromSocketError(int32_t number);
 
-/// An IPv6 socket serves IPv6 only. @p socket is all ones after a failure.
+/// Creates a socket. An IPv6 socket serves IPv6 only. @p socket is all ones after a failure.
 QX_API int32_t QXSocketCreate(int32_t family, int32_t type, int32_t protocol, QXSocket* socket);
-/// The descriptor is gone also after a failure. A port to which the program has bound the socket
-/// can be bound again while the connection lingers, unless that had ended before.
+/// Closes a socket. The descriptor is gone even after a failure. A port to which the program has
+/// bound the socket can be bound again while the connection lingers, unless that had ended before.
 QX_API int32_t QXSocketClose(QXSocket socket);
 
-/// A port is refused (10048) while another socket is bound to it, not while mere connections of
-/// earlier sockets linger. @p length is that of the address; more than the family's is fine.
+/// Binds a socket to an address. A port is refused (10048) while another socket is bound to it, not
+/// while mere connections of earlier sockets linger. @p length is that of the address; more than
+/// the family's is fine.
 QX_API int32_t QXSocketBind(QXSocket socket, const qx_sockaddr_union* address, int32_t length);
-/// @p backlog: connections that may wait; the system caps it. The listening socket and those that
-/// it accepts have QX_SO_REUSEADDR, without which the system would not let the port be bound again
-/// while their connections linger. No other call sets it.
+/// Lets a socket listen. @p backlog: connections that may wait; the system caps it. The listening
+/// socket and those that it accepts have QX_SO_REUSEADDR, without which the system would not let
+/// the port be bound again while their connections linger. No other call sets it.
 QX_API int32_t QXSocketListen(QXSocket socket, int32_t backlog);
-/// Waits without limit. 10035 when the socket is non-blocking and the connection is under way.
+/// Connects a socket, and waits without limit. 10035 when the socket is non-blocking and the
+/// connection is under way.
 QX_API int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length);
-/// @p peer and @p length may both be null; else @p length is the capacity, then the length of the
-/// address, of which as much is stored as fits. @p accepted is all ones after a failure.
+/// Accepts a connection. @p peer and @p length may both be null; else @p length is the capacity,
+/// then the length of the address, of which as much is stored as fits. @p accepted is all ones
+/// after a failure.
 QX_API int32_t QXSocketAccept(QXSocket socket, qx_sockaddr_union* peer, int32_t* length,
                               QXSocket* accepted);
 /// Address that the socket is bound to. @p length is the capacity (10014 when it is too small),
@@ -114,14 +119,15 @@ QX_API int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length,
 /// Bytes received: at least one, 0 after the peer's orderly close. A time-out gives 10060.
 QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags);
 
-/// Whether children that the program starts inherit the socket; those of QXProcessCreate never
+/// Says whether children that the program starts inherit the socket; those of QXProcessCreate never
 /// do.
 QX_API int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited);
 
 #define QX_SHUTDOWN_INPUT 0
 #define QX_SHUTDOWN_OUTPUT 1
 #define QX_SHUTDOWN_BOTH 2
-/// 10057 for a socket that is not connected, a listening one among them: that goes on listening.
+/// Shuts a connection down in one or both directions. 10057 for a socket that is not connected, a
+/// listening one among them: that goes on listening.
 QX_API int32_t QXSocketShutdown(QXSocket socket, int32_t direction);
 
 /// Options of QX_SOL_SOCKET; those without a note are a 32-bit truth value or number.
@@ -156,25 +162,29 @@ QX_API int32_t QXSocketShutdown(QXSocket socket, int32_t direction);
 #define QX_IPV6_UNICAST_HOPS 4
 #define QX_IPV6_V6ONLY 27
 
+/// Value of QX_SO_LINGER: whether closing waits for data to go out, and for how long.
 typedef struct qx_linger {
     uint16_t onOff;
     uint16_t seconds;
 } qx_linger;
 
-/// 10042 for an option, 10022 for a level that is not named above. @p length is the capacity, then
-/// the length of the value; 10014 when it is too small.
+/// Reads an option. 10042 for an option, 10022 for a level that is not named above. @p length is
+/// the capacity, then the length of the value; 10014 when it is too small.
 QX_API int32_t QXSocketGetOption(QXSocket socket, int32_t level, int32_t name, void* value,
                                  int32_t* length);
+/// Sets an option; failures as above.
 QX_API int32_t QXSocketSetOption(QXSocket socket, int32_t level, int32_t name, const void* value,
                                  int32_t length);
 
 #define QX_SOCKET_SET_SIZE 64
 
+/// Sockets that QXSocketSelect looks at.
 typedef struct qx_socket_set {
     uint32_t count;
     QXSocket sockets[QX_SOCKET_SET_SIZE];
 } qx_socket_set;
 
+/// A time limit.
 typedef struct qx_timeval {
     int32_t seconds;
     int32_t microseconds;
@@ -196,6 +206,7 @@ QX_API int32_t QXSocketSelect(qx_socket_set* read, qx_socket_set* write, qx_sock
 #define QX_AI_ADDRCONFIG 0x400
 #define QX_AI_V4MAPPED 0x800
 
+/// One address that QXgetaddrinfo found, or what it is to look for.
 typedef struct qx_addrinfo {
     int32_t ai_flags;
     int32_t ai_family;
@@ -217,6 +228,7 @@ typedef struct qx_addrinfo {
 /// frees it with QXfreeaddrinfo.
 QX_API int32_t QXgetaddrinfo(const char* host, const char* service, const qx_addrinfo* hints,
                              qx_addrinfo** result);
+/// Frees what QXgetaddrinfo returned; null is fine.
 QX_API void QXfreeaddrinfo(qx_addrinfo* result);
 
 #define QX_NI_NOFQDN 1

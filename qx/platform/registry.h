@@ -67,15 +67,15 @@ QX_API int32_t QXRegistrySetFolder(const char* folder);
 /// The folder, which need not exist; 0x80004009 when it does not fit.
 QX_API int32_t QXRegistryGetFolder(char* buffer, int32_t capacity);
 
-/// @p length: the capacity of @p buffer in bytes, then the bytes stored; a null buffer asks for
-/// type and length alone. 0x80004009 when it does not fit: type and length are those of the value.
-/// Type may be null. 0x80070002 when there is no such key or value.
+/// Reads a value. @p length: the capacity of @p buffer in bytes, then the bytes stored; a null
+/// buffer asks for type and length alone. 0x80004009 when it does not fit: type and length are
+/// those of the value. Type may be null. 0x80070002 when there is no such key or value.
 QX_API int32_t QXRegistryGetValue(ENUM_QX_HKEY root, const char16_t* path, const char16_t* name,
                                   ENUM_QX_REG_TYPE* type, void* buffer, int32_t* length);
 /// Sets or replaces a value of a key, which is made when it does not exist.
 QX_API int32_t QXRegistrySetValue(ENUM_QX_HKEY root, const char16_t* path, const char16_t* name,
                                   ENUM_QX_REG_TYPE type, const void* data, int32_t length);
-/// The key stays, also without values. 0x80070002 when there is no such value.
+/// Deletes a value; its key stays, even without values. 0x80070002 when there is no such value.
 QX_API int32_t QXRegistryDeleteValue(ENUM_QX_HKEY root, const char16_t* path, const char16_t* name);
 /// Deletes the key with all below it. 0x80070002 when there is none, 0x80070057 for the root.
 QX_API int32_t QXRegistryDeleteKey(ENUM_QX_HKEY root, const char16_t* path);
@@ -85,6 +85,7 @@ QX_API int32_t QXRegistryDeleteKey(ENUM_QX_HKEY root, const char16_t* path);
 #define QX_REG_DELETE_VALUE 3 ///< path and name; nothing when there is none
 #define QX_REG_DELETE_KEY 4   ///< the path alone; nothing when there is none
 
+/// One change of QXRegistryApply. Members that the kind does not use may be anything.
 typedef struct QXRegistryChange {
     int32_t kind; ///< QX_REG_CREATE_KEY and so on
     ENUM_QX_REG_TYPE type;
@@ -97,20 +98,24 @@ typedef struct QXRegistryChange {
 /// Makes changes of one root, in their order, as one: all of them or none.
 QX_API int32_t QXRegistryApply(ENUM_QX_HKEY root, const QXRegistryChange* changes, int32_t count);
 
-/// A walk over the names of a key's direct subkeys or values, in the order of their lower-case
-/// units. It shows the key as it was when the walk was opened, whatever happens meanwhile; that the
-/// key does not exist is told here (0x80070002). One walk is for one thread at a time.
+/// Begins a walk over the names of a key's direct subkeys, in the order of their lower-case units.
+/// It shows the key as it was at this moment, whatever happens meanwhile. 0x80070002 when the key
+/// does not exist. One walk is for one thread at a time.
 QX_API int32_t QXRegistryOpenKeyEnum(ENUM_QX_HKEY root, const char16_t* path, QXHandle* walk);
+/// The same over the names of a key's values.
 QX_API int32_t QXRegistryOpenValueEnum(ENUM_QX_HKEY root, const char16_t* path, QXHandle* walk);
-/// @p length: the capacity of @p name in units, then the units stored without the terminating 0
-/// unit. 0x80004009 when the name does not fit: the length is then the one needed, without the 0
-/// unit, and the walk stays where it is. 0x80070103 at the end.
+/// The next name of a walk over subkeys. @p length: the capacity of @p name in units, then the
+/// units stored without the terminating 0 unit. 0x80004009 when the name does not fit: the length
+/// is then the one needed, without the 0 unit, and the walk stays where it is. 0x80070103 at the
+/// end.
 QX_API int32_t QXRegistryEnumNextKey(QXHandle walk, char16_t* name, int32_t* length);
+/// The same for a walk over values.
 QX_API int32_t QXRegistryEnumNextValue(QXHandle walk, char16_t* name, int32_t* length);
+/// Ends a walk.
 QX_API int32_t QXRegistryCloseEnum(QXHandle walk);
 
-/// A number that is another one when something in the root was changed, by whatever process, since
-/// this process looked last. Costs one look at the file's status when nothing was.
+/// A number that differs from the last one when something in the root was changed since, by
+/// whatever process. Costs one look at the file's status when nothing was.
 QX_API int32_t QXRegistryGetVersion(ENUM_QX_HKEY root, uint64_t* version);
 
 #ifdef __cplusplus

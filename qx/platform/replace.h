@@ -19,9 +19,9 @@ typedef struct QXFileState {
     uint64_t inode;
 } QXFileState;
 
-/// The state of a file, links followed, for the cost of one system call; that of an open file; all
-/// zeros after a failure.
+/// The state of a file, links followed, for the cost of one system call; all zeros after a failure.
 QX_API int32_t QXFileGetState(const char* path, QXFileState* state);
+/// The same for an open file.
 QX_API int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state);
 /// 1 when both are one state of one file, else 0.
 QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right);

@@ -32,6 +32,7 @@ QX_API const char* QXSharedObjectsLack(void);
 /// A child made by fork may use the handles it inherits. It is a process of its own that holds no
 /// units, so it must not post what its parent took.
 QX_API int32_t QXNamedSemOpen(const char* name, uint32_t value, QXHandle* handle);
+/// Closes a handle of a named semaphore.
 QX_API int32_t QXNamedSemClose(QXHandle handle);
 
 /// Flags of QXSharedMemOpen. Without CREATE the block must exist: 0x80070002 if not.
@@ -54,6 +55,7 @@ QX_API int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permis
 QX_API int32_t QXSharedMemAttach(QXHandle handle, uint32_t access, void** address);
 /// Unmaps what Attach mapped at this address.
 QX_API int32_t QXSharedMemDetach(void* address);
+/// Closes a handle of a block.
 QX_API int32_t QXSharedMemClose(QXHandle handle);
 
 #ifdef __cplusplus

@@ -25,8 +25,9 @@ QX_API int32_t QXStdioSkip(FILE* stream, int32_t count, int32_t* skipped);
 QX_API int32_t QXStdioWriteByte(FILE* stream, int32_t byte);
 /// All bytes straight to the stream's descriptor, past its buffer.
 QX_API int32_t QXStdioWrite(FILE* stream, const void* buffer, int32_t length);
-/// Hands the stream's buffer to the system.
+/// Hands the bytes in the stream's buffer to the system.
 QX_API int32_t QXStdioFlush(FILE* stream);
+/// Does the same and closes the stream, which is gone even after a failure.
 QX_API int32_t QXStdioClose(FILE* stream);
 
 #ifdef __cplusplus

@@ -27,66 +27,117 @@
 extern "C" {
 #endif
 
+/// Flag of the Create functions: the object of that name is common to the processes of the user.
 #define QX_SYNC_SHARED 1u
 
-/// Recursive mutual exclusion. Release by a thread that does not hold it: 0x80070120.
+// Recursive mutual exclusion.
+
+/// Creates a mutex that nobody holds.
 QX_API int32_t QXMutexCreate(const char* name, uint32_t flags, QXHandle* handle);
+/// Frees the mutex, which no thread of this process may be using. One of QX_SYNC_SHARED lives on
+/// while other processes use it.
 QX_API int32_t QXMutexDestroy(QXHandle handle);
+/// Waits until the calling thread holds the mutex. Its holder may acquire it again.
 QX_API int32_t QXMutexAcquire(QXHandle handle);
+/// The same without waiting: 0x800700AA while another thread holds it.
 QX_API int32_t QXMutexTryAcquire(QXHandle handle);
+/// Undoes one acquisition; 0x80070120 for a thread that does not hold the mutex.
 QX_API int32_t QXMutexRelease(QXHandle handle);
 
-/// A condition with its own recursive lock. Wait and TimedWait are called by the holder of the lock
-/// (others get 0x80070120); a wait gives the lock up whole, whatever its depth, and takes it back
-/// before it returns, also when the time ran out. Signal wakes one waiter, the longest waiting,
-/// Broadcast all of them; the lock is taken for the call where the caller does not hold it. With
-/// QX_SYNC_SHARED a wait may also end without a signal: test the predicate again.
+// A condition with its own recursive lock. With QX_SYNC_SHARED a wait may also end without a
+// signal: test the predicate again.
+
+/// Creates a condition whose lock nobody holds.
 QX_API int32_t QXConditionCreate(const char* name, uint32_t flags, QXHandle* handle);
+/// Frees the condition, which no thread of this process may be using. One of QX_SYNC_SHARED lives
+/// on while other processes use it.
 QX_API int32_t QXConditionDestroy(QXHandle handle);
+/// Waits until the calling thread holds the lock. Its holder may acquire it again.
 QX_API int32_t QXConditionAcquire(QXHandle handle);
+/// The same without waiting: 0x800700AA while another thread holds it.
 QX_API int32_t QXConditionTryAcquire(QXHandle handle);
+/// Undoes one acquisition; 0x80070120 for a thread that does not hold the lock.
 QX_API int32_t QXConditionRelease(QXHandle handle);
+/// Waits for a signal; 0x80070120 for a thread that does not hold the lock. The wait gives up all
+/// acquisitions of the lock and takes them back before it returns.
 QX_API int32_t QXConditionWait(QXHandle handle);
+/// The same for at most that time. The lock is also held again when the time ran out.
 QX_API int32_t QXConditionTimedWait(QXHandle handle, uint32_t milliseconds);
+/// Wakes the thread that has waited longest, if any. A caller who does not hold the lock acquires
+/// it for the call.
 QX_API int32_t QXConditionSignal(QXHandle handle);
+/// The same for all threads that wait.
 QX_API int32_t QXConditionBroadcast(QXHandle handle);
 
-/// Auto-reset: a signal releases one waiter and is remembered, once, while nobody waits.
+// An event resets itself.
+
+/// Creates an event that is not signalled.
 QX_API int32_t QXEventCreate(const char* name, uint32_t flags, QXHandle* handle);
+/// Frees the event, which no thread of this process may be using. One of QX_SYNC_SHARED lives on
+/// while other processes use it.
 QX_API int32_t QXEventDestroy(QXHandle handle);
+/// Releases one thread that waits. While none does the event remembers one signal.
 QX_API int32_t QXEventSignal(QXHandle handle);
+/// Waits for a signal and takes it.
 QX_API int32_t QXEventWait(QXHandle handle);
+/// The same for at most that time.
 QX_API int32_t QXEventTimedWait(QXHandle handle, uint32_t milliseconds);
 
-/// Manual: created closed; open lets every waiter through until it is closed again.
+// A gate lets every waiter through while it is open.
+
+/// Creates a closed gate.
 QX_API int32_t QXGateCreate(const char* name, uint32_t flags, QXHandle* handle);
+/// Frees the gate, which no thread of this process may be using. One of QX_SYNC_SHARED lives on
+/// while other processes use it.
 QX_API int32_t QXGateDestroy(QXHandle handle);
+/// Lets through all threads that wait, and all that come until the gate is closed.
 QX_API int32_t QXGateOpen(QXHandle handle);
+/// From now on threads wait.
 QX_API int32_t QXGateClose(QXHandle handle);
+/// Waits until the gate is open, or was since the call began.
 QX_API int32_t QXGateWait(QXHandle handle);
+/// Does not wait: 0x800700AA while the gate is closed.
 QX_API int32_t QXGateTryWait(QXHandle handle);
+/// Waits for at most that time.
 QX_API int32_t QXGateTimedWait(QXHandle handle, uint32_t milliseconds);
 
-/// Counting semaphore, 0 to 0x7FFFFFFF; a larger initial count is 0x80070057, a post at the limit
-/// 0x80070216. The same four operations serve named semaphores (shared.h).
+// A semaphore counts units from 0 to 0x7FFFFFFF. The last four functions also serve the named
+// semaphores of shared.h.
+
+/// Creates a semaphore; 0x80070057 for an initial count above the limit.
 QX_API int32_t QXSemaphoreCreate(uint32_t initialCount, const char* name, uint32_t flags,
                                  QXHandle* handle);
+/// Frees the semaphore, which no thread of this process may be using. One of QX_SYNC_SHARED lives
+/// on while other processes use it.
 QX_API int32_t QXSemaphoreDestroy(QXHandle handle);
+/// Adds a unit; 0x80070216 at the limit.
 QX_API int32_t QXSemaphorePost(QXHandle handle);
+/// Waits until there is a unit and takes it.
 QX_API int32_t QXSemaphoreWait(QXHandle handle);
+/// The same without waiting: 0x800700AA when there is no unit.
 QX_API int32_t QXSemaphoreTryWait(QXHandle handle);
+/// Units that can be taken. Other threads may have changed it meanwhile.
 QX_API int32_t QXSemaphoreGetValue(QXHandle handle, int32_t* value);
 
-/// Shared and exclusive holders; not recursive. Readers and writers that wait are admitted in
-/// turns, so neither side starves. A writer that acquires again: 0x8007046B. ReleaseWrite by a
-/// thread that does not hold it, and ReleaseRead while there is no reader: 0x80070120.
+// A lock with many readers or one writer, which is not recursive. Readers and writers that wait are
+// admitted in turns, so that neither side starves.
+
+/// Creates a lock that nobody holds.
 QX_API int32_t QXRWLockCreate(const char* name, uint32_t flags, QXHandle* handle);
+/// Frees the lock, which no thread of this process may be using. One of QX_SYNC_SHARED lives on
+/// while other processes use it.
 QX_API int32_t QXRWLockDestroy(QXHandle handle);
+/// Waits until the caller is one of the readers; 0x8007046B for the writer.
 QX_API int32_t QXRWLockAcquireRead(QXHandle handle);
+/// Waits until the calling thread is the writer; 0x8007046B when it is already.
 QX_API int32_t QXRWLockAcquireWrite(QXHandle handle);
+/// Does not wait: 0x800700AA while there is a writer, or one waits.
 QX_API int32_t QXRWLockTryAcquireRead(QXHandle handle);
+/// Does not wait: 0x800700AA while anybody holds the lock.
 QX_API int32_t QXRWLockTryAcquireWrite(QXHandle handle);
+/// Gives one reader up; 0x80070120 while there is none.
 QX_API int32_t QXRWLockReleaseRead(QXHandle handle);
+/// Gives the writing up; 0x80070120 for a thread that is not the writer.
 QX_API int32_t QXRWLockReleaseWrite(QXHandle handle);
 
 #ifdef __cplusplus
