@@ -60,7 +60,7 @@ def main():
         return
     parts = [
         "// Made by: tools/gen/codepages.py\n",
-        "#include <qx/text/charset/detail/CodePages.h>\n",
+        '#include "qx/text/charset/detail/CodePages.h"\n',
         "// clang-format off",
         "namespace qx::text::charset::detail {\n",
         "namespace {\n",
