@@ -21,7 +21,7 @@ void CQXCmdLineParser::parse(const char16_t* commandLine) {
 void CQXCmdLineParser::parse(int argc, const char* const* argv) { m_parser.parse(argc, argv); }
 
 int32_t CQXCmdLineParser::getElementCount() const {
-    const size_t count = m_parser.m_elements.size();
+    const size_t count = m_parser.m_line.elements.size();
     if (count >= 0x80000000u)
         throw qx::Exception(qx::String(u"Invalid vector size"));
     return static_cast<int32_t>(count);

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include <qx/core/Exception.h>
-#include <qx/core/detail/SampledHash.h>
 #include <qx/platform/text.h>
 #include <qx/util/SystemName.h>
 #include <qx/util/config/detail/CommandLineTokens.h>
@@ -91,116 +90,20 @@ OptionDefinition::OptionDefinition(const String& name, int32_t valueCount, const
     splitValues(TextView(defaults), u", ", [this](std::u16string_view piece) { addValue(piece); });
 }
 
-/// What a parse finds, until it has succeeded.
-struct CommandLineParser::Line {
-    Elements elements;
-    std::vector<int32_t> parameters;
-
-    Element& add(std::u16string_view name) {
-        const auto position = static_cast<int32_t>(elements.size());
-        elements.push_back(Reference<Element>(new Element(name, position)));
-        return *elements.back();
-    }
-    void addParameter(std::u16string_view text) {
-        Element& parameter = add({});
-        parameter.addValue(text);
-        parameters.push_back(parameter.getPosition());
-    }
-};
-
-/// Where the last option of each name stands. A sorted array: no choice of names makes it slow,
-/// n of them take n log n steps.
-class CommandLineParser::PositionIndex {
-public:
-    PositionIndex(const Elements& elements, bool ignoreCase)
-        : m_elements(elements), m_ignoreCase(ignoreCase) {}
-
-    Positions make(const std::vector<int32_t>& parameters) const;
-    /// The option, or null.
-    const Reference<Element>* find(const Positions& positions, std::u16string_view name) const;
-
-private:
-    using Iterator = Positions::iterator;
-
-    std::u16string_view nameOf(NamedPosition entry) const {
-        return m_elements[static_cast<size_t>(entry.position)]->name();
-    }
-    uint32_t hashOf(std::u16string_view name) const {
-        return m_ignoreCase ? qx::detail::sampledHash(name, QXToLowerW)
-                            : qx::detail::sampledHash(name);
-    }
-    bool precedes(std::u16string_view left, std::u16string_view right) const {
-        return left != right && wrapped(left).compare(right, m_ignoreCase) < 0;
-    }
-    bool isSame(std::u16string_view left, std::u16string_view right) const {
-        return left == right || (m_ignoreCase && wrapped(left).equals(right, true));
-    }
-    Iterator keepLastOfEach(Iterator begin, Iterator end) const;
-
-    const Elements& m_elements;
-    const bool m_ignoreCase;
-};
-
-CommandLineParser::Positions
-CommandLineParser::PositionIndex::make(const std::vector<int32_t>& parameters) const {
-    Positions entries;
-    entries.reserve(m_elements.size() - parameters.size());
-    auto parameter = parameters.begin();
-    for (const auto& element : m_elements) {
-        if (parameter != parameters.end() && *parameter == element->m_position)
-            ++parameter;
-        else
-            entries.push_back({hashOf(element->name()), element->m_position});
-    }
-    std::sort(entries.begin(), entries.end(), [](NamedPosition left, NamedPosition right) {
-        return std::pair(left.hash, left.position) < std::pair(right.hash, right.position);
-    });
-    auto kept = entries.begin();
-    for (auto begin = entries.begin(); begin != entries.end();) {
-        const auto end = std::find_if(begin, entries.end(),
-                                      [begin](NamedPosition e) { return e.hash != begin->hash; });
-        kept = std::copy(begin, keepLastOfEach(begin, end), kept);
-        begin = end;
-    }
-    entries.erase(kept, entries.end());
-    return entries;
+Element& CommandLineParser::Line::add(std::u16string_view name) {
+    const auto position = static_cast<int32_t>(elements.size());
+    elements.push_back(Reference<Element>(new Element(name, position)));
+    return *elements.back();
 }
 
-/// Puts entries of one hash in the order of their names, one for each. They come in the order of
-/// their positions.
-CommandLineParser::PositionIndex::Iterator
-CommandLineParser::PositionIndex::keepLastOfEach(Iterator begin, Iterator end) const {
-    const auto isFirst = [this, first = nameOf(*begin)](NamedPosition entry) {
-        return isSame(nameOf(entry), first);
-    };
-    if (std::all_of(begin + 1, end, isFirst)) { // nearly always: hashes seldom collide
-        *begin = *(end - 1);
-        return begin + 1;
-    }
-    std::stable_sort(begin, end, [this](NamedPosition left, NamedPosition right) {
-        return precedes(nameOf(left), nameOf(right));
-    });
-    Iterator kept = begin;
-    for (Iterator entry = begin + 1; entry != end; ++entry) {
-        if (precedes(nameOf(*kept), nameOf(*entry)))
-            ++kept;
-        *kept = *entry;
-    }
-    return kept + 1;
+void CommandLineParser::Line::addParameter(std::u16string_view text) {
+    Element& parameter = add({});
+    parameter.addValue(text);
+    parameters.push_back(parameter.getPosition());
 }
 
-const Reference<Element>* CommandLineParser::PositionIndex::find(const Positions& positions,
-                                                                 std::u16string_view name) const {
-    const uint32_t hash = hashOf(name);
-    const auto found = std::lower_bound(positions.begin(), positions.end(), name,
-                                        [&](NamedPosition entry, std::u16string_view sought) {
-                                            return entry.hash != hash
-                                                       ? entry.hash < hash
-                                                       : precedes(nameOf(entry), sought);
-                                        });
-    if (found == positions.end() || found->hash != hash || precedes(name, nameOf(*found)))
-        return nullptr;
-    return &m_elements[static_cast<size_t>(found->position)];
+bool CommandLineParser::Line::isOption(const Element& element) const {
+    return !std::ranges::binary_search(parameters, element.getPosition());
 }
 
 CommandLineParser::CommandLineParser() = default;
@@ -212,20 +115,14 @@ void CommandLineParser::defineOption(const String& name, int32_t valueCount,
                                      const char16_t* defaults, const char16_t* description) {
     const Reference<OptionDefinition> definition(
         new OptionDefinition(name, valueCount, defaults, description));
-    // What can run out of memory comes first, so that the maps never disagree: without a definition
-    // a name counts as undefined.
-    const String ownName(definition->name()); // the text given may lie in memory that changes
-    auto& folded = m_foldedDefinitions[ownName];
-    m_definitions.insert_or_assign(ownName, definition);
-    folded = definition;
+    m_definitions.push_back(definition);
+    const auto earlier = [&](const Reference<OptionDefinition>& each) {
+        return each->name() == definition->name() && each != definition;
+    };
+    std::erase_if(m_definitions, earlier);
 }
 
-void CommandLineParser::setIgnoreCase(bool ignoreCase) {
-    if (ignoreCase == m_ignoreCase)
-        return;
-    m_positions = PositionIndex(m_elements, ignoreCase).make(m_parameters);
-    m_ignoreCase = ignoreCase;
-}
+void CommandLineParser::setIgnoreCase(bool ignoreCase) { m_ignoreCase = ignoreCase; }
 
 void CommandLineParser::parse(const String& commandLine) {
     const String line(commandLine); // keeps the text while it is read
@@ -261,7 +158,7 @@ void CommandLineParser::parseTokens(Tokens tokens) {
         }
         Element& option = line.add(nameIn(token.text));
         const auto addValue = [&option](std::u16string_view text) { option.addValue(text); };
-        const OptionDefinition* const definition = findDefinition(option.name());
+        const OptionDefinition* const definition = findDefinition(wrapped(option.name()));
         if (const size_t equals = token.text.find(u'='); equals < token.text.size()) {
             splitValues(token.text.substr(equals + 1), u",", addValue);
             hasToken = tokens.next(token);
@@ -277,20 +174,13 @@ void CommandLineParser::parseTokens(Tokens tokens) {
             }
         }
     }
-    Positions positions = PositionIndex(line.elements, m_ignoreCase).make(line.parameters);
-    m_elements = std::move(line.elements);
-    m_positions = std::move(positions);
-    m_parameters = std::move(line.parameters);
+    m_line = std::move(line);
 }
 
-void CommandLineParser::reset() noexcept {
-    m_elements.clear();
-    m_positions.clear();
-    m_parameters.clear();
-}
+void CommandLineParser::reset() noexcept { m_line = {}; }
 
 int32_t CommandLineParser::getElementCount() const {
-    return static_cast<int32_t>(m_elements.size());
+    return static_cast<int32_t>(m_line.elements.size());
 }
 
 Reference<const Element> CommandLineParser::getElement(int32_t index) const {
@@ -298,7 +188,7 @@ Reference<const Element> CommandLineParser::getElement(int32_t index) const {
 }
 
 int32_t CommandLineParser::getParameterCount() const {
-    return static_cast<int32_t>(m_parameters.size());
+    return static_cast<int32_t>(m_line.parameters.size());
 }
 
 Reference<const Element> CommandLineParser::getParameter(int32_t index) const {
@@ -328,15 +218,19 @@ Reference<const OptionDefinition> CommandLineParser::getDefinition(const String&
 }
 
 const Reference<Element>& CommandLineParser::elementAt(int32_t index) const {
-    return checkedAt(m_elements, index);
+    return checkedAt(m_line.elements, index);
 }
 
 const Reference<Element>& CommandLineParser::parameterAt(int32_t index) const {
-    return elementAt(checkedAt(m_parameters, index));
+    return elementAt(checkedAt(m_line.parameters, index));
 }
 
 const Reference<Element>* CommandLineParser::findOption(const String& name) const {
-    return PositionIndex(m_elements, m_ignoreCase).find(m_positions, name.view());
+    const auto& elements = m_line.elements;
+    const auto found = std::find_if(elements.rbegin(), elements.rend(), [&](const auto& element) {
+        return name.equals(element->name(), m_ignoreCase) && m_line.isOption(*element);
+    });
+    return found == elements.rend() ? nullptr : &*found;
 }
 
 Reference<Element> CommandLineParser::optionNamed(const String& name) const {
@@ -353,10 +247,12 @@ Reference<Element> CommandLineParser::requireOption(const String& name) const {
     return option;
 }
 
-OptionDefinition* CommandLineParser::findDefinition(TextView name) const {
-    const Definitions& definitions = m_ignoreCase ? m_foldedDefinitions : m_definitions;
-    const auto found = definitions.find(wrapped(name));
-    return found == definitions.end() ? nullptr : found->second.get();
+/// The latest definition of the name.
+OptionDefinition* CommandLineParser::findDefinition(const String& name) const {
+    const auto found =
+        std::find_if(m_definitions.rbegin(), m_definitions.rend(),
+                     [&](const auto& each) { return name.equals(each->name(), m_ignoreCase); });
+    return found == m_definitions.rend() ? nullptr : found->get();
 }
 
 } // namespace qx::util

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,9 +30,10 @@ namespace qx::util {
 /// space is a switch character, it takes a copy of the defaults instead. An option that was not
 /// defined takes no tokens.
 ///
-/// Definitions are made first and survive every parse. Parsing takes n log n steps for a line of
-/// n units, whatever is in it. One parser is used by one thread at a time; the elements it hands
-/// out never change and outlive it.
+/// Definitions are made first and survive every parse. A parse takes time in proportion to the
+/// length of the line, whatever is in it, and to the number of definitions; looking up an option
+/// goes through the elements from the last one on. One parser is used by one thread at a time; the
+/// elements it hands out never change and outlive it.
 class QX_API CommandLineParser : public Object {
 public:
     class Element;
@@ -60,7 +60,6 @@ public:
 
     /// Chooses how names are looked up from now on, whatever was parsed before. Initially case
     /// counts. Only for definitions does it matter during a parse.
-    /// @throws std::bad_alloc; the choice is then as before
     void setIgnoreCase(bool ignoreCase);
 
     /// Replaces what was parsed before.
@@ -127,22 +126,15 @@ protected:
 
 private:
     friend class ::CQXCmdLineParser;
-    struct Line;
-    class PositionIndex;
-    struct NameOrder {
-        bool ignoreCase;
-        bool operator()(const String& left, const String& right) const {
-            return left.compare(right, ignoreCase) < 0;
-        }
+    /// What a parse found.
+    struct Line {
+        std::vector<Reference<Element>> elements;
+        std::vector<int32_t> parameters; ///< their positions
+
+        Element& add(std::u16string_view name);
+        void addParameter(std::u16string_view text);
+        bool isOption(const Element& element) const;
     };
-    using Definitions = std::map<String, Reference<OptionDefinition>, NameOrder>;
-    /// Where the last option of a name stands, in the order of hashes and names.
-    struct NamedPosition {
-        uint32_t hash;
-        int32_t position;
-    };
-    using Positions = std::vector<NamedPosition>;
-    using Elements = std::vector<Reference<Element>>;
 
     template <class Tokens>
     void parseTokens(Tokens tokens);
@@ -151,13 +143,10 @@ private:
     const Reference<Element>* findOption(const String& name) const;
     Reference<Element> optionNamed(const String& name) const;
     Reference<Element> requireOption(const String& name) const;
-    OptionDefinition* findDefinition(TextView name) const;
+    OptionDefinition* findDefinition(const String& name) const;
 
-    Elements m_elements;
-    Definitions m_definitions{NameOrder{false}};
-    Positions m_positions;
-    Definitions m_foldedDefinitions{NameOrder{true}};
-    std::vector<int32_t> m_parameters;
+    Line m_line;
+    std::vector<Reference<OptionDefinition>> m_definitions; ///< the latest last
     bool m_ignoreCase = false;
 };
 
@@ -194,8 +183,6 @@ protected:
 
 private:
     friend class CommandLineParser;
-    friend struct CommandLineParser::Line;
-    friend class CommandLineParser::PositionIndex;
     std::u16string_view name() const noexcept {
         return std::u16string_view(m_text).substr(0, m_nameLength);
     }

@@ -39,16 +39,18 @@ String explanation(const CommandLineParser::OptionDefinition& definition) {
 String CommandLineParser::usage() const {
     constexpr int32_t WidestColumn = 28;
     constexpr int32_t Margin = 2;
+    auto definitions = m_definitions;
+    std::ranges::sort(definitions, {}, [](const auto& each) { return each->name(); });
     std::vector<String> lines;
     int32_t column = 0;
-    for (const auto& [name, definition] : m_definitions) {
+    for (const auto& definition : definitions) {
         const String& line = lines.emplace_back(String(u' ', Margin) + synopsis(*definition));
         if (line.getLength() <= WidestColumn)
             column = std::max(column, line.getLength() + Margin);
     }
     String text;
     auto line = lines.begin();
-    for (const auto& [name, definition] : m_definitions) {
+    for (const auto& definition : definitions) {
         if (const String explained = explanation(*definition); !explained.isEmpty()) {
             if (line->getLength() + Margin > column) { // too wide: the text goes below
                 text += *line + u'\n';
@@ -63,8 +65,8 @@ String CommandLineParser::usage() const {
 }
 
 String CommandLineParser::findMistake() const {
-    for (const auto& option : m_elements) {
-        if (std::binary_search(m_parameters.begin(), m_parameters.end(), option->getPosition()))
+    for (const auto& option : m_line.elements) {
+        if (!m_line.isOption(*option))
             continue;
         const OptionDefinition* const definition = findDefinition(option->getName());
         if (!definition)
