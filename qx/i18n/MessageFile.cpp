@@ -1,7 +1,5 @@
 #include "qx/i18n/MessageFile.h"
 
-#include <string>
-
 #include <qx/collections/StringHashMap.h>
 #include <qx/core/Result.h>
 #include <qx/i18n/detail/MessageParser.h>
@@ -17,14 +15,11 @@ MessageFile::MessageFile(std::string_view bytes) {
 MessageFile MessageFile::read(const String& path) {
     if (path.contains(u'\0'))
         throwResult(result::InvalidArgument, u"a path with a 0 unit");
-    std::string bytes;
-    QXFileState state;
-    bool isStable = false;
-    throwIfFailed(util::detail::readWholeFile(util::toSystemName(path).c_str(), LargestFile, bytes,
-                                              state, isStable));
-    if (!isStable)
+    util::detail::WholeFile file;
+    throwIfFailed(file.read(util::toSystemName(path).c_str(), LargestFile));
+    if (!file.isStable)
         throwResult(result::Busy, u"the file does not stop changing");
-    return MessageFile(bytes);
+    return MessageFile(file.bytes);
 }
 
 Reference<StringMapBundle> MessageFile::createBundle(Locale* locale) const {

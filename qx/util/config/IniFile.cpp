@@ -27,51 +27,28 @@ std::string pathOf(const String& name) {
     return path;
 }
 
-/// @p isSettled tells whether what came cannot be told from a later state.
-int32_t readFile(const char* path, std::string& bytes, QXFileState& state, bool& isSettled) {
-    constexpr int64_t LargestFile = int64_t{1} << 30;
-    bool isStable = false;
-    const int32_t result = detail::readWholeFile(path, LargestFile, bytes, state, isStable);
-    if (result >= 0)
-        isSettled = isStable && QXFileIsStateSettled(&state) != 0;
-    return result;
-}
-
 } // namespace
 
+IniFile::OwnSets::OwnSets(const OwnSets& other)
+    : shared_ptr(std::make_shared<detail::IniSets>(*other)) {}
+
+IniFile::OwnSets& IniFile::OwnSets::operator=(OwnSets other) noexcept {
+    swap(other);
+    return *this;
+}
+
 IniFile::IniFile(const char16_t* fileName, const char* semaphoreName, int16_t throwOnError)
-    : m_fileName(fileName), m_path(pathOf(m_fileName)),
-      m_sets(std::make_shared<detail::IniSets>()) {
+    : m_sets(std::make_shared<detail::IniSets>()),
+      m_path(std::make_shared<const std::string>(pathOf(String(fileName)))) {
     if (semaphoreName)
         m_lock = new ipc::Semaphore(semaphoreName, 1);
     const ipc::detail::Turn turn(m_lock.get());
     if (load() < 0 && throwOnError)
-        throw IniFileException(IniFileException::FILE_NOT_READ, m_fileName);
+        throw IniFileException(IniFileException::FILE_NOT_READ, String(fileName));
 }
 
-IniFile::IniFile(const IniFile& other)
-    : Object(), m_lock(other.m_lock), m_fileName(other.m_fileName), m_path(other.m_path),
-      m_sets(std::make_shared<detail::IniSets>(*other.m_sets)), m_state(other.m_state),
-      m_hash(other.m_hash), m_isSettled(other.m_isSettled), m_readResult(other.m_readResult),
-      m_writeResult(other.getWriteResult()) {}
-
-IniFile& IniFile::operator=(const IniFile& other) {
-    if (this == &other)
-        return *this;
-    auto sets = std::make_shared<detail::IniSets>(*other.m_sets);
-    m_path = other.m_path;
-    m_fileName = other.m_fileName;
-    m_lock = other.m_lock;
-    m_sets = std::move(sets);
-    m_isViewed = false;
-    m_state = other.m_state;
-    m_hash = other.m_hash;
-    m_isSettled = other.m_isSettled;
-    m_readResult = other.m_readResult;
-    m_writeResult = other.getWriteResult();
-    return *this;
-}
-
+IniFile::IniFile(const IniFile& other) = default;
+IniFile& IniFile::operator=(const IniFile& other) = default;
 IniFile::~IniFile() = default;
 
 /// Runs an operation under the lock, on the present state of the file.
@@ -153,9 +130,7 @@ int32_t IniFile::GetValue(const char16_t* set, const char16_t* key, char16_t* bu
 
 IniFileView IniFile::view() {
     return inTurn([this] {
-        if (!m_isViewed)
-            m_sets->sort();
-        m_isViewed = true;
+        m_sets->share();
         return IniFileView(m_sets);
     });
 }
@@ -167,8 +142,7 @@ bool IniFile::KeyExists(const char16_t* set, const char16_t* key) const {
 bool IniFile::SetExists(const char16_t* set) const { return m_sets->hasSetOrSubset(set); }
 
 std::vector<String> IniFile::ListSets() {
-    if (!m_isViewed)
-        m_sets->sort();
+    m_sets->sort();
     return detail::namesOf<String>(m_sets->sets());
 }
 
@@ -176,8 +150,7 @@ std::vector<String> IniFile::ListKeys(const char16_t* set) {
     detail::IniSet* const found = m_sets->findSet(set);
     if (!found)
         return {};
-    if (!m_isViewed)
-        found->keys.sort();
+    found->keys.sort();
     return detail::namesOf<String>(found->keys.entries());
 }
 
@@ -214,9 +187,8 @@ std::vector<String> IniFile::setsForIteration(const char16_t* set) {
 /// The sets, to be changed: those that a view has too, or that hold much that was replaced, are
 /// copied first.
 detail::IniSets& IniFile::writableSets() {
-    if (m_isViewed || m_sets->isWasteful())
-        m_sets = std::make_shared<detail::IniSets>(*m_sets);
-    m_isViewed = false;
+    if (m_sets->isShared() || m_sets->isWasteful())
+        m_sets = OwnSets(m_sets);
     return *m_sets;
 }
 
@@ -224,11 +196,11 @@ detail::IniSets& IniFile::writableSets() {
 /// looked at or read, leaves what is in memory.
 void IniFile::checkAndUpdate() {
     QXFileState state;
-    if (const int32_t result = QXFileGetState(m_path.c_str(), &state); result < 0) {
+    if (const int32_t result = QXFileGetState(m_path->c_str(), &state); result < 0) {
         m_readResult = result == result::NotFound ? result::Ok : result;
         return;
     }
-    if (m_isSettled && QXFileIsSameState(&state, &m_state) != 0)
+    if (m_known && m_known->isSettled && QXFileIsSameState(&state, &m_known->state) != 0)
         m_readResult = result::Ok;
     else
         load();
@@ -237,24 +209,20 @@ void IniFile::checkAndUpdate() {
 /// Reads the file, where its state leaves open whether it is the one that was read last; the
 /// result, with which nothing is changed when it is a failure.
 int32_t IniFile::load() {
-    std::string bytes;
-    QXFileState state;
-    bool isSettled = false;
-    const int32_t result = readFile(m_path.c_str(), bytes, state, isSettled);
+    constexpr int64_t LargestFile = int64_t{1} << 30;
+    detail::WholeFile file;
+    const int32_t result = file.read(m_path->c_str(), LargestFile);
     m_readResult = result == result::NotFound ? result::Ok : result;
     if (result < 0)
         return result;
-    const size_t hash = std::hash<std::string>()(bytes);
+    const size_t hash = std::hash<std::string>()(file.bytes);
     // Nobody changed it, so a change that could not be written must not be given up.
-    if (QXFileIsSameState(&state, &m_state) == 0 || hash != m_hash) {
-        auto sets = std::make_shared<detail::IniSets>();
-        detail::IniReader(bytes, *sets).read();
+    if (!m_known || QXFileIsSameState(&file.state, &m_known->state) == 0 || hash != m_known->hash) {
+        OwnSets sets = std::make_shared<detail::IniSets>();
+        detail::IniReader(file.bytes, *sets).read();
         m_sets = std::move(sets);
-        m_isViewed = false;
-        m_state = state;
-        m_hash = hash;
     }
-    m_isSettled = isSettled;
+    m_known = {file.state, hash, file.isStable && QXFileIsStateSettled(&file.state) != 0};
     return result::Ok;
 }
 
@@ -263,27 +231,26 @@ int32_t IniFile::load() {
 /// came from a file with a byte order mark; memory then goes back to what the file holds.
 /// @return result::UnmappableCharacter for such texts; else 0, and getWriteResult tells the rest
 int32_t IniFile::WriteToFile() {
+    std::atomic_ref writeResult(m_writeResult);
     if (m_readResult < 0) {
-        m_writeResult = m_readResult;
+        writeResult = m_readResult;
         return result::Ok;
     }
     m_sets->sort();
     std::string text;
     const int32_t cut = detail::writeIni(*m_sets, text);
     if (cut == result::UnmappableCharacter) {
-        m_state = {};
+        m_known.reset();
         load();
         return cut;
     }
     constexpr uint32_t ModeForAll = 0666; // less the umask
     QXFileState state;
-    const int32_t result = QXFileReplace(m_path.c_str(), text.data(),
+    const int32_t result = QXFileReplace(m_path->c_str(), text.data(),
                                          static_cast<int64_t>(text.size()), ModeForAll, &state);
-    if (state.inode != 0) {
-        m_state = state;
-        m_isSettled = true;
-    }
-    m_writeResult = result < 0 ? result : cut;
+    if (state.inode != 0)
+        m_known = {state, 0, true};
+    writeResult = result < 0 ? result : cut;
     return result::Ok;
 }
 

@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <qx/core/Object.h>
@@ -86,7 +88,7 @@ public:
 
     /// What became of the last rewriting: 0, the code of the failure, or result::BufferTooSmall
     /// when the file was written with a text cut. 0 before the first.
-    int32_t getWriteResult() const noexcept { return m_writeResult; }
+    int32_t getWriteResult() const noexcept { return std::atomic_ref(m_writeResult); }
 
 private:
     friend class IniFileKeyIterator;
@@ -108,18 +110,29 @@ private:
     int32_t WriteToFile();
     detail::IniSets& writableSets();
 
+    /// The sets of one object. Views share them, copies of the object have their own.
+    class OwnSets : public std::shared_ptr<detail::IniSets> {
+    public:
+        OwnSets(std::shared_ptr<detail::IniSets> sets) noexcept : shared_ptr(std::move(sets)) {}
+        OwnSets(const OwnSets& other);
+        OwnSets(OwnSets&& other) noexcept = default;
+        OwnSets& operator=(OwnSets other) noexcept;
+    };
+    /// The file as it was read or written last.
+    struct KnownFile {
+        QXFileState state;
+        size_t hash;    ///< of its bytes, when they were read
+        bool isSettled; ///< every later state is another one
+    };
+
+    OwnSets m_sets; ///< the first member: nothing else can fail in an assignment
     Reference<ipc::Semaphore> m_lock;
-    String m_fileName;
-    std::string m_path; ///< the name in the default encoding; empty when it has none
-    /// Never changed while a view has it too.
-    std::shared_ptr<detail::IniSets> m_sets;
-    bool m_isViewed = false;
-    QXFileState m_state{}; ///< of the file that was read or written last
-    size_t m_hash = 0;     ///< of its bytes, when they were read
-    bool m_isSettled = false;
+    /// The name in the default encoding; empty when it has none.
+    std::shared_ptr<const std::string> m_path;
+    std::optional<KnownFile> m_known;
     /// Why the file that is there could not be read; 0 when it was, or is not there.
     int32_t m_readResult = 0;
-    std::atomic<int32_t> m_writeResult = 0;
+    mutable int32_t m_writeResult = 0; ///< read by other threads at any time
 };
 
 } // namespace qx::util

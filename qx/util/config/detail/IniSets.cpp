@@ -64,14 +64,10 @@ IniSet& IniSets::makeSet(std::u16string_view name) {
 
 IniKey& IniSets::put(IniSet& set, std::u16string_view key, std::u16string_view value) {
     m_folded.assign(key);
-    const auto keptValue = keep(value);
-    IniKey* const found = set.keys.find(m_folded);
-    if (!found)
-        return putKept(set, keep(key), keptValue);
-    m_wasted += found->value.size() * sizeof(char16_t);
-    found->value = keptValue;
-    found->valueBytes = {};
-    return *found;
+    const IniKey* const found = set.keys.find(m_folded);
+    if (found)
+        m_wasted += found->value.size() * sizeof(char16_t);
+    return putKept(set, found ? found->text : keep(key), keep(value));
 }
 
 IniKey& IniSets::putKept(IniSet& set, std::u16string_view key, std::u16string_view value) {

@@ -57,6 +57,12 @@ public:
 
     /// To be called before sets and keys are listed.
     void sort();
+    /// Sorts, and marks the sets as shared: they never change again, and sorting does nothing.
+    void share() {
+        sort();
+        m_isShared = true;
+    }
+    bool isShared() const noexcept { return m_isShared; }
     std::span<IniSet* const> sets() const noexcept { return m_index.entries(); }
 
     const std::string& unread() const noexcept { return m_unread; }
@@ -75,6 +81,7 @@ private:
     IniIndex<IniSet> m_index;
     std::string m_unread;
     FoldedText m_folded;
+    bool m_isShared = false;
     size_t m_kept = 0;   ///< bytes
     size_t m_wasted = 0; ///< those of them that nobody needs
 };

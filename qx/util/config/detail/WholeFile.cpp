@@ -33,8 +33,7 @@ int32_t readAll(QXHandle file, int64_t expected, int64_t largest, std::string& b
 
 } // namespace
 
-int32_t readWholeFile(const char* path, int64_t largest, std::string& bytes, QXFileState& state,
-                      bool& isStable) {
+int32_t WholeFile::read(const char* path, int64_t largest) {
     constexpr int Attempts = 3;
     isStable = false;
     for (int attempt = 0; attempt < Attempts && !isStable; ++attempt) {

@@ -7,12 +7,16 @@
 
 namespace qx::util::detail {
 
-/// Reads a file whole, again when it is written to meanwhile, but not without end.
-/// @param path      in the encoding of file names
-/// @param largest   of so many bytes; a longer file gives result::FileTooLarge
-/// @param state     receives the state before the last reading
-/// @param isStable  receives whether it was in that state behind it, too
-int32_t readWholeFile(const char* path, int64_t largest, std::string& bytes, QXFileState& state,
-                      bool& isStable);
+/// The bytes of a file, all at one moment where that can be had.
+struct WholeFile {
+    std::string bytes;
+    QXFileState state{};   ///< before the bytes were read
+    bool isStable = false; ///< the file was in the same state afterwards
+
+    /// Reads a file, again when it is written to meanwhile, but not without end.
+    /// @param path     in the encoding of file names
+    /// @param largest  in bytes; a longer file gives result::FileTooLarge
+    int32_t read(const char* path, int64_t largest);
+};
 
 } // namespace qx::util::detail
