@@ -7,7 +7,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
-#include <qx/pcom/detail/Registration.h>
+#include <qx/core/detail/CheckedSize.h>
 #include <qx/platform/module.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
@@ -174,31 +174,48 @@ int32_t Module::UnregisterClassEntry(ClassData& entry) {
     return result::Ok;
 }
 
-RegistryChange::RegistryChange(Module& module) : m_module(module), m_guard(module.m_lock) {
-    if (!module.m_registration) {
-        m_own = std::make_unique<detail::Registration>();
-        module.m_registration = m_own.get();
-    }
+RegistryChange::RegistryChange(Module& module)
+    : m_module(module), m_guard(module.m_lock), m_isPart(module.m_registration.has_value()) {
+    if (!m_isPart)
+        module.m_registration = Module::Registration();
 }
 
 RegistryChange::~RegistryChange() {
-    if (m_own)
-        m_module.m_registration = nullptr;
+    if (!m_isPart)
+        m_module.m_registration.reset();
 }
 
 void RegistryChange::setDefaultValue(const String& path, const char16_t* value) {
-    m_module.m_registration->setDefaultValue(path, value ? String(value) : String());
+    m_module.m_registration->steps.push_back({path, value ? String(value) : String(), false});
 }
 
-void RegistryChange::deleteKey(const String& path) { m_module.m_registration->deleteKey(path); }
+void RegistryChange::deleteKey(const String& path) {
+    m_module.m_registration->steps.push_back({path, String(), true});
+}
 
-void RegistryChange::setFound() noexcept { m_module.m_registration->setFound(); }
+void RegistryChange::setFound() noexcept { m_module.m_registration->isFound = true; }
 
-bool RegistryChange::isFound() const noexcept { return m_module.m_registration->isFound(); }
+bool RegistryChange::isFound() const noexcept { return m_module.m_registration->isFound; }
 
 void RegistryChange::commit() {
-    if (m_own)
-        m_own->apply();
+    using qx::detail::checkedSize;
+    if (m_isPart)
+        return;
+    const auto& steps = m_module.m_registration->steps;
+    std::vector<QXRegistryChange> changes;
+    changes.reserve(steps.size());
+    for (const auto& [path, value, isDeletion] : steps) {
+        if (isDeletion) {
+            changes.push_back(
+                {QX_REG_DELETE_KEY, QX_REG_STRING, path.getData(), nullptr, nullptr, 0});
+            continue;
+        }
+        const int64_t length = (int64_t{value.getLength()} + 1) * int64_t{sizeof(char16_t)};
+        changes.push_back({QX_REG_SET_VALUE, QX_REG_STRING, path.getData(), u"", value.getData(),
+                           checkedSize(length)});
+    }
+    throwIfFailed(
+        QXRegistryApply(QX_HKEY_CLASSES_64, changes.data(), checkedSize(std::ssize(changes))));
 }
 
 } // namespace qx::pcom

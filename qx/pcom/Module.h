@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
+#include <optional>
+#include <vector>
 
 #include <qx/core/GUID.h>
 #include <qx/core/ModuleCount.h>
@@ -14,12 +15,6 @@
 namespace qx::pcom {
 
 class Module;
-
-namespace detail {
-
-class Registration;
-
-} // namespace detail
 
 class RegistryChange;
 
@@ -102,12 +97,22 @@ protected:
 private:
     friend class RegistryChange;
 
+    struct Registration {
+        struct Step {
+            String path;
+            String value;
+            bool isDeletion;
+        };
+        std::vector<Step> steps;
+        bool isFound;
+    };
+
     int32_t makeFactory(ClassData& entry);
 
     ClassData* m_classes;
     sync::ForkSafeMutex m_lock;
-    /// The changes being gathered; null outside of the calls that change the registry.
-    detail::Registration* m_registration = nullptr;
+    /// The changes being gathered; nothing outside of the calls that change the registry.
+    std::optional<Registration> m_registration;
 };
 
 /// Changes of the registry below QX_HKEY_CLASSES_64 that a module makes together. One that is made
@@ -128,7 +133,7 @@ public:
     /// Says that the change takes something out that is there.
     void setFound() noexcept;
     bool isFound() const noexcept;
-    bool isPart() const noexcept { return !m_own; }
+    bool isPart() const noexcept { return m_isPart; }
 
     /// Makes the changes, all or none; a part leaves that to the whole.
     /// @throws ResultException
@@ -137,7 +142,7 @@ public:
 private:
     Module& m_module;
     std::lock_guard<sync::ForkSafeMutex> m_guard;
-    std::unique_ptr<detail::Registration> m_own;
+    const bool m_isPart;
 };
 
 } // namespace qx::pcom
