@@ -1,12 +1,13 @@
 #include "qx/i18n/BundleName.h"
 
-#include <algorithm>
+#include <bit>
 #include <cstdint>
-#include <iterator>
+#include <cstring>
 #include <string>
 #include <string_view>
 
 #include <qx/crypto/MD5Digest.h>
+#include <qx/crypto/detail/Words.h>
 
 namespace qx::i18n {
 
@@ -19,14 +20,6 @@ constexpr char16_t Middle[] = u".StringBundle.";
 /// its digits.
 constexpr uint8_t NameSpace[] = {0x4F, 0x0B, 0x6A, 0x27, 0x3C, 0x9E, 0x4D, 0x85,
                                  0xA1, 0xF2, 0x9B, 0x7E, 0x60, 0xC4, 0xD8, 0x13};
-
-/// The number of @p count digest bytes, the first the highest.
-uint32_t numberOf(const uint8_t* bytes, int count) {
-    uint32_t number = 0;
-    for (int i = 0; i < count; ++i)
-        number = number << 8 | bytes[i];
-    return number;
-}
 
 } // namespace
 
@@ -56,16 +49,19 @@ GUID BundleName::classId() const {
     digest.update(reinterpret_cast<const signed char*>(NameSpace), sizeof NameSpace);
     digest.update(reinterpret_cast<const signed char*>(name.data()),
                   static_cast<int32_t>(name.size()));
-    uint8_t bytes[crypto::MD5Digest::Length];
-    digest.getDigest(reinterpret_cast<signed char*>(bytes), sizeof bytes);
-    constexpr uint8_t Version = 0x30, Variant = 0x80;
-    bytes[6] = static_cast<uint8_t>((bytes[6] & 0x0F) | Version);
-    bytes[8] = static_cast<uint8_t>((bytes[8] & 0x3F) | Variant);
-    GUID id{numberOf(bytes, 4),
-            static_cast<uint16_t>(numberOf(bytes + 4, 2)),
-            static_cast<uint16_t>(numberOf(bytes + 6, 2)),
+    signed char bytes[crypto::MD5Digest::Length];
+    digest.getDigest(bytes, sizeof bytes);
+    using crypto::detail::loadWord;
+    constexpr auto Big = std::endian::big;
+    const uint32_t middle = loadWord<Big>(bytes + 4);
+    constexpr uint32_t Version = 0x3000;
+    constexpr uint8_t Variant = 0x80;
+    GUID id{loadWord<Big>(bytes),
+            static_cast<uint16_t>(middle >> 16),
+            static_cast<uint16_t>((middle & 0x0FFF) | Version),
             {}};
-    std::copy(bytes + 8, std::end(bytes), id.Data4);
+    std::memcpy(id.Data4, bytes + 8, sizeof id.Data4);
+    id.Data4[0] = static_cast<uint8_t>((id.Data4[0] & 0x3F) | Variant);
     return id;
 }
 

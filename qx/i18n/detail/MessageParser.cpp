@@ -151,28 +151,14 @@ bool MessageParser::readPart(std::u16string& part, char16_t end) {
 }
 
 bool MessageParser::readEscape(std::u16string& part) {
+    constexpr std::u16string_view Letters = u"nrt\\=# ", Units = u"\n\r\t\\=# ";
     const char16_t letter = m_entry[m_at + 1]; // there is one, or the line would be continued
-    switch (letter) {
-    case u'n':
-        part += u'\n';
-        break;
-    case u'r':
-        part += u'\r';
-        break;
-    case u't':
-        part += u'\t';
-        break;
-    case u'\\':
-    case u'=':
-    case u'#':
-    case u' ':
-        part += letter;
-        break;
-    case u'u':
+    if (letter == u'u')
         return readUnits(part);
-    default:
+    const size_t place = Letters.find(letter);
+    if (place == Letters.npos)
         return complain(std::u16string(u"the unknown escape \\") + letter);
-    }
+    part += Units[place];
     m_at += 2;
     return true;
 }
