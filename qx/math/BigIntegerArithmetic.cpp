@@ -54,6 +54,28 @@ void subtractMagnitudes(Limb* r, const IntegerView& larger, const IntegerView& s
     detail::subtractLimb(r + common, larger.limbs() + common, larger.length() - common, borrow);
 }
 
+/// A sum of two numbers, as what is done to their magnitudes.
+struct Addition {
+    IntegerView larger, smaller;
+    bool adds;
+
+    /// Limbs that the result may have.
+    size_t room() const noexcept { return larger.length() + (adds && mayCarry(larger, smaller)); }
+    /// Writes the magnitude, which has the sign of the larger operand; its length. r may be the
+    /// limbs of an operand.
+    size_t into(Limb* r) const noexcept {
+        if (adds)
+            return addMagnitudes(r, larger, smaller);
+        subtractMagnitudes(r, larger, smaller);
+        return larger.length();
+    }
+};
+
+Addition additionOf(const IntegerView& a, const IntegerView& b) noexcept {
+    const bool adds = a.isNegative() == b.isNegative();
+    return compareMagnitudes(a, b) >= 0 ? Addition{a, b, adds} : Addition{b, a, adds};
+}
+
 /// Refuses a power that is too large before any work goes into it.
 void checkPowerSize(const IntegerView& base, const IntegerView& exponent) {
     constexpr double MaxBits = 8.0 * std::numeric_limits<int32_t>::max();
@@ -117,37 +139,22 @@ BigInteger& BigInteger::addSigned(const IntegerView& b) {
         return *this;
     if (a.isZero())
         return assign(b);
-    const int order = compareMagnitudes(a, b);
-    const IntegerView larger = order >= 0 ? a : b;
-    const IntegerView smaller = order >= 0 ? b : a;
-    const bool adds = a.isNegative() == b.isNegative();
-    const size_t needed = larger.length() + (adds && mayCarry(larger, smaller) ? 1 : 0);
-    if (needed > capacityInLimbs()) {
-        BigInteger result = sum(a, b);
-        swap(result);
-    } else if (adds) {
-        finish(addMagnitudes(limbs(), larger, smaller), a.isNegative());
+    const Addition addition = additionOf(a, b);
+    if (addition.room() > capacityInLimbs()) {
+        *this = sum(a, b);
     } else {
-        subtractMagnitudes(limbs(), larger, smaller);
-        finish(larger.length(), larger.isNegative());
+        const size_t length = addition.into(limbs());
+        finish(length, addition.larger.isNegative());
     }
     return *this;
 }
 
 BigInteger BigInteger::sum(const IntegerView& a, const IntegerView& b) {
-    const int order = compareMagnitudes(a, b);
-    const IntegerView larger = order >= 0 ? a : b;
-    const IntegerView smaller = order >= 0 ? b : a;
-    if (smaller.isZero())
-        return BigInteger(larger);
-    const bool adds = a.isNegative() == b.isNegative();
-    BigInteger result(Room{larger.length() + (adds && mayCarry(larger, smaller) ? 1 : 0)});
-    size_t length = larger.length();
-    if (adds)
-        length = addMagnitudes(result.limbs(), larger, smaller);
-    else
-        subtractMagnitudes(result.limbs(), larger, smaller);
-    result.finish(length, larger.isNegative());
+    const Addition addition = additionOf(a, b);
+    if (addition.smaller.isZero())
+        return BigInteger(addition.larger);
+    BigInteger result(Room{addition.room()});
+    result.finish(addition.into(result.limbs()), addition.larger.isNegative());
     return result;
 }
 
@@ -166,8 +173,7 @@ BigInteger& BigInteger::multiply(const IntegerView& b) {
             limbs()[a.length()] = high;
         finish(length, negative);
     } else {
-        BigInteger result = product(a, b);
-        swap(result);
+        *this = product(a, b);
     }
     return *this;
 }
@@ -212,11 +218,7 @@ BigInteger& BigInteger::divide(const IntegerView& b, BigInteger& remainder) {
     return *this;
 }
 
-BigInteger& BigInteger::operator/=(const IntegerView& b) {
-    BigInteger result = quotient(*this, b);
-    swap(result);
-    return *this;
-}
+BigInteger& BigInteger::operator/=(const IntegerView& b) { return *this = quotient(*this, b); }
 
 BigInteger BigInteger::quotient(const IntegerView& a, const IntegerView& b) {
     detail::requireDivisor(b);
@@ -239,9 +241,7 @@ BigInteger& BigInteger::mod(const IntegerView& m) {
     detail::requireModulus(m);
     if (compareMagnitudes(*this, m) < 0)
         return m_negative ? add(m) : *this;
-    BigInteger result = modulo(*this, m);
-    swap(result);
-    return *this;
+    return *this = modulo(*this, m);
 }
 
 BigInteger BigInteger::modulo(const IntegerView& a, const IntegerView& m) {

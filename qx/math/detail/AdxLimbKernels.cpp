@@ -12,12 +12,13 @@
 // Operands of a step: at an offset in a and r, one limb with what the step before carried over in
 // %[c0] or %[c1], by turns.
 
+// clang-format off
 #define QX_ONE_LIMB(STEP) STEP("0", "c0", "c1") "mov %[c1], %[c0]\n\t"
 #define QX_TWO_LIMBS(STEP) STEP("0", "c0", "c1") STEP("8", "c1", "c0")
 #define QX_FOUR_LIMBS(STEP) QX_TWO_LIMBS(STEP) STEP("16", "c0", "c1") STEP("24", "c1", "c0")
-#define QX_EIGHT_LIMBS(STEP)                                                                       \
-    QX_FOUR_LIMBS(STEP)                                                                            \
-    STEP("32", "c0", "c1") STEP("40", "c1", "c0") STEP("48", "c0", "c1") STEP("56", "c1", "c0")
+#define QX_EIGHT_LIMBS(STEP) QX_FOUR_LIMBS(STEP)      \
+    STEP("32", "c0", "c1") STEP("40", "c1", "c0")     \
+    STEP("48", "c0", "c1") STEP("56", "c1", "c0")
 
 #define QX_ADVANCE(BYTES) "lea " BYTES "(%[a]), %[a]\n\tlea " BYTES "(%[r]), %[r]\n\t"
 
@@ -26,80 +27,78 @@
 #define QX_FOLD_OF "adox %[zero], %[c0]\n\t"
 
 // All n limbs of a row. TEST and SHR leave both flags clear.
-#define QX_ROW(STEP)                                                                               \
-    "test $1, %b[n]\n\t"                                                                           \
-    "jz 1f\n\t" QX_ONE_LIMB(STEP) QX_FOLD_CF QX_FOLD_OF QX_ADVANCE(                                \
-        "8") "1:\n\t"                                                                              \
-             "test $2, %b[n]\n\t"                                                                  \
-             "jz 2f\n\t" QX_TWO_LIMBS(STEP) QX_FOLD_CF QX_FOLD_OF QX_ADVANCE(                      \
-                 "16") "2:\n\t"                                                                    \
-                       "test $4, %b[n]\n\t"                                                        \
-                       "jz 3f\n\t" QX_FOUR_LIMBS(STEP)                                             \
-                           QX_FOLD_CF QX_FOLD_OF QX_ADVANCE("32") "3:\n\t"                         \
-                                                                  "shr $3, %[n]\n\t"               \
-                                                                  "jz 5f\n\t"                      \
-                                                                  "test %[n], %[n]\n"              \
-                                                                  "4:\n\t" QX_EIGHT_LIMBS(STEP)    \
-                                                                      QX_ADVANCE("64") QX_FOLD_OF  \
-        "dec %[n]\n\t"                                                                             \
-        "jnz 4b\n\t" QX_FOLD_CF "5:\n\t"
+#define QX_ROW(STEP)                                                        \
+    "test $1, %b[n]\n\tjz 1f\n\t"                                           \
+        QX_ONE_LIMB(STEP) QX_FOLD_CF QX_FOLD_OF QX_ADVANCE("8")             \
+    "1:\n\ttest $2, %b[n]\n\tjz 2f\n\t"                                     \
+        QX_TWO_LIMBS(STEP) QX_FOLD_CF QX_FOLD_OF QX_ADVANCE("16")           \
+    "2:\n\ttest $4, %b[n]\n\tjz 3f\n\t"                                     \
+        QX_FOUR_LIMBS(STEP) QX_FOLD_CF QX_FOLD_OF QX_ADVANCE("32")          \
+    "3:\n\tshr $3, %[n]\n\tjz 5f\n\t"                                       \
+    "test %[n], %[n]\n"                                                     \
+    "4:\n\t"                                                                \
+        QX_EIGHT_LIMBS(STEP) QX_ADVANCE("64") QX_FOLD_OF                    \
+    "dec %[n]\n\tjnz 4b\n\t"                                                \
+        QX_FOLD_CF                                                          \
+    "5:\n\t"
 
-#define QX_MULTIPLY_STEP(AT, CARRY, NEXT)                                                          \
-    "mulx " AT "(%[a]), %[t], %[" NEXT "]\n\t"                                                     \
-    "adcx %[" CARRY "], %[t]\n\t"                                                                  \
+#define QX_MULTIPLY_STEP(AT, CARRY, NEXT)           \
+    "mulx " AT "(%[a]), %[t], %[" NEXT "]\n\t"      \
+    "adcx %[" CARRY "], %[t]\n\t"                   \
     "mov %[t], " AT "(%[r])\n\t"
 
-#define QX_ADD_STEP(AT, CARRY, NEXT)                                                               \
-    "mulx " AT "(%[a]), %[t], %[" NEXT "]\n\t"                                                     \
-    "adcx %[" CARRY "], %[t]\n\t"                                                                  \
-    "adox " AT "(%[r]), %[t]\n\t"                                                                  \
+#define QX_ADD_STEP(AT, CARRY, NEXT)                \
+    "mulx " AT "(%[a]), %[t], %[" NEXT "]\n\t"      \
+    "adcx %[" CARRY "], %[t]\n\t"                   \
+    "adox " AT "(%[r]), %[t]\n\t"                   \
     "mov %[t], " AT "(%[r])\n\t"
 
 // r - x is the complement of the sum of x and the complement of r.
-#define QX_SUBTRACT_STEP(AT, CARRY, NEXT)                                                          \
-    "mulx " AT "(%[a]), %[t], %[" NEXT "]\n\t"                                                     \
-    "adcx %[" CARRY "], %[t]\n\t"                                                                  \
-    "mov " AT "(%[r]), %[" CARRY "]\n\t"                                                           \
-    "not %[" CARRY "]\n\t"                                                                         \
-    "adox %[t], %[" CARRY "]\n\t"                                                                  \
-    "not %[" CARRY "]\n\t"                                                                         \
+#define QX_SUBTRACT_STEP(AT, CARRY, NEXT)           \
+    "mulx " AT "(%[a]), %[t], %[" NEXT "]\n\t"      \
+    "adcx %[" CARRY "], %[t]\n\t"                   \
+    "mov " AT "(%[r]), %[" CARRY "]\n\t"            \
+    "not %[" CARRY "]\n\t"                          \
+    "adox %[t], %[" CARRY "]\n\t"                   \
+    "not %[" CARRY "]\n\t"                          \
     "mov %[" CARRY "], " AT "(%[r])\n\t"
 
-#define QX_DEFINE_ROW(STEP)                                                                        \
-    Limb c0 = 0, c1, t;                                                                            \
-    __asm__ volatile(                                                                              \
-        QX_ROW(STEP)                                                                               \
-        : [a] "+&r"(a), [r] "+&r"(r), [n] "+&r"(n), [c0] "+&r"(c0), [c1] "=&r"(c1), [t] "=&r"(t)   \
-        : "d"(b), [zero] "r"(Limb{0})                                                              \
-        : "cc", "memory");                                                                         \
+#define QX_DEFINE_ROW(STEP)                                                 \
+    Limb c0 = 0, c1, t;                                                     \
+    __asm__ volatile(QX_ROW(STEP)                                           \
+        : [a] "+&r"(a), [r] "+&r"(r), [n] "+&r"(n),                         \
+          [c0] "+&r"(c0), [c1] "=&r"(c1), [t] "=&r"(t)                      \
+        : "d"(b), [zero] "r"(Limb{0})                                       \
+        : "cc", "memory");                                                  \
     return c0
 
 // r = a +- b: single limbs, then four a round, the carry in CF throughout.
-#define QX_SUM_STEP(CARRYING, AT)                                                                  \
-    "mov " AT "(%[a]), %[t]\n\t" CARRYING " " AT "(%[b]), %[t]\n\t"                                \
+#define QX_SUM_STEP(CARRYING, AT)                   \
+    "mov " AT "(%[a]), %[t]\n\t"                    \
+    CARRYING " " AT "(%[b]), %[t]\n\t"              \
     "mov %[t], " AT "(%[r])\n\t"
 #define QX_SUM_ADVANCE(BYTES) QX_ADVANCE(BYTES) "lea " BYTES "(%[b]), %[b]\n\t"
-#define QX_DEFINE_SUM(CARRYING)                                                                    \
-    Limb t, rest = n & 3;                                                                          \
-    n >>= 2;                                                                                       \
-    __asm__ volatile(                                                                              \
-        "test %[rest], %[rest]\n\t" /* clears CF */                                                \
-        "jz 2f\n"                                                                                  \
-        "1:\n\t" QX_SUM_STEP(CARRYING, "0")                                                        \
-            QX_SUM_ADVANCE("8") "dec %[rest]\n\t"                                                  \
-                                "jnz 1b\n"                                                         \
-                                "2:\n\t"                                                           \
-                                "jrcxz 4f\n"                                                       \
-                                "3:\n\t" QX_SUM_STEP(CARRYING, "0") QX_SUM_STEP(CARRYING, "8")     \
-                                    QX_SUM_STEP(CARRYING, "16") QX_SUM_STEP(CARRYING, "24")        \
-                                        QX_SUM_ADVANCE("32") "dec %[n]\n\t"                        \
-                                                             "jnz 3b\n"                            \
-                                                             "4:\n\t"                              \
-                                                             "sbb %[t], %[t]\n\t"                  \
-        : [a] "+&r"(a), [b] "+&r"(b), [r] "+&r"(r), [n] "+&c"(n), [rest] "+&r"(rest), [t] "=&r"(t) \
-        :                                                                                          \
-        : "cc", "memory");                                                                         \
+#define QX_DEFINE_SUM(CARRYING)                                             \
+    Limb t, rest = n & 3;                                                   \
+    n >>= 2;                                                                \
+    __asm__ volatile(                                                       \
+    "test %[rest], %[rest]\n\tjz 2f\n" /* clears CF */                      \
+    "1:\n\t"                                                                \
+        QX_SUM_STEP(CARRYING, "0") QX_SUM_ADVANCE("8")                      \
+    "dec %[rest]\n\tjnz 1b\n"                                               \
+    "2:\n\tjrcxz 4f\n"                                                      \
+    "3:\n\t"                                                                \
+        QX_SUM_STEP(CARRYING, "0") QX_SUM_STEP(CARRYING, "8")               \
+        QX_SUM_STEP(CARRYING, "16") QX_SUM_STEP(CARRYING, "24")             \
+        QX_SUM_ADVANCE("32")                                                \
+    "dec %[n]\n\tjnz 3b\n"                                                  \
+    "4:\n\tsbb %[t], %[t]\n\t"                                              \
+        : [a] "+&r"(a), [b] "+&r"(b), [r] "+&r"(r),                         \
+          [n] "+&c"(n), [rest] "+&r"(rest), [t] "=&r"(t)                    \
+        :                                                                   \
+        : "cc", "memory");                                                  \
     return Limb{0} - t
+// clang-format on
 
 namespace qx::math::detail {
 
