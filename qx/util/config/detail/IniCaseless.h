@@ -1,33 +1,21 @@
 #pragma once
 
-#include <bit>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
 
+#include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
 
 namespace qx::util::detail {
 
-/// Order by unit, four units at a time.
-inline int compareUnits(std::u16string_view left, std::u16string_view right) noexcept {
-    static_assert(std::endian::native == std::endian::little, "units are found from the lowest");
-    const size_t common = left.size() < right.size() ? left.size() : right.size();
-    size_t i = 0;
-    for (; i + 4 <= common; i += 4) {
-        uint64_t a, b;
-        std::memcpy(&a, left.data() + i, sizeof a);
-        std::memcpy(&b, right.data() + i, sizeof b);
-        if (a != b) {
-            const int shift = std::countr_zero(a ^ b) & ~15;
-            return static_cast<char16_t>(a >> shift) < static_cast<char16_t>(b >> shift) ? -1 : 1;
-        }
-    }
-    for (; i < common; ++i)
-        if (left[i] != right[i])
-            return left[i] < right[i] ? -1 : 1;
-    return left.size() < right.size() ? -1 : left.size() > right.size();
+/// Whether @p left comes first in the order by unit.
+inline bool precedes(std::u16string_view left, std::u16string_view right) noexcept {
+    const size_t common = std::min(left.size(), right.size());
+    const size_t at = qx::detail::mismatch(left.data(), right.data(), common);
+    return at < common ? left[at] < right[at] : left.size() < right.size();
 }
 
 inline bool hasSameUnits(std::u16string_view left, std::u16string_view right) noexcept {

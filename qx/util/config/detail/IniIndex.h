@@ -81,7 +81,7 @@ public:
 
 private:
     static bool precedes(const Entry* left, const Entry* right) noexcept {
-        return compareUnits(left->folded, right->folded) < 0;
+        return detail::precedes(left->folded, right->folded);
     }
 
     void enter(Entry* entry) noexcept {
