@@ -8,16 +8,16 @@
 
 namespace qx::crypto {
 
-/// The MD5 message-digest algorithm of RFC 1321. It finds accidental change; forged messages with
-/// the same digest are easily made, so it proves nothing about who wrote a message.
+/// The MD5 message-digest algorithm of RFC 1321. It detects accidental changes. It proves nothing
+/// about who wrote a message, because other messages with the same digest are easily made.
 ///
-/// A copy goes on from the message so far, independently of the original. Reset and destruction
-/// overwrite what is held of the message.
+/// A copy continues from the message so far, independently of the original. Reset and destruction
+/// overwrite the part of the message that the object holds.
 class QX_API MD5Digest : public MessageDigest {
 public:
     /// Length of every MD5 digest in bytes.
     static constexpr int32_t Length = 16;
-    /// What one update takes at most; a longer message comes in several.
+    /// The most bytes that one update takes; a longer message needs several.
     static constexpr int32_t MaxUpdateLength = (1 << 28) - 1;
 
     MD5Digest() noexcept;
@@ -38,11 +38,11 @@ private:
 
     void begin() noexcept;
 
-    /// Of the whole message, modulo 2^64.
+    /// The length of the whole message, modulo 2^64.
     uint64_t m_lengthInBits;
     /// A, B, C and D.
     uint32_t m_state[4];
-    /// The message behind its last whole block.
+    /// The part of the message behind its last whole block.
     signed char m_block[BlockLength];
 };
 

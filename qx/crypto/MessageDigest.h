@@ -9,19 +9,19 @@
 namespace qx::crypto {
 
 /// Computes a digest of fixed length over a message that arrives in pieces. One object digests one
-/// message after the other; it is for one thread at a time.
+/// message after the other and is used by one thread at a time.
 ///
 /// Lengths are in bytes.
 class QX_API MessageDigest : public Object {
 public:
     /// Adds @p length bytes to the message. How the message is cut into pieces does not matter.
     /// @throws RangeErrorException for a negative length, ResultException with result::NullPointer
-    ///         for bytes that are not there; the digest is as it was
+    ///         for null @p data with a length above 0; the digest is then unchanged
     virtual void update(const signed char* data, int32_t length) = 0;
     /// Writes the digest of the message, getLength() bytes, and begins a new message with reset.
-    /// @param outLength  room in @p out
-    /// @throws ResultException with result::BufferTooSmall when the room is too small, with
-    ///         result::NullPointer when there is none; the digest is as it was
+    /// @param outLength  the capacity of @p out
+    /// @throws ResultException with result::BufferTooSmall when the capacity is too small, with
+    ///         result::NullPointer for a null @p out; the digest is then unchanged
     virtual void getDigest(signed char* out, int32_t outLength) = 0;
     /// Forgets the message.
     virtual void reset() = 0;

@@ -17,31 +17,31 @@ public:
     int32_t CreateInstance(IQXUnknown* outer, const GUID& iid, void** out) override;
 
 protected:
-    /// A new bundle, for every component that is asked for; null is result::Fail.
-    /// @throws Exception whose result CreateInstance gives
+    /// Makes a new bundle for each call of CreateInstance, which returns result::Fail for null and
+    /// the result code of an exception.
     virtual Reference<StringBundle> createBundle() = 0;
 };
 
-/// One text of a bundle that is part of a program.
+/// One text of a bundle that is compiled into a program.
 struct CompiledText {
     const char16_t* key;
     const char16_t* text;
 };
 
-/// A bundle that is part of a program, as `qxbundle compile` writes it.
+/// A bundle that is compiled into a program, as `qxbundle compile` writes it.
 struct CompiledBundle {
     const char16_t* locale;
     const CompiledText* texts;
     int32_t count;
-    /// What has the texts that this one does not have; null for none.
+    /// The bundle to search for texts that this one does not have; null for none.
     const CompiledBundle* parent;
 };
 
-/// A StringMapBundle of the texts, with its parents.
+/// Makes a StringMapBundle of the texts, with its parents.
 QX_API Reference<StringBundle> createBundle(const CompiledBundle& bundle);
 
-/// Makes the class factory of a bundle, for the table of a module; @p bundle is a pointer to a
-/// CompiledBundle.
+/// Makes the class factory of a bundle. It goes into the table of a module with a pointer to a
+/// CompiledBundle as its parameter @p bundle.
 QX_API int32_t createBundleFactory(pcom::Module* module, uintptr_t bundle, const GUID& iid,
                                    void** out);
 

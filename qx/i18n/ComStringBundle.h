@@ -9,19 +9,20 @@
 
 namespace qx::i18n {
 
-/// The texts of a component. As safe for threads as the component is.
+/// The texts of a component. It may be used by several threads if the component may.
 class QX_API ComStringBundle : public StringBundle {
 public:
     /// @param component  kept by a reference
-    /// @param locale  that under which the component was found, kept by a reference; null for none
-    /// @throws ResultException with result::NullPointer for no component
+    /// @param locale  the locale under which the component was found, kept by a reference; null for
+    ///     none
+    /// @throws ResultException with result::NullPointer for a null component
     explicit ComStringBundle(IQXResourceBundle* component, Locale* locale = nullptr);
 
-    /// What the component loads for the key; empty when it fails, whatever its reason, and for a
-    /// key with a 0 unit, which no component can be asked for.
-    /// @throws ResultException with result::OutOfMemory when the component has said that
+    /// The text that the component loads for the key. Empty when the component fails for any other
+    /// reason than lack of memory, and for a key with a 0 unit, which the interface cannot carry.
+    /// @throws ResultException with result::OutOfMemory when the component returns that
     String lookupString(const String& key) const override;
-    /// A new collection of what the component lists.
+    /// A new collection of the keys that the component lists.
     /// @throws ResultException with the result of a component that fails
     Reference<const collections::Collection<String>> getKeys() const override;
 

@@ -7,7 +7,7 @@
 #include <qx/util/buffer/IBuffer.h>
 
 /// Component interface of a locale. Every operation replaces the content of a buffer and returns 0
-/// or a negative result; nothing is thrown.
+/// or a negative result; none throws.
 class IQXLocale : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
@@ -17,7 +17,7 @@ public:
     virtual int32_t GetCountry(IQXCharBuffer* text) = 0;
     virtual int32_t GetVariant(IQXCharBuffer* text) = 0;
     virtual int32_t GetDisplayName(IQXCharBuffer* text) = 0;
-    /// @p language: locale in whose language the name is given
+    /// @param language  the locale in whose language the name is given; null for none
     virtual int32_t GetDisplayNameLoc(IQXLocale* language, IQXCharBuffer* text) = 0;
     virtual int32_t GetDisplayLanguage(IQXCharBuffer* text) = 0;
     virtual int32_t GetDisplayLanguageLoc(IQXLocale* language, IQXCharBuffer* text) = 0;

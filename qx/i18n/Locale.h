@@ -14,20 +14,20 @@
 
 namespace qx::i18n {
 
-/// Names a language, a country and a variant, of which each may be empty:
-/// `language_COUNTRY@variant`. Names are compared with regard to case.
+/// The name of a language, a country and a variant, each of which may be empty:
+/// `language_COUNTRY@variant`. Names are case-sensitive.
 class QX_API Locale : public pcom::Implements<Object, IQXLocale> {
 public:
-    /// Takes a name apart at "_" and "@"; an encoding between "." and "@" is dropped.
+    /// Splits a name at "_" and "@"; an encoding between "." and "@" is dropped.
     /// @param name  ends with a 0 unit; null is the empty name
     explicit Locale(const char16_t* name);
-    /// Texts that end with a 0 unit; null is empty.
+    /// All texts end with a 0 unit; null is the empty text.
     Locale(const char16_t* language, const char16_t* country, const char16_t* variant = nullptr);
     Locale(const Locale&) = default;
     Locale& operator=(const Locale&) = default;
 
-    /// The locale of the process as the platform names it.
-    /// @throws ResultException when it does not
+    /// The locale of the process.
+    /// @throws ResultException when the platform cannot name it
     static Reference<Locale> getDefault();
 
     String getLanguage() const { return m_language; }
@@ -37,7 +37,7 @@ public:
     String toString() const override { return m_name; }
 
     Object* clone() const override { return new Locale(*this); }
-    /// By name.
+    /// Compares the names.
     /// @throws CastFailedException when @p other is no locale
     int compareTo(const Object& other) const override;
     bool equals(const Object& other) const override;
@@ -46,12 +46,12 @@ public:
     friend bool operator==(const Locale& left, const Locale& right) {
         return left.m_name == right.m_name;
     }
-    /// Weak, because locales of one name may have it from different parts.
+    /// Weak, because different parts may give the same name.
     friend std::weak_ordering operator<=>(const Locale& left, const Locale& right) {
         return left.m_name <=> right.m_name;
     }
 
-    /// Names for people are not provided.
+    /// Names for display are not available.
     /// @throws Exception always
     virtual String getDisplayName(const Locale* language = nullptr) const;
     virtual String getDisplayLanguage(const Locale* language = nullptr) const;

@@ -8,19 +8,19 @@
 
 namespace qx::log {
 
-/// A place in a message where an argument goes: "{0}", "{1}" and so on.
+/// A place in a message that an argument replaces: "{0}", "{1}" and so on.
 struct MessagePlaceholder {
-    size_t start; ///< in units, where the brace opens
+    size_t start; ///< the place of the opening brace, in units
     size_t length;
     size_t index;
 };
 
-/// The placeholders of a message in the order of their places: an index in decimal digits, without
-/// further zeros in front of it, in braces. Linear.
+/// The placeholders of a message in the order of their places. A placeholder is an index in braces:
+/// in decimal digits, without leading zeros. Takes linear time.
 QX_API std::vector<MessagePlaceholder> placeholdersIn(std::u16string_view message);
 
-/// How many arguments the placeholders ask for. It is the first index that none of them has; those
-/// with a higher one stay as they are.
+/// The number of arguments that the placeholders ask for: the first index that none of them has.
+/// Placeholders with a higher index are not replaced.
 QX_API size_t argumentCount(const std::vector<MessagePlaceholder>& placeholders);
 
 } // namespace qx::log

@@ -13,26 +13,29 @@
 
 namespace qx::i18n {
 
-/// Texts in one language, which are looked up by keys; what a bundle does not have, its parent may.
+/// Texts in one language, which are looked up by keys. A text that a bundle does not have is looked
+/// up in its parent.
 ///
-/// Any number of threads may look texts up; setParent must not run at the same time.
+/// Any number of threads may look up texts, but not while setParent runs.
 class QX_API StringBundle : public pcom::Implements<Object, IQXResourceBundle> {
 public:
-    /// Finds the bundle that a module offers under a base name, best in the language of @p locale.
+    /// Finds the bundle that a module offers under a base name, preferably in the language of
+    /// @p locale.
     ///
-    /// For each of the locale, the default locale of the process and "en_US" it tries the whole
-    /// name, then the name without its variant, then the language alone. A try asks for the
-    /// component "Orbelle." + base name + ".StringBundle." + name of the locale; a component that
-    /// cannot be created is passed over. The bundle carries the locale of the try, and its texts
-    /// are those of the component (ComStringBundle).
+    /// For the locale, then the default locale of the process, then "en_US" the function tries the
+    /// whole name, then the name without its variant, then the language alone. Each attempt asks
+    /// for the component "Orbelle." + base name + ".StringBundle." + name of the locale and ignores
+    /// a component that cannot be created. The bundle has the locale of the successful attempt and
+    /// the texts of the component (ComStringBundle).
     /// @param locale  null: begin with the default locale
-    /// @throws Exception "Resource not found"; ResultException when the default locale, which is
-    ///     asked for only when it is needed, cannot be had
+    /// @throws Exception "Resource not found"; ResultException when the default locale is needed
+    /// and
+    ///     the platform cannot name it
     static Reference<StringBundle> getBundle(const String& baseName,
                                              const Locale* locale = nullptr);
 
-    /// The text of @p key, from the first of the bundle, its parent and so on that has a text that
-    /// is not empty.
+    /// The text of @p key: the first one that is not empty among those of the bundle, its parent,
+    /// the parent's parent and so on.
     /// @throws Exception "Resource not found"
     String getString(const String& key) const;
     /// Null for a bundle without one.
@@ -40,20 +43,20 @@ public:
     /// Null for a bundle without one.
     Reference<StringBundle> getParent() const { return m_parent; }
     /// @param parent  kept by a reference; null for none
-    /// @throws ResultException with result::InvalidArgument for a bundle whose parents lead back
-    ///     here
+    /// @throws ResultException with result::InvalidArgument for this bundle and for one that has it
+    ///     among its parents
     void setParent(StringBundle* parent);
 
     /// The bundle's own text of @p key; empty when it has none.
     virtual String lookupString(const String& key) const = 0;
-    /// The keys of the bundle itself.
+    /// The bundle's own keys.
     virtual Reference<const collections::Collection<String>> getKeys() const = 0;
 
     int32_t LoadCharBuffer(const char16_t* key, IQXCharBuffer* text) override;
     int32_t LoadStringW(const char16_t* key, char16_t* text, int32_t* length) override;
-    /// Number of the keys.
+    /// The number of the bundle's own keys.
     int32_t GetCount(int32_t* count) override;
-    /// Goes by the order of the keys.
+    /// Counts the entries in the order of getKeys.
     int32_t GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) override;
     int32_t GetLocale(IQXLocale** locale) override;
 

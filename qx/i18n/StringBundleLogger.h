@@ -12,11 +12,11 @@ class StringBundle;
 
 namespace qx::log {
 
-/// Logs texts that a bundle has under keys, with arguments in the place of "{0}", "{1}" and so on.
-/// Whatever fails on the way to the text, something is logged: the text as it stands in the bundle,
-/// or the key.
+/// Logs texts of a bundle, which it finds by their keys, and replaces "{0}", "{1}" and so on by
+/// arguments. When making the text fails, it logs the text without replacements or, when there is
+/// no text, the key.
 ///
-/// As safe for threads as bundle and target are.
+/// Several threads may use a logger if they may use its bundle and its target.
 class QX_API StringBundleLogger : public Object {
 public:
     /// Both are kept by references.
@@ -24,10 +24,10 @@ public:
     StringBundleLogger(i18n::StringBundle* bundle, ILevelLogger* target);
     ~StringBundleLogger() override;
 
-    /// Every "{n}" becomes the text of the argument with that number, counted from 0, but only up
-    /// to the first number that does not occur; nothing is replaced when an argument for one of
-    /// these is missing. Arguments are not searched for further placeholders; a null one is empty.
-    /// What the target throws passes through.
+    /// Replaces every "{n}" by the text of argument n, counted from 0, up to the first number that
+    /// does not occur. Nothing is replaced when an argument for one of these numbers is missing.
+    /// Arguments are not searched for further placeholders; a null argument is empty. Exceptions of
+    /// the target pass through.
     virtual void log(int level, const String& key, const collections::List<Object>& arguments);
     virtual void log(int level, const String& key);
 

@@ -14,19 +14,20 @@ namespace qx::i18n {
 
 /// A bundle of the texts in a map.
 ///
-/// Any number of threads may look texts up, as long as nobody changes the map. The keys are those
-/// that the map has when they are asked for first.
+/// Any number of threads may look up texts, as long as nobody changes the map. The keys are those
+/// that the map has at the first call of getKeys, GetCount or GetResource.
 class QX_API StringMapBundle : public StringBundle {
 public:
-    /// @param values  texts by their keys, kept by a reference; a value that is no String counts as
-    ///     what its toString returns
+    /// @param values  the texts by their keys, kept by a reference; for a value that is no String
+    /// the
+    ///     result of its toString is the text
     /// @param locale  kept by a reference; null for none
-    /// @throws ResultException with result::NullPointer for no map
+    /// @throws ResultException with result::NullPointer for a null map
     explicit StringMapBundle(const collections::StringHashMap* values, Locale* locale = nullptr);
     ~StringMapBundle() override;
 
     String lookupString(const String& key) const override;
-    /// One and the same collection each time.
+    /// Returns the same collection each time.
     Reference<const collections::Collection<String>> getKeys() const override;
 
     int32_t GetCount(int32_t* count) override;

@@ -8,24 +8,25 @@
 
 namespace qx::ipc {
 
-/// A named semaphore that the thread holding it may take again: a recursive lock between processes
-/// when it is created with 1, which std::unique_lock and its like can hold. However often its owner
-/// took it, other processes see one unit taken.
+/// A named semaphore that the thread which holds it may take again. Created with 1 it is a
+/// recursive lock between processes, which std::unique_lock and its like can hold. No matter how
+/// often the owner has taken it, other processes see one unit taken.
 ///
-/// All members may be called from any thread. One object has one owner at a time; threads that
-/// share a semaphore of several units each need an object of their own.
+/// All members may be called from any thread. One object has one owner at a time; when threads
+/// share a semaphore of several units, each needs an object of its own.
 class QX_API SemaphoreR : public Semaphore {
 public:
-    /// @param guard  protects the owner and its depth inside this process; null: a mutex of the
-    ///     object's own. It is not held while a thread waits for the semaphore, unless the caller
-    ///     of wait holds it already.
+    /// @param guard  protects the owner and its depth inside this process; null: the object makes
+    /// its
+    ///     own. The mutex is not held while a thread waits for the semaphore, unless the caller of
+    ///     wait holds it already.
     /// @copydetails Semaphore::Semaphore
     SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard);
 
     void wait() override;
     bool tryWait() override;
-    /// Undoes one wait of the owner; the last one gives the unit back. Does nothing when the
-    /// calling thread is not the owner.
+    /// Undoes one wait of the owner; undoing the first one gives the unit back. Does nothing when
+    /// the calling thread is not the owner.
     void signal() override;
 
     void lock() { wait(); }

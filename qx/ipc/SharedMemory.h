@@ -7,22 +7,23 @@
 
 namespace qx::ipc {
 
-/// A block of memory shared by name with other processes, mapped for reading and writing from
-/// construction to destruction. The block exists until its last user destroys it or dies.
+/// A block of memory that is shared by name with other processes. It is mapped for reading and
+/// writing from construction to destruction, and exists until its last user destroys it or dies.
 class QX_API SharedMemory : public qx::Object {
 public:
     /// @param name         any text, not empty
-    /// @param size         bytes; 0 takes an existing block as it is
-    /// @param flags        QX_SHAREDMEM_... bits; QX_SHAREDMEM_CREATE makes a missing block
-    /// @param permissions  0 keeps the block to this user; otherwise what group and others may do,
-    ///                     as the bits of 0666
+    /// @param size         in bytes; 0 takes the size of an existing block
+    /// @param flags        QX_SHAREDMEM_... bits; QX_SHAREDMEM_CREATE creates a missing block
+    /// @param permissions  0: only this user may open the block; otherwise the bits of 0666 that
+    /// say
+    ///                     what its group and others may do
     /// @throws ResultException "Failed to open shared memory." or "Failed to attach shared memory"
     SharedMemory(const char* name, unsigned int size, unsigned int flags, unsigned int permissions);
     ~SharedMemory() override;
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
 
-    /// The mapped block, page-aligned.
+    /// The mapped block, aligned to a page.
     void* get() const noexcept { return m_address; }
     operator void*() const noexcept { return m_address; }
 

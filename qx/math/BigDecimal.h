@@ -17,11 +17,11 @@ namespace qx::math {
 /// A decimal number of any size: an unscaled BigInteger and a scale, the number of its digits
 /// behind the point. The value is unscaled * 10^-scale; a scale may be negative.
 ///
-/// The named operations change the number that they are called on; the operators make new ones. An
-/// argument may be the number itself. When an operation throws, nothing has changed:
-/// RangeErrorException for a scale beyond 32 bits and where a number would get more than 100
-/// million digits to bring it to another scale, otherwise what BigInteger throws. One number is
-/// used by one thread at a time.
+/// The named operations change the number that they are called on; the operators make new numbers.
+/// An argument may be the number itself. An operation that throws changes nothing. It throws
+/// RangeErrorException for a scale beyond 32 bits and when bringing a number to another scale would
+/// append more than 100 million digits, otherwise what BigInteger throws. One number is used by one
+/// thread at a time.
 class QX_API BigDecimal : public Number {
 public:
     /// Zero with scale 0.
@@ -31,11 +31,11 @@ public:
     template <BuiltInInteger T>
     BigDecimal(T value) : m_unscaled(value) {}
     /// Reads a decimal number with or without a point. Zeros at the end of the fraction are
-    /// dropped, but for one when there is nothing else. The digits are read as BigInteger reads
-    /// them.
+    /// dropped; a fraction of zeros alone keeps one of them. BigInteger says how the digits are
+    /// read.
     /// @throws Exception "Number Format Exception" as BigInteger does
     explicit BigDecimal(TextView text);
-    /// The value with six decimal places, without zeros at their end but for one.
+    /// The value with six decimal places, without the zeros at their end except for one.
     /// @throws Exception "Number Format Exception" for infinity and NaN
     explicit BigDecimal(float value) : BigDecimal(double{value}) {}
     explicit BigDecimal(double value);
@@ -73,8 +73,8 @@ public:
     const BigInteger& getUnscaled() const noexcept { return m_unscaled; }
     /// The absolute value of the unscaled number.
     BigInteger abs() const { return std::move(BigInteger(m_unscaled).abs()); }
-    /// The magnitude of the unscaled number in bytes, least significant first, until the number is
-    /// changed; and their number.
+    /// The bytes of the magnitude of the unscaled number, least significant first, valid until the
+    /// number is changed; and the number of these bytes.
     const signed char* getData() const noexcept { return m_unscaled.getData(); }
     virtual int32_t getSize() const;
 
@@ -86,12 +86,12 @@ public:
 
     BigDecimal* clone() const override;
     uint32_t hashCode() const override;
-    /// All digits, with as many behind the point as the scale says. A negative scale adds none: its
-    /// zeros are missing.
+    /// All digits, with as many behind the point as the scale says. For a negative scale the
+    /// unscaled number alone, without the zeros that the scale stands for.
     String toString() const override;
-    /// toDouble without its fraction; what does not fit is the nearest limit.
+    /// toDouble without its fraction; a value out of range gives the nearest limit.
     int64_t toInt64() const override;
-    /// The double nearest to the number that toString prints.
+    /// The double that is nearest to the number that toString prints.
     double toDouble() const override;
     /// The value at scale 0, its fraction cut off.
     BigInteger toBigInteger() const override;

@@ -19,12 +19,12 @@ namespace qx::math {
 /// A signed whole number of any size up to 2^31 - 8 bytes: a sign and a magnitude. Zero has no
 /// sign.
 ///
-/// The named operations change the number that they are called on; the operators make new ones by
-/// the same rules. An argument may be the number itself. When an operation throws, nothing has
-/// changed: Exception for an argument without a result, OutOfMemoryException before any work for a
-/// result that is too large, std::bad_alloc when memory runs out.
+/// The named operations change the number that they are called on; the operators make new numbers
+/// by the same rules. An argument may be the number itself. An operation that throws changes
+/// nothing. It throws Exception for an argument without a result, OutOfMemoryException, before any
+/// work, for a result that is too large, and std::bad_alloc when memory runs out.
 ///
-/// Two numbers multiply, divide, parse and print in less than quadratic time when they are long.
+/// Multiplication, division, parsing and printing of long numbers take less than quadratic time.
 /// One number is used by one thread at a time.
 class QX_API BigInteger : public Number {
 public:
@@ -35,20 +35,22 @@ public:
     explicit BigInteger(const IntegerView& value);
     /// The magnitude from @p length bytes, least significant first; leading zero bytes are dropped.
     /// @throws RangeErrorException for a negative length, ResultException with result::NullPointer
-    ///     for bytes that are not there
+    ///     for null bytes with a length above 0
     BigInteger(const signed char* bytes, int length, bool negative);
-    /// Reads a number in a radix of 2 to 36: "-" for one below zero, then digits, of which those
-    /// above 9 are letters in either case. The digits are read in groups of three from the right,
-    /// each like a number of its own: it may begin with white space or "+" (in radix 16 with "0x"),
-    /// ends at the first other unit, and without a digit is 0. So "12a" is 12 in radix 10.
-    /// @throws Exception "Number Format Exception" for a text without a digit or sign where the
-    ///     digits should stand, and for "-" at any place but the first
+    /// Reads a number in a radix of 2 to 36: "-" for a number below zero, then digits, where
+    /// letters of either case stand for the digits above 9. The digits are read in groups of three
+    /// from the right, and each group is read like a number of its own: it may begin with white
+    /// space or "+" (in radix 16 with "0x"), ends at the first unit that is no digit, and is 0
+    /// without a digit. So "12a" is 12 in radix 10.
+    /// @throws Exception "Number Format Exception" for a text in which nothing follows the sign,
+    /// and
+    ///     for "-" at any place but the first
     /// @throws RangeErrorException for another radix
     explicit BigInteger(TextView text, int radix = 10);
     BigInteger(const BigInteger& other) : BigInteger(IntegerView(other)) {}
     BigInteger(BigInteger&& other) noexcept { swap(other); }
 
-    /// Copies into the room that the number has, where it suffices.
+    /// Copies the number, into the existing memory where that suffices.
     BigInteger& operator=(const BigInteger& other) { return assign(other); }
     BigInteger& operator=(BigInteger&& other) noexcept {
         swap(other);
@@ -74,28 +76,29 @@ public:
     BigInteger& add(const IntegerView& b) { return addSigned(b); }
     BigInteger& subtract(const IntegerView& b) { return addSigned(b.negated()); }
     BigInteger& multiply(const IntegerView& b);
-    /// Becomes the quotient, cut off towards zero; @p remainder becomes the remainder of the
-    /// magnitudes, which is never negative: -7 by 2 is -3 and 1. @p remainder may be the divisor;
-    /// as the number itself it ends as the remainder.
+    /// Becomes the quotient, rounded towards zero. @p remainder becomes the remainder of the
+    /// magnitudes, which is never negative: -7 by 2 is -3 and 1. @p remainder may be the divisor.
+    /// It may also be the number itself, which then becomes the remainder.
     /// @throws Exception "Divide by zero."
     BigInteger& divide(const IntegerView& b, BigInteger& remainder);
     /// The remainder in [0, m): -7 modulo 3 is 2.
     /// @throws Exception "Divide by zero.", "Modulus can't be negative."
     BigInteger& mod(const IntegerView& m);
-    /// Squares and multiplies.
+    /// The power, by squaring and multiplying.
     /// @throws Exception "Negative Exponent"
     BigInteger& pow(const IntegerView& e);
-    /// The power in [0, m), reduced at every step. A negative exponent raises the inverse.
+    /// The power in [0, m), reduced at every step. For a negative exponent, the power of the
+    /// inverse.
     /// @throws Exception as mod and modInverse do
     BigInteger& modPow(const IntegerView& e, const IntegerView& m);
     /// The inverse in [0, m).
     /// @throws Exception "Not invertible." when the number and @p m have a common divisor; as mod
     BigInteger& modInverse(const IntegerView& m);
-    /// The greatest common divisor by Euclid's algorithm, that is the last divisor with its sign:
-    /// negative when a negative @p b divides the number, else positive.
+    /// The greatest common divisor. It has the sign of the last divisor of Euclid's algorithm: it
+    /// is negative when a negative @p b divides the number, otherwise positive.
     /// @throws Exception "Divide by zero." for a b of zero
     BigInteger& gcd(const IntegerView& b);
-    /// Changes bit @p n, counted from 0, of the magnitude.
+    /// Sets or clears bit @p n of the magnitude, counted from 0.
     /// @throws RangeErrorException for a negative n
     BigInteger& setBit(int32_t n);
     BigInteger& clearBit(int32_t n);
@@ -110,12 +113,12 @@ public:
     int64_t getBitCount() const noexcept;
     bool isZero() const noexcept { return m_size == 0; }
     bool isNegative() const noexcept { return m_negative; }
-    /// The bytes of the magnitude, least significant first, until the number is changed; null or
-    /// not, zero has none.
+    /// The bytes of the magnitude, least significant first, valid until the number is changed. Zero
+    /// has no bytes; the pointer may then be null.
     const signed char* getData() const noexcept {
         return reinterpret_cast<const signed char*>(m_data.get());
     }
-    /// Number of these bytes; the last one is not 0.
+    /// The number of these bytes, of which the last one is not 0.
     int32_t getSize() const noexcept { return m_size; }
 
     BigInteger* clone() const override;
@@ -141,7 +144,7 @@ public:
     BigInteger& operator/=(const IntegerView& b);
     /// The same as mod.
     BigInteger& operator%=(const IntegerView& m) { return mod(m); }
-    /// Shifts the magnitude: times or divided by 2^bits, cut off towards zero.
+    /// Shifts the magnitude: multiplies or divides by 2^bits and rounds towards zero.
     /// @throws RangeErrorException for negative bits
     BigInteger& operator<<=(int64_t bits);
     BigInteger& operator>>=(int64_t bits);

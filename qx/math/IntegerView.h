@@ -8,14 +8,14 @@ namespace qx::math {
 
 class BigInteger;
 
-/// A built-in integer type; a truth value and a character are none.
+/// A built-in integer type, but neither bool nor a character type.
 template <class T>
 concept BuiltInInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
                          !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
                          !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
-/// A whole number handed to a call: a BigInteger, whose magnitude it reads where it lies and which
-/// must outlive the call, or a built-in integer, which costs no allocation.
+/// A whole number as an argument: a BigInteger, which is read in place and must outlive the call,
+/// or a built-in integer, which costs no allocation.
 class IntegerView {
 public:
     inline IntegerView(const BigInteger& value) noexcept;
@@ -24,7 +24,7 @@ public:
         : m_single(magnitudeOf(value)), m_length(value != 0 ? 1 : 0), m_negative(value < 0) {}
 
     bool isZero() const noexcept { return m_length == 0; }
-    /// Below zero.
+    /// True for a number below zero.
     bool isNegative() const noexcept { return m_negative; }
     bool isOdd() const noexcept { return lowLimb() % 2 != 0; }
     /// The magnitude in units of 64 bits, least significant first; the last one is not 0.

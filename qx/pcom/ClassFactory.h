@@ -9,14 +9,14 @@
 namespace qx::pcom {
 
 /// The factory of a class: creates its objects through a function that the class supplies. The
-/// module that SetComModule named does not count it as an object, so that a module which keeps its
-/// factories can be unloaded.
+/// module that was passed to SetComModule does not count the factory as an object, so that a module
+/// which keeps its factories can be unloaded.
 ///
-/// May be used from any thread once it is set up.
+/// Any number of threads may use a factory once it is set up.
 class QX_API ClassFactory : public Implements<ComObject, IQXClassFactory> {
 public:
     /// Creates an object of the class and stores its interface @p iid with a reference. @p module
-    /// is the factory's.
+    /// is the factory's module.
     using CreateInstanceFunction = int32_t (*)(Module* module, IQXUnknown* outer, const GUID& iid,
                                                void** out);
 
@@ -28,7 +28,7 @@ public:
     uint32_t Release() override;
 
     /// @return also result::InvalidArgument with @p outer and another interface than IQXUnknown,
-    ///     result::NotImplemented without a function; what the function throws is converted
+    ///     result::NotImplemented without a function, and the code of what the function throws
     int32_t CreateInstance(IQXUnknown* outer, const GUID& iid, void** out) override;
     int32_t LockServer(int16_t lock) override;
 
@@ -38,8 +38,9 @@ private:
     CreateInstanceFunction m_createInstance = nullptr;
 };
 
-/// Lets @p module, null for none, count @p object, which was just made by new and has no reference
-/// yet, and hands out its interface @p iid. An object that does not have it is gone.
+/// Makes @p module, unless it is null, count @p object, which was just created with new and has no
+/// reference yet, and hands out the interface @p iid of the object. An object without that
+/// interface is deleted.
 template <class T>
 int32_t handOutNew(ModuleCount* module, T* object, const GUID& iid, void** out) {
     object->SetComModule(module);
@@ -67,9 +68,10 @@ int32_t createFactory(Module* module, uintptr_t /*creatorParameter*/, const GUID
     });
 }
 
-/// The row of a class @p T over ComObject that has a constructor without arguments, a static GUID
-/// `Clsid`, and of the static functions GetComProgID, GetComDescription and
-/// GetComVersionIndependentProgID those with a text.
+/// The row of a class @p T over ComObject with a constructor without arguments and a static GUID
+/// `Clsid`. The class replaces those of ComObject's static functions GetComProgID,
+/// GetComDescription and GetComVersionIndependentProgID, which return null, for which it has a
+/// text.
 template <class T>
 constexpr ClassData classRow() noexcept {
     return {identifier<T::Clsid>(),

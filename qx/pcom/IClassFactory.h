@@ -12,12 +12,12 @@ public:
         0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 
     /// Makes a component and asks it for the interface @p iid.
-    /// @param outer  the component that the new one is to be a part of; null for none. With one,
+    /// @param outer  the component that the new one becomes a part of; null for none. If it is
+    /// given,
     ///     @p iid must be that of IQXUnknown.
-    /// @param out    the interface with a reference for the caller, null after a failure
+    /// @param out    receives the interface with a reference for the caller; null after a failure
     virtual int32_t CreateInstance(IQXUnknown* outer, const qx::GUID& iid, void** out) = 0;
-    /// Keeps the factory's module loaded; each call with a value other than 0 is undone by one
-    /// with 0.
+    /// Keeps the factory's module loaded. A call with 0 undoes one call with another value.
     virtual int32_t LockServer(int16_t lock) = 0;
 
 protected:

@@ -18,28 +18,29 @@ class Module;
 
 class RegistryChange;
 
-/// One class that a module offers. A table of them ends with a row without class identifier; the
-/// module keeps its factories there, so that a table belongs to one module.
+/// One class that a module offers. A table of classes ends with a row without a class identifier.
+/// The module keeps its factories in the table, so that a table belongs to one module.
 struct ClassData {
-    /// Null in the row that ends a table. Not owned, like all that the functions below return.
+    /// Null in the row that ends a table. Not owned, like everything the functions below return.
     const GUID* clsid = nullptr;
-    /// Handed to createFactory as it is.
+    /// Passed to createFactory unchanged.
     uintptr_t creatorParameter = 0;
     /// Makes the class factory and stores its interface @p iid with a reference.
     int32_t (*createFactory)(Module* module, uintptr_t creatorParameter, const GUID& iid,
                              void** out) = nullptr;
-    /// Programmatic identifier with the version at its end, such as "Maker.Thing.1"; the function
-    /// or what it returns may be null, as for the next two.
+    /// The programmatic identifier with the version at its end, such as "Maker.Thing.1". The
+    /// function or its result may be null; the same holds for the next two.
     const char16_t* (*getProgID)() = nullptr;
     const char16_t* (*getDescription)() = nullptr;
     /// The same without the version.
     const char16_t* (*getVersionIndependentProgID)() = nullptr;
-    /// The factory once it was made, with a reference; null at first.
+    /// The factory with a reference, once it was made; null at first.
     IQXClassFactory* factory = nullptr;
 };
 
-/// The classes of a component module: hands out their factories, counts what lives, and enters them
-/// into the registry. One object for each module, alive as long as the module is loaded.
+/// The classes of a component module: hands out their factories, counts their living objects, and
+/// enters them into the registry. There is one object for each module; it lives as long as the
+/// module is loaded.
 ///
 /// All members may be called from any thread.
 class QX_API Module : public ModuleCount {
@@ -55,27 +56,28 @@ public:
     /// 0 when no object of the module lives and no factory is locked, else 1.
     virtual int32_t CanUnloadNow();
 
-    /// The factory of a class, which is made on the first request and kept, as interface @p iid
-    /// with a reference for the caller.
-    /// @return what the last row answered that was asked, one that succeeds or that at the end:
-    ///     result::ClassNotAvailable when it is of another class, so that a failure of the
-    ///     factory's maker or query is seen only where no row follows; @p out is then null
+    /// Stores the interface @p iid of the factory of a class with a reference for the caller. The
+    /// factory is made on the first request and kept.
+    /// @return the result of the first row that succeeds, otherwise that of the last row, which is
+    ///     result::ClassNotAvailable for a row of another class: a failure to make or query the
+    ///     factory shows only when no row follows. @p out is null after a failure.
     virtual int32_t GetClassObject(const GUID& clsid, const GUID& iid, void** out);
 
     /// Enters every class into the registry, below QX_HKEY_CLASSES_64: all of them in one change
-    /// or, after a failure, none. Entering again replaces.
-    /// @param modulePath  of the module's file, nul-terminated
+    /// or, after a failure, none. Existing entries are replaced.
+    /// @param modulePath  the path of the module's file, nul-terminated
     /// @throws ResultException when the registry cannot be changed
     virtual int32_t RegisterServer(const char16_t* modulePath);
-    /// Takes every class out of the registry, in one change.
-    /// @throws ResultException when the registry cannot be changed; with result::NotFound when none
-    ///     of the classes was there
+    /// Removes every class from the registry in one change.
+    /// @throws ResultException when the registry cannot be changed; with result::NotFound when it
+    ///     has none of the classes
     virtual int32_t UnregisterServer();
 
-    /// Enters the classes with the path of the shared library or program that @p module, an address
-    /// inside it, belongs to.
-    /// @return also result::Fail when the path cannot be found out, has 260 bytes or more, or is
-    ///     no text in the default encoding
+    /// Enters the classes with the path of the shared library or program that contains the address
+    /// @p module.
+    /// @return also result::Fail when the path cannot be determined, has 260 bytes or more, or is
+    /// no
+    ///     text in the default encoding
     int32_t RegisterServer(const void* module);
     /// A path is a text of UTF-16 units.
     int32_t RegisterServer(const char* modulePath) = delete;
@@ -86,11 +88,12 @@ public:
 protected:
     /// Enters one class. Within RegisterServer the change is made at the end, with all others.
     virtual int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath);
-    /// Takes one class out: its programmatic identifiers and the key of its class identifier.
-    /// Within UnregisterServer the change is made at the end, with all others.
-    /// @throws ResultException with result::NotFound when the class is not there
+    /// Removes one class: its programmatic identifiers and the key of its class identifier. Within
+    /// UnregisterServer the change is made at the end, with all others.
+    /// @throws ResultException with result::NotFound when the registry does not have the class
     virtual int32_t UnregisterClassEntry(ClassData& entry);
-    /// Asks one row for the factory; result::ClassNotAvailable when it is of another class.
+    /// Asks one row for the factory.
+    /// @return also result::ClassNotAvailable for a row of another class
     virtual int32_t TryGetClassObject(const GUID& clsid, const GUID& iid, void** out,
                                       ClassData& entry);
 
@@ -115,9 +118,10 @@ private:
     std::optional<Registration> m_registration;
 };
 
-/// Changes of the registry below QX_HKEY_CLASSES_64 that a module makes together. One that is made
-/// while another one of the same module lives, as in RegisterClassEntry called by RegisterServer,
-/// is a part of that. Keeps the other threads out of the module's registration as long as it lives.
+/// Changes of the registry below QX_HKEY_CLASSES_64 that a module makes together. An object that is
+/// created while another one of the same module lives, as in RegisterClassEntry when RegisterServer
+/// calls it, is a part of that one. As long as an object lives, other threads wait before they
+/// enter or remove classes of the module.
 class QX_API RegistryChange {
 public:
     explicit RegistryChange(Module& module);
@@ -126,16 +130,16 @@ public:
     RegistryChange(const RegistryChange&) = delete;
     RegistryChange& operator=(const RegistryChange&) = delete;
 
-    /// Sets the default value of a key; null stands for an empty text.
+    /// Sets the default value of a key; null means an empty text.
     void setDefaultValue(const String& path, const char16_t* value);
-    /// Deletes a key with all below it, where there is one.
+    /// Deletes a key with everything below it, if it exists.
     void deleteKey(const String& path);
-    /// Says that the change takes something out that is there.
+    /// Notes that the change removes something that exists.
     void setFound() noexcept;
     bool isFound() const noexcept;
     bool isPart() const noexcept { return m_isPart; }
 
-    /// Makes the changes, all or none; a part leaves that to the whole.
+    /// Makes all of the changes or none. For a part this does nothing: the whole makes them.
     /// @throws ResultException
     void commit();
 

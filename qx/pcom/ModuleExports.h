@@ -5,19 +5,19 @@
 #include <qx/pcom/DllModule.h>
 #include <qx/platform/component.h>
 
-/// Makes a shared library a component module: states the interface version and exports the four
-/// functions of qx/platform/component.h. To be used once, outside of namespaces:
+/// Turns a shared library into a component module: states the interface version and exports the
+/// four functions of qx/platform/component.h. Use it once, outside of all namespaces:
 ///
 /// @code
 /// qx::pcom::ClassData s_classes[] = {qx::pcom::classRow<Thing>(), {}};
 /// QX_DEFINE_MODULE(s_classes)
 /// @endcode
 ///
-/// @p table is an array of qx::pcom::ClassData that ends with an empty row. The module's object is
-/// made by the first call of one of the functions and goes with the module.
+/// @p table is an array of qx::pcom::ClassData that ends with an empty row. The first call of one
+/// of the functions makes the module's object, which lives until the module is unloaded.
 #define QX_DEFINE_MODULE(table) QX_DEFINE_MODULE_OF(qx::pcom::DllModule, table)
 
-/// The same for a module whose object is of the class @p Module, derived from qx::pcom::DllModule.
+/// The same for a module whose object has the class @p Module, derived from qx::pcom::DllModule.
 #define QX_DEFINE_MODULE_OF(Module, table)                                                         \
     QX_COMPONENT_NOTE;                                                                             \
     static Module& qxThisModule() {                                                                \

@@ -8,11 +8,11 @@
 
 namespace qx::util {
 
-/// A file path in normal form: backslashes, no empty, "." or ".." segments (but see PathNormalizer
-/// for what stays), and a root that is a drive ("c:" or `c:\`), a share (`\\server\share\`), a
-/// single leading backslash, or absent. Either slash is taken on input, and by the platform when a
-/// file is opened. The text ends at its first 0 unit. Nothing but getCanonicalPath, getCurrentDir
-/// and getTempDir looks at the file system.
+/// A file path in normal form: with backslashes and without empty, "." or ".." segments (see
+/// PathNormalizer for the exceptions). Its root is a drive ("c:" or `c:\`), a share
+/// (`\\server\share\`), a single leading backslash, or absent. Both slashes are accepted on input,
+/// and by the platform when it opens a file. The text ends at its first 0 unit. Only
+/// getCanonicalPath, getCurrentDir and getTempDir look at the file system.
 ///
 /// "Last backslash" below means the last one of the whole path.
 class QX_API FilePath : public Object {
@@ -46,16 +46,16 @@ public:
     String getName() const;
     /// The name up to its last ".".
     String getBaseName() const;
-    /// The name from its last "." on, or empty; always what getBaseName leaves.
+    /// The name from its last "." on, or empty: the rest of what getBaseName returns.
     String getExtension() const;
     /// The path of @p name inside this folder; @p name itself when this path is empty.
     String getChildPath(const String& name) const;
 
-    /// The path itself when it has a root, else seen from the current folder.
+    /// The path itself when it has a root, otherwise the path below the current folder.
     String getAbsolutePath() const;
     /// The path as the system knows it: absolute, with links resolved where they exist. The path of
     /// a share stays as it is.
-    /// @throws ResultException when the default encoding or the system cannot express it
+    /// @throws ResultException when the default encoding or the system has no form for the path
     String getCanonicalPath() const;
 
     /// The process's current folder and the folder for temporary files, each of any length and

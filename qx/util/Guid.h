@@ -14,11 +14,11 @@
 
 namespace qx::util {
 
-/// A globally unique identifier: a plain value of 16 bytes, interchangeable with the structure
-/// GUID, ordered by its fields from first to last.
+/// A globally unique identifier: a plain value of 16 bytes that converts from and to the structure
+/// GUID. Identifiers are ordered by their fields from first to last.
 class QX_API Guid {
 public:
-    /// The identifier of zeros only.
+    /// The identifier that consists of zeros.
     constexpr Guid() noexcept = default;
     constexpr Guid(const GUID& guid) noexcept : m_guid(guid) {}
     /// Reads the braced text form, in either letter case and with nothing around it.
@@ -31,7 +31,7 @@ public:
     constexpr operator GUID() const noexcept { return m_guid; }
 
     /// A new random identifier, which the caller deletes.
-    /// @throws ResultException when the system gives no random numbers
+    /// @throws ResultException when the system provides no random numbers
     static Guid* Generate();
 
     /// Negative, 0 or positive, for @p left before, equal to or behind @p right.
@@ -70,7 +70,7 @@ struct std::hash<qx::GUID> {
             uint64_t second;
         };
         const auto halves = std::bit_cast<Halves>(guid);
-        // Odd multiplier with bits all over, so that identifiers that count up in one field spread.
+        // An odd multiplier with bits all over spreads identifiers that count up in one field.
         const uint64_t mixed = (halves.first ^ std::rotl(halves.second, 32)) * 0x9E3779B97F4A7C15u;
         return static_cast<std::size_t>(mixed ^ (mixed >> 32));
     }
@@ -79,7 +79,7 @@ struct std::hash<qx::GUID> {
 template <>
 struct std::hash<qx::util::Guid> : std::hash<qx::GUID> {};
 
-/// Writes the text form. As QXGUID is a structure of C, its operator is no member of a namespace.
+/// Writes the text form. QXGUID is a structure of C, so its operator is in no namespace.
 inline std::ostream& operator<<(std::ostream& out, const QXGUID& guid) {
     return out << qx::util::Guid(guid);
 }

@@ -11,19 +11,19 @@ namespace qx::util {
 
 /// Removes empty, "." and ".." segments from a path, without looking at the file system.
 ///
-/// Both slashes separate segments on input; one of them, chosen by the slash type, is written. The
-/// work is done by a state machine that sees every unit once and never writes more than it read. It
-/// knows no roots: a leading separator is text like any other, and FilePath hands over only what
-/// stands behind the root. A 0 unit ends the path.
+/// Both slashes separate segments on input; the slash type chooses the one that is written. The
+/// work is done by a state machine that sees every unit once and never writes more units than it
+/// read. It knows no roots: a leading separator is text like any other, and FilePath passes only
+/// the part behind the root. A 0 unit ends the path.
 ///
-/// Besides the usual normal form, callers rely on these:
+/// Callers also rely on these details:
 /// - leading ".." segments stay, and so does one trailing separator;
 /// - ".." after leading ".." segments and a name takes back the name and the separator before it;
 ///   a second one then takes back one of the leading ".." ("../../a/../../x" gives "../x");
-/// - a path that comes back to nothing starts anew, so "a/../x" gives "x", but the second separator
-///   of "a/..//x" is then a leading one ("/x");
+/// - after segments that cancel each other out the path starts anew: "a/../x" gives "x", but the
+///   second separator of "a/..//x" counts as a leading one ("/x");
 /// - the current folder is "." only for the input "."; longer spellings of it at the start, such as
-///   "./." and "./", give "./", with this slash whatever the slash type.
+///   "./." and "./", give "./", always with a forward slash.
 ///
 /// One instance is used by one thread at a time.
 class QX_API PathNormalizer : public Object {

@@ -12,9 +12,9 @@ namespace qx::util {
 
 /// Splits a text into the tokens between delimiter units, from front to back.
 ///
-/// Runs of delimiters count as one, and none are delivered; with returnDelims each delimiter is a
-/// token of one unit instead. One instance is used by one thread at a time. An input range of the
-/// tokens that are left:
+/// A run of delimiters counts as one, and delimiters are not returned; with returnDelims each of
+/// them is a token of one unit instead. One instance is used by one thread at a time. It is an
+/// input range of the remaining tokens:
 ///
 ///     for (const String& word : StringTokenizer(text))
 class QX_API StringTokenizer : public Object {
@@ -22,12 +22,12 @@ public:
     /// Space, carriage return, line feed, tab and form feed.
     QX_LOCAL static constexpr char16_t s_defaultDelims[] = u" \r\n\t\f";
 
-    /// @param delimiters  the set of delimiters, ended by a 0 unit, copied; null for the default
-    /// set
+    /// @param delimiters    the set of delimiters, ended by a 0 unit, copied; null: the default set
+    /// @param returnDelims  whether delimiters are tokens, too
     explicit StringTokenizer(const String& text, const char16_t* delimiters = nullptr,
                              bool returnDelims = false);
 
-    /// True when nextToken with the present delimiters has something to deliver.
+    /// True when nextToken with the current delimiters has a token to return.
     bool hasMoreTokens();
 
     /// The next token.

@@ -9,8 +9,8 @@
 
 using CQXCmdLineElement = qx::util::CommandLineParser::Element;
 
-/// The command-line parser under its old name: qx::util::CommandLineParser, but no component
-/// object. See there for what the members do.
+/// The command-line parser under its old name. It does the same as qx::util::CommandLineParser,
+/// which documents the members, but is no component object.
 class QX_API CQXCmdLineParser {
 public:
     using COptionDefinition = qx::util::CommandLineParser::OptionDefinition;
@@ -25,11 +25,11 @@ public:
     void defineOption(const qx::String& name, int32_t valueCount,
                       const char16_t* defaults = nullptr);
     void setIgnoreCase(bool ignoreCase);
-    /// @param commandLine  ends with its first 0 unit; null is the empty line
+    /// @param commandLine  ends at its first 0 unit; null is the empty line
     void parse(const char16_t* commandLine);
     void parse(int argc, const char* const* argv);
 
-    /// @throws qx::Exception "Invalid vector size" for more elements than 32 bits count
+    /// @throws qx::Exception "Invalid vector size" for 0x80000000 elements and more
     int32_t getElementCount() const;
     CQXSmartPtr<CQXCmdLineElement> getElement(int32_t index) const;
     int32_t getParameterCount() const;

@@ -16,18 +16,18 @@ class CQXCmdLineParser;
 
 namespace qx::util {
 
-/// Takes a command line apart into options with their values and parameters.
+/// Splits a command line into parameters and options with their values.
 ///
-/// A line is cut into tokens at runs of spaces (nothing else separates). A token that begins with a
-/// double quote runs to the next one, or to the end of the line, and loses both; there is no
+/// Runs of spaces, and nothing else, separate the tokens of a line. A token that begins with a
+/// double quote extends to the next one, or to the end of the line, and loses both; there is no
 /// escape. A token that begins with one of m_switchChars is an option: "-x", "--x", "/x" and "-/x"
 /// all name "x". Any other token is a parameter.
 ///
-/// Text behind the first "=" of an option is cut at commas into its values, however many its
-/// definition names; a piece that begins with a double quote runs to the next one, empty pieces
-/// are dropped. An option without "=" takes the following tokens as values, as many as its
-/// definition names, but none that is an option itself; when the next unit after the token and one
-/// space is a switch character, it takes a copy of the defaults instead. An option that was not
+/// The text behind the first "=" of an option is split at commas into its values, no matter how
+/// many values the definition asks for; a piece that begins with a double quote extends to the next
+/// one, and empty pieces are dropped. An option without "=" takes as many of the following tokens
+/// as its definition asks for, but stops at the next option; when the token and one space are
+/// followed by a switch character, it takes a copy of the defaults instead. An option that was not
 /// defined takes no tokens.
 ///
 /// Definitions are made first and survive every parse. A parse takes time in proportion to the
@@ -48,38 +48,40 @@ public:
     CommandLineParser& operator=(const CommandLineParser& other);
     ~CommandLineParser() override;
 
-    /// Defines an option, in place of an earlier one of the same name. (When case is ignored, the
-    /// latest one whose name differs only in case counts.)
+    /// Defines an option and replaces an earlier definition of the same name. (When case is
+    /// ignored, the latest of the definitions whose names differ only in case counts.)
     /// @param name  without switch characters
-    /// @param valueCount  tokens that the option takes; below 1 none
-    /// @param defaults  values that getOption reports when the option is absent, cut at commas and
-    ///     spaces with the quotes of "=" values; null for none, which differs from an empty text
-    /// @param description  for usage
+    /// @param valueCount  the number of tokens that the option takes; none when it is below 1
+    /// @param defaults  the values that getOption reports when the option is absent, split at
+    /// commas
+    ///     and spaces and quoted like "=" values; null for none, which differs from an empty text
+    /// @param description  the text for usage
     void defineOption(const String& name, int32_t valueCount, const char16_t* defaults = nullptr,
                       const char16_t* description = nullptr);
 
-    /// Chooses how names are looked up from now on, whatever was parsed before. Initially case
-    /// counts. Only for definitions does it matter during a parse.
+    /// Chooses whether the case of letters in names is ignored from now on; at first it is not. The
+    /// choice also applies to what was parsed before, but not to the definitions that were used
+    /// then.
     void setIgnoreCase(bool ignoreCase);
 
     /// Replaces what was parsed before.
     /// @throws std::bad_alloc; what was parsed before is then still there
     void parse(const String& commandLine);
-    /// Parses one line made of the arguments, from argv[0] on, each decoded in the default encoding
-    /// and followed by a space; one with a space inside is put in double quotes. An empty argument
-    /// therefore leaves nothing behind, and quotes inside an argument count.
+    /// Parses one line made of the arguments, from argv[0] on. Each is decoded in the default
+    /// encoding and followed by a space; one that contains a space is put in double quotes. An
+    /// empty argument therefore has no effect, and quotes inside an argument count as quotes.
     /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
     ///     what was parsed before is then still there
     void parse(int argc, const char* const* argv);
-    /// Parses the arguments of a program on this system as they are: each is one token whatever
-    /// stands in it, an empty one too. The program's name, "-" and arguments that begin with "/"
-    /// are parameters, since paths do. "--" ends the options: it is dropped and the rest are
-    /// parameters.
+    /// Parses the arguments of a program by the conventions of this system: each argument is one
+    /// token whatever it contains, even an empty one. The program's name and "-" are parameters,
+    /// and so are arguments that begin with "/", because paths do. "--" ends the options: it is
+    /// dropped, and all arguments behind it are parameters.
     /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
     ///     what was parsed before is then still there
     void parseArguments(int argc, const char* const* argv);
 
-    /// Options and parameters.
+    /// The number of options and parameters.
     int32_t getElementCount() const;
     /// The element at a place of the command line, counted from 0.
     /// @throws Exception "Invalid vector index"
@@ -100,18 +102,17 @@ public:
 
     /// True for an option that occurred in the line, whether it was defined or not.
     bool isPresent(const String& name) const;
-    /// The last occurrence of the option; when it has none, its definition if that has defaults,
-    /// else null.
+    /// The last occurrence of the option. When it does not occur: its definition if that has
+    /// defaults, otherwise null.
     Reference<const Element> getOption(const String& name) const;
-    /// The value of getOption, as the members of Element of these names give it.
-    /// @throws Exception "Option not present: " and the name when there is none
+    /// The value of getOption, read by the member of Element with the same name.
+    /// @throws Exception "Option not present: " and the name when getOption returns null
     String getValueString(const String& name, int32_t index) const;
     int32_t getValueLong(const String& name, int32_t index) const;
     double getValueDouble(const String& name, int32_t index) const;
 
-    /// What a user has to mend, as a sentence without a period: the first option of the line that
-    /// was not defined, or that has fewer values than its definition asks for. Empty when there is
-    /// nothing.
+    /// Describes the first mistake of the line as a sentence without a period: an option that was
+    /// not defined or that has fewer values than its definition asks for. Empty when there is none.
     String findMistake() const;
 
     /// A line for every definition, in the order of names: the option, a word for each value, the
@@ -150,7 +151,7 @@ private:
     bool m_ignoreCase = false;
 };
 
-/// An option or a parameter of a command line. Does not change once it is handed out.
+/// An option or a parameter of a command line. It does not change once it is handed out.
 class QX_API CommandLineParser::Element : public Object {
 public:
     /// The name of an option without switch characters; empty for a parameter.
@@ -165,12 +166,12 @@ public:
         return collections::IndexedRange<Element, &Element::getValueString,
                                          &Element::getValueCount>(*this);
     }
-    /// The number at the start of the value, which may be hexadecimal behind 0x and octal behind 0;
-    /// what follows it is ignored. Out of range: the nearest limit of 32 bits.
+    /// The number at the start of the value; "0x" makes it hexadecimal, "0" octal. What follows the
+    /// number is ignored. A number out of range gives the nearest limit of 32 bits.
     /// @throws Exception "Invalid vector index", or "Unable to convert string to long" when the
     ///     value begins with no number
     int32_t getValueLong(int32_t index) const;
-    /// The same for numbers with fraction and exponent, under every locale.
+    /// The same for numbers with a fraction and an exponent, independently of the locale.
     /// @throws Exception "Invalid vector index", or "Unable to convert string to double"
     double getValueDouble(int32_t index) const;
 
@@ -199,12 +200,12 @@ private:
     int32_t m_position;
 };
 
-/// What is known about an option beforehand; its values are the defaults.
+/// The definition of an option; its values are the defaults.
 class QX_API CommandLineParser::OptionDefinition : public CommandLineParser::Element {
 public:
-    /// Tokens that the option takes as values when it is written without "=".
+    /// The number of tokens that the option takes as values when it is written without "=".
     int32_t getDefinedValueCount() const noexcept { return m_definedValueCount; }
-    /// True when defaults were given, if only an empty text.
+    /// True when defaults were given, even as an empty text.
     bool hasDefaults() const noexcept { return m_hasDefaults; }
     const String& getDescription() const noexcept { return m_description; }
 

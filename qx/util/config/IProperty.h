@@ -7,13 +7,13 @@
 
 class IQXCharBuffer;
 
-/// Component interface of a value with a name, seen as text or as a number.
+/// Component interface of a value with a name that can be read as text or as a number.
 class IQXProperty : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x14B4005F, 0x4168, 0x4BBC, {0xBA, 0x90, 0x3C, 0x67, 0x49, 0xF1, 0x20, 0x95}};
 
-    /// Make the name or the value the text of the buffer.
+    /// These replace the text of the buffer by the name or the value.
     virtual int32_t GetKey(IQXCharBuffer* key) const = 0;
     virtual int32_t GetValueString(IQXCharBuffer* value) const = 0;
     virtual int32_t GetValueLong(int32_t* value) const = 0;
@@ -33,7 +33,7 @@ public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x247518DB, 0x853C, 0x4F28, {0x9E, 0x39, 0x83, 0xC9, 0x1C, 0x00, 0xF8, 0xE2}};
 
-    /// The value by its interface @p iid.
+    /// Stores the interface @p iid of the value.
     virtual int32_t GetValue(const qx::GUID& iid, void** out) const = 0;
     /// Keeps @p value by a reference.
     /// @return 0, result::NoInterface for null

@@ -21,35 +21,35 @@ namespace qx::util {
 
 /// A configuration file of named sets of key=value lines.
 ///
-/// The object keeps the file in memory. Every operation first looks, for the cost of one system
-/// call, whether somebody else changed the file, and then reads it again; every change rewrites the
-/// file at once. Sets and keys are found without regard to letter case and keep the case in which
-/// they were first written; they are written and viewed in that order, too. A set "A\B" is a subset
-/// of "A", which need not be there itself.
+/// The object keeps the file in memory. Every operation first checks, at the cost of one system
+/// call, whether somebody else has changed the file, and if so reads it again; every change
+/// rewrites the file at once. Names of sets and keys are found without regard to letter case and
+/// keep the case in which they were first written. Sets and keys are written and listed in the
+/// order of their lower-case names. A set "A\B" is a subset of "A", which need not exist itself.
 ///
-/// Format: "[set]" and "key=value" lines. Names of keys and values are trimmed; nothing is quoted,
-/// escaped or continued. Lines that begin with "#", ":", ";" or white space are skipped. A set that
-/// stands twice is that of the second place; keys before the first set are dropped. A line of more
-/// than 510 bytes counts as several. Reading ends at the first line that is neither set nor key.
-/// Bytes are decoded as the default encoding says, and as UTF-8 behind a UTF-8 byte order mark.
+/// Format: "[set]" and "key=value" lines. Keys and values are trimmed; there are no quotes, escapes
+/// or continued lines. Lines that begin with "#", ":", ";" or white space are skipped. When a set
+/// occurs twice, the second one counts; keys before the first set are dropped. A line of more than
+/// 510 bytes counts as several. Reading ends at the first line that is neither a set nor a key.
+/// Bytes are decoded in the default encoding, and as UTF-8 behind a UTF-8 byte order mark.
 ///
-/// A rewritten file holds the sets in order, each with an empty line behind, and then, byte for
-/// byte, what was not read; comments are lost. Set names are cut to 259 bytes of the default
-/// encoding, keys and values to 254. It replaces the old one as a whole (QXFileReplace): at any
-/// time a reader, also after a crash or power cut, finds one of the two. A file that is there but
-/// cannot be read is never replaced.
+/// A rewritten file contains the sets in order, each followed by an empty line, and then, byte for
+/// byte, the part that was not read; comments are lost. Set names are cut to 259 bytes of the
+/// default encoding, keys and values to 254. The new file replaces the old one as a whole
+/// (QXFileReplace): at any time, even after a crash or a power cut, a reader finds one of the two.
+/// An existing file that cannot be read is never replaced.
 ///
-/// With a semaphore name all threads and processes that use the name take turns, so they may share
-/// the file and nothing is lost; an object of one name may be used from several threads. Without
-/// one an object is used by one thread at a time, and what two objects write at the same time is
-/// lost for one of them.
+/// With a semaphore name, all threads and processes that use the name take turns, so that they can
+/// share the file without losing changes; such an object may be used from several threads. Without
+/// a name, an object is used by one thread at a time, and when two objects write at the same time,
+/// the changes of one of them are lost.
 class QX_API IniFile : public Object {
 public:
     /// @param fileName       0-terminated; either slash separates; null: the empty name
     /// @param semaphoreName  0-terminated, not empty, copied; null: no semaphore
     /// @param throwOnError   not 0: a file that cannot be read is an error; 0: the object is empty
     /// @throws IniFileException FILE_NOT_READ with the file name; ResultException
-    ///     when the semaphore cannot be had
+    ///     when the semaphore cannot be opened
     explicit IniFile(const char16_t* fileName, const char* semaphoreName = nullptr,
                      int16_t throwOnError = 0);
     /// The copy has its own sets and shares the semaphore.
@@ -57,37 +57,36 @@ public:
     IniFile& operator=(const IniFile& other);
     ~IniFile() override;
 
-    /// Sets a value, making set and key as needed, and rewrites the file.
-    /// @return 0, also when the file cannot be written: the change is then in memory alone and goes
+    /// Sets a value, creates set and key as needed, and rewrites the file.
+    /// @return 0, also when the file cannot be written: the change is then in memory only and goes
     ///     to the file with the next one (see getWriteResult), unless somebody else changes the
-    ///     file first. With everything else nothing is changed: result::AlreadyExists when the key
-    ///     is there and @p overwrite is false. result::InvalidArgument for texts that could not be
-    ///     read back: a line feed in any of them, a "=" in the key, a key that begins like another
-    ///     kind of line. result::UnmappableCharacter when the default encoding has no form for one
-    ///     of them, or for a text that stands in the file in UTF-8 already. result::NullPointer.
+    ///     file first. All other results mean that nothing has changed: result::AlreadyExists when
+    ///     the key exists and @p overwrite is false. result::InvalidArgument for texts that could
+    ///     not be read back: a line feed in any of them, a "=" in the key, a key that begins like
+    ///     another kind of line. result::UnmappableCharacter when the default encoding has no form
+    ///     for one of them or for a text that the file contains in UTF-8. result::NullPointer.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
     /// @return 0 and result::UnmappableCharacter as above, result::NotFound, result::NullPointer
     int32_t DeleteKey(const char16_t* set, const char16_t* key);
-    /// Removes the set and all its subsets, whose names are compared by exact letters, and rewrites
-    /// the file, whether or not there were any.
+    /// Removes the set and all its subsets, whose names must match in letter case, and rewrites the
+    /// file, even when there were none.
     /// @return 0 and result::UnmappableCharacter as above, result::NullPointer
     int32_t DeleteSet(const char16_t* set);
-    /// Copies a value and the 0 unit behind it.
-    /// @param bufferLength  room in units
-    /// @return 0; result::BufferTooSmall when there was room for a part only, which then fills the
-    ///     buffer without a 0 unit; result::NotFound, and the buffer is left alone;
-    ///     result::NullPointer
+    /// Copies a value and a 0 unit behind it.
+    /// @param bufferLength  capacity in units
+    /// @return 0; result::BufferTooSmall when only a part fitted, which then fills the buffer
+    ///     without a 0 unit; result::NotFound, with the buffer unchanged; result::NullPointer
     int32_t GetValue(const char16_t* set, const char16_t* key, char16_t* buffer,
                      uint64_t bufferLength);
 
-    /// The content of the file at this moment, for reading much at once: all values are of one
-    /// state, and looking them up costs no system call.
+    /// The content of the file at this moment. To read many values, use a view: all of them belong
+    /// to one state of the file, and looking them up costs no system call.
     /// @throws ResultException, std::bad_alloc
     IniFileView view();
 
-    /// What became of the last rewriting: 0, the code of the failure, or result::BufferTooSmall
-    /// when the file was written with a text cut. 0 before the first.
+    /// The result of the last rewriting: 0, the code of the failure, or result::BufferTooSmall when
+    /// the file was written but a text was cut. 0 before the first. Any thread may ask.
     int32_t getWriteResult() const noexcept { return std::atomic_ref(m_writeResult); }
 
 private:

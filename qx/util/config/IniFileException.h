@@ -4,7 +4,7 @@
 
 namespace qx::util {
 
-/// Failure of an INI file or of a walk over one.
+/// The failure of an operation on an INI file or of an iterator over one.
 class QX_API IniFileException : public Exception {
 public:
     enum TYPE {

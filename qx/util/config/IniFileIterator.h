@@ -11,17 +11,17 @@
 
 namespace qx::util {
 
-/// A walk over names in an INI file, which are those of the moment when it was made. Copies go on
-/// from the same place, each by itself. An input range of the names that are left:
+/// An iterator over the names that an INI file has when the iterator is made. Copies continue
+/// independently from the same place. It is an input range of the remaining names:
 ///
 ///     for (const String& key : IniFileKeyIterator(ini, u"server"))
 class QX_API IniFileIteratorBase {
 public:
     virtual ~IniFileIteratorBase() = default;
 
-    /// The set that the iterator was made with.
+    /// The name of the set that was passed to the constructor.
     virtual String getSetName() const { return m_setName; }
-    /// The present name; moves to the one behind it.
+    /// Returns the current name and moves to the next one.
     /// @throws IniFileException NO_MORE_ELEMENTS at the end
     virtual String next() = 0;
     virtual bool hasNext() const = 0;
@@ -40,11 +40,12 @@ private:
     String m_setName;
 };
 
-/// Walks the keys of a set in their order without regard to letter case.
+/// Walks over the keys of a set in the order of their lower-case forms.
 class QX_API IniFileKeyIterator : public IniFileIteratorBase {
 public:
-    /// A set that is there through its subsets alone has no keys. Null is the empty name.
-    /// @throws IniFileException SET_NOT_FOUND with the name; ResultException of the semaphore
+    /// A set that exists only through its subsets has no keys. Null is the empty name.
+    /// @throws IniFileException SET_NOT_FOUND with the name; ResultException when the semaphore
+    /// fails
     IniFileKeyIterator(IniFile& ini, const char16_t* set);
 
     String next() override;
@@ -55,13 +56,13 @@ private:
     std::size_t m_position = 0;
 };
 
-/// Walks the direct children of a set: of "A" over "A\x" and "A\y\z" those are "x" and "y". Letters
-/// of the set's name are compared exactly. The empty set name walks all sets by their whole names.
-/// Either way each name comes once, in the order of the units: "B" before "a".
+/// Walks over the direct children of a set: with the sets "A\x" and "A\y\z" the children of "A" are
+/// "x" and "y". The set's name must match in letter case. With the empty set name it walks over the
+/// whole names of all sets. Either way each name comes once, in the order of units: "B" before "a".
 class QX_API IniFileSetIterator : public IniFileIteratorBase {
 public:
     /// A set without children gives an empty walk. Null is the empty name.
-    /// @throws ResultException of the semaphore
+    /// @throws ResultException when the semaphore fails
     IniFileSetIterator(IniFile& ini, const char16_t* set);
 
     String next() override;

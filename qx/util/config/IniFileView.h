@@ -14,20 +14,20 @@ namespace detail {
 class IniSets;
 }
 
-/// What an INI file held at one moment. Names are found without regard to letter case and listed in
-/// that order.
+/// The content of an INI file at one moment, made by IniFile::view. Names are found without regard
+/// to letter case and listed in the order of their lower-case forms.
 ///
-/// Copies share the content, which never changes, so they may be used from any thread. The texts
-/// handed out live as long as any copy. Made by IniFile::view.
+/// Copies share the content, which never changes, so any number of threads may use them. The
+/// returned texts live as long as any copy.
 class QX_API IniFileView {
 public:
-    /// The value of a key; nothing when there is none. Constant time.
-    /// @throws std::bad_alloc for long names only
+    /// The value of a key; nothing when there is no such key. Constant time.
+    /// @throws std::bad_alloc, but only for names of more than 64 units
     std::optional<std::u16string_view> find(TextView set, TextView key) const;
-    /// True when the set is there; subsets alone do not make it.
+    /// True when the set itself exists; having subsets is not enough.
     bool hasSet(TextView set) const;
     std::vector<std::u16string_view> sets() const;
-    /// The keys of a set; none when it is not there.
+    /// The keys of a set; none when it does not exist.
     std::vector<std::u16string_view> keys(TextView set) const;
 
 private:

@@ -12,15 +12,15 @@
 /// A value with a name: a text, a number kept as its decimal text, or any component object. Only a
 /// value that is a qx::Object can be read as text or as a number.
 ///
-/// Also a component: the interface methods call the operations of their names and turn what they
-/// throw into a result code. For one thread at a time.
+/// Also a component: the interface methods call the operations of the same names and turn
+/// exceptions into result codes. A property may be used by one thread at a time.
 class QX_API CQXProperty : public qx::Object, public IQXProperty2 {
 public:
     CQXProperty(const qx::String& key, const qx::String& value);
     CQXProperty(const qx::String& key, int32_t value);
     /// Keeps the text of String::valueOf, which has six significant digits.
     CQXProperty(const qx::String& key, double value);
-    /// @param value  kept by a reference; null makes a property without value
+    /// @param value  kept by a reference; null makes a property without a value
     CQXProperty(const qx::String& key, qx::Object* value);
     CQXProperty(const CQXProperty&) = delete;
     CQXProperty& operator=(const CQXProperty&) = delete;
@@ -32,7 +32,8 @@ public:
     /// The value's toString.
     /// @throws qx::Exception as getValue does
     qx::String getValueString() const;
-    /// The value of a qx::Number, else what Number::parseInt or parseDouble reads in the text.
+    /// The value of a qx::Number; for another object, what Number::parseInt or parseDouble reads
+    /// from its text.
     /// @throws qx::Exception as getValue does
     int32_t getValueLong() const;
     double getValueDouble() const;
@@ -60,18 +61,19 @@ public:
 
 private:
     const qx::String m_key;
-    /// Null for a value that is not of the library.
+    /// Null for a value that is no qx::Object.
     CQXSmartPtr<qx::Object> m_object;
     CQXSmartPtr<IQXUnknown> m_value;
 };
 
 /// A set of properties whose storage a derived class supplies.
 ///
-/// Also a component: the interface methods call the operations of their names and turn what they
-/// throw into a result code. For one thread at a time, unless the derived class promises more.
+/// Also a component: the interface methods call the operations of the same names and turn
+/// exceptions into result codes. One thread at a time may use a set, unless the derived class
+/// promises more.
 class QX_API CQXPropertySet : public qx::Object, public IQXPropertySet2 {
 public:
-    /// The accessors of the property of that name.
+    /// These call the accessors of the property of that name.
     /// @throws qx::Exception with an empty description when there is none, or as the accessor does
     CQXSmartPtr<qx::Object> getValue(const qx::String& name) const;
     qx::String getValueString(const qx::String& name) const;
@@ -92,7 +94,7 @@ public:
     int32_t GetLong(const char16_t* name, int32_t* value) const override;
     int32_t SetDouble(const char16_t* name, double value) override;
     int32_t GetDouble(const char16_t* name, double* value) const override;
-    /// This and the other walks over properties and parents are not offered.
+    /// Neither this nor the other members that list properties or return parents are implemented.
     /// @return result::NotImplemented
     int32_t GetCount(int32_t* count) const override;
     int32_t GetProperty(const char16_t* name, IQXProperty** property) const override;

@@ -13,11 +13,12 @@
 
 namespace qx::util {
 
-/// Texts by names, with regard to case; what a set does not have it looks up in its parent.
+/// Texts by name. Names are case-sensitive. A name that the set does not have is looked up in its
+/// parent.
 ///
-/// Also a component: the interface methods call the operations of their names and turn what they
-/// throw into a result code. A null name is the empty name. For one thread at a time, together with
-/// the sets that share its values (see getPcom) and its parents.
+/// Also a component: the interface methods call the operations of the same names and turn
+/// exceptions into result codes. A null name is the empty name. A set may be used by one thread at
+/// a time, together with its parents and the sets that share its values (see getPcom).
 class QX_API PropertySet : public qx::pcom::Implements<Object, pcom::IPropertySet> {
 public:
     PropertySet();
@@ -27,29 +28,29 @@ public:
     PropertySet& operator=(const PropertySet&) = delete;
     ~PropertySet() override;
 
-    /// The own value, else the parent's.
+    /// The set's own value, otherwise that of the parent.
     /// @throws Exception with an empty description when there is none; see hasProperty
     virtual String get(const String& name) const;
     /// True when get has a value to return.
     virtual bool hasProperty(const String& name) const;
-    /// Stores a copy of @p value, in place of an earlier own value.
+    /// Stores a copy of @p value and replaces the set's earlier own value.
     virtual void set(const String& name, const String& value);
-    /// Removes the own value and returns it; the empty text when there was none.
+    /// Removes the set's own value and returns it; the empty text when there was none.
     virtual String remove(const String& name);
-    /// Removes all own values.
+    /// Removes all of the set's own values.
     virtual void clear();
-    /// The names of the own values, as they are now.
+    /// A snapshot of the names of the set's own values.
     virtual Reference<const collections::Set<String>> getKeys() const;
 
-    /// The set as it is handed to another module: a new set of the same parent over the very same
-    /// values, so that both see each other's changes. For a set over another module's values, the
-    /// interface of that module.
+    /// The set in the form that is handed to another module: a new set with the same parent that
+    /// shares the values, so that each sees the changes of the other. For a set that wraps the
+    /// values of another module it is the interface of that module.
     /// @throws ResultException with result::NullPointer when @p set is null
     static Reference<const pcom::IPropertySet> getPcom(const PropertySet* set);
 
     int32_t Set(const char16_t* name, IQXUnknown* value) const override;
     int32_t Get(const char16_t* name, const GUID& iid, void** out) const override;
-    /// Nothing is removed when a text does not answer @p iid.
+    /// Removes nothing when the value does not have the interface @p iid.
     int32_t Remove(const char16_t* name, const GUID& iid, void** out) const override;
     /// @return result::NotImplemented
     int32_t GetKeyIterator(const GUID& iid, void** out) const override;

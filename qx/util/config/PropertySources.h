@@ -10,18 +10,20 @@ namespace qx::util {
 class IniFile;
 class RegistryKey;
 
-/// A new property set of the keys and values of one set of an INI file, all of one moment. Names
-/// keep the letter case of the file, and case counts in the property set. Later changes on either
-/// side do not reach the other.
+/// A new property set with the keys and values that one set of an INI file has at one moment. Names
+/// keep the letter case of the file and are case-sensitive in the property set. Later changes on
+/// either side do not reach the other.
 /// @param parent  of the new set; null for none
-/// @throws IniFileException SET_NOT_FOUND; a set that is there through its subsets alone is empty.
-///     ResultException of the file
+/// @throws IniFileException SET_NOT_FOUND, but a set that exists only through its subsets is empty;
+///     ResultException when the file cannot be used
 QX_API Reference<PropertySet> propertiesOf(IniFile& ini, const String& set,
                                            const PropertySet* parent = nullptr);
 
-/// The same of the values of a registry key, as they are one after the other: numbers in decimal,
-/// raw bytes as pairs of hexadecimal digits in upper case, the default value under the empty name.
-/// @throws ResultException with result::NotFound when there is no such key, or of the registry
+/// The same for the values of a registry key, which are read one after the other. Numbers become
+/// decimal digits, raw bytes pairs of hexadecimal digits in upper case; the default value gets the
+/// empty name.
+/// @throws ResultException with result::NotFound when there is no such key, or with the code of the
+///     registry
 QX_API Reference<PropertySet> propertiesOf(const RegistryKey& key,
                                            const PropertySet* parent = nullptr);
 

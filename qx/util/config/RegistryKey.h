@@ -17,23 +17,24 @@ namespace qx::util {
 
 class RegistrySubkeyIterator;
 
-/// The name of one key of the registry: a root and a path of names with "\" between them. It holds
-/// nothing open and the key need not exist; every member below that touches the registry does so at
+/// The name of one key of the registry: a root and a path of names with "\" between them. An object
+/// keeps nothing open, and the key need not exist. Every member that uses the registry does so at
 /// once, atomically and durably (see qx/platform/registry.h), and throws ResultException with the
 /// platform's code: result::NotFound for a key or value that does not exist, result::Corrupt for a
-/// damaged registry, result::InvalidArgument for a name with a 0 unit in it.
+/// damaged registry, result::InvalidArgument for a name that contains a 0 unit.
 ///
-/// A value has a name, which may be empty: that one is the key's default value, which the overloads
-/// without a name use. Names of keys and values are found without regard to letter case. Constant
-/// keys may be used by several threads.
+/// The value with the empty name is the key's default value; the overloads without a name use it.
+/// The case of letters in the names of keys and values does not matter. Several threads may use the
+/// same constant object.
 class QX_API RegistryKey : public Object {
 public:
     /// @param key  the name of a root in any letter case, or that with "\" and a path; "/" counts
-    ///     as "\". The names are those of ENUM_QX_HKEY, the plain ones for the native view.
+    ///     as "\". The names are those of ENUM_QX_HKEY; QX_HKEY_CLASSES and QX_HKEY_CONFIG name
+    ///     the native view.
     /// @throws Exception "Unknown QX_HKEY"
     explicit RegistryKey(const String& key);
     /// @param path  empty for the root itself; "/" counts as "\"
-    /// @throws Exception "Unknown QX_HKEY" when @p root is none
+    /// @throws Exception "Unknown QX_HKEY" when @p root is not one of them
     RegistryKey(ENUM_QX_HKEY root, const String& path);
     RegistryKey(const RegistryKey& other) = default;
     RegistryKey& operator=(const RegistryKey& other) = default;
@@ -41,18 +42,18 @@ public:
     ENUM_QX_HKEY getHKEY() const noexcept { return m_root; }
     /// The last name of the path; empty for a root.
     const String& getKeyName() const noexcept { return m_keyName; }
-    /// The root's name, "\" and the path, which the constructor reads back; without the root's name
-    /// when @p relative. A root has no "\" and no path.
+    /// The root's name, "\" and the path, which the constructor accepts; when @p relative, without
+    /// the root's name. For a root it is the name alone.
     String getKey(bool relative = false) const;
 
     /// @throws Exception "No parent key" for a path of one name and for a root
     RegistryKey getParent() const;
     RegistryKey getSubkey(const String& name) const;
 
-    /// A walk over the direct subkeys, in the order of their lower-case names, as they are now. Its
-    /// next throws Exception "no more keys" at the end.
+    /// An iterator over the direct subkeys of this moment, in the order of their lower-case names.
+    /// Its next throws Exception "no more keys" at the end.
     Reference<collections::ConstIterator<RegistryKey>> getSubkeyIterator() const;
-    /// The same over the names of the values; "no more values".
+    /// The same for the names of the values, with "no more values".
     Reference<collections::ConstIterator<String>> getValueIterator() const;
 
     /// Deletes the key with its values and all keys below it. A root cannot be deleted
@@ -72,17 +73,17 @@ public:
     uint32_t getValueUINT32() const { return getValueUINT32(String()); }
     uint64_t getValueUINT64(const String& name) const;
     uint64_t getValueUINT64() const { return getValueUINT64(String()); }
-    /// Stores raw bytes; their number.
+    /// Copies raw bytes and returns their number.
     /// @param length  the capacity of @p bytes
     /// @throws ResultException with result::BufferTooSmall when they do not fit
     int32_t getValue(const String& name, signed char* bytes, int32_t length) const;
     int32_t getValue(signed char* bytes, int32_t length) const {
         return getValue(String(), bytes, length);
     }
-    /// The data of a value of any type as they are stored, and its type, both of one moment.
+    /// Reads the stored data of a value of any type, and returns the type at the same moment.
     ENUM_QX_REG_TYPE getValueData(const String& name, std::vector<uint8_t>& data) const;
 
-    /// The setters make the key when it does not exist, and replace a value of any type.
+    /// The setters create the key when it does not exist and replace a value of any type.
     void setValue(const String& name, const String& value);
     void setValue(const String& value) { setValue(String(), value); }
     void setValue(const String& name, uint32_t value);
@@ -99,7 +100,7 @@ public:
     /// @throws CastFailedException when @p other is no RegistryKey
     int compareTo(const Object& other) const override;
     bool equals(const Object& other) const override;
-    /// Of the path; the same for paths that differ only in letter case.
+    /// The hash of the path; the same for paths that differ only in letter case.
     uint32_t hashCode() const override;
 
     /// As compareTo.

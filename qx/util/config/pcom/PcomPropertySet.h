@@ -8,10 +8,10 @@
 
 namespace qx::util::pcom {
 
-/// The property set of another module, seen as a PropertySet. Every operation is one on the values
-/// of that set; the parent is not asked.
+/// Presents the property set of another module as a PropertySet. Every operation works on the
+/// values of that set; the parent is not asked.
 ///
-/// A name that has a 0 unit inside raises ResultException with result::InvalidArgument, because the
+/// A name that contains a 0 unit raises ResultException with result::InvalidArgument, because the
 /// interface cannot carry it.
 class QX_API PcomPropertySet : public PropertySet {
 public:
@@ -24,9 +24,9 @@ public:
     bool hasProperty(const String& name) const override;
     /// @throws ResultException with the result of the target
     void set(const String& name, const String& value) override;
-    /// The empty text also when the target failed.
+    /// Returns the empty text also when the target fails.
     String remove(const String& name) override;
-    /// Removes name for name.
+    /// Removes one name after the other.
     /// @throws ResultException as getKeys does
     void clear() override;
     /// @throws ResultException with the result of the target, which may not list its names
