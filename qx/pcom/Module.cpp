@@ -175,9 +175,11 @@ int32_t Module::UnregisterClassEntry(ClassData& entry) {
 }
 
 RegistryChange::RegistryChange(Module& module)
-    : m_module(module), m_guard(module.m_lock), m_isPart(module.m_registration.has_value()) {
+    : m_module(module), m_guard(module.m_lock),
+      m_isPart(module.m_registration &&
+               module.m_registration->owner == std::this_thread::get_id()) {
     if (!m_isPart)
-        module.m_registration = Module::Registration();
+        module.m_registration = Module::Registration{std::this_thread::get_id(), {}, false};
 }
 
 RegistryChange::~RegistryChange() {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include <qx/core/GUID.h>
@@ -106,6 +107,8 @@ private:
             String value;
             bool isDeletion;
         };
+        /// Another one than the holder of the lock in a child that was forked meanwhile.
+        std::thread::id owner;
         std::vector<Step> steps;
         bool isFound;
     };

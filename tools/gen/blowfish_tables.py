@@ -43,7 +43,7 @@ def main():
     words = ["0x" + digits[i : i + 8] for i in range(0, len(digits), DIGITS_PER_WORD)]
     lines = [
         "// Made by: tools/gen/blowfish_tables.py",
-        "#include <qx/crypto/BlowFish.h>\n",
+        '#include "qx/crypto/BlowFish.h"\n',
         "// clang-format off",
         "namespace qx::crypto {\n",
         f"const uint32_t BlowFish::s_pbox[{P_WORDS}] = {{",
