@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 #include <qx/text/charset/Surrogates.h>
 
@@ -78,8 +79,10 @@ DecodeTable::DecodeTable(const char* encoding) {
         m_keepsAscii = m_keepsAscii && root[byte] == byte;
 }
 
-DecodeTable::DecodeTable(std::span<const char16_t, 256> units) {
-    std::copy(units.begin(), units.end(), m_nodes.front().begin());
+DecodeTable::DecodeTable(std::span<const char16_t, 128> upperHalf) {
+    Node& root = m_nodes.front();
+    std::iota(root.begin(), root.begin() + 128, u'\0');
+    std::copy(upperHalf.begin(), upperHalf.end(), root.begin() + 128);
 }
 
 char16_t DecodeTable::decode(const uint8_t* bytes, std::size_t size, std::size_t* read) const {

@@ -18,8 +18,9 @@ public:
     /// Asks the system's converter for every sequence.
     /// @throws ResultException with result::NotAvailable when the system lacks the encoding
     explicit DecodeTable(const char* encoding);
-    /// An encoding of one byte per character: 256 units, U+FFFD for a byte without mapping.
-    explicit DecodeTable(std::span<const char16_t, 256> units);
+    /// An encoding of one byte per character that begins with ASCII: the units of the bytes from
+    /// 0x80 on, U+FFFD for a byte without mapping.
+    explicit DecodeTable(std::span<const char16_t, 128> upperHalf);
 
     bool isSingleByte() const { return m_nodes.size() == 1; }
     /// By first byte: 256 units, U+FFFD for a byte without mapping. Of use when isSingleByte.

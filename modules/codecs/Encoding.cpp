@@ -10,8 +10,8 @@ using text::charset::RunLength;
 namespace {
 
 DecodeTable decodeTable(const EncodingRow& row) {
-    return row.units ? DecodeTable(std::span<const char16_t, 256>(row.units, 256))
-                     : DecodeTable(row.name);
+    return row.upperHalf ? DecodeTable(std::span<const char16_t, 128>(row.upperHalf, 128))
+                         : DecodeTable(row.name);
 }
 
 } // namespace
@@ -35,7 +35,7 @@ Reference<Encoding> Encoding::get(std::size_t index) {
 Encoding::Encoding(const EncodingRow& row)
     // Without the default encoding, which may be the one that is being made.
     : m_name(String::fromUtf8(row.name)), m_decode(decodeTable(row)),
-      m_encode(row.units ? EncodeTable(m_decode) : EncodeTable(row.name)) {
+      m_encode(row.upperHalf ? EncodeTable(m_decode) : EncodeTable(row.name)) {
     if (m_decode.isSingleByte())
         m_singleByteDecoder.emplace(m_name.getData(), m_decode.units());
     if (m_encode.bytes())

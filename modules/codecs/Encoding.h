@@ -21,8 +21,8 @@ struct EncodingRow {
     /// Of the library's encoding table; the system's converter knows the encoding by it too.
     const char* name;
     uint32_t codePage;
-    /// The 256 units of an encoding that the system lacks, else null.
-    const char16_t* units = nullptr;
+    /// Of an encoding that the system lacks the 128 units above ASCII, else null.
+    const char16_t* upperHalf = nullptr;
 };
 
 // clang-format off

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Prints qx/text/charset/detail/CodePages.cpp, made from tools/gen/data/cp*.txt.
 
-The layout of the tables is explained in CodePages.h. With the argument "codecs" prints
+The tables hold the upper halves alone; CodePages.h makes the rest of them. With the argument "codecs" prints
 modules/codecs/CodePage720.cpp.
 """
 
@@ -11,6 +11,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PAGES = ["437", "1252"]
 UNMAPPED = 0xFFFD
+PER_LINE = 12
 
 
 def read_mapping(page):
@@ -22,63 +23,46 @@ def read_mapping(page):
     return mapping
 
 
-def invert(mapping):
-    """Offsets by high byte of the unit, and the pages they lead to; page 0 has no mapping."""
-    pages = {}
-    for byte, unit in enumerate(mapping):
-        if unit != UNMAPPED:
-            # The bytes are signed.
-            pages.setdefault(unit >> 8, [0] * 256)[unit & 0xFF] = byte - (byte & 0x80) * 2
-    offsets = [0] * 256
-    table = [0] * 256
-    for high in sorted(pages):
-        offsets[high] = len(table)
-        table += pages[high]
-    return offsets, table
-
-
-def array(type_name, name, values, form, per_line):
-    lines = [f"constexpr {type_name} {name}[] = {{"]
-    for start in range(0, len(values), per_line):
-        row = (format(value, form) for value in values[start : start + per_line])
+def upper_half(name, page):
+    mapping = read_mapping(page)
+    assert mapping[:128] == list(range(128)), "the lower half is ASCII"
+    lines = [f"{name} = {{"]
+    for start in range(128, 256, PER_LINE):
+        row = (f"{unit:#06x}" for unit in mapping[start : min(start + PER_LINE, 256)])
         lines.append("    " + ", ".join(row) + ",")
     return "\n".join(lines + ["};", ""])
 
 
-def print_codec_table():
-    print("// Made by: tools/gen/codepages.py codecs\n")
-    print('#include "CodePage720.h"\n')
-    print("// clang-format off")
-    print("namespace qx::codecs {\n")
-    print(array("char16_t", "CodePage720", read_mapping("720"), "#06x", 12))
-    print("} // namespace qx::codecs")
+def codec_table():
+    return [
+        "// Made by: tools/gen/codepages.py codecs\n",
+        '#include "CodePage720.h"\n',
+        "// clang-format off",
+        "namespace qx::codecs {\n",
+        upper_half("constexpr char16_t CodePage720[]", "720"),
+        "} // namespace qx::codecs",
+    ]
 
 
-def main():
-    if sys.argv[1:] == ["codecs"]:
-        print_codec_table()
-        return
-    parts = [
+def library_tables():
+    return [
         "// Made by: tools/gen/codepages.py\n",
         '#include "qx/text/charset/detail/CodePages.h"\n',
         "// clang-format off",
         "namespace qx::text::charset::detail {\n",
         "namespace {\n",
+        *(upper_half(f"constexpr UpperHalf Upper{page}", page) for page in PAGES),
+        "} // namespace\n",
+        *(
+            f'constinit const CodePage CodePage{page} = codePage<Upper{page}>(u"CP{page}");'
+            for page in PAGES
+        ),
+        "\n} // namespace qx::text::charset::detail",
     ]
-    for page in PAGES:
-        mapping = read_mapping(page)
-        offsets, table = invert(mapping)
-        parts.append(array("char16_t", f"Units{page}", mapping, "#06x", 12))
-        parts.append(array("int32_t", f"Offsets{page}", offsets, "d", 20))
-        parts.append(array("signed char", f"Bytes{page}", table, "d", 20))
-    parts.append("} // namespace\n")
-    for page in PAGES:
-        parts.append(
-            f'constinit const CodePage CodePage{page} = '
-            f'{{u"CP{page}", Units{page}, Offsets{page}, Bytes{page}}};'
-        )
-    parts.append("\n} // namespace qx::text::charset::detail\n")
-    print("\n".join(parts), end="")
+
+
+def main():
+    print("\n".join(codec_table() if sys.argv[1:] == ["codecs"] else library_tables()))
 
 
 if __name__ == "__main__":

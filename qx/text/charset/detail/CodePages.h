@@ -1,10 +1,15 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include <qx/platform/export.h>
+#include <qx/text/charset/Surrogates.h>
 
-/// The single-byte code pages, generated from their published mappings.
+/// The single-byte code pages. Their upper halves are generated from the published mappings, and
+/// the compiler makes both tables of a page from that.
 namespace qx::text::charset::detail {
 
 /// One code page, both ways.
@@ -18,6 +23,49 @@ struct CodePage {
     const int32_t* offsets;
     const signed char* bytes;
 };
+
+/// The units of the bytes from 0x80 on, U+FFFD for one that the page leaves undefined. The bytes
+/// below are ASCII in every page.
+using UpperHalf = std::array<char16_t, 128>;
+
+/// The tables of a page, which lie in the program's constant data.
+template <const UpperHalf& Upper>
+struct CodePageTables {
+    static constexpr auto Units = [] {
+        std::array<char16_t, 256> units{};
+        for (std::size_t byte = 0; byte < 256; ++byte)
+            units[byte] = byte < 128 ? static_cast<char16_t>(byte) : Upper[byte - 128];
+        return units;
+    }();
+
+    static constexpr auto Offsets = [] {
+        std::array<int32_t, 256> offsets{};
+        int32_t last = 0;
+        for (const char16_t unit : Units) {
+            int32_t& offset = offsets[unit >> 8];
+            if (unit != ReplacementCharacter && offset == 0)
+                offset = last += 256;
+        }
+        return offsets;
+    }();
+
+    static constexpr auto Bytes = [] {
+        std::array<signed char, std::ranges::max(Offsets) + 256> bytes{};
+        for (int byte = 0; byte < 256; ++byte) {
+            const char16_t unit = Units[static_cast<std::size_t>(byte)];
+            if (unit != ReplacementCharacter)
+                bytes[static_cast<std::size_t>(Offsets[unit >> 8] + (unit & 0xFF))] =
+                    static_cast<signed char>(byte);
+        }
+        return bytes;
+    }();
+};
+
+template <const UpperHalf& Upper>
+constexpr CodePage codePage(const char16_t* name) {
+    using Tables = CodePageTables<Upper>;
+    return {name, Tables::Units.data(), Tables::Offsets.data(), Tables::Bytes.data()};
+}
 
 QX_API extern const CodePage CodePage437;
 QX_API extern const CodePage CodePage1252;
