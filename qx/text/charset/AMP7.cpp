@@ -144,16 +144,6 @@ int32_t BTCAMP7::convert(const signed char* in, int32_t* inPosition, int32_t inL
     return window.finish(inPosition, outPosition);
 }
 
-int32_t BTCAMP7::flush(char16_t*, int32_t*, int32_t) { return 0; }
-
-void BTCAMP7::reset() {}
-
-const char16_t* BTCAMP7::getEncodingName() const { return u"AMP-7"; }
-
-int32_t BTCAMP7::getMaxBytesPerChar() const { return 8; }
-
-int32_t BTCAMP7::getMaxCharsPerByte() const { return 1; }
-
 int32_t CTBAMP7::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                          signed char* out, int32_t* outPosition, int32_t outCapacity) {
     EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
@@ -187,15 +177,5 @@ int32_t CTBAMP7::convert(const char16_t* in, int32_t* inPosition, int32_t inLeng
     }
     return window.finish(inPosition, outPosition);
 }
-
-int32_t CTBAMP7::flush(signed char*, int32_t*, int32_t) { return 0; }
-
-void CTBAMP7::reset() {}
-
-const char16_t* CTBAMP7::getEncodingName() const { return u"AMP-7"; }
-
-int32_t CTBAMP7::getMaxBytesPerChar() const { return 8; }
-
-int32_t CTBAMP7::getMaxCharsPerByte() const { return 1; }
 
 } // namespace qx::text::charset

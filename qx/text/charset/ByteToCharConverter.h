@@ -8,7 +8,9 @@ namespace qx::text::charset {
 /// is U+FFFD at first.
 class QX_API ByteToCharConverter : public Converter<signed char, char16_t, 3> {
 public:
-    ByteToCharConverter();
+    /// @param traits  what getEncodingName and the two factors return, unless a class over this one
+    ///     overrides them
+    explicit ByteToCharConverter(const EncodingTraits& traits = {});
 
     /// Copies up to @p capacity units of the substitution and returns their count; with null
     /// returns its length.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <qx/text/charset/Converter.h>
+#include <qx/text/charset/PendingSurrogate.h>
 
 namespace qx::text::charset {
 
@@ -8,7 +9,12 @@ namespace qx::text::charset {
 /// encoding lacks, is "?" at first.
 class QX_API CharToByteConverter : public Converter<char16_t, signed char, 7> {
 public:
-    CharToByteConverter();
+    /// @param traits  what getEncodingName and the two factors return, unless a class over this one
+    ///     overrides them
+    explicit CharToByteConverter(const EncodingTraits& traits = {});
+
+    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
+    void reset() override;
 
     /// Copies up to @p capacity bytes of the substitution and returns their count; with null
     /// returns its length.
@@ -22,6 +28,11 @@ public:
     /// A new encoder for the encoding of the user's locale, ASCII when it names none.
     /// @throws UnknownEncodingException with the name
     static CharToByteConverter* getDefaultConverter();
+
+protected:
+    /// The first half of a pair that came at the end of the input of convert, for an encoder that
+    /// takes it in.
+    PendingSurrogate m_pending;
 };
 
 } // namespace qx::text::charset

@@ -34,7 +34,8 @@ Base* makeDefault() {
 
 } // namespace
 
-ByteToCharConverter::ByteToCharConverter() : Converter(ReplacementCharacter) {}
+ByteToCharConverter::ByteToCharConverter(const EncodingTraits& traits)
+    : Converter(traits, ReplacementCharacter) {}
 
 int32_t ByteToCharConverter::getSubstitutionChars(char16_t* units, int32_t capacity) const {
     return copySubstitution(units, capacity);
@@ -53,7 +54,14 @@ ByteToCharConverter* ByteToCharConverter::getDefaultConverter() {
     return makeDefault<ByteToCharConverter, BTCASCII>();
 }
 
-CharToByteConverter::CharToByteConverter() : Converter('?') {}
+CharToByteConverter::CharToByteConverter(const EncodingTraits& traits) : Converter(traits, '?') {}
+
+int32_t CharToByteConverter::flush(signed char*, int32_t*, int32_t) {
+    m_pending.requireNone();
+    return 0;
+}
+
+void CharToByteConverter::reset() { m_pending.clear(); }
 
 int32_t CharToByteConverter::getSubstitutionBytes(signed char* bytes, int32_t capacity) const {
     return copySubstitution(bytes, capacity);

@@ -9,6 +9,15 @@
 
 namespace qx::text::charset {
 
+/// What a converter tells about its encoding.
+struct EncodingTraits {
+    /// Canonical name, 0-terminated; not copied.
+    const char16_t* name = u"";
+    /// Factors by which callers size their buffers.
+    int32_t maxBytesPerChar = 1;
+    int32_t maxCharsPerByte = 1;
+};
+
 /// What both directions of conversion have in common: text of @p In units becomes text of @p Out
 /// units, piece by piece, in buffers that the caller owns.
 ///
@@ -27,23 +36,27 @@ public:
     ///     they were, and what was written before the fault stays in the output
     virtual int32_t convert(const In* in, int32_t* inPosition, int32_t inLength, Out* out,
                             int32_t* outPosition, int32_t outCapacity) = 0;
-    /// Writes what the converter still holds, at the end of the text.
+    /// Writes what the converter still holds, at the end of the text. A converter that holds
+    /// nothing between calls leaves this and reset as they are.
     /// @return count of units written
     /// @throws InvalidCharacterException when the text ended within a character
-    virtual int32_t flush(Out* out, int32_t* outPosition, int32_t outCapacity) = 0;
+    virtual int32_t flush(Out* /*out*/, int32_t* /*outPosition*/, int32_t /*outCapacity*/) {
+        return 0;
+    }
     /// Forgets a character that was begun.
-    virtual void reset() = 0;
-    /// Canonical name, 0-terminated, owned by the converter.
-    virtual const char16_t* getEncodingName() const = 0;
+    virtual void reset() {}
+    /// Canonical name, 0-terminated, valid as long as the converter.
+    virtual const char16_t* getEncodingName() const { return m_traits.name; }
     /// Factors by which callers size their buffers.
-    virtual int32_t getMaxBytesPerChar() const = 0;
-    virtual int32_t getMaxCharsPerByte() const = 0;
+    virtual int32_t getMaxBytesPerChar() const { return m_traits.maxBytesPerChar; }
+    virtual int32_t getMaxCharsPerByte() const { return m_traits.maxCharsPerByte; }
     /// True (the default): what has no mapping is written as the substitution. False: it throws.
     virtual bool getSubstitutionMode() const { return m_substitutionMode; }
     virtual void setSubstitutionMode(bool mode) { m_substitutionMode = mode; }
 
 protected:
-    explicit Converter(Out substitution) : m_substitution{substitution} {}
+    Converter(const EncodingTraits& traits, Out substitution)
+        : m_substitution{substitution}, m_traits(traits) {}
 
     std::span<const Out> substitution() const {
         return {m_substitution, static_cast<size_t>(m_substitutionLength)};
@@ -69,6 +82,7 @@ private:
     bool m_substitutionMode = true;
     Out m_substitution[MaxSubstitution];
     int32_t m_substitutionLength = 1;
+    EncodingTraits m_traits;
 };
 
 } // namespace qx::text::charset

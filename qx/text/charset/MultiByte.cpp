@@ -51,11 +51,7 @@ int32_t BTCMultiByte::flush(char16_t* out, int32_t* outPosition, int32_t outCapa
 
 void BTCMultiByte::reset() { m_pendingUnit = 0; }
 
-const char16_t* BTCMultiByte::getEncodingName() const { return m_traits.name.getData(); }
-
-int32_t BTCMultiByte::getMaxBytesPerChar() const { return m_traits.maxBytesPerChar; }
-
-int32_t BTCMultiByte::getMaxCharsPerByte() const { return m_traits.maxCharsPerByte; }
+const char16_t* BTCMultiByte::getEncodingName() const { return m_name.getData(); }
 
 int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                               signed char* out, int32_t* outPosition, int32_t outCapacity) {
@@ -94,17 +90,6 @@ int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t i
 
 RunLength CTBMultiByte::convertRun(const char16_t*, size_t, uint8_t*, size_t) { return {}; }
 
-int32_t CTBMultiByte::flush(signed char*, int32_t*, int32_t) {
-    m_pending.requireNone();
-    return 0;
-}
-
-void CTBMultiByte::reset() { m_pending.clear(); }
-
-const char16_t* CTBMultiByte::getEncodingName() const { return m_traits.name.getData(); }
-
-int32_t CTBMultiByte::getMaxBytesPerChar() const { return m_traits.maxBytesPerChar; }
-
-int32_t CTBMultiByte::getMaxCharsPerByte() const { return m_traits.maxCharsPerByte; }
+const char16_t* CTBMultiByte::getEncodingName() const { return m_name.getData(); }
 
 } // namespace qx::text::charset

@@ -1,14 +1,15 @@
 #pragma once
 
+#include <utility>
+
 #include <qx/core/String.h>
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
-#include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/RunLength.h>
 
 namespace qx::text::charset {
 
-/// What a multibyte converter tells about its encoding.
+/// EncodingTraits with a name that the converter keeps.
 struct MultiByteTraits {
     String name;
     int32_t maxBytesPerChar = 1;
@@ -25,8 +26,6 @@ public:
     int32_t flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) override;
     void reset() override;
     const char16_t* getEncodingName() const override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
 
     /// Reads the character at the start of @p bytes.
     /// @param count  the bytes there are on entry, those consumed on return; 0: more are needed
@@ -34,7 +33,9 @@ public:
     virtual char32_t convertBytes(const signed char* bytes, int32_t* count) = 0;
 
 protected:
-    explicit BTCMultiByte(MultiByteTraits traits) : m_traits(std::move(traits)) {}
+    explicit BTCMultiByte(MultiByteTraits traits)
+        : ByteToCharConverter({u"", traits.maxBytesPerChar, traits.maxCharsPerByte}),
+          m_name(std::move(traits.name)) {}
 
     /// Converts any number of characters that need no rule: valid, whole, and with room for them.
     /// The rest goes through convertBytes, as everything does by default; a class that overrides
@@ -46,7 +47,7 @@ protected:
 
 private:
     char16_t m_pendingUnit = 0;
-    MultiByteTraits m_traits;
+    String m_name;
 };
 
 /// Base of encoders that write one character at a time. Lone surrogates that the encoding lacks
@@ -55,18 +56,16 @@ class QX_API CTBMultiByte : public CharToByteConverter {
 public:
     int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
                     int32_t* outPosition, int32_t outCapacity) override;
-    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
     const char16_t* getEncodingName() const override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
 
     /// Writes the bytes of a code point, which may be a lone surrogate.
     /// @return their count, less than 1 when it has no mapping
     virtual int32_t convertChar(char32_t codePoint, signed char* bytes, int32_t room) = 0;
 
 protected:
-    explicit CTBMultiByte(MultiByteTraits traits) : m_traits(std::move(traits)) {}
+    explicit CTBMultiByte(MultiByteTraits traits)
+        : CharToByteConverter({u"", traits.maxBytesPerChar, traits.maxCharsPerByte}),
+          m_name(std::move(traits.name)) {}
 
     /// Converts any number of characters that need no rule: with a mapping, whole, and with room
     /// for them. The rest goes through convertChar, as everything does by default; a class that
@@ -74,8 +73,7 @@ protected:
     virtual RunLength convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
 
 private:
-    PendingSurrogate m_pending;
-    MultiByteTraits m_traits;
+    String m_name;
 };
 
 } // namespace qx::text::charset

@@ -22,7 +22,7 @@ public:
         return joinSurrogates(m_high, unit);
     }
 
-    /// requireNone that forgets the surrogate which it reports.
+    /// Does the same as requireNone, but forgets the surrogate that it reports.
     void reportAndClear() {
         if (std::exchange(m_high, u'\0') != 0)
             throwUnpaired();

@@ -35,14 +35,6 @@ int32_t BTCSingleByte::convert(const signed char* in, int32_t* inPosition, int32
     return window.finish(inPosition, outPosition);
 }
 
-int32_t BTCSingleByte::flush(char16_t*, int32_t*, int32_t) { return 0; }
-
-void BTCSingleByte::reset() {}
-
-int32_t BTCSingleByte::getMaxBytesPerChar() const { return 1; }
-
-int32_t BTCSingleByte::getMaxCharsPerByte() const { return 1; }
-
 size_t BTCSingleByte::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
     size_t i = 0;
     for (; i < size; ++i) {
@@ -84,17 +76,6 @@ int32_t CTBSingleByte::convert(const char16_t* in, int32_t* inPosition, int32_t 
     return window.finish(inPosition, outPosition);
 }
 
-int32_t CTBSingleByte::flush(signed char*, int32_t*, int32_t) {
-    m_pending.requireNone();
-    return 0;
-}
-
-void CTBSingleByte::reset() { m_pending.clear(); }
-
-int32_t CTBSingleByte::getMaxBytesPerChar() const { return 1; }
-
-int32_t CTBSingleByte::getMaxCharsPerByte() const { return 1; }
-
 size_t CTBSingleByte::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
     size_t i = 0;
     for (; i < size; ++i) {
@@ -106,8 +87,6 @@ size_t CTBSingleByte::convertRun(const char16_t* in, size_t size, uint8_t* out) 
     return i;
 }
 
-const char16_t* BTCASCII::getEncodingName() const { return u"ASCII"; }
-
 char16_t BTCASCII::convertByte(signed char byte) const {
     return byte >= 0 ? static_cast<char16_t>(byte) : ReplacementCharacter;
 }
@@ -115,8 +94,6 @@ char16_t BTCASCII::convertByte(signed char byte) const {
 size_t BTCASCII::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
     return detail::kernels().widenAscii(in, size, out);
 }
-
-const char16_t* CTBASCII::getEncodingName() const { return u"ASCII"; }
 
 signed char CTBASCII::convertChar(char16_t unit) const {
     return unit < 0x80 ? static_cast<signed char>(unit) : '\0';
@@ -126,16 +103,12 @@ size_t CTBASCII::convertRun(const char16_t* in, size_t size, uint8_t* out) const
     return detail::kernels().narrowAscii(in, size, out);
 }
 
-const char16_t* BTCISO8859_1::getEncodingName() const { return u"ISO8859_1"; }
-
 char16_t BTCISO8859_1::convertByte(signed char byte) const { return static_cast<uint8_t>(byte); }
 
 size_t BTCISO8859_1::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
     detail::kernels().widenLatin1(in, size, out);
     return size;
 }
-
-const char16_t* CTBISO8859_1::getEncodingName() const { return u"ISO8859_1"; }
 
 signed char CTBISO8859_1::convertChar(char16_t unit) const {
     return unit < 0x100 ? static_cast<signed char>(unit) : '\0';
@@ -145,8 +118,6 @@ size_t CTBISO8859_1::convertRun(const char16_t* in, size_t size, uint8_t* out) c
     return detail::kernels().narrowLatin1(in, size, out);
 }
 
-const char16_t* BTCSingleByteTable::getEncodingName() const { return m_name; }
-
 char16_t BTCSingleByteTable::convertByte(signed char byte) const {
     return m_units[static_cast<uint8_t>(byte)];
 }
@@ -154,8 +125,6 @@ char16_t BTCSingleByteTable::convertByte(signed char byte) const {
 size_t BTCSingleByteTable::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
     return detail::kernels().decodeBytes(in, size, out, m_units);
 }
-
-const char16_t* CTBSingleByteTable::getEncodingName() const { return m_name; }
 
 signed char CTBSingleByteTable::convertChar(char16_t unit) const {
     return m_bytes[m_offsets[unit >> 8] + (unit & 0xFF)];

@@ -2,7 +2,6 @@
 
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
-#include <qx/text/charset/PendingSurrogate.h>
 
 namespace qx::text::charset {
 
@@ -10,12 +9,11 @@ namespace qx::text::charset {
 /// one unit is written for a byte without mapping, any other length drops the byte.
 class QX_API BTCSingleByte : public ByteToCharConverter {
 public:
+    /// @param name  canonical name of the encoding, 0-terminated; not copied
+    explicit BTCSingleByte(const char16_t* name = u"") : ByteToCharConverter({name}) {}
+
     int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
                     int32_t* outPosition, int32_t outCapacity) override;
-    int32_t flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
 
     /// The unit for a byte, U+FFFD when it has none.
     virtual char16_t convertByte(signed char byte) const = 0;
@@ -31,12 +29,11 @@ protected:
 /// surrogates throw.
 class QX_API CTBSingleByte : public CharToByteConverter {
 public:
+    /// @param name  canonical name of the encoding, 0-terminated; not copied
+    explicit CTBSingleByte(const char16_t* name = u"") : CharToByteConverter({name}) {}
+
     int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
                     int32_t* outPosition, int32_t outCapacity) override;
-    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
 
     /// The byte for a unit, 0 when it has none; U+0000 is always 0.
     virtual signed char convertChar(char16_t unit) const = 0;
@@ -45,15 +42,13 @@ protected:
     /// Converts the units before the first without mapping and returns their count. The default
     /// asks convertChar for each; a class that overrides both keeps them in agreement.
     virtual size_t convertRun(const char16_t* in, size_t size, uint8_t* out) const;
-
-private:
-    PendingSurrogate m_pending;
 };
 
 /// Decodes ASCII: bytes from 0x80 on have no mapping.
 class QX_API BTCASCII : public BTCSingleByte {
 public:
-    const char16_t* getEncodingName() const override;
+    BTCASCII() : BTCSingleByte(u"ASCII") {}
+
     char16_t convertByte(signed char byte) const override;
 
 protected:
@@ -63,7 +58,8 @@ protected:
 /// Encodes the units below U+0080.
 class QX_API CTBASCII : public CTBSingleByte {
 public:
-    const char16_t* getEncodingName() const override;
+    CTBASCII() : CTBSingleByte(u"ASCII") {}
+
     signed char convertChar(char16_t unit) const override;
 
 protected:
@@ -73,7 +69,8 @@ protected:
 /// Decodes ISO 8859-1: every byte is the code point of its value.
 class QX_API BTCISO8859_1 : public BTCSingleByte {
 public:
-    const char16_t* getEncodingName() const override;
+    BTCISO8859_1() : BTCSingleByte(u"ISO8859_1") {}
+
     char16_t convertByte(signed char byte) const override;
 
 protected:
@@ -83,7 +80,8 @@ protected:
 /// Encodes the units below U+0100.
 class QX_API CTBISO8859_1 : public CTBSingleByte {
 public:
-    const char16_t* getEncodingName() const override;
+    CTBISO8859_1() : CTBSingleByte(u"ISO8859_1") {}
+
     signed char convertChar(char16_t unit) const override;
 
 protected:
@@ -94,18 +92,16 @@ protected:
 class QX_API BTCSingleByteTable : public BTCSingleByte {
 public:
     /// @param name   0-terminated
-    /// @param units  256 units by byte, U+FFFD for a byte without mapping; both are not copied
+    /// @param units  256 units by byte, U+FFFD for a byte without mapping; neither is copied
     BTCSingleByteTable(const char16_t* name, const char16_t* units)
-        : m_name(name), m_units(units) {}
+        : BTCSingleByte(name), m_units(units) {}
 
-    const char16_t* getEncodingName() const override;
     char16_t convertByte(signed char byte) const override;
 
 protected:
     size_t convertRun(const uint8_t* in, size_t size, char16_t* out) const override;
 
 private:
-    const char16_t* m_name;
     const char16_t* m_units;
 };
 
@@ -117,16 +113,14 @@ public:
     /// @param bytes    at the offset and the low byte of the unit its byte, 0 for none; none of the
     ///                 three is copied
     CTBSingleByteTable(const char16_t* name, const int32_t* offsets, const signed char* bytes)
-        : m_name(name), m_offsets(offsets), m_bytes(bytes) {}
+        : CTBSingleByte(name), m_offsets(offsets), m_bytes(bytes) {}
 
-    const char16_t* getEncodingName() const override;
     signed char convertChar(char16_t unit) const override;
 
 protected:
     size_t convertRun(const char16_t* in, size_t size, uint8_t* out) const override;
 
 private:
-    const char16_t* m_name;
     const int32_t* m_offsets;
     const signed char* m_bytes;
 };

@@ -8,17 +8,15 @@ namespace qx::text::charset {
 /// Base of the decoders of fixed-width Unicode forms. They hold nothing between calls.
 class QX_API ByteToCharUTF : public ByteToCharConverter {
 public:
-    int32_t flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
+    /// @param name  canonical name of the encoding, 0-terminated; not copied
+    explicit ByteToCharUTF(const char16_t* name = u"") : ByteToCharConverter({name, 4, 4}) {}
 };
 
 /// Base of the encoders of fixed-width Unicode forms.
 class QX_API CharToByteUTF : public CharToByteConverter {
 public:
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
+    /// @param name  as above
+    explicit CharToByteUTF(const char16_t* name = u"") : CharToByteConverter({name, 4, 4}) {}
 };
 
 } // namespace qx::text::charset

@@ -45,18 +45,13 @@ int32_t CTBUTF16::convert(const char16_t* in, int32_t* inPosition, int32_t inLen
     return window.finish(inPosition, outPosition);
 }
 
-int32_t CTBUTF16::flush(signed char*, int32_t*, int32_t) { return 0; }
-
-void CTBUTF16::reset() {}
-
 void CTBUTF16::convertUnits(const void* in, void* out, size_t count) const {
     copyUnits(in, out, count, [this](char16_t unit) { return convertUTF16(unit); });
 }
 
 template <class Base, std::endian Order>
-const char16_t* OrderedUTF16<Base, Order>::getEncodingName() const {
-    return Order == std::endian::little ? u"UTF-16LE" : u"UTF-16BE";
-}
+OrderedUTF16<Base, Order>::OrderedUTF16()
+    : Base(Order == std::endian::little ? u"UTF-16LE" : u"UTF-16BE") {}
 
 template <class Base, std::endian Order>
 char16_t OrderedUTF16<Base, Order>::convertUTF16(char16_t unit) const {

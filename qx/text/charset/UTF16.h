@@ -9,6 +9,8 @@ namespace qx::text::charset {
 /// Decodes UTF-16 of one byte order; surrogates pass unchecked.
 class QX_API BTCUTF16 : public ByteToCharUTF {
 public:
+    using ByteToCharUTF::ByteToCharUTF;
+
     int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
                     int32_t* outPosition, int32_t outCapacity) override;
     /// A unit as the machine reads it from the bytes, put into its true order.
@@ -22,10 +24,10 @@ protected:
 /// Encodes UTF-16 of one byte order; surrogates pass unchecked.
 class QX_API CTBUTF16 : public CharToByteUTF {
 public:
+    using CharToByteUTF::CharToByteUTF;
+
     int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
                     int32_t* outPosition, int32_t outCapacity) override;
-    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
     /// A unit as the machine is to write it.
     virtual char16_t convertUTF16(char16_t unit) const = 0;
 
@@ -38,7 +40,8 @@ protected:
 template <class Base, std::endian Order>
 class QX_API OrderedUTF16 : public Base {
 public:
-    const char16_t* getEncodingName() const override;
+    OrderedUTF16();
+
     char16_t convertUTF16(char16_t unit) const final;
 
 protected:

@@ -7,8 +7,22 @@ namespace qx::text::charset {
 
 namespace {
 
+/// The kernels of a byte order, by the direction of their arguments.
 template <std::endian Order>
-constexpr const char16_t* Name = Order == std::endian::little ? u"UTF-32LE" : u"UTF-32BE";
+RunLength runKernel(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
+    const auto& kernels = detail::kernels();
+    const auto kernel =
+        Order == std::endian::native ? kernels.utf32ToUtf16 : kernels.utf32SwappedToUtf16;
+    return kernel(in, size, out, capacity);
+}
+
+template <std::endian Order>
+RunLength runKernel(const char16_t* in, size_t size, uint8_t* out, size_t capacity) {
+    const auto& kernels = detail::kernels();
+    const auto kernel =
+        Order == std::endian::native ? kernels.utf16ToUtf32 : kernels.utf16ToUtf32Swapped;
+    return kernel(in, size, out, capacity);
+}
 
 } // namespace
 
@@ -40,7 +54,7 @@ int32_t BTCUTF32::convert(const signed char* in, int32_t* inPosition, int32_t in
     return window.finish(inPosition, outPosition);
 }
 
-RunLength BTCUTF32::convertRun(const void*, size_t, char16_t*, size_t) const { return {}; }
+RunLength BTCUTF32::convertRun(const uint8_t*, size_t, char16_t*, size_t) const { return {}; }
 
 int32_t CTBUTF32::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                           signed char* out, int32_t* outPosition, int32_t outCapacity) {
@@ -72,51 +86,26 @@ int32_t CTBUTF32::flush(signed char*, int32_t*, int32_t) {
     return 0;
 }
 
-void CTBUTF32::reset() { m_pending.clear(); }
+RunLength CTBUTF32::convertRun(const char16_t*, size_t, uint8_t*, size_t) const { return {}; }
 
-RunLength CTBUTF32::convertRun(const char16_t*, size_t, void*, size_t) const { return {}; }
+template <class Base, std::endian Order>
+OrderedUTF32<Base, Order>::OrderedUTF32()
+    : Base(Order == std::endian::little ? u"UTF-32LE" : u"UTF-32BE") {}
 
-template <std::endian Order>
-const char16_t* OrderedBTCUTF32<Order>::getEncodingName() const {
-    return Name<Order>;
-}
-
-template <std::endian Order>
-char32_t OrderedBTCUTF32<Order>::convertUTF32(char32_t value) const {
+template <class Base, std::endian Order>
+char32_t OrderedUTF32<Base, Order>::convertUTF32(char32_t value) const {
     return detail::ordered<Order>(value);
 }
 
-template <std::endian Order>
-RunLength OrderedBTCUTF32<Order>::convertRun(const void* in, size_t count, char16_t* out,
-                                             size_t capacity) const {
-    const auto& kernels = detail::kernels();
-    const auto kernel =
-        Order == std::endian::native ? kernels.utf32ToUtf16 : kernels.utf32SwappedToUtf16;
-    return kernel(static_cast<const uint8_t*>(in), count, out, capacity);
+template <class Base, std::endian Order>
+RunLength OrderedUTF32<Base, Order>::convertRun(const typename Base::RunIn* in, size_t size,
+                                                typename Base::RunOut* out, size_t capacity) const {
+    return runKernel<Order>(in, size, out, capacity);
 }
 
-template <std::endian Order>
-const char16_t* OrderedCTBUTF32<Order>::getEncodingName() const {
-    return Name<Order>;
-}
-
-template <std::endian Order>
-char32_t OrderedCTBUTF32<Order>::convertUTF32(char32_t value) const {
-    return detail::ordered<Order>(value);
-}
-
-template <std::endian Order>
-RunLength OrderedCTBUTF32<Order>::convertRun(const char16_t* in, size_t size, void* out,
-                                             size_t capacity) const {
-    const auto& kernels = detail::kernels();
-    const auto kernel =
-        Order == std::endian::native ? kernels.utf16ToUtf32 : kernels.utf16ToUtf32Swapped;
-    return kernel(in, size, static_cast<uint8_t*>(out), capacity);
-}
-
-template class OrderedBTCUTF32<std::endian::little>;
-template class OrderedBTCUTF32<std::endian::big>;
-template class OrderedCTBUTF32<std::endian::little>;
-template class OrderedCTBUTF32<std::endian::big>;
+template class OrderedUTF32<BTCUTF32, std::endian::little>;
+template class OrderedUTF32<BTCUTF32, std::endian::big>;
+template class OrderedUTF32<CTBUTF32, std::endian::little>;
+template class OrderedUTF32<CTBUTF32, std::endian::big>;
 
 } // namespace qx::text::charset

@@ -2,7 +2,6 @@
 
 #include <bit>
 
-#include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/RunLength.h>
 #include <qx/text/charset/UTF.h>
 
@@ -11,15 +10,20 @@ namespace qx::text::charset {
 /// Decodes UTF-32 of one byte order. Surrogates throw; values above U+10FFFF have no mapping.
 class QX_API BTCUTF32 : public ByteToCharUTF {
 public:
+    using ByteToCharUTF::ByteToCharUTF;
+
     int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
                     int32_t* outPosition, int32_t outCapacity) override;
     /// A value as the machine reads it from the bytes, put into its true order.
     virtual char32_t convertUTF32(char32_t value) const = 0;
 
 protected:
+    using RunIn = uint8_t;
+    using RunOut = char16_t;
+
     /// Converts the values at the start of @p count that are code points and fit; a derived class
     /// may leave all to convertUTF32.
-    virtual RunLength convertRun(const void* in, size_t count, char16_t* out,
+    virtual RunLength convertRun(const uint8_t* in, size_t count, char16_t* out,
                                  size_t capacity) const;
 };
 
@@ -27,53 +31,47 @@ protected:
 /// without its low one throws.
 class QX_API CTBUTF32 : public CharToByteUTF {
 public:
+    using CharToByteUTF::CharToByteUTF;
+
     int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
                     int32_t* outPosition, int32_t outCapacity) override;
+    /// A pending surrogate that is reported is forgotten.
     int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
     /// A value as the machine is to write it.
     virtual char32_t convertUTF32(char32_t value) const = 0;
 
 protected:
+    using RunIn = char16_t;
+    using RunOut = uint8_t;
+
     /// Converts the characters at the start of @p size units that are no lone surrogates, into at
     /// most @p capacity values; a derived class may leave all to convertUTF32.
-    virtual RunLength convertRun(const char16_t* in, size_t size, void* out, size_t capacity) const;
-
-private:
-    PendingSurrogate m_pending;
+    virtual RunLength convertRun(const char16_t* in, size_t size, uint8_t* out,
+                                 size_t capacity) const;
 };
 
-/// BTCUTF32 with its byte order.
-template <std::endian Order>
-class QX_API OrderedBTCUTF32 : public BTCUTF32 {
+/// BTCUTF32 or CTBUTF32 with its byte order.
+template <class Base, std::endian Order>
+class QX_API OrderedUTF32 : public Base {
 public:
-    const char16_t* getEncodingName() const override;
+    OrderedUTF32();
+
     char32_t convertUTF32(char32_t value) const final;
 
 protected:
-    RunLength convertRun(const void* in, size_t count, char16_t* out, size_t capacity) const final;
+    RunLength convertRun(const typename Base::RunIn* in, size_t size, typename Base::RunOut* out,
+                         size_t capacity) const final;
 };
 
-/// CTBUTF32 with its byte order.
-template <std::endian Order>
-class QX_API OrderedCTBUTF32 : public CTBUTF32 {
-public:
-    const char16_t* getEncodingName() const override;
-    char32_t convertUTF32(char32_t value) const final;
-
-protected:
-    RunLength convertRun(const char16_t* in, size_t size, void* out, size_t capacity) const final;
-};
-
-extern template class OrderedBTCUTF32<std::endian::little>;
-extern template class OrderedBTCUTF32<std::endian::big>;
-extern template class OrderedCTBUTF32<std::endian::little>;
-extern template class OrderedCTBUTF32<std::endian::big>;
+extern template class OrderedUTF32<BTCUTF32, std::endian::little>;
+extern template class OrderedUTF32<BTCUTF32, std::endian::big>;
+extern template class OrderedUTF32<CTBUTF32, std::endian::little>;
+extern template class OrderedUTF32<CTBUTF32, std::endian::big>;
 
 /// The four converters, each with its own byte order; a byte-order mark is an ordinary character.
-class QX_API BTCUTF32LE : public OrderedBTCUTF32<std::endian::little> {};
-class QX_API BTCUTF32BE : public OrderedBTCUTF32<std::endian::big> {};
-class QX_API CTBUTF32LE : public OrderedCTBUTF32<std::endian::little> {};
-class QX_API CTBUTF32BE : public OrderedCTBUTF32<std::endian::big> {};
+class QX_API BTCUTF32LE : public OrderedUTF32<BTCUTF32, std::endian::little> {};
+class QX_API BTCUTF32BE : public OrderedUTF32<BTCUTF32, std::endian::big> {};
+class QX_API CTBUTF32LE : public OrderedUTF32<CTBUTF32, std::endian::little> {};
+class QX_API CTBUTF32BE : public OrderedUTF32<CTBUTF32, std::endian::big> {};
 
 } // namespace qx::text::charset

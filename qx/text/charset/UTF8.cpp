@@ -76,16 +76,6 @@ int32_t BTCUTF8::convert(const signed char* in, int32_t* inPosition, int32_t inL
     return window.finish(inPosition, outPosition);
 }
 
-int32_t BTCUTF8::flush(char16_t*, int32_t*, int32_t) { return 0; }
-
-void BTCUTF8::reset() {}
-
-const char16_t* BTCUTF8::getEncodingName() const { return u"UTF-8"; }
-
-int32_t BTCUTF8::getMaxBytesPerChar() const { return 6; }
-
-int32_t BTCUTF8::getMaxCharsPerByte() const { return 4; }
-
 int32_t CTBUTF8::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                          signed char* out, int32_t* outPosition, int32_t outCapacity) {
     detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
@@ -116,13 +106,5 @@ int32_t CTBUTF8::flush(signed char*, int32_t*, int32_t) {
     m_pending.reportAndClear();
     return 0;
 }
-
-void CTBUTF8::reset() { m_pending.clear(); }
-
-const char16_t* CTBUTF8::getEncodingName() const { return u"UTF-8"; }
-
-int32_t CTBUTF8::getMaxBytesPerChar() const { return 6; }
-
-int32_t CTBUTF8::getMaxCharsPerByte() const { return 1; }
 
 } // namespace qx::text::charset

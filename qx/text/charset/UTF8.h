@@ -2,7 +2,6 @@
 
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
-#include <qx/text/charset/PendingSurrogate.h>
 
 namespace qx::text::charset {
 
@@ -11,13 +10,10 @@ namespace qx::text::charset {
 /// value they spell, surrogates throw, and only values above U+10FFFF are subject to substitution.
 class QX_API BTCUTF8 : public ByteToCharConverter {
 public:
+    BTCUTF8() : ByteToCharConverter({u"UTF-8", 6, 4}) {}
+
     int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
                     int32_t* outPosition, int32_t outCapacity) override;
-    int32_t flush(char16_t* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
-    const char16_t* getEncodingName() const override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
 
     /// Strict decoding, off at first: everything ill-formed, over-long forms, surrogates and values
     /// above U+10FFFF included, becomes one U+FFFD per maximal subpart, as on the web. Never
@@ -33,16 +29,12 @@ private:
 /// without its low one throws.
 class QX_API CTBUTF8 : public CharToByteConverter {
 public:
+    CTBUTF8() : CharToByteConverter({u"UTF-8", 6, 1}) {}
+
     int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
                     int32_t* outPosition, int32_t outCapacity) override;
+    /// A pending surrogate that is reported is forgotten.
     int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
-    void reset() override;
-    const char16_t* getEncodingName() const override;
-    int32_t getMaxBytesPerChar() const override;
-    int32_t getMaxCharsPerByte() const override;
-
-private:
-    PendingSurrogate m_pending;
 };
 
 } // namespace qx::text::charset
