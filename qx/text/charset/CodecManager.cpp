@@ -18,17 +18,9 @@ namespace qx::text::charset {
 namespace {
 
 /// The converter classes of one encoding name.
-class CodecClasses : public ComObject {
-public:
-    CodecClasses(const Class* encoder, const Class* decoder)
-        : m_encoder(encoder), m_decoder(decoder) {}
-
-    const Class* encoder() const { return m_encoder; }
-    const Class* decoder() const { return m_decoder; }
-
-private:
-    const Class* m_encoder;
-    const Class* m_decoder;
+struct CodecClasses {
+    const Class* encoder = nullptr;
+    const Class* decoder = nullptr;
 };
 
 /// A codec component offered for exactly this name, or null.
@@ -52,12 +44,12 @@ Object* wrap(Reference<IQXCharCodec> codec) {
 } // namespace
 
 struct CodecManager::Codecs {
-    Str1HashMap<Reference<CodecClasses>> byName{101, 0.75f};
+    Str1HashMap<CodecClasses> byName{101, 0.75f};
 };
 
 /// What differs between decoders and encoders.
 struct CodecManager::Direction {
-    const Class* (CodecClasses::*converterClass)() const;
+    const Class* CodecClasses::*converterClass;
     Object* (*wrapComponent)(Reference<IQXCharCodec> codec);
 };
 
@@ -76,15 +68,14 @@ void CodecManager::registerCodec(const char16_t* name, const char16_t* encoderCl
     const String key = detail::upperCaseName(name);
     if (m_codecs->byName.containsKey(key))
         return;
-    m_codecs->byName.put(key, makeReference<CodecClasses>(Class::forName(encoderClass),
-                                                          Class::forName(decoderClass)));
+    m_codecs->byName.put(key, {Class::forName(encoderClass), Class::forName(decoderClass)});
 }
 
 Object* CodecManager::create(const Direction& direction, const char16_t* name) const {
     const String key = detail::upperCaseName(name);
-    Reference<CodecClasses> classes;
+    CodecClasses classes;
     if (m_codecs->byName.get(key, &classes))
-        return (classes.get()->*direction.converterClass)()->createInstance();
+        return (classes.*direction.converterClass)->createInstance();
     if (Reference<IQXCharCodec> codec = findComponent(name))
         return direction.wrapComponent(std::move(codec));
     QXEncodingInfo info;

@@ -27,9 +27,9 @@ public:
     void registerCodec(const char16_t* name, const char16_t* encoderClass,
                        const char16_t* decoderClass);
 
-    /// A new decoder with count 0, null for an unknown name. A name without registration may belong
-    /// to a codec component, or be one of an encoding that has a registration or component under
-    /// another name.
+    /// A new decoder with count 0, null for an unknown name. For a name that is not registered, a
+    /// codec component of that name serves, or else what serves the encoding under its canonical
+    /// name.
     Object* getDecoder(const char16_t* name) const;
     /// The same for an encoder.
     Object* getEncoder(const char16_t* name) const;

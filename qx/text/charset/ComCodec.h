@@ -26,9 +26,9 @@ protected:
     ~IQXCharCodec() = default;
 };
 
-/// What a codec may offer beside IQXCharCodec: many characters with one call. The converters ask
-/// for it once; the character where a run ends goes through IQXCharCodec, which tells what is wrong
-/// with it.
+/// What a codec may offer beside IQXCharCodec: the conversion of many characters with one call. The
+/// converters ask for it once. The character at which a run ends goes through IQXCharCodec, which
+/// tells what is wrong with it.
 class IQXCharRunCodec : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
@@ -60,7 +60,8 @@ public:
     /// @throws ResultException when it fails to tell
     explicit BTCCom(Reference<IQXCharCodec> codec);
 
-    /// What the codec leaves as code point counts, whatever its result; U+FFFD when it leaves none.
+    /// Returns the code point that the codec stores, whatever its result; U+FFFD when it stores
+    /// none.
     char32_t convertBytes(const signed char* bytes, int32_t* count) override;
 
 protected:

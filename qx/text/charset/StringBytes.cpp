@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <ostream>
+#include <string>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
@@ -14,13 +16,28 @@
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/UTF8.h>
-#include <qx/text/charset/detail/AnsiBytes.h>
 #include <qx/text/charset/detail/Decode.h>
 #include <qx/text/charset/detail/EncoderStop.h>
 #include <qx/text/charset/detail/Kernels.h>
+#include <qx/util/buffer/RWBuffer.h>
 #include <qx/util/buffer/detail/BufferHold.h>
 
 namespace qx {
+
+/// The text in one encoding, followed by a 0 byte.
+class String::AnsiBytes : public util::RWByteBuffer {
+public:
+    /// @p encoding  name as the caller wrote it, null for the default encoding
+    explicit AnsiBytes(const char16_t* encoding) {
+        if (encoding)
+            m_encoding = encoding;
+    }
+    /// True for the same name but for the case of ASCII letters, or for no name twice.
+    bool isIn(const char16_t* encoding) const noexcept;
+
+private:
+    std::optional<std::u16string> m_encoding;
+};
 
 namespace {
 

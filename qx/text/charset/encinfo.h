@@ -1,6 +1,7 @@
 #pragma once
 
-/* Encodings by name and code page, for C and C++. */
+/// @file
+/// Encodings by name and code page, for C and C++.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>
@@ -9,22 +10,26 @@
 extern "C" {
 #endif
 
-/* 16 bytes. The name is 0-terminated and owned by the library. */
+/// An encoding with a code page. 16 bytes.
 typedef struct QXEncodingInfo {
+    /// 0-terminated and owned by the library.
     const char16_t* name;
     uint32_t codePage;
-    uint32_t reserved; /* 0 */
+    /// 0
+    uint32_t reserved;
 } QXEncodingInfo;
 
-/* Copies the records of all encodings into @p records. @p count holds the room of the array on
- * entry and receives the number of records. 0x80004009 when there is too little room, with nothing
- * copied: ask with 0 and a null array for the number. 0x80070057 for a null count, or a null array
- * with room. */
+/// Copies the records of all encodings into @p records. A caller may ask for their number first,
+/// with a count of 0 and a null array.
+/// @param count  the room in the array on entry, the number of records on return
+/// @return 0; 0x80004009 when there is too little room, with nothing copied; 0x80070057 for a null
+///     count, or for a null array with room
 QX_API int32_t QXEnumerateEncInfo(uint32_t* count, QXEncodingInfo* records);
 
-/* The record of a code page or of a name or alias in any letter case. 0x80070057 for a null
- * argument, 0x80004005 when there is none. */
+/// Stores the record of a code page.
+/// @return 0; 0x80070057 for a null argument, 0x80004005 when there is none
 QX_API int32_t QXGetEncInfoByCodePage(uint32_t codePage, QXEncodingInfo* record);
+/// The same for a name or an alias, in any letter case.
 QX_API int32_t QXGetEncInfoByName(const char16_t* name, QXEncodingInfo* record);
 
 #ifdef __cplusplus

@@ -217,8 +217,7 @@ QX_TARGET_AVX2 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* o
             widenAsciiBlocks(in + done.read, std::min(size - done.read, capacity - done.written),
                              out + done.written);
         if (ascii != 0) {
-            done.read += ascii;
-            done.written += ascii;
+            done += {ascii, ascii};
             continue;
         }
         const __m256i block = load(in + done.read);
@@ -354,8 +353,7 @@ QX_TARGET_AVX2 RunLength utf16ToUtf8(const char16_t* in, size_t size, uint8_t* o
             narrowBlocks(in + done.read, std::min(size - done.read, capacity - done.written),
                          out + done.written, c.uFF80);
         if (ascii != 0) {
-            done.read += ascii;
-            done.written += ascii;
+            done += {ascii, ascii};
             continue;
         }
         const __m256i block = load(in + done.read);

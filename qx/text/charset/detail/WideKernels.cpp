@@ -110,8 +110,7 @@ RunLength mixed(const In* in, size_t size, Out* out, size_t capacity) {
         const size_t room = capacity - done.written;
         const size_t ascii =
             Ascii(in + done.read, std::min(size - done.read, room), out + done.written);
-        done.read += ascii;
-        done.written += ascii;
+        done += {ascii, ascii};
         const RunLength next =
             (PlainKernels.*Plain)(in + done.read, std::min(size - done.read, Window),
                                   out + done.written, capacity - done.written);
@@ -136,65 +135,6 @@ void storeLongs(Bytes bytes, uint8_t* out) {
                                             14, 13, 12)
                   : bytes,
           out);
-}
-
-template <bool Swapped>
-RunLength fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
-    constexpr auto Plain = Swapped ? &KernelSet::utf32SwappedToUtf16 : &KernelSet::utf32ToUtf16;
-    RunLength done;
-    while (units - done.read >= 8 && capacity - done.written >= 8) {
-        const uint8_t* from = in + 4 * done.read;
-        char16_t* to = out + done.written;
-        const Longs low = loadLongs<Swapped>(from);
-        const Longs high = loadLongs<Swapped>(from + 16);
-        const auto surrogates =
-            ((low & 0xFFFFF800u) == 0xD800u) | ((high & 0xFFFFF800u) == 0xD800u);
-        if (isZero((low | high) >> 16) && isZero(surrogates)) {
-            store(__builtin_shufflevector(reinterpret_cast<Units>(low),
-                                          reinterpret_cast<Units>(high), 0, 2, 4, 6, 8, 10, 12, 14),
-                  to);
-            done.read += 8;
-            done.written += 8;
-            continue;
-        }
-        const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacity - done.written);
-        done += next;
-        if (next.read != 8)
-            return done;
-    }
-    const RunLength rest = (PlainKernels.*Plain)(in + 4 * done.read, units - done.read,
-                                                 out + done.written, capacity - done.written);
-    return done += rest;
-}
-
-template <bool Swapped>
-RunLength toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
-    constexpr auto Plain = Swapped ? &KernelSet::utf16ToUtf32Swapped : &KernelSet::utf16ToUtf32;
-    RunLength done;
-    while (size - done.read >= 8 && capacityInUnits - done.written >= 8) {
-        const char16_t* from = in + done.read;
-        uint8_t* to = out + 4 * done.written;
-        const Units units = load<Units>(from);
-        if (isZero((units & 0xF800) == 0xD800)) {
-            const Units zero = {};
-            storeLongs<Swapped>(reinterpret_cast<Bytes>(
-                                    __builtin_shufflevector(units, zero, 0, 8, 1, 9, 2, 10, 3, 11)),
-                                to);
-            storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
-                                    units, zero, 4, 12, 5, 13, 6, 14, 7, 15)),
-                                to + 16);
-            done.read += 8;
-            done.written += 8;
-            continue;
-        }
-        const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacityInUnits - done.written);
-        done += next;
-        if (next.read < 7) // 7: a pair straddles the end of the block
-            return done;
-    }
-    const RunLength rest = (PlainKernels.*Plain)(
-        in + done.read, size - done.read, out + 4 * done.written, capacityInUnits - done.written);
-    return done += rest;
 }
 
 void swapUnits(const void* in, void* out, size_t units) {
@@ -253,35 +193,76 @@ constexpr auto NarrowAscii = narrowBelow<0x80, &KernelSet::narrowAscii>;
 
 } // namespace
 
-namespace wide {
-
-RunLength utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
-    return fromUtf32<false>(in, units, out, capacity);
+template <bool Swapped>
+RunLength wide::fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
+    constexpr auto Plain = Swapped ? &KernelSet::utf32SwappedToUtf16 : &KernelSet::utf32ToUtf16;
+    RunLength done;
+    while (units - done.read >= 8 && capacity - done.written >= 8) {
+        const uint8_t* from = in + 4 * done.read;
+        char16_t* to = out + done.written;
+        const Longs low = loadLongs<Swapped>(from);
+        const Longs high = loadLongs<Swapped>(from + 16);
+        const auto surrogates =
+            ((low & 0xFFFFF800u) == 0xD800u) | ((high & 0xFFFFF800u) == 0xD800u);
+        if (isZero((low | high) >> 16) && isZero(surrogates)) {
+            store(__builtin_shufflevector(reinterpret_cast<Units>(low),
+                                          reinterpret_cast<Units>(high), 0, 2, 4, 6, 8, 10, 12, 14),
+                  to);
+            done += {8, 8};
+            continue;
+        }
+        const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacity - done.written);
+        done += next;
+        if (next.read != 8)
+            return done;
+    }
+    const RunLength rest = (PlainKernels.*Plain)(in + 4 * done.read, units - done.read,
+                                                 out + done.written, capacity - done.written);
+    return done += rest;
 }
 
-RunLength utf32SwappedToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
-    return fromUtf32<true>(in, units, out, capacity);
+template <bool Swapped>
+RunLength wide::toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
+    constexpr auto Plain = Swapped ? &KernelSet::utf16ToUtf32Swapped : &KernelSet::utf16ToUtf32;
+    RunLength done;
+    while (size - done.read >= 8 && capacityInUnits - done.written >= 8) {
+        const char16_t* from = in + done.read;
+        uint8_t* to = out + 4 * done.written;
+        const Units units = load<Units>(from);
+        if (isZero((units & 0xF800) == 0xD800)) {
+            const Units zero = {};
+            storeLongs<Swapped>(reinterpret_cast<Bytes>(
+                                    __builtin_shufflevector(units, zero, 0, 8, 1, 9, 2, 10, 3, 11)),
+                                to);
+            storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
+                                    units, zero, 4, 12, 5, 13, 6, 14, 7, 15)),
+                                to + 16);
+            done += {8, 8};
+            continue;
+        }
+        const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacityInUnits - done.written);
+        done += next;
+        if (next.read < 7) // 7: a pair straddles the end of the block
+            return done;
+    }
+    const RunLength rest = (PlainKernels.*Plain)(
+        in + done.read, size - done.read, out + 4 * done.written, capacityInUnits - done.written);
+    return done += rest;
 }
 
-RunLength utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits) {
-    return toUtf32<false>(in, size, out, capacityInUnits);
-}
-
-RunLength utf16ToUtf32Swapped(const char16_t* in, size_t size, uint8_t* out,
-                              size_t capacityInUnits) {
-    return toUtf32<true>(in, size, out, capacityInUnits);
-}
-
-} // namespace wide
+template RunLength wide::fromUtf32<false>(const uint8_t*, size_t, char16_t*, size_t);
+template RunLength wide::fromUtf32<true>(const uint8_t*, size_t, char16_t*, size_t);
+template RunLength wide::toUtf32<false>(const char16_t*, size_t, uint8_t*, size_t);
+template RunLength wide::toUtf32<true>(const char16_t*, size_t, uint8_t*, size_t);
 
 constinit const KernelSet WideKernels = {
     .name = "wide",
     .utf8ToUtf16 = mixed<widenAscii, &KernelSet::utf8ToUtf16, uint8_t, char16_t>,
     .utf16ToUtf8 = mixed<NarrowAscii, &KernelSet::utf16ToUtf8, char16_t, uint8_t>,
-    .utf32ToUtf16 = wide::utf32ToUtf16,
-    .utf32SwappedToUtf16 = wide::utf32SwappedToUtf16,
-    .utf16ToUtf32 = wide::utf16ToUtf32,
-    .utf16ToUtf32Swapped = wide::utf16ToUtf32Swapped,
+    .utf32ToUtf16 = wide::fromUtf32<false>,
+    .utf32SwappedToUtf16 = wide::fromUtf32<true>,
+    .utf16ToUtf32 = wide::toUtf32<false>,
+    .utf16ToUtf32Swapped = wide::toUtf32<true>,
     .swapUnits = swapUnits,
     .widenLatin1 = widenLatin1,
     .widenAscii = widenAscii,

@@ -9,11 +9,11 @@ extern const KernelSet WideKernels;
 
 namespace wide {
 
-RunLength utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
-RunLength utf32SwappedToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
-RunLength utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits);
-RunLength utf16ToUtf32Swapped(const char16_t* in, size_t size, uint8_t* out,
-                              size_t capacityInUnits);
+/// @tparam Swapped  for UTF-32 in big-endian order
+template <bool Swapped>
+RunLength fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
+template <bool Swapped>
+RunLength toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t capacityInUnits);
 
 } // namespace wide
 
