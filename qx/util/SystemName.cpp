@@ -35,9 +35,9 @@ String shown(std::string_view name) {
             text += static_cast<char16_t>(code);
             continue;
         }
-        text += u"\\x";
-        text += static_cast<char16_t>(qx::platform::hexDigit(code >> 4));
-        text += static_cast<char16_t>(qx::platform::hexDigit(code & 0xF));
+        char16_t escape[] = u"\\x__";
+        qx::platform::writeHex<2>(code, escape + 2);
+        text += escape;
     }
     return text;
 }

@@ -8,7 +8,6 @@
 
 namespace qx::i18n::detail {
 
-using qx::platform::hexDigit;
 using qx::platform::hexValue;
 using text::charset::isHighSurrogate;
 using text::charset::isLowSurrogate;
@@ -34,9 +33,8 @@ bool isContinued(std::u16string_view line) {
 
 /// "001F"
 std::u16string fourDigits(char32_t unit) {
-    std::u16string digits;
-    for (int shift = 12; shift >= 0; shift -= 4)
-        digits += static_cast<char16_t>(hexDigit((static_cast<unsigned>(unit) >> shift) & 0xFu));
+    std::u16string digits(4, u'\0');
+    qx::detail::writeHex<4>(unit, digits.data());
     return digits;
 }
 

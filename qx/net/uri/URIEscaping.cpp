@@ -61,9 +61,7 @@ char32_t takeCharacter(std::u16string_view& text) {
 
 char16_t* writeEscape(uint8_t byte, char16_t* out) {
     *out++ = u'%';
-    *out++ = static_cast<char16_t>(qx::platform::hexDigit(byte >> 4));
-    *out++ = static_cast<char16_t>(qx::platform::hexDigit(byte & 0xFu));
-    return out;
+    return qx::platform::writeHex<2>(byte, out);
 }
 
 /// Length of @p text in escaped form.

@@ -26,11 +26,10 @@ T numberIn(const std::vector<uint8_t>& data) {
 }
 
 String hexadecimal(const std::vector<uint8_t>& bytes) {
-    std::u16string text;
-    for (const uint8_t byte : bytes) {
-        text += static_cast<char16_t>(qx::platform::hexDigit(byte >> 4));
-        text += static_cast<char16_t>(qx::platform::hexDigit(byte & 0xFu));
-    }
+    std::u16string text(2 * bytes.size(), u'\0');
+    char16_t* end = text.data();
+    for (const uint8_t byte : bytes)
+        end = qx::platform::writeHex<2>(byte, end);
     return String(std::u16string_view(text));
 }
 
