@@ -18,16 +18,6 @@ int32_t store(Pointer* out, Operation&& operation) noexcept {
 } // namespace
 
 template <class Unit>
-int32_t AbstractBuffer<Unit>::GetLength() const {
-    return getLength();
-}
-
-template <class Unit>
-const Unit* AbstractBuffer<Unit>::GetData() const {
-    return getData();
-}
-
-template <class Unit>
 int32_t AbstractBuffer<Unit>::GetReadLock(const Unit** data) const {
     return store(data, [&] { return getReadLock(); });
 }
@@ -35,11 +25,6 @@ int32_t AbstractBuffer<Unit>::GetReadLock(const Unit** data) const {
 template <class Unit>
 int32_t AbstractBuffer<Unit>::ReleaseReadLock() const {
     return resultOf([&] { releaseReadLock(); });
-}
-
-template <class Unit>
-int16_t AbstractBuffer<Unit>::IsWritable() const {
-    return isWritable() ? 1 : 0;
 }
 
 template <class Unit>

@@ -30,11 +30,11 @@ public:
 
     bool isEmpty() const { return getLength() == 0; }
 
-    int32_t GetLength() const override;
-    const Unit* GetData() const override;
+    int32_t GetLength() const override { return getLength(); }
+    const Unit* GetData() const override { return getData(); }
     int32_t GetReadLock(const Unit** data) const override;
     int32_t ReleaseReadLock() const override;
-    int16_t IsWritable() const override;
+    int16_t IsWritable() const override { return isWritable() ? 1 : 0; }
     int32_t GetWriteLock(int32_t capacity, Unit** data) override;
     int32_t EnsureCapacity(int32_t capacity, Unit** data) override;
     int32_t ReleaseWriteLock(int32_t length) override;

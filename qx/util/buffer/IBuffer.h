@@ -11,9 +11,9 @@ namespace qx::util {
 /// Buffer through which a callee hands a variable amount of @p Unit back to a caller that owns the
 /// storage: bytes (signed char) or UTF-16 units (char16_t). All counts are in units.
 ///
-/// To fill a buffer: GetWriteLock for the most that may be written, write, ReleaseWriteLock with
-/// what was written. Who needs more room in between calls EnsureCapacity and goes on at the new
-/// address.
+/// To fill a buffer, call GetWriteLock with the most units that may come, write, and call
+/// ReleaseWriteLock with the number of units written. Whoever needs more room in between calls
+/// EnsureCapacity and goes on at the new address.
 template <class Unit>
 class IBuffer : public IQXUnknown {
 public:

@@ -10,13 +10,6 @@
 namespace qx::util {
 
 template <class Unit>
-MTBuffer<Unit>::MTBuffer(int32_t capacity) : RWBuffer<Unit>(capacity) {}
-
-template <class Unit>
-MTBuffer<Unit>::MTBuffer(const Unit* data, int32_t length, int32_t capacity)
-    : RWBuffer<Unit>(data, length, capacity) {}
-
-template <class Unit>
 MTBuffer<Unit>::MTBuffer(const MTBuffer& other) : RWBuffer<Unit>(other.snapshot()) {}
 
 template <class Unit>

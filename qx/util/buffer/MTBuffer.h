@@ -17,8 +17,7 @@ template <class Unit>
 class QX_API MTBuffer : public RWBuffer<Unit> {
 public:
     MTBuffer() = default;
-    explicit MTBuffer(int32_t capacity);
-    MTBuffer(const Unit* data, int32_t length, int32_t capacity = 0);
+    using RWBuffer<Unit>::RWBuffer;
     /// Holds @p other for reading meanwhile.
     MTBuffer(const MTBuffer& other);
     /// Holds @p other for reading, then this buffer for writing.

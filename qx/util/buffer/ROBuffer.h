@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/platform/result.h>
 #include <qx/util/buffer/AbstractBuffer.h>
 
 namespace qx::util {
@@ -15,20 +16,20 @@ public:
     ROBuffer(const Unit* data, int32_t length, int32_t /*capacity*/ = 0) noexcept
         : m_data(data), m_length(length) {}
 
-    int32_t getLength() const override;
-    const Unit* getData() const override;
-    const Unit* getReadLock() const override;
-    void releaseReadLock() const override;
-    bool isWritable() const override;
+    int32_t getLength() const override { return m_length; }
+    const Unit* getData() const override { return m_data; }
+    const Unit* getReadLock() const override { return m_data; }
+    void releaseReadLock() const override {}
+    bool isWritable() const override { return false; }
     /// Null: there is nothing to write to. The interface methods fail with result::NotImplemented.
-    Unit* getWriteLock(int32_t capacity) override;
-    Unit* ensureCapacity(int32_t capacity) override;
-    void releaseWriteLock(int32_t length) override;
-    void freeExtra() override;
+    Unit* getWriteLock(int32_t /*capacity*/) override { return nullptr; }
+    Unit* ensureCapacity(int32_t /*capacity*/) override { return nullptr; }
+    void releaseWriteLock(int32_t /*length*/) override {}
+    void freeExtra() override {}
 
     int32_t GetWriteLock(int32_t capacity, Unit** data) override;
     int32_t EnsureCapacity(int32_t capacity, Unit** data) override;
-    int32_t ReleaseWriteLock(int32_t length) override;
+    int32_t ReleaseWriteLock(int32_t /*length*/) override { return result::NotImplemented; }
 
 private:
     const Unit* m_data = nullptr;

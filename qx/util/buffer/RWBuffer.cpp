@@ -8,11 +8,6 @@
 namespace qx::util {
 
 template <class Unit>
-RWBuffer<Unit>::RWBuffer(int32_t capacity) {
-    allocBuffer(capacity);
-}
-
-template <class Unit>
 RWBuffer<Unit>::RWBuffer(const Unit* data, int32_t length, int32_t capacity) {
     const int32_t count = data ? std::max(length, 0) : 0;
     allocBuffer(std::max(count, capacity));
@@ -46,34 +41,6 @@ RWBuffer<Unit>& RWBuffer<Unit>::operator=(RWBuffer&& other) noexcept {
 }
 
 template <class Unit>
-int32_t RWBuffer<Unit>::getLength() const {
-    return m_length;
-}
-
-template <class Unit>
-const Unit* RWBuffer<Unit>::getData() const {
-    return m_storage.get();
-}
-
-template <class Unit>
-const Unit* RWBuffer<Unit>::getReadLock() const {
-    return m_storage.get();
-}
-
-template <class Unit>
-void RWBuffer<Unit>::releaseReadLock() const {}
-
-template <class Unit>
-bool RWBuffer<Unit>::isWritable() const {
-    return true;
-}
-
-template <class Unit>
-Unit* RWBuffer<Unit>::getWriteLock(int32_t capacity) {
-    return RWBuffer::ensureCapacity(capacity);
-}
-
-template <class Unit>
 Unit* RWBuffer<Unit>::ensureCapacity(int32_t capacity) {
     if (m_capacity < capacity)
         reallocBuffer(capacity);
@@ -88,10 +55,12 @@ void RWBuffer<Unit>::releaseWriteLock(int32_t length) {
 
 template <class Unit>
 void RWBuffer<Unit>::freeExtra() {
-    if (m_length == 0)
-        freeBuffer();
-    else if (detail::adjustedCapacity(m_length) < m_capacity)
+    if (m_length == 0) {
+        m_storage.reset();
+        m_capacity = 0;
+    } else if (detail::adjustedCapacity(m_length) < m_capacity) {
         reallocBuffer(m_length);
+    }
 }
 
 template <class Unit>
@@ -112,12 +81,6 @@ void RWBuffer<Unit>::reallocBuffer(int32_t capacity) {
     std::copy_n(m_storage.get(), std::min(m_capacity, adjusted), storage.get());
     m_storage = std::move(storage);
     m_capacity = adjusted;
-}
-
-template <class Unit>
-void RWBuffer<Unit>::freeBuffer() noexcept {
-    m_storage.reset();
-    m_capacity = 0;
 }
 
 template class RWBuffer<signed char>;

@@ -15,7 +15,7 @@ template <class Unit>
 class QX_API RWBuffer : public AbstractBuffer<Unit> {
 public:
     RWBuffer() noexcept = default;
-    explicit RWBuffer(int32_t capacity);
+    explicit RWBuffer(int32_t capacity) { allocBuffer(capacity); }
     /// Copies @p length units into storage for at least @p capacity.
     RWBuffer(const Unit* data, int32_t length, int32_t capacity = 0);
     RWBuffer(const RWBuffer& other);
@@ -23,12 +23,12 @@ public:
     RWBuffer& operator=(const RWBuffer& other);
     RWBuffer& operator=(RWBuffer&& other) noexcept;
 
-    int32_t getLength() const override;
-    const Unit* getData() const override;
-    const Unit* getReadLock() const override;
-    void releaseReadLock() const override;
-    bool isWritable() const override;
-    Unit* getWriteLock(int32_t capacity) override;
+    int32_t getLength() const override { return m_length; }
+    const Unit* getData() const override { return m_storage.get(); }
+    const Unit* getReadLock() const override { return m_storage.get(); }
+    void releaseReadLock() const override {}
+    bool isWritable() const override { return true; }
+    Unit* getWriteLock(int32_t capacity) override { return RWBuffer::ensureCapacity(capacity); }
     Unit* ensureCapacity(int32_t capacity) override;
     /// A length beyond the capacity is cut to it.
     void releaseWriteLock(int32_t length) override;
@@ -40,7 +40,6 @@ public:
 private:
     void allocBuffer(int32_t capacity);
     void reallocBuffer(int32_t capacity);
-    void freeBuffer() noexcept;
 
     std::unique_ptr<Unit[]> m_storage;
     int32_t m_capacity = 0;
