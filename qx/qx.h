@@ -14,7 +14,7 @@
 #include <qx/collections/IndexedRange.h>
 #include <qx/collections/InputIterator.h>
 #include <qx/collections/IntegerHashMap.h>
-#include <qx/collections/KeyedWalk.h>
+#include <qx/collections/KeyedMap.h>
 #include <qx/collections/List.h>
 #include <qx/collections/Map.h>
 #include <qx/collections/Set.h>
@@ -59,6 +59,7 @@
 #include <qx/core/ObjectMemory.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
+#include <qx/core/RequireCast.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/Str1.h>

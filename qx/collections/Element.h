@@ -2,10 +2,10 @@
 
 #include <type_traits>
 
-#include <qx/core/Exception.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
+#include <qx/core/RequireCast.h>
 #include <qx/core/Required.h>
 
 // The step between the typed elements of a facade and the component objects in what it wraps.
@@ -33,9 +33,7 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
     } else {
         if (!element)
             return nullptr;
-        auto* const typed = qx::pcom::objectBehind<T>(element.get());
-        if (!typed)
-            throw CastFailedException();
+        T* const typed = &requireCast(qx::pcom::objectBehind<T>(element.get()));
         // Another pointer may be that of a stranger who stands in front of the object.
         if (typed->GetUnknown() != element.get())
             return Reference<T>(typed);
@@ -50,12 +48,7 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
 template <class Facade>
 const Object& unwrapped(const Object& other) {
     const auto* const facade = dynamic_cast<const Facade*>(&other);
-    if (!facade)
-        return other;
-    const auto* const object = qx::pcom::objectBehind<const Object>(facade->getWrapped());
-    if (!object)
-        throw CastFailedException();
-    return *object;
+    return facade ? requireCast(qx::pcom::objectBehind<const Object>(facade->getWrapped())) : other;
 }
 
 } // namespace qx::collections

@@ -6,6 +6,7 @@
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/core/ObjectBehind.h>
+#include <qx/core/RequireCast.h>
 
 namespace qx::collections {
 
@@ -21,10 +22,9 @@ public:
     bool hasNext() const { return m_entries->hasNext(); }
     std::pair<Reference<K>, Reference<V>> next() {
         const Reference<IQXUnknown> element = m_entries->next();
-        const auto* const entry = qx::pcom::objectBehind<const pcom::MapEntry>(element.get());
-        if (!entry)
-            throw CastFailedException();
-        return {elementAs<K>(entry->getKey()), elementAs<V>(entry->getValue())};
+        const auto& entry =
+            requireCast(qx::pcom::objectBehind<const pcom::MapEntry>(element.get()));
+        return {elementAs<K>(entry.getKey()), elementAs<V>(entry.getValue())};
     }
 
 private:

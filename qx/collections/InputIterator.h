@@ -12,10 +12,9 @@ namespace qx::collections {
 /// A walk by hasNext and next as an input iterator of the language, for range-based for and the
 /// algorithms that take a sentinel. Its end is std::default_sentinel.
 ///
-/// @p Source is an iterator interface or class, held by @p Holder; what its next returns is the
-/// value. The element is
-/// fetched when the place is reached, by the constructor or ++, and held there; what next throws
-/// comes out of those. Copies share the walk, as input iterators do.
+/// @p Source is an iterator interface or class, held by @p Holder; the value is what its next
+/// returns. The constructor and ++ fetch the element and hold it, and what next throws comes out of
+/// those. Copies share the walk, as those of input iterators do.
 template <class Source, class Holder = Reference<Source>>
 class InputIterator {
 public:
@@ -62,9 +61,9 @@ concept Walk = requires(T& walk) {
     walk.next();
 };
 
-/// A collection whose elements are input iterators of the above kind.
+/// A walk, or a collection or map with input iterators of the above kind.
 template <class T>
-concept WalkedCollection = requires(T& collection) {
+concept Iterable = Walk<T> || requires(T& collection) {
     { std::ranges::end(collection) } -> std::same_as<std::default_sentinel_t>;
 };
 
@@ -72,37 +71,32 @@ concept WalkedCollection = requires(T& collection) {
 
 namespace qx {
 
-// A reference to a walk is an input range of what is left of it, one to a collection or map of its
-// elements, also where the reference is a temporary:
+// A reference to a walk is an input range of the elements that the walk has left, one to a
+// collection or map of all its elements. The reference may be a temporary:
 //
 //     for (const RegistryKey& subkey : key.getSubkeyIterator())
 //
 // Templates, and twice, because std::ranges::begin and end accept only an exact match.
 
-template <collections::Walk T>
-collections::InputIterator<T> begin(const Reference<T>& walk) {
-    return collections::InputIterator<T>(walk);
+template <collections::Iterable T>
+auto begin(const Reference<T>& iterated) {
+    if constexpr (collections::Walk<T>)
+        return collections::InputIterator<T>(iterated);
+    else
+        return std::ranges::begin(*iterated);
 }
-template <collections::Walk T>
-collections::InputIterator<T> begin(Reference<T>& walk) {
-    return collections::InputIterator<T>(walk);
-}
-template <collections::WalkedCollection T>
-auto begin(const Reference<T>& collection) {
-    return std::ranges::begin(*collection);
-}
-template <collections::WalkedCollection T>
-auto begin(Reference<T>& collection) {
-    return std::ranges::begin(*collection);
+template <collections::Iterable T>
+auto begin(Reference<T>& iterated) {
+    return begin(std::as_const(iterated));
 }
 
-template <class T>
-requires collections::Walk<T> || collections::WalkedCollection<T> std::default_sentinel_t
-end(const Reference<T>&)
-noexcept { return {}; }
-template <class T>
-requires collections::Walk<T> || collections::WalkedCollection<T> std::default_sentinel_t
-end(Reference<T>&)
-noexcept { return {}; }
+template <collections::Iterable T>
+std::default_sentinel_t end(const Reference<T>&) noexcept {
+    return {};
+}
+template <collections::Iterable T>
+std::default_sentinel_t end(Reference<T>&) noexcept {
+    return {};
+}
 
 } // namespace qx

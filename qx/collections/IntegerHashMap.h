@@ -1,11 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <iterator>
-#include <memory>
-#include <utility>
-
-#include <qx/collections/KeyedWalk.h>
+#include <qx/collections/KeyedMap.h>
 #include <qx/collections/Set.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Object.h>
@@ -14,25 +9,13 @@
 
 namespace qx::collections {
 
-/// Hash map from 32-bit integers to objects, which it holds by references; null is a value.
-///
-/// The bucket of a key is the key, taken as unsigned, modulo the number of buckets; a new entry
-/// goes to the end of its bucket. When as many entries as buckets times load factor are there, the
-/// next new key makes the table grow to 2 n + 1 buckets; it never shrinks. Looking up, putting and
-/// removing cost constant time on average. Memory for the buckets is taken with the first entry.
-///
-/// For one thread at a time. Values may use the map while they go.
-class QX_API IntegerHashMap : public Object {
+/// Hash map from 32-bit integers to objects. The hash of a key is the key, taken as unsigned.
+class QX_API IntegerHashMap : public KeyedMap<IntegerEntry> {
 public:
-    static constexpr int DEFAULT_CAPACITY = 101;
-    static constexpr float DEFAULT_LOAD = 0.75f;
-
     /// @param capacity  buckets, at least 1
     /// @param loadFactor  entries per bucket from which on the table grows, above 0
     /// @throws RangeErrorException when either is out of range
     explicit IntegerHashMap(int capacity = DEFAULT_CAPACITY, float loadFactor = DEFAULT_LOAD);
-    IntegerHashMap(const IntegerHashMap&) = delete;
-    IntegerHashMap& operator=(const IntegerHashMap&) = delete;
     ~IntegerHashMap() override;
 
     /// Keeps the number of buckets.
@@ -49,25 +32,6 @@ public:
     virtual Reference<Object> remove(int key);
     /// A new set of the keys as they are now.
     virtual Reference<const Set<Integer32>> createKeySet() const;
-
-    /// Number of buckets.
-    int getCapacity() const noexcept;
-
-    /// Calls @p visit (int key, Object* value) for every entry, bucket by bucket from 0 up and in
-    /// each from the oldest entry to the newest. The map keeps the value.
-    /// @throws Exception when the visit has put a new key, removed one or cleared the map
-    template <class Visitor>
-    void forEach(Visitor&& visit) const {
-        KeyedWalk<IntegerEntry>(*m_table).run(std::forward<Visitor>(visit));
-    }
-
-    /// An input range of the entries in that order, each a pair of the key and a pointer
-    /// to the value. Moving on throws what forEach throws.
-    KeyedIterator<IntegerEntry> begin() const { return KeyedIterator<IntegerEntry>(*m_table); }
-    std::default_sentinel_t end() const noexcept { return {}; }
-
-private:
-    const std::unique_ptr<detail::KeyedTable<IntegerEntry>> m_table;
 };
 
 } // namespace qx::collections

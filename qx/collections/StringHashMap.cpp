@@ -1,6 +1,7 @@
 #include "qx/collections/StringHashMap.h"
 
 #include <qx/collections/detail/KeyedTable.h>
+#include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/core/TextView.h>
 #include <qx/util/buffer/detail/WithUnits.h>
@@ -9,46 +10,44 @@ namespace qx::collections {
 
 using util::detail::withUnits;
 
-StringHashMap::StringHashMap(int capacity, float loadFactor)
-    : m_table(std::make_unique<detail::KeyedTable<TextEntry>>(capacity, loadFactor)) {}
+StringHashMap::StringHashMap(int capacity, float loadFactor) : KeyedMap(capacity, loadFactor) {}
 
 StringHashMap::~StringHashMap() {
-    while (m_table->size() != 0) // a value that goes away may put others
-        m_table->clear();
+    detail::releaseAll(*this, [this] { table().clear(); });
 }
 
-void StringHashMap::clear() { m_table->clear(); }
+void StringHashMap::clear() { table().clear(); }
 
 Reference<Object> StringHashMap::get(const char16_t* key, int length) const {
-    return m_table->get(TextView(key, length));
+    return table().get(TextView(key, length));
 }
 
 Reference<Object> StringHashMap::get(const String& key) const {
-    return withUnits(key, [this](std::u16string_view units) { return m_table->get(units); });
+    return withUnits(key, [this](std::u16string_view units) { return table().get(units); });
 }
 
-int StringHashMap::getSize() const { return m_table->size(); }
+int StringHashMap::getSize() const { return table().size(); }
 
 bool StringHashMap::containsKey(const char16_t* key, int length) const {
-    return m_table->peek(TextView(key, length)) != nullptr;
+    return table().peek(TextView(key, length)) != nullptr;
 }
 
 bool StringHashMap::containsKey(const String& key) const {
     return withUnits(key,
-                     [this](std::u16string_view units) { return m_table->peek(units) != nullptr; });
+                     [this](std::u16string_view units) { return table().peek(units) != nullptr; });
 }
 
-bool StringHashMap::isEmpty() const { return m_table->size() == 0; }
+bool StringHashMap::isEmpty() const { return table().size() == 0; }
 
 Reference<Object> StringHashMap::put(const String& key, Object* value) {
     // A value that nobody holds yet goes even when the key cannot be read.
     const Reference<Object> held(key.isInForeignBuffer() ? value : nullptr);
-    const auto putUnits = [&](std::u16string_view units) { return m_table->put(units, value); };
+    const auto putUnits = [&](std::u16string_view units) { return table().put(units, value); };
     return withUnits(key, putUnits);
 }
 
 Reference<Object> StringHashMap::remove(const String& key) {
-    return withUnits(key, [this](std::u16string_view units) { return m_table->remove(units); });
+    return withUnits(key, [this](std::u16string_view units) { return table().remove(units); });
 }
 
 Reference<const Set<String>> StringHashMap::createKeySet() const {
@@ -58,7 +57,5 @@ Reference<const Set<String>> StringHashMap::createKeySet() const {
     });
     return makeReference<Set<String>>(keys.get());
 }
-
-int StringHashMap::getCapacity() const noexcept { return m_table->storage().length(); }
 
 } // namespace qx::collections

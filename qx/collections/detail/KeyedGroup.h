@@ -62,7 +62,7 @@ public:
     /// Makes a place for an entry behind those of its bucket. The group must not be full.
     Entry& append(const Marking& marking, uint32_t mark) noexcept {
         if (isLarge()) [[unlikely]]
-            return insertIntoLarge(endOfBucket(marking, mark), mark);
+            return insertIntoLarge(startOfBucket(marking, marking.bucket(mark) + 1), mark);
         // Written only when it changes: a capacity that is read right behind waits for the write.
         if (!m_isMixed && m_count > 0 && marking.bucket(lastMark()) > marking.bucket(mark))
             m_isMixed = true;
@@ -73,7 +73,7 @@ public:
     /// nothing may have been appended to it.
     Entry& prepend(const Marking& marking, uint32_t mark) noexcept {
         if (isLarge()) [[unlikely]]
-            return insertIntoLarge(startOfBucket(marking, mark), mark);
+            return insertIntoLarge(startOfBucket(marking, marking.bucket(mark)), mark);
         if (!m_isMixed && m_count > 0 && marking.bucket(lastMark()) >= marking.bucket(mark))
             m_isMixed = true;
         return addToSmall(mark);
@@ -212,20 +212,10 @@ private:
         return positions;
     }
 
-    uint32_t startOfBucket(const Marking& marking, uint32_t mark) const noexcept {
-        return static_cast<uint32_t>(std::partition_point(marks(), marks() + m_count,
-                                                          [&](uint8_t some) {
-                                                              return marking.bucket(some) <
-                                                                     marking.bucket(mark);
-                                                          }) -
-                                     marks());
-    }
-    uint32_t endOfBucket(const Marking& marking, uint32_t mark) const noexcept {
-        return static_cast<uint32_t>(std::partition_point(marks(), marks() + m_count,
-                                                          [&](uint8_t some) {
-                                                              return marking.bucket(some) <=
-                                                                     marking.bucket(mark);
-                                                          }) -
+    /// Where the entries of @p bucket, or else those behind it, begin in a large group.
+    uint32_t startOfBucket(const Marking& marking, uint32_t bucket) const noexcept {
+        const auto liesBefore = [&](uint8_t some) { return marking.bucket(some) < bucket; };
+        return static_cast<uint32_t>(std::partition_point(marks(), marks() + m_count, liesBefore) -
                                      marks());
     }
 
@@ -234,7 +224,7 @@ private:
     [[gnu::noinline]] Entry* findInLarge(const Marking& marking, uint32_t mark,
                                          Matches matches) const noexcept {
         const uint8_t* const all = marks();
-        for (uint32_t i = startOfBucket(marking, mark);
+        for (uint32_t i = startOfBucket(marking, marking.bucket(mark));
              i < m_count && marking.bucket(all[i]) == marking.bucket(mark); ++i) {
             if (all[i] == mark && matches(m_entries[i]))
                 return m_entries + i;

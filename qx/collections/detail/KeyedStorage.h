@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include <qx/collections/KeyedWalk.h>
+#include <qx/collections/KeyedMap.h>
 #include <qx/collections/detail/KeyedGroup.h>
 #include <qx/collections/detail/Modulus.h>
 

@@ -1,19 +1,12 @@
 #include "qx/collections/pcom/AbstractList.h"
 
 #include <qx/collections/Comparing.h>
-#include <qx/collections/pcom/detail/AbstractListIterator.h>
-#include <qx/collections/pcom/detail/AbstractListSubList.h>
 #include <qx/collections/pcom/detail/Elements.h>
+#include <qx/collections/pcom/detail/ListViews.h>
 #include <qx/core/Exception.h>
+#include <qx/core/RequireCast.h>
 
 namespace qx::collections::pcom {
-
-namespace {
-
-/// Iterators and views hold every list alike; those of a constant list go out as constant ones.
-AbstractList* held(const AbstractList* list) { return const_cast<AbstractList*>(list); }
-
-} // namespace
 
 AbstractList::AbstractList(const IQXComparator* comparator) : AbstractCollection(comparator) {}
 
@@ -39,19 +32,16 @@ bool AbstractList::addAll(int index, const Collection& other) {
 int AbstractList::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    const auto* const list = dynamic_cast<const List*>(&other);
-    if (!list)
-        throw CastFailedException();
-    return compareToList(*list);
+    return compareToList(requireCast(dynamic_cast<const List*>(&other)));
 }
 
 Reference<ConstIterator> AbstractList::createConstIterator() const {
-    return new AbstractListIterator(held(this), 0);
+    return new AbstractListIterator(detail::held(this), 0);
 }
 
 Reference<ConstListIterator> AbstractList::createConstListIterator(int index) const {
     checkPosition(index, getSize());
-    return new AbstractListIterator(held(this), index);
+    return new AbstractListIterator(detail::held(this), index);
 }
 
 Reference<Iterator> AbstractList::createIterator() { return new AbstractListIterator(this, 0); }
@@ -62,7 +52,7 @@ Reference<ListIterator> AbstractList::createListIterator(int index) {
 }
 
 Reference<const List> AbstractList::createSubList(int from, int to) const {
-    return AbstractListSubList::create(held(this), from, to);
+    return AbstractListSubList::create(detail::held(this), from, to);
 }
 
 Reference<List> AbstractList::createSubList(int from, int to) {

@@ -4,16 +4,15 @@
 
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
-#include <qx/collections/pcom/detail/AbstractMapViews.h>
+#include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
+#include <qx/collections/pcom/detail/MapViews.h>
 #include <qx/core/Exception.h>
+#include <qx/core/RequireCast.h>
 
 namespace qx::collections::pcom {
 
 namespace {
-
-/// Views hold every map alike; those of a constant map go out as constant ones.
-AbstractMap* held(const AbstractMap* map) { return const_cast<AbstractMap*>(map); }
 
 /// The first entry, in the order of the map, that passes @p test; null when none does.
 template <class Test>
@@ -44,10 +43,7 @@ void AbstractMap::clear() { createEntrySet()->clear(); }
 int AbstractMap::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    const auto* const map = dynamic_cast<const Map*>(&other);
-    if (!map)
-        throw CastFailedException();
-    return compareToMap(*map);
+    return compareToMap(requireCast(dynamic_cast<const Map*>(&other)));
 }
 
 bool AbstractMap::containsKey(const IQXUnknown* key) const {
@@ -62,12 +58,14 @@ bool AbstractMap::containsValue(const IQXUnknown* value) const {
            }) != nullptr;
 }
 
-Reference<const Set> AbstractMap::createKeySet() const { return new AbstractMapKeySet(held(this)); }
+Reference<const Set> AbstractMap::createKeySet() const {
+    return new AbstractMapKeySet(detail::held(this));
+}
 
 Reference<Set> AbstractMap::createKeySet() { return new AbstractMapKeySet(this); }
 
 Reference<const Collection> AbstractMap::createValueCollection() const {
-    return new AbstractMapValueCollection(held(this));
+    return new AbstractMapValueCollection(detail::held(this));
 }
 
 Reference<Collection> AbstractMap::createValueCollection() {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/detail/Growth.h>
 
 namespace qx::collections::pcom {
@@ -19,10 +20,10 @@ ArrayList::ArrayList(const Collection& other, const IQXComparator* comparator)
 ArrayList::ArrayList(const ArrayList& other) : ArrayList(other, &other.comparator()) {}
 
 ArrayList::~ArrayList() {
-    while (!m_elements.empty()) { // an element that goes away may add others
+    collections::detail::releaseAll(*this, [this] {
         for (IQXUnknown* const element : std::exchange(m_elements, {}))
             Reference<IQXUnknown>::attach(element).reset();
-    }
+    });
 }
 
 bool ArrayList::add(IQXUnknown* element) {

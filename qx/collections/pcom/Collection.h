@@ -1,9 +1,7 @@
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <iterator>
-#include <utility>
 
 #include <qx/collections/InputIterator.h>
 #include <qx/collections/pcom/ConstIterator.h>
@@ -19,12 +17,16 @@ namespace qx::collections::pcom {
 /// moment it enters until it leaves; null is an element like any other.
 ///
 /// Whether two elements are equal is up to the collection's comparator, which is handed the stored
-/// element first. Its failure is thrown as ResultException with its code; the operation stops
-/// where it stands, and what was moved by then stays moved.
+/// element first. When it fails, the operation ends with a ResultException that has its code, and
+/// elements that were added or removed by then stay so.
 ///
 /// A collection and its iterators serve one thread at a time. Elements are handed in as their
 /// unknown interface (ComObject::GetUnknown), and one without references is destroyed when it is
 /// not taken.
+///
+/// A collection is an input range of its elements, each a Reference<IQXUnknown>:
+///
+///     for (const auto& element : list)
 class QX_API Collection : public IQXUnknown {
 public:
     /// Adds one element.
@@ -60,33 +62,14 @@ public:
 
     bool isEmpty() const { return getSize() == 0; }
 
+    InputIterator<ConstIterator> begin() const {
+        return InputIterator<ConstIterator>(createConstIterator());
+    }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
 protected:
     ~Collection() = default;
 };
-
-// Every collection is an input range of its elements, each a Reference<IQXUnknown>:
-//
-//     for (const auto& element : list)
-//
-// Templates, and twice, because std::ranges::begin and end accept only an exact match.
-
-template <std::derived_from<Collection> T>
-InputIterator<ConstIterator> begin(const T& collection) {
-    return InputIterator<ConstIterator>(collection.createConstIterator());
-}
-template <std::derived_from<Collection> T>
-InputIterator<ConstIterator> begin(T& collection) {
-    return begin(std::as_const(collection));
-}
-
-template <std::derived_from<Collection> T>
-std::default_sentinel_t end(const T&) noexcept {
-    return {};
-}
-template <std::derived_from<Collection> T>
-std::default_sentinel_t end(T&) noexcept {
-    return {};
-}
 
 } // namespace qx::collections::pcom
 

@@ -6,19 +6,14 @@
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/detail/Modulus.h>
 #include <qx/collections/detail/NaturalOrder.h>
+#include <qx/collections/detail/ReleaseAll.h>
+#include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
-#include <qx/collections/pcom/detail/HashMapEntrySet.h>
+#include <qx/collections/pcom/detail/MapViews.h>
 #include <qx/collections/pcom/detail/TableSize.h>
 #include <qx/core/Exception.h>
 
 namespace qx::collections::pcom {
-
-namespace {
-
-/// Views hold every map alike; those of a constant map go out as constant ones.
-HashMap* held(const HashMap* map) { return const_cast<HashMap*>(map); }
-
-} // namespace
 
 HashMap::HashMap(int capacity, float loadFactor)
     : HashMap(GetDefaultComparator(), GetDefaultComparator(), capacity, loadFactor) {}
@@ -48,8 +43,7 @@ HashMap::HashMap(const HashMap& other)
 }
 
 HashMap::~HashMap() {
-    while (m_size != 0) // an element that goes away may put others
-        releaseEntries();
+    collections::detail::releaseAll(*this, [this] { releaseEntries(); });
 }
 
 void HashMap::clear() { releaseEntries(); }
@@ -70,7 +64,9 @@ bool HashMap::containsValue(const IQXUnknown* value) const {
     return false;
 }
 
-Reference<const Set> HashMap::createEntrySet() const { return new HashMapEntrySet(held(this)); }
+Reference<const Set> HashMap::createEntrySet() const {
+    return new HashMapEntrySet(detail::held(this));
+}
 
 Reference<Set> HashMap::createEntrySet() { return new HashMapEntrySet(this); }
 

@@ -15,13 +15,13 @@ class HashMapEntry;
 ///
 /// The hash of a key, modulo the number of buckets, is its bucket; the comparator compares keys
 /// with equal hashes only. A walk goes through the buckets from the last one down, and in each from
-/// the key put last; a larger table turns the order of keys that share a bucket around.
+/// the key put last; growing the table reverses the order of the keys that share a bucket.
 ///
-/// New keys and removed ones are counted as changes: iterators of others than who removes throw
-/// Exception. Replacing a value and clear are not counted; after clear, an iterator may still
-/// return what it had reached, and there is nothing that it can remove. What a call drops is
-/// released last, when the map is whole again, and may use the map. A comparator that changes the
-/// map it is asked for makes the operation throw Exception.
+/// A new key and a removed one count as changes: iterators then throw Exception, except the one
+/// that removed the key. Replacing a value and clear do not count; after clear, an iterator may
+/// still return the entries that it had reached, but cannot remove any. A call releases what it
+/// drops at its end, when the map is whole again, so that this may use the map. When a comparator
+/// changes the map that has called it, the operation throws Exception.
 class QX_API HashMap : public AbstractMap {
 public:
     static constexpr int DEFAULT_CAPACITY = 101;

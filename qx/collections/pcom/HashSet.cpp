@@ -4,7 +4,7 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/detail/HashMapIterator.h>
 #include <qx/collections/pcom/detail/SetMarker.h>
-#include <qx/core/Exception.h>
+#include <qx/core/RequireCast.h>
 #include <qx/core/runtime/Singleton.h>
 
 namespace qx::collections::pcom {
@@ -50,10 +50,7 @@ void HashSet::clear() { m_map->clear(); }
 int HashSet::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    const auto* const set = dynamic_cast<const HashSet*>(&other);
-    if (!set)
-        throw CastFailedException();
-    return m_map->compareTo(*set->m_map);
+    return m_map->compareTo(*requireCast(dynamic_cast<const HashSet*>(&other)).m_map);
 }
 
 bool HashSet::contains(const IQXUnknown* element) const { return m_map->containsKey(element); }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/detail/Growth.h>
 
 namespace qx::collections::pcom {
@@ -32,8 +33,7 @@ LinkedList::LinkedList(const Collection& other, const IQXComparator* comparator)
 LinkedList::LinkedList(const LinkedList& other) : LinkedList(other, &other.comparator()) {}
 
 LinkedList::~LinkedList() {
-    while (!m_nodes.empty()) // an element that goes away may add others
-        takeAll();
+    collections::detail::releaseAll(*this, [this] { takeAll(); });
 }
 
 bool LinkedList::add(IQXUnknown* element) {

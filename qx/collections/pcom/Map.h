@@ -1,9 +1,7 @@
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <iterator>
-#include <utility>
 
 #include <qx/collections/EntryIterator.h>
 #include <qx/collections/InputIterator.h>
@@ -16,12 +14,18 @@
 
 namespace qx::collections::pcom {
 
+using EntryWalk = EntryIterator<IQXUnknown, IQXUnknown>;
+
 /// Keys that lead to values, both component objects or null. A map holds one reference to each key
 /// and each value. Keys are told apart by the map's comparator for keys, values by the one for
 /// values; a failing comparator is thrown as ResultException with its code.
 ///
 /// A map, its views and their iterators serve one thread at a time. A view keeps the map alive and
 /// shows its present state.
+///
+/// A map is an input range of its entries, each a pair of Reference<IQXUnknown>:
+///
+///     for (const auto& [key, value] : map)
 class QX_API Map : public IQXUnknown {
 public:
     virtual void clear() = 0;
@@ -52,36 +56,15 @@ public:
 
     bool isEmpty() const { return getSize() == 0; }
 
+    InputIterator<EntryWalk> begin() const {
+        return InputIterator<EntryWalk>(
+            makeReference<EntryWalk>(createEntrySet()->createConstIterator()));
+    }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
 protected:
     ~Map() = default;
 };
-
-// Every map is an input range of its entries, each a pair of Reference<IQXUnknown>:
-//
-//     for (const auto& [key, value] : map)
-//
-// Templates, and twice, because std::ranges::begin and end accept only an exact match.
-
-using EntryWalk = EntryIterator<IQXUnknown, IQXUnknown>;
-
-template <std::derived_from<Map> T>
-InputIterator<EntryWalk> begin(const T& map) {
-    return InputIterator<EntryWalk>(
-        makeReference<EntryWalk>(map.createEntrySet()->createConstIterator()));
-}
-template <std::derived_from<Map> T>
-InputIterator<EntryWalk> begin(T& map) {
-    return begin(std::as_const(map));
-}
-
-template <std::derived_from<Map> T>
-std::default_sentinel_t end(const T&) noexcept {
-    return {};
-}
-template <std::derived_from<Map> T>
-std::default_sentinel_t end(T&) noexcept {
-    return {};
-}
 
 } // namespace qx::collections::pcom
 

@@ -9,8 +9,8 @@
 
 namespace qx::collections::pcom {
 
-/// A key of a map with the value that it leads to. The interface has no identifier: maps know the
-/// entries of others as classes over ComObject, and take anything else for no entry.
+/// A key of a map with the value that it leads to. The interface has no identifier: a map
+/// recognises an entry of another map when its class is one over ComObject, and nothing else.
 class QX_API MapEntry : public IQXUnknown {
 public:
     virtual int compareTo(const Object& other) const = 0;

@@ -7,6 +7,13 @@
 
 namespace qx::collections::pcom::detail {
 
+/// A container as its iterators and views hold it: all alike, and those of a constant container go
+/// out as constant ones.
+template <class Container>
+Container* held(const Container* container) {
+    return const_cast<Container*>(container);
+}
+
 /// The elements of a collection at this moment, in its order.
 inline std::vector<Reference<IQXUnknown>> elementsOf(const Collection& collection) {
     std::vector<Reference<IQXUnknown>> elements;

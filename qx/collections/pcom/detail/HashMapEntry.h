@@ -5,9 +5,9 @@
 
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/MapEntry.h>
-#include <qx/core/Exception.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
+#include <qx/core/RequireCast.h>
 #include <qx/core/detail/FunctionTable.h>
 
 namespace qx::collections::pcom {
@@ -85,10 +85,7 @@ private:
 inline const MapEntry& entryOf(const IQXUnknown* element) {
     if (const HashMapEntry* const entry = HashMapEntry::from(element)) [[likely]]
         return *entry;
-    const auto* const entry = qx::pcom::objectBehind<const MapEntry>(element);
-    if (!entry)
-        throw CastFailedException();
-    return *entry;
+    return requireCast(qx::pcom::objectBehind<const MapEntry>(element));
 }
 
 } // namespace qx::collections::pcom

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -144,7 +145,54 @@ private:
     bool m_isAtEnd = false;
 };
 
+/// What IntegerHashMap and StringHashMap have in common: a hash table of references to objects,
+/// where null is a value.
+///
+/// The bucket of a key is its hash modulo the number of buckets; a new entry goes to the end of its
+/// bucket. When as many entries as buckets times load factor are there, the next new key makes the
+/// table grow to 2 n + 1 buckets; it never shrinks. Looking up, putting and removing take constant
+/// time on average. Memory for the buckets is taken with the first entry.
+///
+/// A map is for one thread at a time. Its values may use it while they are destroyed.
+template <class Entry>
+class QX_API KeyedMap : public Object {
+public:
+    static constexpr int DEFAULT_CAPACITY = 101;
+    static constexpr float DEFAULT_LOAD = 0.75f;
+
+    KeyedMap(const KeyedMap&) = delete;
+    KeyedMap& operator=(const KeyedMap&) = delete;
+
+    /// Number of buckets.
+    int getCapacity() const noexcept;
+
+    /// Calls @p visit (key, pointer to the value) for every entry, bucket by bucket from 0 up and
+    /// in each from the oldest entry to the newest. The map keeps key and value.
+    /// @throws Exception when the visit has put a new key, removed one or cleared the map
+    template <class Visitor>
+    void forEach(Visitor&& visit) const {
+        KeyedWalk<Entry>(*m_table).run(std::forward<Visitor>(visit));
+    }
+
+    /// An input range of the entries in that order, each a pair of the key and a pointer to the
+    /// value. Moving on throws what forEach throws.
+    KeyedIterator<Entry> begin() const { return KeyedIterator<Entry>(*m_table); }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
+protected:
+    /// @throws RangeErrorException when either is out of range
+    KeyedMap(int capacity, float loadFactor);
+    ~KeyedMap() override;
+
+    detail::KeyedTable<Entry>& table() const noexcept { return *m_table; }
+
+private:
+    const std::unique_ptr<detail::KeyedTable<Entry>> m_table;
+};
+
 extern template class KeyedWalk<IntegerEntry>;
 extern template class KeyedWalk<TextEntry>;
+extern template class KeyedMap<IntegerEntry>;
+extern template class KeyedMap<TextEntry>;
 
 } // namespace qx::collections

@@ -1,4 +1,4 @@
-#include "qx/collections/KeyedWalk.h"
+#include "qx/collections/KeyedMap.h"
 
 #include <algorithm>
 
@@ -40,7 +40,21 @@ void KeyedWalk<Entry>::throwChanged() {
     throw Exception();
 }
 
+template <class Entry>
+KeyedMap<Entry>::KeyedMap(int capacity, float loadFactor)
+    : m_table(std::make_unique<detail::KeyedTable<Entry>>(capacity, loadFactor)) {}
+
+template <class Entry>
+KeyedMap<Entry>::~KeyedMap() = default;
+
+template <class Entry>
+int KeyedMap<Entry>::getCapacity() const noexcept {
+    return m_table->storage().length();
+}
+
 template class KeyedWalk<IntegerEntry>;
 template class KeyedWalk<TextEntry>;
+template class KeyedMap<IntegerEntry>;
+template class KeyedMap<TextEntry>;
 
 } // namespace qx::collections

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <utility>
-
 #include <qx/collections/pcom/AbstractMap.h>
 #include <qx/collections/pcom/AbstractSet.h>
 #include <qx/collections/pcom/Component.h>
+#include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/detail/HashMapIterator.h>
 
 namespace qx::collections::pcom {
@@ -15,9 +14,9 @@ enum class EntryPart { Key, Value };
 template <EntryPart Part>
 class EntryPartIterator final : public Component<ComObject, Iterator> {
 public:
-    /// @param entries  iterator of an entry set
-    explicit EntryPartIterator(Reference<Iterator> entries)
-        : m_entries(std::move(entries)), m_hashMapEntries(HashMapIterator::from(m_entries.get())) {}
+    explicit EntryPartIterator(AbstractMap* map)
+        : m_entries(map->createEntrySet()->createIterator()),
+          m_hashMapEntries(HashMapIterator::from(m_entries.get())) {}
 
     bool hasNext() const override { return m_entries->hasNext(); }
     Reference<IQXUnknown> next() override {
@@ -46,15 +45,27 @@ private:
 using KeySetIterator = EntryPartIterator<EntryPart::Key>;
 using ValueCollectionIterator = EntryPartIterator<EntryPart::Value>;
 
-/// The keys of a map.
-class AbstractMapKeySet final : public AbstractSet {
+/// A view of a map through iterators of class @p Walk.
+template <class Base, class Map, class Walk>
+class MapView : public Base {
 public:
-    explicit AbstractMapKeySet(AbstractMap* map) : AbstractSet(&map->keyComparator()), m_map(map) {}
+    template <class... Comparator>
+    explicit MapView(Map* map, Comparator... comparator) : Base(comparator...), m_map(map) {}
+
+    Reference<ConstIterator> createConstIterator() const override { return new Walk(m_map); }
+    Reference<Iterator> createIterator() override { return new Walk(m_map); }
+    int getSize() const override { return m_map->getSize(); }
+
+protected:
+    const Reference<Map> m_map;
+};
+
+/// The keys of a map.
+class AbstractMapKeySet final : public MapView<AbstractSet, AbstractMap, KeySetIterator> {
+public:
+    explicit AbstractMapKeySet(AbstractMap* map) : MapView(map, &map->keyComparator()) {}
 
     bool contains(const IQXUnknown* key) const override { return m_map->containsKey(key); }
-    Reference<ConstIterator> createConstIterator() const override { return createKeyIterator(); }
-    Reference<Iterator> createIterator() override { return createKeyIterator(); }
-    int getSize() const override { return m_map->getSize(); }
     /// As the map finds the key, which may be faster than a walk.
     bool remove(const IQXUnknown* key) override {
         if (!m_map->containsKey(key))
@@ -62,32 +73,29 @@ public:
         m_map->remove(key);
         return true;
     }
-
-private:
-    Reference<KeySetIterator> createKeyIterator() const {
-        return new KeySetIterator(m_map->createEntrySet()->createIterator());
-    }
-
-    const Reference<AbstractMap> m_map;
 };
 
 /// The values of a map, one for each key.
-class AbstractMapValueCollection final : public AbstractCollection {
+class AbstractMapValueCollection final
+    : public MapView<AbstractCollection, AbstractMap, ValueCollectionIterator> {
 public:
-    explicit AbstractMapValueCollection(AbstractMap* map)
-        : AbstractCollection(&map->valueComparator()), m_map(map) {}
+    explicit AbstractMapValueCollection(AbstractMap* map) : MapView(map, &map->valueComparator()) {}
 
     bool contains(const IQXUnknown* value) const override { return m_map->containsValue(value); }
-    Reference<ConstIterator> createConstIterator() const override { return createValueIterator(); }
-    Reference<Iterator> createIterator() override { return createValueIterator(); }
-    int getSize() const override { return m_map->getSize(); }
+};
 
-private:
-    Reference<ValueCollectionIterator> createValueIterator() const {
-        return new ValueCollectionIterator(m_map->createEntrySet()->createIterator());
+/// The entries of a HashMap.
+class HashMapEntrySet final : public MapView<AbstractSet, HashMap, HashMapIterator> {
+public:
+    using MapView::MapView;
+
+    bool contains(const IQXUnknown* entry) const override { return m_map->containsEntry(entry); }
+    /// Finds the entry by its key's hash instead of a walk. Entries have no order of their own, so
+    /// only the very same one is equal.
+    bool remove(const IQXUnknown* entry) override {
+        auto* const link = m_map->findEntry(entry);
+        return link && m_map->removeEntry(*link);
     }
-
-    const Reference<AbstractMap> m_map;
 };
 
 } // namespace qx::collections::pcom
