@@ -8,6 +8,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Number.h>
+#include <qx/core/RequireCast.h>
 #include <qx/core/String.h>
 
 namespace qx {
@@ -28,7 +29,7 @@ public:
     BoxedNumber(ValueType value) noexcept : m_value(value) {}
     /// The conversion of @p number to this width.
     explicit BoxedNumber(const Number& number) : m_value((number.*Convert)()) {}
-    /// What Parse, in radix 10, makes of the text.
+    /// The number that Parse makes of the text, in radix 10.
     explicit BoxedNumber(TextView text) : m_value(parse(text)) {}
 
     Self& operator=(ValueType value) noexcept {
@@ -46,7 +47,7 @@ public:
     double toDouble() const override { return static_cast<double>(m_value); }
 
     /// Compares with @p other cut to this width. Values of up to 16 bits give their difference,
-    /// the others -1, 0 or 1, which also is what a NaN gives in comparison with another object.
+    /// the others -1, 0 or 1. A NaN on either side gives 1, unless both are the same object.
     int compareTo(const Number& other) const {
         if (this == &other)
             return 0;
@@ -61,9 +62,8 @@ public:
     /// The same.
     /// @throws CastFailedException when @p other is of another class
     int compareTo(const Object& other) const override {
-        if (const auto* const same = dynamic_cast<const Self*>(&other))
-            return compareTo(static_cast<const Number&>(*same));
-        throw CastFailedException();
+        const Number& same = requireCast(dynamic_cast<const Self*>(&other));
+        return compareTo(same);
     }
 
     /// @throws CloneNotSupportedException for a derived class that does not override it

@@ -28,7 +28,7 @@ namespace detail {
 
 extern QX_API const char objectLayout QX_OBJECT_LAYOUT_SYMBOL;
 
-/// Has whatever is compiled for this layout need its symbol.
+/// Makes everything that is compiled for this layout need its symbol.
 inline void needLayout() noexcept { __asm__ volatile("" : : "r"(&objectLayout)); }
 
 } // namespace detail
@@ -139,7 +139,7 @@ public:
 protected:
     /// The module that SetComModule named.
     pcom::ModuleCount* GetComModule() const noexcept { return m_module; }
-    /// What the last Release ends with: destroys an object that was made by a new-expression.
+    /// The end of the last Release: destroys the object if a new-expression made it.
     void destroy();
 
 private:

@@ -23,38 +23,32 @@ private:
 
 class QX_API AccessViolationException : public ExternalException {
 public:
-    AccessViolationException() = default;
     using ExternalException::ExternalException;
 };
 
 class QX_API ArrayBoundsException : public ExternalException {
 public:
-    ArrayBoundsException() = default;
     using ExternalException::ExternalException;
 };
 
 class QX_API IllegalInstructionException : public ExternalException {
 public:
-    IllegalInstructionException() = default;
     using ExternalException::ExternalException;
 };
 
 class QX_API StackOverflowException : public ExternalException {
 public:
-    StackOverflowException() = default;
     using ExternalException::ExternalException;
 };
 
 /// The user broke the operation off, for example with Control-C at a console prompt.
 class QX_API UserAbortException : public ExternalException {
 public:
-    UserAbortException() = default;
     using ExternalException::ExternalException;
 };
 
 class QX_API IntErrorException : public ExternalException {
 public:
-    IntErrorException() = default;
     using ExternalException::ExternalException;
 };
 
@@ -70,7 +64,6 @@ public:
 
 class QX_API MathErrorException : public ExternalException {
 public:
-    MathErrorException() = default;
     using ExternalException::ExternalException;
 };
 

@@ -8,8 +8,8 @@ namespace qx {
 
 /// A number of single precision.
 ///
-/// Its integers are its value without the fraction: the nearest limit of 64 bits where that does
-/// not fit, 0 for NaN. Its big numbers hold all of it.
+/// A conversion to an integer cuts the fraction off; a value that does not fit into 64 bits gives
+/// the nearest limit, NaN gives 0. Big integers have no such limit.
 class QX_API Float : public BoxedNumber<Float, Number, &Number::toFloat, &Number::parseFloat> {
 public:
     using BoxedNumber::BoxedNumber;

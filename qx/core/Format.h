@@ -17,7 +17,7 @@
 
 /// @file
 /// std::format of texts, exceptions (as qx::describe) and whatever has a toString, with the format
-/// specifications of a std::string_view. There where the standard library has it.
+/// specifications of a std::string_view. Available where the standard library has std::format.
 
 namespace qx {
 

@@ -18,8 +18,8 @@ QX_LOCAL inline constexpr GUID ownCopyOf = Id;
 
 } // namespace detail
 
-/// Where an identifier stands: of a constant that a class states the module's own copy. The
-/// constant itself could be one for all modules, which would keep each of them loaded.
+/// The address of an identifier. For a constant that a class states it is that of the module's own
+/// copy: the constant itself could be shared by all modules, which would keep them loaded.
 template <const GUID& Id>
 constexpr const GUID* identifier() noexcept {
     if constexpr (requires { typename std::integral_constant<uint32_t, Id.Data1>; })
@@ -58,9 +58,9 @@ InterfaceData chainRow() noexcept {
     return {nullptr, reinterpret_cast<uintptr_t>(chain), 0};
 }
 
-/// A class over @p Base that answers @p Interfaces too: derives from them, lists them in its
-/// interface map in that order, and gives their three unknown slots to the object. A map over an
-/// Object ends with a chain to the map of @p Base.
+/// A class over @p Base that answers @p Interfaces too. It derives from them, lists them in its
+/// interface map in that order, and implements their three unknown slots. When @p Base is a class
+/// over Object, the map ends with a chain to the map of @p Base.
 template <class Base, class... Interfaces>
 class Implements : public Base, public Interfaces... {
 public:

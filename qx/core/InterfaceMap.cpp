@@ -7,8 +7,8 @@ namespace qx::pcom {
 
 namespace {
 
-/// Asks an object for its ComObject. Only QueryInterfaceMap knows it, and answers with a result of
-/// its own, so that nobody is believed who says yes to every interface.
+/// Asks an object for its ComObject. Only QueryInterfaceMap knows this identifier, and it answers
+/// with a result of its own: an object that grants every interface is not mistaken for a ComObject.
 constexpr GUID ComObjectIid{
     0xF3285B9F, 0xFA41, 0x4FAC, {0x9F, 0x95, 0xBC, 0x0A, 0x83, 0x4A, 0x53, 0xE9}};
 constexpr int32_t ComObjectAnswer = 0x5158434F;

@@ -38,9 +38,9 @@ struct InterfaceData {
 QX_API int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUID& iid,
                                  void** out);
 
-/// The object behind @p unknown when it is one whose QueryInterface walks an interface map, as all
-/// of the library do; null for null and for any other. Safe for objects that know no run-time
-/// types, which a dynamic_cast of the interface is not. No reference is taken.
+/// The object behind @p unknown when its QueryInterface walks an interface map, as that of every
+/// object of the library does; null for null and for any other object. Unlike a dynamic_cast of the
+/// interface, this is safe for objects without run-time type information. Takes no reference.
 QX_API ComObject* comObjectOf(const IQXUnknown* unknown);
 
 } // namespace pcom

@@ -11,13 +11,14 @@ namespace qx {
 
 class ComObject;
 
-/// The objects of the program that are alive, by their classes: what a program that should have
-/// given all of them back has leaked.
+/// The objects of the program that are alive, by class. Those that remain when the program should
+/// have released all of them are its leaks.
 ///
 /// There is a list only when the library was configured with QX_LEAK_LIST=ON, as the preset dev
 /// does; each object is then three pointers larger and takes a lock at its start and end. Otherwise
-/// nothing is counted and nothing costs anything. A program sees the setting of its library through
-/// the CMake target and pkg-config, and does not link when it has been built for the other one.
+/// nothing is counted, and nothing is paid for it. A program sees the setting of its library
+/// through the CMake target and pkg-config, and does not link when it has been built for the other
+/// one.
 ///
 /// A child made by fork begins with an empty list.
 ///
@@ -34,12 +35,13 @@ public:
     LiveObjects() = delete;
 
     static bool areListed() noexcept;
-    /// All objects, those inside others, on the stack and static ones among them. Any thread.
+    /// Number of all objects, including members of others, local and static ones. May be called
+    /// from any thread.
     static std::size_t count() noexcept;
-    /// Each class that has objects, in the order of the names. To be called while no other thread
-    /// makes or destroys objects, whose class may not be known yet or any more.
+    /// Each class that has objects, in the order of the names. No other thread may make or destroy
+    /// objects meanwhile: the class of such an object is not known yet, or not any more.
     static std::vector<Count> byClass();
-    /// Writes a line of number and name for each of them; nothing when there is no list.
+    /// Writes a line with number and name for each class; nothing when there is no list.
     static void print(std::ostream& out);
 };
 

@@ -52,8 +52,9 @@ public:
     /// toUInt32
     uint32_t hashCode() const override;
 
-    /// Decimal text to an integer cut to the width: white space, a sign, digits. What follows them
-    /// is ignored, text without digits is 0, what does not fit into 32 bits the nearest limit.
+    /// Converts decimal text (white space, a sign, digits) to an integer, cut to the width. What
+    /// follows the digits is ignored. Text without digits gives 0, a number that does not fit into
+    /// 32 bits the nearest limit.
     static int parseInt(TextView text);
     static int8_t parseInt8(TextView text);
     static int16_t parseInt16(TextView text);
@@ -61,9 +62,9 @@ public:
     static signed char parseByte(TextView text);
     static short parseShort(TextView text);
     static int32_t parseLong(TextView text);
-    /// The same in radixes from 2 to 36; 0 goes by the prefix 0x or 0, of which 16 reads over 0x.
-    /// What does not fit into 32 bits is 2^32 - 1, a minus sign negates modulo 2^32; in any other
-    /// radix every text is 0.
+    /// The same in a radix from 2 to 36. Radix 0 goes by the prefix, 0x for 16 and 0 for 8, and
+    /// radix 16 skips a prefix 0x. A number that does not fit into 32 bits gives 2^32 - 1, a minus
+    /// sign negates modulo 2^32. In any other radix every text gives 0.
     static unsigned int parseUInt(TextView text, int radix = 10);
     static uint8_t parseUInt8(TextView text, int radix = 10);
     static uint16_t parseUInt16(TextView text, int radix = 10);
@@ -74,8 +75,8 @@ public:
     /// Decimal or, behind 0x, hexadecimal floating point, "inf" and "nan", under every locale.
     static double parseDouble(TextView text);
     static float parseFloat(TextView text);
-    /// The toInt64 or toUInt64 of a big integer made from the text, which keep its low bits.
-    /// @throws Exception, RangeErrorException as its constructor does
+    /// The low 64 bits of the big integer that the text stands for.
+    /// @throws Exception, RangeErrorException as the constructor of math::BigInteger does
     static int64_t parseInt64(TextView text);
     static uint64_t parseUInt64(TextView text, int radix = 10);
     /// @throws Exception "Number Format Exception"

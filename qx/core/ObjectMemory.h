@@ -11,8 +11,8 @@ namespace qx {
 ///
 /// An object finds out by a mark in front of it whether a new-expression made it. The operator new
 /// of ComObject writes the mark. A class that has an operator new of its own, over a pool say,
-/// writes it with the two functions here and says so by a constant; a Reference does not take it
-/// otherwise:
+/// writes it with the two functions here and says so by a constant; otherwise a Reference to it
+/// does not compile:
 ///
 /// @code
 /// class Particle : public qx::Object {
@@ -32,10 +32,10 @@ class QX_API ObjectMemory {
 public:
     ObjectMemory() = delete;
 
-    /// Alignment of the memory that classes without a stricter one need.
+    /// Alignment of the memory for classes that need no stricter one.
     static constexpr std::size_t DefaultAlignment = 16;
-    /// The strictest alignment that a class may have. Behind the start of a page there is nothing
-    /// that could be read in front of an object.
+    /// The strictest alignment that a class may have. With a stricter one, objects would lie at the
+    /// start of a page, and nothing in front of them could be read.
     static constexpr std::size_t MaxAlignment = 2048;
 
     /// Bytes to take for an object of @p size bytes, which lies somewhere within them.
@@ -44,10 +44,11 @@ public:
                                          std::size_t alignment = DefaultAlignment) noexcept {
         return size + 2 * headFor(alignment);
     }
-    /// Where the object is to lie in memory of that size, which has the alignment too.
+    /// Marks the place of an object in @p memory, which has that size and alignment, and returns
+    /// the place.
     static void* enter(void* memory, std::size_t alignment = DefaultAlignment) noexcept;
-    /// The memory of an object that is gone, or whose constructor threw, to be given back. What did
-    /// not come from enter is returned as it is.
+    /// The memory of an object that was destroyed, or whose constructor threw, for the caller to
+    /// give back. A pointer that did not come from enter is returned as it is.
     static void* leave(void* object) noexcept;
 
 private:

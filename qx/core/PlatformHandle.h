@@ -17,24 +17,21 @@ public:
     PlatformHandle() noexcept = default;
     explicit PlatformHandle(QXHandle handle) noexcept : m_handle(handle) {}
     PlatformHandle(PlatformHandle&& other) noexcept : m_handle(other.detach()) {}
-    PlatformHandle& operator=(PlatformHandle&& other) noexcept {
-        if (this != &other) {
-            reset();
-            m_handle = other.detach();
-        }
+    PlatformHandle& operator=(PlatformHandle other) noexcept {
+        std::swap(m_handle, other.m_handle);
         return *this;
     }
     ~PlatformHandle() { reset(); }
 
     QXHandle get() const noexcept { return m_handle; }
     explicit operator bool() const noexcept { return m_handle != None; }
-    /// Place for the call that makes the handle; the present one is released.
+    /// Where the call that makes a handle is to store it; the present handle is released first.
     QXHandle* put() noexcept {
         reset();
         return &m_handle;
     }
     QXHandle detach() noexcept { return std::exchange(m_handle, None); }
-    /// Releases the handle, if any; the platform's result.
+    /// Releases the handle, if any, and returns the platform's result; 0 for none.
     int32_t reset() noexcept { return m_handle == None ? 0 : Release(detach()); }
 
 private:

@@ -37,7 +37,7 @@ public:
         detail::requireObjectMemory<std::remove_cv_t<T>>();
         take();
     }
-    /// A class derived from @p T; it may be made in another way.
+    /// Takes an object of a class derived from @p T, whose operator new is checked by itself.
     template <class U>
     requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*>) Reference(U* pointer)
         : m_pointer(pointer) {
@@ -79,7 +79,7 @@ public:
         reference.m_pointer = pointer;
         return reference;
     }
-    /// Place for a call that returns a pointer with a reference; drops the present one first.
+    /// Where a call is to store a pointer that comes with a reference; drops the present one first.
     T** put() noexcept {
         reset();
         return &m_pointer;
@@ -119,7 +119,7 @@ private:
     T* m_pointer = nullptr;
 };
 
-/// Makes a heap object that is owned from its first moment.
+/// Makes an object on the heap, which the returned reference owns.
 template <class T, class... Arguments>
 Reference<T> makeReference(Arguments&&... arguments) {
     return Reference<T>(new T(std::forward<Arguments>(arguments)...));

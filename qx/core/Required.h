@@ -8,7 +8,8 @@
 
 namespace qx {
 
-/// @p pointer itself, which must not be null: for what an object is made around or a call works on.
+/// @p pointer itself, which must not be null: checks what an object is made around or a call works
+/// on.
 /// @throws ResultException with result::NullPointer
 template <class T>
 T* required(T* pointer) {

@@ -17,7 +17,7 @@ namespace qx {
 ///
 /// Copies and parts share the buffer. A write goes to the buffer when no other string holds it,
 /// else to a new one. A string that shares the buffer of a Str1Local, Str1Fixed or Str1Wrap must
-/// not outlive the memory of that. Nothing here is an object or for more than one thread.
+/// not outlive the memory of that. Light strings are no objects, and each is for one thread.
 ///
 /// What needs room throws std::bad_alloc and leaves the string as it was. Text given to a member
 /// may lie in the string itself.
@@ -146,8 +146,8 @@ private:
     int32_t m_length = 0;
 };
 
-/// Appends to one light string with a look at its capacity only now and then. The string is changed
-/// by nobody else meanwhile, or resync is called.
+/// Appends to one light string and looks at its capacity only now and then. Whoever changes the
+/// string by other means calls resync before the next append.
 class QX_API Str1::Appendor {
 public:
     /// Room beyond what is needed: @p firstExtra units the first time it grows, then @p step.

@@ -6,6 +6,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/ObjectBehind.h>
+#include <qx/core/RequireCast.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/SampledHash.h>
 #include <qx/core/detail/UnitSearch.h>
@@ -184,16 +185,13 @@ String& String::setCharAt(int32_t position, char16_t unit) {
     return *this;
 }
 
-String& String::toLower() {
-    const int32_t length = getLength();
-    QXTextToLowerW(prepareToGrow(int64_t{length} + 1, length), length);
-    m_storage.commit(length);
-    return *this;
-}
+String& String::toLower() { return mapCase(QXTextToLowerW); }
 
-String& String::toUpper() {
+String& String::toUpper() { return mapCase(QXTextToUpperW); }
+
+String& String::mapCase(void (*map)(char16_t* text, int32_t length)) {
     const int32_t length = getLength();
-    QXTextToUpperW(prepareToGrow(int64_t{length} + 1, length), length);
+    map(prepareToGrow(int64_t{length} + 1, length), length);
     m_storage.commit(length);
     return *this;
 }
@@ -285,9 +283,7 @@ String* String::clone() const {
 int String::compareTo(const Object& other) const {
     if (this == &other)
         return 0;
-    if (const auto* const string = dynamic_cast<const String*>(&other))
-        return compare(*string);
-    throw CastFailedException();
+    return compare(requireCast(dynamic_cast<const String*>(&other)));
 }
 
 bool String::equals(const Object& other) const {

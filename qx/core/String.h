@@ -99,8 +99,8 @@ public:
     static String fromUtf8(std::string_view text);
 
     String& operator=(const String& other) { return setTo(TextView(other)); }
-    /// Exchanges the texts when that of @p other is its own, and copies any other: memory and
-    /// buffers that it only reads may go before this string does.
+    /// Exchanges the texts when @p other owns its text, else copies it: the memory or buffer that
+    /// @p other only reads may be gone before this string is.
     String& operator=(String&& other) {
         if (!other.m_storage.isOwned())
             return setTo(TextView(other));
@@ -325,7 +325,7 @@ public:
     /// Makes the bytes, without a 0 byte, the content of @p buffer.
     /// @throws ResultException with result::NullPointer when it is null
     void getBytes(IQXByteBuffer* buffer, const char16_t* encoding = nullptr) const;
-    /// The units, or the bytes in the default encoding when @p Unit is a narrow character.
+    /// The units, or, when @p Unit is a narrow character, the bytes in the default encoding.
     template <class Unit>
     const Unit* getDataT() const;
     /// The same; the units are held until releaseReadLock, the bytes need no release.
@@ -369,7 +369,7 @@ public:
     bool equals(const Object& other) const override;
     /// A sampled hash: all units of a short text, every second, third, ... of a longer one.
     uint32_t hashCode() const override;
-    /// Ignoring case, texts that differ only in case have one hash.
+    /// When case is ignored, texts that differ only in case have the same hash.
     uint32_t hashCode(bool ignoreCase) const;
     String toString() const override;
 
@@ -393,6 +393,7 @@ private:
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
     char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
+    String& mapCase(void (*map)(char16_t* text, int32_t length));
     /// Takes the text over as it is, unlike an assignment also one that it does not own.
     String& become(String text) noexcept {
         swap(text);
@@ -505,7 +506,8 @@ struct TextHash {
 inline namespace literals {
 
 /// `u"..."_qs`: a String that reads the literal where it is. It and its copies must not outlive the
-/// component module that the literal stands in: what leaves a module is `String(u"...")`.
+/// component module that the literal stands in; text that leaves a module is made as
+/// `String(u"...")`.
 inline String operator""_qs(const char16_t* units, size_t length) {
     return String(STRUCT_QX_STR_LIT_INFO{units, static_cast<int32_t>(length)});
 }

@@ -23,6 +23,14 @@ char16_t* given(int32_t code, const char16_t* units) {
     return const_cast<char16_t*>(units);
 }
 
+/// Room for @p capacity units in a foreign buffer that is held for writing.
+/// @throws ResultException like given
+char16_t* roomIn(IQXCharBuffer& buffer, int32_t capacity) {
+    char16_t* units = nullptr;
+    const int32_t code = buffer.EnsureCapacity(capacity, &units);
+    return given(code, units);
+}
+
 /// Keeps a foreign buffer alive, and held for reading, while the storage goes on to a block.
 struct ReadHold {
     explicit ReadHold(const TextStorage& text) : storage(text), units(storage.lockForReading()) {}
@@ -78,19 +86,12 @@ char16_t* TextStorage::lock(int32_t capacity) {
 }
 
 char16_t* TextStorage::grow(int32_t capacity) {
-    if (m_length >= 0 || !isBufferWritable())
-        return lock(capacity);
-    char16_t* units = nullptr;
-    const int32_t code = m_buffer->EnsureCapacity(capacity, &units);
-    return given(code, units);
+    return m_length >= 0 || !isBufferWritable() ? lock(capacity) : roomIn(*m_buffer, capacity);
 }
 
 void TextStorage::unlock(int32_t length) {
     if (m_length < 0) {
-        char16_t* units = nullptr;
-        const int32_t code =
-            m_buffer->EnsureCapacity(checkedSize(int64_t{std::max(length, 0)} + 1), &units);
-        given(code, units);
+        char16_t* const units = roomIn(*m_buffer, checkedSize(int64_t{std::max(length, 0)} + 1));
         commitBuffer(length < 0 ? static_cast<int32_t>(std::u16string_view(units).size()) : length);
         return;
     }
@@ -148,9 +149,7 @@ char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
 /// Writes the 0 unit behind @p length units of the foreign buffer and ends writing.
 void TextStorage::commitBuffer(int32_t length) {
     const int32_t stored = checkedSize(int64_t{length} + 1);
-    char16_t* units = nullptr;
-    const int32_t code = m_buffer->EnsureCapacity(stored, &units);
-    given(code, units)[length] = u'\0';
+    roomIn(*m_buffer, stored)[length] = u'\0';
     throwIfFailed(m_buffer->ReleaseWriteLock(stored));
 }
 

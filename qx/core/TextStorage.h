@@ -15,7 +15,8 @@ class IQXCharBuffer;
 namespace qx {
 
 /// Owned text: a counted block of UTF-16 units, header and units in one allocation. The units are
-/// aligned for vectors: large copies to other places take several times as long.
+/// aligned to 16 bytes, because a large copy to memory with another alignment takes several times
+/// as long.
 class alignas(16) TextBlock {
 public:
     /// A block of exactly @p capacity units with count 1.
@@ -55,7 +56,7 @@ public:
     /// Copies @p text into a block of its own with room for @p capacity units, its 0 unit among
     /// them. The empty text without room stays the static one.
     explicit TextStorage(std::u16string_view text, int32_t capacity = 0);
-    /// A block of @p length units that the caller is to write, for a text of 0 to 2 Gi - 16 units.
+    /// A block for a text of @p length units, 0 to 2^31 - 16, which the caller has to write.
     static TextStorage ofLength(int32_t length) {
         TextStorage storage;
         storage.m_block = TextBlock::create((length + 16) & ~15);
@@ -116,7 +117,7 @@ public:
     bool isWritable(int32_t capacity) const noexcept {
         return m_block && m_block->capacity() >= capacity && m_block->isUnique();
     }
-    /// Room for writing to text that isWritable.
+    /// The units of a text for which isWritable is true.
     char16_t* writable() noexcept { return m_block->units(); }
     /// Appends where that needs no new room and nobody shares the text; false when it does not.
     /// The units may lie in the text itself.
@@ -141,7 +142,7 @@ public:
         return true;
     }
     /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
-    /// first @p kept units, of which there must be as many. To be followed by commit.
+    /// first @p kept units; the text must have that many. The caller writes and ends with commit.
     /// @throws std::bad_alloc, ResultException of a foreign buffer; the storage is then unchanged
     char16_t* prepare(int32_t capacity, int32_t kept) {
         return isWritable(capacity) ? m_block->units() : prepareSlow(capacity, kept);
@@ -155,15 +156,16 @@ public:
             commitBuffer(length);
         }
     }
-    /// Room for writing @p capacity units, outside the calls of this class: whatever was written
-    /// since the last commit is kept too.
+    /// Makes room for @p capacity units that somebody writes outside the calls of this class.
+    /// Whatever was written since the last commit is kept too.
     char16_t* lock(int32_t capacity);
-    /// The same in the middle of such writing: a foreign buffer is not locked once more.
+    /// The same while such writing is under way: a foreign buffer is not locked a second time.
     char16_t* grow(int32_t capacity);
     /// Ends such writing after @p length units, at the first 0 unit when it is negative.
     void unlock(int32_t length);
 
-    /// Units that the storage has room for; that of the text and its 0 unit when it is not owned.
+    /// Number of units that the storage has room for; when it does not own the text, the units of
+    /// the text and its 0 unit.
     int32_t capacity() const noexcept { return m_block ? m_block->capacity() : length() + 1; }
     /// Gives back room that the text does not need. A shared block stays.
     void shrink();
@@ -186,10 +188,10 @@ private:
     bool isBufferWritable() const;
     char16_t* moveToBlock(int32_t capacity, const char16_t* units, int32_t kept, int32_t length);
 
-    /// Of the library, so that it outlives the module that a text comes from.
+    /// Lies in the library, so that it outlives the module that a text comes from.
     QX_API static const char16_t s_emptyText[1];
 
-    /// With a negative length the foreign buffer in place of the units.
+    /// The units, or the foreign buffer when the length is negative.
     union {
         const char16_t* m_units;
         IQXCharBuffer* m_buffer;

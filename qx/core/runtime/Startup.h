@@ -1,10 +1,9 @@
 #pragma once
 
-/*
- * Start-up and shut-down of the library. Loading and unloading the shared library run them; a
- * program may call them as well, in pairs: they nest, and only the first start-up and the last
- * shut-down do anything. Not to be called by two threads at once.
- */
+/// @file
+/// Start-up and shut-down of the library. Loading and unloading the shared library call both. A
+/// program may call them as well, in pairs: they nest, and only the first start-up and the last
+/// shut-down do anything. Two threads must not call them at once.
 
 #include <stdint.h>
 
@@ -14,13 +13,14 @@
 extern "C" {
 #endif
 
-/* Sets the process locale to the user's, makes the library-wide lock, and registers runtime classes
- * and encodings. 0, or the result code of the failure that stopped it. */
+/// Sets the process locale to the user's, makes the library-wide lock, and registers the runtime
+/// classes and encodings.
+/// @return 0, or the result code of the failure that stopped it
 QX_API int32_t QXCLLibInit(void);
 
-/* Frees what start-up and the use of the library left behind, and cleans the socket system up. 0,
- * or 0x80004005 without a start-up to undo or when the socket system fails; the library-wide lock
- * then stays. */
+/// Frees what start-up and the use of the library left behind, and cleans up the socket system.
+/// @return 0, or 0x80004005 when there is no start-up to undo or the socket system fails; the
+///     library-wide lock then stays
 QX_API int32_t QXCLLibUninit(void);
 
 #ifdef __cplusplus
