@@ -57,8 +57,8 @@ public:
         return waitUntilTime(end, [this](uint32_t milliseconds) { return tryWait(milliseconds); });
     }
 
-    /// Wait until @p isTrue says so, which is asked with the lock held, first before any wait. The
-    /// timed ones return what it said last.
+    /// Wait until @p isTrue returns true. It is called with the lock held, the first time before
+    /// any wait. The timed forms return what it returned last.
     template <std::predicate Predicate>
     void wait(Predicate isTrue) {
         while (!isTrue())

@@ -8,9 +8,9 @@
 #include <qx/platform/export.h>
 
 /// @file
-/// How timed waits take the durations and time points of the language. Those are described here by
-/// what they consist of, because `<chrono>` costs a quarter of the compile time of a small program;
-/// whoever has one to hand over has included it.
+/// How timed waits take the durations and time points of the standard library. Concepts describe
+/// them here, because `<chrono>` costs a quarter of the compile time of a small program; a caller
+/// that has a duration to hand over has included it.
 
 namespace qx::sync {
 
@@ -58,8 +58,8 @@ constexpr uint64_t roundedUp(const D& duration) noexcept {
     }
 }
 
-/// Waits for up to that many milliseconds by calls of @p wait, a predicate that takes 32 bits of
-/// them, of which only the last one may be short.
+/// Waits for at most @p milliseconds by calls of @p wait, which takes a number of 32 bits and
+/// returns true when the wait was satisfied. All calls but the last one wait for the longest time.
 template <class Wait>
 bool waitInSteps(uint64_t milliseconds, Wait&& wait) {
     constexpr uint32_t Longest = std::numeric_limits<uint32_t>::max();
@@ -75,8 +75,8 @@ bool waitInSteps(const D& duration, Wait&& wait) {
     return waitInSteps(roundedUp<std::milli>(duration), wait);
 }
 
-/// The same until a time by its own clock, which is looked at again behind every wait: it may run
-/// at another speed than the monotonic clock, and be set.
+/// The same until a point in time. Its clock is read again after every wait, because it may run at
+/// another speed than the monotonic clock and may be set.
 template <TimePoint T, class Wait>
 bool waitUntilTime(const T& end, Wait&& wait) {
     for (auto now = T::clock::now(); now < end; now = T::clock::now()) {
@@ -86,13 +86,13 @@ bool waitUntilTime(const T& end, Wait&& wait) {
     return wait(uint32_t{0});
 }
 
-/// The end of a time that several waits share, by the monotonic clock.
+/// A time limit that several waits share, measured by the monotonic clock.
 class QX_API TimeBudget {
 public:
     /// Begins now.
     explicit TimeBudget(uint64_t milliseconds) noexcept;
 
-    /// What is left of it; 0 at the end.
+    /// The time that is left; 0 at the end.
     uint64_t milliseconds() const noexcept;
 
 private:

@@ -31,7 +31,7 @@ public:
     virtual bool wait(uint32_t milliseconds);
 
     /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
-    /// of any clock. One that is over leaves a look at the state.
+    /// of any clock. When the time is already over, they only look at the state.
     template <Duration D>
     bool waitFor(const D& duration) {
         return waitInSteps(duration, [this](uint32_t milliseconds) { return wait(milliseconds); });

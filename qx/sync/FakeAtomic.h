@@ -33,8 +33,8 @@ private:
     int32_t m_value;
 };
 
-/// The twin of Atomic without synchronisation, for code that takes some counter and whose objects
-/// stay with one thread.
+/// The twin of Atomic without synchronisation, for code that is a template over the counter and
+/// whose objects stay in one thread.
 class QX_API FakeAtomic : public BasicAtomic<PlainCell> {
 public:
     using BasicAtomic::BasicAtomic;

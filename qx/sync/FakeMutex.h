@@ -4,7 +4,7 @@
 
 namespace qx::sync {
 
-/// A lock that locks nothing, for code that takes some lock and needs none.
+/// A lock that locks nothing, for code that is given a lock and does not need one.
 class QX_API FakeMutex : public LockObject {
 public:
     /// Takes the arguments of a Mutex and ignores them.

@@ -6,11 +6,10 @@
 
 namespace qx::sync {
 
-/// A recursive mutex that a child made by fork finds free, also when another thread of the parent,
+/// A recursive mutex that is free in a child made by fork even when another thread of the parent,
 /// which the child does not have, held it at that moment. Serves std::lock_guard and its like.
 ///
-/// What it guards is then as that thread left it, perhaps half changed: whoever needs it whole asks
-/// for that.
+/// What the mutex guards is then as that thread left it, perhaps half changed; requireWhole tells.
 class QX_API ForkSafeMutex {
 public:
     /// @param name  label for debugging, nul-terminated, copied; null for none
@@ -24,9 +23,10 @@ public:
     /// @throws ResultException when the lock is not held (result::NotOwner)
     void unlock();
 
-    /// To be called by the holder.
-    /// @throws IllegalStateException "in use by another thread when the process was forked", from
-    ///     then on and each time
+    /// Refuses to go on with what another thread may have left half changed. The caller holds the
+    /// mutex.
+    /// @throws IllegalStateException "in use by another thread when the process was forked", each
+    ///     time when such a fork has happened
     void requireWhole() const;
 
 private:

@@ -30,7 +30,7 @@ public:
     virtual bool wait(uint32_t milliseconds);
 
     /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
-    /// of any clock. One that is over leaves a look at the state.
+    /// of any clock. When the time is already over, they only look at the state.
     template <Duration D>
     bool waitFor(const D& duration) {
         return waitInSteps(duration, [this](uint32_t milliseconds) { return wait(milliseconds); });
@@ -40,7 +40,7 @@ public:
         return waitUntilTime(end, [this](uint32_t milliseconds) { return wait(milliseconds); });
     }
 
-    /// Lets everybody through who waits, even when the gate is closed again at once.
+    /// Releases all waiting threads, even when the gate is closed again at once.
     virtual void open();
     virtual void close();
 
