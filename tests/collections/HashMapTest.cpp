@@ -10,7 +10,7 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/MapEntry.h>
-#include <qx/collections/pcom/detail/TableSize.h> // no test fills a table up to its limit
+#include <qx/collections/pcom/detail/Sizes.h> // no test fills a table up to its limit
 #include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Result.h>

@@ -5,7 +5,7 @@
 
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/LinkedList.h>
-#include <qx/collections/pcom/detail/Growth.h> // no test fills a list up to its limit
+#include <qx/collections/pcom/detail/Sizes.h> // no test fills a list up to its limit
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include <qx/collections/detail/KeyedStorage.h>
-#include <qx/collections/pcom/detail/TableSize.h>
+#include <qx/collections/pcom/detail/Sizes.h>
 #include <qx/core/Reference.h>
 #include <qx/core/detail/SampledHash.h>
 

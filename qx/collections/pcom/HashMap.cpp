@@ -10,7 +10,7 @@
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
 #include <qx/collections/pcom/detail/MapViews.h>
-#include <qx/collections/pcom/detail/TableSize.h>
+#include <qx/collections/pcom/detail/Sizes.h>
 #include <qx/core/Exception.h>
 
 namespace qx::collections::pcom {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include <qx/collections/detail/ReleaseAll.h>
-#include <qx/collections/pcom/detail/Growth.h>
+#include <qx/collections/pcom/detail/Sizes.h>
 
 namespace qx::collections::pcom {
 
