@@ -34,7 +34,7 @@ bool isContinued(std::u16string_view line) {
 /// "001F"
 std::u16string fourDigits(char32_t unit) {
     std::u16string digits(4, u'\0');
-    qx::detail::writeHex<4>(unit, digits.data());
+    qx::platform::writeHex<4>(unit, digits.data());
     return digits;
 }
 
