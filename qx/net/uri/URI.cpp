@@ -1,6 +1,7 @@
 #include "qx/net/uri/URI.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Number.h>
@@ -21,11 +22,6 @@ size_t findFrom(std::u16string_view text, char16_t unit, size_t start) {
     return place == text.npos ? place : start + place;
 }
 
-void clear(String& component, bool& isPresent) {
-    component = String();
-    isPresent = false;
-}
-
 } // namespace
 
 URI::URI() = default;
@@ -33,30 +29,12 @@ URI::URI() = default;
 URI::URI(const String& text) { setUri(text, false); }
 
 URI::URI(const URI& other)
-    : Object(other), m_scheme(other.m_scheme), m_user(other.m_user), m_password(other.m_password),
-      m_host(other.m_host), m_path(other.m_path), m_opaquePart(other.m_opaquePart),
-      m_port(other.m_port), m_hasScheme(other.m_hasScheme), m_hasUser(other.m_hasUser),
-      m_hasPassword(other.m_hasPassword), m_hasHost(other.m_hasHost), m_hasPort(other.m_hasPort),
-      m_hasPath(other.m_hasPath), m_hasQuery(other.m_hasQuery), m_isOpaque(other.m_isOpaque),
+    : Object(other), m_parts(other.m_parts),
       m_query(other.m_query ? std::make_unique<detail::QueryPairs>(*other.m_query) : nullptr) {}
 
 URI& URI::operator=(const URI& other) {
     URI copy(other);
-    m_scheme.swap(copy.m_scheme);
-    m_user.swap(copy.m_user);
-    m_password.swap(copy.m_password);
-    m_host.swap(copy.m_host);
-    m_path.swap(copy.m_path);
-    m_opaquePart.swap(copy.m_opaquePart);
-    m_port = copy.m_port;
-    m_hasScheme = copy.m_hasScheme;
-    m_hasUser = copy.m_hasUser;
-    m_hasPassword = copy.m_hasPassword;
-    m_hasHost = copy.m_hasHost;
-    m_hasPort = copy.m_hasPort;
-    m_hasPath = copy.m_hasPath;
-    m_hasQuery = copy.m_hasQuery;
-    m_isOpaque = copy.m_isOpaque;
+    std::swap(m_parts, copy.m_parts);
     m_query.swap(copy.m_query);
     return *this;
 }
@@ -68,8 +46,7 @@ void URI::setUri(const String& text, bool escape) {
     std::u16string_view rest = held.view();
     const size_t colon = findUnit(rest, u':');
     if (colon != rest.npos) {
-        m_scheme = rest.substr(0, colon);
-        m_hasScheme = true;
+        m_parts.scheme = String(rest.substr(0, colon));
         rest.remove_prefix(colon + 1);
     }
     readSchemeSpecificPart(rest, escape);
@@ -77,8 +54,8 @@ void URI::setUri(const String& text, bool escape) {
 
 String URI::toString() const {
     String text;
-    if (m_hasScheme)
-        text.append(m_scheme).append(u':');
+    if (hasScheme())
+        text.append(*m_parts.scheme).append(u':');
     if (hasSchemeSpecificPart())
         printSchemeSpecificPart(text, false);
     return text;
@@ -89,33 +66,30 @@ void URI::removeAll() {
     removeSchemeSpecificPart();
 }
 
-String URI::getScheme() const { return get(m_scheme, m_hasScheme, false); }
+String URI::getScheme() const { return get(m_parts.scheme, false); }
 
-void URI::setScheme(const String& scheme) {
-    m_scheme = scheme;
-    m_hasScheme = true;
-}
+void URI::setScheme(const String& scheme) { m_parts.scheme = String(scheme.view()); }
 
-void URI::removeScheme() { clear(m_scheme, m_hasScheme); }
+void URI::removeScheme() { m_parts.scheme.reset(); }
 
-String URI::getUser(bool unescape) const { return get(m_user, m_hasUser, unescape); }
+String URI::getUser(bool unescape) const { return get(m_parts.user, unescape); }
 
 void URI::setUser(const String& user, bool escape) {
-    put(m_user, m_hasUser, user.view(), escape, ESCAPE_AUTHORITY);
+    put(m_parts.user, user.view(), escape, ESCAPE_AUTHORITY);
 }
 
-void URI::removeUser() { clear(m_user, m_hasUser); }
+void URI::removeUser() { m_parts.user.reset(); }
 
-String URI::getPassword(bool unescape) const { return get(m_password, m_hasPassword, unescape); }
+String URI::getPassword(bool unescape) const { return get(m_parts.password, unescape); }
 
 void URI::setPassword(const String& password, bool escape) {
-    put(m_password, m_hasPassword, password.view(), escape, ESCAPE_AUTHORITY);
+    put(m_parts.password, password.view(), escape, ESCAPE_AUTHORITY);
 }
 
-void URI::removePassword() { clear(m_password, m_hasPassword); }
+void URI::removePassword() { m_parts.password.reset(); }
 
 String URI::getUserInfo(bool unescape) const {
-    if (!m_hasUser)
+    if (!hasUser())
         throw Exception();
     String text;
     printUserInfo(text, unescape);
@@ -132,29 +106,23 @@ void URI::removeUserInfo() {
     removePassword();
 }
 
-String URI::getHost(bool unescape) const { return get(m_host, m_hasHost, unescape); }
+String URI::getHost(bool unescape) const { return get(m_parts.host, unescape); }
 
 void URI::setHost(const String& host, bool escape) {
-    put(m_host, m_hasHost, host.view(), escape, ESCAPE_AUTHORITY);
+    put(m_parts.host, host.view(), escape, ESCAPE_AUTHORITY);
 }
 
-void URI::removeHost() { clear(m_host, m_hasHost); }
+void URI::removeHost() { m_parts.host.reset(); }
 
 int URI::getPort() const {
-    if (!m_hasPort)
+    if (!hasPort())
         throw Exception();
-    return m_port;
+    return *m_parts.port;
 }
 
-void URI::setPort(int port) {
-    m_port = port;
-    m_hasPort = true;
-}
+void URI::setPort(int port) { m_parts.port = port; }
 
-void URI::removePort() {
-    m_port = -1;
-    m_hasPort = false;
-}
+void URI::removePort() { m_parts.port.reset(); }
 
 String URI::getAuthority(bool unescape) const {
     if (!hasAuthority())
@@ -175,13 +143,13 @@ void URI::removeAuthority() {
     removePort();
 }
 
-String URI::getPath(bool unescape) const { return get(m_path, m_hasPath, unescape); }
+String URI::getPath(bool unescape) const { return get(m_parts.path, unescape); }
 
 void URI::setPath(const String& path, bool escape) {
-    put(m_path, m_hasPath, path.view(), escape, ESCAPE_PATH);
+    put(m_parts.path, path.view(), escape, ESCAPE_PATH);
 }
 
-void URI::removePath() { clear(m_path, m_hasPath); }
+void URI::removePath() { m_parts.path.reset(); }
 
 String URI::getQuery(bool unescape) const {
     String text;
@@ -194,14 +162,12 @@ void URI::setQuery(const String& query, bool escape) { readQuery(query.view(), e
 void URI::removeQuery() {
     if (m_query)
         m_query->clear();
-    m_hasQuery = false;
+    m_parts.hasQuery = false;
 }
 
 String URI::getQueryValue(const String& key, bool unescape) const {
-    const auto value = m_query ? m_query->get(key) : std::nullopt;
-    if (!value)
-        throw Exception();
-    return get(*value, true, unescape);
+    const auto value = m_query ? m_query->find(key) : std::nullopt;
+    return get(value ? Component(*value) : std::nullopt, unescape);
 }
 
 void URI::setQueryPair(const String& key, const String& value, bool escape) {
@@ -211,13 +177,13 @@ void URI::setQueryPair(const String& key, const String& value, bool escape) {
     } else {
         queryPairs().put(key, value);
     }
-    m_hasQuery = true;
+    m_parts.hasQuery = true;
 }
 
-bool URI::hasQueryValue(const String& key) const { return m_query && m_query->contains(key); }
+bool URI::hasQueryValue(const String& key) const { return m_query && m_query->find(key); }
 
 void URI::removeQueryPair(const String& key) {
-    if (m_query && m_query->remove(key) && m_query->isEmpty())
+    if (m_query && m_query->removeLast(key))
         removeQuery();
 }
 
@@ -233,39 +199,33 @@ void URI::setSchemeSpecificPart(const String& part, bool escape) {
 }
 
 bool URI::hasSchemeSpecificPart() const {
-    return m_hasHost || m_hasUser || m_hasPath || m_hasQuery || m_isOpaque;
+    return hasAuthority() || hasPath() || hasQuery() || isOpaque();
 }
 
 void URI::removeSchemeSpecificPart() {
     removeAuthority();
     removePath();
     removeQuery();
-    clear(m_opaquePart, m_isOpaque);
+    m_parts.opaquePart.reset();
 }
 
 void URI::setFragment(const String&) {}
 
-void URI::put(String& component, bool& isPresent, std::u16string_view text, bool escape,
-              ESCAPE_PART part) {
-    if (escape)
-        component = getEscapedString(text, part);
-    else
-        component = text;
-    isPresent = true;
+void URI::put(Component& component, std::u16string_view text, bool escape, ESCAPE_PART part) {
+    component = escape ? getEscapedString(text, part) : String(text);
 }
 
-String URI::get(const String& component, bool isPresent, bool unescape) {
-    if (!isPresent)
+String URI::get(const Component& component, bool unescape) {
+    if (!component)
         throw Exception();
-    return unescape ? getUnescapedString(component) : component;
+    return unescape ? getUnescapedString(*component) : *component;
 }
 
 // Where a path and a query begin is found from the start of the whole part: a "?" in front of the
 // first "/" behind an authority is in both the authority and the query.
 void URI::readSchemeSpecificPart(std::u16string_view part, bool escape) {
-    if (m_hasScheme && !part.starts_with(u'/')) {
-        m_opaquePart = part;
-        m_isOpaque = true;
+    if (hasScheme() && !part.starts_with(u'/')) {
+        m_parts.opaquePart = String(part);
         return;
     }
     const size_t end = part.size();
@@ -283,7 +243,7 @@ void URI::readSchemeSpecificPart(std::u16string_view part, bool escape) {
     if (mark != 0 && (!hasSlash || (split != end && split != mark))) {
         const size_t pathStart = hasSlash ? split + 1 : 0;
         const size_t pathEnd = std::max(std::min(mark, end), pathStart);
-        put(m_path, m_hasPath, part.substr(pathStart, pathEnd - pathStart), escape, ESCAPE_PATH);
+        put(m_parts.path, part.substr(pathStart, pathEnd - pathStart), escape, ESCAPE_PATH);
     }
     if (mark != part.npos)
         readQuery(part.substr(mark + 1), escape);
@@ -301,58 +261,56 @@ void URI::readAuthority(std::u16string_view authority, bool escape) {
         authority = authority.substr(0, colon);
     }
     if (!authority.empty())
-        put(m_host, m_hasHost, authority, escape, ESCAPE_AUTHORITY);
+        put(m_parts.host, authority, escape, ESCAPE_AUTHORITY);
 }
 
 void URI::readUserInfo(std::u16string_view userInfo, bool escape) {
     const size_t colon = findUnit(userInfo, u':');
-    put(m_user, m_hasUser, userInfo.substr(0, colon), escape, ESCAPE_AUTHORITY);
+    put(m_parts.user, userInfo.substr(0, colon), escape, ESCAPE_AUTHORITY);
     if (colon != userInfo.npos)
-        put(m_password, m_hasPassword, userInfo.substr(colon + 1), escape, ESCAPE_AUTHORITY);
+        put(m_parts.password, userInfo.substr(colon + 1), escape, ESCAPE_AUTHORITY);
 }
 
 void URI::readQuery(std::u16string_view query, bool escape) {
-    if (!query.empty()) {
-        if (escape)
-            queryPairs().putText(getEscapedQuery(query).view());
-        else
-            queryPairs().putText(query);
-    }
-    m_hasQuery = true;
+    if (escape)
+        queryPairs().putText(getEscapedQuery(query).view());
+    else
+        queryPairs().putText(query);
+    m_parts.hasQuery = true;
 }
 
 void URI::printSchemeSpecificPart(String& text, bool unescape) const {
-    if (m_isOpaque) {
-        text.append(m_opaquePart);
+    if (isOpaque()) {
+        text.append(*m_parts.opaquePart);
         return;
     }
     if (hasAuthority()) {
         text.append(u"//");
         printAuthority(text, unescape);
     }
-    if (m_hasPath)
+    if (hasPath())
         text.append(u'/').append(getPath(unescape));
-    if (m_hasQuery) {
+    if (hasQuery()) {
         text.append(u'?');
         printQuery(text, unescape);
     }
 }
 
 void URI::printAuthority(String& text, bool unescape) const {
-    if (m_hasUser) {
+    if (hasUser()) {
         printUserInfo(text, unescape);
         text.append(u'@');
     }
-    if (m_hasHost)
+    if (hasHost())
         text.append(getHost(unescape));
-    if (m_hasPort)
-        text.append(u':').append(m_port);
+    if (hasPort())
+        text.append(u':').append(*m_parts.port);
 }
 
 void URI::printUserInfo(String& text, bool unescape) const {
     text.append(getUser(unescape));
-    if (m_hasPassword)
-        text.append(u':').append(m_password);
+    if (hasPassword())
+        text.append(u':').append(*m_parts.password);
 }
 
 void URI::printQuery(String& text, bool unescape) const {

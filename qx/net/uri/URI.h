@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include <qx/core/Object.h>
@@ -56,34 +57,34 @@ public:
     /// Never escaped.
     String getScheme() const;
     void setScheme(const String& scheme);
-    bool hasScheme() const { return m_hasScheme; }
+    bool hasScheme() const { return m_parts.scheme.has_value(); }
     void removeScheme();
 
     String getUser(bool unescape) const;
     void setUser(const String& user, bool escape);
-    bool hasUser() const { return m_hasUser; }
+    bool hasUser() const { return m_parts.user.has_value(); }
     void removeUser();
 
     String getPassword(bool unescape) const;
     void setPassword(const String& password, bool escape);
-    bool hasPassword() const { return m_hasPassword; }
+    bool hasPassword() const { return m_parts.password.has_value(); }
     void removePassword();
 
     /// The user, then ":" and the password if there is one, which is never unescaped here.
     String getUserInfo(bool unescape) const;
     /// Splits at the first ":". Without one the password stays as it is.
     void setUserInfo(const String& userInfo, bool escape);
-    bool hasUserInfo() const { return m_hasUser; }
+    bool hasUserInfo() const { return hasUser(); }
     void removeUserInfo();
 
     String getHost(bool unescape) const;
     void setHost(const String& host, bool escape);
-    bool hasHost() const { return m_hasHost; }
+    bool hasHost() const { return m_parts.host.has_value(); }
     void removeHost();
 
     int getPort() const;
     void setPort(int port);
-    bool hasPort() const { return m_hasPort; }
+    bool hasPort() const { return m_parts.port.has_value(); }
     void removePort();
 
     /// User information, host and port. Present when there is a host or a user.
@@ -91,13 +92,13 @@ public:
     /// Behind the first "@" stands the host and behind its first ":" the port, which is read as
     /// Number::parseInt reads it.
     void setAuthority(const String& authority, bool escape);
-    bool hasAuthority() const { return m_hasHost || m_hasUser; }
+    bool hasAuthority() const { return hasHost() || hasUser(); }
     void removeAuthority();
 
     /// Without the leading "/".
     String getPath(bool unescape) const;
     void setPath(const String& path, bool escape);
-    bool hasPath() const { return m_hasPath; }
+    bool hasPath() const { return m_parts.path.has_value(); }
     void removePath();
 
     /// The pairs as "key=value", joined by "&", in the order of a hash map; only values are
@@ -107,7 +108,7 @@ public:
     /// the empty text has no pair. Keys that differ only in letter case are one: it keeps its first
     /// spelling and takes the last value.
     void setQuery(const String& query, bool escape);
-    bool hasQuery() const { return m_hasQuery; }
+    bool hasQuery() const { return m_parts.hasQuery; }
     void removeQuery();
 
     /// @param key  as it is kept, that is, escaped; in any letter case
@@ -125,7 +126,7 @@ public:
     void setSchemeSpecificPart(const String& part, bool escape);
     bool hasSchemeSpecificPart() const;
     void removeSchemeSpecificPart();
-    bool isOpaque() const { return m_isOpaque; }
+    bool isOpaque() const { return m_parts.opaquePart.has_value(); }
 
     /// No fragment is stored: always empty.
     String getFragment() const { return String(); }
@@ -139,13 +140,26 @@ private:
         ESCAPE_PATH = 1,
         ESCAPE_QUERY = 2,
     };
+    /// In escaped form; nothing when it is absent.
+    using Component = std::optional<String>;
+    /// All but the pairs of the query.
+    struct Parts {
+        Component scheme;
+        Component user;
+        Component password;
+        Component host;
+        std::optional<int32_t> port;
+        /// Without its leading "/".
+        Component path;
+        bool hasQuery = false;
+        Component opaquePart;
+    };
 
     static String getEscapedString(std::u16string_view text, ESCAPE_PART part);
     static String getUnescapedString(const String& text);
     static String getEscapedQuery(std::u16string_view query);
-    static void put(String& component, bool& isPresent, std::u16string_view text, bool escape,
-                    ESCAPE_PART part);
-    static String get(const String& component, bool isPresent, bool unescape);
+    static void put(Component& component, std::u16string_view text, bool escape, ESCAPE_PART part);
+    static String get(const Component& component, bool unescape);
     void readSchemeSpecificPart(std::u16string_view part, bool escape);
     void readAuthority(std::u16string_view authority, bool escape);
     void readUserInfo(std::u16string_view userInfo, bool escape);
@@ -156,23 +170,9 @@ private:
     void printQuery(String& text, bool unescape) const;
     detail::QueryPairs& queryPairs();
 
-    String m_scheme;
-    String m_user;
-    String m_password;
-    String m_host;
-    /// Without its leading "/".
-    String m_path;
-    String m_opaquePart;
-    int32_t m_port = -1;
-    bool m_hasScheme = false;
-    bool m_hasUser = false;
-    bool m_hasPassword = false;
-    bool m_hasHost = false;
-    bool m_hasPort = false;
-    bool m_hasPath = false;
-    bool m_hasQuery = false;
-    bool m_isOpaque = false;
-    /// Null until there is a query.
+    Parts m_parts;
+    /// The pairs. Null until there is a query; empty, but with the table that they had, once they
+    /// are removed.
     std::unique_ptr<detail::QueryPairs> m_query;
 };
 

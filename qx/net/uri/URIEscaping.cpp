@@ -11,6 +11,7 @@
 #include <qx/core/Number.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/UnitSearch.h>
+#include <qx/net/uri/detail/ShortQuery.h>
 #include <qx/platform/detail/HexDigits.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/detail/Kernels.h>
@@ -147,20 +148,14 @@ String URI::getEscapedString(std::u16string_view text, ESCAPE_PART part) {
 
 String URI::getEscapedQuery(std::u16string_view query) {
     String escaped;
-    for (;;) {
-        const size_t end = qx::detail::findUnit(query, u'&');
-        const std::u16string_view piece = query.substr(0, end);
-        const size_t equals = qx::detail::findUnit(piece, u'=');
-        escaped.append(getEscapedString(piece.substr(0, equals), ESCAPE_QUERY));
-        if (equals != piece.npos) {
-            escaped.append(u'=');
-            escaped.append(getEscapedString(piece.substr(equals + 1), ESCAPE_QUERY));
-        }
-        if (end == query.npos)
-            return escaped;
-        escaped.append(u'&');
-        query.remove_prefix(end + 1);
-    }
+    const char16_t* separator = u"";
+    detail::forEachPiece(query, [&](std::u16string_view key, std::u16string_view value) {
+        escaped.append(separator).append(getEscapedString(key, ESCAPE_QUERY));
+        if (value.data() != key.data()) // the piece has a "="
+            escaped.append(u'=').append(getEscapedString(value, ESCAPE_QUERY));
+        separator = u"&";
+    });
+    return escaped;
 }
 
 String URI::getUnescapedString(const String& text) {

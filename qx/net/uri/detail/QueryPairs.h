@@ -25,12 +25,10 @@ public:
     /// Puts the pairs of a query text: linear in its length, whatever the keys are.
     void putText(std::u16string_view text);
     void put(const String& key, const String& value);
-    /// The value of @p key, if there is one.
-    std::optional<String> get(const String& key) const;
-    bool contains(const String& key) const;
-    /// False when there is no such pair.
-    bool remove(const String& key);
-    bool isEmpty() const;
+    /// The value of @p key until the next change; nothing when there is none.
+    std::optional<std::u16string_view> find(const String& key) const;
+    /// Removes a pair. True when there was such a pair and it was the last one.
+    bool removeLast(const String& key);
     /// Removes all pairs. A table that has grown stays as long as it is.
     void clear();
     /// Appends "key=value" of each pair, joined by "&", to @p text; @p append (text, value) appends
@@ -42,28 +40,23 @@ public:
             append(text.append(separator).append(key).append(u'='), value);
             separator = u"&";
         };
-        if (m_isShort)
-            return ShortQuery(m_unread.view()).forEach(printPair);
-        if (const auto* const pairs = read()) {
-            for (const auto& [key, value] : *pairs)
-                printPair(key->view(), value->view());
-        }
+        if (const auto query = shortQuery())
+            return query->forEach(printPair);
+        for (const auto& [key, value] : table())
+            printPair(key->view(), value->view());
     }
 
 private:
     using Map = collections::Map<QueryKey, String>;
 
-    Map& pairs() const;
-    Map* read() const;
-    bool isShortFor(const String& key) const;
-    Reference<String> lookUp(const String& key) const;
+    std::optional<ShortQuery> shortQuery() const;
+    Map& table() const;
     void readMany(std::u16string_view text) const;
 
+    /// Null until it is needed.
     mutable Reference<Map> m_pairs;
     /// Text of pairs that are still to be put.
     mutable String m_unread;
-    /// The unread text is all there is, and short.
-    mutable bool m_isShort = false;
 };
 
 } // namespace qx::net::detail

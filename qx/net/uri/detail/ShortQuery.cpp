@@ -33,20 +33,21 @@ bool ShortQuery::isAscii(std::u16string_view text) noexcept {
     return all < 0x80;
 }
 
-bool ShortQuery::isShort(std::u16string_view text) noexcept {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), u'&')) + 1 < ManyPieces &&
-           isAscii(text);
+bool ShortQuery::hasFewPieces(std::u16string_view text) noexcept {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), u'&')) + 1 < ManyPieces;
 }
 
-bool ShortQuery::find(std::u16string_view key, std::u16string_view& value) const noexcept {
-    bool isFound = false;
-    forEachPiece(m_text, [&](std::u16string_view each, std::u16string_view itsValue) {
-        if (!isSameKey(each, key))
-            return;
-        value = itsValue; // the last one counts
-        isFound = true;
+bool ShortQuery::isShort(std::u16string_view text) noexcept {
+    return hasFewPieces(text) && isAscii(text);
+}
+
+std::optional<std::u16string_view> ShortQuery::find(std::u16string_view key) const noexcept {
+    std::optional<std::u16string_view> found;
+    forEachPiece(m_text, [&](std::u16string_view each, std::u16string_view value) {
+        if (isSameKey(each, key))
+            found = value; // the last one counts
     });
-    return isFound;
+    return found;
 }
 
 size_t ShortQuery::collect(Pair (&pairs)[ManyPieces]) const noexcept {

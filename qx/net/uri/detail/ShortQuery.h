@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include <qx/core/String.h>
@@ -8,10 +10,11 @@
 
 namespace qx::net::detail {
 
-/// Calls @p put (key, value) for each piece of a query text. A piece without "=" is both.
+/// Calls @p put (key, value) for each piece of a query text, of which the empty one has none. A
+/// piece without "=" is both.
 template <class Put>
 void forEachPiece(std::u16string_view text, Put&& put) {
-    for (bool isLast = false; !isLast;) {
+    for (bool isLast = text.empty(); !isLast;) {
         const size_t end = qx::detail::findUnit(text, u'&');
         const std::u16string_view piece = text.substr(0, end);
         const size_t equals = qx::detail::findUnit(piece, u'=');
@@ -31,14 +34,15 @@ class ShortQuery {
 public:
     static constexpr size_t ManyPieces = 16;
 
+    static bool hasFewPieces(std::u16string_view text) noexcept;
     static bool isShort(std::u16string_view text) noexcept;
     static bool isAscii(std::u16string_view text) noexcept;
 
-    /// @param text  is short, and not empty
+    /// @param text  is short
     explicit ShortQuery(std::u16string_view text) noexcept : m_text(text) {}
 
-    /// Finds the value of @p key, which is ASCII; false when there is none.
-    bool find(std::u16string_view key, std::u16string_view& value) const noexcept;
+    /// The value of @p key, which is ASCII; nothing when there is none.
+    std::optional<std::u16string_view> find(std::u16string_view key) const noexcept;
 
     /// Calls @p visit (key, value) for each pair.
     template <class Visit>
