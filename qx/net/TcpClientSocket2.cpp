@@ -13,15 +13,14 @@ ENUM_QX_E_SOCKET TcpClientSocket2::createTcpClientSocket2(int family, int type, 
     *out = nullptr;
     if (const ENUM_QX_E_SOCKET code = init())
         return code;
-    QXSocket made = QX_NO_SOCKET;
-    if (QXSocketCreate(family, type, protocol, &made) != 0)
+    PlatformHandle<&QXSocketClose> made;
+    if (QXSocketCreate(family, type, protocol, made.put()) != 0)
         return lastCode();
     ENUM_QX_E_SOCKET code = 0;
-    *out = new (std::nothrow) TcpClientSocket2(made, &code);
-    if (*out == nullptr) {
-        QXSocketClose(made);
+    *out = new (std::nothrow) TcpClientSocket2(made.get(), &code);
+    if (*out == nullptr)
         return QX_E_SOCKET_EFAULT;
-    }
+    static_cast<void>(made.detach());
     return code;
 }
 

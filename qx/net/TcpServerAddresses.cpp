@@ -144,7 +144,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::saveBoundAddresses() {
     }
     ENUM_QX_E_SOCKET recorded = 0;
     for (uint32_t i = 0; i < m_socketCount; ++i) {
-        if (const ENUM_QX_E_SOCKET code = saveBound(m_sockets[i]))
+        if (const ENUM_QX_E_SOCKET code = saveBound(m_sockets[i].get()))
             recorded = code;
     }
     return recorded;

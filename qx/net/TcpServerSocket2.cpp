@@ -1,9 +1,8 @@
 #include "qx/net/TcpServerSocket2.h"
 
-#include <algorithm>
 #include <climits>
-#include <iterator>
 #include <new>
+#include <utility>
 
 #include <qx/net/detail/Codes.h>
 #include <qx/net/detail/SocketSet.h>
@@ -31,21 +30,16 @@ ENUM_QX_E_SOCKET TcpServerSocket2::createTcpServerSocket2(int family, int type, 
 }
 
 TcpServerSocket2::TcpServerSocket2(int family, int type, int protocol)
-    : m_family(family), m_type(type), m_protocol(protocol) {
-    socketListClear();
-}
+    : m_family(family), m_type(type), m_protocol(protocol) {}
 
 TcpServerSocket2::~TcpServerSocket2() {
     if (!getClosed() && !getShutdownOut())
         TcpServerSocket2::shutdownOutput();
-    TcpServerSocket2::close();
-    bindListClear();
-    boundListClear();
 }
 
 void TcpServerSocket2::socketListClear() {
-    std::fill(std::begin(m_sockets), std::end(m_sockets), QX_NO_SOCKET);
-    m_socketCount = 0;
+    while (m_socketCount > 0)
+        static_cast<void>(m_sockets[--m_socketCount].detach());
 }
 
 ENUM_QX_E_SOCKET TcpServerSocket2::bind() {
@@ -76,20 +70,21 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
     if (const ENUM_QX_E_SOCKET code = address.getAddress()->getStorageBinary(&place, &length))
         return code;
     isFatal = false;
-    QXSocket made = QX_NO_SOCKET;
-    if (QXSocketCreate(place.family, m_type, m_protocol, &made) != 0) {
+    PlatformHandle<&QXSocketClose> made;
+    if (QXSocketCreate(place.family, m_type, m_protocol, made.put()) != 0) {
         const ENUM_QX_E_SOCKET code = lastCode();
         goesOn = code == QX_E_SOCKET_EAFNOSUPPORT; // the machine lacks the family
         return code;
     }
-    ENUM_QX_E_SOCKET code = codeOfCall(QXSocketBind(made, &place, static_cast<int32_t>(length)));
+    ENUM_QX_E_SOCKET code =
+        codeOfCall(QXSocketBind(made.get(), &place, static_cast<int32_t>(length)));
     if (code == 0 && m_socketCount < MaxAddresses) {
-        m_sockets[m_socketCount++] = made;
+        m_sockets[m_socketCount++] = std::move(made);
         return 0;
     }
     if (code == 0)
         code = QX_E_SOCKET_EMFILE;
-    if (QXSocketClose(made) != 0) {
+    if (made.reset() != 0) {
         isFatal = true;
         code = lastCode();
     }
@@ -101,7 +96,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::listen(int backlog) {
         return QX_E_SOCKET_ENOTSOCK;
     ENUM_QX_E_SOCKET last = 0;
     for (uint32_t i = 0; i < m_socketCount; ++i) {
-        if (QXSocketListen(m_sockets[i], backlog < 1 ? INT_MAX : backlog) != 0)
+        if (QXSocketListen(m_sockets[i].get(), backlog < 1 ? INT_MAX : backlog) != 0)
             last = lastCode();
     }
     return last;
@@ -130,19 +125,18 @@ ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t
         return code;
     qx_sockaddr_union peer{};
     int32_t length = sizeof peer;
-    QXSocket accepted = QX_NO_SOCKET;
-    if (QXSocketAccept(listening, &peer, &length, &accepted) != 0)
+    PlatformHandle<&QXSocketClose> accepted;
+    if (QXSocketAccept(listening, &peer, &length, accepted.put()) != 0)
         return lastCode();
     if (nativeSocket != nullptr) {
-        *nativeSocket = accepted;
+        *nativeSocket = accepted.detach();
         return 0;
     }
     ENUM_QX_E_SOCKET code = 0;
-    *out = new (std::nothrow) TcpWorkerSocket2(accepted, &peer, &code);
-    if (*out == nullptr) {
-        QXSocketClose(accepted);
+    *out = new (std::nothrow) TcpWorkerSocket2(accepted.get(), &peer, &code);
+    if (*out == nullptr)
         return QX_E_SOCKET_EFAULT;
-    }
+    static_cast<void>(accepted.detach());
     return code;
 }
 
@@ -152,7 +146,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::awaitConnection(uint64_t& listening,
     static_assert(MaxAddresses < QX_SOCKET_SET_SIZE);
     qx_socket_set read{};
     for (uint32_t i = 0; i < m_socketCount; ++i)
-        addToSet(read, m_sockets[i]);
+        addToSet(read, m_sockets[i].get());
     qx_socket_set exception = read;
     const int32_t ready = QXSocketSelect(&read, nullptr, &exception, limit);
     if (ready == QX_SOCKET_ERROR)
@@ -177,7 +171,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::shutdown(int32_t direction) {
         return 0;
     ENUM_QX_E_SOCKET last = 0;
     for (uint32_t i = 0; i < m_socketCount; ++i) {
-        const ENUM_QX_E_SOCKET code = codeOfCall(QXSocketShutdown(m_sockets[i], direction));
+        const ENUM_QX_E_SOCKET code = codeOfCall(QXSocketShutdown(m_sockets[i].get(), direction));
         if (code != 0 && !isNoConnection(code))
             last = code;
     }
@@ -197,8 +191,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::close() {
     ENUM_QX_E_SOCKET last = 0;
     const uint32_t count = std::exchange(m_socketCount, 0u);
     for (uint32_t i = 0; i < count; ++i) {
-        const ENUM_QX_E_SOCKET code =
-            codeOfCall(QXSocketClose(std::exchange(m_sockets[i], QX_NO_SOCKET)));
+        const ENUM_QX_E_SOCKET code = codeOfCall(m_sockets[i].reset());
         if (code != 0 && !isNoConnection(code))
             last = code;
     }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include <qx/core/PlatformHandle.h>
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/TcpWorkerSocket2.h>
@@ -115,7 +116,7 @@ private:
     int32_t m_family;
     int32_t m_type;
     int32_t m_protocol;
-    uint64_t m_sockets[MaxAddresses];
+    PlatformHandle<&QXSocketClose> m_sockets[MaxAddresses];
     uint32_t m_socketCount = 0;
     AddressList m_bindList;
     AddressList m_boundList;

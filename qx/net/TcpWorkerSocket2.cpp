@@ -1,7 +1,6 @@
 #include "qx/net/TcpWorkerSocket2.h"
 
 #include <new>
-#include <utility>
 
 #include <qx/net/detail/Codes.h>
 
@@ -30,15 +29,14 @@ TcpWorkerSocket2::TcpWorkerSocket2(uint64_t nativeSocket, const qx_sockaddr_unio
 TcpWorkerSocket2::~TcpWorkerSocket2() {
     if (!getClosed() && !getShutdownOut())
         TcpWorkerSocket2::shutdownOutput();
-    TcpWorkerSocket2::close();
 }
 
-uint64_t TcpWorkerSocket2::getId() const { return m_socket == QX_NO_SOCKET ? 0 : m_socket; }
+uint64_t TcpWorkerSocket2::getId() const { return m_socket ? m_socket.get() : 0; }
 
 ENUM_QX_E_SOCKET TcpWorkerSocket2::shutdown(int32_t direction) {
     if (direction < 0 || getClosed())
         return 0;
-    const ENUM_QX_E_SOCKET code = codeOfCall(QXSocketShutdown(m_socket, direction));
+    const ENUM_QX_E_SOCKET code = codeOfCall(QXSocketShutdown(m_socket.get(), direction));
     return code == QX_E_SOCKET_ENOTCONN ? 0 : code;
 }
 
@@ -52,7 +50,7 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::close() {
     if (getClosed())
         return 0;
     setClosed(1);
-    return codeOfCall(QXSocketClose(std::exchange(m_socket, QX_NO_SOCKET)));
+    return codeOfCall(QXSocketClose(m_socket.detach()));
 }
 
 ENUM_QX_E_SOCKET TcpWorkerSocket2::getsockopt(int32_t level, int32_t name, char* value,
@@ -61,7 +59,7 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::getsockopt(int32_t level, int32_t name, char*
         return QX_E_SOCKET_EINVAL;
     if (getClosed())
         return QX_E_SOCKET_ENOTSOCK;
-    return codeOfCall(QXSocketGetOption(m_socket, level, name, value, length));
+    return codeOfCall(QXSocketGetOption(m_socket.get(), level, name, value, length));
 }
 
 ENUM_QX_E_SOCKET TcpWorkerSocket2::setsockopt(int32_t level, int32_t name, const char* value,
@@ -70,7 +68,7 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::setsockopt(int32_t level, int32_t name, const
         return QX_E_SOCKET_EINVAL;
     if (getClosed())
         return QX_E_SOCKET_ENOTSOCK;
-    return codeOfCall(QXSocketSetOption(m_socket, level, name, value, length));
+    return codeOfCall(QXSocketSetOption(m_socket.get(), level, name, value, length));
 }
 
 ENUM_QX_E_SOCKET TcpWorkerSocket2::recv(char* buffer, size_t length, int32_t flags,
@@ -79,7 +77,7 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::recv(char* buffer, size_t length, int32_t fla
         return QX_E_SOCKET_EINVAL;
     if (getClosed())
         return QX_E_SOCKET_ENOTSOCK;
-    *count = QXSocketReceive(m_socket, buffer, static_cast<int32_t>(length), flags);
+    *count = QXSocketReceive(m_socket.get(), buffer, static_cast<int32_t>(length), flags);
     return *count > 0 ? 0 : lastCode();
 }
 
@@ -89,7 +87,7 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::send(const char* buffer, size_t length, int32
         return QX_E_SOCKET_EINVAL;
     if (getClosed())
         return QX_E_SOCKET_ENOTSOCK;
-    *count = QXSocketSend(m_socket, buffer, static_cast<int32_t>(length), flags);
+    *count = QXSocketSend(m_socket.get(), buffer, static_cast<int32_t>(length), flags);
     return *count > 0 ? 0 : lastCode();
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include <qx/core/PlatformHandle.h>
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/sync/Duration.h>
@@ -71,7 +72,7 @@ public:
 private:
     ENUM_QX_E_SOCKET shutdown(int32_t direction);
 
-    uint64_t m_socket;
+    PlatformHandle<&QXSocketClose> m_socket;
     std::unique_ptr<InetSocketAddress> m_peer;
 };
 
