@@ -132,7 +132,6 @@
 #include <qx/io/IoException.h>
 #include <qx/io/LateFailure.h>
 #include <qx/io/LockingChannel.h>
-#include <qx/io/MarkBuffer.h>
 #include <qx/io/MaskedConsoleInputStream.h>
 #include <qx/io/MemoryStreams.h>
 #include <qx/io/MovedLength.h>
@@ -140,7 +139,6 @@
 #include <qx/io/NullWriter.h>
 #include <qx/io/OutputStream.h>
 #include <qx/io/OutputStreamWriter.h>
-#include <qx/io/PendingBuffer.h>
 #include <qx/io/PrintWriter.h>
 #include <qx/io/ReadWriteChannel.h>
 #include <qx/io/Reader.h>

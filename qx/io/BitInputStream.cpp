@@ -3,15 +3,14 @@
 #include <algorithm>
 
 #include <qx/io/ByteArrayInputStream.h>
+#include <qx/io/ByteOrder.h>
 #include <qx/io/detail/Bits.h>
-#include <qx/io/detail/MemoryBytes.h>
+#include <qx/io/detail/ExactClass.h>
 
 namespace qx::io {
 
-using detail::MemoryBytes;
-
 BitInputStream::BitInputStream(InputStream* in)
-    : FilterInputStream(in), m_memory(MemoryBytes::of(wrapped())) {}
+    : FilterInputStream(in), m_memory(detail::exactly<ByteArrayInputStream>(wrapped())) {}
 
 int BitInputStream::read() { return BitInputStream::read(8); }
 
@@ -32,16 +31,16 @@ int BitInputStream::readBeyondByte(int bits) {
     detail::checkBitWidth(bits);
     if (!m_memory)
         return readFetching(bits);
-    const auto rest = MemoryBytes::rest(*m_memory);
+    const auto rest = m_memory->rest();
     if (rest.size() < sizeof(uint64_t)) [[unlikely]]
         return readFetching(bits);
     // The bits left and the next eight bytes in one word; at most 4 of those bytes are used up.
-    const uint64_t next = detail::loadBig64(rest.data());
+    const uint64_t next = loadInOrder<uint64_t>(rest.data(), QX_ENDIAN_BIG);
     const int left = m_bitsLeft;
     const uint64_t window = static_cast<uint64_t>(m_byte) << 1 << (63 - left) | next >> left;
     const int bytes = (bits - left + 7) >> 3;
-    MemoryBytes::skip(*m_memory, static_cast<size_t>(bytes));
-    m_byte = rest[static_cast<size_t>(bytes - 1)];
+    m_memory->tryTake(bytes);
+    m_byte = static_cast<uint8_t>(rest[static_cast<size_t>(bytes - 1)]);
     m_bitsLeft = left + 8 * bytes - bits;
     return static_cast<int>(window >> (64 - bits));
 }
@@ -75,21 +74,19 @@ int BitInputStream::readFetching(int bits) {
 int32_t BitInputStream::readFromMemory(uint8_t* to, int32_t length) {
     if (length < 1)
         return -1;
-    const auto rest = MemoryBytes::rest(*m_memory);
-    const auto count = std::min(rest.size(), static_cast<size_t>(length));
+    const auto count = std::min(static_cast<int32_t>(m_memory->rest().size()), length);
     if (count > 0) {
-        const uint8_t* const from = rest.data();
+        const auto* const from = reinterpret_cast<const uint8_t*>(m_memory->tryTake(count));
         const int left = m_bitsLeft;
         to[0] = static_cast<uint8_t>(m_byte << (8 - left) | from[0] >> left);
-        for (size_t i = 1; i < count; ++i)
+        for (int32_t i = 1; i < count; ++i)
             to[i] = static_cast<uint8_t>(from[i - 1] << (8 - left) | from[i] >> left);
         m_byte = from[count - 1];
-        MemoryBytes::skip(*m_memory, count);
     }
-    if (count == static_cast<size_t>(length))
+    if (count == length)
         return length;
     m_bitsLeft = 0; // the attempt at another byte uses up the rest
-    return count > 0 ? static_cast<int32_t>(count) : -1;
+    return count > 0 ? count : -1;
 }
 
 } // namespace qx::io

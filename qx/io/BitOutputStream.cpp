@@ -5,12 +5,11 @@
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
 #include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/ByteOrder.h>
 #include <qx/io/detail/Bits.h>
-#include <qx/io/detail/MemoryBytes.h>
+#include <qx/io/detail/ExactClass.h>
 
 namespace qx::io {
-
-using detail::MemoryBytes;
 
 namespace {
 
@@ -23,7 +22,7 @@ inline void requireFits(uint64_t value, int bits) {
 } // namespace
 
 BitOutputStream::BitOutputStream(OutputStream* out)
-    : FilterOutputStream(out), m_memory(MemoryBytes::of(wrapped())) {}
+    : FilterOutputStream(out), m_memory(detail::exactly<ByteArrayOutputStream>(wrapped())) {}
 
 void BitOutputStream::write(signed char byte) { put(static_cast<uint8_t>(byte), 8); }
 
@@ -56,10 +55,10 @@ void BitOutputStream::put(uint32_t value, int bits) {
     const uint64_t all = uint64_t{m_begun} << bits | value; // at most 39 bits
     int left = m_bits + bits;
     if (m_memory) {
-        const auto room = MemoryBytes::room(*m_memory);
+        const auto room = m_memory->room();
         if (room.size() >= sizeof all) [[likely]] {
-            detail::storeBig64(room.data(), all << (64 - left));
-            MemoryBytes::append(*m_memory, static_cast<size_t>(left >> 3));
+            storeInOrder(room.data(), all << (64 - left), QX_ENDIAN_BIG);
+            m_memory->tryClaim(left >> 3);
             m_bits = left & 7;
             m_begun = static_cast<uint32_t>(all & detail::lowBits(m_bits));
             return;
@@ -77,20 +76,18 @@ void BitOutputStream::put(uint32_t value, int bits) {
 
 void BitOutputStream::putToMemory(const uint8_t* from, int32_t length) {
     for (int32_t done = 0; done < length;) {
-        const auto room = MemoryBytes::room(*m_memory);
-        const auto count = std::min(room.size(), static_cast<size_t>(length - done));
+        const auto count = std::min(static_cast<int32_t>(m_memory->room().size()), length - done);
         if (count == 0) { // the buffer grows as it does for any single byte
             put(from[done++], 8);
             continue;
         }
         const uint8_t* const bytes = from + done;
-        uint8_t* const to = room.data();
+        auto* const to = reinterpret_cast<uint8_t*>(m_memory->tryClaim(count));
         to[0] = static_cast<uint8_t>(m_begun << (8 - m_bits) | bytes[0] >> m_bits);
-        for (size_t i = 1; i < count; ++i)
+        for (int32_t i = 1; i < count; ++i)
             to[i] = static_cast<uint8_t>(bytes[i - 1] << (8 - m_bits) | bytes[i] >> m_bits);
         m_begun = static_cast<uint32_t>(bytes[count - 1] & detail::lowBits(m_bits));
-        MemoryBytes::append(*m_memory, count);
-        done += static_cast<int32_t>(count);
+        done += count;
     }
 }
 

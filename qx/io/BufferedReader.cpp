@@ -8,18 +8,18 @@ namespace qx::io {
 template class BufferedSource<Reader, char16_t>;
 
 int32_t BufferedReader::readLine(String& line) {
-    buffer().requireOpen();
+    requireOpen();
     line.clear();
     int32_t appended = 0;
     for (;;) {
-        if (buffer().isExhausted() && !buffer().refill(wrapped()))
+        if (isExhausted() && !refill())
             return appended > 0 ? appended : -1;
-        const char16_t* const units = buffer().unread();
-        const int32_t buffered = buffer().unreadLength();
+        const char16_t* const units = unread();
+        const int32_t buffered = unreadLength();
         const int32_t length = detail::findLineEnd(units, buffered);
         line.append(units, length);
         appended += length;
-        buffer().drop(length);
+        drop(length);
         if (length < buffered) {
             dropLineEnd(units[length]);
             return appended;
@@ -29,11 +29,11 @@ int32_t BufferedReader::readLine(String& line) {
 
 /// Steps over the line end at the position, which is @p lineEnd; CR takes a following LF along.
 void BufferedReader::dropLineEnd(char16_t lineEnd) {
-    buffer().drop(1);
+    drop(1);
     if (lineEnd != u'\r')
         return;
-    if ((!buffer().isExhausted() || buffer().tryRefill(wrapped())) && *buffer().unread() == u'\n')
-        buffer().drop(1);
+    if ((!isExhausted() || tryRefill()) && *unread() == u'\n')
+        drop(1);
 }
 
 } // namespace qx::io

@@ -1,44 +1,94 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <utility>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
-#include <qx/io/PendingBuffer.h>
+#include <qx/io/IoException.h>
 
 namespace qx::io {
 
-/// A sink written through a buffer: the common part of BufferedOutputStream and BufferedWriter.
-/// Only flush is sure to pass everything on; close and destruction drop what is pending.
+/// A sink written through a buffer: the common part of BufferedOutputStream (signed char) and
+/// BufferedWriter (char16_t). Counts are in units of @p Unit.
+///
+/// Only flush is sure to pass everything on; close and destruction drop what is pending. When the
+/// wrapped sink throws, the units stay pending.
 template <class Base, class Unit>
 class BufferedSink : public Base {
 public:
+    static constexpr int32_t MinimumSize = 16;
+
+    /// @param size  of the buffer in units, raised to MinimumSize
     BufferedSink(Reference<Base> out, int32_t size)
-        : m_out(required(std::move(out))), m_buffer(size) {}
+        : m_out(required(std::move(out))), m_size(std::max(size, MinimumSize)),
+          m_units(std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size))) {}
 
     using Base::write;
-    void write(const Unit* from, int32_t length) override { m_buffer.write(*m_out, from, length); }
-    void write(Unit unit) override { m_buffer.write(*m_out, unit); }
-    /// Writes what is pending and flushes the wrapped sink.
+    /// Units that fill a whole buffer pass straight through, behind what is pending.
+    void write(const Unit* from, int32_t length) override {
+        requireOpen();
+        if (length >= m_size) {
+            drain();
+            m_out->write(from, length);
+            return;
+        }
+        if (length <= 0)
+            return;
+        if (length > m_size - m_count)
+            drain();
+        std::memcpy(m_units.get() + m_count, from, static_cast<size_t>(length) * sizeof(Unit));
+        m_count += length;
+    }
+    void write(Unit unit) override {
+        if (m_count >= m_size) [[unlikely]]
+            drain();
+        m_units.get()[m_count++] = unit;
+    }
+    /// Writes what is pending, in one call, and flushes the wrapped sink.
     void flush() override {
-        m_buffer.drain(*m_out);
+        drain();
         m_out->flush();
     }
     /// Drops what is pending and closes the wrapped sink. Later writes and flushes raise
     /// IoException "stream closed".
     void close() override {
-        m_buffer.close();
+        m_units.reset();
+        m_size = m_count = 0;
         m_out->close();
     }
 
     /// Room in the buffer for @p length units, which count as written; the caller fills it before
     /// the next operation. Null, with nothing written, when the buffer has less room.
-    Unit* tryClaim(int32_t length) noexcept { return m_buffer.tryClaim(length); }
+    Unit* tryClaim(int32_t length) noexcept {
+        if (length > m_size - m_count)
+            return nullptr;
+        Unit* const units = m_units.get() + m_count;
+        m_count += length;
+        return units;
+    }
 
 private:
+    void requireOpen() const {
+        if (!m_units)
+            throwIo(u"stream closed");
+    }
+    /// Out of line, so that a single write to the buffer stays small.
+    [[gnu::noinline]] void drain() {
+        requireOpen();
+        if (m_count == 0)
+            return;
+        m_out->write(m_units.get(), m_count);
+        m_count = 0;
+    }
+
     Reference<Base> m_out;
-    PendingBuffer<Unit> m_buffer;
+    int32_t m_size; // 0 once closed, so that a single write looks no further than here
+    std::unique_ptr<Unit[]> m_units;
+    int32_t m_count = 0;
 };
 
 } // namespace qx::io

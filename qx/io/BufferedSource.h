@@ -1,60 +1,229 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <type_traits>
 #include <utility>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
-#include <qx/io/MarkBuffer.h>
+#include <qx/io/IoException.h>
+#include <qx/io/LateFailure.h>
+#include <qx/io/MovedLength.h>
 
 namespace qx::io {
 
-/// A source read through a buffer, with mark and reset: the common part of BufferedInputStream and
-/// BufferedReader. Never calls the wrapped source's single read, skip, mark or reset.
+/// A source read through a buffer, with mark and reset: the common part of BufferedInputStream
+/// (signed char) and BufferedReader (char16_t). Counts, positions and limits are in units of
+/// @p Unit. Never calls the wrapped source's single read, skip, mark or reset.
+///
+/// When the wrapped source fails behind units that a call has already read, the call returns with
+/// those, and the next one that needs the source raises the failure. Once closed, every operation,
+/// a second close included, raises IoException "stream closed".
 template <class Base, class Unit>
 class BufferedSource : public Base {
 public:
+    static constexpr int32_t MinimumSize = 16;
+
+    /// @param size  of the buffer in units, raised to MinimumSize
     BufferedSource(Reference<Base> in, int32_t size)
-        : m_in(required(std::move(in))), m_buffer(size) {}
+        : m_in(required(std::move(in))), m_size(std::max(size, MinimumSize)),
+          m_units(std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size))) {}
 
     using Base::read;
-    int32_t read(Unit* to, int32_t length) override { return m_buffer.read(*m_in, to, length); }
-    int read() override { return m_buffer.read(*m_in); }
-    int32_t skip(int32_t count) override { return m_buffer.skip(*m_in, count); }
+    /// Stops early rather than block when something was read, and reads whole buffers straight into
+    /// @p to while no mark needs them.
+    int32_t read(Unit* to, int32_t length) override {
+        if (0 < length && length <= unreadLength()) {
+            take(to, length);
+            return length;
+        }
+        return readSlowly(to, length);
+    }
+    int read() override { return isExhausted() ? readRefilled() : next(); }
+    int32_t skip(int32_t count) override;
     /// What the wrapped source has available and what is buffered.
-    int32_t available() override { return m_buffer.available(*m_in); }
-    /// Frees the buffer and closes the wrapped source. Every later operation, a second close
-    /// included, raises IoException "stream closed".
+    int32_t available() override {
+        requireOpen();
+        const int64_t sum = int64_t{m_in->available()} + unreadLength();
+        return static_cast<int32_t>(std::min<int64_t>(sum, std::numeric_limits<int32_t>::max()));
+    }
+    /// Frees the buffer and closes the wrapped source.
     void close() override {
-        m_buffer.close();
+        requireOpen();
+        m_units.reset();
+        m_position = m_count = 0;
         m_in->close();
     }
     bool markSupported() override {
-        m_buffer.requireOpen();
+        requireOpen();
         return true;
     }
     /// The mark holds until more than @p readLimit units were read and the buffer has to be filled
     /// again; a limit beyond the buffer's size makes the buffer grow to it.
-    void mark(int32_t readLimit) override { m_buffer.mark(readLimit); }
-    void reset() override { m_buffer.reset(); }
+    void mark(int32_t readLimit) override {
+        requireOpen();
+        m_markLimit = readLimit;
+        m_markPosition = m_position;
+    }
+    /// @throws IoException "mark invalid" for a mark that was lost, "stream not marked" without one
+    void reset() override {
+        requireOpen();
+        if (m_markPosition == MarkInvalid)
+            throwIo(u"mark invalid");
+        if (m_markPosition == NoMark)
+            throwIo(u"stream not marked");
+        m_position = m_markPosition;
+    }
 
     /// Reads @p length units that are all buffered, without a copy: where they are, until the next
     /// operation. Null, with nothing read, when fewer are buffered.
     const Unit* tryTake(int32_t length) noexcept {
-        if (length > m_buffer.unreadLength())
+        if (length > unreadLength())
             return nullptr;
-        const Unit* const units = m_buffer.unread();
-        m_buffer.drop(length);
+        const Unit* const units = unread();
+        drop(length);
         return units;
     }
 
 protected:
-    Base& wrapped() const noexcept { return *m_in; }
-    MarkBuffer<Unit>& buffer() noexcept { return m_buffer; }
+    void requireOpen() const {
+        if (!m_units)
+            throwIo(u"stream closed");
+    }
+    /// The buffered units; what lies in front of them is taken off by drop.
+    const Unit* unread() const noexcept { return m_units.get() + m_position; }
+    int32_t unreadLength() const noexcept { return m_count - m_position; }
+    bool isExhausted() const noexcept { return m_position >= m_count; }
+    void drop(int32_t length) noexcept { m_position += length; }
+    /// Fills the exhausted buffer with one read, behind the units that the mark keeps. False when
+    /// nothing came.
+    bool refill();
+    /// The same for a call that has its result already.
+    bool tryRefill() {
+        constexpr int32_t Delivered = 1;
+        bool isFilled = false;
+        m_failure.guard(Delivered, [&] { isFilled = refill(); });
+        return isFilled;
+    }
 
 private:
+    static constexpr int32_t NoMark = -1;
+    static constexpr int32_t MarkInvalid = -2;
+
+    int32_t next() noexcept {
+        return static_cast<std::make_unsigned_t<Unit>>(m_units.get()[m_position++]);
+    }
+    /// Out of line, so that a single read from the buffer needs no stack frame.
+    [[gnu::noinline]] int32_t readRefilled() { return refill() ? next() : -1; }
+    int32_t readSlowly(Unit* to, int32_t length);
+    int32_t deliver(Unit* to, int32_t length, int32_t& delivered);
+    int32_t keepMarked();
+    void take(Unit* to, int32_t length) noexcept {
+        std::memcpy(to, unread(), static_cast<size_t>(length) * sizeof(Unit));
+        drop(length);
+    }
+
     Reference<Base> m_in;
-    MarkBuffer<Unit> m_buffer;
+    int32_t m_size;
+    std::unique_ptr<Unit[]> m_units; // null once closed; position and count are 0 from then on
+    int32_t m_position = 0;
+    int32_t m_count = 0;
+    int32_t m_markLimit = 0;
+    int32_t m_markPosition = NoMark;
+    LateFailure m_failure;
 };
+
+template <class Base, class Unit>
+int32_t BufferedSource<Base, Unit>::readSlowly(Unit* to, int32_t length) {
+    requireOpen();
+    if (length < 1)
+        return 0;
+    int32_t delivered = 0;
+    int32_t end = -1;
+    m_failure.guard(delivered, [&] { end = deliver(to, length, delivered); });
+    return delivered > 0 ? delivered : end;
+}
+
+/// Reads until @p length units are @p delivered or the source gives no more; what it said then.
+template <class Base, class Unit>
+int32_t BufferedSource<Base, Unit>::deliver(Unit* to, int32_t length, int32_t& delivered) {
+    for (;;) {
+        const int32_t wanted = length - delivered;
+        if (isExhausted()) {
+            if (delivered > 0 && m_in->available() == 0)
+                return 0;
+            if (wanted >= m_size && m_markPosition < 0) {
+                m_failure.raise();
+                const int32_t count = checkedMove(m_in->read(to + delivered, wanted), wanted);
+                delivered += std::max(count, 0);
+                return count;
+            }
+            if (!refill())
+                return -1;
+        }
+        const int32_t taken = std::min(wanted, unreadLength());
+        take(to + delivered, taken);
+        delivered += taken;
+        if (delivered == length)
+            return 0;
+    }
+}
+
+template <class Base, class Unit>
+int32_t BufferedSource<Base, Unit>::skip(int32_t count) {
+    requireOpen();
+    int32_t skipped = 0;
+    m_failure.guard(skipped, [&] {
+        while (skipped < count && (!isExhausted() || refill())) {
+            const int32_t dropped = std::min(count - skipped, unreadLength());
+            drop(dropped);
+            skipped += dropped;
+        }
+    });
+    return skipped;
+}
+
+template <class Base, class Unit>
+bool BufferedSource<Base, Unit>::refill() {
+    requireOpen();
+    m_failure.raise();
+    const int32_t start = keepMarked();
+    const int32_t room = m_size - start;
+    const int32_t count = checkedMove(m_in->read(m_units.get() + start, room), room);
+    if (count > 0) {
+        m_position = start;
+        m_count = start + count;
+    }
+    return !isExhausted();
+}
+
+/// Moves the units since the mark to the front, in a buffer that holds the mark's limit; a mark
+/// that is out of its limit is lost. The number of units kept.
+template <class Base, class Unit>
+int32_t BufferedSource<Base, Unit>::keepMarked() {
+    if (m_markPosition < 0)
+        return 0;
+    const int32_t kept = m_position - m_markPosition;
+    if (kept >= m_markLimit) {
+        m_markPosition = MarkInvalid;
+        return 0;
+    }
+    const auto keptBytes = static_cast<size_t>(kept) * sizeof(Unit);
+    if (m_markLimit > m_size) {
+        auto larger = std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_markLimit));
+        std::memcpy(larger.get(), m_units.get() + m_markPosition, keptBytes);
+        m_units = std::move(larger);
+        m_size = m_markLimit;
+    } else {
+        std::memmove(m_units.get(), m_units.get() + m_markPosition, keptBytes);
+    }
+    m_position = m_count = kept;
+    m_markPosition = 0;
+    return kept;
+}
 
 } // namespace qx::io

@@ -2,15 +2,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include <qx/io/InputStream.h>
 #include <qx/platform/export.h>
 
 namespace qx::io {
-
-namespace detail {
-struct MemoryBytes;
-}
 
 /// Reads bytes from memory. At the end even a read of length 0 gives -1.
 class QX_API ByteArrayInputStream : public InputStream {
@@ -22,6 +19,10 @@ public:
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;
 
+    /// The bytes that are not read yet.
+    std::span<const signed char> rest() const noexcept {
+        return {m_bytes.get() + m_position, static_cast<size_t>(m_length - m_position)};
+    }
     /// Reads @p length bytes without a copy: where they are, as long as the stream lives. Null,
     /// with nothing read, when fewer are left.
     const signed char* tryTake(int32_t length) noexcept {
@@ -33,7 +34,6 @@ public:
     }
 
 private:
-    friend struct detail::MemoryBytes;
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_length;
     int32_t m_position = 0;

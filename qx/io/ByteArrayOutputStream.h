@@ -2,15 +2,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include <qx/io/OutputStream.h>
 #include <qx/platform/export.h>
 
 namespace qx::io {
-
-namespace detail {
-struct MemoryBytes;
-}
 
 /// Collects bytes in memory. A buffer that became too small for n bytes grows to n * 5 / 4.
 class QX_API ByteArrayOutputStream : public OutputStream {
@@ -25,6 +22,10 @@ public:
     /// @throws std::bad_alloc when memory runs out, with everything as it was
     void write(const signed char* from, int32_t length) override;
 
+    /// Where the next bytes go without the buffer having to grow.
+    std::span<signed char> room() noexcept {
+        return {m_bytes.get() + m_size, static_cast<size_t>(m_capacity - m_size)};
+    }
     /// Room for @p length bytes within the capacity, which count as written; the caller fills it
     /// before the next operation. Null, with nothing written, when the capacity does not suffice.
     signed char* tryClaim(int32_t length) noexcept {
@@ -61,7 +62,6 @@ protected:
     void reallocBuffer(int32_t capacity);
 
 private:
-    friend struct detail::MemoryBytes;
     using Bytes = std::unique_ptr<signed char[]>;
     Bytes moveBytes(int32_t capacity);
 

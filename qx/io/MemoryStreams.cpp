@@ -1,19 +1,10 @@
 #include "qx/io/MemoryStreams.h"
 
-#include <typeinfo>
+#include <qx/io/detail/ExactClass.h>
 
 namespace qx::io {
 
-namespace {
-
-/// The stream as a @p Class when that is its very class, else null. Compared by address: a
-/// description that a program has twice only means the long way.
-template <class Class, class Base>
-Class* exactly(Base& stream) noexcept {
-    return &typeid(stream) == &typeid(Class) ? static_cast<Class*>(&stream) : nullptr;
-}
-
-} // namespace
+using detail::exactly;
 
 MemorySource::MemorySource(InputStream& in) noexcept
     : m_buffered(exactly<BufferedInputStream>(in)), m_array(exactly<ByteArrayInputStream>(in)),

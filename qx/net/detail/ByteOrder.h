@@ -1,16 +1,14 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
+
+#include <qx/io/ByteOrder.h>
 
 namespace qx::net {
 
 /// A port between host and network order; the same either way.
 constexpr uint16_t swapPortOrder(uint16_t port) noexcept {
-    if constexpr (std::endian::native == std::endian::little)
-        return static_cast<uint16_t>(port << 8 | port >> 8);
-    else
-        return port;
+    return io::isSwapped(QX_ENDIAN_BIG) ? io::swapBytes(port) : port;
 }
 
 } // namespace qx::net
