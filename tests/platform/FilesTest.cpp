@@ -327,7 +327,8 @@ TEST_F(FilesTest, DescriptorsAreClosedInChildProcesses) {
     char name[4096];
     ASSERT_EQ(open(written, path("f"), Write | Create), result::Ok);
     ASSERT_EQ(open(read, path("f"), Read), result::Ok);
-    ASSERT_EQ(QXFileCreateBeside(path("f").c_str(), name, sizeof name, aside.put()), result::Ok);
+    ASSERT_EQ(QXFileCreateBeside(path("f").c_str(), 0600, name, sizeof name, aside.put()),
+              result::Ok);
     EXPECT_EQ(qxtest::ChildProcess("countDescriptors").join(), before);
 }
 
@@ -365,10 +366,11 @@ TEST_F(FilesTest, CreatesPrivateFilesBesideAnother) {
     File first, second;
     char firstName[4096], secondName[4096];
     const std::string beside = path("setup.ini");
-    ASSERT_EQ(QXFileCreateBeside(beside.c_str(), firstName, sizeof firstName, first.put()),
-              result::Ok);
-    ASSERT_EQ(QXFileCreateBeside(beside.c_str(), secondName, sizeof secondName, second.put()),
-              result::Ok);
+    const auto create = [](const std::string& path, auto& name, File& file) {
+        return QXFileCreateBeside(path.c_str(), 0600, name, sizeof name, file.put());
+    };
+    ASSERT_EQ(create(beside, firstName, first), result::Ok);
+    ASSERT_EQ(create(beside, secondName, second), result::Ok);
     ::umask(previous);
     EXPECT_STRNE(firstName, secondName);
     EXPECT_TRUE(std::string(firstName).starts_with(path(".setup.ini.")));
@@ -380,18 +382,15 @@ TEST_F(FilesTest, CreatesPrivateFilesBesideAnother) {
     std::string longName;
     while (longName.size() < 254)
         longName += "ü";
-    ASSERT_EQ(QXFileCreateBeside(path(longName).c_str(), firstName, sizeof firstName, first.put()),
-              result::Ok);
+    ASSERT_EQ(create(path(longName), firstName, first), result::Ok);
     const auto created = std::filesystem::path(firstName).filename().string();
     EXPECT_LE(created.size(), 255u);
     EXPECT_EQ((created.find('.', 1) - 1) % 2, 0u);
 
     char tooShort[8] = "#######";
-    EXPECT_EQ(QXFileCreateBeside(beside.c_str(), tooShort, sizeof tooShort, second.put()),
-              result::BufferTooSmall);
+    EXPECT_EQ(create(beside, tooShort, second), result::BufferTooSmall);
     EXPECT_EQ(tooShort[0], 0);
-    EXPECT_EQ(QXFileCreateBeside(path("no/f").c_str(), firstName, sizeof firstName, second.put()),
-              result::NotFound);
+    EXPECT_EQ(create(path("no/f"), firstName, second), result::NotFound);
     EXPECT_EQ(firstName[0], 0);
     size_t files = 0;
     for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(path("")))

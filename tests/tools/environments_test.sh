@@ -103,12 +103,12 @@ use qxini && prints v "$program" kept.ini get s k <&-
 use qxconv && prints A "$program" text <&-
 use qxbundle && prints '' "$program" check "$data/messages" <&-
 prints '' "$programs/qxreg" add QX_HKEY_USER/K n v <&-
-equal "qxconv without input" "$("$programs/qxconv" 2>&1 <&-)" "qxconv: standard input: not open"
-equal "qxreg without input" "$("$programs/qxreg" import 2>&1 <&-)" "qxreg: standard input: not open"
+equal "qxconv without input" "$("$programs/qxconv" 2>&1 <&-)" "qxconv: standard input: invalid handle"
+equal "qxreg without input" "$("$programs/qxreg" import 2>&1 <&-)" "qxreg: standard input: invalid handle"
 while read -r each arguments; do
     "$programs/$each" $arguments >&- 2>message
     equal "status of $each without output" $? 1
-    equal "$each without output" "$(cat message)" "$each: standard output: not open"
+    equal "$each without output" "$(cat message)" "$each: standard output: invalid handle"
     "$programs/$each" $arguments 2>&- >/dev/null
     equal "status of $each without errors" $? 0
 done <<'END'
@@ -160,9 +160,9 @@ else
     fails_at_home "$key: does not exist" qxreg query "$key"
     fails_at_home "registry: access denied, or others may write the registry in $registry" \
         qxbundle install "$data/messages" --module "$program"
-    fails_at_home "home/f.ini: permission denied" qxini home/f.ini set s k w
-    fails_at_home "home/out: permission denied" qxconv -o home/out text
-    fails_at_home "home/out: permission denied" qxbundle compile "$data/messages" --output home/out
+    fails_at_home "home/f.ini: Permission denied" qxini home/f.ini set s k w
+    fails_at_home "home/out: Permission denied" qxconv -o home/out text
+    fails_at_home "home/out: Permission denied" qxbundle compile "$data/messages" --output home/out
     equal "INI file at home" "$(cat home/f.ini)" $'[s]\nk=v'
     [ -z "$service" ] || equal "service at home" "$(HOME=$folder/home "${as_nobody[@]}" timeout 20 "$service" --port 0 \
         --folder home 2>&1 >/dev/null)" 'Service: Permission denied (0x80070005)'
@@ -182,7 +182,7 @@ if unshare --mount true 2>/dev/null; then
     equal "read-only home" "$(unshare --mount bash -c '
         mount --bind home home && mount -o remount,bind,ro home || exit
         HOME=$PWD/home "$0/qxreg" add "$1" n v' "$programs" "$key" 2>&1)" \
-        "qxreg: $key: the file system is read-only, for the registry in $folder/home/.local/share/qx/registry"
+        "qxreg: $key: Read-only file system, for the registry in $folder/home/.local/share/qx/registry"
 else
     echo "skipped: a file system for reading only, which cannot be mounted here"
 fi

@@ -53,7 +53,7 @@ for file in M.messages .de.messages M.de M._DE.messages 'M\x.de.messages' M.de_.
     echo 'a = 1' >"$file"
     fails 1 "$file: not called BASE.LOCALE.messages" check "$file"
 done
-fails 1 'none: no such file' check none
+fails 1 'none: not found' check none
 mkdir empty
 fails 1 'empty: no message files in it' install empty
 cp bad/M.en_US.messages m.EN_us.messages
@@ -112,7 +112,7 @@ gives '' uninstall Greeter
 gives '' uninstall Nothing
 equal "left in the registry" "$("$qxreg" query QX_HKEY_CLASSES --recursive | grep -v CLSID)" \
     QX_HKEY_CLASSES_64
-fails 1 "$PWD/none.so: no such file" install "$data" --module none.so
+fails 1 "$PWD/none.so: not found" install "$data" --module none.so
 
 # --- compile
 gives '' compile "$data" --output a.cpp

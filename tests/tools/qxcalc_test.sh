@@ -122,6 +122,6 @@ fi
 
 # --- output that cannot be written
 equal "full disk" "$("$qxcalc" 1 2>&1 >/dev/full; echo $?)" \
-    "$(printf 'qxcalc: standard output: no space left on the device\n1')"
+    "$(printf 'qxcalc: standard output: No space left on device\n1')"
 
 finish

@@ -34,7 +34,7 @@ bad() {
     fails 1 "bad.in: $text" --strict "$@" bad.in
 }
 
-no_leftovers() { equal "leftovers $1" "$(find . -name '.qxconv*')" ""; }
+no_leftovers() { equal "leftovers $1" "$(find . -name '.*.tmp')" ""; }
 
 # --- encodings and their defaults
 converts 41c3a9e282acf09f9880 4100e900ac203dd800de -f UTF-8 -t UTF-16LE
@@ -138,22 +138,22 @@ equal "a file like an option" "$("$qxconv" -- --strict)" dashes
 # --- a failure leaves the output as it was
 printf 'old' >out
 printf 'A\xff' >bad
-fails 1 'missing: no such file' -o out 2 missing
+fails 1 'missing: not found' -o out 2 missing
 fails 1 'bad: invalid UTF-8 at byte offset 1' --strict -o out 2 bad
 fails 1 'bad: invalid UTF-8 at byte offset 1' --strict -o new bad
 fails 1 '.: is a folder' -o out .
 equal "old output" "$(cat out)" old
 equal "no new output" "$(find . -name new)" ""
-fails 1 'nowhere/out: no such file' -o nowhere/out 2
-fails 1 '/dev/full: no space left on the device' -o /dev/full 2
+fails 1 'nowhere/out: not found' -o nowhere/out 2
+fails 1 '/dev/full: No space left on device' -o /dev/full 2
 equal "full disk" "$("$qxconv" 2 2>&1 >/dev/full; echo $?)" \
-    $'qxconv: standard output: no space left on the device\n1'
+    $'qxconv: standard output: No space left on device\n1'
 equal "full disk for the list" "$("$qxconv" -l 2>&1 >/dev/full; echo $?)" \
-    $'qxconv: standard output: no space left on the device\n1'
+    $'qxconv: standard output: No space left on device\n1'
 no_leftovers "after failures"
 if [ "$(id -u)" != 0 ]; then
     chmod 400 out
-    fails 1 'out: permission denied' -o out 2
+    fails 1 'out: Permission denied' -o out 2
     chmod 600 out
 fi
 
@@ -168,7 +168,7 @@ for signal in INT TERM; do
     exec 3>endless
     echo text >&3
     for _ in $(seq 100); do
-        [ -n "$(find . -name '.qxconv*')" ] && break
+        [ -n "$(find . -name '.*.tmp')" ] && break
         sleep 0.1
     done
     kill -$signal $!

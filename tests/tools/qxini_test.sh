@@ -61,9 +61,9 @@ fails 1 'too long, or not in the encoding of the locale, to be written: a: k' lo
 equal "a file that would be cut" "$(<long.ini)" "$(printf '[a]\nk=%s' "$long")"
 gives '' f.ini set a k "${long:1}"
 fails 1 'none.ini: no such file, or it cannot be read' none.ini list
-fails 1 'no/f.ini: no such file' no/f.ini set a k v
+fails 1 'no/f.ini: not found' no/f.ini set a k v
 equal "the disk is full" "$("$qxini" f.ini list 2>&1 >/dev/full; echo $?)" \
-    $'qxini: standard output: no space left on the device\n1'
+    $'qxini: standard output: No space left on device\n1'
 
 # --- many at once, by one semaphore
 for i in $(seq 20); do

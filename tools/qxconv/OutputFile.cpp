@@ -5,19 +5,14 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 
-#include <qx/platform/files.h>
 #include <qx/platform/result.h>
-#include <qx/util/Guid.h>
 
 #include "tools/common/Failure.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr uint64_t NoHandle = ~uint64_t{0};
 
 /// What a signal handler may look at: the file to remove, whether its name is just changing, and
 /// the signal that came meanwhile.
@@ -67,25 +62,25 @@ constexpr uint32_t ModeForOwner = 0600; // until it has the permissions of the o
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& name) : m_name(name), m_handle(NoHandle) {
+OutputFile::OutputFile(const std::string& name) : m_name(name) {
     m_target = name;
     std::ranges::replace(m_target, '\\', '/'); // both separate, as everywhere in the library
     m_target = followLinks(m_target).string();
     // A file that may not be written is not replaced either.
-    const int32_t result = QXFileOpen(m_target.c_str(), QX_FILE_WRITE, 0, &m_handle);
+    const int32_t result = QXFileOpen(m_target.c_str(), QX_FILE_WRITE, 0, m_handle.put());
     if (result < 0 && result != qx::result::NotFound)
         throw fileFailure(m_name, result);
     const fs::file_status existing = fs::status(m_target);
     if (result >= 0 && !fs::is_regular_file(existing))
         return;
-    close();
+    m_handle.reset();
     openAside(result < 0 ? ModeForAll : ModeForOwner);
     if (result >= 0)
         fs::permissions(m_aside, existing.permissions());
 }
 
 OutputFile::~OutputFile() {
-    close();
+    m_handle.reset();
     if (m_aside.empty())
         return;
     const SignalGuard guard;
@@ -94,7 +89,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::commit() {
-    close();
+    m_handle.reset();
     if (m_aside.empty())
         return;
     const SignalGuard guard;
@@ -105,23 +100,12 @@ void OutputFile::commit() {
 }
 
 void OutputFile::openAside(uint32_t mode) {
-    const std::unique_ptr<qx::util::Guid> unique(qx::util::Guid::Generate());
-    const std::string aside =
-        fs::path(m_target).replace_filename(".qxconv-" + unique->toString().toUtf8()).string();
-
+    std::string aside(65536, '\0');
     const SignalGuard guard;
-    if (const int32_t result =
-            QXFileOpen(aside.c_str(), QX_FILE_WRITE | QX_FILE_CREATE, mode, &m_handle);
-        result < 0) {
-        QXFileRemove(aside.c_str()); // it may have failed with the file already made
+    const int32_t result = QXFileCreateBeside(m_target.c_str(), mode, aside.data(),
+                                              static_cast<int32_t>(aside.size()), m_handle.put());
+    if (result < 0)
         throw fileFailure(m_name, result);
-    }
-    m_aside = aside;
+    m_aside = aside.c_str();
     s_fileToRemove = m_aside.c_str();
-}
-
-void OutputFile::close() {
-    if (m_handle != NoHandle)
-        QXFileClose(m_handle);
-    m_handle = NoHandle;
 }

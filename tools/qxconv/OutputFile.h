@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include <qx/core/PlatformHandle.h>
+#include <qx/platform/files.h>
+
 /// A file that appears, or replaces the old one, only when it is complete: it is written aside in
 /// the same folder and renamed by commit. Until then the destructor, and SIGINT and SIGTERM, remove
 /// what was written. A symbolic link stays one, and an existing file keeps its permissions.
@@ -19,17 +22,16 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     /// The open file.
-    uint64_t handle() const { return m_handle; }
+    uint64_t handle() const { return m_handle.get(); }
 
     /// Closes the file and gives it its name.
     void commit();
 
 private:
     void openAside(uint32_t mode);
-    void close();
 
     std::string m_name;   ///< for messages
     std::string m_target; ///< the name with links followed
     std::string m_aside;  ///< empty when the target is written directly
-    uint64_t m_handle;
+    qx::PlatformHandle<&QXFileClose> m_handle;
 };

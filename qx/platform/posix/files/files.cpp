@@ -214,7 +214,8 @@ int32_t QXFileRename(const char* from, const char* to) {
     });
 }
 
-int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXHandle* handle) {
+int32_t QXFileCreateBeside(const char* path, uint32_t mode, char* buffer, int32_t capacity,
+                           QXHandle* handle) {
     if (handle == nullptr)
         return result::NullPointer;
     *handle = NoHandle;
@@ -222,8 +223,10 @@ int32_t QXFileCreateBeside(const char* path, char* buffer, int32_t capacity, QXH
         return result::NullPointer;
     if (capacity > 0)
         buffer[0] = 0;
+    if ((mode & ~PermissionBits) != 0)
+        return result::InvalidArgument;
     return resultOf([&] {
-        AsideFile file(toNativePath(path).view(), S_IRUSR | S_IWUSR);
+        AsideFile file(toNativePath(path).view(), mode);
         throwIfFailed(storePath(file.path().view(), buffer, capacity));
         *handle = file.keep().release() | RegularFile;
     });
