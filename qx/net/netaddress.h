@@ -1,13 +1,14 @@
 #pragma once
 
-/*
- * Socket addresses for C. Functions return 0 or a code; QX_E_SOCKET_EINVAL for a null pointer and
- * for an address that is neither IPv4 nor IPv6.
- *
- * A text output has its capacity in bytes in *length. It is made empty, with 0 in *length, and then
- * holds the text with a terminating nul, which *length counts; QX_E_SOCKET_EFAULT when they do not
- * fit.
- */
+/// @file
+/// Socket addresses for C.
+///
+/// Every function returns 0 or a code: QX_E_SOCKET_EINVAL for a null pointer and for an address
+/// that is neither IPv4 nor IPv6. Any thread may call them.
+///
+/// A function that gives a text takes the capacity of @p buffer in bytes from @p length. On success
+/// the buffer holds the text with a terminating nul, which @p length counts. After a failure it
+/// holds the empty text and @p length is 0; QX_E_SOCKET_EFAULT says that the text does not fit.
 
 #include <qx/net/nettypes.h>
 
@@ -15,24 +16,25 @@
 extern "C" {
 #endif
 
-/* The host as numeric text, without the port. */
+/// Gives the host as numeric text, without the port.
 QX_API ENUM_QX_E_SOCKET QxNetInetAddressGetAddressStr(const qx_sockaddr_union* address,
                                                       char* buffer, uint32_t* length);
 
-/* *out is 1 or 0: for the address that stands for all of the machine, for exactly 127.0.0.1 or ::1,
- * and for 255.255.255.255. */
+/// Stores in @p out 1 for the address that stands for all addresses of the machine, else 0.
 QX_API ENUM_QX_E_SOCKET QxNetInetAddressIsAddressAny(const qx_sockaddr_union* address,
                                                      int16_t* out);
+/// Stores in @p out 1 for exactly 127.0.0.1 or ::1, else 0.
 QX_API ENUM_QX_E_SOCKET QxNetInetAddressIsAddressLoopback(const qx_sockaddr_union* address,
                                                           int16_t* out);
+/// Stores in @p out 1 for 255.255.255.255, else 0.
 QX_API ENUM_QX_E_SOCKET QxNetInetAddressIsAddressNone(const qx_sockaddr_union* address,
                                                       int16_t* out);
 
-/* Host and port as text: "127.0.0.1:8080", "[::1]:8080". */
+/// Gives host and port as text: "127.0.0.1:8080", "[::1]:8080".
 QX_API ENUM_QX_E_SOCKET QxNetInetSocketAddressGetDiagnosticStr(const qx_sockaddr_union* address,
                                                                char* buffer, uint32_t* length);
 
-/* Port in host order of a TCP service; 0 for an empty name and after a failure. */
+/// Stores the port of a TCP service in host order; 0 for an empty name and after a failure.
 QX_API ENUM_QX_E_SOCKET
 QxNetInetSocketAddressStaticGetPortHostOrderFromTcpServiceName(const char* service, uint16_t* port);
 

@@ -1,6 +1,7 @@
 #pragma once
 
-/* The sockets of qx::net for C. */
+/// @file
+/// The sockets of qx::net for C.
 
 #include <qx/net/socketerror.h>
 #include <qx/platform/net.h>
@@ -14,9 +15,13 @@ class TcpClientSocket2;
 class TcpServerSocket2;
 } // namespace qx::net
 
+/// Any socket object.
 typedef qx::net::TcpSocket2 QxNetTcpSocket;
+/// A connection.
 typedef qx::net::TcpWorkerSocket2 QxNetTcpWorkerSocket;
+/// A socket that connects to a server.
 typedef qx::net::TcpClientSocket2 QxNetTcpClientSocket;
+/// A server that listens on several addresses.
 typedef qx::net::TcpServerSocket2 QxNetTcpServerSocket;
 
 #else

@@ -1,6 +1,7 @@
 #pragma once
 
-/* Result codes of sockets, for C and C++. */
+/// @file
+/// Result codes of sockets, for C and C++.
 
 #include <stdint.h>
 
@@ -11,10 +12,10 @@
 extern "C" {
 #endif
 
-/* 0 for success, one of the codes below, or 0x80004005 for an error without a code of its own. */
+/// 0 for success, one of the codes below, or 0x80004005 for an error without a code of its own.
 typedef int32_t ENUM_QX_E_SOCKET;
 
-/* A code is 0x8BE30000 plus the number of the socket error or of the failure to resolve a name. */
+/// A code is 0x8BE30000 plus the number of the socket error or of the failure to resolve a name.
 #define QX_E_SOCKET_FROM_NUMBER(number) ((int32_t)(0x8BE30000u + (uint32_t)(number)))
 
 // clang-format off
@@ -93,16 +94,16 @@ enum {
 };
 // clang-format on
 
-/* Number of the calling thread's last socket error; 0 when there was none. */
+/// Number of the calling thread's last socket error; 0 when there was none.
 QX_API int QXLastNativeSocketError(void);
 
-/* The code of a socket error; 0 for 0, and 0x80004005 for a number without one. The second also
- * knows the numbers of the resolver. */
+/// The code of a socket error; 0 for 0, and 0x80004005 for a number without one.
 QX_API ENUM_QX_E_SOCKET QX_E_SOCKETFromNativeSocketError(int native);
+/// The same, which also knows the numbers of the resolver.
 QX_API ENUM_QX_E_SOCKET QX_E_SOCKETFromNativeEaiSocketError(int native);
 
-/* The name of a code and what it means: constant text that nobody frees. "OK" for 0, "FAIL" for
- * what is no code. */
+/// The name of a code and what it means, as constant text that is not to be freed: "OK" for 0,
+/// "FAIL" for a number that is no code.
 QX_API const char16_t* QXGetDescriptionFromQX_E_SOCKET(ENUM_QX_E_SOCKET code);
 
 #ifdef __cplusplus
