@@ -14,8 +14,9 @@ class ByteArrayInputStream;
 /// gaps.
 ///
 /// Nothing is read ahead: the wrapped stream is asked for one byte, by its single-byte read, when
-/// no bit is left and another is wanted. A wrapped stream whose single bytes are dear should be
-/// buffered first. Bytes need not lie at byte borders: the two byte reads take 8 bits each.
+/// no bit is left and another is wanted. A wrapped stream whose single-byte reads are expensive
+/// should be buffered first. Bytes need not lie at byte borders: the two byte reads take 8 bits
+/// each.
 ///
 /// The rest is the filter's, so skip, mark and reset work on the bytes of the wrapped stream and
 /// leave alone the bits of a byte that is begun: they come next as if nothing had happened.

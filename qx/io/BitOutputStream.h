@@ -13,9 +13,9 @@ class ByteArrayOutputStream;
 /// Packs values of 1 to 32 bits into bytes without gaps, most significant bit first.
 ///
 /// A byte goes to the wrapped stream, by its single-byte write, as soon as it is full; a wrapped
-/// stream whose single bytes are dear should be buffered. Up to 7 bits stay behind until flush and
-/// are never written without it. When the wrapped stream throws, the full bytes before the one it
-/// refused are written and the rest of that call's bits are not taken.
+/// stream whose single-byte writes are expensive should be buffered. Up to 7 bits stay behind until
+/// flush and are never written without it. When the wrapped stream throws, the full bytes before
+/// the one it refused are written and the rest of that call's bits are not taken.
 class QX_API BitOutputStream : public FilterOutputStream {
 public:
     explicit BitOutputStream(OutputStream* out);

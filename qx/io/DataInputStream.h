@@ -13,8 +13,9 @@ namespace qx::io {
 /// without tags, lengths or padding, so that the reader has to know what comes. The operations of a
 /// filter pass on to the wrapped stream; raw bytes and values can be mixed.
 ///
-/// Single values are read byte by byte, each with one single-byte read of the wrapped stream. What
-/// runs out of bytes throws UnexpectedEOFException; the bytes in front of the end are then lost.
+/// Single values are read byte by byte, each with one single-byte read of the wrapped stream. A
+/// value that the stream ends in throws UnexpectedEOFException; its bytes in front of the end are
+/// lost.
 class QX_API DataInputStream : public FilterInputStream {
 public:
     explicit DataInputStream(InputStream* in) : FilterInputStream(in), m_memory(wrapped()) {}
@@ -42,7 +43,7 @@ public:
         readWords(to, count, sizeof(Value));
     }
 
-    // Other names of the same.
+    // Other names of the above.
     char16_t readChar() { return readChar16(); }
     int16_t readShort() { return readInt16(); }
     uint16_t readUnsignedShort() { return static_cast<uint16_t>(readInt16()); }

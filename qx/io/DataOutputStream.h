@@ -13,8 +13,8 @@ namespace qx::io {
 /// Writes values of fixed width, most significant byte first, without tags, lengths or padding. The
 /// operations of a filter pass on to the wrapped stream; raw bytes and values can be mixed.
 ///
-/// Single values are written byte by byte, each with one single-byte write of the wrapped stream: a
-/// BufferedOutputStream pays where such calls are dear.
+/// Single values are written byte by byte, each with one single-byte write of the wrapped stream.
+/// Wrap a BufferedOutputStream where such calls are expensive.
 class QX_API DataOutputStream : public FilterOutputStream {
 public:
     explicit DataOutputStream(OutputStream* out) : FilterOutputStream(out), m_memory(wrapped()) {}
@@ -40,7 +40,7 @@ public:
         writeWords(from, count, sizeof(Value));
     }
 
-    // Other names of the same.
+    // Other names of the above.
     void writeChar(char16_t value) { writeChar16(value); }
     void writeShort(int16_t value) { writeInt16(value); }
     void writeUnsignedShort(uint16_t value) { writeInt16(static_cast<int16_t>(value)); }

@@ -11,7 +11,8 @@ namespace qx::io {
 /// Holds back the flushes of the writer that it wraps, so that what is flushed often reaches a file
 /// in large pieces. A held-back flush is carried out by release, by the first flush that is asked
 /// for when the time bound has passed since the oldest one held back, by close and by the
-/// destructor. There is no clock of its own: whoever stops writing calls release.
+/// destructor. The writer has no timer: call release when nothing more is written
+/// for a while.
 ///
 /// Everything written is passed on at once, so the wrapped writer has to have a buffer. A flush
 /// that fails stays held back; whoever carries it out gets the failure, only the destructor

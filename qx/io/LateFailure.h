@@ -7,8 +7,8 @@
 namespace qx::io {
 
 /// The failure of a source in the middle of a read that already has something to deliver: that read
-/// ends early, and the failure is kept and raised by the next one. So nothing that was read is
-/// lost, and no failure goes unseen.
+/// ends early, and the next one raises the failure, which is kept for it. So nothing that was read
+/// is lost, and no failure goes unseen.
 class LateFailure {
 public:
     /// Raises the failure that was kept, if any, once.

@@ -10,13 +10,13 @@
 #include <qx/io/ByteBufferOutputStream.h>
 #include <qx/platform/export.h>
 
-// A short way into streams that keep their bytes in memory, where it has the result of as many
-// single-byte calls. It serves exactly the classes below: one that derives from them sees every
-// call. Which class a stream has is asked once, so that single values cost no call.
+// Direct access to streams that keep their bytes in memory, with the same result as single-byte
+// calls. It serves exactly the classes below: a derived class sees every call. The class of a
+// stream is found out once, so that single values need no virtual call.
 
 namespace qx::io {
 
-/// The short way out of an InputStream, for a filter that reads it. Refers to the stream.
+/// Direct access to the bytes of an InputStream for a filter that reads it. Refers to the stream.
 class MemorySource {
 public:
     QX_API explicit MemorySource(InputStream& in) noexcept;
@@ -38,7 +38,8 @@ private:
     ByteBufferInputStream* m_buffer;
 };
 
-/// The short way into an OutputStream, for a filter that writes it. Refers to the stream.
+/// Direct access to the memory of an OutputStream for a filter that writes it. Refers to the
+/// stream.
 class MemorySink {
 public:
     QX_API explicit MemorySink(OutputStream& out) noexcept;

@@ -6,7 +6,7 @@
 
 #include <qx/io/IoException.h>
 
-// Lengths that are offered to a stream or channel, and what comes back.
+// Lengths that are offered to a stream or channel, and the lengths that it returns.
 
 namespace qx::io {
 
@@ -18,17 +18,17 @@ inline int32_t clippedLength(unsigned int count) noexcept {
     return static_cast<int32_t>(std::min<unsigned int>(count, std::numeric_limits<int32_t>::max()));
 }
 
-/// @p moved itself: trusted any further, a larger number than was @p offered would lead beyond the
-/// memory that was offered.
-/// @throws IoException when it is more than was offered
+/// Returns @p moved, checked: a number larger than @p offered would lead beyond the memory that was
+/// offered.
+/// @throws IoException when it is larger
 inline int32_t checkedMove(int32_t moved, int32_t offered) {
     if (moved > offered) [[unlikely]]
         throwIo(u"more claimed to be moved than was offered");
     return moved;
 }
 
-/// The same, for what has no number below @p least.
-/// @throws IoException for one below that too
+/// The same where no number below @p least can be returned.
+/// @throws IoException for a smaller number too
 inline int32_t checkedMove(int32_t moved, int32_t offered, int32_t least) {
     if (moved < least)
         throwIo(u"a negative number claimed to be moved");

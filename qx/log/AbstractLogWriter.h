@@ -15,8 +15,8 @@
 namespace qx::log {
 
 /// The end of a chain of processors: turns each entry into text and writes it to a character
-/// writer, in one write and one flush per entry. What these throw passes through; what of an entry
-/// was written up to then stays written. The writer is never closed.
+/// writer, with one write and one flush per entry. What these throw passes through; the part of the
+/// entry that was written by then stays written. The writer is never closed.
 ///
 /// Any thread may call process; the entries are formatted and written one after the other. A child
 /// made by fork may go on writing to a writer that holds nothing back; when another thread was in
@@ -26,9 +26,9 @@ public:
     /// Flushes the writer.
     virtual void flush();
 
-    /// Entries whose process threw. They were not written, or not as a whole; but where only the
-    /// flush failed, a writer that holds text back may still write the entry with the next one. Any
-    /// thread.
+    /// How many entries process has thrown for. They were not written, or only in part; but when
+    /// only the flush failed, a writer that holds text back may still write the entry with the next
+    /// one. Any thread may ask.
     uint64_t getLostCount() const noexcept { return m_lostCount; }
 
 protected:
@@ -39,8 +39,8 @@ protected:
     /// The text to write for @p entry; called by process alone.
     virtual String format(const ILogEntry* entry) = 0;
 
-    /// An empty text for format to fill and return. It has room from entries before, so that as a
-    /// rule none has to be allocated.
+    /// An empty text for format to fill and return. It keeps the memory of earlier entries, so that
+    /// format seldom has to allocate any.
     String takeText();
     io::Writer& writer() const noexcept { return *m_writer; }
 

@@ -13,9 +13,9 @@ namespace qx::log {
 
 class AsyncProcessorImpl;
 
-/// What an asynchronous processor may be told beside its target and the number of its workers.
+/// Settings of an asynchronous processor beside its target and the number of its workers.
 struct AsyncOptions {
-    /// What becomes of an entry for which the queue has no room.
+    /// What happens to an entry for which the queue has no room.
     enum class Overflow {
         /// The caller waits for room. A worker that logs in the middle of an entry does not wait:
         /// its entry goes beyond the bound. Without a worker there will be no room: process throws
@@ -24,54 +24,53 @@ struct AsyncOptions {
         Block,
         /// The entry is dropped.
         DropNewest,
-        /// The entry that waits longest is dropped.
+        /// The entry that has waited longest is dropped.
         DropOldest,
     };
 
-    /// Entries that may wait at most, not counting those that workers have in their hands; 0 for
-    /// any number.
+    /// The most entries that may wait, without those that workers are handing on; 0 for any number.
     uint32_t capacity = 0;
     Overflow overflow = Overflow::Block;
 
     /// What a worker does when the target or whenEmpty throws. Either way the entry is lost and the
     /// failure counted.
     enum class Failure {
-        /// It ends. With the last one nobody hands on any more what is queued.
+        /// It ends. When the last worker has ended, queued entries wait for the destructor.
         EndWorker,
         /// It carries on with the next entry: one that cannot be written does not cost those that
         /// follow.
         CarryOn,
     };
     Failure failure = Failure::EndWorker;
-    /// Run by a worker whenever it finds the queue empty after having handed entries on, by flush
-    /// and at shutdown: the place to release what io::HeldFlushWriter holds back. May be run by
-    /// several threads at once. What it throws counts like a failure of the target.
+    /// Run by a worker whenever it has handed entries on and finds the queue empty, by flush, and
+    /// at shutdown: the place to release what io::HeldFlushWriter holds back. Several threads may
+    /// run it at the same time. What it throws counts like a failure of the target.
     Reference<exec::IRunnable> whenEmpty;
 };
 
 /// Queues entries and lets worker threads hand them to a target, so that whoever logs does not wait
 /// for it. Entries are taken in the order in which they were queued, so one worker keeps the order.
-/// Several call the target at once, which must then stand that; a MultiProcessor in front of it
-/// brings them in line.
+/// Several workers call the target at the same time: it must allow that, or stand behind a
+/// MultiProcessor, which lets one entry at a time through.
 ///
 /// The queue has no bound unless the options set one. Loggers that outrun the workers pause for a
 /// few milliseconds every some thousand entries, but do not wait for a target that hangs.
 ///
-/// A worker ends when the target throws, unless the options let it carry on, and the entry is lost
-/// (getFailedCount); the others carry on. Without a worker, also when there never was one, entries
-/// wait for the destructor.
+/// When the target throws, the entry is lost (getFailedCount) and the worker ends, unless the
+/// options let it carry on; other workers carry on in any case. Without a worker, also when there
+/// never was one, entries wait for the destructor.
 ///
-/// The destructor hands on what still waits, in order and on its own thread; a target that throws
-/// does not keep the rest from it. Workers are not joined: one that is in the middle of an entry
-/// finishes it meanwhile. The target is released by the destructor, or by such a worker when that
-/// ends later; a flush before it sees to it that there is none.
+/// The destructor hands on the entries that still wait, in order and on its own thread, even when
+/// the target throws for some of them. Workers are not joined: one that is in the middle of an
+/// entry finishes it meanwhile. The target is released by the destructor, or by such a worker when
+/// that ends later. After a successful flush no worker is in the middle of an entry.
 ///
 /// A child made by fork has neither the workers nor what is queued, which its parent hands on: the
 /// queue is empty there, flush returns false, process throws IllegalStateException, and the target
 /// is neither called nor released. A child that is to log makes a processor of its own.
 ///
-/// Every Logger holds a reference: whichever of them goes last runs the destructor, and entries
-/// logged up to then are handed on. The target must not drop that last reference.
+/// Every Logger holds a reference. Whoever drops the last one runs the destructor, and entries
+/// logged up to then are handed on. The target must not drop the last reference.
 class QX_API AsyncProcessor : public qx::pcom::Implements<Object, ILogProcessor> {
 public:
     /// @param target       kept by a reference
@@ -87,12 +86,12 @@ public:
     /// @throws std::bad_alloc, IllegalStateException as Overflow::Block says, or in a forked child
     void process(const ILogEntry* entry) override;
 
-    /// Waits until every entry queued before the call was handed on, the target having returned (or
-    /// thrown), and runs the whenEmpty of the options. Entries that others queue meanwhile are not
+    /// Waits until the target has returned (or thrown) for every entry that was queued before the
+    /// call, then runs the whenEmpty of the options. Entries that are queued meanwhile are not
     /// waited for.
-    /// @return false when that cannot come about, and then without waiting for it: no worker is
-    ///     left while entries wait, the caller is a worker in the middle of an entry, or the
-    ///     process is a child of the one that made the processor
+    /// @return false, without waiting, when that is impossible: no worker is left while entries
+    ///     wait, the caller is a worker in the middle of an entry, or the process is a child of the
+    ///     one that made the processor
     /// @throws what whenEmpty throws
     bool flush();
 

@@ -11,15 +11,15 @@
 
 namespace qx::log {
 
-/// Room for the text of a value that does not lie anywhere as a text yet. May serve one value after
-/// the other; holds the text of the last one.
+/// Memory for the text of a value that is not stored as text. It may serve one value after another
+/// and holds the text of the last one.
 struct FieldText {
     char16_t digits[12];
     String text;
 };
 
-/// The value of a field, as cheap as its entry has it: a plain number, text or time, or any object.
-/// Belongs to the entry and is gone with it.
+/// The value of a field in the form in which the entry stores it: a plain number, text or time, or
+/// any object. It belongs to the entry and lives as long as that.
 class QX_API FieldValue {
 public:
     enum class Kind : uint8_t { Object, Signed, Unsigned, Text, Time };
@@ -27,8 +27,8 @@ public:
     Kind kind() const noexcept { return m_kind; }
     /// The number of a value of kind Signed.
     int32_t toSigned() const noexcept { return m_signed; }
-    /// What toString of the value's object gives, empty for a null value. Lies in the entry or in
-    /// @p room.
+    /// What toString of the value's object gives, empty for a null value. The result refers to the
+    /// entry or to @p room.
     /// @throws what toString throws
     std::u16string_view text(FieldText& room) const {
         return m_kind == Kind::Text ? std::u16string_view(m_text.units, m_text.length)

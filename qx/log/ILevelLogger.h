@@ -7,7 +7,7 @@ class String;
 
 namespace log {
 
-/// Takes texts to log with a level. The numbers mean what their users agree on.
+/// Takes texts to log with a level. What the numbers mean is up to those who use them.
 class ILevelLogger : public IQXUnknown {
 public:
     virtual void log(int level, const String& text) = 0;

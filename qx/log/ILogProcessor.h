@@ -9,8 +9,8 @@ class ILogEntry;
 /// A station that log entries pass through or end in: a writer, a queue, a filter.
 class ILogProcessor : public IQXUnknown {
 public:
-    /// Takes @p entry, which is not null; whoever needs it after the call takes a reference. What
-    /// the processor cannot do with it is thrown.
+    /// Takes @p entry, which is not null. A processor that needs it after the call takes a
+    /// reference, and throws when it cannot process the entry.
     virtual void process(const ILogEntry* entry) = 0;
 
 protected:

@@ -13,7 +13,7 @@ namespace qx::log {
 /// Passes on the entries whose field "level" is at or above a threshold. An entry without that
 /// field, or with something in it that is no number, cannot be judged and is passed on.
 ///
-/// For any number of threads at once, as far as the target is.
+/// Any number of threads may call process at once if the target allows that.
 class QX_API LevelFilter : public qx::pcom::Implements<Object, ILogProcessor> {
 public:
     /// @param target  kept by a reference

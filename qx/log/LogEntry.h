@@ -26,13 +26,13 @@ struct FieldName;
 
 /// A bag of named values, which it holds by references; also as a component.
 ///
-/// The names are equal when they have the same units. Their order is that of the keys of a
+/// Two names are equal when they have the same units. Their order is that of the keys of a
 /// collections::StringHashMap with 101 buckets in a collections::pcom::HashSet: bucket by bucket
 /// from the last one down, and in each from the name set last.
 ///
-/// Filled by one thread, then read by any number of them. Entries come from a store of entries that
-/// have gone, and one of few fields and short texts needs no other memory; the numbers and texts
-/// that a Logger sets become objects when somebody asks for them.
+/// One thread fills an entry, then any number of threads may read it. New entries reuse the memory
+/// of released ones, and one with few fields and short texts needs no other memory. The numbers and
+/// texts that a Logger sets become objects when somebody asks for them.
 class QX_API LogEntry final : public Object, public ILogEntry, public pcom::ILogEntry {
 public:
     /// A new entry without fields.

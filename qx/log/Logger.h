@@ -28,7 +28,7 @@ namespace qx::log {
 ///     name       String          of the logger
 ///
 /// Any number of threads may log at once; two entries made at the same time may then have the same
-/// sequence number. Everything else is not guarded against threads that log meanwhile.
+/// sequence number. No other member may be called while threads log, except setEnabled.
 class QX_API Logger : public qx::pcom::Implements<Object, ILogger, ILevelLogger> {
 public:
     /// A logger without name whose entries have the fields level and text.

@@ -9,8 +9,8 @@
 
 namespace qx::log {
 
-/// Lets any number of threads use a logger that is made for one at a time: whole calls follow one
-/// another. In a child that was forked while another thread was in the middle of one, log throws
+/// Lets any number of threads use a logger that is made for one at a time: one call follows the
+/// other. In a child that was forked while another thread was in the middle of one, log throws
 /// IllegalStateException.
 class QX_API SyncLogger : public qx::pcom::Implements<Object, ILevelLogger> {
 public:

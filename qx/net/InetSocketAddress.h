@@ -17,8 +17,8 @@ namespace qx::net {
 
 /// Address of a host with a port.
 ///
-/// Nothing here throws; what can fail returns a code, QX_E_SOCKET_EINVAL for a null argument. One
-/// that its constructor could not make has no address. Used by one thread at a time.
+/// Nothing here throws; what can fail returns a code, QX_E_SOCKET_EINVAL for a null argument. An
+/// object whose constructor failed has no address. Used by one thread at a time.
 class QX_API InetSocketAddress {
 public:
     /// @p error receives QX_E_SOCKET_EINVAL for a null argument, else the code of
@@ -35,7 +35,7 @@ public:
     /// Empty unless the resolver gave one.
     const String& getCanonicalName() const { return m_canonicalName; }
 
-    /// Those of the address; QX_E_SOCKET_EFAULT without one.
+    /// As the members of InetAddress; QX_E_SOCKET_EFAULT without an address.
     ENUM_QX_E_SOCKET getAddressStr(String& out) const;
     ENUM_QX_E_SOCKET getFamily(uint16_t* out) const;
 
@@ -52,7 +52,8 @@ public:
     static ENUM_QX_E_SOCKET getPortHostOrderFromTcpServiceName(const char* serviceName,
                                                                uint16_t* out);
 
-    /// Orders by address and port, whatever the canonical name; one without an address comes first.
+    /// Orders by address, then by port; the canonical name does not count. An object without an
+    /// address comes first.
     friend QX_API std::strong_ordering operator<=>(const InetSocketAddress& left,
                                                    const InetSocketAddress& right) noexcept;
     friend bool operator==(const InetSocketAddress& left, const InetSocketAddress& right) noexcept {

@@ -9,7 +9,7 @@
 #include <qx/platform/export.h>
 #include <qx/util/buffer/IBuffer.h>
 
-/// A connector that is a component, the older way: with text properties of its own.
+/// The older interface of connectors that are components: they have text properties of their own.
 class IQXConnector : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
@@ -27,15 +27,16 @@ protected:
     ~IQXConnector() = default;
 };
 
-/// Base of such connectors, which keeps the properties: the derived class connects. For one thread
-/// at a time.
+/// Base of such connectors: it keeps the properties, and the derived class connects. Used by one
+/// thread at a time.
 class QX_API CQXAbstractConnector : public qx::pcom::Implements<qx::ComObject, IQXConnector> {
 public:
     CQXAbstractConnector();
     ~CQXAbstractConnector() override;
 
 protected:
-    /// Connects by the properties; the connected object, not null.
+    /// Connects as the properties say.
+    /// @return the connected object, not null
     virtual qx::Reference<IQXUnknown> connect() = 0;
 
 public:

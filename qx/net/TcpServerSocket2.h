@@ -15,8 +15,8 @@ namespace qx::net {
 
 /// A server that listens on up to 20 local addresses of both families at once.
 ///
-/// In order: fill the bind list, bind, listen, save the bound addresses if they are of interest,
-/// accept in a loop. What accept hands out may be used by other threads meanwhile.
+/// In order: fill the bind list, bind, listen, save the bound addresses if they are needed, accept
+/// in a loop. Other threads may use the sockets that accept hands out while the server goes on.
 class QX_API TcpServerSocket2 : public TcpSocket2 {
 public:
     static constexpr uint32_t MaxAddresses = 20;
@@ -45,12 +45,13 @@ public:
     void boundListClear();
     /// Forgets the listening sockets without closing them.
     void socketListClear();
-    /// Keeps the only address of the bind list aside, if it is the only one, and empties the list.
-    /// The next saveBoundAddresses yields that address and no other.
+    /// When the bind list holds exactly one address, keeps it aside. Empties the list in any case.
+    /// The next saveBoundAddresses stores the kept address and no other.
     ENUM_QX_E_SOCKET bindListSaveOneForNamedPipeReply();
 
-    /// Makes a socket for every address of the bind list. 0 when one is bound at least, also where
-    /// the machine lacks a family; else the last failure.
+    /// Makes a socket for every address of the bind list and binds it.
+    /// @return 0 when at least one is bound, even if the machine lacks a family; else the last
+    ///     failure
     ENUM_QX_E_SOCKET bind();
     /// Listens on every socket. A backlog below 1 is the highest that the system has.
     /// @return the last failure; the others listen all the same
@@ -58,12 +59,12 @@ public:
     /// Appends the address of every listening socket to the bound list.
     ENUM_QX_E_SOCKET saveBoundAddresses();
 
-    /// Waits without limit for a connection on any of the sockets, the first in the list first. The
-    /// caller owns the worker; null after a failure to accept.
+    /// Waits without limit for a connection on any of the sockets; when several have one, the first
+    /// in the list counts. The caller owns the worker; null after a failure to accept.
     ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out);
     /// The same, with the bare socket; all ones after a failure.
     ENUM_QX_E_SOCKET accept(uint64_t* nativeSocket);
-    /// Waits as long as any std::chrono::duration at most.
+    /// Waits no longer than @p duration.
     /// @return QX_E_SOCKET_ETIMEDOUT when no connection came
     template <sync::Duration D>
     ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out, const D& duration) {

@@ -19,7 +19,8 @@ namespace qx::net {
 class TcpSocketInputStream;
 class TcpSocketOutputStream;
 
-/// A TCP connection as a pair of byte streams. It ends when the socket and both streams are gone.
+/// A TCP connection as a pair of byte streams. It is closed when the socket object and both streams
+/// are destroyed.
 ///
 ///     const auto socket = qx::makeReference<qx::net::TcpSocket>(u"example.org"_qs, 7);
 ///     socket->getOutputStream()->write("ping", 4);
@@ -34,7 +35,7 @@ public:
     TcpSocket(const String& host, unsigned short port);
     ~TcpSocket() override;
 
-    /// Starts the socket system for this class and its like; every constructor does.
+    /// Starts the socket system for all socket classes; every constructor does so.
     /// @throws Exception "TcpSocket::init " and the description of the error
     static void init();
     /// Undoes the start for the whole process.
@@ -47,10 +48,10 @@ public:
     Reference<io::InputStream> getInputStream();
     Reference<io::OutputStream> getOutputStream();
 
-    /// How long a read of the input stream waits, in milliseconds; 0 and less is without limit.
+    /// How long a read of the input stream waits, in milliseconds; without limit for 0 and less.
     void setSoTimeout(int milliseconds);
     /// The same for any std::chrono::duration, rounded up to milliseconds.
-    /// @throws RangeErrorException for one of 2^31 milliseconds and more
+    /// @throws RangeErrorException for 2^31 milliseconds and more
     template <sync::Duration D>
     void setSoTimeout(const D& duration) {
         const uint64_t milliseconds = sync::roundedUp<std::milli>(duration);

@@ -8,15 +8,16 @@
 
 namespace qx::net {
 
-/// Base of the sockets whose operations return codes. They are owned by whoever makes them and
-/// driven by one thread at a time; different ones by different threads. Beside that thread another
-/// may shut a connection down, which ends what the first waits for in recv and send.
+/// Base of the sockets whose operations return codes. Whoever makes a socket owns it. One thread at
+/// a time uses a socket, with one exception: another thread may shut a connection down, which ends
+/// a recv or send in which the first one waits.
 ///
 /// Nothing here throws. A null argument gives QX_E_SOCKET_EINVAL, a closed socket
 /// QX_E_SOCKET_ENOTSOCK where the operation needs one.
 class QX_API TcpSocket2 {
 public:
-    /// Starts the socket system, once per process; whoever needs it calls this. Any thread.
+    /// Starts the socket system, once per process. Everything that needs it calls this. Any thread
+    /// may.
     static ENUM_QX_E_SOCKET init();
     /// Undoes the start; the next init starts it again.
     static ENUM_QX_E_SOCKET uninit();
@@ -38,11 +39,12 @@ public:
 
     /// What identifies the socket; 0 when there is none.
     virtual uint64_t getId() const = 0;
-    /// Each does something once, and nothing after close. Not being connected is no failure.
+    /// A direction is shut down once; later calls, and calls after close, do nothing. A socket that
+    /// is not connected is no failure.
     virtual ENUM_QX_E_SOCKET shutdownInput() = 0;
     virtual ENUM_QX_E_SOCKET shutdownOutput() = 0;
     virtual ENUM_QX_E_SOCKET shutdownBoth() = 0;
-    /// Does nothing the second time. The socket is gone also after a failure.
+    /// Closes the socket, also when it returns a failure. Does nothing the second time.
     virtual ENUM_QX_E_SOCKET close() = 0;
     virtual int16_t getShutdownIn() const;
     virtual int16_t getShutdownOut() const;

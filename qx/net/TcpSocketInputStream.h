@@ -15,8 +15,8 @@ class QX_API TcpSocketInputStream : public io::InputStream {
 public:
     explicit TcpSocketInputStream(Reference<TcpSocketHandle> handle);
 
-    /// How long each read waits for the first byte, in milliseconds; 0, the default, and less is
-    /// without limit.
+    /// How long each read waits for the first byte, in milliseconds; without limit for 0, the
+    /// default, and less.
     void setSoTimeout(int32_t milliseconds);
 
     using InputStream::read;

@@ -19,7 +19,7 @@ private:
     int m_status;
 };
 
-/// What the program says of a result code of the platform.
+/// The library's description of a result code.
 std::string describeResult(int32_t result);
 
 /// A failure of the platform on the file or stream called @p name. A closed pipe has no message:

@@ -12,7 +12,7 @@
 namespace qx::exec {
 
 /// Our end of a pipe to a child. The process and the stream over it share it, so that it stays open
-/// until neither is there, in whatever order they go.
+/// until both are destroyed, in either order.
 class PipeEnd : public ComObject {
 public:
     PlatformHandle<&QXFileClose> handle;

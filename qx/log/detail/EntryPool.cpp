@@ -89,7 +89,7 @@ void EntryPool::close() noexcept {
     s_isClosed.store(true, std::memory_order_relaxed);
     for (Shelf& shelf : s_shelves) {
         destroyList(shelf.returned.exchange(nullptr, std::memory_order_acquire));
-        // A thread that takes meanwhile is left what it stands on.
+        // A thread that is taking an entry now may still be looking at the list: it keeps it.
         if (!shelf.isTaking.exchange(true, std::memory_order_acquire)) {
             destroyList(std::exchange(shelf.ready, nullptr));
             shelf.isTaking.store(false, std::memory_order_release);

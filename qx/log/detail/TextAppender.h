@@ -11,9 +11,9 @@
 
 namespace qx::log::detail {
 
-/// Appends many short texts to a String, which nobody uses meanwhile, in the room that it has: to
-/// ask it for each of them takes longer than to copy them. Ends with its life, also after a
-/// failure.
+/// Appends many short texts to a String, whose memory it locks for as long as it lives: a call of
+/// the String for each text would take longer than the copying. Nobody may use the String
+/// meanwhile.
 class TextAppender {
 public:
     explicit TextAppender(String& text)

@@ -11,7 +11,7 @@ class ILogEntry;
 /// A log processor that is a component.
 class ILogProcessor : public IQXUnknown {
 public:
-    /// Takes @p entry; whoever needs it after the call takes a reference.
+    /// Takes @p entry. A processor that needs it after the call takes a reference.
     /// @return 0 or a negative result
     virtual int32_t Process(ILogEntry* entry) = 0;
 

@@ -10,7 +10,7 @@ namespace qx::net {
 /// volume. The path of a share and one on a network file system name them; for any other they are
 /// this machine, its share "ROOT$" ("C$" for drive c:) and the path.
 ///
-/// What was derived stays as it is when drives or mounts change.
+/// The parts are derived once, by the constructor, and stay when drives or mounts change.
 class QX_API FilePath : public util::FilePath {
 public:
     enum MOUNT_TYPE {
@@ -46,8 +46,8 @@ private:
     String textBehindRoot() const;
     void deriveFromLetter();
     void deriveFromMount();
-    /// "\\server\volume", "server:/path" and "server/..."; the last two are for mounts that name
-    /// their origin so, of which this platform has none.
+    /// Read "\\server\volume", "server:/path" and "server/...". No mount of this platform names its
+    /// origin in one of the last two forms.
     void parseUnc(const String& text);
     void parseNfs(const String& text);
     void parseNcp(const String& text);

@@ -28,8 +28,8 @@ class QueryPairs;
 /// empty description, so ask with has...() first.
 ///
 /// Any text yields some URI. Only half a surrogate pair cannot be escaped: it raises
-/// text::charset::InvalidCharacterException, and what was set before it stays set. There are no
-/// fragments: "#" is a unit like any other. Paths are not normalised and relative references not
+/// text::charset::InvalidCharacterException, and components that were set before it stay. There are
+/// no fragments: "#" is a unit like any other. Paths are not normalised and relative references not
 /// resolved. Every operation is linear in the length of its text, or nearly so. A URI is used by
 /// one thread at a time.
 class QX_API URI : public Object {
@@ -43,7 +43,7 @@ public:
     URI& operator=(const URI& other);
     ~URI() override;
 
-    /// Reads the components that @p text has; others stay, and query pairs are added.
+    /// Sets the components that @p text has and adds its query pairs; other components stay.
     ///
     /// What stands before the first ":" is the scheme, whatever its units are. Behind "//" stands
     /// the authority, up to the first "/" or, without one, the first "?". The path follows, without
