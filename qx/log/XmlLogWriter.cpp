@@ -1,13 +1,108 @@
 #include "qx/log/XmlLogWriter.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldWalk.h>
-#include <qx/log/detail/XmlText.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx::log {
 
+using text::charset::isHighSurrogate;
+using text::charset::isLowSurrogate;
+using text::charset::isSurrogate;
+
 namespace {
+
+enum class XmlPlace { Content, Attribute };
+
+/// True for a unit that stands for itself wherever it is.
+bool isPlain(char16_t unit) {
+    switch (unit) {
+    case u'&':
+    case u'<':
+    case u'>':
+    case u'"':
+    case u'\'':
+    case u'\xFFFE':
+    case u'\xFFFF':
+        return false;
+    default:
+        return unit >= u' ' && !isSurrogate(unit);
+    }
+}
+
+/// What is written for a unit that is not plain and no half of a pair.
+std::u16string_view replacementOf(char16_t unit, XmlPlace place) {
+    const bool isAttribute = place == XmlPlace::Attribute;
+    switch (unit) {
+    case u'&':
+        return u"&amp;";
+    case u'<':
+        return u"&lt;";
+    case u'>':
+        return u"&gt;";
+    case u'"':
+        return u"&quot;";
+    case u'\'':
+        return u"&apos;";
+    case u'\r': // parsers make a line feed of it
+        return u"&#13;";
+    case u'\n': // and, in attributes, a blank of these two
+        return isAttribute ? u"&#10;" : u"\n";
+    case u'\t':
+        return isAttribute ? u"&#9;" : u"\t";
+    default:
+        return u"\uFFFD";
+    }
+}
+
+bool isNameStart(char16_t unit) {
+    return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || unit == u'_';
+}
+
+bool isNameUnit(char16_t unit) {
+    return isNameStart(unit) || (unit >= u'0' && unit <= u'9') || unit == u'-' || unit == u'.';
+}
+
+/// Appends @p text so that an XML 1.0 parser reads it back from @p place, in double quotes where
+/// that is an attribute. Characters that no document may contain, lone surrogates among them,
+/// become U+FFFD.
+void appendEscaped(String& to, std::u16string_view text, XmlPlace place) {
+    const char16_t* from = text.data();
+    const char16_t* const end = from + text.size();
+    while (from != end) {
+        const char16_t* const special = std::find_if_not(from, end, isPlain);
+        to.append(std::u16string_view(from, static_cast<size_t>(special - from)));
+        if (special == end)
+            return;
+        if (end - special > 1 && isHighSurrogate(special[0]) && isLowSurrogate(special[1])) {
+            to.append(std::u16string_view(special, 2));
+            from = special + 2;
+        } else {
+            to.append(replacementOf(*special, place));
+            from = special + 1;
+        }
+    }
+}
+
+/// Appends the name of the element for a field called @p name: letters, digits, "_", "-" and "." of
+/// ASCII, the narrowest set on which parsers agree. True when it is the field's whole name.
+bool appendElementName(String& to, std::u16string_view name) {
+    bool isWhole = !name.empty() && isNameStart(name.front());
+    if (!isWhole)
+        to.append(u'_');
+    for (const char16_t unit : name) {
+        if (unit == u' ')
+            return false;
+        const bool fits = isNameUnit(unit);
+        to.append(fits ? unit : u'_');
+        isWhole = isWhole && fits;
+    }
+    return isWhole;
+}
 
 void appendPlainField(String& text, std::u16string_view name, std::u16string_view value) {
     text.append(u"    <").append(name).append(u"> ").append(value).append(u" </");
@@ -17,15 +112,15 @@ void appendPlainField(String& text, std::u16string_view name, std::u16string_vie
 void appendWellFormedField(String& text, std::u16string_view name, std::u16string_view value) {
     text.append(u"    <");
     const int32_t begin = text.getLength();
-    const bool isWhole = detail::appendElementName(text, name);
+    const bool isWhole = appendElementName(text, name);
     const int32_t end = text.getLength();
     if (!isWhole) {
         text.append(u" name=\"");
-        detail::appendEscaped(text, name, detail::XmlPlace::Attribute);
+        appendEscaped(text, name, XmlPlace::Attribute);
         text.append(u'"');
     }
     text.append(u"> ");
-    detail::appendEscaped(text, value, detail::XmlPlace::Content);
+    appendEscaped(text, value, XmlPlace::Content);
     text.append(u" </").append(
         TextView(text).substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin)));
     text.append(u">\n");
