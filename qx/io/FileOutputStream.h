@@ -17,11 +17,11 @@ class FilePath;
 
 namespace qx::io {
 
-/// Writes a file, a pipe or whatever else a handle stands for. A missing file is created for its
-/// owner only. Failures raise ResultException with the platform's code; what was written up to then
-/// stays written.
+/// Writes a file, a pipe or whatever else a handle stands for. A file that does not exist is
+/// created so that only its owner can use it. Failures raise ResultException with the platform's
+/// code; bytes that were written before stay written.
 ///
-/// One thread at a time, except in the modes that say otherwise.
+/// Used by one thread at a time, except in the modes that say otherwise.
 class QX_API FileOutputStream : public OutputStream {
 public:
     /// Starts at the end of an existing file.
@@ -64,8 +64,8 @@ public:
     /// Size of the file in bytes.
     virtual int64_t getSize();
 
-    /// Takes and gives back the lock between processes of APPEND and LOCK, to hold it over several
-    /// writes; nothing in other modes. Calls of one thread nest.
+    /// Takes and releases the lock between processes of APPEND and LOCK, to hold it over several
+    /// writes. Calls of one thread nest. Does nothing in other modes.
     void wait();
     void signal();
 

@@ -14,9 +14,9 @@
 namespace qx::io {
 
 /// Reads text from a byte stream in some encoding. Once closed, every operation raises IoException
-/// "stream closed". Failures of the stream and the converter pass through, behind the text that a
-/// read had by then: it is delivered, and the next read raises the failure. Bytes that the
-/// converter refuses stay where they are, so every later read fails in the same way.
+/// "stream closed". Failures of the stream and the converter pass through. A read that already has
+/// text delivers it, and the next read raises the failure. Bytes that the converter refuses stay
+/// where they are, so every later read fails in the same way.
 ///
 /// An incomplete sequence at the end of input becomes one U+FFFD per byte that is left over.
 class QX_API InputStreamReader : public Reader {
@@ -31,7 +31,7 @@ public:
 
     using Reader::read;
     int32_t read(char16_t* to, int32_t length) override;
-    /// An estimate from below: the bytes at hand divided by the longest form of a character.
+    /// A lower estimate: the available bytes divided by the length of the longest character.
     int32_t available() override;
     /// Gives up the converter and closes the stream.
     void close() override;
@@ -55,7 +55,7 @@ private:
     int32_t m_count = 0;
     bool m_endOfInput = false;
 
-    /// Units of a character that did not fit into what the caller had room for.
+    /// Units of a character for which the caller had too little room.
     std::array<char16_t, 4> m_held{};
     int32_t m_heldPosition = 0;
     int32_t m_heldCount = 0;

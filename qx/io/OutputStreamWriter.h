@@ -14,10 +14,10 @@ namespace qx::io {
 /// Writes text to a byte stream in some encoding. Bytes wait in a buffer until it is full or
 /// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
 ///
-/// Failures of the stream and the converter pass through. The text that failed is then dropped, and
-/// the half of a surrogate pair in front of it, so that the next one begins afresh; texts that were
-/// written before stay pending. Only of a text that does not fit into the buffer a part may have
-/// gone to the stream.
+/// Failures of the stream and the converter pass through. The text that failed is then dropped,
+/// together with half a surrogate pair in front of it, so that the next text begins afresh; texts
+/// that were written before stay pending. A part of the text may have reached the stream only when
+/// the text did not fit into the buffer.
 class QX_API OutputStreamWriter : public Writer {
 public:
     static constexpr int32_t DefaultSize = 8192;
@@ -51,9 +51,9 @@ private:
     int32_t m_size;
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_count = 0;
-    int32_t m_earlier = 0;     ///< bytes among them that texts before this one left
+    int32_t m_earlier = 0;     ///< how many of them belong to earlier texts
     bool m_isPassedOn = false; ///< the stream has bytes of this text
-    /// A high surrogate that the converter leaves to be given again with its low one; 0 for none.
+    /// A high surrogate that is given to the converter once its low one comes; 0 for none.
     char16_t m_heldSurrogate = 0;
 };
 

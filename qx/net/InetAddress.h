@@ -51,7 +51,7 @@ public:
     virtual int16_t isAddressNone() const = 0;
     virtual ENUM_QX_E_SOCKET setAddressAny() = 0;
 
-    /// QX_AF_INET or QX_AF_INET6; 0 when it was constructed from nothing.
+    /// Stores QX_AF_INET or QX_AF_INET6; 0 when the address was constructed from null.
     ENUM_QX_E_SOCKET getFamily(uint16_t* out) const;
     /// Appends the numeric text of the host, "%" and the scope id included. When the resolver
     /// fails, "native error " and its number is appended and the code returned.
@@ -67,8 +67,8 @@ public:
     friend QX_API std::ostream& operator<<(std::ostream& out, const InetAddress& address);
 
 protected:
-    /// Takes the socket address of a source of that family. A null one leaves the address zero and
-    /// is a success; one of another family leaves it zero and stores QX_E_SOCKET_EINVAL in
+    /// Takes the socket address of a source of that family. A null source leaves the address zero
+    /// and is a success; a source of another family leaves it zero and stores QX_E_SOCKET_EINVAL in
     /// @p error, which may be null.
     InetAddress(uint16_t family, const qx_sockaddr_union* source, ENUM_QX_E_SOCKET* error);
     InetAddress(uint16_t family, const qx_addrinfo* source, uint16_t portHostOrder,

@@ -18,8 +18,7 @@ inline constexpr uint32_t OwnerOnly = 0700;
 /// @throws InvalidPathException for a name with a 0 unit, which would be cut there and stand for
 ///     another file
 /// @throws ResultException with result::UnmappableCharacter for a name that the default encoding
-/// does
-///     not have, else with what the system says
+///     does not have, else with the result of the system
 inline void openFile(const String& name, uint32_t flags, FileHandle& file) {
     if (name.view().find(u'\0') != std::u16string_view::npos)
         throw InvalidPathException(u"file name with a 0 unit"_qs);
