@@ -88,10 +88,9 @@ QX_API int32_t QXMountTableSet(const char* file);
 QX_API int32_t QXFileRemove(const char* path);
 /// Renames a file. One that has the name @p to is replaced, so that there is one at any moment.
 QX_API int32_t QXFileRename(const char* from, const char* to);
-/// Creates a new file beside @p path, open for reading and writing. Its name, stored in @p buffer,
-/// is
-/// ".<name>.<16 upper-case hexadecimal digits>.tmp". It has the bits of @p mode, at most 0777, less
-/// the umask.
+/// Creates a new file beside @p path, open for reading and writing. It has the bits of @p mode, at
+/// most 0777, less the umask. Its name, stored in @p buffer, is
+/// ".<name>.<16 upper-case hexadecimal digits>.tmp".
 QX_API int32_t QXFileCreateBeside(const char* path, uint32_t mode, char* buffer, int32_t capacity,
                                   QXHandle* handle);
 
