@@ -231,9 +231,8 @@ int32_t IniFile::load() {
 /// came from a file with a byte order mark; memory then goes back to what the file holds.
 /// @return result::UnmappableCharacter for such texts; else 0, and getWriteResult tells the rest
 int32_t IniFile::WriteToFile() {
-    std::atomic_ref writeResult(m_writeResult);
     if (m_readResult < 0) {
-        writeResult = m_readResult;
+        m_writeResult = m_readResult;
         return result::Ok;
     }
     m_sets->sort();
@@ -250,7 +249,7 @@ int32_t IniFile::WriteToFile() {
                                          static_cast<int64_t>(text.size()), ModeForAll, &state);
     if (state.inode != 0)
         m_known = {state, 0, true};
-    writeResult = result < 0 ? result : cut;
+    m_writeResult = result < 0 ? result : cut;
     return result::Ok;
 }
 

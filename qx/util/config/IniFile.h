@@ -87,7 +87,7 @@ public:
 
     /// The result of the last rewriting: 0, the code of the failure, or result::BufferTooSmall when
     /// the file was written but a text was cut. 0 before the first. Any thread may ask.
-    int32_t getWriteResult() const noexcept { return std::atomic_ref(m_writeResult); }
+    int32_t getWriteResult() const noexcept { return m_writeResult; }
 
 private:
     friend class IniFileKeyIterator;
@@ -117,6 +117,13 @@ private:
         OwnSets(OwnSets&& other) noexcept = default;
         OwnSets& operator=(OwnSets other) noexcept;
     };
+    /// Read by other threads at any time.
+    struct WriteResult : std::atomic<int32_t> {
+        WriteResult() noexcept : atomic(0) {}
+        WriteResult(const WriteResult& other) noexcept : atomic(other.load()) {}
+        WriteResult& operator=(const WriteResult& other) noexcept { return *this = other.load(); }
+        WriteResult& operator=(int32_t result) noexcept { return store(result), *this; }
+    };
     /// The file as it was read or written last.
     struct KnownFile {
         QXFileState state;
@@ -131,7 +138,7 @@ private:
     std::optional<KnownFile> m_known;
     /// Why the file that is there could not be read; 0 when it was, or is not there.
     int32_t m_readResult = 0;
-    mutable int32_t m_writeResult = 0; ///< read by other threads at any time
+    WriteResult m_writeResult;
 };
 
 } // namespace qx::util
