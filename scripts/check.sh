@@ -65,6 +65,18 @@ check_format() {
     sources $(all_folders) | xargs -P "$jobs" -n 40 "$format" --dry-run -Werror
 }
 
+# code_lines FOLDER...: lines of C and C++ that are neither blank nor a comment.
+code_lines() { sources "$@" | xargs cat | grep -cvE '^\s*(//.*)?$'; }
+
+# The tests stay small enough to be read; the bound is lowered whenever they shrink.
+check_size() {
+    local most=29300 tests all
+    tests=$(code_lines tests)
+    all=$(code_lines $(all_folders))
+    echo "tests: $tests lines of code (at most $most), $((100 * tests / all))% of $all"
+    ((tests <= most))
+}
+
 # Generated sources, the umbrella header among them, are what their generators write.
 check_generated() { scripts/check-generated.sh; }
 
@@ -82,7 +94,7 @@ check_docs() {
 check_links() { python3 scripts/check-links.py; }
 
 checks=("$@")
-(($#)) || checks=(layers headers text format generated docs links)
+(($#)) || checks=(layers headers text format size generated docs links)
 status=0
 for check in "${checks[@]}"; do
     "check_$check" || { echo "check $check failed"; status=1; }

@@ -49,10 +49,10 @@ QX_API int32_t QXComRevokeClassFactory(const QXGUID* classId);
 /// Beside the classes that the process itself offers there are those of component modules (see
 /// qx/platform/component.h), which the registry names below QX_HKEY_CLASSES_64: a programmatic
 /// identifier's subkey CLSID has the class identifier as its default value, else its subkey CurVer
-/// another programmatic identifier; the key CLSID\{...}\InprocServer32 has the path of the module.
-/// The module is loaded by the first creation and stays. What was looked up is kept until the
-/// registry changes, whoever changes it: a creation costs one look at the status of the registry's
-/// file.
+/// another programmatic identifier; below CLSID the subkey InprocServer32 of the class identifier
+/// has the path of the module. The module is loaded by the first creation and stays. What was
+/// looked up is kept until the registry changes, whoever changes it: a creation costs one look at
+/// the status of the registry's file.
 ///
 /// A module is loaded by absolute path only (0x80070057), only when its file, each folder above it
 /// and each link on the way belong to the user or the superuser and nobody else may write them
