@@ -2,13 +2,13 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Float.h>
-#include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
 #include <qx/math/BigDecimal.h>
 
@@ -22,34 +22,19 @@ BigDecimal scaled(int64_t unscaled, int scale) { return {BigInteger(unscaled), s
 
 } // namespace
 
-TEST(BigDecimal, PrintsByScale) {
-    EXPECT_EQ(scaled(-5, 2).toString(), u"-0.05");
-    EXPECT_EQ(scaled(-12, 2).toString(), u"-0.12");
-    EXPECT_EQ(scaled(-12, 1).toString(), u"-1.2");
-    EXPECT_EQ(scaled(12, -3).toString(), u"12"); // without the zeros that a negative scale means
-    EXPECT_EQ(scaled(0, 3).toString(), u"0.000");
-    std::ostringstream out;
-    out << scaled(-125, 2);
-    EXPECT_EQ(out.str(), "-1.25");
-}
-
+// The cases in tests/data have the arithmetic.
 TEST(BigDecimal, TakesSixPlacesOfADouble) {
-    const struct {
-        double value;
-        const char16_t* printed;
-    } rows[] = {
+    const std::pair<double, const char16_t*> rows[] = {
         {0.1, u"0.1"},
         {1, u"1.0"},
-        {-1.5, u"-1.5"},
         {1e-7, u"0.0"},
         {0.0000005, u"0.0"},
         {-0.0, u"0.0"},
         {0.0000015, u"0.000002"},
         {1e22, u"10000000000000000000000.0"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(BigDecimal(row.value).toString(), row.printed) << row.value;
-    EXPECT_EQ(BigDecimal(0.1).getUnscaled(), 1);
+    for (const auto& [value, printed] : rows)
+        EXPECT_EQ(BigDecimal(value).toString(), printed) << value;
     EXPECT_EQ(BigDecimal(0.1F).toString(), u"0.1");
     EXPECT_EQ(BigDecimal(std::numeric_limits<double>::max()).toDouble(),
               std::numeric_limits<double>::max());
@@ -63,46 +48,27 @@ TEST(BigDecimal, TakesSixPlacesOfADouble) {
     EXPECT_EQ((number = 3u).toString(), u"3");
 }
 
-TEST(BigDecimal, CombinesScales) {
-    const BigDecimal oneAndAHalf(u"1.5");
-    EXPECT_EQ((oneAndAHalf + 2).toString(), u"3.5");
-    EXPECT_EQ((2 + oneAndAHalf).getScale(), 1);
-    EXPECT_EQ((oneAndAHalf - BigDecimal(u"0.25")).toString(), u"1.25");
-    EXPECT_EQ((BigDecimal(u"0.25") - oneAndAHalf).toString(), u"-1.25");
-    EXPECT_EQ((oneAndAHalf * BigDecimal(u"0.25")).toString(), u"0.375");
-    EXPECT_EQ((oneAndAHalf - oneAndAHalf).toString(), u"0.0");
-    BigDecimal itself(oneAndAHalf);
+TEST(BigDecimal, OperatesOnItselfAndOnBuiltInNumbers) {
+    const BigDecimal number(u"1.5");
+    EXPECT_EQ((number + 2).toString(), u"3.5");
+    EXPECT_EQ((2 + number).toString(), u"3.5");
+    EXPECT_EQ((number - BigDecimal(u"0.25")).toString(), u"1.25");
+    EXPECT_EQ((number * BigDecimal(u"-0.25")).toString(), u"-0.375");
+    EXPECT_EQ((-number).abs(), 15);
+    BigDecimal itself(number);
     EXPECT_EQ(((itself += itself) *= itself).toString(), u"9.00");
     EXPECT_EQ((itself -= itself).toString(), u"0.00");
-    EXPECT_EQ(BigDecimal(u"1.25").divide(BigDecimal(u"1.25"), 3).toString(), u"1.000");
-    EXPECT_EQ((itself = oneAndAHalf).divide(itself, 1).toString(), u"1.0");
-    EXPECT_EQ((-oneAndAHalf).abs(), 15);
-}
-
-TEST(BigDecimal, KeepsItsValueWithoutAQuotient) {
-    BigDecimal number(u"1.5");
-    EXPECT_THROW(number.divide(scaled(0, 5), 2), Exception);
-    EXPECT_EQ(number.toString(), u"1.5");
-}
-
-TEST(BigDecimal, ChangesItsScale) {
-    BigDecimal number(u"-7.89");
-    EXPECT_EQ(number.setScale(4).toString(), u"-7.8900");
-    EXPECT_EQ(number.setScale(1).toString(), u"-7.8"); // cut off, not rounded
-    EXPECT_EQ(number.setScale(-1).toString(), u"0");
-    EXPECT_EQ(number.getScale(), -1);
-    EXPECT_EQ(scaled(12345, 0).setScale(-3).getUnscaled(), 12);
-    EXPECT_EQ(scaled(12, -3).setScale(0).getUnscaled(), 12000);
-    EXPECT_EQ(scaled(1, 0).setScale(25).setScale(0), 1); // beyond the powers of one limb
+    EXPECT_THROW((itself = number).divide(scaled(0, 5), 2), Exception);
+    EXPECT_EQ(itself.divide(itself, 1).toString(), u"1.0");
+    std::ostringstream out;
+    out << scaled(-125, 2);
+    EXPECT_EQ(out.str(), "-1.25");
 }
 
 TEST(BigDecimal, Converts) {
-    EXPECT_EQ(BigDecimal(u"7.9").toBigInteger(), 7);
-    EXPECT_EQ(BigDecimal(u"-7.9").toBigInteger(), -7);
+    EXPECT_EQ(scaled(1, 0).setScale(25).setScale(0), 1); // beyond the powers of one limb
     EXPECT_EQ(BigDecimal(u"-7.9").toInt64(), -7);
-    EXPECT_EQ(BigDecimal(u"7.9").toInt32(), 7);
     EXPECT_EQ(BigDecimal(1e30).toInt64(), std::numeric_limits<int64_t>::max());
-    EXPECT_EQ(BigDecimal(u"0.1").toDouble(), 0.1);
     EXPECT_EQ(scaled(25, 1).toFloat(), 2.5F);
     // 300 digits before the point and behind it
     const std::u16string nines(300, u'9');
@@ -118,7 +84,6 @@ TEST(BigDecimal, ComparesAndHashesByValue) {
     const std::vector<std::vector<BigDecimal>> rows{
         {scaled(-1, -20), scaled(-10, -19)},
         {scaled(-150, 2), scaled(-15, 1)},
-        {scaled(-1, 0), scaled(-100000, 5)},
         {scaled(-1, 30)},
         {0, scaled(0, 7), scaled(0, -7)},
         {scaled(1, 30), scaled(1000, 33)},
@@ -150,11 +115,9 @@ TEST(BigDecimal, ComparesAndHashesByValue) {
 
 TEST(BigDecimal, ComparesWithEveryNumber) {
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(Double(1.5)), 0);
-    EXPECT_EQ(BigDecimal(u"1.5").compareTo(Integer32(1)), 1);
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(static_cast<const Object&>(BigInteger(2))), -1);
     EXPECT_THROW(BigDecimal(1).compareTo(String(u"1")), CastFailedException);
     EXPECT_THROW(BigDecimal(1).equals(Object()), CastFailedException);
-    const BigDecimal number(u"1.50");
-    const Reference<Object> clone(number.clone());
-    EXPECT_TRUE(clone->equals(number));
+    const Reference<Object> clone(BigDecimal(u"1.50").clone());
+    EXPECT_TRUE(clone->equals(scaled(15, 1)));
 }

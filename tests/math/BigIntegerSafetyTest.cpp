@@ -69,6 +69,31 @@ String outcomeOf(const std::function<void()>& operation, const BigInteger& numbe
     return number.toString();
 }
 
+bool isSame(const BigInteger& left, const BigInteger& right) { return left == right; }
+
+bool isSame(const BigDecimal& left, const BigDecimal& right) {
+    return left.getScale() == right.getScale() && left.getUnscaled() == right.getUnscaled();
+}
+
+/// Runs @p operation on copies of @p numbers with each of its allocations failing in turn, which
+/// changes none of them.
+template <class Number, class Run>
+void expectStrong(const std::vector<Number>& numbers, Run&& operation) {
+    qxtest::failEachAllocation([&] {
+        try {
+            std::vector<Number> copies(numbers);
+            try {
+                operation(copies);
+            } catch (const std::bad_alloc&) {
+                for (size_t i = 0; i < numbers.size(); ++i)
+                    EXPECT_TRUE(isSame(copies[i], numbers[i])) << "number " << i;
+                throw;
+            }
+        } catch (const std::bad_alloc&) {
+        }
+    });
+}
+
 } // namespace
 
 TEST(BigIntegerSafety, ArgumentsMayBeTheNumberItself) {
@@ -97,71 +122,51 @@ TEST(BigIntegerSafety, ArgumentsMayBeTheNumberItself) {
 }
 
 TEST(BigIntegerSafety, FailedAllocationsChangeNothing) {
-    for (const int bits : {3, 70, 5000}) {
+    for (const int bits : {3, 70, 5000, 20'000}) {
         const BigInteger x = (BigInteger(1) << (2 * bits)) - 3;
         const BigInteger y = -(BigInteger(1) << bits) + 1;
         const BigInteger z = (BigInteger(1) << bits) + 1;
-        const auto check = [&](const std::string& name, const auto& run) {
-            SCOPED_TRACE(name + ' ' + std::to_string(bits));
-            qxtest::failEachAllocation([&] {
-                try {
-                    BigInteger a(x);
-                    BigInteger b(name == "mod" || name == "modInverse" ? z : y);
-                    BigInteger c(z);
-                    try {
-                        run(a, b, c);
-                    } catch (const std::bad_alloc&) {
-                        EXPECT_EQ(a, x);
-                        EXPECT_EQ(c, z);
-                        throw;
-                    }
-                } catch (const std::bad_alloc&) {
-                }
+        const auto check = [&](const Operation& operation) {
+            SCOPED_TRACE(testing::Message() << operation.name << ", " << bits << " bits");
+            const std::string name = operation.name;
+            const bool isModular = name == "mod" || name == "modInverse";
+            expectStrong<BigInteger>({x, isModular ? z : y, z}, [&](auto& numbers) {
+                operation.run(numbers[0], numbers[1], numbers[2]);
             });
         };
         for (const Operation& operation : Operations) {
             if (bits < 5000 || std::string(operation.name) != "modPow")
-                check(operation.name, operation.run);
+                check(operation);
         }
-        check("divide", [](auto& a, auto& b, auto& c) { a.divide(b, c); });
-        check("print and parse", [](auto& a, auto&, auto&) { a = BigInteger(a.toString(7), 7); });
+        check({"divide", [](auto& a, auto& b, auto& c) { a.divide(b, c); }});
+        check({"square", [](auto& a, auto&, auto&) { a.multiply(a); }});
+        check({"power modulo an odd number", [](auto& a, auto&, auto& c) { a.modPow(29, c); }});
+        check({"and an even one", [](auto& a, auto&, auto& c) { a.modPow(29, c + 1); }});
+        check({"print and parse", [](auto& a, auto&, auto&) { a = BigInteger(a.toString(7), 7); }});
     }
 }
 
 TEST(BigIntegerSafety, FailedAllocationsChangeNoDecimal) {
     const BigDecimal x(BigInteger(u"-123456789012345678901234567890"), 25);
     const BigDecimal y(BigInteger(u"98765432109876543210"), 3);
-    const std::function<void(BigDecimal&, const BigDecimal&)> operations[] = {
-        [](BigDecimal& a, const BigDecimal& b) { a.add(b); },
-        [](BigDecimal& a, const BigDecimal& b) { a.subtract(b); },
-        [](BigDecimal& a, const BigDecimal& b) { a.multiply(b); },
-        [](BigDecimal& a, const BigDecimal& b) { a.divide(b, 40); },
-        [](BigDecimal& a, const BigDecimal& b) { a.divide(b, 2); },
-        [](BigDecimal& a, const BigDecimal&) { a.setScale(60); },
-        [](BigDecimal& a, const BigDecimal&) { a.setScale(3); },
-        [](BigDecimal& a, const BigDecimal& b) { a = b; },
-        [](BigDecimal& a, const BigDecimal&) { a = 0.1; },
-        [](BigDecimal& a, const BigDecimal&) { a = BigDecimal(a.toString()); },
-        [](BigDecimal& a, const BigDecimal& b) { EXPECT_EQ(a.compareTo(b), -1); },
+    const std::function<void(BigDecimal&, BigDecimal&)> operations[] = {
+        [](auto& a, auto& b) { a.add(b); },
+        [](auto& a, auto& b) { a.subtract(b); },
+        [](auto& a, auto& b) { a.multiply(b); },
+        [](auto& a, auto& b) { a.divide(b, 40); },
+        [](auto& a, auto& b) { a.divide(b, 2); },
+        [](auto& a, auto&) { a.setScale(60); },
+        [](auto& a, auto&) { a.setScale(3); },
+        [](auto& a, auto& b) { a = b; },
+        [](auto& a, auto&) { a = 0.1; },
+        [](auto& a, auto&) { a = BigDecimal(a.toString()); },
+        [](auto& a, auto& b) { EXPECT_EQ(a.compareTo(b), -1); },
     };
-    for (const bool isFiner : {true, false}) { // the number than its argument
-        for (const auto& operation : operations) {
-            SCOPED_TRACE(&operation - operations);
-            qxtest::failEachAllocation([&] {
-                try {
-                    BigDecimal a(isFiner ? x : -y);
-                    const BigDecimal b(isFiner ? y : -x);
-                    try {
-                        operation(a, b);
-                    } catch (const std::bad_alloc&) {
-                        EXPECT_EQ(a.getUnscaled(), (isFiner ? x : -y).getUnscaled());
-                        EXPECT_EQ(a.getScale(), isFiner ? 25 : 3);
-                        throw;
-                    }
-                } catch (const std::bad_alloc&) {
-                }
-            });
-        }
+    for (const auto& operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        const auto run = [&](auto& numbers) { operation(numbers[0], numbers[1]); };
+        expectStrong<BigDecimal>({x, y}, run); // finer than its argument, and coarser
+        expectStrong<BigDecimal>({-y, -x}, run);
     }
 }
 
@@ -178,16 +183,16 @@ TEST(BigIntegerSafety, SmallNumbersAllocateOnce) {
     BigInteger a(5);
     BigInteger b(7);
     BigInteger remainder(1);
-    const auto inPlace = [&] {
-        a.add(b).subtract(12).multiply(-7).add(50).multiply(b).mod(1000);
-        a.divide(3, remainder);
-        a = 17;
-        a = b;
-        a <<= 8;
-        a >>= 4;
-        EXPECT_TRUE(a > 16 && 5 < a && a != b && a.compareTo(b) == 1);
-    };
-    EXPECT_EQ(allocationsOf(inPlace), 0);
+    EXPECT_EQ(allocationsOf([&] {
+                  a.add(b).subtract(12).multiply(-7).add(50).multiply(b).mod(1000);
+                  a.divide(3, remainder);
+                  a = 17;
+                  a = b;
+                  a <<= 8;
+                  a >>= 4;
+                  EXPECT_TRUE(a > 16 && 5 < a && a != b && a.compareTo(b) == 1);
+              }),
+              0);
     EXPECT_EQ(allocationsOf([&] { a.gcd(b); }), 1);
     EXPECT_EQ(allocationsOf([&] { BigInteger sum = a + b; }), 1);
     EXPECT_EQ(allocationsOf([&] { BigInteger product = a * b * 3 + 5; }), 1);

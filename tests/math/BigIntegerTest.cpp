@@ -22,19 +22,6 @@ using math::BigInteger;
 
 namespace {
 
-/// The description of the exception that @p operation throws.
-template <class Operation>
-std::string failureOf(Operation&& operation) {
-    try {
-        operation();
-        return "none";
-    } catch (const Exception& exception) {
-        std::ostringstream out;
-        out << exception.getDescription();
-        return out.str();
-    }
-}
-
 const BigInteger& thirtyDigits() {
     static const BigInteger number(u"123456789012345678901234567890");
     return number;
@@ -58,59 +45,27 @@ TEST(BigInteger, HoldsEveryBuiltInInteger) {
     EXPECT_EQ(BigInteger(LLONG_MIN).toString(), u"-9223372036854775808");
     EXPECT_EQ(BigInteger(ULLONG_MAX).toString(), u"18446744073709551615");
     EXPECT_EQ(BigInteger(int8_t{-128}).toString(), u"-128");
-    EXPECT_EQ(BigInteger(7L).toString(), u"7");
-    EXPECT_EQ(BigInteger(0).getSize(), 0);
-    EXPECT_EQ(BigInteger(255).getSize(), 1);
-    EXPECT_EQ(BigInteger(-256).getSize(), 2);
-
     BigInteger number(thirtyDigits());
     EXPECT_EQ(number = -5, BigInteger(-5));
     EXPECT_EQ(number = 5u, BigInteger(5));
     EXPECT_EQ(number = 0, BigInteger());
-    EXPECT_FALSE((number = 0).isNegative());
 }
 
 TEST(BigInteger, TakesAndGivesBytesLeastSignificantFirst) {
     const signed char bytes[] = {0x12, 0x00, -1, 0, 0, 0, 0, 0, 1, 0, 0};
     const BigInteger number(bytes, 11, true);
     EXPECT_EQ(number.toString(16), u"-10000000000FF0012");
-    ASSERT_EQ(number.getSize(), 9); // without the zeros
-    EXPECT_EQ(BigInteger(number.getData(), number.getSize(), true), number);
-    EXPECT_EQ(BigInteger(bytes, 2, false), 0x12);
-    EXPECT_EQ(BigInteger(bytes + 3, 5, true), 0);
+    EXPECT_EQ(number.getSize(), 9); // without the zeros
     EXPECT_FALSE(BigInteger(bytes + 3, 5, true).isNegative());
     EXPECT_EQ(BigInteger(nullptr, 0, false), 0);
     EXPECT_THROW(BigInteger(bytes, -1, false), RangeErrorException);
     EXPECT_THROW(BigInteger(nullptr, 1, false), ResultException);
 }
 
-TEST(BigInteger, ZeroHasNoSign) {
-    for (const BigInteger& zero :
-         {BigInteger().negate(), BigInteger(u"-0"), BigInteger(-5).multiply(0), -BigInteger(),
-          BigInteger(-5).add(5), BigInteger(-5) / 7, BigInteger(-5) >> 3, BigInteger(u"-x")}) {
-        EXPECT_FALSE(zero.isNegative());
-        EXPECT_EQ(zero.compareTo(BigInteger()), 0);
-        EXPECT_EQ(zero.toString(), u"0");
-        EXPECT_EQ(zero.getBitCount(), 0);
-        EXPECT_TRUE(zero.isZero());
-    }
-}
-
-TEST(BigInteger, RefusesARadixThatCannotBe) {
+TEST(BigInteger, PrintsInOneOf35Radixes) {
     for (const int radix : {-10, 0, 1, 37, INT_MAX}) {
         EXPECT_THROW(BigInteger(u"1", radix), RangeErrorException);
         EXPECT_THROW(BigInteger(1).toString(radix), RangeErrorException);
-    }
-}
-
-TEST(BigInteger, ReadsWhatItPrints) {
-    // The halves of a long text may add up to a limb more than the higher one has.
-    for (int bits = 64; bits <= 128 * 64; bits += 64) {
-        for (const BigInteger& number :
-             {BigInteger(1) << bits, (BigInteger(1) << bits) - 1, (BigInteger(1) << bits) + 1}) {
-            for (const int radix : {3, 10, 36})
-                ASSERT_EQ(BigInteger(number.toString(radix), radix), number) << bits;
-        }
     }
     std::ostringstream out;
     out << std::hex << thirtyDigits() << ' ' << -thirtyDigits();
@@ -144,32 +99,36 @@ TEST(BigInteger, ReportsWhatHasNoResultAndKeepsItsValue) {
         {"Shift count can't be negative", [&] { number >>= -1; }},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(failureOf(row.operation), row.failure) << &row - rows;
+        try {
+            row.operation();
+            ADD_FAILURE() << &row - rows;
+        } catch (const Exception& exception) {
+            EXPECT_EQ(exception.getDescription().toUtf8(), row.failure) << &row - rows;
+        }
         EXPECT_EQ(number, thirtyDigits());
         EXPECT_EQ(remainder, -3);
     }
 }
 
-// BigIntegerPeerTest and the cases in tests/data have the ordinary ones, for these and other
-// operations.
-TEST(BigInteger, TakesPowersAtTheEndsOfTheirRange) {
+// The cases in tests/data have the ordinary ones, for these and other operations.
+TEST(BigInteger, ComputesAtTheEndsOfEveryRange) {
     EXPECT_EQ(BigInteger(0).pow(0), 1);
     EXPECT_EQ(BigInteger(0).pow(thirtyDigits()), 0);
     EXPECT_EQ(BigInteger(1).pow(thirtyDigits()), 1);
     EXPECT_EQ(BigInteger(-1).pow(thirtyDigits()), 1);
     EXPECT_EQ(BigInteger(-1).pow(thirtyDigits() + 1), -1);
     EXPECT_EQ(BigInteger(2).modInverse(1), 0);
-}
-
-TEST(BigInteger, TakesBitsAndShiftsBeyondEverySize) {
     EXPECT_EQ(BigInteger(5).clearBit(INT_MAX), 5);
     EXPECT_EQ(thirtyDigits() >> std::numeric_limits<int64_t>::max(), 0);
     EXPECT_EQ(BigInteger(0) << std::numeric_limits<int64_t>::max(), 0);
+    EXPECT_FALSE(BigInteger().negate().isNegative());
+    EXPECT_FALSE(BigInteger(u"-0").isNegative());
 }
 
 TEST(BigInteger, ConvertsByItsLowBits) {
     const BigInteger twoTo63 = BigInteger(1) << 63;
     EXPECT_EQ((twoTo63 + 5).toInt32(), 5);
+    EXPECT_EQ((-twoTo63 - 5).toUInt64(), (uint64_t{1} << 63) - 5);
     EXPECT_EQ((twoTo63 + 5).toDouble(), 5.0);
     EXPECT_EQ(BigInteger(-300).toInt8(), -44);
     EXPECT_EQ(thirtyDigits().toBigInteger(), thirtyDigits());
@@ -182,9 +141,7 @@ TEST(BigInteger, ComparesWithEveryNumber) {
         for (const BigInteger& right : ascending) {
             const auto order = &left <=> &right;
             EXPECT_EQ(left <=> right, order);
-            EXPECT_EQ(left.compareTo(right) <=> 0, order);
             EXPECT_EQ(static_cast<const Object&>(left).compareTo(right) <=> 0, order);
-            EXPECT_EQ(left == right, order == 0);
             EXPECT_EQ(left.equals(right), order == 0);
         }
     }
@@ -212,14 +169,9 @@ TEST(BigInteger, HashesByValue) {
 
 TEST(BigInteger, OperatorsMixWithBuiltInIntegers) {
     const BigInteger& n = thirtyDigits();
-    EXPECT_EQ(n + 1, BigInteger(u"123456789012345678901234567891"));
-    EXPECT_EQ(1 - n, -(n - 1));
     EXPECT_EQ(n * -2u, n * 4294967294u);
-    EXPECT_EQ((n * n) / n, n);
-    EXPECT_EQ(n % 1000, 890);
-    EXPECT_EQ(-n % 1000, 110);
+    EXPECT_EQ(1 - n, -(n - 1));
     EXPECT_EQ(n * n + n - n * n, n);
-    EXPECT_EQ((n + n) * n / (2 * n), n);
     BigInteger x(n);
     ((((x += 5) -= 5) *= n) /= n) %= ULLONG_MAX;
     EXPECT_EQ(x, n % ULLONG_MAX);

@@ -1,11 +1,10 @@
-// The greatest common divisor of limb arrays is internal, yet tested by itself: the class above it
-// shows neither the lengths nor the untouched result.
+// The greatest common divisor and the inverse of limb arrays are internal, yet tested by
+// themselves: the class above them shows neither the lengths nor the untouched result.
 
 #include <algorithm>
 
 #include <gtest/gtest.h>
 
-#include <qx/math/detail/Divide.h>
 #include <qx/math/detail/EuclidSteps.h>
 #include <qx/math/detail/Gcd.h>
 
@@ -14,87 +13,79 @@
 namespace {
 
 using namespace qxtest;
-using qx::math::detail::divide;
 
 Natural gcd(const Natural& a, const Natural& b) {
-    constexpr Limb Guard = 0x5555555555555555;
-    Natural r(std::min(a.size(), b.size()) + 1, Guard);
-    const size_t n = qx::math::detail::gcd(r.data(), a.data(), a.size(), b.data(), b.size());
-    EXPECT_EQ(r.back(), Guard);
+    size_t n = 0;
+    Natural r = made(std::min(a.size(), b.size()), [&](Limb* to) {
+        n = qx::math::detail::gcd(to, a.data(), a.size(), b.data(), b.size());
+    });
     r.resize(n);
-    EXPECT_EQ(r, normalized(r));
     return r;
 }
 
-Natural remainder(const Natural& a, const Natural& b) {
-    if (a.size() < b.size())
-        return a;
-    Natural r(b.size());
-    divide(nullptr, r.data(), a.data(), a.size(), b.data(), b.size());
-    return normalized(r);
-}
-
-/// By Euclid's algorithm.
-Natural plainGcd(Natural a, Natural b) {
-    while (!b.empty()) {
-        a = remainder(a, b);
-        std::swap(a, b);
+/// Checks the inverse of a modulo m > 1, of which there is none unless @p gcd, theirs, is 1.
+void expectInverse(const Natural& a, const Natural& m, const Natural& gcd) {
+    bool isFound = false;
+    const Natural r = made(m.size(), [&](Limb* to) {
+        std::fill_n(to, m.size(), 7);
+        isFound = qx::math::detail::modInverse(to, a.data(), a.size(), m.data(), m.size());
+    });
+    EXPECT_EQ(isFound, gcd == Natural{1});
+    if (!isFound) {
+        EXPECT_EQ(r, Natural(m.size(), 7)) << "left as it was";
+        return;
     }
-    return a;
+    EXPECT_TRUE(isLess(r, m));
+    EXPECT_EQ(remainder(multiplyAdd(a, r, {}), m), Natural{1});
 }
 
-/// Checks both orders.
+/// Checks both orders, and the inverse of one modulo the other.
 void expectGcd(const Natural& a, const Natural& b, const Natural& expected) {
+    SCOPED_TRACE(testing::Message() << a.size() << " and " << b.size() << " limbs");
     EXPECT_EQ(gcd(a, b), expected);
     EXPECT_EQ(gcd(b, a), expected);
+    for (const auto& [number, m] : {std::pair(a, b), std::pair(b, a)}) {
+        const Natural residue = remainder(number, m);
+        if (m != Natural{1} && !residue.empty())
+            expectInverse(residue, m, expected);
+    }
 }
 
-TEST(Gcd, EveryPairOfSmallLengthsWithACommonFactor) {
+/// Beside Euclid's algorithm, as they are and with a common factor.
+void expectPlainGcd(const Natural& a, const Natural& b, const Natural& factor) {
+    Natural divisor = a;
+    for (Natural rest = b; !rest.empty();) {
+        divisor = remainder(divisor, rest);
+        std::swap(divisor, rest);
+    }
+    expectGcd(a, b, divisor);
+    expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}),
+              multiplyAdd(divisor, factor, {}));
+}
+
+TEST(Gcd, EveryPairOfLengths) {
     Naturals naturals(1);
+    const auto expectSome = [&](size_t an, size_t bn, int count) {
+        for (int i = 0; i < count; ++i)
+            expectPlainGcd(naturals(an), naturals(bn), naturals(naturals.below(4) + 1));
+    };
     for (size_t an = 1; an <= 8; ++an) {
-        for (size_t bn = 1; bn <= an; ++bn) {
-            SCOPED_TRACE(testing::Message() << an << " and " << bn << " limbs");
-            for (int i = 0; i < 40; ++i) {
-                const Natural factor = naturals(naturals.below(4) + 1);
-                const Natural a = multiplyAdd(naturals(an), factor, {});
-                const Natural b = multiplyAdd(naturals(bn), factor, {});
-                expectGcd(a, b, plainGcd(a, b));
-            }
-        }
+        for (size_t bn = 1; bn <= an; ++bn)
+            expectSome(an, bn, 40);
+    }
+    for (const size_t an : {20U, 63U, 64U, 65U, 100U, 200U}) {
+        for (const size_t bn : {1U, 2U, 19U, 33U, 64U, 99U, 199U})
+            expectSome(an, bn, 2);
+    }
+    for (Limb a = 1; a < 80; ++a) {
+        for (Limb b = 1; b < a; ++b)
+            expectPlainGcd({a}, {b}, {3});
     }
 }
 
-TEST(Gcd, LongOperands) {
-    Naturals naturals(2);
-    for (const size_t an : {20U, 63U, 64U, 65U, 200U}) {
-        for (const size_t bn : {1U, 2U, 19U, 64U, 199U}) {
-            SCOPED_TRACE(testing::Message() << an << " and " << bn << " limbs");
-            const Natural factor = naturals(bn / 3 + 1);
-            const Natural a = multiplyAdd(naturals(an), factor, {});
-            const Natural b = multiplyAdd(naturals(bn), factor, {});
-            expectGcd(a, b, plainGcd(a, b));
-        }
-    }
-}
-
-/// Every quotient is 1, which takes the most steps.
-TEST(Gcd, ConsecutiveFibonacciNumbers) {
-    Natural a{1};
-    Natural b{1};
-    const Natural factor{0, 0xFFFFFFFFFFFFFFFF, 3};
-    for (int i = 0; i < 3000; ++i) {
-        expectGcd(a, b, {1});
-        if (i % 100 == 0)
-            expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}), factor);
-        a = multiplyAdd(a, {1}, b);
-        std::swap(a, b);
-    }
-}
-
-TEST(Gcd, EqualOperandsAndMultiples) {
+TEST(Gcd, EqualOperandsMultiplesAndNeighbours) {
     Naturals naturals(3);
-    for (const size_t n : {1U, 2U, 3U, 4U, 5U, 30U, 100U}) {
-        SCOPED_TRACE(n);
+    for (const size_t n : {1U, 2U, 3U, 4U, 5U, 10U, 30U, 40U, 100U}) {
         for (size_t i = 0; i < 20; ++i) {
             const Natural a = naturals(n);
             expectGcd(a, a, a);
@@ -102,19 +93,25 @@ TEST(Gcd, EqualOperandsAndMultiples) {
             expectGcd(a, {1}, {1});
             // Neighbours are coprime; their quotient is 1 and the rest of no use as a divisor.
             expectGcd(a, multiplyAdd(a, {1}, {1}), {1});
+            // Inverses near the ends of the modulus.
+            const Natural m = multiplyAdd(a, {2}, {1});
+            expectInverse(difference(m, {1}), m, {1});
+            expectInverse({2}, m, {1});
+            expectInverse(a, m, {1});
         }
     }
 }
 
-/// Operands whose quotients are the given ones, the last first.
-std::pair<Natural, Natural> operandsOf(const std::vector<Natural>& quotients) {
+/// Checks operands whose quotients in Euclid's algorithm are the given ones, the last first.
+void expectGcdOf(const std::vector<Natural>& quotients, const Natural& factor) {
     Natural a{1};
     Natural b;
     for (const Natural& quotient : quotients) {
         b = multiplyAdd(quotient, a, b);
         std::swap(a, b);
     }
-    return {a, b};
+    expectGcd(a, b, {1});
+    expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}), factor);
 }
 
 /// Quotients of every length up to three limbs between runs of short ones, so that a run of steps
@@ -132,11 +129,11 @@ TEST(Gcd, OperandsOfChosenQuotients) {
                 quotient.back() |= 1;
             }
         }
-        const auto [a, b] = operandsOf(quotients);
-        expectGcd(a, b, {1});
-        const Natural factor = naturals(2);
-        expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}), factor);
+        expectGcdOf(quotients, naturals(2));
     }
+    // Quotients of 1 take the most steps.
+    for (size_t steps = 1; steps < 3000; steps += 1 + steps / 100)
+        expectGcdOf(std::vector<Natural>(steps, {1}), {0, ~Limb{0}, 3});
 }
 
 /// The quotients are those of every pair of numbers that begins with the given bits if the
@@ -170,80 +167,6 @@ TEST(EuclidSteps, HoldWhateverTheBitsBelow) {
         }
     }
     EXPECT_GT(useful, 10000);
-}
-
-constexpr Limb Untouched = 0x5555555555555555;
-
-/// The inverse of a modulo m, or empty when there is none.
-Natural inverse(const Natural& a, const Natural& m) {
-    Natural r(m.size() + 1, Untouched);
-    if (!qx::math::detail::modInverse(r.data(), a.data(), a.size(), m.data(), m.size())) {
-        EXPECT_EQ(r, Natural(m.size() + 1, Untouched));
-        return {};
-    }
-    EXPECT_EQ(r.back(), Untouched);
-    r.pop_back();
-    EXPECT_TRUE(isLess(r, m));
-    return normalized(r);
-}
-
-void expectInverse(const Natural& a, const Natural& m) {
-    const Natural r = inverse(a, m);
-    if (plainGcd(m, a) == Natural{1})
-        EXPECT_EQ(remainder(multiplyAdd(a, r, {}), m), Natural{1});
-    else
-        EXPECT_EQ(r, Natural{});
-}
-
-TEST(ModInverse, EveryPairOfSmallNumbers) {
-    for (Limb m = 2; m < 80; ++m) {
-        for (Limb a = 1; a < m; ++a) {
-            SCOPED_TRACE(testing::Message() << a << " modulo " << m);
-            expectInverse({a}, {m});
-        }
-    }
-}
-
-TEST(ModInverse, EveryPairOfLengths) {
-    Naturals naturals(4);
-    for (const size_t mn : {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 16U, 33U, 100U}) {
-        for (size_t an = 1; an <= mn; an += 1 + an / 4) {
-            SCOPED_TRACE(testing::Message() << an << " limbs modulo " << mn);
-            for (int i = 0; i < 30; ++i) {
-                const Natural m = naturals(mn);
-                const Natural a = remainder(naturals(an), m);
-                if (m != Natural{1} && !a.empty())
-                    expectInverse(a, m);
-            }
-        }
-    }
-}
-
-TEST(ModInverse, OperandsOfChosenQuotients) {
-    Naturals naturals(8);
-    for (int i = 0; i < 500; ++i) {
-        std::vector<Natural> quotients(naturals.below(100) + 2);
-        for (Natural& quotient : quotients)
-            quotient = naturals.below(20) == 0 ? naturals(2) : Natural{naturals.below(4) + 1};
-        quotients.front() = {2};
-        const auto [m, a] = operandsOf(quotients);
-        expectInverse(a, m);
-    }
-}
-
-/// The neighbours of the modulus and of its half have inverses near its ends.
-TEST(ModInverse, NeighboursOfTheModulus) {
-    Naturals naturals(5);
-    for (const size_t n : {1U, 2U, 3U, 10U, 40U}) {
-        for (int i = 0; i < 20; ++i) {
-            const Natural half = naturals(n);
-            const Natural m = multiplyAdd(half, {2}, {1});
-            EXPECT_EQ(inverse(difference(m, {1}), m), difference(m, {1}));
-            EXPECT_EQ(inverse({2}, m), multiplyAdd(half, {1}, {1}));
-            EXPECT_EQ(inverse(half, m), difference(m, {2}));
-            EXPECT_EQ(inverse({1}, m), Natural{1});
-        }
-    }
 }
 
 } // namespace

@@ -7,6 +7,9 @@
 #include <random>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include <qx/math/detail/Divide.h>
 #include <qx/math/detail/Limbs.h>
 
 /// Natural numbers for tests of the limb kernels, with plain arithmetic to hold them against.
@@ -20,6 +23,17 @@ inline Natural normalized(Natural a) {
     while (!a.empty() && a.back() == 0)
         a.pop_back();
     return a;
+}
+
+/// The @p n limbs that @p compute writes to its argument, and none behind them.
+template <class Compute>
+Natural made(size_t n, Compute&& compute) {
+    constexpr Limb Guard = 0x5555555555555555;
+    Natural r(n + 1, Guard);
+    compute(r.data());
+    EXPECT_EQ(r.back(), Guard);
+    r.pop_back();
+    return r;
 }
 
 /// a * b + c by single products.
@@ -58,6 +72,14 @@ inline bool isLess(const Natural& a, const Natural& b) {
     return std::lexicographical_compare(x.rbegin(), x.rend(), y.rbegin(), y.rend());
 }
 
+/// a modulo m by the division that DivideTest holds against products.
+inline Natural remainder(Natural a, const Natural& m) {
+    a.resize(std::max(a.size(), m.size()));
+    Natural r(m.size());
+    qx::math::detail::divide(nullptr, r.data(), a.data(), a.size(), m.data(), m.size());
+    return normalized(std::move(r));
+}
+
 /// Numbers of n limbs whose top limb is not zero. Half of them consist of long runs of equal bits
 /// and of limbs near 0, 2^63 and 2^64, which is where carries and estimates go wrong.
 class Naturals {
@@ -66,13 +88,15 @@ public:
 
     Natural operator()(size_t n) {
         Natural a(n);
-        const uint64_t shape = m_random() % 4;
-        Limb run = 0;
+        const uint64_t shape = m_random() % 6;
+        Limb run = m_random() % 2 == 0 ? 0 : ~Limb{0};
         for (Limb& limb : a) {
-            if (m_random() % 3 == 0)
+            if (shape == 3 && m_random() % 3 == 0)
                 run = ~run;
-            limb = shape < 2 ? m_random() : shape == 2 ? run : special();
+            limb = shape < 3 ? m_random() : shape == 4 ? special() : run;
         }
+        if (shape == 5 && n > 0)
+            a[m_random() % n] = special(); // alone among zeros or ones
         if (!a.empty() && a.back() == 0)
             a.back() = special() | 1;
         return a;

@@ -7,7 +7,7 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -18,14 +18,9 @@
 using qx::String;
 using qx::math::BigDecimal;
 using qx::math::BigInteger;
+using qx::math::IntegerView;
 
 namespace {
-
-std::string utf8(const String& text) {
-    std::ostringstream out;
-    out << text;
-    return out.str();
-}
 
 String textOf(const std::string& field) {
     std::string bytes;
@@ -51,7 +46,12 @@ double doubleOf(const std::string& field) {
     return qx::Number::parseDouble(String::fromUtf8(field));
 }
 
-std::string written(const BigInteger& value) { return utf8(value.toString()); }
+/// In decimal; holds that the number has the one form that a number has.
+std::string written(const BigInteger& value) {
+    const int32_t size = value.getSize();
+    EXPECT_TRUE(size == 0 ? !value.isNegative() : value.getData()[size - 1] != 0);
+    return value.toString().toUtf8();
+}
 
 std::string written(const BigDecimal& value) {
     return written(value.getUnscaled()) + 'e' + std::to_string(-value.getScale());
@@ -63,20 +63,40 @@ using Fields = std::vector<std::string>;
 /// Takes the arguments of a line and gives its results.
 using Operation = std::function<std::string(const Fields&)>;
 
+/// @p number in more room than it takes.
+BigInteger roomy(const BigInteger& number) {
+    BigInteger result = number << 2000;
+    return result >>= 2000;
+}
+
 /// An operation of BigInteger that changes it, with the other numbers as arguments.
 template <class... Arguments>
 Operation changing(BigInteger& (BigInteger::*operation)(Arguments...)) {
     return [operation](const Fields& fields) {
         BigInteger value = integerOf(fields[0]);
         const BigInteger first = integerOf(fields[1]);
-        const BigInteger second = fields.size() > 3 ? integerOf(fields[2]) : BigInteger();
         if constexpr (sizeof...(Arguments) == 2)
-            (value.*operation)(first, second);
-        else if constexpr (std::is_same_v<std::tuple<Arguments...>, std::tuple<int32_t>>)
+            (value.*operation)(first, integerOf(fields[2]));
+        else if constexpr ((std::is_same_v<Arguments, int32_t> && ...))
             (value.*operation)(first.toInt32());
         else
             (value.*operation)(first);
         return written(value);
+    };
+}
+
+/// The same as an operator, which makes a number of its own, and in place.
+template <class Operator>
+Operation both(BigInteger& (BigInteger::*operation)(const IntegerView&), Operator&& combine) {
+    return [operation, combine](const Fields& fields) {
+        const BigInteger a = integerOf(fields[0]);
+        const BigInteger b = integerOf(fields[1]);
+        const std::string made = written(combine(a, b));
+        EXPECT_EQ(written(combine(BigInteger(a), b)), made);
+        BigInteger exact(a), wide(roomy(a));
+        EXPECT_EQ(written((exact.*operation)(b)), made);
+        EXPECT_EQ(written((wide.*operation)(b)), made);
+        return made;
     };
 }
 
@@ -88,36 +108,58 @@ Operation changing(BigDecimal& (BigDecimal::*operation)(const BigDecimal&)) {
 }
 
 std::string divide(const Fields& fields) {
-    BigInteger value = integerOf(fields[0]);
+    const BigInteger a = integerOf(fields[0]);
+    const BigInteger b = integerOf(fields[1]);
+    BigInteger value = a;
     BigInteger remainder(77);
-    value.divide(integerOf(fields[1]), remainder);
+    value.divide(b, remainder);
+    EXPECT_TRUE(a / b == value && BigInteger(a) / b == value);
+    BigInteger quotient = a, other = b; // the remainder in the place of an operand
+    quotient.divide(other, other);
+    EXPECT_TRUE(quotient == value && other == remainder);
+    quotient = a;
+    EXPECT_EQ(quotient.divide(b, quotient), remainder);
+    quotient = b;
+    EXPECT_EQ(quotient.divide(quotient, quotient), 0);
     return written(value) + ' ' + written(remainder);
+}
+
+std::string shifted(const Fields& fields, bool isLeft) {
+    const BigInteger a = integerOf(fields[0]);
+    const int bits = std::stoi(fields[1]);
+    const std::string made = written(isLeft ? a << bits : a >> bits);
+    BigInteger wide(roomy(a));
+    EXPECT_EQ(written(isLeft ? wide <<= bits : wide >>= bits), made);
+    return made;
 }
 
 const std::map<std::string, Operation> Operations{
     {"parse", [](const Fields& f) { return written(BigInteger(textOf(f[0]), std::stoi(f[1]))); }},
     {"print",
-     [](const Fields& f) { return '|' + utf8(integerOf(f[0]).toString(std::stoi(f[1]))) + '|'; }},
-    {"add", changing(&BigInteger::add)},
-    {"subtract", changing(&BigInteger::subtract)},
-    {"multiply", changing(&BigInteger::multiply)},
+     [](const Fields& f) {
+         return '|' + integerOf(f[0]).toString(std::stoi(f[1])).toUtf8() + '|';
+     }},
+    {"add", both(&BigInteger::add, std::plus<>())},
+    {"subtract", both(&BigInteger::subtract, std::minus<>())},
+    {"multiply", both(&BigInteger::multiply, std::multiplies<>())},
     {"divide", divide},
-    {"mod", changing(&BigInteger::mod)},
+    {"mod", both(&BigInteger::mod, std::modulus<>())},
     {"gcd", changing(&BigInteger::gcd)},
     {"pow", changing(&BigInteger::pow)},
     {"modPow", changing(&BigInteger::modPow)},
     {"modInverse", changing(&BigInteger::modInverse)},
     {"setBit", changing<int32_t>(&BigInteger::setBit)},
     {"clearBit", changing<int32_t>(&BigInteger::clearBit)},
-    {"shiftLeft", [](const Fields& f) { return written(integerOf(f[0]) << std::stoi(f[1])); }},
-    {"shiftRight", [](const Fields& f) { return written(integerOf(f[0]) >> std::stoi(f[1])); }},
+    {"shiftLeft", [](const Fields& f) { return shifted(f, true); }},
+    {"shiftRight", [](const Fields& f) { return shifted(f, false); }},
     {"compare",
      [](const Fields& f) { return written(integerOf(f[0]).compareTo(integerOf(f[1]))); }},
     {"toInt64", [](const Fields& f) { return written(integerOf(f[0]).toInt64()); }},
     {"bitCount", [](const Fields& f) { return written(integerOf(f[0]).getBitCount()); }},
 
     {"decimalParse", [](const Fields& f) { return written(BigDecimal(textOf(f[0]))); }},
-    {"decimalPrint", [](const Fields& f) { return '|' + utf8(decimalOf(f[0]).toString()) + '|'; }},
+    {"decimalPrint",
+     [](const Fields& f) { return '|' + decimalOf(f[0]).toString().toUtf8() + '|'; }},
     {"decimalAdd", changing(&BigDecimal::add)},
     {"decimalSubtract", changing(&BigDecimal::subtract)},
     {"decimalMultiply", changing(&BigDecimal::multiply)},
@@ -138,13 +180,13 @@ std::string resultOf(const std::string& operation, const Fields& fields) {
     try {
         return Operations.at(operation)(fields);
     } catch (const qx::Exception& exception) {
-        return '!' + utf8(exception.getDescription());
+        return '!' + exception.getDescription().toUtf8();
     }
 }
 
 std::string expectedOf(const Fields& fields, size_t results) {
     if (fields.back().front() == '!')
-        return '!' + utf8(textOf(fields.back().substr(1)));
+        return '!' + textOf(fields.back().substr(1)).toUtf8();
     std::string expected = fields[fields.size() - results];
     for (size_t i = fields.size() - results + 1; i < fields.size(); ++i)
         expected += ' ' + fields[i];

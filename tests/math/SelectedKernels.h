@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <qx/math/detail/LimbKernels.h>
 
 namespace qxtest {
@@ -9,7 +11,7 @@ class SelectedKernels {
 public:
     SelectedKernels(const qx::math::detail::LimbKernels& kernels,
                     const qx::math::detail::MultiplyThresholds& thresholds)
-        : m_kernels(kernels) {
+        : m_trace(__FILE__, __LINE__, kernels.name), m_kernels(kernels) {
         m_kernels.thresholds = thresholds;
         selectLimbKernels(m_kernels);
     }
@@ -18,7 +20,17 @@ public:
     SelectedKernels& operator=(const SelectedKernels&) = delete;
 
 private:
+    testing::ScopedTrace m_trace;
     qx::math::detail::LimbKernels m_kernels;
 };
+
+/// Calls @p check while the library computes with each set of kernels.
+template <class Check>
+void withEverySet(Check&& check) {
+    for (const qx::math::detail::LimbKernels* const kernels : qx::math::detail::limbKernelSets()) {
+        const SelectedKernels selected(*kernels, kernels->thresholds);
+        check(*kernels);
+    }
+}
 
 } // namespace qxtest
