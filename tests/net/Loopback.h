@@ -1,21 +1,50 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <array>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include <gtest/gtest.h>
+
 #include <qx/net/TcpClientSocket2.h>
 #include <qx/net/TcpServerSocket2.h>
+#include <qx/net/nettcp.h>
+#include <qx/net/nettcpserver.h>
+#include <qx/platform/net.h>
 
-#include "tests/net/Addresses.h"
-
+/// Sockets over the loopback address. They are made and used by the functions of the C interface,
+/// which call the members of the classes: one test holds for both.
 namespace qxtest {
+
+constexpr uint16_t networkOrder(uint16_t port) {
+    return static_cast<uint16_t>(port << 8 | port >> 8);
+}
+
+inline qx_sockaddr_union ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d, uint16_t port = 0) {
+    qx_sockaddr_union address{};
+    address.ipv4 = {QX_AF_INET, networkOrder(port), {a, b, c, d}, {}};
+    return address;
+}
+
+inline qx_sockaddr_union ipv6(const std::array<uint8_t, 16>& bytes, uint16_t port = 0,
+                              uint32_t scope = 0) {
+    qx_sockaddr_union address{};
+    address.family = QX_AF_INET6;
+    address.ipv6.port = networkOrder(port);
+    std::memcpy(address.ipv6.address, bytes.data(), bytes.size());
+    address.ipv6.scopeId = scope;
+    return address;
+}
+
+inline constexpr std::array<uint8_t, 16> Ipv6Loopback{0, 0, 0, 0, 0, 0, 0, 0,
+                                                      0, 0, 0, 0, 0, 0, 0, 1};
 
 inline std::unique_ptr<qx::net::TcpServerSocket2> makeServer() {
     qx::net::TcpServerSocket2* made = nullptr;
-    EXPECT_EQ(qx::net::TcpServerSocket2::createTcpServerSocket2(QX_AF_INET, QX_SOCK_STREAM,
-                                                                QX_IPPROTO_TCP, &made),
+    EXPECT_EQ(QxNetTcpServerSocketStaticCreate(QX_AF_INET, QX_SOCK_STREAM, QX_IPPROTO_TCP, &made),
               0);
     return std::unique_ptr<qx::net::TcpServerSocket2>(made);
 }
@@ -29,16 +58,16 @@ struct LoopbackServer {
     qx_sockaddr_union address = ipv4(127, 0, 0, 1); // where it is to be reached
 
     explicit LoopbackServer(uint16_t port = 0) {
-        EXPECT_EQ(server->bindListAddAddrAny(port), 0);
-        bound = server->bind();
+        EXPECT_EQ(QxNetTcpServerSocketBindListAddAddrAny(server.get(), port), 0);
+        bound = QxNetTcpServerSocketBind(server.get());
         if (bound != 0)
             return;
-        EXPECT_EQ(server->listen(0), 0);
-        EXPECT_EQ(server->saveBoundAddresses(), 0);
+        EXPECT_EQ(QxNetTcpServerSocketListen(server.get(), 0), 0);
+        EXPECT_EQ(QxNetTcpServerSocketSaveBoundAddresses(server.get()), 0);
         qx_sockaddr_union place{};
         size_t length = sizeof place;
-        while (server->getBoundAddress(addresses, reinterpret_cast<signed char*>(&place),
-                                       &length) == 0) {
+        while (QxNetTcpServerSocketGetBoundAddress(
+                   server.get(), addresses, reinterpret_cast<signed char*>(&place), &length) == 0) {
             if (place.family == QX_AF_INET)
                 address.ipv4.port = place.ipv4.port;
             ++addresses;
@@ -58,22 +87,20 @@ struct LoopbackServer {
     uint16_t port() const { return networkOrder(address.ipv4.port); }
     std::unique_ptr<qx::net::TcpWorkerSocket2> accept() const {
         qx::net::TcpWorkerSocket2* worker = nullptr;
-        EXPECT_EQ(server->accept(&worker), 0);
+        EXPECT_EQ(QxNetTcpServerSocketAccept(server.get(), &worker), 0);
         return std::unique_ptr<qx::net::TcpWorkerSocket2>(worker);
     }
 };
 
 inline std::unique_ptr<qx::net::TcpClientSocket2> makeClient(int family = QX_AF_INET) {
     qx::net::TcpClientSocket2* client = nullptr;
-    EXPECT_EQ(qx::net::TcpClientSocket2::createTcpClientSocket2(family, QX_SOCK_STREAM,
-                                                                QX_IPPROTO_TCP, &client),
-              0);
+    EXPECT_EQ(QxNetTcpClientSocketStaticCreate(family, QX_SOCK_STREAM, QX_IPPROTO_TCP, &client), 0);
     return std::unique_ptr<qx::net::TcpClientSocket2>(client);
 }
 
 inline std::unique_ptr<qx::net::TcpClientSocket2> connectTo(const qx_sockaddr_union& address) {
     auto client = makeClient(address.family);
-    EXPECT_EQ(client->connect(&address, sizeof address), 0);
+    EXPECT_EQ(QxNetTcpClientSocketConnect(client.get(), &address, sizeof address), 0);
     return client;
 }
 
@@ -84,23 +111,28 @@ struct Pair {
     std::unique_ptr<qx::net::TcpWorkerSocket2> worker = listener.accept();
 };
 
-inline constexpr std::array<uint8_t, 16> Ipv6Loopback{0, 0, 0, 0, 0, 0, 0, 0,
-                                                      0, 0, 0, 0, 0, 0, 0, 1};
-
 /// False on a machine without IPv6.
 inline bool hasIpv6Loopback() {
     qx::net::TcpClientSocket2* client = nullptr;
-    qx::net::TcpClientSocket2::createTcpClientSocket2(QX_AF_INET6, QX_SOCK_STREAM, 0, &client);
+    QxNetTcpClientSocketStaticCreate(QX_AF_INET6, QX_SOCK_STREAM, 0, &client);
     const std::unique_ptr<qx::net::TcpClientSocket2> owner(client);
     const qx_sockaddr_union place = ipv6(Ipv6Loopback);
-    return client != nullptr && client->bind(&place, sizeof place) == 0;
+    return client != nullptr && QxNetTcpClientSocketBind(client, &place, sizeof place) == 0;
 }
 
 /// Sends all of a text.
 inline void say(qx::net::TcpWorkerSocket2& socket, std::string_view text) {
     int64_t count = 0;
-    EXPECT_EQ(socket.send(text.data(), text.size(), 0, &count), 0);
+    EXPECT_EQ(QxNetTcpClientSocketSend(&socket, text.data(), text.size(), 0, &count), 0);
     EXPECT_EQ(count, static_cast<int64_t>(text.size()));
+}
+
+/// Closing will reset the connection.
+inline void resetOnClose(qx::net::TcpWorkerSocket2& socket) {
+    const qx_linger abrupt{1, 0};
+    EXPECT_EQ(QxNetTcpWorkerSocketSetsockopt(&socket, QX_SOL_SOCKET, QX_SO_LINGER,
+                                             reinterpret_cast<const char*>(&abrupt), sizeof abrupt),
+              0);
 }
 
 /// What comes until the peer shuts its output down; @p code receives how it ended.
@@ -109,7 +141,8 @@ inline std::string heard(qx::net::TcpWorkerSocket2& socket, ENUM_QX_E_SOCKET* co
     char buffer[4096];
     int64_t count = 0;
     ENUM_QX_E_SOCKET result;
-    while ((result = socket.recv(buffer, sizeof buffer, 0, &count)) == 0 && count > 0)
+    while ((result = QxNetTcpWorkerSocketRecv(&socket, buffer, sizeof buffer, 0, &count)) == 0 &&
+           count > 0)
         text.append(buffer, static_cast<size_t>(count));
     EXPECT_TRUE(count == 0 || code != nullptr) << result;
     if (code != nullptr)

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
-#include <vector>
+#include <utility>
 
 #include <qx/core/runtime/GlobalLock.h>
 #include <qx/core/runtime/Startup.h>
@@ -29,9 +29,9 @@ struct Selected {
         : read(r), write(w), exception(e) {
         const qx_timeval limit{milliseconds / 1000, milliseconds % 1000 * 1000};
         uint32_t counts[] = {r != nullptr, w != nullptr, e != nullptr};
-        code = TcpWorkerSocket2::select(r ? &read : nullptr, &counts[0], w ? &write : nullptr,
-                                        &counts[1], e ? &exception : nullptr, &counts[2], &limit,
-                                        &result);
+        code = QxNetTcpWorkerSocketStaticSelect(
+            r ? &read : nullptr, &counts[0], w ? &write : nullptr, &counts[1],
+            e ? &exception : nullptr, &counts[2], &limit, &result);
         if (code == 0 && result > 0) {
             EXPECT_EQ(counts[0], read != nullptr);
             EXPECT_EQ(counts[1], write != nullptr);
@@ -40,18 +40,12 @@ struct Selected {
     }
 };
 
-void resetOnClose(TcpWorkerSocket2& socket) {
-    const qx_linger abrupt{1, 0};
-    EXPECT_EQ(socket.setsockopt(QX_SOL_SOCKET, QX_SO_LINGER, reinterpret_cast<const char*>(&abrupt),
-                                sizeof abrupt),
-              0);
-}
-
 TEST(TcpSocket2, StartsOnceAndStartsAgain) {
     int32_t major = 0, minor = 0;
+    EXPECT_EQ(QxNetTcpSocketStaticInit(), 0);
     EXPECT_EQ(TcpSocket2::init(), 0);
-    EXPECT_EQ(TcpSocket2::init(), 0);
-    EXPECT_EQ(TcpSocket2::getVersion(&major, &minor), 0);
+    EXPECT_EQ(QxNetTcpSocketStaticUninit(), 0);
+    EXPECT_EQ(QxNetTcpSocketStaticGetVersion(&major, &minor), 0);
     EXPECT_EQ(major, 2);
     EXPECT_EQ(minor, 2);
     EXPECT_EQ(TcpSocket2::uninit(), 0);
@@ -101,7 +95,7 @@ TEST(TcpSocket2, ResolvesToOneAddress) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.host << " " << c.port << " " << c.index);
         qx_sockaddr_union out{};
-        EXPECT_EQ(TcpSocket2::getAddrInfo(c.host, c.port, &hints, c.index, &out), c.code);
+        EXPECT_EQ(QxNetTcpSocketStaticGetaddrinfo(c.host, c.port, &hints, c.index, &out), c.code);
         EXPECT_EQ(out.ipv4.port, c.code == 0 ? networkOrder(c.port) : 0);
     }
     qx_sockaddr_union out{};
@@ -144,18 +138,46 @@ TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
 
 TEST(TcpWorkerSocket2, EachDirectionEndsOnce) {
     Pair pair;
-    EXPECT_EQ(pair.client->shutdownInput(), 0);
-    EXPECT_EQ(pair.client->getShutdownIn(), 1);
-    EXPECT_EQ(pair.client->getShutdownOut(), 0);
-    say(*pair.client, "the other lives");
-    EXPECT_EQ(pair.client->shutdownOutput(), 0);
-    EXPECT_EQ(pair.client->shutdownOutput(), 0);
-    EXPECT_EQ(pair.client->shutdownBoth(), 0);
+    TcpClientSocket2* client = pair.client.release();
+    EXPECT_NE(QxNetTcpSocketGetId(client), 0u);
+    EXPECT_EQ(QxNetTcpSocketShutdownInput(client), 0);
+    EXPECT_EQ(client->getShutdownIn(), 1);
+    EXPECT_EQ(client->getShutdownOut(), 0);
+    say(*client, "the other lives");
+    EXPECT_EQ(QxNetTcpSocketShutdownOutput(client), 0);
+    EXPECT_EQ(client->shutdownOutput(), 0);
+    EXPECT_EQ(QxNetTcpSocketShutdownBoth(client), 0);
     int64_t count = 0;
-    EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ESHUTDOWN);
+    EXPECT_EQ(client->send("x", 1, 0, &count), QX_E_SOCKET_ESHUTDOWN);
     EXPECT_EQ(count, -1);
     EXPECT_EQ(heard(*pair.worker), "the other lives");
-    EXPECT_EQ(makeClient()->shutdownBoth(), 0) << "not being connected is no failure";
+    EXPECT_EQ(QxNetTcpSocketClose(client), 0);
+    EXPECT_EQ(QxNetTcpSocketGetId(client), 0u);
+    TcpSocket2* socket = client;
+    EXPECT_EQ(QxNetTcpSocketStaticDestroy(&socket), 0);
+    EXPECT_EQ(socket, nullptr);
+    EXPECT_EQ(QxNetTcpSocketShutdownBoth(makeClient().get()), 0) << "not connected is no failure";
+}
+
+TEST(TcpWorkerSocket2, PassesBytesAndOptionsOn) {
+    Pair pair;
+    int64_t count = 0;
+    EXPECT_EQ(QxNetTcpWorkerSocketSend(pair.worker.get(), "answer", 6, 0, &count), 0);
+    char bytes[6];
+    EXPECT_EQ(QxNetTcpClientSocketRecv(pair.client.get(), bytes, 6, QX_MSG_WAITALL, &count), 0);
+    EXPECT_EQ(std::string(bytes, 6), "answer");
+    for (const auto& [set, get] :
+         {std::pair(&QxNetTcpClientSocketSetsockopt, &QxNetTcpClientSocketGetsockopt),
+          std::pair(&QxNetTcpWorkerSocketSetsockopt, &QxNetTcpWorkerSocketGetsockopt)}) {
+        int32_t value = 1;
+        int length = sizeof value;
+        char* const data = reinterpret_cast<char*>(&value);
+        EXPECT_EQ(set(pair.client.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, data, length), 0);
+        value = 0;
+        EXPECT_EQ(get(pair.client.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, data, &length), 0);
+        EXPECT_EQ(std::exchange(value, 0), 1);
+        EXPECT_EQ(set(pair.client.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, data, length), 0);
+    }
 }
 
 TEST(TcpWorkerSocket2, AnOrderlyCloseLeavesTheLastErrorToTell) {
@@ -183,7 +205,8 @@ TEST(TcpWorkerSocket2, AnAbruptResetHasItsCode) {
     EXPECT_EQ(heard(*pair.client, &code), "");
     EXPECT_EQ(code, QX_E_SOCKET_ECONNRESET);
     int64_t count = 0;
-    EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ECONNRESET);
+    EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ECONNRESET) << "and no signal";
+    EXPECT_EQ(pair.client->shutdownOutput(), 0) << "not being connected is no failure";
 }
 
 TEST(TcpWorkerSelect, WaitsNoShorterThanAsked) {
@@ -221,8 +244,8 @@ TEST(TcpWorkerSelect, KeepsTheReadyOnesInPlace) {
     TcpWorkerSocket2* write[] = {first.client.get()};
     uint32_t readCount = 3, writeCount = 1, exceptionCount = 5; // without an array no count matters
     int32_t result = 0;
-    EXPECT_EQ(TcpWorkerSocket2::select(read, &readCount, write, &writeCount, nullptr,
-                                       &exceptionCount, nullptr, &result),
+    EXPECT_EQ(QxNetTcpClientSocketStaticSelect(read, &readCount, write, &writeCount, nullptr,
+                                               &exceptionCount, nullptr, &result),
               0);
     EXPECT_EQ(result, 2) << "a socket given twice is one";
     EXPECT_EQ(readCount, 2u);
@@ -274,24 +297,6 @@ TEST(TcpWorkerSelect, ReachesDescriptorsBeyondTheSystemsSets) {
     int64_t count = 0;
     EXPECT_EQ(client.recv(&byte, 1, 0, &count), 0);
     EXPECT_EQ(byte, 'x');
-}
-
-TEST(TcpServer, FiveHundredConnectionsAtOnce) {
-    const DescriptorLimit limit = DescriptorLimit::raised(2100);
-    if (!limit.isSet())
-        GTEST_SKIP() << "not that many descriptors";
-    const LoopbackServer listener;
-    std::vector<std::unique_ptr<TcpWorkerSocket2>> clients, workers;
-    for (int i = 0; i < 500; ++i) {
-        clients.push_back(connectTo(listener.address));
-        workers.push_back(listener.accept());
-    }
-    for (size_t i = 0; i < 500; ++i) {
-        say(*clients[i], std::to_string(i));
-        clients[i]->shutdownOutput();
-    }
-    for (size_t i = 0; i < 500; ++i)
-        EXPECT_EQ(heard(*workers[i]), std::to_string(i));
 }
 
 } // namespace

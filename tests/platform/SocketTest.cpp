@@ -247,18 +247,6 @@ TEST(Socket, ASignalDoesNotEndConnectingOrAccepting) {
 }
 
 TEST(Socket, WhatThePeerDoesHasItsNumber) {
-    {
-        Connection connection;
-        connection.server.close();
-        EXPECT_EQ(receive(connection.client), 0);
-        // The first send finds out, the later ones fail.
-        int32_t result = 1;
-        for (int i = 0; result == 1 && i < 1000; ++i) {
-            result = QXSocketSend(connection.client, "x", 1, 0);
-            std::this_thread::yield();
-        }
-        EXPECT_EQ(errorOf(result), 10054);
-    }
     Socket nobody;
     ASSERT_EQ(bindTo(nobody, loopback()), 0);
     const Socket refused;
