@@ -218,29 +218,3 @@ TEST(MTBuffer, WriterWaitsForAllReadersAndReadersForTheWriter) {
     EXPECT_EQ(std::u16string_view(buffer.getReadLock(), 3), u"new");
     buffer.releaseReadLock();
 }
-
-TEST(MTBuffer, NoReaderSeesHalfAWrite) {
-    MTCharBuffer buffer(64);
-    const auto fill = [&](char16_t unit, int32_t count) {
-        std::fill_n(buffer.getWriteLock(count), count, unit);
-        buffer.releaseWriteLock(count);
-    };
-    fill(u'a', 10);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 2; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 300; ++i)
-                fill(static_cast<char16_t>(u'a' + (i + t) % 26), 1 + (i * 37 + t) % 500);
-        });
-        threads.emplace_back([&] {
-            for (int i = 0; i < 300; ++i) {
-                const char16_t* const units = buffer.getReadLock();
-                const std::u16string_view text(units, static_cast<size_t>(buffer.getLength()));
-                EXPECT_EQ(text.find_first_not_of(text[0]), text.npos);
-                buffer.releaseReadLock();
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-}

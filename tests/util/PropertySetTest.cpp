@@ -13,6 +13,8 @@
 #include <qx/util/config/PropertySet.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
 
+#include "tests/support/ExpectResult.h"
+
 using qx::Exception;
 using qx::makeReference;
 using qx::Reference;
@@ -21,9 +23,21 @@ using qx::util::PropertySet;
 using qx::util::pcom::IKeyIterator;
 using qx::util::pcom::IPropertySet;
 using qx::util::pcom::PcomPropertySet;
+using qxtest::expectThrowsResult;
 namespace result = qx::result;
 
 namespace {
+
+/// The description of the exception that @p body throws.
+template <class Body>
+std::string failureOf(Body&& body) {
+    try {
+        body();
+    } catch (const Exception& exception) {
+        return exception.getDescription().toUtf8();
+    }
+    return "nothing was thrown";
+}
 
 std::vector<std::string> keysOf(const PropertySet& set) {
     std::vector<std::string> keys;
@@ -34,10 +48,12 @@ std::vector<std::string> keysOf(const PropertySet& set) {
     return keys;
 }
 
-/// The text behind an interface that was handed out with a reference.
-std::string takeText(void* out) {
-    const auto buffer = Reference<IQXCharBuffer>::attach(static_cast<IQXCharBuffer*>(out));
-    return buffer ? String(buffer.get()).toUtf8() : "null";
+/// The text that @p get, one of the methods that hand one out, gives for a name.
+std::string textOf(const IPropertySet& set, decltype(&IPropertySet::Get) get,
+                   const char16_t* name) {
+    Reference<IQXCharBuffer> text;
+    EXPECT_EQ((set.*get)(name, IQXCharBuffer::Iid, text.putVoid()), result::Ok);
+    return String(text.get()).toUtf8();
 }
 
 /// A component with nothing but the unknown interface.
@@ -136,12 +152,7 @@ TEST(PropertySet, FallsBackToItsParents) {
     root->clear();
     EXPECT_FALSE(leaf->hasProperty(u"port"));
     EXPECT_FALSE(leaf->hasProperty(u"PORT"));
-    try {
-        leaf->get(u"port");
-        FAIL() << "returned a value";
-    } catch (const Exception& e) {
-        EXPECT_EQ(e.getDescription(), u"");
-    }
+    EXPECT_EQ(failureOf([&] { leaf->get(u"port"); }), "");
 }
 
 TEST(PropertySet, KeepsTextsOfItsOwn) {
@@ -169,15 +180,10 @@ TEST(PropertySet, SharesItsValuesWithOtherModules) {
     EXPECT_EQ(set->get(u"name"), u"text");
     set->set(u"name", u"changed");
 
-    void* out = nullptr;
-    ASSERT_EQ(shared->Get(u"name", IQXCharBuffer::Iid, &out), result::Ok);
-    EXPECT_EQ(takeText(out), "changed");
-    ASSERT_EQ(shared->Get(u"inherited", IQXCharBuffer::Iid, &out), result::Ok);
-    EXPECT_EQ(takeText(out), "yes");
-    ASSERT_EQ(shared->Remove(u"name", IQXCharBuffer::Iid, &out), result::Ok);
-    EXPECT_EQ(takeText(out), "changed");
-    ASSERT_EQ(shared->Remove(u"name", IQXCharBuffer::Iid, &out), result::Ok);
-    EXPECT_EQ(takeText(out), ""); // as remove of what is not there
+    EXPECT_EQ(textOf(*shared, &IPropertySet::Get, u"name"), "changed");
+    EXPECT_EQ(textOf(*shared, &IPropertySet::Get, u"inherited"), "yes");
+    EXPECT_EQ(textOf(*shared, &IPropertySet::Remove, u"name"), "changed");
+    EXPECT_EQ(textOf(*shared, &IPropertySet::Remove, u"name"), ""); // not there any more
     EXPECT_FALSE(set->hasProperty(u"name"));
     EXPECT_THROW(PropertySet::getPcom(nullptr), qx::ResultException);
 }
@@ -225,28 +231,19 @@ TEST(PcomPropertySet, WorksOnAnotherModulesValues) {
 TEST(PcomPropertySet, ReportsTheFailuresOfTheOtherModule) {
     const auto foreign = makeReference<ForeignSet>();
     const auto set = makeReference<PcomPropertySet>(foreign.get());
-    const auto codeOf = [](auto&& call) {
-        try {
-            call();
-            return result::Ok;
-        } catch (const qx::ResultException& e) {
-            return e.getResult();
-        }
-    };
-    EXPECT_EQ(codeOf([&] { set->get(u"a"); }), result::NotFound);
+    expectThrowsResult(result::NotFound, [&] { set->get(u"a"); });
     const String broken(u"a\0b", 3);
-    EXPECT_EQ(codeOf([&] { set->set(broken, u"x"); }), result::InvalidArgument);
+    expectThrowsResult(result::InvalidArgument, [&] { set->set(broken, u"x"); });
     EXPECT_FALSE(set->hasProperty(broken));
     foreign->failure = result::AccessDenied;
-    EXPECT_EQ(codeOf([&] { set->set(u"a", u"1"); }), result::AccessDenied);
-    EXPECT_EQ(codeOf([&] { set->getKeys(); }), result::AccessDenied);
-    EXPECT_EQ(codeOf([&] { set->clear(); }), result::AccessDenied);
+    expectThrowsResult(result::AccessDenied, [&] { set->set(u"a", u"1"); });
+    expectThrowsResult(result::AccessDenied, [&] { set->getKeys(); });
+    expectThrowsResult(result::AccessDenied, [&] { set->clear(); });
     EXPECT_FALSE(set->hasProperty(u"a"));
     EXPECT_EQ(set->remove(u"a"), u"");
     // A set of the library does not list its names for components.
-    const auto own = makeReference<PropertySet>();
-    EXPECT_EQ(codeOf([&] { makeReference<PcomPropertySet>(own.get())->getKeys(); }),
-              result::NotImplemented);
+    const PcomPropertySet own(makeReference<PropertySet>().get());
+    expectThrowsResult(result::NotImplemented, [&] { own.getKeys(); });
 }
 
 TEST(Property, ReadsItsValueAsTextAndAsNumber) {
@@ -277,12 +274,7 @@ TEST(Property, KeepsWhatIsNotOfTheLibrary) {
     const auto property = makeReference<CQXProperty>(u"k", 1);
     const auto stranger = makeReference<Stranger>();
     ASSERT_EQ(property->SetValue(stranger->GetUnknown()), result::Ok);
-    try {
-        property->getValue();
-        FAIL() << "returned a value";
-    } catch (const Exception& e) {
-        EXPECT_EQ(e.getDescription(), u"Value is not a CQXObject");
-    }
+    EXPECT_EQ(failureOf([&] { property->getValue(); }), "Value is not a CQXObject");
     Reference<IQXUnknown> value;
     ASSERT_EQ(property->GetValue(IQXUnknown::Iid, value.putVoid()), result::Ok);
     EXPECT_EQ(value, stranger->GetUnknown());
@@ -300,10 +292,10 @@ TEST(Property, AnswersBothInterfacesAtOneAddress) {
     const auto property = makeReference<CQXProperty>(u"key", 1);
     Reference<IQXProperty> first;
     Reference<IQXProperty2> second;
+    Reference<IQXComparable> comparable;
     ASSERT_EQ(property->QueryInterface(IQXProperty::Iid, first.putVoid()), result::Ok);
     ASSERT_EQ(property->QueryInterface(IQXProperty2::Iid, second.putVoid()), result::Ok);
     EXPECT_EQ(first, second.get());
-    Reference<IQXComparable> comparable;
     EXPECT_EQ(property->QueryInterface(IQXComparable::Iid, comparable.putVoid()), result::Ok);
 
     String text;

@@ -1,5 +1,4 @@
 #include <atomic>
-#include <fstream>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -24,7 +23,7 @@ using qx::util::RegistryKey;
 TEST(PropertySources, ReadASetOfAnIniFile) {
     const qxtest::TemporaryFolder folder;
     const std::string path = folder.path("service.ini");
-    std::ofstream(path) << "[Net]\nPort=80\nhost = a b \n[Outer\\Inner]\nx=1\n";
+    qxtest::writeFile(path, "[Net]\nPort=80\nhost = a b \n[Outer\\Inner]\nx=1\n");
     IniFile ini(qxtest::wide(path).c_str());
     const auto defaults = makeReference<PropertySet>();
     defaults->set(u"Port", u"1");
@@ -38,12 +37,8 @@ TEST(PropertySources, ReadASetOfAnIniFile) {
     EXPECT_EQ(qxtest::valueOf(ini, u"Net", u"port"), "80");
 
     EXPECT_EQ(propertiesOf(ini, u"Outer")->getKeys()->getSize(), 0);
-    try {
-        propertiesOf(ini, u"other");
-        FAIL() << "found a set";
-    } catch (const IniFileException& e) {
-        EXPECT_EQ(e.GetType(), IniFileException::SET_NOT_FOUND);
-    }
+    EXPECT_EQ(qxtest::iniFailureOf([&] { propertiesOf(ini, u"other"); }),
+              std::pair(int{IniFileException::SET_NOT_FOUND}, String(u"other")));
 }
 
 TEST(PropertySources, ReadTheValuesOfARegistryKey) {

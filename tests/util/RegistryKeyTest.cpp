@@ -1,7 +1,11 @@
 #include <qx/util/config/RegistryKey.h>
 
+#include <unordered_set>
+#include <vector>
+
 #include <gtest/gtest.h>
 
+#include <qx/collections/InputIterator.h>
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
 
@@ -40,10 +44,7 @@ TEST(RegistryKeyNames, AreReadAndPrinted) {
         {u"qx_hkey_config/Sub/Key", u"QX_HKEY_CONFIG_64\\Sub\\Key", u"\\Sub\\Key", u"Key",
          QX_HKEY_CONFIG_64},
         {u"QX_HKEY_CLASSES\\A", u"QX_HKEY_CLASSES_64\\A", u"\\A", u"A", QX_HKEY_CLASSES_64},
-        {u"QX_HKEY_CLASSES_64\\A", u"QX_HKEY_CLASSES_64\\A", u"\\A", u"A", QX_HKEY_CLASSES_64},
-        {u"QX_HKEY_CONFIG_64\\A", u"QX_HKEY_CONFIG_64\\A", u"\\A", u"A", QX_HKEY_CONFIG_64},
         {u"Qx_Hkey_Classes_Cross\\A", u"QX_HKEY_CLASSES_32\\A", u"\\A", u"A", QX_HKEY_CLASSES_32},
-        {u"QX_HKEY_CLASSES_32\\A", u"QX_HKEY_CLASSES_32\\A", u"\\A", u"A", QX_HKEY_CLASSES_32},
         {u"QX_HKEY_CONFIG_CROSS", u"QX_HKEY_CONFIG_32", u"", u"", QX_HKEY_CONFIG_32},
         {u"QX_HKEY_CONFIG_32/", u"QX_HKEY_CONFIG_32", u"", u"", QX_HKEY_CONFIG_32},
         {u"QX_HKEY_USER\\A", u"QX_HKEY_USER\\A", u"\\A", u"A", QX_HKEY_USER},
@@ -65,18 +66,15 @@ TEST(RegistryKeyNames, AreReadAndPrinted) {
 TEST(RegistryKeyNames, LeadUpAndDown) {
     const RegistryKey root(QX_HKEY_USER, u"");
     const RegistryKey deep = root.getSubkey(u"A").getSubkey(u"B/C");
-    EXPECT_EQ(deep.getKey(), String(u"QX_HKEY_USER\\A\\B\\C"));
-    EXPECT_EQ(deep.getParent().getKey(true), String(u"\\A\\B"));
+    EXPECT_EQ(deep.getKey(), u"QX_HKEY_USER\\A\\B\\C");
+    EXPECT_EQ(deep.getParent().getKey(true), u"\\A\\B");
     expectThrowsText("No parent key", [&] { root.getParent(); });
     expectThrowsText("No parent key", [&] { root.getSubkey(u"A").getParent(); });
-}
-
-TEST(RegistryKeyNames, AreCopies) {
-    std::u16string units = u"A\\B";
+    std::u16string units = u"A\\B"; // of which a key has a copy
     const RegistryKey key(QX_HKEY_USER, String(units.data(), String::AM_WRAP, 3));
     units = u"C\\D";
-    EXPECT_EQ(key.getKey(true), String(u"\\A\\B"));
-    EXPECT_EQ(key.getKeyName(), String(u"B"));
+    EXPECT_EQ(key.getKey(true), u"\\A\\B");
+    EXPECT_EQ(key.getKeyName(), u"B");
 }
 
 TEST(RegistryKeyNames, AreEqualWhateverTheirCase) {
@@ -86,6 +84,9 @@ TEST(RegistryKeyNames, AreEqualWhateverTheirCase) {
     EXPECT_FALSE(key.equals(RegistryKey(QX_HKEY_CONFIG, u"A\\b")));
     EXPECT_LT(key.compareTo(RegistryKey(QX_HKEY_USER, u"A\\C")), 0);
     EXPECT_THROW(key.compareTo(String(u"A\\b")), CastFailedException);
+    const RegistryKey next(QX_HKEY_USER, u"B");
+    EXPECT_TRUE(key == same && key < next && next != same);
+    EXPECT_EQ((std::unordered_set<RegistryKey>{key, same, next}).size(), 2u);
 }
 
 TEST_F(RegistryKeys, ValuesComeBackByTheirType) {
@@ -152,6 +153,12 @@ TEST_F(RegistryKeys, WalksOverSubkeysAndValues) {
     EXPECT_EQ(*values->next(), String(u"a"));
     EXPECT_EQ(*values->next(), longName);
     expectThrowsText("no more values", [&] { values->next(); });
+    std::vector<String> names; // as ranges
+    for (const auto& name : key.getValueIterator())
+        names.push_back(*name);
+    for (const auto& subkey : slash->getSubkeyIterator())
+        names.push_back(subkey->getKeyName());
+    EXPECT_EQ(names, (std::vector<String>{u"a", longName, u"z"}));
 
     key.remove();
     EXPECT_FALSE(key.getSubkey(u"b").valueExists());
