@@ -9,6 +9,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Float.h>
+#include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
 #include <qx/math/BigDecimal.h>
 
@@ -26,8 +27,6 @@ BigDecimal scaled(int64_t unscaled, int scale) { return {BigInteger(unscaled), s
 TEST(BigDecimal, TakesSixPlacesOfADouble) {
     const std::pair<double, const char16_t*> rows[] = {
         {0.1, u"0.1"},
-        {1, u"1.0"},
-        {1e-7, u"0.0"},
         {0.0000005, u"0.0"},
         {-0.0, u"0.0"},
         {0.0000015, u"0.000002"},
@@ -115,6 +114,7 @@ TEST(BigDecimal, ComparesAndHashesByValue) {
 
 TEST(BigDecimal, ComparesWithEveryNumber) {
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(Double(1.5)), 0);
+    EXPECT_EQ(BigDecimal(u"1.5").compareTo(Integer32(1)), 1);
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(static_cast<const Object&>(BigInteger(2))), -1);
     EXPECT_THROW(BigDecimal(1).compareTo(String(u"1")), CastFailedException);
     EXPECT_THROW(BigDecimal(1).equals(Object()), CastFailedException);

@@ -1,4 +1,4 @@
-// Arguments that are the number itself, memory that runs out and results that cannot be.
+// Memory that runs out and results that cannot be.
 
 #include <climits>
 #include <functional>
@@ -20,8 +20,7 @@ using math::BigInteger;
 
 namespace {
 
-/// An operation on a number with two arguments, which may be any of the three; not every one uses
-/// both.
+/// An operation on a number with two arguments; not every one uses both.
 struct Operation {
     const char* name;
     std::function<void(BigInteger&, BigInteger&, BigInteger&)> run;
@@ -47,27 +46,6 @@ const Operation Operations[] = {
     {"setBit", [](auto& a, auto&, auto&) { a.setBit(1000); }},
     {"power", [](auto& a, auto&, auto&) { a.pow(7); }},
 };
-
-/// Zero, one limb, two and many, of either sign; odd and even.
-std::vector<BigInteger> samples() {
-    std::vector<BigInteger> numbers;
-    for (const int bits : {0, 1, 63, 64, 65, 130}) {
-        const BigInteger power = BigInteger(1) << bits;
-        for (const BigInteger& number : {power - 1, power, power / 3 * 2 + 7})
-            numbers.insert(numbers.end(), {number, -number});
-    }
-    return numbers;
-}
-
-/// The value afterwards, or the failure.
-String outcomeOf(const std::function<void()>& operation, const BigInteger& number) {
-    try {
-        operation();
-    } catch (const Exception& exception) {
-        return exception.getDescription() + u" " + number.toString();
-    }
-    return number.toString();
-}
 
 bool isSame(const BigInteger& left, const BigInteger& right) { return left == right; }
 
@@ -95,31 +73,6 @@ void expectStrong(const std::vector<Number>& numbers, Run&& operation) {
 }
 
 } // namespace
-
-TEST(BigIntegerSafety, ArgumentsMayBeTheNumberItself) {
-    const std::vector<BigInteger> numbers = samples();
-    for (const Operation& operation : Operations) {
-        SCOPED_TRACE(operation.name);
-        for (const BigInteger& x : numbers) {
-            for (const BigInteger& y : numbers) {
-                // which of two objects, x and y, stands for the number and its arguments
-                for (const auto& [b, c] : {std::pair(0, 0), {0, 1}, {1, 0}, {1, 1}}) {
-                    BigInteger objects[] = {x, y};
-                    BigInteger* const arguments[] = {&objects[b], &objects[c]};
-                    const String mixed =
-                        outcomeOf([&] { operation.run(objects[0], *arguments[0], *arguments[1]); },
-                                  objects[0]);
-                    BigInteger a(x);
-                    BigInteger first(b == 0 ? x : y);
-                    BigInteger second(c == 0 ? x : y);
-                    const String separate = outcomeOf([&] { operation.run(a, first, second); }, a);
-                    ASSERT_EQ(mixed, separate) << x << ' ' << y << ' ' << b << c;
-                    ASSERT_EQ(objects[1], y);
-                }
-            }
-        }
-    }
-}
 
 TEST(BigIntegerSafety, FailedAllocationsChangeNothing) {
     for (const int bits : {3, 70, 5000, 20'000}) {

@@ -50,16 +50,17 @@ Natural plainlyParsed(const Digits& digits, int radix) {
     return a;
 }
 
+/// Random digits, or a power, or the number before one, which is where estimates of digits go
+/// wrong; or one of these with some digits changed.
 Digits randomDigits(Naturals& naturals, size_t count, int radix) {
-    Digits digits(count);
-    const auto top = static_cast<uint8_t>(radix - 1);
-    const uint64_t shape = naturals.below(4);
+    const uint64_t shape = naturals.below(6);
+    const auto random = [&] {
+        return static_cast<uint8_t>(naturals.below(static_cast<uint64_t>(radix)));
+    };
+    Digits digits(count, shape % 2 == 0 ? uint8_t{0} : static_cast<uint8_t>(radix - 1));
     for (uint8_t& digit : digits) {
-        const auto random = static_cast<uint8_t>(naturals.below(static_cast<uint64_t>(radix)));
-        digit = shape < 2                 ? random
-                : naturals.below(30) == 0 ? random
-                : shape == 2              ? top
-                                          : uint8_t{0};
+        if (shape < 2 || (shape < 4 && naturals.below(30) == 0))
+            digit = random();
     }
     if (!digits.empty() && digits[0] == 0)
         digits[0] = 1;
@@ -69,18 +70,6 @@ Digits randomDigits(Naturals& naturals, size_t count, int radix) {
 void expectComesBack(const Digits& digits, int radix) {
     SCOPED_TRACE(testing::Message() << digits.size() << " digits in radix " << radix);
     EXPECT_EQ(printed(parsed(digits, radix), radix), digits);
-}
-
-/// A one and zeros, and the number before it: where estimates of digits go wrong.
-void expectPowerComesBack(size_t zeros, int radix) {
-    SCOPED_TRACE(testing::Message() << zeros << " zeros in radix " << radix);
-    Digits power(zeros + 1);
-    power[0] = 1;
-    const Natural a = parsed(power, radix);
-    EXPECT_EQ(printed(a, radix), power);
-    const Digits nines(zeros, static_cast<uint8_t>(radix - 1));
-    EXPECT_EQ(parsed(nines, radix), difference(a, {1}));
-    EXPECT_EQ(printed(difference(a, {1}), radix), nines);
 }
 
 TEST(Radix, EveryShortLengthInEveryRadix) {
@@ -95,8 +84,8 @@ TEST(Radix, EveryShortLengthInEveryRadix) {
             digits.insert(digits.begin(), 3, 0);
             EXPECT_EQ(parsed(digits, radix), a);
         }
-        for (size_t zeros = 1; zeros < 3000; zeros += 1 + zeros / 3)
-            expectPowerComesBack(zeros, radix);
+        for (size_t count = 1; count < 3000; count += 1 + count / 10)
+            expectComesBack(randomDigits(naturals, count, radix), radix);
     }
 }
 
@@ -124,9 +113,8 @@ TEST(Radix, LongNumbersComeBack) {
     for (const int radix : {3, 10, 24, 36}) {
         // Enough for reciprocals of the powers that cut a number more than once.
         const auto count = static_cast<size_t>(64 * 2600 / std::log2(radix));
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 8; ++i)
             expectComesBack(randomDigits(naturals, count, radix), radix);
-        expectPowerComesBack(count, radix);
         // The halves of the digits may add up to a limb more than the higher one has.
         for (size_t limbs = 1; limbs <= 128; ++limbs) {
             const Natural ones(limbs, ~Limb{0});

@@ -20,6 +20,7 @@
 #include "tests/net/Loopback.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
 #include "tests/support/Sanitized.h"
 
 using qx::Reference;
@@ -27,6 +28,7 @@ using qx::String;
 using qx::net::TcpServerSocket;
 using qx::net::TcpSocket;
 using qx::operator""_qs;
+using qxtest::failureOf;
 
 namespace {
 
@@ -56,17 +58,6 @@ std::string readAll(qx::io::InputStream& in) {
 
 void send(qx::io::OutputStream& out, const std::string& text) {
     out.write(text.data(), static_cast<int32_t>(text.size()));
-}
-
-/// The description of the @p Failure that @p body throws.
-template <class Failure, class Body>
-std::string failureOf(Body&& body) {
-    try {
-        body();
-    } catch (const Failure& failure) {
-        return failure.getDescription().toUtf8();
-    }
-    return "no exception";
 }
 
 std::string textOf(ENUM_QX_E_SOCKET code) {
@@ -130,7 +121,7 @@ TEST(TcpSocket, WritingToAPeerThatNeverReadsWaitsAndFailsWhenItDies) {
     peer->close();
     writer.join();
     // The system had taken some of it, which one call reports as success.
-    if (failure == "no exception")
+    if (failure == "nothing was thrown")
         failure = failureOf<qx::io::IoException>([&] { send(*socket->getOutputStream(), "x"); });
     EXPECT_EQ(failure, "TcpSocketOutputStream::write " + textOf(QX_E_SOCKET_ECONNRESET));
 }
@@ -208,12 +199,12 @@ TEST(TcpSocket, AChildGoesOnWithTheConnection) {
 
 TEST(TcpSocket, FailuresToConnectSayWhatFailed) {
     const unsigned short port = freePort();
-    EXPECT_EQ(failureOf<qx::Exception>([&] { connectTo(port); }),
+    EXPECT_EQ(failureOf([&] { connectTo(port); }),
               "TcpSocket::TcpSocket Unable to connect to 127.0.0.1 " +
                   textOf(QX_E_SOCKET_ECONNREFUSED));
-    EXPECT_EQ(failureOf<qx::Exception>([&] { connectTo(port, u""); }), "Unknown host: ");
+    EXPECT_EQ(failureOf([&] { connectTo(port, u""); }), "Unknown host: ");
     const String cut(u"127.0.0.1\0x", 11);
-    EXPECT_EQ(failureOf<qx::Exception>([&] { TcpSocket(cut, port); }),
+    EXPECT_EQ(failureOf([&] { TcpSocket(cut, port); }),
               std::string("Unknown host: 127.0.0.1\0x", 25));
 }
 
@@ -246,7 +237,7 @@ TEST(TcpSocket, StartAndEndAreForTheWholeProcess) {
 
 TEST(TcpServerSocket, BindsAPortOnce) {
     Connection connection;
-    EXPECT_EQ(failureOf<qx::Exception>([&] { TcpServerSocket(connection.port, 5); }),
+    EXPECT_EQ(failureOf([&] { TcpServerSocket(connection.port, 5); }),
               std::string("TcpServerSocket: ") + std::strerror(EADDRINUSE));
 }
 
@@ -258,7 +249,7 @@ TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {
     std::string failure;
     {
         const auto limit = qxtest::DescriptorLimit::exhausted();
-        failure = failureOf<qx::Exception>([&] { connection.listener->accept(); });
+        failure = failureOf([&] { connection.listener->accept(); });
     }
     EXPECT_EQ(failure, "TcpServerSocket::accept WSERROR 10024");
     send(*waiting->getOutputStream(), "x");

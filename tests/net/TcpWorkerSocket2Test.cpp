@@ -151,6 +151,8 @@ TEST(TcpWorkerSocket2, EachDirectionEndsOnce) {
     EXPECT_EQ(client->send("x", 1, 0, &count), QX_E_SOCKET_ESHUTDOWN);
     EXPECT_EQ(count, -1);
     EXPECT_EQ(heard(*pair.worker), "the other lives");
+    EXPECT_EQ(pair.worker->shutdownOutput(), 0);
+    EXPECT_EQ(pair.worker->shutdownInput(), 0);
     EXPECT_EQ(QxNetTcpSocketClose(client), 0);
     EXPECT_EQ(QxNetTcpSocketGetId(client), 0u);
     TcpSocket2* socket = client;
@@ -177,6 +179,9 @@ TEST(TcpWorkerSocket2, PassesBytesAndOptionsOn) {
         EXPECT_EQ(get(pair.client.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, data, &length), 0);
         EXPECT_EQ(std::exchange(value, 0), 1);
         EXPECT_EQ(set(pair.client.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, data, length), 0);
+        value = 1;
+        EXPECT_EQ(get(pair.client.get(), QX_SOL_SOCKET, QX_SO_ERROR, data, &length), 0);
+        EXPECT_EQ(value, 0);
     }
 }
 

@@ -148,32 +148,6 @@ TEST(Socket, EveryThreadHasItsOwnLastError) {
     EXPECT_EQ(QXSocketLastError(), 10038);
 }
 
-TEST(Socket, APortIsRefusedWhileBoundButNotForLingeringConnections) {
-    Socket first;
-    ASSERT_EQ(bindTo(first, loopback()), 0);
-    const qx_sockaddr_union place = nameOf(first);
-    EXPECT_EQ(bindTo(Socket(), place), 10048) << "the first is bound";
-    ASSERT_EQ(QXSocketListen(first, 5), 0);
-    EXPECT_EQ(bindTo(Socket(), place), 10048) << "the first listens";
-
-    Socket client;
-    ASSERT_EQ(connectTo(client, place), 0);
-    QXSocket accepted;
-    ASSERT_EQ(QXSocketAccept(first, nullptr, nullptr, &accepted), 0);
-    // Whoever closes first keeps the port of the connection for a while.
-    QXSocketClose(accepted);
-    EXPECT_EQ(receive(client), 0);
-    client.close();
-    first.close();
-    Socket second;
-    EXPECT_EQ(bindTo(second, place), 0);
-    EXPECT_EQ(bindTo(Socket(), place), 10048) << "the second is bound past them";
-    EXPECT_EQ(QXSocketListen(second, 5), 0);
-    EXPECT_EQ(bindTo(Socket(), place), 10048);
-    Socket visitor;
-    EXPECT_EQ(connectTo(visitor, place), 0);
-}
-
 TEST(Socket, AClientBindsThePortOfItsLastConnectionAgain) {
     Connection connection;
     Socket client;

@@ -11,9 +11,9 @@
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TestLocale.h"
 
-using qx::Exception;
 using qx::String;
 using qx::util::CommandLineParser;
+using qxtest::failureOf;
 
 namespace {
 
@@ -43,16 +43,6 @@ Parser parserWithOptions() {
     parser.defineOption(u"all", 1000, u"");
     parser.defineOption(u"none", -1, u"a,\"b, c\" ,d");
     return parser;
-}
-
-template <class Thrower>
-std::string messageOf(Thrower&& thrower) {
-    try {
-        thrower();
-    } catch (const Exception& e) {
-        return e.getDescription().toUtf8();
-    }
-    return "nothing was thrown";
 }
 
 } // namespace
@@ -238,13 +228,13 @@ TEST(CommandLineParser, ReportsWhatIsNotThere) {
     parser.parse(String(u"prog -one abc"));
     const qx::Reference<const CommandLineParser::Element> option = parser.getOption(u"one");
     for (const int32_t index : {-1, 2})
-        EXPECT_EQ(messageOf([&] { parser.getElement(index); }), "Invalid vector index");
-    EXPECT_EQ(messageOf([&] { parser.getParameter(1); }), "Invalid vector index");
-    EXPECT_EQ(messageOf([&] { option->getValueString(1); }), "Invalid vector index");
-    EXPECT_EQ(messageOf([&] { option->getValueLong(-1); }), "Invalid vector index");
-    EXPECT_EQ(messageOf([&] { parser.getValueLong(u"two", 0); }), "Option not present: two");
-    EXPECT_EQ(messageOf([&] { option->getValueLong(0); }), "Unable to convert string to long");
-    EXPECT_EQ(messageOf([&] { option->getValueDouble(0); }), "Unable to convert string to double");
+        EXPECT_EQ(failureOf([&] { parser.getElement(index); }), "Invalid vector index");
+    EXPECT_EQ(failureOf([&] { parser.getParameter(1); }), "Invalid vector index");
+    EXPECT_EQ(failureOf([&] { option->getValueString(1); }), "Invalid vector index");
+    EXPECT_EQ(failureOf([&] { option->getValueLong(-1); }), "Invalid vector index");
+    EXPECT_EQ(failureOf([&] { parser.getValueLong(u"two", 0); }), "Option not present: two");
+    EXPECT_EQ(failureOf([&] { option->getValueLong(0); }), "Unable to convert string to long");
+    EXPECT_EQ(failureOf([&] { option->getValueDouble(0); }), "Unable to convert string to double");
     parser.parse(String(u"-x"));
     EXPECT_EQ(option->getValueString(0), u"abc"); // outlives its parse
 }

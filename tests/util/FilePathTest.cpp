@@ -6,6 +6,7 @@
 #include <qx/core/Exception.h>
 #include <qx/util/FilePath.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace fs = std::filesystem;
@@ -102,20 +103,15 @@ TEST(FilePath, PartsOfEveryKindOfPath) {
 }
 
 TEST(FilePath, RejectsMalformedRoots) {
-    const std::pair<const char16_t*, const char16_t*> cases[] = {
-        {u"ab:x", u"invalid drive"},         {u"/tmp/a:b", u"invalid drive"},
-        {u":x:y", u"invalid drive"},         {u"\\\\srv", u"no share name"},
-        {u"\\\\srv\\", u"no share name"},    {u"\\\\srv\\\\x", u"no share name"},
-        {u"\\\\\\share", u"no server name"}, {u"///", u"no server name"},
+    const std::pair<const char16_t*, const char*> cases[] = {
+        {u"ab:x", "invalid drive"},         {u"/tmp/a:b", "invalid drive"},
+        {u":x:y", "invalid drive"},         {u"\\\\srv", "no share name"},
+        {u"\\\\srv\\", "no share name"},    {u"\\\\srv\\\\x", "no share name"},
+        {u"\\\\\\share", "no server name"}, {u"///", "no server name"},
     };
     for (const auto& [path, message] : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::u16string(path)));
-        try {
-            pathOf(path);
-            ADD_FAILURE() << "accepted";
-        } catch (const qx::InvalidPathException& e) {
-            EXPECT_EQ(e.getDescription(), message);
-        }
+        EXPECT_EQ(qxtest::failureOf<qx::InvalidPathException>([&] { pathOf(path); }), message)
+            << testing::PrintToString(std::u16string(path));
     }
 }
 

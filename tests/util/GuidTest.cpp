@@ -11,6 +11,8 @@
 #include <qx/core/Exception.h>
 #include <qx/util/Guid.h>
 
+#include "tests/support/ExpectResult.h"
+
 using qx::GUID;
 using qx::String;
 using qx::util::Guid;
@@ -54,13 +56,8 @@ TEST(Guid, RejectsEveryDamagedText) {
         texts.emplace_back(SampleText)[i] = SampleText[i] == u'-' ? u'0' : u'-';
     }
     for (const std::u16string& text : texts) {
-        SCOPED_TRACE(testing::PrintToString(text));
-        try {
-            const Guid guid{String(text)};
-            ADD_FAILURE() << "accepted";
-        } catch (const qx::Exception& e) {
-            EXPECT_EQ(e.getDescription(), u"invalid GUID string");
-        }
+        EXPECT_EQ(qxtest::failureOf([&] { Guid{String(text)}; }), "invalid GUID string")
+            << testing::PrintToString(text);
     }
 }
 

@@ -5,6 +5,8 @@
 #include <qx/core/Exception.h>
 #include <qx/util/PathNormalizer.h>
 
+#include "tests/support/ExpectResult.h"
+
 using qx::String;
 using qx::util::PathNormalizer;
 
@@ -109,12 +111,8 @@ TEST(PathNormalizer, WritesOneKindOfSlash) {
     normalizer.setSlashType(PathNormalizer::SLASH_BACKWARD);
     EXPECT_EQ(normalizer.normalize(u"a/b"), u"a\\b");
     constexpr auto Unknown = static_cast<PathNormalizer::SLASH_TYPE>(3);
-    try {
-        normalizer.setSlashType(Unknown);
-        FAIL() << "accepted";
-    } catch (const qx::Exception& e) {
-        EXPECT_EQ(e.getDescription(), u"Invalid slash type specified.");
-    }
+    EXPECT_EQ(qxtest::failureOf([&] { normalizer.setSlashType(Unknown); }),
+              "Invalid slash type specified.");
     EXPECT_THROW(PathNormalizer{Unknown}, qx::Exception);
     EXPECT_EQ(normalizer.normalize(u"a/b"), u"a\\b");
 }

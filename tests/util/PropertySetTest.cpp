@@ -24,20 +24,10 @@ using qx::util::pcom::IKeyIterator;
 using qx::util::pcom::IPropertySet;
 using qx::util::pcom::PcomPropertySet;
 using qxtest::expectThrowsResult;
+using qxtest::failureOf;
 namespace result = qx::result;
 
 namespace {
-
-/// The description of the exception that @p body throws.
-template <class Body>
-std::string failureOf(Body&& body) {
-    try {
-        body();
-    } catch (const Exception& exception) {
-        return exception.getDescription().toUtf8();
-    }
-    return "nothing was thrown";
-}
 
 std::vector<std::string> keysOf(const PropertySet& set) {
     std::vector<std::string> keys;
