@@ -184,16 +184,6 @@ TEST(CommandLineParser, FindsTheLastOccurrenceOfAnOption) {
     EXPECT_EQ(parser.getValueString(u"v", 0), u"3");
 }
 
-TEST(CommandLineParser, KeepsNamesOfOneHashApart) {
-    ASSERT_EQ(String(u"bb").hashCode(), String(u"a\u0087").hashCode());
-    ASSERT_EQ(String(u"bb").hashCode(), String(u"`\u00ac").hashCode());
-    CommandLineParser parser;
-    parser.parse(String(u"-bb=1 -a\u0087=2 -bb=3 -a\u0087=4 -bb=5"));
-    EXPECT_EQ(parser.getValueString(u"bb", 0), u"5");
-    EXPECT_EQ(parser.getValueString(u"a\u0087", 0), u"4");
-    EXPECT_FALSE(parser.isPresent(u"`\u00ac"));
-}
-
 TEST(CommandLineParser, DefinitionsSurviveAndReplaceEachOther) {
     CommandLineParser parser;
     parser.defineOption(u"o", 1);
