@@ -9,6 +9,7 @@
 #include <qx/math/detail/Divide.h>
 #include <qx/math/detail/NewtonDivide.h>
 #include <qx/math/detail/Thresholds.h>
+#include <qx/math/detail/TwoLimbDivisor.h>
 
 #include "tests/math/Naturals.h"
 
@@ -80,6 +81,33 @@ TEST(Divide, LengthsAroundTheThresholds) {
           std::pair{5 * repeated + 1, repeated + 1}}) {
         SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn << " of divisor");
         expectDivides(naturals(bn + qn), naturals(bn));
+    }
+}
+
+/// All combinations of limbs at which a carry, a borrow or a comparison turns.
+TEST(TwoLimbDivisor, DividesLimbsNearTheEnds) {
+    constexpr Limb Top = Limb{1} << 63;
+    const Limb limbs[] = {0, 1, 2, 0xFFFFFFFF, Top - 1, Top, Top + 1, Limb{0} - 2, Limb{0} - 1};
+    for (const Limb high : {Top, Top + 1, Top + 0xFFFFFFFF, Limb{0} - 2, Limb{0} - 1}) {
+        for (const Limb low : limbs) {
+            const TwoLimbDivisor divisor(high, low);
+            for (const Limb second : limbs) {
+                for (const Limb first : {high - 1, high, limbs[0], limbs[1], limbs[4], limbs[5]}) {
+                    for (const Limb next : limbs) {
+                        const DoubleLimb remainder = DoubleLimb{first} << 64 | second;
+                        if (remainder >= divisor.value())
+                            continue;
+                        DoubleLimb rest = remainder;
+                        const Limb quotient = divisor.divide(rest, next);
+                        ASSERT_LT(rest, divisor.value());
+                        ASSERT_EQ(
+                            multiplyAdd({quotient}, {low, high},
+                                        {static_cast<Limb>(rest), static_cast<Limb>(rest >> 64)}),
+                            normalized({next, second, first}));
+                    }
+                }
+            }
+        }
     }
 }
 

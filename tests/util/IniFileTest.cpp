@@ -259,6 +259,13 @@ TEST_F(IniFileTest, IteratorsKeepTheirNamesAndEndInAnException) {
     EXPECT_FALSE(other.hasNext());
 }
 
+TEST_F(IniFileTest, DeletesSubsetsByExactLetters) {
+    writeFile(path, "[A]\n[A\\B]\n[A\\B\\C]\n[AB]\n[a\\x]\n");
+    IniFile ini = open();
+    EXPECT_EQ(ini.DeleteSet(u"A"), result::Ok);
+    EXPECT_EQ(contentOf(ini), "[AB][a\\x]");
+}
+
 TEST_F(IniFileTest, ThrowsForAMissingFileOnlyWhenAsked) {
     EXPECT_EQ(iniFailureOf([&] { IniFile(name.c_str(), nullptr, 1); }),
               std::pair(int{IniFileException::FILE_NOT_READ}, String(name)));
