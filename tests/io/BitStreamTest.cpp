@@ -1,99 +1,25 @@
+// Streams that move bits: as they are, and as text with five of them in a character.
+
 #include <random>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
-#include <qx/core/Result.h>
-#include <qx/io/BufferedInputStream.h>
+#include <qx/io/AlphaNumInputStream.h>
+#include <qx/io/AlphaNumOutputStream.h>
+#include <qx/text/charset/EncodingException.h>
 
 #include "tests/support/BitPlay.h"
-#include "tests/support/ExpectResult.h"
 
 using namespace qxtest;
+using namespace std::string_literals;
+using qx::io::AlphaNumInputStream;
+using qx::io::AlphaNumOutputStream;
 using qx::io::BitInputStream;
 using qx::io::BitOutputStream;
+using qx::result::InvalidArgument;
 
 namespace {
 
 using Sink = FakeSink<Bytes>;
 using Source = FakeSource<Bytes>;
-
-TEST(BitOutputStream, PacksValuesMostSignificantBitFirst) {
-    const struct {
-        const char* bytes;
-        void (*write)(BitOutputStream&);
-    } cases[] = {
-        {"\xA0", [](auto& out) { out.writeBit(true), out.writeBit(false), out.writeBit(true); }},
-        {"\xA1", [](auto& out) { out.write(5, 3), out.write(1, 5); }},
-        {"\xFF\xFF\xFF\xFF", [](auto& out) { out.write(0xFFFFFFFF, 32); }},
-        {"\x20\x40", [](auto& out) { out.write(0, 1), out.write(int64_t{0x102}, 10); }},
-        {"\x80", [](auto& out) { out.write(static_cast<signed char>(0x80)); }},
-        {"\xC1\x20", [](auto& out) { out.writeBit(true), out.write("\x82", 1), out.write(2, 3); }},
-        {"", [](auto& out) { out.write("", 0); }},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.bytes);
-        const auto sink = qx::makeReference<Sink>();
-        BitOutputStream out(sink.get());
-        c.write(out);
-        out.flush();
-        out.flush(); // nothing is left behind
-        EXPECT_EQ(textOf(sink->content), c.bytes);
-        EXPECT_EQ(sink->flushes, 2);
-    }
-}
-
-TEST(BitOutputStream, RefusesWhatDoesNotFitAndTakesNoneOfIt) {
-    const auto sink = qx::makeReference<Sink>();
-    BitOutputStream out(sink.get());
-    for (const int bits : {0, 33, -1})
-        expectThrowsResult(qx::result::InvalidArgument, [&] { out.write(0, bits); });
-    const std::string tooWide = "Number out of range";
-    EXPECT_EQ(descriptionOf([&] { out.write(8, 3); }), tooWide);
-    EXPECT_EQ(descriptionOf([&] { out.write(-1, 31); }), tooWide);
-    EXPECT_EQ(descriptionOf([&] { out.write(uint64_t{1} << 32, 32); }), tooWide);
-    EXPECT_THROW(out.write(2, 1), qx::RangeErrorException);
-    out.flush();
-    EXPECT_TRUE(sink->content.empty());
-}
-
-TEST(BitOutputStream, KeepsItsBitsWhileTheSinkRefusesThem) {
-    const auto sink = qx::makeReference<Sink>();
-    BitOutputStream out(sink.get());
-    out.write(5, 3);
-    sink->failing = true;
-    EXPECT_THROW(out.write(0, 32), qx::io::IoException);
-    EXPECT_THROW(out.flush(), qx::io::IoException);
-    sink->failing = false;
-    out.write(1, 5);
-    EXPECT_EQ(textOf(sink->content), "\xA1");
-}
-
-TEST(BitInputStream, EndsWithoutASpareBit) {
-    const auto source = qx::makeReference<Source>("\xA1\xFF");
-    BitInputStream in(source.get());
-    EXPECT_EQ(in.read(3), 5);
-    EXPECT_EQ(source->requests.size(), 1u);
-    for (const int bits : {0, 33, -1})
-        expectThrowsResult(qx::result::InvalidArgument, [&] { in.read(bits); });
-    signed char byte;
-    EXPECT_EQ(in.read(&byte, 0), -1);
-    EXPECT_EQ(in.read(5), 1);
-    EXPECT_EQ(in.read(7), 127);
-    EXPECT_EQ(in.read(2), -1); // and the one bit is gone
-    EXPECT_EQ(in.readBit(), -1);
-}
-
-TEST(BitInputStream, SkipsAndMarksBytesOfTheWrappedStream) {
-    const auto source = qx::makeReference<Source>("\x12\x34\x56\x78");
-    BitInputStream in(new qx::io::BufferedInputStream(source.get()));
-    EXPECT_EQ(in.read(4), 1);
-    in.mark(8);
-    EXPECT_EQ(in.skip(1), 1);
-    EXPECT_EQ(in.read(8), 0x25); // the bits of the byte that was begun, and of the third one
-    in.reset();
-    EXPECT_EQ(in.read(8), 0x63);
-}
 
 TEST(BitStreams, DoAsPlainBitsDo) {
     std::mt19937 random(1);
@@ -105,6 +31,136 @@ TEST(BitStreams, DoAsPlainBitsDo) {
         ASSERT_NO_THROW(BitWritePlay().play(bytes));
         ASSERT_NO_THROW(BitReadPlay().play(bytes));
     }
+}
+
+TEST(BitStreams, RefuseWhatDoesNotFitAndTakeNoneOfIt) {
+    Source source("\xA1");
+    Sink sink;
+    BitInputStream in(&source);
+    BitOutputStream out(&sink);
+    for (const int bits : {0, 33, -1}) {
+        EXPECT_EQ(failureOf([&] { in.read(bits); }), InvalidArgument);
+        EXPECT_EQ(failureOf([&] { out.write(0, bits); }), InvalidArgument);
+    }
+    const std::string tooWide = "Number out of range";
+    EXPECT_EQ(descriptionOf([&] { out.write(8, 3); }), tooWide);
+    EXPECT_EQ(descriptionOf([&] { out.write(-1, 31); }), tooWide);
+    EXPECT_EQ(descriptionOf([&] { out.write(uint64_t{1} << 32, 32); }), tooWide);
+    EXPECT_THROW(out.write(2, 1), qx::RangeErrorException);
+    out.flush();
+    EXPECT_TRUE(sink.content.empty());
+    EXPECT_EQ(in.read(8), 0xA1);
+}
+
+TEST(BitOutputStream, KeepsItsBitsWhileTheSinkRefusesThem) {
+    Sink sink;
+    BitOutputStream out(&sink);
+    out.write(int64_t{5}, 3);
+    sink.failing = true;
+    EXPECT_THROW(out.write(0, 32), qx::io::IoException);
+    EXPECT_THROW(out.flush(), qx::io::IoException);
+    sink.failing = false;
+    out.write(1, 5);
+    EXPECT_EQ(textOf(sink.content), "\xA1");
+}
+
+constexpr char16_t Forwards[] =
+    u"ABCDEFGHJKLMNPQRSTUVWXYZ23456789"; // the alphabet when none is given
+constexpr char16_t Backwards[] = u"98765432ZYXWVUTSRQPNMLKJHGFEDCBA";
+
+/// All that comes from @p in, read in pieces of @p piece bytes.
+std::string drained(AlphaNumInputStream& in, int32_t piece) {
+    std::string all, bytes(static_cast<size_t>(piece), '\0');
+    for (int32_t count; (count = in.read(bytes.data(), piece)) >= 0;)
+        all += bytes.substr(0, static_cast<size_t>(count));
+    return all;
+}
+
+TEST(AlphaNumStreams, DoAsPlainBitsDo) {
+    std::mt19937 random(1);
+    for (size_t length = 0; length < 1000; length += length < 20 ? 1 : 97) {
+        SCOPED_TRACE(length);
+        const bool isForwards = length % 2 == 0;
+        const char16_t* const alphabet = isForwards ? nullptr : Backwards;
+        const std::string symbols = qx::String(isForwards ? Forwards : Backwards).toUtf8();
+        std::string bytes(length, '\0');
+        for (char& byte : bytes)
+            byte = static_cast<char>(random());
+        Sink sink;
+        AlphaNumOutputStream out(&sink, alphabet);
+        for (size_t at = 0; at < length;) {
+            const size_t piece = std::min<size_t>(random() % 700, length - at);
+            out.write(bytes.data() + at, static_cast<int32_t>(piece));
+            at += piece;
+        }
+        out.flush();
+        const std::string text = textOf(sink.content);
+        EXPECT_EQ(text, plainAlphaNum(bytes, symbols));
+        AlphaNumInputStream in(new Source(text), alphabet);
+        EXPECT_EQ(drained(in, static_cast<int32_t>(random() % 50 + 1)),
+                  plainFromAlphaNum(text, symbols));
+    }
+}
+
+TEST(AlphaNumStreams, TakeAnyAlphabetOf32AsciiCharacters) {
+    const std::u16string latin = u"\u00E9" + std::u16string(Backwards).substr(1);
+    for (const auto& bad :
+         {std::u16string(), std::u16string(31, u'A'), std::u16string(33, u'A'), latin}) {
+        EXPECT_EQ(failureOf([&] { AlphaNumInputStream(new Source(""), bad.c_str()); }),
+                  InvalidArgument);
+        EXPECT_EQ(failureOf([&] { AlphaNumOutputStream(new Sink(), bad.c_str()); }),
+                  InvalidArgument);
+    }
+    AlphaNumInputStream in(new Source("AA"), u"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA");
+    EXPECT_EQ(drained(in, 2), "\0\0"s) << "the first place of a character counts";
+}
+
+TEST(AlphaNumOutputStream, WritesACharacterAsSoonAsItIsKnown) {
+    Sink sink;
+    AlphaNumOutputStream out(&sink);
+    for (const size_t characters : {1u, 3u, 4u, 6u, 8u, 9u}) {
+        out.write("", 1);
+        EXPECT_EQ(sink.content.size(), characters);
+    }
+    sink.failing = true;
+    EXPECT_THROW(out.write("\xFF\xFF", 2), qx::io::IoException);
+    EXPECT_THROW(out.flush(), qx::io::IoException);
+    sink.failing = false;
+    out.flush();
+    out.write("\xFF", 1);                      // starts a new group
+    out.write(static_cast<signed char>('\n')); // does not disturb it
+    out.flush();
+    EXPECT_EQ(textOf(sink.content), "AAAAAAAAAA9\n6");
+    EXPECT_EQ(sink.flushes, 2);
+}
+
+TEST(AlphaNumInputStream, RefusesOtherCharactersAndGoesOnBehindThem) {
+    for (const std::string other : {"a", "\n", "\xC1", "0"}) {
+        SCOPED_TRACE(other);
+        AlphaNumInputStream in(new Source("AA" + other + "9A6"));
+        char byte = 'x';
+        EXPECT_EQ(in.read(&byte, 1), 1);
+        EXPECT_EQ(byte, '\0');
+        EXPECT_EQ(descriptionOf([&] { in.read(&byte, 1); }), "Invalid AlphaNum character");
+        EXPECT_EQ(drained(in, 3), "\x3E\x0E\0"s); // 00 11111 00000 11100, and zero bits
+    }
+    AlphaNumInputStream in(new Source("0"));
+    EXPECT_THROW(drained(in, 1), qx::text::charset::InvalidCharacterException);
+}
+
+TEST(AlphaNumInputStream, CountsBytesNotCharacters) {
+    Source source("AAAAAAAA96\nAA");
+    source.availableNow = 12;
+    AlphaNumInputStream in(&source);
+    EXPECT_EQ(in.available(), 7);
+    EXPECT_EQ(in.skip(5), 5);
+    char byte = 0;
+    EXPECT_EQ(in.read(&byte, 1), 1);
+    EXPECT_EQ(byte, '\xFF');
+    EXPECT_EQ(in.read(), '\n') << "single bytes are those of the text";
+    EXPECT_EQ(drained(in, 2), "\0\0"s);
+    EXPECT_EQ(in.skip(1), 0);
+    EXPECT_EQ(in.read(&byte, 0), -1);
 }
 
 } // namespace

@@ -1,126 +1,74 @@
-#include <gtest/gtest.h>
-
-#include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
-#include <qx/core/String.h>
-#include <qx/io/ByteArrayInputStream.h>
-#include <qx/io/ByteArrayOutputStream.h>
-#include <qx/io/ByteBufferInputStream.h>
-#include <qx/io/ByteBufferOutputStream.h>
 #include <qx/io/DataInputStream.h>
 #include <qx/io/DataOutputStream.h>
 
 #include "tests/support/FakeStreams.h"
 
 using namespace qxtest;
-using qx::Reference;
-using qx::io::DataInputStream;
-using qx::io::DataOutputStream;
+using namespace qx::io;
 
 namespace {
 
 using Content = Units<signed char>;
 
-Content bytesOf(std::initializer_list<int> bytes) {
-    Content content;
-    for (const int byte : bytes)
-        content.push_back(static_cast<signed char>(byte));
-    return content;
-}
+Content bytesOf(std::initializer_list<int> bytes) { return Content(bytes.begin(), bytes.end()); }
 
-TEST(DataOutputStream, WritesEveryByteByACallOfItsOwnMostSignificantFirst) {
-    const struct {
-        const char* what;
-        void (*write)(DataOutputStream&);
-        std::initializer_list<int> bytes;
-    } cases[] = {
-        {"true", [](auto& out) { out.writeBool(true); }, {1}},
-        {"false", [](auto& out) { out.writeBool(false); }, {0}},
-        {"byte", [](auto& out) { out.writeByte(-1); }, {0xFF}},
-        {"char", [](auto& out) { out.writeChar(u'\xD83D'); }, {0xD8, 0x3D}},
-        {"char32", [](auto& out) { out.writeChar32(0xFEDCBA98); }, {0xFE, 0xDC, 0xBA, 0x98}},
-        {"int16", [](auto& out) { out.writeInt16(-2); }, {0xFF, 0xFE}},
-        {"uint16", [](auto& out) { out.writeUnsignedShort(0x8001); }, {0x80, 1}},
-        {"int32", [](auto& out) { out.writeInt32(0x01020304); }, {1, 2, 3, 4}},
-        {"uint32", [](auto& out) { out.writeUnsignedLong(0xFFFFFFFE); }, {255, 255, 255, 254}},
-        {"int64",
-         [](auto& out) { out.writeInt64(0x0000000180000000); },
-         {0, 0, 0, 1, 0x80, 0, 0, 0}},
-        {"uint64",
-         [](auto& out) { out.writeUnsignedInt64(0x8000000000000001); },
-         {0x80, 0, 0, 0, 0, 0, 0, 1}},
-        {"float", [](auto& out) { out.writeFloat(1.0f); }, {0x3F, 0x80, 0, 0}},
-        {"double", [](auto& out) { out.writeDouble(1.0); }, {0x3F, 0xF0, 0, 0, 0, 0, 0, 0}},
-        {"string", [](auto& out) { out.writeString(qx::String(u"not written")); }, {}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        const auto sink = qx::makeReference<FakeSink<Bytes>>();
-        {
-            DataOutputStream out(sink);
-            c.write(out);
-        }
-        EXPECT_EQ(sink->content, bytesOf(c.bytes));
-        EXPECT_EQ(sink->writes, std::vector<int32_t>(c.bytes.size(), 1));
-        EXPECT_EQ(sink->GetRefCount(), 1u);
-    }
-}
-
-TEST(DataInputStream, ReadsEveryByteByACallOfItsOwn) {
-    const auto source = qx::makeReference<FakeSource<Bytes>>(
-        bytesOf({2, 0,    0xFF, 0xD8, 0x3D, 0xFF, 0xFE, 1, 2, 3, 4, 0, 0, 0,    1,    0x80, 0,   0,
-                 0, 0x3F, 0x80, 0,    0,    0xBF, 0xF0, 0, 0, 0, 0, 0, 0, 0xFE, 0xDC, 0xBA, 0x98}));
-    DataInputStream in(source);
-    EXPECT_TRUE(in.readBool());
-    EXPECT_FALSE(in.readBool());
-    EXPECT_EQ(in.readByte(), -1) << "a value, not the end";
-    EXPECT_EQ(in.readChar(), 0xD83D);
-    EXPECT_EQ(in.readUnsignedShort(), 0xFFFE);
-    EXPECT_EQ(in.readInt32(), 0x01020304);
-    EXPECT_EQ(in.readInt64(), 0x0000000180000000);
-    EXPECT_EQ(in.readFloat(), 1.0f);
-    EXPECT_EQ(in.readDouble(), -1.0);
-    EXPECT_TRUE(in.readString().isEmpty());
-    EXPECT_EQ(in.readUnsignedInt(), 0xFEDCBA98u);
-    EXPECT_EQ(source->requests, std::vector<int32_t>(35, 1));
-}
-
-TEST(DataInputStream, RunsOutAfterAllBytesWereAskedFor) {
-    const struct {
-        const char* what;
-        void (*read)(DataInputStream&);
-        size_t width, given, requests;
-    } cases[] = {
-        {"bool", [](auto& in) { in.readBool(); }, 1, 0, 1},
-        {"byte", [](auto& in) { in.readByte(); }, 1, 0, 1},
-        {"int16", [](auto& in) { in.readInt16(); }, 2, 1, 2},
-        {"int32", [](auto& in) { in.readInt32(); }, 4, 3, 4},
-        {"high half of int64", [](auto& in) { in.readInt64(); }, 8, 2, 4},
-        {"low half of int64", [](auto& in) { in.readInt64(); }, 8, 7, 8},
-        {"double", [](auto& in) { in.readDouble(); }, 8, 5, 8},
-        {"values",
-         [](auto& in) {
-             int16_t values[3];
-             in.readValues(values, 3);
-         },
-         6, 5, 2},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        const Content content(c.given, 1);
-        FakeSource<Bytes> source(content);
-        qx::io::ByteArrayInputStream memory(content.data(), static_cast<int32_t>(content.size()));
-        for (qx::io::InputStream* stream : {static_cast<qx::io::InputStream*>(&source),
-                                            static_cast<qx::io::InputStream*>(&memory)}) {
-            DataInputStream in(stream);
-            EXPECT_THROW(c.read(in), qx::io::UnexpectedEOFException);
+/// Expects @p value to be written as these bytes, each by a call of its own, and to be read
+/// likewise.
+template <class Written, class Read>
+void expectBytes(void (DataOutputStream::*write)(Written), Read (DataInputStream::*read)(),
+                 std::type_identity_t<Written> value, std::initializer_list<int> bytes) {
+    const Content content = bytesOf(bytes);
+    SCOPED_TRACE(testing::PrintToString(content));
+    FakeSink<Bytes> sink;
+    DataOutputStream out(&sink);
+    (out.*write)(value);
+    EXPECT_EQ(sink.content, content);
+    EXPECT_EQ(sink.writes, std::vector<int32_t>(content.size(), 1));
+    FakeSource<Bytes> source(content);
+    DataInputStream in(&source);
+    EXPECT_EQ(static_cast<Written>((in.*read)()), value);
+    EXPECT_EQ(source.requests, sink.writes);
+    // The end is looked at when all bytes of a value were asked for, or of half a wide one.
+    for (size_t given = 0; given < content.size(); ++given) {
+        FakeSource<Bytes> cut(Content(content.data(), content.data() + given));
+        ByteArrayInputStream memory(content.data(), static_cast<int32_t>(given));
+        for (InputStream* stream : std::initializer_list<InputStream*>{&cut, &memory}) {
+            DataInputStream ending(stream);
+            EXPECT_THROW((ending.*read)(), UnexpectedEOFException);
             EXPECT_EQ(stream->read(), -1) << "what there was is consumed";
         }
-        EXPECT_EQ(source.requests.size(), c.requests + 1);
+        EXPECT_EQ(cut.requests.size(), (given < 4 ? std::min<size_t>(content.size(), 4) : 8) + 1);
     }
+}
+
+TEST(DataStreams, EveryByteIsACallOfItsOwnMostSignificantFirst) {
+    using Out = DataOutputStream;
+    using In = DataInputStream;
+    expectBytes(&Out::writeBool, &In::readBool, true, {1});
+    expectBytes(&Out::writeBool, &In::readBool, false, {0});
+    expectBytes(&Out::writeByte, &In::readByte, -1, {0xFF}); // a value, not the end
+    expectBytes(&Out::writeChar, &In::readChar, u'\xD83D', {0xD8, 0x3D});
+    expectBytes(&Out::writeChar32, &In::readChar32, 0xFEDCBA98, {0xFE, 0xDC, 0xBA, 0x98});
+    expectBytes(&Out::writeInt16, &In::readInt16, -2, {0xFF, 0xFE});
+    expectBytes(&Out::writeUnsignedShort, &In::readUnsignedShort, 0x8001, {0x80, 1});
+    expectBytes(&Out::writeInt32, &In::readInt32, 0x01020304, {1, 2, 3, 4});
+    expectBytes(&Out::writeUnsignedLong, &In::readUnsignedInt, 0xFFFFFFFE, {255, 255, 255, 254});
+    expectBytes(&Out::writeInt64, &In::readInt64, 0x180000000, {0, 0, 0, 1, 0x80, 0, 0, 0});
+    expectBytes(&Out::writeUnsignedInt64, &In::readUnsignedInt64, 0x8000000000000001,
+                {0x80, 0, 0, 0, 0, 0, 0, 1});
+    expectBytes(&Out::writeFloat, &In::readFloat, 1.0f, {0x3F, 0x80, 0, 0});
+    expectBytes(&Out::writeDouble, &In::readDouble, -1.0, {0xBF, 0xF0, 0, 0, 0, 0, 0, 0});
+    FakeSink<Bytes> sink;
+    Out(&sink).writeString(qx::String(u"not written"));
+    EXPECT_TRUE(sink.writes.empty());
+    FakeSource<Bytes> source("abc");
+    EXPECT_TRUE(In(&source).readString().isEmpty());
+    EXPECT_TRUE(source.requests.empty());
 }
 
 TEST(DataInputStream, ReadsFullyByBlocks) {
@@ -131,7 +79,7 @@ TEST(DataInputStream, ReadsFullyByBlocks) {
     in.readFully(bytes, 7);
     EXPECT_EQ(textOf(Content(bytes, bytes + 7)), "abcdefg");
     EXPECT_EQ(source.requests, (std::vector<int32_t>{7, 4, 1}));
-    EXPECT_THROW(in.readFully(bytes, 2), qx::io::UnexpectedEOFException);
+    EXPECT_THROW(in.readFully(bytes, 2), UnexpectedEOFException);
 }
 
 /// Halves what it reads, to be seen by whoever reads through it.
@@ -162,24 +110,19 @@ void writeSomething(DataOutputStream& out, uint32_t seed, bool inBulk) {
     std::mt19937 random(seed);
     std::vector<int32_t> values(40);
     for (int i = 0; i < 60; ++i) {
-        switch (random() % (inBulk ? 5 : 4)) {
-        case 0:
-            out.writeInt16(static_cast<int16_t>(random()));
-            break;
-        case 1:
-            out.writeInt32(static_cast<int32_t>(random()));
-            break;
-        case 2:
-            out.writeDouble(static_cast<double>(random()));
-            break;
-        case 3:
-            out.writeByte(static_cast<signed char>(random()));
-            break;
-        default:
-            for (int32_t& value : values)
-                value = static_cast<int32_t>(random());
+        const auto kind = random() % (inBulk ? 5 : 4);
+        const auto value = static_cast<int32_t>(random());
+        std::iota(values.begin(), values.end(), value);
+        if (kind == 0)
+            out.writeInt16(static_cast<int16_t>(value));
+        else if (kind == 1)
+            out.writeInt32(value);
+        else if (kind == 2)
+            out.writeDouble(value);
+        else if (kind == 3)
+            out.writeByte(static_cast<signed char>(value));
+        else
             out.writeValues(values.data(), static_cast<int32_t>(random() % 41));
-        }
     }
 }
 
@@ -204,20 +147,16 @@ std::pair<Content, int32_t> writtenToMemory(uint32_t seed, bool inBulk) {
 
 template <class Stream>
 std::pair<Content, int> writtenToBuffer(uint32_t seed, unsigned int capacity) {
-    const Content zeros(1000);
-    qx::io::ByteBuffer buffer(1000, QX_ENDIAN_LITTLE, false);
-    buffer.put(zeros.data(), 1000);
-    buffer.rewind();
+    Content bytes(1000);
+    ByteBuffer buffer(bytes.data(), 1000, QX_ENDIAN_LITTLE);
     buffer.setLimit(capacity);
     Stream stream(&buffer);
     DataOutputStream out(&stream);
     writeSomething(out, seed, true);
-    return {Content(buffer.getConstBuffer(), buffer.getConstBuffer() + 1000), stream.Overflowed()};
+    return {bytes, stream.Overflowed()};
 }
 
 TEST(DataOutputStream, MemoryStreamsAreLeftAsByteByByte) {
-    using qx::io::BufferedOutputStream, qx::io::ByteArrayOutputStream;
-    using qx::io::ByteBufferOutputStream;
     for (uint32_t seed = 0; seed < 20; ++seed) {
         SCOPED_TRACE(seed);
         for (const int32_t size : {16, 17, 23, 64, 8192})
@@ -230,7 +169,7 @@ TEST(DataOutputStream, MemoryStreamsAreLeftAsByteByByte) {
             EXPECT_EQ(writtenToBuffer<ByteBufferOutputStream>(seed, capacity),
                       writtenToBuffer<Derived<ByteBufferOutputStream>>(seed, capacity));
     }
-    qx::io::ByteBuffer readOnly(reinterpret_cast<const signed char*>("1234"), 4, QX_ENDIAN_BIG);
+    ByteBuffer readOnly(reinterpret_cast<const signed char*>("1234"), 4, QX_ENDIAN_BIG);
     ByteBufferOutputStream refusing(&readOnly);
     EXPECT_THROW(DataOutputStream(&refusing).writeInt32(1), qx::ReadOnlyException);
     FakeSink<Bytes> sink;
@@ -240,31 +179,22 @@ TEST(DataOutputStream, MemoryStreamsAreLeftAsByteByByte) {
 }
 
 /// What comes of reading everything from @p stream, and how it ended.
-std::vector<int64_t> readEverything(qx::io::InputStream& stream, uint32_t seed) {
+std::vector<int64_t> readEverything(InputStream& stream, uint32_t seed) {
     DataInputStream in(&stream);
     std::mt19937 random(seed);
     std::vector<int64_t> read;
     int16_t values[9] = {};
-    try {
-        for (;;) {
-            switch (random() % 4) {
-            case 0:
-                read.push_back(in.readInt16());
-                break;
-            case 1:
-                read.push_back(in.readInt64());
-                break;
-            case 2:
-                read.push_back(in.readByte());
-                break;
-            default:
-                in.readValues(values, static_cast<int32_t>(random() % 10));
-                read.insert(read.end(), std::begin(values), std::end(values));
-            }
-        }
-    } catch (const qx::io::UnexpectedEOFException&) {
-        read.push_back(stream.read());
-    }
+    const auto readOne = [&](auto kind) -> int64_t {
+        if (kind == 3)
+            in.readValues(values, static_cast<int32_t>(random() % 10));
+        return kind == 0   ? in.readInt16()
+               : kind == 1 ? in.readInt64()
+               : kind == 2 ? in.readByte()
+                           : 0;
+    };
+    while (failureOf([&] { read.push_back(readOne(random() % 4)); }) == 0)
+        read.insert(read.end(), std::begin(values), std::end(values));
+    read.push_back(stream.read());
     return read;
 }
 
@@ -280,11 +210,10 @@ TEST(DataInputStream, MemoryStreamsAreReadAsByteByByte) {
         const auto expected = readEverything(plain, seed);
 
         FakeSource<Bytes> source(content, 5);
-        qx::io::BufferedInputStream buffered(&source, 16);
-        qx::io::ByteArrayInputStream array(content.data(), length);
-        qx::io::ByteBuffer buffer(content.data(), static_cast<unsigned int>(length),
-                                  QX_ENDIAN_LITTLE);
-        qx::io::ByteBufferInputStream overBuffer(&buffer);
+        BufferedInputStream buffered(&source, 16);
+        ByteArrayInputStream array(content.data(), length);
+        ByteBuffer buffer(content.data(), static_cast<unsigned int>(length), QX_ENDIAN_LITTLE);
+        ByteBufferInputStream overBuffer(&buffer);
         EXPECT_EQ(readEverything(buffered, seed), expected);
         EXPECT_EQ(readEverything(array, seed), expected);
         EXPECT_EQ(readEverything(overBuffer, seed), expected);
@@ -298,7 +227,7 @@ TEST(DataStreams, ValuesInBulkComeBackThroughAnyStream) {
     for (size_t i = 0; i < values.size(); ++i)
         values[i] = static_cast<double>(i) * 0.7;
     const auto count = static_cast<int32_t>(values.size());
-    qx::io::ByteArrayOutputStream memory;
+    ByteArrayOutputStream memory;
     FakeSink<Bytes> sink;
     DataOutputStream(&memory).writeValues(values.data(), count);
     DataOutputStream(&sink).writeValues(values.data(), count);
@@ -312,7 +241,7 @@ TEST(DataStreams, ValuesInBulkComeBackThroughAnyStream) {
     DataInputStream in(&source);
     in.readValues(read.data(), count);
     EXPECT_EQ(read, values);
-    EXPECT_THROW(in.readValues(read.data(), 1), qx::io::UnexpectedEOFException);
+    EXPECT_THROW(in.readValues(read.data(), 1), UnexpectedEOFException);
 }
 
 } // namespace

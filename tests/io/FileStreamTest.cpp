@@ -1,22 +1,24 @@
-#include <atomic>
-#include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
-#include <sstream>
+#include <random>
 #include <thread>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <qx/core/String.h>
+#include <qx/core/ExternalException.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>
-#include <qx/platform/result.h>
+#include <qx/io/MaskedConsoleInputStream.h>
+#include <qx/io/StdioInputStream.h>
+#include <qx/io/StdioOutputStream.h>
+#include <qx/io/detail/StdioFileOutputStream.h>
 #include <qx/util/FilePath.h>
 
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
 #include "tests/support/SignalStorm.h"
@@ -24,8 +26,9 @@
 #include "tests/support/TestLocale.h"
 
 using namespace qxtest;
-using qx::io::FileInputStream;
-using qx::io::FileOutputStream;
+using namespace qx::io;
+using qx::makeReference;
+using qx::util::FilePath;
 
 namespace {
 
@@ -51,24 +54,17 @@ private:
     ptrdiff_t m_descriptorsBefore = 0;
 };
 
+/// Streams over both ends of a pipe, which they own.
 struct Pipe {
+    qx::Reference<FileInputStream> in;
+    qx::Reference<FileOutputStream> out;
+
     Pipe() {
+        int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0)
             throw std::runtime_error("no pipe");
-    }
-    ~Pipe() {
-        closeReader();
-        closeWriter();
-    }
-    void closeReader() { close(ends[0]); }
-    void closeWriter() { close(ends[1]); }
-
-    int ends[2];
-
-private:
-    static void close(int& descriptor) {
-        if (descriptor >= 0)
-            ::close(std::exchange(descriptor, -1));
+        in = makeReference<FileInputStream>(static_cast<uint64_t>(ends[0]), true);
+        out = makeReference<FileOutputStream>(static_cast<uint64_t>(ends[1]), true);
     }
 };
 
@@ -77,49 +73,43 @@ void write(FileOutputStream& out, const std::string& bytes) {
 }
 
 TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
-    struct Case {
-        unsigned int mode;
-        const char* content; // after "old content", two writes of "ab" and "c"
-    };
-    const Case cases[] = {
+    using Out = FileOutputStream;
+    const std::pair<unsigned int, const char*> cases[] = {
+        // After "old content", two writes of "ab" and "c".
         {0, "abc content"},
-        {FileOutputStream::ATEND, "old contentabc"},
-        {FileOutputStream::TRUNC, "abc"},
-        {FileOutputStream::APPEND, "old contentabc"},
-        {FileOutputStream::APPEND | FileOutputStream::TRUNC, "abc"},
-        {FileOutputStream::LOCK, "abc content"},
+        {Out::ATEND, "old contentabc"},
+        {Out::TRUNC, "abc"},
+        {Out::APPEND, "old contentabc"},
+        {Out::APPEND | Out::TRUNC, "abc"},
+        {Out::LOCK, "abc content"},
         // Every write opens the file again, at its beginning unless the mode says otherwise.
-        {FileOutputStream::KEEPCLOSED, "cbd content"},
-        {FileOutputStream::KEEPCLOSED | FileOutputStream::TRUNC, "cb"},
-        {FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND, "old contentabc"},
-        {FileOutputStream::KEEPCLOSED | FileOutputStream::APPEND, "old contentabc"},
-        {FileOutputStream::KEEPCLOSED | FileOutputStream::APPEND | FileOutputStream::TRUNC, "abc"},
-        {FileOutputStream::KEEPCLOSED | FileOutputStream::LOCK | FileOutputStream::ATEND,
-         "old contentabc"},
+        {Out::KEEPCLOSED, "cbd content"},
+        {Out::KEEPCLOSED | Out::TRUNC, "cb"},
+        {Out::KEEPCLOSED | Out::ATEND, "old contentabc"},
+        {Out::KEEPCLOSED | Out::APPEND, "old contentabc"},
+        {Out::KEEPCLOSED | Out::APPEND | Out::TRUNC, "abc"},
+        {Out::KEEPCLOSED | Out::LOCK | Out::ATEND, "old contentabc"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.mode);
+    for (const auto& [mode, expected] : cases) {
+        SCOPED_TRACE(mode);
         setContent("old content");
-        const bool keepsClosed = (c.mode & FileOutputStream::KEEPCLOSED) != 0;
-        FileOutputStream out(name(), c.mode);
-        EXPECT_EQ(out.getMode(), c.mode);
-        EXPECT_EQ(out.is_open(), keepsClosed ? 0 : 1);
+        const int isOpen = (mode & Out::KEEPCLOSED) != 0 ? 0 : 1;
+        Out out(name(), mode);
+        EXPECT_EQ(out.getMode(), mode);
+        EXPECT_EQ(out.is_open(), isOpen);
         write(out, "ab");
-        EXPECT_EQ(out.is_open(), keepsClosed ? 0 : 1);
+        EXPECT_EQ(out.is_open(), isOpen);
         write(out, "c");
-        EXPECT_EQ(content(), c.content);
+        EXPECT_EQ(content(), expected);
         EXPECT_EQ(out.getSize(), static_cast<int64_t>(content().size()));
-        EXPECT_EQ(out.is_open(), keepsClosed ? 0 : 1);
+        EXPECT_EQ(out.is_open(), isOpen);
     }
-}
-
-TEST_F(FileStream, TruthValueChoosesBetweenTheEndAndAnEmptyFile) {
-    setContent("old");
-    write(*qx::makeReference<FileOutputStream>(name(), true), "+new");
+    setContent("old"); // a truth value chooses between the end and an empty file
+    write(*makeReference<Out>(name(), true), "+new");
     EXPECT_EQ(content(), "old+new");
-    write(*qx::makeReference<FileOutputStream>(qx::util::FilePath(name()), true), "+more");
+    write(*makeReference<Out>(FilePath(name()), true), "+more");
     EXPECT_EQ(content(), "old+new+more");
-    write(*qx::makeReference<FileOutputStream>(name(), false), "new");
+    write(*makeReference<Out>(name(), false), "new");
     EXPECT_EQ(content(), "new");
 }
 
@@ -132,8 +122,10 @@ TEST_F(FileStream, CreatesAFileForItsOwnerOnly) {
     EXPECT_EQ(status.st_mode & 0777u, 0700u);
 }
 
-TEST_F(FileStream, ReopensWithoutTruncation) {
-    FileOutputStream out(name(), FileOutputStream::TRUNC);
+TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
+    std::u16string units(name().view());
+    FileOutputStream out(qx::String(units.c_str(), qx::String::AM_WRAP), FileOutputStream::TRUNC);
+    units.assign(units.size(), u'x');
     write(out, "abc");
     out.close();
     EXPECT_EQ(out.is_open(), 0);
@@ -147,23 +139,14 @@ TEST_F(FileStream, ReopensWithoutTruncation) {
     EXPECT_EQ(content(), "xbc");
 }
 
-TEST_F(FileStream, OpensAgainByItsOwnCopyOfTheName) {
-    std::u16string units(name().view());
-    FileOutputStream out(qx::String(units.c_str(), qx::String::AM_WRAP),
-                         FileOutputStream::KEEPCLOSED);
-    units.assign(units.size(), u'x');
-    write(out, "abc");
-    EXPECT_EQ(content(), "abc");
-}
-
 TEST_F(FileStream, ReadsUntilTheEnd) {
     setContent("abc");
-    for (int form = 0; form < 2; ++form) {
-        const auto in = form == 0 ? qx::makeReference<FileInputStream>(name())
-                                  : qx::makeReference<FileInputStream>(qx::util::FilePath(name()));
+    for (const auto& in : {makeReference<FileInputStream>(name()),
+                           makeReference<FileInputStream>(FilePath(name()))}) {
         signed char bytes[8];
         EXPECT_EQ(in->read(), 'a');
         EXPECT_EQ(in->available(), 0);
+        EXPECT_EQ(in->read(bytes, 0), -1);
         EXPECT_EQ(in->read(bytes, 8), 2);
         EXPECT_EQ(in->read(bytes, 8), -1);
         EXPECT_EQ(in->read(), -1);
@@ -172,41 +155,29 @@ TEST_F(FileStream, ReadsUntilTheEnd) {
         EXPECT_EQ(in->getHandle(), ~uint64_t{0});
         EXPECT_EQ(failureOf([&] { in->read(); }), qx::result::InvalidHandle);
     }
-    FileInputStream in(name());
-    signed char none;
-    EXPECT_EQ(in.read(&none, 0), -1);
-    EXPECT_EQ(in.skip(10), 3);
+    EXPECT_EQ(FileInputStream(name()).skip(10), 3);
 }
 
 TEST_F(FileStream, ReportsWhatCannotBeOpened) {
     EXPECT_EQ(failureOf([&] { FileInputStream in(name("missing")); }), qx::result::NotFound);
-    EXPECT_EQ(failureOf([&] { FileOutputStream out(name("no/folder"), 0u); }),
-              qx::result::NotFound);
+    EXPECT_EQ(failureOf([&] { FileOutputStream(name("no/folder"), 0u); }), qx::result::NotFound);
     EXPECT_EQ(failureOf([&] { FileInputStream in(name("")); }), qx::result::AccessDenied);
-    EXPECT_THROW(FileOutputStream(qx::String(), 0u), qx::InvalidPathException);
-    EXPECT_THROW(FileOutputStream(qx::String(), FileOutputStream::APPEND),
-                 qx::InvalidPathException);
-    EXPECT_THROW(FileOutputStream(qx::util::FilePath(qx::String()), true),
-                 qx::InvalidPathException);
-    // Cut at the 0 unit, this would be the name of another file.
-    const qx::String cut = name("cut") + qx::String(u"\0x", 2);
-    EXPECT_THROW(FileOutputStream(cut, false), qx::InvalidPathException);
-    EXPECT_EQ(failureOf([&] { FileInputStream in(name("cut")); }), qx::result::NotFound);
-    EXPECT_THROW(FileInputStream in(cut), qx::InvalidPathException);
+    const auto invalid = [](auto make) { EXPECT_THROW(make(), qx::InvalidPathException); };
+    invalid([] { FileOutputStream(qx::String(), 0u); });
+    invalid([] { FileOutputStream(qx::String(), FileOutputStream::APPEND); });
+    invalid([] { FileOutputStream(FilePath(qx::String()), true); });
     FileOutputStream nameless(1, false);
     nameless.close();
-    EXPECT_THROW(nameless.open(), qx::InvalidPathException);
+    invalid([&] { nameless.open(); });
+    // Cut at the 0 unit, this would be the name of another file.
+    const qx::String cut = name("cut") + qx::String(u"\0x", 2);
+    invalid([&] { FileOutputStream(cut, false); });
+    invalid([&] { FileInputStream in(cut); });
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("cut")));
 }
 
-TEST_F(FileStream, OpensTheFileOfThatNameOrNone) {
-    {
-        const qxtest::TestLocale plain("C");
-        for (const char16_t* const text : {u"ä", u"ö"})
-            FileOutputStream(name("") + u'/' + text, false).write("x", 1);
-        EXPECT_EQ(qxtest::readFile(m_folder.path("ä")), "x");
-        EXPECT_EQ(qxtest::readFile(m_folder.path("ö")), "x");
-    }
-    const qxtest::TestLocale latin("de_DE", "ISO-8859-1");
+TEST_F(FileStream, OpensNoOtherFileForANameThatTheLocaleLacks) {
+    const TestLocale latin("de_DE", "ISO-8859-1");
     if (!latin.isSet())
         GTEST_SKIP() << "the system cannot make the locale";
     const qx::String polish = name("") + u"/ł";
@@ -214,33 +185,26 @@ TEST_F(FileStream, OpensTheFileOfThatNameOrNone) {
         EXPECT_EQ(failureOf([&] { FileOutputStream(polish, mode); }),
                   qx::result::UnmappableCharacter);
     EXPECT_EQ(failureOf([&] { FileInputStream in(polish); }), qx::result::UnmappableCharacter);
-    EXPECT_FALSE(std::filesystem::exists(m_folder.path("?")));
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder.path()));
 }
 
 TEST_F(FileStream, ClosesOnlyHandlesThatItOwns) {
-    const std::string path = m_folder.path("file");
     setContent("abc");
-    const auto isOpen = [](int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; };
-    const auto handleOf = [](int descriptor) { return static_cast<uint64_t>(descriptor); };
-    const int borrowed = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const int descriptor = open(m_folder.path("file").c_str(), O_RDWR | O_CLOEXEC);
+    const auto handle = static_cast<uint64_t>(descriptor);
     {
-        FileInputStream in(handleOf(borrowed), false);
+        FileInputStream in(handle, false);
         in.close();
         EXPECT_EQ(in.read(), 'a');
-        FileOutputStream out(handleOf(borrowed), false);
+        FileOutputStream out(handle, false);
         out.close();
         EXPECT_EQ(out.is_open(), 1);
         write(out, "X");
     }
-    EXPECT_TRUE(isOpen(borrowed));
     EXPECT_EQ(content(), "aXc");
-    { FileInputStream in(handleOf(borrowed), true); }
-    EXPECT_FALSE(isOpen(borrowed));
-
-    const int owned = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    FileOutputStream out(handleOf(owned), true);
-    out.close();
-    EXPECT_FALSE(isOpen(owned));
+    FileInputStream(handle, true).close();
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_EQ(content(), "aXc");
 }
 
 TEST_F(FileStream, ReportsAFullDisk) {
@@ -251,12 +215,11 @@ TEST_F(FileStream, ReportsAFullDisk) {
         FileOutputStream out(full, mode);
         EXPECT_EQ(failureOf([&] { write(out, "x"); }), qx::result::DiskFull);
         // Neither the lock between processes nor the mutex stays behind.
-        std::thread other([&] {
+        std::thread([&] {
             FileOutputStream second(full, mode);
             EXPECT_EQ(failureOf([&] { write(second, "x"); }), qx::result::DiskFull);
             EXPECT_EQ(failureOf([&] { write(out, "x"); }), qx::result::DiskFull);
-        });
-        other.join();
+        }).join();
         EXPECT_EQ(out.is_open(), (mode & FileOutputStream::KEEPCLOSED) != 0 ? 0 : 1);
     }
 }
@@ -278,12 +241,11 @@ TEST_F(FileStream, GoesOnAfterAShortWriteUntilTheFailureBehindIt) {
 }
 
 TEST_F(FileStream, ReportsAClosedPipeWithoutASignal) {
-    Pipe pipe;
-    FileOutputStream out(static_cast<uint64_t>(pipe.ends[1]), false);
-    write(out, "x");
-    pipe.closeReader();
-    EXPECT_EQ(failureOf([&] { write(out, "x"); }), qx::result::BrokenPipe);
-    EXPECT_EQ(failureOf([&] { write(out, "x"); }), qx::result::BrokenPipe);
+    const Pipe pipe;
+    write(*pipe.out, "x");
+    pipe.in->close();
+    for (int attempt = 0; attempt < 2; ++attempt)
+        EXPECT_EQ(failureOf([&] { write(*pipe.out, "x"); }), qx::result::BrokenPipe);
     sigset_t pending;
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
@@ -294,18 +256,16 @@ TEST_F(FileStream, GoesOnThroughInterruptionsAndShortWrites) {
     std::string sent(3'000'000, '\0');
     for (size_t i = 0; i < sent.size(); ++i)
         sent[i] = static_cast<char>(i * 7919 >> 8);
-    Pipe pipe;
+    const Pipe pipe;
     const SignalStorm storm;
     std::string received;
     std::thread reader([&] {
-        FileInputStream in(static_cast<uint64_t>(pipe.ends[0]), false);
         char bytes[10'000];
-        for (int32_t count; (count = in.read(bytes, sizeof bytes)) >= 0;)
+        for (int32_t count; (count = pipe.in->read(bytes, sizeof bytes)) >= 0;)
             received.append(bytes, static_cast<size_t>(count));
     });
-    FileOutputStream out(static_cast<uint64_t>(pipe.ends[1]), false);
-    write(out, sent);
-    pipe.closeWriter();
+    write(*pipe.out, sent);
+    pipe.out->close();
     reader.join();
     EXPECT_TRUE(received == sent);
 }
@@ -314,73 +274,241 @@ TEST_F(FileStream, WritersOfOneNameTakeTurnsHoweverTheyWriteIt) {
     FileOutputStream first(name(), FileOutputStream::APPEND);
     qx::String backslashes = name();
     backslashes.translate(u'/', u'\\');
-    FileOutputStream second(backslashes, FileOutputStream::LOCK);
-    std::atomic<bool> wrote = false;
-    first.wait();
+    FileOutputStream second(backslashes, FileOutputStream::LOCK), modeless(name(), 0u);
+    modeless.wait();
+    first.wait(); // hangs if the stream without a turn had taken it
+    modeless.signal();
     first.wait(); // nests
-    std::thread other([&] {
-        write(second, "2");
-        wrote = true;
-    });
+    BlockingThread other([&] { write(second, "2"); });
     write(first, "1");
     first.signal();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_FALSE(wrote);
+    other.awaitBlocked();
+    EXPECT_FALSE(other.isFinished());
     first.signal();
-    other.join();
-    EXPECT_TRUE(wrote);
 }
 
 TEST_F(FileStream, HolderOfTheTurnIsNotBlockedByThreadsThatWaitForIt) {
     FileOutputStream out(name(), FileOutputStream::APPEND | FileOutputStream::KEEPCLOSED);
     out.wait();
-    std::vector<std::jthread> others;
-    for (int i = 0; i < 4; ++i)
-        others.emplace_back([&out] { write(out, "b"); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    BlockingThread other([&] { write(out, "b"); });
+    other.awaitBlocked();
     write(out, "a");
     EXPECT_EQ(out.getSize(), 1);
     out.flush();
     out.close();
     out.open();
     out.signal();
-    others.clear();
-    EXPECT_EQ(content(), "abbbb");
+    other.join();
+    EXPECT_EQ(content(), "ab");
 }
 
 TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
+    constexpr int Records = 50;
     FileOutputStream out(name(), FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
-    constexpr int Threads = 4, Records = 50;
-    {
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < Threads; ++i)
-            threads.emplace_back([&out, i] {
-                const std::string record(10, static_cast<char>('a' + i));
-                for (int n = 0; n < Records; ++n) {
-                    write(out, record + "\n");
-                    out.getSize();
-                    out.is_open();
-                    out.getHandle();
-                    out.flush();
-                    out.close();
-                }
-            });
-    }
-    std::istringstream lines(content());
-    int count = 0;
-    for (std::string line; std::getline(lines, line); ++count)
-        EXPECT_EQ(line, std::string(10, line[0]));
-    EXPECT_EQ(count, Threads * Records);
+    std::vector<std::jthread> threads;
+    for (const char letter : {'a', 'b', 'c', 'd'})
+        threads.emplace_back([&out, letter] {
+            for (int n = 0; n < Records; ++n) {
+                write(out, std::string(10, letter));
+                out.getSize();
+                out.is_open();
+                out.getHandle();
+                out.flush();
+                out.close();
+            }
+        });
+    threads.clear();
+    const std::string bytes = content();
+    EXPECT_EQ(bytes.size(), 4u * Records * 10);
+    for (size_t i = 0; i < bytes.size(); i += 10)
+        EXPECT_EQ(bytes.substr(i, 10), std::string(10, bytes[i]));
 }
 
-TEST_F(FileStream, OutOfItsModesWaitAndSignalDoNothing) {
-    FileOutputStream out(name(), 0u);
-    FileOutputStream locking(name(), FileOutputStream::LOCK);
-    out.wait();
-    std::thread([&] { locking.write("x", 1); }).join(); // hangs if out had taken the lock
-    out.signal();
-    out.signal();
-    EXPECT_EQ(content(), "x");
+constexpr int Writers = 16;
+constexpr int Records = 1000;
+
+/// Record @p number of @p writer: both numbers and as many bytes that follow from them.
+std::string recordOf(int writer, int number) {
+    std::mt19937 random(static_cast<unsigned>(writer * Records + number));
+    // Mostly short, sometimes longer than a page.
+    std::string payload(random() % (random() % 20 == 0 ? 9000 : 200), '\0');
+    for (char& byte : payload)
+        byte = static_cast<char>('a' + random() % 26);
+    return "<" + std::to_string(writer) + " " + std::to_string(number) + " " + payload + ">\n";
+}
+
+/// Appends its records; arguments: file, number of the writer.
+const ChildEntry appendEntry("io.append", [](const std::vector<std::string>& arguments) {
+    FileOutputStream out(qx::String::fromUtf8(arguments[0]), FileOutputStream::APPEND);
+    for (int number = 0; number < Records; ++number)
+        write(out, recordOf(std::stoi(arguments[1]), number));
+    return 0;
+});
+
+TEST_F(FileStream, SixteenProcessesLoseAndTearNothingWhenSomeAreKilled) {
+    std::filesystem::create_symlink("file", m_folder.path("link"));
+    // The lock between them goes by the name, the file has several.
+    const char* const spellings[] = {"file", "./file", "link"};
+    std::vector<ChildProcess> writers;
+    for (int writer = 0; writer < Writers; ++writer)
+        writers.emplace_back(
+            "io.append", std::vector{m_folder.path(spellings[writer % 3]), std::to_string(writer)});
+    std::mt19937 random(std::random_device{}());
+
+    for (size_t writer = 3; writer < Writers; writer += 4) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
+        writers[writer].kill();
+    }
+    for (size_t writer = 0; writer < Writers; ++writer)
+        EXPECT_TRUE(writers[writer].join() == 0 || writer % 4 == 3) << writer;
+
+    const std::string all = content();
+    for (int writer = 0; writer < Writers; ++writer) {
+        size_t position = 0;
+        for (int number = 0; number < Records && writer % 4 != 3; ++number) {
+            // Whole, and behind the one before.
+            position = all.find(recordOf(writer, number), position);
+            ASSERT_NE(position, std::string::npos) << writer << ' ' << number;
+        }
+    }
+}
+
+/// Connects a standard stream of this process with a file.
+void redirect(int standard, const std::string& path, int flags) {
+    const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
+    dup2(file, standard);
+    close(file);
+}
+
+/// What an operation on a stream gives, "!" and the text for an exception: "rN" reads a block into
+/// N bytes, "." a single byte, "sN" skips.
+std::string run(InputStream& in, const std::string& operation) {
+    const int32_t count = std::atoi(operation.c_str() + 1);
+    std::string bytes(static_cast<size_t>(std::max(count, 1)), '#');
+    try {
+        if (operation[0] != 'r')
+            return std::to_string(operation[0] == 's' ? in.skip(count) : in.read());
+        const int32_t length = in.read(bytes.data(), count);
+        return std::to_string(length) +
+               (length > 0 ? ":" + bytes.substr(0, static_cast<size_t>(length)) : "");
+    } catch (const qx::UserAbortException&) {
+        return "!abort";
+    } catch (const qx::Exception& exception) {
+        return "!" + exception.getDescription().toUtf8();
+    }
+}
+
+/// Arguments: kind of stream, file for standard input, file for the report, operations.
+const ChildEntry readEntry("io.stdin", [](const std::vector<std::string>& arguments) {
+    redirect(STDIN_FILENO, arguments[1], O_RDONLY);
+    if (arguments[0] == "closed")
+        close(STDIN_FILENO);
+    StdioInputStream stdio;
+    MaskedConsoleInputStream console;
+    std::string report;
+    for (size_t i = 3; i < arguments.size(); ++i)
+        report += run(arguments[0] == "console" ? static_cast<InputStream&>(console) : stdio,
+                      arguments[i]) +
+                  ' ';
+    writeFile(arguments[2], report);
+    return 0;
+});
+
+TEST(StandardInput, IsReadByLinesAndBytesAndEditedOnAConsole) {
+    const struct {
+        const char* kind;
+        std::string input;
+        std::vector<std::string> operations;
+        std::string report;
+    } cases[] = {
+        {"stdio", "ab\ncd", {"r10", "r10", "r10"}, "3:ab\n 2:cd -1 "},
+        {"stdio", "abcdef", {"r4", "r4", "r4"}, "3:abc 3:def -1 "}, // one is for the terminator
+        {"stdio", "ab", {"r1", "r0", "r-1", "."}, "-1 0 0 97 "},
+        {"stdio", "\xFFz", {".", ".", ".", "."}, "255 122 -1 -1 "},
+        {"stdio", "abcdef", {"s2", ".", "s0", "s-1", "."}, "2 99 0 0 100 "},
+        {"stdio", std::string("a\0b\n", 4), {"r9"}, std::string("4:a\0b\n ", 7)},
+        {"stdio", "", {"r9", "."}, "-1 -1 "},
+        {"closed",
+         "",
+         {"r9", ".", "s2"},
+         "!stream read error !stream read error !stream seek error "},
+        {"console", "secret\rmore", {"r20", "r20"}, "7:secret\n 4:more "},
+        {"console", "abcdef", {"r3", "r20"}, "3:abc 3:def "},
+        {"console", "\bab\b\b\bb\n", {"r20"}, "2:b\n "},
+        {"console", "ab\x1Axy\n", {"r20", "r20"}, "2:ab 3:xy\n "},
+        {"console", "\x1A", {"r20"}, "-1 "},
+        {"console", "ab\x03xy\n", {"r20", "r20"}, "!abort 3:xy\n "},
+        {"console", "ab", {"r0", "r-1", ".", "r9", "r9"}, "0 0 97 1:b -1 "},
+    };
+    for (const auto& c : cases) {
+        const TemporaryFolder folder;
+        std::vector<std::string> arguments{c.kind, folder.path("in"), folder.path("report")};
+        writeFile(arguments[1], c.input);
+        arguments.insert(arguments.end(), c.operations.begin(), c.operations.end());
+        EXPECT_EQ(ChildProcess("io.stdin", arguments).join(), 0);
+        EXPECT_EQ(readFile(arguments[2]), c.report);
+    }
+}
+
+/// Arguments: file for standard output, file for the report, "pipe" for a closed pipe instead.
+const ChildEntry writeEntry("io.stdout", [](const std::vector<std::string>& arguments) {
+    redirect(STDOUT_FILENO, arguments[0], O_WRONLY | O_CREAT);
+    redirect(STDERR_FILENO, arguments[0], O_WRONLY | O_APPEND);
+    const bool isPipe = arguments[2] == "pipe";
+    int ends[2];
+    if (isPipe && pipe2(ends, O_CLOEXEC) == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        close(ends[0]);
+    }
+    StdioOutputStream out;
+    std::string report;
+    const auto note = [&](auto operation) { report += descriptionOf(operation) + ";"; };
+    note([&] { out.write("block ", 6); });
+    note([&] { out.write('b'); });
+    note([&] { out.flush(); });
+    note([&] { out.write('c'); }); // what was lost is not forgotten
+    descriptionOf([&] { out.flush(); });
+    if (!isPipe)
+        note([&] {
+            const auto error = StdioOutputStream::getStdErrorStream();
+            error->write("error", 5);
+            error->write('!');
+            error->flush();
+        });
+    writeFile(arguments[1], report);
+    fclose(stdout);
+    return 0;
+});
+
+TEST(StandardOutput, ReportsFailuresAndAClosedPipeWithoutASignal) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path("out"), report = folder.path("report");
+    const std::string well = "nothing thrown;", badly = "stream write error;";
+    const std::string failed = badly + well + "stream flush error;" + badly;
+    const struct {
+        std::string target, kind, report;
+    } cases[] = {{file, "file", well + well + well + well + well},
+                 {"/dev/full", "device", failed + badly},
+                 {folder.path("unused"), "pipe", failed}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(ChildProcess("io.stdout", {c.target, report, c.kind}).join(), 0);
+        EXPECT_EQ(readFile(report), c.report) << c.kind;
+    }
+    // Blocks go past the buffer, single bytes through it.
+    EXPECT_EQ(readFile(file), "block bcerror!");
+}
+
+// An internal class: only the library makes streams over files of the C library.
+TEST(StdioFileOutputStream, ClosesOnlyWhatItOwns) {
+    const TemporaryFolder folder;
+    std::FILE* const file = std::fopen(folder.path("out").c_str(), "we");
+    ASSERT_NE(file, nullptr);
+    const int descriptor = fileno(file);
+    makeReference<detail::StdioFileOutputStream>(file, false)->write('a');
+    EXPECT_GE(fcntl(descriptor, F_GETFD), 0);
+    makeReference<detail::StdioFileOutputStream>(file, true)->write('b');
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_EQ(readFile(folder.path("out")), "ab");
 }
 
 } // namespace

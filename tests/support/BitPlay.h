@@ -61,6 +61,7 @@ private:
         }
         case 3:
             m_model.pad(8);
+            ++m_flushes;
             return [](auto& out) { out.flush(); };
         default: {
             const int bits = byte() % 32 + 1;
@@ -79,6 +80,7 @@ private:
             m_single->write(static_cast<signed char>(bytes[i]));
         require(textOf(m_sink->content) == bytes, "bytes in the sink");
         require(m_sink->writes.size() == bytes.size(), "single writes");
+        require(m_sink->flushes == m_flushes, "flushes");
         const std::string inMemory(reinterpret_cast<const char*>(m_memory->getBytes()),
                                    static_cast<size_t>(m_memory->getSize()));
         require(inMemory == bytes, "bytes in memory");
@@ -86,6 +88,7 @@ private:
     }
 
     PlainBits m_model;
+    int m_flushes = 0;
     qx::Reference<qx::io::ByteArrayOutputStream> m_memory;
     qx::Reference<qx::io::ByteArrayOutputStream> m_single;
     qx::Reference<FakeSink<Bytes>> m_sink = qx::makeReference<FakeSink<Bytes>>();

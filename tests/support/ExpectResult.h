@@ -5,8 +5,32 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
 
 namespace qxtest {
+
+/// Description of the exception that @p body throws, as UTF-8; "nothing thrown" otherwise.
+template <class Body>
+std::string descriptionOf(Body&& body) {
+    try {
+        body();
+    } catch (const qx::Exception& exception) {
+        return exception.getDescription().toUtf8();
+    }
+    return "nothing thrown";
+}
+
+/// Result code of the qx::Exception that @p body throws, 0 when it throws nothing.
+template <class Body>
+int32_t failureOf(Body&& body) {
+    try {
+        body();
+    } catch (const qx::Exception& exception) {
+        return exception.getResult();
+    }
+    return 0;
+}
 
 /// Expects @p body to throw an exception of the library with the given result code.
 template <class Body>

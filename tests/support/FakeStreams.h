@@ -2,19 +2,29 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include <qx/io/BufferedInputStream.h>
 #include <qx/io/BufferedOutputStream.h>
 #include <qx/io/BufferedReader.h>
 #include <qx/io/BufferedWriter.h>
+#include <qx/io/ByteArrayInputStream.h>
+#include <qx/io/ByteArrayOutputStream.h>
+#include <qx/io/ByteBufferInputStream.h>
+#include <qx/io/ByteBufferOutputStream.h>
 #include <qx/io/FilterInputStream.h>
 #include <qx/io/FilterOutputStream.h>
 #include <qx/io/FilterReader.h>
 #include <qx/io/FilterWriter.h>
-#include <qx/io/IoException.h>
+#include <qx/io/InputStreamReader.h>
+#include <qx/io/OutputStreamWriter.h>
+#include <qx/io/PrintWriter.h>
+#include <qx/io/StringWriter.h>
+
+#include "tests/support/ExpectResult.h"
 
 namespace qxtest {
 
@@ -118,26 +128,10 @@ public:
     int closes = 0;
 };
 
-/// Description of the exception that @p body throws, as UTF-8; "nothing thrown" otherwise.
-template <class Body>
-std::string descriptionOf(Body&& body) {
-    try {
-        body();
-    } catch (const qx::Exception& exception) {
-        return exception.getDescription().toUtf8();
-    }
-    return "nothing thrown";
-}
-
-/// Result code of the qx::Exception that @p body throws, 0 when it throws nothing.
-template <class Body>
-int32_t failureOf(Body&& body) {
-    try {
-        body();
-    } catch (const qx::Exception& exception) {
-        return exception.getResult();
-    }
-    return 0;
+/// Expects that a closed stream refuses each of the operations.
+inline void expectClosed(std::initializer_list<std::function<void()>> operations) {
+    for (const auto& operation : operations)
+        EXPECT_EQ(descriptionOf(operation), "stream closed") << &operation - operations.begin();
 }
 
 } // namespace qxtest
