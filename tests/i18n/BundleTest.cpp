@@ -1,0 +1,383 @@
+#include <array>
+#include <thread>
+
+#include <qx/qx.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/support/MapBundle.h"
+#include "tests/support/TestLocale.h"
+
+using namespace qx;
+using namespace qx::literals;
+using collections::StringHashMap;
+using i18n::BundleName;
+using i18n::CompiledBundle;
+using i18n::CompiledText;
+using i18n::ComStringBundle;
+using i18n::Locale;
+using i18n::StringBundle;
+using i18n::StringMapBundle;
+using qxtest::descriptionOf;
+using qxtest::failureOf;
+using qxtest::MapBundle;
+
+namespace {
+
+constexpr char NotFound[] = "Resource not found";
+
+TEST(Locale, TakesNamesApart) {
+    const std::array<const char16_t*, 5> rows[] = {
+        // text, language, country, variant, name
+        {u"de_CH.UTF-8@euro", u"de", u"CH", u"euro", u"de_CH@euro"},
+        {u"de", u"de", u"", u"", u"de"},
+        {u"de.UTF-8", u"de", u"", u"", u"de"},
+        {u"de@euro", u"de", u"", u"euro", u"de@euro"},
+        {u"de.a_b@c_d", u"de", u"", u"c_d", u"de@c_d"}, // no country behind the point
+        {u"de_CH@x.y", u"de", u"CH", u"x.y", u"de_CH@x.y"},
+        {u"a_b_c", u"a", u"b_c", u"", u"a_b_c"},
+        {u"_CH", u"", u"CH", u"", u"_CH"},
+        {nullptr, u"", u"", u"", u""},
+    };
+    for (const auto& [text, language, country, variant, name] : rows) {
+        const Locale locale(text);
+        SCOPED_TRACE(locale.toString().toUtf8());
+        EXPECT_EQ(locale.getLanguage(), language);
+        EXPECT_EQ(locale.getCountry(), country);
+        EXPECT_EQ(locale.getVariant(), variant);
+        EXPECT_EQ(locale.toString(), name);
+    }
+    EXPECT_EQ(Locale(u"de", nullptr, u"x").toString(), u"de@x"_qs);
+    const qxtest::TestLocale plain("C");
+    EXPECT_EQ(Locale::getDefault()->toString(), u"en_US"_qs);
+}
+
+TEST(Locale, ComparesByName) {
+    const Locale locale(u"de_CH"), same(u"de", u"CH"), other(u"de_AT");
+    EXPECT_TRUE(locale.equals(same));
+    EXPECT_EQ(locale.hashCode(), same.hashCode());
+    EXPECT_FALSE(locale.equals(Locale(u"DE_CH")));
+    EXPECT_GT(locale.compareTo(other), 0);
+    EXPECT_TRUE(locale == same && locale > other);
+    EXPECT_EQ(std::hash<Locale>()(locale), std::hash<Locale>()(same));
+    EXPECT_FALSE(locale.equals(String(u"de_CH")));
+    EXPECT_THROW((void)locale.compareTo(String(u"de_CH")), CastFailedException);
+    EXPECT_EQ(locale.getClass()->getName(), std::u16string(u"CQXLocale"));
+}
+
+TEST(Locale, ServesComponents) {
+    const auto locale = makeReference<Locale>(u"de_CH@euro");
+    Reference<IQXLocale> face;
+    ASSERT_EQ(locale->QueryInterface(IQXLocale::Iid, face.putVoid()), result::Ok);
+    String text;
+    EXPECT_EQ(face->GetCountry(&text), result::Ok);
+    EXPECT_EQ(text, u"CH"_qs);
+    EXPECT_EQ(face->ToString(&text), result::Ok);
+    EXPECT_EQ(text, u"de_CH@euro"_qs);
+    EXPECT_EQ(face->ToString(nullptr), result::NullPointer);
+    EXPECT_EQ(face->GetDisplayName(&text), Exception().getResult());
+    EXPECT_EQ(face->GetDisplayCountryLoc(face.get(), &text), Exception().getResult());
+    EXPECT_EQ(text, u"de_CH@euro"_qs);
+}
+
+TEST(BundleName, IsTakenApartAndPutTogether) {
+    const std::array<const char16_t*, 3> rows[] = {
+        // name, base name (null: no name of a bundle), locale
+        {u"Orbelle.Msg.StringBundle.de_CH@euro", u"Msg", u"de_CH@euro"},
+        {u"ORBELLE.a.b.stringbundle.", u"a.b", u""},
+        {u"Orbelle.x.StringBundle.y.StringBundle.z", u"x.StringBundle.y", u"z"},
+        {u"Orbelle.StringBundle.de", nullptr, nullptr},
+        {u"Orbelle..StringBundle.de", nullptr, nullptr},
+        {u"Maker.Msg.StringBundle.de", nullptr, nullptr},
+        {u"Orbelle.CharCodec.CP932", nullptr, nullptr},
+        {u"", nullptr, nullptr},
+    };
+    for (const auto& [full, base, locale] : rows) {
+        SCOPED_TRACE(String(full).toUtf8());
+        const auto name = BundleName::fromComponentName(full);
+        ASSERT_EQ(name.has_value(), base != nullptr);
+        if (!name)
+            continue;
+        EXPECT_EQ(name->baseName, String(base));
+        EXPECT_EQ(name->localeName, String(locale));
+        EXPECT_TRUE(name->componentName().equals(full, true));
+    }
+}
+
+// The identifiers are in registries: they never change. Calculated by another implementation.
+TEST(BundleName, HasAClassIdentifierWhateverTheCase) {
+    const auto idOf = [](const char16_t* base, const char16_t* locale) {
+        return util::Guid(BundleName{base, locale}.classId()).toString();
+    };
+    EXPECT_EQ(idOf(u"Service", u"de_CH"), u"{949CDBAF-CE98-3E6F-9FE5-E4CF501F0D5B}"_qs);
+    EXPECT_EQ(idOf(u"SERVICE", u"DE_ch"), u"{949CDBAF-CE98-3E6F-9FE5-E4CF501F0D5B}"_qs);
+    EXPECT_EQ(idOf(u"Größe", u"de"), u"{85B95D05-5B71-30EA-856D-58317951ED35}"_qs);
+}
+
+TEST(StringBundle, AsksItsParentsForWhatItHasNot) {
+    const auto child = makeReference<MapBundle>(MapBundle::Texts{{u"own", u"1"}, {u"empty", u""}});
+    const auto parent = makeReference<MapBundle>(
+        MapBundle::Texts{{u"own", u"hidden"}, {u"empty", u"2"}, {u"none", u""}});
+    EXPECT_THROW((void)child->getString(u"empty"_qs), Exception);
+    child->setParent(parent);
+    EXPECT_EQ(child->getString(u"own"_qs), u"1"_qs);
+    EXPECT_EQ(child->getString(u"empty"_qs), u"2"_qs);
+    for (const auto* key : {u"none", u"nowhere"})
+        EXPECT_EQ(descriptionOf([&] { (void)child->getString(key); }), NotFound);
+    EXPECT_EQ(failureOf([&] { parent->setParent(child); }), result::InvalidArgument);
+    EXPECT_EQ(parent->getParent(), nullptr);
+}
+
+Reference<IQXResourceBundle> faceOf(StringBundle& bundle) {
+    Reference<IQXResourceBundle> face;
+    EXPECT_EQ(bundle.QueryInterface(IQXResourceBundle::Iid, face.putVoid()), result::Ok);
+    return face;
+}
+
+/// What a bundle says as a component, by number, is what it says by key.
+void expectResources(StringBundle& bundle, int32_t expectedCount) {
+    const auto face = faceOf(bundle);
+    int32_t count = -1;
+    EXPECT_EQ(face->GetCount(&count), result::Ok);
+    EXPECT_EQ(count, expectedCount);
+    String key, text;
+    for (int32_t i = 0; i < count; ++i) {
+        EXPECT_EQ(face->GetResource(i, &key, &text), result::Ok);
+        EXPECT_EQ(text, bundle.lookupString(key));
+    }
+    for (const int32_t index : {-1, count})
+        EXPECT_EQ(face->GetResource(index, &key, &text), result::InvalidArgument);
+    EXPECT_EQ(face->GetResource(0, nullptr, &text), result::NullPointer);
+    EXPECT_EQ(face->GetCount(nullptr), result::NullPointer);
+}
+
+TEST(StringBundle, ServesComponents) {
+    const auto locale = makeReference<Locale>(u"de");
+    const auto bundle =
+        makeReference<MapBundle>(MapBundle::Texts{{u"a", u"hello"}, {u"b", u"world"}}, locale);
+    expectResources(*bundle, 2);
+    const auto face = faceOf(*bundle);
+    // A text that fills the room has no 0 unit behind it.
+    for (const int32_t room : {0, 4, 5, 6, 9}) {
+        SCOPED_TRACE(room);
+        std::u16string units(10, u'#');
+        int32_t length = room;
+        EXPECT_EQ(face->LoadStringW(u"a", units.data(), &length), result::Ok);
+        EXPECT_EQ(length, std::min(room, 6));
+        const auto copied = static_cast<size_t>(std::min(room, 5));
+        EXPECT_EQ(units.substr(0, copied), std::u16string(u"hello").substr(0, copied));
+        EXPECT_EQ(units[static_cast<size_t>(room)], u'#');
+    }
+    int32_t length = 5;
+    char16_t unit;
+    EXPECT_LT(face->LoadStringW(u"none", &unit, &length), 0);
+    EXPECT_EQ(length, 0);
+    length = -1;
+    EXPECT_EQ(face->LoadStringW(u"a", &unit, &length), result::InvalidArgument);
+
+    String text;
+    EXPECT_EQ(face->LoadCharBuffer(u"b", &text), result::Ok);
+    EXPECT_EQ(text, u"world"_qs);
+    EXPECT_EQ(face->LoadCharBuffer(nullptr, &text), result::NullPointer);
+    Reference<IQXLocale> found;
+    ASSERT_EQ(face->GetLocale(found.put()), result::Ok);
+    EXPECT_EQ(found.get(), static_cast<IQXLocale*>(locale.get()));
+}
+
+Reference<StringHashMap> threeTexts() {
+    auto texts = makeReference<StringHashMap>();
+    texts->put(u"hello", new String(u"Grüß Gott"));
+    texts->put(u"empty", new String());
+    texts->put(u"number", new Integer32(7)); // no text, yet printable
+    return texts;
+}
+
+TEST(StringMapBundle, ServesTheTextsOfTheMapAndMakesItsKeysOnce) {
+    const auto texts = threeTexts();
+    const auto bundle = makeReference<StringMapBundle>(texts);
+    EXPECT_EQ(bundle->getString(u"hello"), u"Grüß Gott"_qs);
+    EXPECT_EQ(bundle->getString(u"number"), u"7"_qs);
+    EXPECT_TRUE(bundle->lookupString(u"none").isEmpty());
+    EXPECT_THROW((void)bundle->getString(u"empty"), Exception);
+    EXPECT_EQ(failureOf([] { StringMapBundle none(nullptr); }), result::NullPointer);
+
+    std::vector<const void*> seen(8);
+    std::vector<std::jthread> threads;
+    for (auto& keys : seen)
+        threads.emplace_back([&keys, &bundle] { keys = bundle->getKeys().get(); });
+    threads.clear();
+    for (const void* keys : seen)
+        EXPECT_EQ(keys, bundle->getKeys().get());
+    texts->put(u"late", new String(u"served, not listed"));
+    EXPECT_EQ(bundle->getString(u"late"), u"served, not listed"_qs);
+    expectResources(*bundle, 3);
+}
+
+TEST(ComStringBundle, IsWhatItsComponentIs) {
+    const auto inner = makeReference<StringMapBundle>(threeTexts(), makeReference<Locale>(u"de"));
+    const auto bundle = makeReference<ComStringBundle>(faceOf(*inner));
+    EXPECT_EQ(bundle->getLocale(), nullptr); // is told, not asked for
+    EXPECT_EQ(bundle->getString(u"hello"), u"Grüß Gott"_qs);
+    EXPECT_THROW((void)bundle->getString(u"none"), Exception);
+    // Not the text of the key up to the 0 unit.
+    EXPECT_TRUE(bundle->lookupString(String(u"hello\0x", 7)).isEmpty());
+    EXPECT_EQ(bundle->lookupString(String(u"hello, not all", String::AM_WRAP, 5)), u"Grüß Gott"_qs);
+    EXPECT_TRUE(bundle->getKeys()->equals(*inner->getKeys()));
+    expectResources(*bundle, 3);
+    EXPECT_EQ(failureOf([] { ComStringBundle none(nullptr); }), result::NullPointer);
+}
+
+/// A component that answers everything with one result.
+class FailingBundle : public pcom::Implements<Object, IQXResourceBundle> {
+public:
+    explicit FailingBundle(int32_t result) : m_result(result) {}
+    int32_t LoadCharBuffer(const char16_t*, IQXCharBuffer*) override { return m_result; }
+    int32_t LoadStringW(const char16_t*, char16_t*, int32_t*) override { return m_result; }
+    int32_t GetCount(int32_t*) override { return m_result; }
+    int32_t GetResource(int32_t, IQXCharBuffer*, IQXCharBuffer*) override { return m_result; }
+    int32_t GetLocale(IQXLocale**) override { return m_result; }
+
+private:
+    int32_t m_result;
+};
+
+TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
+    const ComStringBundle corrupt(new FailingBundle(result::Corrupt));
+    const ComStringBundle poor(new FailingBundle(result::OutOfMemory));
+    EXPECT_TRUE(corrupt.lookupString(u"key").isEmpty());
+    EXPECT_EQ(failureOf([&] { (void)corrupt.getKeys(); }), result::Corrupt);
+    EXPECT_EQ(failureOf([&] { (void)poor.lookupString(u"key"); }), result::OutOfMemory);
+}
+
+constexpr CompiledText s_german[] = {{u"yes", u"ja"}, {u"no", u"nein"}};
+constexpr CompiledText s_swiss[] = {{u"no", u"nei"}, {u"empty", u""}};
+constexpr CompiledBundle s_de{u"de", s_german, 2, nullptr};
+constexpr CompiledBundle s_deCh{u"de_CH", s_swiss, 2, &s_de};
+constexpr CompiledBundle s_none{u"xx", nullptr, 0, nullptr};
+
+TEST(CompiledBundle, HasTheTextsOfItsParents) {
+    const auto bundle = i18n::createBundle(s_deCh);
+    EXPECT_EQ(bundle->getString(u"no"), u"nei"_qs);
+    EXPECT_EQ(bundle->getString(u"yes"), u"ja"_qs);
+    EXPECT_THROW((void)bundle->getString(u"empty"), Exception);
+    EXPECT_EQ(bundle->getLocale()->toString(), u"de_CH"_qs);
+    EXPECT_EQ(bundle->getParent()->getLocale()->toString(), u"de"_qs);
+    EXPECT_TRUE(i18n::createBundle(s_none)->getKeys()->isEmpty());
+}
+
+TEST(BundleFactory, MakesBundlesThatTheirModuleCounts) {
+    const GUID id = BundleName{u"Msg", u"de_CH"}.classId();
+    pcom::ClassData table[2];
+    table[0].clsid = &id;
+    table[0].creatorParameter = reinterpret_cast<uintptr_t>(&s_deCh);
+    table[0].createFactory = &i18n::createBundleFactory;
+    pcom::Module module(table);
+    Reference<IQXClassFactory> factory;
+    ASSERT_EQ(module.GetClassObject(id, IQXClassFactory::Iid, factory.putVoid()), result::Ok);
+    EXPECT_EQ(module.GetRefCount(), 0u);
+    Reference<IQXResourceBundle> bundle;
+    ASSERT_EQ(factory->CreateInstance(nullptr, IQXResourceBundle::Iid, bundle.putVoid()),
+              result::Ok);
+    EXPECT_EQ(module.GetRefCount(), 1u);
+    String text;
+    EXPECT_EQ(bundle->LoadCharBuffer(u"yes", &text), result::Ok);
+    EXPECT_EQ(text, u"ja"_qs);
+
+    void* out = &out;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXClassFactory::Iid, &out), result::NoInterface);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(factory->CreateInstance(bundle, IQXUnknown::Iid, &out), result::NoAggregation);
+    EXPECT_EQ(factory->CreateInstance(bundle, IQXResourceBundle::Iid, &out),
+              result::InvalidArgument);
+    EXPECT_EQ(module.GetRefCount(), 1u);
+    bundle.reset();
+    EXPECT_EQ(module.GetRefCount(), 0u);
+}
+
+/// Locales for which the base name "Msg" has a component. The one called `Offers::existing` makes
+/// a bundle, the others fail; `Offers::tried` records who was asked.
+class Offers {
+public:
+    static constexpr std::array Names{u"de_CH@euro", u"de_CH", u"de", u"fr_CA", u"fr", u"xx@a_b",
+                                      u"xx",         u"nn_NO", u"nn", u"en_US", u"en"};
+
+    explicit Offers(const char16_t* name) {
+        existing = name;
+        tried.clear();
+        offer(std::make_index_sequence<Names.size()>());
+    }
+    ~Offers() {
+        for (size_t i = 0; i < Names.size(); ++i)
+            QXComRevokeClassFactory(&classId(i));
+    }
+    Offers(const Offers&) = delete;
+    Offers& operator=(const Offers&) = delete;
+
+    static inline std::u16string existing;
+    static inline std::vector<std::u16string> tried;
+
+private:
+    static const GUID& classId(size_t number) {
+        static GUID id{0x6D0C2A5E, 0x11B7, 0x4A6F, {0x8E, 0x01, 0x5C, 0xD2, 0x7A, 0x33, 0x90, 0}};
+        id.Data4[7] = static_cast<uint8_t>(number);
+        return id;
+    }
+
+    template <size_t Number>
+    static int32_t create(const GUID* iid, void** object) {
+        tried.emplace_back(Names[Number]);
+        if (tried.back() != existing)
+            return result::Fail;
+        return makeReference<MapBundle>(MapBundle::Texts{{u"key", Names[Number]}})
+            ->QueryInterface(*iid, object);
+    }
+
+    template <size_t... Numbers>
+    void offer(std::index_sequence<Numbers...>) {
+        (QXComRegisterClassFactory((u"Orbelle.Msg.StringBundle."_qs + Names[Numbers]).getData(),
+                                   &classId(Numbers), &create<Numbers>),
+         ...);
+    }
+};
+
+TEST(StringBundle, IsLookedForFromTheSpecificToTheGeneral) {
+    const qxtest::TestLocale process("nn_NO", "ISO-8859-1");
+    if (!process.isSet())
+        GTEST_SKIP() << "the system cannot make the locale";
+    using Tries = std::vector<std::u16string>;
+    const std::tuple<const char16_t*, const char16_t*, Tries> rows[] = {
+        // the locale (null: none is given), the one that exists, and those that are tried
+        {u"de_CH@euro", u"de_CH@euro", {u"de_CH@euro"}},
+        {u"de_CH.UTF-8@euro", u"de", {u"de_CH@euro", u"de_CH", u"de"}},
+        {u"xx@a_b", u"xx", {u"xx@a_b", u"xx"}}, // "_" of a variant is no country
+        {u"fr_CA", u"nn_NO", {u"fr_CA", u"fr", u"nn_NO"}},
+        {u"fr_CA", u"nn", {u"fr_CA", u"fr", u"nn_NO", u"nn"}},
+        {u"fr", u"en_US", {u"fr", u"nn_NO", u"nn", u"en_US"}},
+        {u"zz", u"en", {u"nn_NO", u"nn", u"en_US", u"en"}}, // nothing is called zz
+        {nullptr, u"nn_NO", {u"nn_NO"}},
+        {nullptr, u"en_US", {u"nn_NO", u"nn", u"en_US"}},
+        {u"fr_CA", u"", {u"fr_CA", u"fr", u"nn_NO", u"nn", u"en_US", u"en"}},
+    };
+    for (const auto& [name, existing, tries] : rows) {
+        const Locale locale(name);
+        SCOPED_TRACE(locale.toString().toUtf8() + " finds " + String(existing).toUtf8());
+        const Offers offers(existing);
+        Reference<StringBundle> bundle;
+        const auto get = [&, given = name ? &locale : nullptr] {
+            bundle = StringBundle::getBundle(u"Msg", given);
+        };
+        EXPECT_EQ(descriptionOf(get), *existing ? "nothing thrown" : NotFound);
+        EXPECT_EQ(Offers::tried, tries);
+        if (!bundle)
+            continue;
+        EXPECT_EQ(bundle->getString(u"key"), String(existing));
+        EXPECT_EQ(bundle->getLocale()->toString(), String(existing));
+        EXPECT_EQ(bundle->getParent(), nullptr);
+    }
+    const Offers offers(u"");
+    // The last is no name for the component of its first three units.
+    for (const String& base : {u"Other"_qs, String(), String(u"Msg\0x", 5)})
+        EXPECT_EQ(descriptionOf([&] { (void)StringBundle::getBundle(base); }), NotFound);
+    EXPECT_TRUE(Offers::tried.empty());
+}
+
+} // namespace
