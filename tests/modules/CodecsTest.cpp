@@ -1,20 +1,20 @@
 #include <cerrno>
 #include <numeric>
+#include <thread>
 
 #include <gtest/gtest.h>
 
 #include <iconv.h>
 #include <sys/resource.h>
 
-#include <qx/core/Result.h>
-#include <qx/text/charset/ComCodec.h>
-#include <qx/text/charset/EncodingException.h>
-#include <qx/text/charset/Surrogates.h>
-#include <qx/util/buffer/ROBuffer.h>
+#include <qx/qx.h>
 
-#include "tests/modules/LoadedModule.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
+#include "tests/support/SafeModule.h"
 #include "tests/support/Sanitized.h"
+#include "tests/support/TemporaryRegistry.h"
+#include "tests/support/TestLocale.h"
 #include "tests/text/ConverterSupport.h"
 
 namespace {
@@ -26,8 +26,33 @@ using qxtest::Bytes;
 using qxtest::convertPieces;
 using qxtest::decode;
 using qxtest::encode;
-using qxtest::LoadedModule;
 using qxtest::Units;
+
+/// The module, loaded like any library: its classes are reached without the registry.
+class CodecModule {
+public:
+    /// One of the four functions of a module, by its name.
+    template <class Function>
+    Function* function(const char16_t* name) const {
+        return reinterpret_cast<Function*>(m_library.getSymbol(name));
+    }
+    /// The codec of a class, or null, with the code in @p result.
+    Reference<IQXCharCodec> create(const GUID& classId, int32_t& result) const {
+        Reference<IQXClassFactory> factory;
+        Reference<IQXCharCodec> codec;
+        result = function<decltype(DllGetClassObject)>(u"DllGetClassObject")(
+            &classId, &IQXClassFactory::Iid, factory.putVoid());
+        if (result >= 0)
+            result = factory->CreateInstance(nullptr, IQXCharCodec::Iid, codec.putVoid());
+        return codec;
+    }
+    bool canUnload() const {
+        return function<decltype(DllCanUnloadNow)>(u"DllCanUnloadNow")() == 0;
+    }
+
+private:
+    exec::SharedLibrary m_library{u"" QX_TEST_MODULE_DIR "/qxcodecs.so"};
+};
 
 struct Row {
     const char* name;
@@ -49,13 +74,16 @@ GUID classOf(uint32_t codePage) {
         0x12090000 + codePage, 0x0722, 0x4F11, {0x84, 0x8E, 0x9A, 0xAE, 0x88, 0xAF, 0xDE, 0xD2}};
 }
 
-const LoadedModule& module() {
-    static const LoadedModule loaded("qxcodecs.so");
+const CodecModule& module() {
+    static const CodecModule loaded;
     return loaded;
 }
 
 Reference<IQXCharCodec> codecOf(uint32_t codePage) {
-    return module().create<IQXCharCodec>(classOf(codePage));
+    int32_t result = 0;
+    auto codec = module().create(classOf(codePage), result);
+    EXPECT_EQ(result, 0);
+    return codec;
 }
 
 /// The system's converter, asked for one character at a time.
@@ -85,28 +113,6 @@ public:
 private:
     iconv_t m_descriptor;
 };
-
-/// The codec of a row and the converters over it.
-struct Subject {
-    explicit Subject(const Row& of) : row(of) {}
-
-    /// Of the rows that the system can be asked about.
-    bool isComparable() const { return row.codePage != 720; }
-
-    const Row& row;
-    Reference<IQXCharCodec> codec = codecOf(row.codePage);
-    BTCCom decoder{codec};
-    CTBCom encoder{codec};
-};
-
-TEST(Codecs, TellNameAndFactors) {
-    for (const Row& row : Rows) {
-        const Subject subject(row);
-        EXPECT_EQ(subject.decoder.getEncodingName(), String(row.name));
-        EXPECT_EQ(subject.decoder.getMaxCharsPerByte(), 1);
-        EXPECT_EQ(subject.encoder.getMaxBytesPerChar(), row.maxBytesPerChar) << row.name;
-    }
-}
 
 /// Compares every sequence behind @p prefix with the system's meaning, and collects those that have
 /// one, with it.
@@ -139,23 +145,6 @@ void compareSequences(IQXCharCodec& codec, System& system, const Bytes& prefix, 
     }
 }
 
-TEST(Codecs, ReadEverySequenceAsTheSystemDoes) {
-    for (const Row& row : Rows) {
-        SCOPED_TRACE(row.name);
-        Subject subject(row);
-        if (!subject.isComparable())
-            continue;
-        System system("UTF-16LE", row.name);
-        Bytes bytes;
-        Units units;
-        compareSequences(*subject.codec, system, {}, &bytes, &units);
-        EXPECT_GT(units.size(), 200u);
-        EXPECT_EQ(decode(subject.decoder, bytes), units);
-        EXPECT_EQ(convertPieces<Units>(subject.decoder, bytes, 1, 1), units);
-        EXPECT_EQ(convertPieces<Units>(subject.decoder, bytes, 13, 7), units);
-    }
-}
-
 /// Compares the bytes of every unit with the system's, and collects those that have any, with them.
 void compareUnits(IQXCharCodec& codec, System& system, Units* units, Bytes* bytes) {
     const Reference<util::RWByteBuffer> buffer(new util::RWByteBuffer());
@@ -175,34 +164,37 @@ void compareUnits(IQXCharCodec& codec, System& system, Units* units, Bytes* byte
     }
 }
 
-TEST(Codecs, WriteEveryUnitAsTheSystemDoes) {
+TEST(Codecs, ReadAndWriteEverythingAsTheSystemDoesHoweverItIsCut) {
+    const Units unmappable = u"\U0001F600plain text longer than a block\u0700\U0010FFFDA"s;
     for (const Row& row : Rows) {
         SCOPED_TRACE(row.name);
-        Subject subject(row);
-        if (!subject.isComparable())
-            continue;
-        System system(row.name, "UTF-16LE");
-        Units units;
-        Bytes bytes;
-        compareUnits(*subject.codec, system, &units, &bytes);
-        EXPECT_EQ(encode(subject.encoder, units), bytes);
-        EXPECT_EQ(convertPieces<Bytes>(subject.encoder, units, 1, 3), bytes);
-        EXPECT_EQ(convertPieces<Bytes>(subject.encoder, units, 13, 7), bytes);
-    }
-}
-
-TEST(Codecs, GoOnBehindUnmappableTextHoweverItIsCut) {
-    const Units units = u"\U0001F600plain text longer than a block\u0700\U0010FFFDA"s;
-    for (const Row& row : Rows) {
-        SCOPED_TRACE(row.name);
-        Subject subject(row);
-        for (size_t piece = 1; piece <= units.size(); ++piece) {
+        const Reference<IQXCharCodec> codec = codecOf(row.codePage);
+        BTCCom decoder(codec);
+        CTBCom encoder(codec);
+        EXPECT_EQ(decoder.getEncodingName(), String(row.name));
+        EXPECT_EQ(decoder.getMaxCharsPerByte(), 1);
+        EXPECT_EQ(encoder.getMaxBytesPerChar(), row.maxBytesPerChar);
+        Bytes bytes, written;
+        Units units, mapped;
+        if (row.codePage != 720) { // which the system cannot be asked about
+            System from("UTF-16LE", row.name), to(row.name, "UTF-16LE");
+            compareSequences(*codec, from, {}, &bytes, &units);
+            compareUnits(*codec, to, &mapped, &written);
+            EXPECT_GT(units.size(), 200u);
+        }
+        EXPECT_EQ(decode(decoder, bytes), units);
+        EXPECT_EQ(encode(encoder, mapped), written);
+        for (const auto& [piece, capacity] : {std::pair{1u, 3u}, {13u, 7u}}) {
+            EXPECT_EQ(convertPieces<Units>(decoder, bytes, piece, capacity), units);
+            EXPECT_EQ(convertPieces<Bytes>(encoder, mapped, piece, capacity), written);
+        }
+        for (size_t piece = 1; piece <= unmappable.size(); ++piece) {
             for (const size_t capacity : {3u, 4u, 8u, 11u, 20u, 99u})
-                ASSERT_EQ(convertPieces<Bytes>(subject.encoder, units, piece, capacity),
+                ASSERT_EQ(convertPieces<Bytes>(encoder, unmappable, piece, capacity),
                           "?plain text longer than a block??A");
         }
-        subject.encoder.setSubstitutionMode(false);
-        EXPECT_THROW(encode(subject.encoder, u"\U0001F600"), UnmappableCharacterException);
+        encoder.setSubstitutionMode(false);
+        EXPECT_THROW(encode(encoder, u"\U0001F600"), UnmappableCharacterException);
     }
 }
 
@@ -240,13 +232,9 @@ TEST(Codec, ReadsFaultsAsOneReplacementEach) {
     }
 }
 
-TEST(Codec, WritesComposedCharactersInParts) {
-    CTBCom vietnamese(codecOf(1258));
-    EXPECT_EQ(encode(vietnamese, u"Ti\u1EBFng Vi\u1EC7t"), "Ti\xEA\xECng Vi\xEA\xF2t");
-    BTCCom reader(codecOf(1258));
-    EXPECT_EQ(decode(reader, "Ti\xEA\xECng"), u"Ti\u00EA\u0301ng");
+TEST(Codec, WritesComposedCharactersWholeOrNotAtAll) {
     CTBCom hebrew(codecOf(1255));
-    EXPECT_EQ(convertPieces<Bytes>(hebrew, u"\uFB2C"s, 1, 2), "") << "written whole or not at all";
+    EXPECT_EQ(convertPieces<Bytes>(hebrew, u"\uFB2C"s, 1, 2), "");
     EXPECT_EQ(encode(hebrew, u"\uFB2C"), "\xF9\xCC\xD1");
 }
 
@@ -290,13 +278,12 @@ TEST(Codec, ChecksItsArguments) {
 }
 
 TEST(Codec, KeepsItsModuleLoadedAndNothingElseDoes) {
-    const LoadedModule loaded("qxcodecs.so");
     Reference<IQXCharCodec> codec = codecOf(1251);
-    EXPECT_FALSE(loaded.canUnload());
+    EXPECT_FALSE(module().canUnload());
     codec.reset();
-    EXPECT_TRUE(loaded.canUnload());
+    EXPECT_TRUE(module().canUnload());
     int32_t result = 0;
-    EXPECT_FALSE(loaded.create<IQXCharCodec>(classOf(1252), &result));
+    EXPECT_FALSE(module().create(classOf(1252), result));
     EXPECT_EQ(result, result::ClassNotAvailable);
 }
 
@@ -306,7 +293,7 @@ const qxtest::ChildEntry withoutConverters("withoutConverters", [](const auto&) 
     const rlimit none{0, 0};
     setrlimit(RLIMIT_NOFILE, &none);
     int32_t result = 0;
-    const bool created = !!module().create<IQXCharCodec>(classOf(932), &result);
+    const bool created = !!module().create(classOf(932), result);
     return created || result != result::NotAvailable ? 1 : 0;
 });
 
@@ -315,6 +302,85 @@ TEST(Codec, IsNotAvailableWhereTheSystemHasNoConverter) {
         GTEST_SKIP() << "the sanitizers need descriptors of their own";
     qxtest::ChildProcess child("withoutConverters");
     EXPECT_EQ(child.join(), 0);
+}
+
+// The codecs as programs meet them: by the name of an encoding, once their module is registered.
+
+/// The module registered in a registry of its own.
+class RegisteredCodecs : public testing::Test {
+protected:
+    RegisteredCodecs() { EXPECT_EQ(QXComRegisterModule(path.getData()), 0); }
+    ~RegisteredCodecs() override {
+        int32_t kept = -1;
+        EXPECT_EQ(QXComFreeUnusedModules(0, &kept), 0);
+        EXPECT_EQ(kept, 0) << "a codec is left over";
+    }
+
+    const String path{qxtest::safeModule(QX_TEST_MODULE_DIR "/qxcodecs.so").c_str()};
+    qxtest::TemporaryRegistry registry;
+};
+
+TEST_F(RegisteredCodecs, ServeEveryEncodingOfTheTableByEachOfItsNames) {
+    uint32_t count = 0;
+    QXEnumerateEncInfo(&count, nullptr);
+    std::vector<QXEncodingInfo> records(count);
+    ASSERT_EQ(QXEnumerateEncInfo(&count, records.data()), 0);
+    std::vector<std::pair<String, String>> names{
+        {u"cp932", u"CP932"}, {u"windows-31j", u"CP932"}, {u"20932", u"EUCJP"}};
+    for (const QXEncodingInfo& record : records)
+        names.emplace_back(record.name, record.name);
+    for (const auto& [name, canonical] : names) {
+        const Reference<ByteToCharConverter> decoder =
+            ByteToCharConverter::getConverter(name.getData());
+        const Reference<CharToByteConverter> encoder =
+            CharToByteConverter::getConverter(name.getData());
+        EXPECT_EQ(decoder->getEncodingName(), canonical);
+        EXPECT_EQ(encoder->getEncodingName(), canonical);
+    }
+}
+
+TEST_F(RegisteredCodecs, ServeStringsAndReadersUntilTheModuleIsUnregistered) {
+    const char bytes[] = "\x93\xFA\x96{\x8C\xEA!";
+    const String text(u"日本語!");
+    EXPECT_EQ(String(bytes, -1, u"CP932"), text);
+    EXPECT_STREQ(reinterpret_cast<const char*>(text.getBytes(u"CP932")), bytes);
+
+    io::ByteArrayInputStream source(reinterpret_cast<const signed char*>(bytes),
+                                    static_cast<int32_t>(sizeof bytes - 1));
+    io::InputStreamReader reader(&source, u"cp932");
+    char16_t units[8];
+    ASSERT_EQ(reader.read(units, 8), 4);
+    EXPECT_EQ(std::u16string_view(units, 4), text.view());
+
+    EXPECT_EQ(QXComUnregisterModule(path.getData()), 0);
+    EXPECT_THROW(String(bytes, -1, u"CP932"), UnknownEncodingException);
+    EXPECT_EQ(CodecManager::getInstance()->getEncoder(u"MS932"), nullptr);
+}
+
+// Whatever in there decodes a narrow text asks for the encoding that it is about to make.
+TEST_F(RegisteredCodecs, ServeTheEncodingOfTheLocale) {
+    const struct {
+        const char *language, *codeSet, *bytes;
+        const char16_t* text;
+    } rows[] = {{"bg_BG", "CP1251", "\xC4\xE0!", u"Да!"},
+                {"ja_JP", "EUC-JP", "a\xC6\xFC\xCB\xDC\xB8\xEC", u"a日本語"}};
+    for (const auto& row : rows) {
+        const qxtest::TestLocale locale(row.language, row.codeSet);
+        ASSERT_TRUE(locale.isSet());
+        std::vector<std::jthread> threads; // each may be the first that needs the tables
+        for (int i = 0; i < 8; ++i)
+            threads.emplace_back([&] { EXPECT_EQ(String(row.bytes), String(row.text)); });
+        threads.clear();
+        EXPECT_STREQ(reinterpret_cast<const char*>(String(row.text).getBytes()), row.bytes);
+        EXPECT_EQ(util::fromSystemName(row.bytes), String(row.text));
+        EXPECT_EQ(util::toSystemName(row.text), row.bytes);
+        qxtest::expectThrowsResult(result::UnmappableCharacter,
+                                   [] { util::toSystemName(u"😀"_qs); });
+        char cut[3];
+        EXPECT_EQ(QXUnicodeToAnsi(row.text, -1, cut, sizeof cut), result::BufferTooSmall);
+        EXPECT_EQ(std::string(cut), std::string(row.bytes, cut[0] == 'a' ? 1 : 2));
+        EXPECT_EQ(QXComRegisterModule(path.getData()), 0);
+    }
 }
 
 } // namespace

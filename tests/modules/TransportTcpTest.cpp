@@ -1,8 +1,5 @@
 #include <thread>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Result.h>
 #include <qx/io/ByteBuffer.h>
 #include <qx/io/pcom/IQXChannel.h>
 #include <qx/net/Transport.h>
@@ -17,16 +14,16 @@
 #include "tests/support/TemporaryRegistry.h"
 
 using namespace qx;
-using qxtest::expectThrowsResult;
+using qxtest::failureOf;
 using util::PropertySet;
 
 namespace {
 
 const String Name(u"Orbelle.Transport.TCP");
 
-using Properties = std::initializer_list<std::pair<const char16_t*, const char16_t*>>;
+using Properties = std::vector<std::pair<const char16_t*, const char16_t*>>;
 
-Reference<PropertySet> makeSet(Properties properties) {
+Reference<PropertySet> makeSet(const Properties& properties) {
     auto set = makeReference<PropertySet>();
     for (const auto& [name, value] : properties)
         set->set(String(name), String(value));
@@ -48,19 +45,22 @@ protected:
         EXPECT_EQ(kept, 0); // nothing of the module lives
     }
 
-    /// Where an acceptor that was asked for any port is to be reached.
-    Reference<PropertySet> placeOf(const PropertySet& listening) const {
-        const auto place = makeSet({{u"host", u"127.0.0.1"}});
-        place->set(u"port"_qs, listening.get(u"boundPort"_qs));
-        return place;
+    /// An acceptor, which m_place leads to.
+    Reference<net::IAcceptor> listen(const Properties& properties = {{u"port", u"0"}}) {
+        const auto listening = makeSet(properties);
+        auto acceptor = m_transport->createAcceptor(*listening);
+        m_place->set(u"port"_qs, listening->get(u"boundPort"_qs));
+        return acceptor;
     }
-    qx_sockaddr_union addressOf(const PropertySet& listening) const {
+    /// A socket that is connected with the acceptor.
+    auto connect() const {
         qx_sockaddr_union address = qxtest::ipv4(127, 0, 0, 1);
-        const std::string port = listening.get(u"boundPort"_qs).toUtf8();
+        const std::string port = m_place->get(u"port"_qs).toUtf8();
         address.ipv4.port = qxtest::networkOrder(static_cast<uint16_t>(std::stoi(port)));
-        return address;
+        return qxtest::connectTo(address);
     }
 
+    const Reference<PropertySet> m_place = makeSet({{u"host", u"127.0.0.1"}});
     const qxtest::TemporaryRegistry m_registry;
     Reference<net::ITransport> m_transport;
 };
@@ -84,47 +84,27 @@ std::string receive(io::IChannel& channel) {
     }
 }
 
-TEST_F(TransportTcp, EchoesOverSeveralConnectionsOfOneAcceptor) {
-    const auto listening = makeSet({{u"host", u"127.0.0.1"}, {u"port", u"0"}, {u"backlog", u"8"}});
-    const auto acceptor = m_transport->createAcceptor(*listening);
-    constexpr int Connections = 4;
-    std::jthread server([&] {
-        std::vector<std::jthread> echoes;
-        for (int i = 0; i < Connections; ++i)
-            echoes.emplace_back([channel = acceptor->accept()] {
-                signed char bytes[4096];
-                for (;;) {
-                    io::ByteBuffer buffer(bytes, sizeof bytes, QX_ENDIAN_LITTLE);
-                    if (channel->read(buffer) < 0)
-                        break;
-                    buffer.flip();
-                    channel->write(buffer);
-                }
-            });
-    });
-    const auto connector = m_transport->createConnector(*placeOf(*listening));
-    std::vector<Reference<io::IChannel>> channels;
-    for (int i = 0; i < Connections; ++i)
-        channels.push_back(connector->connect());
-    for (int i = 0; i < Connections; ++i)
-        send(*channels[static_cast<size_t>(i)], std::string(10000, static_cast<char>('a' + i)));
-    for (int i = 0; i < Connections; ++i) {
-        std::string back;
-        while (back.size() < 10000) {
-            signed char bytes[4096];
-            io::ByteBuffer buffer(bytes, sizeof bytes, QX_ENDIAN_LITTLE);
-            const int count = channels[static_cast<size_t>(i)]->read(buffer);
-            ASSERT_GT(count, 0);
-            back.append(reinterpret_cast<const char*>(bytes), static_cast<size_t>(count));
-        }
-        EXPECT_EQ(back, std::string(10000, static_cast<char>('a' + i)));
+TEST_F(TransportTcp, MovesBytesOverSeveralConnectionsOfOneAcceptor) {
+    const auto acceptor = listen({{u"host", u"127.0.0.1"}, {u"port", u"0"}, {u"backlog", u"8"}});
+    const auto connector = m_transport->createConnector(*m_place);
+    Reference<io::IChannel> connected[3], accepted[3];
+    for (size_t i = 0; i < std::size(connected); ++i) {
+        connected[i] = connector->connect();
+        accepted[i] = acceptor->accept();
+    }
+    for (size_t i = 0; i < std::size(connected); ++i) {
+        const std::string text(100'000, static_cast<char>('a' + i));
+        std::jthread sender([&] {
+            send(*connected[i], text);
+            connected[i].reset(); // the connection ends with its channel
+        });
+        EXPECT_EQ(receive(*accepted[i]), text);
     }
 }
 
 TEST_F(TransportTcp, WritesOnAfterThePeerHasShutItsOutput) {
-    const auto listening = makeSet({{u"port", u"0"}});
-    const auto acceptor = m_transport->createAcceptor(*listening);
-    const auto peer = qxtest::connectTo(addressOf(*listening));
+    const auto acceptor = listen();
+    const auto peer = connect();
     auto channel = acceptor->accept();
     qxtest::say(*peer, "question");
     EXPECT_EQ(peer->shutdownOutput(), 0);
@@ -135,60 +115,52 @@ TEST_F(TransportTcp, WritesOnAfterThePeerHasShutItsOutput) {
 }
 
 TEST_F(TransportTcp, TellsAResetFromATimeOut) {
-    const auto listening = makeSet({{u"port", u"0"}, {u"readTimeout", u"20"}});
-    const auto acceptor = m_transport->createAcceptor(*listening);
-    const auto peer = qxtest::connectTo(addressOf(*listening));
+    const auto acceptor = listen({{u"port", u"0"}, {u"readTimeout", u"20"}});
+    const auto peer = connect();
     const auto channel = acceptor->accept();
     io::ByteBuffer buffer(10u, QX_ENDIAN_LITTLE);
-    expectThrowsResult(QX_E_SOCKET_ETIMEDOUT, [&] { channel->read(buffer); });
+    EXPECT_EQ(failureOf([&] { channel->read(buffer); }), QX_E_SOCKET_ETIMEDOUT);
     EXPECT_EQ(buffer.getPosition(), 0u);
     send(*channel, "still connected");
     char first = 0;
     int64_t count = 0;
     EXPECT_EQ(peer->recv(&first, 1, 0, &count), 0);
     EXPECT_EQ(peer->close(), 0); // with bytes unread, which resets
-    expectThrowsResult(QX_E_SOCKET_ECONNRESET, [&] { channel->read(buffer); });
+    EXPECT_EQ(failureOf([&] { channel->read(buffer); }), QX_E_SOCKET_ECONNRESET);
 }
 
 TEST_F(TransportTcp, RefusesPropertiesThatAreMissingOrNone) {
-    const struct {
-        int32_t code;
-        Properties properties;
-        bool acceptor;
-        bool connector;
-    } cases[] = {
-        {result::NotFound, {{u"host", u"127.0.0.1"}}, true, true},
-        {result::NotFound, {{u"port", u"7"}}, false, true},
-        {result::InvalidArgument, {{u"host", u""}, {u"port", u"7"}}, true, true},
-        {result::InvalidArgument, {{u"host", u"127.0.0.1"}, {u"port", u"0"}}, false, true},
-        {result::InvalidArgument, {{u"host", u"127.0.0.1"}, {u"port", u"65536"}}, true, true},
-        {result::InvalidArgument, {{u"host", u"127.0.0.1"}, {u"port", u"-1"}}, true, true},
-        {result::InvalidArgument, {{u"host", u"127.0.0.1"}, {u"port", u" 7"}}, true, true},
-        {result::InvalidArgument, {{u"host", u"127.0.0.1"}, {u"port", u""}}, true, true},
-        {result::InvalidArgument, {{u"port", u"0"}, {u"backlog", u"0"}}, true, false},
-        {result::InvalidArgument, {{u"port", u"0"}, {u"readTimeout", u"1s"}}, true, false},
-        {QX_E_SOCKET_EADDRNOTAVAIL, {{u"host", u"203.0.113.1"}, {u"port", u"0"}}, true, false},
+    const std::tuple<int32_t, bool, bool, Properties> cases[] = {
+        // the result, and whether an acceptor and a connector are refused
+        {result::NotFound, true, true, {{u"host", u"127.0.0.1"}}},
+        {result::NotFound, false, true, {{u"port", u"7"}}},
+        {result::InvalidArgument, true, true, {{u"host", u""}, {u"port", u"7"}}},
+        {result::InvalidArgument, false, true, {{u"host", u"127.0.0.1"}, {u"port", u"0"}}},
+        {result::InvalidArgument, true, true, {{u"host", u"127.0.0.1"}, {u"port", u"65536"}}},
+        {result::InvalidArgument, true, true, {{u"host", u"127.0.0.1"}, {u"port", u"-1"}}},
+        {result::InvalidArgument, true, true, {{u"host", u"127.0.0.1"}, {u"port", u" 7"}}},
+        {result::InvalidArgument, true, true, {{u"host", u"127.0.0.1"}, {u"port", u""}}},
+        {result::InvalidArgument, true, false, {{u"port", u"0"}, {u"backlog", u"0"}}},
+        {result::InvalidArgument, true, false, {{u"port", u"0"}, {u"readTimeout", u"1s"}}},
+        {QX_E_SOCKET_EADDRNOTAVAIL, true, false, {{u"host", u"203.0.113.1"}, {u"port", u"0"}}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        const auto set = makeSet(c.properties);
-        if (c.acceptor)
-            expectThrowsResult(c.code, [&] { m_transport->createAcceptor(*set); });
-        if (c.connector)
-            expectThrowsResult(c.code, [&] { m_transport->createConnector(*set); });
+    for (const auto& [code, acceptor, connector, properties] : cases) {
+        SCOPED_TRACE(testing::Message() << acceptor << connector);
+        const auto set = makeSet(properties);
+        const auto accept = [&] { m_transport->createAcceptor(*set); };
+        const auto connect = [&] { m_transport->createConnector(*set); };
+        EXPECT_TRUE(!acceptor || failureOf(accept) == code);
+        EXPECT_TRUE(!connector || failureOf(connect) == code);
         EXPECT_FALSE(set->hasProperty(u"boundPort"_qs));
     }
 }
 
 TEST_F(TransportTcp, SaysWhyThereIsNoConnection) {
-    const auto listening = makeSet({{u"port", u"0"}});
-    auto acceptor = m_transport->createAcceptor(*listening);
-    const auto again = makeSet({{u"port", u"0"}});
-    again->set(u"port"_qs, listening->get(u"boundPort"_qs));
-    expectThrowsResult(QX_E_SOCKET_EADDRINUSE, [&] { m_transport->createAcceptor(*again); });
-    const auto connector = m_transport->createConnector(*placeOf(*listening));
+    auto acceptor = listen();
+    EXPECT_EQ(failureOf([&] { m_transport->createAcceptor(*m_place); }), QX_E_SOCKET_EADDRINUSE);
+    const auto connector = m_transport->createConnector(*m_place);
     acceptor.reset();
-    expectThrowsResult(QX_E_SOCKET_ECONNREFUSED, [&] { connector->connect(); });
+    EXPECT_EQ(failureOf([&] { connector->connect(); }), QX_E_SOCKET_ECONNREFUSED);
 }
 
 TEST_F(TransportTcp, GivesConnectionsANameToBeInheritedBy) {
@@ -196,13 +168,11 @@ TEST_F(TransportTcp, GivesConnectionsANameToBeInheritedBy) {
     ASSERT_EQ(QXComCreateObjectByProgID(u"Orbelle.Transport.TCP.1", nullptr,
                                         &net::pcom::IQXTransport::Iid, transport.putVoid()),
               0);
-    const auto listening = makeSet({{u"port", u"0"}});
-    const auto acceptor = m_transport->createAcceptor(*listening);
-    const auto place = placeOf(*listening);
+    const auto acceptor = listen();
     Reference<net::pcom::IQXConnector2> connector;
     Reference<io::pcom::IQXChannel> channel;
-    ASSERT_EQ(transport->CreateConnector(PropertySet::getPcom(place), net::pcom::IQXConnector2::Iid,
-                                         connector.putVoid()),
+    ASSERT_EQ(transport->CreateConnector(PropertySet::getPcom(m_place),
+                                         net::pcom::IQXConnector2::Iid, connector.putVoid()),
               0);
     ASSERT_EQ(connector->Connect(io::pcom::IQXChannel::Iid, channel.putVoid()), 0);
     transport.reset();
