@@ -1,22 +1,16 @@
 // Registered components: modules are loaded from where the registry says.
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <shared_mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <qx/core/Object.h>
-#include <qx/core/Reference.h>
 #include <qx/core/String.h>
-#include <qx/pcom/IClassFactory.h>
 #include <qx/platform/guid.h>
 #include <qx/platform/module.h>
 #include <qx/platform/result.h>
@@ -24,7 +18,6 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/SafeModule.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TemporaryRegistry.h"
 #include "tests/testmodules/plain.h"
 
@@ -33,7 +26,6 @@ namespace {
 using namespace qx;
 using qxtest::ChildProcess;
 using qxtest::TemporaryFolder;
-using qxtest::TemporaryRegistry;
 using util::RegistryKey;
 
 constexpr GUID ThingClass{0x7468696E, 0x6701, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 1}};
@@ -52,8 +44,9 @@ int32_t freeModules(uint32_t delayMs = 0) {
     return kept;
 }
 
-/// What creating the thing gives; the object is dropped.
-int32_t createThing(const char16_t* progId = u"Test.Thing") {
+/// What creating the thing gives, which is kept if that is wanted.
+int32_t createThing(const char16_t* progId = u"Test.Thing",
+                    Reference<IQXComparable>* kept = nullptr) {
     Reference<IQXComparable> thing;
     const int32_t result =
         QXComCreateObjectByProgID(progId, nullptr, &IQXComparable::Iid, thing.putVoid());
@@ -62,7 +55,16 @@ int32_t createThing(const char16_t* progId = u"Test.Thing") {
     if (thing)
         thing->HashCode(&hash);
     EXPECT_EQ(hash, 4711u);
+    if (kept)
+        *kept = thing;
     return result;
+}
+
+/// Names the module of a class.
+void enter(const std::string& path, const String& classId, const String& progId) {
+    RegistryKey(QX_HKEY_CLASSES_64, u"CLSID\\" + classId + u"\\InprocServer32")
+        .setValue(String(path.c_str()));
+    RegistryKey(QX_HKEY_CLASSES_64, progId + u"\\CLSID").setValue(classId);
 }
 
 /// A registry of its own, and no module loaded at the beginning and at the end.
@@ -81,9 +83,7 @@ protected:
         const GUID classId{fault, 0, 0, {}};
         char16_t text[39];
         QXComStringFromGUID(&classId, text, 39);
-        RegistryKey(QX_HKEY_CLASSES_64, u"CLSID\\" + String(text) + u"\\InprocServer32")
-            .setValue(String(path.c_str()));
-        RegistryKey(QX_HKEY_CLASSES_64, u"Test.Registered\\CLSID").setValue(text);
+        enter(path, text, u"Test.Registered");
         void* object = &object;
         const int32_t result =
             QXComCreateObjectByProgID(u"Test.Registered", nullptr, &IQXUnknown::Iid, &object);
@@ -91,7 +91,7 @@ protected:
         return result;
     }
 
-    TemporaryRegistry registry;
+    qxtest::TemporaryRegistry registry;
 
 private:
     int32_t m_modulesBefore = QXModuleGetLiveCount();
@@ -141,7 +141,7 @@ const qxtest::ChildEntry registering("register", [](const auto& arguments) {
 });
 
 TEST_F(ComponentTest, InPlainCAreUsedThroughTheirTables) {
-    ASSERT_EQ(registerModule(modulePath("plain")), result::Ok);
+    enter(modulePath("plain"), PLAIN_COUNTER_CLASS, PLAIN_COUNTER_NAME);
     const PlainCounterTable** counter = nullptr;
     ASSERT_EQ(QXComCreateObjectByProgID(u"Test.PlainCounter", nullptr, &PlainCounterId,
                                         reinterpret_cast<void**>(&counter)),
@@ -167,10 +167,7 @@ TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
     const std::string whole = qxtest::readFile(modulePath("things"));
     qxtest::writeFile(folder.path("cut.so"), whole.substr(0, 1000));
     qxtest::writeFile(folder.path("empty.so"), "");
-    const struct {
-        std::string path;
-        int32_t result;
-    } cases[] = {
+    const std::pair<std::string, int32_t> pathsAndResults[] = {
         {folder.path("absent.so"), result::NotFound},
         {folder.path("text.so"), result::NotALibrary},
         {folder.path("empty.so"), result::NotALibrary},
@@ -185,7 +182,7 @@ TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
         {modulePath("with_unresolved_function"), result::ModuleNotFound},
     };
     const int32_t before = QXModuleGetLiveCount();
-    for (const auto& [path, result] : cases) {
+    for (const auto& [path, result] : pathsAndResults) {
         SCOPED_TRACE(path);
         EXPECT_EQ(createFrom(path), result);
         EXPECT_EQ(registerModule(path), result);
@@ -231,10 +228,7 @@ TEST_F(ComponentTest, ModulesThatOthersMayChangeAreRefused) {
 
 TEST_F(ComponentTest, FaultsOfAModuleBecomeResults) {
     const std::string faulty = modulePath("faulty");
-    const struct {
-        uint32_t fault;
-        int32_t result;
-    } cases[] = {
+    const std::pair<uint32_t, int32_t> faultsAndResults[] = {
         {1, result::AccessDenied}, // the entry fails, with an object
         {2, result::Fail},         // succeeds without one
         {3, result::Fail},         // throws
@@ -243,7 +237,7 @@ TEST_F(ComponentTest, FaultsOfAModuleBecomeResults) {
         {6, result::Fail},         // throws
         {7, result::ClassNotAvailable},
     };
-    for (const auto& [fault, result] : cases) {
+    for (const auto& [fault, result] : faultsAndResults) {
         SCOPED_TRACE(fault);
         EXPECT_EQ(createFrom(faulty, fault), result);
         EXPECT_EQ(createFrom(faulty, fault), result);
@@ -259,9 +253,7 @@ TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
         SCOPED_TRACE(name);
         ASSERT_EQ(registerModule(modulePath(name)), result::Ok);
         Reference<IQXComparable> thing;
-        ASSERT_EQ(
-            QXComCreateObjectByProgID(u"Test.Thing", nullptr, &IQXComparable::Iid, thing.putVoid()),
-            result::Ok);
+        ASSERT_EQ(createThing(u"Test.Thing", &thing), result::Ok);
         EXPECT_EQ(freeModules(), 1);
         EXPECT_EQ(thing->AddRef(), 2u); // still there
         thing->Release();
@@ -321,7 +313,7 @@ TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {
 
 TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
     ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
-    ASSERT_EQ(registerModule(modulePath("plain")), result::Ok);
+    enter(modulePath("plain"), PLAIN_COUNTER_CLASS, PLAIN_COUNTER_NAME);
     constexpr int Rounds = 200;
     // With a delay of 0 it is up to the caller that no Release is on its way out of the module.
     std::shared_mutex releasing;
@@ -343,27 +335,6 @@ TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
     while (running > 0) {
         const std::unique_lock guard(releasing);
         EXPECT_GE(freeModules(), 0);
-    }
-}
-
-TEST_F(ComponentTest, ThreadsThatAskAtOnceLoadAModuleOnce) {
-    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
-    for (int round = 0; round < 20; ++round) {
-        std::atomic<int> waiting = 3;
-        {
-            std::array<std::jthread, 3> threads;
-            for (auto& thread : threads) {
-                thread = std::jthread([&] {
-                    --waiting;
-                    while (waiting > 0)
-                        std::this_thread::yield();
-                    EXPECT_EQ(createThing(), result::Ok);
-                });
-            }
-        }
-        EXPECT_EQ(loadedModules(), 1);
-        EXPECT_EQ(freeModules(), 0);
-        EXPECT_EQ(loadedModules(), 0); // no use was counted twice
     }
 }
 

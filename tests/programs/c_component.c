@@ -17,6 +17,8 @@ typedef struct ComparableTable {
 
 static const QXGUID ComparableId = {
     0x72038029, 0xFA65, 0x4255, {0xA9, 0x16, 0x1C, 0x56, 0x80, 0xAC, 0xFE, 0xBF}};
+static const QXGUID UnknownId = {0, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+static const QXGUID OtherId = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
 
 static int failures = 0;
 
@@ -28,9 +30,23 @@ static void expect(int condition, const char* what) {
 }
 
 static void useThing(const ComparableTable** thing) {
+    const ComparableTable** unknown = NULL;
+    void* out = &out;
     uint32_t hash = 0;
     int32_t kept = 0;
+    int order = 5;
     expect((*thing)->HashCode(thing, &hash) == QX_OK && hash == 4711, "its hash");
+    expect((*thing)->unknown.QueryInterface(thing, &UnknownId, (void**)&unknown) == QX_OK &&
+               (*unknown)->unknown.QueryInterface(unknown, &UnknownId, &out) == QX_OK &&
+               out == (void*)unknown,
+           "the unknown interface is its identity");
+    expect((*thing)->unknown.AddRef(thing) == 4, "every interface counts on the object");
+    expect((*thing)->unknown.Release(thing) == 3 && (*unknown)->unknown.Release(unknown) == 2,
+           "a release counts down");
+    expect((*thing)->CompareTo(thing, unknown, &order) == QX_OK && order == 0, "equals itself");
+    expect((*unknown)->unknown.QueryInterface(unknown, &OtherId, &out) == QX_E_NO_INTERFACE && !out,
+           "an interface that it does not have");
+    expect((*unknown)->unknown.Release(unknown) == 1, "still held");
     expect(QXComFreeUnusedModules(0, &kept) == QX_OK && kept == 1, "its module stays");
     expect((*thing)->unknown.Release(thing) == 0, "destroyed");
     expect(QXComFreeUnusedModules(0, &kept) == QX_OK && kept == 0, "its module goes");

@@ -1,7 +1,6 @@
 // Loads and unloads the library over and over: nothing may stay behind. Leaks are reported by the
 // sanitizer that the program is built with; without one, by the growth of the heap.
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -11,7 +10,6 @@
 #include <sys/wait.h>
 
 #include <qx/collections/IComparator.h>
-#include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Reference.h>
 #include <qx/platform/module.h>
 #include <qx/platform/process.h>
@@ -38,24 +36,6 @@ bool useComparator(void* library) {
     int order = 1;
     return comparator->Compare(nullptr, nullptr, &order) == 0 && order == 0 &&
            getComparator() == comparator;
-}
-
-bool useSet(void* library) {
-    // By the names of the functions: the class itself is not linked here.
-    using qx::collections::pcom::HashSet;
-    const auto construct = reinterpret_cast<void (*)(void* set)>(
-        dlsym(library, "_ZN2qx11collections4pcom7HashSetC1Ev"));
-    const auto destruct = reinterpret_cast<void (*)(void* set)>(
-        dlsym(library, "_ZN2qx11collections4pcom7HashSetD1Ev"));
-    const auto add = reinterpret_cast<bool (*)(void* set, IQXUnknown* element)>(
-        dlsym(library, "_ZN2qx11collections4pcom7HashSet3addEP10IQXUnknown"));
-    if (!construct || !destruct || !add)
-        return false;
-    alignas(HashSet) std::byte set[sizeof(HashSet)];
-    construct(set);
-    const bool added = add(set, nullptr) && !add(set, nullptr);
-    destruct(set);
-    return added;
 }
 
 /// Leaves a child that may end before or after the library is unloaded.
@@ -159,42 +139,37 @@ bool outlivesItsLastUser() {
     return !isLoaded();
 }
 
+/// The library has started up.
+bool useEncodings(void* library) {
+    using Enumerate = int32_t (*)(uint32_t * count, void* infos);
+    const auto enumerate = reinterpret_cast<Enumerate>(dlsym(library, "QXEnumerateEncInfo"));
+    uint32_t count = 0;
+    return enumerate && enumerate(&count, nullptr) < 0 && count == 28;
+}
+
+bool failed(const char* what) {
+    std::fprintf(stderr, "failed: %s\n", what);
+    return false;
+}
+
 bool loadUseAndUnload(bool withChild) {
     void* const library = load();
     if (!library)
         return false;
-    using Enumerate = int32_t (*)(uint32_t * count, void* infos);
-    const auto enumerate = reinterpret_cast<Enumerate>(dlsym(library, "QXEnumerateEncInfo"));
-    uint32_t count = 0;
-    if (!enumerate || enumerate(&count, nullptr) >= 0 || count != 28) {
-        std::fprintf(stderr, "the library did not start up\n");
-        return false;
+    const struct {
+        const char* what;
+        bool (*use)(void* library);
+    } uses[] = {{"start-up", &useEncodings},
+                {"comparator", &useComparator},
+                {"child", withChild ? &leaveChild : &useEncodings},
+                {"component", &useComponent}};
+    for (const auto& [what, use] : uses) {
+        if (!use(library))
+            return failed(what);
     }
-    if (!useComparator(library)) {
-        std::fprintf(stderr, "no comparator\n");
-        return false;
-    }
-    if (withChild && !leaveChild(library)) {
-        std::fprintf(stderr, "no child\n");
-        return false;
-    }
-    if (!useComponent(library)) {
-        std::fprintf(stderr, "no component\n");
-        return false;
-    }
-    if (!useSet(library)) {
-        std::fprintf(stderr, "no set\n");
-        return false;
-    }
-    if (dlclose(library) != 0) {
-        std::fprintf(stderr, "%s\n", dlerror());
-        return false;
-    }
-    if (isLoaded()) {
-        std::fprintf(stderr, "the library stays loaded\n");
-        return false;
-    }
-    return true;
+    if (dlclose(library) != 0)
+        return failed(dlerror());
+    return !isLoaded() || failed("the library stays loaded");
 }
 
 std::size_t heapInUse() { return mallinfo2().uordblks; }
@@ -224,14 +199,9 @@ int main(int argc, char** argv) {
         if (!loadUseAndUnload(false))
             return 1;
     }
-    const std::size_t after = heapInUse();
-    if (after > before + Rounds * SmallestBlock) {
-        std::fprintf(stderr, "%zu bytes stay behind\n", after - before);
-        return 1;
-    }
-    if (!outlivesItsLastUser()) {
-        std::fprintf(stderr, "the library does not stay for a module\n");
-        return 1;
-    }
-    return 0;
+    const bool isClean = heapInUse() <= before + Rounds * SmallestBlock;
+    return (isClean || failed("blocks stay behind")) &&
+                   (outlivesItsLastUser() || failed("the library does not stay for a module"))
+               ? 0
+               : 1;
 }

@@ -5,8 +5,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <qx/platform/module.h>
-#include <qx/platform/registry.h>
 #include <qx/platform/result.h>
 
 QX_COMPONENT_NOTE;
@@ -118,34 +116,3 @@ int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void
 }
 
 int32_t DllCanUnloadNow(void) { return __atomic_load_n(&s_live, __ATOMIC_SEQ_CST) == 0 ? 0 : 1; }
-
-#ifndef PLAIN_ALONE
-#define CLASS_KEY u"CLSID\\" PLAIN_COUNTER_CLASS
-
-int32_t DllRegisterServer(void) {
-    static const char16_t classId[] = PLAIN_COUNTER_CLASS;
-    static const char16_t description[] = u"A counter in C";
-    char path[1024];
-    char16_t widePath[1024];
-    size_t i;
-    QXRegistryChange changes[] = {
-        {QX_REG_SET_VALUE, QX_REG_STRING, PLAIN_COUNTER_NAME, u"", description, sizeof description},
-        {QX_REG_SET_VALUE, QX_REG_STRING, PLAIN_COUNTER_NAME u"\\CLSID", u"", classId,
-         sizeof classId},
-        {QX_REG_SET_VALUE, QX_REG_STRING, CLASS_KEY, u"", description, sizeof description},
-        {QX_REG_SET_VALUE, QX_REG_STRING, CLASS_KEY u"\\InprocServer32", u"", widePath, 0},
-    };
-    const int32_t result = QXModuleGetFileName(&s_factory, path, (int32_t)sizeof path);
-    if (result < 0)
-        return result;
-    for (i = 0; i <= strlen(path); ++i)
-        widePath[i] = (unsigned char)path[i];
-    changes[3].length = (int32_t)(i * sizeof *widePath);
-    return QXRegistryApply(QX_HKEY_CLASSES_64, changes, 4);
-}
-
-int32_t DllUnregisterServer(void) {
-    const int32_t result = QXRegistryDeleteKey(QX_HKEY_CLASSES_64, CLASS_KEY);
-    return result < 0 ? result : QXRegistryDeleteKey(QX_HKEY_CLASSES_64, PLAIN_COUNTER_NAME);
-}
-#endif
