@@ -1,27 +1,29 @@
-#include <qx/log/AsyncProcessor.h>
-
 #include <algorithm>
 #include <set>
 #include <thread>
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/BasicLogWriter.h>
+#include <qx/log/XmlLogWriter.h>
 
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
-#include "tests/support/ExpectResult.h"
+#include "tests/support/Sanitized.h"
 
 namespace {
 
 using namespace qx;
 using log::AsyncOptions;
 using log::AsyncProcessor;
-using qxtest::expectThrowsResult;
+using qxtest::BlockingThread;
+using qxtest::failureOf;
 using qxtest::FakeTarget;
+using qxtest::loggerTo;
 using qxtest::numberEntry;
 using Values = std::vector<std::string>;
 
@@ -32,60 +34,68 @@ Values numbers(int begin, int end) {
     return values;
 }
 
-void put(AsyncProcessor& processor, int begin, int end) {
-    for (int number = begin; number < end; ++number)
-        processor.process(numberEntry(number));
-}
-
 template <class Condition>
 void await(Condition condition) {
     while (!condition())
         exec::Thread::sleep(1);
 }
 
-/// A target that a worker is in the middle of an entry with.
-Reference<AsyncProcessor> busyProcessor(FakeTarget& target, const AsyncOptions& options = {}) {
-    target.gate.close();
-    auto processor = AsyncProcessor::create(&target, 1, options);
-    processor->process(numberEntry(0));
-    await([&] { return target.calls == 1; });
-    return processor;
-}
+class Async : public testing::Test {
+protected:
+    Async() { target->destroyed = &destroyed; }
 
-TEST(AsyncProcessor, HandsOnInOrderWithOneWorker) {
-    auto target = makeReference<FakeTarget>();
-    auto processor = AsyncProcessor::create(target, 1);
+    void start(int workers) { processor = AsyncProcessor::create(target, workers, options); }
+    /// Has a worker that is in the middle of entry 0.
+    void startBusy() {
+        target->gate.close();
+        start(1);
+        put(0, 1);
+        await([&] { return target->calls == 1; });
+    }
+    void put(int begin, int end) {
+        for (int number = begin; number < end; ++number)
+            processor->process(numberEntry(number));
+    }
+
+    std::atomic<bool> destroyed{false}; // the target, which sees this go last
+    Reference<FakeTarget> target{new FakeTarget};
+    AsyncOptions options;
+    Reference<AsyncProcessor> processor;
+};
+
+TEST_F(Async, HandsOnInOrderWithOneWorkerAndLetsTheTargetGo) {
     constexpr int Count = 2000;
-    put(*processor, 0, Count);
+    start(1);
+    put(0, Count);
     EXPECT_TRUE(processor->flush());
     EXPECT_EQ(target->values(), numbers(0, Count));
     EXPECT_EQ(processor->getQueuedCount(), 0u);
-    put(*processor, Count, Count + 10);
+    put(Count, Count + 10);
     processor.reset();
     EXPECT_EQ(target->values(), numbers(0, Count + 10));
+    target.reset();
+    EXPECT_TRUE(destroyed);
 }
 
-TEST(AsyncProcessor, WithoutWorkersTheDestructorHandsOn) {
+TEST_F(Async, WithoutWorkersTheDestructorHandsOn) {
     for (const int threadCount : {0, -1}) {
-        auto target = makeReference<FakeTarget>();
-        auto processor = AsyncProcessor::create(target, threadCount);
-        put(*processor, 0, 100);
+        target = new FakeTarget;
+        start(threadCount);
+        put(0, 100);
         EXPECT_EQ(processor->getWorkerCount(), 0);
         EXPECT_EQ(processor->getQueuedCount(), 100u);
         EXPECT_FALSE(processor->flush());
         EXPECT_EQ(target->calls, 0);
         processor.reset();
         EXPECT_EQ(target->values(), numbers(0, 100));
-        EXPECT_EQ(target->GetRefCount(), 1u);
     }
 }
 
-TEST(AsyncProcessor, SeveralWorkersCallTheTargetAtOnce) {
+TEST_F(Async, SeveralWorkersCallTheTargetAtOnce) {
     constexpr int Workers = 3;
-    auto target = makeReference<FakeTarget>();
     target->gate.close();
-    auto processor = AsyncProcessor::create(target, Workers);
-    put(*processor, 0, Workers);
+    start(Workers);
+    put(0, Workers);
     await([&] { return target->calls == Workers; }); // hangs if they did not
     target->gate.open();
     EXPECT_TRUE(processor->flush());
@@ -93,11 +103,10 @@ TEST(AsyncProcessor, SeveralWorkersCallTheTargetAtOnce) {
     EXPECT_EQ(std::set<std::string>(values.begin(), values.end()).size(), size_t{Workers});
 }
 
-TEST(AsyncProcessor, AThrowingTargetEndsAWorkerAndTheDrainGoesOn) {
-    auto target = makeReference<FakeTarget>();
+TEST_F(Async, AThrowingTargetEndsAWorkerAndTheDrainGoesOn) {
     target->failing = "all";
-    auto processor = AsyncProcessor::create(target, 2);
-    put(*processor, 0, 5);
+    start(2);
+    put(0, 5);
     await([&] { return processor->getWorkerCount() == 0; });
     EXPECT_EQ(target->calls, 2);
     EXPECT_EQ(processor->getFailedCount(), 2u);
@@ -108,23 +117,19 @@ TEST(AsyncProcessor, AThrowingTargetEndsAWorkerAndTheDrainGoesOn) {
     EXPECT_EQ(target->values(), (Values{"2", "4"}));
 }
 
-TEST(AsyncProcessor, TheOtherWorkersCarryOn) {
-    auto target = makeReference<FakeTarget>();
+TEST_F(Async, TheOtherWorkersCarryOn) {
     target->failing = "0";
-    auto processor = AsyncProcessor::create(target, 2);
-    put(*processor, 0, 50);
+    start(2);
+    put(0, 50);
     EXPECT_TRUE(processor->flush());
     await([&] { return processor->getWorkerCount() == 1; });
     EXPECT_EQ(target->values(), numbers(1, 50));
 }
 
-TEST(AsyncProcessor, TheDestructorDoesNotWaitForATargetThatHangs) {
-    auto target = makeReference<FakeTarget>();
-    std::atomic<bool> destroyed{false};
-    target->destroyed = &destroyed;
-    auto processor = busyProcessor(*target);
-    put(*processor, 1, 3);
-    qxtest::BlockingThread destroyer([&] { processor.reset(); }); // hands on beside the worker
+TEST_F(Async, TheDestructorDoesNotWaitForATargetThatHangs) {
+    startBusy();
+    put(1, 3);
+    BlockingThread destroyer([&] { processor.reset(); }); // hands on beside the worker
     await([&] { return target->calls == 2; });
     target->gate.open();
     destroyer.join();
@@ -133,22 +138,10 @@ TEST(AsyncProcessor, TheDestructorDoesNotWaitForATargetThatHangs) {
     await([&] { return destroyed.load(); }); // by the worker, if that is the last
 }
 
-TEST(AsyncProcessor, TheTargetGoesWithTheProcessor) {
-    std::atomic<bool> destroyed{false};
-    auto target = makeReference<FakeTarget>();
-    target->destroyed = &destroyed;
-    auto processor = AsyncProcessor::create(target, 2);
-    target.reset();
-    put(*processor, 0, 10);
-    processor.reset();
-    EXPECT_TRUE(destroyed);
-}
-
-TEST(AsyncProcessor, FlushWaitsForWhatWasQueuedBeforeIt) {
-    auto target = makeReference<FakeTarget>();
-    auto processor = busyProcessor(*target);
+TEST_F(Async, FlushWaitsForWhatWasQueuedBeforeIt) {
+    startBusy();
     bool isFlushed = false;
-    qxtest::BlockingThread flusher([&] { isFlushed = processor->flush(); });
+    BlockingThread flusher([&] { isFlushed = processor->flush(); });
     flusher.awaitBlocked();
     EXPECT_FALSE(flusher.isFinished());
     target->gate.open();
@@ -172,48 +165,39 @@ public:
     std::atomic<bool> isFlushed{true};
 };
 
-TEST(AsyncProcessor, ATargetMayLogAndDoesNotWaitForItself) {
-    auto target = makeReference<ReentrantTarget>();
-    AsyncOptions options;
+TEST_F(Async, ATargetMayLogAndDoesNotWaitForItself) {
+    const auto reentrant = makeReference<ReentrantTarget>();
     options.capacity = 1;
-    auto processor = AsyncProcessor::create(target, 1, options);
-    target->processor = processor;
-    processor->process(numberEntry(1));
-    await([&] { return target->calls == 5; });
-    EXPECT_FALSE(target->isFlushed);
+    processor = AsyncProcessor::create(reentrant, 1, options);
+    reentrant->processor = processor;
+    put(1, 2);
+    await([&] { return reentrant->calls == 5; });
+    EXPECT_FALSE(reentrant->isFlushed);
     EXPECT_TRUE(processor->flush());
 }
 
-TEST(AsyncProcessor, AFullQueueFollowsItsPolicy) {
+TEST_F(Async, AFullQueueDropsWhatItsPolicySays) {
     using Overflow = AsyncOptions::Overflow;
-    const struct {
-        Overflow overflow;
-        Values expected;
-    } cases[] = {
-        {Overflow::DropNewest, {"0", "1", "2"}},
-        {Overflow::DropOldest, {"0", "4", "5"}},
-    };
-    for (const auto& c : cases) {
-        auto target = makeReference<FakeTarget>();
-        AsyncOptions options;
+    const std::pair<Overflow, Values> cases[] = {{Overflow::DropNewest, {"0", "1", "2"}},
+                                                 {Overflow::DropOldest, {"0", "4", "5"}}};
+    for (const auto& [overflow, expected] : cases) {
+        target = new FakeTarget;
         options.capacity = 2;
-        options.overflow = c.overflow;
-        auto processor = busyProcessor(*target, options);
-        put(*processor, 1, 6);
+        options.overflow = overflow;
+        startBusy();
+        put(1, 6);
         EXPECT_EQ(processor->getQueuedCount(), 2u);
         EXPECT_EQ(processor->getDroppedCount(), 3u);
         target->gate.open();
         EXPECT_TRUE(processor->flush());
-        EXPECT_EQ(target->values(), c.expected);
+        EXPECT_EQ(target->values(), expected);
     }
 }
 
-TEST(AsyncProcessor, AFullQueueBlocksUntilThereIsRoom) {
-    auto target = makeReference<FakeTarget>();
-    AsyncOptions options;
+TEST_F(Async, AFullQueueBlocksUntilThereIsRoom) {
     options.capacity = 2;
-    auto processor = busyProcessor(*target, options);
-    qxtest::BlockingThread logger([&] { put(*processor, 1, 200); });
+    startBusy();
+    BlockingThread logger([&] { put(1, 200); });
     logger.awaitBlocked();
     EXPECT_EQ(processor->getQueuedCount(), 2u);
     target->gate.open();
@@ -223,46 +207,12 @@ TEST(AsyncProcessor, AFullQueueBlocksUntilThereIsRoom) {
     EXPECT_EQ(processor->getDroppedCount(), 0u);
 }
 
-/// Keeps the longest queue that it has seen.
-class QueueWatcher : public qx::pcom::Implements<Object, log::ILogProcessor> {
-public:
-    void process(const log::ILogEntry*) override {
-        if (AsyncProcessor* const watched = processor)
-            longest = std::max(longest, watched->getQueuedCount());
-        ++calls;
-    }
-    std::atomic<AsyncProcessor*> processor{nullptr};
-    uint64_t longest = 0;
-    int calls = 0;
-};
-
-TEST(AsyncProcessor, ManyBlockedLoggersKeepTheBound) {
-    constexpr int Threads = 8, Entries = 1000;
-    auto target = makeReference<QueueWatcher>();
-    AsyncOptions options;
-    options.capacity = 2;
-    auto processor = AsyncProcessor::create(target, 1, options);
-    target->processor = processor;
-    {
-        std::vector<std::jthread> threads;
-        for (int thread = 0; thread < Threads; ++thread)
-            threads.emplace_back([&] { put(*processor, 0, Entries); });
-    }
-    EXPECT_TRUE(processor->flush());
-    target->processor = nullptr;
-    EXPECT_EQ(target->calls, Threads * Entries);
-    EXPECT_LE(target->longest, 2u);
-}
-
-TEST(AsyncProcessor, BlockedLoggersGetAnErrorWhenTheLastWorkerEnds) {
-    auto target = makeReference<FakeTarget>();
+TEST_F(Async, BlockedLoggersGetAnErrorWhenTheLastWorkerEnds) {
     target->failing = "0";
-    AsyncOptions options;
     options.capacity = 2;
-    auto processor = busyProcessor(*target, options);
-    put(*processor, 1, 3);
-    qxtest::BlockingThread logger(
-        [&] { EXPECT_THROW(processor->process(numberEntry(3)), IllegalStateException); });
+    startBusy();
+    put(1, 3);
+    BlockingThread logger([&] { EXPECT_THROW(put(3, 4), IllegalStateException); });
     logger.awaitBlocked();
     target->gate.open();
     logger.join();
@@ -270,36 +220,22 @@ TEST(AsyncProcessor, BlockedLoggersGetAnErrorWhenTheLastWorkerEnds) {
     EXPECT_EQ(target->values(), numbers(1, 3));
 }
 
-TEST(AsyncProcessor, RunsWhenEmptyBehindEntriesAtFlushAndAtTheEnd) {
-    auto target = makeReference<FakeTarget>();
+TEST_F(Async, RunsWhenEmptyBehindEntriesAtFlushAndAtTheEnd) {
     std::atomic<size_t> seen{0};
-    AsyncOptions options;
     options.whenEmpty = exec::makeRunnable([&] { seen = target->values().size(); });
-    auto processor = AsyncProcessor::create(target, 1, options);
-    put(*processor, 0, 3);
+    start(1);
+    put(0, 3);
     await([&] { return seen == 3; });
-    put(*processor, 3, 5);
+    put(3, 5);
     EXPECT_TRUE(processor->flush());
     EXPECT_EQ(seen, 5u);
-    put(*processor, 5, 9);
+    put(5, 9);
     processor.reset();
     EXPECT_EQ(seen, 9u);
 }
 
-TEST(AsyncProcessor, AFailureOfWhenEmptyEndsTheWorker) {
-    auto target = makeReference<FakeTarget>();
-    AsyncOptions options;
-    options.whenEmpty = exec::makeRunnable([] { throw IllegalStateException(u"disk full"); });
-    auto processor = AsyncProcessor::create(target, 1, options);
-    processor->process(numberEntry(0));
-    await([&] { return processor->getWorkerCount() == 0; });
-    EXPECT_THROW(processor->flush(), IllegalStateException);
-}
-
-TEST(AsyncProcessor, CarriesOnWhenItIsToldTo) {
-    auto target = makeReference<FakeTarget>();
+TEST_F(Async, CarriesOnWhenItIsToldTo) {
     target->failing = "all";
-    AsyncOptions options;
     options.capacity = 2;
     options.failure = AsyncOptions::Failure::CarryOn;
     std::atomic<unsigned> runs{0};
@@ -307,44 +243,40 @@ TEST(AsyncProcessor, CarriesOnWhenItIsToldTo) {
         ++runs;
         throw IllegalStateException(u"disk full");
     });
-    auto processor = AsyncProcessor::create(target, 1, options);
-    put(*processor, 0, 500); // waits for room, which there is again and again
+    start(1);
+    put(0, 500); // waits for room, which there is again and again
     await([&] { return processor->getQueuedCount() == 0; });
     EXPECT_THROW(processor->flush(), IllegalStateException);
     await([&] { return processor->getFailedCount() == 500u + runs; });
     EXPECT_EQ(processor->getWorkerCount(), 1);
-    target->failing.clear();
-    processor->process(numberEntry(1));
+    target->failing = "none";
+    put(1, 2);
     EXPECT_THROW(processor->flush(), IllegalStateException);
     EXPECT_EQ(target->values(), numbers(1, 2));
+    processor.reset(); // while what it runs is there
 }
 
-TEST(AsyncProcessor, AForkedChildLeavesTheQueueToItsParent) {
+TEST_F(Async, AForkedChildLeavesTheQueueToItsParent) {
     for (const int workers : {0, 1}) {
-        std::atomic<bool> destroyed{false};
-        auto target = makeReference<FakeTarget>();
+        target = new FakeTarget;
         target->destroyed = &destroyed;
-        AsyncOptions options;
-        options.capacity = 3;
         target->gate.close();
-        auto processor = AsyncProcessor::create(target, workers, options);
-        put(*processor, 0, 3);
+        options.capacity = 3;
+        start(workers);
+        put(0, 3);
         await([&] { return target->calls == workers; });
         const pid_t child = fork();
         if (child == 0) {
             alarm(60);
-            bool isRight = !processor->flush() && processor->getQueuedCount() == 0 &&
-                           processor->getWorkerCount() == 0;
-            try {
-                put(*processor, 3, 9);
-                isRight = false;
-            } catch (const IllegalStateException&) {
-            }
+            const bool isLeft = !processor->flush() && processor->getQueuedCount() == 0 &&
+                                processor->getWorkerCount() == 0 &&
+                                failureOf([&] { put(3, 9); }) != 0;
             target->gate.open();
             const FakeTarget* const kept = target.get();
+            destroyed = false;
             target.reset();
             processor.reset();
-            _exit(isRight && !destroyed && kept->calls == workers ? 0 : 1);
+            _exit(isLeft && !destroyed && kept->calls == workers ? 0 : 1);
         }
         int status = -1;
         EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -355,11 +287,93 @@ TEST(AsyncProcessor, AForkedChildLeavesTheQueueToItsParent) {
     }
 }
 
-TEST(AsyncProcessor, RefusesNull) {
-    expectThrowsResult(result::NullPointer, [] { AsyncProcessor::create(nullptr, 1); });
-    auto processor = AsyncProcessor::create(makeReference<FakeTarget>(), 0);
-    expectThrowsResult(result::NullPointer, [&] { processor->process(nullptr); });
+TEST_F(Async, RefusesNull) {
+    EXPECT_EQ(failureOf([] { AsyncProcessor::create(nullptr, 1); }), result::NullPointer);
+    start(0);
+    EXPECT_EQ(failureOf([&] { processor->process(nullptr); }), result::NullPointer);
     EXPECT_EQ(processor->getQueuedCount(), 0u);
+}
+
+TEST_F(Async, ShutdownWhileLoggersRunLosesNothing) {
+    for (int round = 0; round < (qxtest::Sanitized ? 200 : 1'000); ++round) {
+        constexpr int Threads = 2;
+        const int entries = round % 40;
+        target = new FakeTarget;
+        {
+            std::vector<std::jthread> threads;
+            start(round % 3);
+            for (int thread = 0; thread < Threads; ++thread)
+                threads.emplace_back([logger = loggerTo(processor), entries]() mutable {
+                    for (int entry = 0; entry < entries; ++entry)
+                        logger->log(entry, String());
+                    logger.reset();
+                });
+            processor.reset(); // from here on the loggers have the last references
+        }
+        ASSERT_EQ(target->calls, Threads * entries) << "round " << round;
+    }
+}
+
+TEST_F(Async, EveryEntryOfManyThreadsArrivesOnceAndInOrderWithOneWorker) {
+    constexpr int Threads = 16, Entries = qxtest::Sanitized ? 1'000 : 5'000;
+    const std::pair<int, uint32_t> workersAndCapacities[] = {{1, 0}, {4, 0}, {1, 2}};
+    for (const auto& [workers, capacity] : workersAndCapacities) {
+        const int entries = capacity == 0 ? Entries : 500;
+        target = new FakeTarget;
+        options.capacity = capacity;
+        start(workers);
+        std::atomic<uint64_t> longest{0};
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < Threads; ++thread)
+            threads.emplace_back([&, thread] {
+                for (int entry = 0; entry < entries; ++entry) {
+                    put(thread * entries + entry, thread * entries + entry + 1);
+                    longest = std::max(longest.load(), processor->getQueuedCount());
+                }
+            });
+        threads.clear();
+        EXPECT_TRUE(processor->flush());
+        std::vector<int> next(Threads);
+        std::set<std::string> seen;
+        for (const auto& value : target->values()) {
+            EXPECT_TRUE(seen.insert(value).second) << value << " came twice";
+            const int number = std::stoi(value);
+            int& expected = next[static_cast<size_t>(number / entries)];
+            EXPECT_TRUE(workers > 1 || number % entries == expected++) << "out of order";
+        }
+        EXPECT_EQ(seen.size(), size_t{Threads} * static_cast<size_t>(entries));
+        EXPECT_TRUE(capacity == 0 || longest <= capacity);
+    }
+}
+
+TEST_F(Async, AFailureOfWhenEmptyEndsTheWorkerAndIsReported) {
+    options.whenEmpty = exec::makeRunnable([] { throw ResultException(result::DiskFull); });
+    start(1);
+    put(0, 1);
+    await([&] { return processor->getWorkerCount() == 0; });
+    EXPECT_EQ(processor->getFailedCount(), 2u) << "tried by the worker, and again when it ended";
+    EXPECT_EQ(processor->getFirstFailure(), result::DiskFull);
+    EXPECT_EQ(failureOf([&] { processor->flush(); }), result::DiskFull);
+}
+
+TEST_F(Async, AnEntryThatCannotBeWrittenCostsNoOther) {
+    options.failure = AsyncOptions::Failure::CarryOn;
+    for (const bool isXml : {false, true}) {
+        const auto sink = makeReference<qxtest::FakeSink<qxtest::Bytes>>();
+        const auto out = makeReference<io::OutputStreamWriter>(sink, u"UTF-8");
+        const auto writer =
+            isXml ? log::XmlLogWriter::create(out) : log::BasicLogWriter::create(out);
+        processor = AsyncProcessor::create(writer, 1, options);
+        const auto logger = loggerTo(processor);
+        for (int i = 0; i < 50; ++i) {
+            sink->failing = i == 20; // at the flush: what is held back comes with the next one
+            logger->log(1, i % 10 == 7 ? String(u"half \xD800") : String(u"#whole"));
+            EXPECT_TRUE(processor->flush());
+        }
+        EXPECT_EQ(processor->getFailedCount(), 6u);
+        EXPECT_EQ(dynamic_cast<log::AbstractLogWriter&>(*writer).getLostCount(), 6u);
+        EXPECT_EQ(std::count(sink->content.begin(), sink->content.end(), '#'), 45);
+    }
 }
 
 } // namespace

@@ -1,129 +1,77 @@
-#include <gtest/gtest.h>
+#include <optional>
+
+#ifdef QX_TEST_HAVE_EXPAT
+#include <expat.h>
+#endif
 
 #include <qx/io/NullWriter.h>
 #include <qx/log/BasicLogWriter.h>
-#include <qx/log/Logger.h>
 #include <qx/log/XmlLogWriter.h>
 
 #include "tests/log/ProcessorFakes.h"
-#include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
-#include "tests/support/FakeStreams.h"
 
 namespace {
 
 using namespace qx;
+using qxtest::entryWith;
+using qxtest::failureOf;
+using qxtest::textOf;
 
 using Sink = qxtest::FakeSink<qxtest::Chars>;
 
 constexpr char Separator[] = "-------------------------\n";
 constexpr char XmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<log>\n";
 
-using Fields = std::vector<std::pair<std::u16string_view, Reference<Object>>>;
+/// Expects the fields of the entry in the order of the names, also from behind another object.
+void expectWritten(log::ILogEntry* entry) {
+    std::string lines, elements = "  <entry>\n";
+    for (const auto& [name, value] : qxtest::fieldsOf(*entry)) {
+        lines += name + "=" + value + "\n";
+        elements += "    <" + name + "> " + value + " </" + name.substr(0, name.find(' ')) + ">\n";
+    }
+    lines += Separator;
+    elements += "  </entry>\n";
+    SCOPED_TRACE(lines);
 
-Reference<Object> text(const char16_t* units) { return makeReference<String>(units); }
+    const auto sink = makeReference<Sink>(), xml = makeReference<Sink>();
+    const auto foreign = makeReference<qxtest::ForeignEntry>(entry);
+    const auto writer = log::BasicLogWriter::create(sink);
+    writer->process(entry);
+    EXPECT_EQ(sink->writes.size(), 1u);
+    EXPECT_EQ(sink->flushes, 1);
+    writer->process(foreign);
+    EXPECT_EQ(textOf(sink->content), lines + lines);
 
-Reference<log::LogEntry> entryOf(const Fields& fields) {
-    auto entry = log::LogEntry::create();
-    for (const auto& [name, value] : fields)
-        entry->setField(String(name), value);
-    return entry;
+    auto xmlWriter = log::XmlLogWriter::create(xml);
+    EXPECT_EQ(textOf(xml->content), XmlHead);
+    EXPECT_EQ(xml->flushes, 0);
+    xmlWriter->process(entry);
+    EXPECT_EQ(xml->writes.size(), 3u);
+    EXPECT_EQ(xml->flushes, 1);
+    xmlWriter->process(foreign);
+    xmlWriter.reset();
+    EXPECT_EQ(textOf(xml->content), XmlHead + elements + elements + "</log>\n");
+    EXPECT_EQ(xml->flushes, 3);
 }
 
-/// What writers are given that is not a LogEntry: the same fields behind another object.
-class ForeignEntry : public qx::pcom::Implements<Object, log::ILogEntry> {
-public:
-    explicit ForeignEntry(log::ILogEntry* entry) : m_entry(entry) {}
-    void setField(const String& name, const Object* value) override {
-        m_entry->setField(name, value);
-    }
-    Reference<const Object> getField(const String& name) const override {
-        return m_entry->getField(name);
-    }
-    bool hasField(const String& name) const override { return m_entry->hasField(name); }
-    Reference<const collections::Set<String>> getFieldNames() const override {
-        return m_entry->getFieldNames();
-    }
+TEST(LogWriters, WriteNamesAndValuesAsTheyAreInTheOrderOfTheNames) {
+    expectWritten(log::LogEntry::create());
+    expectWritten(entryWith(u"thread", new UInteger32(0xFFFFFFFFu)));
+    expectWritten(entryWith(u"text", new String(u"two\nlines=<&> \"c\"")));
+    expectWritten(entryWith(u"", new String(u"")));
+    expectWritten(entryWith(u"none", nullptr));
+    expectWritten(entryWith(u"custom lang=\"en\" x=\"1\"", new String(u"c")));
 
-private:
-    Reference<log::ILogEntry> m_entry;
-};
-
-TEST(BasicLogWriter, WritesALineForEachFieldAndASeparator) {
-    const struct {
-        Fields fields;
-        std::string lines;
-    } cases[] = {
-        {{}, ""},
-        {{{u"level", makeReference<Integer32>(3)}}, "level=3\n"},
-        {{{u"thread", makeReference<UInteger32>(0xFFFFFFFFu)}}, "thread=4294967295\n"},
-        {{{u"text", text(u"two\nlines=<&>")}}, "text=two\nlines=<&>\n"},
-        {{{u"", text(u"")}}, "=\n"},
-        {{{u"none", nullptr}}, "none=\n"},
+    class Opened : public log::Logger {
+    public:
+        Opened() : Logger(String(u"name")) {}
+        using Logger::getLogEntry;
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.lines);
-        auto sink = makeReference<Sink>();
-        auto writer = log::BasicLogWriter::create(sink);
-        const auto entry = entryOf(c.fields);
-        writer->process(entry);
-        EXPECT_EQ(qxtest::textOf(sink->content), c.lines + Separator);
-        EXPECT_EQ(sink->writes.size(), 1u);
-        EXPECT_EQ(sink->flushes, 1);
-        writer->process(makeReference<ForeignEntry>(entry));
-        EXPECT_EQ(qxtest::textOf(sink->content), c.lines + Separator + c.lines + Separator);
-        EXPECT_EQ(sink->flushes, 2);
-    }
-}
-
-TEST(LogWriters, ShowFieldsInTheOrderOfTheNames) {
-    const auto entry = entryOf({{u"level", makeReference<Integer32>(1)},
-                                {u"text", text(u"t")},
-                                {u"sequence", makeReference<Integer32>(2)},
-                                {u"thread", makeReference<UInteger32>(3u)},
-                                {u"name", text(u"n")},
-                                {u"custom", text(u"c")}});
-    std::string plain, xml;
-    const auto names = entry->getFieldNames();
-    for (const auto& name : *names) {
-        const std::string key = name->toUtf8();
-        const std::string value = entry->getField(*name)->toString().toUtf8();
-        plain += key + "=" + value + "\n";
-        xml += "    <" + key + "> " + value + " </" + key + ">\n";
-    }
-    auto sink = makeReference<Sink>();
-    log::BasicLogWriter::create(sink)->process(entry);
-    EXPECT_EQ(qxtest::textOf(sink->content), plain + Separator);
-    sink->content.clear();
-    log::XmlLogWriter::create(sink)->process(entry);
-    EXPECT_EQ(qxtest::textOf(sink->content),
-              XmlHead + ("  <entry>\n" + xml) + "  </entry>\n</log>\n");
-}
-
-TEST(XmlLogWriter, WritesNamesAndValuesAsTheyAre) {
-    const struct {
-        Fields fields;
-        std::string lines;
-    } cases[] = {
-        {{}, ""},
-        {{{u"text", text(u"a <b> & \"c\"")}}, "    <text> a <b> & \"c\" </text>\n"},
-        {{{u"text lang=\"en\" x=\"1\"", text(u"hello")}},
-         "    <text lang=\"en\" x=\"1\"> hello </text>\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.lines);
-        auto sink = makeReference<Sink>();
-        auto writer = log::XmlLogWriter::create(sink);
-        EXPECT_EQ(qxtest::textOf(sink->content), XmlHead);
-        EXPECT_EQ(sink->flushes, 0);
-        writer->process(entryOf(c.fields));
-        EXPECT_EQ(sink->writes.size(), 3u);
-        EXPECT_EQ(sink->flushes, 1);
-        writer.reset();
-        EXPECT_EQ(qxtest::textOf(sink->content),
-                  XmlHead + ("  <entry>\n" + c.lines) + "  </entry>\n</log>\n");
-        EXPECT_EQ(sink->flushes, 2);
-    }
+    const auto logger = makeReference<Opened>();
+    for (const auto* field : {u"name", u"sequence", u"thread", u"timestamp"})
+        logger->enableField(String(field), true);
+    expectWritten(logger->getLogEntry(-1, String(std::u16string(5000, u'x'))));
 }
 
 TEST(XmlLogWriter, SwallowsAFailureOfTheWriterOnlyInTheDestructor) {
@@ -132,40 +80,39 @@ TEST(XmlLogWriter, SwallowsAFailureOfTheWriterOnlyInTheDestructor) {
     sink->failing = true;
     EXPECT_THROW(writer->process(qxtest::numberEntry(1)), io::IoException);
     writer.reset();
-    EXPECT_EQ(qxtest::textOf(sink->content), XmlHead);
+    EXPECT_EQ(textOf(sink->content), XmlHead);
     EXPECT_THROW(log::XmlLogWriter::create(sink), io::IoException);
     EXPECT_EQ(sink->GetRefCount(), 1u);
 }
 
 TEST(LogWriters, RefuseNull) {
     const auto writer = log::BasicLogWriter::create(makeReference<Sink>());
-    qxtest::expectThrowsResult(result::NullPointer, [&] { writer->process(nullptr); });
-    qxtest::expectThrowsResult(result::NullPointer, [] { log::BasicLogWriter::create(nullptr); });
-    qxtest::expectThrowsResult(result::NullPointer, [] { log::XmlLogWriter::create(nullptr); });
+    EXPECT_EQ(failureOf([&] { writer->process(nullptr); }), result::NullPointer);
+    EXPECT_EQ(failureOf([] { log::BasicLogWriter::create(nullptr); }), result::NullPointer);
+    EXPECT_EQ(failureOf([] { log::XmlLogWriter::create(nullptr); }), result::NullPointer);
 }
 
-class CustomWriter : public log::AbstractLogWriter {
-public:
-    explicit CustomWriter(io::Writer* to) : AbstractLogWriter(to) {}
-    void flush() override {
-        calls += "flush ";
-        AbstractLogWriter::flush();
-    }
-    std::string calls;
-
-protected:
-    String format(const log::ILogEntry*) override {
-        calls += "format ";
-        return takeText().append(u"custom");
-    }
-};
-
 TEST(AbstractLogWriter, FormatsWritesAndFlushesByTheVirtualOperations) {
-    auto sink = makeReference<Sink>();
-    auto writer = makeReference<CustomWriter>(sink);
+    class CustomWriter : public log::AbstractLogWriter {
+    public:
+        explicit CustomWriter(io::Writer* to) : AbstractLogWriter(to) {}
+        void flush() override {
+            calls += "flush ";
+            AbstractLogWriter::flush();
+        }
+        std::string calls;
+
+    protected:
+        String format(const log::ILogEntry*) override {
+            calls += "format ";
+            return takeText().append(u"custom");
+        }
+    };
+    const auto sink = makeReference<Sink>();
+    const auto writer = makeReference<CustomWriter>(sink);
     writer->process(qxtest::numberEntry(1));
     EXPECT_EQ(writer->calls, "format flush ");
-    EXPECT_EQ(qxtest::textOf(sink->content), "custom");
+    EXPECT_EQ(textOf(sink->content), "custom");
     EXPECT_EQ(sink->flushes, 1);
 }
 
@@ -177,10 +124,9 @@ TEST(LogWriters, AllocateNothingInTheLongRun) {
         log::XmlLogWriter::create(sink, log::XmlLogWriter::Escaping::WellFormed),
     };
     for (const auto& writer : writers) {
-        auto logger = log::Logger::create(String(u"logger"));
+        const auto logger = qxtest::loggerTo(writer, String(u"logger"));
         logger->enableField(String(u"sequence"), true);
         logger->enableField(String(u"thread"), true);
-        logger->addProcessor(writer);
         const String text(u"a text that is logged & written");
         logger->log(1, text);
         const int64_t before = qxtest::allocationCount();
@@ -189,5 +135,99 @@ TEST(LogWriters, AllocateNothingInTheLongRun) {
         EXPECT_EQ(qxtest::allocationCount(), before);
     }
 }
+
+#ifdef QX_TEST_HAVE_EXPAT
+
+// The documents of the escaping writer as another parser reads them.
+
+struct Element {
+    std::string name;
+    std::optional<std::string> attribute;
+    std::string text;
+    bool operator==(const Element&) const = default;
+};
+
+struct Document {
+    int depth = 0;
+    std::vector<Element> elements; // of the third level
+
+    static Document& of(void* data) { return *static_cast<Document*>(data); }
+    static void start(void* data, const char* name, const char** attributes) {
+        if (++of(data).depth != 3)
+            return;
+        of(data).elements.push_back({name, std::nullopt, ""});
+        if (!attributes[0])
+            return;
+        EXPECT_STREQ(attributes[0], "name");
+        EXPECT_EQ(attributes[2], nullptr);
+        of(data).elements.back().attribute = attributes[1];
+    }
+    static void end(void* data, const char*) { --of(data).depth; }
+    static void text(void* data, const char* bytes, int length) {
+        if (of(data).depth == 3)
+            of(data).elements.back().text.append(bytes, static_cast<size_t>(length));
+    }
+};
+
+/// The elements of the document with one field, which has to be well-formed.
+std::vector<Element> written(std::u16string_view name, std::u16string_view value) {
+    const auto bytes = makeReference<io::ByteArrayOutputStream>();
+    const auto out = makeReference<io::OutputStreamWriter>(bytes, u"UTF-8");
+    log::XmlLogWriter::create(out, log::XmlLogWriter::Escaping::WellFormed)
+        ->process(entryWith(name, new String(value)));
+    Document document;
+    XML_Parser parser = XML_ParserCreateNS(nullptr, ' ');
+    XML_SetUserData(parser, &document);
+    XML_SetElementHandler(parser, &Document::start, &Document::end);
+    XML_SetCharacterDataHandler(parser, &Document::text);
+    const auto* const text = reinterpret_cast<const char*>(bytes->getBytes());
+    EXPECT_EQ(XML_Parse(parser, text, bytes->getSize(), 1), XML_STATUS_OK)
+        << XML_ErrorString(XML_GetErrorCode(parser)) << " in line "
+        << XML_GetCurrentLineNumber(parser);
+    XML_ParserFree(parser);
+    return document.elements;
+}
+
+TEST(XmlEscaping, MakesLegalElementNamesAndKeepsTheOthersInAnAttribute) {
+    const struct {
+        std::u16string_view name;
+        const char* element;
+        std::optional<std::string> attribute;
+    } cases[] = {
+        {u"text", "text", {}},
+        {u"a-b.c_9", "a-b.c_9", {}},
+        {u"text lang=\"en\"", "text", "text lang=\"en\""},
+        {u"a b='<' b='", "a", "a b='<' b='"}, // broken attributes
+        {u"", "_", ""},
+        {u" x", "_", " x"},
+        {u"9lives", "_9lives", "9lives"},
+        {u"-x", "_-x", "-x"},
+        {u"AZaz@[`{:/", "AZaz______", "AZaz@[`{:/"},
+        {u"a\r\n\tb", "a___b", "a\r\n\tb"},
+        {u"gr\u00F6\u00DFe", "gr__e", "gr\u00F6\u00DFe"},
+        {u"></log>", "____log_", "></log>"},
+        {u"\xD800", "__", "\uFFFD"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(written(c.name, u"v"), (std::vector<Element>{{c.element, c.attribute, " v "}}));
+}
+
+TEST(XmlEscaping, EveryUnitComesBackOrBecomesTheReplacementCharacter) {
+    std::u16string every, allowed;
+    for (uint32_t unit = 0; unit < 0x10000; ++unit) {
+        const bool isKept = (unit >= 0x20 && unit < 0xD800) || (unit >= 0xE000 && unit < 0xFFFE) ||
+                            unit == u'\t' || unit == u'\n' || unit == u'\r';
+        every += {static_cast<char16_t>(unit), u'.'}; // keeps surrogates apart
+        allowed += {isKept ? static_cast<char16_t>(unit) : u'\uFFFD', u'.'};
+    }
+    const std::u16string pairs = u"\U00010000\U0001F600\U0010FFFF]]>&lt;<![CDATA[<!--";
+    every += pairs + u"\xDC00\xD83D\xD83D\xDE00\xDE00";
+    allowed += pairs + u"\uFFFD\uFFFD\U0001F600\uFFFD";
+    const std::string expected = String(std::u16string_view(allowed)).toUtf8();
+    EXPECT_EQ(written(u"text", every).at(0).text, " " + expected + " ");
+    EXPECT_EQ(written(every, u"").at(0).attribute, expected);
+}
+
+#endif
 
 } // namespace

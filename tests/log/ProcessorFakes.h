@@ -1,45 +1,68 @@
 #pragma once
 
 #include <atomic>
-#include <initializer_list>
+#include <map>
+#include <mutex>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
-#include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
-#include <qx/core/String.h>
-#include <qx/log/ILogProcessor.h>
 #include <qx/log/LogEntry.h>
+#include <qx/log/Logger.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/Mutex.h>
 
+#include "tests/support/FakeStreams.h"
+
 namespace qxtest {
 
-/// An entry with one field "text".
-inline qx::Reference<qx::log::LogEntry> textEntry(std::u16string_view text) {
+/// An entry with one field.
+inline qx::Reference<qx::log::LogEntry> entryWith(std::u16string_view name,
+                                                  const qx::Object* value) {
     auto entry = qx::log::LogEntry::create();
-    entry->setField(qx::String(u"text"), qx::makeReference<qx::String>(text));
+    entry->setField(qx::String(name), value);
     return entry;
 }
 
 inline qx::Reference<qx::log::LogEntry> numberEntry(int number) {
-    auto entry = qx::log::LogEntry::create();
-    entry->setField(qx::String(u"level"), qx::makeReference<qx::Integer32>(number));
-    return entry;
+    return entryWith(u"level", new qx::Integer32(number));
 }
 
-/// The value of the first field there is.
-inline std::string valueOf(const qx::log::ILogEntry* entry) {
-    const auto names = entry->getFieldNames();
-    for (const auto& name : *names)
-        return entry->getField(*name)->toString().toUtf8();
-    return "";
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+/// Names and texts in the order of the names.
+inline Fields fieldsOf(const qx::log::ILogEntry& entry) {
+    Fields fields;
+    const auto names = entry.getFieldNames();
+    for (const auto& name : *names) {
+        const auto value = entry.getField(*name);
+        fields.emplace_back(name->toUtf8(), value ? value->toString().toUtf8() : "");
+    }
+    return fields;
 }
 
-/// Records the values that reach it. Waits for a gate before each of them, and throws at some.
+/// The fields of an entry behind an object that is neither a LogEntry nor a component.
+class ForeignEntry : public qx::pcom::Implements<qx::Object, qx::log::ILogEntry> {
+public:
+    explicit ForeignEntry(qx::log::ILogEntry* entry) : m_entry(entry) {}
+    void setField(const qx::String& name, const qx::Object* value) override {
+        m_entry->setField(name, value);
+    }
+    qx::Reference<const qx::Object> getField(const qx::String& name) const override {
+        return m_entry->getField(name);
+    }
+    bool hasField(const qx::String& name) const override { return m_entry->hasField(name); }
+    qx::Reference<const qx::collections::Set<qx::String>> getFieldNames() const override {
+        return m_entry->getFieldNames();
+    }
+
+private:
+    qx::Reference<qx::log::ILogEntry> m_entry;
+};
+
+/// Keeps the text of the first field of the entries that reach it. Waits for a gate before each of
+/// them, and throws at some.
 class FakeTarget : public qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
 public:
     FakeTarget() { gate.open(); }
@@ -51,7 +74,8 @@ public:
     void process(const qx::log::ILogEntry* entry) override {
         ++calls;
         gate.wait();
-        const std::string value = valueOf(entry);
+        const auto fields = fieldsOf(*entry);
+        const std::string value = fields.empty() ? "" : fields[0].second;
         if (value == failing || failing == "all")
             throw qx::IllegalStateException(u"broken target");
         const std::lock_guard lock(m_lock);
@@ -65,12 +89,19 @@ public:
 
     std::atomic<int> calls{0};
     qx::sync::Gate gate;
-    std::string failing; // set before entries come
+    std::string failing = "none"; // set before entries come
     std::atomic<bool>* destroyed = nullptr;
 
 private:
     mutable qx::sync::Mutex m_lock;
     std::vector<std::string> m_values;
 };
+
+inline qx::Reference<qx::log::Logger> loggerTo(qx::log::ILogProcessor* processor,
+                                               const qx::String& name = {}) {
+    auto logger = name.isEmpty() ? qx::log::Logger::create() : qx::log::Logger::create(name);
+    logger->setProcessor(processor);
+    return logger;
+}
 
 } // namespace qxtest

@@ -1,16 +1,8 @@
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include <qx/collections/List.h>
 #include <qx/collections/pcom/ArrayList.h>
-#include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
-#include <qx/core/String.h>
 #include <qx/i18n/StringBundleLogger.h>
-#include <qx/platform/result.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/MapBundle.h"
@@ -40,25 +32,20 @@ public:
     String toString() const override { throw Exception(u"no text"_qs); }
 };
 
-/// What is logged for the message with the arguments.
-std::string logged(const std::u16string& message, const std::vector<Reference<Object>>& arguments) {
-    const auto target = makeReference<Target>();
-    const auto bundle = makeReference<MapBundle>(MapBundle::Texts{{u"key", message}});
+using Arguments = std::vector<Reference<Object>>;
+
+Reference<collections::List<Object>> listOf(const Arguments& arguments) {
     const auto wrapped = makeReference<collections::pcom::ArrayList>();
     for (const auto& argument : arguments)
         wrapped->add(argument ? argument->GetUnknown() : nullptr);
-    const auto list = makeReference<collections::List<Object>>(wrapped.get());
-    makeReference<StringBundleLogger>(bundle, target)->log(7, u"key"_qs, *list);
-    return target->logged;
+    return makeReference<collections::List<Object>>(wrapped.get());
 }
 
 Reference<Object> text(const char16_t* units) { return makeReference<String>(units); }
 
-} // namespace
-
 TEST(StringBundleLogger, PutsArgumentsInTheirPlaces) {
     const auto x = text(u"x"), y = text(u"y"), z = text(u"z"), braces = text(u"{1}{0}");
-    std::vector<Reference<Object>> eleven;
+    Arguments eleven;
     std::u16string elevenPlaces;
     for (int i = 0; i < 11; ++i) {
         eleven.push_back(makeReference<Integer32>(i + 100));
@@ -66,7 +53,7 @@ TEST(StringBundleLogger, PutsArgumentsInTheirPlaces) {
     }
     const struct {
         std::u16string message;
-        std::vector<Reference<Object>> arguments;
+        Arguments arguments;
         const char* expected;
     } cases[] = {
         {u"a {0} b {1} {0}", {x, y}, "7 a x b y x"},
@@ -86,8 +73,12 @@ TEST(StringBundleLogger, PutsArgumentsInTheirPlaces) {
         {u"<{0}>", {nullptr}, "7 <>"},
         {u"{0}{1}", {x, makeReference<Textless>()}, "7 {0}{1}"}, // all or nothing
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(logged(c.message, c.arguments), c.expected);
+    for (const auto& c : cases) {
+        const auto target = makeReference<Target>();
+        const auto bundle = makeReference<MapBundle>(MapBundle::Texts{{u"key", c.message}});
+        makeReference<StringBundleLogger>(bundle, target)->log(7, u"key"_qs, *listOf(c.arguments));
+        EXPECT_EQ(target->logged, c.expected);
+    }
 }
 
 TEST(StringBundleLogger, LogsTheKeyWhenThereIsNoText) {
@@ -98,14 +89,14 @@ TEST(StringBundleLogger, LogsTheKeyWhenThereIsNoText) {
     EXPECT_EQ(target->logged, "1 text {0}");
     logger->log(2, u"none {0}"_qs);
     EXPECT_EQ(target->logged, "2 none {0}");
-    const auto wrapped = makeReference<collections::pcom::ArrayList>();
-    wrapped->add(text(u"x")->GetUnknown());
-    const auto list = makeReference<collections::List<Object>>(wrapped.get());
+    const auto list = listOf({text(u"x")});
     logger->log(3, u"none {0}"_qs, *list);
     EXPECT_EQ(target->logged, "3 none {0}") << "a key is no text to put arguments into";
     target->fails = true;
     EXPECT_THROW(logger->log(4, u"key"_qs), Exception);
     EXPECT_THROW(logger->log(4, u"key"_qs, *list), Exception);
-    qxtest::expectThrowsResult(result::NullPointer,
-                               [&] { makeReference<StringBundleLogger>(bundle, nullptr); });
+    EXPECT_EQ(qxtest::failureOf([&] { makeReference<StringBundleLogger>(bundle, nullptr); }),
+              result::NullPointer);
 }
+
+} // namespace
