@@ -2,8 +2,9 @@
 // other threads of its parent are in the middle of the same.
 
 #include <atomic>
+#include <cerrno>
 #include <functional>
-#include <stdexcept>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,261 +13,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <qx/collections/StringHashMap.h>
-#include <qx/core/Comparable.h>
-#include <qx/core/runtime/Class.h>
-#include <qx/exec/CallableRunnable.h>
-#include <qx/exec/Process.h>
-#include <qx/exec/SharedLibrary.h>
-#include <qx/exec/Thread.h>
-#include <qx/i18n/StringMapBundle.h>
-#include <qx/io/NullWriter.h>
-#include <qx/log/AsyncProcessor.h>
-#include <qx/log/BasicLogWriter.h>
-#include <qx/log/Logger.h>
-#include <qx/log/SyncLogger.h>
-#include <qx/platform/files.h>
-#include <qx/platform/guid.h>
-#include <qx/platform/module.h>
-#include <qx/platform/native.h>
-#include <qx/platform/net.h>
-#include <qx/platform/shared.h>
-#include <qx/platform/sync.h>
-#include <qx/platform/text.h>
-#include <qx/platform/time.h>
-#include <qx/sync/Mutex.h>
-#include <qx/util/config/IniFile.h>
-#include <qx/util/config/RegistryKey.h>
-
-#include "tests/support/SafeModule.h"
+#include "tests/fork/Uses.h"
 #include "tests/support/Sanitized.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/TemporaryRegistry.h"
 
 /// The thread sanitizer refuses threads in the child otherwise.
 extern "C" const char* __tsan_default_options() { return "die_after_fork=0"; }
 
 namespace {
 
-using namespace qx;
-using log::AsyncProcessor;
-
-constexpr unsigned int InheritAll =
-    QX_PROCESS_INHERIT_INPUT | QX_PROCESS_INHERIT_OUTPUT | QX_PROCESS_INHERIT_ERROR;
-
-void require(bool holds, const char* what) {
-    if (!holds)
-        throw std::runtime_error(what);
-}
-
-/// What parent and child have from before the fork.
-struct Inherited {
-    Inherited() {
-        processor =
-            AsyncProcessor::create(log::BasicLogWriter::create(makeReference<io::NullWriter>()), 1);
-        queued->setProcessor(processor);
-        const auto direct = log::Logger::create(u"direct");
-        direct->setProcessor(log::BasicLogWriter::create(makeReference<io::NullWriter>()));
-        direct->enableField(u"timestamp", true);
-        logger = makeReference<log::SyncLogger>(direct);
-        QXComRegisterModule(
-            String::fromUtf8(qxtest::safeModule(QX_TEST_MODULES_DIR "/things.so")).getData());
-        texts->put(u"key", makeReference<String>(u"text"));
-        require(QXNamedSemOpen(name.c_str(), 4, &semaphore) >= 0, "semaphore");
-    }
-    ~Inherited() {
-        QXNamedSemClose(semaphore);
-        QXComFreeUnusedModules(0, nullptr);
-    }
-
-    const qxtest::TemporaryFolder folder;
-    const qxtest::TemporaryRegistry registry;
-    const std::string name = "fork test " + std::to_string(getpid());
-    QXHandle semaphore = 0;
-    sync::Mutex mutex{(name + " mutex").c_str(), QX_SYNC_SHARED};
-    Reference<AsyncProcessor> processor;
-    Reference<log::Logger> queued = log::Logger::create(u"queued");
-    Reference<log::SyncLogger> logger;
-    Reference<collections::StringHashMap> texts = makeReference<collections::StringHashMap>();
-};
-
-void useSemaphore(Inherited& shared) {
-    QXHandle own = 0;
-    require(QXNamedSemOpen(shared.name.c_str(), 4, &own) >= 0, "opened");
-    for (const QXHandle handle : {own, shared.semaphore})
-        require(QXSemaphoreWait(handle) >= 0 && QXSemaphorePost(handle) >= 0, "used");
-    require(QXNamedSemClose(own) >= 0, "closed");
-}
-
-void useLock(Inherited& shared) {
-    sync::Mutex own((shared.name + " mutex").c_str(), QX_SYNC_SHARED);
-    const std::scoped_lock lock(own, shared.mutex);
-}
-
-void useMemory(Inherited& shared) {
-    const std::string name = shared.name + std::to_string(QXThreadCurrentId() % 3);
-    QXHandle handle = 0;
-    void* address = nullptr;
-    require(QXSharedMemOpen(name.c_str(), QX_SHAREDMEM_CREATE, 0, 64, &handle) >= 0, "opened");
-    require(QXSharedMemAttach(handle, 0xC0000000u, &address) >= 0, "attached");
-    *static_cast<volatile char*>(address) = 1;
-    require(QXSharedMemDetach(address) >= 0 && QXSharedMemClose(handle) >= 0, "closed");
-}
-
-void useRegistry(Inherited&) {
-    const uint32_t number = QXThreadCurrentId();
-    util::RegistryKey key(QX_HKEY_USER, String(u"Fork\\").append(static_cast<int64_t>(number)));
-    key.setValue(u"number", number);
-    require(key.getValueUINT32(u"number") == number, "another value");
-}
-
-void useClasses(Inherited&) {
-    const int module = 0;
-    GUID id;
-    require(QXModuleSetInitialized(&module, 1) >= 0, "module");
-    require(QXComGenerateGUID(&id) >= 0, "identifier");
-    const QXComClassFactory factory = [](const QXGUID*, void**) { return result::Fail; };
-    require(QXComRegisterClassFactory(nullptr, &id, factory) >= 0, "factory");
-    require(QXComRevokeClassFactory(&id) >= 0, "revoked");
-    require(QXModuleSetInitialized(&module, 0) >= 0, "module gone");
-    const auto map = Reference<Object>(Class::forName(u"CQXHashMap")->createInstance());
-    require(map->getClass()->isInstance(*map), "class");
-}
-
-void useComponents(Inherited&) {
-    Reference<IQXComparable> thing;
-    require(QXComCreateObjectByProgID(u"Test.Thing", nullptr, &IQXComparable::Iid,
-                                      thing.putVoid()) >= 0,
-            "created");
-    const exec::SharedLibrary library(u"" QX_TEST_MODULES_DIR "/plain.so"); // loaded each time
-    const int32_t result = QXComFreeUnusedModules(1000, nullptr);
-    require(result >= 0 || result == result::Busy, "freed");
-}
-
-void freeComponentsInChild(Inherited& shared) {
-    useComponents(shared);
-    require(QXComFreeUnusedModules(0, nullptr) != result::Busy, "nobody else is at it");
-}
-
-void useTexts(Inherited& shared) {
-    const String text(u"Gr\u00FC\u00DFe");
-    for (const char16_t* const encoding : {u"Cp1252", u"UTF-8"})
-        require(text.getBytes(encoding) != nullptr, "encoded");
-    char bytes[16];
-    require(QXUnicodeToAnsi(u"text", -1, bytes, sizeof bytes) >= 0, "in the locale's encoding");
-    const i18n::StringMapBundle bundle(shared.texts);
-    require(bundle.getKeys()->getSize() == 1, "keys");
-}
-
-void useLogger(Inherited& shared) { shared.logger->log(1, String(u"text")); }
-
-/// What another thread was in the middle of is refused.
-void useLoggerInChild(Inherited& shared) {
-    try {
-        useLogger(shared);
-    } catch (const IllegalStateException&) {
-    }
-    const auto own = log::Logger::create();
-    own->setProcessor(log::BasicLogWriter::create(makeReference<io::NullWriter>()));
-    own->log(1, String(u"text"));
-}
-
-void useQueue(Inherited& shared) {
-    for (int i = 0; i < 50; ++i)
-        shared.queued->log(1, String(u"text"));
-    require(shared.processor->flush(), "flushed");
-}
-
-void useQueueInChild(Inherited& shared) {
-    require(!shared.processor->flush(), "not flushed");
-    require(shared.processor->getQueuedCount() == 0, "nothing is queued");
-    try {
-        shared.queued->log(1, String(u"text"));
-        require(false, "nothing thrown");
-    } catch (const IllegalStateException&) {
-    }
-    shared.processor.reset();
-    const auto own =
-        AsyncProcessor::create(log::BasicLogWriter::create(makeReference<io::NullWriter>()), 1);
-    shared.queued->setProcessor(own);
-    shared.queued->log(1, String(u"text"));
-    require(own->flush() && own->getFailedCount() == 0, "a queue of its own");
-}
-
-void useProcesses(Inherited&) {
-    exec::Process joined(nullptr, u"true", nullptr, nullptr, InheritAll);
-    exec::Process(nullptr, u"sleep 0.01", nullptr, nullptr, InheritAll); // dropped while it runs
-    require(joined.join() == 0, "joined");
-}
-
-void useThreads(Inherited&) {
-    uint32_t number = 0;
-    exec::Thread thread(exec::makeRunnable([&] { number = QXThreadCurrentId(); }));
-    thread.start();
-    thread.join();
-    require(number != 0 && number != QXThreadCurrentId(), "number");
-}
-
-void useNames(Inherited&) {
-    for (const char* const host : {"127.0.0.1", "::1"}) {
-        qx_addrinfo* found = nullptr;
-        require(QXgetaddrinfo(host, "80", nullptr, &found) == 0, "address");
-        QXfreeaddrinfo(found);
-    }
-    uint16_t port = 0;
-    QXSocketServicePort("http", "tcp", &port); // which not every system lists
-    QXSocket socket = 0;
-    require(QXSocketCreate(QX_AF_INET, 1, 0, &socket) == 0 && QXSocketClose(socket) == 0, "socket");
-}
-
-void useTime(Inherited&) {
-    static std::atomic<int64_t> s_seconds{0};
-    STRUCT_QX_TIME time;
-    require(QXTimeFromPosix(s_seconds += 86401, &time) >= 0, "time");
-    char16_t text[QX_TIME_TEXT_UNITS];
-    require(QXTimeGetDateText(&time, 1, text, QX_TIME_TEXT_UNITS) > 0, "date");
-    require(QXTimeGetTimeText(&time, text, QX_TIME_TEXT_UNITS) > 0, "time of day");
-    require(QXTimeGetLocal(&time) >= 0, "now");
-}
-
-void useFiles(Inherited& shared) {
-    require(QXDriveMap('q', shared.folder.path().c_str()) >= 0, "mapped");
-    require(QXDriveGetType("q:") >= 0, "type");
-    const String path = String::fromUtf8(shared.folder.path("shared.ini"));
-    util::IniFile file(path.getData(), "fork test");
-    require(file.AddKey(u"section", u"key", u"value", true) >= 0, "written");
-}
-
-void useConsole(Inherited&) {
-    if (isatty(STDIN_FILENO))
-        return;
-    require(QXConsoleHoldKeys(1) >= 0 && QXConsoleHoldKeys(0) >= 0, "held");
-}
-
-struct Use {
-    const char* name;
-    void (*inParent)(Inherited&);
-    void (*inChild)(Inherited&);
-    bool startsThreads = false; // in the child
-};
-
-constexpr Use Uses[] = {
-    {"Semaphore", useSemaphore, useSemaphore},
-    {"Lock", useLock, useLock},
-    {"Memory", useMemory, useMemory},
-    {"Registry", useRegistry, useRegistry},
-    {"Classes", useClasses, useClasses},
-    {"Components", useComponents, freeComponentsInChild},
-    {"Texts", useTexts, useTexts},
-    {"Logger", useLogger, useLoggerInChild},
-    {"Queue", useQueue, useQueueInChild, true},
-    {"Processes", useProcesses, useProcesses},
-    {"Threads", useThreads, useThreads, true},
-    {"Names", useNames, useNames},
-    {"Time", useTime, useTime},
-    {"Files", useFiles, useFiles},
-    {"Console", useConsole, useConsole},
-};
+using namespace qxtest;
 
 /// Status of a forked child that runs @p body; a hanging one ends by SIGALRM.
 int statusOfChild(const std::function<void()>& body) {
@@ -307,50 +62,35 @@ bool isForChild(const Use& use) {
 #endif
 }
 
-constexpr int Forks = qxtest::Sanitized ? 8 : 25;
+constexpr int Forks = Sanitized ? 8 : 25;
 
-class Fork : public testing::TestWithParam<const Use*> {};
+/// Runs with all uses, then with each alone.
+class Fork : public testing::TestWithParam<std::span<const Use>> {
+public:
+    static std::vector<ParamType> allAndEach() {
+        std::vector<ParamType> parts{allUses()};
+        for (const Use& use : allUses())
+            parts.emplace_back(&use, 1);
+        return parts;
+    }
+};
 
 TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
     if (!ChildHasMemory)
         GTEST_SKIP() << "the sanitizer's memory is locked in a child";
-    if (!isForChild(*GetParam()))
-        GTEST_SKIP() << "the sanitizer does not know threads of a child";
-    Inherited shared;
-    std::atomic<bool> stop{false};
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 3; ++i) {
-        threads.emplace_back([&] {
-            while (!stop) {
-                try {
-                    GetParam()->inParent(shared);
-                } catch (const std::exception& exception) {
-                    ADD_FAILURE() << "in the parent: " << exception.what();
-                    return;
-                }
-            }
-        });
-    }
-    for (int i = 0; i < Forks && !HasFailure(); ++i)
-        EXPECT_EQ(statusOfChild([&] { GetParam()->inChild(shared); }), 0);
-    stop = true;
-}
-
-TEST(ForkOfAll, ChildDoesEverythingWhileTheThreadsOfItsParentDo) {
-    if (!ChildHasMemory)
-        GTEST_SKIP() << "the sanitizer's memory is locked in a child";
+    const auto uses = GetParam();
     Inherited shared;
     std::atomic<bool> stop{false};
     std::vector<std::jthread> threads;
     for (size_t i = 0; i < 3; ++i) {
         threads.emplace_back([&, i] {
-            for (size_t next = i * 5; !stop; ++next)
-                EXPECT_NO_THROW(Uses[next % std::size(Uses)].inParent(shared));
+            for (size_t next = i * 5; !stop && !HasFailure(); ++next)
+                EXPECT_NO_THROW(uses[next % uses.size()].inParent(shared));
         });
     }
-    for (int i = 0; i < Forks && !testing::Test::HasFailure(); ++i) {
+    for (int i = 0; i < Forks && !HasFailure(); ++i) {
         EXPECT_EQ(statusOfChild([&] {
-                      for (const Use& use : Uses) {
+                      for (const Use& use : uses) {
                           if (isForChild(use))
                               use.inChild(shared);
                       }
@@ -360,14 +100,8 @@ TEST(ForkOfAll, ChildDoesEverythingWhileTheThreadsOfItsParentDo) {
     stop = true;
 }
 
-std::vector<const Use*> allUses() {
-    std::vector<const Use*> uses;
-    for (const Use& use : Uses)
-        uses.push_back(&use);
-    return uses;
-}
-
-INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(allUses()),
-                         [](const auto& use) { return std::string(use.param->name); });
+INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(Fork::allAndEach()), [](const auto& uses) {
+    return std::string(uses.param.size() == 1 ? uses.param[0].name : "All");
+});
 
 } // namespace

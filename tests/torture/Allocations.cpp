@@ -32,11 +32,8 @@ using qxtorture::Script;
 
 std::vector<Script> allScripts() {
     std::vector<Script> all;
-    for (const auto scripts :
-         {qxtorture::objectScripts(), qxtorture::textScripts(), qxtorture::collectionScripts(),
-          qxtorture::numberScripts(), qxtorture::streamScripts(), qxtorture::dataScripts(),
-          qxtorture::configurationScripts(), qxtorture::serviceScripts(),
-          qxtorture::componentScripts()})
+    for (const auto scripts : {qxtorture::valueScripts(), qxtorture::streamScripts(),
+                               qxtorture::serviceScripts(), qxtorture::componentScripts()})
         all.insert(all.end(), scripts.begin(), scripts.end());
     return all;
 }

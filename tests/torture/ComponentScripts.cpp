@@ -1,6 +1,8 @@
 #include "tests/torture/Script.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <mutex>
 
 #include <qx/collections/List.h>
 #include <qx/collections/pcom/ArrayList.h>
@@ -8,7 +10,11 @@
 #include <qx/core/Literal.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
-#include <qx/core/String.h>
+#include <qx/core/runtime/Class.h>
+#include <qx/exec/CallableRunnable.h>
+#include <qx/exec/Process.h>
+#include <qx/exec/SharedLibrary.h>
+#include <qx/exec/Thread.h>
 #include <qx/i18n/BundleFactory.h>
 #include <qx/i18n/BundleName.h>
 #include <qx/i18n/ComStringBundle.h>
@@ -21,7 +27,12 @@
 #include <qx/io/ByteBuffer.h>
 #include <qx/io/Channels.h>
 #include <qx/io/FileOutputStream.h>
+#include <qx/io/InputStream.h>
+#include <qx/io/OutputStream.h>
 #include <qx/io/StringWriter.h>
+#include <qx/ipc/Semaphore.h>
+#include <qx/ipc/SemaphoreR.h>
+#include <qx/ipc/SharedMemory.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/Logger.h>
 #include <qx/log/pcom/ILogEntry.h>
@@ -33,8 +44,17 @@
 #include <qx/net/pcom/AbstractTransport.h>
 #include <qx/net/pcom/PcomTransport.h>
 #include <qx/platform/module.h>
-
+#include <qx/platform/shared.h>
+#include <qx/sync/Condition.h>
+#include <qx/sync/Event.h>
+#include <qx/sync/Gate.h>
+#include <qx/sync/Mutex.h>
+#include <qx/sync/ReaderWriterLock.h>
+#include <qx/sync/Semaphore.h>
 #include <qx/util/Guid.h>
+#include <qx/util/buffer/MTBuffer.h>
+#include <qx/util/buffer/ROBuffer.h>
+#include <qx/util/buffer/RWBuffer.h>
 #include <qx/util/config/PropertySet.h>
 #include <qx/util/config/RegistryKey.h>
 #include <qx/util/config/pcom/IPropertySet.h>
@@ -49,6 +69,23 @@ using qx::throwIfFailed;
 using qx::i18n::StringBundle;
 
 namespace {
+
+template <class Lock>
+void lockAndUnlock() {
+    Lock lock("a lock of the torture program");
+    lock.wait();
+    lock.signal();
+}
+
+template <class Buffer, class Unit>
+void fillBuffer() {
+    static const Unit units[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17};
+    Buffer buffer(units, 17, 40);
+    std::fill_n(buffer.getWriteLock(200), 200, Unit{7});
+    buffer.releaseWriteLock(180);
+    const Buffer copy(buffer);
+    buffer.freeExtra();
+}
 
 const char16_t ThingsPath[] = u"" QX_TEST_MODULES_DIR "/things.so";
 
@@ -69,11 +106,7 @@ Reference<qx::i18n::StringMapBundle> messages(const char16_t* locale) {
 
 void useBundle(StringBundle& bundle) {
     require(bundle.getString(u"prompt").equals(u"Name: "), "another text");
-    try {
-        bundle.getString(u"nothing");
-    } catch (const qx::Exception& failure) {
-        failure.getDescription();
-    }
+    mustFail([&] { bundle.getString(u"nothing"); });
     const auto keys = bundle.getKeys();
     for (const auto& key : *keys)
         key->toString();
@@ -192,16 +225,127 @@ void createThing(const char16_t* progId) {
 }
 
 const Script scripts[] = {
+    {"object.class by name",
+     [] {
+         for (const char16_t* name :
+              {u"CQXString", u"CQXArrayList", u"CQXHashMap", u"CQXBigInteger", u"CQXMutex",
+               u"CQXStringWriter", u"qx::IllegalStateException", u"qx::text::charset::CTBUTF8"})
+             qx::Reference<qx::Object>(qx::Class::forName(name)->createInstance())->toString();
+     }},
+    {"object.class that is missing",
+     [] { mustFail([&] { qx::Class::forName(u"CQXNothingOfTheKind"); }); }},
+    {"object.printable form", [] { makeReference<qx::Object>()->toString(); }},
+    {"object.exception thrown and copied",
+     [] {
+         try {
+             qx::throwResult(qx::result::NotFound, u"a description that is long enough to be kept");
+         } catch (const qx::Exception& failure) {
+             const qx::Exception copy(failure);
+             copy.toString();
+         }
+     }},
+    {"object.exception behind the boundary",
+     [] {
+         qx::resultOf(
+             [] { throw qx::RangeErrorException(u"far beyond what there is in the list"); });
+     }},
+    {"buffer.bytes", [] { fillBuffer<qx::util::RWByteBuffer, signed char>(); }},
+    {"buffer.units", [] { fillBuffer<qx::util::RWCharBuffer, char16_t>(); }},
+    {"buffer.guarded bytes", [] { fillBuffer<qx::util::MTByteBuffer, signed char>(); }},
+    {"buffer.guarded units", [] { fillBuffer<qx::util::MTCharBuffer, char16_t>(); }},
+    {"buffer.compared and printed",
+     [] {
+         const qx::util::ROCharBuffer left(u"left", 4, 0), right(u"left", 4, 0);
+         left.equals(right);
+         left.toString();
+     }},
+    {"sync.mutex", lockAndUnlock<qx::sync::Mutex>},
+    {"sync.readers and writers",
+     [] {
+         lockAndUnlock<qx::sync::ReaderWriterLock>();
+         qx::sync::ReaderWriterLock lock;
+         lock.waitShared();
+         lock.signalShared();
+     }},
+    {"sync.condition",
+     [] {
+         qx::sync::Condition condition("a condition");
+         const qx::sync::Condition::Holder holder(condition);
+         mustFail([&] { condition.wait(1); });
+         condition.broadcast();
+     }},
+    {"sync.event, gate and semaphore",
+     [] {
+         qx::sync::Event event;
+         event.signal();
+         event.wait();
+         qx::sync::Gate gate;
+         gate.open();
+         gate.wait();
+         qx::sync::Semaphore semaphore(1);
+         semaphore.wait();
+         semaphore.signal();
+     }},
+    {"sync.mutex of all processes",
+     [] {
+         qx::sync::Mutex lock("torture mutex", QX_SYNC_SHARED);
+         const std::scoped_lock held(lock);
+     }},
+    {"ipc.semaphore",
+     [] {
+         qx::ipc::Semaphore semaphore("torture semaphore", 2);
+         semaphore.wait();
+         semaphore.tryWait();
+         semaphore.signal();
+         semaphore.signal();
+     }},
+    {"ipc.semaphore taken again",
+     [] {
+         const auto guard = makeReference<qx::sync::Mutex>();
+         qx::ipc::SemaphoreR semaphore("torture turn", 1, guard);
+         semaphore.wait();
+         semaphore.wait();
+         semaphore.signal();
+         semaphore.signal();
+     }},
+    {"ipc.shared memory",
+     [] {
+         const qx::ipc::SharedMemory block("torture block", 10000, QX_SHAREDMEM_CREATE, 0);
+         *static_cast<char*>(block.get()) = 1;
+     }},
+    {"exec.thread",
+     [] {
+         qx::exec::Thread thread(qx::exec::makeRunnable([] {}), u"a thread with a long name");
+         thread.start();
+         thread.join();
+         const qx::Reference<qx::exec::Thread> copy(thread.clone());
+     }},
+    {"exec.process",
+     [] {
+         qx::exec::Process process(nullptr, u"cat -u", nullptr, nullptr, 0);
+         const auto input = process.getOutputStream();
+         input->write("through a child", 15);
+         input->close();
+         signed char bytes[32];
+         const auto output = process.getInputStream();
+         while (output->read(bytes, sizeof bytes) > 0) {
+         }
+         process.join();
+     }},
+    {"exec.process that cannot be started",
+     [] {
+         mustFail(
+             [&] { qx::exec::Process process(u"/no/such/program", nullptr, u"/", nullptr, 0); });
+     }},
+    {"exec.library that is missing",
+     [] { mustFail([&] { const qx::exec::SharedLibrary library(u"/no/such/library.so"); }); }},
+    {"exec.library", [] { qx::exec::SharedLibrary(u"libm.so.6").getSymbol(u"cos"); }},
     {"bundle.message file", [] { useBundle(*messages(u"de_CH")); }},
     {"bundle.message file with mistakes",
      [] {
          const qx::i18n::MessageFile file("key = 1\nkey = 2\nno sign\nx = \\q\n\xFF = 3\n");
          require(file.mistakes().size() == 4, "other mistakes");
-         try {
-             file.createBundle();
-         } catch (const qx::Exception& failure) {
-             failure.getDescription();
-         }
+         mustFail([&] { file.createBundle(); });
      }},
     {"bundle.message file on disk",
      [] {
@@ -280,13 +424,7 @@ const Script scripts[] = {
              *qx::net::Transport::get(u"Torture.Transport")->createConnector(place)->connect());
      }},
     {"transport.unknown name",
-     [] {
-         try {
-             qx::net::Transport::get(u"Torture.No.Transport");
-         } catch (const qx::Exception& failure) {
-             failure.getDescription();
-         }
-     }},
+     [] { mustFail([&] { qx::net::Transport::get(u"Torture.No.Transport"); }); }},
     {"component.registered and taken out",
      [] {
          throwIfFailed(QXComRegisterModule(ThingsPath));

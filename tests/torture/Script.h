@@ -3,6 +3,9 @@
 #include <span>
 #include <stdexcept>
 
+#include <qx/core/Exception.h>
+#include <qx/core/String.h>
+
 namespace qxtorture {
 
 /// Some calls of the library that need nothing and leave nothing behind: the current folder is
@@ -23,13 +26,20 @@ inline void require(bool holds, const char* what) {
         throw std::logic_error(what);
 }
 
-std::span<const Script> objectScripts();
-std::span<const Script> textScripts();
-std::span<const Script> collectionScripts();
-std::span<const Script> numberScripts();
+/// Part of a script that ends with an exception of the library, whose description is made.
+template <class Body>
+void mustFail(Body body) {
+    try {
+        body();
+    } catch (const qx::Exception& failure) {
+        failure.getDescription();
+        return;
+    }
+    require(false, "nothing thrown");
+}
+
+std::span<const Script> valueScripts();
 std::span<const Script> streamScripts();
-std::span<const Script> dataScripts();
-std::span<const Script> configurationScripts();
 std::span<const Script> serviceScripts();
 std::span<const Script> componentScripts();
 

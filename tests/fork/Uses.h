@@ -1,0 +1,49 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include <unistd.h>
+
+#include <qx/collections/StringHashMap.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/Logger.h>
+#include <qx/log/SyncLogger.h>
+#include <qx/sync/Mutex.h>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TemporaryRegistry.h"
+
+namespace qxtest {
+
+/// @throws std::runtime_error
+void require(bool holds, const char* what);
+
+/// What threads use together, and parent and child have from before a fork.
+struct Inherited {
+    Inherited();
+    ~Inherited();
+
+    const TemporaryFolder folder;
+    const TemporaryRegistry registry;
+    const std::string name = "fork test " + std::to_string(getpid());
+    QXHandle semaphore = 0;
+    qx::sync::Mutex mutex{(name + " mutex").c_str(), QX_SYNC_SHARED};
+    qx::Reference<qx::log::AsyncProcessor> processor;
+    qx::Reference<qx::log::Logger> queued = qx::log::Logger::create(u"queued");
+    qx::Reference<qx::log::SyncLogger> logger;
+    qx::Reference<qx::collections::StringHashMap> texts =
+        qx::makeReference<qx::collections::StringHashMap>();
+};
+
+/// Something that any number of threads may do at once, and a forked child while they do.
+struct Use {
+    const char* name;
+    void (*inParent)(Inherited&);
+    void (*inChild)(Inherited&);
+    bool startsThreads = false; // in the child
+};
+
+std::span<const Use> allUses();
+
+} // namespace qxtest
