@@ -1,17 +1,17 @@
 #pragma once
 
-#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <qx/core/Exception.h>
 #include <qx/io/InputStream.h>
+
+#include "tests/ipc/IpcTesting.h"
 
 namespace qxtest {
 
@@ -48,17 +48,6 @@ inline int64_t countOwn(const char* folder) {
 inline bool hasChildren() {
     siginfo_t info;
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-/// Waits until @p condition holds; false after a time that is long even on a busy machine.
-template <class Condition>
-bool eventually(Condition condition) {
-    for (int waits = 0; !condition(); ++waits) {
-        if (waits == 20'000)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
 }
 
 } // namespace qxtest

@@ -3,6 +3,7 @@
 
 #include <qx/core/String.h>
 #include <qx/exec/SharedLibrary.h>
+#include <qx/platform/module.h>
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/TemporaryFolder.h"
@@ -75,6 +76,23 @@ TEST(SharedLibrary, TellsWhyItCannotBeOpened) {
     EXPECT_EQ(expectThrows<ResultException>(u"Failed to open shared library.",
                                             [] { SharedLibrary(nullptr); }),
               result::NullPointer);
+}
+
+TEST(LibraryHandle, IsOpenedByLiveModulesAndClosedByAny) {
+    const int module = 0;
+    QXHandle library = 1;
+    EXPECT_EQ(QXModuleLibOpen(&module, u"libm.so.6", &library), result::InvalidHandle);
+    EXPECT_EQ(library, ~QXHandle{0});
+    EXPECT_EQ(QXModuleLibOpen(nullptr, u"libm.so.6", &library), result::NullPointer);
+    ASSERT_EQ(QXModuleSetInitialized(&module, 1), result::Ok);
+    EXPECT_EQ(QXModuleLibOpen(&module, u"libm.so.6", &library), result::Ok);
+    ASSERT_EQ(QXModuleSetInitialized(&module, 0), result::Ok);
+    void* symbol = &library;
+    EXPECT_EQ(QXLibGetSymbol(~QXHandle{0}, u"cos", &symbol), result::InvalidHandle);
+    EXPECT_EQ(symbol, nullptr);
+    EXPECT_EQ(QXModuleLibClose(&module, library), result::Ok);
+    EXPECT_EQ(QXModuleLibClose(&module, ~QXHandle{0}), result::InvalidHandle);
+    EXPECT_EQ(QXModuleLibClose(nullptr, library), result::NullPointer);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -8,13 +9,19 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
+#include <qx/platform/native.h>
+#include <qx/platform/result.h>
+#include <qx/platform/thread.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/Semaphore.h>
 
 #include "tests/exec/ExecTesting.h"
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Sanitized.h"
 
@@ -61,17 +68,10 @@ TEST(Thread, HandsBackTheWholePointer) {
         thread.start();
         EXPECT_EQ(thread.join(), value);
     }
-    Thread withoutResult(makeRunnable([] {}));
+    // A callable without a result that cannot be copied.
+    Thread withoutResult(makeRunnable([owned = std::make_unique<int>(7)] { ++*owned; }));
     withoutResult.start();
     EXPECT_EQ(withoutResult.join(), nullptr);
-}
-
-TEST(Thread, RunsCallablesThatCannotBeCopied) {
-    auto owned = std::make_unique<int>(7);
-    int* const inside = owned.get();
-    Thread thread(makeRunnable([held = std::move(owned)] { return held.get(); }));
-    thread.start();
-    EXPECT_EQ(thread.join(), inside);
 }
 
 TEST(Thread, ExceptionsEndInTheThread) {
@@ -221,7 +221,7 @@ TEST(Thread, DerivedClassesAreNotCloned) {
     expectThrows<CloneNotSupportedException>(u"", [] { Derived(nullptr).clone(); });
 }
 
-TEST(Thread, ShowsItsNameToTheSystem) {
+TEST(Thread, ShowsItsNameToTheSystemAndTellsItsNumber) {
     const struct {
         const char16_t* name;
         const char* shown;
@@ -237,13 +237,18 @@ TEST(Thread, ShowsItsNameToTheSystem) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.shown);
         std::string shown;
-        Thread thread(makeRunnable([&shown] {
+        unsigned int number = 0;
+        Thread thread(makeRunnable([&] {
                           std::ifstream file("/proc/thread-self/comm");
                           std::getline(file, shown);
+                          number = Thread::getCurrentID();
                       }),
                       c.name);
         thread.start();
+        const unsigned int fromOutside = thread.getID();
         thread.join();
+        EXPECT_EQ(number, fromOutside);
+        EXPECT_NE(number, Thread::getCurrentID());
         EXPECT_EQ(shown, c.shown);
         EXPECT_EQ(thread.getName(), c.name);
     }
@@ -279,16 +284,6 @@ TEST(Thread, SleepsNoShorterThanAsked) {
     EXPECT_GE(system_clock::now(), end);
 }
 
-TEST(Thread, TellsItsNumber) {
-    unsigned int inside = 0;
-    Thread thread(makeRunnable([&inside] { inside = Thread::getCurrentID(); }));
-    thread.start();
-    const unsigned int number = thread.getID();
-    thread.join();
-    EXPECT_EQ(number, inside);
-    EXPECT_NE(number, Thread::getCurrentID());
-}
-
 TEST(Thread, ManyStartAndEndAtOnce) {
     constexpr int Starters = 4, Rounds = 250;
     std::atomic<int> runs{0};
@@ -311,6 +306,62 @@ TEST(Thread, ManyStartAndEndAtOnce) {
     for (int i = 0; i < Starters * Rounds; ++i)
         dropped.wait();
     EXPECT_EQ(runs, Starters * Rounds);
+}
+
+constexpr QXHandle None = ~QXHandle{0};
+
+void* giveBack(void* argument) { return argument; }
+
+TEST(ThreadHandle, RefusesWhatItCannotStartOrJoin) {
+    QXHandle handle = 1;
+    uint32_t id = 1;
+    EXPECT_EQ(QXThreadCreate(nullptr, nullptr, 0, 0, &handle, &id), result::NullPointer);
+    EXPECT_EQ(handle, None);
+    EXPECT_EQ(id, 0u);
+    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 1, 0, &handle, &id), result::InvalidArgument);
+    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 0, 0, nullptr, &id), result::NullPointer);
+    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 0, 0, &handle, nullptr), result::NullPointer);
+    void* value = &handle;
+    for (const QXHandle invalid : {QXHandle{0}, None}) {
+        EXPECT_EQ(QXThreadJoin(invalid, &value), result::InvalidHandle);
+        EXPECT_EQ(value, nullptr);
+        EXPECT_EQ(QXThreadDetach(invalid), result::InvalidHandle);
+    }
+    ASSERT_EQ(QXThreadCreateNamed("", giveBack, &id, 0, 0, &handle, &id), result::Ok);
+    EXPECT_EQ(QXThreadJoin(handle, nullptr), result::NullPointer);
+    EXPECT_EQ(QXThreadJoin(handle, &value), result::Ok);
+    EXPECT_EQ(value, &id);
+}
+
+TEST(ThreadHandle, SleepsThroughSignals) {
+    using Clock = std::chrono::steady_clock;
+    struct sigaction action {};
+    struct sigaction previous {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, &previous);
+    const auto begin = Clock::now();
+    auto end = begin;
+    qxtest::BlockingThread sleeper([&end] {
+        QXThreadSleep(100);
+        end = Clock::now();
+    });
+    while (!sleeper.isFinished()) {
+        pthread_kill(sleeper.thread().native_handle(), SIGUSR1);
+        QXThreadSleep(5);
+    }
+    sleeper.join();
+    sigaction(SIGUSR1, &previous, nullptr);
+    EXPECT_GE(end - begin, std::chrono::milliseconds(100));
+}
+
+TEST(ThreadHandle, HasAnotherNumberInAForkedChild) {
+    const uint32_t parent = QXThreadCurrentId();
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(QXThreadCurrentId() == parent ? 1 : 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 } // namespace
