@@ -6,20 +6,20 @@
 
 #include <qx/platform/result.h>
 #include <qx/sync/Condition.h>
+#include <qx/sync/Event.h>
 #include <qx/sync/FakeMutex.h>
+#include <qx/sync/Gate.h>
 #include <qx/sync/Mutex.h>
 #include <qx/sync/ReaderWriterLock.h>
+#include <qx/sync/Semaphore.h>
+#include <qx/sync/TimedWait.h>
 
 #include "tests/support/ExpectResult.h"
 
 namespace {
 
 namespace result = qx::result;
-using qx::sync::Condition;
-using qx::sync::FakeMutex;
-using qx::sync::LockObject;
-using qx::sync::Mutex;
-using qx::sync::ReaderWriterLock;
+using namespace qx::sync;
 using qxtest::expectThrowsResult;
 
 template <class Lock>
@@ -29,11 +29,18 @@ bool isFreeForOthers(Lock& lock) {
     return owned;
 }
 
-TEST(LockClasses, ThrowTheCodeOfAFailingCreateCall) {
+TEST(SyncClasses, ThrowTheCodeOfAFailingCall) {
     constexpr unsigned int UnknownFlags = 0x10;
     expectThrowsResult(result::InvalidArgument, [] { Mutex("m", UnknownFlags); });
     expectThrowsResult(result::InvalidArgument, [] { ReaderWriterLock("l", UnknownFlags); });
     expectThrowsResult(result::InvalidArgument, [] { Condition("c", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Event("e", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Gate("g", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Semaphore(0, "s", UnknownFlags); });
+    expectThrowsResult(result::InvalidArgument, [] { Semaphore(0x80000000u); });
+    Semaphore full(0x7FFFFFFF);
+    expectThrowsResult(result::Overflow, [&full] { full.signal(); });
+    EXPECT_EQ(full.getValue(), 0x7FFFFFFF);
 }
 
 TEST(LockClasses, ThrowWhenReleasedByAStrangerAndStayUsable) {
@@ -89,6 +96,36 @@ TEST(ConditionClass, ATimeOutThrowsWithTheLockTakenBack) {
         condition.signal(); // throws nothing: still the holder's
     }
     expectThrowsResult(result::NotOwner, [&] { condition.release(); });
+}
+
+TEST(TimedWait, MapsEveryKindOfResult) {
+    EXPECT_TRUE(signalled(result::Ok));
+    EXPECT_FALSE(signalled(result::TimedOut)); // negative, yet no failure
+    EXPECT_FALSE(signalled(1));                // success other than "signalled"
+    expectThrowsResult(result::Fail, [] { signalled(result::Fail); });
+}
+
+TEST(EventClass, CannotBePolledButRemembersASignal) {
+    Event event;
+    event.signal();
+    EXPECT_FALSE(event.tryWait());
+    EXPECT_TRUE(event.wait(0)); // the poll has not taken it
+    EXPECT_FALSE(event.wait(1));
+    event.signal();
+    event.wait();
+    EXPECT_FALSE(event.wait(0));
+}
+
+TEST(GateClass, IsPassedWhileItIsOpen) {
+    Gate gate;
+    EXPECT_FALSE(gate.tryWait());
+    EXPECT_FALSE(gate.wait(1));
+    gate.open();
+    EXPECT_TRUE(gate.tryWait());
+    EXPECT_TRUE(gate.wait(0));
+    gate.wait();
+    gate.close();
+    EXPECT_FALSE(gate.tryWait());
 }
 
 } // namespace
