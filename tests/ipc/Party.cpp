@@ -10,41 +10,8 @@ namespace qxtest {
 
 namespace {
 
-constexpr Operation Operations[] = {
-    QXMutexAcquire,
-    QXMutexTryAcquire,
-    QXMutexRelease,
-    QXConditionAcquire,
-    QXConditionTryAcquire,
-    QXConditionRelease,
-    QXConditionWait,
-    QXConditionSignal,
-    QXConditionBroadcast,
-    QXEventSignal,
-    QXEventWait,
-    QXGateOpen,
-    QXGateClose,
-    QXGateWait,
-    QXGateTryWait,
-    QXSemaphorePost,
-    QXSemaphoreWait,
-    QXSemaphoreTryWait,
-    QXRWLockAcquireRead,
-    QXRWLockAcquireWrite,
-    QXRWLockTryAcquireRead,
-    QXRWLockTryAcquireWrite,
-    QXRWLockReleaseRead,
-    QXRWLockReleaseWrite,
-};
-constexpr TimedOperation TimedOperations[] = {QXEventTimedWait, QXGateTimedWait,
-                                              QXConditionTimedWait};
-constexpr int FirstTimed = std::size(Operations);
-
-template <class Table, class Entry>
-int indexOf(const Table& table, Entry entry) {
-    return static_cast<int>(std::find(std::begin(table), std::end(table), entry) -
-                            std::begin(table));
-}
+/// Functions of the library lie equally far from each other in every process.
+intptr_t origin() { return reinterpret_cast<intptr_t>(&QXMutexAcquire); }
 
 void serve(Party::Mailbox& box, QXHandle handle) {
     box.threadNumber = gettid();
@@ -54,9 +21,9 @@ void serve(Party::Mailbox& box, QXHandle handle) {
             continue;
         }
         ++box.begun;
-        const int call = box.call;
-        box.result = call < FirstTimed ? Operations[call](handle)
-                                       : TimedOperations[call - FirstTimed](handle, box.argument);
+        const intptr_t call = origin() + box.call;
+        box.result = box.isTimed ? reinterpret_cast<TimedOperation>(call)(handle, box.argument)
+                                 : reinterpret_cast<Operation>(call)(handle);
         ++box.done;
     }
 }
@@ -137,8 +104,9 @@ Party::Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle 
             _exit(0);
         }
     } else {
-        m_process.emplace("party",
-                          std::vector{boxName, name, std::to_string(indexOf(Kinds, &kind))});
+        m_process.emplace(
+            "party",
+            std::vector{boxName, name, std::to_string(std::ranges::find(Kinds, &kind) - Kinds)});
     }
 }
 
@@ -155,16 +123,17 @@ Party::~Party() {
     }
 }
 
-void Party::ask(int call, uint32_t argument) {
-    box().call = call;
-    box().argument = argument;
+void Party::start(Operation operation) {
+    box().call = reinterpret_cast<intptr_t>(operation) - origin();
+    box().isTimed = false;
     ++box().asked;
 }
 
-void Party::start(Operation operation) { ask(indexOf(Operations, operation), 0); }
-
 void Party::start(TimedOperation operation, uint32_t milliseconds) {
-    ask(FirstTimed + indexOf(TimedOperations, operation), milliseconds);
+    box().call = reinterpret_cast<intptr_t>(operation) - origin();
+    box().isTimed = true;
+    box().argument = milliseconds;
+    ++box().asked;
 }
 
 bool Party::isDone() const { return box().done == box().asked; }

@@ -71,7 +71,6 @@ public:
 
 private:
     Mailbox& box() const { return m_shared ? **m_shared : *m_own; }
-    void ask(int call, uint32_t argument);
 
     std::optional<SharedStruct<Mailbox>> m_shared;
     std::unique_ptr<Mailbox> m_own;
@@ -81,7 +80,8 @@ private:
 };
 
 struct Party::Mailbox {
-    std::atomic<int> call;
+    std::atomic<intptr_t> call; // how far from another function
+    std::atomic<bool> isTimed;
     std::atomic<uint32_t> argument;
     std::atomic<int32_t> result;
     std::atomic<int> asked, begun, done; // calls so far

@@ -1,14 +1,15 @@
 #include <qx/ipc/SemaphoreR.h>
 
-#include <atomic>
+#include <functional>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <qx/core/Exception.h>
-
 #include "tests/ipc/IpcTesting.h"
+#include "tests/support/BlockingThread.h"
+#include "tests/support/ExpectResult.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -20,7 +21,7 @@ void onOtherThread(const std::function<void()>& body) { std::thread(body).join()
 
 } // namespace
 
-TEST(SemaphoreR, TakesOneUnitHoweverDeepItsOwnerIs) {
+TEST(SemaphoreR, TakesOneUnitHoweverDeepItsOwnerIsAndWhoeverElseSignals) {
     const std::string name = uniqueName("sem");
     SemaphoreR semaphore(name.c_str(), 1, nullptr);
     ipc::Semaphore underlying(name.c_str(), 9);
@@ -29,6 +30,11 @@ TEST(SemaphoreR, TakesOneUnitHoweverDeepItsOwnerIs) {
     semaphore.wait();
     EXPECT_EQ(semaphore.getValue(), 0);
     semaphore.signal();
+    onOtherThread([&] {
+        semaphore.signal();
+        semaphore.signal();
+        EXPECT_FALSE(semaphore.tryWait());
+    });
     semaphore.signal();
     EXPECT_EQ(underlying.getValue(), 0);
     EXPECT_FALSE(underlying.tryWait());
@@ -36,51 +42,34 @@ TEST(SemaphoreR, TakesOneUnitHoweverDeepItsOwnerIs) {
     EXPECT_EQ(underlying.getValue(), 1);
     semaphore.signal(); // nobody's: ignored
     EXPECT_EQ(underlying.getValue(), 1);
-}
-
-TEST(SemaphoreR, AStrangersSignalChangesNothing) {
-    SemaphoreR semaphore(uniqueName("sem").c_str(), 1, nullptr);
-    semaphore.wait();
-    semaphore.wait();
-    onOtherThread([&] {
-        semaphore.signal();
-        semaphore.signal();
-        EXPECT_FALSE(semaphore.tryWait());
-    });
-    EXPECT_EQ(semaphore.getValue(), 0);
-    semaphore.signal();
-    EXPECT_EQ(semaphore.getValue(), 0);
-    semaphore.signal();
-    onOtherThread([&] {
-        const std::unique_lock held(semaphore, std::try_to_lock);
-        EXPECT_TRUE(held);
-    });
+    onOtherThread([&] { EXPECT_TRUE(std::unique_lock(semaphore, std::try_to_lock)); });
     EXPECT_EQ(semaphore.getValue(), 1);
 }
 
 TEST(SemaphoreR, ABlockedThreadDoesNotHoldTheGuard) {
     const Reference<sync::Mutex> guard(new sync::Mutex);
-    SemaphoreR semaphore(uniqueName("sem").c_str(), 1, guard);
-    semaphore.wait();
-    std::atomic<bool> acquired = false;
-    std::thread waiter([&] {
+    {
+        SemaphoreR semaphore(uniqueName("sem").c_str(), 1, guard);
+        EXPECT_EQ(guard->GetRefCount(), 2u);
         semaphore.wait();
-        acquired = true;
-        semaphore.signal();
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_FALSE(acquired);
-    semaphore.signal(); // hangs if the waiter had the guard
-    waiter.join();
-    EXPECT_TRUE(acquired);
-    EXPECT_EQ(semaphore.getValue(), 1);
+        BlockingThread waiter([&] {
+            semaphore.wait();
+            semaphore.signal();
+        });
+        waiter.awaitBlocked();
+        EXPECT_FALSE(waiter.isFinished());
+        semaphore.signal(); // hangs if the waiter had the guard
+        waiter.join();
+        EXPECT_EQ(semaphore.getValue(), 1);
+    }
+    EXPECT_EQ(guard->GetRefCount(), 1u);
 }
 
 TEST(SemaphoreR, ExcludesThreadsThroughOneObjectAndThroughSeveral) {
     const std::string name = uniqueName("sem");
     SemaphoreR common(name.c_str(), 1, nullptr);
     int counter = 0; // guarded by the semaphore
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&, i] {
             SemaphoreR own(name.c_str(), 1, nullptr);
@@ -96,30 +85,14 @@ TEST(SemaphoreR, ExcludesThreadsThroughOneObjectAndThroughSeveral) {
             }
         });
     }
-    for (auto& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(counter, 4 * 300);
     EXPECT_EQ(common.getValue(), 1);
 }
 
-TEST(SemaphoreR, HoldsAReferenceOnItsGuard) {
-    const Reference<sync::Mutex> guard(new sync::Mutex);
-    {
-        SemaphoreR semaphore(uniqueName("sem").c_str(), 1, guard);
-        EXPECT_EQ(guard->GetRefCount(), 2u);
-    }
-    EXPECT_EQ(guard->GetRefCount(), 1u);
-}
-
 TEST(SemaphoreR, ThrowsWhatThePlatformSays) {
     EXPECT_THROW(SemaphoreR("", 1, nullptr), ResultException);
-    ipc::Semaphore full(uniqueName("sem").c_str(), 0x7FFFFFFE);
-    full.signal();
-    try {
-        full.signal();
-        FAIL() << "counted beyond its limit";
-    } catch (const ResultException& e) {
-        EXPECT_EQ(e.getResult(), result::Overflow);
-        EXPECT_EQ(full.getValue(), 0x7FFFFFFF);
-    }
+    ipc::Semaphore full(uniqueName("sem").c_str(), 0x7FFFFFFF);
+    expectThrowsResult(result::Overflow, [&] { full.signal(); });
+    EXPECT_EQ(full.getValue(), 0x7FFFFFFF);
 }

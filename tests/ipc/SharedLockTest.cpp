@@ -47,24 +47,20 @@ TEST(SharedLock, CreationRefusesWhatItCannotServe) {
               result::InvalidArgument);
 }
 
-TEST(SharedLock, HandlesOfAnotherKindAreRefused) {
+TEST(SharedLock, WhatIsOfAnotherKindIsRefused) {
     const std::string name = uniqueName("kind");
+    Party other(Way::BetweenProcesses, Mutexes, name, 0);
+    EXPECT_EQ(other(QXMutexAcquire), result::Ok);
+    EXPECT_EQ(SharedRWLock(name).result(), result::InvalidHandle); // known from its file alone
     const SharedMutex mutex(name);
-    ASSERT_EQ(mutex.result(), result::Ok);
+    ASSERT_EQ(mutex.result(), result::Ok); // the refusal took nothing away
     EXPECT_EQ(SharedEvent(name).result(), result::InvalidHandle);
     EXPECT_EQ(QXEventSignal(mutex), result::InvalidHandle);
     EXPECT_EQ(QXGateDestroy(mutex), result::InvalidHandle);
     EXPECT_EQ(QXMutexAcquire(UINT64_MAX), result::InvalidHandle);
+    EXPECT_EQ(other(QXMutexRelease), result::Ok);
     EXPECT_EQ(QXMutexAcquire(mutex), result::Ok); // still there
     EXPECT_EQ(QXMutexRelease(mutex), result::Ok);
-}
-
-TEST(SharedLock, KindIsCheckedBetweenProcessesToo) {
-    const std::string name = uniqueName("kind");
-    Party other(Way::BetweenProcesses, Mutexes, name, 0);
-    EXPECT_EQ(other(QXMutexAcquire), result::Ok);
-    EXPECT_EQ(SharedRWLock(name).result(), result::InvalidHandle);
-    EXPECT_EQ(SharedMutex(name).result(), result::Ok); // the refusal took nothing away
 }
 
 TEST(SharedLock, DestructionByTheHolderLetsOthersIn) {
