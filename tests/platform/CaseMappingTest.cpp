@@ -14,6 +14,8 @@
 namespace {
 
 using qx::platform::CaseTarget;
+using qx::platform::compareIgnoringCase;
+using qx::platform::mapCase;
 using qx::platform::ReadAhead;
 
 struct LowerUnit {
@@ -93,21 +95,14 @@ TEST(CaseMapping, MapsCountedTextOfEveryLengthAndAlignmentAsUnitByUnit) {
                           std::u16string(whole).replace(offset, length, mapped(text, plain)))
                     << "length " << length << " offset " << offset;
             };
+            const auto length32 = static_cast<int32_t>(length);
+            expectMapped([=](auto* at, size_t) { QXTextToUpperW(at, length32); }, UpperUnit{});
+            expectMapped([=](auto* at, size_t) { QXTextToLowerW(at, length32); }, LowerUnit{});
             expectMapped(
-                [](char16_t* at, size_t n) { QXTextToUpperW(at, static_cast<int32_t>(n)); },
+                [](auto* at, size_t n) { mapCase<CaseTarget::Upper, 16>(at, n, UpperUnit{}); },
                 UpperUnit{});
             expectMapped(
-                [](char16_t* at, size_t n) { QXTextToLowerW(at, static_cast<int32_t>(n)); },
-                LowerUnit{});
-            expectMapped(
-                [](char16_t* at, size_t n) {
-                    qx::platform::mapCase<CaseTarget::Upper, 16>(at, n, UpperUnit{});
-                },
-                UpperUnit{});
-            expectMapped(
-                [](char16_t* at, size_t n) {
-                    qx::platform::mapCase<CaseTarget::Lower, 32>(at, n, LowerUnit{});
-                },
+                [](auto* at, size_t n) { mapCase<CaseTarget::Lower, 32>(at, n, LowerUnit{}); },
                 LowerUnit{});
         }
     }
@@ -177,12 +172,10 @@ TEST(CaselessComparison, AgreesWithThePlainComparisonAtEveryLengthAndDifference)
             ASSERT_EQ(QXTextNICmpW(l, r, count), expected) << length;
             ASSERT_EQ(QXStrNICmpW(l, r, count), expected) << length;
             ASSERT_EQ(QXTextNICmpW(r, l, count), -expected) << length;
-            ASSERT_EQ(
-                (qx::platform::compareIgnoringCase<16, ReadAhead::None>(l, r, length, LowerUnit{})),
-                expected);
-            ASSERT_EQ(
-                (qx::platform::compareIgnoringCase<32, ReadAhead::None>(l, r, length, LowerUnit{})),
-                expected);
+            ASSERT_EQ((compareIgnoringCase<16, ReadAhead::None>(l, r, length, LowerUnit{})),
+                      expected);
+            ASSERT_EQ((compareIgnoringCase<32, ReadAhead::None>(l, r, length, LowerUnit{})),
+                      expected);
         }
     }
 }
@@ -196,19 +189,11 @@ TEST(CaselessComparison, NeverReadsIntoThePageBehindATerminator) {
             const char16_t* const left = leftMemory.place(text, slack);
             const char16_t* const right = rightMemory.place(upper);
             EXPECT_EQ(QXStrNICmpW(left, right, INT32_MAX), 0);
+            EXPECT_EQ(QXStrNICmpW(left, u"", -1), 0);
             EXPECT_EQ(QXStrNICmpW(right, left, INT32_MAX), 0);
             EXPECT_EQ(QXStrNICmpW(left, rightMemory.place(upper + u"x"), INT32_MAX), -1);
         }
     }
-}
-
-TEST(CaselessComparison, EndsAtTheCount) {
-    EXPECT_EQ(QXStrNICmpW(u"Straße 1", u"STRAßE 2", 7), 0);
-    EXPECT_EQ(QXStrNICmpW(u"Straße 1", u"STRAßE 2", 8), -1);
-    EXPECT_EQ(QXStrNICmpW(u"a", u"b", 0), 0);
-    EXPECT_EQ(QXStrNICmpW(u"a", u"b", -1), 0);
-    // Ordered by the lower-case forms: "_" lies between the two cases of the letters.
-    EXPECT_EQ(QXStrNICmpW(u"A", u"_", 1), 1);
 }
 
 } // namespace

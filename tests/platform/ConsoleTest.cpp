@@ -114,21 +114,4 @@ TEST(Console, GivesTheTerminalBackWhenASignalEndsTheProcess) {
     }
 }
 
-/// Reads keys from a pipe: "ab", then the end.
-const qxtest::ChildEntry keysFromPipe("keysFromPipe", [](const auto&) {
-    int ends[2];
-    if (::pipe(ends) != 0 || ::write(ends[1], "a\n", 2) != 2)
-        return 1;
-    ::close(ends[1]);
-    ::dup2(ends[0], 0);
-    int32_t first = 0, second = 0, third = 7;
-    const bool keys = QXConsoleReadKey(&first) == result::Ok && first == 'a' &&
-                      QXConsoleReadKey(&second) == result::Ok && second == '\n';
-    return keys && QXConsoleReadKey(&third) == result::EndOfFile && third == 0 ? 0 : 2;
-});
-
-TEST(Console, ReadsStandardInputWhereThereIsNoTerminal) {
-    EXPECT_EQ(qxtest::ChildProcess("keysFromPipe").join(), 0);
-}
-
 } // namespace

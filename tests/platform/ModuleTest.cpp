@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <thread>
-#include <vector>
 
 #include <qx/platform/guid.h>
 #include <qx/platform/module.h>
@@ -109,26 +107,6 @@ TEST_F(ModuleTest, AFactoryMayUseTheTable) {
     EXPECT_EQ(create(OtherClassId, &object), result::Ok);
     EXPECT_EQ(object, &s_object);
     EXPECT_EQ(QXComRevokeClassFactory(&OtherClassId), result::Ok);
-}
-
-TEST_F(ModuleTest, ThreadsMayOfferLookUpAndRevokeAtOnce) {
-    std::vector<std::jthread> threads;
-    for (uint32_t number = 0; number < 4; ++number) {
-        threads.emplace_back([number] {
-            const QXGUID own = {number, 77, 0, {}};
-            const char16_t name[] = {u'T', static_cast<char16_t>(u'0' + number), 0};
-            for (int i = 0; i < 500; ++i) {
-                EXPECT_EQ(QXComRegisterClassFactory(name, &own, createObject), result::Ok);
-                QXGUID found;
-                EXPECT_EQ(QXComClassIDFromProgID(name, &found), result::Ok);
-                void* object = nullptr;
-                EXPECT_EQ(QXModuleComCreateObject(&Module, &found, nullptr, &Interface, &object),
-                          result::Ok);
-                EXPECT_EQ(QXComRevokeClassFactory(&own), result::Ok);
-                EXPECT_EQ(QXComClassIDFromProgID(name, &found), result::NotFound);
-            }
-        });
-    }
 }
 
 } // namespace

@@ -86,6 +86,11 @@ struct Connection {
         std::destroy_at(&server);
         std::construct_at(&server, accepted);
     }
+    void acceptAndClose() const {
+        QXSocket accepted = QX_NO_SOCKET;
+        EXPECT_EQ(errorOf(QXSocketAccept(listener, nullptr, nullptr, &accepted)), 0);
+        QXSocketClose(accepted);
+    }
 };
 
 int32_t receive(QXSocket socket) {
@@ -132,17 +137,10 @@ TEST(Socket, ArgumentsThatAreWrongHaveTheirNumbers) {
     ::close(file);
 }
 
-TEST(Socket, StartUpsAreCounted) {
-    uint16_t highest = 0;
-    EXPECT_EQ(QXSocketStartUp(0x0202, &highest), 0);
-    EXPECT_EQ(highest, 0x0202);
-    EXPECT_EQ(QXSocketStartUp(0x0001, nullptr), 0) << "an older version";
-    EXPECT_EQ(errorOf(QXSocketStartUp(0x0200, nullptr)), 10092) << "0.2";
-    EXPECT_EQ(QXSocketCleanUp(), 0);
-    EXPECT_EQ(QXSocketCleanUp(), 0);
-}
-
 TEST(Socket, EveryThreadHasItsOwnLastError) {
+    EXPECT_EQ(QXSocketStartUp(0x0001, nullptr), 0) << "an older version";
+    EXPECT_EQ(QXSocketCleanUp(), 0);
+    EXPECT_EQ(errorOf(QXSocketStartUp(0x0200, nullptr)), 10092) << "0.2";
     EXPECT_EQ(errorOf(QXSocketClose(QX_NO_SOCKET)), 10038);
     std::thread([] { EXPECT_EQ(QXSocketLastError(), 0); }).join();
     EXPECT_EQ(QXSocketLastError(), 10038);
@@ -154,11 +152,8 @@ TEST(Socket, AClientBindsThePortOfItsLastConnectionAgain) {
     ASSERT_EQ(bindTo(client, loopback()), 0);
     const qx_sockaddr_union place = nameOf(client);
     ASSERT_EQ(connectTo(client, nameOf(connection.listener)), 0);
-    QXSocket accepted;
-    ASSERT_EQ(QXSocketAccept(connection.listener, nullptr, nullptr, &accepted), 0);
     client.close();
-    EXPECT_EQ(receive(accepted), 0);
-    QXSocketClose(accepted);
+    connection.acceptAndClose();
     EXPECT_EQ(bindTo(Socket(), place), 0);
 }
 
@@ -203,24 +198,14 @@ TEST(Socket, SignalsInterruptNothing) {
     EXPECT_EQ(QXSocketSelect(&set, nullptr, nullptr, &limit), 0);
     connection.client.set(QX_SO_RCVTIMEO, 50);
     EXPECT_EQ(errorOf(receive(connection.client)), 10060) << "signals must not keep it waiting";
-}
 
-TEST(Socket, ASignalDoesNotEndConnectingOrAccepting) {
-    const qxtest::SignalStorm storm;
-    Connection connection;
     for (int i = 0; i < 200; ++i) {
-        QXSocket accepted = QX_NO_SOCKET;
-        qxtest::BlockingThread acceptor([&] {
-            EXPECT_EQ(errorOf(QXSocketAccept(connection.listener, nullptr, nullptr, &accepted)), 0);
-        });
-        Socket client;
-        EXPECT_EQ(connectTo(client, nameOf(connection.listener)), 0);
-        acceptor.join();
-        QXSocketClose(accepted);
+        qxtest::BlockingThread acceptor([&] { connection.acceptAndClose(); });
+        EXPECT_EQ(connectTo(Socket(), nameOf(connection.listener)), 0);
     }
 }
 
-TEST(Socket, WhatThePeerDoesHasItsNumber) {
+TEST(Socket, WhatIsNotConnectedHasItsNumber) {
     Socket nobody;
     ASSERT_EQ(bindTo(nobody, loopback()), 0);
     const Socket refused;
@@ -238,8 +223,6 @@ TEST(Socket, WhatThePeerDoesHasItsNumber) {
 
 TEST(Socket, TimeOutsAndNonBlockingSocketsDiffer) {
     Connection connection;
-    connection.client.set(QX_SO_RCVTIMEO, 20);
-    EXPECT_EQ(errorOf(receive(connection.client)), 10060);
     connection.client.set(QX_SO_SNDTIMEO, 20);
     std::vector<char> bytes(16 << 20);
     const int32_t sent = QXSocketSend(connection.client, bytes.data(), 16 << 20, 0);
@@ -257,16 +240,12 @@ TEST(Socket, TimeOutsAndNonBlockingSocketsDiffer) {
     EXPECT_EQ(errorOf(more), 10035);
     // A time-out for receiving is none for accepting, one for sending none for connecting.
     connection.listener.set(QX_SO_RCVTIMEO, 1);
-    QXSocket accepted = QX_NO_SOCKET;
-    qxtest::BlockingThread acceptor([&] {
-        EXPECT_EQ(errorOf(QXSocketAccept(connection.listener, nullptr, nullptr, &accepted)), 0);
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    qxtest::BlockingThread acceptor([&] { connection.acceptAndClose(); });
+    acceptor.awaitBlocked();
     Socket client;
     client.set(QX_SO_SNDTIMEO, 1);
     EXPECT_EQ(connectTo(client, nameOf(connection.listener)), 0);
     acceptor.join();
-    QXSocketClose(accepted);
 }
 
 TEST(Socket, OptionsKeepTheirDescribedForm) {
@@ -307,17 +286,13 @@ TEST(SocketSelect, TellsWhatIsReady) {
     Connection connection;
     Connection other;
     const qx_timeval now{0, 0};
-    qx_socket_set read{3, {connection.client, connection.listener, connection.server}};
-    qx_socket_set write{2, {connection.server, connection.listener}};
-    QXSocketSend(connection.client, "x", 1, 0);
-    EXPECT_EQ(QXSocketSelect(&read, &write, nullptr, nullptr), 2);
-    EXPECT_EQ(read.count, 1u);
-    EXPECT_EQ(read.sockets[0], connection.server);
-    EXPECT_EQ(write.count, 1u);
-    EXPECT_EQ(write.sockets[0], connection.server);
-    receive(connection.server);
+    qx_socket_set read{1, {connection.server}};
     EXPECT_EQ(QXSocketSelect(&read, nullptr, nullptr, &now), 0);
     EXPECT_EQ(read.count, 0u);
+    qx_socket_set write{2, {connection.server, connection.listener}};
+    EXPECT_EQ(QXSocketSelect(nullptr, &write, nullptr, nullptr), 1);
+    EXPECT_EQ(write.count, 1u);
+    EXPECT_EQ(write.sockets[0], connection.server);
 
     // Out-of-band data is exceptional; a reset connection is not, it can be read.
     QXSocketSend(connection.client, "!", 1, QX_MSG_OOB);

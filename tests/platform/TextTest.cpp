@@ -1,16 +1,25 @@
 #include <cmath>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <random>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include <qx/core/String.h>
+#include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
 #include "tests/support/TestLocale.h"
 
 namespace {
 
+using namespace qx;
+using qxtest::TestLocale;
+
+constexpr char NotMade[] = "the system cannot make the locale";
 using Limits = std::numeric_limits<int64_t>;
-constexpr double Infinity = std::numeric_limits<double>::infinity();
 
 TEST(CText, SearchesUpToAndIncludingTheTerminator) {
     char16_t text[] = u"abca";
@@ -56,50 +65,47 @@ TEST(CText, TokenizerSkipsRunsAndCanBeResumed) {
     EXPECT_EQ(std::u16string(QXStrTokW(nullptr, u"", &otherContext)), u"y");
 }
 
+std::u16string wide(const std::string& text) { return {text.begin(), text.end()}; }
+
+/// Pieces of numbers in all forms, as they come.
+std::string randomText(std::minstd_rand& random) {
+    static const std::vector<std::string> pieces = [] {
+        std::istringstream all(
+            "0,1,7,08,35,0x,0X,zZ,x,F,+,-,., ,\t\r\n\v\f,e,E-,p,P-,inf,INITY,NaN,"
+            "308,309,324,1074,99999,9223372036854775807,9223372036854775808,"
+            "9223372036854775809,18446744073709551616,9007199254740993,.0000,"
+            "4.9406564584124654e-324,2.2250738585072011e-308");
+        std::vector<std::string> split;
+        for (std::string piece; std::getline(all, piece, ',');)
+            split.push_back(piece);
+        return split;
+    }();
+    std::string text;
+    for (size_t left = random() % 6; left > 0; --left)
+        text += pieces[random() % pieces.size()];
+    return text;
+}
+
 TEST(IntegerText, ReadsLikeStrtol) {
-    const struct {
-        const char16_t* text;
-        int32_t radix;
-        int64_t value;
-        ptrdiff_t unitsRead;
-    } cases[] = {
-        {u"0", 10, 0, 1},
-        {u" \t\r\n\v\f-42x", 10, -42, 9},
-        {u"+7", 10, 7, 2},
-        {u"", 10, 0, 0},
-        {u"  ", 10, 0, 0}, // no digit: nothing is read, the space neither
-        {u"-", 10, 0, 0},
-        {u"- 1", 10, 0, 0},
-        {u"+-1", 10, 0, 0},
-        {u"\u00A01", 10, 0, 0}, // no white space of ours
-        {u"\u0661", 10, 0, 0},  // an Arabic digit
-        {u"12", 2, 1, 1},
-        {u"zZ", 36, 1295, 2},
-        {u"Z", 35, 0, 0},
-        {u"0x1F", 0, 31, 4},
-        {u"0X1f", 16, 31, 4},
-        {u"-0x10", 0, -16, 5},
-        {u"0x", 0, 0, 1}, // only the zero
-        {u"0xg", 16, 0, 1},
-        {u"0x1", 10, 0, 1},
-        {u"017", 0, 15, 3},
-        {u"08", 0, 0, 1},
-        {u"9223372036854775807", 10, Limits::max(), 19},
-        {u"9223372036854775808", 10, Limits::max(), 19},
-        {u"-9223372036854775807", 10, -Limits::max(), 20},
-        {u"-9223372036854775808", 10, Limits::min(), 20},
-        {u"-9223372036854775809", 10, Limits::min(), 20},
-        {u"18446744073709551616", 10, Limits::max(), 20}, // 2^64
-        {u"-99999999999999999999999", 10, Limits::min(), 24},
-        {u"7", 1, 0, 0}, // no radix
-        {u"7", 37, 0, 0},
-        {u"7", -10, 0, 0},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::u16string(c.text)));
+    std::minstd_rand random(1);
+    for (int i = 0; i < 50'000; ++i) {
+        const std::string text = randomText(random);
+        for (const int32_t radix : {0, 2, 8, 10, 16, 35, 36}) {
+            SCOPED_TRACE(testing::Message() << '"' << text << "\" by " << radix);
+            char* plainEnd = nullptr;
+            const int64_t value = std::strtoll(text.c_str(), &plainEnd, radix);
+            const std::u16string units = wide(text) + u'\u0661'; // a digit, but none of ours
+            char16_t* end = nullptr;
+            ASSERT_EQ(QXStrToLW(units.c_str(), &end, radix), value);
+            ASSERT_EQ(end - units.c_str(), plainEnd - text.c_str());
+        }
+    }
+    EXPECT_EQ(QXStrToLW(u"\u00A01", nullptr, 10), 0); // no white space of ours
+    for (const int32_t noRadix : {1, 37, -10}) {
+        const char16_t text[] = u"7";
         char16_t* end = nullptr;
-        EXPECT_EQ(QXStrToLW(c.text, &end, c.radix), c.value);
-        EXPECT_EQ(end - c.text, c.unitsRead);
+        EXPECT_EQ(QXStrToLW(text, &end, noRadix), 0);
+        EXPECT_EQ(end, text);
     }
 }
 
@@ -140,77 +146,141 @@ TEST(IntegerText, EveryRadixRoundTripsInUpperCase) {
     EXPECT_EQ(std::u16string(QXLToStrW(-255, buffer, 16)), u"-FF");
 }
 
-std::u16string repeated(const char16_t* head, char16_t unit, size_t count, const char16_t* tail) {
-    return head + std::u16string(count, unit) + tail;
+void expectReadLikeStrtod(const std::string& text) {
+    SCOPED_TRACE(text.substr(0, 60));
+    char* plainEnd = nullptr;
+    const double expected = std::strtod(text.c_str(), &plainEnd);
+    const std::u16string units = wide(text);
+    char16_t* end = nullptr;
+    const double value = QXStrToDW(units.c_str(), &end);
+    if (!std::isnan(expected)) {
+        EXPECT_EQ(value, expected);
+        EXPECT_EQ(std::signbit(value), std::signbit(expected));
+    } else {
+        EXPECT_TRUE(std::isnan(value));
+    }
+    EXPECT_EQ(end - units.c_str(), plainEnd - text.c_str());
 }
 
 TEST(RealText, ReadsLikeStrtod) {
-    const struct {
-        std::u16string text;
-        double value;
-        ptrdiff_t unitsRead;
-    } cases[] = {
-        {u"1.5", 1.5, 3},
-        {u" +.5", .5, 4},
-        {u"5.", 5, 2},
-        {u"-0", -0.0, 2},
-        {u".", 0, 0},
-        {u"-.e1", 0, 0},
-        {u"x", 0, 0},
-        {u"1e", 1, 1}, // no whole exponent
-        {u"1e+", 1, 1},
-        {u"1E-2x", .01, 4},
-        {u"1.5.5", 1.5, 3},
-        {u"1,5", 1, 1}, // whatever the locale's point is
-        {u"0x1.8p1", 3, 7},
-        {u"0x.8", .5, 4},
-        {u"0x", 0, 1},
-        {u"0xp1", 0, 1},
-        {u"-InF", -Infinity, 4},
-        {u"infinity!", Infinity, 8},
-        {u"infinit", Infinity, 3},
-        {u"\u0130nf", 0, 0}, // a letter that is "i" in lower case
-        {u"1e308", 1e308, 5},
-        {u"1e309", Infinity, 5},
-        {u"-1e309", -Infinity, 6},
-        {u"1e999999999999999999999", Infinity, 23},
-        {u"1e-999999999999999999999", 0, 24},
-        {u"4.9406564584124654e-324", 4.9406564584124654e-324, 23}, // the smallest
-        {u"1e-400", 0, 6},
-        {u"0x1p1024", Infinity, 8},
-        {u"0x1p-1074", 4.9406564584124654e-324, 9},
-        {u"0x1p-2000", 0, 9},
-        {u"0e99999", 0, 7},
-        {u"2.2250738585072011e-308", 2.2250738585072011e-308, 23},
-        {u"9007199254740993", 9007199254740992, 16},      // halfway: to even
-        {u"9007199254740993.0000", 9007199254740992, 21}, //
-        {repeated(u"9007199254740993.", u'0', 2000, u"1"), 9007199254740994, 2018}, // just above
-        {repeated(u"0.", u'0', 2000, u"1e2001"), 1, 2008},
-        {repeated(u"1", u'0', 2000, u"e-2000"), 1, 2007},
-        {repeated(u"", u'0', 3000, u"7"), 7, 3001},
-        {repeated(u"0x1", u'0', 2000, u"p-8000"), 1, 2009},
-        {repeated(u"", u'9', 400, u""), Infinity, 400},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.text.substr(0, 40)));
-        char16_t* end = nullptr;
-        const double value = QXStrToDW(c.text.c_str(), &end);
-        EXPECT_EQ(value, c.value);
-        EXPECT_EQ(std::signbit(value), std::signbit(c.value));
-        EXPECT_EQ(end - c.text.c_str(), c.unitsRead);
-    }
-    char16_t* end = nullptr;
-    EXPECT_TRUE(std::isnan(QXStrToDW(u"NaN", &end)));
+    std::minstd_rand random(2);
+    for (int i = 0; i < 50'000 && !testing::Test::HasFailure(); ++i)
+        expectReadLikeStrtod(randomText(random));
+    const std::string zeros(2000, '0');
+    expectReadLikeStrtod("9007199254740993." + zeros + "1"); // just above halfway
+    expectReadLikeStrtod("0." + zeros + "1e2001");
+    expectReadLikeStrtod("1" + zeros + "e-2000");
+    expectReadLikeStrtod(zeros + "7");
+    expectReadLikeStrtod("0x1" + zeros + "p-8000");
+    expectReadLikeStrtod(std::string(400, '9'));
+    EXPECT_EQ(QXStrToDW(u"\u0130nf", nullptr), 0); // a letter that is "i" in lower case
 }
 
 TEST(RealText, DoesNotDependOnTheLocale) {
-    const qxtest::TestLocale german("de_DE", "ISO-8859-1");
+    const TestLocale german("de_DE", "ISO-8859-1");
     if (!german.isSet())
-        GTEST_SKIP() << "the system cannot make a German locale";
+        GTEST_SKIP() << NotMade;
     ASSERT_EQ(std::stod("1,5"), 1.5) << "the locale is in force";
     EXPECT_EQ(QXStrToDW(u"1.5", nullptr), 1.5);
     EXPECT_EQ(QXStrToDW(u"1,5", nullptr), 1);
     EXPECT_EQ(QXToUpperW(u'ä'), u'Ä');
+}
+
+std::u16string defaultEncoding() {
+    char16_t name[40];
+    EXPECT_EQ(QXGetDefaultCharEncoding(name, 40), result::Ok);
+    return name;
+}
+
+std::u16string defaultLocale() {
+    char16_t name[40];
+    EXPECT_EQ(QXGetDefaultLocale(name, 40), result::Ok);
+    return name;
+}
+
+struct Narrowed {
+    int32_t result;
+    std::string bytes;
+};
+
+Narrowed narrow(const std::u16string& text, int32_t capacity = 64) {
+    std::string buffer(static_cast<size_t>(capacity) + 1, '#');
+    const int32_t result =
+        QXUnicodeToAnsi(text.data(), static_cast<int32_t>(text.size()), buffer.data(), capacity);
+    EXPECT_EQ(buffer[static_cast<size_t>(capacity)], '#') << "written beyond the capacity";
+    return {result, buffer.c_str()};
+}
+
+TEST(DefaultLocale, NamesTheLanguageAndCodeSet) {
+    for (const char* const plain : {"C", "POSIX", "C.UTF-8"}) {
+        const TestLocale locale(plain);
+        ASSERT_TRUE(locale.isSet());
+        EXPECT_EQ(defaultEncoding(), u"UTF-8") << plain;
+        EXPECT_EQ(defaultLocale(), u"en_US") << plain;
+    }
+    // No codec serves the second.
+    for (const std::string codeSet : {"ISO-8859-1", "ISO-8859-15"}) {
+        const TestLocale german("de_DE", codeSet);
+        if (!german.isSet())
+            GTEST_SKIP() << NotMade;
+        const bool isServed = codeSet == "ISO-8859-1";
+        EXPECT_EQ(defaultEncoding(), isServed ? u"ISO-8859-1" : u"UTF-8");
+        EXPECT_EQ(defaultLocale(), u"de_DE");
+        EXPECT_EQ(narrow(u"ä").bytes, isServed ? "\xE4" : "ä");
+        EXPECT_EQ(qx::String("ä").getLength(), isServed ? 2 : 1);
+    }
+}
+
+TEST(DefaultLocale, RefusesAShortBuffer) {
+    const TestLocale plain("C");
+    char16_t name[6] = u"#####";
+    EXPECT_EQ(QXGetDefaultLocale(name, 5), result::BufferTooSmall);
+    EXPECT_EQ(name[0], 0);
+    EXPECT_EQ(QXGetDefaultLocale(name, 6), result::Ok);
+    EXPECT_EQ(QXGetDefaultLocale(name, 0), result::BufferTooSmall);
+    EXPECT_EQ(QXGetDefaultCharEncoding(nullptr, 40), result::NullPointer);
+}
+
+TEST(UnicodeToAnsi, WritesUtf8AndKeepsWholeCharactersWhenTheBufferIsShort) {
+    const TestLocale utf8("C.UTF-8");
+    ASSERT_TRUE(utf8.isSet());
+    const std::u16string text = u"a\u007F\u0080\u07FF\u0800\uFFFF\U00010000\U0010FFFF";
+    const std::string bytes = "a\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80"
+                              "\xF4\x8F\xBF\xBF";
+    for (int32_t capacity = 1; capacity <= std::ssize(bytes) + 2; ++capacity) {
+        const auto cut = narrow(text, capacity);
+        auto end = std::min(static_cast<size_t>(capacity) - 1, bytes.size());
+        EXPECT_EQ(cut.result, end == bytes.size() ? result::Ok : result::BufferTooSmall);
+        while ((bytes[end] & 0xC0) == 0x80) // amid a character
+            --end;
+        EXPECT_EQ(cut.bytes, bytes.substr(0, end)) << capacity;
+    }
+    char buffer[3] = "#";
+    EXPECT_EQ(QXUnicodeToAnsi(u"", 0, buffer, 0), result::BufferTooSmall);
+    EXPECT_EQ(QXUnicodeToAnsi(u"", -2, buffer, 1), result::InvalidArgument);
+    EXPECT_STREQ(buffer, "#");
+    EXPECT_EQ(QXUnicodeToAnsi(u"ab", -1, buffer, 3), result::Ok);
+    EXPECT_STREQ(buffer, "ab");
+    EXPECT_EQ(QXUnicodeToAnsi(u"a", 1, nullptr, 1), result::NullPointer);
+    for (const std::u16string& lone :
+         {std::u16string{0xD800}, std::u16string{0xDC00}, std::u16string{0xDFFF, 0xD800},
+          std::u16string{0xDBFF, u'a'}}) {
+        const auto refused = narrow(u"ok" + lone);
+        EXPECT_EQ(refused.result, result::UnmappableCharacter);
+        EXPECT_EQ(refused.bytes, "ok");
+    }
+}
+
+TEST(UnicodeToAnsi, KnowsTheLimitsOfASmallCodeSet) {
+    const TestLocale latin("de_DE", "ISO-8859-1");
+    if (!latin.isSet())
+        GTEST_SKIP() << NotMade;
+    EXPECT_EQ(narrow(u"\u0080ÿ").bytes, "\x80\xFF");
+    const auto refused = narrow(u"n\u0100");
+    EXPECT_EQ(refused.result, result::UnmappableCharacter);
+    EXPECT_EQ(refused.bytes, "n");
+    EXPECT_EQ(narrow(u"abc", 3).result, result::BufferTooSmall);
+    EXPECT_EQ(narrow(u"abc", 3).bytes, "ab");
 }
 
 } // namespace
