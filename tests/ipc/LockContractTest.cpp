@@ -67,40 +67,32 @@ TEST_P(LockContract, AReaderWriterLockAdmitsReadersTogetherAndWritersAlone) {
     EXPECT_EQ(QXRWLockReleaseWrite(lock), result::NotOwner);
 }
 
-TEST_P(LockContract, AWriterThatWaitsKeepsLaterReadersOut) {
+TEST_P(LockContract, WritersAndReadersThatWaitTakeTurns) {
     const QXHandle lock = create(RWLocks);
-    const auto writer = party();
+    const std::unique_ptr<Party> writers[] = {party(), party()}, readers[] = {party(), party()};
     ASSERT_EQ(QXRWLockAcquireRead(lock), result::Ok);
-    writer->start(QXRWLockAcquireWrite);
-    writer->awaitBlocked();
-    EXPECT_EQ(QXRWLockTryAcquireRead(lock), result::Busy);
+    writers[0]->start(QXRWLockAcquireWrite);
+    writers[0]->awaitBlocked();
+    EXPECT_EQ(QXRWLockTryAcquireRead(lock), result::Busy); // a waiting writer keeps readers out
     EXPECT_EQ(QXRWLockReleaseRead(lock), result::Ok);
-    EXPECT_EQ(writer->finish(), result::Ok);
-    EXPECT_EQ((*writer)(QXRWLockReleaseWrite), result::Ok);
-    EXPECT_EQ(QXRWLockTryAcquireRead(lock), result::Ok);
-    EXPECT_EQ(QXRWLockReleaseRead(lock), result::Ok);
-}
-
-TEST_P(LockContract, AWriterLetsAllWaitingReadersInBeforeTheNextWriter) {
-    const QXHandle lock = create(RWLocks);
-    const auto writer = party();
-    const std::unique_ptr<Party> readers[] = {party(), party()};
-    ASSERT_EQ(QXRWLockAcquireWrite(lock), result::Ok);
-    writer->start(QXRWLockAcquireWrite);
-    writer->awaitBlocked();
+    EXPECT_EQ(writers[0]->finish(), result::Ok);
+    writers[1]->start(QXRWLockAcquireWrite);
+    writers[1]->awaitBlocked();
     for (const auto& reader : readers) {
         reader->start(QXRWLockAcquireRead);
         reader->awaitBlocked();
     }
-    EXPECT_EQ(QXRWLockReleaseWrite(lock), result::Ok);
-    for (const auto& reader : readers)
+    EXPECT_EQ((*writers[0])(QXRWLockReleaseWrite), result::Ok);
+    for (const auto& reader : readers) // all, before the next writer
         EXPECT_EQ(reader->finish(), result::Ok);
     for (const auto& reader : readers) {
-        EXPECT_FALSE(writer->isDone());
+        EXPECT_FALSE(writers[1]->isDone());
         EXPECT_EQ((*reader)(QXRWLockReleaseRead), result::Ok);
     }
-    EXPECT_EQ(writer->finish(), result::Ok);
-    EXPECT_EQ((*writer)(QXRWLockReleaseWrite), result::Ok);
+    EXPECT_EQ(writers[1]->finish(), result::Ok);
+    EXPECT_EQ((*writers[1])(QXRWLockReleaseWrite), result::Ok);
+    EXPECT_EQ(QXRWLockTryAcquireRead(lock), result::Ok);
+    EXPECT_EQ(QXRWLockReleaseRead(lock), result::Ok);
 }
 
 TEST_P(LockContract, AConditionIsWaitedForAndReleasedByItsHolderOnly) {
@@ -176,25 +168,20 @@ TEST_P(LockContract, ASignalEndsTheLongestWaitAndABroadcastAll) {
 
 // The next thread has the stack, the control block and perhaps the number of the one that ended.
 TEST(EndedThread, LeavesItsLockToNobody) {
-    const struct {
-        const ObjectKind& kind;
-        Operation acquire, tryAcquire, release;
-    } locks[] = {
-        {Mutexes, QXMutexAcquire, QXMutexTryAcquire, QXMutexRelease},
-        {Conditions, QXConditionAcquire, QXConditionTryAcquire, QXConditionRelease},
-        {RWLocks, QXRWLockAcquireWrite, QXRWLockTryAcquireWrite, QXRWLockReleaseWrite},
-    };
-    for (const auto& lock : locks) {
-        SCOPED_TRACE(&lock - locks);
+    const std::pair<const ObjectKind&, Operation> locks[] = {{Mutexes, QXMutexTryAcquire},
+                                                             {Conditions, QXConditionTryAcquire},
+                                                             {RWLocks, QXRWLockTryAcquireWrite}};
+    for (const auto& [kind, tryAcquire] : locks) {
+        SCOPED_TRACE(kind.name);
         QXHandle handle = 0;
-        ASSERT_EQ(lock.kind.create(nullptr, 0, &handle), result::Ok);
-        std::thread([&] { EXPECT_EQ(lock.acquire(handle), result::Ok); }).join();
-        std::thread([&] {
-            EXPECT_EQ(lock.release(handle), result::NotOwner);
-            EXPECT_EQ(lock.tryAcquire(handle), result::Busy);
-            EXPECT_EQ(lock.release(handle), result::NotOwner);
+        ASSERT_EQ(kind.create(nullptr, 0, &handle), result::Ok);
+        std::thread([&, &kind = kind] { EXPECT_EQ(kind.hold(handle), result::Ok); }).join();
+        std::thread([&, &kind = kind, tryAcquire = tryAcquire] {
+            EXPECT_EQ(kind.release(handle), result::NotOwner);
+            EXPECT_EQ(tryAcquire(handle), result::Busy);
+            EXPECT_EQ(kind.release(handle), result::NotOwner);
         }).join();
-        EXPECT_EQ(lock.kind.destroy(handle), result::Ok);
+        EXPECT_EQ(kind.destroy(handle), result::Ok);
     }
 }
 

@@ -1,61 +1,35 @@
 #include <memory>
+#include <optional>
 #include <random>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <qx/platform/sync.h>
+#include <qx/ipc/Semaphore.h>
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
 
 using namespace qx;
 using namespace qxtest;
+using qx::ipc::Semaphore;
 
 namespace {
-
-/// A named semaphore for a scope.
-class NamedSem {
-public:
-    NamedSem(const std::string& name, uint32_t value) {
-        EXPECT_EQ(QXNamedSemOpen(name.c_str(), value, &m_handle), result::Ok) << name;
-    }
-    ~NamedSem() { close(); }
-    NamedSem(const NamedSem&) = delete;
-    NamedSem& operator=(const NamedSem&) = delete;
-
-    void close() {
-        if (m_handle != UINT64_MAX)
-            QXNamedSemClose(std::exchange(m_handle, UINT64_MAX));
-    }
-    int32_t value() const {
-        int32_t count = -1;
-        QXSemaphoreGetValue(m_handle, &count);
-        return count;
-    }
-    bool tryWait() const { return QXSemaphoreTryWait(m_handle) >= 0; }
-    int32_t post() const { return QXSemaphorePost(m_handle); }
-
-private:
-    QXHandle m_handle = UINT64_MAX;
-};
 
 /// Opens a semaphore with a value, does one `w`ait, `p`ost or `c`lose per letter, then dies by
 /// SIGKILL, or for an `e` ends.
 const ChildEntry user("semaphore-user", [](const auto& arguments) {
-    QXHandle handle = 0;
-    CHECK_IN_CHILD(QXNamedSemOpen(arguments[0].c_str(),
-                                  static_cast<uint32_t>(std::stoul(arguments[1])), &handle) >= 0);
+    std::optional<Semaphore> semaphore;
+    semaphore.emplace(arguments[0].c_str(), static_cast<uint32_t>(std::stoul(arguments[1])));
     for (const char step : arguments[2]) {
         if (step == 'w')
-            CHECK_IN_CHILD(QXSemaphoreWait(handle) >= 0);
+            semaphore->wait();
         else if (step == 'p')
-            CHECK_IN_CHILD(QXSemaphorePost(handle) >= 0);
+            semaphore->signal();
         else if (step == 'c')
-            CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
+            semaphore.reset();
         else
             return 0;
     }
@@ -71,19 +45,20 @@ int runUser(const std::string& name, uint32_t value, const std::string& steps) {
 
 TEST(NamedSemaphore, InitialValueCountsForTheCreatorOnly) {
     const std::string name = uniqueName("sem");
-    NamedSem first(name, 3);
-    EXPECT_TRUE(first.tryWait());
     {
-        const NamedSem second(name, 9);
-        EXPECT_EQ(second.value(), 2);
-        EXPECT_EQ(second.post(), result::Ok); // units belong to the process, not to the handle
+        Semaphore first(name.c_str(), 3);
+        EXPECT_TRUE(first.tryWait());
+        {
+            Semaphore second(name.c_str(), 9);
+            EXPECT_EQ(second.getValue(), 2);
+            second.signal(); // units belong to the process, not to the handle
+        }
+        EXPECT_EQ(first.getValue(), 3);
+        EXPECT_EQ(runUser(name, 7, "e"), 0);
+        EXPECT_EQ(first.getValue(), 3);
     }
-    EXPECT_EQ(first.value(), 3);
-    EXPECT_EQ(runUser(name, 7, "e"), 0);
-    EXPECT_EQ(first.value(), 3);
-    first.close();
     EXPECT_EQ(filesNamed(name), 0);
-    EXPECT_EQ(NamedSem(name, 5).value(), 5);
+    EXPECT_EQ(Semaphore(name.c_str(), 5).getValue(), 5);
 }
 
 TEST(NamedSemaphore, DisappearsWithItsLastUserHoweverThatEnds) {
@@ -91,7 +66,7 @@ TEST(NamedSemaphore, DisappearsWithItsLastUserHoweverThatEnds) {
         SCOPED_TRACE(steps);
         const std::string name = uniqueName("sem");
         runUser(name, 2, steps);
-        EXPECT_EQ(NamedSem(name, 4).value(), 4);
+        EXPECT_EQ(Semaphore(name.c_str(), 4).getValue(), 4);
         EXPECT_EQ(filesNamed(name), 0);
     }
 }
@@ -124,13 +99,13 @@ TEST(NamedSemaphore, GivesBackOrKeepsAsItsKindSays) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.initial << " units, " << c.steps);
         const std::string name = uniqueName("sem");
-        const NamedSem semaphore(name, c.initial);
+        Semaphore semaphore(name.c_str(), c.initial);
         for (int32_t i = 0; i < c.postedBefore; ++i)
-            semaphore.post();
+            semaphore.signal();
         runUser(name, 99, c.steps);
         // Looked for at most every tenth of a second, hence not at once.
-        EXPECT_TRUE(eventually([&] { return semaphore.value() == c.expected; }))
-            << semaphore.value();
+        EXPECT_TRUE(eventually([&] { return semaphore.getValue() == c.expected; }))
+            << semaphore.getValue();
         int32_t taken = 0;
         while (semaphore.tryWait())
             ++taken;
@@ -154,14 +129,16 @@ TEST(NamedSemaphore, NamesAreTakenLiterally) {
         unique + std::string(200, '/'),
         unique + std::string(201, '/'),
     };
-    std::vector<std::unique_ptr<NamedSem>> semaphores;
+    std::vector<std::unique_ptr<Semaphore>> semaphores;
     for (uint32_t i = 0; i < std::size(names); ++i)
-        semaphores.push_back(std::make_unique<NamedSem>(names[i], i + 1));
+        semaphores.push_back(std::make_unique<Semaphore>(names[i].c_str(), i + 1));
     for (uint32_t i = 0; i < std::size(names); ++i) {
         SCOPED_TRACE(names[i].substr(0, 60));
-        EXPECT_EQ(semaphores[i]->value(), static_cast<int32_t>(i + 1)) << "two names, one object";
+        EXPECT_EQ(semaphores[i]->getValue(), static_cast<int32_t>(i + 1))
+            << "two names, one object";
         EXPECT_EQ(runUser(names[i], 99, "pe"), 0);
-        EXPECT_EQ(semaphores[i]->value(), static_cast<int32_t>(i + 2)) << "one name, two objects";
+        EXPECT_EQ(semaphores[i]->getValue(), static_cast<int32_t>(i + 2))
+            << "one name, two objects";
     }
     semaphores.clear();
     EXPECT_EQ(filesNamed(unique), 0);
@@ -171,12 +148,8 @@ namespace {
 
 /// Creates and removes one semaphore as fast as it can, until it is killed.
 const ChildEntry churner("semaphore-churner", [](const auto& arguments) -> int {
-    for (;;) {
-        QXHandle handle = 0;
-        CHECK_IN_CHILD(QXNamedSemOpen(arguments[0].c_str(), 2, &handle) >= 0);
-        CHECK_IN_CHILD(QXSemaphoreTryWait(handle) >= 0);
-        CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
-    }
+    for (;;)
+        CHECK_IN_CHILD(Semaphore(arguments[0].c_str(), 2).tryWait());
 });
 
 } // namespace
@@ -192,8 +165,8 @@ TEST(NamedSemaphore, AKillDuringSetUpOrRemovalLeavesTheNameUsable) {
         EXPECT_EQ(first.join(), -SIGKILL);
         second.kill();
         EXPECT_EQ(second.join(), -SIGKILL);
-        const NamedSem semaphore(name, 7);
-        ASSERT_EQ(semaphore.value(), 7);
+        Semaphore semaphore(name.c_str(), 7);
+        ASSERT_EQ(semaphore.getValue(), 7);
     }
     EXPECT_EQ(filesNamed(name), 0);
 }

@@ -1,7 +1,6 @@
 #include "tests/ipc/Party.h"
 
-#include <algorithm>
-#include <iterator>
+#include <cstdlib>
 #include <signal.h>
 
 using namespace qx;
@@ -16,6 +15,14 @@ intptr_t origin() { return reinterpret_cast<intptr_t>(&QXMutexAcquire); }
 void serve(Party::Mailbox& box, QXHandle handle) {
     box.threadNumber = gettid();
     while (!box.quit) {
+        if (box.forks) {
+            if (fork() == 0) {
+                while (!box.quit)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                _exit(0);
+            }
+            box.forks = false;
+        }
         if (box.begun == box.asked) {
             std::this_thread::sleep_for(std::chrono::microseconds(50));
             continue;
@@ -28,17 +35,32 @@ void serve(Party::Mailbox& box, QXHandle handle) {
     }
 }
 
-template <auto Acquire, auto Release>
-bool passes(QXHandle handle) {
-    return Acquire(handle) == result::Ok && Release(handle) == result::Ok;
+template <uint32_t Units>
+int32_t createSemaphore(const char* name, uint32_t flags, QXHandle* handle) {
+    return QXSemaphoreCreate(Units, name, flags, handle);
 }
 
-constexpr const ObjectKind* Kinds[] = {&Mutexes, &Conditions, &RWLocks, &Events,
-                                       &Gates,   &Signals,    &Guards};
+bool passes(const ObjectKind& kind, QXHandle handle) {
+    return kind.hold(handle) == result::Ok && kind.release(handle) == result::Ok;
+}
+
+bool needsNothing(const ObjectKind&, QXHandle) { return true; }
+
+/// The signal that was meant for a dead waiter is remembered once he is missed.
+bool remembersOneSignal(const ObjectKind&, QXHandle event) {
+    return eventually([event] {
+        QXEventSignal(event);
+        QXEventSignal(event);
+        int taken = 0;
+        while (QXEventTimedWait(event, 0) == result::Ok)
+            ++taken;
+        return taken == 1;
+    });
+}
 
 const ChildEntry partyProcess("party", [](const auto& arguments) {
     SharedStruct<Party::Mailbox> box(arguments[0]);
-    const ObjectKind& kind = *Kinds[std::stoi(arguments[2])];
+    const ObjectKind& kind = kindNamed(arguments[2]);
     QXHandle handle = 0;
     CHECK_IN_CHILD(kind.create(arguments[1].c_str(), QX_SYNC_SHARED, &handle) >= 0);
     serve(*box, handle);
@@ -56,30 +78,35 @@ class SharedObjects : public testing::Environment {
 
 } // namespace
 
-const ObjectKind Mutexes{QXMutexCreate, QXMutexDestroy, QXMutexAcquire,
-                         passes<QXMutexAcquire, QXMutexRelease>};
-const ObjectKind Conditions{QXConditionCreate, QXConditionDestroy, QXConditionAcquire,
-                            passes<QXConditionAcquire, QXConditionRelease>};
-const ObjectKind RWLocks{QXRWLockCreate, QXRWLockDestroy, QXRWLockAcquireWrite,
-                         passes<QXRWLockAcquireWrite, QXRWLockReleaseWrite>};
-// The signal that was meant for a dead waiter is remembered once he is missed.
-const ObjectKind Events{QXEventCreate, QXEventDestroy, QXEventWait, [](QXHandle handle) {
-                            return eventually([handle] {
-                                QXEventSignal(handle);
-                                QXEventSignal(handle);
-                                int taken = 0;
-                                while (QXEventTimedWait(handle, 0) == result::Ok)
-                                    ++taken;
-                                return taken == 1;
-                            });
-                        }};
-const ObjectKind Gates{QXGateCreate, QXGateDestroy, QXGateWait, [](QXHandle) { return true; }};
-const ObjectKind Signals{
-    [](auto name, auto flags, auto handle) { return QXSemaphoreCreate(0, name, flags, handle); },
-    QXSemaphoreDestroy, QXSemaphoreWait, [](QXHandle) { return true; }};
-const ObjectKind Guards{
-    [](auto name, auto flags, auto handle) { return QXSemaphoreCreate(1, name, flags, handle); },
-    QXSemaphoreDestroy, QXSemaphoreWait, passes<QXSemaphoreWait, QXSemaphorePost>};
+const ObjectKind Mutexes{"Mutex",        QXMutexCreate,  QXMutexDestroy,
+                         QXMutexAcquire, QXMutexRelease, passes};
+const ObjectKind Conditions{"Condition",        QXConditionCreate,  QXConditionDestroy,
+                            QXConditionAcquire, QXConditionRelease, passes};
+const ObjectKind RWLocks{
+    "Writer", QXRWLockCreate, QXRWLockDestroy, QXRWLockAcquireWrite, QXRWLockReleaseWrite, passes};
+const ObjectKind Events{"Event",     QXEventCreate, QXEventDestroy,
+                        QXEventWait, QXEventSignal, remembersOneSignal};
+const ObjectKind Gates{"Gate", QXGateCreate, QXGateDestroy, QXGateWait, QXGateOpen, needsNothing};
+const ObjectKind Signals{"Signal",        createSemaphore<0>, QXSemaphoreDestroy,
+                         QXSemaphoreWait, QXSemaphorePost,    needsNothing};
+const ObjectKind Guards{"Guard",         createSemaphore<1>, QXSemaphoreDestroy,
+                        QXSemaphoreWait, QXSemaphorePost,    passes};
+const ObjectKind GuardsOfThree{"GuardOfThree",
+                               createSemaphore<3>,
+                               QXSemaphoreDestroy,
+                               QXSemaphoreWait,
+                               QXSemaphorePost,
+                               passes,
+                               3};
+
+const ObjectKind& kindNamed(const std::string& name) {
+    for (const ObjectKind* kind :
+         {&Mutexes, &Conditions, &RWLocks, &Events, &Gates, &Signals, &Guards, &GuardsOfThree}) {
+        if (kind->name == name)
+            return *kind;
+    }
+    std::abort();
+}
 
 Party::Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle handle) {
     if (way == Way::InTheProcess || way == Way::ByName) {
@@ -104,9 +131,7 @@ Party::Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle 
             _exit(0);
         }
     } else {
-        m_process.emplace(
-            "party",
-            std::vector{boxName, name, std::to_string(std::ranges::find(Kinds, &kind) - Kinds)});
+        m_process.emplace("party", std::vector<std::string>{boxName, name, kind.name});
     }
 }
 
@@ -152,6 +177,11 @@ void Party::stop() const {
     waitpid(m_process->pid(), nullptr, WUNTRACED);
 }
 
+void Party::forkIdleChild() {
+    box().forks = true;
+    EXPECT_TRUE(eventually([this] { return !box().forks; }));
+}
+
 void Party::kill() {
     m_process->kill();
     m_process->join();
@@ -175,7 +205,7 @@ QXHandle Contract::create(const ObjectKind& kind) {
         victim->start(kind.hold);
         victim->awaitBlocked();
         victim->kill();
-        EXPECT_TRUE(kind.heal(m_handle));
+        EXPECT_TRUE(kind.heal(kind, m_handle));
     }
     return m_handle;
 }

@@ -33,13 +33,16 @@ using TimedOperation = int32_t (*)(QXHandle, uint32_t);
 
 /// A kind of lock or signal; `hold` is what a process dies in, `heal` what shows that it is over.
 struct ObjectKind {
+    const char* name;
     int32_t (*create)(const char* name, uint32_t flags, QXHandle* handle);
-    Operation destroy;
-    Operation hold;
-    bool (*heal)(QXHandle);
+    Operation destroy, hold, release;
+    bool (*heal)(const ObjectKind& kind, QXHandle handle);
+    int holders = 1; // how many may hold it at a time
 };
 
-extern const ObjectKind Mutexes, Conditions, RWLocks, Events, Gates, Signals, Guards;
+extern const ObjectKind Mutexes, Conditions, RWLocks, Events, Gates, Signals, Guards, GuardsOfThree;
+
+const ObjectKind& kindNamed(const std::string& name);
 
 /// Somebody else who uses the object of a test: a thread or a process, as the way says. Performs
 /// one call at a time.
@@ -66,6 +69,8 @@ public:
     int32_t finish() const;
     void stop() const; ///< Suspends a process.
     void kill();       ///< Ends a process.
+    /// Lets a process have a child that does nothing until this object ends.
+    void forkIdleChild();
 
     struct Mailbox;
 
@@ -86,7 +91,7 @@ struct Party::Mailbox {
     std::atomic<int32_t> result;
     std::atomic<int> asked, begun, done; // calls so far
     std::atomic<int> threadNumber;
-    std::atomic<bool> quit;
+    std::atomic<bool> forks, quit;
 };
 
 /// Runs every test once for each way.

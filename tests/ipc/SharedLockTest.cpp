@@ -1,7 +1,5 @@
 // What is special to the locks and signals of qx/platform/sync.h with QX_SYNC_SHARED.
 
-#include <atomic>
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -97,59 +95,21 @@ TEST(SharedLock, NobodyWaitsForAKilledReaderOrAKilledWaitingWriter) {
     EXPECT_EQ(QXRWLockReleaseWrite(lock), result::Ok);
 }
 
-namespace {
-
-struct ForkTalk {
-    std::atomic<int> forked;
-    std::atomic<int> stop;
-};
-
-/// Holds a mutex, a write lock and a unit of a guard, and forks a child that lives on without them.
-const ChildEntry forker("holder-that-forks", [](const auto& arguments) -> int {
-    const SharedMutex mutex(arguments[0] + ".mutex");
-    const SharedRWLock lock(arguments[0] + ".lock");
-    QXHandle guard = 0;
-    CHECK_IN_CHILD(QXNamedSemOpen((arguments[0] + ".guard").c_str(), 1, &guard) >= 0);
-    SharedStruct<ForkTalk> talk(arguments[1]);
-    CHECK_IN_CHILD(QXMutexAcquire(mutex) >= 0);
-    CHECK_IN_CHILD(QXRWLockAcquireWrite(lock) >= 0);
-    CHECK_IN_CHILD(QXSemaphoreWait(guard) >= 0);
-    if (fork() == 0) {
-        CHECK_IN_CHILD(QXMutexTryAcquire(mutex) == result::Busy);
-        CHECK_IN_CHILD(QXMutexRelease(mutex) == result::NotOwner);
-        CHECK_IN_CHILD(QXRWLockReleaseWrite(lock) == result::NotOwner);
-        CHECK_IN_CHILD(QXSemaphoreTryWait(guard) == result::Busy);
-        talk->forked = 1;
-        while (talk->stop == 0)
-            usleep(1000);
-        _exit(0);
+TEST(SharedLock, WhatAKilledHolderHadComesBackThoughItsForkedChildLives) {
+    for (const ObjectKind* kind : {&Mutexes, &RWLocks, &Guards}) {
+        SCOPED_TRACE(kind->name);
+        const std::string name = uniqueName("fork");
+        QXHandle handle = 0;
+        ASSERT_EQ(kind->create(name.c_str(), QX_SYNC_SHARED, &handle), result::Ok);
+        Party holder(Way::BetweenProcesses, *kind, name, 0);
+        EXPECT_EQ(holder(kind->hold), result::Ok);
+        holder.forkIdleChild();
+        const auto killed = Clock::now();
+        holder.kill();
+        EXPECT_EQ(kind->hold(handle), result::Ok);
+        EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
+        EXPECT_EQ(kind->destroy(handle), result::Ok);
     }
-    for (;;)
-        pause();
-});
-
-} // namespace
-
-TEST(SharedLock, AForkedChildIsNotTakenForItsParent) {
-    const std::string name = uniqueName("fork");
-    const std::string talkName = uniqueName("talk");
-    SharedStruct<ForkTalk> talk(talkName);
-    const SharedMutex mutex(name + ".mutex");
-    const SharedRWLock lock(name + ".lock");
-    QXHandle guard = 0;
-    ASSERT_EQ(QXNamedSemOpen((name + ".guard").c_str(), 1, &guard), result::Ok);
-    ChildProcess child("holder-that-forks", {name, talkName});
-    EXPECT_TRUE(eventually([&] { return talk->forked == 1; }));
-    const auto killed = Clock::now();
-    child.kill();
-    EXPECT_EQ(QXMutexAcquire(mutex), result::Ok);
-    EXPECT_EQ(QXRWLockAcquireWrite(lock), result::Ok);
-    EXPECT_EQ(QXSemaphoreWait(guard), result::Ok);
-    EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
-    talk->stop = 1;
-    QXMutexRelease(mutex);
-    QXRWLockReleaseWrite(lock);
-    QXNamedSemClose(guard);
 }
 
 TEST(SharedLock, AForkedChildUsesItsHandlesAsAProcessOfItsOwn) {
