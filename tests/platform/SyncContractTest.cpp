@@ -26,37 +26,43 @@ int32_t createEmptySemaphore(const char* name, uint32_t flags, QXHandle* handle)
     return QXSemaphoreCreate(0, name, flags, handle);
 }
 
+template <auto TimedWait>
+int32_t waitForASecond(QXHandle handle) {
+    return TimedWait(handle, 1000);
+}
+
 struct Family {
     const char* name;
     Create create;
     Operation destroy;
-    std::vector<Operation> operations;
+    std::vector<Operation> uncontended; // one after the other
+    std::vector<Operation> others = {};
 };
 
 const Family Families[] = {
     {"mutex",
      &QXMutexCreate,
      &QXMutexDestroy,
-     {&QXMutexAcquire, &QXMutexTryAcquire, &QXMutexRelease}},
+     {&QXMutexAcquire, &QXMutexTryAcquire, &QXMutexRelease, &QXMutexRelease}},
     {"condition",
      &QXConditionCreate,
      &QXConditionDestroy,
-     {&QXConditionAcquire, &QXConditionTryAcquire, &QXConditionRelease, &QXConditionWait,
-      &QXConditionSignal, &QXConditionBroadcast,
-      [](QXHandle handle) { return QXConditionTimedWait(handle, 0); }}},
+     {&QXConditionAcquire, &QXConditionTryAcquire, &QXConditionSignal, &QXConditionBroadcast,
+      &QXConditionRelease, &QXConditionRelease},
+     {&QXConditionWait, &waitForASecond<&QXConditionTimedWait>}},
     {"event",
      &QXEventCreate,
      &QXEventDestroy,
-     {&QXEventSignal, &QXEventWait, [](QXHandle handle) { return QXEventTimedWait(handle, 0); }}},
+     {&QXEventSignal, &QXEventSignal, &QXEventWait, &QXEventSignal,
+      &waitForASecond<&QXEventTimedWait>}},
     {"gate",
      &QXGateCreate,
      &QXGateDestroy,
-     {&QXGateOpen, &QXGateClose, &QXGateWait, &QXGateTryWait,
-      [](QXHandle handle) { return QXGateTimedWait(handle, 0); }}},
+     {&QXGateOpen, &QXGateWait, &QXGateTryWait, &waitForASecond<&QXGateTimedWait>, &QXGateClose}},
     {"semaphore",
      &createEmptySemaphore,
      &QXSemaphoreDestroy,
-     {&QXSemaphorePost, &QXSemaphoreWait, &QXSemaphoreTryWait,
+     {&QXSemaphorePost, &QXSemaphoreWait, &QXSemaphorePost, &QXSemaphoreTryWait,
       [](QXHandle handle) {
           int32_t value;
           return QXSemaphoreGetValue(handle, &value);
@@ -64,11 +70,12 @@ const Family Families[] = {
     {"rwlock",
      &QXRWLockCreate,
      &QXRWLockDestroy,
-     {&QXRWLockAcquireRead, &QXRWLockAcquireWrite, &QXRWLockTryAcquireRead,
-      &QXRWLockTryAcquireWrite, &QXRWLockReleaseRead, &QXRWLockReleaseWrite}},
+     {&QXRWLockAcquireRead, &QXRWLockTryAcquireRead, &QXRWLockReleaseRead, &QXRWLockReleaseRead,
+      &QXRWLockAcquireWrite, &QXRWLockReleaseWrite, &QXRWLockTryAcquireWrite,
+      &QXRWLockReleaseWrite}},
 };
 
-TEST(SyncContract, RefusesBadArguments) {
+TEST(SyncContract, RefusesBadArgumentsAndTakesAnyNameForALabel) {
     for (const Family& family : Families) {
         SCOPED_TRACE(family.name);
         EXPECT_EQ(family.create(nullptr, 0, nullptr), result::NullPointer);
@@ -79,45 +86,32 @@ TEST(SyncContract, RefusesBadArguments) {
         }
         for (const QXHandle handle : {QXHandle{0}, ~QXHandle{0}}) {
             EXPECT_EQ(family.destroy(handle), result::InvalidHandle);
-            for (const Operation operation : family.operations)
-                EXPECT_EQ(operation(handle), result::InvalidHandle);
+            for (const auto* operations : {&family.uncontended, &family.others}) {
+                for (const Operation operation : *operations)
+                    EXPECT_EQ(operation(handle), result::InvalidHandle);
+            }
         }
-    }
-}
-
-TEST(SyncContract, ANameIsOnlyALabel) {
-    for (const Family& family : Families) {
-        SCOPED_TRACE(family.name);
-        QXHandle first = 0;
-        QXHandle second = 0;
-        ASSERT_EQ(family.create("the same name", 0, &first), result::Ok);
-        ASSERT_EQ(family.create("the same name", 0, &second), result::Ok);
-        EXPECT_NE(first, second);
-        EXPECT_EQ(family.destroy(first), result::Ok);
-        EXPECT_EQ(family.destroy(second), result::Ok);
+        QXHandle handles[2];
+        for (QXHandle& handle : handles)
+            ASSERT_EQ(family.create("only a label", 0, &handle), result::Ok);
+        EXPECT_NE(handles[0], handles[1]);
+        for (const QXHandle handle : handles)
+            EXPECT_EQ(family.destroy(handle), result::Ok);
     }
 }
 
 // In strict mode the kernel kills the process at any call but read, write and exit.
 const qxtest::ChildEntry uncontended("sync-uncontended", [](const auto&) {
-    QXHandle mutex, event, gate, semaphore, rwlock, condition;
-    int32_t failed =
-        QXMutexCreate(nullptr, 0, &mutex) | QXEventCreate(nullptr, 0, &event) |
-        QXGateCreate(nullptr, 0, &gate) | QXSemaphoreCreate(0, nullptr, 0, &semaphore) |
-        QXRWLockCreate(nullptr, 0, &rwlock) | QXConditionCreate(nullptr, 0, &condition);
+    QXHandle handles[std::size(Families)];
+    int32_t failed = 0;
+    for (size_t i = 0; i < std::size(Families); ++i)
+        failed |= Families[i].create(nullptr, 0, &handles[i]);
     if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
         return 2;
-    failed |= QXMutexAcquire(mutex) | QXMutexTryAcquire(mutex) | QXMutexRelease(mutex) |
-              QXMutexRelease(mutex);
-    failed |= QXEventSignal(event) | QXEventSignal(event) | QXEventWait(event) |
-              QXEventSignal(event) | QXEventTimedWait(event, 1000);
-    failed |= QXGateOpen(gate) | QXGateWait(gate) | QXGateTimedWait(gate, 1000) | QXGateClose(gate);
-    failed |= QXSemaphorePost(semaphore) | QXSemaphoreWait(semaphore);
-    failed |= QXRWLockAcquireRead(rwlock) | QXRWLockTryAcquireRead(rwlock) |
-              QXRWLockReleaseRead(rwlock) | QXRWLockReleaseRead(rwlock) |
-              QXRWLockAcquireWrite(rwlock) | QXRWLockReleaseWrite(rwlock);
-    failed |= QXConditionAcquire(condition) | QXConditionSignal(condition) |
-              QXConditionBroadcast(condition) | QXConditionRelease(condition);
+    for (size_t i = 0; i < std::size(Families); ++i) {
+        for (const Operation operation : Families[i].uncontended)
+            failed |= operation(handles[i]);
+    }
     return static_cast<int>(syscall(SYS_exit, failed == 0 ? 0 : 1));
 });
 
