@@ -28,6 +28,7 @@
 #include <qx/sync/Event.h>
 #include <qx/sync/ReaderWriterLock.h>
 #include <qx/sync/Semaphore.h>
+#include <qx/util/buffer/MTBuffer.h>
 
 #include "tests/fork/Uses.h"
 
@@ -49,6 +50,7 @@ struct Shared : qxtest::Inherited {
     qx::sync::Event event;
     int64_t written = 0, turn = 0;
     std::atomic<int> inside{0};
+    const Reference<qx::util::MTCharBuffer> buffer = makeReference<qx::util::MTCharBuffer>(64);
     const Reference<qx::i18n::StringMapBundle> bundle =
         qx::i18n::MessageFile("yes = ja\nno = nein\n").createBundle();
     const Reference<qx::io::LockingChannel> channel = makeReference<qx::io::LockingChannel>(
@@ -94,6 +96,21 @@ void locks(Shared& shared, int thread, int64_t) {
     shared.event.wait(1);
 }
 
+void buffers(Shared& shared, int thread, int64_t round) {
+    qx::util::MTCharBuffer& buffer = *shared.buffer;
+    if (thread % 4 == 0) {
+        const auto count = static_cast<int32_t>(1 + round * 37 % 500);
+        std::fill_n(buffer.getWriteLock(count), count, static_cast<char16_t>(u'a' + thread));
+        buffer.releaseWriteLock(count);
+        return;
+    }
+    const char16_t* const units = buffer.getReadLock();
+    const std::u16string_view text(units, static_cast<size_t>(buffer.getLength()));
+    const bool isWhole = text.empty() || text.find_first_not_of(text[0]) == text.npos;
+    buffer.releaseReadLock();
+    require(isWhole, "a reader saw half of what a writer wrote");
+}
+
 void numbers(Shared&, int thread, int64_t) {
     qx::math::BigInteger number(thread + 2);
     number.pow(60);
@@ -124,11 +141,9 @@ void channels(Shared& shared, int thread, int64_t) {
 }
 
 std::vector<Area> allAreas() {
-    std::vector<Area> areas{{"references", references},
-                            {"locks", locks},
-                            {"numbers", numbers},
-                            {"bundles", bundles},
-                            {"channels", channels}};
+    std::vector<Area> areas{{"references", references}, {"locks", locks},
+                            {"buffers", buffers},       {"numbers", numbers},
+                            {"bundles", bundles},       {"channels", channels}};
     for (const qxtest::Use& use : qxtest::allUses())
         areas.push_back({use.name, [&use](Shared& shared, int, int64_t) { use.inParent(shared); }});
     return areas;
