@@ -146,9 +146,12 @@ TEST_F(Registry, WalksInOrderOverTheKeyAsItWas) {
     QXHandle walk;
     ASSERT_EQ(QXRegistryOpenKeyEnum(QX_HKEY_USER, u"Key", &walk), result::Ok);
     ASSERT_EQ(QXRegistryDeleteKey(QX_HKEY_USER, u"Key"), result::Ok);
-    char16_t name[3];
+    char16_t name[2];
     int32_t length = 0;
     EXPECT_EQ(QXRegistryEnumNextValue(walk, name, &length), result::InvalidHandle);
+    length = 1; // the 0 unit has no room
+    EXPECT_EQ(QXRegistryEnumNextKey(walk, name, &length), result::BufferTooSmall);
+    EXPECT_EQ(length, 1);
     EXPECT_EQ(namesOf(result::Ok, walk, &QXRegistryEnumNextKey), (Names{u"A", u"b", u"B2", u"c"}));
     EXPECT_EQ(QXRegistryOpenKeyEnum(QX_HKEY_USER, u"Key", &walk), result::NotFound);
     EXPECT_EQ(walk, ~QXHandle{0});

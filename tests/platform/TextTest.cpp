@@ -70,11 +70,11 @@ std::u16string wide(const std::string& text) { return {text.begin(), text.end()}
 /// Pieces of numbers in all forms, as they come.
 std::string randomText(std::minstd_rand& random) {
     static const std::vector<std::string> pieces = [] {
-        std::istringstream all(
-            "0,1,7,08,35,0x,0X,zZ,x,F,+,-,., ,\t\r\n\v\f,e,E-,p,P-,inf,INITY,NaN,"
-            "308,309,324,1074,99999,9223372036854775807,9223372036854775808,"
-            "9223372036854775809,18446744073709551616,9007199254740993,.0000,"
-            "4.9406564584124654e-324,2.2250738585072011e-308");
+        std::istringstream all("0,1,7,08,35,9,0x,0X,a,F,g,G,zZ,x,/,:,@,[,`,{,+,-,., ,\t\r\n\v\f,"
+                               "e,E-,p,P-,inf,INITY,NaN,1e308,1e309,1e-400,0x1p1024,0x1p-1074,"
+                               "e999999999999999999999,e-99999,.0000,9223372036854775807,"
+                               "9223372036854775808,9223372036854775809,18446744073709551616,"
+                               "9007199254740993,4.9406564584124654e-324,2.2250738585072011e-308");
         std::vector<std::string> split;
         for (std::string piece; std::getline(all, piece, ',');)
             split.push_back(piece);
@@ -88,7 +88,7 @@ std::string randomText(std::minstd_rand& random) {
 
 TEST(IntegerText, ReadsLikeStrtol) {
     std::minstd_rand random(1);
-    for (int i = 0; i < 50'000; ++i) {
+    for (int i = 0; i < 100'000; ++i) {
         const std::string text = randomText(random);
         for (const int32_t radix : {0, 2, 8, 10, 16, 35, 36}) {
             SCOPED_TRACE(testing::Message() << '"' << text << "\" by " << radix);
@@ -164,7 +164,7 @@ void expectReadLikeStrtod(const std::string& text) {
 
 TEST(RealText, ReadsLikeStrtod) {
     std::minstd_rand random(2);
-    for (int i = 0; i < 50'000 && !testing::Test::HasFailure(); ++i)
+    for (int i = 0; i < 100'000 && !testing::Test::HasFailure(); ++i)
         expectReadLikeStrtod(randomText(random));
     const std::string zeros(2000, '0');
     expectReadLikeStrtod("9007199254740993." + zeros + "1"); // just above halfway
