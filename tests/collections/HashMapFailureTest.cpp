@@ -1,41 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <functional>
-#include <new>
-#include <optional>
-#include <utility>
-#include <vector>
-
-#include <qx/collections/pcom/HashMap.h>
-#include <qx/collections/pcom/HashSet.h>
-#include <qx/collections/pcom/MapEntry.h>
-#include <qx/core/Exception.h>
-
 #include "tests/support/FailingAllocator.h"
-#include "tests/support/Items.h"
+#include "tests/support/MapPlay.h"
 
-// What a map is left with when something fails in the middle, and when elements or comparators use
-// it while it is at work.
+// Elements and comparators that use a map while it is at work. ModelTest has failures.
 
 using namespace qxtest;
 using qx::Reference;
 using namespace qx::collections::pcom;
 
 namespace {
-
-using Content = std::vector<std::pair<int, int>>;
-
-/// Keys and values in the order of the map.
-Content contentOf(const Map& map) {
-    Content content;
-    const auto entries = map.createEntrySet();
-    for (const Element& element : *entries) {
-        const auto& entry = dynamic_cast<const MapEntry&>(*element);
-        content.emplace_back(valueOf(entry.getKey()), valueOf(entry.getValue()));
-    }
-    return content;
-}
 
 /// A full map: the next new key makes its table larger.
 Reference<HashMap> fullMap(const IQXComparator* comparator) {
@@ -48,121 +22,7 @@ Reference<HashMap> fullMap(const IQXComparator* comparator) {
 
 using Operation = std::function<void(HashMap& map)>;
 
-const Operation operations[] = {
-    [](HashMap& map) { map.put(item(7), item(70)); },
-    [](HashMap& map) { map.put(item(4), item(41)); },
-    [](HashMap& map) { map.remove(item(1)); },
-    [](HashMap& map) { map.get(item(1)); },
-    [](HashMap& map) { map.containsKey(item(1)); },
-    [](HashMap& map) { map.containsValue(item(10)); },
-    [](HashMap& map) { map.createKeySet()->remove(item(1)); },
-    [](HashMap& map) { map.createValueCollection()->remove(item(10)); },
-    [](HashMap& map) {
-        const auto entries = map.createEntrySet();
-        entries->contains(entries->createIterator()->next());
-    },
-    [](HashMap& map) { map.equals(HashMap(map)); },
-    [](HashMap& map) { HashSet set(*map.createKeySet()), copy(set); },
-};
-
 } // namespace
-
-TEST(HashMapFailure, OfTheComparatorLeavesTheMapAsItWas) {
-    for (const Operation& operation : operations) {
-        SCOPED_TRACE(&operation - operations);
-        for (const bool throws : {false, true}) {
-            for (int call = 0;; ++call) {
-                const auto comparator = qx::makeReference<FailingComparator>();
-                const auto map = fullMap(comparator);
-                const Content before = contentOf(*map);
-                const auto iterator = map->createKeySet()->createIterator();
-                throws ? comparator->throwAfter(call) : comparator->failAfter(call);
-                bool failed = true;
-                try {
-                    operation(*map);
-                    failed = false;
-                } catch (const qx::ResultException& failure) {
-                    EXPECT_EQ(failure.getResult(), FailingComparator::Failure);
-                } catch (const FailingComparator::Thrown&) {
-                    EXPECT_TRUE(throws);
-                }
-                EXPECT_EQ(failed, comparator->hasFailed());
-                if (!failed)
-                    break;
-                EXPECT_EQ(contentOf(*map), before);
-                EXPECT_EQ(map->getCapacity(), 3);
-                EXPECT_NO_THROW(iterator->next()); // nothing was counted
-            }
-        }
-    }
-    EXPECT_EQ(Item::alive(), 0);
-}
-
-TEST(HashMapFailure, OfAnyAllocationLeavesTheMapAsItWas) {
-    const auto comparator = qx::makeReference<FailingComparator>();
-    for (const Operation& operation : operations) {
-        SCOPED_TRACE(&operation - operations);
-        int64_t allocations = 0;
-        for (bool done = false; !done; ++allocations) {
-            const auto map = fullMap(comparator);
-            const Content before = contentOf(*map);
-            const auto iterator = map->createKeySet()->createIterator();
-            const int64_t blocks = liveBlocks();
-            try {
-                FailingAllocator allocator(allocations);
-                operation(*map);
-                done = !allocator.hasFailed();
-            } catch (const std::bad_alloc&) {
-                EXPECT_EQ(liveBlocks(), blocks);
-                EXPECT_EQ(contentOf(*map), before);
-                EXPECT_EQ(map->getCapacity(), 3);
-                EXPECT_NO_THROW(iterator->next());
-            }
-        }
-    }
-    EXPECT_EQ(Item::alive(), 0);
-}
-
-TEST(HashMapFailure, OfAnyAllocationKeepsWhatPutAllHasPut) {
-    const auto source = fullMap(qx::makeReference<FailingComparator>());
-    const int64_t allocations = failEachAllocation([&] {
-        std::optional<HashMap> map;
-        try {
-            map.emplace(1, 1.0F);
-            map->putAll(*source);
-            EXPECT_EQ(map->getSize(), 3);
-        } catch (const std::bad_alloc&) {
-            if (map) {
-                EXPECT_LT(map->getSize(), 3);
-                EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
-            }
-        }
-    });
-    EXPECT_GT(allocations, 5); // three entries and two growths
-    failEachAllocation([&] {
-        try {
-            const HashMap copy(*source), other(*source, 0.5F);
-            EXPECT_TRUE(copy.equals(*source) && other.equals(*source));
-        } catch (const std::bad_alloc&) { // nothing may stay behind
-        }
-    });
-}
-
-TEST(HashMapFailure, ClearNeedsNoMemory) {
-    const auto map = fullMap(qx::makeReference<FailingComparator>());
-    const Element key = item(1);
-    {
-        FailingAllocator allocator(0);
-        map->clear();
-    }
-    EXPECT_TRUE(map->isEmpty());
-    {
-        FailingAllocator allocator(1); // the table, which is made with the next new key
-        EXPECT_THROW(map->put(key, nullptr), std::bad_alloc);
-    }
-    EXPECT_EQ(map->put(key, nullptr), nullptr);
-    EXPECT_EQ(contentOf(*map), (Content{{1, Null}}));
-}
 
 TEST(HashMapFailure, ElementsThatGoMayUseTheMap) {
     const Operation drops[] = {
@@ -242,21 +102,6 @@ TEST(HashMapFailure, KeysThatGoMayUseTheIteratorThatHeldThem) {
     EXPECT_EQ(valueOf(iterator->next()), 101);
     EXPECT_THROW(iterator->next(), qx::Exception);
     EXPECT_EQ(Item::alive(), 1);
-}
-
-TEST(HashMapFailure, SetsMayBeUsedByTheirElementsThatGo) {
-    auto set = qx::makeReference<HashSet>();
-    const auto parting = [target = set.get()] {
-        const Reference<HashSet> hold(target);
-        target->add(item(1));
-        EXPECT_TRUE(target->contains(item(1)));
-    };
-    set->add((new Item(2, parting))->GetUnknown());
-    EXPECT_TRUE(set->remove(item(2)));
-    EXPECT_EQ(values(*set), std::vector<int>{1});
-    set->add((new Item(2, parting))->GetUnknown());
-    set.reset();
-    EXPECT_EQ(Item::alive(), 0);
 }
 
 TEST(HashMapFailure, ComparatorsThatChangeTheMapAreNoticed) {

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <stdexcept>
 #include <vector>
 
 #include <qx/collections/IntegerHashMap.h>
@@ -14,7 +13,6 @@
 #include <qx/util/buffer/RWBuffer.h>
 
 #include "tests/support/ExpectResult.h"
-#include "tests/support/FailingAllocator.h"
 #include "tests/support/KeyedMapPlay.h"
 
 using namespace qxtest;
@@ -33,33 +31,19 @@ int numberOf(const Reference<Object>& value) {
     return value ? dynamic_cast<const Item&>(*value).value() : Null;
 }
 
-std::vector<int> keysOf(const IntegerHashMap& map) {
-    std::vector<int> keys;
-    map.forEach([&](int key, const Object*) { keys.push_back(key); });
-    return keys;
-}
-
-/// The number as a key of the kind of @p Map, short or long.
+/// The number as a key of the kind of @p Map.
 template <class Map>
-auto keyOf(int number, bool isLong = false) {
+auto keyOf(int number) {
     if constexpr (std::is_same_v<Map, IntegerHashMap>)
         return number;
     else
-        return String(
-            std::u16string(isLong ? 40 : 3, static_cast<char16_t>(u'0' + number)).c_str());
-}
-
-/// Puts a new item; the key comes first, so that nothing is lost when there is no memory for it.
-template <class Map>
-void putItem(Map& map, int number, bool isLong = false) {
-    const auto key = keyOf<Map>(number, isLong);
-    map.put(key, new Item(number));
+        return String(std::u16string(3, static_cast<char16_t>(u'0' + number)).c_str());
 }
 
 template <class Map>
 void fill(Map& map, int count) {
     for (int number = 0; number < count; ++number)
-        putItem(map, number);
+        map.put(keyOf<Map>(number), new Item(number));
 }
 
 } // namespace
@@ -72,19 +56,6 @@ public:
 
 using BothMaps = testing::Types<IntegerHashMap, StringHashMap>;
 TYPED_TEST_SUITE(KeyedMap, BothMaps);
-
-TYPED_TEST(KeyedMap, HoldsAValueUntilItIsReplacedRemovedOrCleared) {
-    TypeParam map;
-    putItem(map, 1);
-    putItem(map, 1);
-    EXPECT_EQ(Item::alive(), 1);
-    map.remove(keyOf<TypeParam>(1));
-    EXPECT_EQ(Item::alive(), 0);
-    fill(map, 300);
-    map.clear();
-    EXPECT_EQ(Item::alive(), 0);
-    fill(map, 300); // released by the destructor
-}
 
 TYPED_TEST(KeyedMap, RefusesTablesWithoutBucketsOrRoom) {
     for (const int capacity : {0, -1, std::numeric_limits<int>::min()})
@@ -103,49 +74,6 @@ TYPED_TEST(KeyedMap, RefusesTablesWithoutBucketsOrRoom) {
     TypeParam endless(1, INFINITY);
     fill(endless, 200);
     EXPECT_EQ(endless.getCapacity(), 1);
-}
-
-TYPED_TEST(KeyedMap, FailuresOfMemoryChangeNothing) {
-    using Key = std::conditional_t<std::is_same_v<TypeParam, IntegerHashMap>, int, std::u16string>;
-    const struct {
-        int entries;
-        void (*operation)(TypeParam& map);
-    } rows[] = {
-        {0, [](TypeParam& map) { putItem(map, 500); }},
-        {4, [](TypeParam& map) { putItem(map, 500, true); }},
-        {75, [](TypeParam& map) { putItem(map, 500); }},
-        {152, [](TypeParam& map) { putItem(map, 500, true); }},
-        {20, [](TypeParam& map) { map.createKeySet(); }},
-    };
-    {
-        TypeParam map;
-        fill(map, 1);
-        map.createKeySet(); // makes what all sets share
-    }
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-        const int64_t allocations = failEachAllocation([&] {
-            TypeParam* map = nullptr;
-            std::vector<std::pair<Key, int>> before;
-            std::unique_ptr<TypeParam> owner;
-            try {
-                owner = std::make_unique<TypeParam>();
-                fill(*owner, row.entries);
-                before = entriesOf<Key>(*owner);
-                map = owner.get();
-                row.operation(*map);
-            } catch (const std::bad_alloc&) {
-                if (map) {
-                    EXPECT_EQ(entriesOf<Key>(*map), before);
-                    EXPECT_EQ(map->getSize(), row.entries);
-                    EXPECT_EQ(map->getCapacity(), row.entries > 75 ? 203 : 101);
-                    putItem(*map, 501);
-                    EXPECT_EQ(map->getSize(), row.entries + 1);
-                }
-            }
-        });
-        EXPECT_GT(allocations, 3);
-    }
 }
 
 TYPED_TEST(KeyedMap, ValuesMayUseItWhileTheyGo) {
@@ -201,51 +129,6 @@ TYPED_TEST(KeyedMap, WalksNoticeWhenTheyChangeTheMap) {
         ++visits;
     });
     EXPECT_EQ(visits, 75);
-}
-
-TYPED_TEST(KeyedMap, KeySetIsASnapshot) {
-    TypeParam map;
-    fill(map, 200);
-    const auto keys = map.createKeySet();
-    map.remove(keyOf<TypeParam>(0));
-    map.put(keyOf<TypeParam>(500), nullptr);
-    EXPECT_EQ(keys->getSize(), 200);
-    int sum = 0;
-    for (const auto& key : *keys) {
-        const auto value = map.get(*key);
-        sum += value ? numberOf(value) : 0;
-    }
-    EXPECT_EQ(sum, 199 * 200 / 2);
-}
-
-TYPED_TEST(KeyedMap, IsWhatItsPlainModelIs) {
-    using Play = std::conditional_t<std::is_same_v<TypeParam, IntegerHashMap>, IntegerMapPlay,
-                                    StringMapPlay>;
-    std::mt19937 random(11);
-    for (const int capacity : {1, 2, 31, 32, 33, 101, 1000}) {
-        // The larger ones make all groups of buckets large.
-        for (const float load : {0.05f, 0.75f, 1.0f, 3.0f, 25.0f, 200.0f}) {
-            SCOPED_TRACE(testing::Message() << capacity << " buckets, load " << load);
-            std::vector<uint8_t> bytes(20'000);
-            std::ranges::generate(bytes, [&] { return static_cast<uint8_t>(random()); });
-            EXPECT_NO_THROW(Play(capacity, load).play(bytes));
-        }
-    }
-}
-
-TEST(IntegerHashMap, KeepsEntriesWhoseHashesGatherInOneBucket) {
-    IntegerHashMap map(101, 100.0f);
-    std::vector<int> keys;
-    for (int i = 0; i < 2'000; ++i)
-        keys.push_back(i * 101);
-    for (const int key : keys)
-        map.put(key, new Item(key));
-    EXPECT_EQ(keysOf(map), keys);
-    for (std::size_t i = 0; i < keys.size(); i += 3)
-        EXPECT_EQ(numberOf(map.remove(keys[i])), keys[i]);
-    for (std::size_t i = 0; i < keys.size(); ++i)
-        EXPECT_EQ(numberOf(map.get(keys[i])), i % 3 ? keys[i] : Null);
-    EXPECT_EQ(map.get(101 * 5'000), nullptr);
 }
 
 TEST(StringHashMap, TakesUnitsWithALengthOrUpToTheFirstZeroUnit) {

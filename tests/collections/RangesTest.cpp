@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
 #include <ranges>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -47,20 +45,8 @@ static_assert(IsInputRange<Reference<com::ConstIterator>> &&
 // Nothing else becomes one behind a reference.
 static_assert(!std::ranges::range<Reference<String>> && !std::ranges::range<Reference<Object>>);
 
-using Pairs = std::map<std::string, int>;
-
 IQXUnknown* boxed(int value) { return (new Integer32(value))->GetUnknown(); }
 int valueOf(const IQXUnknown* value) { return dynamic_cast<const Integer32&>(*value); }
-
-TEST(Ranges, OfComponentMapsHaveTheirEntries) {
-    com::HashMap map;
-    map.put((new String(u"one"))->GetUnknown(), boxed(1));
-    map.put((new String(u"two"))->GetUnknown(), boxed(2));
-    Pairs pairs;
-    for (const auto& [key, value] : map)
-        pairs.emplace(dynamic_cast<const String&>(*key).toUtf8(), valueOf(value));
-    EXPECT_EQ(pairs, (Pairs{{"one", 1}, {"two", 2}}));
-}
 
 TEST(Ranges, OfReferencesMayBeTemporary) {
     const auto numbers = makeReference<com::HashMap>();

@@ -87,7 +87,10 @@ public:
     static constexpr int32_t Failure = -4711;
     struct Thrown {};
 
-    void failAfter(int calls) { m_callsLeft = calls; }
+    void failAfter(int calls) {
+        m_callsLeft = calls;
+        m_throws = false;
+    }
     void throwAfter(int calls) {
         m_callsLeft = calls;
         m_throws = true;

@@ -1,135 +1,43 @@
 #pragma once
 
-#include <cstdint>
-#include <iterator>
-#include <list>
-#include <span>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+#include <type_traits>
 
 #include <qx/collections/IntegerHashMap.h>
 #include <qx/collections/StringHashMap.h>
 
-#include "tests/support/Items.h"
-#include "tests/support/Play.h"
+#include "tests/support/MapModel.h"
 
 namespace qxtest {
 
-inline uint32_t plainHash(int key) { return static_cast<uint32_t>(key); }
-inline uint32_t plainHash(std::u16string_view key) {
-    const std::size_t step = key.size() < 64 ? 1 : key.size() / 32;
-    uint32_t hash = 0;
-    for (std::size_t i = 0; i < key.size(); i += step)
-        hash = hash * 37 + key[i];
-    return hash;
-}
-
-/// A keyed map as a table of lists: slow, but by the rules that tell the order of its entries.
-template <class Key>
-class KeyedMapModel {
-public:
-    using Entries = std::vector<std::pair<Key, int>>;
-
-    KeyedMapModel(int capacity, float loadFactor)
-        : m_loadFactor(loadFactor), m_buckets(static_cast<std::size_t>(capacity)) {}
-
-    /// The value, Null when there is none.
-    int get(const Key& key) const {
-        for (const auto& [other, value] : m_buckets[bucketOf(key)])
-            if (other == key)
-                return value;
-        return Null;
-    }
-    int put(const Key& key, int value) {
-        for (auto& entry : m_buckets[bucketOf(key)])
-            if (entry.first == key)
-                return std::exchange(entry.second, value);
-        if (m_size >= static_cast<int>(static_cast<float>(m_buckets.size()) * m_loadFactor))
-            rehash();
-        m_buckets[bucketOf(key)].emplace_back(key, value);
-        ++m_size;
-        return Null;
-    }
-    int remove(const Key& key) {
-        auto& bucket = m_buckets[bucketOf(key)];
-        for (auto entry = bucket.begin(); entry != bucket.end(); ++entry) {
-            if (entry->first == key) {
-                const int value = entry->second;
-                bucket.erase(entry);
-                --m_size;
-                return value;
-            }
-        }
-        return Null;
-    }
-    void clear() {
-        for (auto& bucket : m_buckets)
-            bucket.clear();
-        m_size = 0;
-    }
-    int size() const { return m_size; }
-    int capacity() const { return static_cast<int>(m_buckets.size()); }
-    Entries entries() const {
-        Entries all;
-        for (const auto& bucket : m_buckets)
-            all.insert(all.end(), bucket.begin(), bucket.end());
-        return all;
-    }
-
-private:
-    using Bucket = std::list<std::pair<Key, int>>;
-
-    std::size_t bucketOf(const Key& key) const { return plainHash(key) % m_buckets.size(); }
-    void rehash() {
-        std::vector<Bucket> old(2 * m_buckets.size() + 1);
-        old.swap(m_buckets);
-        for (auto bucket = old.rbegin(); bucket != old.rend(); ++bucket)
-            for (auto& entry : *bucket)
-                m_buckets[bucketOf(entry.first)].push_back(std::move(entry));
-    }
-
-    float m_loadFactor;
-    int m_size = 0;
-    std::vector<Bucket> m_buckets;
-};
-
-/// The entries of a keyed map in the order of its walk, with the values of its items.
-template <class Key, class Map>
-std::vector<std::pair<Key, int>> entriesOf(const Map& map) {
-    std::vector<std::pair<Key, int>> entries;
-    map.forEach([&](auto key, const qx::Object* object) {
-        entries.emplace_back(Key(key), object ? dynamic_cast<const Item&>(*object).value() : Null);
-    });
-    return entries;
-}
-
 /// Plays operations that are read from bytes on a keyed map and on its plain model. Throws
 /// std::logic_error when the two come apart.
-template <class Map, class Key>
-class KeyedMapPlay : private Play {
+template <class Map, class Rules>
+class KeyedMapPlay : private CollectionPlay {
 public:
-    KeyedMapPlay(int capacity, float loadFactor)
-        : m_map(capacity, loadFactor), m_model(capacity, loadFactor) {}
+    KeyedMapPlay(int capacity, float loadFactor, Failures failures = {})
+        : CollectionPlay(std::move(failures)), m_map(capacity, loadFactor),
+          m_model(capacity, loadFactor) {}
 
     void play(std::span<const uint8_t> bytes) {
         start(bytes);
         while (!isOver()) {
             step();
-            require(m_map.getSize() == m_model.size(), "size");
-            require(m_map.isEmpty() == (m_model.size() == 0), "isEmpty");
+            require(m_map.getSize() == m_model.size, "size");
+            require(m_map.isEmpty() == (m_model.size == 0), "isEmpty");
             require(m_map.getCapacity() == m_model.capacity(), "capacity");
         }
         requireSameContent();
     }
 
 private:
+    using Key = typename Rules::Key;
+    static constexpr bool IsText = std::is_same_v<Key, std::u16string>;
+
     void step() {
         const int what = byte();
         switch (what % 8) {
         case 0:
-            return what / 8 == 0 ? clear() : requireSameContent();
+            return what / 8 == 0 ? clear() : what / 8 < 4 ? requireSameContent() : put();
         case 1:
         case 2:
             return remove();
@@ -145,7 +53,7 @@ private:
     /// Of many keys some that meet in a bucket and some that have one hash.
     Key key() {
         const int low = byte(), high = byte();
-        if constexpr (std::is_same_v<Key, int>) {
+        if constexpr (!IsText) {
             return high % 4 == 0 ? low * 101 - 13 * 101 : low + 256 * (high % 8) - 300;
         } else {
             // Of a long text only every second unit and more counts for the hash.
@@ -161,25 +69,35 @@ private:
     static qx::String asArgument(const std::u16string& key) {
         return qx::String(std::u16string_view(key));
     }
-    static int valueIn(const qx::Reference<qx::Object>& object) {
+    static int valueIn(const qx::Object* object) {
         return object ? dynamic_cast<const Item&>(*object).value() : Null;
     }
 
     void put() {
         const Key some = key();
+        const auto argument = asArgument(some);
         const int value = byte() % 16 - 1;
-        const auto old = m_map.put(asArgument(some), value == Null ? nullptr : new Item(value));
-        require(valueIn(old) == m_model.put(some, value), "put");
+        Item* const item = value == Null ? nullptr : new Item(value);
+        both(
+            "put", [&] { return valueIn(m_map.put(argument, item)); },
+            [&] { return m_model.put(some, value); });
     }
     void remove() {
         const Key some = key();
-        require(valueIn(m_map.remove(asArgument(some))) == m_model.remove(some), "remove");
+        const auto argument = asArgument(some);
+        both(
+            "remove", [&] { return valueIn(m_map.remove(argument)); },
+            [&] {
+                const int removed = m_model.get(some);
+                m_model.remove(some);
+                return removed;
+            });
     }
     void look() {
         const Key some = key();
         const int value = m_model.get(some);
         require(valueIn(m_map.get(asArgument(some))) == value, "get");
-        if constexpr (std::is_same_v<Key, std::u16string>) {
+        if constexpr (IsText) {
             const auto length = static_cast<int>(some.size());
             require(valueIn(m_map.get(some.data(), length)) == value, "get of units");
             require(m_map.containsKey(some.data(), length) == (value != Null), "contains units");
@@ -190,24 +108,39 @@ private:
         m_map.clear();
         m_model.clear();
     }
-    void requireSameContent() { require(entriesOf<Key>(m_map) == m_model.entries(), "content"); }
+    void requireSameContent() {
+        typename ModelMap<Rules>::Content content;
+        m_map.forEach([&](auto key, const qx::Object* object) {
+            content.emplace_back(Key(key), valueIn(object));
+        });
+        require(content == m_model.content(), "content");
+    }
+    /// A set of the keys stays as it is when the map changes.
     void requireSameKeys() {
-        const auto keys = m_map.createKeySet();
-        require(keys->getSize() == m_model.size(), "size of the key set");
+        auto expected = m_model.keys();
+        decltype(m_map.createKeySet()) keys;
+        both(
+            "createKeySet", [&] { return keys = m_map.createKeySet(), 0; }, [] { return 0; });
+        if (!keys)
+            return;
+        put();
+        std::vector<Key> found;
         for (const auto& key : *keys) {
-            const auto found = m_map.get(*key);
-            if constexpr (std::is_same_v<Key, int>)
-                require(valueIn(found) == m_model.get(key->toInt32()), "key");
+            if constexpr (IsText)
+                found.emplace_back(key->view());
             else
-                require(valueIn(found) == m_model.get(std::u16string(key->view())), "key");
+                found.push_back(key->toInt32());
         }
+        std::ranges::sort(expected);
+        std::ranges::sort(found);
+        require(found == expected, "keys");
     }
 
     Map m_map;
-    KeyedMapModel<Key> m_model;
+    ModelMap<Rules> m_model;
 };
 
-using IntegerMapPlay = KeyedMapPlay<qx::collections::IntegerHashMap, int>;
-using StringMapPlay = KeyedMapPlay<qx::collections::StringHashMap, std::u16string>;
+using IntegerMapPlay = KeyedMapPlay<qx::collections::IntegerHashMap, IntegerRules>;
+using StringMapPlay = KeyedMapPlay<qx::collections::StringHashMap, StringRules>;
 
 } // namespace qxtest

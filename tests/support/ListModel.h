@@ -2,142 +2,174 @@
 
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <vector>
 
-#include "tests/support/Play.h"
+#include "tests/support/CollectionPlay.h"
 
 namespace qxtest {
 
-/// A list of numbers in a vector that counts its changes: the plain model of the lists.
-struct ModelList {
+/// The numbers of a list and how often they were changed.
+struct ModelNumbers {
     std::vector<int> values;
     unsigned int changes = 0;
-
-    int size() const { return static_cast<int>(values.size()); }
-
-    Outcome get(int index, int& value) const {
-        if (index < 0 || index >= size())
-            return Outcome::OutOfRange;
-        value = values[static_cast<std::size_t>(index)];
-        return Outcome::Done;
-    }
-    Outcome add(int index, int value) {
-        if (index < 0 || index > size())
-            return Outcome::OutOfRange;
-        values.insert(values.begin() + index, value);
-        ++changes;
-        return Outcome::Done;
-    }
-    Outcome remove(int index, int& value) {
-        const Outcome outcome = get(index, value);
-        if (outcome == Outcome::Done) {
-            values.erase(values.begin() + index);
-            ++changes;
-        }
-        return outcome;
-    }
-    Outcome set(int index, int value, int& previous) {
-        const Outcome outcome = get(index, previous);
-        if (outcome == Outcome::Done) {
-            values[static_cast<std::size_t>(index)] = value;
-            ++changes;
-        }
-        return outcome;
-    }
 };
 
-/// A live range of a model list.
-struct ModelView {
-    ModelList* list;
-    int offset;
-    int size;
-    unsigned int seen;
+/// The plain model of a list or of a live view of one. Operations return what those of the lists
+/// do, an element as its number.
+class ModelList {
+public:
+    explicit ModelList(ModelNumbers& numbers) : m_numbers(&numbers) {}
+    /// A view of @p outer, the list or a current view of it.
+    ModelList(std::shared_ptr<ModelList> outer, int from, int to)
+        : m_numbers(outer->m_numbers), m_outer(std::move(outer)), m_isView(true),
+          m_offset(m_outer->m_offset + from), m_size(to - from), m_seen(m_numbers->changes) {}
 
-    bool isCurrent() const { return seen == list->changes; }
-    void changed(int growth) {
-        size += growth;
-        ++seen;
-    }
-    /// What stands between an operation at @p index, below @p limit, and the list.
-    Outcome obstacle(int index, int limit) const {
-        if (index < 0 || index >= limit)
-            return Outcome::OutOfRange;
-        return isCurrent() ? Outcome::Done : Outcome::Changed;
-    }
-};
+    bool isView() const { return m_isView; }
+    bool isCurrent() const { return !m_isView || m_seen == m_numbers->changes; }
+    unsigned int changes() const { return m_numbers->changes; }
+    int size() const { return m_isView ? m_size : static_cast<int>(m_numbers->values.size()); }
+    std::vector<int> values() const { return {begin(), begin() + size()}; }
 
-/// A list iterator of a model list, inside a view if there is one.
-struct ModelIterator {
-    ModelList* list;
-    int cursor;
-    unsigned int seen;
-    int lastReturned = -1;
-    std::shared_ptr<ModelView> view;
-
-    int nextIndex() const { return cursor - (view ? view->offset : 0); }
-    bool hasNext() const { return nextIndex() < (view ? view->size : list->size()); }
-    bool hasPrevious() const { return nextIndex() > 0; }
-
-    Outcome next(int& value) {
-        if ((view && !hasNext()) || seen != list->changes)
-            return Outcome::Changed;
-        const Outcome outcome = list->get(cursor, value);
-        if (outcome == Outcome::Done)
-            lastReturned = cursor++;
-        return outcome;
+    int get(int index) const {
+        return unless(obstacle(index, size()), [&] { return at(index); });
     }
-    Outcome previous(int& value) {
-        if ((view && !hasPrevious()) || seen != list->changes)
-            return Outcome::Changed;
-        const Outcome outcome = list->get(cursor - 1, value);
-        if (outcome == Outcome::Done)
-            lastReturned = --cursor;
-        return outcome;
-    }
-    Outcome remove() {
-        const Outcome outcome = obstacle();
-        if (outcome == Outcome::Done) {
-            int value = 0;
-            list->remove(lastReturned, value);
-            cursor -= cursor > lastReturned;
-            lastReturned = -1;
-            changed(-1);
-        }
-        return outcome;
-    }
-    Outcome add(int value) {
-        if (seen != list->changes)
-            return Outcome::Changed;
-        const Outcome outcome = list->add(cursor, value);
-        if (outcome == Outcome::Done) {
-            ++cursor;
-            lastReturned = -1;
+    int add(int index, int value) {
+        return unless(obstacle(index, size() + 1), [&] {
+            m_numbers->values.insert(begin() + index, value);
             changed(1);
-        }
-        return outcome;
+            return 1;
+        });
     }
-    Outcome set(int value) {
-        const Outcome outcome = obstacle();
-        if (outcome == Outcome::Done) {
-            int previous = 0;
-            list->set(lastReturned, value, previous);
+    int append(int value) {
+        if (m_isView)
+            return add(m_size, value);
+        m_numbers->values.push_back(value); // disturbs nobody
+        return 1;
+    }
+    int remove(int index) {
+        return unless(obstacle(index, size()), [&] {
+            const int removed = at(index);
+            m_numbers->values.erase(begin() + index);
+            changed(-1);
+            return removed;
+        });
+    }
+    int set(int index, int value) {
+        return unless(obstacle(index, size()), [&] {
+            changed(0);
+            return std::exchange(at(index), value);
+        });
+    }
+    void clear() {
+        if (!m_isView) {
+            m_numbers->values.clear();
             changed(0);
         }
-        return outcome;
+        while (size() > 0)
+            remove(0);
+    }
+    int indexOf(int value) const {
+        const auto found = std::find(begin(), begin() + size(), value);
+        return found == begin() + size() ? -1 : static_cast<int>(found - begin());
+    }
+    int lastIndexOf(int value) const {
+        int index = size() - 1;
+        while (index >= 0 && at(index) != value)
+            --index;
+        return index;
+    }
+    bool removeFirst(int value) {
+        const int index = indexOf(value);
+        return index >= 0 && remove(index) == value;
     }
 
 private:
-    Outcome obstacle() const {
-        if (seen != list->changes)
-            return Outcome::Changed;
-        return lastReturned < 0 ? Outcome::NoElement : Outcome::Done;
+    std::vector<int>::iterator begin() const { return m_numbers->values.begin() + m_offset; }
+    int& at(int index) const { return begin()[index]; }
+    int obstacle(int index, int limit) const {
+        if (index < 0 || index >= limit)
+            return OutOfRange;
+        return isCurrent() ? 0 : Changed;
+    }
+    template <class Operation>
+    static int unless(int obstacle, Operation&& operation) {
+        return obstacle != 0 ? obstacle : operation();
     }
     void changed(int growth) {
-        ++seen;
-        if (view)
-            view->changed(growth);
+        ++m_numbers->changes;
+        for (ModelList* list = this; list; list = list->m_outer.get()) {
+            list->m_seen = m_numbers->changes;
+            list->m_size += growth;
+        }
     }
+
+    ModelNumbers* m_numbers;
+    std::shared_ptr<ModelList> m_outer;
+    bool m_isView = false;
+    int m_offset = 0;
+    int m_size = 0;
+    unsigned int m_seen = 0;
+};
+
+/// A list iterator of a model list.
+class ModelListIterator {
+public:
+    ModelListIterator(std::shared_ptr<ModelList> list, int index)
+        : m_list(std::move(list)), m_cursor(index), m_seen(m_list->changes()) {}
+
+    int nextIndex() const { return m_cursor; }
+    bool hasNext() const { return m_cursor < m_list->size(); }
+    bool hasPrevious() const { return m_cursor > 0; }
+
+    int next() { return move(hasNext(), m_cursor, 1); }
+    int previous() { return move(hasPrevious(), m_cursor - 1, -1); }
+    int remove() {
+        const int obstacle = this->obstacle();
+        if (obstacle == 0) {
+            m_list->remove(m_last);
+            m_cursor -= m_cursor > m_last;
+            changed();
+        }
+        return obstacle;
+    }
+    int add(int value) {
+        if (isStale())
+            return Changed;
+        m_list->add(m_cursor++, value);
+        changed();
+        return 1;
+    }
+    int set(int value) {
+        const int obstacle = this->obstacle();
+        if (obstacle == 0) {
+            m_list->set(m_last, value);
+            m_seen = m_list->changes();
+        }
+        return obstacle;
+    }
+
+private:
+    bool isStale() const { return m_seen != m_list->changes(); }
+    int obstacle() const { return isStale() ? Changed : m_last < 0 ? NoElement : 0; }
+    int move(bool isThere, int index, int step) {
+        if ((m_list->isView() && !isThere) || isStale())
+            return Changed;
+        const int value = m_list->get(index);
+        if (value != OutOfRange) {
+            m_last = index;
+            m_cursor += step;
+        }
+        return value;
+    }
+    void changed() {
+        m_last = -1;
+        m_seen = m_list->changes();
+    }
+
+    std::shared_ptr<ModelList> m_list;
+    int m_cursor;
+    unsigned int m_seen;
+    int m_last = -1;
 };
 
 } // namespace qxtest

@@ -1,334 +1,303 @@
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
 #include <memory>
-#include <span>
-#include <string>
-#include <utility>
-#include <vector>
+#include <optional>
 
-#include <qx/collections/pcom/ArrayList.h>
-
-#include "tests/support/Items.h"
 #include "tests/support/ListModel.h"
-#include "tests/support/Play.h"
 
 namespace qxtest {
 
 /// Plays operations that are read from bytes on a list of items, an iterator and a view of it, and
 /// at the same time on the plain model. Throws std::logic_error when the two come apart.
-class ListPlay : private Play {
+class ListPlay : private CollectionPlay {
 public:
     using List = qx::collections::pcom::List;
     using ListIterator = qx::collections::pcom::ListIterator;
 
     /// @param list  an empty list
-    explicit ListPlay(qx::Reference<List> list) : m_list(std::move(list)) {}
+    explicit ListPlay(qx::Reference<List> list, Failures failures = {})
+        : CollectionPlay(std::move(failures)), m_list{std::move(list),
+                                                      std::make_shared<ModelList>(m_numbers)} {}
 
     void play(std::span<const uint8_t> bytes) {
         start(bytes);
         while (!isOver()) {
             step();
-            require(values(*m_list) == m_model.values, "content");
+            requireSame(m_list);
+            requireSame(m_outer);
+            requireSame(m_view);
         }
     }
 
 private:
+    /// The list or a view of it, with its model.
+    struct Pair {
+        qx::Reference<List> list;
+        std::shared_ptr<ModelList> model;
+    };
+
+    static void requireSame(const Pair& pair) {
+        if (!pair.list)
+            return;
+        require(pair.list->getSize() == pair.model->size(), "size");
+        if (pair.model->isCurrent())
+            require(values(*pair.list) == pair.model->values(), "content");
+    }
     /// From one before the start to one behind the end.
     int index(int size) { return byte() % (size + 3) - 1; }
-    /// Few values, so that there are equal elements; sometimes null.
-    int value() { return byte() % 8 - 1; }
+    Pair anyOf(bool mayBeStale) {
+        const bool useView = m_view.list && (mayBeStale || m_view.model->isCurrent());
+        return useView && byte() % 3 == 0 ? m_view : m_list;
+    }
 
     void step() {
-        using Step = void (ListPlay::*)();
-        static constexpr Step steps[] = {
-            &ListPlay::append,
-            &ListPlay::insert,
-            &ListPlay::removeAt,
-            &ListPlay::replace,
-            &ListPlay::read,
-            &ListPlay::search,
-            &ListPlay::removeEqual,
-            &ListPlay::compare,
-            &ListPlay::useOther,
-            &ListPlay::useItself,
-            &ListPlay::makeView,
-            &ListPlay::changeView,
-            &ListPlay::readView,
-            &ListPlay::walkList,
-            &ListPlay::walkView,
-            &ListPlay::moveIterator,
-            &ListPlay::moveIterator,
-            &ListPlay::changeThroughIterator,
-            &ListPlay::changeThroughIterator,
-        };
-        (this->*steps[static_cast<std::size_t>(byte()) % std::size(steps)])();
+        const int what = byte() % 16;
+        const Pair pair = anyOf(what < 5);
+        switch (what) {
+        case 0:
+        case 1:
+        case 2:
+        case 3:
+        case 4:
+            return changeAt(*pair.list, *pair.model);
+        case 5:
+            return search(*pair.list, *pair.model);
+        case 6:
+            return compare(*pair.list, *pair.model);
+        case 7:
+            return useOther(*pair.list, *pair.model);
+        case 8:
+            return useItself(*pair.list, *pair.model);
+        case 9:
+            return append(*pair.list, *pair.model);
+        case 10:
+            return makeView(pair);
+        case 11:
+            return walk(pair);
+        case 12:
+        case 13:
+            return moveIterator();
+        default:
+            return changeThroughIterator();
+        }
     }
 
-    void append() {
+    void append(List& list, ModelList& model) {
         const int added = value();
-        require(m_list->add(item(added)), "add");
-        m_model.values.push_back(added);
+        IQXUnknown* const element = fresh(added);
+        both(
+            "add", [&] { return list.add(element); }, [&] { return model.append(added); });
     }
-    void insert() {
-        const int at = index(m_model.size()), added = value();
-        expect(m_model.add(at, added), "insert", [&] { m_list->add(at, item(added)); });
+    void changeAt(List& list, ModelList& model) {
+        const int at = index(model.size()), what = byte() % 4;
+        if (what == 0) {
+            both(
+                "get", [&] { return valueOf(list.get(at)); }, [&] { return model.get(at); });
+            return;
+        }
+        if (what == 1) {
+            both(
+                "remove", [&] { return valueOf(list.remove(at)); },
+                [&] { return model.remove(at); });
+            return;
+        }
+        const int added = value();
+        IQXUnknown* const element = fresh(added);
+        if (what == 2)
+            both(
+                "set", [&] { return valueOf(list.set(at, element)); },
+                [&] { return model.set(at, added); });
+        else
+            both(
+                "insert", [&] { return list.add(at, element); },
+                [&] { return model.add(at, added); });
     }
-    void removeAt() {
-        int removed = Null;
-        const int at = index(m_model.size());
-        expect(m_model.remove(at, removed), "remove",
-               [&] { require(valueOf(m_list->remove(at)) == removed, "removed"); });
-    }
-    void replace() {
-        int previous = Null;
-        const int at = index(m_model.size()), added = value();
-        expect(m_model.set(at, added, previous), "set",
-               [&] { require(valueOf(m_list->set(at, item(added))) == previous, "replaced"); });
-    }
-    void read() {
-        int found = Null;
-        const int at = index(m_model.size());
-        expect(m_model.get(at, found), "get",
-               [&] { require(valueOf(m_list->get(at)) == found, "element"); });
-        require(m_list->getSize() == m_model.size(), "size");
-    }
-    void search() {
-        const auto& model = m_model.values;
+    void search(List& list, ModelList& model) {
         const int sought = value();
-        const auto first = std::find(model.begin(), model.end(), sought);
-        const auto last = std::find(model.rbegin(), model.rend(), sought);
-        const bool found = first != model.end();
         const auto element = item(sought);
-        require(m_list->contains(element) == found, "contains");
-        require(m_list->indexOf(element) == (found ? first - model.begin() : -1), "indexOf");
-        require(m_list->lastIndexOf(element) == model.rend() - last - 1, "lastIndexOf");
+        both(
+            "contains", [&] { return list.contains(element); },
+            [&] { return model.indexOf(sought) >= 0; });
+        both(
+            "indexOf", [&] { return list.indexOf(element); },
+            [&] { return model.indexOf(sought); });
+        both(
+            "lastIndexOf", [&] { return list.lastIndexOf(element); },
+            [&] { return model.lastIndexOf(sought); });
+        if (byte() % 2)
+            both(
+                "remove of an element", [&] { return list.remove(element); },
+                [&] { return model.removeFirst(sought); });
     }
-    bool removeFirst(int value) {
-        const auto found = std::find(m_model.values.begin(), m_model.values.end(), value);
-        if (found == m_model.values.end())
-            return false;
-        int removed = 0;
-        m_model.remove(static_cast<int>(found - m_model.values.begin()), removed);
-        return true;
-    }
-    void removeEqual() {
-        const int sought = value();
-        require(m_list->remove(item(sought)) == removeFirst(sought), "remove of an element");
-    }
-    void compare() {
-        std::vector<int> other = m_model.values;
+    void compare(List& list, ModelList& model) {
+        const std::vector<int> own = model.values();
+        std::vector<int> other = own;
         if (!other.empty() && byte() % 2)
             other[static_cast<std::size_t>(byte()) % other.size()] = value();
         if (byte() % 2)
             other.push_back(value());
-        qx::collections::pcom::ArrayList list;
-        for (const int number : other)
-            list.add(item(number));
-        const auto& object = dynamic_cast<const qx::Object&>(*m_list);
-        require(object.equals(list) == (other == m_model.values), "equals");
-        if (std::count(other.begin(), other.end(), Null) == 0 &&
-            std::count(m_model.values.begin(), m_model.values.end(), Null) == 0)
-            require(object.compareTo(list) == (m_model.values > other) - (m_model.values < other),
-                    "compareTo");
-        require(!object.equals(list) || object.hashCode() == list.hashCode(), "hashCode");
+        const auto otherList = listOf(other);
+        const auto& object = dynamic_cast<const qx::Object&>(list);
+        both(
+            "equals", [&] { return object.equals(*otherList); }, [&] { return other == own; });
+        if (!contains(other, Null) && !contains(own, Null))
+            both(
+                "compareTo", [&] { return object.compareTo(*otherList); },
+                [&] { return (own > other) - (own < other); });
+        uint32_t hash = 1;
+        for (const int number : own)
+            hash = hash * 38 + static_cast<uint32_t>(std::max(number, 0));
+        both(
+            "hashCode", [&] { return static_cast<int>(list.hashCode()); }, [&] { return hash; });
     }
-    /// Adds, removes or retains what another collection has.
-    void useOther() {
+
+    /// Plays what changes several elements and may fail among them.
+    template <class Operation, class ModelOperation>
+    void many(const char* what, Operation&& operation, ModelOperation&& onModel) {
+        if (both(what, operation, onModel))
+            return;
+        const std::vector<int>&before = m_numbers.values, now = values(*m_list.list);
+        require(isPartOf(before, now) || isPartOf(now, before), "what a failure leaves");
+        m_numbers.values = now;
+        ++m_numbers.changes;
+        m_view = m_outer = {};
+        m_iterator.reset();
+    }
+    /// Whether @p part is @p all without some of its elements.
+    static bool isPartOf(const std::vector<int>& part, const std::vector<int>& all) {
+        auto place = part.begin();
+        for (const int number : all)
+            place += place != part.end() && *place == number;
+        return place == part.end();
+    }
+    void useOther(List& list, ModelList& model) {
         std::vector<int> other;
-        qx::collections::pcom::ArrayList list;
-        for (int count = byte() % 4; count-- > 0;) {
+        for (int count = byte() % 4; count-- > 0;)
             other.push_back(value());
-            list.add(item(other.back()));
-        }
-        switch (byte() % 4) {
-        case 0:
-            require(m_list->addAll(list) == !other.empty(), "addAll");
-            m_model.values.insert(m_model.values.end(), other.begin(), other.end());
-            break;
-        case 1: {
-            const int at = index(m_model.size());
-            const bool inside = at >= 0 && at <= m_model.size();
-            expect(inside ? Outcome::Done : Outcome::OutOfRange, "addAll at an index",
-                   [&] { m_list->addAll(at, list); });
-            for (std::size_t i = 0; inside && i < other.size(); ++i)
-                m_model.add(at + static_cast<int>(i), other[i]);
-            break;
-        }
-        case 2: {
-            bool any = false;
-            for (const int number : other)
-                any = removeFirst(number) || any;
-            require(m_list->removeAll(list) == any, "removeAll");
-            break;
-        }
-        default: {
-            bool any = false;
-            for (const int number : std::vector(m_model.values)) {
-                if (std::find(other.begin(), other.end(), number) == other.end())
-                    any = removeFirst(number) || any;
-            }
-            require(m_list->retainAll(list) == any, "retainAll");
-        }
-        }
+        useMany(list, model, *listOf(other), other);
     }
-    void useItself() {
-        const std::vector<int> before = m_model.values;
-        switch (byte() % 6) {
-        case 0:
-            if (before.size() > MaxSize)
-                return;
-            require(m_list->addAll(*m_list) == !before.empty(), "addAll of itself");
-            m_model.values.insert(m_model.values.end(), before.begin(), before.end());
-            break;
-        case 1: {
-            if (before.size() > MaxSize)
-                return;
-            const int at = byte() % (m_model.size() + 1);
-            m_list->addAll(at, *m_list);
-            for (std::size_t i = 0; i < before.size(); ++i)
-                m_model.add(at + static_cast<int>(i), before[i]);
-            break;
-        }
-        case 2:
-            require(m_list->removeAll(*m_list) == !before.empty(), "removeAll of itself");
-            while (!m_model.values.empty())
-                removeFirst(m_model.values.front());
-            break;
-        case 3:
-            require(!m_list->retainAll(*m_list), "retainAll of itself");
-            break;
-        case 4:
-            require(m_list->containsAll(*m_list), "containsAll of itself");
-            break;
-        default:
-            m_list->clear();
-            m_model.values.clear();
-            ++m_model.changes;
-        }
+    void useItself(List& list, ModelList& model) {
+        if (model.size() <= MaxSize)
+            useMany(list, model, list, model.values());
+        else
+            both(
+                "clear", [&] { return list.clear(), 0; }, [&] { return model.clear(), 0; });
     }
-
-    void makeView() {
-        const int from = index(m_model.size()), to = index(m_model.size());
-        const bool inside = 0 <= from && from <= to && to <= m_model.size();
-        expect(inside ? Outcome::Done : Outcome::OutOfRange, "createSubList",
-               [&] { m_view = m_list->createSubList(from, to); });
-        if (inside)
-            m_modelView =
-                std::make_shared<ModelView>(ModelView{&m_model, from, to - from, m_model.changes});
-    }
-    void changeView() {
-        if (!m_view)
-            return;
-        ModelView& model = *m_modelView;
-        const int at = index(model.size), added = value();
-        int previous = Null;
-        Outcome expected;
-        switch (byte() % 3) {
+    /// Adds, removes, retains or looks for the elements of a collection.
+    void useMany(List& list, ModelList& model, const List& other, const std::vector<int>& numbers) {
+        bool any = false;
+        const int at = index(model.size());
+        switch (byte() % 5) {
         case 0:
-            expected = model.obstacle(at, model.size + 1);
-            if (expected == Outcome::Done) {
-                m_model.add(model.offset + at, added);
-                model.changed(1);
-            }
-            expect(expected, "add to a view", [&] { m_view->add(at, item(added)); });
-            break;
+            return many(
+                "addAll", [&] { return list.addAll(other); },
+                [&] {
+                    for (const int number : numbers)
+                        model.append(number);
+                    return !numbers.empty();
+                });
         case 1:
-            expected = model.obstacle(at, model.size);
-            if (expected == Outcome::Done) {
-                m_model.remove(model.offset + at, previous);
-                model.changed(-1);
-            }
-            expect(expected, "remove from a view",
-                   [&] { require(valueOf(m_view->remove(at)) == previous, "removed"); });
-            break;
+            return many(
+                "addAll at an index", [&] { return list.addAll(at, other); },
+                [&] {
+                    if (at < 0 || at > model.size())
+                        return int{OutOfRange};
+                    for (std::size_t i = 0; i < numbers.size(); ++i)
+                        model.add(at + static_cast<int>(i), numbers[i]);
+                    return int{!numbers.empty()};
+                });
+        case 2:
+            return many(
+                "removeAll", [&] { return list.removeAll(other); },
+                [&] {
+                    for (const int number : numbers)
+                        any = model.removeFirst(number) || any;
+                    return any;
+                });
+        case 3:
+            return many(
+                "retainAll", [&] { return list.retainAll(other); },
+                [&] {
+                    for (const int number : model.values())
+                        any = (!contains(numbers, number) && model.removeFirst(number)) || any;
+                    return any;
+                });
         default:
-            expected = model.obstacle(at, model.size);
-            if (expected == Outcome::Done) {
-                m_model.set(model.offset + at, added, previous);
-                model.changed(0);
-            }
-            expect(expected, "set in a view",
-                   [&] { require(valueOf(m_view->set(at, item(added))) == previous, "replaced"); });
-        }
-    }
-    void readView() {
-        if (!m_view)
-            return;
-        require(m_view->getSize() == m_modelView->size, "size of a view");
-        if (!m_modelView->isCurrent()) {
-            expect(m_modelView->obstacle(0, m_modelView->size), "get of a stale view",
-                   [&] { m_view->get(0); });
-            return;
-        }
-        const auto begin = m_model.values.begin() + m_modelView->offset;
-        require(values(*m_view) == std::vector<int>(begin, begin + m_modelView->size), "view");
-        if (byte() % 8 == 0) {
-            int removed = 0;
-            for (; m_modelView->size > 0; m_modelView->changed(-1))
-                m_model.remove(m_modelView->offset, removed);
-            m_view->clear();
+            both(
+                "containsAll", [&] { return list.containsAll(other); },
+                [&] {
+                    return std::ranges::all_of(
+                        numbers, [&](int number) { return model.indexOf(number) >= 0; });
+                });
         }
     }
 
-    void walkList() { walk(*m_list, nullptr, m_model.size()); }
-    void walkView() {
-        if (m_view && m_modelView->isCurrent())
-            walk(*m_view, m_modelView, m_modelView->size);
+    void makeView(const Pair& outer) {
+        const int size = outer.model->size(), from = index(size), to = index(size);
+        Pair view;
+        both(
+            "createSubList", [&] { return view.list = outer.list->createSubList(from, to), 0; },
+            [&] { return 0 <= from && from <= to && to <= size ? 0 : int{OutOfRange}; });
+        if (!view.list)
+            return;
+        m_outer = outer;
+        m_view = {view.list, std::make_shared<ModelList>(outer.model, from, to)};
     }
-    void walk(List& list, std::shared_ptr<ModelView> view, int size) {
-        const int at = index(size);
-        const bool inside = at >= 0 && at <= size;
-        expect(inside ? Outcome::Done : Outcome::OutOfRange, "createListIterator",
-               [&] { m_iterator = list.createListIterator(at); });
-        if (inside) {
-            const int offset = view ? view->offset : 0;
-            m_modelIterator = {&m_model, offset + at, m_model.changes, -1, std::move(view)};
+    void walk(const Pair& pair) {
+        const int size = pair.model->size(), at = index(size);
+        qx::Reference<ListIterator> iterator;
+        both(
+            "createListIterator", [&] { return iterator = pair.list->createListIterator(at), 0; },
+            [&] { return at >= 0 && at <= size ? 0 : int{OutOfRange}; });
+        if (iterator) {
+            m_iterator = iterator;
+            m_modelIterator.emplace(pair.model, at);
         }
     }
     void moveIterator() {
         if (!m_iterator)
             return;
-        require(m_iterator->hasNext() == m_modelIterator.hasNext(), "hasNext");
-        require(m_iterator->hasPrevious() == m_modelIterator.hasPrevious(), "hasPrevious");
-        require(m_iterator->nextIndex() == m_modelIterator.nextIndex(), "nextIndex");
-        require(m_iterator->previousIndex() == m_modelIterator.nextIndex() - 1, "previousIndex");
-        int expected = Null;
+        ModelListIterator& model = *m_modelIterator;
+        require(m_iterator->hasNext() == model.hasNext(), "hasNext");
+        require(m_iterator->hasPrevious() == model.hasPrevious(), "hasPrevious");
+        require(m_iterator->nextIndex() == model.nextIndex(), "nextIndex");
+        require(m_iterator->previousIndex() == model.nextIndex() - 1, "previousIndex");
         if (byte() % 3)
-            expect(m_modelIterator.next(expected), "next",
-                   [&] { require(valueOf(m_iterator->next()) == expected, "next element"); });
+            both(
+                "next", [&] { return valueOf(m_iterator->next()); }, [&] { return model.next(); });
         else
-            expect(m_modelIterator.previous(expected), "previous", [&] {
-                require(valueOf(m_iterator->previous()) == expected, "previous element");
-            });
+            both(
+                "previous", [&] { return valueOf(m_iterator->previous()); },
+                [&] { return model.previous(); });
     }
     void changeThroughIterator() {
         if (!m_iterator)
             return;
-        const int added = value();
-        switch (byte() % 3) {
-        case 0:
-            expect(m_modelIterator.add(added), "iterator's add",
-                   [&] { require(m_iterator->add(item(added)), "added"); });
-            break;
-        case 1:
-            expect(m_modelIterator.remove(), "iterator's remove", [&] { m_iterator->remove(); });
-            break;
-        default:
-            expect(m_modelIterator.set(added), "iterator's set",
-                   [&] { m_iterator->set(item(added)); });
+        ModelListIterator& model = *m_modelIterator;
+        const int what = byte() % 3, added = value();
+        if (what == 0) {
+            both(
+                "iterator's remove", [&] { return m_iterator->remove(), 0; },
+                [&] { return model.remove(); });
+            return;
         }
+        IQXUnknown* const element = fresh(added);
+        if (what == 1)
+            both(
+                "iterator's add", [&] { return m_iterator->add(element); },
+                [&] { return model.add(added); });
+        else
+            both(
+                "iterator's set", [&] { return m_iterator->set(element), 0; },
+                [&] { return model.set(added); });
     }
 
-    static constexpr std::size_t MaxSize = 50;
+    static constexpr int MaxSize = 30;
 
-    qx::Reference<List> m_list;
-    qx::Reference<List> m_view;
+    ModelNumbers m_numbers;
+    Pair m_list, m_outer, m_view;
     qx::Reference<ListIterator> m_iterator;
-    ModelList m_model;
-    std::shared_ptr<ModelView> m_modelView;
-    ModelIterator m_modelIterator{};
+    std::optional<ModelListIterator> m_modelIterator;
 };
 
 } // namespace qxtest

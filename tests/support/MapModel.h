@@ -1,78 +1,112 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "tests/support/Items.h"
-#include "tests/support/Play.h"
+#include "tests/support/CollectionPlay.h"
 
 namespace qxtest {
 
-struct ModelEntry {
-    int key, value;
+/// What is special about the maps of elements and, with the keys alone, the sets: the order in
+/// which they are walked, and the hash of null.
+struct ElementRules {
+    using Key = int;
+    static constexpr bool NewestFirst = true;
+    static uint32_t hash(int key) { return static_cast<uint32_t>(std::max(key, 0)); }
 };
-using ModelEntryPointer = std::shared_ptr<ModelEntry>;
 
-/// A chained hash table of numbers in vectors that counts its changes: the plain model of the maps
-/// and, with the keys alone, of the sets.
+struct IntegerRules {
+    using Key = int;
+    static constexpr bool NewestFirst = false;
+    static uint32_t hash(int key) { return static_cast<uint32_t>(key); }
+};
+
+struct StringRules {
+    using Key = std::u16string;
+    static constexpr bool NewestFirst = false;
+    static uint32_t hash(std::u16string_view key) {
+        const std::size_t step = key.size() < 64 ? 1 : key.size() / 32;
+        uint32_t hash = 0;
+        for (std::size_t i = 0; i < key.size(); i += step)
+            hash = hash * 37 + key[i];
+        return hash;
+    }
+};
+
+/// A chained hash table in vectors that counts its changes: the plain model of all maps, slow, but
+/// by the rules that tell the order of its entries. Values are the numbers of items.
+template <class Rules>
 struct ModelMap {
-    using Chain = std::vector<ModelEntryPointer>; // the key put last comes last
+    using Key = typename Rules::Key;
+    struct Entry {
+        Key key;
+        int value;
+    };
+    using EntryPointer = std::shared_ptr<Entry>;
+    using Chain = std::vector<EntryPointer>; // the key put last comes last
+    using Content = std::vector<std::pair<Key, int>>;
 
     std::vector<Chain> buckets;
     float load;
     unsigned int changes = 0;
     int size = 0;
 
-    ModelMap(std::size_t length, float loadFactor) : buckets(length), load(loadFactor) {}
+    ModelMap(int length, float loadFactor)
+        : buckets(static_cast<std::size_t>(length)), load(loadFactor) {}
 
-    Chain& chainOf(int key) {
-        const auto hash = key == Null ? 0 : static_cast<uint32_t>(key); // as items and null do
-        return buckets[hash % buckets.size()];
-    }
-    ModelEntryPointer find(int key) {
+    int capacity() const { return static_cast<int>(buckets.size()); }
+    Chain& chainOf(const Key& key) { return buckets[Rules::hash(key) % buckets.size()]; }
+    EntryPointer find(const Key& key) {
         for (const auto& entry : chainOf(key)) {
             if (entry->key == key)
                 return entry;
         }
         return nullptr;
     }
-    int get(int key) {
+    int get(const Key& key) {
         const auto entry = find(key);
         return entry ? entry->value : Null;
     }
+
     /// The entries in the order of a walk.
-    std::vector<ModelEntryPointer> entries() const {
-        std::vector<ModelEntryPointer> entries;
-        for (auto bucket = buckets.rbegin(); bucket != buckets.rend(); ++bucket)
-            entries.insert(entries.end(), bucket->rbegin(), bucket->rend());
-        return entries;
+    Chain entries() const { return chained(Rules::NewestFirst); }
+    Content content() const {
+        Content content;
+        for (const auto& entry : entries())
+            content.emplace_back(entry->key, entry->value);
+        return content;
     }
-    std::vector<int> parts(int ModelEntry::*part) const {
-        std::vector<int> parts;
+    template <class Part>
+    std::vector<Part> parts(Part Entry::*part) const {
+        std::vector<Part> parts;
         for (const auto& entry : entries())
             parts.push_back((*entry).*part);
         return parts;
     }
+    std::vector<Key> keys() const { return parts(&Entry::key); }
 
     /// Returns the previous value.
-    int put(int key, int value) {
+    int put(const Key& key, int value) {
         if (const auto entry = find(key))
             return std::exchange(entry->value, value);
         ++changes;
         if (size >= static_cast<int>(static_cast<float>(buckets.size()) * load)) {
-            const auto moved = entries();
+            const Chain moved = chained(true);
             buckets = std::vector<Chain>(2 * buckets.size() + 1);
             for (const auto& entry : moved)
                 chainOf(entry->key).push_back(entry);
         }
-        chainOf(key).push_back(std::make_shared<ModelEntry>(ModelEntry{key, value}));
+        chainOf(key).push_back(std::make_shared<Entry>(Entry{key, value}));
         ++size;
         return Null;
     }
-    bool remove(int key) {
+    bool remove(const Key& key) {
         const auto entry = find(key);
         if (entry) {
             std::erase(chainOf(key), entry);
@@ -85,16 +119,41 @@ struct ModelMap {
         buckets = std::vector<Chain>(buckets.size());
         size = 0;
     }
+    /// Has the content of another from now on.
+    void become(int capacity, const Content& content) {
+        buckets = std::vector<Chain>(static_cast<std::size_t>(capacity));
+        for (const auto& [key, value] : content) {
+            Chain& chain = chainOf(key);
+            chain.insert(Rules::NewestFirst ? chain.begin() : chain.end(),
+                         std::make_shared<Entry>(Entry{key, value}));
+        }
+        size = static_cast<int>(content.size());
+        ++changes;
+    }
+
+private:
+    Chain chained(bool lastBucketFirst) const {
+        Chain all;
+        for (std::size_t i = 0; i < buckets.size(); ++i) {
+            Chain chain = buckets[lastBucketFirst ? buckets.size() - 1 - i : i];
+            if (Rules::NewestFirst)
+                std::ranges::reverse(chain);
+            all.insert(all.end(), chain.begin(), chain.end());
+        }
+        return all;
+    }
 };
+
+using ModelTable = ModelMap<ElementRules>;
 
 /// An iterator of a model map.
 struct ModelMapIterator {
-    ModelMap* map;
+    ModelTable* map;
     unsigned int seen;
     std::size_t bucket;
-    ModelEntryPointer pending, lastReturned;
+    ModelTable::EntryPointer pending, lastReturned;
 
-    explicit ModelMapIterator(ModelMap& source)
+    explicit ModelMapIterator(ModelTable& source)
         : map(&source), seen(source.changes), bucket(source.buckets.size()) {}
 
     bool hasNext() {
@@ -104,27 +163,28 @@ struct ModelMapIterator {
         }
         return pending != nullptr;
     }
-    Outcome next() {
+    /// The next entry, null where the map has changed.
+    ModelTable::EntryPointer next() {
         if (seen != map->changes || !hasNext())
-            return Outcome::Changed;
+            return nullptr;
         lastReturned = std::exchange(pending, nullptr);
         const auto& chain = map->chainOf(lastReturned->key);
         for (std::size_t i = 1; i < chain.size(); ++i) {
             if (chain[i] == lastReturned)
                 pending = chain[i - 1];
         }
-        return Outcome::Done;
+        return lastReturned;
     }
-    Outcome remove() {
+    int remove() {
         if (seen != map->changes)
-            return Outcome::Changed;
+            return Changed;
         if (!lastReturned)
-            return Outcome::NoElement;
+            return NoElement;
         if (map->find(lastReturned->key) != lastReturned) // cleared
-            return Outcome::Changed;
+            return Changed;
         map->remove(std::exchange(lastReturned, nullptr)->key);
         ++seen;
-        return Outcome::Done;
+        return 0;
     }
 };
 

@@ -1,86 +1,93 @@
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
-#include <memory>
 #include <optional>
-#include <span>
-#include <utility>
-#include <vector>
 
-#include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/MapEntry.h>
 
-#include "tests/support/Items.h"
 #include "tests/support/MapModel.h"
-#include "tests/support/Play.h"
 
 namespace qxtest {
 
+/// Keys and values in the order of the map.
+inline ModelTable::Content contentOf(const qx::collections::pcom::Map& map) {
+    ModelTable::Content content;
+    for (const auto& [key, value] : map)
+        content.emplace_back(valueOf(key), valueOf(value));
+    return content;
+}
+
 /// What the plays of maps and of sets share.
-class TablePlay : protected Play {
+class TablePlay : protected CollectionPlay {
 protected:
     using Collection = qx::collections::pcom::Collection;
-    using Iterator = qx::collections::pcom::Iterator;
+    using HashMap = qx::collections::pcom::HashMap;
+    using HashSet = qx::collections::pcom::HashSet;
 
-    explicit TablePlay(ModelMap model) : m_model(std::move(model)) {}
+    TablePlay(ModelTable model, Failures failures)
+        : CollectionPlay(std::move(failures)), m_model(std::move(model)) {}
 
     /// Numbers that often share buckets; sometimes null.
     int key() { return byte() % 4 == 0 ? byte() % 8 * 101 - 1 : byte() % 24 - 1; }
-    /// Few numbers, so that there are equal values; sometimes null.
-    int value() { return byte() % 8 - 1; }
     std::vector<int> numbers() {
         std::vector<int> numbers;
         for (int count = byte() % 6; count-- > 0;)
             numbers.push_back(byte() % 2 ? key() : value());
         return numbers;
     }
-    static bool contains(const std::vector<int>& numbers, int number) {
-        return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
-    }
 
-    /// Removes, retains or looks for @p others in keys, those of a map or a set.
+    /// Plays what changes several entries and may fail among them.
+    template <class Operation, class ModelOperation>
+    void many(const char* what, Operation&& operation, ModelOperation&& onModel) {
+        if (both(what, operation, onModel))
+            return;
+        readAgain();
+        m_iterator.reset();
+    }
+    /// Takes over to the model what a failure has left.
+    virtual void readAgain() = 0;
+
+    /// Removes, retains or looks for others in keys, those of a map or a set.
     void useKeys(Collection& keys) {
-        const std::vector<int> before = m_model.parts(&ModelEntry::key), others = numbers();
-        qx::collections::pcom::ArrayList list;
-        for (const int other : others)
-            list.add(item(other));
-        bool any = false, all = true;
+        const bool itself = byte() % 4 == 0;
+        const std::vector<int> before = m_model.keys(), others = itself ? before : numbers();
+        const auto list = listOf(others);
+        const Collection& other = itself ? keys : static_cast<const Collection&>(*list);
+        const int sought = key();
+        const auto element = item(sought);
         switch (byte() % 4) {
         case 0:
-            for (const int other : others)
-                any = m_model.remove(other) || any;
-            require(keys.removeAll(list) == any, "removeAll");
-            break;
+            return many(
+                "removeAll", [&] { return keys.removeAll(other); },
+                [&] { return removeWhere([&](int n) { return contains(others, n); }); });
         case 1:
-            for (const int number : before) {
-                if (!contains(others, number))
-                    any = m_model.remove(number) || any;
-            }
-            require(keys.retainAll(list) == any, "retainAll");
-            break;
+            return many(
+                "retainAll", [&] { return keys.retainAll(other); },
+                [&] { return removeWhere([&](int n) { return !contains(others, n); }); });
         case 2:
-            for (const int other : others)
-                all = all && contains(before, other);
-            require(keys.containsAll(list) == all, "containsAll");
-            break;
-        default: {
-            const int sought = key();
-            require(keys.contains(item(sought)) == contains(before, sought), "contains");
-            require(keys.remove(item(sought)) == m_model.remove(sought), "remove");
-        }
+            both(
+                "containsAll", [&] { return keys.containsAll(other); },
+                [&] {
+                    return std::ranges::all_of(others,
+                                               [&](int each) { return contains(before, each); });
+                });
+            return;
+        default:
+            both(
+                "contains", [&] { return keys.contains(element); },
+                [&] { return contains(before, sought); });
+            both(
+                "remove", [&] { return keys.remove(element); },
+                [&] { return m_model.remove(sought); });
         }
     }
-    void useOwnKeys(Collection& keys) {
-        require(!keys.retainAll(keys), "retainAll of itself");
-        require(keys.containsAll(keys), "containsAll of itself");
-        if (byte() % 4)
-            return;
-        require(keys.removeAll(keys) == (m_model.size > 0), "removeAll of itself");
-        for (const int number : m_model.parts(&ModelEntry::key))
-            m_model.remove(number);
+    template <class Test>
+    bool removeWhere(Test&& test) {
+        bool any = false;
+        for (const int number : m_model.keys())
+            any = (test(number) && m_model.remove(number)) || any;
+        return any;
     }
 
     void walk(Collection& collection) {
@@ -94,41 +101,43 @@ protected:
             return;
         if (byte() % 2)
             require(m_iterator->hasNext() == m_modelIterator->hasNext(), "hasNext");
-        const Outcome expected = m_modelIterator->next();
-        expect(expected, "next", [&] {
-            const Element element = m_iterator->next();
-            require(check(element, *m_modelIterator->lastReturned), "next element");
-        });
+        const auto expected = m_modelIterator->next();
+        Element element;
+        const int answer = answerOf([&] { return element = m_iterator->next(), 0; });
+        require(answer == (expected ? 0 : int{Changed}), "next");
+        require(!expected || check(element, expected), "next element");
     }
     void removeThroughIterator() {
         if (m_iterator)
-            expect(m_modelIterator->remove(), "remove of an iterator",
-                   [&] { m_iterator->remove(); });
+            both(
+                "remove of an iterator", [&] { return m_iterator->remove(), 0; },
+                [&] { return m_modelIterator->remove(); });
     }
 
-    ModelMap m_model;
-    qx::Reference<Iterator> m_iterator;
+    ModelTable m_model;
+    qx::Reference<qx::collections::pcom::Iterator> m_iterator;
     std::optional<ModelMapIterator> m_modelIterator;
 };
 
 /// Plays operations that are read from bytes on a map of items, its views and an iterator.
 class MapPlay : private TablePlay {
 public:
-    using HashMap = qx::collections::pcom::HashMap;
     using MapEntry = qx::collections::pcom::MapEntry;
 
-    MapPlay(int capacity, float load)
-        : TablePlay(ModelMap(static_cast<std::size_t>(capacity), load)),
-          m_map(new HashMap(capacity, load)) {}
+    MapPlay(int capacity, float load) : MapPlay(new HashMap(capacity, load), capacity, load) {}
+    /// @param map  an empty map of this capacity and load
+    MapPlay(qx::Reference<HashMap> map, int capacity, float load, Failures failures = {})
+        : TablePlay({capacity, load}, std::move(failures)), m_map(std::move(map)) {}
 
     void play(std::span<const uint8_t> bytes) {
         start(bytes);
         while (!isOver()) {
             step();
             require(m_map->getSize() == m_model.size, "size");
-            require(m_map->getCapacity() == static_cast<int>(m_model.buckets.size()), "capacity");
-            require(values(*m_map->createKeySet()) == m_model.parts(&ModelEntry::key), "keys");
-            require(values(*m_map->createValueCollection()) == m_model.parts(&ModelEntry::value),
+            require(m_map->getCapacity() == m_model.capacity(), "capacity");
+            require(values(*m_map->createKeySet()) == m_model.keys(), "keys");
+            require(values(*m_map->createValueCollection()) ==
+                        m_model.parts(&ModelTable::Entry::value),
                     "values");
         }
     }
@@ -141,59 +150,79 @@ private:
         case 0:
         case 1:
         case 2:
-        case 3: {
-            const int k = key(), v = value();
-            require(valueOf(m_map->put(item(k), item(v))) == m_model.put(k, v), "put");
-            break;
-        }
-        case 4: {
-            const int k = key(), removed = m_model.get(k);
-            m_model.remove(k);
-            require(valueOf(m_map->remove(item(k))) == removed, "remove");
-            break;
-        }
+        case 3:
+            return put();
+        case 4:
         case 5:
-            search();
-            break;
+            return search();
         case 6:
-            useKeys(*m_map->createKeySet());
-            break;
+            return useKeys(*m_map->createKeySet());
         case 7:
-            byte() % 2 ? useOwnKeys(*m_map->createKeySet()) : useEntries();
-            break;
+            return useEntries();
         case 8:
-            useValues();
-            break;
+            return useValues();
         case 9:
-            useOtherMap();
-            break;
+            return useOtherMap();
         case 10:
-            if (byte() % 8 == 0) {
-                m_map->clear();
-                m_model.clear();
-            }
-            break;
+            return byte() % 8 == 0 ? clear() : copy();
         case 11:
-            startWalk();
-            break;
+            return startWalk();
         case 12:
         case 13:
-            move();
-            break;
+            return move();
         case 14:
-            removeThroughIterator();
-            break;
+            return removeThroughIterator();
         default:
             setLast();
         }
     }
+    void readAgain() override {
+        m_model.become(m_map->getCapacity(), contentOf(*m_map));
+        m_last.reset();
+    }
 
+    void put() {
+        const int k = key(), v = value();
+        IQXUnknown *const newKey = fresh(k), *const newValue = fresh(v);
+        both(
+            "put", [&] { return valueOf(m_map->put(newKey, newValue)); },
+            [&] { return m_model.put(k, v); });
+    }
     void search() {
         const int k = key(), v = value();
-        require(m_map->containsKey(item(k)) == (m_model.find(k) != nullptr), "containsKey");
-        require(valueOf(m_map->get(item(k))) == m_model.get(k), "get");
-        require(m_map->containsValue(item(v)) == contains(m_model.parts(&ModelEntry::value), v),
-                "containsValue");
+        const Element soughtKey = item(k), soughtValue = item(v);
+        both(
+            "containsKey", [&] { return m_map->containsKey(soughtKey); },
+            [&] { return m_model.find(k) != nullptr; });
+        both(
+            "get", [&] { return valueOf(m_map->get(soughtKey)); }, [&] { return m_model.get(k); });
+        both(
+            "containsValue", [&] { return m_map->containsValue(soughtValue); },
+            [&] { return contains(m_model.parts(&ModelTable::Entry::value), v); });
+        if (byte() % 2)
+            both(
+                "remove", [&] { return valueOf(m_map->remove(soughtKey)); },
+                [&] {
+                    const int removed = m_model.get(k);
+                    m_model.remove(k);
+                    return removed;
+                });
+    }
+    void clear() {
+        require(answerOf([&] { return m_map->clear(), 0; }) == 0, "clear needs no memory");
+        m_model.clear();
+    }
+    void copy() {
+        const HashMap copy(*m_map);
+        ModelTable modelCopy(m_model.capacity(), m_model.load);
+        for (const auto& entry : m_model.entries())
+            modelCopy.put(entry->key, entry->value);
+        require(contentOf(copy) == modelCopy.content(), "copy");
+        both(
+            "equals", [&] { return m_map->equals(copy); }, [] { return true; });
+        both(
+            "copies", [&] { return HashMap(*m_map, 0.5F).equals(HashMap(*m_map)); },
+            [] { return true; });
     }
     void useEntries() {
         const auto entries = m_map->createEntrySet();
@@ -202,60 +231,56 @@ private:
         other.put(item(k), item(v));
         const auto entry = m_model.find(k);
         const Element element = other.createEntrySet()->createIterator()->next();
-        require(entries->contains(element) == (entry && entry->value == v), "contains an entry");
+        both(
+            "contains an entry", [&] { return entries->contains(element); },
+            [&] { return entry && entry->value == v; });
         require(!entries->remove(element), "removes a foreign entry");
         require(!entries->retainAll(*entries), "retainAll of own entries");
-        if (m_last) {
-            const bool own = m_model.find(m_modelLast->key) == m_modelLast;
-            require(entries->remove(m_last) == own, "remove of an entry");
-            if (own)
-                m_model.remove(m_modelLast->key);
-        }
+        if (m_last)
+            both(
+                "remove of an entry", [&] { return entries->remove(m_last); },
+                [&] {
+                    return m_model.find(m_modelLast->key) == m_modelLast &&
+                           m_model.remove(m_modelLast->key);
+                });
     }
     void useValues() {
-        const auto collection = m_map->createValueCollection();
         const int v = value();
-        ModelEntryPointer first;
-        for (const auto& entry : m_model.entries()) {
-            if (!first && entry->value == v)
-                first = entry;
-        }
-        require(collection->remove(item(v)) == (first != nullptr), "remove of a value");
-        if (first)
-            m_model.remove(first->key);
+        const auto element = item(v);
+        const auto collection = m_map->createValueCollection();
+        both(
+            "remove of a value", [&] { return collection->remove(element); },
+            [&] {
+                const auto entries = m_model.entries();
+                const auto first = std::ranges::find_if(
+                    entries, [&](const auto& entry) { return entry->value == v; });
+                return first != entries.end() && m_model.remove((*first)->key);
+            });
     }
     void useOtherMap() {
         HashMap other(7, 2.0F);
-        ModelMap model(7, 2.0F);
+        ModelTable model(7, 2.0F);
         for (const int k : numbers()) {
             const int v = value();
             other.put(item(k), item(v));
             model.put(k, v);
         }
-        const bool equal = std::ranges::all_of(m_model.entries(), [&](const auto& entry) {
-            const auto found = model.find(entry->key);
-            return found && found->value == entry->value;
-        });
-        require(m_map->equals(other) == (equal && m_model.size == model.size), "equals");
-        switch (byte() % 4) {
-        case 0:
-            m_map->putAll(*m_map);
-            require(m_map->equals(*m_map), "equal to itself");
-            break;
-        case 1: {
-            const HashMap copy(*m_map);
-            ModelMap modelCopy(m_model.buckets.size(), m_model.load);
-            for (const auto& entry : m_model.entries())
-                modelCopy.put(entry->key, entry->value);
-            require(values(*copy.createKeySet()) == modelCopy.parts(&ModelEntry::key), "copy");
-            require(m_map->equals(copy) && HashMap(*m_map, 0.5F).equals(*m_map), "copies");
-            break;
-        }
-        default:
-            m_map->putAll(other);
-            for (const auto& entry : model.entries())
-                m_model.put(entry->key, entry->value);
-        }
+        both(
+            "equals", [&] { return m_map->equals(other); },
+            [&] { return sorted(m_model) == sorted(model); });
+        const bool itself = byte() % 4 == 0;
+        many(
+            "putAll", [&] { return m_map->putAll(itself ? *m_map : other), 0; },
+            [&] {
+                for (const auto& [k, v] : (itself ? m_model : model).content())
+                    m_model.put(k, v);
+                return 0;
+            });
+    }
+    static ModelTable::Content sorted(const ModelTable& model) {
+        auto content = model.content();
+        std::ranges::sort(content);
+        return content;
     }
 
     void startWalk() {
@@ -268,104 +293,112 @@ private:
             walk(*m_map->createValueCollection());
     }
     void move() {
-        moveIterator([&](const Element& element, const ModelEntry& expected) {
+        moveIterator([&](const Element& element, const ModelTable::EntryPointer& expected) {
             if (m_part != Part::Entries)
-                return valueOf(element) == (m_part == Part::Keys ? expected.key : expected.value);
+                return valueOf(element) == (m_part == Part::Keys ? expected->key : expected->value);
             m_last = element;
-            m_modelLast = m_modelIterator->lastReturned;
-            return matches(element, expected);
+            m_modelLast = expected;
+            return isLast();
         });
     }
-    static bool matches(const Element& element, const ModelEntry& expected) {
-        const auto& entry = dynamic_cast<const MapEntry&>(*element);
-        return valueOf(entry.getKey()) == expected.key &&
-               valueOf(entry.getValue()) == expected.value;
+    bool isLast() const {
+        const auto& entry = dynamic_cast<const MapEntry&>(*m_last);
+        return valueOf(entry.getKey()) == m_modelLast->key &&
+               valueOf(entry.getValue()) == m_modelLast->value;
     }
     /// Changes an entry that may long have left the map.
     void setLast() {
         if (!m_last)
             return;
-        require(matches(m_last, *m_modelLast), "entry");
+        require(isLast(), "entry");
         const int v = value();
-        const int previous = std::exchange(m_modelLast->value, v);
-        require(valueOf(dynamic_cast<MapEntry&>(*m_last).setValue(item(v))) == previous,
-                "setValue");
+        both(
+            "setValue",
+            [&] { return valueOf(dynamic_cast<MapEntry&>(*m_last).setValue(fresh(v))); },
+            [&] { return std::exchange(m_modelLast->value, v); });
     }
 
     qx::Reference<HashMap> m_map;
     Part m_part = Part::Keys;
     Element m_last;
-    ModelEntryPointer m_modelLast;
+    ModelTable::EntryPointer m_modelLast;
 };
 
 /// The same for a set.
 class SetPlay : private TablePlay {
 public:
-    using HashSet = qx::collections::pcom::HashSet;
-
-    SetPlay() : TablePlay(ModelMap(101, 0.75F)), m_set(new HashSet()) {}
+    explicit SetPlay(qx::Reference<HashSet> set = new HashSet(), Failures failures = {})
+        : TablePlay({101, 0.75F}, std::move(failures)), m_set(std::move(set)) {}
 
     void play(std::span<const uint8_t> bytes) {
         start(bytes);
         while (!isOver()) {
             step();
             require(m_set->getSize() == m_model.size, "size");
-            require(values(*m_set) == m_model.parts(&ModelEntry::key), "elements");
+            require(values(*m_set) == m_model.keys(), "elements");
         }
     }
 
 private:
     void step() {
-        switch (byte() % 10) {
+        switch (byte() % 9) {
         case 0:
         case 1:
-            add(byte() % 2 ? key() : byte());
-            break;
-        case 2: {
-            const std::vector<int> added = numbers();
-            qx::collections::pcom::ArrayList list;
-            bool any = false;
-            for (const int number : added) {
-                list.add(item(number));
-                any = addToModel(number) || any;
-            }
-            require(m_set->addAll(list) == any, "addAll");
-            break;
-        }
+            return add(byte() % 2 ? key() : byte());
+        case 2:
+            return addAll();
         case 3:
-            useKeys(*m_set);
-            break;
         case 4:
-            require(!m_set->addAll(*m_set), "addAll of itself");
-            useOwnKeys(*m_set);
-            break;
+            return useKeys(*m_set);
         case 5:
-            compare();
-            break;
+            return byte() % 16 == 0 ? clear() : compare();
         case 6:
-            if (byte() % 16 == 0) {
-                m_set->clear();
-                m_model.clear();
-            }
-            break;
+            return walk(*m_set);
         case 7:
-            walk(*m_set);
-            break;
-        case 8:
-            moveIterator([](const Element& element, const ModelEntry& expected) {
-                return valueOf(element) == expected.key;
+            return moveIterator([](const Element& element, const auto& expected) {
+                return valueOf(element) == expected->key;
             });
-            break;
         default:
             removeThroughIterator();
         }
+    }
+    void readAgain() override {
+        ModelTable::Content content;
+        for (const int number : values(*m_set))
+            content.emplace_back(number, 0);
+        int capacity = m_model.capacity();
+        while (m_set->getSize() > static_cast<int>(static_cast<float>(capacity) * m_model.load))
+            capacity = 2 * capacity + 1;
+        m_model.become(capacity, content);
     }
     bool addToModel(int number) {
         const bool isNew = !m_model.find(number);
         m_model.put(number, 0);
         return isNew;
     }
-    void add(int number) { require(m_set->add(item(number)) == addToModel(number), "add"); }
+    void add(int number) {
+        IQXUnknown* const element = fresh(number);
+        both(
+            "add", [&] { return m_set->add(element); }, [&] { return addToModel(number); });
+    }
+    void addAll() {
+        const bool itself = byte() % 4 == 0;
+        const std::vector<int> added = itself ? m_model.keys() : numbers();
+        const auto list = listOf(added);
+        many(
+            "addAll",
+            [&] { return m_set->addAll(itself ? static_cast<const Collection&>(*m_set) : *list); },
+            [&] {
+                bool any = false;
+                for (const int number : added)
+                    any = addToModel(number) || any;
+                return any;
+            });
+    }
+    void clear() {
+        m_set->clear();
+        m_model.clear();
+    }
     void compare() {
         HashSet other(*m_set);
         require(m_set->equals(other), "a copy");

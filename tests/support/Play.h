@@ -4,14 +4,9 @@
 #include <span>
 #include <stdexcept>
 
-#include <qx/core/Exception.h>
-
 namespace qxtest {
 
-/// How an operation of a collection ends.
-enum class Outcome { Done, OutOfRange, NoElement, Changed };
-
-/// What reads operations from bytes and plays them on a collection and on its plain model. Throws
+/// What reads operations from bytes and plays them on something and on its plain model. Throws
 /// std::logic_error when the two come apart.
 class Play {
 protected:
@@ -29,22 +24,6 @@ protected:
         const int byte = m_bytes.front();
         m_bytes = m_bytes.subspan(1);
         return byte;
-    }
-
-    /// Runs @p operation and requires that it ends as the model says.
-    template <class Operation>
-    static void expect(Outcome expected, const char* what, Operation operation) {
-        Outcome outcome = Outcome::Done;
-        try {
-            operation();
-        } catch (const qx::RangeErrorException&) {
-            outcome = Outcome::OutOfRange;
-        } catch (const qx::IllegalStateException&) {
-            outcome = Outcome::NoElement;
-        } catch (const qx::Exception&) {
-            outcome = Outcome::Changed;
-        }
-        require(outcome == expected, what);
     }
 
 private:
