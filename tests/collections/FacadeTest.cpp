@@ -13,6 +13,7 @@
 #include <qx/core/String.h>
 
 #include "tests/support/ExpectResult.h"
+#include "tests/support/Items.h"
 
 using qx::makeReference;
 using qx::Reference;
@@ -35,20 +36,6 @@ std::string joined(const qx::collections::Collection<String>& collection) {
         text += element->toUtf8() + ' ';
     return text;
 }
-
-/// An element class of a program that uses the library.
-class Point : public qx::Object {
-public:
-    explicit Point(int x) : m_x(x) {}
-    bool equals(const Object& other) const override { return compareTo(other) == 0; }
-    int compareTo(const Object& other) const override {
-        return m_x - dynamic_cast<const Point&>(other).m_x;
-    }
-    uint32_t hashCode() const override { return static_cast<uint32_t>(m_x); }
-
-private:
-    int m_x;
-};
 
 } // namespace
 
@@ -120,10 +107,10 @@ TEST(ListFacade, ComparesAsWhatItWraps) {
 
 TEST(ListFacade, TakesElementsOfAnyClassAndTellsOthersApart) {
     const auto wrapped = makeReference<pcom::ArrayList>();
-    qx::collections::List<Point> points(wrapped);
-    points.add(new Point(1));
+    qx::collections::List<qxtest::Item> points(wrapped);
+    points.add(new qxtest::Item(1));
     points.add(nullptr);
-    EXPECT_EQ(points.indexOf(Reference<Point>(new Point(1))), 0);
+    EXPECT_EQ(points.indexOf(Reference<qxtest::Item>(new qxtest::Item(1))), 0);
     EXPECT_EQ(points.indexOf(nullptr), 1);
     EXPECT_EQ(points.get(1), nullptr);
 

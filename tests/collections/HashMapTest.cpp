@@ -3,25 +3,19 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
-#include <vector>
 
 #include <qx/collections/DefaultComparator.h>
-#include <qx/collections/pcom/ArrayList.h>
-#include <qx/collections/pcom/HashMap.h>
-#include <qx/collections/pcom/HashSet.h>
-#include <qx/collections/pcom/MapEntry.h>
 #include <qx/collections/pcom/detail/Sizes.h> // no test fills a table up to its limit
-#include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
-#include "tests/support/Items.h"
+#include "tests/support/MapPlay.h"
 
-// Orders, boundaries and what is counted. HashMapFailureTest has what goes wrong, ModelTest plays
-// the ordinary operations.
+// Orders, boundaries, what is counted, and elements and comparators that use a map while it is at
+// work. ModelTest plays the ordinary operations and failures.
 
 using namespace qxtest;
 using qx::Reference;
@@ -40,7 +34,16 @@ void putItems(M& map, const Values& keys) {
 
 Values keysOf(const Map& map) { return values(*map.createKeySet()); }
 
-const MapEntry& entryAt(const Element& element) { return dynamic_cast<const MapEntry&>(*element); }
+/// A full map: the next new key makes its table larger.
+Reference<HashMap> fullMap(const IQXComparator* comparator) {
+    auto map = qx::makeReference<HashMap>(comparator, comparator, 3, 1.0F);
+    for (const int key : {1, 4, 2})
+        map->put(item(key), item(key * 10));
+    EXPECT_EQ(map->getCapacity(), 3);
+    return map;
+}
+
+using Operation = std::function<void(HashMap& map)>;
 
 /// A map that has nothing but an entry set: that of a HashMap.
 class PlainMap : public AbstractMap {
@@ -120,51 +123,38 @@ TEST(HashMap, FindsKeysAsTheComparatorWouldWithoutAskingIt) {
 }
 
 TEST(HashMap, ComparatorIsAskedOnlyForEqualHashes) {
-    /// Hashes modulo 10, and lists what it compares.
-    class Listing : public qx::util::Comparator {
-    public:
-        int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
-            compared.insert(compared.end(), {valueOf(a), valueOf(b)});
-            return Comparator::Compare(a, b, result);
-        }
-        int32_t Hash(const IQXUnknown* a, uint32_t* result) override {
-            ++hashed;
-            *result = static_cast<uint32_t>(valueOf(a)) % 10;
-            return 0;
-        }
-        Values compared;
-        int hashed = 0;
-    };
-    const auto keys = qx::makeReference<Listing>(), vals = qx::makeReference<Listing>();
+    Values compared, values;
+    int hashed = 0;
+    const auto keys = qx::makeReference<NumberComparator>(
+        [&](int a, int b) {
+            return compared.insert(compared.end(), {a, b}), a - b;
+        },
+        [&](int key) { return ++hashed, key % 10; });
+    const auto vals = qx::makeReference<NumberComparator>(
+        [&](int a, int b) { return values.push_back(b), a - b; });
     HashMap map(keys, vals, 2, 0.75F);
     putItems(map, {1, 3, 13, 5, 7}); // through two growths
-    EXPECT_EQ(keys->compared, (Values{3, 13}));
-    EXPECT_EQ(keys->hashed, 5);
+    EXPECT_EQ(compared, (Values{3, 13}));
+    EXPECT_EQ(hashed, 5);
     map.get(item(3));
-    EXPECT_EQ(keys->compared, (Values{3, 13, 3, 3}));
+    EXPECT_EQ(compared, (Values{3, 13, 3, 3}));
     map.containsKey(item(23));
-    EXPECT_EQ(keys->compared.size(), 8u); // both stored ones
-    EXPECT_EQ(vals->hashed + static_cast<int>(vals->compared.size()), 0);
+    EXPECT_EQ(compared.size(), 8u); // both stored ones
+    EXPECT_EQ(values, Values());
     EXPECT_TRUE(map.containsValue(item(130)));
-    EXPECT_EQ(vals->compared.back(), 130);
-    EXPECT_EQ(vals->hashed, 0);
+    EXPECT_EQ(values.back(), 130);
     const HashMap copy(map); // shares the comparators, hashes each key again
-    EXPECT_EQ(keys->hashed, 5 + 2 + 5);
+    EXPECT_EQ(hashed, 5 + 2 + 5);
 }
 
-TEST(HashMap, EntriesOutliveTheirPlaceInTheMap) {
+TEST(HashMap, EntriesOutliveTheMap) {
     auto map = qx::makeReference<HashMap>();
-    putItems(*map, {1, 102});
-    const auto iterator = map->createEntrySet()->createIterator();
-    const Element element = iterator->next();
-    auto& entry = const_cast<MapEntry&>(entryAt(element));
-    EXPECT_EQ(valueOf(entry.setValue(item(7))), 1020); // not counted as a change
-    EXPECT_EQ(valueOf(map->get(item(102))), 7);
-    iterator->next();
-    map->clear();
+    putItems(*map, {1});
+    const Element element = map->createEntrySet()->createIterator()->next();
+    auto& entry = dynamic_cast<MapEntry&>(*element);
     map.reset();
-    EXPECT_EQ(valueOf(entry.getKey()), 102);
-    EXPECT_EQ(valueOf(entry.setValue(nullptr)), 7);
+    EXPECT_EQ(valueOf(entry.getKey()), 1);
+    EXPECT_EQ(valueOf(entry.setValue(nullptr)), 10);
     EXPECT_EQ(entry.getValue(), nullptr);
     EXPECT_EQ(entry.compareTo(qx::String()), 0);
     EXPECT_TRUE(entry.equals(qx::String()));
@@ -187,36 +177,7 @@ TEST(HashMap, ViewsAreFixedInWhatTheyShow) {
     EXPECT_TRUE(map.isEmpty());
 }
 
-TEST(HashMap, ComparesValuesKeyByKeyThenSizes) {
-    using Entries = std::vector<std::pair<int, int>>;
-    const struct {
-        Entries left, right;
-        int order;
-        bool equal;
-    } rows[] = {
-        {{}, {}, 0, true},
-        {{{1, 1}, {2, 2}}, {{2, 2}, {1, 1}}, 0, true},
-        {{{1, 1}}, {{1, 2}}, -1, false},
-        {{{1, 3}}, {{1, 2}}, 1, false},
-        {{{1, 1}, {2, 9}}, {{1, 2}, {2, 8}}, 1, false}, // key 2 comes first
-        {{{1, 1}}, {{1, 1}, {2, 2}, {3, 3}}, -2, false},
-        {{}, {{1, 1}}, -1, false},
-        {{{1, Null}}, {{1, Null}}, 0, true},
-        {{{1, Null}}, {{1, 1}}, -1, false},
-        {{{1, Null}}, {{2, Null}}, 1, false},
-        {{{2, Null}}, {{1, Null}}, 1, false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        HashMap left, right(7, 2.0F);
-        for (const auto& [key, value] : row.left)
-            left.put(item(key), item(value));
-        for (const auto& [key, value] : row.right)
-            right.put(item(key), item(value));
-        EXPECT_EQ(left.compareTo(right), row.order);
-        EXPECT_EQ(left.equals(right), row.equal);
-        EXPECT_EQ(left.hashCode(), 0u);
-    }
+TEST(HashMap, IsComparedWithMapsOnly) {
     const HashMap map;
     EXPECT_EQ(map.compareTo(map), 0);
     EXPECT_FALSE(map.equals(qx::String()));
@@ -257,6 +218,152 @@ TEST(HashMap, RefusesTablesThatCannotBe) {
     // The table is the first allocation; it fails for want of memory, of which this has no need.
     FailingAllocator allocator(0);
     EXPECT_THROW(HashMap(INT32_MAX, 0.75F), std::bad_alloc);
+}
+
+TEST(HashMap, ElementsThatGoMayUseTheMap) {
+    const Operation drops[] = {
+        [](HashMap& map) { map.put(item(5), nullptr); },
+        [](HashMap& map) { map.remove(item(5)); },
+        [](HashMap& map) { map.clear(); },
+        [](HashMap& map) { map.createKeySet()->clear(); },
+        [](HashMap& map) {
+            const auto entries = map.createEntrySet();
+            entries->removeAll(*entries);
+        },
+        [](HashMap& map) {
+            const auto values = map.createValueCollection();
+            const auto iterator = values->createIterator();
+            for (int i = 0; i < 3; ++i) {
+                iterator->next();
+                iterator->remove();
+            }
+        },
+        [](HashMap& map) { Reference<HashMap>::attach(&map).reset(); },
+    };
+    const Operation farewells[] = {
+        [](HashMap& map) { map.put(item(20), item(1)); },
+        [](HashMap& map) { map.remove(item(106)); },
+        [](HashMap& map) { map.clear(); },
+        [](HashMap& map) {
+            for (int key = 30; key < 130; ++key) // through a growth
+                map.put(item(key), nullptr);
+        },
+        [](HashMap& map) {
+            const Reference<HashMap> hold(&map);
+            EXPECT_EQ(contentOf(map).size(), static_cast<std::size_t>(map.getSize()));
+        },
+    };
+    for (const Operation& drop : drops) {
+        for (const Operation& farewell : farewells) {
+            SCOPED_TRACE(testing::Message() << &drop - drops << " and " << &farewell - farewells);
+            auto map = qx::makeReference<HashMap>();
+            int partings = 0;
+            // Key, value and neighbours in the chain; each says farewell only once.
+            const auto parting = [&, target = map.get()] {
+                if (partings++ == 0)
+                    farewell(*target);
+            };
+            map->put(item(106), nullptr);
+            map->put((new Item(5, parting))->GetUnknown(), (new Item(1, parting))->GetUnknown());
+            map->put(item(207), nullptr);
+            if (&drop == std::end(drops) - 1) {
+                drop(*map.detach());
+            } else {
+                try {
+                    drop(*map);
+                } catch (const qx::Exception&) { // an iterator on whose map the farewell was busy
+                }
+                EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
+                map->put(item(5), item(5));
+                EXPECT_EQ(valueOf(map->get(item(5))), 5);
+                map.reset();
+            }
+            EXPECT_GT(partings, 0);
+            EXPECT_EQ(Item::alive(), 0);
+        }
+    }
+}
+
+TEST(HashMap, KeysThatGoMayUseTheIteratorThatHeldThem) {
+    HashMap map;
+    Reference<Iterator> iterator;
+    map.put(item(0), nullptr);
+    map.put(item(101), nullptr);
+    const auto parting = [&] { EXPECT_THROW(iterator->next(), qx::Exception); };
+    map.put((new Item(202, parting))->GetUnknown(), nullptr);
+    const auto keys = map.createKeySet();
+    iterator = keys->createIterator();
+    iterator->next();
+    map.clear(); // the iterator is the last to hold 202 and 101
+    EXPECT_EQ(valueOf(iterator->next()), 101);
+    EXPECT_THROW(iterator->next(), qx::Exception);
+    EXPECT_EQ(Item::alive(), 1);
+}
+
+TEST(HashMap, ComparatorsThatChangeTheMapAreNoticed) {
+    std::function<void()> meddle;
+    const auto comparator = qx::makeReference<NumberComparator>([&](int a, int b) {
+        if (meddle)
+            std::exchange(meddle, nullptr)();
+        return a - b;
+    });
+    const Operation changes[] = {
+        [](HashMap& map) { map.clear(); },
+        [](HashMap& map) { map.remove(item(4)); },
+        [](HashMap& map) { map.put(item(9), nullptr); },
+    };
+    const Operation searches[] = {
+        [](HashMap& map) { map.put(item(4), item(5)); },
+        [](HashMap& map) { map.get(item(4)); },
+        [](HashMap& map) { map.remove(item(4)); },
+        [](HashMap& map) { map.containsValue(item(9)); },
+    };
+    for (const Operation& change : changes) {
+        for (const Operation& search : searches) {
+            SCOPED_TRACE(testing::Message() << &change - changes << " in " << &search - searches);
+            const auto map = fullMap(comparator);
+            meddle = [&] { change(*map); };
+            EXPECT_THROW(search(*map), qx::Exception);
+            EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
+        }
+    }
+    // Only the comparison still holds the value, which clears the map when it goes.
+    const auto map = fullMap(comparator);
+    map->put(item(2), (new Item(20, [&] { map->clear(); }))->GetUnknown());
+    meddle = [&] { map->put(item(2), nullptr); };
+    EXPECT_THROW(map->containsValue(item(9)), qx::Exception);
+    EXPECT_EQ(Item::alive(), 0);
+}
+
+TEST(HashMap, LongChainsAreReleasedWithoutRecursion) {
+    constexpr int Length = 99999, GrownLength = 2 * Length + 1, Keys = 10 * Length + 1;
+    // Hashes that lie in many buckets, until the table grows: then all are in one. No two keys are
+    // equal.
+    uint32_t hash = 0;
+    const auto comparator = qx::makeReference<NumberComparator>(
+        [](int, int) { return 1; },
+        [&](int) {
+            return static_cast<int>(
+                std::exchange(hash, hash > UINT32_MAX - GrownLength ? 0 : hash + GrownLength));
+        });
+    const auto longChain = [&] {
+        auto map = qx::makeReference<HashMap>(comparator.get(), comparator.get(), Length, 10.0F);
+        for (int i = 0; i < Keys; ++i)
+            map->put(nullptr, nullptr);
+        EXPECT_EQ(map->getCapacity(), GrownLength);
+        return map;
+    };
+    const int64_t blocks = liveBlocks();
+    auto map = longChain();
+    Element entry = map->createEntrySet()->createIterator()->next();
+    map->clear();
+    entry.reset();
+    EXPECT_EQ(map->getSize(), 0);
+    map = longChain();
+    entry = map->createEntrySet()->createIterator()->next();
+    map.reset();
+    entry.reset();
+    EXPECT_EQ(liveBlocks(), blocks);
 }
 
 TEST(TableSize, IsLimitedToWhatASizeCanSay) {
@@ -302,15 +409,8 @@ TEST(AbstractMap, GoesThroughItsEntrySet) {
 }
 
 TEST(AbstractMap, RemovesEveryEqualKeyAndReturnsTheLastValue) {
-    /// Tells no keys apart.
-    class Indifferent : public qx::util::Comparator {
-    public:
-        int32_t Compare(const IQXUnknown*, const IQXUnknown*, int* result) override {
-            return *result = 0;
-        }
-    };
-    const auto comparator = qx::makeReference<Indifferent>();
-    PlainMap map(comparator);
+    const auto indifferent = qx::makeReference<NumberComparator>([](int, int) { return 0; });
+    PlainMap map(indifferent);
     putItems(map.entries(), {1, 2, 3});
     EXPECT_EQ(valueOf(map.remove(nullptr)), 10);
     EXPECT_TRUE(map.isEmpty());
@@ -325,21 +425,10 @@ TEST(HashSet, IsComparedWithSetsOnly) {
 }
 
 TEST(HashSet, TakesElementsComparatorAndLengthFromOthers) {
-    /// Equal when equal modulo 10.
-    class LastDigit : public qx::util::Comparator {
-    public:
-        int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
-            *result = valueOf(a) % 10 - valueOf(b) % 10;
-            return 0;
-        }
-        int32_t Hash(const IQXUnknown* a, uint32_t* result) override {
-            *result = static_cast<uint32_t>(valueOf(a) % 10);
-            return 0;
-        }
-    };
     ArrayList list;
     addItems(list, {11, 12, 21, 32, 3});
-    const auto comparator = qx::makeReference<LastDigit>();
+    const auto comparator = qx::makeReference<NumberComparator>(
+        [](int a, int b) { return a % 10 - b % 10; }, [](int number) { return number % 10; });
     EXPECT_EQ(values(HashSet(list)), (Values{32, 21, 12, 11, 3}));
     const HashSet set(list, comparator);
     EXPECT_EQ(values(set), (Values{3, 12, 11}));

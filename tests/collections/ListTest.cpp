@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <thread>
 #include <vector>
 
 #include <qx/collections/pcom/ArrayList.h>
@@ -12,8 +13,8 @@
 #include "tests/support/ExpectResult.h"
 #include "tests/support/Items.h"
 
-// What both lists promise. ModelTest plays the ordinary operations; here stand the boundaries,
-// what is counted, and who owns what.
+// What both lists promise. ModelTest plays the ordinary operations and failures; here stand the
+// boundaries, what is counted, who owns what, and elements that use their list while they go.
 
 using namespace qxtest;
 using qx::Reference;
@@ -50,15 +51,9 @@ TYPED_TEST(Lists, AreComparedWithListsOnly) {
 }
 
 TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {
-    /// Finds only when a stored element is handed in first.
-    class Directed : public qx::util::Comparator {
-    public:
-        int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
-            *result = !(valueOf(a) == 1 && valueOf(b) == 2);
-            return 0;
-        }
-    };
-    const auto comparator = qx::makeReference<Directed>();
+    // Finds only when a stored element is handed in first.
+    const auto comparator = qx::makeReference<NumberComparator>(
+        [](int stored, int sought) { return !(stored == 1 && sought == 2); });
     TypeParam list(comparator.get());
     addItems(list, {0, 1});
     LinkedList argument;
@@ -73,31 +68,6 @@ TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {
     EXPECT_FALSE(TypeParam(static_cast<List&>(list)).removeAll(argument));
     EXPECT_TRUE(list.remove(sought));
     EXPECT_EQ(values(list), Values{0});
-}
-
-TYPED_TEST(Lists, OwnEachElementOnce) {
-    const auto kept = qx::makeReference<Item>(1);
-    IQXUnknown* const element = kept->GetUnknown();
-    const auto list = this->list({});
-    list->add(element);
-    list->add(0, element);
-    EXPECT_EQ(kept->GetRefCount(), 3u);
-    const TypeParam copy(*list);
-    EXPECT_EQ(kept->GetRefCount(), 5u);
-    EXPECT_EQ(list->set(1, nullptr), element);
-    EXPECT_EQ(kept->GetRefCount(), 4u);
-    {
-        const auto iterator = list->createIterator();
-        const Element next = iterator->next();
-        iterator->remove();
-        EXPECT_EQ(kept->GetRefCount(), 4u);
-    }
-    EXPECT_EQ(kept->GetRefCount(), 3u);
-    list->addAll(0, copy);
-    EXPECT_EQ(kept->GetRefCount(), 5u);
-    EXPECT_EQ(list->remove(0), element);
-    list->clear();
-    EXPECT_EQ(kept->GetRefCount(), 3u);
 }
 
 TYPED_TEST(Lists, TakeWhatTheyStoreAlready) {
@@ -143,6 +113,132 @@ TYPED_TEST(Lists, EndOperationsWithTheirOwnViews) {
     EXPECT_EQ(values(*list), (Values{3, 3, 4, 3, 4, 4, 3, 4}));
     EXPECT_THROW(view->addAll(*list), qx::Exception); // the view's change disturbs the list's walk
     EXPECT_EQ(list->getSize(), 9);
+}
+
+TYPED_TEST(Lists, ElementsMayUseTheListWhileTheyGo) {
+    const auto removeSecond = [](List& list) {
+        const auto iterator = list.createListIterator(1);
+        iterator->next();
+        iterator->remove();
+        EXPECT_EQ(iterator->nextIndex(), 1);
+        EXPECT_EQ(valueOf(iterator->previous()), 0);
+    };
+    const auto replaceSecond = [](List& list) {
+        const auto iterator = list.createListIterator(1);
+        iterator->next();
+        iterator->set(nullptr);
+        iterator->set(nullptr);
+    };
+    const struct {
+        std::function<void(List& list)> operation;
+        Values seen, left;
+    } rows[] = {
+        {[](List& list) { list.remove(1); }, {0, 2}, {0, 2, 100}},
+        {[](List& list) { list.remove(list.get(1).get()); }, {0, 2}, {0, 2, 100}},
+        {[](List& list) { list.set(1, nullptr); }, {0, Null, 2}, {0, Null, 2, 100}},
+        {removeSecond, {0, 2}, {0, 2, 100}},
+        {replaceSecond, {0, Null, 2}, {0, Null, 2, 100}},
+        {[&](List& list) { removeSecond(*list.createSubList(0, 3)); }, {0, 2}, {0, 2, 100}},
+        {[&](List& list) { replaceSecond(*list.createSubList(0, 2)); },
+         {0, Null, 2},
+         {0, Null, 2, 100}},
+        {[](List& list) { list.createSubList(1, 2)->clear(); }, {0, 2}, {0, 2, 100}},
+        {[](List& list) { list.createSubList(1, 3)->remove(0); }, {0, 2}, {0, 2, 100}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+        const auto list = this->list({});
+        Values seen;
+        list->add(item(0));
+        list->add((new Item(1, [&seen, at = list.get()] {
+                      seen = values(*at);
+                      at->add(item(100));
+                  }))->GetUnknown());
+        list->add(item(2));
+        row.operation(*list);
+        EXPECT_EQ(seen, row.seen);
+        EXPECT_EQ(values(*list), row.left);
+    }
+}
+
+TYPED_TEST(Lists, ElementsSeeViewAndIteratorWithoutThemWhenTheyGo) {
+    const auto list = this->list({0, 1});
+    Values seen;
+    Reference<List> outer, inner;
+    Reference<qx::collections::pcom::ListIterator> iterator;
+    const auto look = [&] {
+        seen = values(*inner);
+        seen.push_back(valueOf(iterator->next()));
+    };
+    list->add(1, (new Item(5, look))->GetUnknown());
+    outer = list->createSubList(0, 3);
+    inner = outer->createSubList(1, 3);
+    iterator = inner->createListIterator(0);
+    iterator->next();
+    iterator->remove();
+    EXPECT_EQ(seen, (Values{1, 1}));
+    EXPECT_EQ(values(*outer), (Values{0, 1}));
+}
+
+TYPED_TEST(Lists, ClearedElementsMayFillTheListAgain) {
+    auto list = this->list({});
+    const auto fill = [&list](int last) {
+        list->add(item(0));
+        const auto refill = [at = list.get(), last] {
+            at->contains(nullptr); // takes and drops a reference to the list
+            at->add(item(last));
+        };
+        list->add((new Item(1, refill))->GetUnknown());
+    };
+    fill(7);
+    list->clear();
+    EXPECT_EQ(values(*list), Values{7});
+    fill(8);
+    list.reset(); // the list ends all the same, once
+}
+
+TYPED_TEST(Lists, ClearedElementsMayTakeOthersAlong) {
+    const auto list = this->list({0, 1, 2});
+    const auto removeRest = [at = list.get()] {
+        while (!at->isEmpty())
+            at->remove(0);
+    };
+    list->add((new Item(3, removeRest))->GetUnknown());
+    list->clear();
+    EXPECT_TRUE(list->isEmpty());
+}
+
+TYPED_TEST(Lists, ComparatorsThatChangeTheListAreNoticed) {
+    List* meddled = nullptr;
+    const auto comparator = qx::makeReference<NumberComparator>([&](int, int) {
+        if (meddled->getSize() > 1)
+            meddled->remove(0);
+        return 1;
+    });
+    const auto list = qx::makeReference<TypeParam>(comparator.get());
+    meddled = list.get();
+    addItems(*list, {1, 2, 3});
+    EXPECT_THROW(list->contains(nullptr), qx::Exception);
+    EXPECT_EQ(values(*list), (Values{2, 3}));
+    EXPECT_EQ(list->indexOf(nullptr), -1); // one element left after it: the walk is at the end
+    EXPECT_EQ(values(*list), Values{3});
+}
+
+TYPED_TEST(Lists, ReadersInSeveralThreadsDoNotDisturbEachOther) {
+    const auto list = this->list({});
+    Values expected;
+    for (int value = 0; value < 200; ++value) {
+        list->add(item(value));
+        expected.push_back(value);
+    }
+    const auto read = [&](int step) {
+        for (int index = 0; index < 2'000; ++index)
+            EXPECT_EQ(valueOf(list->get(index * step % 200)), index * step % 200);
+        EXPECT_EQ(values(*list), expected);
+    };
+    std::vector<std::jthread> threads;
+    for (const int step : {1, 3, 199, 77})
+        threads.emplace_back(read, step);
 }
 
 TEST(ArrayList, GrowsByHalf) {

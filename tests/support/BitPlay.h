@@ -94,6 +94,50 @@ private:
     qx::Reference<FakeSink<Bytes>> m_sink = qx::makeReference<FakeSink<Bytes>>();
 };
 
+/// The plain model of a bit input over a stream, with the operations of both.
+class PlainBitInput {
+public:
+    explicit PlainBitInput(std::string content) : m_content(std::move(content)) {}
+
+    int readBit() { return read(1); }
+    int read() { return read(8); }
+    int read(int bits) {
+        uint32_t value = 0;
+        while (bits-- > 0)
+            value = value << 1 | static_cast<uint32_t>(bit());
+        return static_cast<int>(value);
+    }
+    int read(char* block, int length) {
+        int count = 0;
+        for (int byte = 0; count < length && (byte = read()) >= 0; ++count)
+            block[count] = static_cast<char>(byte);
+        return count > 0 ? count : -1;
+    }
+    int skip(int count) {
+        const int skipped = std::min(count, static_cast<int>(m_content.size() - m_position));
+        m_position += static_cast<size_t>(skipped);
+        return skipped;
+    }
+    int readWrapped() {
+        return m_position < m_content.size() ? static_cast<uint8_t>(m_content[m_position++]) : -1;
+    }
+
+private:
+    int bit() {
+        if (m_left == 0) {
+            if ((m_byte = readWrapped()) < 0)
+                return -1;
+            m_left = 8;
+        }
+        return m_byte >> --m_left & 1;
+    }
+
+    std::string m_content;
+    size_t m_position = 0;
+    int m_byte = 0;
+    int m_left = 0;
+};
+
 /// Plays reads, as above; the content comes from the bytes too. Now and then a byte is taken from
 /// the wrapped stream itself, which shows that nothing was read ahead.
 class BitReadPlay : private Play {
@@ -101,93 +145,40 @@ public:
     void play(std::span<const uint8_t> bytes) {
         start(bytes);
         const int length = byte();
+        std::string content;
         for (int i = 0; i < length; ++i)
-            m_content.push_back(static_cast<char>(byte()));
+            content.push_back(static_cast<char>(byte()));
         const auto memory = qx::makeReference<qx::io::ByteArrayInputStream>(
-            reinterpret_cast<const signed char*>(m_content.data()), length);
-        const auto source = qx::makeReference<FakeSource<Bytes>>(m_content, 7);
+            reinterpret_cast<const signed char*>(content.data()), length);
+        const auto source = qx::makeReference<FakeSource<Bytes>>(content, 7);
         const auto overMemory = qx::makeReference<qx::io::BitInputStream>(memory.get());
         const auto overSource = qx::makeReference<qx::io::BitInputStream>(source.get());
+        PlainBitInput model(content);
         while (!isOver()) {
             const int kind = byte() % 6, argument = byte();
-            const std::string expected = told(kind, argument);
-            require(told(kind, argument, *overMemory, *memory) == expected, "from memory");
-            require(told(kind, argument, *overSource, *source) == expected, "from a source");
+            const auto told = [&](auto& in, auto readWrapped) {
+                return kind == 4 ? std::to_string(readWrapped()) : tell(kind, argument, in);
+            };
+            const std::string expected = told(model, [&] { return model.readWrapped(); });
+            require(told(*overMemory, [&] { return memory->read(); }) == expected, "from memory");
+            require(told(*overSource, [&] { return source->read(); }) == expected, "from a source");
         }
     }
 
 private:
     /// What an operation says: its result, and the bytes that it read.
-    static std::string told(int kind, int argument, qx::io::BitInputStream& in,
-                            qx::io::InputStream& wrapped) {
-        switch (kind) {
-        case 0:
-            return std::to_string(in.readBit());
-        case 1:
-            return std::to_string(in.read());
-        case 2: {
+    template <class Input>
+    static std::string tell(int kind, int argument, Input& in) {
+        if (kind == 2) {
             std::string block(static_cast<size_t>(argument), '\0');
             const int32_t count = in.read(block.data(), argument);
             return std::to_string(count) + block.substr(0, static_cast<size_t>(std::max(count, 0)));
         }
-        case 3:
-            return std::to_string(in.skip(argument));
-        case 4:
-            return std::to_string(wrapped.read());
-        default:
-            return std::to_string(in.read(argument % 32 + 1));
-        }
+        return std::to_string(kind == 0   ? in.readBit()
+                              : kind == 1 ? in.read()
+                              : kind == 3 ? in.skip(argument)
+                                          : in.read(argument % 32 + 1));
     }
-
-    /// The same from the plain model.
-    std::string told(int kind, int argument) {
-        switch (kind) {
-        case 0:
-            return std::to_string(bits(1));
-        case 1:
-            return std::to_string(bits(8));
-        case 2: {
-            std::string block;
-            int byteRead = 0;
-            while (static_cast<int>(block.size()) < argument && (byteRead = bits(8)) >= 0)
-                block.push_back(static_cast<char>(byteRead));
-            return (block.empty() ? "-1" : std::to_string(block.size())) + block;
-        }
-        case 3: {
-            const auto skipped =
-                std::min(static_cast<size_t>(argument), m_content.size() - m_position);
-            m_position += skipped;
-            return std::to_string(skipped);
-        }
-        case 4:
-            return std::to_string(nextByte());
-        default:
-            return std::to_string(bits(argument % 32 + 1));
-        }
-    }
-
-    int nextByte() {
-        return m_position < m_content.size() ? static_cast<uint8_t>(m_content[m_position++]) : -1;
-    }
-    int bit() {
-        if (m_left == 0) {
-            if ((m_byte = nextByte()) < 0)
-                return -1;
-            m_left = 8;
-        }
-        return m_byte >> --m_left & 1;
-    }
-    int bits(int count) {
-        uint32_t value = 0;
-        while (count-- > 0)
-            value = value << 1 | static_cast<uint32_t>(bit());
-        return static_cast<int>(value);
-    }
-
-    std::string m_content;
-    size_t m_position = 0;
-    int m_byte = 0;
-    int m_left = 0;
 };
 
 } // namespace qxtest

@@ -47,6 +47,12 @@ Function* next(const char* name) {
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
+/// Calls the system's function unless it is the one to fail.
+template <class... Arguments>
+int failOrCall(const char* name, Arguments... arguments) {
+    return fails(name) ? -1 : next<int(Arguments...)>(name)(arguments...);
+}
+
 } // namespace
 
 FailingCalls::FailingCalls(int failing, int error) {
@@ -64,6 +70,7 @@ void FailingCalls::limitWrites(std::size_t bytes) { t_plan->writeLimit = bytes; 
 
 } // namespace qxtest
 
+using qxtest::failOrCall;
 using qxtest::fails;
 
 // The program's definitions go before those of the C library, also for calls from the library.
@@ -82,14 +89,10 @@ int open(const char* path, int flags, ...) {
 }
 
 int fchown(int file, uid_t user, gid_t group) noexcept {
-    static const auto call = qxtest::next<int(int, uid_t, gid_t)>("fchown");
-    return fails("fchown") ? -1 : call(file, user, group);
+    return failOrCall("fchown", file, user, group);
 }
 
-int fchmod(int file, mode_t mode) noexcept {
-    static const auto call = qxtest::next<int(int, mode_t)>("fchmod");
-    return fails("fchmod") ? -1 : call(file, mode);
-}
+int fchmod(int file, mode_t mode) noexcept { return failOrCall("fchmod", file, mode); }
 
 ssize_t write(int file, const void* bytes, size_t length) {
     static const auto call = qxtest::next<ssize_t(int, const void*, size_t)>("write");
@@ -100,23 +103,13 @@ ssize_t write(int file, const void* bytes, size_t length) {
 }
 
 int futimens(int file, const timespec times[2]) noexcept {
-    static const auto call = qxtest::next<int(int, const timespec*)>("futimens");
-    return fails("futimens") ? -1 : call(file, times);
+    return failOrCall("futimens", file, times);
 }
 
-int fsync(int file) {
-    static const auto call = qxtest::next<int(int)>("fsync");
-    return fails("fsync") ? -1 : call(file);
-}
+int fsync(int file) { return failOrCall("fsync", file); }
 
-int rename(const char* from, const char* to) noexcept {
-    static const auto call = qxtest::next<int(const char*, const char*)>("rename");
-    return fails("rename") ? -1 : call(from, to);
-}
+int rename(const char* from, const char* to) noexcept { return failOrCall("rename", from, to); }
 
-int unlink(const char* path) noexcept {
-    static const auto call = qxtest::next<int(const char*)>("unlink");
-    return fails("unlink") ? -1 : call(path);
-}
+int unlink(const char* path) noexcept { return failOrCall("unlink", path); }
 
 } // extern "C"

@@ -117,4 +117,29 @@ private:
     bool m_throws = false;
 };
 
+/// Orders and hashes elements by functions of their numbers; by default as they do themselves.
+class NumberComparator : public qx::util::Comparator {
+public:
+    using Order = std::function<int(int, int)>;
+    using Hashing = std::function<int(int)>;
+
+    explicit NumberComparator(Order order, Hashing hashing = {})
+        : m_order(std::move(order)), m_hashing(std::move(hashing)) {}
+
+    int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
+        *result = m_order(valueOf(a), valueOf(b));
+        return 0;
+    }
+    int32_t Hash(const IQXUnknown* a, uint32_t* result) override {
+        if (!m_hashing)
+            return Comparator::Hash(a, result);
+        *result = static_cast<uint32_t>(m_hashing(valueOf(a)));
+        return 0;
+    }
+
+private:
+    Order m_order;
+    Hashing m_hashing;
+};
+
 } // namespace qxtest

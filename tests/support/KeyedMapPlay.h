@@ -34,20 +34,12 @@ private:
     static constexpr bool IsText = std::is_same_v<Key, std::u16string>;
 
     void step() {
-        const int what = byte();
-        switch (what % 8) {
-        case 0:
-            return what / 8 == 0 ? clear() : what / 8 < 4 ? requireSameContent() : put();
-        case 1:
-        case 2:
-            return remove();
-        case 3:
-            return look();
-        case 4:
-            return what / 8 == 0 ? requireSameKeys() : look();
-        default:
-            return put();
-        }
+        const int what = byte(), kind = what % 8, seldom = what / 8;
+        if (kind == 0 && seldom < 4)
+            return seldom == 0 ? clear() : requireSameContent();
+        if (kind == 4 && seldom == 0)
+            return requireSameKeys();
+        kind == 1 || kind == 2 ? remove() : kind == 3 || kind == 4 ? look() : put();
     }
 
     /// Of many keys some that meet in a bucket and some that have one hash.

@@ -51,35 +51,20 @@ private:
     }
 
     void step() {
-        const int what = byte() % 16;
+        using Self = ListPlay;
+        static constexpr void (Self::*onLists[])(List&, ModelList&) = {
+            &Self::changeAt, &Self::changeAt, &Self::changeAt, &Self::changeAt,  &Self::changeAt,
+            &Self::search,   &Self::compare,  &Self::useOther, &Self::useItself, &Self::append};
+        const auto what = static_cast<std::size_t>(byte()) % 16;
         const Pair pair = anyOf(what < 5);
-        switch (what) {
-        case 0:
-        case 1:
-        case 2:
-        case 3:
-        case 4:
-            return changeAt(*pair.list, *pair.model);
-        case 5:
-            return search(*pair.list, *pair.model);
-        case 6:
-            return compare(*pair.list, *pair.model);
-        case 7:
-            return useOther(*pair.list, *pair.model);
-        case 8:
-            return useItself(*pair.list, *pair.model);
-        case 9:
-            return append(*pair.list, *pair.model);
-        case 10:
-            return makeView(pair);
-        case 11:
-            return walk(pair);
-        case 12:
-        case 13:
-            return moveIterator();
-        default:
-            return changeThroughIterator();
-        }
+        if (what < std::size(onLists))
+            (this->*onLists[what])(*pair.list, *pair.model);
+        else if (what == 10)
+            makeView(pair);
+        else if (what == 11)
+            walk(pair);
+        else
+            what < 14 ? moveIterator() : changeThroughIterator();
     }
 
     void append(List& list, ModelList& model) {

@@ -96,7 +96,7 @@ struct ModelMap {
         if (const auto entry = find(key))
             return std::exchange(entry->value, value);
         ++changes;
-        if (size >= static_cast<int>(static_cast<float>(buckets.size()) * load)) {
+        if (size >= static_cast<int>(std::min(static_cast<float>(buckets.size()) * load, 2e9f))) {
             const Chain moved = chained(true);
             buckets = std::vector<Chain>(2 * buckets.size() + 1);
             for (const auto& entry : moved)

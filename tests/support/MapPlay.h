@@ -146,35 +146,15 @@ private:
     enum class Part { Keys, Values, Entries };
 
     void step() {
-        switch (byte() % 16) {
-        case 0:
-        case 1:
-        case 2:
-        case 3:
-            return put();
-        case 4:
-        case 5:
-            return search();
-        case 6:
-            return useKeys(*m_map->createKeySet());
-        case 7:
-            return useEntries();
-        case 8:
-            return useValues();
-        case 9:
-            return useOtherMap();
-        case 10:
-            return byte() % 8 == 0 ? clear() : copy();
-        case 11:
-            return startWalk();
-        case 12:
-        case 13:
-            return move();
-        case 14:
-            return removeThroughIterator();
-        default:
-            setLast();
-        }
+        using Self = MapPlay;
+        static constexpr void (Self::*steps[])() = {
+            &Self::put,         &Self::put,         &Self::put,
+            &Self::put,         &Self::search,      &Self::search,
+            &Self::useKeySet,   &Self::useEntries,  &Self::useValues,
+            &Self::useOtherMap, &Self::copyOrClear, &Self::startWalk,
+            &Self::move,        &Self::move,        &Self::removeThroughIterator,
+            &Self::setLast};
+        (this->*steps[static_cast<std::size_t>(byte()) % std::size(steps)])();
     }
     void readAgain() override {
         m_model.become(m_map->getCapacity(), contentOf(*m_map));
@@ -208,11 +188,12 @@ private:
                     return removed;
                 });
     }
-    void clear() {
-        require(answerOf([&] { return m_map->clear(), 0; }) == 0, "clear needs no memory");
-        m_model.clear();
-    }
-    void copy() {
+    void useKeySet() { useKeys(*m_map->createKeySet()); }
+    void copyOrClear() {
+        if (byte() % 8 == 0) {
+            require(answerOf([&] { return m_map->clear(), 0; }) == 0, "clear needs no memory");
+            return m_model.clear();
+        }
         const HashMap copy(*m_map);
         ModelTable modelCopy(m_model.capacity(), m_model.load);
         for (const auto& entry : m_model.entries())
@@ -276,6 +257,17 @@ private:
                     m_model.put(k, v);
                 return 0;
             });
+    }
+    /// By the values in the order of the left map, then by size.
+    static int orderOf(const ModelTable& left, ModelTable& right) {
+        for (const auto& [k, v] : left.content()) {
+            const int other = right.get(k);
+            if (v == Null && !right.find(k))
+                return 1;
+            if (v != other)
+                return v == Null || (other != Null && v < other) ? -1 : 1;
+        }
+        return left.size - right.size;
     }
     static ModelTable::Content sorted(const ModelTable& model) {
         auto content = model.content();
@@ -341,26 +333,12 @@ public:
 
 private:
     void step() {
-        switch (byte() % 9) {
-        case 0:
-        case 1:
-            return add(byte() % 2 ? key() : byte());
-        case 2:
-            return addAll();
-        case 3:
-        case 4:
-            return useKeys(*m_set);
-        case 5:
-            return byte() % 16 == 0 ? clear() : compare();
-        case 6:
-            return walk(*m_set);
-        case 7:
-            return moveIterator([](const Element& element, const auto& expected) {
-                return valueOf(element) == expected->key;
-            });
-        default:
-            removeThroughIterator();
-        }
+        using Self = SetPlay;
+        static constexpr void (Self::*steps[])() = {
+            &Self::add,         &Self::add,         &Self::addAll,
+            &Self::useElements, &Self::useElements, &Self::compareOrClear,
+            &Self::startWalk,   &Self::move,        &Self::removeThroughIterator};
+        (this->*steps[static_cast<std::size_t>(byte()) % std::size(steps)])();
     }
     void readAgain() override {
         ModelTable::Content content;
@@ -376,7 +354,8 @@ private:
         m_model.put(number, 0);
         return isNew;
     }
-    void add(int number) {
+    void add() {
+        const int number = byte() % 2 ? key() : byte();
         IQXUnknown* const element = fresh(number);
         both(
             "add", [&] { return m_set->add(element); }, [&] { return addToModel(number); });
@@ -395,11 +374,18 @@ private:
                 return any;
             });
     }
-    void clear() {
-        m_set->clear();
-        m_model.clear();
+    void useElements() { useKeys(*m_set); }
+    void startWalk() { walk(*m_set); }
+    void move() {
+        moveIterator([](const Element& element, const auto& expected) {
+            return valueOf(element) == expected->key;
+        });
     }
-    void compare() {
+    void compareOrClear() {
+        if (byte() % 16 == 0) {
+            m_set->clear();
+            return m_model.clear();
+        }
         HashSet other(*m_set);
         require(m_set->equals(other), "a copy");
         const int number = key();
