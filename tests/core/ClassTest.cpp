@@ -4,6 +4,8 @@
 #include <string>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Float.h>
+#include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/core/runtime/Class.h>
@@ -37,6 +39,10 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
     Reference<Object> made(string->createInstance());
     EXPECT_EQ(dynamic_cast<String&>(*made).getLength(), 0);
     EXPECT_EQ(made->getClass(), string);
+    EXPECT_EQ(qx::Integer32().getClass(), Class::forName(u"CQXInteger32"));
+    EXPECT_EQ(qx::UInteger8().getClass(), Class::forName(u"CQXUInteger8"));
+    EXPECT_EQ(qx::Double().getClass(), Class::forName(u"CQXDouble"));
+    EXPECT_FALSE(Class::forName(u"CQXNumber")->isInstance(qx::Integer32()));
 
     try {
         Class::forName(u"cqxstring");
@@ -51,7 +57,8 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
 TEST(Class, EveryCreatorMakesItsOwnClass) {
     // clang-format off
     const char16_t* const names[] = {
-        u"CQXArrayList", u"CQXByteArrayOutputStream", u"CQXEvent", u"CQXFakeMutex", u"CQXGate",
+        u"CQXArrayList", u"CQXBigDecimal", u"CQXBigInteger", u"CQXByteArrayOutputStream",
+        u"CQXEvent", u"CQXFakeMutex", u"CQXGate",
         u"CQXHashMap", u"CQXLinkedList", u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
         u"CQXNullOutputStream", u"CQXObject", u"CQXROByteBuffer", u"CQXROCharBuffer",
         u"CQXRWByteBuffer", u"CQXRWCharBuffer", u"CQXRWLock", u"CQXSemaphore", u"CQXStringWriter",
@@ -72,7 +79,7 @@ TEST(Class, RefusesInstancesOfClassesWithoutCreator) {
          {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread",
           u"CQXRunnable", u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList",
           u"CQXComparator", u"CQXConstListIterator", u"CQXAtomic", u"qx::sync::FakeAtomic",
-          u"CQXDataInputStream", u"CQXDataOutputStream"})
+          u"CQXDataInputStream", u"CQXDataOutputStream", u"CQXNumber", u"CQXFloat"})
         EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
 }
 

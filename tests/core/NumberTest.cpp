@@ -3,7 +3,6 @@
 #include <limits>
 #include <sstream>
 #include <string>
-#include <unordered_map>
 
 #include <gtest/gtest.h>
 
@@ -11,7 +10,6 @@
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
-#include <qx/core/runtime/Class.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 #include <tests/support/TestLocale.h>
@@ -27,6 +25,12 @@ constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr int64_t Min64 = std::numeric_limits<int64_t>::min();
 constexpr int64_t Max64 = std::numeric_limits<int64_t>::max();
 constexpr uint64_t MaxU64 = std::numeric_limits<uint64_t>::max();
+
+/// What functions of one width have in common.
+template <class Value, class... Same>
+bool allAre(Value value, Same... same) {
+    return ((same == value) && ...);
+}
 
 /// The order of two objects through the slot that every object has.
 int orderAsObjects(const Object& left, const Object& right) { return left.compareTo(right); }
@@ -131,21 +135,13 @@ TEST(BoxedNumber, ConvertsToEveryWidthByItsLowBits) {
     for (const UnsignedInteger* const number : {static_cast<const UnsignedInteger*>(&boxed),
                                                 static_cast<const UnsignedInteger*>(&large)}) {
         const UnsignedInteger& mixed = *number;
-        EXPECT_EQ(mixed.toByte(), -128);
-        EXPECT_EQ(mixed.toInt8(), -128);
-        EXPECT_EQ(mixed.toShort(), 0x3280);
-        EXPECT_EQ(mixed.toInt16(), 0x3280);
-        EXPECT_EQ(mixed.toInt(), 0x76543280);
-        EXPECT_EQ(mixed.toInt32(), 0x76543280);
-        EXPECT_EQ(mixed.toLong(), 0x76543280);
-        EXPECT_EQ(mixed.toUByte(), 0x80);
-        EXPECT_EQ(mixed.toUInt8(), 0x80);
-        EXPECT_EQ(mixed.toUShort(), 0x3280);
-        EXPECT_EQ(mixed.toUInt16(), 0x3280);
-        EXPECT_EQ(mixed.toUInt(), 0x76543280u);
-        EXPECT_EQ(mixed.toUInt32(), 0x76543280u);
-        EXPECT_EQ(mixed.toULong(), 0x76543280u);
-        EXPECT_EQ(mixed.hashCode(), 0x76543280u);
+        EXPECT_TRUE(allAre(int8_t{-128}, mixed.toByte(), mixed.toInt8()));
+        EXPECT_TRUE(allAre(uint8_t{0x80}, mixed.toUByte(), mixed.toUInt8()));
+        EXPECT_TRUE(allAre(int16_t{0x3280}, mixed.toShort(), mixed.toInt16()));
+        EXPECT_TRUE(allAre(uint16_t{0x3280}, mixed.toUShort(), mixed.toUInt16()));
+        EXPECT_TRUE(allAre(0x76543280, mixed.toInt(), mixed.toInt32(), mixed.toLong()));
+        EXPECT_TRUE(allAre(0x76543280u, mixed.toUInt(), mixed.toUInt32(), mixed.toULong(),
+                           mixed.hashCode()));
         EXPECT_EQ(mixed.toBigInteger().toString(16), u"FEDCBA9876543280");
         EXPECT_EQ(mixed.toString(16), u"FEDCBA9876543280");
         EXPECT_THROW(mixed.toString(37), RangeErrorException);
@@ -215,14 +211,9 @@ TEST(BoxedNumber, NaNIsEqualToItselfAlone) {
     EXPECT_FALSE(one.equals(other));
     EXPECT_EQ(one.compareTo(Double(0)), 1);
     EXPECT_EQ(Double(0).compareTo(one), 1);
+    EXPECT_EQ(std::hash<Double>()(Double(0.0)), std::hash<Double>()(Double(-0.0)));
     EXPECT_EQ(one.compareTo(one), 0);
     EXPECT_TRUE(one.equals(one));
-}
-
-TEST(BoxedNumber, WorksAsKey) {
-    std::unordered_map<Integer32, std::string> names{{5, "five"}, {-5, "minus five"}};
-    EXPECT_EQ(names[-5], "minus five");
-    EXPECT_EQ(std::hash<Double>()(Double(0.0)), std::hash<Double>()(Double(-0.0)));
 }
 
 TEST(BoxedNumber, PrintsFloatingPointShortUnderEveryLocale) {
@@ -255,24 +246,23 @@ TEST(Number, ParsesWhatTheTextBeginsWith) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(String(row.text));
-        EXPECT_EQ(Number::parseInt(row.text), row.asSigned);
-        EXPECT_EQ(Number::parseInt32(row.text), row.asSigned);
-        EXPECT_EQ(Number::parseLong(row.text), row.asSigned);
-        EXPECT_EQ(Number::parseInt16(row.text), static_cast<int16_t>(row.asSigned));
-        EXPECT_EQ(Number::parseShort(row.text), static_cast<int16_t>(row.asSigned));
-        EXPECT_EQ(Number::parseInt8(row.text), static_cast<int8_t>(row.asSigned));
-        EXPECT_EQ(Number::parseByte(row.text), static_cast<int8_t>(row.asSigned));
-        EXPECT_EQ(Number::parseUInt(row.text), row.asUnsigned);
-        EXPECT_EQ(Number::parseUInt32(row.text), row.asUnsigned);
-        EXPECT_EQ(Number::parseULong(row.text), row.asUnsigned);
-        EXPECT_EQ(Number::parseUInt16(row.text), static_cast<uint16_t>(row.asUnsigned));
-        EXPECT_EQ(Number::parseUShort(row.text), static_cast<uint16_t>(row.asUnsigned));
-        EXPECT_EQ(Number::parseUInt8(row.text), static_cast<uint8_t>(row.asUnsigned));
-        EXPECT_EQ(Number::parseUByte(row.text), static_cast<uint8_t>(row.asUnsigned));
+        const auto& text = row.text;
+        const auto as16 = static_cast<int16_t>(row.asSigned);
+        const auto asU16 = static_cast<uint16_t>(row.asUnsigned);
+        EXPECT_TRUE(allAre(row.asSigned, Number::parseInt(text), Number::parseInt32(text),
+                           Number::parseLong(text)));
+        EXPECT_TRUE(allAre(as16, Number::parseInt16(text), Number::parseShort(text),
+                           int16_t{Integer16(text)}));
+        EXPECT_TRUE(allAre(static_cast<int8_t>(row.asSigned), Number::parseInt8(text),
+                           Number::parseByte(text)));
+        EXPECT_TRUE(allAre(row.asUnsigned, Number::parseUInt(text), Number::parseUInt32(text),
+                           Number::parseULong(text)));
+        EXPECT_TRUE(allAre(asU16, Number::parseUInt16(text), Number::parseUShort(text),
+                           uint16_t{UInteger16(text)}));
+        EXPECT_TRUE(allAre(static_cast<uint8_t>(row.asUnsigned), Number::parseUInt8(text),
+                           Number::parseUByte(text)));
         EXPECT_EQ(Number::parseDouble(row.text), row.asReal);
         EXPECT_EQ(Number::parseFloat(row.text), static_cast<float>(row.asReal));
-        EXPECT_EQ(Integer16(row.text), static_cast<int16_t>(row.asSigned));
-        EXPECT_EQ(UInteger16(row.text), static_cast<uint16_t>(row.asUnsigned));
     }
     EXPECT_EQ(Number::parseUInt(u"0x1F", 16), 31u);
     EXPECT_EQ(Number::parseUInt8(u"1zz", 36), static_cast<uint8_t>(36 * 36 + 35 * 37));
@@ -301,17 +291,4 @@ TEST(Number, Parses64BitsAsBigIntegers) {
     EXPECT_EQ(Number::parseBigInteger(u"-123456789012345678901234567890").toString(),
               u"-123456789012345678901234567890");
     EXPECT_EQ(Number::parseBigDecimal(u"-1.2500").toString(), u"-1.25");
-}
-
-TEST(Number, ClassesAreKnownByTheirLegacyNames) {
-    EXPECT_EQ(Integer32().getClass(), Class::forName(u"CQXInteger32"));
-    EXPECT_EQ(UInteger8().getClass(), Class::forName(u"CQXUInteger8"));
-    EXPECT_EQ(Double().getClass(), Class::forName(u"CQXDouble"));
-    EXPECT_FALSE(Class::forName(u"CQXNumber")->isInstance(Integer32()));
-    EXPECT_THROW(Class::forName(u"CQXFloat")->createInstance(), IllegalAccessException);
-    for (const char16_t* name : {u"CQXBigInteger", u"CQXBigDecimal"}) {
-        const Reference<Object> made(Class::forName(name)->createInstance());
-        EXPECT_EQ(made->toString(), u"0");
-        EXPECT_EQ(std::u16string(made->getClass()->getName()), name);
-    }
 }

@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <functional>
-#include <random>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -15,9 +13,10 @@
 #include <qx/util/buffer/ROBuffer.h>
 #include <qx/util/buffer/RWBuffer.h>
 
-#include "tests/support/FailingAllocator.h"
+#include "tests/core/TextModel.h"
 
 using namespace qx;
+using qxtest::longText;
 
 namespace {
 
@@ -40,13 +39,6 @@ Reference<util::RWCharBuffer> storageOf(std::u16string_view text) {
     buffer->getWriteLock(buffer->getLength() + 1)[text.size()] = u'\0';
     buffer->releaseWriteLock(static_cast<int32_t>(text.size()) + 1);
     return buffer;
-}
-
-std::u16string longText(size_t length) {
-    std::u16string text(length, u'\0');
-    for (size_t i = 0; i < length; ++i)
-        text[i] = static_cast<char16_t>(u'A' + i % 57);
-    return text;
 }
 
 } // namespace
@@ -121,48 +113,6 @@ TEST(String, CopiesShareUntilOneIsWrittenAndAssignmentCopiesAtOnce) {
     EXPECT_FALSE(sharesText(String(first, String::AM_COPY), first));
 }
 
-TEST(String, EveryWriteLeavesTheOtherHoldersAlone) {
-    using Write = void (*)(String&);
-    const Write writes[] = {
-        [](String& s) { s.append(u'x'); },
-        [](String& s) { s.append(u"xyz"); },
-        [](String& s) { s.prepend(u"xyz"); },
-        [](String& s) { s.insert(3, u'x', 4); },
-        [](String& s) { s.remove(1, 2); },
-        [](String& s) { s.remove(0); },
-        [](String& s) { s.replace(2, 3, u"abc"); },
-        [](String& s) { s.setTo(u"x"); },
-        [](String& s) { s.setTo(u'x', 90); },
-        [](String& s) { s.clear(); },
-        [](String& s) { s.resize(3); },
-        [](String& s) { s.resize(90, u'x'); },
-        [](String& s) { s.setCharAt(1, u'x'); },
-        [](String& s) { s.toLower(); },
-        [](String& s) { s.toUpper(); },
-        [](String& s) { s.translate(u'A', u'x'); },
-        [](String& s) { s.trim(u'A'); },
-        [](String& s) {
-            s.getWriteLock(50)[0] = u'x';
-            s.releaseWriteLock(10);
-        },
-        [](String& s) { s.ensureCapacity(5)[0] = u'x'; },
-        [](String& s) { s.releaseWriteLock(2); },
-    };
-    static const std::u16string text = longText(57);
-    for (size_t i = 0; i < std::size(writes); ++i) {
-        SCOPED_TRACE(i);
-        const String owner(text);
-        String copy(owner);
-        writes[i](copy);
-        EXPECT_EQ(checked(owner), text);
-        EXPECT_NE(checked(copy), text);
-        String literal(STRUCT_QX_STR_LIT_INFO{text.c_str(), 57});
-        writes[i](literal);
-        EXPECT_EQ(checked(literal), checked(copy));
-        EXPECT_EQ(text, longText(57));
-    }
-}
-
 TEST(String, LiteralsAndSharedTextsAllocateNothing) {
     const int64_t before = qxtest::allocationCount();
     const String literal = u"a literal that is read where it is"_qs;
@@ -214,76 +164,77 @@ TEST(String, MovesTakeAnOwnedTextAndAssignmentCopiesAnyOther) {
     EXPECT_EQ(buffer->GetRefCount(), 1u);
 }
 
-// Each operation beside std::u16string, on owned, shared, literal and wrapped texts.
+// Each operation on owned, shared, literal and wrapped texts.
 TEST(String, AgreesWithAStandardStringOverRandomOperations) {
-    std::mt19937 random(20);
-    const auto below = [&](int limit) {
-        return std::uniform_int_distribution<int>(0, limit - 1)(random);
-    };
-    String text;
-    std::u16string model;
+    const std::u16string outside = longText(57);
+    qxtest::TextModel<String> m;
+    String& text = m.text;
+    std::u16string& model = m.model;
     std::vector<std::pair<String, std::u16string>> kept;
-    int at = 0, count = 0;
-    size_t position = 0, removed = 0;
-    std::u16string piece;
-    const auto rest = [&](size_t from, size_t most = std::u16string::npos) {
-        return std::u16string(model.substr(from, most));
+    const auto own = [&](size_t from, size_t most = TextView::npos) {
+        return text.view().substr(from, most);
     };
-    const std::function<void()> operations[] = {
-        [&] { text.append(piece), model.append(piece); },
-        [&] { text.append(u'q'), model.append(1, u'q'); },
-        [&] { text.insert(at, piece), model.insert(position, piece); },
-        [&] { text.remove(at, count), model.erase(position, removed); },
-        [&] { text.replace(at, count, piece), model.replace(position, removed, piece); },
-        [&] {
-            text.replace(at, count, u'r', count / 2);
-            model.replace(position, removed, removed / 2, u'r');
+    const auto mayRestart = [&] { return model.size() > 600 || m.count == 0; };
+    m.play(
+        {
+            {[&] { text.append(m.piece); }, [&] { model.append(m.piece); }},
+            {[&] { text.append(u'q'); }, [&] { model.append(1, u'q'); }},
+            {[&] { text.prepend(m.piece); }, [&] { model.insert(0, m.piece); }},
+            {[&] { text.insert(m.position, m.piece); }, [&] { model.insert(m.at, m.piece); }},
+            {[&] { text.remove(m.position, m.count); }, [&] { model.erase(m.at, m.many); }},
+            {[&] { text.replace(m.position, m.count, m.piece); },
+             [&] { model.replace(m.at, m.many, m.piece); }},
+            {[&] { text.replace(m.position, m.count, u'r', m.count / 2); },
+             [&] { model.replace(m.at, m.many, m.many / 2, u'r'); }},
+            {[&] { text.insert(m.position, own(m.at / 2, 30)); },
+             [&] { model.insert(m.at, m.rest(m.at / 2, 30)); }},
+            {[&] { text.append(own(m.at)); }, [&] { model.append(m.rest(m.at)); }},
+            {[&] { text.replace(m.position / 2, -1, own(m.at, 50)); },
+             [&] { model.replace(m.at / 2, model.npos, m.rest(m.at, 50)); }},
+            {[&] { text.setTo(own(m.at)); }, [&] { model = m.rest(m.at); }},
+            {[&] { text.setTo(u'x', m.count); }, [&] { model.assign(m.many, u'x'); }},
+            {[&] { text.setTo(outside.c_str(), String::AM_WRAP); }, [&] { model = outside; }},
+            {[&] { text.setTo("bytes", 5, u"UTF-8"); }, [&] { model = u"bytes"; }},
+            {[&] { text.resize(m.position + m.count, u'z'); },
+             [&] { model.resize(m.at + m.many, u'z'); }},
+            {[&] { text.toLower(); }, [&] { m.shift(u'A', u'Z', 32); }},
+            {[&] { text.translate(u"AB", u"xy"); }, [&] { m.shift(u'A', u'B', u'x' - u'A'); }},
+            {[&] { text.translate(u'q', u'p'); }, [&] { m.shift(u'q', u'q', -1); }},
+            {[&] { text.trim(u'A'); },
+             [&] {
+                 model.erase(0, std::min(model.find_first_not_of(u'A'), model.size()));
+                 model.erase(model.find_last_not_of(u'A') + 1);
+             }},
+            {[&] { text.trim(u"AC", String::TRIM_LEADING); },
+             [&] { model.erase(0, std::min(model.find_first_not_of(u"AC"), model.size())); }},
+            {[&] { text.trim(u"qx", String::TRIM_TRAILING); },
+             [&] { model.erase(model.find_last_not_of(u"qx") + 1); }},
+            {[&] { text = text + m.piece; }, [&] { model += m.piece; }},
+            {[&] { text = text.substring(m.position); }, [&] { model.erase(0, m.at); }},
+            {[&] { text = String::format(u"{1}{0}", text, m.piece); },
+             [&] { model.insert(0, m.piece); }},
+            {[&] { text.getBytes(u"UTF-8"), text.indexOf(u"needle", 0, true); }, [] {}},
+            {[&] { text = *Reference<String>(text.clone()); }, [] {}},
+            {[&] { kept.emplace_back(text, model); }, [] {}},
+            {[&] { kept.empty() ? text.clear() : text.setAddRef(kept.back().first), void(); },
+             [&] { model = kept.empty() ? u"" : kept.back().second; }},
+            {[&] {
+                 const int32_t length = text.getLength();
+                 std::fill_n(text.getWriteLock(length + m.count) + length, m.count, u'w');
+                 text.releaseWriteLock(length + m.count);
+             },
+             [&] { model.append(m.many, u'w'); }},
+            {[&] { text.ensureCapacity(5), text.releaseWriteLock(m.position); },
+             [&] { model.resize(m.at); }},
+            {[&] { model.empty() || (text.setCharAt(m.position / 2, u'c'), true); },
+             [&] { model.empty() || (model[m.at / 2] = u'c'); }},
+            {[&] { mayRestart() ? text = u"start"_qs : text; },
+             [&] { mayRestart() ? (kept.clear(), model = u"start") : model; }},
+            {[&] { m.count == 0 ? text.toUpper() : text; },
+             [&] { m.count == 0 ? m.shift(u'a', u'z', -32) : void(); }},
         },
-        [&] { // text of its own
-            text.insert(at, text.view().substr(position / 2, 30));
-            model.insert(position, rest(position / 2, 30));
-        },
-        [&] { text.append(text.view().substr(position)), model.append(rest(position)); },
-        [&] {
-            text.replace(at / 2, -1, text.view().substr(position, 50));
-            model.replace(position / 2, model.npos, rest(position, 50));
-        },
-        [&] { text.setTo(text.view().substr(position)), model = rest(position); },
-        [&] { text.resize(at + count, u'z'), model.resize(position + removed, u'z'); },
-        [&] { kept.emplace_back(text, model); },
-        [&] {
-            if (kept.empty())
-                return;
-            const auto& other = kept[static_cast<size_t>(below(static_cast<int>(kept.size())))];
-            text.setAddRef(other.first), model = other.second;
-        },
-        [&] {
-            const int32_t length = text.getLength();
-            std::fill_n(text.getWriteLock(length + count) + length, count, u'w');
-            text.releaseWriteLock(length + count);
-            model.append(removed, u'w');
-        },
-        [&] { text.prepend(piece), model.insert(0, piece); },
-        [&] {
-            if (model.size() > 600 || below(8) == 0) {
-                text = u"start"_qs, model = u"start";
-                kept.clear();
-            } else if (!model.empty()) {
-                text.setCharAt(at % text.getLength(), u'c');
-                model[position % model.size()] = u'c';
-            }
-        },
-    };
-    for (int step = 0; step < 60'000; ++step) {
-        at = below(static_cast<int>(model.size()) + 1);
-        position = static_cast<size_t>(at);
-        count = below(20);
-        removed = static_cast<size_t>(count);
-        piece = longText(static_cast<size_t>(below(40)));
-        operations[below(static_cast<int>(std::size(operations)))]();
-        ASSERT_EQ(text.view(), std::u16string_view(model)) << "step " << step;
-        ASSERT_EQ(text.getData()[text.getLength()], u'\0');
-    }
+        60'000);
+    EXPECT_EQ(outside, longText(57));
     for (const auto& [string, expected] : kept)
         EXPECT_EQ(string, expected);
 }
@@ -308,33 +259,14 @@ TEST(String, PositionsAndCountsBeyondTheTextMeanItsEnd) {
     EXPECT_EQ(String(u"abc").resize(-4), u"");
 }
 
-TEST(String, TrimRemovesUnitsOfTheSetFromEitherEnd) {
-    const struct {
-        const char16_t* text;
-        const char16_t* set; // null: white space
-        String::TrimType type;
-        const char16_t* expected;
-    } cases[] = {
-        {u"  a b  ", nullptr, String::TRIM_BOTH, u"a b"},
-        {u"  a b  ", nullptr, String::TRIM_LEADING, u"a b  "},
-        {u"  a b  ", nullptr, String::TRIM_TRAILING, u"  a b"},
-        {u" \t\r\n\v", nullptr, String::TRIM_BOTH, u"\v"},
-        {u"   ", nullptr, String::TRIM_BOTH, u""},
-        {u"   ", nullptr, String::TRIM_TRAILING, u""},
-        {u"   ", nullptr, String::TRIM_LEADING, u""},
-        {u"", nullptr, String::TRIM_BOTH, u""},
-        {u"xyabcyx", u"yx", String::TRIM_BOTH, u"abc"},
-        {u"xyabcyx", u"", String::TRIM_BOTH, u"xyabcyx"},
-        {u"\u4E00a\u4E00", u"\u4E00", String::TRIM_BOTH, u"a"},
-    };
-    for (const auto& c : cases) {
-        String text(c.text);
-        c.set ? text.trim(c.set, c.type) : text.trim(c.type);
-        EXPECT_EQ(text, c.expected) << String(c.text);
-        String literal(c.text, String::AM_WRAP);
-        c.set ? literal.trim(String(c.set), c.type) : literal.trim(c.type);
-        EXPECT_EQ(checked(literal), c.expected);
-    }
+TEST(String, TrimsWhiteSpaceOrASetThatMayLieInTheText) {
+    EXPECT_EQ(String(u" \t\r\na b \v\n").trim(), u"a b \v");
+    EXPECT_EQ(String(u"  a ").trim(String::TRIM_LEADING), u"a ");
+    EXPECT_EQ(String(u"  a ").trim(String::TRIM_TRAILING), u"  a");
+    for (const auto type : {String::TRIM_BOTH, String::TRIM_LEADING, String::TRIM_TRAILING})
+        EXPECT_EQ(checked(String(u"   ").trim(type)), u"");
+    EXPECT_EQ(String(u"xyabcyx").trim(u""), u"xyabcyx");
+    EXPECT_EQ(String(u"\u4E00a\u4E00", String::AM_WRAP).trim(u"\u4E00"), u"a");
     String own(u"abcba");
     EXPECT_EQ(own.trim(own.view().substr(0, 2)), u"c"); // the set lies in the text
     const char16_t set[] = u"a\0b";
@@ -455,47 +387,6 @@ TEST(String, ReadOnlyForeignBufferIsCopiedOnWrite) {
     EXPECT_EQ(text.getData(), buffer->getData());
     EXPECT_EQ(text.toUpper(), u"CONST");
     EXPECT_EQ(buffer->GetRefCount(), 1u);
-}
-
-TEST(String, EveryAllocationMayFail) {
-    using Operation = void (*)(String&);
-    const Operation operations[] = {
-        [](String& s) { s.append(u"appended text that needs new room"); },
-        [](String& s) { s.append(u'x'); },
-        [](String& s) { s.append(s.view()); },
-        [](String& s) { s.insert(3, s.view().substr(1, 20)); },
-        [](String& s) { s.replace(2, 5, u'x', 100); },
-        [](String& s) { s = String(u"another text"); },
-        [](String& s) { s.setTo(u"one more text that is longer than the one before it, by far"); },
-        [](String& s) { s.toUpper(); },
-        [](String& s) { s.trim(u'A'); },
-        [](String& s) { s.translate(u"AB", u"xy"); },
-        [](String& s) { s.getWriteLock(500); },
-        [](String& s) { s = s + s; },
-        [](String& s) { s = String::format(u"{0} {1} {0}", s, u"two"); },
-        [](String& s) { s = s.substring(3); },
-        [](String& s) { Reference<String>(s.clone()); },
-        [](String& s) { s.indexOf(u"needle in lower case", 0, true); },
-        [](String& s) { s.getBytes(u"UTF-8"); },
-        [](String& s) { s.setTo("Gr\xC3\xBC", 4, u"UTF-8"); },
-    };
-    const std::u16string text = longText(50);
-    for (size_t i = 0; i < std::size(operations); ++i) {
-        SCOPED_TRACE(i);
-        for (const bool isShared : {false, true}) {
-            qxtest::failEachAllocation([&] {
-                try {
-                    String string(text);
-                    const String other(isShared ? string : String());
-                    const int32_t code = resultOf([&] { operations[i](string); });
-                    EXPECT_TRUE(code == result::Ok || code == result::OutOfMemory) << code;
-                    EXPECT_TRUE(code == result::Ok || string == text);
-                    EXPECT_EQ(other.isEmpty(), !isShared);
-                } catch (const std::bad_alloc&) { // from the string's own construction
-                }
-            });
-        }
-    }
 }
 
 TEST(String, TextsThatNoLengthCanCountAreRefusedEarly) {
