@@ -9,11 +9,7 @@ namespace {
 
 using namespace qx::text::charset;
 using namespace std::string_literals;
-using qxtest::Bytes;
-using qxtest::convertPieces;
-using qxtest::decode;
-using qxtest::encode;
-using qxtest::Units;
+using namespace qxtest;
 
 TEST(Amp7, WritesAndReadsBack) {
     const struct {
@@ -93,13 +89,9 @@ TEST(Amp7Decoder, WritesAPairOnlyWhole) {
 TEST(Amp7Decoder, RefusesEscapedSurrogates) {
     for (const char* bytes : {"&_D800;", "&_dfff;", "&_0DC00;"}) {
         BTCAMP7 decoder;
-        try {
-            decode(decoder, bytes);
-            FAIL() << bytes;
-        } catch (const InvalidCharacterException& e) {
-            EXPECT_EQ(e.getDescription(),
-                      u"Invalid AMP-7 sequence (decoded chars in surrogate range)");
-        }
+        expectThrows<InvalidCharacterException>(
+            u"Invalid AMP-7 sequence (decoded chars in surrogate range)",
+            [&] { decode(decoder, bytes); });
     }
 }
 
@@ -146,12 +138,8 @@ TEST(Amp7Encoder, LeavesAHighSurrogateAtTheEndAndRefusesItElsewhere) {
     EXPECT_EQ(convertPieces<Bytes>(encoder, u"ab\xD83D"s, 9, 9, &rest), "ab");
     EXPECT_EQ(rest, u"\xD83D");
     EXPECT_EQ(encode(encoder, u"\xDC00"), "&_DC00;");
-    try {
-        encode(encoder, u"\xD83D ");
-        FAIL();
-    } catch (const InvalidCharacterException& e) {
-        EXPECT_EQ(e.getDescription(), u"leading surrogate without trailing");
-    }
+    expectThrows<InvalidCharacterException>(u"leading surrogate without trailing",
+                                            [&] { encode(encoder, u"\xD83D "); });
 }
 
 } // namespace

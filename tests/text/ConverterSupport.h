@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
 
@@ -51,6 +53,17 @@ inline Units decode(qx::text::charset::ByteToCharConverter& decoder, const Bytes
 
 inline Bytes encode(qx::text::charset::CharToByteConverter& encoder, const Units& units) {
     return convertPieces<Bytes>(encoder, units, units.size() + 1, 8 * units.size() + 16);
+}
+
+/// Expects @p body to throw an exception of exactly this description.
+template <class Thrown, class Body>
+void expectThrows(std::u16string_view description, Body body) {
+    try {
+        body();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const Thrown& thrown) {
+        EXPECT_EQ(thrown.getDescription(), description);
+    }
 }
 
 } // namespace qxtest

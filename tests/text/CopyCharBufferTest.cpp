@@ -6,6 +6,8 @@
 #include <qx/util/buffer/ROBuffer.h>
 #include <qx/util/buffer/RWBuffer.h>
 
+#include "tests/support/ExpectResult.h"
+
 namespace {
 
 using namespace qx;
@@ -81,12 +83,8 @@ TEST(CopyCharBuffer, LeavesNoLockBehindWhenItFails) {
         source.m_failReadLock = which == 0;
         source.m_failRelease = which == 1;
         destination.m_failRelease = which == 2;
-        try {
-            QXCopyCharBuffer(&destination, &source);
-            FAIL();
-        } catch (const ResultException& e) {
-            EXPECT_EQ(e.getResult(), result::AccessDenied);
-        }
+        qxtest::expectThrowsResult(result::AccessDenied,
+                                   [&] { QXCopyCharBuffer(&destination, &source); });
         EXPECT_EQ(destination.m_held, 0);
         EXPECT_EQ(source.m_held, 0);
     }

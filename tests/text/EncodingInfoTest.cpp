@@ -1,6 +1,5 @@
-#include "tests/text/EncodingInfoTest.h"
-
-#include <string_view>
+#include <span>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,15 +10,6 @@
 namespace {
 
 using namespace qx;
-
-TEST(EncodingInfo, IsEnumeratedFromC) {
-    char names[1024];
-    EXPECT_EQ(enumerateInC(names, sizeof names), 28);
-    EXPECT_STREQ(names, "ASCII ISO8859_1 CP437 CP1252 UTF-8 CP1250 CP1251 CP1253 CP1254 CP1255 "
-                        "CP1256 CP1257 CP1258 CP720 CP737 CP775 CP850 CP852 CP855 CP857 CP858 "
-                        "CP862 CP866 CP932 CP936 CP949 CP950 EUCJP ");
-    EXPECT_EQ(recordSizeInC(), 16u);
-}
 
 TEST(EncodingInfo, TellsHowMuchRoomItWants) {
     for (uint32_t room : {0u, 1u, 27u}) {
@@ -34,6 +24,13 @@ TEST(EncodingInfo, TellsHowMuchRoomItWants) {
     uint32_t count = 30;
     EXPECT_EQ(QXEnumerateEncInfo(&count, records.data()), result::Ok);
     EXPECT_EQ(count, 28u);
+    std::u16string names;
+    for (const QXEncodingInfo& record : std::span(records).first(count))
+        names.append(record.name).append(u" ");
+    EXPECT_EQ(names,
+              u"ASCII ISO8859_1 CP437 CP1252 UTF-8 CP1250 CP1251 CP1253 CP1254 CP1255 CP1256 "
+              u"CP1257 CP1258 CP720 CP737 CP775 CP850 CP852 CP855 CP857 CP858 CP862 CP866 "
+              u"CP932 CP936 CP949 CP950 EUCJP ");
     EXPECT_EQ(records[27].codePage, 20932u);
     EXPECT_EQ(records[28].name, nullptr);
 }
@@ -50,20 +47,13 @@ TEST(EncodingInfo, RefusesNullArguments) {
 }
 
 TEST(EncodingInfo, FindsCodePages) {
-    const struct {
-        uint32_t codePage;
-        const char16_t* name; // null: not found
-    } rows[] = {{65001, u"UTF-8"}, {1252, u"CP1252"}, {437, u"CP437"}, {20932, u"EUCJP"},
-                {20127, u"ASCII"}, {0, nullptr},      {1, nullptr},    {4294967295u, nullptr}};
-    for (const auto& row : rows) {
-        QXEncodingInfo record{};
-        EXPECT_EQ(QXGetEncInfoByCodePage(row.codePage, &record),
-                  row.name ? result::Ok : result::Fail);
-        if (row.name) {
-            EXPECT_EQ(std::u16string_view(record.name), row.name);
-            EXPECT_EQ(record.codePage, row.codePage);
-        }
+    QXEncodingInfo record{};
+    for (const uint32_t codePage : {65001u, 1252u, 437u, 20932u, 20127u}) {
+        EXPECT_EQ(QXGetEncInfoByCodePage(codePage, &record), result::Ok);
+        EXPECT_EQ(record.codePage, codePage);
     }
+    for (const uint32_t unknown : {0u, 1u, 4294967295u})
+        EXPECT_EQ(QXGetEncInfoByCodePage(unknown, &record), result::Fail);
 }
 
 TEST(EncodingInfo, FindsNamesAndAliasesInAnyLetterCase) {

@@ -6,6 +6,7 @@
 #include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/EncodingException.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/text/ConverterSupport.h"
 
 namespace {
@@ -13,11 +14,7 @@ namespace {
 using namespace qx;
 using namespace qx::text::charset;
 using namespace std::string_literals;
-using qxtest::Bytes;
-using qxtest::convertPieces;
-using qxtest::decode;
-using qxtest::encode;
-using qxtest::Units;
+using namespace qxtest;
 
 /// A toy encoding: ASCII; E and two hexadecimal digits for U+1F6xx; a bare "!" is U+110000, "#" a
 /// surrogate; a byte from 0x80 up is invalid. Encodes what it decodes, and "\x01" .. as given.
@@ -124,12 +121,8 @@ TEST_F(MultiByte, TakesNameAndFactorsFromTheCodec) {
     EXPECT_EQ(m_decoder.getMaxBytesPerChar(), 3);
     EXPECT_EQ(m_encoder.getMaxCharsPerByte(), 2);
     m_codec->m_nameResult = result::AccessDenied;
-    try {
-        BTCCom failing{Reference<IQXCharCodec>(m_codec)};
-        FAIL();
-    } catch (const ResultException& e) {
-        EXPECT_EQ(e.getResult(), result::AccessDenied);
-    }
+    expectThrowsResult(result::AccessDenied,
+                       [&] { BTCCom failing{Reference<IQXCharCodec>(m_codec)}; });
 }
 
 TEST_F(MultiByte, DecodesHoweverTheInputIsCut) {
@@ -158,12 +151,9 @@ TEST_F(MultiByte, DecoderSubstitutesOrThrows) {
     m_decoder.setSubstitutionMode(false);
     EXPECT_THROW(decode(m_decoder, "\x80"), UnmappableCharacterException);
     EXPECT_THROW(decode(m_decoder, "!"), UnmappableCharacterException);
-    try {
-        decode(m_decoder, "#");
-        FAIL();
-    } catch (const InvalidCharacterException& e) {
-        EXPECT_EQ(e.getDescription(), u"Invalid byte sequence (decoded chars in surrogate range)");
-    }
+    expectThrows<InvalidCharacterException>(
+        u"Invalid byte sequence (decoded chars in surrogate range)",
+        [&] { decode(m_decoder, "#"); });
 }
 
 TEST_F(MultiByte, EncodesHoweverTheInputIsCut) {
@@ -195,12 +185,7 @@ TEST_F(MultiByte, EncoderSubstitutesOrThrows) {
                 {u"\xD800 "s, u"leading surrogate without trailing"}};
     for (const auto& row : rows) {
         m_encoder.reset();
-        try {
-            encode(m_encoder, row.text);
-            FAIL();
-        } catch (const InvalidCharacterException& e) {
-            EXPECT_EQ(e.getDescription(), row.message);
-        }
+        expectThrows<InvalidCharacterException>(row.message, [&] { encode(m_encoder, row.text); });
     }
     m_encoder.reset();
     encode(m_encoder, u"\xD800");
@@ -247,12 +232,8 @@ TEST(MultiByteDecoder, FlushesAPendingUnitOnceIntoTwoUnitsOfRoom) {
     HoldingDecoder decoder;
     char16_t out[3] = {};
     int32_t produced = 1;
-    try {
-        decoder.flush(out, &produced, 2);
-        FAIL();
-    } catch (const InvalidCharacterException& e) {
-        EXPECT_EQ(e.getDescription(), u"Not enough room in buffer for trailing surrogate");
-    }
+    expectThrows<InvalidCharacterException>(u"Not enough room in buffer for trailing surrogate",
+                                            [&] { decoder.flush(out, &produced, 2); });
     EXPECT_EQ(decoder.flush(out, &produced, 3), 1);
     EXPECT_EQ(out[1], u'\xDC00');
     EXPECT_EQ(decoder.flush(out, &produced, 3), 0);

@@ -13,11 +13,7 @@ namespace {
 
 using namespace qx::text::charset;
 using namespace std::string_literals;
-using qxtest::Bytes;
-using qxtest::convertPieces;
-using qxtest::decode;
-using qxtest::encode;
-using qxtest::Units;
+using namespace qxtest;
 
 /// The system's own conversion of one character; empty when it has none.
 class Iconv {

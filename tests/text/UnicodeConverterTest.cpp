@@ -19,11 +19,7 @@ namespace {
 using namespace qx;
 using namespace qx::text::charset;
 using namespace std::string_literals;
-using qxtest::Bytes;
-using qxtest::convertPieces;
-using qxtest::decode;
-using qxtest::encode;
-using qxtest::Units;
+using namespace qxtest;
 
 Units allOfUnicode(char32_t last) {
     Units units;
@@ -140,12 +136,7 @@ TEST(HoldingEncoders, CompleteAPairInALaterCallAndRefuseHalfOfOne) {
         const Bytes plain = convert(u"plain "),
                     around = convert(u"and behind it, for a wide step or two");
         const auto refused = [&](const Units& units, const char16_t* description) {
-            try {
-                convert(units);
-                ADD_FAILURE();
-            } catch (const InvalidCharacterException& e) {
-                EXPECT_EQ(e.getDescription(), description);
-            }
+            expectThrows<InvalidCharacterException>(description, [&] { convert(units); });
             EXPECT_EQ(consumed, 0);
             encoder->reset();
         };
@@ -184,13 +175,9 @@ TEST(Utf32Encoder, LeavesAHighSurrogateWithoutRoom) {
 
 TEST(Utf8DecoderEdges, SaysWhatItThrows) {
     BTCUTF8 decoder;
-    try {
-        decode(decoder, "\xED\xA0\x80");
-        FAIL();
-    } catch (const InvalidCharacterException& e) {
-        EXPECT_EQ(e.getDescription(), u"Invalid UTF-8 sequence (decoded chars in surrogate range)");
-        EXPECT_EQ(e.getResult(), result::InvalidCharacter);
-    }
+    expectThrows<InvalidCharacterException>(
+        u"Invalid UTF-8 sequence (decoded chars in surrogate range)",
+        [&] { decode(decoder, "\xED\xA0\x80"); });
 }
 
 template <class Decoder>
@@ -206,13 +193,7 @@ void expectOutOfRangeIsSubstituted(const Bytes& bytes) {
     EXPECT_EQ(decode(decoder, bytes), u"");
     EXPECT_EQ(convertPieces<Units>(decoder, bytes, 8, 0), u"");
     decoder.setSubstitutionMode(false);
-    try {
-        decode(decoder, bytes);
-        FAIL();
-    } catch (const UnmappableCharacterException& e) {
-        EXPECT_TRUE(e.getDescription().isEmpty());
-        EXPECT_EQ(e.getResult(), result::UnmappableCharacter);
-    }
+    expectThrows<UnmappableCharacterException>(u"", [&] { decode(decoder, bytes); });
 }
 
 TEST(UnicodeDecoders, SubstituteWhatLiesAboveUnicode) {
@@ -251,13 +232,10 @@ TEST(Utf32Decoder, ThrowsOnSurrogatesBehindWhatItWrote) {
     int32_t consumed = 0;
     int32_t produced = 0;
     const Bytes bytes = "A\0\0\0\0\xD8\0\0"s;
-    try {
+    expectThrows<InvalidCharacterException>(u"Illegal UTF-32 char in surrogate range", [&] {
         decoder.convert(reinterpret_cast<const signed char*>(bytes.data()), &consumed, 8, out,
                         &produced, 4);
-        FAIL();
-    } catch (const InvalidCharacterException& e) {
-        EXPECT_EQ(e.getDescription(), u"Illegal UTF-32 char in surrogate range");
-    }
+    });
     EXPECT_EQ(consumed, 0);
     EXPECT_EQ(produced, 0);
     EXPECT_EQ(out[0], u'A');
