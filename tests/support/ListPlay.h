@@ -162,7 +162,7 @@ private:
         useMany(list, model, *listOf(other), other);
     }
     void useItself(List& list, ModelList& model) {
-        if (model.size() <= MaxSize)
+        if (model.size() <= MaxSize && byte() % 4)
             useMany(list, model, list, model.values());
         else
             both(
