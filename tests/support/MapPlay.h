@@ -249,6 +249,10 @@ private:
         both(
             "equals", [&] { return m_map->equals(other); },
             [&] { return sorted(m_model) == sorted(model); });
+        both(
+            "compareTo", [&] { return m_map->compareTo(other); },
+            [&] { return orderOf(m_model, model); });
+        require(m_map->hashCode() == 0, "hashCode");
         const bool itself = byte() % 4 == 0;
         many(
             "putAll", [&] { return m_map->putAll(itself ? *m_map : other), 0; },
@@ -265,7 +269,7 @@ private:
             if (v == Null && !right.find(k))
                 return 1;
             if (v != other)
-                return v == Null || (other != Null && v < other) ? -1 : 1;
+                return v < other || other == Null ? -1 : 1; // either way where one is null
         }
         return left.size - right.size;
     }
