@@ -90,7 +90,7 @@ TEST(BigInteger, ReportsWhatHasNoResultAndKeepsItsValue) {
         {"Shift count can't be negative", [&] { number >>= -1; }},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(qxtest::failureOf(row.operation), row.failure) << &row - rows;
+        EXPECT_EQ(qxtest::descriptionOf(row.operation), row.failure) << &row - rows;
         EXPECT_EQ(number, thirtyDigits());
         EXPECT_EQ(remainder, -3);
     }

@@ -28,7 +28,7 @@ using qx::String;
 using qx::net::TcpServerSocket;
 using qx::net::TcpSocket;
 using qx::operator""_qs;
-using qxtest::failureOf;
+using qxtest::descriptionOf;
 
 namespace {
 
@@ -102,9 +102,10 @@ TEST(TcpSocket, APeerThatResetsIsReportedWithoutASignal) {
     peer->close();
     const auto read = [&] { readAll(*socket->getInputStream()); };
     const auto write = [&] { send(*socket->getOutputStream(), "x"); };
-    EXPECT_EQ(failureOf<qx::io::IoException>(read),
+    EXPECT_EQ(descriptionOf<qx::io::IoException>(read),
               "TcpSocketInputStream::read " + textOf(QX_E_SOCKET_ECONNRESET));
-    EXPECT_EQ(failureOf<qx::io::IoException>(write).substr(0, 29), "TcpSocketOutputStream::write ");
+    EXPECT_EQ(descriptionOf<qx::io::IoException>(write).substr(0, 29),
+              "TcpSocketOutputStream::write ");
 }
 
 TEST(TcpSocket, WritingToAPeerThatNeverReadsWaitsAndFailsWhenItDies) {
@@ -113,7 +114,7 @@ TEST(TcpSocket, WritingToAPeerThatNeverReadsWaitsAndFailsWhenItDies) {
     const auto peer = listener.accept();
     std::string failure;
     qxtest::BlockingThread writer([&] {
-        failure = failureOf<qx::io::IoException>(
+        failure = descriptionOf<qx::io::IoException>(
             [&] { send(*socket->getOutputStream(), std::string(32 << 20, 'x')); });
     });
     writer.awaitBlocked();
@@ -121,8 +122,9 @@ TEST(TcpSocket, WritingToAPeerThatNeverReadsWaitsAndFailsWhenItDies) {
     peer->close();
     writer.join();
     // The system had taken some of it, which one call reports as success.
-    if (failure == "nothing was thrown")
-        failure = failureOf<qx::io::IoException>([&] { send(*socket->getOutputStream(), "x"); });
+    if (failure == "nothing thrown")
+        failure =
+            descriptionOf<qx::io::IoException>([&] { send(*socket->getOutputStream(), "x"); });
     EXPECT_EQ(failure, "TcpSocketOutputStream::write " + textOf(QX_E_SOCKET_ECONNRESET));
 }
 
@@ -136,7 +138,7 @@ TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
     // A busy machine may be late now and then, but not always.
     for (int i = 0; i < 10 && shortest >= std::chrono::milliseconds(200); ++i) {
         const auto start = Clock::now();
-        EXPECT_EQ(failureOf<qx::io::TimeoutException>([&] { in->read(&byte, 1); }),
+        EXPECT_EQ(descriptionOf<qx::io::TimeoutException>([&] { in->read(&byte, 1); }),
                   "socket timeout");
         const auto time = Clock::now() - start;
         EXPECT_GE(time, std::chrono::milliseconds(100));
@@ -199,12 +201,12 @@ TEST(TcpSocket, AChildGoesOnWithTheConnection) {
 
 TEST(TcpSocket, FailuresToConnectSayWhatFailed) {
     const unsigned short port = freePort();
-    EXPECT_EQ(failureOf([&] { connectTo(port); }),
+    EXPECT_EQ(descriptionOf([&] { connectTo(port); }),
               "TcpSocket::TcpSocket Unable to connect to 127.0.0.1 " +
                   textOf(QX_E_SOCKET_ECONNREFUSED));
-    EXPECT_EQ(failureOf([&] { connectTo(port, u""); }), "Unknown host: ");
+    EXPECT_EQ(descriptionOf([&] { connectTo(port, u""); }), "Unknown host: ");
     const String cut(u"127.0.0.1\0x", 11);
-    EXPECT_EQ(failureOf([&] { TcpSocket(cut, port); }),
+    EXPECT_EQ(descriptionOf([&] { TcpSocket(cut, port); }),
               std::string("Unknown host: 127.0.0.1\0x", 25));
 }
 
@@ -237,7 +239,7 @@ TEST(TcpSocket, StartAndEndAreForTheWholeProcess) {
 
 TEST(TcpServerSocket, BindsAPortOnce) {
     Connection connection;
-    EXPECT_EQ(failureOf([&] { TcpServerSocket(connection.port, 5); }),
+    EXPECT_EQ(descriptionOf([&] { TcpServerSocket(connection.port, 5); }),
               std::string("TcpServerSocket: ") + std::strerror(EADDRINUSE));
 }
 
@@ -249,7 +251,7 @@ TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {
     std::string failure;
     {
         const auto limit = qxtest::DescriptorLimit::exhausted();
-        failure = failureOf([&] { connection.listener->accept(); });
+        failure = descriptionOf([&] { connection.listener->accept(); });
     }
     EXPECT_EQ(failure, "TcpServerSocket::accept WSERROR 10024");
     send(*waiting->getOutputStream(), "x");

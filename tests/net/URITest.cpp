@@ -18,7 +18,7 @@ using qx::String;
 using qx::net::QueryKey;
 using qx::net::URI;
 using qx::operator""_qs;
-using qxtest::failureOf;
+using qxtest::descriptionOf;
 
 namespace {
 
@@ -152,8 +152,8 @@ TEST(URI, UnescapesOddSequencesAsNumbersAreRead) {
         URI uri;
         uri.setPath(String(c.text), false);
         std::u16string result = u"!";
-        const std::string failure = failureOf([&] { result = uri.getPath(true).view(); });
-        EXPECT_EQ(failure, c.result == u"!" ? "" : "nothing was thrown");
+        const std::string failure = descriptionOf([&] { result = uri.getPath(true).view(); });
+        EXPECT_EQ(failure, c.result == u"!" ? "" : "nothing thrown");
         EXPECT_EQ(result, c.result) << String(c.text).toUtf8();
     }
 }
@@ -182,15 +182,15 @@ TEST(URI, EscapesWhatItReadsOnRequest) {
 
 TEST(URI, AbsentComponentsThrowWithoutDescription) {
     URI uri;
-    EXPECT_EQ(failureOf([&] { uri.getScheme(); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getUser(false); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getPassword(false); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getUserInfo(false); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getHost(false); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getPort(); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getAuthority(false); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getPath(false); }), "");
-    EXPECT_EQ(failureOf([&] { uri.getQueryValue(u"k"_qs, false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getScheme(); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getUser(false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getPassword(false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getUserInfo(false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getHost(false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getPort(); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getAuthority(false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getPath(false); }), "");
+    EXPECT_EQ(descriptionOf([&] { uri.getQueryValue(u"k"_qs, false); }), "");
     EXPECT_EQ(uri.getQuery(true), u"");
     EXPECT_EQ(uri.getSchemeSpecificPart(true), u"");
     uri.setFragment(u"f"_qs);

@@ -10,13 +10,13 @@
 
 namespace qxtest {
 
-/// Description of the exception that @p body throws, as UTF-8; "nothing thrown" otherwise.
-template <class Body>
+/// Description of the @p Failure that @p body throws, as UTF-8; "nothing thrown" otherwise.
+template <class Failure = qx::Exception, class Body>
 std::string descriptionOf(Body&& body) {
     try {
         body();
-    } catch (const qx::Exception& exception) {
-        return exception.getDescription().toUtf8();
+    } catch (const Failure& failure) {
+        return failure.getDescription().toUtf8();
     }
     return "nothing thrown";
 }
@@ -41,17 +41,6 @@ void expectThrowsResult(int32_t code, Body body) {
     } catch (const qx::Exception& exception) {
         EXPECT_EQ(exception.getResult(), code);
     }
-}
-
-/// The description of the @p Failure that @p body throws.
-template <class Failure = qx::Exception, class Body>
-std::string failureOf(Body&& body) {
-    try {
-        body();
-    } catch (const Failure& failure) {
-        return failure.getDescription().toUtf8();
-    }
-    return "nothing was thrown";
 }
 
 } // namespace qxtest

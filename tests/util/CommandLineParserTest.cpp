@@ -13,7 +13,7 @@
 
 using qx::String;
 using qx::util::CommandLineParser;
-using qxtest::failureOf;
+using qxtest::descriptionOf;
 
 namespace {
 
@@ -218,13 +218,14 @@ TEST(CommandLineParser, ReportsWhatIsNotThere) {
     parser.parse(String(u"prog -one abc"));
     const qx::Reference<const CommandLineParser::Element> option = parser.getOption(u"one");
     for (const int32_t index : {-1, 2})
-        EXPECT_EQ(failureOf([&] { parser.getElement(index); }), "Invalid vector index");
-    EXPECT_EQ(failureOf([&] { parser.getParameter(1); }), "Invalid vector index");
-    EXPECT_EQ(failureOf([&] { option->getValueString(1); }), "Invalid vector index");
-    EXPECT_EQ(failureOf([&] { option->getValueLong(-1); }), "Invalid vector index");
-    EXPECT_EQ(failureOf([&] { parser.getValueLong(u"two", 0); }), "Option not present: two");
-    EXPECT_EQ(failureOf([&] { option->getValueLong(0); }), "Unable to convert string to long");
-    EXPECT_EQ(failureOf([&] { option->getValueDouble(0); }), "Unable to convert string to double");
+        EXPECT_EQ(descriptionOf([&] { parser.getElement(index); }), "Invalid vector index");
+    EXPECT_EQ(descriptionOf([&] { parser.getParameter(1); }), "Invalid vector index");
+    EXPECT_EQ(descriptionOf([&] { option->getValueString(1); }), "Invalid vector index");
+    EXPECT_EQ(descriptionOf([&] { option->getValueLong(-1); }), "Invalid vector index");
+    EXPECT_EQ(descriptionOf([&] { parser.getValueLong(u"two", 0); }), "Option not present: two");
+    EXPECT_EQ(descriptionOf([&] { option->getValueLong(0); }), "Unable to convert string to long");
+    EXPECT_EQ(descriptionOf([&] { option->getValueDouble(0); }),
+              "Unable to convert string to double");
     parser.parse(String(u"-x"));
     EXPECT_EQ(option->getValueString(0), u"abc"); // outlives its parse
 }

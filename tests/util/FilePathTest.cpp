@@ -110,7 +110,7 @@ TEST(FilePath, RejectsMalformedRoots) {
         {u"\\\\\\share", "no server name"}, {u"///", "no server name"},
     };
     for (const auto& [path, message] : cases) {
-        EXPECT_EQ(qxtest::failureOf<qx::InvalidPathException>([&] { pathOf(path); }), message)
+        EXPECT_EQ(qxtest::descriptionOf<qx::InvalidPathException>([&] { pathOf(path); }), message)
             << testing::PrintToString(std::u16string(path));
     }
 }

@@ -56,7 +56,7 @@ TEST(Guid, RejectsEveryDamagedText) {
         texts.emplace_back(SampleText)[i] = SampleText[i] == u'-' ? u'0' : u'-';
     }
     for (const std::u16string& text : texts) {
-        EXPECT_EQ(qxtest::failureOf([&] { Guid{String(text)}; }), "invalid GUID string")
+        EXPECT_EQ(qxtest::descriptionOf([&] { Guid{String(text)}; }), "invalid GUID string")
             << testing::PrintToString(text);
     }
 }

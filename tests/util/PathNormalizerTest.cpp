@@ -111,7 +111,7 @@ TEST(PathNormalizer, WritesOneKindOfSlash) {
     normalizer.setSlashType(PathNormalizer::SLASH_BACKWARD);
     EXPECT_EQ(normalizer.normalize(u"a/b"), u"a\\b");
     constexpr auto Unknown = static_cast<PathNormalizer::SLASH_TYPE>(3);
-    EXPECT_EQ(qxtest::failureOf([&] { normalizer.setSlashType(Unknown); }),
+    EXPECT_EQ(qxtest::descriptionOf([&] { normalizer.setSlashType(Unknown); }),
               "Invalid slash type specified.");
     EXPECT_THROW(PathNormalizer{Unknown}, qx::Exception);
     EXPECT_EQ(normalizer.normalize(u"a/b"), u"a\\b");

@@ -23,8 +23,8 @@ using qx::util::PropertySet;
 using qx::util::pcom::IKeyIterator;
 using qx::util::pcom::IPropertySet;
 using qx::util::pcom::PcomPropertySet;
+using qxtest::descriptionOf;
 using qxtest::expectThrowsResult;
-using qxtest::failureOf;
 namespace result = qx::result;
 
 namespace {
@@ -142,7 +142,7 @@ TEST(PropertySet, FallsBackToItsParents) {
     root->clear();
     EXPECT_FALSE(leaf->hasProperty(u"port"));
     EXPECT_FALSE(leaf->hasProperty(u"PORT"));
-    EXPECT_EQ(failureOf([&] { leaf->get(u"port"); }), "");
+    EXPECT_EQ(descriptionOf([&] { leaf->get(u"port"); }), "");
 }
 
 TEST(PropertySet, KeepsTextsOfItsOwn) {
@@ -264,7 +264,7 @@ TEST(Property, KeepsWhatIsNotOfTheLibrary) {
     const auto property = makeReference<CQXProperty>(u"k", 1);
     const auto stranger = makeReference<Stranger>();
     ASSERT_EQ(property->SetValue(stranger->GetUnknown()), result::Ok);
-    EXPECT_EQ(failureOf([&] { property->getValue(); }), "Value is not a CQXObject");
+    EXPECT_EQ(descriptionOf([&] { property->getValue(); }), "Value is not a CQXObject");
     Reference<IQXUnknown> value;
     ASSERT_EQ(property->GetValue(IQXUnknown::Iid, value.putVoid()), result::Ok);
     EXPECT_EQ(value, stranger->GetUnknown());

@@ -49,8 +49,8 @@ TEST(RegistryKeyNames, AreReadAndPrinted) {
         EXPECT_TRUE(RegistryKey(key.getKey()).equals(key));
     }
     for (const char16_t* text : {u"", u"\\QX_HKEY_USER", u"QX_HKEY_USERS\\A", u"QX_HKEY_"})
-        EXPECT_EQ(failureOf([&] { RegistryKey{String(text)}; }), "Unknown QX_HKEY");
-    EXPECT_EQ(failureOf([] { RegistryKey(static_cast<ENUM_QX_HKEY>(5), u"A"); }),
+        EXPECT_EQ(descriptionOf([&] { RegistryKey{String(text)}; }), "Unknown QX_HKEY");
+    EXPECT_EQ(descriptionOf([] { RegistryKey(static_cast<ENUM_QX_HKEY>(5), u"A"); }),
               "Unknown QX_HKEY");
 }
 
@@ -59,8 +59,8 @@ TEST(RegistryKeyNames, LeadUpAndDown) {
     const RegistryKey deep = root.getSubkey(u"A").getSubkey(u"B/C");
     EXPECT_EQ(deep.getKey(), u"QX_HKEY_USER\\A\\B\\C");
     EXPECT_EQ(deep.getParent().getKey(true), u"\\A\\B");
-    EXPECT_EQ(failureOf([&] { root.getParent(); }), "No parent key");
-    EXPECT_EQ(failureOf([&] { root.getSubkey(u"A").getParent(); }), "No parent key");
+    EXPECT_EQ(descriptionOf([&] { root.getParent(); }), "No parent key");
+    EXPECT_EQ(descriptionOf([&] { root.getSubkey(u"A").getParent(); }), "No parent key");
     std::u16string units = u"A\\B"; // of which a key has a copy
     const RegistryKey key(QX_HKEY_USER, String(units.data(), String::AM_WRAP, 3));
     units = u"C\\D";
@@ -88,14 +88,14 @@ TEST_F(RegistryKeys, ValuesComeBackByTheirType) {
         key.setValue(value, text);
         EXPECT_EQ(key.getValueString(value), text);
         EXPECT_EQ(key.getValueType(value), QX_REG_STRING);
-        EXPECT_EQ(failureOf([&] { key.getValueUINT32(value); }), "Registry type mismatch");
+        EXPECT_EQ(descriptionOf([&] { key.getValueUINT32(value); }), "Registry type mismatch");
         key.setValue(value, 0xFEDCBA98u);
         EXPECT_EQ(key.getValueUINT32(value), 0xFEDCBA98u);
-        EXPECT_EQ(failureOf([&] { key.getValueUINT64(value); }), "Registry type mismatch");
+        EXPECT_EQ(descriptionOf([&] { key.getValueUINT64(value); }), "Registry type mismatch");
         key.setValue(value, uint64_t{0xFEDCBA9876543210});
         EXPECT_EQ(key.getValueUINT64(value), 0xFEDCBA9876543210u);
-        EXPECT_EQ(failureOf([&] { key.getValueUINT32(value); }), "Registry type mismatch");
-        EXPECT_EQ(failureOf([&] { key.getValueString(value); }), "Registry type mismatch");
+        EXPECT_EQ(descriptionOf([&] { key.getValueUINT32(value); }), "Registry type mismatch");
+        EXPECT_EQ(descriptionOf([&] { key.getValueString(value); }), "Registry type mismatch");
         key.setValue(value, bytes, 3);
         signed char buffer[4] = {};
         EXPECT_EQ(key.getValue(value, buffer, 4), 3);
@@ -138,12 +138,12 @@ TEST_F(RegistryKeys, WalksOverSubkeysAndValues) {
     EXPECT_TRUE(slash->getSubkey(u"z").valueExists());
     EXPECT_TRUE(slash->getSubkeyIterator()->next()->getParent().equals(*slash));
     EXPECT_FALSE(keys->hasNext());
-    EXPECT_EQ(failureOf([&] { keys->next(); }), "no more keys");
+    EXPECT_EQ(descriptionOf([&] { keys->next(); }), "no more keys");
 
     auto values = key.getValueIterator();
     EXPECT_EQ(*values->next(), String(u"a"));
     EXPECT_EQ(*values->next(), longName);
-    EXPECT_EQ(failureOf([&] { values->next(); }), "no more values");
+    EXPECT_EQ(descriptionOf([&] { values->next(); }), "no more values");
     std::vector<String> names; // as ranges
     for (const auto& name : key.getValueIterator())
         names.push_back(*name);

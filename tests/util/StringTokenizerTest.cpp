@@ -81,6 +81,6 @@ TEST(StringTokenizer, EndThrowsAndLeavesWhatIsLeft) {
     tokenizer.nextToken();
     EXPECT_FALSE(tokenizer.hasMoreTokens());
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(qxtest::failureOf([&] { tokenizer.nextToken(); }), "No such element");
+        EXPECT_EQ(qxtest::descriptionOf([&] { tokenizer.nextToken(); }), "No such element");
     EXPECT_EQ(tokenizer.nextToken(u";"), u",");
 }
