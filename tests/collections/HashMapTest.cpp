@@ -353,6 +353,7 @@ TEST(HashMap, LongChainsAreReleasedWithoutRecursion) {
         EXPECT_EQ(map->getCapacity(), GrownLength);
         return map;
     };
+    qx::makeReference<HashMap>()->createEntrySet()->createIterator(); // what is made once, is
     const int64_t blocks = liveBlocks();
     auto map = longChain();
     Element entry = map->createEntrySet()->createIterator()->next();

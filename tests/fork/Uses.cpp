@@ -205,7 +205,7 @@ void useNames(Inherited&) {
 }
 
 void useTime(Inherited&) {
-    static std::atomic<int64_t> s_seconds{0};
+    static std::atomic<uint32_t> s_seconds{0};
     STRUCT_QX_TIME time;
     require(QXTimeFromPosix(s_seconds += 86401, &time) >= 0, "time");
     char16_t text[QX_TIME_TEXT_UNITS];

@@ -41,6 +41,7 @@ constexpr LongDateRow LongDates[] = {
 
 /// A pattern of the locale, which comes in the encoding of the locale.
 std::wstring localePattern(nl_item item) {
+    const CLibraryCall call; // the first conversion in a locale loads what it needs, under a lock
     const char* bytes = nl_langinfo(item);
     std::wstring pattern;
     std::mbstate_t state{};
