@@ -59,7 +59,6 @@
 #include <qx/core/ObjectMemory.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
-#include <qx/core/RequireCast.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/Str1.h>

@@ -5,7 +5,6 @@
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
-#include <qx/core/RequireCast.h>
 #include <qx/core/Required.h>
 
 // The step between the typed elements of a facade and the component objects in what it wraps.

@@ -6,7 +6,7 @@
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/core/ObjectBehind.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 
 namespace qx::collections {
 

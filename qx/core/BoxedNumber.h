@@ -8,7 +8,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Number.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 #include <qx/core/String.h>
 
 namespace qx {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/platform/result.h>
@@ -22,6 +23,15 @@ template <class T>
 Reference<T> required(Reference<T> reference) {
     required(reference.get());
     return reference;
+}
+
+/// The object that a cast has led to.
+/// @throws CastFailedException when the cast has failed, that is, when @p result is null
+template <class T>
+T& requireCast(T* result) {
+    if (!result)
+        throw CastFailedException();
+    return *result;
 }
 
 } // namespace qx

@@ -6,7 +6,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/ObjectBehind.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/SampledHash.h>
 #include <qx/core/detail/UnitSearch.h>

@@ -4,7 +4,7 @@
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/ListViews.h>
 #include <qx/core/Exception.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 
 namespace qx::collections::pcom {
 

@@ -8,7 +8,7 @@
 #include <qx/collections/pcom/detail/HashMapEntry.h>
 #include <qx/collections/pcom/detail/MapViews.h>
 #include <qx/core/Exception.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 
 namespace qx::collections::pcom {
 

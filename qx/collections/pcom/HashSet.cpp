@@ -4,7 +4,7 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/detail/HashMapIterator.h>
 #include <qx/collections/pcom/detail/SetMarker.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 #include <qx/core/runtime/Singleton.h>
 
 namespace qx::collections::pcom {

@@ -7,7 +7,7 @@
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
-#include <qx/core/RequireCast.h>
+#include <qx/core/Required.h>
 #include <qx/core/detail/FunctionTable.h>
 
 namespace qx::collections::pcom {
