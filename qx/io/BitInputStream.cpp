@@ -17,7 +17,6 @@ int BitInputStream::read() { return BitInputStream::read(8); }
 int32_t BitInputStream::read(signed char* to, int32_t length) {
     if (m_memory)
         return readFromMemory(reinterpret_cast<uint8_t*>(to), length);
-    m_failure.raise();
     int32_t count = 0;
     m_failure.guard(count, [&] {
         for (int byte; count < length && (byte = readFetching(8)) >= 0; ++count)
@@ -37,38 +36,35 @@ int BitInputStream::readBeyondByte(int bits) {
     // The bits left and the next eight bytes in one word; at most 4 of those bytes are used up.
     const uint64_t next = loadInOrder<uint64_t>(rest.data(), QX_ENDIAN_BIG);
     const int left = m_bitsLeft;
-    const uint64_t window = static_cast<uint64_t>(m_byte) << 1 << (63 - left) | next >> left;
+    const uint64_t window = m_bits << 1 << (63 - left) | next >> left;
     const int bytes = (bits - left + 7) >> 3;
     m_memory->tryTake(bytes);
-    m_byte = static_cast<uint8_t>(rest[static_cast<size_t>(bytes - 1)]);
+    m_bits = static_cast<uint8_t>(rest[static_cast<size_t>(bytes - 1)]);
     m_bitsLeft = left + 8 * bytes - bits;
     return static_cast<int>(window >> (64 - bits));
 }
 
-/// Makes the next byte of the wrapped stream the current one; false at the end.
+/// Adds the next byte of the wrapped stream to the bits that are left; false at the end.
 bool BitInputStream::fetchByte() {
     m_failure.raise();
     const int byte = wrapped().read();
     if (byte < 0)
         return false;
-    m_byte = byte & 0xFF;
-    m_bitsLeft = 8;
+    m_bits = m_bits << 8 | (static_cast<unsigned>(byte) & 0xFF);
+    m_bitsLeft += 8;
     return true;
 }
 
-/// Gathers a value from what is left of the current byte and further ones.
+/// Takes a value once all of its bits are there: a failure of the wrapped stream loses none.
 int BitInputStream::readFetching(int bits) {
-    uint64_t value = 0;
-    while (bits > 0) {
-        if (m_bitsLeft == 0 && !fetchByte())
+    while (m_bitsLeft < bits) {
+        if (!fetchByte()) {
+            m_bitsLeft = 0;
             return -1;
-        const int taken = std::min(bits, m_bitsLeft);
-        m_bitsLeft -= taken;
-        value =
-            value << taken | (static_cast<uint64_t>(m_byte >> m_bitsLeft) & detail::lowBits(taken));
-        bits -= taken;
+        }
     }
-    return static_cast<int>(value);
+    m_bitsLeft -= bits;
+    return static_cast<int>(m_bits >> m_bitsLeft & detail::lowBits(bits));
 }
 
 int32_t BitInputStream::readFromMemory(uint8_t* to, int32_t length) {
@@ -78,10 +74,10 @@ int32_t BitInputStream::readFromMemory(uint8_t* to, int32_t length) {
     if (count > 0) {
         const auto* const from = reinterpret_cast<const uint8_t*>(m_memory->tryTake(count));
         const int left = m_bitsLeft;
-        to[0] = static_cast<uint8_t>(m_byte << (8 - left) | from[0] >> left);
+        to[0] = static_cast<uint8_t>(m_bits << (8 - left) | from[0] >> left);
         for (int32_t i = 1; i < count; ++i)
             to[i] = static_cast<uint8_t>(from[i - 1] << (8 - left) | from[i] >> left);
-        m_byte = from[count - 1];
+        m_bits = from[count - 1];
     }
     if (count == length)
         return length;

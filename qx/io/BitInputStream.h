@@ -41,7 +41,7 @@ public:
         if (bits < 1 || bits > m_bitsLeft)
             return readBeyondByte(bits);
         m_bitsLeft -= bits;
-        return m_byte >> m_bitsLeft & ((1 << bits) - 1);
+        return static_cast<int>(m_bits >> m_bitsLeft & ((uint64_t{1} << bits) - 1));
     }
     /// The next bit, 0 or 1, or -1 at the end.
     virtual int readBit() { return BitInputStream::read(1); }
@@ -53,8 +53,8 @@ private:
     int32_t readFromMemory(uint8_t* to, int32_t length);
 
     ByteArrayInputStream* m_memory; // the wrapped stream when it lies in memory, else null
-    int32_t m_byte = 0;
-    int32_t m_bitsLeft = 0; // the lowest ones of the byte
+    uint64_t m_bits = 0;
+    int32_t m_bitsLeft = 0; // the lowest ones; less than a byte, but behind a failure
     LateFailure m_failure;
 };
 

@@ -76,6 +76,16 @@ std::string drained(AlphaNumInputStream& in, int32_t piece) {
     return all;
 }
 
+TEST(BitInputStream, KeepsItsBitsWhileTheSourceFails) {
+    const auto source = qx::makeReference<Source>("\xA1\xB2\xC3");
+    source->failAt = 3;
+    BitInputStream in(source.get());
+    EXPECT_EQ(in.read(3), 5);
+    EXPECT_THROW(in.read(20), qx::io::IoException);
+    EXPECT_EQ(in.read(20), 0x1B2C3 >> 1);
+    EXPECT_EQ(in.readBit(), 1);
+}
+
 TEST(AlphaNumStreams, DoAsPlainBitsDo) {
     std::mt19937 random(1);
     for (size_t length = 0; length < 1000; length += length < 20 ? 1 : 97) {
