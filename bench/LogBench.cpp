@@ -3,6 +3,9 @@
 // disk does would hide the rest. A flush hands the text to the system in both libraries; that of
 // FileOutputStream alone would wait for the disk. Where a thread writes what others log, it is one,
 // and they wait when 8192 entries are queued.
+//
+// The rows with "Stamped" do what services do: the text is made of three arguments for each call,
+// and every entry carries the time, as the locale "C" writes it.
 
 #include <algorithm>
 #include <atomic>
@@ -44,12 +47,18 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 constexpr char Text[] = "connection 4711 accepted from 10.11.12.13, 17 clients are served now";
+constexpr char Address[] = "10.11.12.13";
 
 constexpr uint32_t Queued = 8192;
 constexpr int32_t Buffered = 1 << 16;
 
 /// When what was logged reaches the file.
 enum class Flush { EveryEntry, HeldBack };
+
+/// What is logged: a text that is there, or a time stamp and a text that is made for the call.
+enum class Work { Ready, Stamped };
+
+constexpr int clients(int number) { return number % 100; }
 
 /// The name of a file in memory, which goes with the object.
 class LogFile {
@@ -82,9 +91,11 @@ public:
 };
 
 /// The loggers write themselves, one at a time.
+template <Work Kind>
 class QxSync {
 public:
     explicit QxSync(Flush flush) {
+        m_logger->enableField(u"timestamp"_qs, Kind == Work::Stamped);
         const auto file = makeReference<io::FileOutputStream>(String::fromUtf8(m_file.name()),
                                                               io::FileOutputStream::TRUNC);
         Reference<io::Writer> writer = makeReference<io::OutputStreamWriter>(
@@ -95,7 +106,15 @@ public:
         m_logger->setProcessor(m_target);
     }
 
-    void log() { m_logger->log(2, m_text); }
+    void log(int number) {
+        if constexpr (Kind == Work::Ready) {
+            m_logger->log(2, m_text);
+        } else {
+            String text(u"connection ");
+            text.append(number).append(u" accepted from ").append(m_address).append(u", ");
+            m_logger->log(2, text.append(clients(number)).append(u" clients are served now"));
+        }
+    }
     void finish() {
         if (m_held)
             m_held->release();
@@ -111,17 +130,19 @@ private:
     Reference<log::ILogProcessor> m_target;
     const Reference<log::Logger> m_logger = log::Logger::create(u"network"_qs);
     const String m_text = String::fromUtf8(Text);
+    const String m_address = String::fromUtf8(Address);
 };
 
 /// A thread writes what they log.
-class QxAsync : public QxSync {
+template <Work Kind>
+class QxAsync : public QxSync<Kind> {
 public:
-    explicit QxAsync(Flush flush) : QxSync(flush) {
+    explicit QxAsync(Flush flush) : QxSync<Kind>(flush) {
         log::AsyncOptions options;
         options.capacity = Queued;
-        options.whenEmpty = exec::makeRunnable([this] { QxSync::finish(); });
-        m_processor = log::AsyncProcessor::create(target(), 1, options);
-        logger().setProcessor(m_processor);
+        options.whenEmpty = exec::makeRunnable([this] { QxSync<Kind>::finish(); });
+        m_processor = log::AsyncProcessor::create(this->target(), 1, options);
+        this->logger().setProcessor(m_processor);
     }
 
     void finish() { m_processor->flush(); }
@@ -132,28 +153,38 @@ private:
 
 #ifdef QX_BENCH_HAVE_SPDLOG
 
-void configure(spdlog::logger& logger, Flush flush) {
-    logger.set_pattern("level=%L\ntext=%v\nname=%n\n-------------------------");
+void configure(spdlog::logger& logger, Flush flush, Work kind) {
+    const std::string stamp = kind == Work::Stamped ? "timestamp=%m/%d/%Y %H:%M:%S\n" : "";
+    logger.set_pattern("level=%L\ntext=%v\n" + stamp + "name=%n\n-------------------------");
     logger.flush_on(flush == Flush::EveryEntry ? spdlog::level::trace : spdlog::level::off);
 }
 
+void logTo(spdlog::logger& logger, Work kind, int number) {
+    if (kind == Work::Ready)
+        logger.log(spdlog::level::info, spdlog::string_view_t(Text));
+    else
+        logger.log(spdlog::level::info, "connection {} accepted from {}, {} clients are served now",
+                   number, Address, clients(number));
+}
+
+template <Work Kind>
 class SpdlogSync {
 public:
     explicit SpdlogSync(Flush flush)
         : m_logger("network",
                    std::make_shared<spdlog::sinks::basic_file_sink_mt>(m_file.name(), true)) {
-        configure(m_logger, flush);
+        configure(m_logger, flush, Kind);
     }
 
-    void log() { m_logger.log(spdlog::level::info, spdlog::string_view_t(m_text)); }
+    void log(int number) { logTo(m_logger, Kind, number); }
     void finish() { m_logger.flush(); }
 
 private:
     LogFile m_file;
     spdlog::logger m_logger;
-    const std::string m_text = Text;
 };
 
+template <Work Kind>
 class SpdlogAsync {
 public:
     explicit SpdlogAsync(Flush flush)
@@ -161,10 +192,10 @@ public:
           m_logger(std::make_shared<spdlog::async_logger>(
               "network", std::make_shared<spdlog::sinks::basic_file_sink_mt>(m_file.name(), true),
               m_pool)) {
-        configure(*m_logger, flush);
+        configure(*m_logger, flush, Kind);
     }
 
-    void log() { m_logger->log(spdlog::level::info, spdlog::string_view_t(m_text)); }
+    void log(int number) { logTo(*m_logger, Kind, number); }
     /// Ends the thread, which writes what is queued before it goes.
     void finish() {
         m_logger->flush();
@@ -175,7 +206,6 @@ private:
     LogFile m_file;
     std::shared_ptr<spdlog::details::thread_pool> m_pool;
     std::shared_ptr<spdlog::async_logger> m_logger;
-    const std::string m_text = Text;
 };
 
 #endif
@@ -214,7 +244,7 @@ void throughput(benchmark::State& state, Flush flush, int entries) {
             producers,
             [&](int) {
                 for (int i = 0; i < each; ++i)
-                    log.log();
+                    log.log(i);
             },
             [&] { log.finish(); });
         state.SetIterationTime(seconds);
@@ -235,9 +265,8 @@ void flushHeldBack(benchmark::State& state) {
 /// The time that one call of so many as the argument says exceeds: with 2 the median, with 100 the
 /// 99th percentile. The thread does something else for some microseconds between two calls.
 template <class Log>
-void callLatency(benchmark::State& state, Flush flush) {
+void callLatency(benchmark::State& state, Flush flush, std::chrono::nanoseconds pace) {
     constexpr int Calls = 50'000;
-    constexpr std::chrono::nanoseconds Pace(8'000);
     std::vector<Clock::duration> times(Calls);
     for (auto _ : state) {
         Log log(flush);
@@ -245,14 +274,14 @@ void callLatency(benchmark::State& state, Flush flush) {
             1,
             [&](int) {
                 auto next = Clock::now();
-                for (auto& time : times) {
+                for (int i = 0; i < Calls; ++i) {
                     while (Clock::now() < next)
                         ;
                     const auto begin = Clock::now();
-                    log.log();
+                    log.log(i);
                     const auto end = Clock::now();
-                    time = end - begin;
-                    next = std::max(end, begin + Pace);
+                    times[static_cast<size_t>(i)] = end - begin;
+                    next = std::max(end, begin + pace);
                 }
             },
             [&] { log.finish(); });
@@ -265,12 +294,17 @@ void callLatency(benchmark::State& state, Flush flush) {
 
 template <class Log>
 void latencyFlushEvery(benchmark::State& state) {
-    callLatency<Log>(state, Flush::EveryEntry);
+    callLatency<Log>(state, Flush::EveryEntry, std::chrono::microseconds(8));
 }
 
 template <class Log>
 void latencyFlushHeld(benchmark::State& state) {
-    callLatency<Log>(state, Flush::HeldBack);
+    callLatency<Log>(state, Flush::HeldBack, std::chrono::microseconds(8));
+}
+
+template <class Log>
+void latencyRare(benchmark::State& state) {
+    callLatency<Log>(state, Flush::HeldBack, std::chrono::microseconds(20));
 }
 
 void disabledQx(benchmark::State& state) {
@@ -307,27 +341,48 @@ void inPercentiles(benchmark::internal::Benchmark* row) {
     row->Arg(2)->Arg(10)->Arg(100)->Arg(1000)->UseManualTime()->Iterations(1);
 }
 
-BENCHMARK(flushEveryEntry<QxAsync>)->Name("LogFlushEveryEntry/qx")->Apply(inRuns);
-BENCHMARK(flushHeldBack<QxAsync>)->Name("LogFlushHeldBack/qx")->Apply(inRuns);
-BENCHMARK(flushEveryEntry<QxSync>)->Name("LogSelfFlushEveryEntry/qx")->Apply(inRuns);
-BENCHMARK(flushHeldBack<QxSync>)->Name("LogSelfFlushHeldBack/qx")->Apply(inRuns);
-BENCHMARK(latencyFlushEvery<QxAsync>)->Name("CallFlushEveryEntry/qx")->Apply(inPercentiles);
-BENCHMARK(latencyFlushHeld<QxAsync>)->Name("CallFlushHeldBack/qx")->Apply(inPercentiles);
-BENCHMARK(disabledQx)->Name("LogDisabled/qx");
+/// The rows of a library that is measured with a thread that writes and without one.
+template <template <Work> class Async, template <Work> class Self>
+void addRows(const std::string& async, const std::string& self) {
+    using benchmark::RegisterBenchmark;
+    constexpr Work Ready = Work::Ready, Stamped = Work::Stamped;
+    const auto add = [](const std::string& name, auto* function) {
+        return RegisterBenchmark(name.c_str(), function);
+    };
+    add("LogFlushEveryEntry/" + async, &flushEveryEntry<Async<Ready>>)->Apply(inRuns);
+    add("LogFlushHeldBack/" + async, &flushHeldBack<Async<Ready>>)->Apply(inRuns);
+    add("LogStampedFlushEveryEntry/" + async, &flushEveryEntry<Async<Stamped>>)->Apply(inRuns);
+    add("LogStampedFlushHeldBack/" + async, &flushHeldBack<Async<Stamped>>)->Apply(inRuns);
+    add("LogSelfFlushEveryEntry/" + self, &flushEveryEntry<Self<Ready>>)->Apply(inRuns);
+    add("LogSelfFlushHeldBack/" + self, &flushHeldBack<Self<Ready>>)->Apply(inRuns);
+    add("LogSelfStampedFlushEveryEntry/" + self, &flushEveryEntry<Self<Stamped>>)->Apply(inRuns);
+    add("LogSelfStampedFlushHeldBack/" + self, &flushHeldBack<Self<Stamped>>)->Apply(inRuns);
+    add("CallFlushEveryEntry/" + async, &latencyFlushEvery<Async<Ready>>)->Apply(inPercentiles);
+    add("CallFlushHeldBack/" + async, &latencyFlushHeld<Async<Ready>>)->Apply(inPercentiles);
+    add("CallStampedEvery20us/" + async, &latencyRare<Async<Stamped>>)->Apply(inPercentiles);
+}
 
+[[maybe_unused]] const bool areAdded = [] {
+    addRows<QxAsync, QxSync>("qx", "qx");
 #ifdef QX_BENCH_HAVE_SPDLOG
-BENCHMARK(flushEveryEntry<SpdlogAsync>)->Name("LogFlushEveryEntry/spdlog-async")->Apply(inRuns);
-BENCHMARK(flushEveryEntry<SpdlogSync>)->Name("LogFlushEveryEntry/spdlog")->Apply(inRuns);
-BENCHMARK(flushHeldBack<SpdlogAsync>)->Name("LogFlushHeldBack/spdlog-async")->Apply(inRuns);
-BENCHMARK(flushHeldBack<SpdlogSync>)->Name("LogFlushHeldBack/spdlog")->Apply(inRuns);
-BENCHMARK(latencyFlushEvery<SpdlogAsync>)
-    ->Name("CallFlushEveryEntry/spdlog-async")
-    ->Apply(inPercentiles);
-BENCHMARK(latencyFlushHeld<SpdlogAsync>)
-    ->Name("CallFlushHeldBack/spdlog-async")
-    ->Apply(inPercentiles);
-BENCHMARK(flushEveryEntry<SpdlogSync>)->Name("LogSelfFlushEveryEntry/spdlog")->Apply(inRuns);
-BENCHMARK(flushHeldBack<SpdlogSync>)->Name("LogSelfFlushHeldBack/spdlog")->Apply(inRuns);
+    addRows<SpdlogAsync, SpdlogSync>("spdlog-async", "spdlog");
+#endif
+    return true;
+}();
+
+BENCHMARK(disabledQx)->Name("LogDisabled/qx");
+#ifdef QX_BENCH_HAVE_SPDLOG
+// A peer without a thread beside those with one.
+BENCHMARK(flushEveryEntry<SpdlogSync<Work::Ready>>)
+    ->Name("LogFlushEveryEntry/spdlog")
+    ->Apply(inRuns);
+BENCHMARK(flushHeldBack<SpdlogSync<Work::Ready>>)->Name("LogFlushHeldBack/spdlog")->Apply(inRuns);
+BENCHMARK(flushEveryEntry<SpdlogSync<Work::Stamped>>)
+    ->Name("LogStampedFlushEveryEntry/spdlog")
+    ->Apply(inRuns);
+BENCHMARK(flushHeldBack<SpdlogSync<Work::Stamped>>)
+    ->Name("LogStampedFlushHeldBack/spdlog")
+    ->Apply(inRuns);
 BENCHMARK(disabledSpdlog)->Name("LogDisabled/spdlog");
 #endif
 
