@@ -68,15 +68,21 @@ const qx::pcom::InterfaceData* LogEntry::GetComIntfMap() {
     return map;
 }
 
-// The object does not lie in a block of its operator new: the base leaves it alone.
 uint32_t LogEntry::Release() {
-    const uint32_t count = ComObject::Release();
-    if (count == 0) {
-        clear();
-        SetComModule(nullptr);
-        detail::EntryPool::give(this);
+    // Whoever holds the only reference is alone with the entry, which goes back with a count of 1.
+    if (GetRefCount() != 1) {
+        const uint32_t count = InternalRelease();
+        if (count != 0)
+            return count;
+        InternalAddRef();
     }
-    return count;
+    if (qx::pcom::ModuleCount* const module = GetComModule()) {
+        SetComModule(nullptr);
+        module->Release();
+    }
+    clear();
+    detail::EntryPool::give(this);
+    return 0;
 }
 
 void LogEntry::setField(const String& name, const Object* value) {
@@ -301,18 +307,9 @@ const char16_t* LogEntry::store(std::u16string_view text) {
 
 /// Drops all fields, and what was taken for them; keeps a place for further entries.
 void LogEntry::clear() noexcept {
-    bool hasObjects = m_map != nullptr;
-    for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        hasObjects |= fieldAt(i).value.m_kind == FieldValue::Kind::Object ||
-                      fieldAt(i).made.load(std::memory_order_relaxed) != nullptr;
-    }
-    if (hasObjects) {
-        // An object that goes away may take and drop a reference to the entry: not the last one.
-        InternalAddRef();
-        releaseObjects();
-        m_map.reset();
-        InternalRelease();
-    }
+    // An object that goes away may take and drop a reference to the entry, which still has one.
+    releaseObjects();
+    m_map.reset();
     m_longTexts.clear();
     m_order = nullptr;
     m_fieldCount = 0;
@@ -322,7 +319,9 @@ void LogEntry::clear() noexcept {
 void LogEntry::releaseObjects() noexcept {
     for (uint32_t i = 0; i < m_fieldCount; ++i) {
         Field& field = fieldAt(i);
-        const auto made = Reference<Object>::attach(field.made.exchange(nullptr));
+        // Nobody else is here any more: the objects that are not there cost no locked instruction.
+        if (field.made.load(std::memory_order_relaxed))
+            Reference<Object>::attach(field.made.exchange(nullptr));
         if (field.value.m_kind == FieldValue::Kind::Object)
             Reference<Object>::attach(std::exchange(field.value.m_object, nullptr));
     }

@@ -1,5 +1,7 @@
 #include "qx/log/Logger.h"
 
+#include <utility>
+
 #include <qx/core/Result.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/detail/FieldOrder.h>
@@ -48,6 +50,38 @@ private:
     uint8_t m_orders[SwitchSettings][FieldCount] = {};
 };
 
+/// A fan-out that is handing an entry on for a logger, on the stack of the thread. A processor may
+/// have the logger drop it, which then puts it off to the end of the round: that is rare, and a
+/// reference for each entry is not free.
+class QX_LOCAL Logger::Round {
+public:
+    explicit Round(const MultiProcessor& processor) noexcept
+        : m_processor(&processor), m_outer(std::exchange(t_innermost, this)) {}
+    ~Round() { t_innermost = m_outer; }
+    Round(const Round&) = delete;
+    Round& operator=(const Round&) = delete;
+
+    /// Drops @p processor as soon as it is in no round.
+    static void drop(Reference<MultiProcessor> processor) noexcept {
+        Round* last = nullptr;
+        for (Round* round = t_innermost; round; round = round->m_outer) {
+            if (round->m_processor == processor)
+                last = round;
+        }
+        if (last)
+            last->m_dropped = std::move(processor);
+    }
+
+private:
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local Round* t_innermost;
+
+    const MultiProcessor* const m_processor;
+    Round* const m_outer;
+    Reference<MultiProcessor> m_dropped;
+};
+
+constinit thread_local Logger::Round* Logger::Round::t_innermost = nullptr;
+
 Reference<Logger> Logger::create() { return new Logger; }
 
 Reference<Logger> Logger::create(const String& name) { return new Logger(name); }
@@ -56,6 +90,8 @@ Reference<Logger> Logger::create(const String& name) { return new Logger(name); 
 Logger::Logger(const String& name, int switches)
     : m_name(name, String::AM_COPY), m_processor(MultiProcessor::create()),
       m_switches(static_cast<uint8_t>(switches)) {}
+
+Logger::~Logger() { Round::drop(std::move(m_processor)); }
 
 void Logger::enableField(const String& fieldName, bool on) {
     static constexpr struct {
@@ -77,7 +113,7 @@ void Logger::enableField(const String& fieldName, bool on) {
 void Logger::setProcessor(ILogProcessor* processor) {
     const auto fresh = MultiProcessor::create();
     fresh->addProcessor(processor);
-    m_processor = fresh;
+    Round::drop(std::exchange(m_processor, fresh));
 }
 
 void Logger::addProcessor(ILogProcessor* processor) { m_processor->addProcessor(processor); }
@@ -104,7 +140,7 @@ void Logger::addCustomFields(ILogEntry* /*entry*/) {}
 
 Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
     static constexpr FieldOrders orders;
-    const Reference<LogEntry> entry = LogEntry::create();
+    Reference<LogEntry> entry = LogEntry::create();
     const unsigned switches = m_switches;
     if (switches & LevelSwitch)
         entry->setLevel(level);
@@ -127,9 +163,9 @@ Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
 
 void Logger::log(const ILogEntry* entry) {
     m_sequence.fetch_add(1, std::memory_order_relaxed);
-    // A processor may have the logger drop its processors.
-    const Reference<MultiProcessor> processor = m_processor;
-    processor->process(entry);
+    MultiProcessor& processor = *m_processor;
+    const Round round(processor);
+    processor.process(entry);
 }
 
 } // namespace qx::log

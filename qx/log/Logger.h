@@ -67,7 +67,7 @@ public:
 protected:
     Logger() : Logger(String(), LevelSwitch | TextSwitch) {}
     explicit Logger(const String& name) : Logger(name, LevelSwitch | TextSwitch | NameSwitch) {}
-    ~Logger() override = default;
+    ~Logger() override;
 
     bool isEnabled() const noexcept { return m_isEnabled.load(std::memory_order_relaxed); }
     /// A new entry with the fields that are switched on.
@@ -86,6 +86,7 @@ private:
     };
 
     class FieldOrders;
+    class Round;
 
     Logger(const String& name, int switches);
     void logEnabled(int level, const String& text);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include <qx/core/Implements.h>
@@ -31,7 +32,12 @@ private:
     MultiProcessor() = default;
     ~MultiProcessor() override = default;
 
+    void processFrom(size_t first, const ILogEntry* entry);
+
     std::vector<Reference<ILogProcessor>> m_processors;
+    /// The only processor when it is a writer of ours, which lets one entry at a time through by
+    /// itself.
+    ILogProcessor* m_onlyWriter = nullptr;
     sync::ForkSafeMutex m_lock;
 };
 

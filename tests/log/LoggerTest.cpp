@@ -1,3 +1,4 @@
+#include <functional>
 #include <map>
 #include <thread>
 
@@ -127,6 +128,44 @@ TEST(Logger, CountsWhatItHandsOn) {
                                              {{"level", "5"}, {"sequence", "3"}}}));
 }
 
+/// Does something when it is first called.
+class Doing : public qx::pcom::Implements<Object, log::ILogProcessor> {
+public:
+    Doing(std::function<void()> what, bool* isGone = nullptr)
+        : m_what(std::move(what)), m_isGone(isGone) {}
+    ~Doing() override {
+        if (m_isGone)
+            *m_isGone = true;
+    }
+    void process(const log::ILogEntry*) override {
+        if (const auto what = std::exchange(m_what, nullptr))
+            what();
+    }
+
+private:
+    std::function<void()> m_what;
+    bool* const m_isGone;
+};
+
+TEST(Logger, MayBeChangedAndDroppedInTheMiddleOfARound) {
+    bool isGone = false;
+    const auto before = makeReference<Recorder>(), after = makeReference<Recorder>();
+    auto logger = Logger::create();
+    const auto dropAll = [&] {
+        logger->setProcessor(after);
+        logger->log(3, u"by the new processor"_qs);
+        logger.reset();
+        EXPECT_FALSE(isGone);
+    };
+    logger->addProcessor(new Doing([&] { logger->log(2, u"inner round"_qs); }, &isGone));
+    logger->addProcessor(new Doing(dropAll));
+    logger->addProcessor(before);
+    logger->log(1, u"outer round"_qs);
+    EXPECT_TRUE(isGone);
+    EXPECT_EQ(before->entries.size(), 2u);
+    EXPECT_EQ(after->entries.size(), 1u);
+}
+
 TEST(Logger, LetsDerivedLoggersAddFields) {
     class Tagged : public Logger {
     protected:
@@ -165,6 +204,28 @@ TEST(MultiProcessor, EndsTheRoundAtTheFirstFailure) {
     EXPECT_EQ(failureOf([&] { logger->setProcessor(nullptr); }), result::NullPointer);
     logger->log(u"text"_qs);
     EXPECT_EQ(targets[2]->calls, 2) << "a null processor changes nothing";
+}
+
+TEST(MultiProcessor, TakesFurtherProcessorsIntoTheRoundThatItIsIn) {
+    class AddingWriter : public io::NullWriter {
+    public:
+        using NullWriter::write;
+        void write(const char16_t*, int32_t) override { add(); }
+        std::function<void()> add;
+    };
+    const auto logger = Logger::create();
+    const auto recorder = makeReference<Recorder>();
+    const auto writer = makeReference<AddingWriter>();
+    const auto add = [&] { logger->addProcessor(recorder); };
+    writer->add = add;
+    logger->addProcessor(log::BasicLogWriter::create(writer));
+    logger->addProcessor(new Doing(add));
+    logger->log(u"text"_qs);
+    EXPECT_EQ(recorder->entries.size(), 2u);
+    writer->add = add;
+    logger->setProcessor(log::BasicLogWriter::create(writer));
+    logger->log(u"text"_qs);
+    EXPECT_EQ(recorder->entries.size(), 3u);
 }
 
 // What counts does so without a guard of its own; the thread sanitizer and a lost count tell of two

@@ -42,8 +42,9 @@ Reference<LogEntry> EntryPool::take() {
         // Not through the operator of the class: its objects end in operator delete.
         entry = ::new (::operator new(sizeof(LogEntry))) LogEntry;
         entry->m_shelf = number;
+        entry->InternalAddRef();
     }
-    return entry;
+    return Reference<LogEntry>::attach(entry);
 }
 
 LogEntry* EntryPool::takeFrom(Shelf& shelf) noexcept {
@@ -62,12 +63,13 @@ LogEntry* EntryPool::takeFrom(Shelf& shelf) noexcept {
 
 void EntryPool::give(LogEntry* entry) noexcept {
     Shelf& shelf = s_shelves[entry->m_shelf];
-    if (shelf.returnedCount.load(std::memory_order_relaxed) >= MostEntries ||
-        s_isClosed.load(std::memory_order_relaxed)) {
+    const uint32_t count = shelf.returnedCount.load(std::memory_order_relaxed);
+    if (count >= MostEntries || s_isClosed.load(std::memory_order_relaxed)) {
         destroy(entry);
         return;
     }
-    shelf.returnedCount.fetch_add(1, std::memory_order_relaxed);
+    // Of two at once one may not be counted: it is a bound, which need not be met exactly.
+    shelf.returnedCount.store(count + 1, std::memory_order_relaxed);
     LogEntry* first = shelf.returned.load(std::memory_order_relaxed);
     do {
         entry->m_next = first;

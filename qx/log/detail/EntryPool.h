@@ -16,13 +16,14 @@ namespace detail {
 ///
 /// Neither side waits for the other: a shelf is a list that one taker at a time takes from, and one
 /// to which givers push and which the taker takes over as a whole (so that no entry can be pushed
-/// again while a taker looks at it). Every shelf keeps a limited number of entries.
+/// again while a taker looks at it). Every shelf keeps a limited number of entries, each of which
+/// has a count of 1: that of the reference to come.
 class EntryPool {
 public:
     /// An entry without fields.
     /// @throws std::bad_alloc
     static Reference<LogEntry> take();
-    /// Takes back an entry that nobody references.
+    /// Takes back an entry without fields and with a count of 1 that nobody references.
     static void give(LogEntry* entry) noexcept;
 
 private:
