@@ -46,6 +46,11 @@ void HeldFlushWriter::write(char16_t unit) {
 
 void HeldFlushWriter::flush() {
     const std::lock_guard lock(m_lock);
+    holdFlush();
+}
+
+/// For holders of the lock, as flushHeld.
+void HeldFlushWriter::holdFlush() {
     const int64_t time = now();
     if (!m_isHeld) {
         m_isHeld = true;

@@ -8,6 +8,11 @@
 
 namespace qx::io {
 
+namespace detail {
+class Utf8Turn;
+struct Utf8Writers;
+} // namespace detail
+
 /// Holds back the flushes of the writer that it wraps, so that what is flushed often reaches a file
 /// in large pieces. A held-back flush is carried out by release, by the first flush that is asked
 /// for when the time bound has passed since the oldest one held back, by close and by the
@@ -41,7 +46,11 @@ public:
     void release();
 
 private:
+    friend class detail::Utf8Turn;
+    friend struct detail::Utf8Writers;
+
     int64_t now() const;
+    void holdFlush();
     void flushHeld();
 
     sync::ForkSafeMutex m_lock;

@@ -6,7 +6,9 @@
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
+#include <qx/io/detail/ExactClass.h>
 #include <qx/text/charset/PendingSurrogate.h>
+#include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/detail/EncoderStop.h>
 
 namespace qx::io {
@@ -22,6 +24,7 @@ constexpr int32_t MinimumSize = 6;
 
 OutputStreamWriter::OutputStreamWriter(OutputStream* out, const char16_t* encoding, int32_t size)
     : m_out(required(out)), m_converter(text::charset::CharToByteConverter::getConverter(encoding)),
+      m_utf8(detail::exactly<const text::charset::CTBUTF8>(*m_converter)),
       m_size(std::max(size, MinimumSize)),
       m_bytes(std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_size))) {}
 

@@ -9,7 +9,16 @@
 #include <qx/platform/export.h>
 #include <qx/text/charset/CharToByteConverter.h>
 
+namespace qx::text::charset {
+class CTBUTF8;
+}
+
 namespace qx::io {
+
+namespace detail {
+class Utf8Turn;
+struct Utf8Writers;
+} // namespace detail
 
 /// Writes text to a byte stream in some encoding. Bytes wait in a buffer until it is full or
 /// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
@@ -40,6 +49,9 @@ public:
     virtual const char16_t* getEncodingName();
 
 private:
+    friend class detail::Utf8Turn;
+    friend struct detail::Utf8Writers;
+
     void requireOpen() const;
     void encode(const char16_t* from, int32_t length);
     void flushConverter();
@@ -48,6 +60,7 @@ private:
 
     Reference<OutputStream> m_out;
     Reference<text::charset::CharToByteConverter> m_converter; // null once closed
+    const text::charset::CTBUTF8* m_utf8; // the converter when it is the library's own for UTF-8
     int32_t m_size;
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_count = 0;

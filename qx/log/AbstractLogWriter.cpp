@@ -4,6 +4,9 @@
 #include <utility>
 
 #include <qx/core/Required.h>
+#include <qx/io/detail/Utf8Turn.h>
+#include <qx/log/detail/FieldSource.h>
+#include <qx/log/detail/FieldWalk.h>
 
 namespace qx::log {
 
@@ -26,14 +29,28 @@ String AbstractLogWriter::takeText() {
     return text;
 }
 
-void AbstractLogWriter::process(const ILogEntry* entry) {
-    required(entry);
+/// What @p body returns; counts the entry that it throws for.
+template <class Body>
+auto AbstractLogWriter::counted(Body&& body) {
     try {
-        write(entry);
+        return body();
     } catch (...) {
         ++m_lostCount;
         throw;
     }
+}
+
+void AbstractLogWriter::process(const ILogEntry* entry) {
+    required(entry);
+    counted([&] { write(entry); });
+}
+
+/// Lets entries of ours be written by @p encode where that cannot be told from a call of format.
+void AbstractLogWriter::encodeBy(Encode encode) noexcept {
+    const auto writers = io::detail::Utf8Writers::behind(*m_writer);
+    m_encode = writers.out ? encode : nullptr;
+    m_out = writers.out;
+    m_held = writers.held;
 }
 
 void AbstractLogWriter::write(const ILogEntry* entry) {
@@ -41,11 +58,37 @@ void AbstractLogWriter::write(const ILogEntry* entry) {
     // queue may not wait for the other.
     const std::lock_guard lock(m_lock);
     m_lock.requireWhole();
+    const LogEntry* const known = m_encode ? detail::asLogEntry(*entry) : nullptr;
+    if (known && tryWriteBytes(detail::FieldSource(*known)))
+        return;
     String text = format(entry);
     m_writer->write(text.getData(), text.getLength());
     flush();
     if (text.getLength() <= LongestSpare)
         m_spare.swap(text);
+}
+
+/// Writes and flushes without making UTF-16 of the fields; false when that cannot be, and nothing
+/// has happened.
+bool AbstractLogWriter::tryWriteBytes(const detail::FieldSource& fields) {
+    io::detail::Utf8Turn turn({m_held, m_out});
+    detail::Utf8Text text(turn.room());
+    m_encode(*this, fields, text);
+    if (text.size() == 0)
+        return false;
+    turn.write(text.size());
+    turn.flush();
+    return true;
+}
+
+/// Does what process does for an entry with the fields of @p record; false when it has to be called
+/// with one. Where entries can be encoded.
+bool AbstractLogWriter::tryProcess(const detail::Record& record) {
+    return counted([&] {
+        const std::lock_guard lock(m_lock);
+        m_lock.requireWhole();
+        return tryWriteBytes(detail::FieldSource(record));
+    });
 }
 
 } // namespace qx::log

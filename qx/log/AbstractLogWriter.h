@@ -12,7 +12,18 @@
 #include <qx/platform/export.h>
 #include <qx/sync/ForkSafeMutex.h>
 
+namespace qx::io {
+class HeldFlushWriter;
+class OutputStreamWriter;
+} // namespace qx::io
+
 namespace qx::log {
+
+namespace detail {
+class FieldSource;
+struct Record;
+class Utf8Text;
+} // namespace detail
 
 /// The end of a chain of processors: turns each entry into text and writes it to a character
 /// writer, with one write and one flush per entry. What these throw passes through; the part of the
@@ -49,12 +60,29 @@ public:
     void process(const ILogEntry* entry) override;
 
 private:
+    friend class BasicLogWriter;
+    friend class MultiProcessor;
+    friend class XmlLogWriter;
+
+    /// Appends what format gives for the fields. Of a @p self that is of the very class.
+    using Encode = void (*)(const AbstractLogWriter& self, const detail::FieldSource& fields,
+                            detail::Utf8Text& text);
+
+    void encodeBy(Encode encode) noexcept;
+    template <class Body>
+    auto counted(Body&& body);
     void write(const ILogEntry* entry);
+    bool tryWriteBytes(const detail::FieldSource& fields);
+    bool tryProcess(const detail::Record& record);
 
     const Reference<io::Writer> m_writer;
     sync::ForkSafeMutex m_lock;
     std::atomic<uint64_t> m_lostCount{0};
     String m_spare; // kept for its room; guarded by m_lock
+    /// Where format is nobody else's and the bytes of the writer can be got at; else null.
+    Encode m_encode = nullptr;
+    io::OutputStreamWriter* m_out = nullptr;
+    io::HeldFlushWriter* m_held = nullptr; // in front of it, or null
 };
 
 } // namespace qx::log

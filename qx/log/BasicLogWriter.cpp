@@ -8,11 +8,14 @@
 #include <string_view>
 
 #include <qx/core/String.h>
+#include <qx/log/detail/FieldSource.h>
 #include <qx/log/detail/FieldWalk.h>
 
 namespace qx::log {
 
 namespace {
+
+constexpr std::u16string_view Separator = u"-------------------------\n";
 
 /// Appends many short texts to a String, whose memory it locks for as long as it lives: a call of
 /// the String for each text would take longer than the copying. Nobody may use the String
@@ -72,7 +75,9 @@ private:
 } // namespace
 
 Reference<ILogProcessor> BasicLogWriter::create(io::Writer* writer) {
-    return Reference<BasicLogWriter>(new BasicLogWriter(writer));
+    const Reference<BasicLogWriter> created(new BasicLogWriter(writer));
+    created->encodeBy(&BasicLogWriter::encode);
+    return created;
 }
 
 String BasicLogWriter::format(const ILogEntry* entry) {
@@ -82,9 +87,18 @@ String BasicLogWriter::format(const ILogEntry* entry) {
         detail::forEachText(*entry, [&lines](std::u16string_view name, std::u16string_view value) {
             lines.append(name).append(u'=').append(value).append(u'\n');
         });
-        lines.append(u"-------------------------\n");
+        lines.append(Separator);
     }
     return text;
+}
+
+void BasicLogWriter::encode(const AbstractLogWriter& /*self*/, const detail::FieldSource& fields,
+                            detail::Utf8Text& text) {
+    FieldText room;
+    fields.forEachField(text, [&](std::u16string_view name, const FieldValue& value) {
+        text.append(name).append(u'=').append(value, room).append(u'\n');
+    });
+    text.append(Separator);
 }
 
 } // namespace qx::log

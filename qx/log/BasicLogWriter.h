@@ -19,6 +19,9 @@ protected:
     String format(const ILogEntry* entry) override;
 
 private:
+    static void encode(const AbstractLogWriter& self, const detail::FieldSource& fields,
+                       detail::Utf8Text& text);
+
     using AbstractLogWriter::AbstractLogWriter;
 };
 

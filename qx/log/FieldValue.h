@@ -11,6 +11,10 @@
 
 namespace qx::log {
 
+namespace detail {
+struct Record;
+}
+
 /// Memory for the text of a value that is not stored as text. It may serve one value after another
 /// and holds the text of the last one.
 struct FieldText {
@@ -27,6 +31,8 @@ public:
     Kind kind() const noexcept { return m_kind; }
     /// The number of a value of kind Signed.
     int32_t toSigned() const noexcept { return m_signed; }
+    /// The number of a value of kind Unsigned.
+    uint32_t toUnsigned() const noexcept { return m_unsigned; }
     /// What toString of the value's object gives, empty for a null value. The result refers to the
     /// entry or to @p room.
     /// @throws what toString throws
@@ -37,6 +43,7 @@ public:
 
 private:
     friend class LogEntry;
+    friend struct detail::Record;
 
     struct Units {
         const char16_t* units;
@@ -44,6 +51,11 @@ private:
     };
 
     FieldValue() noexcept : m_object(nullptr) {}
+    explicit FieldValue(int32_t number) noexcept : m_signed(number), m_kind(Kind::Signed) {}
+    explicit FieldValue(uint32_t number) noexcept : m_unsigned(number), m_kind(Kind::Unsigned) {}
+    explicit FieldValue(std::u16string_view text) noexcept
+        : m_text{text.data(), static_cast<uint32_t>(text.size())}, m_kind(Kind::Text) {}
+    explicit FieldValue(const STRUCT_QX_TIME& time) noexcept : m_time(time), m_kind(Kind::Time) {}
     std::u16string_view makeText(FieldText& room) const;
     Reference<qx::Object> makeObject() const;
 

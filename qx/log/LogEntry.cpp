@@ -10,8 +10,7 @@
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
 #include <qx/log/detail/EntryPool.h>
-#include <qx/log/detail/FieldOrder.h>
-#include <qx/log/detail/StandardFields.h>
+#include <qx/log/detail/Record.h>
 #include <qx/util/buffer/CopyCharBuffer.h>
 #include <qx/util/buffer/detail/WithUnits.h>
 
@@ -149,33 +148,23 @@ int32_t LogEntry::GetFieldIterator(pcom::IFieldIterator** out) {
     });
 }
 
-void LogEntry::setLevel(int32_t level) noexcept {
-    FieldValue& value = append(detail::LevelField).value;
-    value.m_kind = FieldValue::Kind::Signed;
-    value.m_signed = level;
+/// For an entry without fields.
+void LogEntry::setFields(const detail::Record& record) {
+    using namespace detail;
+    if (record.switches & LevelSwitch)
+        append(LevelField).value = FieldValue(record.level);
+    if (record.switches & TextSwitch)
+        appendText(TextField, record.text);
+    if (record.switches & SequenceSwitch)
+        append(SequenceField).value = FieldValue(record.sequence);
+    if (record.switches & ThreadSwitch)
+        append(ThreadField).value = FieldValue(record.thread);
+    if (record.switches & TimestampSwitch)
+        append(TimestampField).value = FieldValue(record.time);
+    if (record.switches & NameSwitch)
+        appendText(NameField, record.name);
+    m_order = Orders[record.switches].numbers.data();
 }
-
-void LogEntry::setSequence(int32_t number) noexcept {
-    FieldValue& value = append(detail::SequenceField).value;
-    value.m_kind = FieldValue::Kind::Signed;
-    value.m_signed = number;
-}
-
-void LogEntry::setThread(uint32_t id) noexcept {
-    FieldValue& value = append(detail::ThreadField).value;
-    value.m_kind = FieldValue::Kind::Unsigned;
-    value.m_unsigned = id;
-}
-
-void LogEntry::setTime(const STRUCT_QX_TIME& time) noexcept {
-    FieldValue& value = append(detail::TimestampField).value;
-    value.m_kind = FieldValue::Kind::Time;
-    value.m_time = time;
-}
-
-void LogEntry::setText(const String& text) { appendText(detail::TextField, text); }
-
-void LogEntry::setName(const String& name) { appendText(detail::NameField, name); }
 
 /// For an entry that has no field of this name and room for one.
 LogEntry::Field& LogEntry::append(const detail::FieldName& name) noexcept {
@@ -186,13 +175,9 @@ LogEntry::Field& LogEntry::append(const detail::FieldName& name) noexcept {
     return field;
 }
 
-void LogEntry::appendText(const detail::FieldName& name, const String& text) {
-    withUnits(text, [&](std::u16string_view units) {
-        const char16_t* const stored = store(units);
-        FieldValue& value = append(name).value;
-        value.m_kind = FieldValue::Kind::Text;
-        value.m_text = {stored, static_cast<uint32_t>(units.size())};
-    });
+void LogEntry::appendText(const detail::FieldName& name, std::u16string_view text) {
+    const char16_t* const stored = store(text);
+    append(name).value = FieldValue(std::u16string_view(stored, text.size()));
 }
 
 void LogEntry::set(std::u16string_view name, const Object* value) {

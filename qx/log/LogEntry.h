@@ -22,6 +22,7 @@ namespace qx::log {
 namespace detail {
 class EntryPool;
 struct FieldName;
+struct Record;
 } // namespace detail
 
 /// A bag of named values, which it holds by references; also as a component.
@@ -103,18 +104,13 @@ private:
     LogEntry() noexcept = default;
     ~LogEntry() override;
 
-    void setLevel(int32_t level) noexcept;
-    void setText(const String& text);
-    void setSequence(int32_t number) noexcept;
-    void setThread(uint32_t id) noexcept;
-    void setTime(const STRUCT_QX_TIME& time) noexcept;
-    void setName(const String& name);
+    void setFields(const detail::Record& record);
 
     Field& fieldAt(uint32_t number) const noexcept {
         return number < InlineFields ? m_fields[number] : m_furtherFields[number - InlineFields];
     }
     Field& append(const detail::FieldName& name) noexcept;
-    void appendText(const detail::FieldName& name, const String& text);
+    void appendText(const detail::FieldName& name, std::u16string_view text);
     void set(std::u16string_view name, const Object* value);
     bool get(std::u16string_view name, Reference<const Object>& value) const;
     bool has(std::u16string_view name) const;

@@ -4,59 +4,21 @@
 
 #include <qx/core/Result.h>
 #include <qx/log/LogEntry.h>
-#include <qx/log/detail/FieldOrder.h>
-#include <qx/log/detail/StandardFields.h>
+#include <qx/log/detail/Record.h>
 #include <qx/platform/native.h>
 #include <qx/platform/time.h>
+#include <qx/util/buffer/detail/WithUnits.h>
 
 namespace qx::log {
 
-/// The order of the fields of an entry for each setting of the switches.
-class Logger::FieldOrders {
-public:
-    constexpr FieldOrders() {
-        // As getLogEntry sets them.
-        constexpr struct {
-            uint8_t bit;
-            uint32_t hash;
-        } fields[] = {
-            {LevelSwitch, detail::LevelField.hash},
-            {TextSwitch, detail::TextField.hash},
-            {SequenceSwitch, detail::SequenceField.hash},
-            {ThreadSwitch, detail::ThreadField.hash},
-            {TimestampSwitch, detail::TimestampField.hash},
-            {NameSwitch, detail::NameField.hash},
-        };
-        for (unsigned switches = 0; switches < SwitchSettings; ++switches) {
-            uint32_t hashes[FieldCount] = {};
-            uint32_t count = 0;
-            for (const auto& field : fields) {
-                if (switches & field.bit)
-                    hashes[count++] = field.hash;
-            }
-            detail::putInOrder(
-                count, [&](uint32_t number) { return hashes[number]; }, m_orders[switches]);
-        }
-    }
-
-    constexpr const uint8_t* operator[](unsigned switches) const noexcept {
-        return m_orders[switches];
-    }
-
-private:
-    static constexpr unsigned FieldCount = 6;
-    static constexpr unsigned SwitchSettings = 1 << FieldCount;
-
-    uint8_t m_orders[SwitchSettings][FieldCount] = {};
-};
-
-/// A fan-out that is handing an entry on for a logger, on the stack of the thread. A processor may
+/// A fan-out that is handing something on for a logger, on the stack of the thread. A processor may
 /// have the logger drop it, which then puts it off to the end of the round: that is rare, and a
 /// reference for each entry is not free.
 class QX_LOCAL Logger::Round {
 public:
-    explicit Round(const MultiProcessor& processor) noexcept
-        : m_processor(&processor), m_outer(std::exchange(t_innermost, this)) {}
+    /// @param record  what is handed on, where there is no entry
+    explicit Round(const MultiProcessor& processor, const Record* record = nullptr) noexcept
+        : m_processor(&processor), m_record(record), m_outer(std::exchange(t_innermost, this)) {}
     ~Round() { t_innermost = m_outer; }
     Round(const Round&) = delete;
     Round& operator=(const Round&) = delete;
@@ -71,20 +33,41 @@ public:
         if (last)
             last->m_dropped = std::move(processor);
     }
+    /// Makes the entries that a further processor of @p processor is to get in rounds with records.
+    static void makeEntries(const MultiProcessor& processor) {
+        for (Round* round = t_innermost; round; round = round->m_outer) {
+            if (round->m_processor == &processor && round->m_record && !round->m_entry)
+                round->m_entry = entryOf(*round->m_record);
+        }
+    }
+    /// What makeEntries has made.
+    const ILogEntry* entry() const noexcept { return m_entry; }
 
 private:
     [[gnu::tls_model("initial-exec")]] static constinit thread_local Round* t_innermost;
 
     const MultiProcessor* const m_processor;
+    const Record* const m_record;
     Round* const m_outer;
+    Reference<LogEntry> m_entry;
     Reference<MultiProcessor> m_dropped;
 };
 
 constinit thread_local Logger::Round* Logger::Round::t_innermost = nullptr;
 
-Reference<Logger> Logger::create() { return new Logger; }
+Reference<Logger> Logger::create() { return plain(new Logger); }
 
-Reference<Logger> Logger::create(const String& name) { return new Logger(name); }
+Reference<Logger> Logger::create(const String& name) { return plain(new Logger(name)); }
+
+Reference<Logger> Logger::plain(Reference<Logger> logger) noexcept {
+    logger->m_isPlain = true;
+    return logger;
+}
+
+Logger::Logger() : Logger(String(), detail::LevelSwitch | detail::TextSwitch) {}
+
+Logger::Logger(const String& name)
+    : Logger(name, detail::LevelSwitch | detail::TextSwitch | detail::NameSwitch) {}
 
 // The name is copied: a string may stand for units that somebody else keeps.
 Logger::Logger(const String& name, int switches)
@@ -98,9 +81,12 @@ void Logger::enableField(const String& fieldName, bool on) {
         const detail::FieldName& name;
         uint8_t bit;
     } rows[] = {
-        {detail::SequenceField, SequenceSwitch}, {detail::ThreadField, ThreadSwitch},
-        {detail::NameField, NameSwitch},         {detail::TimestampField, TimestampSwitch},
-        {detail::LevelField, LevelSwitch},       {detail::TextField, TextSwitch},
+        {detail::SequenceField, detail::SequenceSwitch},
+        {detail::ThreadField, detail::ThreadSwitch},
+        {detail::NameField, detail::NameSwitch},
+        {detail::TimestampField, detail::TimestampSwitch},
+        {detail::LevelField, detail::LevelSwitch},
+        {detail::TextField, detail::TextSwitch},
     };
     for (const auto& row : rows) {
         if (fieldName.equals(row.name.text, true)) {
@@ -116,7 +102,10 @@ void Logger::setProcessor(ILogProcessor* processor) {
     Round::drop(std::exchange(m_processor, fresh));
 }
 
-void Logger::addProcessor(ILogProcessor* processor) { m_processor->addProcessor(processor); }
+void Logger::addProcessor(ILogProcessor* processor) {
+    Round::makeEntries(*m_processor);
+    m_processor->addProcessor(processor);
+}
 
 Reference<ILogProcessor> Logger::createProcessor(const String& /*name*/) { return nullptr; }
 
@@ -131,33 +120,52 @@ void Logger::log(const String& text) {
 
 // Apart from log, so that a disabled logger does not pay for what this needs.
 [[gnu::noinline]] void Logger::logEnabled(int level, const String& text) {
+    // Whoever takes an entry apart at once, and nobody sees it, gets along without.
+    if (m_isPlain && !text.isInForeignBuffer() && m_processor->takesRecords()) {
+        logRecord(recordOf(level, text.view()));
+        return;
+    }
     const Reference<ILogEntry> entry = getLogEntry(level, text);
     addCustomFields(entry);
     log(entry);
 }
 
+void Logger::logRecord(const Record& record) {
+    m_sequence.fetch_add(1, std::memory_order_relaxed);
+    MultiProcessor& processor = *m_processor;
+    const Round round(processor, &record);
+    if (!processor.tryProcess(record))
+        processor.process(entryOf(record));
+    else if (round.entry()) [[unlikely]]
+        processor.processFrom(1, round.entry());
+}
+
 void Logger::addCustomFields(ILogEntry* /*entry*/) {}
 
 Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
-    static constexpr FieldOrders orders;
+    if (!(m_switches & detail::TextSwitch))
+        return entryOf(recordOf(level, {}));
+    return util::detail::withUnits(
+        text, [&](std::u16string_view units) { return entryOf(recordOf(level, units)); });
+}
+
+Logger::Record Logger::recordOf(int level, std::u16string_view text) const {
+    Record record;
+    record.switches = m_switches;
+    record.level = level;
+    record.text = text;
+    record.name = m_name.view();
+    record.sequence = static_cast<int32_t>(m_sequence.load(std::memory_order_relaxed));
+    if (m_switches & detail::ThreadSwitch)
+        record.thread = QXThreadCurrentId();
+    if (m_switches & detail::TimestampSwitch)
+        throwIfFailed(QXTimeGetLocal(&record.time));
+    return record;
+}
+
+Reference<LogEntry> Logger::entryOf(const Record& record) {
     Reference<LogEntry> entry = LogEntry::create();
-    const unsigned switches = m_switches;
-    if (switches & LevelSwitch)
-        entry->setLevel(level);
-    if (switches & TextSwitch)
-        entry->setText(text);
-    if (switches & SequenceSwitch)
-        entry->setSequence(static_cast<int32_t>(m_sequence.load(std::memory_order_relaxed)));
-    if (switches & ThreadSwitch)
-        entry->setThread(QXThreadCurrentId());
-    if (switches & TimestampSwitch) {
-        STRUCT_QX_TIME now;
-        throwIfFailed(QXTimeGetLocal(&now));
-        entry->setTime(now);
-    }
-    if (switches & NameSwitch)
-        entry->setName(m_name);
-    entry->m_order = orders[switches];
+    entry->setFields(record);
     return entry;
 }
 

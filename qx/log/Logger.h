@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string_view>
 
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
@@ -15,6 +16,12 @@
 #include <qx/platform/export.h>
 
 namespace qx::log {
+
+namespace detail {
+struct Record;
+}
+
+class LogEntry;
 
 /// Makes an entry of every text that is logged and hands it to processors.
 ///
@@ -65,8 +72,8 @@ public:
     void log(const String& text) override;
 
 protected:
-    Logger() : Logger(String(), LevelSwitch | TextSwitch) {}
-    explicit Logger(const String& name) : Logger(name, LevelSwitch | TextSwitch | NameSwitch) {}
+    Logger();
+    explicit Logger(const String& name);
     ~Logger() override;
 
     bool isEnabled() const noexcept { return m_isEnabled.load(std::memory_order_relaxed); }
@@ -76,26 +83,22 @@ protected:
     void log(const ILogEntry* entry);
 
 private:
-    enum : uint8_t {
-        SequenceSwitch = 1,
-        ThreadSwitch = 2,
-        NameSwitch = 4,
-        TimestampSwitch = 8,
-        LevelSwitch = 16,
-        TextSwitch = 32,
-    };
-
-    class FieldOrders;
     class Round;
+    using Record = detail::Record;
 
     Logger(const String& name, int switches);
+    static Reference<Logger> plain(Reference<Logger> logger) noexcept;
     void logEnabled(int level, const String& text);
+    void logRecord(const Record& record);
+    Record recordOf(int level, std::u16string_view text) const;
+    static Reference<LogEntry> entryOf(const Record& record);
 
     const String m_name;
     std::atomic<bool> m_isEnabled{true};
     Reference<MultiProcessor> m_processor;
     int32_t m_defaultLevel = 0;
     uint8_t m_switches;
+    bool m_isPlain = false; // of this very class: nobody adds fields
     std::atomic<uint32_t> m_sequence{0};
 };
 

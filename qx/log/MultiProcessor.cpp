@@ -5,6 +5,7 @@
 
 #include <qx/core/Required.h>
 #include <qx/log/detail/OwnProcessors.h>
+#include <qx/log/detail/Record.h>
 
 namespace qx::log {
 
@@ -24,6 +25,17 @@ void MultiProcessor::process(const ILogEntry* entry) {
     m_onlyWriter->process(entry);
     if (m_processors.size() > 1) [[unlikely]]
         processFrom(1, entry);
+}
+
+/// Whether tryProcess has a chance.
+bool MultiProcessor::takesRecords() const noexcept {
+    return m_onlyWriter && m_onlyWriter->m_encode;
+}
+
+/// Does what process does for an entry with the fields of @p record, but for processors that were
+/// added meanwhile; false when it has to be called with one.
+bool MultiProcessor::tryProcess(const detail::Record& record) {
+    return m_onlyWriter->tryProcess(record);
 }
 
 void MultiProcessor::processFrom(size_t first, const ILogEntry* entry) {

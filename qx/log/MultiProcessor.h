@@ -12,6 +12,12 @@
 
 namespace qx::log {
 
+class AbstractLogWriter;
+
+namespace detail {
+struct Record;
+}
+
 /// Hands every entry to a number of processors, one after the other and one entry at a time.
 ///
 /// process may be called from any thread, also by a processor that is being handed an entry;
@@ -32,12 +38,16 @@ private:
     MultiProcessor() = default;
     ~MultiProcessor() override = default;
 
+    friend class Logger;
+
+    bool takesRecords() const noexcept;
+    bool tryProcess(const detail::Record& record);
     void processFrom(size_t first, const ILogEntry* entry);
 
     std::vector<Reference<ILogProcessor>> m_processors;
     /// The only processor when it is a writer of ours, which lets one entry at a time through by
     /// itself.
-    ILogProcessor* m_onlyWriter = nullptr;
+    AbstractLogWriter* m_onlyWriter = nullptr;
     sync::ForkSafeMutex m_lock;
 };
 

@@ -5,6 +5,7 @@
 
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/log/detail/FieldSource.h>
 #include <qx/log/detail/FieldWalk.h>
 #include <qx/text/charset/Surrogates.h>
 
@@ -13,6 +14,7 @@ namespace qx::log {
 using text::charset::isHighSurrogate;
 using text::charset::isLowSurrogate;
 using text::charset::isSurrogate;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -70,7 +72,8 @@ bool isNameUnit(char16_t unit) {
 /// Appends @p text so that an XML 1.0 parser reads it back from @p place, in double quotes where
 /// that is an attribute. Characters that no document may contain, lone surrogates among them,
 /// become U+FFFD.
-void appendEscaped(String& to, std::u16string_view text, XmlPlace place) {
+template <class Text>
+void appendEscaped(Text& to, std::u16string_view text, XmlPlace place) {
     const char16_t* from = text.data();
     const char16_t* const end = from + text.size();
     while (from != end) {
@@ -90,7 +93,8 @@ void appendEscaped(String& to, std::u16string_view text, XmlPlace place) {
 
 /// Appends the name of the element for a field called @p name: letters, digits, "_", "-" and "." of
 /// ASCII, the narrowest set on which parsers agree. True when it is the field's whole name.
-bool appendElementName(String& to, std::u16string_view name) {
+template <class Text>
+bool appendElementName(Text& to, std::u16string_view name) {
     bool isWhole = !name.empty() && isNameStart(name.front());
     if (!isWhole)
         to.append(u'_');
@@ -104,32 +108,35 @@ bool appendElementName(String& to, std::u16string_view name) {
     return isWhole;
 }
 
-void appendPlainField(String& text, std::u16string_view name, std::u16string_view value) {
-    text.append(u"    <").append(name).append(u"> ").append(value).append(u" </");
-    text.append(name.substr(0, name.find(u' '))).append(u">\n");
+template <class Text>
+void appendPlainField(Text& text, std::u16string_view name, std::u16string_view value) {
+    text.append(u"    <"sv).append(name).append(u"> "sv).append(value).append(u" </"sv);
+    text.append(name.substr(0, name.find(u' '))).append(u">\n"sv);
 }
 
-void appendWellFormedField(String& text, std::u16string_view name, std::u16string_view value) {
-    text.append(u"    <");
-    const int32_t begin = text.getLength();
-    const bool isWhole = appendElementName(text, name);
-    const int32_t end = text.getLength();
-    if (!isWhole) {
-        text.append(u" name=\"");
+template <class Text>
+void appendWellFormedField(Text& text, std::u16string_view name, std::u16string_view value) {
+    text.append(u"    <"sv);
+    if (!appendElementName(text, name)) {
+        text.append(u" name=\""sv);
         appendEscaped(text, name, XmlPlace::Attribute);
         text.append(u'"');
     }
-    text.append(u"> ");
+    text.append(u"> "sv);
     appendEscaped(text, value, XmlPlace::Content);
-    text.append(u" </").append(
-        TextView(text).substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin)));
-    text.append(u">\n");
+    text.append(u" </"sv);
+    appendElementName(text, name);
+    text.append(u">\n"sv);
 }
+
+constexpr std::u16string_view EntryBegin = u"  <entry>\n", EntryEnd = u"  </entry>\n";
 
 } // namespace
 
 Reference<ILogProcessor> XmlLogWriter::create(io::Writer* writer, Escaping escaping) {
-    return Reference<XmlLogWriter>(new XmlLogWriter(writer, escaping));
+    const Reference<XmlLogWriter> created(new XmlLogWriter(writer, escaping));
+    created->encodeBy(&XmlLogWriter::encode);
+    return created;
 }
 
 XmlLogWriter::XmlLogWriter(io::Writer* writer, Escaping escaping)
@@ -147,13 +154,27 @@ XmlLogWriter::~XmlLogWriter() {
 
 String XmlLogWriter::format(const ILogEntry* entry) {
     String text = takeText();
-    text.append(u"  <entry>\n");
-    const auto append = m_escaping == Escaping::None ? &appendPlainField : &appendWellFormedField;
+    text.append(EntryBegin);
+    const auto append =
+        m_escaping == Escaping::None ? &appendPlainField<String> : &appendWellFormedField<String>;
     detail::forEachText(*entry, [&](std::u16string_view name, std::u16string_view value) {
         append(text, name, value);
     });
-    text.append(u"  </entry>\n");
+    text.append(EntryEnd);
     return text;
+}
+
+void XmlLogWriter::encode(const AbstractLogWriter& self, const detail::FieldSource& fields,
+                          detail::Utf8Text& text) {
+    using detail::Utf8Text;
+    const bool isPlain = static_cast<const XmlLogWriter&>(self).m_escaping == Escaping::None;
+    const auto append = isPlain ? &appendPlainField<Utf8Text> : &appendWellFormedField<Utf8Text>;
+    FieldText room;
+    text.append(EntryBegin);
+    fields.forEachField(text, [&](std::u16string_view name, const FieldValue& value) {
+        append(text, name, value.text(room));
+    });
+    text.append(EntryEnd);
 }
 
 } // namespace qx::log

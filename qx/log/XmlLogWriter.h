@@ -46,6 +46,9 @@ protected:
 private:
     XmlLogWriter(io::Writer* writer, Escaping escaping);
 
+    static void encode(const AbstractLogWriter& self, const detail::FieldSource& fields,
+                       detail::Utf8Text& text);
+
     const Escaping m_escaping;
 };
 

@@ -4,6 +4,7 @@
 #include <expat.h>
 #endif
 
+#include <qx/io/HeldFlushWriter.h>
 #include <qx/io/NullWriter.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/XmlLogWriter.h>
@@ -22,6 +23,19 @@ using Sink = qxtest::FakeSink<qxtest::Chars>;
 
 constexpr char Separator[] = "-------------------------\n";
 constexpr char XmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<log>\n";
+
+/// An entry with all fields that a logger sets, and a text of that length.
+Reference<log::ILogEntry> stampedEntry(int length) {
+    class Opened : public log::Logger {
+    public:
+        Opened() : Logger(String(u"name")) {}
+        using Logger::getLogEntry;
+    };
+    const auto logger = makeReference<Opened>();
+    for (const auto* field : {u"name", u"sequence", u"thread", u"timestamp"})
+        logger->enableField(String(field), true);
+    return logger->getLogEntry(-1, String(std::u16string(static_cast<size_t>(length), u'x')));
+}
 
 /// Expects the fields of the entry in the order of the names, also from behind another object.
 void expectWritten(log::ILogEntry* entry) {
@@ -63,15 +77,96 @@ TEST(LogWriters, WriteNamesAndValuesAsTheyAreInTheOrderOfTheNames) {
     expectWritten(entryWith(u"none", nullptr));
     expectWritten(entryWith(u"custom lang=\"en\" x=\"1\"", new String(u"c")));
 
-    class Opened : public log::Logger {
-    public:
-        Opened() : Logger(String(u"name")) {}
-        using Logger::getLogEntry;
-    };
-    const auto logger = makeReference<Opened>();
-    for (const auto* field : {u"name", u"sequence", u"thread", u"timestamp"})
-        logger->enableField(String(field), true);
-    expectWritten(logger->getLogEntry(-1, String(std::u16string(5000, u'x'))));
+    expectWritten(stampedEntry(5000));
+}
+
+/// Two loggers that do the same, one through a writer that log writers do not know.
+class Twins {
+public:
+    Twins(int kind, int32_t size, bool isHeld) {
+        class Unknown : public io::OutputStreamWriter {
+        public:
+            using OutputStreamWriter::OutputStreamWriter;
+        };
+        m_outs[0] = new io::OutputStreamWriter(m_sinks[0], u"UTF-8", size);
+        m_outs[1] = new Unknown(m_sinks[1], u"UTF-8", size);
+        for (int i = 0; i < 2; ++i) {
+            if (isHeld)
+                m_outs[i] = new io::HeldFlushWriter(m_outs[i], 1 << 30);
+            using Escaping = log::XmlLogWriter::Escaping;
+            m_writers[i] =
+                kind == 0 ? log::BasicLogWriter::create(m_outs[i])
+                          : log::XmlLogWriter::create(m_outs[i], kind == 1 ? Escaping::None
+                                                                           : Escaping::WellFormed);
+            m_loggers[i] = qxtest::loggerTo(m_writers[i], String(u"a \u00E9<"));
+            m_loggers[i]->enableField(String(u"sequence"), true);
+            m_loggers[i]->enableField(String(u"thread"), true);
+        }
+    }
+
+    void fail(bool isFailing) {
+        for (const auto& sink : m_sinks)
+            sink->failing = isFailing;
+    }
+    void log(const String& text) {
+        expectSame([&](int i) { m_loggers[i]->log(-7, text); });
+    }
+    void process(const log::ILogEntry* entry) {
+        expectSame([&](int i) { m_writers[i]->process(entry); });
+    }
+    void write(std::u16string_view text) {
+        expectSame([&](int i) { m_outs[i]->write(String(text)); });
+    }
+    void close() {
+        expectSame([&](int i) { m_outs[i]->close(); });
+    }
+
+private:
+    template <class Use>
+    void expectSame(Use use) {
+        EXPECT_EQ(failureOf([&] { use(0); }), failureOf([&] { use(1); }));
+        EXPECT_EQ(m_sinks[0]->writes, m_sinks[1]->writes);
+        EXPECT_EQ(m_sinks[0]->content, m_sinks[1]->content);
+        EXPECT_EQ(m_sinks[0]->flushes, m_sinks[1]->flushes);
+        EXPECT_EQ(dynamic_cast<log::AbstractLogWriter&>(*m_writers[0]).getLostCount(),
+                  dynamic_cast<log::AbstractLogWriter&>(*m_writers[1]).getLostCount());
+    }
+
+    using ByteSink = qxtest::FakeSink<qxtest::Bytes>;
+    const Reference<ByteSink> m_sinks[2] = {new ByteSink, new ByteSink};
+    Reference<io::Writer> m_outs[2];
+    Reference<log::ILogProcessor> m_writers[2];
+    Reference<log::Logger> m_loggers[2];
+};
+
+TEST(LogWriters, PutIntoTheBufferOfAWriterWhatItWouldHavePutThere) {
+    const std::u16string_view texts[] = {u"",
+                                         u"1234567",
+                                         u"12345678",
+                                         u"Gr\u00FC\u00DFe & \uFFFF",
+                                         u"\u65E5\u672C\u8A9E\U0001F600",
+                                         u"half \xD83D pair",
+                                         u"half a pair \xD83D",
+                                         u"low \xDE00 alone",
+                                         u"\u00E9"};
+    for (const int32_t size : {1, 200, 700, 8192}) {
+        for (int kind = 0; kind < 6; ++kind) {
+            SCOPED_TRACE(testing::Message() << "size " << size << " kind " << kind);
+            Twins twins(kind / 2, size, kind % 2 != 0);
+            for (int round = 0; round < 60; ++round) {
+                std::u16string text(texts[round % std::size(texts)]);
+                text.resize(text.size() + static_cast<size_t>(round % 7 * 9), u'a');
+                twins.fail(round == 20);
+                twins.log(String(text));
+                if (round % 10 == 3)
+                    twins.write(round == 33 ? u"\xD83D" : u"whole"); // not to the end of an entry
+                const auto entry = entryWith(u"n\u00E1me x", new String(text)); // an object
+                twins.process(round % 3 ? entry : stampedEntry(round));
+            }
+            twins.close();
+            twins.log(String(u"closed"));
+        }
+    }
 }
 
 TEST(XmlLogWriter, SwallowsAFailureOfTheWriterOnlyInTheDestructor) {

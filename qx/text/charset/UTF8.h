@@ -33,6 +33,8 @@ public:
 
     int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
                     int32_t* outPosition, int32_t outCapacity) override;
+    /// Whether the first half of a pair waits for the other.
+    bool isPending() const noexcept { return static_cast<bool>(m_pending); }
     /// A pending surrogate that is reported is forgotten.
     int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
 };
