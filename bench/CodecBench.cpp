@@ -139,7 +139,11 @@ void addAll() {
                                 "兄弟关系的精神相对待。\n";
     const char* const markup = "<div class=\"entry\"><a href=\"/path/to/page.html\">人人生而自由"
                                "</a> <span>1234567890 plain text</span></div>\n";
+    // 15 % beyond ASCII, a character or two at a time.
+    const char* const mixed = "The reд quicк brown fоx, jumпs over the laжy dog; then иt rests "
+                              "uнder Яn old tree фor a shоrt while шnd runs on вgain at daэn.\n";
     addCodec("Cp1251", "CP1251", "windows-1251", russian);
+    addCodec("Cp1251Mixed", "CP1251", "windows-1251", mixed);
     addCodec("Cp932", "CP932", "ibm-943", japanese);
     addCodec("Cp932Markup", "CP932", "ibm-943", markup);
     addCodec("Cp936", "CP936", "GBK", chinese);

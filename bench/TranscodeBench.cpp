@@ -1,7 +1,9 @@
 // Transcoding of 1 MiB of encoded text through the converters, beside ICU, Qt and simdutf.
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,7 @@
 #include <qx/core/Reference.h>
 #include <qx/text/charset/AMP7.h>
 #include <qx/text/charset/SingleByte.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF16.h>
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
@@ -61,6 +64,39 @@ const std::string Cjk = repeated(
     "待。色は匂へど散りぬるを我が世誰ぞ常ならむ有為の奥山今日越えて浅き夢見じ酔ひもせず\n");
 const std::string Emoji = repeated(
     "😀😃😄😁😆😅😂🤣🙂🙃😉😊😇🥰😍🤩😘🚀🌍🎉🔥👍");
+
+/// What takes part in a mixture, and its share in hundredths.
+struct Part {
+    std::u32string_view characters;
+    unsigned percent;
+};
+
+constexpr std::u32string_view EnglishLetters = U"the quick brown fox jumps over the lazy dog ";
+constexpr std::u32string_view LatinLetters = U"äöüßéèñçøåÄÖÜÉÈÑÇØÅñ";
+constexpr std::u32string_view GreekLetters = U"αβγδεζηθικλμνξοπρστυφχψω";
+constexpr std::u32string_view CjkLetters = U"人生而自由在尊严和权利上一律平等他们赋有理性良心";
+constexpr std::u32string_view EmojiLetters =
+    U"😀😃😄😁😆😅😂🤣🙂🙃😉😊😇🥰😍🤩😘🚀🌍🎉🔥👍";
+constexpr std::u32string_view Markup = U"<a href=\"/index.html\" class='x'></a> &amp; ";
+
+/// A text of @p length units at least whose parts follow each other at random, @p run characters of
+/// one at a time. The same in every run.
+std::u16string mixed(std::initializer_list<Part> parts, size_t run, size_t length) {
+    std::mt19937 random(20);
+    std::u16string units;
+    while (units.size() < length) {
+        auto left = static_cast<unsigned>(random() % 100);
+        const Part* part = parts.begin();
+        while (left >= part->percent)
+            left -= part++->percent;
+        for (size_t i = 0; i < run; ++i) {
+            char16_t pair[2];
+            units.append(pair,
+                         writeUtf16(part->characters[random() % part->characters.size()], pair));
+        }
+    }
+    return units;
+}
 
 std::u16string decoded(ByteToCharConverter& decoder, const std::string& bytes) {
     std::u16string units(bytes.size() + 16, u'\0');
@@ -219,11 +255,11 @@ void addQtCodec(const std::string& name, const char* encoding, const std::string
 
 template <class Decoder, class Encoder>
 void addCodec(const std::string& name, [[maybe_unused]] const char* peerName,
-              const std::string& text) {
+              const std::u16string& text) {
     static std::vector<std::unique_ptr<std::pair<std::string, std::u16string>>> kept;
     kept.push_back(std::make_unique<std::pair<std::string, std::u16string>>());
     auto& [bytes, units] = *kept.back();
-    units = fromUtf8(text);
+    units = text;
     Encoder encoder;
     bytes = encoded(encoder, units);
     addDecoder<Decoder>(name + "Decode", bytes);
@@ -238,20 +274,50 @@ void addCodec(const std::string& name, [[maybe_unused]] const char* peerName,
 #endif
 }
 
+/// Text that changes the script by word and by character, and what is nearly of one script.
+void addMixtures() {
+    const auto addMixture = [](const std::string& name, std::initializer_list<Part> parts,
+                               size_t run, size_t length) {
+        static std::vector<std::unique_ptr<std::string>> kept;
+        CTBUTF8 encoder;
+        kept.push_back(std::make_unique<std::string>(encoded(encoder, mixed(parts, run, length))));
+        addUtf8(name, *kept.back());
+    };
+    constexpr size_t length = TextSize / 2;
+    const std::initializer_list<Part> scripts = {{EnglishLetters, 20}, {LatinLetters, 10},
+                                                 {GreekLetters, 20},   {CjkLetters, 20},
+                                                 {EmojiLetters, 10},   {Markup, 20}};
+    addMixture("MixedWords", scripts, 6, length);
+    addMixture("MixedCharacters", scripts, 1, length);
+    addMixture("CjkSomeAscii", {{CjkLetters, 96}, {EnglishLetters, 4}}, 1, length);
+    addMixture("EmojiAndAscii", {{EmojiLetters, 50}, {EnglishLetters, 50}}, 1, length);
+    addMixture("SomeLatin", {{EnglishLetters, 85}, {LatinLetters, 15}}, 1, length);
+    addMixture("Short8", {{EnglishLetters, 85}, {LatinLetters, 15}}, 1, 8);
+    addMixture("Short80", {{EnglishLetters, 85}, {LatinLetters, 15}}, 1, 80);
+}
+
 void addAll() {
     addUtf8("Ascii", Ascii);
     addUtf8("Latin", Latin);
     addUtf8("Greek", Greek);
     addUtf8("Cjk", Cjk);
     addUtf8("Emoji", Emoji);
-    addCodec<BTCISO8859_1, CTBISO8859_1>("Iso8859_1", "ISO-8859-1", Latin1);
-    addCodec<BTCCP1252, CTBCP1252>("Cp1252", "windows-1252", Latin);
-    addCodec<BTCCP437, CTBCP437>("Cp437", "IBM437", Latin1);
-    addCodec<BTCUTF16LE, CTBUTF16LE>("Utf16Le", "UTF-16LE", Latin);
-    addCodec<BTCUTF16BE, CTBUTF16BE>("Utf16Be", "UTF-16BE", Latin);
-    addCodec<BTCUTF32LE, CTBUTF32LE>("Utf32Le", "UTF-32LE", Latin);
-    addCodec<BTCUTF32BE, CTBUTF32BE>("Utf32BeEmoji", "UTF-32BE", Emoji);
-    addCodec<BTCAMP7, CTBAMP7>("Amp7", nullptr, Latin);
+    addMixtures();
+    addCodec<BTCISO8859_1, CTBISO8859_1>("Iso8859_1", "ISO-8859-1", fromUtf8(Latin1));
+    addCodec<BTCCP1252, CTBCP1252>("Cp1252", "windows-1252", fromUtf8(Latin));
+    addCodec<BTCCP437, CTBCP437>("Cp437", "IBM437", fromUtf8(Latin1));
+    // Of all characters 15 % beyond ASCII, wherever the page has them.
+    const auto beyondAscii = [](std::u32string_view letters) {
+        return mixed({{EnglishLetters, 85}, {letters, 15}}, 1, TextSize);
+    };
+    addCodec<BTCCP1252, CTBCP1252>("Cp1252Mixed", "windows-1252",
+                                   beyondAscii(U"äöüßéèñçøåÄÖÜÉ€“”–…•šŸ"));
+    addCodec<BTCCP437, CTBCP437>("Cp437Mixed", "IBM437", beyondAscii(U"äöüßéèñçÄÖÜÉ│─┌┐░▒αΓπ≡±√"));
+    addCodec<BTCUTF16LE, CTBUTF16LE>("Utf16Le", "UTF-16LE", fromUtf8(Latin));
+    addCodec<BTCUTF16BE, CTBUTF16BE>("Utf16Be", "UTF-16BE", fromUtf8(Latin));
+    addCodec<BTCUTF32LE, CTBUTF32LE>("Utf32Le", "UTF-32LE", fromUtf8(Latin));
+    addCodec<BTCUTF32BE, CTBUTF32BE>("Utf32BeEmoji", "UTF-32BE", fromUtf8(Emoji));
+    addCodec<BTCAMP7, CTBAMP7>("Amp7", nullptr, fromUtf8(Latin));
 }
 
 } // namespace

@@ -8,6 +8,10 @@
 #include <qx/text/charset/detail/CompactionTables.h>
 #include <qx/text/charset/detail/WideKernels.h>
 
+#define QX_VECTOR_SPACE avx2
+#define QX_INLINE_VECTOR QX_INLINE_AVX2
+#include <qx/text/charset/detail/Utf8Encoder.h>
+
 namespace qx::text::charset::detail::avx2 {
 
 namespace {
@@ -232,146 +236,9 @@ QX_TARGET_AVX2 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* o
     return done += rest;
 }
 
-// UTF-16 to UTF-8
-//
-// A step takes 16 units that begin at a character boundary and computes for each the bytes that it
-// alone answers for: one to three for a unit of the basic plane, two for either half of a pair.
-
-namespace {
-
-/// The constants of a step, made ahead of the loop; u003F has 0x003F in every unit.
-struct EncodeConstants {
-    __m256i u0003 = units(0x0003);
-    __m256i u000F = units(0x000F);
-    __m256i u003F = units(0x003F);
-    __m256i u0040 = units(0x0040);
-    __m256i u0080 = units(0x0080);
-    __m256i u00C0 = units(0x00C0);
-    __m256i u00E0 = units(0x00E0);
-    __m256i u03FF = units(0x03FF);
-    __m256i u80C0 = units(0x80C0);
-    __m256i u80F0 = units(0x80F0);
-    __m256i uD800 = units(0xD800);
-    __m256i uDC00 = units(0xDC00);
-    __m256i uF800 = units(0xF800);
-    __m256i uFC00 = units(0xFC00);
-    __m256i uFF80 = units(0xFF80);
-    __m256i uFFFF = units(0xFFFF);
-
-    QX_INLINE_AVX2 EncodeConstants() {}
-};
-
-/// 16 units below 0x800; @p isAscii marks those below 0x80.
-QX_INLINE_AVX2 size_t encodeOneOrTwo(const EncodeConstants& c, __m256i block, __m256i isAscii,
-                                     uint8_t* out) {
-    const __m256i lead = _mm256_srli_epi16(block, 6);
-    const __m256i continuation = _mm256_slli_epi16(_mm256_and_si256(block, c.u003F), 8);
-    const __m256i two = _mm256_or_si256(_mm256_or_si256(lead, continuation), c.u80C0);
-    const __m256i lanes = _mm256_blendv_epi8(two, block, isAscii);
-    const unsigned ascii = topBits(_mm256_packs_epi16(isAscii, isAscii));
-    const unsigned first = ascii & 0xFF;
-    const unsigned second = ascii >> 16 & 0xFF;
-    storeHalf(_mm_shuffle_epi8(_mm256_castsi256_si128(lanes), loadHalf(OneOrTwoBytes[first])), out);
-    storeHalf(_mm_shuffle_epi8(_mm256_extracti128_si256(lanes, 1), loadHalf(OneOrTwoBytes[second])),
-              out + 16 - ones(first));
-    return 32 - ones(first) - ones(second);
-}
-
-/// Any 16 units. Reads 15 when the last one is the high half of a pair, none when a surrogate is
-/// unpaired.
-QX_INLINE_AVX2 RunLength encodeBlock(const EncodeConstants& c, __m256i block, __m256i isAscii,
-                                     uint8_t* out) {
-    const __m256i six = c.u003F;
-    const __m256i last = _mm256_or_si256(_mm256_and_si256(block, six), c.u0080);
-    const __m256i middle =
-        _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi16(block, 6), six), c.u0080);
-    const __m256i two = _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(block, 6), c.u00C0),
-                                        _mm256_slli_epi16(last, 8));
-    const __m256i three = _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(block, 12), c.u00E0),
-                                          _mm256_slli_epi16(middle, 8));
-
-    const __m256i prefix = _mm256_and_si256(block, c.uF800);
-    const __m256i isBelow800 = _mm256_cmpeq_epi16(prefix, _mm256_setzero_si256());
-    const __m256i isHalf = _mm256_cmpeq_epi16(prefix, c.uD800);
-    __m256i isThree = _mm256_xor_si256(isBelow800, c.uFFFF);
-    __m256i firstTwo =
-        _mm256_blendv_epi8(_mm256_blendv_epi8(three, two, isBelow800), block, isAscii);
-    size_t read = 16;
-    size_t excess = 0;
-    if (topBits(isHalf) != 0) {
-        const __m256i isLow = _mm256_cmpeq_epi16(_mm256_and_si256(block, c.uFC00), c.uDC00);
-        const unsigned lows = topBits(isLow);
-        const unsigned highs = topBits(isHalf) & ~lows;
-        if ((highs << 2) != lows)
-            return {};
-        if (highs >> 31 != 0) {
-            read = 15;
-            excess = 2;
-        }
-        // High half: the lead with the top three of the value's upper eleven bits, then six more.
-        const __m256i upper = _mm256_add_epi16(_mm256_and_si256(block, c.u03FF), c.u0040);
-        const __m256i ofHigh = _mm256_or_si256(
-            _mm256_or_si256(_mm256_srli_epi16(upper, 8), c.u80F0),
-            _mm256_slli_epi16(_mm256_and_si256(_mm256_srli_epi16(upper, 2), six), 8));
-        // Low half: the two bits that are left of the high one and ten of its own.
-        const __m256i fromHigh = _mm256_slli_epi16(_mm256_and_si256(moveUp<2>(block), c.u0003), 4);
-        const __m256i ownTop = _mm256_and_si256(_mm256_srli_epi16(block, 6), c.u000F);
-        const __m256i ofLow =
-            _mm256_or_si256(_mm256_or_si256(_mm256_or_si256(fromHigh, ownTop), c.u0080),
-                            _mm256_slli_epi16(last, 8));
-        firstTwo = _mm256_blendv_epi8(firstTwo, _mm256_blendv_epi8(ofHigh, ofLow, isLow), isHalf);
-        isThree = _mm256_andnot_si256(isHalf, isThree);
-    }
-
-    // Per half of the block, eight bits "has a second byte" and eight bits "has a third".
-    const __m256i isTwoOrMore = _mm256_xor_si256(isAscii, c.uFFFF);
-    const unsigned lengths = topBits(_mm256_packs_epi16(isTwoOrMore, isThree));
-    const __m256i outer = _mm256_unpacklo_epi16(firstTwo, last); // units 0-3 and 8-11
-    const __m256i inner = _mm256_unpackhi_epi16(firstTwo, last); // units 4-7 and 12-15
-    const auto write = [&out](__m128i lanes, unsigned index) QX_TARGET_AVX2 {
-        storeHalf(_mm_shuffle_epi8(lanes, loadHalf(OneToThreeBytes[index])), out);
-        out += 4 + ones(index);
-    };
-    const uint8_t* start = out;
-    write(_mm256_castsi256_si128(outer), _pext_u32(lengths, 0x00000F0Fu));
-    write(_mm256_castsi256_si128(inner), _pext_u32(lengths, 0x0000F0F0u));
-    write(_mm256_extracti128_si256(outer, 1), _pext_u32(lengths, 0x0F0F0000u));
-    write(_mm256_extracti128_si256(inner, 1), _pext_u32(lengths, 0xF0F00000u));
-    return {read, static_cast<size_t>(out - start) - excess};
-}
-
-} // namespace
-
 QX_TARGET_AVX2 RunLength utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out,
                                      size_t capacity) {
-    const EncodeConstants c;
-    RunLength done;
-    // A step writes up to 36 bytes and a full vector behind them.
-    while (size - done.read >= 16 && capacity - done.written >= 64) {
-        // Only longer runs of ASCII are worth a branch, as above.
-        const size_t ascii =
-            narrowBlocks(in + done.read, std::min(size - done.read, capacity - done.written),
-                         out + done.written, c.uFF80);
-        if (ascii != 0) {
-            done += {ascii, ascii};
-            continue;
-        }
-        const __m256i block = load(in + done.read);
-        const __m256i isAscii =
-            _mm256_cmpeq_epi16(_mm256_and_si256(block, c.uFF80), _mm256_setzero_si256());
-        if (_mm256_testz_si256(block, c.uF800)) {
-            done.written += encodeOneOrTwo(c, block, isAscii, out + done.written);
-            done.read += 16;
-            continue;
-        }
-        const RunLength step = encodeBlock(c, block, isAscii, out + done.written);
-        if (step.read == 0)
-            break;
-        done += step;
-    }
-    const RunLength rest = WideKernels.utf16ToUtf8(in + done.read, size - done.read,
-                                                   out + done.written, capacity - done.written);
-    return done += rest;
+    return encodeUtf8(in, size, out, capacity);
 }
 
 } // namespace qx::text::charset::detail::avx2

@@ -36,21 +36,21 @@ constexpr ShuffleTable makeShuffles(Keep keep) {
 inline constexpr ShuffleTable KeepUnits =
     makeShuffles([](unsigned index, unsigned byte) { return (index >> (byte / 2) & 1) != 0; });
 
-/// Eight 16-bit lanes, whose first byte stays; the second goes where bit i of the index is set.
+/// Eight 16-bit lanes, whose last byte stays; the first stays where bit i of the index is set.
 inline constexpr ShuffleTable OneOrTwoBytes = makeShuffles(
-    [](unsigned index, unsigned byte) { return byte % 2 == 0 || (index >> (byte / 2) & 1) == 0; });
+    [](unsigned index, unsigned byte) { return byte % 2 == 1 || (index >> (byte / 2) & 1) != 0; });
 
-/// Four 32-bit lanes, whose first byte stays; the second stays where bit i of the index is set, the
-/// third where bit 4 + i is, the fourth never.
+/// Four 32-bit lanes, whose last byte stays; of lane i the third byte stays where bit 2i of the
+/// index is set, the second where bit 2i + 1 is, the first never.
 inline constexpr ShuffleTable OneToThreeBytes = makeShuffles([](unsigned index, unsigned byte) {
-    const unsigned lane = byte / 4;
+    const unsigned kept = index >> (2 * (byte / 4)); // bit 0: third byte, bit 1: second byte
     switch (byte % 4) {
-    case 0:
+    case 3:
         return true;
-    case 1:
-        return (index >> lane & 1) != 0;
     case 2:
-        return (index >> (4 + lane) & 1) != 0;
+        return (kept & 1) != 0;
+    case 1:
+        return (kept & 2) != 0;
     default:
         return false;
     }

@@ -2,17 +2,19 @@
 
 #include <qx/text/charset/detail/Avx2Kernels.h>
 #include <qx/text/charset/detail/PlainKernels.h>
+#include <qx/text/charset/detail/Sse4Kernels.h>
 #include <qx/text/charset/detail/WideKernels.h>
 
 namespace qx::text::charset::detail {
 
 namespace {
 
-// From the slowest to the fastest.
+// From the slowest to the fastest; what can run one can run those in front of it.
 constexpr const KernelSet* AllSets[] = {
     &PlainKernels,
     &WideKernels,
 #if defined(__x86_64__)
+    &Sse4Kernels,
     &Avx2Kernels,
 #endif
 };
@@ -21,20 +23,22 @@ constexpr const KernelSet* AllSets[] = {
 size_t countUsable() {
 #if defined(__x86_64__)
     __builtin_cpu_init(); // may run before the constructors that do this
+    if (!__builtin_cpu_supports("sse4.2") || !__builtin_cpu_supports("popcnt"))
+        return std::size(AllSets) - 2;
     if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi") ||
-        !__builtin_cpu_supports("bmi2") || !__builtin_cpu_supports("popcnt"))
+        !__builtin_cpu_supports("bmi2"))
         return std::size(AllSets) - 1;
 #endif
     return std::size(AllSets);
 }
 
+// Until it is known what the machine can do, the plain set does.
+const KernelSet* const s_fastest = AllSets[countUsable() - 1];
+
 } // namespace
 
-std::span<const KernelSet* const> kernelSets() {
-    static const size_t usable = countUsable();
-    return {AllSets, usable};
-}
+std::span<const KernelSet* const> kernelSets() { return {AllSets, countUsable()}; }
 
-const KernelSet& kernels() { return *kernelSets().back(); }
+const KernelSet& kernels() { return s_fastest ? *s_fastest : PlainKernels; }
 
 } // namespace qx::text::charset::detail

@@ -5,6 +5,7 @@
 
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/PlainKernels.h>
+#include <qx/text/charset/detail/Sse4Kernels.h>
 
 namespace qx::text::charset::detail {
 
@@ -255,7 +256,9 @@ template RunLength wide::fromUtf32<true>(const uint8_t*, size_t, char16_t*, size
 template RunLength wide::toUtf32<false>(const char16_t*, size_t, uint8_t*, size_t);
 template RunLength wide::toUtf32<true>(const char16_t*, size_t, uint8_t*, size_t);
 
-constinit const KernelSet WideKernels = {
+namespace {
+
+constexpr KernelSet Wide = {
     .name = "wide",
     .utf8ToUtf16 = mixed<widenAscii, &KernelSet::utf8ToUtf16, uint8_t, char16_t>,
     .utf16ToUtf8 = mixed<NarrowAscii, &KernelSet::utf16ToUtf8, char16_t, uint8_t>,
@@ -271,5 +274,18 @@ constinit const KernelSet WideKernels = {
     .decodeBytes = decodeBytes,
     .encodeUnits = encodeUnits,
 };
+
+} // namespace
+
+constinit const KernelSet WideKernels = Wide;
+
+#if defined(__x86_64__)
+constinit const KernelSet Sse4Kernels = [] {
+    KernelSet set = Wide;
+    set.name = "sse4";
+    set.utf16ToUtf8 = sse4::utf16ToUtf8;
+    return set;
+}();
+#endif
 
 } // namespace qx::text::charset::detail

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <qx/text/charset/detail/Sse4Kernels.h>
+
+#if defined(__x86_64__)
+
+#include <immintrin.h>
+
+#include <cstring>
+
+#include <qx/text/charset/detail/CompactionTables.h>
+
+/// The operations on 16 bytes of which the kernels are made.
+namespace qx::text::charset::detail::sse4 {
+
+/// Integers in a vector: the operators &, | and ^ work on all bits.
+using Vector = __m128i;
+
+/// Units that a vector holds.
+inline constexpr size_t VectorUnits = 8;
+
+QX_INLINE_SSE4 Vector load(const void* in) {
+    return _mm_loadu_si128(static_cast<const Vector*>(in));
+}
+
+QX_INLINE_SSE4 void store(Vector vector, void* out) {
+    _mm_storeu_si128(static_cast<Vector*>(out), vector);
+}
+
+/// Every 16-bit unit set to one value.
+QX_INLINE_SSE4 constexpr Vector repeated(uint16_t unit) {
+    const auto four = static_cast<long long>(unit * 0x0001000100010001u);
+    return Vector{four, four};
+}
+
+QX_INLINE_SSE4 unsigned ones(unsigned bits) { return static_cast<unsigned>(_mm_popcnt_u32(bits)); }
+
+QX_INLINE_SSE4 unsigned topBits(Vector vector) {
+    return static_cast<unsigned>(_mm_movemask_epi8(vector));
+}
+
+/// True when no bit of @p bits is set in @p vector.
+QX_INLINE_SSE4 bool hasNone(Vector vector, Vector bits) {
+    return _mm_testz_si128(vector, bits) != 0;
+}
+
+QX_INLINE_SSE4 Vector leastOfUnits(Vector a, Vector b) { return _mm_min_epu16(a, b); }
+QX_INLINE_SSE4 Vector addUnits(Vector a, Vector b) { return _mm_add_epi16(a, b); }
+/// The sums of the bytes, 0xFF where that is not enough.
+QX_INLINE_SSE4 Vector addBytesSaturated(Vector a, Vector b) { return _mm_adds_epu8(a, b); }
+QX_INLINE_SSE4 Vector equalUnits(Vector a, Vector b) { return _mm_cmpeq_epi16(a, b); }
+
+template <int Bits>
+QX_INLINE_SSE4 Vector shiftLeft(Vector vector) {
+    return _mm_slli_epi16(vector, Bits);
+}
+
+template <int Bits>
+QX_INLINE_SSE4 Vector shiftRight(Vector vector) {
+    return _mm_srli_epi16(vector, Bits);
+}
+
+/// The bytes of @p there where @p mask is set, those of @p elsewhere where it is not.
+QX_INLINE_SSE4 Vector select(Vector mask, Vector there, Vector elsewhere) {
+    return _mm_blendv_epi8(elsewhere, there, mask);
+}
+
+/// The vector with its bytes @p Count places further; zeros come in at the bottom.
+template <int Count>
+QX_INLINE_SSE4 Vector moveUp(Vector vector) {
+    return _mm_slli_si128(vector, Count);
+}
+
+/// The vector with its units up to 8 places nearer to the start; zeros come in at the top.
+QX_INLINE_SSE4 Vector moveUnitsDown(Vector vector, size_t count) {
+    alignas(32) static constexpr uint8_t Places[32] = {
+        0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,
+        11,   12,   13,   14,   15,   0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+        0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+    return _mm_shuffle_epi8(vector, load(Places + 2 * count));
+}
+
+/// Loads @p size units, 0 < size < 8, and zeros behind them.
+QX_INLINE_SSE4 Vector loadPart(const char16_t* in, size_t size) {
+    if (size >= 4) {
+        const Vector end = _mm_loadl_epi64(reinterpret_cast<const Vector*>(in + size - 4));
+        return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const Vector*>(in)),
+                                  moveUnitsDown(end, 8 - size));
+    }
+    uint32_t start = in[0];
+    uint32_t end = 0;
+    if (size >= 2) {
+        std::memcpy(&start, in, sizeof start);
+        end = size == 3 ? in[2] : 0u;
+    }
+    return _mm_cvtsi64_si128(static_cast<int64_t>(start | uint64_t{end} << 32));
+}
+
+/// The low bytes of units that are all below 0x100, as one vector of bytes.
+QX_INLINE_SSE4 Vector narrow(Vector low, Vector high) { return _mm_packus_epi16(low, high); }
+
+/// Writes 16 bytes of @p lanes, those first that the row @p kept of @p table keeps.
+QX_INLINE_SSE4 void squeeze(__m128i lanes, const ShuffleTable& table, unsigned kept, uint8_t* out) {
+    store(_mm_shuffle_epi8(lanes, load(table[kept & 0xFF])), out);
+}
+
+/// Writes the second byte of every unit of both vectors, and the first where the unit in @p lowKept
+/// and @p highKept is 0x80 and not less; returns their count.
+QX_INLINE_SSE4 size_t storeOneOrTwo(Vector low, Vector lowKept, Vector high, Vector highKept,
+                                    uint8_t* out) {
+    const unsigned kept = topBits(narrow(lowKept, highKept));
+    squeeze(low, OneOrTwoBytes, kept, out);
+    squeeze(high, OneOrTwoBytes, kept >> 8, out + 8 + ones(kept & 0xFF));
+    return 16 + ones(kept);
+}
+
+/// Writes up to three bytes for every unit: the high byte in @p first, then both bytes in @p
+/// second. Of the two bits of the unit in @p kept the lower one keeps the second byte and the upper
+/// one the first; the third always stays. Returns their count.
+QX_INLINE_SSE4 size_t storeOneToThree(Vector first, Vector second, unsigned kept, uint8_t* out) {
+    squeeze(_mm_unpacklo_epi16(first, second), OneToThreeBytes, kept, out);
+    squeeze(_mm_unpackhi_epi16(first, second), OneToThreeBytes, kept >> 8,
+            out + 4 + ones(kept & 0xFF));
+    return 8 + ones(kept);
+}
+
+} // namespace qx::text::charset::detail::sse4
+
+#endif
