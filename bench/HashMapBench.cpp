@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <qx/collections/Map.h>
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/core/String.h>
@@ -14,7 +15,8 @@
 // Maps from strings to objects beside the standard table whose hash and equality are virtual calls,
 // as a comparator's are. Keys and values are owned by counted references, and the same ones, here
 // as there. Keys are looked for in another order than they were put in, by equal strings that are
-// other objects.
+// other objects. "Pairs" is the range-based for over key and value; "Typed" goes through a facade
+// of strings and objects.
 
 using qx::Reference;
 using qx::String;
@@ -23,6 +25,7 @@ using qx::collections::pcom::MapEntry;
 
 namespace {
 
+using TypedMap = qx::collections::Map<String, qx::Object>;
 using Strings = std::vector<Reference<String>>;
 
 struct Keys {
@@ -144,6 +147,18 @@ void peerLook(benchmark::State& state, Strings Keys::*sought) {
     countKeys(state);
 }
 
+void lookTyped(benchmark::State& state) {
+    const Keys& keys = keysOf(state);
+    const auto map = qx::makeReference<HashMap>();
+    fill(*map, keys);
+    const TypedMap typed(map);
+    for (auto _ : state) {
+        for (const auto& key : keys.sought)
+            benchmark::DoNotOptimize(typed.get(key));
+    }
+    countKeys(state);
+}
+
 /// Takes each key and value.
 void iterate(benchmark::State& state) {
     HashMap map;
@@ -168,6 +183,28 @@ void peerIterate(benchmark::State& state) {
         }
     }
     countKeys(state);
+}
+
+/// A range-based for, in which each key and value is held.
+template <class Map>
+void walkPairs(benchmark::State& state, const Map& map) {
+    for (auto _ : state) {
+        for (const auto& [key, value] : map) {
+            benchmark::DoNotOptimize(key.get());
+            benchmark::DoNotOptimize(value.get());
+        }
+    }
+    countKeys(state);
+}
+void iteratePairs(benchmark::State& state) {
+    HashMap map;
+    fill(map, keysOf(state));
+    walkPairs(state, map);
+}
+void iterateTyped(benchmark::State& state) {
+    const auto map = qx::makeReference<HashMap>();
+    fill(*map, keysOf(state));
+    walkPairs(state, TypedMap(map));
 }
 
 void iterateKeys(benchmark::State& state) {
@@ -201,6 +238,12 @@ BENCHMARK_CAPTURE(look, miss, &Keys::absent)->Name("HashMapMiss/qx")->QX_SIZES;
 BENCHMARK_CAPTURE(peerLook, miss, &Keys::absent)->Name("HashMapMiss/std")->QX_SIZES;
 BENCHMARK(iterate)->Name("HashMapIterate/qx")->QX_SIZES;
 BENCHMARK(peerIterate)->Name("HashMapIterate/std")->QX_SIZES;
+BENCHMARK(iteratePairs)->Name("HashMapPairs/qx")->QX_SIZES;
+BENCHMARK(peerIterate)->Name("HashMapPairs/std")->QX_SIZES;
+BENCHMARK(iterateTyped)->Name("TypedMapPairs/qx")->QX_SIZES;
+BENCHMARK(peerIterate)->Name("TypedMapPairs/std")->QX_SIZES;
+BENCHMARK(lookTyped)->Name("TypedMapHit/qx")->QX_SIZES;
+BENCHMARK_CAPTURE(peerLook, typed, &Keys::sought)->Name("TypedMapHit/std")->QX_SIZES;
 BENCHMARK(iterateKeys)->Name("HashMapKeys/qx")->QX_SIZES;
 BENCHMARK(peerIterateKeys)->Name("HashMapKeys/std")->QX_SIZES;
 

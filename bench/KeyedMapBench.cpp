@@ -9,6 +9,12 @@
 
 #include <benchmark/benchmark.h>
 
+#ifdef QX_BENCH_HAVE_ABSL
+#include <absl/container/flat_hash_map.h>
+#endif
+#ifdef QX_BENCH_HAVE_BOOST
+#include <boost/unordered_map.hpp>
+#endif
 #ifdef QX_BENCH_HAVE_QT
 #include <QHash>
 #include <QString>
@@ -132,7 +138,8 @@ struct Keyed {
     Map map;
 };
 
-template <class Key>
+/// A map with the members of the standard ones.
+template <class Key, class Map = std::unordered_map<Key, Value>>
 struct Standard {
     void put(const Key& key) { map.insert_or_assign(key, value()); }
     Value get(const Key& key) const {
@@ -145,7 +152,7 @@ struct Standard {
             sum += weightOf(key) + reinterpret_cast<size_t>(object.get());
         return sum;
     }
-    std::unordered_map<Key, Value> map;
+    Map map;
 };
 
 #ifdef QX_BENCH_HAVE_QT
@@ -224,6 +231,18 @@ int main(int argc, char** argv) {
     addRows<Standard<int>, Dense>("Dense", "std");
     addRows<Keyed<StringHashMap>, Texts<String>>("String", "qx");
     addRows<Standard<std::u16string>, Texts<std::u16string>>("String", "std");
+#ifdef QX_BENCH_HAVE_ABSL
+    addRows<Standard<int, absl::flat_hash_map<int, Value>>, Integer>("Integer", "absl");
+    addRows<Standard<int, absl::flat_hash_map<int, Value>>, Dense>("Dense", "absl");
+    addRows<Standard<std::u16string, absl::flat_hash_map<std::u16string, Value>>,
+            Texts<std::u16string>>("String", "absl");
+#endif
+#ifdef QX_BENCH_HAVE_BOOST
+    addRows<Standard<int, boost::unordered_map<int, Value>>, Integer>("Integer", "boost");
+    addRows<Standard<int, boost::unordered_map<int, Value>>, Dense>("Dense", "boost");
+    addRows<Standard<std::u16string, boost::unordered_map<std::u16string, Value>>,
+            Texts<std::u16string>>("String", "boost");
+#endif
 #ifdef QX_BENCH_HAVE_QT
     addRows<QtHash<int>, Integer>("Integer", "qt");
     addRows<QtHash<int>, Dense>("Dense", "qt");

@@ -8,12 +8,14 @@
 #include <boost/smart_ptr/intrusive_ref_counter.hpp>
 #endif
 
+#include <qx/collections/List.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/core/Object.h>
 
 // Lists of component objects beside the standard containers of intrusive pointers. Every element
-// comes out as an owner of its own, here as there; there are a thousand elements.
+// comes out as an owner of its own, here as there; there are a thousand elements. "Typed" goes
+// through a facade of objects.
 
 using qx::collections::pcom::ArrayList;
 using qx::collections::pcom::LinkedList;
@@ -98,6 +100,29 @@ BENCHMARK(iterate<ArrayList>)->Name("ArrayIterate/qx");
 BENCHMARK(iterate<LinkedList>)->Name("LinkedIterate/qx");
 
 template <class L>
+void iterateTyped(benchmark::State& state) {
+    const qx::collections::List<qx::Object> typed(filled<L>());
+    for (auto _ : state) {
+        for (const auto& element : typed)
+            benchmark::DoNotOptimize(element.get());
+    }
+    countElements(state);
+}
+BENCHMARK(iterateTyped<ArrayList>)->Name("TypedArrayIterate/qx");
+BENCHMARK(iterateTyped<LinkedList>)->Name("TypedLinkedIterate/qx");
+
+void getTyped(benchmark::State& state) {
+    const qx::collections::List<qx::Object> typed(filled<ArrayList>());
+    const auto* const source = hidden(&typed);
+    for (auto _ : state) {
+        for (int i = 0; i < Size; ++i)
+            benchmark::DoNotOptimize(source->get(i));
+    }
+    countElements(state);
+}
+BENCHMARK(getTyped)->Name("TypedArrayGet/qx");
+
+template <class L>
 void insertInFront(benchmark::State& state) {
     const auto elements = objects();
     for (auto _ : state) {
@@ -152,6 +177,7 @@ void peerGet(benchmark::State& state) {
     countElements(state);
 }
 BENCHMARK(peerGet)->Name("ArrayGet/boost");
+BENCHMARK(peerGet)->Name("TypedArrayGet/boost");
 
 template <class L>
 void peerAppend(benchmark::State& state) {
@@ -179,6 +205,8 @@ void peerIterate(benchmark::State& state) {
 }
 BENCHMARK(peerIterate<std::vector<Pointer>>)->Name("ArrayIterate/boost");
 BENCHMARK(peerIterate<std::list<Pointer>>)->Name("LinkedIterate/boost");
+BENCHMARK(peerIterate<std::vector<Pointer>>)->Name("TypedArrayIterate/boost");
+BENCHMARK(peerIterate<std::list<Pointer>>)->Name("TypedLinkedIterate/boost");
 
 void peerInsertInFront(benchmark::State& state) {
     const auto elements = peerObjects();
