@@ -166,7 +166,7 @@ void iterate(benchmark::State& state) {
     for (auto _ : state) {
         const auto entries = map.createEntrySet();
         for (const auto& element : *entries) {
-            const auto& entry = dynamic_cast<const MapEntry&>(*element);
+            const MapEntry& entry = qx::collections::pcom::entryOf(element);
             benchmark::DoNotOptimize(entry.getKey());
             benchmark::DoNotOptimize(entry.getValue());
         }

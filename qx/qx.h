@@ -32,6 +32,7 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/Iterator.h>
+#include <qx/collections/pcom/LendingWalk.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/List.h>
 #include <qx/collections/pcom/ListIterator.h>
@@ -46,6 +47,7 @@
 #include <qx/core/ExternalException.h>
 #include <qx/core/Float.h>
 #include <qx/core/Format.h>
+#include <qx/core/FunctionTable.h>
 #include <qx/core/GUID.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <type_traits>
+#include <utility>
 
+#include <qx/core/FunctionTable.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
@@ -40,6 +43,48 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
         return Reference<T>::attach(typed);
     }
 }
+
+/// The class of the element that a walk came to last, and where in its objects the T lies. Whoever
+/// asks holds that element, which keeps the class in memory.
+template <class T>
+class MetClass {
+public:
+    /// True when @p element is null or of the class, which that of @p last is.
+    bool includes(const IQXUnknown* element, const Reference<T>& last) const noexcept {
+        return !element || (last && qx::detail::functionTableOf(element) == m_table);
+    }
+    /// Such an element as a T.
+    Reference<T> cast(IQXUnknown* element) const {
+        return element ? reinterpret_cast<T*>(reinterpret_cast<char*>(element) + m_displacement)
+                       : nullptr;
+    }
+    /// Any element as a T, whose class is the one from now on.
+    /// @throws CastFailedException when it is none
+    Reference<T> meet(const Reference<IQXUnknown>& element) {
+        m_table = nullptr;
+        auto typed = elementAs<T>(element);
+        // A stranger in front of the object has a table that says nothing about it.
+        if (typed && typed->GetUnknown() == element.get()) {
+            m_table = qx::detail::functionTableOf(element.get());
+            m_displacement = reinterpret_cast<const char*>(typed.get()) -
+                             reinterpret_cast<const char*>(element.get());
+        }
+        return typed;
+    }
+
+private:
+    const void* m_table = nullptr;
+    std::ptrdiff_t m_displacement = 0;
+};
+
+/// All elements are of this one.
+template <>
+class MetClass<IQXUnknown> {
+public:
+    bool includes(const IQXUnknown*, const Reference<IQXUnknown>&) const noexcept { return true; }
+    Reference<IQXUnknown> cast(IQXUnknown* element) const { return element; }
+    Reference<IQXUnknown> meet(const Reference<IQXUnknown>& element) { return element; }
+};
 
 /// The object that a facade stands for in comparisons: what it wraps when @p other is a @p Facade,
 /// else @p other itself.

@@ -9,6 +9,28 @@
 
 namespace qx::collections {
 
+/// Lets @p value be the next element of @p source; false at the end.
+template <class Source, class Value>
+bool goOn(Source& source, Value& value) {
+    if (!source.hasNext())
+        return false;
+    value = source.next();
+    return true;
+}
+
+/// How a range goes on with its source. Specialised for sources that know a shorter way.
+template <class Source>
+class WalkStep {
+public:
+    WalkStep() = default;
+    explicit WalkStep(Source&) noexcept {}
+
+    template <class Value>
+    bool operator()(Source& source, Value& value) const {
+        return goOn(source, value);
+    }
+};
+
 /// A walk by hasNext and next as an input iterator of the language, for range-based for and the
 /// algorithms that take a sentinel. Its end is std::default_sentinel.
 ///
@@ -25,7 +47,9 @@ public:
     /// At the end.
     InputIterator() = default;
     /// At the first element that @p source has left.
-    explicit InputIterator(Holder source) : m_source(std::move(source)) { fetch(); }
+    explicit InputIterator(Holder source) : m_source(std::move(source)), m_step(*m_source) {
+        fetch();
+    }
 
     const value_type& operator*() const noexcept { return m_value; }
     const value_type* operator->() const noexcept { return &m_value; }
@@ -42,15 +66,14 @@ public:
 
 private:
     void fetch() {
-        if (m_source->hasNext()) {
-            m_value = m_source->next();
-        } else {
-            m_value = value_type();
-            m_source = Holder();
-        }
+        if (m_step(*m_source, m_value)) [[likely]]
+            return;
+        m_value = value_type();
+        m_source = Holder();
     }
 
     Holder m_source{};
+    [[no_unique_address]] WalkStep<Source> m_step{};
     value_type m_value{};
 };
 

@@ -76,6 +76,55 @@ public:
     void set(T* element) { this->getWrapped()->set(unknownOf(element)); }
 };
 
+/// A step of a typed iterator: an element of the class of the one before it needs no cast.
+template <class T>
+class TypedStep : LentStep {
+public:
+    TypedStep() = default;
+    template <class Source>
+    explicit TypedStep(Source& source) : LentStep(source.getWrapped()) {}
+
+    template <class Source>
+    bool operator()(Source& source, Reference<T>& value) {
+        if (!m_walk)
+            return goOn(source, value);
+        IQXUnknown* element;
+        if (!m_walk->step(element))
+            return false;
+        if (m_class.includes(element, value)) {
+            Reference<T> next = m_class.cast(element);
+            m_walk->drop();
+            value.swap(next);
+            return true;
+        }
+        const Reference<IQXUnknown> held(element);
+        m_walk->drop();
+        value = m_class.meet(held);
+        return true;
+    }
+
+private:
+    MetClass<T> m_class;
+};
+
+// Not for classes derived from these: they may have a next of their own.
+template <class T>
+class WalkStep<ConstIterator<T>> : public TypedStep<T> {
+    using TypedStep<T>::TypedStep;
+};
+template <class T>
+class WalkStep<Iterator<T>> : public TypedStep<T> {
+    using TypedStep<T>::TypedStep;
+};
+template <class T>
+class WalkStep<ConstListIterator<T>> : public TypedStep<T> {
+    using TypedStep<T>::TypedStep;
+};
+template <class T>
+class WalkStep<ListIterator<T>> : public TypedStep<T> {
+    using TypedStep<T>::TypedStep;
+};
+
 } // namespace qx::collections
 
 // The library has these for every program that uses it.

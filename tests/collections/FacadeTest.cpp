@@ -7,7 +7,6 @@
 #include <qx/collections/Map.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/HashMap.h>
-#include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
@@ -122,29 +121,6 @@ TEST(ListFacade, TakesElementsOfAnyClassAndTellsOthersApart) {
 
 TEST(ListFacade, NeedsSomethingToWrap) {
     qxtest::expectThrowsResult(qx::result::NullPointer, [] { Texts(nullptr); });
-}
-
-TEST(SetFacade, KeepsEqualElementsOnceAndComparesAsASet) {
-    using Numbers = qx::collections::Set<qx::Integer32>;
-    Numbers numbers(makeReference<pcom::HashSet>());
-    EXPECT_TRUE(numbers.add(new qx::Integer32(7)));
-    EXPECT_FALSE(numbers.add(new qx::Integer32(7)));
-    EXPECT_TRUE(numbers.add(new qx::Integer32(-7)));
-    int sum = 0;
-    int count = 0;
-    for (const auto& number : numbers) {
-        sum += *number;
-        ++count;
-    }
-    EXPECT_EQ(count, 2);
-    EXPECT_EQ(sum, 0);
-
-    Numbers same(makeReference<pcom::HashSet>());
-    same.addAll(numbers);
-    EXPECT_TRUE(numbers.equals(same));
-    same.remove(Reference<qx::Integer32>(new qx::Integer32(7)));
-    EXPECT_FALSE(numbers.equals(same));
-    EXPECT_THROW(numbers.equals(String(u"7")), qx::CastFailedException);
 }
 
 TEST(MapFacade, IsTheMapThatItWraps) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <thread>
 
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/pcom/detail/Sizes.h> // no test fills a table up to its limit
@@ -298,6 +299,19 @@ TEST(HashMap, KeysThatGoMayUseTheIteratorThatHeldThem) {
     EXPECT_EQ(valueOf(iterator->next()), 101);
     EXPECT_THROW(iterator->next(), qx::Exception);
     EXPECT_EQ(Item::alive(), 1);
+}
+
+TEST(HashMap, WalksOfSeveralThreadsDoNotDisturbEachOther) {
+    HashMap map;
+    for (int key = 0; key < 200; ++key)
+        map.put(item(key), nullptr);
+    const Values expected = keysOf(map);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 6; ++i)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round)
+                EXPECT_EQ(keysOf(map), expected);
+        });
 }
 
 TEST(HashMap, ComparatorsThatChangeTheMapAreNoticed) {

@@ -120,6 +120,13 @@ TYPED_TEST(KeyedMap, WalksNoticeWhenTheyChangeTheMap) {
         TypeParam map;
         fill(map, 75);
         EXPECT_THROW(map.forEach([&](auto&&...) { change(map); }), qx::Exception);
+        const auto walk = [&] {
+            for ([[maybe_unused]] const auto& entry : map)
+                change(map);
+        };
+        map.remove(keyOf<TypeParam>(500));
+        fill(map, 75);
+        EXPECT_THROW(walk(), qx::Exception);
     }
     TypeParam map;
     fill(map, 75);

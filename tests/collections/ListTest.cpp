@@ -70,14 +70,6 @@ TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {
     EXPECT_EQ(values(list), Values{0});
 }
 
-TYPED_TEST(Lists, TakeWhatTheyStoreAlready) {
-    const auto list = this->list({1});
-    for (int i = 0; i < 20; ++i) // through every growth
-        list->add(list->get(0).get());
-    list->set(0, list->get(0).get());
-    EXPECT_EQ(values(*list), Values(21, 1));
-}
-
 TYPED_TEST(Lists, LiveAsLongAsIteratorsAndViewsOfThem) {
     auto list = this->list({1, 2, 3});
     const auto iterator = list->createListIterator(1);

@@ -75,6 +75,14 @@ TEST(Model, OfLists) {
     playRandomly(700, [](int, const auto& comparator) {
         return ListPlay(makeWith<LinkedList>(comparator), failures(comparator));
     });
+    /// Has the iterators that a list of anybody's has.
+    class Derived : public LinkedList {
+    public:
+        using LinkedList::LinkedList;
+    };
+    playRandomly(700, [](int, const auto& comparator) {
+        return ListPlay(makeWith<Derived>(comparator), failures(comparator));
+    });
 }
 
 TEST(Model, OfMaps) {

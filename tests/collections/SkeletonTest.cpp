@@ -122,6 +122,7 @@ TEST(AbstractList, CallsThePrimitivesOfTheDerivedClass) {
         {[](Recording& list, const ArrayList& o) { list.addAll(1, o); }, "insert1 insert2 "},
         {[](Recording& list, const ArrayList&) { list.clear(); }, "remove2 remove1 remove0 "},
         {[](Recording& list, const ArrayList&) { list.contains(item(2)); }, "get0 get1 "},
+        {[](Recording& list, const ArrayList&) { values(list); }, "get0 get1 get2 "},
         {[](Recording& list, const ArrayList&) { list.lastIndexOf(item(2)); }, "get2 get1 "},
         {[](Recording& list, const ArrayList&) { list.remove(item(2)); }, "get0 get1 remove1 "},
         {[](Recording& list, const ArrayList&) { list.hashCode(); }, "get0 get1 get2 "},

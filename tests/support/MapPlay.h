@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <vector>
 
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/HashSet.h>
@@ -43,7 +43,7 @@ protected:
         if (both(what, operation, onModel))
             return;
         readAgain();
-        m_iterator.reset();
+        m_walks.clear();
     }
     /// Takes over to the model what a failure has left.
     virtual void readAgain() = 0;
@@ -90,33 +90,43 @@ protected:
         return any;
     }
 
-    void walk(Collection& collection) {
-        m_iterator = collection.createIterator();
-        m_modelIterator.emplace(m_model);
+    enum class Part { Keys, Values, Entries };
+    struct Walk {
+        qx::Reference<qx::collections::pcom::Iterator> iterator;
+        ModelMapIterator model;
+        Part part;
+    };
+
+    /// Begins one more walk; there are more than a map keeps in mind.
+    void walk(Collection& collection, Part part) {
+        if (m_walks.size() == 7)
+            m_walks.erase(m_walks.begin());
+        m_walks.push_back({collection.createIterator(), ModelMapIterator(m_model), part});
     }
-    /// @param check  (element, entry of the model) is true when they belong together
+    Walk* anyWalk() { return m_walks.empty() ? nullptr : &m_walks[byte() % m_walks.size()]; }
+    /// @param check  (element, entry of the model, part) is true when they belong together
     template <class Check>
     void moveIterator(Check&& check) {
-        if (!m_iterator)
+        Walk* const walk = anyWalk();
+        if (!walk)
             return;
         if (byte() % 2)
-            require(m_iterator->hasNext() == m_modelIterator->hasNext(), "hasNext");
-        const auto expected = m_modelIterator->next();
+            require(walk->iterator->hasNext() == walk->model.hasNext(), "hasNext");
+        const auto expected = walk->model.next();
         Element element;
-        const int answer = answerOf([&] { return element = m_iterator->next(), 0; });
+        const int answer = answerOf([&] { return element = walk->iterator->next(), 0; });
         require(answer == (expected ? 0 : int{Changed}), "next");
-        require(!expected || check(element, expected), "next element");
+        require(!expected || check(element, expected, walk->part), "next element");
     }
     void removeThroughIterator() {
-        if (m_iterator)
+        if (Walk* const walk = anyWalk())
             both(
-                "remove of an iterator", [&] { return m_iterator->remove(), 0; },
-                [&] { return m_modelIterator->remove(); });
+                "remove of an iterator", [&] { return walk->iterator->remove(), 0; },
+                [&] { return walk->model.remove(); });
     }
 
     ModelTable m_model;
-    qx::Reference<qx::collections::pcom::Iterator> m_iterator;
-    std::optional<ModelMapIterator> m_modelIterator;
+    std::vector<Walk> m_walks;
 };
 
 /// Plays operations that are read from bytes on a map of items, its views and an iterator.
@@ -143,8 +153,6 @@ public:
     }
 
 private:
-    enum class Part { Keys, Values, Entries };
-
     void step() {
         using Self = MapPlay;
         static constexpr void (Self::*steps[])() = {
@@ -280,18 +288,18 @@ private:
     }
 
     void startWalk() {
-        m_part = static_cast<Part>(byte() % 3);
-        if (m_part == Part::Entries)
-            walk(*m_map->createEntrySet());
-        else if (m_part == Part::Keys)
-            walk(*m_map->createKeySet());
+        const auto part = static_cast<Part>(byte() % 3);
+        if (part == Part::Entries)
+            walk(*m_map->createEntrySet(), part);
+        else if (part == Part::Keys)
+            walk(*m_map->createKeySet(), part);
         else
-            walk(*m_map->createValueCollection());
+            walk(*m_map->createValueCollection(), part);
     }
     void move() {
-        moveIterator([&](const Element& element, const ModelTable::EntryPointer& expected) {
-            if (m_part != Part::Entries)
-                return valueOf(element) == (m_part == Part::Keys ? expected->key : expected->value);
+        moveIterator([&](const Element& element, const auto& expected, Part part) {
+            if (part != Part::Entries)
+                return valueOf(element) == (part == Part::Keys ? expected->key : expected->value);
             m_last = element;
             m_modelLast = expected;
             return isLast();
@@ -315,7 +323,6 @@ private:
     }
 
     qx::Reference<HashMap> m_map;
-    Part m_part = Part::Keys;
     Element m_last;
     ModelTable::EntryPointer m_modelLast;
 };
@@ -379,9 +386,9 @@ private:
             });
     }
     void useElements() { useKeys(*m_set); }
-    void startWalk() { walk(*m_set); }
+    void startWalk() { walk(*m_set, Part::Keys); }
     void move() {
-        moveIterator([](const Element& element, const auto& expected) {
+        moveIterator([](const Element& element, const auto& expected, Part) {
             return valueOf(element) == expected->key;
         });
     }

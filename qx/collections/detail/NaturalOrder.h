@@ -4,9 +4,9 @@
 
 #include <qx/collections/Comparator.h>
 #include <qx/collections/IComparator.h>
+#include <qx/core/FunctionTable.h>
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/String.h>
-#include <qx/core/detail/FunctionTable.h>
 
 // A short cut through the natural order for the commonest elements. What it finds is what the
 // comparator would, without the query for an interface and the casts behind it.

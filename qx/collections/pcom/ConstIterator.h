@@ -1,5 +1,9 @@
 #pragma once
 
+#include <concepts>
+
+#include <qx/collections/InputIterator.h>
+#include <qx/collections/pcom/LendingWalk.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Unknown.h>
 #include <qx/platform/export.h>
@@ -23,5 +27,37 @@ protected:
 };
 
 } // namespace qx::collections::pcom
+
+namespace qx::collections {
+
+/// A step of what has an iterator over component objects: that of its lending walk, if it has one.
+class LentStep {
+protected:
+    LentStep() = default;
+    explicit LentStep(pcom::ConstIterator* iterator) : m_walk(pcom::LendingWalk::of(iterator)) {}
+
+    pcom::LendingWalk* m_walk = nullptr;
+};
+
+template <std::derived_from<pcom::ConstIterator> Source>
+class WalkStep<Source> : LentStep {
+public:
+    WalkStep() = default;
+    explicit WalkStep(Source& source) : LentStep(&source) {}
+
+    bool operator()(Source& source, Reference<IQXUnknown>& value) const {
+        if (!m_walk)
+            return goOn(source, value);
+        IQXUnknown* element;
+        if (!m_walk->step(element))
+            return false;
+        Reference<IQXUnknown> next(element);
+        m_walk->drop();
+        value.swap(next);
+        return true;
+    }
+};
+
+} // namespace qx::collections
 
 using CQXConstIterator = qx::collections::pcom::ConstIterator;

@@ -9,6 +9,7 @@
 #include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
+#include <qx/collections/pcom/detail/HashMapIterator.h>
 #include <qx/collections/pcom/detail/MapViews.h>
 #include <qx/collections/pcom/detail/Sizes.h>
 #include <qx/core/Exception.h>
@@ -113,6 +114,17 @@ Reference<IQXUnknown> HashMap::remove(const IQXUnknown* key) {
     return removed->m_value;
 }
 
+/// A place for a walk that is to be told of a clear; null when there is none left.
+HashMap::KnownWalk* HashMap::enter(HashMapIterator& walk) noexcept {
+    for (KnownWalk& place : m_walks) {
+        HashMapIterator* none = nullptr;
+        if (!place.load(std::memory_order_relaxed) &&
+            place.compare_exchange_strong(none, &walk, std::memory_order_acq_rel))
+            return &place;
+    }
+    return nullptr;
+}
+
 /// Puts an empty table into place and returns the one before.
 HashMap::Table HashMap::allocTable(int length) {
     auto table = std::make_unique<Link[]>(static_cast<std::size_t>(length));
@@ -141,6 +153,10 @@ void HashMap::rehash() {
 
 /// Takes out all entries, then releases them one by one: a chain may be longer than the stack.
 void HashMap::releaseEntries() noexcept {
+    for (const KnownWalk& place : m_walks) {
+        if (HashMapIterator* const walk = place.load(std::memory_order_acquire))
+            walk->adopt();
+    }
     const Table old = std::move(m_table);
     m_size = 0;
     Link* const table = old.get();

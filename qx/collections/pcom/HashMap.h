@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -9,6 +11,7 @@
 namespace qx::collections::pcom {
 
 class HashMapEntry;
+class HashMapIterator;
 
 /// A map in a hash table of chained entries: putting, finding and removing a key take constant time
 /// in the mean, if the comparator for keys hashes well.
@@ -73,7 +76,10 @@ private:
     /// What leads to an entry: a bucket, or the entry before it.
     using Link = Reference<HashMapEntry>;
     using Table = std::unique_ptr<Link[]>;
+    /// A walk that is told of a clear.
+    using KnownWalk = std::atomic<HashMapIterator*>;
 
+    KnownWalk* enter(HashMapIterator& walk) noexcept;
     Table allocTable(int length);
     void addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash);
     void rehash();
@@ -104,6 +110,8 @@ private:
     /// Recognises keys that are plain strings, when these can be hashed and compared without the
     /// comparator; else null.
     const void* const m_stringTable;
+    /// Readers in several threads may walk at once, and there may be more walks than places.
+    std::array<KnownWalk, 4> m_walks{};
 };
 
 } // namespace qx::collections::pcom

@@ -2,9 +2,9 @@
 
 #include <string_view>
 
+#include <qx/core/FunctionTable.h>
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
-#include <qx/core/detail/FunctionTable.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/LogEntry.h>
 

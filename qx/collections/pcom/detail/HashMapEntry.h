@@ -5,10 +5,10 @@
 
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/MapEntry.h>
+#include <qx/core/FunctionTable.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
-#include <qx/core/detail/FunctionTable.h>
 
 namespace qx::collections::pcom {
 
@@ -79,13 +79,5 @@ private:
     const uint32_t m_hash;
     Reference<HashMapEntry> m_next;
 };
-
-/// The entry that an element of an entry set is, whichever map it comes from.
-/// @throws CastFailedException when it is none
-inline const MapEntry& entryOf(const IQXUnknown* element) {
-    if (const HashMapEntry* const entry = HashMapEntry::from(element)) [[likely]]
-        return *entry;
-    return requireCast(qx::pcom::objectBehind<const MapEntry>(element));
-}
 
 } // namespace qx::collections::pcom

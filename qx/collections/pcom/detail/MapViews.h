@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include <qx/collections/pcom/AbstractMap.h>
 #include <qx/collections/pcom/AbstractSet.h>
 #include <qx/collections/pcom/Component.h>
@@ -8,52 +10,44 @@
 
 namespace qx::collections::pcom {
 
-enum class EntryPart { Key, Value };
-
-/// Walks over entries and shows one part of each; removes the entry.
-template <EntryPart Part>
+/// Walks over the entries of any map and shows one part of each; removes the entry.
+/// @tparam Part  member that returns the part
+template <auto Part>
 class EntryPartIterator final : public Component<ComObject, Iterator> {
 public:
-    explicit EntryPartIterator(AbstractMap* map)
-        : m_entries(map->createEntrySet()->createIterator()),
-          m_hashMapEntries(HashMapIterator::from(m_entries.get())) {}
+    explicit EntryPartIterator(Reference<Iterator> entries) : m_entries(std::move(entries)) {}
 
     bool hasNext() const override { return m_entries->hasNext(); }
     Reference<IQXUnknown> next() override {
-        if (m_hashMapEntries) {
-            Reference<HashMapEntry> dropped;
-            return partOf(m_hashMapEntries->nextEntry(dropped));
-        }
-        return partOf(entryOf(m_entries->next()));
+        const auto element = m_entries->next();
+        return (entryOf(element).*Part)();
     }
     void remove() override { m_entries->remove(); }
 
 private:
-    template <class Entry>
-    static Reference<IQXUnknown> partOf(const Entry& entry) {
-        if constexpr (Part == EntryPart::Key)
-            return entry.getKey();
-        else
-            return entry.getValue();
-    }
-
     const Reference<Iterator> m_entries;
-    /// The same iterator when it is that of a HashMap, which goes on without handing out entries.
-    HashMapIterator* const m_hashMapEntries;
 };
 
-using KeySetIterator = EntryPartIterator<EntryPart::Key>;
-using ValueCollectionIterator = EntryPartIterator<EntryPart::Value>;
+/// An iterator over one part of the entries that the entry set of @p map walks over.
+template <auto Part, HashMapIterator::Kind OfHashMaps>
+Reference<Iterator> createPartIterator(AbstractMap* map) {
+    auto entries = map->createEntrySet()->createIterator();
+    HashMapIterator* const own = HashMapIterator::from(entries);
+    if (!own || own->GetRefCount() != 1)
+        return new EntryPartIterator<Part>(std::move(entries));
+    own->show(OfHashMaps); // nobody else has it
+    return entries;
+}
 
-/// A view of a map through iterators of class @p Walk.
-template <class Base, class Map, class Walk>
+/// A view of a map through iterators that @p CreateIterator makes of the map.
+template <class Base, class Map, auto CreateIterator>
 class MapView : public Base {
 public:
     template <class... Comparator>
     explicit MapView(Map* map, Comparator... comparator) : Base(comparator...), m_map(map) {}
 
-    Reference<ConstIterator> createConstIterator() const override { return new Walk(m_map); }
-    Reference<Iterator> createIterator() override { return new Walk(m_map); }
+    Reference<ConstIterator> createConstIterator() const override { return CreateIterator(m_map); }
+    Reference<Iterator> createIterator() override { return CreateIterator(m_map); }
     int getSize() const override { return m_map->getSize(); }
 
 protected:
@@ -61,7 +55,9 @@ protected:
 };
 
 /// The keys of a map.
-class AbstractMapKeySet final : public MapView<AbstractSet, AbstractMap, KeySetIterator> {
+class AbstractMapKeySet final
+    : public MapView<AbstractSet, AbstractMap,
+                     createPartIterator<&MapEntry::getKey, HashMapIterator::Kind::Keys>> {
 public:
     explicit AbstractMapKeySet(AbstractMap* map) : MapView(map, &map->keyComparator()) {}
 
@@ -77,15 +73,18 @@ public:
 
 /// The values of a map, one for each key.
 class AbstractMapValueCollection final
-    : public MapView<AbstractCollection, AbstractMap, ValueCollectionIterator> {
+    : public MapView<AbstractCollection, AbstractMap,
+                     createPartIterator<&MapEntry::getValue, HashMapIterator::Kind::Values>> {
 public:
     explicit AbstractMapValueCollection(AbstractMap* map) : MapView(map, &map->valueComparator()) {}
 
     bool contains(const IQXUnknown* value) const override { return m_map->containsValue(value); }
 };
 
+inline Reference<Iterator> createEntryIterator(HashMap* map) { return new HashMapIterator(map); }
+
 /// The entries of a HashMap.
-class HashMapEntrySet final : public MapView<AbstractSet, HashMap, HashMapIterator> {
+class HashMapEntrySet final : public MapView<AbstractSet, HashMap, createEntryIterator> {
 public:
     using MapView::MapView;
 

@@ -1,0 +1,43 @@
+#include "qx/collections/pcom/LendingWalk.h"
+
+#include <array>
+#include <cstddef>
+
+#include <qx/collections/pcom/detail/HashMapIterator.h>
+#include <qx/core/FunctionTable.h>
+
+namespace qx::collections::pcom {
+
+namespace {
+
+/// What tells a class of iterators, and where its walk lies.
+struct Class {
+    const void* table;
+    std::ptrdiff_t displacement;
+};
+
+template <class Own>
+Class classOf(Own own) {
+    ConstIterator* const iterator = &own;
+    LendingWalk* const walk = &own;
+    return {qx::detail::functionTableOf(iterator),
+            reinterpret_cast<char*>(walk) - reinterpret_cast<char*>(iterator)};
+}
+
+} // namespace
+
+LendingWalk* LendingWalk::of(ConstIterator* iterator) {
+    static const std::array classes = [] {
+        HashMap map(1, 1.0F);
+        return std::array{classOf(HashMapIterator(&map))};
+    }();
+    const void* const table = qx::detail::functionTableOf(iterator);
+    for (const Class& own : classes) {
+        if (own.table == table)
+            return reinterpret_cast<LendingWalk*>(reinterpret_cast<char*>(iterator) +
+                                                  own.displacement);
+    }
+    return nullptr;
+}
+
+} // namespace qx::collections::pcom
