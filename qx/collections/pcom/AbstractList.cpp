@@ -1,5 +1,7 @@
 #include "qx/collections/pcom/AbstractList.h"
 
+#include <typeinfo>
+
 #include <qx/collections/Comparing.h>
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/ListViews.h>
@@ -7,6 +9,20 @@
 #include <qx/core/Required.h>
 
 namespace qx::collections::pcom {
+
+namespace {
+
+/// The iterator for what @p list is exactly: of a derived class every operation is called.
+Reference<ListIterator> iteratorAt(AbstractList* list, int cursor) {
+    const std::type_info& type = typeid(*list);
+    if (type == typeid(ArrayList))
+        return new ListIteratorOf<ArrayList>(static_cast<ArrayList*>(list), cursor);
+    if (type == typeid(LinkedList))
+        return new ListIteratorOf<LinkedList>(static_cast<LinkedList*>(list), cursor);
+    return new ListIteratorOf<AbstractList>(list, cursor);
+}
+
+} // namespace
 
 AbstractList::AbstractList(const IQXComparator* comparator) : AbstractCollection(comparator) {}
 
@@ -36,19 +52,19 @@ int AbstractList::compareTo(const Object& other) const {
 }
 
 Reference<ConstIterator> AbstractList::createConstIterator() const {
-    return new AbstractListIterator(detail::held(this), 0);
+    return iteratorAt(detail::held(this), 0);
 }
 
 Reference<ConstListIterator> AbstractList::createConstListIterator(int index) const {
     checkPosition(index, getSize());
-    return new AbstractListIterator(detail::held(this), index);
+    return iteratorAt(detail::held(this), index);
 }
 
-Reference<Iterator> AbstractList::createIterator() { return new AbstractListIterator(this, 0); }
+Reference<Iterator> AbstractList::createIterator() { return iteratorAt(this, 0); }
 
 Reference<ListIterator> AbstractList::createListIterator(int index) {
     checkPosition(index, getSize());
-    return new AbstractListIterator(this, index);
+    return iteratorAt(this, index);
 }
 
 Reference<const List> AbstractList::createSubList(int from, int to) const {

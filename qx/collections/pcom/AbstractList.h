@@ -69,7 +69,10 @@ protected:
     }
 
 private:
-    friend class AbstractListIterator;
+    template <class>
+    friend class ListIteratorOf;
+    template <class>
+    friend struct ListAccess;
     friend class AbstractListSubList;
 
     [[noreturn]] static void throwRangeError();

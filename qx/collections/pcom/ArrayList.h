@@ -39,6 +39,9 @@ public:
     int getCapacity() const noexcept { return static_cast<int>(m_elements.capacity()); }
 
 private:
+    template <class>
+    friend struct ListAccess;
+
     void makeRoom();
 
     /// Each with a reference that the list owns. Plain pointers, because those move as bytes.

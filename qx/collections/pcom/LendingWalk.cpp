@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include <qx/collections/pcom/detail/HashMapIterator.h>
+#include <qx/collections/pcom/detail/ListViews.h>
 #include <qx/core/FunctionTable.h>
 
 namespace qx::collections::pcom {
@@ -29,7 +30,11 @@ Class classOf(Own own) {
 LendingWalk* LendingWalk::of(ConstIterator* iterator) {
     static const std::array classes = [] {
         HashMap map(1, 1.0F);
-        return std::array{classOf(HashMapIterator(&map))};
+        ArrayList array;
+        LinkedList linked;
+        return std::array{classOf(HashMapIterator(&map)),
+                          classOf(ListIteratorOf<ArrayList>(&array, 0)),
+                          classOf(ListIteratorOf<LinkedList>(&linked, 0))};
     }();
     const void* const table = qx::detail::functionTableOf(iterator);
     for (const Class& own : classes) {

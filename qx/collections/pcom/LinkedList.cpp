@@ -1,6 +1,5 @@
 #include "qx/collections/pcom/LinkedList.h"
 
-#include <cstdlib>
 #include <iterator>
 #include <utility>
 
@@ -43,15 +42,7 @@ bool LinkedList::add(IQXUnknown* element) {
     return true;
 }
 
-bool LinkedList::add(int index, IQXUnknown* element) {
-    Reference<IQXUnknown> owned(element);
-    checkPosition(index, getSize());
-    checkRoomForOne(getSize());
-    const auto behind = index == getSize() ? m_nodes.cend() : nodeAt(index);
-    m_finger = {m_nodes.insert(behind, std::move(owned)), index};
-    countChange();
-    return true;
-}
+bool LinkedList::add(int index, IQXUnknown* element) { return insert(index, element, m_finger); }
 
 void LinkedList::clear() {
     const Nodes released = takeAll();
@@ -63,38 +54,55 @@ Reference<IQXUnknown> LinkedList::get(int index) const {
     return *nodeAt(index);
 }
 
-Reference<IQXUnknown> LinkedList::remove(int index) {
-    checkElementIndex(index, getSize());
-    auto node = nodeAt(index);
-    auto removed = std::move(elementOf(node));
-    node = m_nodes.erase(node);
-    if (node != m_nodes.end())
-        m_finger = {node, index};
-    else if (index > 0)
-        m_finger = {std::prev(node), index - 1};
-    else
-        m_finger = {};
-    countChange();
-    return removed;
-}
+Reference<IQXUnknown> LinkedList::remove(int index) { return takeOut(index, m_finger); }
 
 Reference<IQXUnknown> LinkedList::set(int index, IQXUnknown* element) {
-    Reference<IQXUnknown> owned(element);
-    checkElementIndex(index, getSize());
-    owned.swap(elementOf(nodeAt(index)));
-    countChange();
-    return owned;
+    return replace(index, element, m_finger);
 }
 
 LinkedList::Nodes::const_iterator LinkedList::nodeAt(int index) const {
     if (index == 0 || m_fingerInUse.test_and_set(std::memory_order_acquire))
         return std::next(m_nodes.begin(), index);
-    const bool fromFinger = m_finger.index >= 0 && std::abs(index - m_finger.index) < index;
-    const auto node = fromFinger ? std::next(m_finger.node, index - m_finger.index)
-                                 : std::next(m_nodes.begin(), index);
-    m_finger = {node, index};
+    const auto node = nodeAt(index, m_finger);
     m_fingerInUse.clear(std::memory_order_release);
     return node;
+}
+
+// A change leaves the finger of the list where it has left that of the caller, which may be an
+// iterator: the node of the former may be gone and its index another.
+
+bool LinkedList::insert(int index, IQXUnknown* element, Finger& finger) {
+    Reference<IQXUnknown> owned(element);
+    checkPosition(index, getSize());
+    checkRoomForOne(getSize());
+    const auto behind = index == getSize() ? m_nodes.cend() : nodeAt(index, finger);
+    m_finger = finger = {m_nodes.insert(behind, std::move(owned)), index};
+    countChange();
+    return true;
+}
+
+Reference<IQXUnknown> LinkedList::takeOut(int index, Finger& finger) {
+    checkElementIndex(index, getSize());
+    auto node = nodeAt(index, finger);
+    auto removed = std::move(elementOf(node));
+    node = m_nodes.erase(node);
+    if (node != m_nodes.end())
+        finger = {node, index};
+    else if (index > 0)
+        finger = {std::prev(node), index - 1};
+    else
+        finger = {};
+    m_finger = finger;
+    countChange();
+    return removed;
+}
+
+Reference<IQXUnknown> LinkedList::replace(int index, IQXUnknown* element, Finger& finger) {
+    Reference<IQXUnknown> owned(element);
+    checkElementIndex(index, getSize());
+    owned.swap(elementOf(nodeAt(index, finger)));
+    countChange();
+    return owned;
 }
 
 LinkedList::Nodes LinkedList::takeAll() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <iterator>
 #include <list>
 
 #include <qx/collections/pcom/AbstractList.h>
@@ -36,6 +37,9 @@ public:
     Reference<IQXUnknown> set(int index, IQXUnknown* element) override;
 
 private:
+    template <class>
+    friend struct ListAccess;
+
     using Nodes = std::list<Reference<IQXUnknown>>;
 
     /// A node whose index is known; none with index -1.
@@ -45,6 +49,17 @@ private:
     };
 
     Nodes::const_iterator nodeAt(int index) const;
+    Nodes::const_iterator nodeAt(int index, Finger& finger) const {
+        const int distance = index - finger.index;
+        const bool fromFinger = finger.index >= 0 && (distance < 0 ? -distance : distance) < index;
+        finger.node =
+            fromFinger ? std::next(finger.node, distance) : std::next(m_nodes.begin(), index);
+        finger.index = index;
+        return finger.node;
+    }
+    bool insert(int index, IQXUnknown* element, Finger& finger);
+    Reference<IQXUnknown> takeOut(int index, Finger& finger);
+    Reference<IQXUnknown> replace(int index, IQXUnknown* element, Finger& finger);
     Nodes takeAll() noexcept;
 
     Nodes m_nodes;

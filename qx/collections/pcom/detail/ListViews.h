@@ -1,36 +1,120 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 #include <utility>
 
 #include <qx/collections/pcom/AbstractList.h>
+#include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/Component.h>
+#include <qx/collections/pcom/LendingWalk.h>
+#include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/ListIterator.h>
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/core/Exception.h>
 
 namespace qx::collections::pcom {
 
-/// The iterator of every list: a cursor over what the list's get returns. What it removes or
-/// replaces is released last, when list and iterator agree again.
-class AbstractListIterator final : public Component<ComObject, ListIterator> {
+/// How an iterator works on its list: by the operations that a derived class may override.
+template <class L>
+struct ListAccess {
+    static int size(const L& list) { return list.getSize(); }
+    Reference<IQXUnknown> get(const L& list, int index) const { return list.get(index); }
+    bool add(L& list, int index, IQXUnknown* element) { return list.add(index, element); }
+    Reference<IQXUnknown> remove(L& list, int index) { return list.remove(index); }
+    Reference<IQXUnknown> set(L& list, int index, IQXUnknown* element) {
+        return list.set(index, element);
+    }
+};
+
+/// The same for what is exactly an ArrayList.
+template <>
+struct ListAccess<ArrayList> {
+    static int size(const ArrayList& list) { return list.ArrayList::getSize(); }
+    IQXUnknown* lend(const ArrayList& list, int index) const {
+        return list.m_elements[static_cast<std::size_t>(index)];
+    }
+    Reference<IQXUnknown> get(const ArrayList& list, int index) const {
+        return list.ArrayList::get(index);
+    }
+    bool add(ArrayList& list, int index, IQXUnknown* element) {
+        return list.ArrayList::add(index, element);
+    }
+    Reference<IQXUnknown> remove(ArrayList& list, int index) {
+        return list.ArrayList::remove(index);
+    }
+    Reference<IQXUnknown> set(ArrayList& list, int index, IQXUnknown* element) {
+        return list.ArrayList::set(index, element);
+    }
+};
+
+/// The same for what is exactly a LinkedList, with a finger of the iterator's own.
+template <>
+struct ListAccess<LinkedList> {
+    static int size(const LinkedList& list) { return list.LinkedList::getSize(); }
+    IQXUnknown* lend(const LinkedList& list, int index) const {
+        return *list.nodeAt(index, m_finger);
+    }
+    Reference<IQXUnknown> get(const LinkedList& list, int index) const {
+        AbstractList::checkElementIndex(index, size(list));
+        return lend(list, index);
+    }
+    bool add(LinkedList& list, int index, IQXUnknown* element) {
+        return list.insert(index, element, m_finger);
+    }
+    Reference<IQXUnknown> remove(LinkedList& list, int index) {
+        return list.takeOut(index, m_finger);
+    }
+    Reference<IQXUnknown> set(LinkedList& list, int index, IQXUnknown* element) {
+        return list.replace(index, element, m_finger);
+    }
+
+private:
+    mutable LinkedList::Finger m_finger;
+};
+
+/// What the iterators of the library's own lists are besides.
+class ListWalk : public LendingWalk {
+public:
+    bool stepEntry(IQXUnknown*&, IQXUnknown*&) override { return false; }
+    bool isOfEntries() const noexcept override { return false; }
+};
+struct NoWalk {};
+
+/// The iterator of every list: a cursor over its elements. What it removes or replaces is released
+/// last, when list and iterator agree again.
+///
+/// @tparam L  what the list is exactly; AbstractList for all others, whose get is called
+template <class L>
+class ListIteratorOf final
+    : public Component<ComObject, ListIterator>,
+      public std::conditional_t<std::is_same_v<L, AbstractList>, NoWalk, ListWalk> {
 public:
     /// @param cursor  index of the first element that next returns
-    AbstractListIterator(AbstractList* list, int cursor)
+    ListIteratorOf(L* list, int cursor)
         : m_list(list), m_expectedCount(list->m_modificationCount), m_cursor(cursor) {}
 
-    bool hasNext() const override { return m_cursor < m_list->getSize(); }
+    bool hasNext() const override { return m_cursor < m_access.size(*m_list); }
     Reference<IQXUnknown> next() override {
         checkUnchanged();
-        auto element = m_list->get(m_cursor);
+        auto element = m_access.get(*m_list, m_cursor);
         m_lastReturned = m_cursor++;
         return element;
+    }
+    /// What next returns, lent, where the list is the library's own.
+    bool step(IQXUnknown*& element) {
+        if (m_cursor >= m_access.size(*m_list))
+            return false;
+        checkUnchanged();
+        element = m_access.lend(*m_list, m_cursor);
+        m_lastReturned = m_cursor++;
+        return true;
     }
     void remove() override {
         checkUnchanged();
         checkReturned();
-        const auto removed = m_list->remove(m_lastReturned);
+        const auto removed = m_access.remove(*m_list, m_lastReturned);
         if (m_cursor > m_lastReturned)
             --m_cursor;
         m_lastReturned = -1;
@@ -39,7 +123,7 @@ public:
     bool hasPrevious() const override { return m_cursor > 0; }
     Reference<IQXUnknown> previous() override {
         checkUnchanged();
-        auto element = m_list->get(m_cursor - 1);
+        auto element = m_access.get(*m_list, m_cursor - 1);
         m_lastReturned = --m_cursor;
         return element;
     }
@@ -48,7 +132,7 @@ public:
     bool add(IQXUnknown* element) override {
         const Reference<IQXUnknown> owned(element);
         checkUnchanged();
-        if (!m_list->add(m_cursor, element))
+        if (!m_access.add(*m_list, m_cursor, element))
             return false;
         ++m_cursor;
         ++m_expectedCount;
@@ -59,26 +143,28 @@ public:
         const Reference<IQXUnknown> owned(element);
         checkUnchanged();
         checkReturned();
-        const auto replaced = m_list->set(m_lastReturned, element);
+        const auto replaced = m_access.set(*m_list, m_lastReturned, element);
         ++m_expectedCount;
     }
 
 private:
     /// @throws Exception when others have changed the list
     void checkUnchanged() const {
-        if (m_list->m_modificationCount != m_expectedCount)
-            throw Exception();
+        if (m_list->m_modificationCount != m_expectedCount) [[unlikely]]
+            throwChanged();
     }
+    [[noreturn, gnu::noinline]] static void throwChanged() { throw Exception(); }
     /// @throws IllegalStateException when there is no element to change
     void checkReturned() const {
         if (m_lastReturned == -1)
             throw IllegalStateException();
     }
 
-    const Reference<AbstractList> m_list;
+    const Reference<L> m_list;
     uint32_t m_expectedCount;
     int m_cursor;
     int m_lastReturned = -1;
+    ListAccess<L> m_access;
 };
 
 /// A live view of a range of a list. The parent does everything, at indices shifted by the offset.
