@@ -1,5 +1,5 @@
-#include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <sys/file.h>
@@ -54,11 +54,6 @@ mode_t modeOf(const std::string& path) {
     return status.st_mode & 07777;
 }
 
-bool same(const QXFileState& left, const QXFileState& right) {
-    return left.modified == right.modified && left.size == right.size &&
-           left.device == right.device && left.inode == right.inode;
-}
-
 const std::vector<std::string> Steps = {"open",     "open",  "fchmod", "write",
                                         "futimens", "fsync", "rename", "fsync"};
 constexpr int Renamed = 6;
@@ -73,51 +68,34 @@ TEST_F(Replace, MakesAllBytesDurableBeforeTheNameAndTheNameAfterwards) {
     EXPECT_EQ(readFile(file), New);
 }
 
-TEST_F(Replace, LeavesTheOldFileWhicheverStepFails) {
-    const struct {
-        int error;
-        int32_t result;
-    } errors[] = {
-        {ENOSPC, result::DiskFull},
-        {EIO, static_cast<int32_t>(0x8007001F)},
-        {EACCES, result::AccessDenied},
-    };
-    for (const auto& [error, expected] : errors) {
-        for (int step = 0; step < std::ssize(Steps); ++step) {
+TEST_F(Replace, OldOrNewIsWholeWhicheverStepFailsOrKillsAndTheNextWriterCleansUp) {
+    for (int step = 0; step < std::ssize(Steps); ++step) {
+        // Only the flush of the folder comes when the new file has its name already.
+        const bool isRenamed = step > Renamed;
+        for (const int error : {ENOSPC, EACCES, FailingCalls::Kill}) {
             SCOPED_TRACE(testing::Message() << error << " at " << step);
             writeFile(file, Old);
             ::chmod(file.c_str(), 0640);
-            QXFileState state;
-            {
+            const bool dies = error == FailingCalls::Kill;
+            const pid_t child = dies ? ::fork() : -1;
+            if (child <= 0) {
                 const FailingCalls failing(step, error);
-                EXPECT_EQ(replace(&state), expected);
+                QXFileState state;
+                EXPECT_EQ(replace(&state),
+                          error == EACCES ? result::AccessDenied : result::DiskFull);
+                EXPECT_EQ(state.size, isRenamed ? std::ssize(New) : 0);
             }
-            // Only the flush of the folder comes when the new file has its name already.
-            EXPECT_EQ(readFile(file), step <= Renamed ? Old : New);
-            EXPECT_EQ(state.size, step <= Renamed ? 0 : std::ssize(New));
+            if (child == 0)
+                ::_exit(1);
+            int status = 0;
+            EXPECT_EQ(::waitpid(child, &status, 0), dies ? child : -1);
+            EXPECT_EQ(WIFSIGNALED(status), dies);
+            EXPECT_EQ(readFile(file), isRenamed ? New : Old);
             EXPECT_EQ(modeOf(file), 0640u);
+            EXPECT_EQ(names().size(), dies && step >= 2 && !isRenamed ? 2u : 1u);
+            EXPECT_EQ(replace(), result::Ok);
             EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
         }
-    }
-}
-
-TEST_F(Replace, OldOrNewIsWholeAfterADeathAtEveryStepAndTheNextWriterCleansUp) {
-    for (int step = 0; step < std::ssize(Steps); ++step) {
-        SCOPED_TRACE(step);
-        writeFile(file, Old);
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const FailingCalls failing(step, FailingCalls::Kill);
-            replace();
-            ::_exit(1);
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status));
-        EXPECT_EQ(readFile(file), step <= Renamed ? Old : New);
-        EXPECT_EQ(names().size(), step >= 2 && step <= Renamed ? 2u : 1u);
-        EXPECT_EQ(replace(), result::Ok);
-        EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
     }
 }
 
@@ -143,58 +121,45 @@ TEST_F(Replace, LeavesWhatIsNoLeftoverOfADeadWriterOfThisFile) {
 }
 
 TEST_F(Replace, WritersWithoutALockLeaveEachOtherAlone) {
-    std::atomic<int> failures = 0;
-    {
-        std::vector<std::jthread> writers;
-        for (int i = 0; i < 4; ++i)
-            writers.emplace_back([&] {
-                for (int n = 0; n < 100; ++n)
-                    failures += replace() != result::Ok;
-            });
-    }
-    EXPECT_EQ(failures, 0);
+    std::vector<std::jthread> writers;
+    for (int i = 0; i < 4; ++i)
+        writers.emplace_back([&] {
+            for (int n = 0; n < 100; ++n)
+                EXPECT_EQ(replace(), result::Ok);
+        });
+    writers.clear();
     EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
 }
 
-TEST_F(Replace, FollowsLinksAndKeepsThem) {
-    fs::create_directory(folder.path("sub"));
-    writeFile(folder.path("sub/real"), Old);
-    fs::create_symlink("sub/hop", file);
-    fs::create_symlink("real", folder.path("sub/hop"));
-    EXPECT_EQ(replace(), result::Ok);
-    EXPECT_EQ(fs::read_symlink(file), "sub/hop");
-    EXPECT_EQ(readFile(folder.path("sub/real")), New);
-    EXPECT_TRUE(fs::is_symlink(folder.path("sub/hop")));
-
-    fs::create_symlink(folder.path("sub/later"), folder.path("dangling"));
-    EXPECT_EQ(replaceAt(folder.path("dangling")), result::Ok);
-    EXPECT_EQ(readFile(folder.path("sub/later")), New);
-
-    fs::create_symlink("loop", folder.path("loop"));
-    EXPECT_LT(replaceAt(folder.path("loop")), 0);
-}
-
-TEST_F(Replace, KeepsTheModeAndCreatesWithinTheUmask) {
+TEST_F(Replace, FollowsLinksAndKeepsTheModeWithinTheUmask) {
     const mode_t umask = ::umask(027);
-    EXPECT_EQ(replace(), result::Ok);
+    fs::create_directory(folder.path("sub"));
+    fs::create_symlink("sub/hop", file);
+    fs::create_symlink(folder.path("sub/real"), folder.path("sub/hop"));
+    EXPECT_EQ(replace(), result::Ok); // a link that leads nowhere
     EXPECT_EQ(modeOf(file), 0640u);
+    writeFile(folder.path("sub/real"), Old);
     ::chmod(file.c_str(), 0606);
     EXPECT_EQ(replace(), result::Ok);
     EXPECT_EQ(modeOf(file), 0606u);
     ::umask(umask);
+    EXPECT_EQ(fs::read_symlink(file), "sub/hop");
+    EXPECT_TRUE(fs::is_symlink(folder.path("sub/hop")));
+    EXPECT_EQ(readFile(folder.path("sub/real")), New);
 }
 
 TEST_F(Replace, RefusesWhatItCannotReplace) {
-    EXPECT_EQ(replaceAt(folder.path()), result::AccessDenied);
-    EXPECT_EQ(replaceAt("/dev/null"), result::AccessDenied);
-    EXPECT_EQ(replaceAt(folder.path("no/f")), result::NotFound);
-    EXPECT_EQ(replaceAt(""), result::NotFound);
-    EXPECT_EQ(replaceAt(file + "/"), result::NotFound);
+    fs::create_symlink("loop", folder.path("loop"));
+    EXPECT_EQ(replaceAt(folder.path("loop")), static_cast<int32_t>(0x80070003));
+    for (const std::string& path : {folder.path(), std::string("/dev/null")})
+        EXPECT_EQ(replaceAt(path), result::AccessDenied);
+    for (const std::string& path : {folder.path("no/f"), std::string(), file + "/"})
+        EXPECT_EQ(replaceAt(path), result::NotFound);
     EXPECT_EQ(QXFileReplace(nullptr, "", 0, 0666, nullptr), result::NullPointer);
     EXPECT_EQ(QXFileReplace(file.c_str(), nullptr, 1, 0666, nullptr), result::NullPointer);
     EXPECT_EQ(QXFileReplace(file.c_str(), "", -1, 0666, nullptr), result::InvalidArgument);
     EXPECT_EQ(QXFileReplace(file.c_str(), "", 0, 01666, nullptr), result::InvalidArgument);
-    EXPECT_TRUE(names().empty());
+    EXPECT_EQ(names(), std::set<std::string>{"loop"});
     if (::geteuid() != 0) {
         writeFile(file, Old);
         ::chmod(file.c_str(), 0400);
@@ -207,7 +172,7 @@ TEST_F(Replace, EveryReplacementGivesAnotherState) {
     for (int i = 0; i < 40; ++i) {
         ASSERT_EQ(replace(&state), result::Ok);
         ASSERT_EQ(QXFileGetState(file.c_str(), &seen), result::Ok);
-        ASSERT_TRUE(same(state, seen));
+        ASSERT_EQ(std::memcmp(&state, &seen, sizeof state), 0);
         // By time alone: a removed file's inode comes back.
         ASSERT_GT(state.modified, previous.modified);
         previous = state;

@@ -1,7 +1,8 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
-#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -19,53 +20,44 @@ using namespace qx;
 using qxtest::TestLocale;
 
 constexpr char NotMade[] = "the system cannot make the locale";
-using Limits = std::numeric_limits<int64_t>;
-
-TEST(CText, SearchesUpToAndIncludingTheTerminator) {
-    char16_t text[] = u"abca";
-    EXPECT_EQ(QXStrChrW(text, u'a'), text);
-    EXPECT_EQ(QXStrChrW(text, u'c'), text + 2);
-    EXPECT_EQ(QXStrChrW(text, 0), text + 4);
-    EXPECT_EQ(QXStrChrW(text, u'x'), nullptr);
-    EXPECT_EQ(QXStrLenW_32(text), 4);
-}
-
-TEST(CText, ComparesUnitsAsUnsigned) {
-    EXPECT_LT(QXStrCmpW(u"ab", u"abc"), 0);
-    EXPECT_GT(QXStrCmpW(u"\uFFFD", u"a"), 0);
-    EXPECT_GT(QXStrCmpW(u"\uE000", u"😀"), 0); // by unit, not by code point
-    EXPECT_EQ(QXStrCmpW(u"", u""), 0);
-}
-
-TEST(CText, BoundedCopyPadsAndMayLeaveNoTerminator) {
-    char16_t to[6];
-    const auto fill = [&to] { std::fill(std::begin(to), std::end(to), u'#'); };
-    fill();
-    QXStrNCpyW(to, u"ab", 5);
-    EXPECT_EQ(std::u16string(to, 6), std::u16string(u"ab\0\0\0#", 6));
-    fill();
-    EXPECT_EQ(QXStrNCpyW(to, u"abc", 3), to);
-    EXPECT_EQ(std::u16string(to, 6), u"abc###");
-    fill();
-    QXStrNCpyW(to, u"abc", 0);
-    EXPECT_EQ(to[0], u'#');
-    EXPECT_EQ(std::u16string(QXStrCpyW(to, u"abcd")), u"abcd");
-}
-
-TEST(CText, TokenizerSkipsRunsAndCanBeResumed) {
-    char16_t text[] = u",,a,;b;";
-    char16_t other[] = u"x y";
-    char16_t* context = nullptr;
-    char16_t* otherContext = nullptr;
-    EXPECT_EQ(std::u16string(QXStrTokW(text, u",;", &context)), u"a");
-    EXPECT_EQ(std::u16string(QXStrTokW(other, u" ", &otherContext)), u"x");
-    EXPECT_EQ(std::u16string(QXStrTokW(nullptr, u",;", &context)), u"b");
-    EXPECT_EQ(QXStrTokW(nullptr, u",;", &context), nullptr);
-    EXPECT_EQ(QXStrTokW(nullptr, u",;", &context), nullptr);
-    EXPECT_EQ(std::u16string(QXStrTokW(nullptr, u"", &otherContext)), u"y");
-}
 
 std::u16string wide(const std::string& text) { return {text.begin(), text.end()}; }
+
+TEST(CText, IsTreatedAsTheFunctionsOfCTreatBytes) {
+    std::minstd_rand random(3);
+    const auto text = [&random](size_t most) {
+        std::string units(random() % (most + 1), 0);
+        std::ranges::generate(units, [&] { return "ab,;"[random() % 4]; });
+        return units;
+    };
+    for (int i = 0; i < 2000; ++i) {
+        std::string left = text(6), right = text(6), copy(8, '#');
+        const std::string delimiters = text(2);
+        std::u16string units = wide(left), unitsCopy = wide(copy);
+        EXPECT_EQ(QXStrLenW_32(units.c_str()), std::ssize(left));
+        for (const char unit : {'a', '\0', 'x'}) {
+            const char* const plain = std::strchr(left.c_str(), unit);
+            const char16_t* const found = QXStrChrW(units.data(), static_cast<char16_t>(unit));
+            EXPECT_EQ(found ? found - units.data() : -1, plain ? plain - left.c_str() : -1);
+        }
+        EXPECT_EQ(QXStrCmpW(units.c_str(), wide(right).c_str()) <=> 0, left <=> right);
+        const auto count = static_cast<int32_t>(random() % 8);
+        std::strncpy(copy.data(), left.c_str(), static_cast<size_t>(count));
+        EXPECT_EQ(QXStrNCpyW(unitsCopy.data(), units.c_str(), count), unitsCopy.data());
+        EXPECT_EQ(unitsCopy, wide(copy)); // padded, and perhaps without a terminator
+        EXPECT_EQ(QXStrCpyW(unitsCopy.data(), units.c_str()), wide(left.c_str()));
+        char* rest = nullptr;
+        char16_t* restOfUnits = nullptr;
+        char* plain = strtok_r(left.data(), delimiters.c_str(), &rest);
+        char16_t* token = QXStrTokW(units.data(), wide(delimiters).c_str(), &restOfUnits);
+        for (int more = 0; more < 6; ++more) { // past the end, by other delimiters
+            EXPECT_EQ(std::u16string(token ? token : u"-"), wide(plain ? plain : "-"));
+            plain = strtok_r(nullptr, ",", &rest);
+            token = QXStrTokW(nullptr, u",", &restOfUnits);
+        }
+    }
+    EXPECT_GT(QXStrCmpW(u"\uE000", u"😀"), 0); // by unit, not by code point, and unsigned
+}
 
 /// Pieces of numbers in all forms, as they come.
 std::string randomText(std::minstd_rand& random) {
@@ -86,9 +78,9 @@ std::string randomText(std::minstd_rand& random) {
     return text;
 }
 
-TEST(IntegerText, ReadsLikeStrtol) {
+TEST(IntegerText, ReadsLikeStrtolAndPrintsInUpperCase) {
     std::minstd_rand random(1);
-    for (int i = 0; i < 100'000; ++i) {
+    for (int i = 0; i < 50'000; ++i) {
         const std::string text = randomText(random);
         for (const int32_t radix : {0, 2, 8, 10, 16, 35, 36}) {
             SCOPED_TRACE(testing::Message() << '"' << text << "\" by " << radix);
@@ -98,6 +90,12 @@ TEST(IntegerText, ReadsLikeStrtol) {
             char16_t* end = nullptr;
             ASSERT_EQ(QXStrToLW(units.c_str(), &end, radix), value);
             ASSERT_EQ(end - units.c_str(), plainEnd - text.c_str());
+            char16_t printed[66];
+            char buffer[66];
+            const std::string narrow = QXLToStrA(value, buffer, radix);
+            ASSERT_EQ(QXLToStrW(value, printed, radix), wide(narrow));
+            ASSERT_EQ(QXStrToLW(printed, nullptr, radix), radix == 0 ? 0 : value);
+            ASSERT_TRUE(std::ranges::none_of(narrow, [](char digit) { return digit >= 'a'; }));
         }
     }
     EXPECT_EQ(QXStrToLW(u"\u00A01", nullptr, 10), 0); // no white space of ours
@@ -106,44 +104,22 @@ TEST(IntegerText, ReadsLikeStrtol) {
         char16_t* end = nullptr;
         EXPECT_EQ(QXStrToLW(text, &end, noRadix), 0);
         EXPECT_EQ(end, text);
+        char16_t buffer[66] = u"x";
+        EXPECT_EQ(*QXLToStrW(5, buffer, noRadix), 0);
     }
 }
 
-TEST(IntegerText, UnsignedNumbersSaturateAndNegateModulo) {
-    const uint32_t largest = std::numeric_limits<uint32_t>::max();
-    for (const char16_t* text : {u"4294967295", u"4294967296", u"5000000000", u"-1", u"-5000000000",
+TEST(IntegerText, NarrowNumbersStopAtTheirLimits) {
+    for (const char16_t* text : {u"4294967295", u"4294967296", u"-1", u"-5000000000",
                                  u"18446744073709551616", u"-99999999999999999999"})
-        EXPECT_EQ(QXStrToULW(text, nullptr, 10), largest);
-    EXPECT_EQ(QXStrToULW(u"-4294967295", nullptr, 10), 1u);
-    EXPECT_EQ(QXStrToULW(u"FFFFFFFE", nullptr, 16), largest - 1);
-}
-
-TEST(IntegerText, NarrowNumbersStopAtTheir32BitLimits) {
-    EXPECT_EQ(QXStrToIW(u"2147483647"), INT32_MAX);
-    EXPECT_EQ(QXStrToIW(u"2147483648"), INT32_MAX);
-    EXPECT_EQ(QXStrToIW(u"-2147483648"), INT32_MIN);
-    EXPECT_EQ(QXStrToIW(u"-2147483649"), INT32_MIN);
-    EXPECT_EQ(QXStrToIW(u"99999999999999999999"), INT32_MAX);
+        EXPECT_EQ(QXStrToULW(text, nullptr, 10), UINT32_MAX);
+    EXPECT_EQ(QXStrToULW(u"-4294967295", nullptr, 10), 1u); // negated modulo 2^32
+    EXPECT_EQ(QXStrToULW(u"FFFFFFFE", nullptr, 16), UINT32_MAX - 1);
+    for (const char16_t* text : {u"2147483647", u"2147483648", u"99999999999999999999"})
+        EXPECT_EQ(QXStrToIW(text), INT32_MAX);
+    for (const char16_t* text : {u"-2147483648", u"-2147483649"})
+        EXPECT_EQ(QXStrToIW(text), INT32_MIN);
     EXPECT_EQ(QXStrToIW(u"0x10"), 0);
-}
-
-TEST(IntegerText, EveryRadixRoundTripsInUpperCase) {
-    for (int32_t radix = 2; radix <= 36; ++radix) {
-        for (const int64_t value : {Limits::min(), int64_t{-36}, int64_t{0}, int64_t{35},
-                                    int64_t{123456789}, Limits::max()}) {
-            char16_t wide[66];
-            char narrow[66];
-            const std::u16string text = QXLToStrW(value, wide, radix);
-            EXPECT_EQ(QXStrToLW(wide, nullptr, radix), value) << radix;
-            EXPECT_EQ(text.find_first_of(u"abcdefghijklmnopqrstuvwxyz"), text.npos);
-            const std::string same = QXLToStrA(value, narrow, radix);
-            EXPECT_EQ(text, std::u16string(same.begin(), same.end()));
-        }
-    }
-    char16_t buffer[66] = u"x";
-    EXPECT_EQ(*QXLToStrW(5, buffer, 1), 0);
-    EXPECT_EQ(*QXLToStrW(5, buffer, 37), 0);
-    EXPECT_EQ(std::u16string(QXLToStrW(-255, buffer, 16)), u"-FF");
 }
 
 void expectReadLikeStrtod(const std::string& text) {
@@ -186,15 +162,9 @@ TEST(RealText, DoesNotDependOnTheLocale) {
     EXPECT_EQ(QXToUpperW(u'ä'), u'Ä');
 }
 
-std::u16string defaultEncoding() {
+std::u16string nameBy(int32_t (*get)(char16_t*, int32_t)) {
     char16_t name[40];
-    EXPECT_EQ(QXGetDefaultCharEncoding(name, 40), result::Ok);
-    return name;
-}
-
-std::u16string defaultLocale() {
-    char16_t name[40];
-    EXPECT_EQ(QXGetDefaultLocale(name, 40), result::Ok);
+    EXPECT_EQ(get(name, 40), result::Ok);
     return name;
 }
 
@@ -215,30 +185,31 @@ TEST(DefaultLocale, NamesTheLanguageAndCodeSet) {
     for (const char* const plain : {"C", "POSIX", "C.UTF-8"}) {
         const TestLocale locale(plain);
         ASSERT_TRUE(locale.isSet());
-        EXPECT_EQ(defaultEncoding(), u"UTF-8") << plain;
-        EXPECT_EQ(defaultLocale(), u"en_US") << plain;
+        EXPECT_EQ(nameBy(QXGetDefaultCharEncoding), u"UTF-8") << plain;
+        EXPECT_EQ(nameBy(QXGetDefaultLocale), u"en_US") << plain;
+        char16_t name[6] = u"#####";
+        EXPECT_EQ(QXGetDefaultLocale(name, 5), result::BufferTooSmall);
+        EXPECT_EQ(name[0], 0);
+        EXPECT_EQ(QXGetDefaultLocale(name, 6), result::Ok);
+        EXPECT_EQ(QXGetDefaultLocale(name, 0), result::BufferTooSmall);
     }
+    EXPECT_EQ(QXGetDefaultCharEncoding(nullptr, 40), result::NullPointer);
     // No codec serves the second.
     for (const std::string codeSet : {"ISO-8859-1", "ISO-8859-15"}) {
         const TestLocale german("de_DE", codeSet);
         if (!german.isSet())
             GTEST_SKIP() << NotMade;
         const bool isServed = codeSet == "ISO-8859-1";
-        EXPECT_EQ(defaultEncoding(), isServed ? u"ISO-8859-1" : u"UTF-8");
-        EXPECT_EQ(defaultLocale(), u"de_DE");
-        EXPECT_EQ(narrow(u"ä").bytes, isServed ? "\xE4" : "ä");
+        EXPECT_EQ(nameBy(QXGetDefaultCharEncoding), isServed ? u"ISO-8859-1" : u"UTF-8");
+        EXPECT_EQ(nameBy(QXGetDefaultLocale), u"de_DE");
+        EXPECT_EQ(narrow(u"\u0080ä").bytes, isServed ? "\x80\xE4" : "\u0080ä");
         EXPECT_EQ(qx::String("ä").getLength(), isServed ? 2 : 1);
+        const auto other = narrow(u"n\u0100");
+        EXPECT_EQ(other.result, isServed ? result::UnmappableCharacter : result::Ok);
+        EXPECT_EQ(other.bytes, isServed ? "n" : "n\u0100");
+        EXPECT_EQ(narrow(u"abc", 3).result, result::BufferTooSmall);
+        EXPECT_EQ(narrow(u"abc", 3).bytes, "ab");
     }
-}
-
-TEST(DefaultLocale, RefusesAShortBuffer) {
-    const TestLocale plain("C");
-    char16_t name[6] = u"#####";
-    EXPECT_EQ(QXGetDefaultLocale(name, 5), result::BufferTooSmall);
-    EXPECT_EQ(name[0], 0);
-    EXPECT_EQ(QXGetDefaultLocale(name, 6), result::Ok);
-    EXPECT_EQ(QXGetDefaultLocale(name, 0), result::BufferTooSmall);
-    EXPECT_EQ(QXGetDefaultCharEncoding(nullptr, 40), result::NullPointer);
 }
 
 TEST(UnicodeToAnsi, WritesUtf8AndKeepsWholeCharactersWhenTheBufferIsShort) {
@@ -269,18 +240,6 @@ TEST(UnicodeToAnsi, WritesUtf8AndKeepsWholeCharactersWhenTheBufferIsShort) {
         EXPECT_EQ(refused.result, result::UnmappableCharacter);
         EXPECT_EQ(refused.bytes, "ok");
     }
-}
-
-TEST(UnicodeToAnsi, KnowsTheLimitsOfASmallCodeSet) {
-    const TestLocale latin("de_DE", "ISO-8859-1");
-    if (!latin.isSet())
-        GTEST_SKIP() << NotMade;
-    EXPECT_EQ(narrow(u"\u0080ÿ").bytes, "\x80\xFF");
-    const auto refused = narrow(u"n\u0100");
-    EXPECT_EQ(refused.result, result::UnmappableCharacter);
-    EXPECT_EQ(refused.bytes, "n");
-    EXPECT_EQ(narrow(u"abc", 3).result, result::BufferTooSmall);
-    EXPECT_EQ(narrow(u"abc", 3).bytes, "ab");
 }
 
 } // namespace
