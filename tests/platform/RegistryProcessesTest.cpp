@@ -2,15 +2,16 @@
 //   QX_TEST_REGISTRY_SECONDS  how long they mix, 2 by default
 //   QX_TEST_REGISTRY_KILLS    how many writers die, 60 by default
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <deque>
 #include <random>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,7 +19,6 @@
 #include <qx/platform/result.h>
 
 #include "tests/platform/RegistryTesting.h"
-#include "tests/support/ChildProcess.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -85,28 +85,27 @@ bool mix(std::mt19937& random) {
     }
 }
 
-/// Arguments: folder, seed, seconds.
-const ChildEntry mixEntry("registry.mix", [](const std::vector<std::string>& arguments) {
-    std::mt19937 random(static_cast<unsigned>(std::stoi(arguments[1])));
-    if (QXRegistrySetFolder(arguments[0].c_str()) < 0)
-        return 1;
-    const auto end = Clock::now() + std::chrono::seconds(std::stoi(arguments[2]));
-    do {
-        if (!mix(random) || testing::Test::HasFailure())
-            return 2;
-    } while (Clock::now() < end);
-    return 0;
-});
+/// Runs the body in a process of its own, which has just started to use the registry.
+template <class Body>
+pid_t inProcess(const TemporaryRegistry& registry, Body body) {
+    const pid_t child = fork();
+    if (child != 0)
+        return child;
+    registry.use();
+    _exit(body());
+}
 
-/// Writes numbers that grow, each in a transaction with much else, and notes in a file each that
-/// was acknowledged. Arguments: folder, key, file for the notes, first number.
-const ChildEntry countEntry("registry.count", [](const std::vector<std::string>& arguments) {
-    if (QXRegistrySetFolder(arguments[0].c_str()) < 0)
-        return 1;
-    const std::u16string key(arguments[1].begin(), arguments[1].end());
+int statusOf(pid_t child) {
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
+}
+
+/// Writes numbers that grow, each in a transaction with much else, and notes each that was
+/// acknowledged.
+int count(const std::u16string& key, int number, std::atomic<int>& acknowledged) {
     std::mt19937 random(std::random_device{}());
-    FILE* const notes = std::fopen(arguments[2].c_str(), "w");
-    for (int number = std::stoi(arguments[3]);; ++number) {
+    for (;; ++number) {
         const std::u16string text = wholeText(random) + u'\0';
         const QXRegistryChange changes[] = {
             {QX_REG_SET_VALUE, QX_REG_UINT32, key.c_str(), u"number", &number, 4},
@@ -116,10 +115,9 @@ const ChildEntry countEntry("registry.count", [](const std::vector<std::string>&
         };
         if (QXRegistryApply(QX_HKEY_USER, changes, 3) < 0)
             return 2;
-        std::fprintf(notes, "%d\n", number); // whole or not at all once it is flushed
-        std::fflush(notes);
+        acknowledged = number;
     }
-});
+}
 
 int numberOf(const std::u16string& key, const char16_t* name) {
     int number = -1;
@@ -128,73 +126,68 @@ int numberOf(const std::u16string& key, const char16_t* name) {
     return number;
 }
 
-int lastNoteIn(const std::string& file) {
-    const std::string notes = readFile(file);
-    const size_t end = notes.rfind('\n');
-    if (end == std::string::npos)
-        return -1;
-    return std::stoi(notes.substr(end == 0 ? 0 : notes.rfind('\n', end - 1) + 1));
-}
-
 } // namespace
 
 TEST(RegistryProcesses, EightMixEverythingAndNothingIsTorn) {
     const TemporaryRegistry registry;
     setText(u"Shared", u"start", u"s");
-    std::deque<ChildProcess> children;
-    for (int seed = 0; seed < 8; ++seed)
-        children.emplace_back("registry.mix",
-                              std::vector<std::string>{
-                                  registry.folder(), std::to_string(seed),
-                                  std::to_string(fromEnvironment("QX_TEST_REGISTRY_SECONDS", 2))});
-    for (ChildProcess& child : children)
-        EXPECT_EQ(child.join(), 0);
+    const auto end =
+        Clock::now() + std::chrono::seconds(fromEnvironment("QX_TEST_REGISTRY_SECONDS", 2));
+    pid_t children[8];
+    for (unsigned seed = 0; seed < 8; ++seed)
+        children[seed] = inProcess(registry, [&] {
+            std::mt19937 random(seed);
+            while (mix(random) && !testing::Test::HasFailure()) {
+                if (Clock::now() > end)
+                    return 0;
+            }
+            return 1;
+        });
+    for (const pid_t child : children)
+        EXPECT_EQ(statusOf(child), 0);
     EXPECT_EQ(getText(u"Shared", u"start"), u"s");
 }
 
 TEST(RegistryProcesses, KilledWritersLoseNothingThatWasAcknowledged) {
     const TemporaryRegistry registry;
-    const TemporaryFolder notes;
     constexpr int Writers = 4;
-    struct Writer {
-        std::string key, notes;
-        std::deque<ChildProcess> process;
+    void* const memory = mmap(nullptr, Writers * sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    auto* const acknowledged = static_cast<std::atomic<int>*>(memory);
+    const auto keyOf = [](size_t writer) { return u"Writer" + std::u16string(writer, u'x'); };
+    pid_t children[Writers];
+    const auto start = [&](size_t writer, int number) {
+        acknowledged[writer] = -1;
+        children[writer] =
+            inProcess(registry, [&] { return count(keyOf(writer), number, acknowledged[writer]); });
     };
-    std::vector<Writer> writers(Writers);
-    const auto start = [&](Writer& writer, int number) {
-        writer.process.clear();
-        writer.process.emplace_back("registry.count",
-                                    std::vector<std::string>{registry.folder(), writer.key,
-                                                             writer.notes, std::to_string(number)});
-    };
-    for (int i = 0; i < Writers; ++i) {
-        writers[static_cast<size_t>(i)].key = "Writer" + std::to_string(i);
-        writers[static_cast<size_t>(i)].notes = notes.path(std::to_string(i));
-        start(writers[static_cast<size_t>(i)], 0);
-    }
+    for (size_t writer = 0; writer < Writers; ++writer)
+        start(writer, 0);
     std::mt19937 random(std::random_device{}());
-    const int kills = fromEnvironment("QX_TEST_REGISTRY_KILLS", 60);
-    int acknowledged = 0;
-    for (int kill = 0; kill < kills; ++kill) {
-        Writer& victim = writers[random() % Writers];
+    int writersThatWrote = 0;
+    for (int kills = fromEnvironment("QX_TEST_REGISTRY_KILLS", 60); kills > 0; --kills) {
+        const size_t victim = random() % Writers;
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
-        victim.process.front().kill();
-        ASSERT_EQ(victim.process.front().join(), -SIGKILL);
-        const std::u16string key(victim.key.begin(), victim.key.end());
-        const int noted = lastNoteIn(victim.notes);
-        const int stored = numberOf(key, u"number");
-        acknowledged += noted >= 0;
-        ASSERT_GE(stored, noted);
-        ASSERT_EQ(numberOf(key, u"again"), stored);
+        kill(children[victim], SIGKILL);
+        EXPECT_EQ(statusOf(children[victim]), SIGKILL);
+        const int stored = numberOf(keyOf(victim), u"number");
+        writersThatWrote += acknowledged[victim] >= 0;
+        EXPECT_GE(stored, acknowledged[victim]);
+        EXPECT_EQ(numberOf(keyOf(victim), u"again"), stored);
         if (stored >= 0) {
-            ASSERT_TRUE(isWhole(getText(key, u"text").value_or(u"")));
+            EXPECT_TRUE(isWhole(getText(keyOf(victim), u"text").value_or(u"")));
         }
         start(victim, stored + 1);
     }
-    writers.clear();
+    for (const pid_t child : children) {
+        kill(child, SIGKILL);
+        statusOf(child);
+    }
+    munmap(memory, Writers * sizeof(std::atomic<int>));
     registry.use();
     setText(u"After", u"", u"all"); // the lock of the dead is free
-    EXPECT_GT(acknowledged, 0);
+    EXPECT_GT(writersThatWrote, 0);
 }
 
 // A thread that waits for the file of a stopped process kept the lock that forks wait for.
@@ -210,9 +203,7 @@ TEST(RegistryProcesses, AStoppedWriterHoldsUpNoFork) {
     const pid_t child = fork();
     if (child == 0)
         _exit(getText(u"Before", u"") == u"all" ? 0 : 1);
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(statusOf(child), 0);
     EXPECT_FALSE(getText(u"After", u""));
     whole.l_type = F_UNLCK;
     EXPECT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
