@@ -8,6 +8,8 @@
 #include <string_view>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <qx/net/TcpClientSocket2.h>
 #include <qx/net/TcpServerSocket2.h>
@@ -119,6 +121,24 @@ inline bool hasIpv6Loopback() {
     const qx_sockaddr_union place = ipv6(Ipv6Loopback);
     return client != nullptr && QxNetTcpClientSocketBind(client, &place, sizeof place) == 0;
 }
+
+/// While it lives no descriptor can be had.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &m_before), 0);
+        const int lowestFree = ::dup(0);
+        ::close(lowestFree);
+        const rlimit none{static_cast<rlim_t>(lowestFree), m_before.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit m_before{};
+};
 
 /// Sends all of a text.
 inline void say(qx::net::TcpWorkerSocket2& socket, std::string_view text) {

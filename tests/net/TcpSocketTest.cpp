@@ -16,7 +16,6 @@
 #include <qx/net/TcpSocketOutputStream.h>
 #include <qx/net/socketerror.h>
 
-#include "tests/net/DescriptorLimit.h"
 #include "tests/net/Loopback.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
@@ -25,10 +24,12 @@
 
 using qx::Reference;
 using qx::String;
+using qx::io::IoException;
 using qx::net::TcpServerSocket;
 using qx::net::TcpSocket;
 using qx::operator""_qs;
 using qxtest::descriptionOf;
+using qxtest::LoopbackServer;
 
 namespace {
 
@@ -37,7 +38,7 @@ Reference<TcpSocket> connectTo(unsigned short port, const char16_t* host = u"127
 }
 
 /// A port that nobody listens on for the moment.
-unsigned short freePort() { return qxtest::LoopbackServer().port(); }
+unsigned short freePort() { return LoopbackServer().port(); }
 
 /// A server of this library with a client connected to it.
 struct Connection {
@@ -77,55 +78,36 @@ const qxtest::ChildEntry s_heir("socket-heir", [](const std::vector<std::string>
 } // namespace
 
 TEST(TcpSocket, TalksBothWaysUntilThePeerHasSentItsEnd) {
-    const qxtest::LoopbackServer listener;
-    const auto socket = connectTo(listener.port());
-    const auto peer = listener.accept();
-    qxtest::say(*peer, "last words");
-    EXPECT_EQ(peer->shutdownOutput(), 0);
-    const auto in = socket->getInputStream();
-    EXPECT_EQ(readAll(*in), "last words");
-    char byte;
-    EXPECT_EQ(in->read(&byte, 1), -1);
-    EXPECT_EQ(in->read(&byte, 0), 0);
-    send(*socket->getOutputStream(), std::string(100, 'x'));
-    char bytes[100];
-    int64_t count = 0;
-    EXPECT_EQ(peer->recv(bytes, sizeof bytes, QX_MSG_WAITALL, &count), 0);
-    EXPECT_EQ(std::string(bytes, sizeof bytes), std::string(100, 'x'));
+    const bool hasIpv6 = qxtest::hasIpv6Loopback();
+    const auto listener = hasIpv6 ? LoopbackServer::onOnePort() : LoopbackServer();
+    for (const char16_t* const host : {u"127.0.0.1", u"::1"}) {
+        if (host[0] == u':' && !hasIpv6)
+            continue;
+        auto socket = connectTo(listener.port(), host);
+        const auto peer = listener.accept();
+        qxtest::say(*peer, "last words");
+        EXPECT_EQ(peer->shutdownOutput(), 0);
+        EXPECT_EQ(readAll(*socket->getInputStream()), "last words");
+        EXPECT_EQ(socket->getInputStream()->read(), -1);
+        char byte;
+        EXPECT_EQ(socket->getInputStream()->read(&byte, 0), 0);
+        send(*socket->getOutputStream(), "answer");
+        socket.reset();
+        EXPECT_EQ(qxtest::heard(*peer), "answer");
+    }
 }
 
 TEST(TcpSocket, APeerThatResetsIsReportedWithoutASignal) {
-    const qxtest::LoopbackServer listener;
+    const LoopbackServer listener;
     const auto socket = connectTo(listener.port());
     const auto peer = listener.accept();
     qxtest::resetOnClose(*peer);
     peer->close();
-    const auto read = [&] { readAll(*socket->getInputStream()); };
-    const auto write = [&] { send(*socket->getOutputStream(), "x"); };
-    EXPECT_EQ(descriptionOf<qx::io::IoException>(read),
+    EXPECT_EQ(descriptionOf<IoException>([&] { socket->getInputStream()->read(); }),
               "TcpSocketInputStream::read " + textOf(QX_E_SOCKET_ECONNRESET));
-    EXPECT_EQ(descriptionOf<qx::io::IoException>(write).substr(0, 29),
-              "TcpSocketOutputStream::write ");
-}
-
-TEST(TcpSocket, WritingToAPeerThatNeverReadsWaitsAndFailsWhenItDies) {
-    const qxtest::LoopbackServer listener;
-    const auto socket = connectTo(listener.port());
-    const auto peer = listener.accept();
-    std::string failure;
-    qxtest::BlockingThread writer([&] {
-        failure = descriptionOf<qx::io::IoException>(
-            [&] { send(*socket->getOutputStream(), std::string(32 << 20, 'x')); });
-    });
-    writer.awaitBlocked();
-    EXPECT_FALSE(writer.isFinished());
-    peer->close();
-    writer.join();
-    // The system had taken some of it, which one call reports as success.
-    if (failure == "nothing thrown")
-        failure =
-            descriptionOf<qx::io::IoException>([&] { send(*socket->getOutputStream(), "x"); });
-    EXPECT_EQ(failure, "TcpSocketOutputStream::write " + textOf(QX_E_SOCKET_ECONNRESET));
+    EXPECT_TRUE(descriptionOf<IoException>([&] {
+                    send(*socket->getOutputStream(), "x");
+                }).starts_with("TcpSocketOutputStream::write "));
 }
 
 TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
@@ -210,16 +192,6 @@ TEST(TcpSocket, FailuresToConnectSayWhatFailed) {
               std::string("Unknown host: 127.0.0.1\0x", 25));
 }
 
-TEST(TcpSocket, ConnectsOverIpv6) {
-    if (!qxtest::hasIpv6Loopback())
-        GTEST_SKIP() << "no IPv6 on this machine";
-    const auto listener = qxtest::LoopbackServer::onOnePort();
-    auto socket = connectTo(listener.port(), u"::1");
-    send(*socket->getOutputStream(), "ping");
-    socket.reset();
-    EXPECT_EQ(qxtest::heard(*listener.accept()), "ping");
-}
-
 TEST(TcpSocket, StartAndEndAreForTheWholeProcess) {
     TcpSocket::init();
     EXPECT_TRUE(TcpSocket::getInitialized());
@@ -250,21 +222,10 @@ TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {
     const auto waiting = connectTo(connection.port);
     std::string failure;
     {
-        const auto limit = qxtest::DescriptorLimit::exhausted();
+        const qxtest::NoDescriptors none;
         failure = descriptionOf([&] { connection.listener->accept(); });
     }
     EXPECT_EQ(failure, "TcpServerSocket::accept WSERROR 10024");
     send(*waiting->getOutputStream(), "x");
     EXPECT_EQ(connection.listener->accept()->getInputStream()->read(), 'x');
-}
-
-TEST(TcpServerSocket, ServesThousandsOfConnections) {
-    const unsigned short port = freePort();
-    const auto listener = qx::makeReference<TcpServerSocket>(port, 100);
-    const std::jthread server([&] {
-        for (int i = 0; i < 2000; ++i)
-            listener->accept()->getOutputStream()->write(static_cast<signed char>(i));
-    });
-    for (int i = 0; i < 2000; ++i)
-        ASSERT_EQ(connectTo(port)->getInputStream()->read(), i % 256);
 }
