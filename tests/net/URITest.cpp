@@ -182,14 +182,11 @@ TEST(URI, EscapesWhatItReadsOnRequest) {
 
 TEST(URI, AbsentComponentsThrowWithoutDescription) {
     URI uri;
+    for (const auto get : {&URI::getUser, &URI::getPassword, &URI::getUserInfo, &URI::getHost,
+                           &URI::getAuthority, &URI::getPath})
+        EXPECT_EQ(descriptionOf([&] { (uri.*get)(false); }), "");
     EXPECT_EQ(descriptionOf([&] { uri.getScheme(); }), "");
-    EXPECT_EQ(descriptionOf([&] { uri.getUser(false); }), "");
-    EXPECT_EQ(descriptionOf([&] { uri.getPassword(false); }), "");
-    EXPECT_EQ(descriptionOf([&] { uri.getUserInfo(false); }), "");
-    EXPECT_EQ(descriptionOf([&] { uri.getHost(false); }), "");
     EXPECT_EQ(descriptionOf([&] { uri.getPort(); }), "");
-    EXPECT_EQ(descriptionOf([&] { uri.getAuthority(false); }), "");
-    EXPECT_EQ(descriptionOf([&] { uri.getPath(false); }), "");
     EXPECT_EQ(descriptionOf([&] { uri.getQueryValue(u"k"_qs, false); }), "");
     EXPECT_EQ(uri.getQuery(true), u"");
     EXPECT_EQ(uri.getSchemeSpecificPart(true), u"");
@@ -220,68 +217,57 @@ TEST(URI, RemovesComponentsAndAllOfThem) {
 }
 
 TEST(URI, KeepsTheTableThatAQueryHasGrown) {
-    std::u16string many, few;
-    for (char16_t key = 0x100; key < 0x200; ++key)
-        many += std::u16string(u"&") + key;
+    std::u16string few;
     for (char16_t key = u'a'; key <= u'z'; ++key)
         few += std::u16string(u"&") + key + u"bcdef";
     const auto refilled = [&](auto empty) {
-        URI uri(String(u"x://h?" + many));
+        URI uri(u"x://h"_qs);
+        for (char16_t key = 0x100; key < 0x200; ++key)
+            uri.setQueryPair(String(&key, 1), u""_qs, false);
         empty(uri);
         EXPECT_FALSE(uri.hasQuery());
         uri.setQuery(String(few), false);
         return uri.getQuery(false);
     };
-    const String expected = refilled([&](URI& uri) {
+    const String expected = refilled([](URI& uri) {
         for (char16_t key = 0x100; key < 0x200; ++key)
             uri.removeQueryPair(String(&key, 1));
-        uri.removeQueryPair(String());
     });
     EXPECT_NE(expected, URI(String(u"x://h?" + few)).getQuery(false)) << "another order";
     EXPECT_EQ(refilled([](URI& uri) { uri.removeQuery(); }), expected);
     EXPECT_EQ(refilled([](URI& uri) { uri.removeAll(); }), expected);
 }
 
-TEST(URI, PairsOfATextAreThoseOfSinglePuts) {
-    for (const int count : {1, 15, 16, 17, 500}) {
-        URI single, whole;
-        std::u16string text;
-        for (int i = 0; i < count; ++i) {
-            const String key = String(i % 2 ? u"Key" : u"key").append(i * 7 % (count - count / 4));
-            const String value = String::valueOf(i);
-            single.setQueryPair(key, value, false);
-            text += std::u16string(i ? u"&" : u"") + std::u16string(key.view()) + u"=" +
-                    std::u16string(value.view());
-        }
-        // Half of it twice: pairs that are there already count too.
-        const size_t middle = text.find(u'&', text.size() / 2);
-        whole.setQuery(String(text.substr(0, middle)), false);
-        EXPECT_TRUE(whole.hasQuery());
-        whole.setQuery(String(text), false);
-        EXPECT_EQ(whole.getQuery(false), single.getQuery(false)) << count;
-        const URI copy(whole);
-        whole.removeQueryPair(u"KEY0"_qs);
-        EXPECT_EQ(copy.getQuery(false), single.getQuery(false)) << count;
-    }
-}
-
 // Adding and removing a pair takes a query to the table that a short one does without.
-TEST(URI, ShortQueriesAreWhatTheTableHolds) {
+TEST(URI, AQueryIsTheSameHoweverItsPairsCome) {
     std::mt19937 random(11);
     for (int round = 0; round < 2000; ++round) {
         std::u16string text;
-        for (auto length = 1 + random() % 60; length > 0; --length)
+        for (auto length = 1 + random() % (round % 50 == 0 ? 1500 : 60); length > 0; --length)
             text += u"aAbB_:==&&&\u00E9"[random() % (round % 8 == 0 ? 12 : 11)];
-        URI plain(String(u"x://h?" + text)), tabled(plain);
-        tabled.setQueryPair(u"other"_qs, u""_qs, false);
-        tabled.removeQueryPair(u"other"_qs);
+        URI plain(String(u"x://h?" + text)), tabled(plain), single, twice;
+        if (text.size() < 60) { // one more than many might need a larger table
+            tabled.setQueryPair(u"other"_qs, u""_qs, false);
+            tabled.removeQueryPair(u"other"_qs);
+        }
+        for (size_t begin = 0, end = 0; end < text.size(); begin = end + 1) {
+            end = std::min(text.find(u'&', begin), text.size());
+            const auto pair = std::u16string_view(text).substr(begin, end - begin);
+            const size_t sign = pair.find(u'='); // a key alone is its own value
+            single.setQueryPair(String(pair.substr(0, sign)), String(pair.substr(sign + 1)), false);
+        }
+        // Half of it first: pairs that are there already count too.
+        twice.setQuery(String(text.substr(0, text.find(u'&', text.size() / 2))), false);
+        twice.setQuery(String(text), false);
         SCOPED_TRACE(String(text).toUtf8());
-        EXPECT_EQ(URI(plain).getQuery(false), tabled.getQuery(false));
+        for (const URI& uri : {tabled, single, twice})
+            ASSERT_EQ(plain.getQuery(false), uri.getQuery(false));
         for (const String& key : {u"a"_qs, u"A_"_qs, u"b:"_qs, u""_qs, u"\u00C9"_qs}) {
             ASSERT_EQ(plain.hasQueryValue(key), tabled.hasQueryValue(key));
             if (plain.hasQueryValue(key)) {
                 EXPECT_EQ(plain.getQueryValue(key, true), tabled.getQueryValue(key, true));
             }
+            plain.removeQueryPair(key); // which leaves the copies
         }
     }
 }
