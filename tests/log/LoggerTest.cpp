@@ -3,10 +3,12 @@
 #include <thread>
 
 #include <qx/io/NullWriter.h>
+#include <qx/log/AsyncProcessor.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/LevelFilter.h>
 #include <qx/log/SyncLogger.h>
 #include <qx/log/TimeStamp.h>
+#include <qx/log/XmlLogWriter.h>
 #include <qx/log/pcom/PcomProcessor.h>
 #include <qx/platform/native.h>
 
@@ -236,10 +238,10 @@ public:
     void log(int level, const String& text) override {
         if (level < 0)
             throw Exception(text);
-        ++count;
+        ++levels;
     }
-    void process(const log::ILogEntry*) override { ++count; }
-    int count = 0;
+    void process(const log::ILogEntry*) override { ++entries; }
+    int levels = 0, entries = 0;
 };
 
 class CountingWriter : public io::NullWriter {
@@ -261,19 +263,15 @@ TEST(Loggers, LetOneCallAtATimeThroughAlsoAfterAFailure) {
     std::vector<std::jthread> threads;
     for (int i = 0; i < Threads; ++i)
         threads.emplace_back([&] {
-            for (int call = 0; call < Calls; ++call)
-                sync->log(1, u"x"_qs);
-        });
-    threads.clear();
-    for (int i = 0; i < Threads; ++i)
-        threads.emplace_back([&] {
             for (int call = 0; call < Calls; ++call) {
+                sync->log(1, u"x"_qs);
                 logger->log(1, u"x"_qs);
                 writer->process(entry);
             }
         });
     threads.clear();
-    EXPECT_EQ(target->count, 2 * Threads * Calls);
+    EXPECT_EQ(target->levels, Threads * Calls);
+    EXPECT_EQ(target->entries, Threads * Calls);
     EXPECT_EQ(counting->count, Threads * Calls);
 }
 
@@ -325,12 +323,17 @@ TEST(PcomProcessor, HandsOnTheComponentFaceAndThrowsItsFailure) {
 
 TEST(Processors, RefuseNull) {
     const auto bridge = log::pcom::PcomProcessor::create(makeReference<FakeComponent>());
-    const auto filter = log::LevelFilter::create(bridge, 0);
+    const Reference<log::ILogProcessor> processors[] = {
+        bridge, log::LevelFilter::create(bridge, 0), log::AsyncProcessor::create(bridge, 0),
+        log::BasicLogWriter::create(makeReference<io::NullWriter>())};
     const auto refused = [](auto use) { EXPECT_EQ(failureOf(use), result::NullPointer); };
-    refused([&] { bridge->process(nullptr); });
-    refused([&] { filter->process(nullptr); });
+    for (const auto& processor : processors)
+        refused([&] { processor->process(nullptr); });
     refused([] { makeReference<log::SyncLogger>(nullptr); });
     refused([] { log::LevelFilter::create(nullptr, 0); });
+    refused([] { log::AsyncProcessor::create(nullptr, 1); });
+    refused([] { log::BasicLogWriter::create(nullptr); });
+    refused([] { log::XmlLogWriter::create(nullptr); });
 }
 
 } // namespace

@@ -86,16 +86,13 @@ TEST(TimeStamp, FollowsTheTimeZoneAtOnce) {
         EXPECT_EQ(QXTimeGetLocal(&time), result::Ok);
         return time.hour * 60 + time.minute;
     };
-    const char* const before = std::getenv("TZ");
-    const std::string kept = before ? before : "";
     const std::pair<const char*, int> zonesAndMinutesAhead[] = {
         {"AAA-5", 300}, {"AAA-10:30", 630}, {"AAA-10:30BBB-12:30,0/0,J365/25", 750}};
     for (const auto& [zone, ahead] : zonesAndMinutesAhead) {
         const int start = minutes("UTC0"), there = minutes(zone);
         EXPECT_LE((there - start - ahead + 24 * 60) % (24 * 60), 1) << zone;
     }
-    before ? ::setenv("TZ", kept.c_str(), 1) : ::unsetenv("TZ");
-    ::tzset();
+    minutes("UTC0");
 }
 
 TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
@@ -108,8 +105,6 @@ TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
         {"C", nullptr, "03/05/2024 16:04:09", "Tuesday, March 5, 2024 16:04:09"},
         {"en_US", "ISO-8859-1", "03/05/2024 04:04:09 PM", "Tuesday, March 5, 2024 04:04:09 PM"},
         {"de_DE", "ISO-8859-1", "05.03.2024 16:04:09", "Dienstag, 5. M\u00e4rz 2024 16:04:09"},
-        {"en_GB", "ISO-8859-1", "05/03/2024 16:04:09", "Tuesday, 5 March 2024 16:04:09"},
-        {"sv_SE", "ISO-8859-1", "2024-03-05 16:04:09", "tisdag 5 mars 2024 16:04:09"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.locale);
