@@ -82,8 +82,10 @@ bool AbstractLogWriter::tryWriteBytes(const detail::FieldSource& fields) {
 }
 
 /// Does what process does for an entry with the fields of @p record; false when it has to be called
-/// with one. Where entries can be encoded.
+/// with one.
 bool AbstractLogWriter::tryProcess(const detail::Record& record) {
+    if (!takesRecords())
+        return false;
     return counted([&] {
         const std::lock_guard lock(m_lock);
         m_lock.requireWhole();

@@ -60,6 +60,7 @@ public:
     void process(const ILogEntry* entry) override;
 
 private:
+    friend class AsyncProcessorImpl;
     friend class BasicLogWriter;
     friend class MultiProcessor;
     friend class XmlLogWriter;
@@ -73,6 +74,7 @@ private:
     auto counted(Body&& body);
     void write(const ILogEntry* entry);
     bool tryWriteBytes(const detail::FieldSource& fields);
+    bool takesRecords() const noexcept { return m_encode != nullptr; }
     bool tryProcess(const detail::Record& record);
 
     const Reference<io::Writer> m_writer;

@@ -23,6 +23,15 @@ AsyncProcessor::~AsyncProcessor() { m_core->shutDown(); }
 
 void AsyncProcessor::process(const ILogEntry* entry) { m_core->process(entry); }
 
+/// Does what process does for an entry with the fields of @p record; false when it has to be called
+/// with one.
+bool AsyncProcessor::tryProcess(const detail::Record& record) {
+    if (record.text.size() + record.name.size() > detail::QueuedEntry::MostUnits)
+        return false;
+    m_core->process(record);
+    return true;
+}
+
 bool AsyncProcessor::flush() { return m_core->flush(); }
 
 uint64_t AsyncProcessor::getQueuedCount() const { return m_core->getQueuedCount(); }

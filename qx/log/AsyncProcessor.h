@@ -13,6 +13,10 @@ namespace qx::log {
 
 class AsyncProcessorImpl;
 
+namespace detail {
+struct Record;
+}
+
 /// Settings of an asynchronous processor beside its target and the number of its workers.
 struct AsyncOptions {
     /// What happens to an entry for which the queue has no room.
@@ -108,6 +112,10 @@ public:
     int32_t getFirstFailure() const;
 
 private:
+    friend class MultiProcessor;
+
+    bool tryProcess(const detail::Record& record);
+
     explicit AsyncProcessor(Reference<AsyncProcessorImpl> core);
 
     const Reference<AsyncProcessorImpl> m_core;

@@ -52,6 +52,25 @@ private:
 
 Reference<LogEntry> LogEntry::create() { return detail::EntryPool::take(); }
 
+Reference<LogEntry> LogEntry::create(const detail::Record& record) {
+    using namespace detail;
+    Reference<LogEntry> entry = create();
+    if (record.switches & LevelSwitch)
+        entry->append(LevelField).value = FieldValue(record.level);
+    if (record.switches & TextSwitch)
+        entry->appendText(TextField, record.text);
+    if (record.switches & SequenceSwitch)
+        entry->append(SequenceField).value = FieldValue(record.sequence);
+    if (record.switches & ThreadSwitch)
+        entry->append(ThreadField).value = FieldValue(record.thread);
+    if (record.switches & TimestampSwitch)
+        entry->append(TimestampField).value = FieldValue(record.time);
+    if (record.switches & NameSwitch)
+        entry->appendText(NameField, record.name);
+    entry->m_order = Orders[record.switches].numbers.data();
+    return entry;
+}
+
 LogEntry::~LogEntry() { clear(); }
 
 int32_t LogEntry::QueryInterface(const GUID& iid, void** out) {
@@ -146,24 +165,6 @@ int32_t LogEntry::GetFieldIterator(pcom::IFieldIterator** out) {
         Reference<pcom::IFieldIterator> iterator(new FieldIterator(*getFieldNames()));
         *out = iterator.detach();
     });
-}
-
-/// For an entry without fields.
-void LogEntry::setFields(const detail::Record& record) {
-    using namespace detail;
-    if (record.switches & LevelSwitch)
-        append(LevelField).value = FieldValue(record.level);
-    if (record.switches & TextSwitch)
-        appendText(TextField, record.text);
-    if (record.switches & SequenceSwitch)
-        append(SequenceField).value = FieldValue(record.sequence);
-    if (record.switches & ThreadSwitch)
-        append(ThreadField).value = FieldValue(record.thread);
-    if (record.switches & TimestampSwitch)
-        append(TimestampField).value = FieldValue(record.time);
-    if (record.switches & NameSwitch)
-        appendText(NameField, record.name);
-    m_order = Orders[record.switches].numbers.data();
 }
 
 /// For an entry that has no field of this name and room for one.

@@ -78,8 +78,12 @@ public:
     static const qx::pcom::InterfaceData* GetComIntfMap();
 
 private:
+    friend class AsyncProcessorImpl;
     friend class Logger;
     friend class detail::EntryPool;
+
+    /// A new entry with the fields of @p record, in the order in which a logger sets them.
+    static Reference<LogEntry> create(const detail::Record& record);
 
     using ErasedVisitor = void (*)(void*, std::u16string_view, const FieldValue&);
 
@@ -103,8 +107,6 @@ private:
 
     LogEntry() noexcept = default;
     ~LogEntry() override;
-
-    void setFields(const detail::Record& record);
 
     Field& fieldAt(uint32_t number) const noexcept {
         return number < InlineFields ? m_fields[number] : m_furtherFields[number - InlineFields];

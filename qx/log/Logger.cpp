@@ -37,7 +37,7 @@ public:
     static void makeEntries(const MultiProcessor& processor) {
         for (Round* round = t_innermost; round; round = round->m_outer) {
             if (round->m_processor == &processor && round->m_record && !round->m_entry)
-                round->m_entry = entryOf(*round->m_record);
+                round->m_entry = LogEntry::create(*round->m_record);
         }
     }
     /// What makeEntries has made.
@@ -135,7 +135,7 @@ void Logger::logRecord(const Record& record) {
     MultiProcessor& processor = *m_processor;
     const Round round(processor, &record);
     if (!processor.tryProcess(record))
-        processor.process(entryOf(record));
+        processor.process(LogEntry::create(record));
     else if (round.entry()) [[unlikely]]
         processor.processFrom(1, round.entry());
 }
@@ -144,9 +144,9 @@ void Logger::addCustomFields(ILogEntry* /*entry*/) {}
 
 Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
     if (!(m_switches & detail::TextSwitch))
-        return entryOf(recordOf(level, {}));
+        return LogEntry::create(recordOf(level, {}));
     return util::detail::withUnits(
-        text, [&](std::u16string_view units) { return entryOf(recordOf(level, units)); });
+        text, [&](std::u16string_view units) { return LogEntry::create(recordOf(level, units)); });
 }
 
 Logger::Record Logger::recordOf(int level, std::u16string_view text) const {
@@ -161,12 +161,6 @@ Logger::Record Logger::recordOf(int level, std::u16string_view text) const {
     if (m_switches & detail::TimestampSwitch)
         throwIfFailed(QXTimeGetLocal(&record.time));
     return record;
-}
-
-Reference<LogEntry> Logger::entryOf(const Record& record) {
-    Reference<LogEntry> entry = LogEntry::create();
-    entry->setFields(record);
-    return entry;
 }
 
 void Logger::log(const ILogEntry* entry) {

@@ -21,8 +21,6 @@ namespace detail {
 struct Record;
 }
 
-class LogEntry;
-
 /// Makes an entry of every text that is logged and hands it to processors.
 ///
 /// The fields of an entry, each of which can be switched on and off:
@@ -91,7 +89,6 @@ private:
     void logEnabled(int level, const String& text);
     void logRecord(const Record& record);
     Record recordOf(int level, std::u16string_view text) const;
-    static Reference<LogEntry> entryOf(const Record& record);
 
     const String m_name;
     std::atomic<bool> m_isEnabled{true};

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <qx/core/Required.h>
+#include <qx/log/AsyncProcessor.h>
 #include <qx/log/detail/OwnProcessors.h>
 #include <qx/log/detail/Record.h>
 
@@ -14,7 +15,9 @@ Reference<MultiProcessor> MultiProcessor::create() { return new MultiProcessor; 
 void MultiProcessor::addProcessor(ILogProcessor* processor) {
     Reference<ILogProcessor> held(required(processor));
     m_processors.push_back(std::move(held));
-    m_onlyWriter = m_processors.size() == 1 ? detail::asOwnWriter(processor) : nullptr;
+    const bool isOnly = m_processors.size() == 1;
+    m_onlyWriter = isOnly ? detail::asOwnWriter(processor) : nullptr;
+    m_onlyQueue = isOnly ? detail::asQueue(processor) : nullptr;
 }
 
 void MultiProcessor::process(const ILogEntry* entry) {
@@ -29,13 +32,16 @@ void MultiProcessor::process(const ILogEntry* entry) {
 
 /// Whether tryProcess has a chance.
 bool MultiProcessor::takesRecords() const noexcept {
-    return m_onlyWriter && m_onlyWriter->m_encode;
+    return m_onlyQueue || (m_onlyWriter && m_onlyWriter->takesRecords());
 }
 
 /// Does what process does for an entry with the fields of @p record, but for processors that were
 /// added meanwhile; false when it has to be called with one.
 bool MultiProcessor::tryProcess(const detail::Record& record) {
-    return m_onlyWriter->tryProcess(record);
+    if (m_onlyWriter)
+        return m_onlyWriter->tryProcess(record);
+    const std::lock_guard guard(m_lock);
+    return m_onlyQueue->tryProcess(record);
 }
 
 void MultiProcessor::processFrom(size_t first, const ILogEntry* entry) {

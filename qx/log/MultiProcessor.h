@@ -13,6 +13,7 @@
 namespace qx::log {
 
 class AbstractLogWriter;
+class AsyncProcessor;
 
 namespace detail {
 struct Record;
@@ -48,6 +49,7 @@ private:
     /// The only processor when it is a writer of ours, which lets one entry at a time through by
     /// itself.
     AbstractLogWriter* m_onlyWriter = nullptr;
+    AsyncProcessor* m_onlyQueue = nullptr; // the same for a queue
     sync::ForkSafeMutex m_lock;
 };
 

@@ -244,6 +244,43 @@ TEST_F(Async, AForkedChildLeavesTheQueueToItsParent) {
     }
 }
 
+// Texts of any length, in more than one piece of the queue's memory, and entries in between.
+TEST_F(Async, HandsOnWhatALoggerSaysInEntriesThatMayBeKept) {
+    constexpr int Count = 3000;
+    class Keeper : public qx::pcom::Implements<Object, log::ILogProcessor> {
+    public:
+        void process(const log::ILogEntry* entry) override { kept.emplace_back(entry); }
+        std::vector<Reference<const log::ILogEntry>> kept;
+    };
+    const auto textOf = [](int i) { return std::string(static_cast<size_t>(i * 37 % 1100), 'x'); };
+    for (const int workers : {0, 1}) {
+        const auto keeper = makeReference<Keeper>();
+        processor = AsyncProcessor::create(keeper, workers);
+        auto logger = loggerTo(processor, String(u"n\u00E9"));
+        logger->enableField(String(u"sequence"), true);
+        for (int i = 0; i < Count; ++i) {
+            if (i % 5 == 0)
+                put(i, i + 1);
+            else
+                logger->log(i, String::fromUtf8(textOf(i)));
+        }
+        logger.reset();
+        EXPECT_EQ(processor->flush(), workers > 0);
+        processor.reset();
+        ASSERT_EQ(keeper->kept.size(), size_t{Count});
+        for (int i = 0; i < Count; ++i) {
+            auto fields = qxtest::fieldsOf(*keeper->kept[static_cast<size_t>(i)]);
+            std::sort(fields.begin(), fields.end());
+            qxtest::Fields expected{{"level", std::to_string(i)}};
+            if (i % 5 != 0)
+                expected.insert(expected.end(), {{"name", "n\u00E9"},
+                                                 {"sequence", std::to_string(i - i / 5 - 1)},
+                                                 {"text", textOf(i)}});
+            ASSERT_EQ(fields, expected);
+        }
+    }
+}
+
 TEST_F(Async, ShutdownWhileLoggersRunLosesNothing) {
     for (int round = 0; round < (qxtest::Sanitized ? 200 : 1'000); ++round) {
         constexpr int Threads = 2;

@@ -1,3 +1,6 @@
+#include <array>
+#include <optional>
+
 #ifdef QX_TEST_HAVE_EXPAT
 #include <expat.h>
 #endif
@@ -78,66 +81,12 @@ TEST(LogWriters, WriteNamesAndValuesAsTheyAreInTheOrderOfTheNames) {
     expectWritten(stampedEntry(5000));
 }
 
-/// Two loggers that do the same, one through a writer that log writers do not know.
-class Twins {
-public:
-    Twins(int kind, int32_t size, bool isHeld) {
-        class Unknown : public io::OutputStreamWriter {
-        public:
-            using OutputStreamWriter::OutputStreamWriter;
-        };
-        m_outs[0] = new io::OutputStreamWriter(m_sinks[0], u"UTF-8", size);
-        m_outs[1] = new Unknown(m_sinks[1], u"UTF-8", size);
-        for (int i = 0; i < 2; ++i) {
-            if (isHeld)
-                m_outs[i] = new io::HeldFlushWriter(m_outs[i], 1 << 30);
-            using Escaping = log::XmlLogWriter::Escaping;
-            m_writers[i] =
-                kind == 0 ? log::BasicLogWriter::create(m_outs[i])
-                          : log::XmlLogWriter::create(m_outs[i], kind == 1 ? Escaping::None
-                                                                           : Escaping::WellFormed);
-            m_loggers[i] = qxtest::loggerTo(m_writers[i], String(u"a \u00E9<"));
-            m_loggers[i]->enableField(String(u"sequence"), true);
-            m_loggers[i]->enableField(String(u"thread"), true);
-        }
-    }
-
-    void fail(bool isFailing) {
-        for (const auto& sink : m_sinks)
-            sink->failing = isFailing;
-    }
-    void log(const String& text) {
-        expectSame([&](int i) { m_loggers[i]->log(-7, text); });
-    }
-    void process(const log::ILogEntry* entry) {
-        expectSame([&](int i) { m_writers[i]->process(entry); });
-    }
-    void write(std::u16string_view text) {
-        expectSame([&](int i) { m_outs[i]->write(String(text)); });
-    }
-    void close() {
-        expectSame([&](int i) { m_outs[i]->close(); });
-    }
-
-private:
-    template <class Use>
-    void expectSame(Use use) {
-        EXPECT_EQ(failureOf([&] { use(0); }), failureOf([&] { use(1); }));
-        EXPECT_EQ(m_sinks[0]->writes, m_sinks[1]->writes);
-        EXPECT_EQ(m_sinks[0]->content, m_sinks[1]->content);
-        EXPECT_EQ(m_sinks[0]->flushes, m_sinks[1]->flushes);
-        EXPECT_EQ(dynamic_cast<log::AbstractLogWriter&>(*m_writers[0]).getLostCount(),
-                  dynamic_cast<log::AbstractLogWriter&>(*m_writers[1]).getLostCount());
-    }
-
-    using ByteSink = qxtest::FakeSink<qxtest::Bytes>;
-    const Reference<ByteSink> m_sinks[2] = {new ByteSink, new ByteSink};
-    Reference<io::Writer> m_outs[2];
-    Reference<log::ILogProcessor> m_writers[2];
-    Reference<log::Logger> m_loggers[2];
-};
-
+// Beside the same through a writer that log writers do not know, and so call for every text.
 TEST(LogWriters, PutIntoTheBufferOfAWriterWhatItWouldHavePutThere) {
+    class Unknown : public io::OutputStreamWriter {
+    public:
+        using OutputStreamWriter::OutputStreamWriter;
+    };
     const std::u16string_view texts[] = {u"",
                                          u"1234567",
                                          u"12345678",
@@ -147,23 +96,51 @@ TEST(LogWriters, PutIntoTheBufferOfAWriterWhatItWouldHavePutThere) {
                                          u"half a pair \xD83D",
                                          u"low \xDE00 alone",
                                          u"\u00E9"};
-    for (const int32_t size : {1, 200, 700, 8192}) {
-        for (int kind = 0; kind < 6; ++kind) {
-            SCOPED_TRACE(testing::Message() << "size " << size << " kind " << kind);
-            Twins twins(kind / 2, size, kind % 2 != 0);
-            for (int round = 0; round < 60; ++round) {
-                std::u16string text(texts[round % std::size(texts)]);
-                text.resize(text.size() + static_cast<size_t>(round % 7 * 9), u'a');
-                twins.fail(round == 20);
-                twins.log(String(text));
-                if (round % 10 == 3)
-                    twins.write(round == 33 ? u"\xD83D" : u"whole"); // not to the end of an entry
-                const auto entry = entryWith(u"n\u00E1me x", new String(text)); // an object
-                twins.process(round % 3 ? entry : stampedEntry(round));
-            }
-            twins.close();
-            twins.log(String(u"closed"));
+    const auto logTo = [](int kind, io::Writer* out) {
+        using Escaping = log::XmlLogWriter::Escaping;
+        return kind == 0 ? log::BasicLogWriter::create(out)
+                         : log::XmlLogWriter::create(out, kind == 1 ? Escaping::None
+                                                                    : Escaping::WellFormed);
+    };
+    for (int setting = 0; setting < 24; ++setting) {
+        SCOPED_TRACE(setting);
+        const int32_t size = std::array{1, 200, 700, 8192}[setting % 4];
+        const Reference<qxtest::FakeSink<qxtest::Bytes>> sinks[] = {
+            new qxtest::FakeSink<qxtest::Bytes>, new qxtest::FakeSink<qxtest::Bytes>};
+        Reference<io::Writer> outs[] = {new io::OutputStreamWriter(sinks[0], u"UTF-8", size),
+                                        new Unknown(sinks[1], u"UTF-8", size)};
+        Reference<log::ILogProcessor> writers[2];
+        Reference<log::Logger> loggers[2];
+        for (int i = 0; i < 2; ++i) {
+            if (setting / 12)
+                outs[i] = new io::HeldFlushWriter(outs[i], 1 << 30);
+            writers[i] = logTo(setting / 4 % 3, outs[i]);
+            loggers[i] = qxtest::loggerTo(writers[i], String(u"a \u00E9<"));
+            loggers[i]->enableField(String(u"sequence"), true);
+            loggers[i]->enableField(String(u"thread"), true);
         }
+        const auto expectSame = [&](auto use) {
+            EXPECT_EQ(failureOf([&] { use(0); }), failureOf([&] { use(1); }));
+            EXPECT_EQ(sinks[0]->writes, sinks[1]->writes);
+            EXPECT_EQ(sinks[0]->content, sinks[1]->content);
+            EXPECT_EQ(sinks[0]->flushes, sinks[1]->flushes);
+            EXPECT_EQ(dynamic_cast<log::AbstractLogWriter&>(*writers[0]).getLostCount(),
+                      dynamic_cast<log::AbstractLogWriter&>(*writers[1]).getLostCount());
+        };
+        for (int round = 0; round < 60; ++round) {
+            std::u16string text(texts[static_cast<size_t>(round) % std::size(texts)]);
+            text.resize(text.size() + static_cast<size_t>(round % 7 * 9), u'a');
+            const auto entry = round % 3 ? stampedEntry(round) // or one with an object
+                                         : entryWith(u"n\u00E1me x", new String(text));
+            for (const auto& sink : sinks)
+                sink->failing = round == 20;
+            expectSame([&](int i) { loggers[i]->log(-7, String(text)); });
+            if (round % 10 == 3) // not to the end of an entry
+                expectSame([&](int i) { outs[i]->write(round == 33 ? u"\xD83D" : u"whole"); });
+            expectSame([&](int i) { writers[i]->process(entry); });
+        }
+        expectSame([&](int i) { outs[i]->close(); });
+        expectSame([&](int i) { loggers[i]->log(1, String(u"closed")); });
     }
 }
 

@@ -9,11 +9,14 @@
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/exec/Thread.h>
+#include <qx/log/LogEntry.h>
 #include <qx/log/detail/AsyncWorker.h>
+#include <qx/log/detail/OwnProcessors.h>
 
 namespace qx::log {
 
 using detail::EntryReference;
+using detail::QueuedEntry;
 
 namespace {
 
@@ -33,8 +36,8 @@ constexpr double LongestPause = 16; // ms
 } // namespace
 
 AsyncProcessorImpl::AsyncProcessorImpl(ILogProcessor* target, const AsyncOptions& options)
-    : m_target(target), m_whenEmpty(options.whenEmpty), m_capacity(options.capacity),
-      m_overflow(options.overflow), m_failureAction(options.failure),
+    : m_target(target), m_writer(detail::asOwnWriter(target)), m_whenEmpty(options.whenEmpty),
+      m_capacity(options.capacity), m_overflow(options.overflow), m_failureAction(options.failure),
       m_lock("qx/log/AsyncProcessorImpl::m_lock"),
       m_signal(0, "qx/log/AsyncProcessorImpl::m_signal") {}
 
@@ -53,23 +56,32 @@ void AsyncProcessorImpl::startWorker() {
 
 void* AsyncProcessorImpl::run() {
     Worker worker(*this);
-    while (const EntryReference entry = worker.next())
+    QueuedEntry entry;
+    while (worker.next(entry)) {
         asWorker([&] { handOn(entry); });
+        entry.clear();
+    }
     return nullptr;
 }
 
 void AsyncProcessorImpl::process(const ILogEntry* entry) {
-    EntryReference held(required(entry));
+    enqueue(EntryReference(required(entry)));
+}
+
+void AsyncProcessorImpl::process(const detail::Record& record) { enqueue(record); }
+
+template <class Entry>
+void AsyncProcessorImpl::enqueue(Entry&& entry) {
     bool isSignalDue = false;
     uint32_t pause = 0;
     {
         std::unique_lock lock(m_lock);
         if (isFull()) [[unlikely]] {
             lock.unlock();
-            processFull(std::move(held));
+            enqueueFull(std::forward<Entry>(entry));
             return;
         }
-        isSignalDue = put(std::move(held));
+        isSignalDue = put(std::forward<Entry>(entry));
         if (m_putCount % PauseInterval == 0) [[unlikely]]
             pause = duePause();
     }
@@ -79,8 +91,9 @@ void AsyncProcessorImpl::process(const ILogEntry* entry) {
         exec::Thread::sleep(pause);
 }
 
-void AsyncProcessorImpl::processFull(EntryReference entry) {
-    EntryReference oldest; // goes without a lock
+template <class Entry>
+void AsyncProcessorImpl::enqueueFull(Entry&& entry) {
+    QueuedEntry oldest; // goes without a lock
     const std::lock_guard taking(m_taking);
     std::unique_lock lock(m_lock);
     if (m_overflow == AsyncOptions::Overflow::Block && Worker::caller(*this) == nullptr) {
@@ -99,12 +112,12 @@ void AsyncProcessorImpl::processFull(EntryReference entry) {
         ++m_dropped;
         return;
     }
-    if (put(std::move(entry)))
+    if (put(std::forward<Entry>(entry)))
         m_signal.signal();
     if (m_overflow == AsyncOptions::Overflow::DropOldest &&
         m_putCount - m_takenCount > m_capacity) {
         refill();
-        oldest = takeFirst();
+        takeFirst(oldest);
         ++m_dropped;
         notify();
     }
@@ -117,12 +130,13 @@ bool AsyncProcessorImpl::isFull() const noexcept {
 }
 
 /// For holders of m_lock. True when a sleeper has to get a unit of the signal.
-bool AsyncProcessorImpl::put(EntryReference&& entry) {
+template <class Entry>
+bool AsyncProcessorImpl::put(Entry&& entry) {
     if (m_isParents)
         throw IllegalStateException(u"processor belongs to the parent of this process");
     if (m_stopping)
         throw IllegalStateException(u"processor has been shut down");
-    m_incoming.push(std::move(entry));
+    m_incoming.push(std::forward<Entry>(entry));
     ++m_putCount;
     const int sleepers = m_sleepers.load(std::memory_order_relaxed);
     if (sleepers == 0 || m_isNapping)
@@ -159,9 +173,9 @@ bool AsyncProcessorImpl::refill() {
     return !m_ready.isEmpty();
 }
 
-EntryReference AsyncProcessorImpl::takeFirst() noexcept {
+void AsyncProcessorImpl::takeFirst(QueuedEntry& entry) noexcept {
     m_takenCount.store(m_takenCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    return m_ready.pop();
+    m_ready.pop(entry);
 }
 
 /// Tells those who wait in flush and for room, as far as they have to know.
@@ -222,8 +236,13 @@ void AsyncProcessorImpl::counted(Body&& body) {
     }
 }
 
-void AsyncProcessorImpl::handOn(const ILogEntry* entry) {
-    counted([&] { m_target->process(entry); });
+void AsyncProcessorImpl::handOn(const QueuedEntry& queued) {
+    counted([&] {
+        if (queued.entry())
+            m_target->process(queued.entry());
+        else if (!m_writer || !m_writer->tryProcess(queued.record()))
+            m_target->process(LogEntry::create(queued.record()));
+    });
 }
 
 void AsyncProcessorImpl::runWhenEmpty() {
@@ -295,12 +314,12 @@ void AsyncProcessorImpl::awaitIdleWorkers() {
 
 void AsyncProcessorImpl::drain() {
     for (;;) {
-        EntryReference entry;
+        QueuedEntry entry;
         {
             const std::lock_guard taking(m_taking);
             if (!refill())
                 return;
-            entry = takeFirst();
+            takeFirst(entry);
         }
         resultOf([&] { handOn(entry); });
     }

@@ -13,7 +13,7 @@
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
-#include <qx/log/detail/EntryQueue.h>
+#include <qx/log/detail/RecordQueue.h>
 #include <qx/platform/detail/ForkWatch.h>
 #include <qx/sync/Condition.h>
 #include <qx/sync/Event.h>
@@ -22,8 +22,13 @@
 
 namespace qx::log {
 
+class AbstractLogWriter;
+
 /// What an AsyncProcessor shares with its workers, which outlive it: queue, target and the loop of
 /// a worker. The members mean what they mean there.
+///
+/// An entry is queued by a reference, but what a plain logger has to say as a record, of which the
+/// worker makes an entry where the target is not a writer of ours.
 ///
 /// Loggers put entries into one list under a short lock, workers take them from another under
 /// another lock; a worker that finds its list empty swaps the two. A worker that has nothing to do
@@ -40,6 +45,8 @@ public:
     /// The loop of a worker, until shutdown or a failure, which it throws.
     void* run() override;
     void process(const ILogEntry* entry) override;
+    /// Queues what an entry with the fields of @p record would be; see QueuedEntry::MostUnits.
+    void process(const detail::Record& record);
     bool flush();
     /// Ends the workers and hands on what waits. Afterwards process throws IllegalStateException.
     void shutDown() noexcept;
@@ -53,15 +60,19 @@ public:
 private:
     class Worker;
 
-    void processFull(detail::EntryReference entry);
+    template <class Entry>
+    void enqueue(Entry&& entry);
+    template <class Entry>
+    void enqueueFull(Entry&& entry);
     bool isFull() const noexcept;
-    bool put(detail::EntryReference&& entry);
+    template <class Entry>
+    bool put(Entry&& entry);
     uint32_t duePause() noexcept;
     bool refill();
-    detail::EntryReference takeFirst() noexcept;
+    void takeFirst(detail::QueuedEntry& entry) noexcept;
     template <class Body>
     void counted(Body&& body);
-    void handOn(const ILogEntry* entry);
+    void handOn(const detail::QueuedEntry& queued);
     void runWhenEmpty();
     void wakeSleeper();
     void stopWorkers();
@@ -84,6 +95,7 @@ private:
     void leaveToParent();
 
     Reference<ILogProcessor> m_target; // until nobody can need it any more
+    AbstractLogWriter* const m_writer; // the target when it is a writer of ours
     Reference<exec::IRunnable> m_whenEmpty;
     const uint32_t m_capacity;
     const AsyncOptions::Overflow m_overflow;
@@ -91,7 +103,7 @@ private:
 
     /// Side of the loggers. m_taking is acquired before m_lock where both are.
     alignas(64) mutable sync::Mutex m_lock;
-    detail::EntryQueue m_incoming;
+    detail::RecordQueue m_incoming;
     uint64_t m_putCount = 0;
     bool m_stopping = false; // changed under both locks
     /// In a child of the process that made this. Nothing there may look at the workers or at those
@@ -105,7 +117,7 @@ private:
 
     /// Side of the workers.
     alignas(64) mutable sync::Condition m_taking;
-    detail::EntryQueue m_ready;
+    detail::RecordQueue m_ready;
     std::atomic<uint64_t> m_takenCount{0}; // the number of the first entry that waits
     Worker* m_workers = nullptr;
     std::atomic<int> m_workerCount{0};

@@ -45,22 +45,22 @@ AsyncProcessorImpl::Worker::~Worker() {
     m_core.releaseTarget();
 }
 
-detail::EntryReference AsyncProcessorImpl::Worker::next() {
+bool AsyncProcessorImpl::Worker::next(detail::QueuedEntry& entry) {
     for (int naps = 0; !m_core.m_isParents; ++naps) {
         Rest kind = Rest::None;
         {
             const std::lock_guard taking(m_core.m_taking);
             m_number = NoEntry;
             if (m_core.m_stopping)
-                return nullptr;
+                return false;
             if (m_core.refill()) {
                 m_number = m_core.m_takenCount;
                 m_isBusy = true;
-                auto entry = m_core.takeFirst();
+                m_core.takeFirst(entry);
                 m_core.notify();
                 if (!m_core.m_ready.isEmpty())
                     m_core.wakeSleeper();
-                return entry;
+                return true;
             }
             m_core.notify();
             if (!m_isBusy)
@@ -74,7 +74,7 @@ detail::EntryReference AsyncProcessorImpl::Worker::next() {
             rest(kind);
         }
     }
-    return nullptr;
+    return false;
 }
 
 /// For holders of m_taking.

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include <qx/log/detail/AsyncProcessorImpl.h>
-#include <qx/log/detail/EntryQueue.h>
+#include <qx/log/detail/RecordQueue.h>
 
 namespace qx::log {
 
@@ -15,9 +15,9 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Waits for the next entry, which is then in the worker's hands until the next call; null at
+    /// Waits for the next entry, which is then in the worker's hands until the next call; false at
     /// shutdown.
-    detail::EntryReference next();
+    bool next(detail::QueuedEntry& entry);
 
     /// The worker of @p core that the calling thread is, or null.
     static const Worker* caller(const AsyncProcessorImpl& core) noexcept;

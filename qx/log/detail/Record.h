@@ -27,7 +27,7 @@ public:
     static constexpr uint32_t FieldCount = 6;
 
     constexpr FieldOrders() {
-        // As LogEntry::setFields sets them.
+        // As LogEntry::create sets them.
         constexpr struct {
             FieldSwitch bit;
             uint32_t hash;

@@ -1,0 +1,116 @@
+#include "qx/log/detail/RecordQueue.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+namespace qx::log::detail {
+
+/// What lies in a chunk. The texts of a record follow it.
+struct RecordQueue::Item {
+    EntryReference entry; // null for a record
+    uint8_t switches = 0;
+    int32_t level = 0;
+    int32_t sequence = 0;
+    uint32_t thread = 0;
+    uint32_t textLength = 0;
+    uint32_t nameLength = 0;
+    STRUCT_QX_TIME time{};
+
+    char16_t* units() noexcept { return reinterpret_cast<char16_t*>(this + 1); }
+    size_t size() const noexcept { return sizeFor(size_t{textLength} + nameLength); }
+
+    static constexpr size_t sizeFor(size_t units) noexcept {
+        const size_t bytes = sizeof(Item) + units * sizeof(char16_t);
+        return (bytes + alignof(Item) - 1) / alignof(Item) * alignof(Item);
+    }
+};
+
+struct RecordQueue::Chunk {
+    static constexpr size_t Bytes = 1 << 18;
+
+    Chunk* next = nullptr;
+    size_t taken = 0;
+    size_t used = 0;
+    alignas(Item) std::byte items[Bytes - 3 * sizeof(void*)];
+
+    Item* at(size_t place) noexcept { return reinterpret_cast<Item*>(items + place); }
+};
+
+RecordQueue::~RecordQueue() {
+    while (!isEmpty())
+        dropFirst();
+    while (m_spare)
+        delete std::exchange(m_spare, m_spare->next);
+}
+
+/// Makes an item at the end.
+RecordQueue::Item* RecordQueue::append(size_t bytes) {
+    if (!m_last || sizeof(m_last->items) - m_last->used < bytes) [[unlikely]] {
+        Chunk* chunk = m_spare;
+        if (chunk) {
+            m_spare = chunk->next;
+            --m_spareCount;
+            chunk->next = nullptr;
+            chunk->taken = chunk->used = 0;
+        } else {
+            chunk = new Chunk; // its items come to be one by one
+        }
+        (m_last ? m_last->next : m_first) = chunk;
+        m_last = chunk;
+    }
+    Item* const item = new (m_last->at(m_last->used)) Item;
+    m_last->used += bytes;
+    return item;
+}
+
+void RecordQueue::push(EntryReference&& entry) { append(sizeof(Item))->entry = std::move(entry); }
+
+void RecordQueue::push(const Record& record) {
+    Item& item = *append(Item::sizeFor(record.text.size() + record.name.size()));
+    item.switches = record.switches;
+    item.level = record.level;
+    item.sequence = record.sequence;
+    item.thread = record.thread;
+    item.textLength = static_cast<uint32_t>(record.text.size());
+    item.nameLength = static_cast<uint32_t>(record.name.size());
+    item.time = record.time;
+    char16_t* const end = std::copy(record.text.begin(), record.text.end(), item.units());
+    std::copy(record.name.begin(), record.name.end(), end);
+}
+
+void RecordQueue::pop(QueuedEntry& taken) noexcept {
+    Item& item = *m_first->at(m_first->taken);
+    taken.m_entry = std::move(item.entry);
+    if (!taken.m_entry) {
+        std::copy_n(item.units(), item.textLength + item.nameLength, taken.m_units);
+        taken.m_record = {item.switches,
+                          item.level,
+                          item.sequence,
+                          item.thread,
+                          item.time,
+                          {taken.m_units, item.textLength},
+                          {taken.m_units + item.textLength, item.nameLength}};
+    }
+    dropFirst();
+}
+
+void RecordQueue::dropFirst() noexcept {
+    Chunk* const chunk = m_first;
+    Item* const item = chunk->at(chunk->taken);
+    chunk->taken += item->size();
+    std::destroy_at(item);
+    if (chunk->taken < chunk->used) [[likely]]
+        return;
+    m_first = chunk->next;
+    if (!m_first)
+        m_last = nullptr;
+    if (m_spareCount == MostSpares) {
+        delete chunk;
+        return;
+    }
+    chunk->next = std::exchange(m_spare, chunk);
+    ++m_spareCount;
+}
+
+} // namespace qx::log::detail
