@@ -6,6 +6,7 @@
 
 #include <qx/core/Integer.h>
 #include <qx/log/TimeStamp.h>
+#include <qx/log/detail/StampText.h>
 
 namespace qx::log {
 
@@ -13,9 +14,9 @@ namespace {
 
 template <class Number>
 std::u16string_view writeNumber(Number number, FieldText& room) {
-    char digits[sizeof(room.digits) / sizeof(room.digits[0])];
+    char digits[12];
     char* const end = std::to_chars(digits, std::end(digits), number).ptr;
-    return {room.digits, std::copy(digits, end, room.digits)};
+    return {room.units, std::copy(digits, end, room.units)};
 }
 
 } // namespace
@@ -29,8 +30,7 @@ std::u16string_view FieldValue::makeText(FieldText& room) const {
     case Kind::Text:
         return {m_text.units, m_text.length};
     case Kind::Time:
-        room.text = TimeStamp(m_time).toString();
-        break;
+        return detail::stampText(m_time, false, room.units);
     case Kind::Object:
         room.text = m_object ? m_object->toString() : String();
         break;

@@ -18,7 +18,7 @@ struct Record;
 /// Memory for the text of a value that is not stored as text. It may serve one value after another
 /// and holds the text of the last one.
 struct FieldText {
-    char16_t digits[12];
+    char16_t units[2 * QX_TIME_TEXT_UNITS];
     String text;
 };
 

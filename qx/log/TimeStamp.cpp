@@ -4,19 +4,9 @@
 #include <charconv>
 #include <iterator>
 
-#include <qx/platform/native.h>
+#include <qx/log/detail/StampText.h>
 
 namespace qx::log {
-
-namespace {
-
-/// Throws for a platform call that returned no units.
-void throwIfNone(int32_t units) {
-    if (units == 0)
-        throwResult(QXResultFromNative());
-}
-
-} // namespace
 
 STRUCT_QX_TIME TimeStamp::now(bool local) {
     STRUCT_QX_TIME time;
@@ -33,13 +23,8 @@ STRUCT_QX_TIME TimeStamp::fromPosix(int64_t seconds) {
 String TimeStamp::toString() const { return toString(false); }
 
 String TimeStamp::toString(bool longDate) const {
-    char16_t text[2 * QX_TIME_TEXT_UNITS];
-    const int32_t date = QXTimeGetDateText(&m_time, longDate, text, QX_TIME_TEXT_UNITS);
-    throwIfNone(date);
-    text[date - 1] = u' ';
-    const int32_t time = QXTimeGetTimeText(&m_time, text + date, QX_TIME_TEXT_UNITS);
-    throwIfNone(time);
-    return String(text, date + time - 1);
+    char16_t text[platform::TimeStampUnits];
+    return String(detail::stampText(m_time, longDate, text));
 }
 
 String TimeStamp::toLog() const {

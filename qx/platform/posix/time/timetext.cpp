@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include <qx/platform/detail/TimeText.h>
+
 #include <qx/platform/posix/CLibraryCall.h>
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/time/calendar.h>
@@ -196,7 +198,7 @@ public:
     }
 
 private:
-    static constexpr int32_t MostUnits = 64;
+    static constexpr int32_t MostUnits = 96;
     static constexpr size_t MostName = 32;
 
     bool isFor(const TextKey& key) const noexcept {
@@ -214,7 +216,7 @@ private:
     char16_t m_text[MostUnits] = {};
 };
 
-constinit LastText lastShortDate, lastLongDate, lastTime;
+constinit LastText lastShortDate, lastLongDate, lastTime, lastShortStamp, lastLongStamp;
 
 /// Writes @p time by the pattern that @p makePattern returns.
 template <class MakePattern>
@@ -248,9 +250,29 @@ std::wstring timePattern() {
 } // namespace
 
 constexpr ForkSteps qx::platform::TimeTextForkSteps{.inChild = [](void*) noexcept {
-    for (LastText* const last : {&lastShortDate, &lastLongDate, &lastTime})
+    for (LastText* const last :
+         {&lastShortDate, &lastLongDate, &lastTime, &lastShortStamp, &lastLongStamp})
         last->forget();
 }};
+
+int32_t qx::platform::writeTimeStamp(const STRUCT_QX_TIME& time, bool isLong,
+                                     char16_t* text) noexcept {
+    // One look at the last text instead of two, which is what a line of a log waits for.
+    LastText& last = isLong ? lastLongStamp : lastShortStamp;
+    const TextKey key(time);
+    const bool canBeKnown = exists(time); // the key leaves something out
+    if (const int32_t units = canBeKnown ? last.copy(key, text, TimeStampUnits) : 0)
+        return units - 1;
+    const int32_t date = QXTimeGetDateText(&time, isLong, text, QX_TIME_TEXT_UNITS);
+    if (date == 0)
+        return 0;
+    text[date - 1] = u' ';
+    const int32_t timeOfDay = QXTimeGetTimeText(&time, text + date, QX_TIME_TEXT_UNITS);
+    if (timeOfDay == 0)
+        return 0;
+    last.keep(key, text, date + timeOfDay);
+    return date + timeOfDay - 1;
+}
 
 int32_t QXTimeGetDateText(const STRUCT_QX_TIME* time, int32_t isLong, char16_t* text,
                           int32_t capacity) {
