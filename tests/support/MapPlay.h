@@ -103,7 +103,10 @@ protected:
             m_walks.erase(m_walks.begin());
         m_walks.push_back({collection.createIterator(), ModelMapIterator(m_model), part});
     }
-    Walk* anyWalk() { return m_walks.empty() ? nullptr : &m_walks[byte() % m_walks.size()]; }
+    Walk* anyWalk() {
+        return m_walks.empty() ? nullptr
+                               : &m_walks[static_cast<std::size_t>(byte()) % m_walks.size()];
+    }
     /// @param check  (element, entry of the model, part) is true when they belong together
     template <class Check>
     void moveIterator(Check&& check) {

@@ -16,9 +16,9 @@ namespace {
 Reference<ListIterator> iteratorAt(AbstractList* list, int cursor) {
     const std::type_info& type = typeid(*list);
     if (type == typeid(ArrayList))
-        return new ListIteratorOf<ArrayList>(static_cast<ArrayList*>(list), cursor);
+        return new OwnListIterator<ArrayList>(static_cast<ArrayList*>(list), cursor);
     if (type == typeid(LinkedList))
-        return new ListIteratorOf<LinkedList>(static_cast<LinkedList*>(list), cursor);
+        return new OwnListIterator<LinkedList>(static_cast<LinkedList*>(list), cursor);
     return new ListIteratorOf<AbstractList>(list, cursor);
 }
 

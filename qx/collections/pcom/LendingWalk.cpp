@@ -33,8 +33,8 @@ LendingWalk* LendingWalk::of(ConstIterator* iterator) {
         ArrayList array;
         LinkedList linked;
         return std::array{classOf(HashMapIterator(&map)),
-                          classOf(ListIteratorOf<ArrayList>(&array, 0)),
-                          classOf(ListIteratorOf<LinkedList>(&linked, 0))};
+                          classOf(OwnListIterator<ArrayList>(&array, 0)),
+                          classOf(OwnListIterator<LinkedList>(&linked, 0))};
     }();
     const void* const table = qx::detail::functionTableOf(iterator);
     for (const Class& own : classes) {

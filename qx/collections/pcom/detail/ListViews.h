@@ -74,26 +74,16 @@ private:
     mutable LinkedList::Finger m_finger;
 };
 
-/// What the iterators of the library's own lists are besides.
-class ListWalk : public LendingWalk {
-public:
-    bool stepEntry(IQXUnknown*&, IQXUnknown*&) override { return false; }
-    bool isOfEntries() const noexcept override { return false; }
-};
-struct NoWalk {};
-
 /// The iterator of every list: a cursor over its elements. What it removes or replaces is released
 /// last, when list and iterator agree again.
 ///
 /// @tparam L  what the list is exactly; AbstractList for all others, whose get is called
 template <class L>
-class ListIteratorOf final
-    : public Component<ComObject, ListIterator>,
-      public std::conditional_t<std::is_same_v<L, AbstractList>, NoWalk, ListWalk> {
+class ListIteratorOf : public Component<ComObject, ListIterator> {
 public:
     /// @param cursor  index of the first element that next returns
     ListIteratorOf(L* list, int cursor)
-        : m_list(list), m_expectedCount(list->m_modificationCount), m_cursor(cursor) {}
+        : m_list(list), m_cursor(cursor), m_expectedCount(list->m_modificationCount) {}
 
     bool hasNext() const override { return m_cursor < m_access.size(*m_list); }
     Reference<IQXUnknown> next() override {
@@ -101,15 +91,6 @@ public:
         auto element = m_access.get(*m_list, m_cursor);
         m_lastReturned = m_cursor++;
         return element;
-    }
-    /// What next returns, lent, where the list is the library's own.
-    bool step(IQXUnknown*& element) {
-        if (m_cursor >= m_access.size(*m_list))
-            return false;
-        checkUnchanged();
-        element = m_access.lend(*m_list, m_cursor);
-        m_lastReturned = m_cursor++;
-        return true;
     }
     void remove() override {
         checkUnchanged();
@@ -147,24 +128,46 @@ public:
         ++m_expectedCount;
     }
 
-private:
+protected:
     /// @throws Exception when others have changed the list
     void checkUnchanged() const {
         if (m_list->m_modificationCount != m_expectedCount) [[unlikely]]
             throwChanged();
     }
     [[noreturn, gnu::noinline]] static void throwChanged() { throw Exception(); }
+
+    const Reference<L> m_list;
+    int m_cursor;
+    int m_lastReturned = -1;
+    ListAccess<L> m_access;
+
+private:
     /// @throws IllegalStateException when there is no element to change
     void checkReturned() const {
         if (m_lastReturned == -1)
             throw IllegalStateException();
     }
 
-    const Reference<L> m_list;
     uint32_t m_expectedCount;
-    int m_cursor;
-    int m_lastReturned = -1;
-    ListAccess<L> m_access;
+};
+
+/// The same for a list of the library's own, which lends its elements.
+template <class L>
+class OwnListIterator final : public ListIteratorOf<L>, public LendingWalk {
+public:
+    using ListIteratorOf<L>::ListIteratorOf;
+
+    bool step(IQXUnknown*& element) override {
+        const L& list = *this->m_list;
+        if (this->m_cursor >= this->m_access.size(list))
+            return false;
+        this->checkUnchanged();
+        element = this->m_access.lend(list, this->m_cursor);
+        this->m_lastReturned = this->m_cursor++;
+        return true;
+    }
+    bool stepEntry(IQXUnknown*&, IQXUnknown*&) override { return false; }
+    bool isOfEntries() const noexcept override { return false; }
 };
 
 /// A live view of a range of a list. The parent does everything, at indices shifted by the offset.
