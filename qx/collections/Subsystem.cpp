@@ -7,7 +7,6 @@
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/List.h>
 #include <qx/collections/pcom/Map.h>
-#include <qx/collections/pcom/detail/SetMarker.h>
 
 namespace qx::collections {
 
@@ -30,10 +29,7 @@ constexpr ClassRow Classes[] = {
 };
 // clang-format on
 
-void unload() noexcept {
-    pcom::releaseSetMarker();
-    releaseDefaultComparator();
-}
+void unload() noexcept { releaseDefaultComparator(); }
 
 } // namespace
 

@@ -406,7 +406,8 @@ private:
         if (other.add(item(number)))
             require(m_set->compareTo(other) == -1 && !other.equals(*m_set), "a larger set");
         else if (other.remove(item(number)))
-            require(m_set->compareTo(other) != 0 && other.compareTo(*m_set) == -1, "a smaller set");
+            require(m_set->compareTo(other) == -1 && other.compareTo(*m_set) == -1,
+                    "a smaller set");
     }
 
     qx::Reference<HashSet> m_set;

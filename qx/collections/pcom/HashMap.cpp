@@ -114,6 +114,22 @@ Reference<IQXUnknown> HashMap::remove(const IQXUnknown* key) {
     return removed->m_value;
 }
 
+/// put of a null value, for a set; true for a new key.
+bool HashMap::addKey(IQXUnknown* key) {
+    Reference<IQXUnknown> owned(key);
+    const uint32_t hash = getKeyHashCode(key);
+    if (findKey(key, hash))
+        return false;
+    addEntry(std::move(owned), nullptr, hash);
+    return true;
+}
+
+/// False for an absent key.
+bool HashMap::removeKey(const IQXUnknown* key) {
+    Link* const link = findKey(key, getKeyHashCode(key));
+    return link && removeEntry(*link);
+}
+
 /// A place for a walk that is to be told of a clear; null when there is none left.
 HashMap::KnownWalk* HashMap::enter(HashMapIterator& walk) noexcept {
     for (KnownWalk& place : m_walks) {

@@ -72,6 +72,7 @@ public:
 private:
     friend class HashMapEntrySet;
     friend class HashMapIterator;
+    friend class HashSet;
 
     /// What leads to an entry: a bucket, or the entry before it.
     using Link = Reference<HashMapEntry>;
@@ -85,6 +86,8 @@ private:
     void rehash();
     void releaseEntries() noexcept;
     Link removeEntry(Link& link) noexcept;
+    bool addKey(IQXUnknown* key);
+    bool removeKey(const IQXUnknown* key);
 
     uint32_t bucketOf(uint32_t hash) const noexcept;
     template <class Test>

@@ -3,25 +3,9 @@
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/detail/HashMapIterator.h>
-#include <qx/collections/pcom/detail/SetMarker.h>
 #include <qx/core/Required.h>
-#include <qx/core/runtime/Singleton.h>
 
 namespace qx::collections::pcom {
-
-namespace {
-
-/// The value of every key of every set: something that is not null.
-struct SetMarker {
-    const Reference<Object> reference{new Object()};
-};
-
-// Not a static of a function: that one would die before the static sets of programs.
-using Marker = util::Singleton<SetMarker, &g_pGlobalLock>;
-
-} // namespace
-
-void releaseSetMarker() noexcept { Marker::freeInstance(); }
 
 HashSet::HashSet() : m_map(new HashMap()) {}
 
@@ -40,17 +24,19 @@ HashSet::HashSet(const HashSet& other) : AbstractSet(other), m_map(new HashMap(*
 
 HashSet::~HashSet() = default;
 
-bool HashSet::add(IQXUnknown* element) {
-    const Reference<IQXUnknown> owned(element);
-    return !m_map->put(element, Marker::getInstance()->reference->GetUnknown());
-}
+bool HashSet::add(IQXUnknown* element) { return m_map->addKey(element); }
 
 void HashSet::clear() { m_map->clear(); }
 
 int HashSet::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    return m_map->compareTo(*requireCast(dynamic_cast<const HashSet*>(&other)).m_map);
+    const HashMap& elements = *requireCast(dynamic_cast<const HashSet*>(&other)).m_map;
+    for (const auto& entry : *m_map) {
+        if (!elements.containsKey(entry.first))
+            return -1;
+    }
+    return m_map->getSize() - elements.getSize();
 }
 
 bool HashSet::contains(const IQXUnknown* element) const { return m_map->containsKey(element); }
@@ -69,6 +55,6 @@ int HashSet::getSize() const { return m_map->getSize(); }
 
 uint32_t HashSet::hashCode() const { return m_map->hashCode(); }
 
-bool HashSet::remove(const IQXUnknown* element) { return m_map->remove(element) != nullptr; }
+bool HashSet::remove(const IQXUnknown* element) { return m_map->removeKey(element); }
 
 } // namespace qx::collections::pcom

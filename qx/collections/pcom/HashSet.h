@@ -25,8 +25,8 @@ public:
 
     bool add(IQXUnknown* element) override;
     void clear() override;
-    /// As the two maps compare, see AbstractMap: 0 for sets of the same size whose elements are
-    /// equal, else not an order of any use.
+    /// Not an order of any use: -1 when an element is missing in @p other, else the difference of
+    /// the sizes, which is 0 for sets of equal elements.
     /// @throws CastFailedException when @p other is not a HashSet
     int compareTo(const Object& other) const override;
     bool contains(const IQXUnknown* element) const override;
