@@ -1,4 +1,5 @@
 #include <random>
+#include <regex>
 
 // The wide scan has no public name and is compared with a plain one here.
 #include <qx/io/detail/LineEnd.h>
@@ -6,7 +7,7 @@
 #include "tests/support/FakeStreams.h"
 
 using namespace qxtest;
-using qx::io::BufferedReader;
+using namespace qx::io;
 
 namespace {
 
@@ -23,40 +24,40 @@ class BufferedStream : public testing::Test {};
 using Twins = testing::Types<Bytes, Chars>;
 TYPED_TEST_SUITE(BufferedStream, Twins);
 
-/// Up to @p length units as text; "end" for -1.
-template <class Unit, class Source>
-std::string readText(Source& source, int32_t length) {
-    Units<Unit> units(static_cast<size_t>(length));
-    const int32_t count = source.read(units.data(), length);
-    units.resize(static_cast<size_t>(std::max(count, 0)));
-    return count < 0 ? "end" : textOf(units);
-}
-
 /// The buffer by its rules, without any short way.
 template <class Twin>
 class PlainBuffer {
 public:
+    using Unit = typename Twin::Unit;
+
     PlainBuffer(FakeSource<Twin>& source, int32_t size)
         : m_source(source), m_size(std::max(size, 16)) {}
 
-    /// Up to @p length units as text; "end" for -1.
-    std::string read(int32_t length) {
-        std::string delivered;
-        while (static_cast<int32_t>(delivered.size()) < length) {
-            const auto wanted = length - static_cast<int32_t>(delivered.size());
-            if (isExhausted() && !delivered.empty() && m_source.available() == 0)
-                break;
-            if (isExhausted() && wanted >= m_size && m_mark < 0) {
-                delivered += fetch(wanted);
-                break;
+    int32_t read(Unit* to, int32_t length) {
+        int32_t delivered = 0;
+        while (delivered < length) {
+            const int32_t wanted = length - delivered;
+            if (isExhausted()) {
+                if (delivered > 0 && m_source.available() == 0)
+                    break;
+                if (wanted >= m_size && m_mark < 0) {
+                    delivered += std::max(m_source.read(to + delivered, wanted), 0);
+                    break;
+                }
+                if (!fill())
+                    break;
             }
-            if (isExhausted() && !fill())
-                break;
-            const std::string taken = m_buffer.substr(m_position, static_cast<size_t>(wanted));
-            m_position += taken.size();
-            delivered += taken;
+            const auto count = std::min<size_t>(m_buffer.size() - m_position, size_t(wanted));
+            std::copy_n(m_buffer.begin() + static_cast<ptrdiff_t>(m_position), count,
+                        to + delivered);
+            m_position += count;
+            delivered += static_cast<int32_t>(count);
         }
-        return delivered.empty() ? "end" : delivered;
+        return delivered == 0 ? -1 : delivered;
+    }
+    int32_t read() {
+        Unit unit;
+        return read(&unit, 1) < 0 ? -1 : static_cast<std::make_unsigned_t<Unit>>(unit);
     }
     int32_t skip(int32_t count) {
         int32_t skipped = 0;
@@ -71,46 +72,43 @@ public:
         m_limit = limit;
         m_mark = static_cast<int32_t>(m_position);
     }
-    std::string reset() {
+    void reset() {
         if (m_mark < 0)
-            return m_mark == -1 ? "stream not marked" : "mark invalid";
+            throw IoException(qx::String(m_mark == -1 ? u"stream not marked" : u"mark invalid"));
         m_position = static_cast<size_t>(m_mark);
-        return "nothing thrown";
     }
+    void close() {}
 
 private:
     bool isExhausted() const { return m_position == m_buffer.size(); }
-    std::string fetch(int32_t length) {
-        const std::string text = readText<typename Twin::Unit>(m_source, length);
-        return text == "end" ? "" : text;
-    }
     bool fill() {
         const int32_t marked = static_cast<int32_t>(m_position) - m_mark;
-        std::string kept;
+        Units<Unit> kept;
         if (m_mark >= 0 && marked < m_limit) {
-            m_buffer = kept = m_buffer.substr(static_cast<size_t>(m_mark));
+            m_buffer.erase(m_buffer.begin(), m_buffer.begin() + m_mark);
+            kept = m_buffer;
             m_size = std::max(m_size, m_limit);
             m_mark = 0;
             m_position = kept.size();
         } else if (m_mark >= 0) {
             m_mark = -2;
         }
-        const std::string fetched = fetch(m_size - static_cast<int32_t>(kept.size()));
-        if (fetched.empty())
+        const size_t before = kept.size();
+        readBlock<Unit>(m_source, m_size - static_cast<int32_t>(before), kept);
+        if (kept.size() == before)
             return false;
-        m_buffer = kept + fetched;
-        m_position = kept.size();
+        m_buffer = kept;
+        m_position = before;
         return true;
     }
 
     FakeSource<Twin>& m_source;
     int32_t m_size, m_limit = 0, m_mark = -1;
-    std::string m_buffer;
+    Units<Unit> m_buffer;
     size_t m_position = 0;
 };
 
 TYPED_TEST(BufferedStream, SourceFollowsAPlainBufferDownToTheReadsOfItsSource) {
-    using Unit = typename TypeParam::Unit;
     std::mt19937 random(20240501);
     const auto upTo = [&random](int32_t limit) {
         return std::uniform_int_distribution<int32_t>(0, limit)(random);
@@ -122,33 +120,15 @@ TYPED_TEST(BufferedStream, SourceFollowsAPlainBufferDownToTheReadsOfItsSource) {
         FakeSource<TypeParam> source(content, portion), plainSource(content, portion);
         source.availableNow = plainSource.availableNow = upTo(1);
         typename TypeParam::BufferedSource buffered(&source, size);
+        typename TypeParam::FilterSource filter(&buffered); // forwards all of it
         PlainBuffer<TypeParam> plain(plainSource, size);
         for (int step = 0; step < 40; ++step) {
             const int32_t length = upTo(3) == 0 ? size + upTo(2) : 1 + upTo(70);
-            switch (upTo(5)) {
-            case 0: {
-                const std::string unit = plain.read(1);
-                ASSERT_EQ(buffered.read(),
-                          unit == "end" ? -1 : static_cast<std::make_unsigned_t<Unit>>(unit[0]));
-                break;
-            }
-            case 1:
-                ASSERT_EQ(readText<Unit>(buffered, std::max(length, 1)),
-                          plain.read(std::max(length, 1)));
-                break;
-            case 2:
-                ASSERT_EQ(buffered.skip(length), plain.skip(length));
-                break;
-            case 3:
-                buffered.mark(length - 2);
-                plain.mark(length - 2);
-                break;
-            case 4:
-                ASSERT_EQ(descriptionOf([&] { buffered.reset(); }), plain.reset());
-                break;
-            default:
-                ASSERT_EQ(buffered.available(), plain.available());
-            }
+            const char kind = ".rsmxa"[upTo(5)];
+            const auto operation =
+                kind + std::to_string(kind == 'm' ? length - 2 : std::max(length, 1));
+            ASSERT_EQ(played<typename TypeParam::Unit>(filter, operation),
+                      played<typename TypeParam::Unit>(plain, operation));
             ASSERT_EQ(source.requests, plainSource.requests);
         }
     }
@@ -162,7 +142,8 @@ TYPED_TEST(BufferedStream, SinkWritesInTheDocumentedPortions) {
         const auto units = unitsOf<Unit>(distinctText(50 * 60));
         auto next = units.begin();
         const auto size = static_cast<int32_t>(random() % 50), capacity = std::max(size, 16);
-        typename TypeParam::BufferedSink buffered(&sink, size);
+        typename TypeParam::BufferedSink unfiltered(&sink, size);
+        typename TypeParam::FilterSink buffered(&unfiltered);
         std::vector<int32_t> writes;
         int32_t pending = 0;
         const auto drain = [&] {
@@ -172,17 +153,13 @@ TYPED_TEST(BufferedStream, SinkWritesInTheDocumentedPortions) {
         for (int step = 0; step < 50; ++step) {
             const bool isSingle = random() % 3 == 0;
             const auto length = isSingle ? 1 : static_cast<int32_t>(random() % 60);
-            if (isSingle)
-                buffered.write(*next);
-            else
-                buffered.write(&*next, length);
+            isSingle ? buffered.write(*next) : buffered.write(&*next, length);
             next += length;
             if (pending + length > capacity || length >= capacity)
                 drain();
-            if (length < capacity)
-                pending += length;
-            else
-                writes.push_back(length);
+            pending += length;
+            if (length >= capacity)
+                drain();
             ASSERT_EQ(sink.writes, writes) << round;
         }
         EXPECT_EQ(sink.flushes, 0);
@@ -194,59 +171,71 @@ TYPED_TEST(BufferedStream, SinkWritesInTheDocumentedPortions) {
     }
 }
 
-TYPED_TEST(BufferedStream, RefusesEverythingOnceClosed) {
-    FakeSource<TypeParam> source(distinctText(40));
-    typename TypeParam::BufferedSource in(&source, 16);
-    in.read();
-    EXPECT_TRUE(in.markSupported());
-    in.close();
-    typename TypeParam::Unit unit = 0;
-    expectClosed({[&] { in.read(); }, [&] { in.read(&unit, 1); }, [&] { in.read(&unit, 0); },
-                  [&] { in.skip(1); }, [&] { in.available(); }, [&] { in.mark(1); },
-                  [&] { in.reset(); }, [&] { in.markSupported(); }, [&] { in.close(); }});
-    EXPECT_EQ(source.closes, 1);
+/// Expects @p in to refuse everything once it is closed, also through a filter.
+template <class Twin>
+void expectClosing(typename Twin::Source* in, const std::string& operations) {
+    typename Twin::FilterSource filter(in);
+    filter.read();
+    filter.close();
+    std::istringstream each(operations);
+    for (std::string operation; each >> operation;)
+        EXPECT_EQ(played<typename Twin::Unit>(filter, operation), "!stream closed") << operation;
+}
 
+/// Expects likewise of @p out, with what it has not yet written dropped.
+template <class Twin>
+void expectClosing(typename Twin::Sink* out) {
+    typename Twin::FilterSink filter(out);
+    const typename Twin::Unit unit = 'x';
+    filter.write(unit);
+    filter.close();
+    expectEach("stream closed", {[&] { filter.write(unit); }, [&] { filter.write(&unit, 1); },
+                                 [&] { filter.write(&unit, 0); }, [&] { filter.flush(); }});
+}
+
+TYPED_TEST(BufferedStream, RefusesEverythingOnceClosed) {
+    FakeSource<TypeParam> source("abc");
+    typename TypeParam::BufferedSource in(&source, 16);
+    EXPECT_TRUE(typename TypeParam::FilterSource(&in).markSupported());
+    expectClosing<TypeParam>(&in, ". r1 r0 s1 a m1 x c");
+    expectEach("stream closed", {[&] { in.markSupported(); }});
     FakeSink<TypeParam> sink;
     {
         typename TypeParam::BufferedSink out(&sink, 16), destroyed(&sink, 16);
-        out.write(&unit, 1);
-        destroyed.write(&unit, 1);
-        out.close();
-        expectClosed({[&] { out.write(unit); }, [&] { out.write(&unit, 1); },
-                      [&] { out.write(&unit, 0); }, [&] { out.flush(); }});
+        destroyed.write('x');
+        expectClosing<TypeParam>(&out);
     }
-    EXPECT_TRUE(sink.content.empty()) << "what was pending is dropped";
-    EXPECT_EQ(sink.closes, 1);
+    EXPECT_TRUE(sink.content.empty());
+    EXPECT_EQ(source.closes + sink.closes, 2);
+}
+
+TEST(ConverterStreams, RefuseEverythingOnceClosedAndUnknownEncodings) {
+    FakeSource<Bytes> source("abc");
+    InputStreamReader in(&source, u"latin1");
+    EXPECT_EQ(qx::String(in.getEncodingName()), u"ISO8859_1");
+    EXPECT_FALSE(in.markSupported());
+    expectClosing<Chars>(&in, ". r1 r0 s1 a c");
+    FakeSink<Bytes> sink;
+    OutputStreamWriter out(&sink, u"utf_8");
+    EXPECT_EQ(qx::String(out.getEncodingName()), u"UTF-8");
+    expectClosing<Chars>(&out);
+    expectEach("stream closed", {[&] { in.getEncodingName(); }, [&] { out.getEncodingName(); },
+                                 [&] { out.write(qx::String()); }, [&] { out.close(); }});
+    EXPECT_TRUE(sink.content.empty());
+    EXPECT_EQ(source.closes + sink.closes, 2);
+    expectEach(qx::result::UnknownEncoding,
+               {[&] { InputStreamReader(&source, u"no such encoding"); },
+                [&] { OutputStreamWriter(&sink, u"no such encoding"); }});
 }
 
 using Lines = std::vector<std::string>;
 
-Lines linesOf(BufferedReader& reader) {
-    Lines lines;
-    qx::String line(u"left over");
-    int32_t length;
-    while ((length = reader.readLine(line)) >= 0) {
-        EXPECT_EQ(length, line.getLength());
-        lines.push_back(line.toUtf8());
-    }
-    EXPECT_TRUE(line.isEmpty());
-    return lines;
-}
-
 /// Lines by the plain rule: CR LF, CR and LF each end one.
 Lines plainLinesOf(const std::string& text) {
+    static const std::regex anyEnd("\r\n?");
+    std::istringstream rest(std::regex_replace(text, anyEnd, "\n"));
     Lines lines;
-    std::string line;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\r' && text[i] != '\n') {
-            line += text[i];
-            continue;
-        }
-        if (text.compare(i, 2, "\r\n") == 0)
-            ++i;
-        lines.push_back(std::exchange(line, {}));
-    }
-    if (!line.empty())
+    for (std::string line; std::getline(rest, line);)
         lines.push_back(line);
     return lines;
 }
@@ -262,7 +251,14 @@ TEST(BufferedReader, SplitsEveryShortTextInEveryPortion) {
             for (const int32_t portion : {1, 2, 3, 100}) {
                 FakeSource<Chars> source(text, portion);
                 BufferedReader reader(&source, 16);
-                ASSERT_EQ(linesOf(reader), plainLinesOf(text)) << testing::PrintToString(text);
+                Lines lines;
+                qx::String line(u"left over");
+                for (int32_t count; (count = reader.readLine(line)) >= 0;) {
+                    ASSERT_EQ(count, line.getLength());
+                    lines.push_back(line.toUtf8());
+                }
+                ASSERT_TRUE(line.isEmpty());
+                ASSERT_EQ(lines, plainLinesOf(text)) << testing::PrintToString(text);
             }
         }
     }
@@ -279,7 +275,7 @@ TEST(BufferedReader, WaitsForNoMoreInputThanTheLineNeeds) {
         EXPECT_EQ(reader.readLine(line), 1);
         EXPECT_EQ(source.requests.size(), requests) << testing::PrintToString(text);
         reader.close();
-        expectClosed({[&] { reader.readLine(line); }});
+        expectEach("stream closed", {[&] { reader.readLine(line); }});
     }
 }
 

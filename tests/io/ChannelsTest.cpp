@@ -44,7 +44,6 @@ Reference<IQXChannel> componentOf(const Reference<Channel>& channel) {
 TEST_F(ChannelTest, StreamsFillWhatRemainsAndSendWhatRemains) {
     const auto channel = Channels::adaptStreams(in, out);
     EXPECT_EQ(channel->read(buffer), 3);
-    EXPECT_EQ(buffer.getPosition(), 3u);
     EXPECT_EQ(channel->read(buffer), -1);
     EXPECT_EQ(buffer.getPosition(), 3u);
     buffer.setLimit(2); // in front of the position: nothing is offered
@@ -67,17 +66,16 @@ TEST_F(ChannelTest, ComesThroughBothBridgesUnchanged) {
     // Streams offered as a component that is adapted again: the far end of a module boundary.
     const auto channel = Channels::adaptPcomWithInheritance(
         componentOf(Channels::adaptStreams(in, out, String(u"there and back"))));
+    EXPECT_EQ(channel->getInheritableName(), u"there and back");
     EXPECT_EQ(channel->read(buffer), 3);
     EXPECT_EQ(channel->read(buffer), -1);
     buffer.flip();
     EXPECT_EQ(channel->write(buffer), 3);
     EXPECT_EQ(textOf(out->content), "abc");
-    EXPECT_EQ(channel->getInheritableName(), u"there and back");
     in->failAt = 3;
     out->failing = true;
     buffer.clear();
-    EXPECT_EQ(failureOf([&] { channel->read(buffer); }), result::Fail);
-    EXPECT_EQ(failureOf([&] { channel->write(buffer); }), result::Fail);
+    expectEach(result::Fail, {[&] { channel->read(buffer); }, [&] { channel->write(buffer); }});
     EXPECT_EQ(buffer.getPosition(), 0u);
 }
 
@@ -91,18 +89,16 @@ TEST_F(ChannelTest, RefusesLengthsAndPointersThatCannotBe) {
     length = -1;
     EXPECT_EQ(component->Write(bytes, &length), result::InvalidArgument);
     length = 4;
-    EXPECT_EQ(component->Read(nullptr, &length), result::NullPointer);
-    EXPECT_EQ(component->Read(bytes, nullptr), result::NullPointer);
-    EXPECT_EQ(component->Write(bytes, nullptr), result::NullPointer);
-    EXPECT_EQ(component->GetInheritableName(nullptr), result::NullPointer);
+    for (const int32_t refused :
+         {component->Read(nullptr, &length), component->Read(bytes, nullptr),
+          component->Write(bytes, nullptr), component->GetInheritableName(nullptr)})
+        EXPECT_EQ(refused, result::NullPointer);
     EXPECT_TRUE(in->requests.empty());
-
-    const auto refused = [](auto make) { EXPECT_EQ(failureOf(make), result::NullPointer); };
-    refused([&] { Channels::adaptStreams(nullptr, out); });
-    refused([&] { Channels::adaptStreams(in, nullptr); });
-    refused([] { Channels::adaptPcomChannel(nullptr); });
-    refused([] { Channels::adaptPcomWithInheritance(nullptr); });
-    refused([] { qx::io::LockingChannel(nullptr, nullptr); });
+    expectEach(result::NullPointer, {[&] { Channels::adaptStreams(nullptr, out); },
+                                     [&] { Channels::adaptStreams(in, nullptr); },
+                                     [] { Channels::adaptPcomChannel(nullptr); },
+                                     [] { Channels::adaptPcomWithInheritance(nullptr); },
+                                     [] { qx::io::LockingChannel(nullptr, nullptr); }});
 }
 
 /// A component that claims to move bytes.
@@ -135,7 +131,6 @@ TEST_F(ChannelTest, TellsTheNameThatItHas) {
     qx::util::ROCharBuffer refusing;
     EXPECT_EQ(componentOf(named)->GetInheritableName(&refusing), result::NotImplemented);
     const auto unnamed = Channels::adaptStreams(in, out, String());
-    EXPECT_EQ(failureOf([&] { unnamed->getInheritableName(); }), result::NotAvailable);
     String name;
     EXPECT_EQ(componentOf(unnamed)->GetInheritableName(&name), result::NotAvailable);
 
@@ -143,9 +138,9 @@ TEST_F(ChannelTest, TellsTheNameThatItHas) {
     const auto channel = Channels::adaptPcomWithInheritance(component);
     EXPECT_EQ(channel->getInheritableName(), u"component");
     component->result = result::NotAvailable;
-    EXPECT_EQ(failureOf([&] { channel->getInheritableName(); }), result::NotAvailable);
-    EXPECT_EQ(failureOf([&] { Channels::adaptPcomWithInheritance(component); }),
-              result::NotAvailable);
+    expectEach(result::NotAvailable,
+               {[&] { unnamed->getInheritableName(); }, [&] { channel->getInheritableName(); },
+                [&] { Channels::adaptPcomWithInheritance(component); }});
     EXPECT_EQ(component->GetRefCount(), 2u) << "the refused channel let go";
 }
 
@@ -176,31 +171,30 @@ TEST(ReadWriteChannel, AdvancesByWhatItsComponentsMoveAndPassesOnWhatTheyReturn)
         const auto channel = qx::makeReference<Joined>(Channels::adaptPcomChannel(in),
                                                        Channels::adaptPcomChannel(out));
         const auto component = componentOf(channel);
-        for (int i = 0; i < 2 * static_cast<int>(std::size(cases)); ++i) {
-            const auto& c = cases[i / 2];
-            const bool reading = i % 2 == 0;
-            SCOPED_TRACE(testing::Message() << c.what << (reading ? " read" : " written"));
-            FakeComponent &acting = reading ? *in : *out, &idle = reading ? *out : *in;
-            acting.result = c.result;
-            acting.moved = c.moved;
-            idle.result = result::Deadlock;
-            ByteBuffer buffer(10, QX_ENDIAN_LITTLE, false);
-            buffer.setLimit(8);
-            buffer.setPosition(2);
-            const int32_t expected = reading ? c.readResult : c.writeResult;
-            int32_t moved = 0;
-            EXPECT_EQ(failureOf([&] {
-                          moved = reading ? channel->read(buffer) : channel->write(buffer);
-                      }),
-                      expected);
-            EXPECT_EQ(moved, expected == result::Ok ? c.moved : 0);
-            EXPECT_EQ(buffer.getPosition(), 2u + static_cast<unsigned>(std::max(moved, 0)));
-            EXPECT_EQ(acting.offered, 6);
-            signed char bytes[6] = {};
-            int32_t length = 6;
-            EXPECT_EQ(reading ? component->Read(bytes, &length) : component->Write(bytes, &length),
-                      expected);
-            EXPECT_EQ(length, moved);
+        for (const auto& c : cases) {
+            for (const bool reading : {true, false}) {
+                SCOPED_TRACE(testing::Message() << c.what << (reading ? " read" : " written"));
+                FakeComponent &acting = reading ? *in : *out, &idle = reading ? *out : *in;
+                acting.result = c.result;
+                acting.moved = c.moved;
+                idle.result = result::Deadlock;
+                ByteBuffer buffer(10, QX_ENDIAN_LITTLE, false);
+                buffer.setLimit(8);
+                buffer.setPosition(2);
+                const int32_t expected = reading ? c.readResult : c.writeResult;
+                int32_t moved = 0, length = 6;
+                expectEach(expected, {[&] {
+                               moved = reading ? channel->read(buffer) : channel->write(buffer);
+                           }});
+                EXPECT_EQ(moved, expected == result::Ok ? c.moved : 0);
+                EXPECT_EQ(buffer.getPosition(), 2u + static_cast<unsigned>(std::max(moved, 0)));
+                EXPECT_EQ(acting.offered, 6);
+                signed char bytes[6] = {};
+                EXPECT_EQ(reading ? component->Read(bytes, &length)
+                                  : component->Write(bytes, &length),
+                          expected);
+                EXPECT_EQ(length, moved);
+            }
         }
     }
     EXPECT_EQ(in->GetRefCount() + out->GetRefCount(), 2u);

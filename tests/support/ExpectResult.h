@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <initializer_list>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -41,6 +43,25 @@ void expectThrowsResult(int32_t code, Body body) {
     } catch (const qx::Exception& exception) {
         EXPECT_EQ(exception.getResult(), code);
     }
+}
+
+using Calls = std::initializer_list<std::function<void()>>;
+
+/// Expects each of the calls to throw an exception of the library with the given result code, or
+/// with the given description.
+inline void expectEach(int32_t code, Calls calls) {
+    for (const auto& call : calls)
+        EXPECT_EQ(failureOf(call), code) << "call " << &call - calls.begin();
+}
+inline void expectEach(const std::string& description, Calls calls) {
+    for (const auto& call : calls)
+        EXPECT_EQ(descriptionOf(call), description) << "call " << &call - calls.begin();
+}
+/// Expects each of the calls to throw a @p Failure.
+template <class Failure>
+void expectEach(Calls calls) {
+    for (const auto& call : calls)
+        EXPECT_THROW(call(), Failure) << "call " << &call - calls.begin();
 }
 
 } // namespace qxtest

@@ -5,6 +5,7 @@
 #include <functional>
 #include <initializer_list>
 #include <limits>
+#include <sstream>
 #include <vector>
 
 #include <qx/io/BufferedInputStream.h>
@@ -63,6 +64,16 @@ std::string textOf(const Units<Unit>& units) {
     for (const Unit unit : units)
         text.push_back(static_cast<char>(unit));
     return text;
+}
+
+/// Appends what one read of up to @p length units gives, as units of @p all; false at the end.
+template <class Unit, class All>
+bool readBlock(auto& source, int32_t length, All& all) {
+    Units<Unit> block(static_cast<size_t>(length));
+    const int32_t count = source.read(block.data(), length);
+    std::transform(block.begin(), block.begin() + std::max(count, 0), std::back_inserter(all),
+                   [](Unit unit) { return static_cast<typename All::value_type>(unit); });
+    return count >= 0;
 }
 
 /// Delivers given units in portions and records what is asked of it.
@@ -128,10 +139,39 @@ public:
     int closes = 0;
 };
 
-/// Expects that a closed stream refuses each of the operations.
-inline void expectClosed(std::initializer_list<std::function<void()>> operations) {
-    for (const auto& operation : operations)
-        EXPECT_EQ(descriptionOf(operation), "stream closed") << &operation - operations.begin();
+/// What operations on a source give, "!" and the description or else the type of a failure: "rN"
+/// reads a block into N units, "." a single one, "sN" skips, "a" asks what is available, "mN"
+/// marks, "x" resets to the mark, "c" closes.
+template <class Unit = signed char>
+std::string played(auto& source, const std::string& operations) {
+    std::string report;
+    std::istringstream words(operations);
+    for (std::string word; words >> word;) {
+        const int32_t count = std::atoi(word.c_str() + 1);
+        report += report.empty() ? "" : " ";
+        try {
+            if (word[0] == 'r') {
+                Units<Unit> units(static_cast<size_t>(std::max(count, 1)));
+                const int32_t length = source.read(units.data(), count);
+                units.resize(static_cast<size_t>(std::max(length, 0)));
+                report += std::to_string(length) + (length > 0 ? ":" + textOf(units) : "");
+            } else if (word[0] == 'm') {
+                source.mark(count);
+            } else if (word[0] == 'x') {
+                source.reset();
+            } else if (word[0] == 'c') {
+                source.close();
+            } else {
+                report += std::to_string(word[0] == 's'   ? source.skip(count)
+                                         : word[0] == 'a' ? source.available()
+                                                          : source.read());
+            }
+        } catch (const qx::Exception& failure) {
+            const std::string description = failure.getDescription().toUtf8();
+            report += "!" + (description.empty() ? typeid(failure).name() : description);
+        }
+    }
+    return report;
 }
 
 } // namespace qxtest
