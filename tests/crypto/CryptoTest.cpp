@@ -1,0 +1,279 @@
+#include <algorithm>
+#include <new>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Result.h>
+#include <qx/core/String.h>
+#include <qx/crypto/BlowFish.h>
+#include <qx/crypto/MD5Digest.h>
+
+#include "tests/support/ExpectResult.h"
+
+using qx::crypto::BlowFish;
+using qx::crypto::MD5Digest;
+using qxtest::failureOf;
+
+namespace {
+
+using Bytes = std::vector<signed char>;
+
+Bytes fromHex(std::string_view digits) {
+    Bytes bytes;
+    for (size_t i = 0; i < digits.size(); i += 2)
+        bytes.push_back(
+            static_cast<signed char>(std::stoi(std::string(digits.substr(i, 2)), nullptr, 16)));
+    return bytes;
+}
+
+std::string toHex(const Bytes& bytes) {
+    std::string digits;
+    for (const signed char byte : bytes) {
+        digits += "0123456789abcdef"[byte >> 4 & 15];
+        digits += "0123456789abcdef"[byte & 15];
+    }
+    return digits;
+}
+
+/// Bytes 0, 1, 2 and so on.
+Bytes counting(size_t count) {
+    Bytes bytes;
+    while (bytes.size() < count)
+        bytes.push_back(static_cast<signed char>(bytes.size()));
+    return bytes;
+}
+
+Bytes randomBytes(size_t count) {
+    std::mt19937 random(static_cast<unsigned>(count));
+    Bytes bytes(count);
+    for (signed char& byte : bytes)
+        byte = static_cast<signed char>(random());
+    return bytes;
+}
+
+int32_t lengthOf(const Bytes& bytes) { return static_cast<int32_t>(bytes.size()); }
+
+Bytes encrypted(const BlowFish& cipher, const Bytes& in) {
+    Bytes out(in.size());
+    cipher.encrypt(out.data(), in.data(), lengthOf(in));
+    return out;
+}
+
+Bytes decrypted(const BlowFish& cipher, const Bytes& in) {
+    Bytes out(in.size());
+    cipher.decrypt(out.data(), in.data(), lengthOf(in));
+    return out;
+}
+
+void update(MD5Digest& digest, const Bytes& bytes) { digest.update(bytes.data(), lengthOf(bytes)); }
+
+Bytes finish(MD5Digest& digest) {
+    Bytes out(static_cast<size_t>(digest.getLength()));
+    digest.getDigest(out.data(), lengthOf(out));
+    return out;
+}
+
+Bytes md5(const Bytes& bytes) {
+    MD5Digest digest;
+    update(digest, bytes);
+    return finish(digest);
+}
+
+const char* const OfNothing = "d41d8cd98f00b204e9800998ecf8427e";
+const char* const OfAbc = "900150983cd24fb0d6963f7d28e17f72";
+const Bytes Abc{'a', 'b', 'c'};
+
+} // namespace
+
+TEST(BlowFish, GivesThePublishedVectors) {
+    struct Row {
+        Bytes key;
+        const char *clear, *ciphered;
+    };
+    std::vector<Row> rows = {
+        {fromHex("0000000000000000"), "0000000000000000", "4EF997456198DD78"},
+        {fromHex("FFFFFFFFFFFFFFFF"), "FFFFFFFFFFFFFFFF", "51866FD5B85ECB8A"},
+        {fromHex("3000000000000000"), "1000000000000001", "7D856F9A613063F2"},
+        {fromHex("1111111111111111"), "1111111111111111", "2466DD878B963C9D"},
+        {fromHex("FEDCBA9876543210"), "FFFFFFFFFFFFFFFF", "6B5C5A9C5D9E0A5A"},
+        {{}, "0123456789ABCDEF", "738E078D4C8703A6"}, // by the initial tables
+    };
+    // Keys of every length from 1 on.
+    const Bytes key = fromHex("F0E1D2C3B4A5968778695A4B3C2D1E0F0011223344556677");
+    for (const char* const ciphered :
+         {"F9AD597C49DB005E", "E91D21C1D961A6D6", "E9C2B70A1BC65CF3", "BE1E639408640F05",
+          "B39E44481BDB1E6E", "9457AA83B1928C0D", "8BB77032F960629D", "E87A244E2CC85E82",
+          "15750E7A4F4EC577", "122BA70B3AB64AE0", "3A833C9AFFC537F6", "9409DA87A90F6BF2",
+          "884F80625060B8B4", "1F85031C19E11968", "79D9373A714CA34F", "93142887EE3BE15C",
+          "03429E838CE2D14B", "A4299E27469FF67B", "AFD5AED1C1BC96A8", "10851C0E3858DA9F",
+          "E6F51ED79B9DB21F", "64A6E14AFD36B46F", "80C7D7D45A5479AD", "05044B62FA52D080"}) {
+        const auto length = static_cast<ptrdiff_t>(rows.size()) - 5;
+        rows.push_back({Bytes(key.begin(), key.begin() + length), "FEDCBA9876543210", ciphered});
+    }
+    for (const Row& row : rows) {
+        const BlowFish cipher(row.key.data(), lengthOf(row.key));
+        EXPECT_EQ(encrypted(cipher, fromHex(row.clear)), fromHex(row.ciphered)) << row.ciphered;
+        EXPECT_EQ(decrypted(cipher, fromHex(row.ciphered)), fromHex(row.clear)) << row.ciphered;
+    }
+    const Bytes longKey = randomBytes(64), clear = counting(8); // of which 56 bytes count
+    const Bytes whole = encrypted(BlowFish(longKey.data(), 56), clear);
+    for (const int32_t length : {55, 57, 64})
+        EXPECT_EQ(encrypted(BlowFish(longKey.data(), length), clear) == whole, length > 56);
+}
+
+// Several blocks go side by side; each must come out as if it were alone, in place or not, at any
+// address, with nothing written behind the last one.
+TEST(BlowFish, TreatsEveryBlockAlone) {
+    struct Blocks : BlowFish {
+        using BlowFish::BlowFish;
+        using BlowFish::decryptBlock;
+        using BlowFish::encryptBlock;
+    };
+    const Bytes key = randomBytes(16);
+    const Blocks cipher(key.data(), lengthOf(key));
+    uint32_t left = 0x00010203, right = 0x04050607;
+    cipher.encryptBlock(left, right);
+    EXPECT_EQ(std::pair(left, right), std::pair(0x0B4A7162u, 0xF7F43294u));
+    EXPECT_EQ(encrypted(cipher, counting(8)), fromHex("0B4A7162F7F43294"));
+    cipher.decryptBlock(left, right);
+    EXPECT_EQ(std::pair(left, right), std::pair(0x00010203u, 0x04050607u));
+    for (size_t blocks = 0; blocks <= 21; ++blocks) {
+        SCOPED_TRACE(blocks);
+        const Bytes clear = randomBytes(8 * blocks);
+        Bytes expected;
+        for (auto block = clear.begin(); block != clear.end(); block += 8)
+            std::ranges::copy(encrypted(cipher, Bytes(block, block + 8)),
+                              std::back_inserter(expected));
+        EXPECT_EQ(encrypted(cipher, clear), expected);
+        EXPECT_EQ(decrypted(cipher, expected), clear);
+
+        const size_t offset = blocks % 8;
+        Bytes place(offset + clear.size() + 1, 77);
+        std::ranges::copy(clear, place.begin() + static_cast<ptrdiff_t>(offset));
+        signed char* const at = place.data() + offset;
+        cipher.encrypt(at, at, lengthOf(clear));
+        EXPECT_EQ(Bytes(at, at + clear.size()), expected);
+        cipher.decrypt(at, at, lengthOf(clear));
+        EXPECT_EQ(Bytes(at, at + clear.size()), clear);
+        EXPECT_EQ(place.back(), 77);
+    }
+}
+
+TEST(BlowFish, RefusesWhatIsNoWholeBlockOrNoMemoryAndWritesNothing) {
+    const BlowFish cipher(counting(8).data(), 8);
+    const Bytes in = counting(16);
+    Bytes out(16, 77);
+    for (const auto method : {&BlowFish::encrypt, &BlowFish::decrypt}) {
+        for (const int32_t length : {1, 7, 9, 12, -1, -12}) {
+            const auto cut = [&] { (cipher.*method)(out.data(), in.data(), length); };
+            EXPECT_EQ(qxtest::descriptionOf(cut), "only supports 8 byte block boundaries");
+            EXPECT_EQ(failureOf(cut), qx::result::Fail);
+        }
+        EXPECT_THROW((cipher.*method)(out.data(), in.data(), -8), qx::RangeErrorException);
+        EXPECT_EQ(failureOf([&] { (cipher.*method)(nullptr, in.data(), 8); }),
+                  qx::result::NullPointer);
+        EXPECT_EQ(failureOf([&] { (cipher.*method)(out.data(), nullptr, 8); }),
+                  qx::result::NullPointer);
+        EXPECT_NO_THROW((cipher.*method)(nullptr, nullptr, 0));
+    }
+    EXPECT_EQ(out, Bytes(16, 77));
+    EXPECT_THROW(BlowFish(in.data(), -1), qx::RangeErrorException);
+    EXPECT_EQ(failureOf([] { BlowFish(nullptr, 1); }), qx::result::NullPointer);
+}
+
+TEST(BlowFish, LeavesNoKeyInItsMemory) {
+    alignas(BlowFish) unsigned char memory[sizeof(BlowFish)];
+    auto* const cipher = new (memory) BlowFish(counting(8).data(), 8);
+    cipher->~BlowFish();
+    // All but the header of the object.
+    EXPECT_GE(std::ranges::count(memory, 0), ptrdiff_t{(18 + 4 * 256) * 4});
+}
+
+TEST(MD5Digest, GivesTheDigestsOfTheStandard) {
+    const std::pair<std::string_view, const char*> rows[] = {
+        {"", OfNothing},
+        {"a", "0cc175b9c0f1b6a831c399e269772661"},
+        {"abc", OfAbc},
+        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+         "57edf4a22be3c955ac49da2e2107b67a"},
+    };
+    for (const auto& [message, digest] : rows)
+        EXPECT_EQ(toHex(md5(Bytes(message.begin(), message.end()))), digest) << message;
+    Bytes digests; // of messages of every length up to three blocks, by another implementation
+    for (size_t length = 0; length < 200; ++length)
+        std::ranges::copy(md5(counting(length)), std::back_inserter(digests));
+    EXPECT_EQ(toHex(md5(digests)), "eefa41f088d589fcf4e0f2c1cfdb7a3f");
+    MD5Digest digest; // of 513 MiB, whose bits no longer fit into 32 bits
+    for (int i = 0; i < 513; ++i)
+        update(digest, Bytes(1 << 20));
+    EXPECT_EQ(toHex(finish(digest)), "f3a8799d64129a6fd8a5aa56f199ac54");
+}
+
+TEST(MD5Digest, DoesNotSeeHowAMessageIsCut) {
+    const Bytes message = counting(260);
+    const Bytes whole = md5(message);
+    MD5Digest digest;
+    for (int32_t first = 0; first <= 130; ++first)
+        for (int32_t second = 0; second <= 130; ++second) {
+            digest.update(message.data(), first);
+            digest.update(message.data() + first, second);
+            digest.update(message.data() + first + second, lengthOf(message) - first - second);
+            ASSERT_EQ(finish(digest), whole) << first << " and " << second;
+        }
+    for (const int32_t piece : {1, 63, 64, 65}) {
+        for (int32_t at = 0; at < lengthOf(message); at += piece)
+            digest.update(message.data() + at, std::min(piece, lengthOf(message) - at));
+        EXPECT_EQ(finish(digest), whole) << "pieces of " << piece;
+    }
+}
+
+TEST(MD5Digest, KeepsTheMessageUntilItsDigestIsGiven) {
+    MD5Digest first, digest;
+    update(first, Bytes{'a'});
+    digest = first; // goes on from a copy
+    update(first, counting(100));
+    update(digest, Bytes{'b', 'c'});
+    Bytes out(17, 77);
+    for (const int32_t room : {15, 0, -1})
+        EXPECT_EQ(failureOf([&] { digest.getDigest(out.data(), room); }),
+                  static_cast<int32_t>(0x80004009));
+    EXPECT_EQ(out, Bytes(17, 77));
+    EXPECT_EQ(failureOf([&] { digest.getDigest(nullptr, 16); }), qx::result::NullPointer);
+    EXPECT_THROW(digest.update(Abc.data(), -1), qx::RangeErrorException);
+    EXPECT_THROW(digest.update(Abc.data(), 268435456), qx::RangeErrorException);
+    EXPECT_EQ(failureOf([&] { digest.update(nullptr, 1); }), qx::result::NullPointer);
+    digest.update(nullptr, 0);
+    digest.getDigest(out.data(), 17);
+    EXPECT_EQ(toHex(out), std::string(OfAbc) + "4d");
+    EXPECT_EQ(toHex(finish(digest)), OfNothing);
+    first.reset();
+    EXPECT_EQ(toHex(finish(first)), OfNothing);
+}
+
+// A derived class sees the pieces of the message, not the padding, and every new beginning.
+TEST(MD5Digest, LeavesThePaddingToItself) {
+    struct Counting : MD5Digest {
+        void update(const signed char* data, int32_t length) override {
+            m_bytes += length;
+            MD5Digest::update(data, length);
+        }
+        void reset() override {
+            ++m_resets;
+            MD5Digest::reset();
+        }
+        int m_bytes = 0;
+        int m_resets = 0;
+    };
+    Counting digest;
+    update(digest, Abc);
+    EXPECT_EQ(toHex(finish(digest)), OfAbc);
+    EXPECT_EQ(digest.m_bytes, 3);
+    EXPECT_EQ(digest.m_resets, 1);
+}
