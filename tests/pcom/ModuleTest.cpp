@@ -1,13 +1,7 @@
-#include <array>
-#include <barrier>
 #include <optional>
 #include <thread>
 
-#include <qx/core/Object.h>
-#include <qx/pcom/ClassFactory.h>
-#include <qx/pcom/DllModule.h>
-#include <qx/platform/module.h>
-#include <qx/util/config/RegistryKey.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"
@@ -108,25 +102,21 @@ static_assert(!RegistersPath<const char*> && !RegistersPath<char*> && !Registers
 TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
     const auto factory = makeReference<ClassFactory>();
     void* out = &out;
-    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::NotImplemented);
+    const auto create = [&] { return factory->CreateInstance(nullptr, IQXUnknown::Iid, &out); };
+    EXPECT_EQ(create(), result::NotImplemented);
+    factory->SetCreateInstanceQIFunc([](auto...) -> int32_t { throw 1; });
+    EXPECT_EQ(create(), result::Fail);
     factory->SetCreateInstanceQIFunc(
-        [](Module*, IQXUnknown*, const GUID&, void**) -> int32_t { throw 1; });
-    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::Fail);
-    factory->SetCreateInstanceQIFunc([](Module*, IQXUnknown*, const GUID&, void**) -> int32_t {
-        throw ResultException(result::DiskFull);
-    });
-    EXPECT_EQ(factory->CreateInstance(nullptr, IQXUnknown::Iid, &out), result::DiskFull);
+        [](auto...) -> int32_t { throw ResultException(result::DiskFull); });
+    EXPECT_EQ(create(), result::DiskFull);
     EXPECT_EQ(out, nullptr);
 
     const auto tryMaker = [&](decltype(ClassData::createFactory) maker) {
         classes[1].createFactory = maker;
         return module.GetClassObject(Nameless::Clsid, IQXClassFactory::Iid, &out);
     };
-    EXPECT_EQ(tryMaker([](Module*, uintptr_t, const GUID&, void**) { return result::Ok; }),
-              result::Fail);
-    EXPECT_EQ(tryMaker([](Module*, uintptr_t, const GUID&, void**) -> int32_t {
-                  throw ResultException(result::DiskFull);
-              }),
+    EXPECT_EQ(tryMaker([](auto...) { return result::Ok; }), result::Fail);
+    EXPECT_EQ(tryMaker([](auto...) -> int32_t { throw ResultException(result::DiskFull); }),
               result::DiskFull);
     EXPECT_EQ(tryMaker(nullptr), result::NotImplemented);
     EXPECT_EQ(tryMaker(&createFactory<&createInstance<Nameless>>), result::Ok); // no lock is left
@@ -134,15 +124,10 @@ TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
 }
 
 TEST_F(ModuleTest, ThreadsThatAskAtOnceGetOneFactory) {
-    constexpr size_t Threads = 4;
-    std::array<Reference<IQXClassFactory>, Threads> factories;
-    std::barrier start(Threads);
+    Reference<IQXClassFactory> factories[4];
     std::vector<std::jthread> threads;
     for (auto& factory : factories)
-        threads.emplace_back([&] {
-            start.arrive_and_wait();
-            factory = factoryOf(Thing::Clsid);
-        });
+        threads.emplace_back([&] { factory = factoryOf(Thing::Clsid); });
     threads.clear();
     for (const auto& factory : factories)
         EXPECT_EQ(factory, factories[0]);
@@ -177,32 +162,28 @@ TEST_F(ModuleTest, EntersItsClassesAndTakesThemOut) {
 /// The second class cannot be entered.
 class FailingModule : public DllModule {
 public:
-    FailingModule(ClassData* table, int32_t returned) : DllModule(table), m_returned(returned) {}
+    using DllModule::DllModule;
+    int32_t returned = result::Ok; ///< throws instead
 
 protected:
     int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath) override {
         if (*entry.clsid == Thing::Clsid)
             return DllModule::RegisterClassEntry(entry, modulePath);
-        if (m_returned < 0)
-            return m_returned;
-        throw ResultException(result::DiskFull);
+        return returned < 0 ? returned : throw ResultException(result::DiskFull);
     }
-
-private:
-    int32_t m_returned;
 };
 
 TEST_F(ModuleTest, EntersNothingWhenOneClassFails) {
-    FailingModule returning(classes, result::AccessDenied);
-    EXPECT_EQ(returning.RegisterServer(u"/m.so"), result::AccessDenied);
-    FailingModule throwing(classes, result::Ok);
-    EXPECT_EQ(failureOf([&] { throwing.RegisterServer(u"/m.so"); }), result::DiskFull);
+    FailingModule failing(classes);
+    EXPECT_EQ(failureOf([&] { failing.RegisterServer(u"/m.so"); }), result::DiskFull);
+    failing.returned = result::AccessDenied;
+    EXPECT_EQ(failing.RegisterServer(u"/m.so"), result::AccessDenied);
     EXPECT_EQ(textOf(ThingKey), std::nullopt);
     EXPECT_EQ(textOf(u"Test.Thing.1"), std::nullopt);
 
     // What another version has entered before stays as it was.
     module.RegisterServer(u"/before.so");
-    EXPECT_EQ(failureOf([&] { throwing.RegisterServer(u"/m.so"); }), result::DiskFull);
+    EXPECT_EQ(failing.RegisterServer(u"/m.so"), result::AccessDenied);
     EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), u"/before.so");
 }
 
