@@ -10,9 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <qx/math/detail/Divide.h>
+#include <qx/math/detail/LimbKernels.h>
 #include <qx/math/detail/Limbs.h>
 
-/// Natural numbers for tests of the limb kernels, with plain arithmetic to hold them against.
+/// Natural numbers for tests of the limb kernels, with plain arithmetic to hold them against, and
+/// the choice of the kernels.
 namespace qxtest {
 
 using qx::math::detail::Limb;
@@ -112,5 +114,32 @@ private:
 
     std::mt19937_64 m_random;
 };
+
+/// While it is alive the library computes with one set of kernels and these thresholds.
+class SelectedKernels {
+public:
+    SelectedKernels(const qx::math::detail::LimbKernels& kernels,
+                    const qx::math::detail::MultiplyThresholds& thresholds)
+        : m_trace(__FILE__, __LINE__, kernels.name), m_kernels(kernels) {
+        m_kernels.thresholds = thresholds;
+        selectLimbKernels(m_kernels);
+    }
+    ~SelectedKernels() { selectLimbKernels(*qx::math::detail::limbKernelSets().back()); }
+    SelectedKernels(const SelectedKernels&) = delete;
+    SelectedKernels& operator=(const SelectedKernels&) = delete;
+
+private:
+    testing::ScopedTrace m_trace;
+    qx::math::detail::LimbKernels m_kernels;
+};
+
+/// Calls @p check while the library computes with each set of kernels.
+template <class Check>
+void withEverySet(Check&& check) {
+    for (const qx::math::detail::LimbKernels* const kernels : qx::math::detail::limbKernelSets()) {
+        const SelectedKernels selected(*kernels, kernels->thresholds);
+        check(*kernels);
+    }
+}
 
 } // namespace qxtest

@@ -94,16 +94,15 @@ TEST(Radix, LengthsAroundTheThresholds) {
     Naturals naturals(2);
     for (int radix = 2; radix <= 36; ++radix) {
         const size_t chunkDigits = RadixTable[static_cast<size_t>(radix)].digitsPerChunk;
+        const auto digitsOf = [&](size_t chunks, size_t more) {
+            return randomDigits(naturals, chunks * chunkDigits - 1 + more, radix);
+        };
         for (const size_t leaf : {ReadPlainChunks, ReadLeafChunks, WriteLeafChunks}) {
-            for (const size_t chunks :
-                 {leaf - 1, leaf, leaf + 1, 2 * leaf, 2 * leaf + 1, 5 * leaf}) {
+            for (const size_t chunks : {leaf - 1, leaf, leaf + 1, 2 * leaf, 2 * leaf + 1, 5 * leaf})
                 for (const size_t more : {0U, 1U, 2U})
-                    expectComesBack(randomDigits(naturals, chunks * chunkDigits - 1 + more, radix),
-                                    radix);
-            }
+                    expectComesBack(digitsOf(chunks, more), radix);
         }
-        const size_t count = 3 * ReadPlainChunks * chunkDigits / 2;
-        const Digits digits = randomDigits(naturals, count, radix);
+        const Digits digits = digitsOf(3 * ReadPlainChunks / 2, 1);
         EXPECT_EQ(parsed(digits, radix), plainlyParsed(digits, radix));
     }
 }
@@ -139,8 +138,7 @@ TEST(Radix, ManyLevelsOfUnequalHalves) {
 }
 
 TEST(Radix, LeadingZeros) {
-    Naturals naturals(6);
-    Digits digits = randomDigits(naturals, 700, 10);
+    Digits digits(700, 9);
     const Natural a = parsed(digits, 10);
     for (const size_t zeros : {700U, 1500U, 8000U}) { // more than a half
         digits.insert(digits.begin(), zeros, uint8_t{0});
@@ -154,26 +152,21 @@ TEST(Radix, LeadingZeros) {
 }
 
 TEST(DigitUnits, EveryUnitInEveryRadix) {
+    constexpr char16_t Large[] = u"0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ",
+                       Small[] = u"0123456789abcdefghijklmnopqrstuvwxyz";
     std::u16string units(0x10000, u'\0');
-    for (size_t unit = 0; unit < units.size(); ++unit)
-        units[unit] = static_cast<char16_t>(unit);
+    std::iota(units.begin(), units.end(), u'\0');
     for (int radix = 2; radix <= 36; ++radix) {
-        Digits expected(units.size(), NoDigit);
-        for (int digit = 0; digit < radix; ++digit) {
-            const auto value = static_cast<uint8_t>(digit);
-            expected[static_cast<size_t>(digit < 10 ? '0' + digit : 'A' + digit - 10)] = value;
-            expected[static_cast<size_t>(digit < 10 ? '0' + digit : 'a' + digit - 10)] = value;
-        }
-        Digits digits(units.size());
+        Digits expected(units.size(), NoDigit), digits(units.size());
+        for (int digit = 0; digit < radix; ++digit)
+            expected[Large[digit]] = expected[Small[digit]] = static_cast<uint8_t>(digit);
         EXPECT_FALSE(digitsFromUnits(digits.data(), units.data(), units.size(), radix));
         EXPECT_EQ(digits, expected) << "radix " << radix;
     }
     Digits digits(36);
-    std::iota(digits.begin(), digits.end(), uint8_t{0});
-    std::u16string text(digits.size(), u'\0');
-    unitsFromDigits(text.data(), digits.data(), digits.size());
-    EXPECT_EQ(text, u"0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    EXPECT_TRUE(digitsFromUnits(digits.data(), text.data(), text.size(), 36));
+    EXPECT_TRUE(digitsFromUnits(digits.data(), Small, 36, 36));
+    unitsFromDigits(units.data(), digits.data(), 36);
+    EXPECT_EQ(units.substr(0, 36), Large);
 }
 
 } // namespace

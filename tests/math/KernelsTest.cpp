@@ -1,16 +1,15 @@
-// Multiplication of limb arrays is internal, yet tested by itself: each algorithm is to be met at
-// lengths far below those from which on it is used, with every set of kernels.
+// Rows of limbs and their products are internal, yet tested by themselves: each set of kernels must
+// agree with the plain model at every length, and each algorithm is to be met at lengths far below
+// those from which on it is used. The classes above them choose neither.
 
 #include <algorithm>
 #include <span>
 
 #include <gtest/gtest.h>
 
-#include <qx/math/detail/LimbKernels.h>
 #include <qx/math/detail/Multiply.h>
 
 #include "tests/math/Naturals.h"
-#include "tests/math/SelectedKernels.h"
 
 namespace {
 
@@ -18,6 +17,144 @@ using namespace qxtest;
 using namespace qx::math::detail;
 
 constexpr Limb Ones = ~Limb{0};
+
+/// What @p kernel makes of a row, and above it the limb that it returns.
+template <class Kernel, class... Arguments>
+Natural run(Natural row, Kernel&& kernel, Arguments... arguments) {
+    const Limb above = kernel(row.data(), arguments...);
+    row.push_back(above);
+    return row;
+}
+
+/// The same of @p a, in place, which is how most callers use them, or into another array.
+template <class Kernel, class... Arguments>
+Natural runOn(const Natural& a, bool isInPlace, Kernel&& kernel, Arguments... arguments) {
+    return run(isInPlace ? a : Natural(a.size(), 7),
+               [&](Limb* r) { return kernel(r, isInPlace ? r : a.data(), arguments...); });
+}
+
+/// Holds that @p row, above which stands what was lacking, is the difference.
+void expectDifference(Natural row, Natural minuend, const Natural& subtrahend) {
+    minuend.push_back(row.back());
+    row.pop_back();
+    EXPECT_EQ(multiplyAdd(row, {1}, subtrahend), normalized(minuend));
+}
+
+TEST(Limbs, RowsAgreeWithThePlainModel) {
+    withEverySet([](const LimbKernels& kernels) {
+        Naturals naturals(1);
+        for (size_t n = 0; n <= 40; ++n) {
+            SCOPED_TRACE(n);
+            for (int i = 0; i < 40; ++i) {
+                const Natural a = naturals(n), b = naturals(n), factor = naturals(1);
+                const Natural product = multiplyAdd(a, factor, {});
+                for (const bool isInPlace : {true, false}) {
+                    const Natural sum = runOn(a, isInPlace, kernels.add, b.data(), n);
+                    EXPECT_EQ(normalized(sum), multiplyAdd(a, {1}, b));
+                    expectDifference(runOn(a, isInPlace, kernels.subtract, b.data(), n), a, b);
+                    const Natural made = runOn(a, isInPlace, kernels.multiplyLimb, n, factor[0]);
+                    EXPECT_EQ(normalized(made), product);
+                }
+                const Natural sum = run(b, kernels.addProduct, a.data(), n, factor[0]);
+                EXPECT_EQ(normalized(sum), multiplyAdd(a, factor, b));
+                expectDifference(run(b, kernels.subtractProduct, a.data(), n, factor[0]), b,
+                                 product);
+            }
+        }
+    });
+}
+
+TEST(Limbs, RowsMultiplyAndSquareLikeThePlainModel) {
+    withEverySet([](const LimbKernels& kernels) {
+        Naturals naturals(2);
+        for (size_t an = 1; an <= 40; ++an) {
+            const Natural a = naturals(an);
+            for (size_t bn = 1; bn <= an; ++bn) {
+                const Natural b = naturals(bn);
+                const Natural r = made(an + bn, [&](Limb* to) {
+                    kernels.multiplyRows(to, a.data(), an, b.data(), bn);
+                });
+                EXPECT_EQ(normalized(r), multiplyAdd(a, b, {})) << an << " by " << bn;
+            }
+            const Natural r = made(2 * an, [&](Limb* to) { kernels.squareRows(to, a.data(), an); });
+            EXPECT_EQ(normalized(r), multiplyAdd(a, a, {})) << "square of " << an;
+        }
+    });
+}
+
+TEST(Limbs, RowsCancelTheLowHalfForMontgomery) {
+    withEverySet([](const LimbKernels& kernels) {
+        Naturals naturals(3);
+        for (size_t n = 1; n <= 40; ++n) {
+            Natural m = naturals(n), t = naturals(2 * n);
+            m[0] |= 1;
+            Limb inverse = m[0];
+            for (int i = 0; i < 5; ++i)
+                inverse *= 2 - m[0] * inverse;
+            Natural rows = t;
+            kernels.montgomeryRows(rows.data(), m.data(), n, Limb{0} - inverse);
+
+            // (low half + high half) * B^n is t plus a multiple of m.
+            const Natural low(rows.begin(), rows.begin() + static_cast<ptrdiff_t>(n));
+            Natural sum =
+                multiplyAdd(low, {1}, {rows.begin() + static_cast<ptrdiff_t>(n), rows.end()});
+            sum.insert(sum.begin(), n, 0);
+            EXPECT_EQ(remainder(difference(sum, t), m), Natural{}) << n;
+        }
+    });
+}
+
+TEST(Limbs, SingleLimbsCarryAsFarAsNeeded) {
+    for (const Natural& a : std::initializer_list<Natural>{
+             {}, {Ones, Ones, 3}, {Ones, Ones}, {Ones, 8}, {0, 0, 3}, {0, 0}}) {
+        for (const Limb b : {Limb{0}, Limb{1}, Limb{5}, Ones}) {
+            for (const bool isInPlace : {true, false}) {
+                const Natural sum = runOn(a, isInPlace, addLimb, a.size(), b);
+                EXPECT_EQ(normalized(sum), multiplyAdd(a, {1}, {b}));
+                expectDifference(runOn(a, isInPlace, subtractLimb, a.size(), b), a, {b});
+            }
+        }
+    }
+}
+
+TEST(Limbs, ShiftsAreProductsWithPowersOfTwo) {
+    Naturals naturals(4);
+    for (size_t n = 0; n <= 12; ++n) {
+        for (unsigned bits = 1; bits < 64; ++bits) {
+            const Natural a = naturals(n);
+            for (const bool isInPlace : {true, false}) {
+                EXPECT_EQ(normalized(runOn(a, isInPlace, shiftLeft, n, bits)),
+                          multiplyAdd(a, {Limb{1} << bits}, {}));
+                // To the right by bits is to the left by the rest and down by a limb.
+                Natural right = runOn(a, isInPlace, shiftRight, n, bits);
+                std::rotate(right.begin(), right.end() - 1, right.end());
+                EXPECT_EQ(normalized(right), multiplyAdd(a, {Limb{1} << (64 - bits)}, {}));
+            }
+            Natural row = a, apart = runOn(a, false, shiftRight, n, bits);
+            row.insert(row.begin(), 0);
+            shiftRight(row.data(), row.data() + 1, n, bits); // down within one array
+            EXPECT_TRUE(std::equal(apart.begin(), apart.end() - 1, row.begin()));
+        }
+    }
+}
+
+TEST(Limbs, DivisionByALimbIsUndoneByMultiplication) {
+    Naturals naturals(5);
+    for (size_t n = 0; n <= 12; ++n) {
+        for (int i = 0; i < 300; ++i) {
+            const Natural a = naturals(n);
+            const Limb divisor = std::max<Limb>(naturals(1)[0] >> naturals.below(64), 1);
+            for (const bool isInPlace : {true, false}) {
+                Natural q = runOn(a, isInPlace, divideLimb, n, divisor);
+                const Limb remainder = q.back();
+                q.pop_back();
+                EXPECT_LT(remainder, divisor);
+                EXPECT_EQ(multiplyAdd(q, {divisor}, {remainder}), normalized(a));
+            }
+        }
+    }
+}
+
 constexpr size_t Never = size_t{1} << 60;
 
 /// Karatsuba, its square, Toom-3, its square, NTT, its square, NTT of uneven lengths.
