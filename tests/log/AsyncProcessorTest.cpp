@@ -262,7 +262,9 @@ TEST_F(Async, HandsOnWhatALoggerSaysInEntriesThatMayBeKept) {
         }
         logger.reset();
         EXPECT_EQ(processor->flush(), workers > 0);
+        EXPECT_EQ(processor->getQueuedCount(), workers > 0 ? 0u : unsigned{Count});
         processor.reset();
+        EXPECT_EQ(keeper->GetRefCount(), 1u) << "the target is let go";
         ASSERT_EQ(keeper->kept.size(), size_t{Count});
         for (int i = 0; i < Count; ++i) {
             auto fields = qxtest::fieldsOf(*keeper->kept[static_cast<size_t>(i)]);
