@@ -128,6 +128,9 @@ struct Keyed {
     Value get(const Key& key) const {
         return map.get(key);
     }
+    /// The value, lent.
+    Object* peek(int key) const { return map.peek(key); }
+    Object* peek(const String& key) const { return map.peek(key.view()); }
     size_t walk() const {
         size_t sum = 0;
         map.forEach([&](auto key, const Object* object) {
@@ -146,6 +149,10 @@ struct Standard {
         const auto found = map.find(key);
         return found == map.end() ? Value() : found->second;
     }
+    Object* peek(const Key& key) const {
+        const auto found = map.find(key);
+        return found == map.end() ? nullptr : found->second.get();
+    }
     size_t walk() const {
         size_t sum = 0;
         for (const auto& [key, object] : map)
@@ -160,6 +167,10 @@ template <class Key>
 struct QtHash {
     void put(const Key& key) { map.insert(key, value()); }
     Value get(const Key& key) const { return map.value(key); }
+    Object* peek(const Key& key) const {
+        const auto found = map.find(key);
+        return found == map.end() ? nullptr : found->get();
+    }
     size_t walk() const {
         size_t sum = 0;
         for (auto entry = map.cbegin(); entry != map.cend(); ++entry)
@@ -200,6 +211,16 @@ void look(benchmark::State& state, const std::vector<typename Kind::Key>& keys) 
     state.SetItemsProcessed(state.iterations() * Entries);
 }
 
+/// Looks at the values without an owner of each.
+template <class Map, class Kind>
+void peek(benchmark::State& state) {
+    const auto map = filled<Map, Kind>();
+    for (auto _ : state)
+        for (const auto& key : Kind::keys().sought)
+            benchmark::DoNotOptimize(map->peek(key));
+    state.SetItemsProcessed(state.iterations() * Entries);
+}
+
 template <class Map, class Kind>
 void walk(benchmark::State& state) {
     const auto map = filled<Map, Kind>();
@@ -218,6 +239,7 @@ void addRows(const std::string& kind, const std::string& who) {
     benchmark::RegisterBenchmark(name("Miss").c_str(), [](benchmark::State& state) {
         look<Map, Kind>(state, Kind::keys().missing);
     });
+    benchmark::RegisterBenchmark(name("Peek").c_str(), peek<Map, Kind>);
     benchmark::RegisterBenchmark(name("Walk").c_str(), walk<Map, Kind>);
 }
 

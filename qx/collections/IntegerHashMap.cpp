@@ -16,6 +16,8 @@ void IntegerHashMap::clear() { table().clear(); }
 
 Reference<Object> IntegerHashMap::get(int key) const { return table().get(key); }
 
+Object* IntegerHashMap::peek(int key) const noexcept { return table().peek(key); }
+
 int IntegerHashMap::getSize() const { return table().size(); }
 
 bool IntegerHashMap::isEmpty() const { return table().size() == 0; }

@@ -22,6 +22,8 @@ public:
     virtual void clear();
     /// The value of @p key; null for an absent key and for a key with a null value.
     virtual Reference<Object> get(int key) const;
+    /// What get returns, lent: good until the value is replaced or its key leaves the map.
+    Object* peek(int key) const noexcept;
     virtual int getSize() const;
     virtual bool isEmpty() const;
     /// Lets @p key lead to @p value and returns the previous value, null for a new key.

@@ -26,6 +26,8 @@ Reference<Object> StringHashMap::get(const String& key) const {
     return withUnits(key, [this](std::u16string_view units) { return table().get(units); });
 }
 
+Object* StringHashMap::peek(std::u16string_view key) const noexcept { return table().peek(key); }
+
 int StringHashMap::getSize() const { return table().size(); }
 
 bool StringHashMap::containsKey(const char16_t* key, int length) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include <qx/collections/KeyedMap.h>
 #include <qx/collections/Set.h>
 #include <qx/core/Object.h>
@@ -28,6 +30,8 @@ public:
     /// The value of the key; null for an absent key and for a key with a null value.
     virtual Reference<Object> get(const char16_t* key, int length) const;
     virtual Reference<Object> get(const String& key) const;
+    /// What get returns, lent: good until the value is replaced or its key leaves the map.
+    Object* peek(std::u16string_view key) const noexcept;
     virtual int getSize() const;
     /// False for a key with a null value.
     virtual bool containsKey(const char16_t* key, int length) const;

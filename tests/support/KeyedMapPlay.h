@@ -89,6 +89,7 @@ private:
         const Key some = key();
         const int value = m_model.get(some);
         require(valueIn(m_map.get(asArgument(some))) == value, "get");
+        require(m_map.peek(some) == m_map.get(asArgument(some)), "peek");
         if constexpr (IsText) {
             const auto length = static_cast<int>(some.size());
             require(valueIn(m_map.get(some.data(), length)) == value, "get of units");

@@ -188,6 +188,9 @@ private:
         both(
             "get", [&] { return valueOf(m_map->get(soughtKey)); }, [&] { return m_model.get(k); });
         both(
+            "peek", [&] { return valueOf(m_map->peek(soughtKey)); },
+            [&] { return m_model.get(k); });
+        both(
             "containsValue", [&] { return m_map->containsValue(soughtValue); },
             [&] { return contains(m_model.parts(&ModelTable::Entry::value), v); });
         if (byte() % 2)

@@ -71,9 +71,11 @@ Reference<const Set> HashMap::createEntrySet() const {
 
 Reference<Set> HashMap::createEntrySet() { return new HashMapEntrySet(this); }
 
-Reference<IQXUnknown> HashMap::get(const IQXUnknown* key) const {
+Reference<IQXUnknown> HashMap::get(const IQXUnknown* key) const { return peek(key); }
+
+IQXUnknown* HashMap::peek(const IQXUnknown* key) const {
     const Link* const link = findKey(key, getKeyHashCode(key));
-    return link ? (*link)->m_value : nullptr;
+    return link ? (*link)->m_value.get() : nullptr;
 }
 
 Reference<IQXUnknown> HashMap::put(IQXUnknown* key, IQXUnknown* value) {

@@ -65,6 +65,8 @@ public:
     /// chosen to share one hash cost no more than others.
     void putNew(IQXUnknown* key, IQXUnknown* value);
     Reference<IQXUnknown> remove(const IQXUnknown* key) override;
+    /// What get returns, lent: good until the value is replaced or its key leaves the map.
+    IQXUnknown* peek(const IQXUnknown* key) const;
 
     /// Number of buckets.
     int getCapacity() const noexcept { return m_tableLength; }
