@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <type_traits>
-#include <utility>
+#include <typeinfo>
 
 #include <qx/core/FunctionTable.h>
 #include <qx/core/Object.h>
@@ -26,6 +26,17 @@ const IQXUnknown* unknownOf(const T* element) {
     return element ? element->GetUnknown() : nullptr;
 }
 
+/// The T in an object, which may be null; null when there is none.
+template <class T>
+T* partOf(ComObject* object) {
+    // What is exactly a T, as most elements are, needs no search through its bases.
+    if constexpr (requires { static_cast<T*>(object); }) {
+        if (object && typeid(*object) == typeid(T))
+            return static_cast<T*>(object);
+    }
+    return dynamic_cast<T*>(object);
+}
+
 /// The element as a @p T; null stays null, and any element is an IQXUnknown.
 /// @throws CastFailedException when it is something else
 template <class T>
@@ -35,7 +46,7 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
     } else {
         if (!element)
             return nullptr;
-        T* const typed = &requireCast(qx::pcom::objectBehind<T>(element.get()));
+        T* const typed = &requireCast(partOf<T>(qx::pcom::comObjectOf(element.get())));
         // Another pointer may be that of a stranger who stands in front of the object.
         if (typed->GetUnknown() != element.get())
             return Reference<T>(typed);
@@ -55,8 +66,11 @@ public:
     }
     /// Such an element as a T.
     Reference<T> cast(IQXUnknown* element) const {
-        return element ? reinterpret_cast<T*>(reinterpret_cast<char*>(element) + m_displacement)
-                       : nullptr;
+        if (!element)
+            return nullptr;
+        element->AddRef();
+        return Reference<T>::attach(
+            reinterpret_cast<T*>(reinterpret_cast<char*>(element) + m_displacement));
     }
     /// Any element as a T, whose class is the one from now on.
     /// @throws CastFailedException when it is none

@@ -27,9 +27,7 @@ int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUI
         return result::Ok;
     }
     if (iid == ComObjectIid && object) {
-        // The asker takes it back in the same way: an object without references has to survive.
-        object->InternalAddRef();
-        *out = object;
+        *out = object; // lent: an object without references has to survive
         return ComObjectAnswer;
     }
     for (const InterfaceData* row = map; row->kind != InterfaceData::End; ++row) {
@@ -55,7 +53,7 @@ int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUI
 __attribute__((no_sanitize("vptr"))) ComObject* comObjectOf(const IQXUnknown* unknown) {
     if (!unknown)
         return nullptr;
-    // A query changes no more than the count.
+    // This query changes nothing.
     void* answer = nullptr;
     const int32_t answered =
         const_cast<IQXUnknown*>(unknown)->QueryInterface(ComObjectIid, &answer);
@@ -64,9 +62,7 @@ __attribute__((no_sanitize("vptr"))) ComObject* comObjectOf(const IQXUnknown* un
             static_cast<IQXUnknown*>(answer)->Release();
         return nullptr;
     }
-    auto* const object = static_cast<ComObject*>(answer);
-    object->InternalRelease();
-    return object;
+    return static_cast<ComObject*>(answer);
 }
 
 } // namespace qx::pcom
