@@ -102,12 +102,8 @@ Reference<IQXUnknown> AbstractMap::put(IQXUnknown* key, IQXUnknown* value) {
 }
 
 void AbstractMap::putAll(const Map& other) {
-    const auto iterator = other.createEntrySet()->createConstIterator();
-    while (iterator->hasNext()) {
-        const auto element = iterator->next();
-        const MapEntry& entry = entryOf(element);
-        put(entry.getKey(), entry.getValue());
-    }
+    for (const auto& [key, value] : other)
+        put(key, value);
 }
 
 Reference<IQXUnknown> AbstractMap::remove(const IQXUnknown* key) {
@@ -126,11 +122,7 @@ Reference<IQXUnknown> AbstractMap::remove(const IQXUnknown* key) {
 }
 
 int AbstractMap::compareToMap(const Map& other) const {
-    const auto iterator = createEntrySet()->createConstIterator();
-    while (iterator->hasNext()) {
-        const auto element = iterator->next();
-        const MapEntry& entry = entryOf(element);
-        const auto key = entry.getKey(), value = entry.getValue();
+    for (const auto& [key, value] : *this) {
         if (value) {
             const int order = compareElements(valueComparator(), value, other.get(key));
             if (order != 0)
