@@ -1,7 +1,5 @@
 #include <numeric>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <qx/io/DataInputStream.h>
 #include <qx/io/DataOutputStream.h>
@@ -108,21 +106,20 @@ public:
 /// Writes values of all kinds, singly and in bulk, as @p seed says.
 void writeSomething(DataOutputStream& out, uint32_t seed, bool inBulk) {
     std::mt19937 random(seed);
+    int32_t value = 0;
     std::vector<int32_t> values(40);
+    const std::function<void()> writes[] = {
+        [&] { out.writeInt16(static_cast<int16_t>(value)); },
+        [&] { out.writeInt32(value); },
+        [&] { out.writeDouble(value); },
+        [&] { out.writeByte(static_cast<signed char>(value)); },
+        [&] { out.writeValues(values.data(), static_cast<int32_t>(random() % 41)); },
+    };
     for (int i = 0; i < 60; ++i) {
         const auto kind = random() % (inBulk ? 5 : 4);
-        const auto value = static_cast<int32_t>(random());
+        value = static_cast<int32_t>(random());
         std::iota(values.begin(), values.end(), value);
-        if (kind == 0)
-            out.writeInt16(static_cast<int16_t>(value));
-        else if (kind == 1)
-            out.writeInt32(value);
-        else if (kind == 2)
-            out.writeDouble(value);
-        else if (kind == 3)
-            out.writeByte(static_cast<signed char>(value));
-        else
-            out.writeValues(values.data(), static_cast<int32_t>(random() % 41));
+        writes[kind]();
     }
 }
 
@@ -219,20 +216,16 @@ TEST(DataInputStream, MemoryStreamsAreReadAsByteByByte) {
 
 TEST(DataStreams, ValuesInBulkComeBackThroughAnyStream) {
     // Longer than the blocks in which either side works.
-    std::vector<double> values(20'000);
-    for (size_t i = 0; i < values.size(); ++i)
-        values[i] = static_cast<double>(i) * 0.7;
+    std::vector<double> values(20'000), read(values.size());
+    std::iota(values.begin(), values.end(), 0.7);
     const auto count = static_cast<int32_t>(values.size());
     ByteArrayOutputStream memory;
     FakeSink<Bytes> sink;
-    DataOutputStream(&memory).writeValues(values.data(), count);
-    DataOutputStream(&sink).writeValues(values.data(), count);
-    DataOutputStream(&sink).writeValues(values.data(), 0);
-    DataOutputStream(&sink).writeValues(values.data(), -1);
-    ASSERT_EQ(memory.getSize(), count * 8);
+    for (const int32_t written : {0, -1, count}) {
+        DataOutputStream(&memory).writeValues(values.data(), written);
+        DataOutputStream(&sink).writeValues(values.data(), written);
+    }
     EXPECT_EQ(sink.content, Content(memory.getBytes(), memory.getBytes() + memory.getSize()));
-
-    std::vector<double> read(values.size());
     FakeSource<Bytes> source(sink.content, 1000);
     DataInputStream in(&source);
     in.readValues(read.data(), count);

@@ -57,6 +57,11 @@ inline void expectEach(const std::string& description, Calls calls) {
     for (const auto& call : calls)
         EXPECT_EQ(descriptionOf(call), description) << "call " << &call - calls.begin();
 }
+/// Expects each of the results, of calls in this order, to be @p code.
+inline void expectEach(int32_t code, std::initializer_list<int32_t> results) {
+    for (const int32_t& result : results)
+        EXPECT_EQ(result, code) << "call " << &result - results.begin();
+}
 /// Expects each of the calls to throw a @p Failure.
 template <class Failure>
 void expectEach(Calls calls) {

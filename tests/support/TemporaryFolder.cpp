@@ -8,9 +8,10 @@
 
 namespace qxtest {
 
-TemporaryFolder::TemporaryFolder() {
-    const auto parent = std::filesystem::canonical(std::filesystem::temp_directory_path());
-    m_path = (parent / "qx-test-XXXXXX").string();
+TemporaryFolder::TemporaryFolder(const std::string& parent) {
+    namespace fs = std::filesystem;
+    const fs::path place = fs::exists(parent) ? fs::path(parent) : fs::temp_directory_path();
+    m_path = (fs::canonical(place) / "qx-test-XXXXXX").string();
     if (::mkdtemp(m_path.data()) == nullptr)
         throw std::runtime_error("mkdtemp " + m_path);
 }

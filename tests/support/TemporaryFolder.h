@@ -7,7 +7,11 @@ namespace qxtest {
 /// A new folder, removed with everything in it at the end.
 class TemporaryFolder {
 public:
-    TemporaryFolder();
+    /// Where what is made durable takes no time.
+    static constexpr char InMemory[] = "/dev/shm";
+
+    /// @param parent  where the folder is made; where the system says, if there is no such folder
+    explicit TemporaryFolder(const std::string& parent = "");
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;

@@ -1,17 +1,20 @@
+#include <algorithm>
 #include <filesystem>
-#include <string>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
 #include <qx/util/FilePath.h>
+#include <qx/util/SystemName.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestLocale.h"
 
 namespace fs = std::filesystem;
+using namespace qxtest;
 using qx::String;
+using qx::operator""_qs;
 using qx::util::FilePath;
+using qx::util::fromSystemName;
+using qx::util::toSystemName;
 
 namespace {
 
@@ -20,9 +23,7 @@ FilePath pathOf(std::u16string_view text) { return FilePath(String(text)); }
 /// The text of a native path with backslashes.
 std::u16string backslashed(const fs::path& path) {
     std::u16string text = path.u16string();
-    for (char16_t& unit : text)
-        if (unit == u'/')
-            unit = u'\\';
+    std::replace(text.begin(), text.end(), u'/', u'\\');
     return text;
 }
 
@@ -35,70 +36,58 @@ public:
 
 private:
     fs::path m_before = fs::current_path();
-    qxtest::TemporaryFolder m_folder;
+    TemporaryFolder m_folder;
 };
 
 } // namespace
 
 TEST(FilePath, PartsOfEveryKindOfPath) {
+    // clang-format off
     const struct {
-        const char16_t* path;
-        const char16_t* normal;
-        const char16_t* drive;
-        const char16_t* directory;
-        const char16_t* parent;
-        const char16_t* name;
-        const char16_t* base;
-        const char16_t* extension;
-        bool absolute;
+        std::u16string_view path;
+        /// normal form|drive|folder|parent|name|base|extension
+        std::u16string_view parts;
+        bool isAbsolute;
     } cases[] = {
-        {u"c:/dir//sub/./f.txt", u"c:\\dir\\sub\\f.txt", u"c:", u"c:\\dir\\sub", u"c:\\dir\\sub",
-         u"f.txt", u"f", u".txt", true},
-        {u"c:/f", u"c:\\f", u"c:", u"c:\\", u"c:\\", u"f", u"f", u"", true},
-        {u"c:/", u"c:\\", u"c:", u"c:\\", u"", u"", u"", u"", true},
-        {u"c:", u"c:", u"c:", u"c:", u"", u"", u"", u"", true},
+        {uR"(c:/d//sub/./f.txt)", uR"(c:\d\sub\f.txt|c:|c:\d\sub|c:\d\sub|f.txt|f|.txt)", true},
+        {uR"(c:/f)", uR"(c:\f|c:|c:\|c:\|f|f|)", true},
+        {uR"(c:/)", uR"(c:\|c:|c:\||||)", true},
+        {uR"(c:)", uR"(c:|c:|c:||||)", true},
         // relative to the drive's current folder; a dot right behind the root counts
-        {u"c:f.x", u"c:f.x", u"c:", u"c:", u"c:", u"f.x", u"f", u".x", true},
-        {u"c:.x", u"c:.x", u"c:", u"c:", u"c:", u".x", u"", u".x", true},
-        {u"a:b:c", u"a:b:c", u"a:", u"a:", u"a:", u"b:c", u"b:c", u"", true},
+        {uR"(c:f.x)", uR"(c:f.x|c:|c:|c:|f.x|f|.x)", true},
+        {uR"(c:.x)", uR"(c:.x|c:|c:|c:|.x||.x)", true},
+        {uR"(a:b:c)", uR"(a:b:c|a:|a:|a:|b:c|b:c|)", true},
         // shares
-        {u"//srv/data/a/../b", u"\\\\srv\\data\\b", u"\\\\srv\\data", u"\\\\srv\\data\\",
-         u"\\\\srv\\data\\", u"b", u"b", u"", true},
-        {u"\\\\srv\\data.v1", u"\\\\srv\\data.v1", u"\\\\srv\\data.v1", u"\\\\srv\\data.v1", u"",
-         u"", u"", u"", true},
-        {u"\\\\srv\\data\\", u"\\\\srv\\data\\", u"\\\\srv\\data", u"\\\\srv\\data\\", u"", u"",
-         u"", u"", true},
-        {u"\\\\srv\\d\\x\\y.z", u"\\\\srv\\d\\x\\y.z", u"\\\\srv\\d", u"\\\\srv\\d\\x",
-         u"\\\\srv\\d\\x", u"y.z", u"y", u".z", true},
+        {uR"(//srv/data/a/../b)", uR"(\\srv\data\b|\\srv\data|\\srv\data\|\\srv\data\|b|b|)", true},
+        {uR"(\\srv\data.v1)", uR"(\\srv\data.v1|\\srv\data.v1|\\srv\data.v1||||)", true},
+        {uR"(\\srv\data\)", uR"(\\srv\data\|\\srv\data|\\srv\data\||||)", true},
+        {uR"(\\srv\d\x\y.z)", uR"(\\srv\d\x\y.z|\\srv\d|\\srv\d\x|\\srv\d\x|y.z|y|.z)", true},
         // a native absolute path has the first backslash for its root
-        {u"/home/u/x.tar.gz", u"\\home\\u\\x.tar.gz", u"", u"\\home\\u", u"\\home\\u", u"x.tar.gz",
-         u"x.tar", u".gz", true},
-        {u"/x", u"\\x", u"", u"\\", u"\\", u"x", u"x", u"", true},
-        {u"/", u"\\", u"", u"\\", u"", u"", u"", u"", true},
+        {uR"(/home/u/x.tar.gz)", uR"(\home\u\x.tar.gz||\home\u|\home\u|x.tar.gz|x.tar|.gz)", true},
+        {uR"(/x)", uR"(\x||\|\|x|x|)", true},
+        {uR"(/)", uR"(\||\||||)", true},
         // two slashes alone are no share: the second one falls behind the root
-        {u"//", u"\\\\", u"", u"\\", u"\\", u"", u"", u"", true},
+        {uR"(//)", uR"(\\||\|\|||)", true},
         // relative
-        {u"f.txt", u"f.txt", u"", u"", u"", u"f.txt", u"f", u".txt", false},
-        {u"a.b/c", u"a.b\\c", u"", u"a.b", u"a.b", u"c", u"c", u"", false},
-        {u"a/", u"a\\", u"", u"a", u"a", u"", u"", u"", false},
-        {u".profile", u".profile", u"", u"", u"", u".profile", u"", u".profile", false},
-        {u"../x", u"..\\x", u"", u"..", u"..", u"x", u"x", u"", false},
-        {u"", u"", u"", u"", u"", u"", u"", u"", false},
+        {uR"(f.txt)", uR"(f.txt||||f.txt|f|.txt)", false},
+        {uR"(a.b/c)", uR"(a.b\c||a.b|a.b|c|c|)", false},
+        {uR"(a/)", uR"(a\||a|a|||)", false},
+        {uR"(.profile)", uR"(.profile||||.profile||.profile)", false},
+        {uR"(../x)", uR"(..\x||..|..|x|x|)", false},
+        {uR"()", uR"(||||||)", false},
         // a colon at the very start is no drive
-        {u":x", u":x", u"", u"", u"", u":x", u":x", u"", false},
+        {uR"(:x)", uR"(:x||||:x|:x|)", false},
     };
+    // clang-format on
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::u16string(c.path)));
         const FilePath path = pathOf(c.path);
-        EXPECT_EQ(path.toString(), c.normal);
-        EXPECT_EQ(path.getDrive(), c.drive);
-        EXPECT_EQ(path.getDirectory(), c.directory);
-        EXPECT_EQ(path.getParentPath(), c.parent);
-        EXPECT_EQ(path.getName(), c.name);
-        EXPECT_EQ(path.getBaseName(), c.base);
-        EXPECT_EQ(path.getExtension(), c.extension);
-        EXPECT_EQ(path.isAbsolutePath(), c.absolute);
-        EXPECT_EQ(path.isUNCPath(), std::u16string_view(c.normal).starts_with(u"\\\\"));
+        std::u16string parts(path.toString().view());
+        for (const String& part : {path.getDrive(), path.getDirectory(), path.getParentPath(),
+                                   path.getName(), path.getBaseName(), path.getExtension()})
+            parts.append(1, u'|').append(part.view());
+        EXPECT_EQ(String(parts), String(c.parts));
+        EXPECT_EQ(path.isAbsolutePath(), c.isAbsolute) << String(c.path);
+        EXPECT_EQ(path.isUNCPath(), c.parts.starts_with(uR"(\\)")) << String(c.path);
     }
 }
 
@@ -110,14 +99,9 @@ TEST(FilePath, RejectsMalformedRoots) {
         {u"\\\\\\share", "no server name"}, {u"///", "no server name"},
     };
     for (const auto& [path, message] : cases) {
-        EXPECT_EQ(qxtest::descriptionOf<qx::InvalidPathException>([&] { pathOf(path); }), message)
+        EXPECT_EQ(descriptionOf<qx::InvalidPathException>([&] { pathOf(path); }), message)
             << testing::PrintToString(std::u16string(path));
     }
-}
-
-TEST(FilePath, EndsAtItsFirstZeroUnit) {
-    using namespace std::string_view_literals;
-    EXPECT_EQ(pathOf(u"/a/b\0:/c"sv).toString(), u"\\a\\b");
 }
 
 TEST(FilePath, ChildPathJoinsWithOneSeparator) {
@@ -127,6 +111,7 @@ TEST(FilePath, ChildPathJoinsWithOneSeparator) {
     };
     for (const auto& [folder, child] : cases)
         EXPECT_EQ(pathOf(folder).getChildPath(u"n"), child);
+    EXPECT_EQ(FilePath(String(u"/a/b\0:/c", 8)).toString(), u"\\a\\b") << "ends at a zero unit";
 }
 
 TEST(FilePath, AbsoluteAndCanonicalPathsStartFromTheCurrentFolder) {
@@ -163,4 +148,45 @@ TEST(FilePath, LongFoldersAreNotCutOff) {
 
 TEST(FilePath, TempDirIsAFolderThatEndsInABackslash) {
     EXPECT_EQ(FilePath::getTempDir(), backslashed(fs::temp_directory_path() / ""));
+}
+
+TEST(SystemName, IsConvertedAsItIsOrRefused) {
+    constexpr char Converted[] = "nothing thrown";
+    const struct {
+        const char* codeSet; ///< of a German locale; null for the C locale
+        String text;
+        std::string name;
+        std::string textRefusal, nameRefusal; ///< how they begin
+    } rows[] = {
+        {nullptr, u"ä€\uFFFD😀"_qs, "ä€\uFFFD😀", Converted, Converted},
+        {nullptr, u"a\xD800"_qs, "\xE4.dat",
+         "\"a\uFFFD\" has no form in the default encoding UTF-8",
+         "\"\\xE4.dat\" is no text in the default encoding UTF-8"},
+        {nullptr, String(u"a\0b", 3), "a\xED\xA0\x80", "\"a",
+         "\"a\\xED\\xA0\\x80\" is"},                                    // a surrogate
+        {nullptr, u"\xDC00"_qs, "\xC0\xAF", "\"", "\"\\xC0\\xAF\" is"}, // over-long
+        {"ISO-8859-1", u"ä\u0080"_qs, "\xE4\x80", Converted, Converted},
+        {"ISO-8859-1", u"ł"_qs, "a", "\"ł\" has no form in the default encoding ISO-8859-1",
+         Converted},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const TestLocale locale = row.codeSet ? TestLocale("de_DE", row.codeSet) : TestLocale("C");
+        if (!locale.isSet())
+            continue;
+        const auto toName = [&] { EXPECT_EQ(toSystemName(row.text), row.name); };
+        const auto fromName = [&] {
+            EXPECT_EQ(toSystemName(fromSystemName(row.name.c_str())), row.name);
+        };
+        EXPECT_TRUE(descriptionOf(toName).starts_with(row.textRefusal)) << descriptionOf(toName);
+        EXPECT_TRUE(descriptionOf(fromName).starts_with(row.nameRefusal))
+            << descriptionOf(fromName);
+        if (row.textRefusal != Converted)
+            expectEach(qx::result::UnmappableCharacter, {toName});
+    }
+    EXPECT_EQ(fromSystemName(nullptr), String());
+    const CurrentFolder folder;
+    fs::create_directory("\xFF");
+    fs::current_path("\xFF");
+    expectEach(qx::result::UnmappableCharacter, {[] { FilePath::getCurrentDir(); }});
 }

@@ -1,21 +1,24 @@
 #include <algorithm>
-#include <chrono>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <random>
+#include <thread>
+
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
-#include <qx/platform/result.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileException.h>
+#include <qx/util/config/IniFileIterator.h>
 
 #include "tests/ipc/IpcTesting.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
 #include "tests/support/FailingCalls.h"
 #include "tests/support/Sanitized.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
-#include "tests/util/IniTesting.h"
 
 namespace {
 
@@ -24,6 +27,39 @@ using namespace qx::util;
 using namespace qxtest;
 
 namespace fs = std::filesystem;
+
+std::u16string wide(const std::string& path) {
+    return std::u16string(String::fromUtf8(path).view());
+}
+
+/// The value of a key as UTF-8, or "(code)" for a negative result.
+std::string valueOf(IniFile& ini, const char16_t* set, const char16_t* key) {
+    char16_t buffer[600];
+    const int32_t result = ini.GetValue(set, key, buffer, std::size(buffer));
+    return result < 0 ? "(" + std::to_string(result) + ")" : String(buffer).toUtf8();
+}
+
+/// Sets, keys and values in their order: "[Set]key=value;key=value;[Set]".
+std::string contentOf(IniFile& ini) {
+    std::string content;
+    for (const String& set : IniFileSetIterator(ini, u"")) {
+        content += "[" + set.toUtf8() + "]";
+        for (const String& key : IniFileKeyIterator(ini, set.getData()))
+            content += key.toUtf8() + "=" + valueOf(ini, set.getData(), key.getData()) + ";";
+    }
+    return content;
+}
+
+/// The type and the description of the exception that @p body throws.
+template <class Body>
+std::pair<int, String> iniFailureOf(Body&& body) {
+    try {
+        body();
+    } catch (const IniFileException& exception) {
+        return {exception.GetType(), exception.getDescription()};
+    }
+    return {-1, String(u"nothing was thrown")};
+}
 
 class IniFileTest : public testing::Test {
 protected:
@@ -42,8 +78,14 @@ protected:
         return readFile(path);
     }
 
+    /// Makes the file as it is when nobody has changed it for some time.
+    void writeOld(const std::string& text) const {
+        writeFile(path, text);
+        fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+
     TestLocale locale{"C.UTF-8"};
-    MemoryFolder folder;
+    TemporaryFolder folder{TemporaryFolder::InMemory};
     const std::string path = folder.path("f.ini");
     const std::u16string name = wide(path);
 };
@@ -120,13 +162,12 @@ TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
         writeFile(path, text);
         IniFile ini = open();
         const std::string before = contentOf(ini);
-        EXPECT_EQ(ini.AddKey(u"a", u"k", u"M中", true), result::UnmappableCharacter);
-        EXPECT_EQ(ini.AddKey(u"a", u"M中", u"", true), result::UnmappableCharacter);
-        EXPECT_EQ(ini.AddKey(u"M中", u"k", u"", true), result::UnmappableCharacter);
-        if (text.starts_with(Bom)) {
-            EXPECT_EQ(ini.AddKey(u"b", u"k", u"v", true), result::UnmappableCharacter);
-            EXPECT_EQ(ini.DeleteSet(u"b"), result::UnmappableCharacter);
-        }
+        expectEach(result::UnmappableCharacter,
+                   {ini.AddKey(u"a", u"k", u"M中", true), ini.AddKey(u"a", u"M中", u"", true),
+                    ini.AddKey(u"M中", u"k", u"", true)});
+        if (text.starts_with(Bom))
+            expectEach(result::UnmappableCharacter,
+                       {ini.AddKey(u"b", u"k", u"v", true), ini.DeleteSet(u"b")});
         EXPECT_EQ(contentOf(ini), before);
         EXPECT_EQ(readFile(path), text);
         EXPECT_EQ(ini.AddKey(u"a", u"k", u"ä", true), result::Ok);
@@ -171,41 +212,39 @@ TEST_F(IniFileTest, CutsLongTextsInTheFile) {
 }
 
 TEST_F(IniFileTest, FourOperationsReportByResult) {
-    IniFile ini = open();
+    writeFile(path, "");
+    ::chmod(path.c_str(), 0640);
+    fs::create_symlink("f.ini", folder.path("link"));
+    IniFile ini(wide(folder.path("link")).c_str());
     EXPECT_EQ(ini.AddKey(u"Set", u"Key", u"1", false), result::Ok);
     EXPECT_EQ(ini.AddKey(u"SET", u"KEY", u"2", false), result::AlreadyExists);
     EXPECT_EQ(valueOf(ini, u"set", u"key"), "1");
-    EXPECT_EQ(ini.AddKey(u"SET", u"KEY", u"2", true), result::Ok);
-    EXPECT_EQ(ini.AddKey(u"Set", u"a", u"3", true), result::Ok);
+    expectEach(result::Ok,
+               {ini.AddKey(u"SET", u"KEY", u"2", true), ini.AddKey(u"Set", u"a", u"3", true)});
     EXPECT_EQ(readFile(path), "[Set]\na=3\nKey=2\n\n");
-    EXPECT_EQ(ini.DeleteKey(u"set", u"none"), result::NotFound);
-    EXPECT_EQ(ini.DeleteKey(u"none", u"key"), result::NotFound);
-    EXPECT_EQ(ini.DeleteKey(u"set", u"key"), result::Ok);
-    EXPECT_EQ(ini.DeleteKey(u"set", u"A"), result::Ok);
+    expectEach(result::NotFound, {ini.DeleteKey(u"set", u"none"), ini.DeleteKey(u"none", u"key")});
+    expectEach(result::Ok, {ini.DeleteKey(u"set", u"key"), ini.DeleteKey(u"set", u"A")});
     EXPECT_EQ(readFile(path), "[Set]\n\n");
     char16_t buffer[4] = u"###";
     EXPECT_EQ(ini.GetValue(u"set", u"key", buffer, 4), result::NotFound);
     EXPECT_EQ(buffer[0], u'#');
-    EXPECT_EQ(ini.DeleteSet(u"none"), result::Ok);
-    EXPECT_EQ(ini.DeleteSet(u"SET"), result::Ok);
+    expectEach(result::Ok, {ini.DeleteSet(u"none"), ini.DeleteSet(u"SET")});
     EXPECT_EQ(readFile(path), "");
-
-    EXPECT_EQ(ini.AddKey(nullptr, u"k", u"v", true), result::NullPointer);
-    EXPECT_EQ(ini.DeleteKey(u"a", nullptr), result::NullPointer);
-    EXPECT_EQ(ini.DeleteSet(nullptr), result::NullPointer);
-    EXPECT_EQ(ini.GetValue(u"a", u"k", nullptr, 1), result::NullPointer);
+    expectEach(result::NullPointer,
+               {ini.AddKey(nullptr, u"k", u"v", true), ini.DeleteKey(u"a", nullptr),
+                ini.DeleteSet(nullptr), ini.GetValue(u"a", u"k", nullptr, 1)});
+    EXPECT_TRUE(fs::is_symlink(folder.path("link")));
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
 }
 
 TEST_F(IniFileTest, RefusesTextsThatWouldChangeOthers) {
     const std::string text = "[a]\nk=v\n\n";
     writeFile(path, text);
     IniFile ini = open();
-    const char16_t* const refused[][3] = {
-        {u"a", u"k", u"v\n[b]"}, {u"a\nk", u"k", u""}, {u"a", u"k\n", u""}, {u"a", u"k=l", u""},
-        {u"a", u"[k", u""},      {u"a", u"#k", u""},   {u"a", u" k", u""},  {u"a", u"\xFEFFk", u""},
-    };
-    for (const auto& [set, key, value] : refused)
-        EXPECT_EQ(ini.AddKey(set, key, value, true), result::InvalidArgument);
+    EXPECT_EQ(ini.AddKey(u"a", u"k", u"v\n[b]", true), result::InvalidArgument);
+    EXPECT_EQ(ini.AddKey(u"a\nk", u"k", u"", true), result::InvalidArgument);
+    for (const auto* key : {u"k\n", u"k=l", u"[k", u"#k", u" k", u"\xFEFFk"})
+        EXPECT_EQ(ini.AddKey(u"a", key, u"", true), result::InvalidArgument);
     EXPECT_EQ(readFile(path), text);
 }
 
@@ -223,22 +262,25 @@ TEST_F(IniFileTest, CopiesAsMuchOfAValueAsFits) {
 }
 
 TEST_F(IniFileTest, WalksSetsAndTheirChildren) {
-    const auto walk = [this](const char* text, const char16_t* set) {
-        writeFile(path, text);
+    writeFile(path, "[B]\n[A\\y\\z]\n[A]\n[A\\x]\n[AB\\c]\n[a\\Q]\n[A\\Y]\n[A\\y\\a]\n");
+    const std::pair<const char16_t*, const char*> cases[] = {
+        {u"", "A,AB\\c,A\\Y,A\\x,A\\y\\a,A\\y\\z,B,a\\Q,"},
+        {u"A", "Y,x,y,"},
+        {u"A\\y", "a,z,"},
+        {u"B", ""},
+        {u"none", ""}};
+    for (const auto& [set, expected] : cases) {
         IniFile ini = open();
-        std::string names;
         IniFileSetIterator sets(ini, set);
         EXPECT_EQ(sets.getSetName(), set);
+        std::string names;
         for (const String& child : sets)
             names += child.toUtf8() + ",";
-        return names;
-    };
-    constexpr char Text[] = "[B]\n[A\\y\\z]\n[A]\n[A\\x]\n[AB\\c]\n[a\\Q]\n[A\\Y]\n[A\\y\\a]\n";
-    EXPECT_EQ(walk(Text, u""), "A,AB\\c,A\\Y,A\\x,A\\y\\a,A\\y\\z,B,a\\Q,");
-    EXPECT_EQ(walk(Text, u"A"), "Y,x,y,");
-    EXPECT_EQ(walk(Text, u"A\\y"), "a,z,");
-    EXPECT_EQ(walk(Text, u"B"), "");
-    EXPECT_EQ(walk(Text, u"none"), "");
+        EXPECT_EQ(names, expected);
+    }
+    IniFile ini = open();
+    EXPECT_EQ(ini.DeleteSet(u"A"), result::Ok); // with its subsets, by exact letters
+    EXPECT_EQ(contentOf(ini), "[AB\\c][B][a\\Q]");
 }
 
 TEST_F(IniFileTest, IteratorsKeepTheirNamesAndEndInAnException) {
@@ -257,13 +299,6 @@ TEST_F(IniFileTest, IteratorsKeepTheirNamesAndEndInAnException) {
               std::pair(int{IniFileException::NO_MORE_ELEMENTS}, String()));
     other = keys;
     EXPECT_FALSE(other.hasNext());
-}
-
-TEST_F(IniFileTest, DeletesSubsetsByExactLetters) {
-    writeFile(path, "[A]\n[A\\B]\n[A\\B\\C]\n[AB]\n[a\\x]\n");
-    IniFile ini = open();
-    EXPECT_EQ(ini.DeleteSet(u"A"), result::Ok);
-    EXPECT_EQ(contentOf(ini), "[AB][a\\x]");
 }
 
 TEST_F(IniFileTest, ThrowsForAMissingFileOnlyWhenAsked) {
@@ -302,8 +337,7 @@ TEST_F(IniFileTest, NoticesEveryChangeOfOthers) {
 }
 
 TEST_F(IniFileTest, LooksAtAnUnchangedFileByOneCall) {
-    writeFile(path, "[a]\nk=v\n");
-    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    writeOld("[a]\nk=v\n");
     IniFile ini = open();
     const FailingCalls record;
     EXPECT_EQ(valueOf(ini, u"a", u"k"), "v");
@@ -330,36 +364,18 @@ TEST_F(IniFileTest, CopiesAreIndependentAndViewsStayAsTheyWere) {
     EXPECT_EQ(contentOf(copy), "[a]A=3;x=1;");
 }
 
-TEST_F(IniFileTest, ManyKeysInAnyOrderAreFoundAndListedInOrder) {
-    std::string text = "[Set]\n";
-    for (int i = 0; i < 3000; ++i)
-        text += "Key" + std::to_string(i * 7919 % 3000) + "=" + std::to_string(i) + "\n";
-    writeFile(path, text);
-    IniFile ini = open();
-    for (int i = 0; i < 3000; ++i) {
-        const std::u16string key = wide("kEY" + std::to_string(i * 7919 % 3000));
-        ASSERT_EQ(valueOf(ini, u"SET", key.c_str()), std::to_string(i));
-    }
-    const IniFileView view = ini.view();
-    EXPECT_EQ(view.keys(u"Set").size(), 3000u);
-    EXPECT_TRUE(std::ranges::is_sorted(view.keys(u"Set")));
-}
-
 /// The memory that replaced values take is given back.
 TEST_F(IniFileTest, ValuesThatChangeOftenDoNotAddUp) {
     if (qxtest::Sanitized)
         GTEST_SKIP() << "a sanitizer keeps memory that was given back";
-    MemoryFolder other;
-    IniFile ini(wide(other.path("f")).c_str());
+    IniFile ini(wide(folder.path("missing/f")).c_str());
     const std::u16string value(200, u'v');
     const auto resident = [] {
-        std::ifstream statm("/proc/self/statm");
         int64_t total = 0, pages = 0;
-        statm >> total >> pages;
+        std::ifstream("/proc/self/statm") >> total >> pages;
         return pages * ::sysconf(_SC_PAGESIZE);
     };
     // Nothing can be written, so that only memory is at work.
-    fs::remove_all(other.path());
     ini.AddKey(u"a", u"k", value.c_str(), true);
     const int64_t before = resident();
     for (int i = 0; i < 50'000; ++i)
@@ -373,8 +389,7 @@ TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
         for (int step = 0; step < 8; ++step) {
             const int error = step % 2 == 0 ? ENOSPC : EACCES;
             SCOPED_TRACE(testing::Message() << age << ": " << error << " at " << step);
-            writeFile(path, "[a]\nk=old\n");
-            fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(age));
+            age == 0 ? writeFile(path, "[a]\nk=old\n") : writeOld("[a]\nk=old\n");
             IniFile ini(name.c_str(), uniqueName("ini").c_str());
             {
                 const FailingCalls failing(age == 0 ? step + 1 : step, error);
@@ -393,8 +408,7 @@ TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
 
 TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
     const std::string text = "[a]\nk=v\n";
-    writeFile(path, text);
-    fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    writeOld(text);
     std::optional<IniFile> ini;
     {
         const FailingCalls failing(0, EMFILE); // at the opening
@@ -409,15 +423,157 @@ TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
     EXPECT_EQ(contentOf(*ini), "[a]k=v;") << "as soon as it can be read";
 }
 
-TEST_F(IniFileTest, LinksStayLinksAndModesStay) {
-    writeFile(path, "[a]\n");
-    ::chmod(path.c_str(), 0640);
-    fs::create_symlink("f.ini", folder.path("link"));
-    IniFile ini(wide(folder.path("link")).c_str());
-    EXPECT_EQ(ini.AddKey(u"a", u"k", u"v", true), result::Ok);
-    EXPECT_TRUE(fs::is_symlink(folder.path("link")));
-    EXPECT_EQ(readFile(path), "[a]\nk=v\n\n");
-    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
+// What the rules make of files that real programs are configured with: they drop the comments of
+// every file, and where it says so:
+const struct {
+    const char* name;
+    size_t sets, keys;
+    const char* unreadFrom; ///< the line that ends the reading, with all behind it
+    /// One key as a sample.
+    const char16_t *set, *key;
+    const char* value;
+} RealFiles[] = {
+    {"50-server.cnf", 5, 6, "", u"mysqld", u"bind-address", "127.0.0.1"},
+    {"NetworkManager.service", 3, 17, "", u"Service", u"Type", "dbus"},
+    {"apt-daily.timer", 3, 5, "", u"timer", u"oncalendar", "*-*-* 6,18:00"},
+    // Names in many languages.
+    {"htop.desktop", 1, 66, "", u"Desktop Entry", u"GenericName[ru]",
+     "\xD0\x9C\xD0\xBE\xD0\xBD\xD0\xB8\xD1\x82\xD0\xBE\xD1\x80 "
+     "\xD0\xBF\xD1\x80\xD0\xBE\xD1\x86\xD0\xB5\xD1\x81\xD1\x81\xD0\xBE\xD0\xB2"},
+    // "quick" has no "=": of the three keys none is read.
+    {"mysqldump.cnf", 1, 0, "quick\nquote-names\nmax_allowed_packet\t= 16M\n", u"", u"",
+     "(-2147024894)"},
+    // Four keys before the first set; ten indented lines; comments behind values are values. Set
+    // names keep their blanks.
+    {"openssl.cnf", 23, 114, "", u" CA_default ", u"dir", "./demoCA\t\t# Where everything is kept"},
+    // Extensions switched off by ";" are comments. Quotes stay.
+    {"php.ini", 35, 100, "", u"PHP", u"Output_Buffering", "4096"},
+    {"pulseaudio.desktop", 1, 105, "", u"desktop entry", u"Exec", "start-pulseaudio-x11"},
+    // All keys are indented: the sets have none.
+    {"smb.conf", 4, 0, "", u"", u"", "(-2147024894)"},
+    // Of keys that stand twice, here ExecReload, the last.
+    {"ssh.service", 3, 16, "", u"Service", u"ExecReload", "/bin/kill -HUP $MAINPID"},
+    // Comments behind values are values.
+    {"supervisord.conf", 4, 12, "", u"rpcinterface:supervisor", u"supervisor.rpcinterface_factory",
+     "supervisor.rpcinterface:make_main_rpcinterface"},
+};
+
+TEST_F(IniFileTest, RealFilesAreReadAndRewrittenWithAllTheirKeys) {
+    const auto lower = [](std::u16string_view key) { return String(key).toLower(); };
+    for (const auto& file : RealFiles) {
+        SCOPED_TRACE(file.name);
+        writeFile(path, readFile(std::string(QX_TEST_DATA_DIR "/ini/") + file.name));
+        IniFile ini(name.c_str(), nullptr, 1);
+        const std::string content = contentOf(ini);
+        EXPECT_EQ(ini.view().sets().size(), file.sets);
+        size_t keys = 0;
+        for (const auto set : ini.view().sets()) {
+            keys += ini.view().keys(set).size();
+            EXPECT_TRUE(std::ranges::is_sorted(ini.view().keys(set), {}, lower));
+        }
+        EXPECT_EQ(keys, file.keys);
+        EXPECT_EQ(valueOf(ini, file.set, file.key), file.value);
+        EXPECT_EQ(ini.AddKey(u"added set", u"key", u"value", false), result::Ok);
+        EXPECT_TRUE(readFile(path).ends_with(std::string("\n\n") + file.unreadFrom));
+        IniFile again(name.c_str(), nullptr, 1);
+        EXPECT_EQ(again.DeleteSet(u"added set"), result::Ok);
+        EXPECT_EQ(contentOf(again), content);
+    }
+}
+
+// Many processes change one file through one semaphore, some of them killed at any moment.
+
+constexpr int Writers = 8;
+constexpr int MostWriters = 64;
+
+struct Progress {
+    std::atomic<int> acknowledged[MostWriters]; // keys whose AddKey has returned
+    std::atomic<bool> stop;
+};
+
+std::u16string keyName(int writer, int number) {
+    return wide("k" + std::to_string(writer) + "." + std::to_string(number));
+}
+
+/// Arguments: file, semaphore, shared memory, number of the writer.
+const ChildEntry writer("IniWriter", [](const std::vector<std::string>& arguments) {
+    SharedStruct<Progress> progress(arguments[2]);
+    const int number = std::stoi(arguments[3]);
+    IniFile ini(wide(arguments[0]).c_str(), arguments[1].c_str());
+    for (int i = 0; !progress->stop; ++i) {
+        CHECK_IN_CHILD(ini.AddKey(u"set", keyName(number, i).c_str(), u"value", false) == 0);
+        CHECK_IN_CHILD(ini.getWriteResult() == 0);
+        ++progress->acknowledged[number];
+    }
+    return 0;
+});
+
+class IniSharing : public testing::Test {
+protected:
+    ChildProcess start(int number) const {
+        return ChildProcess("IniWriter", {path, semaphore, memory, std::to_string(number)});
+    }
+
+    const TemporaryFolder folder{TemporaryFolder::InMemory};
+    const std::string path = folder.path("f.ini");
+    const std::string semaphore = uniqueName("ini");
+    const std::string memory = uniqueName("progress");
+    SharedStruct<Progress> progress{memory};
+};
+
+TEST_F(IniSharing, ThreadsMayShareAnObjectThatHasASemaphore) {
+    constexpr int Threads = 4, KeysOfThread = 50;
+    IniFile ini(wide(path).c_str(), semaphore.c_str());
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < Threads; ++t) {
+        threads.emplace_back([&ini, t] {
+            for (int i = 0; i < KeysOfThread; ++i) {
+                const std::u16string key = keyName(t, i);
+                EXPECT_EQ(ini.AddKey(u"set", key.c_str(), u"value", false), 0);
+                EXPECT_EQ(ini.view().find(u"set", key), u"value");
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(ini.view().keys(u"set").size(), static_cast<size_t>(Threads * KeysOfThread));
+}
+
+TEST_F(IniSharing, WhatWasAcknowledgedSurvivesKilledWriters) {
+    constexpr int Kills = 20;
+    std::minstd_rand random(1);
+    std::vector<ChildProcess> writers;
+    for (int i = 0; i < Writers; ++i)
+        writers.push_back(start(i));
+    int next = Writers;
+    for (int kill = 0; kill < Kills; ++kill) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        ChildProcess& victim = writers[random() % writers.size()];
+        victim.kill();
+        EXPECT_EQ(victim.join(), -9);
+        std::destroy_at(&victim);
+        std::construct_at(&victim, start(next++));
+        // Read without the lock the file is whole: one that was written ends in an empty line.
+        const std::string text = readFile(path);
+        ASSERT_TRUE(text.empty() || (text.starts_with("[set]\n") && text.ends_with("=value\n\n")));
+    }
+    progress->stop = true;
+    for (auto& each : writers)
+        EXPECT_EQ(each.join(), 0);
+
+    IniFile ini(wide(path).c_str(), semaphore.c_str());
+    const IniFileView view = ini.view();
+    int acknowledged = 0;
+    for (int w = 0; w < next; ++w) {
+        for (int i = 0; i < progress->acknowledged[w]; ++i)
+            ASSERT_EQ(view.find(u"set", keyName(w, i)), u"value") << w << " " << i;
+        acknowledged += progress->acknowledged[w];
+    }
+    EXPECT_GT(acknowledged, 0);
+    // A key may be there whose AddKey did not come to return.
+    EXPECT_LE(view.keys(u"set").size(), static_cast<size_t>(acknowledged + Kills));
+    EXPECT_EQ(ini.DeleteSet(u"none"), 0);
+    const fs::directory_iterator files(folder.path(""));
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "nothing is left aside";
 }
 
 } // namespace

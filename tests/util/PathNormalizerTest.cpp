@@ -1,8 +1,3 @@
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
 #include <qx/util/PathNormalizer.h>
 
 #include "tests/support/ExpectResult.h"

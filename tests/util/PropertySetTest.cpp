@@ -1,30 +1,35 @@
 #include <algorithm>
+#include <atomic>
 #include <map>
-#include <string>
+#include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/util/buffer/RWBuffer.h>
+#include <qx/util/config/IniFile.h>
+#include <qx/util/config/IniFileException.h>
 #include <qx/util/config/Property.h>
-#include <qx/util/config/PropertySet.h>
+#include <qx/util/config/PropertySources.h>
+#include <qx/util/config/RegistryKey.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
 
 #include "tests/support/ExpectResult.h"
+#include "tests/support/TemporaryRegistry.h"
 
 using qx::Exception;
 using qx::makeReference;
 using qx::Reference;
 using qx::String;
+using qx::util::IniFile;
+using qx::util::propertiesOf;
 using qx::util::PropertySet;
+using qx::util::RegistryKey;
 using qx::util::pcom::IKeyIterator;
 using qx::util::pcom::IPropertySet;
 using qx::util::pcom::PcomPropertySet;
 using qxtest::descriptionOf;
-using qxtest::expectThrowsResult;
+using qxtest::expectEach;
 namespace result = qx::result;
 
 namespace {
@@ -85,22 +90,19 @@ public:
 private:
     class Keys : public qx::pcom::Implements<qx::ComObject, IKeyIterator> {
     public:
-        explicit Keys(const ForeignSet& set) {
-            for (const auto& [key, value] : set.values)
-                m_keys.push_back(key);
-        }
+        explicit Keys(const ForeignSet& set) : m_values(set.values) {}
         int32_t HasNext(int16_t* hasNext) override {
-            *hasNext = m_next < m_keys.size();
+            *hasNext = m_next != m_values.end();
             return result::Ok;
         }
         int32_t Next(const qx::GUID& iid, void** out) override {
-            return makeReference<String>(std::u16string_view(m_keys[m_next++]))
-                ->QueryInterface(iid, out);
+            const std::u16string_view key = m_next++->first;
+            return makeReference<String>(key)->QueryInterface(iid, out);
         }
 
     private:
-        std::vector<std::u16string> m_keys;
-        size_t m_next = 0;
+        const std::map<std::u16string, std::u16string> m_values;
+        std::map<std::u16string, std::u16string>::const_iterator m_next = m_values.begin();
     };
 };
 
@@ -182,19 +184,19 @@ TEST(PropertySet, InterfaceReportsFailures) {
     const auto set = makeReference<PropertySet>();
     set->set(u"name", u"value");
     int dummy = 0;
-    void* out = &dummy;
-    EXPECT_EQ(set->Get(u"other", IQXCharBuffer::Iid, &out), result::Fail);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(set->Get(u"name", IPropertySet::Iid, &out), result::NoInterface);
-    EXPECT_EQ(set->Get(u"name", IQXCharBuffer::Iid, nullptr), result::NullPointer);
-    out = &dummy;
-    EXPECT_EQ(set->Remove(u"name", IPropertySet::Iid, &out), result::NoInterface);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(set->Remove(u"name", IQXCharBuffer::Iid, nullptr), result::NullPointer);
+    void* out = nullptr;
+    const auto answer = [&](int32_t expected, auto call) {
+        out = &dummy;
+        EXPECT_EQ(call(), expected);
+        EXPECT_EQ(out, nullptr);
+    };
+    answer(result::Fail, [&] { return set->Get(u"other", IQXCharBuffer::Iid, &out); });
+    answer(result::NoInterface, [&] { return set->Get(u"name", IPropertySet::Iid, &out); });
+    answer(result::NoInterface, [&] { return set->Remove(u"name", IPropertySet::Iid, &out); });
+    answer(result::NotImplemented, [&] { return set->GetKeyIterator(IKeyIterator::Iid, &out); });
+    expectEach(result::NullPointer, {set->Get(u"name", IQXCharBuffer::Iid, nullptr),
+                                     set->Remove(u"name", IQXCharBuffer::Iid, nullptr)});
     EXPECT_EQ(set->get(u"name"), u"value"); // nothing was lost
-    out = &dummy;
-    EXPECT_EQ(set->GetKeyIterator(IKeyIterator::Iid, &out), result::NotImplemented);
-    EXPECT_EQ(out, nullptr);
 }
 
 TEST(PcomPropertySet, WorksOnAnotherModulesValues) {
@@ -221,37 +223,38 @@ TEST(PcomPropertySet, WorksOnAnotherModulesValues) {
 TEST(PcomPropertySet, ReportsTheFailuresOfTheOtherModule) {
     const auto foreign = makeReference<ForeignSet>();
     const auto set = makeReference<PcomPropertySet>(foreign.get());
-    expectThrowsResult(result::NotFound, [&] { set->get(u"a"); });
     const String broken(u"a\0b", 3);
-    expectThrowsResult(result::InvalidArgument, [&] { set->set(broken, u"x"); });
+    expectEach(result::NotFound, {[&] { set->get(u"a"); }});
+    expectEach(result::InvalidArgument, {[&] { set->set(broken, u"x"); }});
     EXPECT_FALSE(set->hasProperty(broken));
     foreign->failure = result::AccessDenied;
-    expectThrowsResult(result::AccessDenied, [&] { set->set(u"a", u"1"); });
-    expectThrowsResult(result::AccessDenied, [&] { set->getKeys(); });
-    expectThrowsResult(result::AccessDenied, [&] { set->clear(); });
+    expectEach(result::AccessDenied,
+               {[&] { set->set(u"a", u"1"); }, [&] { set->getKeys(); }, [&] { set->clear(); }});
     EXPECT_FALSE(set->hasProperty(u"a"));
     EXPECT_EQ(set->remove(u"a"), u"");
     // A set of the library does not list its names for components.
     const PcomPropertySet own(makeReference<PropertySet>().get());
-    expectThrowsResult(result::NotImplemented, [&] { own.getKeys(); });
+    expectEach(result::NotImplemented, {[&] { own.getKeys(); }});
 }
 
 TEST(Property, ReadsItsValueAsTextAndAsNumber) {
-    const Reference<CQXProperty> texts[] = {
-        new CQXProperty(u"k", 42),
-        new CQXProperty(u"k", String(u"42 apples")),
-        new CQXProperty(u"k", qx::Integer32(42).clone()),
+    const struct {
+        Reference<CQXProperty> property;
+        const char16_t* text;
+        double number;
+    } cases[] = {
+        {new CQXProperty(u"k", 42), u"42", 42},
+        {new CQXProperty(u"k", String(u"42 apples")), u"42 apples", 42},
+        {new CQXProperty(u"k", qx::Integer32(42).clone()), u"42", 42},
+        {new CQXProperty(u"k", 2.5), u"2.5", 2.5},
     };
-    for (const auto& property : texts) {
-        EXPECT_EQ(property->getValueLong(), 42);
-        EXPECT_EQ(property->getValueDouble(), 42);
-        EXPECT_TRUE(property->getValueString().startsWith(u"42"));
+    for (const auto& [property, text, number] : cases) {
+        EXPECT_EQ(property->getValueString(), text);
+        EXPECT_EQ(property->getValueLong(), static_cast<int32_t>(number));
+        EXPECT_EQ(property->getValueDouble(), number);
     }
-    EXPECT_NE(dynamic_cast<String*>(texts[0]->getValue().get()), nullptr);
-
-    CQXProperty property(u"k", 2.5);
-    EXPECT_EQ(property.getValueString(), u"2.5");
-    EXPECT_EQ(property.getValueLong(), 2);
+    EXPECT_NE(dynamic_cast<String*>(cases[0].property->getValue().get()), nullptr);
+    CQXProperty property(u"k", 1);
     property.set(-7);
     EXPECT_EQ(property.getValueDouble(), -7);
     property.set(u"text");
@@ -264,18 +267,16 @@ TEST(Property, KeepsWhatIsNotOfTheLibrary) {
     const auto property = makeReference<CQXProperty>(u"k", 1);
     const auto stranger = makeReference<Stranger>();
     ASSERT_EQ(property->SetValue(stranger->GetUnknown()), result::Ok);
-    EXPECT_EQ(descriptionOf([&] { property->getValue(); }), "Value is not a CQXObject");
+    expectEach("Value is not a CQXObject", {[&] { property->getValue(); }});
     Reference<IQXUnknown> value;
     ASSERT_EQ(property->GetValue(IQXUnknown::Iid, value.putVoid()), result::Ok);
     EXPECT_EQ(value, stranger->GetUnknown());
     int32_t number = 5;
     EXPECT_EQ(property->GetValueLong(&number), result::Fail);
     EXPECT_EQ(number, 0);
-
     const auto text = makeReference<String>(u"12");
     ASSERT_EQ(property->SetValue(text->GetUnknown()), result::Ok);
     EXPECT_EQ(property->getValue(), text);
-    EXPECT_EQ(property->getValueLong(), 12);
 }
 
 TEST(Property, AnswersBothInterfacesAtOneAddress) {
@@ -283,56 +284,104 @@ TEST(Property, AnswersBothInterfacesAtOneAddress) {
     Reference<IQXProperty> first;
     Reference<IQXProperty2> second;
     Reference<IQXComparable> comparable;
-    ASSERT_EQ(property->QueryInterface(IQXProperty::Iid, first.putVoid()), result::Ok);
-    ASSERT_EQ(property->QueryInterface(IQXProperty2::Iid, second.putVoid()), result::Ok);
-    EXPECT_EQ(first, second.get());
-    EXPECT_EQ(property->QueryInterface(IQXComparable::Iid, comparable.putVoid()), result::Ok);
-
-    String text;
-    EXPECT_EQ(first->GetKey(&text), result::Ok);
-    EXPECT_EQ(text, u"key");
-    EXPECT_EQ(first->SetValueString(u"3.5"), result::Ok);
-    EXPECT_EQ(first->GetValueString(&text), result::Ok);
-    EXPECT_EQ(text, u"3.5");
+    expectEach(result::Ok, {property->QueryInterface(IQXProperty::Iid, first.putVoid()),
+                            property->QueryInterface(IQXProperty2::Iid, second.putVoid()),
+                            property->QueryInterface(IQXComparable::Iid, comparable.putVoid())});
+    ASSERT_EQ(first, second.get());
+    String key, text;
     double fraction = 0;
-    EXPECT_EQ(first->GetValueDouble(&fraction), result::Ok);
+    expectEach(result::Ok, {first->GetKey(&key), first->SetValueString(u"3.5"),
+                            first->GetValueString(&text), first->GetValueDouble(&fraction)});
+    EXPECT_EQ(key, u"key");
+    EXPECT_EQ(text, u"3.5");
     EXPECT_EQ(fraction, 3.5);
-    EXPECT_EQ(first->GetValueString(nullptr), result::NullPointer);
-    EXPECT_EQ(first->GetValueLong(nullptr), result::NullPointer);
+    expectEach(result::NullPointer, {first->GetValueString(nullptr), first->GetValueLong(nullptr)});
 }
 
 TEST(PropertySetOfProperties, WorksThroughItsDerivedClass) {
     const auto set = makeReference<StoredProperties>();
-    set->set(u"number", 7);
     set->set(u"object", new qx::Integer32(8));
-    EXPECT_EQ(set->getValueString(u"number"), u"7");
     EXPECT_EQ(set->getValueLong(u"object"), 8);
     EXPECT_THROW(set->getValueDouble(u"none"), Exception);
-
     Reference<IQXPropertySet2> face;
     ASSERT_EQ(set->QueryInterface(IQXPropertySet2::Iid, face.putVoid()), result::Ok);
-    ASSERT_EQ(face->SetDouble(u"pi", 3.125), result::Ok);
-    EXPECT_EQ(face->SetLong(u"number", 9), result::Ok);
-    EXPECT_EQ(face->SetString(u"text", u"abc"), result::Ok);
+    const auto stranger = makeReference<Stranger>();
     double pi = 0;
     int32_t number = 0;
     String text;
-    EXPECT_EQ(face->GetDouble(u"pi", &pi), result::Ok);
-    EXPECT_EQ(face->GetLong(u"number", &number), result::Ok);
-    EXPECT_EQ(face->GetString(u"text", &text), result::Ok);
+    Reference<IQXUnknown> any;
+    expectEach(result::Ok, {face->SetDouble(u"pi", 3.125), face->SetLong(u"number", 9),
+                            face->SetString(u"text", u"abc"),
+                            face->Set(u"any", stranger->GetUnknown()), face->GetDouble(u"pi", &pi),
+                            face->GetLong(u"number", &number), face->GetString(u"text", &text),
+                            face->Get(u"any", IQXUnknown::Iid, any.putVoid())});
     EXPECT_EQ(pi, 3.125);
     EXPECT_EQ(number, 9);
     EXPECT_EQ(text, u"abc");
+    EXPECT_EQ(any, stranger->GetUnknown());
+    EXPECT_EQ(set->getValueString(u"number"), u"9");
     EXPECT_EQ(face->GetLong(u"none", &number), result::Fail);
     EXPECT_EQ(number, 0);
-
-    const auto stranger = makeReference<Stranger>();
-    EXPECT_EQ(face->Set(u"any", stranger->GetUnknown()), result::Ok);
-    Reference<IQXUnknown> any;
-    EXPECT_EQ(face->Get(u"any", IQXUnknown::Iid, any.putVoid()), result::Ok);
-    EXPECT_EQ(any, stranger->GetUnknown());
     EXPECT_EQ(face->Set(u"any", nullptr), result::NoInterface);
     IQXProperty* property = nullptr;
-    EXPECT_EQ(face->GetCount(&number), result::NotImplemented);
-    EXPECT_EQ(face->GetProperty(u"any", &property), result::NotImplemented);
+    expectEach(result::NotImplemented,
+               {face->GetCount(&number), face->GetProperty(u"any", &property)});
+}
+
+TEST(PropertySources, ReadASetOfAnIniFile) {
+    const qxtest::TemporaryFolder folder;
+    const std::string path = folder.path("service.ini");
+    qxtest::writeFile(path, "[Net]\nPort=80\nhost = a b \n[Outer\\Inner]\nx=1\n");
+    IniFile ini(String::fromUtf8(path).getData());
+    const auto defaults = makeReference<PropertySet>();
+    defaults->set(u"Port", u"1");
+    defaults->set(u"level", u"warning");
+    const auto properties = propertiesOf(ini, u"NET", defaults.get());
+    EXPECT_EQ(properties->get(u"Port"), u"80");
+    EXPECT_EQ(properties->get(u"host"), u"a b");
+    EXPECT_EQ(properties->get(u"level"), u"warning");
+    EXPECT_EQ(properties->getKeys()->getSize(), 2);
+    properties->set(u"Port", u"81"); // of the property set alone
+    EXPECT_EQ(ini.view().find(u"Net", u"port"), u"80");
+    EXPECT_EQ(propertiesOf(ini, u"Outer")->getKeys()->getSize(), 0);
+    expectEach<qx::util::IniFileException>({[&] { propertiesOf(ini, u"other"); }});
+}
+
+TEST(PropertySources, ReadTheValuesOfARegistryKey) {
+    const qxtest::TemporaryRegistry registry;
+    RegistryKey key(QX_HKEY_USER, u"Service");
+    key.setValue(u"text", String(u"a\u20ac"));
+    key.setValue(u"number", 4000000000u);
+    key.setValue(u"large", UINT64_MAX);
+    const std::string bytes = std::string(599, '\x01') + '\xAF'; // more than are asked for at first
+    key.setValue(u"bytes", reinterpret_cast<const signed char*>(bytes.data()), 600);
+    key.setValue(u"none", nullptr, 0);
+    key.setValue(String(u"default"));
+    const auto properties = propertiesOf(key);
+    EXPECT_EQ(properties->getKeys()->getSize(), 6);
+    EXPECT_EQ(properties->get(u"text"), u"a\u20ac");
+    EXPECT_EQ(properties->get(u"number"), u"4000000000");
+    EXPECT_EQ(properties->get(u"large"), u"18446744073709551615");
+    EXPECT_EQ(properties->get(u"bytes").getLength(), 1200);
+    EXPECT_TRUE(properties->get(u"bytes").endsWith(u"0101AF"));
+    EXPECT_EQ(properties->get(u"none"), u"");
+    EXPECT_EQ(properties->get(u""), u"default");
+    expectEach(result::NotFound, {[&] { propertiesOf(key.getSubkey(u"missing")); }});
+}
+
+TEST(PropertySources, TakeValuesWhoseTypeOthersChange) {
+    const qxtest::TemporaryRegistry registry;
+    const RegistryKey key(QX_HKEY_USER, u"Service");
+    std::atomic<bool> isDone = false;
+    RegistryKey(key).setValue(u"value", 7u);
+    const std::jthread writer([&key, &isDone] {
+        RegistryKey own(key);
+        for (int i = 0; i < 100; ++i) {
+            own.setValue(u"value", String(u"7"));
+            own.setValue(u"value", 7u);
+        }
+        isDone = true;
+    });
+    while (!isDone)
+        EXPECT_EQ(propertiesOf(key)->get(u"value"), u"7");
 }
