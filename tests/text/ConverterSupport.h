@@ -28,12 +28,14 @@ OutString convertPieces(Converter& converter, const InString& input, size_t piec
     const auto* const in = reinterpret_cast<const RawIn*>(input.data());
     int32_t position = 0;
     int32_t end = 0;
-    std::vector<RawOut> out(capacity + 1);
+    constexpr auto Guard = static_cast<RawOut>(0xA5C3);
+    std::vector<RawOut> out(capacity + 1, Guard);
     for (;;) {
         const int32_t before = position;
         int32_t produced = 0;
         converter.convert(in, &position, end, out.data(), &produced,
                           static_cast<int32_t>(capacity));
+        EXPECT_TRUE(out.back() == Guard && position <= end) << "outside the buffers";
         result.append(reinterpret_cast<const Out*>(out.data()), static_cast<size_t>(produced));
         if (position != before || produced != 0)
             continue;
@@ -53,17 +55,6 @@ inline Units decode(qx::text::charset::ByteToCharConverter& decoder, const Bytes
 
 inline Bytes encode(qx::text::charset::CharToByteConverter& encoder, const Units& units) {
     return convertPieces<Bytes>(encoder, units, units.size() + 1, 8 * units.size() + 16);
-}
-
-/// Expects @p body to throw an exception of exactly this description.
-template <class Thrown, class Body>
-void expectThrows(std::u16string_view description, Body body) {
-    try {
-        body();
-        ADD_FAILURE() << "nothing thrown";
-    } catch (const Thrown& thrown) {
-        EXPECT_EQ(thrown.getDescription(), description);
-    }
 }
 
 } // namespace qxtest

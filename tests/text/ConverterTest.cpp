@@ -1,0 +1,401 @@
+#include <cstring>
+#include <map>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
+#include <qx/text/charset/AMP7.h>
+#include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/SingleByte.h>
+#include <qx/text/charset/UTF16.h>
+#include <qx/text/charset/UTF32.h>
+#include <qx/text/charset/UTF8.h>
+
+#include "tests/support/ExpectResult.h"
+#include "tests/text/ConverterSupport.h"
+
+namespace {
+
+using namespace qx;
+using namespace qx::text::charset;
+using namespace std::string_literals;
+using namespace qxtest;
+
+Units allOfUnicode(char32_t last) {
+    Units units;
+    for (char32_t value = 0; value <= last; ++value) {
+        char16_t pair[2];
+        if (!isSurrogate(value))
+            units.append(pair, writeUtf16(value, pair));
+    }
+    return units;
+}
+
+template <class Decoder, class Encoder>
+struct Pair {
+    using Decode = Decoder;
+    using Encode = Encoder;
+};
+
+template <class Pair>
+class Converter : public testing::Test {
+protected:
+    typename Pair::Decode m_decoder;
+    typename Pair::Encode m_encoder;
+};
+
+using Pairs = testing::Types<Pair<BTCUTF8, CTBUTF8>, Pair<BTCUTF16LE, CTBUTF16LE>,
+                             Pair<BTCUTF16BE, CTBUTF16BE>, Pair<BTCUTF32LE, CTBUTF32LE>,
+                             Pair<BTCUTF32BE, CTBUTF32BE>, Pair<BTCAMP7, CTBAMP7>,
+                             Pair<BTCCP1252, CTBCP1252>>;
+TYPED_TEST_SUITE(Converter, Pairs);
+
+TYPED_TEST(Converter, CarriesAllOfUnicodeAndBackHoweverItIsCut) {
+    constexpr bool isPage = std::is_same_v<typename TypeParam::Encode, CTBCP1252>;
+    constexpr bool isAmp7 = std::is_same_v<typename TypeParam::Encode, CTBAMP7>;
+    Units units = allOfUnicode(isPage ? 0x7F : isAmp7 ? 0xFFFFF : LastCodePoint);
+    if constexpr (isAmp7)
+        units.erase(units.find(ReplacementCharacter), 1); // its escape counts as invalid
+    if constexpr (std::is_same_v<typename TypeParam::Decode, BTCUTF8>)
+        this->m_decoder.setStrict(true); // an over-long form would read back as well
+    const Bytes bytes = encode(this->m_encoder, units);
+    EXPECT_TRUE(decode(this->m_decoder, bytes) == units);
+    // Through the buffers of a reader: pieces and outputs that end anywhere.
+    EXPECT_TRUE(convertPieces<Units>(this->m_decoder, bytes, 997, 1021) == units);
+    EXPECT_TRUE(convertPieces<Bytes>(this->m_encoder, units, 1013, 991) == bytes);
+
+    const Units text =
+        u"a&é€😀漢\uFFFF\u0000z\"𝔘𝔘\u07FF\u0800plain text, long enough for wide steps, é"s;
+    const Bytes encoded = encode(this->m_encoder, text) + (isPage ? "\x81\xFF\x80" : "");
+    const Units decoded = decode(this->m_decoder, encoded);
+    EXPECT_EQ(decoded == text, !isPage);
+    for (const size_t piece : {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 64u}) {
+        for (const size_t capacity : {2u, 3u, 8u, 9u, 33u, 64u}) {
+            SCOPED_TRACE(testing::Message() << "piece " << piece << ", capacity " << capacity);
+            EXPECT_EQ(convertPieces<Units>(this->m_decoder, encoded, piece, capacity), decoded);
+            if (capacity >= 8) {
+                EXPECT_EQ(convertPieces<Bytes>(this->m_encoder, decoded, piece, capacity),
+                          encode(this->m_encoder, decoded));
+            }
+        }
+    }
+}
+
+// The encoders that hold a high surrogate back between calls.
+TEST(HoldingEncoders, CompleteAPairInALaterCallAndRefuseHalfOfOne) {
+    const struct {
+        const char16_t* name;
+        Bytes pair;             // of U+1F600
+        Bytes low;              // of U+DE00 alone; empty when that throws
+        bool isKeptByFlush;     // until reset
+        size_t readWithoutRoom; // of a pair
+    } rows[] = {
+        {u"UTF-8", "\xF0\x9F\x98\x80", "\xED\xB8\x80", false, 1},
+        {u"UTF-32LE", "\0\xF6\1\0"s, "\0\xDE\0\0"s, false, 0},
+        {u"UTF-32BE", "\0\1\xF6\0"s, "\0\0\xDE\0"s, false, 0},
+        {u"CP437", "?", "", true, 1},
+        {u"latin1", "?", "", true, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(String(row.name));
+        const Reference<CharToByteConverter> encoder(CharToByteConverter::getConverter(row.name));
+        signed char out[512];
+        int32_t none = 0;
+        const auto flush = [&] { return encoder->flush(out, &none, 8); };
+        const Units pair = u"\xD83D\xDE00";
+        Units rest;
+        EXPECT_EQ(convertPieces<Bytes>(*encoder, pair, 1, row.pair.size()), row.pair);
+        EXPECT_EQ(encode(*encoder, u"\xD83D"), "");
+        EXPECT_EQ(convertPieces<Bytes>(*encoder, u"\xDE00"s, 1, row.pair.size() - 1, &rest), "");
+        EXPECT_EQ(rest, u"\xDE00");
+        EXPECT_EQ(encode(*encoder, rest), row.pair);
+        EXPECT_EQ(flush(), 0);
+        EXPECT_EQ(convertPieces<Bytes>(*encoder, pair, 2, row.pair.size() - 1, &rest), "");
+        EXPECT_EQ(2 - rest.size(), row.readWithoutRoom);
+        encoder->reset();
+        encode(*encoder, u"\xD83D");
+        EXPECT_THROW(flush(), InvalidCharacterException);
+        if (row.isKeptByFlush) {
+            EXPECT_EQ(encode(*encoder, u"\xDE00"), row.pair);
+        }
+        EXPECT_EQ(flush(), 0);
+        encode(*encoder, u"\xD83D");
+        encoder->reset();
+        EXPECT_EQ(flush(), 0);
+
+        const Bytes plain = encode(*encoder, u"plain ");
+        const auto refused = [&](const Units& units, const char* description) {
+            int32_t consumed = 0, produced = 0;
+            EXPECT_EQ(descriptionOf<InvalidCharacterException>([&] {
+                          encoder->convert(units.data(), &consumed,
+                                           static_cast<int32_t>(units.size()), out, &produced, 512);
+                      }),
+                      description);
+            EXPECT_EQ(consumed, 0);
+            encoder->reset();
+        };
+        refused(u"\xD800\x0041"s, "leading surrogate without trailing");
+        refused(u"\xD800\xD800"s, "leading surrogate without trailing");
+        refused(u"plain \xDBFF\xE000"s, "leading surrogate without trailing");
+        EXPECT_EQ(std::memcmp(out, plain.data(), plain.size()), 0) << "in front of the fault";
+        const Units behind = u" and behind it, for a wide step or two",
+                    low = u"plain \xDE00" + behind;
+        if (row.low.empty())
+            refused(low, "trailing surrogate without leading");
+        else
+            EXPECT_EQ(encode(*encoder, low), plain + row.low + encode(*encoder, behind));
+    }
+}
+
+template <class Decoder>
+void expectOutOfRangeIsSubstituted(const Bytes& bytes) {
+    Decoder decoder;
+    EXPECT_EQ(decode(decoder, bytes + bytes), u"\uFFFD\uFFFD");
+    decoder.setSubstitutionChars(u"<?>", 3);
+    EXPECT_EQ(decode(decoder, bytes), u"<?>");
+    // One unit stays free.
+    EXPECT_EQ(convertPieces<Units>(decoder, bytes, 8, 3), u"");
+    EXPECT_EQ(convertPieces<Units>(decoder, bytes, 8, 4), u"<?>");
+    decoder.setSubstitutionChars(nullptr, 0);
+    EXPECT_EQ(decode(decoder, bytes), u"");
+    EXPECT_EQ(convertPieces<Units>(decoder, bytes, 8, 0), u"");
+    decoder.setSubstitutionMode(false);
+    EXPECT_THROW(decode(decoder, bytes), UnmappableCharacterException);
+}
+
+TEST(UnicodeDecoders, SubstituteWhatLiesAboveUnicode) {
+    expectOutOfRangeIsSubstituted<BTCUTF8>("\xF4\x90\x80\x80");
+    expectOutOfRangeIsSubstituted<BTCUTF32LE>("\0\0\x11\0"s);
+    expectOutOfRangeIsSubstituted<BTCUTF32BE>("\xFF\xFF\xFF\xFF"s);
+}
+
+TEST(UnicodeDecoders, ReplaceOrRefuseWhatIsIllFormed) {
+    BTCUTF8 utf8;
+    utf8.setSubstitutionChars(u"x", 1); // is for what lies above Unicode
+    for (bool mode : {true, false}) {
+        utf8.setSubstitutionMode(mode);
+        EXPECT_EQ(decode(utf8, "\xC0\x80\xFF"), u"\uFFFD\uFFFD\uFFFD");
+    }
+
+    BTCUTF16BE big; // leaves an odd byte and passes surrogates
+    Bytes rest;
+    EXPECT_EQ(convertPieces<Units>(big, "\0A\xD8"s, 8, 8, &rest), u"A");
+    EXPECT_EQ(rest, "\xD8");
+    EXPECT_EQ(decode(big, "\xDC\x00\xD8\x00"s), u"\xDC00\xD800"s);
+    CTBUTF16LE little;
+    EXPECT_EQ(encode(little, u"\xDC00\xD800\xFEFF"s), "\x00\xDC\x00\xD8\xFF\xFE"s);
+    BTCUTF16LE decoder; // takes a mark for a character
+    EXPECT_EQ(decode(decoder, "\xFF\xFE\xFE\xFF"s), u"\uFEFF\uFFFE"s);
+
+    // A fault shows behind what was written; without room for that it waits.
+    const auto decodeTwo = [](auto converter, const char* bytes, int32_t length, int32_t room) {
+        char16_t out[4] = {};
+        int32_t consumed = 0, produced = 0;
+        const std::string thrown = descriptionOf<InvalidCharacterException>([&] {
+            converter.convert(reinterpret_cast<const signed char*>(bytes), &consumed, length, out,
+                              &produced, room);
+        });
+        EXPECT_EQ(out[0], u'A');
+        EXPECT_TRUE(room == 4 ? consumed == 0 && produced == 0 : consumed > 0 && produced == 1);
+        return thrown;
+    };
+    const char *const cut8 = "A\xED\xA0\x80", *const cut32 = "A\0\0\0\0\xD8\0";
+    EXPECT_EQ(decodeTwo(BTCUTF8(), cut8, 4, 4),
+              "Invalid UTF-8 sequence (decoded chars in surrogate range)");
+    EXPECT_EQ(decodeTwo(BTCUTF8(), cut8, 4, 1), "nothing thrown");
+    EXPECT_EQ(decodeTwo(BTCUTF32LE(), cut32, 8, 4), "Illegal UTF-32 char in surrogate range");
+    EXPECT_EQ(decodeTwo(BTCUTF32LE(), cut32, 8, 1), "nothing thrown");
+}
+
+/// Encodings of one's own, by their virtual functions alone.
+template <class Base>
+struct Own : Base {
+    const char16_t* getEncodingName() const override { return u"own"; }
+};
+struct OwnUtf16 : Own<BTCUTF16> {
+    char16_t convertUTF16(char16_t unit) const override { return unit ^ 0x5A5A; }
+};
+struct OwnUtf32 : Own<BTCUTF32> {
+    char32_t convertUTF32(char32_t value) const override { return value ^ 0x5A5A5A5A; }
+};
+struct OwnUtf32Encoder : Own<CTBUTF32> {
+    char32_t convertUTF32(char32_t value) const override { return value ^ 0x5A5A5A5A; }
+};
+struct OwnDecoder : Own<BTCSingleByte> {
+    char16_t convertByte(signed char byte) const override {
+        return byte == 0 ? ReplacementCharacter
+                         : static_cast<char16_t>(0x400 + static_cast<uint8_t>(byte));
+    }
+};
+struct OwnEncoder : Own<CTBSingleByte> {
+    signed char convertChar(char16_t unit) const override {
+        return unit > 0x400 && unit < 0x500 ? static_cast<signed char>(unit - 0x400) : '\0';
+    }
+};
+
+TEST(ConverterBases, ConvertThroughTheirVirtualFunction) {
+    OwnUtf16 utf16;
+    EXPECT_EQ(decode(utf16, "\x1B\x5A\x67\x64"s), u"A\x3E3D"s);
+    OwnUtf32 utf32;
+    OwnUtf32Encoder utf32Encoder;
+    const Units text = u"A😀\uFFFD"s;
+    EXPECT_EQ(encode(utf32Encoder, u"A"), "\x1B\x5A\x5A\x5A");
+    EXPECT_EQ(decode(utf32, encode(utf32Encoder, text)), text);
+    OwnDecoder decoder;
+    EXPECT_EQ(decode(decoder, "\x01\0\xFF"s), u"\x0401\xFFFD\x04FF");
+    OwnEncoder encoder;
+    EXPECT_EQ(encode(encoder, u"\x0401\x0000X\x04FF"s), "\x01\0?\xFF"s);
+}
+
+TEST(SingleByte, EncodesWhatItDecodesAndNothingElse) {
+    const std::pair<const char16_t*, uint32_t> rows[] = {
+        // the hash of all that it decodes was calculated by another implementation
+        {u"ASCII", 0x8800D5C5},
+        {u"ISO8859_1", 0x90A458C5},
+        {u"CP437", 0x4D308040},
+        {u"CP1252", 0x894FD128},
+    };
+    for (const auto& [name, hash] : rows) {
+        SCOPED_TRACE(String(name));
+        const Reference<ByteToCharConverter> decoder(ByteToCharConverter::getConverter(name));
+        const Reference<CharToByteConverter> encoder(CharToByteConverter::getConverter(name));
+        std::map<char16_t, Bytes> known;
+        uint32_t found = 2166136261;
+        for (int byte = 0; byte < 256; ++byte) {
+            const Bytes input(1, static_cast<char>(byte));
+            const Units units = decode(*decoder, input);
+            known[units.at(0)] = input;
+            found = (found ^ units[0]) * 16777619;
+        }
+        EXPECT_EQ(found, hash);
+        known.erase(ReplacementCharacter);
+        for (char32_t unit = 0; unit < 0x10000; ++unit) {
+            const auto expected = known.find(static_cast<char16_t>(unit));
+            if (!isSurrogate(unit)) {
+                ASSERT_EQ(encode(*encoder, Units(1, static_cast<char16_t>(unit))),
+                          expected == known.end() ? "?" : expected->second);
+            }
+        }
+    }
+}
+
+TEST(SingleByte, WritesOnlyASubstitutionOfOneUnitOrThrows) {
+    BTCCP1252 decoder;
+    CTBCP1252 encoder;
+    EXPECT_EQ(decode(decoder, "a\x81z"), u"a\uFFFDz");
+    EXPECT_EQ(encode(encoder, u"a漢😀z"), "a??z");
+    for (int32_t length : {0, 1, 2, 3}) {
+        decoder.setSubstitutionChars(u"abc", length);
+        EXPECT_EQ(decode(decoder, "z\x81z"), length == 1 ? u"zaz" : u"zz");
+        encoder.setSubstitutionBytes(reinterpret_cast<const signed char*>("abc"), length);
+        EXPECT_EQ(encode(encoder, u"z漢😀z"), length == 1 ? "zaaz" : "zz");
+    }
+    // A byte that is dropped needs no room, the others do.
+    Bytes rest;
+    convertPieces<Units>(decoder, "\x81\x8D\x41"s, 3, 0, &rest);
+    EXPECT_EQ(rest, "A");
+    decoder.setSubstitutionMode(false);
+    EXPECT_EQ(decode(decoder, "\x80"), u"€");
+    EXPECT_THROW(decode(decoder, "\x81"), UnmappableCharacterException);
+    encoder.setSubstitutionMode(false);
+    EXPECT_THROW(encode(encoder, u"漢"), UnmappableCharacterException);
+    EXPECT_THROW(encode(encoder, u"😀"), UnmappableCharacterException);
+}
+
+TEST(Amp7, WritesAndReadsBack) {
+    const std::pair<Units, Bytes> rows[] = {
+        {u"a&b"s, "a&AMP;b"},
+        {u"\t\n\r ~\"'"s, "\t\n\r ~\"'"},
+        {u"\x0000\x0001\x001F"s, "&_0;&_1;&_1F;"},
+        {u"\x007F"s, "&_7F;"},
+        {u"é€"s, "&_E9;&_20AC;"},
+        {u"😀"s, "&_1F600;"},
+        {u"\U000FFFFF"s, "&_FFFFF;"},
+        {u"text &_41; as text"s, "text &AMP;_41; as text"},
+    };
+    CTBAMP7 encoder;
+    BTCAMP7 decoder;
+    for (const auto& [text, bytes] : rows) {
+        EXPECT_EQ(encode(encoder, text), bytes);
+        EXPECT_EQ(decode(decoder, bytes), text);
+    }
+}
+
+TEST(Amp7Decoder, ReadsWhatTheEncoderNeverWrites) {
+    // What is invalid, as an escape of six digits, costs one byte; the rest is text again.
+    std::vector<std::pair<Bytes, Units>> rows = {
+        {"&QUOT;&APOS;&AMP;", u"\"'&"s},
+        {"&_e9;&_E9;&_0e9;&_000E9;", u"éééé"s},
+        {"&_;", u"\x0000"s},
+        {"\x7F\x01", u"\x007F\x0001"s},
+        {"&quot;&amp;", u"\uFFFDquot;\uFFFDamp;"s},
+        {"&AMPX;", u"\uFFFDAMPX;"s},
+        {"& ", u"\uFFFD "s},
+        {"&&AMP;", u"\uFFFD&"s},
+        {"&_0000E9;", u"\uFFFD_0000E9;"s},
+        {"&_12G;", u"\uFFFD_12G;"s},
+        {"&_FFFD;", u"\uFFFD_FFFD;"s},
+        {"\x80z\xFF", u"\uFFFDz\uFFFD"s},
+    };
+    // Runs of plain text that are longer than a step of the decoder.
+    rows.emplace_back(Bytes(1500, 'a') + "&AMP;" + Bytes(700, 'b') + "\x80",
+                      Units(1500, u'a') + u"&" + Units(700, u'b') + u"\uFFFD");
+    BTCAMP7 decoder;
+    Bytes rest;
+    for (const auto& [bytes, text] : rows) {
+        for (size_t piece = 1; piece <= bytes.size(); ++piece)
+            EXPECT_EQ(convertPieces<Units>(decoder, bytes, piece, 2), text) << bytes;
+    }
+    for (const Bytes& whole : {"&QUOT;"s, "&APOS;"s, "&AMP;"s, "&_1F600;"s, "&_;"s}) {
+        for (size_t length = 1; length < whole.size(); ++length) {
+            const Bytes cut = whole.substr(0, length); // waits for its end
+            EXPECT_EQ(convertPieces<Units>(decoder, "ab" + cut, 99, 99, &rest), u"ab");
+            EXPECT_EQ(rest, cut);
+        }
+    }
+    for (const char* bytes : {"&_D800;", "&_dfff;", "&_0DC00;"})
+        EXPECT_EQ(descriptionOf<InvalidCharacterException>([&] { decode(decoder, bytes); }),
+                  "Invalid AMP-7 sequence (decoded chars in surrogate range)");
+}
+
+TEST(Amp7Decoder, SubstitutesOrThrows) {
+    BTCAMP7 decoder;
+    decoder.setSubstitutionChars(u"<>", 2);
+    EXPECT_EQ(decode(decoder, "a\x80&x"), u"a<><>x");
+    for (const Bytes& bytes : {"\x80z"s, "&_1F600;"s}) { // written only whole, as a pair is
+        Bytes rest;
+        EXPECT_EQ(convertPieces<Units>(decoder, bytes, 9, 1, &rest), u"");
+        EXPECT_EQ(rest, bytes);
+    }
+    decoder.setSubstitutionMode(false);
+    for (const char* bytes : {"\x80", "&x", "&_FFFD;"})
+        EXPECT_THROW(decode(decoder, bytes), UnmappableCharacterException) << bytes;
+}
+
+TEST(Amp7Encoder, WritesOnlyWholeWhatHasAForm) {
+    CTBAMP7 encoder;
+    const std::pair<Units, size_t> rows[] = {
+        {u"&"s, 5},
+        {u"é"s, 5},
+        {u"\U000FFFFF"s, 8},
+        {u"\U00100000"s, 2}, // more than five digits: one byte stays free behind the substitution
+    };
+    for (const auto& [text, room] : rows) {
+        for (size_t capacity = 0; capacity <= room; ++capacity)
+            EXPECT_EQ(convertPieces<Bytes>(encoder, text, 9, capacity).empty(), capacity < room);
+    }
+    EXPECT_EQ(encode(encoder, u"a\U00100000\U0010FFFFz"), "a??z");
+    EXPECT_EQ(encode(encoder, u"\xDC00"), "&_DC00;");
+    Units rest;
+    EXPECT_EQ(convertPieces<Bytes>(encoder, u"ab\xD83D"s, 9, 9, &rest), "ab");
+    EXPECT_EQ(rest, u"\xD83D");
+    EXPECT_EQ(descriptionOf<InvalidCharacterException>([&] { encode(encoder, u"\xD83D "); }),
+              "leading surrogate without trailing");
+    encoder.setSubstitutionMode(false);
+    EXPECT_THROW(encode(encoder, u"\U00100000"), UnmappableCharacterException);
+    EXPECT_EQ(encode(encoder, u"\U000FFFFF"), "&_FFFFF;");
+}
+
+} // namespace
