@@ -1,11 +1,7 @@
 #pragma once
 
-#include <filesystem>
-#include <iterator>
-#include <string>
 #include <string_view>
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <qx/core/Exception.h>
@@ -38,16 +34,34 @@ inline std::string readAll(qx::io::InputStream& in) {
     return all;
 }
 
-/// Number of entries of a folder under /proc/self; opening the folder is not counted.
-inline int64_t countOwn(const char* folder) {
-    const std::filesystem::directory_iterator entries(std::string("/proc/self/") + folder);
-    return std::distance(begin(entries), end(entries));
-}
-
 /// True when this process has a child, running or not waited for.
 inline bool hasChildren() {
     siginfo_t info;
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
+
+/// Expects, at its end, that no child is left and no descriptor or thread more than at its begin.
+class NothingLeft {
+public:
+    NothingLeft() {
+        std::thread([] {}).join(); // from the first on the thread sanitizer has one of its own
+        m_descriptors = countOwn("fd");
+        m_threads = countOwn("task");
+    }
+    ~NothingLeft() {
+        EXPECT_TRUE(eventually([this] {
+            return !hasChildren() && countOwn("fd") == m_descriptors &&
+                   countOwn("task") <= m_threads;
+        }));
+    }
+    NothingLeft(const NothingLeft&) = delete;
+    NothingLeft& operator=(const NothingLeft&) = delete;
+
+    int64_t moreDescriptors() const { return countOwn("fd") - m_descriptors; }
+    int64_t moreThreads() const { return countOwn("task") - m_threads; }
+
+private:
+    int64_t m_descriptors, m_threads;
+};
 
 } // namespace qxtest

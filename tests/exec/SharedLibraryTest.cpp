@@ -1,5 +1,4 @@
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <qx/core/String.h>
 #include <qx/exec/SharedLibrary.h>
@@ -37,45 +36,37 @@ TEST(SharedLibrary, FindsFunctionsToCall) {
     const SharedLibrary library(u"libm.so.6");
     const auto cosine = reinterpret_cast<double (*)(double)>(library.getSymbol(u"cos"));
     EXPECT_EQ(cosine(0), 1.0);
-    for (const char16_t* name : {u"qx_no_such_symbol", u"", u"c\u00F6s"}) {
+    for (const char16_t* name :
+         {u"qx_no_such_symbol", u"", u"c\u00F6s", static_cast<const char16_t*>(nullptr)}) {
         EXPECT_EQ(expectThrows<ResultException>(u"Failed to get symbol.",
                                                 [&] { library.getSymbol(name); }),
-                  static_cast<int32_t>(0x8007007Fu));
+                  name ? static_cast<int32_t>(0x8007007Fu) : result::NullPointer);
     }
-    EXPECT_EQ(expectThrows<ResultException>(u"Failed to get symbol.",
-                                            [&] { library.getSymbol(nullptr); }),
-              result::NullPointer);
 }
 
 TEST(SharedLibrary, TellsWhyItCannotBeOpened) {
     const TemporaryFolder folder;
     writeFile(folder.path("text"), "no library");
     writeFile(folder.path("short"), "\x7F");
-    writeFile(folder.path("damaged"), "\x7F"
-                                      "ELF and then nothing of the kind");
+    writeFile(folder.path("damaged"), "\177ELF and then nothing of the kind");
     const auto in = [&folder](const char* name) { return String::fromUtf8(folder.path(name)); };
-    const struct {
-        String path;
-        uint32_t code;
-    } cases[] = {
-        {String(u"libqx-no-such-library.so.1"), 0x8007007E},
+    const std::pair<String, uint32_t> cases[] = {
+        {u"libqx-no-such-library.so.1"_qs, 0x8007007E},
         {in("missing"), 0x80070002},
         {in("text"), 0x800700C1},
         {in("short"), 0x800700C1},
         {in("damaged"), 0x8007007E},
         {String::fromUtf8(folder.path()), 0x80070005},
         {String(), 0x80070002},
-        {String(u"c:\\library"), 0x80070002},
+        {u"c:\\library"_qs, 0x80070002},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.path.toUtf8());
-        EXPECT_EQ(expectThrows<ResultException>(u"Failed to open shared library.",
-                                                [&] { SharedLibrary(c.path.getData()); }),
-                  static_cast<int32_t>(c.code));
-    }
-    EXPECT_EQ(expectThrows<ResultException>(u"Failed to open shared library.",
-                                            [] { SharedLibrary(nullptr); }),
-              result::NullPointer);
+    const auto codeOf = [](const char16_t* path) {
+        return expectThrows<ResultException>(u"Failed to open shared library.",
+                                             [&] { SharedLibrary library(path); });
+    };
+    for (const auto& [path, code] : cases)
+        EXPECT_EQ(codeOf(path.getData()), static_cast<int32_t>(code)) << path.toUtf8();
+    EXPECT_EQ(codeOf(nullptr), result::NullPointer);
 }
 
 TEST(LibraryHandle, IsOpenedByLiveModulesAndClosedByAny) {

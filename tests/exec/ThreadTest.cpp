@@ -1,29 +1,22 @@
+#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <csignal>
 #include <fstream>
 #include <memory>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
 #include <qx/platform/native.h>
-#include <qx/platform/result.h>
 #include <qx/platform/thread.h>
 #include <qx/sync/Gate.h>
 #include <qx/sync/Semaphore.h>
 
 #include "tests/exec/ExecTesting.h"
-#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Sanitized.h"
+#include "tests/support/SignalStorm.h"
 
 using namespace qx;
 using namespace qx::exec;
@@ -60,40 +53,28 @@ protected:
     sync::Gate m_gone;
 };
 
-TEST(Thread, HandsBackTheWholePointer) {
-    void* const values[] = {nullptr, &s_value, reinterpret_cast<void*>(~uintptr_t{0}),
-                            reinterpret_cast<void*>(uintptr_t{1} << 40)};
-    for (void* value : values) {
-        Thread thread(makeRunnable([value] { return value; }));
-        thread.start();
-        EXPECT_EQ(thread.join(), value);
-    }
-    // A callable without a result that cannot be copied.
-    Thread withoutResult(makeRunnable([owned = std::make_unique<int>(7)] { ++*owned; }));
-    withoutResult.start();
-    EXPECT_EQ(withoutResult.join(), nullptr);
+/// What a thread hands back that runs the body.
+template <class Body>
+void* resultOfThread(Body body) {
+    Thread thread(makeRunnable(std::move(body)));
+    thread.start();
+    return thread.join();
 }
 
-TEST(Thread, ExceptionsEndInTheThread) {
-    const Reference<IRunnable> throwing[] = {
-        makeRunnable([]() -> void* { throw IllegalStateException(u"lost"); }),
-        makeRunnable([]() -> void* { throw std::bad_alloc(); }),
-        makeRunnable([]() -> void* { throw 42; }),
-    };
-    for (const auto& runnable : throwing) {
-        Thread thread(runnable);
-        thread.start();
-        EXPECT_EQ(thread.join(), nullptr);
-    }
+TEST(Thread, HandsBackTheWholePointerAndNullForAnException) {
+    for (void* const value :
+         {static_cast<void*>(nullptr), static_cast<void*>(&s_value),
+          reinterpret_cast<void*>(~uintptr_t{0}), reinterpret_cast<void*>(uintptr_t{1} << 40)})
+        EXPECT_EQ(resultOfThread([value] { return value; }), value);
+    // A callable without a result that cannot be copied.
+    EXPECT_EQ(resultOfThread([owned = std::make_unique<int>(7)] { ++*owned; }), nullptr);
+    EXPECT_EQ(resultOfThread([]() -> void* { throw IllegalStateException(u"lost"); }), nullptr);
+    EXPECT_EQ(resultOfThread([]() -> void* { throw std::bad_alloc(); }), nullptr);
+    EXPECT_EQ(resultOfThread([]() -> void* { throw 42; }), nullptr);
 }
 
 TEST_F(ThreadTest, MayEndItselfInTheMiddle) {
-    {
-        Thread thread(makeRunnable([task = makeTask()] { pthread_exit(task->run()); }));
-        thread.start();
-        EXPECT_EQ(thread.join(), &s_value);
-        EXPECT_FALSE(m_gone.tryWait());
-    }
+    EXPECT_EQ(resultOfThread([task = makeTask()] { pthread_exit(task->run()); }), &s_value);
     EXPECT_TRUE(m_gone.tryWait()); // the thread's reference is not lost
 }
 
@@ -146,33 +127,27 @@ TEST(Thread, FailedStartLeavesItAsItWas) {
 
 TEST(Thread, DoesNotJoinItself) {
     sync::Gate started;
-    std::unique_ptr<Thread> thread;
     int32_t code = 0;
-    thread = std::make_unique<Thread>(makeRunnable([&] {
+    Thread* self = nullptr;
+    Thread thread(makeRunnable([&] {
         started.wait();
-        code = expectThrows<ResultException>(u"thread join failed", [&] { thread->join(); });
+        code = expectThrows<ResultException>(u"thread join failed", [&] { self->join(); });
     }));
-    thread->start();
+    self = &thread;
+    thread.start();
     started.open();
-    thread->join();
+    thread.join();
     EXPECT_EQ(code, result::Deadlock);
 }
 
 TEST_F(ThreadTest, GoesOnWithoutItsObject) {
-    sync::Gate mayEnd, ended;
-    Reference<Task> task = makeTask();
+    sync::Gate mayEnd;
     {
-        Thread thread(makeRunnable([&, task] {
-            mayEnd.wait();
-            task->run();
-            ended.open();
-        }));
+        Thread thread(makeRunnable([&, task = makeTask()] { mayEnd.wait(); }));
         thread.start();
     }
-    task.reset();
     EXPECT_FALSE(m_gone.wait(20));
     mayEnd.open();
-    ended.wait();
     m_gone.wait(); // hangs if the thread has not released its runnable
 }
 
@@ -266,17 +241,20 @@ TEST(Thread, GetsTheStackThatIsAskedFor) {
         thread.setStackSize(size);
         thread.start();
         thread.join();
-        EXPECT_GE(got, size);
-        EXPECT_GE(got, 65536u);
+        EXPECT_GE(got, std::max(size, 65536u));
         EXPECT_LT(got, size + (2u << 20)); // sanitizers add their own
     }
 }
 
-TEST(Thread, SleepsNoShorterThanAsked) {
+TEST(Thread, SleepsNoShorterThanAskedThroughSignals) {
     using namespace std::chrono;
-    auto start = steady_clock::now();
+    const SignalStorm storm;
+    const auto begin = steady_clock::now();
+    Thread::sleep(100);
+    EXPECT_GE(steady_clock::now() - begin, milliseconds(100));
+    const auto middle = steady_clock::now();
     Thread::sleepFor(microseconds(1500));
-    EXPECT_GE(steady_clock::now() - start, microseconds(1500));
+    EXPECT_GE(steady_clock::now() - middle, microseconds(1500));
     Thread::sleepFor(hours::min());
     Thread::sleepUntil(steady_clock::time_point::min());
     const auto end = system_clock::now() + milliseconds(2);
@@ -288,9 +266,9 @@ TEST(Thread, ManyStartAndEndAtOnce) {
     constexpr int Starters = 4, Rounds = 250;
     std::atomic<int> runs{0};
     sync::Semaphore dropped(0);
-    std::vector<std::unique_ptr<Thread>> starters;
+    std::vector<std::jthread> starters;
     for (int i = 0; i < Starters; ++i) {
-        starters.push_back(std::make_unique<Thread>(makeRunnable([&] {
+        starters.emplace_back([&] {
             for (int round = 0; round < Rounds; ++round) {
                 Thread joined(makeRunnable([&runs] { ++runs; }));
                 Thread left(makeRunnable([&] { dropped.signal(); }), u"left");
@@ -298,13 +276,11 @@ TEST(Thread, ManyStartAndEndAtOnce) {
                 left.start();
                 joined.join();
             }
-        })));
-        starters.back()->start();
+        });
     }
-    for (const auto& starter : starters)
-        starter->join();
     for (int i = 0; i < Starters * Rounds; ++i)
         dropped.wait();
+    starters.clear();
     EXPECT_EQ(runs, Starters * Rounds);
 }
 
@@ -331,27 +307,6 @@ TEST(ThreadHandle, RefusesWhatItCannotStartOrJoin) {
     EXPECT_EQ(QXThreadJoin(handle, nullptr), result::NullPointer);
     EXPECT_EQ(QXThreadJoin(handle, &value), result::Ok);
     EXPECT_EQ(value, &id);
-}
-
-TEST(ThreadHandle, SleepsThroughSignals) {
-    using Clock = std::chrono::steady_clock;
-    struct sigaction action {};
-    struct sigaction previous {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &action, &previous);
-    const auto begin = Clock::now();
-    auto end = begin;
-    qxtest::BlockingThread sleeper([&end] {
-        QXThreadSleep(100);
-        end = Clock::now();
-    });
-    while (!sleeper.isFinished()) {
-        pthread_kill(sleeper.thread().native_handle(), SIGUSR1);
-        QXThreadSleep(5);
-    }
-    sleeper.join();
-    sigaction(SIGUSR1, &previous, nullptr);
-    EXPECT_GE(end - begin, std::chrono::milliseconds(100));
 }
 
 TEST(ThreadHandle, HasAnotherNumberInAForkedChild) {

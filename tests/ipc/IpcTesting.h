@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -41,11 +42,11 @@ bool eventually(Predicate predicate) {
 template <class T>
 class SharedStruct {
 public:
-    explicit SharedStruct(const std::string& name) {
+    explicit SharedStruct(std::string name) : m_name(std::move(name)) {
         void* address = nullptr;
-        if (QXSharedMemOpen(name.c_str(), QX_SHAREDMEM_CREATE, 0, sizeof(T), &m_handle) < 0 ||
+        if (QXSharedMemOpen(m_name.c_str(), QX_SHAREDMEM_CREATE, 0, sizeof(T), &m_handle) < 0 ||
             QXSharedMemAttach(m_handle, 0xC0000000, &address) < 0) {
-            std::fprintf(stderr, "cannot share %s\n", name.c_str());
+            std::fprintf(stderr, "cannot share %s\n", m_name.c_str());
             std::abort();
         }
         m_struct = static_cast<T*>(address);
@@ -57,10 +58,12 @@ public:
     SharedStruct(const SharedStruct&) = delete;
     SharedStruct& operator=(const SharedStruct&) = delete;
 
+    const std::string& name() const { return m_name; }
     T* operator->() const { return m_struct; }
     T& operator*() const { return *m_struct; }
 
 private:
+    const std::string m_name;
     QXHandle m_handle = 0;
     T* m_struct = nullptr;
 };
@@ -77,11 +80,10 @@ inline int filesNamed(const std::string& token) {
     return count;
 }
 
-inline int openDescriptors() {
-    int count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++count;
-    return count;
+/// Number of entries of a folder under /proc/self; opening the folder is not counted.
+inline int64_t countOwn(const char* folder) {
+    const std::filesystem::directory_iterator entries(std::string("/proc/self/") + folder);
+    return std::distance(begin(entries), end(entries));
 }
 
 /// Skips a test, with the reason, on a machine without objects between processes.

@@ -1,28 +1,23 @@
-#include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <optional>
-#include <thread>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
-#include <qx/core/Exception.h>
-#include <qx/core/String.h>
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SharedMemory.h>
 #include <qx/platform/sync.h>
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
+#include "tests/support/RefusedCall.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -154,25 +149,17 @@ TEST(SharedMemory, AttachesAndDetachesByTheRules) {
 TEST(SharedMemory, FailuresCarryCodeAndMessageAndLeaveNothingOpen) {
     const std::string name = uniqueName("block");
     const SharedMemory memory(name.c_str(), 1, QX_SHAREDMEM_CREATE, 0);
-    const int before = openDescriptors();
-    const auto failure = [](const std::string& block,
-                            unsigned flags) -> std::optional<ResultException> {
-        try {
-            const SharedMemory failing(block.c_str(), 0, flags, 0);
-        } catch (const ResultException& e) {
-            return e;
-        }
-        return std::nullopt;
+    const int64_t before = countOwn("fd");
+    const auto opening = [](const std::string& block, unsigned flags) {
+        return [=] { SharedMemory(block.c_str(), 0, flags, 0); };
     };
-    const auto opening = failure(uniqueName("missing"), 0);
-    ASSERT_TRUE(opening);
-    EXPECT_EQ(opening->getResult(), result::NotFound);
-    EXPECT_EQ(opening->getDescription(), u"Failed to open shared memory.");
-    const auto attaching = failure(name, QX_SHAREDMEM_READ_ONLY); // a block that cannot be written
-    ASSERT_TRUE(attaching);
-    EXPECT_EQ(attaching->getResult(), result::AccessDenied);
-    EXPECT_EQ(attaching->getDescription(), u"Failed to attach shared memory");
-    EXPECT_EQ(openDescriptors(), before);
+    const auto missing = opening(uniqueName("missing"), 0);
+    EXPECT_EQ(failureOf(missing), result::NotFound);
+    EXPECT_EQ(descriptionOf(missing), "Failed to open shared memory.");
+    const auto unwritable = opening(name, QX_SHAREDMEM_READ_ONLY);
+    EXPECT_EQ(failureOf(unwritable), result::AccessDenied);
+    EXPECT_EQ(descriptionOf(unwritable), "Failed to attach shared memory");
+    EXPECT_EQ(countOwn("fd"), before);
 }
 
 TEST(SharedMemory, ForOthersHasExactlyTheAskedPermissions) {
@@ -294,20 +281,12 @@ const ChildEntry stoppedPeer("stopped-in-set-up", [](const auto&) {
     const std::string folder = "/dev/shm/qx-" + std::to_string(geteuid());
     for (const char* kind : {"lock.", "memory."})
         lockFile(folder + "/" + kind + name, O_RDWR | O_CREAT, F_WRLCK);
-    std::atomic<int> started = 0;
-    const auto wait = [&](auto open) {
-        return std::thread([&started, open] {
-            ++started;
-            CHECK_IN_CHILD(open() == result::Busy);
-        });
-    };
-    std::thread lock = wait([&] {
+    std::thread lock([&] {
         QXHandle handle;
-        return QXMutexCreate(name.c_str(), QX_SYNC_SHARED, &handle);
+        CHECK_IN_CHILD(QXMutexCreate(name.c_str(), QX_SYNC_SHARED, &handle) == result::Busy);
     });
-    std::thread memory = wait([&] { return openResult(name, QX_SHAREDMEM_CREATE, 0, 1); });
-    while (started < 2)
-        std::this_thread::yield();
+    std::thread memory(
+        [&] { CHECK_IN_CHILD(openResult(name, QX_SHAREDMEM_CREATE, 0, 1) == result::Busy); });
     for (int i = 0; i < 20; ++i) {
         const SharedMemory other((name + ".other").c_str(), 1, QX_SHAREDMEM_CREATE, 0);
         const pid_t pid = fork();
@@ -329,14 +308,9 @@ int expectLackOf(const std::string& what) {
     for (const uint32_t permissions : {0u, 0044u})
         CHECK_IN_CHILD(openResult("m", QX_SHAREDMEM_CREATE, permissions, 1) ==
                        result::NotAvailable);
-    try {
-        const ipc::Semaphore semaphore("s", 1);
-    } catch (const ResultException& e) {
-        CHECK_IN_CHILD(e.getResult() == result::NotAvailable);
-        CHECK_IN_CHILD(e.getDescription() == String(lack));
-        return 0;
-    }
-    return 1;
+    const auto open = [] { ipc::Semaphore("s", 1); };
+    CHECK_IN_CHILD(failureOf(open) == result::NotAvailable && descriptionOf(open) == lack);
+    return 0;
 }
 
 const ChildEntry noMemoryFolder("no-memory-folder", [](const auto&) {
@@ -346,18 +320,7 @@ const ChildEntry noMemoryFolder("no-memory-folder", [](const auto&) {
 });
 
 const ChildEntry noDescriptionLocks("no-description-locks", [](const auto&) {
-    sock_filter rules[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fcntl, 0, 4),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
-        BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, F_OFD_GETLK, 0, 2),
-        BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, F_OFD_SETLKW, 1, 0),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+    if (!refuseCall(SYS_fcntl, EINVAL))
         return SkippedStatus;
     return expectLackOf("F_OFD_SETLK");
 });

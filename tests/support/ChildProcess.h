@@ -19,6 +19,7 @@ public:
 class ChildProcess {
 public:
     explicit ChildProcess(const std::string& entry, const std::vector<std::string>& arguments = {});
+    explicit ChildProcess(int forked) : m_pid(forked) {}
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
