@@ -1,15 +1,12 @@
 #include <algorithm>
 #include <filesystem>
-#include <string>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
 #include <qx/net/uri/FilePath.h>
 #include <qx/platform/files.h>
 #include <qx/platform/net.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
 
 using qx::String;
@@ -64,12 +61,7 @@ TEST_F(NetFilePath, SharesAreTakenApart) {
     EXPECT_EQ(path.getPath(), u"dir\\f.txt");
     EXPECT_EQ(FilePath(path).getUNCPath(), path.toString());
     EXPECT_EQ(FilePath(qx::util::FilePath(path)).getUNCPath(), path.toString());
-    try {
-        path.getNetwarePath();
-        FAIL();
-    } catch (const qx::ResultException& exception) {
-        EXPECT_EQ(exception.getResult(), static_cast<int32_t>(0x80004007));
-    }
+    qxtest::expectThrowsResult(qx::result::NotAvailable, [&] { path.getNetwarePath(); });
 }
 
 TEST_F(NetFilePath, LocalPathsBelongToThisMachine) {

@@ -1,22 +1,31 @@
 #include <functional>
-#include <memory>
-#include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>
 
-#include <gtest/gtest.h>
-
 #include <qx/net/netaddress.h>
-#include <qx/net/nettcp.h>
-#include <qx/net/nettcpserver.h>
+#include <qx/net/socketerror.h>
 
+#include "tests/ipc/IpcTesting.h"
 #include "tests/net/Loopback.h"
 
 namespace {
 
 using namespace qx::net;
 using namespace qxtest;
+
+/// Holds that the tests leave no descriptor open.
+class DescriptorCount : public testing::Environment {
+    void SetUp() override { m_before = countOwn("fd"); }
+    void TearDown() override {
+        EXPECT_EQ(countOwn("fd"), m_before) << "descriptors were left open";
+    }
+
+    int64_t m_before = 0;
+};
+
+const testing::Environment* const registered =
+    testing::AddGlobalTestEnvironment(new DescriptorCount);
 
 /// Arguments that every function takes.
 struct Arguments {
@@ -73,6 +82,7 @@ TEST(NetInterface, RefusesEveryNullPointer) {
         };
         (of(functions), ...);
     };
+    // The functions of clients are those of all workers.
     expectRefused(
         QxNetInetAddressGetAddressStr, QxNetInetAddressIsAddressAny,
         QxNetInetAddressIsAddressLoopback, QxNetInetAddressIsAddressNone,
@@ -82,19 +92,17 @@ TEST(NetInterface, RefusesEveryNullPointer) {
         QxNetTcpSocketShutdownInput, QxNetTcpSocketShutdownOutput, QxNetTcpSocketShutdownBoth,
         QxNetTcpClientSocketStaticCreate, QxNetTcpClientSocketBind, QxNetTcpClientSocketConnect,
         QxNetTcpClientSocketGetLocalAddress, QxNetTcpClientSocketGetsockopt,
-        QxNetTcpWorkerSocketGetsockopt, QxNetTcpClientSocketSetsockopt,
-        QxNetTcpWorkerSocketSetsockopt, QxNetTcpClientSocketRecv, QxNetTcpWorkerSocketRecv,
-        QxNetTcpClientSocketSend, QxNetTcpWorkerSocketSend, QxNetTcpServerSocketStaticCreate,
-        QxNetTcpServerSocketBindListAddAddrAny, QxNetTcpServerSocketBindListClear,
-        QxNetTcpServerSocketBindListSaveOneForNamedPipeReply, QxNetTcpServerSocketBind,
-        QxNetTcpServerSocketListen, QxNetTcpServerSocketSaveBoundAddresses,
-        QxNetTcpServerSocketAccept, QxNetTcpServerSocketAcceptSocket,
-        QxNetTcpServerSocketGetBoundAddress, QxNetTcpServerSocketBindListAddressesDiagnosticStrA,
+        QxNetTcpClientSocketSetsockopt, QxNetTcpClientSocketRecv, QxNetTcpClientSocketSend,
+        QxNetTcpServerSocketStaticCreate, QxNetTcpServerSocketBindListAddAddrAny,
+        QxNetTcpServerSocketBindListClear, QxNetTcpServerSocketBindListSaveOneForNamedPipeReply,
+        QxNetTcpServerSocketBind, QxNetTcpServerSocketListen,
+        QxNetTcpServerSocketSaveBoundAddresses, QxNetTcpServerSocketAccept,
+        QxNetTcpServerSocketAcceptSocket, QxNetTcpServerSocketGetBoundAddress,
+        QxNetTcpServerSocketBindListAddressesDiagnosticStrA,
         QxNetTcpServerSocketBoundListAddressesDiagnosticStrA);
     expectNullsRefused<1 << 2>(QxNetTcpSocketStaticGetaddrinfo, arguments);
     expectNullsRefused<1 << 2>(QxNetTcpServerSocketBindListAddAddrInfo, arguments);
     expectNullsRefused<0b1010101>(QxNetTcpClientSocketStaticSelect, arguments);
-    expectNullsRefused<0b1010101>(QxNetTcpWorkerSocketStaticSelect, arguments);
     EXPECT_EQ(QxNetTcpSocketGetId(nullptr), 0u);
     TcpSocket2* nothing = nullptr;
     EXPECT_EQ(QxNetTcpSocketStaticDestroy(&nothing), 0) << "what is null already is destroyed";
@@ -140,6 +148,42 @@ TEST(NetInterface, TextsHaveAnInAndOutLength) {
     int16_t truth = 7;
     EXPECT_EQ(QxNetInetAddressIsAddressAny(&other, &truth), QX_E_SOCKET_EINVAL);
     EXPECT_EQ(truth, 0);
+}
+
+std::u16string_view describe(ENUM_QX_E_SOCKET code) {
+    return QXGetDescriptionFromQX_E_SOCKET(code);
+}
+
+TEST(SocketError, NumbersBecomeCodesWithDescriptions) {
+    int codes = 0;
+    for (int number = 1; number <= 0xFFFF; ++number) {
+        SCOPED_TRACE(number);
+        const ENUM_QX_E_SOCKET code = QX_E_SOCKET_FROM_NUMBER(number);
+        const std::u16string_view text = describe(code);
+        const bool isKnown = text != u"FAIL";
+        const bool isOfSystem = isKnown && number >= 10004 && number <= 11004;
+        codes += isKnown;
+        EXPECT_EQ(QX_E_SOCKETFromNativeSocketError(number), isOfSystem ? code : QX_E_FAIL);
+        EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(number), isKnown ? code : QX_E_FAIL);
+        EXPECT_EQ(text.find(u' ') != text.npos, isKnown);
+        // Those of the system end with a blank but for one.
+        EXPECT_EQ(text.ends_with(u". "), isOfSystem && number != 10004);
+    }
+    EXPECT_EQ(codes, 71);
+    for (const int none : {0, -10022, 10022 + 0x10000}) { // the lower half alone is no number
+        EXPECT_EQ(QX_E_SOCKETFromNativeSocketError(none), none == 0 ? 0 : QX_E_FAIL);
+        EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(none), none == 0 ? 0 : QX_E_FAIL);
+    }
+    EXPECT_EQ(QX_E_SOCKET_EINVAL, static_cast<int32_t>(0x8BE32726u));
+    EXPECT_EQ(QX_E_SOCKET_EAI_NONAME, static_cast<int32_t>(0x8BE332C9u));
+    EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(2008), QX_E_SOCKET_EAI_MEMORY);
+    EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(14001), QX_E_SOCKET_EAI_NODATA);
+    EXPECT_EQ(describe(0), u"OK");
+    EXPECT_EQ(describe(10022), u"FAIL");
+    EXPECT_EQ(describe(QX_E_SOCKET_EINVAL), u"EINVAL An invalid argument was supplied. ");
+    EXPECT_EQ(describe(QX_E_SOCKET__E_NO_MORE),
+              u"_E_NO_MORE No more results can be returned by WSALookupServiceNext. ");
+    EXPECT_EQ(describe(QX_E_SOCKET_EAI_NONAME), u"EAI_NONAME NAME or SERVICE is unknown.");
 }
 
 } // namespace

@@ -1,7 +1,4 @@
 #include <chrono>
-#include <cstring>
-#include <gtest/gtest.h>
-#include <string>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 
@@ -14,9 +11,9 @@ namespace {
 using namespace qx::net;
 using namespace qxtest;
 
-using Diagnostics = ENUM_QX_E_SOCKET(TcpServerSocket2*, char*, uint32_t*);
-
-std::string listOf(TcpServerSocket2& server, Diagnostics* list) {
+std::string bindList(TcpServerSocket2& server,
+                     decltype(QxNetTcpServerSocketBindListAddressesDiagnosticStrA)* list =
+                         QxNetTcpServerSocketBindListAddressesDiagnosticStrA) {
     char buffer[1000];
     uint32_t length = sizeof buffer;
     EXPECT_EQ(list(&server, buffer, &length), 0);
@@ -24,12 +21,8 @@ std::string listOf(TcpServerSocket2& server, Diagnostics* list) {
     return buffer;
 }
 
-std::string bindList(TcpServerSocket2& server) {
-    return listOf(server, QxNetTcpServerSocketBindListAddressesDiagnosticStrA);
-}
-
 std::string boundList(TcpServerSocket2& server) {
-    return listOf(server, QxNetTcpServerSocketBoundListAddressesDiagnosticStrA);
+    return bindList(server, QxNetTcpServerSocketBoundListAddressesDiagnosticStrA);
 }
 
 TEST(TcpServerSocket2, FillsTheBindList) {
@@ -173,6 +166,7 @@ TEST(TcpServerSocket2, RestartsAtOnceOnItsPortAndAlone) {
     EXPECT_EQ(second->bindListAddAddrAny(port), 0);
     EXPECT_EQ(second->bind(), 0) << "past the lingering connection";
     EXPECT_EQ(LoopbackServer(port).bound, QX_E_SOCKET_EADDRINUSE) << "the second does not listen";
+    EXPECT_EQ(second->listen(0), 0) << "past it again";
     EXPECT_EQ(second->saveBoundAddresses(), 0);
     EXPECT_EQ(second->getBoundCount(), 2u);
 }
@@ -203,19 +197,15 @@ TEST(TcpServerSocket2, KeepsOneAddressForTheNamedPipeReply) {
     EXPECT_EQ(bindList(*server), "");
     EXPECT_EQ(server->saveBoundAddresses(), 0);
     EXPECT_EQ(boundList(*server), "10.1.2.3:99") << "in spite of the listening sockets";
-    const struct {
-        uint32_t index;
-        size_t room, length;
-        ENUM_QX_E_SOCKET code;
-    } cases[] = {
-        {0, 16, 16, 0}, {1, 128, 0, QX_E_SOCKET_EADDRNOTAVAIL}, {0, 15, 0, QX_E_SOCKET_EMSGSIZE}};
-    for (const auto& c : cases) {
+    using Answer = std::pair<ENUM_QX_E_SOCKET, size_t>;
+    const auto bound = [&](uint32_t index, size_t room) {
         signed char place[128];
-        size_t length = c.room;
-        EXPECT_EQ(QxNetTcpServerSocketGetBoundAddress(server.get(), c.index, place, &length),
-                  c.code);
-        EXPECT_EQ(length, c.length);
-    }
+        const auto code = QxNetTcpServerSocketGetBoundAddress(server.get(), index, place, &room);
+        return Answer(code, room);
+    };
+    EXPECT_EQ(bound(0, 16), Answer(0, 16));
+    EXPECT_EQ(bound(1, 128), Answer(QX_E_SOCKET_EADDRNOTAVAIL, 0));
+    EXPECT_EQ(bound(0, 15), Answer(QX_E_SOCKET_EMSGSIZE, 0));
     // The kept one is used up.
     server->boundListClear();
     EXPECT_EQ(server->saveBoundAddresses(), 0);

@@ -3,11 +3,7 @@
 #include <fstream>
 #include <random>
 #include <sstream>
-#include <string>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
 #include <qx/net/uri/QueryKey.h>
 #include <qx/net/uri/URI.h>
 #include <qx/text/charset/EncodingException.h>
