@@ -63,23 +63,7 @@ private:
     const Reference<HashMap> m_entries{new HashMap()};
 };
 
-/// Claims a size and has no entries.
-class ClaimingMap : public PlainMap {
-public:
-    explicit ClaimingMap(int size) : m_size(size) {}
-    int getSize() const override { return m_size; }
-
-private:
-    int m_size;
-};
-
 } // namespace
-
-TEST(HashMap, HashesAreUnsigned) {
-    HashMap map(101, 0.75F);
-    putItems(map, {60, -2, 70}); // 2^32 - 2 is 66 modulo 101
-    EXPECT_EQ(keysOf(map), (Values{70, -2, 60}));
-}
 
 TEST(HashMap, FindsKeysAsTheComparatorWouldWithoutAskingIt) {
     /// Asks the objects, as the default comparator does, but is another class.
@@ -103,37 +87,32 @@ TEST(HashMap, FindsKeysAsTheComparatorWouldWithoutAskingIt) {
         (new qx::String(u"ag"))->GetUnknown(),
         Element(),
     };
-    for (const Element& key : keys) {
-        int32_t results[2] = {};
-        for (HashMap* map : {&fast, &plain}) {
-            int32_t& result = results[map == &plain];
-            result = qx::resultOf([&] { map->put(key, item(map->getSize())); });
-        }
-        EXPECT_EQ(results[0], results[1]);
-    }
+    const auto put = [](HashMap& map, const Element& key) {
+        return qx::resultOf([&] { map.put(key, item(map.getSize())); });
+    };
+    const auto found = [](HashMap& map, const Element& key) {
+        int value = -2;
+        return std::pair(qx::resultOf([&] { value = valueOf(map.get(key)); }), value);
+    };
+    for (const Element& key : keys)
+        EXPECT_EQ(put(fast, key), put(plain, key));
     EXPECT_EQ(fast.getSize(), plain.getSize());
-    for (const Element& key : keys) {
-        Element found[2];
-        const int32_t fastResult = qx::resultOf([&] { found[0] = fast.get(key); });
-        EXPECT_EQ(fastResult, qx::resultOf([&] { found[1] = plain.get(key); }));
-        EXPECT_EQ(valueOf(found[0]), valueOf(found[1]));
-    }
+    for (const Element& key : keys)
+        EXPECT_EQ(found(fast, key), found(plain, key));
     // An interface of the string other than its unknown one is no other key.
     qx::String sought(u"b");
     EXPECT_EQ(valueOf(fast.get(static_cast<IQXComparable*>(&sought))), 1);
 }
 
 TEST(HashMap, ComparatorIsAskedOnlyForEqualHashes) {
-    Values compared, values;
+    Values compared;
     int hashed = 0;
-    const auto keys = qx::makeReference<NumberComparator>(
+    const auto comparator = qx::makeReference<NumberComparator>(
         [&](int a, int b) {
             return compared.insert(compared.end(), {a, b}), a - b;
         },
         [&](int key) { return ++hashed, key % 10; });
-    const auto vals = qx::makeReference<NumberComparator>(
-        [&](int a, int b) { return values.push_back(b), a - b; });
-    HashMap map(keys, vals, 2, 0.75F);
+    HashMap map(comparator, comparator, 2, 0.75F);
     putItems(map, {1, 3, 13, 5, 7}); // through two growths
     EXPECT_EQ(compared, (Values{3, 13}));
     EXPECT_EQ(hashed, 5);
@@ -141,25 +120,8 @@ TEST(HashMap, ComparatorIsAskedOnlyForEqualHashes) {
     EXPECT_EQ(compared, (Values{3, 13, 3, 3}));
     map.containsKey(item(23));
     EXPECT_EQ(compared.size(), 8u); // both stored ones
-    EXPECT_EQ(values, Values());
-    EXPECT_TRUE(map.containsValue(item(130)));
-    EXPECT_EQ(values.back(), 130);
-    const HashMap copy(map); // shares the comparators, hashes each key again
+    const HashMap copy(map);        // shares the comparators, hashes each key again
     EXPECT_EQ(hashed, 5 + 2 + 5);
-}
-
-TEST(HashMap, EntriesOutliveTheMap) {
-    auto map = qx::makeReference<HashMap>();
-    putItems(*map, {1});
-    const Element element = map->createEntrySet()->createIterator()->next();
-    auto& entry = dynamic_cast<MapEntry&>(*element);
-    map.reset();
-    EXPECT_EQ(valueOf(entry.getKey()), 1);
-    EXPECT_EQ(valueOf(entry.setValue(nullptr)), 10);
-    EXPECT_EQ(entry.getValue(), nullptr);
-    EXPECT_EQ(entry.compareTo(qx::String()), 0);
-    EXPECT_TRUE(entry.equals(qx::String()));
-    EXPECT_EQ(entry.hashCode(), 0u);
 }
 
 TEST(HashMap, ViewsAreFixedInWhatTheyShow) {
@@ -174,15 +136,26 @@ TEST(HashMap, ViewsAreFixedInWhatTheyShow) {
     EXPECT_EQ(constant.createKeySet()->getSize() + constant.createEntrySet()->getSize() +
                   constant.createValueCollection()->getSize(),
               6);
+    const Element element = entries->createIterator()->next();
     EXPECT_TRUE(entries->removeAll(*entries));
     EXPECT_TRUE(map.isEmpty());
+    auto& entry = dynamic_cast<MapEntry&>(*element); // outlives its place
+    EXPECT_EQ(valueOf(entry.setValue(nullptr)), 20);
+    EXPECT_EQ(entry.compareTo(qx::String()), 0);
+    EXPECT_TRUE(entry.equals(qx::String()));
+    EXPECT_EQ(entry.hashCode(), 0u);
 }
 
-TEST(HashMap, IsComparedWithMapsOnly) {
+TEST(HashMap, IsComparedWithMapsOnlyAndASetWithSets) {
     const HashMap map;
     EXPECT_EQ(map.compareTo(map), 0);
     EXPECT_FALSE(map.equals(qx::String()));
     EXPECT_THROW(map.compareTo(qx::String()), qx::CastFailedException);
+    const HashSet set;
+    EXPECT_EQ(set.compareTo(set), 0);
+    EXPECT_EQ(set.hashCode(), 0u);
+    EXPECT_THROW(set.equals(map), qx::CastFailedException);
+    EXPECT_THROW(set.compareTo(ArrayList()), qx::CastFailedException);
 }
 
 TEST(HashMap, CopiesHaveRoomForTwiceTheEntriesOrTheSameTable) {
@@ -200,20 +173,12 @@ TEST(HashMap, CopiesHaveRoomForTwiceTheEntriesOrTheSameTable) {
 
 TEST(HashMap, RefusesTablesThatCannotBe) {
     const auto comparator = qx::collections::GetDefaultComparator();
-    const struct {
-        int capacity;
-        float load;
-    } rows[] = {{0, 0.75F}, {-1, 0.75F},   {INT32_MIN, 0.75F}, {1, 0.0F},
-                {1, -0.0F}, {101, -0.75F}, {101, NAN},         {101, -INFINITY}};
-    for (const auto& row : rows) {
-        EXPECT_THROW(HashMap(row.capacity, row.load), qx::RangeErrorException);
-        EXPECT_THROW(HashMap(comparator, comparator, row.capacity, row.load),
-                     qx::RangeErrorException);
-        if (row.capacity > 0) {
-            EXPECT_THROW(HashMap(HashMap(), row.load), qx::RangeErrorException);
-        }
+    for (const int capacity : {0, -1, INT32_MIN})
+        EXPECT_THROW(HashMap(capacity, 0.75F), qx::RangeErrorException);
+    for (const float load : {0.0F, -0.0F, -0.75F, NAN, -INFINITY}) {
+        EXPECT_THROW(HashMap(comparator, comparator, 101, load), qx::RangeErrorException);
+        EXPECT_THROW(HashMap(HashMap(), load), qx::RangeErrorException);
     }
-    EXPECT_THROW(HashMap(ClaimingMap(INT32_MAX / 2 + 1), 0.75F), std::length_error);
     expectThrowsResult(qx::result::NullPointer, [&] { HashMap(comparator, nullptr, 1, 1.0F); });
     expectThrowsResult(qx::result::NullPointer, [&] { HashMap(nullptr, comparator, 1, 1.0F); });
     // The table is the first allocation; it fails for want of memory, of which this has no need.
@@ -222,24 +187,24 @@ TEST(HashMap, RefusesTablesThatCannotBe) {
 }
 
 TEST(HashMap, ElementsThatGoMayUseTheMap) {
-    const Operation drops[] = {
-        [](HashMap& map) { map.put(item(5), nullptr); },
-        [](HashMap& map) { map.remove(item(5)); },
-        [](HashMap& map) { map.clear(); },
-        [](HashMap& map) { map.createKeySet()->clear(); },
-        [](HashMap& map) {
-            const auto entries = map.createEntrySet();
+    using Drop = std::function<void(Reference<HashMap> & map)>;
+    const Drop drops[] = {
+        [](auto& map) { map->put(item(5), nullptr); },
+        [](auto& map) { map->remove(item(5)); },
+        [](auto& map) { map->clear(); },
+        [](auto& map) { map->createKeySet()->clear(); },
+        [](auto& map) {
+            const auto entries = map->createEntrySet();
             entries->removeAll(*entries);
         },
-        [](HashMap& map) {
-            const auto values = map.createValueCollection();
-            const auto iterator = values->createIterator();
-            for (int i = 0; i < 3; ++i) {
+        [](auto& map) {
+            const auto iterator = map->createValueCollection()->createIterator();
+            while (iterator->hasNext()) {
                 iterator->next();
                 iterator->remove();
             }
         },
-        [](HashMap& map) { Reference<HashMap>::attach(&map).reset(); },
+        [](auto& map) { Reference<HashMap>::attach(map.detach()).reset(); },
     };
     const Operation farewells[] = {
         [](HashMap& map) { map.put(item(20), item(1)); },
@@ -254,7 +219,7 @@ TEST(HashMap, ElementsThatGoMayUseTheMap) {
             EXPECT_EQ(contentOf(map).size(), static_cast<std::size_t>(map.getSize()));
         },
     };
-    for (const Operation& drop : drops) {
+    for (const Drop& drop : drops) {
         for (const Operation& farewell : farewells) {
             SCOPED_TRACE(testing::Message() << &drop - drops << " and " << &farewell - farewells);
             auto map = qx::makeReference<HashMap>();
@@ -267,13 +232,11 @@ TEST(HashMap, ElementsThatGoMayUseTheMap) {
             map->put(item(106), nullptr);
             map->put((new Item(5, parting))->GetUnknown(), (new Item(1, parting))->GetUnknown());
             map->put(item(207), nullptr);
-            if (&drop == std::end(drops) - 1) {
-                drop(*map.detach());
-            } else {
-                try {
-                    drop(*map);
-                } catch (const qx::Exception&) { // an iterator on whose map the farewell was busy
-                }
+            try {
+                drop(map);
+            } catch (const qx::Exception&) { // an iterator on whose map the farewell was busy
+            }
+            if (map) {
                 EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
                 map->put(item(5), item(5));
                 EXPECT_EQ(valueOf(map->get(item(5))), 5);
@@ -360,24 +323,18 @@ TEST(HashMap, LongChainsAreReleasedWithoutRecursion) {
             return static_cast<int>(
                 std::exchange(hash, hash > UINT32_MAX - GrownLength ? 0 : hash + GrownLength));
         });
-    const auto longChain = [&] {
+    qx::makeReference<HashMap>()->createEntrySet()->createIterator(); // what is made once, is
+    const int64_t blocks = liveBlocks();
+    for (const bool isCleared : {true, false}) {
         auto map = qx::makeReference<HashMap>(comparator.get(), comparator.get(), Length, 10.0F);
         for (int i = 0; i < Keys; ++i)
             map->put(nullptr, nullptr);
         EXPECT_EQ(map->getCapacity(), GrownLength);
-        return map;
-    };
-    qx::makeReference<HashMap>()->createEntrySet()->createIterator(); // what is made once, is
-    const int64_t blocks = liveBlocks();
-    auto map = longChain();
-    Element entry = map->createEntrySet()->createIterator()->next();
-    map->clear();
-    entry.reset();
-    EXPECT_EQ(map->getSize(), 0);
-    map = longChain();
-    entry = map->createEntrySet()->createIterator()->next();
-    map.reset();
-    entry.reset();
+        const Element entry = map->createEntrySet()->createIterator()->next();
+        if (isCleared)
+            map->clear();
+        map.reset();
+    }
     EXPECT_EQ(liveBlocks(), blocks);
 }
 
@@ -387,13 +344,8 @@ TEST(TableSize, IsLimitedToWhatASizeCanSay) {
     EXPECT_EQ(tableLengthFor(6), 12);
     EXPECT_EQ(tableLengthFor(INT32_MAX / 2), INT32_MAX - 1);
     EXPECT_THROW(tableLengthFor(INT32_MAX / 2 + 1), std::length_error);
-    EXPECT_THROW(tableLengthFor(INT32_MAX), std::length_error);
-    EXPECT_EQ(grownTableLength(407), 815);
     EXPECT_EQ(grownTableLength(INT32_MAX / 2), INT32_MAX);
     EXPECT_THROW(grownTableLength(INT32_MAX / 2 + 1), std::length_error);
-    EXPECT_EQ(tableThreshold(101, 0.75F), 75);
-    EXPECT_EQ(tableThreshold(203, 0.75F), 152);
-    EXPECT_EQ(tableThreshold(1, 0.75F), 0);
     EXPECT_EQ(tableThreshold(INT32_MAX, 1.0F), INT32_MAX); // 2^31 in single precision
     EXPECT_EQ(tableThreshold(1 << 30, 1.9999999F), INT32_MAX - 127);
     EXPECT_EQ(tableThreshold(101, INFINITY), INT32_MAX);
@@ -431,26 +383,18 @@ TEST(AbstractMap, RemovesEveryEqualKeyAndReturnsTheLastValue) {
     EXPECT_TRUE(map.isEmpty());
 }
 
-TEST(HashSet, IsComparedWithSetsOnly) {
-    const HashSet set;
-    EXPECT_EQ(set.compareTo(set), 0);
-    EXPECT_EQ(set.hashCode(), 0u);
-    EXPECT_THROW(set.equals(HashMap()), qx::CastFailedException);
-    EXPECT_THROW(set.compareTo(ArrayList()), qx::CastFailedException);
-}
-
 TEST(HashSet, TakesElementsComparatorAndLengthFromOthers) {
     ArrayList list;
-    addItems(list, {11, 12, 21, 32, 3});
+    addItems(list, {11, 12, 21, 32, 3, -2}); // 2^32 - 2 is 66 modulo 101
     const auto comparator = qx::makeReference<NumberComparator>(
         [](int a, int b) { return a % 10 - b % 10; }, [](int number) { return number % 10; });
-    EXPECT_EQ(values(HashSet(list)), (Values{32, 21, 12, 11, 3}));
+    EXPECT_EQ(values(HashSet(list)), (Values{-2, 32, 21, 12, 11, 3}));
     const HashSet set(list, comparator);
-    EXPECT_EQ(values(set), (Values{3, 12, 11}));
+    EXPECT_EQ(values(set), (Values{-2, 3, 12, 11}));
     HashSet copy(set);
     EXPECT_FALSE(copy.add(item(41)));
     EXPECT_TRUE(HashSet(static_cast<const Collection&>(set)).add(item(41)));
     copy.clear();
-    EXPECT_EQ(set.getSize(), 3);
+    EXPECT_EQ(set.getSize(), 4);
     EXPECT_TRUE(HashSet(comparator).isEmpty());
 }

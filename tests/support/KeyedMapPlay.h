@@ -102,11 +102,13 @@ private:
         m_model.clear();
     }
     void requireSameContent() {
-        typename ModelMap<Rules>::Content content;
+        typename ModelMap<Rules>::Content content, walked;
         m_map.forEach([&](auto key, const qx::Object* object) {
             content.emplace_back(Key(key), valueIn(object));
         });
-        require(content == m_model.content(), "content");
+        for (const auto& [key, object] : m_map)
+            walked.emplace_back(Key(key), valueIn(object));
+        require(content == m_model.content() && walked == content, "content");
     }
     /// A set of the keys stays as it is when the map changes.
     void requireSameKeys() {
