@@ -135,25 +135,6 @@ const qxtest::ChildEntry registering("register", [](const auto& arguments) {
     return registerModule(arguments[1]) == result::Ok ? 0 : 2;
 });
 
-TEST_F(ComponentTest, InPlainCAreUsedThroughTheirTables) {
-    enter(modulePath("plain"), PLAIN_COUNTER_CLASS, PLAIN_COUNTER_NAME);
-    const PlainCounterTable** counter = nullptr;
-    ASSERT_EQ(QXComCreateObjectByProgID(u"Test.PlainCounter", nullptr, &PlainCounterId,
-                                        reinterpret_cast<void**>(&counter)),
-              result::Ok);
-    int32_t sum = 0;
-    EXPECT_EQ((*counter)->Add(counter, 20, &sum), result::Ok);
-    EXPECT_EQ(sum, 20);
-    EXPECT_EQ(freeModules(), 1);
-    EXPECT_EQ((*counter)->unknown.Release(counter), 0u);
-    void* none = &none;
-    EXPECT_EQ(QXComCreateObjectByProgID(u"Test.PlainCounter", nullptr, &IQXComparable::Iid, &none),
-              result::NoInterface);
-    EXPECT_EQ(none, nullptr);
-    // Its factory counts as a use, and the one that is kept does not keep the module.
-    EXPECT_EQ(freeModules(), 0);
-}
-
 TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
     const TemporaryFolder folder;
     qxtest::writeFile(folder.path("text.so"), "no library at all, but as long as a header may be,"
@@ -309,7 +290,7 @@ TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
     std::atomic<int> running = 3;
     const auto create = [&](const char16_t* name) {
         for (int round = 0; round < Rounds; ++round) {
-            const QXUnknownTable** object = nullptr;
+            const QXUnknownTable** object = nullptr; // one of them is made in C
             EXPECT_EQ(QXComCreateObjectByProgID(name, nullptr, &IQXUnknown::Iid,
                                                 reinterpret_cast<void**>(&object)),
                       result::Ok);
