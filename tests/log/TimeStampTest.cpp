@@ -84,6 +84,7 @@ TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
         {"C", nullptr, "03/05/2024 16:04:09", "Tuesday, March 5, 2024 16:04:09"},
         {"en_US", "ISO-8859-1", "03/05/2024 04:04:09 PM", "Tuesday, March 5, 2024 04:04:09 PM"},
         {"de_DE", "ISO-8859-1", "05.03.2024 16:04:09", "Dienstag, 5. M\u00e4rz 2024 16:04:09"},
+        {"sv_SE", "ISO-8859-1", "2024-03-05 16:04:09", "tisdag 5 mars 2024 16:04:09"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.locale);
