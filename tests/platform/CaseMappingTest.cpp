@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -18,15 +19,9 @@ using qx::platform::compareIgnoringCase;
 using qx::platform::mapCase;
 using qx::platform::ReadAhead;
 
-struct LowerUnit {
-    char16_t operator()(char16_t unit) const { return QXToLowerW(unit); }
-};
-struct UpperUnit {
-    char16_t operator()(char16_t unit) const { return QXToUpperW(unit); }
-};
-
-char16_t hexUnit(const std::string& text) {
-    return static_cast<char16_t>(std::stoul(text, nullptr, 16));
+/// The unit of four hexadecimal digits; @p otherwise without them.
+char16_t unitOf(const std::string& digits, char16_t otherwise = 0) {
+    return digits.empty() ? otherwise : static_cast<char16_t>(std::stoul(digits, nullptr, 16));
 }
 
 TEST(CaseMapping, MapsEveryUnitAsTheUnicodeDataSays) {
@@ -38,15 +33,15 @@ TEST(CaseMapping, MapsEveryUnitAsTheUnicodeDataSays) {
     ASSERT_TRUE(data);
     int rows = 0;
     for (std::string line; std::getline(data, line);) {
+        std::istringstream fields(line);
+        std::string code, toUpper, toLower;
+        for (std::string* field : {&code, &toUpper, &toLower})
+            std::getline(fields, *field, ';');
         if (line[0] == '#')
             continue;
-        const size_t first = line.find(';');
-        const size_t second = line.find(';', first + 1);
-        const char16_t unit = hexUnit(line);
-        if (second > first + 1)
-            upper[unit] = hexUnit(line.substr(first + 1));
-        if (second + 1 < line.size())
-            lower[unit] = hexUnit(line.substr(second + 1));
+        const char16_t unit = unitOf(code);
+        upper[unit] = unitOf(toUpper, unit);
+        lower[unit] = unitOf(toLower, unit);
         ++rows;
     }
     ASSERT_GT(rows, 2000);
@@ -96,14 +91,14 @@ TEST(CaseMapping, MapsCountedTextOfEveryLengthAndAlignmentAsUnitByUnit) {
                     << "length " << length << " offset " << offset;
             };
             const auto length32 = static_cast<int32_t>(length);
-            expectMapped([=](auto* at, size_t) { QXTextToUpperW(at, length32); }, UpperUnit{});
-            expectMapped([=](auto* at, size_t) { QXTextToLowerW(at, length32); }, LowerUnit{});
+            expectMapped([=](auto* at, size_t) { QXTextToUpperW(at, length32); }, &QXToUpperW);
+            expectMapped([=](auto* at, size_t) { QXTextToLowerW(at, length32); }, &QXToLowerW);
             expectMapped(
-                [](auto* at, size_t n) { mapCase<CaseTarget::Upper, 16>(at, n, UpperUnit{}); },
-                UpperUnit{});
+                [](auto* at, size_t n) { mapCase<CaseTarget::Upper, 16>(at, n, &QXToUpperW); },
+                &QXToUpperW);
             expectMapped(
-                [](auto* at, size_t n) { mapCase<CaseTarget::Lower, 32>(at, n, LowerUnit{}); },
-                LowerUnit{});
+                [](auto* at, size_t n) { mapCase<CaseTarget::Lower, 32>(at, n, &QXToLowerW); },
+                &QXToLowerW);
         }
     }
 }
@@ -133,7 +128,7 @@ public:
     GuardedUnits& operator=(const GuardedUnits&) = delete;
 
     /// Puts the text with a 0 unit at the very end, @p slack units before the guard.
-    const char16_t* place(const std::u16string& text, size_t slack = 0) {
+    const char16_t* place(const std::u16string& text, size_t slack = 0) const {
         auto* const end = reinterpret_cast<char16_t*>(static_cast<char*>(m_memory) + m_page);
         char16_t* const at = end - slack - text.size() - 1;
         text.copy(at, text.size());
@@ -146,52 +141,41 @@ private:
     void* m_memory;
 };
 
-TEST(CaselessComparison, AgreesWithThePlainComparisonAtEveryLengthAndDifference) {
+TEST(CaselessComparison, AgreesWithThePlainComparisonAndReadsNothingBehindATerminator) {
+    GuardedUnits leftMemory, rightMemory;
     for (size_t length = 0; length <= 100; ++length) {
         const auto text = sample(length, static_cast<unsigned>(length));
+        const auto count = static_cast<int32_t>(length);
+        const auto compare = [&](const std::u16string& left, const std::u16string& right) {
+            const char16_t* const l = leftMemory.place(left, length % 40);
+            const char16_t* const r = rightMemory.place(right);
+            const int expected = compareUnitByUnit(l, r, length);
+            ASSERT_EQ(QXTextNICmpW(l, r, count), expected) << length;
+            ASSERT_EQ(QXTextNICmpW(r, l, count), -expected) << length;
+            ASSERT_EQ(QXStrNICmpW(l, r, count), expected) << length;
+            const int expectedOfAll = compareUnitByUnit(l, r, length + 1);
+            ASSERT_EQ(QXStrNICmpW(l, r, INT32_MAX), expectedOfAll) << length;
+            ASSERT_EQ(QXStrNICmpW(r, l, INT32_MAX), -expectedOfAll) << length;
+            ASSERT_EQ(QXStrNICmpW(l, u"", -1), 0);
+            ASSERT_EQ((compareIgnoringCase<16, ReadAhead::None>(l, r, length, &QXToLowerW)),
+                      expected);
+            ASSERT_EQ((compareIgnoringCase<32, ReadAhead::None>(l, r, length, &QXToLowerW)),
+                      expected);
+        };
         // A copy in the other case, then with one unit changed, then with a 0 unit in both.
-        std::vector<std::pair<std::u16string, std::u16string>> pairs;
-        pairs.emplace_back(text, mapped(text, UpperUnit{}));
+        compare(text, mapped(text, &QXToUpperW));
+        compare(text, mapped(text, &QXToUpperW) + u"x");
         for (size_t at = 0; at < length; ++at) {
             auto left = text;
-            auto right = mapped(text, LowerUnit{});
+            auto right = mapped(text, &QXToLowerW);
             right[at] = static_cast<char16_t>(right[at] ^ 0x0401);
-            pairs.emplace_back(left, right);
+            compare(left, right);
             left[at] = right[at] = 0; // what follows must not count
             if (at + 1 < length)
                 right[at + 1] = static_cast<char16_t>(right[at + 1] + 1);
-            pairs.emplace_back(left, right);
+            compare(left, right);
             left[at] = 1; // and a 0 unit in one of them is the smaller one
-            pairs.emplace_back(left, right);
-        }
-        for (const auto& [left, right] : pairs) {
-            const char16_t* const l = left.data();
-            const char16_t* const r = right.data();
-            const int expected = compareUnitByUnit(l, r, length);
-            const auto count = static_cast<int32_t>(length);
-            ASSERT_EQ(QXTextNICmpW(l, r, count), expected) << length;
-            ASSERT_EQ(QXStrNICmpW(l, r, count), expected) << length;
-            ASSERT_EQ(QXTextNICmpW(r, l, count), -expected) << length;
-            ASSERT_EQ((compareIgnoringCase<16, ReadAhead::None>(l, r, length, LowerUnit{})),
-                      expected);
-            ASSERT_EQ((compareIgnoringCase<32, ReadAhead::None>(l, r, length, LowerUnit{})),
-                      expected);
-        }
-    }
-}
-
-TEST(CaselessComparison, NeverReadsIntoThePageBehindATerminator) {
-    GuardedUnits leftMemory, rightMemory;
-    for (size_t length = 0; length < 80; ++length) {
-        const auto text = sample(length, 7);
-        const auto upper = mapped(text, UpperUnit{});
-        for (size_t slack = 0; slack < 40; ++slack) {
-            const char16_t* const left = leftMemory.place(text, slack);
-            const char16_t* const right = rightMemory.place(upper);
-            EXPECT_EQ(QXStrNICmpW(left, right, INT32_MAX), 0);
-            EXPECT_EQ(QXStrNICmpW(left, u"", -1), 0);
-            EXPECT_EQ(QXStrNICmpW(right, left, INT32_MAX), 0);
-            EXPECT_EQ(QXStrNICmpW(left, rightMemory.place(upper + u"x"), INT32_MAX), -1);
+            compare(left, right);
         }
     }
 }

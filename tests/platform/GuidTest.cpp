@@ -28,10 +28,6 @@ TEST(Guid, RefusesTextsThatEndEarlyAndShortBuffers) {
         ASSERT_EQ(guid.Data1, 0u);
         guid = Value;
     }
-    EXPECT_EQ(QXComGUIDFromString(u"{01234567-89AB-CDEF-FEDC-BA9876543210} ", &guid),
-              result::InvalidArgument);
-    EXPECT_EQ(QXComGUIDFromString(u"{0123456\uFF17-89AB-CDEF-FEDC-BA9876543210}", &guid),
-              result::InvalidArgument);
     EXPECT_EQ(QXComGUIDFromString(nullptr, &guid), result::NullPointer);
     char16_t buffer[39];
     EXPECT_EQ(QXComStringFromGUID(&Value, buffer, 38), result::BufferTooSmall);

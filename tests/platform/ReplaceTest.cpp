@@ -48,11 +48,7 @@ protected:
     const std::string file = folder.path("f.ini");
 };
 
-mode_t modeOf(const std::string& path) {
-    struct stat status = {};
-    ::stat(path.c_str(), &status);
-    return status.st_mode & 07777;
-}
+fs::perms modeOf(const std::string& path) { return fs::status(path).permissions(); }
 
 const std::vector<std::string> Steps = {"open",     "open",  "fchmod", "write",
                                         "futimens", "fsync", "rename", "fsync"};
@@ -91,7 +87,7 @@ TEST_F(Replace, OldOrNewIsWholeWhicheverStepFailsOrKillsAndTheNextWriterCleansUp
             EXPECT_EQ(::waitpid(child, &status, 0), dies ? child : -1);
             EXPECT_EQ(WIFSIGNALED(status), dies);
             EXPECT_EQ(readFile(file), isRenamed ? New : Old);
-            EXPECT_EQ(modeOf(file), 0640u);
+            EXPECT_EQ(modeOf(file), fs::perms(0640));
             EXPECT_EQ(names().size(), dies && step >= 2 && !isRenamed ? 2u : 1u);
             EXPECT_EQ(replace(), result::Ok);
             EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
@@ -137,11 +133,11 @@ TEST_F(Replace, FollowsLinksAndKeepsTheModeWithinTheUmask) {
     fs::create_symlink("sub/hop", file);
     fs::create_symlink(folder.path("sub/real"), folder.path("sub/hop"));
     EXPECT_EQ(replace(), result::Ok); // a link that leads nowhere
-    EXPECT_EQ(modeOf(file), 0640u);
+    EXPECT_EQ(modeOf(file), fs::perms(0640));
     writeFile(folder.path("sub/real"), Old);
     ::chmod(file.c_str(), 0606);
     EXPECT_EQ(replace(), result::Ok);
-    EXPECT_EQ(modeOf(file), 0606u);
+    EXPECT_EQ(modeOf(file), fs::perms(0606));
     ::umask(umask);
     EXPECT_EQ(fs::read_symlink(file), "sub/hop");
     EXPECT_TRUE(fs::is_symlink(folder.path("sub/hop")));
