@@ -3,9 +3,8 @@
 
 #include <atomic>
 #include <cerrno>
-#include <functional>
+#include <cstdio>
 #include <span>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -24,16 +23,15 @@ namespace {
 using namespace qxtest;
 
 /// Status of a forked child that runs @p body; a hanging one ends by SIGALRM.
-int statusOfChild(const std::function<void()>& body) {
+template <class Body>
+int statusOfChild(Body body) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(60);
         try {
             body();
         } catch (const std::exception& exception) {
-            // Not through streams, whose locks may be held.
-            const std::string text = std::string("in the child: ") + exception.what() + "\n";
-            [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+            dprintf(STDERR_FILENO, "in the child: %s\n", exception.what()); // streams have locks
             _exit(1);
         }
         _exit(0);
@@ -53,14 +51,11 @@ constexpr bool ChildHasMemory = true;
 #endif
 
 /// The thread sanitizer takes the threads of a child for those of its parent.
-bool isForChild(const Use& use) {
 #if defined(__SANITIZE_THREAD__)
-    return !use.startsThreads;
+constexpr bool ChildHasThreads = false;
 #else
-    static_cast<void>(use);
-    return true;
+constexpr bool ChildHasThreads = true;
 #endif
-}
 
 constexpr int Forks = Sanitized ? 8 : 25;
 
@@ -91,7 +86,7 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
     for (int i = 0; i < Forks && !HasFailure(); ++i) {
         EXPECT_EQ(statusOfChild([&] {
                       for (const Use& use : uses) {
-                          if (isForChild(use))
+                          if (ChildHasThreads || !use.startsThreads)
                               use.inChild(shared);
                       }
                   }),
@@ -100,8 +95,7 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
     stop = true;
 }
 
-INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(Fork::allAndEach()), [](const auto& uses) {
-    return std::string(uses.param.size() == 1 ? uses.param[0].name : "All");
-});
+INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(Fork::allAndEach()),
+                         testing::PrintToStringParamName());
 
 } // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ostream>
 #include <span>
 #include <string>
 
@@ -45,5 +46,10 @@ struct Use {
 };
 
 std::span<const Use> allUses();
+
+/// Names a test of these uses.
+inline void PrintTo(std::span<const Use> uses, std::ostream* out) {
+    *out << (uses.size() == 1 ? uses[0].name : "All");
+}
 
 } // namespace qxtest
