@@ -208,10 +208,10 @@ QX_INLINE_AVX2 RunLength decodeBlock(const DecodeConstants& c, __m256i block, un
     return {end, writeKept(low, high, _bzhi_u32(keep, end), out)};
 }
 
-} // namespace
-
-QX_TARGET_AVX2 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out,
-                                     size_t capacity) {
+/// All but the last blocks, and what is in front of the first that is ill-formed. Apart from the
+/// kernel, so that short text does not wait for the constants.
+QX_TARGET_AVX2 __attribute__((noinline)) RunLength decodeBlocks(const uint8_t* in, size_t size,
+                                                                char16_t* out, size_t capacity) {
     const DecodeConstants c;
     RunLength done;
     // A step writes up to 32 units, scratch included.
@@ -231,6 +231,16 @@ QX_TARGET_AVX2 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* o
             break;
         done += step;
     }
+    return done;
+}
+
+} // namespace
+
+QX_TARGET_AVX2 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out,
+                                     size_t capacity) {
+    RunLength done;
+    if (size >= 32)
+        done = decodeBlocks(in, size, out, capacity);
     const RunLength rest = WideKernels.utf8ToUtf16(in + done.read, size - done.read,
                                                    out + done.written, capacity - done.written);
     return done += rest;

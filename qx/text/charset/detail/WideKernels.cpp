@@ -116,7 +116,7 @@ RunLength mixed(const In* in, size_t size, Out* out, size_t capacity) {
             (PlainKernels.*Plain)(in + done.read, std::min(size - done.read, Window),
                                   out + done.written, capacity - done.written);
         done += next;
-        if (ascii + next.read == 0)
+        if (done.read == size || ascii + next.read == 0)
             return done;
     }
 }
