@@ -2,8 +2,10 @@
 // other, including those that the dispatch of this machine would never choose.
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -212,42 +214,78 @@ TEST(Kernels, AgreeOnUtf32) {
     }
 }
 
+/// A page and its inverse, made of its units as those of other makers are.
+struct MadePage {
+    explicit MadePage(const std::u16string& unitsByByte) : units(unitsByByte) {
+        for (size_t byte = 0; byte < 256; ++byte) {
+            const auto unit = static_cast<size_t>(units[byte]);
+            if (offsets[unit >> 8] == 0) {
+                offsets[unit >> 8] = static_cast<int32_t>(bytes.size());
+                bytes.resize(bytes.size() + 256);
+            }
+            bytes[static_cast<size_t>(offsets[unit >> 8]) + (unit & 0xFF)] =
+                static_cast<signed char>(byte);
+        }
+        encoder.emplace(offsets.data(), bytes.data());
+    }
+
+    std::u16string units;
+    std::array<int32_t, 256> offsets{};
+    std::vector<signed char> bytes = std::vector<signed char>(256);
+    detail::PageDecoder decoder{units.data()};
+    std::optional<detail::MadePageEncoder> encoder;
+};
+
 TEST(Kernels, AgreeOnSingleByteText) {
     std::mt19937 random(11);
     Bytes bytes;
-    std::u16string units;
     for (int i = 0; i < 300; ++i) {
         // Stretches of ASCII, of upper bytes and of both.
         const bool upper = i / 40 % 3 == 1 || (i / 40 % 3 == 2 && random() % 4 == 0);
         bytes += static_cast<uint8_t>(random() % 128 + (upper ? 128 : 0));
     }
-    // CP1252 has holes; a table that moves ASCII must not take the short way.
-    std::u16string moved(256, u'\0');
-    for (size_t i = 0; i < 256; ++i)
-        moved[i] = static_cast<char16_t>(0x2500 + i);
-    for (const char16_t* table :
-         {detail::CodePage437.toUnits, detail::CodePage1252.toUnits, moved.c_str()}) {
-        for (size_t size = 0; size < 200; ++size) {
+    // A page without ASCII; one whose upper half is in another row; one of more rows than a table
+    // of places has room for. CP437 has units in many rows, and CP1252 has holes.
+    std::u16string moved, cyrillic, scattered;
+    for (char16_t i = 0; i < 256; ++i) {
+        moved += static_cast<char16_t>(0x2500 + i);
+        cyrillic += i < 0x80 ? i : static_cast<char16_t>(0x380 + i);
+        scattered += static_cast<char16_t>(i * 251);
+    }
+    const MadePage madePages[] = {MadePage(moved), MadePage(cyrillic), MadePage(scattered)};
+    struct {
+        const detail::PageDecoder& decoder;
+        const detail::PageEncoder& encoder;
+    } const pages[] = {
+        {detail::CodePage437.decoder, detail::CodePage437.encoder},
+        {detail::CodePage1252.decoder, detail::CodePage1252.encoder},
+        {madePages[0].decoder, madePages[0].encoder->page()},
+        {madePages[1].decoder, madePages[1].encoder->page()},
+        {madePages[2].decoder, madePages[2].encoder->page()},
+    };
+    const std::u16string strays = u"\x0100\x0080\x007F\xFFFF\xD800\x0000€ÿ"s;
+    for (const auto& page : pages) {
+        std::u16string units;
+        for (uint8_t byte : bytes) {
+            const char16_t unit = page.decoder.units[byte];
+            units += unit == ReplacementCharacter ? u'?' : unit;
+        }
+        for (size_t size = 0; size <= 220; ++size) {
             for (size_t start : {0u, 37u, 80u}) {
                 const Bytes part = bytes.substr(start, size);
-                expectSameCount<&KernelSet::decodeBytes, char16_t>(part, table);
+                expectSameCount<&KernelSet::decodeBytes, char16_t>(part, page.decoder);
                 expectSameCount<&KernelSet::widenAscii, char16_t>(part);
+                expectSameCount<&KernelSet::encodeUnits, uint8_t>(units.substr(start, size),
+                                                                  page.encoder);
             }
         }
-        for (uint8_t byte : bytes)
-            units += table[byte] == ReplacementCharacter ? u'?' : table[byte];
-    }
-    const std::u16string strays = u"\x0100\x0080\x007F\xFFFF\xD800\x0000€ÿ"s;
-    for (size_t at = 0; at < 160; ++at) {
-        std::u16string input = units.substr(at % 5 * 120, 200);
-        input[at] = strays[at % strays.size()];
-        for (size_t size : {at, at + 1, size_t{200}}) {
-            const std::u16string part = input.substr(0, size);
-            expectSameCount<&KernelSet::narrowAscii, uint8_t>(part);
-            expectSameCount<&KernelSet::narrowLatin1, uint8_t>(part);
-            for (const auto* page : {&detail::CodePage437, &detail::CodePage1252})
-                expectSameCount<&KernelSet::encodeUnits, uint8_t>(
-                    part, detail::UnitToByteTable{page->offsets, page->bytes});
+        for (size_t at = 0; at < 160; ++at) {
+            std::u16string input = units.substr(at % 3 * 50, 200);
+            input[at] = strays[at % strays.size()];
+            expectSameCount<&KernelSet::narrowAscii, uint8_t>(input);
+            expectSameCount<&KernelSet::narrowLatin1, uint8_t>(input);
+            for (const auto& other : pages)
+                expectSameCount<&KernelSet::encodeUnits, uint8_t>(input, other.encoder);
         }
     }
 }

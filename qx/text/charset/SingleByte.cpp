@@ -1,5 +1,7 @@
 #include "qx/text/charset/SingleByte.h"
 
+#include <memory>
+
 #include <qx/text/charset/detail/CodePages.h>
 #include <qx/text/charset/detail/Window.h>
 
@@ -13,6 +15,18 @@ template <class Window, class Unit>
 bool substituteUnit(Window& window, bool substitutionMode, std::span<const Unit> substitution) {
     detail::requireSubstitution(substitutionMode);
     return window.replace(1, substitution.size() == 1 ? substitution : std::span<const Unit>());
+}
+
+/// What @p place leads to, made of @p source when nobody has made it before; in any thread.
+template <class Made, class... Source>
+const Made& madeOnce(std::atomic<const Made*>& place, const Source&... source) {
+    const Made* known = place.load(std::memory_order_acquire);
+    if (known)
+        return *known;
+    auto made = std::make_unique<const Made>(source...);
+    if (place.compare_exchange_strong(known, made.get()))
+        known = made.release();
+    return *known;
 }
 
 } // namespace
@@ -118,12 +132,30 @@ size_t CTBISO8859_1::convertRun(const char16_t* in, size_t size, uint8_t* out) c
     return detail::kernels().narrowLatin1(in, size, out);
 }
 
+BTCSingleByteTable::BTCSingleByteTable(const char16_t* name, const detail::PageDecoder& page)
+    : BTCSingleByte(name), m_units(page.units), m_shared(&page) {}
+
+BTCSingleByteTable::~BTCSingleByteTable() { delete m_made.load(); }
+
+const detail::PageDecoder& BTCSingleByteTable::page() const {
+    return m_shared ? *m_shared : madeOnce(m_made, m_units);
+}
+
 char16_t BTCSingleByteTable::convertByte(signed char byte) const {
     return m_units[static_cast<uint8_t>(byte)];
 }
 
 size_t BTCSingleByteTable::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
-    return detail::kernels().decodeBytes(in, size, out, m_units);
+    return detail::kernels().decodeBytes(in, size, out, page());
+}
+
+CTBSingleByteTable::CTBSingleByteTable(const char16_t* name, const detail::PageEncoder& page)
+    : CTBSingleByte(name), m_offsets(page.offsets), m_bytes(page.bytes), m_shared(&page) {}
+
+CTBSingleByteTable::~CTBSingleByteTable() { delete m_made.load(); }
+
+const detail::PageEncoder& CTBSingleByteTable::page() const {
+    return m_shared ? *m_shared : madeOnce(m_made, m_offsets, m_bytes).page();
 }
 
 signed char CTBSingleByteTable::convertChar(char16_t unit) const {
@@ -131,20 +163,17 @@ signed char CTBSingleByteTable::convertChar(char16_t unit) const {
 }
 
 size_t CTBSingleByteTable::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
-    return detail::kernels().encodeUnits(in, size, out, {m_offsets, m_bytes});
+    return detail::kernels().encodeUnits(in, size, out, page());
 }
 
-BTCCP437::BTCCP437() : BTCSingleByteTable(detail::CodePage437.name, detail::CodePage437.toUnits) {}
+BTCCP437::BTCCP437() : BTCSingleByteTable(detail::CodePage437.name, detail::CodePage437.decoder) {}
 
-CTBCP437::CTBCP437()
-    : CTBSingleByteTable(detail::CodePage437.name, detail::CodePage437.offsets,
-                         detail::CodePage437.bytes) {}
+CTBCP437::CTBCP437() : CTBSingleByteTable(detail::CodePage437.name, detail::CodePage437.encoder) {}
 
 BTCCP1252::BTCCP1252()
-    : BTCSingleByteTable(detail::CodePage1252.name, detail::CodePage1252.toUnits) {}
+    : BTCSingleByteTable(detail::CodePage1252.name, detail::CodePage1252.decoder) {}
 
 CTBCP1252::CTBCP1252()
-    : CTBSingleByteTable(detail::CodePage1252.name, detail::CodePage1252.offsets,
-                         detail::CodePage1252.bytes) {}
+    : CTBSingleByteTable(detail::CodePage1252.name, detail::CodePage1252.encoder) {}
 
 } // namespace qx::text::charset

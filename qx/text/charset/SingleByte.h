@@ -1,9 +1,17 @@
 #pragma once
 
+#include <atomic>
+
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
 
 namespace qx::text::charset {
+
+namespace detail {
+struct PageDecoder;
+struct PageEncoder;
+class MadePageEncoder;
+} // namespace detail
 
 /// Base of the decoders of encodings with one byte per character. Only a substitution of exactly
 /// one unit is written for a byte without mapping, any other length drops the byte.
@@ -95,14 +103,23 @@ public:
     /// @param units  256 units by byte, U+FFFD for a byte without mapping; neither is copied
     BTCSingleByteTable(const char16_t* name, const char16_t* units)
         : BTCSingleByte(name), m_units(units) {}
+    ~BTCSingleByteTable() override;
 
     char16_t convertByte(signed char byte) const override;
 
 protected:
+    /// A page of the library, whose tables are shared.
+    BTCSingleByteTable(const char16_t* name, const detail::PageDecoder& page);
+
     size_t convertRun(const uint8_t* in, size_t size, char16_t* out) const override;
 
 private:
+    const detail::PageDecoder& page() const;
+
     const char16_t* m_units;
+    const detail::PageDecoder* m_shared = nullptr;
+    /// Made by the first run where none is shared.
+    mutable std::atomic<const detail::PageDecoder*> m_made{nullptr};
 };
 
 /// Encodes through a table in two levels.
@@ -114,15 +131,24 @@ public:
     ///                 three is copied
     CTBSingleByteTable(const char16_t* name, const int32_t* offsets, const signed char* bytes)
         : CTBSingleByte(name), m_offsets(offsets), m_bytes(bytes) {}
+    ~CTBSingleByteTable() override;
 
     signed char convertChar(char16_t unit) const override;
 
 protected:
+    /// A page of the library, whose tables are shared.
+    CTBSingleByteTable(const char16_t* name, const detail::PageEncoder& page);
+
     size_t convertRun(const char16_t* in, size_t size, uint8_t* out) const override;
 
 private:
+    const detail::PageEncoder& page() const;
+
     const int32_t* m_offsets;
     const signed char* m_bytes;
+    const detail::PageEncoder* m_shared = nullptr;
+    /// Made by the first run where none is shared.
+    mutable std::atomic<const detail::MadePageEncoder*> m_made{nullptr};
 };
 
 /// IBM code page 437.

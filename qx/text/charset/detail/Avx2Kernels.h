@@ -23,8 +23,8 @@ void widenLatin1(const uint8_t* in, size_t size, char16_t* out);
 size_t widenAscii(const uint8_t* in, size_t size, char16_t* out);
 size_t narrowLatin1(const char16_t* in, size_t size, uint8_t* out);
 size_t narrowAscii(const char16_t* in, size_t size, uint8_t* out);
-size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t* table);
-size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToByteTable& table);
+size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const PageDecoder& page);
+size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const PageEncoder& page);
 
 } // namespace avx2
 

@@ -72,6 +72,10 @@ QX_INLINE_AVX2 bool hasNone(Vector vector, Vector bits) {
 QX_INLINE_AVX2 Vector leastOfUnits(Vector a, Vector b) { return _mm256_min_epu16(a, b); }
 QX_INLINE_AVX2 Vector addUnits(Vector a, Vector b) { return _mm256_add_epi16(a, b); }
 QX_INLINE_AVX2 Vector addBytesSaturated(Vector a, Vector b) { return _mm256_adds_epu8(a, b); }
+QX_INLINE_AVX2 Vector addBytes(Vector a, Vector b) { return _mm256_add_epi8(a, b); }
+QX_INLINE_AVX2 Vector subtractSaturated(Vector a, Vector b) { return _mm256_subs_epu16(a, b); }
+QX_INLINE_AVX2 Vector subtractSigned(Vector a, Vector b) { return _mm256_subs_epi8(a, b); }
+QX_INLINE_AVX2 Vector equalBytes(Vector a, Vector b) { return _mm256_cmpeq_epi8(a, b); }
 QX_INLINE_AVX2 Vector equalUnits(Vector a, Vector b) { return _mm256_cmpeq_epi16(a, b); }
 
 template <int Bits>
@@ -112,6 +116,17 @@ QX_INLINE_AVX2 void widen(__m256i block, char16_t* out) {
 QX_INLINE_AVX2 __m256i narrow(__m256i low, __m256i high) {
     return _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), 0xD8);
 }
+
+QX_INLINE_AVX2 Vector loadToWiden(const uint8_t* in) {
+    return _mm256_permute4x64_epi64(load(in), 0xD8); // joined by halves
+}
+QX_INLINE_AVX2 Vector joinLow(Vector low, Vector high) { return _mm256_unpacklo_epi8(low, high); }
+QX_INLINE_AVX2 Vector joinHigh(Vector low, Vector high) { return _mm256_unpackhi_epi8(low, high); }
+
+QX_INLINE_AVX2 Vector loadRow(const uint8_t* row) {
+    return _mm256_broadcastsi128_si256(loadHalf(row));
+}
+QX_INLINE_AVX2 Vector shuffle(Vector row, Vector index) { return _mm256_shuffle_epi8(row, index); }
 
 QX_INLINE_AVX2 size_t storeOneOrTwo(Vector low, Vector lowKept, Vector high, Vector highKept,
                                     uint8_t* out) {

@@ -7,6 +7,7 @@
 
 #include <qx/platform/export.h>
 #include <qx/text/charset/Surrogates.h>
+#include <qx/text/charset/detail/PageTables.h>
 
 /// The single-byte code pages. Their upper halves are generated from the published mappings, and
 /// the compiler makes both tables of a page from that.
@@ -15,13 +16,8 @@ namespace qx::text::charset::detail {
 /// One code page, both ways.
 struct CodePage {
     const char16_t* name;
-    /// 256 units by byte; U+FFFD for a byte that the page leaves undefined.
-    const char16_t* toUnits;
-    /// The inverse in two levels: the byte for unit u is bytes[offsets[u >> 8] + (u & 0xFF)], 0
-    /// when there is none. The many high bytes that a page never uses share the first 256 bytes,
-    /// all 0, so that a page takes some 2 KiB in place of 64.
-    const int32_t* offsets;
-    const signed char* bytes;
+    PageDecoder decoder;
+    PageEncoder encoder;
 };
 
 /// The units of the bytes from 0x80 on, U+FFFD for one that the page leaves undefined. The bytes
@@ -38,6 +34,8 @@ struct CodePageTables {
         return units;
     }();
 
+    /// The many high bytes that a page never uses share the first 256 of Bytes, all 0, so that a
+    /// page takes some 2 KiB in place of 64.
     static constexpr auto Offsets = [] {
         std::array<int32_t, 256> offsets{};
         int32_t last = 0;
@@ -59,12 +57,32 @@ struct CodePageTables {
         }
         return bytes;
     }();
+
+    /// All units of the page, ascending; 0 for bytes without one.
+    static constexpr auto Sorted = [] {
+        std::array<char16_t, 256> sorted = Units;
+        std::ranges::replace(sorted, ReplacementCharacter, char16_t{0});
+        std::ranges::sort(sorted);
+        return sorted;
+    }();
+
+    static constexpr auto ByPlace = [] {
+        constexpr Gap gap(Sorted);
+        std::array<uint8_t, gap.placeCount()> bytes{};
+        for (std::size_t byte = 0; byte < 256; ++byte) {
+            if (Units[byte] != ReplacementCharacter)
+                bytes[gap.place(Units[byte])] = static_cast<uint8_t>(byte);
+        }
+        return bytes;
+    }();
 };
 
 template <const UpperHalf& Upper>
 constexpr CodePage codePage(const char16_t* name) {
     using Tables = CodePageTables<Upper>;
-    return {name, Tables::Units.data(), Tables::Offsets.data(), Tables::Bytes.data()};
+    return {name, PageDecoder(Tables::Units.data()),
+            PageEncoder(Tables::Offsets.data(), Tables::Bytes.data(), Tables::Sorted,
+                        Tables::ByPlace.data())};
 }
 
 QX_API extern const CodePage CodePage437;

@@ -6,6 +6,7 @@
 
 #include <qx/platform/export.h>
 #include <qx/text/charset/RunLength.h>
+#include <qx/text/charset/detail/PageTables.h>
 
 /// Transcoding kernels: pure functions over whole runs of text that need no rule.
 ///
@@ -15,13 +16,6 @@
 /// below gives exactly the same result; they differ in speed only. Behind what it reports as
 /// written, but never behind the capacity, a kernel may leave scratch values in the output.
 namespace qx::text::charset::detail {
-
-/// Two-level mapping from UTF-16 units to bytes: the byte for unit u is
-/// bytes[offsets[u >> 8] + (u & 0xFF)], where 0 means that there is none.
-struct UnitToByteTable {
-    const int32_t* offsets;
-    const signed char* bytes;
-};
 
 struct KernelSet {
     const char* name;
@@ -47,10 +41,8 @@ struct KernelSet {
     size_t (*widenAscii)(const uint8_t* in, size_t size, char16_t* out);
     size_t (*narrowLatin1)(const char16_t* in, size_t size, uint8_t* out);
     size_t (*narrowAscii)(const char16_t* in, size_t size, uint8_t* out);
-    /// @p table has 256 entries; U+FFFD marks a byte without mapping.
-    size_t (*decodeBytes)(const uint8_t* in, size_t size, char16_t* out, const char16_t* table);
-    size_t (*encodeUnits)(const char16_t* in, size_t size, uint8_t* out,
-                          const UnitToByteTable& table);
+    size_t (*decodeBytes)(const uint8_t* in, size_t size, char16_t* out, const PageDecoder& page);
+    size_t (*encodeUnits)(const char16_t* in, size_t size, uint8_t* out, const PageEncoder& page);
 };
 
 /// The fastest set that this machine can run.

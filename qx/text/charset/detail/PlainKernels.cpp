@@ -104,20 +104,20 @@ size_t narrow(const char16_t* in, size_t size, uint8_t* out) {
     return i;
 }
 
-size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t* table) {
+size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const PageDecoder& page) {
     size_t i = 0;
-    for (; i < size && table[in[i]] != ReplacementCharacter; ++i)
-        out[i] = table[in[i]];
+    for (; i < size && page.units[in[i]] != ReplacementCharacter; ++i)
+        out[i] = page.units[in[i]];
     return i;
 }
 
-size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToByteTable& table) {
+size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const PageEncoder& page) {
     size_t i = 0;
     for (; i < size; ++i) {
-        const signed char byte = table.bytes[table.offsets[in[i] >> 8] + (in[i] & 0xFF)];
+        const uint8_t byte = page.byteOf(in[i]);
         if (byte == 0 && in[i] != 0)
             break;
-        out[i] = static_cast<uint8_t>(byte);
+        out[i] = byte;
     }
     return i;
 }

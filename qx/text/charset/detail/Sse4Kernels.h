@@ -17,6 +17,8 @@ extern const KernelSet Sse4Kernels;
 namespace sse4 {
 
 RunLength utf16ToUtf8(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
+size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const PageDecoder& page);
+size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const PageEncoder& page);
 
 } // namespace sse4
 

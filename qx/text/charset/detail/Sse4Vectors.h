@@ -48,6 +48,12 @@ QX_INLINE_SSE4 Vector leastOfUnits(Vector a, Vector b) { return _mm_min_epu16(a,
 QX_INLINE_SSE4 Vector addUnits(Vector a, Vector b) { return _mm_add_epi16(a, b); }
 /// The sums of the bytes, 0xFF where that is not enough.
 QX_INLINE_SSE4 Vector addBytesSaturated(Vector a, Vector b) { return _mm_adds_epu8(a, b); }
+QX_INLINE_SSE4 Vector addBytes(Vector a, Vector b) { return _mm_add_epi8(a, b); }
+/// The differences of the units, 0 where @p b is larger.
+QX_INLINE_SSE4 Vector subtractSaturated(Vector a, Vector b) { return _mm_subs_epu16(a, b); }
+/// The differences of the bytes as signed numbers, the least of these where they are too small.
+QX_INLINE_SSE4 Vector subtractSigned(Vector a, Vector b) { return _mm_subs_epi8(a, b); }
+QX_INLINE_SSE4 Vector equalBytes(Vector a, Vector b) { return _mm_cmpeq_epi8(a, b); }
 QX_INLINE_SSE4 Vector equalUnits(Vector a, Vector b) { return _mm_cmpeq_epi16(a, b); }
 
 template <int Bits>
@@ -98,6 +104,16 @@ QX_INLINE_SSE4 Vector loadPart(const char16_t* in, size_t size) {
 
 /// The low bytes of units that are all below 0x100, as one vector of bytes.
 QX_INLINE_SSE4 Vector narrow(Vector low, Vector high) { return _mm_packus_epi16(low, high); }
+
+/// Bytes of which joinLow and joinHigh take those in front and those behind.
+QX_INLINE_SSE4 Vector loadToWiden(const uint8_t* in) { return load(in); }
+/// Units of which the low byte is in @p low, and the high byte in the same place in @p high.
+QX_INLINE_SSE4 Vector joinLow(Vector low, Vector high) { return _mm_unpacklo_epi8(low, high); }
+QX_INLINE_SSE4 Vector joinHigh(Vector low, Vector high) { return _mm_unpackhi_epi8(low, high); }
+
+/// A table of 16 bytes for shuffle, and what it answers: 0 for an index with its top bit set.
+QX_INLINE_SSE4 Vector loadRow(const uint8_t* row) { return load(row); }
+QX_INLINE_SSE4 Vector shuffle(Vector row, Vector index) { return _mm_shuffle_epi8(row, index); }
 
 /// Writes 16 bytes of @p lanes, those first that the row @p kept of @p table keeps.
 QX_INLINE_SSE4 void squeeze(__m128i lanes, const ShuffleTable& table, unsigned kept, uint8_t* out) {

@@ -150,7 +150,8 @@ void swapUnits(const void* in, void* out, size_t units) {
 }
 
 /// Reads 8 bytes at once and joins four results to a store: the table look-ups are the limit.
-size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t* table) {
+size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const PageDecoder& page) {
+    const char16_t* const table = page.units;
     return inBlocks(
         size,
         [=](size_t i) {
@@ -168,18 +169,18 @@ size_t decodeBytes(const uint8_t* in, size_t size, char16_t* out, const char16_t
             store(high, out + i + 8);
             return true;
         },
-        [=](size_t i) { return PlainKernels.decodeBytes(in + i, size - i, out + i, table); });
+        [=](size_t i) { return PlainKernels.decodeBytes(in + i, size - i, out + i, page); });
 }
 
-size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToByteTable& table) {
+size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const PageEncoder& page) {
     return inBlocks(
         size,
         [&](size_t i) {
-            signed char bytes[16];
+            uint8_t bytes[16];
             uint32_t unmapped = 0;
             for (size_t k = 0; k < 16; ++k) {
                 const char16_t unit = in[i + k];
-                bytes[k] = table.bytes[table.offsets[unit >> 8] + (unit & 0xFF)];
+                bytes[k] = page.byteOf(unit);
                 unmapped |= static_cast<uint32_t>((bytes[k] == 0) & (unit != 0));
             }
             if (unmapped != 0)
@@ -187,7 +188,7 @@ size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const UnitToBy
             std::memcpy(out + i, bytes, sizeof bytes);
             return true;
         },
-        [&](size_t i) { return PlainKernels.encodeUnits(in + i, size - i, out + i, table); });
+        [&](size_t i) { return PlainKernels.encodeUnits(in + i, size - i, out + i, page); });
 }
 
 constexpr auto NarrowAscii = narrowBelow<0x80, &KernelSet::narrowAscii>;
@@ -284,6 +285,8 @@ constinit const KernelSet Sse4Kernels = [] {
     KernelSet set = Wide;
     set.name = "sse4";
     set.utf16ToUtf8 = sse4::utf16ToUtf8;
+    set.decodeBytes = sse4::decodeBytes;
+    set.encodeUnits = sse4::encodeUnits;
     return set;
 }();
 #endif
