@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -132,12 +134,14 @@ public:
         return true;
     }
     bool tryAppend(char16_t unit) noexcept {
+        TextBlock* const block = m_block; // read once, as below
         const int32_t length = m_length;
-        char16_t* const end = endWithRoom(length, 1);
-        if (!end)
+        if (!block || block->capacity() - 1 <= length || !block->isUnique())
             return false;
-        end[0] = unit;
-        end[1] = u'\0';
+        // One store where two would be what limits a loop of these.
+        const uint32_t unitAndZero =
+            std::endian::native == std::endian::little ? unit : uint32_t{unit} << 16;
+        std::memcpy(block->units() + length, &unitAndZero, sizeof unitAndZero);
         m_length = length + 1;
         return true;
     }
