@@ -115,40 +115,31 @@ int compareUnitByUnit(const char16_t* left, const char16_t* right, size_t count)
     return 0;
 }
 
-/// Memory whose last byte is followed by a page that cannot be read.
-class GuardedUnits {
-public:
-    GuardedUnits() : m_page(static_cast<size_t>(::sysconf(_SC_PAGESIZE))) {
-        m_memory =
-            ::mmap(nullptr, 2 * m_page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        ::mprotect(static_cast<char*>(m_memory) + m_page, m_page, PROT_NONE);
-    }
-    ~GuardedUnits() { ::munmap(m_memory, 2 * m_page); }
-    GuardedUnits(const GuardedUnits&) = delete;
-    GuardedUnits& operator=(const GuardedUnits&) = delete;
+/// The end of memory behind which nothing can be read, for as long as the program runs.
+char16_t* makeGuardedEnd() {
+    const auto page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    void* const memory =
+        ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char* const end = static_cast<char*>(memory) + page;
+    ::mprotect(end, page, PROT_NONE);
+    return reinterpret_cast<char16_t*>(end);
+}
 
-    /// Puts the text with a 0 unit at the very end, @p slack units before the guard.
-    const char16_t* place(const std::u16string& text, size_t slack = 0) const {
-        auto* const end = reinterpret_cast<char16_t*>(static_cast<char*>(m_memory) + m_page);
-        char16_t* const at = end - slack - text.size() - 1;
-        text.copy(at, text.size());
-        at[text.size()] = 0;
-        return at;
-    }
-
-private:
-    size_t m_page;
-    void* m_memory;
-};
+/// Puts the text and its 0 unit in front of an end, @p slack units away from it.
+const char16_t* place(const std::u16string& text, char16_t* end, size_t slack = 0) {
+    const size_t units = text.size() + 1;
+    return std::char_traits<char16_t>::copy(end - slack - units, text.c_str(), units);
+}
 
 TEST(CaselessComparison, AgreesWithThePlainComparisonAndReadsNothingBehindATerminator) {
-    GuardedUnits leftMemory, rightMemory;
+    static char16_t* const s_leftEnd = makeGuardedEnd();
+    static char16_t* const s_rightEnd = makeGuardedEnd();
     for (size_t length = 0; length <= 100; ++length) {
         const auto text = sample(length, static_cast<unsigned>(length));
         const auto count = static_cast<int32_t>(length);
         const auto compare = [&](const std::u16string& left, const std::u16string& right) {
-            const char16_t* const l = leftMemory.place(left, length % 40);
-            const char16_t* const r = rightMemory.place(right);
+            const char16_t* const l = place(left, s_leftEnd, length % 40);
+            const char16_t* const r = place(right, s_rightEnd);
             const int expected = compareUnitByUnit(l, r, length);
             ASSERT_EQ(QXTextNICmpW(l, r, count), expected) << length;
             ASSERT_EQ(QXTextNICmpW(r, l, count), -expected) << length;
