@@ -53,7 +53,6 @@ static void useThing(const ComparableTable** thing) {
 }
 
 int main(int argc, char** argv) {
-    static const char identity = 0;
     char16_t module[1024] = {0};
     const ComparableTable** thing = NULL;
     QXGUID classId;
@@ -70,15 +69,7 @@ int main(int argc, char** argv) {
     if (thing)
         useThing(thing);
 
-    thing = NULL;
-    expect(QXModuleSetInitialized(&identity, 1) == QX_OK, "a module of its own");
     expect(QXComClassIDFromProgID(u"Test.Thing.1", &classId) == QX_OK, "class identifier");
-    expect(QXModuleComCreateObject(&identity, &classId, NULL, &ComparableId, (void**)&thing) ==
-               QX_OK,
-           "created by class identifier");
-    if (thing)
-        useThing(thing);
-
     expect(QXComUnregisterModule(module) == QX_OK, "unregisters");
     expect(QXComCreateObjectByProgID(u"Test.Thing", NULL, &ComparableId, (void**)&thing) ==
                QX_E_NOT_FOUND,

@@ -28,8 +28,8 @@ class Guest {
 public:
     Guest() {
         m_text.append(u"before main");
-        m_bytes.assign(reinterpret_cast<const char*>(m_text.getBytes(u"UTF-8")));
-        require(m_bytes == "before main", "encoding before main");
+        const std::string bytes(reinterpret_cast<const char*>(m_text.getBytes(u"UTF-8")));
+        require(bytes == "before main", "encoding before main");
         m_list.add((new qx::String(m_text))->GetUnknown());
         require(m_list.contains(m_text.GetUnknown()), "list before main");
     }
@@ -38,19 +38,16 @@ public:
         require(m_list.contains(m_text.GetUnknown()), "list after main");
         require(LinkedList(m_list).equals(m_list), "list made after main");
         m_text.append(u", after it");
-        qx::String copy(m_text);
-        copy.setTo(qx::String());
-        qx::String empty;
+        qx::String empty(m_text);
+        require(empty.equals(u"before main, after it"), "text after main");
+        empty.setTo(qx::String());
         empty = m_empty;
-        require(m_text.equals(u"before main, after it"), "text after main");
         require(empty.getLength() == 0 && *empty.getData() == 0, "empty string after main");
         require(m_empty.toString().equals(empty), "copy after main");
     }
 
 private:
-    qx::String m_text;
-    qx::String m_empty;
-    std::string m_bytes;
+    qx::String m_text, m_empty;
     ArrayList m_list;
 };
 
@@ -59,9 +56,7 @@ const Guest s_guest;
 /// Goes first of the two and shuts the library down, so that the guest outlives it.
 struct ShutDown {
     ~ShutDown() { require(QXCLLibUninit() == 0, "shut-down"); }
-};
-
-const ShutDown s_shutDown;
+} const s_shutDown;
 
 } // namespace
 

@@ -30,53 +30,40 @@ enum Fault : uint32_t {
     CreationThrows,
 };
 
+Fault s_fault; // that of the class last asked for
+
 class FaultyFactory : public IQXClassFactory {
 public:
-    constexpr explicit FaultyFactory(Fault fault) : m_fault(fault) {}
     int32_t QueryInterface(const qx::GUID&, void**) override { return qx::result::NoInterface; }
     uint32_t AddRef() override { return 1; }
     uint32_t Release() override { throw "a release"; }
     int32_t CreateInstance(IQXUnknown*, const qx::GUID&, void** out) override {
-        if (m_fault == CreationThrows)
+        if (s_fault == CreationThrows)
             throw "an instance";
         // An object in spite of the failure must not get through.
-        *out = m_fault == CreationFails ? this : nullptr;
-        return m_fault == CreationFails ? qx::result::DiskFull : qx::result::Ok;
+        *out = s_fault == CreationFails ? this : nullptr;
+        return s_fault == CreationFails ? qx::result::DiskFull : qx::result::Ok;
     }
     int32_t LockServer(int16_t) override { return qx::result::Ok; }
-
-private:
-    const Fault m_fault;
 };
 
-constinit FaultyFactory s_factories[] = {
-    FaultyFactory(CreationFails), FaultyFactory(CreationGivesNull), FaultyFactory(CreationThrows)};
+constinit FaultyFactory s_factory;
 
 // Shows that something of the module ran: see QXModuleGetLiveCount.
-[[gnu::constructor]] void attach() { QXModuleSetInitialized(s_factories, 1); }
-[[gnu::destructor]] void detach() { QXModuleSetInitialized(s_factories, 0); }
+[[gnu::constructor]] void attach() { QXModuleSetInitialized(&s_factory, 1); }
+[[gnu::destructor]] void detach() { QXModuleSetInitialized(&s_factory, 0); }
 
 } // namespace
 
 #ifndef FAULTY_WITHOUT_ENTRY
 int32_t DllGetClassObject(const QXGUID* classId, const QXGUID*, void** object) {
-    *object = nullptr;
-    switch (classId->Data1) {
-    case EntryFails:
-        *object = &s_factories[0];
-        return qx::result::AccessDenied;
-    case EntryGivesNull:
-        return qx::result::Ok;
-    case EntryThrows:
+    s_fault = static_cast<Fault>(classId->Data1);
+    if (s_fault == EntryThrows)
         throw "an entry";
-    case CreationFails:
-    case CreationGivesNull:
-    case CreationThrows:
-        *object = &s_factories[classId->Data1 - CreationFails];
-        return qx::result::Ok;
-    default:
-        return qx::result::ClassNotAvailable;
-    }
+    *object = s_fault == EntryGivesNull ? nullptr : &s_factory;
+    if (s_fault == EntryFails)
+        return qx::result::AccessDenied;
+    return s_fault > CreationThrows ? qx::result::ClassNotAvailable : qx::result::Ok;
 }
 
 int32_t DllCanUnloadNow() { return 0; }

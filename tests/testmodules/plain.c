@@ -9,110 +9,82 @@
 
 QX_COMPONENT_NOTE;
 
-typedef struct CounterObject {
-    const PlainCounterTable* table;
+/* A counter, or the one factory, whose references count as uses of the module. */
+typedef struct Object {
+    const void* table;
+    const QXGUID* interfaceId;
     uint32_t references;
     int32_t value;
-} CounterObject;
+} Object;
 
-static uint32_t s_live = 0;
+static uint32_t s_uses = 0; /* counters and locks */
 
-static int isEqual(const QXGUID* left, const QXGUID* right) {
-    return memcmp(left, right, sizeof *left) == 0;
+static uint32_t add(uint32_t* number, int amount) {
+    return __atomic_add_fetch(number, (uint32_t)amount, __ATOMIC_SEQ_CST);
 }
 
-static int32_t counterQueryInterface(void* self, const QXGUID* interfaceId, void** object) {
-    CounterObject* const counter = self;
-    if (!isEqual(interfaceId, &PlainUnknownId) && !isEqual(interfaceId, &PlainCounterId)) {
-        *object = NULL;
+static uint32_t addRef(void* self) { return add(&((Object*)self)->references, 1); }
+
+static int32_t queryInterface(void* self, const QXGUID* interfaceId, void** object) {
+    *object = NULL;
+    if (memcmp(interfaceId, &PlainUnknownId, sizeof *interfaceId) != 0 &&
+        memcmp(interfaceId, ((Object*)self)->interfaceId, sizeof *interfaceId) != 0)
         return QX_E_NO_INTERFACE;
-    }
-    __atomic_add_fetch(&counter->references, 1, __ATOMIC_SEQ_CST);
+    addRef(self);
     *object = self;
     return QX_OK;
 }
 
-static uint32_t counterAddRef(void* self) {
-    return __atomic_add_fetch(&((CounterObject*)self)->references, 1, __ATOMIC_SEQ_CST);
-}
+static uint32_t factoryRelease(void* self) { return add(&((Object*)self)->references, -1); }
 
 static uint32_t counterRelease(void* self) {
-    const uint32_t left =
-        __atomic_sub_fetch(&((CounterObject*)self)->references, 1, __ATOMIC_SEQ_CST);
+    const uint32_t left = factoryRelease(self);
     if (left == 0) {
         free(self);
-        __atomic_sub_fetch(&s_live, 1, __ATOMIC_SEQ_CST);
+        add(&s_uses, -1);
     }
     return left;
 }
 
 static int32_t counterAdd(void* self, int32_t amount, int32_t* sum) {
-    *sum = ((CounterObject*)self)->value += amount;
+    *sum = ((Object*)self)->value += amount;
     return QX_OK;
 }
 
-static const PlainCounterTable s_counterTable = {
-    {counterQueryInterface, counterAddRef, counterRelease}, counterAdd};
-
-/* The one factory is no object of its own: its references count as uses of the module. */
-
-static int32_t factoryQueryInterface(void* self, const QXGUID* interfaceId, void** object) {
-    if (!isEqual(interfaceId, &PlainUnknownId) && !isEqual(interfaceId, &PlainFactoryId)) {
-        *object = NULL;
-        return QX_E_NO_INTERFACE;
-    }
-    __atomic_add_fetch(&s_live, 1, __ATOMIC_SEQ_CST);
-    *object = self;
-    return QX_OK;
-}
-
-static uint32_t factoryAddRef(void* self) {
-    (void)self;
-    return __atomic_add_fetch(&s_live, 1, __ATOMIC_SEQ_CST);
-}
-
-static uint32_t factoryRelease(void* self) {
-    (void)self;
-    return __atomic_sub_fetch(&s_live, 1, __ATOMIC_SEQ_CST);
-}
+static const PlainCounterTable s_counterTable = {{queryInterface, addRef, counterRelease},
+                                                 counterAdd};
 
 static int32_t factoryCreateInstance(void* self, void* outer, const QXGUID* interfaceId,
                                      void** object) {
-    CounterObject* counter;
+    const Object made = {&s_counterTable, &PlainCounterId, 1, 0};
+    Object* const counter = outer ? NULL : malloc(sizeof *counter);
     int32_t result;
     (void)self;
     *object = NULL;
-    if (outer)
-        return QX_E_NO_AGGREGATION;
-    counter = malloc(sizeof *counter);
     if (!counter)
-        return QX_E_OUT_OF_MEMORY;
-    counter->table = &s_counterTable;
-    counter->references = 1;
-    counter->value = 0;
-    __atomic_add_fetch(&s_live, 1, __ATOMIC_SEQ_CST);
-    result = counterQueryInterface(counter, interfaceId, object);
+        return outer ? QX_E_NO_AGGREGATION : QX_E_OUT_OF_MEMORY;
+    *counter = made;
+    add(&s_uses, 1);
+    result = queryInterface(counter, interfaceId, object);
     counterRelease(counter);
     return result;
 }
 
 static int32_t factoryLockServer(void* self, int16_t lock) {
     (void)self;
-    __atomic_add_fetch(&s_live, lock ? 1 : (uint32_t)-1, __ATOMIC_SEQ_CST);
+    add(&s_uses, lock ? 1 : -1);
     return QX_OK;
 }
 
 static const QXClassFactoryTable s_factoryTable = {
-    {factoryQueryInterface, factoryAddRef, factoryRelease},
-    factoryCreateInstance,
-    factoryLockServer};
-static const QXClassFactoryTable* s_factory = &s_factoryTable;
+    {queryInterface, addRef, factoryRelease}, factoryCreateInstance, factoryLockServer};
+static Object s_factory = {&s_factoryTable, &PlainFactoryId, 0, 0};
 
 int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void** object) {
     *object = NULL;
-    return isEqual(classId, &PlainCounterClass)
-               ? factoryQueryInterface(&s_factory, interfaceId, object)
+    return memcmp(classId, &PlainCounterClass, sizeof *classId) == 0
+               ? queryInterface(&s_factory, interfaceId, object)
                : QX_E_CLASS_NOT_AVAILABLE;
 }
 
-int32_t DllCanUnloadNow(void) { return __atomic_load_n(&s_live, __ATOMIC_SEQ_CST) == 0 ? 0 : 1; }
+int32_t DllCanUnloadNow(void) { return add(&s_uses, 0) + add(&s_factory.references, 0) != 0; }
