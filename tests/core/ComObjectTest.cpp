@@ -2,7 +2,9 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -11,6 +13,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
+#include <qx/core/LiveObjects.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectMemory.h>
 #include <qx/core/Reference.h>
@@ -18,6 +21,7 @@
 #include <qx/core/String.h>
 
 using qx::ComObject;
+using qx::LiveObjects;
 using qx::Object;
 using qx::ObjectMemory;
 using qx::Reference;
@@ -42,36 +46,28 @@ private:
 /// Takes and drops a reference, as any callee may.
 void borrow(Object& object) { Reference<Object> reference(&object); }
 
-class Holder : public Object {
-public:
+struct Holder : Object {
     Counted m_member;
 };
 
-[[noreturn]] Counted* failingArgument() { throw std::runtime_error("argument"); }
-
-class IFirst : public IQXUnknown {
-public:
+struct IFirst : IQXUnknown {
     static constexpr qx::GUID Iid{1, 2, 3, {4}};
     virtual int first() = 0;
 };
-class ISecond : public IQXUnknown {
-public:
+struct ISecond : IQXUnknown {
     static constexpr qx::GUID Iid{5, 6, 7, {8}};
     virtual int second() = 0;
 };
-class Both : public qx::pcom::Implements<Object, IFirst, ISecond> {
-public:
+struct Both : qx::pcom::Implements<Object, IFirst, ISecond> {
     int first() override { return 1; }
     int second() override { return 2; }
 };
-class OnlyFirst : public qx::pcom::Implements<ComObject, IFirst> {
-public:
+struct OnlyFirst : qx::pcom::Implements<ComObject, IFirst> {
     int first() override { return 1; }
 };
 
 /// Its interface stands in front of the object.
-class InFront : public IFirst, public Counted {
-public:
+struct InFront : IFirst, Counted {
     int32_t QueryInterface(const qx::GUID& iid, void** out) override {
         static const qx::pcom::InterfaceData map[] = {qx::pcom::subObjectRow<InFront, IFirst>(),
                                                       {nullptr, qx::pcom::InterfaceData::End, 0}};
@@ -79,11 +75,10 @@ public:
     }
     uint32_t AddRef() override { return Counted::AddRef(); }
     uint32_t Release() override { return Counted::Release(); }
-    int first() override { return 1; }
+    int first() override { return 3; }
 };
 
-class Incomparable : public Object {
-public:
+struct Incomparable : Object {
     int compareTo(const Object&) const override { throw qx::CastFailedException(); }
     uint32_t hashCode() const override { throw std::bad_alloc(); }
 };
@@ -94,27 +89,17 @@ TEST(ComObject, CountsReferencesAndTellsTheModuleOfLifeAndDeath) {
     qx::pcom::ModuleCount module;
     auto* const object = new Counted();
     object->SetComModule(&module);
-    EXPECT_EQ(object->GetRefCount(), 0u);
-    EXPECT_EQ(object->AddRef(), 1u);
-    EXPECT_EQ(module.GetRefCount(), 1u);
-    EXPECT_EQ(object->AddRef(), 2u);
-    EXPECT_EQ(module.GetRefCount(), 1u);
+    EXPECT_EQ(object->InternalAddRef(), 1u); // the count alone
+    EXPECT_EQ(object->InternalRelease(), 0u);
+    EXPECT_EQ(module.GetRefCount(), 0u);
+    for (const uint32_t count : {1u, 2u}) {
+        EXPECT_EQ(object->AddRef(), count);
+        EXPECT_EQ(module.GetRefCount(), 1u);
+    }
     EXPECT_EQ(object->Release(), 1u);
     EXPECT_EQ(Counted::s_alive, 1);
     EXPECT_EQ(object->Release(), 0u);
     EXPECT_EQ(Counted::s_alive, 0);
-    EXPECT_EQ(module.GetRefCount(), 0u);
-}
-
-TEST(ComObject, InternalReleaseNeitherDestroysNorTellsTheModule) {
-    qx::pcom::ModuleCount module;
-    Reference<Counted> object(new Counted());
-    object->SetComModule(&module);
-    object->InternalAddRef();
-    object->InternalRelease();
-    EXPECT_EQ(object->InternalRelease(), 0u);
-    EXPECT_EQ(Counted::s_alive, 1);
-    object->InternalAddRef();
     EXPECT_EQ(module.GetRefCount(), 0u);
 }
 
@@ -173,6 +158,7 @@ TEST(ComObject, MadeByNewEndsWithItsLastReferenceAndOnce) {
         std::vector<Reference<Object>> objects; // enough that some would begin on a page
         for (int i = 0; i < 600; ++i)
             objects.emplace_back(maker());
+        ASSERT_GE(Counted::s_alive, 600);
         objects.clear();
         ASSERT_EQ(Counted::s_alive, 0);
     }
@@ -184,6 +170,8 @@ TEST(ComObject, MadeByNewEndsWithItsLastReferenceAndOnce) {
     EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned.get()) % 64, 0u);
     EXPECT_THROW(new Aligned<4096>(), qx::ResultException);
     EXPECT_EQ(new (std::nothrow) Aligned<4096>(), nullptr);
+    EXPECT_THROW(new Counted(1), std::runtime_error);
+    EXPECT_EQ(Counted::s_alive, 1);
 }
 
 TEST(ComObject, WithAnOwnerElseSurvivesItsLastReference) {
@@ -225,90 +213,58 @@ TEST(ComObject, WithAnOwnerElseSurvivesItsLastReference) {
     ::munmap(pages, 2 * Page);
 }
 
-TEST(ComObject, OfAnOperatorNewThatLeavesItsMemoryUnmarkedIsRefused) {
-    struct OwnNew : Object {
-        static void* operator new(std::size_t size) { return std::malloc(size); }
-        static void operator delete(void* object) { std::free(object); }
-    };
-    struct Placed : Object {
-        static void* operator new(std::size_t, int, void* place) { return place; }
-    };
-    EXPECT_FALSE(ComObject::usesObjectMemory<OwnNew>());
-    EXPECT_FALSE(ComObject::usesObjectMemory<Placed>());
-    EXPECT_FALSE(ComObject::usesObjectMemory<Aligned<4096>>());
-    EXPECT_TRUE(ComObject::usesObjectMemory<Pooled>());
-    EXPECT_TRUE(ComObject::usesObjectMemory<Both>());
-}
-
-TEST(ComObject, FailedConstructionLeavesNothingBehind) {
-    EXPECT_THROW(new Counted(failingArgument()), std::runtime_error);
-    EXPECT_THROW(new Counted(1), std::runtime_error);
-    EXPECT_EQ(Counted::s_alive, 0);
-}
-
-TEST(ComObject, CountIsNotCarriedOverByCopies) {
-    Reference<Object> original(new Object());
-    Reference<Object> copy(original->clone());
-    EXPECT_EQ(copy->GetRefCount(), 1u);
-    *copy = *original;
-    EXPECT_EQ(copy->GetRefCount(), 1u);
-    EXPECT_THROW(Counted().clone(), qx::CloneNotSupportedException);
-}
+// A class whose operator new leaves its memory unmarked is refused where it is referenced.
+struct OwnNew : Object {
+    static void* operator new(std::size_t size) { return std::malloc(size); }
+    static void operator delete(void* object) { std::free(object); }
+};
+struct Placed : Object {
+    static void* operator new(std::size_t, int, void* place) { return place; }
+};
+static_assert(!ComObject::usesObjectMemory<OwnNew>() && !ComObject::usesObjectMemory<Placed>() &&
+              !ComObject::usesObjectMemory<Aligned<4096>>());
+static_assert(ComObject::usesObjectMemory<Pooled>() && ComObject::usesObjectMemory<Both>());
 
 TEST(ComObject, CountsExactlyUnderThreads) {
-    Reference<Counted> object(new Counted());
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([reference = object] {
+    const Reference<Counted> object(new Counted());
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([object] {
             for (int round = 0; round < 10000; ++round)
-                Reference<Counted> again(reference);
+                Reference<Counted> again(object);
         });
-    }
-    for (auto& thread : threads)
-        thread.join();
     threads.clear();
     EXPECT_EQ(object->GetRefCount(), 1u);
 }
 
 TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
-    Reference<Both> both(new Both());
+    const Reference<Both> both(new Both());
     Reference<ISecond> second;
     ASSERT_EQ(both->QueryInterface(ISecond::Iid, second.putVoid()), 0);
     EXPECT_EQ(second->second(), 2);
-    EXPECT_EQ(both->GetRefCount(), 2u);
-
     Reference<IFirst> first;
     ASSERT_EQ(second->QueryInterface(IFirst::Iid, first.putVoid()), 0);
     EXPECT_EQ(first->first(), 1);
-
     Reference<IQXComparable> comparable;
     ASSERT_EQ(first->QueryInterface(IQXComparable::Iid, comparable.putVoid()), 0);
     uint32_t hash = 0;
     EXPECT_EQ(comparable->HashCode(&hash), 0);
     EXPECT_EQ(hash, both->hashCode());
-
     Reference<IQXUnknown> unknown;
     ASSERT_EQ(comparable->QueryInterface(IQXUnknown::Iid, unknown.putVoid()), 0);
     EXPECT_EQ(unknown.get(), both->GetUnknown());
-    EXPECT_EQ(both->GetRefCount(), 5u);
-}
 
-TEST(QueryInterface, FindsAnInterfaceInFrontOfTheObject) {
-    Reference<IFirst> first;
+    void* out = &out;
+    EXPECT_EQ(both->QueryInterface(qx::GUID{}, &out), result::NoInterface);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(both->QueryInterface(IFirst::Iid, nullptr), result::NullPointer);
+    EXPECT_EQ(both->GetRefCount(), 5u);
+    EXPECT_EQ(both->SetOuterUnknown(both->GetUnknown()), result::NoAggregation);
+
     ASSERT_EQ(Reference<InFront>(new InFront())->QueryInterface(IFirst::Iid, first.putVoid()), 0);
-    EXPECT_EQ(first->first(), 1);
+    EXPECT_EQ(first->first(), 3);
     first.reset();
     EXPECT_EQ(Counted::s_alive, 0);
-}
-
-TEST(QueryInterface, RejectsWhatTheMapDoesNotHold) {
-    Reference<OnlyFirst> object(new OnlyFirst());
-    void* out = &out;
-    EXPECT_EQ(object->QueryInterface(IQXComparable::Iid, &out), result::NoInterface);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(object->QueryInterface(IFirst::Iid, nullptr), result::NullPointer);
-    EXPECT_EQ(object->GetRefCount(), 1u);
-    EXPECT_EQ(object->SetOuterUnknown(object->GetUnknown()), result::NoAggregation);
 }
 
 TEST(QueryInterface, EndsAtTheFailureOfAnIdentifiedChainOnly) {
@@ -336,27 +292,23 @@ TEST(QueryInterface, EndsAtTheFailureOfAnIdentifiedChainOnly) {
 }
 
 TEST(Object, ComparesByAddressAndWithForeignInterfacesToo) {
-    Object objects[2];
-    EXPECT_EQ(objects[0].compareTo(objects[1]), -1);
-    EXPECT_EQ(objects[1].compareTo(objects[0]), 1);
-    EXPECT_TRUE(objects[0].equals(objects[0]));
-    int order = 5;
-    EXPECT_EQ(objects[1].CompareTo(objects[0].GetUnknown(), &order), 0);
-    EXPECT_EQ(order, 1);
-
-    // Behind the last object in memory, so its address is the greater one.
+    // One behind the other in memory.
     struct {
-        Object object;
+        Object first, second;
         OnlyFirst foreign;
-    } pair;
-    EXPECT_EQ(pair.object.CompareTo(pair.foreign.GetUnknown(), &order), 0);
-    EXPECT_EQ(order, 1);
-    EXPECT_EQ(pair.object.CompareTo(pair.object.GetUnknown(), &order), 0);
-    EXPECT_EQ(order, 0);
-    EXPECT_EQ(pair.object.CompareTo(nullptr, nullptr), result::NullPointer);
-}
+    } three;
+    const auto orderOf = [](Object& left, ComObject& right) {
+        int order = 5;
+        EXPECT_EQ(left.CompareTo(right.GetUnknown(), &order), 0);
+        return order;
+    };
+    EXPECT_EQ(three.first.compareTo(three.second), -1);
+    EXPECT_TRUE(three.first.equals(three.first) && !three.first.equals(three.second));
+    EXPECT_EQ(orderOf(three.second, three.first), 1);
+    EXPECT_EQ(orderOf(three.second, three.foreign), 1);
+    EXPECT_EQ(orderOf(three.second, three.second), 0);
+    EXPECT_EQ(three.first.CompareTo(nullptr, nullptr), result::NullPointer);
 
-TEST(Object, TurnsFailuresIntoResultsAtItsInterface) {
     Incomparable object;
     int order = 5;
     EXPECT_EQ(object.CompareTo(object.GetUnknown(), &order), result::Fail);
@@ -371,19 +323,46 @@ TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
     Reference<Object> base = first;
     EXPECT_EQ(first->GetRefCount(), 2u);
     Reference<Object> moved = std::move(base);
-    EXPECT_EQ(first->GetRefCount(), 2u);
-    EXPECT_TRUE(base == nullptr);
-    EXPECT_EQ(moved, first);
+    EXPECT_TRUE(base == nullptr && moved == first);
     moved = std::move(moved);
     const auto& self = moved;
     moved = self;
     EXPECT_EQ(first->GetRefCount(), 2u);
     CQXSmartPtr<Object> legacy = moved.get();
-    EXPECT_EQ(first->GetRefCount(), 3u);
     Object* const raw = legacy.detach();
     EXPECT_EQ(first->GetRefCount(), 3u);
     Reference<Object>::attach(raw).reset();
     EXPECT_EQ(first->GetRefCount(), 2u);
     first = first->GetRefCount() ? nullptr : first;
     EXPECT_EQ(Counted::s_alive, 1);
+    // A copy of an object has a count of its own.
+    const Reference<Object> original(new Object()), copy(original->clone());
+    *copy = Object();
+    EXPECT_EQ(copy->GetRefCount(), 1u);
+    EXPECT_THROW(Counted().clone(), qx::CloneNotSupportedException);
+}
+
+TEST(LiveObjects, AreListedByClassUntilTheyEnd) {
+    const auto strings = [] {
+        std::size_t objects = 0;
+        for (const auto& each : LiveObjects::byClass())
+            objects += each.className == std::string_view("qx::String") ? each.objects : 0;
+        return objects;
+    };
+    const std::size_t all = LiveObjects::count(), before = strings();
+    const qx::String onStack(u"text");
+    qx::String copied(onStack);
+    Reference<qx::String> onHeap(new qx::String());
+    copied = *onHeap;
+    const std::size_t one = LiveObjects::areListed() ? 1 : 0; // else nothing is ever counted
+    EXPECT_EQ(LiveObjects::count() - all, 3 * one);
+    EXPECT_EQ(strings() - before, 3 * one);
+    std::ostringstream out;
+    LiveObjects::print(out);
+    const std::string line = std::to_string(strings()) + " qx::String\n";
+    EXPECT_EQ(out.str().find(line) != std::string::npos, one == 1);
+    EXPECT_EQ(out.str().empty(), one == 0);
+    onHeap.reset();
+    EXPECT_EQ(LiveObjects::count() - all, 2 * one);
+    EXPECT_EQ(strings() - before, 2 * one);
 }

@@ -1,18 +1,22 @@
-#include <gtest/gtest.h>
-
+#include <cerrno>
 #include <new>
 #include <sstream>
 #include <string>
-#include <type_traits>
+#include <system_error>
 
+#include <gtest/gtest.h>
+
+#include <qx/core/ErrorCode.h>
 #include <qx/core/Exception.h>
 #include <qx/core/ExternalException.h>
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
+#include <qx/net/socketerror.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/util/config/IniFileException.h>
 
 using namespace qx::literals;
+using qx::makeErrorCode;
 namespace charset = qx::text::charset;
 namespace result = qx::result;
 
@@ -25,87 +29,106 @@ static_assert(!IsBase<qx::io::IoException, qx::io::UnexpectedEOFException>);
 static_assert(IsBase<qx::Exception, qx::io::UnexpectedEOFException>);
 static_assert(IsBase<qx::ExternalException, qx::IntOverflowException>);
 
+/// What becomes of an exception at the boundary, as a text and as an error code.
 template <class Thrown>
-int32_t resultOfThrowing(const Thrown& thrown) {
-    return qx::resultOf([&] { throw thrown; });
+void expectThat(const Thrown& thrown, int32_t code, const char* text) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(qx::resultOf([&] { throw thrown; }), code);
+    EXPECT_EQ(thrown.code(), makeErrorCode(code));
+    EXPECT_EQ((std::ostringstream() << thrown).str(), text);
 }
 
 } // namespace
 
-TEST(Exception, BecomesItsResultCodeAtTheBoundary) {
-    const struct {
-        int32_t actual;
-        int32_t expected;
-    } cases[] = {
-        {resultOfThrowing(qx::Exception()), result::Fail},
-        {resultOfThrowing(qx::ResultException()), result::Fail},
-        {resultOfThrowing(qx::ResultException(result::InvalidArgument)), result::InvalidArgument},
-        {resultOfThrowing(qx::OutOfMemoryException()), result::OutOfMemory},
-        {resultOfThrowing(std::bad_alloc()), result::OutOfMemory},
-        {resultOfThrowing(qx::io::TimeoutException()), result::Fail},
-        {resultOfThrowing(charset::InvalidCharacterException()), result::InvalidCharacter},
-        {resultOfThrowing(charset::UnmappableCharacterException()), result::UnmappableCharacter},
-        {resultOfThrowing(charset::UnknownEncodingException()), result::UnknownEncoding},
-        {resultOfThrowing(42), result::Fail},
-        {qx::resultOf([] { return int32_t{7}; }), 7},
-        {qx::resultOf([] {}), result::Ok},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(c.actual, c.expected) << "case " << &c - cases;
-}
-
-TEST(Exception, DescribesItself) {
+TEST(Exception, BecomesItsResultCodeAndDescribesItself) {
     struct Unregistered : qx::Exception {};
-    const auto textOf = [](const qx::Exception& exception) {
-        std::ostringstream out;
-        out << exception;
-        return out.str();
-    };
-    const struct {
-        std::string actual;
-        const char* expected;
-    } cases[] = {
-        {textOf(qx::Exception(u"no such \u00F6ption"_qs)), "no such \u00F6ption"},
-        {textOf(qx::io::TimeoutException()), "qx::io::TimeoutException"},
-        {textOf(Unregistered()), "Object"},
-        {textOf(qx::ResultException(result::NotFound)), "not found (0x80070002)"},
-        {textOf(qx::ResultException(result::NotFound, u"a.ini")), "a.ini: not found (0x80070002)"},
-        {textOf(qx::ResultException(result::Fail, u"a.ini")), "a.ini"},
-        {textOf(charset::UnknownEncodingException(u"x"_qs)), "x: unknown encoding (0x8BB34103)"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(c.actual, c.expected);
-}
-
-TEST(Exception, OfMemoryIsAStandardOne) {
-    const qx::OutOfMemoryException exception;
-    EXPECT_STREQ(static_cast<const std::bad_alloc&>(exception).what(), "bad allocation");
+    expectThat(qx::Exception(u"no such \u00F6ption"_qs), result::Fail, "no such \u00F6ption");
+    expectThat(Unregistered(), result::Fail, "Object");
+    expectThat(qx::io::TimeoutException(), result::Fail, "qx::io::TimeoutException");
+    expectThat(qx::ResultException(), result::Fail, "Object");
+    expectThat(qx::ResultException(result::NotFound), result::NotFound, "not found (0x80070002)");
+    expectThat(qx::ResultException(result::NotFound, u"a.ini"), result::NotFound,
+               "a.ini: not found (0x80070002)");
+    expectThat(qx::ResultException(result::Fail, u"a.ini"), result::Fail, "a.ini");
+    expectThat(charset::InvalidCharacterException(), result::InvalidCharacter,
+               "invalid character (0x8BB34101)");
+    expectThat(charset::UnmappableCharacterException(), result::UnmappableCharacter,
+               "unmappable character (0x8BB34102)");
+    expectThat(charset::UnknownEncodingException(u"x"_qs), result::UnknownEncoding,
+               "x: unknown encoding (0x8BB34103)");
+    EXPECT_STREQ(static_cast<const std::bad_alloc&>(qx::OutOfMemoryException()).what(),
+                 "bad allocation");
+    EXPECT_EQ(qx::resultOf([] { throw qx::OutOfMemoryException(); }), result::OutOfMemory);
+    EXPECT_EQ(qx::OutOfMemoryException().code(), makeErrorCode(result::OutOfMemory));
+    EXPECT_EQ(qx::resultOf([] { throw std::bad_alloc(); }), result::OutOfMemory);
+    EXPECT_EQ(qx::resultOf([] { throw 42; }), result::Fail);
+    EXPECT_EQ(qx::resultOf([] { return int32_t{7}; }), 7);
+    EXPECT_EQ(qx::resultOf([] {}), result::Ok);
+    EXPECT_EQ(qx::throwIfFailed(3), 3);
+    EXPECT_EQ(qx::resultOf([] { qx::throwIfFailed(result::TimedOut); }), result::TimedOut);
 }
 
 TEST(Exception, KeepsWhatItWasGivenThroughCopies) {
-    const qx::ResultException original(result::NotFound, qx::String(u"missing"));
     qx::ResultException copy;
-    copy = original;
-    EXPECT_EQ(copy.getResult(), result::NotFound);
-    EXPECT_TRUE(copy.getDescription().equals(u"missing"));
-
+    copy = qx::ResultException(result::NotFound, u"missing"_qs);
+    expectThat(copy, result::NotFound, "missing: not found (0x80070002)");
     const int record = 0;
     const qx::MathOverflowException fault(&record);
-    const qx::MathOverflowException faultCopy(fault);
-    EXPECT_EQ(faultCopy.getRecord(), &record);
-
-    const qx::util::IniFileException ini(qx::util::IniFileException::SET_NOT_FOUND,
-                                         qx::String(u"set"));
+    EXPECT_EQ(qx::MathOverflowException(fault).getRecord(), &record);
+    const qx::util::IniFileException ini(qx::util::IniFileException::SET_NOT_FOUND, u"set"_qs);
     EXPECT_EQ(qx::util::IniFileException(ini).GetType(), 2);
 }
 
-TEST(Result, NegativeResultsThrowWithTheirText) {
-    EXPECT_EQ(qx::throwIfFailed(3), 3);
-    try {
-        qx::throwIfFailed(result::TimedOut, u"too late");
-        FAIL();
-    } catch (const qx::ResultException& exception) {
-        EXPECT_EQ(exception.getResult(), result::TimedOut);
-        EXPECT_TRUE(exception.getDescription().equals(u"too late"));
+TEST(ErrorCode, MeansWhatThePlatformReportsByIt) {
+    const struct {
+        int32_t code;
+        int means, alsoMeans, doesNotMean;
+    } cases[] = {
+        {result::NotFound, ENOENT, 0, ENOTDIR},
+        {result::AccessDenied, EACCES, EPERM, ENOENT},
+        {result::Busy, EBUSY, EAGAIN, ETXTBSY},
+        {result::OutOfMemory, ENOMEM, 0, ENOBUFS},
+        {result::TimedOut, ETIMEDOUT, 0, EINTR},
+        {result::FileExists, EEXIST, 0, EACCES},
+        {result::AlreadyExists, EEXIST, 0, EACCES},
+        {result::NotImplemented, ENOSYS, 0, ENOTSUP},
+        {result::InvalidCharacter, EILSEQ, 0, EINVAL},
+        {QX_E_SOCKET_ECONNREFUSED, ECONNREFUSED, 0, ECONNRESET},
+        {QX_E_SOCKET_ECONNRESET, ECONNRESET, EPIPE, ETIMEDOUT},
+        {QX_E_SOCKET_EWOULDBLOCK, EWOULDBLOCK, EAGAIN, EINPROGRESS},
+    };
+    const auto condition = [](int error) {
+        return std::error_condition(error, std::generic_category());
+    };
+    for (const auto& c : cases) {
+        const std::error_code code = makeErrorCode(c.code);
+        SCOPED_TRACE(code.message());
+        EXPECT_TRUE(code && code == condition(c.means));
+        EXPECT_EQ(code.default_error_condition(), condition(c.means));
+        EXPECT_TRUE(c.alsoMeans == 0 || code == condition(c.alsoMeans));
+        EXPECT_FALSE(code == condition(c.doesNotMean) || code.message().empty());
     }
+    const std::pair<int32_t, const char*> others[] = {
+        {result::Fail, "unspecified failure"},
+        {result::EndOfFile, "end of file"},
+        {QX_E_SOCKET_SYSCALLFAILURE, "result 0x8BE3277B"},
+        {INT32_MIN, "result 0x80000000"},
+    };
+    for (const auto& [number, message] : others) {
+        const std::error_code code = makeErrorCode(number);
+        EXPECT_EQ(code.message(), message);
+        for (int error = 0; error < 140; ++error)
+            EXPECT_FALSE(code == condition(error)) << message << error;
+        EXPECT_EQ(code.default_error_condition().category(), qx::resultCategory());
+    }
+    EXPECT_STREQ(qx::resultCategory().name(), "qx");
+}
+
+TEST(ErrorCode, OfASuccessIsNoError) {
+    for (const int32_t success : {result::Ok, 1, INT32_MAX}) {
+        EXPECT_FALSE(makeErrorCode(success));
+        EXPECT_EQ(makeErrorCode(success), makeErrorCode(result::Ok));
+    }
+    EXPECT_EQ(makeErrorCode(0).message(), "success");
+    EXPECT_EQ(makeErrorCode(0).default_error_condition(), std::error_condition());
 }
