@@ -60,19 +60,23 @@ int32_t sayYes(Stranger* self, const GUID*, void** out) {
     *out = self;
     return Ok;
 }
-/// But the unknown interface.
+/// Knows the unknown interface only.
 int32_t answerNothing(Stranger* self, const GUID* iid, void** out) {
     *out = nullptr;
     return *iid == IQXUnknown::Iid ? sayYes(self, iid, out) : None;
 }
-/// And leaves something behind.
+/// Denies every query, and leaves something behind.
 int32_t failQuery(Stranger*, const GUID*, void** out) {
     *out = reinterpret_cast<void*>(1);
     return Denied;
 }
+/// Asks what it stands in front of.
 int32_t passOn(Stranger* self, const GUID* iid, void** out) {
     return self->behind->QueryInterface(*iid, out);
 }
+
+intptr_t succeed() { return Success; }
+intptr_t doNothing() { return 0; }
 
 /// @tparam query  what it answers to queries
 template <Query query>
@@ -81,10 +85,8 @@ Stranger strangerOf(IQXUnknown* behind = nullptr) {
         const void* description[2] = {Description[0], Description[1]}; // where C++ has one
         Query queryInterface = query;
         uint32_t (*counting[2])(Stranger*) = {addReference, dropReference};
-        intptr_t (*further[21])() = {[]() -> intptr_t { return Success; }};
-        Table() {
-            std::fill(std::begin(further) + 1, std::end(further), []() -> intptr_t { return 0; });
-        }
+        intptr_t (*further[21])() = {succeed};
+        Table() { std::fill(std::begin(further) + 1, std::end(further), doNothing); }
     };
     static const Table table;
     return {&table.queryInterface, behind};
