@@ -74,7 +74,7 @@ inline bool isLess(const Natural& a, const Natural& b) {
     return std::lexicographical_compare(x.rbegin(), x.rend(), y.rbegin(), y.rend());
 }
 
-/// a modulo m by the division that DivideTest holds against products.
+/// a modulo m by the division that ResiduesTest holds against products.
 inline Natural remainder(Natural a, const Natural& m) {
     a.resize(std::max(a.size(), m.size()));
     Natural r(m.size());
