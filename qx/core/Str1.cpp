@@ -91,10 +91,11 @@ int32_t Str1::ensureCapacity1(int32_t need, int32_t keepStart, int32_t keepEnd) 
         keepEnd = m_length;
     const int32_t kept = std::max(keepEnd - keepStart, 0);
     if (const int32_t held = m_buffer ? m_buffer->isPrivatelyHeld(false) : 0) {
-        if (kept == 0)
-            m_offset = 0;
-        if (int64_t{m_offset} + need <= held)
-            return held - m_offset;
+        const int32_t offset = kept > 0 ? m_offset : 0;
+        if (int64_t{offset} + need <= held) {
+            m_offset = offset;
+            return held - offset;
+        }
         if (need <= held) {
             char16_t* const front = m_buffer->getData() + keepStart;
             Traits::move(front, front + m_offset, sizeOf(kept));

@@ -212,9 +212,10 @@ TEST(Str1, AppendorLooksAtTheCapacityOncePerBatch) {
 }
 
 TEST(Str1, MoreThanABufferHoldsIsRefused) {
-    Str1Copy text(u"abc");
+    Str1 text = Str1Copy(u"012abc").substring(3);
     EXPECT_THROW(text.append(u'x', StrBuf1::MaxCapacity), std::bad_alloc);
     EXPECT_THROW(text.ensureCapacity1(StrBuf1::MaxCapacity + 1), std::bad_alloc);
+    EXPECT_THROW(text.ensureCapacity1(StrBuf1::MaxCapacity + 1, 0, 0), std::bad_alloc);
     EXPECT_EQ(unitsOf(text), u"abc");
     Str1 large(StrBuf1::MaxCapacity);
     EXPECT_EQ(large.ensureCapacity1(1), StrBuf1::MaxCapacity);
