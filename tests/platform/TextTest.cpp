@@ -56,7 +56,8 @@ TEST(CText, IsTreatedAsTheFunctionsOfCTreatBytes) {
             token = QXStrTokW(nullptr, u",", &restOfUnits);
         }
     }
-    EXPECT_GT(QXStrCmpW(u"\uE000", u"😀"), 0); // by unit, not by code point, and unsigned
+    EXPECT_GT(QXStrCmpW(u"\uE000", u"😀"), 0); // by unit, not by code point
+    EXPECT_GT(QXStrCmpW(u"\uFFFD", u"a"), 0); // unsigned
 }
 
 /// Pieces of numbers in all forms, as they come.
