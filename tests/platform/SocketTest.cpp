@@ -193,7 +193,7 @@ TEST(Socket, TimeOutsAndNonBlockingSocketsDiffer) {
     Socket accepted, client = make();
     qxtest::BlockingThread acceptor([&] { EXPECT_EQ(connection.accept(accepted), 0); });
     acceptor.awaitBlocked();
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
     set(client, QX_SO_SNDTIMEO, 1);
     EXPECT_EQ(connection.connect(client), 0);
     acceptor.join();
