@@ -77,7 +77,7 @@ stage_damage() {
 
 stage_threads() {
     build tsan qx_torture_threads || return 1
-    local areas=21 seconds
+    local areas=19 seconds
     seconds=$((minutes * 20 / areas))
     TSAN_OPTIONS=halt_on_error=1 setarch --addr-no-randomize \
         build/tsan/tests/torture/qx_torture_threads --seconds "$((seconds < 60 ? seconds : 60))" |
@@ -94,7 +94,7 @@ stage_forks() {
     build release qx_fork_tests || return 1
     local rounds=100
     tested fork '*' "$rounds" &&
-        echo "$((rounds * 25 * 16)) children were forked from programs with busy threads"
+        echo "$((rounds * 25 * 14)) children were forked from programs with busy threads"
 }
 
 stage_descriptors() {
