@@ -28,10 +28,16 @@ completions() {
     )
 }
 
+# options START: the options that lines begin with behind START, sorted.
+options() { grep -oP "$1\K--?[a-z][-a-z]*(, --[a-z]+)?" | sed 's/, /\n/' | sort; }
+
 check() {
     local page=$root/docs/man/$name.1 help text usage commands
     help=$("$program" --help 2>&1)
     same "exit status of --help" 0 $?
+    same "-h" "$help" "$("$program" -h 2>&1)"
+    same "--version" "$name $(sed -nE 's/^project\(qx VERSION ([0-9.]+).*/\1/p' "$root/CMakeLists.txt")" \
+        "$("$program" --version 2>&1)"
     text=$("$program" --no-such-option 2>/dev/null </dev/null)
     same "exit status of a wrong option" 2 $?
     same "a wrong option goes to the error stream" "" "$text"
@@ -42,7 +48,7 @@ check() {
     text=$(groff -man -Tascii -P-cbou -rLL=200n "$page")
     usage=$(sed -n '/^usage:/,/^$/p' <<<"$help" | sed -E 's/^(usage:)? +//; /^$/d')
     same "usage: --help, page" "$usage" \
-        "$(sed -n '/^SYNOPSIS/,/^DESC/p' <<<"$text" | sed -nE '/--help$/d; s/^ +//p')"
+        "$(sed -n '/^SYNOPSIS/,/^DESC/p' <<<"$text" | sed -nE '/--version$/d; s/^ +//p')"
 
     # A command stands behind the program's name, or behind the file that it is about.
     commands=$(awk '{ for (i = 2; i <= NF; ++i) if ($i ~ /^[a-z]+(-[a-z]+)*$/) { print $i; next } }' \
@@ -53,9 +59,9 @@ check() {
         "$(completions "${before[@]}" "" | sort)"
 
     local options
-    options=$(grep -oP '^  \K--?[a-z][-a-z]*' <<<"$help" | sort)
+    options=$(options '^  ' <<<"$help")
     same "options: --help, page" "$options" \
-        "$(sed -n '/^OPTIONS/,/^[A-NP-Z]/p' <<<"$text" | grep -oP '^ {7}\K--?[a-z][-a-z]*' | sort)"
+        "$(sed -n '/^OPTIONS/,/^[A-NP-Z]/p' <<<"$text" | options '^ {7}')"
     same "options: --help, completion" "$options" "$(completions - | sort)"
     same "one option" --help "$(completions --he)"
 }

@@ -58,6 +58,7 @@ replaces 265f443830303b41 efbfbd41 'invalid AMP-7' -f AMP-7 -t UTF-8 # an escape
 replaces e4b8ad41f09f9880 3f413f 'characters without a form in CP1252' -t CP1252
 replaces 41ff42 413f42 'invalid UTF-8 and characters without a form in ASCII' -t ASCII
 converts 41efbfbd42 41efbfbd42 # U+FFFD in the input
+converts 41ff42 412d2d76657273696f6e42 --substitute --version # a value asks nothing
 converts 41ff42e282ac43 413c3f3e423c3f3e43 -t ISO8859_1 --substitute '<?>'
 converts 41e282acf09f988042 41e9e942 -t ISO8859_1 --substitute é
 converts 41ffefbfbd42 4178efbfbd42 --substitute x # U+FFFD in the input is no bad text
@@ -194,8 +195,8 @@ fails 2 'unknown encoding "UTF-9" (qxconv -l lists all)' -f UTF-9 -o out 2
 fails 2 'unknown encoding "" (qxconv -l lists all)' -t '' 2
 fails 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
 equal "output after usage errors" "$(cat out)" old
-options='-f FROM|-t TO|-o OUT|--strict|--substitute TEXT|-l|--help'
-equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")" 7
+options='-f FROM|-t TO|-o OUT|--strict|--substitute TEXT|-l|-h, --help|--version'
+equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")" 8
 
 # --- encodings of a component module
 if [ -n "${QX_MODULES-}" ]; then

@@ -82,7 +82,7 @@ fails 2 "wrong number of arguments for sets $usage" f.ini sets a b
 fails 2 "--json goes with list and sets $usage" f.ini get a b --json
 fails 2 "--keep goes with set $usage" f.ini list --keep
 equal "unknown option" "$("$qxini" f.ini list --jsn >/dev/null 2>&1; echo $?)" 2
-equal "help names every option" "$("$qxini" --help | grep -cE '^ +-*(json|keep|semaphore|help)\b')" 4
+equal "help names every option" "$("$qxini" --help | grep -cE '^ +-*(json|keep|semaphore|h, --help|version)\b')" 5
 equal "status of help" "$("$qxini" --help >/dev/null; echo $?)" 0
 
 finish

@@ -6,6 +6,8 @@
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
 
+using qx::util::CommandLineParser;
+
 void print(std::string_view text) {
     constexpr size_t LargestWrite = size_t{1} << 30; // of what a length of 32 bits can say
     try {
@@ -18,6 +20,37 @@ void print(std::string_view text) {
     } catch (const qx::ResultException& e) {
         throw fileFailure("standard output", e.getResult());
     }
+}
+
+void Program::answer(std::string_view argument) const {
+    if (argument == "-h" || argument == "--help")
+        throw Answer{help()};
+    if (argument == "--version")
+        throw Answer{std::string(name) + " " QX_VERSION "\n"};
+}
+
+void Program::answer(const CommandLineParser& parser) const {
+    if (parser.isPresent(u"h") || parser.isPresent(u"help"))
+        answer("--help");
+    if (parser.isPresent(u"version"))
+        answer("--version");
+}
+
+void Program::defineQuestions(CommandLineParser& parser) {
+    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    parser.defineOption(u"version", 0, nullptr, u"show the version");
+}
+
+std::string Program::usageOf(const CommandLineParser& parser) {
+    std::string text = parser.usage().toUtf8();
+    // In the blanks before the column of the descriptions, as options with values are longer.
+    constexpr std::string_view Plain = "--help    ";
+    text.replace(text.find(Plain), Plain.size(), "-h, --help");
+    return text;
+}
+
+Failure Program::usage(const std::string& mistake) const {
+    return Failure(Failure::Usage, mistake + " (" + name + " --help tells more)");
 }
 
 int fail(const char* program, int status, std::string_view message) {

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <qx/core/Exception.h>
+#include <qx/util/config/CommandLineParser.h>
 
 #include "tools/common/Failure.h"
 
@@ -17,11 +18,40 @@ void print(std::string_view text);
 /// Prints "<program>: <message>" as an error, nothing for an empty message; returns @p status.
 int fail(const char* program, int status, std::string_view message);
 
+/// What a program prints, instead of doing its work, when it is asked about itself.
+struct Answer {
+    std::string text;
+};
+
+/// A program's name, and what it says about itself.
+struct Program {
+    const char* name;
+    std::string (*help)();
+
+    /// Returns unless the argument is one of "-h", "--help" and "--version".
+    /// @throws Answer
+    void answer(std::string_view argument) const;
+    /// The same for what was parsed.
+    void answer(const qx::util::CommandLineParser& parser) const;
+
+    /// Defines "--help" and "--version" for usageOf; answer knows them without.
+    static void defineQuestions(qx::util::CommandLineParser& parser);
+    /// The lines of all options, with "-h" beside "--help".
+    static std::string usageOf(const qx::util::CommandLineParser& parser);
+
+    /// A mistake in the arguments, with the way to the help.
+    Failure usage(const std::string& mistake) const;
+};
+
 /// Runs the whole of a program: its exit status, with the message of what @p body throws.
 template <class Body>
 int runProgram(const char* program, Body&& body) {
     try {
-        body();
+        try {
+            body();
+        } catch (const Answer& answer) {
+            print(answer.text);
+        }
         return 0;
     } catch (const Failure& failure) {
         return fail(program, failure.status(), failure.what());

@@ -6,7 +6,7 @@
 
 #include <qx/util/config/CommandLineParser.h>
 
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
 using qx::String;
 using qx::util::CommandLineParser;
@@ -74,24 +74,25 @@ CommandLineParser makeParser() {
                         u"this program");
     parser.defineOption(u"locale", 1, nullptr, u"get: language, language_COUNTRY, with @variant");
     parser.defineOption(u"registry", 1, nullptr, u"use the registry in this folder");
-    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    Program::defineQuestions(parser);
     return parser;
 }
 
-Failure usage(const String& message) {
-    return Failure(Failure::Usage, (message + u" (qxbundle --help tells more)").toUtf8());
-}
+std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+
+constexpr Program Self{"qxbundle", helpText};
+
+Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
     parser.parseArguments(argc, argv);
-    Options options;
-    if (parser.isPresent(u"help"))
-        return options;
+    Self.answer(parser);
     if (const String mistake = parser.findMistake(); !mistake.isEmpty())
         throw usage(mistake);
+    Options options;
     const int32_t count = parser.getParameterCount();
     if (count < 2)
         throw usage(u"no command");
@@ -119,5 +120,3 @@ Options parseOptions(int argc, const char* const* argv) {
         options.registry = parser.getValueString(u"registry", 0);
     return options;
 }
-
-std::string helpText() { return Synopsis + makeParser().usage().toUtf8() + Statuses; }

@@ -8,9 +8,9 @@
 
 /// The command line, as given.
 struct Options {
-    enum class Command { Help, Check, Compile, Install, Uninstall, List, Get };
+    enum class Command { Check, Compile, Install, Uninstall, List, Get };
 
-    Command command = Command::Help;
+    Command command = Command::Check;
     std::vector<qx::String> parameters; ///< behind the command
     std::optional<qx::String> output;   ///< absent or "-": standard output
     std::optional<qx::String> module;
@@ -18,8 +18,5 @@ struct Options {
     std::optional<qx::String> registry;
 };
 
-/// @throws Failure with the status Usage
+/// @throws Failure with the status Usage; Answer
 Options parseOptions(int argc, const char* const* argv);
-
-/// The usage text.
-std::string helpText();

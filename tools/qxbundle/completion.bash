@@ -17,7 +17,7 @@ _qxbundle() {
     --locale) return ;;
     esac
     if [[ $current == -* ]]; then
-        COMPREPLY=($(compgen -W "--output --module --locale --registry --help" -- "$current"))
+        COMPREPLY=($(compgen -W "--output --module --locale --registry -h --help --version" -- "$current"))
         return
     fi
     for ((i = 1; i < COMP_CWORD; ++i)); do # what stands before, without options and their values

@@ -87,8 +87,6 @@ void run(const Options& options) {
     if (options.registry)
         useRegistry(*options.registry);
     switch (options.command) {
-    case Command::Help:
-        return print(helpText());
     case Command::Check:
         return check(options);
     case Command::Compile:

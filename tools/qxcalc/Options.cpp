@@ -5,20 +5,23 @@
 
 #include <qx/util/SystemName.h>
 
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
 using qx::util::fromSystemName;
 
-const char HelpText[] =
+namespace {
+
+constexpr char HelpText[] =
     R"(usage: qxcalc [-s SCALE] [-i RADIX] [-o RADIX] [EXPRESSION...]
 
 Evaluates expressions with integers and decimals of any size and prints each result on a line.
 Without expressions, standard input is read line by line.
 
-  -s SCALE  digits behind the point of quotients and roots (default: 20)
-  -i RADIX  radix of the numbers that are read, 2 to 36 (default: 10)
-  -o RADIX  radix of the results, 2 to 36 (default: 10)
-  --help    show this text
+  -s SCALE    digits behind the point of quotients and roots (default: 20)
+  -i RADIX    radix of the numbers that are read, 2 to 36 (default: 10)
+  -o RADIX    radix of the results, 2 to 36 (default: 10)
+  -h, --help  show this text
+  --version   show the version
 
 An expression has + - * / % ^ ( ) and numbers, whose digits above 9 are upper-case letters.
 + - * are exact, / rounds half away from zero, % is the remainder that is not negative, ^ takes
@@ -36,8 +39,6 @@ separates statements, # begins a comment.
 Exit status: 0 done, 1 a statement has failed, 2 usage.
 )";
 
-namespace {
-
 struct ValueOption {
     std::string_view name;
     std::u16string_view setting;
@@ -45,9 +46,9 @@ struct ValueOption {
 
 constexpr ValueOption ValueOptions[] = {{"-s", u"scale"}, {"-i", u"ibase"}, {"-o", u"obase"}};
 
-Failure usage(const qx::String& message) {
-    return Failure(Failure::Usage, (message + u" (qxcalc --help tells more)").toUtf8());
-}
+constexpr Program Self{"qxcalc", [] { return std::string(HelpText); }};
+
+Failure usage(const qx::String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 /// "-5+3", "-.5", "-(1)" and "-gcd(4,6)" are expressions.
 bool isExpression(std::string_view argument) {
@@ -88,10 +89,10 @@ Options parseOptions(int argc, char** argv) {
             options.lines.push_back(fromSystemName(given));
         else if (argument == "--")
             optionsEnded = true;
-        else if (argument == "--help")
-            options.showHelp = true;
-        else if (!readValue(given, next, options.settings))
+        else if (!readValue(given, next, options.settings)) {
+            Self.answer(argument);
             throw usage(u"unknown option " + fromSystemName(given));
+        }
     }
     return options;
 }

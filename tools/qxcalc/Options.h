@@ -8,12 +8,9 @@
 
 /// The command line, as given.
 struct Options {
-    bool showHelp = false;
     Settings settings;
     std::vector<qx::String> lines; ///< none: standard input is read
 };
 
-extern const char HelpText[];
-
-/// @throws Failure with the status Usage
+/// @throws Failure with the status Usage; Answer
 Options parseOptions(int argc, char** argv);

@@ -8,7 +8,7 @@ _qxcalc() {
     -s) ;;
     *)
         [[ $current != -* ]] ||
-            COMPREPLY=($(compgen -W "-s -i -o --help" -- "$current"))
+            COMPREPLY=($(compgen -W "-s -i -o -h --help --version" -- "$current"))
         ;;
     esac
 }

@@ -63,10 +63,6 @@ int evaluateInput(Calculator& calculator) {
 }
 
 int run(const Options& options) {
-    if (options.showHelp) {
-        print(HelpText);
-        return 0;
-    }
     Calculator calculator(options.settings);
     return options.lines.empty() ? evaluateInput(calculator)
                                  : evaluateArguments(calculator, options.lines);

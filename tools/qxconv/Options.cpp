@@ -2,9 +2,11 @@
 
 #include <string_view>
 
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
-const char HelpText[] =
+namespace {
+
+constexpr char HelpText[] =
     R"(usage: qxconv [-f FROM] [-t TO] [-o OUT] [--strict] [--substitute TEXT] [FILE...]
        qxconv -l
 
@@ -21,14 +23,13 @@ Without files, or for the file "-", standard input is read.
                      the replacement character, or "?" where TO does not have it, and
                      the exit status 1)
   -l                 list the encodings with code page and other names
-  --help             show this text
+  -h, --help         show this text
+  --version          show the version
 
 A byte order mark is text like any other; -f UTF-16LE and the like read and write none.
 Exit status: 0 done, 1 the input is bad, TO does not have all of it, or a file cannot be
 read or written, 2 usage.
 )";
-
-namespace {
 
 using Value = std::optional<std::string> Options::*;
 
@@ -44,9 +45,7 @@ constexpr ValueOption ValueOptions[] = {
     {"--substitute", &Options::substitute},
 };
 
-Failure usage(const std::string& message) {
-    return Failure(Failure::Usage, message + " (qxconv --help tells more)");
-}
+constexpr Program Self{"qxconv", [] { return std::string(HelpText); }};
 
 /// The arguments from front to back.
 class Arguments {
@@ -70,7 +69,7 @@ bool readValue(const std::string& argument, Arguments& arguments, Options& optio
         std::string value = argument.substr(option.name.size());
         if (value.empty()) {
             if (arguments.atEnd())
-                throw usage("option " + argument + " needs a value");
+                throw Self.usage("option " + argument + " needs a value");
             value = arguments.take();
         } else if (isLong) {
             if (!value.starts_with('='))
@@ -78,7 +77,7 @@ bool readValue(const std::string& argument, Arguments& arguments, Options& optio
             value.erase(0, 1);
         }
         if (options.*option.value)
-            throw usage("option " + std::string(option.name) + " is given twice");
+            throw Self.usage("option " + std::string(option.name) + " is given twice");
         options.*option.value = value;
         return true;
     }
@@ -87,9 +86,9 @@ bool readValue(const std::string& argument, Arguments& arguments, Options& optio
 
 void checkTogether(const Options& options) {
     if (options.strict && options.substitute)
-        throw usage("--strict and --substitute exclude each other");
-    if (options.action == Options::Action::ListEncodings && !options.files.empty())
-        throw usage("-l takes no files");
+        throw Self.usage("--strict and --substitute exclude each other");
+    if (options.listEncodings && !options.files.empty())
+        throw Self.usage("-l takes no files");
 }
 
 } // namespace
@@ -107,12 +106,11 @@ Options parseOptions(int argc, char** argv) {
         else if (argument == "--strict")
             options.strict = true;
         else if (argument == "-l")
-            options.action = Options::Action::ListEncodings;
-        else if (argument == "--help") {
-            options.action = Options::Action::ShowHelp;
-            return options;
-        } else if (!readValue(argument, arguments, options))
-            throw usage("unknown option " + argument);
+            options.listEncodings = true;
+        else if (!readValue(argument, arguments, options)) {
+            Self.answer(argument);
+            throw Self.usage("unknown option " + argument);
+        }
     }
     checkTogether(options);
     return options;

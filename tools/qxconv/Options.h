@@ -6,9 +6,7 @@
 
 /// The command line, as given.
 struct Options {
-    enum class Action { Convert, ListEncodings, ShowHelp };
-
-    Action action = Action::Convert;
+    bool listEncodings = false;
     std::optional<std::string> from; ///< absent: the locale's encoding
     std::optional<std::string> to;
     std::optional<std::string> output; ///< absent: standard output
@@ -17,7 +15,5 @@ struct Options {
     std::vector<std::string> files;        ///< "-" is standard input
 };
 
-extern const char HelpText[];
-
-/// @throws Failure with the status Usage
+/// @throws Failure with the status Usage; Answer
 Options parseOptions(int argc, char** argv);

@@ -13,7 +13,7 @@ _qxconv() {
     --substitute) return ;;
     esac
     if [[ $current == -* ]]; then
-        COMPREPLY=($(compgen -W "-f -t -o -l --strict --substitute --help" -- "$current"))
+        COMPREPLY=($(compgen -W "-f -t -o -l --strict --substitute -h --help --version" -- "$current"))
     else
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$current")

@@ -75,14 +75,9 @@ void convert(const Options& options) {
 }
 
 void run(const Options& options) {
-    switch (options.action) {
-    case Options::Action::Convert:
-        return convert(options);
-    case Options::Action::ListEncodings:
+    if (options.listEncodings)
         return print(encodingList());
-    case Options::Action::ShowHelp:
-        return print(HelpText);
-    }
+    convert(options);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 
 #include <qx/util/config/CommandLineParser.h>
 
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
 using qx::String;
 using qx::util::CommandLineParser;
@@ -58,13 +58,15 @@ CommandLineParser makeParser() {
     parser.defineOption(u"keep", 0, nullptr, u"set: fail when the key is there");
     parser.defineOption(u"semaphore", 1, nullptr,
                         u"name by which the processes that share the file take turns");
-    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    Program::defineQuestions(parser);
     return parser;
 }
 
-Failure usage(const String& message) {
-    return Failure(Failure::Usage, (message + u" (qxini --help tells more)").toUtf8());
-}
+std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+
+constexpr Program Self{"qxini", helpText};
+
+Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 /// The parameters behind the program's name: file, command, and what that takes.
 void readParameters(const CommandLineParser& parser, Options& options) {
@@ -96,11 +98,10 @@ void readParameters(const CommandLineParser& parser, Options& options) {
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
     parser.parseArguments(argc, argv);
-    Options options;
-    if (parser.isPresent(u"help"))
-        return options;
+    Self.answer(parser);
     if (const String mistake = parser.findMistake(); !mistake.isEmpty())
         throw usage(mistake);
+    Options options;
     readParameters(parser, options);
     options.json = parser.isPresent(u"json");
     options.keep = parser.isPresent(u"keep");
@@ -116,5 +117,3 @@ Options parseOptions(int argc, const char* const* argv) {
         throw usage(u"--keep goes with set");
     return options;
 }
-
-std::string helpText() { return Synopsis + makeParser().usage().toUtf8() + Statuses; }

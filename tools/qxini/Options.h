@@ -7,9 +7,9 @@
 
 /// The command line, as given.
 struct Options {
-    enum class Command { Help, Get, Set, Delete, DeleteSet, List, Sets };
+    enum class Command { Get, Set, Delete, DeleteSet, List, Sets };
 
-    Command command = Command::Help;
+    Command command = Command::Get;
     qx::String file;
     std::optional<qx::String> set;
     std::optional<qx::String> key;
@@ -19,8 +19,5 @@ struct Options {
     bool keep = false; ///< a key that is there keeps its value
 };
 
-/// @throws Failure with the status Usage
+/// @throws Failure with the status Usage; Answer
 Options parseOptions(int argc, const char* const* argv);
-
-/// The usage text.
-std::string helpText();

@@ -12,7 +12,7 @@ _qxini() {
         esac
     done
     if [[ $current == -* ]]; then
-        COMPREPLY=($(compgen -W "--json --keep --semaphore --help" -- "$current"))
+        COMPREPLY=($(compgen -W "--json --keep --semaphore -h --help --version" -- "$current"))
         return
     fi
     file=${words[0]-}

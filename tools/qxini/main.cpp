@@ -124,8 +124,6 @@ void changeAndReport(IniFile& ini, const Options& options) {
 }
 
 void run(const Options& options) {
-    if (options.command == Options::Command::Help)
-        return print(helpText());
     IniFile ini = open(options, options.command != Options::Command::Set);
     switch (options.command) {
     case Options::Command::Get:

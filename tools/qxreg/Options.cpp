@@ -6,7 +6,7 @@
 #include <qx/util/config/CommandLineParser.h>
 
 #include "ValueText.h"
-#include "tools/common/Failure.h"
+#include "tools/common/Program.h"
 
 using qx::String;
 using qx::util::CommandLineParser;
@@ -78,13 +78,15 @@ CommandLineParser makeParser() {
     parser.defineOption(u"interval", 1, u"100", u"watch: milliseconds between two looks");
     parser.defineOption(u"count", 1, u"0", u"watch: end after so many changes, 0 never");
     parser.defineOption(u"folder", 1, nullptr, u"use the registry in this folder");
-    parser.defineOption(u"help", 0, nullptr, u"show this text");
+    Program::defineQuestions(parser);
     return parser;
 }
 
-Failure usage(const String& message) {
-    return Failure(Failure::Usage, (message + u" (qxreg --help tells more)").toUtf8());
-}
+std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+
+constexpr Program Self{"qxreg", helpText};
+
+Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 int32_t numberOf(const CommandLineParser& parser, const String& option) {
     const String text = parser.getValueString(option, 0);
@@ -129,11 +131,10 @@ void readParameters(const CommandLineParser& parser, Options& options) {
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
     parser.parseArguments(argc, argv);
-    Options options;
-    if (parser.isPresent(u"help"))
-        return options;
+    Self.answer(parser);
     if (const String mistake = parser.findMistake(); !mistake.isEmpty())
         throw usage(mistake);
+    Options options;
     if (parser.getParameterCount() < 2)
         throw usage(u"no command");
     readParameters(parser, options);
@@ -150,5 +151,3 @@ Options parseOptions(int argc, const char* const* argv) {
         options.folder = parser.getValueString(u"folder", 0);
     return options;
 }
-
-std::string helpText() { return Synopsis + makeParser().usage().toUtf8() + Statuses; }

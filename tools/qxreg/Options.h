@@ -10,20 +10,9 @@
 
 /// The command line, as given.
 struct Options {
-    enum class Command {
-        Help,
-        Query,
-        Add,
-        Delete,
-        Export,
-        Import,
-        Watch,
-        Register,
-        Unregister,
-        List
-    };
+    enum class Command { Query, Add, Delete, Export, Import, Watch, Register, Unregister, List };
 
-    Command command = Command::Help;
+    Command command = Command::Query;
     std::optional<qx::util::RegistryKey> key;
     std::optional<qx::String> name;
     std::optional<qx::String> value;
@@ -37,8 +26,5 @@ struct Options {
     int32_t count = 0;    ///< changes to be seen before watch ends; 0 without end
 };
 
-/// @throws Failure with the status Usage
+/// @throws Failure with the status Usage; Answer
 Options parseOptions(int argc, const char* const* argv);
-
-/// The usage text.
-std::string helpText();

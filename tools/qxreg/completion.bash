@@ -17,7 +17,7 @@ _qxreg() {
     esac
     if [[ $current == -* ]]; then
         COMPREPLY=($(compgen -W \
-            "--recursive --json --type --count --interval --folder --help" -- "$current"))
+            "--recursive --json --type --count --interval --folder -h --help --version" -- "$current"))
         return
     fi
     for ((i = 1; i < COMP_CWORD; ++i)); do # what stands before, without options and their values

@@ -94,8 +94,6 @@ void run(const Options& options) {
     if (options.folder)
         useRegistry(*options.folder);
     switch (options.command) {
-    case Command::Help:
-        return print(helpText());
     case Command::Query:
         return query(options);
     case Command::Add:
