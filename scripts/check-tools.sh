@@ -111,10 +111,10 @@ for program in "${programs[@]}"; do
     qxreg)
         offers "export" ex
         offers "QX_HKEY_USER QX_HKEY_USER_32 QX_HKEY_USER_64 QX_HKEY_USER_CROSS" \
-            query --folder some.folder QX_HKEY_U
+            query --registry some.folder QX_HKEY_U
         offers "uint32 uint64" add --type u
         offers some.folder export QX_HKEY_USER some.f
-        offers some.folder import --folder some
+        offers some.folder import --registry some
         offers some.ini register some.i
         ;;
     esac

@@ -44,8 +44,8 @@ cd "$(mktemp -d)"
 [[ $(printf "\xDC" | "$BIN/qxconv" -f Cp1252 -t UTF-8) == $(printf "\u00DC") ]]
 "$BIN/qxini" a.ini set Server port 8443
 [[ $("$BIN/qxini" a.ini get server PORT) == 8443 ]]
-"$BIN/qxreg" --folder "$PWD/registry" add QX_HKEY_USER/Editor Font Sans
-[[ $("$BIN/qxreg" --folder "$PWD/registry" query QX_HKEY_USER/Editor Font) == Sans ]]
+"$BIN/qxreg" --registry "$PWD/registry" add QX_HKEY_USER/Editor Font Sans
+[[ $("$BIN/qxreg" --registry "$PWD/registry" query QX_HKEY_USER/Editor Font) == Sans ]]
 for program in "$BIN"/qx*; do
     [[ -e $PREFIX/share/man/man1/$(basename "$program").1 ]]
     [[ -e $PREFIX/share/bash-completion/completions/$(basename "$program") ]]

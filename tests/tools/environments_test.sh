@@ -61,7 +61,7 @@ while read -r locale first second bad; do
     done
     prints 2 "$programs/qxcalc" 1+1
     for each in "$first" "$second"; do
-        prints '' "$programs/qxreg" --folder reg add "QX_HKEY_USER/$each" "$each" "value $each"
+        prints '' "$programs/qxreg" --registry reg add "QX_HKEY_USER/$each" "$each" "value $each"
         prints '' "$programs/qxini" "$each.ini" set "$each" key "$each"
         prints '' "$programs/qxbundle" compile "$data/messages" --output "$each.cpp"
         printf x | "$programs/qxconv" -f UTF-8 -o "$each.txt"
@@ -69,7 +69,7 @@ while read -r locale first second bad; do
         equal "status of the last in $locale" $? 0
     done
     for each in "$first" "$second"; do
-        equal "registry in $locale" "$("$programs/qxreg" --folder reg query "QX_HKEY_USER/$each" "$each" |
+        equal "registry in $locale" "$("$programs/qxreg" --registry reg query "QX_HKEY_USER/$each" "$each" |
             "$programs/qxconv" -f UTF-8)" "value $each"
         equal "INI file in $locale" "$(sed -n 's/^key=//p' "$each.ini")" "$each"
         equal "files in $locale" "$(cat "$each.txt")$(wc -l <"$each.cpp")" "x$(wc -l <"$first.cpp")"
@@ -78,7 +78,7 @@ while read -r locale first second bad; do
     if [ "$bad" != - ]; then # no text in the locale's encoding
         bad=$(printf "$bad")
         message='"\xFFx" is no text in the default encoding UTF-8'
-        use qxreg && fails 1 "$message" --folder reg add QX_HKEY_USER/Bad "$bad" 1
+        use qxreg && fails 1 "$message" --registry reg add QX_HKEY_USER/Bad "$bad" 1
         use qxini && fails 1 "$message" "$bad" set a b c
         use qxbundle && fails 1 "$message" check "$bad"
         use qxcalc && fails 1 "$message" "$bad"

@@ -52,14 +52,14 @@ fi
 "$qxreg" add "$key" $'odd\t\x01"\\' $'line\nbreak é 😀'
 "$qxreg" export QX_HKEY_USER all || equal "export" $? 0
 sed -i 's/raw/raw\\ud800/' all
-gives '' --folder copy import all
-gives "$(cat all)" --folder copy export QX_HKEY_USER
-gives '' import --folder second - <all
+gives '' --registry copy import all
+gives "$(cat all)" --registry copy export QX_HKEY_USER
+gives '' import --registry second - <all
 gives '00ffa0' query "$key" raw # the other registries are others
 
 # --- an import is made in whole or not at all
 sed '$ s/$/junk/' all >bad
-fails 1 "line $(wc -l <bad): expected a key in quotes" --folder third import bad
+fails 1 "line $(wc -l <bad): expected a key in quotes" --registry third import bad
 equal "nothing was imported" "$(ls third 2>&1 | wc -l)" 1
 printf 'qxreg 1\nkey "QX_HKEY_USER"\n"n"=uint32:x\n' >bad
 fails 1 'line 3: expected string:, uint32:, uint64: or bytes: and a value' import bad

@@ -15,7 +15,7 @@ struct Options {
     std::optional<qx::String> output;   ///< absent or "-": standard output
     std::optional<qx::String> module;
     std::optional<qx::String> locale;
-    std::optional<qx::String> registry;
+    std::optional<qx::String> registry; ///< its folder
 };
 
 /// @throws Failure with the status Usage; Answer

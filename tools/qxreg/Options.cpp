@@ -77,7 +77,7 @@ CommandLineParser makeParser() {
     parser.defineOption(u"type", 1, u"string", u"add: what VALUE is");
     parser.defineOption(u"interval", 1, u"100", u"watch: milliseconds between two looks");
     parser.defineOption(u"count", 1, u"0", u"watch: end after so many changes, 0 never");
-    parser.defineOption(u"folder", 1, nullptr, u"use the registry in this folder");
+    parser.defineOption(u"registry", 1, nullptr, u"use the registry in this folder");
     Program::defineQuestions(parser);
     return parser;
 }
@@ -147,7 +147,7 @@ Options parseOptions(int argc, const char* const* argv) {
         throw usage(u"unknown type " + type);
     options.interval = std::max(1, numberOf(parser, u"interval"));
     options.count = numberOf(parser, u"count");
-    if (parser.isPresent(u"folder"))
-        options.folder = parser.getValueString(u"folder", 0);
+    if (parser.isPresent(u"registry"))
+        options.registry = parser.getValueString(u"registry", 0);
     return options;
 }

@@ -21,9 +21,9 @@ struct Options {
     ENUM_QX_REG_TYPE type = QX_REG_STRING;
     bool recursive = false;
     bool json = false;
-    std::optional<qx::String> folder;
-    int32_t interval = 0; ///< milliseconds between two looks
-    int32_t count = 0;    ///< changes to be seen before watch ends; 0 without end
+    std::optional<qx::String> registry; ///< its folder
+    int32_t interval = 0;               ///< milliseconds between two looks
+    int32_t count = 0;                  ///< changes to be seen before watch ends; 0 without end
 };
 
 /// @throws Failure with the status Usage; Answer

@@ -8,7 +8,7 @@ _qxreg() {
         COMPREPLY=($(compgen -W "string uint32 uint64 bytes" -- "$current"))
         return
         ;;
-    --folder)
+    --registry)
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
         return
@@ -17,12 +17,12 @@ _qxreg() {
     esac
     if [[ $current == -* ]]; then
         COMPREPLY=($(compgen -W \
-            "--recursive --json --type --count --interval --folder -h --help --version" -- "$current"))
+            "--recursive --json --type --count --interval --registry -h --help --version" -- "$current"))
         return
     fi
     for ((i = 1; i < COMP_CWORD; ++i)); do # what stands before, without options and their values
         case ${COMP_WORDS[i]} in
-        --type | --folder | --count | --interval) ((++i)) ;;
+        --type | --registry | --count | --interval) ((++i)) ;;
         --*) ;;
         *) words+=("${COMP_WORDS[i]}") ;;
         esac

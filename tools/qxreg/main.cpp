@@ -91,8 +91,8 @@ void remove(const Options& options) {
 }
 
 void run(const Options& options) {
-    if (options.folder)
-        useRegistry(*options.folder);
+    if (options.registry)
+        useRegistry(*options.registry);
     switch (options.command) {
     case Command::Query:
         return query(options);
