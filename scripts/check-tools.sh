@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Holds what a program says about itself together: scripts/check-tools.sh PROGRAM...
-# --help, the manual page docs/man/<name>.1 and the completion tools/<name>/completion.bash must name
-# the same options and the same usage. Exits with 77 where the formatter of the page is missing.
+# --help, the manual page docs/man/<name>.1 and the completions tools/<name>/completion.<shell> must name
+# the same options and the same usage; of the shells, bash and those that are there are asked. Exits
+# with 77 where the formatter of the page is missing.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 export LC_ALL=C.UTF-8
@@ -17,8 +18,13 @@ same() {
     status=1
 }
 
-# completions WORD...: what bash would offer for the last word, one a line.
-completions() {
+shells=(bash)
+for shell in fish zsh; do
+    ! command -v $shell >/dev/null || shells+=($shell)
+done
+
+# completions_SHELL WORD...: what the shell would offer for the last word, one a line.
+completions_bash() {
     (
         source "$root/tools/$name/completion.bash"
         [[ $(complete -p "$name") =~ -F\ ([^ ]+) ]] || exit
@@ -26,6 +32,26 @@ completions() {
         "${BASH_REMATCH[1]}" "$name" "${*: -1}"
         printf '%s\n' "${COMPREPLY[@]}"
     )
+}
+
+completions_fish() {
+    fish --no-config -c 'source $argv[1]; complete -C "$argv[2..]"' \
+        "$root/tools/$name/completion.fish" "$program" "$@" | cut -f 1
+}
+
+# A terminal in which the Tab key lists what was added.
+completions_zsh() {
+    zsh -f "$root/scripts/zsh-completions.zsh" "$root/tools/$name/completion.zsh" "$program" "$@"
+}
+
+# offers EXPECTED WORD...: the completions of the program $name, on one line, in every shell.
+offers() {
+    local expected=$1 shell
+    shift
+    for shell in "${shells[@]}"; do
+        same "completion of '$*' in $shell" "$expected" \
+            "$("completions_$shell" "$@" | sed 's,\\,,g; s,/$,,; /^$/d' | sort -u | paste -sd ' ')"
+    done
 }
 
 # options START: the options that lines begin with behind START, sorted.
@@ -55,28 +81,20 @@ check() {
         <<<"$usage" | sort)
     local before=()
     [[ ! $usage =~ ^[a-z]+\ [A-Z] ]] || before=(FILE)
-    [[ -z $commands ]] || same "commands: --help, completion" "$commands" \
-        "$(completions "${before[@]}" "" | sort)"
+    [[ -z $commands ]] || offers "$(paste -sd ' ' <<<"$commands")" "${before[@]}" ""
 
     local options
     options=$(options '^  ' <<<"$help")
     same "options: --help, page" "$options" \
         "$(sed -n '/^OPTIONS/,/^[A-NP-Z]/p' <<<"$text" | options '^ {7}')"
-    same "options: --help, completion" "$options" "$(completions - | sort)"
-    same "one option" --help "$(completions --he)"
+    offers "$(paste -sd ' ' <<<"$options")" -
+    offers --help --he
 }
 
 for program in "${programs[@]}"; do
     name=$(basename "$program")
     check
 done
-
-# offers EXPECTED WORD...: the completions of the program $name, on one line.
-offers() {
-    local expected=$1
-    shift
-    same "completion of '$*'" "$expected" "$(completions "$@" | paste -sd ' ')"
-}
 
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -105,17 +123,20 @@ for program in "${programs[@]}"; do
     qxini)
         offers some.ini some.i
         offers "delete delete-set" some.ini del
-        offers 'One\ two Other' some.ini --json list O
+        offers 'One two Other' some.ini --json list O
         offers "" --semaphore s
+        offers "" some.ini get Other b
         ;;
     qxreg)
         offers "export" ex
         offers "QX_HKEY_USER QX_HKEY_USER_32 QX_HKEY_USER_64 QX_HKEY_USER_CROSS" \
             query --registry some.folder QX_HKEY_U
         offers "uint32 uint64" add --type u
+        offers "--recursive --registry" query QX_HKEY_USER --re
         offers some.folder export QX_HKEY_USER some.f
         offers some.folder import --registry some
         offers some.ini register some.i
+        offers "" register some.ini s
         ;;
     esac
 done

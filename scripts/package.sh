@@ -49,6 +49,8 @@ cd "$(mktemp -d)"
 for program in "$BIN"/qx*; do
     [[ -e $PREFIX/share/man/man1/$(basename "$program").1 ]]
     [[ -e $PREFIX/share/bash-completion/completions/$(basename "$program") ]]
+    [[ -e $PREFIX/share/fish/vendor_completions.d/$(basename "$program").fish ]]
+    [[ -e $PREFIX/share/zsh/vendor-completions/_$(basename "$program") ]]
 done
 ls "$PREFIX"/share/gdb/auto-load/usr/lib/*/libqx.so.*-gdb.py
 ls "$PREFIX"/lib/*/qx/modules/*.so

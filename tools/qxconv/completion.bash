@@ -1,22 +1,39 @@
+# Made by: tools/gen/completions.py bash qxconv
 # Completion of the arguments of qxconv in bash.
 
 _qxconv() {
-    local current=${COMP_WORDS[COMP_CWORD]} encodings
+    local current=${COMP_WORDS[COMP_CWORD]} kind= name i words=()
     COMPREPLY=()
     case ${COMP_WORDS[COMP_CWORD - 1]} in
-    -f | -t)
-        # Whatever way the program was called, it knows the encodings.
-        encodings=$("${COMP_WORDS[0]}" -l 2>/dev/null | cut -d ' ' -f 1)
-        COMPREPLY=($(compgen -W "$encodings" -- "$current"))
-        return
-        ;;
-    --substitute) return ;;
+    -f | -t) kind=encoding ;;
+    -o) kind=file ;;
+    --substitute) kind=text ;;
     esac
-    if [[ $current == -* ]]; then
+    if [[ -z $kind && $current == -* ]]; then
         COMPREPLY=($(compgen -W "-f -t -o -l --strict --substitute -h --help --version" -- "$current"))
-    else
+        return
+    fi
+    for ((i = 1; i < COMP_CWORD; ++i)); do # what stands before, without options and their values
+        case ${COMP_WORDS[i]} in
+        -f | -t | -o | --substitute) ((++i)) ;;
+        -?*) ;;
+        *) words+=("${COMP_WORDS[i]}") ;;
+        esac
+    done
+    [[ -n $kind ]] || case ${#words[@]}:${words[0]-} in
+    [0-9]*:*) kind=file ;;
+    esac
+    case $kind in
+    file)
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
-    fi
+        ;;
+    encoding)
+        # Whatever way the program was called, it knows the encodings.
+        kind=$("${COMP_WORDS[0]}" -l 2>/dev/null | cut -d ' ' -f 1)
+        COMPREPLY=($(compgen -W "$kind" -- "$current"))
+        ;;
+    *'|'*) COMPREPLY=($(compgen -W "${kind//|/ }" -- "$current")) ;;
+    esac
 }
 complete -F _qxconv qxconv
