@@ -61,7 +61,8 @@ fails 1 'bad/M.en_US.messages and m.EN_us.messages: two files of one bundle' \
     check m.EN_us.messages bad/M.en_US.messages
 
 # --- install: what programs get
-fails 1 'no bundle Greeter' get Greeter hello
+none='no bundle Greeter (qxbundle list shows which there are)'
+fails 1 "$none" get Greeter hello
 cp -r "$data" msgs
 gives '' install msgs
 gives "Greeter de $PWD/msgs/Greeter.de.messages
@@ -96,7 +97,7 @@ fails 1 'no text for quote in Greeter, de_CH' get Greeter quote --locale de_CH
 rm msgs/Greeter.de_CH.messages msgs/Greeter.de.messages
 gives 'Good day, {0}!' get Greeter hello --locale de_CH
 rm msgs/Greeter.en_US.messages
-fails 1 'no bundle Greeter' get Greeter hello --locale de_CH
+fails 1 "$none" get Greeter hello --locale de_CH
 
 # --- all or none, and again
 gives '' uninstall greeter
@@ -128,12 +129,12 @@ Greeter en_US $compiled" list Greeter
 fails 1 "Orbelle.Greeter.StringBundle.de: is in the module $compiled" install "$data"
 fails 1 'no message files of Greeter' uninstall Greeter
 "$qxreg" unregister "$compiled"
-fails 1 'no bundle Greeter' get Greeter hello
+fails 1 "$none" get Greeter hello
 
 # --- another registry, usage
 gives '' install "$data" --registry elsewhere
 gives 'Guten Tag, {0}!' get Greeter hello --locale de --registry elsewhere
-fails 1 'no bundle Greeter' get Greeter hello --locale de
+fails 1 "$none" get Greeter hello --locale de
 more='(qxbundle --help tells more)'
 fails 2 "no command $more"
 fails 2 "unknown command show $more" show

@@ -200,7 +200,10 @@ equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")
 
 # --- encodings of a component module
 if [ -n "${QX_MODULES-}" ]; then
-    fails 2 'unknown encoding "CP932" (qxconv -l lists all)' -f CP932
+    built=$(realpath "$QX_MODULES")/qxcodecs.so
+    fails 2 "unknown encoding \"ms932\" until its module is registered (qxreg register $built)" -f ms932
+    cp "$program" alone
+    program=./alone fails 2 'unknown encoding "CP932" without the module qxcodecs.so, which is not installed beside this program (qxreg register FILE makes it known)' -f CP932
     equal "not listed" "$("$qxconv" -l | grep -c '^CP932')" 0
     # A copy: the build tree may be one from which no module is loaded.
     install -m 700 "$QX_MODULES/qxcodecs.so" .
@@ -218,7 +221,7 @@ if [ -n "${QX_MODULES-}" ]; then
     equal "across blocks" "$("$qxconv" -f CP932 -t UTF-8 kana | "$qxconv" -f UTF-8 -t CP932 |
         cksum)" "$(cksum <kana)"
     "$QXREG" unregister qxcodecs.so
-    fails 2 'unknown encoding "CP932" (qxconv -l lists all)' -t CP932
+    fails 2 "unknown encoding \"CP932\" until its module is registered (qxreg register $built)" -t CP932
 fi
 
 # --- the list: every name in it is taken, for both directions

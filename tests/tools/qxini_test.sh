@@ -51,7 +51,7 @@ gives $'[zß]\nä=日本' f.ini list
 fails 1 'f.ini: no set Main' f.ini list Main
 
 # --- what is not done
-fails 1 'f.ini: the key is there already' f.ini set zß Ä x --keep
+fails 1 'f.ini: the key is there already (without --keep it is replaced)' f.ini set zß Ä x --keep
 fails 1 'f.ini: no set none with a key k' f.ini get none k
 fails 1 'a line feed, or a key with "=" or a start that no key has' f.ini set a b=c d
 long=$(printf 'x%.0s' {1..255})

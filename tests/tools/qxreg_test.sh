@@ -99,10 +99,10 @@ if [ -n "${QX_TEST_MODULES-}" ]; then
     gives "\"Test.Thing.1\" $thing \"A thing\" \"$PWD/things.so\"
 \"Test.Other.1\" ${thing/1\}/2\}} \"\" \"$PWD/things.so\"" list
     gives '' unregister ./things.so
-    fails 1 "$PWD/things.so: is not registered" unregister things.so
+    fails 1 "$PWD/things.so: is not registered (qxreg list shows what is)" unregister things.so
     gives '' list
     fails 1 "$PWD/without_note.so: is no component module" register without_note.so
-    fails 1 "$PWD/of_next_version.so: was built for another version of the library" \
+    fails 1 "$PWD/of_next_version.so: was built for another version of the library (build it again)" \
         register of_next_version.so
     fails 1 "$PWD/all: is no library" register all
     chmod go+w things.so
@@ -134,10 +134,10 @@ fails 1 'QX_HKEY_USER: the file of the registry is damaged' query QX_HKEY_USER
 more='(qxreg --help tells more)'
 fails 2 "no command $more"
 fails 2 "unknown command show $more" show
-fails 2 "no key: KEY $more" query KEY
+fails 2 "no key: KEY; one begins with a root such as QX_HKEY_USER $more" query KEY
 fails 2 "wrong number of arguments for add $more" add "$key" name
 fails 2 "wrong number of arguments for watch $more" watch "$key" name
-fails 2 "unknown type text $more" add "$key" n v --type text
+fails 2 "unknown type text; it is string, uint32, uint64 or bytes $more" add "$key" n v --type text
 fails 2 '4294967296 is no value of type uint32' add "$key" n 4294967296 --type uint32
 fails 2 '0af is no value of type bytes' add "$key" n 0af --type bytes
 fails 2 "Unknown option --all $more" query "$key" --all

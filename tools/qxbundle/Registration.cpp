@@ -6,13 +6,13 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/platform/files.h>
-#include <qx/platform/module.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
 #include <qx/util/SystemName.h>
 #include <qx/util/config/RegistryKey.h>
 
 #include "tools/common/Failure.h"
+#include "tools/common/InstalledModule.h"
 
 using namespace qx::literals;
 using qx::String;
@@ -66,18 +66,9 @@ String valueOf(const String& path, const char16_t* name = u"") {
     }
 }
 
-/// Beside the program: where both are installed, and where both are built.
 std::string findModule() {
-    char program[4096];
-    qx::throwIfFailed(QXModuleGetFileName(reinterpret_cast<const void*>(&findModule), program,
-                                          static_cast<int32_t>(sizeof program)));
-    const fs::path folder = fs::path(program).parent_path();
-    for (const char* const place : {QX_MODULES_FROM_PROGRAMS, "../modules"}) {
-        const fs::path module = folder / place / ModuleName;
-        std::error_code ignored;
-        if (fs::exists(module, ignored))
-            return module.string();
-    }
+    if (auto module = installedModule(ModuleName))
+        return *module;
     throw Failure(Failure::Runtime, std::string("no ") + ModuleName +
                                         " beside this program (--module FILE names one)");
 }
@@ -98,7 +89,7 @@ void requireFree(const BundleName& name) {
 } // namespace
 
 void install(const std::vector<NamedMessages>& set, const std::optional<String>& module) {
-    const std::string modulePath = absolutePath(module ? toSystemName(*module) : findModule());
+    const std::string modulePath = module ? absolutePath(toSystemName(*module)) : findModule();
     std::error_code ignored;
     if (!fs::is_regular_file(modulePath, ignored))
         throw fileFailure(fromSystemName(modulePath.c_str()).toUtf8(), result::NotFound);

@@ -71,7 +71,7 @@ void get(const Options& options) {
     try {
         bundle = StringBundle::getBundle(baseName, locale ? &*locale : nullptr);
     } catch (const qx::Exception&) {
-        throw missing("no bundle " + baseName.toUtf8());
+        throw missing("no bundle " + baseName.toUtf8() + " (qxbundle list shows which there are)");
     }
     try {
         print(bundle->getString(key).toUtf8() + '\n');

@@ -6,9 +6,11 @@
 
 #include <qx/core/Exception.h>
 #include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/encinfo.h>
 #include <qx/util/SystemName.h>
 
 #include "tools/common/Failure.h"
+#include "tools/common/InstalledModule.h"
 
 using namespace qx::text::charset;
 using qx::util::fromSystemName;
@@ -19,6 +21,22 @@ namespace {
 /// stay in the cache through all stages.
 constexpr int32_t BlockBytes = 64 * 1024;
 
+/// Says where the encoding is to be had.
+Failure unknownEncoding(const qx::String& name) {
+    const std::string unknown = "unknown encoding \"" + name.toUtf8() + '"';
+    QXEncodingInfo record;
+    if (QXGetEncInfoByName(name.getData(), &record) < 0)
+        return Failure(Failure::Usage, unknown + " (qxconv -l lists all)");
+    // What the library knows without having it itself comes from the module.
+    constexpr char Module[] = "qxcodecs.so";
+    if (const auto file = installedModule(Module))
+        return Failure(Failure::Usage,
+                       unknown + " until its module is registered (qxreg register " + *file + ')');
+    return Failure(Failure::Usage, unknown + " without the module " + Module +
+                                       ", which is not installed beside this program (qxreg "
+                                       "register FILE makes it known)");
+}
+
 /// The converter of the given kind for a name from the command line; absent means the default.
 template <class Converter>
 qx::Reference<Converter> converterFor(const std::optional<std::string>& name) {
@@ -27,8 +45,7 @@ qx::Reference<Converter> converterFor(const std::optional<std::string>& name) {
             return Converter::getDefaultConverter();
         return Converter::getConverter(fromSystemName(name->c_str()).getData());
     } catch (const UnknownEncodingException& e) {
-        const std::string shown = name ? *name : e.getDescription().toUtf8();
-        throw Failure(Failure::Usage, "unknown encoding \"" + shown + "\" (qxconv -l lists all)");
+        throw unknownEncoding(name ? fromSystemName(name->c_str()) : e.getDescription());
     }
 }
 

@@ -114,7 +114,9 @@ void changeAndReport(IniFile& ini, const Options& options) {
     if (changed == result::NotFound)
         throw missing(options);
     if (changed == result::AlreadyExists)
-        throw Failure(Failure::Runtime, options.file.toUtf8() + ": the key is there already");
+        throw Failure(Failure::Runtime,
+                      options.file.toUtf8() +
+                          ": the key is there already (without --keep it is replaced)");
     if (changed == result::InvalidArgument)
         throw Failure(Failure::Runtime,
                       "a line feed, or a key with \"=\" or a start that no key has");

@@ -115,7 +115,7 @@ void requireModule(int32_t code, const std::string& path) {
     case result::NotAModule:
         throw because("is no component module");
     case result::ModuleVersion:
-        throw because("was built for another version of the library");
+        throw because("was built for another version of the library (build it again)");
     case result::ModuleNotFound:
         throw because("cannot be loaded, or something that it needs");
     case result::SymbolNotFound:
@@ -155,7 +155,8 @@ void unregisterModule(const String& file) {
     }
     const int32_t code = QXComUnregisterModule(path.getData());
     if (code == result::NotFound)
-        throw Failure(Failure::Runtime, path.toUtf8() + ": is not registered");
+        throw Failure(Failure::Runtime,
+                      path.toUtf8() + ": is not registered (qxreg list shows what is)");
     requireModule(code, path.toUtf8());
 }
 

@@ -117,7 +117,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
         try {
             options.key.emplace(*key);
         } catch (const qx::Exception&) {
-            throw usage(u"no key: " + *key);
+            throw usage(u"no key: " + *key + u"; one begins with a root such as QX_HKEY_USER");
         }
     }
     if (row->takesFile)
@@ -144,7 +144,7 @@ Options parseOptions(int argc, const char* const* argv) {
     if (const auto known = parseTypeName(type.view()))
         options.type = *known;
     else
-        throw usage(u"unknown type " + type);
+        throw usage(u"unknown type " + type + u"; it is string, uint32, uint64 or bytes");
     options.interval = std::max(1, numberOf(parser, u"interval"));
     options.count = numberOf(parser, u"count");
     if (parser.isPresent(u"registry"))
