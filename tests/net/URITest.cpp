@@ -91,6 +91,97 @@ TEST(URI, ReadsComponentsAndPrintsThem) {
     }
 }
 
+TEST(URI, ParsesStrictlyOrTellsWhatIsWrongAndWhere) {
+    const std::string noAddress = "no IPv6 address in the brackets, at position 5";
+    const struct {
+        const char16_t* text;
+        std::string expected; ///< components or reason
+        const char* printed = nullptr;
+    } cases[] = {
+        {u"svc://u:p:q@h:00080/a:b//c?x=1",
+         "scheme=svc user=u password=p:q host=h port=80 path=a:b//c query=x=1",
+         "svc://u:p:q@h:80/a:b//c?x=1"},
+        {u"x+1://[::1]:65535", "scheme=x+1 host=[::1] port=65535"},
+        {u"x://@[1:2:3:4:5:6:7::]/", "scheme=x user= host=[1:2:3:4:5:6:7::] path="},
+        {u"//[fe80::1:9.10.0.255%25e%31]", "host=[fe80::1:9.10.0.255%25e%31]"},
+        {u"x://[1:2:3:4:5:6:1.2.3.4]", "scheme=x host=[1:2:3:4:5:6:1.2.3.4]"},
+        {u"x://[aBcD:2:3:4:5:6:7:8]", "scheme=x host=[aBcD:2:3:4:5:6:7:8]"},
+        {u"x://h?a/b=c", "scheme=x host=h query=a/b=c"},
+        {u"/a:b?c=d:e?f", "path=a:b query=c=d:e?f"},
+        {u"file:///etc", "scheme=file path=etc", "file:/etc"},
+        {u"mailto:a@b?c", "scheme=mailto opaque=a@b?c"},
+        {u"x:/?", "scheme=x path= query="},
+        {u"", "the text is empty, at position 0"},
+        {u"h/p:1", "a text without scheme begins with \"/\" or \"?\", at position 0"},
+        {u":p", "a scheme begins with a letter, at position 0"},
+        {u"1x:p", "a scheme begins with a letter, at position 0"},
+        {u"a_b:p", "a scheme has letters, digits, \"+\", \"-\" and \".\" only, at position 1"},
+        {u"x:a b", "U+0020 must be escaped, at position 3"},
+        {u"x:/\u00E9", "U+00E9 must be escaped, at position 3"},
+        {u"x://h/<", "\"<\" must be escaped, at position 6"},
+        {u"x://h?%41%4", "two hexadecimal digits follow a \"%\", at position 9"},
+        {u"x://u%@h", "two hexadecimal digits follow a \"%\", at position 5"},
+        {u"x://h#f", "\"#\": a fragment is not kept, at position 5"},
+        {u"x://a@b@c", "a second \"@\" must be escaped, at position 7"},
+        {u"x://", "the host is missing, at position 4"},
+        {u"x://u@:8/p", "the host is missing, at position 6"},
+        {u"x://?q", "the host is missing, at position 4"},
+        {u"x:////p", "a path without a host must not begin with \"//\", at position 4"},
+        {u"x://h%2500.org%00", "a host has no U+0000, at position 14"},
+        {u"x://::1/p", "an IPv6 address stands in brackets, at position 4"},
+        {u"x://[::1/p", "\"[\" without \"]\", at position 4"},
+        {u"x://[::1]8", "only \":\" and a port may follow \"]\", at position 9"},
+        {u"x://h:", "the port is missing, at position 6"},
+        {u"x://h:8x", "a port has digits only, at position 7"},
+        {u"x://h:-1", "a port has digits only, at position 6"},
+        {u"x://h:65536", "a port is at most 65535, at position 6"},
+        {u"x://h:4294967376", "a port is at most 65535, at position 6"},
+        {u"x://[]", noAddress},
+        {u"x://[1::2::3]", noAddress},
+        {u"x://[:1:2:3:4:5:6:7]", noAddress},
+        {u"x://[1:2:3:4:5:6:7:]", noAddress},
+        {u"x://[1:2:3:4:5:6:7:8::]", noAddress},
+        {u"x://[::12345]", noAddress},
+        {u"x://[::g]", noAddress},
+        {u"x://[::1.2.3]", noAddress},
+        {u"x://[::1.2.3.256]", noAddress},
+        {u"x://[::1.2.03.4]", noAddress},
+        {u"x://[::1%25]", noAddress},
+        {u"x://[::1%eth0]", noAddress},
+    };
+    for (const auto& c : cases) {
+        const std::string text = String(c.text).toUtf8();
+        SCOPED_TRACE(text);
+        const auto result = URI::parse(c.text);
+        EXPECT_EQ(result ? componentsOf(*result) : result.getReason().toUtf8(), c.expected);
+        EXPECT_TRUE(c.expected.ends_with(" " + std::to_string(result.getPosition())) || result);
+        if (result)
+            EXPECT_EQ(result->toString().toUtf8(), c.printed ? c.printed : text);
+        else
+            EXPECT_EQ(descriptionOf([&] { *result; }), c.expected);
+    }
+}
+
+TEST(URI, KeepsTheOrderOfParsedPairs) {
+    URI uri = *URI::parse(u"x://[fe80::1%25e]?z=%41&b=2&a%20=3&B=4&k&z=5");
+    EXPECT_EQ(uri.getHostName(), u"fe80::1%e");
+    EXPECT_EQ(uri.getQueryValue(u"b"_qs, false), u"4");
+    EXPECT_EQ(uri.getQuery(false), u"z=%41&b=2&a%20=3&B=4&k=k&z=5");
+    EXPECT_EQ(uri.getQueryPairs(false)[2].key, u"a%20");
+    EXPECT_EQ(uri.getQueryPairs(true)[2].key, u"a ");
+    EXPECT_EQ(uri.getQueryPairs(true)[0].value, u"A");
+    uri.setQueryPair(u"B"_qs, u"6"_qs, false);
+    uri.setQueryPair(u"c"_qs, u"7"_qs, false);
+    uri.removeQueryPair(u"Z"_qs);
+    uri.setQuery(u"a%20=8"_qs, false);
+    const URI copy(uri);
+    uri.removeQuery();
+    EXPECT_EQ(uri.toString(), u"x://[fe80::1%25e]");
+    EXPECT_EQ(copy.getQuery(false), u"b=6&a%20=3&k=k&c=7&a%20=8");
+    EXPECT_EQ(URI(u"x://h?b=1&B=2"_qs).getQueryPairs(false).at(0).value, u"2");
+    EXPECT_TRUE(URI().getQueryPairs(true).empty());
+}
+
 TEST(URI, EscapesAsUrllibDoes) {
     std::ifstream file(QX_TEST_DATA_DIR "/uris/escapes.txt");
     std::string line;

@@ -108,6 +108,13 @@ void URI::removeUserInfo() {
 
 String URI::getHost(bool unescape) const { return get(m_parts.host, unescape); }
 
+String URI::getHostName() const {
+    const String host = getHost(false);
+    const bool isBracketed = host.startsWith(u"[") && host.endsWith(u"]");
+    return getUnescapedString(isBracketed ? String(host.view().substr(1, host.view().size() - 2))
+                                          : host);
+}
+
 void URI::setHost(const String& host, bool escape) {
     put(m_parts.host, host.view(), escape, ESCAPE_AUTHORITY);
 }
@@ -155,6 +162,18 @@ String URI::getQuery(bool unescape) const {
     String text;
     printQuery(text, unescape);
     return text;
+}
+
+std::vector<URI::QueryPair> URI::getQueryPairs(bool unescape) const {
+    std::vector<QueryPair> pairs;
+    if (!m_query)
+        return pairs;
+    m_query->forEach([&](std::u16string_view key, std::u16string_view value) {
+        QueryPair& pair = pairs.emplace_back(QueryPair{String(key), String(value)});
+        if (unescape)
+            pair = {getUnescapedString(pair.key), getUnescapedString(pair.value)};
+    });
+    return pairs;
 }
 
 void URI::setQuery(const String& query, bool escape) { readQuery(query.view(), escape); }

@@ -4,9 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
+#include <qx/core/TextView.h>
 #include <qx/platform/export.h>
 
 namespace qx::net {
@@ -27,13 +29,21 @@ class QueryPairs;
 /// setter makes its component present. The getter of an absent component throws Exception with an
 /// empty description, so ask with has...() first.
 ///
-/// Any text yields some URI. Only half a surrogate pair cannot be escaped: it raises
-/// text::charset::InvalidCharacterException, and components that were set before it stay. There are
-/// no fragments: "#" is a unit like any other. Paths are not normalised and relative references not
-/// resolved. Every operation is linear in the length of its text, or nearly so. A URI is used by
-/// one thread at a time.
+/// The constructor and the setters make some URI of any text; parse is for a text from outside,
+/// refuses what is no URI and knows IPv6 addresses. Only half a surrogate pair cannot be escaped:
+/// it raises text::charset::InvalidCharacterException, and components that were set before it stay.
+/// There are no fragments: "#" is a unit like any other. Paths are not normalised and relative
+/// references not resolved. Every operation is linear in the length of its text, or nearly so. A
+/// URI is used by one thread at a time.
 class QX_API URI : public Object {
 public:
+    class ParseResult;
+    /// A key and a value of the query.
+    struct QueryPair {
+        String key;
+        String value;
+    };
+
     /// Without any component.
     URI();
     /// setUri (text, false)
@@ -42,6 +52,27 @@ public:
     URI(const URI& other);
     URI& operator=(const URI& other);
     ~URI() override;
+
+    /// Reads a whole URI and refuses a text that is none. Throws only for want of memory.
+    ///
+    ///     if (const auto uri = qx::net::URI::parse(text))
+    ///         connect(uri->getHostName(), uri->hasPort() ? uri->getPort() : 80);
+    ///     else
+    ///         complain(uri.getReason()); // "a port has digits only, at position 9"
+    ///
+    /// The text is in escaped form: what the setters always escape is refused, and so is "%"
+    /// without two hexadecimal digits. A scheme is a letter, then letters, digits, "+", "-" and
+    /// "."; a text without one begins with "/" or "?". Behind "//" stands the authority, up to the
+    /// first "/" or "?", and in it a host, unless a path follows at once ("file:///etc"). An IPv6
+    /// address stands in brackets, which belong to the host, and may end with "%25" and a zone. A
+    /// port has digits only and is at most 65535. What would not be kept is refused: a fragment, an
+    /// empty port, a path that begins with "//" without a host in front.
+    ///
+    /// The URI keeps the order of its pairs from then on: they are printed as they stand in the
+    /// text, repeated keys each time. setQuery adds pairs behind them; setQueryPair changes the
+    /// first pair of its key and removes the others of that key, in time linear in the number of
+    /// pairs.
+    [[nodiscard]] static ParseResult parse(TextView text);
 
     /// Sets the components that @p text has and adds its query pairs; other components stay.
     ///
@@ -79,6 +110,8 @@ public:
 
     String getHost(bool unescape) const;
     void setHost(const String& host, bool escape);
+    /// The host as resolvers take it: unescaped, and an IPv6 address without its brackets.
+    String getHostName() const;
     bool hasHost() const { return m_parts.host.has_value(); }
     void removeHost();
 
@@ -101,9 +134,11 @@ public:
     bool hasPath() const { return m_parts.path.has_value(); }
     void removePath();
 
-    /// The pairs as "key=value", joined by "&", in the order of a hash map; only values are
-    /// unescaped. Empty without a query.
+    /// The pairs as "key=value", joined by "&", in the order of a hash map, or as they were put
+    /// where parse made the URI; only values are unescaped. Empty without a query.
     String getQuery(bool unescape) const;
+    /// The pairs in the same order; keys are unescaped too.
+    std::vector<QueryPair> getQueryPairs(bool unescape) const;
     /// Adds the pairs of a text, separated by "&". A piece without "=" is key and value at once;
     /// the empty text has no pair. Keys that differ only in letter case are one: it keeps its first
     /// spelling and takes the last value.
@@ -174,6 +209,36 @@ private:
     /// The pairs. Null until there is a query; empty, but with the table that they had, once they
     /// are removed.
     std::unique_ptr<detail::QueryPairs> m_query;
+};
+
+/// What URI::parse makes of a text: the URI, or the reason why it is none.
+class QX_API URI::ParseResult {
+public:
+    /// True when there is a URI.
+    explicit operator bool() const noexcept { return m_uri.has_value(); }
+
+    /// The URI.
+    /// @throws Exception with the reason as its description when the text was refused
+    const URI& operator*() const& { return value(); }
+    URI& operator*() & { return const_cast<URI&>(value()); }
+    URI operator*() && { return value(); }
+    const URI* operator->() const { return &value(); }
+    URI* operator->() { return &**this; }
+
+    /// What is wrong and where, with at most one unit of the text, which may hold a password; empty
+    /// when there is a URI.
+    const String& getReason() const noexcept { return m_reason; }
+    /// Units in front of what is wrong; -1 when there is a URI.
+    int32_t getPosition() const noexcept { return m_position; }
+
+private:
+    friend class URI;
+
+    const URI& value() const;
+
+    std::optional<URI> m_uri;
+    String m_reason;
+    int32_t m_position = -1;
 };
 
 } // namespace qx::net

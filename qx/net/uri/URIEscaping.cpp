@@ -11,6 +11,7 @@
 #include <qx/core/Number.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/UnitSearch.h>
+#include <qx/net/uri/detail/EscapedForm.h>
 #include <qx/net/uri/detail/ShortQuery.h>
 #include <qx/platform/detail/HexDigits.h>
 #include <qx/text/charset/PendingSurrogate.h>
@@ -119,7 +120,21 @@ String decoded(const std::vector<signed char>& bytes) {
     return done.read == bytes.size() ? text : String(bytes.data(), capacity, u"UTF-8");
 }
 
+/// The bit of no part: set where every part is escaped.
+constexpr int EveryPart = 7;
+
 } // namespace
+
+size_t detail::findUnescaped(std::u16string_view text) noexcept {
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == u'%' && text.size() - i >= EscapeLength &&
+            qx::platform::hexValue(text[i + 1]) >= 0 && qx::platform::hexValue(text[i + 2]) >= 0)
+            i += EscapeLength - 1;
+        else if (isEscaped(text[i], EveryPart))
+            return i;
+    }
+    return text.npos;
+}
 
 String URI::getEscapedString(std::u16string_view text, ESCAPE_PART part) {
     const int32_t length = qx::detail::checkedSize(escapedLength(text, part));

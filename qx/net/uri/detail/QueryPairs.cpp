@@ -1,5 +1,6 @@
 #include "qx/net/uri/detail/QueryPairs.h"
 
+#include <algorithm>
 #include <map>
 #include <utility>
 #include <vector>
@@ -39,16 +40,33 @@ Reference<Map> copyOf(Map& from) {
 } // namespace
 
 QueryPairs::QueryPairs(const QueryPairs& other)
-    : m_pairs(other.m_pairs ? copyOf(*other.m_pairs) : nullptr), m_unread(other.m_unread) {}
+    : m_pairs(other.m_pairs ? copyOf(*other.m_pairs) : nullptr), m_unread(other.m_unread),
+      m_ordered(other.m_ordered) {}
 
 void QueryPairs::putText(std::u16string_view text) {
     if (!m_unread.isEmpty())
         table();
     m_unread = text;
+    if (m_ordered) {
+        forEachPiece(text, [&](std::u16string_view key, std::u16string_view value) {
+            m_ordered->emplace_back(key, value);
+        });
+    }
 }
 
 void QueryPairs::put(const String& key, const String& value) {
     table().put(makeReference<QueryKey>(key), makeReference<String>(value));
+    if (!m_ordered)
+        return;
+    const QueryKey sought(key);
+    const auto isSought = [&](const auto& pair) { return pair.first.equals(sought); };
+    const auto first = std::find_if(m_ordered->begin(), m_ordered->end(), isSought);
+    if (first == m_ordered->end()) {
+        m_ordered->emplace_back(key, value);
+    } else {
+        first->second = value;
+        m_ordered->erase(std::remove_if(first + 1, m_ordered->end(), isSought), m_ordered->end());
+    }
 }
 
 std::optional<std::u16string_view> QueryPairs::find(const String& key) const {
@@ -61,10 +79,14 @@ std::optional<std::u16string_view> QueryPairs::find(const String& key) const {
 
 bool QueryPairs::removeLast(const String& key) {
     const QueryKey sought(key);
+    if (m_ordered)
+        std::erase_if(*m_ordered, [&](const auto& pair) { return pair.first.equals(sought); });
     return table().remove(&sought) && table().isEmpty();
 }
 
 void QueryPairs::clear() {
+    if (m_ordered)
+        m_ordered->clear();
     if (!shortQuery() && hashMapOf(table()).getCapacity() != HashMap::DEFAULT_CAPACITY)
         return m_pairs->clear();
     m_pairs.reset(); // so that a short text needs none again

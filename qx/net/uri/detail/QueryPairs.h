@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <qx/collections/Map.h>
 #include <qx/core/Reference.h>
@@ -22,6 +24,8 @@ public:
     QueryPairs(const QueryPairs& other);
     QueryPairs& operator=(const QueryPairs&) = delete;
 
+    /// Keeps the order of pairs that are put from now on. Called before the first one.
+    void keepOrder() { m_ordered.emplace(); }
     /// Puts the pairs of a query text: linear in its length, whatever the keys are.
     void putText(std::u16string_view text);
     void put(const String& key, const String& value);
@@ -31,19 +35,29 @@ public:
     bool removeLast(const String& key);
     /// Removes all pairs. A table that has grown stays as long as it is.
     void clear();
+    /// Calls @p visit (key, value) for each pair: in the order of the hash map, or each that was
+    /// put where the order is kept.
+    template <class Visit>
+    void forEach(Visit&& visit) const {
+        if (m_ordered) {
+            for (const auto& [key, value] : *m_ordered)
+                visit(key.view(), value.view());
+        } else if (const auto query = shortQuery()) {
+            query->forEach(visit);
+        } else {
+            for (const auto& [key, value] : table())
+                visit(key->view(), value->view());
+        }
+    }
     /// Appends "key=value" of each pair, joined by "&", to @p text; @p append (text, value) appends
     /// the form in which a value is printed.
     template <class Append>
     void print(String& text, Append&& append) const {
         const char16_t* separator = u"";
-        const auto printPair = [&](std::u16string_view key, std::u16string_view value) {
+        forEach([&](std::u16string_view key, std::u16string_view value) {
             append(text.append(separator).append(key).append(u'='), value);
             separator = u"&";
-        };
-        if (const auto query = shortQuery())
-            return query->forEach(printPair);
-        for (const auto& [key, value] : table())
-            printPair(key->view(), value->view());
+        });
     }
 
 private:
@@ -57,6 +71,8 @@ private:
     mutable Reference<Map> m_pairs;
     /// Text of pairs that are still to be put.
     mutable String m_unread;
+    /// Where the order is kept, all pairs, a key as often as texts have it.
+    std::optional<std::vector<std::pair<QueryKey, String>>> m_ordered;
 };
 
 } // namespace qx::net::detail
