@@ -1,3 +1,5 @@
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <string>
@@ -32,7 +34,7 @@ std::vector<std::u16string> sortedPairs(const URI& uri) {
     return pairs;
 }
 
-void requireSame(const URI& left, const URI& right) {
+void requireSameButPairs(const URI& left, const URI& right) {
     require(left.hasScheme() == right.hasScheme() && left.hasUser() == right.hasUser() &&
             left.hasPassword() == right.hasPassword() && left.hasHost() == right.hasHost() &&
             left.hasPort() == right.hasPort() && left.hasPath() == right.hasPath() &&
@@ -42,6 +44,10 @@ void requireSame(const URI& left, const URI& right) {
     require(!left.hasHost() || left.getHost(false) == right.getHost(false));
     require(!left.hasPort() || left.getPort() == right.getPort());
     require(!left.hasPath() || left.getPath(false) == right.getPath(false));
+}
+
+void requireSame(const URI& left, const URI& right) {
+    requireSameButPairs(left, right);
     require(sortedPairs(left) == sortedPairs(right));
 }
 
@@ -69,6 +75,46 @@ void checkPrinting(const String& text) {
     require(copy.toString() == printed);
     if (isUnambiguous(uri))
         requireSame(uri, URI(printed));
+}
+
+/// True where setUri takes a ":" behind a "/" or "?" for the end of a scheme, a "/" in the query
+/// for that of the authority, or a ":" in brackets for that of the host.
+bool isReadOtherwise(const URI& parsed, const String& text) {
+    return (!parsed.hasScheme() && text.contains(u':')) ||
+           (parsed.hasHost() && parsed.getHost(false).startsWith(u"[")) ||
+           (parsed.hasHost() && !parsed.hasPath() && parsed.getQuery(false).contains(u'/'));
+}
+
+/// What the strict reader accepts it prints and accepts again, and setUri reads the same.
+void checkParsing(const String& text) {
+    const auto parsed = URI::parse(text);
+    if (!parsed) {
+        require(!parsed.getReason().isEmpty());
+        require(parsed.getPosition() >= 0 && parsed.getPosition() <= text.getLength());
+        return;
+    }
+    const auto again = URI::parse(parsed->toString());
+    require(again && again->toString() == parsed->toString());
+    requireSame(*parsed, *again);
+    if (isReadOtherwise(*parsed, text))
+        return;
+    const URI plain(text);
+    requireSameButPairs(plain, *parsed);
+    URI rebuilt;
+    for (const auto& [key, value] : parsed->getQueryPairs(false)) {
+        rebuilt.setQueryPair(key, value, false);
+        require(plain.getQueryValue(key, false) == parsed->getQueryValue(key, false));
+    }
+    require(sortedPairs(plain) == sortedPairs(rebuilt));
+}
+
+/// In brackets stands what the system takes for an IPv6 address, but for zones.
+void checkAddress(const String& text) {
+    if (text.contains(u'%') || text.contains(u'\0'))
+        return;
+    in6_addr address;
+    require(bool(URI::parse(u"x://[" + text + u"]")) ==
+            (inet_pton(AF_INET6, text.toUtf8().c_str(), &address) == 1));
 }
 
 /// Escaped text is plain ASCII and reads as before.
@@ -110,6 +156,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     }
     const String text(units);
     checkPrinting(text);
+    checkParsing(text);
+    checkAddress(text);
     checkEscaping(text);
     checkUnescaping(text);
     return 0;
