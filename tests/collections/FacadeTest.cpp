@@ -188,7 +188,7 @@ TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
         [](com::HashMap& map, IQXUnknown*) { map.put(boxed(99), nullptr); },
         [](com::HashMap& map, IQXUnknown*) { map.clear(); },
     };
-    using Numbers = collections::Map<Integer32, Object>;
+    using NumberMap = collections::Map<Integer32, Object>;
     const auto walk = [](int kind, com::HashMap& map, const auto& visit) {
         if (kind == 0)
             for (const auto it = map.createEntrySet()->createIterator(); it->hasNext();)
@@ -197,10 +197,10 @@ TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
             for (const auto& [key, value] : map)
                 visit(key);
         if (kind == 2)
-            for (const auto& [key, value] : Numbers(&map))
+            for (const auto& [key, value] : NumberMap(&map))
                 visit(key->GetUnknown());
         if (kind == 3)
-            for (const auto& key : Numbers(&map).createKeySet())
+            for (const auto& key : NumberMap(&map).createKeySet())
                 visit(key->GetUnknown());
     };
     for (const Change change : changes) {
