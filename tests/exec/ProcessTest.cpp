@@ -16,7 +16,6 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/RefusedCall.h"
-#include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryFolder.h"
 
 using namespace qx;

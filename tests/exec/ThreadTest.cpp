@@ -15,7 +15,6 @@
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/Sanitized.h"
 #include "tests/support/SignalStorm.h"
 
 using namespace qx;

@@ -14,7 +14,6 @@
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
-#include "tests/support/Sanitized.h"
 
 using qx::Reference;
 using qx::String;
