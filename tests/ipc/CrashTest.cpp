@@ -2,21 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <iterator>
 #include <map>
 #include <random>
-#include <vector>
 
-#include <gtest/gtest.h>
 #include <signal.h>
 
-#include <qx/ipc/Semaphore.h>
-#include <qx/platform/sync.h>
-
-#include "tests/ipc/IpcTesting.h"
 #include "tests/ipc/Party.h"
-#include "tests/support/ChildProcess.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -158,49 +149,30 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Crash,
                          testing::Values("Mutex", "Condition", "Writer", "Guard", "GuardOfThree"),
                          [](const auto& test) { return test.param; });
 
-namespace {
-
-struct Traffic {
-    std::atomic<int> inside; // of the living
-    std::atomic<int> pairs;  // times that both units were taken
-    std::atomic<int> turns;
-    std::atomic<bool> stop;
-};
-
-/// Takes a unit of a semaphore of two again and again, for so long each time that the others wait.
-const ChildEntry passer("unit-passer", [](const auto& arguments) {
-    ipc::Semaphore semaphore(arguments[0].c_str(), 2);
-    SharedStruct<Traffic> traffic(arguments[1]);
-    while (!traffic->stop) {
-        semaphore.wait();
-        if (++traffic->inside == 2)
-            ++traffic->pairs;
-        ++traffic->turns;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        --traffic->inside;
-        semaphore.signal();
-    }
-    return 0;
-});
-
-} // namespace
-
 // The living wake each other all the time, so that none of them sleeps through a whole slice.
-TEST(CrashUnderTraffic, AUnitComesBackThoughTheOthersAreNeverStill) {
-    const std::string name = uniqueName("traffic");
-    const std::string trafficName = uniqueName("traffic");
-    SharedStruct<Traffic> traffic(trafficName);
-    const ipc::Semaphore semaphore(name.c_str(), 2); // for all: two units
-    Party victim(Way::BetweenProcesses, Guards, name, 0);
-    EXPECT_EQ(victim(QXSemaphoreWait), result::Ok);
-    std::vector<ChildProcess> living;
-    for (int i = 0; i < 3; ++i)
-        living.emplace_back("unit-passer", std::vector{name, trafficName});
-    ASSERT_TRUE(eventually([&] { return traffic->turns > 20; }));
-    EXPECT_EQ(traffic->pairs, 0);
+TEST(CrashUnderTraffic, UnitsComeBackThoughTheOthersAreNeverStill) {
+    const MadeObject guard(GuardsOfThree);
+    Party victim(Way::BetweenProcesses, guard);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(victim(QXSemaphoreWait), result::Ok);
+    std::atomic<int> inside = 0, most = 0, turns = 0;
+    std::atomic<bool> stop = false;
+    std::vector<std::jthread> living;
+    for (int i = 0; i < 5; ++i) {
+        living.emplace_back([&] {
+            while (!stop) {
+                EXPECT_EQ(QXSemaphoreWait(guard.handle), result::Ok);
+                most = std::max(most.load(), ++inside);
+                ++turns;
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                --inside;
+                EXPECT_EQ(QXSemaphorePost(guard.handle), result::Ok);
+            }
+        });
+    }
+    EXPECT_TRUE(eventually([&] { return turns > 20; }));
+    EXPECT_EQ(most, 1);
     victim.kill();
-    EXPECT_TRUE(eventually([&] { return traffic->pairs > 0; }));
-    traffic->stop = true;
-    for (ChildProcess& each : living)
-        EXPECT_EQ(each.join(), 0);
+    EXPECT_TRUE(eventually([&] { return most == 3; }));
+    stop = true;
 }

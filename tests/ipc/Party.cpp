@@ -1,7 +1,8 @@
 #include "tests/ipc/Party.h"
 
-#include <cstdlib>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 
 using namespace qx;
 
@@ -15,22 +16,23 @@ intptr_t origin() { return reinterpret_cast<intptr_t>(&QXMutexAcquire); }
 void serve(Party::Mailbox& box, QXHandle handle) {
     box.threadNumber = gettid();
     while (!box.quit) {
-        if (box.forks) {
-            if (fork() == 0) {
+        if (box.idleChild < 0) {
+            const pid_t child = fork();
+            if (child == 0) {
                 while (!box.quit)
                     std::this_thread::sleep_for(std::chrono::milliseconds(1));
                 _exit(0);
             }
-            box.forks = false;
+            box.idleChild = child;
         }
         if (box.begun == box.asked) {
             std::this_thread::sleep_for(std::chrono::microseconds(50));
             continue;
         }
         ++box.begun;
-        const intptr_t call = origin() + box.call;
-        box.result = box.isTimed ? reinterpret_cast<TimedOperation>(call)(handle, box.argument)
-                                 : reinterpret_cast<Operation>(call)(handle);
+        Call call = box.call;
+        call.function += origin();
+        box.result = call(handle);
         ++box.done;
     }
 }
@@ -108,68 +110,51 @@ const ObjectKind& kindNamed(const std::string& name) {
     std::abort();
 }
 
-Party::Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle handle) {
+Party::Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle handle)
+    : m_box(uniqueName("box")) {
     if (way == Way::InTheProcess || way == Way::ByName) {
-        m_own = std::make_unique<Mailbox>();
         m_thread = std::thread([&kind, way, name, handle, this] {
             QXHandle own = handle;
             if (way == Way::ByName) {
                 EXPECT_EQ(kind.create(name.c_str(), QX_SYNC_SHARED, &own), result::Ok);
             }
-            serve(*m_own, own);
+            serve(*m_box, own);
             if (way == Way::ByName)
                 kind.destroy(own);
         });
-        return;
-    }
-    const std::string boxName = uniqueName("box");
-    m_shared.emplace(boxName);
-    if (way == Way::ForkedChild) {
-        m_forked = fork();
-        if (m_forked == 0) {
-            serve(box(), handle);
+    } else if (way == Way::ForkedChild) {
+        m_process.emplace(fork());
+        if (m_process->pid() == 0) {
+            serve(*m_box, handle);
+            kind.destroy(handle);
             _exit(0);
         }
     } else {
-        m_process.emplace("party", std::vector<std::string>{boxName, name, kind.name});
+        m_process.emplace("party", std::vector<std::string>{m_box.name(), name, kind.name});
     }
 }
 
 Party::~Party() {
-    box().quit = true;
+    m_box->quit = true;
     if (m_thread.joinable())
         m_thread.join();
-    if (m_process && !isDone())
-        m_process->kill();
-    if (m_forked > 0) {
-        if (!isDone())
-            ::kill(m_forked, SIGKILL);
-        waitpid(m_forked, nullptr, 0);
-    }
+    if (m_box->idleChild > 0)
+        waitpid(m_box->idleChild, nullptr, 0);
 }
 
-void Party::start(Operation operation) {
-    box().call = reinterpret_cast<intptr_t>(operation) - origin();
-    box().isTimed = false;
-    ++box().asked;
+void Party::start(Call call) {
+    call.function -= origin();
+    m_box->call = call;
+    ++m_box->asked;
 }
-
-void Party::start(TimedOperation operation, uint32_t milliseconds) {
-    box().call = reinterpret_cast<intptr_t>(operation) - origin();
-    box().isTimed = true;
-    box().argument = milliseconds;
-    ++box().asked;
-}
-
-bool Party::isDone() const { return box().done == box().asked; }
 
 void Party::awaitBlocked() const {
-    EXPECT_TRUE(eventually([this] { return box().begun == box().asked; }));
-    awaitAsleep(box().threadNumber, [this] { return isDone(); });
+    EXPECT_TRUE(eventually([this] { return m_box->begun == m_box->asked; }));
+    awaitAsleep(m_box->threadNumber, [this] { return isDone(); });
 }
 
 int32_t Party::finish() const {
-    return eventually([this] { return isDone(); }) ? box().result.load() : result::TimedOut;
+    return eventually([this] { return isDone(); }) ? m_box->result.load() : result::TimedOut;
 }
 
 void Party::stop() const {
@@ -178,40 +163,19 @@ void Party::stop() const {
 }
 
 void Party::forkIdleChild() {
-    box().forks = true;
-    EXPECT_TRUE(eventually([this] { return !box().forks; }));
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); // to wait for it when its parent is dead
+    m_box->idleChild = -1;
+    EXPECT_TRUE(eventually([this] { return m_box->idleChild > 0; }));
 }
 
 void Party::kill() {
     m_process->kill();
-    m_process->join();
-    box().done = box().asked.load();
+    EXPECT_EQ(m_process->join(), -SIGKILL);
 }
 
-Contract::~Contract() {
-    if (m_kind != nullptr) {
-        EXPECT_EQ(m_kind->destroy(m_handle), result::Ok);
-    }
-    EXPECT_TRUE(m_name.empty() || filesNamed(m_name) == 0);
-}
-
-QXHandle Contract::create(const ObjectKind& kind) {
-    const bool isLocal = GetParam() == Way::InTheProcess;
-    m_name = uniqueName("contract");
-    EXPECT_EQ(kind.create(m_name.c_str(), isLocal ? 0 : QX_SYNC_SHARED, &m_handle), result::Ok);
-    m_kind = &kind;
-    if (GetParam() == Way::AfterADeath) {
-        const auto victim = party();
-        victim->start(kind.hold);
-        victim->awaitBlocked();
-        victim->kill();
-        EXPECT_TRUE(kind.heal(kind, m_handle));
-    }
-    return m_handle;
-}
-
-std::unique_ptr<Party> Contract::party() const {
-    return std::make_unique<Party>(GetParam(), *m_kind, m_name, m_handle);
+void Party::quit() {
+    m_box->quit = true;
+    EXPECT_EQ(m_process->join(), 0);
 }
 
 } // namespace qxtest

@@ -1,15 +1,8 @@
 #pragma once
 
-#include <atomic>
-#include <cstring>
 #include <memory>
 #include <optional>
-#include <string>
-#include <thread>
-
-#include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
+#include <utility>
 
 #include <qx/platform/sync.h>
 
@@ -22,14 +15,24 @@ namespace qxtest {
 /// Where the others are with whom a test uses a lock or signal.
 enum class Way { InTheProcess, ByName, BetweenProcesses, ForkedChild, AfterADeath };
 
-inline const char* nameOf(Way way) {
-    constexpr const char* Names[] = {"InTheProcess", "ByName", "BetweenProcesses", "ForkedChild",
-                                     "AfterADeath"};
-    return Names[static_cast<int>(way)];
-}
-
 using Operation = int32_t (*)(QXHandle);
 using TimedOperation = int32_t (*)(QXHandle, uint32_t);
+
+/// A function of the library that is to be called with the object of a test.
+struct Call {
+    Call(Operation operation) : function(reinterpret_cast<intptr_t>(operation)), isTimed(false) {}
+    Call(TimedOperation operation, uint32_t milliseconds)
+        : function(reinterpret_cast<intptr_t>(operation)), isTimed(true), limit(milliseconds) {}
+
+    int32_t operator()(QXHandle handle) const {
+        return isTimed ? reinterpret_cast<TimedOperation>(function)(handle, limit)
+                       : reinterpret_cast<Operation>(function)(handle);
+    }
+
+    intptr_t function;
+    bool isTimed;
+    uint32_t limit = 0;
+};
 
 /// A kind of lock or signal; `hold` is what a process dies in, `heal` what shows that it is over.
 struct ObjectKind {
@@ -44,78 +47,70 @@ extern const ObjectKind Mutexes, Conditions, RWLocks, Events, Gates, Signals, Gu
 
 const ObjectKind& kindNamed(const std::string& name);
 
+/// An object for a scope, which leaves no file.
+struct MadeObject {
+    explicit MadeObject(const ObjectKind& ofKind, uint32_t flags = QX_SYNC_SHARED)
+        : kind(ofKind), name(uniqueName(kind.name)) {
+        EXPECT_EQ(kind.create(name.c_str(), flags, &handle), 0);
+    }
+    ~MadeObject() {
+        destroy();
+        EXPECT_EQ(filesNamed(name), 0);
+    }
+    MadeObject(const MadeObject&) = delete;
+    MadeObject& operator=(const MadeObject&) = delete;
+
+    void destroy() {
+        if (handle != 0) {
+            EXPECT_EQ(kind.destroy(std::exchange(handle, QXHandle{0})), 0);
+        }
+    }
+
+    const ObjectKind& kind;
+    const std::string name;
+    QXHandle handle = 0;
+};
+
 /// Somebody else who uses the object of a test: a thread or a process, as the way says. Performs
 /// one call at a time.
 class Party {
 public:
-    Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle handle);
+    Party(Way way, const MadeObject& object)
+        : Party(way, object.kind, object.name, object.handle) {}
+    /// @param handle  of the object, which only parties in the process and forked ones use
+    Party(Way way, const ObjectKind& kind, const std::string& name, QXHandle handle = 0);
     ~Party();
     Party(const Party&) = delete;
     Party& operator=(const Party&) = delete;
 
-    int32_t operator()(Operation operation) {
-        start(operation);
-        return finish();
-    }
-    int32_t operator()(TimedOperation operation, uint32_t milliseconds) {
-        start(operation, milliseconds);
-        return finish();
-    }
-    void start(Operation operation);
-    void start(TimedOperation operation, uint32_t milliseconds);
+    void start(Call call);
     /// Returns when the call that was started sleeps in the kernel, or has ended.
     void awaitBlocked() const;
-    bool isDone() const;
+    bool isDone() const { return m_box->done == m_box->asked; }
     int32_t finish() const;
+    int32_t operator()(Call call) {
+        start(call);
+        return finish();
+    }
     void stop() const; ///< Suspends a process.
-    void kill();       ///< Ends a process.
+    void kill();       ///< Ends a process in the middle.
+    void quit();       ///< Lets a process end, which destroys its handle.
     /// Lets a process have a child that does nothing until this object ends.
     void forkIdleChild();
 
-    struct Mailbox;
+    struct Mailbox {
+        Call call;
+        std::atomic<int32_t> result;
+        std::atomic<int> asked, begun, done; // calls so far
+        std::atomic<int> threadNumber;
+        std::atomic<int> idleChild; // -1: one is wanted
+        std::atomic<bool> quit;
+    };
 
 private:
-    Mailbox& box() const { return m_shared ? **m_shared : *m_own; }
-
-    std::optional<SharedStruct<Mailbox>> m_shared;
-    std::unique_ptr<Mailbox> m_own;
+    SharedStruct<Mailbox> m_box;
     std::thread m_thread;
     std::optional<ChildProcess> m_process;
-    pid_t m_forked = 0;
 };
-
-struct Party::Mailbox {
-    std::atomic<intptr_t> call; // how far from another function
-    std::atomic<bool> isTimed;
-    std::atomic<uint32_t> argument;
-    std::atomic<int32_t> result;
-    std::atomic<int> asked, begun, done; // calls so far
-    std::atomic<int> threadNumber;
-    std::atomic<bool> forks, quit;
-};
-
-/// Runs every test once for each way.
-class Contract : public testing::TestWithParam<Way> {
-protected:
-    ~Contract() override;
-
-    /// Makes the object of the test; call it once.
-    QXHandle create(const ObjectKind& kind);
-    /// Somebody else who uses it.
-    std::unique_ptr<Party> party() const;
-
-private:
-    const ObjectKind* m_kind = nullptr;
-    std::string m_name;
-    QXHandle m_handle = 0;
-};
-
-#define QX_CONTRACT(name)                                                                          \
-    using name = qxtest::Contract;                                                                 \
-    INSTANTIATE_TEST_SUITE_P(Ways, name,                                                           \
-                             testing::Values(Way::InTheProcess, Way::ByName,                       \
-                                             Way::BetweenProcesses, Way::ForkedChild,              \
-                                             Way::AfterADeath),                                    \
-                             [](const auto& test) { return nameOf(test.param); })
 
 } // namespace qxtest

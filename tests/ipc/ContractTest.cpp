@@ -1,0 +1,297 @@
+// What locks and signals promise, whoever the others are who use them.
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+#include "tests/ipc/Party.h"
+
+using namespace qx;
+using namespace qxtest;
+
+namespace {
+
+enum Act {
+    Ends,  // the call that waited
+    Forks, // has a child that only lives
+    Stops,
+    Dies,
+    Quits,
+    Destroys,
+};
+
+constexpr int32_t Blocks = 1000; // instead of a result
+constexpr char Waiters = '*';
+
+/// What somebody does and what comes of it.
+struct Step {
+    char who;
+    Act act;
+    std::optional<Call> call;
+    int32_t outcome;
+};
+
+struct Who {
+    Step operator()(Call call, int32_t outcome = result::Ok) const {
+        return {name, Ends, call, outcome};
+    }
+    Step operator()(TimedOperation call, uint32_t milliseconds, int32_t outcome) const {
+        return {name, Ends, Call(call, milliseconds), outcome};
+    }
+    Step operator()(Act act, int32_t outcome = result::Ok) const {
+        return {name, act, std::nullopt, outcome};
+    }
+
+    char name;
+};
+
+/// The test itself and the others.
+constexpr Who a{'a'}, b{'b'}, c{'c'}, d{'d'}, e{'e'};
+/// Those who wait: one after the other ends its call and makes another.
+constexpr Who eachWaiter{Waiters};
+
+struct Script {
+    const char* promise;
+    const ObjectKind& kind;
+    std::vector<Step> steps;
+};
+
+int32_t valueOf(QXHandle semaphore) {
+    int32_t value = -1;
+    EXPECT_EQ(QXSemaphoreGetValue(semaphore, &value), result::Ok);
+    return value;
+}
+
+using namespace result;
+
+const Script Scripts[] = {
+    {"AMutexIsHeldUntilReleasedAsOftenAsAcquired",
+     Mutexes,
+     {a(QXMutexRelease, NotOwner), a(QXMutexAcquire), a(QXMutexAcquire), a(QXMutexTryAcquire),
+      b(QXMutexTryAcquire, Busy), b(QXMutexRelease, NotOwner), a(QXMutexRelease),
+      b(QXMutexTryAcquire, Busy), a(QXMutexRelease), b(QXMutexTryAcquire, Busy),
+      b(QXMutexRelease, NotOwner), a(QXMutexRelease), a(QXMutexRelease, NotOwner),
+      b(QXMutexTryAcquire), a(QXMutexTryAcquire, Busy), b(QXMutexRelease)}},
+    {"AMutexGoesToThoseWhoSleep",
+     Mutexes,
+     {a(QXMutexAcquire), b(QXMutexAcquire, Blocks), c(QXMutexAcquire, Blocks), b(Ends, Blocks),
+      c(Ends, Blocks), a(QXMutexRelease), eachWaiter(QXMutexRelease)}},
+    {"AReaderWriterLockAdmitsReadersTogetherAndWritersAlone",
+     RWLocks,
+     {a(QXRWLockAcquireRead), b(QXRWLockTryAcquireRead), b(QXRWLockReleaseRead),
+      b(QXRWLockTryAcquireWrite, Busy), a(QXRWLockReleaseWrite, NotOwner), a(QXRWLockReleaseRead),
+      a(QXRWLockReleaseRead, NotOwner), a(QXRWLockAcquireWrite), b(QXRWLockTryAcquireRead, Busy),
+      b(QXRWLockTryAcquireWrite, Busy), b(QXRWLockReleaseWrite, NotOwner),
+      a(QXRWLockReleaseRead, NotOwner), a(QXRWLockAcquireWrite, Deadlock), // would wait for itself
+      a(QXRWLockAcquireRead, Deadlock), a(QXRWLockReleaseWrite), b(QXRWLockTryAcquireWrite),
+      b(QXRWLockReleaseWrite), a(QXRWLockReleaseWrite, NotOwner)}},
+    {"WritersAndReadersThatWaitTakeTurns",
+     RWLocks,
+     {a(QXRWLockAcquireRead), b(QXRWLockAcquireWrite, Blocks),
+      a(QXRWLockTryAcquireRead, Busy), // a waiting writer keeps readers out
+      a(QXRWLockReleaseRead), b(Ends), c(QXRWLockAcquireWrite, Blocks),
+      d(QXRWLockAcquireRead, Blocks), e(QXRWLockAcquireRead, Blocks), b(QXRWLockReleaseWrite),
+      d(Ends), // all readers, before the next writer
+      e(Ends), c(Ends, Blocks), d(QXRWLockReleaseRead), c(Ends, Blocks), e(QXRWLockReleaseRead),
+      c(Ends), c(QXRWLockReleaseWrite), a(QXRWLockTryAcquireRead), a(QXRWLockReleaseRead)}},
+    {"AConditionIsWaitedForAndReleasedByItsHolderOnly",
+     Conditions,
+     {a(QXConditionRelease, NotOwner), a(QXConditionWait, NotOwner),
+      a(QXConditionTimedWait, 1, NotOwner), b(QXConditionAcquire), a(QXConditionTryAcquire, Busy),
+      a(QXConditionRelease, NotOwner), a(QXConditionWait, NotOwner),
+      a(QXConditionTimedWait, 1, NotOwner), b(QXConditionRelease)}},
+    // To acquire it hangs if a part of the depth was kept.
+    {"AWaitGivesUpTheWholeDepthAndTakesItBack",
+     Conditions,
+     {b(QXConditionAcquire),
+      b(QXConditionAcquire),
+      b(QXConditionAcquire),
+      b(QXConditionWait, Blocks),
+      a(QXConditionAcquire),
+      a(QXConditionSignal),
+      a(QXConditionRelease),
+      b(Ends),
+      b(QXConditionRelease),
+      b(QXConditionRelease),
+      a(QXConditionTryAcquire, Busy),
+      b(QXConditionTimedWait, 20, Blocks),
+      a(QXConditionAcquire),
+      a(QXConditionRelease),
+      b(Ends, TimedOut),
+      a(QXConditionTryAcquire, Busy),
+      b(QXConditionRelease),
+      b(QXConditionRelease, NotOwner),
+      a(QXConditionTryAcquire),
+      a(QXConditionRelease)}},
+    {"ASignalEndsTheLongestWaitAndABroadcastAll",
+     Conditions,
+     {b(QXConditionAcquire), b(QXConditionWait, Blocks), c(QXConditionAcquire),
+      c(QXConditionWait, Blocks), d(QXConditionAcquire), d(QXConditionWait, Blocks),
+      a(QXConditionSignal), // without holding it
+      b(Ends), b(QXConditionRelease), c(Ends, Blocks), d(Ends, Blocks), a(QXConditionAcquire),
+      a(QXConditionBroadcast), a(QXConditionRelease), eachWaiter(QXConditionRelease),
+      a(QXConditionSignal), // nothing is remembered for later waits
+      a(QXConditionAcquire), a(QXConditionTimedWait, 1, TimedOut), a(QXConditionRelease)}},
+    {"AnEventRemembersOneSignal",
+     Events,
+     {b(QXEventSignal), a(QXEventSignal), a(QXEventTimedWait, 0, Ok),
+      b(QXEventTimedWait, 0, TimedOut), a(QXEventTimedWait, 1, TimedOut), // leaves no trace either
+      a(QXEventSignal), b(QXEventWait), a(QXEventTimedWait, 0, TimedOut)}},
+    {"EverySignalOfAnEventReleasesOneWaiter",
+     Events,
+     {b(QXEventTimedWait, 100'000, Blocks), c(QXEventWait, Blocks), d(QXEventWait, Blocks),
+      a(QXEventSignal),
+      a(QXEventSignal), // before the first waiter had the time to run
+      a(QXEventSignal), b(Ends), c(Ends), d(Ends), a(QXEventTimedWait, 0, TimedOut)}},
+    {"AGateStaysOpenUntilClosed",
+     Gates,
+     {b(QXGateTryWait, Busy), a(QXGateTryWait, Busy), a(QXGateTimedWait, 1, TimedOut),
+      b(QXGateOpen), b(QXGateOpen), a(QXGateTryWait), a(QXGateWait), b(QXGateTimedWait, 0, Ok),
+      a(QXGateClose), a(QXGateClose)}},
+    {"OpeningAGateForAMomentReleasesEveryWaiter",
+     Gates,
+     {b(QXGateWait, Blocks), c(QXGateTimedWait, 100'000, Blocks), a(QXGateOpen), a(QXGateClose),
+      b(Ends), c(Ends), a(QXGateTryWait, Busy)}},
+    {"ASignalSemaphoreGivesEachUnitOnce",
+     Signals,
+     {a(QXSemaphoreTryWait, Busy), b(QXSemaphorePost), a(valueOf, 1), a(QXSemaphoreTryWait),
+      b(QXSemaphoreTryWait, Busy), b(QXSemaphoreWait, Blocks), a(QXSemaphorePost), b(Ends),
+      a(valueOf, 0), b(QXSemaphorePost), a(QXSemaphoreTryWait)}},
+    {"AGuardGivesEachUnitOnce",
+     Guards, // after a death: taken by one who died with it
+     {a(valueOf, 1), a(QXSemaphoreTryWait), b(QXSemaphoreTryWait, Busy), b(QXSemaphoreWait, Blocks),
+      a(QXSemaphorePost), b(Ends), a(valueOf, 0), b(QXSemaphorePost), a(QXSemaphoreTryWait),
+      a(QXSemaphorePost)}},
+};
+
+const Script AmongProcesses[] = {
+    {"DestructionByTheHolderLetsOthersIn",
+     Mutexes,
+     {a(QXMutexAcquire), a(QXMutexAcquire), b(QXMutexAcquire, Blocks), a(Destroys), b(Ends),
+      b(QXMutexRelease), b(Quits)}},
+    {"NobodyWaitsForAKilledReaderOrAKilledWaitingWriter",
+     RWLocks,
+     {b(QXRWLockAcquireRead), c(QXRWLockAcquireWrite, Blocks), a(QXRWLockTryAcquireRead, Busy),
+      c(Dies), a(QXRWLockAcquireRead), a(QXRWLockReleaseRead), b(Dies), a(QXRWLockAcquireWrite),
+      a(QXRWLockReleaseWrite)}},
+    // What a killed holder had comes back though its forked child lives.
+    {"AForkedChildDoesNotKeepAMutex",
+     Mutexes,
+     {b(QXMutexAcquire), b(Forks), b(Dies), a(QXMutexAcquire)}},
+    {"AForkedChildDoesNotKeepAReaderWriterLock",
+     RWLocks,
+     {b(QXRWLockAcquireWrite), b(Forks), b(Dies), a(QXRWLockAcquireWrite)}},
+    {"AForkedChildDoesNotKeepAUnit",
+     Guards,
+     {b(QXSemaphoreWait), b(Forks), b(Dies), a(QXSemaphoreWait)}},
+    // The kernel has woken it for good: nobody else gets the signal that it dies with.
+    {"ADeadWaiterTakesNoSignalOfACondition",
+     Conditions,
+     {b(QXConditionAcquire), b(QXConditionWait, Blocks), c(QXConditionAcquire),
+      c(QXConditionWait, Blocks), b(Stops), a(QXConditionSignal), b(Dies), c(Ends),
+      c(QXConditionRelease)}},
+    {"UnitsOfAKilledOneComeBack",
+     GuardsOfThree,
+     {b(QXSemaphoreWait), b(QXSemaphoreWait), b(QXSemaphorePost), b(QXSemaphoreWait), b(Dies),
+      a(QXSemaphoreWait), a(QXSemaphoreWait), a(QXSemaphoreWait), a(QXSemaphoreTryWait, Busy)}},
+    {"UnitsOfOneWhoQuitsComeBack",
+     GuardsOfThree,
+     {a(QXSemaphoreWait), b(QXSemaphoreWait), b(QXSemaphoreWait), b(Quits), a(QXSemaphoreWait),
+      a(QXSemaphoreWait), a(QXSemaphoreTryWait, Busy)}},
+    {"AUnitThatNobodyHadIsAddedForGood",
+     Guards,
+     {b(QXSemaphorePost), b(Dies), a(QXSemaphoreWait), a(QXSemaphoreWait),
+      a(QXSemaphoreTryWait, Busy)}},
+    {"SignalsOfADeadOneStayGivenAndTaken",
+     Signals,
+     {a(QXSemaphorePost), b(QXSemaphorePost), b(QXSemaphorePost), b(QXSemaphoreWait), b(Dies),
+      c(QXSemaphoreWait), c(Quits), a(QXSemaphoreWait), a(QXSemaphoreTryWait, Busy)}},
+};
+
+class Contract : public testing::TestWithParam<std::tuple<Way, Script>> {
+protected:
+    void play(const Step& step, MadeObject& object) {
+        if (step.who == Waiters)
+            return passOn(*step.call);
+        if (step.who == 'a') {
+            if (!step.call)
+                return object.destroy();
+            EXPECT_EQ((*step.call)(object.handle), step.outcome);
+            EXPECT_LT(Clock::now(), m_limit);
+            return;
+        }
+        Party& party =
+            m_others.try_emplace(step.who, std::get<Way>(GetParam()), object).first->second;
+        if (step.call)
+            party.start(*step.call);
+        if (step.outcome == Blocks) {
+            if (step.call)
+                m_waiting.push_back(&party);
+            party.awaitBlocked();
+            EXPECT_TRUE(step.call || !party.isDone());
+        } else if (step.act == Ends) {
+            EXPECT_EQ(party.finish(), step.outcome);
+            std::erase(m_waiting, &party);
+        } else if (step.act == Forks) {
+            party.forkIdleChild();
+        } else if (step.act == Stops) {
+            party.stop();
+        } else {
+            m_limit = Clock::now() + DeadHolderLimit;
+            step.act == Dies ? party.kill() : party.quit();
+        }
+    }
+    void passOn(Call call) {
+        const auto isDone = [](const Party* party) { return party->isDone(); };
+        while (!m_waiting.empty()) {
+            ASSERT_TRUE(eventually([&] { return std::ranges::any_of(m_waiting, isDone); }));
+            EXPECT_EQ(std::ranges::count_if(m_waiting, isDone), 1);
+            const auto first = std::ranges::find_if(m_waiting, isDone);
+            EXPECT_EQ((*first)->finish(), Ok);
+            EXPECT_EQ((**first)(call), Ok);
+            m_waiting.erase(first);
+        }
+    }
+
+    std::map<char, Party> m_others;
+    std::vector<Party*> m_waiting;
+    Clock::time_point m_limit = Clock::time_point::max();
+};
+
+TEST_P(Contract, Holds) {
+    const auto& [way, script] = GetParam();
+    MadeObject object(script.kind, way == Way::InTheProcess ? 0 : QX_SYNC_SHARED);
+    if (way == Way::AfterADeath) {
+        Party victim(way, object);
+        victim.start(script.kind.hold);
+        victim.awaitBlocked();
+        victim.kill();
+        EXPECT_TRUE(script.kind.heal(script.kind, object.handle));
+    }
+    for (int round = 0; round < 2 && m_limit == Clock::time_point::max(); ++round) {
+        for (const Step& step : script.steps) {
+            SCOPED_TRACE(testing::Message() << "step " << &step - script.steps.data());
+            play(step, object);
+        }
+    }
+    m_others.clear();
+}
+
+std::string nameOf(const testing::TestParamInfo<Contract::ParamType>& test) {
+    constexpr const char* Names[] = {"InTheProcess", "ByName", "BetweenProcesses", "ForkedChild",
+                                     "AfterADeath"};
+    return std::get<Script>(test.param).promise + std::string("_") +
+           Names[static_cast<int>(std::get<Way>(test.param))];
+}
+
+INSTANTIATE_TEST_SUITE_P(Everywhere, Contract,
+                         testing::Combine(testing::Values(Way::InTheProcess, Way::ByName,
+                                                          Way::BetweenProcesses, Way::ForkedChild,
+                                                          Way::AfterADeath),
+                                          testing::ValuesIn(Scripts)),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(AmongProcesses, Contract,
+                         testing::Combine(testing::Values(Way::BetweenProcesses, Way::ForkedChild),
+                                          testing::ValuesIn(AmongProcesses)),
+                         nameOf);
+} // namespace
