@@ -1,6 +1,7 @@
 #include "qx/platform/posix/shared/SharedObject.h"
 
 #include <cstring>
+#include <utility>
 
 #include <sys/mman.h>
 
@@ -152,7 +153,7 @@ bool SharedObject::isReapDue() noexcept {
 
 void SharedObject::afterForkInChild() noexcept {
     for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
-        if (!object->isUsable())
+        if (!std::exchange(object->m_isUsable, false))
             continue;
         object->m_isUsable = object->m_file.tryReenter() &&
                              retryWhileBusy([object] {

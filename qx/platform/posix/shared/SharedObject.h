@@ -90,6 +90,8 @@ public:
     uint32_t slotLimit() const noexcept;
     /// False when the process that had the slot is gone. Not for the own slot.
     bool isAlive(uint32_t slot) const noexcept { return m_file.isSlotTaken(slot); }
+    /// False while this process comes to its slot, and so to what the one before has left there.
+    bool isUsable() const noexcept { return m_isUsable; }
     /// True at most once in a tenth of a second among all processes: time to look for dead ones.
     bool isReapDue() noexcept;
 
@@ -106,7 +108,6 @@ private:
 
     static int32_t tryOpen(const Layout& layout, const char* name, uint32_t initial,
                            QXHandle* handle);
-    bool isUsable() const noexcept { return m_isUsable; }
     int32_t tryAttach(const char* name, uint32_t initial);
     void map(bool isNew, uint32_t initial);
     bool tryAdoptSlot() noexcept;

@@ -35,12 +35,12 @@ public:
         return m_holder.load(std::memory_order_relaxed) == caller.caller();
     }
 
-    /// Unlocks when the calling thread holds it, and forgets a holder that had this process's slot
-    /// before: threads of this process would be taken for those of that one.
+    /// Unlocks when the calling thread holds it. A process that comes to its slot only forgets a
+    /// holder that had the slot before, for whom its own threads would be taken.
     void leave(SharedObject& caller) noexcept {
         uint64_t holder = m_holder.load(std::memory_order_relaxed);
         if (caller.isOwn(holder) && m_holder.compare_exchange_strong(holder, NoThread) &&
-            holder == caller.caller())
+            caller.isUsable() && holder == caller.caller())
             m_lock.release();
     }
 
