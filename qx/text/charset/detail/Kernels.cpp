@@ -32,13 +32,16 @@ size_t countUsable() {
     return std::size(AllSets);
 }
 
-// Until it is known what the machine can do, the plain set does.
-const KernelSet* const s_fastest = AllSets[countUsable() - 1];
+// Until it is known what the machine can do, the plain set does. Not initialised but set: objects
+// of other files may convert before it is this file's turn.
+constinit const KernelSet* s_fastest = &PlainKernels;
+
+[[gnu::constructor]] void chooseFastest() { s_fastest = AllSets[countUsable() - 1]; }
 
 } // namespace
 
 std::span<const KernelSet* const> kernelSets() { return {AllSets, countUsable()}; }
 
-const KernelSet& kernels() { return s_fastest ? *s_fastest : PlainKernels; }
+const KernelSet& kernels() { return *s_fastest; }
 
 } // namespace qx::text::charset::detail
