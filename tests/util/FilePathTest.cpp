@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include <qx/io/FileInputStream.h>
+#include <qx/io/FileOutputStream.h>
 #include <qx/util/FilePath.h>
 #include <qx/util/SystemName.h>
 
@@ -183,6 +185,11 @@ TEST(SystemName, IsConvertedAsItIsOrRefused) {
             << descriptionOf(fromName);
         if (row.textRefusal != Converted)
             expectEach(qx::result::UnmappableCharacter, {toName});
+        if (row.textRefusal != Converted && row.codeSet) {
+            expectEach(qx::result::UnmappableCharacter,
+                       {[&] { qx::io::FileOutputStream(row.text, false); },
+                        [&] { qx::io::FileInputStream{row.text}; }});
+        }
     }
     EXPECT_EQ(fromSystemName(nullptr), String());
     const CurrentFolder folder;
