@@ -47,7 +47,6 @@
 #include <qx/core/ExternalException.h>
 #include <qx/core/Float.h>
 #include <qx/core/Format.h>
-#include <qx/core/FunctionTable.h>
 #include <qx/core/GUID.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>

@@ -4,7 +4,6 @@
 #include <type_traits>
 #include <typeinfo>
 
-#include <qx/core/FunctionTable.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>

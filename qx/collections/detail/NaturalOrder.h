@@ -4,8 +4,8 @@
 
 #include <qx/collections/Comparator.h>
 #include <qx/collections/IComparator.h>
-#include <qx/core/FunctionTable.h>
 #include <qx/core/InterfaceMap.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/String.h>
 
 // A short cut through the natural order for the commonest elements. What it finds is what the

@@ -5,7 +5,7 @@
 
 #include <qx/collections/pcom/detail/HashMapIterator.h>
 #include <qx/collections/pcom/detail/ListViews.h>
-#include <qx/core/FunctionTable.h>
+#include <qx/core/ObjectBehind.h>
 
 namespace qx::collections::pcom {
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include <qx/core/FunctionTable.h>
 #include <qx/core/Object.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/core/String.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/LogEntry.h>

@@ -5,7 +5,6 @@
 
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/MapEntry.h>
-#include <qx/core/FunctionTable.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
