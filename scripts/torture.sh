@@ -77,10 +77,11 @@ stage_damage() {
 
 stage_threads() {
     build tsan qx_torture_threads || return 1
-    local areas=19 seconds
+    local program=build/tsan/tests/torture/qx_torture_threads areas seconds
+    areas=$(setarch --addr-no-randomize "$program" --seconds 0 | wc -l) # one a line
     seconds=$((minutes * 20 / areas))
     TSAN_OPTIONS=halt_on_error=1 setarch --addr-no-randomize \
-        build/tsan/tests/torture/qx_torture_threads --seconds "$((seconds < 60 ? seconds : 60))" |
+        "$program" --seconds "$((seconds < 60 ? seconds : 60))" |
         tee /dev/stderr | awk '{ rounds += $2 } END { print NR " areas, " rounds " rounds" }'
     ((PIPESTATUS[0] == 0))
 }
@@ -92,9 +93,10 @@ stage_locales() {
 
 stage_forks() {
     build release qx_fork_tests || return 1
-    local rounds=100
+    local rounds=100 parts
+    parts=$("$tests/qx_fork_tests" --gtest_list_tests | grep -c '^  ')
     tested fork '*' "$rounds" &&
-        echo "$((rounds * 25 * 14)) children were forked from programs with busy threads"
+        echo "$((rounds * 25 * parts)) children were forked from programs with busy threads"
 }
 
 stage_descriptors() {
