@@ -69,14 +69,18 @@ private:
 
 inline constexpr FieldOrders Orders;
 
-/// What a Logger sets in an entry, for those who can do without the entry. The texts are somebody
-/// else's. What is not switched on has no meaning.
-struct Record {
+/// What a Logger sets in an entry beside texts. What is not switched on has no meaning.
+struct RecordValues {
     uint8_t switches = 0;
     int32_t level = 0;
     int32_t sequence = 0;
     uint32_t thread = 0;
     STRUCT_QX_TIME time{};
+};
+
+/// All that a Logger sets in an entry, for those who can do without the entry. The texts are
+/// somebody else's.
+struct Record : RecordValues {
     std::u16string_view text;
     std::u16string_view name;
 

@@ -9,13 +9,9 @@ namespace qx::log::detail {
 /// What lies in a chunk. The texts of a record follow it.
 struct RecordQueue::Item {
     EntryReference entry; // null for a record
-    uint8_t switches = 0;
-    int32_t level = 0;
-    int32_t sequence = 0;
-    uint32_t thread = 0;
+    RecordValues values;
     uint32_t textLength = 0;
     uint32_t nameLength = 0;
-    STRUCT_QX_TIME time{};
 
     char16_t* units() noexcept { return reinterpret_cast<char16_t*>(this + 1); }
     size_t size() const noexcept { return sizeFor(size_t{textLength} + nameLength); }
@@ -68,13 +64,9 @@ void RecordQueue::push(EntryReference&& entry) { append(sizeof(Item))->entry = s
 
 void RecordQueue::push(const Record& record) {
     Item& item = *append(Item::sizeFor(record.text.size() + record.name.size()));
-    item.switches = record.switches;
-    item.level = record.level;
-    item.sequence = record.sequence;
-    item.thread = record.thread;
+    item.values = record;
     item.textLength = static_cast<uint32_t>(record.text.size());
     item.nameLength = static_cast<uint32_t>(record.name.size());
-    item.time = record.time;
     char16_t* const end = std::copy(record.text.begin(), record.text.end(), item.units());
     std::copy(record.name.begin(), record.name.end(), end);
 }
@@ -84,11 +76,7 @@ void RecordQueue::pop(QueuedEntry& taken) noexcept {
     taken.m_entry = std::move(item.entry);
     if (!taken.m_entry) {
         std::copy_n(item.units(), item.textLength + item.nameLength, taken.m_units);
-        taken.m_record = {item.switches,
-                          item.level,
-                          item.sequence,
-                          item.thread,
-                          item.time,
+        taken.m_record = {item.values,
                           {taken.m_units, item.textLength},
                           {taken.m_units + item.textLength, item.nameLength}};
     }
