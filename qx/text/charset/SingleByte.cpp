@@ -159,7 +159,7 @@ const detail::PageEncoder& CTBSingleByteTable::page() const {
 }
 
 signed char CTBSingleByteTable::convertChar(char16_t unit) const {
-    return m_bytes[m_offsets[unit >> 8] + (unit & 0xFF)];
+    return static_cast<signed char>(detail::byteFor(unit, m_offsets, m_bytes));
 }
 
 size_t CTBSingleByteTable::convertRun(const char16_t* in, size_t size, uint8_t* out) const {

@@ -35,7 +35,7 @@ std::vector<uint8_t> bytesByPlace(const std::vector<char16_t>& units, const int3
     if (byPlace.empty())
         return byPlace;
     for (const char16_t unit : units)
-        byPlace[gap.place(unit)] = static_cast<uint8_t>(bytes[offsets[unit >> 8] + (unit & 0xFF)]);
+        byPlace[gap.place(unit)] = byteFor(unit, offsets, bytes);
     return byPlace;
 }
 

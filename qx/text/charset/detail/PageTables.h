@@ -121,8 +121,12 @@ struct Gap {
     }
 };
 
-/// Bytes by unit, in two levels: the byte for unit u is bytes[offsets[u >> 8] + (u & 0xFF)], where
-/// 0 means that there is none.
+/// The byte for a unit in tables of two levels; 0 when there is none.
+constexpr uint8_t byteFor(char16_t unit, const int32_t* offsets, const signed char* bytes) {
+    return static_cast<uint8_t>(bytes[offsets[unit >> 8] + (unit & 0xFF)]);
+}
+
+/// Bytes by unit, as byteFor finds them.
 struct PageEncoder {
     const int32_t* offsets;
     const signed char* bytes;
@@ -140,9 +144,7 @@ struct PageEncoder {
           secondRow(mostUsedRow(units)), first(bytesOfRow(0), 0), second(bytesOfRow(secondRow), 0) {
     }
 
-    constexpr uint8_t byteOf(char16_t unit) const {
-        return static_cast<uint8_t>(bytes[offsets[unit >> 8] + (unit & 0xFF)]);
-    }
+    constexpr uint8_t byteOf(char16_t unit) const { return byteFor(unit, offsets, bytes); }
 
 private:
     static constexpr uint8_t mostUsedRow(std::span<const char16_t> units) {
