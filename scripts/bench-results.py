@@ -6,6 +6,7 @@ comes first, with the reason that bench/notes.toml gives. A plot of the program'
 shown with its tables.
 """
 
+import json
 import pathlib
 import statistics
 import subprocess
@@ -15,16 +16,28 @@ from benchjson import (BENCH, EQUAL, PLOT_ONLY, Notes, human_time, nanoseconds, 
                        read_programs)
 
 
+def human_number(value):
+    for unit, size in (("G", 1e9), ("M", 1e6), ("k", 1e3)):
+        if value >= size:
+            return f"{value / size:.3g} {unit}"
+    return f"{value:.3g}"
+
+
 def human_rate(row):
     """Throughput as the benchmark reports it: bytes, else items per second."""
     for counter, unit in (("bytes_per_second", "B/s"), ("items_per_second", "/s")):
         if counter in row:
-            value = row[counter]
-            for prefix, size in (("G", 1e9), ("M", 1e6), ("k", 1e3)):
-                if value >= size:
-                    return f"{value / size:.3g} {prefix}{unit}"
-            return f"{value:.3g} {unit}"
+            number = human_number(row[counter])
+            return number + unit if number[-1].isalpha() else f"{number} {unit}"
     return ""
+
+
+def human_count(count):
+    """What a row executes: "891, 5 locked"."""
+    if not count:
+        return ""
+    value = count["instructions"]
+    return human_number(value) + (f", {count['locked']:g} locked" if count["locked"] else "")
 
 
 def family(ratio):
@@ -90,22 +103,25 @@ def print_summary(by_program, notes):
           "mean of the dots.")
 
 
-def print_program(program, cases):
+def print_program(program, cases, counts):
     print(f"\n## {program}\n")
     if (BENCH / f"{program}.svg").exists():
         print(f"![Plot of {program}]({program}.svg)\n")
-    print("| Case | qx | | Peer | Time | | qx is faster by |")
-    print("|---|---:|---:|---|---:|---:|---:|")
+
+    def cells(row):
+        return (f"{human_time(nanoseconds(row))} | {human_rate(row)} "
+                f"| {human_count(counts.get(row['run_name']))}" if row else " | | ")
+
+    print("| Case | qx | | Instructions | Peer | Time | | Instructions | qx is faster by |")
+    print("|---|---:|---:|---:|---|---:|---:|---:|---:|")
     for case, rows in cases.items():
         own = rows.get("qx")
-        own_cells = f"{human_time(nanoseconds(own))} | {human_rate(own)}" if own else " | "
         peers = [who for who in rows if who != "qx"]
         for who in peers:
             ratio = f"{nanoseconds(rows[who]) / nanoseconds(own):.2f}" if own else ""
-            print(f"| {case} | {own_cells} | {who} | {human_time(nanoseconds(rows[who]))} "
-                  f"| {human_rate(rows[who])} | {ratio} |")
+            print(f"| {case} | {cells(own)} | {who} | {cells(rows[who])} | {ratio} |")
         if not peers:
-            print(f"| {case} | {own_cells} | | | | |")
+            print(f"| {case} | {cells(own)} | | | | | |")
 
 
 def installed_version(package):
@@ -119,6 +135,12 @@ def read_about(results, program):
     """The lines "key: value" that bench.sh leaves beside the rows of a program."""
     lines = (results / f"{program}.about").read_text("utf-8").splitlines()
     return dict(line.split(": ", 1) for line in lines)
+
+
+def read_counts(results, program):
+    """What scripts/bench-counts.py counted, by the names of rows."""
+    counts = results / f"{program}.counts"
+    return json.loads(counts.read_text("utf-8")) if counts.exists() else {}
 
 
 def print_conditions(results, programs, notes):
@@ -157,11 +179,14 @@ def main(files):
         cases_of[program] = shown(cases)
     print("# Measurements\n")
     print("Made by `scripts/bench.sh`. Times and rates are medians of the repetitions; a ratio is "
-          "the\npeer's time over ours in the same run, so above 1 this library is faster.")
-    print_conditions(pathlib.Path(files[0]).parent, programs, notes)
+          "the\npeer's time over ours in the same run, so above 1 this library is faster. Instructions\n"
+          "are those of the calling thread in one turn of the loop, as callgrind counts them; locked\n"
+          "ones are atomic operations that write.")
+    results = pathlib.Path(files[0]).parent
+    print_conditions(results, programs, notes)
     print_summary(by_program, notes)
     for program, cases in cases_of.items():
-        print_program(program, cases)
+        print_program(program, cases, read_counts(results, program))
 
 
 def shown(cases):

@@ -3,6 +3,7 @@
 # of all that were measured on this tree, with plots, to bench/RESULTS.md. Run it on an idle machine.
 # What is missing on a Debian machine is installed first.
 #   QX_BENCH_REPETITIONS  how often each benchmark is run, at least 2, 5 by default
+#   QX_BENCH_COUNTS       0 keeps the counts of instructions that were taken before
 . "$(dirname "$0")/lib.sh"
 
 install_missing $bench_packages
@@ -45,6 +46,14 @@ for program in "${programs[@]}"; do
         --benchmark_report_aggregates_only=true \
         --benchmark_out_format=json --benchmark_out="$results/$program.json" >/dev/null
 done
+counter=$(find build/bench/bench -name libCountLoop.so)
+if [[ $counter && ${QX_BENCH_COUNTS:-1} != 0 ]]; then
+    for program in "${programs[@]}"; do
+        echo "== instructions of $program" >&2
+        python3 scripts/bench-counts.py "$PWD/$counter" build/bench/bench/"$program" \
+            >"$results/$program.counts" || rm "$results/$program.counts" # said why, and goes without
+    done
+fi
 if measured BigIntegerBench; then
     echo "== bigints.py" >&2
     python3 bench/bigints.py >"$results/BigIntegerBench.python.json"

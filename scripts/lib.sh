@@ -23,7 +23,7 @@ demo_packages="$build_packages python3 netcat-openbsd"
 clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev
     libgmp-dev libssl-dev libbotan-2-dev libpoco-dev libglib2.0-dev libspdlog-dev
-    libabsl-dev"
+    libabsl-dev valgrind"
 
 # install_missing PACKAGE...: installs those that are not there, as root or through sudo. Where
 # there is no apt-get it is left to the build to say what it misses.
