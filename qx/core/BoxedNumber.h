@@ -13,7 +13,13 @@
 
 namespace qx {
 
-/// What the boxed numbers have in common: one value, which is set and read like a plain one.
+/// What the boxed numbers have in common: one value, which is set and read like a plain one. The
+/// classes are Integer8 to Integer64 and UInteger8 to UInteger64 (qx/core/Integer.h), Float and
+/// Double; collections hold them where they take objects:
+///
+///     qx::Integer32 count(41);
+///     count = count + 1;                              // as an int32_t
+///     list->add(qx::makeReference<qx::Integer32>(7)); // as an object
 ///
 /// @tparam Self     the class that derives from this
 /// @tparam Base     SignedInteger, UnsignedInteger or Number

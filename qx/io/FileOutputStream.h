@@ -21,6 +21,14 @@ namespace qx::io {
 /// created so that only its owner can use it. Failures raise ResultException with the platform's
 /// code; bytes that were written before stay written.
 ///
+///     qx::io::FileOutputStream log(qx::String(u"events.log"), FileOutputStream::APPEND);
+///     log.write("started\n", 8);
+///     log.flush(); // now it is on the disk
+///
+/// Nothing is held back: every write goes to the system at once, so wrap a BufferedOutputStream
+/// around it for small pieces. The modes are bits that can be combined; without ATEND, APPEND and
+/// TRUNC writing begins at the start of what is there.
+///
 /// Used by one thread at a time, except in the modes that say otherwise.
 class QX_API FileOutputStream : public OutputStream {
 public:

@@ -7,7 +7,17 @@
 namespace qx::io {
 
 /// A sink of bytes. A concrete stream supplies the block write of signed char; everything else has
-/// a default that rests on it.
+/// a default that rests on it:
+///
+///     class Counter : public qx::io::OutputStream {
+///     public:
+///         using OutputStream::write;
+///         void write(const signed char*, int32_t length) override { m_count += length; }
+///         ...
+///     };
+///
+/// A write takes all bytes or throws. What holds bytes back (a buffer, an encoder) writes them in
+/// flush, so flush before the end: neither close nor the destructor does.
 ///
 /// Counts are in bytes. Streams are used by one thread at a time unless they say otherwise.
 /// Destroying a stream that wraps another releases it and neither flushes nor closes it. Wrapping

@@ -8,8 +8,13 @@
 
 namespace qx::io {
 
-/// The C library's standard output. Single bytes go through its buffer, blocks straight to its
-/// descriptor, so flush between the two. Never closes it.
+/// The C library's standard output, for programs whose other output goes through std::printf or
+/// std::cout. Single bytes go through the buffer of the C library, blocks straight to its
+/// descriptor: flush between the two, and flush stdout before the first block. Closing the stream
+/// or destroying it leaves standard output open. Used by one thread at a time.
+///
+///     auto out = makeReference<OutputStreamWriter>(makeReference<StdioOutputStream>(), u"UTF-8");
+///     PrintWriter(out).println(u"done");
 class QX_API StdioOutputStream : public OutputStream {
 public:
     using OutputStream::write;
