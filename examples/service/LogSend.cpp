@@ -197,21 +197,21 @@ Task readTask(qx::util::CommandLineParser& options, int argc, char** argv) {
         return task;
     if (const String mistake = options.findMistake(); !mistake.isEmpty())
         throw std::invalid_argument(mistake.toUtf8());
-    const int parameters = options.getParameterCount(); // with the program's name
-    if (parameters < 2 || parameters > 3)
+    const int parameters = options.getParameterCount();
+    if (parameters < 1 || parameters > 2)
         throw std::invalid_argument("expected ADDRESS[,ADDRESS...] [FILE]");
     task.connections = readNumber(options, u"connections", 1000);
     task.patience = std::chrono::milliseconds(readNumber(options, u"patience", 3'600'000));
     if (!options.isPresent(u"raw"))
         task.prefix = options.getValueString(u"level", 0).toUtf8() + ' ' +
                       options.getValueString(u"source", 0).toUtf8() + ' ';
-    qx::util::StringTokenizer addresses(options.getParameter(1)->getValueString(0), u",");
+    qx::util::StringTokenizer addresses(options.getParameter(0)->getValueString(0), u",");
     while (addresses.hasMoreTokens())
         task.addresses.push_back(readAddress(addresses.nextToken()));
     if (task.addresses.empty())
         throw std::invalid_argument("expected ADDRESS[,ADDRESS...] [FILE]");
-    if (parameters == 3) {
-        std::ifstream file(options.getParameter(2)->getValueString(0).toUtf8());
+    if (parameters == 2) {
+        std::ifstream file(options.getParameter(1)->getValueString(0).toUtf8());
         task.lines = readLines(file);
     } else {
         task.lines = readLines(std::cin);

@@ -135,8 +135,8 @@ std::optional<Settings> readSettings(int argc, const char* const* argv) {
     }
     if (const String mistake = options.findMistake(); !mistake.isEmpty())
         throw UsageFailure(mistake);
-    if (options.getParameterCount() > 1)
-        throw UsageFailure(u"unexpected argument " + options.getParameter(1)->getValueString(0));
+    if (options.getParameterCount() > 0)
+        throw UsageFailure(u"unexpected argument " + options.getParameter(0)->getValueString(0));
 
     Reference<PropertySet> found = defaults();
     if (options.isPresent(u"settings"))

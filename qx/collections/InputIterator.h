@@ -97,7 +97,7 @@ namespace qx {
 // A reference to a walk is an input range of the elements that the walk has left, one to a
 // collection or map of all its elements. The reference may be a temporary:
 //
-//     for (const RegistryKey& subkey : key.getSubkeyIterator())
+//     for (const Reference<RegistryKey>& subkey : key.getSubkeyIterator())
 //
 // Templates, and twice, because std::ranges::begin and end accept only an exact match.
 

@@ -18,8 +18,8 @@ int useModules(const char* registry, char** first, char** last) {
     for (char** file = first; file != last; ++file)
         qx::throwIfFailed(QXComRegisterModule(qx::String(*file).getData()));
     const qx::util::RegistryKey classes(QX_HKEY_CLASSES, u"CLSID");
-    for (const auto walk = classes.getSubkeyIterator(); walk->hasNext();) {
-        const qx::String progId = walk->next()->getSubkey(u"ProgID").getValueString();
+    for (const qx::util::RegistryKey& key : classes.subkeys()) {
+        const qx::String progId = key.getSubkey(u"ProgID").getValueString();
         qx::Reference<IQXUnknown> object;
         qx::throwIfFailed(QXComCreateObjectByProgID(progId.getData(), nullptr, &IQXUnknown::Iid,
                                                     object.putVoid()),

@@ -174,7 +174,7 @@ const Script scripts[] = {
          parser.defineOption(u"verbose", 0);
          const char* const arguments[] = {"program", "--verbose", "--", "-x", "a b"};
          parser.parseArguments(5, arguments);
-         parser.getParameter(1);
+         parser.getParameter(0);
      }},
     {"log.plain text",
      [] { logTo(qx::log::BasicLogWriter::create(makeReference<qx::io::StringWriter>())); }},

@@ -125,14 +125,14 @@ TEST(CommandLineParser, MakesALineOfArguments) {
 TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{}, ""},
-        {{"-prog"}, "<-prog>"},
-        {{"prog", "a b", "", "\"c\"", "/etc/x"}, "<prog> <a b> <> <\"c\"> </etc/x>"},
-        {{"prog", "-two", "", "a b", "-"}, "<prog> two:<><a b> <->"},
-        {{"prog", "-one", "-v"}, "<prog> one:<5> v:"},
-        {{"prog", "-one", "--", "-v"}, "<prog> one:<5> <-v>"},
-        {{"prog", "--two", "a", "--", "b", "--"}, "<prog> two:<a> <b> <-->"},
-        {{"prog", "--two=a b,c"}, "<prog> two:<a b><c>"},
-        {{"prog", nullptr, "--"}, "<prog> <>"},
+        {{"-prog"}, ""},
+        {{"prog", "a b", "", "\"c\"", "/etc/x"}, "<a b> <> <\"c\"> </etc/x>"},
+        {{"prog", "-two", "", "a b", "-"}, "two:<><a b> <->"},
+        {{"prog", "-one", "-v"}, "one:<5> v:"},
+        {{"prog", "-one", "--", "-v"}, "one:<5> <-v>"},
+        {{"prog", "--two", "a", "--", "b", "--"}, "two:<a> <b> <-->"},
+        {{"prog", "--two=a b,c"}, "two:<a b><c>"},
+        {{"prog", nullptr, "--"}, "<>"},
     };
     auto parser = parserWithOptions<CommandLineParser>();
     for (const auto& [arguments, elements] : cases) {
@@ -263,8 +263,11 @@ TEST(CommandLineParser, FindsMistakes) {
         {u"prog --other", "Unknown option --other"},
         {u"prog -two a", "Option --two takes 2 values, not 1"},
         {u"-one=", "Option --one takes 1 value, not 0"},
+        {u"-quiet=1", "Option --quiet takes no value"},
+        {u"-quiet -none -one 1", ""},
     };
     auto parser = parserWithOptions<CommandLineParser>();
+    parser.defineOption(u"quiet", 0);
     for (const auto& [line, mistake] : cases) {
         parser.parse(String(line));
         EXPECT_EQ(parser.findMistake().toUtf8(), mistake);

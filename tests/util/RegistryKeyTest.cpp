@@ -106,6 +106,11 @@ TEST_F(RegistryKeys, ValuesComeBackByTheirType) {
                    {[&] { key.getValueType(value); }, [&] { key.deleteValue(value); },
                     [&] { key.getValueData(value, data); }});
     }
+    key.setValue(5);
+    EXPECT_EQ(key.getValueUINT32(), 5u);
+    key.setValue(u"n", 5LL);
+    EXPECT_EQ(key.getValueUINT64(u"n"), 5u);
+    expectEach("The registry has no negative numbers: n = -5", {[&] { key.setValue(u"n", -5); }});
     for (const int32_t length : {0, 126, 127, 128, 5000}) { // around the first capacity
         key.setValue(String(u'x', length));
         EXPECT_EQ(key.getValueString().getLength(), length);
@@ -139,12 +144,9 @@ TEST_F(RegistryKeys, WalksOverSubkeysAndValues) {
     EXPECT_EQ(*values->next(), String(u"a"));
     EXPECT_EQ(*values->next(), longName);
     expectEach("no more values", {[&] { values->next(); }});
-    std::vector<String> names; // as ranges
-    for (const auto& name : key.getValueIterator())
-        names.push_back(*name);
-    for (const auto& subkey : slash->getSubkeyIterator())
-        names.push_back(subkey->getKeyName());
-    EXPECT_EQ(names, (std::vector<String>{u"a", longName, u"z"}));
+    EXPECT_EQ(key.valueNames(), (std::vector<String>{u"a", longName}));
+    for (const RegistryKey& subkey : slash->subkeys())
+        EXPECT_EQ(subkey.getKeyName(), u"z");
 
     key.remove();
     EXPECT_FALSE(key.getSubkey(u"b").valueExists());

@@ -94,16 +94,16 @@ Options parseOptions(int argc, const char* const* argv) {
         throw usage(mistake);
     Options options;
     const int32_t count = parser.getParameterCount();
-    if (count < 2)
+    if (count == 0)
         throw usage(u"no command");
-    const String name = parser.getParameter(1)->getValueString(0);
+    const String name = parser.getParameter(0)->getValueString(0);
     const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
     if (row == std::end(Commands))
         throw usage(u"unknown command " + name);
-    if (count - 2 < row->fewest || count - 2 > row->most)
+    if (count - 1 < row->fewest || count - 1 > row->most)
         throw usage(u"wrong number of arguments for " + name);
     options.command = row->command;
-    for (int32_t next = 2; next < count; ++next)
+    for (int32_t next = 1; next < count; ++next)
         options.parameters.push_back(parser.getParameter(next)->getValueString(0));
 
     const auto take = [&](const char16_t* option, std::optional<String>& to) {

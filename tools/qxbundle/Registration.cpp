@@ -128,9 +128,8 @@ void uninstall(const String& baseName) {
 
 std::vector<RegisteredBundle> registeredBundles(const std::optional<String>& baseName) {
     std::vector<RegisteredBundle> found;
-    const RegistryKey root(QX_HKEY_CLASSES_64, String());
-    for (const auto walk = root.getSubkeyIterator(); walk->hasNext();) {
-        const auto name = BundleName::fromComponentName(walk->next()->getKeyName());
+    for (const RegistryKey& key : RegistryKey(QX_HKEY_CLASSES_64, String()).subkeys()) {
+        const auto name = BundleName::fromComponentName(key.getKeyName());
         if (name && (!baseName || name->baseName.equals(qx::TextView(*baseName), true)))
             found.push_back(bundleOf(*name));
     }

@@ -68,9 +68,9 @@ constexpr Program Self{"qxini", helpText};
 
 Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
-/// The parameters behind the program's name: file, command, and what that takes.
+/// The parameters: file, command, and what that takes.
 void readParameters(const CommandLineParser& parser, Options& options) {
-    int32_t next = 1;
+    int32_t next = 0;
     const int32_t count = parser.getParameterCount();
     const auto take = [&](std::optional<String>& to) {
         if (next < count)

@@ -59,13 +59,12 @@ std::vector<RegisteredClass> registeredClasses() {
     std::vector<RegisteredClass> classes;
     const RegistryKey parent = classesKey(u"CLSID");
     try {
-        for (const auto walk = parent.getSubkeyIterator(); walk->hasNext();) {
-            const qx::Reference<RegistryKey> key = walk->next();
-            String module = textOf(key->getSubkey(u"InprocServer32"));
+        for (const RegistryKey& key : parent.subkeys()) {
+            String module = textOf(key.getSubkey(u"InprocServer32"));
             if (!module.isEmpty())
-                classes.push_back({key->getKeyName(), textOf(key->getSubkey(u"ProgID")),
-                                   textOf(key->getSubkey(u"VersionIndependentProgID")),
-                                   textOf(*key), std::move(module)});
+                classes.push_back({key.getKeyName(), textOf(key.getSubkey(u"ProgID")),
+                                   textOf(key.getSubkey(u"VersionIndependentProgID")), textOf(key),
+                                   std::move(module)});
         }
     } catch (const qx::ResultException& e) {
         if (e.getResult() != result::NotFound) // nothing was ever registered

@@ -97,16 +97,16 @@ int32_t numberOf(const CommandLineParser& parser, const String& option) {
 }
 
 void readParameters(const CommandLineParser& parser, Options& options) {
-    const String name = parser.getParameter(1)->getValueString(0);
+    const String name = parser.getParameter(0)->getValueString(0);
     const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
     if (row == std::end(Commands))
         throw usage(u"unknown command " + name);
     options.command = row->command;
-    const int32_t count = parser.getParameterCount() - 2;
+    const int32_t count = parser.getParameterCount() - 1;
     // A name alone says nothing about what to add.
     if (count < row->fewest || count > row->most || (row->command == Command::Add && count == 2))
         throw usage(u"wrong number of arguments for " + name);
-    int32_t next = 2;
+    int32_t next = 1;
     const auto take = [&](std::optional<String>& to) {
         if (next < parser.getParameterCount())
             to = parser.getParameter(next++)->getValueString(0);
@@ -135,7 +135,7 @@ Options parseOptions(int argc, const char* const* argv) {
     if (const String mistake = parser.findMistake(); !mistake.isEmpty())
         throw usage(mistake);
     Options options;
-    if (parser.getParameterCount() < 2)
+    if (parser.getParameterCount() == 0)
         throw usage(u"no command");
     readParameters(parser, options);
     options.recursive = parser.isPresent(u"recursive");

@@ -27,14 +27,10 @@ std::optional<Value> tryReadValue(const RegistryKey& key, const String& name) {
 
 void readInto(std::vector<KeyContent>& keys, const RegistryKey& key, bool recursive) {
     KeyContent content{key, {}, {}};
-    const auto names = key.getValueIterator();
-    while (names->hasNext()) {
-        const qx::Reference<String> name = names->next();
-        if (auto value = tryReadValue(key, *name))
-            content.values.push_back({std::u16string(name->view()), *std::move(value)});
-    }
-    for (const auto walk = key.getSubkeyIterator(); walk->hasNext();)
-        content.subkeys.push_back(*walk->next());
+    for (const String& name : key.valueNames())
+        if (auto value = tryReadValue(key, name))
+            content.values.push_back({std::u16string(name.view()), *std::move(value)});
+    content.subkeys = key.subkeys();
     const std::vector<RegistryKey> subkeys = content.subkeys;
     keys.push_back(std::move(content));
     if (!recursive)

@@ -73,10 +73,10 @@ public:
     /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
     ///     what was parsed before is then still there
     void parse(int argc, const char* const* argv);
-    /// Parses the arguments of a program by the conventions of this system: each argument is one
-    /// token whatever it contains, even an empty one. The program's name and "-" are parameters,
-    /// and so are arguments that begin with "/", because paths do. "--" ends the options: it is
-    /// dropped, and all arguments behind it are parameters.
+    /// Parses the arguments of a program by the conventions of this system: each argument behind
+    /// the program's name, which is passed over, is one token whatever it contains, even an empty
+    /// one. "-" is a parameter, and so are arguments that begin with "/", because paths do. "--"
+    /// ends the options: it is dropped, and all arguments behind it are parameters.
     /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
     ///     what was parsed before is then still there
     void parseArguments(int argc, const char* const* argv);
@@ -112,7 +112,8 @@ public:
     double getValueDouble(const String& name, int32_t index) const;
 
     /// Describes the first mistake of the line as a sentence without a period: an option that was
-    /// not defined or that has fewer values than its definition asks for. Empty when there is none.
+    /// not defined, that has fewer values than its definition asks for, or that has values although
+    /// its definition asks for none. Empty when there is none.
     String findMistake() const;
 
     /// A line for every definition, in the order of names: the option, a word for each value, the

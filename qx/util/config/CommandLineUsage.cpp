@@ -71,8 +71,10 @@ String CommandLineParser::findMistake() const {
         const OptionDefinition* const definition = findDefinition(option->getName());
         if (!definition)
             return u"Unknown option " + spelled(option->getName());
-        if (const int32_t wanted = definition->getDefinedValueCount();
-            option->getValueCount() < wanted)
+        const int32_t wanted = std::max(definition->getDefinedValueCount(), 0);
+        if (wanted == 0 && option->getValueCount() > 0 && !definition->hasDefaults())
+            return String::format(u"Option {0} takes no value", spelled(option->getName()));
+        if (option->getValueCount() < wanted)
             return String::format(u"Option {0} takes {1} {3}, not {2}", spelled(option->getName()),
                                   String::valueOf(wanted), String::valueOf(option->getValueCount()),
                                   wanted == 1 ? u"value" : u"values");

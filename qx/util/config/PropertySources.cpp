@@ -63,12 +63,10 @@ Reference<PropertySet> propertiesOf(IniFile& ini, const String& set, const Prope
 Reference<PropertySet> propertiesOf(const RegistryKey& key, const PropertySet* parent) {
     auto properties = makeReference<PropertySet>(parent);
     std::vector<uint8_t> data;
-    const auto names = key.getValueIterator();
-    while (names->hasNext()) {
-        const Reference<String> name = names->next();
+    for (const String& name : key.valueNames()) {
         try {
-            const ENUM_QX_REG_TYPE type = key.getValueData(*name, data);
-            properties->set(*name, asText(type, data));
+            const ENUM_QX_REG_TYPE type = key.getValueData(name, data);
+            properties->set(name, asText(type, data));
         } catch (const ResultException& e) {
             if (e.getResult() != result::NotFound) // deleted since the walk began
                 throw;

@@ -129,6 +129,20 @@ Reference<collections::ConstIterator<String>> RegistryKey::getValueIterator() co
         makeReference<RegistryValueIterator>(std::move(walk)).get());
 }
 
+std::vector<RegistryKey> RegistryKey::subkeys() const {
+    std::vector<RegistryKey> keys;
+    for (const auto& key : getSubkeyIterator())
+        keys.push_back(*key);
+    return keys;
+}
+
+std::vector<String> RegistryKey::valueNames() const {
+    std::vector<String> names;
+    for (const auto& name : getValueIterator())
+        names.push_back(*name);
+    return names;
+}
+
 void RegistryKey::remove() {
     throwIfFailed(QXRegistryDeleteKey(m_root, terminated(m_path).c_str()));
 }
@@ -222,6 +236,11 @@ void RegistryKey::setValue(const String& name, uint32_t value) {
 
 void RegistryKey::setValue(const String& name, uint64_t value) {
     setValue(name, QX_REG_UINT64, &value, sizeof value);
+}
+
+void RegistryKey::refuseNegative(const String& name, int64_t value) {
+    throw ResultException(result::InvalidArgument, u"The registry has no negative numbers: " +
+                                                       name + u" = " + String::valueOf(value));
 }
 
 void RegistryKey::setValue(const String& name, const signed char* bytes, int32_t length) {

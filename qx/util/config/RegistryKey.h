@@ -1,9 +1,12 @@
 #pragma once
 
 #include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <qx/collections/TypedIterator.h>
@@ -16,6 +19,16 @@
 namespace qx::util {
 
 class RegistrySubkeyIterator;
+
+namespace detail {
+
+/// A whole number that is none of the types of the registry, and no character.
+template <class T>
+concept PlainInteger = (std::signed_integral<T> && !std::same_as<T, char> &&
+                        !std::same_as<T, wchar_t>) ||
+                       std::same_as<T, unsigned short> || std::same_as<T, unsigned long long>;
+
+} // namespace detail
 
 /// The name of one key of the registry: a root and a path of names with "\" between them. An object
 /// keeps nothing open, and the key need not exist. Every member that uses the registry does so at
@@ -55,6 +68,12 @@ public:
     Reference<collections::ConstIterator<RegistryKey>> getSubkeyIterator() const;
     /// The same for the names of the values, with "no more values".
     Reference<collections::ConstIterator<String>> getValueIterator() const;
+    /// The same as lists of this moment, for a loop that changes what it goes through:
+    ///
+    ///     for (const RegistryKey& subkey : key.subkeys())
+    ///         for (const String& name : subkey.valueNames())
+    std::vector<RegistryKey> subkeys() const;
+    std::vector<String> valueNames() const;
 
     /// Deletes the key with its values and all keys below it. A root cannot be deleted
     /// (result::InvalidArgument).
@@ -90,6 +109,20 @@ public:
     void setValue(uint32_t value) { setValue(String(), value); }
     void setValue(const String& name, uint64_t value);
     void setValue(uint64_t value) { setValue(String(), value); }
+    /// Stores any other whole number in 64 bits when its type has them, else in 32.
+    /// @throws ResultException with result::InvalidArgument for a negative number, which the
+    ///     registry has no type for
+    template <detail::PlainInteger T>
+    void setValue(const String& name, T value) {
+        using Stored = std::conditional_t<sizeof(T) == sizeof(uint64_t), uint64_t, uint32_t>;
+        if (std::cmp_less(value, 0))
+            refuseNegative(name, value);
+        setValue(name, static_cast<Stored>(value));
+    }
+    template <detail::PlainInteger T>
+    void setValue(T value) {
+        setValue(String(), value);
+    }
     void setValue(const String& name, const signed char* bytes, int32_t length);
     void setValue(const signed char* bytes, int32_t length) { setValue(String(), bytes, length); }
 
@@ -119,6 +152,7 @@ private:
     /// Takes the root's name off @p key.
     static ENUM_QX_HKEY extractQXHkey(String& key);
     void normalize();
+    [[noreturn]] static void refuseNegative(const String& name, int64_t value);
     int32_t tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, void* buffer,
                         int32_t& length) const;
     void setValue(const String& name, ENUM_QX_REG_TYPE type, const void* data, int32_t length);

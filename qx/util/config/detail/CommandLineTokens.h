@@ -79,14 +79,15 @@ private:
     size_t m_position = 0;
 };
 
-/// The arguments of a program, each a token. "--" ends the options and is none itself.
+/// The arguments behind the name of a program, each a token. "--" ends the options and is none
+/// itself.
 class ArgumentTokens {
 public:
     ArgumentTokens(int argc, const char* const* argv) : m_argc(argc), m_argv(argv) {}
 
     bool next(CommandLineToken& token) {
         token.endsValues = false;
-        if (m_index > 0 && m_index < m_argc && !m_optionsEnded && argument() == "--") {
+        if (m_index < m_argc && !m_optionsEnded && argument() == "--") {
             m_optionsEnded = token.endsValues = true;
             ++m_index;
         }
@@ -105,12 +106,12 @@ private:
         return m_argv[m_index] ? std::string_view(m_argv[m_index]) : std::string_view();
     }
     bool optionFollows() const {
-        return m_index > 0 && !m_optionsEnded && argument().starts_with('-') && argument() != "-";
+        return !m_optionsEnded && argument().starts_with('-') && argument() != "-";
     }
 
     int m_argc;
     const char* const* m_argv;
-    int m_index = 0;
+    int m_index = 1;
     bool m_optionsEnded = false;
     String m_text;
 };
