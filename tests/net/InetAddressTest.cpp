@@ -1,20 +1,23 @@
+#include <functional>
 #include <sstream>
-#include <tuple>
+#include <type_traits>
 #include <unordered_set>
 
-#include <qx/core/String.h>
 #include <qx/net/Inet4Address.h>
 #include <qx/net/Inet6Address.h>
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/netaddress.h>
+#include <qx/net/socketerror.h>
 
+#include "tests/ipc/IpcTesting.h"
 #include "tests/net/Loopback.h"
-
-namespace {
+#include "tests/support/ExpectResult.h"
 
 using namespace qx;
 using namespace qx::net;
 using namespace qxtest;
+
+namespace {
 
 std::unique_ptr<InetAddress> make(const qx_sockaddr_union& source) {
     InetAddress* address = nullptr;
@@ -88,12 +91,12 @@ TEST(InetAddress, KnowsWhatItStandsForAndGivesItsBytesWhereThereIsRoom) {
         EXPECT_EQ(address->getStorageBinary(&copy, &length), QX_E_SOCKET_EMSGSIZE);
         EXPECT_EQ(length, whole);
 
-        for (const ENUM_QX_E_SOCKET code :
-             {address->getAddressBinary(nullptr, &length), address->getFamily(nullptr),
-              address->getAddressBinary(bytes, nullptr), address->getAddressBinaryLength(nullptr),
-              address->getStorageBinary(nullptr, &length),
-              address->getStorageBinaryLength(nullptr)})
-            EXPECT_EQ(code, QX_E_SOCKET_EINVAL);
+        expectEach(QX_E_SOCKET_EINVAL,
+                   {address->getAddressBinary(nullptr, &length), address->getFamily(nullptr),
+                    address->getAddressBinary(bytes, nullptr),
+                    address->getAddressBinaryLength(nullptr),
+                    address->getStorageBinary(nullptr, &length),
+                    address->getStorageBinaryLength(nullptr)});
         EXPECT_EQ(address->setAddressAny(), 0);
         EXPECT_EQ(address->isAddressAny(), 1);
     }
@@ -103,11 +106,10 @@ TEST(InetAddress, RefusesOtherFamilies) {
     qx_sockaddr_union source = ipv4(1, 2, 3, 4);
     source.family = 1;
     InetAddress* address = reinterpret_cast<InetAddress*>(&source);
-    EXPECT_EQ(InetAddress::create(&source, &address), QX_E_SOCKET_EINVAL);
+    expectEach(QX_E_SOCKET_EINVAL,
+               {InetAddress::create(&source, &address), InetAddress::create(nullptr, &address),
+                InetAddress::create(&source, nullptr)});
     EXPECT_EQ(address, nullptr);
-    EXPECT_EQ(InetAddress::create(nullptr, &address), QX_E_SOCKET_EINVAL);
-    EXPECT_EQ(InetAddress::create(&source, nullptr), QX_E_SOCKET_EINVAL);
-
     ENUM_QX_E_SOCKET error = 0;
     const Inet4Address six(&(source = ipv6({1})), &error);
     EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
@@ -147,9 +149,8 @@ TEST(InetSocketAddress, PrintsAddressAndPort) {
     EXPECT_EQ(nothing.setPortHostOrder(8080), 0);
     EXPECT_EQ(diagnostics(nothing), "<0address missing:8080");
     uint16_t family = 0;
-    EXPECT_EQ(nothing.getFamily(&family), QX_E_SOCKET_EFAULT);
     String text;
-    EXPECT_EQ(nothing.getAddressStr(text), QX_E_SOCKET_EFAULT);
+    expectEach(QX_E_SOCKET_EFAULT, {nothing.getFamily(&family), nothing.getAddressStr(text)});
     const InetSocketAddress unreported(&source, nullptr);
     EXPECT_EQ(unreported.getAddress(), nullptr);
 }
@@ -164,14 +165,12 @@ TEST(InetSocketAddress, TakesAResultOfTheResolver) {
     EXPECT_EQ(diagnostics(address), "<[102::]:80");
     EXPECT_EQ(address.getCanonicalName(), u"host.example");
     EXPECT_EQ(storageOf(*address.getAddress()).ipv6.port, networkOrder(80)) << "written into it";
-    const std::pair<int32_t, uint32_t> refused[] = {{QX_AF_INET6, 27}, // cut off
-                                                    {QX_AF_INET, 28}}; // of two minds
-    for (const auto& [family, length] : refused) {
-        info.ai_family = family;
-        info.ai_addrlen = length;
-        InetSocketAddress(&info, 80, &(error = 0));
-        EXPECT_EQ(error, QX_E_SOCKET_EINVAL) << length;
-    }
+    info.ai_addrlen = 27; // cut off
+    InetSocketAddress(&info, 80, &(error = 0));
+    EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
+    info = {0, QX_AF_INET, 0, 0, 28, name, &source, nullptr}; // of two minds
+    InetSocketAddress(&info, 80, &(error = 0));
+    EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
 }
 
 TEST(InetSocketAddress, PortsOfServices) {
@@ -222,6 +221,252 @@ TEST(InetSocketAddress, ComparesByAddressAndPort) {
     std::ostringstream out;
     out << same << ' ' << *same.getAddress() << ' ' << none;
     EXPECT_EQ(out.str(), "10.0.0.1:80 10.0.0.1 0address missing:0");
+}
+
+/// The texts of all addresses with their ports, or the number of the failure.
+std::string resolved(const char* host, const char* service, int32_t flags, int32_t family) {
+    const qx_addrinfo hints{flags, family, QX_SOCK_STREAM, QX_IPPROTO_TCP, 0, {}, {}, {}};
+    qx_addrinfo* result = nullptr;
+    const int32_t error = QXgetaddrinfo(host, service, &hints, &result);
+    if (error != 0)
+        return result == nullptr ? std::to_string(error) : "a failure with a result";
+    std::string text;
+    for (const qx_addrinfo* i = result; i != nullptr; i = i->ai_next) {
+        char name[1025];
+        char port[32];
+        EXPECT_EQ(QXSocketGetNameInfo(i->ai_addr, static_cast<int32_t>(i->ai_addrlen), name,
+                                      sizeof name, port, sizeof port,
+                                      QX_NI_NUMERICHOST | QX_NI_NUMERICSERV),
+                  0);
+        EXPECT_EQ(i->ai_family, i->ai_addr->family);
+        text += (text.empty() ? "" : " ") + std::string(name) + "/" + port;
+    }
+    QXfreeaddrinfo(result);
+    return text;
+}
+
+TEST(Resolver, Table) {
+    const struct {
+        const char *host, *service;
+        int32_t flags, family;
+        const char* result;
+    } cases[] = {
+        {"fe80::1%lo", "80", 0, QX_AF_INET6, "fe80::1%1/80"},
+        {nullptr, "80", QX_AI_PASSIVE, QX_AF_INET, "0.0.0.0/80"},
+        {nullptr, "80", 0, QX_AF_INET6, "::1/80"},
+        {"127.0.0.1", "http", 0, QX_AF_INET, "127.0.0.1/80"},
+        {"127.0.0.1", nullptr, 0, 0, "127.0.0.1/0"},
+        {"127.0.0.1", "65536", 0, 0, "12109"}, // not port 0
+        {"127.0.0.1", "no-such-service", 0, 0, "12109"},
+        {"127.0.0.1", "http", QX_AI_NUMERICSERV, 0, "13001"},
+        {"localhost", "80", QX_AI_NUMERICHOST, 0, "13001"},
+        {nullptr, nullptr, 0, 0, "13001"},
+        {"::1", "80", 0, QX_AF_INET, "14001"},
+        {"127.0.0.1", "80", 0x10, 0, "12022"}, // a flag of the system's own
+        {"127.0.0.1", "80", 0, 1, "12047"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        EXPECT_EQ(resolved(c.host, c.service, c.flags, c.family), c.result);
+    }
+    // The system has it twice where its table of hosts has ::1 for that name too.
+    EXPECT_TRUE(resolved("localhost", "80", 0, QX_AF_INET).starts_with("127.0.0.1/80"));
+    // A type without that protocol.
+    const qx_addrinfo hints{0, 0, QX_SOCK_STREAM, QX_IPPROTO_UDP, 0, {}, {}, {}};
+    qx_addrinfo* result = nullptr;
+    EXPECT_EQ(QXgetaddrinfo("127.0.0.1", "80", &hints, &result), 12044);
+}
+
+TEST(Resolver, TextsThatDoNotFitAreAnError) {
+    qx_sockaddr_union address = ipv4(127, 0, 0, 1);
+    char host[10];
+    const auto hostOf = [&](int32_t length, uint32_t capacity, int32_t flags = QX_NI_NUMERICHOST) {
+        return QXSocketGetNameInfo(&address, length, host, capacity, nullptr, 0, flags);
+    };
+    EXPECT_EQ(hostOf(16, 10), 0);
+    EXPECT_STREQ(host, "127.0.0.1");
+    expectEach(10014, {hostOf(16, 9), hostOf(15, 10)});
+    EXPECT_EQ(hostOf(16, 10, 32), 12022);
+    address.family = 1;
+    EXPECT_EQ(hostOf(16, 10), 12047);
+    char name[260], expected[260];
+    ::gethostname(expected, sizeof expected);
+    const auto length = static_cast<int32_t>(std::strlen(expected));
+    EXPECT_EQ(QXGetHostName(name, length), QX_E_BUFFER_TOO_SMALL);
+    EXPECT_STREQ(name, "");
+    EXPECT_EQ(QXGetHostName(name, length + 1), QX_OK);
+    EXPECT_STREQ(name, expected);
+}
+
+/// Holds that the tests leave no descriptor open.
+class DescriptorCount : public testing::Environment {
+    void SetUp() override { m_before = countOwn("fd"); }
+    void TearDown() override {
+        EXPECT_EQ(countOwn("fd"), m_before) << "descriptors were left open";
+    }
+
+    int64_t m_before = 0;
+};
+
+const testing::Environment* const registered =
+    testing::AddGlobalTestEnvironment(new DescriptorCount);
+
+/// Arguments that every function takes.
+struct Arguments {
+    const std::unique_ptr<TcpClientSocket2> client = makeClient();
+    const std::unique_ptr<TcpServerSocket2> server = makeServer();
+    qx_sockaddr_union place = ipv4(127, 0, 0, 1, 80);
+    uint64_t zeros[100] = {};
+
+    template <class Parameter>
+    Parameter get() {
+        if constexpr (!std::is_pointer_v<Parameter>)
+            return static_cast<Parameter>(QX_SOL_SOCKET); // a level, a port, a length
+        else if constexpr (std::is_same_v<Parameter, const char*>)
+            return "127.0.0.1";
+        else if constexpr (std::is_same_v<Parameter, const qx_sockaddr_union*>)
+            return &place;
+        else if constexpr (std::is_same_v<Parameter, TcpServerSocket2*>)
+            return server.get();
+        else if constexpr (std::is_convertible_v<TcpClientSocket2*, Parameter>)
+            return client.get();
+        else
+            return reinterpret_cast<Parameter>(zeros);
+    }
+};
+
+/// Calls a function with each of its pointers null in turn, but for those whose bit (from the first
+/// argument on) is set in @p Optional.
+template <unsigned Optional = 0, class... Parameters>
+void expectNullsRefused(ENUM_QX_E_SOCKET (*function)(Parameters...), Arguments& arguments) {
+    size_t next = 0, null = 0;
+    const auto argument = [&]<class Parameter>() {
+        if constexpr (std::is_pointer_v<Parameter>)
+            return next++ == null ? Parameter{} : arguments.get<Parameter>();
+        else
+            return ++next, arguments.get<Parameter>();
+    };
+    const bool isPointer[] = {std::is_pointer_v<Parameters>...};
+    for (; null < sizeof...(Parameters); ++null) {
+        next = 0;
+        const std::tuple<Parameters...> call{argument.template operator()<Parameters>()...};
+        if (isPointer[null] && !(Optional >> null & 1)) {
+            EXPECT_EQ(std::apply(function, call), QX_E_SOCKET_EINVAL) << "argument " << null;
+        }
+    }
+}
+
+TEST(NetInterface, RefusesEveryNullPointer) {
+    Arguments arguments;
+    int number = 0;
+    const auto expectRefused = [&](auto... functions) {
+        const auto of = [&](auto function) {
+            SCOPED_TRACE(testing::Message() << "function " << number++);
+            expectNullsRefused(function, arguments);
+        };
+        (of(functions), ...);
+    };
+    // The functions of clients are those of all workers.
+    expectRefused(
+        QxNetInetAddressGetAddressStr, QxNetInetAddressIsAddressAny,
+        QxNetInetAddressIsAddressLoopback, QxNetInetAddressIsAddressNone,
+        QxNetInetSocketAddressGetDiagnosticStr,
+        QxNetInetSocketAddressStaticGetPortHostOrderFromTcpServiceName,
+        QxNetTcpSocketStaticGetVersion, QxNetTcpSocketStaticDestroy, QxNetTcpSocketClose,
+        QxNetTcpSocketShutdownInput, QxNetTcpSocketShutdownOutput, QxNetTcpSocketShutdownBoth,
+        QxNetTcpClientSocketStaticCreate, QxNetTcpClientSocketBind, QxNetTcpClientSocketConnect,
+        QxNetTcpClientSocketGetLocalAddress, QxNetTcpClientSocketGetsockopt,
+        QxNetTcpClientSocketSetsockopt, QxNetTcpClientSocketRecv, QxNetTcpClientSocketSend,
+        QxNetTcpServerSocketStaticCreate, QxNetTcpServerSocketBindListAddAddrAny,
+        QxNetTcpServerSocketBindListClear, QxNetTcpServerSocketBindListSaveOneForNamedPipeReply,
+        QxNetTcpServerSocketBind, QxNetTcpServerSocketListen,
+        QxNetTcpServerSocketSaveBoundAddresses, QxNetTcpServerSocketAccept,
+        QxNetTcpServerSocketAcceptSocket, QxNetTcpServerSocketGetBoundAddress,
+        QxNetTcpServerSocketBindListAddressesDiagnosticStrA,
+        QxNetTcpServerSocketBoundListAddressesDiagnosticStrA);
+    expectNullsRefused<1 << 2>(QxNetTcpSocketStaticGetaddrinfo, arguments);
+    expectNullsRefused<1 << 2>(QxNetTcpServerSocketBindListAddAddrInfo, arguments);
+    expectNullsRefused<0b1010101>(QxNetTcpClientSocketStaticSelect, arguments);
+    EXPECT_EQ(QxNetTcpSocketGetId(nullptr), 0u);
+    TcpSocket2* nothing = nullptr;
+    EXPECT_EQ(QxNetTcpSocketStaticDestroy(&nothing), 0) << "what is null already is destroyed";
+    // Null checks come before the look at a closed socket.
+    arguments.client->close();
+    EXPECT_EQ(QxNetTcpClientSocketConnect(arguments.client.get(), nullptr, 16), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(QxNetTcpSocketGetId(arguments.client.get()), 0u);
+}
+
+TEST(NetInterface, TextsHaveAnInAndOutLength) {
+    const qx_sockaddr_union place = ipv6(Ipv6Loopback, 8080);
+    qx_sockaddr_union other = place;
+    other.family = 1;
+    const auto server = makeServer();
+    EXPECT_EQ(server->bindListAddAddrInfo("127.0.0.1", nullptr, 80), 0);
+    using Get = std::function<ENUM_QX_E_SOCKET(const qx_sockaddr_union*, char*, uint32_t*)>;
+    const std::pair<std::string, Get> cases[] = {
+        {"::1", QxNetInetAddressGetAddressStr},
+        {"[::1]:8080", QxNetInetSocketAddressGetDiagnosticStr},
+        {"127.0.0.1:80",
+         [&](const auto*, char* buffer, uint32_t* length) {
+             return server->bindListAddressesDiagnosticStrA(buffer, length);
+         }},
+    };
+    for (const auto& [text, get] : cases) {
+        const auto needed = static_cast<uint32_t>(text.size()) + 1;
+        for (uint32_t room = 0; room <= needed; ++room) {
+            SCOPED_TRACE(text + " " + std::to_string(room));
+            char buffer[50] = "unchanged";
+            uint32_t length = room;
+            EXPECT_EQ(get(&place, buffer, &length), room < needed ? QX_E_SOCKET_EFAULT : 0);
+            EXPECT_EQ(length, room < needed ? 0 : needed);
+            EXPECT_EQ(buffer, room == 0 ? "unchanged" : room < needed ? "" : text);
+        }
+    }
+    for (const auto& get : {cases[0].second, cases[1].second}) {
+        char buffer[50] = "unchanged";
+        uint32_t length = sizeof buffer;
+        EXPECT_EQ(get(&other, buffer, &length), QX_E_SOCKET_EINVAL);
+        EXPECT_EQ(length, 0u);
+        EXPECT_STREQ(buffer, "");
+    }
+    int16_t truth = 7;
+    EXPECT_EQ(QxNetInetAddressIsAddressAny(&other, &truth), QX_E_SOCKET_EINVAL);
+    EXPECT_EQ(truth, 0);
+}
+
+std::u16string_view describe(ENUM_QX_E_SOCKET code) {
+    return QXGetDescriptionFromQX_E_SOCKET(code);
+}
+
+TEST(SocketError, NumbersBecomeCodesWithDescriptions) {
+    int codes = 0;
+    for (int number = 1; number <= 0xFFFF; ++number) {
+        SCOPED_TRACE(number);
+        const ENUM_QX_E_SOCKET code = QX_E_SOCKET_FROM_NUMBER(number);
+        const std::u16string_view text = describe(code);
+        const bool isKnown = text != u"FAIL";
+        const bool isOfSystem = isKnown && number >= 10004 && number <= 11004;
+        codes += isKnown;
+        EXPECT_EQ(QX_E_SOCKETFromNativeSocketError(number), isOfSystem ? code : QX_E_FAIL);
+        EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(number), isKnown ? code : QX_E_FAIL);
+        EXPECT_EQ(text.find(u' ') != text.npos, isKnown);
+        // Those of the system end with a blank but for one.
+        EXPECT_EQ(text.ends_with(u". "), isOfSystem && number != 10004);
+    }
+    EXPECT_EQ(codes, 71);
+    for (const int none : {0, -10022, 10022 + 0x10000}) { // the lower half alone is no number
+        EXPECT_EQ(QX_E_SOCKETFromNativeSocketError(none), none == 0 ? 0 : QX_E_FAIL);
+        EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(none), none == 0 ? 0 : QX_E_FAIL);
+    }
+    EXPECT_EQ(QX_E_SOCKET_EINVAL, static_cast<int32_t>(0x8BE32726u));
+    EXPECT_EQ(QX_E_SOCKET_EAI_NONAME, static_cast<int32_t>(0x8BE332C9u));
+    EXPECT_EQ(QX_E_SOCKETFromNativeEaiSocketError(14001), QX_E_SOCKET_EAI_NODATA);
+    EXPECT_EQ(describe(0), u"OK");
+    EXPECT_EQ(describe(10022), u"FAIL");
+    EXPECT_EQ(describe(QX_E_SOCKET_EINVAL), u"EINVAL An invalid argument was supplied. ");
+    EXPECT_EQ(describe(QX_E_SOCKET__E_NO_MORE),
+              u"_E_NO_MORE No more results can be returned by WSALookupServiceNext. ");
+    EXPECT_EQ(describe(QX_E_SOCKET_EAI_NONAME), u"EAI_NONAME NAME or SERVICE is unknown.");
 }
 
 } // namespace

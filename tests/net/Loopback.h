@@ -147,12 +147,15 @@ inline void say(qx::net::TcpWorkerSocket2& socket, std::string_view text) {
     EXPECT_EQ(count, static_cast<int64_t>(text.size()));
 }
 
+inline void setOption(qx::net::TcpWorkerSocket2& socket, int32_t name, int32_t value) {
+    EXPECT_EQ(QxNetTcpWorkerSocketSetsockopt(&socket, QX_SOL_SOCKET, name,
+                                             reinterpret_cast<const char*>(&value), sizeof value),
+              0);
+}
+
 /// Closing will reset the connection.
 inline void resetOnClose(qx::net::TcpWorkerSocket2& socket) {
-    const qx_linger abrupt{1, 0};
-    EXPECT_EQ(QxNetTcpWorkerSocketSetsockopt(&socket, QX_SOL_SOCKET, QX_SO_LINGER,
-                                             reinterpret_cast<const char*>(&abrupt), sizeof abrupt),
-              0);
+    setOption(socket, QX_SO_LINGER, 1); // on, no seconds
 }
 
 /// What comes until the peer shuts its output down; @p code receives how it ended.
