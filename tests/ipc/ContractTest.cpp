@@ -1,8 +1,10 @@
 // What locks and signals promise, whoever the others are who use them.
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
-#include <tuple>
+#include <random>
+#include <signal.h>
 
 #include "tests/ipc/Party.h"
 
@@ -123,19 +125,10 @@ const Script Scripts[] = {
       b(QXConditionRelease, NotOwner),
       a(QXConditionTryAcquire),
       a(QXConditionRelease)}},
-    {"ASignalEndsTheLongestWaitAndABroadcastAll",
-     Conditions,
-     {b(QXConditionAcquire), b(QXConditionWait, Blocks), c(QXConditionAcquire),
-      c(QXConditionWait, Blocks), d(QXConditionAcquire), d(QXConditionWait, Blocks),
-      a(QXConditionSignal), // without holding it
-      b(Ends), b(QXConditionRelease), c(Ends, Blocks), d(Ends, Blocks), a(QXConditionAcquire),
-      a(QXConditionBroadcast), a(QXConditionRelease), eachWaiter(QXConditionRelease),
-      a(QXConditionSignal), // nothing is remembered for later waits
-      a(QXConditionAcquire), a(QXConditionTimedWait, 1, TimedOut), a(QXConditionRelease)}},
     {"AnEventRemembersOneSignal",
      Events,
      {b(QXEventSignal), a(QXEventSignal), a(QXEventTimedWait, 0, Ok),
-      b(QXEventTimedWait, 0, TimedOut), a(QXEventTimedWait, 1, TimedOut), // leaves no trace either
+      b(QXEventTimedWait, 0, TimedOut), a(QXEventTimedWait, 31, TimedOut), // leaves no trace either
       a(QXEventSignal), b(QXEventWait), a(QXEventTimedWait, 0, TimedOut)}},
     {"EverySignalOfAnEventReleasesOneWaiter",
      Events,
@@ -145,7 +138,7 @@ const Script Scripts[] = {
       a(QXEventSignal), b(Ends), c(Ends), d(Ends), a(QXEventTimedWait, 0, TimedOut)}},
     {"AGateStaysOpenUntilClosed",
      Gates,
-     {b(QXGateTryWait, Busy), a(QXGateTryWait, Busy), a(QXGateTimedWait, 1, TimedOut),
+     {b(QXGateTryWait, Busy), a(QXGateTryWait, Busy), a(QXGateTimedWait, 31, TimedOut),
       b(QXGateOpen), b(QXGateOpen), a(QXGateTryWait), a(QXGateWait), b(QXGateTimedWait, 0, Ok),
       a(QXGateClose), a(QXGateClose)}},
     {"OpeningAGateForAMomentReleasesEveryWaiter",
@@ -162,6 +155,15 @@ const Script Scripts[] = {
      {a(valueOf, 1), a(QXSemaphoreTryWait), b(QXSemaphoreTryWait, Busy), b(QXSemaphoreWait, Blocks),
       a(QXSemaphorePost), b(Ends), a(valueOf, 0), b(QXSemaphorePost), a(QXSemaphoreTryWait),
       a(QXSemaphorePost)}},
+    {"ASignalEndsTheLongestWaitAndABroadcastAll",
+     Conditions,
+     {b(QXConditionAcquire), b(QXConditionWait, Blocks), c(QXConditionAcquire),
+      c(QXConditionWait, Blocks), d(QXConditionAcquire), d(QXConditionWait, Blocks),
+      a(QXConditionSignal), // without holding it
+      b(Ends), b(QXConditionRelease), c(Ends, Blocks), d(Ends, Blocks), a(QXConditionAcquire),
+      a(QXConditionBroadcast), a(QXConditionRelease), eachWaiter(QXConditionRelease),
+      a(QXConditionSignal), // nothing is remembered for later waits
+      a(QXConditionAcquire), a(QXConditionTimedWait, 31, TimedOut), a(QXConditionRelease)}},
 };
 
 const Script AmongProcesses[] = {
@@ -216,7 +218,13 @@ protected:
         if (step.who == 'a') {
             if (!step.call)
                 return object.destroy();
+            const auto start = Clock::now();
+            errno = ENOENT;
             EXPECT_EQ((*step.call)(object.handle), step.outcome);
+            EXPECT_EQ(errno, ENOENT); // the native error is that of the caller's own last call
+            if (step.outcome == TimedOut) {
+                EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(step.call->limit));
+            }
             EXPECT_LT(Clock::now(), m_limit);
             return;
         }
@@ -253,29 +261,31 @@ protected:
         }
     }
 
+    void run() {
+        const auto& [way, script] = GetParam();
+        MadeObject object(script.kind, way == Way::InTheProcess ? 0 : QX_SYNC_SHARED);
+        if (way == Way::AfterADeath) {
+            Party victim(way, object);
+            victim.start(script.kind.hold);
+            victim.awaitBlocked();
+            victim.kill();
+            EXPECT_TRUE(script.kind.heal(script.kind, object.handle));
+        }
+        for (int round = 0; round < 2 && m_limit == Clock::time_point::max(); ++round) {
+            for (const Step& step : script.steps) {
+                SCOPED_TRACE(testing::Message() << "step " << &step - script.steps.data());
+                play(step, object);
+            }
+        }
+        m_others.clear();
+    }
+
     std::map<char, Party> m_others;
     std::vector<Party*> m_waiting;
     Clock::time_point m_limit = Clock::time_point::max();
 };
 
-TEST_P(Contract, Holds) {
-    const auto& [way, script] = GetParam();
-    MadeObject object(script.kind, way == Way::InTheProcess ? 0 : QX_SYNC_SHARED);
-    if (way == Way::AfterADeath) {
-        Party victim(way, object);
-        victim.start(script.kind.hold);
-        victim.awaitBlocked();
-        victim.kill();
-        EXPECT_TRUE(script.kind.heal(script.kind, object.handle));
-    }
-    for (int round = 0; round < 2 && m_limit == Clock::time_point::max(); ++round) {
-        for (const Step& step : script.steps) {
-            SCOPED_TRACE(testing::Message() << "step " << &step - script.steps.data());
-            play(step, object);
-        }
-    }
-    m_others.clear();
-}
+TEST_P(Contract, Holds) { run(); }
 
 std::string nameOf(const testing::TestParamInfo<Contract::ParamType>& test) {
     constexpr const char* Names[] = {"InTheProcess", "ByName", "BetweenProcesses", "ForkedChild",
@@ -294,4 +304,141 @@ INSTANTIATE_TEST_SUITE_P(AmongProcesses, Contract,
                          testing::Combine(testing::Values(Way::BetweenProcesses, Way::ForkedChild),
                                           testing::ValuesIn(AmongProcesses)),
                          nameOf);
+// Many processes contend for one lock while some of them are killed at random moments.
+
+constexpr int Processes = 16;
+constexpr int Kills = 40;
+
+/// One worker as the others and the test see it.
+struct Worker {
+    std::atomic<int64_t> turns; // one at every entry and one at every exit: odd while it is inside
+    std::atomic<bool> isKilled; // set before the kill, so whoever is inside and not killed lives
+
+    bool isInside() const { return turns % 2 != 0; }
+};
+
+struct Arena {
+    std::atomic<bool> stop;
+    std::atomic<int> violations;
+    std::atomic<int64_t> sections; // ended, by anybody
+    int64_t guarded;               // changed under a lock of one holder, not atomic
+    Worker workers[Processes + Kills];
+
+    /// Living workers inside at one instant; 0 when they moved while they were counted.
+    int countInside() const {
+        std::array<int64_t, Processes + Kills> first;
+        for (size_t i = 0; i < first.size(); ++i)
+            first[i] = workers[i].turns;
+        int inside = 0;
+        for (size_t i = 0; i < first.size(); ++i) {
+            if (workers[i].turns != first[i])
+                return 0;
+            inside += first[i] % 2 != 0 && !workers[i].isKilled;
+        }
+        return inside;
+    }
+};
+
+/// Takes and releases the lock until it is told to stop or is killed.
+const ChildEntry worker("crash-worker", [](const auto& arguments) {
+    const ObjectKind& kind = kindNamed(arguments[0]);
+    SharedStruct<Arena> arena(arguments[2]);
+    const int number = std::stoi(arguments[3]);
+    Worker& self = arena->workers[number];
+    QXHandle handle = 0;
+    CHECK_IN_CHILD(kind.create(arguments[1].c_str(), QX_SYNC_SHARED, &handle) >= 0);
+    std::mt19937 random(static_cast<unsigned>(number));
+    const auto pauseAtTimes = [&] {
+        if (random() % 4 == 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 500));
+    };
+    while (!arena->stop) {
+        CHECK_IN_CHILD(kind.hold(handle) >= 0);
+        ++self.turns;
+        if (kind.holders == 1)
+            ++arena->guarded;
+        if (arena->countInside() > kind.holders)
+            ++arena->violations;
+        pauseAtTimes();
+        ++arena->sections;
+        ++self.turns;
+        CHECK_IN_CHILD(kind.release(handle) >= 0);
+        pauseAtTimes();
+    }
+    CHECK_IN_CHILD(kind.destroy(handle) >= 0);
+    return 0;
+});
+
+class Crash : public testing::TestWithParam<const char*> {};
+
 } // namespace
+
+TEST_P(Crash, NothingIsLostAndNobodyWaitsForTheDead) {
+    const ObjectKind& kind = kindNamed(GetParam());
+    const std::string lockName = uniqueName("crash");
+    const std::string arenaName = uniqueName("arena");
+    SharedStruct<Arena> arena(arenaName);
+    QXHandle handle = 0;
+    ASSERT_EQ(kind.create(lockName.c_str(), QX_SYNC_SHARED, &handle), result::Ok);
+
+    int started = 0;
+    std::map<int, ChildProcess> workers;
+    const auto startWorker = [&] {
+        workers.emplace(started, ChildProcess("crash-worker", {GetParam(), lockName, arenaName,
+                                                               std::to_string(started)}));
+        ++started;
+    };
+    for (int i = 0; i < Processes; ++i)
+        startWorker();
+    ASSERT_TRUE(eventually([&] { return arena->sections > 100; }));
+
+    std::mt19937 random(2);
+    for (int kill = 0; kill < Kills; ++kill) {
+        auto victim = std::next(workers.begin(), random() % Processes);
+        if (kill % 2 == 0) {
+            // One that has the lock, if there is one at the moment.
+            const auto holder = std::find_if(workers.begin(), workers.end(), [&](const auto& each) {
+                return arena->workers[each.first].isInside();
+            });
+            if (holder != workers.end())
+                victim = holder;
+        }
+        arena->workers[victim->first].isKilled = true;
+        const auto killed = Clock::now();
+        victim->second.kill();
+        EXPECT_EQ(victim->second.join(), -SIGKILL);
+        workers.erase(victim);
+        // More sections than holders can have been at the end of theirs: somebody got the lock.
+        const int64_t before = arena->sections;
+        EXPECT_TRUE(eventually([&] { return arena->sections > before + kind.holders; }));
+        EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
+        // And all that the dead had, though the living never let each other sleep through a slice.
+        EXPECT_TRUE(eventually([&] { return arena->countInside() == kind.holders; }));
+        startWorker();
+    }
+
+    arena->stop = true;
+    for (auto& [number, child] : workers)
+        EXPECT_EQ(child.join(), 0);
+    EXPECT_EQ(arena->violations, 0);
+    if (kind.holders == 1) {
+        int64_t entries = 0;
+        for (const Worker& each : arena->workers)
+            entries += (each.turns + 1) / 2;
+        // A victim may have died between counting for itself and for all.
+        EXPECT_LE(arena->guarded, entries);
+        EXPECT_GE(arena->guarded, entries - Kills);
+    }
+    // All that there was can be taken again, and no more.
+    for (int i = 0; i < kind.holders; ++i)
+        EXPECT_EQ(kind.hold(handle), result::Ok);
+    if (kind.hold == QXSemaphoreWait) {
+        EXPECT_EQ(QXSemaphoreTryWait(handle), result::Busy);
+    }
+    EXPECT_EQ(kind.destroy(handle), result::Ok);
+    EXPECT_EQ(filesNamed(lockName), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Crash,
+                         testing::Values("Mutex", "Condition", "Writer", "Guard", "GuardOfThree"),
+                         [](const auto& test) { return test.param; });

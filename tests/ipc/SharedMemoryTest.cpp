@@ -1,27 +1,27 @@
 #include <cerrno>
-#include <cstring>
-#include <optional>
-
 #include <fcntl.h>
+#include <mutex>
+#include <random>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 
 #include <qx/ipc/Semaphore.h>
+#include <qx/ipc/SemaphoreR.h>
 #include <qx/ipc/SharedMemory.h>
 #include <qx/platform/sync.h>
 
 #include "tests/ipc/IpcTesting.h"
+#include "tests/ipc/Party.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/RefusedCall.h"
 
 using namespace qx;
 using namespace qxtest;
-using qx::ipc::SharedMemory;
+using namespace qx::ipc;
 
 namespace {
 
@@ -65,11 +65,10 @@ TEST(SharedMemory, IsOneBlockForAllWhoOpenItAndGoneWithTheLast) {
         EXPECT_NE(again.get(), memory.get());
         EXPECT_EQ(std::memcmp(again, memory, 3), 0);
     }
-    EXPECT_EQ(openResult(name, 0, 0, 0), result::NotFound);
-    // One who was killed leaves nothing to the next.
-    EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
-    EXPECT_EQ(openResult(name, 0, 0, 0), result::NotFound);
-    EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
+    for (int i = 0; i < 2; ++i) { // one who was killed leaves nothing to the next
+        EXPECT_EQ(openResult(name, 0, 0, 0), result::NotFound);
+        EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
+    }
     const SharedMemory fresh(name.c_str(), 5000, QX_SHAREDMEM_CREATE | QX_SHAREDMEM_EXCLUSIVE, 0);
     const auto* bytes = static_cast<unsigned char*>(fresh.get());
     EXPECT_EQ(bytes[0], 0);
@@ -85,23 +84,17 @@ TEST(SharedMemory, OpensByTheRules) {
     constexpr uint32_t ReadOnly = QX_SHAREDMEM_READ_ONLY;
     const struct {
         const std::string& name;
-        uint32_t flags;
-        uint32_t permissions;
-        uint32_t size;
+        uint32_t flags, permissions, size;
         int32_t expected;
     } cases[] = {
         {there, 0, 0, 0, result::Ok},
-        {there, 0, 0, 4097, result::Ok},
         {there, 0, 0, 4098, result::InvalidArgument}, // though the page would have room
         {there, Create, 0, 1, result::Ok},
         {there, Create, 0, 5000, result::InvalidArgument},
-        {there, Create, 0, 0, result::InvalidArgument},
         {there, Create | Exclusive, 0, 4097, result::FileExists},
         {there, ReadOnly, 0, 0, result::Ok},
         {there, 0, 0066, 0, result::NotFound}, // the common name space is another
         {missing, 0, 0, 1, result::NotFound},
-        {missing, ReadOnly, 0, 1, result::NotFound},
-        {missing, Create | Exclusive, 0, 1, result::Ok},
         {missing, Create | Exclusive, 0066, 1, result::Ok},
         {missing, Create, 0, 0, result::InvalidArgument},
         {missing, Exclusive, 0, 1, result::InvalidArgument},
@@ -124,14 +117,12 @@ TEST(SharedMemory, AttachesAndDetachesByTheRules) {
     QXHandle handle = 0;
     ASSERT_EQ(QXSharedMemOpen(name.c_str(), QX_SHAREDMEM_CREATE, 0, 10, &handle), result::Ok);
     void* address = &handle;
-    EXPECT_EQ(QXSharedMemAttach(handle, 0, &address), result::InvalidArgument);
+    expectEach(result::InvalidArgument, {QXSharedMemAttach(handle, 0, &address),
+                                         QXSharedMemAttach(handle, Read | 1, &address),
+                                         QXSharedMemDetach(nullptr), QXSharedMemDetach(&handle)});
     EXPECT_EQ(address, nullptr);
-    EXPECT_EQ(QXSharedMemAttach(handle, Read | 1, &address), result::InvalidArgument);
     EXPECT_EQ(QXSharedMemAttach(handle, Read, nullptr), result::NullPointer);
     EXPECT_EQ(QXSharedMemAttach(UINT64_MAX, Read, &address), result::InvalidHandle);
-    EXPECT_EQ(QXSharedMemDetach(nullptr), result::InvalidArgument);
-    EXPECT_EQ(QXSharedMemDetach(&handle), result::InvalidArgument);
-
     void* first = nullptr;
     void* second = nullptr;
     ASSERT_EQ(QXSharedMemAttach(handle, Write, &first), result::Ok);
@@ -148,28 +139,20 @@ TEST(SharedMemory, AttachesAndDetachesByTheRules) {
 
 TEST(SharedMemory, FailuresCarryCodeAndMessageAndLeaveNothingOpen) {
     const std::string name = uniqueName("block");
-    const SharedMemory memory(name.c_str(), 1, QX_SHAREDMEM_CREATE, 0);
-    const int64_t before = countOwn("fd");
-    const auto opening = [](const std::string& block, unsigned flags) {
-        return [=] { SharedMemory(block.c_str(), 0, flags, 0); };
-    };
-    const auto missing = opening(uniqueName("missing"), 0);
-    EXPECT_EQ(failureOf(missing), result::NotFound);
-    EXPECT_EQ(descriptionOf(missing), "Failed to open shared memory.");
-    const auto unwritable = opening(name, QX_SHAREDMEM_READ_ONLY);
-    EXPECT_EQ(failureOf(unwritable), result::AccessDenied);
-    EXPECT_EQ(descriptionOf(unwritable), "Failed to attach shared memory");
-    EXPECT_EQ(countOwn("fd"), before);
-}
-
-TEST(SharedMemory, ForOthersHasExactlyTheAskedPermissions) {
-    const std::string name = uniqueName("block");
     const mode_t oldMask = umask(077);
     const SharedMemory memory(name.c_str(), 1, QX_SHAREDMEM_CREATE, 0064);
     umask(oldMask);
     struct stat status;
     ASSERT_EQ(stat(("/dev/shm/qx-memory." + name).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0664u);
+    EXPECT_EQ(status.st_mode & 07777, 0664u) << "exactly the permissions that were asked for";
+    const int64_t before = countOwn("fd");
+    const auto missing = [] { SharedMemory(uniqueName("missing").c_str(), 0, 0, 0); };
+    const auto unwritable = [&] { SharedMemory(name.c_str(), 0, QX_SHAREDMEM_READ_ONLY, 0064); };
+    EXPECT_EQ(failureOf(missing), result::NotFound);
+    EXPECT_EQ(descriptionOf(missing), "Failed to open shared memory.");
+    EXPECT_EQ(failureOf(unwritable), result::AccessDenied);
+    EXPECT_EQ(descriptionOf(unwritable), "Failed to attach shared memory");
+    EXPECT_EQ(countOwn("fd"), before);
 }
 
 TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
@@ -179,8 +162,8 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     const std::string common = uniqueName("common");
     const SharedMemory own(mine.c_str(), 1, QX_SHAREDMEM_CREATE, 0);
     const SharedMemory readable(common.c_str(), 1, QX_SHAREDMEM_CREATE, 0004);
-    const pid_t pid = fork();
-    if (pid == 0) {
+    ChildProcess other(fork());
+    if (other.pid() == 0) {
         CHECK_IN_CHILD(setgid(65534) == 0 && setuid(65534) == 0);
         CHECK_IN_CHILD(openResult(mine, 0, 0, 0) == result::NotFound);
         CHECK_IN_CHILD(openResult(common, 0, 0004, 0) == result::AccessDenied);
@@ -193,9 +176,7 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
         rmdir("/dev/shm/qx-65534");
         _exit(0);
     }
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(other.join(), 0);
     EXPECT_EQ(filesNamed(common), 1);
 }
 
@@ -208,7 +189,7 @@ bool enterSmallMemory() {
            mount("tmpfs", "/dev/shm", "tmpfs", 0, "size=64k,mode=1777") == 0;
 }
 
-const ChildEntry fullMemory("full-memory", [](const auto&) {
+const ChildEntry fullMemory("FullMemoryIsAnErrorOfTheOpening", [](const auto&) {
     if (!enterSmallMemory())
         return SkippedStatus;
     constexpr uint32_t Create = QX_SHAREDMEM_CREATE;
@@ -226,7 +207,7 @@ const ChildEntry fullMemory("full-memory", [](const auto&) {
     return 0;
 });
 
-const ChildEntry untrustedFolder("untrusted-folder", [](const auto&) {
+const ChildEntry untrustedFolder("AFolderThatOthersMayEnterIsNotTrusted", [](const auto&) {
     if (geteuid() != 0 || !enterSmallMemory())
         return SkippedStatus;
     const char* folder = "/dev/shm/qx-0";
@@ -256,7 +237,7 @@ int lockFile(const std::string& path, int flags, short type) {
 }
 
 // Who may read a block may also lock its file for as long as he likes.
-const ChildEntry hostileReader("hostile-reader", [](const auto&) {
+const ChildEntry hostileReader("AReaderWhoLocksItsFileHoldsNobodyUp", [](const auto&) {
     alarm(60); // instead of hanging
     const std::string name = uniqueName("hostile");
     std::optional<SharedMemory> memory;
@@ -274,7 +255,7 @@ const ChildEntry hostileReader("hostile-reader", [](const auto&) {
 
 // A process that is stopped while it sets an object up is in the way of nobody but those who want
 // that object, and these are told.
-const ChildEntry stoppedPeer("stopped-in-set-up", [](const auto&) {
+const ChildEntry stoppedPeer("APeerStoppedInSetUpHoldsUpItsOwnObjectOnly", [](const auto&) {
     alarm(60);
     const std::string name = uniqueName("stopped");
     CHECK_IN_CHILD(openResult(name + ".first", QX_SHAREDMEM_CREATE, 0, 1) >= 0); // the folder
@@ -289,10 +270,10 @@ const ChildEntry stoppedPeer("stopped-in-set-up", [](const auto&) {
         [&] { CHECK_IN_CHILD(openResult(name, QX_SHAREDMEM_CREATE, 0, 1) == result::Busy); });
     for (int i = 0; i < 20; ++i) {
         const SharedMemory other((name + ".other").c_str(), 1, QX_SHAREDMEM_CREATE, 0);
-        const pid_t pid = fork();
-        if (pid == 0)
+        ChildProcess child(fork());
+        if (child.pid() == 0)
             _exit(0);
-        CHECK_IN_CHILD(waitpid(pid, nullptr, 0) == pid);
+        CHECK_IN_CHILD(child.join() == 0);
     }
     lock.join();
     memory.join();
@@ -313,40 +294,184 @@ int expectLackOf(const std::string& what) {
     return 0;
 }
 
-const ChildEntry noMemoryFolder("no-memory-folder", [](const auto&) {
+const ChildEntry noMemoryFolder("AMachineWithoutMemoryFolderIsToldApart", [](const auto&) {
     if (!enterSmallMemory() || mount("tmpfs", "/dev", "tmpfs", 0, nullptr) != 0)
         return SkippedStatus;
     return expectLackOf("/dev/shm");
 });
 
-const ChildEntry noDescriptionLocks("no-description-locks", [](const auto&) {
+const ChildEntry noDescriptionLocks("AMachineWithoutLocksOfFilesIsToldApart", [](const auto&) {
     if (!refuseCall(SYS_fcntl, EINVAL))
         return SkippedStatus;
     return expectLackOf("F_OFD_SETLK");
 });
 
-void expectChildEndsWell(const char* entry) {
-    const int status = ChildProcess(entry).join();
+class SharedObjects : public testing::TestWithParam<const char*> {};
+
+TEST_P(SharedObjects, InAProcess) {
+    const int status = ChildProcess(GetParam()).join();
     if (status == SkippedStatus)
         GTEST_SKIP() << "a namespace or filter of its own is not permitted";
     EXPECT_EQ(status, 0);
 }
 
+INSTANTIATE_TEST_SUITE_P(Each, SharedObjects,
+                         testing::Values("FullMemoryIsAnErrorOfTheOpening",
+                                         "AFolderThatOthersMayEnterIsNotTrusted",
+                                         "AReaderWhoLocksItsFileHoldsNobodyUp",
+                                         "APeerStoppedInSetUpHoldsUpItsOwnObjectOnly",
+                                         "AMachineWithoutMemoryFolderIsToldApart",
+                                         "AMachineWithoutLocksOfFilesIsToldApart"),
+                         [](const auto& test) { return test.param; });
+
 } // namespace
 
-TEST(SharedMemory, FullMemoryIsAnErrorOfTheOpening) { expectChildEndsWell("full-memory"); }
+namespace {
 
-TEST(SharedObjects, AFolderThatOthersMayEnterIsNotTrusted) {
-    expectChildEndsWell("untrusted-folder");
+/// Another process with the semaphore of that name.
+struct User : Party {
+    explicit User(const std::string& name) : Party(Way::BetweenProcesses, Guards, name) {}
+};
+
+} // namespace
+
+TEST(NamedSemaphore, InitialValueCountsForTheCreatorOnly) {
+    const std::string name = uniqueName("sem");
+    {
+        Semaphore first(name.c_str(), 3);
+        EXPECT_TRUE(first.tryWait());
+        {
+            Semaphore second(name.c_str(), 9);
+            EXPECT_EQ(second.getValue(), 2);
+            second.signal(); // units belong to the process, not to the handle
+        }
+        EXPECT_EQ(first.getValue(), 3);
+    }
+    EXPECT_EQ(filesNamed(name), 0);
+    Semaphore full(name.c_str(), 0x7FFFFFFF);
+    expectEach(result::Overflow, {[&] { full.signal(); }});
+    EXPECT_EQ(full.getValue(), 0x7FFFFFFF);
 }
 
-TEST(SharedObjects, AReaderWhoLocksItsFileHoldsNobodyUp) { expectChildEndsWell("hostile-reader"); }
-
-TEST(SharedObjects, APeerStoppedInSetUpHoldsUpItsOwnObjectOnly) {
-    expectChildEndsWell("stopped-in-set-up");
+TEST(NamedSemaphore, DisappearsWithItsLastUserHoweverThatEnds) {
+    for (const bool isKilled : {false, true}) {
+        for (const bool isSwept : {false, true}) {
+            SCOPED_TRACE(testing::Message() << isKilled << isSwept);
+            const std::string name = uniqueName("sem");
+            User user(name);
+            EXPECT_EQ(user(QXSemaphoreWait), result::Ok);
+            isKilled ? user.kill() : user.quit();
+            EXPECT_EQ(filesNamed(name), isKilled);
+            if (isSwept) {
+                User(uniqueName("other")).quit();
+                EXPECT_EQ(filesNamed(name), 0) << "another process removes what is left";
+            }
+            EXPECT_EQ(Semaphore(name.c_str(), 4).getValue(), 4);
+            EXPECT_EQ(filesNamed(name), 0);
+        }
+    }
 }
 
-TEST(SharedMemory, AMachineThatCannotServeIsToldApart) {
-    expectChildEndsWell("no-memory-folder");
-    expectChildEndsWell("no-description-locks");
+TEST(NamedSemaphore, NamesAreTakenLiterally) {
+    const std::string unique = uniqueName("name");
+    const std::string longName(5000, 'x');
+    const std::string names[] = {
+        unique + "/a/b",
+        unique + "/../..",
+        unique + "A",
+        unique + "%41", // what an escape of the A looks like
+        unique + "a",
+        unique + "\xC3\xA4 \n",
+        unique + longName + "1", // beyond every file name, differing at the end
+        unique + longName + "2",
+    };
+    std::vector<std::unique_ptr<Semaphore>> semaphores;
+    for (const std::string& name : names)
+        semaphores.push_back(std::make_unique<Semaphore>(
+            name.c_str(), static_cast<uint32_t>(semaphores.size() + 1)));
+    for (size_t i = 0; i < std::size(names); ++i) {
+        SCOPED_TRACE(names[i].substr(0, 60));
+        EXPECT_EQ(User(names[i])(QXSemaphorePost), result::Ok);
+        EXPECT_EQ(semaphores[i]->getValue(), static_cast<int32_t>(i + 2))
+            << "two names for one object or two objects of one name";
+    }
+    semaphores.clear();
+    EXPECT_EQ(filesNamed(unique), 0);
+}
+
+namespace {
+
+/// Creates and removes one semaphore as fast as it can, until it is killed.
+const ChildEntry churner("semaphore-churner", [](const auto& arguments) -> int {
+    for (;;)
+        CHECK_IN_CHILD(Semaphore(arguments[0].c_str(), 2).tryWait());
+});
+
+} // namespace
+
+TEST(NamedSemaphore, AKillDuringSetUpOrRemovalLeavesTheNameUsable) {
+    const std::string name = uniqueName("churn");
+    std::mt19937 random(1);
+    for (int round = 0; round < 100; ++round) {
+        ChildProcess churners[] = {ChildProcess("semaphore-churner", {name}),
+                                   ChildProcess("semaphore-churner", {name})};
+        std::this_thread::sleep_for(std::chrono::microseconds(2000 + random() % 3000));
+        for (ChildProcess& each : churners) {
+            each.kill();
+            EXPECT_EQ(each.join(), -SIGKILL);
+        }
+        Semaphore semaphore(name.c_str(), 7);
+        ASSERT_EQ(semaphore.getValue(), 7);
+    }
+    EXPECT_EQ(filesNamed(name), 0);
+}
+
+TEST(SemaphoreR, TakesOneUnitHoweverDeepItsOwnerIsAndWhoeverElseSignals) {
+    const std::string name = uniqueName("sem");
+    SemaphoreR semaphore(name.c_str(), 1, nullptr);
+    Semaphore underlying(name.c_str(), 9);
+    semaphore.wait();
+    EXPECT_TRUE(semaphore.tryWait());
+    semaphore.wait();
+    EXPECT_EQ(semaphore.getValue(), 0);
+    semaphore.signal();
+    std::thread([&] {
+        semaphore.signal();
+        semaphore.signal();
+        EXPECT_FALSE(semaphore.tryWait());
+    }).join();
+    semaphore.signal();
+    EXPECT_FALSE(underlying.tryWait());
+    for (int i = 0; i < 2; ++i) {
+        semaphore.signal(); // the second is nobody's: ignored
+        EXPECT_EQ(underlying.getValue(), 1);
+    }
+    std::thread([&] { EXPECT_TRUE(std::unique_lock(semaphore, std::try_to_lock)); }).join();
+    EXPECT_EQ(semaphore.getValue(), 1);
+    expectEach(result::InvalidArgument, {[] { SemaphoreR("", 1, nullptr); }});
+}
+
+// It hangs when a thread that waits holds the guard.
+TEST(SemaphoreR, ExcludesThreadsThroughOneObjectAndThroughSeveral) {
+    const std::string name = uniqueName("sem");
+    const Reference<sync::Mutex> guard(new sync::Mutex);
+    SemaphoreR common(name.c_str(), 1, guard);
+    EXPECT_EQ(guard->GetRefCount(), 2u);
+    int counter = 0; // guarded by the semaphore
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&, i] {
+                SemaphoreR own(name.c_str(), 1, nullptr);
+                for (int round = 0; round < 300; ++round) {
+                    std::unique_lock outer(i % 2 == 0 ? common : own), inner(*outer.mutex());
+                    const int seen = counter;
+                    std::this_thread::yield();
+                    counter = seen + 1;
+                }
+            });
+        }
+    }
+    EXPECT_EQ(counter, 4 * 300);
+    EXPECT_EQ(common.getValue(), 1);
 }
