@@ -1,40 +1,39 @@
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
-#include <string>
+#include <pty.h>
+#include <set>
+#include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <termios.h>
 #include <thread>
 #include <unistd.h>
-#include <utility>
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/files.h>
-#include <qx/platform/result.h>
+#include <qx/platform/replace.h>
 
+#include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/TemporaryFolder.h"
+
+using namespace qx;
+using namespace qxtest;
+namespace fs = std::filesystem;
 
 namespace {
 
-using namespace qx;
-using qxtest::readFile;
-using qxtest::writeFile;
-
 using File = PlatformHandle<&QXFileClose>;
 
-constexpr uint32_t Read = QX_FILE_READ;
-constexpr uint32_t Write = QX_FILE_WRITE;
-constexpr uint32_t AtEnd = QX_FILE_AT_END;
-constexpr uint32_t Create = QX_FILE_CREATE;
-constexpr uint32_t Truncate = QX_FILE_TRUNCATE;
-constexpr uint32_t Append = QX_FILE_APPEND;
-constexpr uint32_t OwnerOnly = 0700;
+constexpr uint32_t Read = QX_FILE_READ, Write = QX_FILE_WRITE, Create = QX_FILE_CREATE;
 constexpr QXHandle None = ~QXHandle{0};
-
-int32_t open(File& file, const std::string& path, uint32_t flags) {
-    return QXFileOpen(path.c_str(), flags, OwnerOnly, file.put());
-}
+constexpr auto NameTooLong = static_cast<int32_t>(0x800700CE);
+constexpr int32_t Capacity = 4096;
 
 int32_t write(QXHandle handle, const std::string& bytes) {
     int32_t written = -1;
@@ -44,74 +43,69 @@ int32_t write(QXHandle handle, const std::string& bytes) {
     return result;
 }
 
-std::string read(QXHandle handle, int32_t length) {
-    std::string bytes(static_cast<size_t>(length), 0);
-    int32_t count = -1;
-    EXPECT_EQ(QXFileRead(handle, bytes.data(), length, &count), result::Ok);
-    bytes.resize(static_cast<size_t>(count));
-    return bytes;
-}
-
+/// A folder that is the current one, with `real/inner/`, a file `real/f` and links in it.
 class FilesTest : public testing::Test {
 protected:
-    std::string path(const std::string& name) const { return m_folder.path(name); }
+    FilesTest() {
+        fs::current_path(m_root);
+        fs::create_directories("real/inner");
+        writeFile("real/f", "");
+        fs::create_symlink("real", "link");
+        fs::create_symlink("link/inner/../f", "chain"); // through a link, back up from its target
+        fs::create_symlink("nowhere/x", "dangling");
+        fs::create_symlink("loop2", "loop1");
+        fs::create_symlink("loop1", "loop2");
+    }
+    ~FilesTest() override { fs::current_path(m_previous); }
 
-private:
-    qxtest::TemporaryFolder m_folder;
+    int32_t open(const std::string& path, uint32_t flags, uint32_t mode = 0700) {
+        m_file.reset();
+        return QXFileOpen(path.c_str(), flags, mode, m_file.put());
+    }
+    std::string expand(const std::string& path, int32_t expected = result::Ok) {
+        EXPECT_EQ(QXPathExpand(path.c_str(), m_buffer, Capacity), expected) << path;
+        return m_buffer;
+    }
+
+    TemporaryFolder m_folder;
+    const fs::path m_previous = fs::current_path();
+    const std::string m_root = m_folder.path();
+    File m_file;
+    char m_buffer[Capacity] = "";
 };
 
-TEST_F(FilesTest, OpenFollowsItsFlagsOnOldAndNewFiles) {
-    const struct {
-        uint32_t flags;
-        int32_t onMissing;
-        const char* oldAfterWrite; // "12345" with "ab" written over it
-    } cases[] = {
-        {Read, result::NotFound, "12345"},
-        {Read | AtEnd, result::NotFound, "12345"},
-        {Read | Create, result::Ok, "12345"},
-        {Write, result::NotFound, "ab345"},
-        {Write | AtEnd, result::NotFound, "12345ab"},
-        {Write | Create, result::Ok, "ab345"},
-        {Write | Truncate, result::NotFound, "ab"},
-        {Read | Write | Create | Truncate | AtEnd, result::Ok, "ab"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.flags);
-        std::filesystem::remove(path("new"));
-        writeFile(path("old"), "12345");
-        File file;
-        EXPECT_EQ(open(file, path("new"), c.flags), c.onMissing);
-        EXPECT_EQ(std::filesystem::exists(path("new")), c.onMissing == result::Ok);
-        ASSERT_EQ(open(file, path("old"), c.flags), result::Ok);
-        EXPECT_EQ(write(file.get(), "ab"), c.flags & Write ? result::Ok : result::InvalidHandle);
-        EXPECT_EQ(readFile(path("old")), c.oldAfterWrite);
+// The classes over them read, write and place in every mode.
+TEST_F(FilesTest, CallsRefuseWhatMakesNoSense) {
+    for (const uint32_t flags : {0u, Create, uint32_t{QX_FILE_AT_END}, Read | QX_FILE_TRUNCATE,
+                                 Read | QX_FILE_APPEND, Read | 1u, Write | 0x800u})
+        EXPECT_EQ(open("file", flags), result::InvalidArgument) << flags;
+    EXPECT_EQ(open("file", Write | Create, 01000), result::InvalidArgument);
+    EXPECT_EQ(m_file.get(), None);
+    expectEach(result::NotFound, {open("file", Write), open("", Read)});
+    expectEach(result::AccessDenied, {open("real", Read), open("real", Write)});
+    EXPECT_EQ(open(std::string(5000, 'x'), Read), NameTooLong);
+    char byte = 0;
+    int32_t count = 7;
+    int64_t size = 7;
+    for (const QXHandle handle :
+         {None, QXHandle{0x7FFFFFFF}, QXHandle{1} << 33, QXHandle{3} << 32, QXHandle{1} << 31}) {
+        expectEach(result::InvalidHandle,
+                   {QXFileRead(handle, &byte, 1, &count), QXFileWrite(handle, &byte, 1, &count),
+                    QXFileSeek(handle, 0, QX_FILE_FROM_START, &size), QXFileGetSize(handle, &size),
+                    QXFileAvailable(handle, &count), QXFileFlush(handle), QXFileClose(handle)});
+        EXPECT_EQ(count, 0);
+        EXPECT_EQ(QXFileIsTerminal(handle), 0);
     }
-}
-
-TEST_F(FilesTest, OpenRefusesWhatMakesNoSense) {
-    const std::string name = path("file"), longName(5000, 'x');
-    QXHandle handle = 7;
-    for (const uint32_t flags :
-         {0u, Create, AtEnd, Read | Truncate, Read | Append, Read | 1u, Write | 0x800u}) {
-        EXPECT_EQ(QXFileOpen(name.c_str(), flags, OwnerOnly, &handle), result::InvalidArgument);
-        EXPECT_EQ(std::exchange(handle, 7u), None);
-    }
-    EXPECT_EQ(QXFileOpen(name.c_str(), Write | Create, 01000, &handle), result::InvalidArgument);
-    EXPECT_FALSE(std::filesystem::exists(name));
-    EXPECT_EQ(QXFileOpen(nullptr, Read, OwnerOnly, &handle), result::NullPointer);
-    EXPECT_EQ(QXFileOpen(name.c_str(), Read, OwnerOnly, nullptr), result::NullPointer);
-    File file;
-    EXPECT_EQ(open(file, "", Read), result::NotFound);
-    EXPECT_EQ(open(file, path(""), Read), result::AccessDenied);
-    EXPECT_EQ(open(file, path(""), Write), result::AccessDenied);
-    EXPECT_EQ(open(file, longName, Read), static_cast<int32_t>(0x800700CE));
+    expectEach(result::InvalidArgument,
+               {QXFileRead(0, &byte, -1, &count), QXFileWrite(1, &byte, -1, &count)});
+    expectEach(result::NullPointer, {QXFileOpen(nullptr, Read, 0700, m_file.put()),
+                                     QXFileOpen("real/f", Read, 0700, nullptr)});
 }
 
 TEST_F(FilesTest, PositionSizeAndAvailableAgree) {
     constexpr int64_t Size = int64_t{5} << 30; // more than a count can say
-    File file;
-    ASSERT_EQ(open(file, path("f"), Read | Write | Create), result::Ok);
-    std::filesystem::resize_file(path("f"), Size);
+    ASSERT_EQ(open("f", Read | Write | Create), result::Ok);
+    fs::resize_file("f", Size);
     const struct {
         int64_t offset;
         int32_t origin;
@@ -121,61 +115,24 @@ TEST_F(FilesTest, PositionSizeAndAvailableAgree) {
         {3, QX_FILE_FROM_START, 3, INT32_MAX},
         {2, QX_FILE_FROM_CURRENT, 5, INT32_MAX},
         {-7, QX_FILE_FROM_END, Size - 7, 7},
-        {2, QX_FILE_FROM_CURRENT, Size - 5, 5},
-        {-Size, QX_FILE_FROM_CURRENT, -1, 5},
-        {0, 3, -1, 5},
-        {0, -1, -1, 5},
-        {0, QX_FILE_FROM_END, Size, 0},
+        {-Size, QX_FILE_FROM_CURRENT, -1, 7},
+        {0, 3, -1, 7},
+        {0, -1, -1, 7},
         {5, QX_FILE_FROM_END, Size + 5, 0}, // beyond the end
     };
+    int64_t position, size = 0;
+    int32_t available;
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
-        int64_t position = -1;
-        EXPECT_EQ(QXFileSeek(file.get(), c.offset, c.origin, &position),
+        EXPECT_EQ(QXFileSeek(m_file.get(), c.offset, c.origin, &(position = -1)),
                   c.position < 0 ? result::InvalidArgument : result::Ok);
         EXPECT_EQ(position, c.position);
-        int32_t available = -1;
-        EXPECT_EQ(QXFileAvailable(file.get(), &available), result::Ok);
+        EXPECT_EQ(QXFileAvailable(m_file.get(), &(available = -1)), result::Ok);
         EXPECT_EQ(available, c.available);
     }
-    EXPECT_EQ(QXFileSeek(file.get(), 0, QX_FILE_FROM_START, nullptr), result::Ok);
-    int64_t size = 0;
-    EXPECT_EQ(QXFileGetSize(file.get(), &size), result::Ok);
+    EXPECT_EQ(QXFileGetSize(m_file.get(), &size), result::Ok);
     EXPECT_EQ(size, Size);
 }
-
-TEST(Files, EveryCallRefusesAHandleThatIsNone) {
-    char byte = 0;
-    int32_t count = 7;
-    int64_t size = 7;
-    for (const QXHandle handle :
-         {None, QXHandle{0x7FFFFFFF}, QXHandle{1} << 33, QXHandle{3} << 32, QXHandle{1} << 31}) {
-        EXPECT_EQ(QXFileRead(handle, &byte, 1, &count), result::InvalidHandle);
-        EXPECT_EQ(count, 0);
-        EXPECT_EQ(QXFileWrite(handle, &byte, 1, &count), result::InvalidHandle);
-        EXPECT_EQ(QXFileSeek(handle, 0, QX_FILE_FROM_START, &size), result::InvalidHandle);
-        EXPECT_EQ(QXFileGetSize(handle, &size), result::InvalidHandle);
-        EXPECT_EQ(QXFileAvailable(handle, &count), result::InvalidHandle);
-        EXPECT_EQ(QXFileFlush(handle), result::InvalidHandle);
-        EXPECT_EQ(QXFileClose(handle), result::InvalidHandle);
-        EXPECT_EQ(QXFileIsTerminal(handle), 0);
-    }
-    EXPECT_EQ(QXFileRead(0, &byte, -1, &count), result::InvalidArgument);
-    EXPECT_EQ(QXFileWrite(1, &byte, -1, &count), result::InvalidArgument);
-}
-
-struct Pipe {
-    File reader, writer;
-
-    explicit Pipe(bool isSocket = false) {
-        int ends[2] = {-1, -1};
-        EXPECT_EQ(isSocket ? ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends)
-                           : ::pipe2(ends, O_CLOEXEC),
-                  0);
-        reader = File(static_cast<QXHandle>(ends[0]));
-        writer = File(static_cast<QXHandle>(ends[1]));
-    }
-};
 
 bool brokenPipeSignalPending() {
     sigset_t pending;
@@ -183,28 +140,40 @@ bool brokenPipeSignalPending() {
     return ::sigismember(&pending, SIGPIPE) == 1;
 }
 
-TEST(Pipes, AClosedReaderIsAResultAndLeavesTheSignalsOfTheProgramAsTheyWere) {
+TEST(Pipes, AreWaitedForAndClosedOnesLeaveTheSignalsOfTheProgramAsTheyWere) {
     sigset_t brokenPipe, previous;
     ::sigemptyset(&brokenPipe);
     ::sigaddset(&brokenPipe, SIGPIPE);
     for (const bool isSocket : {false, true}) {
-        Pipe pipe(isSocket);
-        const QXHandle writer = pipe.writer.get();
-        EXPECT_EQ(QXFileFlush(writer), result::Ok) << "though nothing can be made durable";
-        int32_t available = -1;
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(isSocket ? ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends)
+                           : ::pipe2(ends, O_NONBLOCK),
+                  0);
+        File reader(static_cast<QXHandle>(ends[0])), writer(static_cast<QXHandle>(ends[1]));
+        EXPECT_EQ(QXFileFlush(writer.get()), result::Ok) << "though nothing can be made durable";
+        int32_t count = -1;
         for (const std::string text : {"", "abc"}) {
-            ASSERT_EQ(write(writer, text), result::Ok);
-            EXPECT_EQ(QXFileAvailable(pipe.reader.get(), &available), result::Ok);
-            EXPECT_EQ(available, std::ssize(text));
+            ASSERT_EQ(write(writer.get(), text), result::Ok);
+            EXPECT_EQ(QXFileAvailable(reader.get(), &count), result::Ok);
+            EXPECT_EQ(count, std::ssize(text));
         }
-        EXPECT_EQ(read(pipe.reader.get(), 10), "abc"); // a short read is no end
-        pipe.reader.reset();
-        EXPECT_EQ(write(writer, "x"), result::BrokenPipe); // the default action kills
+        const std::string sent(1 << 20, 'x'); // many times the capacity of a pipe
+        std::jthread sender([&] {
+            int32_t written = 0;
+            for (int32_t left = 1 << 20; left > 0; left -= written)
+                ASSERT_EQ(QXFileWrite(writer.get(), sent.data(), left, &written), result::Ok);
+        });
+        char buffer[1000];
+        for (size_t left = sent.size() + 3; left > 0; left -= static_cast<size_t>(count))
+            ASSERT_EQ(QXFileRead(reader.get(), buffer, 1000, &count), result::Ok);
+        sender.join();
+        reader.reset();
+        EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe); // the default action kills
         ::pthread_sigmask(SIG_BLOCK, &brokenPipe, &previous);
-        EXPECT_EQ(write(writer, "x"), result::BrokenPipe);
+        EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe);
         EXPECT_FALSE(brokenPipeSignalPending()) << "ours must be taken back";
         ::pthread_kill(::pthread_self(), SIGPIPE);
-        EXPECT_EQ(write(writer, "x"), result::BrokenPipe);
+        EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe);
         EXPECT_TRUE(brokenPipeSignalPending()) << "the program's own must stay";
         const timespec now{};
         ::sigtimedwait(&brokenPipe, nullptr, &now);
@@ -212,79 +181,315 @@ TEST(Pipes, AClosedReaderIsAResultAndLeavesTheSignalsOfTheProgramAsTheyWere) {
     }
 }
 
-TEST(Pipes, NonBlockingDescriptorsAreWaitedFor) {
-    const Pipe pipe;
-    ::fcntl(static_cast<int>(pipe.reader.get()), F_SETFL, O_NONBLOCK);
-    ::fcntl(static_cast<int>(pipe.writer.get()), F_SETFL, O_NONBLOCK);
-    const std::string sent(1 << 20, 'x'); // many times the capacity of a pipe
-    std::jthread sender([&] {
-        int32_t count = 0;
-        for (int32_t left = 1 << 20; left > 0; left -= count) {
-            ASSERT_EQ(QXFileWrite(pipe.writer.get(), sent.data(), left, &count), result::Ok);
-            ASSERT_GT(count, 0);
-        }
-    });
-    size_t received = 0;
-    while (received < sent.size())
-        received += read(pipe.reader.get(), 1000).size();
-    EXPECT_EQ(received, sent.size());
-}
-
-TEST_F(FilesTest, AFileNeverBecomesAStandardStream) {
-    const int saved = ::fcntl(0, F_DUPFD_CLOEXEC, 3);
-    ::close(0);
-    File file;
-    EXPECT_EQ(open(file, path("f"), Write | Create), result::Ok);
-    EXPECT_GT(file.get(), 2u);
-    EXPECT_EQ(::fcntl(static_cast<int>(file.get()), F_GETFD), FD_CLOEXEC);
-    EXPECT_EQ(::fcntl(0, F_GETFD), -1) << "what was in between is closed";
-    ::dup2(saved, 0);
-    ::close(saved);
-}
-
-TEST_F(FilesTest, RemovesAndRenamesFilesOnly) {
-    writeFile(path("a"), "new");
-    writeFile(path("b"), "old");
-    std::filesystem::create_directory(path("folder"));
-    EXPECT_EQ(QXFileRename(path("a").c_str(), path("b").c_str()), result::Ok);
-    EXPECT_EQ(readFile(path("b")), "new");
-    EXPECT_EQ(QXFileRename(path("a").c_str(), path("b").c_str()), result::NotFound);
-    EXPECT_EQ(QXFileRemove(path("folder").c_str()), result::AccessDenied);
-    EXPECT_EQ(QXFileRemove(path("b").c_str()), result::Ok);
-    EXPECT_EQ(QXFileRemove(path("b").c_str()), result::NotFound);
-}
-
-TEST_F(FilesTest, CreatesPrivateFilesBesideAnother) {
-    File first, second;
-    char firstName[4096], secondName[4096];
-    const std::string beside = path("setup.ini");
-    const auto create = [](const std::string& path, auto& name, File& file) {
-        return QXFileCreateBeside(path.c_str(), 0600, name, sizeof name, file.put());
+TEST_F(FilesTest, CreatesRenamesAndRemovesFilesOnly) {
+    writeFile("b", "old");
+    const auto createBeside = [this](const std::string& path, int32_t capacity = Capacity) {
+        return QXFileCreateBeside(path.c_str(), 0600, m_buffer, capacity, m_file.put());
     };
-    ASSERT_EQ(create(beside, firstName, first), result::Ok);
-    ASSERT_EQ(create(beside, secondName, second), result::Ok);
-    EXPECT_STRNE(firstName, secondName);
-    EXPECT_TRUE(std::string(firstName).starts_with(path(".setup.ini.")));
-    EXPECT_EQ(std::filesystem::status(firstName).permissions(), std::filesystem::perms(0600));
-    EXPECT_EQ(::fcntl(static_cast<int>(first.get()), F_GETFD), FD_CLOEXEC);
-    EXPECT_EQ(write(first.get(), "x"), result::Ok);
-
+    ASSERT_EQ(createBeside(m_root + "/b"), result::Ok);
+    const std::string made = m_buffer;
+    EXPECT_TRUE(made.starts_with(m_root + "/.b."));
+    EXPECT_EQ(fs::status(made).permissions(), fs::perms(0600)); // private
+    EXPECT_EQ(::fcntl(static_cast<int>(m_file.get()), F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(write(m_file.get(), "new"), result::Ok);
+    ASSERT_EQ(createBeside("b"), result::Ok);
+    EXPECT_NE(made, m_buffer);
+    EXPECT_EQ(QXFileRename(made.c_str(), "b"), result::Ok);
+    EXPECT_EQ(readFile("b"), "new");
     // A name of the greatest length leaves no room for the additions; no character is cut in two.
     std::string longName;
     while (longName.size() < 254)
         longName += "ü";
-    ASSERT_EQ(create(path(longName), firstName, first), result::Ok);
-    const auto created = std::filesystem::path(firstName).filename().string();
+    ASSERT_EQ(createBeside(longName), result::Ok);
+    const auto created = fs::path(m_buffer).filename().string();
     EXPECT_LE(created.size(), 255u);
     EXPECT_EQ((created.find('.', 1) - 1) % 2, 0u);
 
-    char tooShort[8] = "#######";
-    EXPECT_EQ(create(beside, tooShort, second), result::BufferTooSmall);
-    EXPECT_EQ(tooShort[0], 0);
-    EXPECT_EQ(create(path("no/f"), firstName, second), result::NotFound);
-    EXPECT_EQ(firstName[0], 0);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path("")), {}), 3)
-        << "a refused call leaves nothing behind";
+    const auto before = std::distance(fs::directory_iterator("."), {});
+    EXPECT_EQ(createBeside("b", 8), result::BufferTooSmall);
+    EXPECT_EQ(createBeside("no/f"), result::NotFound);
+    EXPECT_EQ(m_buffer[0], 0);
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), before) << "nothing is left behind";
+    EXPECT_EQ(QXFileRemove("real"), result::AccessDenied);
+    EXPECT_EQ(QXFileRemove("b"), result::Ok);
+    expectEach(result::NotFound, {QXFileRemove("b"), QXFileRename("b", "c")});
+}
+
+TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
+    fs::create_symlink(m_root + "/real", "absolute");
+    const struct {
+        std::string path, expanded;
+    } cases[] = {
+        {"//", "/"},
+        {"/../../etc/.", "/etc"},
+        {".", m_root},
+        {"..", fs::path(m_root).parent_path()},
+        {"real//inner/", m_root + "/real/inner"},
+        {"real\\.\\inner", m_root + "/real/inner"},
+        {"real/../x/./y/..", m_root + "/x"},
+        {"link/no/such", m_root + "/real/no/such"},
+        {"link/..", m_root}, // removed as text, before the link is looked at
+        {"chain", m_root + "/real/f"},
+        {"absolute/inner", m_root + "/real/inner"},
+        {"dangling", m_root + "/nowhere/x"},
+        {"real/f/below", m_root + "/real/f/below"}, // below a file: nothing there
+        {"...", m_root + "/..."},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(expand(c.path), c.expanded) << c.path;
+    expand("", result::NotFound);
+    expand("loop1", static_cast<int32_t>(0x80070003));
+    expand(std::string(5000, 'x'), NameTooLong);
+    expand(std::string(4090, 'x'), NameTooLong); // with the current folder
+    EXPECT_EQ(QXPathExpand(nullptr, m_buffer, 3), result::NullPointer);
+    expectEach(result::BufferTooSmall,
+               {QXPathExpand("/a", m_buffer, 0), QXPathExpand("/ab", m_buffer, 3),
+                QXGetCurrentDirectory(m_buffer, static_cast<int32_t>(m_root.size()))});
+    EXPECT_STREQ(m_buffer, "");
+    EXPECT_EQ(QXPathExpand("/a", m_buffer, 3), result::Ok);
+    EXPECT_EQ(QXGetCurrentDirectory(m_buffer, Capacity), result::Ok);
+    EXPECT_EQ(m_buffer, m_root);
+    fs::current_path("real/inner");
+    fs::remove(m_root + "/real/inner");
+    EXPECT_EQ(QXGetCurrentDirectory(m_buffer, 3), result::NotFound);
+    expand("x", result::NotFound);
+}
+
+TEST_F(FilesTest, AMappedDriveStandsForItsFolder) {
+    expand("q:\\f", result::NotFound);
+    ASSERT_EQ(QXDriveMap('q', (m_root + "/real/").c_str()), result::Ok);
+    for (const char* const path : {"Q:\\f", "q:/inner/../f", "q:f"})
+        EXPECT_EQ(expand(path), m_root + "/real/f");
+    EXPECT_EQ(expand("q:"), m_root + "/real");
+    expand("r:\\f", result::NotFound);
+    EXPECT_EQ(open("q:\\f", Read), result::Ok);
+    ASSERT_EQ(QXDriveMap('Q', "/"), result::Ok); // replaces
+    EXPECT_EQ(expand("q:\\etc"), "/etc");
+    EXPECT_EQ(expand("q:"), "/");
+    ASSERT_EQ(QXDriveMap('q', nullptr), result::Ok);
+    expand("q:\\f", result::NotFound);
+    expectEach(result::InvalidArgument, {QXDriveMap('1', "/"), QXDriveMap('q', "")});
+    EXPECT_EQ(QXDriveMap('q', std::string(5000, 'x').c_str()), NameTooLong);
+}
+
+TEST_F(FilesTest, TheTemporaryFolderIsThatOfTheUser) {
+    const std::string previous = fs::temp_directory_path();
+    const std::pair<std::string, std::string> cases[] = {{m_root + "/real//", m_root + "/real"},
+                                                         {"/", "/"},
+                                                         {"", "/tmp"},
+                                                         {"real", "/tmp"}, // relative
+                                                         {m_root + "/real/f", "/tmp"}};
+    for (const auto& [variable, expected] : cases) {
+        ::setenv("TMPDIR", variable.c_str(), 1);
+        EXPECT_EQ(QXGetTempDirectory(m_buffer, Capacity), result::Ok);
+        EXPECT_EQ(m_buffer, expected);
+    }
+    ::setenv("TMPDIR", previous.c_str(), 1);
+}
+
+/// Makes a terminal the standard streams of this process, reads six keys and prints each as
+/// "<number>". Argument: the terminal.
+const ChildEntry printKeys("printKeys", [](const auto& arguments) {
+    const int terminal = ::open(arguments.at(0).c_str(), O_RDWR | O_NOCTTY);
+    for (const int stream : {0, 1})
+        ::dup2(terminal, stream);
+    QXConsoleHoldKeys(1);
+    ::dprintf(1, "ready");
+    for (int i = 0; i < 6; ++i) {
+        int32_t key = 0;
+        if (QXConsoleReadKey(&key) < 0)
+            return 1;
+        ::dprintf(1, "<%d>", key);
+    }
+    return QXConsoleHoldKeys(0) == result::Ok && QXConsoleHoldKeys(0) == result::Fail ? 0 : 2;
+});
+
+TEST(Console, ReadsKeysWithoutEchoAndGivesTheTerminalBackAlsoWhenASignalEndsTheProcess) {
+    for (const int signal : {0, SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        int user = -1, terminal = -1; // kept open, so that the modes outlive the child
+        char name[64];
+        ASSERT_EQ(::openpty(&user, &terminal, name, nullptr, nullptr), 0);
+        for (const int each : {user, terminal})
+            ::fcntl(each, F_SETFD, FD_CLOEXEC);
+        const auto modes = [terminal] {
+            termios mode{};
+            ::tcgetattr(terminal, &mode);
+            return mode.c_lflag;
+        };
+        const auto shownUntil = [user](const std::string& last) {
+            std::string shown;
+            pollfd ready{user, POLLIN, 0};
+            char unit;
+            while (!shown.ends_with(last) && ::poll(&ready, 1, 10'000) == 1 &&
+                   ::read(user, &unit, 1) == 1)
+                shown += unit;
+            return shown;
+        };
+        const tcflag_t before = modes();
+        EXPECT_NE(before & ECHO, 0u);
+        ChildProcess child("printKeys", {name});
+        ASSERT_EQ(shownUntil("ready"), "ready");
+        EXPECT_NE(modes(), before);
+        if (signal == 0) {
+            // Control-C, control-Z, control-D and backspace are keys like any other; no line end
+            // is needed.
+            EXPECT_EQ(::write(user, "a\x03\x1A\x04\x7F\xFF", 6), 6);
+            EXPECT_EQ(shownUntil("<255>"), "<97><3><26><4><127><255>");
+        } else {
+            ::kill(child.pid(), signal);
+        }
+        EXPECT_EQ(child.join(), -signal);
+        EXPECT_EQ(modes(), before);
+        ::close(terminal);
+        ::close(user);
+    }
+}
+
+const std::string Old = "old bytes", New = "the new bytes";
+
+class Replace : public testing::Test {
+protected:
+    int32_t replace(QXFileState* state = nullptr) { return replaceAt(file, state); }
+    int32_t replaceAt(const std::string& path, QXFileState* state = nullptr) {
+        return QXFileReplace(path.c_str(), New.data(), static_cast<int64_t>(New.size()), 0666,
+                             state);
+    }
+
+    std::set<std::string> names() const {
+        std::set<std::string> found;
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            found.insert(entry.path().filename().string());
+        return found;
+    }
+
+    TemporaryFolder folder;
+    const std::string file = folder.path("f.ini");
+};
+
+fs::perms modeOf(const std::string& path) { return fs::status(path).permissions(); }
+
+const std::vector<std::string> Steps = {"open",     "open",  "fchmod", "write",
+                                        "futimens", "fsync", "rename", "fsync"};
+constexpr int Renamed = 6;
+
+TEST_F(Replace, MakesAllBytesDurableBeforeTheNameAndTheNameAfterwards) {
+    writeFile(file, Old);
+    FailingCalls calls;
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(calls.calls(), Steps);
+    calls.limitWrites(4);
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(readFile(file), New);
+}
+
+TEST_F(Replace, OldOrNewIsWholeWhicheverStepFailsOrKillsAndTheNextWriterCleansUp) {
+    for (int step = 0; step < std::ssize(Steps); ++step) {
+        // Only the flush of the folder comes when the new file has its name already.
+        const bool isRenamed = step > Renamed;
+        for (const int error : {ENOSPC, FailingCalls::Kill}) {
+            SCOPED_TRACE(testing::Message() << error << " at " << step);
+            writeFile(file, Old);
+            ::chmod(file.c_str(), 0640);
+            ChildProcess child(::fork());
+            if (child.pid() == 0) {
+                const FailingCalls failing(step, error);
+                QXFileState state;
+                ::_exit(replace(&state) == result::DiskFull && (state.size != 0) == isRenamed ? 0
+                                                                                              : 1);
+            }
+            const bool dies = error == FailingCalls::Kill;
+            EXPECT_EQ(child.join(), dies ? -SIGKILL : 0);
+            EXPECT_EQ(readFile(file), isRenamed ? New : Old);
+            EXPECT_EQ(modeOf(file), fs::perms(0640));
+            EXPECT_EQ(names().size(), dies && step >= 2 && !isRenamed ? 2u : 1u);
+            EXPECT_EQ(replace(), result::Ok);
+            EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
+        }
+    }
+}
+
+TEST_F(Replace, LeavesWhatIsNoLeftoverOfADeadWriterOfThisFile) {
+    const std::string living = ".f.ini.0123456789ABCDEF.tmp";
+    const std::set<std::string> kept = {
+        "f.ini",
+        living,
+        ".f.ini.0123456789ABCDEF",     // no ending
+        ".f.ini.0123456789abcdef.tmp", // not our digits
+        ".f.ini.0123456789ABCDE.tmp",  // too few
+        ".g.ini.0123456789ABCDEF.tmp", // of another file
+        "f.ini.0123456789ABCDEF.tmp",  // not hidden
+    };
+    for (const auto& name : kept)
+        writeFile(folder.path(name), Old);
+    writeFile(folder.path(".f.ini.FEDCBA9876543210.tmp"), Old);
+    const int held = ::open(folder.path(living).c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    EXPECT_EQ(replace(), result::Ok);
+    EXPECT_EQ(names(), kept);
+    ::close(held);
+}
+
+TEST_F(Replace, WritersWithoutALockLeaveEachOtherAlone) {
+    std::vector<std::jthread> writers;
+    for (int i = 0; i < 4; ++i)
+        writers.emplace_back([&] {
+            for (int n = 0; n < 100; ++n)
+                EXPECT_EQ(replace(), result::Ok);
+        });
+    writers.clear();
+    EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
+}
+
+// INI files follow links and keep modes as well.
+TEST_F(Replace, CreatesWhatALinkLeadsToWithinTheUmask) {
+    const mode_t umask = ::umask(027);
+    fs::create_directory(folder.path("sub"));
+    fs::create_symlink("sub/hop", file);
+    fs::create_symlink(folder.path("sub/real"), folder.path("sub/hop"));
+    EXPECT_EQ(replace(), result::Ok);
+    ::umask(umask);
+    EXPECT_EQ(modeOf(file), fs::perms(0640));
+    EXPECT_EQ(fs::read_symlink(file), "sub/hop");
+    EXPECT_TRUE(fs::is_symlink(folder.path("sub/hop")));
+    EXPECT_EQ(readFile(folder.path("sub/real")), New);
+}
+
+TEST_F(Replace, RefusesWhatItCannotReplace) {
+    fs::create_symlink("loop", folder.path("loop"));
+    EXPECT_EQ(replaceAt(folder.path("loop")), static_cast<int32_t>(0x80070003));
+    expectEach(result::AccessDenied, {replaceAt(folder.path()), replaceAt("/dev/null")});
+    expectEach(result::NotFound,
+               {replaceAt(folder.path("no/f")), replaceAt(""), replaceAt(file + "/")});
+    const auto give = [this](const char* bytes, int64_t length, uint32_t mode) {
+        return QXFileReplace(file.c_str(), bytes, length, mode, nullptr);
+    };
+    expectEach(result::NullPointer,
+               {QXFileReplace(nullptr, "", 0, 0666, nullptr), give(nullptr, 1, 0666)});
+    expectEach(result::InvalidArgument, {give("", -1, 0666), give("", 0, 01666)});
+    EXPECT_EQ(names(), std::set<std::string>{"loop"});
+    if (::geteuid() != 0) {
+        writeFile(file, Old);
+        ::chmod(file.c_str(), 0400);
+        EXPECT_EQ(replace(), result::AccessDenied);
+    }
+}
+
+// By time alone: a removed file's inode comes back. INI files show when a state is trusted.
+TEST_F(Replace, EveryReplacementGivesAnotherState) {
+    QXFileState previous = {}, state, seen;
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(replace(&state), result::Ok);
+        ASSERT_EQ(QXFileGetState(file.c_str(), &seen), result::Ok);
+        ASSERT_EQ(std::memcmp(&state, &seen, sizeof state), 0);
+        ASSERT_GT(state.modified, previous.modified);
+        previous = state;
+    }
+    fs::last_write_time(file, fs::file_time_type::clock::now() + std::chrono::hours(1000));
+    ASSERT_EQ(QXFileGetState(file.c_str(), &previous), result::Ok);
+    ASSERT_EQ(replace(&state), result::Ok);
+    EXPECT_EQ(state.modified, previous.modified + 1) << "after a file from the future";
+    EXPECT_EQ(QXFileGetState(folder.path("none").c_str(), &seen), result::NotFound);
+    EXPECT_EQ(seen.size + seen.modified, 0);
 }
 
 } // namespace

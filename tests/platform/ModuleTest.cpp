@@ -1,17 +1,22 @@
-#include <gtest/gtest.h>
-
-#include <string>
+#include <cerrno>
+#include <sys/syscall.h>
 
 #include <qx/platform/guid.h>
 #include <qx/platform/module.h>
-#include <qx/platform/result.h>
+#include <qx/platform/replace.h>
 
 // What the tables in /etc say on the machine of a test cannot be chosen.
 #include "qx/platform/posix/module/PrivateGroup.h"
 
+#include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
+#include "tests/support/RefusedCall.h"
+#include "tests/support/TemporaryRegistry.h"
+
 namespace {
 
 using namespace qx;
+using namespace qxtest;
 
 constexpr QXGUID ClassId = {1, 2, 3, {4}};
 constexpr QXGUID OtherClassId = {1, 2, 3, {5}};
@@ -33,76 +38,90 @@ int32_t createThroughTable(const QXGUID* interfaceId, void** object) {
     return QXModuleComCreateObject(&Module, &classId, nullptr, interfaceId, object);
 }
 
-/// This module lives and offers one class.
-class ModuleTest : public testing::Test {
-protected:
-    ModuleTest() {
-        EXPECT_EQ(QXModuleSetInitialized(&Module, 1), result::Ok);
-        EXPECT_EQ(QXComRegisterClassFactory(u"Test.Object", &ClassId, createObject), result::Ok);
-    }
-    ~ModuleTest() override {
-        QXComRevokeClassFactory(&ClassId);
-        QXModuleSetInitialized(&Module, 0);
-    }
-
-    int32_t create(const QXGUID& classId, void** object, const QXGUID& interfaceId = Interface) {
-        return QXModuleComCreateObject(&Module, &classId, nullptr, &interfaceId, object);
-    }
-};
-
-TEST(Modules, AreCountedOnceEach) {
-    const int first = 0, second = 0;
+TEST(Modules, AreCountedOnceEachAndOfferClassesByIdAndNameInEitherCase) {
     const int32_t before = QXModuleGetLiveCount();
-    EXPECT_EQ(QXModuleSetInitialized(&first, 0), result::NotFound);
-    EXPECT_EQ(QXModuleSetInitialized(&first, 1), result::Ok);
-    EXPECT_EQ(QXModuleSetInitialized(&first, 1), result::FileExists);
-    EXPECT_EQ(QXModuleSetInitialized(&second, 1), result::Ok);
-    EXPECT_EQ(QXModuleGetLiveCount(), before + 2);
-    EXPECT_EQ(QXModuleSetInitialized(&first, 0), result::Ok);
-    EXPECT_EQ(QXModuleSetInitialized(&first, 0), result::NotFound);
-    EXPECT_EQ(QXModuleSetInitialized(&second, 0), result::Ok);
-    EXPECT_EQ(QXModuleGetLiveCount(), before);
-    EXPECT_EQ(QXModuleSetInitialized(nullptr, 1), result::NullPointer);
-}
-
-TEST_F(ModuleTest, OffersEachClassAndNameOnceInEitherCase) {
     QXGUID found{};
+    void* object = &object;
+    const auto create = [&object](const QXGUID& classId, const QXGUID& interfaceId = Interface) {
+        return QXModuleComCreateObject(&Module, &classId, nullptr, &interfaceId, &object);
+    };
+    EXPECT_EQ(create(ClassId), result::InvalidHandle);
+    expectEach(result::NullPointer,
+               {QXModuleSetInitialized(nullptr, 1), QXComClassIDFromProgID(nullptr, &found)});
+    EXPECT_EQ(QXModuleSetInitialized(&Module, 0), result::NotFound);
+    EXPECT_EQ(QXModuleSetInitialized(&Module, 1), result::Ok);
+    EXPECT_EQ(QXComRegisterClassFactory(u"Test.Object", &ClassId, createObject), result::Ok);
+    EXPECT_EQ(QXModuleGetLiveCount(), before + 1);
+    expectEach(result::FileExists,
+               {QXModuleSetInitialized(&Module, 1),
+                QXComRegisterClassFactory(nullptr, &ClassId, createObject),
+                QXComRegisterClassFactory(u"TEST.object", &OtherClassId, createObject)});
     EXPECT_EQ(QXComClassIDFromProgID(u"test.OBJECT", &found), result::Ok);
     EXPECT_EQ(QXComCompareGUID(&found, &ClassId), 0);
     for (const char16_t* const other : {u"Test.Object.1", u"Test.Objec", u""}) {
         EXPECT_EQ(QXComClassIDFromProgID(other, &found), result::NotFound);
         EXPECT_EQ(found.Data1, 0u);
     }
-    EXPECT_EQ(QXComClassIDFromProgID(nullptr, &found), result::NullPointer);
-    EXPECT_EQ(QXComRegisterClassFactory(nullptr, &ClassId, createObject), result::FileExists);
-    EXPECT_EQ(QXComRegisterClassFactory(u"TEST.object", &OtherClassId, createObject),
-              result::FileExists);
-    EXPECT_EQ(QXComRevokeClassFactory(&OtherClassId), result::NotFound);
+    EXPECT_EQ(create(ClassId, OtherClassId), result::NoInterface);
+    EXPECT_EQ(object, nullptr);
+    object = &object;
+    EXPECT_EQ(create(OtherClassId), result::ClassNotAvailable);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(QXModuleComCreateObject(&Module, &ClassId, &s_object, &Interface, &object),
+              result::NoAggregation);
+    expectEach(result::NullPointer,
+               {QXModuleComCreateObject(&Module, nullptr, nullptr, &Interface, &object),
+                QXModuleComCreateObject(&Module, &ClassId, nullptr, &Interface, nullptr)});
     EXPECT_EQ(QXComRegisterClassFactory(nullptr, &OtherClassId, createThroughTable), result::Ok);
-    void* object = nullptr;
-    EXPECT_EQ(create(OtherClassId, &object), result::Ok) << "the table is not locked meanwhile";
+    EXPECT_EQ(create(OtherClassId), result::Ok) << "the table is not locked meanwhile";
     EXPECT_EQ(object, &s_object);
     EXPECT_EQ(QXComRevokeClassFactory(&OtherClassId), result::Ok);
     EXPECT_EQ(QXComRevokeClassFactory(&OtherClassId), result::NotFound);
+    EXPECT_EQ(QXComRevokeClassFactory(&ClassId), result::Ok);
+    EXPECT_EQ(QXModuleSetInitialized(&Module, 0), result::Ok);
+    EXPECT_EQ(QXModuleGetLiveCount(), before);
 }
 
-TEST_F(ModuleTest, CreatesObjectsForLiveModules) {
-    void* object = nullptr;
-    EXPECT_EQ(create(ClassId, &object), result::Ok);
-    EXPECT_EQ(object, &s_object);
-    EXPECT_EQ(create(ClassId, &object, OtherClassId), result::NoInterface);
-    EXPECT_EQ(object, nullptr);
-    object = &object;
-    EXPECT_EQ(create(OtherClassId, &object), result::ClassNotAvailable);
-    EXPECT_EQ(object, nullptr);
-    int outer = 0;
-    EXPECT_EQ(QXModuleComCreateObject(&Module, &ClassId, &outer, &Interface, &object),
-              result::NoAggregation);
-    EXPECT_EQ(QXModuleComCreateObject(&outer, &ClassId, nullptr, &Interface, &object),
-              result::InvalidHandle);
-    EXPECT_EQ(QXModuleComCreateObject(&Module, nullptr, nullptr, &Interface, &object),
-              result::NullPointer);
-    EXPECT_EQ(create(ClassId, nullptr), result::NullPointer);
+// The class over these functions looks at the length of a text itself.
+TEST(Guid, RefusesTextsThatEndEarlyAndShortBuffers) {
+    constexpr QXGUID Value = {0x01234567, 0x89AB, 0xCDEF, {0xFE, 0xDC, 0xBA, 0x98, 0x76}};
+    char16_t text[39];
+    EXPECT_EQ(QXComStringFromGUID(&Value, text, 38), result::BufferTooSmall);
+    EXPECT_EQ(text[0], 0);
+    EXPECT_EQ(QXComStringFromGUID(&Value, text, 39), result::Ok);
+    for (size_t length = 0; length < 38; ++length) {
+        QXGUID guid = Value;
+        ASSERT_EQ(QXComGUIDFromString(std::u16string(text, length).c_str(), &guid),
+                  result::InvalidArgument);
+        ASSERT_EQ(guid.Data1, 0u);
+        ASSERT_EQ(QXComGUIDFromString(nullptr, &guid), result::NullPointer);
+    }
+}
+
+constexpr int CannotRefuse = 77;
+
+/// The number of what fails without the call; 0 when nothing does.
+const ChildEntry withoutRandom("useRandomNumbers", [](const auto& arguments) {
+    if (!refuseCall(SYS_getrandom, std::stoi(arguments[0])))
+        return CannotRefuse;
+    QXGUID guids[2];
+    if (QXComGenerateGUID(&guids[0]) < 0 || QXComGenerateGUID(&guids[1]) < 0 ||
+        QXComCompareGUID(&guids[0], &guids[1]) == 0)
+        return 1;
+    const TemporaryRegistry registry;
+    if (QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", QX_REG_STRING, u"", 2) < 0)
+        return 2;
+    const std::string file = registry.folder() + "/file";
+    return QXFileReplace(file.c_str(), "x", 1, 0600, nullptr) < 0 ? 3 : 0;
+});
+
+TEST(Guid, ComesFromTheDeviceWhereTheCallIsMissing) {
+    for (const int error : {ENOSYS, EPERM}) {
+        const int status = ChildProcess("useRandomNumbers", {std::to_string(error)}).join();
+        if (status == CannotRefuse)
+            GTEST_SKIP() << "system calls cannot be filtered here";
+        EXPECT_EQ(status, 0);
+    }
 }
 
 TEST(PrivateGroup, IsTheFirstGroupOfOneUserThatHasHisName) {

@@ -1,23 +1,35 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <gtest/gtest.h>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <qx/core/String.h>
 #include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
+// The kernels are compared at both vector widths, whichever the library chooses here.
+#include "qx/platform/detail/CaseKernel.h"
+
 #include "tests/support/TestLocale.h"
 
-namespace {
-
 using namespace qx;
+using namespace std::string_literals;
+using qx::platform::CaseTarget;
+using qx::platform::compareIgnoringCase;
+using qx::platform::mapCase;
+using qx::platform::ReadAhead;
 using qxtest::TestLocale;
+
+namespace {
 
 constexpr char NotMade[] = "the system cannot make the locale";
 
@@ -169,12 +181,7 @@ std::u16string nameBy(int32_t (*get)(char16_t*, int32_t)) {
     return name;
 }
 
-struct Narrowed {
-    int32_t result;
-    std::string bytes;
-};
-
-Narrowed narrow(const std::u16string& text, int32_t capacity = 64) {
+std::pair<int32_t, std::string> narrow(const std::u16string& text, int32_t capacity = 64) {
     std::string buffer(static_cast<size_t>(capacity) + 1, '#');
     const int32_t result =
         QXUnicodeToAnsi(text.data(), static_cast<int32_t>(text.size()), buffer.data(), capacity);
@@ -195,21 +202,19 @@ TEST(DefaultLocale, NamesTheLanguageAndCodeSet) {
         EXPECT_EQ(QXGetDefaultLocale(name, 0), result::BufferTooSmall);
     }
     EXPECT_EQ(QXGetDefaultCharEncoding(nullptr, 40), result::NullPointer);
-    // No codec serves the second.
-    for (const std::string codeSet : {"ISO-8859-1", "ISO-8859-15"}) {
-        const TestLocale german("de_DE", codeSet);
-        if (!german.isSet())
-            GTEST_SKIP() << NotMade;
-        const bool isServed = codeSet == "ISO-8859-1";
-        EXPECT_EQ(nameBy(QXGetDefaultCharEncoding), isServed ? u"ISO-8859-1" : u"UTF-8");
-        EXPECT_EQ(nameBy(QXGetDefaultLocale), u"de_DE");
-        EXPECT_EQ(narrow(u"\u0080ä").bytes, isServed ? "\x80\xE4" : "\u0080ä");
-        EXPECT_EQ(qx::String("ä").getLength(), isServed ? 2 : 1);
-        const auto other = narrow(u"n\u0100");
-        EXPECT_EQ(other.result, isServed ? result::UnmappableCharacter : result::Ok);
-        EXPECT_EQ(other.bytes, isServed ? "n" : "n\u0100");
-        EXPECT_EQ(narrow(u"abc", 3).result, result::BufferTooSmall);
-        EXPECT_EQ(narrow(u"abc", 3).bytes, "ab");
+    const TestLocale german("de_DE", "ISO-8859-1");
+    if (!german.isSet())
+        GTEST_SKIP() << NotMade;
+    EXPECT_EQ(nameBy(QXGetDefaultCharEncoding), u"ISO-8859-1");
+    EXPECT_EQ(nameBy(QXGetDefaultLocale), u"de_DE");
+    EXPECT_EQ(narrow(u"\u0080ä").second, "\x80\xE4");
+    EXPECT_EQ(narrow(u"n\u0100"), std::pair(result::UnmappableCharacter, "n"s));
+    EXPECT_EQ(narrow(u"abc", 3), std::pair(result::BufferTooSmall, "ab"s));
+    EXPECT_EQ(qx::String("ä").getLength(), 2);
+    const TestLocale other("de_DE", "ISO-8859-15"); // which no codec serves
+    if (other.isSet()) {
+        EXPECT_EQ(nameBy(QXGetDefaultCharEncoding), u"UTF-8");
+        EXPECT_EQ(narrow(u"n\u0100").second, "n\u0100");
     }
 }
 
@@ -220,12 +225,11 @@ TEST(UnicodeToAnsi, WritesUtf8AndKeepsWholeCharactersWhenTheBufferIsShort) {
     const std::string bytes = "a\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80"
                               "\xF4\x8F\xBF\xBF";
     for (int32_t capacity = 1; capacity <= std::ssize(bytes) + 2; ++capacity) {
-        const auto cut = narrow(text, capacity);
         auto end = std::min(static_cast<size_t>(capacity) - 1, bytes.size());
-        EXPECT_EQ(cut.result, end == bytes.size() ? result::Ok : result::BufferTooSmall);
+        const int32_t code = end == bytes.size() ? result::Ok : result::BufferTooSmall;
         while ((bytes[end] & 0xC0) == 0x80) // amid a character
             --end;
-        EXPECT_EQ(cut.bytes, bytes.substr(0, end)) << capacity;
+        EXPECT_EQ(narrow(text, capacity), std::pair(code, bytes.substr(0, end))) << capacity;
     }
     char buffer[3] = "#";
     EXPECT_EQ(QXUnicodeToAnsi(u"", 0, buffer, 0), result::BufferTooSmall);
@@ -234,12 +238,154 @@ TEST(UnicodeToAnsi, WritesUtf8AndKeepsWholeCharactersWhenTheBufferIsShort) {
     EXPECT_EQ(QXUnicodeToAnsi(u"ab", -1, buffer, 3), result::Ok);
     EXPECT_STREQ(buffer, "ab");
     EXPECT_EQ(QXUnicodeToAnsi(u"a", 1, nullptr, 1), result::NullPointer);
-    for (const std::u16string& lone :
-         {std::u16string{0xD800}, std::u16string{0xDC00}, std::u16string{0xDFFF, 0xD800},
-          std::u16string{0xDBFF, u'a'}}) {
-        const auto refused = narrow(u"ok" + lone);
-        EXPECT_EQ(refused.result, result::UnmappableCharacter);
-        EXPECT_EQ(refused.bytes, "ok");
+    for (const char16_t* const lone : {u"ok\xD800", u"ok\xDC00", u"ok\xDFFF\xD800", u"ok\xDBFFz"})
+        EXPECT_EQ(narrow(lone), std::pair(result::UnmappableCharacter, "ok"s));
+}
+
+TEST(CaseMapping, MapsEveryUnitAsTheUnicodeDataSays) {
+    std::vector<char16_t> upper(0x10000), lower(0x10000);
+    for (size_t unit = 0; unit < 0x10000; ++unit)
+        upper[unit] = lower[unit] = static_cast<char16_t>(unit);
+    const auto root = std::filesystem::path(QX_TEST_DATA_DIR).parent_path().parent_path();
+    std::ifstream data(root / "tools/gen/data/simple-case-mapping.txt");
+    int rows = 0;
+    for (std::string line; std::getline(data, line);) {
+        std::istringstream fields(line);
+        std::string code, digits;
+        std::getline(fields, code, ';');
+        if (line[0] == '#')
+            continue;
+        for (auto* map : {&upper, &lower}) {
+            if (std::getline(fields, digits, ';') && !digits.empty())
+                (*map)[std::stoul(code, nullptr, 16)] =
+                    static_cast<char16_t>(std::stoul(digits, nullptr, 16));
+        }
+        ++rows;
+    }
+    ASSERT_GT(rows, 2000);
+    for (unsigned unit = 0; unit < 0x10000; ++unit) {
+        ASSERT_EQ(QXToUpperW(static_cast<char16_t>(unit)), upper[unit]) << std::hex << unit;
+        ASSERT_EQ(QXToLowerW(static_cast<char16_t>(unit)), lower[unit]) << std::hex << unit;
+    }
+}
+
+/// Text of every kind that the wide path tells apart: ASCII in both cases and around the letters,
+/// other letters alone and in runs.
+std::u16string sample(size_t length, unsigned seed) {
+    constexpr char16_t Ascii[] = u"azAZ@[`{09 \x7F";
+    constexpr char16_t Others[] = u"\x80äÄßÿЖж\uFF21😀中\u0130\uFFFF";
+    std::u16string text;
+    for (size_t i = 0; text.size() < length; ++i) {
+        seed = seed * 1664525 + 1013904223;
+        const unsigned roll = seed >> 16;
+        const size_t run = roll % 16 == 0 ? roll / 16 % 40 : 0;
+        text += Ascii[roll % (std::size(Ascii) - 1)];
+        for (size_t j = 0; j < run; ++j)
+            text += Others[(roll / 7 + j) % (std::size(Others) - 1)];
+    }
+    text.resize(length);
+    return text;
+}
+
+template <class Map>
+std::u16string mapped(std::u16string text, Map map) {
+    for (char16_t& unit : text)
+        unit = map(unit);
+    return text;
+}
+
+TEST(CaseMapping, MapsCountedTextOfEveryLengthAndAlignmentAsUnitByUnit) {
+    for (size_t length = 0; length <= 200; ++length) {
+        for (size_t offset = 0; offset < 16; ++offset) {
+            const auto whole =
+                sample(offset + length + 8, static_cast<unsigned>(length * 16 + offset));
+            const auto text = whole.substr(offset, length);
+            const auto expectMapped = [&](auto map, auto plain) {
+                std::u16string changed = whole;
+                map(changed.data() + offset, length);
+                // What stands around the text is left alone.
+                ASSERT_EQ(changed,
+                          std::u16string(whole).replace(offset, length, mapped(text, plain)))
+                    << "length " << length << " offset " << offset;
+            };
+            const auto length32 = static_cast<int32_t>(length);
+            expectMapped([=](auto* at, size_t) { QXTextToUpperW(at, length32); }, &QXToUpperW);
+            expectMapped([=](auto* at, size_t) { QXTextToLowerW(at, length32); }, &QXToLowerW);
+            expectMapped(
+                [](auto* at, size_t n) { mapCase<CaseTarget::Upper, 16>(at, n, &QXToUpperW); },
+                &QXToUpperW);
+            expectMapped(
+                [](auto* at, size_t n) { mapCase<CaseTarget::Lower, 32>(at, n, &QXToLowerW); },
+                &QXToLowerW);
+        }
+    }
+}
+
+int compareUnitByUnit(const char16_t* left, const char16_t* right, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        const char16_t l = QXToLowerW(left[i]);
+        const char16_t r = QXToLowerW(right[i]);
+        if (l != r)
+            return l < r ? -1 : 1;
+        if (l == 0)
+            return 0;
+    }
+    return 0;
+}
+
+/// The end of memory behind which nothing can be read, for as long as the program runs.
+char16_t* makeGuardedEnd() {
+    const auto page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    void* const memory =
+        ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char* const end = static_cast<char*>(memory) + page;
+    ::mprotect(end, page, PROT_NONE);
+    return reinterpret_cast<char16_t*>(end);
+}
+
+/// Puts the text and its 0 unit in front of an end, @p slack units away from it.
+const char16_t* place(const std::u16string& text, char16_t* end, size_t slack = 0) {
+    const size_t units = text.size() + 1;
+    return std::char_traits<char16_t>::copy(end - slack - units, text.c_str(), units);
+}
+
+TEST(CaselessComparison, AgreesWithThePlainComparisonAndReadsNothingBehindATerminator) {
+    static char16_t* const s_leftEnd = makeGuardedEnd();
+    static char16_t* const s_rightEnd = makeGuardedEnd();
+    for (size_t length = 0; length <= 100; ++length) {
+        const auto text = sample(length, static_cast<unsigned>(length));
+        const auto count = static_cast<int32_t>(length);
+        const auto compare = [&](const std::u16string& left, const std::u16string& right) {
+            const char16_t* const l = place(left, s_leftEnd, length % 40);
+            const char16_t* const r = place(right, s_rightEnd);
+            const int expected = compareUnitByUnit(l, r, length);
+            ASSERT_EQ(QXTextNICmpW(l, r, count), expected) << length;
+            ASSERT_EQ(QXTextNICmpW(r, l, count), -expected) << length;
+            ASSERT_EQ(QXStrNICmpW(l, r, count), expected) << length;
+            const int expectedOfAll = compareUnitByUnit(l, r, length + 1);
+            ASSERT_EQ(QXStrNICmpW(l, r, INT32_MAX), expectedOfAll) << length;
+            ASSERT_EQ(QXStrNICmpW(r, l, INT32_MAX), -expectedOfAll) << length;
+            ASSERT_EQ(QXStrNICmpW(l, u"", -1), 0);
+            ASSERT_EQ((compareIgnoringCase<16, ReadAhead::None>(l, r, length, &QXToLowerW)),
+                      expected);
+            ASSERT_EQ((compareIgnoringCase<32, ReadAhead::None>(l, r, length, &QXToLowerW)),
+                      expected);
+        };
+        // A copy in the other case, then with one unit changed, then with a 0 unit in both.
+        compare(text, mapped(text, &QXToUpperW));
+        compare(text, mapped(text, &QXToUpperW) + u"x");
+        for (size_t at = 0; at < length; ++at) {
+            auto left = text;
+            auto right = mapped(text, &QXToLowerW);
+            right[at] = static_cast<char16_t>(right[at] ^ 0x0401);
+            compare(left, right);
+            left[at] = right[at] = 0; // what follows must not count
+            if (at + 1 < length)
+                right[at + 1] = static_cast<char16_t>(right[at + 1] + 1);
+            compare(left, right);
+            left[at] = 1; // and a 0 unit in one of them is the smaller one
+            compare(left, right);
+        }
     }
 }
 
