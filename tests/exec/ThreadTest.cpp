@@ -1,21 +1,23 @@
 #include <algorithm>
 #include <atomic>
+#include <dlfcn.h>
 #include <fstream>
-#include <memory>
-
 #include <pthread.h>
 #include <sys/resource.h>
 
 #include <qx/exec/CallableRunnable.h>
+#include <qx/exec/SharedLibrary.h>
 #include <qx/exec/Thread.h>
+#include <qx/platform/module.h>
 #include <qx/platform/native.h>
 #include <qx/platform/thread.h>
 #include <qx/sync/Gate.h>
-#include <qx/sync/Semaphore.h>
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
 #include "tests/support/SignalStorm.h"
+#include "tests/support/TemporaryFolder.h"
 
 using namespace qx;
 using namespace qx::exec;
@@ -28,28 +30,19 @@ constexpr auto* AlreadyStarted = u"thread already started";
 
 int s_value;
 
-/// Tells its runs, and by a gate when its last reference is gone.
-class Task : public pcom::Implements<Object, IRunnable> {
-public:
-    explicit Task(sync::Gate& gone) : m_gone(gone) {}
-    ~Task() override { m_gone.open(); }
-    void* run() override {
-        ++m_runs;
-        return &s_value;
-    }
-
-    int runs() const { return m_runs; }
-
-private:
-    sync::Gate& m_gone;
-    std::atomic<int> m_runs{0};
-};
-
+/// Makes runnables that count their runs, and tells by a gate when the last is gone.
 class ThreadTest : public testing::Test {
 protected:
-    Reference<Task> makeTask() { return new Task(m_gone); }
+    auto makeTask() {
+        return makeRunnable([this, mark = std::shared_ptr<void>(
+                                       this, [this](void*) { m_gone.open(); })]() -> void* {
+            ++m_runs;
+            return &s_value;
+        });
+    }
 
     sync::Gate m_gone;
+    std::atomic<int> m_runs{0};
 };
 
 /// What a thread hands back that runs the body.
@@ -89,16 +82,13 @@ TEST_F(ThreadTest, StartsAgainAfterEachJoin) {
         expectThrows<IllegalStateException>(AlreadyStarted, [&] { thread.start(); });
         expectThrows<IllegalStateException>(AlreadyStarted, [&] { thread.setStackSize(1); });
         EXPECT_EQ(thread.join(), &s_value);
-        EXPECT_EQ(task->runs(), run);
+        EXPECT_EQ(m_runs, run);
     }
-    expectThrows<IllegalStateException>(NotStarted, [&] { thread.join(); });
-}
-
-TEST(Thread, WithoutARunnableDoesNotStart) {
-    Thread thread(nullptr);
-    EXPECT_EQ(expectThrows<ResultException>(u"thread creation failed", [&] { thread.start(); }),
+    Thread idle(nullptr);
+    EXPECT_EQ(expectThrows<ResultException>(u"thread creation failed", [&] { idle.start(); }),
               result::NullPointer);
-    expectThrows<IllegalStateException>(NotStarted, [&] { thread.join(); });
+    for (Thread* const each : {&thread, &idle})
+        expectThrows<IllegalStateException>(NotStarted, [&] { each->join(); });
 }
 
 /// In a process whose address space is too small for the stack.
@@ -106,15 +96,17 @@ const ChildEntry smallProcess("exec.smallProcess", [](const auto&) {
     const rlimit limit{rlim_t{1} << 30, rlim_t{1} << 30};
     if (setrlimit(RLIMIT_AS, &limit) != 0)
         return 2;
-    sync::Gate gone;
-    const Reference<Task> task(new Task(gone));
-    Thread thread(task);
-    thread.setStackSize(0xF0000000u);
-    EXPECT_LT(expectThrows<ResultException>(u"thread creation failed", [&] { thread.start(); }), 0);
-    EXPECT_EQ(task->GetRefCount(), 2u);
-    thread.setStackSize(0);
-    thread.start();
-    EXPECT_EQ(thread.join(), &s_value);
+    const auto mark = std::make_shared<int>();
+    {
+        Thread thread(makeRunnable([mark]() -> void* { return &s_value; }));
+        thread.setStackSize(0xF0000000u);
+        EXPECT_LT(expectThrows<ResultException>(u"thread creation failed", [&] { thread.start(); }),
+                  0);
+        thread.setStackSize(0);
+        thread.start();
+        EXPECT_EQ(thread.join(), &s_value);
+    }
+    EXPECT_EQ(mark.use_count(), 1) << "a reference is lost";
     return testing::Test::HasFailure() ? 1 : 0;
 });
 
@@ -126,17 +118,16 @@ TEST(Thread, FailedStartLeavesItAsItWas) {
 
 TEST(Thread, DoesNotJoinItself) {
     sync::Gate started;
-    int32_t code = 0;
     Thread* self = nullptr;
     Thread thread(makeRunnable([&] {
         started.wait();
-        code = expectThrows<ResultException>(u"thread join failed", [&] { self->join(); });
+        EXPECT_EQ(expectThrows<ResultException>(u"thread join failed", [&] { self->join(); }),
+                  result::Deadlock);
     }));
     self = &thread;
     thread.start();
     started.open();
     thread.join();
-    EXPECT_EQ(code, result::Deadlock);
 }
 
 TEST_F(ThreadTest, GoesOnWithoutItsObject) {
@@ -186,22 +177,20 @@ TEST_F(ThreadTest, CopiesAreNotStarted) {
     mayEnd.open();
     for (Thread* each : {&thread, &copy, clone.get()})
         EXPECT_EQ(each->join(), &s_value);
-}
-
-TEST(Thread, DerivedClassesAreNotCloned) {
     class Derived : public Thread {
         using Thread::Thread;
     };
     expectThrows<CloneNotSupportedException>(u"", [] { Derived(nullptr).clone(); });
 }
 
-TEST(Thread, ShowsItsNameToTheSystemAndTellsItsNumber) {
+TEST(Thread, ShowsItsNameTellsItsNumberAndHasTheStackThatIsAskedFor) {
     const struct {
         const char16_t* name;
         const char* shown;
+        unsigned int stack = 100'000;
     } cases[] = {
-        {u"worker", "worker"},
-        {u"exactly 15 long", "exactly 15 long"},
+        {u"worker", "worker", 1},
+        {u"exactly 15 long", "exactly 15 long", 32u << 20},
         {u"exactly 15 long and more", "exactly 15 long"},
         {u"cut between \u00E4", "cut between \u00E4"},
         {u"cut before a \u20AC", "cut before a "}, // would end with its second byte
@@ -212,12 +201,18 @@ TEST(Thread, ShowsItsNameToTheSystemAndTellsItsNumber) {
         SCOPED_TRACE(c.shown);
         std::string shown;
         unsigned int number = 0;
+        size_t stack = 0;
         Thread thread(makeRunnable([&] {
                           std::ifstream file("/proc/thread-self/comm");
                           std::getline(file, shown);
                           number = Thread::getCurrentID();
+                          pthread_attr_t attributes;
+                          pthread_getattr_np(pthread_self(), &attributes);
+                          pthread_attr_getstacksize(&attributes, &stack);
+                          pthread_attr_destroy(&attributes);
                       }),
                       c.name);
+        thread.setStackSize(c.stack);
         thread.start();
         const unsigned int fromOutside = thread.getID();
         thread.join();
@@ -225,23 +220,8 @@ TEST(Thread, ShowsItsNameToTheSystemAndTellsItsNumber) {
         EXPECT_NE(number, Thread::getCurrentID());
         EXPECT_EQ(shown, c.shown);
         EXPECT_EQ(thread.getName(), c.name);
-    }
-}
-
-TEST(Thread, GetsTheStackThatIsAskedFor) {
-    for (const unsigned int size : {1u, 100'000u, 32u << 20}) {
-        size_t got = 0;
-        Thread thread(makeRunnable([&got] {
-            pthread_attr_t attributes;
-            pthread_getattr_np(pthread_self(), &attributes);
-            pthread_attr_getstacksize(&attributes, &got);
-            pthread_attr_destroy(&attributes);
-        }));
-        thread.setStackSize(size);
-        thread.start();
-        thread.join();
-        EXPECT_GE(got, std::max(size, 65536u));
-        EXPECT_LT(got, size + (2u << 20)); // sanitizers add their own
+        EXPECT_GE(stack, std::max(c.stack, 65536u));
+        EXPECT_LT(stack, c.stack + (2u << 20)); // sanitizers add their own
     }
 }
 
@@ -261,61 +241,99 @@ TEST(Thread, SleepsNoShorterThanAskedThroughSignals) {
     EXPECT_GE(system_clock::now(), end);
 }
 
-TEST(Thread, ManyStartAndEndAtOnce) {
-    constexpr int Starters = 4, Rounds = 250;
-    std::atomic<int> runs{0};
-    sync::Semaphore dropped(0);
-    std::vector<std::jthread> starters;
-    for (int i = 0; i < Starters; ++i) {
-        starters.emplace_back([&] {
-            for (int round = 0; round < Rounds; ++round) {
-                Thread joined(makeRunnable([&runs] { ++runs; }));
-                Thread left(makeRunnable([&] { dropped.signal(); }), u"left");
-                joined.start();
-                left.start();
-                joined.join();
-            }
-        });
-    }
-    for (int i = 0; i < Starters * Rounds; ++i)
-        dropped.wait();
-    starters.clear();
-    EXPECT_EQ(runs, Starters * Rounds);
-}
-
-constexpr QXHandle None = ~QXHandle{0};
-
-void* giveBack(void* argument) { return argument; }
-
 TEST(ThreadHandle, RefusesWhatItCannotStartOrJoin) {
+    constexpr QXHandle None = ~QXHandle{0};
+    const auto giveBack = [](void* argument) { return argument; };
     QXHandle handle = 1;
     uint32_t id = 1;
-    EXPECT_EQ(QXThreadCreate(nullptr, nullptr, 0, 0, &handle, &id), result::NullPointer);
+    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 1, 0, &handle, &id), result::InvalidArgument);
     EXPECT_EQ(handle, None);
     EXPECT_EQ(id, 0u);
-    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 1, 0, &handle, &id), result::InvalidArgument);
-    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 0, 0, nullptr, &id), result::NullPointer);
-    EXPECT_EQ(QXThreadCreate(giveBack, nullptr, 0, 0, &handle, nullptr), result::NullPointer);
     void* value = &handle;
     for (const QXHandle invalid : {QXHandle{0}, None}) {
-        EXPECT_EQ(QXThreadJoin(invalid, &value), result::InvalidHandle);
+        expectEach(result::InvalidHandle, {QXThreadJoin(invalid, &value), QXThreadDetach(invalid)});
         EXPECT_EQ(value, nullptr);
-        EXPECT_EQ(QXThreadDetach(invalid), result::InvalidHandle);
     }
+    expectEach(result::NullPointer, {QXThreadCreate(nullptr, nullptr, 0, 0, &handle, &id),
+                                     QXThreadCreate(giveBack, nullptr, 0, 0, nullptr, &id),
+                                     QXThreadCreate(giveBack, nullptr, 0, 0, &handle, nullptr)});
     ASSERT_EQ(QXThreadCreateNamed("", giveBack, &id, 0, 0, &handle, &id), result::Ok);
     EXPECT_EQ(QXThreadJoin(handle, nullptr), result::NullPointer);
     EXPECT_EQ(QXThreadJoin(handle, &value), result::Ok);
     EXPECT_EQ(value, &id);
 }
 
-TEST(ThreadHandle, HasAnotherNumberInAForkedChild) {
-    const uint32_t parent = QXThreadCurrentId();
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(QXThreadCurrentId() == parent ? 1 : 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+/// A library of the system that nothing here is linked to.
+constexpr char16_t LibraryName[] = u"libanl.so.1";
+
+bool isLoaded() {
+    void* const handle = dlopen("libanl.so.1", RTLD_NOW | RTLD_NOLOAD);
+    return handle != nullptr && dlclose(handle) == 0;
+}
+
+TEST(SharedLibrary, IsLoadedAsLongAsItsObjectLives) {
+    ASSERT_FALSE(isLoaded());
+    {
+        const SharedLibrary library(LibraryName);
+        EXPECT_TRUE(isLoaded());
+        { const SharedLibrary again(LibraryName); }
+        EXPECT_TRUE(isLoaded());
+    }
+    EXPECT_FALSE(isLoaded());
+}
+
+TEST(SharedLibrary, FindsFunctionsToCall) {
+    const SharedLibrary library(u"libm.so.6");
+    const auto cosine = reinterpret_cast<double (*)(double)>(library.getSymbol(u"cos"));
+    EXPECT_EQ(cosine(0), 1.0);
+    for (const char16_t* name :
+         {u"qx_no_such_symbol", u"", u"c\u00F6s", static_cast<const char16_t*>(nullptr)}) {
+        EXPECT_EQ(expectThrows<ResultException>(u"Failed to get symbol.",
+                                                [&] { library.getSymbol(name); }),
+                  name ? static_cast<int32_t>(0x8007007Fu) : result::NullPointer);
+    }
+}
+
+TEST(SharedLibrary, TellsWhyItCannotBeOpened) {
+    const TemporaryFolder folder;
+    writeFile(folder.path("text"), "no library");
+    writeFile(folder.path("short"), "\x7F");
+    writeFile(folder.path("damaged"), "\177ELF and then nothing of the kind");
+    const auto in = [&folder](const char* name) { return String::fromUtf8(folder.path(name)); };
+    const std::pair<String, uint32_t> cases[] = {
+        {u"libqx-no-such-library.so.1"_qs, 0x8007007E},
+        {in("missing"), 0x80070002},
+        {in("text"), 0x800700C1},
+        {in("short"), 0x800700C1},
+        {in("damaged"), 0x8007007E},
+        {String::fromUtf8(folder.path()), 0x80070005},
+        {String(), 0x80070002},
+        {u"c:\\library"_qs, 0x80070002},
+    };
+    const auto codeOf = [](const char16_t* path) {
+        return expectThrows<ResultException>(u"Failed to open shared library.",
+                                             [&] { SharedLibrary library(path); });
+    };
+    for (const auto& [path, code] : cases)
+        EXPECT_EQ(codeOf(path.getData()), static_cast<int32_t>(code)) << path.toUtf8();
+    EXPECT_EQ(codeOf(nullptr), result::NullPointer);
+}
+
+TEST(LibraryHandle, IsOpenedByLiveModulesAndClosedByAny) {
+    const int module = 0;
+    QXHandle library = 1;
+    EXPECT_EQ(QXModuleLibOpen(&module, u"libm.so.6", &library), result::InvalidHandle);
+    EXPECT_EQ(library, ~QXHandle{0});
+    EXPECT_EQ(QXModuleLibOpen(nullptr, u"libm.so.6", &library), result::NullPointer);
+    ASSERT_EQ(QXModuleSetInitialized(&module, 1), result::Ok);
+    EXPECT_EQ(QXModuleLibOpen(&module, u"libm.so.6", &library), result::Ok);
+    ASSERT_EQ(QXModuleSetInitialized(&module, 0), result::Ok);
+    void* symbol = &library;
+    expectEach(result::InvalidHandle, {QXLibGetSymbol(~QXHandle{0}, u"cos", &symbol),
+                                       QXModuleLibClose(&module, ~QXHandle{0})});
+    EXPECT_EQ(symbol, nullptr);
+    EXPECT_EQ(QXModuleLibClose(nullptr, library), result::NullPointer);
+    EXPECT_EQ(QXModuleLibClose(&module, library), result::Ok);
 }
 
 } // namespace

@@ -2,17 +2,17 @@
 // other threads of its parent are in the middle of the same.
 
 #include <atomic>
-#include <cerrno>
 #include <cstdio>
 #include <span>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <qx/platform/native.h>
+
 #include "tests/fork/Uses.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/Sanitized.h"
 
 /// The thread sanitizer refuses threads in the child otherwise.
@@ -25,8 +25,8 @@ using namespace qxtest;
 /// Status of a forked child that runs @p body; a hanging one ends by SIGALRM.
 template <class Body>
 int statusOfChild(Body body) {
-    const pid_t child = fork();
-    if (child == 0) {
+    ChildProcess child(fork());
+    if (child.pid() == 0) {
         alarm(60);
         try {
             body();
@@ -36,10 +36,7 @@ int statusOfChild(Body body) {
         }
         _exit(0);
     }
-    int status = -1;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return status;
+    return child.join();
 }
 
 /// The address sanitizer of this compiler leaves the locks of its memory held in a child, so that a
@@ -74,6 +71,7 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
     if (!ChildHasMemory)
         GTEST_SKIP() << "the sanitizer's memory is locked in a child";
     const auto uses = GetParam();
+    const uint32_t parent = QXThreadCurrentId();
     Inherited shared;
     std::atomic<bool> stop{false};
     std::vector<std::jthread> threads;
@@ -85,6 +83,7 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
     }
     for (int i = 0; i < Forks && !HasFailure(); ++i) {
         EXPECT_EQ(statusOfChild([&] {
+                      require(QXThreadCurrentId() != parent, "the number of its parent");
                       for (const Use& use : uses) {
                           if (ChildHasThreads || !use.startsThreads)
                               use.inChild(shared);

@@ -178,6 +178,7 @@ void useThreads(Inherited&) {
     uint32_t number = 0;
     exec::Thread thread(exec::makeRunnable([&] { number = QXThreadCurrentId(); }));
     thread.start();
+    exec::Thread(exec::makeRunnable([] {}), u"dropped").start();
     thread.join();
     require(number != 0 && number != QXThreadCurrentId(), "number");
 }
