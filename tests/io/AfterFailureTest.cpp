@@ -2,22 +2,17 @@
 // lost or comes twice, and no failure goes unseen.
 
 #include <array>
-#include <optional>
 #include <random>
 
 #include <qx/io/BitInputStream.h>
 #include <qx/util/config/PropertySet.h>
-#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/FailingAllocator.h"
-#include "tests/support/FailingCalls.h"
 #include "tests/support/FakeStreams.h"
-#include "tests/support/TemporaryRegistry.h"
 
 using namespace qxtest;
 using namespace qx::io;
 using qx::makeReference;
-using qx::operator""_qs;
 
 namespace {
 
@@ -225,21 +220,6 @@ TEST(AfterFailure, ObjectsThatGotNoMemoryAreAsTheyWere) {
     EXPECT_EQ(string.toString(), u"abcd");
     EXPECT_EQ(played(marked, "r5 x r5"), "5:onger  5:onger");
     EXPECT_EQ(properties.get(u"key"), u"old");
-}
-
-TEST(AfterFailure, ARegistryKeyHasEveryValueButTheOneThatFailed) {
-    const TemporaryRegistry registry;
-    qx::util::RegistryKey key(QX_HKEY_USER, u"Steps"_qs);
-    for (int number = 0; number < 5; ++number) {
-        std::optional<FailingCalls> failing;
-        if (number == 2)
-            failing.emplace(0, ENOSPC);
-        const auto name = qx::String::valueOf(number);
-        EXPECT_EQ(failureOf([&] { key.setValue(name, u"all"_qs); }) < 0, number == 2);
-    }
-    for (int number = 0; number < 5; ++number)
-        EXPECT_EQ(failureOf([&] { key.getValueString(qx::String::valueOf(number)); }) < 0,
-                  number == 2);
 }
 
 } // namespace

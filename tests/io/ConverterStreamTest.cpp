@@ -1,6 +1,3 @@
-#include <qx/io/NullOutputStream.h>
-
-#include "tests/support/FailingAllocator.h"
 #include "tests/support/FakeStreams.h"
 
 using namespace qxtest;
@@ -136,29 +133,6 @@ TEST(OutputStreamWriter, WritesInTheDocumentedPortions) {
         out.writes.clear();
         descriptionOf([&] { writer.flush(); });
         EXPECT_EQ(out.writes, c.flushed);
-    }
-}
-
-TEST(ConverterStreams, AllocateNothingInSteadyState) {
-    const std::string text = "first line\nsecond line\r\nthird line, longer than the buffer\n";
-    for (const char16_t* encoding :
-         {u"UTF-8", u"UTF-16LE", u"UTF-16BE", u"UTF-32LE", u"UTF-32BE", u"AMP-7", u"CP1252"}) {
-        ByteArrayInputStream bytes(reinterpret_cast<const signed char*>(text.data()),
-                                   static_cast<int32_t>(text.size()));
-        InputStreamReader decoder(&bytes, encoding, 16);
-        BufferedReader reader(&decoder, 16);
-        qx::String line(64); // room for every line
-        NullOutputStream sink;
-        OutputStreamWriter encoder(&sink, encoding);
-        BufferedWriter buffered(&encoder);
-        PrintWriter out(&buffered, true);
-        const int64_t before = allocationCount();
-        while (reader.readLine(line) >= 0)
-            out.println(line);
-        out.println(u"a&\u00E9\u20AC\U0001F600");
-        for (int number = 0; number < 1000; ++number)
-            out.println(number);
-        EXPECT_EQ(allocationCount(), before);
     }
 }
 

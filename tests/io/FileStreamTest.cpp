@@ -1,7 +1,5 @@
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <random>
 #include <thread>
 
 #include <fcntl.h>
@@ -51,20 +49,6 @@ protected:
     const ptrdiff_t m_descriptorsBefore = openDescriptors();
 };
 
-/// Streams over both ends of a pipe, which they own.
-struct Pipe {
-    qx::Reference<FileInputStream> in;
-    qx::Reference<FileOutputStream> out;
-
-    Pipe() {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0)
-            throw std::runtime_error("no pipe");
-        in = makeReference<FileInputStream>(static_cast<uint64_t>(ends[0]), true);
-        out = makeReference<FileOutputStream>(static_cast<uint64_t>(ends[1]), true);
-    }
-};
-
 void write(FileOutputStream& out, const std::string& bytes) {
     out.write(bytes.data(), static_cast<int32_t>(bytes.size()));
 }
@@ -83,7 +67,6 @@ TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
         {Out::KEEPCLOSED, "cbd content"},
         {Out::KEEPCLOSED | Out::TRUNC, "cb"},
         {Out::KEEPCLOSED | Out::ATEND, "old contentabc"},
-        {Out::KEEPCLOSED | Out::APPEND, "old contentabc"},
         {Out::KEEPCLOSED | Out::APPEND | Out::TRUNC, "abc"},
         {Out::KEEPCLOSED | Out::LOCK | Out::ATEND, "old contentabc"},
     };
@@ -110,16 +93,12 @@ TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
     EXPECT_EQ(content(), "new");
 }
 
-TEST_F(FileStream, CreatesAFileForItsOwnerOnly) {
-    const mode_t mask = umask(0);
-    FileOutputStream out(name(), 0u);
-    umask(mask);
-    EXPECT_EQ(std::filesystem::status(m_file).permissions(), std::filesystem::perms(0700));
-}
-
 TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
     std::u16string units(name().view());
+    const mode_t mask = umask(0);
     FileOutputStream out(qx::String(units.c_str(), qx::String::AM_WRAP), FileOutputStream::TRUNC);
+    umask(mask);
+    EXPECT_EQ(std::filesystem::status(m_file).permissions(), std::filesystem::perms(0700));
     units.assign(units.size(), u'x');
     write(out, "abc");
     out.close();
@@ -205,31 +184,23 @@ TEST_F(FileStream, GoesOnAfterAShortWriteUntilTheFailureBehindIt) {
     EXPECT_EQ(content(), std::string(60, 'x'));
 }
 
-TEST_F(FileStream, ReportsAClosedPipeWithoutASignal) {
-    const Pipe pipe;
-    write(*pipe.out, "x");
-    pipe.in->close();
-    const auto use = [&] { write(*pipe.out, "x"); };
-    expectEach(qx::result::BrokenPipe, {use, use});
-    sigset_t pending;
-    sigpending(&pending);
-    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
-}
-
 TEST_F(FileStream, GoesOnThroughInterruptionsAndShortWrites) {
     // Far more than a pipe holds, so that writes are cut short while the reader is slow.
     std::string sent(3'000'000, '\0');
     for (size_t i = 0; i < sent.size(); ++i)
         sent[i] = static_cast<char>(i * 7919 >> 8);
-    const Pipe pipe;
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    FileInputStream in(static_cast<uint64_t>(ends[0]), true);
+    FileOutputStream out(static_cast<uint64_t>(ends[1]), true);
     const SignalStorm storm;
     std::string received;
     std::thread reader([&] {
-        while (readBlock<char>(*pipe.in, 10'000, received)) {
+        while (readBlock<char>(in, 10'000, received)) {
         }
     });
-    write(*pipe.out, sent);
-    pipe.out->close();
+    write(out, sent);
+    out.close();
     reader.join();
     EXPECT_TRUE(received == sent);
 }
@@ -267,12 +238,11 @@ TEST_F(FileStream, HolderOfTheTurnIsNotBlockedByThreadsThatWaitForIt) {
 }
 
 TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
-    constexpr int Records = 50;
     FileOutputStream out(name(), FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
     std::vector<std::jthread> threads;
     for (const char letter : {'a', 'b', 'c', 'd'})
         threads.emplace_back([&out, letter] {
-            for (int n = 0; n < Records; ++n) {
+            for (int n = 0; n < 50; ++n) {
                 write(out, std::string(10, letter));
                 out.getSize();
                 out.is_open();
@@ -283,27 +253,24 @@ TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
         });
     threads.clear();
     const std::string bytes = content();
-    EXPECT_EQ(bytes.size(), 4u * Records * 10);
+    EXPECT_EQ(bytes.size(), 2000u);
     for (size_t i = 0; i < bytes.size(); i += 10)
         EXPECT_EQ(bytes.substr(i, 10), std::string(10, bytes[i]));
 }
 
-constexpr int Writers = 16;
-constexpr int Records = 1000;
+constexpr size_t Writers = 16;
 
 /// Record @p number of @p writer: mostly short, sometimes longer than a page.
-std::string recordOf(int writer, int number) {
-    const int key = writer * Records + number;
-    const auto length = static_cast<size_t>(key * 7919 % (key % 20 == 0 ? 9000 : 200));
-    return "<" + std::to_string(key) + std::string(length, static_cast<char>('a' + key % 26)) +
-           ">\n";
+std::string recordOf(size_t writer, int number) {
+    const std::string key = std::to_string(writer) + "." + std::to_string(number);
+    return "<" + key + std::string(number % 20 == 0 ? 9000 : 100, 'x') + ">\n";
 }
 
 /// Appends its records; arguments: file, number of the writer.
 const ChildEntry appendEntry("io.append", [](const std::vector<std::string>& arguments) {
     FileOutputStream out(qx::String::fromUtf8(arguments[0]), FileOutputStream::APPEND);
-    for (int number = 0; number < Records; ++number)
-        write(out, recordOf(std::stoi(arguments[1]), number));
+    for (int number = 0; number < 1000; ++number)
+        write(out, recordOf(std::stoul(arguments[1]), number));
     return 0;
 });
 
@@ -312,22 +279,19 @@ TEST_F(FileStream, SixteenProcessesLoseAndTearNothingWhenSomeAreKilled) {
     // The lock between them goes by the name, the file has several.
     const char* const spellings[] = {"file", "./file", "link"};
     std::vector<ChildProcess> writers;
-    for (int writer = 0; writer < Writers; ++writer)
+    for (size_t writer = 0; writer < Writers; ++writer)
         writers.emplace_back(
             "io.append", std::vector{m_folder.path(spellings[writer % 3]), std::to_string(writer)});
-    std::mt19937 random(std::random_device{}());
-
     for (size_t writer = 3; writer < Writers; writer += 4) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
+        std::this_thread::sleep_for(std::chrono::milliseconds(15));
         writers[writer].kill();
     }
     for (size_t writer = 0; writer < Writers; ++writer)
         EXPECT_TRUE(writers[writer].join() == 0 || writer % 4 == 3) << writer;
-
     const std::string all = content();
-    for (int writer = 0; writer < Writers; ++writer) {
+    for (size_t writer = 0; writer < Writers; ++writer) {
         size_t position = 0;
-        for (int number = 0; number < Records && writer % 4 != 3; ++number) {
+        for (int number = 0; number < 1000 && writer % 4 != 3; ++number) {
             // Whole, and behind the one before.
             position = all.find(recordOf(writer, number), position);
             ASSERT_NE(position, std::string::npos) << writer << ' ' << number;
@@ -358,19 +322,17 @@ TEST(StandardInput, IsReadByLinesAndBytesAndEditedOnAConsole) {
     const struct {
         std::string kind, input, operations, report;
     } cases[] = {
-        {"stdio", "ab\ncd", "r10 r10 r10", "3:ab\n 2:cd -1"},
+        {"stdio", "ab\ncd", "r10 r10 r10 .", "3:ab\n 2:cd -1 -1"},
         {"stdio", "abcdef", "r4 r4 r4", "3:abc 3:def -1"}, // one is for the terminator
         {"stdio", "ab", "r1 r0 r-1 .", "-1 0 0 97"},
         {"stdio", "\xFFz", ". . . .", "255 122 -1 -1"},
         {"stdio", "abcdef", "s2 . s0 s-1 .", "2 99 0 0 100"},
         {"stdio", std::string("a\0b\n", 4), "r9", std::string("4:a\0b\n", 6)},
-        {"stdio", "", "r9 .", "-1 -1"},
         {"closed", "", "r9 . s2", "!stream read error !stream read error !stream seek error"},
         {"console", "secret\rmore", "r20 r20", "7:secret\n 4:more"},
         {"console", "abcdef", "r3 r20", "3:abc 3:def"},
         {"console", "\bab\b\b\bb\n", "r20", "2:b\n"},
         {"console", "ab\x1Axy\n", "r20 r20", "2:ab 3:xy\n"},
-        {"console", "\x1A", "r20", "-1"},
         {"console", "ab\x03xy\n", "r20 r20",
          std::string("!") + typeid(qx::UserAbortException).name() + " 3:xy\n"},
         {"console", "ab", "r0 r-1 . r9 r9", "0 0 97 1:b -1"},

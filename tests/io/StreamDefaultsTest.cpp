@@ -148,8 +148,9 @@ public:
 
 constexpr uint32_t Never = 3'600'000;
 
-TEST(HeldFlushWriter, PassesEveryFormOnAtOnceAndFlushesOnReleaseCloseAndDestruction) {
+TEST(HeldFlushWriter, PassesEveryFormOnAtOnceAndHoldsFlushesBack) {
     NotingWriter sink;
+    const auto notes = [&sink] { return std::exchange(sink.notes, ""); };
     {
         HeldFlushWriter held(&sink, Never);
         held.write(qx::String(u"a"));
@@ -158,43 +159,34 @@ TEST(HeldFlushWriter, PassesEveryFormOnAtOnceAndFlushesOnReleaseCloseAndDestruct
         held.write(u"a", 1);
         held.write(u'a');
         held.flush();
-        EXPECT_EQ(std::exchange(sink.notes, ""), "string;text;block;unit;");
+        EXPECT_EQ(notes(), "string;text;block;unit;");
+        sink.failing = true; // what fails is kept for the next attempt
+        expectEach<IoException>({[&] { held.release(); }, [&] { held.release(); }});
+        sink.failing = false;
         held.release();
         held.release(); // nothing is held back any more
-        EXPECT_EQ(std::exchange(sink.notes, ""), "flush;");
+        EXPECT_EQ(notes(), "flush;");
         held.flush();
         held.close();
+        EXPECT_EQ(notes(), "flush;close;");
+        held.flush();
+        sink.failing = true;
+        EXPECT_THROW(held.close(), IoException);
+        sink.failing = false;
+        held.release(); // nothing is left that could be flushed
+        EXPECT_EQ(notes(), "close;") << "closed nevertheless";
+        held.flush();
+        sink.failing = true; // which the destructor swallows
     }
+    sink.failing = false;
     HeldFlushWriter(&sink, Never).flush();
-    EXPECT_EQ(sink.notes, "flush;close;flush;");
-}
-
-TEST(HeldFlushWriter, FlushesOnceTheTimeBoundHasPassed) {
-    NotingWriter sink;
+    EXPECT_EQ(notes(), "flush;");
     HeldFlushWriter held(&sink, 1u), immediate(&sink, 0u);
     held.flush();
-    while (sink.notes.empty())
+    while (sink.notes.empty()) // once the time bound has passed
         held.flush();
     immediate.flush();
-    EXPECT_EQ(sink.notes, "flush;flush;");
-}
-
-TEST(HeldFlushWriter, KeepsAFailedFlushForTheNextAttempt) {
-    NotingWriter sink;
-    HeldFlushWriter held(&sink, Never);
-    held.flush();
-    sink.failing = true;
-    EXPECT_THROW(held.release(), IoException);
-    sink.failing = false;
-    held.release();
-    held.flush();
-    sink.failing = true;
-    EXPECT_THROW(held.close(), IoException);
-    sink.failing = false;
-    held.release(); // nothing is left that could be flushed
-    EXPECT_EQ(sink.notes, "flush;close;") << "closed nevertheless";
-    held.flush();
-    sink.failing = true; // which the destructor swallows
+    EXPECT_EQ(notes(), "flush;flush;");
 }
 
 } // namespace
