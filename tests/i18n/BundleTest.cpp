@@ -10,18 +10,9 @@
 
 using namespace qx;
 using namespace qx::literals;
+using namespace qx::i18n;
+using namespace qxtest;
 using collections::StringHashMap;
-using i18n::BundleName;
-using i18n::CompiledBundle;
-using i18n::CompiledText;
-using i18n::ComStringBundle;
-using i18n::Locale;
-using i18n::MessageFile;
-using i18n::StringBundle;
-using i18n::StringMapBundle;
-using qxtest::descriptionOf;
-using qxtest::failureOf;
-using qxtest::MapBundle;
 
 namespace {
 
@@ -32,10 +23,8 @@ TEST(Locale, TakesNamesApart) {
         // text, language, country, variant, name
         {u"de_CH.UTF-8@euro", u"de", u"CH", u"euro", u"de_CH@euro"},
         {u"de", u"de", u"", u"", u"de"},
-        {u"de.UTF-8", u"de", u"", u"", u"de"},
         {u"de@euro", u"de", u"", u"euro", u"de@euro"},
-        {u"de.a_b@c_d", u"de", u"", u"c_d", u"de@c_d"}, // no country behind the point
-        {u"de_CH@x.y", u"de", u"CH", u"x.y", u"de_CH@x.y"},
+        {u"de.a_b@c_d.e", u"de", u"", u"c_d.e", u"de@c_d.e"}, // no country behind the point
         {u"a_b_c", u"a", u"b_c", u"", u"a_b_c"},
         {u"_CH", u"", u"CH", u"", u"_CH"},
         {nullptr, u"", u"", u"", u""},
@@ -49,7 +38,7 @@ TEST(Locale, TakesNamesApart) {
         EXPECT_EQ(locale.toString(), name);
     }
     EXPECT_EQ(Locale(u"de", nullptr, u"x").toString(), u"de@x"_qs);
-    const qxtest::TestLocale plain("C");
+    const TestLocale plain("C");
     EXPECT_EQ(Locale::getDefault()->toString(), u"en_US"_qs);
 }
 
@@ -85,7 +74,6 @@ TEST(BundleName, IsTakenApartAndPutTogether) {
         {u"Orbelle.StringBundle.de", nullptr, nullptr},
         {u"Orbelle..StringBundle.de", nullptr, nullptr},
         {u"Maker.Msg.StringBundle.de", nullptr, nullptr},
-        {u"Orbelle.CharCodec.CP932", nullptr, nullptr},
         {u"", nullptr, nullptr},
     };
     for (const auto& [full, base, locale] : rows) {
@@ -241,19 +229,19 @@ constexpr CompiledBundle s_deCh{u"de_CH", s_swiss, 2, &s_de};
 constexpr CompiledBundle s_none{u"xx", nullptr, 0, nullptr};
 
 TEST(CompiledBundle, HasTheTextsOfItsParentsAndIsCountedByItsModule) {
-    const auto compiled = i18n::createBundle(s_deCh);
+    const auto compiled = createBundle(s_deCh);
     EXPECT_EQ(compiled->getString(u"no"), u"nei"_qs);
     EXPECT_EQ(compiled->getString(u"yes"), u"ja"_qs);
     EXPECT_THROW((void)compiled->getString(u"empty"), Exception);
     EXPECT_EQ(compiled->getLocale()->toString(), u"de_CH"_qs);
     EXPECT_EQ(compiled->getParent()->getLocale()->toString(), u"de"_qs);
-    EXPECT_TRUE(i18n::createBundle(s_none)->getKeys()->isEmpty());
+    EXPECT_TRUE(createBundle(s_none)->getKeys()->isEmpty());
 
     const GUID id = BundleName{u"Msg", u"de_CH"}.classId();
     pcom::ClassData table[2];
     table[0].clsid = &id;
     table[0].creatorParameter = reinterpret_cast<uintptr_t>(&s_deCh);
-    table[0].createFactory = &i18n::createBundleFactory;
+    table[0].createFactory = &createBundleFactory;
     pcom::Module module(table);
     Reference<IQXClassFactory> factory;
     ASSERT_EQ(module.GetClassObject(id, IQXClassFactory::Iid, factory.putVoid()), result::Ok);
@@ -316,22 +304,18 @@ private:
 };
 
 TEST(StringBundle, IsLookedForFromTheSpecificToTheGeneral) {
-    const qxtest::TestLocale process("nn_NO", "ISO-8859-1");
+    const TestLocale process("nn_NO", "ISO-8859-1");
     if (!process.isSet())
         GTEST_SKIP() << "the system cannot make the locale";
     const Offers offers;
     using Tries = std::vector<std::u16string>;
     const std::tuple<const char16_t*, const char16_t*, Tries> rows[] = {
         // the locale (null: none is given), the one that exists, and those that are tried
-        {u"de_CH@euro", u"de_CH@euro", {u"de_CH@euro"}},
         {u"de_CH.UTF-8@euro", u"de", {u"de_CH@euro", u"de_CH", u"de"}},
         {u"xx@a_b", u"xx", {u"xx@a_b", u"xx"}}, // "_" of a variant is no country
-        {u"fr_CA", u"nn_NO", {u"fr_CA", u"fr", u"nn_NO"}},
         {u"fr_CA", u"nn", {u"fr_CA", u"fr", u"nn_NO", u"nn"}},
-        {u"fr", u"en_US", {u"fr", u"nn_NO", u"nn", u"en_US"}},
         {u"zz", u"en", {u"nn_NO", u"nn", u"en_US", u"en"}}, // nothing is called zz
         {nullptr, u"nn_NO", {u"nn_NO"}},
-        {nullptr, u"en_US", {u"nn_NO", u"nn", u"en_US"}},
         {u"fr_CA", u"", {u"fr_CA", u"fr", u"nn_NO", u"nn", u"en_US", u"en"}},
     };
     for (const auto& [name, existing, tries] : rows) {
@@ -379,11 +363,9 @@ TEST(MessageFile, ReadsWhatItsGrammarSays) {
     const std::pair<std::string_view, Messages> cases[] = {
         {"", {}},
         {"\n  \t\n# a = b\n \t# c = d\\\n", {}}, // a comment is not continued
-        {"a=1\nb=2", {{u"a", u"1"}, {u"b", u"2"}}},
-        {" \ta\t =  1 2 \t\r\n", {{u"a", u"1 2"}}},
+        {" \ta b\t =  1 2=3#4 \t\r\nc=5", {{u"a b", u"1 2=3#4"}, {u"c", u"5"}}},
         {"a=\nb= \t\nc=\\ ", {{u"a", u""}, {u"b", u""}, {u"c", u" "}}},
         {"a = \\  1 \\ ", {{u"a", u"  1  "}}},
-        {"a b=c=d#e", {{u"a b", u"c=d#e"}}},
         {"a\\=b = 1\n\\#c = 2\n\\ d = 3", {{u"a=b", u"1"}, {u"#c", u"2"}, {u" d", u"3"}}},
         {"a=\\n\\r\\t\\\\n\\#\\=", {{u"a", u"\n\r\t\\n#="}}},
         {"\\u006b = \\u00e4\\u20AC\\uD83D\\uDE00", {{u"k", u"ä€😀"}}},
@@ -396,7 +378,6 @@ TEST(MessageFile, ReadsWhatItsGrammarSays) {
         {"a = \\\n   # no comment\nb = \\\\\nc = \\\\\\\nd",
          {{u"a", u"# no comment"}, {u"b", u"\\"}, {u"c", u"\\d"}}},
         {"key\\\n.rest = 1\na = 1\\\n\nb = 2", {{u"key.rest", u"1"}, {u"a", u"1"}, {u"b", u"2"}}},
-        {"\\\na = 1", {{u"a", u"1"}}},
     };
     for (const auto& [bytes, messages] : cases) {
         SCOPED_TRACE(bytes);
@@ -410,8 +391,7 @@ TEST(MessageFile, ReadsWhatItsGrammarSays) {
 TEST(MessageFile, TellsEveryMistakeAndGoesOn) {
     using namespace std::string_view_literals;
     const std::pair<std::string_view, Mistakes> cases[] = {
-        {"\n\nnonsense\n", {"3: no \"=\""}},
-        {" = text\n", {"1: no key before the \"=\""}},
+        {"\n = text\nnonsense\n", {"2: no key before the \"=\"", "3: no \"=\""}},
         {"a = \\q\nb = \\N\n", {"1: the unknown escape \\q", "2: the unknown escape \\N"}},
         {"a = \\u12G4\nb = \\u123\n",
          {"1: \\u without four hexadecimal digits", "2: \\u without four hexadecimal digits"}},
@@ -421,8 +401,7 @@ TEST(MessageFile, TellsEveryMistakeAndGoesOn) {
           "3: \\uD83D, which is half a character"}},
         {"a = 1\\\n\\q\\\n2\nb = \\q\n",
          {"2: the unknown escape \\q", "4: the unknown escape \\q"}},
-        {"a = \xFF\n# \xC3(\nb = \xC0\x80\xED\xA0\x80\n",
-         {"1: not UTF-8", "2: not UTF-8", "3: not UTF-8"}},
+        {"# \xC3(\nb = \xC0\x80\xED\xA0\x80\n", {"1: not UTF-8", "2: not UTF-8"}},
         // what continues a bad line is no message of its own
         {"a = \xFF\\\nb = 1\n", {"1: not UTF-8"}},
         {"a = 1\r2\n\0=\n\x7F\n"sv,
@@ -447,11 +426,11 @@ TEST(MessageFile, TellsEveryMistakeAndGoesOn) {
 }
 
 TEST(MessageFile, MakesBundlesOfGoodFilesOnly) {
-    const qxtest::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const String path = String::fromUtf8(folder.path("Msg.de.messages"));
     EXPECT_EQ(failureOf([&] { (void)MessageFile::read(path); }), result::NotFound);
-    qxtest::writeFile(folder.path("Msg.de.messages"), "a = 1\nb =\n");
-    const auto locale = makeReference<i18n::Locale>(u"de");
+    writeFile(folder.path("Msg.de.messages"), "a = 1\nb =\n");
+    const auto locale = makeReference<Locale>(u"de");
     const auto bundle = MessageFile::read(path).createBundle(locale);
     EXPECT_EQ(bundle->getString(u"a"), u"1"_qs);
     EXPECT_THROW((void)bundle->getString(u"b"), Exception);
@@ -460,10 +439,9 @@ TEST(MessageFile, MakesBundlesOfGoodFilesOnly) {
     const auto halfAFile = [] { (void)MessageFile("a = 1\nb").createBundle(); };
     EXPECT_EQ(failureOf(halfAFile), result::Corrupt);
     EXPECT_EQ(descriptionOf(halfAFile), "line 2: no \"=\"");
-    qxtest::writeFile(folder.path("Msg.de.messages"), std::string(MessageFile::LargestFile, '\n'));
+    writeFile(folder.path("Msg.de.messages"), std::string(MessageFile::LargestFile, '\n'));
     EXPECT_TRUE(MessageFile::read(path).messages().empty());
-    qxtest::writeFile(folder.path("Msg.de.messages"),
-                      std::string(MessageFile::LargestFile + 1, '\n'));
+    writeFile(folder.path("Msg.de.messages"), std::string(MessageFile::LargestFile + 1, '\n'));
     EXPECT_EQ(failureOf([&] { (void)MessageFile::read(path); }), result::FileTooLarge);
 }
 
