@@ -1,26 +1,28 @@
 #include <span>
-#include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
-#include <qx/core/Reference.h>
+#include <qx/core/Implements.h>
+#include <qx/platform/module.h>
 #include <qx/text/charset/AMP7.h>
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/CodecTable.h>
+#include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/SingleByte.h>
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/encinfo.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 
 #include "tests/support/ExpectResult.h"
+#include "tests/text/ConverterSupport.h"
 
 namespace {
 
 using namespace qx;
 using namespace qx::text::charset;
+using namespace qxtest;
+using namespace std::string_literals;
 
 Reference<ByteToCharConverter> decoder(const char16_t* name) {
     return ByteToCharConverter::getConverter(name);
@@ -77,7 +79,7 @@ TEST(CodecManager, AnswersNullForAnUnknownNameAndConvertersThrowIt) {
     for (const char16_t* name : {u"no such encoding", u"", u"CP850", u"MS932"}) {
         EXPECT_EQ(manager->getDecoder(name), nullptr);
         EXPECT_EQ(manager->getEncoder(name), nullptr);
-        EXPECT_EQ(qxtest::descriptionOf<UnknownEncodingException>([&] { decoder(name); }),
+        EXPECT_EQ(descriptionOf<UnknownEncodingException>([&] { decoder(name); }),
                   String(name).toUtf8());
         EXPECT_THROW(encoder(name), UnknownEncodingException);
     }
@@ -114,27 +116,12 @@ TEST(EncodingInfo, TellsHowMuchRoomItWants) {
 }
 
 TEST(EncodingInfo, FindsNamesAndAliasesInAnyLetterCaseAndCodePages) {
-    const struct {
-        const char16_t* name;
-        const char16_t* canonical; // null: not found, as what has no code page
-        uint32_t codePage;
-    } rows[] = {
-        {u"windows-1251", u"CP1251", 1251},
-        {u"Windows-1252", u"CP1252", 1252},
-        {u"ms932", u"CP932", 932},
-        {u"euc_jp", u"EUCJP", 20932},
-        {u"gb2312", u"CP936", 936},
-        {u"ks_c_5601-1987", u"CP949", 949},
-        {u"Big5", u"CP950", 950},
-        {u"Latin1", u"ISO8859_1", 28591},
-        {u"utf8", u"UTF-8", 65001},
-        {u"850", u"CP850", 850},
-        {u"437", u"CP437", 437},
-        {u"us-ascii", u"ASCII", 20127},
-        {u"UTF-16LE", nullptr, 0},
-        {u"A7", nullptr, 1},
-        {u"nonsense", nullptr, UINT32_MAX},
-        {u"", nullptr, 0},
+    const std::tuple<const char16_t*, const char16_t*, uint32_t> rows[] = {
+        // name, canonical name (null: not found, as what has no code page)
+        {u"windows-1251", u"CP1251", 1251}, {u"ms932", u"CP932", 932},  {u"Big5", u"CP950", 950},
+        {u"Latin1", u"ISO8859_1", 28591},   {u"utf8", u"UTF-8", 65001}, {u"850", u"CP850", 850},
+        {u"us-ascii", u"ASCII", 20127},     {u"UTF-16LE", nullptr, 0},  {u"A7", nullptr, 1},
+        {u"nonsense", nullptr, UINT32_MAX}, {u"", nullptr, 0},
     };
     for (const auto& [name, canonical, codePage] : rows) {
         const int32_t expected = canonical ? result::Ok : result::Fail;
@@ -152,6 +139,196 @@ TEST(EncodingInfo, FindsNamesAndAliasesInAnyLetterCaseAndCodePages) {
     EXPECT_EQ(QXGetEncInfoByCodePage(1252, nullptr), result::InvalidArgument);
     EXPECT_EQ(QXGetEncInfoByName(nullptr, &record), result::InvalidArgument);
     EXPECT_EQ(QXGetEncInfoByName(u"ASCII", nullptr), result::InvalidArgument);
+}
+
+/// A toy encoding: ASCII; E, 0 and a digit for U+1F60x; a bare "!" is U+110000, "#" a
+/// surrogate; a byte from 0x80 up is invalid. Encodes what it decodes, and "\x01" .. as given.
+class ToyCodec : public pcom::Implements<ComObject, IQXCharCodec> {
+public:
+    int32_t GetEncodingName(IQXCharBuffer* name) override {
+        const String toy(u"Toy");
+        QXCopyCharBuffer(name, &toy);
+        return m_nameResult;
+    }
+    int32_t GetMaxBytesPerChar(int32_t* bytes) override {
+        *bytes = 3;
+        return 0;
+    }
+    int32_t GetMaxCharsPerByte(int32_t* chars) override {
+        *chars = 2;
+        return 0;
+    }
+    int32_t Decode(const signed char* bytes, int32_t* count, char32_t* codePoint) override {
+        const bool isWhole = *count >= 3;
+        const char first = static_cast<char>(bytes[0]);
+        *count = 1;
+        *codePoint = static_cast<char32_t>(first);
+        if (first == 'E') {
+            *count = isWhole ? 3 : 0;
+            *codePoint = isWhole ? 0x1F600 + static_cast<char32_t>(bytes[2] - '0') : 0;
+        } else if (first == '!') {
+            *codePoint = 0x110000;
+        } else if (first == '#') {
+            *codePoint = 0xD800;
+        } else if (first == '%') {
+            *count = 1000; // claims more than there is
+        } else if (first < 0) {
+            *codePoint = ReplacementCharacter;
+            return result::Fail;
+        }
+        return 0;
+    }
+    int32_t Encode(char32_t codePoint, IQXByteBuffer* bytes) override {
+        Bytes out;
+        if (codePoint >= 0x1F600 && codePoint < 0x1F610)
+            out = {'E', '0', static_cast<char>('0' + (codePoint - 0x1F600))};
+        else if (codePoint == U'ä')
+            out = "toolong";
+        else if (codePoint < 0x80)
+            out = {static_cast<char>(codePoint)};
+        signed char* to = nullptr;
+        bytes->GetWriteLock(8, &to);
+        out.copy(reinterpret_cast<char*>(to), 8);
+        bytes->ReleaseWriteLock(static_cast<int32_t>(out.size()));
+        return codePoint == U'ö' ? result::Fail : 0;
+    }
+
+    int32_t m_nameResult = 0;
+};
+
+/// Claims to have converted more than there is, in runs.
+class BoastingCodec : public pcom::Implements<ToyCodec, IQXCharRunCodec> {
+public:
+    int32_t DecodeRun(const signed char*, int32_t* count, char16_t*, int32_t* capacity) override {
+        return boast(count, capacity);
+    }
+    int32_t EncodeRun(const char16_t*, int32_t* count, signed char*, int32_t* capacity) override {
+        return boast(count, capacity);
+    }
+
+    int32_t m_result = 0;
+
+private:
+    int32_t boast(int32_t* count, int32_t* capacity) const {
+        *count = 1000;
+        *capacity = -1;
+        return m_result;
+    }
+};
+
+class MultiByte : public testing::Test {
+protected:
+    Reference<ToyCodec> m_codec{new ToyCodec()};
+    BTCCom m_decoder{Reference<IQXCharCodec>(m_codec)};
+    CTBCom m_encoder{Reference<IQXCharCodec>(m_codec)};
+};
+
+TEST_F(MultiByte, TakesNameAndFactorsFromTheCodec) {
+    EXPECT_EQ(std::u16string_view(m_decoder.getEncodingName()), u"Toy");
+    EXPECT_EQ(m_decoder.getMaxBytesPerChar(), 3);
+    EXPECT_EQ(m_encoder.getMaxCharsPerByte(), 2);
+    m_codec->m_nameResult = result::AccessDenied;
+    expectThrowsResult(result::AccessDenied,
+                       [&] { BTCCom failing{Reference<IQXCharCodec>(m_codec)}; });
+}
+
+TEST_F(MultiByte, DecoderWritesOnlyWholeWhatItCanRead) {
+    m_decoder.setSubstitutionChars(u"<>", 2);
+    EXPECT_EQ(decode(m_decoder, "\x80!"), u"<><>");
+    Bytes rest;
+    EXPECT_EQ(convertPieces<Units>(m_decoder, "aE0"s, 9, 9, &rest), u"a");
+    EXPECT_EQ(rest, "E0");
+    for (const Bytes& whole : {"E00"s, "\x80"s}) { // pairs and substitutions are written whole
+        EXPECT_EQ(convertPieces<Units>(m_decoder, whole, 9, 1, &rest), u"");
+        EXPECT_EQ(rest, whole);
+    }
+    EXPECT_EQ(convertPieces<Units>(m_decoder, "a%"s, 9, 9, &rest), u"a%");
+    EXPECT_EQ(rest, "") << "a codec cannot move the position behind the input";
+    m_decoder.setSubstitutionMode(false);
+    EXPECT_THROW(decode(m_decoder, "\x80"), UnmappableCharacterException);
+    EXPECT_THROW(decode(m_decoder, "!"), UnmappableCharacterException);
+    EXPECT_EQ(descriptionOf<InvalidCharacterException>([&] { decode(m_decoder, "#"); }),
+              "Invalid byte sequence (decoded chars in surrogate range)");
+}
+
+TEST_F(MultiByte, EncoderWritesOnlyWholeWhatTheCodecHas) {
+    Units rest;
+    EXPECT_EQ(convertPieces<Bytes>(m_encoder, u"\U0001F601"s, 9, 2, &rest), "");
+    EXPECT_EQ(rest, u"\xDE01"); // the high half is pending
+    EXPECT_EQ(encode(m_encoder, rest), "E01");
+    // What the codec fails on, and what does not fit six bytes, counts as unmappable.
+    EXPECT_EQ(encode(m_encoder, u"aé\U0001F601öäz"), "a?E01??z");
+    m_encoder.setSubstitutionBytes(reinterpret_cast<const signed char*>("<>"), 2);
+    EXPECT_EQ(encode(m_encoder, u"é\U0001F700"), "<><>") << "a pair is one character";
+    m_encoder.setSubstitutionMode(false);
+    EXPECT_THROW(encode(m_encoder, u"é"), UnmappableCharacterException);
+    EXPECT_THROW(encode(m_encoder, u"\U0001F700"), UnmappableCharacterException);
+    const auto failureOn = [&](const Units& half) {
+        m_encoder.reset();
+        return descriptionOf<InvalidCharacterException>([&] { encode(m_encoder, half); });
+    };
+    EXPECT_EQ(failureOn(u"\xDC00"s), "trailing surrogate without leading");
+    EXPECT_EQ(failureOn(u"\xD800 "s), "leading surrogate without trailing");
+    EXPECT_EQ(failureOn(u"\xD800"s), "nothing thrown");
+    signed char out[4];
+    int32_t produced = 0;
+    EXPECT_THROW(m_encoder.flush(out, &produced, 4), InvalidCharacterException);
+}
+
+// Runs that tell the truth are those of the codecs of a module.
+TEST(MultiByteRuns, StayWithinTheBuffersAndGoOneByOneWhenTheyFail) {
+    const Reference<BoastingCodec> codec(new BoastingCodec());
+    BTCCom decoder{Reference<IQXCharCodec>(codec)};
+    CTBCom encoder{Reference<IQXCharCodec>(codec)};
+    EXPECT_EQ(decode(decoder, "abc"), u"");
+    EXPECT_EQ(encode(encoder, u"abc"), "");
+    codec->m_result = result::Fail;
+    EXPECT_EQ(decode(decoder, "abcE00"), u"abc\U0001F600");
+    EXPECT_EQ(encode(encoder, u"abc\U0001F600"), "abcE00");
+}
+
+/// Holds a unit back for the flush.
+class HoldingDecoder : public BTCMultiByte {
+public:
+    HoldingDecoder() : BTCMultiByte({}) { setPendingUnit(u'\xDC00'); }
+    char32_t convertBytes(const signed char*, int32_t* count) override {
+        *count = 0;
+        return ReplacementCharacter;
+    }
+};
+
+TEST(MultiByteDecoder, FlushesAPendingUnitOnceIntoTwoUnitsOfRoom) {
+    HoldingDecoder decoder;
+    char16_t out[3] = {};
+    int32_t produced = 1;
+    const auto flush = [&] { decoder.flush(out, &produced, 2); };
+    EXPECT_EQ(descriptionOf<InvalidCharacterException>(flush),
+              "Not enough room in buffer for trailing surrogate");
+    EXPECT_EQ(decoder.flush(out, &produced, 3), 1);
+    EXPECT_EQ(out[1], u'\xDC00');
+    EXPECT_EQ(decoder.flush(out, &produced, 3), 0);
+    EXPECT_EQ(produced, 2);
+}
+
+constexpr QXGUID ToyClass{0x5A3C1D20, 0x7B11, 0x4E0C, {0x92, 0x4F, 1, 2, 3, 4, 5, 6}};
+
+TEST(CodecComponent, ServesAnEncodingThatTheLibraryLacks) {
+    const std::pair<const char16_t*, const char16_t*> names[] = {
+        {u"Toy", u"Orbelle.CharCodec.Toy"},
+        {u"windows-1251", u"Orbelle.CharCodec.CP1251"}, // under the canonical name too
+    };
+    for (const auto& [name, component] : names) {
+        EXPECT_THROW(decoder(name), UnknownEncodingException);
+        ASSERT_GE(QXComRegisterClassFactory(component, &ToyClass,
+                                            [](const QXGUID* interfaceId, void** object) {
+                                                Reference<ToyCodec> codec(new ToyCodec());
+                                                return codec->QueryInterface(*interfaceId, object);
+                                            }),
+                  0);
+        EXPECT_EQ(decode(*decoder(name), "E00"), u"\U0001F600");
+        EXPECT_EQ(encode(*encoder(name), u"\U0001F600"), "E00");
+        QXComRevokeClassFactory(&ToyClass);
+    }
 }
 
 } // namespace

@@ -7,22 +7,20 @@
 #include <memory>
 #include <optional>
 #include <random>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <qx/core/String.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/CodePages.h>
 #include <qx/text/charset/detail/Kernels.h>
-#include <qx/text/charset/detail/Utf8.h>
 
 namespace {
 
 using namespace qx::text::charset;
 using namespace std::string_literals;
 using detail::KernelSet;
-using qx::text::charset::RunLength;
 
 const KernelSet& plain() { return *detail::kernelSets().front(); }
 
@@ -100,15 +98,6 @@ std::vector<std::u32string> sampleTexts() {
     return texts;
 }
 
-Bytes toUtf8(const std::u32string& text) {
-    Bytes bytes;
-    for (char32_t c : text) {
-        uint8_t sequence[4];
-        bytes.append(sequence, detail::writeUtf8(c, sequence));
-    }
-    return bytes;
-}
-
 std::u16string toUtf16(const std::u32string& text) {
     std::u16string units;
     for (char32_t c : text) {
@@ -116,6 +105,11 @@ std::u16string toUtf16(const std::u32string& text) {
         units.append(pair, writeUtf16(c, pair));
     }
     return units;
+}
+
+Bytes toUtf8(const std::u32string& text) {
+    const std::string bytes = qx::String(toUtf16(text)).toUtf8();
+    return Bytes(bytes.begin(), bytes.end());
 }
 
 /// Every length from 0 to several blocks, then lengths and capacities that differ.

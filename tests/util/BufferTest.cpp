@@ -3,17 +3,17 @@
 #include <thread>
 
 #include <qx/core/Reference.h>
+#include <qx/util/buffer/CopyCharBuffer.h>
 #include <qx/util/buffer/MTBuffer.h>
 #include <qx/util/buffer/ROBuffer.h>
 #include <qx/util/buffer/RWBuffer.h>
 
-#include "tests/support/BlockingThread.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
 
 using namespace qx;
 using namespace qx::util;
-using qxtest::expectEach;
+using namespace qxtest;
 
 namespace {
 
@@ -34,21 +34,15 @@ protected:
 using Units = testing::Types<signed char, char16_t>;
 TYPED_TEST_SUITE(BufferTest, Units);
 
-} // namespace
-
-TYPED_TEST(BufferTest, RoomIsAMultipleOfSixteenAndNoMoreThanAskedFor) {
-    const std::pair<int32_t, int32_t> cases[] = {{0, 0},   {1, 16},  {15, 16},    {16, 16},
-                                                 {17, 32}, {40, 48}, {1000, 1008}};
-    for (const auto& [asked, capacity] : cases) {
+TYPED_TEST(BufferTest, RoomIsAMultipleOfSixteenAndLengthFollowsTheWriter) {
+    for (const auto& [asked, capacity] :
+         {std::pair{0, 0}, {1, 16}, {15, 16}, {16, 16}, {17, 32}, {1000, 1008}}) {
         SCOPED_TRACE(asked);
         EXPECT_EQ(RWBuffer<TypeParam>(asked).getCapacity(), capacity);
         RWBuffer<TypeParam> grown;
         EXPECT_EQ(grown.getWriteLock(asked) != nullptr, asked > 0);
         EXPECT_EQ(grown.getCapacity(), capacity);
     }
-}
-
-TYPED_TEST(BufferTest, LengthFollowsTheWriterAndExtraRoomIsGivenBack) {
     const auto units = this->numbers(20);
     RWBuffer<TypeParam> buffer(units.data(), 20, 500);
     EXPECT_EQ(buffer.getCapacity(), 512);
@@ -128,7 +122,7 @@ TYPED_TEST(BufferTest, AnswersItsInterfaceAndThatOfObjects) {
 
 TYPED_TEST(BufferTest, EveryAllocationMayFail) {
     const auto units = this->numbers(20);
-    qxtest::failEachAllocation([&] {
+    failEachAllocation([&] {
         RWBuffer<TypeParam> buffer;
         TypeParam* data = nullptr;
         if (buffer.GetWriteLock(20, &data) != result::Ok) {
@@ -155,7 +149,7 @@ TYPED_TEST(BufferTest, EveryAllocationMayFail) {
     buffer.releaseWriteLock(0);
 }
 
-TEST(MTBuffer, AStrangersReleaseChangesNothing) {
+TEST(MTBuffer, IsLockedByOneWriterOrByReaders) {
     const signed char bytes[] = {1, 2, 3};
     MTByteBuffer buffer(bytes, 3);
     EXPECT_EQ(buffer.ReleaseWriteLock(1), result::NotOwner);
@@ -163,24 +157,62 @@ TEST(MTBuffer, AStrangersReleaseChangesNothing) {
     std::thread([&] { EXPECT_EQ(buffer.ReleaseWriteLock(2), result::NotOwner); }).join();
     EXPECT_EQ(buffer.getLength(), 3);
     buffer.releaseWriteLock(-1);
-}
-
-TEST(MTBuffer, WriterWaitsForAllReadersAndReadersForTheWriter) {
-    MTCharBuffer buffer(u"old", 3);
-    const char16_t* const first = buffer.getReadLock();
-    qxtest::BlockingThread([&] { // a second reader gets in beside the first
+    const signed char* const first = buffer.getReadLock();
+    std::thread([&] { // a second reader gets in beside the first
         EXPECT_EQ(buffer.getReadLock(), first);
         buffer.releaseReadLock();
     })
         .join();
-    qxtest::BlockingThread writer([&] {
-        std::copy_n(u"new", 3, buffer.getWriteLock(3));
-        buffer.releaseWriteLock(3);
-    });
-    writer.awaitBlocked();
-    EXPECT_EQ(std::u16string_view(first, 3), u"old");
-    buffer.releaseReadLock();
-    writer.join();
-    EXPECT_EQ(std::u16string_view(buffer.getReadLock(), 3), u"new");
     buffer.releaseReadLock();
 }
+
+/// Answers as it is told and counts what is held.
+class FragileBuffer : public RWCharBuffer {
+public:
+    using RWBuffer::RWBuffer;
+
+    int32_t GetReadLock(const char16_t** data) const override {
+        if (lockResult != 0)
+            return lockResult;
+        ++held;
+        if (onRead)
+            onRead();
+        return RWBuffer::GetReadLock(data);
+    }
+    int32_t ReleaseReadLock() const override { return --held, releaseResult; }
+    int32_t GetWriteLock(int32_t capacity, char16_t** data) override {
+        ++held;
+        return RWBuffer::GetWriteLock(capacity, data);
+    }
+    int32_t ReleaseWriteLock(int32_t length) override {
+        --held;
+        RWBuffer::ReleaseWriteLock(length);
+        return releaseResult;
+    }
+
+    int32_t lockResult = 0, releaseResult = 0;
+    std::function<void()> onRead; // what another thread does just before the read lock
+    mutable int held = 0;
+};
+
+TEST(CopyCharBuffer, ReplacesTheTextByWhatTheLockedSourceHoldsAndLeavesNoLockBehind) {
+    FragileBuffer destination(u"something longer", 16), source(u"whole text", 10);
+    source.onRead = [&] { source.releaseWriteLock(5); };
+    destination.releaseResult = 7;
+    EXPECT_EQ(QXCopyCharBuffer(&destination, &source), 7);
+    EXPECT_EQ(String(&destination), u"whole");
+    const ROCharBuffer empty;
+    EXPECT_EQ(QXCopyCharBuffer(&destination, &empty), 7);
+    EXPECT_EQ(destination.getLength(), 0);
+    ROCharBuffer fixed(u"fixed", 5);
+    EXPECT_THROW(QXCopyCharBuffer(&fixed, &source), ResultException);
+    for (int32_t* const result :
+         {&source.lockResult, &source.releaseResult, &destination.releaseResult}) {
+        source.lockResult = source.releaseResult = destination.releaseResult = 0;
+        *result = result::AccessDenied;
+        expectEach(result::AccessDenied, {[&] { QXCopyCharBuffer(&destination, &source); }});
+        EXPECT_EQ(destination.held + source.held, 0);
+    }
+}
+
+} // namespace

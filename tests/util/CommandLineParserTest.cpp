@@ -1,4 +1,3 @@
-#include <ranges>
 #include <vector>
 
 #include <qx/util/config/CmdLineParser.h>
@@ -25,8 +24,8 @@ std::string elementsOf(const Parser& parser) {
             ++parameters;
         else
             text += element->getName().toUtf8() + ":";
-        for (int32_t v = 0; v < element->getValueCount(); ++v)
-            text += "<" + element->getValueString(v).toUtf8() + ">";
+        for (const String& value : element->values())
+            text += "<" + value.toUtf8() + ">";
     }
     return text;
 }
@@ -45,11 +44,9 @@ Parser parserWithOptions() {
 
 TEST(CommandLineParser, TakesALineApart) {
     const std::pair<const char16_t*, const char*> cases[] = {
-        {u"", ""},
         {u"   ", ""},
         {u" a  b ", "<a> <b>"},
-        {u"a\tb", "<a\tb>"}, // only spaces separate
-        {u"\"two words\" -v", "<two words> v:"},
+        {u"a\tb", "<a\tb>"},                       // only spaces separate
         {u"\"a\"b \"c\"\"d\"", "<a> <b> <c> <d>"}, // a token ends with its quote
         {u"a\"b c\"", "<a\"b> <c\">"},             // a quote inside a token is a unit
         {u"\"\" \"", "<> <>"},                     // the last one is not closed
@@ -60,15 +57,12 @@ TEST(CommandLineParser, TakesALineApart) {
         {u"-undefined a", "undefined: <a>"},
         {u"-two a b c", "two:<a><b> <c>"},
         {u"-two a -v", "two:<a> v:"},
-        {u"-two a", "two:<a>"},
-        {u"-two \"a b\"\"c\" \"d\"", "two:<a b><c> <d>"},
+        {u"-two \"a b\"\"\" \"d\"", "two:<a b><> <d>"},
         {u"-two \"-v\" a", "two: v: <a>"}, // an option even in quotes
-        {u"-two \"\" b", "two:<><b>"},
-        {u"-two -v", "two: v:"},
-        {u"-one -v", "one:<5> v:"},      // the defaults
-        {u"-one", "one:"},               // nothing follows: no defaults
-        {u"-one  -v", "one: v:"},        // nor behind two spaces
-        {u"\"-one\"  -v", "one:<5> v:"}, // all of which belong to a quoted token
+        {u"-one -v", "one:<5> v:"},        // the defaults
+        {u"-one", "one:"},                 // nothing follows: no defaults
+        {u"-one  -v", "one: v:"},          // nor behind two spaces
+        {u"\"-one\"  -v", "one:<5> v:"},   // all of which belong to a quoted token
         {u"-none /", "none:<a><b, c><d> :"},
         {u"-none a", "none: <a>"},
         {u"-all 1 2 3 /one 4 5", "all:<1><2><3> one:<4> <5>"},
@@ -88,26 +82,14 @@ TEST(CommandLineParser, TakesALineApart) {
         SCOPED_TRACE(String(line));
         parser.parse(String(line));
         EXPECT_EQ(elementsOf(parser), elements);
+        int32_t parameters = 0;
+        for (const auto& parameter : parser.parameters())
+            EXPECT_EQ(parameter, parser.getParameter(parameters++));
+        for (const auto& element : parser.elements())
+            EXPECT_EQ(element, parser.getElement(element->getPosition()));
         legacy.parse(line);
         EXPECT_EQ(elementsOf(legacy), elements);
     }
-}
-
-TEST(CommandLineParser, HasRangesOfElementsParametersAndValues) {
-    CommandLineParser parser;
-    parser.parse(String(u"tool /v one -n=1,2 two"));
-    std::string text;
-    for (const auto& parameter : parser.parameters())
-        text += parameter->getValueString(0).toUtf8() + " ";
-    const auto elements = parser.elements();
-    static_assert(std::ranges::random_access_range<decltype(elements)> &&
-                  std::ranges::common_range<decltype(elements)>);
-    EXPECT_EQ((*std::ranges::prev(elements.end()))->getPosition(), 4);
-    for (const auto& element : elements) {
-        for (const String& value : element->values())
-            text += "<" + value.toUtf8() + ">";
-    }
-    EXPECT_EQ(text, "tool one two <tool><one><1><2><two>");
 }
 
 TEST(CommandLineParser, MakesALineOfArguments) {
@@ -128,10 +110,9 @@ TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
         {{"-prog"}, ""},
         {{"prog", "a b", "", "\"c\"", "/etc/x"}, "<a b> <> <\"c\"> </etc/x>"},
         {{"prog", "-two", "", "a b", "-"}, "two:<><a b> <->"},
-        {{"prog", "-one", "-v"}, "one:<5> v:"},
         {{"prog", "-one", "--", "-v"}, "one:<5> <-v>"},
         {{"prog", "--two", "a", "--", "b", "--"}, "two:<a> <b> <-->"},
-        {{"prog", "--two=a b,c"}, "two:<a b><c>"},
+        {{"prog", "--two=a b,c", "-one", "-v"}, "two:<a b><c> one:<5> v:"},
         {{"prog", nullptr, "--"}, "<>"},
     };
     auto parser = parserWithOptions<CommandLineParser>();
@@ -139,18 +120,11 @@ TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
         parser.parseArguments(static_cast<int>(arguments.size()), arguments.data());
         EXPECT_EQ(elementsOf(parser), elements);
     }
-}
-
-TEST(CommandLineParser, ArgumentsThatAreNoTextAreAnErrorAndChangeNothing) {
     const qxtest::TestLocale locale("C.UTF-8");
-    CommandLineParser parser;
-    parser.parse(String(u"prog -v"));
-    for (const char* const bad : {"\xE4.dat", "\xED\xA0\x80"}) {
-        const char* const argv[] = {"prog", bad};
-        expectEach(qx::result::UnmappableCharacter,
-                   {[&] { parser.parseArguments(2, argv); }, [&] { parser.parse(2, argv); }});
-    }
-    EXPECT_EQ(elementsOf(parser), "<prog> v:");
+    const char* const bad[] = {"prog", "\xE4.dat"}; // no text: an error that changes nothing
+    expectEach(qx::result::UnmappableCharacter,
+               {[&] { parser.parseArguments(2, bad); }, [&] { parser.parse(2, bad); }});
+    EXPECT_EQ(elementsOf(parser), std::rbegin(cases)->second);
 }
 
 TEST(CommandLineParser, FindsTheLastOccurrenceOfAnOption) {
@@ -160,14 +134,11 @@ TEST(CommandLineParser, FindsTheLastOccurrenceOfAnOption) {
     EXPECT_EQ(parser.getValueString(u"V", 0), u"6");
     EXPECT_EQ(parser.getValueString(u"\u00c4", 0), u"4");
     EXPECT_FALSE(parser.isPresent(u"X"));
-    EXPECT_EQ(parser.getElementCount(), 7);
     parser.setIgnoreCase(true); // without parsing again
     EXPECT_EQ(parser.getValueString(u"v", 0), u"6");
     EXPECT_EQ(parser.getValueString(u"\u00c4", 0), u"5");
     EXPECT_TRUE(parser.isPresent(u"X"));
     EXPECT_FALSE(parser.isPresent(u""));
-    parser.setIgnoreCase(false);
-    EXPECT_EQ(parser.getValueString(u"v", 0), u"3");
 }
 
 TEST(CommandLineParser, DefinitionsSurviveAndReplaceEachOther) {
@@ -190,7 +161,7 @@ TEST(CommandLineParser, DefinitionsSurviveAndReplaceEachOther) {
     EXPECT_EQ(parser.getOption(u"O"), nullptr);
 }
 
-TEST(CommandLineParser, ReportsWhatIsNotThere) {
+TEST(CommandLineParser, ReportsWhatIsNotThereAndCopiesAreIndependent) {
     auto parser = parserWithOptions<CommandLineParser>();
     parser.parse(String(u"prog -one abc"));
     const qx::Reference<const CommandLineParser::Element> option = parser.getOption(u"one");
@@ -201,17 +172,22 @@ TEST(CommandLineParser, ReportsWhatIsNotThere) {
     expectEach("Option not present: two", {[&] { parser.getValueLong(u"two", 0); }});
     expectEach("Unable to convert string to long", {[&] { option->getValueLong(0); }});
     expectEach("Unable to convert string to double", {[&] { option->getValueDouble(0); }});
-    parser.parse(String(u"-x"));
+    CommandLineParser copy(parser);
+    copy.defineOption(u"more", 1);
+    copy.parse(String(u"-more x"));
+    EXPECT_EQ(elementsOf(parser), "<prog> one:<abc>");
+    parser = copy;
     EXPECT_EQ(option->getValueString(0), u"abc"); // outlives its parse
+    parser.parse(String(u"-more y"));
+    EXPECT_EQ(elementsOf(parser), "more:<y>");
+    EXPECT_EQ(elementsOf(copy), "more:<x>");
 }
 
 TEST(CommandLineParser, ReadsNumbersAtTheStartOfValues) {
     const std::pair<const char16_t*, int32_t> cases[] = {
         {u"0x1F", 31},
         {u"017", 15},
-        {u"12abc", 12},
-        {u"+7", 7},
-        {u"0", 0},
+        {u"+12abc", 12},
         {u"0x", 0},
         {u"-2147483648", INT32_MIN},
         {u"2147483648", INT32_MAX},
@@ -224,19 +200,6 @@ TEST(CommandLineParser, ReadsNumbersAtTheStartOfValues) {
     const qxtest::TestLocale locale("de_DE.UTF-8");
     parser.parse(String(u"-n=2.5e1x"));
     EXPECT_EQ(parser.getValueDouble(u"n", 0), 25);
-}
-
-TEST(CommandLineParser, CopiesAreIndependent) {
-    auto parser = parserWithOptions<CommandLineParser>();
-    parser.parse(String(u"prog -one 1"));
-    CommandLineParser copy(parser);
-    copy.defineOption(u"more", 1);
-    copy.parse(String(u"-more x"));
-    EXPECT_EQ(elementsOf(parser), "<prog> one:<1>");
-    parser = copy;
-    parser.parse(String(u"-more y"));
-    EXPECT_EQ(elementsOf(parser), "more:<y>");
-    EXPECT_EQ(elementsOf(copy), "more:<x>");
 }
 
 TEST(CommandLineParser, ExplainsItsOptions) {

@@ -1,8 +1,5 @@
 #include <algorithm>
-#include <atomic>
 #include <map>
-#include <thread>
-#include <vector>
 
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
@@ -17,20 +14,10 @@
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"
 
-using qx::Exception;
-using qx::makeReference;
-using qx::Reference;
-using qx::String;
-using qx::util::IniFile;
-using qx::util::propertiesOf;
-using qx::util::PropertySet;
-using qx::util::RegistryKey;
-using qx::util::pcom::IKeyIterator;
-using qx::util::pcom::IPropertySet;
-using qx::util::pcom::PcomPropertySet;
-using qxtest::descriptionOf;
-using qxtest::expectEach;
-namespace result = qx::result;
+using namespace qx;
+using namespace qx::util;
+using namespace qx::util::pcom;
+using namespace qxtest;
 
 namespace {
 
@@ -52,57 +39,54 @@ std::string textOf(const IPropertySet& set, decltype(&IPropertySet::Get) get,
 }
 
 /// A component with nothing but the unknown interface.
-class Stranger : public qx::ComObject {};
+class Stranger : public ComObject {};
 
 /// Another module's property set: it lists its keys, and fails when it is told to.
-class ForeignSet : public qx::pcom::Implements<qx::ComObject, IPropertySet> {
+class ForeignSet : public qx::pcom::Implements<ComObject, IPropertySet> {
 public:
     int32_t Set(const char16_t* name, IQXUnknown* value) const override {
-        Reference<IQXCharBuffer> buffer;
-        if (failure < 0)
-            return failure;
-        if (value->QueryInterface(IQXCharBuffer::Iid, buffer.putVoid()) < 0)
-            return result::NoInterface;
-        values[name] = std::u16string(String(buffer.get()).view());
+        Reference<IQXCharBuffer> text;
+        if (failure < 0 || value->QueryInterface(IQXCharBuffer::Iid, text.putVoid()) < 0)
+            return failure < 0 ? failure : result::NoInterface;
+        values[name] = makeReference<String>(text.get());
         return result::Ok;
     }
-    int32_t Get(const char16_t* name, const qx::GUID& iid, void** out) const override {
+    int32_t Get(const char16_t* name, const GUID& iid, void** out) const override {
         *out = reinterpret_cast<void*>(1); // a failing call may leave anything behind
         const auto found = values.find(name);
         if (failure < 0 || found == values.end())
             return failure < 0 ? failure : result::NotFound;
-        return makeReference<String>(std::u16string_view(found->second))->QueryInterface(iid, out);
+        return found->second->QueryInterface(iid, out);
     }
-    int32_t Remove(const char16_t* name, const qx::GUID& iid, void** out) const override {
+    int32_t Remove(const char16_t* name, const GUID& iid, void** out) const override {
         const int32_t got = Get(name, iid, out);
         if (got >= 0)
             values.erase(name);
         return got;
     }
-    int32_t GetKeyIterator(const qx::GUID& iid, void** out) const override {
+    int32_t GetKeyIterator(const GUID& iid, void** out) const override {
         *out = nullptr;
         return failure < 0 ? failure : makeReference<Keys>(*this)->QueryInterface(iid, out);
     }
 
     int32_t failure = result::Ok;
-    mutable std::map<std::u16string, std::u16string> values;
+    mutable std::map<std::u16string, Reference<String>> values;
 
 private:
-    class Keys : public qx::pcom::Implements<qx::ComObject, IKeyIterator> {
+    class Keys : public qx::pcom::Implements<ComObject, IKeyIterator> {
     public:
-        explicit Keys(const ForeignSet& set) : m_values(set.values) {}
+        explicit Keys(const ForeignSet& set) : m_left(set.values) {}
         int32_t HasNext(int16_t* hasNext) override {
-            *hasNext = m_next != m_values.end();
+            *hasNext = !m_left.empty();
             return result::Ok;
         }
-        int32_t Next(const qx::GUID& iid, void** out) override {
-            const std::u16string_view key = m_next++->first;
-            return makeReference<String>(key)->QueryInterface(iid, out);
+        int32_t Next(const GUID& iid, void** out) override {
+            const auto next = m_left.extract(m_left.begin());
+            return makeReference<String>(next.key())->QueryInterface(iid, out);
         }
 
     private:
-        const std::map<std::u16string, std::u16string> m_values;
-        std::map<std::u16string, std::u16string>::const_iterator m_next = m_values.begin();
+        std::map<std::u16string, Reference<String>> m_left;
     };
 };
 
@@ -140,24 +124,17 @@ TEST(PropertySet, FallsBackToItsParents) {
     EXPECT_EQ(keysOf(*leaf), std::vector<std::string>{"port"});
     EXPECT_EQ(leaf->remove(u"port"), u"8443");
     EXPECT_EQ(leaf->remove(u"port"), u""); // not the parent's
-    EXPECT_EQ(leaf->get(u"port"), u"80");
+    EXPECT_FALSE(leaf->hasProperty(u"PORT"));
     root->clear();
     EXPECT_FALSE(leaf->hasProperty(u"port"));
-    EXPECT_FALSE(leaf->hasProperty(u"PORT"));
     EXPECT_EQ(descriptionOf([&] { leaf->get(u"port"); }), "");
-}
-
-TEST(PropertySet, KeepsTextsOfItsOwn) {
-    PropertySet set;
-    std::u16string units = u"before";
-    set.set(u"wrapped", String(units.data(), String::AM_WRAP, 6));
+    std::u16string units = u"before"; // of which the set has a copy
+    leaf->set(u"wrapped", String(units.data(), String::AM_WRAP, 6));
     units = u"behind";
-    EXPECT_EQ(set.get(u"wrapped"), u"before");
-    set.set(u"empty", String());
-    EXPECT_TRUE(set.hasProperty(u"empty"));
-    String read = set.get(u"wrapped");
-    read.append(u"!");
-    EXPECT_EQ(set.get(u"wrapped"), u"before");
+    leaf->get(u"wrapped").append(u"!");
+    EXPECT_EQ(leaf->get(u"wrapped"), u"before");
+    leaf->set(u"empty", String());
+    EXPECT_TRUE(leaf->hasProperty(u"empty"));
 }
 
 TEST(PropertySet, SharesItsValuesWithOtherModules) {
@@ -165,28 +142,18 @@ TEST(PropertySet, SharesItsValuesWithOtherModules) {
     parent->set(u"inherited", u"yes");
     const auto set = makeReference<PropertySet>(parent.get());
     const Reference<const IPropertySet> shared = PropertySet::getPcom(set);
-    const auto value = makeReference<qx::util::RWCharBuffer>();
+    const auto value = makeReference<RWCharBuffer>();
     std::copy_n(u"text", 4, value->getWriteLock(4));
     value->releaseWriteLock(4);
     ASSERT_EQ(shared->Set(u"name", value->GetUnknown()), result::Ok);
     EXPECT_EQ(set->get(u"name"), u"text");
     set->set(u"name", u"changed");
-
     EXPECT_EQ(textOf(*shared, &IPropertySet::Get, u"name"), "changed");
     EXPECT_EQ(textOf(*shared, &IPropertySet::Get, u"inherited"), "yes");
-    EXPECT_EQ(textOf(*shared, &IPropertySet::Remove, u"name"), "changed");
-    EXPECT_EQ(textOf(*shared, &IPropertySet::Remove, u"name"), ""); // not there any more
-    EXPECT_FALSE(set->hasProperty(u"name"));
-    EXPECT_THROW(PropertySet::getPcom(nullptr), qx::ResultException);
-}
 
-TEST(PropertySet, InterfaceReportsFailures) {
-    const auto set = makeReference<PropertySet>();
-    set->set(u"name", u"value");
-    int dummy = 0;
     void* out = nullptr;
     const auto answer = [&](int32_t expected, auto call) {
-        out = &dummy;
+        out = &out;
         EXPECT_EQ(call(), expected);
         EXPECT_EQ(out, nullptr);
     };
@@ -196,7 +163,10 @@ TEST(PropertySet, InterfaceReportsFailures) {
     answer(result::NotImplemented, [&] { return set->GetKeyIterator(IKeyIterator::Iid, &out); });
     expectEach(result::NullPointer, {set->Get(u"name", IQXCharBuffer::Iid, nullptr),
                                      set->Remove(u"name", IQXCharBuffer::Iid, nullptr)});
-    EXPECT_EQ(set->get(u"name"), u"value"); // nothing was lost
+    EXPECT_EQ(textOf(*shared, &IPropertySet::Remove, u"name"), "changed") << "nothing was lost";
+    EXPECT_EQ(textOf(*shared, &IPropertySet::Remove, u"name"), ""); // not there any more
+    EXPECT_FALSE(set->hasProperty(u"name"));
+    EXPECT_THROW(PropertySet::getPcom(nullptr), ResultException);
 }
 
 TEST(PcomPropertySet, WorksOnAnotherModulesValues) {
@@ -206,7 +176,7 @@ TEST(PcomPropertySet, WorksOnAnotherModulesValues) {
     const auto set = makeReference<PcomPropertySet>(foreign.get(), parent.get());
     set->set(u"a", u"1");
     set->set(u"b", u"2");
-    EXPECT_EQ(foreign->values[u"a"], u"1");
+    EXPECT_EQ(*foreign->values[u"a"], u"1");
     EXPECT_EQ(set->get(u"a"), u"1");
     EXPECT_TRUE(set->hasProperty(u"b"));
     EXPECT_FALSE(set->hasProperty(u"inherited"));
@@ -214,19 +184,15 @@ TEST(PcomPropertySet, WorksOnAnotherModulesValues) {
     EXPECT_EQ(set->remove(u"a"), u"1");
     EXPECT_EQ(set->remove(u"a"), u"");
     EXPECT_EQ(PropertySet::getPcom(set), static_cast<const IPropertySet*>(foreign.get()));
-    const auto child = makeReference<PropertySet>(set.get());
-    EXPECT_EQ(child->get(u"b"), u"2"); // also as a parent
+    EXPECT_EQ(makeReference<PropertySet>(set.get())->get(u"b"), u"2"); // also as a parent
     set->clear();
     EXPECT_TRUE(foreign->values.empty());
-}
 
-TEST(PcomPropertySet, ReportsTheFailuresOfTheOtherModule) {
-    const auto foreign = makeReference<ForeignSet>();
-    const auto set = makeReference<PcomPropertySet>(foreign.get());
     const String broken(u"a\0b", 3);
     expectEach(result::NotFound, {[&] { set->get(u"a"); }});
     expectEach(result::InvalidArgument, {[&] { set->set(broken, u"x"); }});
     EXPECT_FALSE(set->hasProperty(broken));
+    set->set(u"a", u"1");
     foreign->failure = result::AccessDenied;
     expectEach(result::AccessDenied,
                {[&] { set->set(u"a", u"1"); }, [&] { set->getKeys(); }, [&] { set->clear(); }});
@@ -238,14 +204,10 @@ TEST(PcomPropertySet, ReportsTheFailuresOfTheOtherModule) {
 }
 
 TEST(Property, ReadsItsValueAsTextAndAsNumber) {
-    const struct {
-        Reference<CQXProperty> property;
-        const char16_t* text;
-        double number;
-    } cases[] = {
+    const std::tuple<Reference<CQXProperty>, const char16_t*, double> cases[] = {
         {new CQXProperty(u"k", 42), u"42", 42},
         {new CQXProperty(u"k", String(u"42 apples")), u"42 apples", 42},
-        {new CQXProperty(u"k", qx::Integer32(42).clone()), u"42", 42},
+        {new CQXProperty(u"k", Integer32(42).clone()), u"42", 42},
         {new CQXProperty(u"k", 2.5), u"2.5", 2.5},
     };
     for (const auto& [property, text, number] : cases) {
@@ -253,33 +215,17 @@ TEST(Property, ReadsItsValueAsTextAndAsNumber) {
         EXPECT_EQ(property->getValueLong(), static_cast<int32_t>(number));
         EXPECT_EQ(property->getValueDouble(), number);
     }
-    EXPECT_NE(dynamic_cast<String*>(cases[0].property->getValue().get()), nullptr);
+    EXPECT_NE(dynamic_cast<String*>(std::get<0>(cases[0])->getValue().get()), nullptr);
     CQXProperty property(u"k", 1);
     property.set(-7);
     EXPECT_EQ(property.getValueDouble(), -7);
     property.set(u"text");
     EXPECT_EQ(property.getValueLong(), 0); // as Number::parseInt
-    property.set(new qx::Double(1.25));
+    property.set(new Double(1.25));
     EXPECT_EQ(property.getValueDouble(), 1.25);
 }
 
-TEST(Property, KeepsWhatIsNotOfTheLibrary) {
-    const auto property = makeReference<CQXProperty>(u"k", 1);
-    const auto stranger = makeReference<Stranger>();
-    ASSERT_EQ(property->SetValue(stranger->GetUnknown()), result::Ok);
-    expectEach("Value is not a CQXObject", {[&] { property->getValue(); }});
-    Reference<IQXUnknown> value;
-    ASSERT_EQ(property->GetValue(IQXUnknown::Iid, value.putVoid()), result::Ok);
-    EXPECT_EQ(value, stranger->GetUnknown());
-    int32_t number = 5;
-    EXPECT_EQ(property->GetValueLong(&number), result::Fail);
-    EXPECT_EQ(number, 0);
-    const auto text = makeReference<String>(u"12");
-    ASSERT_EQ(property->SetValue(text->GetUnknown()), result::Ok);
-    EXPECT_EQ(property->getValue(), text);
-}
-
-TEST(Property, AnswersBothInterfacesAtOneAddress) {
+TEST(Property, AnswersBothInterfacesAtOneAddressAndKeepsWhatIsNotOfTheLibrary) {
     const auto property = makeReference<CQXProperty>(u"key", 1);
     Reference<IQXProperty> first;
     Reference<IQXProperty2> second;
@@ -296,29 +242,42 @@ TEST(Property, AnswersBothInterfacesAtOneAddress) {
     EXPECT_EQ(text, u"3.5");
     EXPECT_EQ(fraction, 3.5);
     expectEach(result::NullPointer, {first->GetValueString(nullptr), first->GetValueLong(nullptr)});
+
+    const auto stranger = makeReference<Stranger>();
+    ASSERT_EQ(property->SetValue(stranger->GetUnknown()), result::Ok);
+    expectEach("Value is not a CQXObject", {[&] { property->getValue(); }});
+    Reference<IQXUnknown> value;
+    ASSERT_EQ(property->GetValue(IQXUnknown::Iid, value.putVoid()), result::Ok);
+    EXPECT_EQ(value, stranger->GetUnknown());
+    int32_t number = 5;
+    EXPECT_EQ(property->GetValueLong(&number), result::Fail);
+    EXPECT_EQ(number, 0);
+    const auto ours = makeReference<String>(u"12");
+    ASSERT_EQ(property->SetValue(ours->GetUnknown()), result::Ok);
+    EXPECT_EQ(property->getValue(), ours);
 }
 
 TEST(PropertySetOfProperties, WorksThroughItsDerivedClass) {
     const auto set = makeReference<StoredProperties>();
-    set->set(u"object", new qx::Integer32(8));
+    set->set(u"object", new Integer32(8));
     EXPECT_EQ(set->getValueLong(u"object"), 8);
     EXPECT_THROW(set->getValueDouble(u"none"), Exception);
     Reference<IQXPropertySet2> face;
     ASSERT_EQ(set->QueryInterface(IQXPropertySet2::Iid, face.putVoid()), result::Ok);
-    const auto stranger = makeReference<Stranger>();
     double pi = 0;
     int32_t number = 0;
     String text;
-    Reference<IQXUnknown> any;
     expectEach(result::Ok, {face->SetDouble(u"pi", 3.125), face->SetLong(u"number", 9),
-                            face->SetString(u"text", u"abc"),
-                            face->Set(u"any", stranger->GetUnknown()), face->GetDouble(u"pi", &pi),
-                            face->GetLong(u"number", &number), face->GetString(u"text", &text),
-                            face->Get(u"any", IQXUnknown::Iid, any.putVoid())});
+                            face->SetString(u"text", u"abc"), face->GetDouble(u"pi", &pi),
+                            face->GetLong(u"number", &number), face->GetString(u"text", &text)});
     EXPECT_EQ(pi, 3.125);
     EXPECT_EQ(number, 9);
     EXPECT_EQ(text, u"abc");
-    EXPECT_EQ(any, stranger->GetUnknown());
+    const auto any = makeReference<Stranger>();
+    Reference<IQXUnknown> found;
+    expectEach(result::Ok, {face->Set(u"any", any->GetUnknown()),
+                            face->Get(u"any", IQXUnknown::Iid, found.putVoid())});
+    EXPECT_EQ(found, any->GetUnknown());
     EXPECT_EQ(set->getValueString(u"number"), u"9");
     EXPECT_EQ(face->GetLong(u"none", &number), result::Fail);
     EXPECT_EQ(number, 0);
@@ -329,9 +288,9 @@ TEST(PropertySetOfProperties, WorksThroughItsDerivedClass) {
 }
 
 TEST(PropertySources, ReadASetOfAnIniFile) {
-    const qxtest::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.path("service.ini");
-    qxtest::writeFile(path, "[Net]\nPort=80\nhost = a b \n[Outer\\Inner]\nx=1\n");
+    writeFile(path, "[Net]\nPort=80\nhost = a b \n[Outer\\Inner]\nx=1\n");
     IniFile ini(String::fromUtf8(path).getData());
     const auto defaults = makeReference<PropertySet>();
     defaults->set(u"Port", u"1");
@@ -344,11 +303,11 @@ TEST(PropertySources, ReadASetOfAnIniFile) {
     properties->set(u"Port", u"81"); // of the property set alone
     EXPECT_EQ(ini.view().find(u"Net", u"port"), u"80");
     EXPECT_EQ(propertiesOf(ini, u"Outer")->getKeys()->getSize(), 0);
-    expectEach<qx::util::IniFileException>({[&] { propertiesOf(ini, u"other"); }});
+    expectEach<IniFileException>({[&] { propertiesOf(ini, u"other"); }});
 }
 
 TEST(PropertySources, ReadTheValuesOfARegistryKey) {
-    const qxtest::TemporaryRegistry registry;
+    const TemporaryRegistry registry;
     RegistryKey key(QX_HKEY_USER, u"Service");
     key.setValue(u"text", String(u"a\u20ac"));
     key.setValue(u"number", 4000000000u);
@@ -367,21 +326,4 @@ TEST(PropertySources, ReadTheValuesOfARegistryKey) {
     EXPECT_EQ(properties->get(u"none"), u"");
     EXPECT_EQ(properties->get(u""), u"default");
     expectEach(result::NotFound, {[&] { propertiesOf(key.getSubkey(u"missing")); }});
-}
-
-TEST(PropertySources, TakeValuesWhoseTypeOthersChange) {
-    const qxtest::TemporaryRegistry registry;
-    const RegistryKey key(QX_HKEY_USER, u"Service");
-    std::atomic<bool> isDone = false;
-    RegistryKey(key).setValue(u"value", 7u);
-    const std::jthread writer([&key, &isDone] {
-        RegistryKey own(key);
-        for (int i = 0; i < 100; ++i) {
-            own.setValue(u"value", String(u"7"));
-            own.setValue(u"value", 7u);
-        }
-        isDone = true;
-    });
-    while (!isDone)
-        EXPECT_EQ(propertiesOf(key)->get(u"value"), u"7");
 }
