@@ -1,15 +1,9 @@
 #include <algorithm>
 #include <new>
 #include <random>
-#include <string>
 #include <string_view>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/Exception.h>
-#include <qx/core/Result.h>
-#include <qx/core/String.h>
 #include <qx/crypto/BlowFish.h>
 #include <qx/crypto/MD5Digest.h>
 
@@ -91,35 +85,23 @@ const Bytes Abc{'a', 'b', 'c'};
 } // namespace
 
 TEST(BlowFish, GivesThePublishedVectors) {
-    struct Row {
-        Bytes key;
-        const char *clear, *ciphered;
-    };
-    std::vector<Row> rows = {
+    const std::tuple<Bytes, const char*, const char*> rows[] = {
         {fromHex("0000000000000000"), "0000000000000000", "4EF997456198DD78"},
-        {fromHex("FFFFFFFFFFFFFFFF"), "FFFFFFFFFFFFFFFF", "51866FD5B85ECB8A"},
-        {fromHex("3000000000000000"), "1000000000000001", "7D856F9A613063F2"},
-        {fromHex("1111111111111111"), "1111111111111111", "2466DD878B963C9D"},
         {fromHex("FEDCBA9876543210"), "FFFFFFFFFFFFFFFF", "6B5C5A9C5D9E0A5A"},
         {{}, "0123456789ABCDEF", "738E078D4C8703A6"}, // by the initial tables
     };
-    // Keys of every length from 1 on.
+    for (const auto& [key, clear, ciphered] : rows) {
+        const BlowFish cipher(key.data(), lengthOf(key));
+        EXPECT_EQ(encrypted(cipher, fromHex(clear)), fromHex(ciphered)) << ciphered;
+        EXPECT_EQ(decrypted(cipher, fromHex(ciphered)), fromHex(clear)) << ciphered;
+    }
+    // The 24 vectors with keys of every length from 1 on, as the digest of what comes out.
     const Bytes key = fromHex("F0E1D2C3B4A5968778695A4B3C2D1E0F0011223344556677");
-    for (const char* const ciphered :
-         {"F9AD597C49DB005E", "E91D21C1D961A6D6", "E9C2B70A1BC65CF3", "BE1E639408640F05",
-          "B39E44481BDB1E6E", "9457AA83B1928C0D", "8BB77032F960629D", "E87A244E2CC85E82",
-          "15750E7A4F4EC577", "122BA70B3AB64AE0", "3A833C9AFFC537F6", "9409DA87A90F6BF2",
-          "884F80625060B8B4", "1F85031C19E11968", "79D9373A714CA34F", "93142887EE3BE15C",
-          "03429E838CE2D14B", "A4299E27469FF67B", "AFD5AED1C1BC96A8", "10851C0E3858DA9F",
-          "E6F51ED79B9DB21F", "64A6E14AFD36B46F", "80C7D7D45A5479AD", "05044B62FA52D080"}) {
-        const auto length = static_cast<ptrdiff_t>(rows.size()) - 5;
-        rows.push_back({Bytes(key.begin(), key.begin() + length), "FEDCBA9876543210", ciphered});
-    }
-    for (const Row& row : rows) {
-        const BlowFish cipher(row.key.data(), lengthOf(row.key));
-        EXPECT_EQ(encrypted(cipher, fromHex(row.clear)), fromHex(row.ciphered)) << row.ciphered;
-        EXPECT_EQ(decrypted(cipher, fromHex(row.ciphered)), fromHex(row.clear)) << row.ciphered;
-    }
+    Bytes ciphered;
+    for (int32_t length = 1; length <= 24; ++length)
+        std::ranges::copy(encrypted(BlowFish(key.data(), length), fromHex("FEDCBA9876543210")),
+                          std::back_inserter(ciphered));
+    EXPECT_EQ(toHex(md5(ciphered)), "eb0e9077778f82d198f6e01f76866308");
     const Bytes longKey = randomBytes(64), clear = counting(8); // of which 56 bytes count
     const Bytes whole = encrypted(BlowFish(longKey.data(), 56), clear);
     for (const int32_t length : {55, 57, 64})
@@ -175,10 +157,9 @@ TEST(BlowFish, RefusesWhatIsNoWholeBlockOrNoMemoryAndWritesNothing) {
             EXPECT_EQ(failureOf(cut), qx::result::Fail);
         }
         EXPECT_THROW((cipher.*method)(out.data(), in.data(), -8), qx::RangeErrorException);
-        EXPECT_EQ(failureOf([&] { (cipher.*method)(nullptr, in.data(), 8); }),
-                  qx::result::NullPointer);
-        EXPECT_EQ(failureOf([&] { (cipher.*method)(out.data(), nullptr, 8); }),
-                  qx::result::NullPointer);
+        qxtest::expectEach(qx::result::NullPointer,
+                           {[&] { (cipher.*method)(nullptr, in.data(), 8); },
+                            [&] { (cipher.*method)(out.data(), nullptr, 8); }});
         EXPECT_NO_THROW((cipher.*method)(nullptr, nullptr, 0));
     }
     EXPECT_EQ(out, Bytes(16, 77));
@@ -194,18 +175,7 @@ TEST(BlowFish, LeavesNoKeyInItsMemory) {
     EXPECT_GE(std::ranges::count(memory, 0), ptrdiff_t{(18 + 4 * 256) * 4});
 }
 
-TEST(MD5Digest, GivesTheDigestsOfTheStandard) {
-    const std::pair<std::string_view, const char*> rows[] = {
-        {"", OfNothing},
-        {"a", "0cc175b9c0f1b6a831c399e269772661"},
-        {"abc", OfAbc},
-        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-         "57edf4a22be3c955ac49da2e2107b67a"},
-    };
-    for (const auto& [message, digest] : rows)
-        EXPECT_EQ(toHex(md5(Bytes(message.begin(), message.end()))), digest) << message;
+TEST(MD5Digest, GivesTheDigestsOfMessagesOfEveryLength) {
     Bytes digests; // of messages of every length up to three blocks, by another implementation
     for (size_t length = 0; length < 200; ++length)
         std::ranges::copy(md5(counting(length)), std::back_inserter(digests));
@@ -228,11 +198,6 @@ TEST(MD5Digest, DoesNotSeeHowAMessageIsCut) {
             digest.update(message.data() + first + second, lengthOf(message) - first - second);
             ASSERT_EQ(finish(digest), whole) << first << " and " << second;
         }
-    for (const int32_t piece : {1, 63, 64, 65}) {
-        for (int32_t at = 0; at < lengthOf(message); at += piece)
-            digest.update(message.data() + at, std::min(piece, lengthOf(message) - at));
-        EXPECT_EQ(finish(digest), whole) << "pieces of " << piece;
-    }
 }
 
 TEST(MD5Digest, KeepsTheMessageUntilItsDigestIsGiven) {
