@@ -44,8 +44,8 @@ TEST(BitStreams, RefuseWhatDoesNotFitAndTakeNoneOfIt) {
         EXPECT_EQ(failureOf([&] { out.write(0, bits); }), InvalidArgument);
     }
     const std::pair<uint64_t, int> tooWide[] = {{8, 3}, {~0ull, 31}, {1ull << 32, 32}, {2, 1}};
-    for (const auto& [value, bits] : tooWide)
-        EXPECT_EQ(descriptionOf<qx::RangeErrorException>([&] { out.write(value, bits); }),
+    for (const auto& row : tooWide)
+        EXPECT_EQ(descriptionOf<qx::RangeErrorException>([&] { out.write(row.first, row.second); }),
                   "Number out of range");
     EXPECT_THROW(out.write(-1, 31), qx::RangeErrorException);
     out.flush();
@@ -143,14 +143,10 @@ TEST(AlphaNumOutputStream, LosesARefusedBlockAloneAndPassesSingleBytesOn) {
 
 TEST(AlphaNumInputStream, RefusesOtherCharactersAndGoesOnBehindThem) {
     for (const std::string other : {"a", "\n", "\xC1", "0"}) {
-        SCOPED_TRACE(other);
         AlphaNumInputStream in(new Source("AA" + other + "9A6"));
-        std::string bytes;
-        readBlock<char>(in, 1, bytes);
-        EXPECT_EQ(descriptionOf<qx::text::charset::InvalidCharacterException>(
-                      [&] { readBlock<char>(in, 1, bytes); }),
-                  "Invalid AlphaNum character");
-        EXPECT_EQ(bytes + drained(in, 3), "\0\x3E\x0E\0"s); // behind: 00 11111 00000 11100
+        // Behind: 00 11111 00000 11100.
+        EXPECT_EQ(played(in, "r1 r1 r3"), "1:\0 !Invalid AlphaNum character 3:\x3E\x0E\0"s)
+            << other;
     }
 }
 
@@ -158,15 +154,8 @@ TEST(AlphaNumInputStream, CountsBytesNotCharacters) {
     Source source("AAAAAAAA96\nAA");
     source.availableNow = 12;
     AlphaNumInputStream in(&source);
-    EXPECT_EQ(in.available(), 7);
-    EXPECT_EQ(in.skip(5), 5);
-    char byte = 0;
-    EXPECT_EQ(in.read(&byte, 1), 1);
-    EXPECT_EQ(byte, '\xFF');
-    EXPECT_EQ(in.read(), '\n') << "single bytes are those of the text";
-    EXPECT_EQ(drained(in, 2), "\0\0"s);
-    EXPECT_EQ(in.skip(1), 0);
-    EXPECT_EQ(in.read(&byte, 0), -1);
+    // Single bytes are those of the text.
+    EXPECT_EQ(played(in, "a s5 r1 . r2 s1 r0"), "7 5 1:\xFF 10 2:\0\0 0 -1"s);
 }
 
 } // namespace

@@ -123,7 +123,6 @@ private:
 
 TEST_F(ChannelTest, TellsTheNameThatItHas) {
     const auto named = Channels::adaptStreams(in, out, String(u"pipe 7"));
-    EXPECT_EQ(named->getInheritableName(), u"pipe 7");
     qx::util::ROCharBuffer refusing;
     EXPECT_EQ(componentOf(named)->GetInheritableName(&refusing), result::NotImplemented);
     const auto unnamed = Channels::adaptStreams(in, out, String());
@@ -147,42 +146,38 @@ public:
 };
 
 TEST(ReadWriteChannel, AdvancesByWhatItsComponentsMoveAndPassesOnWhatTheyReturn) {
-    const struct {
-        const char* what;
-        int32_t result, moved;           // of the component
-        int32_t readResult, writeResult; // of the channel
-    } cases[] = {
-        {"all that remains", result::Ok, 6, result::Ok, result::Ok},
-        {"a part", result::Ok, 2, result::Ok, result::Ok},
-        {"nothing", result::Ok, 0, result::Ok, result::Ok},
-        {"success with a code of its own", 5, 3, result::Ok, result::Ok},
-        {"end of the input", result::Ok, -1, result::Ok, result::Fail},
-        {"more than was offered", result::Ok, 7, result::Fail, result::Fail},
-        {"far more", result::Ok, INT32_MAX, result::Fail, result::Fail},
-        {"less than nothing", result::Ok, -2, result::Fail, result::Fail},
-        {"failure", result::BrokenPipe, 3, result::BrokenPipe, result::BrokenPipe},
+    const std::tuple<int32_t, int32_t, int32_t> cases[] = {
+        // result of the component and what it says to have moved; result of the channel
+        {result::Ok, 6, result::Ok},
+        {result::Ok, 0, result::Ok},
+        {5, 3, result::Ok},             // success with a code of its own
+        {result::Ok, -1, result::Fail}, // save at the end of the input
+        {result::Ok, 7, result::Fail},  // more than was offered
+        {result::Ok, INT32_MAX, result::Fail},
+        {result::Ok, -2, result::Fail},
+        {result::BrokenPipe, 3, result::BrokenPipe},
     };
     const auto in = qx::makeReference<FakeComponent>(), out = qx::makeReference<FakeComponent>();
     {
         const auto channel = qx::makeReference<Joined>(Channels::adaptPcomChannel(in),
                                                        Channels::adaptPcomChannel(out));
         const auto component = componentOf(channel);
-        for (const auto& c : cases) {
+        for (const auto& [answer, claimed, result] : cases) {
             for (const bool reading : {true, false}) {
-                SCOPED_TRACE(testing::Message() << c.what << (reading ? " read" : " written"));
+                SCOPED_TRACE(testing::Message() << claimed << (reading ? " read" : " written"));
+                const int32_t expected = reading && claimed == -1 ? result::Ok : result;
                 FakeComponent &acting = reading ? *in : *out, &idle = reading ? *out : *in;
-                acting.result = c.result;
-                acting.moved = c.moved;
+                acting.result = answer;
+                acting.moved = claimed;
                 idle.result = result::Deadlock;
                 ByteBuffer buffer(10, QX_ENDIAN_LITTLE, false);
                 buffer.setLimit(8);
                 buffer.setPosition(2);
-                const int32_t expected = reading ? c.readResult : c.writeResult;
                 int32_t moved = 0, length = 6;
                 expectEach(expected, {[&] {
                                moved = reading ? channel->read(buffer) : channel->write(buffer);
                            }});
-                EXPECT_EQ(moved, expected == result::Ok ? c.moved : 0);
+                EXPECT_EQ(moved, expected == result::Ok ? claimed : 0);
                 EXPECT_EQ(buffer.getPosition(), 2u + static_cast<unsigned>(std::max(moved, 0)));
                 EXPECT_EQ(acting.offered, 6);
                 signed char bytes[6] = {};
@@ -199,28 +194,26 @@ TEST(ReadWriteChannel, AdvancesByWhatItsComponentsMoveAndPassesOnWhatTheyReturn)
 TEST_F(ChannelTest, LocksOnlyWhenToldTo) {
     using qx::io::LockingChannel;
     const auto streams = Channels::adaptStreams(in, out);
-    LockingChannel locking(streams, "qx.test.ChannelsTest"), unnamed(streams, nullptr);
-    LockingChannel sameName(streams, "qx.test.ChannelsTest"), empty(streams, "");
+    LockingChannel locking(streams, "qx.test.ChannelsTest"), unnamed(streams, nullptr),
+        sameName(streams, "qx.test.ChannelsTest"), empty(streams, "");
     locking.wait();
     EXPECT_TRUE(locking.tryWait()) << "the holder may lock again";
     locking.signal();
     std::thread([&] {
-        EXPECT_FALSE(locking.tryWait());
         EXPECT_FALSE(sameName.tryWait()) << "one lock for one name";
-        EXPECT_TRUE(unnamed.tryWait());
-        EXPECT_TRUE(empty.tryWait());
+        EXPECT_TRUE(unnamed.tryWait() && empty.tryWait());
+        unnamed.signal();
+        empty.signal();
         EXPECT_EQ(locking.read(buffer), 3) << "the lock is the caller's affair";
         buffer.flip();
         EXPECT_EQ(locking.write(buffer), 3);
         EXPECT_EQ(failureOf([&] { locking.signal(); }), result::NotOwner);
-        unnamed.signal();
-        empty.signal();
     }).join();
     locking.signal();
     std::thread([&] {
         const std::lock_guard lock(sameName);
-        EXPECT_TRUE(sameName.tryWait());
-        sameName.signal();
+        EXPECT_TRUE(locking.tryWait());
+        locking.signal();
     }).join();
 }
 

@@ -69,17 +69,6 @@ TEST(DataStreams, EveryByteIsACallOfItsOwnMostSignificantFirst) {
     EXPECT_TRUE(source.requests.empty());
 }
 
-TEST(DataInputStream, ReadsFullyByBlocks) {
-    FakeSource<Bytes> source("abcdefgh", 3);
-    DataInputStream in(&source);
-    signed char bytes[8];
-    in.readFully(bytes, 0);
-    in.readFully(bytes, 7);
-    EXPECT_EQ(textOf(Content(bytes, bytes + 7)), "abcdefg");
-    EXPECT_EQ(source.requests, (std::vector<int32_t>{7, 4, 1}));
-    EXPECT_THROW(in.readFully(bytes, 2), UnexpectedEOFException);
-}
-
 /// Halves what it reads, to be seen by whoever reads through it.
 class Halving : public DataInputStream {
 public:
