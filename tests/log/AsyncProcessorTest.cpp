@@ -59,20 +59,6 @@ protected:
     Reference<AsyncProcessor> processor;
 };
 
-TEST_F(Async, WithoutWorkersTheDestructorHandsOn) {
-    for (const int threadCount : {0, -1}) {
-        target = new FakeTarget;
-        start(threadCount);
-        put(0, 100);
-        EXPECT_EQ(processor->getWorkerCount(), 0);
-        EXPECT_EQ(processor->getQueuedCount(), 100u);
-        EXPECT_FALSE(processor->flush());
-        EXPECT_EQ(target->calls, 0);
-        processor.reset();
-        EXPECT_EQ(target->values(), numbers(0, 100));
-    }
-}
-
 TEST_F(Async, SeveralWorkersCallTheTargetAtOnceAndCarryOnWithoutOneThatItsFailureEnds) {
     constexpr int Workers = 3;
     target->gate.close();
@@ -101,40 +87,23 @@ TEST_F(Async, TheDestructorDoesNotWaitForATargetThatHangs) {
     await([&] { return destroyed.load(); }); // by the worker, if that is the last
 }
 
-TEST_F(Async, FlushWaitsForWhatWasQueuedBeforeIt) {
-    startBusy();
-    BlockingThread flusher([&] {
-        EXPECT_TRUE(processor->flush());
-        EXPECT_EQ(target->values(), numbers(0, 1));
-    });
-    flusher.awaitBlocked();
-    target->gate.open();
-}
-
-/// Flushes the processor that it is the target of and logs to it.
-class ReentrantTarget : public qx::pcom::Implements<Object, log::ILogProcessor> {
-public:
-    void process(const log::ILogEntry* entry) override {
+TEST_F(Async, ATargetMayLogAndDoesNotWaitForItself) {
+    std::atomic<int> calls{0};
+    std::atomic<bool> isFlushed{true};
+    const auto reenter = [&](const log::ILogEntry* entry) {
         if (++calls > 2)
             return;
         isFlushed = processor->flush();
         processor->process(entry);
         processor->process(entry);
-    }
-    AsyncProcessor* processor = nullptr;
-    std::atomic<int> calls{0};
-    std::atomic<bool> isFlushed{true};
-};
-
-TEST_F(Async, ATargetMayLogAndDoesNotWaitForItself) {
-    const auto reentrant = makeReference<ReentrantTarget>();
+    };
     options.capacity = 1;
-    processor = AsyncProcessor::create(reentrant, 1, options);
-    reentrant->processor = processor;
+    processor = AsyncProcessor::create(new Doing(reenter), 1, options);
     put(1, 2);
-    await([&] { return reentrant->calls == 5; });
-    EXPECT_FALSE(reentrant->isFlushed);
+    await([&] { return calls == 5; });
+    EXPECT_FALSE(isFlushed);
     EXPECT_TRUE(processor->flush());
+    processor.reset(); // while what it calls is there
 }
 
 TEST_F(Async, AFullQueueDropsWhatItsPolicySays) {
@@ -210,47 +179,35 @@ TEST_F(Async, CarriesOnWhenItIsToldTo) {
 }
 
 TEST_F(Async, AForkedChildLeavesTheQueueToItsParent) {
-    for (const int workers : {0, 1}) {
-        target = new FakeTarget;
-        target->destroyed = &destroyed;
-        target->gate.close();
-        options.capacity = 3;
-        start(workers);
-        put(0, 3);
-        await([&] { return target->calls == workers; });
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(60);
-            const bool isLeft = !processor->flush() && processor->getQueuedCount() == 0 &&
-                                processor->getWorkerCount() == 0 &&
-                                failureOf([&] { put(3, 9); }) != 0;
-            target->gate.open();
-            const FakeTarget* const kept = target.get();
-            destroyed = false;
-            target.reset();
-            processor.reset();
-            _exit(isLeft && !destroyed && kept->calls == workers ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
+    options.capacity = 2;
+    startBusy();
+    put(1, 3);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        const bool isLeft = !processor->flush() && processor->getQueuedCount() == 0 &&
+                            processor->getWorkerCount() == 0 && failureOf([&] { put(3, 9); }) != 0;
         target->gate.open();
+        const FakeTarget* const kept = target.get();
+        target.reset();
         processor.reset();
-        EXPECT_EQ(target->values(), numbers(0, 3));
+        _exit(isLeft && !destroyed && kept->calls == 1 ? 0 : 1);
     }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    target->gate.open();
+    EXPECT_TRUE(processor->flush());
+    EXPECT_EQ(target->values(), numbers(0, 3));
 }
 
 // Texts of any length, in more than one piece of the queue's memory, and entries in between.
+// Without workers the destructor hands on.
 TEST_F(Async, HandsOnWhatALoggerSaysInEntriesThatMayBeKept) {
     constexpr int Count = 3000;
-    class Keeper : public qx::pcom::Implements<Object, log::ILogProcessor> {
-    public:
-        void process(const log::ILogEntry* entry) override { kept.emplace_back(entry); }
-        std::vector<Reference<const log::ILogEntry>> kept;
-    };
     const auto textOf = [](int i) { return std::string(static_cast<size_t>(i * 37 % 1100), 'x'); };
-    for (const int workers : {0, 1}) {
-        const auto keeper = makeReference<Keeper>();
+    for (const int workers : {-1, 0, 1}) {
+        const auto keeper = makeReference<Recorder>();
         processor = AsyncProcessor::create(keeper, workers);
         auto logger = loggerTo(processor, String(u"n\u00E9"));
         logger->enableField(String(u"sequence"), true);
@@ -263,11 +220,13 @@ TEST_F(Async, HandsOnWhatALoggerSaysInEntriesThatMayBeKept) {
         logger.reset();
         EXPECT_EQ(processor->flush(), workers > 0);
         EXPECT_EQ(processor->getQueuedCount(), workers > 0 ? 0u : unsigned{Count});
+        EXPECT_EQ(processor->getWorkerCount(), std::max(workers, 0));
+        EXPECT_EQ(keeper->entries.empty(), workers <= 0);
         processor.reset();
         EXPECT_EQ(keeper->GetRefCount(), 1u) << "the target is let go";
-        ASSERT_EQ(keeper->kept.size(), size_t{Count});
+        ASSERT_EQ(keeper->entries.size(), size_t{Count});
         for (int i = 0; i < Count; ++i) {
-            auto fields = qxtest::fieldsOf(*keeper->kept[static_cast<size_t>(i)]);
+            auto fields = qxtest::fieldsOf(*keeper->entries[static_cast<size_t>(i)]);
             std::sort(fields.begin(), fields.end());
             qxtest::Fields expected{{"level", std::to_string(i)}};
             if (i % 5 != 0)

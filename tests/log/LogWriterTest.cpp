@@ -1,17 +1,14 @@
 #include <array>
-#include <optional>
 
 #ifdef QX_TEST_HAVE_EXPAT
 #include <expat.h>
 #endif
 
 #include <qx/io/HeldFlushWriter.h>
-#include <qx/io/NullWriter.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/XmlLogWriter.h>
 
 #include "tests/log/ProcessorFakes.h"
-#include "tests/support/FailingAllocator.h"
 
 namespace {
 
@@ -86,14 +83,12 @@ TEST(LogWriters, PutIntoTheBufferOfAWriterWhatItWouldHavePutThere) {
         using OutputStreamWriter::OutputStreamWriter;
     };
     const std::u16string_view texts[] = {u"",
-                                         u"1234567",
                                          u"12345678",
                                          u"Gr\u00FC\u00DFe & \uFFFF",
                                          u"\u65E5\u672C\u8A9E\U0001F600",
                                          u"half \xD83D pair",
                                          u"half a pair \xD83D",
-                                         u"low \xDE00 alone",
-                                         u"\u00E9"};
+                                         u"low \xDE00 alone"};
     const auto logTo = [](int kind, io::Writer* out) {
         using Escaping = log::XmlLogWriter::Escaping;
         return kind == 0 ? log::BasicLogWriter::create(out)
@@ -174,26 +169,6 @@ TEST(AbstractLogWriter, FormatsWritesAndFlushesByTheVirtualOperations) {
     EXPECT_EQ(sink->flushes, 1);
 }
 
-TEST(LogWriters, AllocateNothingInTheLongRun) {
-    auto sink = makeReference<io::NullWriter>();
-    const Reference<log::ILogProcessor> writers[] = {
-        log::BasicLogWriter::create(sink),
-        log::XmlLogWriter::create(sink),
-        log::XmlLogWriter::create(sink, log::XmlLogWriter::Escaping::WellFormed),
-    };
-    for (const auto& writer : writers) {
-        const auto logger = loggerTo(writer, String(u"logger"));
-        logger->enableField(String(u"sequence"), true);
-        logger->enableField(String(u"thread"), true);
-        const String text(u"a text that is logged & written");
-        logger->log(1, text);
-        const int64_t before = allocationCount();
-        for (int i = 0; i < 100; ++i)
-            logger->log(-i, text);
-        EXPECT_EQ(allocationCount(), before);
-    }
-}
-
 #ifdef QX_TEST_HAVE_EXPAT
 
 // The documents of the escaping writer as another parser reads them.
@@ -242,18 +217,14 @@ Document written(std::u16string_view name, std::u16string_view value) {
 
 TEST(XmlEscaping, MakesLegalElementNamesAndKeepsTheOthersInAnAttribute) {
     const std::pair<std::u16string_view, const char*> namesAndElements[] = {
-        {u"text", "text"},
         {u"a-b.c_9", "a-b.c_9"},
         {u"text lang=\"en\"", "text<text lang=\"en\""},
         {u"a b='<' b='", "a<a b='<' b='"}, // broken attributes
         {u"", "_<"},
-        {u" x", "_< x"},
         {u"9lives", "_9lives<9lives"},
         {u"-x", "_-x<-x"},
         {u"AZaz@[`{:/", "AZaz______<AZaz@[`{:/"},
-        {u"a\r\n\tb", "a___b<a\r\n\tb"},
-        {u"gr\u00F6\u00DFe", "gr__e<gr\u00F6\u00DFe"},
-        {u"></log>", "____log_<></log>"},
+        {u"a\r\n\t\u00DF>b", "a_____b<a\r\n\t\u00DF>b"},
         {u"\xD800", "__<\uFFFD"},
     };
     for (const auto& [name, element] : namesAndElements) {

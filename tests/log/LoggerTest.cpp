@@ -1,34 +1,20 @@
-#include <functional>
 #include <map>
+#include <random>
 #include <thread>
 
 #include <qx/qx.h>
 
 #include "tests/log/ProcessorFakes.h"
+#include "tests/support/Items.h"
 #include "tests/support/MapBundle.h"
 
 using namespace qx;
 using namespace qx::literals;
+using qx::log::LogEntry;
 using qx::log::Logger;
-using qxtest::failureOf;
-using qxtest::FakeTarget;
-using qxtest::loggerTo;
-using qxtest::numberEntry;
+using namespace qxtest;
 
 namespace {
-
-/// Keeps what it is handed, and does not look at it: a value gets its object when it is first asked
-/// for.
-class Recorder : public qx::pcom::Implements<Object, log::ILogProcessor> {
-public:
-    void process(const log::ILogEntry* entry) override {
-        if (fails)
-            throw IllegalStateException(u"refused");
-        entries.emplace_back(entry);
-    }
-    std::vector<Reference<const log::ILogEntry>> entries;
-    bool fails = false;
-};
 
 using FieldMap = std::map<std::string, std::string>;
 
@@ -90,13 +76,20 @@ TEST(Logger, MakesRealObjectsOfItsFieldsTheSameForAllThreads) {
     }
 }
 
-TEST(Logger, CountsWhatItHandsOn) {
-    class Opened : public Logger {
+TEST(Logger, CountsWhatItHandsOnAndLetsDerivedLoggersAddFields) {
+    class Tagged : public Logger {
     public:
         using Logger::getLogEntry;
         using Logger::log;
+
+    protected:
+        void addCustomFields(log::ILogEntry* entry) override {
+            entry->setField(u"tag"_qs, new String(u"t"));
+            if (entry->getField(u"level"_qs)->toString().equals(u"6"))
+                entry->setField(u"level"_qs, new String(u"replaced"));
+        }
     };
-    const auto logger = makeReference<Opened>();
+    const auto logger = makeReference<Tagged>();
     const auto recorder = makeReference<Recorder>();
     logger->addProcessor(recorder);
     logger->enableField(u"sequence"_qs, true);
@@ -112,64 +105,40 @@ TEST(Logger, CountsWhatItHandsOn) {
     recorder->fails = true;
     EXPECT_THROW(logger->log(5, u"refused, yet counted"_qs), Exception);
     recorder->fails = false;
-    logger->log(5, u"last"_qs);
+    logger->log(6, u"last"_qs);
 
     std::vector<FieldMap> logged;
     for (const auto& entry : recorder->entries)
         logged.push_back(fieldsOf(*entry));
-    EXPECT_EQ(logged, (std::vector<FieldMap>{{{"level", "7"}, {"sequence", "0"}},
-                                             {{"level", "1"}, {"sequence", "0"}},
-                                             {{"level", "5"}, {"sequence", "3"}}}));
+    EXPECT_EQ(logged,
+              (std::vector<FieldMap>{{{"level", "7"}, {"sequence", "0"}, {"tag", "t"}},
+                                     {{"level", "1"}, {"sequence", "0"}},
+                                     {{"level", "replaced"}, {"sequence", "3"}, {"tag", "t"}}}));
 }
 
-/// Does something when it is first called.
-class Doing : public qx::pcom::Implements<Object, log::ILogProcessor> {
-public:
-    Doing(std::function<void()> what, bool* isGone = nullptr)
-        : m_what(std::move(what)), m_isGone(isGone) {}
-    ~Doing() override {
-        if (m_isGone)
-            *m_isGone = true;
-    }
-    void process(const log::ILogEntry*) override {
-        if (const auto what = std::exchange(m_what, nullptr))
-            what();
-    }
-
-private:
-    std::function<void()> m_what;
-    bool* const m_isGone;
-};
-
 TEST(Logger, MayBeChangedAndDroppedInTheMiddleOfARound) {
-    bool isGone = false;
+    auto held = std::make_shared<int>(); // by the first processor
+    const std::weak_ptr<int> watched = held;
     const auto before = makeReference<Recorder>(), after = makeReference<Recorder>();
     auto logger = Logger::create();
-    const auto dropAll = [&] {
+    bool isOuter = true;
+    logger->addProcessor(new Doing([&, held = std::exchange(held, nullptr)](auto*) {
+        if (std::exchange(isOuter, false))
+            logger->log(2, u"inner round"_qs);
+    }));
+    logger->addProcessor(new Doing([&](auto*) {
+        if (logger == nullptr)
+            return;
         logger->setProcessor(after);
         logger->log(3, u"by the new processor"_qs);
         logger.reset();
-        EXPECT_FALSE(isGone);
-    };
-    logger->addProcessor(new Doing([&] { logger->log(2, u"inner round"_qs); }, &isGone));
-    logger->addProcessor(new Doing(dropAll));
+        EXPECT_FALSE(watched.expired());
+    }));
     logger->addProcessor(before);
     logger->log(1, u"outer round"_qs);
-    EXPECT_TRUE(isGone);
+    EXPECT_TRUE(watched.expired());
     EXPECT_EQ(before->entries.size(), 2u);
     EXPECT_EQ(after->entries.size(), 1u);
-}
-
-TEST(Logger, LetsDerivedLoggersAddFields) {
-    class Tagged : public Logger {
-    protected:
-        void addCustomFields(log::ILogEntry* entry) override {
-            entry->setField(u"tag"_qs, new String(u"t"));
-            entry->setField(u"level"_qs, new String(u"replaced"));
-        }
-    };
-    EXPECT_EQ(loggedBy(*makeReference<Tagged>()),
-              (FieldMap{{"level", "replaced"}, {"text", "hello"}, {"tag", "t"}}));
 }
 
 TEST(Logger, KeepsTextsBeyondTheCall) {
@@ -184,23 +153,7 @@ TEST(Logger, KeepsTextsBeyondTheCall) {
     }
 }
 
-TEST(MultiProcessor, EndsTheRoundAtTheFirstFailure) {
-    const auto logger = Logger::create();
-    const Reference<FakeTarget> targets[] = {new FakeTarget, new FakeTarget, new FakeTarget};
-    for (const auto& target : targets)
-        logger->addProcessor(target);
-    targets[1]->failing = "all";
-    EXPECT_THROW(logger->log(u"text"_qs), Exception);
-    targets[1]->failing = "none";
-    logger->log(u"text"_qs); // the lock was released
-    EXPECT_EQ(targets[0]->calls, 2);
-    EXPECT_EQ(targets[2]->calls, 1);
-    EXPECT_EQ(failureOf([&] { logger->setProcessor(nullptr); }), result::NullPointer);
-    logger->log(u"text"_qs);
-    EXPECT_EQ(targets[2]->calls, 2) << "a null processor changes nothing";
-}
-
-TEST(MultiProcessor, TakesFurtherProcessorsIntoTheRoundThatItIsIn) {
+TEST(MultiProcessor, EndsTheRoundAtTheFirstFailureAndTakesFurtherProcessorsIntoIt) {
     class AddingWriter : public io::NullWriter {
     public:
         using NullWriter::write;
@@ -208,18 +161,30 @@ TEST(MultiProcessor, TakesFurtherProcessorsIntoTheRoundThatItIsIn) {
         std::function<void()> add;
     };
     const auto logger = Logger::create();
+    const auto first = makeReference<FakeTarget>(), failing = makeReference<FakeTarget>();
     const auto recorder = makeReference<Recorder>();
     const auto writer = makeReference<AddingWriter>();
+    const auto logAndCount = [&] {
+        failureOf([&] { logger->log(u"text"_qs); });
+        return std::exchange(recorder->entries, {}).size();
+    };
+    logger->addProcessor(first);
+    logger->addProcessor(failing);
+    logger->addProcessor(recorder);
+    failing->failing = "all";
+    EXPECT_EQ(logAndCount(), 0u);
+    failing->failing = "none";
+    EXPECT_EQ(logAndCount(), 1u) << "the lock was released";
+    EXPECT_EQ(first->calls, 2);
+    EXPECT_EQ(failureOf([&] { logger->setProcessor(nullptr); }), result::NullPointer);
+    EXPECT_EQ(logAndCount(), 1u) << "a null processor changes nothing";
+
     const auto add = [&] { logger->addProcessor(recorder); };
     writer->add = add;
-    logger->addProcessor(log::BasicLogWriter::create(writer));
-    logger->addProcessor(new Doing(add));
-    logger->log(u"text"_qs);
-    EXPECT_EQ(recorder->entries.size(), 2u);
-    writer->add = add;
     logger->setProcessor(log::BasicLogWriter::create(writer));
-    logger->log(u"text"_qs);
-    EXPECT_EQ(recorder->entries.size(), 3u);
+    EXPECT_EQ(logAndCount(), 1u);
+    logger->setProcessor(new Doing([&](auto*) { add(); }));
+    EXPECT_EQ(logAndCount(), 1u);
 }
 
 // What counts does so without a guard of its own; the thread sanitizer and a lost count tell of two
@@ -241,7 +206,7 @@ public:
 TEST(Loggers, LetOneCallAtATimeThroughAlsoAfterAFailure) {
     constexpr int Threads = 4, Calls = 5000;
     const auto target = makeReference<CountingTarget>();
-    const auto sink = makeReference<qxtest::FakeSink<qxtest::Chars>>();
+    const auto sink = makeReference<FakeSink<Chars>>();
     const auto sync = makeReference<log::SyncLogger>(target);
     const auto logger = loggerTo(target);
     const auto writer = log::BasicLogWriter::create(sink);
@@ -267,11 +232,11 @@ TEST(LevelFilter, PassesWhatReachesTheThresholdOrCannotBeJudged) {
     const auto filter = log::LevelFilter::create(target, 3);
     for (const int level : {2, 3, 4, -1})
         filter->process(numberEntry(level));
-    filter->process(qxtest::entryWith(u"text", new String(u"without level")));
-    filter->process(qxtest::entryWith(u"level", new String(u"high")));
-    filter->process(qxtest::entryWith(u"level", new Integer64(int64_t{-1} << 40)));
-    filter->process(makeReference<qxtest::ForeignEntry>(numberEntry(2)));
-    filter->process(makeReference<qxtest::ForeignEntry>(numberEntry(5)));
+    filter->process(entryWith(u"text", new String(u"without level")));
+    filter->process(entryWith(u"level", new String(u"high")));
+    filter->process(entryWith(u"level", new Integer64(int64_t{-1} << 40)));
+    filter->process(makeReference<ForeignEntry>(numberEntry(2)));
+    filter->process(makeReference<ForeignEntry>(numberEntry(5)));
     const auto logger = loggerTo(filter);
     logger->log(2, u"below"_qs);
     filter->setThreshold(-1);
@@ -303,7 +268,7 @@ TEST(PcomProcessor, HandsOnTheComponentFaceAndThrowsItsFailure) {
     }
     EXPECT_TRUE(component->hasLevel);
     EXPECT_EQ(entry->GetRefCount(), 1u) << "the interface is released also after a failure";
-    EXPECT_EQ(failureOf([&] { processor->process(makeReference<qxtest::ForeignEntry>(entry)); }),
+    EXPECT_EQ(failureOf([&] { processor->process(makeReference<ForeignEntry>(entry)); }),
               result::NoInterface);
     EXPECT_EQ(component->calls, 3);
 }
@@ -348,16 +313,10 @@ TEST(StringBundleLogger, PutsArgumentsInTheirPlaces) {
         eleven.push_back(makeReference<Integer32>(i + 100));
         elevenPlaces += u"{" + std::u16string(String().append(i).view()) + u"}";
     }
-    const struct {
-        std::u16string message;
-        Arguments arguments;
-        const char* expected;
-    } cases[] = {
+    const std::tuple<std::u16string, Arguments, const char*> cases[] = {
         {u"a {0} b {1} {0}", {x, y}, "7 a x b y x"},
-        {u"a {0} b {1} {0}", {x}, "7 a {0} b {1} {0}"}, // an argument is missing
-        {u"{0}", {}, "7 {0}"},
-        {u"{0} {2}", {x, y, z}, "7 x {2}"}, // nothing behind a gap
-        {u"{1} {2}", {x, y, z}, "7 {1} {2}"},
+        {u"a {0} b {1} {0}", {x}, "7 a {0} b {1} {0}"},     // an argument is missing
+        {u"{0} {2}", {x, y, z}, "7 x {2}"},                 // nothing behind a gap
         {u"{0}-{1}-{0}", {braces, y}, "7 {1}{0}-y-{1}{0}"}, // arguments are not searched
         {u"{{0}}", {x}, "7 {x}"},
         {u"{00} {+0} { 0} {0", {x}, "7 {00} {+0} { 0} {0"}, // no placeholders
@@ -368,20 +327,18 @@ TEST(StringBundleLogger, PutsArgumentsInTheirPlaces) {
         {u"<{0}>", {nullptr}, "7 <>"},
         {u"{0}{1}", {x, makeReference<Textless>()}, "7 {0}{1}"}, // all or nothing
     };
-    for (const auto& c : cases) {
+    for (const auto& [message, arguments, expected] : cases) {
         const auto target = makeReference<CountingTarget>();
-        const auto bundle =
-            makeReference<qxtest::MapBundle>(qxtest::MapBundle::Texts{{u"key", c.message}});
+        const auto bundle = makeReference<MapBundle>(MapBundle::Texts{{u"key", message}});
         makeReference<log::StringBundleLogger>(bundle, target)
-            ->log(7, u"key"_qs, *listOf(c.arguments));
-        EXPECT_EQ(target->logged, c.expected);
+            ->log(7, u"key"_qs, *listOf(arguments));
+        EXPECT_EQ(target->logged, expected);
     }
 }
 
 TEST(StringBundleLogger, LogsTheKeyWhenThereIsNoText) {
     const auto target = makeReference<CountingTarget>();
-    const auto bundle =
-        makeReference<qxtest::MapBundle>(qxtest::MapBundle::Texts{{u"key", u"text {0}"}});
+    const auto bundle = makeReference<MapBundle>(MapBundle::Texts{{u"key", u"text {0}"}});
     const auto logger = makeReference<log::StringBundleLogger>(bundle, target);
     const auto list = listOf({boxed(u"x")});
     logger->log(1, u"key"_qs);
@@ -394,6 +351,116 @@ TEST(StringBundleLogger, LogsTheKeyWhenThereIsNoText) {
     EXPECT_THROW(logger->log(-1, u"key"_qs, *list), Exception);
     EXPECT_EQ(failureOf([&] { makeReference<log::StringBundleLogger>(bundle, nullptr); }),
               result::NullPointer);
+}
+
+using Names = std::vector<std::string>;
+
+Names namesOf(const collections::Set<String>& set) {
+    Names names;
+    for (const auto& name : set)
+        names.push_back(name->toUtf8());
+    return names;
+}
+
+Names visitedNames(const LogEntry& entry) {
+    Names names;
+    entry.forEachField([&](std::u16string_view name, const log::FieldValue&) {
+        names.push_back(String(name).toUtf8());
+    });
+    return names;
+}
+
+String textOf(const log::FieldValue& value) {
+    log::FieldText room;
+    return String(value.text(room));
+}
+
+// The plain way is the described one: a map with 101 buckets, whose keys fill a hash set.
+TEST(LogEntry, OrdersItsFieldsAsTheKeySetOfAMapDoes) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        const auto entry = LogEntry::create(); // in the storage that another has left
+        const std::u16string suffix(static_cast<size_t>(round % 2 * round), u'n');
+        collections::StringHashMap model;
+        // Few distinct names of few letters: names set twice, shared buckets.
+        const auto count = static_cast<unsigned>(random() % (round % 3 ? 14 : 400));
+        for (unsigned i = 0; i < count; ++i) {
+            String name(u"f");
+            name.append(static_cast<unsigned>(random()) % (2 * count)).append(suffix.c_str());
+            const auto value = makeReference<Integer32>(static_cast<int>(i));
+            model.put(name, value);
+            entry->setField(name, value);
+        }
+        const auto expected = namesOf(*model.createKeySet());
+        ASSERT_EQ(namesOf(*entry->getFieldNames()), expected);
+        ASSERT_EQ(visitedNames(*entry), expected);
+        entry->forEachField([&](std::u16string_view name, const log::FieldValue& value) {
+            EXPECT_EQ(textOf(value), model.get(String(name))->toString());
+            EXPECT_EQ(entry->getField(String(name)).get(), model.get(String(name)).get());
+        });
+    }
+}
+
+TEST(LogEntry, ReleasesWhatItHoldsWhenReplacedAndWhenItGoes) {
+    for (const int count : {1, 12, 13, 30}) {
+        SCOPED_TRACE(count);
+        auto entry = LogEntry::create();
+        for (int i = 0; i < 2 * count; ++i)
+            entry->setField(String(u"name").append(i % count), new Item(i));
+        EXPECT_EQ(Item::alive(), count);
+        const auto kept = entry->getField(u"name0"_qs);
+        entry.reset();
+        EXPECT_EQ(Item::alive(), 1);
+    }
+}
+
+TEST(LogEntry, KeepsNullValues) {
+    const auto entry = LogEntry::create();
+    for (int i = 0; i < 30; ++i) { // with few fields and with many
+        const String name = String(u"null").append(i);
+        EXPECT_FALSE(entry->hasField(name));
+        entry->setField(name, nullptr);
+        EXPECT_TRUE(entry->hasField(name));
+        EXPECT_EQ(entry->getField(name), nullptr);
+        EXPECT_EQ(visitedNames(*entry).size(), static_cast<size_t>(i) + 1);
+    }
+    entry->forEachField([](std::u16string_view, const log::FieldValue& value) {
+        EXPECT_TRUE(textOf(value).isEmpty());
+    });
+    EXPECT_EQ(failureOf([&] { (void)entry->getField(u"none"_qs); }), result::EndOfFile);
+}
+
+TEST(LogEntry, ServesComponents) {
+    const auto entry = LogEntry::create();
+    Reference<log::pcom::ILogEntry> face;
+    ASSERT_EQ(entry->QueryInterface(log::pcom::ILogEntry::Iid, face.putVoid()), result::Ok);
+    const auto value = makeReference<Integer32>(7);
+    EXPECT_EQ(face->SetField(u"seven", value->GetUnknown()), result::Ok);
+    EXPECT_EQ(face->SetField(u"more", value->GetUnknown()), result::Ok);
+    EXPECT_EQ(face->HasField(u"seven"), 0);
+    EXPECT_EQ(face->HasField(u"eight"), 1);
+
+    Reference<IQXComparable> comparable;
+    EXPECT_EQ(face->GetField(u"seven", IQXComparable::Iid, comparable.putVoid()), result::Ok);
+    EXPECT_NE(comparable, nullptr);
+    void* out = &out;
+    EXPECT_EQ(face->GetField(u"seven", log::pcom::ILogEntry::Iid, &out), result::NoInterface);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(face->GetField(u"none", IQXComparable::Iid, &out), result::Fail);
+    EXPECT_EQ(face->GetField(u"seven", IQXComparable::Iid, nullptr), result::NullPointer);
+
+    Reference<log::pcom::IFieldIterator> iterator;
+    ASSERT_EQ(face->GetFieldIterator(iterator.put()), result::Ok);
+    Names names;
+    for (String name; iterator->HasNext() == 0; names.push_back(name.toUtf8())) {
+        EXPECT_EQ(iterator->Next(nullptr), result::NullPointer);
+        ASSERT_EQ(iterator->Next(&name), result::Ok);
+    }
+    EXPECT_EQ(names, visitedNames(*entry));
+    String untouched(u"untouched");
+    EXPECT_LT(iterator->Next(&untouched), 0);
+    EXPECT_EQ(untouched, u"untouched"_qs);
 }
 
 } // namespace

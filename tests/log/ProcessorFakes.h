@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -59,6 +58,31 @@ public:
 
 private:
     qx::Reference<qx::log::ILogEntry> m_entry;
+};
+
+/// Does with each entry what it is told.
+class Doing : public qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
+public:
+    using What = std::function<void(const qx::log::ILogEntry*)>;
+
+    explicit Doing(What what) : m_what(std::move(what)) {}
+    void process(const qx::log::ILogEntry* entry) override { m_what(entry); }
+
+private:
+    const What m_what;
+};
+
+/// Keeps what it is handed, and does not look at it: a value gets its object when it is first asked
+/// for.
+class Recorder : public qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
+public:
+    void process(const qx::log::ILogEntry* entry) override {
+        if (fails)
+            throw qx::IllegalStateException(u"refused");
+        entries.emplace_back(entry);
+    }
+    std::vector<qx::Reference<const qx::log::ILogEntry>> entries;
+    bool fails = false;
 };
 
 /// Keeps the text of the first field of the entries that reach it. Waits for a gate before each of
