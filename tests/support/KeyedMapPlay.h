@@ -58,8 +58,9 @@ private:
         }
     }
     static const auto& asArgument(const int& key) { return key; }
+    /// Around the key, which is soon gone.
     static qx::String asArgument(const std::u16string& key) {
-        return qx::String(std::u16string_view(key));
+        return qx::String(key.data(), qx::String::AM_WRAP, static_cast<int32_t>(key.size()));
     }
     static int valueIn(const qx::Object* object) {
         return object ? dynamic_cast<const Item&>(*object).value() : Null;
