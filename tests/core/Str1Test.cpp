@@ -12,8 +12,8 @@
 #include <qx/core/Str1HashMap.h>
 #include <qx/platform/result.h>
 
-#include "tests/core/TextModel.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/FailingAllocator.h"
 #include "tests/support/MapModel.h"
 
 using namespace qx;
@@ -134,42 +134,6 @@ TEST(Str1, VariantsBeginInTheirMemoryAndOutgrowIt) {
     EXPECT_EQ(unitsOf(copy), u"1234");
 }
 
-TEST(Str1, AgreesWithAStandardStringOverRandomOperations) {
-    qxtest::TextModel<Str1Fixed<16>> m;
-    Str1& text = m.text;
-    std::u16string& model = m.model;
-    Str1 sharing;
-    m.play(
-        {
-            {[&] { text += m.piece; }, [&] { model += m.piece; }},
-            {[&] { text.append(u'U', 3); }, [&] { model.append(3, u'U'); }},
-            {[&] { text.append(text.substring(m.position)); }, [&] { model.append(m.rest(m.at)); }},
-            {[&] { text.copy(text.substring(m.position, m.position + 20)); },
-             [&] { model = m.rest(m.at, 20); }},
-            {[&] { text.setTo(text.substring(m.position / 2)); },
-             [&] { model = m.rest(m.at / 2); }},
-            {[&] { sharing.setTo(text); }, [] {}},
-            {[&] { text.toLower(); }, [&] { m.shift(u'A', u'Z', 32); }},
-            {[&] { model.size() > 300 ? text.reset() : void(); },
-             [&] { model.size() > 300 ? model.clear() : void(); }},
-        },
-        20'000);
-}
-
-TEST(Str1, ReadsLikeAString) {
-    const Str1Copy text(u"Hello World");
-    EXPECT_TRUE(text.startsWith(u"Hello") && !text.startsWith(u"hello"));
-    EXPECT_TRUE(text.startsWith(u"hELLO", true) && text.startsWith(u""));
-    EXPECT_FALSE(text.startsWith(u"Hello World!", true));
-    EXPECT_EQ(text.indexOf(u'o', 5), 7);
-    EXPECT_EQ(text.indexOf(u'w'), -1);
-    EXPECT_EQ(text.indexOf(u'w', 0, true), 6);
-    EXPECT_EQ(text.indexOf(u'H', 99), -1);
-    EXPECT_TRUE(text != u"Hello" && Str1() == u"");
-    EXPECT_EQ(text.hashCode(), text.toQXString().hashCode());
-    EXPECT_EQ(Str1().hashCode(), 0u);
-}
-
 TEST(Str1, ComparesWithEveryTextAndIsFoundByIt) {
     comparesWithEveryText(String(u"b"));
     comparesWithEveryText(static_cast<const Str1&>(Str1Copy(u"b")));
@@ -195,12 +159,12 @@ TEST(Str1, AppendorLooksAtTheCapacityOncePerBatch) {
     EXPECT_FALSE(appendor.used());
     const int64_t before = qxtest::allocationCount();
     for (int i = 0; i < 101; ++i)
-        appendor.fastAppend(static_cast<char16_t>(u'a' + i % 26));
+        appendor.fastAppend(u'v');
     EXPECT_EQ(qxtest::allocationCount(), before + 1);
     EXPECT_TRUE(appendor.used());
     for (int i = 0; i < 500; ++i)
         appendor.fastAppend(u"xyz", 3);
-    EXPECT_EQ(unitsOf(text.substring(100, 107)), u"wxyzxyz");
+    EXPECT_EQ(unitsOf(text.substring(100, 107)), u"vxyzxyz");
     text.reset();
     appendor.resync();
     appendor.firstAppend(u"again", 5);

@@ -1,6 +1,15 @@
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <functional>
+#include <new>
+#include <optional>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -9,18 +18,85 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/core/Str1.h>
 #include <qx/core/String.h>
 #include <qx/platform/text.h>
+#include <qx/text/charset/EncodingException.h>
 #include <qx/util/buffer/MTBuffer.h>
 #include <qx/util/buffer/ROBuffer.h>
 #include <qx/util/buffer/RWBuffer.h>
 
-#include "tests/core/TextModel.h"
+#include "tests/support/ExpectResult.h"
+#include "tests/support/FailingAllocator.h"
 
 using namespace qx;
-using qxtest::longText;
+using namespace std::string_literals;
+using qxtest::failureOf;
 
 namespace {
+
+std::u16string longText(size_t length) {
+    std::u16string text(length, u'\0');
+    for (size_t i = 0; i < length; ++i)
+        text[i] = static_cast<char16_t>(u'A' + i % 57);
+    return text;
+}
+
+/// Plays operations on a text and on a standard string, with random places and pieces. Now and then
+/// one runs out of memory, which must leave the text as it was.
+template <class Text>
+class TextModel {
+public:
+    struct Operation {
+        std::function<void()> onText, onModel;
+    };
+
+    void play(const std::vector<Operation>& operations, int steps) {
+        for (int step = 0; step < steps; ++step) {
+            position = below(static_cast<int>(model.size()) + 1);
+            at = static_cast<size_t>(position);
+            count = below(20);
+            many = static_cast<size_t>(count);
+            piece = longText(static_cast<size_t>(below(40)));
+            const Operation& operation =
+                operations[static_cast<size_t>(below(static_cast<int>(operations.size())))];
+            if (succeeds(operation.onText))
+                operation.onModel();
+            ASSERT_EQ(text.view(), std::u16string_view(model)) << "step " << step;
+        }
+    }
+    int below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(m_random); }
+    std::u16string rest(size_t from, size_t most = std::u16string::npos) const {
+        return model.substr(from, most);
+    }
+    /// Replaces all units from @p first to @p last by others at a distance.
+    void shift(char16_t first, char16_t last, int distance) {
+        for (char16_t& unit : model)
+            unit = static_cast<char16_t>(unit + (unit >= first && unit <= last ? distance : 0));
+    }
+
+    Text text;
+    std::u16string model;
+    int32_t position = 0, count = 0;
+    size_t at = 0, many = 0; // the same
+    std::u16string piece;
+
+private:
+    bool succeeds(const std::function<void()>& operation) {
+        std::optional<qxtest::FailingAllocator> allocator;
+        if (below(8) == 0)
+            allocator.emplace(below(3));
+        try {
+            operation();
+        } catch (const std::bad_alloc&) {
+            EXPECT_TRUE(allocator);
+            return false;
+        }
+        return true;
+    }
+
+    std::mt19937 m_random{20};
+};
 
 bool sharesText(const String& left, const String& right) {
     return left.getData() == right.getData();
@@ -45,6 +121,35 @@ Reference<Buffer> storageOf(const std::u16string& text) {
     return makeReference<Buffer>(text.c_str(), static_cast<int32_t>(text.size()) + 1);
 }
 
+constexpr const char16_t* Utf8 = u"UTF-8";
+
+std::string bytesOf(const String& text, const char16_t* encoding) {
+    return reinterpret_cast<const char*>(text.getBytes(encoding));
+}
+
+String decoded(const std::string& bytes, const char16_t* encoding) {
+    return String(bytes.data(), static_cast<int32_t>(bytes.size()), encoding);
+}
+
+String formatted(const char16_t* pattern, ...) {
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    const String text = String::formatv(pattern, arguments);
+    va_end(arguments);
+    return text;
+}
+
+std::string printed(double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+}
+
+template <class Whole>
+void expectDecimal(Whole value) {
+    EXPECT_EQ(String::valueOf(value).toUtf8(), std::to_string(value));
+}
+
 } // namespace
 
 TEST(String, EachConstructorAndOperatorGivesItsText) {
@@ -55,16 +160,12 @@ TEST(String, EachConstructorAndOperatorGivesItsText) {
     const std::pair<String, std::u16string> cases[] = {
         {String(), u""},
         {String(100), u""},
-        {String(units), u"abc"},
         {String(units, 7), std::u16string(units, 7)},
-        {String(units, 2), u"ab"},
         {String(units, 0, 50), u""},
         {String(static_cast<const char16_t*>(nullptr)), u""},
         {String(units, -1, 50), u"abc"},
-        {String(u'x'), u"x"},
         {String(u'x', 3), u"xxx"},
         {String(u'x', -5), u""},
-        {String(&buffer), u"buffer"},
         {String(static_cast<const IQXCharBuffer*>(&abc)), u"abc"},
         {String(static_cast<const IQXCharBuffer*>(nullptr)), u""},
         {String(STRUCT_QX_STR_LIT_INFO{u"literal", 7}), u"literal"},
@@ -72,16 +173,12 @@ TEST(String, EachConstructorAndOperatorGivesItsText) {
         {String(abc, String::AM_COPY, 2, 1), u""},
         {String(abc, String::AM_COPY, 9, 20), u""},
         {String(abc, String::AM_SHARE, 1, 2), u"abc"},
-        {String(abc, String::AM_WRAP, 1), u"bc"},
         {String(abc, String::AM_COPY_UPPER, 1), u"BC"},
         {String(units, String::AM_COPY_UPPER), u"ABC"},
         {String(units, String::AM_WRAP), u"abc"},
-        {String(units, String::AM_SHARE), u"abc"},
-        {String(&buffer, String::AM_COPY_UPPER), u"BUFFER"},
         {String(&buffer, String::AM_SHARE), u"buffer"},
         {String(static_cast<IQXCharBuffer*>(nullptr), String::AM_SHARE), u""},
         {String::CQXString(u"factory", 4), u"fact"},
-        {abc + abc, u"abcabc"},
         {abc + u"x" + u'y' + std::u16string_view(u"abd"), u"abcxyabd"},
         {u"x" + abc, u"xabc"},
         {std::u16string_view(u"abd") + abc, u"abdabc"},
@@ -93,49 +190,34 @@ TEST(String, EachConstructorAndOperatorGivesItsText) {
         EXPECT_EQ(checked(text), expected);
 }
 
-TEST(String, CopiesShareUntilOneIsWrittenAndAssignmentCopiesAtOnce) {
-    const String first(longText(40));
-    String copy(first);
-    EXPECT_TRUE(sharesText(copy, first));
-    copy.append(u"x");
-    EXPECT_EQ(first, longText(40));
-    EXPECT_EQ(copy, longText(40) + u"x");
-
-    String assigned;
-    assigned = first;
-    EXPECT_FALSE(sharesText(assigned, first));
-    assigned.setAddRef(first);
-    EXPECT_TRUE(sharesText(assigned, first));
-    EXPECT_TRUE(sharesText(first.toString(), first));
-    EXPECT_TRUE(sharesText(*Reference<String>(first.clone()), first));
-    EXPECT_FALSE(sharesText(String(first, String::AM_COPY), first));
-}
-
-TEST(String, LiteralsAndSharedTextsAllocateNothingAndGrowthIsLinear) {
+TEST(String, CopiesShareAndLiteralsAllocateNothingAndGrowthIsLinear) {
     const int64_t before = qxtest::allocationCount();
     const String literal = u"a literal that is read where it is"_qs;
-    const String copy(literal);
+    String copy(literal), text;
     const String part(literal, String::AM_WRAP, 2, 9);
-    const String truth = String::valueOf(true);
-    String text, moved(copy.toString());
-    moved.clear();
+    String moved(copy.toString());
+    EXPECT_EQ(String::valueOf(true), u"true");
     EXPECT_EQ(qxtest::allocationCount(), before);
     EXPECT_EQ(part.view(), u"literal");
-    EXPECT_EQ(truth, u"true");
     for (int i = 0; i < 100'000; ++i)
         text.append(u'x');
     EXPECT_LT(qxtest::allocationCount() - before, 40);
     text.freeExtra();
     EXPECT_EQ(checked(text), std::u16string(100'000, u'x'));
+    copy.setAddRef(text);
+    EXPECT_TRUE(sharesText(copy, text) && sharesText(text.toString(), text));
+    EXPECT_TRUE(sharesText(String(text), text));
+    EXPECT_TRUE(sharesText(*Reference<String>(text.clone()), text));
+    EXPECT_FALSE(sharesText(String(text, String::AM_COPY), text));
+    copy = text; // assignment copies at once
+    EXPECT_FALSE(sharesText(copy, text));
 }
 
 TEST(String, MovesTakeAnOwnedTextAndAssignmentCopiesAnyOther) {
     String first(longText(30));
     const char16_t* const units = first.getData();
-    String second(std::move(first));
-    EXPECT_EQ(second.getData(), units);
+    String second(std::move(first)), third(u"third");
     EXPECT_EQ(checked(first), u"");
-    String third(u"third");
     third = std::move(second);
     EXPECT_EQ(third.getData(), units);
     third = std::move(*&third);
@@ -157,7 +239,7 @@ TEST(String, MovesTakeAnOwnedTextAndAssignmentCopiesAnyOther) {
 // Each operation on owned, shared, literal and wrapped texts, and on those in a read-only buffer.
 TEST(String, AgreesWithAStandardStringOverRandomOperations) {
     const std::u16string outside = longText(57);
-    qxtest::TextModel<String> m;
+    TextModel<String> m;
     String& text = m.text;
     std::u16string& model = m.model;
     std::vector<std::pair<String, std::u16string>> kept;
@@ -239,6 +321,28 @@ TEST(String, AgreesWithAStandardStringOverRandomOperations) {
     EXPECT_EQ(outside, longText(57));
     for (const auto& [string, expected] : kept)
         EXPECT_EQ(string, expected);
+}
+
+TEST(Str1, AgreesWithAStandardStringOverRandomOperations) {
+    TextModel<Str1Fixed<16>> m;
+    Str1& text = m.text;
+    std::u16string& model = m.model;
+    Str1 sharing;
+    m.play(
+        {
+            {[&] { text += m.piece; }, [&] { model += m.piece; }},
+            {[&] { text.append(u'U', 3); }, [&] { model.append(3, u'U'); }},
+            {[&] { text.append(text.substring(m.position)); }, [&] { model.append(m.rest(m.at)); }},
+            {[&] { text.copy(text.substring(m.position, m.position + 20)); },
+             [&] { model = m.rest(m.at, 20); }},
+            {[&] { text.setTo(text.substring(m.position / 2)); },
+             [&] { model = m.rest(m.at / 2); }},
+            {[&] { sharing.setTo(text); }, [] {}},
+            {[&] { text.toLower(); }, [&] { m.shift(u'A', u'Z', 32); }},
+            {[&] { model.size() > 300 ? text.reset() : void(); },
+             [&] { model.size() > 300 ? model.clear() : void(); }},
+        },
+        20'000);
 }
 
 TEST(String, TrimsWhiteSpaceOrASetThatMayLieInTheText) {
@@ -403,6 +507,7 @@ TEST(StringSearch, AgreesWithAStandardStringWhereverItStarts) {
         const std::u16string memory = textOf(below(round % 4 == 0 ? 80 : 18));
         const auto own = std::u16string_view(memory).substr(std::min(random() % 8, memory.size()));
         const String text(own.data(), String::AM_WRAP, static_cast<int32_t>(own.size()));
+        const Str1Copy light(own);
         std::u16string other = textOf(below(4));
         if (round % 4 == 0) // a part of it
             other = own.substr(random() % (own.size() + 1), random() % 20);
@@ -428,6 +533,7 @@ TEST(StringSearch, AgreesWithAStandardStringWhereverItStarts) {
         ASSERT_EQ(text.regionCompare(start, count, sought, otherStart, ignoreCase), part);
         ASSERT_EQ(text.regionMatches(start, count, sought, otherStart, ignoreCase), part == 0);
         ASSERT_EQ(text.startsWith(sought, ignoreCase), model.starts_with(pattern));
+        ASSERT_EQ(light.startsWith(sought, ignoreCase), model.starts_with(pattern));
         ASSERT_EQ(text.endsWith(sought, ignoreCase), model.ends_with(pattern));
 
         const auto first = static_cast<size_t>(std::max(start, 0));
@@ -453,6 +559,7 @@ TEST(StringSearch, AgreesWithAStandardStringWhereverItStarts) {
         if (none)
             continue;
         ASSERT_EQ(text.indexOf(other[0], start, ignoreCase), place(model.find(pattern[0], first)));
+        ASSERT_EQ(light.indexOf(other[0], start, ignoreCase), place(model.find(pattern[0], first)));
         ASSERT_EQ(text.lastIndexOf(other[0], start, ignoreCase),
                   place(model.rfind(pattern[0], last)));
     }
@@ -473,6 +580,158 @@ TEST(StringSearch, HashSamplesLongTexts) {
         for (size_t i = 0; i < length; i += length < 64 ? 1 : length / 32)
             hash = hash * 37 + text[i];
         ASSERT_EQ(String(text).hashCode(), hash) << length;
+        ASSERT_EQ(Str1Copy(text).hashCode(), hash);
         ASSERT_EQ(String(text).toUpper().hashCode(true), hash);
     }
+}
+
+TEST(StringBytes, DecodesAndEncodesInTheNamedEncoding) {
+    std::string emoji;
+    std::u16string pairs;
+    for (int i = 0; i < 1000; ++i)
+        emoji += "\xF0\x9F\x98\x80", pairs += u"\U0001F600";
+    const struct {
+        const char16_t* encoding;
+        std::string bytes;
+        std::u16string text;
+    } cases[] = {
+        {u"UTF-8", "", u""},
+        {u"UTF-8", "a\xC3\xA4\xE4\xB8\x80\xF0\x9F\x98\x80", u"a\u00E4\u4E00\U0001F600"},
+        {u"CP437", "\x84", u"\u00E4"},
+        {u"UTF-16BE", "\0a\x4E\x01"s, u"a\u4E01"},
+        {u"UTF-8", emoji, pairs},
+        {u"AMP-7", "&_4E00;&_4E01;", u"\u4E00\u4E01"}, // the longest forms
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(String(c.encoding));
+        const auto length = static_cast<int32_t>(c.bytes.size());
+        const String text = decoded(c.bytes, c.encoding);
+        EXPECT_EQ(text, c.text);
+        EXPECT_EQ(text.getData()[text.getLength()], u'\0');
+        EXPECT_EQ(String().setTo(c.bytes.data(), length, c.encoding, 500), c.text);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(text.getBytes(c.encoding)),
+                              c.bytes.size() + 1),
+                  c.bytes + '\0');
+        util::RWByteBuffer buffer;
+        text.getBytes(&buffer, c.encoding);
+        EXPECT_EQ(buffer.getLength(), length);
+        std::string array(c.bytes.size() + 1, '\0');
+        EXPECT_EQ(text.getBytes(array.data(), length + 1, c.encoding), length);
+        EXPECT_EQ(array, c.bytes + '\0');
+    }
+    EXPECT_EQ(decoded(std::string(1000, '\xFF'), Utf8), String(u'\uFFFD', 1000));
+    EXPECT_EQ(decoded("abc\xF0\x9F\x98", Utf8), u"abc"); // what the end cuts off is left out
+    const unsigned char unsignedBytes[] = {'x', 'y', 0, 'z'};
+    EXPECT_EQ(String(unsignedBytes, -1, Utf8), u"xy"); // up to the first 0 byte
+    EXPECT_EQ(String(unsignedBytes, 4, Utf8).getLength(), 4);
+    EXPECT_EQ(String(static_cast<const char*>(nullptr), 5, Utf8), u"");
+}
+
+TEST(StringBytes, RenderingIsKeptUntilTheTextOrTheEncodingChanges) {
+    String text(u"caf\u00E9");
+    const signed char* const utf8 = text.getBytes(Utf8);
+    const int64_t before = qxtest::allocationCount();
+    EXPECT_EQ(text.getBytes(u"utf-8"), utf8); // the name but for the case of ASCII letters
+    EXPECT_EQ(text.getBytesReadLock(Utf8), utf8);
+    EXPECT_EQ(qxtest::allocationCount(), before);
+    EXPECT_EQ(bytesOf(text, u"UTF8"), "caf\xC3\xA9"); // another name: rendered anew
+    EXPECT_EQ(bytesOf(text, u"latin1"), "caf\xE9");
+    text.getWriteLock(5)[0] = u'C';
+    text.releaseWriteLock(5);
+    EXPECT_EQ(bytesOf(text, u"latin1"), "Caf\xE9");
+    text = String(u"moved in");
+    EXPECT_EQ(bytesOf(text, u"latin1"), "moved in");
+    EXPECT_EQ(std::string(text.getDataT<char>()), "moved in"); // the default encoding
+    EXPECT_EQ(text.getReadLockT<char16_t>()[0], u'm');
+}
+
+TEST(StringBytes, ReportsWhatCannotBeDone) {
+    const String text(u"\u00E4\u00F6\u00FC");
+    EXPECT_THROW(text.getBytes(u"no such encoding"), text::charset::UnknownEncodingException);
+    EXPECT_EQ(failureOf([] { decoded("x", u"no such encoding"); }), result::UnknownEncoding);
+    signed char bytes[5];
+    for (const int32_t size : {5, 0})
+        EXPECT_EQ(failureOf([&] { text.getBytes(bytes, size, Utf8); }), result::BufferTooSmall);
+
+    // A failing conversion leaves string, cache and buffer as they were, and no lock held.
+    const String half(u"x\xD800");
+    util::MTByteBuffer buffer(reinterpret_cast<const signed char*>("old"), 3);
+    for (const char16_t* encoding : {Utf8, u"AMP-7"}) {
+        EXPECT_EQ(failureOf([&] { half.getBytes(encoding); }), result::InvalidCharacter);
+        EXPECT_EQ(failureOf([&] { half.getBytes(&buffer, encoding); }), result::InvalidCharacter);
+        EXPECT_EQ(failureOf([&] { half.getBytes(bytes, 5, encoding); }), result::InvalidCharacter);
+    }
+    EXPECT_THROW(half.getBytes(static_cast<IQXByteBuffer*>(nullptr), Utf8), ResultException);
+    EXPECT_EQ(buffer.getLength(), 3);
+    buffer.getWriteLock(1);
+    buffer.releaseWriteLock(-1);
+    String kept(u"kept");
+    EXPECT_THROW(kept.setTo("\xED\xA0\x80", 3, Utf8), Exception); // a surrogate in three bytes
+    EXPECT_EQ(kept, u"kept");
+}
+
+TEST(StringBytes, Utf8OfStandardStringsReplacesWhatIsMalformed) {
+    const std::pair<std::string, std::u16string> cases[] = {
+        {"a\0b"s, u"a\0b"s},
+        {"\xEF\xBF\xBD", u"\xD800"},                       // half a pair
+        {"a\xEF\xBF\xBD\xEF\xBF\xBDz", u"a\xDC00\xD800z"}, // a pair the wrong way round
+    };
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ((std::ostringstream() << String(text)).str(), bytes);
+    const std::pair<std::string, std::u16string> others[] = {
+        {"a\0\xC3\xA4\xF0\x9F\x98\x80"s, u"a\0\u00E4\U0001F600"s},
+        {"a\xC0\x80z", u"a\uFFFD\uFFFDz"}, // over-long
+        {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+        {"\xF0\x9F\x98z", u"\uFFFDz"}, // one for the maximal subpart
+        {"z\xF0\x9F\x98", u"z\uFFFD"}, // also at the end
+    };
+    for (const auto& [bytes, text] : others)
+        EXPECT_EQ(String::fromUtf8(bytes), text);
+}
+
+TEST(StringFormat, ReplacesNumberedPlaces) {
+    EXPECT_EQ(String::format(u"{1} and {0}", String(u"a"), std::u16string_view(u"b")), u"b and a");
+    EXPECT_EQ(String::format(u"{0}{0}{0}", u"ab"), u"ababab");
+    EXPECT_EQ(String::format(u"{1}", u"a", u"b"), u"{1}");           // 0 does not occur
+    EXPECT_EQ(String::format(u"{0}{2}", u"a", u"b", u"c"), u"a{2}"); // nor does 1
+    EXPECT_EQ(String::format(u"{0}{1}", u"{1}", u"{0}"), u"{1}{0}"); // not searched again
+    EXPECT_EQ(String::format(u"{0}{1}", u"a"), u"a{1}");             // no argument
+    EXPECT_EQ(String::format(u"{0"), u"{0");
+    EXPECT_EQ(String::format(u"{{0}} {00} { 0}", u"a"), u"{a} {00} { 0}");
+    EXPECT_EQ(String::format(u"{0}", static_cast<const char16_t*>(nullptr)), u"");
+    EXPECT_EQ(String::format(u"{0}{1}{2}{3}{4}{5}{6}{7}{8}{9}{10}{11}", u"a", u"b", u"c", u"d",
+                             u"e", u"f", u"g", u"h", u"i", u"j", u"k", u"l"),
+              u"abcdefghijkl");
+    EXPECT_EQ(formatted(u"{1}-{0}-{1}", u"a", u"b"), u"b-a-b");
+}
+
+TEST(StringFormat, NumbersPrintAsTheyDoInTheCLocale) {
+    const auto check = [](long long value) {
+        expectDecimal(value);
+        expectDecimal(static_cast<unsigned long long>(value));
+        expectDecimal(static_cast<int>(value));
+        expectDecimal(static_cast<unsigned>(value));
+        expectDecimal(static_cast<long>(value));
+        expectDecimal(static_cast<unsigned long>(value));
+    };
+    for (long long power = 1; power < LLONG_MAX / 10; power *= 10) {
+        for (const long long near : {power - 1, power, power + 1})
+            check(near), check(-near);
+    }
+    for (const long long limit : {LLONG_MIN, LLONG_MAX, 0LL + INT_MIN, 0LL + INT_MAX})
+        check(limit);
+    for (const double value : std::initializer_list<double>{
+             0.0, -0.0, 999999.5, 1e6, 1e-4, 9.9999e-5, 1e100, 5e-324, -INFINITY, NAN, -NAN})
+        EXPECT_EQ(String::valueOf(value).toUtf8(), printed(value));
+    EXPECT_EQ(String::valueOf(0.1f), u"0.1");
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 20'000; ++i) {
+        const auto value = std::bit_cast<double>(random());
+        ASSERT_EQ(String::valueOf(value).toUtf8(), printed(value));
+    }
+    EXPECT_EQ(String(u"n=").append(-5).append(u' ').append(5u).append(7L).append(8LL).append(9ULL),
+              u"n=-5 5789");
+    EXPECT_EQ(String(u"b=").append(true).append(1.5), u"b=true1.5");
+    EXPECT_EQ(String::valueOf(u'x'), u"x");
+    EXPECT_EQ(String::valueOf(false), u"false");
 }
