@@ -1,21 +1,32 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
-
-#include <qx/io/BitInputStream.h>
-#include <qx/io/BitOutputStream.h>
-#include <qx/io/ByteArrayInputStream.h>
-#include <qx/io/ByteArrayOutputStream.h>
 
 #include "tests/support/FakeStreams.h"
 #include "tests/support/PlainBits.h"
 #include "tests/support/Play.h"
 
 namespace qxtest {
+
+/// The plain model of a bit output over a stream, with the operations of both.
+struct PlainBitOutput : PlainBits {
+    int flushes = 0;
+
+    void writeBit(bool bit) { append(bit, 1); }
+    void write(signed char byte) { append(static_cast<uint8_t>(byte), 8); }
+    void write(const signed char* block, int32_t length) {
+        std::for_each_n(block, length, [this](signed char byte) { write(byte); });
+    }
+    void write(uint32_t value, int bits) { append(value, bits); }
+    void flush() {
+        pad(8);
+        ++flushes;
+    }
+};
 
 /// Plays writes that are read from bytes on bit streams over memory and over another stream, and at
 /// the same time on plain bits. Throws std::logic_error when they come apart.
@@ -28,49 +39,35 @@ public:
         m_single = qx::makeReference<qx::io::ByteArrayOutputStream>(capacity);
         const auto overMemory = qx::makeReference<qx::io::BitOutputStream>(m_memory.get());
         const auto overSink = qx::makeReference<qx::io::BitOutputStream>(m_sink.get());
+        const auto all = [&](auto operation) {
+            operation(m_model);
+            operation(*overMemory);
+            operation(*overSink);
+        };
         while (!isOver()) {
-            const auto step = next();
-            step(*overMemory);
-            step(*overSink);
+            step(all);
             compare();
         }
     }
 
 private:
-    using Step = std::function<void(qx::io::BitOutputStream&)>;
-
-    Step next() {
-        switch (const int kind = byte() % 5) {
-        case 0: {
-            const bool bit = byte() % 2;
-            m_model.append(bit, 1);
-            return [=](auto& out) { out.writeBit(bit); };
-        }
-        case 1: {
-            const int value = byte();
-            m_model.append(static_cast<uint32_t>(value), 8);
-            return [=](auto& out) { out.write(static_cast<signed char>(value)); };
-        }
-        case 2: {
-            std::vector<signed char> block(static_cast<size_t>(byte()));
-            for (signed char& each : block) {
-                each = static_cast<signed char>(byte());
-                m_model.append(static_cast<uint8_t>(each), 8);
-            }
-            return [=](auto& out) { out.write(block.data(), static_cast<int32_t>(block.size())); };
-        }
-        case 3:
-            m_model.pad(8);
-            ++m_flushes;
-            return [](auto& out) { out.flush(); };
-        default: {
-            const int bits = byte() % 32 + 1;
-            uint32_t value = static_cast<uint32_t>(byte() << 24 | byte() << 16 | byte() << 8);
-            value = (value | static_cast<uint32_t>(kind)) >> (32 - bits);
-            m_model.append(value, bits);
-            return [=](auto& out) { out.write(value, bits); };
-        }
-        }
+    void step(const auto& all) {
+        const int kind = byte() % 5, argument = byte();
+        std::vector<signed char> block(kind == 2 ? static_cast<size_t>(argument) : 4);
+        if (kind == 0)
+            return all([&](auto& out) { out.writeBit(argument % 2 != 0); });
+        if (kind == 1)
+            return all([&](auto& out) { out.write(static_cast<signed char>(argument)); });
+        if (kind == 3)
+            return all([](auto& out) { out.flush(); });
+        for (signed char& each : block)
+            each = static_cast<signed char>(byte());
+        if (kind == 2)
+            return all(
+                [&](auto& out) { out.write(block.data(), static_cast<int32_t>(block.size())); });
+        uint32_t value = 0;
+        std::memcpy(&value, block.data(), sizeof value);
+        all([&](auto& out) { out.write(value >> (31 - argument % 32), argument % 32 + 1); });
     }
 
     /// The full bytes are written, one by one, and the buffer has grown as by single bytes.
@@ -80,18 +77,16 @@ private:
             m_single->write(static_cast<signed char>(bytes[i]));
         require(textOf(m_sink->content) == bytes, "bytes in the sink");
         require(m_sink->writes.size() == bytes.size(), "single writes");
-        require(m_sink->flushes == m_flushes, "flushes");
+        require(m_sink->flushes == m_model.flushes, "flushes");
         const std::string inMemory(reinterpret_cast<const char*>(m_memory->getBytes()),
                                    static_cast<size_t>(m_memory->getSize()));
         require(inMemory == bytes, "bytes in memory");
         require(m_memory->getCapacity() == m_single->getCapacity(), "capacity");
     }
 
-    PlainBits m_model;
-    int m_flushes = 0;
-    qx::Reference<qx::io::ByteArrayOutputStream> m_memory;
-    qx::Reference<qx::io::ByteArrayOutputStream> m_single;
-    qx::Reference<FakeSink<Bytes>> m_sink = qx::makeReference<FakeSink<Bytes>>();
+    PlainBitOutput m_model;
+    qx::Reference<qx::io::ByteArrayOutputStream> m_memory, m_single;
+    const qx::Reference<FakeSink<Bytes>> m_sink = qx::makeReference<FakeSink<Bytes>>();
 };
 
 /// The plain model of a bit input over a stream, with the operations of both.
@@ -124,18 +119,15 @@ public:
 
 private:
     int bit() {
-        if (m_left == 0) {
-            if ((m_byte = readWrapped()) < 0)
-                return -1;
-            m_left = 8;
-        }
-        return m_byte >> --m_left & 1;
+        if (m_left == 0 && (m_byte = readWrapped()) < 0)
+            return -1;
+        m_left = (m_left + 7) % 8;
+        return m_byte >> m_left & 1;
     }
 
     std::string m_content;
     size_t m_position = 0;
-    int m_byte = 0;
-    int m_left = 0;
+    int m_byte = 0, m_left = 0;
 };
 
 /// Plays reads, as above; the content comes from the bytes too. Now and then a byte is taken from

@@ -20,15 +20,64 @@ enum Answer : int { OutOfRange = INT_MIN, NoElement, Changed, Failed };
 /// Runs an operation, which it makes fail or not as the number says.
 using Failures = std::function<void(int fate, const std::function<void()>& operation)>;
 
+/// An element for a collection, and its number for the model.
+struct Argument {
+    int number;
+    IQXUnknown* element;
+    Element owner = {};
+
+    operator int() const { return number; }
+    operator IQXUnknown*() const { return element; }
+};
+
+/// Elements for a collection, and their numbers for the model.
+struct Arguments {
+    const qx::collections::pcom::Collection& collection;
+    std::vector<int> numbers;
+
+    bool contain(int number) const { return std::ranges::count(numbers, number) > 0; }
+    operator const qx::collections::pcom::Collection&() const { return collection; }
+};
+
 /// Plays on a collection. An operation that is made to fail must change nothing.
 class CollectionPlay : protected Play {
 protected:
     explicit CollectionPlay(Failures failures) : m_failures(std::move(failures)) {}
 
+    /// Runs an operation and requires its answer, unless it is made to fail.
+    /// @return whether it did not fail
+    template <class Operation>
+    bool expect(const char* what, int expected, Operation&& operation) {
+        const int answer = answerOf(operation);
+        require(answer == Failed || answer == expected, what);
+        return answer != Failed;
+    }
+    /// The same with what the operation answers when it is then run on the model.
+    template <class Real, class Model, class Operation>
+    bool both(const char* what, Real& real, Model& model, Operation&& operation) {
+        const int answer = answerOf([&] { return operation(real); });
+        if (answer != Failed)
+            require(answer == numberOf([&] { return operation(model); }), what);
+        return answer != Failed;
+    }
+
+    /// Few values, so that there are equal ones; sometimes null.
+    int value() { return byte() % 8 - 1; }
+    /// A new element that nobody owns.
+    static Argument fresh(int number) {
+        return {number, number == Null ? nullptr : (new Item(number))->GetUnknown()};
+    }
+    /// One to look for.
+    static Argument sought(int number) {
+        Element element = item(number);
+        return {number, element, element};
+    }
+
+private:
     template <class Operation>
     int answerOf(Operation&& operation) {
         int answer = 0;
-        const auto run = [&] { answer = operation(); };
+        const auto run = [&] { answer = numberOf(operation); };
         try {
             m_failures ? m_failures(byte(), run) : run();
         } catch (const qx::RangeErrorException&) {
@@ -44,28 +93,17 @@ protected:
         }
         return answer;
     }
-    /// Plays on the collection and then, unless that failed, on the model.
-    /// @return whether it did not fail
-    template <class Operation, class ModelOperation>
-    bool both(const char* what, Operation&& operation, ModelOperation&& onModel) {
-        const int answer = answerOf(operation);
-        if (answer != Failed)
-            require(answer == static_cast<int>(onModel()), what);
-        return answer != Failed;
+    template <class Operation>
+    static int numberOf(Operation&& operation) {
+        using Result = decltype(operation());
+        if constexpr (std::is_void_v<Result>)
+            return operation(), 0;
+        else if constexpr (std::is_convertible_v<Result, const IQXUnknown*>)
+            return valueOf(operation());
+        else
+            return static_cast<int>(operation());
     }
 
-    /// Few values, so that there are equal ones; sometimes null.
-    int value() { return byte() % 8 - 1; }
-    /// A new element that nobody owns.
-    static IQXUnknown* fresh(int value) {
-        return value == Null ? nullptr : (new Item(value))->GetUnknown();
-    }
-
-    static bool contains(const std::vector<int>& numbers, int number) {
-        return std::ranges::count(numbers, number) > 0;
-    }
-
-private:
     Failures m_failures;
 };
 

@@ -87,13 +87,9 @@ public:
     static constexpr int32_t Failure = -4711;
     struct Thrown {};
 
-    void failAfter(int calls) {
+    void failAfter(int calls, bool throws) {
         m_callsLeft = calls;
-        m_throws = false;
-    }
-    void throwAfter(int calls) {
-        m_callsLeft = calls;
-        m_throws = true;
+        m_throws = throws;
     }
     bool hasFailed() const { return m_callsLeft < 0; }
 

@@ -40,7 +40,7 @@ public:
             return 1;
         });
     }
-    int append(int value) {
+    int add(int value) {
         if (m_isView)
             return add(m_size, value);
         m_numbers->values.push_back(value); // disturbs nobody
@@ -78,9 +78,28 @@ public:
             --index;
         return index;
     }
-    bool removeFirst(int value) {
-        const int index = indexOf(value);
-        return index >= 0 && remove(index) == value;
+    bool remove(const Argument& value) { return removeEach({value.number}); }
+    bool contains(int value) const { return indexOf(value) >= 0; }
+    bool addAll(const Arguments& added) {
+        for (const int value : added.numbers)
+            add(value);
+        return !added.numbers.empty();
+    }
+    int addAll(int index, const Arguments& added) {
+        if (index < 0 || index > size())
+            return OutOfRange;
+        for (const int value : added.numbers)
+            add(index++, value);
+        return !added.numbers.empty();
+    }
+    bool containsAll(const Arguments& others) const {
+        return std::ranges::all_of(others.numbers, [&](int value) { return contains(value); });
+    }
+    bool removeAll(const Arguments& others) { return removeEach(others.numbers); }
+    bool retainAll(const Arguments& others) {
+        std::vector<int> removed = values();
+        std::erase_if(removed, [&](int value) { return others.contain(value); });
+        return removeEach(removed);
     }
 
 private:
@@ -94,6 +113,15 @@ private:
     template <class Operation>
     static int unless(int obstacle, Operation&& operation) {
         return obstacle != 0 ? obstacle : operation();
+    }
+    /// Removes the first of each.
+    bool removeEach(const std::vector<int>& numbers) {
+        bool any = false;
+        for (const int number : numbers) {
+            if (const int index = indexOf(number); index >= 0)
+                any = remove(index) == number || any;
+        }
+        return any;
     }
     void changed(int growth) {
         ++m_numbers->changes;
@@ -118,6 +146,7 @@ public:
         : m_list(std::move(list)), m_cursor(index), m_seen(m_list->changes()) {}
 
     int nextIndex() const { return m_cursor; }
+    int previousIndex() const { return m_cursor - 1; }
     bool hasNext() const { return m_cursor < m_list->size(); }
     bool hasPrevious() const { return m_cursor > 0; }
 

@@ -68,51 +68,28 @@ private:
     }
 
     void append(List& list, ModelList& model) {
-        const int added = value();
-        IQXUnknown* const element = fresh(added);
-        both(
-            "add", [&] { return list.add(element); }, [&] { return model.append(added); });
+        const Argument added = fresh(value());
+        both("add", list, model, [&](auto& its) { return its.add(added); });
     }
     void changeAt(List& list, ModelList& model) {
         const int at = index(model.size()), what = byte() % 4;
-        if (what == 0) {
-            both(
-                "get", [&] { return valueOf(list.get(at)); }, [&] { return model.get(at); });
-            return;
-        }
-        if (what == 1) {
-            both(
-                "remove", [&] { return valueOf(list.remove(at)); },
-                [&] { return model.remove(at); });
-            return;
-        }
-        const int added = value();
-        IQXUnknown* const element = fresh(added);
-        if (what == 2)
-            both(
-                "set", [&] { return valueOf(list.set(at, element)); },
-                [&] { return model.set(at, added); });
+        if (what == 0)
+            both("get", list, model, [&](auto& its) { return its.get(at); });
+        else if (what == 1)
+            both("remove", list, model, [&](auto& its) { return its.remove(at); });
+        else if (const Argument added = fresh(value()); what == 2)
+            both("set", list, model, [&](auto& its) { return its.set(at, added); });
         else
-            both(
-                "insert", [&] { return list.add(at, element); },
-                [&] { return model.add(at, added); });
+            both("insert", list, model, [&](auto& its) { return its.add(at, added); });
     }
     void search(List& list, ModelList& model) {
-        const int sought = value();
-        const auto element = item(sought);
-        both(
-            "contains", [&] { return list.contains(element); },
-            [&] { return model.indexOf(sought) >= 0; });
-        both(
-            "indexOf", [&] { return list.indexOf(element); },
-            [&] { return model.indexOf(sought); });
-        both(
-            "lastIndexOf", [&] { return list.lastIndexOf(element); },
-            [&] { return model.lastIndexOf(sought); });
+        const Argument it = sought(value());
+        both("contains", list, model, [&](auto& its) { return its.contains(it); });
+        both("indexOf", list, model, [&](auto& its) { return its.indexOf(it); });
+        both("lastIndexOf", list, model, [&](auto& its) { return its.lastIndexOf(it); });
         if (byte() % 2)
-            both(
-                "remove of an element", [&] { return list.remove(element); },
-                [&] { return model.removeFirst(sought); });
+            both("remove of an element", static_cast<qx::collections::pcom::Collection&>(list),
+                 model, [&](auto& its) { return its.remove(it); });
     }
     void compare(List& list, ModelList& model) {
         const std::vector<int> own = model.values();
@@ -123,23 +100,20 @@ private:
             other.push_back(value());
         const auto otherList = listOf(other);
         const auto& object = dynamic_cast<const qx::Object&>(list);
-        both(
-            "equals", [&] { return object.equals(*otherList); }, [&] { return other == own; });
-        if (!contains(other, Null) && !contains(own, Null))
-            both(
-                "compareTo", [&] { return object.compareTo(*otherList); },
-                [&] { return (own > other) - (own < other); });
+        expect("equals", other == own, [&] { return object.equals(*otherList); });
+        if (!std::ranges::count(other, Null) && !std::ranges::count(own, Null))
+            expect("compareTo", (own > other) - (own < other),
+                   [&] { return object.compareTo(*otherList); });
         uint32_t hash = 1;
         for (const int number : own)
             hash = hash * 38 + static_cast<uint32_t>(std::max(number, 0));
-        both(
-            "hashCode", [&] { return static_cast<int>(list.hashCode()); }, [&] { return hash; });
+        expect("hashCode", static_cast<int>(hash), [&] { return list.hashCode(); });
     }
 
     /// Plays what changes several elements and may fail among them.
-    template <class Operation, class ModelOperation>
-    void many(const char* what, Operation&& operation, ModelOperation&& onModel) {
-        if (both(what, operation, onModel))
+    template <class Operation>
+    void many(const char* what, List& list, ModelList& model, Operation&& operation) {
+        if (both(what, list, model, operation))
             return;
         const std::vector<int>&before = m_numbers.values, now = values(*m_list.list);
         require(isPartOf(before, now) || isPartOf(now, before), "what a failure leaves");
@@ -159,70 +133,34 @@ private:
         std::vector<int> other;
         for (int count = byte() % 4; count-- > 0;)
             other.push_back(value());
-        useMany(list, model, *listOf(other), other);
+        useMany(list, model, {*listOf(other), other});
     }
     void useItself(List& list, ModelList& model) {
         if (model.size() <= MaxSize && byte() % 4)
-            useMany(list, model, list, model.values());
+            useMany(list, model, {list, model.values()});
         else
-            both(
-                "clear", [&] { return list.clear(), 0; }, [&] { return model.clear(), 0; });
+            both("clear", list, model, [](auto& its) { its.clear(); });
     }
     /// Adds, removes, retains or looks for the elements of a collection.
-    void useMany(List& list, ModelList& model, const List& other, const std::vector<int>& numbers) {
-        bool any = false;
-        const int at = index(model.size());
-        switch (byte() % 5) {
-        case 0:
-            return many(
-                "addAll", [&] { return list.addAll(other); },
-                [&] {
-                    for (const int number : numbers)
-                        model.append(number);
-                    return !numbers.empty();
-                });
-        case 1:
-            return many(
-                "addAll at an index", [&] { return list.addAll(at, other); },
-                [&] {
-                    if (at < 0 || at > model.size())
-                        return int{OutOfRange};
-                    for (std::size_t i = 0; i < numbers.size(); ++i)
-                        model.add(at + static_cast<int>(i), numbers[i]);
-                    return int{!numbers.empty()};
-                });
-        case 2:
-            return many(
-                "removeAll", [&] { return list.removeAll(other); },
-                [&] {
-                    for (const int number : numbers)
-                        any = model.removeFirst(number) || any;
-                    return any;
-                });
-        case 3:
-            return many(
-                "retainAll", [&] { return list.retainAll(other); },
-                [&] {
-                    for (const int number : model.values())
-                        any = (!contains(numbers, number) && model.removeFirst(number)) || any;
-                    return any;
-                });
-        default:
-            both(
-                "containsAll", [&] { return list.containsAll(other); },
-                [&] {
-                    return std::ranges::all_of(
-                        numbers, [&](int number) { return model.indexOf(number) >= 0; });
-                });
-        }
+    void useMany(List& list, ModelList& model, const Arguments& them) {
+        const int at = index(model.size()), what = byte() % 5;
+        if (what == 0)
+            many("addAll", list, model, [&](auto& its) { return its.addAll(them); });
+        else if (what == 1)
+            many("addAll at", list, model, [&](auto& its) { return its.addAll(at, them); });
+        else if (what == 2)
+            many("removeAll", list, model, [&](auto& its) { return its.removeAll(them); });
+        else if (what == 3)
+            many("retainAll", list, model, [&](auto& its) { return its.retainAll(them); });
+        else
+            both("containsAll", list, model, [&](auto& its) { return its.containsAll(them); });
     }
 
     void makeView(const Pair& outer) {
         const int size = outer.model->size(), from = index(size), to = index(size);
         Pair view;
-        both(
-            "createSubList", [&] { return view.list = outer.list->createSubList(from, to), 0; },
-            [&] { return 0 <= from && from <= to && to <= size ? 0 : int{OutOfRange}; });
+        expect("createSubList", 0 <= from && from <= to && to <= size ? 0 : int{OutOfRange},
+               [&] { view.list = outer.list->createSubList(from, to); });
         if (!view.list)
             return;
         m_outer = outer;
@@ -231,9 +169,8 @@ private:
     void walk(const Pair& pair) {
         const int size = pair.model->size(), at = index(size);
         qx::Reference<ListIterator> iterator;
-        both(
-            "createListIterator", [&] { return iterator = pair.list->createListIterator(at), 0; },
-            [&] { return at >= 0 && at <= size ? 0 : int{OutOfRange}; });
+        expect("createListIterator", at >= 0 && at <= size ? 0 : int{OutOfRange},
+               [&] { iterator = pair.list->createListIterator(at); });
         if (iterator) {
             m_iterator = iterator;
             m_modelIterator.emplace(pair.model, at);
@@ -246,35 +183,23 @@ private:
         require(m_iterator->hasNext() == model.hasNext(), "hasNext");
         require(m_iterator->hasPrevious() == model.hasPrevious(), "hasPrevious");
         require(m_iterator->nextIndex() == model.nextIndex(), "nextIndex");
-        require(m_iterator->previousIndex() == model.nextIndex() - 1, "previousIndex");
+        require(m_iterator->previousIndex() == model.previousIndex(), "previousIndex");
         if (byte() % 3)
-            both(
-                "next", [&] { return valueOf(m_iterator->next()); }, [&] { return model.next(); });
+            both("next", *m_iterator, model, [](auto& its) { return its.next(); });
         else
-            both(
-                "previous", [&] { return valueOf(m_iterator->previous()); },
-                [&] { return model.previous(); });
+            both("previous", *m_iterator, model, [](auto& its) { return its.previous(); });
     }
     void changeThroughIterator() {
         if (!m_iterator)
             return;
         ModelListIterator& model = *m_modelIterator;
-        const int what = byte() % 3, added = value();
-        if (what == 0) {
-            both(
-                "iterator's remove", [&] { return m_iterator->remove(), 0; },
-                [&] { return model.remove(); });
-            return;
-        }
-        IQXUnknown* const element = fresh(added);
-        if (what == 1)
-            both(
-                "iterator's add", [&] { return m_iterator->add(element); },
-                [&] { return model.add(added); });
+        const int what = byte() % 3, number = value();
+        if (what == 0)
+            both("iterator's remove", *m_iterator, model, [](auto& its) { return its.remove(); });
+        else if (const Argument added = fresh(number); what == 1)
+            both("iterator's add", *m_iterator, model, [&](auto& its) { return its.add(added); });
         else
-            both(
-                "iterator's set", [&] { return m_iterator->set(element), 0; },
-                [&] { return model.set(added); });
+            both("iterator's set", *m_iterator, model, [&](auto& its) { return its.set(added); });
     }
 
     static constexpr int MaxSize = 30;

@@ -69,10 +69,21 @@ struct ModelMap {
         }
         return nullptr;
     }
+    bool containsKey(const Key& key) { return find(key) != nullptr; }
+    /// The first entry with that value in the order of a walk.
+    EntryPointer findValue(int value) const {
+        for (const auto& entry : entries()) {
+            if (entry->value == value)
+                return entry;
+        }
+        return nullptr;
+    }
+    bool containsValue(int value) const { return findValue(value) != nullptr; }
     int get(const Key& key) {
         const auto entry = find(key);
         return entry ? entry->value : Null;
     }
+    int peek(const Key& key) { return get(key); }
 
     /// The entries in the order of a walk.
     Chain entries() const { return chained(Rules::NewestFirst); }
@@ -106,14 +117,15 @@ struct ModelMap {
         ++size;
         return Null;
     }
-    bool remove(const Key& key) {
+    /// Returns the value.
+    int remove(const Key& key) {
         const auto entry = find(key);
-        if (entry) {
-            std::erase(chainOf(key), entry);
-            ++changes;
-            --size;
-        }
-        return entry != nullptr;
+        if (!entry)
+            return Null;
+        std::erase(chainOf(key), entry);
+        ++changes;
+        --size;
+        return entry->value;
     }
     void clear() {
         buckets = std::vector<Chain>(buckets.size());
@@ -145,6 +157,29 @@ private:
 };
 
 using ModelTable = ModelMap<ElementRules>;
+
+/// The keys of a model map, as a set of numbers.
+struct ModelKeys {
+    ModelTable& map;
+
+    bool contains(int key) const { return map.containsKey(key); }
+    bool containsAll(const Arguments& others) const {
+        return std::ranges::all_of(others.numbers, [&](int key) { return contains(key); });
+    }
+    bool remove(int key) const { return contains(key) && (map.remove(key), true); }
+    bool removeAll(const Arguments& others) const { return removeThose(others, true); }
+    bool retainAll(const Arguments& others) const { return removeThose(others, false); }
+
+private:
+    bool removeThose(const Arguments& others, bool contained) const {
+        const int before = map.size;
+        for (const int key : map.keys()) {
+            if (others.contain(key) == contained)
+                map.remove(key);
+        }
+        return map.size < before;
+    }
+};
 
 /// An iterator of a model map.
 struct ModelMapIterator {
