@@ -37,12 +37,7 @@ int32_t failureOf(Body&& body) {
 /// Expects @p body to throw an exception of the library with the given result code.
 template <class Body>
 void expectThrowsResult(int32_t code, Body body) {
-    try {
-        body();
-        ADD_FAILURE() << "nothing thrown";
-    } catch (const qx::Exception& exception) {
-        EXPECT_EQ(exception.getResult(), code);
-    }
+    EXPECT_EQ(failureOf(body), code);
 }
 
 using Calls = std::initializer_list<std::function<void()>>;

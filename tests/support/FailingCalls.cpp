@@ -78,13 +78,10 @@ extern "C" {
 
 int open(const char* path, int flags, ...) {
     static const auto call = qxtest::next<int(const char*, int, ...)>("open");
-    mode_t mode = 0;
-    if ((flags & O_CREAT) != 0) {
-        va_list arguments;
-        va_start(arguments, flags);
-        mode = va_arg(arguments, mode_t);
-        va_end(arguments);
-    }
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, mode_t); // which may be none
+    va_end(arguments);
     return fails("open") ? -1 : call(path, flags, mode);
 }
 

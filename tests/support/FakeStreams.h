@@ -8,22 +8,7 @@
 #include <sstream>
 #include <vector>
 
-#include <qx/io/BufferedInputStream.h>
-#include <qx/io/BufferedOutputStream.h>
-#include <qx/io/BufferedReader.h>
-#include <qx/io/BufferedWriter.h>
-#include <qx/io/ByteArrayInputStream.h>
-#include <qx/io/ByteArrayOutputStream.h>
-#include <qx/io/ByteBufferInputStream.h>
-#include <qx/io/ByteBufferOutputStream.h>
-#include <qx/io/FilterInputStream.h>
-#include <qx/io/FilterOutputStream.h>
-#include <qx/io/FilterReader.h>
-#include <qx/io/FilterWriter.h>
-#include <qx/io/InputStreamReader.h>
-#include <qx/io/OutputStreamWriter.h>
-#include <qx/io/PrintWriter.h>
-#include <qx/io/StringWriter.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 

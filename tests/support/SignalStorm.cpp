@@ -1,28 +1,19 @@
 #include "tests/support/SignalStorm.h"
 
-#include <atomic>
-#include <csignal>
 #include <filesystem>
 #include <string>
 #include <sys/syscall.h>
-#include <thread>
 #include <unistd.h>
 
 namespace qxtest {
 
-struct SignalStorm::State {
-    struct sigaction previous {};
-    std::atomic<bool> over{false};
-    std::thread thread;
-};
-
-SignalStorm::SignalStorm() : m_state(new State) {
+SignalStorm::SignalStorm() {
     struct sigaction action {};
     action.sa_handler = [](int) {}; // without SA_RESTART: calls are interrupted
-    ::sigaction(SIGUSR1, &action, &m_state->previous);
-    m_state->thread = std::thread([state = m_state] {
+    ::sigaction(SIGUSR1, &action, &m_previous);
+    m_thread = std::jthread([](const std::stop_token& over) {
         const auto own = ::syscall(SYS_gettid);
-        while (!state->over) {
+        while (!over.stop_requested()) {
             std::error_code ended; // a thread may be gone before its entry is read
             for (const auto& task : std::filesystem::directory_iterator("/proc/self/task", ended)) {
                 const long number = std::stol(task.path().filename());
@@ -35,10 +26,9 @@ SignalStorm::SignalStorm() : m_state(new State) {
 }
 
 SignalStorm::~SignalStorm() {
-    m_state->over = true;
-    m_state->thread.join();
-    ::sigaction(SIGUSR1, &m_state->previous, nullptr);
-    delete m_state;
+    m_thread.request_stop();
+    m_thread.join();
+    ::sigaction(SIGUSR1, &m_previous, nullptr);
 }
 
 } // namespace qxtest

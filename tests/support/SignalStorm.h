@@ -1,5 +1,8 @@
 #pragma once
 
+#include <csignal>
+#include <thread>
+
 namespace qxtest {
 
 /// While it lives, signals hail on the thread that made it and on every other of this process, and
@@ -12,8 +15,8 @@ public:
     SignalStorm& operator=(const SignalStorm&) = delete;
 
 private:
-    struct State;
-    State* m_state;
+    struct sigaction m_previous {};
+    std::jthread m_thread;
 };
 
 } // namespace qxtest
