@@ -59,7 +59,7 @@ stage_kills() {
     build release qx_{platform,ipc,util,io}_tests || return 1
     QX_TEST_REGISTRY_KILLS=4000 tested platform 'RegistryProcesses.Killed*' 1 &&
         tested ipc 'Kinds/Crash.*' 25 &&
-        tested ipc '*ADeadWaiter*:*AReaderWho*' 300 &&
+        tested ipc 'CrashUnderTraffic.*:*ADeadWaiter*:*AReaderWho*' 200 &&
         tested ipc '*APeerStopped*' 5 &&
         tested util 'IniSharing.WhatWasAcknowledged*' 50 &&
         tested io 'FileStream.Sixteen*' 50 || return 1
