@@ -1,17 +1,16 @@
-// Registered components: modules are loaded from where the registry says.
-
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <shared_mutex>
 #include <thread>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <qx/qx.h>
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ExpectResult.h"
 #include "tests/support/SafeModule.h"
 #include "tests/support/TemporaryRegistry.h"
 #include "tests/testmodules/plain.h"
@@ -19,14 +18,186 @@
 namespace {
 
 using namespace qx;
-using qxtest::ChildProcess;
-using qxtest::TemporaryFolder;
+using namespace qx::pcom;
+using namespace qxtest;
 using util::RegistryKey;
+
+// What a module says of its classes, and enters of them.
+
+class Thing : public Object {
+public:
+    static constexpr GUID Clsid{0x11111111, 0x2222, 0x3333, {4, 4, 5, 5, 5, 5, 5, 5}};
+    static const char16_t* GetComProgID() { return u"Test.Thing.1"; }
+    static const char16_t* GetComDescription() { return u"A thing"; }
+    static const char16_t* GetComVersionIndependentProgID() { return u"Test.Thing"; }
+};
+
+/// A class that can only be found by its identifier.
+class Nameless : public Object {
+public:
+    static constexpr GUID Clsid{0xAAAAAAAA, 0xBBBB, 0xCCCC, {1, 2, 3, 4, 5, 6, 7, 8}};
+};
+
+constexpr GUID Unknown{1, 2, 3, {4}};
+constexpr char16_t ThingKey[] = u"CLSID\\{11111111-2222-3333-0404-050505050505}";
+
+std::optional<String> textOf(const String& path) {
+    const RegistryKey key(QX_HKEY_CLASSES_64, path);
+    return key.valueExists() ? std::optional(key.getValueString()) : std::nullopt;
+}
+
+class ModuleTest : public testing::Test {
+protected:
+    Reference<IQXClassFactory> factoryOf(const GUID& clsid) {
+        Reference<IQXClassFactory> factory;
+        EXPECT_EQ(module.GetClassObject(clsid, IQXClassFactory::Iid, factory.putVoid()),
+                  result::Ok);
+        return factory;
+    }
+
+    ClassData classes[3] = {classRow<Thing>(), classRow<Nameless>(), {}};
+    DllModule module{classes};
+    TemporaryRegistry registry;
+};
+
+TEST_F(ModuleTest, CountsObjectsAndLocksButNotFactories) {
+    const auto factory = factoryOf(Thing::Clsid);
+    EXPECT_EQ(module.CanUnloadNow(), 0);
+    Reference<IQXUnknown> object;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IQXComparable::Iid, object.putVoid()), result::Ok);
+    EXPECT_EQ(module.CanUnloadNow(), 1);
+    EXPECT_EQ(module.GetRefCount(), 1u);
+    object.reset();
+    EXPECT_EQ(module.CanUnloadNow(), 0);
+    EXPECT_EQ(factory->LockServer(1), result::Ok);
+    EXPECT_EQ(module.CanUnloadNow(), 1);
+    EXPECT_EQ(factory->LockServer(0), result::Ok);
+    EXPECT_EQ(module.CanUnloadNow(), 0);
+}
+
+TEST_F(ModuleTest, RefusesWhatItDoesNotOffer) {
+    void* out = &out;
+    const GUID &factoryId = IQXClassFactory::Iid, &unknownId = IQXUnknown::Iid;
+    ClassData none[] = {{}};
+    expectEach(result::ClassNotAvailable,
+               {module.GetClassObject(Unknown, factoryId, &out),
+                // The answer is that of the last row, of another class.
+                module.GetClassObject(Thing::Clsid, Unknown, &out),
+                Module(none).GetClassObject(Thing::Clsid, factoryId, &out)});
+    const auto factory = factoryOf(Thing::Clsid);
+    expectEach(result::NoInterface, {module.GetClassObject(Nameless::Clsid, Unknown, &out),
+                                     factory->CreateInstance(nullptr, Unknown, &out)});
+    EXPECT_EQ(factory->CreateInstance(factory.get(), IQXComparable::Iid, &out),
+              result::InvalidArgument);
+    EXPECT_EQ(factory->CreateInstance(factory.get(), unknownId, &out), result::NoAggregation);
+    EXPECT_EQ(out, nullptr);
+    expectEach(result::NullPointer, {module.GetClassObject(Thing::Clsid, factoryId, nullptr),
+                                     factory->CreateInstance(nullptr, unknownId, nullptr)});
+    EXPECT_EQ(module.GetRefCount(), 0u);
+}
+
+template <class Path>
+concept RegistersPath = requires(Module& module, Path path) {
+    module.RegisterServer(path);
+};
+
+static_assert(RegistersPath<const char16_t*> && RegistersPath<const void*>);
+static_assert(!RegistersPath<const char*> && !RegistersPath<char*> && !RegistersPath<wchar_t*>,
+              "a path would be taken for an address in a module");
+
+TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
+    const auto factory = makeReference<ClassFactory>();
+    void* out = &out;
+    const auto create = [&] { return factory->CreateInstance(nullptr, IQXUnknown::Iid, &out); };
+    EXPECT_EQ(create(), result::NotImplemented);
+    factory->SetCreateInstanceQIFunc([](auto...) -> int32_t { throw 1; });
+    EXPECT_EQ(create(), result::Fail);
+    factory->SetCreateInstanceQIFunc(
+        [](auto...) -> int32_t { throw ResultException(result::DiskFull); });
+    EXPECT_EQ(create(), result::DiskFull);
+    EXPECT_EQ(out, nullptr);
+
+    const auto tryMaker = [&](decltype(ClassData::createFactory) maker) {
+        classes[1].createFactory = maker;
+        return module.GetClassObject(Nameless::Clsid, IQXClassFactory::Iid, &out);
+    };
+    EXPECT_EQ(tryMaker([](auto...) { return result::Ok; }), result::Fail);
+    EXPECT_EQ(tryMaker([](auto...) -> int32_t { throw ResultException(result::DiskFull); }),
+              result::DiskFull);
+    EXPECT_EQ(tryMaker(nullptr), result::NotImplemented);
+    EXPECT_EQ(tryMaker(&createFactory<&createInstance<Nameless>>), result::Ok); // no lock is left
+    static_cast<IQXUnknown*>(out)->Release();
+}
+
+TEST_F(ModuleTest, EntersItsClassesAndTakesThemOut) {
+    const String clsid = u"{11111111-2222-3333-0404-050505050505}", key = ThingKey;
+    const String nameless = u"CLSID\\{AAAAAAAA-BBBB-CCCC-0102-030405060708}";
+    for (int round = 0; round < 2; ++round) { // entering twice replaces
+        ASSERT_EQ(module.RegisterServer(u"/modules/things.so"), result::Ok);
+        EXPECT_EQ(textOf(u"Test.Thing.1"), u"A thing");
+        EXPECT_EQ(textOf(u"Test.Thing.1\\CLSID"), clsid);
+        EXPECT_EQ(textOf(u"Test.Thing"), u"A thing");
+        EXPECT_EQ(textOf(u"Test.Thing\\CLSID"), clsid);
+        EXPECT_EQ(textOf(u"Test.Thing\\CurVer"), u"Test.Thing.1");
+        EXPECT_EQ(textOf(key), u"A thing");
+        EXPECT_EQ(textOf(key + u"\\ProgID"), u"Test.Thing.1");
+        EXPECT_EQ(textOf(key + u"\\VersionIndependentProgID"), u"Test.Thing");
+        EXPECT_EQ(textOf(key + u"\\InprocServer32"), u"/modules/things.so");
+        EXPECT_EQ(textOf(nameless), u"");
+        EXPECT_EQ(textOf(nameless + u"\\ProgID"), u"");
+        EXPECT_EQ(textOf(nameless + u"\\InprocServer32"), u"/modules/things.so");
+    }
+    RegistryKey(QX_HKEY_CLASSES_64, key).remove(); // what is left goes
+    ASSERT_EQ(module.UnregisterServer(), result::Ok);
+    EXPECT_FALSE(RegistryKey(QX_HKEY_CLASSES_64, u"CLSID").getSubkeyIterator()->hasNext());
+    EXPECT_EQ(textOf(u"Test.Thing.1"), std::nullopt);
+    EXPECT_EQ(textOf(u"Test.Thing"), std::nullopt);
+    EXPECT_EQ(failureOf([&] { module.UnregisterServer(); }), result::NotFound);
+}
+
+/// The second class cannot be entered.
+class FailingModule : public DllModule {
+public:
+    using DllModule::DllModule;
+    int32_t returned = result::Ok; ///< throws instead
+
+protected:
+    int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath) override {
+        if (*entry.clsid == Thing::Clsid)
+            return DllModule::RegisterClassEntry(entry, modulePath);
+        return returned < 0 ? returned : throw ResultException(result::DiskFull);
+    }
+};
+
+TEST_F(ModuleTest, EntersNothingWhenOneClassFails) {
+    FailingModule failing(classes);
+    EXPECT_EQ(failureOf([&] { failing.RegisterServer(u"/m.so"); }), result::DiskFull);
+    failing.returned = result::AccessDenied;
+    EXPECT_EQ(failing.RegisterServer(u"/m.so"), result::AccessDenied);
+    EXPECT_EQ(textOf(ThingKey), std::nullopt);
+    EXPECT_EQ(textOf(u"Test.Thing.1"), std::nullopt);
+
+    // What another version has entered before stays as it was.
+    module.RegisterServer(u"/before.so");
+    EXPECT_EQ(failing.RegisterServer(u"/m.so"), result::AccessDenied);
+    EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), u"/before.so");
+}
+
+TEST_F(ModuleTest, EntersThePathOfTheFileThatAnAddressLiesIn) {
+    char path[260];
+    ASSERT_EQ(QXModuleGetFileName(&Thing::Clsid, path, sizeof path), result::Ok);
+    EXPECT_EQ(module.RegisterServer(static_cast<const void*>(&Thing::Clsid)), result::Ok);
+    EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), String(path));
+    EXPECT_EQ(module.RegisterServer(static_cast<const void*>(this)), result::Fail);
+    EXPECT_EQ(module.RegisterServer(static_cast<const char16_t*>(nullptr)), result::NullPointer);
+}
+
+// Registered components: modules are loaded from where the registry says.
 
 constexpr GUID ThingClass{0x7468696E, 0x6701, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 1}};
 
 std::string modulePath(const std::string& name) {
-    return qxtest::safeModule(QX_TEST_MODULES_DIR "/" + name + ".so");
+    return safeModule(QX_TEST_MODULES_DIR "/" + name + ".so");
 }
 
 std::u16string wide(const std::string& path) { return std::u16string(String(path.c_str()).view()); }
@@ -86,13 +257,13 @@ protected:
         return result;
     }
 
-    qxtest::TemporaryRegistry registry;
+    TemporaryRegistry registry;
 
 private:
     int32_t m_modulesBefore = QXModuleGetLiveCount();
 };
 
-TEST_F(ComponentTest, AreFoundByEachOfTheirNames) {
+TEST_F(ComponentTest, AreFoundByEachOfTheirNamesWhileRegistered) {
     EXPECT_EQ(createThing(), result::NotFound);
     ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
     EXPECT_EQ(loadedModules(), 0); // not kept for having been registered
@@ -116,32 +287,19 @@ TEST_F(ComponentTest, AreFoundByEachOfTheirNames) {
     EXPECT_EQ(QXModuleComCreateObject(this, &found, this, &IQXUnknown::Iid, object.putVoid()),
               result::NoAggregation);
     QXModuleSetInitialized(this, 0);
-}
 
-TEST_F(ComponentTest, ChangesOfTheRegistryAreSeen) {
-    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
-    EXPECT_EQ(createThing(), result::Ok);
     EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::Ok);
     EXPECT_EQ(createThing(), result::NotFound);
     EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::NotFound);
-    // By another process too.
-    EXPECT_EQ(ChildProcess("register", {registry.folder(), modulePath("things")}).join(), 0);
-    EXPECT_EQ(createThing(), result::Ok);
 }
-
-const qxtest::ChildEntry registering("register", [](const auto& arguments) {
-    if (QXRegistrySetFolder(arguments[0].c_str()) < 0)
-        return 1;
-    return registerModule(arguments[1]) == result::Ok ? 0 : 2;
-});
 
 TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
     const TemporaryFolder folder;
-    qxtest::writeFile(folder.path("text.so"), "no library at all, but as long as a header may be,"
-                                              " which is 64 bytes");
-    const std::string whole = qxtest::readFile(modulePath("things"));
-    qxtest::writeFile(folder.path("cut.so"), whole.substr(0, 1000));
-    qxtest::writeFile(folder.path("empty.so"), "");
+    writeFile(folder.path("text.so"), "no library at all, but as long as a header may be,"
+                                      " which is 64 bytes");
+    const std::string whole = readFile(modulePath("things"));
+    writeFile(folder.path("cut.so"), whole.substr(0, 1000));
+    writeFile(folder.path("empty.so"), "");
     const std::pair<std::string, int32_t> pathsAndResults[] = {
         {folder.path("absent.so"), result::NotFound},
         {folder.path("text.so"), result::NotALibrary},
@@ -172,7 +330,7 @@ TEST_F(ComponentTest, ModulesThatOthersMayChangeAreRefused) {
     const TemporaryFolder folder;
     const std::string inner = folder.path("inner"), path = inner + "/things.so";
     ASSERT_EQ(::mkdir(inner.c_str(), 0700), 0);
-    qxtest::writeFile(path, qxtest::readFile(modulePath("things")));
+    writeFile(path, readFile(modulePath("things")));
     const auto tryModes = [&](mode_t folderMode, mode_t fileMode) {
         ::chmod(inner.c_str(), folderMode);
         ::chmod(path.c_str(), fileMode);
@@ -248,19 +406,22 @@ TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
     EXPECT_EQ(freeModules(20), 0);
 }
 
-const qxtest::ChildEntry pinned("pinned", [](const auto& arguments) {
+const ChildEntry withPinned("pinned", [](const auto& arguments) {
     if (QXRegistrySetFolder(arguments[0].c_str()) < 0 || registerModule(arguments[1]) < 0)
         return 1;
     const int32_t live = QXModuleGetLiveCount();
     bool isKept = true;
     for (int round = 0; round < 3; ++round)
         isKept = isKept && createThing() >= 0 && freeModules() == 1 && freeModules() == 1;
-    return isKept && QXModuleGetLiveCount() == live ? 0 : 2;
+    return isKept && QXModuleGetLiveCount() == live && registerModule(arguments[2]) >= 0 ? 0 : 2;
 });
 
 TEST_F(ComponentTest, AModuleThatCannotBeUnloadedIsKeptAndKnown) {
+    EXPECT_EQ(createThing(), result::NotFound);
     // In another process, since it stays there.
-    EXPECT_EQ(ChildProcess("pinned", {registry.folder(), modulePath("things_pinned")}).join(), 0);
+    const std::string pinned = modulePath("things_pinned"), plain = modulePath("things");
+    EXPECT_EQ(ChildProcess("pinned", {registry.folder(), pinned, plain}).join(), 0);
+    EXPECT_EQ(createThing(), result::Ok); // what another process has registered is seen
 }
 
 TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {
@@ -283,7 +444,7 @@ TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {
 
 TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
     ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
-    enter(modulePath("plain"), PLAIN_COUNTER_CLASS, PLAIN_COUNTER_NAME);
+    enter(modulePath("plain"), PLAIN_CLASS, PLAIN_NAME);
     constexpr int Rounds = 200;
     // With a delay of 0 it is up to the caller that no Release is on its way out of the module.
     std::shared_mutex releasing;
@@ -300,7 +461,7 @@ TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
         --running;
     };
     std::vector<std::jthread> threads;
-    for (const char16_t* const name : {u"Test.Thing", u"Test.Thing", u"Test.PlainCounter"})
+    for (const char16_t* const name : {u"Test.Thing", u"Test.Thing", PLAIN_NAME})
         threads.emplace_back(create, name);
     while (running > 0) {
         const std::unique_lock guard(releasing);

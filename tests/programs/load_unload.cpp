@@ -38,33 +38,32 @@ Function* find(void* library, const char* name) {
 }
 #define FIND(function) find<decltype(function)>(library, #function)
 
-/// Names the module that offers counters.
+/// Names the module that offers plain things.
 void setModule(void* library, const char* path) {
     const std::u16string text(path, path + std::strlen(path) + 1);
     const auto set = FIND(QXRegistrySetValue);
     FIND(QXRegistrySetFolder)(s_registry);
-    require(set(QX_HKEY_CLASSES_64, PLAIN_COUNTER_NAME u"\\CLSID", u"", QX_REG_STRING,
-                PLAIN_COUNTER_CLASS, sizeof PLAIN_COUNTER_CLASS) == 0 &&
-                set(QX_HKEY_CLASSES_64, u"CLSID\\" PLAIN_COUNTER_CLASS u"\\InprocServer32", u"",
+    require(set(QX_HKEY_CLASSES_64, PLAIN_NAME u"\\CLSID", u"", QX_REG_STRING, PLAIN_CLASS,
+                sizeof PLAIN_CLASS) == 0 &&
+                set(QX_HKEY_CLASSES_64, u"CLSID\\" PLAIN_CLASS u"\\InprocServer32", u"",
                     QX_REG_STRING, text.data(),
                     static_cast<int32_t>(text.size() * sizeof(char16_t))) == 0,
             "registry");
 }
 
-using Counter = const PlainCounterTable**;
+using Thing = const QXUnknownTable**;
 
-Counter createCounter(void* library) {
-    void* counter = nullptr;
+Thing createThing(void* library) {
+    void* thing = nullptr;
     FIND(QXRegistrySetFolder)(s_registry);
-    FIND(QXComCreateObjectByProgID)(PLAIN_COUNTER_NAME, nullptr, &PlainCounterId, &counter);
-    require(counter != nullptr, "component");
-    return static_cast<Counter>(counter);
+    FIND(QXComCreateObjectByProgID)(PLAIN_NAME, nullptr, &PlainUnknownId, &thing);
+    require(thing != nullptr, "component");
+    return static_cast<Thing>(thing);
 }
 
-void useAndRelease(Counter counter) {
-    int32_t sum = 0;
-    require((*counter)->Add(counter, 5, &sum) == 0 && sum == 5, "component works");
-    require((*counter)->unknown.Release(counter) == 0, "component ends");
+void useAndRelease(Thing thing) {
+    require((*thing)->AddRef(thing) == 2 && (*thing)->Release(thing) == 1, "component works");
+    require((*thing)->Release(thing) == 0, "component ends");
 }
 
 /// How many modules stay loaded.
@@ -96,9 +95,9 @@ void use(void* library) {
     require(comparator->Compare(nullptr, nullptr, &order) == 0 && order == 0 &&
                 getComparator() == comparator,
             "comparator");
-    const Counter counter = createCounter(library);
+    const Thing thing = createThing(library);
     require(freeModules(library) == 1, "module in use");
-    useAndRelease(counter);
+    useAndRelease(thing);
     require(freeModules(library) == 0, "module out of use");
 }
 
@@ -140,9 +139,9 @@ int main(int argc, char** argv) {
     // A module needs the library until it is unloaded itself, also one that was not linked to it.
     void* library = load();
     setModule(library, argv[3]);
-    const Counter counter = createCounter(library);
+    const Thing thing = createThing(library);
     require(dlclose(library) == 0, "unload under a module");
-    useAndRelease(counter);
+    useAndRelease(thing);
     library = load(RTLD_NOLOAD);
     require(library != nullptr, "the library stays for a module");
     require(freeModules(library) == 0, "the last module");

@@ -1,4 +1,4 @@
-/* A component module in C: counters, and nothing but function tables. */
+/* A component module in C, of nothing but function tables. */
 
 #include "plain.h"
 
@@ -9,15 +9,18 @@
 
 QX_COMPONENT_NOTE;
 
-/* A counter, or the one factory, whose references count as uses of the module. */
+static const QXGUID FactoryId = {
+    0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+static const QXGUID ThingClass = {0x706C6169, 0x6E00, 0x4331, {0x80, 0, 0, 0, 0, 0, 0, 1}};
+
+/* A thing, or the one factory, whose references count as uses of the module. */
 typedef struct Object {
     const void* table;
-    const QXGUID* interfaceId;
+    const QXGUID* interfaceId; /* beside the unknown interface */
     uint32_t references;
-    int32_t value;
 } Object;
 
-static uint32_t s_uses = 0; /* counters and locks */
+static uint32_t s_uses = 0; /* things and locks */
 
 static uint32_t add(uint32_t* number, int amount) {
     return __atomic_add_fetch(number, (uint32_t)amount, __ATOMIC_SEQ_CST);
@@ -37,7 +40,7 @@ static int32_t queryInterface(void* self, const QXGUID* interfaceId, void** obje
 
 static uint32_t factoryRelease(void* self) { return add(&((Object*)self)->references, -1); }
 
-static uint32_t counterRelease(void* self) {
+static uint32_t thingRelease(void* self) {
     const uint32_t left = factoryRelease(self);
     if (left == 0) {
         free(self);
@@ -46,27 +49,21 @@ static uint32_t counterRelease(void* self) {
     return left;
 }
 
-static int32_t counterAdd(void* self, int32_t amount, int32_t* sum) {
-    *sum = ((Object*)self)->value += amount;
-    return QX_OK;
-}
-
-static const PlainCounterTable s_counterTable = {{queryInterface, addRef, counterRelease},
-                                                 counterAdd};
+static const QXUnknownTable s_thingTable = {queryInterface, addRef, thingRelease};
 
 static int32_t factoryCreateInstance(void* self, void* outer, const QXGUID* interfaceId,
                                      void** object) {
-    const Object made = {&s_counterTable, &PlainCounterId, 1, 0};
-    Object* const counter = outer ? NULL : malloc(sizeof *counter);
+    const Object made = {&s_thingTable, &PlainUnknownId, 1};
+    Object* const thing = outer ? NULL : malloc(sizeof *thing);
     int32_t result;
     (void)self;
     *object = NULL;
-    if (!counter)
+    if (!thing)
         return outer ? QX_E_NO_AGGREGATION : QX_E_OUT_OF_MEMORY;
-    *counter = made;
+    *thing = made;
     add(&s_uses, 1);
-    result = queryInterface(counter, interfaceId, object);
-    counterRelease(counter);
+    result = queryInterface(thing, interfaceId, object);
+    thingRelease(thing);
     return result;
 }
 
@@ -78,11 +75,11 @@ static int32_t factoryLockServer(void* self, int16_t lock) {
 
 static const QXClassFactoryTable s_factoryTable = {
     {queryInterface, addRef, factoryRelease}, factoryCreateInstance, factoryLockServer};
-static Object s_factory = {&s_factoryTable, &PlainFactoryId, 0, 0};
+static Object s_factory = {&s_factoryTable, &FactoryId, 0};
 
 int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void** object) {
     *object = NULL;
-    return memcmp(classId, &PlainCounterClass, sizeof *classId) == 0
+    return memcmp(classId, &ThingClass, sizeof *classId) == 0
                ? queryInterface(&s_factory, interfaceId, object)
                : QX_E_CLASS_NOT_AVAILABLE;
 }
