@@ -8,6 +8,7 @@
 // Counted are calls for which the kind of failure makes sense: EINTR, EAGAIN and "short" only where
 // they can happen. Children are not failed.
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -29,6 +30,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <tuple>
 #include <type_traits>
 #include <unistd.h>
 
@@ -95,40 +97,60 @@ Function* next(const char* name) {
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
-/// The call, unless it is its turn to give @p failure.
-template <class Result, class... Parameters, class... Arguments>
+/// The call, unless it is its turn to give @p failure or to transfer a single byte.
+template <class Result, class... Parameters>
 Result passOn(Result (*call)(Parameters...), const char* name, unsigned int kind,
-              std::type_identity_t<Result> failure, Arguments... arguments) {
-    if (isItsTurn(name, kind)) {
+              std::type_identity_t<Result> failure, std::type_identity_t<Parameters>... arguments) {
+    if (!isItsTurn(name, kind))
+        return call(arguments...);
+    if (plan().error != Short) {
         errno = plan().error;
         return failure;
     }
-    return call(static_cast<Parameters>(arguments)...);
+    std::tuple<Parameters...> changed(arguments...);
+    if constexpr (sizeof...(Parameters) > 2) {
+        auto& size = std::get<2>(changed);
+        if constexpr (std::is_same_v<decltype(size), size_t&>)
+            size = std::min<size_t>(size, 1);
+    }
+    return std::apply(call, changed);
 }
 
-/// The same for a read or write of @p size bytes, by @p call (size).
-template <class Call>
-ssize_t transfer(const char* name, size_t size, Call call, unsigned int kind = Transfer) {
-    if (!isItsTurn(name, kind))
-        return call(size);
-    if (plan().error == Short)
-        return call(size < 1 ? size : 1);
-    errno = plan().error;
-    return -1;
-}
-
-mode_t modeOf(int flags, va_list arguments) {
-    return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-}
+/// What the headers of the system say of a function; its attributes matter to callers only.
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+template <class Function>
+struct Signature;
+template <class R, class... Parameters>
+struct Signature<R(Parameters...)> {
+    using Type = R(Parameters...);
+    using Result = R;
+    template <size_t index>
+    using Parameter = std::tuple_element_t<index, std::tuple<Parameters...>>;
+};
+template <class R, class... Parameters>
+struct Signature<R(Parameters...) noexcept> : Signature<R(Parameters...)> {};
 
 } // namespace
 
-#define QX_PASS_ON(Result, name, kind, failure, parameters, arguments)                             \
-    Result name parameters {                                                                       \
-        static const auto call = next<Result parameters>(#name);                                   \
-        return passOn(call, #name, kind, failure, QX_UNPACK arguments);                            \
+#define QX_PASS_ON(name, kind, failure, parameters, ...)                                           \
+    Signature<decltype(name)>::Result name parameters {                                            \
+        static const auto call = next<Signature<decltype(name)>::Type>(#name);                     \
+        return passOn(call, #name, kind, failure, __VA_ARGS__);                                    \
     }
-#define QX_UNPACK(...) __VA_ARGS__
+// By the number of parameters.
+#define QX_P(name, index) Signature<decltype(name)>::Parameter<index>
+#define QX_PASS_ON_1(name, kind, failure) QX_PASS_ON(name, kind, failure, (QX_P(name, 0) a), a)
+#define QX_PASS_ON_2(name, kind, failure)                                                          \
+    QX_PASS_ON(name, kind, failure, (QX_P(name, 0) a, QX_P(name, 1) b), a, b)
+#define QX_P3(name) QX_P(name, 0) a, QX_P(name, 1) b, QX_P(name, 2) c
+#define QX_PASS_ON_3(name, kind, failure) QX_PASS_ON(name, kind, failure, (QX_P3(name)), a, b, c)
+#define QX_PASS_ON_4(name, kind, failure)                                                          \
+    QX_PASS_ON(name, kind, failure, (QX_P3(name), QX_P(name, 3) d), a, b, c, d)
+#define QX_P5(name) QX_P3(name), QX_P(name, 3) d, QX_P(name, 4) e
+#define QX_PASS_ON_5(name, kind, failure)                                                          \
+    QX_PASS_ON(name, kind, failure, (QX_P5(name)), a, b, c, d, e)
+#define QX_PASS_ON_6(name, kind, failure)                                                          \
+    QX_PASS_ON(name, kind, failure, (QX_P5(name), QX_P(name, 5) f), a, b, c, d, e, f)
 
 extern "C" {
 
@@ -136,7 +158,7 @@ int open(const char* path, int flags, ...) {
     static const auto call = next<int(const char*, int, mode_t)>("open");
     va_list rest;
     va_start(rest, flags);
-    const mode_t mode = modeOf(flags, rest);
+    const auto mode = va_arg(rest, mode_t); // which may be none
     va_end(rest);
     return passOn(call, "open", Interruptible, -1, path, flags, mode);
 }
@@ -144,7 +166,7 @@ int openat(int folder, const char* path, int flags, ...) {
     static const auto call = next<int(int, const char*, int, mode_t)>("openat");
     va_list rest;
     va_start(rest, flags);
-    const mode_t mode = modeOf(flags, rest);
+    const auto mode = va_arg(rest, mode_t);
     va_end(rest);
     return passOn(call, "openat", Interruptible, -1, folder, path, flags, mode);
 }
@@ -166,114 +188,57 @@ int close(int file) {
     return -1;
 }
 
-ssize_t read(int file, void* to, size_t size) {
-    static const auto call = next<ssize_t(int, void*, size_t)>("read");
-    return transfer("read", size, [&](size_t count) { return call(file, to, count); });
-}
-ssize_t write(int file, const void* from, size_t size) {
-    static const auto call = next<ssize_t(int, const void*, size_t)>("write");
-    return transfer("write", size, [&](size_t count) { return call(file, from, count); });
-}
-ssize_t pread(int file, void* to, size_t size, off_t offset) {
-    static const auto call = next<ssize_t(int, void*, size_t, off_t)>("pread");
-    return transfer("pread", size, [&](size_t count) { return call(file, to, count, offset); });
-}
-ssize_t pwrite(int file, const void* from, size_t size, off_t offset) {
-    static const auto call = next<ssize_t(int, const void*, size_t, off_t)>("pwrite");
-    return transfer("pwrite", size, [&](size_t count) { return call(file, from, count, offset); });
-}
-ssize_t recv(int socket, void* to, size_t size, int flags) {
-    static const auto call = next<ssize_t(int, void*, size_t, int)>("recv");
-    return transfer(
-        "recv", size, [&](size_t count) { return call(socket, to, count, flags); },
-        Transfer | Busy);
-}
-ssize_t send(int socket, const void* from, size_t size, int flags) {
-    static const auto call = next<ssize_t(int, const void*, size_t, int)>("send");
-    return transfer(
-        "send", size, [&](size_t count) { return call(socket, from, count, flags); },
-        Transfer | Busy);
-}
+QX_PASS_ON_3(read, Transfer, -1)
+QX_PASS_ON_3(write, Transfer, -1)
+QX_PASS_ON_4(pread, Transfer, -1)
+QX_PASS_ON_4(pwrite, Transfer, -1)
+QX_PASS_ON_4(recv, Transfer | Busy, -1)
+QX_PASS_ON_4(send, Transfer | Busy, -1)
 
-QX_PASS_ON(off_t, lseek, Plain, -1, (int file, off_t offset, int origin), (file, offset, origin))
-QX_PASS_ON(int, fstat, Plain, -1, (int file, struct stat* state), (file, state))
-QX_PASS_ON(int, stat, Plain, -1, (const char* path, struct stat* state), (path, state))
-QX_PASS_ON(int, lstat, Plain, -1, (const char* path, struct stat* state), (path, state))
-QX_PASS_ON(int, faccessat, Plain, -1, (int folder, const char* path, int mode, int flags),
-           (folder, path, mode, flags))
-QX_PASS_ON(char*, realpath, Plain, nullptr, (const char* path, char* resolved), (path, resolved))
-QX_PASS_ON(DIR*, opendir, Plain, nullptr, (const char* path), (path))
-QX_PASS_ON(DIR*, fdopendir, Plain, nullptr, (int folder), (folder))
-QX_PASS_ON(struct dirent*, readdir, Plain, nullptr, (DIR * folder), (folder))
-QX_PASS_ON(int, fstatat, Plain, -1, (int folder, const char* path, struct stat* state, int flags),
-           (folder, path, state, flags))
-QX_PASS_ON(int, fsync, Interruptible, -1, (int file), (file))
-QX_PASS_ON(int, fdatasync, Interruptible, -1, (int file), (file))
-QX_PASS_ON(int, ftruncate, Interruptible, -1, (int file, off_t size), (file, size))
-QX_PASS_ON(void*, mmap, Plain, MAP_FAILED,
-           (void* at, size_t size, int access, int flags, int file, off_t offset),
-           (at, size, access, flags, file, offset))
-QX_PASS_ON(int, mkdir, Plain, -1, (const char* path, mode_t mode), (path, mode))
-QX_PASS_ON(int, rename, Plain, -1, (const char* from, const char* to), (from, to))
-QX_PASS_ON(int, link, Plain, -1, (const char* from, const char* to), (from, to))
-QX_PASS_ON(int, unlink, Plain, -1, (const char* path), (path))
-QX_PASS_ON(int, unlinkat, Plain, -1, (int folder, const char* path, int flags),
-           (folder, path, flags))
-QX_PASS_ON(int, chmod, Plain, -1, (const char* path, mode_t mode), (path, mode))
-QX_PASS_ON(int, fchmod, Plain, -1, (int file, mode_t mode), (file, mode))
-QX_PASS_ON(int, fchown, Plain, -1, (int file, uid_t owner, gid_t group), (file, owner, group))
-QX_PASS_ON(int, futimens, Plain, -1, (int file, const struct timespec times[2]), (file, times))
-QX_PASS_ON(int, flock, Interruptible, -1, (int file, int operation), (file, operation))
-QX_PASS_ON(int, pipe2, Plain, -1, (int ends[2], int flags), (ends, flags))
-QX_PASS_ON(int, poll, Interruptible, -1, (struct pollfd * files, nfds_t count, int milliseconds),
-           (files, count, milliseconds))
-QX_PASS_ON(int, ppoll, Interruptible, -1,
-           (struct pollfd * files, nfds_t count, const struct timespec* time,
-            const sigset_t* signals),
-           (files, count, time, signals))
-QX_PASS_ON(int, socket, Plain, -1, (int family, int type, int protocol), (family, type, protocol))
-QX_PASS_ON(int, bind, Plain, -1, (int socket, const struct sockaddr* address, socklen_t length),
-           (socket, address, length))
-QX_PASS_ON(int, listen, Plain, -1, (int socket, int backlog), (socket, backlog))
-QX_PASS_ON(int, accept4, Interruptible, -1,
-           (int socket, struct sockaddr* address, socklen_t* length, int flags),
-           (socket, address, length, flags))
-QX_PASS_ON(int, shutdown, Plain, -1, (int socket, int how), (socket, how))
-QX_PASS_ON(int, getsockname, Plain, -1, (int socket, struct sockaddr* address, socklen_t* length),
-           (socket, address, length))
-QX_PASS_ON(int, getsockopt, Plain, -1,
-           (int socket, int level, int option, void* value, socklen_t* length),
-           (socket, level, option, value, length))
-QX_PASS_ON(int, setsockopt, Plain, -1,
-           (int socket, int level, int option, const void* value, socklen_t length),
-           (socket, level, option, value, length))
-QX_PASS_ON(ssize_t, getrandom, Interruptible, -1, (void* to, size_t size, unsigned int flags),
-           (to, size, flags))
-QX_PASS_ON(char*, getcwd, Plain, nullptr, (char* to, size_t size), (to, size))
-QX_PASS_ON(ssize_t, readlink, Plain, -1, (const char* path, char* to, size_t size),
-           (path, to, size))
-
+QX_PASS_ON_3(lseek, Plain, -1)
+QX_PASS_ON_2(fstat, Plain, -1)
+QX_PASS_ON_2(stat, Plain, -1)
+QX_PASS_ON_2(lstat, Plain, -1)
+QX_PASS_ON_4(faccessat, Plain, -1)
+QX_PASS_ON_2(realpath, Plain, nullptr)
+QX_PASS_ON_1(opendir, Plain, nullptr)
+QX_PASS_ON_1(fdopendir, Plain, nullptr)
+QX_PASS_ON_1(readdir, Plain, nullptr)
+QX_PASS_ON_4(fstatat, Plain, -1)
+QX_PASS_ON_1(fsync, Interruptible, -1)
+QX_PASS_ON_1(fdatasync, Interruptible, -1)
+QX_PASS_ON_2(ftruncate, Interruptible, -1)
+QX_PASS_ON_6(mmap, Plain, MAP_FAILED)
+QX_PASS_ON_2(mkdir, Plain, -1)
+QX_PASS_ON_2(rename, Plain, -1)
+QX_PASS_ON_2(link, Plain, -1)
+QX_PASS_ON_1(unlink, Plain, -1)
+QX_PASS_ON_3(unlinkat, Plain, -1)
+QX_PASS_ON_2(chmod, Plain, -1)
+QX_PASS_ON_2(fchmod, Plain, -1)
+QX_PASS_ON_3(fchown, Plain, -1)
+QX_PASS_ON_2(futimens, Plain, -1)
+QX_PASS_ON_2(flock, Interruptible, -1)
+QX_PASS_ON_2(pipe2, Plain, -1)
+QX_PASS_ON_3(poll, Interruptible, -1)
+QX_PASS_ON_4(ppoll, Interruptible, -1)
+QX_PASS_ON_3(socket, Plain, -1)
+QX_PASS_ON_3(bind, Plain, -1)
+QX_PASS_ON_2(listen, Plain, -1)
+QX_PASS_ON_4(accept4, Interruptible, -1)
+QX_PASS_ON_2(shutdown, Plain, -1)
+QX_PASS_ON_3(getsockname, Plain, -1)
+QX_PASS_ON_5(getsockopt, Plain, -1)
+QX_PASS_ON_5(setsockopt, Plain, -1)
+QX_PASS_ON_3(getrandom, Interruptible, -1)
+QX_PASS_ON_2(getcwd, Plain, nullptr)
+QX_PASS_ON_3(readlink, Plain, -1)
 // A connection that was begun goes on after an interruption, so that is left out.
-QX_PASS_ON(int, connect, Plain, -1, (int socket, const struct sockaddr* address, socklen_t length),
-           (socket, address, length))
+QX_PASS_ON_3(connect, Plain, -1)
 
 // These return the error.
-int posix_fallocate(int file, off_t offset, off_t size) {
-    static const auto call = next<int(int, off_t, off_t)>("posix_fallocate");
-    return passOn(call, "posix_fallocate", Interruptible, plan().error, file, offset, size);
-}
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
-                   void* argument) {
-    static const auto call =
-        next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
-    return passOn(call, "pthread_create", Busy, plan().error, thread, attributes, body, argument);
-}
-int getaddrinfo(const char* host, const char* service, const struct addrinfo* hints,
-                struct addrinfo** out) {
-    static const auto call =
-        next<int(const char*, const char*, const struct addrinfo*, struct addrinfo**)>(
-            "getaddrinfo");
-    return passOn(call, "getaddrinfo", Plain, EAI_SYSTEM, host, service, hints, out);
-}
+QX_PASS_ON_3(posix_fallocate, Interruptible, plan().error)
+QX_PASS_ON_4(pthread_create, Busy, plan().error)
+QX_PASS_ON_4(getaddrinfo, Plain, EAI_SYSTEM)
 
 } // extern "C"

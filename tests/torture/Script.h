@@ -1,23 +1,20 @@
 #pragma once
 
-#include <span>
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
 
-#include <qx/core/Exception.h>
-#include <qx/core/String.h>
+#include <qx/qx.h>
 
 namespace qxtorture {
 
-/// Some calls of the library that need nothing and leave nothing behind: the current folder is
-/// empty at first and the registry a new one. A failure in the middle must leave everything as if
-/// the script had not been run, as far as other scripts can see.
-struct Script {
-    /// "<area>.<what>"
-    const char* name;
-    void (*run)();
-    /// Requires what holds however much of the script was done; none for nothing.
-    void (*check)() = nullptr;
-};
+using namespace qx;
+using namespace qx::literals;
 
 /// Part of a script: what it relies on.
 /// @throws std::logic_error, which nothing catches and is a finding
@@ -31,16 +28,77 @@ template <class Body>
 void mustFail(Body body) {
     try {
         body();
-    } catch (const qx::Exception& failure) {
+    } catch (const Exception& failure) {
         failure.getDescription();
         return;
     }
     require(false, "nothing thrown");
 }
 
-std::span<const Script> valueScripts();
-std::span<const Script> streamScripts();
-std::span<const Script> serviceScripts();
-std::span<const Script> componentScripts();
+/// Some calls of the library that need nothing and leave nothing behind: the current folder is
+/// empty at first and the registry a new one. A failure in the middle must leave everything as if
+/// the script had not been run, as far as other scripts can see.
+struct Script {
+    /// "<area>.<what>"
+    const char* name;
+    std::function<void()> run;
+    /// Requires what holds however much of the script was done; none for nothing.
+    std::function<void()> check;
+};
+
+struct Scripts : std::vector<Script> {
+    void add(const char* name, void (*run)(), void (*check)() = nullptr) {
+        push_back({name, run, check});
+    }
+    /// One that ends with an exception of the library.
+    void addFailing(const char* name, void (*run)()) {
+        push_back({name, [run] { mustFail(run); }, nullptr});
+    }
+};
+
+void addValueScripts(Scripts& scripts);
+void addStreamScripts(Scripts& scripts);
+void addServiceScripts(Scripts& scripts);
+void addComponentScripts(Scripts& scripts);
+
+/// What @p body throws, as text; empty when it throws nothing.
+template <class Body>
+std::string failureOf(Body body) {
+    try {
+        body();
+    } catch (const Exception& failure) {
+        return (failure.toString() + u' ' + failure.getDescription()).toUtf8();
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+/// The arguments of a torture program: `[OPTION N] [NAME...]`.
+struct Arguments {
+    Arguments(int argc, char** argv, std::string_view option) : names(argv + 1, argv + argc) {
+        if (names.size() >= 2 && names[0] == option) {
+            number = std::atof(argv[2]);
+            names.erase(names.begin(), names.begin() + 2);
+        }
+    }
+    bool chooses(std::string_view name) const {
+        return names.empty() || std::ranges::any_of(names, [&](std::string_view chosen) {
+                   return name.starts_with(chosen);
+               });
+    }
+
+    std::vector<std::string_view> names;
+    std::optional<double> number;
+};
+
+/// A source of bytes in memory.
+inline auto sourceOf(const io::ByteArrayOutputStream& written) {
+    return makeReference<io::ByteArrayInputStream>(written.getBytes(), written.getSize());
+}
+inline auto sourceOf(std::string_view bytes) {
+    return makeReference<io::ByteArrayInputStream>(
+        reinterpret_cast<const signed char*>(bytes.data()), static_cast<int32_t>(bytes.size()));
+}
 
 } // namespace qxtorture

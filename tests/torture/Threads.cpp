@@ -2,41 +2,19 @@
 // system runs them: qx_torture_threads [--seconds N] [AREA...]. Made to run under the thread
 // sanitizer. Prints how many rounds the threads made.
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <functional>
 #include <iostream>
 #include <mutex>
 #include <shared_mutex>
-#include <string_view>
 #include <thread>
-#include <vector>
-
-#include <qx/core/String.h>
-#include <qx/i18n/ComStringBundle.h>
-#include <qx/i18n/MessageFile.h>
-#include <qx/i18n/StringMapBundle.h>
-#include <qx/io/ByteArrayInputStream.h>
-#include <qx/io/ByteBuffer.h>
-#include <qx/io/Channels.h>
-#include <qx/io/LockingChannel.h>
-#include <qx/io/NullOutputStream.h>
-#include <qx/math/BigInteger.h>
-#include <qx/sync/Condition.h>
-#include <qx/sync/Event.h>
-#include <qx/sync/ReaderWriterLock.h>
-#include <qx/sync/Semaphore.h>
-#include <qx/util/buffer/MTBuffer.h>
 
 #include "tests/fork/Uses.h"
+#include "tests/torture/Script.h"
 
 namespace {
 
-using qx::makeReference;
-using qx::Reference;
-using qx::String;
+using namespace qx;
 using qxtest::require;
 
 constexpr int ThreadCount = 16;
@@ -44,19 +22,17 @@ constexpr int ThreadCount = 16;
 /// What the threads share.
 struct Shared : qxtest::Inherited {
     const Reference<String> text = makeReference<String>(u"a text that all threads refer to");
-    qx::sync::ReaderWriterLock readers;
-    qx::sync::Condition condition;
-    qx::sync::Semaphore three{3};
-    qx::sync::Event event;
+    sync::ReaderWriterLock readers;
+    sync::Condition condition;
+    sync::Semaphore three{3};
+    sync::Event event;
     int64_t written = 0, turn = 0;
     std::atomic<int> inside{0};
-    const Reference<qx::util::MTCharBuffer> buffer = makeReference<qx::util::MTCharBuffer>(64);
-    const Reference<qx::i18n::StringMapBundle> bundle =
-        qx::i18n::MessageFile("yes = ja\nno = nein\n").createBundle();
-    const Reference<qx::io::LockingChannel> channel = makeReference<qx::io::LockingChannel>(
-        qx::io::Channels::adaptStreams(makeReference<qx::io::ByteArrayInputStream>(
-                                           reinterpret_cast<const signed char*>(""), 0),
-                                       makeReference<qx::io::NullOutputStream>()),
+    const Reference<util::MTCharBuffer> buffer = makeReference<util::MTCharBuffer>(64);
+    const Reference<i18n::StringMapBundle> bundle =
+        i18n::MessageFile("yes = ja\nno = nein\n").createBundle();
+    const Reference<io::LockingChannel> channel = makeReference<io::LockingChannel>(
+        io::Channels::adaptStreams(qxtorture::sourceOf(""), makeReference<io::NullOutputStream>()),
         nullptr);
 };
 
@@ -84,7 +60,7 @@ void locks(Shared& shared, int thread, int64_t) {
         require(shared.written >= 0, "unreadable");
     }
     {
-        const qx::sync::Condition::Holder holder(shared.condition);
+        const sync::Condition::Holder holder(shared.condition);
         ++shared.turn;
         shared.condition.broadcast();
     }
@@ -97,7 +73,7 @@ void locks(Shared& shared, int thread, int64_t) {
 }
 
 void buffers(Shared& shared, int thread, int64_t round) {
-    qx::util::MTCharBuffer& buffer = *shared.buffer;
+    util::MTCharBuffer& buffer = *shared.buffer;
     if (thread % 4 == 0) {
         const auto count = static_cast<int32_t>(1 + round * 37 % 500);
         std::fill_n(buffer.getWriteLock(count), count, static_cast<char16_t>(u'a' + thread));
@@ -112,14 +88,14 @@ void buffers(Shared& shared, int thread, int64_t round) {
 }
 
 void numbers(Shared&, int thread, int64_t) {
-    qx::math::BigInteger number(thread + 2);
+    math::BigInteger number(thread + 2);
     number.pow(60);
-    require(qx::math::BigInteger(number.toString()) == number, "another number");
+    require(math::BigInteger(number.toString()) == number, "another number");
 }
 
 void bundles(Shared& shared, int, int64_t round) {
     require(shared.bundle->getString(u"yes").equals(u"ja"), "another text");
-    qx::i18n::ComStringBundle component(shared.bundle);
+    i18n::ComStringBundle component(shared.bundle);
     String key, text;
     const auto index = static_cast<int32_t>(round % 2);
     require(component.GetResource(index, &key, &text) == 0, "a text is missing");
@@ -127,10 +103,10 @@ void bundles(Shared& shared, int, int64_t round) {
 }
 
 void channels(Shared& shared, int thread, int64_t) {
-    qx::io::ByteBuffer bytes(16u, QX_ENDIAN_BIG);
+    io::ByteBuffer bytes(16u, QX_ENDIAN_BIG);
     bytes.putInt32(thread);
     bytes.flip();
-    const qx::io::ByteBuffer view(bytes); // shares the bytes
+    const io::ByteBuffer view(bytes); // shares the bytes
     {
         const std::scoped_lock guard(*shared.channel);
         require(shared.channel->write(bytes) == 4, "fewer bytes than were given");
@@ -158,17 +134,14 @@ int64_t run(const Area& area, std::chrono::milliseconds time) {
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < ThreadCount; ++thread) {
         threads.emplace_back([&, thread] {
-            try {
+            const std::string failure = qxtorture::failureOf([&] {
                 for (int64_t round = 0; !hasFailed && std::chrono::steady_clock::now() < end;
                      ++round, ++rounds)
                     area.round(shared, thread, round);
-            } catch (const qx::Exception& failure) {
+            });
+            if (!failure.empty()) {
                 hasFailed = true;
-                std::cout << area.name << ": " << failure.toString() << ' '
-                          << failure.getDescription() << '\n';
-            } catch (const std::exception& failure) {
-                hasFailed = true;
-                std::cout << area.name << ": " << failure.what() << '\n';
+                std::cout << area.name << ": " << failure << '\n';
             }
         });
     }
@@ -179,18 +152,13 @@ int64_t run(const Area& area, std::chrono::milliseconds time) {
 } // namespace
 
 int main(int argc, char** argv) {
-    double seconds = 60;
-    std::vector<std::string_view> chosen(argv + 1, argv + argc);
-    if (chosen.size() >= 2 && chosen[0] == "--seconds") {
-        seconds = std::atof(argv[2]);
-        chosen.erase(chosen.begin(), chosen.begin() + 2);
-    }
+    const qxtorture::Arguments arguments(argc, argv, "--seconds");
+    const std::chrono::milliseconds time(static_cast<int64_t>(arguments.number.value_or(60) * 1e3));
     int status = 0;
     for (const Area& area : allAreas()) {
-        if (!chosen.empty() && std::ranges::find(chosen, area.name) == chosen.end())
+        if (!arguments.chooses(area.name))
             continue;
-        const int64_t rounds =
-            run(area, std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000)));
+        const int64_t rounds = run(area, time);
         std::cout << area.name << ": " << rounds << " rounds of " << ThreadCount << " threads"
                   << std::endl;
         if (rounds < 0)
