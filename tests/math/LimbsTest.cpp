@@ -698,23 +698,13 @@ TEST(Gcd, EveryPairOfLengths) {
     for (const size_t an : {20U, 63U, 64U, 65U, 100U, 200U}) {
         for (const size_t bn : {1U, 2U, 19U, 33U, 64U, 99U, 199U})
             expectSome(an, bn, 2);
+        // The same, and neighbours, whose quotient is 1 and the rest of no use as a divisor.
+        const Natural a = naturals(an);
+        expectGcd(a, a, a);
+        expectGcd(a, multiplyAdd(a, {1}, {1}), {1});
     }
     for (Limb a = 1; a < 40; ++a)
         expectPlainGcd({a}, {naturals.below(a) + 1}, {3});
-}
-
-TEST(Gcd, EqualOperandsMultiplesAndNeighbours) {
-    Naturals naturals(3);
-    for (const size_t n : {1U, 2U, 3U, 4U, 5U, 10U, 30U, 40U, 100U}) {
-        for (size_t i = 0; i < 20; ++i) {
-            const Natural a = naturals(n), m = multiplyAdd(a, {2}, {1});
-            expectGcd(a, a, a);
-            expectGcd(a, multiplyAdd(a, naturals(i % 5 + 1), {}), a);
-            // Neighbours are coprime; their quotient is 1 and the rest of no use as a divisor.
-            expectGcd(a, multiplyAdd(a, {1}, {1}), {1});
-            expectInverse(difference(m, {1}), m, {1}); // near the end of the modulus
-        }
-    }
 }
 
 /// Checks operands whose quotients in Euclid's algorithm are the given ones, the last first.

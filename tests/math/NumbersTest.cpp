@@ -21,6 +21,7 @@
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/core/Reference.h>
+#include <qx/core/Result.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 
@@ -34,17 +35,20 @@ using math::IntegerView;
 
 namespace {
 
-String textOf(const std::string& field) {
+/// Without percent escapes.
+std::string unescaped(const std::string& text) {
     std::string bytes;
-    for (size_t i = 1; i + 1 < field.size(); ++i) {
-        if (field[i] == '%') {
-            bytes += static_cast<char>(std::stoi(field.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            bytes += field[i];
-        }
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool isEscaped = text[i] == '%';
+        bytes +=
+            isEscaped ? static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)) : text[i];
+        i += isEscaped ? 2 : 0;
     }
-    return String::fromUtf8(bytes);
+    return bytes;
+}
+
+String textOf(const std::string& field) {
+    return String::fromUtf8(unescaped(field.substr(1, field.size() - 2)));
 }
 
 BigInteger integerOf(const std::string& field) { return BigInteger(String::fromUtf8(field)); }
@@ -85,7 +89,7 @@ std::string outcomeOf(Run&& run) {
     try {
         return run();
     } catch (const Exception& exception) {
-        return '!' + exception.getDescription().toUtf8();
+        return "!|" + exception.getDescription().toUtf8() + '|';
     }
 }
 
@@ -254,15 +258,6 @@ const std::map<std::string, Operation> Operations{
      }},
 };
 
-std::string expectedOf(const Fields& fields, size_t results) {
-    if (fields.back().front() == '!')
-        return '!' + textOf(fields.back().substr(1)).toUtf8();
-    std::string expected = fields[fields.size() - results];
-    for (size_t i = fields.size() - results + 1; i < fields.size(); ++i)
-        expected += ' ' + fields[i];
-    return expected;
-}
-
 const BigInteger& thirtyDigits() {
     static const BigInteger number(u"123456789012345678901234567890");
     return number;
@@ -297,8 +292,8 @@ TEST(NumberCases, AreWhatTheOtherImplementationSays) {
             EXPECT_EQ(decimalOf(fields[0]).toDouble(), doubleOf(fields[1]));
             continue;
         }
-        EXPECT_EQ(outcomeOf([&] { return Operations.at(operation)(fields); }),
-                  expectedOf(fields, operation == "divide" ? 2 : 1));
+        const std::string outcome = outcomeOf([&] { return Operations.at(operation)(fields); });
+        EXPECT_TRUE(unescaped(line).ends_with(' ' + outcome)) << outcome;
     }
     EXPECT_GT(count, 3000u);
 }
@@ -340,14 +335,15 @@ TEST(BigInteger, SmallNumbersAllocateOnce) {
 TEST(BigInteger, RefusesWhatCannotBeAndKeepsItsValue) {
     constexpr int64_t MaxBits = 8 * (int64_t{0x7FFFFFFF} - 7);
     BigInteger number(3);
-    qxtest::expectEach<OutOfMemoryException>({
-        [&] { number <<= MaxBits; },
-        [&] { number <<= INT64_MAX; },
-        [&] { number.pow(MaxBits); },
-        [&] { number.pow(thirtyDigits()); },
-        [&] { BigInteger(-6).pow(MaxBits / 2); },
-        [&] { BigInteger(thirtyDigits()).pow(MaxBits / 90); },
-    });
+    qxtest::expectEach(result::OutOfMemory,
+                       {
+                           [&] { number <<= MaxBits; },
+                           [&] { number <<= INT64_MAX; },
+                           [&] { number.pow(MaxBits); },
+                           [&] { number.pow(thirtyDigits()); },
+                           [&] { BigInteger(-6).pow(MaxBits / 2); },
+                           [&] { BigInteger(thirtyDigits()).pow(MaxBits / 90); },
+                       });
     qxtest::expectEach("Divide by zero.", {[&] { number /= 0; }});
     qxtest::expectEach("Bit number can't be negative",
                        {[&] { number.setBit(-1); }, [&] { number.clearBit(INT_MIN); }});
