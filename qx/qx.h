@@ -39,7 +39,9 @@
 #include <qx/collections/pcom/Map.h>
 #include <qx/collections/pcom/MapEntry.h>
 #include <qx/collections/pcom/Set.h>
+#include <qx/core/AnyText.h>
 #include <qx/core/BoxedNumber.h>
+#include <qx/core/CodePoints.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/Comparable.h>
 #include <qx/core/ErrorCode.h>
@@ -47,6 +49,7 @@
 #include <qx/core/ExternalException.h>
 #include <qx/core/Float.h>
 #include <qx/core/Format.h>
+#include <qx/core/FormatArgument.h>
 #include <qx/core/GUID.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
@@ -66,6 +69,7 @@
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/StrBuf1.h>
 #include <qx/core/String.h>
+#include <qx/core/Surrogates.h>
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
 #include <qx/core/Unknown.h>

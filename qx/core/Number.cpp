@@ -6,33 +6,14 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/Terminated.h>
 #include <qx/platform/text.h>
 
 namespace qx {
 
 namespace {
 
-/// A text with a 0 unit behind it, which views and strings over foreign memory lack.
-class Terminated {
-public:
-    explicit Terminated(TextView text) {
-        if (text.size() < std::size(m_units)) {
-            *std::copy(text.begin(), text.end(), m_units) = u'\0';
-        } else {
-            m_long = String(text);
-            m_data = m_long.getData();
-        }
-    }
-    Terminated(const Terminated&) = delete;
-    Terminated& operator=(const Terminated&) = delete;
-
-    const char16_t* get() const noexcept { return m_data; }
-
-private:
-    char16_t m_units[64];
-    String m_long;
-    const char16_t* m_data = m_units;
-};
+using detail::Terminated;
 
 int32_t parseSigned(TextView text) { return QXStrToIW(Terminated(text).get()); }
 

@@ -8,11 +8,15 @@
 #include <functional>
 #include <initializer_list>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
+#include <qx/core/CodePoints.h>
+#include <qx/core/FormatArgument.h>
 #include <qx/core/Literal.h>
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
@@ -24,6 +28,16 @@ namespace qx {
 /// A number of units or a position; a truth value is neither.
 template <class T>
 concept UnitCount = std::integral<T> && !std::same_as<T, bool>;
+
+/// A unit of another encoding than UTF-16 and UTF-32. What takes a number or a unit refuses it,
+/// because it would be taken for its number.
+template <class T>
+concept ForeignUnit = detail::OneOf<T, char, wchar_t, char8_t>;
+
+/// A number where a text is expected. Write String::valueOf or append for its digits, and
+/// static_cast<char16_t> for a unit: u'0' + 5 is an int.
+template <class T>
+concept NumberForText = (std::is_arithmetic_v<T> || std::is_enum_v<T>)&&!std::same_as<T, char16_t>;
 
 /// Text: a sequence of UTF-16 units that copies share until one of them writes.
 ///
@@ -71,6 +85,16 @@ public:
     String(const char16_t* units, int32_t length = -1, int32_t capacity = 0);
     explicit String(std::u16string_view text);
     explicit String(char16_t unit, int32_t count = 1, int32_t capacity = 0);
+    explicit String(char32_t codePoint) { append(codePoint); }
+    /// Decodes UTF-8. Bytes of another encoding, and const char*, go to the constructors below.
+    /// @throws text::charset::InvalidCharacterException for what is malformed; see fromUtf8
+    explicit String(std::string_view utf8);
+    explicit String(std::u8string_view utf8) : String(utf8View(utf8)) {}
+    /// A char or a truth value is no capacity, and a count stands behind its unit.
+    template <class T>
+    requires(ForeignUnit<T> || detail::OneOf<T, bool, signed char, unsigned char>) explicit String(
+        T value, int32_t count = 1, int32_t capacity = 0) = delete;
+    String(UnitCount auto count, std::same_as<char16_t> auto unit) = delete;
     /// Decodes bytes; a negative length means up to the first 0 byte, a null encoding the default.
     /// @throws text::charset::UnknownEncodingException, or what the converter throws
     explicit String(const signed char* bytes, int32_t byteLength = -1,
@@ -165,10 +189,17 @@ public:
     String& append(unsigned long long value);
     String& append(double value);
     String& append(std::same_as<bool> auto value) { return append(value ? u"true" : u"false"); }
-    String& append(char) = delete;
+    /// @throws RangeErrorException beyond U+10FFFF
+    String& append(char32_t codePoint);
+    /// Decodes UTF-8.
+    /// @throws text::charset::InvalidCharacterException for what is malformed
+    String& append(const Utf8Text auto& text) { return appendUtf8(utf8View(text)); }
+    String& append(ForeignUnit auto) = delete;
     String& operator+=(TextView text) { return append(text); }
     String& operator+=(char16_t unit) { return append(unit); }
-    String& operator+=(char) = delete;
+    String& operator+=(char32_t codePoint) { return append(codePoint); }
+    String& operator+=(const Utf8Text auto& text) { return append(text); }
+    String& operator+=(NumberForText auto) = delete;
 
     String& prepend(TextView text) { return replace(0, 0, text); }
     String& prepend(const char16_t* units, UnitCount auto length) {
@@ -208,6 +239,11 @@ public:
     /// is shorter. An empty set changes nothing; of a unit that stands twice the first place
     /// counts.
     String& translate(TextView from, TextView to);
+    /// Puts @p replacement in the place of each @p text, from left to right; what it brings in is
+    /// not searched. An empty @p text changes nothing.
+    String& replaceAll(TextView text, TextView replacement);
+    /// Puts U+FFFD in the place of each surrogate that is not part of a pair.
+    String& toWellFormed();
     /// Removes white space: blank, tab, carriage return and line feed.
     String& trim(TrimType type = TRIM_BOTH);
     /// Removes units of @p set, which ends at its first 0 unit.
@@ -226,6 +262,11 @@ public:
     char16_t operator[](int32_t position) const { return m_storage.data()[position]; }
     const char16_t* begin() const { return m_storage.data(); }
     const char16_t* end() const { return m_storage.data() + m_storage.length(); }
+    /// The characters of the text, which must not be changed meanwhile.
+    CodePoints codePoints() const& noexcept { return CodePoints(m_storage.view()); }
+    CodePoints codePoints() const&& = delete; // the text would be gone
+    /// False when there is a surrogate that is not part of a pair.
+    bool isWellFormed() const noexcept;
     /// True when the text lies in a buffer that others can change: only then does reading need the
     /// read lock.
     bool isInForeignBuffer() const noexcept { return m_storage.isForeign(); }
@@ -309,6 +350,43 @@ public:
     /// A copy of the units from @p begin up to @p end, empty when they lie the wrong way round.
     String substring(int32_t begin, int32_t end = -1) const;
 
+    /// The texts between the separators: one more than there are separators, empty ones among
+    /// them, but at most @p limit; the last one is then the rest. A limit below 1 is none.
+    /// @throws RangeErrorException for an empty separator
+    std::vector<String> split(TextView separator, int32_t limit = -1) const;
+    std::vector<String> split(char16_t separator, int32_t limit = -1) const {
+        return split(TextView(&separator, 1), limit);
+    }
+    /// The texts of a range, UTF-8 among them, with @p separator between them.
+    template <class Texts>
+    static String join(TextView separator, const Texts& texts) {
+        String joined;
+        bool first = true;
+        for (const auto& text : texts) {
+            if (!first)
+                joined.append(separator);
+            first = false;
+            joined.append(text);
+        }
+        return joined;
+    }
+    static String join(TextView separator, std::initializer_list<TextView> texts) {
+        return join<std::initializer_list<TextView>>(separator, texts);
+    }
+
+    /// The number that the whole text spells, with a sign in front or without, in a radix from 2 to
+    /// 36; nothing for any other text, white space included, and for a number that does not fit.
+    /// @throws RangeErrorException for another radix
+    std::optional<int32_t> toInt(int32_t radix = 10) const;
+    std::optional<int64_t> toInt64(int32_t radix = 10) const;
+    /// The same in the forms that Number::parseDouble reads.
+    std::optional<double> toDouble() const;
+    /// The same for texts that have to be numbers.
+    /// @throws Exception that names the text when it is none
+    int32_t toIntOrThrow(int32_t radix = 10) const;
+    int64_t toInt64OrThrow(int32_t radix = 10) const;
+    double toDoubleOrThrow() const;
+
     /// The bytes of the text in @p encoding (null: the default) with a 0 byte behind them. They
     /// stay valid until the string is changed, destroyed or asked for another encoding.
     /// @throws text::charset::UnknownEncodingException, or what the converter throws
@@ -337,13 +415,41 @@ public:
             return getDataT<Unit>();
     }
 
-    /// A copy of @p pattern with each "{0}", "{1}", ... replaced by the argument of that number.
-    /// Counting ends at the first number that does not occur or has no argument. Text of an
-    /// argument is not searched.
+    /// A copy of @p pattern with each "{0}", "{1}", ... replaced by the argument of that number,
+    /// which is whatever HasText names: numbers as valueOf gives them, texts in UTF-16 or UTF-8,
+    /// objects, ... Text of an argument is not searched.
+    ///
+    ///     String::format(u"{0} of {1}: {2:.1f} %", done, name, 100.0 * done / all)
+    ///
+    /// "{{" and "}}" stand for a brace. Behind a ":" may follow, in this order: "<" or ">" to put
+    /// the text to the left or to the right, "0" to fill a number with zeros, the least number of
+    /// units, "." and the digits of a float or double, and "x" or "X" for a hexadecimal integer,
+    /// "f" or "e" for digits behind the point, without or with an exponent.
+    /// @throws Exception that names the pattern and the place when it is malformed, has no argument
+    ///     for a number or asks for what its argument does not have
+    /// @throws text::charset::InvalidCharacterException for malformed UTF-8
+    ///
+    /// Where all arguments are texts in UTF-16, nothing but "{0}" and so on means anything and
+    /// nothing is refused: counting ends at the first number that does not occur or has no
+    /// argument, and what is not replaced stays. formatValues reads the pattern as above.
     template <class... Arguments>
     static String format(TextView pattern, const Arguments&... arguments) {
-        return formatTexts(pattern, {TextView(arguments)...});
+        if constexpr ((std::convertible_to<const Arguments&, TextView> && ...)) {
+            return formatTexts(pattern, {TextView(arguments)...});
+        } else {
+            static_assert(
+                (HasText<Arguments> && ...),
+                "String::format: an argument has no text. It takes numbers, truth values, "
+                "char16_t and char32_t, texts in UTF-16 or UTF-8, and what has a "
+                "toString that gives a String, also through a pointer.");
+            if constexpr ((HasText<Arguments> && ...))
+                return formatValues(pattern, {FormatArgument(arguments)...});
+        }
     }
+    static String formatValues(TextView pattern, std::initializer_list<FormatArgument> arguments) {
+        return formatValues(pattern, arguments.begin(), arguments.size());
+    }
+    static String formatValues(TextView pattern, const FormatArgument* arguments, size_t count);
     /// The same with arguments of type const char16_t*, each ending with a 0 unit; there must be
     /// one for each number.
     static String formatv(TextView pattern, std::va_list arguments);
@@ -358,10 +464,20 @@ public:
     /// Up to six significant digits, fixed or with exponent, whichever is shorter.
     static String valueOf(float value) { return valueOf(double{value}); }
     static String valueOf(double value);
+    /// As many digits as it takes to read the same number back.
+    static constexpr int32_t SHORTEST = 0;
+    /// Up to @p digits significant digits, in the same forms; with SHORTEST as few as read back as
+    /// the same number, with an exponent below 0.0001 and from 10^16 on.
+    /// @throws RangeErrorException for a number of digits below 0 or above 100
+    static String valueOf(double value, int32_t digits);
+    static String valueOf(std::same_as<float> auto value, int32_t digits) {
+        return digits == SHORTEST ? shortest(value) : valueOf(double{value}, digits);
+    }
     /// "true" or "false"
     static String valueOf(std::same_as<bool> auto value) { return truth(value); }
     static String valueOf(char16_t unit) { return String(unit); }
-    static String valueOf(char) = delete;
+    static String valueOf(char32_t codePoint) { return String(codePoint); }
+    static String valueOf(ForeignUnit auto) = delete;
 
     String* clone() const override;
     /// @throws CastFailedException when @p other is no string
@@ -383,12 +499,14 @@ private:
     template <class Integer>
     static String decimalOf(Integer value);
     static String truth(bool value);
+    static String shortest(float value);
     static String formatTexts(TextView pattern, std::initializer_list<TextView> arguments);
     static TextView offsetIn(TextView text, int32_t offset) {
         const size_t from = offset > 0 ? static_cast<size_t>(offset) : 0;
         return text.substr(from < text.size() ? from : text.size());
     }
     String& appendSlow(TextView text);
+    String& appendUtf8(std::string_view text);
     /// Private room for @p capacity units, which at least doubles when it grows.
     char16_t* prepareToGrow(int64_t capacity, int32_t kept);
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
@@ -483,8 +601,18 @@ inline String operator+(char16_t left, const String& right) {
 }
 inline String operator+(String&& left, TextView right) { return std::move(left.append(right)); }
 inline String operator+(String&& left, char16_t right) { return std::move(left.append(right)); }
-String operator+(const String& left, char right) = delete;
-String operator+(char left, const String& right) = delete;
+inline String operator+(String&& left, const Utf8Text auto& right) {
+    return std::move(left.append(right));
+}
+inline String operator+(const String& left, const Utf8Text auto& right) {
+    return String(left) + right;
+}
+inline String operator+(const Utf8Text auto& left, const String& right) {
+    return String(utf8View(left)) + right;
+}
+String operator+(const String& left, NumberForText auto right) = delete;
+String operator+(String&& left, NumberForText auto right) = delete;
+String operator+(NumberForText auto left, const String& right) = delete;
 
 /// Writes the text as UTF-8.
 QX_API std::ostream& operator<<(std::ostream& out, const String& text);

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <vector>
 
+#include <qx/core/Exception.h>
 #include <qx/core/detail/Decimal.h>
 #include <qx/core/detail/UnitSearch.h>
 
@@ -15,21 +17,41 @@ namespace {
 
 using detail::Decimal;
 
-/// "%g" of the "C" locale: six significant digits.
-class General {
+/// The most significant digits that valueOf gives.
+constexpr int32_t MostDigits = 100;
+
+/// The text of a number in fixed form or with an exponent.
+class Real {
 public:
-    explicit General(double value) noexcept {
-        const auto written =
-            std::to_chars(m_digits, std::end(m_digits), value, std::chars_format::general, 6);
-        m_length = static_cast<size_t>(written.ptr - m_digits);
-        std::copy(m_digits, m_digits + m_length, m_units);
+    /// As "%g" of the "C" locale.
+    explicit Real(double value, int digits = 6) noexcept {
+        finish(
+            std::to_chars(m_digits, std::end(m_digits), value, std::chars_format::general, digits));
+    }
+    /// With as few digits as tell it from all others of its type.
+    template <class Value>
+    static Real shortest(Value value) noexcept {
+        const Value magnitude = std::fabs(value);
+        const bool isFixed =
+            magnitude == 0 || (magnitude >= Value(1e-4) && magnitude < Value(1e16));
+        Real text;
+        text.finish(
+            std::to_chars(text.m_digits, std::end(text.m_digits), value,
+                          isFixed ? std::chars_format::fixed : std::chars_format::scientific));
+        return text;
     }
     std::u16string_view text() const noexcept { return {m_units, m_length}; }
 
 private:
-    /// "-1.23457e-308" is the longest form.
-    char m_digits[16];
-    char16_t m_units[16];
+    Real() noexcept = default;
+    void finish(std::to_chars_result written) noexcept {
+        m_length = static_cast<size_t>(written.ptr - m_digits);
+        std::copy(m_digits, m_digits + m_length, m_units);
+    }
+
+    /// A sign, a point, and up to four zeros or an exponent stand beside the digits.
+    char m_digits[MostDigits + 12];
+    char16_t m_units[MostDigits + 12];
     size_t m_length;
 };
 
@@ -103,7 +125,7 @@ String& String::append(long value) { return append(Decimal(value).text()); }
 String& String::append(unsigned long value) { return append(Decimal(value).text()); }
 String& String::append(long long value) { return append(Decimal(value).text()); }
 String& String::append(unsigned long long value) { return append(Decimal(value).text()); }
-String& String::append(double value) { return append(General(value).text()); }
+String& String::append(double value) { return append(Real(value).text()); }
 
 /// Writes the digits where they stay: to copy them at once would wait for the small writes.
 template <class Integer>
@@ -120,7 +142,15 @@ String String::valueOf(long value) { return decimalOf(value); }
 String String::valueOf(unsigned long value) { return decimalOf(value); }
 String String::valueOf(long long value) { return decimalOf(value); }
 String String::valueOf(unsigned long long value) { return decimalOf(value); }
-String String::valueOf(double value) { return String(General(value).text()); }
+String String::valueOf(double value) { return String(Real(value).text()); }
+
+String String::valueOf(double value, int32_t digits) {
+    if (digits < 0 || digits > MostDigits)
+        throw RangeErrorException(u"not a number of digits: " + valueOf(digits));
+    return String((digits == SHORTEST ? Real::shortest(value) : Real(value, digits)).text());
+}
+
+String String::shortest(float value) { return String(Real::shortest(value).text()); }
 
 String String::truth(bool value) { return value ? u"true"_qs : u"false"_qs; }
 

@@ -5,9 +5,9 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
-#include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/text.h>
 #include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/detail/ShownBytes.h>
 #include <qx/util/detail/PlatformText.h>
 
 namespace qx::util {
@@ -24,22 +24,6 @@ String decoded(const char* name) {
     } catch (const text::charset::InvalidCharacterException&) {
         return {}; // one of those that no replacement stands for
     }
-}
-
-/// The name with what is not ASCII in hexadecimal.
-String shown(std::string_view name) {
-    String text;
-    for (const char byte : name) {
-        const auto code = static_cast<unsigned char>(byte);
-        if (code >= 0x20 && code < 0x7F) {
-            text += static_cast<char16_t>(code);
-            continue;
-        }
-        char16_t escape[] = u"\\x__";
-        qx::platform::writeHex<2>(code, escape + 2);
-        text += escape;
-    }
-    return text;
 }
 
 [[noreturn]] void refuse(const String& name, const char16_t* why) {
@@ -67,7 +51,7 @@ String fromSystemName(const char* name) {
     std::string bytes;
     const int32_t result = narrow(text, bytes);
     if (result == result::UnmappableCharacter || (result >= 0 && bytes != name))
-        refuse(shown(name), u" is no text in the default encoding ");
+        refuse(text::charset::detail::shownBytes(name), u" is no text in the default encoding ");
     throwIfFailed(result);
     return text;
 }

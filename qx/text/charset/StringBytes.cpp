@@ -7,6 +7,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
@@ -19,6 +20,7 @@
 #include <qx/text/charset/detail/Decode.h>
 #include <qx/text/charset/detail/EncoderStop.h>
 #include <qx/text/charset/detail/Kernels.h>
+#include <qx/text/charset/detail/ShownBytes.h>
 #include <qx/util/buffer/RWBuffer.h>
 #include <qx/util/buffer/detail/BufferHold.h>
 
@@ -135,6 +137,27 @@ String String::fromUtf8(std::string_view text) {
     if (read < length)
         result.append(text::charset::ReplacementCharacter);
     return result;
+}
+
+String::String(std::string_view utf8) { appendUtf8(utf8); }
+
+String& String::appendUtf8(std::string_view text) {
+    const size_t length = static_cast<size_t>(checkedSize(std::ssize(text)));
+    if (length == 0)
+        return *this;
+    // The text may be the bytes of this one.
+    const auto held = Reference<AnsiBytes>::attach(std::exchange(m_bytes, nullptr));
+    const int32_t present = getLength();
+    char16_t* const units =
+        prepareToGrow(int64_t{present} + static_cast<int64_t>(length) + 1, present) + present;
+    const auto done = text::charset::detail::kernels().utf8ToUtf16(
+        reinterpret_cast<const uint8_t*>(text.data()), length, units, length);
+    if (done.read < length) {
+        m_storage.commit(present);
+        text::charset::detail::throwMalformedUtf8(text, done.read);
+    }
+    m_storage.commit(present + static_cast<int32_t>(done.written));
+    return *this;
 }
 
 std::string String::toUtf8() const {

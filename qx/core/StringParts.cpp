@@ -1,0 +1,87 @@
+// Texts that a String is put together from, and its characters.
+
+#include "qx/core/String.h"
+
+#include <qx/core/Exception.h>
+#include <qx/core/Surrogates.h>
+#include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/UnitSearch.h>
+
+namespace qx {
+
+namespace {
+
+using text::charset::isHighSurrogate;
+using text::charset::isLowSurrogate;
+using text::charset::isSurrogate;
+
+/// First place from @p at on of a surrogate that is not part of a pair, or the length.
+size_t findUnpaired(std::u16string_view text, size_t at) {
+    for (; at < text.size(); ++at) {
+        if (!isSurrogate(text[at])) [[likely]]
+            continue;
+        const bool isPair =
+            isHighSurrogate(text[at]) && text.size() - at > 1 && isLowSurrogate(text[at + 1]);
+        if (!isPair)
+            return at;
+        ++at;
+    }
+    return text.size();
+}
+
+} // namespace
+
+String& String::append(char32_t codePoint) {
+    if (codePoint > text::charset::LastCodePoint) {
+        throw RangeErrorException(u"not a code point: " +
+                                  valueOf(static_cast<uint32_t>(codePoint)));
+    }
+    char16_t units[2];
+    const char16_t* const end = text::charset::writeUtf16(codePoint, units);
+    return append(TextView(units, static_cast<int32_t>(end - units)));
+}
+
+bool String::isWellFormed() const noexcept { return findUnpaired(view(), 0) == view().size(); }
+
+String& String::toWellFormed() {
+    const size_t length = view().size();
+    for (size_t at = 0; (at = findUnpaired(view(), at)) < length; ++at)
+        setCharAt(static_cast<int32_t>(at), text::charset::ReplacementCharacter);
+    return *this;
+}
+
+String& String::replaceAll(TextView text, TextView replacement) {
+    const std::u16string_view own = view();
+    size_t found = text.empty() ? std::u16string_view::npos : detail::findText(own, text);
+    if (found == std::u16string_view::npos)
+        return *this;
+    // Both may lie in this text, which therefore stays until the new one is complete.
+    String result;
+    size_t copied = 0;
+    for (; found != std::u16string_view::npos; found = detail::findText(own.substr(copied), text)) {
+        result.append(own.substr(copied, found));
+        result.append(replacement);
+        copied += found + text.size();
+    }
+    result.append(own.substr(copied));
+    dropBytes();
+    return become(std::move(result));
+}
+
+std::vector<String> String::split(TextView separator, int32_t limit) const {
+    if (separator.empty())
+        throw RangeErrorException(u"an empty separator"_qs);
+    std::vector<String> texts;
+    std::u16string_view rest = view();
+    while (limit < 1 || std::ssize(texts) < limit - 1) {
+        const size_t found = detail::findText(rest, separator);
+        if (found == std::u16string_view::npos)
+            break;
+        texts.push_back(String(rest.substr(0, found)));
+        rest.remove_prefix(found + separator.size());
+    }
+    texts.push_back(String(rest));
+    return texts;
+}
+
+} // namespace qx

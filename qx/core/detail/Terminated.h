@@ -1,0 +1,33 @@
+#pragma once
+
+#include <algorithm>
+#include <iterator>
+
+#include <qx/core/String.h>
+#include <qx/core/TextView.h>
+
+namespace qx::detail {
+
+/// A text with a 0 unit behind it, which views and strings over foreign memory lack.
+class Terminated {
+public:
+    explicit Terminated(TextView text) {
+        if (text.size() < std::size(m_units)) {
+            *std::copy(text.begin(), text.end(), m_units) = u'\0';
+        } else {
+            m_long = String(text);
+            m_data = m_long.getData();
+        }
+    }
+    Terminated(const Terminated&) = delete;
+    Terminated& operator=(const Terminated&) = delete;
+
+    const char16_t* get() const noexcept { return m_data; }
+
+private:
+    char16_t m_units[64];
+    String m_long;
+    const char16_t* m_data = m_units;
+};
+
+} // namespace qx::detail
