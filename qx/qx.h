@@ -41,6 +41,7 @@
 #include <qx/collections/pcom/Set.h>
 #include <qx/core/AnyText.h>
 #include <qx/core/BoxedNumber.h>
+#include <qx/core/ByteView.h>
 #include <qx/core/CodePoints.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/Comparable.h>
@@ -267,6 +268,7 @@
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/encinfo.h>
+#include <qx/util/FileName.h>
 #include <qx/util/FilePath.h>
 #include <qx/util/Guid.h>
 #include <qx/util/PathNormalizer.h>

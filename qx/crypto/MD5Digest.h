@@ -25,6 +25,7 @@ public:
     MD5Digest& operator=(const MD5Digest&) = default;
     ~MD5Digest() override;
 
+    using MessageDigest::update;
     /// @throws RangeErrorException also for more than MaxUpdateLength bytes
     void update(const signed char* data, int32_t length) override;
     void getDigest(signed char* out, int32_t outLength) override;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/ByteView.h>
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
@@ -18,6 +19,9 @@ public:
     /// @throws RangeErrorException for a negative length, ResultException with result::NullPointer
     ///         for null @p data with a length above 0; the digest is then unchanged
     virtual void update(const signed char* data, int32_t length) = 0;
+    /// The same for bytes in whatever holds them, also of a text in UTF-8.
+    /// @throws std::bad_alloc for 2^31 bytes and more
+    void update(const ByteView& bytes) { update(bytes.data(), bytes.length()); }
     /// Writes the digest of the message, getLength() bytes, and begins a new message with reset.
     /// @param outLength  the capacity of @p out
     /// @throws ResultException with result::BufferTooSmall when the capacity is too small, with

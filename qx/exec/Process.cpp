@@ -10,6 +10,10 @@ namespace {
 
 enum Stream { ChildInput, ChildOutput, ChildError, Streams };
 
+const char16_t* unitsOrNull(const AnyText& text) {
+    return text.isEmpty() ? nullptr : text.terminated();
+}
+
 /// The stream over a pipe end, made when it is first asked for.
 template <class PipeStream, class Base>
 Reference<Base> streamOver(const Reference<PipeEnd>& end, Reference<Base>& stream) {
@@ -30,6 +34,11 @@ Process::Process(const char16_t* executable, const char16_t* commandLine, const 
     for (int i = 0; i < Streams; ++i)
         *m_ends[i]->handle.put() = streams[i];
 }
+
+Process::Process(const util::FileName& executable, const AnyText& commandLine,
+                 const util::FileName& folder, unsigned int flags)
+    : Process(unitsOrNull(executable), unitsOrNull(commandLine), unitsOrNull(folder), nullptr,
+              flags) {}
 
 Process::~Process() {
     m_process.reset(); // before the members, which go from the last to the first

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
@@ -9,6 +10,7 @@
 #include <qx/io/OutputStream.h>
 #include <qx/platform/export.h>
 #include <qx/platform/process.h>
+#include <qx/util/FileName.h>
 
 namespace qx::exec {
 
@@ -34,6 +36,10 @@ public:
     /// @throws ResultException when the program cannot be executed, with a code of QXProcessCreate
     Process(const char16_t* executable, const char16_t* commandLine, const char16_t* folder,
             const char16_t* const* environment, unsigned int flags);
+    /// The same for texts in any form, in the environment of this process. An empty text stands for
+    /// null.
+    Process(const util::FileName& executable, const AnyText& commandLine,
+            const util::FileName& folder = {}, unsigned int flags = 0);
     ~Process() override;
 
     /// Waits for the child's end and returns its exit code: 0 to 255, minus the number of the

@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 
+#include <qx/core/ByteView.h>
 #include <qx/io/InputStream.h>
 #include <qx/platform/export.h>
 
@@ -15,6 +16,8 @@ public:
     /// Copies @p length bytes; none for a negative length.
     /// @throws ResultException with result::NullPointer for bytes that are not there
     ByteArrayInputStream(const signed char* bytes, int32_t length);
+    explicit ByteArrayInputStream(const ByteView& bytes)
+        : ByteArrayInputStream(bytes.data(), bytes.length()) {}
 
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;

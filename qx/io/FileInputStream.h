@@ -5,6 +5,7 @@
 #include <qx/io/FileHandle.h>
 #include <qx/io/InputStream.h>
 #include <qx/platform/export.h>
+#include <qx/util/FileName.h>
 
 namespace qx::util {
 class FilePath;
@@ -19,6 +20,9 @@ public:
     /// @throws InvalidPathException for a name with a 0 unit in it
     explicit FileInputStream(const util::FilePath& name);
     explicit FileInputStream(const String& name);
+    /// The same for a path of the standard library, a view, and UTF-8.
+    explicit FileInputStream(const util::OtherFileName auto& name)
+        : FileInputStream(util::FileName(name).toString()) {}
     /// @param owns  true to close the handle with the stream
     FileInputStream(uint64_t handle, bool owns) noexcept : m_file(handle, owns) {}
 

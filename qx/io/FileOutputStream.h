@@ -10,6 +10,7 @@
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/platform/export.h>
 #include <qx/sync/Mutex.h>
+#include <qx/util/FileName.h>
 
 namespace qx::util {
 class FilePath;
@@ -52,6 +53,11 @@ public:
     /// ATEND when @p append, else TRUNC.
     FileOutputStream(const util::FilePath& name, bool append);
     FileOutputStream(const String& name, bool append);
+    /// The same for a path of the standard library, a view, and UTF-8.
+    FileOutputStream(const util::OtherFileName auto& name, unsigned int mode)
+        : FileOutputStream(util::FileName(name).toString(), mode) {}
+    FileOutputStream(const util::OtherFileName auto& name, bool append)
+        : FileOutputStream(util::FileName(name).toString(), append) {}
     /// @param owns  true to close the handle with the stream
     FileOutputStream(uint64_t handle, bool owns) noexcept : m_file(handle, owns) {}
 

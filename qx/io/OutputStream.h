@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/ByteView.h>
 #include <qx/core/Object.h>
 
 namespace qx::io {
@@ -30,6 +31,10 @@ public:
     /// Writes all @p length bytes, which must not be negative.
     virtual void write(const signed char* from, int32_t length) = 0;
     virtual void write(signed char byte);
+    /// Writes all the bytes, whatever holds them.
+    ///
+    ///     out->write("ping"); // four bytes
+    void write(const ByteView& bytes);
     /// Passes on what the stream holds back. The default does nothing.
     virtual void flush();
     /// Gives up what the stream holds, without a flush. The default does nothing.

@@ -2,6 +2,7 @@
 
 #include <qx/core/String.h>
 #include <qx/core/detail/Decimal.h>
+#include <qx/core/detail/UnitSearch.h>
 
 namespace qx::io {
 
@@ -75,6 +76,8 @@ void PrintWriter::println() {
     if (m_autoFlush)
         flush();
 }
+
+void PrintWriter::printText(TextView text) { write(text.data(), qx::detail::lengthOf(text)); }
 
 void PrintWriter::newLine() { println(); }
 

@@ -2,6 +2,9 @@
 
 #include <concepts>
 
+#include <qx/core/AnyText.h>
+#include <qx/core/String.h>
+#include <qx/core/TextView.h>
 #include <qx/io/FilterWriter.h>
 #include <qx/platform/export.h>
 
@@ -46,18 +49,34 @@ public:
     virtual void println(long long value);
     virtual void println(unsigned long long value);
 
+    void print(char32_t codePoint) { print(String(codePoint)); }
+    void println(char32_t codePoint) { println(String(codePoint)); }
+    /// Other texts: views, and UTF-8 but for const char*.
+    /// @throws text::charset::InvalidCharacterException for malformed UTF-8
+    template <OtherText T>
+    requires(!std::convertible_to<const T&, const char*>) void print(const T& text) {
+        printText(AnyText(text));
+    }
+    template <OtherText T>
+    requires(!std::convertible_to<const T&, const char*>) void println(const T& text) {
+        print(text);
+        newLine();
+    }
+
+    /// Refuses units of other encodings, which would be printed as numbers.
+    void print(ForeignUnit auto unit) = delete;
+    void println(ForeignUnit auto unit) = delete;
     /// Refuses other pointers, which would be printed as the truth that they are not null.
     template <class T>
-    requires(!std::convertible_to<T*, const char*> &&
-             !std::convertible_to<T*, const char16_t*>) void print(T* pointer) = delete;
+    requires(!SomeText<T*>) void print(T* pointer) = delete;
     template <class T>
-    requires(!std::convertible_to<T*, const char*> &&
-             !std::convertible_to<T*, const char16_t*>) void println(T* pointer) = delete;
+    requires(!SomeText<T*>) void println(T* pointer) = delete;
 
 protected:
     void newLine();
 
 private:
+    void printText(TextView text);
     template <class Value>
     void printLine(Value value);
 

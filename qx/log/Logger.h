@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -40,6 +41,7 @@ public:
     static Reference<Logger> create();
     /// A logger whose entries have the fields level, text and name.
     static Reference<Logger> create(const String& name);
+    static Reference<Logger> create(const OtherText auto& name) { return create(stringOf(name)); }
 
     /// Switches a field by its name, whose letter case does not matter. Other names have no effect.
     virtual void enableField(const String& fieldName, bool on);
@@ -68,6 +70,9 @@ public:
     void log(int level, const String& text) override;
     /// Calls log of the ILevelLogger with the default level.
     void log(const String& text) override;
+    /// The same for texts in other forms, UTF-8 among them.
+    void log(int level, const OtherText auto& text) { log(level, stringOf(text)); }
+    void log(const OtherText auto& text) { log(stringOf(text)); }
 
 protected:
     Logger();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -20,6 +21,7 @@ public:
 
     /// The target's log; what it throws passes through.
     void log(int level, const String& text) override;
+    void log(int level, const OtherText auto& text) { log(level, stringOf(text)); }
 
 private:
     const Reference<ILevelLogger> m_target;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -33,6 +34,8 @@ public:
     ///     to ", the host, a blank and the description of the error
     /// @throws io::IoException "TcpSocket::TcpSocket " and a description when no socket can be made
     TcpSocket(const String& host, unsigned short port);
+    /// The same for a host in other forms, UTF-8 among them.
+    TcpSocket(const OtherText auto& host, unsigned short port) : TcpSocket(stringOf(host), port) {}
     ~TcpSocket() override;
 
     /// Starts the socket system for all socket classes; every constructor does so.

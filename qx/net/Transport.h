@@ -1,5 +1,6 @@
 #pragma once
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/net/ITransport.h>
@@ -22,6 +23,7 @@ public:
     /// @throws ResultException with the result of the creation; result::NotFound when there is no
     ///     such component
     static Reference<ITransport> get(const String& name);
+    static Reference<ITransport> get(const OtherText auto& name) { return get(stringOf(name)); }
 };
 
 } // namespace qx::net

@@ -5,6 +5,7 @@
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
+#include <qx/util/FileName.h>
 
 namespace qx::util {
 
@@ -25,6 +26,8 @@ public:
     /// @throws InvalidPathException "invalid drive" for a colon behind the second unit, "no server
     ///         name" or "no share name" for a share that lacks one
     explicit FilePath(const String& path);
+    /// The same for a path of the standard library, a view, and UTF-8.
+    explicit FilePath(const OtherFileName auto& path) : FilePath(FileName(path).toString()) {}
     FilePath(const FilePath& other) = default;
     FilePath& operator=(const FilePath& other) = default;
 
@@ -50,6 +53,9 @@ public:
     String getExtension() const;
     /// The path of @p name inside this folder; @p name itself when this path is empty.
     String getChildPath(const String& name) const;
+    String getChildPath(const OtherFileName auto& name) const {
+        return getChildPath(FileName(name).toString());
+    }
 
     /// The path itself when it has a root, otherwise the path below the current folder.
     String getAbsolutePath() const;

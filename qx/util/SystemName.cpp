@@ -8,6 +8,7 @@
 #include <qx/platform/text.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/detail/ShownBytes.h>
+#include <qx/util/FileName.h>
 #include <qx/util/detail/PlatformText.h>
 
 namespace qx::util {
@@ -54,6 +55,12 @@ String fromSystemName(const char* name) {
         refuse(text::charset::detail::shownBytes(name), u" is no text in the default encoding ");
     throwIfFailed(result);
     return text;
+}
+
+void FileName::setSystemName(const std::string& name) {
+    if (name.find('\0') != std::string::npos)
+        refuse(text::charset::detail::shownBytes(name), u" is no text in the default encoding ");
+    own(fromSystemName(name.c_str()));
 }
 
 } // namespace qx::util

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 #include <qx/core/String.h>
 #include <qx/core/TextView.h>
@@ -48,6 +49,9 @@ public:
     URI();
     /// setUri (text, false)
     explicit URI(const String& text);
+    /// The same for a text in another form, UTF-8 among them, as all members below that are
+    /// templates.
+    explicit URI(const OtherText auto& text) : URI(stringOf(text)) {}
     /// A copy with pairs of its own, in the same order.
     URI(const URI& other);
     URI& operator=(const URI& other);
@@ -73,6 +77,7 @@ public:
     /// first pair of its key and removes the others of that key, in time linear in the number of
     /// pairs.
     [[nodiscard]] static ParseResult parse(TextView text);
+    [[nodiscard]] static ParseResult parse(const Utf8Text auto& text);
 
     /// Sets the components that @p text has and adds its query pairs; other components stay.
     ///
@@ -80,6 +85,7 @@ public:
     /// the authority, up to the first "/" or, without one, the first "?". The path follows, without
     /// its leading "/", up to the first "?"; then the query.
     void setUri(const String& text, bool escape);
+    void setUri(const OtherText auto& text, bool escape) { setUri(stringOf(text), escape); }
     /// The text of all components. A path is printed with a leading "/".
     String toString() const override;
     /// Makes every component absent.
@@ -88,16 +94,21 @@ public:
     /// Never escaped.
     String getScheme() const;
     void setScheme(const String& scheme);
+    void setScheme(const OtherText auto& scheme) { setScheme(stringOf(scheme)); }
     bool hasScheme() const { return m_parts.scheme.has_value(); }
     void removeScheme();
 
     String getUser(bool unescape) const;
     void setUser(const String& user, bool escape);
+    void setUser(const OtherText auto& user, bool escape) { setUser(stringOf(user), escape); }
     bool hasUser() const { return m_parts.user.has_value(); }
     void removeUser();
 
     String getPassword(bool unescape) const;
     void setPassword(const String& password, bool escape);
+    void setPassword(const OtherText auto& password, bool escape) {
+        setPassword(stringOf(password), escape);
+    }
     bool hasPassword() const { return m_parts.password.has_value(); }
     void removePassword();
 
@@ -105,11 +116,15 @@ public:
     String getUserInfo(bool unescape) const;
     /// Splits at the first ":". Without one the password stays as it is.
     void setUserInfo(const String& userInfo, bool escape);
+    void setUserInfo(const OtherText auto& userInfo, bool escape) {
+        setUserInfo(stringOf(userInfo), escape);
+    }
     bool hasUserInfo() const { return hasUser(); }
     void removeUserInfo();
 
     String getHost(bool unescape) const;
     void setHost(const String& host, bool escape);
+    void setHost(const OtherText auto& host, bool escape) { setHost(stringOf(host), escape); }
     /// The host as resolvers take it: unescaped, and an IPv6 address without its brackets.
     String getHostName() const;
     bool hasHost() const { return m_parts.host.has_value(); }
@@ -125,12 +140,16 @@ public:
     /// Behind the first "@" stands the host and behind its first ":" the port, which is read as
     /// Number::parseInt reads it.
     void setAuthority(const String& authority, bool escape);
+    void setAuthority(const OtherText auto& authority, bool escape) {
+        setAuthority(stringOf(authority), escape);
+    }
     bool hasAuthority() const { return hasHost() || hasUser(); }
     void removeAuthority();
 
     /// Without the leading "/".
     String getPath(bool unescape) const;
     void setPath(const String& path, bool escape);
+    void setPath(const OtherText auto& path, bool escape) { setPath(stringOf(path), escape); }
     bool hasPath() const { return m_parts.path.has_value(); }
     void removePath();
 
@@ -143,22 +162,36 @@ public:
     /// the empty text has no pair. Keys that differ only in letter case are one: it keeps its first
     /// spelling and takes the last value.
     void setQuery(const String& query, bool escape);
+    void setQuery(const OtherText auto& query, bool escape) { setQuery(stringOf(query), escape); }
     bool hasQuery() const { return m_parts.hasQuery; }
     void removeQuery();
 
     /// @param key  as it is kept, that is, escaped; in any letter case
     String getQueryValue(const String& key, bool unescape) const;
+    String getQueryValue(const OtherText auto& key, bool unescape) const {
+        return getQueryValue(stringOf(key), unescape);
+    }
     /// @p escape is for both.
     void setQueryPair(const String& key, const String& value, bool escape);
+    template <class Key, class Value>
+    requires OtherText<Key, Value>
+    void setQueryPair(const Key& key, const Value& value, bool escape) {
+        setQueryPair(stringOf(key), stringOf(value), escape);
+    }
     bool hasQueryValue(const String& key) const;
+    bool hasQueryValue(const OtherText auto& key) const { return hasQueryValue(stringOf(key)); }
     /// Without a pair left there is no query.
     void removeQueryPair(const String& key);
+    void removeQueryPair(const OtherText auto& key) { removeQueryPair(stringOf(key)); }
 
     /// Everything behind the scheme and its ":"; empty when there is nothing.
     String getSchemeSpecificPart(bool unescape) const;
     /// Reads authority, path and query. A text that does not begin with "/" behind a scheme is kept
     /// whole instead, never escaped, and is what the URI prints from then on.
     void setSchemeSpecificPart(const String& part, bool escape);
+    void setSchemeSpecificPart(const OtherText auto& part, bool escape) {
+        setSchemeSpecificPart(stringOf(part), escape);
+    }
     bool hasSchemeSpecificPart() const;
     void removeSchemeSpecificPart();
     bool isOpaque() const { return m_parts.opaquePart.has_value(); }
@@ -240,6 +273,8 @@ private:
     String m_reason;
     int32_t m_position = -1;
 };
+
+URI::ParseResult URI::parse(const Utf8Text auto& text) { return parse(AnyText(text).view()); }
 
 } // namespace qx::net
 

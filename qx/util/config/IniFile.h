@@ -14,6 +14,7 @@
 #include <qx/ipc/Semaphore.h>
 #include <qx/platform/export.h>
 #include <qx/platform/replace.h>
+#include <qx/util/FileName.h>
 #include <qx/util/config/IniFileException.h>
 #include <qx/util/config/IniFileView.h>
 
@@ -52,6 +53,10 @@ public:
     ///     when the semaphore cannot be opened
     explicit IniFile(const char16_t* fileName, const char* semaphoreName = nullptr,
                      int16_t throwOnError = 0);
+    /// The same for a name in any form. One that contains a 0 unit is refused.
+    explicit IniFile(const FileName& fileName, const char* semaphoreName = nullptr,
+                     int16_t throwOnError = 0)
+        : IniFile(fileName.terminated(), semaphoreName, throwOnError) {}
     /// The copy has its own sets and shares the semaphore.
     IniFile(const IniFile& other);
     IniFile& operator=(const IniFile& other);
@@ -73,6 +78,16 @@ public:
     /// file, even when there were none.
     /// @return 0 and result::UnmappableCharacter as above, result::NullPointer
     int32_t DeleteSet(const char16_t* set);
+    /// The same for texts in any form. One that contains a 0 unit is refused.
+    /// @throws ResultException with result::InvalidArgument,
+    ///     text::charset::InvalidCharacterException for malformed UTF-8
+    int32_t AddKey(const AnyText& set, const AnyText& key, const AnyText& value, bool overwrite) {
+        return AddKey(set.terminated(), key.terminated(), value.terminated(), overwrite);
+    }
+    int32_t DeleteKey(const AnyText& set, const AnyText& key) {
+        return DeleteKey(set.terminated(), key.terminated());
+    }
+    int32_t DeleteSet(const AnyText& set) { return DeleteSet(set.terminated()); }
     /// Copies a value and a 0 unit behind it.
     /// @param bufferLength  capacity in units
     /// @return 0; result::BufferTooSmall when only a part fitted, which then fills the buffer

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/TextView.h>
 #include <qx/platform/export.h>
 
@@ -29,6 +30,15 @@ public:
     std::vector<std::u16string_view> sets() const;
     /// The keys of a set; none when it does not exist.
     std::vector<std::u16string_view> keys(TextView set) const;
+    /// The same for names in UTF-8.
+    template <SomeText Set, SomeText Key>
+    requires(Utf8Text<Set> || Utf8Text<Key>) std::optional<std::u16string_view> find(const Set& set,
+                                                                                     const Key& key)
+    const { return find(AnyText(set).view(), AnyText(key).view()); }
+    bool hasSet(const Utf8Text auto& set) const { return hasSet(AnyText(set).view()); }
+    std::vector<std::u16string_view> keys(const Utf8Text auto& set) const {
+        return keys(AnyText(set).view());
+    }
 
 private:
     friend class IniFile;

@@ -4,6 +4,7 @@
 
 #include <qx/collections/Set.h>
 #include <qx/collections/StringHashMap.h>
+#include <qx/core/AnyText.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -37,6 +38,13 @@ public:
     virtual void set(const String& name, const String& value);
     /// Removes the set's own value and returns it; the empty text when there was none.
     virtual String remove(const String& name);
+    /// The same for texts in other forms, UTF-8 among them.
+    String get(const OtherText auto& name) const { return get(stringOf(name)); }
+    bool hasProperty(const OtherText auto& name) const { return hasProperty(stringOf(name)); }
+    template <class Name, class Value>
+    requires OtherText<Name, Value>
+    void set(const Name& name, const Value& value) { set(stringOf(name), stringOf(value)); }
+    String remove(const OtherText auto& name) { return remove(stringOf(name)); }
     /// Removes all of the set's own values.
     virtual void clear();
     /// A snapshot of the names of the set's own values.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <qx/collections/TypedIterator.h>
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -49,6 +50,11 @@ public:
     /// @param path  empty for the root itself; "/" counts as "\"
     /// @throws Exception "Unknown QX_HKEY" when @p root is not one of them
     RegistryKey(ENUM_QX_HKEY root, const String& path);
+    /// The same for texts in other forms, UTF-8 among them, as all members below that are
+    /// templates.
+    explicit RegistryKey(const OtherText auto& key) : RegistryKey(stringOf(key)) {}
+    RegistryKey(ENUM_QX_HKEY root, const OtherText auto& path)
+        : RegistryKey(root, stringOf(path)) {}
     RegistryKey(const RegistryKey& other) = default;
     RegistryKey& operator=(const RegistryKey& other) = default;
 
@@ -62,6 +68,7 @@ public:
     /// @throws Exception "No parent key" for a path of one name and for a root
     RegistryKey getParent() const;
     RegistryKey getSubkey(const String& name) const;
+    RegistryKey getSubkey(const OtherText auto& name) const { return getSubkey(stringOf(name)); }
 
     /// An iterator over the direct subkeys of this moment, in the order of their lower-case names.
     /// Its next throws Exception "no more keys" at the end.
@@ -82,8 +89,12 @@ public:
     /// False also when the registry cannot be read.
     bool valueExists(const String& name) const;
     bool valueExists() const { return valueExists(String()); }
+    bool valueExists(const OtherText auto& name) const { return valueExists(stringOf(name)); }
     ENUM_QX_REG_TYPE getValueType(const String& name) const;
     ENUM_QX_REG_TYPE getValueType() const { return getValueType(String()); }
+    ENUM_QX_REG_TYPE getValueType(const OtherText auto& name) const {
+        return getValueType(stringOf(name));
+    }
 
     /// The getters throw Exception "Registry type mismatch" for a value of another type.
     String getValueString(const String& name) const;
@@ -92,6 +103,15 @@ public:
     uint32_t getValueUINT32() const { return getValueUINT32(String()); }
     uint64_t getValueUINT64(const String& name) const;
     uint64_t getValueUINT64() const { return getValueUINT64(String()); }
+    String getValueString(const OtherText auto& name) const {
+        return getValueString(stringOf(name));
+    }
+    uint32_t getValueUINT32(const OtherText auto& name) const {
+        return getValueUINT32(stringOf(name));
+    }
+    uint64_t getValueUINT64(const OtherText auto& name) const {
+        return getValueUINT64(stringOf(name));
+    }
     /// Copies raw bytes and returns their number.
     /// @param length  the capacity of @p bytes
     /// @throws ResultException with result::BufferTooSmall when they do not fit
@@ -126,7 +146,21 @@ public:
     void setValue(const String& name, const signed char* bytes, int32_t length);
     void setValue(const signed char* bytes, int32_t length) { setValue(String(), bytes, length); }
 
+    void setValue(const OtherText auto& value) { setValue(String(), stringOf(value)); }
+    template <class Name, class Value>
+    requires OtherText<Name, Value>
+    void setValue(const Name& name, const Value& value) {
+        setValue(stringOf(name), stringOf(value));
+    }
+    void setValue(const OtherText auto& name, std::same_as<uint32_t> auto value) {
+        setValue(stringOf(name), value);
+    }
+    void setValue(const OtherText auto& name, std::same_as<uint64_t> auto value) {
+        setValue(stringOf(name), value);
+    }
+
     void deleteValue(const String& name);
+    void deleteValue(const OtherText auto& name) { deleteValue(stringOf(name)); }
     void deleteValue() { deleteValue(String()); }
 
     /// Orders by root and then by path without regard to letter case.

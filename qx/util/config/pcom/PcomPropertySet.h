@@ -19,6 +19,10 @@ public:
     /// @throws ResultException with result::NullPointer
     explicit PcomPropertySet(const IPropertySet* target, const PropertySet* parent = nullptr);
 
+    using PropertySet::get;
+    using PropertySet::hasProperty;
+    using PropertySet::remove;
+    using PropertySet::set;
     /// @throws ResultException with the result of the target, also for an absent value
     String get(const String& name) const override;
     bool hasProperty(const String& name) const override;
