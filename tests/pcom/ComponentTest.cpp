@@ -129,6 +129,16 @@ TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
     static_cast<IQXUnknown*>(out)->Release();
 }
 
+TEST_F(ModuleTest, ThreadsThatAskAtOnceGetOneFactory) {
+    Reference<IQXClassFactory> factories[4];
+    std::vector<std::jthread> threads;
+    for (auto& factory : factories)
+        threads.emplace_back([&] { factory = factoryOf(Thing::Clsid); });
+    threads.clear();
+    for (const auto& factory : factories)
+        EXPECT_EQ(factory, factories[0]);
+}
+
 TEST_F(ModuleTest, EntersItsClassesAndTakesThemOut) {
     const String clsid = u"{11111111-2222-3333-0404-050505050505}", key = ThingKey;
     const String nameless = u"CLSID\\{AAAAAAAA-BBBB-CCCC-0102-030405060708}";
