@@ -47,9 +47,9 @@ void copyCollection() {
 }
 
 /// Plays the same mixture of all operations each time. One that fails must have changed nothing.
-void playOn(auto&& collection) {
+void playOn(size_t length, auto&& collection) {
     std::minstd_rand random(2026);
-    std::vector<uint8_t> bytes(400);
+    std::vector<uint8_t> bytes(length);
     for (uint8_t& byte : bytes)
         byte = static_cast<uint8_t>(random() >> 8);
     collection.play(bytes);
@@ -236,11 +236,11 @@ void addValueScripts(Scripts& scripts) {
     scripts.add("list.array copied", copyCollection<components::ArrayList>);
     scripts.add("list.linked copied", copyCollection<components::LinkedList>);
     scripts.add("set.copied", copyCollection<components::HashSet>);
-    scripts.add("list.array", [] { playOn(ListPlay(new components::ArrayList())); });
-    scripts.add("list.linked", [] { playOn(ListPlay(new components::LinkedList())); });
-    scripts.add("map and set", [] { playOn(MapPlay(3, 0.75f)); });
-    scripts.add("map.texts to objects", [] { playOn(StringMapPlay(2, 0.75f)); });
-    scripts.add("map.integers to objects", [] { playOn(IntegerMapPlay(2, 0.75f)); });
+    scripts.add("list.array", [] { playOn(1000, ListPlay(new components::ArrayList())); });
+    scripts.add("list.linked", [] { playOn(1000, ListPlay(new components::LinkedList())); });
+    scripts.add("map and set", [] { playOn(400, MapPlay(3, 0.75f)); });
+    scripts.add("map.texts to objects", [] { playOn(1500, StringMapPlay(2, 0.75f)); });
+    scripts.add("map.integers to objects", [] { playOn(1500, IntegerMapPlay(2, 0.75f)); });
     scripts.add("facade.list", [] {
         collections::List<String> list(makeReference<components::ArrayList>());
         for (int i = 0; i < Count; ++i)
