@@ -28,4 +28,4 @@ for case in cases:
         failures.append(f"{wrong}is not refused with the words \"{words}\":\n{errors}")
     if errors := compile_errors(right):
         failures.append(f"{right}is refused:\n{errors}")
-sys.exit("\n".join(failures))
+sys.exit("\n".join(failures) or 0)
