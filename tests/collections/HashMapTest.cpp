@@ -269,12 +269,24 @@ TEST(HashMap, WalksOfSeveralThreadsDoNotDisturbEachOther) {
     for (int key = 0; key < 200; ++key)
         map.put(item(key), nullptr);
     const Values expected = keysOf(map);
+    const auto entriesOf = [](const HashMap& shown) {
+        std::vector<const IQXUnknown*> entries;
+        const auto set = shown.createEntrySet();
+        for (const auto& entry : *set)
+            entries.push_back(entry);
+        return entries;
+    };
+    std::vector<const IQXUnknown*> entries[6];
     std::vector<std::jthread> threads;
-    for (int i = 0; i < 6; ++i)
+    for (auto& seen : entries)
         threads.emplace_back([&] {
+            seen = entriesOf(map);
             for (int round = 0; round < 50; ++round)
                 EXPECT_EQ(keysOf(map), expected);
         });
+    threads.clear();
+    for (const auto& seen : entries)
+        EXPECT_EQ(seen, entriesOf(map)); // each was made once
 }
 
 TEST(HashMap, ComparatorsThatChangeTheMapAreNoticed) {

@@ -42,7 +42,9 @@ int main() {
     const qx::collections::List<String> typed(&linked);
     qx::collections::pcom::HashMap map;
     map.put((new String(u"k"))->GetUnknown(), (new qx::Integer32(7))->GetUnknown());
-    map.put((new String(u"another k"))->GetUnknown(), nullptr);
+    map.put((new String(u"another k"))->GetUnknown(), owner->GetUnknown());
+    const auto seen = map.createEntrySet()->createIterator()->next();
+    qx::collections::pcom::entryOf(seen).setValue(nullptr); // the map sees it there
     const Reference<qx::collections::pcom::ArrayList> list(new qx::collections::pcom::ArrayList);
     list->add((new String(u"in"))->GetUnknown());
     list->add(array.GetUnknown());

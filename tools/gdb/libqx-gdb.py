@@ -125,12 +125,13 @@ def linked_list(address, depth):
 
 def hash_entries(address, depth):
     """The entries in the order of a walk: from the last bucket down."""
-    length, table = read(address + 60, "=i8xQ")
+    length, table, slots = read(address + 60, "=i8xQQ")
     for bucket in reversed(range(length if table else 0)):
-        entry = pointer(table + 8 * bucket)
-        while entry:
-            key, value, entry = read(entry + 24, "=QQ8xQ")
-            yield [describe(key, depth), describe(value, depth)]
+        slot, = read(table + 4 * bucket, "=I")
+        while slot:
+            key, value, entry, slot = read(slots + 32 * (slot - 1), "=QQQ4xI")
+            yield [describe(key, depth),
+                   describe(pointer(entry + 32) if entry else value, depth)]
 
 
 def hash_map(address, depth):

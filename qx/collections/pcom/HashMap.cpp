@@ -1,20 +1,34 @@
 #include "qx/collections/pcom/HashMap.h"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
+#include <qx/collections/detail/KeyedStorage.h>
 #include <qx/collections/detail/Modulus.h>
 #include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/detail/Elements.h>
-#include <qx/collections/pcom/detail/HashMapEntry.h>
 #include <qx/collections/pcom/detail/HashMapIterator.h>
+#include <qx/collections/pcom/detail/HashMapSlot.h>
 #include <qx/collections/pcom/detail/MapViews.h>
 #include <qx/collections/pcom/detail/Sizes.h>
 #include <qx/core/Exception.h>
 
 namespace qx::collections::pcom {
+
+struct HashMap::Sought {
+    const IQXUnknown* key;
+    /// The key, when it is exactly a string that may be compared without the comparator.
+    const String* text;
+    uint32_t hash;
+};
+
+void HashMap::FreeSlots::operator()(HashMapSlot* slots) const noexcept {
+    collections::detail::releaseLines(slots);
+}
 
 HashMap::HashMap(int capacity, float loadFactor)
     : HashMap(GetDefaultComparator(), GetDefaultComparator(), capacity, loadFactor) {}
@@ -50,15 +64,15 @@ HashMap::~HashMap() {
 void HashMap::clear() { releaseEntries(); }
 
 bool HashMap::containsKey(const IQXUnknown* key) const {
-    return findKey(key, getKeyHashCode(key)) != nullptr;
+    return findKey(soughtKey(key)) != nullptr;
 }
 
 bool HashMap::containsValue(const IQXUnknown* value) const {
     const Link* const table = m_table.get();
     for (int bucket = table ? m_tableLength : 0; bucket-- > 0;) {
-        HashMapEntry::prefetchElements(table, bucket);
-        for (const HashMapEntry* entry = table[bucket]; entry; entry = entry->m_next) {
-            if (valuesEqual(entry->m_value, value))
+        prefetchElements(table, m_slots.get(), bucket);
+        for (const HashMapSlot* slot = slotAt(table[bucket]); slot; slot = slotAt(slot->next)) {
+            if (valuesEqual(slot->value(), value))
                 return true;
         }
     }
@@ -74,62 +88,50 @@ Reference<Set> HashMap::createEntrySet() { return new HashMapEntrySet(this); }
 Reference<IQXUnknown> HashMap::get(const IQXUnknown* key) const { return peek(key); }
 
 IQXUnknown* HashMap::peek(const IQXUnknown* key) const {
-    const Link* const link = findKey(key, getKeyHashCode(key));
-    return link ? (*link)->m_value.get() : nullptr;
+    const Link* const link = findKey(soughtKey(key));
+    return link ? slotAt(*link)->value() : nullptr;
 }
 
 Reference<IQXUnknown> HashMap::put(IQXUnknown* key, IQXUnknown* value) {
     Reference<IQXUnknown> ownedKey(key), ownedValue(value);
-    const uint32_t hash = getKeyHashCode(key);
-    if (const Link* const link = findKey(key, hash)) {
-        (*link)->m_value.swap(ownedValue);
-        return ownedValue;
-    }
-    addEntry(std::move(ownedKey), std::move(ownedValue), hash);
+    const Sought sought = soughtKey(key);
+    if (const Link* const link = findKey(sought))
+        return slotAt(*link)->setValue(std::move(ownedValue));
+    addEntry(std::move(ownedKey), std::move(ownedValue), sought.hash);
     return nullptr;
 }
 
 void HashMap::putNew(IQXUnknown* key, IQXUnknown* value) {
-    const Reference<IQXUnknown> ownedKey(key), ownedValue(value);
-    addEntry(ownedKey, ownedValue, getKeyHashCode(key));
-}
-
-void HashMap::addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash) {
-    detail::checkRoom(m_size, detail::TableTooLong);
-    Link entry(new HashMapEntry(std::move(key), std::move(value), hash));
-    if (m_size >= m_threshold)
-        rehash();
-    else if (!m_table)
-        allocTable(m_tableLength);
-    countChange();
-    Link& head = m_table[bucketOf(hash)];
-    entry->m_next = std::move(head);
-    head = std::move(entry);
-    ++m_size;
+    Reference<IQXUnknown> ownedKey(key), ownedValue(value);
+    const uint32_t hash = soughtKey(key).hash;
+    addEntry(std::move(ownedKey), std::move(ownedValue), hash);
 }
 
 Reference<IQXUnknown> HashMap::remove(const IQXUnknown* key) {
-    Link* const link = findKey(key, getKeyHashCode(key));
+    Link* const link = findKey(soughtKey(key));
     if (!link)
         return nullptr;
-    const Link removed = removeEntry(*link);
-    return removed->m_value;
+    HashMapContent removed = removeSlot(*link);
+    return removed.slot().value();
 }
 
 /// put of a null value, for a set; true for a new key.
 bool HashMap::addKey(IQXUnknown* key) {
     Reference<IQXUnknown> owned(key);
-    const uint32_t hash = getKeyHashCode(key);
-    if (findKey(key, hash))
+    const Sought sought = soughtKey(key);
+    if (findKey(sought))
         return false;
-    addEntry(std::move(owned), nullptr, hash);
+    addEntry(std::move(owned), nullptr, sought.hash);
     return true;
 }
 
 /// False for an absent key.
 bool HashMap::removeKey(const IQXUnknown* key) {
-    Link* const link = findKey(key, getKeyHashCode(key));
-    return link && removeEntry(*link);
+    Link* const link = findKey(soughtKey(key));
+    if (!link)
+        return false;
+    removeSlot(*link);
+    return true;
 }
 
 /// A place for a walk that is to be told of a clear; null when there is none left.
@@ -153,45 +155,90 @@ HashMap::Table HashMap::allocTable(int length) {
     return table;
 }
 
+/// Memory for more slots than there are.
+HashMap::Slots HashMap::allocMoreSlots() const {
+    constexpr std::size_t First = 8;
+    return Slots(collections::detail::allocateLines<HashMapSlot>(
+        std::max(First, std::size_t{2} * m_slotCapacity)));
+}
+
+/// Null for a link to none.
+HashMapSlot* HashMap::slotAt(Link link) const noexcept {
+    return link != 0 ? m_slots.get() + link - 1 : nullptr;
+}
+
+void HashMap::addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash) {
+    detail::checkRoom(m_size, detail::TableTooLong);
+    Slots moreSlots;
+    if (m_freeSlot == 0 && m_slotsUsed == m_slotCapacity) [[unlikely]]
+        moreSlots = allocMoreSlots();
+    if (m_size >= m_threshold)
+        rehash();
+    else if (!m_table)
+        allocTable(m_tableLength);
+    countChange();
+    if (moreSlots) [[unlikely]] {
+        // Walks see by the count that their slots are no longer there.
+        if (m_slots)
+            std::memcpy(moreSlots.get(), m_slots.get(), m_slotsUsed * sizeof(HashMapSlot));
+        m_slots = std::move(moreSlots);
+        m_slotCapacity = std::max(8u, 2 * m_slotCapacity);
+    }
+    const Link added = m_freeSlot != 0 ? m_freeSlot : ++m_slotsUsed;
+    HashMapSlot& slot = *slotAt(added);
+    if (m_freeSlot != 0)
+        m_freeSlot = slot.next;
+    slot = {key.detach(), value.detach(), nullptr, hash,
+            std::exchange(m_table[bucketOf(hash)], added)};
+    ++m_size;
+}
+
 void HashMap::rehash() {
     int bucket = m_tableLength;
     const Table old = allocTable(detail::grownTableLength(bucket));
-    Link* const table = old.get();
+    const Link* const table = old.get();
     while (table && bucket-- > 0) {
-        HashMapEntry::prefetchEntry(table, bucket);
-        for (Link chain = std::move(table[bucket]); chain;) {
-            Link entry = std::move(chain);
-            chain = std::move(entry->m_next);
-            Link& head = m_table[bucketOf(entry->m_hash)];
-            entry->m_next = std::move(head);
-            head = std::move(entry);
+        prefetchSlot(table, m_slots.get(), bucket);
+        for (Link moved = table[bucket]; moved != 0;) {
+            HashMapSlot& slot = *slotAt(moved);
+            const Link head = std::exchange(m_table[bucketOf(slot.hash)], moved);
+            moved = std::exchange(slot.next, head);
         }
     }
 }
 
-/// Takes out all entries, then releases them one by one: a chain may be longer than the stack.
+/// Takes out all entries, then releases them one by one.
 void HashMap::releaseEntries() noexcept {
     for (const KnownWalk& place : m_walks) {
         if (HashMapIterator* const walk = place.load(std::memory_order_acquire))
             walk->adopt();
     }
     const Table old = std::move(m_table);
+    const Slots oldSlots = std::move(m_slots);
+    m_slotCapacity = m_slotsUsed = m_freeSlot = 0;
     m_size = 0;
-    Link* const table = old.get();
+    const Link* const table = old.get();
+    HashMapSlot* const slots = oldSlots.get();
     for (int bucket = table ? m_tableLength : 0; bucket-- > 0;) {
-        HashMapEntry::prefetchElements(table, bucket);
-        for (Link chain = std::move(table[bucket]); chain;)
-            chain = std::move(chain->m_next);
+        prefetchElements(table, slots, bucket);
+        for (Link link = table[bucket]; link != 0;) {
+            HashMapSlot& slot = slots[link - 1];
+            link = slot.next;
+            slot.release();
+        }
     }
 }
 
-/// Takes the entry that @p link leads to out of its chain.
-HashMap::Link HashMap::removeEntry(Link& link) noexcept {
-    Link removed = std::move(link);
-    link = std::move(removed->m_next);
+/// Takes the slot that @p link leads to out of its chain.
+HashMapContent HashMap::removeSlot(Link& link) noexcept {
+    const Link removed = link;
+    HashMapSlot& slot = *slotAt(removed);
+    HashMapContent content(slot);
+    link = std::exchange(slot.next, m_freeSlot);
+    m_freeSlot = removed;
     countChange();
     --m_size;
-    return removed;
+    return content;
 }
 
 uint32_t HashMap::bucketOf(uint32_t hash) const noexcept {
@@ -199,57 +246,68 @@ uint32_t HashMap::bucketOf(uint32_t hash) const noexcept {
                                           m_inverseLength);
 }
 
-/// What leads to the first entry with this hash that passes @p test; null when none does.
+/// What leads to the first slot with this hash that passes @p test; null when none does.
 template <class Test>
 HashMap::Link* HashMap::findLink(uint32_t hash, Test&& test) const {
     if (m_size == 0)
         return nullptr;
-    for (Link* link = &m_table[bucketOf(hash)]; *link; link = &(*link)->m_next) {
-        if ((*link)->m_hash == hash && test(**link))
+    for (Link* link = &m_table[bucketOf(hash)]; *link != 0;) {
+        HashMapSlot& slot = *slotAt(*link);
+        if (slot.hash == hash && test(slot))
             return link;
+        link = &slot.next;
     }
     return nullptr;
 }
 
-HashMap::Link* HashMap::findKey(const IQXUnknown* key, uint32_t hash) const {
-    return findLink(hash, [&](const HashMapEntry& entry) { return keysEqual(entry.m_key, key); });
+HashMap::Link* HashMap::findKey(const Sought& key) const {
+    return findLink(key.hash, [&](const HashMapSlot& slot) { return keysEqual(slot.key, key); });
 }
 
-/// What leads to this very entry; null when it is not in the map.
+/// What leads to this slot of the map.
+HashMap::Link& HashMap::linkTo(Link slot) const noexcept {
+    Link* link = &m_table[bucketOf(slotAt(slot)->hash)];
+    while (*link != slot)
+        link = &slotAt(*link)->next;
+    return *link;
+}
+
+/// What leads to the slot of this very entry; null when it is not in the map.
 HashMap::Link* HashMap::findEntry(const IQXUnknown* entry) const {
     const HashMapEntry* const sought = HashMapEntry::from(entry);
-    return sought ? findLink(sought->m_hash,
-                             [&](const HashMapEntry& found) { return &found == sought; })
+    return sought ? findLink(sought->hashOfKey(),
+                             [&](const HashMapSlot& slot) { return slot.entry == sought; })
                   : nullptr;
 }
 
 /// True when an entry has a key and a value that are equal to those of the entry @p element.
 /// @throws CastFailedException when @p element is no entry
 bool HashMap::containsEntry(const IQXUnknown* element) const {
-    const MapEntry& sought = entryOf(element);
-    const auto key = sought.getKey(), value = sought.getValue();
-    return findLink(getKeyHashCode(key), [&](const HashMapEntry& entry) {
-               return keysEqual(entry.m_key, key) && valuesEqual(entry.m_value, value);
+    const MapEntry& entry = entryOf(element);
+    const auto key = entry.getKey(), value = entry.getValue();
+    const Sought sought = soughtKey(key);
+    return findLink(sought.hash, [&](const HashMapSlot& slot) {
+               return keysEqual(slot.key, sought) && valuesEqual(slot.value(), value);
            }) != nullptr;
 }
 
-uint32_t HashMap::getKeyHashCode(const IQXUnknown* key) const {
+HashMap::Sought HashMap::soughtKey(const IQXUnknown* key) const {
     if (m_stringTable) {
         if (const String* const text = collections::detail::exactString(key, m_stringTable))
-            return text->String::hashCode();
+            return {key, text, text->String::hashCode()};
     }
-    return hashElement(keyComparator(), key);
+    return {key, nullptr, hashElement(keyComparator(), key)};
 }
 
-bool HashMap::keysEqual(const IQXUnknown* stored, const IQXUnknown* key) const {
-    if (m_stringTable) {
-        const String* const text = collections::detail::exactString(key, m_stringTable);
-        const String* const storedText =
-            text ? collections::detail::exactString(stored, m_stringTable) : nullptr;
-        if (storedText)
-            return *storedText == *text;
+bool HashMap::keysEqual(const IQXUnknown* stored, const Sought& key) const {
+    if (key.text) {
+        if (const String* const text = collections::detail::exactString(stored, m_stringTable)) {
+            const auto units = text->view(), sought = key.text->view();
+            return units.size() == sought.size() &&
+                   collections::detail::equalUnits(units.data(), sought.data(), units.size());
+        }
     }
-    return equalUnchanged(keyComparator(), stored, key);
+    return equalUnchanged(keyComparator(), stored, key.key);
 }
 
 bool HashMap::valuesEqual(const IQXUnknown* stored, const IQXUnknown* value) const {

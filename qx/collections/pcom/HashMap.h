@@ -10,10 +10,11 @@
 
 namespace qx::collections::pcom {
 
-class HashMapEntry;
+class HashMapContent;
 class HashMapIterator;
+struct HashMapSlot;
 
-/// A map in a hash table of chained entries: putting, finding and removing a key take constant time
+/// A map in a hash table of chains: putting, finding and removing a key take constant time
 /// in the mean, if the comparator for keys hashes well.
 ///
 /// The hash of a key, modulo the number of buckets, is its bucket; the comparator compares keys
@@ -55,7 +56,8 @@ public:
     Reference<const Set> createEntrySet() const override;
     /// View of the entries. It contains an entry, whichever map that belongs to, when the map leads
     /// from an equal key to an equal value; it removes only the map's own entries. It accepts no
-    /// additions.
+    /// additions. An entry takes memory when a walk first comes to it; a step that fails for want
+    /// of that has not been taken.
     Reference<Set> createEntrySet() override;
     Reference<IQXUnknown> get(const IQXUnknown* key) const override;
     int getSize() const override { return m_size; }
@@ -76,30 +78,40 @@ private:
     friend class HashMapIterator;
     friend class HashSet;
 
-    /// What leads to an entry: a bucket, or the entry before it.
-    using Link = Reference<HashMapEntry>;
+    /// What leads to a slot, a bucket or the slot before it: the number of the slot, from 1 up, or
+    /// 0 for none.
+    using Link = uint32_t;
     using Table = std::unique_ptr<Link[]>;
+    struct FreeSlots {
+        void operator()(HashMapSlot* slots) const noexcept;
+    };
+    using Slots = std::unique_ptr<HashMapSlot[], FreeSlots>;
+    /// A key that is looked for.
+    struct Sought;
     /// A walk that is told of a clear.
     using KnownWalk = std::atomic<HashMapIterator*>;
 
     KnownWalk* enter(HashMapIterator& walk) noexcept;
     Table allocTable(int length);
+    Slots allocMoreSlots() const;
+    HashMapSlot* slotAt(Link link) const noexcept;
     void addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, uint32_t hash);
     void rehash();
     void releaseEntries() noexcept;
-    Link removeEntry(Link& link) noexcept;
+    HashMapContent removeSlot(Link& link) noexcept;
     bool addKey(IQXUnknown* key);
     bool removeKey(const IQXUnknown* key);
 
     uint32_t bucketOf(uint32_t hash) const noexcept;
     template <class Test>
     Link* findLink(uint32_t hash, Test&& test) const;
-    Link* findKey(const IQXUnknown* key, uint32_t hash) const;
+    Link* findKey(const Sought& key) const;
+    Link& linkTo(Link slot) const noexcept;
     Link* findEntry(const IQXUnknown* entry) const;
     bool containsEntry(const IQXUnknown* element) const;
 
-    uint32_t getKeyHashCode(const IQXUnknown* key) const;
-    bool keysEqual(const IQXUnknown* stored, const IQXUnknown* key) const;
+    Sought soughtKey(const IQXUnknown* key) const;
+    bool keysEqual(const IQXUnknown* stored, const Sought& key) const;
     bool valuesEqual(const IQXUnknown* stored, const IQXUnknown* value) const;
     bool equalUnchanged(IQXComparator& comparator, const IQXUnknown* stored,
                         const IQXUnknown* other) const;
@@ -110,6 +122,12 @@ private:
     int m_threshold = 0;
     /// Null from clear until the next new key.
     Table m_table;
+    Slots m_slots;
+    uint32_t m_slotCapacity = 0;
+    /// Slots that were ever in use: those behind are untouched memory.
+    uint32_t m_slotsUsed = 0;
+    /// Of those, the first that is free again.
+    Link m_freeSlot = 0;
     /// 2^64 / table length, rounded up.
     uint64_t m_inverseLength = 0;
     /// Recognises keys that are plain strings, when these can be hashed and compared without the

@@ -8,16 +8,19 @@
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/Iterator.h>
 #include <qx/collections/pcom/LendingWalk.h>
-#include <qx/collections/pcom/detail/HashMapEntry.h>
+#include <qx/collections/pcom/detail/HashMapSlot.h>
 #include <qx/core/Exception.h>
 
 namespace qx::collections::pcom {
 
 /// A walk over the buckets of a HashMap, last one first.
 ///
-/// It counts no references to the entries that it stands on: changes of the map are seen by their
-/// count before an entry is looked at. Of clear, which is not counted, the map tells the walks that
-/// it knows; these hold their entries from then on, as does one that has found no room among them.
+/// It counts no references to what it stands on: changes of the map are seen by their count before
+/// a slot is looked at. Of clear, which is not counted, the map tells the walks that it knows;
+/// these hold what they stand on from then on, as does one that has found no room among them.
+///
+/// A walk that shows entries makes those that it has reached, so that two walks which outlive a
+/// clear show the same.
 class HashMapIterator final : public Component<ComObject, Iterator>, public LendingWalk {
 public:
     /// What next returns of each entry.
@@ -28,12 +31,8 @@ public:
           m_bucket(map->m_tableLength), m_known(map->enter(*this)) {}
     HashMapIterator(const HashMapIterator&) = delete;
     ~HashMapIterator() override {
-        if (m_known) {
+        if (m_known)
             m_known->store(nullptr, std::memory_order_release);
-            return;
-        }
-        Reference<HashMapEntry>::attach(m_lastReturned).reset();
-        Reference<HashMapEntry>::attach(m_nextEntry).reset();
     }
 
     /// The iterator over entries that @p iterator is, which may be anybody's; null when it is none.
@@ -45,7 +44,7 @@ public:
     /// Lets next return something else from now on.
     void show(Kind kind) noexcept { m_kind = kind; }
 
-    bool hasNext() const override { return m_nextEntry || findNext(); }
+    bool hasNext() const override { return m_next != 0 || findNext(isOfEntries()); }
     /// @throws Exception when others have changed the map, and at the end
     Reference<IQXUnknown> next() override {
         checkUnchanged();
@@ -58,47 +57,49 @@ public:
     }
     void remove() override {
         checkUnchanged();
-        if (!m_lastReturned)
+        if (m_last == 0)
             throw IllegalStateException();
-        Reference<HashMapEntry>* const link = m_map->findEntry(m_lastReturned->GetUnknown());
-        if (!link) // gone by clear, which is not counted
+        if (isCleared())
             throwChanged();
-        const auto removed = m_map->removeEntry(*link);
+        const HashMapContent removed = m_map->removeSlot(m_map->linkTo(std::exchange(m_last, 0)));
         ++m_expectedCount;
-        HashMapEntry* const last = std::exchange(m_lastReturned, nullptr);
-        if (!m_known)
-            last->Release(); // removed has it too
+        const HashMapContent kept = std::move(m_keptLast);
     }
 
     bool step(IQXUnknown*& element) override {
-        if (!m_known) [[unlikely]]
-            return stepHolding([&](HashMapEntry& entry) { element = shown(entry); });
-        return stepBy([&](HashMapEntry& entry) { element = shown(entry); });
+        switch (m_kind) {
+        case Kind::Keys:
+            return stepBy<false>([&](HashMapSlot& slot) { element = slot.key; });
+        case Kind::Values:
+            return stepBy<false>([&](HashMapSlot& slot) { element = slot.value(); });
+        default:
+            return stepBy<true>(
+                [&](HashMapSlot& slot) { element = slot.madeEntry().GetUnknown(); });
+        }
     }
     bool stepEntry(IQXUnknown*& key, IQXUnknown*& value) override {
-        const auto lend = [&](HashMapEntry& entry) {
-            key = entry.m_key;
-            value = entry.m_value;
-        };
-        return m_known ? stepBy(lend) : stepHolding(lend);
+        return stepBy<false>([&](HashMapSlot& slot) {
+            key = slot.key;
+            value = slot.value();
+        });
     }
     bool isOfEntries() const noexcept override { return m_kind == Kind::Entries; }
 
-    /// Holds from now on what it stands on, because the map drops all its entries.
+    /// Holds from now on what it stands on, because the map drops all it has.
     void adopt() noexcept {
-        // One that has missed a change will not look at an entry again.
+        // One that has missed a change will not look at a slot again.
         if (m_map->modificationCount() != m_expectedCount)
             return;
         m_known->store(nullptr, std::memory_order_release);
         m_known = nullptr;
-        for (HashMapEntry* const entry : {m_lastReturned, m_nextEntry}) {
-            if (entry)
-                entry->AddRef();
-        }
+        if (m_last != 0)
+            m_keptLast = HashMapContent::sharedWith(slotAt(m_last));
+        if (m_next != 0)
+            m_keptNext = HashMapContent::sharedWith(slotAt(m_next));
     }
 
 private:
-    /// Tables from which on entries are fetched ahead of the walk: the others lie in the cache.
+    /// Tables from which on slots are fetched ahead of the walk: the others lie in the cache.
     static constexpr int PrefetchedLength = 4096;
 
     /// @throws Exception when others have changed the map
@@ -107,70 +108,80 @@ private:
             throwChanged();
     }
     [[noreturn, gnu::noinline]] static void throwChanged() { throw Exception(); }
+    /// Without a change that is counted a table comes back for no new key.
+    bool isCleared() const noexcept { return !m_map->m_table; }
 
-    /// What next shows of an entry.
-    IQXUnknown* shown(HashMapEntry& entry) const noexcept {
-        if (m_kind == Kind::Keys)
-            return entry.m_key;
-        return m_kind == Kind::Values ? entry.m_value.get() : entry.GetUnknown();
-    }
+    HashMapSlot& slotAt(HashMap::Link link) const noexcept { return m_map->m_slots[link - 1]; }
 
-    /// Finds the first entry of the next bucket that has one.
-    bool findNext() const {
-        const Reference<HashMapEntry>* const table = m_map->m_table.get();
-        if (!table)
-            m_bucket = 0;
+    /// Finds the first slot of the next bucket that has one.
+    bool findNext(bool makesEntries) const {
+        const HashMap::Link* const table = m_map->m_table.get();
         const bool prefetches = m_map->m_tableLength >= PrefetchedLength;
-        for (const auto* bucket = table + m_bucket; bucket != table;) {
-            --bucket;
+        for (int bucket = table ? m_bucket : 0; bucket-- > 0;) {
             if (prefetches)
-                HashMapEntry::prefetchElements(table, static_cast<int>(bucket - table));
-            if (HashMapEntry* const entry = bucket->get()) {
-                m_bucket = static_cast<int>(bucket - table);
-                m_nextEntry = entry;
-                if (!m_known) [[unlikely]]
-                    entry->AddRef();
+                prefetchElements(table, m_map->m_slots.get(), bucket);
+            if (const HashMap::Link found = table[bucket]; found != 0) {
+                if (!m_known || (makesEntries && !slotAt(found).seenEntry())) [[unlikely]]
+                    makeNext(found);
+                m_bucket = bucket;
+                m_next = found;
                 return true;
             }
         }
         m_bucket = 0;
         return false;
     }
+    /// Makes the entry that will be next, and holds it unless the map knows the walk.
+    [[gnu::noinline]] void makeNext(HashMap::Link link) const {
+        slotAt(link).madeEntry();
+        if (!m_known)
+            m_keptNext = HashMapContent::sharedWith(slotAt(link));
+    }
 
-    /// Goes on to the next entry and lends it; false at the end.
-    template <class Lend>
+    /// Goes on to the next slot and lends it; false at the end.
+    template <bool MakesEntries, class Lend>
     bool stepBy(Lend&& lend) {
-        if (!m_nextEntry && !findNext())
+        if (m_next == 0 && !findNext(MakesEntries))
             return false;
         checkUnchanged();
-        m_lastReturned = m_nextEntry;
-        m_nextEntry = m_lastReturned->m_next.get();
-        lend(*m_lastReturned);
+        if (!m_known) [[unlikely]]
+            return stepHolding(lend);
+        HashMapSlot& slot = slotAt(m_next);
+        if (MakesEntries && slot.next != 0)
+            slotAt(slot.next).madeEntry();
+        lend(slot);
+        m_last = std::exchange(m_next, slot.next);
         return true;
     }
-    /// The same with references to the entries. That to the one before, whose key may look at the
-    /// iterator when it goes, is to be dropped.
+    /// The same with references to the entries. What was held before, of which a key may look at
+    /// the iterator when it goes, is to be dropped.
     template <class Lend>
     [[gnu::noinline]] bool stepHolding(Lend&& lend) {
-        HashMapEntry* const before = m_lastReturned;
-        if (!stepBy(lend))
-            return false;
-        if (m_nextEntry)
-            m_nextEntry->AddRef();
-        if (before)
-            m_dropped = Reference<IQXUnknown>::attach(before->GetUnknown());
+        const HashMap::Link following = isCleared() ? 0 : slotAt(m_next).next;
+        lend(m_keptNext.slot());
+        if (following != 0)
+            slotAt(following).madeEntry();
+        if (m_last != 0)
+            m_dropped = m_keptLast.takeEntry();
+        m_keptLast = std::move(m_keptNext);
+        if (following != 0)
+            m_keptNext = HashMapContent::sharedWith(slotAt(following));
+        m_last = std::exchange(m_next, following);
         return true;
     }
 
     const Reference<HashMap> m_map;
     uint32_t m_expectedCount;
     Kind m_kind;
+    /// Only compared with 0 when the map was cleared or changed.
+    mutable HashMap::Link m_next = 0;
     /// The bucket that the walk has come to; the table length before it begins.
     mutable int m_bucket;
-    /// Where the map knows the walk; null when it holds its entries itself.
+    /// Where the map knows the walk; null when it holds what it stands on itself.
     HashMap::KnownWalk* m_known;
-    mutable HashMapEntry* m_nextEntry = nullptr;
-    HashMapEntry* m_lastReturned = nullptr;
+    /// Like m_next. Apart from it: joined to be written at once they are slower.
+    HashMap::Link m_last = 0;
+    mutable HashMapContent m_keptNext, m_keptLast;
 };
 
 } // namespace qx::collections::pcom

@@ -93,7 +93,10 @@ public:
     /// only the very same one is equal.
     bool remove(const IQXUnknown* entry) override {
         auto* const link = m_map->findEntry(entry);
-        return link && m_map->removeEntry(*link);
+        if (!link)
+            return false;
+        m_map->removeSlot(*link);
+        return true;
     }
 };
 
