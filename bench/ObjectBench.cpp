@@ -35,6 +35,17 @@ void copyAndDrop(benchmark::State& state, const Pointer& owner) {
 void copyReference(benchmark::State& state) { copyAndDrop(state, qx::makeReference<qx::Object>()); }
 BENCHMARK(copyReference)->Name("ReferenceCopy/qx");
 
+/// One object counted by several threads.
+template <auto Make>
+void copyShared(benchmark::State& state) {
+    static const auto owner = Make();
+    copyAndDrop(state, owner);
+}
+BENCHMARK(copyShared<&qx::makeReference<qx::Object>>)
+    ->Name("ReferenceCopyShared/qx")
+    ->Threads(2)
+    ->UseRealTime();
+
 struct IFirst : IQXUnknown {
     static constexpr qx::GUID Iid{1, 0, 0, {}};
     virtual int first() = 0;
@@ -93,31 +104,44 @@ void castThird(benchmark::State& state) {
 BENCHMARK(castThird)->Name("QueryThirdInterface/dynamic_cast");
 BENCHMARK(castThird)->Name("QueryThirdInterfaceAndRelease/dynamic_cast");
 
+template <class T>
 void createAndDestroy(benchmark::State& state) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(qx::makeReference<qx::Object>());
+        benchmark::DoNotOptimize(qx::makeReference<T>());
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(createAndDestroy)->Name("ObjectCreate/qx");
+BENCHMARK(createAndDestroy<qx::Object>)->Name("ObjectCreate/qx");
+BENCHMARK(createAndDestroy<qx::ComObject>)->Name("ObjectCreateSmallest/qx");
 
 #ifdef QX_BENCH_HAVE_BOOST
 
-struct Counted : boost::intrusive_ref_counter<Counted, boost::thread_safe_counter> {
+/// As large as the object of qx with the word in front of it that tells who owns it.
+template <class Peer>
+struct Counted : boost::intrusive_ref_counter<Counted<Peer>, boost::thread_safe_counter> {
     virtual ~Counted() = default;
-    char content[32] = {}; // as large as an Object
+    char content[sizeof(Peer)] = {};
 };
 
-void copyIntrusive(benchmark::State& state) {
-    copyAndDrop(state, boost::intrusive_ptr<Counted>(new Counted));
+template <class Peer = qx::Object>
+boost::intrusive_ptr<Counted<Peer>> makeIntrusive() {
+    return new Counted<Peer>;
 }
-BENCHMARK(copyIntrusive)->Name("ReferenceCopy/boost");
 
+void copyIntrusive(benchmark::State& state) { copyAndDrop(state, makeIntrusive()); }
+BENCHMARK(copyIntrusive)->Name("ReferenceCopy/boost");
+BENCHMARK(copyShared<&makeIntrusive<>>)
+    ->Name("ReferenceCopyShared/boost")
+    ->Threads(2)
+    ->UseRealTime();
+
+template <class Peer>
 void createIntrusive(benchmark::State& state) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(boost::intrusive_ptr<Counted>(new Counted));
+        benchmark::DoNotOptimize(makeIntrusive<Peer>());
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(createIntrusive)->Name("ObjectCreate/boost");
+BENCHMARK(createIntrusive<qx::Object>)->Name("ObjectCreate/boost");
+BENCHMARK(createIntrusive<qx::ComObject>)->Name("ObjectCreateSmallest/boost");
 
 #endif
 

@@ -6,17 +6,6 @@ namespace qx {
 
 const char detail::objectLayout = 0;
 
-void ComObject::lastReleased() {
-    if (m_module)
-        m_module->Release();
-    destroy();
-}
-
-void ComObject::destroy() {
-    if (ObjectMemory::beginEnd(dynamic_cast<const void*>(this)))
-        delete this;
-}
-
 int32_t ComObject::QueryInterface(const GUID& iid, void** out) {
     return pcom::QueryInterfaceMap(GetComIntfMap(), this, iid, out);
 }

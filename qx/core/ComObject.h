@@ -70,9 +70,7 @@ public:
     }
     uint32_t Release() override {
         const uint32_t count = InternalRelease();
-        if (count == 0)
-            lastReleased();
-        return count;
+        return count == 0 ? lastReleased() : count;
     }
     virtual ~ComObject() = default;
 
@@ -146,7 +144,8 @@ private:
     template <void* (*)(std::size_t)>
     struct OperatorNew;
 
-    void lastReleased();
+    /// Returns the count, 0, so that Release needs no stack frame.
+    uint32_t lastReleased();
 
     std::atomic<uint32_t> m_count{0};
     pcom::ModuleCount* m_module = nullptr;

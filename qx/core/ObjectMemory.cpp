@@ -110,6 +110,18 @@ bool ObjectMemory::beginEnd(const void* object) noexcept {
     return true;
 }
 
+uint32_t ComObject::lastReleased() {
+    if (m_module)
+        m_module->Release();
+    destroy();
+    return 0;
+}
+
+void ComObject::destroy() {
+    if (ObjectMemory::beginEnd(dynamic_cast<const void*>(this)))
+        delete this;
+}
+
 void* ComObject::operator new(std::size_t size) {
     return ObjectMemory::make(
         size, ObjectMemory::DefaultAlignment, [](std::size_t all) { return ::operator new(all); },

@@ -232,6 +232,24 @@ static_assert(!ComObject::usesObjectMemory<OwnNew>() && !ComObject::usesObjectMe
               !ComObject::usesObjectMemory<Aligned<4096>>());
 static_assert(ComObject::usesObjectMemory<Pooled>() && ComObject::usesObjectMemory<Both>());
 
+TEST(ComObject, CountsExactlyUnderThreads) {
+    const Reference<Counted> object(new Counted());
+    qx::pcom::ModuleCount module;
+    Counted local; // its last reference comes and goes
+    local.SetComModule(&module);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([object, &local] {
+            for (int round = 0; round < 10000; ++round) {
+                Reference<Counted> again(object);
+                borrow(local);
+            }
+        });
+    threads.clear();
+    EXPECT_EQ(object->GetRefCount(), 1u);
+    EXPECT_EQ(local.GetRefCount() + module.GetRefCount(), 0u);
+}
+
 TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     const Reference<Both> both(new Both());
     Reference<ISecond> second;
