@@ -82,13 +82,6 @@ int32_t SharedObject::close(const Layout& layout, QXHandle handle) noexcept {
     return result::Ok;
 }
 
-SharedObject* SharedObject::find(QXHandle handle, Kind kind) noexcept {
-    if (handle == NoHandle || (handle & 1u) == 0)
-        return nullptr;
-    auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
-    return object->m_layout.kind == kind && object->isUsable() ? object : nullptr;
-}
-
 SharedObject::~SharedObject() {
     // When others are busy with the state all the time they see to it themselves: without its lock
     // on the file this process is a dead one.

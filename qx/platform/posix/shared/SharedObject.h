@@ -7,6 +7,7 @@
 #include <mutex>
 #include <new>
 
+#include <qx/platform/posix/handle.h>
 #include <qx/platform/posix/process/ThreadIdentity.h>
 #include <qx/platform/posix/shared/RobustLock.h>
 #include <qx/platform/posix/shared/SharedFile.h>
@@ -69,7 +70,12 @@ public:
     static int32_t close(const Layout& layout, QXHandle handle) noexcept;
 
     /// The object of a handle, or null when it is none of this kind or was lost in a fork.
-    static SharedObject* find(QXHandle handle, Kind kind) noexcept;
+    static SharedObject* find(QXHandle handle, Kind kind) noexcept {
+        if (handle == NoHandle || (handle & 1u) == 0)
+            return nullptr;
+        auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
+        return object->m_layout.kind == kind && object->isUsable() ? object : nullptr;
+    }
 
     template <class State>
     State& state() noexcept {
