@@ -160,13 +160,14 @@ void BytesBufferedInputStream(benchmark::State& state) {
 }
 
 /// As most callers see it: through the base class.
-void BytesBufferedInputStreamVirtual(benchmark::State& state) {
+template <int (qx::io::InputStream::*Read)()>
+void BytesThroughBase(benchmark::State& state) {
     for (auto _ : state) {
         const auto file = qx::makeReference<qx::io::FileInputStream>(linesFile().name());
         const qx::Reference<qx::io::InputStream> in(new qx::io::BufferedInputStream(file));
         benchmark::DoNotOptimize(in.get());
         int64_t sum = 0;
-        for (int byte; (byte = in->read()) >= 0;)
+        for (int byte; (byte = (in.get()->*Read)()) >= 0;)
             sum += byte;
         benchmark::DoNotOptimize(sum);
     }
@@ -224,8 +225,10 @@ BENCHMARK(LinesGetlineQt)->Name("TextLines/getline_qt");
 #endif
 BENCHMARK(BytesBufferedInputStream)->Name("ReadByte/qx");
 BENCHMARK(BytesStreambuf)->Name("ReadByte/streambuf");
-BENCHMARK(BytesBufferedInputStreamVirtual)->Name("ReadByteThroughBase/qx");
+BENCHMARK(BytesThroughBase<&qx::io::InputStream::read>)->Name("ReadByteThroughBase/qx");
 BENCHMARK(BytesStreambuf)->Name("ReadByteThroughBase/streambuf");
+BENCHMARK(BytesThroughBase<&qx::io::InputStream::next>)->Name("NextByteThroughBase/qx");
+BENCHMARK(BytesStreambuf)->Name("NextByteThroughBase/streambuf");
 BENCHMARK(PrintPrintWriter)->Name("Print/qx");
 BENCHMARK(PrintOstream)->Name("Print/ostream");
 

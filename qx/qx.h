@@ -150,6 +150,7 @@
 #include <qx/io/StdioInputStream.h>
 #include <qx/io/StdioOutputStream.h>
 #include <qx/io/StringWriter.h>
+#include <qx/io/UnitWindow.h>
 #include <qx/io/Writer.h>
 #include <qx/io/pcom/IQXChannel.h>
 #include <qx/ipc/Semaphore.h>

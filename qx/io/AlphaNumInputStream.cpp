@@ -20,7 +20,7 @@ AlphaNumInputStream::AlphaNumInputStream(InputStream* in, const char16_t* alphab
 int32_t AlphaNumInputStream::read(signed char* to, int32_t length) {
     int32_t count = 0;
     while (count < length) {
-        const int character = wrapped().read();
+        const int character = wrapped().next();
         if (character < 0) {
             if (m_phase != 0)
                 to[count++] = static_cast<signed char>(std::exchange(m_gathered, uint8_t{0}));

@@ -47,7 +47,7 @@ int BitInputStream::readBeyondByte(int bits) {
 /// Adds the next byte of the wrapped stream to the bits that are left; false at the end.
 bool BitInputStream::fetchByte() {
     m_failure.raise();
-    const int byte = wrapped().read();
+    const int byte = wrapped().next();
     if (byte < 0)
         return false;
     m_bits = m_bits << 8 | (static_cast<unsigned>(byte) & 0xFF);

@@ -15,7 +15,7 @@ public:
 
     /// @param size  of the buffer in bytes, raised to 16
     explicit BufferedInputStream(InputStream* in, int32_t size = DefaultSize)
-        : BufferedSource(in, size) {}
+        : BufferedSource(in, size, &typeid(BufferedInputStream)) {}
 };
 
 } // namespace qx::io

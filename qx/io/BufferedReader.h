@@ -14,7 +14,8 @@ public:
     static constexpr int32_t DefaultSize = 8192;
 
     /// @param size  of the buffer in units, raised to 16
-    explicit BufferedReader(Reader* in, int32_t size = DefaultSize) : BufferedSource(in, size) {}
+    explicit BufferedReader(Reader* in, int32_t size = DefaultSize)
+        : BufferedSource(in, size, &typeid(BufferedReader)) {}
 
     /// Reads one line into @p line, which is emptied first. A line ends with LF, CR or CR LF, which
     /// is not part of it, or at the end of input.

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include <qx/core/Reference.h>
@@ -29,9 +29,12 @@ public:
     static constexpr int32_t MinimumSize = 16;
 
     /// @param size  of the buffer in units, raised to MinimumSize
-    BufferedSource(Reference<Base> in, int32_t size)
-        : m_in(required(std::move(in))), m_size(std::max(size, MinimumSize)),
-          m_units(std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size))) {}
+    /// @param open  the class whose objects let single units be taken without a call, null for none
+    BufferedSource(Reference<Base> in, int32_t size, const std::type_info* open = nullptr)
+        : m_in(required(std::move(in))), m_openClass(open), m_size(std::max(size, MinimumSize)),
+          m_units(std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size))) {
+        m_window.at = m_end = m_units.get();
+    }
 
     using Base::read;
     /// Stops early rather than block when something was read, and reads whole buffers straight into
@@ -43,7 +46,7 @@ public:
         }
         return readSlowly(to, length);
     }
-    int read() override { return isExhausted() ? readRefilled() : next(); }
+    int read() override { return isExhausted() ? readRefilled() : m_window.take(); }
     int32_t skip(int32_t count) override;
     /// What the wrapped source has available and what is buffered.
     int32_t available() override {
@@ -55,7 +58,7 @@ public:
     void close() override {
         requireOpen();
         m_units.reset();
-        m_position = m_count = 0;
+        show(nullptr, 0);
         m_in->close();
     }
     bool markSupported() override {
@@ -67,7 +70,7 @@ public:
     void mark(int32_t readLimit) override {
         requireOpen();
         m_markLimit = readLimit;
-        m_markPosition = m_position;
+        m_markPosition = static_cast<int32_t>(m_window.at - m_units.get());
     }
     /// @throws IoException "mark invalid" for a mark that was lost, "stream not marked" without one
     void reset() override {
@@ -76,7 +79,7 @@ public:
             throwIo(u"mark invalid");
         if (m_markPosition == NoMark)
             throwIo(u"stream not marked");
-        m_position = m_markPosition;
+        m_window.at = m_units.get() + m_markPosition;
     }
 
     /// Reads @p length units that are all buffered, without a copy: where they are, until the next
@@ -95,10 +98,10 @@ protected:
             throwIo(u"stream closed");
     }
     /// The buffered units; what lies in front of them is taken off by drop.
-    const Unit* unread() const noexcept { return m_units.get() + m_position; }
-    int32_t unreadLength() const noexcept { return m_count - m_position; }
-    bool isExhausted() const noexcept { return m_position >= m_count; }
-    void drop(int32_t length) noexcept { m_position += length; }
+    const Unit* unread() const noexcept { return m_window.at; }
+    int32_t unreadLength() const noexcept { return static_cast<int32_t>(m_end - m_window.at); }
+    bool isExhausted() const noexcept { return m_window.at == m_end; }
+    void drop(int32_t length) noexcept { m_window.at += length; }
     /// Fills the exhausted buffer with one read, behind the units that the mark keeps. False when
     /// nothing came.
     bool refill();
@@ -114,24 +117,24 @@ private:
     static constexpr int32_t NoMark = -1;
     static constexpr int32_t MarkInvalid = -2;
 
-    int32_t next() noexcept {
-        return static_cast<std::make_unsigned_t<Unit>>(m_units.get()[m_position++]);
-    }
     /// Out of line, so that a single read from the buffer needs no stack frame.
-    [[gnu::noinline]] int32_t readRefilled() { return refill() ? next() : -1; }
+    [[gnu::noinline]] int32_t readRefilled() { return refill() ? m_window.take() : -1; }
     int32_t readSlowly(Unit* to, int32_t length);
     int32_t deliver(Unit* to, int32_t length, int32_t& delivered);
     int32_t keepMarked();
+    void show(const Unit* units, int32_t count) noexcept;
     void take(Unit* to, int32_t length) noexcept {
         std::memcpy(to, unread(), static_cast<size_t>(length) * sizeof(Unit));
         drop(length);
     }
 
+    using Base::m_window; // begins at the position, whether it is open or not
+
     Reference<Base> m_in;
+    const std::type_info* m_openClass;
     int32_t m_size;
-    std::unique_ptr<Unit[]> m_units; // null once closed; position and count are 0 from then on
-    int32_t m_position = 0;
-    int32_t m_count = 0;
+    std::unique_ptr<Unit[]> m_units; // null once closed, like position and end from then on
+    const Unit* m_end = nullptr;
     int32_t m_markLimit = 0;
     int32_t m_markPosition = NoMark;
     LateFailure m_failure;
@@ -194,10 +197,8 @@ bool BufferedSource<Base, Unit>::refill() {
     const int32_t start = keepMarked();
     const int32_t room = m_size - start;
     const int32_t count = checkedMove(m_in->read(m_units.get() + start, room), room);
-    if (count > 0) {
-        m_position = start;
-        m_count = start + count;
-    }
+    if (count > 0)
+        show(m_units.get() + start, count);
     return !isExhausted();
 }
 
@@ -207,7 +208,8 @@ template <class Base, class Unit>
 int32_t BufferedSource<Base, Unit>::keepMarked() {
     if (m_markPosition < 0)
         return 0;
-    const int32_t kept = m_position - m_markPosition;
+    const Unit* const marked = m_units.get() + m_markPosition;
+    const auto kept = static_cast<int32_t>(m_window.at - marked);
     if (kept >= m_markLimit) {
         m_markPosition = MarkInvalid;
         return 0;
@@ -215,15 +217,23 @@ int32_t BufferedSource<Base, Unit>::keepMarked() {
     const auto keptBytes = static_cast<size_t>(kept) * sizeof(Unit);
     if (m_markLimit > m_size) {
         auto larger = std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_markLimit));
-        std::memcpy(larger.get(), m_units.get() + m_markPosition, keptBytes);
+        std::memcpy(larger.get(), marked, keptBytes);
         m_units = std::move(larger);
         m_size = m_markLimit;
     } else {
-        std::memmove(m_units.get(), m_units.get() + m_markPosition, keptBytes);
+        std::memmove(m_units.get(), marked, keptBytes);
     }
-    m_position = m_count = kept;
+    show(m_units.get() + kept, 0);
     m_markPosition = 0;
     return kept;
+}
+
+/// Puts the position in front of @p count buffered units.
+template <class Base, class Unit>
+void BufferedSource<Base, Unit>::show(const Unit* units, int32_t count) noexcept {
+    m_window.at = units;
+    m_end = units + count;
+    m_window.end = m_openClass == &typeid(*this) ? m_end : nullptr;
 }
 
 } // namespace qx::io

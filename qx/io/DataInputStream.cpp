@@ -15,7 +15,7 @@ constexpr size_t BlockSize = 65'536;
 
 /// The next byte as 0 to 255.
 int requireByte(InputStream& in) {
-    const int byte = in.read();
+    const int byte = in.next();
     if (byte < 0)
         throw UnexpectedEOFException();
     return byte;
@@ -57,7 +57,7 @@ uint32_t DataInputStream::takeBytes(int count) {
     uint32_t word = 0;
     bool ended = false;
     for (; count > 0; --count) {
-        const int byte = wrapped().read();
+        const int byte = wrapped().next();
         ended = ended || byte < 0;
         word = word << 8 | (byte & 0xFF);
     }

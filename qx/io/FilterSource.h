@@ -17,7 +17,7 @@ public:
 
     using Base::read;
     int32_t read(Unit* to, int32_t length) override { return m_in->read(to, length); }
-    int read() override { return m_in->read(); }
+    int read() override { return m_in->next(); }
     int32_t skip(int32_t count) override { return m_in->skip(count); }
     int32_t available() override { return m_in->available(); }
     void close() override { m_in->close(); }

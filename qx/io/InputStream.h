@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Object.h>
+#include <qx/io/UnitWindow.h>
 
 namespace qx::io {
 
@@ -24,6 +25,8 @@ public:
     virtual int32_t read(signed char* to, int32_t length) = 0;
     /// The next byte as 0 to 255, or -1 at the end.
     virtual int read();
+    /// The same for loops over single bytes: what a buffer holds comes without a call for each.
+    int next() { return m_window.isEmpty() ? read() : m_window.take(); }
     /// Reads and drops up to @p count bytes.
     /// @return the number of bytes dropped, fewer than @p count only at the end
     virtual int32_t skip(int32_t count);
@@ -38,6 +41,9 @@ public:
     /// Goes back to the mark.
     /// @throws IoException where marks are not supported, none is set or it was lost
     virtual void reset();
+
+protected:
+    UnitWindow<signed char> m_window;
 };
 
 } // namespace qx::io

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/Object.h>
+#include <qx/io/UnitWindow.h>
 
 namespace qx::io {
 
@@ -18,6 +19,8 @@ public:
     virtual int32_t read(char16_t* to, int32_t length) = 0;
     /// The next unit as 0 to 65535, or -1 at the end.
     virtual int read();
+    /// The same for loops over single units: what a buffer holds comes without a call for each.
+    int next() { return m_window.isEmpty() ? read() : m_window.take(); }
     /// Reads and drops up to @p count units.
     /// @return the number of units dropped, fewer than @p count only at the end
     virtual int32_t skip(int32_t count);
@@ -32,6 +35,9 @@ public:
     /// Goes back to the mark.
     /// @throws IoException where marks are not supported, none is set or it was lost
     virtual void reset();
+
+protected:
+    UnitWindow<char16_t> m_window;
 };
 
 } // namespace qx::io

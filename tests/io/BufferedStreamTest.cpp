@@ -134,6 +134,18 @@ TYPED_TEST(BufferedStream, SourceFollowsAPlainBufferDownToTheReadsOfItsSource) {
     }
 }
 
+TYPED_TEST(BufferedStream, ADerivedSourceSeesEverySingleRead) {
+    struct Watching : TypeParam::BufferedSource {
+        using TypeParam::BufferedSource::BufferedSource;
+        int read() override { return 'a' + reads++; }
+        int reads = 0;
+    };
+    FakeSource<TypeParam> source("xyz");
+    Watching watching(&source, 16);
+    EXPECT_EQ(watching.skip(1), 1); // fills the buffer
+    EXPECT_EQ(watching.next() + watching.next(), 'a' + 'b');
+}
+
 TYPED_TEST(BufferedStream, SinkWritesInTheDocumentedPortions) {
     using Unit = typename TypeParam::Unit;
     std::mt19937 random(7);

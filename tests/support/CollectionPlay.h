@@ -73,7 +73,6 @@ protected:
         return {number, element, element};
     }
 
-private:
     template <class Operation>
     int answerOf(Operation&& operation) {
         int answer = 0;
@@ -93,6 +92,8 @@ private:
         }
         return answer;
     }
+
+private:
     template <class Operation>
     static int numberOf(Operation&& operation) {
         using Result = decltype(operation());
