@@ -115,6 +115,22 @@ void contendedReadersAndWriters(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+/// Two threads hand a turn to and fro, so each waits for the other on its processor.
+template <class Semaphore, auto Wait, auto Signal>
+void pingPong(benchmark::State& state) {
+    static Semaphore turns[2]{Semaphore(1), Semaphore(0)};
+    const int own = state.thread_index();
+    for (auto _ : state) {
+        Wait(turns[own]);
+        Signal(turns[1 - own]);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+template <class Peer>
+void pingPongPeer(benchmark::State& state) {
+    pingPong<Peer, [](Peer& s) { s.acquire(); }, [](Peer& s) { s.release(); }>(state);
+}
+
 BENCHMARK(exclusive<Mutex>)->Name("mutex/qx");
 BENCHMARK(mutexThroughLockObject)->Name("mutex/qx::LockObject");
 BENCHMARK(exclusive<std::mutex>)->Name("mutex/std");
@@ -127,6 +143,18 @@ BENCHMARK(semaphoreQx)->Name("semaphore/qx");
 BENCHMARK(semaphorePeer<std::counting_semaphore<>>)->Name("semaphore/std");
 #ifdef QX_BENCH_HAVE_QT
 BENCHMARK(semaphorePeer<QSemaphore>)->Name("semaphore/QSemaphore");
+#endif
+
+BENCHMARK(pingPong<Semaphore, [](Semaphore& s) { s.wait(); }, [](Semaphore& s) { s.signal(); }>)
+    ->Name("ping-pong/qx")
+    ->Threads(2)
+    ->UseRealTime();
+BENCHMARK(pingPongPeer<std::counting_semaphore<>>)
+    ->Name("ping-pong/std")
+    ->Threads(2)
+    ->UseRealTime();
+#ifdef QX_BENCH_HAVE_QT
+BENCHMARK(pingPongPeer<QSemaphore>)->Name("ping-pong/QSemaphore")->Threads(2)->UseRealTime();
 #endif
 
 BENCHMARK(sharedQx)->Name("shared/qx");
