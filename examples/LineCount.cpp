@@ -1,9 +1,9 @@
 // Counts lines, words and UTF-16 units of text files in any encoding: LineCount ENCODING FILE...
 
 #include <cstdint>
+#include <exception>
 #include <iostream>
 
-#include <qx/core/Exception.h>
 #include <qx/core/String.h>
 #include <qx/io/BufferedReader.h>
 #include <qx/io/FileInputStream.h>
@@ -50,8 +50,8 @@ int main(int argc, char** argv) {
             const Counts counts = count(qx::String(argv[i]), qx::String(argv[1]));
             std::cout << counts.lines << ' ' << counts.words << ' ' << counts.units << ' '
                       << argv[i] << '\n';
-        } catch (const qx::Exception& exception) {
-            std::cerr << argv[i] << ": " << exception.getDescription() << '\n';
+        } catch (const std::exception& exception) {
+            std::cerr << argv[i] << ": " << exception.what() << '\n';
             return 1;
         }
     }

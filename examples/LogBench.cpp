@@ -5,12 +5,12 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <exception>
 #include <iomanip>
 #include <iostream>
 #include <thread>
 #include <vector>
 
-#include <qx/core/Exception.h>
 #include <qx/core/String.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/io/FileOutputStream.h>
@@ -93,8 +93,8 @@ int main(int argc, char** argv) {
     try {
         measure("flush held back", path, Flush::HeldBack, threads, messages);
         measure("flush per message", path, Flush::PerMessage, threads, messages);
-    } catch (const qx::Exception& failure) {
-        std::cerr << "LogBench: " << failure.getDescription() << '\n';
+    } catch (const std::exception& failure) {
+        std::cerr << "LogBench: " << failure.what() << '\n';
         return 1;
     }
 }

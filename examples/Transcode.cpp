@@ -1,8 +1,8 @@
 // Carries a text from one encoding to another: Transcode FROM TO <input >output
 
+#include <exception>
 #include <iostream>
 
-#include <qx/core/Exception.h>
 #include <qx/core/String.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>
@@ -26,8 +26,8 @@ int main(int argc, char** argv) {
         for (int32_t units; (units = reader->read(block, 4096)) > 0;)
             writer->write(block, units);
         writer->flush();
-    } catch (const qx::Exception& exception) {
-        std::cerr << "Transcode: " << exception.getDescription() << '\n';
+    } catch (const std::exception& exception) {
+        std::cerr << "Transcode: " << exception.what() << '\n';
         return 1;
     }
 }

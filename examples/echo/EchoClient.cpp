@@ -60,7 +60,7 @@ int main(int argc, char** argv) try {
     std::cerr << trips << " round trips, "
               << static_cast<long>(static_cast<double>(trips) / time.count()) << " a second\n";
     return 0;
-} catch (const qx::Exception& exception) {
-    std::cerr << "EchoClient: " << exception.getDescription() << '\n';
+} catch (const std::exception& exception) {
+    std::cerr << "EchoClient: " << exception.what() << '\n';
     return 1;
 }

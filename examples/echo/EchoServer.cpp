@@ -80,8 +80,8 @@ public:
                 add(-1);
             };
             qx::exec::Thread(qx::exec::makeRunnable(std::move(body)), qx::String(u"echo")).start();
-        } catch (const qx::Exception& exception) {
-            std::cerr << exception.getDescription() << '\n';
+        } catch (const std::exception& exception) {
+            std::cerr << exception.what() << '\n';
             add(-1);
         }
     }

@@ -75,8 +75,6 @@ public:
     void run() {
         try {
             talk();
-        } catch (const qx::Exception& failure) {
-            m_ending = qx::describe(failure).toUtf8();
         } catch (const std::exception& failure) {
             m_ending = failure.what();
         }
@@ -255,8 +253,6 @@ int main(int argc, char** argv) {
     } catch (const std::invalid_argument& mistake) {
         std::cerr << "LogSend: " << mistake.what() << " (LogSend --help tells more)\n";
         return 2;
-    } catch (const qx::Exception& failure) {
-        std::cerr << "LogSend: " << qx::describe(failure) << '\n';
     } catch (const std::exception& failure) {
         std::cerr << "LogSend: " << failure.what() << '\n';
     }

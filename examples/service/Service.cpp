@@ -91,8 +91,6 @@ int main(int argc, char** argv) {
     } catch (const UsageFailure& failure) {
         std::cerr << "Service: " << failure.what() << " (Service --help tells more)\n";
         return 2;
-    } catch (const qx::Exception& failure) {
-        std::cerr << "Service: " << qx::describe(failure) << '\n';
     } catch (const std::exception& failure) {
         std::cerr << "Service: " << failure.what() << '\n';
     }

@@ -82,9 +82,6 @@ int main(int argc, char** argv) try {
         std::cout << receive(*client, piece.size());
     }
     return std::cout.flush() ? 0 : 1;
-} catch (const qx::Exception& failure) {
-    std::cerr << "TransportEcho: " << qx::describe(failure) << '\n';
-    return 1;
 } catch (const std::exception& failure) {
     std::cerr << "TransportEcho: " << failure.what() << '\n';
     return 1;

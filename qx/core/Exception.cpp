@@ -1,17 +1,55 @@
 #include "qx/core/Exception.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <ostream>
+#include <string>
 
 #include <qx/core/ExternalException.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/ClassName.h>
 
 namespace qx {
 
+namespace {
+
+String messageOf(int32_t code) { return String::fromUtf8(makeErrorCode(code).message()); }
+
+/// One more thing to say, behind what may be a whole sentence.
+void addTo(String& text, const String& more) {
+    if (text.endsWith(u"."))
+        text.resize(text.getLength() - 1);
+    text.append(text.isEmpty() ? u"" : u": ").append(more);
+}
+
+} // namespace
+
 String Exception::getDescription() const { return m_description; }
 
 int32_t Exception::getResult() const { return result::Fail; }
+
+void Exception::setDetail(const String& detail) {
+    m_detail = detail;
+    m_told = Told();
+}
+
+const char* Exception::what() const noexcept {
+    if (const char* const known = m_told.text.load(std::memory_order_acquire))
+        return known;
+    try {
+        const std::string text = describe(*this).toUtf8();
+        auto copy = std::make_unique<char[]>(text.size() + 1);
+        std::ranges::replace_copy(text, copy.get(), '\0', ' '); // it ends at the first one
+        char* first = nullptr; // of threads that ask at once one is first
+        return m_told.text.compare_exchange_strong(first, copy.get(), std::memory_order_acq_rel)
+                   ? copy.release()
+                   : first;
+    } catch (...) {
+        return "qx::Exception, whose description could not be had";
+    }
+}
 
 int32_t ResultException::getResult() const { return m_result; }
 
@@ -24,13 +62,15 @@ ExternalException::ExternalException() = default;
 String describe(const Exception& exception) {
     const int32_t code = exception.getResult();
     String text = exception.getDescription();
+    if (const String detail = exception.getDetail(); !detail.isEmpty())
+        addTo(text, detail);
     if (code == result::Fail)
-        return text.isEmpty() ? String(classNameOf(exception)) : text;
+        return text.isEmpty() ? typeNameOf(exception) : text;
+    if (const String message = messageOf(code); !text.startsWith(message))
+        addTo(text, message);
     char digits[16];
     std::snprintf(digits, sizeof digits, " (0x%08X)", static_cast<unsigned int>(code));
-    return text.append(text.isEmpty() ? u"" : u": ")
-        .append(String::fromUtf8(exception.code().message()))
-        .append(String::fromUtf8(digits));
+    return text.append(String::fromUtf8(digits));
 }
 
 std::ostream& operator<<(std::ostream& out, const Exception& exception) {
@@ -41,6 +81,17 @@ void throwResult(int32_t code, const char16_t* description) {
     if (!description)
         throw ResultException(code);
     throw ResultException(code, String(description));
+}
+
+void throwResultOf(int32_t code, TextView subject) {
+    if (subject.empty())
+        throw ResultException(code);
+    throw ResultException(code, messageOf(code).append(u": ").append(subject));
+}
+
+void throwOutOfRange(int64_t index, int64_t size) {
+    throw RangeErrorException(u"index " + String::valueOf(index) + u", size " +
+                              String::valueOf(size));
 }
 
 int32_t currentExceptionResult() noexcept {

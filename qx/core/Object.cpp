@@ -7,6 +7,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/ObjectBehind.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/ClassName.h>
@@ -28,7 +29,7 @@ int32_t Object::QueryInterface(const GUID& iid, void** out) {
 
 Object* Object::clone() const {
     if (typeid(*this) != typeid(Object))
-        throw CloneNotSupportedException();
+        throwNotCloneable(*this);
     return new Object(*this);
 }
 

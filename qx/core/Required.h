@@ -1,10 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <typeinfo>
 #include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/platform/export.h>
 #include <qx/platform/result.h>
 
 namespace qx {
@@ -25,12 +28,19 @@ Reference<T> required(Reference<T> reference) {
     return reference;
 }
 
+/// Throws CastFailedException, whose description names the class that was wanted.
+[[noreturn]] QX_API void throwCastFailed(const std::type_info& wanted);
+/// Throws RangeErrorException "index 7, size 3".
+[[noreturn]] QX_API void throwOutOfRange(int64_t index, int64_t size);
+/// Throws CloneNotSupportedException, whose description names the class of the object.
+[[noreturn]] QX_API void throwNotCloneable(const Object& object);
+
 /// The object that a cast has led to.
 /// @throws CastFailedException when the cast has failed, that is, when @p result is null
 template <class T>
 T& requireCast(T* result) {
     if (!result)
-        throw CastFailedException();
+        throwCastFailed(typeid(T));
     return *result;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include <qx/core/TextView.h>
 #include <qx/platform/export.h>
 #include <qx/platform/result.h>
 
@@ -16,6 +17,24 @@ namespace qx {
 inline int32_t throwIfFailed(int32_t code, const char16_t* description = nullptr) {
     if (code < 0) [[unlikely]]
         throwResult(code, description);
+    return code;
+}
+
+/// Throws ResultException with @p code and a description that names what the failed call was about,
+/// as "not found: settings.ini"; without one for an empty @p subject.
+[[noreturn]] QX_API void throwResultOf(int32_t code, TextView subject);
+
+/// Passes a result on, unless it is negative.
+/// @param subject  a text, or a function that makes one and is called only after a failure
+/// @throws ResultException as throwResultOf does
+template <class Subject>
+int32_t throwIfFailedOf(int32_t code, const Subject& subject) {
+    if (code < 0) [[unlikely]] {
+        if constexpr (std::is_invocable_v<const Subject&>)
+            throwResultOf(code, subject());
+        else
+            throwResultOf(code, subject);
+    }
     return code;
 }
 

@@ -276,7 +276,7 @@ String String::substring(int32_t begin, int32_t end) const {
 
 String* String::clone() const {
     if (typeid(*this) != typeid(String))
-        throw CloneNotSupportedException();
+        throwNotCloneable(*this);
     return new String(*this);
 }
 

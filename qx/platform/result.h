@@ -35,6 +35,7 @@ enum {
     QX_E_ALREADY_EXISTS              = (int32_t)0x800700B7u, ///< key
     QX_E_NOT_A_LIBRARY               = (int32_t)0x800700C1u,
     QX_E_FILE_TOO_LARGE              = (int32_t)0x800700DFu,
+    QX_E_FOLDER_NOT_FOUND            = (int32_t)0x8007010Bu, ///< where a program was to run
     QX_E_NOT_OWNER                   = (int32_t)0x80070120u, ///< lock released by a stranger
     QX_E_NO_MORE_ITEMS               = (int32_t)0x80070103u, ///< end of a walk
     QX_E_OVERFLOW                    = (int32_t)0x80070216u, ///< count at its limit
@@ -76,6 +77,7 @@ inline constexpr int32_t NotAModule          = QX_E_NOT_A_MODULE;
 inline constexpr int32_t AlreadyExists       = QX_E_ALREADY_EXISTS;
 inline constexpr int32_t NotALibrary         = QX_E_NOT_A_LIBRARY;
 inline constexpr int32_t FileTooLarge        = QX_E_FILE_TOO_LARGE;
+inline constexpr int32_t FolderNotFound      = QX_E_FOLDER_NOT_FOUND;
 inline constexpr int32_t NotOwner            = QX_E_NOT_OWNER;
 inline constexpr int32_t NoMoreItems         = QX_E_NO_MORE_ITEMS;
 inline constexpr int32_t Overflow            = QX_E_OVERFLOW;

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <new>
 #include <sstream>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -16,6 +18,8 @@
 #include <qx/net/socketerror.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/util/config/IniFileException.h>
+
+#include "tests/support/FailingAllocator.h"
 
 using namespace qx::literals;
 using qx::makeErrorCode;
@@ -30,24 +34,37 @@ static_assert(IsBase<qx::io::IoException, qx::io::TimeoutException>);
 static_assert(!IsBase<qx::io::IoException, qx::io::UnexpectedEOFException>);
 static_assert(IsBase<qx::Exception, qx::io::UnexpectedEOFException>);
 static_assert(IsBase<qx::ExternalException, qx::IntOverflowException>);
+static_assert(std::is_nothrow_copy_constructible_v<qx::ResultException>);
+static_assert(!std::is_convertible_v<qx::OutOfMemoryException*, std::exception*>); // it has two
 
-/// What becomes of an exception at the boundary, as a text and as an error code.
+struct Unregistered : qx::Exception {};
+
+/// What becomes of an exception at the boundary, as a text, as an error code and in a handler of
+/// the standard library's.
 template <class Thrown>
 void expectThat(const Thrown& thrown, int32_t code, const char* text) {
     SCOPED_TRACE(text);
     EXPECT_EQ(qx::resultOf([&] { throw thrown; }), code);
     EXPECT_EQ(thrown.code(), makeErrorCode(code));
     EXPECT_EQ((std::ostringstream() << thrown).str(), text);
+    try {
+        throw thrown;
+    } catch (const std::exception& caught) {
+        EXPECT_STREQ(caught.what(), text);
+    }
 }
 
 } // namespace
 
 TEST(Exception, BecomesItsResultCodeAndDescribesItself) {
-    struct Unregistered : qx::Exception {};
+    struct Own : qx::Exception {
+        qx::String getDescription() const override { return u"ours"_qs; }
+    };
     expectThat(qx::Exception(u"no such \u00F6ption"_qs), result::Fail, "no such \u00F6ption");
-    expectThat(Unregistered(), result::Fail, "Object");
+    expectThat(Own(), result::Fail, "ours");
+    expectThat(Unregistered(), result::Fail, "(anonymous namespace)::Unregistered");
     expectThat(qx::io::TimeoutException(), result::Fail, "qx::io::TimeoutException");
-    expectThat(qx::ResultException(), result::Fail, "Object");
+    expectThat(qx::ResultException(), result::Fail, "qx::ResultException");
     expectThat(qx::ResultException(result::NotFound), result::NotFound, "not found (0x80070002)");
     expectThat(qx::ResultException(result::NotFound, u"a.ini"), result::NotFound,
                "a.ini: not found (0x80070002)");
@@ -74,11 +91,33 @@ TEST(Exception, KeepsWhatItWasGivenThroughCopies) {
     qx::ResultException copy;
     copy = qx::ResultException(result::NotFound, u"missing"_qs);
     expectThat(copy, result::NotFound, "missing: not found (0x80070002)");
+    const qx::ResultException kept(copy);
+    EXPECT_NE(kept.what(), copy.what());
+    copy = qx::ResultException(result::Busy);
+    EXPECT_STREQ(copy.what(), "in use (0x800700AA)");
+    EXPECT_STREQ(kept.what(), "missing: not found (0x80070002)");
     const int record = 0;
     const qx::MathOverflowException fault(&record);
     EXPECT_EQ(qx::MathOverflowException(fault).getRecord(), &record);
     const qx::util::IniFileException ini(qx::util::IniFileException::SET_NOT_FOUND, u"set"_qs);
     EXPECT_EQ(qx::util::IniFileException(ini).GetType(), 2);
+}
+
+TEST(Exception, TellsTheSameTextToAllThreadsAndAFixedOneWithoutMemory) {
+    const qx::ResultException shared(result::NotFound, u"a.ini"_qs);
+    qxtest::failEachAllocation([&] {
+        const qx::ResultException each(shared);
+        const std::string_view told = each.what();
+        EXPECT_TRUE(told.starts_with("a.ini: not found") || told.starts_with("qx::Exception"))
+            << told;
+    });
+    std::vector<const char*> told(4);
+    {
+        std::vector<std::jthread> threads;
+        for (const char*& each : told)
+            threads.emplace_back([&] { each = shared.what(); });
+    }
+    EXPECT_EQ(told, std::vector<const char*>(4, shared.what()));
 }
 
 TEST(ErrorCode, MeansWhatThePlatformReportsByIt) {

@@ -56,7 +56,8 @@ int runProgram(const char* program, Body&& body) {
     } catch (const Failure& failure) {
         return fail(program, failure.status(), failure.what());
     } catch (const qx::Exception& e) {
-        const qx::String description = e.getDescription();
+        const qx::String description =
+            e.getDetail().isEmpty() ? e.getDescription() : qx::describe(e);
         return fail(program, Failure::Runtime,
                     description.isEmpty() ? describeResult(e.getResult()) : description.toUtf8());
     } catch (const std::bad_alloc&) {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/runtime/ClassManager.h>
 
 namespace qx {
@@ -26,7 +27,7 @@ bool Class::isInstance(const Object& object) const { return typeid(object) == *m
 
 Object* Class::createInstance() const {
     if (!m_creator)
-        throw IllegalAccessException();
+        throw IllegalAccessException(u"no creator for " + String(m_name));
     return m_creator();
 }
 
@@ -42,6 +43,10 @@ const Class* Class::forType(const std::type_info* type) {
     if (!found)
         throw ClassNotFoundException(type ? readableName(*type) : String());
     return found;
+}
+
+void throwCastFailed(const std::type_info& wanted) {
+    throw CastFailedException(u"not a " + readableName(wanted));
 }
 
 } // namespace qx

@@ -2,6 +2,8 @@
 
 #include <typeinfo>
 
+#include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/detail/ClassName.h>
 #include <qx/core/runtime/Class.h>
 
@@ -15,6 +17,18 @@ const char16_t* classNameOf(const Object& object) noexcept {
     } catch (...) { // not registered, or no memory to say so
         return u"Object";
     }
+}
+
+String typeNameOf(const Object& object) {
+    try {
+        return String(object.getClass()->getName());
+    } catch (const ClassNotFoundException& unregistered) {
+        return unregistered.getDescription();
+    }
+}
+
+void throwNotCloneable(const Object& object) {
+    throw CloneNotSupportedException(typeNameOf(object) + u" cannot be copied");
 }
 
 } // namespace qx

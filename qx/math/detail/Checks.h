@@ -19,6 +19,8 @@ inline void requireModulus(const IntegerView& modulus) {
 
 [[noreturn]] inline void throwNumberFormat() { throw Exception(u"Number Format Exception"_qs); }
 
-[[noreturn]] inline void throwTooLarge() { throw OutOfMemoryException(u"Number too large"_qs); }
+[[noreturn]] inline void throwTooLarge() {
+    throw ResultException(result::OutOfMemory, u"Number too large"_qs);
+}
 
 } // namespace qx::math::detail
