@@ -5,6 +5,7 @@
 #include <iconv.h>
 
 #include <qx/core/Result.h>
+#include <qx/core/String.h>
 
 namespace qx::codecs {
 
@@ -20,7 +21,9 @@ Iconv::Outcome failure() {
 Iconv::Iconv(const char* to, const char* from) : m_descriptor(iconv_open(to, from)) {
     static_assert(sizeof(wchar_t) == sizeof(char32_t));
     if (m_descriptor == reinterpret_cast<iconv_t>(-1))
-        throwResult(errno == ENOMEM ? result::OutOfMemory : result::NotAvailable);
+        throwIfFailedOf(errno == ENOMEM ? result::OutOfMemory : result::NotAvailable, [&] {
+            return String::fromUtf8(std::string(from).append(" to ").append(to));
+        });
 }
 
 Iconv::~Iconv() { iconv_close(m_descriptor); }

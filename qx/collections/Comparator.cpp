@@ -5,6 +5,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/TakeInterface.h>
 
@@ -47,7 +48,7 @@ int32_t Comparator::Hash(const IQXUnknown* a, uint32_t* result) {
 
 int Comparator::compareTo(const Object& other) const {
     if (!equals(other))
-        throw CastFailedException();
+        throwCastFailed(typeid(*this));
     return 0;
 }
 

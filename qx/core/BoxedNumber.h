@@ -73,9 +73,9 @@ public:
     }
 
     /// @throws CloneNotSupportedException for a derived class that does not override it
-    Object* clone() const override {
+    [[nodiscard]] Object* clone() const override {
         if (typeid(*this) != typeid(Self))
-            throw CloneNotSupportedException();
+            throwNotCloneable(*this);
         return new Self(m_value);
     }
 

@@ -34,7 +34,7 @@ public:
     explicit Str1HashMap(int32_t capacity = DEFAULT_CAPACITY, float loadFactor = DEFAULT_LOAD)
         : m_loadFactor(loadFactor), m_table(static_cast<size_t>(capacity > 1 ? capacity : 1)) {
         if (!(loadFactor > 0)) // nor not a number
-            throw RangeErrorException();
+            throw RangeErrorException(String(u"Load factor must be positive"));
         m_threshold = thresholdOf(m_table.size());
     }
     Str1HashMap(const Str1HashMap&) = delete;
@@ -117,7 +117,8 @@ public:
     /// @throws IllegalStateException at the end, and when keys were put or removed meanwhile
     void iteratorNext(KeyValueIterator& iterator, const Str1** key, Value** value) const {
         if (iterator.m_changes != m_changes || !iterator.m_next)
-            throw IllegalStateException();
+            throw IllegalStateException(
+                String(u"the map was changed by others, or has no more entries"));
         Entry* const entry = iterator.m_next;
         if (key)
             *key = &entry->key;

@@ -22,6 +22,17 @@ Reference<Base> streamOver(const Reference<PipeEnd>& end, Reference<Base>& strea
     return stream;
 }
 
+/// What a process could not be made of: its folder, else its program.
+String subjectOf(int32_t code, TextView executable, TextView commandLine, TextView folder) {
+    if (code == result::FolderNotFound)
+        return String(folder);
+    if (!executable.empty())
+        return String(executable);
+    const bool isQuoted = commandLine.starts_with(u'"');
+    const TextView rest = commandLine.substr(isQuoted ? 1 : 0);
+    return String(rest.substr(0, rest.find_first_of(isQuoted ? u"\"" : u" \t")));
+}
+
 } // namespace
 
 Process::Process(const char16_t* executable, const char16_t* commandLine, const char16_t* folder,
@@ -29,8 +40,10 @@ Process::Process(const char16_t* executable, const char16_t* commandLine, const 
     for (auto& end : m_ends)
         end = makeReference<PipeEnd>();
     QXHandle streams[Streams];
-    throwIfFailed(QXProcessCreate(executable, commandLine, folder, environment, flags, streams,
-                                  m_process.put()));
+    const int32_t code = QXProcessCreate(executable, commandLine, folder, environment, flags,
+                                         streams, m_process.put());
+    if (code < 0) // the description is empty
+        throw withDetail(ResultException(code), subjectOf(code, executable, commandLine, folder));
     for (int i = 0; i < Streams; ++i)
         *m_ends[i]->handle.put() = streams[i];
 }

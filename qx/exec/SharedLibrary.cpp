@@ -1,5 +1,6 @@
 #include "qx/exec/SharedLibrary.h"
 
+#include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/LibraryIdentity.h>
 #include <qx/platform/module.h>
@@ -7,13 +8,19 @@
 namespace qx::exec {
 
 SharedLibrary::SharedLibrary(const char16_t* path) {
-    throwIfFailed(QXModuleLibOpen(libraryIdentity(), path, m_handle.put()),
-                  u"Failed to open shared library.");
+    const int32_t code = QXModuleLibOpen(libraryIdentity(), path, m_handle.put());
+    if (code < 0) {
+        char reason[512];
+        QXModuleErrorText(reason, sizeof reason);
+        throw withDetail(ResultException(code, u"Failed to open shared library."_qs),
+                         *reason ? String::fromUtf8(reason) : String(path));
+    }
 }
 
 void* SharedLibrary::getSymbol(const char16_t* name) const {
     void* symbol = nullptr;
-    throwIfFailed(QXLibGetSymbol(m_handle.get(), name, &symbol), u"Failed to get symbol.");
+    if (const int32_t code = QXLibGetSymbol(m_handle.get(), name, &symbol); code < 0)
+        throw withDetail(ResultException(code, u"Failed to get symbol."_qs), String(name));
     return symbol;
 }
 

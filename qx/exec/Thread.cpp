@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/platform/native.h>
 
@@ -21,7 +22,7 @@ Thread::Thread(const Thread& other)
 
 Thread* Thread::clone() const {
     if (typeid(*this) != typeid(Thread))
-        throw CloneNotSupportedException();
+        throwNotCloneable(*this);
     return new Thread(*this);
 }
 

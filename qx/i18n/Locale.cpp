@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
 #include <qx/platform/text.h>
@@ -15,6 +16,8 @@ using util::detail::writeText;
 namespace {
 
 constexpr int32_t NameUnits = 40;
+
+[[noreturn]] void throwNoName() { throw Exception(String(u"there are no display names")); }
 
 std::u16string_view upTo(std::u16string_view text, std::u16string_view ends) {
     return text.substr(0, text.find_first_of(ends));
@@ -72,7 +75,7 @@ void Locale::setName() {
 int Locale::compareTo(const Object& other) const {
     const auto* const locale = dynamic_cast<const Locale*>(&other);
     if (!locale)
-        throw CastFailedException();
+        throwCastFailed(typeid(*this));
     return m_name.compare(locale->m_name);
 }
 
@@ -81,13 +84,13 @@ bool Locale::equals(const Object& other) const {
     return locale && m_name.equals(TextView(locale->m_name));
 }
 
-String Locale::getDisplayName(const Locale* /*language*/) const { throw Exception(); }
+String Locale::getDisplayName(const Locale* /*language*/) const { throwNoName(); }
 
-String Locale::getDisplayLanguage(const Locale* /*language*/) const { throw Exception(); }
+String Locale::getDisplayLanguage(const Locale* /*language*/) const { throwNoName(); }
 
-String Locale::getDisplayCountry(const Locale* /*language*/) const { throw Exception(); }
+String Locale::getDisplayCountry(const Locale* /*language*/) const { throwNoName(); }
 
-String Locale::getDisplayVariant(const Locale* /*language*/) const { throw Exception(); }
+String Locale::getDisplayVariant(const Locale* /*language*/) const { throwNoName(); }
 
 int32_t Locale::GetLanguage(IQXCharBuffer* text) {
     return writeText(text, [this] { return getLanguage(); });

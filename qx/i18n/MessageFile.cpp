@@ -1,6 +1,7 @@
 #include "qx/i18n/MessageFile.h"
 
 #include <qx/collections/StringHashMap.h>
+#include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/i18n/detail/MessageParser.h>
 #include <qx/util/SystemName.h>
@@ -16,9 +17,9 @@ MessageFile MessageFile::read(const String& path) {
     if (path.contains(u'\0'))
         throwResult(result::InvalidArgument, u"a path with a 0 unit");
     util::detail::WholeFile file;
-    throwIfFailed(file.read(util::toSystemName(path).c_str(), LargestFile));
+    throwIfFailedOf(file.read(util::toSystemName(path).c_str(), LargestFile), path);
     if (!file.isStable)
-        throwResult(result::Busy, u"the file does not stop changing");
+        throw ResultException(result::Busy, u"the file does not stop changing: " + path);
     return MessageFile(file.bytes);
 }
 

@@ -20,7 +20,9 @@ using namespace qx::literals;
 
 namespace {
 
-[[noreturn]] void throwNotFound() { throw Exception(u"Resource not found"_qs); }
+[[noreturn]] void throwNotFound(const String& name) {
+    throw withDetail(Exception(u"Resource not found"_qs), name);
+}
 
 /// The bundle that is offered under exactly this name, or null.
 Reference<StringBundle> tryComponent(const BundleName& name) {
@@ -58,7 +60,7 @@ Reference<StringBundle> StringBundle::getBundle(const String& baseName, const Lo
     if (!found)
         found = tryLocale(baseName, Locale(u"en_US"));
     if (!found)
-        throwNotFound();
+        throwNotFound(baseName);
     return found;
 }
 
@@ -68,7 +70,7 @@ String StringBundle::getString(const String& key) const {
         if (!text.isEmpty())
             return text;
     }
-    throwNotFound();
+    throwNotFound(key);
 }
 
 void StringBundle::setParent(StringBundle* parent) {

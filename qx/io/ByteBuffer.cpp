@@ -81,14 +81,16 @@ void BasicByteBuffer<Derived, Byte>::throwReadOnly() {
 template <class Derived, class Byte>
 void BasicByteBuffer<Derived, Byte>::setPosition(unsigned int position) {
     if (position > m_limit)
-        throw RangeErrorException(String(u"position beyond the limit"));
+        throw RangeErrorException(u"position beyond the limit: " + String::valueOf(position) +
+                                  u" of " + String::valueOf(m_limit));
     m_position = position;
 }
 
 template <class Derived, class Byte>
 void BasicByteBuffer<Derived, Byte>::setLimit(unsigned int limit) {
     if (limit > m_capacity)
-        throw RangeErrorException(String(u"limit beyond the capacity"));
+        throw RangeErrorException(u"limit beyond the capacity: " + String::valueOf(limit) +
+                                  u" of " + String::valueOf(m_capacity));
     m_limit = limit;
 }
 

@@ -13,11 +13,15 @@ namespace {
 /// Bytes that are read and then put in order: what stays in the caches between the two.
 constexpr size_t BlockSize = 65'536;
 
+[[noreturn]] void throwEnded() {
+    throw UnexpectedEOFException(String(u"the stream ends inside a value"));
+}
+
 /// The next byte as 0 to 255.
 int requireByte(InputStream& in) {
     const int byte = in.next();
     if (byte < 0)
-        throw UnexpectedEOFException();
+        throwEnded();
     return byte;
 }
 
@@ -27,7 +31,7 @@ void DataInputStream::readFully(signed char* to, int32_t length) {
     while (length > 0) {
         const int32_t count = checkedMove(wrapped().read(to, length), length);
         if (count < 0)
-            throw UnexpectedEOFException();
+            throwEnded();
         to += count;
         length -= count;
     }
@@ -62,7 +66,7 @@ uint32_t DataInputStream::takeBytes(int count) {
         word = word << 8 | (byte & 0xFF);
     }
     if (ended)
-        throw UnexpectedEOFException();
+        throwEnded();
     return word;
 }
 

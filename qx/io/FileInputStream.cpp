@@ -9,7 +9,7 @@ namespace qx::io {
 
 FileInputStream::FileInputStream(const util::FilePath& name) : FileInputStream(name.toString()) {}
 
-FileInputStream::FileInputStream(const String& name) {
+FileInputStream::FileInputStream(const String& name) : m_name(name.view()) {
     detail::openFile(name, QX_FILE_READ, m_file);
 }
 
@@ -18,10 +18,10 @@ int32_t FileInputStream::read(signed char* to, int32_t length) {
     const int32_t result = QXFileRead(m_file.get(), to, length, &count);
     if (result == result::EndOfFile)
         return -1;
-    throwIfFailed(result);
+    throwIfFailedOf(result, m_name);
     return count > 0 ? count : -1;
 }
 
-void FileInputStream::close() { throwIfFailed(m_file.close()); }
+void FileInputStream::close() { throwIfFailedOf(m_file.close(), m_name); }
 
 } // namespace qx::io

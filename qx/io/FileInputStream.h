@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/String.h>
 #include <qx/io/FileHandle.h>
 #include <qx/io/InputStream.h>
 #include <qx/platform/export.h>
@@ -14,7 +15,8 @@ class FilePath;
 namespace qx::io {
 
 /// Reads a file, a pipe or whatever else a handle stands for. Every block read is one read of the
-/// system, and a length of 0 gives -1. Failures raise ResultException with the platform's code.
+/// system, and a length of 0 gives -1. Failures raise ResultException with the platform's code and
+/// the name of the file.
 class QX_API FileInputStream : public InputStream {
 public:
     /// @throws InvalidPathException for a name with a 0 unit in it
@@ -35,6 +37,7 @@ public:
     uint64_t getHandle() const noexcept { return m_file.get(); }
 
 private:
+    String m_name; // empty for a handle
     FileHandle m_file;
 };
 

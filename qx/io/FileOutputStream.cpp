@@ -71,7 +71,7 @@ void FileOutputStream::write(const signed char* from, int32_t length) {
         open();
     const ClosedAfter closed(*this);
     if ((m_mode & APPEND) != 0)
-        throwIfFailed(QXFileSeek(m_file.get(), 0, QX_FILE_FROM_END, nullptr));
+        throwIfFailedOf(QXFileSeek(m_file.get(), 0, QX_FILE_FROM_END, nullptr), m_name);
     writeAll(from, length);
     if (keepsClosed())
         flush();
@@ -81,7 +81,7 @@ void FileOutputStream::flush() {
     const auto lock = exclusive();
     const ClosedAfter closed(*this);
     if (m_file.isOpen())
-        throwIfFailed(QXFileFlush(m_file.get()));
+        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
 }
 
 void FileOutputStream::close() {
@@ -112,7 +112,7 @@ int64_t FileOutputStream::getSize() {
         open();
     const ClosedAfter closed(*this);
     int64_t size = 0;
-    throwIfFailed(QXFileGetSize(m_file.get(), &size));
+    throwIfFailedOf(QXFileGetSize(m_file.get(), &size), m_name);
     return size;
 }
 
@@ -140,7 +140,7 @@ void FileOutputStream::openFile(bool truncate) {
 
 void FileOutputStream::requireName() const {
     if (m_name.isEmpty())
-        throw InvalidPathException();
+        throw InvalidPathException(u"the stream has no file name"_qs);
 }
 
 std::unique_lock<sync::Mutex> FileOutputStream::exclusive() const {
@@ -150,9 +150,9 @@ std::unique_lock<sync::Mutex> FileOutputStream::exclusive() const {
 void FileOutputStream::writeAll(const signed char* from, int32_t length) {
     while (length > 0) {
         int32_t written = 0;
-        throwIfFailed(QXFileWrite(m_file.get(), from, length, &written));
+        throwIfFailedOf(QXFileWrite(m_file.get(), from, length, &written), m_name);
         if (written <= 0) // a device that takes nothing and reports no error
-            throwResult(result::Fail);
+            throwResultOf(result::Fail, m_name);
         from += written;
         length -= written;
     }

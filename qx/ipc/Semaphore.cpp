@@ -7,7 +7,7 @@
 namespace qx::ipc {
 
 Semaphore::Semaphore(const char* name, uint32_t value) {
-    sync::detail::throwIfNotOpened(QXNamedSemOpen(name, value, m_handle.put()));
+    sync::detail::throwIfNotOpened(QXNamedSemOpen(name, value, m_handle.put()), name);
 }
 
 void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }

@@ -5,6 +5,7 @@
 #include <typeinfo>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/detail/Decimal.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
@@ -172,12 +173,12 @@ int BigDecimal::compareTo(const Object& other) const {
         return compareTo(*same);
     if (const auto* const number = dynamic_cast<const Number*>(&other))
         return compareTo(number->toBigDecimal());
-    throw CastFailedException();
+    throwCastFailed(typeid(*this));
 }
 
 BigDecimal* BigDecimal::clone() const {
     if (typeid(*this) != typeid(BigDecimal))
-        throw CloneNotSupportedException();
+        throwNotCloneable(*this);
     return new BigDecimal(*this);
 }
 

@@ -149,12 +149,12 @@ int BigInteger::compareTo(const Object& other) const {
         return compare(*this, *same);
     if (const auto* const number = dynamic_cast<const Number*>(&other))
         return compare(*this, number->toBigInteger());
-    throw CastFailedException();
+    throwCastFailed(typeid(*this));
 }
 
 BigInteger* BigInteger::clone() const {
     if (typeid(*this) != typeid(BigInteger))
-        throw CloneNotSupportedException();
+        throwNotCloneable(*this);
     return new BigInteger(*this);
 }
 

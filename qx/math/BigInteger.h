@@ -21,8 +21,9 @@ namespace qx::math {
 ///
 /// The named operations change the number that they are called on; the operators make new numbers
 /// by the same rules. An argument may be the number itself. An operation that throws changes
-/// nothing. It throws Exception for an argument without a result, OutOfMemoryException, before any
-/// work, for a result that is too large, and std::bad_alloc when memory runs out.
+/// nothing. It throws Exception for an argument without a result, ResultException with
+/// result::OutOfMemory, before any work, for a result that is too large, and std::bad_alloc when
+/// memory runs out.
 ///
 /// Multiplication, division, parsing and printing of long numbers take less than quadratic time.
 /// One number is used by one thread at a time.
@@ -121,7 +122,7 @@ public:
     /// The number of these bytes, of which the last one is not 0.
     int32_t getSize() const noexcept { return m_size; }
 
-    BigInteger* clone() const override;
+    [[nodiscard]] BigInteger* clone() const override;
     /// @param radix  2 to 36; digits above 9 are upper-case letters
     /// @throws RangeErrorException for another radix
     String toString(int radix) const;

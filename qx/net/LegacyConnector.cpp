@@ -37,7 +37,7 @@ void CQXAbstractConnector::setProperty(const String& name, const String& value) 
 String CQXAbstractConnector::getProperty(const String& name) const {
     const auto value = m_properties->get(&name);
     if (!value)
-        throw qx::Exception(String(u"Property Not Found."));
+        throw qx::withDetail(qx::Exception(String(u"Property Not Found.")), name);
     return *value;
 }
 

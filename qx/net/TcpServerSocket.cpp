@@ -27,9 +27,9 @@ TcpServerSocket::TcpServerSocket(unsigned short port, int backlog) {
     qx_sockaddr_union any{};
     any.ipv4 = {QX_AF_INET, swapPortOrder(port), {}, {}};
     if (QXSocketBind(m_socket.get(), &any, sizeof any.ipv4) != 0)
-        throw Exception(withErrorText());
+        throw withDetail(Exception(withErrorText()), portText(port));
     if (QXSocketListen(m_socket.get(), backlog) != 0)
-        throw Exception(withErrorText());
+        throw withDetail(Exception(withErrorText()), portText(port));
 }
 
 Reference<TcpSocket> TcpServerSocket::accept() {

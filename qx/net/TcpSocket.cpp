@@ -40,7 +40,7 @@ TcpSocket::TcpSocket(const String& host, unsigned short port) {
     init();
     const Addresses addresses = resolve(host);
     if (!addresses)
-        throw Exception(u"Unknown host: " + host);
+        throw withDetail(Exception(u"Unknown host: " + host), portText(port));
     qx_sockaddr_union address = *addresses->ai_addr;
 
     PlatformHandle<&QXSocketClose> made;
@@ -55,7 +55,9 @@ TcpSocket::TcpSocket(const String& host, unsigned short port) {
     const int32_t length = isIpv6 ? sizeof address.ipv6 : sizeof address.ipv4;
     if (QXSocketConnect(socket, &address, length) != 0) {
         const ENUM_QX_E_SOCKET code = lastCode();
-        throwDescribed(u"TcpSocket::TcpSocket Unable to connect to " + host + u' ', code);
+        throw withDetail(
+            described(u"TcpSocket::TcpSocket Unable to connect to " + host + u' ', code),
+            portText(port));
     }
 }
 

@@ -25,6 +25,10 @@ QX_API int32_t QXModuleGetLiveCount(void);
 /// there or not readable, 0x800700C1 for one that is no library, 0x8007007E for a name that is not
 /// found and for a library that lacks something it needs.
 QX_API int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library);
+/// Why the calling thread's last QXModuleLibOpen or QXModuleComCreateObject could not load a
+/// library, in the words of the system's loader, cut to @p capacity bytes with the nul; empty when
+/// it was not asked, and once the text was fetched.
+QX_API void QXModuleErrorText(char* buffer, int32_t capacity);
 /// Unloads the library with its last user. @p module need not live any more.
 QX_API int32_t QXModuleLibClose(const void* module, QXHandle library);
 /// Absolute path of the file of the program or shared library that @p module, an address inside it,

@@ -7,7 +7,7 @@
 namespace qx::sync {
 
 Condition::Condition(const char* name, unsigned int flags) {
-    detail::throwIfNotOpened(QXConditionCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXConditionCreate(name, flags, m_handle.put()), name);
 }
 
 void Condition::acquire() { throwIfFailed(QXConditionAcquire(m_handle.get())); }

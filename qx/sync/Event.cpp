@@ -7,7 +7,7 @@
 namespace qx::sync {
 
 Event::Event(const char* name, unsigned int flags) {
-    detail::throwIfNotOpened(QXEventCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXEventCreate(name, flags, m_handle.put()), name);
 }
 
 void Event::wait() { throwIfFailed(QXEventWait(m_handle.get())); }

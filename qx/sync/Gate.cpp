@@ -7,7 +7,7 @@
 namespace qx::sync {
 
 Gate::Gate(const char* name, unsigned int flags) {
-    detail::throwIfNotOpened(QXGateCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXGateCreate(name, flags, m_handle.put()), name);
 }
 
 void Gate::wait() { throwIfFailed(QXGateWait(m_handle.get())); }

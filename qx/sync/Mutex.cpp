@@ -6,7 +6,7 @@
 namespace qx::sync {
 
 Mutex::Mutex(const char* name, unsigned int flags) {
-    detail::throwIfNotOpened(QXMutexCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXMutexCreate(name, flags, m_handle.put()), name);
 }
 
 void Mutex::wait() { throwIfFailed(QXMutexAcquire(m_handle.get())); }

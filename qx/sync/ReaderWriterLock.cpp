@@ -6,7 +6,7 @@
 namespace qx::sync {
 
 ReaderWriterLock::ReaderWriterLock(const char* name, unsigned int flags) {
-    detail::throwIfNotOpened(QXRWLockCreate(name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXRWLockCreate(name, flags, m_handle.put()), name);
 }
 
 void ReaderWriterLock::wait() { throwIfFailed(QXRWLockAcquireWrite(m_handle.get())); }

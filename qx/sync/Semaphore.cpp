@@ -6,7 +6,7 @@
 namespace qx::sync {
 
 Semaphore::Semaphore(uint32_t initialCount, const char* name, unsigned int flags) {
-    detail::throwIfNotOpened(QXSemaphoreCreate(initialCount, name, flags, m_handle.put()));
+    detail::throwIfNotOpened(QXSemaphoreCreate(initialCount, name, flags, m_handle.put()), name);
 }
 
 void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }

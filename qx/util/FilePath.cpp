@@ -37,11 +37,11 @@ std::size_t endOfShare(std::u16string_view path) {
     const std::size_t server = std::u16string_view(FilePath::s_UNCLead).size();
     const std::size_t endOfServer = std::min(path.find(FilePath::dirDelim, server), path.size());
     if (endOfServer == server)
-        throw InvalidPathException(u"no server name"_qs);
+        throw withDetail(InvalidPathException(u"no server name"_qs), String(path));
     const std::size_t share = std::min(endOfServer + 1, path.size());
     const std::size_t end = std::min(path.find(FilePath::dirDelim, share), path.size());
     if (end == share)
-        throw InvalidPathException(u"no share name"_qs);
+        throw withDetail(InvalidPathException(u"no share name"_qs), String(path));
     return end;
 }
 
@@ -106,9 +106,11 @@ String FilePath::getCanonicalPath() const {
     if (isUNCPath())
         return m_path;
     const std::string narrow = toSystemName(m_path);
-    return decoded(textOf([&narrow](char* buffer, int32_t capacity) {
-        return QXPathExpand(narrow.c_str(), buffer, capacity);
-    }));
+    return decoded(textOf(
+        [&narrow](char* buffer, int32_t capacity) {
+            return QXPathExpand(narrow.c_str(), buffer, capacity);
+        },
+        m_path));
 }
 
 String FilePath::getCurrentDir() { return decodedFolder(textOf(QXGetCurrentDirectory)); }
@@ -122,7 +124,7 @@ void FilePath::normalize() {
     std::size_t root = 0;
     if (const std::size_t colon = path.find(u':', 1); colon != path.npos) {
         if (colon != 1)
-            throw InvalidPathException(u"invalid drive"_qs);
+            throw withDetail(InvalidPathException(u"invalid drive"_qs), m_path);
         root = 2;
     } else if (path.size() > 2 && path.starts_with(s_UNCLead)) {
         root = endOfShare(path);

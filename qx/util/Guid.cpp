@@ -16,7 +16,7 @@ constexpr int32_t TextLength = 38;
 Guid::Guid(const String& text) {
     // The length is compared because the platform reads up to the first 0 unit only.
     if (text.getLength() != TextLength || QXComGUIDFromString(text.getData(), &m_guid) < 0)
-        throw Exception(u"invalid GUID string"_qs);
+        throw withDetail(Exception(u"invalid GUID string"_qs), text);
 }
 
 String Guid::toString() const {

@@ -17,7 +17,7 @@ AbstractCollection::AbstractCollection(const AbstractCollection& other)
 
 bool AbstractCollection::add(IQXUnknown* element) {
     const Reference<IQXUnknown> untaken(element);
-    throw UnsupportedOperationException();
+    throw UnsupportedOperationException(String(u"the collection takes no additions"));
 }
 
 bool AbstractCollection::addAll(const Collection& other) {

@@ -120,6 +120,4 @@ int AbstractList::compareToList(const List& other) const {
     return int{ours->hasNext()} - int{theirs->hasNext()};
 }
 
-void AbstractList::throwRangeError() { throw RangeErrorException(); }
-
 } // namespace qx::collections::pcom

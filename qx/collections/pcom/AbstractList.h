@@ -4,6 +4,7 @@
 
 #include <qx/collections/pcom/AbstractCollection.h>
 #include <qx/collections/pcom/List.h>
+#include <qx/core/Required.h>
 #include <qx/platform/export.h>
 
 namespace qx::collections::pcom {
@@ -60,12 +61,12 @@ protected:
     /// @throws RangeErrorException unless 0 <= @p index < @p size
     static void checkElementIndex(int index, int size) {
         if (static_cast<unsigned int>(index) >= static_cast<unsigned int>(size)) [[unlikely]]
-            throwRangeError();
+            throwOutOfRange(index, size);
     }
     /// @throws RangeErrorException unless 0 <= @p index <= @p size
     static void checkPosition(int index, int size) {
         if (static_cast<unsigned int>(index) > static_cast<unsigned int>(size)) [[unlikely]]
-            throwRangeError();
+            throwOutOfRange(index, size);
     }
 
 private:
@@ -74,8 +75,6 @@ private:
     template <class>
     friend struct ListAccess;
     friend class AbstractListSubList;
-
-    [[noreturn]] static void throwRangeError();
 
     uint32_t m_modificationCount = 0;
 };

@@ -22,7 +22,8 @@ inline constexpr uint32_t OwnerOnly = 0700;
 inline void openFile(const String& name, uint32_t flags, FileHandle& file) {
     if (name.view().find(u'\0') != std::u16string_view::npos)
         throw InvalidPathException(u"file name with a 0 unit"_qs);
-    throwIfFailed(QXFileOpen(util::toSystemName(name).c_str(), flags, OwnerOnly, file.put()));
+    throwIfFailedOf(QXFileOpen(util::toSystemName(name).c_str(), flags, OwnerOnly, file.put()),
+                    name);
 }
 
 } // namespace qx::io::detail

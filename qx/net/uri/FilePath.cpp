@@ -42,7 +42,8 @@ String remoteNameOf(const std::string& drive) {
 }
 
 bool isRemote(const std::string& drive) {
-    return throwIfFailed(QXDriveGetType(drive.c_str())) == QX_DRIVE_REMOTE;
+    return throwIfFailedOf(QXDriveGetType(drive.c_str()),
+                           [&] { return fromSystemName(drive.c_str()); }) == QX_DRIVE_REMOTE;
 }
 
 } // namespace
@@ -53,13 +54,13 @@ FilePath::FilePath(const util::FilePath& path) : util::FilePath(path) { derive()
 
 String FilePath::getUNCPath() const {
     if (m_mountType == MOUNT_NFS)
-        throw InvalidPathException(u"NFS cannot be represented by UNC"_qs);
+        throw withDetail(InvalidPathException(u"NFS cannot be represented by UNC"_qs), toString());
     String text(s_UNCLead);
     text.append(m_server).append(dirDelim).append(m_volume).append(dirDelim);
     return text.append(m_volumePath);
 }
 
-String FilePath::getNetwarePath() const { throwResult(result::NotAvailable); }
+String FilePath::getNetwarePath() const { throwResultOf(result::NotAvailable, toString()); }
 
 String FilePath::getHostName() {
     if (!s_hasHostName.load(std::memory_order_acquire)) {
@@ -83,9 +84,9 @@ void FilePath::derive() {
         deriveFromMount();
     }
     if (m_server.isEmpty())
-        throw InvalidPathException(u"No server name specified."_qs);
+        throw withDetail(InvalidPathException(u"No server name specified."_qs), toString());
     if (m_mountType != MOUNT_NFS && m_volume.isEmpty())
-        throw InvalidPathException(u"No volume name specified."_qs);
+        throw withDetail(InvalidPathException(u"No volume name specified."_qs), toString());
 }
 
 /// The path without its drive and the backslash behind it.
@@ -110,9 +111,10 @@ void FilePath::deriveFromLetter() {
 void FilePath::deriveFromMount() {
     const String canonical = getCanonicalPath();
     const std::string path = toSystemName(canonical);
-    const std::string drive = textOf([&path](char* buffer, int32_t capacity) {
-        return QXDriveOfPath(path.c_str(), buffer, capacity);
-    });
+    const std::string drive =
+        textOf([&path](char* buffer,
+                       int32_t capacity) { return QXDriveOfPath(path.c_str(), buffer, capacity); },
+               canonical);
     if (isRemote(drive)) {
         parseUnc(remoteNameOf(drive));
         String rest = fromSystemName(path.c_str() + drive.size());
@@ -129,7 +131,7 @@ void FilePath::parseUnc(const String& text) {
     const int32_t lead = 2;
     const int32_t end = text.startsWith(s_UNCLead) ? text.indexOf(dirDelim, lead) : -1;
     if (end < 0)
-        throw InvalidPathException(u"Invalid UNC syntax."_qs);
+        throw withDetail(InvalidPathException(u"Invalid UNC syntax."_qs), text);
     m_server = text.substring(lead, end);
     m_volume = text.substring(end + 1);
     if (m_volume.endsWith(u":"))
@@ -139,7 +141,7 @@ void FilePath::parseUnc(const String& text) {
 void FilePath::parseNfs(const String& text) {
     const int32_t end = text.indexOf(u":/");
     if (end < 0)
-        throw InvalidPathException(u"Invalid NFS syntax."_qs);
+        throw withDetail(InvalidPathException(u"Invalid NFS syntax."_qs), text);
     m_server = text.substring(0, end);
     m_volumePath = text.substring(end + 1);
 }
@@ -147,7 +149,7 @@ void FilePath::parseNfs(const String& text) {
 void FilePath::parseNcp(const String& text) {
     const int32_t end = text.indexOf(u'/');
     if (end < 0)
-        throw InvalidPathException(u"Invalid NCP syntax."_qs);
+        throw withDetail(InvalidPathException(u"Invalid NCP syntax."_qs), text);
     m_server = text.substring(0, end);
     m_volume = u"UNKNOWN";
 }

@@ -1,6 +1,6 @@
 #include "qx/net/uri/QueryKey.h"
 
-#include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 
 namespace qx::net {
 
@@ -9,7 +9,7 @@ QueryKey* QueryKey::clone() const { return new QueryKey(*this); }
 int QueryKey::compareTo(const Object& other) const {
     if (const auto* const text = dynamic_cast<const String*>(&other))
         return getLowerCase().compare(*text, true);
-    throw CastFailedException();
+    throwCastFailed(typeid(String));
 }
 
 bool QueryKey::equals(const Object& other) const {

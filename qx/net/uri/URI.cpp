@@ -22,6 +22,18 @@ size_t findFrom(std::u16string_view text, char16_t unit, size_t start) {
     return place == text.npos ? place : start + place;
 }
 
+/// The description is empty, so that all is in the detail.
+[[noreturn]] void throwAbsent(TextView component) {
+    throw withDetail(Exception(), String(u"the URI has no ").append(component));
+}
+
+const std::optional<String>& required(const std::optional<String>& component,
+                                      const char16_t* name) {
+    if (!component)
+        throwAbsent(name);
+    return component;
+}
+
 } // namespace
 
 URI::URI() = default;
@@ -66,13 +78,13 @@ void URI::removeAll() {
     removeSchemeSpecificPart();
 }
 
-String URI::getScheme() const { return get(m_parts.scheme, false); }
+String URI::getScheme() const { return get(required(m_parts.scheme, u"scheme"), false); }
 
 void URI::setScheme(const String& scheme) { m_parts.scheme = String(scheme.view()); }
 
 void URI::removeScheme() { m_parts.scheme.reset(); }
 
-String URI::getUser(bool unescape) const { return get(m_parts.user, unescape); }
+String URI::getUser(bool unescape) const { return get(required(m_parts.user, u"user"), unescape); }
 
 void URI::setUser(const String& user, bool escape) {
     put(m_parts.user, user.view(), escape, ESCAPE_AUTHORITY);
@@ -80,7 +92,9 @@ void URI::setUser(const String& user, bool escape) {
 
 void URI::removeUser() { m_parts.user.reset(); }
 
-String URI::getPassword(bool unescape) const { return get(m_parts.password, unescape); }
+String URI::getPassword(bool unescape) const {
+    return get(required(m_parts.password, u"password"), unescape);
+}
 
 void URI::setPassword(const String& password, bool escape) {
     put(m_parts.password, password.view(), escape, ESCAPE_AUTHORITY);
@@ -90,7 +104,7 @@ void URI::removePassword() { m_parts.password.reset(); }
 
 String URI::getUserInfo(bool unescape) const {
     if (!hasUser())
-        throw Exception();
+        throwAbsent(u"user");
     String text;
     printUserInfo(text, unescape);
     return text;
@@ -106,7 +120,7 @@ void URI::removeUserInfo() {
     removePassword();
 }
 
-String URI::getHost(bool unescape) const { return get(m_parts.host, unescape); }
+String URI::getHost(bool unescape) const { return get(required(m_parts.host, u"host"), unescape); }
 
 String URI::getHostName() const {
     const String host = getHost(false);
@@ -123,7 +137,7 @@ void URI::removeHost() { m_parts.host.reset(); }
 
 int URI::getPort() const {
     if (!hasPort())
-        throw Exception();
+        throwAbsent(u"port");
     return *m_parts.port;
 }
 
@@ -133,7 +147,7 @@ void URI::removePort() { m_parts.port.reset(); }
 
 String URI::getAuthority(bool unescape) const {
     if (!hasAuthority())
-        throw Exception();
+        throwAbsent(u"authority");
     String text;
     printAuthority(text, unescape);
     return text;
@@ -150,7 +164,7 @@ void URI::removeAuthority() {
     removePort();
 }
 
-String URI::getPath(bool unescape) const { return get(m_parts.path, unescape); }
+String URI::getPath(bool unescape) const { return get(required(m_parts.path, u"path"), unescape); }
 
 void URI::setPath(const String& path, bool escape) {
     put(m_parts.path, path.view(), escape, ESCAPE_PATH);
@@ -186,7 +200,9 @@ void URI::removeQuery() {
 
 String URI::getQueryValue(const String& key, bool unescape) const {
     const auto value = m_query ? m_query->find(key) : std::nullopt;
-    return get(value ? Component(*value) : std::nullopt, unescape);
+    if (!value)
+        throwAbsent(u"query value " + key);
+    return get(Component(*value), unescape);
 }
 
 void URI::setQueryPair(const String& key, const String& value, bool escape) {

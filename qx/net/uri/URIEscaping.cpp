@@ -99,7 +99,7 @@ void replaceEscapes(std::vector<signed char>& bytes) {
         uint8_t byte = *in++;
         if (byte == '%') {
             if (end - in < 2)
-                throw Exception();
+                throw withDetail(Exception(), String(u"a \"%\" without two characters behind it"));
             byte = escapedByte(in);
             in += 2;
         }

@@ -6,6 +6,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Object.h>
+#include <qx/core/Required.h>
 
 namespace qx::text::charset {
 
@@ -73,7 +74,7 @@ protected:
 
     void assignSubstitution(const Out* units, int32_t count) {
         if (count < 0 || count > MaxSubstitution || (count > 0 && !units))
-            throw RangeErrorException();
+            throwOutOfRange(count, MaxSubstitution);
         std::copy_n(units, count, m_substitution);
         m_substitutionLength = count;
     }

@@ -17,10 +17,15 @@ using OptionDefinition = CommandLineParser::OptionDefinition;
 
 namespace {
 
+[[noreturn]] void throwInvalidIndex(int32_t index, int64_t size) {
+    throw withDetail(Exception(u"Invalid vector index"_qs),
+                     u"index " + String::valueOf(index) + u", size " + String::valueOf(size));
+}
+
 template <class T>
 const T& checkedAt(const std::vector<T>& items, int32_t index) {
     if (index < 0 || index >= std::ssize(items))
-        throw Exception(u"Invalid vector index"_qs);
+        throwInvalidIndex(index, std::ssize(items));
     return items[static_cast<size_t>(index)];
 }
 
@@ -55,7 +60,7 @@ void Element::copyValues(const Element& other) {
 
 std::u16string_view Element::valueAt(int32_t index) const {
     if (index < 0 || index >= m_valueCount)
-        throw Exception(u"Invalid vector index"_qs);
+        throwInvalidIndex(index, m_valueCount);
     const auto at = static_cast<size_t>(index);
     const size_t begin = at == 0 ? m_nameLength : m_ends[at - 1];
     const size_t end = at < m_ends.size() ? m_ends[at] : m_text.size();
@@ -70,7 +75,7 @@ int32_t Element::getValueLong(int32_t index) const {
     char16_t* end = nullptr;
     const int64_t value = QXStrToLW(text.c_str(), &end, 0);
     if (end == text.c_str())
-        throw Exception(u"Unable to convert string to long"_qs);
+        throw withDetail(Exception(u"Unable to convert string to long"_qs), String(text));
     return static_cast<int32_t>(std::clamp<int64_t>(value, Limits::min(), Limits::max()));
 }
 
@@ -79,7 +84,7 @@ double Element::getValueDouble(int32_t index) const {
     char16_t* end = nullptr;
     const double value = QXStrToDW(text.c_str(), &end);
     if (end == text.c_str())
-        throw Exception(u"Unable to convert string to double"_qs);
+        throw withDetail(Exception(u"Unable to convert string to double"_qs), String(text));
     return value;
 }
 

@@ -28,7 +28,7 @@ CQXProperty::~CQXProperty() = default;
 
 CQXSmartPtr<Object> CQXProperty::getValue() const {
     if (!m_object)
-        throw Exception(String(u"Value is not a CQXObject"));
+        throw withDetail(Exception(String(u"Value is not a CQXObject")), m_key);
     return m_object;
 }
 
@@ -224,13 +224,13 @@ int32_t CQXPropertySet::GetParent2(const qx::GUID&, void** out) const { return n
 CQXSmartPtr<const CQXProperty> CQXPropertySet::requireProperty(const String& name) const {
     auto property = getProperty(name);
     if (!property)
-        throw Exception();
+        throw withDetail(Exception(), u"no property " + name);
     return property;
 }
 
 CQXSmartPtr<CQXProperty> CQXPropertySet::requirePropertyToSet(const String& name) {
     auto property = getPropertyToSet(name);
     if (!property)
-        throw Exception();
+        throw withDetail(Exception(), u"no property " + name);
     return property;
 }

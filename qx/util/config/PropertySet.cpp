@@ -25,7 +25,7 @@ String PropertySet::get(const String& name) const {
     if (const Reference<Object> value = m_values->get(name))
         return static_cast<const String&>(*value);
     if (!m_parent)
-        throw Exception();
+        throw withDetail(Exception(), u"no property " + name);
     return m_parent->get(name);
 }
 
@@ -51,7 +51,7 @@ Reference<const collections::Set<String>> PropertySet::getKeys() const {
 
 Reference<const pcom::IPropertySet> PropertySet::getPcom(const PropertySet* set) {
     if (!set)
-        throwResult(result::NullPointer);
+        throwResultOf(result::NullPointer, u"no property set");
     if (const auto* const foreign = dynamic_cast<const pcom::PcomPropertySet*>(set))
         return foreign->getTarget();
     return Reference<const pcom::IPropertySet>(new PropertySet(set->m_parent, set->m_values));

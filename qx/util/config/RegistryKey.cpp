@@ -4,6 +4,7 @@
 #include <string>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 
 #include <qx/util/config/detail/RegistryText.h>
@@ -38,13 +39,21 @@ constexpr int32_t RootCount = 5;
 std::u16string terminated(const String& text) {
     std::u16string copy(text.view());
     if (copy.find(u'\0') != std::u16string::npos)
-        throwResult(result::InvalidArgument);
+        throwResultOf(result::InvalidArgument, u"registry name with a 0 unit");
     return copy;
 }
 
 String lastNameOf(const String& path) { return path.substring(path.lastIndexOf(u'\\') + 1); }
 
-[[noreturn]] void throwMismatch() { throw Exception(u"Registry type mismatch"_qs); }
+/// A value as failures name it.
+String shown(const RegistryKey& key, const String& name) {
+    return key.getKey(false) + u", " +
+           (name.isEmpty() ? u"default value"_qs : u"value \"" + name + u'"');
+}
+
+[[noreturn]] void throwMismatch(const RegistryKey& key, const String& name) {
+    throw withDetail(Exception(u"Registry type mismatch"_qs), shown(key, name));
+}
 
 } // namespace
 
@@ -59,7 +68,7 @@ RegistryKey::RegistryKey(const String& key) : m_path(key.view()) {
 RegistryKey::RegistryKey(ENUM_QX_HKEY root, const String& path)
     : m_root(root), m_path(path.view()) {
     if (root < 0 || root >= RootCount)
-        throw Exception(u"Unknown QX_HKEY"_qs);
+        throw withDetail(Exception(u"Unknown QX_HKEY"_qs), String::valueOf(root));
     normalize();
 }
 
@@ -74,7 +83,7 @@ ENUM_QX_HKEY RegistryKey::extractQXHkey(String& key) {
     const auto row = std::ranges::find_if(
         RootNames, [&](const RootName& each) { return name.equals(each.name, true); });
     if (row == std::end(RootNames))
-        throw Exception(u"Unknown QX_HKEY"_qs);
+        throw withDetail(Exception(u"Unknown QX_HKEY"_qs), name);
     key = delimiter < 0 ? String() : key.substring(delimiter + 1);
     return row->root;
 }
@@ -91,7 +100,7 @@ String RegistryKey::getKey(bool relative) const {
 RegistryKey RegistryKey::getParent() const {
     const int32_t delimiter = m_path.lastIndexOf(u'\\');
     if (delimiter < 0)
-        throw Exception(u"No parent key"_qs);
+        throw withDetail(Exception(u"No parent key"_qs), getKey(false));
     RegistryKey parent(*this); // its names stay as they are, also those with "/"
     parent.m_path = m_path.substring(0, delimiter);
     parent.m_keyName = lastNameOf(parent.m_path);
@@ -117,14 +126,14 @@ RegistryKey RegistryKey::childNamed(const String& name) const {
 
 Reference<collections::ConstIterator<RegistryKey>> RegistryKey::getSubkeyIterator() const {
     RegistryWalk walk(&QXRegistryOpenKeyEnum, &QXRegistryEnumNextKey, m_root,
-                      terminated(m_path).c_str());
+                      terminated(m_path).c_str(), getKey(false));
     return makeReference<collections::ConstIterator<RegistryKey>>(
         makeReference<RegistrySubkeyIterator>(std::move(walk), *this).get());
 }
 
 Reference<collections::ConstIterator<String>> RegistryKey::getValueIterator() const {
     RegistryWalk walk(&QXRegistryOpenValueEnum, &QXRegistryEnumNextValue, m_root,
-                      terminated(m_path).c_str());
+                      terminated(m_path).c_str(), getKey(false));
     return makeReference<collections::ConstIterator<String>>(
         makeReference<RegistryValueIterator>(std::move(walk)).get());
 }
@@ -144,7 +153,8 @@ std::vector<String> RegistryKey::valueNames() const {
 }
 
 void RegistryKey::remove() {
-    throwIfFailed(QXRegistryDeleteKey(m_root, terminated(m_path).c_str()));
+    throwIfFailedOf(QXRegistryDeleteKey(m_root, terminated(m_path).c_str()),
+                    [this] { return getKey(false); });
 }
 
 bool RegistryKey::valueExists(const String& name) const {
@@ -154,8 +164,9 @@ bool RegistryKey::valueExists(const String& name) const {
 ENUM_QX_REG_TYPE RegistryKey::getValueType(const String& name) const {
     ENUM_QX_REG_TYPE type;
     int32_t length = 0;
-    throwIfFailed(QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
-                                     &type, nullptr, &length));
+    throwIfFailedOf(QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
+                                       &type, nullptr, &length),
+                    [&] { return shown(*this, name); });
     return type;
 }
 
@@ -168,35 +179,38 @@ int32_t RegistryKey::tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, 
         QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(), &type,
                            buffer != nullptr ? buffer : &none, &length);
     if ((result >= 0 || result == result::BufferTooSmall) && type != expected)
-        throwMismatch();
+        throwMismatch(*this, name);
     return result;
 }
 
 String RegistryKey::getValueString(const String& name) const {
     std::vector<uint8_t> data;
     if (getValueData(name, data) != QX_REG_STRING)
-        throwMismatch();
+        throwMismatch(*this, name);
     return detail::registryText(data);
 }
 
 uint32_t RegistryKey::getValueUINT32(const String& name) const {
     uint32_t value = 0;
     int32_t length = sizeof value;
-    throwIfFailed(tryGetValue(name, QX_REG_UINT32, &value, length));
+    throwIfFailedOf(tryGetValue(name, QX_REG_UINT32, &value, length),
+                    [&] { return shown(*this, name); });
     return value;
 }
 
 uint64_t RegistryKey::getValueUINT64(const String& name) const {
     uint64_t value = 0;
     int32_t length = sizeof value;
-    throwIfFailed(tryGetValue(name, QX_REG_UINT64, &value, length));
+    throwIfFailedOf(tryGetValue(name, QX_REG_UINT64, &value, length),
+                    [&] { return shown(*this, name); });
     return value;
 }
 
 int32_t RegistryKey::getValue(const String& name, signed char* bytes, int32_t length) const {
     if (bytes == nullptr && length > 0)
-        throwResult(result::NullPointer);
-    throwIfFailed(tryGetValue(name, QX_REG_BYTES, bytes, length));
+        throwResultOf(result::NullPointer, shown(*this, name));
+    throwIfFailedOf(tryGetValue(name, QX_REG_BYTES, bytes, length),
+                    [&] { return shown(*this, name); });
     return length;
 }
 
@@ -211,22 +225,23 @@ ENUM_QX_REG_TYPE RegistryKey::getValueData(const String& name, std::vector<uint8
         if (result == result::BufferTooSmall)
             continue;
         data.resize(static_cast<size_t>(length)); // none after a failure
-        throwIfFailed(result);
+        throwIfFailedOf(result, [&] { return shown(*this, name); });
         return type;
     }
 }
 
 void RegistryKey::setValue(const String& name, ENUM_QX_REG_TYPE type, const void* data,
                            int32_t length) {
-    throwIfFailed(QXRegistrySetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
-                                     type, data, length));
+    throwIfFailedOf(QXRegistrySetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
+                                       type, data, length),
+                    [&] { return shown(*this, name); });
 }
 
 void RegistryKey::setValue(const String& name, const String& value) {
     const std::u16string text(value.view()); // with a 0 unit behind it, whatever the string reads
     const size_t length = (text.size() + 1) * sizeof(char16_t);
     if (length > INT32_MAX)
-        throwResult(result::InvalidArgument);
+        throwResultOf(result::InvalidArgument, shown(*this, name));
     setValue(name, QX_REG_STRING, text.c_str(), static_cast<int32_t>(length));
 }
 
@@ -248,14 +263,15 @@ void RegistryKey::setValue(const String& name, const signed char* bytes, int32_t
 }
 
 void RegistryKey::deleteValue(const String& name) {
-    throwIfFailed(
-        QXRegistryDeleteValue(m_root, terminated(m_path).c_str(), terminated(name).c_str()));
+    throwIfFailedOf(
+        QXRegistryDeleteValue(m_root, terminated(m_path).c_str(), terminated(name).c_str()),
+        [&] { return shown(*this, name); });
 }
 
 int RegistryKey::compareTo(const Object& other) const {
     const auto* const key = dynamic_cast<const RegistryKey*>(&other);
     if (!key)
-        throw CastFailedException();
+        throwCastFailed(typeid(*this));
     if (m_root != key->m_root)
         return m_root < key->m_root ? -1 : 1;
     return m_path.compare(key->m_path, true);

@@ -58,7 +58,7 @@ public:
     void remove() override {
         checkUnchanged();
         if (m_last == 0)
-            throw IllegalStateException();
+            throw IllegalStateException(String(u"no current element"));
         if (isCleared())
             throwChanged();
         const HashMapContent removed = m_map->removeSlot(m_map->linkTo(std::exchange(m_last, 0)));
@@ -107,7 +107,9 @@ private:
         if (m_map->modificationCount() != m_expectedCount) [[unlikely]]
             throwChanged();
     }
-    [[noreturn, gnu::noinline]] static void throwChanged() { throw Exception(); }
+    [[noreturn, gnu::noinline]] static void throwChanged() {
+        throw Exception(String(u"the map was changed by others, or has no more elements"));
+    }
     /// Without a change that is counted a table comes back for no new key.
     bool isCleared() const noexcept { return !m_map->m_table; }
 

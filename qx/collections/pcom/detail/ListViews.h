@@ -134,7 +134,9 @@ protected:
         if (m_list->m_modificationCount != m_expectedCount) [[unlikely]]
             throwChanged();
     }
-    [[noreturn, gnu::noinline]] static void throwChanged() { throw Exception(); }
+    [[noreturn, gnu::noinline]] static void throwChanged() {
+        throw withDetail(Exception(), String(u"the list was changed by others"));
+    }
 
     const Reference<L> m_list;
     int m_cursor;
@@ -145,7 +147,7 @@ private:
     /// @throws IllegalStateException when there is no element to change
     void checkReturned() const {
         if (m_lastReturned == -1)
-            throw IllegalStateException();
+            throw IllegalStateException(String(u"no current element"));
     }
 
     uint32_t m_expectedCount;
@@ -252,7 +254,7 @@ private:
     /// @throws Exception when others have changed the parent
     void checkUnchanged() const {
         if (m_parent->m_modificationCount != m_snapshot)
-            throw Exception();
+            throw Exception(String(u"the list was changed by others"));
     }
 
     /// Lets @p body change the parent. The view enters the change before, because an element that
@@ -280,7 +282,7 @@ public:
     bool hasNext() const override { return nextIndex() < m_view->m_size; }
     Reference<IQXUnknown> next() override {
         if (!hasNext())
-            throw Exception();
+            throw Exception(String(u"no more elements"));
         return m_inner->next();
     }
     void remove() override {
@@ -292,7 +294,7 @@ public:
     bool hasPrevious() const override { return previousIndex() >= 0; }
     Reference<IQXUnknown> previous() override {
         if (!hasPrevious())
-            throw Exception();
+            throw Exception(String(u"no more elements"));
         return m_inner->previous();
     }
     int nextIndex() const override { return m_inner->nextIndex() - m_view->m_offset; }

@@ -100,6 +100,7 @@ std::shared_ptr<LoadedModule> LoadedModule::open(const std::string& path) {
     // Memory first, so that nothing can fail between the loading and its owner.
     std::shared_ptr<LoadedModule> opened(new LoadedModule(path));
     const LoaderCall call;
+    ::dlerror(); // what QXModuleErrorText then finds belongs to this call
     opened->m_library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened->m_library == nullptr)
         throw Failure{result::ModuleNotFound};

@@ -47,6 +47,7 @@ int32_t reasonOf(const PathText& path) noexcept {
 QXHandle openLibrary(const char16_t* path) {
     const PathText native = toNativePath(toNarrow(path).c_str());
     const LoaderCall call;
+    ::dlerror(); // what QXModuleErrorText then finds belongs to this call
     void* const opened = ::dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened == nullptr)
         throw Failure{reasonOf(native)};
@@ -85,6 +86,15 @@ int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* libr
     if (!isLiveModule(module))
         return result::InvalidHandle;
     return resultOf([&] { *library = openLibrary(path); });
+}
+
+void QXModuleErrorText(char* buffer, int32_t capacity) {
+    if (buffer == nullptr || capacity <= 0)
+        return;
+    const LoaderCall call;
+    const char* const text = ::dlerror();
+    const std::string_view reason = text != nullptr ? text : "";
+    buffer[reason.copy(buffer, static_cast<size_t>(capacity) - 1)] = 0;
 }
 
 int32_t QXModuleLibClose(const void* module, QXHandle library) {

@@ -27,7 +27,6 @@ using namespace qx::platform;
 namespace {
 
 constexpr int32_t NoMoreProcesses = static_cast<int32_t>(0x80070059u);
-constexpr int32_t NoSuchFolder = static_cast<int32_t>(0x8007010Bu);
 
 constexpr int StandardStreams = 3;
 constexpr uint32_t InheritFlags[StandardStreams] = {
@@ -102,11 +101,11 @@ void Program::setFolder(const char16_t* folder) {
     try {
         native = toNativePath(name.c_str());
     } catch (const Failure&) {
-        throw Failure{NoSuchFolder};
+        throw Failure{result::FolderNotFound};
     }
     m_folder = aboveStandard(Descriptor::open(native.c_str(), O_PATH | O_DIRECTORY));
     if (!m_folder)
-        throw Failure{errno == ENOENT || errno == ENOTDIR ? NoSuchFolder : lastResult()};
+        throw Failure{errno == ENOENT || errno == ENOTDIR ? result::FolderNotFound : lastResult()};
     if (!m_isSearched)
         makeFileAbsolute();
 }

@@ -5,9 +5,10 @@
 
 namespace qx::util {
 
-RegistryWalk::RegistryWalk(Open open, Next fetchNext, ENUM_QX_HKEY root, const char16_t* path)
-    : m_fetchNext(fetchNext), m_name(256, u'\0') {
-    throwIfFailed(open(root, path, m_handle.put()));
+RegistryWalk::RegistryWalk(Open open, Next fetchNext, ENUM_QX_HKEY root, const char16_t* path,
+                           String keyName)
+    : m_keyName(std::move(keyName)), m_fetchNext(fetchNext), m_name(256, u'\0') {
+    throwIfFailedOf(open(root, path, m_handle.put()), m_keyName);
     fetch();
 }
 
@@ -21,7 +22,7 @@ void RegistryWalk::fetch() {
         }
         m_hasNext = result != result::NoMoreItems;
         if (m_hasNext)
-            throwIfFailed(result);
+            throwIfFailedOf(result, m_keyName);
         return;
     }
 }

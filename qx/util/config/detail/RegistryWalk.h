@@ -17,8 +17,10 @@ public:
     using Open = int32_t (*)(ENUM_QX_HKEY, const char16_t*, QXHandle*);
     using Next = int32_t (*)(QXHandle, char16_t*, int32_t*);
 
+    /// @param keyName  what failures name
     /// @throws ResultException when the walk cannot be opened
-    RegistryWalk(Open open, Next fetchNext, ENUM_QX_HKEY root, const char16_t* path);
+    RegistryWalk(Open open, Next fetchNext, ENUM_QX_HKEY root, const char16_t* path,
+                 String keyName);
 
     bool hasNext() const noexcept { return m_hasNext; }
     /// The next name.
@@ -29,6 +31,7 @@ private:
     void fetch();
 
     PlatformHandle<&QXRegistryCloseEnum> m_handle;
+    String m_keyName;
     Next m_fetchNext;
     std::u16string m_name;
     int32_t m_length = 0;

@@ -30,7 +30,7 @@ PcomPropertySet::PcomPropertySet(const IPropertySet* target, const PropertySet* 
 
 String PcomPropertySet::get(const String& name) const {
     Reference<IQXCharBuffer> value;
-    throwIfFailed(tryGet(name, value));
+    throwIfFailedOf(tryGet(name, value), name);
     return textOf(value);
 }
 
@@ -42,7 +42,7 @@ bool PcomPropertySet::hasProperty(const String& name) const {
 void PcomPropertySet::set(const String& name, const String& value) {
     // The other module may keep the object: it gets one with a text of its own.
     const auto text = makeReference<String>(value, String::AM_COPY);
-    throwIfFailed(m_target->Set(unitsOf(name).c_str(), text->GetUnknown()));
+    throwIfFailedOf(m_target->Set(unitsOf(name).c_str(), text->GetUnknown()), name);
 }
 
 String PcomPropertySet::remove(const String& name) {
