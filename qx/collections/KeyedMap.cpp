@@ -37,7 +37,7 @@ bool KeyedWalk<Entry>::nextEntries() noexcept {
 
 template <class Entry>
 void KeyedWalk<Entry>::throwChanged() {
-    throw Exception(String(u"the map was changed by others, or has no more elements"));
+    throw Exception(u"the map was changed by others, or has no more elements"_qs);
 }
 
 template <class Entry>

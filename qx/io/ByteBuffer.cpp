@@ -18,7 +18,7 @@ signed char* streamBytes(void* bytes) noexcept { return static_cast<signed char*
 
 ENUM_QX_ENDIAN ByteBuffer::storableOrder(ENUM_QX_ENDIAN order) {
     if (order != QX_ENDIAN_LITTLE && order != QX_ENDIAN_BIG)
-        throw UnsupportedOperationException(String(u"no order that bytes can be stored in"));
+        throw UnsupportedOperationException(u"no order that bytes can be stored in"_qs);
     return order;
 }
 
@@ -75,7 +75,7 @@ void BasicByteBuffer<Derived, Byte>::setBuffer(const Byte* bytes, unsigned int c
 
 template <class Derived, class Byte>
 void BasicByteBuffer<Derived, Byte>::throwReadOnly() {
-    throw ReadOnlyException(String(u"read-only buffer"));
+    throw ReadOnlyException(u"read-only buffer"_qs);
 }
 
 template <class Derived, class Byte>
@@ -201,7 +201,7 @@ template <class Derived, class Byte>
 Reference<Derived> BasicByteBuffer<Derived, Byte>::duplicate(bool readOnly,
                                                              unsigned int capacity) const {
     if (capacity != 0 && capacity < m_capacity)
-        throw RangeErrorException(String(u"capacity too small for the bytes"));
+        throw RangeErrorException(u"capacity too small for the bytes"_qs);
     Reference<Derived> copy(new Derived(capacity != 0 ? capacity : m_capacity, m_order, readOnly));
     BasicByteBuffer& fields = *copy;
     std::copy_n(m_bytes.get(), m_capacity, fields.m_bytes.get());
@@ -215,7 +215,7 @@ int BasicByteBuffer<Derived, Byte>::compareTo(const Object& other) const {
         return 0;
     const auto* const buffer = dynamic_cast<const Derived*>(&other);
     if (!buffer)
-        throw CastFailedException(String(u"no byte buffer of the same class"));
+        throw CastFailedException(u"no byte buffer of the same class"_qs);
     if (m_capacity != buffer->getCapacity())
         return m_capacity < buffer->getCapacity() ? -1 : 1;
     const int order =

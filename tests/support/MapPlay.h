@@ -241,8 +241,8 @@ private:
             require(walk->iterator->hasNext() == walk->model.hasNext(), "hasNext");
         Element element;
         const int answer = answerOf([&] { return element = walk->iterator->next(), 0; });
-        if (answer == Failed && walk->part == Part::Entries)
-            return; // for want of memory for an entry that nobody has seen yet
+        if (answer == Failed && (walk->part == Part::Entries || m_walks.size() > 4))
+            return; // for want of memory for an entry that is to be shown, or held by a fifth walk
         const auto expected = walk->model.next();
         require(answer == (expected ? 0 : int{Changed}), "next");
         if (expected && walk->part == Part::Entries) {

@@ -165,7 +165,7 @@ else
     fails_at_home "home/out: Permission denied" qxbundle compile "$data/messages" --output home/out
     equal "INI file at home" "$(cat home/f.ini)" $'[s]\nk=v'
     [ -z "$service" ] || equal "service at home" "$(HOME=$folder/home "${as_nobody[@]}" timeout 20 "$service" --port 0 \
-        --folder home 2>&1 >/dev/null)" 'Service: Permission denied (0x80070005)'
+        --folder home 2>&1 >/dev/null)" 'Service: Permission denied: home/service.log (0x80070005)'
     if [ "$(id -u)" == 0 ]; then
         for each in "add $key n v" "query $key"; do
             equal "$each without a home" "$(env -u HOME "${as_nobody[@]}" "$programs/qxreg" $each 2>&1)" \

@@ -17,7 +17,7 @@ AbstractCollection::AbstractCollection(const AbstractCollection& other)
 
 bool AbstractCollection::add(IQXUnknown* element) {
     const Reference<IQXUnknown> untaken(element);
-    throw UnsupportedOperationException(String(u"the collection takes no additions"));
+    throw UnsupportedOperationException(u"the collection takes no additions"_qs);
 }
 
 bool AbstractCollection::addAll(const Collection& other) {

@@ -98,7 +98,7 @@ uint32_t AbstractMap::hashCode() const {
 
 Reference<IQXUnknown> AbstractMap::put(IQXUnknown* key, IQXUnknown* value) {
     const Reference<IQXUnknown> untakenKey(key), untakenValue(value);
-    throw UnsupportedOperationException(String(u"the map takes no entries"));
+    throw UnsupportedOperationException(u"the map takes no entries"_qs);
 }
 
 void AbstractMap::putAll(const Map& other) {

@@ -26,6 +26,10 @@ struct HashMapSlot;
 /// still return the entries that it had reached, but cannot remove any. A call releases what it
 /// drops at its end, when the map is whole again, so that this may use the map. When a comparator
 /// changes the map that has called it, the operation throws Exception.
+///
+/// The object of an entry is made when a walk over entries comes to it. A step that gets no memory
+/// for it throws std::bad_alloc and is not taken; so does one of a fifth walk at the same time,
+/// over whatever.
 class QX_API HashMap : public AbstractMap {
 public:
     static constexpr int DEFAULT_CAPACITY = 101;

@@ -29,7 +29,7 @@ int32_t moveRemaining(ByteBuffer& buffer, int32_t least, Move&& move) {
 template <class Read>
 int32_t readRemaining(ByteBuffer& buffer, Read&& read) {
     if (buffer.isReadOnly())
-        throw ReadOnlyException(String(u"read-only buffer"));
+        throw ReadOnlyException(u"read-only buffer"_qs);
     return moveRemaining(buffer, EndOfInput, read);
 }
 

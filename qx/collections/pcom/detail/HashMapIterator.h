@@ -58,7 +58,7 @@ public:
     void remove() override {
         checkUnchanged();
         if (m_last == 0)
-            throw IllegalStateException(String(u"no current element"));
+            throw IllegalStateException(u"no current element"_qs);
         if (isCleared())
             throwChanged();
         const HashMapContent removed = m_map->removeSlot(m_map->linkTo(std::exchange(m_last, 0)));
@@ -108,7 +108,7 @@ private:
             throwChanged();
     }
     [[noreturn, gnu::noinline]] static void throwChanged() {
-        throw Exception(String(u"the map was changed by others, or has no more elements"));
+        throw Exception(u"the map was changed by others, or has no more elements"_qs);
     }
     /// Without a change that is counted a table comes back for no new key.
     bool isCleared() const noexcept { return !m_map->m_table; }

@@ -147,7 +147,7 @@ private:
     /// @throws IllegalStateException when there is no element to change
     void checkReturned() const {
         if (m_lastReturned == -1)
-            throw IllegalStateException(String(u"no current element"));
+            throw IllegalStateException(u"no current element"_qs);
     }
 
     uint32_t m_expectedCount;
@@ -254,7 +254,7 @@ private:
     /// @throws Exception when others have changed the parent
     void checkUnchanged() const {
         if (m_parent->m_modificationCount != m_snapshot)
-            throw Exception(String(u"the list was changed by others"));
+            throw Exception(u"the list was changed by others"_qs);
     }
 
     /// Lets @p body change the parent. The view enters the change before, because an element that
@@ -282,7 +282,7 @@ public:
     bool hasNext() const override { return nextIndex() < m_view->m_size; }
     Reference<IQXUnknown> next() override {
         if (!hasNext())
-            throw Exception(String(u"no more elements"));
+            throw Exception(u"no more elements"_qs);
         return m_inner->next();
     }
     void remove() override {
@@ -294,7 +294,7 @@ public:
     bool hasPrevious() const override { return previousIndex() >= 0; }
     Reference<IQXUnknown> previous() override {
         if (!hasPrevious())
-            throw Exception(String(u"no more elements"));
+            throw Exception(u"no more elements"_qs);
         return m_inner->previous();
     }
     int nextIndex() const override { return m_inner->nextIndex() - m_view->m_offset; }
