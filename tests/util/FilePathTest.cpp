@@ -165,7 +165,8 @@ TEST(PathNormalizer, RemovesWhatEveryShortPathDoesNotNeed) {
         for (size_t number = 0; number < size_t{1} << (2 * length); ++number) {
             for (size_t i = 0; i < length; ++i)
                 path[i] = u"./\\a"[(number >> (2 * i)) & 3];
-            for (const char16_t unit : (forward.normalize(String(path)) + u"\n").view())
+            const String normal = forward.normalize(String(path)) + u"\n";
+            for (const char16_t unit : normal.view())
                 hash = (hash ^ unit) * 16777619;
         }
     }
