@@ -232,18 +232,6 @@ static_assert(!ComObject::usesObjectMemory<OwnNew>() && !ComObject::usesObjectMe
               !ComObject::usesObjectMemory<Aligned<4096>>());
 static_assert(ComObject::usesObjectMemory<Pooled>() && ComObject::usesObjectMemory<Both>());
 
-TEST(ComObject, CountsExactlyUnderThreads) {
-    const Reference<Counted> object(new Counted());
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([object] {
-            for (int round = 0; round < 10000; ++round)
-                Reference<Counted> again(object);
-        });
-    threads.clear();
-    EXPECT_EQ(object->GetRefCount(), 1u);
-}
-
 TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     const Reference<Both> both(new Both());
     Reference<ISecond> second;

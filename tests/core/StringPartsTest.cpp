@@ -12,20 +12,12 @@
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
 
 using namespace qx;
 
 namespace {
-
-std::string messageOf(auto&& call) {
-    try {
-        call();
-    } catch (const Exception& exception) {
-        return exception.getDescription().toUtf8();
-    }
-    return "nothing thrown";
-}
 
 /// A text of few different units, so that parts of it meet often.
 std::u16string randomText(std::u16string_view alphabet, size_t longest) {
@@ -85,9 +77,9 @@ TEST(StringParts, NumbersAreTheWholeTextOrNone) {
     EXPECT_EQ(String(u"-inf").toDouble(), -INFINITY);
     EXPECT_EQ(String(u"1e-999").toDouble(), 0);
 
-    EXPECT_EQ(messageOf([] { String(u"12x").toIntOrThrow(); }),
+    EXPECT_EQ(qxtest::descriptionOf([] { String(u"12x").toIntOrThrow(); }),
               "not a whole number of 32 bits: \"12x\"");
-    EXPECT_EQ(messageOf([] { String(u"1e999").toDoubleOrThrow(); }),
+    EXPECT_EQ(qxtest::descriptionOf([] { String(u"1e999").toDoubleOrThrow(); }),
               "too large for a number: \"1e999\"");
 }
 
@@ -139,13 +131,13 @@ TEST(StringParts, Utf8IsDecodedAndNamedWhereItIsMalformed) {
         EXPECT_EQ(std::u16string_view(plain.terminated()), units.substr(0, length));
         const std::string place = "malformed UTF-8 at byte " + std::to_string(length) + ": \"";
         String text(u"kept");
-        for (const auto& message : {messageOf([&] { String(ascii + "\xE4z"); }),
-                                    messageOf([&] { AnyText(ascii + "\xC3"); }),
-                                    messageOf([&] { text += ascii + "\xED\xA0\x80"; })})
+        for (const auto& message : {qxtest::descriptionOf([&] { String(ascii + "\xE4z"); }),
+                                    qxtest::descriptionOf([&] { AnyText(ascii + "\xC3"); }),
+                                    qxtest::descriptionOf([&] { text += ascii + "\xED\xA0\x80"; })})
             EXPECT_TRUE(message.starts_with(place)) << message;
         EXPECT_EQ(text, u"kept");
     }
-    EXPECT_EQ(messageOf([] { String(std::string_view("a\xFF")); }),
+    EXPECT_EQ(qxtest::descriptionOf([] { String(std::string_view("a\xFF")); }),
               "malformed UTF-8 at byte 1: \"a\\xFF\"");
     EXPECT_THROW(AnyText(std::string_view("a\0b", 3)).terminated(), ResultException);
     String text(u"\u00E4b");
