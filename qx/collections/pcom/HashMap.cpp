@@ -19,6 +19,13 @@
 
 namespace qx::collections::pcom {
 
+namespace {
+
+/// How many slots there are when these no longer suffice.
+uint32_t grownSlotCapacity(uint32_t capacity) noexcept { return std::max(8u, 2 * capacity); }
+
+} // namespace
+
 struct HashMap::Sought {
     const IQXUnknown* key;
     /// The key, when it is exactly a string that may be compared without the comparator.
@@ -157,9 +164,8 @@ HashMap::Table HashMap::allocTable(int length) {
 
 /// Memory for more slots than there are.
 HashMap::Slots HashMap::allocMoreSlots() const {
-    constexpr std::size_t First = 8;
-    return Slots(collections::detail::allocateLines<HashMapSlot>(
-        std::max(First, std::size_t{2} * m_slotCapacity)));
+    return Slots(
+        collections::detail::allocateLines<HashMapSlot>(grownSlotCapacity(m_slotCapacity)));
 }
 
 /// Null for a link to none.
@@ -182,7 +188,7 @@ void HashMap::addEntry(Reference<IQXUnknown> key, Reference<IQXUnknown> value, u
         if (m_slots)
             std::memcpy(moreSlots.get(), m_slots.get(), m_slotsUsed * sizeof(HashMapSlot));
         m_slots = std::move(moreSlots);
-        m_slotCapacity = std::max(8u, 2 * m_slotCapacity);
+        m_slotCapacity = grownSlotCapacity(m_slotCapacity);
     }
     const Link added = m_freeSlot != 0 ? m_freeSlot : ++m_slotsUsed;
     HashMapSlot& slot = *slotAt(added);
