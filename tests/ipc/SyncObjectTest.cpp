@@ -313,7 +313,7 @@ TEST_P(UnderContention, SignalsAndTimeOutsOfAConditionThatMeetAddUp) {
         EXPECT_EQ(QXConditionRelease(condition), result::Ok);
     });
     EXPECT_GE(received, Signals);
-    if (GetParam() == 0) { // by name, a signal may also be taken by one whose time ran out with it
+    if (GetParam() == 0) { // by name, a signal may end the waits of several
         EXPECT_EQ(received, Signals);
     }
 }

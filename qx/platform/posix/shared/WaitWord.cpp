@@ -12,7 +12,7 @@ bool sleepForASlice(const uint32_t* word, uint32_t expected, const Deadline* dea
 bool WaitWord::sleep(uint32_t ticket, const Deadline* deadline) noexcept {
     sleepForASlice(futexWord(m_sequence), ticket, deadline);
     // Whatever ended the call (wake, signal, time, a moved word), only the word tells of a wake.
-    return m_sequence.load() != ticket;
+    return hasMovedSince(ticket);
 }
 
 void WaitWord::wake(int count) noexcept {

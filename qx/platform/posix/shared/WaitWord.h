@@ -34,6 +34,9 @@ public:
     /// Sleeps until a wake that follows @p ticket, for a slice at most; true when there was one.
     bool sleep(uint32_t ticket, const Deadline* deadline) noexcept;
 
+    /// Whether there was a wake that follows @p ticket.
+    bool hasMovedSince(uint32_t ticket) const noexcept { return m_sequence.load() != ticket; }
+
     void wakeOne() noexcept { wake(1); }
     void wakeAll() noexcept { wake(WakeAll); }
 

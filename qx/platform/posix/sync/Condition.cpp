@@ -131,9 +131,10 @@ public:
         } while (!signalled && !(deadline != nullptr && deadline->hasPassed()));
         return signalled;
     }
-    bool leave(uint32_t, bool signalled, SharedObject& caller) noexcept {
+    bool leave(uint32_t ticket, bool signalled, SharedObject& caller) noexcept {
         --m_waiting[caller.slot()];
-        return signalled;
+        // A signal given after the time ran out may have found nobody else: it would be lost.
+        return signalled || waiters.hasMovedSince(ticket);
     }
 
     void signalOne() noexcept { waiters.wakeOne(); }
