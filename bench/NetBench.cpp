@@ -157,7 +157,7 @@ public:
     }
     int receive(char* to, int length) {
         int64_t count = -1;
-        m_socket->recv(to, static_cast<size_t>(length), 0, &count);
+        static_cast<void>(m_socket->recv(to, static_cast<size_t>(length), 0, &count));
         require(count >= 0);
         return static_cast<int>(count);
     }

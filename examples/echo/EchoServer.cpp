@@ -53,7 +53,8 @@ std::unique_ptr<TcpServerSocket2> listenOn(uint16_t port, const char* hosts) {
 void serve(TcpWorkerSocket2& connection) {
     char buffer[16384];
     int64_t received = 0;
-    while (connection.recv(buffer, sizeof buffer, 0, &received), received > 0) {
+    while (connection.recv(buffer, sizeof buffer, 0, &received) == ENUM_QX_E_SOCKET(0) &&
+           received > 0) {
         for (int64_t done = 0; done < received;) {
             int64_t sent = 0;
             const ENUM_QX_E_SOCKET code =

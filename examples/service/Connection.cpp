@@ -25,8 +25,8 @@ String peerOf(const TcpWorkerSocket2& socket) {
 void limitWaits(TcpWorkerSocket2& socket, std::chrono::milliseconds longest) {
     const auto value = static_cast<int32_t>(longest.count());
     for (const int32_t option : {QX_SO_RCVTIMEO, QX_SO_SNDTIMEO})
-        socket.setsockopt(QX_SOL_SOCKET, option, reinterpret_cast<const char*>(&value),
-                          sizeof value);
+        static_cast<void>(socket.setsockopt(QX_SOL_SOCKET, option,
+                                            reinterpret_cast<const char*>(&value), sizeof value));
 }
 
 } // namespace
@@ -67,7 +67,8 @@ void Connection::abort() { m_socket->shutdownBoth(); }
 void Connection::turnAway(const Service& service, TcpWorkerSocket2& socket) {
     constexpr std::string_view Text = "BYE all connections are taken\n";
     int64_t sent = 0;
-    socket.send(Text.data(), Text.size(), 0, &sent); // a new connection has room for so much
+    // A new connection has room for so much.
+    static_cast<void>(socket.send(Text.data(), Text.size(), 0, &sent));
     service.journal.tell(Level::Warning, u"client.busy", {peerOf(socket)});
 }
 

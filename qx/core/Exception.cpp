@@ -31,7 +31,7 @@ String Exception::getDescription() const { return m_description; }
 int32_t Exception::getResult() const { return result::Fail; }
 
 void Exception::setDetail(const String& detail) {
-    m_detail = detail;
+    m_detail.setAddRef(detail); // as the description is taken
     m_told = Told();
 }
 

@@ -26,7 +26,7 @@ public:
 
     /// A new copy with count 0, for the caller to take.
     /// @throws CloneNotSupportedException for a class that does not override it
-    virtual Object* clone() const;
+    [[nodiscard]] virtual Object* clone() const;
     /// Negative, 0 or positive; here by address.
     virtual int compareTo(const Object& other) const;
     virtual bool equals(const Object& other) const;

@@ -6,6 +6,13 @@
 #include <type_traits>
 #include <utility>
 
+// Clang refuses or warns of a variable that is left with the pointer of a temporary Reference.
+#ifdef __clang__
+#define QX_LIFETIME_BOUND [[clang::lifetimebound]]
+#else
+#define QX_LIFETIME_BOUND
+#endif
+
 namespace qx {
 
 namespace detail {
@@ -66,7 +73,7 @@ public:
     T* get() const noexcept { return m_pointer; }
     T* operator->() const noexcept { return m_pointer; }
     T& operator*() const noexcept { return *m_pointer; }
-    operator T*() const noexcept { return m_pointer; }
+    operator T*() const noexcept QX_LIFETIME_BOUND { return m_pointer; }
     explicit operator bool() const noexcept { return m_pointer != nullptr; }
 
     /// Drops the pointer.
@@ -121,7 +128,7 @@ private:
 
 /// Makes an object on the heap, which the returned reference owns.
 template <class T, class... Arguments>
-Reference<T> makeReference(Arguments&&... arguments) {
+[[nodiscard]] Reference<T> makeReference(Arguments&&... arguments) {
     return Reference<T>(new T(std::forward<Arguments>(arguments)...));
 }
 

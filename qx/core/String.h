@@ -479,7 +479,7 @@ public:
     static String valueOf(char32_t codePoint) { return String(codePoint); }
     static String valueOf(ForeignUnit auto) = delete;
 
-    String* clone() const override;
+    [[nodiscard]] String* clone() const override;
     /// @throws CastFailedException when @p other is no string
     int compareTo(const Object& other) const override;
     bool equals(const Object& other) const override;

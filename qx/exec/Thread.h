@@ -29,7 +29,7 @@ public:
     Thread(const Thread& other);
 
     /// @throws CloneNotSupportedException for a class derived from Thread
-    Thread* clone() const override;
+    [[nodiscard]] Thread* clone() const override;
 
     /// Stack of the thread in bytes, raised to what the system needs; 0, as at first, for the
     /// system's default.

@@ -36,7 +36,7 @@ public:
     /// The name.
     String toString() const override { return m_name; }
 
-    Object* clone() const override { return new Locale(*this); }
+    [[nodiscard]] Object* clone() const override { return new Locale(*this); }
     /// Compares the names.
     /// @throws CastFailedException when @p other is no locale
     int compareTo(const Object& other) const override;

@@ -25,13 +25,13 @@ public:
     /// Takes the lock.
     virtual void wait();
     /// Takes the lock unless that would block; false when it would.
-    virtual bool tryWait();
+    [[nodiscard]] virtual bool tryWait();
     /// Gives the lock back.
     /// @throws ResultException with result::NotOwner when the thread does not hold it
     virtual void signal();
 
     void lock() { wait(); }
-    bool try_lock() { return tryWait(); }
+    [[nodiscard]] bool try_lock() { return tryWait(); }
     void unlock() { signal(); }
 
     int read(ByteBuffer& buffer) override;

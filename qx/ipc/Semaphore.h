@@ -28,7 +28,7 @@ public:
 
     /// Blocks until there is a unit, and takes it.
     void wait() override;
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
 
     /// Gives back a unit, or adds one.
     virtual void signal();

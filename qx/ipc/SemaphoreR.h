@@ -24,13 +24,13 @@ public:
     SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard);
 
     void wait() override;
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
     /// Undoes one wait of the owner; undoing the first one gives the unit back. Does nothing when
     /// the calling thread is not the owner.
     void signal() override;
 
     void lock() { wait(); }
-    bool try_lock() { return tryWait(); }
+    [[nodiscard]] bool try_lock() { return tryWait(); }
     void unlock() { signal(); }
 
 private:

@@ -84,7 +84,7 @@ public:
     /// @throws CastFailedException for any other object
     int compareTo(const Object& other) const override;
 
-    BigDecimal* clone() const override;
+    [[nodiscard]] BigDecimal* clone() const override;
     uint32_t hashCode() const override;
     /// All digits, with as many behind the point as the scale says. For a negative scale the
     /// unscaled number alone, without the zeros that the scale stands for.

@@ -11,15 +11,15 @@ public:
     /// @param family    QX_AF_INET or QX_AF_INET6
     /// @param type      QX_SOCK_STREAM
     /// @param protocol  QX_IPPROTO_TCP, or 0 for the protocol of the type
-    static ENUM_QX_E_SOCKET createTcpClientSocket2(int family, int type, int protocol,
-                                                   TcpClientSocket2** out);
+    [[nodiscard]] static ENUM_QX_E_SOCKET createTcpClientSocket2(int family, int type, int protocol,
+                                                                 TcpClientSocket2** out);
 
     /// @p length counts bytes of the address, in the lower 32 bits.
-    ENUM_QX_E_SOCKET bind(const qx_sockaddr_union* address, size_t length);
+    [[nodiscard]] ENUM_QX_E_SOCKET bind(const qx_sockaddr_union* address, size_t length);
     /// Waits without limit.
-    ENUM_QX_E_SOCKET connect(const qx_sockaddr_union* address, size_t length);
+    [[nodiscard]] ENUM_QX_E_SOCKET connect(const qx_sockaddr_union* address, size_t length);
     /// Address that the socket is bound to. @p length is the capacity, then the length.
-    ENUM_QX_E_SOCKET getLocalAddress(qx_sockaddr_union* address, int* length);
+    [[nodiscard]] ENUM_QX_E_SOCKET getLocalAddress(qx_sockaddr_union* address, int* length);
 
 private:
     using TcpWorkerSocket2::TcpWorkerSocket2;

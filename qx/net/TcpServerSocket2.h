@@ -23,21 +23,22 @@ public:
 
     /// Makes a server, which the caller owns; null after a failure. Sockets come with bind.
     /// @p type and @p protocol are those of every listening socket.
-    static ENUM_QX_E_SOCKET createTcpServerSocket2(int family, int type, int protocol,
-                                                   TcpServerSocket2** out);
+    [[nodiscard]] static ENUM_QX_E_SOCKET createTcpServerSocket2(int family, int type, int protocol,
+                                                                 TcpServerSocket2** out);
     /// Shuts the output down and closes, unless that has happened.
     ~TcpServerSocket2() override;
 
     /// Adds the any address of IPv6 and then of IPv4. QX_E_SOCKET_EFAULT when one found no room.
-    ENUM_QX_E_SOCKET bindListAddAddrAny(uint16_t port);
+    [[nodiscard]] ENUM_QX_E_SOCKET bindListAddAddrAny(uint16_t port);
     /// Adds the addresses that the hosts resolve to, except those that stand for all or none.
     /// @param hosts    names or numeric addresses, separated by commas and blanks behind them
     /// @param service  name of a TCP service, taken when @p port is 0
     /// @return the outcome of the last host: QX_E_SOCKET_HOST_NOT_FOUND when it added none
-    ENUM_QX_E_SOCKET bindListAddAddrInfo(const char* hosts, const char* service, uint16_t port);
+    [[nodiscard]] ENUM_QX_E_SOCKET bindListAddAddrInfo(const char* hosts, const char* service,
+                                                       uint16_t port);
     /// Adds the addresses that one host resolves to, as bindListAddAddrInfo does. With port 0 the
     /// system chooses a free one for each when they are bound.
-    ENUM_QX_E_SOCKET bindListAddHost(const char* host, uint16_t port);
+    [[nodiscard]] ENUM_QX_E_SOCKET bindListAddHost(const char* host, uint16_t port);
     /// How many addresses are in the bind list and in the bound list.
     uint32_t getBindCount() const { return m_bindList.count; }
     uint32_t getBoundCount() const { return m_boundList.count; }
@@ -52,34 +53,37 @@ public:
     /// Makes a socket for every address of the bind list and binds it.
     /// @return 0 when at least one is bound, even if the machine lacks a family; else the last
     ///     failure
-    ENUM_QX_E_SOCKET bind();
+    [[nodiscard]] ENUM_QX_E_SOCKET bind();
     /// Listens on every socket. A backlog below 1 is the highest that the system has.
     /// @return the last failure; the others listen all the same
-    ENUM_QX_E_SOCKET listen(int backlog);
+    [[nodiscard]] ENUM_QX_E_SOCKET listen(int backlog);
     /// Appends the address of every listening socket to the bound list.
-    ENUM_QX_E_SOCKET saveBoundAddresses();
+    [[nodiscard]] ENUM_QX_E_SOCKET saveBoundAddresses();
 
     /// Waits without limit for a connection on any of the sockets; when several have one, the first
     /// in the list counts. The caller owns the worker; null after a failure to accept.
-    ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out);
+    [[nodiscard]] ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out);
     /// The same, with the bare socket; all ones after a failure.
-    ENUM_QX_E_SOCKET accept(uint64_t* nativeSocket);
+    [[nodiscard]] ENUM_QX_E_SOCKET accept(uint64_t* nativeSocket);
     /// Waits no longer than @p duration.
     /// @return QX_E_SOCKET_ETIMEDOUT when no connection came
     template <sync::Duration D>
-    ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out, const D& duration) {
+    [[nodiscard]] ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out, const D& duration) {
         const qx_timeval limit = TcpWorkerSocket2::timeLimit(duration);
         return acceptEither(out, nullptr, &limit);
     }
 
     /// Socket address at @p index of the bound list. @p length is the capacity, then the length, 0
     /// after a failure: QX_E_SOCKET_EADDRNOTAVAIL beyond the list.
-    ENUM_QX_E_SOCKET getBoundAddress(uint32_t index, signed char* buffer, size_t* length) const;
+    [[nodiscard]] ENUM_QX_E_SOCKET getBoundAddress(uint32_t index, signed char* buffer,
+                                                   size_t* length) const;
     /// The addresses of a list as text, separated by "; ". @p length is the capacity in bytes, then
     /// the bytes stored, the terminating nul among them; 0 and QX_E_SOCKET_EFAULT when they do not
     /// fit.
-    ENUM_QX_E_SOCKET bindListAddressesDiagnosticStrA(char* buffer, uint32_t* length) const;
-    ENUM_QX_E_SOCKET boundListAddressesDiagnosticStrA(char* buffer, uint32_t* length) const;
+    [[nodiscard]] ENUM_QX_E_SOCKET bindListAddressesDiagnosticStrA(char* buffer,
+                                                                   uint32_t* length) const;
+    [[nodiscard]] ENUM_QX_E_SOCKET boundListAddressesDiagnosticStrA(char* buffer,
+                                                                    uint32_t* length) const;
 
     /// The family given at creation; the addresses alone say what is bound.
     int32_t getFamily() const { return m_family; }

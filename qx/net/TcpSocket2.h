@@ -22,14 +22,15 @@ public:
     /// Undoes the start; the next init starts it again.
     static ENUM_QX_E_SOCKET uninit();
     /// Highest version of the socket system; 0 and 0 when it did not start.
-    static ENUM_QX_E_SOCKET getVersion(int32_t* major, int32_t* minor);
+    [[nodiscard]] static ENUM_QX_E_SOCKET getVersion(int32_t* major, int32_t* minor);
 
     /// The address at @p index of what a host resolves to, with @p port, which is not 0.
     /// @p hints may be null.
     /// @return QX_E_SOCKET_EADDRNOTAVAIL when there are fewer, a code of the resolver when there
     ///         are none
-    static ENUM_QX_E_SOCKET getAddrInfo(const char* host, uint16_t port, const qx_addrinfo* hints,
-                                        uint32_t index, qx_sockaddr_union* out);
+    [[nodiscard]] static ENUM_QX_E_SOCKET getAddrInfo(const char* host, uint16_t port,
+                                                      const qx_addrinfo* hints, uint32_t index,
+                                                      qx_sockaddr_union* out);
     /// Shuts the output down, closes and deletes what @p socket points to, and makes it null.
     static ENUM_QX_E_SOCKET destroyTcpSocket2(TcpSocket2** socket);
 

@@ -31,16 +31,20 @@ public:
 
     /// An option by the numbers QX_SOL_..., QX_SO_... of the platform layer, most of them four
     /// bytes. @p length is the capacity, then the length of the value.
-    virtual ENUM_QX_E_SOCKET getsockopt(int32_t level, int32_t name, char* value, int* length);
+    [[nodiscard]] virtual ENUM_QX_E_SOCKET getsockopt(int32_t level, int32_t name, char* value,
+                                                      int* length);
     /// Receives up to @p length bytes, of which the lower 32 bits count. @p flags: QX_MSG_... bits.
     /// @p count receives the number of bytes, 0 after the peer's orderly close and -1 for a
     /// failure.
     /// @return 0 for at least one byte, else the code of the calling thread's last socket error,
     ///         which after an orderly close is an older one or 0
-    virtual ENUM_QX_E_SOCKET recv(char* buffer, size_t length, int32_t flags, int64_t* count);
+    [[nodiscard]] virtual ENUM_QX_E_SOCKET recv(char* buffer, size_t length, int32_t flags,
+                                                int64_t* count);
     /// Sends @p length bytes in one call, results as with recv.
-    virtual ENUM_QX_E_SOCKET send(const char* buffer, size_t length, int32_t flags, int64_t* count);
-    virtual ENUM_QX_E_SOCKET setsockopt(int32_t level, int32_t name, const char* value, int length);
+    [[nodiscard]] virtual ENUM_QX_E_SOCKET send(const char* buffer, size_t length, int32_t flags,
+                                                int64_t* count);
+    [[nodiscard]] virtual ENUM_QX_E_SOCKET setsockopt(int32_t level, int32_t name,
+                                                      const char* value, int length);
 
     /// Address of the peer as it was given, null if it was not; owned by this object.
     const InetSocketAddress* getPeerAddress() const { return m_peer.get(); }
@@ -53,10 +57,10 @@ public:
     /// (null: none) passes first. @p result receives how many are ready in all arrays together.
     /// @return the pending error of the last exceptional socket; QX_E_SOCKET_EMFILE for a count of
     ///         64 or more, QX_E_SOCKET_ENOTSOCK when a socket is closed or null
-    static ENUM_QX_E_SOCKET select(TcpWorkerSocket2** readSockets, uint32_t* readCount,
-                                   TcpWorkerSocket2** writeSockets, uint32_t* writeCount,
-                                   TcpWorkerSocket2** exceptionSockets, uint32_t* exceptionCount,
-                                   const qx_timeval* timeout, int32_t* result);
+    [[nodiscard]] static ENUM_QX_E_SOCKET
+    select(TcpWorkerSocket2** readSockets, uint32_t* readCount, TcpWorkerSocket2** writeSockets,
+           uint32_t* writeCount, TcpWorkerSocket2** exceptionSockets, uint32_t* exceptionCount,
+           const qx_timeval* timeout, int32_t* result);
 
     /// Any std::chrono::duration as a time limit of select, rounded up to microseconds: no time for
     /// a negative one, 68 years for a longer one.

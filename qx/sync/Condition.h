@@ -32,7 +32,7 @@ public:
 
     void acquire();
     /// True when the lock is now held, maybe once more. Does not block.
-    bool tryAcquire();
+    [[nodiscard]] bool tryAcquire();
     void release();
 
     /// Gives the lock up, as often as it is held, blocks until a signal for this wait, and takes
@@ -93,7 +93,7 @@ public:
     void broadcast();
 
     void lock() { acquire(); }
-    bool try_lock() { return tryAcquire(); }
+    [[nodiscard]] bool try_lock() { return tryAcquire(); }
     void unlock() { release(); }
 
 private:

@@ -25,7 +25,7 @@ public:
     void wait() override;
 
     /// Always false: an event cannot be polled. wait(0) takes a remembered signal without blocking.
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
 
     /// Blocks for at most @p milliseconds; false when the time ran out first.
     virtual bool wait(uint32_t milliseconds);

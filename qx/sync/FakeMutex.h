@@ -12,7 +12,7 @@ public:
 
     void wait() override;
     /// Always true.
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
     void signal() override;
 };
 

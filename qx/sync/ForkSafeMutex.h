@@ -19,7 +19,7 @@ public:
     ForkSafeMutex& operator=(const ForkSafeMutex&) = delete;
 
     void lock();
-    bool try_lock();
+    [[nodiscard]] bool try_lock();
     /// @throws ResultException when the lock is not held (result::NotOwner)
     void unlock();
 

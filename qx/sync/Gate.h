@@ -24,7 +24,7 @@ public:
     void wait() override;
 
     /// True when the gate is open. Neither blocks nor throws.
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
 
     /// Blocks for at most @p milliseconds; false when the time ran out first.
     virtual bool wait(uint32_t milliseconds);

@@ -13,7 +13,7 @@ public:
     virtual void signal() = 0;
 
     void lock() { wait(); }
-    bool try_lock() { return tryWait(); }
+    [[nodiscard]] bool try_lock() { return tryWait(); }
     void unlock() { signal(); }
 };
 

@@ -16,7 +16,7 @@ public:
     explicit Mutex(const char* name = nullptr, unsigned int flags = 0);
 
     void wait() override;
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
     void signal() override;
 
 private:

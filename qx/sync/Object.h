@@ -14,7 +14,7 @@ public:
 
     /// True when a wait would not have blocked and is satisfied by this call. Neither blocks nor
     /// throws.
-    virtual bool tryWait() = 0;
+    [[nodiscard]] virtual bool tryWait() = 0;
 
 protected:
     Object() = default;

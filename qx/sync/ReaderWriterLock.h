@@ -20,19 +20,19 @@ public:
     explicit ReaderWriterLock(const char* name = nullptr, unsigned int flags = 0);
 
     void wait() override;
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
     void signal() override;
 
     /// Blocks until no writer holds the lock, then holds it as a reader.
     virtual void waitShared();
     /// True when the lock is now held as a reader. Neither blocks nor throws.
-    virtual bool tryWaitShared();
+    [[nodiscard]] virtual bool tryWaitShared();
     /// Ends the hold of one reader.
     /// @throws ResultException when there is none (result::NotOwner)
     virtual void signalShared();
 
     void lock_shared() { waitShared(); }
-    bool try_lock_shared() { return tryWaitShared(); }
+    [[nodiscard]] bool try_lock_shared() { return tryWaitShared(); }
     void unlock_shared() { signalShared(); }
 
 private:

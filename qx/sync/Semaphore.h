@@ -22,7 +22,7 @@ public:
 
     /// Blocks until there is a unit and takes it.
     void wait() override;
-    bool tryWait() override;
+    [[nodiscard]] bool tryWait() override;
 
     /// Adds one unit.
     /// @throws ResultException at the greatest count (result::Overflow)

@@ -49,7 +49,7 @@ TYPED_TEST(Lists, AreObjectsThatAreComparedWithListsOnly) {
     uint32_t hash = 0;
     EXPECT_EQ(comparable->HashCode(&hash), 0);
     EXPECT_EQ(hash, list->hashCode());
-    EXPECT_THROW(list->clone(), qx::CloneNotSupportedException);
+    EXPECT_THROW(static_cast<void>(list->clone()), qx::CloneNotSupportedException);
     expectThrowsResult(qx::result::NullPointer,
                        [] { TypeParam(static_cast<const IQXComparator*>(nullptr)); });
 }

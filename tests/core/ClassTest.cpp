@@ -61,7 +61,8 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
         EXPECT_EQ(std::u16string(found->getName()), name);
     }
     for (const char16_t* name : others) // classes without a creator
-        EXPECT_THROW(Class::forName(name)->createInstance(), qx::IllegalAccessException);
+        EXPECT_THROW(static_cast<void>(Class::forName(name)->createInstance()),
+                     qx::IllegalAccessException);
     EXPECT_TRUE(Class::forName(u"CQXInteger32")->isInstance(qx::Integer32()));
     EXPECT_TRUE(Class::forName(u"CQXUInteger8")->isInstance(qx::UInteger8()));
     EXPECT_FALSE(Class::forName(u"CQXNumber")->isInstance(qx::Integer32()));

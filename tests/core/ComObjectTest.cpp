@@ -334,7 +334,7 @@ TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
     const Reference<Object> original(new Object()), copy(original->clone());
     *copy = Object();
     EXPECT_EQ(copy->GetRefCount(), 1u);
-    EXPECT_THROW(Counted().clone(), qx::CloneNotSupportedException);
+    EXPECT_THROW(static_cast<void>(Counted().clone()), qx::CloneNotSupportedException);
 }
 
 TEST(LiveObjects, AreListedByClassUntilTheyEnd) {

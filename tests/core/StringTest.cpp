@@ -479,7 +479,7 @@ TEST(String, BehavesAsAnObject) {
     EXPECT_FALSE(object.equals(abd) || object.equals(buffer));
     EXPECT_THROW(object.compareTo(buffer), CastFailedException);
     struct Derived : String {};
-    EXPECT_THROW(Derived().clone(), CloneNotSupportedException);
+    EXPECT_THROW(static_cast<void>(Derived().clone()), CloneNotSupportedException);
     int order = 7;
     EXPECT_EQ(abc.CompareTo(abd.GetUnknown(), &order), result::Ok);
     EXPECT_EQ(order, -1);

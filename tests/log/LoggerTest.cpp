@@ -281,7 +281,7 @@ TEST(Processors, RefuseNull) {
     const auto refused = [](auto use) { EXPECT_EQ(failureOf(use), result::NullPointer); };
     for (const auto& processor : processors)
         refused([&] { processor->process(nullptr); });
-    refused([] { makeReference<log::SyncLogger>(nullptr); });
+    refused([] { static_cast<void>(makeReference<log::SyncLogger>(nullptr)); });
     refused([] { log::LevelFilter::create(nullptr, 0); });
     refused([] { log::AsyncProcessor::create(nullptr, 1); });
     refused([] { log::BasicLogWriter::create(nullptr); });
@@ -349,8 +349,7 @@ TEST(StringBundleLogger, LogsTheKeyWhenThereIsNoText) {
     EXPECT_EQ(target->logged, "3 none {0}") << "a key is no text to put arguments into";
     EXPECT_THROW(logger->log(-1, u"key"_qs), Exception);
     EXPECT_THROW(logger->log(-1, u"key"_qs, *list), Exception);
-    EXPECT_EQ(failureOf([&] { makeReference<log::StringBundleLogger>(bundle, nullptr); }),
-              result::NullPointer);
+    EXPECT_EQ(failureOf([&] { log::StringBundleLogger(bundle, nullptr); }), result::NullPointer);
 }
 
 using Names = std::vector<std::string>;

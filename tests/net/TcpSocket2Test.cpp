@@ -596,7 +596,7 @@ const ChildEntry withoutIpv6("serveWithoutIpv6", [](const auto&) {
     if (!list.starts_with("0.0.0.0:") || list.find(';') != std::string::npos)
         return 2;
     const auto onlyIpv6 = makeServer();
-    onlyIpv6->bindListAddAddrInfo("::1", nullptr, 80);
+    static_cast<void>(onlyIpv6->bindListAddAddrInfo("::1", nullptr, 80));
     if (onlyIpv6->bind() != QX_E_SOCKET_EAFNOSUPPORT)
         return 3;
     return 0;

@@ -70,7 +70,7 @@ protected:
     /// One to look for.
     static Argument sought(int number) {
         Element element = item(number);
-        return {number, element, element};
+        return {number, element.get(), element};
     }
 
     template <class Operation>

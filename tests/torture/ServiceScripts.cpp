@@ -24,12 +24,12 @@ void serveOn(const char* hosts) {
     if (net::TcpServerSocket2::createTcpServerSocket2(QX_AF_UNSPEC, QX_SOCK_STREAM, 0, &made))
         throw std::bad_alloc();
     const std::unique_ptr<net::TcpServerSocket2> server(made);
-    server->bindListAddAddrInfo(hosts, nullptr, 17457);
-    if (server->bind() == 0 && server->listen(5) == 0)
-        server->saveBoundAddresses();
+    if (server->bindListAddAddrInfo(hosts, nullptr, 17457) == 0 && server->bind() == 0 &&
+        server->listen(5) == 0)
+        static_cast<void>(server->saveBoundAddresses());
     char text[512];
     uint32_t length = sizeof text;
-    server->boundListAddressesDiagnosticStrA(text, &length);
+    static_cast<void>(server->boundListAddressesDiagnosticStrA(text, &length));
 }
 
 } // namespace

@@ -20,7 +20,7 @@ public:
     virtual bool isInstance(const Object& object) const;
     /// A new default-constructed instance with count 0.
     /// @throws IllegalAccessException for a class that cannot be made by name
-    virtual Object* createInstance() const;
+    [[nodiscard]] virtual Object* createInstance() const;
 
     /// The class registered under exactly @p name.
     /// @throws ClassNotFoundException with the name

@@ -14,7 +14,7 @@ public:
     explicit QueryKey(const String& text) : String(text) {}
     explicit QueryKey(std::u16string_view text) : String(text) {}
 
-    QueryKey* clone() const override;
+    [[nodiscard]] QueryKey* clone() const override;
     /// Order of the lower-case texts; @p other may be any String.
     /// @throws CastFailedException when @p other is no string
     int compareTo(const Object& other) const override;

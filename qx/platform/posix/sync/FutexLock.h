@@ -12,7 +12,7 @@ class FutexLock {
 public:
     static constexpr bool IsInherited = false; // nobody gets it when its holder ends
 
-    bool try_lock() noexcept {
+    [[nodiscard]] bool try_lock() noexcept {
         return tryAsKnown() || (!t_callingThread.isKnown() && tryLockForTheFirstTime());
     }
 

@@ -13,7 +13,7 @@ public:
     bool tryAsKnown(SharedObject& caller) noexcept {
         return isAcquired(m_lock, m_lock.tryAcquire(), [] {}) && enter(caller);
     }
-    bool try_lock(SharedObject& caller) noexcept { return tryAsKnown(caller); }
+    [[nodiscard]] bool try_lock(SharedObject& caller) noexcept { return tryAsKnown(caller); }
     void lock(SharedObject& caller) noexcept {
         isAcquired(m_lock, m_lock.acquire(), [] {});
         enter(caller);
