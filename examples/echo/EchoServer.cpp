@@ -14,7 +14,6 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/String.h>
-#include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
 #include <qx/net/TcpServerSocket2.h>
 #include <qx/net/TcpWorkerSocket2.h>
@@ -80,7 +79,7 @@ public:
                 connection.reset();
                 add(-1);
             };
-            qx::exec::Thread(qx::exec::makeRunnable(std::move(body)), qx::String(u"echo")).start();
+            qx::exec::Thread(std::move(body), u"echo").start();
         } catch (const std::exception& exception) {
             std::cerr << exception.what() << '\n';
             add(-1);

@@ -8,7 +8,6 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
-#include <qx/exec/CallableRunnable.h>
 
 namespace collector {
 
@@ -30,8 +29,8 @@ void Connections::start(std::unique_ptr<qx::net::TcpWorkerSocket2> socket) {
     Served& served = added.front();
     const int32_t result = qx::resultOf([&] {
         served.connection = std::make_unique<Connection>(m_service, std::move(socket));
-        served.thread = qx::makeReference<qx::exec::Thread>(
-            qx::exec::makeRunnable([this, &served] { serve(served); }), u"connection");
+        served.thread =
+            qx::makeReference<qx::exec::Thread>([this, &served] { serve(served); }, u"connection");
         served.thread->start();
     });
     if (result < 0) {

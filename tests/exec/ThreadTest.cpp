@@ -65,6 +65,46 @@ TEST(Thread, HandsBackTheWholePointerAndNullForAnException) {
     EXPECT_EQ(resultOfThread([]() -> void* { throw 42; }), nullptr);
 }
 
+std::atomic<int> s_told{0};
+
+TEST(Thread, ItsExceptionGoesToWhoeverAsksAndElseToTheHook) {
+    const auto hook = [](const std::exception_ptr& exception, const String& name) noexcept {
+        s_told += exception && name == u"failing" ? 1 : 100;
+    };
+    EXPECT_EQ(Thread::setExceptionHook(hook), nullptr);
+    const auto start = [](auto body) {
+        auto thread = makeReference<Thread>(body, u"failing");
+        thread->start();
+        return thread;
+    };
+    const auto failing = start([] { throw 7; });
+    EXPECT_THROW(failing->joinOrThrow(), int);
+    failing->start();
+    EXPECT_EQ(failing->join(), nullptr);
+    EXPECT_EQ(s_told, 1);
+    EXPECT_EQ(start([]() -> void* { return &s_value; })->joinOrThrow(), &s_value);
+    for (int i = 0; i < 50; ++i) { // some objects go before the end of the thread, some after it
+        const auto thread = start([] { throw 7; });
+        Thread::sleep(i % 2 == 0 ? 0 : 1);
+    }
+    EXPECT_TRUE(eventually([] { return s_told == 51; })) << s_told;
+    EXPECT_EQ(Thread::setExceptionHook(nullptr), hook);
+    start([] { throw 7; })->join();
+    EXPECT_EQ(s_told, 51);
+}
+
+const ChildEntry failedAtTheEnd("exec.failedAtTheEnd", [](const auto&) {
+    static Thread thread([] { throw 7; });
+    Thread::setExceptionHook([](const auto&, const String&) noexcept { _exit(42); });
+    thread.start();
+    eventually([] { return countOwn("task") <= (Sanitized ? 2 : 1); });
+    return 0; // and static objects go
+});
+
+TEST(Thread, ItsExceptionIsHeardOfAtTheEndOfTheProcess) {
+    EXPECT_EQ(ChildProcess("exec.failedAtTheEnd").join(), 42);
+}
+
 TEST_F(ThreadTest, MayEndItselfInTheMiddle) {
     EXPECT_EQ(resultOfThread([task = makeTask()] { pthread_exit(task->run()); }), &s_value);
     EXPECT_TRUE(m_gone.tryWait()); // the thread's reference is not lost
@@ -130,29 +170,23 @@ TEST(Thread, DoesNotJoinItself) {
     thread.join();
 }
 
-TEST_F(ThreadTest, GoesOnWithoutItsObject) {
-    sync::Gate mayEnd;
-    {
-        Thread thread(makeRunnable([&, task = makeTask()] { mayEnd.wait(); }));
-        thread.start();
+TEST_F(ThreadTest, GoesOnWithoutItsObjectWhichItMayDropItself) {
+    for (const bool dropsItself : {false, true}) {
+        sync::Gate mayEnd;
+        auto thread = std::make_unique<Reference<Thread>>();
+        *thread = makeReference<Thread>([&, dropsItself, task = makeTask()] {
+            mayEnd.wait();
+            if (dropsItself)
+                thread.reset();
+        });
+        (*thread)->start();
+        if (!dropsItself)
+            thread.reset();
+        EXPECT_FALSE(m_gone.wait(20));
+        mayEnd.open();
+        m_gone.wait(); // hangs if the thread has not released its runnable
+        m_gone.close();
     }
-    EXPECT_FALSE(m_gone.wait(20));
-    mayEnd.open();
-    m_gone.wait(); // hangs if the thread has not released its runnable
-}
-
-TEST_F(ThreadTest, MayDropItsOwnObject) {
-    sync::Gate dropped, destroyed;
-    auto thread = std::make_unique<Reference<Thread>>();
-    *thread = makeReference<Thread>(makeRunnable([&, task = makeTask()] {
-        dropped.wait();
-        thread.reset();
-        destroyed.open();
-    }));
-    (*thread)->start();
-    dropped.open();
-    destroyed.wait();
-    m_gone.wait();
 }
 
 TEST_F(ThreadTest, CopiesAreNotStarted) {
