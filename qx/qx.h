@@ -85,6 +85,7 @@
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/IRunnable.h>
 #include <qx/exec/Process.h>
+#include <qx/exec/ProcessBuilder.h>
 #include <qx/exec/SharedLibrary.h>
 #include <qx/exec/Thread.h>
 #include <qx/i18n/BundleFactory.h>

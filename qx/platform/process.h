@@ -5,6 +5,8 @@
 /// Every function returns a result code, negative on failure, and may be called from any thread;
 /// one handle is used by one thread at a time.
 
+#include <stddef.h>
+
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>
 
@@ -12,11 +14,16 @@
 extern "C" {
 #endif
 
-/// Flags of QXProcessCreate: what is not inherited goes through a pipe.
+/// Flags of QXProcessCreate and QXProcessStart: what is not inherited goes through a pipe.
 #define QX_PROCESS_MERGE_ERROR 1u   ///< error output goes where output goes; no stream of its own
 #define QX_PROCESS_INHERIT_INPUT 2u ///< the child has the standard stream of this process
 #define QX_PROCESS_INHERIT_OUTPUT 4u
 #define QX_PROCESS_INHERIT_ERROR 8u ///< not with MERGE_ERROR
+/// Of QXProcessStart: the child gets the variables that are named and no others.
+#define QX_PROCESS_NO_ENVIRONMENT 16u
+
+/// The time limit that stands for none.
+#define QX_PROCESS_NO_LIMIT 0xFFFFFFFFu
 
 /// Exit code of a child whose status somebody else took or threw away: the host program ignores
 /// SIGCHLD or waits for children that are not its own, and the kernel does not tell otherwise.
@@ -48,15 +55,53 @@ extern "C" {
 QX_API int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine,
                                const char16_t* folder, const char16_t* const* environment,
                                uint32_t flags, QXHandle* streams, QXHandle* process);
+/// The same for a program with its arguments in a list, which reach it as they are: nothing in them
+/// is special, and nothing has to be quoted.
+///
+/// @p arguments: the program, which is looked up in this process's PATH when it holds no slash,
+/// then what it is called with, and a null at the end.
+/// @p variables: changes of this process's environment for the child, texts NAME=value, or NAME
+/// alone for one to leave out, and a null at the end; of several with one name the last one counts.
+/// May be null.
+QX_API int32_t QXProcessStart(const char16_t* const* arguments, const char16_t* folder,
+                              const char16_t* const* variables, uint32_t flags, QXHandle* streams,
+                              QXHandle* process);
 /// Waits for the end of the child and stores its exit code: 0 to 255, or minus the number of the
 /// signal that ended it. The handle is gone then; after a failure it is as before and the code is
 /// -1.
 QX_API int32_t QXProcessJoin(QXHandle process, int32_t* exitCode);
 /// The same without waiting: 0x800700AA while the child runs.
 QX_API int32_t QXProcessGetExitCode(QXHandle process, int32_t* exitCode);
+/// The same for a limited time: 0x800705B4 when it is over first.
+QX_API int32_t QXProcessTimedJoin(QXHandle process, uint32_t milliseconds, int32_t* exitCode);
 /// Gives the handle up and does not wait. At its end nothing is left of the child, which this
 /// process sees to.
 QX_API int32_t QXProcessDetach(QXHandle process);
+
+/// Asks the child to end (SIGTERM), or ends it (SIGKILL). Nothing happens to a child that has
+/// ended, nor to another process that has its number by now. Any thread may call these, also while
+/// another waits for the child; 0x80070006 when the handle is gone.
+QX_API int32_t QXProcessTerminate(QXHandle process);
+QX_API int32_t QXProcessKill(QXHandle process);
+/// Stores the system's number of the child; 0 after a failure. Threads as above.
+QX_API int32_t QXProcessGetNumber(QXHandle process, uint32_t* number);
+
+/// Takes what a child has written to its output (@p stream 1) or error output (2). A negative
+/// result ends the exchange.
+typedef int32_t (*QXProcessReceiver)(void* context, int32_t stream, const void* bytes,
+                                     size_t length);
+
+/// Gives a child its input and takes what it writes to both outputs, in whatever order and amount
+/// it reads and writes, until both are at their end. That is when the child and all that have
+/// inherited the outputs from it have closed them.
+///
+/// @p streams: as QXProcessCreate stored them; all ones for what is not there, or closed already.
+/// The first is closed as soon as the child has all of the input or wants no more of it, and in any
+/// case at the end, and is all ones then. The others stay open.
+/// 0x800705B4 when the time is over first; what was there until then has been received, also with a
+/// time of 0. What @p receive returned, when that was negative.
+QX_API int32_t QXProcessExchange(QXHandle* streams, const void* input, size_t length,
+                                 uint32_t milliseconds, QXProcessReceiver receive, void* context);
 
 /// Number of the calling process.
 QX_API uint32_t QXProcessGetID(void);

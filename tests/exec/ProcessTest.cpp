@@ -8,13 +8,16 @@
 #include <sys/syscall.h>
 #include <sys/utsname.h>
 
-#include <qx/exec/Process.h>
+#include <qx/exec/ProcessBuilder.h>
+#include <qx/exec/Thread.h>
 #include <qx/platform/files.h>
 
 #include "tests/exec/ExecTesting.h"
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/RefusedCall.h"
+#include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
 
 using namespace qx;
@@ -103,6 +106,106 @@ TEST(Process, SplitsTheCommandLineIntoArguments) {
     }
 }
 
+/// This program again, running one of the entries, by the builder.
+ProcessBuilder self(const char* entry) { return ProcessBuilder(SelfPath, {"--qx-child", entry}); }
+
+TEST(ProcessBuilder, PassesOnWhatItIsGivenAndLeavesTheRestAsItIs) {
+    ProcessBuilder print = self("exec.arguments");
+    EXPECT_EQ(print.add({u"", u"\\\"", u"a\\", u"\n\t", u"\u00E4"}).run().output,
+              "[][\\\"][a\\][\n\t][\u00E4]");
+    setenv("QX_RAW", "\xFF", 1); // no text
+    setenv("QX_GONE", "1", 1);
+    ProcessBuilder about = self("exec.about");
+    about.setVariable("QX_GONE", "2").setVariable("QX_NEW", "1").setVariable("QX_NEW", "2=");
+    const std::string all = about.removeVariable("QX_GONE").run().output;
+    for (const char* line : {"\nQX_RAW=\xFF\n", "\nPATH=", "\nQX_NEW=2=\n"})
+        EXPECT_NE(all.find(line), std::string::npos) << line << all;
+    for (const char* text : {"QX_GONE", "QX_NEW=1"})
+        EXPECT_EQ(all.find(text), std::string::npos) << text << all;
+    expectEach(result::InvalidArgument,
+               {[&] { print.add(std::u16string_view(u"a\0b", 3)); },
+                [&] { print.setVariable("A=B", ""); }, [&] { print.removeVariable(""); },
+                [&] { print.inheritError().mergeError().start(); }});
+}
+
+TEST(Process, FinishesHoweverMuchGoesInAndOut) {
+    const NothingLeft check;
+    const SignalStorm storm;
+    const std::string much(3'000'000, '\x01'), little = "x";
+    for (const std::string& input : {much, little, std::string()}) {
+        const ProcessResult result = self("exec.copy").run(input);
+        EXPECT_EQ(result.output, input);
+        EXPECT_EQ(result.error.size(), input.size());
+        EXPECT_EQ(std::pair(result.exitCode, result.isTimedOut), std::pair(0, false));
+    }
+    // A child that wants nothing of it, no pipe to some of the streams, one that was closed.
+    EXPECT_EQ(ProcessBuilder("sh", {"-c", "exec <&-; echo a; echo b >&2; exit 3"})
+                  .mergeError()
+                  .run(much, std::chrono::minutes(1))
+                  .output,
+              "a\nb\n");
+    const auto closed = ProcessBuilder("cat").start();
+    const auto out = closed->getOutputStream();
+    out->write("1", 1);
+    out->close();
+    EXPECT_THROW(closed->finish("2"), IllegalStateException);
+    EXPECT_EQ(closed->finish().output, "1");
+    EXPECT_THROW(closed->finish(), IllegalStateException);
+    EXPECT_THROW(ProcessBuilder("true").inheritInput().run("x"), IllegalStateException);
+}
+
+/// Each way in which a child ends, and each way to wait for it.
+void endEach() {
+    using namespace std::chrono_literals;
+    const struct {
+        const char16_t* script;
+        int32_t code;
+        void (Process::*end)() = nullptr;
+    } cases[] = {{u"exit 0", 0},
+                 {u"exit 255", 255},
+                 {u"kill -USR1 $$", -SIGUSR1},
+                 {u"", -SIGTERM, &Process::terminate},
+                 {u"", -SIGKILL, &Process::kill}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.code);
+        Process process = endingWith(c.script);
+        expectThrows<IllegalStateException>(NotJoined, [&] { process.getExitCode(); });
+        EXPECT_FALSE(process.tryJoin() ||
+                     process.waitFor(1ms)); // it waits for the end of its input
+        EXPECT_EQ(::kill(static_cast<pid_t>(process.getId()), 0), 0);
+        const int forked = fork();
+        if (forked == 0) // which has no child
+            _exit(failureOf([&] { process.kill(); }) == result::InvalidHandle &&
+                          failureOf([&] { process.finish(); }) == result::InvalidHandle
+                      ? 0
+                      : 1);
+        EXPECT_EQ(ChildProcess(forked).join(), 0);
+        BlockingThread waiting(
+            [&] { EXPECT_TRUE(c.code < 0 ? process.waitFor(1min) : process.join() == c.code); });
+        waiting.awaitBlocked();
+        if (c.end != nullptr)
+            (process.*c.end)();
+        else
+            process.getOutputStream()->close();
+        waiting.join();
+        EXPECT_EQ(process.getExitCode(), c.code);
+        process.terminate(); // nothing happens, and to nobody else
+        process.kill();
+        for (const auto& call : Calls{[&] { process.join(); }, [&] { process.tryJoin(); },
+                                      [&] { process.waitFor(0s); }, [&] { process.getId(); }})
+            expectThrows<IllegalStateException>(AlreadyJoined, call);
+    }
+}
+
+TEST(Process, HandsBackTheExitCodeAndEndsWhenItIsTold) {
+    endEach();
+    Process process = start(u"exec.copy");
+    // What the platform lacks.
+    expectEach(result::NotAvailable, {[&] { process.getID(); }, [] { Process::joinChild(); }});
+    EXPECT_THROW(static_cast<void>(process.clone()), CloneNotSupportedException);
+    EXPECT_EQ(Process::getCurrentID(), static_cast<unsigned int>(getpid()));
+}
+
 TEST(Process, FindsTheProgram) {
     const TemporaryFolder folder;
     writeFile(folder.path("print"), "#!/bin/sh\necho $0 $PWD\n");
@@ -149,33 +252,14 @@ TEST(ProcessHandle, GivesTheCodeOnceAndIsNoOther) {
     EXPECT_EQ(code, 0);
     for (const QXHandle none :
          {handle, QXHandle{0}, None, QXHandle{1} << 63, QXHandle{0x80000000u}}) {
+        uint32_t number = 7;
         expectEach(result::InvalidHandle,
                    {QXProcessJoin(none, &(code = 7)), QXProcessGetExitCode(none, &code),
-                    QXProcessDetach(none)});
+                    QXProcessTimedJoin(none, 1, &code), QXProcessTerminate(none),
+                    QXProcessKill(none), QXProcessGetNumber(none, &number), QXProcessDetach(none)});
+        EXPECT_EQ(number, 0u);
         EXPECT_EQ(code, -1);
     }
-}
-
-TEST(Process, HandsBackTheExitCode) {
-    const std::pair<const char16_t*, int32_t> cases[] = {{u"exit 0", 0},
-                                                         {u"exit 255", 255},
-                                                         {u"kill -USR1 $$", -SIGUSR1},
-                                                         {u"kill -9 $$", -SIGKILL}};
-    for (const auto& [end, code] : cases) {
-        SCOPED_TRACE(code);
-        Process process = endingWith(end);
-        expectThrows<IllegalStateException>(NotJoined, [&] { process.getExitCode(); });
-        EXPECT_FALSE(process.tryJoin()); // it waits for the end of its input
-        process.getOutputStream()->close();
-        EXPECT_EQ(process.join(), code);
-        EXPECT_EQ(process.getExitCode(), code);
-        expectThrows<IllegalStateException>(AlreadyJoined, [&] { process.join(); });
-        expectThrows<IllegalStateException>(AlreadyJoined, [&] { process.tryJoin(); });
-        // What the platform lacks.
-        expectEach(result::NotAvailable, {[&] { process.getID(); }, [] { Process::joinChild(); }});
-        EXPECT_THROW(static_cast<void>(process.clone()), CloneNotSupportedException);
-    }
-    EXPECT_EQ(Process::getCurrentID(), static_cast<unsigned int>(getpid()));
 }
 
 TEST(Process, StreamsAreTheSameEachTimeMergeAndOutliveTheProcess) {
@@ -221,12 +305,9 @@ TEST(Process, InheritsStreamsThatItIsTold) {
         {u"exec.passOn 14", "\x01", "\xFE"},
         {u"exec.passOn 7", "\x01\xFE", ""}}; // error output to the inherited output
     for (const auto& [entry, output, error] : cases) {
-        Process process = start(entry);
-        process.getOutputStream()->write("\x01", 1);
-        process.getOutputStream()->close();
-        EXPECT_EQ(readAll(*process.getInputStream()), output);
-        EXPECT_EQ(readAll(*process.getErrorStream()), error);
-        EXPECT_EQ(process.join(), 0);
+        const auto result = start(entry).finish("\x01");
+        EXPECT_EQ(std::tuple(result.output, result.error, result.exitCode),
+                  std::tuple(output, error, 0));
     }
 }
 
@@ -328,12 +409,8 @@ const ChildEntry fewDescriptors("RunsOutOfDescriptorsWithoutHarm", [](const auto
 const ChildEntry bareEntry("WorksInAProgramWithoutStandardStreams", [](const auto&) {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         close(stream);
-    Process process = start(u"exec.copy");
-    process.getOutputStream()->write("\x01", 1);
-    process.getOutputStream()->close();
-    const std::string output = readAll(*process.getInputStream());
-    const std::string error = readAll(*process.getErrorStream());
-    return output == "\x01" && error == "\xFE" && process.join() == 0 ? 0 : 1;
+    const ProcessResult result = start(u"exec.copy").finish("\x01");
+    return result.output == "\x01" && result.error == "\xFE" ? result.exitCode : 1;
 });
 
 /// True when the kernel tells the status of children that it has thrown away itself.
@@ -413,11 +490,7 @@ TEST(Process, HundredsOfDroppedOnesShareAThreadAndAFewDescriptors) {
 const ChildEntry noProcessDescriptors("ManagesWithoutDescriptorsOfProcesses", [](const auto&) {
     if (!refuseCall(SYS_pidfd_open, ENOSYS))
         return 2;
-    Process process = endingWith(u"exit 5");
-    EXPECT_FALSE(process.tryJoin());
-    process.getOutputStream()->close();
-    EXPECT_TRUE(eventually([&] { return process.tryJoin(); }));
-    EXPECT_EQ(process.getExitCode(), 5);
+    endEach();
     std::optional<NothingLeft> check(std::in_place);
     QXHandle streams[3], handle, other;
     int32_t code = 0;

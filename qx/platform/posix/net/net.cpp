@@ -7,8 +7,8 @@
 #include <linux/tcp.h>
 #include <utility>
 
+#include <qx/platform/posix/WaitEnd.h>
 #include <qx/platform/posix/descriptor.h>
-#include <qx/platform/posix/net/WaitEnd.h>
 #include <qx/platform/posix/net/socketaddress.h>
 #include <qx/platform/posix/net/socketnumbers.h>
 

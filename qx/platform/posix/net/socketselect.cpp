@@ -6,7 +6,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <qx/platform/posix/net/WaitEnd.h>
+#include <qx/platform/posix/WaitEnd.h>
 #include <qx/platform/posix/net/socketnumbers.h>
 
 namespace qx::platform {

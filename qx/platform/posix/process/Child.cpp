@@ -1,6 +1,8 @@
 #include "qx/platform/posix/process/Child.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <mutex>
 #include <sys/ioctl.h>
@@ -40,6 +42,14 @@ Child** findChild(QXHandle handle) noexcept {
     return s_children.find([&](const Child& child) { return child.handle == handle; });
 }
 
+/// The child of a handle, for the one thread at a time that waits with it: nobody else takes it out
+/// meanwhile. Null when there is none.
+const Child* lookUpChild(QXHandle handle) noexcept {
+    const std::lock_guard guard(s_lock);
+    Child** const found = findChild(handle);
+    return found != nullptr ? *found : nullptr;
+}
+
 int32_t exitCodeOf(int status) noexcept {
     return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
@@ -61,6 +71,7 @@ void Child::begin(pid_t number) noexcept {
     Descriptor descriptor(static_cast<int>(::syscall(SYS_pidfd_open, number, 0)));
     const bool isGone = !descriptor && errno == ESRCH;
     m_number = isGone ? 0 : number;
+    m_givenNumber = number;
     m_descriptor = aboveStandard(std::move(descriptor));
 }
 
@@ -85,6 +96,43 @@ int32_t Child::wait(int options, int32_t& exitCode) const noexcept {
     return result::Ok;
 }
 
+bool Child::awaitEnd(const WaitEnd& end) const noexcept {
+    using namespace std::chrono_literals;
+    constexpr std::chrono::nanoseconds LongestPause = 16ms;
+    // Without a descriptor only looking tells, and so it does of a child that a debugger holds,
+    // whose descriptor says early that it has ended.
+    bool isLooking = !m_descriptor;
+    int32_t exitCode = 0;
+    for (std::chrono::nanoseconds pause = 1ms;;) {
+        if (wait(WNOHANG | WNOWAIT, exitCode) != result::Busy)
+            return true; // a failure is for the collecting to tell
+        if (end.hasPassed())
+            return false;
+        if (isLooking) {
+            WaitEnd(end.atMost(pause)).poll(nullptr, 0);
+            pause = std::min(2 * pause, LongestPause);
+        } else {
+            pollfd entry{descriptor(), POLLIN, 0};
+            isLooking = end.poll(&entry, 1) != 0;
+        }
+    }
+}
+
+int32_t Child::send(int signal) const noexcept {
+    if (m_number == 0)
+        return result::Ok;
+    if (!m_descriptor) {
+        // The number is that of the child until somebody collects it. Here that happens under the
+        // lock which the caller holds; a program that does it itself has to know what it does.
+        int32_t exitCode = 0;
+        if (wait(WNOHANG | WNOWAIT, exitCode) != result::Busy || ::kill(m_number, signal) == 0)
+            return result::Ok;
+    } else if (::syscall(SYS_pidfd_send_signal, descriptor(), signal, nullptr, 0) == 0) {
+        return result::Ok;
+    }
+    return errno == ESRCH ? result::Ok : lastResult();
+}
+
 QXHandle enterChild(std::unique_ptr<Child> child) noexcept {
     const std::lock_guard guard(s_lock);
     child->handle = ++s_lastHandle;
@@ -93,19 +141,43 @@ QXHandle enterChild(std::unique_ptr<Child> child) noexcept {
 }
 
 int32_t collectChild(QXHandle handle, int options, int32_t& exitCode) noexcept {
-    const Child* child = nullptr;
-    {
-        const std::lock_guard guard(s_lock);
-        if (Child** const found = findChild(handle); found != nullptr)
-            child = *found;
-    }
+    const Child* const child = lookUpChild(handle);
     if (child == nullptr)
         return result::InvalidHandle;
-    // One thread at a time uses a handle: nobody takes the child out meanwhile.
-    const int32_t result = child->wait(options, exitCode);
-    if (result >= 0)
-        takeChild(handle);
+    // Who sends a signal to a number must not find it given to another process.
+    const bool isKnownByNumber = child->descriptor() < 0;
+    int32_t result = child->wait(isKnownByNumber ? options | WNOWAIT : options, exitCode);
+    std::unique_ptr<Child> collected;
+    if (result >= 0) {
+        const std::lock_guard guard(s_lock);
+        if (isKnownByNumber)
+            result = child->wait(WNOHANG, exitCode);
+        if (Child** const found = findChild(handle); result >= 0 && found != nullptr)
+            collected.reset(s_children.take(found));
+    }
     return result;
+}
+
+int32_t collectChildUntil(QXHandle handle, const WaitEnd& end, int32_t& exitCode) noexcept {
+    const Child* const child = lookUpChild(handle);
+    if (child == nullptr)
+        return result::InvalidHandle;
+    return child->awaitEnd(end) ? collectChild(handle, WNOHANG, exitCode) : result::TimedOut;
+}
+
+int32_t signalChild(QXHandle handle, int signal) noexcept {
+    const std::lock_guard guard(s_lock);
+    Child** const found = findChild(handle);
+    return found != nullptr ? (*found)->send(signal) : result::InvalidHandle;
+}
+
+int32_t numberOfChild(QXHandle handle, uint32_t& number) noexcept {
+    const std::lock_guard guard(s_lock);
+    Child** const found = findChild(handle);
+    if (found == nullptr)
+        return result::InvalidHandle;
+    number = static_cast<uint32_t>((*found)->number());
+    return result::Ok;
 }
 
 std::unique_ptr<Child> takeChild(QXHandle handle) noexcept {

@@ -1,6 +1,7 @@
 #include "qx/platform/process.h"
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
@@ -37,7 +38,12 @@ constexpr uint32_t KnownFlags = QX_PROCESS_MERGE_ERROR | QX_PROCESS_INHERIT_INPU
 /// Texts as a program receives them.
 class TextList {
 public:
-    void add(std::u16string_view text) { m_texts.push_back(toNarrow(text)); }
+    void add(std::string text) { m_texts.push_back(std::move(text)); }
+    void add(std::u16string_view text) { add(toNarrow(text)); }
+    template <class Fits>
+    void removeAll(Fits&& fits) {
+        std::erase_if(m_texts, fits);
+    }
     bool isEmpty() const noexcept { return m_texts.empty(); }
     const std::string& last() const noexcept { return m_texts.back(); }
     const std::string& first() const noexcept { return m_texts.front(); }
@@ -58,10 +64,11 @@ private:
 /// What is to be executed, in the system's terms.
 class Program {
 public:
-    /// See QXProcessCreate, as for the others.
-    Program(const char16_t* path, const char16_t* commandLine);
+    /// See QXProcessCreate and QXProcessStart, as for the others.
+    Program(const char16_t* path, TextList arguments);
     void setFolder(const char16_t* folder);
     void setEnvironment(const char16_t* const* environment);
+    void changeEnvironment(const char16_t* const* variables, bool isInherited);
 
     int folder() const noexcept { return m_folder.get(); }
     /// posix_spawn; an errno value.
@@ -80,10 +87,26 @@ private:
     Descriptor m_folder;
 };
 
-Program::Program(const char16_t* path, const char16_t* commandLine) {
-    const std::u16string_view line = commandLine != nullptr ? commandLine : u"";
-    for (const std::u16string& word : splitCommandLine(line))
-        m_arguments.add(word);
+TextList wordsOf(const char16_t* commandLine) {
+    TextList words;
+    for (const std::u16string& word : splitCommandLine(commandLine != nullptr ? commandLine : u""))
+        words.add(word);
+    return words;
+}
+
+TextList listOf(const char16_t* const* texts) {
+    TextList list;
+    for (; *texts != nullptr; ++texts)
+        list.add(*texts);
+    return list;
+}
+
+/// The name in NAME=value, or all of it.
+std::string_view nameIn(std::string_view variable) {
+    return variable.substr(0, variable.find('='));
+}
+
+Program::Program(const char16_t* path, TextList arguments) : m_arguments(std::move(arguments)) {
     if (m_arguments.isEmpty() && path == nullptr)
         throw Failure{result::InvalidArgument};
     const std::string file = path != nullptr ? toNarrow(path) : m_arguments.first();
@@ -125,6 +148,23 @@ void Program::setEnvironment(const char16_t* const* environment) {
         const size_t nameLength = m_environment.last().find('=');
         if (nameLength == 0 || nameLength == std::string::npos)
             throw Failure{result::InvalidArgument};
+    }
+}
+
+void Program::changeEnvironment(const char16_t* const* variables, bool isInherited) {
+    if (isInherited && (variables == nullptr || *variables == nullptr))
+        return;
+    m_inheritsEnvironment = false;
+    for (char** each = environ; isInherited && each != nullptr && *each != nullptr; ++each)
+        m_environment.add(std::string(*each)); // as it is, whatever encoding it may have
+    for (; variables != nullptr && *variables != nullptr; ++variables) {
+        std::string variable = toNarrow(*variables);
+        const std::string_view name = nameIn(variable);
+        if (name.empty())
+            throw Failure{result::InvalidArgument};
+        m_environment.removeAll([&](const std::string& each) { return nameIn(each) == name; });
+        if (name.size() < variable.size())
+            m_environment.add(std::move(variable));
     }
 }
 
@@ -250,6 +290,22 @@ QXHandle startProgram(Program& program, uint32_t flags, QXHandle* streams) {
     return enterChild(std::move(child));
 }
 
+/// Starts a program that @p prepare makes, where the arguments of the call are right.
+template <class Prepare>
+int32_t startChecked(uint32_t flags, QXHandle* streams, QXHandle* process, Prepare&& prepare) {
+    if (streams == nullptr || process == nullptr)
+        return result::NullPointer;
+    std::fill_n(streams, StandardStreams, NoHandle);
+    *process = NoHandle;
+    constexpr uint32_t Contradiction = QX_PROCESS_MERGE_ERROR | QX_PROCESS_INHERIT_ERROR;
+    if ((flags & ~KnownFlags) != 0 || (flags & Contradiction) == Contradiction)
+        return result::InvalidArgument;
+    return resultOf([&] {
+        Program program = prepare();
+        *process = startProgram(program, flags, streams);
+    });
+}
+
 int32_t collect(QXHandle process, int options, int32_t* exitCode) noexcept {
     if (exitCode == nullptr)
         return result::NullPointer;
@@ -262,18 +318,25 @@ int32_t collect(QXHandle process, int options, int32_t* exitCode) noexcept {
 int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine, const char16_t* folder,
                         const char16_t* const* environment, uint32_t flags, QXHandle* streams,
                         QXHandle* process) {
-    if (streams == nullptr || process == nullptr)
-        return result::NullPointer;
-    std::fill_n(streams, StandardStreams, NoHandle);
-    *process = NoHandle;
-    constexpr uint32_t Contradiction = QX_PROCESS_MERGE_ERROR | QX_PROCESS_INHERIT_ERROR;
-    if ((flags & ~KnownFlags) != 0 || (flags & Contradiction) == Contradiction)
-        return result::InvalidArgument;
-    return resultOf([&] {
-        Program program(path, commandLine);
+    return startChecked(flags, streams, process, [&] {
+        Program program(path, wordsOf(commandLine));
         program.setFolder(folder);
         program.setEnvironment(environment);
-        *process = startProgram(program, flags, streams);
+        return program;
+    });
+}
+
+int32_t QXProcessStart(const char16_t* const* arguments, const char16_t* folder,
+                       const char16_t* const* variables, uint32_t flags, QXHandle* streams,
+                       QXHandle* process) {
+    const bool isInherited = (flags & QX_PROCESS_NO_ENVIRONMENT) == 0;
+    return startChecked(flags & ~QX_PROCESS_NO_ENVIRONMENT, streams, process, [&] {
+        if (arguments == nullptr)
+            throw Failure{result::NullPointer};
+        Program program(nullptr, listOf(arguments));
+        program.setFolder(folder);
+        program.changeEnvironment(variables, isInherited);
+        return program;
     });
 }
 
@@ -283,10 +346,30 @@ int32_t QXProcessGetExitCode(QXHandle process, int32_t* exitCode) {
     return collect(process, WNOHANG, exitCode);
 }
 
+int32_t QXProcessTimedJoin(QXHandle process, uint32_t milliseconds, int32_t* exitCode) {
+    if (milliseconds == QX_PROCESS_NO_LIMIT)
+        return QXProcessJoin(process, exitCode);
+    if (exitCode == nullptr)
+        return result::NullPointer;
+    *exitCode = -1;
+    return collectChildUntil(process, WaitEnd(std::chrono::milliseconds(milliseconds)), *exitCode);
+}
+
 int32_t QXProcessDetach(QXHandle process) {
     int32_t exitCode = 0;
     const int32_t result = collectChild(process, WNOHANG, exitCode);
     return result == result::Busy ? reapInBackground(takeChild(process)) : result;
+}
+
+int32_t QXProcessTerminate(QXHandle process) { return signalChild(process, SIGTERM); }
+
+int32_t QXProcessKill(QXHandle process) { return signalChild(process, SIGKILL); }
+
+int32_t QXProcessGetNumber(QXHandle process, uint32_t* number) {
+    if (number == nullptr)
+        return result::NullPointer;
+    *number = 0;
+    return numberOfChild(process, *number);
 }
 
 uint32_t QXProcessGetID() { return static_cast<uint32_t>(::getpid()); }

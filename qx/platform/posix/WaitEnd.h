@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <poll.h>
@@ -20,6 +21,14 @@ public:
     }
 
     bool hasPassed() const { return m_end && m_end->hasPassed(); }
+    /// That time, or what is left of this one.
+    std::chrono::nanoseconds atMost(std::chrono::nanoseconds time) const noexcept {
+        if (!m_end)
+            return time;
+        const timespec left = m_end->timeLeft();
+        return std::min<std::chrono::nanoseconds>(time, std::chrono::seconds(left.tv_sec) +
+                                                            std::chrono::nanoseconds(left.tv_nsec));
+    }
 
     /// poll until then, going on after signals.
     int poll(pollfd* entries, nfds_t count) const noexcept {
