@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <unistd.h>
 
 #include <qx/net/uri/FilePath.h>
@@ -77,44 +79,19 @@ TEST_F(NetFilePath, LocalPathsBelongToThisMachine) {
 }
 
 TEST_F(NetFilePath, MountsNameTheirServers) {
-    mount("40 22 0:40 / /net/nfs rw - nfs4 nas:/export/home rw\n"
-          "41 22 0:41 / /net/smb rw shared:5 master:2 - cifs //files/docs/sub rw\n"
-          "42 22 0:42 /inner /net/my\\040bind rw - nfs nas:/export rw\n"
-          "43 22 0:43 / /net/ssh rw - fuse.sshfs me@host:/srv rw\n"
-          "44 22 0:44 / /net/smb/disk rw - ext4 /dev/sdb1 rw\n"
-          "45 22 0:45 / /net/root rw - nfs nas:/ rw\n"
-          "46 22 0:46 / /net/colon rw - cifs //files/docs: rw\n"
-          "47 22 0:47 / /net/none rw - nfs none rw\n"
-          "48 22 0:48 / /net/over rw - ext4 /dev/sdc1 rw\n"
-          "49 48 0:49 / /net/over rw - nfs nas:/over rw\n"
-          "50 22 0:50 / /net/six rw - nfs [2001:db8::1]:/export/data rw\n"
-          "51 22 0:51 / /net/home rw - fuse.sshfs me@srv: rw\n"
-          "52 22 0:52 / /net/seven rw - fuse.sshfs me@[::1]:a/b@c:d rw\n"
-          "53 22\n");
-    const struct {
-        const char* path;
-        std::string derived;
-    } cases[] = {
-        {"/net/nfs/a/b", "1 \\\\nas\\export\\home\\a\\b"},
-        {"/net/nfs", "1 \\\\nas\\export\\home\\"},
-        {"/net/nfsx/a", m_local + "ROOT$\\net\\nfsx\\a"},
-        {"/net/smb/f", "1 \\\\files\\docs\\sub\\f"},
-        {"/net/smb/disk/f", m_local + "ROOT$\\net\\smb\\disk\\f"},
-        {"/net/my bind/f", "1 \\\\nas\\export\\inner\\f"},
-        {"/net/ssh/f", "1 \\\\host\\srv\\f"},
-        {"/net/colon/f", "1 \\\\files\\docs\\f"},
-        {"/net/over/f", "1 \\\\nas\\over\\f"},
-        {"/net/root/f", "No volume name specified."},
-        {"/net/six/f", "1 \\\\[2001:db8::1]\\export\\data\\f"},
-        {"/net/seven/f", "1 \\\\[::1]\\a\\b@c:d\\f"},
-        {"/net/home/f", "No volume name specified."},
-        {"y:\\f", "No volume name specified."},
-        {"z:\\f", "1 \\\\nas\\export\\home\\deep\\down\\f"},
-    };
+    std::ifstream table(QX_TEST_DATA_DIR "/mounts/mountinfo.txt");
+    mount({std::istreambuf_iterator<char>(table), {}});
     QXDriveMap('z', "/net/nfs/deep/down");
     QXDriveMap('y', "/net/home/deep");
-    for (const auto& c : cases)
-        EXPECT_EQ(derived(c.path), c.derived) << c.path;
+    std::ifstream rows(QX_TEST_DATA_DIR "/mounts/derived.txt"); // path, what it is derived to
+    int count = 0;
+    for (std::string path, expected; std::getline(rows, path, '\t'); ++count) {
+        std::getline(rows, expected);
+        if (expected.starts_with("LOCAL"))
+            expected.replace(0, 5, m_local);
+        EXPECT_EQ(derived(path), expected) << path;
+    }
+    EXPECT_EQ(count, 15);
     EXPECT_EQ(FilePath(String(u"z:\\f")).getPath(), u"f");
     EXPECT_THROW(FilePath(String(u"/net/none/f")), qx::ResultException);
     // A link leads to where it points.
