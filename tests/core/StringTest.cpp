@@ -83,13 +83,16 @@ public:
 
 private:
     bool succeeds(const std::function<void()>& operation) {
+        using enum qxtest::FailingAllocator::Extent;
         std::optional<qxtest::FailingAllocator> allocator;
         if (below(8) == 0)
-            allocator.emplace(below(3));
+            allocator.emplace(below(3), below(2) ? OnlyThatOne : FromThereOn);
+        const int64_t before = qxtest::liveBlocks();
         try {
             operation();
         } catch (const std::bad_alloc&) {
             EXPECT_TRUE(allocator);
+            EXPECT_LE(qxtest::liveBlocks(), before);
             return false;
         }
         return true;
@@ -299,6 +302,7 @@ TEST(String, AgreesWithAStandardStringOverRandomOperations) {
              },
              [] {}}, // a rendering is kept until the text changes
             {[&] { text = *Reference<String>(text.clone()); }, [] {}},
+            {[&] { text.freeExtra(); }, [] {}},
             {[&] { kept.emplace_back(text, model); }, [] {}},
             {[&] { kept.empty() ? text.clear() : text.setAddRef(kept.back().first), void(); },
              [&] { model = kept.empty() ? u"" : kept.back().second; }},
@@ -314,7 +318,7 @@ TEST(String, AgreesWithAStandardStringOverRandomOperations) {
              [&] { model.empty() ? void() : void(model[m.at / 2] = u'c'); }},
             {[&] { mayRestart() ? text = u"start"_qs : text; },
              [&] { mayRestart() ? (kept.clear(), model = u"start") : model; }},
-            {[&] { m.count == 0 ? text.toUpper() : text; },
+            {[&] { m.count == 0 ? String(text, String::AM_COPY_UPPER).swap(text) : void(); },
              [&] { m.count == 0 ? m.shift(u'a', u'z', -32) : void(); }},
         },
         60'000);
@@ -338,6 +342,8 @@ TEST(Str1, AgreesWithAStandardStringOverRandomOperations) {
             {[&] { text.setTo(text.substring(m.position / 2)); },
              [&] { model = m.rest(m.at / 2); }},
             {[&] { sharing.setTo(text); }, [] {}},
+            {[&] { ASSERT_EQ(text.toQXString(), text); }, [] {}},
+            {[&] { text.appendA("more", 4, u"ISO8859_1"); }, [&] { model += u"more"; }},
             {[&] { text.toLower(); }, [&] { m.shift(u'A', u'Z', 32); }},
             {[&] { model.size() > 300 ? text.reset() : void(); },
              [&] { model.size() > 300 ? model.clear() : void(); }},
