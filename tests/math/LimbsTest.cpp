@@ -312,13 +312,13 @@ Natural squareOf(Limbs a) {
 /// Calls @p check while each set of kernels computes by each mix of algorithms.
 template <class Check>
 void withEveryMix(Check&& check) {
-    for (const LimbKernels* const kernels : limbKernelSets()) {
+    withEverySet([&](const LimbKernels& kernels) {
         for (const MultiplyThresholds& mix : Mixes) {
             SCOPED_TRACE(&mix - Mixes);
-            const SelectedKernels selected(*kernels, mix);
+            const SelectedKernels selected(kernels, mix);
             check();
         }
-    }
+    });
 }
 
 void expectMultiplies(const Natural& a, const Natural& b) {
@@ -438,6 +438,7 @@ TEST(Multiply, LongOperandsModuloAPrime) {
 
 /// Divides and checks a = q * b + r and r < b, which no other pair fulfils.
 void expectDivides(const Natural& a, const Natural& b) {
+    SCOPED_TRACE(testing::Message() << a.size() << " limbs by " << testing::PrintToString(b));
     Natural r;
     const Natural q = made(a.size() - b.size() + 1, [&](Limb* quotient) {
         r = made(b.size(), [&](Limb* rest) {
@@ -466,7 +467,6 @@ TEST(Divide, EveryPairOfSmallLengthsAndEveryShift) {
     Naturals naturals(1);
     for (size_t bn = 1; bn <= 20; ++bn) {
         for (size_t an = bn; an <= bn + 20; ++an) {
-            SCOPED_TRACE(testing::Message() << an << " limbs by " << bn);
             for (int i = 0; i < 20; ++i) {
                 Natural b = naturals(bn);
                 if (i % 2 == 0)
@@ -485,7 +485,6 @@ TEST(Divide, LengthsAroundTheThresholds) {
     for (const size_t bn : {t - 1, t, t + 1, 2 * t - 1, 2 * t, 2 * t + 1, 4 * t + 3}) {
         for (const size_t qn : {size_t{1}, size_t{2}, t - 1, t, t + 1, bn - 1, bn, bn + 1, 2 * bn,
                                 2 * bn + 1, 3 * bn + t}) {
-            SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn << " of divisor");
             for (int i = 0; i < 6; ++i)
                 expectDividesAround(naturals(bn + qn), naturals(bn));
         }
@@ -496,10 +495,8 @@ TEST(Divide, LengthsAroundTheThresholds) {
     for (const auto& [qn, bn] :
          {std::pair{n - 2, n}, std::pair{n, n}, std::pair{n, n - 1}, std::pair{n + 1, 2 * n},
           std::pair{n + 1, 2 * n + 5}, std::pair{2 * n + 1, n}, std::pair{3 * repeated, repeated},
-          std::pair{5 * repeated + 1, repeated + 1}}) {
-        SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn << " of divisor");
+          std::pair{5 * repeated + 1, repeated + 1}})
         expectDivides(naturals(bn + qn), naturals(bn));
-    }
 }
 
 /// The estimate of a quotient limb is too large, or would not fit, for divisors such as these only.
@@ -513,8 +510,6 @@ TEST(Divide, ShapesThatMisleadTheEstimate) {
                     std::fill(b.begin(), b.end(), low);
                     b[bn - 2] = middle;
                     b[bn - 1] = top;
-                    SCOPED_TRACE(testing::Message() << bn << " limbs: " << std::hex << top << ' '
-                                                    << middle << ' ' << low << "...");
                     for (const size_t qn : {size_t{1}, size_t{3}, bn}) {
                         // A multiple less one has the largest remainder and quotients of ones.
                         Natural ones(qn, Ones);
@@ -552,20 +547,14 @@ Natural reciprocalOf(const Natural& b, size_t m) {
 }
 
 std::vector<Natural> normalizedDivisors(Naturals& naturals, size_t n) {
-    std::vector<Natural> divisors;
-    for (int i = 0; i < 8; ++i) {
+    std::vector<Natural> divisors{Natural(n, Ones), Natural(n, Ones), Natural(n), Natural(n)};
+    // The reciprocal of the leading limbs has only its top limb.
+    std::fill_n(divisors[0].begin(), n / 2, Limb{0});
+    divisors[2].front() = 1;
+    for (int i = 0; i < 8; ++i)
         divisors.push_back(naturals(n));
-        divisors.back().back() |= Top;
-    }
-    divisors.push_back(Natural(n, ~Limb{0}));
-    divisors.push_back(Natural(n));
-    divisors.back().back() = Top;
-    divisors.push_back(divisors.back());
-    divisors.back().front() = 1;
-    // The upper part is all ones, so that the reciprocal of the leading limbs has only its top
-    // limb.
-    divisors.push_back(Natural(n, ~Limb{0}));
-    std::fill_n(divisors.back().begin(), n / 2, Limb{0});
+    for (Natural& divisor : divisors)
+        divisor.back() |= Top;
     return divisors;
 }
 
@@ -617,8 +606,7 @@ TEST(NewtonDivide, QuotientsByReciprocalsOfEveryLength) {
                 divisor.inverse = inverse.data();
                 divisor.inverseLength = m;
                 for (size_t qn = 0; qn <= 2 * m + 3; qn += 1 + qn / 3) {
-                    SCOPED_TRACE(testing::Message() << qn << " limbs of quotient, " << bn
-                                                    << " of divisor, " << m << " of reciprocal");
+                    SCOPED_TRACE(testing::Message() << qn << ' ' << bn << ' ' << m << " limbs");
                     Natural a = naturals(bn + qn);
                     if (naturals.below(3) == 0)
                         std::copy(b.begin(), b.end(), a.end() - static_cast<ptrdiff_t>(bn));
@@ -661,9 +649,12 @@ void expectInverse(const Natural& a, const Natural& m, const Natural& gcd) {
     EXPECT_EQ(remainder(multiplyAdd(a, r, {}), m), Natural{1});
 }
 
-/// Checks both orders, and the inverse of one modulo the other.
-void expectGcd(const Natural& a, const Natural& b, const Natural& expected) {
+/// Checks both orders, and the inverse of one modulo the other, beside Euclid's algorithm.
+void expectGcd(const Natural& a, const Natural& b) {
     SCOPED_TRACE(testing::Message() << a.size() << " and " << b.size() << " limbs");
+    Natural expected = a;
+    for (Natural rest = b; !rest.empty(); std::swap(expected, rest))
+        expected = remainder(expected, rest);
     EXPECT_EQ(gcdOf(a, b), expected);
     EXPECT_EQ(gcdOf(b, a), expected);
     for (const auto& [number, m] : {std::pair(a, b), std::pair(b, a)}) {
@@ -673,23 +664,17 @@ void expectGcd(const Natural& a, const Natural& b, const Natural& expected) {
     }
 }
 
-/// Beside Euclid's algorithm, as they are and with a common factor.
-void expectPlainGcd(const Natural& a, const Natural& b, const Natural& factor) {
-    Natural divisor = a;
-    for (Natural rest = b; !rest.empty();) {
-        divisor = remainder(divisor, rest);
-        std::swap(divisor, rest);
-    }
-    expectGcd(a, b, divisor);
-    expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}),
-              multiplyAdd(divisor, factor, {}));
+/// As they are and with a common factor.
+void expectGcds(const Natural& a, const Natural& b, const Natural& factor) {
+    expectGcd(a, b);
+    expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}));
 }
 
 TEST(Gcd, EveryPairOfLengths) {
     Naturals naturals(1);
     const auto expectSome = [&](size_t an, size_t bn, int count) {
         for (int i = 0; i < count; ++i)
-            expectPlainGcd(naturals(an), naturals(bn), naturals(naturals.below(4) + 1));
+            expectGcds(naturals(an), naturals(bn), naturals(naturals.below(4) + 1));
     };
     for (size_t an = 1; an <= 8; ++an) {
         for (size_t bn = 1; bn <= an; ++bn)
@@ -700,11 +685,11 @@ TEST(Gcd, EveryPairOfLengths) {
             expectSome(an, bn, 2);
         // The same, and neighbours, whose quotient is 1 and the rest of no use as a divisor.
         const Natural a = naturals(an);
-        expectGcd(a, a, a);
-        expectGcd(a, multiplyAdd(a, {1}, {1}), {1});
+        expectGcd(a, a);
+        expectGcd(a, multiplyAdd(a, {1}, {1}));
     }
     for (Limb a = 1; a < 40; ++a)
-        expectPlainGcd({a}, {naturals.below(a) + 1}, {3});
+        expectGcds({a}, {naturals.below(a) + 1}, {3});
 }
 
 /// Checks operands whose quotients in Euclid's algorithm are the given ones, the last first.
@@ -715,8 +700,8 @@ void expectGcdOf(const std::vector<Natural>& quotients, const Natural& factor) {
         b = multiplyAdd(quotient, a, b);
         std::swap(a, b);
     }
-    expectGcd(a, b, {1});
-    expectGcd(multiplyAdd(a, factor, {}), multiplyAdd(b, factor, {}), factor);
+    EXPECT_EQ(gcdOf(a, b), Natural{1});
+    expectGcds(a, b, factor);
 }
 
 /// Quotients of every length up to three limbs between runs of short ones, so that a run of steps
@@ -741,25 +726,6 @@ TEST(Gcd, OperandsOfChosenQuotients) {
         expectGcdOf(std::vector<Natural>(steps, {1}), {0, ~Limb{0}, 3});
 }
 
-/// Checks the power with every set of kernels, reduced by products and by rows.
-void expectPower(const Natural& base, const Natural& exponent, const Natural& m,
-                 const Natural& expected) {
-    for (const LimbKernels* const kernels : limbKernelSets()) {
-        for (const size_t montgomery : {size_t{2}, size_t{1} << 60}) {
-            MultiplyThresholds thresholds = kernels->thresholds;
-            thresholds.montgomery = montgomery;
-            const SelectedKernels selected(*kernels, thresholds);
-            const Natural r = made(m.size(), [&](Limb* to) {
-                modPow(to, base.data(), base.size(), exponent.data(), exponent.size(), m.data(),
-                       m.size());
-            });
-            EXPECT_EQ(normalized(r), expected)
-                << testing::PrintToString(base) << " to " << testing::PrintToString(exponent)
-                << " modulo " << testing::PrintToString(m) << ", products from " << montgomery;
-        }
-    }
-}
-
 /// Bit by bit, reduced at every step.
 Natural plainPower(const Natural& base, const Natural& exponent, const Natural& m) {
     Natural r = remainder({1}, m);
@@ -773,8 +739,23 @@ Natural plainPower(const Natural& base, const Natural& exponent, const Natural& 
     return r;
 }
 
-void expectPlainPower(const Natural& base, const Natural& exponent, const Natural& m) {
-    expectPower(base, exponent, m, plainPower(base, exponent, m));
+/// Checks the power with every set of kernels, reduced by products and by rows.
+void expectPower(const Natural& base, const Natural& exponent, const Natural& m) {
+    const Natural expected = plainPower(base, exponent, m);
+    for (const size_t montgomery : {size_t{2}, Never}) {
+        withEverySet([&](const LimbKernels& kernels) {
+            MultiplyThresholds thresholds = kernels.thresholds;
+            thresholds.montgomery = montgomery;
+            const SelectedKernels selected(kernels, thresholds);
+            const Natural r = made(m.size(), [&](Limb* to) {
+                modPow(to, base.data(), base.size(), exponent.data(), exponent.size(), m.data(),
+                       m.size());
+            });
+            EXPECT_EQ(normalized(r), expected)
+                << testing::PrintToString(base) << " to " << testing::PrintToString(exponent)
+                << " modulo " << testing::PrintToString(m) << ", products from " << montgomery;
+        });
+    }
 }
 
 TEST(ModPow, AgreesWithThePlainModel) {
@@ -788,32 +769,32 @@ TEST(ModPow, AgreesWithThePlainModel) {
                     if (m.back() == 0)
                         m.back() = 2;
                     Natural base = naturals(bn), exponent = naturals(en);
-                    expectPlainPower(base, exponent, m);
+                    expectPower(base, exponent, m);
                     base.resize(bn + 2); // leading zeros change nothing
                     exponent.resize(en + 2);
-                    expectPlainPower(base, exponent, m);
+                    expectPower(base, exponent, m);
                     for (const Natural& small : {Natural{1}, Natural{7}, Natural{0, 1}})
-                        expectPlainPower(base, exponent, small);
+                        expectPower(base, exponent, small);
                 }
             }
         }
     }
     for (const size_t n : {33U, 70U})
-        expectPlainPower(naturals(n), naturals(n), naturals(n));
+        expectPower(naturals(n), naturals(n), naturals(n));
 }
 
 TEST(ModPow, ExponentsAroundTheWindows) {
     Naturals naturals(2);
     const Natural m = {~Limb{0} - 58, 5}, base = naturals(2);
     for (Limb exponent = 0; exponent < 300; ++exponent)
-        expectPlainPower(base, {exponent}, m);
+        expectPower(base, {exponent}, m);
     // One bit, all bits, and runs of zeros longer than a window.
     for (const size_t bit : {63U, 64U, 200U, 1000U}) {
         Natural single(bit / 64 + 1);
         single.back() = Limb{1} << bit % 64;
         for (const Natural& exponent :
              {single, difference(single, {1}), multiplyAdd(single, {1}, {1})})
-            expectPlainPower(base, exponent, m);
+            expectPower(base, exponent, m);
     }
 }
 
