@@ -7,6 +7,7 @@
 #include <signal.h>
 
 #include "tests/ipc/Party.h"
+#include "tests/support/SignalStorm.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -56,6 +57,7 @@ struct Script {
     const char* promise;
     const ObjectKind& kind;
     std::vector<Step> steps;
+    bool isCalm = false; // signals to those who wait would end the waits of a named condition
 };
 
 int32_t valueOf(QXHandle semaphore) {
@@ -105,26 +107,12 @@ const Script Scripts[] = {
     // To acquire it hangs if a part of the depth was kept.
     {"AWaitGivesUpTheWholeDepthAndTakesItBack",
      Conditions,
-     {b(QXConditionAcquire),
-      b(QXConditionAcquire),
-      b(QXConditionAcquire),
-      b(QXConditionWait, Blocks),
-      a(QXConditionAcquire),
-      a(QXConditionSignal),
-      a(QXConditionRelease),
-      b(Ends),
-      b(QXConditionRelease),
-      b(QXConditionRelease),
-      a(QXConditionTryAcquire, Busy),
-      b(QXConditionTimedWait, 20, Blocks),
-      a(QXConditionAcquire),
-      a(QXConditionRelease),
-      b(Ends, TimedOut),
-      a(QXConditionTryAcquire, Busy),
-      b(QXConditionRelease),
-      b(QXConditionRelease, NotOwner),
-      a(QXConditionTryAcquire),
-      a(QXConditionRelease)}},
+     {b(QXConditionAcquire), b(QXConditionAcquire), b(QXConditionAcquire),
+      b(QXConditionWait, Blocks), a(QXConditionAcquire), a(QXConditionSignal),
+      a(QXConditionRelease), b(Ends), b(QXConditionRelease), b(QXConditionRelease),
+      a(QXConditionTryAcquire, Busy), b(QXConditionTimedWait, 150, Blocks), a(QXConditionAcquire),
+      a(QXConditionRelease), b(Ends, TimedOut), a(QXConditionTryAcquire, Busy),
+      b(QXConditionRelease), b(QXConditionRelease, NotOwner)}},
     {"AnEventRemembersOneSignal",
      Events,
      {b(QXEventSignal), a(QXEventSignal), a(QXEventTimedWait, 0, Ok),
@@ -143,8 +131,8 @@ const Script Scripts[] = {
       a(QXGateClose), a(QXGateClose)}},
     {"OpeningAGateForAMomentReleasesEveryWaiter",
      Gates,
-     {b(QXGateWait, Blocks), c(QXGateTimedWait, 100'000, Blocks), a(QXGateOpen), a(QXGateClose),
-      b(Ends), c(Ends), a(QXGateTryWait, Busy)}},
+     {b(QXGateWait, Blocks), c(QXGateTimedWait, 100'000, Blocks), b(Ends, Blocks), a(QXGateOpen),
+      a(QXGateClose), b(Ends), c(Ends), a(QXGateTryWait, Busy)}},
     {"ASignalSemaphoreGivesEachUnitOnce",
      Signals,
      {a(QXSemaphoreTryWait, Busy), b(QXSemaphorePost), a(valueOf, 1), a(QXSemaphoreTryWait),
@@ -163,7 +151,8 @@ const Script Scripts[] = {
       b(Ends), b(QXConditionRelease), c(Ends, Blocks), d(Ends, Blocks), a(QXConditionAcquire),
       a(QXConditionBroadcast), a(QXConditionRelease), eachWaiter(QXConditionRelease),
       a(QXConditionSignal), // nothing is remembered for later waits
-      a(QXConditionAcquire), a(QXConditionTimedWait, 31, TimedOut), a(QXConditionRelease)}},
+      a(QXConditionAcquire), a(QXConditionTimedWait, 31, TimedOut), a(QXConditionRelease)},
+     true},
 };
 
 const Script AmongProcesses[] = {
@@ -271,7 +260,10 @@ protected:
             victim.kill();
             EXPECT_TRUE(script.kind.heal(script.kind, object.handle));
         }
+        std::optional<SignalStorm> storm; // signals to a thread never end its wait
         for (int round = 0; round < 2 && m_limit == Clock::time_point::max(); ++round) {
+            if (round == 1 && !script.isCalm)
+                storm.emplace();
             for (const Step& step : script.steps) {
                 SCOPED_TRACE(testing::Message() << "step " << &step - script.steps.data());
                 play(step, object);

@@ -80,26 +80,22 @@ class SharedObjects : public testing::Environment {
 
 } // namespace
 
-const ObjectKind Mutexes{"Mutex",        QXMutexCreate,  QXMutexDestroy,
-                         QXMutexAcquire, QXMutexRelease, passes};
-const ObjectKind Conditions{"Condition",        QXConditionCreate,  QXConditionDestroy,
-                            QXConditionAcquire, QXConditionRelease, passes};
-const ObjectKind RWLocks{
-    "Writer", QXRWLockCreate, QXRWLockDestroy, QXRWLockAcquireWrite, QXRWLockReleaseWrite, passes};
-const ObjectKind Events{"Event",     QXEventCreate, QXEventDestroy,
-                        QXEventWait, QXEventSignal, remembersOneSignal};
-const ObjectKind Gates{"Gate", QXGateCreate, QXGateDestroy, QXGateWait, QXGateOpen, needsNothing};
-const ObjectKind Signals{"Signal",        createSemaphore<0>, QXSemaphoreDestroy,
-                         QXSemaphoreWait, QXSemaphorePost,    needsNothing};
-const ObjectKind Guards{"Guard",         createSemaphore<1>, QXSemaphoreDestroy,
-                        QXSemaphoreWait, QXSemaphorePost,    passes};
-const ObjectKind GuardsOfThree{"GuardOfThree",
-                               createSemaphore<3>,
-                               QXSemaphoreDestroy,
-                               QXSemaphoreWait,
-                               QXSemaphorePost,
-                               passes,
-                               3};
+// clang-format off
+const ObjectKind
+    Mutexes{"Mutex", QXMutexCreate, QXMutexDestroy, QXMutexAcquire, QXMutexRelease, passes},
+    Conditions{"Condition", QXConditionCreate, QXConditionDestroy, QXConditionAcquire,
+               QXConditionRelease, passes},
+    RWLocks{"Writer", QXRWLockCreate, QXRWLockDestroy, QXRWLockAcquireWrite, QXRWLockReleaseWrite,
+            passes},
+    Events{"Event", QXEventCreate, QXEventDestroy, QXEventWait, QXEventSignal, remembersOneSignal},
+    Gates{"Gate", QXGateCreate, QXGateDestroy, QXGateWait, QXGateOpen, needsNothing},
+    Signals{"Signal", createSemaphore<0>, QXSemaphoreDestroy, QXSemaphoreWait, QXSemaphorePost,
+            needsNothing},
+    Guards{"Guard", createSemaphore<1>, QXSemaphoreDestroy, QXSemaphoreWait, QXSemaphorePost,
+           passes},
+    GuardsOfThree{"GuardOfThree", createSemaphore<3>, QXSemaphoreDestroy, QXSemaphoreWait,
+                  QXSemaphorePost, passes, 3};
+// clang-format on
 
 const ObjectKind& kindNamed(const std::string& name) {
     for (const ObjectKind* kind :

@@ -7,7 +7,6 @@
 
 #include "tests/ipc/Party.h"
 #include "tests/support/ExpectResult.h"
-#include "tests/support/SignalStorm.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -143,42 +142,6 @@ TEST(SyncObject, AnEndedThreadLeavesItsLockToNobody) {
             int32_t got = 0;
             std::thread([&, &call = call] { got = call(lock.handle); }).join();
             EXPECT_EQ(got, code) << kind.name;
-        }
-    }
-}
-
-TEST(SyncObject, SignalsToAThreadNeverEndItsWait) {
-    const SignalStorm storm;
-    const Operation nothing = [](QXHandle) { return result::Ok; };
-    const struct {
-        const ObjectKind& kind;
-        Operation prepare;
-        Call wait;
-        Operation end;
-    } rows[] = {
-        {Mutexes, QXMutexAcquire, QXMutexAcquire, QXMutexRelease},
-        {RWLocks, QXRWLockAcquireWrite, QXRWLockAcquireRead, QXRWLockReleaseWrite},
-        {RWLocks, QXRWLockAcquireRead, QXRWLockAcquireWrite, QXRWLockReleaseRead},
-        {Events, nothing, QXEventWait, QXEventSignal},
-        {Events, nothing, {QXEventTimedWait, 100'000}, QXEventSignal},
-        {Gates, nothing, QXGateWait, QXGateOpen},
-        {Gates, nothing, {QXGateTimedWait, 100'000}, QXGateOpen},
-        {Signals, nothing, QXSemaphoreWait, QXSemaphorePost},
-        {Conditions, nothing,
-         +[](QXHandle h) { return QXConditionAcquire(h) + QXConditionTimedWait(h, 100'000); },
-         QXConditionBroadcast},
-    };
-    for (const auto& row : rows) {
-        for (const uint32_t flags : {0u, QX_SYNC_SHARED}) {
-            SCOPED_TRACE(testing::Message() << &row - rows << ' ' << flags);
-            const MadeObject object(row.kind, flags);
-            EXPECT_EQ(row.prepare(object.handle), result::Ok);
-            BlockingThread waiter([&] { EXPECT_EQ(row.wait(object.handle), result::Ok); });
-            waiter.awaitBlocked();
-            std::this_thread::sleep_for(std::chrono::milliseconds(6));
-            EXPECT_FALSE(waiter.isFinished());
-            EXPECT_EQ(row.end(object.handle), result::Ok);
-            waiter.join();
         }
     }
 }
