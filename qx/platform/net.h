@@ -123,6 +123,10 @@ QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, in
 /// do.
 QX_API int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited);
 
+/// Says whether calls wait, as they do for a new socket. Those that would have to give 10035 on one
+/// that does not, and QXSocketSend then sends what there is room for.
+QX_API int32_t QXSocketSetBlocking(QXSocket socket, int32_t blocking);
+
 #define QX_SHUTDOWN_INPUT 0
 #define QX_SHUTDOWN_OUTPUT 1
 #define QX_SHUTDOWN_BOTH 2
@@ -197,6 +201,23 @@ typedef struct qx_timeval {
 /// what is no open descriptor; the sets are then unchanged.
 QX_API int32_t QXSocketSelect(qx_socket_set* read, qx_socket_set* write, qx_socket_set* exception,
                               const qx_timeval* limit);
+
+#define QX_POLL_READ 1
+#define QX_POLL_WRITE 2
+
+/// A socket that QXSocketPoll looks at: QX_POLL_... bits of what is to be possible without
+/// blocking, and afterwards of what is. A connection that has ended or failed is ready for all that
+/// is wanted.
+typedef struct qx_socket_poll {
+    QXSocket socket;
+    uint32_t wanted;
+    uint32_t ready;
+} qx_socket_poll;
+
+/// Waits until one of any number of sockets is ready. Returns how many are, 0 after the time limit
+/// (null: none). 10022 without any socket or for a negative limit, 10038 for what is no open
+/// descriptor.
+QX_API int32_t QXSocketPoll(qx_socket_poll* sockets, uint32_t count, const qx_timeval* limit);
 
 #define QX_AI_PASSIVE 1   ///< without a host: the any address
 #define QX_AI_CANONNAME 2 ///< the first result carries the canonical name

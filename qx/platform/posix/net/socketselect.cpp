@@ -2,8 +2,11 @@
 
 #include <cerrno>
 #include <climits>
+#include <iterator>
 #include <linux/tcp.h>
+#include <memory>
 #include <netinet/in.h>
+#include <new>
 #include <sys/socket.h>
 
 #include <qx/platform/posix/WaitEnd.h>
@@ -31,6 +34,16 @@ bool hasFailedToConnect(int descriptor) noexcept {
 bool isExceptional(const pollfd& entry) noexcept {
     return (entry.revents & POLLPRI) != 0 ||
            ((entry.revents & POLLERR) != 0 && hasFailedToConnect(entry.fd));
+}
+
+/// A limit of the interface; false for a negative one.
+bool readLimit(const qx_timeval* limit, TimeLimit& time) noexcept {
+    if (limit == nullptr)
+        return true;
+    if (limit->seconds < 0 || limit->microseconds < 0)
+        return false;
+    time = std::chrono::seconds(limit->seconds) + std::chrono::microseconds(limit->microseconds);
+    return true;
 }
 
 /// The three sets as one list for poll, in their order.
@@ -105,12 +118,8 @@ using namespace qx::platform;
 int32_t QXSocketSelect(qx_socket_set* read, qx_socket_set* write, qx_socket_set* exception,
                        const qx_timeval* limit) {
     TimeLimit time;
-    if (limit != nullptr) {
-        if (limit->seconds < 0 || limit->microseconds < 0)
-            return socketFailed(EINVAL);
-        time =
-            std::chrono::seconds(limit->seconds) + std::chrono::microseconds(limit->microseconds);
-    }
+    if (!readLimit(limit, time))
+        return socketFailed(EINVAL);
     PollList list;
     if (!list.add(read, ReadEvents) || !list.add(write, WriteEvents) ||
         !list.add(exception, POLLPRI))
@@ -121,4 +130,39 @@ int32_t QXSocketSelect(qx_socket_set* read, qx_socket_set* write, qx_socket_set*
         return socketFailed();
     return static_cast<int32_t>(list.keepReady(read) + list.keepReady(write) +
                                 list.keepReady(exception));
+}
+
+int32_t QXSocketPoll(qx_socket_poll* sockets, uint32_t count, const qx_timeval* limit) {
+    TimeLimit time;
+    if (count == 0 || !readLimit(limit, time))
+        return socketFailed(EINVAL);
+    pollfd few[8];
+    std::unique_ptr<pollfd[]> many;
+    if (count > std::size(few)) {
+        many.reset(new (std::nothrow) pollfd[count]);
+        if (!many)
+            return socketFailed(ENOMEM);
+    }
+    pollfd* const entries = many ? many.get() : few;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (sockets[i].socket > INT_MAX)
+            return socketFailed(ENOTSOCK);
+        const bool reads = (sockets[i].wanted & QX_POLL_READ) != 0;
+        const bool writes = (sockets[i].wanted & QX_POLL_WRITE) != 0;
+        entries[i] = {static_cast<int>(sockets[i].socket),
+                      static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0)), 0};
+    }
+    if (WaitEnd(time).poll(entries, count) == -1)
+        return socketFailed();
+    int32_t ready = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        if ((entries[i].revents & POLLNVAL) != 0)
+            return socketFailed(EBADF);
+        const bool reads = (entries[i].revents & ReadEvents) != 0;
+        const bool writes = (entries[i].revents & WriteEvents) != 0;
+        sockets[i].ready =
+            sockets[i].wanted & ((reads ? QX_POLL_READ : 0U) | (writes ? QX_POLL_WRITE : 0U));
+        ready += sockets[i].ready != 0 ? 1 : 0;
+    }
+    return ready;
 }
