@@ -5,6 +5,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/CauseText.h>
 #include <qx/io/ByteBuffer.h>
 #include <qx/io/IReadChannel.h>
 #include <qx/io/IWriteChannel.h>
@@ -51,7 +52,7 @@ int32_t moveOffered(Byte* bytes, int32_t* length, Move&& move) {
         return result::InvalidArgument;
     if (!bytes && offered > 0)
         return result::NullPointer;
-    return resultOf([&] { *length = move(offered); });
+    return qx::detail::resultTellingCause([&] { *length = move(offered); });
 }
 
 /// pcom::IQXChannel::Read by way of @p channel.

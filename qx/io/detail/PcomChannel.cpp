@@ -9,14 +9,16 @@ PcomChannel::PcomChannel(pcom::IQXChannel* channel) : m_channel(required(channel
 
 int PcomChannel::read(ByteBuffer& buffer) {
     return readRemaining(buffer, [this](signed char* to, int32_t length) {
-        throwIfFailed(m_channel->Read(to, &length));
+        const qx::detail::CauseText cause;
+        cause.check(m_channel->Read(to, &length));
         return length;
     });
 }
 
 int PcomChannel::write(ByteBuffer& buffer) {
     return writeRemaining(buffer, [this](const signed char* from, int32_t length) {
-        throwIfFailed(m_channel->Write(from, &length));
+        const qx::detail::CauseText cause;
+        cause.check(m_channel->Write(from, &length));
         return length;
     });
 }
