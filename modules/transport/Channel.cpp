@@ -1,4 +1,4 @@
-#include "TcpChannel.h"
+#include "Channel.h"
 
 #include <utility>
 
@@ -8,7 +8,7 @@
 #include <qx/io/OutputStream.h>
 #include <qx/util/buffer/CopyCharBuffer.h>
 
-namespace qx::tcp {
+namespace qx::transport {
 
 namespace {
 
@@ -40,28 +40,28 @@ private:
 
 } // namespace
 
-TcpChannel::TcpChannel(Reference<Connection> connection)
+Channel::Channel(Reference<Connection> connection)
     : m_connection(std::move(connection)),
       m_bytes(io::Channels::adaptStreams(makeReference<Input>(m_connection).get(),
                                          makeReference<Output>(m_connection).get())) {
     throwIfFailed(m_bytes->QueryInterface(io::pcom::IQXChannel::Iid, m_component.putVoid()));
 }
 
-int TcpChannel::read(io::ByteBuffer& buffer) { return m_bytes->read(buffer); }
+int Channel::read(io::ByteBuffer& buffer) { return m_bytes->read(buffer); }
 
-int TcpChannel::write(io::ByteBuffer& buffer) { return m_bytes->write(buffer); }
+int Channel::write(io::ByteBuffer& buffer) { return m_bytes->write(buffer); }
 
-String TcpChannel::getInheritableName() { return m_connection->inheritableName(); }
+String Channel::getInheritableName() { return m_connection->inheritableName(); }
 
-int32_t TcpChannel::Read(signed char* buffer, int32_t* length) {
+int32_t Channel::Read(signed char* buffer, int32_t* length) {
     return m_component->Read(buffer, length);
 }
 
-int32_t TcpChannel::Write(const signed char* buffer, int32_t* length) {
+int32_t Channel::Write(const signed char* buffer, int32_t* length) {
     return m_component->Write(buffer, length);
 }
 
-int32_t TcpChannel::GetInheritableName(IQXCharBuffer* name) {
+int32_t Channel::GetInheritableName(IQXCharBuffer* name) {
     if (!name)
         return result::NullPointer;
     return resultOf([&] {
@@ -70,4 +70,4 @@ int32_t TcpChannel::GetInheritableName(IQXCharBuffer* name) {
     });
 }
 
-} // namespace qx::tcp
+} // namespace qx::transport

@@ -10,16 +10,16 @@
 
 #include "Connection.h"
 
-namespace qx::tcp {
+namespace qx::transport {
 
 /// A connection as a channel, which ends with it. One thread may read while another one writes.
-class TcpChannel : public pcom::Implements<Object, io::IInheritableChannel, io::pcom::IQXChannel> {
+class Channel : public pcom::Implements<Object, io::IInheritableChannel, io::pcom::IQXChannel> {
 public:
-    explicit TcpChannel(Reference<Connection> connection);
+    explicit Channel(Reference<Connection> connection);
 
     int read(io::ByteBuffer& buffer) override;
     int write(io::ByteBuffer& buffer) override;
-    /// Lets children of the program inherit the socket from now on.
+
     String getInheritableName() override;
 
     int32_t Read(signed char* buffer, int32_t* length) override;
@@ -33,4 +33,4 @@ private:
     Reference<io::pcom::IQXChannel> m_component;
 };
 
-} // namespace qx::tcp
+} // namespace qx::transport

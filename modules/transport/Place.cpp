@@ -1,56 +1,26 @@
-#include "Settings.h"
+#include "Place.h"
 
-#include <charconv>
-#include <limits>
-#include <optional>
 #include <utility>
 
+#include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/core/String.h>
 
-namespace qx::tcp {
+#include "Properties.h"
+
+namespace qx::transport {
 
 namespace {
 
-constexpr int32_t NoLimit = std::numeric_limits<int32_t>::max();
 constexpr int32_t HighestPort = 65535;
 
-[[noreturn]] void refuse(int32_t code, const char16_t* property, const char16_t* why) {
-    const String description = String(property).append(why);
-    throwResult(code, String(description, String::AM_COPY).getData());
-}
-
-std::optional<std::string> find(const util::PropertySet& properties, const char16_t* name) {
-    const String property(name);
-    if (!properties.hasProperty(property))
-        return std::nullopt;
-    return properties.get(property).toUtf8();
-}
-
-/// The number of a property that is there.
-int32_t numberOf(const std::string& text, const char16_t* name, int32_t lowest, int32_t highest) {
-    int32_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || parsed != end || text.front() == '-' || number < lowest ||
-        number > highest)
-        refuse(result::InvalidArgument, name, u" is no number in its range");
-    return number;
-}
-
-std::string required(const util::PropertySet& properties, const char16_t* name) {
-    auto text = find(properties, name);
-    if (!text)
-        refuse(result::NotFound, name, u" is not set");
-    return std::move(*text);
-}
-
-Settings common(const util::PropertySet& properties, int32_t lowestPort) {
-    Settings settings;
-    settings.port = static_cast<uint16_t>(
-        numberOf(required(properties, u"port"), u"port", lowestPort, HighestPort));
-    if (const auto text = find(properties, u"readTimeout"))
-        settings.readTimeoutMs = numberOf(*text, u"readTimeout", 0, NoLimit);
-    return settings;
+Place common(const util::PropertySet& properties, int32_t lowestPort) {
+    Place place;
+    required(properties, u"port");
+    place.port =
+        static_cast<uint16_t>(number(properties, u"port", lowestPort, HighestPort, lowestPort));
+    place.readTimeoutMs = number(properties, u"readTimeout", 0, NoLimit, 0);
+    return place;
 }
 
 std::string checkedHost(std::string host) {
@@ -61,24 +31,28 @@ std::string checkedHost(std::string host) {
 
 } // namespace
 
-Settings Settings::ofConnector(const util::PropertySet& properties) {
-    Settings settings = common(properties, 1);
-    settings.host = checkedHost(required(properties, u"host"));
-    return settings;
+Place Place::ofConnector(const util::PropertySet& properties, int32_t connectTimeoutMs) {
+    Place place = common(properties, 1);
+    place.host = checkedHost(required(properties, u"host").toUtf8());
+    place.connectTimeoutMs = number(properties, u"connectTimeout", 0, NoLimit, connectTimeoutMs);
+    return place;
 }
 
-Settings Settings::ofAcceptor(const util::PropertySet& properties) {
-    Settings settings = common(properties, 0);
-    settings.host = checkedHost(find(properties, u"host").value_or("0.0.0.0"));
-    if (const auto text = find(properties, u"backlog"))
-        settings.backlog = numberOf(*text, u"backlog", 1, NoLimit);
-    return settings;
+Place Place::ofAcceptor(const util::PropertySet& properties) {
+    Place place = common(properties, 0);
+    const auto host = find(properties, u"host");
+    place.host = checkedHost(host ? host->toUtf8() : "0.0.0.0");
+    place.backlog = number(properties, u"backlog", 1, NoLimit, place.backlog);
+    return place;
 }
 
-int32_t setBoundPort(const util::PropertySet& properties, uint16_t port) {
+void setBoundPort(const util::PropertySet& properties, const Place& place, uint16_t port) {
     const auto text = makeReference<String>(String::valueOf(port));
     // The interface rather than the class: it is the one that may change a constant set.
-    return util::PropertySet::getPcom(&properties)->Set(u"boundPort", text->GetUnknown());
+    const int32_t stored =
+        util::PropertySet::getPcom(&properties)->Set(u"boundPort", text->GetUnknown());
+    if (place.port == 0) // otherwise the caller knows it
+        throwIfFailed(stored);
 }
 
-} // namespace qx::tcp
+} // namespace qx::transport

@@ -1,34 +1,32 @@
-#include "Connection.h"
-
-#include <utility>
+#include "TcpConnection.h"
 
 #include <qx/core/Result.h>
 #include <qx/platform/net.h>
 
 namespace qx::tcp {
 
-Connection::Connection(std::unique_ptr<net::TcpWorkerSocket2> socket, int32_t readTimeoutMs)
-    : m_socket(std::move(socket)) {
+TcpConnection::TcpConnection(transport::Socket socket, int32_t readTimeoutMs)
+    : m_socket(socket.detach(), nullptr) {
     if (readTimeoutMs != 0)
-        throwIfFailed(m_socket->setsockopt(QX_SOL_SOCKET, QX_SO_RCVTIMEO,
-                                           reinterpret_cast<const char*>(&readTimeoutMs),
-                                           sizeof readTimeoutMs));
+        throwIfFailed(m_socket.setsockopt(QX_SOL_SOCKET, QX_SO_RCVTIMEO,
+                                          reinterpret_cast<const char*>(&readTimeoutMs),
+                                          sizeof readTimeoutMs));
 }
 
-int32_t Connection::receive(signed char* to, int32_t length) {
+int32_t TcpConnection::receive(signed char* to, int32_t length) {
     int64_t count = 0;
     const ENUM_QX_E_SOCKET code =
-        m_socket->recv(reinterpret_cast<char*>(to), static_cast<size_t>(length), 0, &count);
+        m_socket.recv(reinterpret_cast<char*>(to), static_cast<size_t>(length), 0, &count);
     if (count < 0)
         throwResult(code < 0 ? code : result::Fail);
     return count == 0 ? -1 : static_cast<int32_t>(count);
 }
 
-void Connection::send(const signed char* from, int32_t length) {
+void TcpConnection::send(const signed char* from, int32_t length) {
     while (length > 0) {
         int64_t count = 0;
-        const ENUM_QX_E_SOCKET code = m_socket->send(reinterpret_cast<const char*>(from),
-                                                     static_cast<size_t>(length), 0, &count);
+        const ENUM_QX_E_SOCKET code = m_socket.send(reinterpret_cast<const char*>(from),
+                                                    static_cast<size_t>(length), 0, &count);
         if (count < 1)
             throwResult(code < 0 ? code : result::Fail);
         from += count;
@@ -36,8 +34,8 @@ void Connection::send(const signed char* from, int32_t length) {
     }
 }
 
-String Connection::inheritableName() const {
-    const uint64_t socket = m_socket->getId();
+String TcpConnection::inheritableName() const {
+    const uint64_t socket = m_socket.getId();
     QXSocketSetInherited(socket, 1);
     return String(u"qx.net.tcp.socket=") + String::valueOf(socket);
 }

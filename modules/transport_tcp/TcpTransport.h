@@ -1,17 +1,15 @@
 #pragma once
 
-#include <memory>
-
-#include <qx/net/TcpClientSocket2.h>
 #include <qx/net/pcom/AbstractAcceptor.h>
 #include <qx/net/pcom/AbstractConnector.h>
 #include <qx/net/pcom/AbstractTransport.h>
 
-#include "Settings.h"
+#include "modules/transport/Place.h"
+#include "modules/transport/Sockets.h"
 
 namespace qx::tcp {
 
-/// The component "Orbelle.Transport.TCP". Settings.h has the properties; failures of the network
+/// The component "Orbelle.Transport.TCP". Place.h has the properties; failures of the network
 /// have the codes of qx/net/socketerror.h.
 class TcpTransport : public net::pcom::AbstractTransport {
 public:
@@ -29,23 +27,23 @@ public:
 /// Connects to one server, again and again. May be used by several threads.
 class TcpConnector : public net::pcom::AbstractConnector {
 public:
-    explicit TcpConnector(Settings settings);
+    explicit TcpConnector(transport::Place place);
 
-    /// Tries the addresses of the host in their order, each without limit.
-    /// @throws ResultException with the code of the resolver, or of the last address
+    /// Tries the addresses of the host in their order, without limit when none is set.
+    /// @throws ResultException as transport::connectTo
     Reference<io::IChannel> connect() override;
 
 private:
-    const Settings m_settings;
+    const transport::Place m_place;
 };
 
 /// Listens on one address until it goes. May be used by several threads.
 class TcpAcceptor : public net::pcom::AbstractAcceptor {
 public:
     /// @throws ResultException with the code of the resolver, of binding or of listening
-    explicit TcpAcceptor(const Settings& settings);
+    explicit TcpAcceptor(const transport::Place& place);
 
-    uint16_t getPort() const noexcept { return m_port; }
+    uint16_t getPort() const noexcept { return m_listener.port(); }
 
     /// Waits without limit.
     /// @throws ResultException with the code of the failure; the acceptor goes on listening
@@ -53,8 +51,7 @@ public:
 
 private:
     const int32_t m_readTimeoutMs;
-    std::unique_ptr<net::TcpClientSocket2> m_socket;
-    uint16_t m_port = 0;
+    const transport::Listener m_listener;
 };
 
 } // namespace qx::tcp

@@ -1,0 +1,109 @@
+#include "Sockets.h"
+
+#include <bit>
+
+#include <qx/core/Result.h>
+#include <qx/net/TcpSocket2.h>
+
+namespace qx::transport {
+
+namespace {
+
+/// Address number @p index of a host, with the port, which may be 0.
+ENUM_QX_E_SOCKET resolve(const Place& place, uint32_t index, qx_sockaddr_union& address) {
+    qx_addrinfo hints{};
+    hints.ai_socktype = QX_SOCK_STREAM;
+    hints.ai_protocol = QX_IPPROTO_TCP;
+    constexpr uint16_t AnyPort = 1; // the resolver takes no 0
+    const uint16_t port = place.port != 0 ? place.port : AnyPort;
+    const ENUM_QX_E_SOCKET code =
+        net::TcpSocket2::getAddrInfo(place.host.c_str(), port, &hints, index, &address);
+    if (code == 0 && place.port == 0)
+        address.ipv4.port = 0; // where that of IPv6 is too
+    return code;
+}
+
+ENUM_QX_E_SOCKET makeSocket(const qx_sockaddr_union& address, Socket& socket) {
+    return codeOf(QXSocketCreate(address.family, QX_SOCK_STREAM, QX_IPPROTO_TCP, socket.put()));
+}
+
+int32_t lengthOf(const qx_sockaddr_union& address) {
+    return address.family == QX_AF_INET6 ? sizeof address.ipv6 : sizeof address.ipv4;
+}
+
+uint16_t hostOrder(uint16_t port) {
+    return std::endian::native == std::endian::little ? static_cast<uint16_t>(port << 8 | port >> 8)
+                                                      : port;
+}
+
+/// How the attempt to connect of a socket that does not wait has ended.
+ENUM_QX_E_SOCKET awaitConnected(const Socket& socket, const Deadline& deadline) {
+    if (!await(socket, QX_POLL_WRITE, deadline))
+        return QX_E_SOCKET_ETIMEDOUT;
+    int32_t number = 0;
+    int32_t length = sizeof number;
+    if (const ENUM_QX_E_SOCKET code =
+            codeOf(QXSocketGetOption(socket.get(), QX_SOL_SOCKET, QX_SO_ERROR, &number, &length)))
+        return code;
+    return number == 0 ? 0 : QX_E_SOCKETFromNativeSocketError(number);
+}
+
+ENUM_QX_E_SOCKET connect(const Socket& socket, const qx_sockaddr_union& address,
+                         const Deadline& deadline) {
+    if (deadline.isNever())
+        return codeOf(QXSocketConnect(socket.get(), &address, lengthOf(address)));
+    throwIfFailed(codeOf(QXSocketSetBlocking(socket.get(), 0)));
+    ENUM_QX_E_SOCKET code = codeOf(QXSocketConnect(socket.get(), &address, lengthOf(address)));
+    if (code == QX_E_SOCKET_EWOULDBLOCK)
+        code = awaitConnected(socket, deadline);
+    throwIfFailed(codeOf(QXSocketSetBlocking(socket.get(), 1)));
+    return code;
+}
+
+} // namespace
+
+bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline) {
+    qx_socket_poll entry{socket.get(), wanted, 0};
+    qx_timeval limit{};
+    const int32_t ready = QXSocketPoll(&entry, 1, deadline.left(limit));
+    throwIfFailed(codeOf(ready));
+    return ready > 0;
+}
+
+Socket connectTo(const Place& place, const Deadline& deadline) {
+    ENUM_QX_E_SOCKET failure = 0;
+    for (uint32_t index = 0;; ++index) {
+        qx_sockaddr_union address{};
+        if (const ENUM_QX_E_SOCKET code = resolve(place, index, address))
+            throwResult(failure != 0 ? failure : code);
+        Socket socket;
+        failure = makeSocket(address, socket);
+        if (failure == 0)
+            failure = connect(socket, address, deadline);
+        if (failure == 0)
+            return socket;
+    }
+}
+
+Listener::Listener(const Place& place) {
+    qx_sockaddr_union address{};
+    throwIfFailed(resolve(place, 0, address));
+    throwIfFailed(makeSocket(address, m_socket));
+    throwIfFailed(codeOf(QXSocketBind(m_socket.get(), &address, lengthOf(address))));
+    throwIfFailed(codeOf(QXSocketListen(m_socket.get(), place.backlog)));
+    int32_t length = sizeof address;
+    throwIfFailed(codeOf(QXSocketGetName(m_socket.get(), &address, &length)));
+    m_port = hostOrder(address.ipv4.port);
+}
+
+Socket Listener::accept(qx_sockaddr_union* peer) const {
+    Socket accepted;
+    int32_t length = sizeof(qx_sockaddr_union);
+    const ENUM_QX_E_SOCKET code =
+        codeOf(QXSocketAccept(m_socket.get(), peer, peer ? &length : nullptr, accepted.put()));
+    if (code != QX_E_SOCKET_EWOULDBLOCK)
+        throwIfFailed(code);
+    return accepted;
+}
+
+} // namespace qx::transport

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+
+#include <qx/core/PlatformHandle.h>
+#include <qx/net/socketerror.h>
+#include <qx/platform/net.h>
+
+#include "Deadline.h"
+#include "Place.h"
+
+namespace qx::transport {
+
+using Socket = PlatformHandle<&QXSocketClose>;
+
+/// Code of a platform call that gives QX_SOCKET_ERROR when it fails.
+inline ENUM_QX_E_SOCKET codeOf(int32_t call) {
+    return call == QX_SOCKET_ERROR ? QX_E_SOCKETFromNativeSocketError(QXLastNativeSocketError())
+                                   : 0;
+}
+
+/// Waits until a socket is ready for something of @p wanted, QX_POLL_... bits.
+/// @return false when the time ran out first
+/// @throws ResultException with the code of the failure
+bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline);
+
+/// A new connection to a place, by the first of its addresses that takes one.
+/// @throws ResultException with the code of the resolver or of the last address,
+///     QX_E_SOCKET_ETIMEDOUT after the deadline
+Socket connectTo(const Place& place, const Deadline& deadline);
+
+/// Listens on the first address of a place.
+class Listener {
+public:
+    /// @throws ResultException with the code of the resolver, of binding or of listening
+    explicit Listener(const Place& place);
+
+    const Socket& socket() const noexcept { return m_socket; }
+    uint16_t port() const noexcept { return m_port; }
+
+    /// The next connection; none when there is none and the socket does not wait.
+    /// @param peer  receives its address, unless null
+    /// @throws ResultException with the code of the failure; the listener goes on
+    Socket accept(qx_sockaddr_union* peer = nullptr) const;
+
+private:
+    Socket m_socket;
+    uint16_t m_port = 0;
+};
+
+} // namespace qx::transport
