@@ -61,4 +61,11 @@ if(QX_BUILD_MODULES)
         "Shared libraries with classes that programs load by their identifiers through the library."
         SHLIBDEPS DEPENDS qx_runtime)
 endif()
+if(TARGET qx_module_transport_tls)
+    qx_package(qx_module_tls qx-module-tls libs
+        "TLS transport of the C++ foundation library qx"
+        "A component module that makes encrypted connections, on OpenSSL. Programs find it by the name
+Orbelle.Transport.TLS once qxreg has registered it."
+        SHLIBDEPS DEPENDS qx_runtime)
+endif()
 include(CPack)

@@ -130,7 +130,7 @@ def run(page, program, library, folders):
         # Objects have another layout in a library that lists them; its own file says so.
         listed = "-DQX_LEAK_LIST" if "-DQX_LEAK_LIST" in pathlib.Path(built, "../qx.pc").read_text() else ""
         pathlib.Path(home, "qx.pc").write_text(
-            f"Name: qx\nDescription: as built\nVersion: 1\nCflags: -I{root} {listed}\n"
+            f"moduledir={home}/built/modules\nName: qx\nDescription: as built\nVersion: 1\nCflags: -I{root} {listed}\n"
             f"Libs: -L{built} -lqx -Wl,-rpath,{built}\n")
         environment = dict(os.environ, HOME=home, XDG_DATA_HOME=str(pathlib.Path(home, "data")),
                            PKG_CONFIG_PATH=home, LC_ALL="C.UTF-8", PATH=os.pathsep.join([*folders, os.environ["PATH"]]))

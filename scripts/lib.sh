@@ -18,7 +18,7 @@ use_ccache() {
 # What every build needs, and what each script needs beside it.
 build_packages="cmake ninja-build g++ ccache libgtest-dev"
 test_packages="$build_packages pkg-config python3 clang-format locales
-    libexpat1-dev socat netcat-openbsd netbase groff-base gdb doxygen fish zsh"
+    libexpat1-dev libssl-dev openssl socat netcat-openbsd netbase groff-base gdb doxygen fish zsh"
 demo_packages="$build_packages python3 netcat-openbsd"
 clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev

@@ -6,7 +6,7 @@
 # and the same is run from there. What is missing on a Debian machine is installed first.
 . "$(dirname "$0")/lib.sh"
 
-install_missing $build_packages dpkg-dev pkg-config
+install_missing $build_packages dpkg-dev pkg-config libssl-dev
 
 packages=$root/build/package/packages
 outside="g++ cmake ninja-build pkg-config" # what a program outside the tree is built with
@@ -53,7 +53,7 @@ for program in "$BIN"/qx*; do
     [[ -e $PREFIX/share/zsh/vendor-completions/_$(basename "$program") ]]
 done
 ls "$PREFIX"/share/gdb/auto-load/usr/lib/*/libqx.so.*-gdb.py
-ls "$PREFIX"/lib/*/qx/modules/*.so
+ls "$PREFIX"/lib/*/qx/modules/*.so "$PREFIX"/lib/*/qx/modules/qxtransport_tls.so
 '
 
 # Every file there is, but the caches and records of the package manager itself.

@@ -46,6 +46,12 @@ constexpr CodeRow CodeRows[] = {
     {result::InvalidCharacter,    "invalid character",           std::errc::illegal_byte_sequence},
     {result::UnmappableCharacter, "unmappable character",        std::errc::illegal_byte_sequence},
     {result::UnknownEncoding,     "unknown encoding",            None},
+    // Of the TLS transport.
+    {static_cast<int32_t>(0x80090326u), "TLS protocol failure",    std::errc::protocol_error},
+    {static_cast<int32_t>(0x800B0101u), "certificate expired or not yet valid", None},
+    {static_cast<int32_t>(0x800B0109u), "certificate not trusted", None},
+    {static_cast<int32_t>(0x800B010Au), "certificate refused",     None},
+    {static_cast<int32_t>(0x800B010Fu), "certificate of another host", None},
 };
 // clang-format on
 

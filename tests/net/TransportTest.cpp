@@ -3,21 +3,17 @@
 
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteArrayOutputStream.h>
-#include <qx/io/ByteBuffer.h>
 #include <qx/io/Channels.h>
 #include <qx/net/LegacyConnector.h>
-#include <qx/net/Transport.h>
 #include <qx/net/pcom/AbstractAcceptor.h>
 #include <qx/net/pcom/AbstractConnector.h>
 #include <qx/net/pcom/AbstractTransport.h>
 #include <qx/net/pcom/PcomAcceptor.h>
 #include <qx/net/pcom/PcomConnector.h>
 #include <qx/net/pcom/PcomTransport.h>
-#include <qx/platform/module.h>
 #include <qx/util/config/PropertySet.h>
 
 #include "tests/support/ExpectResult.h"
-#include "tests/support/TemporaryRegistry.h"
 
 using namespace qx;
 using namespace qx::net;
@@ -57,9 +53,7 @@ public:
         return properties.hasProperty(u"host"_qs) ? Fakes::connector() : nullptr;
     }
     Reference<IAcceptor> createAcceptor(const PropertySet& properties) override {
-        const auto text = makeReference<String>(properties.get(u"host"_qs) + u":7"_qs);
-        throwIfFailed(PropertySet::getPcom(&properties)->Set(u"bound", text->GetUnknown()));
-        return Fakes::acceptor();
+        return properties.hasProperty(u"host"_qs) ? Fakes::acceptor() : nullptr;
     }
 };
 
@@ -90,15 +84,6 @@ protected:
 
     PropertySet m_properties;
 };
-
-void expectThreeBytes(io::IChannel& channel) {
-    io::ByteBuffer buffer(10u, QX_ENDIAN_LITTLE);
-    EXPECT_EQ(channel.read(buffer), 3);
-    EXPECT_EQ(buffer.getPosition(), 3u);
-    EXPECT_EQ(channel.read(buffer), -1);
-    buffer.flip();
-    EXPECT_EQ(channel.write(buffer), 3);
-}
 
 TEST_F(Transports, SurfaceEveryFailureInBothDirections) {
     const std::pair<int32_t, std::function<void()>> failures[] = {
@@ -150,27 +135,6 @@ TEST_F(Transports, AskWhatIsMadeForTheInterface) {
     EXPECT_EQ(component->CreateConnector(PropertySet::getPcom(&m_properties),
                                          net::pcom::IQXConnector2::Iid, nullptr),
               result::NullPointer);
-}
-
-TEST_F(Transports, AreFoundByNameAndCarryPropertiesAndChannels) {
-    const qxtest::TemporaryRegistry registry;
-    constexpr GUID Clsid{
-        0x7F2A9D31, 0x55C0, 0x4B8E, {0x91, 0x0A, 0x3E, 0x6C, 0xD4, 0x28, 0xB7, 0x15}};
-    const auto create = [](const QXGUID* iid, void** out) {
-        return resultOf([&] { return makeReference<EchoTransport>()->QueryInterface(*iid, out); });
-    };
-    ASSERT_EQ(QXComRegisterClassFactory(u"Test.Transport.Echo", &Clsid, create), 0);
-    {
-        const auto transport = Transport::get(u"Test.Transport.Echo"_qs);
-        const auto acceptor = transport->createAcceptor(m_properties);
-        EXPECT_EQ(m_properties.get(u"bound"_qs), u"here:7"_qs); // the component's change is seen
-        for (int i = 0; i < 2; ++i)
-            expectThreeBytes(*acceptor->accept());
-        expectThreeBytes(*transport->createConnector(m_properties)->connect());
-        for (const String& name : {u"Test.Transport"_qs, u""_qs, u"Test.Transport.Echo"_qs + u'\0'})
-            expectEach(result::NotFound, {[&] { Transport::get(name); }});
-    }
-    QXComRevokeClassFactory(&Clsid);
 }
 
 class OldConnector : public CQXAbstractConnector {

@@ -1,0 +1,273 @@
+#include "Session.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <openssl/err.h>
+#include <openssl/x509v3.h>
+
+#include <qx/core/Result.h>
+
+namespace qx::tls {
+
+namespace {
+
+using transport::codeOf;
+
+constexpr int32_t GoodbyeMs = 2000;
+
+int32_t clipped(size_t length) {
+    return static_cast<int32_t>(std::min<size_t>(length, std::numeric_limits<int32_t>::max()));
+}
+
+/// The subject of a certificate, as "CN = localhost".
+String subjectOf(X509* certificate) {
+    const auto text = made(BIO_new(BIO_s_mem()));
+    if (certificate)
+        X509_NAME_print_ex(text.get(), X509_get_subject_name(certificate), 0,
+                           XN_FLAG_ONELINE & ~ASN1_STRFLGS_ESC_MSB);
+    char* bytes = nullptr;
+    const long length = BIO_get_mem_data(text.get(), &bytes);
+    return String::fromUtf8({bytes, static_cast<size_t>(length)});
+}
+
+/// The error that OpenSSL has reported is this one of its own.
+bool isReason(int reason) {
+    const unsigned long error = ERR_peek_error();
+    return ERR_GET_LIB(error) == ERR_LIB_SSL && ERR_GET_REASON(error) == reason;
+}
+
+bool isAlert() {
+    const unsigned long error = ERR_peek_error();
+    return ERR_GET_LIB(error) == ERR_LIB_SSL && ERR_GET_REASON(error) >= SSL_AD_REASON_OFFSET;
+}
+
+} // namespace
+
+Handle<BIO_METHOD> Session::newMethod() {
+    auto method = made(BIO_meth_new(BIO_TYPE_SOURCE_SINK, "qx socket"));
+    BIO_meth_set_write_ex(method.get(), &onWrite);
+    BIO_meth_set_read_ex(method.get(), &onRead);
+    BIO_meth_set_ctrl(method.get(), &onControl);
+    return method;
+}
+
+Session::Session(Reference<Context> context, transport::Socket socket)
+    : m_context(std::move(context)), m_socket(std::move(socket)), m_ssl(m_context->newSession()) {
+    BIO* const bio = BIO_new(m_context->method());
+    if (!bio)
+        throwReason();
+    BIO_set_data(bio, this);
+    BIO_set_init(bio, 1);
+    SSL_set_bio(m_ssl.get(), bio, bio);
+    SSL_set_app_data(m_ssl.get(), this);
+    SSL_set_verify(m_ssl.get(), SSL_get_verify_mode(m_ssl.get()), &onVerify);
+    throwIfFailed(codeOf(QXSocketSetBlocking(m_socket.get(), 0)));
+    // What follows the last message of a handshake is not to wait until that is acknowledged.
+    const int32_t noDelay = 1;
+    throwIfFailed(codeOf(QXSocketSetOption(m_socket.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, &noDelay,
+                                           sizeof noDelay)));
+}
+
+Session::Session(Reference<Context> context, transport::Socket socket, String peer)
+    : Session(std::move(context), std::move(socket)) {
+    m_peer = std::move(peer);
+    SSL_set_accept_state(m_ssl.get());
+}
+
+Session::Session(Reference<Context> context, transport::Socket socket,
+                 const std::string& serverName)
+    : Session(std::move(context), std::move(socket)) {
+    m_peer = String::fromUtf8(serverName);
+    SSL_set_connect_state(m_ssl.get());
+    requireHost(serverName);
+}
+
+Session::~Session() {
+    resultOf([this] { end(); });
+    QXSocketShutdown(m_socket.get(), QX_SHUTDOWN_OUTPUT);
+    // What lies unread would reset the connection, and with it what is on the way to the peer. That
+    // of a peer which sends much that nobody wants may.
+    char unread[4096];
+    for (int i = 0; i < 16 && QXSocketReceive(m_socket.get(), unread, sizeof unread, 0) > 0; ++i) {
+    }
+    ERR_clear_error();
+}
+
+/// Asks the server for a name, and has its certificate checked for that name or address.
+void Session::requireHost(const std::string& name) {
+    X509_VERIFY_PARAM* const verified = SSL_get0_param(m_ssl.get());
+    const std::string address = name.substr(0, name.find('%')); // without the interface
+    const bool isAddress = X509_VERIFY_PARAM_set1_ip_asc(verified, address.c_str()) == 1;
+    ERR_clear_error();
+    if (!isAddress && SSL_set_tlsext_host_name(m_ssl.get(), name.c_str()) != 1)
+        throw ResultException(result::InvalidArgument,
+                              u"serverName " + m_peer + u": " + takeReason());
+    X509_VERIFY_PARAM_set_hostflags(verified, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    if (!m_context->verifiesHost())
+        X509_VERIFY_PARAM_set1_ip(verified, nullptr, 0);
+    else if (!isAddress && X509_VERIFY_PARAM_set1_host(verified, name.data(), name.size()) != 1)
+        throwReason();
+}
+
+bool Session::handshake() {
+    if (!m_isDone) {
+        ERR_clear_error();
+        const int outcome = SSL_do_handshake(m_ssl.get());
+        m_isDone = outcome == 1;
+        if (!m_isDone && SSL_get_error(m_ssl.get(), outcome) != SSL_ERROR_WANT_READ)
+            fail();
+    }
+    return flush() && m_isDone;
+}
+
+uint32_t Session::wanted() const {
+    return (m_isDone ? 0U : QX_POLL_READ) | (m_output.empty() ? 0U : QX_POLL_WRITE);
+}
+
+int32_t Session::read(signed char* to, int32_t length) {
+    if (m_failure)
+        throw *m_failure;
+    ERR_clear_error();
+    const int count = SSL_read(m_ssl.get(), to, length);
+    if (count > 0)
+        return count;
+    switch (SSL_get_error(m_ssl.get(), count)) {
+    case SSL_ERROR_ZERO_RETURN:
+        return -1;
+    case SSL_ERROR_WANT_READ:
+        return 0;
+    default:
+        fail();
+    }
+}
+
+void Session::write(const signed char* from, int32_t length) {
+    if (m_failure)
+        throw *m_failure;
+    ERR_clear_error();
+    if (SSL_write(m_ssl.get(), from, length) != length)
+        fail();
+}
+
+bool Session::flush() {
+    while (!m_output.empty() && m_writeCode == 0) {
+        const int32_t sent =
+            QXSocketSend(m_socket.get(), m_output.data(), clipped(m_output.size()), 0);
+        const ENUM_QX_E_SOCKET code = codeOf(sent);
+        if (code == QX_E_SOCKET_EWOULDBLOCK)
+            return false;
+        m_writeCode = code;
+        if (code == 0)
+            m_output.erase(0, static_cast<size_t>(sent));
+    }
+    return true;
+}
+
+void Session::requireOutput() {
+    if (m_writeCode == 0)
+        return;
+    // The peer may have said why it has gone.
+    char byte;
+    ERR_clear_error();
+    if (!m_failure && SSL_peek(m_ssl.get(), &byte, 1) <= 0 && isAlert())
+        fail();
+    throw ResultException(m_writeCode, m_peer);
+}
+
+/// Tells the peer that nothing follows.
+void Session::end() {
+    if (!m_isDone || m_failure || m_writeCode != 0)
+        return;
+    ERR_clear_error();
+    SSL_shutdown(m_ssl.get());
+    const transport::Deadline deadline(GoodbyeMs);
+    while (!flush() && transport::await(m_socket, QX_POLL_WRITE, deadline)) {
+    }
+}
+
+void Session::fail() {
+    m_failure.emplace(failure());
+    ERR_clear_error();
+    throw *m_failure;
+}
+
+ResultException Session::failure() const {
+    if (m_certificateError != X509_V_OK)
+        return {codeOfCertificateError(m_certificateError),
+                u"certificate " + m_certificate + u" of " + m_peer + u": " +
+                    String::fromUtf8(X509_verify_cert_error_string(m_certificateError))};
+    if (m_readCode != 0)
+        return {m_readCode, m_peer};
+    if (isReason(SSL_R_UNEXPECTED_EOF_WHILE_READING))
+        return {QX_E_SOCKET_ECONNABORTED,
+                m_peer + (m_isDone ? u": cut off before its end" : u": gone in the handshake")};
+    return {ProtocolFailed, m_peer + u": " + takeReason()};
+}
+
+int Session::onWrite(BIO* bio, const char* from, size_t length, size_t* count) {
+    auto* const session = static_cast<Session*>(BIO_get_data(bio));
+    BIO_clear_retry_flags(bio);
+    *count = length;
+    // A connection that takes nothing is no end yet: the peer may have said why.
+    return resultOf([&] {
+               size_t sent = 0;
+               if (session->m_output.empty() && session->m_writeCode == 0) {
+                   const int32_t sentNow =
+                       QXSocketSend(session->m_socket.get(), from, clipped(length), 0);
+                   const ENUM_QX_E_SOCKET code = codeOf(sentNow);
+                   if (code == 0)
+                       sent = static_cast<size_t>(sentNow);
+                   else if (code != QX_E_SOCKET_EWOULDBLOCK)
+                       session->m_writeCode = code;
+               }
+               if (session->m_writeCode == 0)
+                   session->m_output.append(from + sent, length - sent);
+           }) == result::Ok;
+}
+
+int Session::onRead(BIO* bio, char* to, size_t length, size_t* count) {
+    auto* const session = static_cast<Session*>(BIO_get_data(bio));
+    BIO_clear_retry_flags(bio);
+    *count = 0;
+    const int32_t received = QXSocketReceive(session->m_socket.get(), to, clipped(length), 0);
+    if (received > 0) {
+        *count = static_cast<size_t>(received);
+        return 1;
+    }
+    const ENUM_QX_E_SOCKET code = codeOf(received);
+    if (code == QX_E_SOCKET_EWOULDBLOCK)
+        BIO_set_retry_read(bio);
+    else if (code != 0)
+        session->m_readCode = code;
+    else
+        session->m_isAtEnd = true;
+    return 0;
+}
+
+long Session::onControl(BIO* bio, int command, long /*number*/, void* /*pointer*/) {
+    switch (command) {
+    case BIO_CTRL_FLUSH:
+        return 1;
+    case BIO_CTRL_EOF:
+        return static_cast<const Session*>(BIO_get_data(bio))->m_isAtEnd ? 1 : 0;
+    default:
+        return 0;
+    }
+}
+
+/// Keeps which certificate is refused, and why.
+int Session::onVerify(int isFine, X509_STORE_CTX* verified) {
+    const auto* const ssl = static_cast<SSL*>(
+        X509_STORE_CTX_get_ex_data(verified, SSL_get_ex_data_X509_STORE_CTX_idx()));
+    if (isFine || SSL_get_verify_mode(ssl) == SSL_VERIFY_NONE)
+        return 1;
+    auto* const session = static_cast<Session*>(SSL_get_app_data(ssl));
+    session->m_certificateError = X509_STORE_CTX_get_error(verified);
+    resultOf(
+        [&] { session->m_certificate = subjectOf(X509_STORE_CTX_get_current_cert(verified)); });
+    return 0;
+}
+
+} // namespace qx::tls

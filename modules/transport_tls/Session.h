@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <openssl/x509_vfy.h>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+
+#include "Context.h"
+#include "OpenSsl.h"
+#include "modules/transport/Sockets.h"
+
+namespace qx::tls {
+
+/// TLS over a connected socket. No call waits: what there is no room for in the socket is kept, and
+/// goes out by flush. Used by one thread at a time.
+class Session {
+public:
+    /// The server's side.
+    /// @param peer  whom failures are about
+    Session(Reference<Context> context, transport::Socket socket, String peer);
+    /// The client's side.
+    /// @param serverName  a name or an address, as UTF-8
+    Session(Reference<Context> context, transport::Socket socket, const std::string& serverName);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    /// Ends the session, so that the peer does not take the end of the connection for one by
+    /// somebody else, and closes the socket. Waits two seconds at most for room for that.
+    ~Session();
+
+    const transport::Socket& socket() const { return m_socket; }
+    const String& peer() const { return m_peer; }
+
+    /// Goes on with the handshake.
+    /// @return true when it is done; else the next call is due when the socket is ready for wanted
+    /// @throws ResultException when it has failed
+    bool handshake();
+    /// QX_POLL_... bits.
+    uint32_t wanted() const;
+
+    /// Bytes received; -1 after the end of the session, 0 when nothing is there yet.
+    /// @throws ResultException with QX_E_SOCKET_ECONNABORTED when the connection ended before the
+    ///     session, else with the code of the failure
+    int32_t read(signed char* to, int32_t length);
+    /// At most MostAtOnce bytes.
+    static constexpr int32_t MostAtOnce = SSL3_RT_MAX_PLAIN_LENGTH;
+    void write(const signed char* from, int32_t length);
+    /// True when everything has gone out that has to, or nothing can any more.
+    bool flush();
+    /// @throws ResultException when nothing can go out any more
+    void requireOutput();
+
+    /// How a BIO moves the bytes of a session.
+    static Handle<BIO_METHOD> newMethod();
+
+private:
+    Session(Reference<Context> context, transport::Socket socket);
+    void requireHost(const std::string& name);
+    [[noreturn]] void fail();
+    ResultException failure() const;
+    void end();
+
+    static int onWrite(BIO* bio, const char* from, size_t length, size_t* count);
+    static int onRead(BIO* bio, char* to, size_t length, size_t* count);
+    static long onControl(BIO* bio, int command, long number, void* pointer);
+    static int onVerify(int isFine, X509_STORE_CTX* verified);
+
+    const Reference<Context> m_context;
+    const transport::Socket m_socket;
+    String m_peer;
+    const Handle<SSL> m_ssl;
+    bool m_isDone = false;  ///< the handshake
+    bool m_isAtEnd = false; ///< of what the socket receives
+    std::string m_output;   ///< that the socket had no room for
+    ENUM_QX_E_SOCKET m_readCode = 0;
+    ENUM_QX_E_SOCKET m_writeCode = 0;
+    int m_certificateError = X509_V_OK;
+    String m_certificate;                     ///< that is refused
+    std::optional<ResultException> m_failure; ///< after which nothing goes on
+};
+
+} // namespace qx::tls

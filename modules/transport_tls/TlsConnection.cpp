@@ -1,0 +1,50 @@
+#include "TlsConnection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <qx/core/Result.h>
+
+namespace qx::tls {
+
+using transport::Deadline;
+
+TlsConnection::TlsConnection(std::unique_ptr<Session> session, int32_t readTimeoutMs)
+    : m_session(std::move(session)), m_readTimeoutMs(readTimeoutMs) {}
+
+int32_t TlsConnection::receive(signed char* to, int32_t length) {
+    const Deadline deadline(m_readTimeoutMs);
+    for (;;) {
+        uint32_t wanted = QX_POLL_READ;
+        {
+            const std::lock_guard guard(m_lock);
+            if (const int32_t count = m_session->read(to, length))
+                return count;
+            // Reading may have made answers of the protocol's own.
+            if (!m_session->flush())
+                wanted |= QX_POLL_WRITE;
+        }
+        if (!transport::await(m_session->socket(), wanted, deadline))
+            throwResult(QX_E_SOCKET_ETIMEDOUT);
+    }
+}
+
+void TlsConnection::send(const signed char* from, int32_t length) {
+    std::unique_lock guard(m_lock);
+    while (length > 0) {
+        const int32_t count = std::min(length, Session::MostAtOnce);
+        m_session->write(from, count);
+        while (!m_session->flush()) {
+            guard.unlock();
+            transport::await(m_session->socket(), QX_POLL_WRITE, Deadline());
+            guard.lock();
+        }
+        m_session->requireOutput();
+        from += count;
+        length -= count;
+    }
+}
+
+String TlsConnection::inheritableName() const { throwResult(result::NotAvailable); }
+
+} // namespace qx::tls

@@ -1,0 +1,139 @@
+#include "TlsTransport.h"
+
+#include <utility>
+
+#include <qx/core/Result.h>
+
+#include "TlsConnection.h"
+#include "modules/transport/Components.h"
+#include "modules/transport/Properties.h"
+
+namespace qx::tls {
+
+using transport::Deadline;
+using transport::Place;
+using transport::Socket;
+
+namespace {
+
+int32_t handshakeMs(const util::PropertySet& properties) {
+    return transport::number(properties, u"connectTimeout", 0, transport::NoLimit, HandshakeMs);
+}
+
+/// "127.0.0.1:80" or "[::1]:80".
+String textOf(const qx_sockaddr_union& address) {
+    char host[64] = "";
+    char port[8] = "";
+    const bool isIpv6 = address.family == QX_AF_INET6;
+    QXSocketGetNameInfo(&address, isIpv6 ? sizeof address.ipv6 : sizeof address.ipv4, host,
+                        sizeof host, port, sizeof port, QX_NI_NUMERICHOST | QX_NI_NUMERICSERV);
+    const std::string text = isIpv6 ? "[" + std::string(host) + "]:" : std::string(host) + ":";
+    return String::fromUtf8(text + port);
+}
+
+} // namespace
+
+Reference<net::IConnector> TlsTransport::createConnector(const util::PropertySet& properties) {
+    return transport::counted(new TlsConnector(properties), GetComModule());
+}
+
+Reference<net::IAcceptor> TlsTransport::createAcceptor(const util::PropertySet& properties) {
+    const Place place = Place::ofAcceptor(properties);
+    return transport::listening(new TlsAcceptor(place, properties), properties, place,
+                                GetComModule());
+}
+
+TlsConnector::TlsConnector(const util::PropertySet& properties)
+    : m_place(Place::ofConnector(properties, HandshakeMs)),
+      m_context(Context::ofConnector(properties)) {
+    const auto name = transport::find(properties, u"serverName");
+    m_serverName = name ? name->toUtf8() : m_place.host;
+    if (m_serverName.empty() || m_serverName.find('\0') != std::string::npos)
+        transport::refuse(result::InvalidArgument, u"serverName",
+                          u" is neither a name nor an address");
+}
+
+Reference<io::IChannel> TlsConnector::connect() {
+    const Deadline deadline(m_place.connectTimeoutMs);
+    auto session =
+        std::make_unique<Session>(m_context, transport::connectTo(m_place, deadline), m_serverName);
+    while (!session->handshake()) {
+        if (!transport::await(session->socket(), session->wanted(), deadline))
+            throw ResultException(QX_E_SOCKET_ETIMEDOUT,
+                                  session->peer() + u": too slow in the handshake");
+    }
+    return transport::channelOver(
+        makeReference<TlsConnection>(std::move(session), m_place.readTimeoutMs), GetComModule());
+}
+
+TlsAcceptor::TlsAcceptor(const Place& place, const util::PropertySet& properties)
+    : m_place(place), m_handshakeMs(handshakeMs(properties)),
+      m_context(Context::ofAcceptor(properties)), m_listener(place) {
+    throwIfFailed(transport::codeOf(QXSocketSetBlocking(m_listener.socket().get(), 0)));
+}
+
+Reference<io::IChannel> TlsAcceptor::accept() {
+    const std::lock_guard turn(m_turn);
+    for (;;) {
+        const auto sockets = awaitOne();
+        if (auto session = goOn(sockets))
+            return transport::channelOver(
+                makeReference<TlsConnection>(std::move(session), m_place.readTimeoutMs),
+                GetComModule());
+        if (sockets.front().ready != 0)
+            begin();
+    }
+}
+
+/// Waits until something is to be done for one of the handshakes, or for the listener, which comes
+/// first.
+std::vector<qx_socket_poll> TlsAcceptor::awaitOne() const {
+    std::vector<qx_socket_poll> sockets{{m_listener.socket().get(), QX_POLL_READ, 0}};
+    Deadline first;
+    for (const Handshake& handshake : m_handshakes) {
+        sockets.push_back({handshake.session->socket().get(), handshake.session->wanted(), 0});
+        if (handshake.deadline.isBefore(first))
+            first = handshake.deadline;
+    }
+    qx_timeval limit{};
+    throwIfFailed(transport::codeOf(
+        QXSocketPoll(sockets.data(), static_cast<uint32_t>(sockets.size()), first.left(limit))));
+    return sockets;
+}
+
+/// Goes on with the handshakes that can; the session of one that is done.
+std::unique_ptr<Session> TlsAcceptor::goOn(const std::vector<qx_socket_poll>& sockets) {
+    auto socket = sockets.begin();
+    for (auto next = m_handshakes.begin(); next != m_handshakes.end();) {
+        const auto handshake = next++;
+        const bool isReady = (++socket)->ready != 0;
+        const bool isLate = handshake->deadline.hasPassed();
+        if (!isReady && !isLate)
+            continue;
+        Handshakes one; // one that fails ends itself and no other
+        one.splice(one.end(), m_handshakes, handshake);
+        Session& session = *handshake->session;
+        if (isReady && session.handshake())
+            return std::move(handshake->session);
+        if (isLate)
+            throw ResultException(QX_E_SOCKET_ETIMEDOUT,
+                                  session.peer() + u": too slow in the handshake");
+        m_handshakes.splice(next, one);
+    }
+    return nullptr;
+}
+
+/// Takes a connection whose handshake is to come.
+void TlsAcceptor::begin() {
+    qx_sockaddr_union address{};
+    Socket socket = m_listener.accept(&address);
+    if (!socket)
+        return;
+    if (m_handshakes.size() >= static_cast<size_t>(m_place.backlog))
+        m_handshakes.pop_front();
+    m_handshakes.push_back(
+        {std::make_unique<Session>(m_context, std::move(socket), textOf(address)),
+         Deadline(m_handshakeMs)});
+}
+
+} // namespace qx::tls
