@@ -85,7 +85,7 @@ check_docs() {
     command -v doxygen >/dev/null || exit 77
     local status=0 reference
     reference=$(mktemp -d)
-    QX_VERSION=check QX_DOCS_DIR=$reference doxygen docs/Doxyfile >/dev/null || status=1
+    scripts/reference.sh check "$reference" >/dev/null || status=1
     rm -rf "$reference"
     return $status
 }

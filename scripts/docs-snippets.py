@@ -3,6 +3,7 @@
 
     docs-snippets.py generate PAGE.md PROGRAM.cpp
     docs-snippets.py run PAGE.md PROGRAM LIBRARY FOLDER...
+    docs-snippets.py examples FOLDER PAGE.md...
 
 What a block of a page is, its fence says:
 
@@ -16,9 +17,11 @@ What a block of a page is, its fence says:
                       program is called "program" in the page
     ```sh             commands for a checkout; the scripts of the repository are what runs them
 
-`generate` writes all C++ blocks as one program, which takes the number of the block to run.
+`generate` writes all C++ blocks as one program, which takes the number of the block to run;
+`examples` writes each as a file that the reference shows beside the classes used in it.
 """
 
+import collections
 import difflib
 import os
 import pathlib
@@ -92,6 +95,32 @@ def generate(page, target):
         "\n".join(sorted(includes)) + "\n#include <cstdlib>\n\n" + "\n".join(bodies) +
         "\nint main(int, char** arguments) {\n    switch (std::atoi(arguments[1])) {\n" + starts +
         "    default: return 99;\n    }\n}\n", "utf-8")
+
+
+def examples(folder, pages):
+    folder = pathlib.Path(folder)
+    folder.mkdir(parents=True)
+    described = []
+    for page in map(pathlib.Path, pages):
+        heading, headings = page.stem, {}
+        for line, text in enumerate(page.read_text("utf-8").splitlines(), 1):
+            if text.startswith("#") and not text.startswith("#include"):
+                heading = text.lstrip("# ")
+            headings[line] = heading
+        used = collections.Counter()
+        for block in blocks(page):
+            if block.kind != "cpp" or block.name:
+                continue
+            title = headings[block.line]
+            used[title] += 1
+            title += f", {used[title]}" if used[title] > 1 else ""
+            name = re.sub(r"\W+", "-", f"{page.stem} {title}").strip("-").lower() + ".cpp"
+            code = block.text()
+            if not re.search(r"^int main\(", code, re.MULTILINE):
+                code = re.sub(r"((?:#include.*\n|\n)*)((?:.*\n)*)", r"\1int main() {\n\2}\n", code, count=1)
+            (folder / name).write_text(code, "utf-8")
+            described.append(f"/** @example {name}\n{title} (of the guide) */\n")
+    (folder / "examples.dox").write_text("".join(described), "utf-8")
 
 
 def complain(page, block, expected, printed, status):
@@ -171,6 +200,8 @@ def run(page, program, library, folders):
 if __name__ == "__main__":
     if len(sys.argv) >= 4 and sys.argv[1] == "generate":
         generate(*sys.argv[2:4])
+    elif len(sys.argv) >= 4 and sys.argv[1] == "examples":
+        examples(sys.argv[2], sys.argv[3:])
     elif len(sys.argv) >= 5 and sys.argv[1] == "run":
         sys.exit(run(sys.argv[2], sys.argv[3], sys.argv[4], sys.argv[5:]))
     else:
