@@ -13,17 +13,19 @@ inline constexpr int32_t NoLimit = std::numeric_limits<int32_t>::max();
 
 /// What a property set says about a place.
 ///
-/// | property         | values          | for |
-/// |------------------|-----------------|----------------------------------------------------------|
-/// | `host`           | name or address | connectors: the server, every address of which is tried;
-/// | |                  |                 | acceptors: the local address, `0.0.0.0` without one |
-/// | `port`           | 0 to 65535      | both; 0, for acceptors alone, is a port that is free | |
-/// `backlog`        | 1 to 2147483647 | acceptors: connections that may wait; 128 without one    |
-/// | `readTimeout`    | 0 to 2147483647 | both: how long a read waits, in milliseconds; 0, or | |
-/// |                 | nothing, is without limit                                | |
-/// `connectTimeout` | 0 to 2147483647 | connectors: how long it may take to connect, with all    |
-/// |                  |                 | addresses; in milliseconds, 0 is without limit | |
-/// `boundPort`      | 1 to 65535      | stored by createAcceptor: the port that it listens on    |
+/// | property         | values          | for                                               |
+/// |------------------|-----------------|---------------------------------------------------|
+/// | `host`           | name or address | connectors: the server, every address of which    |
+/// |                  |                 | is tried; acceptors: the local address,           |
+/// |                  |                 | `0.0.0.0` without one                             |
+/// | `port`           | 0 to 65535      | both; 0, for acceptors alone, is one that is free |
+/// | `backlog`        | 1 to 2147483647 | acceptors: connections that may wait; 128 without |
+/// | `readTimeout`    | 0 to 2147483647 | both: how long a read waits, in milliseconds; 0,  |
+/// |                  |                 | or nothing, is without limit                      |
+/// | `connectTimeout` | 0 to 2147483647 | connectors: how long it may take to connect once  |
+/// |                  |                 | the host is looked up, in milliseconds; 0 is      |
+/// |                  |                 | without limit                                     |
+/// | `boundPort`      | 1 to 65535      | stored by createAcceptor: where it listens        |
 struct Place {
     std::string host; // UTF-8
     uint16_t port = 0;

@@ -8,30 +8,30 @@
 
 namespace qx::tls {
 
-/// What all connections of a connector or an acceptor have in common, as a property set says.
+/// What all connections of a connector or an acceptor have in common, as a property set says; of
+/// several values the first holds when none is set.
 ///
-/// | property            | values       | for                                                     |
-/// |---------------------|--------------|---------------------------------------------------------|
-/// | `certificate`       | a PEM file   | the own certificate, and behind it those that lead to a |
-/// |                     |              | root; acceptors need one                                |
-/// | `key`               | a PEM file   | its private key; in the file of the certificate when it |
-/// |                     |              | is not set                                              |
-/// | `keyPassword`       | text         | of an encrypted key                                     |
-/// | `trust`             | a PEM file,  | the roots that certificates of peers must lead to;      |
-/// |                     | or a folder  | for connectors those of the system when it is not set   |
-/// | `minimumVersion`    | 1.2, 1.3     | both; 1.2 when it is not set                            |
-/// | `verify`            | host, chain, | connectors: whether the server's certificate must be    |
-/// |                     | none         | valid and of the host, valid, or nothing                |
-/// | `serverName`        | name or      | connectors: what the server is asked for and its        |
-/// |                     | address      | certificate must be of; `host` when it is not set       |
-/// | `clientCertificate` | none,        | acceptors: whether clients are asked for a certificate, |
-/// |                     | optional,    | which `trust`, then needed, says; none when it is not   |
-/// |                     | required     | set                                                     |
+/// | property            | values            | for                                               |
+/// |---------------------|-------------------|---------------------------------------------------|
+/// | `certificate`       | PEM file          | the own certificate, and behind it those that     |
+/// |                     |                   | lead to a root; acceptors need one                |
+/// | `key`               | PEM file          | its private key; in the file of the certificate   |
+/// |                     |                   | when it is not set                                |
+/// | `keyPassword`       | text              | of an encrypted key                               |
+/// | `trust`             | PEM file, folder  | the roots that certificates of peers must lead    |
+/// |                     |                   | to; for connectors those of the system without    |
+/// |                     |                   | one                                               |
+/// | `minimumVersion`    | 1.2, 1.3          | both                                              |
+/// | `verify`            | host, chain, none | connectors: the server's certificate must be      |
+/// |                     |                   | valid and of the host, valid, or is not looked at |
+/// | `serverName`        | name or address   | connectors: what the server is asked for and its  |
+/// |                     |                   | certificate must be of; `host` when it is not set |
+/// | `clientCertificate` | none, optional,   | acceptors: whether clients are asked for one,     |
+/// |                     | required          | for which `trust`, then needed, must vouch        |
 class Context : public Object {
 public:
-    /// @throws ResultException with result::NotFound or result::InvalidArgument for a property,
-    /// with
-    ///     the file and OpenSSL's reason where it is about one
+    /// @throws ResultException with a property in its description, and where it is about a file
+    ///     with that and OpenSSL's reason
     static Reference<Context> ofConnector(const util::PropertySet& properties);
     static Reference<Context> ofAcceptor(const util::PropertySet& properties);
 
