@@ -99,6 +99,25 @@ void checkAdding(IniFile& ini, const std::u16string& key, const std::u16string& 
     require(view.find(u"set", trimmed(key)) == trimmed(value.c_str()));
 }
 
+/// The same where the lines are kept: one run of them changes, if any.
+void checkKeeping(const std::string& text, const std::u16string& key, const std::u16string& value) {
+    std::ofstream(filePath(), std::ios::binary) << text;
+    IniFile ini(filePath(), IniFile::Lines::Kept);
+    const IniFileView before = ini.view();
+    const int32_t result = ini.AddKey(u"set", key.c_str(), value.c_str(), true);
+    const std::string now = readAll();
+    require(ini.getWriteResult() == 0 && (result == 0 || now == text));
+    IniFile again(filePath(), IniFile::Lines::Kept);
+    const IniFileView after = again.view();
+    if (result == 0)
+        require(after.find(u"set", trimmed(key)) == trimmed(value.c_str()));
+    for (const auto set : before.sets())
+        for (const auto each : before.keys(set))
+            require(after.find(set, each) == before.find(set, each) ||
+                    (result == 0 && String(set).toLower() == u"set" &&
+                     String(each).toLower() == String(trimmed(key)).toLower()));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -124,6 +143,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         key.resize(std::min(key.find(u'\0'), key.size()));
         value.resize(std::min(value.find(u'\0'), value.size()));
         checkAdding(ini, key, value);
+        checkKeeping(text, key, value);
     }
     return 0;
 }

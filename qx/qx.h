@@ -289,6 +289,7 @@
 #include <qx/util/config/IniFileException.h>
 #include <qx/util/config/IniFileIterator.h>
 #include <qx/util/config/IniFileView.h>
+#include <qx/util/config/IniSetting.h>
 #include <qx/util/config/Property.h>
 #include <qx/util/config/PropertySet.h>
 #include <qx/util/config/PropertySources.h>

@@ -30,7 +30,10 @@ names of sets and keys. A set "A\B" is a subset of "A".
   list        prints the keys of a set with their values, or all sets with theirs
   sets        prints the names of the sets, or of the subsets right below a set
 
-A change replaces the file as a whole: sorted, and without its comments.
+A change touches only the lines that it is about; all others stay as they are,
+byte for byte. A value that ends in "\" goes on in the next line. What could
+only be changed by a guess is refused, with the line: a key that stands there
+more than once, say, or a comment inside a value.
 
 )";
 

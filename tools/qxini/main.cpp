@@ -1,9 +1,8 @@
 // qxini: shows and changes INI files.
 
-#include <string_view>
+#include <string>
 
 #include <qx/platform/result.h>
-#include <qx/platform/text.h>
 #include <qx/util/config/IniFile.h>
 #include <qx/util/config/IniFileIterator.h>
 
@@ -14,6 +13,7 @@
 using qx::String;
 using qx::util::IniFile;
 using qx::util::IniFileException;
+using qx::util::IniFileReport;
 using qx::util::IniFileSetIterator;
 using qx::util::IniFileView;
 
@@ -25,54 +25,30 @@ namespace {
 IniFile open(const Options& options, bool mustExist) {
     const std::string semaphore = options.semaphore ? options.semaphore->toUtf8() : std::string();
     try {
-        return IniFile(options.file.getData(), options.semaphore ? semaphore.c_str() : nullptr,
-                       mustExist);
+        return IniFile(options.file, IniFile::Lines::Kept,
+                       options.semaphore ? semaphore.c_str() : nullptr, mustExist);
     } catch (const IniFileException&) {
         throw Failure(Failure::Runtime,
                       options.file.toUtf8() + ": no such file, or it cannot be read");
     }
 }
 
-Failure missing(const Options& options) {
-    const std::string set = options.file.toUtf8() + ": no set " + options.set->toUtf8();
-    return Failure(Failure::Runtime,
-                   options.key ? set + " with a key " + options.key->toUtf8() : set);
-}
-
-/// A file holds names of sets of at most 259 bytes, keys and values of 254.
-constexpr int32_t SetRoom = 260, KeyRoom = 255;
-
-bool fits(std::u16string_view text, int32_t room) {
-    char buffer[SetRoom];
-    return text.empty() ||
-           QXUnicodeToAnsi(text.data(), static_cast<int32_t>(text.size()), buffer, room) >= 0;
-}
-
-void requireFitting(std::u16string_view set, std::u16string_view key, std::u16string_view value) {
-    if (!fits(set, SetRoom) || !fits(key, KeyRoom) || !fits(value, KeyRoom))
-        throw Failure(Failure::Runtime,
-                      "too long, or not in the encoding of the locale, to be written: " +
-                          String(set).toUtf8() + ": " + String(key).toUtf8());
-}
-
-/// Rewriting would cut what is too long, so it is refused before anything is changed.
-void requireFitting(const IniFileView& view) {
-    // Lines that hold bytes which are no text are written as they were.
-    const auto isText = [](std::u16string_view text) {
-        return text.find(u'\xFFFD') == text.npos ? text : std::u16string_view();
-    };
-    for (const auto set : view.sets()) {
-        requireFitting(isText(set), {}, {});
-        for (const auto key : view.keys(set))
-            requireFitting(isText(set), isText(key), isText(*view.find(set, key)));
-    }
+/// What was asked for is not there; a line that was not understood may be why.
+Failure missing(IniFile& ini, const Options& options) {
+    std::string message = options.file.toUtf8() + ": no set " + options.set->toUtf8();
+    if (options.key)
+        message += " with a key " + options.key->toUtf8();
+    const IniFileReport report = ini.view().report();
+    if (!report.isComplete())
+        message += "; line " + std::to_string(report.line) + " is " + report.reason.toUtf8();
+    return Failure(Failure::Runtime, message);
 }
 
 void get(IniFile& ini, const Options& options) {
     const IniFileView view = ini.view();
     const auto value = view.find(*options.set, *options.key);
     if (!value)
-        throw missing(options);
+        throw missing(ini, options);
     print(String(*value).toUtf8() + '\n');
 }
 
@@ -81,7 +57,7 @@ void list(IniFile& ini, const Options& options) {
     if (!options.set)
         return print(options.json ? fileJson(view) : fileText(view));
     if (!view.hasSet(*options.set))
-        throw missing(options);
+        throw missing(ini, options);
     print(options.json ? setJson(view, *options.set) : setText(view, *options.set));
 }
 
@@ -97,7 +73,6 @@ int32_t change(IniFile& ini, const Options& options) {
     const char16_t* const set = options.set->getData();
     switch (options.command) {
     case Options::Command::Set:
-        requireFitting(options.set->view(), options.key->view(), options.value->view());
         return ini.AddKey(set, options.key->getData(), options.value->getData(), !options.keep);
     case Options::Command::Delete:
         return ini.DeleteKey(set, options.key->getData());
@@ -109,10 +84,9 @@ int32_t change(IniFile& ini, const Options& options) {
 }
 
 void changeAndReport(IniFile& ini, const Options& options) {
-    requireFitting(ini.view());
     const int32_t changed = change(ini, options);
     if (changed == result::NotFound)
-        throw missing(options);
+        throw missing(ini, options);
     if (changed == result::AlreadyExists)
         throw Failure(Failure::Runtime,
                       options.file.toUtf8() +
@@ -120,6 +94,9 @@ void changeAndReport(IniFile& ini, const Options& options) {
     if (changed == result::InvalidArgument)
         throw Failure(Failure::Runtime,
                       "a line feed, or a key with \"=\" or a start that no key has");
+    if (changed == result::Fail)
+        throw Failure(Failure::Runtime, options.file.toUtf8() +
+                                            ": nothing was changed: " + ini.getRefusal().toUtf8());
     for (const int32_t failure : {changed, ini.getWriteResult()})
         if (failure < 0)
             throw fileFailure(options.file.toUtf8(), failure);

@@ -8,6 +8,7 @@
 #include <qx/platform/text.h>
 
 #include <qx/ipc/detail/Turn.h>
+#include <qx/util/config/detail/IniLines.h>
 #include <qx/util/config/detail/IniReader.h>
 #include <qx/util/config/detail/IniSets.h>
 #include <qx/util/config/detail/IniWriter.h>
@@ -38,7 +39,12 @@ IniFile::OwnSets& IniFile::OwnSets::operator=(OwnSets other) noexcept {
 }
 
 IniFile::IniFile(const char16_t* fileName, const char* semaphoreName, int16_t throwOnError)
+    : IniFile(fileName, Lines::Sorted, semaphoreName, throwOnError) {}
+
+IniFile::IniFile(const char16_t* fileName, Lines lines, const char* semaphoreName,
+                 int16_t throwOnError)
     : m_sets(std::make_shared<detail::IniSets>()),
+      m_lines(lines == Lines::Kept ? std::make_shared<const detail::IniLines>("") : nullptr),
       m_path(std::make_shared<const std::string>(pathOf(String(fileName)))) {
     if (semaphoreName)
         m_lock = new ipc::Semaphore(semaphoreName, 1);
@@ -70,6 +76,26 @@ int32_t IniFile::change(Change&& change) {
     });
 }
 
+/// An operation that changes the lines, whose @p edit gives the bytes that the file has then.
+template <class Edit>
+int32_t IniFile::edit(Edit&& edit) {
+    detail::IniEdit edited = edit(*m_lines);
+    if (edited.result >= 0)
+        useLines(std::move(edited.bytes));
+    else if (edited.result == result::Fail)
+        m_refusal = std::make_shared<const std::string>(std::move(edited.refusal));
+    return edited.result;
+}
+
+/// From now on the file has these bytes.
+void IniFile::useLines(std::string bytes) {
+    auto lines = std::make_shared<const detail::IniLines>(std::move(bytes));
+    OwnSets sets = std::make_shared<detail::IniSets>();
+    lines->readInto(*sets);
+    m_sets = std::move(sets);
+    m_lines = std::move(lines);
+}
+
 int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t* value,
                         bool overwrite) {
     if (!set || !key || !value)
@@ -79,6 +105,8 @@ int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t
     return change([&] {
         if (!overwrite && KeyExists(set, key))
             return result::AlreadyExists;
+        if (m_lines)
+            return edit([&](const auto& lines) { return putKey(lines, set, key, value); });
         if (const int32_t result = detail::checkNewIniTexts(*m_sets, set, key, value); result < 0)
             return result;
         detail::IniSets& sets = writableSets();
@@ -91,6 +119,8 @@ int32_t IniFile::DeleteKey(const char16_t* set, const char16_t* key) {
     if (!set || !key)
         return result::NullPointer;
     return change([&] {
+        if (m_lines)
+            return edit([&](const auto& lines) { return removeKey(lines, set, key); });
         if (!KeyExists(set, key))
             return result::NotFound;
         detail::IniSets& sets = writableSets();
@@ -103,6 +133,8 @@ int32_t IniFile::DeleteSet(const char16_t* set) {
     if (!set)
         return result::NullPointer;
     return change([&] {
+        if (m_lines)
+            return edit([&](const auto& lines) { return removeSet(lines, set); });
         writableSets().removeSet(set);
         return result::Ok;
     });
@@ -128,11 +160,22 @@ int32_t IniFile::GetValue(const char16_t* set, const char16_t* key, char16_t* bu
     });
 }
 
+std::optional<String> IniFile::find(const AnyText& set, const AnyText& key) {
+    return inTurn([&] {
+        const detail::IniKey* const found = m_sets->findKey(set, key);
+        return found ? std::optional(String(found->value)) : std::nullopt;
+    });
+}
+
 IniFileView IniFile::view() {
     return inTurn([this] {
         m_sets->share();
-        return IniFileView(m_sets);
+        return IniFileView(m_sets, m_path);
     });
+}
+
+String IniFile::getRefusal() {
+    return inTurn([this] { return m_refusal ? String::fromUtf8(*m_refusal) : String(); });
 }
 
 bool IniFile::KeyExists(const char16_t* set, const char16_t* key) const {
@@ -218,9 +261,13 @@ int32_t IniFile::load() {
     const size_t hash = std::hash<std::string>()(file.bytes);
     // Nobody changed it, so a change that could not be written must not be given up.
     if (!m_known || QXFileIsSameState(&file.state, &m_known->state) == 0 || hash != m_known->hash) {
-        OwnSets sets = std::make_shared<detail::IniSets>();
-        detail::IniReader(file.bytes, *sets).read();
-        m_sets = std::move(sets);
+        if (m_lines) {
+            useLines(std::move(file.bytes));
+        } else {
+            OwnSets sets = std::make_shared<detail::IniSets>();
+            detail::IniReader(file.bytes, *sets).read();
+            m_sets = std::move(sets);
+        }
     }
     m_known = {file.state, hash, file.isStable && QXFileIsStateSettled(&file.state) != 0};
     return result::Ok;
@@ -235,14 +282,18 @@ int32_t IniFile::WriteToFile() {
         m_writeResult = m_readResult;
         return result::Ok;
     }
-    m_sets->sort();
-    std::string text;
-    const int32_t cut = detail::writeIni(*m_sets, text);
+    std::string sorted;
+    int32_t cut = result::Ok;
+    if (!m_lines) {
+        m_sets->sort();
+        cut = detail::writeIni(*m_sets, sorted);
+    }
     if (cut == result::UnmappableCharacter) {
         m_known.reset();
         load();
         return cut;
     }
+    const std::string& text = m_lines ? m_lines->bytes() : sorted;
     constexpr uint32_t ModeForAll = 0666; // less the umask
     QXFileState state;
     const int32_t result = QXFileReplace(m_path->c_str(), text.data(),

@@ -17,8 +17,13 @@
 #include <qx/util/FileName.h>
 #include <qx/util/config/IniFileException.h>
 #include <qx/util/config/IniFileView.h>
+#include <qx/util/config/IniSetting.h>
 
 namespace qx::util {
+
+namespace detail {
+class IniLines;
+}
 
 /// A configuration file of named sets of key=value lines.
 ///
@@ -44,8 +49,27 @@ namespace qx::util {
 /// share the file without losing changes; such an object may be used from several threads. Without
 /// a name, an object is used by one thread at a time, and when two objects write at the same time,
 /// the changes of one of them are lost.
+///
+/// With Lines::Kept a change touches only the lines that it is about: comments, order, blank lines,
+/// keys and sets that come again, the spelling and the line ends of the others stay as they are,
+/// byte for byte. A value is replaced where it stands, a new key comes behind the last one of its
+/// set, a new set at the end. The format is then read so that nothing is lost: lines have any
+/// length; a value whose line ends in an odd number of "\" goes on in the next line, with a blank
+/// in the place of the "\" and the line end, unless that line is a set or key by itself; keys of a
+/// set that comes again are keys of that set, and the last of equal keys counts; a line that is
+/// neither a set nor a key is passed over. A change that could only be made by guessing what a line
+/// means is refused with result::Fail, and getRefusal tells the line: a key that stands there more
+/// than once, a comment inside a value, a line that somebody else may read as part of the value
+/// before it (indented, or behind a "\"), a byte 0. Nothing is cut, and a file in UTF-8 with a byte
+/// order mark keeps both.
 class QX_API IniFile : public Object {
 public:
+    /// What becomes of the lines of the file when it is rewritten.
+    enum class Lines {
+        Sorted, ///< sets and keys in order, and no comments
+        Kept,   ///< all but those that a change is about
+    };
+
     /// @param fileName       0-terminated; either slash separates; null: the empty name
     /// @param semaphoreName  0-terminated, not empty, copied; null: no semaphore
     /// @param throwOnError   not 0: a file that cannot be read is an error; 0: the object is empty
@@ -57,6 +81,9 @@ public:
     explicit IniFile(const FileName& fileName, const char* semaphoreName = nullptr,
                      int16_t throwOnError = 0)
         : IniFile(fileName.terminated(), semaphoreName, throwOnError) {}
+    explicit IniFile(const FileName& fileName, Lines lines, const char* semaphoreName = nullptr,
+                     int16_t throwOnError = 0)
+        : IniFile(fileName.terminated(), lines, semaphoreName, throwOnError) {}
     /// The copy has its own sets and shares the semaphore.
     IniFile(const IniFile& other);
     IniFile& operator=(const IniFile& other);
@@ -95,6 +122,18 @@ public:
     int32_t GetValue(const char16_t* set, const char16_t* key, char16_t* buffer,
                      uint64_t bufferLength);
 
+    /// The value of a key; nothing when there is no such key.
+    /// @throws ResultException, std::bad_alloc
+    std::optional<String> find(const AnyText& set, const AnyText& key);
+    /// The value of a key as a number, truth value, time or text; @p fallback when there is no such
+    /// key. See IniFileView::get, which is made for many of them.
+    /// @throws IniFileException VALUE_NOT_UNDERSTOOD; ResultException when the semaphore fails
+    template <IniSetting T>
+    T get(const AnyText& set, const AnyText& key, const T& fallback) {
+        const std::optional<String> value = find(set, key);
+        return value ? detail::settingFrom<T>(*m_path, set, key, *value) : fallback;
+    }
+
     /// The content of the file at this moment. To read many values, use a view: all of them belong
     /// to one state of the file, and looking them up costs no system call.
     /// @throws ResultException, std::bad_alloc
@@ -103,13 +142,20 @@ public:
     /// The result of the last rewriting: 0, the code of the failure, or result::BufferTooSmall when
     /// the file was written but a text was cut. 0 before the first. Any thread may ask.
     int32_t getWriteResult() const noexcept { return m_writeResult; }
+    /// Why the last change that gave result::Fail was refused, with the line: "line 12: the key
+    /// stands in line 9 already". Empty before the first, and always without Lines::Kept.
+    String getRefusal();
 
 private:
     friend class IniFileKeyIterator;
     friend class IniFileSetIterator;
 
+    IniFile(const char16_t* fileName, Lines lines, const char* semaphoreName, int16_t throwOnError);
     template <class Body>
     auto inTurn(Body&& body);
+    template <class Edit>
+    int32_t edit(Edit&& edit);
+    void useLines(std::string bytes);
     template <class Change>
     int32_t change(Change&& change);
     bool KeyExists(const char16_t* set, const char16_t* key) const;
@@ -147,6 +193,9 @@ private:
     };
 
     OwnSets m_sets; ///< the first member: nothing else can fail in an assignment
+    /// The file's lines, which never change in place; null where they are not kept.
+    std::shared_ptr<const detail::IniLines> m_lines;
+    std::shared_ptr<const std::string> m_refusal; ///< null before the first
     Reference<ipc::Semaphore> m_lock;
     /// The name in the default encoding; empty when it has none.
     std::shared_ptr<const std::string> m_path;

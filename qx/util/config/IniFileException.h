@@ -11,6 +11,9 @@ public:
         FILE_NOT_READ = 0,    ///< the description is the file name
         NO_MORE_ELEMENTS = 1, ///< the description is empty
         SET_NOT_FOUND = 2,    ///< the description is the set name
+        /// A value that is there is not what it was asked for as. The description names the file,
+        /// set, key and value, and what it should be.
+        VALUE_NOT_UNDERSTOOD = 3,
     };
 
     IniFileException(TYPE type, const String& description) : Exception(description), m_type(type) {}

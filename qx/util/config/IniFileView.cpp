@@ -21,4 +21,8 @@ std::vector<std::u16string_view> IniFileView::keys(TextView set) const {
                  : std::vector<std::u16string_view>();
 }
 
+IniFileReport IniFileView::report() const {
+    return {m_sets->lineNotUnderstood(), String(m_sets->whyNotUnderstood())};
+}
+
 } // namespace qx::util

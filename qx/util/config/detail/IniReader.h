@@ -1,12 +1,9 @@
 #pragma once
 
 #include <initializer_list>
-#include <string>
 #include <string_view>
 
-#include <qx/core/Reference.h>
-#include <qx/text/charset/ByteToCharConverter.h>
-
+#include <qx/util/config/detail/IniDecoder.h>
 #include <qx/util/config/detail/IniSets.h>
 
 namespace qx::util::detail {
@@ -33,6 +30,7 @@ private:
     std::string_view undecoded(std::u16string_view text, std::string_view bytes) const;
     void endSet(bool isLast);
 
+    const std::string_view m_bytes;
     std::string_view m_rest;
     const bool m_mayHoldNul;
     IniSets& m_sets;
@@ -40,10 +38,7 @@ private:
     /// those of an earlier set of that name only when they are complete.
     IniSet m_pending;
     bool m_hasHeader = false;
-    bool m_isUtf8 = false;      ///< a byte order mark was seen
-    bool m_isUndecoded = false; ///< the last line holds bytes that are no text
-    Reference<text::charset::ByteToCharConverter> m_decoder;
-    std::u16string m_decoded;
+    IniDecoder m_decoder;
 };
 
 } // namespace qx::util::detail

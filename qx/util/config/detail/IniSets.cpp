@@ -9,7 +9,9 @@ bool isWithin(std::u16string_view name, std::u16string_view parent) noexcept {
            (name.size() == parent.size() || name[parent.size()] == u'\\');
 }
 
-IniSets::IniSets(const IniSets& other) : m_unread(other.m_unread) {
+IniSets::IniSets(const IniSets& other)
+    : m_unread(other.m_unread), m_lineNotUnderstood(other.m_lineNotUnderstood),
+      m_whyNotUnderstood(other.m_whyNotUnderstood) {
     for (const IniSet* const set : other.sets()) {
         IniSet& copy = makeSet(set->text);
         copy.bytes = keep(set->bytes);

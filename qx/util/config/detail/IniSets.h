@@ -66,7 +66,18 @@ public:
     std::span<IniSet* const> sets() const noexcept { return m_index.entries(); }
 
     const std::string& unread() const noexcept { return m_unread; }
-    void setUnread(std::string_view bytes) { m_unread = bytes; }
+    void setUnread(std::string_view bytes, int64_t line, const char16_t* why) {
+        m_unread = bytes;
+        setNotUnderstood(line, why);
+    }
+    /// The number of the first line that is neither skipped nor a set nor a key; 0 without one.
+    int64_t lineNotUnderstood() const noexcept { return m_lineNotUnderstood; }
+    const char16_t* whyNotUnderstood() const noexcept { return m_whyNotUnderstood; }
+    /// @param why  lives as long as the library
+    void setNotUnderstood(int64_t line, const char16_t* why) noexcept {
+        m_lineNotUnderstood = line;
+        m_whyNotUnderstood = why;
+    }
 
     bool isWasteful() const noexcept { return m_wasted > SmallWaste && m_wasted > m_kept / 2; }
 
@@ -80,6 +91,8 @@ private:
     std::deque<IniSet> m_sets; ///< the removed ones among them
     IniIndex<IniSet> m_index;
     std::string m_unread;
+    int64_t m_lineNotUnderstood = 0;
+    const char16_t* m_whyNotUnderstood = u"";
     FoldedText m_folded;
     bool m_isShared = false;
     size_t m_kept = 0;   ///< bytes

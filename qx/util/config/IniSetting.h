@@ -1,0 +1,118 @@
+#pragma once
+
+#include <chrono>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <qx/core/String.h>
+#include <qx/core/TextView.h>
+#include <qx/platform/export.h>
+
+/// @file
+/// Values of INI files as something else than text.
+
+namespace qx::util {
+
+namespace detail {
+
+template <class T>
+inline constexpr bool IsDuration = false;
+template <class Count, class Period>
+inline constexpr bool IsDuration<std::chrono::duration<Count, Period>> = true;
+
+template <class T, class... Types>
+concept NoneOf = (!std::same_as<T, Types> && ...);
+
+// Each is nothing for a text that is no such value, and for one out of range.
+
+QX_API std::optional<bool> truthOf(TextView text);
+QX_API std::optional<int64_t> signedOf(TextView text, int64_t least, int64_t most);
+QX_API std::optional<uint64_t> unsignedOf(TextView text, uint64_t most);
+QX_API std::optional<double> realOf(TextView text, double most);
+QX_API std::optional<std::chrono::nanoseconds> timeOf(TextView text);
+
+/// The names of the place, the value and what it should be.
+/// @throws IniFileException with VALUE_NOT_UNDERSTOOD
+[[noreturn]] QX_API void throwNotUnderstood(const std::string& path, TextView set, TextView key,
+                                            TextView value, const String& expected);
+
+} // namespace detail
+
+/// What a value of an INI file can be taken as:
+///
+/// - bool: "1", "true", "yes" or "on", and "0", "false", "no" or "off", in either case
+/// - an integer of up to 64 bits: decimal digits, or hexadecimal ones behind "0x", with a sign in
+///   front or without
+/// - float, double: a number as String::toDouble reads it
+/// - a std::chrono::duration: whole numbers with units, as "90s", "1min 30s" or "250 ms"; the units
+///   are d, h, min, s, ms, us and ns
+/// - String: the text as it is
+template <class T>
+concept IniSetting = std::same_as<T, String> || detail::IsDuration<T> || std::same_as<T, float> ||
+    std::same_as<T, double> ||
+    (std::integral<T>&& detail::NoneOf<T, char, wchar_t, char8_t, char16_t, char32_t>);
+
+namespace detail {
+
+/// The value of a text; nothing when it is none.
+template <IniSetting T>
+std::optional<T> settingOf(TextView text) {
+    if constexpr (std::same_as<T, String>) {
+        return String(std::u16string_view(text));
+    } else if constexpr (std::same_as<T, bool>) {
+        return truthOf(text);
+    } else if constexpr (IsDuration<T>) {
+        const auto time = timeOf(text);
+        if (!time)
+            return std::nullopt;
+        const auto value = std::chrono::duration_cast<T>(*time);
+        return std::chrono::treat_as_floating_point_v<typename T::rep> || value == *time
+                   ? std::optional(value)
+                   : std::nullopt;
+    } else if constexpr (std::floating_point<T>) {
+        const auto value = realOf(text, std::numeric_limits<T>::max());
+        return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
+    } else {
+        using Limits = std::numeric_limits<T>;
+        if constexpr (std::signed_integral<T>) {
+            const auto value = signedOf(text, Limits::min(), Limits::max());
+            return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
+        } else {
+            const auto value = unsignedOf(text, Limits::max());
+            return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
+        }
+    }
+}
+
+/// What the text should have been.
+template <IniSetting T>
+String expectedSetting() {
+    if constexpr (std::same_as<T, bool>)
+        return String(u"true or false");
+    else if constexpr (IsDuration<T>)
+        return String(u"a time such as 90s or 1min 30s");
+    else if constexpr (std::floating_point<T>)
+        return String(u"a number");
+    else if constexpr (std::integral<T>)
+        return u"a whole number from " + String::valueOf(+std::numeric_limits<T>::min()) + u" to " +
+               String::valueOf(+std::numeric_limits<T>::max());
+    else
+        return String(u"a text");
+}
+
+/// The value of a key of the file at @p path.
+/// @throws IniFileException with VALUE_NOT_UNDERSTOOD
+template <IniSetting T>
+T settingFrom(const std::string& path, TextView set, TextView key, TextView value) {
+    if (auto setting = settingOf<T>(value))
+        return *std::move(setting);
+    throwNotUnderstood(path, set, key, value, expectedSetting<T>());
+}
+
+} // namespace detail
+
+} // namespace qx::util
