@@ -1,7 +1,6 @@
 #include "Connection.h"
 
 #include <qx/net/socketerror.h>
-#include <qx/platform/net.h>
 
 namespace collector {
 
@@ -23,10 +22,9 @@ String peerOf(const TcpWorkerSocket2& socket) {
 }
 
 void limitWaits(TcpWorkerSocket2& socket, std::chrono::milliseconds longest) {
-    const auto value = static_cast<int32_t>(longest.count());
-    for (const int32_t option : {QX_SO_RCVTIMEO, QX_SO_SNDTIMEO})
-        static_cast<void>(socket.setsockopt(QX_SOL_SOCKET, option,
-                                            reinterpret_cast<const char*>(&value), sizeof value));
+    // What fails here shows when the socket is used.
+    static_cast<void>(socket.setReceiveTimeout(longest));
+    static_cast<void>(socket.setSendTimeout(longest));
 }
 
 } // namespace

@@ -91,9 +91,9 @@ private:
 
     void talk() {
         const Address& address = m_task.addresses[m_nextToSend % m_task.addresses.size()];
-        const auto socket =
-            makeReference<qx::net::TcpSocket>(String::fromUtf8(address.host), address.port);
-        socket->setSoTimeout(m_task.patience);
+        const std::chrono::milliseconds patience(m_task.patience);
+        const auto socket = qx::net::TcpSocket::connect(address.host, address.port, patience);
+        socket->setSoTimeout(patience);
         qx::io::BufferedReader answers(
             makeReference<qx::io::InputStreamReader>(socket->getInputStream(), u"UTF-8"));
         String greeting;

@@ -1,10 +1,14 @@
 #include "qx/net/TcpServerSocket.h"
 
+#include <algorithm>
+
 #include <qx/core/Exception.h>
 #include <qx/io/IoException.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/detail/ByteOrder.h>
 #include <qx/net/detail/Descriptions.h>
+#include <qx/net/detail/HostConnection.h>
+#include <qx/net/detail/StopSignal.h>
 #include <qx/platform/native.h>
 
 namespace qx::net {
@@ -15,6 +19,12 @@ String withErrorText() {
     char text[256];
     QXNativeErrorText(text, sizeof text);
     return u"TcpServerSocket: " + String(text);
+}
+
+constexpr int32_t WouldBlock = 10035;
+
+[[noreturn]] void throwAcceptFailure() {
+    throw Exception(u"TcpServerSocket::accept WSERROR " + String::valueOf(QXSocketLastError()));
 }
 
 } // namespace
@@ -28,20 +38,52 @@ TcpServerSocket::TcpServerSocket(unsigned short port, int backlog) {
     any.ipv4 = {QX_AF_INET, swapPortOrder(port), {}, {}};
     if (QXSocketBind(m_socket.get(), &any, sizeof any.ipv4) != 0)
         throw withDetail(Exception(withErrorText()), portText(port));
-    if (QXSocketListen(m_socket.get(), backlog) != 0)
+    int32_t length = sizeof any;
+    if (QXSocketListen(m_socket.get(), backlog) != 0 ||
+        QXSocketSetNonBlocking(m_socket.get(), 1) != 0 ||
+        QXSocketGetName(m_socket.get(), &any, &length) != 0)
         throw withDetail(Exception(withErrorText()), portText(port));
+    m_port = swapPortOrder(any.ipv4.port);
+    m_stop = StopSignal::create();
+    if (!m_stop)
+        throw io::IoException(withErrorText());
 }
 
-Reference<TcpSocket> TcpServerSocket::accept() {
-    PlatformHandle<&QXSocketClose> accepted;
-    if (QXSocketAccept(m_socket.get(), nullptr, nullptr, accepted.put()) != 0) {
-        throw Exception(u"TcpServerSocket::accept "
-                        u"WSERROR " +
-                        String::valueOf(QXSocketLastError()));
+TcpServerSocket::~TcpServerSocket() = default;
+
+Reference<TcpSocket> TcpServerSocket::accept() { return acceptIn(NoLimit); }
+
+Reference<TcpSocket> TcpServerSocket::acceptIn(uint64_t milliseconds) {
+    const sync::TimeBudget budget(milliseconds);
+    while (!m_stop->isGiven()) {
+        PlatformHandle<&QXSocketClose> accepted;
+        qx_sockaddr_union peer{};
+        int32_t length = sizeof peer;
+        if (QXSocketAccept(m_socket.get(), &peer, &length, accepted.put()) == 0) {
+            Reference<TcpSocket> socket(new TcpSocket(accepted.get(), peer));
+            static_cast<void>(accepted.detach());
+            return socket;
+        }
+        if (QXSocketLastError() != WouldBlock)
+            throwAcceptFailure();
+        qx_socket_set readable{2, {m_socket.get(), m_stop->getSocket()}};
+        const uint64_t left = std::min<uint64_t>(budget.milliseconds(), INT32_MAX);
+        const qx_timeval limit{static_cast<int32_t>(left / 1000),
+                               static_cast<int32_t>(left % 1000 * 1000)};
+        const int32_t ready =
+            QXSocketSelect(&readable, nullptr, nullptr, milliseconds == NoLimit ? nullptr : &limit);
+        if (ready == QX_SOCKET_ERROR)
+            throwAcceptFailure();
+        if (ready == 0 && budget.milliseconds() == 0)
+            return nullptr;
     }
-    Reference<TcpSocket> socket(new TcpSocket(accepted.get()));
-    static_cast<void>(accepted.detach());
-    return socket;
+    return nullptr;
 }
+
+unsigned short TcpServerSocket::getPort() const { return m_port; }
+
+void TcpServerSocket::stop() noexcept { m_stop->give(); }
+
+bool TcpServerSocket::isStopped() const noexcept { return m_stop->isGiven(); }
 
 } // namespace qx::net

@@ -1,5 +1,6 @@
 #include "qx/net/TcpSocketInputStream.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <qx/io/IoException.h>
@@ -28,6 +29,13 @@ int32_t TcpSocketInputStream::read(signed char* to, int32_t length) {
     if (count == QX_SOCKET_ERROR)
         throwIo(u"TcpSocketInputStream::read ", lastCode());
     return count == 0 ? -1 : count;
+}
+
+int32_t TcpSocketInputStream::available() {
+    uint32_t count = 0;
+    if (QXSocketGetAvailable(m_socket, &count) != 0)
+        throwIo(u"TcpSocketInputStream::available ", lastCode());
+    return static_cast<int32_t>(std::min<uint32_t>(count, INT32_MAX));
 }
 
 } // namespace qx::net

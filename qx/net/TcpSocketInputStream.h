@@ -24,6 +24,9 @@ public:
     /// @throws io::TimeoutException "socket timeout"
     /// @throws io::IoException "TcpSocketInputStream::read " and the description of the error
     int32_t read(signed char* to, int32_t length) override;
+    /// What has come in already; 0 at the end too.
+    /// @throws io::IoException "TcpSocketInputStream::available " and the description of the error
+    int32_t available() override;
 
 private:
     const Reference<TcpSocketHandle> m_handle;

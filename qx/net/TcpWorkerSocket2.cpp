@@ -71,6 +71,38 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::setsockopt(int32_t level, int32_t name, const
     return codeOfCall(QXSocketSetOption(m_socket.get(), level, name, value, length));
 }
 
+ENUM_QX_E_SOCKET TcpWorkerSocket2::setOption(int32_t level, int32_t name, uint64_t value) {
+    if (value > UINT32_MAX)
+        return QX_E_SOCKET_EINVAL;
+    const auto number = static_cast<uint32_t>(value);
+    return setsockopt(level, name, reinterpret_cast<const char*>(&number), sizeof number);
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::getPeerAddress(qx_sockaddr_union* address, int* length) const {
+    if (address == nullptr || length == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    return codeOfCall(QXSocketGetPeerName(m_socket.get(), address, length));
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::getLocalAddress(qx_sockaddr_union* address, int* length) const {
+    if (address == nullptr || length == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    return codeOfCall(QXSocketGetName(m_socket.get(), address, length));
+}
+
+ENUM_QX_E_SOCKET TcpWorkerSocket2::getAvailable(uint32_t* count) const {
+    if (count == nullptr)
+        return QX_E_SOCKET_EINVAL;
+    *count = 0;
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    return codeOfCall(QXSocketGetAvailable(m_socket.get(), count));
+}
+
 ENUM_QX_E_SOCKET TcpWorkerSocket2::recv(char* buffer, size_t length, int32_t flags,
                                         int64_t* count) {
     if (buffer == nullptr || count == nullptr)

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <ratio>
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/net/InetSocketAddress.h>
@@ -48,6 +49,52 @@ public:
 
     /// Address of the peer as it was given, null if it was not; owned by this object.
     const InetSocketAddress* getPeerAddress() const { return m_peer.get(); }
+    /// Address of the peer as the system has it. @p length is the capacity, then the length.
+    [[nodiscard]] ENUM_QX_E_SOCKET getPeerAddress(qx_sockaddr_union* address, int* length) const;
+    /// Address that the socket is bound to, in the same way.
+    [[nodiscard]] ENUM_QX_E_SOCKET getLocalAddress(qx_sockaddr_union* address, int* length) const;
+    /// How many bytes recv gets at once without waiting; 0 at the end too.
+    [[nodiscard]] ENUM_QX_E_SOCKET getAvailable(uint32_t* count) const;
+
+    /// How long each recv or send waits before it returns QX_E_SOCKET_ETIMEDOUT, any
+    /// std::chrono::duration, rounded up to milliseconds: without limit for 0, as at first, and
+    /// less.
+    /// @return QX_E_SOCKET_EINVAL for 2^32 milliseconds and more
+    template <sync::Duration D>
+    [[nodiscard]] ENUM_QX_E_SOCKET setReceiveTimeout(const D& limit) {
+        return setTime<std::milli>(QX_SOL_SOCKET, QX_SO_RCVTIMEO, limit);
+    }
+    template <sync::Duration D>
+    [[nodiscard]] ENUM_QX_E_SOCKET setSendTimeout(const D& limit) {
+        return setTime<std::milli>(QX_SOL_SOCKET, QX_SO_SNDTIMEO, limit);
+    }
+    /// Whether small pieces go out at once instead of together with the next ones.
+    [[nodiscard]] ENUM_QX_E_SOCKET setNoDelay(bool isOn) {
+        return setOption(QX_IPPROTO_TCP, QX_TCP_NODELAY, isOn ? 1 : 0);
+    }
+    /// Whether a peer that is silent is asked from time to time if it is still there.
+    [[nodiscard]] ENUM_QX_E_SOCKET setKeepAlive(bool isOn) {
+        return setOption(QX_SOL_SOCKET, QX_SO_KEEPALIVE, isOn ? 1 : 0);
+    }
+    /// The same from @p idle on, at every @p interval, both rounded up to seconds. After @p probes
+    /// without an answer the connection is taken for lost.
+    template <sync::Duration Idle, sync::Duration Interval>
+    [[nodiscard]] ENUM_QX_E_SOCKET setKeepAlive(const Idle& idle, const Interval& interval,
+                                                uint32_t probes) {
+        ENUM_QX_E_SOCKET code = setTime<std::ratio<1>>(QX_IPPROTO_TCP, QX_TCP_KEEPIDLE, idle);
+        if (code == 0)
+            code = setTime<std::ratio<1>>(QX_IPPROTO_TCP, QX_TCP_KEEPINTVL, interval);
+        if (code == 0)
+            code = setOption(QX_IPPROTO_TCP, QX_TCP_KEEPCNT, probes);
+        return code == 0 ? setKeepAlive(true) : code;
+    }
+    /// How much the system holds for this socket in either direction, in bytes.
+    [[nodiscard]] ENUM_QX_E_SOCKET setReceiveBufferSize(uint32_t bytes) {
+        return setOption(QX_SOL_SOCKET, QX_SO_RCVBUF, bytes);
+    }
+    [[nodiscard]] ENUM_QX_E_SOCKET setSendBufferSize(uint32_t bytes) {
+        return setOption(QX_SOL_SOCKET, QX_SO_SNDBUF, bytes);
+    }
 
     /// Waits until a socket can be read or written without blocking or is exceptional: out-of-band
     /// data came, or its attempt to connect failed.
@@ -75,6 +122,11 @@ public:
 
 private:
     ENUM_QX_E_SOCKET shutdown(int32_t direction);
+    ENUM_QX_E_SOCKET setOption(int32_t level, int32_t name, uint64_t value);
+    template <class Period, sync::Duration D>
+    ENUM_QX_E_SOCKET setTime(int32_t level, int32_t name, const D& time) {
+        return setOption(level, name, sync::roundedUp<Period>(time));
+    }
 
     PlatformHandle<&QXSocketClose> m_socket;
     std::unique_ptr<InetSocketAddress> m_peer;

@@ -1,5 +1,7 @@
 #include "qx/net/nettcp.h"
 
+#include <chrono>
+
 #include <qx/net/TcpClientSocket2.h>
 #include <qx/net/detail/Forward.h>
 
@@ -55,8 +57,38 @@ ENUM_QX_E_SOCKET QxNetTcpClientSocketBind(TcpClientSocket2* socket,
 
 ENUM_QX_E_SOCKET QxNetTcpClientSocketConnect(TcpClientSocket2* socket,
                                              const qx_sockaddr_union* address, size_t length) {
-    return address != nullptr ? forward(socket, &TcpClientSocket2::connect, address, length)
-                              : QX_E_SOCKET_EINVAL;
+    return socket != nullptr && address != nullptr ? socket->connect(address, length)
+                                                   : QX_E_SOCKET_EINVAL;
+}
+
+ENUM_QX_E_SOCKET QxNetTcpClientSocketStaticConnect(const char* host, uint16_t port,
+                                                   uint32_t milliseconds, TcpClientSocket2** out) {
+    return milliseconds == QX_SOCKET_NO_LIMIT
+               ? TcpClientSocket2::connectTcpClientSocket2(host, port, out)
+               : TcpClientSocket2::connectTcpClientSocket2(
+                     host, port, std::chrono::milliseconds(milliseconds), out);
+}
+
+ENUM_QX_E_SOCKET QxNetTcpClientSocketTimedConnect(TcpClientSocket2* socket,
+                                                  const qx_sockaddr_union* address, size_t length,
+                                                  uint32_t milliseconds) {
+    if (milliseconds == QX_SOCKET_NO_LIMIT || socket == nullptr || address == nullptr)
+        return QxNetTcpClientSocketConnect(socket, address, length);
+    return socket->connect(address, length, std::chrono::milliseconds(milliseconds));
+}
+
+ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetLocalAddress(TcpWorkerSocket2* socket,
+                                                     qx_sockaddr_union* address, int* length) {
+    return forward(socket, &TcpWorkerSocket2::getLocalAddress, address, length);
+}
+
+ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetPeerAddress(TcpWorkerSocket2* socket,
+                                                    qx_sockaddr_union* address, int* length) {
+    return socket != nullptr ? socket->getPeerAddress(address, length) : QX_E_SOCKET_EINVAL;
+}
+
+ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetAvailable(TcpWorkerSocket2* socket, uint32_t* count) {
+    return forward(socket, &TcpWorkerSocket2::getAvailable, count);
 }
 
 ENUM_QX_E_SOCKET QxNetTcpClientSocketGetLocalAddress(TcpClientSocket2* socket,

@@ -49,11 +49,30 @@ QX_API ENUM_QX_E_SOCKET QxNetTcpClientSocketBind(QxNetTcpClientSocket* socket,
 QX_API ENUM_QX_E_SOCKET QxNetTcpClientSocketConnect(QxNetTcpClientSocket* socket,
                                                     const qx_sockaddr_union* address,
                                                     size_t length);
+/// Makes a socket that is connected to a host, whose addresses are tried in turn within
+/// @p milliseconds, QX_SOCKET_NO_LIMIT for no limit; null after a failure.
+QX_API ENUM_QX_E_SOCKET QxNetTcpClientSocketStaticConnect(const char* host, uint16_t port,
+                                                          uint32_t milliseconds,
+                                                          QxNetTcpClientSocket** out);
+/// Connects to an address of @p length bytes within @p milliseconds, as above.
+QX_API ENUM_QX_E_SOCKET QxNetTcpClientSocketTimedConnect(QxNetTcpClientSocket* socket,
+                                                         const qx_sockaddr_union* address,
+                                                         size_t length, uint32_t milliseconds);
 /// Stores the address that the socket is bound to. @p length is the capacity in bytes, then the
 /// length.
 QX_API ENUM_QX_E_SOCKET QxNetTcpClientSocketGetLocalAddress(QxNetTcpClientSocket* socket,
                                                             qx_sockaddr_union* address,
                                                             int* length);
+
+/// The same for any connection, and for its peer.
+QX_API ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetLocalAddress(QxNetTcpWorkerSocket* socket,
+                                                            qx_sockaddr_union* address,
+                                                            int* length);
+QX_API ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetPeerAddress(QxNetTcpWorkerSocket* socket,
+                                                           qx_sockaddr_union* address, int* length);
+/// Stores how many bytes can be received at once without waiting.
+QX_API ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetAvailable(QxNetTcpWorkerSocket* socket,
+                                                         uint32_t* count);
 
 /// Reads an option. @p length is the capacity of @p value in bytes, then its length.
 QX_API ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetsockopt(QxNetTcpWorkerSocket* socket, int32_t level,

@@ -7,7 +7,7 @@
 /// The functions whose contract says nothing else return QX_SOCKET_ERROR when they fail, and
 /// QXSocketLastError then has the number of the error. Interrupted calls are continued, nothing
 /// raises SIGPIPE, and descriptors are closed on exec. All functions may be called from any thread;
-/// closing a socket does not wake a thread that waits for it.
+/// closing a socket does not wake a thread that waits for it, which QXSocketSignal is for.
 
 #include <stddef.h>
 #include <stdint.h>
@@ -98,6 +98,13 @@ QX_API int32_t QXSocketListen(QXSocket socket, int32_t backlog);
 /// Connects a socket, and waits without limit. 10035 when the socket is non-blocking and the
 /// connection is under way.
 QX_API int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length);
+/// The time limit that stands for none.
+#define QX_SOCKET_NO_LIMIT 0xFFFFFFFFu
+
+/// Connects a socket in a limited time: 10060 when that is over first, after which the socket is
+/// good for nothing but closing. Waits on a non-blocking socket too.
+QX_API int32_t QXSocketTimedConnect(QXSocket socket, const qx_sockaddr_union* address,
+                                    int32_t length, uint32_t milliseconds);
 /// Accepts a connection. @p peer and @p length may both be null; else @p length is the capacity,
 /// then the length of the address, of which as much is stored as fits. @p accepted is all ones
 /// after a failure.
@@ -106,6 +113,9 @@ QX_API int32_t QXSocketAccept(QXSocket socket, qx_sockaddr_union* peer, int32_t*
 /// Address that the socket is bound to. @p length is the capacity (10014 when it is too small),
 /// then the length of the address.
 QX_API int32_t QXSocketGetName(QXSocket socket, qx_sockaddr_union* address, int32_t* length);
+
+/// The same for the peer of a connection; 10057 when there is none, or none any more.
+QX_API int32_t QXSocketGetPeerName(QXSocket socket, qx_sockaddr_union* address, int32_t* length);
 
 #define QX_MSG_OOB 1
 #define QX_MSG_PEEK 2
@@ -118,6 +128,13 @@ QX_API int32_t QXSocketGetName(QXSocket socket, qx_sockaddr_union* address, int3
 QX_API int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length, int32_t flags);
 /// Bytes received: at least one, 0 after the peer's orderly close. A time-out gives 10060.
 QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags);
+
+/// Stores how many bytes can be received at once without waiting.
+QX_API int32_t QXSocketGetAvailable(QXSocket socket, uint32_t* count);
+
+/// Says whether calls that would have to wait give 10035 instead. What a listening socket accepts
+/// waits in any case.
+QX_API int32_t QXSocketSetNonBlocking(QXSocket socket, int32_t nonBlocking);
 
 /// Says whether children that the program starts inherit the socket; those of QXProcessCreate never
 /// do.
@@ -218,6 +235,12 @@ typedef struct qx_socket_poll {
 /// (null: none). 10022 without any socket or for a negative limit, 10038 for what is no open
 /// descriptor.
 QX_API int32_t QXSocketPoll(qx_socket_poll* sockets, uint32_t count, const qx_timeval* limit);
+
+/// Creates what ends waits of other threads: as one more socket in a read set of QXSocketSelect it
+/// is ready from the first QXSocketSignal on. Any number of threads may wait for it. QXSocketClose
+/// closes it. A child of fork shares it with its parent.
+QX_API int32_t QXSocketCreateSignal(QXSocket* signal);
+QX_API int32_t QXSocketSignal(QXSocket signal);
 
 #define QX_AI_PASSIVE 1   ///< without a host: the any address
 #define QX_AI_CANONNAME 2 ///< the first result carries the canonical name

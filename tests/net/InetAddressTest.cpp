@@ -377,12 +377,14 @@ TEST(NetInterface, RefusesEveryNullPointer) {
         QxNetTcpClientSocketStaticCreate, QxNetTcpClientSocketBind, QxNetTcpClientSocketConnect,
         QxNetTcpClientSocketGetLocalAddress, QxNetTcpClientSocketGetsockopt,
         QxNetTcpClientSocketSetsockopt, QxNetTcpClientSocketRecv, QxNetTcpClientSocketSend,
-        QxNetTcpServerSocketStaticCreate, QxNetTcpServerSocketBindListAddAddrAny,
-        QxNetTcpServerSocketBindListClear, QxNetTcpServerSocketBindListSaveOneForNamedPipeReply,
-        QxNetTcpServerSocketBind, QxNetTcpServerSocketListen,
-        QxNetTcpServerSocketSaveBoundAddresses, QxNetTcpServerSocketAccept,
-        QxNetTcpServerSocketAcceptSocket, QxNetTcpServerSocketGetBoundAddress,
-        QxNetTcpServerSocketBindListAddressesDiagnosticStrA,
+        QxNetTcpClientSocketStaticConnect, QxNetTcpClientSocketTimedConnect,
+        QxNetTcpWorkerSocketGetAvailable, QxNetTcpWorkerSocketGetLocalAddress,
+        QxNetTcpWorkerSocketGetPeerAddress, QxNetTcpServerSocketStaticCreate,
+        QxNetTcpServerSocketBindListAddAddrAny, QxNetTcpServerSocketBindListClear,
+        QxNetTcpServerSocketBindListSaveOneForNamedPipeReply, QxNetTcpServerSocketBind,
+        QxNetTcpServerSocketListen, QxNetTcpServerSocketSaveBoundAddresses,
+        QxNetTcpServerSocketAccept, QxNetTcpServerSocketAcceptSocket,
+        QxNetTcpServerSocketGetBoundAddress, QxNetTcpServerSocketBindListAddressesDiagnosticStrA,
         QxNetTcpServerSocketBoundListAddressesDiagnosticStrA);
     expectNullsRefused<1 << 2>(QxNetTcpSocketStaticGetaddrinfo, arguments);
     expectNullsRefused<1 << 2>(QxNetTcpServerSocketBindListAddAddrInfo, arguments);

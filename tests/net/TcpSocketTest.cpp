@@ -1,5 +1,9 @@
 #include <cerrno>
 #include <climits>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <list>
+#include <netdb.h>
 
 #include <qx/core/runtime/Class.h>
 #include <qx/io/IoException.h>
@@ -14,10 +18,12 @@
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/SignalStorm.h"
 
 using namespace qx;
 using namespace qx::net;
 using namespace qxtest;
+using namespace std::chrono_literals;
 using io::IoException;
 
 namespace {
@@ -31,11 +37,15 @@ uint16_t freePort() { return LoopbackServer().port(); }
 
 /// A server of this library with a client connected to it.
 struct Connection {
-    uint16_t port = freePort();
-    Reference<TcpServerSocket> listener = makeReference<TcpServerSocket>(port, 5);
+    Reference<TcpServerSocket> listener = makeReference<TcpServerSocket>(uint16_t{0}, 5);
+    uint16_t port = listener->getPort();
     Reference<TcpSocket> client = connectTo(port);
-    Reference<TcpSocket> server = listener->accept();
+    Reference<TcpSocket> server = listener->accept(1min);
 };
+
+/// A host with these addresses.
+constexpr const char* SomeHost = "some.test";
+std::vector<const char*> s_addresses;
 
 void send(io::OutputStream& out, const std::string& text) {
     out.write(text.data(), static_cast<int32_t>(text.size()));
@@ -57,22 +67,45 @@ const ChildEntry s_heir("socket-heir", [](const std::vector<std::string>& argume
 
 } // namespace
 
+/// Stands in front of the system's.
+extern "C" int getaddrinfo(const char* host, const char* service, const addrinfo* hints,
+                           addrinfo** result) {
+    static const auto real =
+        reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    if (host == nullptr || std::string_view(host) != SomeHost)
+        return real(host, service, hints, result);
+    *result = nullptr;
+    for (addrinfo** end = result; const char* address : s_addresses) {
+        real(address, service, hints, end);
+        end = &(*end)->ai_next;
+    }
+    return *result != nullptr ? 0 : EAI_NONAME;
+}
+
 TEST(TcpSocket, TalksBothWaysUntilThePeerHasSentItsEnd) {
     const bool hasIpv6 = hasIpv6Loopback();
     const auto listener = hasIpv6 ? LoopbackServer::onOnePort() : LoopbackServer();
     for (const char16_t* const host : {u"127.0.0.1", u"::1"}) {
         if (host[0] == u':' && !hasIpv6)
             continue;
-        auto socket = connectTo(listener.port(), host);
+        const auto socket = connectTo(listener.port(), host);
         const auto peer = listener.accept();
         say(*peer, "last words");
         EXPECT_EQ(peer->shutdownOutput(), 0);
-        EXPECT_EQ(readAll(*socket->getInputStream()), "last words");
-        EXPECT_EQ(socket->getInputStream()->read(), -1);
+        const auto in = socket->getInputStream();
+        EXPECT_EQ(in->read(), 'l'); // which waits, so that the others are there
+        EXPECT_EQ(in->available(), 9);
+        EXPECT_EQ(readAll(*in), "ast words");
+        EXPECT_EQ(std::pair(in->read(), in->available()), std::pair(-1, 0));
         char byte;
-        EXPECT_EQ(socket->getInputStream()->read(&byte, 0), 0);
+        EXPECT_EQ(in->read(&byte, 0), 0);
         send(*socket->getOutputStream(), "answer");
-        socket.reset();
+        EXPECT_EQ(std::pair(socket->getLocalAddress(), socket->getPeerAddress()),
+                  std::pair(String(host), String(host)));
+        EXPECT_EQ(socket->getPeerPort(), listener.port());
+        socket->shutdownOutput();
+        expectEach<IoException>({[&] { send(*socket->getOutputStream(), "more"); },
+                                 [&] { socket->setKeepAlive(1s, 1s, 0); }});
         EXPECT_EQ(heard(*peer), "answer");
     }
 }
@@ -180,6 +213,91 @@ TEST(TcpSocket, StartAndEndAreForTheWholeProcess) {
     EXPECT_TRUE(TcpSocket::getInitialized());
     EXPECT_EQ(String(connection.client->getClass()->getName()), u"qx::net::TcpSocket");
     EXPECT_EQ(String(connection.listener->getClass()->getName()), u"qx::net::TcpServerSocket");
+}
+
+TEST(TcpSocket, TriesAllAddressesWithinOneLimit) {
+    const SignalStorm storm;
+    const auto full = makeServer(), other = makeServer();
+    qx_sockaddr_union place{};
+    size_t length = sizeof place;
+    expectEach(0, {full->bindListAddHost("127.0.0.2", 0), full->bind(), full->listen(1),
+                   full->saveBoundAddresses(),
+                   full->getBoundAddress(0, reinterpret_cast<signed char*>(&place), &length)});
+    const uint16_t port = networkOrder(place.ipv4.port);
+    expectEach(0, {other->bindListAddHost("127.0.0.1", port), other->bind(), other->listen(0)});
+    std::vector<Reference<TcpSocket>> filling; // until nobody answers any more
+    while (failureOf([&] { filling.push_back(TcpSocket::connect("127.0.0.2", port, 50ms)); }) ==
+           0) {
+    }
+    const struct {
+        std::vector<const char*> addresses;
+        ENUM_QX_E_SOCKET code;
+        std::chrono::milliseconds least = 0ms, limit = 1min;
+    } cases[] = {
+        {{"127.0.0.1"}, 0},
+        {{"127.0.0.3", "127.0.0.1"}, 0}, // where nobody listens
+        {{"127.0.0.2", "127.0.0.1"}, 0, 100ms, 200ms},
+        {{"127.0.0.3", "127.0.0.2"}, QX_E_SOCKET_ETIMEDOUT, 50ms, 50ms},
+        {{"127.0.0.2", "127.0.0.3"}, QX_E_SOCKET_ETIMEDOUT, 25ms, 50ms},
+        {{"127.0.0.3", "127.0.0.4"}, QX_E_SOCKET_ECONNREFUSED},
+        {{}, QX_E_SOCKET_EAI_NONAME},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        s_addresses = c.addresses;
+        const auto begin = std::chrono::steady_clock::now();
+        TcpClientSocket2* made = nullptr;
+        EXPECT_EQ(TcpClientSocket2::connectTcpClientSocket2(SomeHost, port, c.limit, &made),
+                  c.code);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, c.least);
+        const std::unique_ptr<TcpClientSocket2> client(made);
+        String peer, samePeer;
+        if (client) {
+            client->getPeerAddress()->getAddressStr(peer);
+            EXPECT_EQ(::fcntl(static_cast<int>(client->getId()), F_GETFL) & O_NONBLOCK, 0);
+        }
+        const std::string failure = descriptionOf(
+            [&] { samePeer = TcpSocket::connect(SomeHost, port, c.limit)->getPeerAddress(); });
+        EXPECT_EQ(failure, c.code == 0 ? "nothing thrown"
+                           : c.addresses.empty()
+                               ? "Unknown host: some.test"
+                               : "Unable to connect to some.test " + textOf(c.code));
+        for (const String& each : {peer, samePeer})
+            EXPECT_EQ(each, c.code == 0 ? u"127.0.0.1" : u"");
+    }
+    s_addresses = {"127.0.0.2"};
+    EXPECT_THROW(TcpSocket::connect(SomeHost, port, 1ms), io::TimeoutException);
+}
+
+TEST(TcpServerSocket, IsAcceptedWithALimitAndStoppedFromAnotherThread) {
+    TcpServerSocket server(0, 5);
+    EXPECT_EQ(server.accept(1ms), nullptr);
+    const auto served = [&] { return connectTo(server.getPort())->getInputStream()->read(); };
+    {
+        std::list<BlockingThread> waiting;
+        for (int i = 0; i < 4; ++i) {
+            waiting.emplace_back([&] {
+                while (const auto connection = server.accept())
+                    connection->getOutputStream()->write("x", 1);
+            });
+        }
+        for (const auto& each : waiting)
+            each.awaitBlocked();
+        for (int i = 0; i < 20; ++i) // one of them is quicker, and the others wait on
+            EXPECT_EQ(served(), 'x');
+        const int forked = fork();
+        if (forked == 0) {
+            server.stop();
+            _exit(server.accept() == nullptr ? 0 : 1);
+        }
+        EXPECT_EQ(ChildProcess(forked).join(), 0);
+        EXPECT_EQ(served(), 'x');
+        EXPECT_FALSE(server.isStopped());
+        server.stop();
+    }
+    EXPECT_TRUE(server.isStopped());
+    const auto late = connectTo(server.getPort());
+    EXPECT_EQ(server.accept(1h), nullptr);
 }
 
 TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {

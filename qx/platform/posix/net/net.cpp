@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <fcntl.h>
 #include <linux/tcp.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <utility>
 
 #include <qx/platform/posix/WaitEnd.h>
@@ -58,13 +61,36 @@ int bindPastLingering(int descriptor, const SystemAddress& address) noexcept {
     return bound;
 }
 
-/// Sees a connection through that a signal or the socket's send time-out has cut short.
-int32_t finishConnecting(int descriptor) noexcept {
+/// Sees a connection through that is under way, or was cut short by a signal or the socket's send
+/// time-out.
+int32_t finishConnecting(int descriptor, const WaitEnd& end) noexcept {
     pollfd entry{descriptor, POLLOUT, 0};
-    if (WaitEnd(std::nullopt).poll(&entry, 1) == -1)
+    const int ready = end.poll(&entry, 1);
+    if (ready == -1)
         return socketFailed();
-    const int error = option(descriptor, SOL_SOCKET, SO_ERROR);
+    const int error = ready == 0 ? ETIMEDOUT : option(descriptor, SOL_SOCKET, SO_ERROR);
     return error == 0 ? 0 : socketFailed(error);
+}
+
+int32_t connectUntil(int descriptor, const SystemAddress& peer, const WaitEnd& end) noexcept {
+    if (::connect(descriptor, peer.get(), peer.length) == 0)
+        return 0;
+    return errno == EINPROGRESS || errno == EINTR ? finishConnecting(descriptor, end)
+                                                  : socketFailed();
+}
+
+/// Stores what getsockname or getpeername tells.
+int32_t giveName(QXSocket socket, int (*ask)(int, sockaddr*, socklen_t*) noexcept,
+                 qx_sockaddr_union* address, int32_t* length) noexcept {
+    if (address == nullptr || length == nullptr)
+        return socketFailed(EFAULT);
+    SystemAddress name;
+    if (ask(descriptorOf(socket), name.get(), &name.length) != 0)
+        return socketFailed();
+    if (*length < static_cast<int32_t>(addressLength(name.storage.ss_family)))
+        return socketFailed(EFAULT);
+    *length = fromSystem(name, address, *length);
+    return 0;
 }
 
 /// The limit of a SO_RCVTIMEO or SO_SNDTIMEO.
@@ -194,11 +220,30 @@ int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32
         return socketFailed(error);
     if (::connect(descriptor, peer.get(), peer.length) == 0)
         return 0;
+    const WaitEnd never(std::nullopt);
     if (errno == EINTR)
-        return finishConnecting(descriptor);
+        return finishConnecting(descriptor, never);
     if (errno == EINPROGRESS)
-        return isNonBlocking(descriptor) ? socketFailed(EAGAIN) : finishConnecting(descriptor);
+        return isNonBlocking(descriptor) ? socketFailed(EAGAIN)
+                                         : finishConnecting(descriptor, never);
     return socketFailed();
+}
+
+int32_t QXSocketTimedConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length,
+                             uint32_t milliseconds) {
+    const int descriptor = descriptorOf(socket);
+    SystemAddress peer;
+    if (const int error = toSystem(address, length, peer))
+        return socketFailed(error);
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    if (flags == -1 || ::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == -1)
+        return socketFailed();
+    TimeLimit limit;
+    if (milliseconds != QX_SOCKET_NO_LIMIT)
+        limit = std::chrono::milliseconds(milliseconds);
+    const int32_t result = connectUntil(descriptor, peer, WaitEnd(limit));
+    ::fcntl(descriptor, F_SETFL, flags);
+    return result;
 }
 
 int32_t QXSocketAccept(QXSocket socket, qx_sockaddr_union* peer, int32_t* length,
@@ -226,15 +271,11 @@ int32_t QXSocketAccept(QXSocket socket, qx_sockaddr_union* peer, int32_t* length
 }
 
 int32_t QXSocketGetName(QXSocket socket, qx_sockaddr_union* address, int32_t* length) {
-    if (address == nullptr || length == nullptr)
-        return socketFailed(EFAULT);
-    SystemAddress name;
-    if (::getsockname(descriptorOf(socket), name.get(), &name.length) != 0)
-        return socketFailed();
-    if (*length < static_cast<int32_t>(addressLength(name.storage.ss_family)))
-        return socketFailed(EFAULT);
-    *length = fromSystem(name, address, *length);
-    return 0;
+    return giveName(socket, &::getsockname, address, length);
+}
+
+int32_t QXSocketGetPeerName(QXSocket socket, qx_sockaddr_union* address, int32_t* length) {
+    return giveName(socket, &::getpeername, address, length);
 }
 
 int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length, int32_t flags) {
@@ -271,6 +312,37 @@ int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t f
         return ::recv(descriptor, buffer, static_cast<size_t>(length), systemFlags);
     });
     return count == -1 ? transferFailed(descriptor) : static_cast<int32_t>(count);
+}
+
+int32_t QXSocketGetAvailable(QXSocket socket, uint32_t* count) {
+    if (count == nullptr)
+        return socketFailed(EFAULT);
+    int bytes = 0;
+    *count = 0;
+    if (::ioctl(descriptorOf(socket), FIONREAD, &bytes) != 0)
+        return socketFailed();
+    *count = static_cast<uint32_t>(bytes);
+    return 0;
+}
+
+int32_t QXSocketSetNonBlocking(QXSocket socket, int32_t nonBlocking) {
+    const int descriptor = descriptorOf(socket);
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    const int wanted = nonBlocking != 0 ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
+    return flags != -1 && ::fcntl(descriptor, F_SETFL, wanted) == 0 ? 0 : socketFailed();
+}
+
+int32_t QXSocketCreateSignal(QXSocket* signal) {
+    *signal = QX_NO_SOCKET;
+    Descriptor made = aboveStandard(Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
+    if (!made)
+        return socketFailed();
+    *signal = made.release();
+    return 0;
+}
+
+int32_t QXSocketSignal(QXSocket signal) {
+    return ::eventfd_write(descriptorOf(signal), 1) == 0 ? 0 : socketFailed();
 }
 
 int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited) {
