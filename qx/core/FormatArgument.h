@@ -59,6 +59,8 @@ class FormatArgument {
 public:
     enum class Kind : uint8_t { Signed, Unsigned, Real, Truth, Character, Text, Utf8, Object };
 
+    /// The empty text.
+    FormatArgument() noexcept { setText(Kind::Text, std::u16string_view()); }
     template <HasText T>
     FormatArgument(const T& value) noexcept {
         if constexpr (std::same_as<T, bool>)

@@ -9,7 +9,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/detail/Decimal.h>
-#include <qx/core/detail/UnitSearch.h>
+#include <qx/core/detail/PatternReader.h>
 
 namespace qx {
 
@@ -55,66 +55,23 @@ private:
     size_t m_length;
 };
 
-/// "{0}", "{1}", ...
-class Placeholder {
-public:
-    explicit Placeholder(size_t number) noexcept {
-        const Decimal digits(number);
-        m_units[0] = u'{';
-        const auto end = std::copy(digits.text().begin(), digits.text().end(), m_units + 1);
-        *end = u'}';
-        m_length = static_cast<size_t>(end + 1 - m_units);
+String formatted(std::u16string_view pattern, detail::PatternRules rules,
+                 const FormatArgument* arguments, size_t count) {
+    String text;
+    detail::PatternReader pieces(pattern, rules, arguments, count);
+    while (pieces.next()) {
+        text.append(pieces.text());
+        const FormatArgument* const argument = pieces.argument();
+        if (argument && argument->kind() == FormatArgument::Kind::Text && pieces.isPlain())
+            text.append(argument->text());
+        else if (argument)
+            text.append(pieces.argumentText());
     }
-    std::u16string_view text() const noexcept { return {m_units, m_length}; }
-
-private:
-    char16_t m_units[23];
-    size_t m_length;
-};
-
-/// Number of placeholders, counted from 0, before the first that does not occur in @p pattern.
-size_t countPlaces(std::u16string_view pattern, size_t limit) {
-    size_t count = 0;
-    while (count < limit &&
-           detail::findText(pattern, Placeholder(count).text()) != std::u16string_view::npos)
-        ++count;
-    return count;
+    return text;
 }
 
-struct Place {
-    size_t position;
-    size_t number;
-};
-
-/// Where the placeholders below @p count stand, from left to right.
-std::vector<Place> findPlaces(std::u16string_view pattern, size_t count) {
-    std::vector<Place> places;
-    for (size_t number = 0; number < count; ++number) {
-        const Placeholder placeholder(number);
-        for (size_t from = 0;;) {
-            const size_t found = detail::findText(pattern.substr(from), placeholder.text());
-            if (found == std::u16string_view::npos)
-                break;
-            places.push_back({from + found, number});
-            from += found + placeholder.text().size();
-        }
-    }
-    std::sort(places.begin(), places.end(),
-              [](const Place& l, const Place& r) { return l.position < r.position; });
-    return places;
-}
-
-/// @p argument (number) gives the text of an argument.
-template <class Argument>
-String substitute(std::u16string_view pattern, size_t count, Argument&& argument) {
-    String result;
-    size_t copied = 0;
-    for (const Place& place : findPlaces(pattern, count)) {
-        result.append(pattern.substr(copied, place.position - copied));
-        result.append(argument(place.number));
-        copied = place.position + Placeholder(place.number).text().size();
-    }
-    return std::move(result.append(pattern.substr(copied)));
+String formattedTexts(TextView pattern, const std::vector<FormatArgument>& texts) {
+    return formatted(pattern, detail::PatternRules::TextsOnly, texts.data(), texts.size());
 }
 
 } // namespace
@@ -154,16 +111,19 @@ String String::shortest(float value) { return String(Real::shortest(value).text(
 
 String String::truth(bool value) { return value ? u"true"_qs : u"false"_qs; }
 
+String String::formatValues(TextView pattern, const FormatArgument* arguments, size_t count) {
+    return formatted(pattern, detail::PatternRules::Full, arguments, count);
+}
+
 String String::formatTexts(TextView pattern, std::initializer_list<TextView> arguments) {
-    const size_t count = countPlaces(pattern, arguments.size());
-    return substitute(pattern, count, [&](size_t number) { return arguments.begin()[number]; });
+    return formattedTexts(pattern, {arguments.begin(), arguments.end()});
 }
 
 String String::formatv(TextView pattern, std::va_list arguments) {
-    std::vector<TextView> texts(countPlaces(pattern, pattern.size()));
-    for (TextView& text : texts)
-        text = va_arg(arguments, const char16_t*);
-    return substitute(pattern, texts.size(), [&](size_t number) { return texts[number]; });
+    std::vector<FormatArgument> texts(detail::PatternReader::countPlaces(pattern, pattern.size()));
+    for (FormatArgument& text : texts)
+        text = TextView(va_arg(arguments, const char16_t*));
+    return formattedTexts(pattern, texts);
 }
 
 } // namespace qx
