@@ -165,6 +165,7 @@
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/log/ILogger.h>
+#include <qx/log/Level.h>
 #include <qx/log/LevelFilter.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/Logger.h>

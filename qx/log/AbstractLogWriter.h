@@ -21,6 +21,7 @@ namespace qx::log {
 
 namespace detail {
 class FieldSource;
+class OwnTarget;
 struct Record;
 class Utf8Text;
 } // namespace detail
@@ -60,9 +61,8 @@ public:
     void process(const ILogEntry* entry) override;
 
 private:
-    friend class AsyncProcessorImpl;
+    friend class detail::OwnTarget;
     friend class BasicLogWriter;
-    friend class MultiProcessor;
     friend class XmlLogWriter;
 
     /// Appends what format gives for the fields. Of a @p self that is of the very class.

@@ -26,7 +26,7 @@ void AsyncProcessor::process(const ILogEntry* entry) { m_core->process(entry); }
 /// Does what process does for an entry with the fields of @p record; false when it has to be called
 /// with one.
 bool AsyncProcessor::tryProcess(const detail::Record& record) {
-    if (record.text.size() + record.name.size() > detail::QueuedEntry::MostUnits)
+    if (!detail::KeptRecord::fits(record))
         return false;
     m_core->process(record);
     return true;

@@ -14,8 +14,9 @@ namespace qx::log {
 class AsyncProcessorImpl;
 
 namespace detail {
+class OwnTarget;
 struct Record;
-}
+} // namespace detail
 
 /// Settings of an asynchronous processor beside its target and the number of its workers.
 struct AsyncOptions {
@@ -23,8 +24,9 @@ struct AsyncOptions {
     enum class Overflow {
         /// The caller waits for room. A worker that logs in the middle of an entry does not wait:
         /// its entry goes beyond the bound. Without a worker there will be no room: process throws
-        /// IllegalStateException. Loggers let one entry at a time through, so a target must not
-        /// log through a Logger in front of the same queue: that may be waiting for it.
+        /// IllegalStateException. A fan-out of several processors lets one entry at a time
+        /// through, so a target must not log through a Logger in front of one that this queue is
+        /// in: that may be waiting for it.
         Block,
         /// The entry is dropped.
         DropNewest,
@@ -112,7 +114,7 @@ public:
     int32_t getFirstFailure() const;
 
 private:
-    friend class MultiProcessor;
+    friend class detail::OwnTarget;
 
     bool tryProcess(const detail::Record& record);
 

@@ -6,6 +6,7 @@
 
 #include <qx/core/Integer.h>
 #include <qx/log/TimeStamp.h>
+#include <qx/log/detail/Record.h>
 #include <qx/log/detail/StampText.h>
 
 namespace qx::log {
@@ -34,6 +35,9 @@ std::u16string_view FieldValue::makeText(FieldText& room) const {
     case Kind::Object:
         room.text = m_object ? m_object->toString() : String();
         break;
+    case Kind::Pattern:
+        room.text = m_pattern->madeText();
+        break;
     }
     return room.text.view();
 }
@@ -49,6 +53,8 @@ Reference<qx::Object> FieldValue::makeObject() const {
         return makeReference<String>(std::u16string_view(m_text.units, m_text.length));
     case Kind::Time:
         return makeReference<TimeStamp>(m_time);
+    case Kind::Pattern:
+        return makeReference<String>(m_pattern->madeText());
     case Kind::Object:
         break;
     }

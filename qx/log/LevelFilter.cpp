@@ -6,7 +6,8 @@
 #include <qx/core/Required.h>
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldWalk.h>
-#include <qx/log/detail/StandardFields.h>
+#include <qx/log/detail/OwnTarget.h>
+#include <qx/log/detail/Record.h>
 
 namespace qx::log {
 
@@ -40,12 +41,25 @@ Reference<LevelFilter> LevelFilter::create(ILogProcessor* target, int threshold)
 }
 
 LevelFilter::LevelFilter(ILogProcessor* target, int threshold)
-    : m_target(required(target)), m_threshold(threshold) {}
+    : m_target(required(target)), m_own(std::make_unique<detail::OwnTarget>(target)),
+      m_threshold(threshold) {}
+
+LevelFilter::~LevelFilter() = default;
 
 void LevelFilter::process(const ILogEntry* entry) {
     const auto level = levelOf(*required(entry));
     if (!level || *level >= m_threshold.load(std::memory_order_relaxed))
         m_target->process(entry);
+}
+
+bool LevelFilter::takesRecords() const noexcept { return m_own->takesRecords(); }
+
+/// Does what process does for an entry with the fields of @p record; false when it has to be called
+/// with one.
+bool LevelFilter::tryProcess(const detail::Record& record) const {
+    const bool isBelow = (record.switches & detail::LevelSwitch) != 0 &&
+                         record.level < m_threshold.load(std::memory_order_relaxed);
+    return isBelow || m_own->tryProcess(record);
 }
 
 } // namespace qx::log

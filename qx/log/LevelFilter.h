@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
@@ -9,6 +10,11 @@
 #include <qx/platform/export.h>
 
 namespace qx::log {
+
+namespace detail {
+class OwnTarget;
+struct Record;
+} // namespace detail
 
 /// Passes on the entries whose field "level" is at or above a threshold. An entry without that
 /// field, or with something in it that is no number, cannot be judged and is passed on.
@@ -27,9 +33,16 @@ public:
     int getThreshold() const noexcept { return m_threshold; }
 
 private:
+    friend class detail::OwnTarget;
+
     LevelFilter(ILogProcessor* target, int threshold);
+    ~LevelFilter() override;
+
+    bool takesRecords() const noexcept;
+    bool tryProcess(const detail::Record& record) const;
 
     const Reference<ILogProcessor> m_target;
+    const std::unique_ptr<const detail::OwnTarget> m_own; // the target as far as it takes records
     std::atomic<int> m_threshold;
 };
 

@@ -57,8 +57,12 @@ Reference<LogEntry> LogEntry::create(const detail::Record& record) {
     Reference<LogEntry> entry = create();
     if (record.switches & LevelSwitch)
         entry->append(LevelField).value = FieldValue(record.level);
-    if (record.switches & TextSwitch)
-        entry->appendText(TextField, record.text);
+    if (record.switches & TextSwitch) {
+        if (record.isPattern())
+            entry->appendText(TextField, TextView(record.madeText()));
+        else
+            entry->appendText(TextField, record.text);
+    }
     if (record.switches & SequenceSwitch)
         entry->append(SequenceField).value = FieldValue(record.sequence);
     if (record.switches & ThreadSwitch)

@@ -80,6 +80,7 @@ public:
 private:
     friend class AsyncProcessorImpl;
     friend class Logger;
+    friend class MultiProcessor;
     friend class detail::EntryPool;
 
     /// A new entry with the fields of @p record, in the order in which a logger sets them.

@@ -1,7 +1,11 @@
 #include "qx/log/Logger.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
+#include <vector>
 
+#include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/detail/Record.h>
@@ -96,6 +100,26 @@ void Logger::enableField(const String& fieldName, bool on) {
     }
 }
 
+void Logger::setEnabled(bool enabled) noexcept {
+    int64_t lowest = m_lowest.load(std::memory_order_relaxed);
+    while ((lowest < Disabled / 2) != enabled &&
+           !m_lowest.compare_exchange_weak(lowest, enabled ? lowest - Disabled : lowest + Disabled,
+                                           std::memory_order_relaxed)) {
+    }
+}
+
+void Logger::setThreshold(int level) noexcept {
+    int64_t lowest = m_lowest.load(std::memory_order_relaxed);
+    while (!m_lowest.compare_exchange_weak(lowest, lowest < Disabled / 2 ? level : level + Disabled,
+                                           std::memory_order_relaxed)) {
+    }
+}
+
+int Logger::getThreshold() const noexcept {
+    const int64_t lowest = m_lowest.load(std::memory_order_relaxed);
+    return static_cast<int>(lowest < Disabled / 2 ? lowest : lowest - Disabled);
+}
+
 void Logger::setProcessor(ILogProcessor* processor) {
     const auto fresh = MultiProcessor::create();
     fresh->addProcessor(processor);
@@ -110,7 +134,7 @@ void Logger::addProcessor(ILogProcessor* processor) {
 Reference<ILogProcessor> Logger::createProcessor(const String& /*name*/) { return nullptr; }
 
 void Logger::log(int level, const String& text) {
-    if (isEnabled())
+    if (isLogged(level))
         logEnabled(level, text);
 }
 
@@ -130,14 +154,69 @@ void Logger::log(const String& text) {
     log(entry);
 }
 
+void Logger::logPattern(int level, std::u16string_view pattern, const FormatArgument* arguments,
+                        size_t count, bool areTexts) {
+    const bool hasObjects = std::any_of(arguments, arguments + count, [](const auto& argument) {
+        return argument.kind() == FormatArgument::Kind::Object;
+    });
+    if (hasObjects || count > UINT8_MAX) [[unlikely]] {
+        logObjects(level, pattern, arguments, count);
+        return;
+    }
+    Record record;
+    record.text = pattern;
+    record.arguments = arguments;
+    record.argumentCount = static_cast<uint8_t>(count);
+    record.rules = areTexts ? qx::detail::PatternRules::TextsOnly : qx::detail::PatternRules::Full;
+    if (m_isPlain && m_processor->takesRecords()) {
+        fillIn(record, level);
+        logRecord(record);
+    } else {
+        log(level, record.madeText());
+    }
+}
+
+/// An object may be changed or gone when its text is asked for.
+void Logger::logObjects(int level, std::u16string_view pattern, const FormatArgument* arguments,
+                        size_t count) {
+    const size_t taken = std::min<size_t>(count, UINT8_MAX); // more than a pattern is made for
+    std::vector<String> texts(taken);
+    std::vector<FormatArgument> plain(arguments, arguments + taken);
+    for (size_t i = 0; i < taken; ++i) {
+        if (plain[i].kind() != FormatArgument::Kind::Object)
+            continue;
+        try {
+            texts[i] = plain[i].objectText();
+        } catch (const Exception& failure) {
+            texts[i] = describe(failure);
+        }
+        plain[i] = texts[i];
+    }
+    logPattern(level, pattern, plain.data(), taken, false);
+}
+
+void Logger::logUtf8Pattern(int level, std::string_view pattern, const FormatArgument* arguments,
+                            size_t count, bool areTexts) {
+    char16_t units[200];
+    const bool isShort = pattern.size() <= std::size(units);
+    if (isShort &&
+        std::all_of(pattern.begin(), pattern.end(), [](char unit) { return unit >= 0; })) {
+        std::copy(pattern.begin(), pattern.end(), units);
+        logPattern(level, {units, pattern.size()}, arguments, count, areTexts);
+    } else {
+        logPattern(level, TextView(String::fromUtf8(pattern)), arguments, count, areTexts);
+    }
+}
+
 void Logger::logRecord(const Record& record) {
     m_sequence.fetch_add(1, std::memory_order_relaxed);
     MultiProcessor& processor = *m_processor;
     const Round round(processor, &record);
-    if (!processor.tryProcess(record))
+    const size_t done = processor.tryProcess(record);
+    if (done == 0)
         processor.process(LogEntry::create(record));
     else if (round.entry()) [[unlikely]]
-        processor.processFrom(1, round.entry());
+        processor.processFrom(done, round.entry());
 }
 
 void Logger::addCustomFields(ILogEntry* /*entry*/) {}
@@ -151,16 +230,21 @@ Reference<ILogEntry> Logger::getLogEntry(int level, const String& text) const {
 
 Logger::Record Logger::recordOf(int level, std::u16string_view text) const {
     Record record;
+    record.text = text;
+    fillIn(record, level);
+    return record;
+}
+
+/// All but the text.
+void Logger::fillIn(Record& record, int level) const {
     record.switches = m_switches;
     record.level = level;
-    record.text = text;
     record.name = m_name.view();
     record.sequence = static_cast<int32_t>(m_sequence.load(std::memory_order_relaxed));
     if (m_switches & detail::ThreadSwitch)
         record.thread = QXThreadCurrentId();
     if (m_switches & detail::TimestampSwitch)
         throwIfFailed(QXTimeGetLocal(&record.time));
-    return record;
 }
 
 void Logger::log(const ILogEntry* entry) {

@@ -3,8 +3,10 @@
 #include <atomic>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 #include <qx/core/AnyText.h>
+#include <qx/core/FormatArgument.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -13,6 +15,7 @@
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
 #include <qx/log/ILogger.h>
+#include <qx/log/Level.h>
 #include <qx/log/MultiProcessor.h>
 #include <qx/platform/export.h>
 
@@ -24,6 +27,9 @@ struct Record;
 
 /// Makes an entry of every text that is logged and hands it to processors.
 ///
+///     logger->setThreshold(Level::Info);
+///     logger->log(Level::Warning, u"{0} of {1} MiB are used", used, size);
+///
 /// The fields of an entry, each of which can be switched on and off:
 ///
 ///     level      Integer32       as given
@@ -34,7 +40,8 @@ struct Record;
 ///     name       String          of the logger
 ///
 /// Any number of threads may log at once; two entries made at the same time may then have the same
-/// sequence number. No other member may be called while threads log, except setEnabled.
+/// sequence number. No other member may be called while threads log, except setEnabled and
+/// setThreshold.
 class QX_API Logger : public qx::pcom::Implements<Object, ILogger, ILevelLogger> {
 public:
     /// A logger without name whose entries have the fields level and text.
@@ -52,10 +59,16 @@ protected:
 
 public:
     /// A disabled logger makes no entries.
-    void setEnabled(bool enabled) noexcept {
-        m_isEnabled.store(enabled, std::memory_order_relaxed);
+    void setEnabled(bool enabled) noexcept;
+    /// Texts below this level are dropped before anything is made of them, as if the logger were
+    /// disabled. At first the lowest number there is.
+    void setThreshold(int level) noexcept;
+    int getThreshold() const noexcept;
+    /// Whether a text of that level would be logged: for what is costly to put together.
+    bool isLogged(int level) const noexcept {
+        return level >= m_lowest.load(std::memory_order_relaxed);
     }
-    /// The level of texts that are logged without one; at first 0.
+    /// The level of texts that are logged without one; at first 0, which is Level::Info.
     void setDefaultLevel(int level) noexcept { m_defaultLevel = level; }
     /// Makes @p processor the only one.
     /// @throws ResultException with result::NullPointer
@@ -71,15 +84,43 @@ public:
     /// Calls log of the ILevelLogger with the default level.
     void log(const String& text) override;
     /// The same for texts in other forms, UTF-8 among them.
-    void log(int level, const OtherText auto& text) { log(level, stringOf(text)); }
+    void log(int level, const OtherText auto& text) {
+        if (isLogged(level))
+            log(level, stringOf(text));
+    }
     void log(const OtherText auto& text) { log(stringOf(text)); }
+    /// Logs what String::format makes of the pattern, which may also be in UTF-8, and at least one
+    /// argument. The arguments are taken as they are at the call, numbers as numbers; the text is
+    /// made where somebody asks for it, behind an AsyncProcessor by the worker. Objects give their
+    /// texts at once.
+    ///
+    /// What String::format refuses is no failure here: the text tells why, the pattern and the
+    /// arguments. Malformed UTF-8 becomes U+FFFD.
+    template <SomeText Pattern, class... Arguments>
+    requires(sizeof...(Arguments) > 0) void log(int level, const Pattern& pattern,
+                                                const Arguments&... arguments) {
+        static_assert((HasText<Arguments> && ...),
+                      "Logger::log: an argument has no text. It takes what String::format takes.");
+        if constexpr ((HasText<Arguments> && ...)) {
+            if (!isLogged(level))
+                return;
+            const FormatArgument taken[] = {FormatArgument(arguments)...};
+            constexpr bool AreTexts = (std::is_convertible_v<const Arguments&, TextView> && ...);
+            if constexpr (Utf8Text<Pattern>)
+                logUtf8Pattern(level, utf8View(pattern), taken, sizeof...(Arguments), AreTexts);
+            else
+                logPattern(level, TextView(pattern), taken, sizeof...(Arguments), AreTexts);
+        }
+    }
 
 protected:
     Logger();
     explicit Logger(const String& name);
     ~Logger() override;
 
-    bool isEnabled() const noexcept { return m_isEnabled.load(std::memory_order_relaxed); }
+    bool isEnabled() const noexcept {
+        return m_lowest.load(std::memory_order_relaxed) < Disabled / 2;
+    }
     /// A new entry with the fields that are switched on.
     Reference<ILogEntry> getLogEntry(int level, const String& text) const;
     /// Counts the entry and hands it on, whether the logger is enabled or not.
@@ -91,12 +132,21 @@ private:
 
     Logger(const String& name, int switches);
     static Reference<Logger> plain(Reference<Logger> logger) noexcept;
+    void logPattern(int level, std::u16string_view pattern, const FormatArgument* arguments,
+                    size_t count, bool areTexts);
+    void logObjects(int level, std::u16string_view pattern, const FormatArgument* arguments,
+                    size_t count);
+    void logUtf8Pattern(int level, std::string_view pattern, const FormatArgument* arguments,
+                        size_t count, bool areTexts);
     void logEnabled(int level, const String& text);
     void logRecord(const Record& record);
     Record recordOf(int level, std::u16string_view text) const;
+    void fillIn(Record& record, int level) const;
 
     const String m_name;
-    std::atomic<bool> m_isEnabled{true};
+    /// Added to the threshold of a disabled logger, so that one look tells whether to log.
+    static constexpr int64_t Disabled = int64_t{1} << 40;
+    std::atomic<int64_t> m_lowest{INT32_MIN};
     Reference<MultiProcessor> m_processor;
     int32_t m_defaultLevel = 0;
     uint8_t m_switches;

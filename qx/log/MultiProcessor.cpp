@@ -4,51 +4,81 @@
 #include <utility>
 
 #include <qx/core/Required.h>
-#include <qx/log/AsyncProcessor.h>
-#include <qx/log/detail/OwnProcessors.h>
+#include <qx/log/LogEntry.h>
+#include <qx/log/detail/OwnTarget.h>
 #include <qx/log/detail/Record.h>
 
 namespace qx::log {
 
+struct MultiProcessor::Station {
+    Reference<ILogProcessor> processor;
+    detail::OwnTarget own; // the processor as far as it takes records
+};
+
+MultiProcessor::MultiProcessor() = default;
+
+MultiProcessor::~MultiProcessor() = default;
+
 Reference<MultiProcessor> MultiProcessor::create() { return new MultiProcessor; }
 
 void MultiProcessor::addProcessor(ILogProcessor* processor) {
-    Reference<ILogProcessor> held(required(processor));
-    m_processors.push_back(std::move(held));
-    const bool isOnly = m_processors.size() == 1;
-    m_onlyWriter = isOnly ? detail::asOwnWriter(processor) : nullptr;
-    m_onlyQueue = isOnly ? detail::asQueue(processor) : nullptr;
+    m_stations.push_back({required(processor), detail::OwnTarget(processor)});
 }
 
 void MultiProcessor::process(const ILogEntry* entry) {
-    if (!m_onlyWriter) {
+    if (m_stations.size() != 1 || !m_stations[0].own.isWriter()) {
         processFrom(0, entry);
         return;
     }
-    m_onlyWriter->process(entry);
-    if (m_processors.size() > 1) [[unlikely]]
+    // A writer of ours lets one entry at a time through by itself.
+    m_stations[0].processor->process(entry);
+    if (m_stations.size() > 1) [[unlikely]]
         processFrom(1, entry);
 }
 
 /// Whether tryProcess has a chance.
 bool MultiProcessor::takesRecords() const noexcept {
-    return m_onlyQueue || (m_onlyWriter && m_onlyWriter->takesRecords());
+    for (const Station& station : m_stations) {
+        if (!station.own.takesRecords())
+            return false;
+    }
+    return !m_stations.empty();
 }
 
-/// Does what process does for an entry with the fields of @p record, but for processors that were
-/// added meanwhile; false when it has to be called with one.
-bool MultiProcessor::tryProcess(const detail::Record& record) {
-    if (m_onlyWriter)
-        return m_onlyWriter->tryProcess(record);
+/// Does what process does for an entry with the fields of @p record, but for processors that are
+/// added to a single one meanwhile. The number of processors that have seen it; when that is 0,
+/// nothing has happened and process has to be called with an entry.
+size_t MultiProcessor::tryProcess(const detail::Record& record) {
+    if (m_stations.size() != 1)
+        return tryProcessKept(record);
+    const detail::OwnTarget only = m_stations[0].own;
+    return only.tryProcess(record) ? 1 : 0;
+}
+
+/// The same without the exception. What the record refers to may change or go in the round.
+size_t MultiProcessor::tryProcessKept(const detail::Record& record) {
+    if (!detail::KeptRecord::fits(record))
+        return 0;
+    const detail::KeptRecord kept(record);
+    Reference<LogEntry> entry; // for the first that needs one, and those behind it
     const std::lock_guard guard(m_lock);
-    return m_onlyQueue->tryProcess(record);
+    size_t i = 0;
+    for (; i < m_stations.size(); ++i) {
+        const Station station = m_stations[i];
+        if (!entry && station.own.takesRecords() && station.own.tryProcess(kept.record()))
+            continue;
+        if (!entry)
+            entry = LogEntry::create(kept.record());
+        station.processor->process(entry);
+    }
+    return i;
 }
 
 void MultiProcessor::processFrom(size_t first, const ILogEntry* entry) {
     const std::lock_guard guard(m_lock);
     // By number: a processor may add another one to the round that it is in.
-    for (size_t i = first; i < m_processors.size(); ++i) {
-        const Reference<ILogProcessor> processor = m_processors[i];
+    for (size_t i = first; i < m_stations.size(); ++i) {
+        const Reference<ILogProcessor> processor = m_stations[i].processor;
         processor->process(entry);
     }
 }

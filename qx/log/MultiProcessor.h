@@ -12,12 +12,10 @@
 
 namespace qx::log {
 
-class AbstractLogWriter;
-class AsyncProcessor;
-
 namespace detail {
+class OwnTarget;
 struct Record;
-}
+} // namespace detail
 
 /// Hands every entry to a number of processors, one after the other and one entry at a time.
 ///
@@ -36,20 +34,20 @@ public:
     void process(const ILogEntry* entry) override;
 
 private:
-    MultiProcessor() = default;
-    ~MultiProcessor() override = default;
+    struct Station;
 
     friend class Logger;
+    friend class detail::OwnTarget;
+
+    MultiProcessor();
+    ~MultiProcessor() override;
 
     bool takesRecords() const noexcept;
-    bool tryProcess(const detail::Record& record);
+    size_t tryProcess(const detail::Record& record);
+    size_t tryProcessKept(const detail::Record& record);
     void processFrom(size_t first, const ILogEntry* entry);
 
-    std::vector<Reference<ILogProcessor>> m_processors;
-    /// The only processor when it is a writer of ours, which lets one entry at a time through by
-    /// itself.
-    AbstractLogWriter* m_onlyWriter = nullptr;
-    AsyncProcessor* m_onlyQueue = nullptr; // the same for a queue
+    std::vector<Station> m_stations;
     sync::ForkSafeMutex m_lock;
 };
 

@@ -30,6 +30,7 @@ public:
     /// Takes the fields as they are, whether there is such a time or not.
     explicit TimeStamp(const STRUCT_QX_TIME& time) noexcept : m_time(time) {}
 
+    const STRUCT_QX_TIME& getTime() const noexcept { return m_time; }
     /// toString(false)
     String toString() const override;
     /// Date, blank and time of day as the user's locale writes them; @p longDate: with the names of

@@ -8,8 +8,6 @@
 #include <qx/exec/CallableRunnable.h>
 #include <qx/exec/Thread.h>
 #include <qx/log/AsyncProcessor.h>
-#include <qx/log/BasicLogWriter.h>
-#include <qx/log/XmlLogWriter.h>
 
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
@@ -299,26 +297,6 @@ TEST_F(Async, AFailureOfWhenEmptyEndsTheWorkerAndIsReported) {
     EXPECT_EQ(processor->getFailedCount(), 2u) << "tried by the worker, and again when it ended";
     EXPECT_EQ(processor->getFirstFailure(), result::DiskFull);
     EXPECT_EQ(failureOf([&] { processor->flush(); }), result::DiskFull);
-}
-
-TEST_F(Async, AnEntryThatCannotBeWrittenCostsNoOther) {
-    options.failure = AsyncOptions::Failure::CarryOn;
-    for (const bool isXml : {false, true}) {
-        const auto sink = makeReference<FakeSink<Bytes>>();
-        const auto out = makeReference<io::OutputStreamWriter>(sink, u"UTF-8");
-        const auto writer =
-            isXml ? log::XmlLogWriter::create(out) : log::BasicLogWriter::create(out);
-        processor = AsyncProcessor::create(writer, 1, options);
-        const auto logger = loggerTo(processor);
-        for (int i = 0; i < 50; ++i) {
-            sink->failing = i == 20; // at the flush: what is held back comes with the next one
-            logger->log(1, i % 10 == 7 ? String(u"half \xD800") : String(u"#whole"));
-            EXPECT_TRUE(processor->flush());
-        }
-        EXPECT_EQ(processor->getFailedCount(), 6u);
-        EXPECT_EQ(dynamic_cast<log::AbstractLogWriter&>(*writer).getLostCount(), 6u);
-        EXPECT_EQ(std::count(sink->content.begin(), sink->content.end(), '#'), 45);
-    }
 }
 
 } // namespace

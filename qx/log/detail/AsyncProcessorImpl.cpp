@@ -11,7 +11,6 @@
 #include <qx/exec/Thread.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/detail/AsyncWorker.h>
-#include <qx/log/detail/OwnProcessors.h>
 
 namespace qx::log {
 
@@ -36,8 +35,8 @@ constexpr double LongestPause = 16; // ms
 } // namespace
 
 AsyncProcessorImpl::AsyncProcessorImpl(ILogProcessor* target, const AsyncOptions& options)
-    : m_target(target), m_writer(detail::asOwnWriter(target)), m_whenEmpty(options.whenEmpty),
-      m_capacity(options.capacity), m_overflow(options.overflow), m_failureAction(options.failure),
+    : m_target(target), m_own(target), m_whenEmpty(options.whenEmpty), m_capacity(options.capacity),
+      m_overflow(options.overflow), m_failureAction(options.failure),
       m_lock("qx/log/AsyncProcessorImpl::m_lock"),
       m_signal(0, "qx/log/AsyncProcessorImpl::m_signal") {}
 
@@ -240,7 +239,7 @@ void AsyncProcessorImpl::handOn(const QueuedEntry& queued) {
     counted([&] {
         if (queued.entry())
             m_target->process(queued.entry());
-        else if (!m_writer || !m_writer->tryProcess(queued.record()))
+        else if (!m_own.tryProcess(queued.record()))
             m_target->process(LogEntry::create(queued.record()));
     });
 }

@@ -13,6 +13,7 @@
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/ILogProcessor.h>
+#include <qx/log/detail/OwnTarget.h>
 #include <qx/log/detail/RecordQueue.h>
 #include <qx/platform/detail/ForkWatch.h>
 #include <qx/sync/Condition.h>
@@ -22,13 +23,11 @@
 
 namespace qx::log {
 
-class AbstractLogWriter;
-
 /// What an AsyncProcessor shares with its workers, which outlive it: queue, target and the loop of
 /// a worker. The members mean what they mean there.
 ///
 /// An entry is queued by a reference, but what a plain logger has to say as a record, of which the
-/// worker makes an entry where the target is not a writer of ours.
+/// worker makes an entry where the target takes no records.
 ///
 /// Loggers put entries into one list under a short lock, workers take them from another under
 /// another lock; a worker that finds its list empty swaps the two. A worker that has nothing to do
@@ -45,7 +44,7 @@ public:
     /// The loop of a worker, until shutdown or a failure, which it throws.
     void* run() override;
     void process(const ILogEntry* entry) override;
-    /// Queues what an entry with the fields of @p record would be; see QueuedEntry::MostUnits.
+    /// Queues what an entry with the fields of @p record would be; see KeptRecord::fits.
     void process(const detail::Record& record);
     bool flush();
     /// Ends the workers and hands on what waits. Afterwards process throws IllegalStateException.
@@ -95,7 +94,7 @@ private:
     void leaveToParent();
 
     Reference<ILogProcessor> m_target; // until nobody can need it any more
-    AbstractLogWriter* const m_writer; // the target when it is a writer of ours
+    const detail::OwnTarget m_own;     // the target as far as it takes records
     Reference<exec::IRunnable> m_whenEmpty;
     const uint32_t m_capacity;
     const AsyncOptions::Overflow m_overflow;

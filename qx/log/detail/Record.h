@@ -1,9 +1,13 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
+#include <qx/core/FormatArgument.h>
+#include <qx/core/String.h>
+#include <qx/core/detail/PatternReader.h>
 #include <qx/log/FieldValue.h>
 #include <qx/log/detail/FieldOrder.h>
 #include <qx/log/detail/StandardFields.h>
@@ -72,6 +76,8 @@ inline constexpr FieldOrders Orders;
 /// What a Logger sets in an entry beside texts. What is not switched on has no meaning.
 struct RecordValues {
     uint8_t switches = 0;
+    uint8_t argumentCount = 0;
+    qx::detail::PatternRules rules = qx::detail::PatternRules::Full;
     int32_t level = 0;
     int32_t sequence = 0;
     uint32_t thread = 0;
@@ -79,10 +85,17 @@ struct RecordValues {
 };
 
 /// All that a Logger sets in an entry, for those who can do without the entry. The texts are
-/// somebody else's.
+/// somebody else's. A text that nobody has made yet stands as its pattern, with the arguments, none
+/// of which is an object.
 struct Record : RecordValues {
-    std::u16string_view text;
+    std::u16string_view text; // or pattern
     std::u16string_view name;
+    const FormatArgument* arguments = nullptr;
+
+    bool isPattern() const noexcept { return argumentCount != 0; }
+    /// The text that a pattern and its arguments make. In the place of one that String::format
+    /// refuses it tells why, the pattern and the arguments.
+    String madeText() const;
 
     /// Calls @p visit (std::u16string_view name, const FieldValue& value) as an entry with these
     /// fields would.
@@ -95,7 +108,7 @@ struct Record : RecordValues {
                 visit(LevelField.text, FieldValue(level));
                 break;
             case TextSwitch:
-                visit(TextField.text, FieldValue(text));
+                visit(TextField.text, isPattern() ? FieldValue(*this) : FieldValue(text));
                 break;
             case SequenceSwitch:
                 visit(SequenceField.text, FieldValue(sequence));
@@ -112,6 +125,41 @@ struct Record : RecordValues {
             }
         }
     }
+};
+
+/// The code point of an argument that is a character; U+FFFD for a number that is none.
+char32_t characterOf(const FormatArgument& argument) noexcept;
+
+/// A record with memory for all that it refers to.
+class KeptRecord {
+public:
+    static constexpr size_t MostUnits = 1000;
+    static constexpr size_t MostArguments = 8;
+
+    KeptRecord() = default;
+    /// @param record  one that fits
+    explicit KeptRecord(const Record& record) noexcept { keep(record); }
+    KeptRecord(const KeptRecord&) = delete;
+    KeptRecord& operator=(const KeptRecord&) = delete;
+
+    const Record& record() const noexcept { return m_record; }
+    void keep(const Record& record) noexcept {
+        m_record = copyOf(record, m_arguments.data(), m_units);
+    }
+
+    /// Whether there is room for what @p record refers to.
+    static bool fits(const Record& record) noexcept {
+        return record.argumentCount <= MostArguments && unitsOf(record) <= MostUnits;
+    }
+    /// Units of memory for all texts of @p record.
+    static size_t unitsOf(const Record& record) noexcept;
+    /// A copy that refers to copies of the arguments and texts, which are put into the memory.
+    static Record copyOf(const Record& record, FormatArgument* arguments, char16_t* units) noexcept;
+
+private:
+    Record m_record;
+    std::array<FormatArgument, MostArguments> m_arguments;
+    char16_t m_units[MostUnits];
 };
 
 } // namespace qx::log::detail

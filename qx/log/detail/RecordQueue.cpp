@@ -1,23 +1,21 @@
 #include "qx/log/detail/RecordQueue.h"
 
-#include <algorithm>
 #include <memory>
 #include <new>
 
 namespace qx::log::detail {
 
-/// What lies in a chunk. The texts of a record follow it.
+/// What lies in a chunk. The arguments and texts of a record follow it.
 struct RecordQueue::Item {
     EntryReference entry; // null for a record
-    RecordValues values;
-    uint32_t textLength = 0;
-    uint32_t nameLength = 0;
+    Record record;
+    size_t size = 0; // with all that belongs to it
 
-    char16_t* units() noexcept { return reinterpret_cast<char16_t*>(this + 1); }
-    size_t size() const noexcept { return sizeFor(size_t{textLength} + nameLength); }
+    FormatArgument* arguments() noexcept { return reinterpret_cast<FormatArgument*>(this + 1); }
 
-    static constexpr size_t sizeFor(size_t units) noexcept {
-        const size_t bytes = sizeof(Item) + units * sizeof(char16_t);
+    static constexpr size_t sizeFor(size_t arguments, size_t units) noexcept {
+        const size_t bytes =
+            sizeof(Item) + arguments * sizeof(FormatArgument) + units * sizeof(char16_t);
         return (bytes + alignof(Item) - 1) / alignof(Item) * alignof(Item);
     }
 };
@@ -57,36 +55,33 @@ RecordQueue::Item* RecordQueue::append(size_t bytes) {
     }
     Item* const item = new (m_last->at(m_last->used)) Item;
     m_last->used += bytes;
+    item->size = bytes;
     return item;
 }
 
-void RecordQueue::push(EntryReference&& entry) { append(sizeof(Item))->entry = std::move(entry); }
+void RecordQueue::push(EntryReference&& entry) {
+    append(Item::sizeFor(0, 0))->entry = std::move(entry);
+}
 
 void RecordQueue::push(const Record& record) {
-    Item& item = *append(Item::sizeFor(record.text.size() + record.name.size()));
-    item.values = record;
-    item.textLength = static_cast<uint32_t>(record.text.size());
-    item.nameLength = static_cast<uint32_t>(record.name.size());
-    char16_t* const end = std::copy(record.text.begin(), record.text.end(), item.units());
-    std::copy(record.name.begin(), record.name.end(), end);
+    Item& item = *append(Item::sizeFor(record.argumentCount, KeptRecord::unitsOf(record)));
+    FormatArgument* const arguments = item.arguments();
+    item.record = KeptRecord::copyOf(record, arguments,
+                                     reinterpret_cast<char16_t*>(arguments + record.argumentCount));
 }
 
 void RecordQueue::pop(QueuedEntry& taken) noexcept {
     Item& item = *m_first->at(m_first->taken);
     taken.m_entry = std::move(item.entry);
-    if (!taken.m_entry) {
-        std::copy_n(item.units(), item.textLength + item.nameLength, taken.m_units);
-        taken.m_record = {item.values,
-                          {taken.m_units, item.textLength},
-                          {taken.m_units + item.textLength, item.nameLength}};
-    }
+    if (!taken.m_entry)
+        taken.m_record.keep(item.record);
     dropFirst();
 }
 
 void RecordQueue::dropFirst() noexcept {
     Chunk* const chunk = m_first;
     Item* const item = chunk->at(chunk->taken);
-    chunk->taken += item->size();
+    chunk->taken += item->size;
     std::destroy_at(item);
     if (chunk->taken < chunk->used) [[likely]]
         return;

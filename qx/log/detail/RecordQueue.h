@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 #include <utility>
 
 #include <qx/core/Reference.h>
@@ -16,12 +15,9 @@ using EntryReference = Reference<const ILogEntry>;
 /// What was first in a queue: an entry, or a record with the texts.
 class QueuedEntry {
 public:
-    /// Units of text that a record in a queue may have.
-    static constexpr size_t MostUnits = 1000;
-
     /// The entry; null for a record.
     const ILogEntry* entry() const noexcept { return m_entry; }
-    const Record& record() const noexcept { return m_record; }
+    const Record& record() const noexcept { return m_record.record(); }
     /// Drops the entry.
     void clear() noexcept { m_entry.reset(); }
 
@@ -29,15 +25,15 @@ private:
     friend class RecordQueue;
 
     EntryReference m_entry;
-    Record m_record;
-    char16_t m_units[MostUnits];
+    KeptRecord m_record;
 };
 
 /// Entries and records that are put in by one side, handed over as a whole and then taken out one
 /// by one, first in, first out. Nothing is put in between the first and the last taking. Two that
 /// are swapped to and fro keep their memory, so that none is allocated in the long run.
 ///
-/// They lie one behind the other in chunks: entries as references, records with their texts.
+/// They lie one behind the other in chunks: entries as references, records with their arguments and
+/// texts.
 class RecordQueue {
 public:
     RecordQueue() = default;
@@ -49,7 +45,7 @@ public:
 
     /// @throws std::bad_alloc; then nothing has changed
     void push(EntryReference&& entry);
-    /// Copies the texts, which have MostUnits together at most.
+    /// Copies what the record, which fits a KeptRecord, refers to.
     /// @throws std::bad_alloc; then nothing has changed
     void push(const Record& record);
 

@@ -4,10 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string_view>
 
+#include <qx/core/Exception.h>
+#include <qx/core/detail/PatternReader.h>
 #include <qx/log/FieldValue.h>
+#include <qx/log/detail/Record.h>
 #include <qx/text/charset/detail/Kernels.h>
 
 namespace qx::log::detail {
@@ -21,6 +25,12 @@ public:
 
     /// The number of its bytes, which is less than the room; 0 when there is no text.
     size_t size() const noexcept { return static_cast<size_t>(m_at - m_begin); }
+    /// What was appended behind the first @p count bytes.
+    std::span<const uint8_t> from(size_t count) const noexcept {
+        return {m_begin + count, size() - count};
+    }
+    /// Takes that back.
+    void cut(size_t count) noexcept { m_at = m_begin + count; }
     /// There is no text, whatever else is appended.
     void giveUp() noexcept { m_at = m_end = m_begin; }
 
@@ -46,6 +56,8 @@ public:
             return appendNumber(value.toSigned());
         case FieldValue::Kind::Unsigned:
             return appendNumber(value.toUnsigned());
+        case FieldValue::Kind::Pattern:
+            return appendPattern(*value.m_pattern);
         default:
             return append(value.text(room));
         }
@@ -110,9 +122,71 @@ private:
         return *this;
     }
 
+    /// What String::format gives; what Record::madeText gives where that refuses the pattern.
+    Utf8Text& appendPattern(const Record& record) {
+        uint8_t* const begin = m_at;
+        try {
+            qx::detail::PatternReader pieces(record.text, record.rules, record.arguments,
+                                             record.argumentCount);
+            while (pieces.next()) {
+                append(pieces.text());
+                if (!pieces.argument())
+                    continue;
+                if (pieces.isPlain()) [[likely]]
+                    appendPlain(*pieces.argument());
+                else
+                    append(TextView(pieces.argumentText()));
+            }
+        } catch (const Exception&) {
+            if (m_end != m_begin)
+                m_at = begin;
+            append(TextView(record.madeText()));
+        }
+        return *this;
+    }
+
+    /// A text, character, truth value or integer.
+    void appendPlain(const FormatArgument& argument) {
+        using Kind = FormatArgument::Kind;
+        switch (argument.kind()) {
+        case Kind::Signed:
+            appendNumber(argument.toSigned());
+            break;
+        case Kind::Unsigned:
+            appendNumber(argument.toUnsigned());
+            break;
+        case Kind::Text:
+            append(argument.text());
+            break;
+        case Kind::Utf8:
+            appendUtf8(argument.utf8());
+            break;
+        case Kind::Truth:
+            append(argument.toUnsigned() != 0 ? std::u16string_view(u"true") : u"false");
+            break;
+        default:
+            append(TextView(String().append(characterOf(argument))));
+        }
+    }
+
+    void appendUtf8(std::string_view text) {
+        if (!hasRoom(text.size()))
+            return;
+        uint8_t all = 0;
+        for (const char byte : text)
+            all |= static_cast<uint8_t>(byte);
+        if (all >= 0x80) {
+            append(TextView(String::fromUtf8(text))); // which finds out what is malformed
+            return;
+        }
+        if (!text.empty())
+            std::memcpy(m_at, text.data(), text.size());
+        m_at += text.size();
+    }
+
     template <class Number>
     Utf8Text& appendNumber(Number number) noexcept {
-        constexpr size_t MostDigits = 11; // with a sign
+        constexpr size_t MostDigits = std::numeric_limits<Number>::digits10 + 2; // with a sign
         if (hasRoom(MostDigits)) {
             char* const at = reinterpret_cast<char*>(m_at);
             m_at += std::to_chars(at, at + MostDigits, number).ptr - at;
