@@ -167,7 +167,9 @@
 #include <qx/log/ILogger.h>
 #include <qx/log/Level.h>
 #include <qx/log/LevelFilter.h>
+#include <qx/log/LineLogWriter.h>
 #include <qx/log/LogEntry.h>
+#include <qx/log/LogFile.h>
 #include <qx/log/Logger.h>
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/SyncLogger.h>

@@ -63,6 +63,7 @@ public:
 private:
     friend class detail::OwnTarget;
     friend class BasicLogWriter;
+    friend class LineLogWriter;
     friend class XmlLogWriter;
 
     /// Appends what format gives for the fields. Of a @p self that is of the very class.

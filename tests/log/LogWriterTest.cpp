@@ -1,4 +1,6 @@
 #include <array>
+#include <cstdlib>
+#include <ctime>
 
 #ifdef QX_TEST_HAVE_EXPAT
 #include <expat.h>
@@ -6,6 +8,7 @@
 
 #include <qx/io/HeldFlushWriter.h>
 #include <qx/log/BasicLogWriter.h>
+#include <qx/log/LineLogWriter.h>
 #include <qx/log/XmlLogWriter.h>
 
 #include "tests/log/ProcessorFakes.h"
@@ -134,6 +137,61 @@ TEST(LogWriters, PutIntoTheBufferOfAWriterWhatItWouldHavePutThere) {
         }
         expectSame([&](int i) { outs[i]->close(); });
         expectSame([&](int i) { loggers[i]->log(1, String(u"closed")); });
+    }
+}
+
+TEST(LineLogWriter, WritesEveryEntryAsOneLineThatNoOtherLooksLike) {
+    using log::Level;
+    const std::tuple<int, std::u16string, std::u16string, const char*> cases[] = {
+        {Level::Info, u"net", u"all is well", "INFO net - | all is well"},
+        {Level::Fatal, u"", u"", "FATAL - - | "},
+        {7, u"a b=\\", u"a b=\\n", "7 a\\u0020b=\\\\ - | a b=\\\\n"},
+        {Level::Error, u"-\n", u"x\n2024 INFO\r\t\x7F\x85 \u2028\u2029",
+         "ERROR -\\n - | x\\n2024 INFO\\r\\t\\u007F\\u0085 \\u2028\\u2029"},
+        {Level::Trace, u"\u00FC\xD800", u"\u00E9\u2014\U0001F600\xDC00\xD800",
+         "TRACE \u00FC\\uD800 - | \u00E9\u2014\U0001F600\\uDC00\\uD800"},
+    };
+    const auto bytes = makeReference<FakeSink<Bytes>>(); // through the buffer of a writer
+    const auto chars = makeReference<io::StringWriter>();
+    const Reference<log::ILogProcessor> writers[] = {log::LineLogWriter::create(bytes),
+                                                     log::LineLogWriter::create(chars)};
+    const auto lines = [&] { // without their times
+        std::string text = textOf(std::exchange(bytes->content, {}));
+        EXPECT_TRUE(chars->toString().toUtf8().ends_with(text.substr(text.find(' '))));
+        return text.substr(text.find(' ') + 1);
+    };
+    const auto process = [&](log::ILogEntry* entry) {
+        for (const auto& writer : writers)
+            writer->process(entry);
+        return lines();
+    };
+    for (const auto& [level, name, text, expected] : cases) {
+        for (const auto& writer : writers)
+            loggerTo(writer, String(name))->log(level, text);
+        EXPECT_EQ(lines(), std::string(expected) + "\n");
+    }
+    EXPECT_EQ(process(entryWith(u"a=1 b", new String(u"x y=z"))),
+              "- - - a\\u003D1\\u0020b=x\\u0020y=z | -\n");
+    const auto foreign = makeReference<ForeignEntry>(numberEntry(Level::Warning));
+    foreign->setField(u"thread"_qs, new UInteger32(12));
+    EXPECT_EQ(process(foreign), "WARNING - 12 | -\n");
+
+    const std::tuple<const char*, STRUCT_QX_TIME, const char*> times[] = {
+        {"CET-1CEST,M3.5.0,M10.5.0/3",
+         {2024, 7, 0, 1, 12, 0, 5, 7},
+         "2024-07-01T12:00:05.007+02:00"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3",
+         {2024, 1, 0, 1, 0, 0, 0, 999},
+         "2024-01-01T00:00:00.999+01:00"},
+        {"NST3:30", {12024, 12, 0, 31, 23, 59, 59, 0}, "12024-12-31T23:59:59.000-03:30"},
+        {"UTC0", {1999, 12, 0, 31, 23, 59, 59, 90}, "1999-12-31T23:59:59.090+00:00"},
+    };
+    for (const auto& [zone, time, expected] : times) {
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+        writers[0]->process(entryWith(u"timestamp", new log::TimeStamp(time)));
+        EXPECT_EQ(textOf(std::exchange(bytes->content, {})),
+                  expected + std::string(" - - - | -\n"));
     }
 }
 

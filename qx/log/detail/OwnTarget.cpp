@@ -6,6 +6,7 @@
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/LevelFilter.h>
+#include <qx/log/LineLogWriter.h>
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/XmlLogWriter.h>
 
@@ -21,7 +22,8 @@ Class* behind(ILogProcessor* processor) {
 
 bool isOwn(const AbstractLogWriter& writer) {
     const std::type_info& type = typeid(writer);
-    return type == typeid(BasicLogWriter) || type == typeid(XmlLogWriter);
+    return type == typeid(BasicLogWriter) || type == typeid(XmlLogWriter) ||
+           type == typeid(LineLogWriter);
 }
 
 } // namespace

@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 
+#include <qx/platform/detail/LocalZone.h>
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/CLibraryCall.h>
@@ -91,7 +93,27 @@ private:
 
 constinit LocalOffset localOffset;
 
+/// Seconds that local time is ahead of UTC at @p utc; nothing when the system does not tell.
+std::optional<int64_t> aheadAt(int64_t utc) noexcept {
+    const auto asked = static_cast<time_t>(utc);
+    tm local;
+    if (callCLibrary([&] { return localtime_r(&asked, &local); }) == nullptr)
+        return std::nullopt;
+    return local.tm_gmtoff;
+}
+
 } // namespace
+
+int32_t qx::platform::minutesAhead(const STRUCT_QX_TIME& local) noexcept {
+    const int64_t seconds = daysFromDate(local.year, local.month, local.day) * SecondsPerDay +
+                            local.hour * 3600 + local.minute * 60 + local.second;
+    const auto now = aheadAt(std::time(nullptr));
+    if (!now)
+        return 0;
+    // Right already, but where the zone has changed between that time and now.
+    const int64_t then = aheadAt(seconds - *now).value_or(0);
+    return static_cast<int32_t>(aheadAt(seconds - then).value_or(0) / 60);
+}
 
 int32_t QXTimeGetSystem(STRUCT_QX_TIME* time) {
     if (!time)

@@ -1,0 +1,188 @@
+#include "qx/log/LogFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include <qx/core/Result.h>
+#include <qx/io/detail/OpenFile.h>
+#include <qx/platform/detail/Hangup.h>
+#include <qx/platform/files.h>
+#include <qx/util/SystemName.h>
+
+namespace qx::log {
+
+namespace {
+
+constexpr signed char LineEnd = '\n';
+
+constinit std::atomic<uint32_t> s_asked{0};
+static_assert(std::atomic<uint32_t>::is_always_lock_free, "used in signal handlers");
+
+/// True when the file has a last line without an end. What cannot be read has none.
+bool endsInLine(const String& name) {
+    io::FileHandle file;
+    signed char last = LineEnd;
+    int32_t count = 0;
+    return resultOf([&] { io::detail::openFile(name, QX_FILE_READ, file); }) >= 0 &&
+           QXFileSeek(file.get(), -1, QX_FILE_FROM_END, nullptr) >= 0 &&
+           QXFileRead(file.get(), &last, 1, &count) >= 0 && count == 1 && last != LineEnd;
+}
+
+bool exists(const String& name) {
+    io::FileHandle file;
+    return resultOf([&] { io::detail::openFile(name, QX_FILE_READ, file); }) != result::NotFound;
+}
+
+} // namespace
+
+LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
+    : m_name(name.toString()), m_options(options),
+      m_askedOfAll(s_asked.load(std::memory_order_relaxed)) {
+    open();
+}
+
+/// Leaves everything as it is when it fails.
+void LogFile::open() {
+    io::FileHandle file;
+    io::detail::openFile(m_name, QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND, file);
+    int64_t size = 0;
+    throwIfFailedOf(QXFileGetSize(file.get(), &size), m_name);
+    m_isLineCut = size > 0 && endsInLine(m_name);
+    m_file = std::move(file);
+    m_size = size;
+    m_bound = m_options.limit;
+    m_isLineEnd = true;
+}
+
+void LogFile::write(const signed char* from, int32_t length) {
+    reopenWhenAsked();
+    if (m_isLineCut && length > 0) {
+        writeAll(&LineEnd, 1);
+        m_isLineCut = false;
+    }
+    while (length > 0) {
+        const int32_t count = m_options.limit > 0 ? countFitting(from, length) : length;
+        writeAll(from, count);
+        from += count;
+        length -= count;
+    }
+}
+
+/// How many of the bytes come next in the present file, which is a new one where that is due.
+int32_t LogFile::countFitting(const signed char* from, int32_t length) {
+    if (m_size + length <= m_bound)
+        return length;
+    const auto lineBegin = [from](int64_t end) { // behind the last line end in front of that
+        while (end > 0 && from[end - 1] != LineEnd)
+            --end;
+        return static_cast<int32_t>(end);
+    };
+    const int32_t fitting = lineBegin(std::max<int64_t>(m_bound - m_size, 0));
+    if (fitting > 0)
+        return fitting;
+    if (m_isLineEnd && m_size > 0)
+        return tryRotate() ? countFitting(from, length) : length;
+    const auto* const end =
+        static_cast<const signed char*>(std::memchr(from, LineEnd, static_cast<size_t>(length)));
+    return end ? static_cast<int32_t>(end + 1 - from) : length;
+}
+
+bool LogFile::tryRotate() {
+    const int32_t result = resultOf([this] { rotate(); });
+    if (result >= 0) {
+        ++m_rotated;
+        return true;
+    }
+    countFailure(result);
+    // Not with every line from now on.
+    m_bound = m_size + std::max<int64_t>(m_options.limit / 16, 1 << 12);
+    return false;
+}
+
+void LogFile::rotate() {
+    if (m_options.waitsForDisk)
+        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+    // A number that nobody has is where a rotation was cut short: what lies behind it stays.
+    int last = 1;
+    while (last < m_options.kept && exists(numbered(last)))
+        ++last;
+    for (int number = last; number > 1; --number)
+        rename(number - 1, number);
+    if (exists(m_name)) // else somebody has renamed it already
+        rename(0, 1);
+    try {
+        open();
+    } catch (...) {
+        // The file goes on, and with it its name.
+        resultOf([this] { rename(1, 0); });
+        throw;
+    }
+}
+
+void LogFile::rename(int from, int to) const {
+    const String name = numbered(from);
+    throwIfFailedOf(
+        QXFileRename(util::toSystemName(name).c_str(), util::toSystemName(numbered(to)).c_str()),
+        name);
+}
+
+/// 0 for the file that is written.
+String LogFile::numbered(int number) const {
+    return number == 0 ? m_name : m_name + u"." + String::valueOf(number);
+}
+
+void LogFile::writeAll(const signed char* from, int32_t length) {
+    while (length > 0) {
+        int32_t written = 0;
+        const int32_t result = QXFileWrite(m_file.get(), from, length, &written);
+        if (written > 0) {
+            m_size += written;
+            m_isLineEnd = from[written - 1] == LineEnd;
+            from += written;
+            length -= written;
+        }
+        if (result < 0) {
+            m_isLineCut = !m_isLineEnd;
+            throwResultOf(result, m_name);
+        }
+    }
+}
+
+void LogFile::flush() {
+    if (m_options.waitsForDisk)
+        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+}
+
+void LogFile::close() { m_file.close(); }
+
+void LogFile::reopenWhenAsked() {
+    if (!m_isLineEnd && !m_isLineCut)
+        return; // with the next line
+    const uint32_t asked = s_asked.load(std::memory_order_relaxed);
+    const bool isAsked = m_isAsked.load(std::memory_order_relaxed) &&
+                         m_isAsked.exchange(false, std::memory_order_relaxed);
+    if (!isAsked && asked == m_askedOfAll)
+        return;
+    m_askedOfAll = asked;
+    if (m_options.waitsForDisk)
+        resultOf([this] { flush(); });
+    const int32_t result = resultOf([this] { open(); });
+    if (result < 0)
+        countFailure(result);
+}
+
+void LogFile::countFailure(int32_t result) noexcept {
+    int32_t none = result::Ok;
+    m_firstFailure.compare_exchange_strong(none, result);
+    ++m_failed;
+}
+
+void LogFile::requestReopenOfAll() noexcept { s_asked.fetch_add(1, std::memory_order_relaxed); }
+
+void LogFile::reopenAllOnHangup() {
+    throwIfFailed(platform::callAtHangup([] { requestReopenOfAll(); }));
+}
+
+} // namespace qx::log
