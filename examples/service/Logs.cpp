@@ -1,10 +1,6 @@
 #include "Logs.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
-#include <string>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
@@ -12,9 +8,10 @@
 #include <qx/exec/CallableRunnable.h>
 #include <qx/io/FileOutputStream.h>
 #include <qx/io/OutputStreamWriter.h>
-#include <qx/log/BasicLogWriter.h>
 #include <qx/log/LevelFilter.h>
+#include <qx/log/LineLogWriter.h>
 #include <qx/log/LogEntry.h>
+#include <qx/log/LogFile.h>
 #include <qx/log/MultiProcessor.h>
 #include <qx/log/TimeStamp.h>
 #include <qx/log/XmlLogWriter.h>
@@ -32,30 +29,10 @@ using qx::io::HeldFlushWriter;
 /// Clients that send more than the disk takes wait when so many messages do.
 constexpr uint32_t QueueCapacity = 10'000;
 
-/// The end of the file of that name, without a flush for every entry.
-Reference<HeldFlushWriter> open(const String& path) {
-    constexpr bool Append = true;
-    auto file = makeReference<qx::io::FileOutputStream>(path, Append);
-    auto writer = makeReference<qx::io::OutputStreamWriter>(file, u"UTF-8");
-    return makeReference<HeldFlushWriter>(writer);
-}
-
-/// Ends an entry of which a service that was killed has written a part, so that it does not run
-/// into the next one.
-void endLastEntry(const String& path, qx::io::Writer& writer) {
-    const std::string separator = std::string(25, '-') + '\n';
-    std::ifstream file(qx::util::toSystemName(path), std::ios::binary | std::ios::ate);
-    const auto length = static_cast<std::streamoff>(file.tellg());
-    if (length <= 0)
-        return;
-    std::string end(static_cast<size_t>(std::min<std::streamoff>(length, std::ssize(separator))),
-                    0);
-    file.seekg(-std::ssize(end), std::ios::end);
-    file.read(end.data(), std::ssize(end));
-    if (!file)
-        throw std::runtime_error(path.toUtf8() + " cannot be read");
-    if (end != separator)
-        writer.write(String::fromUtf8((end.ends_with('\n') ? "" : "\n") + separator));
+/// To the stream, without a flush for every entry.
+Reference<HeldFlushWriter> writerTo(qx::io::OutputStream* file) {
+    return makeReference<HeldFlushWriter>(
+        makeReference<qx::io::OutputStreamWriter>(file, u"UTF-8"));
 }
 
 /// The path of a document that no run has begun yet.
@@ -69,12 +46,17 @@ String newDocument(const String& folder) {
 
 } // namespace
 
-Logs::Logs(const String& folder, int32_t level)
-    : m_lock(folder), m_plain(open(folder + u"/service.log")), m_xml(open(newDocument(folder))) {
+Logs::Logs(const String& folder, int32_t level, int32_t largest)
+    : m_lock(folder),
+      m_plain(writerTo(makeReference<qx::log::LogFile>(
+          folder + u"/service.log",
+          qx::log::LogFileOptions{.limit = largest, .kept = 99, .waitsForDisk = true}))),
+      m_xml(writerTo(makeReference<qx::io::FileOutputStream>(newDocument(folder),
+                                                             qx::io::FileOutputStream::ATEND))) {
     using namespace qx::log;
-    endLastEntry(folder + u"/service.log", *m_plain);
+    LogFile::reopenAllOnHangup();
     auto files = MultiProcessor::create();
-    files->addProcessor(LevelFilter::create(BasicLogWriter::create(m_plain), level));
+    files->addProcessor(LevelFilter::create(LineLogWriter::create(m_plain), level));
     files->addProcessor(XmlLogWriter::create(m_xml, XmlLogWriter::Escaping::WellFormed));
     AsyncOptions options;
     options.capacity = QueueCapacity;

@@ -13,17 +13,19 @@
 
 namespace collector {
 
-/// Two logs of everything behind one worker thread: service.log, plain text that goes on from one
-/// run of the service to the next, and service-N.xml, a document for each run. They are complete
-/// when the object is gone; a document of a run that was killed lacks its end.
+/// Two logs of everything behind one worker thread: service.log, lines that go on from one run of
+/// the service to the next and may be renamed by others who then send SIGHUP, and service-N.xml, a
+/// document for each run. They are complete when the object is gone; a document of a run that was
+/// killed lacks its end.
 ///
 /// Any thread may call the members.
 class Logs {
 public:
-    /// @param level  lowest level in the plain-text log
+    /// @param level    lowest level in the plain-text log
+    /// @param largest  bytes that it may have before a new one begins; 0 for any number
     /// @throws UsageFailure when another service writes there; qx::Exception or std::runtime_error
     ///     when they cannot be written
-    Logs(const qx::String& folder, int32_t level);
+    Logs(const qx::String& folder, int32_t level, int32_t largest);
 
     /// Queues a message, which is stored when a later store says so. False when it cannot be.
     /// @param peer  who has sent it

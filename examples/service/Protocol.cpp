@@ -21,7 +21,7 @@ std::optional<Level> levelNamed(std::string_view name) {
     const auto found = std::ranges::find(Names, name);
     if (found == std::end(Names))
         return std::nullopt;
-    return static_cast<Level>(found - Names + 1);
+    return static_cast<Level>(found - Names + static_cast<int>(Level::Debug));
 }
 
 /// Such a character could fake or hide what stands in a log that somebody looks at.

@@ -7,6 +7,7 @@
 #include <variant>
 
 #include <qx/core/String.h>
+#include <qx/log/Level.h>
 
 /// What goes over a connection: lines in UTF-8 that end with a line feed, or a carriage return and
 /// a line feed.
@@ -29,7 +30,12 @@
 /// when the service ends the connection; what has got no answer until then has not been stored.
 namespace collector {
 
-enum class Level : int32_t { Debug = 1, Info, Warning, Error };
+enum class Level : int32_t {
+    Debug = qx::log::Level::Debug,
+    Info = qx::log::Level::Info,
+    Warning = qx::log::Level::Warning,
+    Error = qx::log::Level::Error,
+};
 
 /// A line to be stored.
 struct Message {

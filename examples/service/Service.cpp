@@ -1,5 +1,5 @@
 // Collects log lines: takes connections on several addresses, stores the lines that clients send in
-// a plain-text and an XML log, and answers each line once it is on the disk (see Protocol.h).
+// a log of lines and an XML log, and answers each line once it is on the disk (see Protocol.h).
 // SIGTERM and SIGINT stop it: what has been received is stored and answered, and statistics are
 // printed.
 //
@@ -74,7 +74,7 @@ void serve(const Settings& settings, const StopSignals& stop, std::optional<List
 
 void run(const Settings& settings, const StopSignals& stop) {
     std::optional<Listener> listener(std::in_place, settings.addresses, settings.port);
-    Logs logs(settings.folder, settings.level);
+    Logs logs(settings.folder, settings.level, settings.largest);
     serve(settings, stop, listener, logs);
     logs.close();
 }

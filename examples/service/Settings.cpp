@@ -6,6 +6,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
+#include <qx/log/Level.h>
 #include <qx/util/StringTokenizer.h>
 #include <qx/util/config/CommandLineParser.h>
 #include <qx/util/config/IniFile.h>
@@ -29,7 +30,8 @@ const struct {
     {u"addresses", u"localhost", u"where to listen, separated by commas"},
     {u"port", u"7017", u"on each of them; 0 for a free one"},
     {u"folder", u".", u"where the logs are written"},
-    {u"level", u"1", u"lowest level in service.log: 1 debug, 2 info, 3 warning, 4 error"},
+    {u"level", u"debug", u"lowest level in service.log: debug, info, warning or error"},
+    {u"size", u"0", u"bytes that service.log may have before a new one begins; 0 for any number"},
     {u"connections", u"50", u"at most at a time"},
     {u"line", u"4096", u"longest line in bytes"},
     {u"idle", u"60000", u"milliseconds that a client may take for a line"},
@@ -95,6 +97,14 @@ Reference<PropertySet> withOptions(const qx::util::CommandLineParser& options,
     return properties;
 }
 
+int32_t level(const PropertySet& properties) {
+    using qx::log::Level;
+    const auto found = Level::find(properties.get(u"level"));
+    if (!found || *found < Level::Debug || *found > Level::Error)
+        throw UsageFailure(u"level is debug, info, warning or error");
+    return *found;
+}
+
 int32_t number(const PropertySet& properties, const char16_t* name, int32_t lowest,
                int32_t highest) {
     const std::string digits = properties.get(name).toUtf8();
@@ -146,7 +156,8 @@ std::optional<Settings> readSettings(int argc, const char* const* argv) {
         .addresses = addresses(*found),
         .port = static_cast<uint16_t>(number(*found, u"port", 0, 0xFFFF)),
         .folder = found->get(u"folder"),
-        .level = number(*found, u"level", 1, 4),
+        .level = level(*found),
+        .largest = number(*found, u"size", 0, INT32_MAX),
         .mostConnections = number(*found, u"connections", 1, 10'000),
         .longestLine = static_cast<size_t>(number(*found, u"line", 64, 1'000'000)),
         .idle = std::chrono::milliseconds(number(*found, u"idle", 10, 86'400'000)),

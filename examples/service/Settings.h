@@ -20,6 +20,7 @@ struct Settings {
     uint16_t port;                      ///< on all addresses; 0: a free one for each
     qx::String folder;                  ///< where the logs lie
     int32_t level;                      ///< lowest level in the plain-text log; the other has all
+    int32_t largest;                    ///< bytes of the plain-text log; 0 for any number
     int32_t mostConnections;
     size_t longestLine; ///< in bytes
     std::chrono::milliseconds idle;

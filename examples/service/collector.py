@@ -42,7 +42,10 @@ class Service:
         return self.process.returncode, out, errors
 
     def plain(self):
-        return (self.folder / "service.log").read_text(encoding="utf-8")
+        """All lines, also those of files that have become full or were renamed."""
+        older = sorted(self.folder.glob("service.log.*"), key=lambda path: -int(path.suffix[1:]))
+        return "".join(path.read_text(encoding="utf-8")
+                       for path in [*older, self.folder / "service.log"])
 
     def entries(self):
         """The texts in the XML logs of all runs."""

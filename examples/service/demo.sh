@@ -107,7 +107,7 @@ echo ...
 tail -n 15 logs/service.log
 echo "-- logs/service-1.xml"
 tail -n 15 logs/service-1.xml
-expect 1000 "$(grep -c '^text=line [0-9]* of many$' logs/service.log)" "lines in service.log"
+expect 1000 "$(grep -c ' | line [0-9]* of many$' logs/service.log)" "lines in service.log"
 expect "$(sort many)" "$(sed -n 's/^    <text> \(line.*many\) <.text>$/\1/p' logs/service-1.xml | sort)" \
     "lines in service-1.xml"
 expect $((stored + 3)) "$(grep -c '^  </entry>$' logs/service-1.xml)" "entries in service-1.xml"
@@ -128,5 +128,5 @@ for language in "fr_CA:à l" de_CH:Empfang nl:listening; do
     run=$((run + 1))
     echo "${language%%:*}: $(grep -m 1 '<text>' logs/service-$run.xml)"
     grep -q -m 1 "<text> ${language#*:}.*127.0.0.1:" logs/service-$run.xml
-    grep -qx "text=in ${language%%:*}" logs/service.log
+    grep -q " | in ${language%%:*}\$" logs/service.log
 done

@@ -231,7 +231,7 @@ def judge_logs(folder, load, statistics):
     faults = []
     plain = set()
     with open(folder / "service.log", encoding="utf-8") as log:
-        plain.update(line[5:-2] for line in log if line.startswith("text="))
+        plain.update(line.partition(" | ")[2][:-2] for line in log)
     document = set()
     entries = 0
     with open(folder / "service-1.xml", encoding="utf-8") as log:
