@@ -5,7 +5,8 @@
 // and they wait when 8192 entries are queued.
 //
 // The rows with "Stamped" do what services do: the text is made of three arguments for each call,
-// and every entry carries the time, as the locale "C" writes it.
+// and every entry carries the time, as the locale "C" writes it. In those with "Pattern" the logger
+// is given the pattern and the arguments, which is what the peers are given in both.
 
 #include <algorithm>
 #include <atomic>
@@ -55,8 +56,9 @@ constexpr int32_t Buffered = 1 << 16;
 /// When what was logged reaches the file.
 enum class Flush { EveryEntry, HeldBack };
 
-/// What is logged: a text that is there, or a time stamp and a text that is made for the call.
-enum class Work { Ready, Stamped };
+/// What is logged: a text that is there, or a time stamp and a text that is made for the call, by
+/// the caller or by the logger.
+enum class Work { Ready, Stamped, Pattern };
 
 constexpr int clients(int number) { return number % 100; }
 
@@ -95,7 +97,7 @@ template <Work Kind>
 class QxSync {
 public:
     explicit QxSync(Flush flush) {
-        m_logger->enableField(u"timestamp"_qs, Kind == Work::Stamped);
+        m_logger->enableField(u"timestamp"_qs, Kind != Work::Ready);
         const auto file = makeReference<io::FileOutputStream>(String::fromUtf8(m_file.name()),
                                                               io::FileOutputStream::TRUNC);
         Reference<io::Writer> writer = makeReference<io::OutputStreamWriter>(
@@ -109,12 +111,16 @@ public:
     void log(int number) {
         if constexpr (Kind == Work::Ready) {
             m_logger->log(2, m_text);
+        } else if constexpr (Kind == Work::Pattern) {
+            m_logger->log(2, u"connection {0} accepted from {1}, {2} clients are served now",
+                          number, m_address, clients(number));
         } else {
             String text(u"connection ");
             text.append(number).append(u" accepted from ").append(m_address).append(u", ");
             m_logger->log(2, text.append(clients(number)).append(u" clients are served now"));
         }
     }
+    void setThreshold(int level) { m_logger->setThreshold(level); }
     void finish() {
         if (m_held)
             m_held->release();
@@ -154,7 +160,7 @@ private:
 #ifdef QX_BENCH_HAVE_SPDLOG
 
 void configure(spdlog::logger& logger, Flush flush, Work kind) {
-    const std::string stamp = kind == Work::Stamped ? "timestamp=%m/%d/%Y %H:%M:%S\n" : "";
+    const std::string stamp = kind != Work::Ready ? "timestamp=%m/%d/%Y %H:%M:%S\n" : "";
     logger.set_pattern("level=%L\ntext=%v\n" + stamp + "name=%n\n-------------------------");
     logger.flush_on(flush == Flush::EveryEntry ? spdlog::level::trace : spdlog::level::off);
 }
@@ -176,6 +182,7 @@ public:
         configure(m_logger, flush, Kind);
     }
 
+    void setLevel(spdlog::level::level_enum level) { m_logger.set_level(level); }
     void log(int number) { logTo(m_logger, Kind, number); }
     void finish() { m_logger.flush(); }
 
@@ -319,6 +326,17 @@ void disabledQx(benchmark::State& state) {
 }
 
 #ifdef QX_BENCH_HAVE_SPDLOG
+void patternsSpdlog(benchmark::State& state, bool isBelow) {
+    SpdlogSync<Work::Pattern> log(Flush::HeldBack);
+    log.setLevel(isBelow ? spdlog::level::warn : spdlog::level::info);
+    int number = 0;
+    log.log(number); // the first one looks up the locale
+    for (auto _ : state)
+        log.log(++number);
+    log.finish();
+    state.SetItemsProcessed(state.iterations());
+}
+
 void disabledSpdlog(benchmark::State& state) {
     LogFile file;
     spdlog::logger logger("network",
@@ -345,7 +363,7 @@ void inPercentiles(benchmark::internal::Benchmark* row) {
 template <template <Work> class Async, template <Work> class Self>
 void addRows(const std::string& async, const std::string& self) {
     using benchmark::RegisterBenchmark;
-    constexpr Work Ready = Work::Ready, Stamped = Work::Stamped;
+    constexpr Work Ready = Work::Ready, Stamped = Work::Stamped, Pattern = Work::Pattern;
     const auto add = [](const std::string& name, auto* function) {
         return RegisterBenchmark(name.c_str(), function);
     };
@@ -353,13 +371,18 @@ void addRows(const std::string& async, const std::string& self) {
     add("LogFlushHeldBack/" + async, &flushHeldBack<Async<Ready>>)->Apply(inRuns);
     add("LogStampedFlushEveryEntry/" + async, &flushEveryEntry<Async<Stamped>>)->Apply(inRuns);
     add("LogStampedFlushHeldBack/" + async, &flushHeldBack<Async<Stamped>>)->Apply(inRuns);
+    add("LogPatternFlushEveryEntry/" + async, &flushEveryEntry<Async<Pattern>>)->Apply(inRuns);
+    add("LogPatternFlushHeldBack/" + async, &flushHeldBack<Async<Pattern>>)->Apply(inRuns);
     add("LogSelfFlushEveryEntry/" + self, &flushEveryEntry<Self<Ready>>)->Apply(inRuns);
     add("LogSelfFlushHeldBack/" + self, &flushHeldBack<Self<Ready>>)->Apply(inRuns);
     add("LogSelfStampedFlushEveryEntry/" + self, &flushEveryEntry<Self<Stamped>>)->Apply(inRuns);
     add("LogSelfStampedFlushHeldBack/" + self, &flushHeldBack<Self<Stamped>>)->Apply(inRuns);
+    add("LogSelfPatternFlushEveryEntry/" + self, &flushEveryEntry<Self<Pattern>>)->Apply(inRuns);
+    add("LogSelfPatternFlushHeldBack/" + self, &flushHeldBack<Self<Pattern>>)->Apply(inRuns);
     add("CallFlushEveryEntry/" + async, &latencyFlushEvery<Async<Ready>>)->Apply(inPercentiles);
     add("CallFlushHeldBack/" + async, &latencyFlushHeld<Async<Ready>>)->Apply(inPercentiles);
     add("CallStampedEvery20us/" + async, &latencyRare<Async<Stamped>>)->Apply(inPercentiles);
+    add("CallPatternEvery20us/" + async, &latencyRare<Async<Pattern>>)->Apply(inPercentiles);
 }
 
 [[maybe_unused]] const bool areAdded = [] {
@@ -370,7 +393,22 @@ void addRows(const std::string& async, const std::string& self) {
     return true;
 }();
 
+/// A call that the threshold stops, and one whose text is made and written where it is called: a
+/// loop for each, whose instructions can be counted.
+void patternsQx(benchmark::State& state, bool isBelow) {
+    QxSync<Work::Pattern> log(Flush::HeldBack);
+    log.setThreshold(isBelow ? 3 : 0);
+    int number = 0;
+    log.log(number); // the first one looks up the locale
+    for (auto _ : state)
+        log.log(++number);
+    log.finish();
+    state.SetItemsProcessed(state.iterations());
+}
+
 BENCHMARK(disabledQx)->Name("LogDisabled/qx");
+BENCHMARK_CAPTURE(patternsQx, below, true)->Name("LogBelowThreshold/qx");
+BENCHMARK_CAPTURE(patternsQx, written, false)->Name("LogPatternCall/qx");
 #ifdef QX_BENCH_HAVE_SPDLOG
 // A peer without a thread beside those with one.
 BENCHMARK(flushEveryEntry<SpdlogSync<Work::Ready>>)
@@ -383,7 +421,15 @@ BENCHMARK(flushEveryEntry<SpdlogSync<Work::Stamped>>)
 BENCHMARK(flushHeldBack<SpdlogSync<Work::Stamped>>)
     ->Name("LogStampedFlushHeldBack/spdlog")
     ->Apply(inRuns);
+BENCHMARK(flushEveryEntry<SpdlogSync<Work::Pattern>>)
+    ->Name("LogPatternFlushEveryEntry/spdlog")
+    ->Apply(inRuns);
+BENCHMARK(flushHeldBack<SpdlogSync<Work::Pattern>>)
+    ->Name("LogPatternFlushHeldBack/spdlog")
+    ->Apply(inRuns);
 BENCHMARK(disabledSpdlog)->Name("LogDisabled/spdlog");
+BENCHMARK_CAPTURE(patternsSpdlog, below, true)->Name("LogBelowThreshold/spdlog");
+BENCHMARK_CAPTURE(patternsSpdlog, written, false)->Name("LogPatternCall/spdlog");
 #endif
 
 } // namespace
