@@ -222,6 +222,7 @@
 #include <qx/pcom/Module.h>
 #include <qx/pcom/ModuleExports.h>
 #include <qx/platform/component.h>
+#include <qx/platform/converter.h>
 #include <qx/platform/export.h>
 #include <qx/platform/files.h>
 #include <qx/platform/guid.h>

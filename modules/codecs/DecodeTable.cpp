@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 #include <qx/text/charset/Surrogates.h>
 
@@ -13,6 +14,7 @@ namespace qx::codecs {
 using text::charset::isSurrogate;
 using text::charset::ReplacementCharacter;
 using text::charset::RunLength;
+using text::charset::writeUtf16;
 
 namespace {
 
@@ -25,33 +27,63 @@ bool isAscii(const uint8_t* block) {
     return (bytes & 0x8080808080808080u) == 0;
 }
 
+constexpr bool isDigit(uint8_t byte) { return byte >= 0x30 && byte <= 0x39; }
+
 } // namespace
 
 /// Walks all sequences, deeper where the system says that a character goes on.
 class DecodeTable::Builder {
 public:
-    Builder(std::vector<Node>& nodes, const char* encoding)
-        : m_nodes(nodes), m_converter(Iconv::decoder(encoding)) {}
+    Builder(DecodeTable& table, const char* encoding, std::string_view shift,
+            std::string_view starts)
+        : m_table(table), m_converter(Iconv::decoder(encoding)), m_sequence(shift),
+          m_shiftSize(shift.size()), m_starts(starts) {}
 
     void fill(std::size_t node) {
         m_sequence.push_back('\0');
         for (std::size_t byte = 0; byte < 256; ++byte) {
             m_sequence.back() = static_cast<char>(byte);
-            const char16_t entry = meaning(); // may add nodes
-            m_nodes[node][byte] = entry;
+            const char16_t entry = meaning(node, byte); // may add nodes
+            m_table.m_nodes[node][byte] = entry;
         }
         m_sequence.pop_back();
     }
 
+    /// Asks for the four-byte forms below those that follow in order.
+    void fillFourByte() {
+        auto& table = m_table.m_fourByte;
+        for (uint32_t number = 0; number < FourByteForm::TableSize; ++number) {
+            const auto bytes = FourByteForm::bytes(number);
+            char32_t first = 0, second = 0;
+            if (m_converter.decode({reinterpret_cast<const char*>(bytes.data()), bytes.size()},
+                                   &first, &second) == Iconv::Outcome::Converted &&
+                first <= 0xFFFF)
+                table[number] = static_cast<char16_t>(first);
+        }
+    }
+
 private:
-    char16_t meaning() {
-        char32_t codePoint = 0;
-        switch (m_converter.decode(m_sequence, &codePoint)) {
+    std::size_t length() const { return m_sequence.size() - m_shiftSize; }
+
+    char16_t meaning(std::size_t node, std::size_t byte) {
+        if (length() == 1 && m_starts.find(m_sequence.back()) != m_starts.npos)
+            return ReplacementCharacter;
+        char32_t first = 0, second = 0;
+        switch (m_converter.decode(m_sequence, &first, &second)) {
         case Iconv::Outcome::Converted:
-            return codePoint > 0xFFFF || isSurrogate(codePoint) ? ReplacementCharacter
-                                                                : static_cast<char16_t>(codePoint);
+            if (isSurrogate(first) || isSurrogate(second) || second > 0xFFFF)
+                return ReplacementCharacter;
+            if (second == 0 && first <= 0xFFFF)
+                return static_cast<char16_t>(first);
+            wideNode(node)[byte] =
+                static_cast<uint32_t>(second != 0 ? first << 16 | second : first);
+            return Wide;
         case Iconv::Outcome::Incomplete:
-            if (m_sequence.size() < LongestCharacter && m_nodes.size() < MostNodes)
+            if (length() == 2 && isDigit(static_cast<uint8_t>(byte))) {
+                m_table.m_fourByte.resize(FourByteForm::TableSize);
+                return FourByte;
+            }
+            if (length() < LongestCharacter && m_table.m_nodes.size() < MostNodes)
                 return addNode();
             break;
         case Iconv::Outcome::Invalid:
@@ -60,20 +92,42 @@ private:
         return ReplacementCharacter;
     }
 
+    WideNode& wideNode(std::size_t node) {
+        uint16_t& index = m_table.m_wideOf[node];
+        if (index == NoWide) {
+            index = static_cast<uint16_t>(m_table.m_wide.size());
+            m_table.m_wide.emplace_back();
+        }
+        return m_table.m_wide[index];
+    }
+
+    /// What begins no character at all is as wrong as its first byte that cannot follow.
     char16_t addNode() {
-        const std::size_t node = m_nodes.size();
-        m_nodes.emplace_back();
+        const std::size_t node = m_table.m_nodes.size();
+        m_table.m_nodes.emplace_back();
+        m_table.m_wideOf.push_back(NoWide);
         fill(node);
+        constexpr auto isNone = [](char16_t entry) { return entry == ReplacementCharacter; };
+        if (std::ranges::all_of(m_table.m_nodes[node], isNone)) {
+            m_table.m_nodes.pop_back(); // the last one: those behind it were like it
+            m_table.m_wideOf.pop_back();
+            return ReplacementCharacter;
+        }
         return static_cast<char16_t>(ToNode + node);
     }
 
-    std::vector<Node>& m_nodes;
+    DecodeTable& m_table;
     Iconv m_converter;
     std::string m_sequence;
+    std::size_t m_shiftSize;
+    std::string_view m_starts;
 };
 
-DecodeTable::DecodeTable(const char* encoding) {
-    Builder(m_nodes, encoding).fill(0);
+DecodeTable::DecodeTable(const char* encoding, std::string_view shift, std::string_view starts) {
+    Builder builder(*this, encoding, shift, starts);
+    builder.fill(0);
+    if (!m_fourByte.empty())
+        builder.fillFourByte();
     const Node& root = m_nodes.front();
     for (char16_t byte = 0; byte < 0x80; ++byte)
         m_keepsAscii = m_keepsAscii && root[byte] == byte;
@@ -85,19 +139,46 @@ DecodeTable::DecodeTable(std::span<const char16_t, 128> upperHalf) {
     std::copy(upperHalf.begin(), upperHalf.end(), root.begin() + 128);
 }
 
-char16_t DecodeTable::decode(const uint8_t* bytes, std::size_t size, std::size_t* read) const {
-    char16_t entry = ToNode;
+Meaning DecodeTable::decode(const uint8_t* bytes, std::size_t size, std::size_t* read) const {
+    std::size_t node = 0;
     std::size_t length = 0;
-    while (isSurrogate(entry)) {
+    for (;;) {
         if (length == size) {
             *read = 0;
-            return ReplacementCharacter;
+            return {ReplacementCharacter};
         }
-        entry = m_nodes[entry - ToNode][bytes[length++]];
+        const uint8_t byte = bytes[length++];
+        const char16_t entry = m_nodes[node][byte];
+        if (entry >= ToNode && entry < Wide) {
+            node = static_cast<std::size_t>(entry - ToNode);
+            continue;
+        }
+        if (entry == FourByte)
+            return decodeFourByte(bytes, size, read);
+        const bool keepsLast = entry == ReplacementCharacter && length > 1 && byte < 0x80;
+        *read = keepsLast ? length - 1 : length;
+        return entry == Wide ? meaningOf(wideNode(node)[byte]) : Meaning{entry};
     }
-    const bool keepsLast = entry == ReplacementCharacter && length > 1 && bytes[length - 1] < 0x80;
-    *read = keepsLast ? length - 1 : length;
-    return entry;
+}
+
+/// The first two bytes are right.
+Meaning DecodeTable::decodeFourByte(const uint8_t* bytes, std::size_t size,
+                                    std::size_t* read) const {
+    *read = 0;
+    const bool isThird = size > 2 && bytes[2] >= 0x81 && bytes[2] <= 0xFE;
+    if (size < 3 || (isThird && size < 4))
+        return {ReplacementCharacter};
+    const std::size_t length = isThird ? 4 : 3;
+    if (isThird && isDigit(bytes[3])) {
+        *read = length;
+        const uint32_t number = FourByteForm::number(bytes);
+        if (number < FourByteForm::TableSize && m_fourByte[number] != 0)
+            return {m_fourByte[number]};
+        if (number >= FourByteForm::Supplementary && number < FourByteForm::Count)
+            return {number - FourByteForm::Supplementary + 0x10000};
+    }
+    *read = bytes[length - 1] < 0x80 ? length - 1 : length;
+    return {ReplacementCharacter};
 }
 
 RunLength DecodeTable::decodeRun(const uint8_t* bytes, std::size_t size, char16_t* units,
@@ -117,10 +198,27 @@ RunLength DecodeTable::decodeRun(const uint8_t* bytes, std::size_t size, char16_
                 continue;
             }
         } else {
-            while (isSurrogate(entry) && next < size)
+            while (isSurrogate(entry) && entry < Wide && next < size)
                 entry = m_nodes[entry - ToNode][bytes[next++]];
-            if (isSurrogate(entry))
-                break;
+            if (isSurrogate(entry)) {
+                if (entry < Wide)
+                    break;
+                std::size_t length = 0;
+                const Meaning meaning = decode(bytes + read, size - read, &length);
+                if (length == 0 || meaning.first == ReplacementCharacter)
+                    break;
+                char16_t made[4];
+                char16_t* end = writeUtf16(meaning.first, made);
+                if (meaning.second != 0)
+                    end = writeUtf16(meaning.second, end);
+                const auto count = static_cast<std::size_t>(end - made);
+                if (capacity - written < count)
+                    break;
+                std::copy_n(made, count, units + written);
+                written += count;
+                read += length;
+                continue;
+            }
         }
         if (entry == ReplacementCharacter)
             break;

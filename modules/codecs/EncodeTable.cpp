@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include <qx/text/charset/Surrogates.h>
 
@@ -10,7 +11,10 @@
 
 namespace qx::codecs {
 
+using text::charset::isHighSurrogate;
+using text::charset::isLowSurrogate;
 using text::charset::isSurrogate;
+using text::charset::joinSurrogates;
 using text::charset::ReplacementCharacter;
 using text::charset::RunLength;
 
@@ -18,6 +22,7 @@ namespace {
 
 /// Units that are tested for ASCII at once.
 constexpr std::size_t Block = 8;
+constexpr char32_t LastUnit = 0xFFFF;
 
 bool isAscii(const char16_t* block) {
     uint64_t halves[2];
@@ -27,14 +32,25 @@ bool isAscii(const char16_t* block) {
 
 } // namespace
 
-EncodeTable::EncodeTable(const char* encoding) {
+EncodeTable::EncodeTable(const char* encoding, const DecodeTable& decode)
+    : m_hasFourByteForms(decode.hasFourByteForms()) {
     Iconv converter = Iconv::encoder(encoding);
-    for (char32_t unit = 0; unit <= 0xFFFF; ++unit) {
-        char bytes[LongestCharacter];
-        std::size_t length = 0;
-        if (!isSurrogate(unit) &&
-            converter.encode(unit, bytes, sizeof bytes, &length) == Iconv::Outcome::Converted)
-            set(static_cast<char16_t>(unit), bytes, length);
+    std::set<char32_t> planes;
+    decode.forEachWide([&](const std::string& sequence, const Meaning& meaning) {
+        if (meaning.second == 0 && m_hasFourByteForms)
+            set(meaning.first, sequence); // others of the plane have a form of four bytes
+        else if (meaning.second == 0)
+            planes.insert(meaning.first >> 16);
+    });
+    planes.insert(0);
+    for (const char32_t plane : planes) {
+        for (char32_t point = plane << 16; point <= (plane << 16 | LastUnit); ++point) {
+            if (isSurrogate(point))
+                continue;
+            // The system swallows language tags, for which it writes nothing.
+            if (const auto bytes = converter.encodeWhole(point); !bytes.empty())
+                set(point, bytes);
+        }
     }
     finish();
 }
@@ -44,70 +60,120 @@ EncodeTable::EncodeTable(const DecodeTable& singleByte) {
         const auto byte = static_cast<char>(value);
         const char16_t unit = singleByte.units()[value];
         if (unit != ReplacementCharacter)
-            set(unit, &byte, 1);
+            set(unit, {&byte, 1});
     }
     finish();
 }
 
-void EncodeTable::set(char16_t unit, const char* bytes, std::size_t length) {
-    int32_t& offset = m_offsets[unit >> 8];
+EncodeTable::Entry& EncodeTable::entryAt(char32_t codePoint) {
+    const std::size_t block = codePoint >> 8;
+    if (block >= m_offsets.size())
+        m_offsets.resize((block | 0xFF) + 1);
+    int32_t& offset = m_offsets[block];
     if (offset == 0) {
         offset = static_cast<int32_t>(m_entries.size());
         m_entries.resize(m_entries.size() + 256);
     }
-    uint32_t value = static_cast<uint32_t>(length) << 24;
-    for (std::size_t i = 0; i < length; ++i)
-        value |= static_cast<uint32_t>(static_cast<uint8_t>(bytes[i])) << (8 * i);
-    m_entries[static_cast<std::size_t>(offset + (unit & 0xFF))] = value;
+    return m_entries[static_cast<std::size_t>(offset) + (codePoint & 0xFF)];
+}
+
+void EncodeTable::set(char32_t codePoint, std::string_view bytes) {
+    const std::size_t length = bytes.size();
+    if (length > LongestCharacter)
+        return;
+    const auto* const raw = reinterpret_cast<const uint8_t*>(bytes.data());
+    Entry value = 0;
+    if (length == 4 && m_hasFourByteForms) {
+        value = FourByteNumber << 24 | FourByteForm::number(raw);
+    } else if (length == 4) {
+        if (m_lead != 0 && m_lead != raw[0])
+            return;
+        m_lead = raw[0];
+        value = FourBytes << 24 | static_cast<Entry>(raw[1]) | static_cast<Entry>(raw[2]) << 8 |
+                static_cast<Entry>(raw[3]) << 16;
+    } else {
+        value = static_cast<Entry>(length) << 24;
+        for (std::size_t i = 0; i < length; ++i)
+            value |= static_cast<Entry>(raw[i]) << (8 * i);
+    }
+    entryAt(codePoint) = value;
     m_longest = std::max(m_longest, static_cast<int32_t>(length));
 }
+
+void EncodeTable::stopAt(char16_t unit) { entryAt(unit) |= Stop << 24; }
 
 void EncodeTable::finish() {
     for (char16_t unit = 0; unit < 0x80; ++unit)
         m_keepsAscii = m_keepsAscii && entry(unit) == (1u << 24 | unit);
-    if (m_longest > 1)
+    if (m_longest > 1 || m_offsets.size() > 256)
         return;
     m_bytes.resize(m_entries.size());
     std::transform(m_entries.begin(), m_entries.end(), m_bytes.begin(),
                    [](uint32_t value) { return static_cast<signed char>(value & 0xFF); });
 }
 
-std::size_t EncodeTable::encode(char16_t unit, uint8_t* bytes) const {
-    const uint32_t value = entry(unit);
-    const std::size_t length = value >> 24;
-    for (std::size_t i = 0; i < length; ++i)
+std::size_t EncodeTable::write(Entry entry, uint8_t lead, uint8_t* bytes) {
+    const uint32_t kind = kindOf(entry);
+    const uint32_t value = entry & 0xFFFFFF;
+    if (kind == FourByteNumber) {
+        const auto form = FourByteForm::bytes(value);
+        std::copy(form.begin(), form.end(), bytes);
+        return form.size();
+    }
+    if (kind == FourBytes)
+        *bytes++ = lead;
+    const std::size_t count = std::min<std::size_t>(kind, 3);
+    for (std::size_t i = 0; i < count; ++i)
         bytes[i] = static_cast<uint8_t>(value >> (8 * i));
-    return length;
+    return kind;
+}
+
+std::size_t EncodeTable::encode(char32_t codePoint, uint8_t* bytes) const {
+    const Entry known = codePoint >> 8 < m_offsets.size() ? entry(codePoint) : 0;
+    if (kindOf(known) == 0 && m_hasFourByteForms && codePoint > LastUnit)
+        return write(FourByteNumber << 24 | (codePoint - 0x10000 + FourByteForm::Supplementary),
+                     m_lead, bytes);
+    return write(known, m_lead, bytes);
 }
 
 RunLength EncodeTable::encodeRun(const char16_t* units, std::size_t size, uint8_t* bytes,
                                  std::size_t capacity) const {
     std::size_t read = 0;
     std::size_t written = 0;
-    // With room for the longest character all bytes of an entry are written, whatever they are.
-    while (read < size && capacity - written >= LongestCharacter) {
-        if (units[read] < 0x80 && m_keepsAscii && size - read >= Block &&
-            capacity - written >= Block && isAscii(units + read)) {
+    while (read < size) {
+        const std::size_t room = capacity - written;
+        if (units[read] < 0x80 && m_keepsAscii && size - read >= Block && room >= Block &&
+            isAscii(units + read)) {
             std::transform(units + read, units + read + Block, bytes + written,
                            [](char16_t unit) { return static_cast<uint8_t>(unit); });
             read += Block;
             written += Block;
             continue;
         }
-        const uint32_t value = entry(units[read]);
-        if (value == 0)
-            return {read, written};
-        bytes[written] = static_cast<uint8_t>(value);
-        bytes[written + 1] = static_cast<uint8_t>(value >> 8);
-        bytes[written + 2] = static_cast<uint8_t>(value >> 16);
-        written += value >> 24;
-        ++read;
-    }
-    for (; read < size; ++read) {
-        const std::size_t length = entry(units[read]) >> 24;
-        if (length == 0 || length > capacity - written)
+        const Entry value = entry(units[read]);
+        const uint32_t length = value >> 24;
+        // With room for the longest character all bytes of an entry are written, whatever they are.
+        if (length - 1 < 3 && room >= LongestCharacter) {
+            bytes[written] = static_cast<uint8_t>(value);
+            bytes[written + 1] = static_cast<uint8_t>(value >> 8);
+            bytes[written + 2] = static_cast<uint8_t>(value >> 16);
+            written += length;
+            ++read;
+            continue;
+        }
+        char32_t point = units[read];
+        std::size_t count = 1;
+        if (isHighSurrogate(point) && size - read > 1 && isLowSurrogate(units[read + 1])) {
+            point = joinSurrogates(units[read], units[read + 1]);
+            count = 2;
+        }
+        uint8_t form[LongestCharacter];
+        const std::size_t needed = (length & Stop) != 0 ? 0 : encode(point, form);
+        if (needed == 0 || needed > room)
             break;
-        written += encode(units[read], bytes + written);
+        std::copy_n(form, needed, bytes + written);
+        written += needed;
+        read += count;
     }
     return {read, written};
 }

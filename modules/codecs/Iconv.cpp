@@ -1,63 +1,37 @@
 #include "Iconv.h"
 
-#include <cerrno>
-
-#include <iconv.h>
+#include <iterator>
 
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 
 namespace qx::codecs {
 
-namespace {
-
-/// What the failed call before says.
-Iconv::Outcome failure() {
-    return errno == EINVAL ? Iconv::Outcome::Incomplete : Iconv::Outcome::Invalid;
+Iconv::Iconv(const char* to, const char* from) {
+    throwIfFailedOf(QXConverterOpen(to, from, m_converter.put()),
+                    [&] { return String::fromUtf8(std::string(from).append(" to ").append(to)); });
 }
 
-} // namespace
-
-Iconv::Iconv(const char* to, const char* from) : m_descriptor(iconv_open(to, from)) {
-    static_assert(sizeof(wchar_t) == sizeof(char32_t));
-    if (m_descriptor == reinterpret_cast<iconv_t>(-1))
-        throwIfFailedOf(errno == ENOMEM ? result::OutOfMemory : result::NotAvailable, [&] {
-            return String::fromUtf8(std::string(from).append(" to ").append(to));
-        });
+Iconv::Outcome Iconv::decode(std::string_view bytes, char32_t* first, char32_t* second) {
+    char32_t points[Room / sizeof(char32_t)] = {};
+    int32_t written = Room;
+    const int32_t result = QXConverterRun(m_converter.get(), bytes.data(),
+                                          static_cast<int32_t>(bytes.size()), points, &written, 1);
+    *first = points[0];
+    *second = points[1];
+    if (result == result::EndOfFile)
+        return Outcome::Incomplete;
+    constexpr int32_t One = sizeof(char32_t);
+    return result >= 0 && (written == One || written == 2 * One) ? Outcome::Converted
+                                                                 : Outcome::Invalid;
 }
 
-Iconv::~Iconv() { iconv_close(m_descriptor); }
-
-Iconv::Outcome Iconv::decode(std::string_view bytes, char32_t* codePoint) {
-    std::size_t written = 0;
-    const Outcome outcome =
-        convert(bytes.data(), bytes.size(), codePoint, sizeof *codePoint, &written);
-    return outcome == Outcome::Converted && written != sizeof *codePoint ? Outcome::Invalid
-                                                                         : outcome;
-}
-
-Iconv::Outcome Iconv::encode(char32_t codePoint, char* bytes, std::size_t room,
-                             std::size_t* length) {
-    const Outcome outcome = convert(&codePoint, sizeof codePoint, bytes, room, length);
-    // The system swallows language tags.
-    return outcome == Outcome::Converted && *length == 0 ? Outcome::Invalid : outcome;
-}
-
-/// Converts the whole input from the initial state, and back to it.
-Iconv::Outcome Iconv::convert(const void* in, std::size_t size, void* out, std::size_t room,
-                              std::size_t* written) {
-    constexpr auto Failed = static_cast<std::size_t>(-1);
-    auto* from = static_cast<char*>(const_cast<void*>(in)); // it is only read
-    auto* to = static_cast<char*>(out);
-    std::size_t left = room;
-    iconv(m_descriptor, nullptr, nullptr, nullptr, nullptr);
-    if (iconv(m_descriptor, &from, &size, &to, &left) == Failed)
-        return failure();
-    // A character that might combine with the next is still held back.
-    if (iconv(m_descriptor, nullptr, nullptr, &to, &left) == Failed)
-        return failure();
-    *written = room - left;
-    return Outcome::Converted;
+std::string_view Iconv::encode(std::u32string_view text, bool isWhole) {
+    int32_t written = Room;
+    const auto size = static_cast<int32_t>(text.size() * sizeof(char32_t));
+    if (QXConverterRun(m_converter.get(), text.data(), size, m_bytes, &written, isWhole) < 0)
+        return {};
+    return {m_bytes, static_cast<std::size_t>(written)};
 }
 
 } // namespace qx::codecs

@@ -1,7 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
+
+#include <qx/core/PlatformHandle.h>
+#include <qx/platform/converter.h>
 
 namespace qx::codecs {
 
@@ -21,25 +25,25 @@ public:
     /// Writes @p encoding.
     /// @throws ResultException like decoder
     static Iconv encoder(const char* encoding) { return Iconv(encoding, CodePoints); }
-    ~Iconv();
-    Iconv(const Iconv&) = delete;
-    Iconv& operator=(const Iconv&) = delete;
 
-    /// Reads what should be one character; a sequence of several code points is not Converted.
-    Outcome decode(std::string_view bytes, char32_t* codePoint);
-    /// Writes one character at @p bytes, at most @p room bytes, and counts them in @p length; one
-    /// that takes more is not Converted.
-    Outcome encode(char32_t codePoint, char* bytes, std::size_t room, std::size_t* length);
+    /// What a sequence of bytes means: @p second is 0 unless it means two characters.
+    Outcome decode(std::string_view bytes, char32_t* first, char32_t* second);
+    /// The bytes of a text from the start of a text on, without those that would end it; empty when
+    /// it cannot be written.
+    std::string_view encode(std::u32string_view text) { return encode(text, false); }
+    /// The same with the bytes that end the text.
+    std::string_view encodeWhole(char32_t codePoint) { return encode({&codePoint, 1}, true); }
 
 private:
     /// The system's name for 32-bit code points in the order of the machine.
     static constexpr const char* CodePoints = "WCHAR_T";
+    static constexpr int32_t Room = 32;
 
     Iconv(const char* to, const char* from);
-    Outcome convert(const void* in, std::size_t size, void* out, std::size_t room,
-                    std::size_t* written);
+    std::string_view encode(std::u32string_view text, bool isWhole);
 
-    void* m_descriptor;
+    PlatformHandle<&QXConverterClose> m_converter;
+    char m_bytes[Room];
 };
 
 } // namespace qx::codecs

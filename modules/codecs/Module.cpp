@@ -6,6 +6,7 @@
 
 #include <qx/pcom/ModuleExports.h>
 
+#include "CodecList.h"
 #include "TableCodec.h"
 
 namespace qx::codecs {
@@ -58,12 +59,23 @@ struct CodecClass {
     }
 };
 
-template <std::size_t... Index>
-constexpr std::array<pcom::ClassData, sizeof...(Index) + 1> rows(std::index_sequence<Index...>) {
-    return {CodecClass<Index>::row()..., pcom::ClassData{}};
+/// The class of the list of all encodings.
+constexpr pcom::ClassData listRow() {
+    return {pcom::identifier<text::charset::CodecListClass>(),
+            0,
+            &pcom::createFactory<&pcom::createInstance<CodecList>>,
+            [] { return u"Orbelle.CharCodecList.1"; },
+            [] { return u"List of character codecs"; },
+            [] { return u"Orbelle.CharCodecList"; },
+            nullptr};
 }
 
-auto s_classes = rows(std::make_index_sequence<EncodingCount>());
+template <std::size_t... Index>
+constexpr std::array<pcom::ClassData, sizeof...(Index) + 2> rows(std::index_sequence<Index...>) {
+    return {CodecClass<Index>::row()..., listRow(), pcom::ClassData{}};
+}
+
+auto s_classes = rows(std::make_index_sequence<ComponentCount>());
 
 } // namespace
 

@@ -9,7 +9,7 @@
 
 namespace qx::codecs {
 
-using text::charset::ReplacementCharacter;
+using text::charset::LastCodePoint;
 using text::charset::RunLength;
 
 namespace {
@@ -37,7 +37,18 @@ int32_t answer(int32_t* out, int32_t value) {
     return result::Ok;
 }
 
+const uint8_t* raw(const signed char* bytes) { return reinterpret_cast<const uint8_t*>(bytes); }
+uint8_t* raw(signed char* bytes) { return reinterpret_cast<uint8_t*>(bytes); }
+
 } // namespace
+
+int32_t TableCodec::QueryInterface(const GUID& iid, void** out) {
+    if (out && iid == IQXCharStateCodec::Iid && !m_encoding->hasState()) {
+        *out = nullptr;
+        return result::NoInterface;
+    }
+    return Implements::QueryInterface(iid, out);
+}
 
 int32_t TableCodec::GetEncodingName(IQXCharBuffer* name) {
     if (!name)
@@ -58,37 +69,70 @@ int32_t TableCodec::Decode(const signed char* bytes, int32_t* count, char32_t* c
     if (!bytes || !count || !codePoint)
         return result::NullPointer;
     std::size_t read = 0;
-    *codePoint = m_encoding->decode(reinterpret_cast<const uint8_t*>(bytes), countOf(count), &read);
-    *count = static_cast<int32_t>(read);
+    const Meaning meaning = m_encoding->hasState()
+                                ? m_encoding->decode(m_state, raw(bytes), countOf(count), &read)
+                                : m_encoding->decode(raw(bytes), countOf(count), &read);
+    // Two characters come out of a run, which may want more room.
+    *count = meaning.second == 0 ? static_cast<int32_t>(read) : 0;
+    *codePoint = meaning.first;
     return result::Ok;
 }
 
-int32_t TableCodec::Encode(char32_t codePoint, IQXByteBuffer* bytes) {
+template <class Write>
+int32_t TableCodec::writeTo(IQXByteBuffer* bytes, Write&& write) {
     if (!bytes)
         return result::NullPointer;
     signed char* to = nullptr;
-    const int32_t locked = bytes->GetWriteLock(m_encoding->maxBytesPerChar(), &to);
+    const int32_t locked = bytes->GetWriteLock(static_cast<int32_t>(Encoding::LongestForm), &to);
     if (locked < 0)
         return locked;
-    std::size_t length = 0;
-    if (codePoint <= 0xFFFF && to)
-        length =
-            m_encoding->encode(static_cast<char16_t>(codePoint), reinterpret_cast<uint8_t*>(to));
-    return bytes->ReleaseWriteLock(static_cast<int32_t>(length));
+    return bytes->ReleaseWriteLock(to ? static_cast<int32_t>(write(raw(to))) : 0);
+}
+
+int32_t TableCodec::Encode(char32_t codePoint, IQXByteBuffer* bytes) {
+    return writeTo(bytes, [&](uint8_t* to) -> std::size_t {
+        if (codePoint > LastCodePoint)
+            return 0;
+        return m_encoding->hasState() ? m_encoding->encode(m_state, codePoint, to)
+                                      : m_encoding->encode(codePoint, to);
+    });
 }
 
 int32_t TableCodec::DecodeRun(const signed char* bytes, int32_t* count, char16_t* units,
                               int32_t* capacity) {
     return run(bytes, count, units, capacity, [&](std::size_t size, std::size_t room) {
-        return m_encoding->decodeRun(reinterpret_cast<const uint8_t*>(bytes), size, units, room);
+        return m_encoding->hasState()
+                   ? m_encoding->decodeRun(m_state, raw(bytes), size, units, room)
+                   : m_encoding->decodeRun(raw(bytes), size, units, room);
     });
 }
 
 int32_t TableCodec::EncodeRun(const char16_t* units, int32_t* count, signed char* bytes,
                               int32_t* capacity) {
     return run(units, count, bytes, capacity, [&](std::size_t size, std::size_t room) {
-        return m_encoding->encodeRun(units, size, reinterpret_cast<uint8_t*>(bytes), room);
+        return m_encoding->hasState()
+                   ? m_encoding->encodeRun(m_state, units, size, raw(bytes), room)
+                   : m_encoding->encodeRun(units, size, raw(bytes), room);
     });
+}
+
+int32_t TableCodec::GetState(uint32_t* state) {
+    if (!state)
+        return result::NullPointer;
+    *state = static_cast<uint32_t>(m_state.held) << 8 | m_state.set;
+    return result::Ok;
+}
+
+int32_t TableCodec::SetState(uint32_t state) {
+    const Encoding::State wanted{static_cast<uint8_t>(state), static_cast<char16_t>(state >> 8)};
+    if (!m_encoding->isState(wanted) || state >> 24 != 0)
+        return result::InvalidArgument;
+    m_state = wanted;
+    return result::Ok;
+}
+
+int32_t TableCodec::EncodeEnd(IQXByteBuffer* bytes) {
+    return writeTo(bytes, [&](uint8_t* to) { return m_encoding->encodeEnd(m_state, to); });
 }
 
 } // namespace qx::codecs

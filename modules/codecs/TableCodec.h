@@ -9,15 +9,20 @@
 
 namespace qx::codecs {
 
-/// The codec component of an encoding. It has no state: whatever the pieces that text comes in, the
-/// result is that of the whole. May be used from any thread.
+/// The codec component of an encoding. One without state may be used from any thread, and whatever
+/// the pieces that text comes in, the result is that of the whole. One with a state is for one
+/// direction of one text at a time.
 ///
 /// A byte of a code page whose characters combine (1255, 1258) is a character by itself, although
 /// the system's converter joins them. In the other direction a composed character is written as its
 /// parts where the encoding has those alone.
-class TableCodec : public pcom::Implements<ComObject, IQXCharCodec, IQXCharRunCodec> {
+class TableCodec
+    : public pcom::Implements<ComObject, IQXCharCodec, IQXCharRunCodec, IQXCharStateCodec> {
 public:
     explicit TableCodec(Reference<Encoding> encoding) : m_encoding(std::move(encoding)) {}
+
+    /// Answers IQXCharStateCodec for an encoding with state only.
+    int32_t QueryInterface(const GUID& iid, void** out) override;
 
     int32_t GetEncodingName(IQXCharBuffer* name) override;
     int32_t GetMaxBytesPerChar(int32_t* bytes) override;
@@ -29,8 +34,17 @@ public:
     int32_t EncodeRun(const char16_t* units, int32_t* count, signed char* bytes,
                       int32_t* capacity) override;
 
+    int32_t GetState(uint32_t* state) override;
+    int32_t SetState(uint32_t state) override;
+    int32_t EncodeEnd(IQXByteBuffer* bytes) override;
+
 private:
+    /// Lets @p write fill the buffer with up to Encoding::LongestForm bytes and give their count.
+    template <class Write>
+    static int32_t writeTo(IQXByteBuffer* bytes, Write&& write);
+
     Reference<Encoding> m_encoding;
+    Encoding::State m_state; ///< unused without
 };
 
 } // namespace qx::codecs

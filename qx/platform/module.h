@@ -79,6 +79,11 @@ QX_API int32_t QXModuleComCreateObject(const void* module, const QXGUID* classId
 QX_API int32_t QXComCreateObjectByProgID(const char16_t* progId, void* outer,
                                          const QXGUID* interfaceId, void** object);
 
+/// Creates a component of the module in the file @p path, an absolute one in the form of the
+/// system, which need not be registered; the rules for modules and the failures are the same.
+QX_API int32_t QXComCreateObjectFromFile(const char* path, const QXGUID* classId,
+                                         const QXGUID* interfaceId, void** object);
+
 /// Unloads the modules that have no object alive, no factory locked and no creation under way, and
 /// were found so by each call since one at least @p delayMs ago. The time is for the code of a
 /// module that still runs after its last object is gone, such as the end of that object's Release:

@@ -40,9 +40,10 @@ TEST(CodecManager, GivesBothConvertersOfEveryName) {
         EXPECT_EQ(decoder(row.name)->getEncodingName(), std::u16string_view(primary));
         EXPECT_EQ(encoder(row.name)->getEncodingName(), std::u16string_view(primary));
     }
-    for (const char16_t* name : {u"utf-8", u"UTF8", u"utf_8", u"Utf-8"})
+    for (const char16_t* name : {u"utf-8", u"UTF8", u"utf_8", u"Utf-8", u"utf 8", u"csUTF8"})
         EXPECT_TRUE(dynamic_cast<BTCUTF8*>(decoder(name).get()));
     EXPECT_TRUE(dynamic_cast<BTCISO8859_1*>(decoder(u"latin1").get()));
+    EXPECT_TRUE(dynamic_cast<BTCISO8859_1*>(decoder(u"iso 8859-1").get()));
     EXPECT_TRUE(dynamic_cast<CTBCP1252*>(encoder(u"windows-1252").get()));
     EXPECT_TRUE(dynamic_cast<CTBASCII*>(encoder(u"ibm367").get()));
     EXPECT_TRUE(dynamic_cast<BTCUTF32BE*>(decoder(u"utf-32be").get()));
@@ -75,8 +76,7 @@ TEST(CodecManager, ConvertersReportTheFactorsThatBuffersAreSizedBy) {
 
 TEST(CodecManager, AnswersNullForAnUnknownNameAndConvertersThrowIt) {
     CodecManager* const manager = CodecManager::getInstance();
-    // "CP850" has a record of its own, but nobody provides a converter.
-    for (const char16_t* name : {u"no such encoding", u"", u"CP850", u"MS932"}) {
+    for (const char16_t* name : {u"no such encoding", u"", u"- _", u"UTF-9", u"ISO8859-"}) {
         EXPECT_EQ(manager->getDecoder(name), nullptr);
         EXPECT_EQ(manager->getEncoder(name), nullptr);
         EXPECT_EQ(descriptionOf<UnknownEncodingException>([&] { decoder(name); }),
@@ -318,7 +318,6 @@ TEST(CodecComponent, ServesAnEncodingThatTheLibraryLacks) {
         {u"windows-1251", u"Orbelle.CharCodec.CP1251"}, // under the canonical name too
     };
     for (const auto& [name, component] : names) {
-        EXPECT_THROW(decoder(name), UnknownEncodingException);
         ASSERT_GE(QXComRegisterClassFactory(component, &ToyClass,
                                             [](const QXGUID* interfaceId, void** object) {
                                                 Reference<ToyCodec> codec(new ToyCodec());

@@ -38,14 +38,28 @@ serve() {
     wait $!
 }
 
+# The module of codecs beside the library: copies, for the build tree may be one from which no module
+# is loaded.
+if [ -n "${QX_MODULES-}" ]; then
+    mkdir lib modules
+    cp "$(ldd "$program" | awk '/libqx/ { print $3 }')" lib
+    install -m 700 "$QX_MODULES/qxcodecs.so" modules
+    export LD_LIBRARY_PATH=$folder/lib
+else
+    echo "skipped: locales that need the module of codecs"
+fi
+
 # --- locales. LOCALE and the bytes of two names in it, which no encoding may confuse
 mkdir -p locales
-for language in de_DE.ISO-8859-1 de_DE.ISO-8859-15 ja_JP.EUC-JP; do
+for language in de_DE.ISO-8859-1 de_DE.ISO-8859-15 ja_JP.EUC-JP zh_CN.GBK zh_CN.GB18030 ru_RU.KOI8-R \
+    ko_KR.EUC-KR zh_HK.BIG5-HKSCS th_TH.TIS-620 zh_TW.EUC-TW ta_IN.TSCII; do
     localedef -i "${language%.*}" -f "${language#*.}" "locales/$language" >localedef.log 2>&1
 done
 export LOCPATH=$folder/locales
 while read -r locale first second bad; do
-    if [ ! -e "locales/$locale" ] && [[ $locale == *_* ]]; then
+    if [[ $bad == - && $locale != *-1 && -z ${QX_MODULES-} ]]; then
+        continue
+    elif [ ! -e "locales/$locale" ] && [[ $locale == *_* ]]; then
         echo "skipped: the system cannot make the locale $locale"
         continue
     fi
@@ -90,8 +104,16 @@ done <<'END'
 C \xc3\x84 \xc3\x96 \xffx
 C.UTF-8 \xc3\x84 \xc3\x96 \xffx
 de_DE.ISO-8859-1 \xc4 \xd6 -
-de_DE.ISO-8859-15 \xc3\x84 \xc3\x96 \xffx
-ja_JP.EUC-JP \xc3\x84 \xe6\x97\xa5 \xffx
+de_DE.ISO-8859-15 \xa4 \xbe -
+ja_JP.EUC-JP \xc6\xfc \xcb\xdc -
+zh_CN.GBK \xd6\xd0 \xce\xc4 -
+zh_CN.GB18030 \xd6\xd0 \x81\x30\x84\x36 -
+ru_RU.KOI8-R \xc4 \xd6 -
+ko_KR.EUC-KR \xc7\xd1 \xb1\xdb -
+zh_HK.BIG5-HKSCS \xa4\xa4 \x88\x62 -
+th_TH.TIS-620 \xa1 \xa2 -
+zh_TW.EUC-TW \xc4\xe3 \x8e\xa2\xa1\xa1 -
+ta_IN.TSCII \xc3\x84 \xc3\x96 \xffx
 END
 export LC_ALL=C.UTF-8
 

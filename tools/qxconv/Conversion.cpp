@@ -5,12 +5,13 @@
 #include <optional>
 
 #include <qx/core/Exception.h>
+#include <qx/text/charset/CodecManager.h>
+#include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/EncodingException.h>
-#include <qx/text/charset/encinfo.h>
 #include <qx/util/SystemName.h>
 
+#include "EncodingList.h"
 #include "tools/common/Failure.h"
-#include "tools/common/InstalledModule.h"
 
 using namespace qx::text::charset;
 using qx::util::fromSystemName;
@@ -21,20 +22,18 @@ namespace {
 /// stay in the cache through all stages.
 constexpr int32_t BlockBytes = 64 * 1024;
 
-/// Says where the encoding is to be had.
+/// Says what is like the name, or where the encoding is to be had.
 Failure unknownEncoding(const qx::String& name) {
-    const std::string unknown = "unknown encoding \"" + name.toUtf8() + '"';
-    QXEncodingInfo record;
-    if (QXGetEncInfoByName(name.getData(), &record) < 0)
-        return Failure(Failure::Usage, unknown + " (qxconv -l lists all)");
-    // What the library knows without having it itself comes from the module.
-    constexpr char Module[] = "qxcodecs.so";
-    if (const auto file = installedModule(Module))
-        return Failure(Failure::Usage,
-                       unknown + " until its module is registered (qxreg register " + *file + ')');
-    return Failure(Failure::Usage, unknown + " without the module " + Module +
-                                       ", which is not installed beside this program (qxreg "
-                                       "register FILE makes it known)");
+    const std::string narrow = name.toUtf8();
+    std::string message = "unknown encoding \"" + narrow + '"';
+    int32_t result = 0;
+    if (qx::text::charset::findCodecList(&result) == nullptr) {
+        message += result == qx::result::NotFound
+                       ? ", and the module qxcodecs.so is not installed beside the library"
+                       : ", and the module qxcodecs.so beside the library is not usable: " +
+                             describeResult(result);
+    }
+    return Failure(Failure::Usage, message + similarEncodings(narrow) + " (qxconv -l lists all)");
 }
 
 /// The converter of the given kind for a name from the command line; absent means the default.

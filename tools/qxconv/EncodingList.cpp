@@ -1,12 +1,16 @@
 #include "EncodingList.h"
 
 #include <algorithm>
-#include <vector>
+#include <cctype>
+#include <string_view>
+#include <utility>
 
 #include <qx/core/String.h>
 #include <qx/platform/module.h>
+#include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/CodecTable.h>
-#include <qx/text/charset/encinfo.h>
+#include <qx/text/charset/ComCodec.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 using qx::text::charset::CodecRow;
 
@@ -14,49 +18,122 @@ namespace {
 
 std::string narrow(const char16_t* name) { return qx::String(name).toUtf8(); }
 
-/// Start of a line: the primary name and the code page in columns.
-std::string heading(const char16_t* name, uint32_t codePage) {
-    constexpr std::size_t NameColumn = 12;
-    constexpr std::size_t PageColumn = 8;
-    std::string line = narrow(name);
-    line.resize(std::max(NameColumn, line.size() + 1), ' ');
-    const std::string page = codePage == 0 ? "-" : std::to_string(codePage);
-    return line + page + std::string(PageColumn - page.size(), ' ');
+bool isRegistered(const qx::String& progId) {
+    qx::GUID component;
+    return QXComClassIDFromProgID(progId.getData(), &component) >= 0;
 }
 
-/// A line for each encoding of the table that only a registered codec serves.
-std::string componentList() {
-    uint32_t count = 0;
-    QXEnumerateEncInfo(&count, nullptr);
-    std::vector<QXEncodingInfo> records(count);
-    if (QXEnumerateEncInfo(&count, records.data()) < 0)
-        return {};
-    const auto rows = qx::text::charset::codecTable();
-    std::string list;
-    for (const QXEncodingInfo& record : records) {
-        const qx::String name(record.name);
-        const bool isBuiltIn = std::any_of(rows.begin(), rows.end(),
-                                           [&](const CodecRow& row) { return name == row.name; });
-        qx::GUID codec;
-        if (!isBuiltIn && QXComClassIDFromProgID(
-                              (qx::String(u"Orbelle.CharCodec.") + name).getData(), &codec) >= 0)
-            list += heading(record.name, record.codePage) + '\n';
+std::vector<std::string> split(std::string_view names) {
+    std::vector<std::string> parts;
+    while (!names.empty()) {
+        const std::size_t end = std::min(names.find(' '), names.size());
+        std::string name(names.substr(0, end));
+        if (std::ranges::find(parts, name) == parts.end())
+            parts.push_back(std::move(name));
+        names.remove_prefix(std::min(end + 1, names.size()));
     }
-    return list;
+    return parts;
+}
+
+void addBuiltIn(std::vector<KnownEncoding>& known) {
+    for (const CodecRow& row : qx::text::charset::codecTable()) {
+        if (!row.canonicalName)
+            known.push_back({{narrow(row.name)}, row.codePage, "built-in"});
+        else if (qx::String(row.name) != qx::String(row.canonicalName))
+            known.back().names.push_back(narrow(row.name));
+    }
+}
+
+void addListed(std::vector<KnownEncoding>& known) {
+    const auto list = qx::text::charset::findCodecList();
+    if (!list)
+        return;
+    const bool isListRegistered = isRegistered(u"Orbelle.CharCodecList");
+    for (int32_t index = 0;; ++index) {
+        uint32_t codePage = 0;
+        qx::util::RWCharBuffer names;
+        if (list->GetEncoding(index, &codePage, &names) != qx::result::Ok)
+            return;
+        auto parts = split(qx::String(static_cast<const IQXCharBuffer*>(&names)).toUtf8());
+        if (parts.empty())
+            continue;
+        const bool isOwn =
+            !isListRegistered && !isRegistered(u"Orbelle.CharCodec." + qx::String(parts[0]));
+        known.push_back({std::move(parts), codePage, isOwn ? "module" : "registered"});
+    }
+}
+
+/// Letters that have to be put in, left out or exchanged to make one name of the other, whatever
+/// their case.
+std::size_t distance(std::string_view left, std::string_view right) {
+    std::vector<std::size_t> row(right.size() + 1);
+    for (std::size_t i = 0; i < row.size(); ++i)
+        row[i] = i;
+    for (const char a : left) {
+        std::size_t diagonal = std::exchange(row[0], row[0] + 1);
+        for (std::size_t i = 1; i < row.size(); ++i) {
+            const bool isSame = std::toupper(static_cast<unsigned char>(a)) ==
+                                std::toupper(static_cast<unsigned char>(right[i - 1]));
+            diagonal = std::exchange(
+                row[i], std::min({row[i] + 1, row[i - 1] + 1, diagonal + (isSame ? 0 : 1)}));
+        }
+    }
+    return row.back();
 }
 
 } // namespace
 
+std::vector<KnownEncoding> knownEncodings() {
+    std::vector<KnownEncoding> known;
+    addBuiltIn(known);
+    addListed(known);
+    return known;
+}
+
 std::string encodingList() {
+    constexpr std::size_t NameColumn = 18;
+    constexpr std::size_t PageColumn = 7;
+    constexpr std::size_t OriginColumn = 10;
     std::string list;
-    for (const CodecRow& row : qx::text::charset::codecTable()) {
-        if (!row.canonicalName) {
-            if (!list.empty())
-                list += '\n';
-            list += heading(row.name, row.codePage);
-        } else if (qx::String(row.name) != qx::String(row.canonicalName)) {
-            list += ' ' + narrow(row.name);
-        }
+    for (const KnownEncoding& encoding : knownEncodings()) {
+        std::string line = encoding.names[0];
+        auto column = [&line, end = std::size_t{0}](std::size_t width) mutable {
+            end = std::max(end + width, line.size());
+            line.resize(end, ' ');
+            line += ' ';
+            ++end;
+        };
+        column(NameColumn);
+        line += encoding.codePage == 0 ? "-" : std::to_string(encoding.codePage);
+        column(PageColumn);
+        line += encoding.origin;
+        column(OriginColumn);
+        for (std::size_t i = 1; i < encoding.names.size(); ++i)
+            line.append(i == 1 ? "" : " ").append(encoding.names[i]);
+        line.resize(line.find_last_not_of(' ') + 1);
+        list += line + '\n';
     }
-    return list + '\n' + componentList();
+    return list;
+}
+
+std::string similarEncodings(const std::string& name) {
+    constexpr std::size_t Most = 3;
+    const std::size_t limit = std::min<std::size_t>(2, name.size() / 2);
+    std::vector<std::pair<std::size_t, std::string>> similar;
+    for (const KnownEncoding& encoding : knownEncodings()) {
+        // Of its names the one that is nearest.
+        std::pair<std::size_t, std::string> best(limit + 1, "");
+        for (const std::string& each : encoding.names)
+            best = std::min(best, {distance(name, each), each});
+        if (best.first <= limit)
+            similar.push_back(std::move(best));
+    }
+    std::ranges::stable_sort(similar, {}, &std::pair<std::size_t, std::string>::first);
+    std::string question;
+    for (std::size_t i = 0; i < std::min(Most, similar.size()); ++i) {
+        if (similar[i].first > similar[0].first)
+            break;
+        question += (i == 0 ? "; is it " : " or ") + similar[i].second;
+    }
+    return question.empty() ? "" : question + '?';
 }

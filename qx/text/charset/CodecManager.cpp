@@ -1,5 +1,9 @@
 #include "qx/text/charset/CodecManager.h"
 
+#include <algorithm>
+#include <string>
+#include <string_view>
+
 #include <qx/core/Result.h>
 #include <qx/core/Str1HashMap.h>
 #include <qx/core/String.h>
@@ -23,18 +27,73 @@ struct CodecClasses {
     const Class* decoder = nullptr;
 };
 
-/// A codec component offered for exactly this name, or null.
-Reference<IQXCharCodec> findComponent(const char16_t* name) {
+/// The component registered under a programmatic identifier, or null.
+template <class Interface>
+Reference<Interface> createRegistered(const char16_t* progId) {
     GUID classId;
-    const String progId = u"Orbelle.CharCodec."_qs + name;
-    Reference<IQXCharCodec> codec;
-    if (QXComClassIDFromProgID(progId.getData(), &classId) < 0 ||
-        qx::detail::takeInterface(codec, [&classId](const GUID& iid, void** out) {
+    Reference<Interface> component;
+    if (QXComClassIDFromProgID(progId, &classId) < 0 ||
+        qx::detail::takeInterface(component, [&classId](const GUID& iid, void** out) {
             return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, out);
         }) < 0)
         return nullptr;
+    return component;
+}
+
+/// A codec component offered for exactly this name, or null.
+Reference<IQXCharCodec> findComponent(const char16_t* name) {
+    return createRegistered<IQXCharCodec>((u"Orbelle.CharCodec."_qs + name).getData());
+}
+
+/// The list of the codecs in a file beside the library, by a path from its folder.
+int32_t createBeside(const char* path, Reference<IQXCharCodecList>& list) {
+    char library[4096];
+    const int32_t found =
+        QXModuleGetFileName(libraryIdentity(), library, static_cast<int32_t>(sizeof library));
+    if (found < 0)
+        return found;
+    std::string file(library);
+    file.resize(file.rfind('/') + 1);
+    file += path;
+    return qx::detail::takeInterface(list, [&file](const GUID& iid, void** out) {
+        return QXComCreateObjectFromFile(file.c_str(), &CodecListClass, &iid, out);
+    });
+}
+
+/// A codec by one of the names that the lists have, or null.
+Reference<IQXCharCodec> findInList(const char16_t* name) {
+    Reference<IQXCharCodec> codec;
+    if (const Reference<IQXCharCodecList> list = findCodecList()) {
+        IQXCharCodec* found = nullptr;
+        if (list->CreateCodec(name, &found) >= 0)
+            codec = Reference<IQXCharCodec>::attach(found);
+    }
     return codec;
 }
+
+constexpr bool isFiller(char16_t unit) { return unit == u'-' || unit == u'_' || unit == u' '; }
+
+/// Whether a name in upper case is @p name but for fillers.
+bool isAlike(std::u16string_view name, std::u16string_view upper) {
+    auto at = upper.begin();
+    for (const char16_t unit : name) {
+        if (isFiller(unit))
+            continue;
+        at = std::find_if_not(at, upper.end(), isFiller);
+        if (at == upper.end() || *at++ != unit)
+            return false;
+    }
+    return std::all_of(at, upper.end(), isFiller);
+}
+
+/// Registered names that the table of codecs has not.
+constexpr struct {
+    const char16_t* alias;
+    const char16_t* name;
+} MoreNames[] = {
+    {u"CSUTF8", u"UTF-8"},       {u"CSUTF16LE", u"UTF-16LE"}, {u"CSUTF16BE", u"UTF-16BE"},
+    {u"CSUTF32LE", u"UTF-32LE"}, {u"CSUTF32BE", u"UTF-32BE"}, {u"CSWINDOWS1252", u"CP1252"},
+};
 
 template <class Converter>
 Object* wrap(Reference<IQXCharCodec> codec) {
@@ -72,6 +131,24 @@ void CodecManager::registerCodec(const char16_t* name, const char16_t* encoderCl
 }
 
 Object* CodecManager::create(const Direction& direction, const char16_t* name) const {
+    if (Object* const found = createByName(direction, name))
+        return found;
+    const String key = detail::upperCaseName(name);
+    for (const CodecRow& row : codecTable()) {
+        if (isAlike(row.name, key.getData()))
+            return createByName(direction, row.name);
+    }
+    for (const auto& row : MoreNames) {
+        if (isAlike(row.alias, key.getData()))
+            return create(direction, row.name);
+    }
+    if (Reference<IQXCharCodec> codec = findInList(name))
+        return direction.wrapComponent(std::move(codec));
+    return nullptr;
+}
+
+/// The look-up that takes names as they are.
+Object* CodecManager::createByName(const Direction& direction, const char16_t* name) const {
     const String key = detail::upperCaseName(name);
     CodecClasses classes;
     if (m_codecs->byName.get(key, &classes))
@@ -80,7 +157,7 @@ Object* CodecManager::create(const Direction& direction, const char16_t* name) c
         return direction.wrapComponent(std::move(codec));
     QXEncodingInfo info;
     if (QXGetEncInfoByName(name, &info) >= 0 && key != info.name)
-        return create(direction, info.name);
+        return createByName(direction, info.name);
     return nullptr;
 }
 
@@ -90,6 +167,19 @@ Object* CodecManager::getDecoder(const char16_t* name) const {
 
 Object* CodecManager::getEncoder(const char16_t* name) const {
     return create({&CodecClasses::encoder, &wrap<CTBCom>}, name);
+}
+
+Reference<IQXCharCodecList> findCodecList(int32_t* result) {
+    auto list = createRegistered<IQXCharCodecList>(u"Orbelle.CharCodecList");
+    int32_t outcome = result::Ok;
+    // As both are installed, or both are built.
+    for (const char* const path : {"qx/modules/qxcodecs.so", "../modules/qxcodecs.so"}) {
+        if (!list && (outcome >= 0 || outcome == result::NotFound))
+            outcome = createBeside(path, list);
+    }
+    if (result)
+        *result = outcome;
+    return list;
 }
 
 namespace {

@@ -3,7 +3,10 @@
 #include <memory>
 
 #include <qx/core/Object.h>
+#include <qx/core/Reference.h>
 #include <qx/core/runtime/Singleton.h>
+
+class IQXCharCodecList;
 
 namespace qx::text::charset {
 
@@ -29,7 +32,8 @@ public:
 
     /// A new decoder with count 0, null for an unknown name. For a name that is not registered, a
     /// codec component of that name serves, or else what serves the encoding under its canonical
-    /// name.
+    /// name. When there is none, hyphens, underlines and blanks in the names of the registered
+    /// encodings make no difference, and then the lists of codecs are asked: see IQXCharCodecList.
     Object* getDecoder(const char16_t* name) const;
     /// The same for an encoder.
     Object* getEncoder(const char16_t* name) const;
@@ -42,9 +46,16 @@ private:
     struct Direction;
     struct Codecs;
     Object* create(const Direction& direction, const char16_t* name) const;
+    Object* createByName(const Direction& direction, const char16_t* name) const;
 
     std::unique_ptr<Codecs> m_codecs;
 };
+
+/// The codecs beyond those of the library: the registered list of codecs when there is one, else
+/// that of the library's own module, which is loaded for it from beside the library; null without
+/// both.
+/// @param result  receives why there is none; may be null
+QX_API Reference<IQXCharCodecList> findCodecList(int32_t* result = nullptr);
 
 /// Enters the built-in encodings with the manager. Called at start-up, behind the runtime classes.
 /// @throws ClassNotFoundException

@@ -38,11 +38,53 @@ RunLength run(IQXCharRunCodec* codec,
             static_cast<size_t>(std::clamp(written, int32_t{0}, room))};
 }
 
+/// Converts with @p body, and goes back to the state at its start when that fails: so do positions.
+template <class Converter, class Body>
+int32_t keepingState(Converter& converter, Body&& body) {
+    const uint32_t state = converter.getState();
+    try {
+        return body();
+    } catch (...) {
+        converter.setState(state);
+        throw;
+    }
+}
+
+uint32_t stateOf(IQXCharStateCodec* codec) {
+    uint32_t state = 0;
+    if (codec)
+        throwIfFailed(codec->GetState(&state));
+    return state;
+}
+
+void restore(IQXCharStateCodec* codec, uint32_t state) {
+    if (codec)
+        throwIfFailed(codec->SetState(state));
+}
+
 } // namespace
 
 BTCCom::BTCCom(Reference<IQXCharCodec> codec)
     : BTCMultiByte(askCodec(*required(codec))), m_codec(std::move(codec)),
-      m_runs(qx::detail::interfaceOf<IQXCharRunCodec>(*m_codec)) {}
+      m_runs(qx::detail::interfaceOf<IQXCharRunCodec>(*m_codec)),
+      m_state(qx::detail::interfaceOf<IQXCharStateCodec>(*m_codec)) {}
+
+int32_t BTCCom::convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
+                        int32_t* outPosition, int32_t outCapacity) {
+    const auto run = [&] {
+        return BTCMultiByte::convert(in, inPosition, inLength, out, outPosition, outCapacity);
+    };
+    return m_state ? keepingState(*this, run) : run();
+}
+
+void BTCCom::reset() {
+    BTCMultiByte::reset();
+    setState(0);
+}
+
+uint32_t BTCCom::getState() const { return stateOf(m_state.get()); }
+
+void BTCCom::setState(uint32_t state) { restore(m_state.get(), state); }
 
 RunLength BTCCom::convertRun(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
     return run(m_runs.get(), &IQXCharRunCodec::DecodeRun, in, size, out, capacity);
@@ -57,16 +99,18 @@ char32_t BTCCom::convertBytes(const signed char* bytes, int32_t* count) {
 CTBCom::CTBCom(Reference<IQXCharCodec> codec)
     : CTBMultiByte(askCodec(*required(codec))), m_codec(std::move(codec)),
       m_runs(qx::detail::interfaceOf<IQXCharRunCodec>(*m_codec)),
+      m_state(qx::detail::interfaceOf<IQXCharStateCodec>(*m_codec)),
       m_buffer(new util::RWByteBuffer(16)) {}
 
 RunLength CTBCom::convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity) {
     return run(m_runs.get(), &IQXCharRunCodec::EncodeRun, in, size, out, capacity);
 }
 
-int32_t CTBCom::convertChar(char32_t codePoint, signed char* bytes, int32_t room) {
+template <class Write>
+int32_t CTBCom::take(signed char* bytes, int32_t room, Write&& write) {
     m_buffer->releaseWriteLock(0); // length 0, whatever the last call left
     m_buffer->ensureCapacity(room);
-    if (m_codec->Encode(codePoint, m_buffer) < 0)
+    if (write() < 0)
         return 0;
     const int32_t count = m_buffer->getLength();
     if (count < 1 || count > room)
@@ -74,5 +118,51 @@ int32_t CTBCom::convertChar(char32_t codePoint, signed char* bytes, int32_t room
     std::copy_n(m_buffer->getData(), count, bytes);
     return count;
 }
+
+int32_t CTBCom::convertChar(char32_t codePoint, signed char* bytes, int32_t room) {
+    m_before = getState();
+    return take(bytes, room, [&] { return m_codec->Encode(codePoint, m_buffer); });
+}
+
+int32_t CTBCom::convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
+                        int32_t* outPosition, int32_t outCapacity) {
+    const auto run = [&] {
+        return CTBMultiByte::convert(in, inPosition, inLength, out, outPosition, outCapacity);
+    };
+    return m_state ? keepingState(*this, run) : run();
+}
+
+int32_t CTBCom::flush(signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    CTBMultiByte::flush(out, outPosition, outCapacity);
+    signed char bytes[LongestForm];
+    const uint32_t state = getState();
+    const int32_t count = beginSubstitution(bytes, LongestForm);
+    if (count > outCapacity - *outPosition) {
+        setState(state);
+        throwResult(result::BufferTooSmall);
+    }
+    std::copy_n(bytes, count, out + *outPosition);
+    *outPosition += count;
+    return count;
+}
+
+void CTBCom::reset() {
+    CTBMultiByte::reset();
+    setState(0);
+}
+
+uint32_t CTBCom::getState() const { return stateOf(m_state.get()); }
+
+void CTBCom::setState(uint32_t state) { restore(m_state.get(), state); }
+
+/// The substitution is written in the set of characters that a text starts with.
+int32_t CTBCom::beginSubstitution(signed char* bytes, int32_t room) {
+    if (!m_state)
+        return 0;
+    m_before = getState();
+    return take(bytes, room, [&] { return m_state->EncodeEnd(m_buffer); });
+}
+
+void CTBCom::takeBack() { setState(m_before); }
 
 } // namespace qx::text::charset

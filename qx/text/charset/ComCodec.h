@@ -51,7 +51,52 @@ protected:
     ~IQXCharRunCodec() = default;
 };
 
+/// What a codec offers beside both when its characters depend on what stands before them: it
+/// switches between sets of characters, or has bytes of its own for two characters in a row. Such a
+/// codec belongs to one converter; its runs and single characters go on from its state. What
+/// switches is consumed by runs alone.
+class IQXCharStateCodec : public IQXUnknown {
+public:
+    QX_LOCAL static constexpr qx::GUID Iid{
+        0x5C0F6C1E, 0x2B7A, 0x4D5B, {0x9D, 0x11, 0x3E, 0x61, 0x0A, 0xC4, 0x77, 0x92}};
+
+    /// The state, a number that means something to the codec alone; 0 at the start of a text.
+    virtual int32_t GetState(uint32_t* state) = 0;
+    /// Goes back to a state of before. 0x80070057 for a number that is none.
+    virtual int32_t SetState(uint32_t state) = 0;
+    /// Writes what a text has to end with, and goes back to the start.
+    virtual int32_t EncodeEnd(IQXByteBuffer* bytes) = 0;
+
+protected:
+    ~IQXCharStateCodec() = default;
+};
+
+/// Codecs of many encodings, by all their names. The library looks for one under the programmatic
+/// identifier "Orbelle.CharCodecList", then in its own module of codecs, which lies beside it.
+class IQXCharCodecList : public IQXUnknown {
+public:
+    QX_LOCAL static constexpr qx::GUID Iid{
+        0x8E1B8E07, 0x64D2, 0x4B0C, {0x8C, 0x3F, 0x52, 0x19, 0xD8, 0x06, 0xEA, 0x4B}};
+
+    /// A codec for an encoding by any of its names, in any letter case, and when there is none of
+    /// that name without regard to hyphens, underlines and blanks; with a reference for the caller.
+    /// 0x8BB34103 for one that is not served.
+    virtual int32_t CreateCodec(const char16_t* name, IQXCharCodec** codec) = 0;
+    /// The names of the encoding at @p index, counted from 0, with a blank between them: the first
+    /// is that of its codec, the second the one that mail and web pages are labelled with.
+    /// @param codePage  0 for none
+    /// @return 0x80070103 behind the last
+    virtual int32_t GetEncoding(int32_t index, uint32_t* codePage, IQXCharBuffer* names) = 0;
+
+protected:
+    ~IQXCharCodecList() = default;
+};
+
 namespace qx::text::charset {
+
+/// The class of the list in the library's own module of codecs.
+inline constexpr GUID CodecListClass{
+    0x12098000, 0x0722, 0x4F11, {0x84, 0x8E, 0x9A, 0xAE, 0x88, 0xAF, 0xDE, 0xD2}};
 
 /// Decodes through a codec component.
 class QX_API BTCCom : public BTCMultiByte {
@@ -64,12 +109,23 @@ public:
     /// none.
     char32_t convertBytes(const signed char* bytes, int32_t* count) override;
 
+    int32_t convert(const signed char* in, int32_t* inPosition, int32_t inLength, char16_t* out,
+                    int32_t* outPosition, int32_t outCapacity) override;
+    void reset() override;
+
+    /// How far a text has come, for a later setState; 0 for its start, and for a codec without
+    /// state.
+    uint32_t getState() const;
+    /// @throws ResultException for what getState has not given
+    void setState(uint32_t state);
+
 protected:
     RunLength convertRun(const uint8_t* in, size_t size, char16_t* out, size_t capacity) override;
 
 private:
     Reference<IQXCharCodec> m_codec;
-    Reference<IQXCharRunCodec> m_runs; ///< null when the codec converts single characters only
+    Reference<IQXCharRunCodec> m_runs;    ///< null when the codec converts single characters only
+    Reference<IQXCharStateCodec> m_state; ///< null when the codec has none
 };
 
 /// Encodes through a codec component.
@@ -81,12 +137,31 @@ public:
 
     int32_t convertChar(char32_t codePoint, signed char* bytes, int32_t room) override;
 
+    int32_t convert(const char16_t* in, int32_t* inPosition, int32_t inLength, signed char* out,
+                    int32_t* outPosition, int32_t outCapacity) override;
+    /// Writes what the text has to end with.
+    /// @throws ResultException with result::BufferTooSmall
+    int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
+    void reset() override;
+
+    /// See BTCCom.
+    uint32_t getState() const;
+    void setState(uint32_t state);
+
 protected:
     RunLength convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity) override;
+    int32_t beginSubstitution(signed char* bytes, int32_t room) override;
+    void takeBack() override;
 
 private:
+    /// Copies what @p write leaves in the buffer.
+    template <class Write>
+    int32_t take(signed char* bytes, int32_t room, Write&& write);
+
     Reference<IQXCharCodec> m_codec;
     Reference<IQXCharRunCodec> m_runs;      ///< null when it converts single characters only
+    Reference<IQXCharStateCodec> m_state;   ///< null when the codec has none
+    uint32_t m_before = 0;                  ///< the state in front of the last character
     Reference<util::RWByteBuffer> m_buffer; ///< reused, so that converting allocates nothing
 };
 

@@ -79,16 +79,25 @@ int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t i
             throw InvalidCharacterException(u"trailing surrogate without leading"_qs);
         } else {
             detail::requireSubstitution(getSubstitutionMode());
-            fits = window.replace(1, substitution());
+            signed char form[LongestForm + 7]; // and the longest substitution
+            signed char* const end = std::copy(substitution().begin(), substitution().end(),
+                                               form + beginSubstitution(form, LongestForm));
+            fits = window.replace(1, std::span<const signed char>(form, end));
         }
-        if (!fits)
+        if (!fits) {
+            takeBack();
             break;
+        }
         m_pending.clear();
     }
     return window.finish(inPosition, outPosition);
 }
 
 RunLength CTBMultiByte::convertRun(const char16_t*, size_t, uint8_t*, size_t) { return {}; }
+
+int32_t CTBMultiByte::beginSubstitution(signed char*, int32_t) { return 0; }
+
+void CTBMultiByte::takeBack() {}
 
 const char16_t* CTBMultiByte::getEncodingName() const { return m_name.getData(); }
 

@@ -72,6 +72,15 @@ protected:
     /// overrides both keeps them in agreement.
     virtual RunLength convertRun(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
 
+    /// Room for the bytes of any character, and for what beginSubstitution writes.
+    static constexpr int32_t LongestForm = 16;
+    /// Writes what has to stand in front of the substitution; nothing by default.
+    /// @return count of bytes
+    virtual int32_t beginSubstitution(signed char* bytes, int32_t room);
+    /// What convertChar or beginSubstitution wrote last has found no room: it will be asked for
+    /// again.
+    virtual void takeBack();
+
 private:
     String m_name;
 };

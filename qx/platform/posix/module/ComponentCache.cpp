@@ -302,6 +302,10 @@ std::shared_ptr<LoadedModule> useModule(const char16_t* path) {
     return module != nullptr ? module : LoadedModule::open(resolved);
 }
 
+std::shared_ptr<LoadedModule> useModuleFile(const char* path) {
+    return loadModule(LoadedModule::resolve(path));
+}
+
 bool tryFreeUnusedModules(uint32_t delayMs, int32_t& kept) {
     if (s_isFreeing.test_and_set())
         return false;

@@ -50,6 +50,9 @@ std::shared_ptr<const Factory> findFactory(uint64_t version, const QXGUID& class
 /// The module of a path, loaded for this call unless it is already.
 std::shared_ptr<LoadedModule> useModule(const char16_t* path);
 
+/// The module of a path in the form of the system, loaded if need be; it stays.
+std::shared_ptr<LoadedModule> useModuleFile(const char* path);
+
 /// Unloads the modules of which nothing is used and was not when that was asked @p delayMs ago;
 /// false while another thread does.
 /// @param kept  modules that stay loaded

@@ -83,8 +83,10 @@ void* useThisLibrary() noexcept {
 
 } // namespace
 
-std::string LoadedModule::resolve(const char16_t* path) {
-    const PathText native = toNativePath(toNarrow(path).c_str());
+std::string LoadedModule::resolve(const char16_t* path) { return resolve(toNarrow(path).c_str()); }
+
+std::string LoadedModule::resolve(const char* path) {
+    const PathText native = toNativePath(path);
     if (!native.view().starts_with('/'))
         throw Failure{result::InvalidArgument};
     checkHands(native.view());

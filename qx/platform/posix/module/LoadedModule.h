@@ -30,6 +30,8 @@ public:
     /// Throws result::InvalidArgument for a relative path, result::AccessDenied when somebody else
     /// than the user or the system may change the file, a folder above it or a link on the way.
     static std::string resolve(const char16_t* path);
+    /// The same for a path in the form of the system.
+    static std::string resolve(const char* path);
 
     /// Loads the file of a resolved path. Throws result::NotALibrary, result::NotAModule or
     /// result::ModuleVersion, all before anything in it runs; result::ModuleNotFound when it lacks

@@ -108,6 +108,19 @@ int32_t QXComCreateObjectByProgID(const char16_t* progId, void* outer, const QXG
     });
 }
 
+int32_t QXComCreateObjectFromFile(const char* path, const QXGUID* classId,
+                                  const QXGUID* interfaceId, void** object) {
+    if (object == nullptr)
+        return result::NullPointer;
+    *object = nullptr;
+    if (path == nullptr || classId == nullptr || interfaceId == nullptr)
+        return result::NullPointer;
+    return resultOf([&] {
+        const components::Factory factory(components::useModuleFile(path), *classId);
+        return checkCreated(factory.create(nullptr, *interfaceId, object), object);
+    });
+}
+
 int32_t QXComFreeUnusedModules(uint32_t delayMs, int32_t* kept) {
     int32_t count = 0;
     const int32_t result = resultOf([&] {
