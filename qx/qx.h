@@ -54,6 +54,7 @@
 #include <qx/core/GUID.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Integer.h>
+#include <qx/core/InterfaceId.h>
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/Literal.h>
 #include <qx/core/LiveObjects.h>
@@ -217,6 +218,7 @@
 #include <qx/net/uri/QueryKey.h>
 #include <qx/net/uri/URI.h>
 #include <qx/pcom/ClassFactory.h>
+#include <qx/pcom/CreateObject.h>
 #include <qx/pcom/DllModule.h>
 #include <qx/pcom/IClassFactory.h>
 #include <qx/pcom/Module.h>

@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include <qx/core/ComObject.h>
+#include <qx/core/InterfaceId.h>
 #include <qx/platform/export.h>
 
 namespace qx {
@@ -10,23 +11,6 @@ namespace qx {
 class Object;
 
 namespace pcom {
-
-namespace detail {
-
-template <const GUID& Id>
-QX_LOCAL inline constexpr GUID ownCopyOf = Id;
-
-} // namespace detail
-
-/// The address of an identifier. For a constant that a class states it is that of the module's own
-/// copy: the constant itself could be shared by all modules, which would keep them loaded.
-template <const GUID& Id>
-constexpr const GUID* identifier() noexcept {
-    if constexpr (requires { typename std::integral_constant<uint32_t, Id.Data1>; })
-        return &detail::ownCopyOf<Id>;
-    else
-        return &Id;
-}
 
 /// Displacement in bytes of the interface @p Interface from the ComObject part of a @p Class:
 /// negative, as a two's complement, for one that stands in front of it.

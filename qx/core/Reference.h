@@ -6,6 +6,9 @@
 #include <type_traits>
 #include <utility>
 
+#include <qx/core/InterfaceId.h>
+#include <qx/platform/result.h>
+
 // Clang refuses or warns of a variable that is left with the pointer of a temporary Reference.
 #ifdef __clang__
 #define QX_LIFETIME_BOUND [[clang::lifetimebound]]
@@ -94,6 +97,25 @@ public:
     /// The same for calls that return an untyped pointer, such as QueryInterface.
     void** putVoid() noexcept { return reinterpret_cast<void**>(put()); }
 
+    /// The object's interface @p Interface; null when it does not have it, and of null.
+    template <class Interface>
+    Reference<Interface> query() const {
+        Reference<Interface> found;
+        ask(found);
+        return found;
+    }
+    /// The same for an interface that has to be there.
+    /// @throws ResultException that names the interface, with the code of the query, or with
+    ///     result::NullPointer for a null reference
+    template <class Interface>
+    Reference<Interface> queryOrThrow() const {
+        Reference<Interface> found;
+        const int32_t code = ask(found);
+        if (!found)
+            pcom::throwNoInterface(code, typeid(Interface));
+        return found;
+    }
+
     void swap(Reference& other) noexcept { std::swap(m_pointer, other.m_pointer); }
     friend void swap(Reference& left, Reference& right) noexcept { left.swap(right); }
 
@@ -114,6 +136,15 @@ public:
     }
 
 private:
+    template <class Interface>
+    int32_t ask(Reference<Interface>& found) const {
+        const GUID& iid = pcom::queriedIid<Interface>();
+        void* out = nullptr;
+        const int32_t code = m_pointer ? counted()->QueryInterface(iid, &out) : result::NullPointer;
+        if (code >= 0) // what comes with a failure is left alone
+            found = Reference<Interface>::attach(static_cast<Interface*>(out));
+        return code;
+    }
     void take() const {
         if (m_pointer)
             counted()->AddRef();

@@ -65,14 +65,13 @@ TEST_F(ModuleTest, CountsObjectsAndLocksButNotFactories) {
     EXPECT_EQ(module.CanUnloadNow(), 0);
     Reference<IQXUnknown> object;
     EXPECT_EQ(factory->CreateInstance(nullptr, IQXComparable::Iid, object.putVoid()), result::Ok);
-    EXPECT_EQ(module.CanUnloadNow(), 1);
-    EXPECT_EQ(module.GetRefCount(), 1u);
+    EXPECT_TRUE(module.CanUnloadNow() == 1 && module.GetRefCount() == 1);
     object.reset();
     EXPECT_EQ(module.CanUnloadNow(), 0);
-    EXPECT_EQ(factory->LockServer(1), result::Ok);
-    EXPECT_EQ(module.CanUnloadNow(), 1);
-    EXPECT_EQ(factory->LockServer(0), result::Ok);
-    EXPECT_EQ(module.CanUnloadNow(), 0);
+    for (const int16_t lock : {int16_t{1}, int16_t{0}}) {
+        EXPECT_EQ(factory->LockServer(lock), result::Ok);
+        EXPECT_EQ(module.CanUnloadNow(), lock);
+    }
 }
 
 TEST_F(ModuleTest, RefusesWhatItDoesNotOffer) {
@@ -144,12 +143,11 @@ TEST_F(ModuleTest, EntersItsClassesAndTakesThemOut) {
     const String nameless = u"CLSID\\{AAAAAAAA-BBBB-CCCC-0102-030405060708}";
     for (int round = 0; round < 2; ++round) { // entering twice replaces
         ASSERT_EQ(module.RegisterServer(u"/modules/things.so"), result::Ok);
-        EXPECT_EQ(textOf(u"Test.Thing.1"), u"A thing");
-        EXPECT_EQ(textOf(u"Test.Thing.1\\CLSID"), clsid);
-        EXPECT_EQ(textOf(u"Test.Thing"), u"A thing");
-        EXPECT_EQ(textOf(u"Test.Thing\\CLSID"), clsid);
+        for (const char16_t* const path : {u"Test.Thing.1", u"Test.Thing", ThingKey})
+            EXPECT_EQ(textOf(path), u"A thing");
+        for (const char16_t* const path : {u"Test.Thing.1\\CLSID", u"Test.Thing\\CLSID"})
+            EXPECT_EQ(textOf(path), clsid);
         EXPECT_EQ(textOf(u"Test.Thing\\CurVer"), u"Test.Thing.1");
-        EXPECT_EQ(textOf(key), u"A thing");
         EXPECT_EQ(textOf(key + u"\\ProgID"), u"Test.Thing.1");
         EXPECT_EQ(textOf(key + u"\\VersionIndependentProgID"), u"Test.Thing");
         EXPECT_EQ(textOf(key + u"\\InprocServer32"), u"/modules/things.so");
@@ -301,6 +299,27 @@ TEST_F(ComponentTest, AreFoundByEachOfTheirNamesWhileRegistered) {
     EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::Ok);
     EXPECT_EQ(createThing(), result::NotFound);
     EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::NotFound);
+}
+
+TEST_F(ComponentTest, TypedCreationSaysWhatItCouldNotMake) {
+    const auto whyNot = [](auto&& create) {
+        try {
+            return std::string(create() ? "" : "null");
+        } catch (const Exception& failure) {
+            return describe(failure).toUtf8();
+        }
+    };
+    ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
+    EXPECT_EQ(whyNot([] { return createObject<IQXComparable>(ThingClass); }), "");
+    EXPECT_EQ(whyNot([] { return createObject<IQXClassFactory>("Test.Thing"); }),
+              "no such interface: IQXClassFactory: Test.Thing (0x80004002)");
+    const String unknown = u"{00000001-0002-0003-0400-000000000000}";
+    EXPECT_EQ(whyNot([] { return createObject<IQXComparable>(Unknown); }),
+              "cannot create " + unknown.toUtf8() + ": class not available (0x80040111)");
+    enter(modulePath("with_unresolved_function"), unknown, u"Test.Unresolved");
+    const std::string why = whyNot([] { return createObject<IQXUnknown>(u"Test.Unresolved"); });
+    EXPECT_TRUE(why.starts_with("cannot create Test.Unresolved: /")) << why; // the loader's words
+    EXPECT_TRUE(why.ends_with("(0x8007007E)")) << why;
 }
 
 TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {

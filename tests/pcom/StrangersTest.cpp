@@ -215,6 +215,10 @@ TEST(Strangers, AreElementsKeysAndValuesByTheirAddressButNoEntries) {
 }
 
 TEST(Strangers, AreNoTextsAndNoObjects) {
+    check("query", {False, False, True, False},
+          [](IQXUnknown* x) { return Reference(x).query<IQXComparable>() != nullptr; });
+    check("query for what has to be there", {Null, None, Ok, Denied},
+          [](IQXUnknown* x) { Reference(x).queryOrThrow<IQXComparable>(); });
     check("property of a set", {None, None, Null, Denied},
           [](auto* x) { return makeReference<PropertySet>()->Set(u"name", x); });
     check("legacy property", {None, Ok, Ok, Ok},

@@ -49,4 +49,8 @@ void throwCastFailed(const std::type_info& wanted) {
     throw CastFailedException(u"not a " + readableName(wanted));
 }
 
+void pcom::throwNoInterface(int32_t code, const std::type_info& wanted) {
+    throwResultOf(code < 0 ? code : result::NoInterface, readableName(wanted));
+}
+
 } // namespace qx

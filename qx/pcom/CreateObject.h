@@ -1,0 +1,41 @@
+#pragma once
+
+#include <typeinfo>
+
+#include <qx/core/AnyText.h>
+#include <qx/core/GUID.h>
+#include <qx/core/InterfaceId.h>
+#include <qx/core/Reference.h>
+#include <qx/platform/export.h>
+
+namespace qx::pcom {
+
+/// The bodies of createObject.
+QX_API void createObjectOf(const AnyText& progId, const GUID& iid, const std::type_info& wanted,
+                           void** out);
+QX_API void createObjectOf(const GUID& classId, const GUID& iid, const std::type_info& wanted,
+                           void** out);
+
+/// Creates an object of a registered class, or of one that the program offers, by its programmatic
+/// identifier, with or without a version:
+///
+///     auto transport = qx::pcom::createObject<IQXTransport>(u"Orbelle.Transport.TCP.1");
+///
+/// @throws ResultException that names the class, with the code of QXComCreateObjectByProgID
+///     (qx/platform/module.h) and what is known beside it: the interface that the class does not
+///     have, or why the loader refuses its module
+template <class Interface>
+Reference<Interface> createObject(const AnyText& progId) {
+    Reference<Interface> object;
+    createObjectOf(progId, queriedIid<Interface>(), typeid(Interface), object.putVoid());
+    return object;
+}
+/// The same by the identifier of the class.
+template <class Interface>
+Reference<Interface> createObject(const GUID& classId) {
+    Reference<Interface> object;
+    createObjectOf(classId, queriedIid<Interface>(), typeid(Interface), object.putVoid());
+    return object;
+}
+
+} // namespace qx::pcom
