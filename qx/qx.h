@@ -24,11 +24,13 @@
 #include <qx/collections/pcom/AbstractList.h>
 #include <qx/collections/pcom/AbstractMap.h>
 #include <qx/collections/pcom/AbstractSet.h>
+#include <qx/collections/pcom/AnyElement.h>
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/collections/pcom/Component.h>
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/ConstListIterator.h>
+#include <qx/collections/pcom/ElementOrder.h>
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/Iterator.h>

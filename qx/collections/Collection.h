@@ -19,6 +19,9 @@ namespace qx::collections {
 /// not a T raises CastFailedException when it is asked for. A facade compares as what it wraps,
 /// with another facade or with a collection of component objects.
 ///
+/// What a T can be made of, a text for a String or a number for a boxed one, stands for an element
+/// wherever one is handed in.
+///
 /// An input range of its elements, each a Reference<T>:
 ///
 ///     for (const auto& element : collection)
@@ -64,6 +67,20 @@ public:
     bool containsAll(const Collection& other) const {
         return m_wrapped->containsAll(*other.m_wrapped);
     }
+    template <ValueFor<T> V>
+    bool add(const V& value) {
+        return add(newElement<T>(value).get());
+    }
+    template <SoughtFor<T> V>
+    bool contains(const V& value) const {
+        return contains(Sought<T, V>(value).get());
+    }
+    /// Not by a number, which is a position in lists.
+    template <SoughtFor<T> V>
+    requires(!std::is_arithmetic_v<V>) bool remove(const V& value) {
+        return remove(Sought<T, V>(value).get());
+    }
+
     pcom::Collection* getWrapped() const noexcept { return m_wrapped; }
 
     InputIterator<ConstIterator<T>> begin() const {

@@ -1,17 +1,99 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <type_traits>
 #include <typeinfo>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
+#include <qx/core/String.h>
 
 // The step between the typed elements of a facade and the component objects in what it wraps.
 
 namespace qx::collections {
+
+namespace pcom {
+
+class Collection;
+class Map;
+
+} // namespace pcom
+
+/// A text where a String will do as a T.
+template <class V, class T>
+concept TextFor = !std::same_as<V, std::nullptr_t> && SomeText<V> && std::is_base_of_v<T, String>;
+
+/// A value that stands for a new T: a text for a String, else what becomes a T by itself and as a
+/// whole, as an int does for an Integer32.
+template <class V, class T>
+concept ValueFor = TextFor<V, T> ||
+    (!std::is_pointer_v<V> && !std::same_as<V, std::nullptr_t> &&
+     std::convertible_to<const V&, T> &&
+     (std::same_as<V, T> || !std::is_base_of_v<T, V>)&&requires(const V& value) { T{value}; });
+
+/// What an equal T is looked for by: such a value, or an object itself.
+template <class V, class T>
+concept SoughtFor = ValueFor<V, T> || std::derived_from<V, T>;
+
+/// A pointer or Reference to a T, or null.
+template <class V, class T>
+concept PointerFor = std::convertible_to<const V&, T*>;
+
+/// What a T is put by.
+template <class V, class T>
+concept GivenFor = PointerFor<V, T> || ValueFor<V, T>;
+
+template <class T, ValueFor<T> V>
+Reference<T> newElement(const V& value) {
+    if constexpr (TextFor<V, T>)
+        return makeReference<String>(stringOf(value));
+    else
+        return makeReference<T>(value);
+}
+
+/// The object that a call looks for by a value, which outlives it.
+template <class T, SoughtFor<T> V>
+class Sought {
+public:
+    explicit Sought(const V& value) : m_object(held(value)) {}
+
+    const T* get() const noexcept { return &m_object; }
+
+private:
+    static decltype(auto) held(const V& value) {
+        if constexpr (std::derived_from<V, T>)
+            return (value);
+        else if constexpr (TextFor<V, T>)
+            return stringOf(value);
+        else
+            return T(value);
+    }
+
+    const decltype(held(std::declval<const V&>())) m_object;
+};
+
+/// An element of a list in braces: a pointer or Reference to a @p T, null, or a value that stands
+/// for one. A collection or map is none: in braces it is what a facade is made around.
+template <class T>
+class Given {
+public:
+    template <PointerFor<T> V>
+    requires(!std::convertible_to<const V&, const pcom::Collection*> &&
+             !std::convertible_to<const V&, const pcom::Map*>) Given(const V& element)
+        : m_element(element) {}
+    Given(std::nullptr_t) noexcept {}
+    template <ValueFor<T> V>
+    Given(const V& value) : m_element(newElement<T>(value)) {}
+
+    T* get() const noexcept { return m_element; }
+
+private:
+    Reference<T> m_element;
+};
 
 /// The element as collections of component objects take it; null stays null.
 template <class T>

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <initializer_list>
+#include <utility>
+
 #include <qx/collections/KeyedMap.h>
 #include <qx/collections/Set.h>
 #include <qx/core/Integer.h>
@@ -12,10 +15,17 @@ namespace qx::collections {
 /// Hash map from 32-bit integers to objects. The hash of a key is the key, taken as unsigned.
 class QX_API IntegerHashMap : public KeyedMap<IntegerEntry> {
 public:
+    using InitialElement = std::pair<int, Reference<Object>>;
+
     /// @param capacity  buckets, at least 1
     /// @param loadFactor  entries per bucket from which on the table grows, above 0
     /// @throws RangeErrorException when either is out of range
     explicit IntegerHashMap(int capacity = DEFAULT_CAPACITY, float loadFactor = DEFAULT_LOAD);
+    /// Holds @p entries, of those with equal keys the last: IntegerHashMap{{80, server}}.
+    IntegerHashMap(std::initializer_list<InitialElement> entries) : IntegerHashMap() {
+        for (const auto& [key, value] : entries)
+            IntegerHashMap::put(key, value);
+    }
     ~IntegerHashMap() override;
 
     /// Keeps the number of buckets.

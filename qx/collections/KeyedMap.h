@@ -117,15 +117,13 @@ public:
 
     explicit KeyedIterator(const detail::KeyedTable<Entry>& table) : m_walk(table) { fetch(); }
 
-    value_type operator*() const noexcept {
-        const uint32_t place = m_walk.m_isInOrder ? m_index : m_walk.m_order[m_index];
-        const Entry& entry = m_walk.m_entries[place];
-        return {entry.key(), entry.value};
-    }
+    const value_type& operator*() const noexcept { return m_value; }
     KeyedIterator& operator++() {
         m_walk.checkUnchanged();
         if (++m_index == m_walk.m_count)
             fetch();
+        else
+            show();
         return *this;
     }
     void operator++(int) { ++*this; }
@@ -138,9 +136,17 @@ private:
     void fetch() {
         m_index = 0;
         m_isAtEnd = !m_walk.nextEntries();
+        if (!m_isAtEnd)
+            show();
+    }
+    void show() noexcept {
+        const uint32_t place = m_walk.m_isInOrder ? m_index : m_walk.m_order[m_index];
+        const Entry& entry = m_walk.m_entries[place];
+        m_value = {entry.key(), entry.value};
     }
 
     KeyedWalk<Entry> m_walk;
+    value_type m_value{};
     uint32_t m_index = 0;
     bool m_isAtEnd = false;
 };

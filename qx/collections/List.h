@@ -1,6 +1,9 @@
 #pragma once
 
+#include <initializer_list>
+
 #include <qx/collections/Collection.h>
+#include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/List.h>
 #include <qx/platform/export.h>
 
@@ -14,7 +17,15 @@ public:
     using Collection<T>::add;
     using Collection<T>::addAll;
     using Collection<T>::remove;
+    using InitialElement = Given<T>;
 
+    /// Around a new ArrayList.
+    List() : List(makeReference<pcom::ArrayList>()) {}
+    /// Around a new ArrayList of @p elements: List<String>{u"one", u"two"}.
+    List(std::initializer_list<Given<T>> elements) : List() {
+        for (const Given<T>& element : elements)
+            m_list->add(unknownOf(element.get()));
+    }
     /// @param wrapped  not null; kept by a reference
     /// @throws ResultException with result::NullPointer
     explicit List(pcom::List* wrapped) : Collection<T>(wrapped), m_list(wrapped) {}
@@ -50,6 +61,35 @@ public:
     /// Replaces the element at @p index and returns the previous one.
     virtual Reference<T> set(int index, T* element) {
         return elementAs<T>(m_list->set(index, unknownOf(element)));
+    }
+
+    template <ValueFor<T> V>
+    bool add(int index, const V& value) {
+        return add(index, newElement<T>(value).get());
+    }
+    template <SoughtFor<T> V>
+    int indexOf(const V& value) const {
+        return indexOf(Sought<T, V>(value).get());
+    }
+    template <SoughtFor<T> V>
+    int lastIndexOf(const V& value) const {
+        return lastIndexOf(Sought<T, V>(value).get());
+    }
+    template <ValueFor<T> V>
+    Reference<T> set(int index, const V& value) {
+        return set(index, newElement<T>(value).get());
+    }
+
+    /// Sorts by the natural order, so that equal elements keep their order and null comes first.
+    /// What fails leaves the list as it was; see pcom::sortList.
+    void sort() { pcom::sortList(*m_list); }
+    /// @throws ResultException with result::NullPointer, or with the code of the comparator
+    void sort(const IQXComparator* comparator) { pcom::sortList(*m_list, comparator); }
+    /// @param compare  takes two elements as `const T&` and returns whether the first comes before
+    ///     the second, or how the two compare, as Object::compareTo does
+    template <class Compare>
+    requires(!std::convertible_to<Compare, const IQXComparator*>) void sort(Compare compare) {
+        pcom::sortListOf<T>(*m_list, compare);
     }
 
 private:

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <iterator>
+#include <utility>
 
 #include <qx/collections/Collection.h>
 #include <qx/collections/EntryIterator.h>
 #include <qx/collections/Set.h>
+#include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/Map.h>
 
 namespace qx::collections {
@@ -17,12 +20,25 @@ namespace qx::collections {
 /// type raises CastFailedException when it is asked for. A facade compares as what it wraps, with
 /// another facade or with a map of component objects.
 ///
+/// What a key or value can be made of, a text for a String or a number for a boxed one, stands for
+/// it wherever one is handed in.
+///
 /// An input range of its entries:
 ///
 ///     for (const auto& [key, value] : map)
 template <class K, class V>
 class Map : public Object {
 public:
+    using InitialElement = std::pair<Given<K>, Given<V>>;
+
+    /// Around a new HashMap.
+    Map() : Map(makeReference<pcom::HashMap>()) {}
+    /// Around a new HashMap of @p entries, of those with equal keys the last:
+    /// Map<String, Integer32>{{u"one", 1}, {u"two", 2}}.
+    Map(std::initializer_list<InitialElement> entries) : Map() {
+        for (const auto& [key, value] : entries)
+            m_wrapped->put(unknownOf(key.get()), unknownOf(value.get()));
+    }
     /// @param wrapped  not null; kept by a reference
     /// @throws ResultException with result::NullPointer
     explicit Map(pcom::Map* wrapped) : m_wrapped(required(wrapped)) {}
@@ -61,6 +77,27 @@ public:
     /// Removes @p key and returns its value; null for an absent key.
     Reference<V> remove(const K* key) { return elementAs<V>(m_wrapped->remove(unknownOf(key))); }
 
+    template <SoughtFor<K> A>
+    bool containsKey(const A& key) const {
+        return containsKey(Sought<K, A>(key).get());
+    }
+    template <SoughtFor<V> B>
+    bool containsValue(const B& value) const {
+        return containsValue(Sought<V, B>(value).get());
+    }
+    template <SoughtFor<K> A>
+    Reference<V> get(const A& key) const {
+        return get(Sought<K, A>(key).get());
+    }
+    template <GivenFor<K> A, GivenFor<V> B>
+    requires(ValueFor<A, K> || ValueFor<B, V>) Reference<V> put(const A& key, const B& value) {
+        return put(handedOver<K>(key).get(), handedOver<V>(value).get());
+    }
+    template <SoughtFor<K> A>
+    Reference<V> remove(const A& key) {
+        return remove(Sought<K, A>(key).get());
+    }
+
     pcom::Map* getWrapped() const noexcept { return m_wrapped; }
 
     InputIterator<EntryIterator<K, V>> begin() const {
@@ -70,6 +107,14 @@ public:
     std::default_sentinel_t end() const noexcept { return {}; }
 
 private:
+    template <class T, class A>
+    static Reference<T> handedOver(const A& element) {
+        if constexpr (PointerFor<A, T>)
+            return element;
+        else
+            return newElement<T>(element);
+    }
+
     const Reference<pcom::Map> m_wrapped;
 };
 

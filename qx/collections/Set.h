@@ -1,6 +1,9 @@
 #pragma once
 
+#include <initializer_list>
+
 #include <qx/collections/Collection.h>
+#include <qx/collections/pcom/HashSet.h>
 #include <qx/collections/pcom/Set.h>
 #include <qx/platform/export.h>
 
@@ -10,6 +13,15 @@ namespace qx::collections {
 template <class T>
 class Set : public virtual Collection<T> {
 public:
+    using InitialElement = Given<T>;
+
+    /// Around a new HashSet.
+    Set() : Set(makeReference<pcom::HashSet>()) {}
+    /// Around a new HashSet of @p elements, of equal ones the first.
+    Set(std::initializer_list<Given<T>> elements) : Set() {
+        for (const Given<T>& element : elements)
+            this->getWrapped()->add(unknownOf(element.get()));
+    }
     /// @param wrapped  not null; kept by a reference
     /// @throws ResultException with result::NullPointer
     explicit Set(pcom::Set* wrapped) : Collection<T>(wrapped) {}

@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <type_traits>
 #include <utility>
 
@@ -161,6 +162,14 @@ private:
 template <class T, class... Arguments>
 [[nodiscard]] Reference<T> makeReference(Arguments&&... arguments) {
     return Reference<T>(new T(std::forward<Arguments>(arguments)...));
+}
+
+/// The same for a class that is made of a list in braces: makeReference<ArrayList>({first,
+/// second}).
+template <class T>
+[[nodiscard]] Reference<T>
+makeReference(std::initializer_list<typename T::InitialElement> elements) {
+    return Reference<T>(new T(elements));
 }
 
 } // namespace qx

@@ -123,20 +123,19 @@ TYPED_TEST(KeyedMap, WalksNoticeWhenTheyChangeTheMap) {
     }
 }
 
-TEST(StringHashMap, TakesUnitsWithALengthOrUpToTheFirstZeroUnit) {
-    StringHashMap map;
-    map.put(u"abc", new Item(1));
-    map.put(String(u"abc\0d", 5), new Item(2));
-    map.put(u"", new Item(3));
-    EXPECT_EQ(numberOf(map.get(u"abc\0d", -1)), 1);
-    EXPECT_EQ(numberOf(map.get(u"abcdef", 3)), 1);
-    EXPECT_EQ(map.get(u"abc", 2), nullptr);
-    EXPECT_EQ(numberOf(map.get(nullptr, -1)), 3);
-    EXPECT_EQ(numberOf(map.get(nullptr, 4)), 3);
-    EXPECT_TRUE(map.containsKey(u"abc", -1));
-    map.put(u"none", nullptr);
-    EXPECT_FALSE(map.containsKey(u"none", 4));
-    EXPECT_FALSE(map.containsKey(u"none"));
+TEST(StringHashMap, TakesTextsAndUnitsWithALengthOrUpToTheFirstZeroUnit) {
+    StringHashMap map{
+        {u"abc", new Item(1)}, {String(u"abc\0d", 5), new Item(2)}, {u"", new Item(3)}};
+    for (const auto& value : {map.get(u"abc\0d", -1), map.get(u"abcdef", 3), map.get("abc"),
+                              map.get(std::u16string_view(u"abcdef", 3))})
+        EXPECT_EQ(numberOf(value), 1);
+    for (const auto& value : {map.get(nullptr, -1), map.get(nullptr, 4), map.get(""), map.get(u"")})
+        EXPECT_EQ(numberOf(value), 3);
+    EXPECT_EQ(numberOf(map.put(std::string("abc\0d", 5), nullptr)), 2);
+    EXPECT_TRUE(map.containsKey(u"abc", -1) && map.containsKey("abc") &&
+                !map.containsKey(u"abc", 2));
+    EXPECT_FALSE(map.containsKey(u"abc\0d", 5)); // with a null value
+    EXPECT_EQ(numberOf(map.remove("abc")), 1);
 }
 
 TEST(StringHashMap, RefusesKeysThatCannotExposeTheirUnits) {

@@ -197,6 +197,12 @@ TEST(Strangers, AreElementsKeysAndValuesByTheirAddressButNoEntries) {
         list.add(newText());
         return list.contains(nullptr) && HashSet(list, as<IQXComparator>(x)).contains(x);
     });
+    check("comparator of a sort", {Null, Ok, Ok, Ok}, [](auto* x) {
+        ArrayList{u"a", u"b"}.sort(as<IQXComparator>(x));
+    });
+    check("elements sorted by type", {Ok, Cast, Cast, Cast}, [](auto* x) {
+        collections::List<String>(holding<ArrayList>(x)).sort([](auto&, auto&) { return true; });
+    });
     check("entries", {Cast, Cast, Cast, Cast},
           [](auto* x) { return mapOf(x, x)->createEntrySet()->containsAll(*holding<HashSet>(x)); });
     check("removed entries", {False, False, False, False}, [](auto* x) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "tests/support/CollectionPlay.h"
@@ -59,6 +60,21 @@ public:
             changed(0);
             return std::exchange(at(index), value);
         });
+    }
+    /// A place counts as changed when another element comes to it.
+    int sort() {
+        if (!isCurrent())
+            return Changed;
+        std::vector<std::pair<int, int>> sorted; // with their places
+        for (int index = 0; index < size(); ++index)
+            sorted.emplace_back(at(index), index);
+        std::ranges::sort(sorted);
+        for (int index = 0; const auto& [value, from] : sorted) {
+            if ((at(index) != Null || value != Null) && from != index)
+                changed(0);
+            at(index++) = value;
+        }
+        return 0;
     }
     void clear() {
         if (!m_isView) {

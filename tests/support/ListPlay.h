@@ -68,6 +68,10 @@ private:
     }
 
     void append(List& list, ModelList& model) {
+        if (byte() % 4 == 0) {
+            both("sort", list, model, [](auto& its) { return its.sort(); });
+            return;
+        }
         const Argument added = fresh(value());
         both("add", list, model, [&](auto& its) { return its.add(added); });
     }

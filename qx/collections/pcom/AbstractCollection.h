@@ -19,6 +19,10 @@ namespace qx::collections::pcom {
 /// each element of one of the two.
 class QX_API AbstractCollection : public Component<Object, Collection> {
 public:
+    using Collection::add;
+    using Collection::contains;
+    using Collection::remove;
+
     AbstractCollection& operator=(const AbstractCollection&) = delete;
 
     /// @throws UnsupportedOperationException always

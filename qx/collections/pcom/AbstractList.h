@@ -20,6 +20,10 @@ class QX_API AbstractList : public AbstractCollection, public virtual List {
 public:
     using AbstractCollection::addAll;
     using AbstractCollection::remove;
+    using List::add;
+    using List::indexOf;
+    using List::lastIndexOf;
+    using List::set;
 
     /// Through a list iterator at the end.
     /// @return true

@@ -17,6 +17,12 @@ namespace qx::collections::pcom {
 /// makes them throw CastFailedException.
 class QX_API AbstractMap : public Component<Object, Map> {
 public:
+    using Map::containsKey;
+    using Map::containsValue;
+    using Map::get;
+    using Map::put;
+    using Map::remove;
+
     /// Clears the entry set.
     void clear() override;
     /// Negative, 0 or positive: the order of the first value of this map, in its order, that is not

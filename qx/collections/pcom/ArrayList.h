@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <vector>
 
 #include <qx/collections/pcom/AbstractList.h>
@@ -14,9 +15,18 @@ namespace qx::collections::pcom {
 /// grows to one and a half times its capacity and never shrinks.
 class QX_API ArrayList : public AbstractList {
 public:
+    using AbstractList::add;
     using AbstractList::remove;
+    using AbstractList::set;
+    using InitialElement = AnyElement;
 
     ArrayList() = default;
+    /// Holds @p elements, and the default comparator. Objects and texts stand for elements as in
+    /// add: ArrayList{first, u"second", nullptr}.
+    ArrayList(std::initializer_list<AnyElement> elements) : ArrayList() {
+        for (const AnyElement& element : elements)
+            ArrayList::add(element.get());
+    }
     /// @throws ResultException with result::NullPointer when @p comparator is null
     explicit ArrayList(const IQXComparator* comparator);
     /// Holds the elements of @p other, and the default comparator.

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include <qx/collections/InputIterator.h>
+#include <qx/collections/pcom/AnyElement.h>
 #include <qx/collections/pcom/ConstIterator.h>
 #include <qx/collections/pcom/Iterator.h>
 #include <qx/core/Object.h>
@@ -21,8 +22,12 @@ namespace qx::collections::pcom {
 /// elements that were added or removed by then stay so.
 ///
 /// A collection and its iterators serve one thread at a time. Elements are handed in as their
-/// unknown interface (ComObject::GetUnknown), and one without references is destroyed when it is
-/// not taken.
+/// unknown interface (ComObject::GetUnknown), or as a pointer or Reference to the object, and one
+/// without references is destroyed when it is not taken. A text stands for a String of it:
+///
+///     list->add(qx::makeReference<qx::Double>(1.5));
+///     list->add(u"text");
+///     list->contains(u"text"); // true
 ///
 /// A collection is an input range of its elements, each a Reference<IQXUnknown>:
 ///
@@ -61,6 +66,12 @@ public:
     virtual bool retainAll(const Collection& other) = 0;
 
     bool isEmpty() const { return getSize() == 0; }
+
+    bool add(const SomeElement auto& element) { return add(unknownFor(element)); }
+    bool contains(const SoughtElement auto& element) const {
+        return contains(SoughtUnknown(element));
+    }
+    bool remove(const SoughtElement auto& element) { return remove(SoughtUnknown(element)); }
 
     InputIterator<ConstIterator> begin() const {
         return InputIterator<ConstIterator>(createConstIterator());

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 
 #include <qx/collections/pcom/AbstractMap.h>
@@ -32,6 +33,13 @@ struct HashMapSlot;
 /// over whatever.
 class QX_API HashMap : public AbstractMap {
 public:
+    using AbstractMap::containsKey;
+    using AbstractMap::containsValue;
+    using AbstractMap::get;
+    using AbstractMap::put;
+    using AbstractMap::remove;
+    using InitialElement = AnyEntry;
+
     static constexpr int DEFAULT_CAPACITY = 101;
     static constexpr float DEFAULT_LOAD = 0.75F;
 
@@ -41,6 +49,12 @@ public:
     ///     full; a new key then makes it twice as long, plus one
     /// @throws RangeErrorException when either is out of its range
     explicit HashMap(int capacity = DEFAULT_CAPACITY, float loadFactor = DEFAULT_LOAD);
+    /// Holds @p entries, of those with equal keys the last, and the default comparators:
+    /// HashMap{{u"one", first}, {u"two", second}}.
+    HashMap(std::initializer_list<AnyEntry> entries) : HashMap() {
+        for (const auto& [key, value] : entries)
+            HashMap::put(key.get(), value.get());
+    }
     /// @throws ResultException with result::NullPointer when a comparator is null
     HashMap(const IQXComparator* keys, const IQXComparator* values, int capacity, float loadFactor);
     /// Holds the entries of @p other in twice as many buckets, at least 11, and has the default
@@ -70,9 +84,14 @@ public:
     /// put for a key that the caller knows to be absent. Nothing is compared, so keys that were
     /// chosen to share one hash cost no more than others.
     void putNew(IQXUnknown* key, IQXUnknown* value);
+    template <class K, class V>
+    requires(SomeElement<K> || SomeElement<V>) void putNew(const K& key, const V& value) {
+        putNew(unknownFor(key), unknownFor(value));
+    }
     Reference<IQXUnknown> remove(const IQXUnknown* key) override;
     /// What get returns, lent: good until the value is replaced or its key leaves the map.
     IQXUnknown* peek(const IQXUnknown* key) const;
+    IQXUnknown* peek(const SoughtElement auto& key) const { return peek(SoughtUnknown(key)); }
 
     /// Number of buckets.
     int getCapacity() const noexcept { return m_tableLength; }

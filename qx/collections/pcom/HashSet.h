@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 
 #include <qx/collections/pcom/AbstractSet.h>
 #include <qx/platform/export.h>
@@ -12,8 +13,18 @@ class HashMap;
 /// A set in the keys of a HashMap, whose costs, order and count of changes it has.
 class QX_API HashSet : public AbstractSet {
 public:
+    using AbstractSet::add;
+    using AbstractSet::contains;
+    using AbstractSet::remove;
+    using InitialElement = AnyElement;
+
     /// Empty, with the default comparator.
     HashSet();
+    /// Holds @p elements, of equal ones the first, and the default comparator.
+    HashSet(std::initializer_list<AnyElement> elements) : HashSet() {
+        for (const AnyElement& element : elements)
+            HashSet::add(element.get());
+    }
     /// @throws ResultException with result::NullPointer when @p comparator is null
     explicit HashSet(const IQXComparator* comparator);
     /// Holds the elements of @p other, and the default comparator.

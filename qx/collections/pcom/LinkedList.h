@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <initializer_list>
 #include <iterator>
 #include <list>
 
@@ -16,9 +17,18 @@ namespace qx::collections::pcom {
 /// add at the end is not counted as a change: iterators go on and views stay valid.
 class QX_API LinkedList : public AbstractList {
 public:
+    using AbstractList::add;
     using AbstractList::remove;
+    using AbstractList::set;
+    using InitialElement = AnyElement;
 
     LinkedList() = default;
+    /// Holds @p elements, and the default comparator. Objects and texts stand for elements as in
+    /// add: LinkedList{first, u"second", nullptr}.
+    LinkedList(std::initializer_list<AnyElement> elements) : LinkedList() {
+        for (const AnyElement& element : elements)
+            LinkedList::add(element.get());
+    }
     /// @throws ResultException with result::NullPointer when @p comparator is null
     explicit LinkedList(const IQXComparator* comparator);
     /// Holds the elements of @p other, and the default comparator.

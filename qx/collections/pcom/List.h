@@ -2,6 +2,7 @@
 
 #include <qx/collections/pcom/Collection.h>
 #include <qx/collections/pcom/ConstListIterator.h>
+#include <qx/collections/pcom/ElementOrder.h>
 #include <qx/collections/pcom/ListIterator.h>
 
 namespace qx::collections::pcom {
@@ -38,6 +39,28 @@ public:
     virtual int lastIndexOf(const IQXUnknown* element) const = 0;
     /// Replaces the element at @p index, 0 to the size less 1, and returns the previous one.
     virtual Reference<IQXUnknown> set(int index, IQXUnknown* element) = 0;
+
+    bool add(int index, const SomeElement auto& element) { return add(index, unknownFor(element)); }
+    int indexOf(const SoughtElement auto& element) const { return indexOf(SoughtUnknown(element)); }
+    int lastIndexOf(const SoughtElement auto& element) const {
+        return lastIndexOf(SoughtUnknown(element));
+    }
+    Reference<IQXUnknown> set(int index, const SomeElement auto& element) {
+        return set(index, unknownFor(element));
+    }
+
+    /// Sorts by the natural order, so that equal elements keep their order and null comes first.
+    /// What fails leaves the list as it was; see sortList.
+    void sort() { sortList(*this); }
+    /// @throws ResultException with result::NullPointer, or with the code of the comparator
+    void sort(const IQXComparator* comparator) { sortList(*this, comparator); }
+    /// @param compare  takes two elements as `const Object&` and returns whether the first comes
+    ///     before the second, or how the two compare, as Object::compareTo does
+    /// @throws CastFailedException for an element that is no Object
+    template <class Compare>
+    requires(!std::convertible_to<Compare, const IQXComparator*>) void sort(Compare compare) {
+        sortListOf<Object>(*this, compare);
+    }
 
 protected:
     ~List() = default;

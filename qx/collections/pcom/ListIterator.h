@@ -1,5 +1,6 @@
 #pragma once
 
+#include <qx/collections/pcom/AnyElement.h>
 #include <qx/collections/pcom/ConstListIterator.h>
 #include <qx/collections/pcom/Iterator.h>
 
@@ -18,6 +19,9 @@ public:
     ///     remove through this iterator
     /// @throws Exception when the list was changed otherwise
     virtual void set(IQXUnknown* element) = 0;
+
+    bool add(const SomeElement auto& element) { return add(unknownFor(element)); }
+    void set(const SomeElement auto& element) { set(unknownFor(element)); }
 
 protected:
     ~ListIterator() = default;

@@ -5,6 +5,7 @@
 
 #include <qx/collections/EntryIterator.h>
 #include <qx/collections/InputIterator.h>
+#include <qx/collections/pcom/AnyElement.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/collections/pcom/Set.h>
 #include <qx/core/Object.h>
@@ -22,6 +23,11 @@ using EntryWalk = EntryIterator<IQXUnknown, IQXUnknown>;
 ///
 /// A map, its views and their iterators serve one thread at a time. A view keeps the map alive and
 /// shows its present state.
+///
+/// Keys and values are handed in as the elements of a Collection are:
+///
+///     map->put(u"answer", qx::makeReference<qx::Integer32>(42));
+///     map->get(u"answer");
 ///
 /// A map is an input range of its entries, each a pair of Reference<IQXUnknown>:
 ///
@@ -55,6 +61,24 @@ public:
     virtual Reference<IQXUnknown> remove(const IQXUnknown* key) = 0;
 
     bool isEmpty() const { return getSize() == 0; }
+
+    bool containsKey(const SoughtElement auto& key) const {
+        return containsKey(SoughtUnknown(key));
+    }
+    bool containsValue(const SoughtElement auto& value) const {
+        return containsValue(SoughtUnknown(value));
+    }
+    Reference<IQXUnknown> get(const SoughtElement auto& key) const {
+        return get(SoughtUnknown(key));
+    }
+    template <class K, class V>
+    requires(SomeElement<K> || SomeElement<V>) Reference<IQXUnknown> put(const K& key,
+                                                                         const V& value) {
+        return put(unknownFor(key), unknownFor(value));
+    }
+    Reference<IQXUnknown> remove(const SoughtElement auto& key) {
+        return remove(SoughtUnknown(key));
+    }
 
     InputIterator<EntryWalk> begin() const {
         return InputIterator<EntryWalk>(

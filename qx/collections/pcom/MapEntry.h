@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/collections/pcom/AnyElement.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Unknown.h>
@@ -20,6 +21,10 @@ public:
     virtual uint32_t hashCode() const = 0;
     /// Replaces the value and returns the previous one.
     virtual Reference<IQXUnknown> setValue(IQXUnknown* value) = 0;
+
+    Reference<IQXUnknown> setValue(const SomeElement auto& value) {
+        return setValue(unknownFor(value));
+    }
 
 protected:
     ~MapEntry() = default;
