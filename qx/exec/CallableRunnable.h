@@ -17,7 +17,10 @@ public:
 
     /// What the callable returns, null when it returns nothing.
     void* run() override {
-        if constexpr (std::is_void_v<std::invoke_result_t<Callable&>>) {
+        using Result = std::invoke_result_t<Callable&>;
+        static_assert(std::is_void_v<Result> || std::is_convertible_v<Result, void*>,
+                      "what a thread or another one runs returns nothing or a pointer");
+        if constexpr (std::is_void_v<Result>) {
             m_callable();
             return nullptr;
         } else {

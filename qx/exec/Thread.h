@@ -21,9 +21,7 @@ namespace qx::exec {
 /// What a thread can run beside an IRunnable: something that is called without arguments and
 /// returns nothing or a pointer.
 template <class T>
-concept ThreadBody = !std::convertible_to<T, IRunnable*> && std::invocable<std::decay_t<T>&> &&
-                     (std::is_void_v<std::invoke_result_t<std::decay_t<T>&>> ||
-                      std::convertible_to<std::invoke_result_t<std::decay_t<T>&>, void*>);
+concept ThreadBody = !std::convertible_to<T, IRunnable*> && std::invocable<std::decay_t<T>&>;
 
 /// Runs an IRunnable or a callable on a new thread and hands back what it returned.
 ///
