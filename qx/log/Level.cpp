@@ -17,7 +17,7 @@ std::u16string_view Level::nameOf(int level) noexcept {
     return level >= Trace && level <= Fatal ? Names[level - Trace] : std::u16string_view();
 }
 
-std::optional<int> Level::find(const AnyText& name) noexcept {
+std::optional<int> Level::find(const AnyText& name) {
     for (int level = Trace; level <= Fatal; ++level) {
         if (name.view().size() == nameOf(level).size() &&
             String(name.view()).equals(nameOf(level), true))

@@ -19,7 +19,7 @@ struct QX_API Level {
     /// "TRACE" to "FATAL"; empty for other numbers.
     static std::u16string_view nameOf(int level) noexcept;
     /// The level of that name, in letters of either case; nothing for other texts.
-    static std::optional<int> find(const AnyText& name) noexcept;
+    static std::optional<int> find(const AnyText& name);
 };
 
 } // namespace qx::log

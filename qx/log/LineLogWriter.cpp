@@ -131,6 +131,14 @@ void appendText(detail::Utf8Text& to, const FieldValue& value, FieldText& room) 
     appendEscaped(to, value.text(room), Place::Text);
 }
 
+void appendNumber(String& to, const FieldValue& value, FieldText& room) {
+    to.append(value.text(room));
+}
+
+void appendNumber(detail::Utf8Text& to, const FieldValue& value, FieldText& room) {
+    to.append(value, room);
+}
+
 /// The number in a field of kind Signed, also when it is an object.
 std::optional<int> levelIn(const FieldValue& value) {
     if (value.kind() == FieldValue::Kind::Signed)
@@ -233,6 +241,10 @@ private:
     }
 
     static void appendHead(Text& to, const std::optional<FieldValue>& value, FieldText& room) {
+        if (value && value->kind() == FieldValue::Kind::Unsigned) { // a thread
+            appendNumber(to, *value, room);
+            return;
+        }
         const auto shown = value ? value->text(room) : std::u16string_view();
         appendEscaped(to, shown.empty() ? std::u16string_view(u"-") : shown, Place::Head);
     }

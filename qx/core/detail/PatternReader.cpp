@@ -160,21 +160,29 @@ void PatternReader::readBrace() {
     if (brace == u'}')
         refuse(m_at - 1, u"a single \"}\"");
     m_place = m_at - 1;
-    const auto number = tryTakeNumber();
-    if (!number)
-        refuse(m_at, u"the number of an argument expected");
-    const bool hasLayout = tryTake(u':');
-    if (hasLayout)
-        readLayout();
-    else
-        m_layout = {};
-    if (!tryTake(u'}'))
-        refuse(m_at, u"\"}\" expected");
-    if (*number >= m_count)
-        refuse(m_place, String(u"there is no argument ").append(*number));
-    m_argument = &m_arguments[*number];
+    uint32_t number = 0;
+    bool hasLayout = false;
+    if (m_pattern.size() - m_at >= 2 && isDigit(m_pattern[m_at]) && m_pattern[m_at + 1] == u'}') {
+        number = m_pattern[m_at] - u'0'; // as most often
+        m_at += 2;
+    } else {
+        const auto taken = tryTakeNumber();
+        if (!taken)
+            refuse(m_at, u"the number of an argument expected");
+        number = *taken;
+        hasLayout = tryTake(u':');
+        if (hasLayout)
+            readLayout();
+        if (!tryTake(u'}'))
+            refuse(m_at, u"\"}\" expected");
+    }
+    if (number >= m_count)
+        refuse(m_place, String(u"there is no argument ").append(number));
+    m_argument = &m_arguments[number];
     const Kind kind = m_argument->kind();
     m_isPlain = !hasLayout && kind != Kind::Real && kind != Kind::Object;
+    if (!hasLayout && !m_isPlain)
+        m_layout = {};
 }
 
 void PatternReader::readLayout() {
