@@ -1,4 +1,3 @@
-#include <array>
 #include <cstdlib>
 #include <ctime>
 
@@ -6,7 +5,6 @@
 #include <expat.h>
 #endif
 
-#include <qx/io/HeldFlushWriter.h>
 #include <qx/log/BasicLogWriter.h>
 #include <qx/log/LineLogWriter.h>
 #include <qx/log/XmlLogWriter.h>
@@ -77,67 +75,6 @@ TEST(LogWriters, WriteNamesAndValuesAsTheyAreInTheOrderOfTheNames) {
     expectWritten(entryWith(u"custom lang=\"en\" x=\"1\"", new String(u"c")));
 
     expectWritten(stampedEntry(5000));
-}
-
-// Beside the same through a writer that log writers do not know, and so call for every text.
-TEST(LogWriters, PutIntoTheBufferOfAWriterWhatItWouldHavePutThere) {
-    class Unknown : public io::OutputStreamWriter {
-    public:
-        using OutputStreamWriter::OutputStreamWriter;
-    };
-    const std::u16string_view texts[] = {u"",
-                                         u"12345678",
-                                         u"Gr\u00FC\u00DFe & \uFFFF",
-                                         u"\u65E5\u672C\u8A9E\U0001F600",
-                                         u"half \xD83D pair",
-                                         u"half a pair \xD83D",
-                                         u"low \xDE00 alone"};
-    const auto logTo = [](int kind, io::Writer* out) {
-        using Escaping = log::XmlLogWriter::Escaping;
-        return kind == 0 ? log::BasicLogWriter::create(out)
-                         : log::XmlLogWriter::create(out, kind == 1 ? Escaping::None
-                                                                    : Escaping::WellFormed);
-    };
-    for (int setting = 0; setting < 24; ++setting) {
-        SCOPED_TRACE(setting);
-        const int32_t size = std::array{1, 200, 700, 8192}[setting % 4];
-        const Reference<qxtest::FakeSink<qxtest::Bytes>> sinks[] = {
-            new qxtest::FakeSink<qxtest::Bytes>, new qxtest::FakeSink<qxtest::Bytes>};
-        Reference<io::Writer> outs[] = {new io::OutputStreamWriter(sinks[0], u"UTF-8", size),
-                                        new Unknown(sinks[1], u"UTF-8", size)};
-        Reference<log::ILogProcessor> writers[2];
-        Reference<log::Logger> loggers[2];
-        for (int i = 0; i < 2; ++i) {
-            if (setting / 12)
-                outs[i] = new io::HeldFlushWriter(outs[i], 1 << 30);
-            writers[i] = logTo(setting / 4 % 3, outs[i]);
-            loggers[i] = qxtest::loggerTo(writers[i], String(u"a \u00E9<"));
-            loggers[i]->enableField(String(u"sequence"), true);
-            loggers[i]->enableField(String(u"thread"), true);
-        }
-        const auto expectSame = [&](auto use) {
-            EXPECT_EQ(failureOf([&] { use(0); }), failureOf([&] { use(1); }));
-            EXPECT_EQ(sinks[0]->writes, sinks[1]->writes);
-            EXPECT_EQ(sinks[0]->content, sinks[1]->content);
-            EXPECT_EQ(sinks[0]->flushes, sinks[1]->flushes);
-            EXPECT_EQ(dynamic_cast<log::AbstractLogWriter&>(*writers[0]).getLostCount(),
-                      dynamic_cast<log::AbstractLogWriter&>(*writers[1]).getLostCount());
-        };
-        for (int round = 0; round < 60; ++round) {
-            std::u16string text(texts[static_cast<size_t>(round) % std::size(texts)]);
-            text.resize(text.size() + static_cast<size_t>(round % 7 * 9), u'a');
-            const auto entry = round % 3 ? stampedEntry(round) // or one with an object
-                                         : entryWith(u"n\u00E1me x", new String(text));
-            for (const auto& sink : sinks)
-                sink->failing = round == 20;
-            expectSame([&](int i) { loggers[i]->log(-7, String(text)); });
-            if (round % 10 == 3) // not to the end of an entry
-                expectSame([&](int i) { outs[i]->write(round == 33 ? u"\xD83D" : u"whole"); });
-            expectSame([&](int i) { writers[i]->process(entry); });
-        }
-        expectSame([&](int i) { outs[i]->close(); });
-        expectSame([&](int i) { loggers[i]->log(1, String(u"closed")); });
-    }
 }
 
 TEST(LineLogWriter, WritesEveryEntryAsOneLineThatNoOtherLooksLike) {

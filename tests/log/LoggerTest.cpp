@@ -1,3 +1,4 @@
+#include <array>
 #include <map>
 #include <random>
 #include <thread>
@@ -223,73 +224,120 @@ TEST(Logger, AsksItsThresholdBeforeItMakesAnything) {
     EXPECT_EQ(asked, 3 + 2 + 3);
 }
 
-// Beside the same where nothing shows what processors are behind.
-TEST(Processors, TakeRecordsAsTheyTakeEntries) {
-    for (unsigned round = 0; round < 200; ++round) {
-        SCOPED_TRACE(round);
-        std::vector<Reference<FakeSink<Bytes>>> sinks[2];
-        Reference<Logger> loggers[2];
-        Reference<log::AsyncProcessor> queues[2];
-        log::AsyncOptions options;
-        options.failure = log::AsyncOptions::Failure::CarryOn;
-        for (const bool isHidden : {false, true}) {
-            std::mt19937 random(round);
-            const auto hidden = [&](Reference<log::ILogProcessor> processor) {
-                return isHidden ? Reference<log::ILogProcessor>(new Doing(
-                                      [processor](auto* entry) { processor->process(entry); }))
-                                : processor;
-            };
-            const auto build = [&](auto&& self, int depth) -> Reference<log::ILogProcessor> {
-                const unsigned kind = static_cast<unsigned>(random()) % (depth < 3 ? 6 : 3);
-                if (kind < 3) {
-                    sinks[isHidden].push_back(new FakeSink<Bytes>);
-                    const auto out = makeReference<io::OutputStreamWriter>(
-                        sinks[isHidden].back(), u"UTF-8", random() % 2 ? 150 : 8192);
-                    return hidden(kind == 0   ? log::BasicLogWriter::create(out)
-                                  : kind == 1 ? log::XmlLogWriter::create(out)
-                                              : hidden(log::BasicLogWriter::create(out)));
-                }
-                if (kind == 3)
-                    return hidden(log::LevelFilter::create(self(self, depth + 1),
-                                                           static_cast<int>(random() % 5)));
-                if (kind == 4 && depth == 0) {
-                    queues[isHidden] = log::AsyncProcessor::create(self(self, 1), 1, options);
-                    return hidden(queues[isHidden]);
-                }
-                const auto several = log::MultiProcessor::create();
-                for (unsigned count = static_cast<unsigned>(random()) % 4; count > 0; --count)
-                    several->addProcessor(self(self, depth + 1));
-                return hidden(several);
-            };
-            loggers[isHidden] = loggerTo(build(build, 0), u"name"_qs);
-            loggers[isHidden]->enableField(u"level"_qs, round % 4 != 0);
-            loggers[isHidden]->enableField(u"sequence"_qs, true);
+/// A tree of processors over writers in UTF-8, or the same where every call goes the described way:
+/// nothing shows what processors are, and log writers do not know what they write to.
+struct Tree {
+    class Unknown : public io::OutputStreamWriter {
+    public:
+        using OutputStreamWriter::OutputStreamWriter;
+    };
+
+    Tree(unsigned seed, bool isPlain) : m_random(seed), m_isPlain(isPlain) {
+        logger = loggerTo(make(0), u"a \u00E9<"_qs);
+        logger->enableField(u"level"_qs, seed % 4 != 0);
+        logger->enableField(u"sequence"_qs, true);
+        logger->enableField(u"thread"_qs, seed % 3 == 0);
+    }
+
+    unsigned pick(unsigned count) { return static_cast<unsigned>(m_random()) % count; }
+    Reference<log::ILogProcessor> shown(Reference<log::ILogProcessor> processor) const {
+        return m_isPlain ? Reference<log::ILogProcessor>(
+                               new Doing([processor](auto* entry) { processor->process(entry); }))
+                         : processor;
+    }
+    Reference<log::ILogProcessor> make(int depth) {
+        const unsigned kind = pick(depth < 3 ? 6 : 3);
+        if (kind < 3)
+            return shown(makeWriter(kind));
+        if (kind == 3)
+            return shown(log::LevelFilter::create(make(depth + 1), static_cast<int>(pick(5))));
+        if (kind == 4 && depth == 0) {
+            log::AsyncOptions options;
+            options.failure = log::AsyncOptions::Failure::CarryOn;
+            queue = log::AsyncProcessor::create(make(1), 1, options);
+            return shown(queue);
         }
+        const auto several = log::MultiProcessor::create();
+        for (unsigned count = pick(4); count > 0; --count)
+            several->addProcessor(make(depth + 1));
+        return shown(several);
+    }
+    Reference<log::ILogProcessor> makeWriter(unsigned kind) {
+        using Escaping = log::XmlLogWriter::Escaping;
+        const int32_t size = std::array{1, 200, 700, 8192}[pick(4)];
+        sinks.push_back(new FakeSink<Bytes>);
+        outs.push_back(m_isPlain ? new Unknown(sinks.back(), u"UTF-8", size)
+                                 : new io::OutputStreamWriter(sinks.back(), u"UTF-8", size));
+        if (pick(2) == 0)
+            outs.back() = new io::HeldFlushWriter(outs.back(), 1 << 30);
+        writers.push_back(
+            kind == 0 ? log::BasicLogWriter::create(outs.back())
+                      : log::XmlLogWriter::create(outs.back(), kind == 1 ? Escaping::None
+                                                                         : Escaping::WellFormed));
+        return writers.back();
+    }
+    /// What @p use (tree) has for a result, and what can be seen after it.
+    auto after(int number, auto&& use) {
+        for (size_t i = 0; i < sinks.size(); ++i)
+            sinks[i]->failing = (number + static_cast<int>(i)) % 9 == 5;
+        const int32_t result = failureOf([&] { use(*this); });
+        if (queue)
+            queue->flush();
+        std::vector<uint64_t> lost{queue ? queue->getFailedCount() : 0};
+        std::vector<std::pair<std::string, std::vector<int32_t>>> written;
+        for (size_t i = 0; i < sinks.size(); ++i) {
+            lost.push_back(dynamic_cast<log::AbstractLogWriter&>(*writers[i]).getLostCount());
+            written.emplace_back(textOf(sinks[i]->content), sinks[i]->writes);
+            written.back().second.push_back(sinks[i]->flushes);
+        }
+        return std::tuple(result, lost, written);
+    }
+
+    std::vector<Reference<FakeSink<Bytes>>> sinks;
+    std::vector<Reference<io::Writer>> outs;
+    std::vector<Reference<log::ILogProcessor>> writers;
+    Reference<log::AsyncProcessor> queue;
+    Reference<Logger> logger;
+
+private:
+    std::mt19937 m_random;
+    const bool m_isPlain;
+};
+
+TEST(Processors, TakeRecordsAndBytesAsTheyTakeEntriesAndTexts) {
+    for (unsigned seed = 0; seed < 150; ++seed) {
+        SCOPED_TRACE(seed);
+        Tree tree(seed, false), plain(seed, true);
         int number = 0;
-        const auto logToBoth = [&](const auto&... all) {
+        const auto compare = [&](auto&& use) {
+            EXPECT_EQ(tree.after(number, use), plain.after(number, use)) << number;
             ++number;
-            int32_t results[2];
-            uint64_t failures[2] = {};
-            for (const bool isHidden : {false, true}) {
-                for (size_t k = 0; k < sinks[isHidden].size(); ++k)
-                    sinks[isHidden][k]->failing = (number + static_cast<int>(k)) % 9 == 5;
-                results[isHidden] = failureOf([&] { loggers[isHidden]->log(number % 5, all...); });
-                if (queues[isHidden] && queues[isHidden]->flush())
-                    failures[isHidden] = queues[isHidden]->getFailedCount();
-            }
-            EXPECT_EQ(results[0], results[1]);
-            EXPECT_EQ(failures[0], failures[1]);
         };
-        for (size_t length : {0u, 100u, 2000u}) {
-            useOften(logToBoth);
-            logToBoth(String(std::u16string(length, u'x')));
-            logToBoth(u"half {0}", u"\xD800");
-            logToBoth(u"{1}", static_cast<int>(length));
+        const auto log = [&](const auto&... all) {
+            compare([&](Tree& to) { to.logger->log(number % 5 - 1, all...); });
+        };
+        const std::u16string_view texts[] = {u"", u"Gr\u00FC\u00DFe & \uFFFF\U0001F600",
+                                             u"half \xD83D pair", u"half a pair \xD83D"};
+        for (const auto& text : texts) {
+            useOften(log);
+            for (const size_t length : {0u, 60u, 2000u})
+                log(std::u16string(text).append(length, u'a'));
+            log(u"<{0}{1}>", text, number);
+            compare([&](Tree& to) { // not to the end of an entry
+                for (const auto& out : to.outs)
+                    out->write(number % 2 ? u"\xD83D" : u"whole");
+            });
+            const auto entry = entryWith(u"n\u00E1me x", new String(text)); // with an object
+            compare([&](Tree& to) {
+                for (const auto& writer : to.writers)
+                    writer->process(entry);
+            });
         }
-        for (size_t k = 0; k < sinks[0].size(); ++k) {
-            EXPECT_EQ(sinks[0][k]->content, sinks[1][k]->content);
-            EXPECT_EQ(sinks[0][k]->writes, sinks[1][k]->writes);
-        }
+        compare([](Tree& to) {
+            for (const auto& out : to.outs)
+                out->close();
+        });
+        log(u"closed");
     }
 }
 

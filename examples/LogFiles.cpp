@@ -1,0 +1,136 @@
+// Logs from several threads into files of limited size while somebody renames the file that is
+// being written, and is in the way of a rotation for a time. Then it looks for every line: LogFiles
+// FOLDER
+//
+// Exit code: 0 when all of it is there, in order and whole, 1 when not.
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
+#include <qx/io/OutputStreamWriter.h>
+#include <qx/log/AsyncProcessor.h>
+#include <qx/log/Level.h>
+#include <qx/log/LineLogWriter.h>
+#include <qx/log/LogFile.h>
+#include <qx/log/Logger.h>
+
+namespace {
+
+using namespace qx::log;
+namespace fs = std::filesystem;
+
+constexpr int Threads = 3, Lines = 5000, Limit = 20'000, LongestLine = 70;
+
+void require(bool holds, const std::string& what) {
+    if (!holds)
+        throw std::runtime_error(what);
+}
+
+/// Threads log, each in a burst of its own, and wait until the queue has handed all of it on.
+void logFromThreads(Logger& logger, AsyncProcessor& queue, int first) {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < Threads; ++thread)
+        threads.emplace_back([&logger, thread, first] {
+            for (int line = first; line < first + Lines; ++line)
+                logger.log(Level::Info, u"{0} {1}", thread, line);
+        });
+    threads.clear();
+    require(queue.flush() && queue.getFailedCount() == 0, "something has not been written");
+}
+
+/// Every line of the files, each of which has to be a line of its own; how many files are too long.
+int collect(const fs::path& folder, std::map<std::pair<int, int>, int>& found) {
+    int longer = 0;
+    for (const auto& file : fs::directory_iterator(folder)) {
+        if (!file.is_regular_file())
+            continue;
+        longer += file.file_size() > Limit + LongestLine ? 1 : 0;
+        std::ifstream lines(file.path());
+        std::string time, level, name, number, bar;
+        for (int thread, line; lines >> time >> level >> name >> number >> bar >> thread >> line;) {
+            require(level == "INFO" && name == "files" && bar == "|", "a line is not whole");
+            ++found[{thread, line}];
+        }
+        require(lines.eof(), file.path().string() + " has something else in it");
+    }
+    return longer;
+}
+
+void run(const fs::path& folder) {
+    const auto file =
+        qx::makeReference<LogFile>(folder / "log", LogFileOptions{.limit = Limit, .kept = 1000});
+    // Most lines come to the file in two parts.
+    const auto writer = qx::makeReference<qx::io::OutputStreamWriter>(file, u"UTF-8", 50);
+    const auto queue = AsyncProcessor::create(LineLogWriter::create(writer), 1);
+    const auto logger = Logger::create(u"files");
+    logger->setProcessor(queue);
+
+    logFromThreads(*logger, *queue, 0);
+    const uint64_t rotated = file->getRotatedCount();
+    require(rotated > 10 && file->getFailedCount() == 0, "the files have not been rotated");
+    std::cout << "files of limited size\n";
+
+    // A folder where the full file would go: it is written on, and that is told.
+    for (auto number = rotated; number > 0; --number)
+        fs::rename(folder / ("log." + std::to_string(number)),
+                   folder / ("old." + std::to_string(number)));
+    fs::create_directory(folder / "log.1");
+    fs::create_directory(folder / "log.1" / "full");
+    fs::create_symlink("nowhere", folder / "log.2");
+    logFromThreads(*logger, *queue, Lines);
+    require(file->getFailedCount() > 0 && file->getFirstFailure() < 0, "no failure was told");
+    require(file->getRotatedCount() == rotated, "there was no room for another file");
+    fs::remove_all(folder / "log.1");
+    fs::remove(folder / "log.2");
+    std::cout << "something in the way\n";
+
+    // The file gets another name, of which the log is told later.
+    fs::rename(folder / "log", folder / "renamed");
+    logFromThreads(*logger, *queue, 2 * Lines);
+    file->requestReopen();
+    logFromThreads(*logger, *queue, 3 * Lines);
+    require(fs::exists(folder / "log"), "the file has not been opened anew");
+    std::cout << "renamed and opened anew\n";
+
+    // What a killed process has left.
+    std::ofstream(folder / "log", std::ios::app)
+        << "2024-01-31T23:59:58.007+01:00 INFO files - | 9 9";
+    const auto again = Logger::create(u"files");
+    again->setProcessor(LineLogWriter::create(qx::makeReference<LogFile>(folder / "log")));
+    again->log(Level::Info, u"{0} {1}", 9, 10);
+
+    std::map<std::pair<int, int>, int> found;
+    const int longer = collect(folder, found);
+    require(std::ranges::all_of(found, [](const auto& line) { return line.second == 1; }),
+            "a line stands twice");
+    require(longer <= 2, "files are longer than they may be");
+    std::cout << found.size() << " lines\n";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        if (argc != 2) {
+            std::cerr << "usage: LogFiles FOLDER, which is empty\n";
+            return 1;
+        }
+        run(argv[1]);
+        return 0;
+    } catch (const std::exception& failure) {
+        std::cerr << "LogFiles: " << failure.what() << '\n';
+    }
+    return 1;
+}
