@@ -20,12 +20,44 @@ namespace {
 constexpr int64_t FirstSecond = daysFromDate(FirstYear, 1, 1) * SecondsPerDay;
 constexpr int64_t EndSecond = daysFromDate(LastYear + 1, 1, 1) * SecondsPerDay;
 
+/// The last day whose date was asked for: times come by the million on one day, and computing its
+/// date is most of what one of them takes.
+///
+/// One word, so that it is read and replaced as a whole: the day, plus 1, in the bits above the
+/// date.
+class LastDate {
+public:
+    /// @param day  counted from the first of January of FirstYear
+    void set(STRUCT_QX_TIME& time, int64_t day) noexcept {
+        const auto key = static_cast<uint64_t>(day + 1);
+        uint64_t known = m_known.load(std::memory_order_relaxed);
+        if (known >> DateBits != key) {
+            setDate(time, day + FirstSecond / SecondsPerDay);
+            known = key << DateBits | uint64_t{time.year} << 12 | uint64_t{time.month} << 8 |
+                    uint64_t{time.day} << 3 | time.dayOfWeek;
+            m_known.store(known, std::memory_order_relaxed);
+            return;
+        }
+        time.year = static_cast<uint16_t>(known >> 12 & 0x7FFF);
+        time.month = static_cast<uint16_t>(known >> 8 & 0xF);
+        time.day = static_cast<uint16_t>(known >> 3 & 0x1F);
+        time.dayOfWeek = static_cast<uint16_t>(known & 7);
+    }
+
+private:
+    static constexpr int DateBits = 27;
+
+    std::atomic<uint64_t> m_known{0};
+};
+
+constinit LastDate lastDate;
+
 int32_t setTime(STRUCT_QX_TIME& time, int64_t seconds) noexcept {
     if (seconds < FirstSecond || seconds >= EndSecond)
         return result::InvalidArgument;
     const int64_t sinceStart = seconds - FirstSecond;
     const auto ofDay = static_cast<int32_t>(sinceStart % SecondsPerDay);
-    setDate(time, sinceStart / SecondsPerDay + FirstSecond / SecondsPerDay);
+    lastDate.set(time, sinceStart / SecondsPerDay);
     time.hour = static_cast<uint16_t>(ofDay / 3600);
     time.minute = static_cast<uint16_t>(ofDay / 60 % 60);
     time.second = static_cast<uint16_t>(ofDay % 60);
