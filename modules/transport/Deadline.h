@@ -22,13 +22,19 @@ public:
             m_end = Clock::now() + std::chrono::milliseconds(milliseconds);
     }
 
-    bool isNever() const { return !m_end; }
     bool hasPassed() const { return m_end && Clock::now() >= *m_end; }
     bool isBefore(const Deadline& other) const {
         return m_end && (!other.m_end || *m_end < *other.m_end);
     }
 
-    /// What is left, in @p room; null for no limit.
+    /// Milliseconds that are left; QX_SOCKET_NO_LIMIT for no limit.
+    uint32_t left() const {
+        if (!m_end)
+            return QX_SOCKET_NO_LIMIT;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_end - Clock::now());
+        return static_cast<uint32_t>(std::max<int64_t>(left.count(), 0));
+    }
+    /// The same in @p room; null for no limit.
     const qx_timeval* left(qx_timeval& room) const {
         if (!m_end)
             return nullptr;

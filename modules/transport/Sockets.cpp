@@ -36,30 +36,6 @@ uint16_t hostOrder(uint16_t port) {
                                                       : port;
 }
 
-/// How the attempt to connect of a socket that does not wait has ended.
-ENUM_QX_E_SOCKET awaitConnected(const Socket& socket, const Deadline& deadline) {
-    if (!await(socket, QX_POLL_WRITE, deadline))
-        return QX_E_SOCKET_ETIMEDOUT;
-    int32_t number = 0;
-    int32_t length = sizeof number;
-    if (const ENUM_QX_E_SOCKET code =
-            codeOf(QXSocketGetOption(socket.get(), QX_SOL_SOCKET, QX_SO_ERROR, &number, &length)))
-        return code;
-    return number == 0 ? 0 : QX_E_SOCKETFromNativeSocketError(number);
-}
-
-ENUM_QX_E_SOCKET connect(const Socket& socket, const qx_sockaddr_union& address,
-                         const Deadline& deadline) {
-    if (deadline.isNever())
-        return codeOf(QXSocketConnect(socket.get(), &address, lengthOf(address)));
-    throwIfFailed(codeOf(QXSocketSetBlocking(socket.get(), 0)));
-    ENUM_QX_E_SOCKET code = codeOf(QXSocketConnect(socket.get(), &address, lengthOf(address)));
-    if (code == QX_E_SOCKET_EWOULDBLOCK)
-        code = awaitConnected(socket, deadline);
-    throwIfFailed(codeOf(QXSocketSetBlocking(socket.get(), 1)));
-    return code;
-}
-
 } // namespace
 
 bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline) {
@@ -79,7 +55,8 @@ Socket connectTo(const Place& place, const Deadline& deadline) {
         Socket socket;
         failure = makeSocket(address, socket);
         if (failure == 0)
-            failure = connect(socket, address, deadline);
+            failure = codeOf(
+                QXSocketTimedConnect(socket.get(), &address, lengthOf(address), deadline.left()));
         if (failure == 0)
             return socket;
     }
