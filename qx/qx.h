@@ -120,6 +120,7 @@
 #include <qx/io/ByteBufferOutputStream.h>
 #include <qx/io/ByteOrder.h>
 #include <qx/io/Channels.h>
+#include <qx/io/Copy.h>
 #include <qx/io/DataInputStream.h>
 #include <qx/io/DataOutputStream.h>
 #include <qx/io/FileHandle.h>

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <iterator>
+
+#include <qx/core/Reference.h>
+#include <qx/core/String.h>
 #include <qx/io/BufferedSource.h>
 #include <qx/io/Reader.h>
 #include <qx/platform/export.h>
@@ -24,9 +29,60 @@ public:
     ///     read, and the next call goes on behind it
     virtual int32_t readLine(String& line);
 
+    class Lines;
+    /// The lines that are left, each read when its turn comes:
+    ///
+    ///     for (const qx::String& line : reader.lines())
+    ///
+    /// Throws what readLine throws.
+    Lines lines();
+
 private:
     void dropLineEnd(char16_t lineEnd);
 };
+
+/// The lines that a BufferedReader has left, as an input range. Keeps the reader.
+class BufferedReader::Lines {
+public:
+    /// Holds the line that was read last, which changes with the next ++. Copies share the reader.
+    class Iterator {
+    public:
+        using iterator_concept = std::input_iterator_tag;
+        using value_type = String;
+        using difference_type = std::ptrdiff_t;
+
+        /// At the end.
+        Iterator() = default;
+        /// Reads the first line.
+        explicit Iterator(BufferedReader* reader) : m_reader(reader) { ++*this; }
+
+        const String& operator*() const noexcept { return m_line; }
+        const String* operator->() const noexcept { return &m_line; }
+        Iterator& operator++() {
+            if (m_reader->readLine(m_line) < 0)
+                m_reader = nullptr;
+            return *this;
+        }
+        void operator++(int) { ++*this; }
+        friend bool operator==(const Iterator& iterator, std::default_sentinel_t) noexcept {
+            return iterator.m_reader == nullptr;
+        }
+
+    private:
+        BufferedReader* m_reader = nullptr;
+        String m_line;
+    };
+
+    explicit Lines(BufferedReader* reader) : m_reader(reader) {}
+
+    Iterator begin() const { return Iterator(m_reader.get()); }
+    std::default_sentinel_t end() const noexcept { return {}; }
+
+private:
+    Reference<BufferedReader> m_reader;
+};
+
+inline BufferedReader::Lines BufferedReader::lines() { return Lines(this); }
 
 } // namespace qx::io
 

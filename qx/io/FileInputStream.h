@@ -30,6 +30,11 @@ public:
 
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;
+    /// Moves on without reading where the place in a file can be moved, else reads and drops.
+    int32_t skip(int32_t count) override;
+    /// What is left of a file, what waits in a pipe, socket or terminal; 0 where it cannot be
+    /// known.
+    int32_t available() override;
     /// Closes a handle that the stream owns; a second close does nothing.
     void close() override;
 

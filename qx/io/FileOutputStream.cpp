@@ -42,7 +42,11 @@ FileOutputStream::FileOutputStream(const util::FilePath& name, unsigned int mode
 // The name is copied, because files are opened again: a string may stand for units that somebody
 // else keeps.
 FileOutputStream::FileOutputStream(const String& name, unsigned int mode)
-    : m_name(name, String::AM_COPY), m_mode(mode) {
+    : FileOutputStream(name, mode, FilePermissions::AllForOwner) {}
+
+FileOutputStream::FileOutputStream(const String& name, unsigned int mode,
+                                   FilePermissions permissions)
+    : m_name(name, String::AM_COPY), m_mode(mode), m_permissions(permissions) {
     init();
 }
 
@@ -79,6 +83,15 @@ void FileOutputStream::write(const signed char* from, int32_t length) {
 
 void FileOutputStream::flush() {
     const auto lock = exclusive();
+    const ClosedAfter closed(*this);
+    if (m_file.isOpen() && (m_mode & NOSYNC) == 0)
+        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+}
+
+void FileOutputStream::sync() {
+    const auto lock = exclusive();
+    if (keepsClosed())
+        open();
     const ClosedAfter closed(*this);
     if (m_file.isOpen())
         throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
@@ -135,7 +148,7 @@ void FileOutputStream::openFile(bool truncate) {
         flags |= QX_FILE_APPEND;
     if (truncate)
         flags |= QX_FILE_TRUNCATE;
-    detail::openFile(m_name, flags, m_file);
+    detail::openFile(m_name, flags, m_file, static_cast<uint32_t>(m_permissions));
 }
 
 void FileOutputStream::requireName() const {

@@ -18,6 +18,15 @@ class FilePath;
 
 namespace qx::io {
 
+/// Permission bits of a file that is created, of which the umask takes its away: one of these, or
+/// any other number up to 0777 as FilePermissions(0640).
+enum class FilePermissions : uint32_t {
+    AllForOwner = 0700,   ///< what files get that nobody names permissions for
+    OwnerOnly = 0600,     ///< its owner may read and write it
+    OthersMayRead = 0644, ///< and everybody else read it
+    ForAll = 0666,        ///< as the umask says
+};
+
 /// Writes a file, a pipe or whatever else a handle stands for. A file that does not exist is
 /// created so that only its owner can use it. Failures raise ResultException with the platform's
 /// code; bytes that were written before stay written.
@@ -46,10 +55,19 @@ public:
     static constexpr unsigned int KEEPCLOSED = 8;
     /// Serialises writes as APPEND does, without moving to the end.
     static constexpr unsigned int LOCK = 16;
+    /// A flush does not wait for the disk. What was written is then with the system: other programs
+    /// see it, and it survives the end of this one, but not a power cut. For streams that are
+    /// flushed often; sync waits. With KEEPCLOSED a write does not wait either.
+    static constexpr unsigned int NOSYNC = 32;
 
     /// @throws InvalidPathException for an empty name and one with a 0 unit in it
     FileOutputStream(const util::FilePath& name, unsigned int mode);
     FileOutputStream(const String& name, unsigned int mode);
+    /// @param permissions  of a file that is created; one that is there keeps its own
+    FileOutputStream(const String& name, unsigned int mode, FilePermissions permissions);
+    FileOutputStream(const util::OtherFileName auto& name, unsigned int mode,
+                     FilePermissions permissions)
+        : FileOutputStream(util::FileName(name).toString(), mode, permissions) {}
     /// ATEND when @p append, else TRUNC.
     FileOutputStream(const util::FilePath& name, bool append);
     FileOutputStream(const String& name, bool append);
@@ -64,9 +82,12 @@ public:
     using OutputStream::write;
     /// Goes on after short writes until everything is written.
     void write(const signed char* from, int32_t length) override;
-    /// Makes what was written durable; with KEEPCLOSED the file is closed afterwards, also when
-    /// that failed.
+    /// Makes what was written durable, unless the mode is NOSYNC; with KEEPCLOSED the file is
+    /// closed afterwards, also when that failed.
     void flush() override;
+    /// Makes what was written durable in every mode. Does nothing when the file is closed, except
+    /// with KEEPCLOSED, which opens it for this.
+    void sync();
     /// Closes a handle that the stream owns. A failure is not reported.
     void close() override;
 
@@ -104,6 +125,7 @@ private:
     String m_name;
     FileHandle m_file;
     unsigned int m_mode = 0;
+    FilePermissions m_permissions = FilePermissions::AllForOwner;
     Reference<ipc::SemaphoreR> m_semaphore; // with APPEND or LOCK
     Reference<sync::Mutex> m_mutex;         // with APPEND, LOCK or KEEPCLOSED
 };

@@ -1,6 +1,7 @@
 #include <climits>
 
 #include <qx/io/BitInputStream.h>
+#include <qx/io/Copy.h>
 #include <qx/io/DataInputStream.h>
 #include <qx/io/HeldFlushWriter.h>
 
@@ -16,6 +17,16 @@ template <class Twin>
 class StreamDefaults : public testing::Test {};
 using Twins = testing::Types<Bytes, Chars>;
 TYPED_TEST_SUITE(StreamDefaults, Twins);
+
+TYPED_TEST(StreamDefaults, CopiesToTheEndWhatCameBeforeAFailureToo) {
+    const std::string content(50'000, 'x');
+    FakeSource<TypeParam> source(content, 10'000);
+    source.failAt = 4;
+    FakeSink<TypeParam> sink;
+    EXPECT_THROW(copy(&source, &sink), IoException);
+    EXPECT_EQ(copy(source, sink), 20'000);
+    EXPECT_EQ(textOf(sink.content), content);
+}
 
 TYPED_TEST(StreamDefaults, SkipReadsInBlocksOf256UntilTheEnd) {
     FakeSource<TypeParam> source(std::string(700, 'x'));
@@ -63,26 +74,12 @@ TYPED_TEST(StreamDefaults, WhatASourceClaimsBeyondTheMemoryItWasGivenIsAnError) 
     typename TypeParam::Unit units[32];
     signed char place[8];
     ByteBuffer buffer(8, QX_ENDIAN_LITTLE, false);
-    expectEach<IoException>({[&] { boaster.skip(10); }, [&] { buffered.read(); },
-                             [&] { buffered.read(units, 32); }, [&] { buffered.skip(1); },
-                             [&] { buffer.readFrom(&bytes); },
-                             [&] { DataInputStream(&bytes).readFully(place, 8); },
-                             [&] { InputStreamReader(&bytes, u"ASCII").read(); }});
+    expectEach<IoException>(
+        {[&] { boaster.skip(10); }, [&] { buffered.read(); }, [&] { buffered.read(units, 32); },
+         [&] { buffered.skip(1); }, [&] { buffer.readFrom(&bytes); },
+         [&] { DataInputStream(&bytes).readFully(place, 8); }, [&] { readAll(bytes); },
+         [&] { InputStreamReader(&bytes, u"ASCII").read(); }});
     EXPECT_EQ(buffer.getPosition(), 0u);
-}
-
-TEST(ByteStreams, TakeEveryKindOfByte) {
-    FakeSink<Bytes> out;
-    const unsigned char high[] = {0xFF};
-    out.write("ab", 2);
-    out.write(high, 1);
-    EXPECT_EQ(out.content, (Units<signed char>{'a', 'b', -1}));
-    FakeSource<Bytes> in(out.content);
-    char plain = 0;
-    unsigned char bytes[2];
-    EXPECT_EQ(in.read(&plain, 1) + in.read(bytes, 2), 3);
-    EXPECT_EQ(plain, 'a');
-    EXPECT_EQ(bytes[1], 0xFF);
 }
 
 TEST(Writer, TextFormsGoThroughTheBlockForm) {
