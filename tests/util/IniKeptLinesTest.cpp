@@ -2,7 +2,6 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -61,19 +60,16 @@ TEST_F(IniKeptLinesTest, TouchesOneLineAndRefusesGuesses) {
         // Where it stands, with the blanks and the line end that are there.
         {"# c\r\n[B]\r\nk  =  1 \r\n;d\r\n[a]\r\n", put("b", "K", "2"),
          "# c\r\n[B]\r\nk  =  2\r\n;d\r\n[a]\r\n"},
-        {"[a]\nk=\nl=1", put("A", "k", " v "), "[a]\nk=v\nl=1"},
-        {"[a]\nk=1 \\\n  2 \\\nthree\n# c\nl=1\n", put("a", "k", "4"), "[a]\nk=4\n# c\nl=1\n"},
+        {"[a]\nk=1 \\\n  2 \\\nthree\n# c\nl=1", put("a", "k", " 4 "), "[a]\nk=4\n# c\nl=1"},
         // New keys behind the last line of the last such set, new sets at the end.
-        {"[a]\nk = 1\n\n# b\n[b]\nk=1", put("a", "l", "2"), "[a]\nk = 1\nl = 2\n\n# b\n[b]\nk=1"},
-        {"[a]\nk=1\n[b]\n[A]\n", put("a", "l", "2"), "[a]\nk=1\n[b]\n[A]\nl=2\n"},
-        {"[b]\nk=1", put("a\\b", "l", "2"), "[b]\nk=1\n\n[a\\b]\nl=2\n"},
+        {"[a]\n[a]\nk = 1\n\n# b\n[b]\nk=1", put("A", "l", "2"),
+         "[a]\n[a]\nk = 1\nl = 2\n\n# b\n[b]\nk=1"},
+        {"[b]\nk=1", put("a\\b", "l", "2\\"), "[b]\nk=1\n\n[a\\b]\nl=2\\\n"},
         {"[a]\nk=1 \\\n 2\nd=C:\\\n", put("a", "l", "2"), "[a]\nk=1 \\\n 2\nl=2\nd=C:\\\n"},
-        {"", put("a", "k", "v\\"), "[a]\nk=v\\\n"},
         {Bom + "[a]\nk=ä\n", put("a", "k", "ö"), Bom + "[a]\nk=ö\n"},
         {"[a]\nk=\xFF\nl=1\n", put("a", "l", "ö"), "[a]\nk=\xFF\nl=ö\n"},
         // Comments go only with the set that they are in.
         {"# c\n[a]\n# d\nk=1\n2\n\n[b]\n", remove("K"), "# c\n[a]\n# d\n2\n\n[b]\n"},
-        {"[a]\n", remove("K"), std::to_string(result::NotFound)},
         {"[c]\nx=1\n# c\n[a]\n# d\nk=1\n# e\n\n# f\n[A]\n\n[ab]\n[A\\b]\n# g", removeSet,
          "[c]\nx=1\n# c\n# f\n[ab]\n"},
         {Bom + "[a]\nk=ä\n[b]\nk=ö\n", removeSet, Bom + "[b]\nk=ö\n"},
@@ -81,17 +77,12 @@ TEST_F(IniKeptLinesTest, TouchesOneLineAndRefusesGuesses) {
         {"[a]\nk=1\n[b]\n[A]\nK=2\n", put("a", "k", "3"),
          "line 5: the key stands in line 2 already"},
         {"[a]\nk=1 \\\n# c\n 2\n", remove("k"), "line 3: a comment between the lines of the value"},
-        {"[a]\nd=C:\\\nk=1\n", remove("k"), "line 3: " + along},
-        {"[a]\nd=C:\\\nk=1\n", put("a", "d", "3"), "line 3: " + along},
-        {"[a]\nk=C:\\\n[b]\n", removeSet, "line 3: " + along},
+        {"[a]\nd=C:\\\nk=1\n", remove("d"), "line 3: " + along},
         {"[a]\nk=1\n  2\n", put("a", "k", "3"),
          "line 3: it is indented, and may belong to the value before it"},
         {"[a]\n  k: 1\n", put("a", "k", "3"),
          "line 2: it may be the key too, but has not its form"},
-        {"[a]\nk=1\nl=2\n", put("a", "k", "3\\"),
-         "line 3: the \"\\\" at the end of the value before would take it along"},
-        {std::string("[a]\nk=1\0\n", 9), put("a", "k", "3"),
-         "line 2: a byte 0, so that this is no text"},
+        {std::string("[a]\nk=1\0\n", 9), remove("k"), "line 2: a byte 0, so that this is no text"},
     };
     for (const auto& [text, change, result] : cases)
         EXPECT_EQ(changed(text, change), result) << text;
@@ -102,29 +93,29 @@ TEST_F(IniKeptLinesTest, TouchesOneLineAndRefusesGuesses) {
     EXPECT_EQ(ini.view().report().line, 5);
 }
 
-std::vector<String> linesOf(const std::string& text) {
-    const auto lines = String::fromUtf8(text).split(u"\n");
-    return {lines.begin(), lines.end()};
-}
-
 TEST_F(IniKeptLinesTest, OneLineOfARealFileDiffers) {
+    const auto linesOf = [](const std::string& text) {
+        return String::fromUtf8(text).split(u"\n");
+    };
     int done = 0, refused = 0;
     for (const auto& file : fs::directory_iterator(QX_TEST_DATA_DIR "/ini")) {
         SCOPED_TRACE(file.path());
         const std::string text = readFile(file.path());
+        const auto before = linesOf(text);
         const IniFileView view = open(text).view();
         for (const auto set : view.sets()) {
             for (const auto key : view.keys(set)) {
-                const auto before = linesOf(text), after = linesOf(changed(text, [&](IniFile&ini) {
-                                                       return ini.AddKey(set, key, u"other", true);
-                                                   }));
+                const auto after = linesOf(changed(
+                    text, [&](IniFile& ini) { return ini.AddKey(set, key, u"other", true); }));
+                if (after.size() == 1) {
+                    ++refused;
+                    continue;
+                }
                 const auto [left, right] = std::ranges::mismatch(before, after);
-                const auto rest = after.end() - right - 1;
-                const bool isRefused = after.size() == 1;
-                EXPECT_TRUE(isRefused || right->endsWith(u"other") || right->endsWith(u"other\r"));
-                EXPECT_TRUE(isRefused ||
-                            std::equal(right + 1, after.end(), before.end() - rest, before.end()));
-                ++(isRefused ? refused : done);
+                EXPECT_TRUE(right->endsWith(u"other") || right->endsWith(u"other\r"));
+                EXPECT_TRUE(std::equal(right + 1, after.end(),
+                                       before.end() - (after.end() - right - 1), before.end()));
+                ++done;
             }
         }
     }
@@ -133,7 +124,7 @@ TEST_F(IniKeptLinesTest, OneLineOfARealFileDiffers) {
 
 TEST_F(IniKeptLinesTest, TakesValuesAsWhatIsAskedFor) {
     using namespace std::chrono;
-    constexpr char NotUnderstood[] = "(not understood)";
+    // The value with a blank behind it, "?" for one that is not understood.
     const auto get = [this]<class T>(const std::string& value, T fallback) -> std::string {
         IniFile ini = open("[a]\nk=" + value + "\n");
         EXPECT_EQ(ini.get("a", "none", fallback), fallback);
@@ -141,46 +132,27 @@ TEST_F(IniKeptLinesTest, TakesValuesAsWhatIsAskedFor) {
             const T found = ini.get("A", "K", fallback);
             EXPECT_EQ(ini.view().get("A", "K", fallback), found);
             if constexpr (requires { found.count(); })
-                return std::to_string(found.count());
+                return std::to_string(found.count()) + " ";
             else
-                return String::format(u"{0}", found).toUtf8();
+                return String::format(u"{0} ", found).toUtf8();
         } catch (const IniFileException& e) {
             EXPECT_EQ(e.GetType(), IniFileException::VALUE_NOT_UNDERSTOOD);
             EXPECT_TRUE(e.getDescription().toUtf8().starts_with(path + ": [A] K=\"" + value));
-            return NotUnderstood;
+            return "? ";
         }
     };
-    const std::pair<std::string, std::string> cases[] = {
-        {get("-128", int8_t{}), "-128"},
-        {get("128", int8_t{}), NotUnderstood},
-        {get("0x7F", int8_t{}), "127"},
-        {get("+18446744073709551615", uint64_t{}), "18446744073709551615"},
-        {get("18446744073709551616", uint64_t{}), NotUnderstood},
-        {get("-9223372036854775808", int64_t{}), "-9223372036854775808"},
-        {get("-1", 0u), NotUnderstood},
-        {get("-0", 0u), "0"},
-        {get("", 0), NotUnderstood},
-        {get("1 2", 0), NotUnderstood},
-        {get("0x", 0), NotUnderstood},
-        {get("٣", 0), NotUnderstood},
-        {get("Yes", false), "true"},
-        {get("oFF", true), "false"},
-        {get("2", true), NotUnderstood},
-        {get("-2.5e1", 0.0), "-25"},
-        {get("1e39", 0.0f), NotUnderstood},
-        {get("1.5x", 0.0), NotUnderstood},
-        {get(" text ", String(u"fallback")), "text"},
-        {get("1min 30s", seconds()), "90"},
-        {get("2h", minutes()), "120"},
-        {get("1500 ms", seconds()), NotUnderstood},
-        {get("1500ms", milliseconds()), "1500"},
-        {get("90", seconds()), NotUnderstood},
-        {get("0", seconds()), "0"},
-        {get("200000d", seconds()), NotUnderstood},
-        {get("1s x", seconds()), NotUnderstood},
-    };
-    for (const auto& [result, expected] : cases)
-        EXPECT_EQ(result, expected);
+    EXPECT_EQ(get("-128", int8_t{}) + get("128", int8_t{}) + get("0x7F", int8_t{}) + get("-1", 0u) +
+                  get("-0", 0u) + get("", 0) + get("1 2", 0) + get("0x", 0) + get("٣", 0),
+              "-128 ? 127 ? 0 ? ? ? ? ");
+    EXPECT_EQ(get("+18446744073709551615", uint64_t{}) + get("18446744073709551616", uint64_t{}) +
+                  get("-9223372036854775808", int64_t{}) + get("-2.5e1", 0.0) + get("1e39", 0.0f) +
+                  get("1.5x", 0.0) + get(" text ", String(u"fallback")),
+              "18446744073709551615 ? -9223372036854775808 -25 ? ? text ");
+    EXPECT_EQ(get("Yes", false) + get("oFF", true) + get("2", true), "true false ? ");
+    EXPECT_EQ(get("1min 30s", seconds()) + get("2h", minutes()) + get("1500 ms", seconds()) +
+                  get("1500ms", milliseconds()) + get("90", seconds()) + get("0", seconds()) +
+                  get("200000d", seconds()) + get("1s x", seconds()),
+              "90 120 ? 1500 ? 0 ? ? ");
 }
 
 } // namespace
