@@ -9,7 +9,6 @@
 
 #include <filesystem>
 #include <iostream>
-#include <new>
 
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/TemporaryFolder.h"

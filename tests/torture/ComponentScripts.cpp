@@ -1,21 +1,12 @@
 #include "tests/torture/Script.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <mutex>
 
 namespace qxtorture {
 
 using i18n::StringBundle;
 
 namespace {
-
-template <class Lock>
-void lockAndUnlock() {
-    Lock lock("a lock of the torture program");
-    lock.wait();
-    lock.signal();
-}
 
 template <class Buffer, class Unit>
 void fillBuffer() {
@@ -128,71 +119,46 @@ void addComponentScripts(Scripts& scripts) {
     });
     scripts.addFailing("object.class that is missing",
                        [] { Class::forName(u"CQXNothingOfTheKind"); });
-    scripts.add("object.printable form", [] { makeReference<Object>()->toString(); });
-    scripts.add("object.exception thrown and copied", [] {
+    scripts.add("object.exception thrown, copied and printed", [] {
         try {
             throwResult(result::NotFound, u"a description that is long enough to be kept");
         } catch (const Exception& failure) {
             const Exception copy(failure);
             copy.toString();
         }
-    });
-    scripts.add("object.exception behind the boundary", [] {
+        makeReference<Object>()->toString();
         resultOf([] { throw RangeErrorException(u"far beyond what there is in the list"); });
     });
-    scripts.add("buffer.bytes", [] { fillBuffer<util::RWByteBuffer, signed char>(); });
-    scripts.add("buffer.units", [] { fillBuffer<util::RWCharBuffer, char16_t>(); });
-    scripts.add("buffer.guarded bytes", [] { fillBuffer<util::MTByteBuffer, signed char>(); });
-    scripts.add("buffer.guarded units", [] { fillBuffer<util::MTCharBuffer, char16_t>(); });
-    scripts.add("buffer.compared and printed", [] {
+    scripts.add("buffer.filled, compared and printed", [] {
+        fillBuffer<util::RWByteBuffer, signed char>();
+        fillBuffer<util::RWCharBuffer, char16_t>();
+        fillBuffer<util::MTByteBuffer, signed char>();
+        fillBuffer<util::MTCharBuffer, char16_t>();
         const util::ROCharBuffer left(u"left", 4, 0), right(u"left", 4, 0);
         left.equals(right);
         left.toString();
     });
-    scripts.add("sync.mutex", lockAndUnlock<sync::Mutex>);
-    scripts.add("sync.readers and writers", [] {
-        lockAndUnlock<sync::ReaderWriterLock>();
+    scripts.add("sync.locks and signals", [] {
+        sync::Mutex mutex("a lock of the torture program");
+        sync::Mutex common("torture mutex", QX_SYNC_SHARED);
         sync::ReaderWriterLock lock;
-        lock.waitShared();
-        lock.signalShared();
-    });
-    scripts.add("sync.condition", [] {
+        const std::scoped_lock held(mutex, common, lock);
         sync::Condition condition("a condition");
         const sync::Condition::Holder holder(condition);
         mustFail([&] { condition.wait(1); });
         condition.broadcast();
+        sync::Event().signal();
+        sync::Gate().open();
+        sync::Semaphore(1).wait();
     });
-    scripts.add("sync.event, gate and semaphore", [] {
-        sync::Event event;
-        event.signal();
-        event.wait();
-        sync::Gate gate;
-        gate.open();
-        gate.wait();
-        sync::Semaphore semaphore(1);
-        semaphore.wait();
-        semaphore.signal();
-    });
-    scripts.add("sync.mutex of all processes", [] {
-        sync::Mutex lock("torture mutex", QX_SYNC_SHARED);
-        const std::scoped_lock held(lock);
-    });
-    scripts.add("ipc.semaphore", [] {
-        ipc::Semaphore semaphore("torture semaphore", 2);
-        semaphore.wait();
-        static_cast<void>(semaphore.tryWait());
-        semaphore.signal();
-        semaphore.signal();
-    });
-    scripts.add("ipc.semaphore taken again", [] {
+    scripts.add("ipc.semaphores and shared memory", [] {
+        ipc::Semaphore two("torture semaphore", 2);
         const auto guard = makeReference<sync::Mutex>();
-        ipc::SemaphoreR semaphore("torture turn", 1, guard);
-        semaphore.wait();
-        semaphore.wait();
-        semaphore.signal();
-        semaphore.signal();
-    });
-    scripts.add("ipc.shared memory", [] {
+        ipc::SemaphoreR turn("torture turn", 1, guard);
+        two.wait();
+        const std::scoped_lock held(turn);
+        const std::scoped_lock again(turn);
+        two.signal();
         const ipc::SharedMemory block("torture block", 10000, QX_SHAREDMEM_CREATE, 0);
         *static_cast<char*>(block.get()) = 1;
     });

@@ -1,13 +1,7 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdlib>
-#include <functional>
-#include <optional>
 #include <stdexcept>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include <qx/qx.h>
 

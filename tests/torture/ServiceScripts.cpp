@@ -1,8 +1,5 @@
 #include "tests/torture/Script.h"
 
-#include <memory>
-#include <new>
-
 namespace qxtorture {
 
 namespace {
@@ -152,12 +149,9 @@ void addServiceScripts(Scripts& scripts) {
     scripts.add("log.queued without a worker", [] {
         const auto text = makeReference<io::StringWriter>();
         logTo(log::AsyncProcessor::create(log::BasicLogWriter::create(text), 0));
-    });
-    scripts.add("log.queued with bounds", [] {
         log::AsyncOptions options;
         options.capacity = 1;
         options.overflow = log::AsyncOptions::Overflow::DropOldest;
-        const auto text = makeReference<io::StringWriter>();
         logTo(log::AsyncProcessor::create(log::BasicLogWriter::create(text), 0, options));
     });
     scripts.add("log.in line", [] {
@@ -182,12 +176,10 @@ void addServiceScripts(Scripts& scripts) {
         uri.removeQueryPair(u"x");
         const net::URI copy(uri);
         copy.toString();
-    });
-    scripts.add("uri.without authority", [] {
-        net::URI uri(u"urn:something:opaque");
-        uri.getSchemeSpecificPart(false);
-        uri.setPath(u"a path/with \u00E4", true);
-        uri.toString();
+        net::URI opaque(u"urn:something:opaque");
+        opaque.getSchemeSpecificPart(false);
+        opaque.setPath(u"a path/with \u00E4", true);
+        opaque.toString();
     });
     scripts.add("net.server by codes", [] { serveOn("127.0.0.1"); });
     scripts.add("net.server on two addresses", [] { serveOn("127.0.0.1,127.0.0.2"); });
@@ -203,8 +195,10 @@ void addServiceScripts(Scripts& scripts) {
     });
     scripts.addFailing("net.nobody listens",
                        [] { net::TcpSocket client(String(u"127.0.0.1"), 9); });
-    scripts.add("net.file path", [] { net::FilePath(String(u"/tmp/file")).getUNCPath(); });
-    scripts.add("net.share", [] { net::FilePath(String(u"\\\\server\\share\\a\\b")).getPath(); });
+    scripts.add("net.paths", [] {
+        net::FilePath(u"/tmp/file").getUNCPath();
+        net::FilePath(u"\\\\server\\share\\a\\b").getPath();
+    });
 }
 
 } // namespace qxtorture

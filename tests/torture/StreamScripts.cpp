@@ -112,13 +112,13 @@ void addStreamScripts(Scripts& scripts) {
         in.skip(35);
         in.read();
     });
-    scripts.add("file.emptied and written", [] { writeInMode(FileOutputStream::TRUNC); });
-    scripts.add("file.continued", [] { writeInMode(FileOutputStream::ATEND); });
-    scripts.add("file.appended to in turns", [] { writeInMode(FileOutputStream::APPEND); });
-    scripts.add("file.kept closed",
-                [] { writeInMode(FileOutputStream::KEEPCLOSED | FileOutputStream::TRUNC); });
-    scripts.add("file.locked",
-                [] { writeInMode(FileOutputStream::LOCK | FileOutputStream::TRUNC); });
+    scripts.add("file.written in each mode", [] {
+        for (const unsigned int mode :
+             {FileOutputStream::TRUNC, FileOutputStream::ATEND, FileOutputStream::APPEND,
+              FileOutputStream::KEEPCLOSED | FileOutputStream::TRUNC,
+              FileOutputStream::LOCK | FileOutputStream::TRUNC})
+            writeInMode(mode);
+    });
     scripts.add("file.read", [] {
         FileOutputStream(String(u"read.txt"), false).write(Bytes, sizeof Bytes - 1);
         readLines(makeReference<FileInputStream>(String(u"read.txt")), u"UTF-8");
@@ -229,14 +229,10 @@ void addStreamScripts(Scripts& scripts) {
         passThrough(*channel);
         channel->getInheritableName();
     });
-    scripts.add("channel.of a component", [] {
-        const auto component = componentOf(*memoryChannel());
-        passThrough(*Channels::adaptPcomChannel(component));
-    });
-    scripts.add("channel.of a component with a name", [] {
+    scripts.add("channel.of a component, also with a name", [] {
+        passThrough(*Channels::adaptPcomChannel(componentOf(*memoryChannel())));
         const auto channel = memoryChannel();
-        const auto component = componentOf(*channel);
-        const auto back = Channels::adaptPcomWithInheritance(component);
+        const auto back = Channels::adaptPcomWithInheritance(componentOf(*channel));
         passThrough(*back);
         require(back->getInheritableName().equals(channel->getInheritableName()), "another name");
     });

@@ -2,11 +2,8 @@
 // system runs them: qx_torture_threads [--seconds N] [AREA...]. Made to run under the thread
 // sanitizer. Prints how many rounds the threads made.
 
-#include <atomic>
 #include <chrono>
 #include <iostream>
-#include <mutex>
-#include <shared_mutex>
 #include <thread>
 
 #include "tests/fork/Uses.h"
@@ -22,12 +19,6 @@ constexpr int ThreadCount = 16;
 /// What the threads share.
 struct Shared : qxtest::Inherited {
     const Reference<String> text = makeReference<String>(u"a text that all threads refer to");
-    sync::ReaderWriterLock readers;
-    sync::Condition condition;
-    sync::Semaphore three{3};
-    sync::Event event;
-    int64_t written = 0, turn = 0;
-    std::atomic<int> inside{0};
     const Reference<util::MTCharBuffer> buffer = makeReference<util::MTCharBuffer>(64);
     const Reference<i18n::StringMapBundle> bundle =
         i18n::MessageFile("yes = ja\nno = nein\n").createBundle();
@@ -49,27 +40,6 @@ void references(Shared& shared, int thread, int64_t) {
     String copy(*own); // shares the text
     copy.append(thread);
     require(own->getLength() == 32, "the shared text has changed");
-}
-
-void locks(Shared& shared, int thread, int64_t) {
-    if (thread % 4 == 0) {
-        const std::scoped_lock lock(shared.readers);
-        ++shared.written;
-    } else {
-        const std::shared_lock lock(shared.readers);
-        require(shared.written >= 0, "unreadable");
-    }
-    {
-        const sync::Condition::Holder holder(shared.condition);
-        ++shared.turn;
-        shared.condition.broadcast();
-    }
-    shared.three.wait();
-    require(++shared.inside <= 3, "too many hold the semaphore");
-    --shared.inside;
-    shared.three.signal();
-    shared.event.signal();
-    shared.event.wait(1);
 }
 
 void buffers(Shared& shared, int thread, int64_t round) {
@@ -117,9 +87,11 @@ void channels(Shared& shared, int thread, int64_t) {
 }
 
 std::vector<Area> allAreas() {
-    std::vector<Area> areas{{"references", references}, {"locks", locks},
-                            {"buffers", buffers},       {"numbers", numbers},
-                            {"bundles", bundles},       {"channels", channels}};
+    std::vector<Area> areas{{"references", references},
+                            {"buffers", buffers},
+                            {"numbers", numbers},
+                            {"bundles", bundles},
+                            {"channels", channels}};
     for (const qxtest::Use& use : qxtest::allUses())
         areas.push_back({use.name, [&use](Shared& shared, int, int64_t) { use.inParent(shared); }});
     return areas;
