@@ -1,24 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <new>
-#include <string>
-
-#include <qx/core/Exception.h>
-#include <qx/core/Integer.h>
-#include <qx/core/Reference.h>
-#include <qx/core/String.h>
-#include <qx/core/runtime/Class.h>
-#include <qx/core/runtime/ClassManager.h>
-#include <qx/core/runtime/GlobalLock.h>
-#include <qx/core/runtime/Startup.h>
-#include <qx/text/charset/ByteToCharConverter.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 
-using qx::Class;
-using qx::Object;
-using qx::Reference;
-using qx::String;
+using namespace qx;
 
 namespace {
 
@@ -39,19 +25,19 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
     // clang-format off
     const char16_t* const names[] = {
         u"CQXArrayList", u"CQXBigDecimal", u"CQXBigInteger", u"CQXByteArrayOutputStream",
-        u"CQXEvent", u"CQXFakeMutex", u"CQXGate", u"CQXString",
-        u"CQXHashMap", u"CQXLinkedList", u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
+        u"CQXEvent", u"CQXFakeMutex", u"CQXGate", u"CQXString", u"CQXHashMap", u"CQXLinkedList",
+        u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
         u"CQXNullOutputStream", u"CQXObject", u"CQXROByteBuffer", u"CQXROCharBuffer",
         u"CQXRWByteBuffer", u"CQXRWCharBuffer", u"CQXRWLock", u"CQXSemaphore", u"CQXStringWriter",
         u"CQXStdioInputStream", u"CQXStdioOutputStream", u"qx::Exception",
         u"qx::io::TimeoutException", u"qx::IntOverflowException", u"qx::text::charset::CTBAMP7",
         u"qx::text::charset::BTCUTF32BE"};
     const char16_t* const others[] = {
-        u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread",
-        u"CQXRunnable", u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList",
-        u"CQXComparator", u"CQXConstListIterator", u"CQXAtomic", u"qx::sync::FakeAtomic",
-        u"CQXDataInputStream", u"CQXDataOutputStream", u"CQXNumber", u"CQXFloat",
-        u"CQXDouble", u"CQXInteger32", u"CQXUInteger8"};
+        u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread", u"CQXRunnable",
+        u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList", u"CQXComparator",
+        u"CQXConstListIterator", u"CQXAtomic", u"qx::sync::FakeAtomic", u"CQXDataInputStream",
+        u"CQXDataOutputStream", u"CQXNumber", u"CQXFloat", u"CQXDouble", u"CQXInteger32",
+        u"CQXUInteger8"};
     // clang-format on
     for (const char16_t* name : names) {
         const Class* const found = Class::forName(name);
@@ -62,16 +48,16 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
     }
     for (const char16_t* name : others) // classes without a creator
         EXPECT_THROW(static_cast<void>(Class::forName(name)->createInstance()),
-                     qx::IllegalAccessException);
-    EXPECT_TRUE(Class::forName(u"CQXInteger32")->isInstance(qx::Integer32()));
-    EXPECT_TRUE(Class::forName(u"CQXUInteger8")->isInstance(qx::UInteger8()));
-    EXPECT_FALSE(Class::forName(u"CQXNumber")->isInstance(qx::Integer32()));
-    EXPECT_FALSE(Class::forName(u"qx::Exception")->isInstance(qx::ResultException()));
+                     IllegalAccessException);
+    EXPECT_TRUE(Class::forName(u"CQXInteger32")->isInstance(Integer32()));
+    EXPECT_TRUE(Class::forName(u"CQXUInteger8")->isInstance(UInteger8()));
+    EXPECT_FALSE(Class::forName(u"CQXNumber")->isInstance(Integer32()));
+    EXPECT_FALSE(Class::forName(u"qx::Exception")->isInstance(ResultException()));
     const auto unknown = [] { Class::forName(u"cqxstring"); };
-    EXPECT_EQ(qxtest::descriptionOf<qx::ClassNotFoundException>(unknown), "cqxstring");
-    EXPECT_THROW(Class::forName(nullptr), qx::ClassNotFoundException);
-    EXPECT_THROW(Class::forType(nullptr), qx::ClassNotFoundException);
-    qx::ClassManagerBase manager; // the first registration of a name wins
+    EXPECT_EQ(qxtest::descriptionOf<ClassNotFoundException>(unknown), "cqxstring");
+    EXPECT_THROW(Class::forName(nullptr), ClassNotFoundException);
+    EXPECT_THROW(Class::forType(nullptr), ClassNotFoundException);
+    ClassManagerBase manager; // the first registration of a name wins
     manager.registerClass(u"name", &typeid(Object), nullptr);
     manager.registerClass(u"name", &typeid(String), nullptr);
     EXPECT_EQ(manager.lookupName(u"name"), manager.lookupType(&typeid(Object)));
@@ -80,13 +66,13 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
 
 TEST(Class, UnregisteredTypesReportTheirReadableName) {
     const auto classOf = [] { Unregistered().getClass(); };
-    const auto description = qxtest::descriptionOf<qx::ClassNotFoundException>(classOf);
+    const auto description = qxtest::descriptionOf<ClassNotFoundException>(classOf);
     EXPECT_NE(description.find("Unregistered"), std::string::npos);
     EXPECT_EQ(Unregistered().toString(), u"Object@ABC");
     EXPECT_EQ(Nameless().toString(), u"Object@ABC");
     EXPECT_TRUE(Object().toString().startsWith(u"CQXObject@"));
-    EXPECT_TRUE(qx::Exception().toString().startsWith(u"qx::Exception@"));
-    EXPECT_TRUE(qx::ResultException().toString().startsWith(u"Object@"));
+    EXPECT_TRUE(Exception().toString().startsWith(u"qx::Exception@"));
+    EXPECT_TRUE(ResultException().toString().startsWith(u"Object@"));
 }
 
 TEST(Startup, NestsAndReleasesWithTheLastShutDownOnly) {
@@ -94,13 +80,13 @@ TEST(Startup, NestsAndReleasesWithTheLastShutDownOnly) {
     EXPECT_EQ(QXCLLibInit(), 0);
     EXPECT_EQ(Class::forName(u"CQXString"), before);
     EXPECT_EQ(QXCLLibUninit(), 0);
-    ASSERT_NE(qx::g_pGlobalLock, nullptr);
+    ASSERT_NE(g_pGlobalLock, nullptr);
 
     EXPECT_EQ(QXCLLibUninit(), 0);
-    EXPECT_EQ(qx::g_pGlobalLock, nullptr);
-    EXPECT_EQ(QXCLLibUninit(), qx::result::Fail);
+    EXPECT_EQ(g_pGlobalLock, nullptr);
+    EXPECT_EQ(QXCLLibUninit(), result::Fail);
     EXPECT_EQ(QXCLLibInit(), 0);
-    Reference<qx::text::charset::ByteToCharConverter> converter(
-        qx::text::charset::ByteToCharConverter::getConverter(u"latin1"));
+    Reference<text::charset::ByteToCharConverter> converter(
+        text::charset::ByteToCharConverter::getConverter(u"latin1"));
     EXPECT_NE(converter.get(), nullptr);
 }

@@ -1,31 +1,14 @@
 #include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
-#include <qx/core/Exception.h>
-#include <qx/core/Implements.h>
-#include <qx/core/LiveObjects.h>
-#include <qx/core/Object.h>
-#include <qx/core/ObjectMemory.h>
-#include <qx/core/Reference.h>
-#include <qx/core/Result.h>
-#include <qx/core/String.h>
+#include <qx/qx.h>
 
-using qx::ComObject;
-using qx::LiveObjects;
-using qx::Object;
-using qx::ObjectMemory;
-using qx::Reference;
-namespace result = qx::result;
+using namespace qx;
 
 namespace {
 
@@ -51,27 +34,27 @@ struct Holder : Object {
 };
 
 struct IFirst : IQXUnknown {
-    static constexpr qx::GUID Iid{1, 2, 3, {4}};
+    static constexpr GUID Iid{1, 2, 3, {4}};
     virtual int first() = 0;
 };
 struct ISecond : IQXUnknown {
-    static constexpr qx::GUID Iid{5, 6, 7, {8}};
+    static constexpr GUID Iid{5, 6, 7, {8}};
     virtual int second() = 0;
 };
-struct Both : qx::pcom::Implements<Object, IFirst, ISecond> {
+struct Both : pcom::Implements<Object, IFirst, ISecond> {
     int first() override { return 1; }
     int second() override { return 2; }
 };
-struct OnlyFirst : qx::pcom::Implements<ComObject, IFirst> {
+struct OnlyFirst : pcom::Implements<ComObject, IFirst> {
     int first() override { return 1; }
 };
 
 /// Its interface stands in front of the object.
 struct InFront : IFirst, Counted {
-    int32_t QueryInterface(const qx::GUID& iid, void** out) override {
-        static const qx::pcom::InterfaceData map[] = {qx::pcom::subObjectRow<InFront, IFirst>(),
-                                                      {nullptr, qx::pcom::InterfaceData::End, 0}};
-        return qx::pcom::QueryInterfaceMap(map, this, iid, out);
+    int32_t QueryInterface(const GUID& iid, void** out) override {
+        static const pcom::InterfaceData map[] = {pcom::subObjectRow<InFront, IFirst>(),
+                                                  {nullptr, pcom::InterfaceData::End, 0}};
+        return pcom::QueryInterfaceMap(map, this, iid, out);
     }
     uint32_t AddRef() override { return Counted::AddRef(); }
     uint32_t Release() override { return Counted::Release(); }
@@ -79,14 +62,14 @@ struct InFront : IFirst, Counted {
 };
 
 struct Incomparable : Object {
-    int compareTo(const Object&) const override { throw qx::CastFailedException(); }
+    int compareTo(const Object&) const override { throw CastFailedException(); }
     uint32_t hashCode() const override { throw std::bad_alloc(); }
 };
 
 } // namespace
 
 TEST(ComObject, CountsReferencesOfAllThreadsAndTellsTheModuleOfLifeAndDeath) {
-    qx::pcom::ModuleCount module;
+    pcom::ModuleCount module;
     auto* const object = new Counted();
     object->SetComModule(&module);
     EXPECT_EQ(object->InternalAddRef(), 1u); // the count alone
@@ -112,7 +95,7 @@ TEST(ComObject, CountsReferencesOfAllThreadsAndTellsTheModuleOfLifeAndDeath) {
 
 // What is made by a new-expression of its class, wherever the ComObject lies in it.
 struct Settings {
-    qx::String name;
+    String name;
 };
 struct BehindSettings : Settings, Counted {};
 struct OtherTable {
@@ -175,7 +158,7 @@ TEST(ComObject, MadeByNewEndsWithItsLastReferenceAndOnce) {
     EXPECT_EQ(Counted::s_alive, 0);
     const Reference<Object> aligned(new (std::nothrow) Aligned<64>());
     EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned.get()) % 64, 0u);
-    EXPECT_THROW(new Aligned<4096>(), qx::ResultException);
+    EXPECT_THROW(new Aligned<4096>(), ResultException);
     EXPECT_EQ(new (std::nothrow) Aligned<4096>(), nullptr);
     EXPECT_THROW(new Counted(1), std::runtime_error);
     EXPECT_EQ(Counted::s_alive, 1);
@@ -250,7 +233,7 @@ TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     EXPECT_EQ(unknown.get(), both->GetUnknown());
 
     void* out = &out;
-    EXPECT_EQ(both->QueryInterface(qx::GUID{}, &out), result::NoInterface);
+    EXPECT_EQ(both->QueryInterface(GUID{}, &out), result::NoInterface);
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(both->QueryInterface(IFirst::Iid, nullptr), result::NullPointer);
     EXPECT_EQ(both->GetRefCount(), 5u);
@@ -265,24 +248,23 @@ TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
 TEST(QueryInterface, EndsAtTheFailureOfAnIdentifiedChainOnly) {
     static int calls;
     calls = 0;
-    constexpr qx::pcom::ChainFunction refuse = [](ComObject*, const qx::GUID&, void** out,
-                                                  uint32_t data) {
+    constexpr pcom::ChainFunction refuse = [](ComObject*, const GUID&, void** out, uint32_t data) {
         ++calls;
         *out = nullptr;
         return data == 7 ? result::Fail : int32_t{1};
     };
     const auto chain = reinterpret_cast<uintptr_t>(refuse);
-    const qx::pcom::InterfaceData map[] = {
+    const pcom::InterfaceData map[] = {
         {nullptr, chain, 7},       // fails without identifier: ignored
         {&IFirst::Iid, chain, 8},  // neither success nor failure: goes on
         {&ISecond::Iid, chain, 7}, // fails with identifier: final
-        {nullptr, qx::pcom::InterfaceData::End, 0},
+        {nullptr, pcom::InterfaceData::End, 0},
     };
     Object object;
     void* out = nullptr;
-    EXPECT_EQ(qx::pcom::QueryInterfaceMap(map, &object, IFirst::Iid, &out), result::NoInterface);
+    EXPECT_EQ(pcom::QueryInterfaceMap(map, &object, IFirst::Iid, &out), result::NoInterface);
     EXPECT_EQ(calls, 2);
-    EXPECT_EQ(qx::pcom::QueryInterfaceMap(map, &object, ISecond::Iid, &out), result::Fail);
+    EXPECT_EQ(pcom::QueryInterfaceMap(map, &object, ISecond::Iid, &out), result::Fail);
     EXPECT_EQ(calls, 4);
 }
 
@@ -334,7 +316,7 @@ TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
     const Reference<Object> original(new Object()), copy(original->clone());
     *copy = Object();
     EXPECT_EQ(copy->GetRefCount(), 1u);
-    EXPECT_THROW(static_cast<void>(Counted().clone()), qx::CloneNotSupportedException);
+    EXPECT_THROW(static_cast<void>(Counted().clone()), CloneNotSupportedException);
 }
 
 TEST(LiveObjects, AreListedByClassUntilTheyEnd) {
@@ -345,9 +327,9 @@ TEST(LiveObjects, AreListedByClassUntilTheyEnd) {
         return objects;
     };
     const std::size_t all = LiveObjects::count(), before = strings();
-    const qx::String onStack(u"text");
-    qx::String copied(onStack);
-    Reference<qx::String> onHeap(new qx::String());
+    const String onStack(u"text");
+    String copied(onStack);
+    Reference<String> onHeap(new String());
     copied = *onHeap;
     const std::size_t one = LiveObjects::areListed() ? 1 : 0; // else nothing is ever counted
     EXPECT_EQ(LiveObjects::count() - all, 3 * one);

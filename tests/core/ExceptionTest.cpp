@@ -1,50 +1,38 @@
-#include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <new>
 #include <sstream>
-#include <string>
 #include <system_error>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <qx/core/ErrorCode.h>
-#include <qx/core/Exception.h>
-#include <qx/core/ExternalException.h>
-#include <qx/core/Result.h>
-#include <qx/io/IoException.h>
-#include <qx/net/socketerror.h>
-#include <qx/text/charset/EncodingException.h>
-#include <qx/util/config/IniFileException.h>
+#include <qx/qx.h>
 
 #include "tests/support/FailingAllocator.h"
 
+using namespace qx;
 using namespace qx::literals;
-using qx::makeErrorCode;
-namespace charset = qx::text::charset;
-namespace result = qx::result;
+namespace charset = text::charset;
 
 namespace {
 
 template <class Base, class Derived>
 constexpr bool IsBase = std::is_base_of_v<Base, Derived>;
-static_assert(IsBase<qx::io::IoException, qx::io::TimeoutException>);
-static_assert(!IsBase<qx::io::IoException, qx::io::UnexpectedEOFException>);
-static_assert(IsBase<qx::Exception, qx::io::UnexpectedEOFException>);
-static_assert(IsBase<qx::ExternalException, qx::IntOverflowException>);
-static_assert(std::is_nothrow_copy_constructible_v<qx::ResultException>);
-static_assert(!std::is_convertible_v<qx::OutOfMemoryException*, std::exception*>); // it has two
+static_assert(IsBase<io::IoException, io::TimeoutException>);
+static_assert(!IsBase<io::IoException, io::UnexpectedEOFException>);
+static_assert(IsBase<Exception, io::UnexpectedEOFException>);
+static_assert(IsBase<ExternalException, IntOverflowException>);
+static_assert(std::is_nothrow_copy_constructible_v<ResultException>);
+static_assert(!std::is_convertible_v<OutOfMemoryException*, std::exception*>); // it has two
 
-struct Unregistered : qx::Exception {};
+struct Unregistered : Exception {};
 
 /// What becomes of an exception at the boundary, as a text, as an error code and in a handler of
 /// the standard library's.
 template <class Thrown>
 void expectThat(const Thrown& thrown, int32_t code, const char* text) {
     SCOPED_TRACE(text);
-    EXPECT_EQ(qx::resultOf([&] { throw thrown; }), code);
+    EXPECT_EQ(resultOf([&] { throw thrown; }), code);
     EXPECT_EQ(thrown.code(), makeErrorCode(code));
     EXPECT_EQ((std::ostringstream() << thrown).str(), text);
     try {
@@ -57,56 +45,56 @@ void expectThat(const Thrown& thrown, int32_t code, const char* text) {
 } // namespace
 
 TEST(Exception, BecomesItsResultCodeAndDescribesItself) {
-    struct Own : qx::Exception {
-        qx::String getDescription() const override { return u"ours"_qs; }
+    struct Own : Exception {
+        String getDescription() const override { return u"ours"_qs; }
     };
-    expectThat(qx::Exception(u"no such \u00F6ption"_qs), result::Fail, "no such \u00F6ption");
+    expectThat(Exception(u"no such \u00F6ption"_qs), result::Fail, "no such \u00F6ption");
     expectThat(Own(), result::Fail, "ours");
     expectThat(Unregistered(), result::Fail, "(anonymous namespace)::Unregistered");
-    expectThat(qx::io::TimeoutException(), result::Fail, "qx::io::TimeoutException");
-    expectThat(qx::ResultException(), result::Fail, "qx::ResultException");
-    expectThat(qx::ResultException(result::NotFound), result::NotFound, "not found (0x80070002)");
-    expectThat(qx::ResultException(result::NotFound, u"a.ini"), result::NotFound,
+    expectThat(io::TimeoutException(), result::Fail, "qx::io::TimeoutException");
+    expectThat(ResultException(), result::Fail, "qx::ResultException");
+    expectThat(ResultException(result::NotFound), result::NotFound, "not found (0x80070002)");
+    expectThat(ResultException(result::NotFound, u"a.ini"), result::NotFound,
                "a.ini: not found (0x80070002)");
-    expectThat(qx::ResultException(result::Fail, u"a.ini"), result::Fail, "a.ini");
+    expectThat(ResultException(result::Fail, u"a.ini"), result::Fail, "a.ini");
     expectThat(charset::InvalidCharacterException(), result::InvalidCharacter,
                "invalid character (0x8BB34101)");
     expectThat(charset::UnmappableCharacterException(), result::UnmappableCharacter,
                "unmappable character (0x8BB34102)");
     expectThat(charset::UnknownEncodingException(u"x"_qs), result::UnknownEncoding,
                "x: unknown encoding (0x8BB34103)");
-    EXPECT_STREQ(static_cast<const std::bad_alloc&>(qx::OutOfMemoryException()).what(),
+    EXPECT_STREQ(static_cast<const std::bad_alloc&>(OutOfMemoryException()).what(),
                  "bad allocation");
-    EXPECT_EQ(qx::resultOf([] { throw qx::OutOfMemoryException(); }), result::OutOfMemory);
-    EXPECT_EQ(qx::OutOfMemoryException().code(), makeErrorCode(result::OutOfMemory));
-    EXPECT_EQ(qx::resultOf([] { throw std::bad_alloc(); }), result::OutOfMemory);
-    EXPECT_EQ(qx::resultOf([] { throw 42; }), result::Fail);
-    EXPECT_EQ(qx::resultOf([] { return int32_t{7}; }), 7);
-    EXPECT_EQ(qx::resultOf([] {}), result::Ok);
-    EXPECT_EQ(qx::throwIfFailed(3), 3);
-    EXPECT_EQ(qx::resultOf([] { qx::throwIfFailed(result::TimedOut); }), result::TimedOut);
+    EXPECT_EQ(resultOf([] { throw OutOfMemoryException(); }), result::OutOfMemory);
+    EXPECT_EQ(OutOfMemoryException().code(), makeErrorCode(result::OutOfMemory));
+    EXPECT_EQ(resultOf([] { throw std::bad_alloc(); }), result::OutOfMemory);
+    EXPECT_EQ(resultOf([] { throw 42; }), result::Fail);
+    EXPECT_EQ(resultOf([] { return int32_t{7}; }), 7);
+    EXPECT_EQ(resultOf([] {}), result::Ok);
+    EXPECT_EQ(throwIfFailed(3), 3);
+    EXPECT_EQ(resultOf([] { throwIfFailed(result::TimedOut); }), result::TimedOut);
 }
 
 TEST(Exception, KeepsWhatItWasGivenThroughCopies) {
-    qx::ResultException copy;
-    copy = qx::ResultException(result::NotFound, u"missing"_qs);
+    ResultException copy;
+    copy = ResultException(result::NotFound, u"missing"_qs);
     expectThat(copy, result::NotFound, "missing: not found (0x80070002)");
-    const qx::ResultException kept(copy);
+    const ResultException kept(copy);
     EXPECT_NE(kept.what(), copy.what());
-    copy = qx::ResultException(result::Busy);
+    copy = ResultException(result::Busy);
     EXPECT_STREQ(copy.what(), "in use (0x800700AA)");
     EXPECT_STREQ(kept.what(), "missing: not found (0x80070002)");
     const int record = 0;
-    const qx::MathOverflowException fault(&record);
-    EXPECT_EQ(qx::MathOverflowException(fault).getRecord(), &record);
-    const qx::util::IniFileException ini(qx::util::IniFileException::SET_NOT_FOUND, u"set"_qs);
-    EXPECT_EQ(qx::util::IniFileException(ini).GetType(), 2);
+    const MathOverflowException fault(&record);
+    EXPECT_EQ(MathOverflowException(fault).getRecord(), &record);
+    const util::IniFileException ini(util::IniFileException::SET_NOT_FOUND, u"set"_qs);
+    EXPECT_EQ(util::IniFileException(ini).GetType(), 2);
 }
 
 TEST(Exception, TellsTheSameTextToAllThreadsAndAFixedOneWithoutMemory) {
-    const qx::ResultException shared(result::NotFound, u"a.ini"_qs);
+    const ResultException shared(result::NotFound, u"a.ini"_qs);
     qxtest::failEachAllocation([&] {
-        const qx::ResultException each(shared);
+        const ResultException each(shared);
         const std::string_view told = each.what();
         EXPECT_TRUE(told.starts_with("a.ini: not found") || told.starts_with("qx::Exception"))
             << told;
@@ -158,9 +146,9 @@ TEST(ErrorCode, MeansWhatThePlatformReportsByIt) {
             EXPECT_EQ(code == condition(error), std::ranges::count(errors, error) == 1) << error;
         EXPECT_EQ(code.default_error_condition(),
                   !errors.empty() ? condition(errors[0])
-                  : number < 0    ? std::error_condition(number, qx::resultCategory())
+                  : number < 0    ? std::error_condition(number, resultCategory())
                                   : std::error_condition());
     }
     EXPECT_EQ(makeErrorCode(1), makeErrorCode(result::Ok));
-    EXPECT_STREQ(qx::resultCategory().name(), "qx");
+    EXPECT_STREQ(resultCategory().name(), "qx");
 }

@@ -1,16 +1,11 @@
-#include <algorithm>
-#include <array>
-#include <compare>
 #include <map>
 #include <random>
 #include <ranges>
-#include <string>
 #include <unordered_map>
 
 #include <gtest/gtest.h>
 
-#include <qx/core/Str1HashMap.h>
-#include <qx/platform/result.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"

@@ -1,16 +1,11 @@
-#include <bit>
 #include <climits>
 #include <cmath>
-#include <optional>
+#include <cstdio>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <qx/core/AnyText.h>
-#include <qx/core/Exception.h>
-#include <qx/core/String.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
@@ -27,6 +22,10 @@ std::u16string randomText(std::u16string_view alphabet, size_t longest) {
         unit = alphabet[random() % alphabet.size()];
     return text;
 }
+
+struct Named {
+    String toString() const { return String(u"named"); }
+};
 
 } // namespace
 
@@ -148,4 +147,110 @@ TEST(StringParts, Utf8IsDecodedAndNamedWhereItIsMalformed) {
     const AnyText few("few enough"), any(text), view(u"of any length: UTF-16 is read where it is");
     EXPECT_EQ(qxtest::allocationCount(), before);
     EXPECT_EQ(any.view().data(), text.getData());
+}
+
+TEST(Format, ShowsWhateverHasAText) {
+    const auto number = makeReference<Integer32>(-7);
+    const Reference<Integer32> none;
+    const Object* const object = number;
+    const char* const missing = nullptr;
+    const std::pair<String, std::string> cases[] = {
+        {String::format(u"{0} of {1}", 3, u"ten"), "3 of ten"},
+        {String::format(u"{1}{0}{1}", true, 1.5f), "1.5true1.5"},
+        {String::format(u"{0} {1} {2}", short{-3}, uint8_t{200}, ULLONG_MAX),
+         "-3 200 18446744073709551615"},
+        {String::format(u"{0} {1} {2}", LLONG_MIN, 1e100, 0.1), "-9223372036854775808 1e+100 0.1"},
+        {String::format(u"{0}{1}", u'x', U'\U0001F600'), "x\xF0\x9F\x98\x80"},
+        {String::format(u"{0} {1} {2} {3}", "na\xC3\xAFve", std::string(100, 'y'),
+                        std::string_view("z\0", 1), u8"\u00e4"),
+         ("na\xC3\xAFve " + std::string(100, 'y') + " z \xC3\xA4")},
+        {String::format(u"[{0}{1}]", missing, 0), "[0]"},
+        {String::format(u"{0} {1} {2}", std::u16string(u"a"), Str1(), 1), "a  1"},
+        {String::format(u"{0} {1} {2} {3}", number, object, *number, none), "-7 -7 -7 null"},
+        {String::format(u"{0} {1}", Named(), std::make_unique<Named>()), "named named"},
+        {String::format(u"{0}", ResultException(result::NotFound, u"x"_qs)),
+         describe(ResultException(result::NotFound, u"x"_qs)).toUtf8()},
+        {String::format(u"{{{0}}} }}{{", 5), "{5} }{"},
+        {String::format(u"{10}", 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10), "10"},
+        {String::format(u"{0:5}|{0:<5}|{0:05}|{0:1}", -42), "  -42|-42  |-0042|-42"},
+        {String::format(u"{0:4}|{0:>4}|{1:6}", "ab", true), "ab  |  ab|true  "},
+        {String::format(u"{0:x} {0:X} {0:08x} {1:x}", 0xBEEFu, -255), "beef BEEF 0000beef -ff"},
+        {String::format(u"{0:.2f}|{0:9.1f}|{0:.3}|{0:.0f}|{0:010.3e}", 1234.5678),
+         "1234.57|   1234.6|1.23e+03|1235|01.235e+03"},
+        {String::format(u"{0:06}|{1:6}", -INFINITY, NAN), "  -inf|   nan"},
+        {String::formatValues(u"{1}", {u"a", u"b"}), "b"}, // where format would count from 0
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(text.toUtf8(), expected);
+}
+
+TEST(Format, DigitsAreThoseOfTheCLibrary) {
+    const double special[] = {0.0,   -0.0,   999999.5,  1e6, 1e-4, 9.9999e-5,
+                              1e100, 5e-324, -INFINITY, NAN, -NAN};
+    std::mt19937_64 random(7);
+    for (size_t i = 0; i < 20'000; ++i) {
+        const auto integer = static_cast<long long>(random()) >> (random() % 64);
+        const double real =
+            std::ldexp(static_cast<double>(integer), static_cast<int>(random() % 90) - 45);
+        const double any = i < std::size(special) ? special[i] : std::bit_cast<double>(random());
+        char text[512];
+        std::snprintf(text, sizeof text, "%012lld %18.3f %-14.4e| %llx %.9g %g", integer, real,
+                      real, static_cast<unsigned long long>(integer), real, any);
+        ASSERT_EQ(String::format(u"{0:012} {1:18.3f} {1:<14.4e}| {2:x} {1:.9} {3}", integer, real,
+                                 static_cast<uint64_t>(integer), any)
+                      .toUtf8(),
+                  text);
+        ASSERT_TRUE(std::string(text).ends_with(' ' + String::valueOf(any).toUtf8()));
+    }
+}
+
+TEST(Format, WholeNumbersOfEveryTypePrintAllTheirDigits) {
+    const auto print = [](auto... values) {
+        return ((String::valueOf(values).toUtf8() == std::to_string(values)) && ...);
+    };
+    const auto check = [&](long long value) {
+        EXPECT_TRUE(print(value, static_cast<unsigned long long>(value), static_cast<int>(value),
+                          static_cast<unsigned>(value), static_cast<long>(value),
+                          static_cast<unsigned long>(value)))
+            << value;
+    };
+    for (long long power = 1; power < LLONG_MAX / 10; power *= 10) {
+        for (const long long near : {power - 1, power, power + 1})
+            check(near), check(-near);
+    }
+    for (const long long limit : {LLONG_MIN, LLONG_MAX, 0LL + INT_MIN, 0LL + INT_MAX})
+        check(limit);
+    EXPECT_EQ(String(u"n=").append(-5).append(u' ').append(5u).append(7L).append(8LL).append(9ULL),
+              u"n=-5 5789");
+    EXPECT_EQ(String(u"b=").append(true).append(1.5), u"b=true1.5");
+    EXPECT_EQ(String::valueOf(u'x') + String::valueOf(false), u"xfalse");
+}
+
+TEST(Format, WhatCannotBeMeantNamesThePatternAndThePlace) {
+    const std::pair<const char16_t*, const char*> cases[] = {
+        {u"{0} of {2}", "at position 7: there is no argument 2"},
+        {u"{99999999999}", "at position 0: there is no argument 4294967295"},
+        {u"{} of {}", "at position 1: the number of an argument expected"},
+        {u"{0", "at position 2: \"}\" expected"},
+        {u"{0:5xx}", "at position 5: \"}\" expected"},
+        {u"a}b", "at position 1: a single \"}\""},
+        {u"{0:d}", "at position 3: neither"},
+        {u"{0:10001}", "at position 3: more units than 10000"},
+        {u"{1:.}", "at position 4: the number of digits expected"},
+        {u"{1:.101}", "at position 4: more digits than 100"},
+        {u"{0:.2}", "at position 0: only a float or a double"},
+        {u"{0:f}", "at position 0: the argument is an integer"},
+        {u"{1:x}", "at position 0: the argument is no integer"},
+    };
+    for (const auto& [pattern, why] : cases) {
+        try {
+            ADD_FAILURE() << String::format(pattern, 1, 2.5);
+        } catch (const Exception& exception) {
+            const String message = u"bad format pattern \"" + String(pattern) + u"\" " + why;
+            EXPECT_TRUE(exception.getDescription().startsWith(message)) << message;
+        }
+    }
+    EXPECT_THROW(String::format(u"{0:05}", "text"), Exception);
+    EXPECT_THROW(String::format(u"{0:x}", true), Exception);
+    EXPECT_THROW(String::format(u"{0}", "\xFF"), text::charset::InvalidCharacterException);
 }
