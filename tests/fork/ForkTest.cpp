@@ -1,9 +1,7 @@
 // A child forked from a program with threads uses, makes and drops one of everything, while the
 // other threads of its parent are in the middle of the same.
 
-#include <atomic>
 #include <cstdio>
-#include <span>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -40,18 +38,14 @@ int statusOfChild(Body body) {
 }
 
 /// The address sanitizer of this compiler leaves the locks of its memory held in a child, so that a
-/// program of malloc, free and fork alone hangs.
+/// program of malloc, free and fork alone hangs. The thread sanitizer takes the threads of a child
+/// for those of its parent.
 #if defined(__SANITIZE_ADDRESS__)
-constexpr bool ChildHasMemory = false;
+constexpr bool ChildHasMemory = false, ChildHasThreads = true;
+#elif defined(__SANITIZE_THREAD__)
+constexpr bool ChildHasMemory = true, ChildHasThreads = false;
 #else
-constexpr bool ChildHasMemory = true;
-#endif
-
-/// The thread sanitizer takes the threads of a child for those of its parent.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool ChildHasThreads = false;
-#else
-constexpr bool ChildHasThreads = true;
+constexpr bool ChildHasMemory = true, ChildHasThreads = true;
 #endif
 
 constexpr int Forks = Sanitized ? 8 : 25;

@@ -1,32 +1,8 @@
 #include "tests/fork/Uses.h"
 
-#include <atomic>
-#include <mutex>
 #include <stdexcept>
-#include <string>
 
 #include <unistd.h>
-
-#include <qx/core/Comparable.h>
-#include <qx/core/runtime/Class.h>
-#include <qx/exec/CallableRunnable.h>
-#include <qx/exec/Process.h>
-#include <qx/exec/SharedLibrary.h>
-#include <qx/exec/Thread.h>
-#include <qx/i18n/StringMapBundle.h>
-#include <qx/io/NullWriter.h>
-#include <qx/log/BasicLogWriter.h>
-#include <qx/platform/files.h>
-#include <qx/platform/guid.h>
-#include <qx/platform/module.h>
-#include <qx/platform/native.h>
-#include <qx/platform/net.h>
-#include <qx/platform/shared.h>
-#include <qx/platform/sync.h>
-#include <qx/platform/text.h>
-#include <qx/platform/time.h>
-#include <qx/util/config/IniFile.h>
-#include <qx/util/config/RegistryKey.h>
 
 #include "tests/support/SafeModule.h"
 

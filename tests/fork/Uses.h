@@ -1,16 +1,10 @@
 #pragma once
 
 #include <ostream>
-#include <span>
-#include <string>
 
 #include <unistd.h>
 
-#include <qx/collections/StringHashMap.h>
-#include <qx/log/AsyncProcessor.h>
-#include <qx/log/Logger.h>
-#include <qx/log/SyncLogger.h>
-#include <qx/sync/Mutex.h>
+#include <qx/qx.h>
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TemporaryRegistry.h"

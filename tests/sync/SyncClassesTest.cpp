@@ -1,33 +1,18 @@
 #include <chrono>
-#include <limits>
-#include <mutex>
 #include <shared_mutex>
 #include <thread>
 
-#include <qx/sync/Atomic.h>
-#include <qx/sync/Condition.h>
-#include <qx/sync/Duration.h>
-#include <qx/sync/Event.h>
-#include <qx/sync/FakeAtomic.h>
-#include <qx/sync/FakeMutex.h>
-#include <qx/sync/Gate.h>
-#include <qx/sync/Mutex.h>
-#include <qx/sync/ReaderWriterLock.h>
-#include <qx/sync/Semaphore.h>
-#include <qx/sync/TimedWait.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 
 namespace {
 
-namespace result = qx::result;
-using namespace std::chrono_literals;
+using namespace qx;
 using namespace qx::sync;
+using namespace std::chrono_literals;
+using namespace std::chrono;
 using qxtest::expectEach;
-using std::chrono::duration;
-using std::chrono::hours;
-using std::chrono::steady_clock;
-using std::chrono::system_clock;
 
 template <class Lock>
 bool isFreeForOthers(Lock& lock) {
@@ -85,13 +70,9 @@ TEST(LockClasses, StandardGuardsHoldAndLetGo) {
         }).join();
     }
     EXPECT_TRUE(isFreeForOthers(lock));
-}
-
-TEST(LockClasses, AFakeMutexLetsEverybodyIn) {
     FakeMutex fake("label", 7);
     const std::lock_guard guard(fake);
-    EXPECT_TRUE(fake.tryWait());
-    EXPECT_TRUE(isFreeForOthers(fake));
+    EXPECT_TRUE(fake.tryWait() && isFreeForOthers(fake)); // lets everybody in
 }
 
 TEST(SignalClasses, RememberWhatCameBeforeTheWait) {
@@ -100,16 +81,12 @@ TEST(SignalClasses, RememberWhatCameBeforeTheWait) {
     EXPECT_FALSE(event.tryWait()); // cannot be polled
     EXPECT_TRUE(event.wait(0));    // the poll has not taken it
     EXPECT_FALSE(event.wait(1));
-    event.signal();
-    event.wait();
     Gate gate;
     gate.open();
-    EXPECT_TRUE(gate.tryWait());
-    EXPECT_TRUE(gate.wait(0));
+    EXPECT_TRUE(gate.tryWait() && gate.wait(0));
     gate.wait();
     gate.close();
-    EXPECT_FALSE(gate.tryWait());
-    EXPECT_FALSE(gate.wait(1));
+    EXPECT_FALSE(gate.tryWait() || gate.wait(1));
 }
 
 template <class T>
@@ -160,8 +137,8 @@ static_assert(toMs(1ns) == 1 && toMs(1'000'000ns) == 1 && toMs(1'000'001ns) == 2
 static_assert(toMs(-1ns) == 0 && toMs(hours::min()) == 0);
 static_assert(toMs(duration<uint8_t>(255)) == 255'000);
 // The greatest durations: what fits is exact.
-static_assert(toMs(std::chrono::nanoseconds::max()) == 9'223'372'036'855u);
-static_assert(toMs(std::chrono::milliseconds::max()) == uint64_t{INT64_MAX});
+static_assert(toMs(nanoseconds::max()) == 9'223'372'036'855u);
+static_assert(toMs(milliseconds::max()) == uint64_t{INT64_MAX});
 static_assert(toMs(duration<int64_t>::max()) == Most &&
               toMs(duration<int64_t, std::peta>(20)) == Most);
 // Neither a whole part nor a whole multiple of a millisecond.
@@ -171,7 +148,7 @@ static_assert(toMs(0.0015s) == 2 && toMs(-0.5s) == 0 && toMs(duration<float>(0.5
 static_assert(toMs(duration<double>(std::numeric_limits<double>::infinity())) == Most);
 static_assert(toMs(duration<double>(std::numeric_limits<double>::quiet_NaN())) == 0);
 
-static_assert(Duration<std::chrono::nanoseconds> && Duration<duration<double>>);
+static_assert(Duration<nanoseconds> && Duration<duration<double>>);
 static_assert(TimePoint<steady_clock::time_point> && TimePoint<system_clock::time_point>);
 static_assert(!Duration<int> && !Duration<steady_clock::time_point> && !TimePoint<hours>);
 
