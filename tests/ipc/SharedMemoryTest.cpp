@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <fcntl.h>
-#include <mutex>
 #include <random>
 #include <sched.h>
 #include <signal.h>
@@ -8,10 +7,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include <qx/ipc/Semaphore.h>
-#include <qx/ipc/SemaphoreR.h>
-#include <qx/ipc/SharedMemory.h>
-#include <qx/platform/sync.h>
+#include <qx/qx.h>
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/ipc/Party.h"
@@ -323,10 +319,6 @@ INSTANTIATE_TEST_SUITE_P(Each, SharedObjects,
                                          "AMachineWithoutMemoryFolderIsToldApart",
                                          "AMachineWithoutLocksOfFilesIsToldApart"),
                          [](const auto& test) { return test.param; });
-
-} // namespace
-
-namespace {
 
 /// Another process with the semaphore of that name.
 struct User : Party {

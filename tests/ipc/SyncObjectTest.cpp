@@ -22,30 +22,23 @@ int32_t readValue(QXHandle semaphore) {
 const struct Family {
     const ObjectKind& kind;
     std::vector<Call> uncontended; // one after the other
-    std::vector<Call> others;
 } Families[] = {
-    {Mutexes, {QXMutexAcquire, QXMutexTryAcquire, QXMutexRelease, QXMutexRelease}, {}},
+    {Mutexes, {QXMutexAcquire, QXMutexTryAcquire, QXMutexRelease, QXMutexRelease}},
     {Conditions,
      {QXConditionAcquire, QXConditionTryAcquire, QXConditionSignal, QXConditionBroadcast,
-      QXConditionRelease, QXConditionRelease},
-     {QXConditionWait, {QXConditionTimedWait, 1000}}},
-    {Events,
-     {QXEventSignal, QXEventSignal, QXEventWait, QXEventSignal, {QXEventTimedWait, 1000}},
-     {}},
-    {Gates, {QXGateOpen, QXGateWait, QXGateTryWait, {QXGateTimedWait, 1000}, QXGateClose}, {}},
-    {Signals,
-     {QXSemaphorePost, QXSemaphoreWait, QXSemaphorePost, QXSemaphoreTryWait, readValue},
-     {}},
+      QXConditionRelease, QXConditionRelease}},
+    {Events, {QXEventSignal, QXEventSignal, QXEventWait, QXEventSignal, {QXEventTimedWait, 1000}}},
+    {Gates, {QXGateOpen, QXGateWait, QXGateTryWait, {QXGateTimedWait, 1000}, QXGateClose}},
+    {Signals, {QXSemaphorePost, QXSemaphoreWait, QXSemaphorePost, QXSemaphoreTryWait, readValue}},
     {RWLocks,
      {QXRWLockAcquireRead, QXRWLockTryAcquireRead, QXRWLockReleaseRead, QXRWLockReleaseRead,
-      QXRWLockAcquireWrite, QXRWLockReleaseWrite, QXRWLockTryAcquireWrite, QXRWLockReleaseWrite},
-     {}},
+      QXRWLockAcquireWrite, QXRWLockReleaseWrite, QXRWLockTryAcquireWrite, QXRWLockReleaseWrite}},
 };
 
 } // namespace
 
 TEST(SyncObject, RefusesBadArgumentsAndTakesAnyNameForALabel) {
-    for (const auto& [kind, uncontended, others] : Families) {
+    for (const auto& [kind, uncontended] : Families) {
         SCOPED_TRACE(kind.name);
         QXHandle handle = 0;
         EXPECT_EQ(kind.create("x", QX_SYNC_SHARED, nullptr), result::NullPointer);
@@ -57,10 +50,10 @@ TEST(SyncObject, RefusesBadArgumentsAndTakesAnyNameForALabel) {
         EXPECT_EQ(handle, ~QXHandle{0});
         for (const QXHandle none : {QXHandle{0}, ~QXHandle{0}}) {
             EXPECT_EQ(kind.destroy(none), result::InvalidHandle);
-            for (const auto* calls : {&uncontended, &others}) {
-                for (const Call& call : *calls)
-                    EXPECT_EQ(call(none), result::InvalidHandle);
-            }
+            for (const Call& call : uncontended)
+                EXPECT_EQ(call(none), result::InvalidHandle);
+            expectEach(result::InvalidHandle,
+                       {QXConditionWait(none), QXConditionTimedWait(none, 1000)});
         }
         QXHandle handles[2];
         for (QXHandle& each : handles)
