@@ -53,8 +53,11 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
 void OutputStreamWriter::flush() {
     requireOpen();
     drain(); // what is complete goes out even when half a pair is reported
-    if (std::exchange(m_heldSurrogate, u'\0') != 0)
-        PendingSurrogate::throwUnpaired();
+    if (std::exchange(m_heldSurrogate, u'\0') != 0) {
+        if (!m_converter->replacesHalves())
+            PendingSurrogate::throwUnpaired();
+        encode(&text::charset::ReplacementCharacter, 1);
+    }
     do {
         drain();
         flushConverter();
@@ -68,6 +71,11 @@ void OutputStreamWriter::close() {
     m_bytes.reset();
     m_count = 0;
     m_out->close();
+}
+
+void OutputStreamWriter::setReplaceHalves(bool replace) {
+    requireOpen();
+    m_converter->setReplaceHalves(replace);
 }
 
 const char16_t* OutputStreamWriter::getEncodingName() {

@@ -45,6 +45,10 @@ public:
     /// Gives up the converter and pending bytes and closes the stream.
     void close() override;
 
+    /// Lets half a surrogate pair be written as U+FFFD instead of failing; see
+    /// CharToByteConverter::setReplaceHalves.
+    void setReplaceHalves(bool replace);
+
     /// Canonical name of the encoding.
     virtual const char16_t* getEncodingName();
 

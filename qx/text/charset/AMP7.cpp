@@ -156,10 +156,13 @@ int32_t CTBAMP7::convert(const char16_t* in, int32_t* inPosition, int32_t inLeng
         if (isHighSurrogate(unit)) {
             if (window.left() == 1)
                 break;
-            if (!isLowSurrogate(window.in()[1]))
+            if (isLowSurrogate(window.in()[1]))
+                value = joinSurrogates(unit, window.in()[1]);
+            else if (!replacesHalves())
                 PendingSurrogate::throwUnpaired();
-            value = joinSurrogates(unit, window.in()[1]);
         }
+        const char32_t written =
+            replacesHalves() && isSurrogate(value) ? ReplacementCharacter : value;
         const auto length = static_cast<size_t>(utf16Length(value));
         bool fits;
         if (value > LastEscaped) {
@@ -170,7 +173,7 @@ int32_t CTBAMP7::convert(const char16_t* in, int32_t* inPosition, int32_t inLeng
             fits = false; // the run ended with the room
         } else {
             char buffer[8];
-            fits = window.replace(length, std::span<const char>(writeEscape(value, buffer)));
+            fits = window.replace(length, std::span<const char>(writeEscape(written, buffer)));
         }
         if (!fits)
             break;

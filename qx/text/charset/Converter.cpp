@@ -2,6 +2,7 @@
 #include "qx/text/charset/CharToByteConverter.h"
 
 #include <memory>
+#include <utility>
 
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
@@ -56,9 +57,26 @@ ByteToCharConverter* ByteToCharConverter::getDefaultConverter() {
 
 CharToByteConverter::CharToByteConverter(const EncodingTraits& traits) : Converter(traits, '?') {}
 
-int32_t CharToByteConverter::flush(signed char*, int32_t*, int32_t) {
+int32_t CharToByteConverter::flush(signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    const int32_t written = flushPending(out, outPosition, outCapacity);
     m_pending.requireNone();
-    return 0;
+    return written;
+}
+
+int32_t CharToByteConverter::flushPending(signed char* out, int32_t* outPosition,
+                                          int32_t outCapacity) {
+    if (!m_replacesHalves || !m_pending)
+        return 0;
+    // Anything that is no low surrogate shows that none follows. It goes the way of every text.
+    const PendingSurrogate pending = std::exchange(m_pending, {});
+    int32_t position = 0;
+    const int32_t written =
+        convert(&ReplacementCharacter, &position, 1, out, outPosition, outCapacity);
+    if (position == 0) {
+        m_pending = pending;
+        throwResult(result::BufferTooSmall);
+    }
+    return written;
 }
 
 void CharToByteConverter::reset() { m_pending.clear(); }

@@ -64,13 +64,13 @@ int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t i
                 break;
         }
         const char16_t unit = *window.in();
-        const char32_t value = m_pending ? m_pending.join(unit) : unit;
+        const auto [value, units] = next(unit);
         signed char bytes[Room];
         const int32_t count = std::min(convertChar(value, bytes, Room), Room);
         bool fits;
         if (count > 0) {
             const std::span<const signed char> written(bytes, static_cast<size_t>(count));
-            fits = window.replace(1, written);
+            fits = window.replace(units, written);
         } else if (isHighSurrogate(value)) {
             m_pending.set(unit);
             window.advance(1, 0);
@@ -82,7 +82,7 @@ int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t i
             signed char form[LongestForm + 7]; // and the longest substitution
             signed char* const end = std::copy(substitution().begin(), substitution().end(),
                                                form + beginSubstitution(form, LongestForm));
-            fits = window.replace(1, std::span<const signed char>(form, end));
+            fits = window.replace(units, std::span<const signed char>(form, end));
         }
         if (!fits) {
             takeBack();

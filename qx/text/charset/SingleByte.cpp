@@ -9,12 +9,13 @@ namespace qx::text::charset {
 
 namespace {
 
-/// Passes one unit of input without mapping over, for the substitution if that is one unit long;
-/// false when the substitution does not fit.
+/// Passes @p read units of input without mapping over, for the substitution if that is one unit
+/// long; false when the substitution does not fit.
 template <class Window, class Unit>
-bool substituteUnit(Window& window, bool substitutionMode, std::span<const Unit> substitution) {
+bool substituteUnit(Window& window, bool substitutionMode, std::span<const Unit> substitution,
+                    size_t read = 1) {
     detail::requireSubstitution(substitutionMode);
-    return window.replace(1, substitution.size() == 1 ? substitution : std::span<const Unit>());
+    return window.replace(read, substitution.size() == 1 ? substitution : std::span<const Unit>());
 }
 
 /// What @p place leads to, made of @p source when nobody has made it before; in any thread.
@@ -72,18 +73,19 @@ int32_t CTBSingleByte::convert(const char16_t* in, int32_t* inPosition, int32_t 
                 break;
         }
         const char16_t unit = *window.in();
+        size_t units = 1;
         if (m_pending) {
-            m_pending.join(unit); // a pair never has a mapping, but it must be one
+            units = next(unit).units; // a pair never has a mapping, but it must be one
         } else if (unit == 0 || convertChar(unit) != 0) {
             break; // a run ends before a mapped unit only where the output ends
         } else if (isHighSurrogate(unit)) {
             m_pending.set(unit);
             window.advance(1, 0);
             continue;
-        } else if (isLowSurrogate(unit)) {
+        } else if (isLowSurrogate(unit) && !replacesHalves()) {
             throw InvalidCharacterException(u"trailing surrogate without leading"_qs);
         }
-        if (!substituteUnit(window, getSubstitutionMode(), substitution()))
+        if (!substituteUnit(window, getSubstitutionMode(), substitution(), units))
             break;
         m_pending.clear();
     }

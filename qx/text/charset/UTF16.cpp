@@ -21,6 +21,21 @@ void copyUnits(const void* in, void* out, size_t count, Convert convertUnit) {
     }
 }
 
+/// Units up to the first surrogate without partner, which may stand behind the last.
+size_t wholeLength(const char16_t* units, size_t size) {
+    size_t length = 0;
+    while (length < size) {
+        if (!isSurrogate(units[length]))
+            ++length;
+        else if (size - length > 1 && isHighSurrogate(units[length]) &&
+                 isLowSurrogate(units[length + 1]))
+            length += 2;
+        else
+            break;
+    }
+    return length;
+}
+
 } // namespace
 
 int32_t BTCUTF16::convert(const signed char* in, int32_t* inPosition, int32_t inLength,
@@ -39,6 +54,31 @@ void BTCUTF16::convertUnits(const void* in, void* out, size_t count) const {
 int32_t CTBUTF16::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                           signed char* out, int32_t* outPosition, int32_t outCapacity) {
     detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    while (replacesHalves() && window.left() > 0) {
+        if (!m_pending) {
+            const size_t size = std::min(window.left(), window.room() / 2);
+            const size_t whole = wholeLength(window.in(), size);
+            convertUnits(window.in(), window.out(), whole);
+            window.advance(whole, 2 * whole);
+            if (window.left() == 0 || (whole == size && window.room() < 2))
+                break;
+            if (isHighSurrogate(*window.in())) {
+                m_pending.set(*window.in());
+                window.advance(1, 0);
+                continue;
+            }
+        }
+        const auto [value, units] = next(*window.in());
+        char16_t form[2];
+        const auto count = static_cast<size_t>(writeUtf16(value, form) - form);
+        if (window.room() < 2 * count)
+            break;
+        convertUnits(form, window.out(), count);
+        window.advance(units, 2 * count);
+        m_pending.clear();
+    }
+    if (replacesHalves())
+        return window.finish(inPosition, outPosition);
     const size_t count = std::min(window.left(), window.room() / 2);
     convertUnits(window.in(), window.out(), count);
     window.advance(count, 2 * count);

@@ -73,17 +73,18 @@ int32_t CTBUTF32::convert(const char16_t* in, int32_t* inPosition, int32_t inLen
             window.advance(1, 0);
             continue;
         }
-        const char32_t value = m_pending ? m_pending.join(unit) : unit;
+        const auto [value, units] = next(unit);
         detail::storeUtf32<std::endian::native>(convertUTF32(value), window.out());
-        window.advance(1, 4);
+        window.advance(units, 4);
         m_pending.clear();
     }
     return window.finish(inPosition, outPosition);
 }
 
-int32_t CTBUTF32::flush(signed char*, int32_t*, int32_t) {
+int32_t CTBUTF32::flush(signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    const int32_t written = flushPending(out, outPosition, outCapacity);
     m_pending.reportAndClear();
-    return 0;
+    return written;
 }
 
 RunLength CTBUTF32::convertRun(const char16_t*, size_t, uint8_t*, size_t) const { return {}; }

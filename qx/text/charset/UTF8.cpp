@@ -91,20 +91,21 @@ int32_t CTBUTF8::convert(const char16_t* in, int32_t* inPosition, int32_t inLeng
             window.advance(1, 0);
             continue;
         }
-        const char32_t value = m_pending ? m_pending.join(unit) : unit;
+        const auto [value, units] = next(unit);
         const size_t length = detail::utf8Length(value);
         if (window.room() < length)
             break;
         detail::writeUtf8(value, window.out());
-        window.advance(1, length);
+        window.advance(units, length);
         m_pending.clear();
     }
     return window.finish(inPosition, outPosition);
 }
 
-int32_t CTBUTF8::flush(signed char*, int32_t*, int32_t) {
+int32_t CTBUTF8::flush(signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    const int32_t written = flushPending(out, outPosition, outCapacity);
     m_pending.reportAndClear();
-    return 0;
+    return written;
 }
 
 } // namespace qx::text::charset
