@@ -261,12 +261,14 @@
 #include <qx/sync/Semaphore.h>
 #include <qx/sync/TimedWait.h>
 #include <qx/text/charset/AMP7.h>
+#include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/Converter.h>
+#include <qx/text/charset/ConverterState.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/EncodingInfo.h>
 #include <qx/text/charset/MultiByte.h>

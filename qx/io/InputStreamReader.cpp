@@ -7,6 +7,8 @@
 #include <qx/core/Required.h>
 #include <qx/io/IoException.h>
 #include <qx/io/MovedLength.h>
+#include <qx/text/charset/ByteOrderMark.h>
+#include <qx/text/charset/ConverterState.h>
 
 namespace qx::io {
 
@@ -38,6 +40,8 @@ int32_t InputStreamReader::read(char16_t* to, int32_t length) {
 
 /// Produces units until there are @p length of them or waiting would be necessary, none at the end.
 void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t length) {
+    if (m_detectsMark)
+        detectMark();
     bool stalled = false;
     while (produced < length) {
         if (m_position < m_count && !stalled) {
@@ -60,6 +64,26 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
             stalled = false;
         }
     }
+}
+
+void InputStreamReader::setDetectMark(bool detect) {
+    requireOpen();
+    m_detectsMark = detect;
+}
+
+/// Reads until the first bytes tell whether they are a mark.
+void InputStreamReader::detectMark() {
+    const auto find = [this] {
+        return text::charset::findByteOrderMark(m_bytes.get() + m_position, m_count - m_position);
+    };
+    while (find().isOpen && !m_endOfInput && makeRoom())
+        readBytes();
+    m_detectsMark = false;
+    const text::charset::ByteOrderMark mark = find();
+    if (!mark.encoding)
+        return;
+    m_converter = text::charset::ByteToCharConverter::getConverter(mark.encoding);
+    m_position += mark.length;
 }
 
 int32_t InputStreamReader::available() {
@@ -102,12 +126,14 @@ bool InputStreamReader::convertBeyond(char16_t* to, int32_t& produced, int32_t l
     for (auto capacity = room + 1; capacity <= static_cast<int32_t>(m_held.size()); ++capacity) {
         int32_t position = m_position;
         m_heldPosition = m_heldCount = 0;
+        const uint32_t state = text::charset::getConverterState(*m_converter);
         m_converter->convert(m_bytes.get(), &position, m_count, m_held.data(), &m_heldCount,
                              capacity);
         if (m_heldCount == 0)
             continue;
         if (produced > 0) {
             m_heldCount = 0; // converted again by the next read
+            text::charset::setConverterState(*m_converter, state);
         } else {
             m_position = position;
             produced = takeHeld(to, room);

@@ -36,6 +36,11 @@ public:
     /// Gives up the converter and closes the stream.
     void close() override;
 
+    /// Lets a byte-order mark at the start of the text say its encoding; the mark is no character
+    /// of the text then. The encoding of the constructor is that of text without one. To be called
+    /// before the first read.
+    void setDetectMark(bool detect);
+
     /// Canonical name of the encoding.
     virtual const char16_t* getEncodingName();
 
@@ -44,6 +49,7 @@ private:
     int32_t takeHeld(char16_t* to, int32_t length) noexcept;
     void convertInto(char16_t* to, int32_t& produced, int32_t length);
     bool convertBeyond(char16_t* to, int32_t& produced, int32_t length);
+    void detectMark();
     bool makeRoom();
     void readBytes();
 
@@ -54,6 +60,7 @@ private:
     int32_t m_position = 0;
     int32_t m_count = 0;
     bool m_endOfInput = false;
+    bool m_detectsMark = false;
 
     /// Units of a character for which the caller had too little room.
     std::array<char16_t, 4> m_held{};

@@ -5,6 +5,8 @@
 
 #include <qx/core/Reference.h>
 #include <qx/text/charset/AMP7.h>
+#include <qx/text/charset/ByteOrderMark.h>
+#include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/SingleByte.h>
 #include <qx/text/charset/UTF16.h>
@@ -140,6 +142,71 @@ TEST(HoldingEncoders, CompleteAPairInALaterCallAndRefuseHalfOfOne) {
             refused(low, "trailing surrogate without leading");
         else
             EXPECT_EQ(encode(*encoder, low), plain + lowAlone + encode(*encoder, behind));
+    }
+}
+
+TEST(Encoders, WriteReplacementsForHalvesOfPairsWhenAskedTo) {
+    const Units halves = u"a\xD800"
+                         "b\xDC00\xDC00"
+                         "c\xD83D\xDE00\xDBFF\xD83D\xDE00 long plain text\xD800"s;
+    const Units whole = u"a\uFFFDb\uFFFD\uFFFDc😀\uFFFD😀 long plain text"s;
+    for (const CodecRow& row : codecTable()) {
+        if (row.canonicalName)
+            continue;
+        SCOPED_TRACE(String(row.name));
+        const Reference<CharToByteConverter> encoder(CharToByteConverter::getConverter(row.name));
+        encoder->setReplaceHalves(true);
+        const Bytes last = encode(*encoder, u"\uFFFD"), expected = encode(*encoder, whole);
+        for (const size_t piece : {1u, 2u, 5u, 99u}) {
+            for (const size_t capacity : {8u, 11u, 99u}) {
+                encoder->reset();
+                Units rest;
+                const Bytes bytes = convertPieces<Bytes>(*encoder, halves, piece, capacity, &rest);
+                signed char end[8];
+                int32_t count = 0;
+                encoder->flush(end, &count, 8);
+                ASSERT_EQ(bytes, expected);
+                // AMP-7 leaves a half at the end to its caller.
+                ASSERT_EQ(Bytes(reinterpret_cast<char*>(end), static_cast<size_t>(count)) +
+                              (rest.empty() ? "" : last),
+                          last);
+            }
+        }
+        encoder->reset();
+        int32_t none = 0;
+        if (encode(*encoder, u"\xD800").empty() && String(row.name) != String(u"AMP-7"))
+            expectThrowsResult(result::BufferTooSmall, [&] { encoder->flush(nullptr, &none, 0); });
+    }
+}
+
+TEST(MarkedEncodings, FollowTheMarkOfTheirKindAndWriteOne) {
+    const std::tuple<const char16_t*, Bytes, Units> rows[] = {
+        {u"UTF-16", "\xFF\xFE\x61\0"s, u"a"},
+        {u"utf16", "\xFE\xFF\0a"s, u"a"},
+        {u"UTF-16", "\0a\xFF\xFE"s, u"a\uFFFE"}, // big-endian, and the mark is none further on
+        {u"UTF-16", "\xFF\xFE\0\0"s, u"\0"s},    // no mark of UTF-32
+        {u"UTF-32", "\xFF\xFE\0\0\0\xF6\1\0"s, u"😀"},
+        {u"UTF-32", "\0\0\xFE\xFF\0\1\xF6\0"s, u"😀"},
+        {u"UTF-32", "\0\0\0a"s, u"a"},
+        {u"UTF-8-SIG", "\xEF\xBB\xBF\xC3\xA4\xEF\xBB\xBF"s, u"ä\uFEFF"},
+        {u"UTF-8-SIG", "\xC3\xA4"s, u"ä"},
+    };
+    for (const auto& [name, bytes, units] : rows) {
+        const Reference<ByteToCharConverter> decoder(ByteToCharConverter::getConverter(name));
+        const Reference<CharToByteConverter> encoder(CharToByteConverter::getConverter(name));
+        for (const size_t piece : {1u, 3u, 99u}) {
+            decoder->reset();
+            EXPECT_EQ(convertPieces<Units>(*decoder, bytes, piece, 2), units) << String(name);
+            encoder->reset();
+            const Bytes written = convertPieces<Bytes>(*encoder, units, piece, 8);
+            const auto mark =
+                findByteOrderMark(reinterpret_cast<const signed char*>(written.data()), 4);
+            EXPECT_TRUE(mark.encoding && decoder->getEncodingName() ==
+                                             std::u16string_view(encoder->getEncodingName()));
+            decoder->reset();
+            EXPECT_EQ(decode(*decoder, written), units);
+        }
+        EXPECT_EQ(encode(*CharToByteConverter::getConverter(name), u""), "");
     }
 }
 

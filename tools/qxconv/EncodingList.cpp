@@ -7,6 +7,7 @@
 
 #include <qx/core/String.h>
 #include <qx/platform/module.h>
+#include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/ComCodec.h>
@@ -42,6 +43,8 @@ void addBuiltIn(std::vector<KnownEncoding>& known) {
         else if (qx::String(row.name) != qx::String(row.canonicalName))
             known.back().names.push_back(narrow(row.name));
     }
+    for (const auto& encoding : qx::text::charset::markedEncodings())
+        known.push_back({{narrow(encoding.name)}, 0, "built-in"});
 }
 
 void addListed(std::vector<KnownEncoding>& known) {

@@ -12,6 +12,7 @@
 #include <qx/core/runtime/Class.h>
 #include <qx/platform/detail/CodecCheck.h>
 #include <qx/platform/module.h>
+#include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/CodecTable.h>
 #include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/detail/EncodingName.h>
@@ -91,13 +92,19 @@ constexpr struct {
     const char16_t* alias;
     const char16_t* name;
 } MoreNames[] = {
-    {u"CSUTF8", u"UTF-8"},       {u"CSUTF16LE", u"UTF-16LE"}, {u"CSUTF16BE", u"UTF-16BE"},
-    {u"CSUTF32LE", u"UTF-32LE"}, {u"CSUTF32BE", u"UTF-32BE"}, {u"CSWINDOWS1252", u"CP1252"},
+    {u"CSUTF8", u"UTF-8"},       {u"CSUTF16LE", u"UTF-16LE"},  {u"CSUTF16BE", u"UTF-16BE"},
+    {u"CSUTF32LE", u"UTF-32LE"}, {u"CSUTF32BE", u"UTF-32BE"},  {u"CSUTF16", u"UTF-16"},
+    {u"CSUTF32", u"UTF-32"},     {u"UTF-8-BOM", u"UTF-8-SIG"}, {u"CSWINDOWS1252", u"CP1252"},
 };
 
 template <class Converter>
 Object* wrap(Reference<IQXCharCodec> codec) {
     return new Converter(std::move(codec));
+}
+
+template <class Converter>
+Object* makeMarked(const MarkedEncoding& encoding) {
+    return new Converter(encoding);
 }
 
 } // namespace
@@ -110,6 +117,7 @@ struct CodecManager::Codecs {
 struct CodecManager::Direction {
     const Class* CodecClasses::*converterClass;
     Object* (*wrapComponent)(Reference<IQXCharCodec> codec);
+    Object* (*makeMarked)(const MarkedEncoding& encoding);
 };
 
 CodecManager::CodecManager() : m_codecs(std::make_unique<Codecs>()) {}
@@ -138,6 +146,10 @@ Object* CodecManager::create(const Direction& direction, const char16_t* name) c
         if (isAlike(row.name, key.getData()))
             return createByName(direction, row.name);
     }
+    for (const MarkedEncoding& encoding : markedEncodings()) {
+        if (isAlike(encoding.name, key.getData()))
+            return direction.makeMarked(encoding);
+    }
     for (const auto& row : MoreNames) {
         if (isAlike(row.alias, key.getData()))
             return create(direction, row.name);
@@ -162,11 +174,11 @@ Object* CodecManager::createByName(const Direction& direction, const char16_t* n
 }
 
 Object* CodecManager::getDecoder(const char16_t* name) const {
-    return create({&CodecClasses::decoder, &wrap<BTCCom>}, name);
+    return create({&CodecClasses::decoder, &wrap<BTCCom>, &makeMarked<BTCMarked>}, name);
 }
 
 Object* CodecManager::getEncoder(const char16_t* name) const {
-    return create({&CodecClasses::encoder, &wrap<CTBCom>}, name);
+    return create({&CodecClasses::encoder, &wrap<CTBCom>, &makeMarked<CTBMarked>}, name);
 }
 
 Reference<IQXCharCodecList> findCodecList(int32_t* result) {

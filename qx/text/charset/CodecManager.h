@@ -33,7 +33,8 @@ public:
     /// A new decoder with count 0, null for an unknown name. For a name that is not registered, a
     /// codec component of that name serves, or else what serves the encoding under its canonical
     /// name. When there is none, hyphens, underlines and blanks in the names of the registered
-    /// encodings make no difference, and then the lists of codecs are asked: see IQXCharCodecList.
+    /// encodings make no difference; then those with a mark (see markedEncodings) and the lists of
+    /// codecs are asked (see IQXCharCodecList).
     Object* getDecoder(const char16_t* name) const;
     /// The same for an encoder.
     Object* getEncoder(const char16_t* name) const;

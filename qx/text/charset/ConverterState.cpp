@@ -1,0 +1,40 @@
+#include "qx/text/charset/ConverterState.h"
+
+#include <qx/text/charset/ByteOrderMark.h>
+#include <qx/text/charset/ComCodec.h>
+
+namespace qx::text::charset {
+
+uint32_t getConverterState(ByteToCharConverter& converter) {
+    const auto* const codec = dynamic_cast<const BTCCom*>(&converter);
+    if (codec)
+        return codec->getState();
+    const auto* const marked = dynamic_cast<const BTCMarked*>(&converter);
+    return marked && marked->hasBegun() ? 1 : 0;
+}
+
+uint32_t getConverterState(CharToByteConverter& converter) {
+    if (const auto* const codec = dynamic_cast<const CTBCom*>(&converter))
+        return codec->getState();
+    const auto* const marked = dynamic_cast<const CTBMarked*>(&converter);
+    return marked && marked->hasBegun() ? 1 : 0;
+}
+
+void setConverterState(ByteToCharConverter& converter, uint32_t state) {
+    if (state == 0)
+        return converter.reset();
+    if (auto* const codec = dynamic_cast<BTCCom*>(&converter))
+        codec->setState(state);
+}
+
+void setConverterState(CharToByteConverter& converter, uint32_t state) {
+    converter.reset();
+    if (state == 0)
+        return;
+    if (auto* const codec = dynamic_cast<CTBCom*>(&converter))
+        codec->setState(state);
+    else if (auto* const marked = dynamic_cast<CTBMarked*>(&converter))
+        marked->setBegun(true);
+}
+
+} // namespace qx::text::charset
