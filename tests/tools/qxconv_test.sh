@@ -109,8 +109,38 @@ printf 'A\0' >even
 printf 'A\0B' >odd
 fails 1 'odd: incomplete UTF-16LE at byte offset 2' --strict -f UTF-16LE even odd even
 
+# --- what is done with errors when it is asked for
+converts 41ffe4b8ad42 4142 -t ASCII -c
+converts 41ffe4b8adf09f988042 415c7846465c75344532445c55303030314636303042 -t ASCII --errors=escape
+converts 41ffe4b8ad42 413f3f42 -t ASCII --errors replace
+
+# --- marks and ends of lines
+converts fffe4100 41 -f UTF-16 -t UTF-8
+converts 0041fffe 41efbfbe -f UTF-16 -t UTF-8
+converts 41 fffe4100 -t UTF-16
+converts c3a9 efbbbfc3a9 -t UTF-8-SIG
+converts "" "" -t UTF-16
+for each in efbbbf41 fffe4100 feff0041 fffe000041000000 0000feff00000041 41; do
+    converts $each 41 -f auto
+done
+converts 0d0a0d0d0a0a41 0a0a0a0a41 --line-ends=lf
+converts 0d0a0d0d0a0a41 0d0a0d0a0d0a0d0a41 --line-ends crlf
+bytes 0d0ae4b8ad >bad.in
+fails 1 'bad.in: U+4E2D has no form in ASCII, at byte offset 2' --strict -t ASCII --line-ends cr bad.in
+
 # --- files
+mkdir outs
+printf 'one\303\251' >1
+printf '\377\376a\0' >2
+"$qxconv" -f auto -t latin1 -d outs 1 2
+equal "files in a folder" "$(hex <outs/1) $(hex <outs/2)" "6f6e65e9 61"
+chmod 600 1
+"$qxconv" -t UTF-16BE --in-place=.old 1
+equal "in place" "$(hex <1) $(hex <1.old) $(stat -c %a 1)" "006f006e006500e9 6f6e65c3a9 600"
+fails 1 "2: invalid UTF-8 at byte offset 0" --strict --in-place 2
+equal "not in place" "$(hex <2)" fffe6100
 printf 'one' >1
+chmod 644 1
 printf 'two' >2
 equal "files in order" "$(echo ' and' | "$qxconv" 1 - 2)" $'one and\ntwo'
 "$qxconv" -o out -t UTF-16BE 1 2
@@ -195,8 +225,13 @@ fails 2 'unknown encoding "UTF-9"; is it UTF-8? (qxconv -l lists all)' -f UTF-9 
 fails 2 'unknown encoding "" (qxconv -l lists all)' -t '' 2
 fails 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
 equal "output after usage errors" "$(cat out)" old
-options='-f FROM|-t TO|-o OUT|--strict|--substitute TEXT|-l|-h, --help|--version'
-equal "help names every option" "$("$qxconv" --help | grep -cE "^  ($options) ")" 8
+fails 2 "option --errors takes one of strict, replace, ignore, escape $usage" --errors lax
+fails 2 "--errors excludes --strict and --substitute $usage" --errors strict --strict
+fails 2 "-o, -d and --in-place exclude each other $usage" -d . --in-place 2
+fails 2 "-d and --in-place need files $usage" --in-place
+fails 2 'two of the files would be outs/2' -d outs 2 ./2
+fails 2 'unknown encoding "ASCII//TRANSLIT": instead of "//TRANSLIT" say --errors=replace' -t ASCII//TRANSLIT 2
+fails 2 'unknown encoding "ASCII//IGNORE": instead of "//IGNORE" say --errors=ignore' -t ASCII//IGNORE 2
 
 # --- encodings of the module beside the library
 if [ -n "${QX_MODULES-}" ]; then
@@ -232,8 +267,8 @@ fi
 # --- the list: every name in it is taken, for both directions
 "$qxconv" -l | awk '$3 == "built-in" { $3 = ""; print }' >list
 equal "encodings" "$(awk '{ print $1, $2 }' list | LC_ALL=C sort | tr '\n' ' ')" \
-    "AMP-7 - ASCII 20127 CP1252 1252 CP437 437 ISO8859_1 28591 UTF-16BE - UTF-16LE - UTF-32BE - UTF-32LE - UTF-8 65001 "
-equal "names" "$(awk '{ n += NF - 1 } END { print n }' list)" 44
+    "AMP-7 - ASCII 20127 CP1252 1252 CP437 437 ISO8859_1 28591 UTF-16 - UTF-16BE - UTF-16LE - UTF-32 - UTF-32BE - UTF-32LE - UTF-8 65001 UTF-8-SIG - "
+equal "names" "$(awk '{ n += NF - 1 } END { print n }' list)" 47
 while read -r name _ aliases; do
     for alias in $name $aliases; do
         there=$(printf A | "$qxconv" -f ASCII -t "$alias" | hex)

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <string_view>
+#include <utility>
 
 #include <qx/core/Exception.h>
+#include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/EncodingException.h>
@@ -26,6 +29,10 @@ constexpr int32_t BlockBytes = 64 * 1024;
 Failure unknownEncoding(const qx::String& name) {
     const std::string narrow = name.toUtf8();
     std::string message = "unknown encoding \"" + narrow + '"';
+    if (const auto suffix = narrow.find("//"); suffix != narrow.npos)
+        return Failure(Failure::Usage,
+                       message + ": instead of \"" + narrow.substr(suffix) + "\" say --errors=" +
+                           (narrow.find("IGNORE") != narrow.npos ? "ignore" : "replace"));
     int32_t result = 0;
     if (qx::text::charset::findCodecList(&result) == nullptr) {
         message += result == qx::result::NotFound
@@ -48,29 +55,95 @@ qx::Reference<Converter> converterFor(const std::optional<std::string>& name) {
     }
 }
 
-std::optional<qx::String> replacementFor(const Options& options) {
-    if (options.strict)
-        return std::nullopt;
-    return options.substitute ? fromSystemName(options.substitute->c_str()) : qx::String(u"\uFFFD");
+Replacement replacementFor(const Options& options) {
+    using enum Replacement::Kind;
+    if (options.substitute)
+        return {Text, fromSystemName(options.substitute->c_str())};
+    const std::string errors = options.errors.value_or("replace");
+    if (options.strict || errors == "strict")
+        return {Reject, {}};
+    return {errors == "ignore" ? Text : errors == "escape" ? Escape : Default, {}};
 }
 
-Encoder encoderFor(const Options& options) {
-    auto converter = converterFor<CharToByteConverter>(options.to);
-    if (options.substitute)
-        return Encoder(converter, fromSystemName(options.substitute->c_str()));
-    return Encoder(converter,
-                   options.strict ? Encoder::Unmappable::Reject : Encoder::Unmappable::Substitute);
+constexpr char Auto[] = "auto";
+
+/// Whether the mark at the start of a text counts that says @p encoding: for "auto" each does, for
+/// an encoding of marked text those of its kind.
+bool countsMark(const std::optional<std::string>& from, const char16_t* encoding) {
+    if (!from)
+        return false;
+    if (*from == Auto)
+        return true;
+    const qx::String name = fromSystemName(from->c_str());
+    const qx::Reference<ByteToCharConverter> converter =
+        ByteToCharConverter::getConverter(name.getData());
+    const std::u16string_view canonical = converter->getEncodingName();
+    return std::ranges::any_of(markedEncodings(), [&](const MarkedEncoding& marked) {
+        return canonical == marked.name &&
+               (!encoding || std::u16string_view(encoding).starts_with(
+                                 canonical.substr(0, std::u16string_view(u"UTF-8").size())));
+    });
+}
+
+/// The converter for text without a mark.
+qx::Reference<ByteToCharConverter> decoderFor(const std::optional<std::string>& from) {
+    if (from && *from == Auto)
+        return converterFor<ByteToCharConverter>(std::nullopt);
+    auto converter = converterFor<ByteToCharConverter>(from);
+    for (const MarkedEncoding& marked : markedEncodings()) {
+        if (std::u16string_view(converter->getEncodingName()) == marked.name)
+            return ByteToCharConverter::getConverter(marked.unmarked);
+    }
+    return converter;
 }
 
 } // namespace
 
 Conversion::Conversion(const Options& options)
-    : m_decoder(converterFor<ByteToCharConverter>(options.from), replacementFor(options)),
-      m_encoder(encoderFor(options)) {}
+    : m_replacement(replacementFor(options)), m_from(options.from), m_followsMark(false),
+      m_decoder(decoderFor(options.from), m_replacement),
+      m_encoder(converterFor<CharToByteConverter>(options.to), m_replacement),
+      m_lineEnds(options.lineEnds.value_or("")), m_isAsked(options.errors.has_value()) {
+    m_followsMark = countsMark(m_from, nullptr);
+}
+
+/// Chooses the decoder by the first bytes, which are in m_input then.
+void Conversion::start(const Source& source, Progress& progress) {
+    m_input.truncate(0);
+    m_lineEnds.restart();
+    m_decoder.restart();
+    if (!m_followsMark)
+        return;
+    ByteOrderMark mark;
+    for (int32_t count = 1; count > 0;) {
+        mark = findByteOrderMark(m_input.data(), m_input.size());
+        if (!mark.isOpen)
+            break;
+        count = readBlock(source);
+        progress.advance(count);
+    }
+    const bool isMarked = mark.encoding && countsMark(m_from, mark.encoding);
+    useDecoder(Decoder(isMarked ? qx::Reference(ByteToCharConverter::getConverter(mark.encoding))
+                                : decoderFor(m_from),
+                       m_replacement));
+    m_markLength = isMarked ? mark.length : 0;
+    m_input.removeFront(m_markLength);
+}
+
+void Conversion::useDecoder(Decoder decoder) {
+    noteInvalid();
+    m_decoder = std::move(decoder);
+}
+
+void Conversion::noteInvalid() {
+    if (m_decoder.hasSubstituted() && m_invalid.empty())
+        m_invalid = m_decoder.encodingName();
+}
 
 void Conversion::convert(const Source& source, BackgroundWriter& writer, Progress& progress) {
-    int64_t offset = 0; // of the first byte in m_input
-    m_input.truncate(0);
+    m_markLength = 0;
+    start(source, progress);
+    int64_t offset = m_markLength; // of the first byte in m_input
     for (bool atEnd = false; !atEnd || m_input.size() > 0;) {
         if (!atEnd) {
             const int32_t count = readBlock(source);
@@ -92,10 +165,19 @@ void Conversion::convert(const Source& source, BackgroundWriter& writer, Progres
     }
 }
 
-void Conversion::finish() const {
+void Conversion::endOutput(BackgroundWriter& writer) {
+    m_bytes.truncate(0);
+    m_encoder.finish(m_bytes);
+    writer.write(m_bytes);
+}
+
+void Conversion::finish() {
+    noteInvalid();
+    if (m_isAsked)
+        return;
     std::string replaced;
-    if (m_decoder.hasSubstituted())
-        replaced = "invalid " + m_decoder.encodingName();
+    if (!m_invalid.empty())
+        replaced = "invalid " + m_invalid;
     if (m_encoder.hasSubstituted())
         replaced += (replaced.empty() ? "" : " and ") +
                     std::string("characters without a form in ") + m_encoder.encodingName();
@@ -128,14 +210,25 @@ int32_t Conversion::convertBlock(bool atEnd) {
         fault = invalid;
     }
     // The text before a fault may hold an earlier one, which the encoder tells.
-    m_encoder.encode(m_units.data(), m_units.size(), m_bytes);
+    const Buffer<char16_t>& units = text();
+    m_encoder.encode(units.data(), units.size(), m_bytes);
     if (fault)
         throw *fault;
     return consumed;
 }
 
+/// The decoded text as it is to be encoded.
+const Buffer<char16_t>& Conversion::text() {
+    if (!m_lineEnds.isOn())
+        return m_units;
+    m_lineEnds.convert(m_units, m_lines);
+    return m_lines;
+}
+
 /// What the encoder refuses stands at a unit; the place in m_input is told instead.
 TextFault Conversion::seenFromInput(TextFault fault) {
+    if (fault.kind == TextFault::Kind::Unmappable && m_lineEnds.isOn())
+        fault.position = m_lineEnds.positionOf(fault.position, m_units);
     if (fault.kind == TextFault::Kind::Unmappable)
         fault.position = m_decoder.positionOf(fault.position, m_input.data(), m_input.size());
     return fault;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <qx/core/Reference.h>
@@ -10,6 +11,7 @@
 #include "Buffer.h"
 #include "Decoder.h"
 #include "Encoder.h"
+#include "LineEnds.h"
 #include "Options.h"
 #include "Progress.h"
 
@@ -28,20 +30,34 @@ public:
     /// Writes the whole text of @p source, or what stands before bad text.
     /// @throws Failure that tells the name, and the place of bad text
     void convert(const Source& source, BackgroundWriter& writer, Progress& progress);
+    /// Writes what the texts since the last call have to end with.
+    void endOutput(BackgroundWriter& writer);
 
     /// Ends the conversion of everything.
     /// @throws Failure that tells what was replaced although nobody has asked for it
-    void finish() const;
+    void finish();
 
 private:
+    void start(const Source& source, Progress& progress);
     int32_t readBlock(const Source& source);
+    void useDecoder(Decoder decoder);
+    void noteInvalid();
+    const Buffer<char16_t>& text();
     int32_t convertBlock(bool atEnd);
     TextFault seenFromInput(TextFault fault);
     std::string describe(const TextFault& fault) const;
 
+    Replacement m_replacement;
+    std::optional<std::string> m_from;
+    bool m_followsMark; ///< the encoding of the input may be that of its mark
     Decoder m_decoder;
+    std::string m_invalid; ///< encodings in which bad text was replaced
     Encoder m_encoder;
+    LineEnds m_lineEnds;
+    bool m_isAsked; ///< for what is done with bad text
+    int32_t m_markLength = 0;
     Buffer<signed char> m_input;
     Buffer<char16_t> m_units;
+    Buffer<char16_t> m_lines;
     Buffer<signed char> m_bytes;
 };

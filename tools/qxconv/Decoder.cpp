@@ -36,11 +36,9 @@ int32_t findUnit(const char16_t* units, int32_t from, int32_t length, Test test)
 
 } // namespace
 
-Decoder::Decoder(qx::Reference<ByteToCharConverter> converter,
-                 std::optional<qx::String> replacement)
+Decoder::Decoder(qx::Reference<ByteToCharConverter> converter, Replacement replacement)
     : m_finder(converter, std::max(1, converter->getMaxCharsPerByte())),
-      m_replacement(std::move(replacement)),
-      m_isDefault(m_replacement && *m_replacement == std::u16string_view(u"\uFFFD")) {
+      m_replacement(std::move(replacement)), m_isDefault(m_replacement.isDefault()) {
     converter->setSubstitutionMode(false);
     if (auto* const utf8 = dynamic_cast<BTCUTF8*>(converter.get())) {
         utf8->setStrict(true);
@@ -53,6 +51,7 @@ int32_t Decoder::decode(const signed char* input, int32_t length, bool atEnd,
                         Buffer<char16_t>& units) {
     Stride stride;
     int32_t position = 0;
+    m_finder.beginBlock();
     while (position < length && units.size() < EnoughUnits) {
         const int32_t left = length - position;
         const int32_t step = stride.length(left);
@@ -60,13 +59,14 @@ int32_t Decoder::decode(const signed char* input, int32_t length, bool atEnd,
         const Piece piece = decodePiece(input + position, step, isLast, units);
         position += piece.consumed;
         if (piece.faultLength > 0) {
-            replace({TextFault::Kind::Invalid, position}, units);
+            replace({TextFault::Kind::Invalid, position}, input + position, piece.faultLength,
+                    units);
             position += piece.faultLength;
             stride.shorten();
         } else if (piece.consumed > 0 || step < left) {
             stride.lengthen();
         } else if (isLast) {
-            replace({TextFault::Kind::Incomplete, position}, units);
+            replace({TextFault::Kind::Incomplete, position}, input + position, 1, units);
             ++position;
         } else {
             break;
@@ -156,13 +156,15 @@ void Decoder::cutAtLoneSurrogate(const signed char* input, bool atEnd, int32_t s
     piece = {byte, isFault ? length : 0};
 }
 
-void Decoder::replace(TextFault fault, Buffer<char16_t>& units) {
-    if (!m_replacement)
+void Decoder::replace(TextFault fault, const signed char* bytes, int32_t length,
+                      Buffer<char16_t>& units) {
+    if (m_replacement.kind == Replacement::Kind::Reject)
         throw fault;
     if (m_isDefault) {
         m_hasSubstituted = true;
         // From now on the converter does it, which is faster than finding each place.
         m_finder.converter().setSubstitutionMode(true);
     }
-    units.append(m_replacement->getData(), m_replacement->getLength());
+    const qx::String text = m_replacement.forBytes(bytes, length);
+    units.append(text.getData(), text.getLength());
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include <qx/core/String.h>
@@ -9,6 +8,7 @@
 
 #include "Buffer.h"
 #include "FaultFinder.h"
+#include "Replacement.h"
 
 /// From bytes to well-formed UTF-16: no surrogate comes out alone, and no pair is cut.
 ///
@@ -16,9 +16,11 @@
 /// only mark (surrogates in UTF-16, bad sequences in UTF-8) is found here.
 class Decoder {
 public:
-    /// @param replacement  for bad text; absent: bad text is rejected
     Decoder(qx::Reference<qx::text::charset::ByteToCharConverter> converter,
-            std::optional<qx::String> replacement);
+            Replacement replacement);
+
+    /// To be called at the start of each text.
+    void restart() { m_finder.restart(); }
 
     /// Appends the text of @p input to @p units.
     /// @param atEnd  true when nothing follows, so that an incomplete sequence is bad
@@ -26,7 +28,8 @@ public:
     ///     holds more than enough already
     int32_t decode(const signed char* input, int32_t length, bool atEnd, Buffer<char16_t>& units);
 
-    /// The place in @p input, decoded before without a replacement, of its @p unit th unit.
+    /// The place in @p input, the block decoded last, without a replacement, of its @p unit th
+    /// unit.
     int32_t positionOf(int32_t unit, const signed char* input, int32_t length);
 
     /// True when bad text was replaced by U+FFFD, which nobody has asked for.
@@ -44,10 +47,11 @@ private:
                             Buffer<char16_t>& units, Piece& piece);
     void noticeMarks(const signed char* input, int32_t start, const Buffer<char16_t>& units,
                      const Piece& piece);
-    void replace(TextFault fault, Buffer<char16_t>& units);
+    void replace(TextFault fault, const signed char* bytes, int32_t length,
+                 Buffer<char16_t>& units);
 
     Finder m_finder;
-    std::optional<qx::String> m_replacement;
+    Replacement m_replacement;
     bool m_isDefault;           ///< U+FFFD replaces
     bool m_marksFaults = false; ///< the converter does so whatever it is told
     bool m_copiesSurrogates = false;

@@ -1,25 +1,28 @@
 #include "Encoder.h"
 
+#include <utility>
+
 #include <qx/text/charset/Surrogates.h>
 
 #include "tools/common/Failure.h"
 
 using namespace qx::text::charset;
 
-Encoder::Encoder(qx::Reference<CharToByteConverter> converter, Unmappable unmappable)
-    : m_finder(converter, std::max(1, converter->getMaxBytesPerChar())), m_unmappable(unmappable) {
+Encoder::Encoder(qx::Reference<CharToByteConverter> converter, Replacement replacement)
+    : m_finder(converter, std::max(1, converter->getMaxBytesPerChar())),
+      m_replacement(std::move(replacement)) {
     converter->setSubstitutionMode(false);
+    Buffer<signed char> bytes;
+    encodeClean(m_replacement.text, bytes);
+    m_finder.restart();
 }
 
-Encoder::Encoder(qx::Reference<CharToByteConverter> converter, const qx::String& replacement)
-    : Encoder(converter, Unmappable::Reject) {
-    Buffer<signed char> bytes;
-    try {
-        encode(replacement.getData(), replacement.getLength(), bytes);
-    } catch (const TextFault&) {
+/// Encodes a text that has to have a form.
+void Encoder::encodeClean(const qx::String& text, Buffer<signed char>& bytes) {
+    if (text.isEmpty())
+        return;
+    if (m_finder.convert(text.getData(), text.getLength(), bytes).faultLength > 0)
         throw Failure(Failure::Usage, "the substitution text has no form in " + encodingName());
-    }
-    m_replacement = std::move(bytes);
 }
 
 void Encoder::encode(const char16_t* units, int32_t length, Buffer<signed char>& bytes) {
@@ -35,7 +38,7 @@ void Encoder::encode(const char16_t* units, int32_t length, Buffer<signed char>&
             // A converter may have taken the first half of a pair that it then refused.
             if (piece.consumed > 0 && isHighSurrogate(units[position + piece.consumed - 1]))
                 piece = {piece.consumed - 1, piece.faultLength + 1};
-            if (m_unmappable == Unmappable::Substitute) {
+            if (m_replacement.isDefault()) {
                 substituteFromNowOn();
                 piece.faultLength = 0; // it comes again
             } else {
@@ -58,11 +61,10 @@ void Encoder::substituteFromNowOn() {
 }
 
 void Encoder::replace(const char16_t* units, int32_t position, int32_t length,
-                      Buffer<signed char>& bytes) const {
-    if (!m_replacement) {
-        const char32_t character =
-            length == 2 ? joinSurrogates(units[position], units[position + 1]) : units[position];
+                      Buffer<signed char>& bytes) {
+    const char32_t character =
+        length == 2 ? joinSurrogates(units[position], units[position + 1]) : units[position];
+    if (m_replacement.kind == Replacement::Kind::Reject)
         throw TextFault{TextFault::Kind::Unmappable, position, character};
-    }
-    bytes.append(m_replacement->data(), m_replacement->size());
+    encodeClean(m_replacement.forCharacter(character), bytes);
 }

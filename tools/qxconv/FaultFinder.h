@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include <qx/core/Reference.h>
+#include <qx/text/charset/ConverterState.h>
 #include <qx/text/charset/EncodingException.h>
 
 #include "Buffer.h"
@@ -37,11 +38,28 @@ public:
 
     Converter& converter() const { return *m_converter; }
 
+    /// To be called at the start of a text.
+    void restart() { m_state = m_blockState = 0; }
+    /// To be called before a block of it.
+    void beginBlock() { m_blockState = m_state; }
+    /// Writes what the text has to end with.
+    void finish(Buffer<Out>& output) {
+        constexpr int32_t Room = 32;
+        output.reserve(Room);
+        qx::text::charset::setConverterState(*m_converter, m_state);
+        int32_t written = 0;
+        m_converter->flush(output.end(), &written, Room);
+        output.added(written);
+        m_state = 0;
+    }
+
     /// Converts @p input up to its end, a sequence that is incomplete there, or bad text.
     Piece convert(const In* input, int32_t length, Buffer<Out>& output) {
         int32_t consumed = 0;
-        if (tryConvert(input, length, output, consumed))
+        if (tryConvert(input, length, output, consumed)) {
+            m_state = qx::text::charset::getConverterState(*m_converter);
             return {consumed, 0};
+        }
         int32_t clean = 0;
         int32_t faulty = length;
         while (faulty - clean > 1) {
@@ -51,16 +69,18 @@ public:
         }
         consumed = 0;
         tryConvert(input, clean, output, consumed);
+        m_state = qx::text::charset::getConverterState(*m_converter);
         return {consumed, faulty - consumed};
     }
 
-    /// Items of the clean @p input that stand for the first @p count items of the output.
+    /// Items of the clean @p input, the start of the block, that stand for the first @p count items
+    /// of the output.
     int32_t consumedFor(int32_t count, const In* input, int32_t length) {
         m_scratch.truncate(0);
         m_scratch.reserve(count);
         int32_t consumed = 0;
         int32_t produced = 0;
-        m_converter->reset();
+        qx::text::charset::setConverterState(*m_converter, m_blockState);
         m_converter->convert(input, &consumed, length, m_scratch.end(), &produced, count);
         return consumed;
     }
@@ -71,7 +91,7 @@ private:
         consumed = 0;
         int32_t produced = 0;
         try {
-            m_converter->reset();
+            qx::text::charset::setConverterState(*m_converter, m_state);
             m_converter->convert(input, &consumed, length, output.end(), &produced, output.room());
         } catch (const qx::text::charset::InvalidCharacterException&) {
             return false;
@@ -84,6 +104,8 @@ private:
 
     qx::Reference<Converter> m_converter;
     int32_t m_growth;
+    uint32_t m_state = 0; ///< at the end of what was converted
+    uint32_t m_blockState = 0;
     Buffer<Out> m_scratch;
 };
 

@@ -7,15 +7,18 @@ _qxconv() {
     case ${COMP_WORDS[COMP_CWORD - 1]} in
     -f | -t) kind=encoding ;;
     -o) kind=file ;;
+    -d) kind=folder ;;
+    --errors) kind='strict|replace|ignore|escape' ;;
+    --line-ends) kind='lf|crlf|cr' ;;
     --substitute) kind=text ;;
     esac
     if [[ -z $kind && $current == -* ]]; then
-        COMPREPLY=($(compgen -W "-f -t -o -l --strict --substitute -h --help --version" -- "$current"))
+        COMPREPLY=($(compgen -W "-f -t -o -d --in-place --errors -c --line-ends -l --strict --substitute -h --help --version" -- "$current"))
         return
     fi
     for ((i = 1; i < COMP_CWORD; ++i)); do # what stands before, without options and their values
         case ${COMP_WORDS[i]} in
-        -f | -t | -o | --substitute) ((++i)) ;;
+        -f | -t | -o | -d | --errors | --line-ends | --substitute) ((++i)) ;;
         -?*) ;;
         *) words+=("${COMP_WORDS[i]}") ;;
         esac
@@ -27,6 +30,10 @@ _qxconv() {
     file)
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        ;;
+    folder)
+        compopt -o filenames 2>/dev/null
+        mapfile -t COMPREPLY < <(compgen -d -- "$current")
         ;;
     encoding)
         # Whatever way the program was called, it knows the encodings.

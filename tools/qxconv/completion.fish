@@ -7,7 +7,7 @@ function __qxconv_words
     for word in (commandline -opc)[2..]
         if test $skips = yes
             set skips no
-        else if contains -- $word -f -t -o --substitute
+        else if contains -- $word -f -t -o -d --errors --line-ends --substitute
             set skips yes
         else if not string match -qr '^-.' -- $word
             printf '%s\n' $word
@@ -28,6 +28,11 @@ complete -c qxconv -f
 complete -c qxconv -s f -x -a '(__qxconv_encodings)' -d 'encoding of the input'
 complete -c qxconv -s t -x -a '(__qxconv_encodings)' -d 'encoding of the output'
 complete -c qxconv -s o -r -F -d 'write this file'
+complete -c qxconv -s d -x -a '(__fish_complete_directories)' -d 'write a file for each into this folder'
+complete -c qxconv -l in-place -d 'write each file anew'
+complete -c qxconv -l errors -x -a 'strict replace ignore escape' -d 'what to do with text that cannot be converted'
+complete -c qxconv -s c -d 'leave out what cannot be converted'
+complete -c qxconv -l line-ends -x -a 'lf crlf cr' -d 'make all ends of lines the same'
 complete -c qxconv -s l -d 'list the encodings'
 complete -c qxconv -l strict -d 'stop at the first text that cannot be converted'
 complete -c qxconv -l substitute -x -d 'what stands for text that cannot be converted'

@@ -7,6 +7,11 @@ _arguments -S \
     '-f+[encoding of the input]:encoding:{ compadd -- ${(f)"$(_call_program encodings $program -l | cut -d " " -f 1)"} }' \
     '-t+[encoding of the output]:encoding:{ compadd -- ${(f)"$(_call_program encodings $program -l | cut -d " " -f 1)"} }' \
     '-o+[write this file]:file:_files' \
+    '-d+[write a file for each into this folder]:folder:_files -/' \
+    '--in-place[write each file anew]' \
+    '--errors=[what to do with text that cannot be converted]:value:(strict replace ignore escape)' \
+    '-c[leave out what cannot be converted]' \
+    '--line-ends=[make all ends of lines the same]:value:(lf crlf cr)' \
     '-l[list the encodings]' \
     '--strict[stop at the first text that cannot be converted]' \
     '--substitute=[what stands for text that cannot be converted]:text:' \

@@ -1,7 +1,9 @@
 // qxconv: converts text files from one encoding to another.
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <span>
 
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>
@@ -48,15 +50,41 @@ int64_t sizeOf(const std::string& file) {
 constexpr char StandardOutput[] = "standard output";
 
 /// Converts the files to the open file @p output.
-void convertFiles(Conversion& conversion, const std::vector<std::string>& files, uint64_t output,
-                  const std::string& outputName) {
+void convertFiles(Conversion& conversion, std::span<const std::string> files, uint64_t output,
+                  const std::string& outputName, Progress& progress) {
     BackgroundWriter writer(new FileOutputStream(output, false), outputName);
-    Progress progress;
-    for (const std::string& file : files)
-        progress.expect(sizeOf(file));
     for (const std::string& file : files)
         conversion.convert(openSource(file), writer, progress);
+    conversion.endOutput(writer);
     writer.finish();
+}
+
+/// Converts files to the file of a name.
+void convertTo(Conversion& conversion, std::span<const std::string> files, const std::string& name,
+               Progress& progress, const std::string& keep = {}) {
+    OutputFile output(name);
+    convertFiles(conversion, files, output.handle(), name, progress);
+    if (!keep.empty()) {
+        std::error_code error;
+        fs::copy_file(name, keep, fs::copy_options::overwrite_existing, error);
+        if (error)
+            throw Failure(Failure::Runtime, keep + ": " + error.message());
+    }
+    output.commit();
+}
+
+/// The names of the files of their own, which must differ.
+std::vector<std::string> namesIn(const fs::path& folder, const std::vector<std::string>& files) {
+    if (!fs::is_directory(folder))
+        throw Failure(Failure::Runtime, folder.string() + ": is no folder");
+    std::vector<std::string> names;
+    for (const std::string& file : files) {
+        const std::string name = (folder / fs::path(file).filename()).string();
+        if (std::ranges::find(names, name) != names.end())
+            throw Failure(Failure::Usage, "two of the files would be " + name);
+        names.push_back(name);
+    }
+    return names;
 }
 
 void convert(const Options& options) {
@@ -64,12 +92,18 @@ void convert(const Options& options) {
     std::vector<std::string> files = options.files;
     if (files.empty())
         files.push_back(StandardStream);
-    if (!options.output || *options.output == StandardStream) {
-        convertFiles(conversion, files, QXFileStandardOutput(), StandardOutput);
+    Progress progress;
+    for (const std::string& file : files)
+        progress.expect(sizeOf(file));
+    if (options.folder || options.inPlace) {
+        const auto names = options.folder ? namesIn(*options.folder, files) : files;
+        for (std::size_t i = 0; i < files.size(); ++i)
+            convertTo(conversion, {&files[i], 1}, names[i], progress,
+                      options.keep.empty() ? "" : files[i] + options.keep);
+    } else if (!options.output || *options.output == StandardStream) {
+        convertFiles(conversion, files, QXFileStandardOutput(), StandardOutput, progress);
     } else {
-        OutputFile output(*options.output);
-        convertFiles(conversion, files, output.handle(), *options.output);
-        output.commit();
+        convertTo(conversion, files, *options.output, progress);
     }
     conversion.finish();
 }
