@@ -87,6 +87,9 @@ QX_API int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffe
 /// fit. It is the code set of the locale that start-up set, and "UTF-8" in the "C" and "POSIX"
 /// locales and where no codec serves the code set, which is looked up once.
 QX_API int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity);
+/// Name of the code set of the locale when the default encoding is UTF-8 because no codec serves
+/// that code set; empty when it is what the locale says. In the same way.
+QX_API int32_t QXGetMissingCharEncoding(char16_t* buffer, int32_t capacity);
 /// Name of the default locale, in the same way: language_COUNTRY, "en_US" in the "C" and "POSIX"
 /// locales.
 QX_API int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity);

@@ -96,12 +96,15 @@ bool isAscii(const char* codeSet) noexcept {
     return std::strcmp(codeSet, "ANSI_X3.4-1968") == 0 || std::strcmp(codeSet, "US-ASCII") == 0;
 }
 
+/// True for a code set in whose place UTF-8 is used for want of a codec.
+bool isMissing(const char* codeSet) noexcept {
+    return std::strcmp(codeSet, Utf8) != 0 && !isAscii(codeSet) && !s_codecs.find(codeSet);
+}
+
 /// Name of the default encoding.
 const char* defaultEncoding() noexcept {
     const char* const codeSet = ::nl_langinfo(CODESET);
-    if (std::strcmp(codeSet, Utf8) == 0 || isAscii(codeSet) || !s_codecs.find(codeSet))
-        return Utf8;
-    return codeSet;
+    return isAscii(codeSet) || isMissing(codeSet) ? Utf8 : codeSet;
 }
 
 /// Bytes into a buffer that keeps room for the terminating 0.
@@ -212,6 +215,11 @@ int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int3
 
 int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity) {
     return copyName(defaultEncoding(), buffer, capacity);
+}
+
+int32_t QXGetMissingCharEncoding(char16_t* buffer, int32_t capacity) {
+    const char* const codeSet = ::nl_langinfo(CODESET);
+    return copyName(isMissing(codeSet) ? codeSet : "", buffer, capacity);
 }
 
 int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity) {
