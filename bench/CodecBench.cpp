@@ -137,6 +137,9 @@ void addAll() {
                                  "日越えて浅き夢見じ酔ひもせず。カタカナ ABC 123.\n";
     const char* const chinese = "人人生而自由,在尊严和权利上一律平等。他们赋有理性和良心,并应以"
                                 "兄弟关系的精神相对待。\n";
+    const char* const traditional =
+        "人人生而自由，在尊嚴和權利上一律平等。他們賦有理性和良心，並應以兄"
+        "弟關係的精神相對待。\n";
     const char* const markup = "<div class=\"entry\"><a href=\"/path/to/page.html\">人人生而自由"
                                "</a> <span>1234567890 plain text</span></div>\n";
     // 15 % beyond ASCII, a character or two at a time.
@@ -148,6 +151,10 @@ void addAll() {
     addCodec("Cp932Markup", "CP932", "ibm-943", markup);
     addCodec("Cp936", "CP936", "GBK", chinese);
     addCodec("EucJp", "EUCJP", "EUC-JP", japanese);
+    addCodec("Koi8R", "KOI8-R", "KOI8-R", russian);
+    addCodec("Gb18030", "GB18030", "gb18030", chinese);
+    addCodec("Big5Hkscs", "BIG5-HKSCS", "Big5-HKSCS", traditional);
+    addCodec("Iso2022Jp", "ISO-2022-JP", "ISO-2022-JP", japanese);
 }
 
 } // namespace
