@@ -18,7 +18,9 @@ constexpr int32_t LongestSpare = 1 << 16;
 } // namespace
 
 AbstractLogWriter::AbstractLogWriter(io::Writer* writer)
-    : m_writer(required(writer)), m_lock("qx::log::AbstractLogWriter::m_lock") {}
+    : m_writer(required(writer)), m_lock("qx::log::AbstractLogWriter::m_lock") {
+    io::detail::Utf8Writers::replaceHalves(*m_writer); // half a character costs no entry
+}
 
 void AbstractLogWriter::flush() { m_writer->flush(); }
 

@@ -11,4 +11,11 @@ Utf8Writers Utf8Writers::behind(Writer& writer) noexcept {
     return writers.out && writers.out->m_utf8 ? writers : Utf8Writers();
 }
 
+void Utf8Writers::replaceHalves(Writer& writer) {
+    auto* const held = dynamic_cast<HeldFlushWriter*>(&writer);
+    auto* const out = dynamic_cast<OutputStreamWriter*>(held ? &held->wrapped() : &writer);
+    if (out && out->m_converter) // is not closed
+        out->setReplaceHalves(true);
+}
+
 } // namespace qx::io::detail
