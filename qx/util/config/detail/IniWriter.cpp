@@ -6,6 +6,7 @@
 #include <qx/platform/text.h>
 
 #include <qx/text/charset/detail/Kernels.h>
+#include <qx/util/config/detail/IniDecoder.h>
 #include <qx/util/detail/PlatformText.h>
 
 namespace qx::util::detail {
@@ -50,6 +51,17 @@ private:
     int32_t m_result = result::Ok;
 };
 
+/// Whether a line is read as the key and its value: a byte that begins a character takes what
+/// stands behind it along, so that it depends on the value whether the bytes of a name stand for
+/// it.
+bool isReadAs(std::string_view line, const IniKey& key) {
+    IniDecoder decoder;
+    std::u16string room(line.size(), u'\0'), expected(key.text);
+    expected += u'=';
+    expected += key.value;
+    return decoder.decode(line, room.data()) == expected;
+}
+
 /// The result of converting a text whole.
 int32_t checkForm(std::u16string_view text) {
     constexpr char16_t FirstBeyondAscii = 0x80;
@@ -67,9 +79,17 @@ int32_t writeIni(const IniSets& sets, std::string& text) {
         encoder.append(set->text, set->bytes, SetNameRoom);
         text += "]\n";
         for (const IniKey* const key : set->keys.entries()) {
-            encoder.append(key->text, key->bytes, KeyRoom);
-            text += '=';
-            encoder.append(key->value, key->valueBytes, KeyRoom);
+            const auto appendLine = [&](std::string_view nameBytes) {
+                encoder.append(key->text, nameBytes, KeyRoom);
+                text += '=';
+                encoder.append(key->value, key->valueBytes, KeyRoom);
+            };
+            const size_t start = text.size();
+            appendLine(key->bytes);
+            if (!key->bytes.empty() && !isReadAs(std::string_view(text).substr(start), *key)) {
+                text.resize(start);
+                appendLine({});
+            }
             text += '\n';
         }
         text += '\n';
