@@ -6,7 +6,6 @@
 #include <cstring>
 #include <iterator>
 #include <new>
-#include <ranges>
 #include <string>
 
 #include <qx/qx.h>
@@ -48,17 +47,6 @@ void expectInOrder(std::ptrdiff_t first, Members... members) {
     for (std::size_t i = 0; i < std::size(slots); ++i)
         EXPECT_EQ(slots[i], (first < 0 ? slots[0] : first) + static_cast<std::ptrdiff_t>(i));
 }
-
-template <class... T>
-constexpr bool AreInputRanges = ((std::ranges::input_range<T> &&
-                                  std::ranges::input_range<const T>)&&...);
-static_assert(AreInputRanges<ArrayList, LinkedList, HashSet, HashMap, Map&, List&, Texts, NumberSet,
-                             Numbers, collections::StringHashMap, collections::IntegerHashMap>);
-static_assert(AreInputRanges<Reference<Texts>, Reference<const NumberSet>, Reference<Set>,
-                             Reference<const Collection>, Reference<ConstIterator>,
-                             Reference<collections::Iterator<String>>>);
-// Nothing else becomes one behind a reference.
-static_assert(!std::ranges::range<Reference<String>> && !std::ranges::range<Reference<Object>>);
 
 std::string joined(const collections::Collection<String>& collection) {
     std::string text;

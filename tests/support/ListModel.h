@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "tests/support/CollectionPlay.h"
@@ -61,19 +60,13 @@ public:
             return std::exchange(at(index), value);
         });
     }
-    /// A place counts as changed when another element comes to it.
     int sort() {
         if (!isCurrent())
             return Changed;
-        std::vector<std::pair<int, int>> sorted; // with their places
-        for (int index = 0; index < size(); ++index)
-            sorted.emplace_back(at(index), index);
-        std::ranges::sort(sorted);
-        for (int index = 0; const auto& [value, from] : sorted) {
-            if ((at(index) != Null || value != Null) && from != index)
-                changed(0);
-            at(index++) = value;
-        }
+        const std::vector<int> before = values();
+        std::sort(begin(), begin() + size());
+        if (values() != before)
+            changed(0);
         return 0;
     }
     void clear() {
