@@ -152,6 +152,7 @@
 #include <qx/io/PrintWriter.h>
 #include <qx/io/ReadWriteChannel.h>
 #include <qx/io/Reader.h>
+#include <qx/io/ReplacingFileOutputStream.h>
 #include <qx/io/StdioInputStream.h>
 #include <qx/io/StdioOutputStream.h>
 #include <qx/io/StringWriter.h>

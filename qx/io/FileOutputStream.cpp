@@ -161,14 +161,7 @@ std::unique_lock<sync::Mutex> FileOutputStream::exclusive() const {
 }
 
 void FileOutputStream::writeAll(const signed char* from, int32_t length) {
-    while (length > 0) {
-        int32_t written = 0;
-        throwIfFailedOf(QXFileWrite(m_file.get(), from, length, &written), m_name);
-        if (written <= 0) // a device that takes nothing and reports no error
-            throwResultOf(result::Fail, m_name);
-        from += written;
-        length -= written;
-    }
+    detail::writeAll(m_file.get(), from, length, m_name);
 }
 
 } // namespace qx::io

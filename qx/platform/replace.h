@@ -47,6 +47,23 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 QX_API int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
                              QXFileState* state);
 
+/// The same in steps, for bytes that come one after the other.
+typedef struct QXFileReplacement QXFileReplacement;
+
+/// Begins to replace the file @p path: @p file receives a handle of a new file aside to be written
+/// to, which belongs to the replacement and is never closed by the caller. @p replacement ends with
+/// a commit or is discarded. Path, mode and results are those of QXFileReplace.
+QX_API int32_t QXFileReplaceBegin(const char* path, uint32_t mode, QXFileReplacement** replacement,
+                                  QXHandle* file);
+/// The name of the file aside until the replacement ends, for those who remove it when a signal
+/// ends the process.
+QX_API const char* QXFileReplaceAside(const QXFileReplacement* replacement);
+/// Makes the new file durable and gives it its name, as QXFileReplace does. The replacement has
+/// then ended, also after a failure, with which nothing is left aside.
+QX_API int32_t QXFileReplaceCommit(QXFileReplacement* replacement, QXFileState* state);
+/// Ends the replacement, and leaves the old file as it is; null does nothing.
+QX_API void QXFileReplaceDiscard(QXFileReplacement* replacement);
+
 #ifdef __cplusplus
 }
 #endif

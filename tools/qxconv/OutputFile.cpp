@@ -49,63 +49,45 @@ public:
     SignalGuard& operator=(const SignalGuard&) = delete;
 };
 
-/// The file that a chain of symbolic links leads to, which need not exist.
-fs::path followLinks(fs::path path) {
-    std::error_code error;
-    for (int links = 0; links < 40 && fs::is_symlink(fs::symlink_status(path, error)); ++links)
-        path = path.parent_path() / fs::read_symlink(path, error);
-    return path;
-}
-
-constexpr uint32_t ModeForAll = 0666;   // less the umask
-constexpr uint32_t ModeForOwner = 0600; // until it has the permissions of the old file
-
 } // namespace
 
 OutputFile::OutputFile(const std::string& name) : m_name(name) {
-    m_target = name;
-    std::ranges::replace(m_target, '\\', '/'); // both separate, as everywhere in the library
-    m_target = followLinks(m_target).string();
     // A file that may not be written is not replaced either.
-    const int32_t result = QXFileOpen(m_target.c_str(), QX_FILE_WRITE, 0, m_handle.put());
+    const int32_t result = QXFileOpen(m_name.c_str(), QX_FILE_WRITE, 0, m_handle.put());
     if (result < 0 && result != qx::result::NotFound)
         throw fileFailure(m_name, result);
-    const fs::file_status existing = fs::status(m_target);
-    if (result >= 0 && !fs::is_regular_file(existing))
+    std::string path = name;
+    std::ranges::replace(path, '\\', '/'); // both separate, as everywhere in the library
+    if (result >= 0 && !fs::is_regular_file(fs::status(path)))
         return;
     m_handle.reset();
-    openAside(result < 0 ? ModeForAll : ModeForOwner);
-    if (result >= 0)
-        fs::permissions(m_aside, existing.permissions());
+    beginReplacement();
 }
 
 OutputFile::~OutputFile() {
-    m_handle.reset();
-    if (m_aside.empty())
+    if (!m_replacement)
         return;
     const SignalGuard guard;
-    QXFileRemove(m_aside.c_str());
+    m_replacement.reset();
     s_fileToRemove = nullptr;
 }
 
 void OutputFile::commit() {
     m_handle.reset();
-    if (m_aside.empty())
+    if (!m_replacement)
         return;
     const SignalGuard guard;
-    if (const int32_t result = QXFileRename(m_aside.c_str(), m_target.c_str()); result < 0)
-        throw fileFailure(m_name, result);
+    const int32_t result = QXFileReplaceCommit(m_replacement.release(), nullptr);
     s_fileToRemove = nullptr;
-    m_aside.clear();
+    requireFile(result, m_name);
 }
 
-void OutputFile::openAside(uint32_t mode) {
-    std::string aside(65536, '\0');
+void OutputFile::beginReplacement() {
+    constexpr uint32_t ModeForAll = 0666; // less the umask
     const SignalGuard guard;
-    const int32_t result = QXFileCreateBeside(m_target.c_str(), mode, aside.data(),
-                                              static_cast<int32_t>(aside.size()), m_handle.put());
-    if (result < 0)
-        throw fileFailure(m_name, result);
-    m_aside = aside.c_str();
-    s_fileToRemove = m_aside.c_str();
+    QXFileReplacement* replacement = nullptr;
+    const int32_t result = QXFileReplaceBegin(m_name.c_str(), ModeForAll, &replacement, &m_aside);
+    requireFile(result, m_name);
+    m_replacement.reset(replacement);
+    s_fileToRemove = QXFileReplaceAside(replacement);
 }

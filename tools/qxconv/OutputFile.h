@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/files.h>
+#include <qx/platform/replace.h>
 
 /// A file that appears, or replaces the old one, only when it is complete: it is written aside in
 /// the same folder and renamed by commit. Until then the destructor, and SIGINT and SIGTERM, remove
@@ -22,16 +24,20 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     /// The open file.
-    uint64_t handle() const { return m_handle.get(); }
+    uint64_t handle() const { return m_replacement ? m_aside : m_handle.get(); }
 
-    /// Closes the file and gives it its name.
+    /// Closes the file, makes it durable and gives it its name.
     void commit();
 
 private:
-    void openAside(uint32_t mode);
+    struct Discard {
+        void operator()(QXFileReplacement* replacement) const { QXFileReplaceDiscard(replacement); }
+    };
 
-    std::string m_name;   ///< for messages
-    std::string m_target; ///< the name with links followed
-    std::string m_aside;  ///< empty when the target is written directly
-    qx::PlatformHandle<&QXFileClose> m_handle;
+    void beginReplacement();
+
+    std::string m_name;                        ///< for messages
+    qx::PlatformHandle<&QXFileClose> m_handle; ///< what is written directly
+    std::unique_ptr<QXFileReplacement, Discard> m_replacement;
+    QXHandle m_aside = 0; ///< the file of the replacement
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include <qx/core/Exception.h>
@@ -11,18 +12,36 @@
 
 namespace qx::io::detail {
 
-/// Opens the file of that name with QX_FILE_... flags, to be owned by @p file.
-/// @param permissions  bits of a file that is created
+/// The name of a file as the system takes it.
 /// @throws InvalidPathException for a name with a 0 unit, which would be cut there and stand for
 ///     another file
 /// @throws ResultException with result::UnmappableCharacter for a name that the default encoding
-///     does not have, else with the result of the system
-inline void openFile(const String& name, uint32_t flags, FileHandle& file,
-                     uint32_t permissions = 0700) {
+///     does not have
+inline std::string systemNameOf(const String& name) {
     if (name.view().find(u'\0') != std::u16string_view::npos)
         throw InvalidPathException(u"file name with a 0 unit"_qs);
-    throwIfFailedOf(QXFileOpen(util::toSystemName(name).c_str(), flags, permissions, file.put()),
-                    name);
+    return util::toSystemName(name);
+}
+
+/// Opens the file of that name with QX_FILE_... flags, to be owned by @p file.
+/// @param permissions  bits of a file that is created
+/// @throws what systemNameOf throws, and ResultException with the result of the system
+inline void openFile(const String& name, uint32_t flags, FileHandle& file,
+                     uint32_t permissions = 0700) {
+    throwIfFailedOf(QXFileOpen(systemNameOf(name).c_str(), flags, permissions, file.put()), name);
+}
+
+/// Writes all the bytes, after short writes too.
+/// @throws ResultException with the name of the file
+inline void writeAll(QXHandle file, const signed char* from, int32_t length, const String& name) {
+    while (length > 0) {
+        int32_t written = 0;
+        throwIfFailedOf(QXFileWrite(file, from, length, &written), name);
+        if (written <= 0) // a device that takes nothing and reports no error
+            throwResultOf(result::Fail, name);
+        from += written;
+        length -= written;
+    }
 }
 
 } // namespace qx::io::detail

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,13 +57,16 @@ void followLinks(PathText& path) {
     throw Failure{resultFromErrno(ELOOP)};
 }
 
+} // namespace
+
 /// One replacement. What was written aside and has not got its name goes with the object.
-class Replacement {
+struct QX_LOCAL QXFileReplacement {
 public:
-    /// Looks at what is to be replaced, and removes what dead writers left beside it.
-    explicit Replacement(const char* path);
-    void write(const void* bytes, int64_t length, mode_t modeOfNew);
-    /// Gives the file its name; @p state receives its state.
+    /// Looks at what is to be replaced, removes what dead writers left beside it, and makes the
+    /// file aside.
+    QXFileReplacement(const char* path, mode_t modeOfNew);
+    const AsideFile& aside() const noexcept { return *m_aside; }
+    /// Makes the file durable and gives it its name; @p state receives its state.
     void finish(QXFileState& state);
 
 private:
@@ -76,7 +80,8 @@ private:
     std::optional<AsideFile> m_aside;
 };
 
-Replacement::Replacement(const char* path) : m_target(toNativePath(path)) {
+QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
+    : m_target(toNativePath(path)) {
     followLinks(m_target);
     m_exists = ::stat(m_target.c_str(), &m_old) == 0;
     if (!m_exists && errno != ENOENT)
@@ -92,9 +97,14 @@ Replacement::Replacement(const char* path) : m_target(toNativePath(path)) {
     if (!m_folder)
         throw Failure{lastResult()};
     removeLeftovers(m_folder, nameOf(m_target.view()));
+    // The owner and mode come before the bytes, so that nobody can read or write these meanwhile
+    // who could not before.
+    m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew);
+    if (m_exists)
+        giveOwnerAndMode();
 }
 
-void Replacement::giveOwnerAndMode() const {
+void QXFileReplacement::giveOwnerAndMode() const {
     const int file = m_aside->descriptor();
     const struct stat made = statusOf(file);
     // Only the superuser may give a file away, others at most to a group of theirs. Without the old
@@ -110,7 +120,7 @@ void Replacement::giveOwnerAndMode() const {
     throwIfNot0(::fchmod(file, bits));
 }
 
-void Replacement::giveTime() const {
+void QXFileReplacement::giveTime() const {
     // The kernel stamps files by a clock of some milliseconds, within which a second change of the
     // same size would pass unnoticed.
     int64_t time = now();
@@ -123,28 +133,17 @@ void Replacement::giveTime() const {
     throwIfNot0(::futimens(m_aside->descriptor(), stamps));
 }
 
-/// The owner and mode come before the bytes, so that nobody can read or write these meanwhile who
-/// could not before; the time comes after them, since writing changes it, and is flushed with them.
-void Replacement::write(const void* bytes, int64_t length, mode_t modeOfNew) {
-    m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew);
-    if (m_exists)
-        giveOwnerAndMode();
-    writeOn(m_aside->descriptor(), bytes, static_cast<size_t>(length));
+/// The time comes after the bytes, since writing changes it, and is flushed with them. Renamed
+/// before they are durable, a power cut could leave the name on an empty file.
+void QXFileReplacement::finish(QXFileState& state) {
     giveTime();
     flush(m_aside->descriptor());
-}
-
-/// The bytes are durable by now: renamed earlier, a power cut could leave the name on an empty
-/// file.
-void Replacement::finish(QXFileState& state) {
     const struct stat status = statusOf(m_aside->descriptor());
     throwIfNot0(::rename(m_aside->path().c_str(), m_target.c_str()));
     state = stateOf(status);
     m_aside->keep();
     flush(m_folder.get());
 }
-
-} // namespace
 
 int32_t QXFileGetState(const char* path, QXFileState* state) {
     if (state == nullptr)
@@ -193,8 +192,41 @@ int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint3
     if (length < 0 || (mode & ~PermissionBits) != 0)
         return result::InvalidArgument;
     return resultOf([&] {
-        Replacement replacement(path);
-        replacement.write(bytes, length, mode);
+        QXFileReplacement replacement(path, mode);
+        writeOn(replacement.aside().descriptor(), bytes, static_cast<size_t>(length));
         replacement.finish(reached);
     });
 }
+
+int32_t QXFileReplaceBegin(const char* path, uint32_t mode, QXFileReplacement** replacement,
+                           QXHandle* file) {
+    if (file != nullptr)
+        *file = NoHandle;
+    if (replacement == nullptr || file == nullptr)
+        return result::NullPointer;
+    *replacement = nullptr;
+    if (path == nullptr)
+        return result::NullPointer;
+    if ((mode & ~PermissionBits) != 0)
+        return result::InvalidArgument;
+    return resultOf([&] {
+        *replacement = new QXFileReplacement(path, mode);
+        *file = static_cast<QXHandle>((*replacement)->aside().descriptor());
+    });
+}
+
+const char* QXFileReplaceAside(const QXFileReplacement* replacement) {
+    return replacement->aside().path().c_str();
+}
+
+int32_t QXFileReplaceCommit(QXFileReplacement* replacement, QXFileState* state) {
+    const std::unique_ptr<QXFileReplacement> owner(replacement);
+    QXFileState unwanted;
+    QXFileState& reached = state != nullptr ? *state : unwanted;
+    reached = {};
+    if (!owner)
+        return result::NullPointer;
+    return resultOf([&] { owner->finish(reached); });
+}
+
+void QXFileReplaceDiscard(QXFileReplacement* replacement) { delete replacement; }
