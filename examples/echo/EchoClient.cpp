@@ -44,9 +44,10 @@ int main(int argc, char** argv) try {
     for (std::string line; std::getline(std::cin, line);)
         lines.push_back(line + '\n');
 
-    const auto socket = qx::makeReference<qx::net::TcpSocket>(qx::String::fromUtf8(argv[1]),
-                                                              static_cast<unsigned short>(port));
-    socket->setSoTimeout(10000);
+    constexpr std::chrono::seconds Patience(10);
+    const auto socket =
+        qx::net::TcpSocket::connect(argv[1], static_cast<unsigned short>(port), Patience);
+    socket->setSoTimeout(Patience);
     const auto start = std::chrono::steady_clock::now();
     for (int round = 0; round < rounds; ++round) {
         for (const std::string& line : lines) {

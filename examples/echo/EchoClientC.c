@@ -10,23 +10,12 @@
 #include <qx/net/nettcp.h>
 
 #define LINE_CAPACITY 16384
+#define PATIENCE_MS 10000
 
 /* Prints what failed and with which code, its low digits being the number of the socket error. */
 static int fail(const char* what, ENUM_QX_E_SOCKET code) {
     fprintf(stderr, "EchoClientC: %s: error %d\n", what, code == 0 ? 0 : (int)(code & 0xFFFF));
     return 1;
-}
-
-/* A connection to the host; 0, or a code when there is none. */
-static ENUM_QX_E_SOCKET connect_to(const char* host, uint16_t port, QxNetTcpClientSocket** socket) {
-    qx_sockaddr_union address;
-    ENUM_QX_E_SOCKET code = QxNetTcpSocketStaticGetaddrinfo(host, port, NULL, 0, &address);
-    if (code != 0)
-        return code;
-    code = QxNetTcpClientSocketStaticCreate(address.family, QX_SOCK_STREAM, QX_IPPROTO_TCP, socket);
-    if (code != 0)
-        return code;
-    return QxNetTcpClientSocketConnect(*socket, &address, sizeof address);
 }
 
 static ENUM_QX_E_SOCKET send_all(QxNetTcpClientSocket* socket, const char* from, size_t length) {
@@ -104,7 +93,8 @@ int main(int argc, char** argv) {
     }
 
     QxNetTcpClientSocket* socket = NULL;
-    ENUM_QX_E_SOCKET code = connect_to(argv[1], (uint16_t)port, &socket);
+    ENUM_QX_E_SOCKET code =
+        QxNetTcpClientSocketStaticConnect(argv[1], (uint16_t)port, PATIENCE_MS, &socket);
     const char* what = "connect";
     const double start = now();
     long trips = 0;
