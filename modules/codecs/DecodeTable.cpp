@@ -205,8 +205,9 @@ RunLength DecodeTable::decodeRun(const uint8_t* bytes, std::size_t size, char16_
                     break;
                 std::size_t length = 0;
                 const Meaning meaning = decode(bytes + read, size - read, &length);
-                // One of four bytes that are all read is the replacement character itself.
-                if (length == 0 || (meaning.first == ReplacementCharacter && length < 4))
+                // A form of four bytes that ends with a digit is that character, not a fault.
+                const bool isWhole = length == 4 && isDigit(bytes[read + 3]);
+                if (length == 0 || (meaning.first == ReplacementCharacter && !isWhole))
                     break;
                 char16_t made[4];
                 char16_t* end = writeUtf16(meaning.first, made);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <map>
 #include <random>
@@ -18,6 +19,7 @@
 #include "tests/support/ExpectResult.h"
 #include "tests/support/SafeModule.h"
 #include "tests/support/Sanitized.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TemporaryRegistry.h"
 #include "tests/support/TestLocale.h"
 #include "tests/text/ConverterSupport.h"
@@ -33,8 +35,12 @@ using namespace qxtest;
 /// loaded like any library: its classes are reached without the registry.
 template <class Interface>
 Reference<Interface> create(const GUID& classId, int32_t* failure = nullptr) {
-    static const exec::SharedLibrary module(
-        String(safeModule(QX_TEST_MODULE_DIR "/qxcodecs.so").c_str()).getData());
+    static const TemporaryFolder folder;
+    static const exec::SharedLibrary module([] {
+        const std::string copy = folder.path("codecs.so");
+        std::filesystem::copy_file(QX_TEST_MODULE_DIR "/qxcodecs.so", copy);
+        return String(copy.c_str());
+    }());
     const auto getClass =
         reinterpret_cast<decltype(&DllGetClassObject)>(module.getSymbol(u"DllGetClassObject"));
     Reference<IQXClassFactory> factory;

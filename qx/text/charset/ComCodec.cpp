@@ -50,16 +50,15 @@ int32_t keepingState(Converter& converter, Body&& body) {
     }
 }
 
+/// 0 also for a codec that does not tell.
 uint32_t stateOf(IQXCharStateCodec* codec) {
     uint32_t state = 0;
-    if (codec)
-        throwIfFailed(codec->GetState(&state));
-    return state;
+    return codec && codec->GetState(&state) >= 0 ? state : 0;
 }
 
 void restore(IQXCharStateCodec* codec, uint32_t state) {
     if (codec)
-        throwIfFailed(codec->SetState(state));
+        codec->SetState(state);
 }
 
 } // namespace

@@ -116,7 +116,7 @@ public:
     /// How far a text has come, for a later setState; 0 for its start, and for a codec without
     /// state.
     uint32_t getState() const;
-    /// @throws ResultException for what getState has not given
+    /// Goes back to where getState gave that number. Another number changes nothing.
     void setState(uint32_t state);
 
 protected:
