@@ -27,14 +27,15 @@ public:
         return m_end && (!other.m_end || *m_end < *other.m_end);
     }
 
-    /// Milliseconds that are left; QX_SOCKET_NO_LIMIT for no limit.
-    uint32_t left() const {
+    /// QX_SOCKET_NO_LIMIT for no limit.
+    uint32_t millisecondsLeft() const {
         if (!m_end)
             return QX_SOCKET_NO_LIMIT;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_end - Clock::now());
         return static_cast<uint32_t>(std::max<int64_t>(left.count(), 0));
     }
-    /// The same in @p room; null for no limit.
+
+    /// What is left, in @p room; null for no limit.
     const qx_timeval* left(qx_timeval& room) const {
         if (!m_end)
             return nullptr;

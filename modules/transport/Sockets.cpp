@@ -36,6 +36,12 @@ uint16_t hostOrder(uint16_t port) {
                                                       : port;
 }
 
+ENUM_QX_E_SOCKET connect(const Socket& socket, const qx_sockaddr_union& address,
+                         const Deadline& deadline) {
+    return codeOf(QXSocketTimedConnect(socket.get(), &address, lengthOf(address),
+                                       deadline.millisecondsLeft()));
+}
+
 } // namespace
 
 bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline) {
@@ -55,8 +61,7 @@ Socket connectTo(const Place& place, const Deadline& deadline) {
         Socket socket;
         failure = makeSocket(address, socket);
         if (failure == 0)
-            failure = codeOf(
-                QXSocketTimedConnect(socket.get(), &address, lengthOf(address), deadline.left()));
+            failure = connect(socket, address, deadline);
         if (failure == 0)
             return socket;
     }

@@ -63,7 +63,7 @@ Session::Session(Reference<Context> context, transport::Socket socket)
     SSL_set_bio(m_ssl.get(), bio, bio);
     SSL_set_app_data(m_ssl.get(), this);
     SSL_set_verify(m_ssl.get(), SSL_get_verify_mode(m_ssl.get()), &onVerify);
-    throwIfFailed(codeOf(QXSocketSetBlocking(m_socket.get(), 0)));
+    throwIfFailed(codeOf(QXSocketSetNonBlocking(m_socket.get(), 1)));
     // What follows the last message of a handshake is not to wait until that is acknowledged.
     const int32_t noDelay = 1;
     throwIfFailed(codeOf(QXSocketSetOption(m_socket.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, &noDelay,

@@ -69,7 +69,7 @@ Reference<io::IChannel> TlsConnector::connect() {
 TlsAcceptor::TlsAcceptor(const Place& place, const util::PropertySet& properties)
     : m_place(place), m_handshakeMs(handshakeMs(properties)),
       m_context(Context::ofAcceptor(properties)), m_listener(place) {
-    throwIfFailed(transport::codeOf(QXSocketSetBlocking(m_listener.socket().get(), 0)));
+    throwIfFailed(transport::codeOf(QXSocketSetNonBlocking(m_listener.socket().get(), 1)));
 }
 
 Reference<io::IChannel> TlsAcceptor::accept() {

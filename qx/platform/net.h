@@ -132,17 +132,13 @@ QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, in
 /// Stores how many bytes can be received at once without waiting.
 QX_API int32_t QXSocketGetAvailable(QXSocket socket, uint32_t* count);
 
-/// Says whether calls that would have to wait give 10035 instead. What a listening socket accepts
-/// waits in any case.
+/// Says whether calls that would have to wait give 10035 instead; QXSocketSend then sends what
+/// there is room for. What a listening socket accepts waits in any case.
 QX_API int32_t QXSocketSetNonBlocking(QXSocket socket, int32_t nonBlocking);
 
 /// Says whether children that the program starts inherit the socket; those of QXProcessCreate never
 /// do.
 QX_API int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited);
-
-/// Says whether calls wait, as they do for a new socket. Those that would have to give 10035 on one
-/// that does not, and QXSocketSend then sends what there is room for.
-QX_API int32_t QXSocketSetBlocking(QXSocket socket, int32_t blocking);
 
 #define QX_SHUTDOWN_INPUT 0
 #define QX_SHUTDOWN_OUTPUT 1

@@ -350,15 +350,6 @@ int32_t QXSocketSetInherited(QXSocket socket, int32_t inherited) {
     return ::fcntl(descriptorOf(socket), F_SETFD, flags) == 0 ? 0 : socketFailed();
 }
 
-int32_t QXSocketSetBlocking(QXSocket socket, int32_t blocking) {
-    const int descriptor = descriptorOf(socket);
-    const int flags = ::fcntl(descriptor, F_GETFL);
-    if (flags == -1)
-        return socketFailed();
-    const int wanted = blocking != 0 ? flags & ~O_NONBLOCK : flags | O_NONBLOCK;
-    return ::fcntl(descriptor, F_SETFL, wanted) == 0 ? 0 : socketFailed();
-}
-
 int32_t QXSocketShutdown(QXSocket socket, int32_t direction) {
     static_assert(QX_SHUTDOWN_INPUT == SHUT_RD && QX_SHUTDOWN_OUTPUT == SHUT_WR &&
                   QX_SHUTDOWN_BOTH == SHUT_RDWR);
