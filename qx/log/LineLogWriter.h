@@ -19,9 +19,10 @@ namespace qx::log {
 /// where they have one. What else an entry lacks is "-". Further fields stand in the order of the
 /// entry's set of names.
 ///
-/// No entry looks like two or like another: the backslash and units that are no text (controls,
-/// line separators, lone surrogates) are written as "\\", "\n", "\r", "\t" or "\u" and four
-/// hexadecimal digits, and in front of "|" so are blanks and the "=" of names.
+/// No entry looks like two or like another. A backslash is doubled; a line feed, a carriage return
+/// and a tab become a backslash and "n", "r" or "t". Other units that are no text (controls, line
+/// separators, lone surrogates) become a backslash, "u" and four hexadecimal digits, and so do, in
+/// front of "|", blanks and the "=" of names.
 class QX_API LineLogWriter final : public AbstractLogWriter {
 public:
     /// @param writer  kept by a reference
