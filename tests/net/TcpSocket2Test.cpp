@@ -151,13 +151,17 @@ TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
 }
 
 TEST(TcpClientSocket2, BindsThePortOfItsLastConnectionAgain) {
-    Pair pair;
-    qx_sockaddr_union place{};
-    int length = sizeof place;
-    EXPECT_EQ(pair.client->getLocalAddress(&place, &length), 0);
-    pair.client.reset();
-    pair.worker.reset();
-    EXPECT_EQ(makeClient()->bind(&place, sizeof place), 0);
+    int64_t code = -1;
+    for (int attempts = 5; code != 0 && attempts > 0; --attempts) { // another program may be faster
+        Pair pair;
+        qx_sockaddr_union place{};
+        int length = sizeof place;
+        EXPECT_EQ(pair.client->getLocalAddress(&place, &length), 0);
+        pair.client.reset();
+        pair.worker.reset();
+        code = makeClient()->bind(&place, sizeof place);
+    }
+    EXPECT_EQ(code, 0);
 }
 
 TEST(TcpWorkerSocket2, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
