@@ -63,8 +63,8 @@ QX_API int32_t QXConditionRelease(QXHandle handle);
 QX_API int32_t QXConditionWait(QXHandle handle);
 /// The same for at most that time. The lock is also held again when the time ran out.
 QX_API int32_t QXConditionTimedWait(QXHandle handle, uint32_t milliseconds);
-/// Wakes the thread that has waited longest, if any. A caller who does not hold the lock acquires
-/// it for the call.
+/// Wakes the thread that has waited longest, if any; of one of QX_SYNC_SHARED any that waits, now
+/// and then several. A caller who does not hold the lock acquires it for the call.
 QX_API int32_t QXConditionSignal(QXHandle handle);
 /// The same for all threads that wait.
 QX_API int32_t QXConditionBroadcast(QXHandle handle);

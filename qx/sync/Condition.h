@@ -87,7 +87,8 @@ public:
         return true;
     }
 
-    /// Ends the longest wait, if there is one.
+    /// Ends the longest wait, if there is one, of one between processes any, now
+    /// and then several.
     void signal();
     /// Ends every wait.
     void broadcast();

@@ -24,7 +24,7 @@ enum Act {
 };
 
 constexpr int32_t Blocks = 1000; // instead of a result
-constexpr char Waiters = '*';
+constexpr char Waiters = '*', OneWaiter = '1';
 
 /// What somebody does and what comes of it.
 struct Step {
@@ -52,12 +52,14 @@ struct Who {
 constexpr Who a{'a'}, b{'b'}, c{'c'}, d{'d'}, e{'e'};
 /// Those who wait: one after the other ends its call and makes another.
 constexpr Who eachWaiter{Waiters};
+/// Only one does: of a kind inside the process the one that has waited longest.
+constexpr Who oneWaiter{OneWaiter};
 
 struct Script {
     const char* promise;
     const ObjectKind& kind;
     std::vector<Step> steps;
-    bool isCalm = false; // signals to those who wait would end the waits of a named condition
+    bool isCalm = false; // of a named condition a signal to a thread may end its wait with others'
 };
 
 int32_t valueOf(QXHandle semaphore) {
@@ -148,8 +150,8 @@ const Script Scripts[] = {
      {b(QXConditionAcquire), b(QXConditionWait, Blocks), c(QXConditionAcquire),
       c(QXConditionWait, Blocks), d(QXConditionAcquire), d(QXConditionWait, Blocks),
       a(QXConditionSignal), // without holding it
-      b(Ends), b(QXConditionRelease), c(Ends, Blocks), d(Ends, Blocks), a(QXConditionAcquire),
-      a(QXConditionBroadcast), a(QXConditionRelease), eachWaiter(QXConditionRelease),
+      oneWaiter(QXConditionRelease), a(QXConditionAcquire), a(QXConditionBroadcast),
+      a(QXConditionRelease), eachWaiter(QXConditionRelease),
       a(QXConditionSignal), // nothing is remembered for later waits
       a(QXConditionAcquire), a(QXConditionTimedWait, 31, TimedOut), a(QXConditionRelease)},
      true},
@@ -203,7 +205,9 @@ class Contract : public testing::TestWithParam<std::tuple<Way, Script>> {
 protected:
     void play(const Step& step, MadeObject& object) {
         if (step.who == Waiters)
-            return passOn(*step.call);
+            return passOn(*step.call, 0);
+        if (step.who == OneWaiter)
+            return passOn(*step.call, m_waiting.size() - 1);
         if (step.who == 'a') {
             if (!step.call)
                 return object.destroy();
@@ -238,15 +242,22 @@ protected:
             step.act == Dies ? party.kill() : party.quit();
         }
     }
-    void passOn(Call call) {
+    void passOn(Call call, size_t left) {
         const auto isDone = [](const Party* party) { return party->isDone(); };
-        while (!m_waiting.empty()) {
+        while (m_waiting.size() > left) {
             ASSERT_TRUE(eventually([&] { return std::ranges::any_of(m_waiting, isDone); }));
             EXPECT_EQ(std::ranges::count_if(m_waiting, isDone), 1);
             const auto first = std::ranges::find_if(m_waiting, isDone);
+            if (left > 0 && std::get<Way>(GetParam()) == Way::InTheProcess) {
+                EXPECT_EQ(first, m_waiting.begin());
+            }
             EXPECT_EQ((*first)->finish(), Ok);
             EXPECT_EQ((**first)(call), Ok);
             m_waiting.erase(first);
+        }
+        for (Party* const party : m_waiting) {
+            party->awaitBlocked();
+            EXPECT_FALSE(party->isDone());
         }
     }
 
