@@ -211,9 +211,11 @@ TEST_F(ChannelTest, LocksOnlyWhenToldTo) {
     }).join();
     locking.signal();
     std::thread([&] {
-        const std::lock_guard lock(sameName);
+        std::unique_lock lock(sameName);
         EXPECT_TRUE(locking.tryWait());
         locking.signal();
+        lock.unlock();
+        EXPECT_EQ(failureOf([&] { locking.signal(); }), result::NotOwner);
     }).join();
 }
 

@@ -90,6 +90,7 @@ TEST(URI, ParsesStrictlyOrTellsWhatIsWrongAndWhere) {
 TEST(URI, KeepsTheOrderOfParsedPairs) {
     URI uri = *URI::parse(u"x://[fe80::1%25e]?z=%41&b=2&a%20=3&B=4&k&z=5");
     EXPECT_EQ(uri.getHostName(), u"fe80::1%e");
+    EXPECT_TRUE(URI(u"x:/?key=value"_qs).hasQueryValue(u"key"_qs));
     EXPECT_EQ(uri.getQueryValue(u"b"_qs, false), u"4");
     EXPECT_EQ(uri.getQuery(false), u"z=%41&b=2&a%20=3&B=4&k=k&z=5");
     EXPECT_EQ(uri.getQueryPairs(false)[2].key, u"a%20");

@@ -288,8 +288,11 @@ TEST(RegistryFolder, FollowsTheUsersEnvironment) {
     EXPECT_EQ(QXRegistryGetFolder(buffer, sizeof buffer), result::Ok);
     EXPECT_STREQ(buffer, "/data/qx/registry");
     ::setenv("XDG_DATA_HOME", "relative", 1); // not taken
+    const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
+    ::setenv("HOME", "/somebody", 1);
     EXPECT_EQ(QXRegistryGetFolder(buffer, sizeof buffer), result::Ok);
-    EXPECT_TRUE(std::string(buffer).ends_with("/.local/share/qx/registry")) << buffer;
+    EXPECT_STREQ(buffer, "/somebody/.local/share/qx/registry");
+    ::setenv("HOME", home.c_str(), 1);           // an empty one is none
     ::setenv("XDG_DATA_HOME", saved.c_str(), 1); // an empty one is none
     EXPECT_EQ(QXRegistryGetFolder(buffer, 3), result::BufferTooSmall);
 }

@@ -78,8 +78,10 @@ TEST(CommandLineParser, TakesALineApart) {
         int32_t parameters = 0;
         for (const auto& parameter : parser.parameters())
             EXPECT_EQ(parameter, parser.getParameter(parameters++));
-        for (const auto& element : parser.elements())
-            EXPECT_EQ(element, parser.getElement(element->getPosition()));
+        EXPECT_EQ(parameters, parser.getParameterCount());
+        const auto all = parser.elements();
+        for (int32_t i = 1; i <= parser.getElementCount(); ++i)
+            EXPECT_EQ(*(all.end() - i), parser.getElement(parser.getElementCount() - i));
     }
 }
 
