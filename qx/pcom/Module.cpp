@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 #include <qx/core/Literal.h>
 #include <qx/core/Reference.h>
@@ -41,6 +43,18 @@ std::atomic_ref<IQXClassFactory*> factoryOf(ClassData& entry) noexcept {
 constinit ClassData s_noClasses;
 
 } // namespace
+
+struct Module::Registration {
+    struct Step {
+        String path;
+        String value;
+        bool isDeletion;
+    };
+    /// Another one than the holder of the lock in a child that was forked meanwhile.
+    std::thread::id owner;
+    std::vector<Step> steps;
+    bool isFound;
+};
 
 Module::Module(ClassData* table)
     : m_classes(table ? table : &s_noClasses), m_lock("qx::pcom::Module::m_lock") {}
@@ -179,7 +193,8 @@ RegistryChange::RegistryChange(Module& module)
       m_isPart(module.m_registration &&
                module.m_registration->owner == std::this_thread::get_id()) {
     if (!m_isPart)
-        module.m_registration = Module::Registration{std::this_thread::get_id(), {}, false};
+        module.m_registration.reset(
+            new Module::Registration{std::this_thread::get_id(), {}, false});
 }
 
 RegistryChange::~RegistryChange() {

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
-#include <optional>
-#include <thread>
-#include <vector>
 
 #include <qx/core/GUID.h>
 #include <qx/core/ModuleCount.h>
@@ -101,24 +99,14 @@ protected:
 private:
     friend class RegistryChange;
 
-    struct Registration {
-        struct Step {
-            String path;
-            String value;
-            bool isDeletion;
-        };
-        /// Another one than the holder of the lock in a child that was forked meanwhile.
-        std::thread::id owner;
-        std::vector<Step> steps;
-        bool isFound;
-    };
+    struct Registration;
 
     int32_t makeFactory(ClassData& entry);
 
     ClassData* m_classes;
     sync::ForkSafeMutex m_lock;
     /// The changes being gathered; nothing outside of the calls that change the registry.
-    std::optional<Registration> m_registration;
+    std::unique_ptr<Registration> m_registration;
 };
 
 /// Changes of the registry below QX_HKEY_CLASSES_64 that a module makes together. An object that is

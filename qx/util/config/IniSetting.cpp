@@ -76,7 +76,7 @@ std::optional<double> realOf(TextView text, double most) {
     return value && std::isfinite(*value) && std::abs(*value) > most ? std::nullopt : value;
 }
 
-std::optional<std::chrono::nanoseconds> timeOf(TextView text) {
+std::optional<int64_t> timeOf(TextView text) {
     constexpr std::pair<std::string_view, int64_t> units[] = {
         {"d", 86'400'000'000'000},
         {"h", 3'600'000'000'000},
@@ -92,7 +92,7 @@ std::optional<std::chrono::nanoseconds> timeOf(TextView text) {
         rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
     };
     if (rest == "0")
-        return std::chrono::nanoseconds(0);
+        return 0;
     int64_t sum = 0;
     do {
         int64_t count = 0;
@@ -111,7 +111,7 @@ std::optional<std::chrono::nanoseconds> timeOf(TextView text) {
         rest.remove_prefix(name.size());
         skipBlanks();
     } while (!rest.empty());
-    return std::chrono::nanoseconds(sum);
+    return sum;
 }
 
 void throwNotUnderstood(const std::string& path, TextView set, TextView key, TextView value,

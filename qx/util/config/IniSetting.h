@@ -1,16 +1,17 @@
 #pragma once
 
-#include <chrono>
 #include <concepts>
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <ratio>
 #include <string>
 #include <utility>
 
 #include <qx/core/String.h>
 #include <qx/core/TextView.h>
 #include <qx/platform/export.h>
+#include <qx/sync/Duration.h>
 
 /// @file
 /// Values of INI files as something else than text.
@@ -18,11 +19,6 @@
 namespace qx::util {
 
 namespace detail {
-
-template <class T>
-inline constexpr bool IsDuration = false;
-template <class Count, class Period>
-inline constexpr bool IsDuration<std::chrono::duration<Count, Period>> = true;
 
 template <class T, class... Types>
 concept NoneOf = (!std::same_as<T, Types> && ...);
@@ -33,7 +29,8 @@ QX_API std::optional<bool> truthOf(TextView text);
 QX_API std::optional<int64_t> signedOf(TextView text, int64_t least, int64_t most);
 QX_API std::optional<uint64_t> unsignedOf(TextView text, uint64_t most);
 QX_API std::optional<double> realOf(TextView text, double most);
-QX_API std::optional<std::chrono::nanoseconds> timeOf(TextView text);
+/// Nanoseconds.
+QX_API std::optional<int64_t> timeOf(TextView text);
 
 /// The names of the place, the value and what it should be.
 /// @throws IniFileException with VALUE_NOT_UNDERSTOOD
@@ -52,11 +49,28 @@ QX_API std::optional<std::chrono::nanoseconds> timeOf(TextView text);
 ///   are d, h, min, s, ms, us and ns
 /// - String: the text as it is
 template <class T>
-concept IniSetting = std::same_as<T, String> || detail::IsDuration<T> || std::same_as<T, float> ||
+concept IniSetting = std::same_as<T, String> || sync::Duration<T> || std::same_as<T, float> ||
     std::same_as<T, double> ||
     (std::integral<T>&& detail::NoneOf<T, char, wchar_t, char8_t, char16_t, char32_t>);
 
 namespace detail {
+
+/// Nothing for a time between two counts, or out of their range.
+template <sync::Duration T>
+std::optional<T> durationOf(int64_t nanoseconds) {
+    using Count = typename T::rep;
+    using Factor = std::ratio_divide<std::nano, typename T::period>;
+    if constexpr (std::floating_point<Count>) {
+        return T(static_cast<Count>(nanoseconds) * Factor::num / Factor::den);
+    } else {
+        int64_t count = 0;
+        if (nanoseconds % Factor::den != 0 ||
+            __builtin_mul_overflow(nanoseconds / Factor::den, int64_t{Factor::num}, &count) ||
+            !std::in_range<Count>(count))
+            return std::nullopt;
+        return T(static_cast<Count>(count));
+    }
+}
 
 /// The value of a text; nothing when it is none.
 template <IniSetting T>
@@ -65,14 +79,9 @@ std::optional<T> settingOf(TextView text) {
         return String(std::u16string_view(text));
     } else if constexpr (std::same_as<T, bool>) {
         return truthOf(text);
-    } else if constexpr (IsDuration<T>) {
+    } else if constexpr (sync::Duration<T>) {
         const auto time = timeOf(text);
-        if (!time)
-            return std::nullopt;
-        const auto value = std::chrono::duration_cast<T>(*time);
-        return std::chrono::treat_as_floating_point_v<typename T::rep> || value == *time
-                   ? std::optional(value)
-                   : std::nullopt;
+        return time ? durationOf<T>(*time) : std::nullopt;
     } else if constexpr (std::floating_point<T>) {
         const auto value = realOf(text, std::numeric_limits<T>::max());
         return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
@@ -93,7 +102,7 @@ template <IniSetting T>
 String expectedSetting() {
     if constexpr (std::same_as<T, bool>)
         return String(u"true or false");
-    else if constexpr (IsDuration<T>)
+    else if constexpr (sync::Duration<T>)
         return String(u"a time such as 90s or 1min 30s");
     else if constexpr (std::floating_point<T>)
         return String(u"a number");
