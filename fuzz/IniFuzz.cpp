@@ -11,29 +11,13 @@
 #include <qx/core/String.h>
 #include <qx/util/config/IniFile.h>
 
+#include "fuzz/FuzzedFile.h"
+
 using qx::String;
 using qx::util::IniFile;
 using qx::util::IniFileView;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition)
-        std::abort();
-}
-
-const std::string& filePath() {
-    static const std::string path = [] {
-        const std::string folder = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        return folder + "/qx-ini-fuzz-" + std::to_string(::getpid()) + ".ini";
-    }();
-    return path;
-}
-
-std::string readAll() {
-    std::ifstream file(filePath(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 using Keys = std::map<std::u16string, std::u16string>;
 using Sets = std::map<std::u16string, Keys>;
