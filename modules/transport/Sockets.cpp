@@ -1,8 +1,7 @@
 #include "Sockets.h"
 
-#include <bit>
-
 #include <qx/core/Result.h>
+#include <qx/io/ByteOrder.h>
 #include <qx/net/TcpSocket2.h>
 
 namespace qx::transport {
@@ -32,8 +31,7 @@ int32_t lengthOf(const qx_sockaddr_union& address) {
 }
 
 uint16_t hostOrder(uint16_t port) {
-    return std::endian::native == std::endian::little ? static_cast<uint16_t>(port << 8 | port >> 8)
-                                                      : port;
+    return io::isSwapped(QX_ENDIAN_BIG) ? io::swapBytes(port) : port;
 }
 
 ENUM_QX_E_SOCKET connect(const Socket& socket, const qx_sockaddr_union& address,
