@@ -325,16 +325,23 @@ void disabledQx(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-#ifdef QX_BENCH_HAVE_SPDLOG
-void patternsSpdlog(benchmark::State& state, bool isBelow) {
-    SpdlogSync<Work::Pattern> log(Flush::HeldBack);
-    log.setLevel(isBelow ? spdlog::level::warn : spdlog::level::info);
+/// A call that the threshold stops, and one whose text is made and written where it is called: a
+/// loop for each, whose instructions can be counted.
+template <class Log>
+void patterns(benchmark::State& state, Log& log) {
     int number = 0;
     log.log(number); // the first one looks up the locale
     for (auto _ : state)
         log.log(++number);
     log.finish();
     state.SetItemsProcessed(state.iterations());
+}
+
+#ifdef QX_BENCH_HAVE_SPDLOG
+void patternsSpdlog(benchmark::State& state, bool isBelow) {
+    SpdlogSync<Work::Pattern> log(Flush::HeldBack);
+    log.setLevel(isBelow ? spdlog::level::warn : spdlog::level::info);
+    patterns(state, log);
 }
 
 void disabledSpdlog(benchmark::State& state) {
@@ -393,17 +400,10 @@ void addRows(const std::string& async, const std::string& self) {
     return true;
 }();
 
-/// A call that the threshold stops, and one whose text is made and written where it is called: a
-/// loop for each, whose instructions can be counted.
 void patternsQx(benchmark::State& state, bool isBelow) {
     QxSync<Work::Pattern> log(Flush::HeldBack);
     log.setThreshold(isBelow ? 3 : 0);
-    int number = 0;
-    log.log(number); // the first one looks up the locale
-    for (auto _ : state)
-        log.log(++number);
-    log.finish();
-    state.SetItemsProcessed(state.iterations());
+    patterns(state, log);
 }
 
 BENCHMARK(disabledQx)->Name("LogDisabled/qx");

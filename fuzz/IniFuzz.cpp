@@ -104,13 +104,6 @@ void checkKeeping(const std::string& text, const std::u16string& key, const std:
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    ::setenv("LC_ALL", "C.UTF-8", 1);
-    std::setlocale(LC_ALL, "");
-    std::atexit([] { ::unlink(filePath().c_str()); });
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const std::string text(data, data + size);
     std::ofstream(filePath(), std::ios::binary) << text;

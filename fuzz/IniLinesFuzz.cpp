@@ -104,13 +104,6 @@ void checkEntries(const Reader::Entries& before, const Reader::Entries& after,
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    ::setenv("LC_ALL", "C.UTF-8", 1);
-    std::setlocale(LC_ALL, "");
-    std::atexit([] { ::unlink(filePath().c_str()); });
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     constexpr const char* Lines[] = {"[a]",    "[b]",       "[A]",    "k=1",      "L = 2 ",
                                      "m=3 \\", "# c",       "# d \\", "",         " ",
