@@ -133,6 +133,11 @@ public:
         const std::optional<String> value = find(set, key);
         return value ? detail::settingFrom<T>(*m_path, set, key, *value) : fallback;
     }
+    /// The same for a text in any form as the fallback.
+    String get(const AnyText& set, const AnyText& key, const AnyText& fallback) {
+        std::optional<String> value = find(set, key);
+        return value ? *std::move(value) : fallback.toString();
+    }
 
     /// The content of the file at this moment. To read many values, use a view: all of them belong
     /// to one state of the file, and looking them up costs no system call.

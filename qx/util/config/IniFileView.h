@@ -53,6 +53,11 @@ public:
         const auto value = find(set.view(), key.view());
         return value ? detail::settingFrom<T>(*m_path, set, key, *value) : fallback;
     }
+    /// The same for a text in any form as the fallback.
+    String get(const AnyText& set, const AnyText& key, const AnyText& fallback) const {
+        const auto value = find(set.view(), key.view());
+        return value ? String(*value) : fallback.toString();
+    }
     /// True when the set itself exists; having subsets is not enough.
     bool hasSet(TextView set) const;
     std::vector<std::u16string_view> sets() const;

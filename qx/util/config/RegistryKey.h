@@ -4,7 +4,6 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -28,6 +27,9 @@ template <class T>
 concept PlainInteger = (std::signed_integral<T> && !std::same_as<T, char> &&
                         !std::same_as<T, wchar_t>) ||
                        std::same_as<T, unsigned short> || std::same_as<T, unsigned long long>;
+
+template <class T>
+concept WholeNumber = PlainInteger<T> || std::same_as<T, uint32_t> || std::same_as<T, uint64_t>;
 
 } // namespace detail
 
@@ -152,10 +154,7 @@ public:
     void setValue(const Name& name, const Value& value) {
         setValue(stringOf(name), stringOf(value));
     }
-    void setValue(const OtherText auto& name, std::same_as<uint32_t> auto value) {
-        setValue(stringOf(name), value);
-    }
-    void setValue(const OtherText auto& name, std::same_as<uint64_t> auto value) {
+    void setValue(const OtherText auto& name, detail::WholeNumber auto value) {
         setValue(stringOf(name), value);
     }
 
