@@ -33,7 +33,16 @@ check_headers() {
         done
     } | xargs -P "$jobs" -L 1 bash -c '
         printf "#include <%s>\n#include <%s>\n" "$1" "$1" | ${!0} ||
-            { echo "$1: not self-contained ($0)"; exit 1; }'
+            { echo "$1: not self-contained ($0)"; exit 1; }' &&
+        check_compile_time
+}
+
+# What takes a program a good part of its compile time is included by the sources that need it. The
+# standard library of g++ is what is looked at; others include more by themselves.
+check_compile_time() {
+    ! g++ -std=c++20 -I. -M -include qx/qx.h -x c++ /dev/null |
+        grep -oE '/(algorithm|chrono|filesystem|functional|iostream|map|regex|thread|unordered_map) ' ||
+        { echo "^ no public header includes these; qx/qx.h does"; return 1; }
 }
 
 # complain RULE PATTERN FOLDER...: fails and shows the lines of the sources that match.

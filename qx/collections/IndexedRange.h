@@ -3,7 +3,6 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iterator>
 #include <type_traits>
 
@@ -21,7 +20,7 @@ public:
     explicit IndexedRange(const Owner& owner) noexcept : m_owner(&owner) {}
 
     Iterator begin() const noexcept { return Iterator(*m_owner, 0); }
-    Iterator end() const { return Iterator(*m_owner, std::invoke(Count, *m_owner)); }
+    Iterator end() const { return Iterator(*m_owner, (m_owner->*Count)()); }
 
 private:
     const Owner* m_owner;
@@ -42,7 +41,7 @@ public:
 
     value_type operator*() const { return (*this)[0]; }
     value_type operator[](difference_type offset) const {
-        return std::invoke(Get, *m_owner, static_cast<int32_t>(m_index + offset));
+        return (m_owner->*Get)(static_cast<int32_t>(m_index + offset));
     }
 
     Iterator& operator+=(difference_type offset) noexcept {

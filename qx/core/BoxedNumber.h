@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <string_view>
 #include <type_traits>
 #include <typeinfo>
 

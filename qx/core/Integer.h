@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <string_view>
 
 #include <qx/core/BoxedNumber.h>
 

@@ -2,8 +2,8 @@
 
 #include <compare>
 #include <cstddef>
-#include <functional>
 #include <initializer_list>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 

@@ -5,7 +5,6 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <initializer_list>
 #include <iosfwd>
 #include <optional>

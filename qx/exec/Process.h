@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -92,9 +91,8 @@ public:
     /// is in the result. 49 days and more are no limit.
     template <sync::Duration D>
     ProcessResult finish(ByteView input, const D& limit) {
-        constexpr uint64_t NoLimit = QX_PROCESS_NO_LIMIT;
-        return finishIn(
-            input, static_cast<uint32_t>(std::min(sync::roundedUp<std::milli>(limit), NoLimit)));
+        const uint64_t milliseconds = sync::roundedUp<std::milli>(limit, QX_PROCESS_NO_LIMIT);
+        return finishIn(input, static_cast<uint32_t>(milliseconds));
     }
 
     /// Asks the child to end, as the system does when it shuts down (SIGTERM), or ends it at once

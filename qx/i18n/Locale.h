@@ -3,7 +3,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <string_view>
 
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 
@@ -169,7 +168,8 @@ private:
     /// How many of @p count values lie whole between @p index and the limit.
     template <class Value>
     unsigned int clipped(unsigned int index, unsigned int count) const noexcept {
-        return std::min(count, remainingFrom(index) / static_cast<unsigned int>(sizeof(Value)));
+        const unsigned int most = remainingFrom(index) / static_cast<unsigned int>(sizeof(Value));
+        return count < most ? count : most;
     }
     void requireWritable() const {
         if (m_readOnly) [[unlikely]]

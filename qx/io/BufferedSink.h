@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -24,7 +23,7 @@ public:
 
     /// @param size  of the buffer in units, raised to MinimumSize
     BufferedSink(Reference<Base> out, int32_t size)
-        : m_out(required(std::move(out))), m_size(std::max(size, MinimumSize)),
+        : m_out(required(std::move(out))), m_size(size > MinimumSize ? size : MinimumSize),
           m_units(std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size))) {}
 
     using Base::write;

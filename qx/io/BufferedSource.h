@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -31,7 +30,8 @@ public:
     /// @param size  of the buffer in units, raised to MinimumSize
     /// @param open  the class whose objects let single units be taken without a call, null for none
     BufferedSource(Reference<Base> in, int32_t size, const std::type_info* open = nullptr)
-        : m_in(required(std::move(in))), m_openClass(open), m_size(std::max(size, MinimumSize)),
+        : m_in(required(std::move(in))), m_openClass(open),
+          m_size(size > MinimumSize ? size : MinimumSize),
           m_units(std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size))) {
         m_window.at = m_end = m_units.get();
     }
@@ -51,8 +51,9 @@ public:
     /// What the wrapped source has available and what is buffered.
     int32_t available() override {
         requireOpen();
-        const int64_t sum = int64_t{m_in->available()} + unreadLength();
-        return static_cast<int32_t>(std::min<int64_t>(sum, std::numeric_limits<int32_t>::max()));
+        constexpr int32_t Most = std::numeric_limits<int32_t>::max();
+        const int32_t behind = m_in->available();
+        return behind < Most - unreadLength() ? behind + unreadLength() : Most;
     }
     /// Frees the buffer and closes the wrapped source.
     void close() override {
@@ -100,6 +101,9 @@ protected:
     /// The buffered units; what lies in front of them is taken off by drop.
     const Unit* unread() const noexcept { return m_window.at; }
     int32_t unreadLength() const noexcept { return static_cast<int32_t>(m_end - m_window.at); }
+    int32_t unreadUpTo(int32_t wanted) const noexcept {
+        return wanted < unreadLength() ? wanted : unreadLength();
+    }
     bool isExhausted() const noexcept { return m_window.at == m_end; }
     void drop(int32_t length) noexcept { m_window.at += length; }
     /// Fills the exhausted buffer with one read, behind the units that the mark keeps. False when
@@ -162,13 +166,13 @@ int32_t BufferedSource<Base, Unit>::deliver(Unit* to, int32_t length, int32_t& d
             if (wanted >= m_size && m_markPosition < 0) {
                 m_failure.raise();
                 const int32_t count = checkedMove(m_in->read(to + delivered, wanted), wanted);
-                delivered += std::max(count, 0);
+                delivered += count > 0 ? count : 0;
                 return count;
             }
             if (!refill())
                 return -1;
         }
-        const int32_t taken = std::min(wanted, unreadLength());
+        const int32_t taken = unreadUpTo(wanted);
         take(to + delivered, taken);
         delivered += taken;
         if (delivered == length)
@@ -182,7 +186,7 @@ int32_t BufferedSource<Base, Unit>::skip(int32_t count) {
     int32_t skipped = 0;
     m_failure.guard(skipped, [&] {
         while (skipped < count && (!isExhausted() || refill())) {
-            const int32_t dropped = std::min(count - skipped, unreadLength());
+            const int32_t dropped = unreadUpTo(count - skipped);
             drop(dropped);
             skipped += dropped;
         }

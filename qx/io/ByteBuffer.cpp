@@ -1,5 +1,6 @@
 #include "qx/io/ByteBuffer.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <qx/core/Required.h>

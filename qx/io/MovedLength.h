@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -15,7 +14,8 @@ constexpr int32_t EndOfInput = -1;
 
 /// A length of @p count bytes, or as much of it as one call can take.
 inline int32_t clippedLength(unsigned int count) noexcept {
-    return static_cast<int32_t>(std::min<unsigned int>(count, std::numeric_limits<int32_t>::max()));
+    constexpr int32_t Most = std::numeric_limits<int32_t>::max();
+    return count < Most ? static_cast<int32_t>(count) : Most;
 }
 
 /// Returns @p moved, checked: a number larger than @p offered would lead beyond the memory that was

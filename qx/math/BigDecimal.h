@@ -3,7 +3,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <string_view>
 #include <utility>
 
 #include <qx/core/Number.h>

@@ -3,8 +3,8 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
+#include <string_view>
 
 #include <qx/net/socketerror.h>
 #include <qx/platform/export.h>

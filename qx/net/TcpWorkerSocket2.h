@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -115,7 +114,7 @@ public:
     static qx_timeval timeLimit(const D& duration) {
         constexpr uint64_t Second = 1'000'000;
         constexpr uint64_t Most = INT32_MAX * Second;
-        const uint64_t microseconds = std::min(sync::roundedUp<std::micro>(duration), Most);
+        const uint64_t microseconds = sync::roundedUp<std::micro>(duration, Most);
         return {static_cast<int32_t>(microseconds / Second),
                 static_cast<int32_t>(microseconds % Second)};
     }

@@ -30,18 +30,18 @@ concept TimePoint = requires {
 };
 
 /// A duration in units of @p Period, rounded up so that nothing ends early: 0 for a negative one
-/// and for NaN, the greatest number for what does not fit.
+/// and for NaN, @p most for what is longer.
 template <class Period, Duration D>
-constexpr uint64_t roundedUp(const D& duration) noexcept {
-    constexpr uint64_t Most = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t roundedUp(const D& duration,
+                             uint64_t most = std::numeric_limits<uint64_t>::max()) noexcept {
     using Factor = std::ratio_divide<typename D::period, Period>;
     const auto count = duration.count();
     if (!(count > 0))
         return 0;
     if constexpr (std::is_floating_point_v<decltype(count)>) {
         const auto value = static_cast<long double>(count) * Factor::num / Factor::den;
-        if (!(value < 18446744073709551616.0L)) // 2^64
-            return Most;
+        if (!(value < static_cast<long double>(most)))
+            return most;
         const auto whole = static_cast<uint64_t>(value);
         return static_cast<long double>(whole) < value ? whole + 1 : whole;
     } else {
@@ -52,9 +52,9 @@ constexpr uint64_t roundedUp(const D& duration) noexcept {
         uint64_t rest = 0;
         if (__builtin_mul_overflow(units / Den, Num, &whole) ||
             __builtin_mul_overflow(units % Den, Num, &rest))
-            return Most;
+            return most;
         rest = rest / Den + (rest % Den != 0 ? 1 : 0);
-        return whole > Most - rest ? Most : whole + rest;
+        return whole > most || rest > most - whole ? most : whole + rest;
     }
 }
 

@@ -4,8 +4,8 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
+#include <string_view>
 
 #include <qx/core/GUID.h>
 #include <qx/core/String.h>

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <iterator>
 
 #include <qx/core/String.h>
@@ -13,7 +12,7 @@ class Terminated {
 public:
     explicit Terminated(TextView text) {
         if (text.size() < std::size(m_units)) {
-            *std::copy(text.begin(), text.end(), m_units) = u'\0';
+            m_units[text.copy(m_units, text.size())] = u'\0';
         } else {
             m_long = String(text);
             m_data = m_long.getData();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -24,7 +23,7 @@ int32_t skipByReading(Source& source, int32_t count) {
     Unit scratch[BlockSize];
     int32_t skipped = 0;
     while (skipped < count) {
-        const int32_t wanted = std::min(count - skipped, BlockSize);
+        const int32_t wanted = count - skipped < BlockSize ? count - skipped : BlockSize;
         const int32_t read = checkedMove(source.read(scratch, wanted), wanted);
         if (read < 0)
             break;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <span>
 
@@ -67,16 +66,17 @@ protected:
     int32_t copySubstitution(Out* units, int32_t capacity) const {
         if (!units)
             return m_substitutionLength;
-        const int32_t count = std::clamp(capacity, int32_t{0}, m_substitutionLength);
-        std::copy_n(m_substitution, count, units);
+        int32_t count = 0;
+        for (; count < m_substitutionLength && count < capacity; ++count)
+            units[count] = m_substitution[count];
         return count;
     }
 
     void assignSubstitution(const Out* units, int32_t count) {
         if (count < 0 || count > MaxSubstitution || (count > 0 && !units))
             throwOutOfRange(count, MaxSubstitution);
-        std::copy_n(units, count, m_substitution);
-        m_substitutionLength = count;
+        for (m_substitutionLength = 0; m_substitutionLength < count; ++m_substitutionLength)
+            m_substitution[m_substitutionLength] = units[m_substitutionLength];
     }
 
 private:
