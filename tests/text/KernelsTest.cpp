@@ -99,12 +99,10 @@ std::vector<std::u32string> sampleTexts() {
 }
 
 std::u16string toUtf16(const std::u32string& text) {
-    std::u16string units;
-    for (char32_t c : text) {
-        char16_t pair[2];
-        units.append(pair, writeUtf16(c, pair));
-    }
-    return units;
+    qx::String units;
+    for (const char32_t character : text)
+        units.append(character);
+    return std::u16string(units.view());
 }
 
 Bytes toUtf8(const std::u32string& text) {
@@ -155,12 +153,9 @@ void withFaultAnywhere(const std::basic_string<Unit>& text, const std::basic_str
 
 TEST(Kernels, AgreeOnWhereIllFormedTextBegins) {
     // clang-format off
-    const std::string faults[] = {
-        "\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xC3", "\xC3\xC3\xA9", "\xE0\x9F\xBF",
-        "\xED\xA0\x80", "\xED\xBF\xBF", "\xE2\x82", "\xE2\x82\x41", "\xE2\x41\x41",
-        "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF8\x88\x80", "\xFF",
-        "\xF0\x9F\x98", "\xF0\x9F\x98\x41", "\xF0\x9F\x41", "\xC3\xA9\xA9", "\xE2\x82\xAC\xAC",
-        "\xF0\x9F\x98\x80\x80",
+    const std::string faults[] = { // more that stand amid text are below
+        "\x80", "\xC1\xBF", "\xC3", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xE2\x82", "\xE2\x82\x41",
+        "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF0\x9F\x98", "\xF0\x9F\x98\x41", "\xE2\x82\xAC\xAC",
     };
     // clang-format on
     const std::u16string unpaired[] = {u"\xD800",       u"\xDC00",  u"\xDBFF\xD800\xDC00",
