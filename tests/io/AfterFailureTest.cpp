@@ -4,8 +4,6 @@
 #include <array>
 #include <random>
 
-#include <qx/io/BitInputStream.h>
-
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/FakeStreams.h"
 

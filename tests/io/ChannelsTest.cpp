@@ -1,23 +1,12 @@
 #include <mutex>
 #include <thread>
 
-#include <qx/core/Implements.h>
-#include <qx/io/Channels.h>
-#include <qx/io/LockingChannel.h>
-#include <qx/io/ReadWriteChannel.h>
-#include <qx/util/buffer/CopyCharBuffer.h>
-#include <qx/util/buffer/ROBuffer.h>
-
 #include "tests/support/FakeStreams.h"
 
+using namespace qx;
+using namespace qx::io;
 using namespace qxtest;
-using qx::Reference;
-using qx::String;
-using qx::io::ByteBuffer;
-using qx::io::Channels;
 using qx::io::pcom::IQXChannel;
-
-namespace result = qx::result;
 
 namespace {
 
@@ -39,7 +28,6 @@ Reference<IQXChannel> componentOf(const Reference<Channel>& channel) {
 }
 
 TEST_F(ChannelTest, StreamsFillWhatRemainsAndSendWhatRemains) {
-    using qx::io::IInheritableChannel;
     // As they are, and offered as a component that is adapted again: the far end of a module
     // boundary.
     for (const bool isFar : {false, true}) {
@@ -94,7 +82,7 @@ TEST_F(ChannelTest, RefusesLengthsAndPointersThatCannotBe) {
                                      [&] { Channels::adaptStreams(in, nullptr); },
                                      [] { Channels::adaptPcomChannel(nullptr); },
                                      [] { Channels::adaptPcomWithInheritance(nullptr); },
-                                     [] { qx::io::LockingChannel(nullptr, nullptr); }});
+                                     [] { LockingChannel(nullptr, nullptr); }});
 }
 
 /// A component that claims to move bytes.
@@ -123,13 +111,13 @@ private:
 
 TEST_F(ChannelTest, TellsTheNameThatItHas) {
     const auto named = Channels::adaptStreams(in, out, String(u"pipe 7"));
-    qx::util::ROCharBuffer refusing;
+    util::ROCharBuffer refusing;
     EXPECT_EQ(componentOf(named)->GetInheritableName(&refusing), result::NotImplemented);
     const auto unnamed = Channels::adaptStreams(in, out, String());
     String name;
     EXPECT_EQ(componentOf(unnamed)->GetInheritableName(&name), result::NotAvailable);
 
-    const auto component = qx::makeReference<FakeComponent>();
+    const auto component = makeReference<FakeComponent>();
     const auto channel = Channels::adaptPcomWithInheritance(component);
     EXPECT_EQ(channel->getInheritableName(), u"component");
     component->result = result::NotAvailable;
@@ -139,7 +127,7 @@ TEST_F(ChannelTest, TellsTheNameThatItHas) {
     EXPECT_EQ(component->GetRefCount(), 2u) << "the refused channel let go";
 }
 
-class Joined : public qx::io::ReadWriteChannel {
+class Joined : public ReadWriteChannel {
 public:
     using ReadWriteChannel::ReadWriteChannel;
     int32_t GetInheritableName(IQXCharBuffer*) override { return result::NotAvailable; }
@@ -157,10 +145,10 @@ TEST(ReadWriteChannel, AdvancesByWhatItsComponentsMoveAndPassesOnWhatTheyReturn)
         {result::Ok, -2, result::Fail},
         {result::BrokenPipe, 3, result::BrokenPipe},
     };
-    const auto in = qx::makeReference<FakeComponent>(), out = qx::makeReference<FakeComponent>();
+    const auto in = makeReference<FakeComponent>(), out = makeReference<FakeComponent>();
     {
-        const auto channel = qx::makeReference<Joined>(Channels::adaptPcomChannel(in),
-                                                       Channels::adaptPcomChannel(out));
+        const auto channel =
+            makeReference<Joined>(Channels::adaptPcomChannel(in), Channels::adaptPcomChannel(out));
         const auto component = componentOf(channel);
         for (const auto& [answer, claimed, result] : cases) {
             for (const bool reading : {true, false}) {
@@ -192,7 +180,6 @@ TEST(ReadWriteChannel, AdvancesByWhatItsComponentsMoveAndPassesOnWhatTheyReturn)
 }
 
 TEST_F(ChannelTest, LocksOnlyWhenToldTo) {
-    using qx::io::LockingChannel;
     const auto streams = Channels::adaptStreams(in, out);
     LockingChannel locking(streams, "qx.test.ChannelsTest"), unnamed(streams, nullptr),
         sameName(streams, "qx.test.ChannelsTest"), empty(streams, "");

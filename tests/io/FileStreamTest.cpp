@@ -7,14 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <qx/core/ExternalException.h>
-#include <qx/io/FileInputStream.h>
-#include <qx/io/FileOutputStream.h>
-#include <qx/io/MaskedConsoleInputStream.h>
-#include <qx/io/StdioInputStream.h>
-#include <qx/io/StdioOutputStream.h>
-#include <qx/util/FilePath.h>
-
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
@@ -199,36 +191,31 @@ TEST_F(FileStream, GoesOnThroughInterruptionsAndShortWrites) {
     EXPECT_TRUE(received == sent);
 }
 
-TEST_F(FileStream, WritersOfOneNameTakeTurnsHoweverTheyWriteIt) {
-    FileOutputStream first(name(), FileOutputStream::APPEND);
+TEST_F(FileStream, WritersOfOneNameTakeTurnsHoweverTheyWriteItAndTheHolderGoesOn) {
+    const auto mode = FileOutputStream::APPEND | FileOutputStream::KEEPCLOSED;
+    FileOutputStream first(name(), mode), modeless(name(), 0u);
     qx::String backslashes = name();
     backslashes.translate(u'/', u'\\');
-    FileOutputStream second(backslashes, FileOutputStream::LOCK), modeless(name(), 0u);
+    FileOutputStream second(backslashes, FileOutputStream::LOCK);
     modeless.wait();
     first.wait(); // hangs if the stream without a turn had taken it
     modeless.signal();
     first.wait(); // nests
-    BlockingThread other([&] { write(second, "2"); });
-    write(first, "1");
+    BlockingThread other([&] { write(second, "2"); }), same([&] { write(first, "b"); });
+    other.awaitBlocked();
+    same.awaitBlocked();
+    write(first, "a");
     first.signal();
     other.awaitBlocked();
     EXPECT_FALSE(other.isFinished());
+    EXPECT_EQ(first.getSize(), 1);
+    first.flush();
+    first.close();
+    first.open();
     first.signal();
-}
-
-TEST_F(FileStream, HolderOfTheTurnIsNotBlockedByThreadsThatWaitForIt) {
-    FileOutputStream out(name(), FileOutputStream::APPEND | FileOutputStream::KEEPCLOSED);
-    out.wait();
-    BlockingThread other([&] { write(out, "b"); });
-    other.awaitBlocked();
-    write(out, "a");
-    EXPECT_EQ(out.getSize(), 1);
-    out.flush();
-    out.close();
-    out.open();
-    out.signal();
     other.join();
-    EXPECT_EQ(content(), "ab");
+    same.join();
+    EXPECT_EQ(content(), "2b");
 }
 
 constexpr size_t Writers = 16;

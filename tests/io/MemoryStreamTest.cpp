@@ -253,13 +253,6 @@ TYPED_TEST(ByteBuffers, ReadsFromStreamsAndWritesToThem) {
     EXPECT_EQ(out.writes, (std::vector<int32_t>{2, 0}));
 }
 
-class Growing : public ByteArrayOutputStream {
-public:
-    using ByteArrayOutputStream::ByteArrayOutputStream;
-    using ByteArrayOutputStream::ensureCapacity;
-    using ByteArrayOutputStream::reallocBuffer;
-};
-
 TEST(ByteArrayInputStream, OwnsItsBytesAndTestsTheEndFirst) {
     expectEach(qx::result::NullPointer, {[] { ByteArrayInputStream(nullptr, 1); }});
     ByteArrayInputStream empty(nullptr, 0);
@@ -286,7 +279,11 @@ TEST(ByteArrayOutputStream, GrowsByAQuarterOfWhatItNeeds) {
     }
     EXPECT_EQ(ByteArrayOutputStream().getCapacity(), 256);
 
-    Growing out(10);
+    struct Growing : ByteArrayOutputStream {
+        using ByteArrayOutputStream::ByteArrayOutputStream;
+        using ByteArrayOutputStream::ensureCapacity;
+        using ByteArrayOutputStream::reallocBuffer;
+    } out(10);
     out.write("abc", 3);
     out.reallocBuffer(1); // never below what is written
     EXPECT_EQ(out.getCapacity(), 3);
@@ -342,9 +339,6 @@ TEST(ByteBufferStreams, ReadAndWriteAtThePosition) {
         EXPECT_EQ(played(in, "r0 . r10 r0 . a"), "0 97 3:bcd -1 -1 0");
     }
     EXPECT_EQ(buffer->GetRefCount(), references);
-    ByteBuffer readOnly(buffer->getConstBuffer(), 6, QX_ENDIAN_LITTLE);
-    ByteBufferOutputStream refused(&readOnly);
-    EXPECT_THROW(refused.write('x'), qx::ReadOnlyException);
 }
 
 } // namespace

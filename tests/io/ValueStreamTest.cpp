@@ -1,16 +1,19 @@
+// Streams that move values, and bits: as they are, and as text with five of them in a character.
+
 #include <numeric>
 #include <random>
 
-#include <qx/io/DataInputStream.h>
-#include <qx/io/DataOutputStream.h>
-
-#include "tests/support/FakeStreams.h"
+#include "tests/support/BitPlay.h"
 
 using namespace qxtest;
 using namespace qx::io;
+using namespace std::string_literals;
+using qx::result::InvalidArgument;
 
 namespace {
 
+using Sink = FakeSink<Bytes>;
+using Source = FakeSource<Bytes>;
 using Content = Units<signed char>;
 
 Content bytesOf(std::initializer_list<int> bytes) { return Content(bytes.begin(), bytes.end()); }
@@ -22,18 +25,18 @@ void expectBytes(void (DataOutputStream::*write)(Written), Read (DataInputStream
                  std::type_identity_t<Written> value, std::initializer_list<int> bytes) {
     const Content content = bytesOf(bytes);
     SCOPED_TRACE(testing::PrintToString(content));
-    FakeSink<Bytes> sink;
+    Sink sink;
     DataOutputStream out(&sink);
     (out.*write)(value);
     EXPECT_EQ(sink.content, content);
     EXPECT_EQ(sink.writes, std::vector<int32_t>(content.size(), 1));
-    FakeSource<Bytes> source(content);
+    Source source(content);
     DataInputStream in(&source);
     EXPECT_EQ(static_cast<Written>((in.*read)()), value);
     EXPECT_EQ(source.requests, sink.writes);
     // The end is looked at when all bytes of a value were asked for, or of half a wide one.
     for (size_t given = 0; given < content.size(); ++given) {
-        FakeSource<Bytes> cut(Content(content.data(), content.data() + given));
+        Source cut(Content(content.data(), content.data() + given));
         ByteArrayInputStream memory(content.data(), static_cast<int32_t>(given));
         for (InputStream* stream : std::initializer_list<InputStream*>{&cut, &memory}) {
             DataInputStream ending(stream);
@@ -61,23 +64,20 @@ TEST(DataStreams, EveryByteIsACallOfItsOwnMostSignificantFirst) {
                 {0x80, 0, 0, 0, 0, 0, 0, 1});
     expectBytes(&Out::writeFloat, &In::readFloat, 1.0f, {0x3F, 0x80, 0, 0});
     expectBytes(&Out::writeDouble, &In::readDouble, -1.0, {0xBF, 0xF0, 0, 0, 0, 0, 0, 0});
-    FakeSink<Bytes> sink;
+    Sink sink;
     Out(&sink).writeString(qx::String(u"not written"));
     EXPECT_TRUE(sink.writes.empty());
-    FakeSource<Bytes> source("abc");
+    Source source("abc");
     EXPECT_TRUE(In(&source).readString().isEmpty());
     EXPECT_TRUE(source.requests.empty());
 }
 
-/// Halves what it reads, to be seen by whoever reads through it.
-class Halving : public DataInputStream {
-public:
-    using DataInputStream::DataInputStream;
-    int32_t readInt32() override { return DataInputStream::readInt32() / 2; }
-};
-
 TEST(DataInputStream, WiderValuesAreReadThroughTheOverridableOnes) {
-    FakeSource<Bytes> source(bytesOf({0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 6}));
+    struct Halving : DataInputStream {
+        using DataInputStream::DataInputStream;
+        int32_t readInt32() override { return DataInputStream::readInt32() / 2; }
+    };
+    Source source(bytesOf({0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 6}));
     Halving in(&source);
     EXPECT_EQ(in.readInt64(), 0x100000002);
     EXPECT_EQ(in.readChar32(), 3u);
@@ -129,7 +129,7 @@ TEST(DataOutputStream, MemoryStreamsAreLeftAsByteByByte) {
         };
         for (const int32_t size : {16, 17, 23, 64, 8192})
             expectLikeDerived<BufferedOutputStream>([&]<class Stream>(std::type_identity<Stream>) {
-                FakeSink<Bytes> sink;
+                Sink sink;
                 Stream buffered(&sink, size);
                 write(buffered, false);
                 return std::pair(sink.content, sink.writes);
@@ -154,7 +154,7 @@ TEST(DataOutputStream, MemoryStreamsAreLeftAsByteByByte) {
     ByteBuffer readOnly(reinterpret_cast<const signed char*>("1234"), 4, QX_ENDIAN_BIG);
     ByteBufferOutputStream refusing(&readOnly);
     EXPECT_THROW(DataOutputStream(&refusing).writeInt32(1), qx::ReadOnlyException);
-    FakeSink<Bytes> sink;
+    Sink sink;
     BufferedOutputStream closed(&sink);
     closed.close();
     EXPECT_EQ(descriptionOf([&] { DataOutputStream(&closed).writeInt32(1); }), "stream closed");
@@ -188,10 +188,10 @@ TEST(DataInputStream, MemoryStreamsAreReadAsByteByByte) {
         for (signed char& byte : content)
             byte = static_cast<signed char>(random());
         const auto length = static_cast<int32_t>(content.size());
-        FakeSource<Bytes> plain(content);
+        Source plain(content);
         const auto expected = readEverything(plain, seed);
 
-        FakeSource<Bytes> source(content, 5);
+        Source source(content, 5);
         BufferedInputStream buffered(&source, 16);
         ByteArrayInputStream array(content.data(), length);
         ByteBuffer buffer(content.data(), static_cast<unsigned int>(length), QX_ENDIAN_LITTLE);
@@ -209,17 +209,150 @@ TEST(DataStreams, ValuesInBulkComeBackThroughAnyStream) {
     std::iota(values.begin(), values.end(), 0.7);
     const auto count = static_cast<int32_t>(values.size());
     ByteArrayOutputStream memory;
-    FakeSink<Bytes> sink;
+    Sink sink;
     for (const int32_t written : {0, -1, count}) {
         DataOutputStream(&memory).writeValues(values.data(), written);
         DataOutputStream(&sink).writeValues(values.data(), written);
     }
     EXPECT_EQ(sink.content, Content(memory.getBytes(), memory.getBytes() + memory.getSize()));
-    FakeSource<Bytes> source(sink.content, 1000);
+    Source source(sink.content, 1000);
     DataInputStream in(&source);
     in.readValues(read.data(), count);
     EXPECT_EQ(read, values);
     EXPECT_THROW(in.readValues(read.data(), 1), UnexpectedEOFException);
+}
+
+TEST(BitStreams, DoAsPlainBitsDo) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 400; ++round) {
+        SCOPED_TRACE(round);
+        std::vector<uint8_t> bytes(random() % 600);
+        for (uint8_t& byte : bytes)
+            byte = static_cast<uint8_t>(random());
+        ASSERT_NO_THROW(BitWritePlay().play(bytes));
+        ASSERT_NO_THROW(BitReadPlay().play(bytes));
+    }
+}
+
+TEST(BitStreams, RefuseWhatDoesNotFitAndTakeNoneOfIt) {
+    Source source("\xA1");
+    Sink sink;
+    BitInputStream in(&source);
+    BitOutputStream out(&sink);
+    for (const int bits : {0, 33, -1}) {
+        EXPECT_EQ(failureOf([&] { in.read(bits); }), InvalidArgument);
+        EXPECT_EQ(failureOf([&] { out.write(0, bits); }), InvalidArgument);
+    }
+    const std::pair<uint64_t, int> tooWide[] = {{8, 3}, {~0ull, 31}, {1ull << 32, 32}, {2, 1}};
+    for (const auto& row : tooWide)
+        EXPECT_EQ(descriptionOf<qx::RangeErrorException>([&] { out.write(row.first, row.second); }),
+                  "Number out of range");
+    EXPECT_THROW(out.write(-1, 31), qx::RangeErrorException);
+    out.flush();
+    EXPECT_TRUE(sink.content.empty());
+    EXPECT_EQ(in.read(8), 0xA1);
+}
+
+TEST(BitStreams, KeepTheirBitsWhileTheOtherSideFails) {
+    Sink sink;
+    BitOutputStream out(&sink);
+    out.write(int64_t{5}, 3);
+    sink.failing = true;
+    EXPECT_THROW(out.write(0, 32), IoException);
+    EXPECT_THROW(out.flush(), IoException);
+    sink.failing = false;
+    out.write(1, 5);
+    EXPECT_EQ(textOf(sink.content), "\xA1");
+
+    Source source("\xA1\xB2\xC3");
+    source.failAt = 3;
+    BitInputStream in(&source);
+    EXPECT_EQ(in.read(3), 5);
+    EXPECT_THROW(in.read(20), IoException);
+    EXPECT_EQ(in.read(20), 0x1B2C3 >> 1);
+    EXPECT_EQ(in.readBit(), 1);
+}
+
+constexpr char16_t Forwards[] =
+    u"ABCDEFGHJKLMNPQRSTUVWXYZ23456789"; // the alphabet when none is given
+constexpr char16_t Backwards[] = u"98765432ZYXWVUTSRQPNMLKJHGFEDCBA";
+
+/// All that comes from @p in, read in pieces of @p piece bytes.
+std::string drained(AlphaNumInputStream& in, int32_t piece) {
+    std::string all;
+    while (readBlock<char>(in, piece, all)) {
+    }
+    return all;
+}
+
+TEST(AlphaNumStreams, DoAsPlainBitsDo) {
+    std::mt19937 random(1);
+    for (size_t length = 0; length < 1000; length += length < 20 ? 1 : 97) {
+        SCOPED_TRACE(length);
+        const bool isForwards = length % 2 == 0;
+        const char16_t* const alphabet = isForwards ? nullptr : Backwards;
+        const std::string symbols = qx::String(isForwards ? Forwards : Backwards).toUtf8();
+        std::string bytes(length, '\0');
+        for (char& byte : bytes)
+            byte = static_cast<char>(random());
+        Sink sink;
+        AlphaNumOutputStream out(&sink, alphabet);
+        for (size_t at = 0; at < length;) {
+            const size_t piece = std::min<size_t>(random() % 700, length - at);
+            out.write(bytes.data() + at, static_cast<int32_t>(piece));
+            at += piece;
+            EXPECT_EQ(sink.content.size(), at * 8 / 5) << "each as soon as it is known";
+        }
+        out.flush();
+        const std::string text = textOf(sink.content);
+        EXPECT_EQ(text, plainAlphaNum(bytes, symbols));
+        AlphaNumInputStream in(new Source(text), alphabet);
+        EXPECT_EQ(drained(in, static_cast<int32_t>(random() % 50 + 1)),
+                  plainFromAlphaNum(text, symbols));
+    }
+}
+
+TEST(AlphaNumStreams, TakeAnyAlphabetOf32AsciiCharacters) {
+    const std::u16string latin = u"\u00E9" + std::u16string(Backwards).substr(1);
+    for (const auto& bad :
+         {std::u16string(), std::u16string(31, u'A'), std::u16string(33, u'A'), latin}) {
+        EXPECT_EQ(failureOf([&] { AlphaNumInputStream(new Source(""), bad.c_str()); }),
+                  InvalidArgument);
+        EXPECT_EQ(failureOf([&] { AlphaNumOutputStream(new Sink(), bad.c_str()); }),
+                  InvalidArgument);
+    }
+    AlphaNumInputStream in(new Source("AA"), std::u16string(32, u'A').c_str());
+    EXPECT_EQ(drained(in, 2), "\0\0"s) << "the first place of a character counts";
+}
+
+TEST(AlphaNumOutputStream, LosesARefusedBlockAloneAndPassesSingleBytesOn) {
+    Sink sink;
+    AlphaNumOutputStream out(&sink);
+    out.write("", 1);
+    sink.failing = true;
+    EXPECT_THROW(out.write("\xFF\xFF", 2), IoException);
+    EXPECT_THROW(out.flush(), IoException);
+    sink.failing = false;
+    out.flush();
+    out.write("\xFF", 1);                      // starts a new group
+    out.write(static_cast<signed char>('\n')); // does not disturb it
+    out.flush();
+    EXPECT_EQ(textOf(sink.content), "AA9\n6");
+    EXPECT_EQ(sink.flushes, 2);
+}
+
+TEST(AlphaNumInputStream, GoesOnBehindOtherCharactersAndCountsBytes) {
+    for (const std::string other : {"a", "\n", "\xC1", "0"}) {
+        AlphaNumInputStream in(new Source("AA" + other + "9A6"));
+        // Behind: 00 11111 00000 11100.
+        EXPECT_EQ(played(in, "r1 r1 r3"), "1:\0 !Invalid AlphaNum character 3:\x3E\x0E\0"s)
+            << other;
+    }
+    Source source("AAAAAAAA96\nAA");
+    source.availableNow = 12;
+    AlphaNumInputStream in(&source);
+    // Single bytes are those of the text.
+    EXPECT_EQ(played(in, "a s5 r1 . r2 s1 r0"), "7 5 1:\xFF 10 2:\0\0 0 -1"s);
 }
 
 } // namespace

@@ -1,13 +1,14 @@
+// What the byte layer and the character layer have in common, and the way from one to the other.
+
+#include <climits>
 #include <random>
 #include <sstream>
-
-// The wide scan has no public name and is compared with a plain one here.
-#include <qx/io/detail/LineEnd.h>
 
 #include "tests/support/FakeStreams.h"
 
 using namespace qxtest;
 using namespace qx::io;
+using qx::makeReference;
 
 namespace {
 
@@ -20,9 +21,9 @@ std::string distinctText(int length) {
 }
 
 template <class Twin>
-class BufferedStream : public testing::Test {};
+class Streams : public testing::Test {};
 using Twins = testing::Types<Bytes, Chars>;
-TYPED_TEST_SUITE(BufferedStream, Twins);
+TYPED_TEST_SUITE(Streams, Twins);
 
 /// The buffer by its rules, without any short way.
 template <class Twin>
@@ -108,7 +109,7 @@ private:
     size_t m_position = 0;
 };
 
-TYPED_TEST(BufferedStream, SourceFollowsAPlainBufferDownToTheReadsOfItsSource) {
+TYPED_TEST(Streams, BufferedSourceFollowsAPlainBufferDownToTheReadsOfItsSource) {
     std::mt19937 random(20240501);
     const auto upTo = [&random](int32_t limit) {
         return std::uniform_int_distribution<int32_t>(0, limit)(random);
@@ -134,7 +135,7 @@ TYPED_TEST(BufferedStream, SourceFollowsAPlainBufferDownToTheReadsOfItsSource) {
     }
 }
 
-TYPED_TEST(BufferedStream, ADerivedSourceSeesEverySingleRead) {
+TYPED_TEST(Streams, ADerivedBufferSeesEverySingleRead) {
     struct Watching : TypeParam::BufferedSource {
         Watching() : TypeParam::BufferedSource(new FakeSource<TypeParam>("xyz"), 16) {}
         int read() override { return 'a'; }
@@ -143,7 +144,7 @@ TYPED_TEST(BufferedStream, ADerivedSourceSeesEverySingleRead) {
     EXPECT_EQ(watching.next(), 'a');
 }
 
-TYPED_TEST(BufferedStream, SinkWritesInTheDocumentedPortions) {
+TYPED_TEST(Streams, BufferedSinkWritesInTheDocumentedPortions) {
     using Unit = typename TypeParam::Unit;
     std::mt19937 random(7);
     for (int round = 0; round < 400; ++round) {
@@ -202,7 +203,7 @@ void expectClosing(typename Twin::Sink* out) {
                                  [&] { filter.write(&unit, 0); }, [&] { filter.flush(); }});
 }
 
-TYPED_TEST(BufferedStream, RefusesEverythingOnceClosed) {
+TYPED_TEST(Streams, BufferedOnesRefuseEverythingOnceClosed) {
     FakeSource<TypeParam> source("abc");
     typename TypeParam::BufferedSource in(&source, 16);
     EXPECT_TRUE(typename TypeParam::FilterSource(&in).markSupported());
@@ -237,35 +238,40 @@ TEST(ConverterStreams, RefuseEverythingOnceClosedAndUnknownEncodings) {
                 [&] { OutputStreamWriter(&sink, u"no such encoding"); }});
 }
 
-using Lines = std::vector<std::string>;
+using Lines = std::vector<std::u16string>;
 
 /// Lines by the plain rule: CR LF, CR and LF each end one.
-Lines plainLinesOf(std::string text) {
-    for (size_t at = 0; (at = text.find('\r', at)) != text.npos; ++at)
-        text.replace(at, text.compare(at, 2, "\r\n") == 0 ? 2 : 1, "\n");
-    std::istringstream rest(text);
+Lines plainLinesOf(const std::u16string& text) {
     Lines lines;
-    for (std::string line; std::getline(rest, line);)
-        lines.push_back(line);
+    for (size_t at = 0, end; at < text.size(); at = end + 1) {
+        end = std::min(text.find_first_of(u"\r\n", at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        end += text.compare(end, 2, u"\r\n") == 0;
+    }
     return lines;
 }
 
-TEST(BufferedReader, SplitsEveryShortTextInEveryPortion) {
-    constexpr int MaxLength = 6;
-    int combinations = 1;
-    for (int length = 0; length <= MaxLength; ++length, combinations *= 3) {
-        for (int number = 0; number < combinations; ++number) {
-            std::string text;
-            for (int rest = number, i = 0; i < length; ++i, rest /= 3)
-                text += "x\r\n"[rest % 3];
+TEST(BufferedReader, SplitsEveryTextInEveryPortion) {
+    // Units are looked at eight at a time: neighbours of CR and LF, alone and as one half of a
+    // unit.
+    std::u16string others;
+    while (others.size() < 41)
+        others += u"\x0A0A\x0D0D\x0D00\x0A00\x0B\x0C\x8D";
+    size_t combinations = 1;
+    for (size_t length = 0; length <= 6; ++length, combinations *= 3) {
+        for (size_t number = 0; number < combinations; ++number) {
+            std::u16string text = others.substr(0, number % 41);
+            for (size_t rest = number, end = text.size() + length; text.size() < end; rest /= 3)
+                text += u"x\r\n"[rest % 3];
+            text += others.substr(0, number % 10);
             for (const int32_t portion : {1, 2, 3, 100}) {
-                FakeSource<Chars> source(text, portion);
-                BufferedReader reader(&source, 16);
+                FakeSource<Chars> source(Units<char16_t>(text.begin(), text.end()), portion);
+                BufferedReader reader(&source, portion / 2 + 16);
                 Lines lines;
                 qx::String line(u"left over");
                 for (int32_t count; (count = reader.readLine(line)) >= 0;) {
                     ASSERT_EQ(count, line.getLength());
-                    lines.push_back(line.toUtf8());
+                    lines.emplace_back(line.view());
                 }
                 ASSERT_TRUE(line.isEmpty());
                 ASSERT_EQ(lines, plainLinesOf(text)) << testing::PrintToString(text);
@@ -286,26 +292,6 @@ TEST(BufferedReader, WaitsForNoMoreInputThanTheLineNeeds) {
         EXPECT_EQ(source.requests.size(), requests) << testing::PrintToString(text);
         reader.close();
         expectEach("stream closed", {[&] { reader.readLine(line); }});
-    }
-}
-
-TEST(LineEnd, WideScanFindsWhatThePlainOneFinds) {
-    constexpr int32_t MaxLength = 40;
-    // Neighbours of CR and LF, alone and as one half of a unit.
-    constexpr char16_t Others[] = {0x0A0A, 0x0D0D, 0x0D00, 0x0A00, 0x0B, 0x0C, 0x8D};
-    char16_t units[MaxLength + 8];
-    for (int32_t offset = 0; offset < 8; ++offset) {
-        for (int32_t length = 0; length <= MaxLength; ++length) {
-            for (int32_t position = 0; position <= length; ++position) {
-                for (const char16_t end : {u'\r', u'\n'}) {
-                    for (int32_t i = 0; i < length; ++i)
-                        units[offset + i] = i == position + 1 ? u'\n' : Others[i % 7];
-                    if (position < length)
-                        units[offset + position] = end;
-                    ASSERT_EQ(qx::io::detail::findLineEnd(units + offset, length), position);
-                }
-            }
-        }
     }
 }
 
@@ -425,6 +411,168 @@ TEST(OutputStreamWriter, WritesInTheDocumentedPortions) {
         descriptionOf([&] { writer.flush(); });
         EXPECT_EQ(out.writes, flushed);
     }
+}
+
+TYPED_TEST(Streams, CopiesToTheEndWhatCameBeforeAFailureToo) {
+    const std::string content(50'000, 'x');
+    FakeSource<TypeParam> source(content, 10'000);
+    source.failAt = 4;
+    FakeSink<TypeParam> sink;
+    EXPECT_THROW(copy(&source, &sink), IoException);
+    EXPECT_EQ(copy(source, sink), 20'000);
+    EXPECT_EQ(textOf(sink.content), content);
+}
+
+TYPED_TEST(Streams, SkipReadsInBlocksOf256UntilTheEnd) {
+    FakeSource<TypeParam> source(std::string(700, 'x'));
+    EXPECT_EQ(played<typename TypeParam::Unit>(source, "s0 s-1 s300 s1000"), "0 0 300 400");
+    EXPECT_EQ(source.requests, (std::vector<int32_t>{256, 44, 256, 256, 256}));
+}
+
+TYPED_TEST(Streams, SingleUnitsGoThroughTheBlockFormAndMarksAreNotSupported) {
+    using Unit = typename TypeParam::Unit;
+    FakeSource<TypeParam> source(Units<Unit>{static_cast<Unit>(-1)});
+    EXPECT_EQ(played<Unit>(source, ". . m10 x"),
+              std::to_string(sizeof(Unit) == 1 ? 0xFF : 0xFFFF) + " -1  !mark/reset not supported");
+    EXPECT_EQ(source.requests, (std::vector<int32_t>{1, 1}));
+    EXPECT_FALSE(source.markSupported());
+    FakeSink<TypeParam> sink;
+    sink.write(static_cast<Unit>('x'));
+    EXPECT_EQ(sink.writes, (std::vector<int32_t>{1}));
+}
+
+TYPED_TEST(Streams, WrappersRefuseNullAndLetGo) {
+    expectEach(qx::result::NullPointer,
+               {[] { typename TypeParam::FilterSource(nullptr); },
+                [] { typename TypeParam::FilterSink(nullptr); },
+                [] { typename TypeParam::BufferedSource(nullptr, 16); },
+                [] { typename TypeParam::BufferedSink(nullptr, 16); },
+                [] { InputStreamReader(nullptr); }, [] { OutputStreamWriter(nullptr); },
+                [] { BitInputStream(nullptr); }, [] { ByteBufferInputStream(nullptr); },
+                [] { ByteBufferOutputStream(nullptr); }});
+    const auto source = makeReference<FakeSource<TypeParam>>("");
+    typename TypeParam::FilterSource{source};
+    EXPECT_EQ(source->GetRefCount(), 1u);
+}
+
+/// Claims to have read more than it was asked for.
+template <class Twin>
+class Boaster : public Twin::Source {
+public:
+    int32_t read(typename Twin::Unit*, int32_t length) override { return length + 1; }
+};
+
+TYPED_TEST(Streams, WhatASourceClaimsBeyondTheMemoryItWasGivenIsAnError) {
+    Boaster<TypeParam> boaster;
+    Boaster<Bytes> bytes;
+    typename TypeParam::BufferedSource buffered(&boaster, 16);
+    typename TypeParam::Unit units[32];
+    signed char place[8];
+    ByteBuffer buffer(8, QX_ENDIAN_LITTLE, false);
+    expectEach<IoException>(
+        {[&] { boaster.skip(10); }, [&] { buffered.read(); }, [&] { buffered.read(units, 32); },
+         [&] { buffered.skip(1); }, [&] { buffer.readFrom(&bytes); },
+         [&] { DataInputStream(&bytes).readFully(place, 8); }, [&] { readAll(bytes); },
+         [&] { InputStreamReader(&bytes, u"ASCII").read(); }});
+    EXPECT_EQ(buffer.getPosition(), 0u);
+}
+
+TEST(Writer, TextFormsGoThroughTheBlockForm) {
+    FakeSink<Chars> writer;
+    writer.write(qx::String(u"ab\0c", 4));
+    writer.write(u"de");
+    writer.write(u"");
+    writer.write(static_cast<const char16_t*>(nullptr));
+    writer.write(u'f');
+    EXPECT_EQ(writer.writes, (std::vector<int32_t>{4, 2, 0, 0, 1}));
+    EXPECT_EQ(textOf(writer.content), std::string("ab\0cdef", 7));
+}
+
+/// Expects @p text, and a flush behind each line when that is asked for.
+void expectPrinted(auto value, const std::string& text) {
+    for (const int flushes : {0, 1}) {
+        FakeSink<Chars> sink;
+        PrintWriter out(&sink, flushes != 0);
+        out.print(value);
+        EXPECT_EQ(sink.flushes, 0);
+        out.println(value);
+        EXPECT_EQ(textOf(sink.content), text + text + "\n");
+        EXPECT_EQ(sink.flushes, flushes);
+        out.println();
+        EXPECT_EQ(sink.flushes, 2 * flushes);
+    }
+}
+
+TEST(PrintWriter, PrintsEveryKindOfValueAndFlushesBehindLinesWhenAsked) {
+    expectPrinted(qx::String(u"text"), "text");
+    expectPrinted("bytes", "bytes");
+    expectPrinted(u"units", "units");
+    const auto expectLikeStrings = [](auto... values) {
+        (expectPrinted(values, qx::String::valueOf(values).toUtf8()), ...);
+    };
+    expectLikeStrings(u'u', 1e100, 0.1f, INT_MIN, LONG_MIN, UINT_MAX, ULONG_MAX, LLONG_MAX,
+                      ULLONG_MAX, true, false);
+}
+
+/// Tells what reaches it apart.
+class NotingWriter : public Writer {
+public:
+    void write(const qx::String&) override { notes += "string;"; }
+    void write(const char16_t*) override { notes += "text;"; }
+    void write(const char16_t*, int32_t) override { notes += "block;"; }
+    void write(char16_t) override { notes += "unit;"; }
+    void flush() override {
+        if (failing)
+            throw IoException(qx::String(u"broken sink"));
+        notes += "flush;";
+    }
+    void close() override { notes += "close;"; }
+
+    std::string notes;
+    bool failing = false;
+};
+
+constexpr uint32_t Never = 3'600'000;
+
+TEST(HeldFlushWriter, PassesEveryFormOnAtOnceAndHoldsFlushesBack) {
+    NotingWriter sink;
+    const auto notes = [&sink] { return std::exchange(sink.notes, ""); };
+    {
+        HeldFlushWriter held(&sink, Never);
+        held.write(qx::String(u"a"));
+        held.flush();
+        held.write(u"a");
+        held.write(u"a", 1);
+        held.write(u'a');
+        held.flush();
+        EXPECT_EQ(notes(), "string;text;block;unit;");
+        sink.failing = true; // what fails is kept for the next attempt
+        expectEach<IoException>({[&] { held.release(); }, [&] { held.release(); }});
+        sink.failing = false;
+        held.release();
+        held.release(); // nothing is held back any more
+        EXPECT_EQ(notes(), "flush;");
+        held.flush();
+        held.close();
+        EXPECT_EQ(notes(), "flush;close;");
+        held.flush();
+        sink.failing = true;
+        EXPECT_THROW(held.close(), IoException);
+        sink.failing = false;
+        held.release(); // nothing is left that could be flushed
+        EXPECT_EQ(notes(), "close;") << "closed nevertheless";
+        held.flush();
+        sink.failing = true; // which the destructor swallows
+    }
+    sink.failing = false;
+    HeldFlushWriter(&sink, Never).flush();
+    EXPECT_EQ(notes(), "flush;");
+    HeldFlushWriter held(&sink, 1u), immediate(&sink, 0u);
+    held.flush();
+    while (sink.notes.empty()) // once the time bound has passed
+        held.flush();
+    immediate.flush();
+    EXPECT_EQ(notes(), "flush;flush;");
 }
 
 } // namespace
