@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdlib>
 #include <ctime>
 
@@ -5,18 +6,22 @@
 #include <expat.h>
 #endif
 
-#include <qx/log/BasicLogWriter.h>
-#include <qx/log/LineLogWriter.h>
-#include <qx/log/XmlLogWriter.h>
-
 #include "tests/log/ProcessorFakes.h"
+#include "tests/support/TestLocale.h"
 
 namespace {
 
 using namespace qx;
 using namespace qxtest;
+using namespace qx::literals;
+using qx::log::TimeStamp;
 
 using Sink = FakeSink<Chars>;
+
+void setZone(const char* zone) {
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+}
 
 constexpr char Separator[] = "-------------------------\n";
 constexpr char XmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<log>\n";
@@ -113,20 +118,16 @@ TEST(LineLogWriter, WritesEveryEntryAsOneLineThatNoOtherLooksLike) {
     foreign->setField(u"thread"_qs, new UInteger32(12));
     EXPECT_EQ(process(foreign), "WARNING - 12 | -\n");
 
+    constexpr char Central[] = "CET-1CEST,M3.5.0,M10.5.0/3";
     const std::tuple<const char*, STRUCT_QX_TIME, const char*> times[] = {
-        {"CET-1CEST,M3.5.0,M10.5.0/3",
-         {2024, 7, 0, 1, 12, 0, 5, 7},
-         "2024-07-01T12:00:05.007+02:00"},
-        {"CET-1CEST,M3.5.0,M10.5.0/3",
-         {2024, 1, 0, 1, 0, 0, 0, 999},
-         "2024-01-01T00:00:00.999+01:00"},
+        {Central, {2024, 7, 0, 1, 12, 0, 5, 7}, "2024-07-01T12:00:05.007+02:00"},
+        {Central, {2024, 1, 0, 1, 0, 0, 0, 999}, "2024-01-01T00:00:00.999+01:00"},
         {"NST3:30", {12024, 12, 0, 31, 23, 59, 59, 0}, "12024-12-31T23:59:59.000-03:30"},
         {"UTC0", {1999, 12, 0, 31, 23, 59, 59, 90}, "1999-12-31T23:59:59.090+00:00"},
     };
     for (const auto& [zone, time, expected] : times) {
-        ::setenv("TZ", zone, 1);
-        ::tzset();
-        writers[0]->process(entryWith(u"timestamp", new log::TimeStamp(time)));
+        setZone(zone);
+        writers[0]->process(entryWith(u"timestamp", new TimeStamp(time)));
         EXPECT_EQ(textOf(std::exchange(bytes->content, {})),
                   expected + std::string(" - - - | -\n"));
     }
@@ -144,24 +145,109 @@ TEST(XmlLogWriter, SwallowsAFailureOfTheWriterOnlyInTheDestructor) {
 }
 
 TEST(AbstractLogWriter, FormatsWritesAndFlushesByTheVirtualOperations) {
-    class CustomWriter : public log::AbstractLogWriter {
-    public:
+    struct CustomWriter : log::AbstractLogWriter {
         explicit CustomWriter(io::Writer* to) : AbstractLogWriter(to) {}
-        void flush() override {
-            ++flushes;
-            AbstractLogWriter::flush();
-        }
-        int flushes = 0;
-
-    protected:
+        void flush() override { ++flushes; }
         String format(const log::ILogEntry*) override { return takeText().append(u"custom"); }
+        int flushes = 0;
     };
     const auto sink = makeReference<Sink>();
     const auto writer = makeReference<CustomWriter>(sink);
     writer->process(numberEntry(1));
     EXPECT_EQ(textOf(sink->content), "custom");
-    EXPECT_EQ(writer->flushes, 1);
-    EXPECT_EQ(sink->flushes, 1);
+    EXPECT_EQ(writer->flushes - sink->flushes, 1);
+}
+
+TEST(TimeStamp, LogsTheDecimalNumberOfItsFieldsAndCountsSecondsFrom1970) {
+    constexpr uint16_t most = 0xFFFF; // whatever fits is taken
+    EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{2024, 1, 3, 31, 23, 59, 58, 7}).toLog(),
+              u"20240131235958.007"_qs);
+    EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{}).toLog(), u"0.000"_qs);
+    EXPECT_EQ(TimeStamp(STRUCT_QX_TIME{most, most, most, most, most, most, most, most}).toLog(),
+              u"661969696969100.535"_qs);
+    const std::tuple<int64_t, String, int> cases[] = {
+        {0, u"19700101000000.000"_qs, 4},
+        {-1, u"19691231235959.000"_qs, 3},
+        {1706745598, u"20240131235958.000"_qs, 3},
+        {951782400, u"20000229000000.000"_qs, 2},   // the leap day of a full century
+        {-2203977600, u"19000228000000.000"_qs, 3}, // and a year that has none
+        {INT32_MAX + int64_t{1}, u"20380119031408.000"_qs, 2},
+        {-11644473600, u"16010101000000.000"_qs, 1},  // the first one
+        {910670515199, u"308271231235959.000"_qs, 5}, // the last one
+    };
+    for (const auto& [seconds, log, dayOfWeek] : cases) {
+        SCOPED_TRACE(seconds);
+        STRUCT_QX_TIME time;
+        EXPECT_EQ(QXTimeFromPosix(seconds, &time), result::Ok);
+        EXPECT_EQ(time.dayOfWeek, dayOfWeek);
+        EXPECT_EQ(TimeStamp(seconds).toLog(), log);
+    }
+    for (const int64_t seconds :
+         {int64_t{-11644473601}, int64_t{910670515200}, INT64_MIN, INT64_MIN + 1, INT64_MAX})
+        EXPECT_EQ(failureOf([&] { TimeStamp{seconds}; }), result::InvalidArgument) << seconds;
+    EXPECT_EQ(failureOf([] { TimeStamp{UINT64_MAX}; }), result::InvalidArgument);
+    // Every integer is seconds, a truth value is the choice of a clock.
+    EXPECT_EQ(TimeStamp(short{1}).toLog(), TimeStamp(1ull).toLog());
+    EXPECT_GT(TimeStamp(true).toLog().compare(u"2020"), 0);
+    EXPECT_GT(TimeStamp(false).toLog().compare(u"2020"), 0);
+}
+
+TEST(TimeStamp, FollowsTheTimeZoneAtOnce) {
+    const auto minutes = [](const char* zone) {
+        setZone(zone);
+        STRUCT_QX_TIME time;
+        EXPECT_EQ(QXTimeGetLocal(&time), result::Ok);
+        return time.hour * 60 + time.minute;
+    };
+    const std::pair<const char*, int> zonesAndMinutesAhead[] = {
+        {"AAA-5", 300}, {"AAA-10:30", 630}, {"AAA-10:30BBB-12:30,0/0,J365/25", 750}};
+    for (const auto& [zone, ahead] : zonesAndMinutesAhead) {
+        const int start = minutes("UTC0"), there = minutes(zone);
+        EXPECT_LE((there - start - ahead + 24 * 60) % (24 * 60), 1) << zone;
+    }
+    minutes("UTC0");
+}
+
+TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
+    const STRUCT_QX_TIME time{2024, 3, 0, 5, 16, 4, 9, 0}; // a Tuesday, whatever it says
+    const std::array<const char*, 4> cases[] = {
+        // locale and code set (null for a locale that every system has), short and long text
+        {"C", nullptr, "03/05/2024 16:04:09", "Tuesday, March 5, 2024 16:04:09"},
+        {"en_US", "ISO-8859-1", "03/05/2024 04:04:09 PM", "Tuesday, March 5, 2024 04:04:09 PM"},
+        {"de_DE", "ISO-8859-1", "05.03.2024 16:04:09", "Dienstag, 5. M\u00e4rz 2024 16:04:09"},
+    };
+    for (const auto& [name, codeSet, shortText, longText] : cases) {
+        SCOPED_TRACE(name);
+        const TestLocale locale = codeSet ? TestLocale(name, codeSet) : TestLocale(name);
+        if (!locale.isSet())
+            continue;
+        for (int twice = 0; twice < 2; ++twice) { // from the system, and as it was the last time
+            EXPECT_EQ(TimeStamp(time).toString().toUtf8(), shortText);
+            EXPECT_EQ(TimeStamp(time).toString(true).toUtf8(), longText);
+        }
+    }
+}
+
+TEST(TimeText, RefusesWhatIsNoTimeAndWhatDoesNotFit) {
+    const STRUCT_QX_TIME good{2024, 2, 4, 29, 23, 59, 59, 999};
+    char16_t text[QX_TIME_TEXT_UNITS];
+    const int32_t units = QXTimeGetTimeText(&good, text, QX_TIME_TEXT_UNITS);
+    ASSERT_GT(units, 0);
+    EXPECT_EQ(text[units - 1], u'\0');
+    EXPECT_EQ(QXTimeGetTimeText(&good, text, units), units);
+    EXPECT_EQ(QXTimeGetTimeText(&good, text, units - 1), 0);
+    EXPECT_EQ(QXTimeGetDateText(nullptr, 0, text, QX_TIME_TEXT_UNITS), 0);
+    EXPECT_EQ(QXTimeGetDateText(&good, 0, nullptr, QX_TIME_TEXT_UNITS), 0);
+
+    const STRUCT_QX_TIME bad[] = {
+        {1600, 1, 0, 1, 0, 0, 0, 0},  {30828, 1, 0, 1, 0, 0, 0, 0},   {2023, 2, 0, 29, 0, 0, 0, 0},
+        {2024, 0, 0, 1, 0, 0, 0, 0},  {2024, 13, 0, 1, 0, 0, 0, 0},   {2024, 4, 0, 31, 0, 0, 0, 0},
+        {2024, 1, 0, 0, 0, 0, 0, 0},  {2024, 1, 0, 1, 24, 0, 0, 0},   {2024, 1, 0, 1, 0, 60, 0, 0},
+        {2024, 1, 0, 1, 0, 0, 60, 0}, {2024, 1, 0, 1, 0, 0, 0, 1000},
+    };
+    for (const auto& time : bad)
+        EXPECT_EQ(failureOf([&] { (void)TimeStamp(time).toString(); }), result::InvalidArgument)
+            << TimeStamp(time).toLog().toUtf8();
 }
 
 #ifdef QX_TEST_HAVE_EXPAT

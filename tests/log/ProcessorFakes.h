@@ -1,16 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <map>
 #include <mutex>
-#include <string>
-#include <vector>
-
-#include <qx/core/Implements.h>
-#include <qx/core/Integer.h>
-#include <qx/log/LogEntry.h>
-#include <qx/log/Logger.h>
-#include <qx/sync/Gate.h>
-#include <qx/sync/Mutex.h>
 
 #include "tests/support/FakeStreams.h"
 
@@ -39,6 +31,13 @@ inline Fields fieldsOf(const qx::log::ILogEntry& entry) {
         fields.emplace_back(name->toUtf8(), value ? value->toString().toUtf8() : "");
     }
     return fields;
+}
+
+using FieldMap = std::map<std::string, std::string>;
+
+inline FieldMap fieldMapOf(const qx::log::ILogEntry& entry) {
+    const Fields fields = fieldsOf(entry);
+    return {fields.begin(), fields.end()};
 }
 
 /// The fields of an entry behind an object that is neither a LogEntry nor a component.
