@@ -85,17 +85,7 @@ TEST(CommandLineParser, TakesALineApart) {
     }
 }
 
-TEST(CommandLineParser, MakesALineOfArguments) {
-    const char* const argv[] = {"my prog", "-two", "a b", "", "\"c d\"", "-one=x y,z"};
-    auto parser = parserWithOptions();
-    parser.parse(6, argv);
-    // The empty argument is lost, and quotes that the line itself adds close early.
-    EXPECT_EQ(elementsOf(parser), "<my prog> two:<a b><> <c> <d\"\"> one:<x y><z>");
-    parser.parse(-1, argv);
-    EXPECT_EQ(parser.getElementCount(), 0);
-}
-
-TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
+TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAreOrMakesALineOfThem) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{}, ""},
         {{"-prog"}, ""},
@@ -116,6 +106,12 @@ TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAre) {
     expectEach(qx::result::UnmappableCharacter,
                {[&] { parser.parseArguments(2, bad); }, [&] { parser.parse(2, bad); }});
     EXPECT_EQ(elementsOf(parser), std::rbegin(cases)->second);
+    const char* const argv[] = {"my prog", "-two", "a b", "", "\"c d\"", "-one=x y,z"};
+    parser.parse(6, argv);
+    // The empty argument is lost, and quotes that the line itself adds close early.
+    EXPECT_EQ(elementsOf(parser), "<my prog> two:<a b><> <c> <d\"\"> one:<x y><z>");
+    parser.parse(-1, argv);
+    EXPECT_EQ(parser.getElementCount(), 0);
 }
 
 TEST(CommandLineParser, FindsTheLastOccurrenceOfAnOption) {

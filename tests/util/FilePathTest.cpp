@@ -1,24 +1,18 @@
 #include <algorithm>
 #include <filesystem>
+#include <span>
 
-#include <qx/io/FileInputStream.h>
-#include <qx/io/FileOutputStream.h>
-#include <qx/util/FilePath.h>
-#include <qx/util/PathNormalizer.h>
-#include <qx/util/SystemName.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
 
 namespace fs = std::filesystem;
+using namespace qx;
+using namespace qx::util;
 using namespace qxtest;
-using qx::String;
-using qx::operator""_qs;
-using qx::util::FilePath;
-using qx::util::fromSystemName;
-using qx::util::PathNormalizer;
-using qx::util::toSystemName;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -97,7 +91,7 @@ TEST(FilePath, RejectsMalformedRoots) {
         {u"\\\\\\share", "no server name"}, {u"///", "no server name"},
     };
     for (const auto& row : cases)
-        EXPECT_EQ(descriptionOf<qx::InvalidPathException>([&] { pathOf(row.first); }), row.second)
+        EXPECT_EQ(descriptionOf<InvalidPathException>([&] { pathOf(row.first); }), row.second)
             << String(row.first);
 }
 
@@ -159,13 +153,12 @@ TEST(PathNormalizer, WritesOneKindOfSlash) {
     EXPECT_EQ(normalizer.normalize(u"../../x"), u"..\\..\\x");
     normalizer.setSlashType(PathNormalizer::SLASH_FORWARD);
     EXPECT_EQ(normalizer.normalize(u"a\\b"), u"a/b");
-    using namespace std::string_view_literals;
     EXPECT_EQ(normalizer.normalize(String(u"a/.\0/b"sv)), u"a/") << "ends at its first zero unit";
     EXPECT_EQ(normalizer.normalize(String(u'a', 100'000)).getLength(), 100'000);
     constexpr auto Unknown = static_cast<PathNormalizer::SLASH_TYPE>(3);
     EXPECT_EQ(descriptionOf([&] { normalizer.setSlashType(Unknown); }),
               "Invalid slash type specified.");
-    EXPECT_THROW(PathNormalizer{Unknown}, qx::Exception);
+    EXPECT_THROW(PathNormalizer{Unknown}, Exception);
     EXPECT_EQ(normalizer.normalize(u"a\\b"), u"a/b");
 }
 
@@ -201,16 +194,41 @@ TEST(SystemName, IsConvertedAsItIsOrRefused) {
         EXPECT_TRUE(descriptionOf(fromName).starts_with(row.nameRefusal))
             << descriptionOf(fromName);
         if (row.textRefusal != Converted)
-            expectEach(qx::result::UnmappableCharacter, {toName});
+            expectEach(result::UnmappableCharacter, {toName});
         if (row.textRefusal != Converted && row.codeSet) {
-            expectEach(qx::result::UnmappableCharacter,
-                       {[&] { qx::io::FileOutputStream(row.text, false); },
-                        [&] { qx::io::FileInputStream{row.text}; }});
+            expectEach(result::UnmappableCharacter, {[&] { io::FileOutputStream(row.text, false); },
+                                                     [&] { io::FileInputStream{row.text}; }});
         }
     }
     EXPECT_EQ(fromSystemName(nullptr), String());
     const CurrentFolder folder;
     fs::create_directory("\xFF");
     fs::current_path("\xFF");
-    expectEach(qx::result::UnmappableCharacter, {[] { FilePath::getCurrentDir(); }});
+    expectEach(result::UnmappableCharacter, {[] { FilePath::getCurrentDir(); }});
+}
+
+// Calls given texts, names and bytes as the standard library has them.
+TEST(StandardText, NamesFilesUnlessItWouldMeanSomethingElse) {
+    const std::string utf8 = "k\xC3\xA4se";
+    const String text(u"k\u00E4se");
+    const TemporaryFolder folder;
+    const fs::path path = folder.path(utf8);
+    const std::vector<std::byte> bytes(3, std::byte{'-'});
+    io::FileOutputStream(path, false).write(std::span(bytes));
+    io::FileOutputStream(path.native(), true).write(u8"!");
+    EXPECT_EQ(readFile(path), "---!");
+    signed char first[4];
+    EXPECT_EQ(io::FileInputStream(path.u16string()).read(first, 4), 4);
+    EXPECT_EQ(util::FilePath(path).getName(), text);
+    const char data[] = {1, 0, 2};
+    EXPECT_EQ(ByteView(data).length() + ByteView("a\0b").length(), 6);
+
+    for (const auto name : {"\xFF"sv, "a\0b"sv})
+        EXPECT_THROW(io::FileInputStream(fs::path(name)), ResultException);
+    EXPECT_THROW(io::FileInputStream("\xFF"), text::charset::InvalidCharacterException);
+    util::IniFile ini(path);
+    EXPECT_THROW(ini.AddKey("a\0b"sv, "key", "value", true), ResultException);
+    EXPECT_EQ(ini.AddKey(u"set", utf8, text, true), result::Ok);
+    EXPECT_EQ(ini.view().find("set", text), text.view());
+    io::PrintWriter(makeReference<io::NullWriter>()).print(std::string_view());
 }
