@@ -185,7 +185,7 @@ TEST_F(IniFileTest, CutsLongTextsInTheFile) {
     EXPECT_EQ(valueOf(ini, longText.c_str(), longText.c_str()), String(wideText).toUtf8());
 }
 
-TEST_F(IniFileTest, FourOperationsReportByResult) {
+TEST_F(IniFileTest, FourOperationsReportByResultAndCopyAsMuchAsFits) {
     IniFile ini = open();
     EXPECT_EQ(ini.AddKey(u"Set", u"Key", u"1", false), result::Ok);
     EXPECT_EQ(ini.AddKey(u"SET", u"KEY", u"2", false), result::AlreadyExists);
@@ -198,21 +198,17 @@ TEST_F(IniFileTest, FourOperationsReportByResult) {
     expectEach(result::Ok, {ini.DeleteKey(u"set", u"key"), ini.DeleteKey(u"set", u"A"),
                             ini.DeleteKey(u"set", u"b")});
     EXPECT_EQ(readFile(path), "[Set]\n\n");
-    char16_t buffer[4] = u"###";
-    EXPECT_EQ(ini.GetValue(u"set", u"key", buffer, 4), result::NotFound);
+    std::u16string buffer = u"###";
+    EXPECT_EQ(ini.GetValue(u"set", u"key", buffer.data(), 4), result::NotFound);
     EXPECT_EQ(buffer[0], u'#');
     expectEach(result::Ok, {ini.DeleteSet(u"none"), ini.DeleteSet(u"SET")});
     EXPECT_EQ(readFile(path), "");
     expectEach(result::NullPointer,
                {ini.AddKey(nullptr, u"k", u"v", true), ini.DeleteKey(u"a", nullptr),
                 ini.DeleteSet(nullptr), ini.GetValue(u"a", u"k", nullptr, 1)});
-}
-
-TEST_F(IniFileTest, CopiesAsMuchOfAValueAsFits) {
     writeFile(path, "[a]\nk=four\n");
-    IniFile ini = open();
     for (uint64_t room = 0; room <= 6; ++room) {
-        std::u16string buffer(8, u'#');
+        buffer.assign(8, u'#');
         EXPECT_EQ(ini.GetValue(u"a", u"k", buffer.data(), room),
                   room >= 5 ? result::Ok : result::BufferTooSmall);
         const auto copied = std::u16string(u"four\0", 5).substr(0, room);
@@ -242,7 +238,7 @@ TEST_F(IniFileTest, WalksSetsAndTheirChildren) {
     EXPECT_EQ(contentOf(ini), "[AB\\c][B][a\\Q]");
 }
 
-TEST_F(IniFileTest, IteratorsKeepTheirNamesAndEndInAnException) {
+TEST_F(IniFileTest, IteratorsEndInAnExceptionAndMissingFilesOnlyWhenAsked) {
     writeFile(path, "[A\\B]\nk=1\n[C]\nx=1\ny=2\n");
     IniFile ini = open();
     EXPECT_FALSE(IniFileKeyIterator(ini, u"A").hasNext()) << "there through its subset";
@@ -254,9 +250,7 @@ TEST_F(IniFileTest, IteratorsKeepTheirNamesAndEndInAnException) {
     EXPECT_EQ(keys.next(), u"y");
     EXPECT_EQ(iniFailureOf([&] { keys.next(); }),
               std::pair(int{IniFileException::NO_MORE_ELEMENTS}, String()));
-}
-
-TEST_F(IniFileTest, ThrowsForAMissingFileOnlyWhenAsked) {
+    fs::remove(path);
     EXPECT_EQ(iniFailureOf([&] { IniFile(path, nullptr, 1); }),
               std::pair(int{IniFileException::FILE_NOT_READ}, String::fromUtf8(path)));
     IniFile unnamed(nullptr);
