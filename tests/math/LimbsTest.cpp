@@ -347,21 +347,6 @@ TEST(Multiply, EveryPairOfSmallLengthsAndLopsidedOnes) {
     });
 }
 
-TEST(Multiply, LengthsAroundTheThresholdsOfEachSet) {
-    withEverySet([](const LimbKernels& kernels) {
-        Naturals naturals(4);
-        const MultiplyThresholds& t = kernels.thresholds;
-        for (size_t threshold : {t.karatsuba, t.karatsubaSquare, t.toom3, t.toom3Square, t.ntt,
-                                 t.nttSquare, t.nttUneven}) {
-            for (size_t n = threshold - 2; n <= threshold + 2; ++n) {
-                expectSquares(naturals(n));
-                for (const size_t an : {n, n + 1, 2 * n + 1, 9 * n - 1})
-                    expectMultiplies(naturals(an), naturals(n));
-            }
-        }
-    });
-}
-
 /// What a plan can hold, to the last coefficient.
 void expectTransformMultiplies(const LimbKernels& kernels, const NttPlan& plan, const Natural& a,
                                const Natural& b) {
@@ -411,10 +396,13 @@ TEST(Multiply, LongOperandsModuloAPrime) {
         EXPECT_EQ(modulo(&a == &b ? squareOf(a) : product(a, b)), modulo(expected))
             << a.size() << " by " << b.size();
     };
-    withEverySet([&](const LimbKernels&) {
+    withEverySet([&](const LimbKernels& kernels) {
         Naturals naturals(6);
-        for (const size_t an : {size_t{20000}, size_t{100000}}) {
-            for (const size_t bn : {an, an - 1, an / 3, an / 30})
+        const MultiplyThresholds& t = kernels.thresholds;
+        for (const size_t an : {t.karatsuba, t.karatsubaSquare, t.toom3, t.toom3Square, t.ntt + 1,
+                                t.nttSquare, t.nttUneven, size_t{20000}, size_t{100000}}) {
+            expectSquares(naturals(std::min(an, t.nttUneven)));
+            for (const size_t bn : {an, an - 1, an / 3, an / 30 + 1})
                 expectRemainder(naturals(an), naturals(bn));
         }
         // The most limbs whose coefficients have 64 bits, then 60; the middle one of the result is
@@ -663,18 +651,13 @@ void expectGcds(const Natural& a, const Natural& b, const Natural& factor) {
 }
 
 TEST(Gcd, EveryPairOfLengths) {
+    constexpr size_t Lengths[] = {1, 2, 3, 4, 5, 6, 7, 8, 19, 33, 63, 64, 65, 99, 100, 199, 200};
     Naturals naturals(1);
-    const auto expectSome = [&](size_t an, size_t bn, int count) {
-        for (int i = 0; i < count; ++i)
-            expectGcds(naturals(an), naturals(bn), naturals(naturals.below(4) + 1));
-    };
-    for (size_t an = 1; an <= 8; ++an) {
-        for (size_t bn = 1; bn <= an; ++bn)
-            expectSome(an, bn, 40);
-    }
-    for (const size_t an : {20U, 63U, 64U, 65U, 100U, 200U}) {
-        for (const size_t bn : {1U, 2U, 19U, 33U, 64U, 99U, 199U})
-            expectSome(an, bn, 2);
+    for (const size_t an : Lengths) {
+        for (const size_t bn : Lengths) {
+            for (int count = an > 8 ? 1 : bn <= an ? 40 : 0; count-- > 0;)
+                expectGcds(naturals(an), naturals(bn), naturals(naturals.below(4) + 1));
+        }
         // The same, and neighbours, whose quotient is 1 and the rest of no use as a divisor.
         const Natural a = naturals(an);
         expectGcd(a, a);
