@@ -3,10 +3,8 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
-#include <thread>
 
 #include <qx/collections/DefaultComparator.h>
-#include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/Sizes.h> // no test fills a table up to its limit
 #include <qx/core/Integer.h>
 #include <qx/core/Result.h>
@@ -154,19 +152,6 @@ TEST(HashMap, IsComparedWithMapsOnlyAndASetWithSets) {
     EXPECT_THROW(set.compareTo(ArrayList()), qx::CastFailedException);
 }
 
-TEST(HashMap, CopiesHaveRoomForTwiceTheEntriesOrTheSameTable) {
-    const auto comparator = qx::collections::GetDefaultComparator();
-    HashMap map(comparator, comparator, 3, 2.0F);
-    putItems(map, {1, 2, 3, 4, 5, 6, 7});
-    EXPECT_EQ(HashMap(map, 1.0F).getCapacity(), 14);
-    EXPECT_EQ(HashMap(map, comparator, comparator, 1.0F).getCapacity(), 14);
-    HashMap copy(map);
-    putItems(copy, {8, 9, 10, 11, 12, 13, 14});
-    EXPECT_EQ(copy.getCapacity(), 7);
-    copy.put(item(15), nullptr);
-    EXPECT_EQ(copy.getCapacity(), 15);
-}
-
 TEST(HashMap, RefusesTablesThatCannotBe) {
     const auto comparator = qx::collections::GetDefaultComparator();
     for (const int capacity : {0, -1, INT32_MIN})
@@ -180,68 +165,6 @@ TEST(HashMap, RefusesTablesThatCannotBe) {
     // The table is the first allocation; it fails for want of memory, of which this has no need.
     FailingAllocator allocator(0);
     EXPECT_THROW(HashMap(INT32_MAX, 0.75F), std::bad_alloc);
-}
-
-TEST(HashMap, ElementsThatGoMayUseTheMap) {
-    using Drop = std::function<void(Reference<HashMap> & map)>;
-    const Drop drops[] = {
-        [](auto& map) { map->put(item(5), nullptr); },
-        [](auto& map) { map->remove(item(5)); },
-        [](auto& map) { map->clear(); },
-        [](auto& map) { map->createKeySet()->clear(); },
-        [](auto& map) {
-            const auto entries = map->createEntrySet();
-            entries->removeAll(*entries);
-        },
-        [](auto& map) {
-            const auto iterator = map->createValueCollection()->createIterator();
-            while (iterator->hasNext()) {
-                iterator->next();
-                iterator->remove();
-            }
-        },
-        [](auto& map) { Reference<HashMap>::attach(map.detach()).reset(); },
-    };
-    const Operation farewells[] = {
-        [](HashMap& map) { map.put(item(20), item(1)); },
-        [](HashMap& map) { map.remove(item(106)); },
-        [](HashMap& map) { map.clear(); },
-        [](HashMap& map) {
-            for (int key = 30; key < 130; ++key) // through a growth
-                map.put(item(key), nullptr);
-        },
-        [](HashMap& map) {
-            const Reference<HashMap> hold(&map);
-            EXPECT_EQ(contentOf(map).size(), static_cast<std::size_t>(map.getSize()));
-        },
-    };
-    for (const Drop& drop : drops) {
-        for (const Operation& farewell : farewells) {
-            SCOPED_TRACE(testing::Message() << &drop - drops << " and " << &farewell - farewells);
-            auto map = qx::makeReference<HashMap>();
-            int partings = 0;
-            // Key, value and neighbours in the chain; each says farewell only once.
-            const auto parting = [&, target = map.get()] {
-                if (partings++ == 0)
-                    farewell(*target);
-            };
-            map->put(item(106), nullptr);
-            map->put((new Item(5, parting))->GetUnknown(), (new Item(1, parting))->GetUnknown());
-            map->put(item(207), nullptr);
-            try {
-                drop(map);
-            } catch (const qx::Exception&) { // an iterator on whose map the farewell was busy
-            }
-            if (map) {
-                EXPECT_EQ(contentOf(*map).size(), static_cast<std::size_t>(map->getSize()));
-                map->put(item(5), item(5));
-                EXPECT_EQ(valueOf(map->get(item(5))), 5);
-                map.reset();
-            }
-            EXPECT_GT(partings, 0);
-            EXPECT_EQ(Item::alive(), 0);
-        }
-    }
 }
 
 TEST(HashMap, KeysThatGoMayUseTheIteratorThatHeldThem) {
@@ -258,27 +181,6 @@ TEST(HashMap, KeysThatGoMayUseTheIteratorThatHeldThem) {
     EXPECT_EQ(valueOf(iterator->next()), 101);
     EXPECT_THROW(iterator->next(), qx::Exception);
     EXPECT_EQ(Item::alive(), 1);
-}
-
-TEST(HashMap, WalksOfSeveralThreadsDoNotDisturbEachOther) {
-    HashMap map;
-    for (int key = 0; key < 200; ++key)
-        map.put(item(key), nullptr);
-    const Values expected = keysOf(map);
-    const auto entriesOf = [](const HashMap& shown) {
-        return detail::elementsOf(*shown.createEntrySet());
-    };
-    std::vector<Element> entries[6];
-    std::vector<std::jthread> threads;
-    for (auto& seen : entries)
-        threads.emplace_back([&] {
-            seen = entriesOf(map);
-            for (int round = 0; round < 50; ++round)
-                EXPECT_EQ(keysOf(map), expected);
-        });
-    threads.clear();
-    for (const auto& seen : entries)
-        EXPECT_EQ(seen, entriesOf(map)); // each was made once
 }
 
 TEST(HashMap, ComparatorsThatChangeTheMapAreNoticed) {

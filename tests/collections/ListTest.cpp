@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <qx/collections/pcom/ArrayList.h>
@@ -85,49 +84,6 @@ TYPED_TEST(Lists, EndOperationsWithTheirOwnViews) {
     EXPECT_EQ(values(*innerView), Values{3});
 }
 
-TYPED_TEST(Lists, ElementsMayUseTheListWhileTheyGo) {
-    const auto removeSecond = [](List& list) {
-        const auto iterator = list.createListIterator(1);
-        iterator->next();
-        iterator->remove();
-        EXPECT_EQ(iterator->nextIndex(), 1);
-        EXPECT_EQ(valueOf(iterator->previous()), 0);
-    };
-    const auto replaceSecond = [](List& list) {
-        const auto iterator = list.createListIterator(1);
-        iterator->next();
-        iterator->set(nullptr);
-        iterator->set(nullptr);
-    };
-    const std::pair<std::function<void(List & list)>, Values> rows[] = {
-        // what the element sees
-        {[](List& list) { list.remove(1); }, {0, 2}},
-        {[](List& list) { list.remove(list.get(1).get()); }, {0, 2}},
-        {[](List& list) { list.set(1, nullptr); }, {0, Null, 2}},
-        {removeSecond, {0, 2}},
-        {replaceSecond, {0, Null, 2}},
-        {[&](List& list) { removeSecond(*list.createSubList(0, 3)); }, {0, 2}},
-        {[&](List& list) { replaceSecond(*list.createSubList(0, 2)); }, {0, Null, 2}},
-        {[](List& list) { list.createSubList(1, 2)->clear(); }, {0, 2}},
-        {[](List& list) { list.createSubList(1, 3)->remove(0); }, {0, 2}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        const auto list = this->list({});
-        Values seen;
-        list->add(item(0));
-        list->add((new Item(1, [&seen, at = list.get()] {
-                      seen = values(*at);
-                      at->add(item(100));
-                  }))->GetUnknown());
-        list->add(item(2));
-        row.first(*list);
-        EXPECT_EQ(seen, row.second);
-        seen.push_back(100);
-        EXPECT_EQ(values(*list), seen);
-    }
-}
-
 TYPED_TEST(Lists, ElementsSeeViewAndIteratorWithoutThemWhenTheyGo) {
     const auto list = this->list({0, 1});
     Values seen;
@@ -147,29 +103,6 @@ TYPED_TEST(Lists, ElementsSeeViewAndIteratorWithoutThemWhenTheyGo) {
     EXPECT_EQ(values(*outer), (Values{0, 1}));
 }
 
-TYPED_TEST(Lists, ClearedElementsMayEmptyOrFillTheList) {
-    auto list = this->list({});
-    const auto fill = [&list](void (*farewell)(List&)) {
-        addItems(*list, {0, 1, 2});
-        list->add((new Item(3, [farewell, at = list.get()] { farewell(*at); }))->GetUnknown());
-    };
-    const auto refill = [](List& at) {
-        at.contains(nullptr); // takes and drops a reference to the list
-        at.add(item(7));
-    };
-    fill([](List& at) {
-        while (!at.isEmpty())
-            at.remove(0);
-    });
-    list->clear();
-    EXPECT_TRUE(list->isEmpty());
-    fill(refill);
-    list->clear();
-    EXPECT_EQ(values(*list), Values{7});
-    fill(refill);
-    list.reset(); // the list ends all the same, once
-}
-
 TYPED_TEST(Lists, ComparatorsThatChangeTheListAreNoticed) {
     List* meddled = nullptr;
     const auto comparator = qx::makeReference<NumberComparator>([&](int, int) {
@@ -184,23 +117,6 @@ TYPED_TEST(Lists, ComparatorsThatChangeTheListAreNoticed) {
     EXPECT_EQ(values(*list), (Values{2, 3}));
     EXPECT_EQ(list->indexOf(nullptr), -1); // one element left after it: the walk is at the end
     EXPECT_EQ(values(*list), Values{3});
-}
-
-TYPED_TEST(Lists, ReadersInSeveralThreadsDoNotDisturbEachOther) {
-    const auto list = this->list({});
-    Values expected;
-    for (int value = 0; value < 200; ++value) {
-        list->add(item(value));
-        expected.push_back(value);
-    }
-    const auto read = [&](int step) {
-        for (int index = 0; index < 2'000; ++index)
-            EXPECT_EQ(valueOf(list->get(index * step % 200)), index * step % 200);
-        EXPECT_EQ(values(*list), expected);
-    };
-    std::vector<std::jthread> threads;
-    for (const int step : {1, 3, 199, 77})
-        threads.emplace_back(read, step);
 }
 
 TEST(ArrayList, GrowsByHalf) {

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <thread>
 
 #include <qx/collections/pcom/LinkedList.h>
+#include <qx/collections/pcom/detail/Elements.h>
 
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/KeyedMapPlay.h"
@@ -114,4 +116,143 @@ TYPED_TEST(KeyedMapModel, OfEveryShape) {
             EXPECT_EQ(Item::alive(), 0);
         }
     }
+}
+
+namespace {
+
+/// Changes a collection of numbered items. Those that go see it without them and change it again.
+struct Partings {
+    std::mt19937 random;
+    std::function<std::vector<int>()> numbers;
+    std::vector<std::function<void()>> changes;
+    int last = 0, depth = 0;
+
+    void play() {
+        for (int step = 0; step < 60; ++step) {
+            change();
+            ASSERT_EQ(Item::alive(), static_cast<int>(numbers().size()));
+        }
+    }
+    int below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random); }
+    Reference<Item> make() {
+        const int number = ++last;
+        return makeReference<Item>(number, [this, number] {
+            EXPECT_EQ(std::ranges::count(numbers(), number), 0);
+            if (depth < 2) {
+                ++depth;
+                change();
+                --depth;
+            }
+        });
+    }
+    void change() {
+        try {
+            changes[static_cast<std::size_t>(below(static_cast<int>(changes.size())))]();
+        } catch (const qx::Exception&) { // a place that is not there, or a disturbed walk
+        }
+    }
+};
+
+void playPartings(Reference<List> owner, unsigned seed) {
+    List& list = *owner;
+    Partings play{std::mt19937(seed), [&] { return values(list); }, {}};
+    const auto on = [&](auto&& change) {
+        return [&, change] {
+            const auto view = list.createSubList(play.below(list.getSize() + 1), list.getSize());
+            List& some = play.below(3) ? list : *view;
+            const int at = play.below(some.getSize() + 1);
+            change(some, at, *some.createListIterator(at));
+        };
+    };
+    const auto add = on([&](auto& some, int at, auto&) { some.add(at, play.make()); });
+    const auto remove = on([](auto& some, int at, auto&) { some.remove(at); });
+    const auto removeEqual = on([](auto& some, int at, auto&) { some.remove(some.get(at).get()); });
+    const auto set = on([&](auto& some, int at, auto&) { some.set(at, play.make()); });
+    const auto clear = on([](auto& some, int at, auto&) { at == 0 ? some.clear() : void(); });
+    const auto removeNext = on([](auto&, int at, ListIterator& iterator) {
+        iterator.next();
+        iterator.remove();
+        EXPECT_EQ(iterator.nextIndex(), at);
+    });
+    const auto setNext = on([&](auto&, int, ListIterator& iterator) {
+        iterator.next();
+        iterator.set(play.make());
+        iterator.set(play.make());
+    });
+    play.changes = {add, add, remove, removeEqual, set, clear, removeNext, setNext};
+    play.play();
+    owner.reset(); // goes while they use it
+}
+
+void playPartings(Reference<HashMap> owner, unsigned seed) {
+    HashMap& map = *owner;
+    Partings play{std::mt19937(seed), {}, {}};
+    play.numbers = [&] {
+        std::vector<int> numbers;
+        for (const auto& [key, value] : map)
+            numbers.insert(numbers.end(), {valueOf(key), valueOf(value)});
+        EXPECT_EQ(numbers.size(), 2 * static_cast<std::size_t>(map.getSize()));
+        return numbers;
+    };
+    const auto put = [&] { map.put(play.make(), play.make()); };
+    const auto remove = [&] { map.remove(play.make()); };
+    const auto clear = [&] { play.below(2) ? map.clear() : map.createKeySet()->clear(); };
+    const auto removeAll = [&] {
+        const auto entries = map.createEntrySet();
+        entries->removeAll(*entries);
+    };
+    const auto removeEach = [&] {
+        const auto iterator = map.createValueCollection()->createIterator();
+        while (iterator->hasNext()) {
+            iterator->next();
+            iterator->remove();
+        }
+    };
+    play.changes = {put, put, put, put, put, remove, clear, removeAll, removeEach};
+    play.play();
+    owner.reset();
+}
+
+} // namespace
+
+TEST(Model, OfElementsThatUseTheirCollectionWhileTheyGo) {
+    const auto alike = makeReference<NumberComparator>([](int a, int b) { return a % 40 - b % 40; },
+                                                       [](int number) { return number % 20; });
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        playPartings(makeReference<ArrayList>(), seed);
+        playPartings(makeReference<LinkedList>(), seed);
+        playPartings(makeReference<HashMap>(alike.get(), alike.get(), 1, 1.0F), seed);
+        ASSERT_EQ(Item::alive(), 0) << seed;
+    }
+}
+
+TEST(Collections, ReadersInSeveralThreadsDoNotDisturbEachOther) {
+    constexpr int Size = 200;
+    HashMap map;
+    ArrayList array;
+    LinkedList linked;
+    for (int number = 0; number < Size; ++number) {
+        map.put(item(number), nullptr);
+        array.add(item(number));
+        linked.add(item(number));
+    }
+    const auto keys = map.createKeySet(), entries = map.createEntrySet();
+    const auto readAll = [&](int step) {
+        for (int i = 0; i < 2'000; ++i) {
+            EXPECT_EQ(valueOf(linked.get(i * step % Size)), i * step % Size);
+            EXPECT_EQ(valueOf(array.get(i * step % Size)), i * step % Size);
+        }
+        std::vector<Element> all;
+        for (const Collection* each :
+             std::initializer_list<Collection*>{entries.get(), keys.get(), &array, &linked})
+            std::ranges::copy(detail::elementsOf(*each), std::back_inserter(all));
+        return all;
+    };
+    std::vector<Element> seen[4];
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&, i] { seen[i] = readAll(i * 38 + 1); });
+    threads.clear();
+    for (const auto& each : seen)
+        EXPECT_EQ(each, readAll(1)); // also each entry was made once
 }

@@ -61,6 +61,16 @@ protected:
         return answer != Failed;
     }
 
+    /// Removes, retains or looks for the elements of a collection.
+    template <class Real, class Model>
+    bool useMany(int what, Real& real, Model& model, const Arguments& them) {
+        if (what == 0)
+            return both("removeAll", real, model, [&](auto& its) { return its.removeAll(them); });
+        if (what == 1)
+            return both("retainAll", real, model, [&](auto& its) { return its.retainAll(them); });
+        return both("containsAll", real, model, [&](auto& its) { return its.containsAll(them); });
+    }
+
     /// Few values, so that there are equal ones; sometimes null.
     int value() { return byte() % 8 - 1; }
     /// A new element that nobody owns.
@@ -95,7 +105,7 @@ protected:
 
 private:
     template <class Operation>
-    static int numberOf(Operation&& operation) {
+    static int numberOf(Operation&& operation) try {
         using Result = decltype(operation());
         if constexpr (std::is_void_v<Result>)
             return operation(), 0;
@@ -103,6 +113,8 @@ private:
             return valueOf(operation());
         else
             return static_cast<int>(operation());
+    } catch (const Answer& ofModel) {
+        return ofModel;
     }
 
     Failures m_failures;

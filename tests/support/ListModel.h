@@ -15,7 +15,7 @@ struct ModelNumbers {
 };
 
 /// The plain model of a list or of a live view of one. Operations return what those of the lists
-/// do, an element as its number.
+/// do, an element as its number, or throw the answer that a failure is.
 class ModelList {
 public:
     explicit ModelList(ModelNumbers& numbers) : m_numbers(&numbers) {}
@@ -30,15 +30,11 @@ public:
     int size() const { return m_isView ? m_size : static_cast<int>(m_numbers->values.size()); }
     std::vector<int> values() const { return {begin(), begin() + size()}; }
 
-    int get(int index) const {
-        return unless(obstacle(index, size()), [&] { return at(index); });
-    }
+    int get(int index) const { return at(checked(index, size())); }
     int add(int index, int value) {
-        return unless(obstacle(index, size() + 1), [&] {
-            m_numbers->values.insert(begin() + index, value);
-            changed(1);
-            return 1;
-        });
+        m_numbers->values.insert(begin() + checked(index, size() + 1), value);
+        changed(1);
+        return 1;
     }
     int add(int value) {
         if (m_isView)
@@ -47,27 +43,21 @@ public:
         return 1;
     }
     int remove(int index) {
-        return unless(obstacle(index, size()), [&] {
-            const int removed = at(index);
-            m_numbers->values.erase(begin() + index);
-            changed(-1);
-            return removed;
-        });
+        const int removed = get(index);
+        m_numbers->values.erase(begin() + index);
+        changed(-1);
+        return removed;
     }
     int set(int index, int value) {
-        return unless(obstacle(index, size()), [&] {
-            changed(0);
-            return std::exchange(at(index), value);
-        });
+        int& place = at(checked(index, size()));
+        changed(0);
+        return std::exchange(place, value);
     }
-    int sort() {
-        if (!isCurrent())
-            return Changed;
+    void sort() {
         const std::vector<int> before = values();
         std::sort(begin(), begin() + size());
         if (values() != before)
             changed(0);
-        return 0;
     }
     void clear() {
         if (!m_isView) {
@@ -95,8 +85,7 @@ public:
         return !added.numbers.empty();
     }
     int addAll(int index, const Arguments& added) {
-        if (index < 0 || index > size())
-            return OutOfRange;
+        checked(index, size() + 1);
         for (const int value : added.numbers)
             add(index++, value);
         return !added.numbers.empty();
@@ -114,14 +103,10 @@ public:
 private:
     std::vector<int>::iterator begin() const { return m_numbers->values.begin() + m_offset; }
     int& at(int index) const { return begin()[index]; }
-    int obstacle(int index, int limit) const {
+    int checked(int index, int limit) const {
         if (index < 0 || index >= limit)
-            return OutOfRange;
-        return isCurrent() ? 0 : Changed;
-    }
-    template <class Operation>
-    static int unless(int obstacle, Operation&& operation) {
-        return obstacle != 0 ? obstacle : operation();
+            throw OutOfRange;
+        return isCurrent() ? index : throw Changed;
     }
     /// Removes the first of each.
     bool removeEach(const std::vector<int>& numbers) {
@@ -161,42 +146,32 @@ public:
 
     int next() { return move(hasNext(), m_cursor, 1); }
     int previous() { return move(hasPrevious(), m_cursor - 1, -1); }
-    int remove() {
-        const int obstacle = this->obstacle();
-        if (obstacle == 0) {
-            m_list->remove(m_last);
-            m_cursor -= m_cursor > m_last;
-            changed();
-        }
-        return obstacle;
+    void remove() {
+        m_list->remove(last());
+        m_cursor -= m_cursor > m_last;
+        changed();
     }
     int add(int value) {
         if (isStale())
-            return Changed;
+            throw Changed;
         m_list->add(m_cursor++, value);
         changed();
         return 1;
     }
-    int set(int value) {
-        const int obstacle = this->obstacle();
-        if (obstacle == 0) {
-            m_list->set(m_last, value);
-            m_seen = m_list->changes();
-        }
-        return obstacle;
+    void set(int value) {
+        m_list->set(last(), value);
+        m_seen = m_list->changes();
     }
 
 private:
     bool isStale() const { return m_seen != m_list->changes(); }
-    int obstacle() const { return isStale() ? Changed : m_last < 0 ? NoElement : 0; }
+    int last() const { return isStale() ? throw Changed : m_last < 0 ? throw NoElement : m_last; }
     int move(bool isThere, int index, int step) {
         if ((m_list->isView() && !isThere) || isStale())
-            return Changed;
+            throw Changed;
         const int value = m_list->get(index);
-        if (value != OutOfRange) {
-            m_last = index;
-            m_cursor += step;
-        }
+        m_last = index;
+        m_cursor += step;
         return value;
     }
     void changed() {

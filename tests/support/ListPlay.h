@@ -64,7 +64,7 @@ private:
         else if (what == 11)
             walk(pair);
         else
-            what < 14 ? moveIterator() : changeThroughIterator();
+            useIterator(what < 14);
     }
 
     void append(List& list, ModelList& model) {
@@ -114,11 +114,8 @@ private:
         expect("hashCode", static_cast<int>(hash), [&] { return list.hashCode(); });
     }
 
-    /// Plays what changes several elements and may fail among them.
-    template <class Operation>
-    void many(const char* what, List& list, ModelList& model, Operation&& operation) {
-        if (both(what, list, model, operation))
-            return;
+    /// Takes over to the model what a failure among several elements has left.
+    void readAgain() {
         const std::vector<int>&before = m_numbers.values, now = values(*m_list.list);
         require(isPartOf(before, now) || isPartOf(now, before), "what a failure leaves");
         m_numbers.values = now;
@@ -148,16 +145,12 @@ private:
     /// Adds, removes, retains or looks for the elements of a collection.
     void useMany(List& list, ModelList& model, const Arguments& them) {
         const int at = index(model.size()), what = byte() % 5;
-        if (what == 0)
-            many("addAll", list, model, [&](auto& its) { return its.addAll(them); });
-        else if (what == 1)
-            many("addAll at", list, model, [&](auto& its) { return its.addAll(at, them); });
-        else if (what == 2)
-            many("removeAll", list, model, [&](auto& its) { return its.removeAll(them); });
-        else if (what == 3)
-            many("retainAll", list, model, [&](auto& its) { return its.retainAll(them); });
-        else
-            both("containsAll", list, model, [&](auto& its) { return its.containsAll(them); });
+        const auto add = [&](auto& its) { return its.addAll(them); };
+        const auto insert = [&](auto& its) { return its.addAll(at, them); };
+        if (!(what == 3   ? both("addAll", list, model, add)
+              : what == 4 ? both("addAll at", list, model, insert)
+                          : CollectionPlay::useMany(what, list, model, them)))
+            readAgain();
     }
 
     void makeView(const Pair& outer) {
@@ -180,7 +173,7 @@ private:
             m_modelIterator.emplace(pair.model, at);
         }
     }
-    void moveIterator() {
+    void useIterator(bool isMove) {
         if (!m_iterator)
             return;
         ModelListIterator& model = *m_modelIterator;
@@ -188,19 +181,14 @@ private:
         require(m_iterator->hasPrevious() == model.hasPrevious(), "hasPrevious");
         require(m_iterator->nextIndex() == model.nextIndex(), "nextIndex");
         require(m_iterator->previousIndex() == model.previousIndex(), "previousIndex");
-        if (byte() % 3)
+        const int what = byte() % 6, number = value();
+        if (isMove && what % 3)
             both("next", *m_iterator, model, [](auto& its) { return its.next(); });
-        else
+        else if (isMove)
             both("previous", *m_iterator, model, [](auto& its) { return its.previous(); });
-    }
-    void changeThroughIterator() {
-        if (!m_iterator)
-            return;
-        ModelListIterator& model = *m_modelIterator;
-        const int what = byte() % 3, number = value();
-        if (what == 0)
+        else if (what < 2)
             both("iterator's remove", *m_iterator, model, [](auto& its) { return its.remove(); });
-        else if (const Argument added = fresh(number); what == 1)
+        else if (const Argument added = fresh(number); what < 4)
             both("iterator's add", *m_iterator, model, [&](auto& its) { return its.add(added); });
         else
             both("iterator's set", *m_iterator, model, [&](auto& its) { return its.set(added); });

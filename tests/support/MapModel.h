@@ -210,16 +210,13 @@ struct ModelMapIterator {
         }
         return lastReturned;
     }
-    int remove() {
-        if (seen != map->changes)
-            return Changed;
-        if (!lastReturned)
-            return NoElement;
-        if (map->find(lastReturned->key) != lastReturned) // cleared
-            return Changed;
+    void remove() {
+        if (seen == map->changes && !lastReturned)
+            throw NoElement;
+        if (seen != map->changes || map->find(lastReturned->key) != lastReturned) // cleared
+            throw Changed;
         map->remove(std::exchange(lastReturned, nullptr)->key);
         ++seen;
-        return 0;
     }
 };
 

@@ -66,13 +66,6 @@ private:
         return numbers;
     }
 
-    /// Plays what changes several entries and may fail among them.
-    template <class Operation>
-    void many(const char* what, Collection& keys, Operation&& operation) {
-        if (!both(what, keys, m_keys, operation))
-            readAgain();
-    }
-
     /// Removes, retains or looks for others in the keys.
     void useKeys() {
         const auto keySet = m_map->createKeySet();
@@ -83,16 +76,10 @@ private:
         const Arguments them{itself ? keys : static_cast<const Collection&>(*list), others};
         const Argument it = sought(key());
         const int what = byte() % 4;
-        if (what == 0)
-            return many("removeAll", keys, [&](auto& its) { return its.removeAll(them); });
-        if (what == 1)
-            return many("retainAll", keys, [&](auto& its) { return its.retainAll(them); });
-        if (what == 2) {
-            both("containsAll", keys, m_keys, [&](auto& its) { return its.containsAll(them); });
-        } else {
-            both("contains", keys, m_keys, [&](auto& its) { return its.contains(it); });
-            both("remove", keys, m_keys, [&](auto& its) { return its.remove(it); });
-        }
+        if (what < 3)
+            return useMany(what, keys, m_keys, them) ? void() : readAgain();
+        both("contains", keys, m_keys, [&](auto& its) { return its.contains(it); });
+        both("remove", keys, m_keys, [&](auto& its) { return its.remove(it); });
     }
 
     enum class Part { Keys, Values, Entries };
@@ -156,13 +143,18 @@ private:
             require(expect("clear", 0, [&] { m_map->clear(); }), "clear needs no memory");
             return m_model.clear();
         }
-        const HashMap copy(*m_map);
+        HashMap copy(*m_map);
         ModelTable modelCopy(m_model.capacity(), m_model.load);
         for (const auto& entry : m_model.entries())
             modelCopy.put(entry->key, entry->value);
         require(contentOf(copy) == modelCopy.content(), "copy");
         expect("equals", true, [&] { return m_map->equals(copy); });
-        expect("copies", true, [&] { return HashMap(*m_map, 0.5F).equals(HashMap(*m_map)); });
+        expect("copies", true, [&] { return HashMap(*m_map, 0.5F).equals(copy); });
+        const int room = m_model.size > 5 ? 2 * m_model.size : 11;
+        expect("room of a copy", room, [&] { return HashMap(*m_map, 0.5F).getCapacity(); });
+        const Argument it = sought(key());
+        both("put in a copy", copy, modelCopy, [&](auto& its) { return its.put(it, it); });
+        require(copy.getCapacity() == modelCopy.capacity(), "capacity of a copy");
     }
     void useEntries() {
         const auto entries = m_map->createEntrySet();
