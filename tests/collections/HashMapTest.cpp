@@ -26,8 +26,7 @@ using Values = std::vector<int>;
 namespace {
 
 /// Keys with these values, in this order, each leading to a value ten times as large.
-template <class M>
-void putItems(M& map, const Values& keys) {
+void putItems(HashMap& map, const Values& keys) {
     for (const int key : keys)
         map.put(item(key), item(key * 10));
 }
