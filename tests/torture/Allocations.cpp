@@ -98,9 +98,8 @@ int main(int argc, char** argv) {
     const qxtest::TemporaryRegistry registry;
 
     qxtorture::Scripts scripts;
-    for (const auto addScripts : {qxtorture::addValueScripts, qxtorture::addStreamScripts,
-                                  qxtorture::addServiceScripts, qxtorture::addComponentScripts})
-        addScripts(scripts);
+    addValueScripts(scripts);
+    addServiceScripts(scripts);
     Torture torture{static_cast<int64_t>(std::max(arguments.number.value_or(1e18), 1.0))};
     for (const Script& script : scripts) {
         if (arguments.chooses(script.name))

@@ -44,16 +44,10 @@ struct Scripts : std::vector<Script> {
     void add(const char* name, void (*run)(), void (*check)() = nullptr) {
         push_back({name, run, check});
     }
-    /// One that ends with an exception of the library.
-    void addFailing(const char* name, void (*run)()) {
-        push_back({name, [run] { mustFail(run); }, nullptr});
-    }
 };
 
 void addValueScripts(Scripts& scripts);
-void addStreamScripts(Scripts& scripts);
 void addServiceScripts(Scripts& scripts);
-void addComponentScripts(Scripts& scripts);
 
 /// What @p body throws, as text; empty when it throws nothing.
 template <class Body>
