@@ -3,8 +3,17 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <vector>
 
 namespace qxtest {
+
+/// Runs the body in as many threads at once, with their numbers from 0, and waits for them.
+template <class Body>
+void inThreads(int count, Body body) {
+    std::vector<std::jthread> threads;
+    for (int number = 0; number < count; ++number)
+        threads.emplace_back(body, number);
+}
 
 /// Returns when the thread of that number, of whatever process, sleeps in the kernel or the
 /// predicate holds.

@@ -4,9 +4,9 @@
 
 #include <chrono>
 #include <iostream>
-#include <thread>
 
 #include "tests/fork/Uses.h"
+#include "tests/support/BlockingThread.h"
 #include "tests/torture/Script.h"
 
 namespace {
@@ -103,21 +103,17 @@ int64_t run(const Area& area, std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
     std::atomic<int64_t> rounds{0};
     std::atomic<bool> hasFailed{false};
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < ThreadCount; ++thread) {
-        threads.emplace_back([&, thread] {
-            const std::string failure = qxtorture::failureOf([&] {
-                for (int64_t round = 0; !hasFailed && std::chrono::steady_clock::now() < end;
-                     ++round, ++rounds)
-                    area.round(shared, thread, round);
-            });
-            if (!failure.empty()) {
-                hasFailed = true;
-                std::cout << area.name << ": " << failure << '\n';
-            }
+    qxtest::inThreads(ThreadCount, [&](int thread) {
+        const std::string failure = qxtorture::failureOf([&] {
+            for (int64_t round = 0; !hasFailed && std::chrono::steady_clock::now() < end;
+                 ++round, ++rounds)
+                area.round(shared, thread, round);
         });
-    }
-    threads.clear();
+        if (!failure.empty()) {
+            hasFailed = true;
+            std::cout << area.name << ": " << failure << '\n';
+        }
+    });
     return hasFailed ? -1 : rounds.load();
 }
 
