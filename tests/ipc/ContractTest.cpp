@@ -329,16 +329,16 @@ struct Arena {
 
     /// Living workers inside at one instant; 0 when they moved while they were counted.
     int countInside() const {
-        std::array<int64_t, Processes + Kills> first;
-        for (size_t i = 0; i < first.size(); ++i)
-            first[i] = workers[i].turns;
+        int64_t before = 0, after = 0; // turns never go back
         int inside = 0;
-        for (size_t i = 0; i < first.size(); ++i) {
-            if (workers[i].turns != first[i])
-                return 0;
-            inside += first[i] % 2 != 0 && !workers[i].isKilled;
+        for (const Worker& each : workers)
+            before += each.turns;
+        for (const Worker& each : workers) {
+            const int64_t now = each.turns;
+            after += now;
+            inside += now % 2 != 0 && !each.isKilled;
         }
-        return inside;
+        return after == before ? inside : 0;
     }
 };
 
@@ -374,22 +374,16 @@ const ChildEntry worker("crash-worker", [](const auto& arguments) {
 
 class Crash : public testing::TestWithParam<const char*> {};
 
-} // namespace
-
 TEST_P(Crash, NothingIsLostAndNobodyWaitsForTheDead) {
     const ObjectKind& kind = kindNamed(GetParam());
-    const std::string lockName = uniqueName("crash");
-    const std::string arenaName = uniqueName("arena");
-    SharedStruct<Arena> arena(arenaName);
-    QXHandle handle = 0;
-    ASSERT_EQ(kind.create(lockName.c_str(), QX_SYNC_SHARED, &handle), result::Ok);
-
+    const MadeObject object(kind);
+    const SharedStruct<Arena> arena(uniqueName("arena"));
     int started = 0;
     std::map<int, ChildProcess> workers;
     const auto startWorker = [&] {
-        workers.emplace(started, ChildProcess("crash-worker", {GetParam(), lockName, arenaName,
-                                                               std::to_string(started)}));
-        ++started;
+        const std::string number = std::to_string(started);
+        workers.emplace(started++, ChildProcess("crash-worker",
+                                                {kind.name, object.name, arena.name(), number}));
     };
     for (int i = 0; i < Processes; ++i)
         startWorker();
@@ -400,9 +394,8 @@ TEST_P(Crash, NothingIsLostAndNobodyWaitsForTheDead) {
         auto victim = std::next(workers.begin(), random() % Processes);
         if (kill % 2 == 0) {
             // One that has the lock, if there is one at the moment.
-            const auto holder = std::find_if(workers.begin(), workers.end(), [&](const auto& each) {
-                return arena->workers[each.first].isInside();
-            });
+            const auto holder = std::ranges::find_if(
+                workers, [&](const auto& each) { return arena->workers[each.first].isInside(); });
             if (holder != workers.end())
                 victim = holder;
         }
@@ -432,12 +425,10 @@ TEST_P(Crash, NothingIsLostAndNobodyWaitsForTheDead) {
     }
     // All that there was can be taken again, and no more.
     for (int i = 0; i < kind.holders; ++i)
-        EXPECT_EQ(kind.hold(handle), result::Ok);
+        EXPECT_EQ(kind.hold(object.handle), result::Ok);
     if (kind.hold == QXSemaphoreWait) {
-        EXPECT_EQ(QXSemaphoreTryWait(handle), result::Busy);
+        EXPECT_EQ(QXSemaphoreTryWait(object.handle), result::Busy);
     }
-    EXPECT_EQ(kind.destroy(handle), result::Ok);
-    EXPECT_EQ(filesNamed(lockName), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Crash,
@@ -471,3 +462,5 @@ TEST(CrashUnderTraffic, UnitsComeBackThoughTheOthersAreNeverStill) {
     EXPECT_TRUE(eventually([&] { return most == 3; }));
     stop = true;
 }
+
+} // namespace

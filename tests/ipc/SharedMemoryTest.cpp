@@ -9,9 +9,7 @@
 
 #include <qx/qx.h>
 
-#include "tests/ipc/IpcTesting.h"
 #include "tests/ipc/Party.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/RefusedCall.h"
 
@@ -23,6 +21,9 @@ namespace {
 
 constexpr uint32_t Read = 0x80000000;
 constexpr uint32_t Write = 0x40000000;
+constexpr uint32_t Create = QX_SHAREDMEM_CREATE;
+constexpr uint32_t Exclusive = QX_SHAREDMEM_EXCLUSIVE;
+constexpr uint32_t ReadOnly = QX_SHAREDMEM_READ_ONLY;
 
 /// Result of opening; what was opened is closed again.
 int32_t openResult(const std::string& name, uint32_t flags, uint32_t permissions, uint32_t size) {
@@ -37,19 +38,17 @@ int32_t openResult(const std::string& name, uint32_t flags, uint32_t permissions
 /// Opens the block of the first argument and adds 1 to its first byte; dies with it when there is a
 /// second argument.
 const ChildEntry incrementer("memory-incrementer", [](const auto& arguments) {
-    const SharedMemory memory(arguments[0].c_str(), 1, QX_SHAREDMEM_CREATE, 0);
+    const SharedMemory memory(arguments[0].c_str(), 1, Create, 0);
     ++*static_cast<unsigned char*>(memory.get());
     if (arguments.size() > 1)
         raise(SIGKILL);
     return 0;
 });
 
-} // namespace
-
 TEST(SharedMemory, IsOneBlockForAllWhoOpenItAndGoneWithTheLast) {
     const std::string name = uniqueName("block/1");
     {
-        const SharedMemory memory(name.c_str(), 3, QX_SHAREDMEM_CREATE, 0);
+        const SharedMemory memory(name.c_str(), 3, Create, 0);
         auto* bytes = static_cast<unsigned char*>(memory.get());
         EXPECT_EQ(bytes[0] + bytes[1] + bytes[2], 0);
         bytes[0] = 41;
@@ -65,7 +64,7 @@ TEST(SharedMemory, IsOneBlockForAllWhoOpenItAndGoneWithTheLast) {
         EXPECT_EQ(openResult(name, 0, 0, 0), result::NotFound);
         EXPECT_EQ(ChildProcess("memory-incrementer", {name, "die"}).join(), -SIGKILL);
     }
-    const SharedMemory fresh(name.c_str(), 5000, QX_SHAREDMEM_CREATE | QX_SHAREDMEM_EXCLUSIVE, 0);
+    const SharedMemory fresh(name.c_str(), 5000, Create | Exclusive, 0);
     const auto* bytes = static_cast<unsigned char*>(fresh.get());
     EXPECT_EQ(bytes[0], 0);
     EXPECT_EQ(bytes[4999], 0);
@@ -74,10 +73,7 @@ TEST(SharedMemory, IsOneBlockForAllWhoOpenItAndGoneWithTheLast) {
 TEST(SharedMemory, OpensByTheRules) {
     const std::string there = uniqueName("there");
     const std::string missing = uniqueName("missing");
-    const SharedMemory memory(there.c_str(), 4097, QX_SHAREDMEM_CREATE, 0);
-    constexpr uint32_t Create = QX_SHAREDMEM_CREATE;
-    constexpr uint32_t Exclusive = QX_SHAREDMEM_EXCLUSIVE;
-    constexpr uint32_t ReadOnly = QX_SHAREDMEM_READ_ONLY;
+    const SharedMemory memory(there.c_str(), 4097, Create, 0);
     const struct {
         const std::string& name;
         uint32_t flags, permissions, size;
@@ -111,7 +107,7 @@ TEST(SharedMemory, OpensByTheRules) {
 TEST(SharedMemory, AttachesAndDetachesByTheRules) {
     const std::string name = uniqueName("block");
     QXHandle handle = 0;
-    ASSERT_EQ(QXSharedMemOpen(name.c_str(), QX_SHAREDMEM_CREATE, 0, 10, &handle), result::Ok);
+    ASSERT_EQ(QXSharedMemOpen(name.c_str(), Create, 0, 10, &handle), result::Ok);
     void* address = &handle;
     expectEach(result::InvalidArgument, {QXSharedMemAttach(handle, 0, &address),
                                          QXSharedMemAttach(handle, Read | 1, &address),
@@ -136,14 +132,14 @@ TEST(SharedMemory, AttachesAndDetachesByTheRules) {
 TEST(SharedMemory, FailuresCarryCodeAndMessageAndLeaveNothingOpen) {
     const std::string name = uniqueName("block");
     const mode_t oldMask = umask(077);
-    const SharedMemory memory(name.c_str(), 1, QX_SHAREDMEM_CREATE, 0064);
+    const SharedMemory memory(name.c_str(), 1, Create, 0064);
     umask(oldMask);
     struct stat status;
     ASSERT_EQ(stat(("/dev/shm/qx-memory." + name).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0664u) << "exactly the permissions that were asked for";
     const int64_t before = countOwn("fd");
     const auto missing = [] { SharedMemory(uniqueName("missing").c_str(), 0, 0, 0); };
-    const auto unwritable = [&] { SharedMemory(name.c_str(), 0, QX_SHAREDMEM_READ_ONLY, 0064); };
+    const auto unwritable = [&] { SharedMemory(name.c_str(), 0, ReadOnly, 0064); };
     EXPECT_EQ(failureOf(missing), result::NotFound);
     EXPECT_EQ(descriptionOf(missing), "Failed to open shared memory.");
     EXPECT_EQ(failureOf(unwritable), result::AccessDenied);
@@ -156,8 +152,8 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
         GTEST_SKIP() << "takes root to become another user";
     const std::string mine = uniqueName("mine");
     const std::string common = uniqueName("common");
-    const SharedMemory own(mine.c_str(), 1, QX_SHAREDMEM_CREATE, 0);
-    const SharedMemory readable(common.c_str(), 1, QX_SHAREDMEM_CREATE, 0004);
+    const SharedMemory own(mine.c_str(), 1, Create, 0);
+    const SharedMemory readable(common.c_str(), 1, Create, 0004);
     ChildProcess other(fork());
     if (other.pid() == 0) {
         CHECK_IN_CHILD(setgid(65534) == 0 && setuid(65534) == 0);
@@ -165,8 +161,7 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
         CHECK_IN_CHILD(openResult(common, 0, 0004, 0) == result::AccessDenied);
         QXHandle handle = 0;
         void* address = nullptr;
-        CHECK_IN_CHILD(QXSharedMemOpen(common.c_str(), QX_SHAREDMEM_READ_ONLY, 0004, 0, &handle) >=
-                       0);
+        CHECK_IN_CHILD(QXSharedMemOpen(common.c_str(), ReadOnly, 0004, 0, &handle) >= 0);
         CHECK_IN_CHILD(QXSharedMemAttach(handle, Read | Write, &address) == result::AccessDenied);
         CHECK_IN_CHILD(QXSharedMemAttach(handle, Read, &address) >= 0);
         rmdir("/dev/shm/qx-65534");
@@ -175,8 +170,6 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     EXPECT_EQ(other.join(), 0);
     EXPECT_EQ(filesNamed(common), 1);
 }
-
-namespace {
 
 /// Gives the process a memory file system of its own of 64 KiB; false when it may not have one.
 bool enterSmallMemory() {
@@ -188,7 +181,6 @@ bool enterSmallMemory() {
 const ChildEntry fullMemory("FullMemoryIsAnErrorOfTheOpening", [](const auto&) {
     if (!enterSmallMemory())
         return SkippedStatus;
-    constexpr uint32_t Create = QX_SHAREDMEM_CREATE;
     CHECK_IN_CHILD(openResult("huge", Create, 0, 1 << 20) == result::DiskFull);
     CHECK_IN_CHILD(openResult("huge", Create, 0, UINT32_MAX) == result::DiskFull);
     CHECK_IN_CHILD(filesNamed("huge") == 0);
@@ -237,12 +229,11 @@ const ChildEntry hostileReader("AReaderWhoLocksItsFileHoldsNobodyUp", [](const a
     alarm(60); // instead of hanging
     const std::string name = uniqueName("hostile");
     std::optional<SharedMemory> memory;
-    memory.emplace(name.c_str(), 100, QX_SHAREDMEM_CREATE, 0044);
+    memory.emplace(name.c_str(), 100, Create, 0044);
     const int file = lockFile("/dev/shm/qx-memory." + name, O_RDONLY, F_RDLCK);
     memory.reset();
-    memory.emplace(name.c_str(), 100, QX_SHAREDMEM_CREATE, 0044);
-    CHECK_IN_CHILD(openResult(name, QX_SHAREDMEM_CREATE | QX_SHAREDMEM_EXCLUSIVE, 0044, 1) ==
-                   result::FileExists);
+    memory.emplace(name.c_str(), 100, Create, 0044);
+    CHECK_IN_CHILD(openResult(name, Create | Exclusive, 0044, 1) == result::FileExists);
     close(file);
     memory.reset();
     CHECK_IN_CHILD(filesNamed(name) == 0);
@@ -254,7 +245,7 @@ const ChildEntry hostileReader("AReaderWhoLocksItsFileHoldsNobodyUp", [](const a
 const ChildEntry stoppedPeer("APeerStoppedInSetUpHoldsUpItsOwnObjectOnly", [](const auto&) {
     alarm(60);
     const std::string name = uniqueName("stopped");
-    CHECK_IN_CHILD(openResult(name + ".first", QX_SHAREDMEM_CREATE, 0, 1) >= 0); // the folder
+    CHECK_IN_CHILD(openResult(name + ".first", Create, 0, 1) >= 0); // the folder
     const std::string folder = "/dev/shm/qx-" + std::to_string(geteuid());
     for (const char* kind : {"lock.", "memory."})
         lockFile(folder + "/" + kind + name, O_RDWR | O_CREAT, F_WRLCK);
@@ -262,10 +253,9 @@ const ChildEntry stoppedPeer("APeerStoppedInSetUpHoldsUpItsOwnObjectOnly", [](co
         QXHandle handle;
         CHECK_IN_CHILD(QXMutexCreate(name.c_str(), QX_SYNC_SHARED, &handle) == result::Busy);
     });
-    std::thread memory(
-        [&] { CHECK_IN_CHILD(openResult(name, QX_SHAREDMEM_CREATE, 0, 1) == result::Busy); });
+    std::thread memory([&] { CHECK_IN_CHILD(openResult(name, Create, 0, 1) == result::Busy); });
     for (int i = 0; i < 20; ++i) {
-        const SharedMemory other((name + ".other").c_str(), 1, QX_SHAREDMEM_CREATE, 0);
+        const SharedMemory other((name + ".other").c_str(), 1, Create, 0);
         ChildProcess child(fork());
         if (child.pid() == 0)
             _exit(0);
@@ -283,8 +273,7 @@ int expectLackOf(const std::string& what) {
     const char* const lack = QXSharedObjectsLack();
     CHECK_IN_CHILD(lack != nullptr && std::strstr(lack, what.c_str()) != nullptr);
     for (const uint32_t permissions : {0u, 0044u})
-        CHECK_IN_CHILD(openResult("m", QX_SHAREDMEM_CREATE, permissions, 1) ==
-                       result::NotAvailable);
+        CHECK_IN_CHILD(openResult("m", Create, permissions, 1) == result::NotAvailable);
     const auto open = [] { ipc::Semaphore("s", 1); };
     CHECK_IN_CHILD(failureOf(open) == result::NotAvailable && descriptionOf(open) == lack);
     return 0;
@@ -325,8 +314,6 @@ struct User : Party {
     explicit User(const std::string& name) : Party(Way::BetweenProcesses, Guards, name) {}
 };
 
-} // namespace
-
 TEST(NamedSemaphore, InitialValueCountsForTheCreatorOnly) {
     const std::string name = uniqueName("sem");
     {
@@ -365,41 +352,30 @@ TEST(NamedSemaphore, DisappearsWithItsLastUserHoweverThatEnds) {
 }
 
 TEST(NamedSemaphore, NamesAreTakenLiterally) {
-    const std::string unique = uniqueName("name");
-    const std::string longName(5000, 'x');
-    const std::string names[] = {
-        unique + "/a/b",
-        unique + "/../..",
-        unique + "A",
-        unique + "%41", // what an escape of the A looks like
-        unique + "a",
-        unique + "\xC3\xA4 \n",
-        unique + longName + "1", // beyond every file name, differing at the end
-        unique + longName + "2",
-    };
-    std::vector<std::unique_ptr<Semaphore>> semaphores;
-    for (const std::string& name : names)
-        semaphores.push_back(std::make_unique<Semaphore>(
-            name.c_str(), static_cast<uint32_t>(semaphores.size() + 1)));
-    for (size_t i = 0; i < std::size(names); ++i) {
-        SCOPED_TRACE(names[i].substr(0, 60));
-        EXPECT_EQ(User(names[i])(QXSemaphorePost), result::Ok);
-        EXPECT_EQ(semaphores[i]->getValue(), static_cast<int32_t>(i + 2))
-            << "two names for one object or two objects of one name";
+    const std::string unique = uniqueName("name"), longName(5000, 'x');
+    std::map<std::string, Semaphore> semaphores;
+    for (const std::string& ending : std::initializer_list<std::string>{
+             "/a/b", "/../..", "A",
+             "%41", // what an escape of the A looks like
+             "a", "\xC3\xA4 \n",
+             longName + "1", // beyond every file name, differing at the end
+             longName + "2"})
+        semaphores.try_emplace(unique + ending, (unique + ending).c_str(), 1u);
+    for (auto& [name, semaphore] : semaphores) {
+        SCOPED_TRACE(name.substr(0, 60));
+        EXPECT_EQ(semaphore.getValue(), 1) << "an object of two names";
+        EXPECT_EQ(User(name)(QXSemaphorePost), result::Ok);
+        EXPECT_EQ(semaphore.getValue(), 2) << "two objects of one name";
     }
     semaphores.clear();
     EXPECT_EQ(filesNamed(unique), 0);
 }
-
-namespace {
 
 /// Creates and removes one semaphore as fast as it can, until it is killed.
 const ChildEntry churner("semaphore-churner", [](const auto& arguments) -> int {
     for (;;)
         CHECK_IN_CHILD(Semaphore(arguments[0].c_str(), 2).tryWait());
 });
-
-} // namespace
 
 TEST(NamedSemaphore, AKillDuringSetUpOrRemovalLeavesTheNameUsable) {
     const std::string name = uniqueName("churn");
@@ -450,20 +426,17 @@ TEST(SemaphoreR, ExcludesThreadsThroughOneObjectAndThroughSeveral) {
     SemaphoreR common(name.c_str(), 1, guard);
     EXPECT_EQ(guard->GetRefCount(), 2u);
     int counter = 0; // guarded by the semaphore
-    {
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([&, i] {
-                SemaphoreR own(name.c_str(), 1, nullptr);
-                for (int round = 0; round < 300; ++round) {
-                    std::unique_lock outer(i % 2 == 0 ? common : own), inner(*outer.mutex());
-                    const int seen = counter;
-                    std::this_thread::yield();
-                    counter = seen + 1;
-                }
-            });
+    inThreads(4, [&](int thread) {
+        SemaphoreR own(name.c_str(), 1, nullptr);
+        for (int round = 0; round < 300; ++round) {
+            std::unique_lock outer(thread % 2 == 0 ? common : own), inner(*outer.mutex());
+            const int seen = counter;
+            std::this_thread::yield();
+            counter = seen + 1;
         }
-    }
+    });
     EXPECT_EQ(counter, 4 * 300);
     EXPECT_EQ(common.getValue(), 1);
 }
+
+} // namespace
