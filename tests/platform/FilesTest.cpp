@@ -1,4 +1,3 @@
-#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -10,13 +9,12 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <termios.h>
-#include <thread>
-#include <unistd.h>
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/files.h>
 #include <qx/platform/replace.h>
 
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingCalls.h"
@@ -316,25 +314,25 @@ TEST(Console, ReadsKeysWithoutEchoAndGivesTheTerminalBackAlsoWhenASignalEndsTheP
             ::tcgetattr(terminal, &mode);
             return mode.c_lflag;
         };
-        const auto shownUntil = [user](const std::string& last) {
+        const auto expectShown = [user](const std::string& text) {
             std::string shown;
             pollfd ready{user, POLLIN, 0};
             char unit;
-            while (!shown.ends_with(last) && ::poll(&ready, 1, 10'000) == 1 &&
+            while (shown.size() < text.size() && ::poll(&ready, 1, 10'000) == 1 &&
                    ::read(user, &unit, 1) == 1)
                 shown += unit;
-            return shown;
+            EXPECT_EQ(shown, text);
         };
         const tcflag_t before = modes();
         EXPECT_NE(before & ECHO, 0u);
         ChildProcess child("printKeys", {name});
-        ASSERT_EQ(shownUntil("ready"), "ready");
+        expectShown("ready");
         EXPECT_NE(modes(), before);
         if (signal == 0) {
             // Control-C, control-Z, control-D and backspace are keys like any other; no line end
             // is needed.
             EXPECT_EQ(::write(user, "a\x03\x1A\x04\x7F\xFF", 6), 6);
-            EXPECT_EQ(shownUntil("<255>"), "<97><3><26><4><127><255>");
+            expectShown("<97><3><26><4><127><255>");
         } else {
             ::kill(child.pid(), signal);
         }
@@ -351,8 +349,7 @@ class Replace : public testing::Test {
 protected:
     int32_t replace(QXFileState* state = nullptr) { return replaceAt(file, state); }
     int32_t replaceAt(const std::string& path, QXFileState* state = nullptr) {
-        return QXFileReplace(path.c_str(), New.data(), static_cast<int64_t>(New.size()), 0666,
-                             state);
+        return QXFileReplace(path.c_str(), New.data(), std::ssize(New), 0666, state);
     }
 
     std::set<std::string> names() const {
@@ -394,8 +391,8 @@ TEST_F(Replace, OldOrNewIsWholeWhicheverStepFailsOrKillsAndTheNextWriterCleansUp
             if (child.pid() == 0) {
                 const FailingCalls failing(step, error);
                 QXFileState state;
-                ::_exit(replace(&state) == result::DiskFull && (state.size != 0) == isRenamed ? 0
-                                                                                              : 1);
+                const bool isFull = replace(&state) == result::DiskFull;
+                ::_exit(isFull && (state.size != 0) == isRenamed ? 0 : 1);
             }
             const bool dies = error == FailingCalls::Kill;
             EXPECT_EQ(child.join(), dies ? -SIGKILL : 0);
@@ -430,13 +427,10 @@ TEST_F(Replace, LeavesWhatIsNoLeftoverOfADeadWriterOfThisFile) {
 }
 
 TEST_F(Replace, WritersWithoutALockLeaveEachOtherAlone) {
-    std::vector<std::jthread> writers;
-    for (int i = 0; i < 4; ++i)
-        writers.emplace_back([&] {
-            for (int n = 0; n < 100; ++n)
-                EXPECT_EQ(replace(), result::Ok);
-        });
-    writers.clear();
+    inThreads(4, [this](int) {
+        for (int i = 0; i < 100; ++i)
+            EXPECT_EQ(replace(), result::Ok);
+    });
     EXPECT_EQ(names(), std::set<std::string>{"f.ini"});
 }
 

@@ -1,33 +1,24 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
-#include <string>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <qx/core/String.h>
-#include <qx/platform/result.h>
 #include <qx/platform/text.h>
 
 // The kernels are compared at both vector widths, whichever the library chooses here.
 #include "qx/platform/detail/CaseKernel.h"
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/TestLocale.h"
 
 using namespace qx;
+using namespace qx::platform;
+using namespace qxtest;
 using namespace std::string_literals;
-using qx::platform::CaseTarget;
-using qx::platform::compareIgnoringCase;
-using qx::platform::mapCase;
-using qx::platform::ReadAhead;
-using qxtest::TestLocale;
 
 namespace {
 
@@ -248,21 +239,20 @@ TEST(CaseMapping, MapsEveryUnitAsTheUnicodeDataSays) {
         upper[unit] = lower[unit] = static_cast<char16_t>(unit);
     const auto root = std::filesystem::path(QX_TEST_DATA_DIR).parent_path().parent_path();
     std::ifstream data(root / "tools/gen/data/simple-case-mapping.txt");
-    int rows = 0;
+    int mappings = 0;
     for (std::string line; std::getline(data, line);) {
-        std::istringstream fields(line);
-        std::string code, digits;
-        std::getline(fields, code, ';');
-        if (line[0] == '#')
-            continue;
+        char* end =
+            nullptr; // of a field: the unit, that in upper and that in lower case, or nothing
+        const auto unit = std::strtoul(line.c_str(), &end, 16);
         for (auto* map : {&upper, &lower}) {
-            if (std::getline(fields, digits, ';') && !digits.empty())
-                (*map)[std::stoul(code, nullptr, 16)] =
-                    static_cast<char16_t>(std::stoul(digits, nullptr, 16));
+            const char* const digits = *end == ';' ? end + 1 : end;
+            if (const auto mapped = std::strtoul(digits, &end, 16); mapped != 0) {
+                (*map)[unit] = static_cast<char16_t>(mapped);
+                ++mappings;
+            }
         }
-        ++rows;
     }
-    ASSERT_GT(rows, 2000);
+    ASSERT_GT(mappings, 2000);
     for (unsigned unit = 0; unit < 0x10000; ++unit) {
         ASSERT_EQ(QXToUpperW(static_cast<char16_t>(unit)), upper[unit]) << std::hex << unit;
         ASSERT_EQ(QXToLowerW(static_cast<char16_t>(unit)), lower[unit]) << std::hex << unit;
@@ -299,24 +289,22 @@ TEST(CaseMapping, MapsCountedTextOfEveryLengthAndAlignmentAsUnitByUnit) {
         for (size_t offset = 0; offset < 16; ++offset) {
             const auto whole =
                 sample(offset + length + 8, static_cast<unsigned>(length * 16 + offset));
-            const auto text = whole.substr(offset, length);
-            const auto expectMapped = [&](auto map, auto plain) {
-                std::u16string changed = whole;
+            const auto expectMapped = [&](auto plain, auto map) {
+                std::u16string changed = whole, expected = whole;
                 map(changed.data() + offset, length);
                 // What stands around the text is left alone.
-                ASSERT_EQ(changed,
-                          std::u16string(whole).replace(offset, length, mapped(text, plain)))
-                    << "length " << length << " offset " << offset;
+                expected.replace(offset, length, mapped(whole.substr(offset, length), plain));
+                ASSERT_EQ(changed, expected) << "length " << length << " offset " << offset;
             };
-            const auto length32 = static_cast<int32_t>(length);
-            expectMapped([=](auto* at, size_t) { QXTextToUpperW(at, length32); }, &QXToUpperW);
-            expectMapped([=](auto* at, size_t) { QXTextToLowerW(at, length32); }, &QXToLowerW);
-            expectMapped(
-                [](auto* at, size_t n) { mapCase<CaseTarget::Upper, 16>(at, n, &QXToUpperW); },
-                &QXToUpperW);
-            expectMapped(
-                [](auto* at, size_t n) { mapCase<CaseTarget::Lower, 32>(at, n, &QXToLowerW); },
-                &QXToLowerW);
+            const auto n = static_cast<int32_t>(length);
+            expectMapped(QXToUpperW, [n](auto* at, size_t) { QXTextToUpperW(at, n); });
+            expectMapped(QXToLowerW, [n](auto* at, size_t) { QXTextToLowerW(at, n); });
+            expectMapped(QXToUpperW, [](auto* at, size_t size) {
+                mapCase<CaseTarget::Upper, 16>(at, size, &QXToUpperW);
+            });
+            expectMapped(QXToLowerW, [](auto* at, size_t size) {
+                mapCase<CaseTarget::Lower, 32>(at, size, &QXToLowerW);
+            });
         }
     }
 }
