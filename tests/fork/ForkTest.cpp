@@ -20,23 +20,6 @@ namespace {
 
 using namespace qxtest;
 
-/// Status of a forked child that runs @p body; a hanging one ends by SIGALRM.
-template <class Body>
-int statusOfChild(Body body) {
-    ChildProcess child(fork());
-    if (child.pid() == 0) {
-        alarm(60);
-        try {
-            body();
-        } catch (const std::exception& exception) {
-            dprintf(STDERR_FILENO, "in the child: %s\n", exception.what()); // streams have locks
-            _exit(1);
-        }
-        _exit(0);
-    }
-    return child.join();
-}
-
 /// The address sanitizer of this compiler leaves the locks of its memory held in a child, so that a
 /// program of malloc, free and fork alone hangs. The thread sanitizer takes the threads of a child
 /// for those of its parent.
@@ -49,6 +32,22 @@ constexpr bool ChildHasMemory = true, ChildHasThreads = true;
 #endif
 
 constexpr int Forks = Sanitized ? 8 : 25;
+
+/// What a forked child does; a hanging one ends by SIGALRM.
+[[noreturn]] void runChild(std::span<const Use> uses, Inherited& shared, uint32_t parent) {
+    alarm(60);
+    try {
+        require(QXThreadCurrentId() != parent, "the number of its parent");
+        for (const Use& use : uses) {
+            if (ChildHasThreads || !use.startsThreads)
+                use.inChild(shared);
+        }
+    } catch (const std::exception& exception) {
+        dprintf(STDERR_FILENO, "in the child: %s\n", exception.what()); // streams have locks
+        _exit(1);
+    }
+    _exit(0);
+}
 
 /// Runs with all uses, then with each alone.
 class Fork : public testing::TestWithParam<std::span<const Use>> {
@@ -76,14 +75,10 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
         });
     }
     for (int i = 0; i < Forks && !HasFailure(); ++i) {
-        EXPECT_EQ(statusOfChild([&] {
-                      require(QXThreadCurrentId() != parent, "the number of its parent");
-                      for (const Use& use : uses) {
-                          if (ChildHasThreads || !use.startsThreads)
-                              use.inChild(shared);
-                      }
-                  }),
-                  0);
+        ChildProcess child(fork());
+        if (child.pid() == 0)
+            runChild(uses, shared, parent);
+        EXPECT_EQ(child.join(), 0);
     }
     stop = true;
 }
