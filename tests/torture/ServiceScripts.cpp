@@ -112,7 +112,7 @@ void addServiceScripts(Scripts& scripts) {
         net::FilePath(u"/tmp/file").getUNCPath();
         net::FilePath(u"\\\\server\\share\\a\\b").getPath();
     });
-    scripts.add("ini.written, read and walked", [] {
+    scripts.add("ini.written, read and walked, in turns with others too", [] {
         util::IniFile ini(u"torture.ini");
         ini.AddKey(u"Server", u"port", u"8080", true);
         ini.AddKey(u"Server\\Limits", u"connections", u"a value that is a little longer", true);
@@ -127,11 +127,9 @@ void addServiceScripts(Scripts& scripts) {
         ini.DeleteKey(u"Client", u"name");
         ini.DeleteSet(u"Client");
         mustFail([] { util::IniFile missing(u"no/such/folder/file.ini", nullptr, 1); });
-    });
-    scripts.add("ini.in turns with others", [] {
-        util::IniFile ini(u"turns.ini", "torture ini");
-        ini.AddKey(u"Set", u"key", u"value", true);
-        const util::IniFile copy(ini);
+        util::IniFile first(u"turns.ini", "torture ini");
+        first.AddKey(u"Set", u"key", u"value", true);
+        const util::IniFile copy(first);
         util::IniFile again(u"turns.ini", "torture ini");
         again.view();
     });
@@ -156,7 +154,7 @@ void addServiceScripts(Scripts& scripts) {
         mustFail([&] { values.getSubkey(u"missing").getValueString(u"x"); });
         values.getParent().remove();
     });
-    scripts.add("properties.with a parent and across the boundary", [] {
+    scripts.add("properties.of every kind", [] {
         const auto parent = makeReference<util::PropertySet>();
         parent->set(u"port", u"80");
         const auto properties = makeReference<util::PropertySet>(parent);
@@ -167,8 +165,6 @@ void addServiceScripts(Scripts& scripts) {
         other.get(u"host");
         other.set(u"another", u"value");
         properties->remove(u"host");
-    });
-    scripts.add("properties.of an INI file and the registry", [] {
         util::IniFile ini(u"properties.ini");
         ini.AddKey(u"Set", u"key", u"value", true);
         auto values = key();
@@ -191,7 +187,7 @@ void addServiceScripts(Scripts& scripts) {
         copy.parseArguments(6, arguments);
         copy.getParameter(0);
     });
-    scripts.add("log.XML, fanned out and in line", [] {
+    scripts.add("log.XML, fanned out, in line and of a bundle", [] {
         const auto fan = log::MultiProcessor::create();
         const auto text = makeReference<io::StringWriter>();
         const auto plain = log::BasicLogWriter::create(text);
@@ -203,24 +199,6 @@ void addServiceScripts(Scripts& scripts) {
         logger->setProcessor(plain);
         log::SyncLogger(logger).log(1, u"in line");
         log::TimeStamp().toString();
-    });
-    scripts.add("log.queued without a worker", [] {
-        const auto text = makeReference<io::StringWriter>();
-        logTo(log::AsyncProcessor::create(log::BasicLogWriter::create(text), 0));
-        log::AsyncOptions options;
-        options.capacity = 1;
-        options.overflow = log::AsyncOptions::Overflow::DropOldest;
-        logTo(log::AsyncProcessor::create(log::BasicLogWriter::create(text), 0, options));
-    });
-    scripts.add("log.through a component", [] {
-        const auto component = makeReference<EntryKeeper>();
-        logTo(log::pcom::PcomProcessor::create(component));
-        require(component->entry != nullptr, "an entry is lost");
-    });
-    scripts.add("log.texts of a bundle", [] {
-        const auto text = makeReference<io::StringWriter>();
-        const auto logger = log::Logger::create(u"torture");
-        logger->setProcessor(log::BasicLogWriter::create(text));
         log::StringBundleLogger out(messages(u"de"), logger);
         collections::List<Object> arguments(makeReference<collections::pcom::ArrayList>());
         arguments.add(makeReference<String>(u"a file"));
@@ -228,22 +206,31 @@ void addServiceScripts(Scripts& scripts) {
         out.log(1, u"file.open", arguments);
         out.log(1, u"prompt");
     });
-    scripts.add("locale.taken apart", [] {
+    scripts.add("log.queued without a worker, and through a component", [] {
+        const auto text = makeReference<io::StringWriter>();
+        logTo(log::AsyncProcessor::create(log::BasicLogWriter::create(text), 0));
+        log::AsyncOptions options;
+        options.capacity = 1;
+        options.overflow = log::AsyncOptions::Overflow::DropOldest;
+        logTo(log::AsyncProcessor::create(log::BasicLogWriter::create(text), 0, options));
+        const auto component = makeReference<EntryKeeper>();
+        logTo(log::pcom::PcomProcessor::create(component));
+        require(component->entry != nullptr, "an entry is lost");
+    });
+    scripts.add("locale and uri.taken apart", [] {
         const i18n::Locale locale(u"de_CH.UTF-8@euro");
         locale.toString();
         const Reference<Object> copy(locale.clone());
         copy->equals(locale);
         i18n::Locale::getDefault();
-    });
-    scripts.add("uri.read and printed", [] {
         net::URI uri(u"svc://anna:pw@example.org:8080/a%20b/c?x=1&y=two%26three");
         uri.getUser(true);
         uri.getPath(true);
         uri.getQueryValue(u"y", true);
         uri.setQueryPair(u"name with blanks", u"v & w", true);
         uri.removeQueryPair(u"x");
-        const net::URI copy(uri);
-        copy.toString();
+        const net::URI same(uri);
+        same.toString();
         net::URI opaque(u"urn:something:opaque");
         opaque.getSchemeSpecificPart(false);
         opaque.setPath(u"a path/with \u00E4", true);
@@ -274,7 +261,7 @@ void addServiceScripts(Scripts& scripts) {
         mustFail([] { net::TcpSocket nobody(String(u"127.0.0.1"), 9); });
         mustFail([] { net::Transport::get(u"Torture.No.Transport"); });
     });
-    scripts.add("sync.locks and signals", [] {
+    scripts.add("sync.locks, signals and shared memory", [] {
         sync::Mutex mutex("a lock of the torture program");
         sync::Mutex common("torture mutex", QX_SYNC_SHARED);
         sync::ReaderWriterLock lock;
@@ -286,13 +273,11 @@ void addServiceScripts(Scripts& scripts) {
         sync::Event().signal();
         sync::Gate().open();
         sync::Semaphore(1).wait();
-    });
-    scripts.add("ipc.semaphores and shared memory", [] {
         ipc::Semaphore two("torture semaphore", 2);
         const auto guard = makeReference<sync::Mutex>();
         ipc::SemaphoreR turn("torture turn", 1, guard);
         two.wait();
-        const std::scoped_lock held(turn);
+        const std::scoped_lock taken(turn);
         const std::scoped_lock again(turn);
         two.signal();
         const ipc::SharedMemory block("torture block", 10000, QX_SHAREDMEM_CREATE, 0);
