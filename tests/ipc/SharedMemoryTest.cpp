@@ -355,9 +355,8 @@ TEST(NamedSemaphore, NamesAreTakenLiterally) {
     const std::string unique = uniqueName("name"), longName(5000, 'x');
     std::map<std::string, Semaphore> semaphores;
     for (const std::string& ending : std::initializer_list<std::string>{
-             "/a/b", "/../..", "A",
-             "%41", // what an escape of the A looks like
-             "a", "\xC3\xA4 \n",
+             "/a/b", "/../..", "A", "a", "\xC3\xA4 \n",
+             "%C3%A4%20%0A", // what an escape of that looks like
              longName + "1", // beyond every file name, differing at the end
              longName + "2"})
         semaphores.try_emplace(unique + ending, (unique + ending).c_str(), 1u);
