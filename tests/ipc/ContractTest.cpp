@@ -157,6 +157,11 @@ const Script Scripts[] = {
      true},
 };
 
+/// What a killed holder had comes back though its forked child lives.
+Script comesBackFrom(const ObjectKind& kind, const char* promise) {
+    return {promise, kind, {b(kind.hold), b(Forks), b(Dies), a(kind.hold)}};
+}
+
 const Script AmongProcesses[] = {
     {"DestructionByTheHolderLetsOthersIn",
      Mutexes,
@@ -167,16 +172,9 @@ const Script AmongProcesses[] = {
      {b(QXRWLockAcquireRead), c(QXRWLockAcquireWrite, Blocks), a(QXRWLockTryAcquireRead, Busy),
       c(Dies), a(QXRWLockAcquireRead), a(QXRWLockReleaseRead), b(Dies), a(QXRWLockAcquireWrite),
       a(QXRWLockReleaseWrite)}},
-    // What a killed holder had comes back though its forked child lives.
-    {"AForkedChildDoesNotKeepAMutex",
-     Mutexes,
-     {b(QXMutexAcquire), b(Forks), b(Dies), a(QXMutexAcquire)}},
-    {"AForkedChildDoesNotKeepAReaderWriterLock",
-     RWLocks,
-     {b(QXRWLockAcquireWrite), b(Forks), b(Dies), a(QXRWLockAcquireWrite)}},
-    {"AForkedChildDoesNotKeepAUnit",
-     Guards,
-     {b(QXSemaphoreWait), b(Forks), b(Dies), a(QXSemaphoreWait)}},
+    comesBackFrom(Mutexes, "AForkedChildDoesNotKeepAMutex"),
+    comesBackFrom(RWLocks, "AForkedChildDoesNotKeepAReaderWriterLock"),
+    comesBackFrom(Guards, "AForkedChildDoesNotKeepAUnit"),
     // The kernel has woken it for good: nobody else gets the signal that it dies with.
     {"ADeadWaiterTakesNoSignalOfACondition",
      Conditions,
