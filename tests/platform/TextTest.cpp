@@ -311,12 +311,9 @@ TEST(CaseMapping, MapsCountedTextOfEveryLengthAndAlignmentAsUnitByUnit) {
 
 int compareUnitByUnit(const char16_t* left, const char16_t* right, size_t count) {
     for (size_t i = 0; i < count; ++i) {
-        const char16_t l = QXToLowerW(left[i]);
-        const char16_t r = QXToLowerW(right[i]);
-        if (l != r)
-            return l < r ? -1 : 1;
-        if (l == 0)
-            return 0;
+        const int l = QXToLowerW(left[i]), r = QXToLowerW(right[i]);
+        if (l != r || l == 0)
+            return (l > r) - (l < r);
     }
     return 0;
 }
