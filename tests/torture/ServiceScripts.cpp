@@ -283,15 +283,13 @@ void addServiceScripts(Scripts& scripts) {
         const ipc::SharedMemory block("torture block", 10000, QX_SHAREDMEM_CREATE, 0);
         *static_cast<char*>(block.get()) = 1;
     });
-    scripts.add("exec.thread and library", [] {
+    scripts.add("exec.thread, library and process", [] {
         exec::Thread thread(exec::makeRunnable([] {}), u"a thread with a long name");
         thread.start();
         thread.join();
         const Reference<exec::Thread> copy(thread.clone());
         exec::SharedLibrary(u"libm.so.6").getSymbol(u"cos");
         mustFail([] { const exec::SharedLibrary library(u"/no/such/library.so"); });
-    });
-    scripts.add("exec.process", [] {
         exec::Process process(nullptr, u"cat -u", nullptr, nullptr, 0);
         const auto input = process.getOutputStream();
         input->write("through a child", 15);
@@ -303,15 +301,13 @@ void addServiceScripts(Scripts& scripts) {
         process.join();
         mustFail([] { exec::Process none(u"/no/such/program", nullptr, u"/", nullptr, 0); });
     });
-    scripts.add("bundle.message file", [] {
+    scripts.add("bundle.of a file, with a parent, of a component", [] {
         useBundle(*messages(u"de_CH"));
         const i18n::MessageFile file("key = 1\nkey = 2\nno sign\nx = \\q\n\xFF = 3\n");
         require(file.mistakes().size() == 4, "other mistakes");
         mustFail([&] { file.createBundle(); });
         writeMessages();
         i18n::MessageFile::read(u"text.messages");
-    });
-    scripts.add("bundle.with a parent, and of a component", [] {
         const auto compiled = i18n::createBundle(s_deCh);
         require(compiled->getString(u"yes").equals(u"jo"), "another text");
         useBundle(*compiled);

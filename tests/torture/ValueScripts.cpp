@@ -26,15 +26,6 @@ void fillBuffer() {
     buffer.freeExtra();
 }
 
-void throughEncoding(const char16_t* encoding) {
-    const String text(u"naïve text with a few units: äöü 12345");
-    const signed char* const bytes = text.getBytes(encoding);
-    util::RWByteBuffer buffer;
-    text.getBytes(&buffer, encoding);
-    String back(bytes, buffer.getLength(), encoding);
-    back.append(u" and on").getBytes(encoding);
-}
-
 constexpr int Count = 150; // elements: a failure for each allocation of each
 
 Reference<String> text(int number) {
@@ -173,10 +164,16 @@ void addValueScripts(Scripts& scripts) {
             tokens.nextToken();
     });
     scripts.add("text.encodings", [] {
-        for (const char16_t* const encoding :
-             {u"UTF-8", u"UTF-16BE", u"UTF-32LE", u"Cp1252", u"Cp437", u"AMP-7"})
-            throughEncoding(encoding);
-        throughEncoding(nullptr); // the default
+        const std::initializer_list<const char16_t*> encodings = {
+            u"UTF-8", u"UTF-16BE", u"UTF-32LE", u"Cp1252", u"Cp437", u"AMP-7", nullptr};
+        for (const char16_t* const encoding : encodings) {
+            const String text(u"naïve text with a few units: äöü 12345");
+            const signed char* const bytes = text.getBytes(encoding);
+            util::RWByteBuffer buffer;
+            text.getBytes(&buffer, encoding);
+            String back(bytes, buffer.getLength(), encoding);
+            back.append(u" and on").getBytes(encoding);
+        }
         mustFail([] { String(u"x").getBytes(u"no such encoding"); });
         using text::charset::CharToByteConverter;
         const auto encoder =
@@ -303,7 +300,7 @@ void addValueScripts(Scripts& scripts) {
         filled.flip();
         filled.writeTo(makeReference<ByteArrayOutputStream>());
     });
-    scripts.add("data stream", [] {
+    scripts.add("streams of values, bits, letters and digits", [] {
         thereAndBack<DataOutputStream, DataInputStream>(
             [](auto& out) {
                 const int32_t values[] = {1, 2, 3, 4, 5, 6, 7};
@@ -318,8 +315,6 @@ void addValueScripts(Scripts& scripts) {
                 in.readValues(values, 7);
             });
         mustFail([] { DataInputStream(sourceOf("abc")).readInt64(); });
-    });
-    scripts.add("bits, letters and digits", [] {
         thereAndBack<BitOutputStream, BitInputStream>(
             [](auto& out) {
                 for (int bits = 1; bits <= 32; ++bits)
