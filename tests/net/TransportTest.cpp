@@ -1,17 +1,6 @@
 #include <functional>
-#include <new>
 
-#include <qx/io/ByteArrayInputStream.h>
-#include <qx/io/ByteArrayOutputStream.h>
-#include <qx/io/Channels.h>
-#include <qx/net/LegacyConnector.h>
-#include <qx/net/pcom/AbstractAcceptor.h>
-#include <qx/net/pcom/AbstractConnector.h>
-#include <qx/net/pcom/AbstractTransport.h>
-#include <qx/net/pcom/PcomAcceptor.h>
-#include <qx/net/pcom/PcomConnector.h>
-#include <qx/net/pcom/PcomTransport.h>
-#include <qx/util/config/PropertySet.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 
@@ -22,12 +11,12 @@ using util::PropertySet;
 
 namespace {
 
-/// What the fakes make or throw; counts those that live.
+/// How many fakes live, how they fail, and what they make.
 struct Fakes {
     static inline int alive = 0;
-    static inline std::function<Reference<io::IChannel>()> channel;
-    static inline std::function<Reference<IAcceptor>()> acceptor;
-    static inline std::function<Reference<IConnector>()> connector;
+    static inline std::function<void()> fail;
+    static inline Reference<io::IChannel> channel;
+    static inline Reference<IAcceptor> acceptor;
 };
 
 template <class Base>
@@ -39,21 +28,23 @@ public:
 
 class Acceptor : public Counted<net::pcom::AbstractAcceptor> {
 public:
-    Reference<io::IChannel> accept() override { return Fakes::channel(); }
+    Reference<io::IChannel> accept() override { return Fakes::fail(), Fakes::channel; }
 };
 
 class Connector : public Counted<net::pcom::AbstractConnector> {
 public:
-    Reference<io::IChannel> connect() override { return Fakes::channel(); }
+    Reference<io::IChannel> connect() override { return Fakes::fail(), Fakes::channel; }
 };
 
 class EchoTransport : public Counted<net::pcom::AbstractTransport> {
 public:
     Reference<IConnector> createConnector(const PropertySet& properties) override {
-        return properties.hasProperty(u"host"_qs) ? Fakes::connector() : nullptr;
+        Fakes::fail();
+        return properties.hasProperty(u"host"_qs) ? makeReference<Connector>() : nullptr;
     }
     Reference<IAcceptor> createAcceptor(const PropertySet& properties) override {
-        return properties.hasProperty(u"host"_qs) ? Fakes::acceptor() : nullptr;
+        Fakes::fail();
+        return properties.hasProperty(u"host"_qs) ? Fakes::acceptor : nullptr;
     }
 };
 
@@ -62,18 +53,14 @@ class Transports : public testing::Test {
 protected:
     Transports() {
         m_properties.set(u"host"_qs, u"here"_qs);
-        Fakes::acceptor = [] { return makeReference<Acceptor>(); };
-        Fakes::connector = [] { return makeReference<Connector>(); };
-        Fakes::channel = [] {
-            const signed char bytes[] = {1, 2, 3};
-            return io::Channels::adaptStreams(new io::ByteArrayInputStream(bytes, 3),
-                                              new io::ByteArrayOutputStream());
-        };
+        Fakes::fail = [] {};
+        Fakes::acceptor = makeReference<Acceptor>();
+        Fakes::channel = io::Channels::adaptStreams(new io::ByteArrayInputStream(nullptr, 0),
+                                                    new io::ByteArrayOutputStream());
     }
     ~Transports() override {
-        Fakes::acceptor = nullptr;
-        Fakes::connector = nullptr;
-        Fakes::channel = nullptr;
+        Fakes::acceptor.reset();
+        Fakes::channel.reset();
         EXPECT_EQ(Fakes::alive, 0);
     }
 
@@ -97,14 +84,11 @@ TEST_F(Transports, SurfaceEveryFailureInBothDirections) {
         const auto transport = throughTheBoundary();
         const auto acceptor = transport->createAcceptor(m_properties);
         const auto connector = transport->createConnector(m_properties);
-        Fakes::channel = [&, &fail = fail] { return fail(), nullptr; };
-        Fakes::acceptor = [&, &fail = fail] { return fail(), nullptr; };
-        Fakes::connector = [&, &fail = fail] { return fail(), nullptr; };
+        Fakes::fail = fail;
         expectEach(code, {[&] { acceptor->accept(); }, [&] { connector->connect(); },
                           [&] { transport->createAcceptor(m_properties); },
                           [&] { transport->createConnector(m_properties); }});
-        Fakes::acceptor = [] { return makeReference<Acceptor>(); };
-        Fakes::connector = [] { return makeReference<Connector>(); };
+        Fakes::fail = [] {};
     }
 }
 
@@ -112,18 +96,13 @@ TEST_F(Transports, AskWhatIsMadeForTheInterface) {
     const auto transport = throughTheBoundary();
     const auto acceptor = transport->createAcceptor(m_properties);
     // What is seen through a bridge is no component any more.
-    const auto inner = Fakes::channel;
-    Fakes::channel = [&] {
-        Reference<io::pcom::IQXChannel> component;
-        inner()->QueryInterface(io::pcom::IQXChannel::Iid, component.putVoid());
-        return io::Channels::adaptPcomChannel(component);
-    };
+    Reference<io::pcom::IQXChannel> channel;
+    Fakes::channel->QueryInterface(io::pcom::IQXChannel::Iid, channel.putVoid());
+    Fakes::channel = io::Channels::adaptPcomChannel(channel);
     expectEach(result::NoInterface, {[&] { acceptor->accept(); }});
-    Fakes::acceptor = [] {
-        return makeReference<net::pcom::PcomAcceptor>(makeReference<Acceptor>().get());
-    };
+    Fakes::acceptor = makeReference<net::pcom::PcomAcceptor>(makeReference<Acceptor>().get());
     expectEach(result::NoInterface, {[&] { transport->createAcceptor(m_properties); }});
-    Fakes::channel = [] { return nullptr; };
+    Fakes::channel.reset();
     expectEach(result::Fail, {[&] { acceptor->accept(); }});
 
     void* out = &out;
