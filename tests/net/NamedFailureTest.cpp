@@ -2,23 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <qx/collections/pcom/ArrayList.h>
-#include <qx/exec/Process.h>
-#include <qx/exec/SharedLibrary.h>
-#include <qx/i18n/MessageFile.h>
-#include <qx/io/FileInputStream.h>
-#include <qx/io/FileOutputStream.h>
-#include <qx/ipc/SharedMemory.h>
-#include <qx/math/BigInteger.h>
-#include <qx/net/TcpSocket.h>
-#include <qx/net/uri/URI.h>
-#include <qx/sync/Mutex.h>
-#include <qx/util/FilePath.h>
-#include <qx/util/Guid.h>
-#include <qx/util/config/PropertySet.h>
-#include <qx/util/config/RegistryKey.h>
+#include <qx/qx.h>
 
-#include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"
 
 using namespace qx;
@@ -79,11 +64,4 @@ TEST(NamedFailure, SaysWhatItWasAbout) {
             EXPECT_STREQ(failure.what(), expected);
         }
     }
-}
-
-TEST(NamedFailure, LeavesDescribedTextsAsTheyAre) {
-    qxtest::expectEach("", {[] { static_cast<void>(net::URI().getHost(true)); },
-                            [] { static_cast<void>(util::PropertySet().get(u"x"_qs)); }});
-    qxtest::expectEach("Failed to open shared library.", {[] { exec::SharedLibrary(u"/no.so"); }});
-    qxtest::expectEach("Unknown host: ", {[] { net::TcpSocket(u""_qs, 80); }});
 }
