@@ -4,8 +4,7 @@
 
 #include <sys/wait.h>
 
-#include <qx/core/Exception.h>
-#include <qx/io/InputStream.h>
+#include <qx/qx.h>
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/Sanitized.h"
@@ -24,15 +23,6 @@ int32_t expectThrows(std::u16string_view description, Body body) {
         return exception.getResult();
     }
     return 0;
-}
-
-/// Everything up to the end.
-inline std::string readAll(qx::io::InputStream& in) {
-    std::string all;
-    char block[4096];
-    for (int32_t count; (count = in.read(block, sizeof block)) > 0;)
-        all.append(block, static_cast<size_t>(count));
-    return all;
 }
 
 /// True when this process has a child, running or not waited for.

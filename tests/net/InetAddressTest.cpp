@@ -1,13 +1,5 @@
 #include <functional>
-#include <sstream>
-#include <type_traits>
 #include <unordered_set>
-
-#include <qx/net/Inet4Address.h>
-#include <qx/net/Inet6Address.h>
-#include <qx/net/InetSocketAddress.h>
-#include <qx/net/netaddress.h>
-#include <qx/net/socketerror.h>
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/net/Loopback.h"
@@ -32,10 +24,12 @@ qx_sockaddr_union storageOf(const InetAddress& address) {
     return storage;
 }
 
-std::string diagnostics(const InetSocketAddress& address) {
+/// What the stream operator prints, and the function appends.
+std::string printed(const InetSocketAddress& address) {
     String text(u"<");
     address.getDiagnosticStr(text);
-    return text.getDataT<char>();
+    EXPECT_EQ(text.toUtf8(), "<" + testing::PrintToString(address));
+    return testing::PrintToString(address);
 }
 
 TEST(InetAddress, KnowsWhatItStandsForAndGivesItsBytesWhereThereIsRoom) {
@@ -132,22 +126,22 @@ TEST(InetAddress, RefusesOtherFamilies) {
 TEST(InetSocketAddress, PrintsAddressAndPort) {
     ENUM_QX_E_SOCKET error = 1;
     const qx_sockaddr_union source = ipv4(1, 2, 3, 4, 80), six = ipv6(Ipv6Loopback, 65535);
-    EXPECT_EQ(diagnostics(InetSocketAddress(&six, &error)), "<[::1]:65535");
+    EXPECT_EQ(printed(InetSocketAddress(&six, &error)), "[::1]:65535");
     EXPECT_EQ(error, 0);
     InetSocketAddress address(&source, &error);
-    EXPECT_EQ(diagnostics(address), "<1.2.3.4:80");
+    EXPECT_EQ(printed(address), "1.2.3.4:80");
     EXPECT_EQ(address.setPortHostOrder(443), 0); // which leaves the socket address
     uint16_t port = 0;
     EXPECT_EQ(address.getPortHostOrder(&port), 0);
     EXPECT_EQ(port, 443);
     EXPECT_EQ(address.getPortHostOrder(nullptr), QX_E_SOCKET_EINVAL);
-    EXPECT_EQ(diagnostics(address), "<1.2.3.4:443");
+    EXPECT_EQ(printed(address), "1.2.3.4:443");
     EXPECT_EQ(storageOf(*address.getAddress()).ipv4.port, source.ipv4.port);
 
     InetSocketAddress nothing(nullptr, &error);
     EXPECT_EQ(error, QX_E_SOCKET_EINVAL);
     EXPECT_EQ(nothing.setPortHostOrder(8080), 0);
-    EXPECT_EQ(diagnostics(nothing), "<0address missing:8080");
+    EXPECT_EQ(printed(nothing), "0address missing:8080");
     uint16_t family = 0;
     String text;
     expectEach(QX_E_SOCKET_EFAULT, {nothing.getFamily(&family), nothing.getAddressStr(text)});
@@ -162,7 +156,7 @@ TEST(InetSocketAddress, TakesAResultOfTheResolver) {
     ENUM_QX_E_SOCKET error = 1;
     const InetSocketAddress address(&info, 80, &error);
     EXPECT_EQ(error, 0);
-    EXPECT_EQ(diagnostics(address), "<[102::]:80");
+    EXPECT_EQ(printed(address), "[102::]:80");
     EXPECT_EQ(address.getCanonicalName(), u"host.example");
     EXPECT_EQ(storageOf(*address.getAddress()).ipv6.port, networkOrder(80)) << "written into it";
     info.ai_addrlen = 27; // cut off
@@ -218,9 +212,7 @@ TEST(InetSocketAddress, ComparesByAddressAndPort) {
     EXPECT_NE(std::hash<InetSocketAddress>()(address), std::hash<InetSocketAddress>()(same));
     EXPECT_LT(none, address);
     EXPECT_EQ(none, none);
-    std::ostringstream out;
-    out << same << ' ' << *same.getAddress() << ' ' << none;
-    EXPECT_EQ(out.str(), "10.0.0.1:80 10.0.0.1 0address missing:0");
+    EXPECT_EQ(testing::PrintToString(*same.getAddress()), "10.0.0.1");
 }
 
 /// The texts of all addresses with their ports, or the number of the failure.
@@ -339,21 +331,18 @@ struct Arguments {
 /// argument on) is set in @p Optional.
 template <unsigned Optional = 0, class... Parameters>
 void expectNullsRefused(ENUM_QX_E_SOCKET (*function)(Parameters...), Arguments& arguments) {
-    size_t next = 0, null = 0;
-    const auto argument = [&]<class Parameter>() {
-        if constexpr (std::is_pointer_v<Parameter>)
-            return next++ == null ? Parameter{} : arguments.get<Parameter>();
-        else
-            return ++next, arguments.get<Parameter>();
-    };
-    const bool isPointer[] = {std::is_pointer_v<Parameters>...};
-    for (; null < sizeof...(Parameters); ++null) {
-        next = 0;
-        const std::tuple<Parameters...> call{argument.template operator()<Parameters>()...};
-        if (isPointer[null] && !(Optional >> null & 1)) {
-            EXPECT_EQ(std::apply(function, call), QX_E_SOCKET_EINVAL) << "argument " << null;
+    const auto withNull = [&]<size_t Index>(std::integral_constant<size_t, Index>) {
+        std::tuple<Parameters...> call{arguments.get<Parameters>()...};
+        if constexpr (std::is_pointer_v<std::tuple_element_t<Index, decltype(call)>> &&
+                      !(Optional >> Index & 1)) {
+            std::get<Index>(call) = nullptr;
+            EXPECT_EQ(std::apply(function, call), QX_E_SOCKET_EINVAL) << "argument " << Index;
         }
+    };
+    [&]<size_t... Index>(std::index_sequence<Index...>) {
+        (withNull(std::integral_constant<size_t, Index>()), ...);
     }
+    (std::index_sequence_for<Parameters...>());
 }
 
 TEST(NetInterface, RefusesEveryNullPointer) {

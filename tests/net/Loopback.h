@@ -1,25 +1,19 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
-#include <cstring>
 #include <memory>
-#include <string>
-#include <string_view>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <qx/net/TcpClientSocket2.h>
-#include <qx/net/TcpServerSocket2.h>
-#include <qx/net/nettcp.h>
-#include <qx/net/nettcpserver.h>
-#include <qx/platform/net.h>
+#include <qx/qx.h>
 
 /// Sockets over the loopback address. They are made and used by the functions of the C interface,
 /// which call the members of the classes: one test holds for both.
 namespace qxtest {
+
+using qx::net::TcpClientSocket2, qx::net::TcpServerSocket2, qx::net::TcpWorkerSocket2;
 
 constexpr uint16_t networkOrder(uint16_t port) {
     return static_cast<uint16_t>(port << 8 | port >> 8);
@@ -44,19 +38,18 @@ inline qx_sockaddr_union ipv6(const std::array<uint8_t, 16>& bytes, uint16_t por
 inline constexpr std::array<uint8_t, 16> Ipv6Loopback{0, 0, 0, 0, 0, 0, 0, 0,
                                                       0, 0, 0, 0, 0, 0, 0, 1};
 
-inline std::unique_ptr<qx::net::TcpServerSocket2> makeServer() {
-    qx::net::TcpServerSocket2* made = nullptr;
+inline std::unique_ptr<TcpServerSocket2> makeServer() {
+    TcpServerSocket2* made = nullptr;
     EXPECT_EQ(QxNetTcpServerSocketStaticCreate(QX_AF_INET, QX_SOCK_STREAM, QX_IPPROTO_TCP, &made),
               0);
-    return std::unique_ptr<qx::net::TcpServerSocket2>(made);
+    return std::unique_ptr<TcpServerSocket2>(made);
 }
 
 /// A server on a port that the system picks, or on the one that is given. Without a given one each
 /// family has a port of its own.
 struct LoopbackServer {
-    std::unique_ptr<qx::net::TcpServerSocket2> server = makeServer();
+    std::unique_ptr<TcpServerSocket2> server = makeServer();
     ENUM_QX_E_SOCKET bound;
-    uint32_t addresses = 0;                         // how many are bound
     qx_sockaddr_union address = ipv4(127, 0, 0, 1); // where it is to be reached
 
     explicit LoopbackServer(uint16_t port = 0) {
@@ -67,13 +60,13 @@ struct LoopbackServer {
         EXPECT_EQ(QxNetTcpServerSocketListen(server.get(), 0), 0);
         EXPECT_EQ(QxNetTcpServerSocketSaveBoundAddresses(server.get()), 0);
         qx_sockaddr_union place{};
-        size_t length = sizeof place;
-        while (QxNetTcpServerSocketGetBoundAddress(
-                   server.get(), addresses, reinterpret_cast<signed char*>(&place), &length) == 0) {
+        auto* const bytes = reinterpret_cast<signed char*>(&place);
+        size_t length = 0;
+        for (uint32_t i = 0; QxNetTcpServerSocketGetBoundAddress(server.get(), i, bytes,
+                                                                 &(length = sizeof place)) == 0;
+             ++i) {
             if (place.family == QX_AF_INET)
                 address.ipv4.port = place.ipv4.port;
-            ++addresses;
-            length = sizeof place;
         }
     }
     /// One that serves both families on the same port.
@@ -81,26 +74,26 @@ struct LoopbackServer {
         for (;;) { // another program may be quicker
             const uint16_t port = LoopbackServer().port();
             LoopbackServer made(port);
-            if (made.addresses == 2)
+            if (made.server->getBoundCount() == 2)
                 return made;
         }
     }
 
     uint16_t port() const { return networkOrder(address.ipv4.port); }
-    std::unique_ptr<qx::net::TcpWorkerSocket2> accept() const {
-        qx::net::TcpWorkerSocket2* worker = nullptr;
+    std::unique_ptr<TcpWorkerSocket2> accept() const {
+        TcpWorkerSocket2* worker = nullptr;
         EXPECT_EQ(QxNetTcpServerSocketAccept(server.get(), &worker), 0);
-        return std::unique_ptr<qx::net::TcpWorkerSocket2>(worker);
+        return std::unique_ptr<TcpWorkerSocket2>(worker);
     }
 };
 
-inline std::unique_ptr<qx::net::TcpClientSocket2> makeClient(int family = QX_AF_INET) {
-    qx::net::TcpClientSocket2* client = nullptr;
+inline std::unique_ptr<TcpClientSocket2> makeClient(int family = QX_AF_INET) {
+    TcpClientSocket2* client = nullptr;
     EXPECT_EQ(QxNetTcpClientSocketStaticCreate(family, QX_SOCK_STREAM, QX_IPPROTO_TCP, &client), 0);
-    return std::unique_ptr<qx::net::TcpClientSocket2>(client);
+    return std::unique_ptr<TcpClientSocket2>(client);
 }
 
-inline std::unique_ptr<qx::net::TcpClientSocket2> connectTo(const qx_sockaddr_union& address) {
+inline std::unique_ptr<TcpClientSocket2> connectTo(const qx_sockaddr_union& address) {
     auto client = makeClient(address.family);
     EXPECT_EQ(QxNetTcpClientSocketConnect(client.get(), &address, sizeof address), 0);
     return client;
@@ -109,57 +102,52 @@ inline std::unique_ptr<qx::net::TcpClientSocket2> connectTo(const qx_sockaddr_un
 /// A server and both ends of one connection to it.
 struct Pair {
     LoopbackServer listener;
-    std::unique_ptr<qx::net::TcpClientSocket2> client = connectTo(listener.address);
-    std::unique_ptr<qx::net::TcpWorkerSocket2> worker = listener.accept();
+    std::unique_ptr<TcpClientSocket2> client = connectTo(listener.address);
+    std::unique_ptr<TcpWorkerSocket2> worker = listener.accept();
 };
 
 /// False on a machine without IPv6.
 inline bool hasIpv6Loopback() {
-    qx::net::TcpClientSocket2* client = nullptr;
+    TcpClientSocket2* client = nullptr;
     QxNetTcpClientSocketStaticCreate(QX_AF_INET6, QX_SOCK_STREAM, 0, &client);
-    const std::unique_ptr<qx::net::TcpClientSocket2> owner(client);
+    const std::unique_ptr<TcpClientSocket2> owner(client);
     const qx_sockaddr_union place = ipv6(Ipv6Loopback);
     return client != nullptr && QxNetTcpClientSocketBind(client, &place, sizeof place) == 0;
 }
 
-/// While it lives no descriptor can be had.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &m_before), 0);
-        const int lowestFree = ::dup(0);
-        ::close(lowestFree);
-        const rlimit none{static_cast<rlim_t>(lowestFree), m_before.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit m_before{};
-};
+/// Runs @p body while no descriptor can be had.
+template <class Body>
+void withoutDescriptors(Body body) {
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const int lowestFree = ::dup(0);
+    ::close(lowestFree);
+    const rlimit none{static_cast<rlim_t>(lowestFree), before.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    body();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+}
 
 /// Sends all of a text.
-inline void say(qx::net::TcpWorkerSocket2& socket, std::string_view text) {
+inline void say(TcpWorkerSocket2& socket, std::string_view text) {
     int64_t count = 0;
     EXPECT_EQ(QxNetTcpClientSocketSend(&socket, text.data(), text.size(), 0, &count), 0);
     EXPECT_EQ(count, static_cast<int64_t>(text.size()));
 }
 
-inline void setOption(qx::net::TcpWorkerSocket2& socket, int32_t name, int32_t value) {
+inline void setOption(TcpWorkerSocket2& socket, int32_t name, int32_t value) {
     EXPECT_EQ(QxNetTcpWorkerSocketSetsockopt(&socket, QX_SOL_SOCKET, name,
                                              reinterpret_cast<const char*>(&value), sizeof value),
               0);
 }
 
 /// Closing will reset the connection.
-inline void resetOnClose(qx::net::TcpWorkerSocket2& socket) {
+inline void resetOnClose(TcpWorkerSocket2& socket) {
     setOption(socket, QX_SO_LINGER, 1); // on, no seconds
 }
 
 /// What comes until the peer shuts its output down; @p code receives how it ended.
-inline std::string heard(qx::net::TcpWorkerSocket2& socket, ENUM_QX_E_SOCKET* code = nullptr) {
+inline std::string heard(TcpWorkerSocket2& socket, ENUM_QX_E_SOCKET* code = nullptr) {
     std::string text;
     char buffer[4096];
     int64_t count = 0;

@@ -1,13 +1,7 @@
-#include <chrono>
 #include <fcntl.h>
-#include <optional>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <thread>
-
-#include <qx/core/runtime/GlobalLock.h>
-#include <qx/core/runtime/Startup.h>
-#include <qx/platform/files.h>
 
 #include "tests/net/Loopback.h"
 #include "tests/support/ChildProcess.h"
@@ -63,15 +57,13 @@ TEST(TcpSocket2, StartsOnceAndStartsAgain) {
 
 const ChildEntry shutDownEntry("shutDownTheLibrary", [](const auto&) {
     // The program's own start-up counts on top of the one at loading.
-    if (TcpSocket2::init() != 0 || QXCLLibUninit() != 0 || qx::g_pGlobalLock != nullptr)
-        return 1;
-    if (QXSocketCleanUp() != QX_SOCKET_ERROR)
-        return 2; // it was not cleaned up
-    if (QXCLLibInit() != 0 || TcpSocket2::init() != 0 || QXSocketCleanUp() != 0)
-        return 3;
-    if (QXCLLibUninit() != QX_E_FAIL || qx::g_pGlobalLock == nullptr)
-        return 4; // a failure to clean up leaves the lock
-    return 0;
+    expectEach(0, {TcpSocket2::init(), QXCLLibUninit()});
+    EXPECT_EQ(qx::g_pGlobalLock, nullptr);
+    EXPECT_EQ(QXSocketCleanUp(), QX_SOCKET_ERROR) << "it was not cleaned up";
+    expectEach(0, {QXCLLibInit(), TcpSocket2::init(), QXSocketCleanUp()});
+    EXPECT_EQ(QXCLLibUninit(), QX_E_FAIL);
+    EXPECT_NE(qx::g_pGlobalLock, nullptr) << "a failure to clean up leaves the lock";
+    return testing::Test::HasFailure() ? 1 : 0;
 });
 
 TEST(TcpSocket2, IsCleanedUpWhenTheLibraryShutsDown) {
@@ -199,24 +191,21 @@ TEST(TcpWorkerSocket2, SignalsInterruptNothing) {
 }
 
 TEST(Socket, NeitherSignalsNorATimeOutForReceivingEndTheAccepting) {
-    for (const bool isInterrupted : {false, true}) {
-        std::optional<SignalStorm> storm;
-        if (isInterrupted)
-            storm.emplace();
-        QXSocket listener = 0, accepted = 0;
-        qx_sockaddr_union place{};
-        int32_t length = sizeof place;
-        const int32_t soon = 1;
-        expectEach(0, {QXSocketCreate(QX_AF_INET, QX_SOCK_STREAM, 0, &listener),
-                       QXSocketSetOption(listener, QX_SOL_SOCKET, QX_SO_RCVTIMEO, &soon, 4),
-                       QXSocketListen(listener, 1), QXSocketGetName(listener, &place, &length)});
-        std::thread acceptor(
-            [&] { EXPECT_EQ(QXSocketAccept(listener, nullptr, nullptr, &accepted), 0); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        connectTo(place);
-        acceptor.join();
-        expectEach(0, {QXSocketClose(listener), QXSocketClose(accepted)});
-    }
+    QXSocket listener = 0, accepted = 0;
+    qx_sockaddr_union place{};
+    int32_t length = sizeof place;
+    const int32_t soon = 1;
+    expectEach(0, {QXSocketCreate(QX_AF_INET, QX_SOCK_STREAM, 0, &listener),
+                   QXSocketSetOption(listener, QX_SOL_SOCKET, QX_SO_RCVTIMEO, &soon, 4),
+                   QXSocketListen(listener, 1), QXSocketGetName(listener, &place, &length)});
+    std::thread acceptor(
+        [&] { EXPECT_EQ(QXSocketAccept(listener, nullptr, nullptr, &accepted), 0); });
+    std::this_thread::sleep_for(30ms);
+    const SignalStorm storm;
+    std::this_thread::sleep_for(30ms);
+    connectTo(place);
+    acceptor.join();
+    expectEach(0, {QXSocketClose(listener), QXSocketClose(accepted)});
 }
 
 TEST(TcpWorkerSocket2, TimeOutsAndNonBlockingSocketsDiffer) {
@@ -243,53 +232,40 @@ TEST(TcpWorkerSocket2, TimeOutsAndNonBlockingSocketsDiffer) {
 
 TEST(TcpWorkerSocket2, OptionsKeepTheirDescribedForm) {
     const Pair pair;
-    const struct {
-        int32_t level, name, value;
-    } cases[] = {
-        {QX_SOL_SOCKET, QX_SO_RCVTIMEO, 1500},     {QX_SOL_SOCKET, QX_SO_SNDTIMEO, 40},
-        {QX_SOL_SOCKET, QX_SO_LINGER, 0x00070001}, // on, seven seconds
-        {QX_SOL_SOCKET, QX_SO_SNDBUF, 30000},      {QX_SOL_SOCKET, QX_SO_RCVBUF, 20000},
-        {QX_IPPROTO_TCP, QX_TCP_KEEPIDLE, 77},     {QX_IPPROTO_IP, QX_IP_TTL, 33},
-        {QX_IPPROTO_TCP, QX_TCP_NODELAY, 1},       {QX_IPPROTO_TCP, QX_TCP_NODELAY, 0},
+    const auto set = [&](int32_t level, int32_t name, int32_t value) {
+        return QxNetTcpClientSocketSetsockopt(pair.client.get(), level, name,
+                                              reinterpret_cast<const char*>(&value), 4);
     };
     int32_t value = 0;
     int length = 4;
     char* const data = reinterpret_cast<char*>(&value);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        const bool isWorker = (&c - cases) % 2 != 0;
-        const auto set = isWorker ? QxNetTcpWorkerSocketSetsockopt : QxNetTcpClientSocketSetsockopt;
-        const auto get = isWorker ? QxNetTcpWorkerSocketGetsockopt : QxNetTcpClientSocketGetsockopt;
-        EXPECT_EQ(
-            set(pair.client.get(), c.level, c.name, reinterpret_cast<const char*>(&c.value), 4), 0);
-        EXPECT_EQ(get(pair.client.get(), c.level, c.name, data, &length), 0);
-        EXPECT_EQ(value, c.value);
-        EXPECT_EQ(length, 4);
-    }
     const auto optionOf = [&](int32_t level, int32_t name) {
-        return pair.client->getsockopt(level, name, data, &length);
+        return QxNetTcpClientSocketGetsockopt(pair.client.get(), level, name, data, &length);
     };
-    const std::tuple<ENUM_QX_E_SOCKET, int32_t, int32_t, int32_t> typed[] = {
-        {pair.client->setReceiveTimeout(199500us), QX_SOL_SOCKET, QX_SO_RCVTIMEO, 200},
-        {pair.client->setSendTimeout(-1h), QX_SOL_SOCKET, QX_SO_SNDTIMEO, 0},
-        {pair.client->setNoDelay(true), QX_IPPROTO_TCP, QX_TCP_NODELAY, 1},
-        {pair.client->setKeepAlive(90s, 1500ms, 5), QX_SOL_SOCKET, QX_SO_KEEPALIVE, 1},
-        {0, QX_IPPROTO_TCP, QX_TCP_KEEPIDLE, 90},
-        {0, QX_IPPROTO_TCP, QX_TCP_KEEPINTVL, 2},
-        {0, QX_IPPROTO_TCP, QX_TCP_KEEPCNT, 5},
-        {pair.client->setSendBufferSize(30001), QX_SOL_SOCKET, QX_SO_SNDBUF, 30001},
-        {pair.client->setReceiveBufferSize(20001), QX_SOL_SOCKET, QX_SO_RCVBUF, 20001}};
-    for (const auto& [code, level, name, expected] : typed) {
+    TcpClientSocket2& client = *pair.client;
+    const auto holds = [&](ENUM_QX_E_SOCKET code, int32_t level, int32_t name, int32_t expected) {
         expectEach(0, {code, optionOf(level, name)});
-        EXPECT_EQ(value, expected) << name;
-    }
-    EXPECT_EQ(pair.client->setSendTimeout(1200h), QX_E_SOCKET_EINVAL) << "more than 32 bits";
+        EXPECT_EQ(std::pair(value, length), std::pair(expected, 4)) << name;
+    };
+    holds(set(QX_SOL_SOCKET, QX_SO_LINGER, 0x00070001), QX_SOL_SOCKET, QX_SO_LINGER, 0x00070001);
+    holds(set(QX_SOL_SOCKET, QX_SO_SNDTIMEO, 40), QX_SOL_SOCKET, QX_SO_SNDTIMEO, 40);
+    holds(set(QX_IPPROTO_IP, QX_IP_TTL, 33), QX_IPPROTO_IP, QX_IP_TTL, 33);
+    holds(client.setSendTimeout(-1h), QX_SOL_SOCKET, QX_SO_SNDTIMEO, 0);
+    holds(client.setReceiveTimeout(199500us), QX_SOL_SOCKET, QX_SO_RCVTIMEO, 200);
+    for (const bool isOn : {true, false})
+        holds(client.setNoDelay(isOn), QX_IPPROTO_TCP, QX_TCP_NODELAY, isOn);
+    holds(client.setKeepAlive(90s, 1500ms, 5), QX_SOL_SOCKET, QX_SO_KEEPALIVE, 1);
+    holds(0, QX_IPPROTO_TCP, QX_TCP_KEEPIDLE, 90);
+    holds(0, QX_IPPROTO_TCP, QX_TCP_KEEPINTVL, 2);
+    holds(0, QX_IPPROTO_TCP, QX_TCP_KEEPCNT, 5);
+    holds(client.setSendBufferSize(30001), QX_SOL_SOCKET, QX_SO_SNDBUF, 30001);
+    holds(client.setReceiveBufferSize(20001), QX_SOL_SOCKET, QX_SO_RCVBUF, 20001);
+    EXPECT_EQ(client.setSendTimeout(1200h), QX_E_SOCKET_EINVAL) << "more than 32 bits";
     EXPECT_EQ(optionOf(QX_SOL_SOCKET, 9999), QX_E_SOCKET_ENOPROTOOPT);
     EXPECT_EQ(optionOf(1, QX_SO_TYPE), QX_E_SOCKET_EINVAL);
     length = 3;
-    expectEach(QX_E_SOCKET_EFAULT,
-               {optionOf(QX_SOL_SOCKET, QX_SO_TYPE),
-                pair.client->setsockopt(QX_SOL_SOCKET, QX_SO_KEEPALIVE, data, 1)});
+    expectEach(QX_E_SOCKET_EFAULT, {optionOf(QX_SOL_SOCKET, QX_SO_TYPE),
+                                    client.setsockopt(QX_SOL_SOCKET, QX_SO_KEEPALIVE, data, 1)});
 }
 
 TEST(TcpWorkerSocket2, EachDirectionEndsOnce) {
@@ -456,10 +432,7 @@ TEST(TcpServerSocket2, WaitsForAConnectionUpToALimit) {
               QX_E_SOCKET_ETIMEDOUT);
     EXPECT_EQ(worker, nullptr);
     const auto client = connectTo(listener.address);
-    {
-        const NoDescriptors none;
-        EXPECT_EQ(listener.server->accept(&worker), QX_E_SOCKET_EMFILE);
-    }
+    withoutDescriptors([&] { EXPECT_EQ(listener.server->accept(&worker), QX_E_SOCKET_EMFILE); });
     EXPECT_EQ(listener.server->accept(&worker, std::chrono::minutes(1)), 0) << "it has waited";
     delete worker;
 }
@@ -595,7 +568,7 @@ TEST(TcpServerSocket2, ForgetsItsSocketsWithoutClosingThem) {
     uint64_t native = 0;
     EXPECT_EQ(listener.server->accept(&native), QX_E_SOCKET_ENOTSOCK);
     EXPECT_EQ(listener.server->close(), 0);
-    for (uint32_t i = 0; i < listener.addresses; ++i)
+    for (uint32_t i = 0; i < listener.server->getBoundCount(); ++i)
         EXPECT_EQ(QXSocketClose(lowestFree + i), 0);
 }
 
@@ -604,18 +577,14 @@ constexpr int CannotLoseIpv6 = 77;
 const ChildEntry withoutIpv6("serveWithoutIpv6", [](const auto&) {
     if (!refuseCall(SYS_socket, EAFNOSUPPORT, AF_INET6))
         return CannotLoseIpv6;
-    const auto server = makeServer();
-    if (server->bindListAddAddrAny(0) != 0 || server->bind() != 0 || server->listen(0) != 0 ||
-        server->saveBoundAddresses() != 0)
-        return 1;
-    const std::string list = boundList(*server);
-    if (!list.starts_with("0.0.0.0:") || list.find(';') != std::string::npos)
-        return 2;
-    const auto onlyIpv6 = makeServer();
+    const auto server = makeServer(), onlyIpv6 = makeServer();
+    expectEach(0, {server->bindListAddAddrAny(0), server->bind(), server->listen(0),
+                   server->saveBoundAddresses()});
+    EXPECT_EQ(server->getBoundCount(), 1u);
+    EXPECT_TRUE(boundList(*server).starts_with("0.0.0.0:"));
     static_cast<void>(onlyIpv6->bindListAddAddrInfo("::1", nullptr, 80));
-    if (onlyIpv6->bind() != QX_E_SOCKET_EAFNOSUPPORT)
-        return 3;
-    return 0;
+    EXPECT_EQ(onlyIpv6->bind(), QX_E_SOCKET_EAFNOSUPPORT);
+    return testing::Test::HasFailure() ? 1 : 0;
 });
 
 TEST(TcpServerSocket2, ServesIpv4WhereIpv6IsMissing) {

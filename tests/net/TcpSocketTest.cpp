@@ -5,19 +5,11 @@
 #include <list>
 #include <netdb.h>
 
-#include <qx/core/runtime/Class.h>
-#include <qx/io/IoException.h>
-#include <qx/net/TcpServerSocket.h>
-#include <qx/net/TcpSocket.h>
-#include <qx/net/TcpSocketInputStream.h>
-#include <qx/net/TcpSocketOutputStream.h>
-#include <qx/net/socketerror.h>
-
-#include "tests/exec/ExecTesting.h"
 #include "tests/net/Loopback.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/SignalStorm.h"
 
 using namespace qx;
@@ -31,9 +23,6 @@ namespace {
 Reference<TcpSocket> connectTo(uint16_t port, const char16_t* host = u"127.0.0.1") {
     return makeReference<TcpSocket>(String(host), port);
 }
-
-/// A port that nobody listens on for the moment.
-uint16_t freePort() { return LoopbackServer().port(); }
 
 /// A server of this library with a client connected to it.
 struct Connection {
@@ -185,7 +174,7 @@ TEST(TcpSocket, AChildGoesOnWithTheConnection) {
 }
 
 TEST(TcpSocket, FailuresToBindAndConnectSayWhatFailed) {
-    const uint16_t port = freePort();
+    const uint16_t port = LoopbackServer().port(); // nobody listens on it any more
     EXPECT_EQ(descriptionOf([&] { connectTo(port); }),
               "TcpSocket::TcpSocket Unable to connect to 127.0.0.1 " +
                   textOf(QX_E_SOCKET_ECONNREFUSED));
@@ -306,10 +295,7 @@ TEST(TcpServerSocket, OutlivesAShortageOfDescriptors) {
     Connection connection;
     const auto waiting = connectTo(connection.port);
     std::string failure;
-    {
-        const NoDescriptors none;
-        failure = descriptionOf([&] { connection.listener->accept(); });
-    }
+    withoutDescriptors([&] { failure = descriptionOf([&] { connection.listener->accept(); }); });
     EXPECT_EQ(failure, "TcpServerSocket::accept WSERROR 10024");
     send(*waiting->getOutputStream(), "x");
     EXPECT_EQ(connection.listener->accept()->getInputStream()->read(), 'x');
