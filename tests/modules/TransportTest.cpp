@@ -1,4 +1,3 @@
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
@@ -143,33 +142,28 @@ const auto Kinds = testing::Values(false);
 INSTANTIATE_TEST_SUITE_P(Of, Transports, Kinds,
                          [](const auto& transport) { return transport.param ? "Tls" : "Tcp"; });
 
-TEST_P(Transports, MoveBytesOverSeveralConnectionsOfOneAcceptor) {
+TEST_P(Transports, MoveMoreThanTheNetworkHoldsInBothDirectionsOfSeveralConnections) {
     const auto acceptor = listen("host=127.0.0.1;port=0;backlog=8");
-    Ends ends[3];
-    for (Ends& both : ends)
-        both = open(*acceptor);
-    for (size_t i = 0; i < std::size(ends); ++i) {
-        const std::string text(100'000, static_cast<char>('a' + i));
-        std::jthread sender([&] {
-            send(*ends[i].connected, text);
-            ends[i].connected.reset(); // the connection ends with its channel
-        });
-        EXPECT_EQ(receive(*ends[i].accepted), text);
+    Ends all[3];
+    for (Ends& ends : all)
+        ends = open(*acceptor);
+    for (Ends& ends : all) {
+        const std::string text(8 << 20, static_cast<char>('a' + (&ends - all)));
+        const auto arrives = [&](io::IChannel& channel) {
+            std::string received;
+            while (received.size() < text.size())
+                received += receiveSome(channel);
+            EXPECT_TRUE(received == text);
+        };
+        {
+            const std::jthread threads[] = {std::jthread([&] { send(*ends.connected, text); }),
+                                            std::jthread([&] { send(*ends.accepted, text); }),
+                                            std::jthread([&] { arrives(*ends.connected); }),
+                                            std::jthread([&] { arrives(*ends.accepted); })};
+        }
+        ends.connected.reset(); // the connection ends with its channel
+        EXPECT_EQ(receive(*ends.accepted), "");
     }
-}
-
-TEST_P(Transports, MoveMoreThanTheNetworkHoldsInBothDirectionsAtOnce) {
-    const auto acceptor = listen();
-    Ends ends = open(*acceptor);
-    const std::string text(8 << 20, 'x');
-    std::jthread senders[] = {std::jthread([&] { send(*ends.connected, text); }),
-                              std::jthread([&] { send(*ends.accepted, text); })};
-    const auto arrives = [&](const Reference<io::IChannel>& channel) {
-        for (size_t left = text.size(); left > 0;)
-            left -= receiveSome(*channel).size();
-    };
-    std::jthread receivers[] = {std::jthread([&] { arrives(ends.connected); }),
-                                std::jthread([&] { arrives(ends.accepted); })};
 }
 
 TEST_P(Transports, TellTimeOutsFromTheEnd) {
@@ -193,7 +187,6 @@ TEST_P(Transports, RefusePropertiesThatAreMissingOrNone) {
         {result::InvalidArgument, "host", true, true, "host=;port=7"},
         {result::InvalidArgument, "port", false, true, "host=127.0.0.1;port=0"},
         {result::InvalidArgument, "port", true, true, "host=127.0.0.1;port=65536"},
-        {result::InvalidArgument, "port", true, true, "host=127.0.0.1;port=-1"},
         {result::InvalidArgument, "port", true, true, "host=127.0.0.1;port= 7"},
         {result::InvalidArgument, "port", true, true, "host=127.0.0.1;port="},
         {result::InvalidArgument, "backlog", true, false, "port=0;backlog=0"},
@@ -259,25 +252,23 @@ protected:
     TransportTcp() : OneTransport(false) {}
 };
 
-TEST_F(TransportTcp, WritesOnAfterThePeerHasShutItsOutput) {
+TEST_F(TransportTcp, WritesOnAfterAnEndAndTellsItFromAReset) {
     const auto acceptor = listen();
-    const auto peer = connect();
-    auto channel = acceptor->accept();
-    qxtest::say(*peer, "question");
-    EXPECT_EQ(peer->shutdownOutput(), 0);
-    EXPECT_EQ(receive(*channel), "question");
-    send(*channel, "answer");
-    channel.reset(); // the connection ends with its channel
-    EXPECT_EQ(qxtest::heard(*peer), "answer");
-}
-
-TEST_F(TransportTcp, TellsAResetFromTheEnd) {
-    const auto acceptor = listen();
-    const auto peer = connect();
-    const auto channel = acceptor->accept();
-    qxtest::resetOnClose(*peer);
-    EXPECT_EQ(peer->close(), 0);
-    EXPECT_EQ(failureOf([&] { receive(*channel); }), QX_E_SOCKET_ECONNRESET);
+    for (const bool resets : {false, true}) {
+        const auto peer = connect();
+        auto channel = acceptor->accept();
+        if (resets) {
+            qxtest::resetOnClose(*peer);
+            EXPECT_EQ(peer->close(), 0);
+            EXPECT_EQ(failureOf([&] { receive(*channel); }), QX_E_SOCKET_ECONNRESET);
+            continue;
+        }
+        EXPECT_EQ(peer->shutdownOutput(), 0);
+        EXPECT_EQ(receive(*channel), "");
+        send(*channel, "answer");
+        channel.reset();
+        EXPECT_EQ(qxtest::heard(*peer), "answer");
+    }
 }
 
 #ifdef QX_TEST_HAVE_TLS
@@ -427,16 +418,6 @@ TEST_F(TransportTls, SpeaksWithServersOfOthersAndTellsTheirEndFromACut) {
         });
         EXPECT_TRUE(failure == QX_E_SOCKET_ECONNRESET || failure == QX_E_SOCKET_ECONNABORTED);
     }
-    m_place->set("serverName", "localhost");
-    Program server("openssl s_server -accept 0 -rev -naccept 1 -cert " + certificate("server.crt") +
-                   " -key " + certificate("server.key") + " 2>/dev/null");
-    std::string line;
-    while (!(line = server.line()).starts_with("ACCEPT "))
-        ;
-    m_place->set("port", line.substr(line.rfind(':') + 1));
-    const auto channel = m_transport->createConnector(*m_place)->connect();
-    send(*channel, "desserts\n");
-    EXPECT_EQ(receiveSome(*channel), "stressed\n");
 }
 
 TEST_F(TransportTls, ServesClientsOfOthers) {
@@ -449,15 +430,6 @@ TEST_F(TransportTls, ServesClientsOfOthers) {
         channel.reset();
         EXPECT_EQ(client.line(), "welcome");
     }
-    Program client("echo question | openssl s_client -quiet -verify_return_error -CAfile " +
-                   certificate("root.crt") + " -verify_hostname localhost -connect 127.0.0.1:" +
-                   port() + " 2>&1 | grep -v ^depth");
-    auto channel = acceptor->accept();
-    EXPECT_EQ(receiveSome(*channel), "question\n");
-    send(*channel, "answer\n");
-    channel.reset();
-    while (client.line() != "answer")
-        ;
 }
 
 TEST_F(TransportTls, PeersThatStopInTheHandshakeHoldUpNobody) {
