@@ -7,14 +7,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <qx/exec/CallableRunnable.h>
-#include <qx/exec/SharedLibrary.h>
-#include <qx/exec/Thread.h>
-#include <qx/platform/module.h>
-#include <qx/platform/native.h>
-#include <qx/platform/thread.h>
-#include <qx/sync/Gate.h>
-
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
@@ -109,12 +101,10 @@ TEST(Thread, ItsExceptionIsHeardOfAtTheEndOfTheProcess) {
     EXPECT_EQ(ChildProcess("exec.failedAtTheEnd").join(), 42);
 }
 
-TEST_F(ThreadTest, MayEndItselfInTheMiddle) {
+TEST_F(ThreadTest, MayEndItselfInTheMiddleAndStartsAgainAfterEachJoin) {
     EXPECT_EQ(resultOfThread([task = makeTask()] { pthread_exit(task->run()); }), &s_value);
     EXPECT_TRUE(m_gone.tryWait()); // the thread's reference is not lost
-}
-
-TEST_F(ThreadTest, StartsAgainAfterEachJoin) {
+    m_runs = 0;
     const auto task = makeTask();
     Thread thread(task, u"again");
     for (int run = 1; run <= 3; ++run) {
