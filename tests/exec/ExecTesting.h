@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string_view>
-
 #include <sys/wait.h>
 
 #include <qx/qx.h>
@@ -10,20 +8,6 @@
 #include "tests/support/Sanitized.h"
 
 namespace qxtest {
-
-/// Expects @p body to throw exactly @p Exception with that description; its result code.
-template <class Exception, class Body>
-int32_t expectThrows(std::u16string_view description, Body body) {
-    try {
-        body();
-        ADD_FAILURE() << "nothing thrown";
-    } catch (const qx::Exception& exception) {
-        EXPECT_EQ(typeid(exception), typeid(Exception));
-        EXPECT_EQ(std::u16string_view(exception.getDescription()), description);
-        return exception.getResult();
-    }
-    return 0;
-}
 
 /// True when this process has a child, running or not waited for.
 inline bool hasChildren() {

@@ -22,10 +22,8 @@ using namespace qxtest;
 
 namespace {
 
-constexpr auto* AlreadyJoined = u"process already joined";
 constexpr unsigned int InheritAll =
     QX_PROCESS_INHERIT_INPUT | QX_PROCESS_INHERIT_OUTPUT | QX_PROCESS_INHERIT_ERROR;
-constexpr auto* NotJoined = u"process has not been joined";
 
 /// This program again, running one of the entries below.
 Process start(std::u16string_view entryAndArguments, unsigned int flags = 0) {
@@ -163,7 +161,7 @@ void endEach() {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.code);
         Process process = endingWith(c.script);
-        expectThrows<IllegalStateException>(NotJoined, [&] { process.getExitCode(); });
+        expectEach("process has not been joined", {[&] { process.getExitCode(); }});
         EXPECT_FALSE(process.tryJoin() ||
                      process.waitFor(1ms)); // it waits for the end of its input
         EXPECT_EQ(::kill(static_cast<pid_t>(process.getId()), 0), 0);
@@ -184,9 +182,10 @@ void endEach() {
         EXPECT_EQ(process.getExitCode(), c.code);
         process.terminate(); // nothing happens, and to nobody else
         process.kill();
-        for (const auto& call : Calls{[&] { process.join(); }, [&] { process.tryJoin(); },
-                                      [&] { process.waitFor(0s); }, [&] { process.getId(); }})
-            expectThrows<IllegalStateException>(AlreadyJoined, call);
+        const Calls calls{[&] { process.join(); }, [&] { process.tryJoin(); },
+                          [&] { process.waitFor(0s); }, [&] { process.getId(); }};
+        expectEach("process already joined", calls);
+        expectEach<IllegalStateException>(calls);
     }
 }
 
@@ -265,7 +264,7 @@ TEST(Process, StreamsAreTheSameEachTimeMergeAndOutliveTheProcessAndItsJoin) {
         EXPECT_EQ(process.getInputStream(), in);
         EXPECT_EQ(process.getOutputStream(), out);
         EXPECT_EQ(process.getErrorStream(), process.getErrorStream());
-        expectThrows<ResultException>(u"", [&] { process.getErrorStream()->read(); });
+        EXPECT_THROW(process.getErrorStream()->read(), ResultException);
     }
     in->close(); // does not own the handle
     out->write("x", 1);
@@ -277,7 +276,7 @@ TEST(Process, StreamsAreTheSameEachTimeMergeAndOutliveTheProcessAndItsJoin) {
     out = joined.getOutputStream();
     out->write(std::string(30'000, 'x').data(), 30'000);
     out->close();
-    expectThrows<ResultException>(u"", [&] { out->write("y", 1); });
+    EXPECT_THROW(out->write("y", 1), ResultException);
     EXPECT_EQ(joined.join(), 0);
     for (const auto& each : {joined.getInputStream(), joined.getErrorStream()})
         EXPECT_EQ(readAll(*each).size(), 30'000u);
@@ -365,8 +364,7 @@ TEST(Process, ConstructorReportsWhatCannotBeExecuted) {
             Process(c.executable.isEmpty() ? nullptr : c.executable.getData(), c.commandLine,
                     c.folder, c.environment, c.flags);
         };
-        EXPECT_EQ(expectThrows<ResultException>(u"", attempt), static_cast<int32_t>(c.code))
-            << c.what;
+        EXPECT_EQ(failureOf(attempt), static_cast<int32_t>(c.code)) << c.what;
     }
 }
 

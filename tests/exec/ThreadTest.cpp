@@ -19,8 +19,7 @@ using namespace qxtest;
 
 namespace {
 
-constexpr auto* NotStarted = u"thread not started";
-constexpr auto* AlreadyStarted = u"thread already started";
+constexpr char NotStarted[] = "thread not started";
 
 int s_value;
 
@@ -108,21 +107,20 @@ TEST_F(ThreadTest, MayEndItselfInTheMiddleAndStartsAgainAfterEachJoin) {
     const auto task = makeTask();
     Thread thread(task, u"again");
     for (int run = 1; run <= 3; ++run) {
-        expectThrows<IllegalStateException>(NotStarted, [&] { thread.join(); });
-        expectThrows<IllegalStateException>(NotStarted, [&] { thread.getID(); });
+        expectEach(NotStarted, {[&] { thread.join(); }, [&] { thread.getID(); }});
         thread.setStackSize(static_cast<unsigned int>(run) * 100'000u);
         thread.start();
         EXPECT_NE(thread.getID(), 0u);
-        expectThrows<IllegalStateException>(AlreadyStarted, [&] { thread.start(); });
-        expectThrows<IllegalStateException>(AlreadyStarted, [&] { thread.setStackSize(1); });
+        expectEach("thread already started",
+                   {[&] { thread.start(); }, [&] { thread.setStackSize(1); }});
+        EXPECT_THROW(thread.start(), IllegalStateException);
         EXPECT_EQ(thread.join(), &s_value);
         EXPECT_EQ(m_runs, run);
     }
     Thread idle(nullptr);
-    EXPECT_EQ(expectThrows<ResultException>(u"thread creation failed", [&] { idle.start(); }),
-              result::NullPointer);
-    for (Thread* const each : {&thread, &idle})
-        expectThrows<IllegalStateException>(NotStarted, [&] { each->join(); });
+    expectEach(result::NullPointer, {[&] { idle.start(); }});
+    expectEach(NotStarted, {[&] { thread.join(); }, [&] { idle.join(); }});
+    EXPECT_THROW(idle.join(), IllegalStateException);
 }
 
 /// In a process whose address space is too small for the stack.
@@ -134,8 +132,7 @@ const ChildEntry smallProcess("exec.smallProcess", [](const auto&) {
     {
         Thread thread(makeRunnable([mark]() -> void* { return &s_value; }));
         thread.setStackSize(0xF0000000u);
-        EXPECT_LT(expectThrows<ResultException>(u"thread creation failed", [&] { thread.start(); }),
-                  0);
+        expectEach("thread creation failed", {[&] { thread.start(); }});
         thread.setStackSize(0);
         thread.start();
         EXPECT_EQ(thread.join(), &s_value);
@@ -155,8 +152,8 @@ TEST(Thread, DoesNotJoinItself) {
     Thread* self = nullptr;
     Thread thread(makeRunnable([&] {
         started.wait();
-        EXPECT_EQ(expectThrows<ResultException>(u"thread join failed", [&] { self->join(); }),
-                  result::Deadlock);
+        expectEach(result::Deadlock, {[&] { self->join(); }});
+        expectEach("thread join failed", {[&] { self->join(); }});
     }));
     self = &thread;
     thread.start();
@@ -198,7 +195,7 @@ TEST_F(ThreadTest, CopiesAreNotStarted) {
     Thread copy(thread);
     const Reference<Thread> clone(thread.clone());
     for (Thread* other : {&copy, clone.get()}) {
-        expectThrows<IllegalStateException>(NotStarted, [&] { other->join(); });
+        expectEach(NotStarted, {[&] { other->join(); }});
         EXPECT_EQ(other->getName(), u"copied");
         other->start();
     }
@@ -307,9 +304,9 @@ TEST(SharedLibrary, IsLoadedAsLongAsItsObjectLivesAndHasNoOtherSymbols) {
         EXPECT_TRUE(isLoaded());
         for (const char16_t* name :
              {u"qx_no_such_symbol", u"", u"c\u00F6s", static_cast<const char16_t*>(nullptr)}) {
-            EXPECT_EQ(expectThrows<ResultException>(u"Failed to get symbol.",
-                                                    [&] { library.getSymbol(name); }),
-                      name ? static_cast<int32_t>(0x8007007Fu) : result::NullPointer);
+            const auto get = [&] { library.getSymbol(name); };
+            expectEach(name ? static_cast<int32_t>(0x8007007Fu) : result::NullPointer, {get});
+            expectEach("Failed to get symbol.", {get});
         }
     }
     EXPECT_FALSE(isLoaded());
@@ -331,13 +328,13 @@ TEST(SharedLibrary, TellsWhyItCannotBeOpened) {
         {String(), 0x80070002},
         {u"c:\\library"_qs, 0x80070002},
     };
-    const auto codeOf = [](const char16_t* path) {
-        return expectThrows<ResultException>(u"Failed to open shared library.",
-                                             [&] { SharedLibrary library(path); });
-    };
-    for (const auto& [path, code] : cases)
-        EXPECT_EQ(codeOf(path.getData()), static_cast<int32_t>(code)) << path.toUtf8();
-    EXPECT_EQ(codeOf(nullptr), result::NullPointer);
+    for (const auto& c : cases)
+        EXPECT_EQ(failureOf([&] { SharedLibrary library(c.first); }),
+                  static_cast<int32_t>(c.second))
+            << c.first.toUtf8();
+    const auto openNone = [] { SharedLibrary library(static_cast<const char16_t*>(nullptr)); };
+    expectEach(result::NullPointer, {openNone});
+    expectEach("Failed to open shared library.", {openNone, [&] { SharedLibrary(in("text")); }});
 }
 
 TEST(LibraryHandle, IsOpenedByLiveModulesAndClosedByAny) {
