@@ -4,9 +4,7 @@
 #include <iterator>
 #include <unistd.h>
 
-#include <qx/net/uri/FilePath.h>
-#include <qx/platform/files.h>
-#include <qx/platform/net.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
@@ -28,12 +26,6 @@ std::string derived(const std::string& path) {
     }
 }
 
-std::string localName() {
-    char name[260];
-    EXPECT_GE(QXGetHostName(name, sizeof name), 0);
-    return name;
-}
-
 /// A table of mounts in a file of its own, and drives z: and c: mapped to folders.
 class NetFilePath : public testing::Test {
 protected:
@@ -49,7 +41,11 @@ protected:
     }
 
     const qxtest::TemporaryFolder m_folder;
-    const std::string m_local = "0 \\\\" + localName() + "\\";
+    const std::string m_local = [] {
+        char name[260];
+        EXPECT_GE(QXGetHostName(name, sizeof name), 0);
+        return "0 \\\\" + std::string(name) + "\\";
+    }();
 };
 
 } // namespace

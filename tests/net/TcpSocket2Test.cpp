@@ -325,18 +325,6 @@ TEST(TcpWorkerSocket2, AnAbruptResetHasItsCode) {
     EXPECT_EQ(pair.client->shutdownOutput(), 0) << "not being connected is no failure";
 }
 
-TEST(TcpWorkerSelect, TakesDurationsAsLimits) {
-    using namespace std::chrono;
-    const auto limit = [](auto duration) {
-        const qx_timeval made = TcpWorkerSocket2::timeLimit(duration);
-        return std::pair(made.seconds, made.microseconds);
-    };
-    EXPECT_EQ(limit(milliseconds(1500)), std::pair(1, 500'000));
-    EXPECT_EQ(limit(nanoseconds(1)), std::pair(0, 1));
-    EXPECT_EQ(limit(seconds(-1)), std::pair(0, 0));
-    EXPECT_EQ(limit(hours::max()), std::pair(INT32_MAX, 0));
-}
-
 TEST(TcpWorkerSelect, KeepsTheReadyOnesInPlace) {
     Pair first;
     Pair second;
@@ -426,14 +414,21 @@ TEST(TcpServerSocket2, FillsTheBindList) {
 }
 
 TEST(TcpServerSocket2, WaitsForAConnectionUpToALimit) {
+    const auto limit = [](auto duration) {
+        const qx_timeval made = TcpWorkerSocket2::timeLimit(duration);
+        return std::pair(made.seconds, made.microseconds);
+    };
+    EXPECT_EQ(limit(1500ms), std::pair(1, 500'000));
+    EXPECT_EQ(limit(1ns), std::pair(0, 1));
+    EXPECT_EQ(limit(-1s), std::pair(0, 0));
+    EXPECT_EQ(limit(std::chrono::hours::max()), std::pair(INT32_MAX, 0));
     const LoopbackServer listener;
     auto* worker = reinterpret_cast<TcpWorkerSocket2*>(listener.server.get());
-    EXPECT_EQ(listener.server->accept(&worker, std::chrono::milliseconds(1)),
-              QX_E_SOCKET_ETIMEDOUT);
+    EXPECT_EQ(listener.server->accept(&worker, 1ms), QX_E_SOCKET_ETIMEDOUT);
     EXPECT_EQ(worker, nullptr);
     const auto client = connectTo(listener.address);
     withoutDescriptors([&] { EXPECT_EQ(listener.server->accept(&worker), QX_E_SOCKET_EMFILE); });
-    EXPECT_EQ(listener.server->accept(&worker, std::chrono::minutes(1)), 0) << "it has waited";
+    EXPECT_EQ(listener.server->accept(&worker, 1min), 0) << "it has waited";
     delete worker;
 }
 

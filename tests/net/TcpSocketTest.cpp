@@ -120,13 +120,13 @@ TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(descriptionOf<io::TimeoutException>([&] { in->read(&byte, 1); }), "socket timeout");
     const auto time = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(time, std::chrono::milliseconds(100));
-    EXPECT_LT(time, std::chrono::seconds(50)) << "a machine may be late, but not that late";
+    EXPECT_GE(time, 100ms);
+    EXPECT_LT(time, 50s) << "a machine may be late, but not that late";
     connection.server->getOutputStream()->write("x", 1);
     EXPECT_EQ(in->read(&byte, 1), 1);
-    connection.client->setSoTimeout(std::chrono::microseconds(1));
+    connection.client->setSoTimeout(1us);
     EXPECT_THROW(in->read(&byte, 1), io::TimeoutException); // rounded up: not without limit
-    EXPECT_THROW(connection.client->setSoTimeout(std::chrono::hours(600)), RangeErrorException);
+    EXPECT_THROW(connection.client->setSoTimeout(600h), RangeErrorException);
     // Longer than the microseconds of 32 bits; 0 and less waits without limit again.
     for (const int milliseconds : {INT_MAX, 0, -1}) {
         connection.client->setSoTimeout(std::chrono::milliseconds(milliseconds));

@@ -4,9 +4,7 @@
 #include <random>
 #include <sstream>
 
-#include <qx/net/uri/QueryKey.h>
-#include <qx/net/uri/URI.h>
-#include <qx/text/charset/EncodingException.h>
+#include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
 
@@ -34,8 +32,8 @@ std::string componentsOf(const URI& uri) {
     return text;
 }
 
-/// The rows of a file of examples, cut at tabs. Lines that begin with "# " say what is meant.
-std::vector<std::vector<std::string>> rowsOf(const std::string& file) {
+/// The rows of a file of examples, cut into cells. Lines that begin with "# " say what is meant.
+std::vector<std::vector<std::string>> rowsOf(const std::string& file, char separator = '\t') {
     std::vector<std::vector<std::string>> rows;
     std::ifstream in(QX_TEST_DATA_DIR "/uris/" + file);
     for (std::string line; std::getline(in, line);) {
@@ -43,7 +41,7 @@ std::vector<std::vector<std::string>> rowsOf(const std::string& file) {
             continue;
         rows.emplace_back();
         std::istringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, '\t');)
+        for (std::string cell; std::getline(cells, cell, separator);)
             rows.back().push_back(cell);
     }
     EXPECT_GT(rows.size(), 15u);
@@ -109,18 +107,13 @@ TEST(URI, KeepsTheOrderOfParsedPairs) {
 }
 
 TEST(URI, EscapesAsUrllibDoes) {
-    std::ifstream file(QX_TEST_DATA_DIR "/uris/escapes.txt");
-    std::string line;
-    std::getline(file, line);
-    int rows = 0;
-    while (std::getline(file, line)) {
-        SCOPED_TRACE(line);
-        std::string part, hex, encoded;
-        std::istringstream(line) >> part >> hex >> encoded;
+    for (const auto& row : rowsOf("escapes.txt", ' ')) {
+        const std::string &part = row[0], &hex = row[1];
+        SCOPED_TRACE(part + hex);
         std::u16string units;
         for (size_t i = 0; i + 4 <= hex.size(); i += 4)
             units += static_cast<char16_t>(std::stoi(hex.substr(i, 4), nullptr, 16));
-        encoded = encoded == "-" && hex == "-" ? "" : encoded;
+        const std::string encoded = row[2] == "-" && hex == "-" ? "" : row[2];
         const String text(units);
         URI uri;
         if (part == "authority") {
@@ -136,9 +129,7 @@ TEST(URI, EscapesAsUrllibDoes) {
             EXPECT_EQ(uri.getPath(false).toUtf8(), encoded);
             EXPECT_EQ(uri.getPath(true), text);
         }
-        ++rows;
     }
-    EXPECT_GT(rows, 300);
 }
 
 TEST(URI, UnescapesOddSequencesAsNumbersAreRead) {
