@@ -29,13 +29,11 @@ TEST(Locale, TakesNamesApart) {
         {u"_CH", u"", u"CH", u"", u"_CH"},
         {nullptr, u"", u"", u"", u""},
     };
-    for (const auto& [text, language, country, variant, name] : rows) {
-        const Locale locale(text);
-        SCOPED_TRACE(locale.toString().toUtf8());
-        EXPECT_EQ(locale.getLanguage(), language);
-        EXPECT_EQ(locale.getCountry(), country);
-        EXPECT_EQ(locale.getVariant(), variant);
-        EXPECT_EQ(locale.toString(), name);
+    for (const auto& row : rows) {
+        const Locale locale(row[0]);
+        const String parts[] = {locale.getLanguage(), locale.getCountry(), locale.getVariant()};
+        EXPECT_TRUE(std::equal(parts, std::end(parts), row.begin() + 1)) << locale.toString();
+        EXPECT_EQ(locale.toString(), row[4]);
     }
     EXPECT_EQ(Locale(u"de", nullptr, u"x").toString(), u"de@x"_qs);
     const TestLocale plain("C");
@@ -60,8 +58,8 @@ TEST(Locale, IsAnObjectAndAComponentByItsName) {
     EXPECT_EQ(text, u"CH"_qs);
     EXPECT_EQ(face->ToString(&text), result::Ok);
     EXPECT_EQ(face->ToString(nullptr), result::NullPointer);
-    EXPECT_EQ(face->GetDisplayName(&text), result::Fail);
-    EXPECT_EQ(face->GetDisplayCountryLoc(face.get(), &text), result::Fail);
+    expectEach(result::Fail,
+               {face->GetDisplayName(&text), face->GetDisplayCountryLoc(face.get(), &text)});
     EXPECT_EQ(text, u"de_CH@euro"_qs);
 }
 
@@ -128,8 +126,8 @@ void expectResources(StringBundle& bundle, int32_t expectedCount) {
     }
     for (const int32_t index : {-1, count})
         EXPECT_EQ(face->GetResource(index, &key, &text), result::InvalidArgument);
-    EXPECT_EQ(face->GetResource(0, nullptr, &text), result::NullPointer);
-    EXPECT_EQ(face->GetCount(nullptr), result::NullPointer);
+    expectEach(result::NullPointer,
+               {face->GetResource(0, nullptr, &text), face->GetCount(nullptr)});
 }
 
 TEST(StringBundle, ServesComponents) {
@@ -171,33 +169,29 @@ Reference<StringHashMap> threeTexts() {
     return texts;
 }
 
-TEST(StringMapBundle, ServesTheTextsOfTheMapAndMakesItsKeysOnce) {
+TEST(StringMapBundle, IsTheSameAsAComponentAndMakesItsKeysOnce) {
     const auto texts = threeTexts();
-    const auto bundle = makeReference<StringMapBundle>(texts);
-    EXPECT_EQ(bundle->getString(u"hello"), u"Grüß Gott"_qs);
-    EXPECT_EQ(bundle->getString(u"number"), u"7"_qs);
-    EXPECT_TRUE(bundle->lookupString(u"none").isEmpty());
-    EXPECT_THROW((void)bundle->getString(u"empty"), Exception);
-    EXPECT_EQ(failureOf([] { StringMapBundle none(nullptr); }), result::NullPointer);
-
+    const auto bundle = makeReference<StringMapBundle>(texts, makeReference<Locale>(u"de"));
+    const auto component = makeReference<ComStringBundle>(faceOf(*bundle));
+    EXPECT_EQ(component->getLocale(), nullptr); // is told, not asked for
+    for (const StringBundle* each :
+         {static_cast<StringBundle*>(bundle.get()), static_cast<StringBundle*>(component.get())}) {
+        EXPECT_EQ(each->getString(u"hello"), u"Grüß Gott"_qs);
+        EXPECT_EQ(each->getString(u"number"), u"7"_qs);
+        // Not the text of the key up to the 0 unit.
+        for (const String& none : {u"none"_qs, u"empty"_qs, String(u"hello\0x", 7)})
+            EXPECT_THROW((void)each->getString(none), Exception);
+        EXPECT_EQ(each->lookupString(String(u"hello, not all", String::AM_WRAP, 5)),
+                  u"Grüß Gott"_qs);
+    }
     EXPECT_EQ(bundle->getKeys(), bundle->getKeys());
     texts->put(u"late", new String(u"served, not listed"));
     EXPECT_EQ(bundle->getString(u"late"), u"served, not listed"_qs);
+    EXPECT_TRUE(component->getKeys()->equals(*bundle->getKeys()));
     expectResources(*bundle, 3);
-}
-
-TEST(ComStringBundle, IsWhatItsComponentIs) {
-    const auto inner = makeReference<StringMapBundle>(threeTexts(), makeReference<Locale>(u"de"));
-    const auto bundle = makeReference<ComStringBundle>(faceOf(*inner));
-    EXPECT_EQ(bundle->getLocale(), nullptr); // is told, not asked for
-    EXPECT_EQ(bundle->getString(u"hello"), u"Grüß Gott"_qs);
-    EXPECT_THROW((void)bundle->getString(u"none"), Exception);
-    // Not the text of the key up to the 0 unit.
-    EXPECT_TRUE(bundle->lookupString(String(u"hello\0x", 7)).isEmpty());
-    EXPECT_EQ(bundle->lookupString(String(u"hello, not all", String::AM_WRAP, 5)), u"Grüß Gott"_qs);
-    EXPECT_TRUE(bundle->getKeys()->equals(*inner->getKeys()));
-    expectResources(*bundle, 3);
-    EXPECT_EQ(failureOf([] { ComStringBundle none(nullptr); }), result::NullPointer);
+    expectResources(*component, 3);
+    expectEach(result::NullPointer,
+               {[] { StringMapBundle none(nullptr); }, [] { ComStringBundle none(nullptr); }});
 }
 
 TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
