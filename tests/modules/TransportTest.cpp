@@ -281,19 +281,17 @@ constexpr int32_t CertificateOfAnotherHost = static_cast<int32_t>(0x800B010Fu);
 /// Another program, of which the test reads the output.
 class Program {
 public:
-    explicit Program(const std::string& command) : m_output(::popen(command.c_str(), "r")) {}
-    ~Program() { ::pclose(m_output); }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
+    explicit Program(const std::string& command)
+        : m_output(::popen(command.c_str(), "r"), ::pclose) {}
 
     std::string line() {
         char text[1000] = "";
-        std::string read = std::fgets(text, sizeof text, m_output) ? text : "";
+        std::string read = std::fgets(text, sizeof text, m_output.get()) ? text : "";
         return read.substr(0, read.find('\n'));
     }
 
 private:
-    std::FILE* m_output;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_output;
 };
 
 class TransportTls : public OneTransport {
