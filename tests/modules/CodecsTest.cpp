@@ -340,7 +340,7 @@ TEST(CodecList, KnowsEveryNameOfAnEncodingAndForgivesWhatStandsBetweenItsParts) 
                                          {"csKOI8R", u"KOI8-R"},
                                          {"GBK", u"CP936"},
                                          {"macintosh", u"MACINTOSH"}})
-        EXPECT_EQ(BTCCom(codecOf(*list, name)).getEncodingName(), encoding);
+        EXPECT_EQ(BTCCom(codecOf(*list, name)).getEncodingName(), String(encoding));
     IQXCharCodec* none = nullptr;
     for (const char16_t* name : {u"", u"-", u"ISO-8859-12", u"KOI8-R\u0100"})
         EXPECT_EQ(list->CreateCodec(name, &none), result::UnknownEncoding);
