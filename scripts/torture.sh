@@ -61,7 +61,7 @@ stage_kills() {
         tested ipc 'Kinds/Crash.*' 25 &&
         tested ipc 'CrashUnderTraffic.*:*ADeadWaiter*:*AReaderWho*' 200 &&
         tested ipc '*APeerStopped*' 5 &&
-        tested util 'IniSharing.WhatWasAcknowledged*' 50 &&
+        tested util 'IniFileTest.AKilled*' 125 &&
         tested io 'FileStream.Sixteen*' 50 || return 1
     local left
     left=$(find "/dev/shm/qx-$(id -u)" -type f 2>/dev/null | wc -l)

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
 
 #include <qx/qx.h>

@@ -8,6 +8,7 @@
 #include <qx/qx.h>
 
 #include "tests/ipc/IpcTesting.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/FailingCalls.h"
@@ -353,6 +354,29 @@ TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
     EXPECT_EQ(ini->getWriteResult(), result::AccessDenied);
     EXPECT_EQ(readFile(path), text);
     EXPECT_EQ(contentOf(*ini), "[a]k=v;") << "as soon as it can be read";
+}
+
+/// Adds a key and is killed on the way; arguments: file, semaphore, number of the step.
+const ChildEntry killedEntry("IniKilled", [](const std::vector<std::string>& arguments) {
+    IniFile ini(arguments[0], arguments[1].c_str());
+    const FailingCalls failing(std::stoi(arguments[2]));
+    return ini.AddKey(u"a", u"new", u"1", true);
+});
+
+TEST_F(IniFileTest, AKilledWriterLeavesAWholeFileAndItsTurnToOthers) {
+    const std::string semaphore = uniqueName("ini");
+    IniFile other(path, semaphore.c_str());
+    for (int step = 0; step < 8; ++step) {
+        SCOPED_TRACE(step);
+        writeOld("[a]\nk=v\n");
+        EXPECT_EQ(ChildProcess("IniKilled", {path, semaphore, std::to_string(step)}).join(), -9);
+        // The last step makes the name durable that the file has already.
+        EXPECT_EQ(readFile(path), step < 7 ? "[a]\nk=v\n" : "[a]\nk=v\nnew=1\n\n");
+        EXPECT_EQ(other.AddKey(u"a", u"new", u"2", true), result::Ok);
+        EXPECT_EQ(readFile(path), "[a]\nk=v\nnew=2\n\n");
+        const fs::directory_iterator files(folder.path(""));
+        EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "nothing is left aside";
+    }
 }
 
 TEST_F(IniFileTest, ThreadsMayShareAnObjectThatHasASemaphore) {

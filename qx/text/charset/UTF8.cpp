@@ -1,5 +1,7 @@
 #include "qx/text/charset/UTF8.h"
 
+#include <algorithm>
+
 #include <qx/text/charset/detail/Utf8.h>
 #include <qx/text/charset/detail/Window.h>
 

@@ -1,5 +1,6 @@
 #include "qx/util/config/detail/IniSets.h"
 
+#include <algorithm>
 #include <new>
 
 namespace qx::util::detail {
