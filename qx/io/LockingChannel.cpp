@@ -21,6 +21,8 @@ bool LockingChannel::tryWait() { return m_mutex.tryWait(); }
 
 void LockingChannel::signal() { m_mutex.signal(); }
 
+bool LockingChannel::acquiredFromDead() const { return m_mutex.acquiredFromDead(); }
+
 int LockingChannel::read(ByteBuffer& buffer) { return m_channel->read(buffer); }
 
 int LockingChannel::write(ByteBuffer& buffer) { return m_channel->write(buffer); }

@@ -30,6 +30,11 @@ public:
     /// @throws ResultException with result::NotOwner when the thread does not hold it
     virtual void signal();
 
+    /// True when the calling thread holds a named lock and got it from a process that died or ended
+    /// while it held it: the other side may have been left in the middle of a sequence. See
+    /// sync::Mutex.
+    bool acquiredFromDead() const;
+
     void lock() { wait(); }
     [[nodiscard]] bool try_lock() { return tryWait(); }
     void unlock() { signal(); }

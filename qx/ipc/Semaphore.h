@@ -36,6 +36,12 @@ public:
     /// The number of available units, which may change at any time.
     virtual int32_t getValue();
 
+    /// True when the unit that the calling thread took last is one that came back from a process
+    /// which died or ended with it, and the thread has not signalled since: what the semaphore
+    /// guards may be half changed. Each unit that came back is taken before others and told once,
+    /// and once more when whoever was told dies with it. Never true for a signal.
+    bool acquiredFromDead() const;
+
 private:
     PlatformHandle<&QXNamedSemClose> m_handle;
 };

@@ -30,6 +30,20 @@ extern "C" {
 /// Flag of the Create functions: the object of that name is common to the processes of the user.
 #define QX_SYNC_SHARED 1u
 
+/// 1 when the calling thread holds the object and its last acquisition came after a holder who died
+/// inside, or ended or closed its last handle without giving back: what the object guards may be
+/// half changed. 0 otherwise, and always inside one process. An acquisition that a holder repeats
+/// is part of its first one. Whoever is told and dies too leaves it to the next.
+///
+/// Of a mutex or condition the next holder is told. Of a reader-writer lock, after a writer has
+/// died, every reader and writer is, until a writer gives it back; a dead reader has changed
+/// nothing. Of a semaphore that guards resources each unit that came back is taken before others
+/// and told once; where one process holds several, each of its threads is asked for its last one. A
+/// kill just between two steps of taking or giving back may tell one too many, never one too few.
+///
+/// A process remembers the 64 threads that were told last. A child made by fork holds nothing.
+QX_API int32_t QXSyncAcquiredFromDead(QXHandle handle);
+
 // Recursive mutual exclusion.
 
 /// Creates a mutex that nobody holds.

@@ -16,6 +16,10 @@ bool Condition::tryAcquire() { return QXConditionTryAcquire(m_handle.get()) >= 0
 
 void Condition::release() { throwIfFailed(QXConditionRelease(m_handle.get())); }
 
+bool Condition::acquiredFromDead() const {
+    return throwIfFailed(QXSyncAcquiredFromDead(m_handle.get())) != 0;
+}
+
 void Condition::wait() { throwIfFailed(QXConditionWait(m_handle.get())); }
 
 void Condition::wait(uint32_t milliseconds) {

@@ -35,6 +35,11 @@ public:
     [[nodiscard]] bool tryAcquire();
     void release();
 
+    /// True when the calling thread holds the lock and got it, between processes, from one who died
+    /// or ended while it held it: what it guards may be half changed. A wait gives the lock up and
+    /// takes it anew: ask again behind it.
+    bool acquiredFromDead() const;
+
     /// Gives the lock up, as often as it is held, blocks until a signal for this wait, and takes
     /// the lock back.
     /// @throws ResultException when the caller does not hold the lock (result::NotOwner)

@@ -15,4 +15,8 @@ bool Mutex::tryWait() { return QXMutexTryAcquire(m_handle.get()) >= 0; }
 
 void Mutex::signal() { throwIfFailed(QXMutexRelease(m_handle.get())); }
 
+bool Mutex::acquiredFromDead() const {
+    return throwIfFailed(QXSyncAcquiredFromDead(m_handle.get())) != 0;
+}
+
 } // namespace qx::sync

@@ -19,6 +19,12 @@ public:
     [[nodiscard]] bool tryWait() override;
     void signal() override;
 
+    /// True when the calling thread holds the mutex and got it, between processes, from one who
+    /// died or ended while it held it, or closed it: what the mutex guards may be half changed.
+    /// Stays true until the thread has unlocked it as often as it locked it; the next holder is
+    /// told only when this one dies as well. Never true for a mutex inside one process.
+    bool acquiredFromDead() const;
+
 private:
     PlatformHandle<&QXMutexDestroy> m_handle;
 };

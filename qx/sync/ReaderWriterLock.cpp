@@ -21,4 +21,8 @@ bool ReaderWriterLock::tryWaitShared() { return QXRWLockTryAcquireRead(m_handle.
 
 void ReaderWriterLock::signalShared() { throwIfFailed(QXRWLockReleaseRead(m_handle.get())); }
 
+bool ReaderWriterLock::acquiredFromDead() const {
+    return throwIfFailed(QXSyncAcquiredFromDead(m_handle.get())) != 0;
+}
+
 } // namespace qx::sync

@@ -31,6 +31,12 @@ public:
     /// @throws ResultException when there is none (result::NotOwner)
     virtual void signalShared();
 
+    /// True when the calling thread holds the lock, as reader or writer, and a process died as the
+    /// writer, or ended or closed the lock, and no writer has given the lock back since: what it
+    /// guards may be half changed. All readers are told until a writer has been in and could put it
+    /// right. A reader that died has changed nothing. Never true for a lock inside one process.
+    bool acquiredFromDead() const;
+
     void lock_shared() { waitShared(); }
     [[nodiscard]] bool try_lock_shared() { return tryWaitShared(); }
     void unlock_shared() { signalShared(); }

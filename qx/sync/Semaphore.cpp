@@ -21,4 +21,8 @@ int32_t Semaphore::getValue() {
     return value;
 }
 
+bool Semaphore::acquiredFromDead() const {
+    return throwIfFailed(QXSyncAcquiredFromDead(m_handle.get())) != 0;
+}
+
 } // namespace qx::sync

@@ -31,6 +31,12 @@ public:
     /// The units at hand; out of date as soon as another thread waits or signals.
     virtual int32_t getValue();
 
+    /// True when the unit that the calling thread took last is one that came back from a process
+    /// which died or ended with it, and the thread has not signalled since. Only a semaphore
+    /// between processes that was created with 1 or more gets units back; each is taken before
+    /// others and told once, and once more when whoever was told dies with it.
+    bool acquiredFromDead() const;
+
 private:
     PlatformHandle<&QXSemaphoreDestroy> m_handle;
 };

@@ -68,6 +68,8 @@ int32_t valueOf(QXHandle semaphore) {
     return value;
 }
 
+constexpr Operation isTold = QXSyncAcquiredFromDead;
+
 using namespace result;
 
 const Script Scripts[] = {
@@ -197,6 +199,29 @@ const Script AmongProcesses[] = {
      Signals,
      {a(QXSemaphorePost), b(QXSemaphorePost), b(QXSemaphorePost), b(QXSemaphoreWait), b(Dies),
       c(QXSemaphoreWait), c(Quits), a(QXSemaphoreWait), a(QXSemaphoreTryWait, Busy)}},
+    {"WhoeverHoldsAMutexNextIsToldThatTheLastOneWentInside",
+     Mutexes,
+     {b(QXMutexAcquire), b(isTold, 0),      b(Dies),           c(isTold, 0), c(QXMutexAcquire),
+      c(isTold, 1),      c(QXMutexAcquire), c(QXMutexRelease), c(isTold, 1), c(QXMutexRelease),
+      c(isTold, 0),      c(QXMutexAcquire), c(isTold, 0),      c(Quits),     d(QXMutexAcquire),
+      d(isTold, 1),      d(Dies),           a(QXMutexAcquire), a(isTold, 1), a(QXMutexRelease),
+      a(QXMutexAcquire), a(isTold, 0)}},
+    {"TheLockOfAConditionTellsItsNextHolder",
+     Conditions,
+     {b(QXConditionAcquire), b(Dies), a(QXConditionAcquire), a(isTold, 1),
+      a(QXConditionTimedWait, 1, TimedOut), a(isTold, 0)}},
+    {"AllAreToldOfADeadWriterUntilAnotherHasBeenInButOfNoReader",
+     RWLocks,
+     {b(QXRWLockAcquireRead), b(Dies), a(QXRWLockAcquireWrite), a(isTold, 0),
+      a(QXRWLockReleaseWrite), c(QXRWLockAcquireWrite), c(Dies), a(QXRWLockAcquireRead),
+      a(isTold, 1), d(QXRWLockAcquireRead), d(isTold, 1), d(QXRWLockReleaseRead), d(isTold, 0),
+      a(QXRWLockReleaseRead), d(QXRWLockAcquireWrite), d(isTold, 1), d(QXRWLockReleaseWrite),
+      a(QXRWLockAcquireRead), a(isTold, 0)}},
+    {"EachUnitOfADeadOneTellsWhoeverTakesItFirst",
+     GuardsOfThree,
+     {b(QXSemaphoreWait), b(QXSemaphoreWait), b(Dies), c(QXSemaphoreWait), c(QXSemaphoreWait),
+      a(QXSemaphoreTryWait), a(isTold, 0), c(isTold, 1), c(QXSemaphorePost), c(isTold, 0),
+      a(QXSemaphoreWait), a(isTold, 0), c(Dies), d(QXSemaphoreWait), d(isTold, 1)}},
 };
 
 class Contract : public testing::TestWithParam<std::tuple<Way, Script>> {
@@ -323,6 +348,7 @@ struct Arena {
     std::atomic<int> violations;
     std::atomic<int64_t> sections; // ended, by anybody
     int64_t guarded;               // changed under a lock of one holder, not atomic
+    std::atomic<bool> isHalfDone;  // while one holder is inside, and when it was killed there
     Worker workers[Processes + Kills];
 
     /// Living workers inside at one instant; 0 when they moved while they were counted.
@@ -356,13 +382,16 @@ const ChildEntry worker("crash-worker", [](const auto& arguments) {
     while (!arena->stop) {
         CHECK_IN_CHILD(kind.hold(handle) >= 0);
         ++self.turns;
-        if (kind.holders == 1)
+        if (kind.holders == 1) {
+            CHECK_IN_CHILD(!arena->isHalfDone.exchange(true) || isTold(handle) == 1);
             ++arena->guarded;
+        }
         if (arena->countInside() > kind.holders)
             ++arena->violations;
         pauseAtTimes();
         ++arena->sections;
         ++self.turns;
+        arena->isHalfDone = false;
         CHECK_IN_CHILD(kind.release(handle) >= 0);
         pauseAtTimes();
     }

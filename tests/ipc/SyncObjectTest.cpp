@@ -23,7 +23,8 @@ const struct Family {
     const ObjectKind& kind;
     std::vector<Call> uncontended; // one after the other
 } Families[] = {
-    {Mutexes, {QXMutexAcquire, QXMutexTryAcquire, QXMutexRelease, QXMutexRelease}},
+    {Mutexes,
+     {QXMutexAcquire, QXMutexTryAcquire, QXSyncAcquiredFromDead, QXMutexRelease, QXMutexRelease}},
     {Conditions,
      {QXConditionAcquire, QXConditionTryAcquire, QXConditionSignal, QXConditionBroadcast,
       QXConditionRelease, QXConditionRelease}},

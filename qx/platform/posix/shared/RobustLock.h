@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <mutex>
@@ -28,6 +29,11 @@ public:
 private:
     pthread_mutex_t m_mutex;
 };
+
+/// Keeps the compiler from exchanging the writes before it with those behind it, where it matters
+/// between which of them a process was killed. The processor does not: what a killed process has
+/// written is what stands before one point of its code.
+inline void keepOrderOfWrites() noexcept { std::atomic_signal_fence(std::memory_order_seq_cst); }
 
 /// Reads the result of an attempt to acquire a robust lock: true when it is held now, after
 /// @p repair where its last holder died, false when it is another's.

@@ -22,7 +22,7 @@ struct SharedObject::Header {
 namespace {
 
 // Changes with every change of a state's layout.
-constexpr uint32_t Magic = 0x71785302;
+constexpr uint32_t Magic = 0x71785303;
 constexpr size_t StateOffset = 64;
 
 // Constant-initialised and empty again when everything is closed: usable before main and after it,
@@ -146,6 +146,7 @@ bool SharedObject::isReapDue() noexcept {
 
 void SharedObject::afterForkInChild() noexcept {
     for (SharedObject* object = s_objects; object != nullptr; object = object->m_next) {
+        object->m_heirs.clear();
         if (!std::exchange(object->m_isUsable, false))
             continue;
         object->m_isUsable = object->m_file.tryReenter() &&

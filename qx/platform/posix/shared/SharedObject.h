@@ -9,6 +9,7 @@
 
 #include <qx/platform/posix/handle.h>
 #include <qx/platform/posix/process/ThreadIdentity.h>
+#include <qx/platform/posix/shared/Heirs.h>
 #include <qx/platform/posix/shared/RobustLock.h>
 #include <qx/platform/posix/shared/SharedFile.h>
 #include <qx/platform/posix/shared/WaitWord.h>
@@ -71,10 +72,15 @@ public:
 
     /// The object of a handle, or null when it is none of this kind or was lost in a fork.
     static SharedObject* find(QXHandle handle, Kind kind) noexcept {
+        SharedObject* const object = find(handle);
+        return object != nullptr && object->m_layout.kind == kind ? object : nullptr;
+    }
+    /// The same for any kind.
+    static SharedObject* find(QXHandle handle) noexcept {
         if (handle == NoHandle || (handle & 1u) == 0)
             return nullptr;
         auto* object = reinterpret_cast<SharedObject*>(static_cast<uintptr_t>(handle) - 1u);
-        return object->m_layout.kind == kind && object->isUsable() ? object : nullptr;
+        return object->isUsable() ? object : nullptr;
     }
 
     template <class State>
@@ -98,6 +104,9 @@ public:
     bool isAlive(uint32_t slot) const noexcept { return m_file.isSlotTaken(slot); }
     /// False while this process comes to its slot, and so to what the one before has left there.
     bool isUsable() const noexcept { return m_isUsable; }
+    /// Who of this process has what a dead holder left. An acquisition is noted while the lock of
+    /// the state, or the object itself, is held.
+    Heirs& heirs() noexcept { return m_heirs; }
     /// True at most once in a tenth of a second among all processes: time to look for dead ones.
     bool isReapDue() noexcept;
 
@@ -122,6 +131,7 @@ private:
     SharedFile m_file;
     Header* m_header = nullptr;
     void* m_state = nullptr;
+    Heirs m_heirs;
     bool m_isUsable = false; // it has a slot and a state
     uint32_t m_references = 1;
     SharedObject* m_next = nullptr;

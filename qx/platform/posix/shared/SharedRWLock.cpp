@@ -3,17 +3,16 @@
 namespace qx::platform {
 
 int32_t SharedRWLock::acquireRead(shared::SharedObject& caller) noexcept {
-    const uint32_t slot = caller.slot();
-    if (enterAsReader(slot))
+    if (enterAsReader(caller))
         return result::Ok;
     if (isWriter(caller))
         return result::Deadlock;
-    beginToWaitAsReader(slot);
-    return waitReaping(caller, *this, nullptr, [&] { return enterAsWaitingReader(slot); });
+    beginToWaitAsReader(caller.slot());
+    return waitReaping(caller, *this, nullptr, [&] { return enterAsWaitingReader(caller); });
 }
 
 int32_t SharedRWLock::acquireWrite(shared::SharedObject& caller) noexcept {
-    if (enterAsWriter(caller.caller()))
+    if (enterAsWriter(caller))
         return result::Ok;
     if (isWriter(caller))
         return result::Deadlock;
@@ -27,12 +26,12 @@ int32_t SharedRWLock::acquireWrite(shared::SharedObject& caller) noexcept {
 }
 
 int32_t SharedRWLock::tryAcquireRead(shared::SharedObject& caller) noexcept {
-    const bool entered = tryReaping(caller, *this, [&] { return enterAsReader(caller.slot()); });
+    const bool entered = tryReaping(caller, *this, [&] { return enterAsReader(caller); });
     return entered ? result::Ok : result::Busy;
 }
 
 int32_t SharedRWLock::tryAcquireWrite(shared::SharedObject& caller) noexcept {
-    const bool entered = tryReaping(caller, *this, [&] { return enterAsWriter(caller.caller()); });
+    const bool entered = tryReaping(caller, *this, [&] { return enterAsWriter(caller); });
     return entered ? result::Ok : result::Busy;
 }
 
@@ -41,12 +40,13 @@ bool SharedRWLock::isWriter(shared::SharedObject& caller) noexcept {
     return m_writer == caller.caller();
 }
 
-bool SharedRWLock::enterAsReader(uint32_t slot) noexcept {
+bool SharedRWLock::enterAsReader(shared::SharedObject& caller) noexcept {
     const shared::Locked locked(*this);
     if (m_writer != NoThread || m_claim != 0)
         return false;
-    ++m_slots[slot].readers;
+    ++m_slots[caller.slot()].readers;
     ++m_readers;
+    caller.heirs().note(m_isDoubtful);
     return true;
 }
 
@@ -56,24 +56,27 @@ void SharedRWLock::beginToWaitAsReader(uint32_t slot) noexcept {
     ++m_waitingReaders;
 }
 
-bool SharedRWLock::enterAsWaitingReader(uint32_t slot) noexcept {
+bool SharedRWLock::enterAsWaitingReader(shared::SharedObject& caller) noexcept {
+    Slot& slot = m_slots[caller.slot()];
     const shared::Locked locked(*this);
     if (m_writer != NoThread || (m_claim != 0 && m_admitted == 0))
         return false;
     if (m_admitted > 0)
         --m_admitted;
-    --m_slots[slot].waitingReaders;
+    --slot.waitingReaders;
     --m_waitingReaders;
-    ++m_slots[slot].readers;
+    ++slot.readers;
     ++m_readers;
+    caller.heirs().note(m_isDoubtful);
     return true;
 }
 
-bool SharedRWLock::enterAsWriter(uint64_t caller) noexcept {
+bool SharedRWLock::enterAsWriter(shared::SharedObject& caller) noexcept {
     const shared::Locked locked(*this);
     if (!canWrite())
         return false;
-    m_writer = caller;
+    m_writer = caller.caller();
+    caller.heirs().note(m_isDoubtful);
     return true;
 }
 
@@ -87,6 +90,7 @@ bool SharedRWLock::enterAsWriterOrClaim(shared::SharedObject& caller) noexcept {
     }
     m_writer = caller.caller();
     m_claim = 0;
+    caller.heirs().note(m_isDoubtful);
     return true;
 }
 
@@ -98,6 +102,7 @@ void SharedRWLock::dropStaleAdmissions() noexcept {
 }
 
 int32_t SharedRWLock::releaseRead(shared::SharedObject& caller) noexcept {
+    caller.heirs().forget();
     {
         const shared::Locked locked(*this);
         if (m_slots[caller.slot()].readers == 0)
@@ -115,6 +120,8 @@ int32_t SharedRWLock::releaseWrite(shared::SharedObject& caller) noexcept {
         const shared::Locked locked(*this);
         if (m_writer != caller.caller())
             return result::NotOwner;
+        caller.heirs().forget();
+        m_isDoubtful = false; // killed behind this, it is still the writer, and a dead one
         m_writer = NoThread;
         m_admitted = m_waitingReaders;
     }
@@ -128,8 +135,11 @@ bool SharedRWLock::isInUse(uint32_t slot) const noexcept {
 }
 
 void SharedRWLock::giveBack(uint32_t slot) noexcept {
-    if (shared::SharedObject::slotOf(m_writer) == slot + 1)
+    if (shared::SharedObject::slotOf(m_writer) == slot + 1) {
+        m_isDoubtful = true; // before the lock is free: whoever gives back may be killed himself
+        shared::keepOrderOfWrites();
         m_writer = NoThread;
+    }
     m_slots[slot] = {};
     repair();
 }

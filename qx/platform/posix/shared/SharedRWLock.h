@@ -11,6 +11,9 @@ namespace qx::platform {
 /// Fairness: a writer that has to wait puts a claim, which keeps new readers out; a writer that
 /// leaves admits the readers who wait at that moment, which keeps the next writer out until they
 /// have been in.
+///
+/// What a dead writer left is doubtful until another writer has been in and given the lock back:
+/// until then everybody who comes in is told. A dead reader has changed nothing.
 class SharedRWLock {
 public:
     int32_t acquireRead(shared::SharedObject& caller) noexcept;
@@ -38,14 +41,15 @@ private:
         return m_writer == NoThread && m_readers == 0 && m_admitted == 0;
     }
     bool isWriter(shared::SharedObject& caller) noexcept;
-    bool enterAsReader(uint32_t slot) noexcept;
-    bool enterAsWaitingReader(uint32_t slot) noexcept;
+    bool enterAsReader(shared::SharedObject& caller) noexcept;
+    bool enterAsWaitingReader(shared::SharedObject& caller) noexcept;
     void beginToWaitAsReader(uint32_t slot) noexcept;
-    bool enterAsWriter(uint64_t caller) noexcept;
+    bool enterAsWriter(shared::SharedObject& caller) noexcept;
     bool enterAsWriterOrClaim(shared::SharedObject& caller) noexcept;
     void dropStaleAdmissions() noexcept;
 
     uint64_t m_writer = NoThread;
+    bool m_isDoubtful = false;     // a writer died, and none has been in since
     uint32_t m_claim = 0;          // slot + 1 of a waiting writer; 0 when there is none
     uint32_t m_readers = 0;        // sum over the slots
     uint32_t m_waitingReaders = 0; // sum over the slots

@@ -1,9 +1,11 @@
 #include "qx/platform/posix/shared/SharedSemaphore.h"
 
+#include <algorithm>
+
 namespace qx::platform {
 
 int32_t SharedSemaphore::post(shared::SharedObject& caller) noexcept {
-    const int32_t r = m_isGuard ? postUnit(caller.slot()) : postSignal();
+    const int32_t r = m_isGuard ? postUnit(caller) : postSignal();
     if (r >= 0)
         waiters.wakeOne();
     return r;
@@ -14,14 +16,13 @@ int32_t SharedSemaphore::wait(shared::SharedObject& caller) noexcept {
         const auto take = [this] { return takeSignal(); };
         return take() ? result::Ok : waitUntil(waiters, nullptr, take, [](bool) {});
     }
-    const auto take = [&] { return takeUnit(caller.slot()); };
+    const auto take = [&] { return takeUnit(caller); };
     return take() ? result::Ok : waitReaping(caller, *this, nullptr, take);
 }
 
 int32_t SharedSemaphore::tryWait(shared::SharedObject& caller) noexcept {
-    const bool taken = m_isGuard
-                           ? tryReaping(caller, *this, [&] { return takeUnit(caller.slot()); })
-                           : takeSignal();
+    const bool taken =
+        m_isGuard ? tryReaping(caller, *this, [&] { return takeUnit(caller); }) : takeSignal();
     return taken ? result::Ok : result::Busy;
 }
 
@@ -56,17 +57,24 @@ int32_t SharedSemaphore::postSignal() noexcept {
     return result::Ok;
 }
 
-bool SharedSemaphore::takeUnit(uint32_t slot) noexcept {
+bool SharedSemaphore::takeUnit(shared::SharedObject& caller) noexcept {
     const shared::Locked locked(*this);
     const int32_t current = m_count.load(std::memory_order_relaxed);
     if (current == 0)
         return false;
-    ++m_held[slot];
+    ++m_held[caller.slot()];
     m_count.store(current - 1, std::memory_order_relaxed);
+    caller.heirs().note(m_orphaned > 0);
+    if (m_orphaned > 0) {
+        shared::keepOrderOfWrites(); // whoever dies in between is missed, and the next one told
+        --m_orphaned;
+    }
     return true;
 }
 
-int32_t SharedSemaphore::postUnit(uint32_t slot) noexcept {
+int32_t SharedSemaphore::postUnit(shared::SharedObject& caller) noexcept {
+    const uint32_t slot = caller.slot();
+    caller.heirs().forget();
     const shared::Locked locked(*this);
     const int32_t current = m_count.load(std::memory_order_relaxed);
     if (m_held[slot] != 0)
@@ -81,15 +89,24 @@ int32_t SharedSemaphore::postUnit(uint32_t slot) noexcept {
 
 void SharedSemaphore::giveBack(uint32_t slot) noexcept {
     const auto returned = static_cast<int32_t>(m_held[slot]);
+    m_orphaned += std::min(returned, HighestCount - m_orphaned);
+    shared::keepOrderOfWrites();
     m_held[slot] = 0;
-    m_count.fetch_add(returned);
+    const int32_t free = m_count.fetch_add(returned) + returned;
+    m_orphaned = std::min(m_orphaned, free);
 }
 
 void SharedSemaphore::repair() noexcept {
+    const int32_t free = countFree();
+    m_count.store(free);
+    m_orphaned = std::min(m_orphaned, free);
+}
+
+int32_t SharedSemaphore::countFree() const noexcept {
     int32_t free = m_units;
     for (const uint32_t unitsOfSlot : m_held)
         free -= static_cast<int32_t>(unitsOfSlot);
-    m_count.store(free);
+    return free;
 }
 
 } // namespace qx::platform

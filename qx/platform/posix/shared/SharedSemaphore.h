@@ -11,6 +11,9 @@ namespace qx::platform {
 /// A signal is the atomic count alone. A guard also knows who holds how many units: m_units and
 /// m_held are the truth and change by one word at a time, under the lock; the count of a guard is
 /// derived from them, so that a holder of the lock may die between any two writes.
+///
+/// Units that came back from the dead are taken first, and whoever takes one is told. How many they
+/// are is counted so that a death between two writes tells one too many but never one too few.
 class SharedSemaphore {
 public:
     static constexpr int32_t HighestCount = INT32_MAX;
@@ -34,12 +37,14 @@ public:
 private:
     bool takeSignal() noexcept;
     int32_t postSignal() noexcept;
-    bool takeUnit(uint32_t slot) noexcept;
-    int32_t postUnit(uint32_t slot) noexcept;
+    bool takeUnit(shared::SharedObject& caller) noexcept;
+    int32_t postUnit(shared::SharedObject& caller) noexcept;
+    int32_t countFree() const noexcept;
 
     const bool m_isGuard;
     std::atomic<int32_t> m_count; // units that can be taken
     int32_t m_units;              // of a guard, held ones included
+    int32_t m_orphaned = 0;       // of those that can be taken: given back for the dead
     uint32_t m_held[shared::SlotCount] = {};
 };
 

@@ -20,8 +20,10 @@ public:
     }
     void lockContended(SharedObject& caller) noexcept { lock(caller); }
 
-    void unlock(SharedObject&) noexcept {
-        m_holder.store(NoThread, std::memory_order_relaxed);
+    void unlock(SharedObject& caller) noexcept {
+        caller.heirs().forget();
+        // A holder that is killed behind this has left nothing half done, and is not told of.
+        m_holder.store(NoThread, std::memory_order_release);
         m_lock.release();
     }
     bool tryUnlockUncontended(SharedObject& caller) noexcept {
@@ -35,17 +37,23 @@ public:
         return m_holder.load(std::memory_order_relaxed) == caller.caller();
     }
 
-    /// Unlocks when the calling thread holds it. A process that comes to its slot only forgets a
-    /// holder that had the slot before, for whom its own threads would be taken.
+    /// Unlocks when the calling thread holds it. A process that comes to its slot only forgets
+    /// which holder had the slot before, for whom its own threads would be taken.
     void leave(SharedObject& caller) noexcept {
         uint64_t holder = m_holder.load(std::memory_order_relaxed);
-        if (caller.isOwn(holder) && m_holder.compare_exchange_strong(holder, NoThread) &&
+        if (caller.isOwn(holder) && m_holder.compare_exchange_strong(holder, Abandoned) &&
             caller.isUsable() && holder == caller.caller())
             m_lock.release();
     }
 
 private:
+    /// A holder that went without unlocking; no thread of any process.
+    static constexpr uint64_t Abandoned = 1;
+
+    /// Whoever finds a holder entered comes after one that has not unlocked. It is told before its
+    /// own name stands there: when it is killed in between, the next one finds the same holder.
     bool enter(SharedObject& caller) noexcept {
+        caller.heirs().note(m_holder.load(std::memory_order_relaxed) != NoThread);
         m_holder.store(caller.caller(), std::memory_order_relaxed);
         return true;
     }
