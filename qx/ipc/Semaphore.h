@@ -5,6 +5,7 @@
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/export.h>
 #include <qx/platform/shared.h>
+#include <qx/sync/Duration.h>
 #include <qx/sync/Object.h>
 
 namespace qx::ipc {
@@ -30,10 +31,25 @@ public:
     void wait() override;
     [[nodiscard]] bool tryWait() override;
 
+    /// Waits for a unit for at most any std::chrono::duration, rounded up to milliseconds, or until
+    /// a time point of any clock; false when there was none in time. When the time is already over,
+    /// they take a unit that is there.
+    template <sync::Duration D>
+    [[nodiscard]] bool waitFor(const D& duration) {
+        return sync::waitInSteps(duration,
+                                 [this](uint32_t milliseconds) { return tryWait(milliseconds); });
+    }
+    template <sync::TimePoint T>
+    [[nodiscard]] bool waitUntil(const T& end) {
+        return sync::waitUntilTime(end,
+                                   [this](uint32_t milliseconds) { return tryWait(milliseconds); });
+    }
+
     /// Gives back a unit, or adds one.
     virtual void signal();
 
-    /// The number of available units, which may change at any time.
+    /// The units that could be taken at a moment within the call: those of processes that are dead
+    /// by then count as given back. Others may take and give at any time.
     virtual int32_t getValue();
 
     /// True when the unit that the calling thread took last is one that came back from a process
@@ -42,7 +58,24 @@ public:
     /// and once more when whoever was told dies with it. Never true for a signal.
     bool acquiredFromDead() const;
 
+    /// Serve std::lock_guard, std::unique_lock and std::scoped_lock, and with a limit
+    /// std::unique_lock: one unit of a semaphore that was created with 1 is a lock between
+    /// processes.
+    void lock() { wait(); }
+    [[nodiscard]] bool try_lock() { return tryWait(); }
+    template <sync::Duration D>
+    [[nodiscard]] bool try_lock_for(const D& duration) {
+        return waitFor(duration);
+    }
+    template <sync::TimePoint T>
+    [[nodiscard]] bool try_lock_until(const T& end) {
+        return waitUntil(end);
+    }
+    void unlock() { signal(); }
+
 private:
+    bool tryWait(uint32_t milliseconds);
+
     PlatformHandle<&QXNamedSemClose> m_handle;
 };
 

@@ -9,8 +9,8 @@
 namespace qx::ipc {
 
 /// A named semaphore that the thread which holds it may take again. Created with 1 it is a
-/// recursive lock between processes, which std::unique_lock and its like can hold. No matter how
-/// often the owner has taken it, other processes see one unit taken.
+/// recursive lock between processes. No matter how often the owner has taken it, other
+/// processes see one unit taken.
 ///
 /// All members may be called from any thread. One object has one owner at a time; when threads
 /// share a semaphore of several units, each needs an object of its own.
@@ -29,11 +29,9 @@ public:
     /// the calling thread is not the owner.
     void signal() override;
 
-    void lock() { wait(); }
-    [[nodiscard]] bool try_lock() { return tryWait(); }
-    void unlock() { signal(); }
-
 private:
+    friend class Semaphore;
+
     bool enterAgain();
     void becomeOwner();
 

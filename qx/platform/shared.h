@@ -21,8 +21,8 @@ extern "C" {
 QX_API const char* QXSharedObjectsLack(void);
 
 /// Opens the semaphore of that name, creating it with @p value units when nobody has it open; an
-/// existing one keeps its count. Use the handle with QXSemaphoreWait, TryWait, Post and GetValue
-/// (sync.h). The semaphore disappears when its last user closes it or dies.
+/// existing one keeps its count. Use the handle with QXSemaphoreWait, TryWait, TimedWait, Post and
+/// GetValue (sync.h). The semaphore disappears when its last user closes it or dies.
 ///
 /// Created with 1 or more it guards resources: units belong to the process that took them, and
 /// those of a process that ends, or closes its last handle of the name, are given back: waiters

@@ -115,7 +115,7 @@ QX_API int32_t QXGateTryWait(QXHandle handle);
 /// Waits for at most that time.
 QX_API int32_t QXGateTimedWait(QXHandle handle, uint32_t milliseconds);
 
-// A semaphore counts units from 0 to 0x7FFFFFFF. The last four functions also serve the named
+// A semaphore counts units from 0 to 0x7FFFFFFF. The last five functions also serve the named
 // semaphores of shared.h.
 
 /// Creates a semaphore; 0x80070057 for an initial count above the limit.
@@ -130,7 +130,10 @@ QX_API int32_t QXSemaphorePost(QXHandle handle);
 QX_API int32_t QXSemaphoreWait(QXHandle handle);
 /// The same without waiting: 0x800700AA when there is no unit.
 QX_API int32_t QXSemaphoreTryWait(QXHandle handle);
-/// Units that can be taken. Other threads may have changed it meanwhile.
+/// Waits for at most that time.
+QX_API int32_t QXSemaphoreTimedWait(QXHandle handle, uint32_t milliseconds);
+/// The units that could be taken at a moment within the call, those of the dead included. Others
+/// may have changed it meanwhile.
 QX_API int32_t QXSemaphoreGetValue(QXHandle handle, int32_t* value);
 
 // A lock with many readers or one writer, which is not recursive. Readers and writers that wait are

@@ -1,6 +1,7 @@
 #include "qx/sync/Semaphore.h"
 
 #include <qx/core/Result.h>
+#include <qx/sync/TimedWait.h>
 #include <qx/sync/detail/Opened.h>
 
 namespace qx::sync {
@@ -12,6 +13,10 @@ Semaphore::Semaphore(uint32_t initialCount, const char* name, unsigned int flags
 void Semaphore::wait() { throwIfFailed(QXSemaphoreWait(m_handle.get())); }
 
 bool Semaphore::tryWait() { return QXSemaphoreTryWait(m_handle.get()) >= 0; }
+
+bool Semaphore::tryWait(uint32_t milliseconds) {
+    return signalled(QXSemaphoreTimedWait(m_handle.get(), milliseconds));
+}
 
 void Semaphore::signal() { throwIfFailed(QXSemaphorePost(m_handle.get())); }
 

@@ -4,6 +4,7 @@
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/sync.h>
+#include <qx/sync/Duration.h>
 #include <qx/sync/Object.h>
 
 namespace qx::sync {
@@ -24,11 +25,25 @@ public:
     void wait() override;
     [[nodiscard]] bool tryWait() override;
 
+    /// Waits for a unit for at most any std::chrono::duration, rounded up to milliseconds, or until
+    /// a time point of any clock; false when there was none in time. When the time is already over,
+    /// they take a unit that is there.
+    template <Duration D>
+    [[nodiscard]] bool waitFor(const D& duration) {
+        return waitInSteps(duration,
+                           [this](uint32_t milliseconds) { return tryWait(milliseconds); });
+    }
+    template <TimePoint T>
+    [[nodiscard]] bool waitUntil(const T& end) {
+        return waitUntilTime(end, [this](uint32_t milliseconds) { return tryWait(milliseconds); });
+    }
+
     /// Adds one unit.
     /// @throws ResultException at the greatest count (result::Overflow)
     virtual void signal();
 
-    /// The units at hand; out of date as soon as another thread waits or signals.
+    /// The units at hand at a moment within the call, those that dead processes held included; out
+    /// of date as soon as another thread waits or signals.
     virtual int32_t getValue();
 
     /// True when the unit that the calling thread took last is one that came back from a process
@@ -38,6 +53,8 @@ public:
     bool acquiredFromDead() const;
 
 private:
+    bool tryWait(uint32_t milliseconds);
+
     PlatformHandle<&QXSemaphoreDestroy> m_handle;
 };
 

@@ -428,7 +428,12 @@ TEST(SemaphoreR, ExcludesThreadsThroughOneObjectAndThroughSeveral) {
     inThreads(4, [&](int thread) {
         SemaphoreR own(name.c_str(), 1, nullptr);
         for (int round = 0; round < 300; ++round) {
-            std::unique_lock outer(thread % 2 == 0 ? common : own), inner(*outer.mutex());
+            std::unique_lock outer(thread % 2 == 0 ? common : own, std::defer_lock);
+            while (round % 2 == 0 && !outer.try_lock_for(std::chrono::seconds(30))) {
+            }
+            if (round % 2 != 0)
+                outer.lock();
+            const std::unique_lock inner(*outer.mutex());
             const int seen = counter;
             std::this_thread::yield();
             counter = seen + 1;

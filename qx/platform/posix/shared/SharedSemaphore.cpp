@@ -12,12 +12,22 @@ int32_t SharedSemaphore::post(shared::SharedObject& caller) noexcept {
 }
 
 int32_t SharedSemaphore::wait(shared::SharedObject& caller) noexcept {
+    return waitUntil(caller, nullptr);
+}
+
+int32_t SharedSemaphore::timedWait(shared::SharedObject& caller, uint32_t milliseconds) noexcept {
+    const Deadline deadline = Deadline::after(milliseconds);
+    return waitUntil(caller, &deadline);
+}
+
+int32_t SharedSemaphore::waitUntil(shared::SharedObject& caller,
+                                   const Deadline* deadline) noexcept {
     if (!m_isGuard) {
         const auto take = [this] { return takeSignal(); };
-        return take() ? result::Ok : waitUntil(waiters, nullptr, take, [](bool) {});
+        return take() ? result::Ok : shared::waitUntil(waiters, deadline, take, [](bool) {});
     }
     const auto take = [&] { return takeUnit(caller); };
-    return take() ? result::Ok : waitReaping(caller, *this, nullptr, take);
+    return take() ? result::Ok : waitReaping(caller, *this, deadline, take);
 }
 
 int32_t SharedSemaphore::tryWait(shared::SharedObject& caller) noexcept {
@@ -29,9 +39,13 @@ int32_t SharedSemaphore::tryWait(shared::SharedObject& caller) noexcept {
 int32_t SharedSemaphore::getValue(shared::SharedObject& caller, int32_t* value) noexcept {
     if (value == nullptr)
         return result::NullPointer;
-    if (m_isGuard)
-        reapIfDue(caller, *this);
-    *value = m_count.load();
+    if (m_isGuard) { // what the dead hold is free, whoever looked for them last
+        reap(caller, *this);
+        const shared::Locked locked(*this); // nobody is in the middle of taking or giving back
+        *value = m_count.load();
+    } else {
+        *value = m_count.load();
+    }
     return result::Ok;
 }
 

@@ -24,6 +24,7 @@ public:
     int32_t post(shared::SharedObject& caller) noexcept;
     int32_t wait(shared::SharedObject& caller) noexcept;
     int32_t tryWait(shared::SharedObject& caller) noexcept;
+    int32_t timedWait(shared::SharedObject& caller, uint32_t milliseconds) noexcept;
     int32_t getValue(shared::SharedObject& caller, int32_t* value) noexcept;
 
     bool tryLeave(shared::SharedObject& caller) noexcept;
@@ -35,6 +36,7 @@ public:
     shared::WaitWord waiters{};
 
 private:
+    int32_t waitUntil(shared::SharedObject& caller, const Deadline* deadline) noexcept;
     bool takeSignal() noexcept;
     int32_t postSignal() noexcept;
     bool takeUnit(shared::SharedObject& caller) noexcept;

@@ -36,24 +36,13 @@ public:
         if (milliseconds == 0)
             return result::TimedOut;
         const Deadline deadline = Deadline::after(milliseconds);
-        if (m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled ||
-            m_grants.wait(&deadline) == result::Ok)
-            return result::Ok;
-        return withdraw() ? result::TimedOut : m_grants.wait();
+        return m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled
+                   ? result::Ok
+                   : m_grants.wait(m_balance, deadline);
     }
 
 private:
     static constexpr int32_t Signalled = 1;
-
-    /// Stops waiting; false when every waiter has been granted a signal, so that one is on its way.
-    bool withdraw() noexcept {
-        int32_t balance = m_balance.load(std::memory_order_relaxed);
-        while (balance < 0) {
-            if (m_balance.compare_exchange_weak(balance, balance + 1, std::memory_order_relaxed))
-                return true;
-        }
-        return false;
-    }
 
     std::atomic<int32_t> m_balance{0}; // 1: a signal is remembered; -n: n waiters without a grant
     Grants m_grants;

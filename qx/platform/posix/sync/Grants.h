@@ -16,6 +16,20 @@ public:
     /// Takes a grant; TimedOut when there is none before @p deadline (null: waits for ever).
     QX_CONTENDED int32_t wait(const Deadline* deadline = nullptr) noexcept;
 
+    /// Waits as one of those whom @p balance counts: it is -n for n waiters without a grant. Who
+    /// has none in time is taken out of it.
+    template <class Number>
+    int32_t wait(std::atomic<Number>& balance, const Deadline& deadline) noexcept {
+        if (wait(&deadline) == result::Ok)
+            return result::Ok;
+        Number waiters = balance.load(std::memory_order_relaxed);
+        while (waiters < 0) {
+            if (balance.compare_exchange_weak(waiters, waiters + 1, std::memory_order_relaxed))
+                return result::TimedOut;
+        }
+        return wait(); // every waiter has been granted one, so that it is on its way
+    }
+
 private:
     static constexpr uint64_t OneWaiter = uint64_t{1} << 32;
 

@@ -40,6 +40,17 @@ public:
         return result::Busy;
     }
 
+    int32_t timedWait(uint32_t milliseconds) noexcept {
+        if (tryWait() == result::Ok)
+            return result::Ok;
+        if (milliseconds == 0)
+            return result::TimedOut;
+        const Deadline deadline = Deadline::after(milliseconds);
+        return m_balance.fetch_sub(1, std::memory_order_acquire) > 0
+                   ? result::Ok
+                   : m_grants.wait(m_balance, deadline);
+    }
+
     int32_t getValue(int32_t* value) noexcept {
         if (value == nullptr)
             return result::NullPointer;
@@ -82,6 +93,10 @@ int32_t QXSemaphoreWait(QXHandle handle) {
 
 int32_t QXSemaphoreTryWait(QXHandle handle) {
     return callSync<&LocalSemaphore::tryWait, &SharedSemaphore::tryWait>(handle);
+}
+
+int32_t QXSemaphoreTimedWait(QXHandle handle, uint32_t milliseconds) {
+    return callSync<&LocalSemaphore::timedWait, &SharedSemaphore::timedWait>(handle, milliseconds);
 }
 
 int32_t QXSemaphoreGetValue(QXHandle handle, int32_t* value) {
