@@ -52,7 +52,8 @@ if(QX_BUILD_TOOLS)
     qx_package(qx_tools qx-tools utils
         "programs of the C++ foundation library qx"
         "qxcalc calculates with numbers of any size, qxconv converts text between encodings, qxini shows
-and changes INI files, qxreg the registry of the user, qxbundle the messages of programs."
+and changes INI files, qxreg the registry of the user, qxbundle the messages of programs, and qxipc what
+processes share by name."
         SHLIBDEPS DEPENDS qx_runtime)
 endif()
 if(QX_BUILD_MODULES)

@@ -127,6 +127,12 @@ for program in "${programs[@]}"; do
         offers "" --semaphore s
         offers "" some.ini get Other b
         ;;
+    qxipc)
+        offers "clean" cl
+        offers "" watch --interval 1
+        offers "--json" list --j
+        offers "" clean c
+        ;;
     qxreg)
         offers "export" ex
         offers "QX_HKEY_USER QX_HKEY_USER_32 QX_HKEY_USER_64 QX_HKEY_USER_CROSS" \

@@ -44,6 +44,7 @@ cd "$(mktemp -d)"
 [[ $(printf "\xDC" | "$BIN/qxconv" -f Cp1252 -t UTF-8) == $(printf "\u00DC") ]]
 "$BIN/qxini" a.ini set Server port 8443
 [[ $("$BIN/qxini" a.ini get server PORT) == 8443 ]]
+[[ $("$BIN/qxipc" list --json) == "["*"]" ]]
 "$BIN/qxreg" --registry "$PWD/registry" add QX_HKEY_USER/Editor Font Sans
 [[ $("$BIN/qxreg" --registry "$PWD/registry" query QX_HKEY_USER/Editor Font) == Sans ]]
 for program in "$BIN"/qx*; do

@@ -58,6 +58,55 @@ QX_API int32_t QXSharedMemDetach(void* address);
 /// Closes a handle of a block.
 QX_API int32_t QXSharedMemClose(QXHandle handle);
 
+// What there is, for whoever looks at it from outside.
+
+/// Kinds of named objects.
+#define QX_SHARED_KIND_UNKNOWN 0u ///< being made just now, or of another version of the library
+#define QX_SHARED_KIND_MUTEX 1u
+#define QX_SHARED_KIND_CONDITION 2u
+#define QX_SHARED_KIND_EVENT 3u
+#define QX_SHARED_KIND_GATE 4u
+#define QX_SHARED_KIND_SEMAPHORE 5u ///< created with 1 or more units
+#define QX_SHARED_KIND_SIGNAL 6u    ///< a semaphore created with 0
+#define QX_SHARED_KIND_RWLOCK 7u
+#define QX_SHARED_KIND_MEMORY 8u
+
+/// A process that uses an object, or that died and left something in it.
+typedef struct QXSharedUser {
+    int32_t processId;   ///< 0 for a dead one, and where the system does not show it
+    int32_t isAlive;     ///< 0 or 1
+    uint32_t held;       ///< acquisitions of the holder, units, or readers
+    int32_t isWriter;    ///< 0 or 1
+    uint32_t waiting;    ///< threads that wait
+    const char* command; ///< the command line with blanks between arguments; empty if not shown
+} QXSharedUser;
+
+/// A named object at about one moment. Everything is valid during the call that hands it over.
+typedef struct QXSharedObject {
+    const char* name; ///< of a long one its beginning, "~" and a hash
+    const char* path; ///< of the file
+    uint32_t kind;    ///< QX_SHARED_KIND_...
+    /// Acquisitions of the holder of a mutex or condition; readers of a lock, -1 for a writer; 1
+    /// for an event that is signalled and a gate that is open; units that can be taken, those of
+    /// the dead included; bytes of memory.
+    int64_t value;
+    const QXSharedUser* users;
+    uint32_t userCount;
+} QXSharedObject;
+
+/// Gets one object after the other; a negative result ends the call that hands them over, and is
+/// its result.
+typedef int32_t (*QXSharedObjectVisitor)(const QXSharedObject* object, void* context);
+
+/// Hands over all objects of the user in the order of their names. Takes no lock, changes nothing
+/// and is no user of them: what it tells may be different before it returns. Process numbers come
+/// from the process file system.
+QX_API int32_t QXSharedObjectsVisit(QXSharedObjectVisitor visit, void* context);
+
+/// Removes the objects that no process uses, which killed ones have left, and hands over what they
+/// were. An object that is taken into use meanwhile stays.
+QX_API int32_t QXSharedObjectsClean(QXSharedObjectVisitor visit, void* context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -67,7 +67,7 @@ while read -r locale first second bad; do
     first=$(printf "$first") second=$(printf "$second")
     mkdir "$locale"
     cd "$locale" || exit 1
-    for each in qxbundle qxcalc qxconv qxini qxreg ${service:+Service}; do
+    for each in qxbundle qxcalc qxconv qxini qxipc qxreg ${service:+Service}; do
         use $each
         "$program" --help >help 2>&1
         equal "status of $each --help in $locale" $? 0

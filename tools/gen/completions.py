@@ -13,7 +13,7 @@ those of every program.
 import pathlib
 import sys
 
-KINDS = ("file", "folder", "messages", "encoding", "set", "registry-key")
+KINDS = ("file", "folder", "messages", "encoding", "set", "object", "registry-key")
 ROOTS = "QX_HKEY_{USER,CLASSES,CONFIG}{,_32,_64,_CROSS}"
 
 
@@ -60,6 +60,12 @@ class Description:
 
 
 def bash(of):
+    def names_from(command):
+        return ('while IFS= read -r name; do # quoted for the shell\n'
+                '    name=$(printf %q "$name")\n'
+                '    [[ $name != "$current"* ]] || COMPREPLY+=("$name")\n'
+                f'done < <({command})')
+
     bodies = {
         "file": 'compopt -o filenames 2>/dev/null\n'
                 'mapfile -t COMPREPLY < <(compgen -f -- "$current")',
@@ -71,10 +77,9 @@ def bash(of):
         "encoding": '# Whatever way the program was called, it knows the encodings.\n'
                     'kind=$("${COMP_WORDS[0]}" -l 2>/dev/null | cut -d \' \' -f 1)\n'
                     'COMPREPLY=($(compgen -W "$kind" -- "$current"))',
-        "set": 'while IFS= read -r name; do # quoted for the shell\n'
-               '    name=$(printf %q "$name")\n'
-               '    [[ $name != "$current"* ]] || COMPREPLY+=("$name")\n'
-               'done < <("${COMP_WORDS[0]}" "${words[0]/#\\~/$HOME}" sets 2>/dev/null)',
+        "set": names_from('"${COMP_WORDS[0]}" "${words[0]/#\\~/$HOME}" sets 2>/dev/null'),
+        "object": names_from('"${COMP_WORDS[0]}" list 2>/dev/null | '
+                             "sed -n 's/^[^ ]* \\(.*\\): .*/\\1/p'"),
         "registry-key": '# a path goes on behind the root\n'
                'compopt -o nospace 2>/dev/null\n'
                f'COMPREPLY=($(compgen -W "$(echo {ROOTS})" -- "$current"))',
@@ -141,6 +146,7 @@ def fish(of):
                     "string match -r \"^.*(?:/|\\.messages)(?=\\t)\")'",
         "encoding": f"-a '(__{of.name}_encodings)'",
         "set": f"-a '(__{of.name}_sets)'",
+        "object": f"-a '(__{of.name}_objects)'",
         "registry-key": f"-a '{ROOTS}'",
     }
 
@@ -179,6 +185,11 @@ def fish(of):
                   f"    set -l file ({words})[1]",
                   "    $program (string replace -r '^~' $HOME -- $file) sets 2>/dev/null",
                   "end"]
+    if of.used("object"):
+        lines += [f"function __{of.name}_objects",
+                  "    set -l program (commandline -opc)[1]",
+                  "    $program list 2>/dev/null | string replace -rf '^[^ ]+ (.*): .*' '$1'",
+                  "end"]
     add = f"complete -c {of.name}"
     lines.append(f"{add} -f")
     for name, kind, text in of.options:
@@ -202,6 +213,8 @@ def zsh(of):
         "messages": '_files -g "*.messages"',
         "encoding": '{ compadd -- ${(f)"$(_call_program encodings $program -l | cut -d " " -f 1)"} }',
         "set": '{ compadd -- ${(f)"$(_call_program sets $program $line[1] sets)"} }',
+        "object": '{ compadd -- ${(f)"$(_call_program objects $program list | '
+                  'sed -n "s/^[^ ]* \\(.*\\): .*/\\1/p")"} }',
         "registry-key": f'{{ compadd -S "" -- {ROOTS} }}',
     }
 

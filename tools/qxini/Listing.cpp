@@ -1,6 +1,6 @@
 #include "Listing.h"
 
-#include <cstdio>
+#include "tools/common/Json.h"
 
 using qx::String;
 using qx::TextView;
@@ -10,37 +10,10 @@ namespace {
 
 std::string utf8(std::u16string_view text) { return String(text).toUtf8(); }
 
-std::string quoted(std::u16string_view text) {
-    std::string json = "\"";
-    for (const char byte : utf8(text)) {
-        if (byte == '"' || byte == '\\') {
-            json += '\\';
-            json += byte;
-        } else if (static_cast<unsigned char>(byte) < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(byte));
-            json += escape;
-        } else {
-            json += byte;
-        }
-    }
-    return json + '"';
-}
-
-/// The elements between brackets, each on a line of its own behind @p indent.
-template <class Elements, class Write>
-std::string bracketed(const Elements& elements, char open, char close, const std::string& indent,
-                      Write write) {
-    std::string text;
-    for (const auto& element : elements) {
-        text += text.empty() ? "\n" : ",\n";
-        text += indent + "  " + write(element);
-    }
-    return open + text + (text.empty() ? "" : '\n' + indent) + close;
-}
+std::string quoted(std::u16string_view text) { return jsonString(utf8(text)); }
 
 std::string setObject(const IniFileView& view, TextView set, const std::string& indent) {
-    return bracketed(view.keys(set), '{', '}', indent, [&](std::u16string_view key) {
+    return jsonBracketed(view.keys(set), '{', '}', indent, [&](std::u16string_view key) {
         return quoted(key) + ": " + quoted(*view.find(set, key));
     });
 }
@@ -74,14 +47,15 @@ std::string setJson(const IniFileView& view, TextView set) {
 
 std::string fileJson(const IniFileView& view) {
     const std::string indent = "  ";
-    return bracketed(view.sets(), '{', '}', "",
-                     [&](std::u16string_view set) {
-                         return quoted(set) + ": " + setObject(view, set, indent);
-                     }) +
+    return jsonBracketed(view.sets(), '{', '}', "",
+                         [&](std::u16string_view set) {
+                             return quoted(set) + ": " + setObject(view, set, indent);
+                         }) +
            '\n';
 }
 
 std::string namesJson(const std::vector<String>& names) {
-    return bracketed(names, '[', ']', "", [](const String& name) { return quoted(name.view()); }) +
+    return jsonBracketed(names, '[', ']', "",
+                         [](const String& name) { return quoted(name.view()); }) +
            '\n';
 }

@@ -10,7 +10,7 @@ namespace qx::platform {
 /// Calls @p visit with the descriptor of an open folder and the name of each of its entries, "."
 /// and ".." among them. A folder that cannot be read has none.
 template <class Visit>
-void forEachEntry(Descriptor folder, Visit&& visit) noexcept {
+void forEachEntry(Descriptor folder, Visit&& visit) {
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(folder.get()), &::closedir);
     if (!entries)
         return;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include <sys/mman.h>
@@ -74,12 +75,18 @@ const char* prefixOf(Place place) {
     throw Failure{errno == ENOENT || errno == ENOTDIR ? result::NotAvailable : lastResult()};
 }
 
-Descriptor openUserFolder() {
-    char path[64];
-    std::snprintf(path, sizeof path, "%s/qx-%u", MemoryFolder, static_cast<unsigned>(geteuid()));
-    if (mkdir(path, 0700) != 0 && errno != EEXIST)
+std::string folderPath(Place place) {
+    const std::string common = MemoryFolder;
+    return place == Place::PublicMemory ? common : common + "/qx-" + std::to_string(geteuid());
+}
+
+Descriptor openUserFolder(bool isMade) {
+    const std::string path = folderPath(Place::Lock);
+    if (isMade && mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
         throwFolderFailure();
-    Descriptor folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    Descriptor folder = Descriptor::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (!folder && !isMade && errno == ENOENT)
+        return folder;
     if (!folder)
         throw Failure{lastResult()};
     const struct stat status = statusOf(folder.get());
@@ -88,9 +95,10 @@ Descriptor openUserFolder() {
     return folder;
 }
 
-Descriptor openFolder(Place place) {
+/// @param isMade  the user's folder is made when it is not there, else there may be none
+Descriptor openFolder(Place place, bool isMade = true) {
     if (place != Place::PublicMemory)
-        return openUserFolder();
+        return openUserFolder(isMade);
     Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
     if (!folder)
         throwFolderFailure();
@@ -110,36 +118,26 @@ bool discard(int folder, const char* fileName, int descriptor) {
     return unlinkat(folder, fileName, 0) == 0 || ftruncate(descriptor, 0) == 0;
 }
 
-void discardIfUnused(int folder, const char* fileName) {
+/// True when this removed it.
+bool discardIfUnused(int folder, const char* fileName) {
     const Descriptor file = openFile(folder, fileName, O_RDWR);
     struct stat status;
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
-        return;
+        return false;
     if (tryLockWhole(file.get()) != Locking::Done)
-        return; // the user, or whoever sets up or removes the file, sees to it
+        return false; // the user, or whoever sets up or removes the file, sees to it
     // In between others may have removed the file and made a new one.
-    if (fstat(file.get(), &status) == 0 && status.st_nlink != 0)
-        discard(folder, fileName, file.get());
+    return fstat(file.get(), &status) == 0 && status.st_nlink != 0 &&
+           discard(folder, fileName, file.get());
 }
 
 /// Removes what killed processes left.
-void sweep(Place place) {
-    const std::string_view prefix = prefixOf(place);
-    forEachEntry(openFolder(place), [&](int folder, const char* name) {
-        struct stat status;
-        if (std::string_view(name).starts_with(prefix) &&
-            fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
-            status.st_uid == geteuid())
-            discardIfUnused(folder, name);
-    });
-}
-
 void sweepOnce() {
     static constinit std::atomic_flag done;
     if (done.test_and_set())
         return;
     for (const Place place : {Place::Lock, Place::PrivateMemory, Place::PublicMemory})
-        static_cast<void>(resultOf([&] { sweep(place); }));
+        static_cast<void>(resultOf([&] { forEachOwnFile(place, discardIfUnused); }));
 }
 
 /// Opens the file of that name, or makes an empty one; none when it may not be made.
@@ -213,6 +211,40 @@ void makeFileName(Place place, const char* name,
     char hex[33];
     hashText(name, hex);
     std::snprintf(endOfBeginning, sizeof hex + 1, "~%s", hex);
+}
+
+std::string nameOfFile(Place place, std::string_view fileName) {
+    fileName.remove_prefix(std::strlen(prefixOf(place)));
+    std::string name;
+    for (size_t i = 0; i < fileName.size(); ++i) {
+        unsigned byte = 0;
+        if (fileName[i] == '%' &&
+            std::sscanf(fileName.substr(i + 1, 2).data(), "%2X", &byte) == 1) {
+            name += static_cast<char>(byte);
+            i += 2;
+        } else {
+            name += fileName[i];
+        }
+    }
+    return name;
+}
+
+std::string pathOfFile(Place place, const char* fileName) {
+    return folderPath(place) + '/' + fileName;
+}
+
+void forEachOwnFile(Place place, const FileVisitor& visit) {
+    const std::string_view prefix = prefixOf(place);
+    Descriptor folder = openFolder(place, false);
+    if (!folder)
+        return;
+    forEachEntry(std::move(folder), [&](int descriptor, const char* name) {
+        struct stat status;
+        if (std::string_view(name).starts_with(prefix) &&
+            fstatat(descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISREG(status.st_mode) && status.st_uid == geteuid())
+            visit(descriptor, name);
+    });
 }
 
 int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
@@ -308,6 +340,21 @@ void SharedFile::endSetUp() {
         throwLockFailure();
 }
 
+off_t SharedFile::byteOf(uint32_t slot) noexcept { return FirstUserByte + off_t{slot}; }
+
+bool SharedFile::hasUser(int descriptor) noexcept {
+    return lengthOfOthersLock(descriptor, F_WRLCK, FirstUserByte, UserBytes) != 0;
+}
+
+bool SharedFile::hasUser(int descriptor, uint32_t slot) noexcept {
+    return lengthOfOthersLock(descriptor, F_WRLCK, byteOf(slot), 1) != 0;
+}
+
+bool SharedFile::removeUnused(Place place, const char* fileName) {
+    const Descriptor folder = openFolder(place, false);
+    return folder && discardIfUnused(folder.get(), fileName);
+}
+
 const char* SharedFile::lack() noexcept {
     const Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
     if (!folder)
@@ -330,7 +377,7 @@ void SharedFile::reserve(uint64_t sizeInBytes) {
 }
 
 bool SharedFile::isSlotTaken(uint32_t slot) const noexcept {
-    return lengthOfOthersLock(m_descriptor.get(), F_WRLCK, FirstUserByte + slot, 1) != 0;
+    return hasUser(m_descriptor.get(), slot);
 }
 
 void* SharedFile::mapApart(size_t sizeInBytes) const noexcept {

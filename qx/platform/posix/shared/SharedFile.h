@@ -2,6 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
 
 #include <qx/platform/result.h>
 
@@ -85,6 +90,17 @@ public:
     /// See makeFileName; empty before the first attempt to open.
     const char* fileName() const noexcept { return m_fileName; }
 
+    // For whoever looks at files without being a user.
+
+    /// The byte of a file that the user of a slot locks.
+    static off_t byteOf(uint32_t slot) noexcept;
+    /// True while a living process is a user of an open file, or has that slot of it.
+    static bool hasUser(int descriptor) noexcept;
+    static bool hasUser(int descriptor, uint32_t slot) noexcept;
+    /// Removes a file that has no user, by the name that it has in its folder; false when there was
+    /// none, or it has one.
+    static bool removeUnused(Place place, const char* fileName);
+
     /// What the machine lacks for such files; null when nothing.
     static const char* lack() noexcept;
 
@@ -100,6 +116,19 @@ private:
     uint32_t m_slot = 0;
     char m_fileName[FileNameCapacity] = {};
 };
+
+/// The name that makeFileName made a file name of; of a long one what is left of it.
+std::string nameOfFile(Place place, std::string_view fileName);
+
+/// Where a file lies.
+std::string pathOfFile(Place place, const char* fileName);
+
+/// A file in the folder of a place.
+using FileVisitor = std::function<void(int folder, const char* fileName)>;
+
+/// Calls @p visit for the files of a place that belong to the user. There are none without the
+/// folder, which is not made.
+void forEachOwnFile(Place place, const FileVisitor& visit);
 
 /// Gives others some time: the processor at first, then a moment.
 void pauseBeforeRetry(uint32_t round) noexcept;

@@ -1,5 +1,6 @@
 #include "qx/platform/posix/shared/SharedObject.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/handle.h>
+#include <qx/platform/shared.h>
 
 namespace qx::platform::shared {
 
@@ -16,14 +18,15 @@ struct SharedObject::Header {
     std::atomic<uint32_t> magic; // written last: a file without it was never finished
     Kind kind;
     std::atomic<uint32_t> slotLimit;
-    std::atomic<uint64_t> lastReapMs; // monotonic clock
+    std::atomic<uint64_t> lastReapMs;         // monotonic clock
+    std::atomic<uint32_t> waiting[SlotCount]; // threads, to be looked at only
 };
 
 namespace {
 
 // Changes with every change of a state's layout.
-constexpr uint32_t Magic = 0x71785303;
-constexpr size_t StateOffset = 64;
+constexpr uint32_t Magic = 0x71785304;
+constexpr size_t StateOffset = 64 + sizeof(uint32_t) * SlotCount;
 
 // Constant-initialised and empty again when everything is closed: usable before main and after it,
 // and nothing to free when the library is unloaded.
@@ -133,7 +136,41 @@ bool SharedObject::tryAdoptSlot() noexcept {
     uint32_t limit = m_header->slotLimit.load();
     while (limit <= slot() && !m_header->slotLimit.compare_exchange_weak(limit, slot() + 1)) {
     }
+    waitingThreads().store(0, std::memory_order_relaxed);
     return m_layout.tryLeave(m_state, *this);
+}
+
+std::atomic<uint32_t>& SharedObject::waitingThreads() noexcept { return m_header->waiting[slot()]; }
+
+bool SharedObject::report(int file, int64_t sizeInBytes, StateReport& report) {
+    if (sizeInBytes < static_cast<int64_t>(sizeof(Header)))
+        return false;
+    // A copy: the file may go, and be cut, while it is looked at. Blocks of new[] are aligned for
+    // every state.
+    const auto size = static_cast<size_t>(sizeInBytes);
+    const std::unique_ptr<std::byte[]> bytes(new std::byte[size]);
+    readWholeAt(file, bytes.get(), size, 0);
+    const auto& header = *reinterpret_cast<const Header*>(bytes.get());
+    const struct {
+        const Layout& layout;
+        uint32_t kind;
+    } rows[] = {
+        {MutexLayout, QX_SHARED_KIND_MUTEX},         {ConditionLayout, QX_SHARED_KIND_CONDITION},
+        {EventLayout, QX_SHARED_KIND_EVENT},         {GateLayout, QX_SHARED_KIND_GATE},
+        {SemaphoreLayout, QX_SHARED_KIND_SEMAPHORE}, {RWLockLayout, QX_SHARED_KIND_RWLOCK},
+    };
+    for (const auto& [layout, kind] : rows) {
+        if (header.magic != Magic || header.kind != layout.kind ||
+            size != StateOffset + layout.sizeInBytes)
+            continue;
+        report.kind = kind;
+        layout.report(bytes.get() + StateOffset, report);
+        report.slotLimit = std::min(header.slotLimit.load(), SlotCount);
+        for (uint32_t slot = 0; slot < report.slotLimit; ++slot)
+            report.slots[slot].waiting = header.waiting[slot];
+        return true;
+    }
+    return false;
 }
 
 uint32_t SharedObject::slotLimit() const noexcept { return m_header->slotLimit.load(); }

@@ -29,6 +29,20 @@ inline constexpr uint32_t SlotCount = SharedFile::SlotCount;
 
 class SharedObject;
 
+/// What a state says to whoever looks at it from outside.
+struct StateReport {
+    struct Slot {
+        uint32_t held = 0;
+        bool isWriter = false;
+        uint32_t waiting = 0;
+    };
+
+    uint32_t kind = 0; ///< QX_SHARED_KIND_...
+    int64_t value = 0; ///< see QXSharedObject
+    uint32_t slotLimit = 0;
+    Slot slots[SlotCount];
+};
+
 /// How the state of one kind lies in the file. A state is constructed in place by the process that
 /// creates the object, holds no addresses and is never destroyed.
 ///
@@ -42,6 +56,8 @@ struct Layout {
     /// Gives back what the slot holds, or for locks owned by threads the calling thread. False when
     /// another process is just changing the state: nobody waits for that, it may be stopped.
     bool (*tryLeave)(void* state, SharedObject& user);
+    /// Fills a report in from a copy of a state that others may have been changing just then.
+    void (*report)(const void* state, StateReport& report);
 };
 
 template <class State>
@@ -57,7 +73,14 @@ inline constexpr Layout LayoutOf{KindOf<State>, sizeof(State),
                                          return static_cast<State*>(state)->tryLeave(user);
                                      else
                                          return true;
+                                 },
+                                 [](const void* state, StateReport& report) {
+                                     static_cast<const State*>(state)->report(report);
                                  }};
+
+/// The layouts of all kinds.
+extern const Layout MutexLayout, ConditionLayout, EventLayout, GateLayout, SemaphoreLayout,
+    RWLockLayout;
 
 /// One process's use of a shared object: the mapped file and this process's slot in it. All handles
 /// that a process has of one name are one SharedObject, so what it holds is counted per process.
@@ -110,8 +133,15 @@ public:
     /// True at most once in a tenth of a second among all processes: time to look for dead ones.
     bool isReapDue() noexcept;
 
+    /// Reads what the file of an object says, without being its user; false when that is nothing
+    /// which this version of the library has finished.
+    static bool report(int file, int64_t sizeInBytes, StateReport& report);
+
     /// In a child after fork: takes a slot of its own in every open object.
     static void afterForkInChild() noexcept;
+
+    /// The threads of this process that wait, for whoever looks on.
+    std::atomic<uint32_t>& waitingThreads() noexcept;
 
 private:
     struct Header;
@@ -135,6 +165,20 @@ private:
     bool m_isUsable = false; // it has a slot and a state
     uint32_t m_references = 1;
     SharedObject* m_next = nullptr;
+};
+
+/// Shows a thread that waits, for a scope.
+class ShownWaiting {
+public:
+    explicit ShownWaiting(SharedObject& object) noexcept : m_threads(object.waitingThreads()) {
+        m_threads.fetch_add(1, std::memory_order_relaxed);
+    }
+    ~ShownWaiting() { m_threads.fetch_sub(1, std::memory_order_relaxed); }
+    ShownWaiting(const ShownWaiting&) = delete;
+    ShownWaiting& operator=(const ShownWaiting&) = delete;
+
+private:
+    std::atomic<uint32_t>& m_threads;
 };
 
 /// Locks this process's tables of shared objects and mapped blocks, and serialises what opens and
@@ -188,6 +232,7 @@ bool tryGiveBackOwn(SharedObject& user, State& state) noexcept {
 template <class State, class Attempt>
 int32_t waitReaping(SharedObject& object, State& state, const Deadline* deadline,
                     Attempt attempt) noexcept {
+    const ShownWaiting shown(object);
     return waitUntil(state.waiters, deadline, attempt, [&](bool) { reapIfDue(object, state); });
 }
 

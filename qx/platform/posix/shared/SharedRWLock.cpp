@@ -16,6 +16,7 @@ int32_t SharedRWLock::acquireWrite(shared::SharedObject& caller) noexcept {
         return result::Ok;
     if (isWriter(caller))
         return result::Deadlock;
+    const shared::ShownWaiting shown(caller);
     return waitUntil(
         waiters, nullptr, [&] { return enterAsWriterOrClaim(caller); },
         [&](bool woken) {
@@ -155,5 +156,17 @@ void SharedRWLock::repair() noexcept {
     m_claim = 0;
     m_admitted = 0;
 }
+
+void SharedRWLock::report(shared::StateReport& report) const noexcept {
+    for (uint32_t slot = 0; slot < shared::SlotCount; ++slot) {
+        report.slots[slot].held = m_slots[slot].readers;
+        report.slots[slot].isWriter = shared::SharedObject::slotOf(m_writer) == slot + 1;
+        report.value += m_slots[slot].readers;
+    }
+    if (m_writer != NoThread)
+        report.value = -1;
+}
+
+constexpr shared::Layout shared::RWLockLayout = LayoutOf<SharedRWLock>;
 
 } // namespace qx::platform

@@ -27,6 +27,7 @@ public:
     bool isInUse(uint32_t slot) const noexcept;
     void giveBack(uint32_t slot) noexcept;
     void repair() noexcept;
+    void report(shared::StateReport& report) const noexcept;
 
     shared::RobustLock lock;
     shared::WaitWord waiters{};

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <qx/platform/shared.h>
+
 namespace qx::platform {
 
 int32_t SharedSemaphore::post(shared::SharedObject& caller) noexcept {
@@ -24,7 +26,10 @@ int32_t SharedSemaphore::waitUntil(shared::SharedObject& caller,
                                    const Deadline* deadline) noexcept {
     if (!m_isGuard) {
         const auto take = [this] { return takeSignal(); };
-        return take() ? result::Ok : shared::waitUntil(waiters, deadline, take, [](bool) {});
+        if (take())
+            return result::Ok;
+        const shared::ShownWaiting shown(caller);
+        return shared::waitUntil(waiters, deadline, take, [](bool) {});
     }
     const auto take = [&] { return takeUnit(caller); };
     return take() ? result::Ok : waitReaping(caller, *this, deadline, take);
@@ -116,11 +121,21 @@ void SharedSemaphore::repair() noexcept {
     m_orphaned = std::min(m_orphaned, free);
 }
 
+void SharedSemaphore::report(shared::StateReport& report) const noexcept {
+    if (!m_isGuard)
+        report.kind = QX_SHARED_KIND_SIGNAL;
+    report.value = m_isGuard ? countFree() : m_count.load();
+    for (uint32_t slot = 0; slot < shared::SlotCount; ++slot)
+        report.slots[slot].held = m_held[slot];
+}
+
 int32_t SharedSemaphore::countFree() const noexcept {
     int32_t free = m_units;
     for (const uint32_t unitsOfSlot : m_held)
         free -= static_cast<int32_t>(unitsOfSlot);
     return free;
 }
+
+constexpr shared::Layout shared::SemaphoreLayout = LayoutOf<SharedSemaphore>;
 
 } // namespace qx::platform

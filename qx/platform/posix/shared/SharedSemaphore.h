@@ -31,6 +31,7 @@ public:
     bool isInUse(uint32_t slot) const noexcept { return m_held[slot] != 0; }
     void giveBack(uint32_t slot) noexcept;
     void repair() noexcept;
+    void report(shared::StateReport& report) const noexcept;
 
     shared::RobustLock lock;
     shared::WaitWord waiters{};

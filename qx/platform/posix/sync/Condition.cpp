@@ -51,6 +51,11 @@ public:
         return m_lock.tryLeave(caller...) && m_waiters.tryLeave(caller...);
     }
 
+    template <class Report>
+    void report(Report& report) const noexcept {
+        m_lock.report(report);
+    }
+
 private:
     int32_t waitUntil(const Deadline* deadline, Caller... caller) noexcept;
 
@@ -124,6 +129,7 @@ public:
         ++m_waiting[caller.slot()];
     }
     bool sleep(uint32_t ticket, const Deadline* deadline, SharedObject& caller) noexcept {
+        const ShownWaiting shown(caller);
         bool signalled = false;
         do {
             signalled = waiters.sleep(ticket, deadline);
@@ -168,6 +174,7 @@ using SharedCondition =
 
 template <>
 constexpr shared::Kind shared::KindOf<SharedCondition> = Kind::Condition;
+constexpr shared::Layout shared::ConditionLayout = LayoutOf<SharedCondition>;
 
 } // namespace qx::platform
 

@@ -89,6 +89,8 @@ public:
         }
     }
 
+    void report(shared::StateReport& report) const noexcept { report.value = m_isSet; }
+
     shared::RobustLock lock;
     shared::WaitWord waiters{};
 
@@ -148,6 +150,7 @@ private:
 
 template <>
 constexpr shared::Kind shared::KindOf<SharedEvent> = Kind::Event;
+constexpr shared::Layout shared::EventLayout = LayoutOf<SharedEvent>;
 
 } // namespace qx::platform
 

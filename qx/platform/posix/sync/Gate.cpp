@@ -10,7 +10,7 @@ namespace {
 /// The state counts closings, so that a waiter which only runs after the gate has been opened and
 /// closed again still sees that it was open. It is all in one word, which no death can leave
 /// half-way: the same gate serves one process and several, but for how they sleep on the word.
-template <FutexScope Scope>
+template <FutexScope Scope, class... Caller>
 class Gate {
 public:
     int32_t open() noexcept {
@@ -36,19 +36,25 @@ public:
         return result::Ok;
     }
 
-    int32_t wait() noexcept { return tryWait() == result::Ok ? result::Ok : waitUntil(nullptr); }
+    int32_t wait(Caller... caller) noexcept {
+        return tryWait() == result::Ok ? result::Ok : waitShown(nullptr, caller...);
+    }
 
     int32_t tryWait() noexcept {
         return (m_state.load(std::memory_order_acquire) & Open) != 0 ? result::Ok : result::Busy;
     }
 
-    int32_t timedWait(uint32_t milliseconds) noexcept {
+    int32_t timedWait(Caller... caller, uint32_t milliseconds) noexcept {
         if (tryWait() == result::Ok)
             return result::Ok;
         if (milliseconds == 0)
             return result::TimedOut;
         const Deadline deadline = Deadline::after(milliseconds);
-        return waitUntil(&deadline);
+        return waitShown(&deadline, caller...);
+    }
+
+    void report(shared::StateReport& report) const noexcept {
+        report.value = m_state.load(std::memory_order_relaxed) & Open;
     }
 
 private:
@@ -56,6 +62,11 @@ private:
     static constexpr uint32_t Waiters = 2; // somebody may sleep
     static constexpr uint32_t OneClosing = 4;
 
+    int32_t waitShown(const Deadline* deadline) noexcept { return waitUntil(deadline); }
+    int32_t waitShown(const Deadline* deadline, shared::SharedObject& caller) noexcept {
+        const shared::ShownWaiting shown(caller);
+        return waitUntil(deadline);
+    }
     int32_t waitUntil(const Deadline* deadline) noexcept;
     bool sleep(uint32_t state, const Deadline* deadline) noexcept {
         if constexpr (Scope == FutexScope::Machine)
@@ -67,8 +78,8 @@ private:
     std::atomic<uint32_t> m_state{0};
 };
 
-template <FutexScope Scope>
-int32_t Gate<Scope>::waitUntil(const Deadline* deadline) noexcept {
+template <FutexScope Scope, class... Caller>
+int32_t Gate<Scope, Caller...>::waitUntil(const Deadline* deadline) noexcept {
     uint32_t state = m_state.load(std::memory_order_acquire);
     const uint32_t closings = state / OneClosing;
     bool inTime = true;
@@ -85,12 +96,13 @@ int32_t Gate<Scope>::waitUntil(const Deadline* deadline) noexcept {
 }
 
 using LocalGate = Gate<FutexScope::Process>;
-using SharedGate = Gate<FutexScope::Machine>;
+using SharedGate = Gate<FutexScope::Machine, shared::SharedObject&>;
 
 } // namespace
 
 template <>
 constexpr shared::Kind shared::KindOf<SharedGate> = Kind::Gate;
+constexpr shared::Layout shared::GateLayout = LayoutOf<SharedGate>;
 
 } // namespace qx::platform
 

@@ -15,6 +15,7 @@ public:
     }
     [[nodiscard]] bool try_lock(SharedObject& caller) noexcept { return tryAsKnown(caller); }
     void lock(SharedObject& caller) noexcept {
+        const ShownWaiting shown(caller);
         isAcquired(m_lock, m_lock.acquire(), [] {});
         enter(caller);
     }
@@ -35,6 +36,15 @@ public:
 
     bool isHeld(SharedObject& caller) const noexcept {
         return m_holder.load(std::memory_order_relaxed) == caller.caller();
+    }
+
+    /// Shows who holds it, and how often besides the first time.
+    void report(StateReport& report, uint64_t depth) const noexcept {
+        const uint64_t slot = SharedObject::slotOf(m_holder.load(std::memory_order_relaxed));
+        if (slot == 0 || slot > SlotCount)
+            return;
+        report.slots[slot - 1].held = static_cast<uint32_t>(depth + 1);
+        report.value = report.slots[slot - 1].held;
     }
 
     /// Unlocks when the calling thread holds it. A process that comes to its slot only forgets

@@ -16,6 +16,7 @@ using SharedMutex = RecursiveLock<shared::HolderLock, shared::SharedObject&>;
 
 template <>
 constexpr shared::Kind shared::KindOf<SharedMutex> = Kind::Mutex;
+constexpr shared::Layout shared::MutexLayout = LayoutOf<SharedMutex>;
 
 } // namespace qx::platform
 

@@ -57,6 +57,12 @@ public:
         return true;
     }
 
+    /// See SharedObject.
+    template <class Report>
+    void report(Report& report) const noexcept {
+        m_lock.report(report, depth());
+    }
+
 private:
     // Kept out of their callers, whose way would be longer for the registers that they need.
     [[gnu::noinline]] int32_t tryAcquireAgain(Caller... caller) noexcept {

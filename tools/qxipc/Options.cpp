@@ -1,0 +1,105 @@
+#include "Options.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include <qx/util/config/CommandLineParser.h>
+
+#include "tools/common/Program.h"
+
+using qx::String;
+using qx::util::CommandLineParser;
+using Command = Options::Command;
+
+namespace {
+
+constexpr char Synopsis[] =
+    R"(usage: qxipc list [NAME] [--json]
+       qxipc watch [NAME] [--json] [--count N] [--interval MS]
+       qxipc clean [--json]
+
+Shows the locks, signals and blocks of memory that processes of this user share by name:
+the kind of each, its name and value, who holds it, who waits for it, and who died with it.
+
+  list   prints all objects, or those of that name, and is what is done without a command
+  watch  prints them again whenever something has changed
+  clean  removes what killed processes left and nobody uses, and prints what that was
+
+What a dead process held is marked "dead" until somebody who wants it takes it back. The file
+of an object has no user when all processes that used it were killed; the next process that
+opens one of that name takes it as new, cleaned or not.
+
+)";
+
+constexpr char Statuses[] =
+    R"(
+Exit status: 0 done, 1 it does not exist or cannot be done, 2 usage.
+)";
+
+struct CommandRow {
+    std::u16string_view name;
+    Command command;
+    int32_t most; ///< parameters behind the command's name
+};
+
+constexpr CommandRow Commands[] = {
+    {u"list", Command::List, 1},
+    {u"watch", Command::Watch, 1},
+    {u"clean", Command::Clean, 0},
+};
+
+CommandLineParser makeParser() {
+    CommandLineParser parser;
+    parser.defineOption(u"json", 0, nullptr, u"print JSON, one state a line with watch");
+    parser.defineOption(u"interval", 1, u"500", u"watch: milliseconds between two looks");
+    parser.defineOption(u"count", 1, u"0", u"watch: end after so many states, 0 never");
+    Program::defineQuestions(parser);
+    return parser;
+}
+
+std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+
+constexpr Program Self{"qxipc", helpText};
+
+Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
+
+uint32_t numberOf(const CommandLineParser& parser, const String& option) {
+    const String text = parser.getValueString(option, 0);
+    const std::string digits = text.toUtf8();
+    uint32_t number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error != std::errc() || end != digits.data() + digits.size())
+        throw usage(u"--" + option + u" takes a number, not " + text);
+    return number;
+}
+
+} // namespace
+
+Options parseOptions(int argc, const char* const* argv) {
+    CommandLineParser parser = makeParser();
+    parser.parseArguments(argc, argv);
+    Self.answer(parser);
+    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
+        throw usage(mistake);
+    Options options;
+    const int32_t count = parser.getParameterCount();
+    if (count > 0) {
+        const String name = parser.getParameter(0)->getValueString(0);
+        const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
+        if (row == std::end(Commands))
+            throw usage(u"unknown command " + name);
+        if (count - 1 > row->most)
+            throw usage(u"wrong number of arguments for " + name);
+        options.command = row->command;
+    }
+    if (count > 1)
+        options.name = parser.getParameter(1)->getValueString(0);
+    options.json = parser.isPresent(u"json");
+    if (options.command != Command::Watch)
+        for (const char16_t* const option : {u"interval", u"count"})
+            if (parser.isPresent(option))
+                throw usage(u"--" + String(option) + u" goes with watch");
+    options.interval = std::max(1u, numberOf(parser, u"interval"));
+    options.count = numberOf(parser, u"count");
+    return options;
+}
