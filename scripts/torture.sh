@@ -7,7 +7,7 @@
 . "$(dirname "$0")/lib.sh"
 
 minutes=${1:-60}
-all_stages=(fuzz allocations calls kills damage threads locales forks descriptors soak valgrind)
+all_stages=(fuzz allocations calls kills pool damage threads locales forks descriptors soak valgrind)
 stages=("${@:2}")
 ((${#stages[@]})) || stages=("${all_stages[@]}")
 
@@ -68,6 +68,12 @@ stage_kills() {
     echo "4,000 writers of the registry, 5,600 holders and waiters of locks and semaphores, 1,000 writers of INI \
 files and 200 appenders were killed; $left files are left of them"
     ((left == 0))
+}
+
+stage_pool() {
+    build release JobPool || return 1
+    python3 examples/workers/throughput.py build/release/examples --seconds "$((minutes * 10))" \
+        --plot docs/pool.svg
 }
 
 stage_damage() {
