@@ -4,8 +4,9 @@ namespace qx::text::charset::detail {
 
 namespace {
 
-/// More places than these would crowd out of the cache what they are to speed up.
-constexpr std::size_t MostPlaces = 16 << 10;
+/// More places than these would crowd out of the cache what they are to speed up. Pages with the
+/// ligatures at U+FB01 or Arabic forms beside letters have fewer.
+constexpr std::size_t MostPlaces = 18 << 10;
 
 /// The units with a byte, ascending, and those at both ends, so that there are two at least.
 std::vector<char16_t> mappedUnits(const int32_t* offsets, const signed char* bytes) {
