@@ -90,8 +90,10 @@ void Encoding::makeSets(const EncodingRow& row) {
     }
     const auto shifts = split(row.shifts);
     std::string starts;
-    for (const std::string& shift : shifts)
+    for (const std::string& shift : shifts) {
         starts += shift[0];
+        m_beginsShift[static_cast<uint8_t>(shift[0])] = true;
+    }
     for (const std::string& shift : shifts)
         m_sets.push_back({shift, DecodeTable(row.name, shift, starts), EncodeTable()});
     makeEncodeTables(row.name);
@@ -132,9 +134,8 @@ void Encoding::makeEncodeTables(const char* name) {
             if (bytes.size() <= before.size() && !isFirst)
                 continue;
             bytes.remove_prefix(isFirst ? 0 : before.size());
-            const bool isShifted = std::ranges::any_of(
-                m_sets, [&](const Set& other) { return bytes.starts_with(other.shift); });
-            if (!isShifted)
+            // A character that looks like the beginning of what switches would be read as such.
+            if (!beginsShift(static_cast<uint8_t>(bytes[0])))
                 set.encode.set(unit, bytes);
         }
         set.encode.finish();
@@ -185,7 +186,7 @@ constexpr std::size_t CutOff = static_cast<std::size_t>(-1);
 /// Length of what switches to another set at the start of @p bytes; NoShift, or CutOff for the
 /// beginning of one at the end.
 std::size_t Encoding::shiftAt(const uint8_t* bytes, std::size_t size, State* state) const {
-    if (m_sets.size() < 2)
+    if (size == 0 || !beginsShift(bytes[0]))
         return NoShift;
     const std::string_view text(reinterpret_cast<const char*>(bytes), size);
     for (std::size_t i = 0; i < m_sets.size(); ++i) {

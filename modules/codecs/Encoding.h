@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -103,11 +104,13 @@ private:
     std::size_t shiftAt(const uint8_t* bytes, std::size_t size, State* state) const;
     std::size_t encodeIn(State& state, uint8_t set, std::string_view form, uint8_t* bytes) const;
     std::size_t encodeNext(State& state, char32_t codePoint, uint8_t* bytes) const;
+    bool beginsShift(uint8_t byte) const { return m_beginsShift[byte]; }
     bool beginsPair(char32_t codePoint) const;
     const Pair* findPair(char16_t first, char32_t second) const;
 
     String m_name;
     std::vector<Set> m_sets;
+    std::array<bool, 256> m_beginsShift{};
     std::vector<Pair> m_pairs;
     int32_t m_maxBytesPerChar = 1;
     std::optional<SingleByteDecoder> m_singleByteDecoder;

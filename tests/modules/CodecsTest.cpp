@@ -295,6 +295,7 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
         if (names[0] != "ISO-2022-JP")
             continue;
         EXPECT_EQ(encodeWhole(encoder, u"あ\u0700い", 1, 12), "\x1B$B$\"\x1B(B?\x1B$B$$\x1B(B");
+        EXPECT_EQ(encodeWhole(encoder, u"a\x1B$Bb", 1, 12), "a?$Bb") << "switches nothing";
         encoder.setSubstitutionMode(false);
         EXPECT_EQ(encode(encoder, u"あ"), "\x1B$B$\"");
         EXPECT_THROW(encode(encoder, u"a\u0700"), UnmappableCharacterException);
