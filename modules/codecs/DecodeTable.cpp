@@ -1,6 +1,7 @@
 #include "DecodeTable.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <numeric>
 #include <utility>
@@ -19,12 +20,28 @@ using text::charset::writeUtf16;
 namespace {
 
 /// Bytes that are tested for ASCII at once.
-constexpr std::size_t Block = 8;
+constexpr std::size_t Word = 8;
 
-bool isAscii(const uint8_t* block) {
+bool isAscii(const uint8_t* word) {
     uint64_t bytes;
-    std::memcpy(&bytes, block, sizeof bytes);
+    std::memcpy(&bytes, word, sizeof bytes);
     return (bytes & 0x8080808080808080u) == 0;
+}
+
+void widen(const uint8_t* word, char16_t* units) {
+    using Bytes [[gnu::vector_size(Word)]] = uint8_t;
+    using Units [[gnu::vector_size(2 * Word)]] = uint16_t;
+    Bytes bytes;
+    std::memcpy(&bytes, word, sizeof bytes);
+    const Units wide = __builtin_convertvector(bytes, Units);
+    std::memcpy(units, &wide, sizeof wide);
+}
+
+/// Two bytes as they lie in memory.
+uint16_t pairAt(const uint8_t* bytes) {
+    uint16_t pair;
+    std::memcpy(&pair, bytes, sizeof pair);
+    return pair;
 }
 
 constexpr bool isDigit(uint8_t byte) { return byte >= 0x30 && byte <= 0x39; }
@@ -131,6 +148,10 @@ DecodeTable::DecodeTable(const char* encoding, std::string_view shift, std::stri
     const Node& root = m_nodes.front();
     for (char16_t byte = 0; byte < 0x80; ++byte)
         m_keepsAscii = m_keepsAscii && root[byte] == byte;
+    if (m_nodes.size() > 1)
+        fillUnits();
+    if (starts.empty()) // else a run is mostly shorter than a block
+        findLeads();
 }
 
 DecodeTable::DecodeTable(std::span<const char16_t, 128> upperHalf) {
@@ -181,23 +202,148 @@ Meaning DecodeTable::decodeFourByte(const uint8_t* bytes, std::size_t size,
     return {ReplacementCharacter};
 }
 
+/// A byte without meaning ends a block whatever follows it, so it may belong to a range.
+void DecodeTable::findLeads() {
+    constexpr std::size_t MostRanges = 3;
+    const Node& root = m_nodes.front();
+    bool isInRange = false;
+    for (std::size_t byte = 0; byte < root.size(); ++byte) {
+        const char16_t entry = root[byte];
+        const bool isLead = entry >= ToNode && entry < Wide;
+        if (isLead) {
+            if (!isInRange)
+                m_leads.push_back({static_cast<uint8_t>(byte), 0});
+            Range& range = m_leads.back();
+            range.count = static_cast<uint8_t>(byte - range.first + 1);
+        }
+        isInRange = isLead || (isInRange && entry == ReplacementCharacter);
+    }
+    if (m_leads.size() > MostRanges)
+        m_leads.clear();
+}
+
+void DecodeTable::fillUnits() {
+    m_units.resize(std::size_t{256} * 256);
+    const Node& root = m_nodes.front();
+    for (std::size_t first = 0; first < 256; ++first) {
+        const char16_t entry = root[first];
+        const bool isLead = entry >= ToNode && entry < Wide;
+        m_isLead[first] = isLead;
+        for (std::size_t second = 0; second < 256; ++second) {
+            const char16_t unit =
+                isLead ? m_nodes[static_cast<std::size_t>(entry - ToNode)][second] : entry;
+            const bool isUnit = !isSurrogate(unit) && unit != ReplacementCharacter;
+            const uint8_t bytes[] = {static_cast<uint8_t>(first), static_cast<uint8_t>(second)};
+            m_units[pairAt(bytes)] = isUnit ? unit : NoUnit;
+        }
+    }
+}
+
+/// One bit for each byte of a block that lies in one of the ranges.
+uint64_t DecodeTable::leadsOf(const uint8_t* bytes) const {
+    uint8_t isLead[Block] = {};
+    for (const Range range : m_leads) {
+        for (std::size_t i = 0; i < Block; ++i)
+            isLead[i] |= static_cast<uint8_t>(bytes[i] - range.first) < range.count ? 1 : 0;
+    }
+    // Moves the lowest bits of eight bytes side by side into the highest byte.
+    constexpr uint64_t Gather =
+        std::endian::native == std::endian::little ? 0x0102040810204080 : 0x8040201008040201;
+    uint64_t bits = 0;
+    for (std::size_t i = 0; i < Block; i += Word) {
+        uint64_t word;
+        std::memcpy(&word, isLead + i, sizeof word);
+        bits |= (word * Gather) >> 56 << i;
+    }
+    return bits;
+}
+
+/// Reads characters of one and two bytes from a block and the byte behind it, without a branch that
+/// depends on their lengths.
+DecodeTable::BlockEnd DecodeTable::decodeBlock(const uint8_t* bytes, char16_t* units,
+                                               RunLength* done) const {
+    constexpr uint64_t OddBits = 0xAAAAAAAAAAAAAAAA;
+    // Of leads in a row every other one is the second byte of a character, and so is what stands
+    // behind an odd number of them: the subtraction carries through each row.
+    const uint64_t leads = leadsOf(bytes);
+    const uint64_t seconds = (((leads << 1 | OddBits) - leads) ^ OddBits) ^ leads;
+    uint64_t starts = ~seconds;
+    std::size_t end = Block;
+    BlockEnd kind = BlockEnd::Whole;
+    if ((leads & starts) >> (Block - 1) != 0)
+        starts ^= uint64_t{1} << --end;
+    uint64_t singles = starts & ~leads;
+    for (const int run : {1, 2, 4, 8, 16})
+        singles &= singles >> run;
+    if (m_keepsAscii && (singles & ~uint64_t{1}) != 0 && (singles & 1) == 0) {
+        end = static_cast<std::size_t>(std::countr_zero(singles));
+        starts &= (uint64_t{1} << end) - 1;
+        kind = BlockEnd::Ascii;
+    }
+    const char16_t* const all = m_units.data();
+    std::size_t written = 0;
+    for (; starts != 0; starts &= starts - 1) {
+        const auto start = static_cast<unsigned>(std::countr_zero(starts));
+        const char16_t unit = all[pairAt(bytes + start)];
+        if (unit == NoUnit) {
+            *done = {start, written};
+            return BlockEnd::Stopped;
+        }
+        units[written++] = unit;
+    }
+    *done = {end, written};
+    return kind;
+}
+
 RunLength DecodeTable::decodeRun(const uint8_t* bytes, std::size_t size, char16_t* units,
                                  std::size_t capacity) const {
     const Node& root = m_nodes.front();
     std::size_t read = 0;
     std::size_t written = 0;
+    const char16_t* const pairs = m_units.data();
+    std::size_t blocksFrom = 0;
     while (read < size && written < capacity) {
+        if (m_keepsAscii && size - read >= Word && capacity - written >= Word &&
+            isAscii(bytes + read)) {
+            widen(bytes + read, units + written);
+            read += Word;
+            written += Word;
+            continue;
+        }
+        if (m_leads.empty()) {
+            for (; size - read >= 2 && written < capacity && m_isLead[bytes[read]]; read += 2) {
+                const char16_t unit = pairs[pairAt(bytes + read)];
+                if (unit == NoUnit)
+                    break;
+                units[written++] = unit;
+            }
+            for (; read < size && written < capacity; ++read) {
+                const char16_t unit = root[bytes[read]];
+                if (isSurrogate(unit) || unit == ReplacementCharacter)
+                    break;
+                units[written++] = unit;
+            }
+            if (read == size || written == capacity)
+                break;
+        } else if (read >= blocksFrom) {
+            RunLength run;
+            BlockEnd end = BlockEnd::Whole;
+            while (end == BlockEnd::Whole && size - read > Block && capacity - written >= Block) {
+                end = decodeBlock(bytes + read, units + written, &run);
+                read += run.read;
+                written += run.written;
+            }
+            if (end == BlockEnd::Ascii)
+                continue;
+            // What stops a block early may do so again.
+            if (end == BlockEnd::Stopped && run.read < Block / 4)
+                blocksFrom = read + Block / 2;
+            if (read == size || written == capacity)
+                break;
+        }
         char16_t entry = root[bytes[read]];
         std::size_t next = read + 1;
-        if (!isSurrogate(entry)) {
-            if (m_keepsAscii && size - read >= Block && capacity - written >= Block &&
-                isAscii(bytes + read)) {
-                std::copy_n(bytes + read, Block, units + written);
-                read += Block;
-                written += Block;
-                continue;
-            }
-        } else {
+        if (isSurrogate(entry)) {
             while (isSurrogate(entry) && entry < Wide && next < size)
                 entry = m_nodes[entry - ToNode][bytes[next++]];
             if (isSurrogate(entry)) {

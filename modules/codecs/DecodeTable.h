@@ -39,7 +39,7 @@ struct FourByteForm {
 
 /// What every byte sequence of a set of characters means: a tree with one node of 256 entries for
 /// each prefix of a character. An encoding of one byte per character has the root alone, one of two
-/// bytes takes about 64 KiB.
+/// bytes takes about 64 KiB, and twice that for runs, which look both bytes up at once.
 class DecodeTable {
 public:
     /// Asks the system's converter for every sequence behind @p shift. The bytes of @p starts begin
@@ -84,6 +84,12 @@ private:
     static constexpr std::size_t LongestCharacter = 4;
 
     class Builder;
+    /// Bytes that are read at once.
+    static constexpr std::size_t Block = 64;
+    struct Range {
+        uint8_t first = 0;
+        uint8_t count = 0;
+    };
     /// One code point, or the units of two.
     using WideNode = std::array<uint32_t, 256>;
 
@@ -94,6 +100,16 @@ private:
     }
     const WideNode& wideNode(std::size_t node) const { return m_wide[m_wideOf[node]]; }
     Meaning decodeFourByte(const uint8_t* bytes, std::size_t size, std::size_t* read) const;
+    void findLeads();
+    void fillUnits();
+    uint64_t leadsOf(const uint8_t* bytes) const;
+    enum class BlockEnd {
+        Whole,   ///< behind its last whole character
+        Ascii,   ///< before many characters of one byte, but not at once
+        Stopped, ///< before a character of more than two bytes or above U+FFFF, or what is wrong
+    };
+    BlockEnd decodeBlock(const uint8_t* bytes, char16_t* units,
+                         text::charset::RunLength* done) const;
 
     template <class Use>
     void walkWide(std::size_t node, std::string& sequence, Use& use) const {
@@ -116,6 +132,14 @@ private:
     /// By number; 0 for no character.
     std::vector<char16_t> m_fourByte;
     bool m_keepsAscii = true;
+    /// Where the bytes that begin a longer character lie, with others that begin none; empty when
+    /// they are too scattered for blocks.
+    std::vector<Range> m_leads;
+    /// By two bytes as they lie in memory the unit that they mean together, or that the first means
+    /// alone; NoUnit for all else. Empty where no character has two bytes.
+    std::vector<char16_t> m_units;
+    static constexpr char16_t NoUnit = 0xFFFF;
+    std::array<bool, 256> m_isLead{}; ///< begins a character of several bytes
 };
 
 } // namespace qx::codecs

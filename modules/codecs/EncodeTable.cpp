@@ -68,9 +68,9 @@ EncodeTable::EncodeTable(const DecodeTable& singleByte) {
 EncodeTable::Entry& EncodeTable::entryAt(char32_t codePoint) {
     const std::size_t block = codePoint >> 8;
     if (block >= m_offsets.size())
-        m_offsets.resize((block | 0xFF) + 1);
+        m_offsets.resize((block | 0xFF) + 1, m_emptyOffset);
     int32_t& offset = m_offsets[block];
-    if (offset == 0) {
+    if (offset == m_emptyOffset) {
         offset = static_cast<int32_t>(m_entries.size());
         m_entries.resize(m_entries.size() + 256);
     }
@@ -105,11 +105,38 @@ void EncodeTable::stopAt(char16_t unit) { entryAt(unit) |= Stop << 24; }
 void EncodeTable::finish() {
     for (char16_t unit = 0; unit < 0x80; ++unit)
         m_keepsAscii = m_keepsAscii && entry(unit) == (1u << 24 | unit);
-    if (m_longest > 1 || m_offsets.size() > 256)
+    if (m_longest > 1) {
+        placeByUnit();
+        return;
+    }
+    if (m_offsets.size() > 256)
         return;
     m_bytes.resize(m_entries.size());
     std::transform(m_entries.begin(), m_entries.end(), m_bytes.begin(),
                    [](uint32_t value) { return static_cast<signed char>(value & 0xFF); });
+}
+
+/// Gives each unit the entry at its own number, for runs that find it there.
+void EncodeTable::placeByUnit() {
+    std::vector<Entry> entries(LastUnit + 1);
+    for (char32_t unit = 0; unit <= LastUnit; ++unit)
+        entries[unit] = entry(unit);
+    constexpr char32_t Empty = 0xD800; // no encoding has surrogates
+    for (std::size_t row = 0; row < m_offsets.size(); ++row) {
+        int32_t& offset = m_offsets[row];
+        if (row <= LastUnit >> 8) {
+            offset = static_cast<int32_t>(row << 8);
+        } else if (offset == m_emptyOffset) {
+            offset = Empty;
+        } else {
+            const auto from = m_entries.begin() + offset;
+            offset = static_cast<int32_t>(entries.size());
+            entries.insert(entries.end(), from, from + 256);
+        }
+    }
+    m_emptyOffset = Empty;
+    m_entries = std::move(entries);
+    m_isByUnit = true;
 }
 
 std::size_t EncodeTable::write(Entry entry, uint8_t lead, uint8_t* bytes) {
@@ -136,13 +163,37 @@ std::size_t EncodeTable::encode(char32_t codePoint, uint8_t* bytes) const {
     return write(known, m_lead, bytes);
 }
 
+/// Writes @p count characters of one unit and at most three bytes, each with all bytes of its
+/// entry, whatever they are, or those up to the first other.
+template <bool IsByUnit>
+RunLength EncodeTable::encodeGroup(const char16_t* units, std::size_t count, uint8_t* bytes) const {
+    const int32_t* const offsets = m_offsets.data();
+    const Entry* const entries = m_entries.data();
+    uint8_t* to = bytes;
+    std::size_t read = 0;
+    for (; read < count; ++read) {
+        const char16_t unit = units[read];
+        const std::size_t row =
+            IsByUnit ? unit & ~std::size_t{0xFF} : static_cast<std::size_t>(offsets[unit >> 8]);
+        const Entry value = entries[row + (unit & 0xFF)];
+        const uint32_t length = value >> 24;
+        if (length - 1 >= 3)
+            break;
+        for (std::size_t i = 0; i < LongestCharacter; ++i)
+            to[i] = static_cast<uint8_t>(value >> (8 * i));
+        to += length;
+    }
+    return {read, static_cast<std::size_t>(to - bytes)};
+}
+
 RunLength EncodeTable::encodeRun(const char16_t* units, std::size_t size, uint8_t* bytes,
                                  std::size_t capacity) const {
+    const bool keepsAscii = m_keepsAscii; // a byte that is written might change a member
+    const bool isByUnit = m_isByUnit;
     std::size_t read = 0;
     std::size_t written = 0;
     while (read < size) {
-        const std::size_t room = capacity - written;
-        if (units[read] < 0x80 && m_keepsAscii && size - read >= Block && room >= Block &&
+        if (keepsAscii && size - read >= Block && capacity - written >= Block &&
             isAscii(units + read)) {
             std::transform(units + read, units + read + Block, bytes + written,
                            [](char16_t unit) { return static_cast<uint8_t>(unit); });
@@ -150,26 +201,29 @@ RunLength EncodeTable::encodeRun(const char16_t* units, std::size_t size, uint8_
             written += Block;
             continue;
         }
-        const Entry value = entry(units[read]);
-        const uint32_t length = value >> 24;
-        // With room for the longest character all bytes of an entry are written, whatever they are.
-        if (length - 1 < 3 && room >= LongestCharacter) {
-            bytes[written] = static_cast<uint8_t>(value);
-            bytes[written + 1] = static_cast<uint8_t>(value >> 8);
-            bytes[written + 2] = static_cast<uint8_t>(value >> 16);
-            written += length;
-            ++read;
+        const std::size_t group =
+            std::min({Block, size - read, (capacity - written) / LongestCharacter});
+        RunLength run;
+        if (!isByUnit)
+            run = encodeGroup<false>(units + read, group, bytes + written);
+        else if (group == Block) // without a count that varies
+            run = encodeGroup<true>(units + read, Block, bytes + written);
+        else
+            run = encodeGroup<true>(units + read, group, bytes + written);
+        read += run.read;
+        written += run.written;
+        if (group != 0 && run.read == group)
             continue;
-        }
         char32_t point = units[read];
         std::size_t count = 1;
         if (isHighSurrogate(point) && size - read > 1 && isLowSurrogate(units[read + 1])) {
             point = joinSurrogates(units[read], units[read + 1]);
             count = 2;
         }
+        const bool isStop = (entry(units[read]) >> 24 & Stop) != 0;
         uint8_t form[LongestCharacter];
-        const std::size_t needed = (length & Stop) != 0 ? 0 : encode(point, form);
-        if (needed == 0 || needed > room)
+        const std::size_t needed = isStop ? 0 : encode(point, form);
+        if (needed == 0 || needed > capacity - written)
             break;
         std::copy_n(form, needed, bytes + written);
         written += needed;

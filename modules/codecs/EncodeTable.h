@@ -12,8 +12,8 @@ namespace qx::codecs {
 class DecodeTable;
 
 /// The bytes of every character of an encoding, in two levels: for unit u they stand at offset
-/// offsets()[u >> 8] + (u & 0xFF). All high bytes that the encoding never uses share the first 256
-/// entries, which are empty.
+/// offsets()[u >> 8] + (u & 0xFF). In an encoding of one byte per character all high bytes that it
+/// never uses share the first 256 entries, which are empty.
 class EncodeTable {
 public:
     static constexpr std::size_t LongestCharacter = 4;
@@ -60,11 +60,17 @@ private:
     Entry entry(char32_t codePoint) const {
         return m_entries[static_cast<std::size_t>(m_offsets[codePoint >> 8]) + (codePoint & 0xFF)];
     }
+    void placeByUnit();
+    template <bool IsByUnit>
+    text::charset::RunLength encodeGroup(const char16_t* units, std::size_t count,
+                                         uint8_t* bytes) const;
     static std::size_t write(Entry entry, uint8_t lead, uint8_t* bytes);
 
     /// By the bits above the lowest 8; those above U+FFFF only where there are any.
     std::vector<int32_t> m_offsets = std::vector<int32_t>(256);
     std::vector<Entry> m_entries = std::vector<Entry>(256);
+    int32_t m_emptyOffset = 0; ///< of the rows without a character
+    bool m_isByUnit = false;   ///< the entry of a unit has its number
     std::vector<signed char> m_bytes;
     int32_t m_longest = 1;
     uint8_t m_lead = 0;

@@ -280,7 +280,7 @@ RunLength Encoding::encodeRun(State& state, const char16_t* units, std::size_t s
     while (done.read < size) {
         uint8_t form[LongestForm];
         std::size_t count = 0;
-        const char32_t next = characterAt(units + done.read, size - done.read, &count);
+        char32_t next = characterAt(units + done.read, size - done.read, &count);
         State after = state;
         if (state.held != 0) {
             const Pair* const pair = findPair(state.held, next);
@@ -299,7 +299,10 @@ RunLength Encoding::encodeRun(State& state, const char16_t* units, std::size_t s
         const RunLength run = m_sets[state.set].encode.encodeRun(
             units + done.read, size - done.read, bytes + done.written, capacity - done.written);
         done += run;
-        if (run.read != 0)
+        if (done.read == size)
+            break;
+        next = characterAt(units + done.read, size - done.read, &count);
+        if (beginsPair(next))
             continue;
         const std::size_t length = encodeNext(after, next, form);
         if (length == 0 || !put(form, length))
