@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <benchmark/benchmark.h>
 #include <iconv.h>
@@ -19,6 +20,7 @@
 #include <qx/text/charset/CharToByteConverter.h>
 
 #include "BenchRegistry.h"
+#include "MixedText.h"
 #include "tests/support/SafeModule.h"
 
 namespace {
@@ -39,13 +41,30 @@ void require(bool condition) {
         std::abort();
 }
 
-/// Prose in UTF-8, repeated to 1 MiB.
+constexpr size_t TextUnits = 1 << 20;
+
+/// Prose in UTF-8, repeated.
 std::u16string repeated(const char* prose) {
-    const String once(prose, -1, u"UTF-8");
+    const String once = String::fromUtf8(prose);
     std::u16string text;
-    while (text.size() < (1 << 20))
+    while (text.size() < TextUnits)
         text += once.view();
     return text;
+}
+
+/// Of all characters 15 % beyond ASCII, a character at a time.
+std::u16string beyondAscii(std::u32string_view letters) {
+    return mixed({{EnglishLetters, 85}, {letters, 15}}, 1, TextUnits);
+}
+
+/// Words of several scripts, among them that of @p letters.
+std::u16string scripts(std::u32string_view letters) {
+    return mixed({{EnglishLetters, 30},
+                  {GreekLetters, 15},
+                  {U"人生自由在上一平等理性心大小山川日月水火木金土", 15},
+                  {letters, 25},
+                  {Markup, 15}},
+                 6, TextUnits);
 }
 
 int32_t length(const auto& text) { return static_cast<int32_t>(text.size()); }
@@ -93,14 +112,14 @@ std::function<void(const In&, Out&)> systemConverter(const char* to, const char*
 }
 
 void addCodec(const std::string& name, const char* encoding, [[maybe_unused]] const char* icuName,
-              const char* prose) {
+              std::u16string units) {
     const String wideName(encoding);
     const Reference<ByteToCharConverter> decoder =
         ByteToCharConverter::getConverter(wideName.getData());
     const Reference<CharToByteConverter> encoder =
         CharToByteConverter::getConverter(wideName.getData());
     const auto text = std::make_shared<Text>();
-    text->units = repeated(prose);
+    text->units = std::move(units);
     text->byteRoom.resize(4 * text->units.size());
     const auto size = static_cast<size_t>(encode(*encoder, *text));
     text->bytes = text->byteRoom.substr(0, size);
@@ -130,6 +149,11 @@ void addCodec(const std::string& name, const char* encoding, [[maybe_unused]] co
 #endif
 }
 
+constexpr std::u32string_view CyrillicLetters = U"абвгдежзийклмнопрстуфхцчшщъыьэюяЖШЮЯ";
+constexpr std::u32string_view Kana = U"いろはにほへとちりぬるをわかよたれそカタナラムウヰノオク";
+constexpr std::u32string_view Traditional =
+    U"尊嚴和權利上律平等他們賦有良心並應以兄弟關係的精神相對待";
+
 void addAll() {
     const char* const russian = "Съешь же ещё этих мягких французских булок, да выпей чаю. Широкая "
                                 "электрификация южных губерний.\n";
@@ -142,19 +166,37 @@ void addAll() {
         "弟關係的精神相對待。\n";
     const char* const markup = "<div class=\"entry\"><a href=\"/path/to/page.html\">人人生而自由"
                                "</a> <span>1234567890 plain text</span></div>\n";
-    // 15 % beyond ASCII, a character or two at a time.
-    const char* const mixed = "The reд quicк brown fоx, jumпs over the laжy dog; then иt rests "
-                              "uнder Яn old tree фor a shоrt while шnd runs on вgain at daэn.\n";
-    addCodec("Cp1251", "CP1251", "windows-1251", russian);
-    addCodec("Cp1251Mixed", "CP1251", "windows-1251", mixed);
-    addCodec("Cp932", "CP932", "ibm-943", japanese);
-    addCodec("Cp932Markup", "CP932", "ibm-943", markup);
-    addCodec("Cp936", "CP936", "GBK", chinese);
-    addCodec("EucJp", "EUCJP", "EUC-JP", japanese);
-    addCodec("Koi8R", "KOI8-R", "KOI8-R", russian);
-    addCodec("Gb18030", "GB18030", "gb18030", chinese);
-    addCodec("Big5Hkscs", "BIG5-HKSCS", "Big5-HKSCS", traditional);
-    addCodec("Iso2022Jp", "ISO-2022-JP", "ISO-2022-JP", japanese);
+    const char* const korean =
+        "모든 인간은 태어날 때부터 자유로우며 그 존엄과 권리에 있어 동등하다. "
+        "人間은 理性과 良心을 부여받았다.\n";
+    addCodec("Cp1252", "CP1252", "windows-1252", beyondAscii(U"äöüßéèñçøåÄÖÜÉ€“”–…•šŸ"));
+    addCodec("Cp1251", "CP1251", "windows-1251", repeated(russian));
+    addCodec("Cp1251Mixed", "CP1251", "windows-1251", beyondAscii(CyrillicLetters));
+    addCodec("Koi8R", "KOI8-R", "KOI8-R", repeated(russian));
+    addCodec("Koi8RMixed", "KOI8-R", "KOI8-R", beyondAscii(CyrillicLetters));
+    addCodec("Ibm1025Mixed", "IBM1025", "ibm-1025", beyondAscii(CyrillicLetters));
+    addCodec("Cp932Markup", "CP932", "ibm-943", repeated(markup));
+    const struct {
+        const char *name, *encoding, *icuName, *prose;
+        std::u32string_view letters;
+    } rows[] = {
+        {"Cp932", "CP932", "ibm-943", japanese, Kana},
+        {"ShiftJis", "SHIFT_JIS", "ibm-943", japanese, Kana},
+        {"EucJp", "EUCJP", "EUC-JP", japanese, Kana},
+        {"Iso2022Jp", "ISO-2022-JP", "ISO-2022-JP", japanese, Kana},
+        {"EucKr", "EUC-KR", "EUC-KR", korean,
+         U"모든인간은태어날때부터자유로우며그존엄과권리에있어동등하다"},
+        {"Cp936", "CP936", "GBK", chinese,
+         U"尊严和权利上律平等他们赋有良心并应以兄弟关系的精神相对待"},
+        {"Gb18030", "GB18030", "gb18030", chinese,
+         U"尊严和权利上律平等他们赋有良心并应以兄弟关系的精神相对待"},
+        {"Big5Hkscs", "BIG5-HKSCS", "Big5-HKSCS", traditional, Traditional},
+        {"EucTw", "EUC-TW", "EUC-TW", traditional, Traditional},
+    };
+    for (const auto& row : rows) {
+        addCodec(row.name, row.encoding, row.icuName, repeated(row.prose));
+        addCodec(std::string(row.name) + "Mixed", row.encoding, row.icuName, scripts(row.letters));
+    }
 }
 
 } // namespace

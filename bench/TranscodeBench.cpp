@@ -3,7 +3,6 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -24,10 +23,11 @@
 #include <qx/core/Reference.h>
 #include <qx/text/charset/AMP7.h>
 #include <qx/text/charset/SingleByte.h>
-#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF16.h>
 #include <qx/text/charset/UTF32.h>
 #include <qx/text/charset/UTF8.h>
+
+#include "MixedText.h"
 
 namespace {
 
@@ -64,39 +64,6 @@ const std::string Cjk = repeated(
     "待。色は匂へど散りぬるを我が世誰ぞ常ならむ有為の奥山今日越えて浅き夢見じ酔ひもせず\n");
 const std::string Emoji = repeated(
     "😀😃😄😁😆😅😂🤣🙂🙃😉😊😇🥰😍🤩😘🚀🌍🎉🔥👍");
-
-/// What takes part in a mixture, and its share in hundredths.
-struct Part {
-    std::u32string_view characters;
-    unsigned percent;
-};
-
-constexpr std::u32string_view EnglishLetters = U"the quick brown fox jumps over the lazy dog ";
-constexpr std::u32string_view LatinLetters = U"äöüßéèñçøåÄÖÜÉÈÑÇØÅñ";
-constexpr std::u32string_view GreekLetters = U"αβγδεζηθικλμνξοπρστυφχψω";
-constexpr std::u32string_view CjkLetters = U"人生而自由在尊严和权利上一律平等他们赋有理性良心";
-constexpr std::u32string_view EmojiLetters =
-    U"😀😃😄😁😆😅😂🤣🙂🙃😉😊😇🥰😍🤩😘🚀🌍🎉🔥👍";
-constexpr std::u32string_view Markup = U"<a href=\"/index.html\" class='x'></a> &amp; ";
-
-/// A text of @p length units at least whose parts follow each other at random, @p run characters of
-/// one at a time. The same in every run.
-std::u16string mixed(std::initializer_list<Part> parts, size_t run, size_t length) {
-    std::mt19937 random(20);
-    std::u16string units;
-    while (units.size() < length) {
-        auto left = static_cast<unsigned>(random() % 100);
-        const Part* part = parts.begin();
-        while (left >= part->percent)
-            left -= part++->percent;
-        for (size_t i = 0; i < run; ++i) {
-            char16_t pair[2];
-            units.append(pair,
-                         writeUtf16(part->characters[random() % part->characters.size()], pair));
-        }
-    }
-    return units;
-}
 
 std::u16string decoded(ByteToCharConverter& decoder, const std::string& bytes) {
     std::u16string units(bytes.size() + 16, u'\0');
