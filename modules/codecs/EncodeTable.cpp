@@ -109,7 +109,8 @@ void EncodeTable::finish() {
         placeByUnit();
         return;
     }
-    if (m_offsets.size() > 256)
+    const bool isZeroItself = entry(0) == 1u << 24;
+    if (m_offsets.size() > 256 || !isZeroItself)
         return;
     m_bytes.resize(m_entries.size());
     std::transform(m_entries.begin(), m_entries.end(), m_bytes.begin(),

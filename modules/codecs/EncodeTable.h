@@ -30,7 +30,8 @@ public:
     /// Bytes of the longest character: 1 to 4.
     int32_t longest() const { return m_longest; }
     const int32_t* offsets() const { return m_offsets.data(); }
-    /// One byte per entry, 0 for none (and for U+0000); null unless longest() is 1.
+    /// One byte per entry, 0 for none (and for U+0000); null unless longest() is 1 and U+0000 has
+    /// that byte.
     const signed char* bytes() const { return m_bytes.empty() ? nullptr : m_bytes.data(); }
 
     /// Gives a character its bytes, at most four, unless there is no room for the four.
