@@ -26,7 +26,7 @@ int32_t SharedSemaphore::waitUntil(shared::SharedObject& caller,
                                    const Deadline* deadline) noexcept {
     if (!m_isGuard) {
         const auto take = [this] { return takeSignal(); };
-        if (take())
+        if (take() || spinForAnswer(take))
             return result::Ok;
         const shared::ShownWaiting shown(caller);
         return shared::waitUntil(waiters, deadline, take, [](bool) {});

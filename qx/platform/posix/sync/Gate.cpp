@@ -82,15 +82,20 @@ template <FutexScope Scope, class... Caller>
 int32_t Gate<Scope, Caller...>::waitUntil(const Deadline* deadline) noexcept {
     uint32_t state = m_state.load(std::memory_order_acquire);
     const uint32_t closings = state / OneClosing;
+    const auto wasOpened = [&] {
+        state = m_state.load(std::memory_order_acquire);
+        return (state & Open) != 0 || state / OneClosing != closings;
+    };
+    if (spinForAnswer(wasOpened))
+        return result::Ok;
     bool inTime = true;
-    while ((state & Open) == 0 && state / OneClosing == closings) {
+    while (!wasOpened()) {
         if (!inTime)
             return result::TimedOut;
         if ((state & Waiters) == 0 &&
-            !m_state.compare_exchange_weak(state, state | Waiters, std::memory_order_acquire))
+            !m_state.compare_exchange_weak(state, state | Waiters, std::memory_order_relaxed))
             continue;
         inTime = sleep(state | Waiters, deadline);
-        state = m_state.load(std::memory_order_acquire);
     }
     return result::Ok;
 }

@@ -9,9 +9,11 @@ void Grants::grant() noexcept {
 }
 
 int32_t Grants::wait(const Deadline* deadline) noexcept {
+    if (spinForAnswer([this] { return tryTake(0); }))
+        return result::Ok;
     m_state.fetch_add(OneWaiter, std::memory_order_relaxed);
     bool inTime = true;
-    while (!tryTake()) {
+    while (!tryTake(OneWaiter)) {
         if (!inTime) {
             m_state.fetch_sub(OneWaiter, std::memory_order_relaxed);
             return result::TimedOut;
@@ -21,11 +23,12 @@ int32_t Grants::wait(const Deadline* deadline) noexcept {
     return result::Ok;
 }
 
-/// Takes a grant, if there is one, for a waiter that is counted.
-bool Grants::tryTake() noexcept {
+/// Takes a grant, if there is one, and @p waiter, which is OneWaiter for one that is counted: that
+/// is woken, while one that spins will see.
+bool Grants::tryTake(uint64_t waiter) noexcept {
     uint64_t state = m_state.load(std::memory_order_relaxed);
     while (static_cast<uint32_t>(state) != 0) {
-        if (m_state.compare_exchange_weak(state, state - OneWaiter - 1, std::memory_order_acquire,
+        if (m_state.compare_exchange_weak(state, state - waiter - 1, std::memory_order_acquire,
                                           std::memory_order_relaxed))
             return true;
     }

@@ -33,9 +33,9 @@ public:
 private:
     static constexpr uint64_t OneWaiter = uint64_t{1} << 32;
 
-    bool tryTake() noexcept;
+    bool tryTake(uint64_t waiter) noexcept;
 
-    std::atomic<uint64_t> m_state{0}; // grants in the low half, waiters in the high half
+    std::atomic<uint64_t> m_state{0}; // grants in the low half, sleepers in the high half
 };
 
 } // namespace qx::platform

@@ -4,6 +4,8 @@ namespace qx::platform {
 
 bool Waiter::wait(const Deadline* deadline) noexcept {
     const auto isGranted = [this] { return m_state.load(std::memory_order_acquire) == Granted; };
+    if (spinForAnswer(isGranted))
+        return true;
     uint32_t expected = Awake;
     m_state.compare_exchange_strong(expected, Asleep, std::memory_order_relaxed);
     while (!isGranted()) {

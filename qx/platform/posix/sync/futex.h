@@ -84,11 +84,17 @@ inline void relax() noexcept {
 #endif
 }
 
+/// Whether another thread can run while this one spins.
+bool hasSeveralCpus() noexcept;
+
 /// Tries for about as long as a sleep and wake-up take. True as soon as @p attempt says so. Pauses
 /// double between two looks, so that the holder of a lock keeps its cache line most of the time.
+/// Where there is one CPU only, nothing would change meanwhile, and it does not try.
 template <class Attempt>
 bool spin(Attempt attempt) noexcept {
     constexpr int LongestPause = 128;
+    if (!hasSeveralCpus())
+        return false;
     for (int pause = 1; pause <= LongestPause; pause *= 2) {
         for (int i = 0; i < pause; ++i)
             relax();
@@ -96,6 +102,41 @@ bool spin(Attempt attempt) noexcept {
             return true;
     }
     return false;
+}
+
+/// Whether it pays the calling thread to spin before it sleeps, which its last waits tell: after
+/// each that was not answered meanwhile it spins half as often, down to one wait of 128.
+class SpinHabit {
+public:
+    bool isDue() noexcept {
+        if (m_left == 0)
+            return true;
+        --m_left;
+        return false;
+    }
+    void learn(bool isAnswered) noexcept {
+        m_gap = isAnswered ? 1 : m_gap < LongestGap ? m_gap * 2 : LongestGap;
+        m_left = m_gap - 1;
+    }
+
+private:
+    static constexpr uint32_t LongestGap = 128;
+
+    uint32_t m_gap = 1; // waits from one that spins to the next
+    uint32_t m_left = 0;
+};
+
+[[gnu::tls_model("initial-exec"),
+  gnu::visibility("hidden")]] extern constinit thread_local SpinHabit t_spinHabit;
+
+/// As spin, for what another thread does when it likes: as long as that has come soon.
+template <class Attempt>
+bool spinForAnswer(Attempt attempt) noexcept {
+    if (!t_spinHabit.isDue())
+        return false;
+    const bool isAnswered = spin(attempt);
+    t_spinHabit.learn(isAnswered);
+    return isAnswered;
 }
 
 } // namespace qx::platform
