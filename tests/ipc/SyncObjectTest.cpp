@@ -202,8 +202,9 @@ TEST_P(UnderContention, NoUnitOfASemaphoreIsLostOrMade) {
             posted += !takes;
             while (takes && i % 3 == 0 && QXSemaphoreTimedWait(semaphore, 1) != result::Ok) {
             }
-            if (!takes || i % 3 != 0)
+            if (!takes || i % 3 != 0) {
                 EXPECT_EQ((takes ? QXSemaphoreWait : QXSemaphorePost)(semaphore), result::Ok);
+            }
             const int takenNow = taken += takes;
             EXPECT_LE(takenNow, posted);
             if (!takes && i % 16 == 0)
