@@ -60,12 +60,13 @@ stage_kills() {
     QX_TEST_REGISTRY_KILLS=4000 tested platform 'RegistryProcesses.Killed*' 1 &&
         tested ipc 'Kinds/Crash.*' 25 &&
         tested ipc 'CrashUnderTraffic.*:*ADeadWaiter*:*AReaderWho*' 200 &&
+        tested ipc '*IsToldThat*:*TellsIts*:*AreTold*:*TellsWhoever*' 25 &&
         tested ipc '*APeerStopped*' 5 &&
         tested util 'IniFileTest.AKilled*' 125 &&
         tested io 'FileStream.Sixteen*' 50 || return 1
     local left
     left=$(find "/dev/shm/qx-$(id -u)" -type f 2>/dev/null | wc -l)
-    echo "4,000 writers of the registry, 5,600 holders and waiters of locks and semaphores, 1,000 writers of INI \
+    echo "4,000 writers of the registry, 5,950 holders and waiters of locks and semaphores, 1,000 writers of INI \
 files and 200 appenders were killed; $left files are left of them"
     ((left == 0))
 }

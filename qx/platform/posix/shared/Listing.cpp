@@ -37,8 +37,7 @@ struct Use {
 struct FoundFile {
     std::string name, fileName, path;
     Place place;
-    Descriptor file;
-    struct stat status;
+    FileIdentity identity;
 };
 
 /// Reads a file of the process file system, which tells no size.
@@ -103,12 +102,13 @@ std::vector<FoundFile> findFiles() {
     std::vector<FoundFile> files;
     for (const Place place : {Place::Lock, Place::PrivateMemory, Place::PublicMemory}) {
         forEachOwnFile(place, [&](int folder, const char* fileName) {
-            Descriptor file =
-                Descriptor::openAt(folder, fileName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
             struct stat status;
-            if (file && fstat(file.get(), &status) == 0)
-                files.push_back({nameOfFile(place, fileName), fileName, pathOfFile(place, fileName),
-                                 place, std::move(file), status});
+            if (fstatat(folder, fileName, &status, AT_SYMLINK_NOFOLLOW) == 0)
+                files.push_back({nameOfFile(place, fileName),
+                                 fileName,
+                                 pathOfFile(place, fileName),
+                                 place,
+                                 {status.st_dev, status.st_ino}});
         });
     }
     std::ranges::sort(files, {},
@@ -116,10 +116,20 @@ std::vector<FoundFile> findFiles() {
     return files;
 }
 
+/// Opens a file to look at it; none when it has gone meanwhile.
+Descriptor openToLook(const FoundFile& found) {
+    Descriptor file =
+        Descriptor::open(found.path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (!file && errno != ENOENT)
+        throw Failure{lastResult()};
+    return file;
+}
+
 /// The object of a file for a visitor, whose pointers it owns.
 class Listed {
 public:
-    Listed(const FoundFile& file, const std::vector<Use>& uses) : m_file(file), m_uses(uses) {
+    Listed(const FoundFile& file, Descriptor opened, const std::vector<Use>& uses)
+        : m_file(std::move(opened)), m_uses(uses) {
         m_object.name = file.name.c_str();
         m_object.path = file.path.c_str();
         m_object.kind = QX_SHARED_KIND_UNKNOWN;
@@ -135,19 +145,19 @@ public:
 private:
     void describeMemory() {
         m_object.kind = QX_SHARED_KIND_MEMORY;
-        m_object.value = m_file.status.st_size;
+        m_object.value = statusOf(m_file.get()).st_size;
         for (const Use& use : m_uses) {
             if (use.byte == SharedFile::byteOf(0))
                 addUser({use.processId, 1, 0, 0, 0, nullptr});
         }
-        if (m_users.empty() && SharedFile::hasUser(m_file.file.get()))
+        if (m_users.empty() && SharedFile::hasUser(m_file.get()))
             addUser({0, 1, 0, 0, 0, nullptr}); // of a process that shows nothing
     }
 
     void describeState() {
         StateReport report;
-        if (!SharedObject::report(m_file.file.get(), m_file.status.st_size, report)) {
-            if (SharedFile::hasUser(m_file.file.get()))
+        if (!SharedObject::report(m_file.get(), statusOf(m_file.get()).st_size, report)) {
+            if (SharedFile::hasUser(m_file.get()))
                 addUser({0, 1, 0, 0, 0, nullptr});
             return;
         }
@@ -155,7 +165,7 @@ private:
         m_object.value = report.value;
         for (uint32_t slot = 0; slot < report.slotLimit; ++slot) {
             const StateReport::Slot& each = report.slots[slot];
-            const bool isAlive = SharedFile::hasUser(m_file.file.get(), slot);
+            const bool isAlive = SharedFile::hasUser(m_file.get(), slot);
             if (!isAlive && each.held == 0 && !each.isWriter)
                 continue; // a dead one who waited is in nobody's way
             if (!isAlive && report.kind == QX_SHARED_KIND_SEMAPHORE)
@@ -178,7 +188,7 @@ private:
         m_users.push_back(user);
     }
 
-    const FoundFile& m_file;
+    const Descriptor m_file;
     const std::vector<Use>& m_uses;
     std::vector<QXSharedUser> m_users;
     std::vector<std::string> m_commands;
@@ -189,10 +199,13 @@ int32_t visitAll(QXSharedObjectVisitor visit, void* context) {
     const std::vector<FoundFile> files = findFiles();
     std::map<FileIdentity, std::vector<Use>> uses;
     for (const FoundFile& each : files)
-        uses[{each.status.st_dev, each.status.st_ino}];
+        uses[each.identity];
     findUses(uses);
     for (const FoundFile& each : files) {
-        const Listed listed(each, uses[{each.status.st_dev, each.status.st_ino}]);
+        Descriptor file = openToLook(each);
+        if (!file)
+            continue;
+        const Listed listed(each, std::move(file), uses[each.identity]);
         if (const int32_t r = visit(&listed.object(), context); r < 0)
             return r;
     }
@@ -203,7 +216,10 @@ int32_t visitAll(QXSharedObjectVisitor visit, void* context) {
 int32_t cleanAll(QXSharedObjectVisitor visit, void* context) {
     for (const FoundFile& each : findFiles()) {
         const std::vector<Use> none;
-        const Listed listed(each, none); // as it was before
+        Descriptor file = openToLook(each);
+        if (!file)
+            continue;
+        const Listed listed(each, std::move(file), none); // as it was before
         if (!SharedFile::removeUnused(each.place, each.fileName.c_str()))
             continue;
         if (const int32_t r = visit(&listed.object(), context); r < 0)
