@@ -3,6 +3,7 @@
 #include <shared_mutex>
 
 #include <benchmark/benchmark.h>
+#include <sched.h>
 
 #ifdef QX_BENCH_HAVE_QT
 #include <QMutex>
@@ -115,11 +116,36 @@ void contendedReadersAndWriters(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-/// Two threads hand a turn to and fro, so each waits for the other on its processor.
+/// Keeps the calling thread on a CPU of its own, the one at place @p index of those it may use,
+/// while there are so many.
+class OnOwnCpu {
+public:
+    explicit OnOwnCpu(int index) {
+        sched_getaffinity(0, sizeof m_usable, &m_usable);
+        for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
+            if (!CPU_ISSET(cpu, &m_usable) || index-- > 0)
+                continue;
+            cpu_set_t own;
+            CPU_ZERO(&own);
+            CPU_SET(cpu, &own);
+            sched_setaffinity(0, sizeof own, &own);
+            return;
+        }
+    }
+    ~OnOwnCpu() { sched_setaffinity(0, sizeof m_usable, &m_usable); }
+    OnOwnCpu(const OnOwnCpu&) = delete;
+    OnOwnCpu& operator=(const OnOwnCpu&) = delete;
+
+private:
+    cpu_set_t m_usable;
+};
+
+/// Two threads hand a turn to and fro between two CPUs.
 template <class Semaphore, auto Wait, auto Signal>
 void pingPong(benchmark::State& state) {
     static Semaphore turns[2]{Semaphore(1), Semaphore(0)};
     const int own = state.thread_index();
+    const OnOwnCpu onOwnCpu(own);
     for (auto _ : state) {
         Wait(turns[own]);
         Signal(turns[1 - own]);

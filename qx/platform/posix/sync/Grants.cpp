@@ -6,6 +6,8 @@ void Grants::grant() noexcept {
     const uint32_t* word = futexWord(m_state);
     if (m_state.fetch_add(1, std::memory_order_release) >= OneWaiter)
         futexWake(word, 1);
+    else
+        t_spinHabit.hasMetSpinner();
 }
 
 int32_t Grants::wait(const Deadline* deadline) noexcept {

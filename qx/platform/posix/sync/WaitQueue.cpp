@@ -19,6 +19,8 @@ void Waiter::grant() noexcept {
     const uint32_t* word = futexWord(m_state);
     if (m_state.exchange(Granted, std::memory_order_release) == Asleep)
         futexWake(word, 1);
+    else
+        t_spinHabit.hasMetSpinner();
 }
 
 void WaitQueue::push(Waiter& waiter) noexcept {

@@ -8,32 +8,25 @@
 
 namespace qx::platform {
 
+constinit bool g_hasSeveralCpus = true;
+
 namespace {
 
 int operation(int ofTheMachine, FutexScope scope) noexcept {
     return scope == FutexScope::Process ? ofTheMachine | FUTEX_PRIVATE_FLAG : ofTheMachine;
 }
 
-constinit std::atomic<int> s_cpus{0}; // 0: not asked yet
+/// When the library is loaded: a thread that waits later may be tied to a CPU of its own. The set
+/// is too small for a machine that has very many.
+[[gnu::constructor]] void countCpus() {
+    cpu_set_t usable;
+    if (sched_getaffinity(0, sizeof usable, &usable) == 0)
+        g_hasSeveralCpus = CPU_COUNT(&usable) > 1;
+}
 
 } // namespace
 
 constinit thread_local SpinHabit t_spinHabit;
-
-bool hasSeveralCpus() noexcept {
-    int cpus = s_cpus.load(std::memory_order_relaxed);
-    if (cpus == 0) {
-        const int savedErrno = errno;
-        // Those of the first thread: the calling one may be tied to a CPU that others do not use.
-        // The set is too small for a machine that has very many.
-        cpu_set_t usable;
-        cpus = sched_getaffinity(getpid(), sizeof usable, &usable) == 0 ? CPU_COUNT(&usable)
-                                                                        : CPU_SETSIZE;
-        s_cpus.store(cpus, std::memory_order_relaxed);
-        errno = savedErrno;
-    }
-    return cpus > 1;
-}
 
 bool futexWait(const uint32_t* word, uint32_t expected, const Deadline* deadline,
                FutexScope scope) noexcept {

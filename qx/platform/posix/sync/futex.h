@@ -85,45 +85,63 @@ inline void relax() noexcept {
 }
 
 /// Whether another thread can run while this one spins.
-bool hasSeveralCpus() noexcept;
+[[gnu::visibility("hidden")]] extern constinit bool g_hasSeveralCpus;
 
-/// Tries for about as long as a sleep and wake-up take. True as soon as @p attempt says so. Pauses
-/// double between two looks, so that the holder of a lock keeps its cache line most of the time.
-/// Where there is one CPU only, nothing would change meanwhile, and it does not try.
+/// How often to look for what another thread does soon: for about as long as a sleep and wake-up
+/// take, and for many times as long.
+inline constexpr int ShortSpin = 8, LongSpin = 36;
+
+/// Tries so often. True as soon as @p attempt says so. Pauses double between two looks at first, so
+/// that the holder of a lock keeps its cache line most of the time. Where there is one CPU only,
+/// nothing would change meanwhile, and it does not try.
 template <class Attempt>
-bool spin(Attempt attempt) noexcept {
+bool spin(Attempt attempt, int looks = ShortSpin) noexcept {
     constexpr int LongestPause = 128;
-    if (!hasSeveralCpus())
+    if (!g_hasSeveralCpus)
         return false;
-    for (int pause = 1; pause <= LongestPause; pause *= 2) {
+    for (int pause = 1; looks > 0; --looks) {
         for (int i = 0; i < pause; ++i)
             relax();
         if (attempt())
             return true;
+        pause = std::min(pause * 2, LongestPause);
     }
     return false;
 }
 
 /// Whether it pays the calling thread to spin before it sleeps, which its last waits tell: after
-/// each that was not answered meanwhile it spins half as often, down to one wait of 128.
+/// each that was not answered meanwhile it spins half as often, down to one wait of 256.
+///
+/// Two threads that both sleep between their turns would go on so for ever where a wake-up takes
+/// longer than a spin: the other is not awake in time. One spin of many is therefore a long one,
+/// and who then finds the other awake spins at his next wait.
 class SpinHabit {
 public:
-    bool isDue() noexcept {
-        if (m_left == 0)
-            return true;
-        --m_left;
-        return false;
+    /// How often to look before the sleep that is due, mostly not at all.
+    int looks() noexcept {
+        if (m_left != 0) {
+            --m_left;
+            return 0;
+        }
+        return m_inVain == MostInVain ? LongSpin : ShortSpin;
     }
     void learn(bool isAnswered) noexcept {
-        m_gap = isAnswered ? 1 : m_gap < LongestGap ? m_gap * 2 : LongestGap;
+        if (isAnswered || m_inVain == MostInVain)
+            m_inVain = 0;
+        else if (m_gap == LongestGap)
+            ++m_inVain;
+        m_gap = isAnswered ? 1 : std::min(m_gap * 2, LongestGap);
         m_left = m_gap - 1;
     }
+    /// The calling thread has given something to one that was waiting for it awake.
+    void hasMetSpinner() noexcept { m_left = 0; }
 
 private:
-    static constexpr uint32_t LongestGap = 128;
+    static constexpr uint32_t LongestGap = 256, MostInVain = 7;
 
     uint32_t m_gap = 1; // waits from one that spins to the next
     uint32_t m_left = 0;
+    uint32_t m_inVain = 0; // spins at the longest gap since a long one
 };
 
 [[gnu::tls_model("initial-exec"),
@@ -132,9 +150,10 @@ private:
 /// As spin, for what another thread does when it likes: as long as that has come soon.
 template <class Attempt>
 bool spinForAnswer(Attempt attempt) noexcept {
-    if (!t_spinHabit.isDue())
+    const int looks = t_spinHabit.looks();
+    if (looks == 0)
         return false;
-    const bool isAnswered = spin(attempt);
+    const bool isAnswered = spin(attempt, looks);
     t_spinHabit.learn(isAnswered);
     return isAnswered;
 }
