@@ -92,6 +92,33 @@ void appendEight(benchmark::State& state) {
 BENCHMARK(appendEight<String>)->Name("StringAppend8/qx");
 BENCHMARK(appendEight<std::u16string>)->Name("StringAppend8/std");
 
+// The same by a function that is not inlined and thus has the text alone: its length is in the
+// object, where the rows above leave it to the compiler to keep a std::u16string in registers.
+
+template <class Text>
+[[gnu::noinline]] void addUnit(Text& text, char16_t unit) {
+    text += unit;
+}
+template <class Text>
+[[gnu::noinline]] void addEight(Text& text, const char16_t* units) {
+    text.append(units, 8);
+}
+template <class Text>
+void appendUnitInCall(benchmark::State& state) {
+    appendUpTo<Text>(state, 1, [](Text& text) { addUnit(text, u'x'); });
+}
+BENCHMARK(appendUnitInCall<String>)->Name("StringAppend1InCall/qx");
+BENCHMARK(appendUnitInCall<std::u16string>)->Name("StringAppend1InCall/std");
+
+template <class Text>
+void appendEightInCall(benchmark::State& state) {
+    const char16_t* units = u"eight un";
+    benchmark::DoNotOptimize(units);
+    appendUpTo<Text>(state, 8, [=](Text& text) { addEight(text, units); });
+}
+BENCHMARK(appendEightInCall<String>)->Name("StringAppend8InCall/qx");
+BENCHMARK(appendEightInCall<std::u16string>)->Name("StringAppend8InCall/std");
+
 // Equality and search over 64 Ki units.
 
 void equalQx(benchmark::State& state) {
