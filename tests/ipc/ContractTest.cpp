@@ -471,6 +471,25 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Crash,
                          testing::Values("Mutex", "Condition", "Writer", "Guard", "GuardOfThree"),
                          [](const auto& test) { return test.param; });
 
+// Who takes the lock between the wake and the death of the woken knows of nobody else who waits.
+TEST(CrashUnderTraffic, AWaiterThatIsKilledAsItWakesLeavesNobodyAsleep) {
+    const MadeObject mutex(Mutexes);
+    EXPECT_EQ(QXMutexAcquire(mutex.handle), result::Ok);
+    Party victim(Way::BetweenProcesses, mutex), other(Way::BetweenProcesses, mutex);
+    for (Party* waiter : {&victim, &other}) {
+        waiter->start(QXMutexAcquire);
+        waiter->awaitBlocked();
+    }
+    victim.leaveToOthers(sched_getcpu());
+    EXPECT_EQ(QXMutexRelease(mutex.handle), result::Ok);
+    const bool isFirst = QXMutexTryAcquire(mutex.handle) == result::Ok;
+    victim.kill();
+    if (isFirst) {
+        EXPECT_EQ(QXMutexRelease(mutex.handle), result::Ok);
+    }
+    EXPECT_GE(other.finish(), result::Ok);
+}
+
 // The living wake each other all the time, so that none of them sleeps through a whole slice.
 TEST(CrashUnderTraffic, UnitsComeBackThoughTheOthersAreNeverStill) {
     const MadeObject guard(GuardsOfThree);

@@ -1,5 +1,6 @@
 #include "tests/ipc/Party.h"
 
+#include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -156,6 +157,15 @@ int32_t Party::finish() const {
 void Party::stop() const {
     ::kill(m_process->pid(), SIGSTOP);
     waitpid(m_process->pid(), nullptr, WUNTRACED);
+}
+
+void Party::leaveToOthers(int cpu) const {
+    cpu_set_t cpus;
+    CPU_ZERO(&cpus);
+    CPU_SET(cpu, &cpus);
+    const sched_param unused{};
+    EXPECT_EQ(sched_setaffinity(m_process->pid(), sizeof cpus, &cpus), 0);
+    EXPECT_EQ(sched_setscheduler(m_process->pid(), SCHED_IDLE, &unused), 0);
 }
 
 void Party::forkIdleChild() {

@@ -92,8 +92,10 @@ public:
         return finish();
     }
     void stop() const; ///< Suspends a process.
-    void kill();       ///< Ends a process in the middle.
-    void quit();       ///< Lets a process end, which destroys its handle.
+    /// Lets a process run on that CPU only, when nobody else does.
+    void leaveToOthers(int cpu) const;
+    void kill(); ///< Ends a process in the middle.
+    void quit(); ///< Lets a process end, which destroys its handle.
     /// Lets a process have a child that does nothing until this object ends.
     void forkIdleChild();
 

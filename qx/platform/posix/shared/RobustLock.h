@@ -11,7 +11,8 @@ namespace qx::platform::shared {
 
 /// A process-shared lock in mapped memory that passes on when its holder is killed. The kernel
 /// wakes the next waiter, also (from 5.5 on) for a process killed between freeing the lock and
-/// waking. Results are errno values, as the thread library gives them.
+/// waking, and a waiter that nobody wakes looks again by itself. Results are errno values, as the
+/// thread library gives them.
 class RobustLock {
 public:
     /// Makes the lock in place; nobody else may see it yet.
@@ -19,7 +20,10 @@ public:
 
     /// 0; EOWNERDEAD when the lock is held now but its last holder died with it: the caller repairs
     /// the state under it and calls markRepaired.
-    int acquire() noexcept { return pthread_mutex_lock(&m_mutex); }
+    int acquire() noexcept {
+        const int error = tryAcquire();
+        return error == EBUSY ? acquireContended() : error;
+    }
     /// As acquire, or EBUSY.
     int tryAcquire() noexcept { return pthread_mutex_trylock(&m_mutex); }
     void markRepaired() noexcept { pthread_mutex_consistent(&m_mutex); }
@@ -27,6 +31,8 @@ public:
     int release() noexcept { return pthread_mutex_unlock(&m_mutex); }
 
 private:
+    [[gnu::cold, gnu::noinline]] int acquireContended() noexcept;
+
     pthread_mutex_t m_mutex;
 };
 
