@@ -1,12 +1,13 @@
 // A pool of worker processes that loses no job while its workers are killed at random.
 //
-//   JobPool JOBS WORKERS KILLS_A_SECOND
+//   JobPool JOBS WORKERS KILLS_A_SECOND (at most, and at least five jobs apart)
 //
 // The supervisor puts jobs on a board in shared memory, the workers take them from there. A worker
 // that is killed gives the lock of the board back, wherever it was; the next holder is told and
 // puts the board right; the supervisor gives the job of the dead one to others and starts another
 // worker. Ends with status 1 when a job is missing, was done twice, or has a wrong result.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -85,14 +86,18 @@ public:
     void run(double killsASecond) {
         const auto interval = std::chrono::duration<double>(1 / std::max(killsASecond, 1e-9));
         auto nextKill = Clock::now() + interval;
+        uint64_t leftAtLastKill = m_left;
         for (uint32_t number = 0; number < m_workers.size(); ++number)
             start(number);
         while (m_left > 0) {
             fillAndCollect();
             // A worker may have been killed before it told.
             static_cast<void>(m_pool.finished.waitFor(5ms));
-            for (; killsASecond > 0 && Clock::now() >= nextKill; nextKill += interval)
+            if (Clock::now() >= nextKill && m_left + JobsBetweenKills <= leftAtLastKill) {
                 m_workers[m_random() % m_workers.size()]->kill();
+                nextKill += interval;
+                leftAtLastKill = m_left;
+            }
             replaceTheDead();
         }
         m_pool.board.stop = true;
@@ -114,6 +119,9 @@ public:
     uint32_t repairs() const { return m_pool.board.repairs; }
 
 private:
+    /// Where processes start more slowly than they are killed, nothing would ever be done.
+    static constexpr uint64_t JobsBetweenKills = 5;
+
     void start(uint32_t number) {
         m_workers[number] =
             ProcessBuilder(m_program, {"worker", m_name, std::to_string(number)}).start();
