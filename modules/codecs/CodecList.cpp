@@ -16,9 +16,9 @@
 
 namespace qx::codecs {
 
-namespace {
+using text::charset::isNameFiller;
 
-constexpr bool isFiller(char16_t unit) { return unit == u'-' || unit == u'_' || unit == u' '; }
+namespace {
 
 /// A name as it is compared: in upper case, without what people write between its parts. Longer
 /// ones than any here are cut.
@@ -26,7 +26,7 @@ std::string keyOf(const char16_t* name, bool isLenient) {
     constexpr std::size_t Longest = 64;
     std::string key;
     for (; *name != 0 && key.size() < Longest; ++name) {
-        if (isLenient && isFiller(*name))
+        if (isLenient && isNameFiller(*name))
             continue;
         const bool isSmall = *name >= u'a' && *name <= u'z';
         // What is no ASCII is in no name.
@@ -54,7 +54,8 @@ public:
             forEachName(EncodingRows[i], [&](std::string_view name) {
                 std::string key(name);
                 if (isLenient)
-                    std::erase_if(key, [](char c) { return isFiller(static_cast<char16_t>(c)); });
+                    std::erase_if(key,
+                                  [](char c) { return isNameFiller(static_cast<char16_t>(c)); });
                 m_names.emplace_back(std::move(key), i);
             });
         std::ranges::stable_sort(m_names, {}, &Name::first);

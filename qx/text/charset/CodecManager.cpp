@@ -61,30 +61,29 @@ int32_t createBeside(const char* path, Reference<IQXCharCodecList>& list) {
     });
 }
 
-/// A codec by one of the names that the lists have, or null.
+/// A codec from the list, or null. It may know the encoding by its canonical name alone.
 Reference<IQXCharCodec> findInList(const char16_t* name) {
-    Reference<IQXCharCodec> codec;
-    if (const Reference<IQXCharCodecList> list = findCodecList()) {
-        IQXCharCodec* found = nullptr;
-        if (list->CreateCodec(name, &found) >= 0)
-            codec = Reference<IQXCharCodec>::attach(found);
-    }
-    return codec;
+    const Reference<IQXCharCodecList> list = findCodecList();
+    IQXCharCodec* found = nullptr;
+    QXEncodingInfo info;
+    if (list &&
+        (list->CreateCodec(name, &found) >= 0 ||
+         (QXGetEncInfoByName(name, &info) >= 0 && list->CreateCodec(info.name, &found) >= 0)))
+        return Reference<IQXCharCodec>::attach(found);
+    return nullptr;
 }
 
-constexpr bool isFiller(char16_t unit) { return unit == u'-' || unit == u'_' || unit == u' '; }
-
-/// Whether a name in upper case is @p name but for fillers.
+/// Whether two names in upper case are the same but for fillers.
 bool isAlike(std::u16string_view name, std::u16string_view upper) {
     auto at = upper.begin();
     for (const char16_t unit : name) {
-        if (isFiller(unit))
+        if (isNameFiller(unit))
             continue;
-        at = std::find_if_not(at, upper.end(), isFiller);
+        at = std::find_if_not(at, upper.end(), isNameFiller);
         if (at == upper.end() || *at++ != unit)
             return false;
     }
-    return std::all_of(at, upper.end(), isFiller);
+    return std::all_of(at, upper.end(), isNameFiller);
 }
 
 /// Registered names that the table of codecs has not.
@@ -95,6 +94,7 @@ constexpr struct {
     {u"CSUTF8", u"UTF-8"},       {u"CSUTF16LE", u"UTF-16LE"},  {u"CSUTF16BE", u"UTF-16BE"},
     {u"CSUTF32LE", u"UTF-32LE"}, {u"CSUTF32BE", u"UTF-32BE"},  {u"CSUTF16", u"UTF-16"},
     {u"CSUTF32", u"UTF-32"},     {u"UTF-8-BOM", u"UTF-8-SIG"}, {u"CSWINDOWS1252", u"CP1252"},
+    {u"MS-ANSI", u"CP1252"},     {u"ANSI_X3.4", u"ASCII"},
 };
 
 template <class Converter>

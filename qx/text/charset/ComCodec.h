@@ -98,6 +98,10 @@ namespace qx::text::charset {
 inline constexpr GUID CodecListClass{
     0x12098000, 0x0722, 0x4F11, {0x84, 0x8E, 0x9A, 0xAE, 0x88, 0xAF, 0xDE, 0xD2}};
 
+/// Whether a unit makes no difference between names of encodings where none is found as it is
+/// written.
+constexpr bool isNameFiller(char16_t unit) { return unit == u'-' || unit == u'_' || unit == u' '; }
+
 /// Decodes through a codec component.
 class QX_API BTCCom : public BTCMultiByte {
 public:
