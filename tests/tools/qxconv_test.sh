@@ -225,7 +225,7 @@ fails 2 'unknown encoding "UTF-9"; is it UTF-8? (qxconv -l lists all)' -f UTF-9 
 fails 2 'unknown encoding "" (qxconv -l lists all)' -t '' 2
 fails 2 'the substitution text has no form in CP437' -t CP437 --substitute 中 2
 equal "output after usage errors" "$(cat out)" old
-fails 2 "option --errors takes one of strict, replace, ignore, escape $usage" --errors lax
+fails 2 "option --errors takes one of strict, replace, ignore, escape, not \"lax\" $usage" --errors lax
 fails 2 "--errors excludes --strict and --substitute $usage" --errors strict --strict
 fails 2 "-o, -d and --in-place exclude each other $usage" -d . --in-place 2
 fails 2 "-d and --in-place need files $usage" --in-place

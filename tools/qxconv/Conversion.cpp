@@ -25,10 +25,18 @@ namespace {
 /// stay in the cache through all stages.
 constexpr int32_t BlockBytes = 64 * 1024;
 
+/// Whether a name asks for detection, in any letter case as those of encodings.
+bool isAuto(std::string_view name) {
+    constexpr std::string_view Auto = "auto";
+    return std::ranges::equal(name, Auto, [](char c, char small) { return (c | 0x20) == small; });
+}
+
 /// Says what is like the name, or where the encoding is to be had.
 Failure unknownEncoding(const qx::String& name) {
     const std::string narrow = name.toUtf8();
     std::string message = "unknown encoding \"" + narrow + '"';
+    if (isAuto(narrow))
+        return Failure(Failure::Usage, message + ": only the input's is detected, with -f auto");
     if (const auto suffix = narrow.find("//"); suffix != narrow.npos)
         return Failure(Failure::Usage,
                        message + ": instead of \"" + narrow.substr(suffix) + "\" say --errors=" +
@@ -65,14 +73,12 @@ Replacement replacementFor(const Options& options) {
     return {errors == "ignore" ? Text : errors == "escape" ? Escape : Default, {}};
 }
 
-constexpr char Auto[] = "auto";
-
-/// Whether the mark at the start of a text counts that says @p encoding: for "auto" each does, for
+/// Whether the mark at the start of a text counts that says @p encoding: for -f auto each does, for
 /// an encoding of marked text those of its kind.
 bool countsMark(const std::optional<std::string>& from, const char16_t* encoding) {
     if (!from)
         return false;
-    if (*from == Auto)
+    if (isAuto(*from))
         return true;
     const qx::String name = fromSystemName(from->c_str());
     const qx::Reference<ByteToCharConverter> converter =
@@ -87,7 +93,7 @@ bool countsMark(const std::optional<std::string>& from, const char16_t* encoding
 
 /// The converter for text without a mark.
 qx::Reference<ByteToCharConverter> decoderFor(const std::optional<std::string>& from) {
-    if (from && *from == Auto)
+    if (from && isAuto(*from))
         return converterFor<ByteToCharConverter>(std::nullopt);
     auto converter = converterFor<ByteToCharConverter>(from);
     for (const MarkedEncoding& marked : markedEncodings()) {

@@ -110,7 +110,8 @@ void checkValue(const char* option, const std::optional<std::string>& value,
     std::string all;
     for (const std::string_view each : known)
         all.append(all.empty() ? "" : ", ").append(each);
-    throw Self.usage("option " + std::string(option) + " takes one of " + all);
+    throw Self.usage("option " + std::string(option) + " takes one of " + all + ", not \"" +
+                     *value + '"');
 }
 
 void checkTogether(const Options& options) {
