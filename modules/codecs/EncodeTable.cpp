@@ -22,6 +22,8 @@ namespace {
 
 /// Units that are tested for ASCII at once.
 constexpr std::size_t Block = 8;
+/// Units that are looked up one by one before that is tried again.
+constexpr std::size_t Group = 16;
 constexpr char32_t LastUnit = 0xFFFF;
 
 bool isAscii(const char16_t* block) {
@@ -203,12 +205,12 @@ RunLength EncodeTable::encodeRun(const char16_t* units, std::size_t size, uint8_
             continue;
         }
         const std::size_t group =
-            std::min({Block, size - read, (capacity - written) / LongestCharacter});
+            std::min({Group, size - read, (capacity - written) / LongestCharacter});
         RunLength run;
         if (!isByUnit)
             run = encodeGroup<false>(units + read, group, bytes + written);
-        else if (group == Block) // without a count that varies
-            run = encodeGroup<true>(units + read, Block, bytes + written);
+        else if (group == Group) // without a count that varies
+            run = encodeGroup<true>(units + read, Group, bytes + written);
         else
             run = encodeGroup<true>(units + read, group, bytes + written);
         read += run.read;
