@@ -39,6 +39,7 @@ extern "C" {
 /// died, every reader and writer is, until a writer gives it back; a dead reader has changed
 /// nothing. Of a semaphore that guards resources each unit that came back is taken before others
 /// and told once; where one process holds several, each of its threads is asked for its last one. A
+/// thread that reads, or holds units, several times over is told until it has given one back. A
 /// kill just between two steps of taking or giving back may tell one too many, never one too few.
 ///
 /// A process remembers the 64 threads that were told last. A child made by fork holds nothing.

@@ -36,8 +36,9 @@ public:
     void release();
 
     /// True when the calling thread holds the lock and got it, between processes, from one who died
-    /// or ended while it held it: what it guards may be half changed. A wait gives the lock up and
-    /// takes it anew: ask again behind it.
+    /// or ended while it held it: what it guards may be half changed. A wait gives the lock up, and
+    /// with it this answer, and takes it anew: ask before it and again behind it. To signal without
+    /// holding the lock leaves the answer to the next holder.
     bool acquiredFromDead() const;
 
     /// Gives the lock up, as often as it is held, blocks until a signal for this wait, and takes
@@ -63,7 +64,9 @@ public:
     }
 
     /// Wait until @p isTrue returns true. It is called with the lock held, the first time before
-    /// any wait. The timed forms return what it returned last.
+    /// any wait. The timed forms return what it returned last. The lock is given up and taken
+    /// between two calls, so it is @p isTrue that must ask acquiredFromDead, where that matters:
+    /// behind the wait only the last acquisition is told of.
     template <std::predicate Predicate>
     void wait(Predicate isTrue) {
         while (!isTrue())

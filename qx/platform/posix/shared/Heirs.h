@@ -24,6 +24,8 @@ public:
             remove();
     }
     bool isHeir() const noexcept {
+        if (m_count.load(std::memory_order_relaxed) == 0) [[likely]]
+            return false;
         const ThreadIdentity self = currentThread();
         for (const auto& each : m_threads) {
             if (each.load(std::memory_order_relaxed) == self)

@@ -103,11 +103,11 @@ void SharedRWLock::dropStaleAdmissions() noexcept {
 }
 
 int32_t SharedRWLock::releaseRead(shared::SharedObject& caller) noexcept {
-    caller.heirs().forget();
     {
         const shared::Locked locked(*this);
         if (m_slots[caller.slot()].readers == 0)
             return result::NotOwner;
+        caller.heirs().forget();
         --m_slots[caller.slot()].readers;
         if (--m_readers > 0)
             return result::Ok;

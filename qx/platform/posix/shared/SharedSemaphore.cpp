@@ -93,7 +93,6 @@ bool SharedSemaphore::takeUnit(shared::SharedObject& caller) noexcept {
 
 int32_t SharedSemaphore::postUnit(shared::SharedObject& caller) noexcept {
     const uint32_t slot = caller.slot();
-    caller.heirs().forget();
     const shared::Locked locked(*this);
     const int32_t current = m_count.load(std::memory_order_relaxed);
     if (m_held[slot] != 0)
@@ -103,6 +102,7 @@ int32_t SharedSemaphore::postUnit(shared::SharedObject& caller) noexcept {
     else
         return result::Overflow;
     m_count.store(current + 1, std::memory_order_relaxed);
+    caller.heirs().forget();
     return result::Ok;
 }
 

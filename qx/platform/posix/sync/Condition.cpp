@@ -36,15 +36,11 @@ public:
     }
 
     int32_t signal(Caller... caller) noexcept {
-        acquire(caller...); // once more where the caller holds it already
-        m_waiters.signalOne();
-        return release(caller...);
+        return tell([this] { m_waiters.signalOne(); }, caller...);
     }
 
     int32_t broadcast(Caller... caller) noexcept {
-        acquire(caller...);
-        m_waiters.signalAll();
-        return release(caller...);
+        return tell([this] { m_waiters.signalAll(); }, caller...);
     }
 
     bool tryLeave(Caller... caller) noexcept {
@@ -58,6 +54,18 @@ public:
 
 private:
     int32_t waitUntil(const Deadline* deadline, Caller... caller) noexcept;
+
+    template <class Signal>
+    int32_t tell(Signal signal, Caller... caller) noexcept {
+        acquire(caller...); // once more where the caller holds it already
+        signal();
+        if (m_lock.depth() != 0)
+            return m_lock.release(caller...);
+        auto woken = m_waiters.takeSignalled();
+        m_lock.releaseUnused(caller...);
+        woken.grantAll();
+        return result::Ok;
+    }
 
     void releaseAndWake(Caller... caller) noexcept {
         auto woken = m_waiters.takeSignalled();

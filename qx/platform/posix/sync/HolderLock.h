@@ -21,11 +21,16 @@ public:
     }
     void lockContended(SharedObject& caller) noexcept { lock(caller); }
 
-    void unlock(SharedObject& caller) noexcept {
+    /// A holder that is killed as soon as it has entered @p next has left nothing half done, and is
+    /// not told of.
+    void unlock(SharedObject& caller, uint64_t next = NoThread) noexcept {
         caller.heirs().forget();
-        // A holder that is killed behind this has left nothing half done, and is not told of.
-        m_holder.store(NoThread, std::memory_order_release);
+        m_holder.store(next, std::memory_order_release);
         m_lock.release();
+    }
+    /// The same for a holder that has not looked at what a dead one left: the next one is told.
+    void unlockUnused(SharedObject& caller) noexcept {
+        unlock(caller, caller.heirs().isHeir() ? Abandoned : NoThread);
     }
     bool tryUnlockUncontended(SharedObject& caller) noexcept {
         if (!isHeld(caller))

@@ -45,6 +45,15 @@ public:
         m_lock.unlock(caller...);
     }
 
+    /// Gives up what was acquired once, by a holder that has not looked at what the lock guards: it
+    /// leaves the news of a dead one to the next.
+    void releaseUnused(Caller... caller) noexcept {
+        if constexpr (Lock::IsInherited)
+            m_lock.unlockUnused(caller...);
+        else
+            m_lock.unlock(caller...);
+    }
+
     /// Takes back what releaseWhole gave up.
     void acquireWhole(uint64_t depth, Caller... caller) noexcept {
         m_lock.lock(caller...);
