@@ -26,7 +26,8 @@ int32_t SharedSemaphore::waitUntil(shared::SharedObject& caller,
                                    const Deadline* deadline) noexcept {
     if (!m_isGuard) {
         const auto take = [this] { return takeSignal(); };
-        if (take() || spinForAnswer(take))
+        const auto mayWait = [deadline] { return deadline == nullptr || !deadline->hasPassed(); };
+        if (take() || (mayWait() && spinForAnswer(take)))
             return result::Ok;
         const shared::ShownWaiting shown(caller);
         return shared::waitUntil(waiters, deadline, take, [](bool) {});

@@ -16,11 +16,12 @@ int operation(int ofTheMachine, FutexScope scope) noexcept {
     return scope == FutexScope::Process ? ofTheMachine | FUTEX_PRIVATE_FLAG : ofTheMachine;
 }
 
-/// When the library is loaded: a thread that waits later may be tied to a CPU of its own. The set
-/// is too small for a machine that has very many.
+/// When the library is loaded: a thread that waits later may be tied to a CPU of its own, and so
+/// may the one that loads it, so that the first thread of the process is asked. The set is too
+/// small for a machine that has very many.
 [[gnu::constructor]] void countCpus() {
     cpu_set_t usable;
-    if (sched_getaffinity(0, sizeof usable, &usable) == 0)
+    if (sched_getaffinity(getpid(), sizeof usable, &usable) == 0)
         g_hasSeveralCpus = CPU_COUNT(&usable) > 1;
 }
 
