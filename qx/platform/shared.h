@@ -61,7 +61,8 @@ QX_API int32_t QXSharedMemClose(QXHandle handle);
 // What there is, for whoever looks at it from outside.
 
 /// Kinds of named objects.
-#define QX_SHARED_KIND_UNKNOWN 0u ///< being made just now, or of another version of the library
+/// Being made just now or left unfinished, of another version of the library, or not to be read.
+#define QX_SHARED_KIND_UNKNOWN 0u
 #define QX_SHARED_KIND_MUTEX 1u
 #define QX_SHARED_KIND_CONDITION 2u
 #define QX_SHARED_KIND_EVENT 3u
@@ -73,7 +74,7 @@ QX_API int32_t QXSharedMemClose(QXHandle handle);
 
 /// A process that uses an object, or that died and left something in it.
 typedef struct QXSharedUser {
-    int32_t processId;   ///< 0 for a dead one, and where the system does not show it
+    int32_t processId;   ///< 0 for a dead one, and for those that the system does not show
     int32_t isAlive;     ///< 0 or 1
     uint32_t held;       ///< acquisitions of the holder, units, or readers
     int32_t isWriter;    ///< 0 or 1
@@ -92,6 +93,7 @@ typedef struct QXSharedObject {
     int64_t value;
     const QXSharedUser* users;
     uint32_t userCount;
+    int32_t isFromDead; ///< 1: QXSyncAcquiredFromDead tells whoever acquires it next; else 0
 } QXSharedObject;
 
 /// Gets one object after the other; a negative result ends the call that hands them over, and is
@@ -100,8 +102,13 @@ typedef int32_t (*QXSharedObjectVisitor)(const QXSharedObject* object, void* con
 
 /// Hands over all objects of the user in the order of their names. Takes no lock, changes nothing
 /// and is no user of them: what it tells may be different before it returns. Process numbers come
-/// from the process file system.
+/// from the process file system. A dead user is shown until another process takes its place in the
+/// object or what it held, isFromDead for as long as somebody is to be told. Users of memory cannot
+/// be told apart: those that the system does not show appear, as one, where it shows none.
 QX_API int32_t QXSharedObjectsVisit(QXSharedObjectVisitor visit, void* context);
+
+/// 1 when the object has that name, of which a long one is not whole in its `name`; else 0.
+QX_API int32_t QXSharedObjectHasName(const QXSharedObject* object, const char* name);
 
 /// Removes the objects that no process uses, which killed ones have left, and hands over what they
 /// were. An object that is taken into use meanwhile stays.

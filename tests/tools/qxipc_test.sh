@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Tests the program qxipc as a user meets it. Argument: the program.
+completion=$(realpath "$(dirname "$0")/../../tools/qxipc/completion.bash")
 . "$(dirname "$0")/checks.sh"
 qxipc=$program
 own="qxipc $$ ä" # as there may be objects of others
@@ -20,7 +21,7 @@ equal "without a command" "$("$qxipc" 2>&1 | grep -c "$own")" 0
 if [ "${3-}" == sanitized ] || ! command -v python3 >/dev/null; then finish; exit; fi
 cat >user.py <<'END'
 import ctypes, os, sys
-qx, handle, name = ctypes.CDLL(sys.argv[1]), ctypes.c_uint64(), sys.argv[2].encode()
+qx, handle, name = ctypes.CDLL(sys.argv[1]), ctypes.c_uint64(), os.fsencode(sys.argv[2])
 memory, mutex = ctypes.c_uint64(), sys.argv[3] == "mutex"
 if mutex:
     qx.QXMutexCreate(name, 1, ctypes.byref(handle))
@@ -55,10 +56,10 @@ equal "users of memory" "$("$qxipc" list "$own" | grep ': uses it' | cut -d: -f1
 equal "JSON" "$("$qxipc" list "$own" --json | python3 -c '
 import json, sys
 mutex, memory = json.load(sys.stdin)
-print(mutex["kind"], mutex["name"], mutex["value"], memory["value"], mutex["file"])
+print(mutex["kind"], mutex["name"], mutex["value"], memory["value"], mutex["fromDead"], mutex["file"])
 for user in mutex["users"]:
     print(*(user[key] for key in ("process", "alive", "holds", "writes", "waits")))')" \
-    "mutex $own 2 4096 /dev/shm/qx-$(id -u)/lock.qxipc%20$$%20%C3%A4
+    "mutex $own 2 4096 False /dev/shm/qx-$(id -u)/lock.qxipc%20$$%20%C3%A4
 $holder True 2 False 0
 $waiter True 0 False 1"
 
@@ -71,9 +72,27 @@ kill -9 $victim && wait $victim 2>/dev/null
 soon grep -q '"value": 2' states # behind others, while the process goes
 equal "states" "$(sed -n '1p; $p' states | grep -o '"value": [0-9]*' | paste -sd ' ')" '"value": 0 "value": 2'
 kill $watcher && wait $watcher 2>/dev/null
-equal "a dead holder" "$(listed "$own g")" "semaphore $own g: 2 units free
+equal "a dead holder" "$(listed "$own g")" "semaphore $own g: 2 units free, left by the dead
   $keeper: holds 1  $(command_of "$own g" guard 1)
   dead: holds 2"
+use "$own g" guard 0 && late=$user && soon test -e done.$late
+equal "one in its place" "$(listed "$own g")" "semaphore $own g: 2 units free, left by the dead
+  $keeper: holds 1  $(command_of "$own g" guard 1)
+  $late: uses it  $(command_of "$own g" guard 0)"
+equal "completion" "$(. "$completion"; COMP_WORDS=("$qxipc" list "") COMP_CWORD=2; _qxipc; printf '%s\n' "${COMPREPLY[@]}" | grep -c "$keeper\|$late")" 0
+# what is nothing of the library, a long name, and one that is no UTF-8
+truncate -s 40G "/dev/shm/qx-$(id -u)/lock.%5C$$"
+equal "a strange file" "$("$qxipc" list '\x5C'$$ | grep -o 'unknown.*: being\|(.*')" \
+    "unknown \\x5C$$: being
+(/dev/shm/qx-$(id -u)/lock.%5C$$)"
+equal "the strange one cleaned" "$("$qxipc" clean | grep "unknown.*$$")" "removed unknown \\x5C$$"
+for long in "$own$(printf %0200d)" $'\xC2\x9B\xFF'$$; do
+    use "$long" guard 1 && late+=" $user" && soon test -e done.$user
+done
+equal "a long name" "$("$qxipc" list "$own$(printf %0200d)" | grep -c '^semaphore.*~\|holds 1')" 2
+equal "bytes" "$("$qxipc" list '\xC2\x9B\xFF'$$ | head -n 1)" "semaphore \\xC2\\x9B\\xFF$$: 2 units free"
+kill -9 $late && wait $late 2>/dev/null
+"$qxipc" clean >/dev/null
 equal "what is used stays" "$("$qxipc" clean | grep -c "$own")" 0
 kill -9 $keeper $holder $waiter && wait $keeper $holder $waiter 2>/dev/null
 equal "cleaned" "$("$qxipc" clean | grep "$own")" "removed mutex $own

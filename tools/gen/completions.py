@@ -79,7 +79,7 @@ def bash(of):
                     'COMPREPLY=($(compgen -W "$kind" -- "$current"))',
         "set": names_from('"${COMP_WORDS[0]}" "${words[0]/#\\~/$HOME}" sets 2>/dev/null'),
         "object": names_from('"${COMP_WORDS[0]}" list 2>/dev/null | '
-                             "sed -n 's/^[^ ]* \\(.*\\): .*/\\1/p'"),
+                             "sed -n 's/^[^ ][^ ]* \\(.*\\): .*/\\1/p'"),
         "registry-key": '# a path goes on behind the root\n'
                'compopt -o nospace 2>/dev/null\n'
                f'COMPREPLY=($(compgen -W "$(echo {ROOTS})" -- "$current"))',
@@ -214,7 +214,7 @@ def zsh(of):
         "encoding": '{ compadd -- ${(f)"$(_call_program encodings $program -l | cut -d " " -f 1)"} }',
         "set": '{ compadd -- ${(f)"$(_call_program sets $program $line[1] sets)"} }',
         "object": '{ compadd -- ${(f)"$(_call_program objects $program list | '
-                  'sed -n "s/^[^ ]* \\(.*\\): .*/\\1/p")"} }',
+                  'sed -n "s/^[^ ][^ ]* \\(.*\\): .*/\\1/p")"} }',
         "registry-key": f'{{ compadd -S "" -- {ROOTS} }}',
     }
 

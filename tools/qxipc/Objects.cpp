@@ -1,7 +1,11 @@
 #include "Objects.h"
 
 #include <cstdio>
+#include <string_view>
 
+#include <unistd.h>
+
+#include <qx/core/String.h>
 #include <qx/platform/result.h>
 
 #include "tools/common/Failure.h"
@@ -17,18 +21,35 @@ const char* kindName(uint32_t kind) {
     return KindNames[kind < std::size(KindNames) ? kind : QX_SHARED_KIND_UNKNOWN];
 }
 
-/// What a terminal could take for a command is written as an escape.
-std::string visible(const std::string& text) {
+/// The bytes of the character that a text begins with and a terminal only shows; none where it may
+/// be a command, is no UTF-8, or is the backslash of an escape.
+std::string_view plainCharacter(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    if (lead < 0x80)
+        return text.substr(0, lead >= 0x20 && lead != 0x7F && lead != '\\' ? 1 : 0);
+    const std::string_view character = text.substr(0, lead < 0xC0   ? 0
+                                                      : lead < 0xE0 ? 2
+                                                      : lead < 0xF0 ? 3
+                                                                    : 4);
+    const bool isCommand = lead == 0xC2 && static_cast<unsigned char>(character.back()) < 0xA0;
+    return !isCommand && qx::String::fromUtf8(character).toUtf8() == character ? character
+                                                                               : std::string_view();
+}
+
+/// Everything else is written as escapes.
+std::string visible(std::string_view text) {
     std::string shown;
-    for (const char each : text) {
-        const auto byte = static_cast<unsigned char>(each);
-        char escape[5];
-        if (byte < 0x20 || byte == 0x7F) {
-            std::snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned>(byte));
-            shown += escape;
-        } else {
-            shown += each;
+    while (!text.empty()) {
+        if (const std::string_view plain = plainCharacter(text); !plain.empty()) {
+            shown += plain;
+            text.remove_prefix(plain.size());
+            continue;
         }
+        char escape[5];
+        std::snprintf(escape, sizeof escape, "\\x%02X",
+                      static_cast<unsigned>(static_cast<unsigned char>(text[0])));
+        shown += escape;
+        text.remove_prefix(1);
     }
     return shown;
 }
@@ -56,7 +77,9 @@ std::string valueText(const NamedObject& object) {
     case QX_SHARED_KIND_MEMORY:
         return times(value, "byte");
     default:
-        return "just being made, or of another version of the library";
+        return "being made or left unfinished, of another version of the library, or not readable "
+               "(" +
+               object.path + ')';
     }
 }
 
@@ -78,8 +101,9 @@ std::string userText(const User& user) {
            '\n';
 }
 
+const char* truth(bool value) { return value ? "true" : "false"; }
+
 std::string userJson(const User& user) {
-    const auto truth = [](bool value) { return value ? "true" : "false"; };
     return "{\"process\": " +
            (user.processId != 0 ? std::to_string(user.processId) : std::string("null")) +
            ", \"alive\": " + truth(user.isAlive) + ", \"holds\": " + std::to_string(user.held) +
@@ -95,12 +119,14 @@ std::string objectJson(const NamedObject& object) {
     return "{\"kind\": \"" + std::string(kindName(object.kind)) +
            "\", \"name\": " + jsonString(object.name) +
            ", \"value\": " + std::to_string(object.value) +
+           ", \"fromDead\": " + truth(object.isFromDead) +
            ", \"file\": " + jsonString(object.path) + ", \"users\": [" + users + "]}";
 }
 
 /// Objects as a visitor comes to them.
 int32_t collect(const QXSharedObject* object, void* to) {
-    NamedObject copy{object->name, object->path, object->kind, object->value, {}};
+    NamedObject copy{
+        object->name, object->path, object->kind, object->value, object->isFromDead != 0, {}};
     for (uint32_t i = 0; i < object->userCount; ++i) {
         const QXSharedUser& user = object->users[i];
         copy.users.push_back({user.processId, user.isAlive != 0, user.held, user.isWriter != 0,
@@ -115,7 +141,9 @@ std::vector<NamedObject> collectBy(int32_t (*function)(QXSharedObjectVisitor, vo
         throw Failure(Failure::Runtime, lack);
     std::vector<NamedObject> objects;
     if (const int32_t r = function(collect, &objects); r < 0)
-        throw Failure(Failure::Runtime, "objects between processes: " + describeResult(r));
+        throw Failure(Failure::Runtime,
+                      "/dev/shm/qx-" + std::to_string(geteuid()) + ": " + describeResult(r) +
+                          " (it must be a folder of this user alone, with mode 0700)");
     return objects;
 }
 
@@ -125,6 +153,13 @@ std::vector<NamedObject> listObjects() { return collectBy(QXSharedObjectsVisit);
 
 std::vector<NamedObject> removeUnused() { return collectBy(QXSharedObjectsClean); }
 
+bool isNamed(const NamedObject& object, const std::string& name) {
+    QXSharedObject asked{};
+    asked.path = object.path.c_str();
+    return QXSharedObjectHasName(&asked, name.c_str()) != 0 || object.name == name ||
+           visible(object.name) == name;
+}
+
 std::string titleOf(const NamedObject& object) {
     return std::string(kindName(object.kind)) + ' ' + visible(object.name);
 }
@@ -132,7 +167,8 @@ std::string titleOf(const NamedObject& object) {
 std::string textOf(const std::vector<NamedObject>& objects) {
     std::string text;
     for (const NamedObject& object : objects) {
-        text += titleOf(object) + ": " + valueText(object) + '\n';
+        text += titleOf(object) + ": " + valueText(object) +
+                (object.isFromDead ? ", left by the dead\n" : "\n");
         for (const User& user : object.users)
             text += userText(user);
     }

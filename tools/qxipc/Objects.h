@@ -20,8 +20,13 @@ struct NamedObject {
     std::string name, path;
     uint32_t kind;
     int64_t value;
+    bool isFromDead; ///< the next holder is told that one died
     std::vector<User> users;
 };
+
+/// Whether an object has that name, or shows it: a long one is shown shortened, and what a terminal
+/// could take for a command as escapes.
+bool isNamed(const NamedObject& object, const std::string& name);
 
 /// All objects of the user, by name.
 /// @throws Failure

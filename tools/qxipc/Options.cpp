@@ -25,9 +25,11 @@ the kind of each, its name and value, who holds it, who waits for it, and who di
   watch  prints them again whenever something has changed
   clean  removes what killed processes left and nobody uses, and prints what that was
 
-What a dead process held is marked "dead" until somebody who wants it takes it back. The file
-of an object has no user when all processes that used it were killed; the next process that
-opens one of that name takes it as new, cleaned or not.
+A process that died with something is listed as "dead" until another takes its place in the
+object, or what it held. "left by the dead" says that the next holder will be told of a death,
+whether or not the dead one is still listed. The file of an object has no user when all
+processes that used it were killed; the next process that opens one of that name takes it as
+new, cleaned or not.
 
 )";
 

@@ -27,7 +27,7 @@ _qxipc() {
         while IFS= read -r name; do # quoted for the shell
             name=$(printf %q "$name")
             [[ $name != "$current"* ]] || COMPREPLY+=("$name")
-        done < <("${COMP_WORDS[0]}" list 2>/dev/null | sed -n 's/^[^ ]* \(.*\): .*/\1/p')
+        done < <("${COMP_WORDS[0]}" list 2>/dev/null | sed -n 's/^[^ ][^ ]* \(.*\): .*/\1/p')
         ;;
     *'|'*) COMPREPLY=($(compgen -W "${kind//|/ }" -- "$current")) ;;
     esac

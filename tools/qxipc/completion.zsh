@@ -22,6 +22,6 @@ if [[ $state == command ]]; then
     return
 fi
 case $state:$line[1] in
-1:(list|watch)) compadd -- ${(f)"$(_call_program objects $program list | sed -n "s/^[^ ]* \(.*\): .*/\1/p")"} ;;
+1:(list|watch)) compadd -- ${(f)"$(_call_program objects $program list | sed -n "s/^[^ ][^ ]* \(.*\): .*/\1/p")"} ;;
 *) return 1 ;;
 esac

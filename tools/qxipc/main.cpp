@@ -1,6 +1,7 @@
 // qxipc: shows what processes share by name, and removes what killed ones left.
 
 #include <string>
+#include <utility>
 
 #include <qx/core/String.h>
 #include <qx/exec/Thread.h>
@@ -18,7 +19,7 @@ std::vector<NamedObject> chosenObjects(const Options& options) {
     std::vector<NamedObject> objects = listObjects();
     if (options.name) {
         const std::string name = qx::util::toSystemName(*options.name);
-        std::erase_if(objects, [&](const NamedObject& each) { return each.name != name; });
+        std::erase_if(objects, [&](const NamedObject& each) { return !isNamed(each, name); });
     }
     return objects;
 }
@@ -32,7 +33,10 @@ void list(const Options& options) {
 
 void watch(const Options& options) {
     std::string shown;
+    bool isFirst = true;
     for (uint32_t count = 0; options.count == 0 || count < options.count;) {
+        if (!std::exchange(isFirst, false))
+            qx::exec::Thread::sleep(options.interval);
         const std::vector<NamedObject> objects = chosenObjects(options);
         std::string state = options.json      ? jsonOf(objects, true)
                             : objects.empty() ? "nothing\n"
@@ -41,8 +45,6 @@ void watch(const Options& options) {
             print(options.json || count == 0 ? state : '\n' + state);
             shown = std::move(state);
             ++count;
-        } else {
-            qx::exec::Thread::sleep(options.interval);
         }
     }
 }

@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <qx/platform/shared.h>
@@ -32,7 +33,10 @@ using FileIdentity = std::pair<dev_t, ino_t>;
 struct Use {
     off_t byte;
     int32_t processId;
+    std::string command;
 };
+
+using Uses = std::map<FileIdentity, std::vector<Use>>;
 
 struct FoundFile {
     std::string name, fileName, path;
@@ -65,6 +69,10 @@ std::string commandOf(int32_t processId) {
     return text;
 }
 
+bool isThere(int32_t processId) {
+    return access(("/proc/" + std::to_string(processId)).c_str(), F_OK) == 0;
+}
+
 /// Adds the locks that an open file of a process has.
 void addLocks(const std::string& description, int32_t processId, std::vector<Use>& uses) {
     // lock: 1: OFDLCK ADVISORY  WRITE -1 00:19:2718 3 3
@@ -72,19 +80,22 @@ void addLocks(const std::string& description, int32_t processId, std::vector<Use
         long long first = 0;
         if (std::sscanf(description.c_str() + at, "lock: %*s %*s %*s %*s %*s %*s %lld", &first) ==
             1)
-            uses.push_back({static_cast<off_t>(first), processId});
+            uses.push_back({static_cast<off_t>(first), processId, commandOf(processId)});
     }
 }
 
 bool isNumber(const char* text) { return *text >= '0' && *text <= '9'; }
 
 /// The locks on the files of @p uses, as far as processes let others see what they have open.
-void findUses(std::map<FileIdentity, std::vector<Use>>& uses) {
+void findUses(Uses& uses) {
     const auto visitFile = [&](int folder, const char* number, const std::string& process) {
-        struct stat status;
-        if (!isNumber(number) || fstatat(folder, number, &status, 0) != 0)
+        // A file of another machine that does not answer is not asked for.
+        struct statx status;
+        if (!isNumber(number) || statx(folder, number, AT_STATX_DONT_SYNC, STATX_INO, &status) != 0)
             return;
-        if (const auto found = uses.find({status.st_dev, status.st_ino}); found != uses.end())
+        const FileIdentity identity(makedev(status.stx_dev_major, status.stx_dev_minor),
+                                    status.stx_ino);
+        if (const auto found = uses.find(identity); found != uses.end())
             addLocks(readWhole("/proc/" + process + "/fdinfo/" + number),
                      std::atoi(process.c_str()), found->second);
     };
@@ -116,53 +127,61 @@ std::vector<FoundFile> findFiles() {
     return files;
 }
 
-/// Opens a file to look at it; none when it has gone meanwhile.
-Descriptor openToLook(const FoundFile& found) {
-    Descriptor file =
-        Descriptor::open(found.path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-    if (!file && errno != ENOENT)
-        throw Failure{lastResult()};
-    return file;
-}
-
 /// The object of a file for a visitor, whose pointers it owns.
 class Listed {
 public:
-    Listed(const FoundFile& file, Descriptor opened, const std::vector<Use>& uses)
-        : m_file(std::move(opened)), m_uses(uses) {
+    /// @param uses  who has the file open, as far as is known; null to name nobody
+    Listed(const FoundFile& file, std::vector<Use>* uses)
+        : m_file(
+              Descriptor::open(file.path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY)),
+          m_identity(file.identity), m_isGone(!m_file && errno == ENOENT), m_uses(uses) {
         m_object.name = file.name.c_str();
         m_object.path = file.path.c_str();
         m_object.kind = QX_SHARED_KIND_UNKNOWN;
-        file.place == Place::Lock ? describeState() : describeMemory();
+        if (m_file)
+            file.place == Place::Lock ? describeState() : describeMemory();
         for (size_t i = 0; i < m_users.size(); ++i)
             m_users[i].command = m_commands[i].c_str();
         m_object.users = m_users.data();
         m_object.userCount = static_cast<uint32_t>(m_users.size());
     }
 
+    /// True when there is no such file any more.
+    bool isGone() const { return m_isGone; }
     const QXSharedObject& object() const { return m_object; }
 
 private:
     void describeMemory() {
         m_object.kind = QX_SHARED_KIND_MEMORY;
         m_object.value = statusOf(m_file.get()).st_size;
-        for (const Use& use : m_uses) {
-            if (use.byte == SharedFile::byteOf(0))
-                addUser({use.processId, 1, 0, 0, 0, nullptr});
+        if (!SharedFile::hasUser(m_file.get()))
+            return;
+        const auto isUser = [](const Use& use) {
+            return use.byte == SharedFile::byteOf(0) && isThere(use.processId);
+        };
+        if (m_uses != nullptr && std::ranges::none_of(*m_uses, isUser))
+            lookAgain();
+        if (m_uses != nullptr) {
+            for (const Use& use : *m_uses) {
+                if (isUser(use) && std::ranges::find(m_users, use.processId,
+                                                     &QXSharedUser::processId) == m_users.end())
+                    addUser({use.processId, 1, 0, 0, 0, nullptr}, use.command);
+            }
         }
-        if (m_users.empty() && SharedFile::hasUser(m_file.get()))
+        if (m_users.empty())
             addUser({0, 1, 0, 0, 0, nullptr}); // of a process that shows nothing
     }
 
     void describeState() {
         StateReport report;
-        if (!SharedObject::report(m_file.get(), statusOf(m_file.get()).st_size, report)) {
+        if (!SharedObject::report(m_file.get(), report)) {
             if (SharedFile::hasUser(m_file.get()))
                 addUser({0, 1, 0, 0, 0, nullptr});
             return;
         }
         m_object.kind = report.kind;
         m_object.value = report.value;
+        m_object.isFromDead = report.isFromDead;
         for (uint32_t slot = 0; slot < report.slotLimit; ++slot) {
             const StateReport::Slot& each = report.slots[slot];
             const bool isAlive = SharedFile::hasUser(m_file.get(), slot);
@@ -170,26 +189,50 @@ private:
                 continue; // a dead one who waited is in nobody's way
             if (!isAlive && report.kind == QX_SHARED_KIND_SEMAPHORE)
                 m_object.value += each.held; // whoever looks for the dead next gives them back
-            addUser({isAlive ? processOf(slot) : 0, isAlive, each.held, each.isWriter,
-                     isAlive ? each.waiting : 0, nullptr});
+            if (!isAlive && (each.isWriter || report.kind != QX_SHARED_KIND_RWLOCK))
+                m_object.isFromDead = 1; // a dead reader has changed nothing
+            const Use* const use = isAlive ? useOf(slot) : nullptr;
+            addUser({use != nullptr ? use->processId : 0, isAlive, each.held, each.isWriter,
+                     isAlive ? each.waiting : 0, nullptr},
+                    use != nullptr ? use->command : std::string());
         }
     }
 
-    int32_t processOf(uint32_t slot) const {
-        for (const Use& use : m_uses) {
-            if (use.byte == SharedFile::byteOf(slot))
-                return use.processId;
+    /// The use of a slot that is taken; null when the system does not show it.
+    const Use* useOf(uint32_t slot) {
+        if (m_uses == nullptr)
+            return nullptr;
+        for (;;) {
+            const auto found = std::ranges::find_if(*m_uses, [slot](const Use& use) {
+                return use.byte == SharedFile::byteOf(slot) && isThere(use.processId);
+            });
+            if (found != m_uses->end())
+                return &*found;
+            if (!lookAgain())
+                return nullptr;
         }
-        return 0;
     }
 
-    void addUser(const QXSharedUser& user) {
-        m_commands.push_back(user.processId != 0 ? commandOf(user.processId) : std::string());
+    /// Finds the uses anew, since somebody has come who is not among them: once.
+    bool lookAgain() {
+        if (std::exchange(m_hasLookedAgain, true))
+            return false;
+        Uses uses{{m_identity, {}}};
+        findUses(uses);
+        *m_uses = std::move(uses[m_identity]);
+        return true;
+    }
+
+    void addUser(const QXSharedUser& user, const std::string& command = {}) {
+        m_commands.push_back(command);
         m_users.push_back(user);
     }
 
     const Descriptor m_file;
-    const std::vector<Use>& m_uses;
+    const FileIdentity m_identity;
+    const bool m_isGone;
+    std::vector<Use>* const m_uses;
+    bool m_hasLookedAgain = false;
     std::vector<QXSharedUser> m_users;
     std::vector<std::string> m_commands;
     QXSharedObject m_object{};
@@ -197,15 +240,14 @@ private:
 
 int32_t visitAll(QXSharedObjectVisitor visit, void* context) {
     const std::vector<FoundFile> files = findFiles();
-    std::map<FileIdentity, std::vector<Use>> uses;
+    Uses uses;
     for (const FoundFile& each : files)
         uses[each.identity];
     findUses(uses);
     for (const FoundFile& each : files) {
-        Descriptor file = openToLook(each);
-        if (!file)
+        const Listed listed(each, &uses[each.identity]);
+        if (listed.isGone())
             continue;
-        const Listed listed(each, std::move(file), uses[each.identity]);
         if (const int32_t r = visit(&listed.object(), context); r < 0)
             return r;
     }
@@ -215,11 +257,7 @@ int32_t visitAll(QXSharedObjectVisitor visit, void* context) {
 /// Removes what has no user, and tells of what is gone.
 int32_t cleanAll(QXSharedObjectVisitor visit, void* context) {
     for (const FoundFile& each : findFiles()) {
-        const std::vector<Use> none;
-        Descriptor file = openToLook(each);
-        if (!file)
-            continue;
-        const Listed listed(each, std::move(file), none); // as it was before
+        const Listed listed(each, nullptr); // as it was before
         if (!SharedFile::removeUnused(each.place, each.fileName.c_str()))
             continue;
         if (const int32_t r = visit(&listed.object(), context); r < 0)
@@ -238,6 +276,20 @@ int32_t QXSharedObjectsVisit(QXSharedObjectVisitor visit, void* context) {
     if (visit == nullptr)
         return qx::result::NullPointer;
     return resultOf([&] { return shared::visitAll(visit, context); });
+}
+
+int32_t QXSharedObjectHasName(const QXSharedObject* object, const char* name) {
+    using namespace shared;
+    if (object == nullptr || object->path == nullptr || name == nullptr)
+        return 0;
+    const std::string_view path = object->path;
+    char fileName[SharedFile::FileNameCapacity];
+    for (const Place place : {Place::Lock, Place::PrivateMemory, Place::PublicMemory}) {
+        makeFileName(place, name, fileName);
+        if (path.substr(path.rfind('/') + 1) == fileName)
+            return 1;
+    }
+    return 0;
 }
 
 int32_t QXSharedObjectsClean(QXSharedObjectVisitor visit, void* context) {

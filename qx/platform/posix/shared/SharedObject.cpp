@@ -142,15 +142,10 @@ bool SharedObject::tryAdoptSlot() noexcept {
 
 std::atomic<uint32_t>& SharedObject::waitingThreads() noexcept { return m_header->waiting[slot()]; }
 
-bool SharedObject::report(int file, int64_t sizeInBytes, StateReport& report) {
-    if (sizeInBytes < static_cast<int64_t>(sizeof(Header)))
+bool SharedObject::report(int file, StateReport& report) {
+    struct stat status;
+    if (fstat(file, &status) != 0)
         return false;
-    // A copy: the file may go, and be cut, while it is looked at. Blocks of new[] are aligned for
-    // every state.
-    const auto size = static_cast<size_t>(sizeInBytes);
-    const std::unique_ptr<std::byte[]> bytes(new std::byte[size]);
-    readWholeAt(file, bytes.get(), size, 0);
-    const auto& header = *reinterpret_cast<const Header*>(bytes.get());
     const struct {
         const Layout& layout;
         uint32_t kind;
@@ -160,8 +155,16 @@ bool SharedObject::report(int file, int64_t sizeInBytes, StateReport& report) {
         {SemaphoreLayout, QX_SHARED_KIND_SEMAPHORE}, {RWLockLayout, QX_SHARED_KIND_RWLOCK},
     };
     for (const auto& [layout, kind] : rows) {
-        if (header.magic != Magic || header.kind != layout.kind ||
-            size != StateOffset + layout.sizeInBytes)
+        const size_t size = StateOffset + layout.sizeInBytes;
+        if (status.st_size != static_cast<off_t>(size))
+            continue;
+        // A copy: the file may go, and be cut, while it is looked at. Blocks of new[] are aligned
+        // for every state.
+        const std::unique_ptr<std::byte[]> bytes(new std::byte[size]);
+        if (readAt(file, bytes.get(), size, 0) != static_cast<ssize_t>(size))
+            return false;
+        const auto& header = *reinterpret_cast<const Header*>(bytes.get());
+        if (header.magic != Magic || header.kind != layout.kind)
             continue;
         report.kind = kind;
         layout.report(bytes.get() + StateOffset, report);

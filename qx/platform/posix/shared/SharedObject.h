@@ -39,6 +39,8 @@ struct StateReport {
 
     uint32_t kind = 0; ///< QX_SHARED_KIND_...
     int64_t value = 0; ///< see QXSharedObject
+    /// The next holder is told that one died, whoever of the slots is dead.
+    bool isFromDead = false;
     uint32_t slotLimit = 0;
     Slot slots[SlotCount];
 };
@@ -133,9 +135,9 @@ public:
     /// True at most once in a tenth of a second among all processes: time to look for dead ones.
     bool isReapDue() noexcept;
 
-    /// Reads what the file of an object says, without being its user; false when that is nothing
-    /// which this version of the library has finished.
-    static bool report(int file, int64_t sizeInBytes, StateReport& report);
+    /// Reads what the file of an object says, without being its user; false when it cannot be read
+    /// or says nothing which this version of the library has finished.
+    static bool report(int file, StateReport& report);
 
     /// In a child after fork: takes a slot of its own in every open object.
     static void afterForkInChild() noexcept;

@@ -165,6 +165,7 @@ void SharedRWLock::report(shared::StateReport& report) const noexcept {
     }
     if (m_writer != NoThread)
         report.value = -1;
+    report.isFromDead = m_isDoubtful;
 }
 
 constexpr shared::Layout shared::RWLockLayout = LayoutOf<SharedRWLock>;

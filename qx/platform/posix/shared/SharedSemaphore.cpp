@@ -126,6 +126,7 @@ void SharedSemaphore::report(shared::StateReport& report) const noexcept {
     if (!m_isGuard)
         report.kind = QX_SHARED_KIND_SIGNAL;
     report.value = m_isGuard ? countFree() : m_count.load();
+    report.isFromDead = m_orphaned > 0;
     for (uint32_t slot = 0; slot < shared::SlotCount; ++slot)
         report.slots[slot].held = m_held[slot];
 }

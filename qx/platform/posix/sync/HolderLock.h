@@ -45,7 +45,9 @@ public:
 
     /// Shows who holds it, and how often besides the first time.
     void report(StateReport& report, uint64_t depth) const noexcept {
-        const uint64_t slot = SharedObject::slotOf(m_holder.load(std::memory_order_relaxed));
+        const uint64_t holder = m_holder.load(std::memory_order_relaxed);
+        report.isFromDead = holder == Abandoned;
+        const uint64_t slot = SharedObject::slotOf(holder);
         if (slot == 0 || slot > SlotCount)
             return;
         report.slots[slot - 1].held = static_cast<uint32_t>(depth + 1);
