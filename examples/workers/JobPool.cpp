@@ -8,6 +8,7 @@
 // worker. Ends with status 1 when a job is missing, was done twice, or has a wrong result.
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -173,29 +174,44 @@ private:
     std::minstd_rand m_random{2};
 };
 
+constexpr char Usage[] = "usage: JobPool JOBS WORKERS KILLS_A_SECOND\n"
+                         "  JOBS  1 to 1000000, WORKERS  1 to 500, KILLS_A_SECOND  0 to 1000\n";
+
+/// A number on the command line, or -1 when it is none between the two.
+template <class Number>
+Number numberOf(const std::string& text, Number least, Number most) {
+    Number number{};
+    const char* const textEnd = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), textEnd, number);
+    // Of "nan" no comparison is true.
+    return error == std::errc() && end == textEnd && number >= least && number <= most ? number
+                                                                                       : -1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) try {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.size() != 3) {
-        std::fputs("usage: JobPool JOBS WORKERS KILLS_A_SECOND\n", stderr);
-        return 2;
-    }
-    if (arguments[0] == "worker") {
+    if (arguments.size() == 3 && arguments[0] == "worker") {
         Pool pool(arguments[1]);
         work(pool, static_cast<uint32_t>(std::stoul(arguments[2])));
         return 0;
     }
+    const int jobs = arguments.size() == 3 ? numberOf(arguments[0], 1, 1'000'000) : -1;
+    const int workers = jobs > 0 ? numberOf(arguments[1], 1, 500) : -1;
+    const double killsASecond = workers > 0 ? numberOf(arguments[2], 0.0, 1000.0) : -1;
+    if (killsASecond < 0) {
+        std::fputs(Usage, stderr);
+        return 2;
+    }
     const auto begin = Clock::now();
     Supervisor supervisor(argv[0], "pool of " + std::to_string(Process::getCurrentID()),
-                          std::stoull(arguments[0]),
-                          static_cast<uint32_t>(std::stoul(arguments[1])));
-    supervisor.run(std::stod(arguments[2]));
+                          static_cast<uint64_t>(jobs), static_cast<uint32_t>(workers));
+    supervisor.run(killsASecond);
     const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     supervisor.check();
-    std::printf("%s jobs in %.2f s, %.0f a second; %u workers were killed, %u of them inside\n",
-                arguments[0].c_str(), seconds, std::stod(arguments[0]) / seconds,
-                supervisor.killed(), supervisor.repairs());
+    std::printf("%d jobs in %.2f s, %.0f a second; %u workers were killed, %u of them inside\n",
+                jobs, seconds, jobs / seconds, supervisor.killed(), supervisor.repairs());
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "JobPool: %s\n", failure.what());
     return 1;
