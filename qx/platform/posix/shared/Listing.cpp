@@ -130,11 +130,11 @@ std::vector<FoundFile> findFiles() {
 /// The object of a file for a visitor, whose pointers it owns.
 class Listed {
 public:
-    /// @param uses  who has the file open, as far as is known; null to name nobody
-    Listed(const FoundFile& file, std::vector<Use>* uses)
+    /// @param uses  who has the file open, as far as is known
+    Listed(const FoundFile& file, const std::vector<Use>& uses)
         : m_file(
               Descriptor::open(file.path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY)),
-          m_identity(file.identity), m_isGone(!m_file && errno == ENOENT), m_uses(uses) {
+          m_isGone(!m_file && errno == ENOENT), m_uses(uses) {
         m_object.name = file.name.c_str();
         m_object.path = file.path.c_str();
         m_object.kind = QX_SHARED_KIND_UNKNOWN;
@@ -144,10 +144,13 @@ public:
             m_users[i].command = m_commands[i].c_str();
         m_object.users = m_users.data();
         m_object.userCount = static_cast<uint32_t>(m_users.size());
+        m_file = Descriptor(); // there may be more objects than a process may have files open
     }
 
     /// True when there is no such file any more.
     bool isGone() const { return m_isGone; }
+    /// True when a living user is not among the uses: it is hidden, or has come since.
+    bool hasStranger() const { return m_hasStranger; }
     const QXSharedObject& object() const { return m_object; }
 
 private:
@@ -156,27 +159,21 @@ private:
         m_object.value = statusOf(m_file.get()).st_size;
         if (!SharedFile::hasUser(m_file.get()))
             return;
-        const auto isUser = [](const Use& use) {
-            return use.byte == SharedFile::byteOf(0) && isThere(use.processId);
-        };
-        if (m_uses != nullptr && std::ranges::none_of(*m_uses, isUser))
-            lookAgain();
-        if (m_uses != nullptr) {
-            for (const Use& use : *m_uses) {
-                if (isUser(use) && std::ranges::find(m_users, use.processId,
-                                                     &QXSharedUser::processId) == m_users.end())
-                    addUser({use.processId, 1, 0, 0, 0, nullptr}, use.command);
-            }
+        for (const Use& use : m_uses) {
+            const bool isKnown = std::ranges::find(m_users, use.processId,
+                                                   &QXSharedUser::processId) != m_users.end();
+            if (use.byte == SharedFile::byteOf(0) && !isKnown && isThere(use.processId))
+                addUser({use.processId, 1, 0, 0, 0, nullptr}, use.command);
         }
         if (m_users.empty())
-            addUser({0, 1, 0, 0, 0, nullptr}); // of a process that shows nothing
+            addStranger();
     }
 
     void describeState() {
         StateReport report;
         if (!SharedObject::report(m_file.get(), report)) {
             if (SharedFile::hasUser(m_file.get()))
-                addUser({0, 1, 0, 0, 0, nullptr});
+                addStranger();
             return;
         }
         m_object.kind = report.kind;
@@ -192,35 +189,23 @@ private:
             if (!isAlive && (each.isWriter || report.kind != QX_SHARED_KIND_RWLOCK))
                 m_object.isFromDead = 1; // a dead reader has changed nothing
             const Use* const use = isAlive ? useOf(slot) : nullptr;
+            m_hasStranger |= isAlive && use == nullptr;
             addUser({use != nullptr ? use->processId : 0, isAlive, each.held, each.isWriter,
                      isAlive ? each.waiting : 0, nullptr},
                     use != nullptr ? use->command : std::string());
         }
     }
 
-    /// The use of a slot that is taken; null when the system does not show it.
-    const Use* useOf(uint32_t slot) {
-        if (m_uses == nullptr)
-            return nullptr;
-        for (;;) {
-            const auto found = std::ranges::find_if(*m_uses, [slot](const Use& use) {
-                return use.byte == SharedFile::byteOf(slot) && isThere(use.processId);
-            });
-            if (found != m_uses->end())
-                return &*found;
-            if (!lookAgain())
-                return nullptr;
-        }
+    const Use* useOf(uint32_t slot) const {
+        const auto found = std::ranges::find_if(m_uses, [slot](const Use& use) {
+            return use.byte == SharedFile::byteOf(slot) && isThere(use.processId);
+        });
+        return found != m_uses.end() ? &*found : nullptr;
     }
 
-    /// Finds the uses anew, since somebody has come who is not among them: once.
-    bool lookAgain() {
-        if (std::exchange(m_hasLookedAgain, true))
-            return false;
-        Uses uses{{m_identity, {}}};
-        findUses(uses);
-        *m_uses = std::move(uses[m_identity]);
-        return true;
+    void addStranger() {
+        m_hasStranger = true;
+        addUser({0, 1, 0, 0, 0, nullptr});
     }
 
     void addUser(const QXSharedUser& user, const std::string& command = {}) {
@@ -228,11 +213,10 @@ private:
         m_users.push_back(user);
     }
 
-    const Descriptor m_file;
-    const FileIdentity m_identity;
+    Descriptor m_file;
     const bool m_isGone;
-    std::vector<Use>* const m_uses;
-    bool m_hasLookedAgain = false;
+    const std::vector<Use>& m_uses;
+    bool m_hasStranger = false;
     std::vector<QXSharedUser> m_users;
     std::vector<std::string> m_commands;
     QXSharedObject m_object{};
@@ -244,11 +228,21 @@ int32_t visitAll(QXSharedObjectVisitor visit, void* context) {
     for (const FoundFile& each : files)
         uses[each.identity];
     findUses(uses);
+    std::vector<std::unique_ptr<Listed>> objects;
+    Uses laterUses;
     for (const FoundFile& each : files) {
-        const Listed listed(each, &uses[each.identity]);
-        if (listed.isGone())
+        objects.push_back(std::make_unique<Listed>(each, uses[each.identity]));
+        if (objects.back()->hasStranger())
+            laterUses[each.identity];
+    }
+    if (!laterUses.empty())
+        findUses(laterUses); // of who has come since
+    for (size_t i = 0; i < files.size(); ++i) {
+        if (objects[i]->hasStranger())
+            objects[i] = std::make_unique<Listed>(files[i], laterUses[files[i].identity]);
+        if (objects[i]->isGone())
             continue;
-        if (const int32_t r = visit(&listed.object(), context); r < 0)
+        if (const int32_t r = visit(&objects[i]->object(), context); r < 0)
             return r;
     }
     return result::Ok;
@@ -257,7 +251,8 @@ int32_t visitAll(QXSharedObjectVisitor visit, void* context) {
 /// Removes what has no user, and tells of what is gone.
 int32_t cleanAll(QXSharedObjectVisitor visit, void* context) {
     for (const FoundFile& each : findFiles()) {
-        const Listed listed(each, nullptr); // as it was before
+        const std::vector<Use> none;
+        const Listed listed(each, none); // as it was before
         if (!SharedFile::removeUnused(each.place, each.fileName.c_str()))
             continue;
         if (const int32_t r = visit(&listed.object(), context); r < 0)
