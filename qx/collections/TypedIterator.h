@@ -11,6 +11,14 @@
 /// Iterators whose elements have a type. Each wraps an iterator over component objects, shares its
 /// place and throws what it throws; an element that is not a T raises CastFailedException. A null
 /// element stays null.
+///
+/// They come from the create members of the typed collections:
+///
+///     collections::List<String> names{u"a", u"", u"b"};
+///     const auto walk = names.createIterator();
+///     while (walk->hasNext())
+///         if (walk->next()->isEmpty())
+///             walk->remove();
 
 namespace qx::collections {
 

@@ -16,7 +16,10 @@ namespace pcom {
 /// Continues an interface query elsewhere, for example in the map of a base class.
 using ChainFunction = int32_t (*)(ComObject* object, const GUID& iid, void** out, uint32_t data);
 
-/// One row of a class's static interface map. A row of kind End closes the map.
+/// One row of a class's static interface map. A row of kind End closes the map. Nobody has to write
+/// one: Implements makes the map of the interfaces that it is given.
+///
+///     class Thermometer : public pcom::Implements<Object, IThermometer> { ... };
 struct InterfaceData {
     static constexpr uintptr_t End = 0;
     static constexpr uintptr_t SubObject = 1;

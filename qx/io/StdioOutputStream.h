@@ -14,7 +14,9 @@ namespace qx::io {
 /// or destroying it leaves standard output open. Used by one thread at a time.
 ///
 ///     auto out = makeReference<OutputStreamWriter>(makeReference<StdioOutputStream>(), u"UTF-8");
-///     PrintWriter(out).println(u"done");
+///     PrintWriter printer(out);
+///     printer.println(u"done");
+///     printer.flush(); // without it the text stays in the writer's buffer
 class QX_API StdioOutputStream : public OutputStream {
 public:
     using OutputStream::write;
