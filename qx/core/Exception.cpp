@@ -73,6 +73,8 @@ String describe(const Exception& exception) {
     return text.append(String::fromUtf8(digits));
 }
 
+String describe(const std::exception& exception) { return String::fromUtf8(exception.what()); }
+
 std::ostream& operator<<(std::ostream& out, const Exception& exception) {
     return out << describe(exception);
 }

@@ -155,6 +155,8 @@ Thrown withDetail(Thrown exception, const String& detail) {
 /// the unspecified failure; the name of the class, as the compiler knows it where it is not
 /// registered, stands for a missing description and detail of it.
 QX_API String describe(const Exception& exception);
+/// The text of what(), with U+FFFD for what is no UTF-8 in it.
+QX_API String describe(const std::exception& exception);
 
 /// Writes the text of describe as UTF-8.
 QX_API std::ostream& operator<<(std::ostream& out, const Exception& exception);

@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string_view>
 #include <type_traits>
 
@@ -15,6 +16,7 @@ class Exception;
 class String;
 
 QX_API String describe(const Exception& exception);
+QX_API String describe(const std::exception& exception);
 
 namespace detail {
 
@@ -35,6 +37,10 @@ concept FormatObject = requires(const T& value) {
     { value.toString() } -> std::same_as<String>;
 };
 
+/// An exception of somebody else.
+template <class T>
+concept ForeignException = std::derived_from<T, std::exception> && !FormatObject<T>;
+
 /// A pointer to an object, or what owns one: Reference, std::unique_ptr, std::shared_ptr.
 template <class T>
 concept FormatPointer = (std::is_pointer_v<T> && FormatObject<std::remove_pointer_t<T>>) ||
@@ -47,11 +53,11 @@ concept FormatPointer = (std::is_pointer_v<T> && FormatObject<std::remove_pointe
 
 /// What a pattern of String::format can show: a number, a truth value, a character (char16_t or
 /// char32_t; a char is a byte), a text in UTF-16 or UTF-8, an object or anything else with a
-/// toString that gives a String, or a pointer to one.
+/// toString that gives a String, a pointer to one, or a std::exception.
 template <class T>
 concept HasText = detail::FormatNumber<T> || detail::OneOf<T, bool, char16_t, char32_t> ||
     std::convertible_to<const T&, TextView> || Utf8Text<T> || detail::FormatObject<T> ||
-    detail::FormatPointer<T>;
+    detail::FormatPointer<T> || detail::ForeignException<T>;
 
 /// An argument of String::format: a number, character or truth value as it is, or a reference to a
 /// text or an object, which must outlive it.
@@ -76,7 +82,7 @@ public:
             setText(Kind::Text, TextView(value));
         else if constexpr (Utf8Text<T>)
             setText(Kind::Utf8, utf8View(value));
-        else if constexpr (detail::FormatObject<T>)
+        else if constexpr (detail::FormatObject<T> || detail::ForeignException<T>)
             setObject(&value);
         else if constexpr (std::is_pointer_v<T>)
             setObject(value);
@@ -123,7 +129,7 @@ private:
     template <class T>
     static auto textOf(const void* object) { // a String, which is incomplete here
         const T& value = *static_cast<const T*>(object);
-        if constexpr (std::is_base_of_v<Exception, T>)
+        if constexpr (std::is_base_of_v<Exception, T> || detail::ForeignException<T>)
             return describe(value);
         else
             return value.toString();
