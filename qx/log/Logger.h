@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
@@ -52,6 +53,9 @@ public:
 
     /// Switches a field by its name, whose letter case does not matter. Other names have no effect.
     virtual void enableField(const String& fieldName, bool on);
+    void enableField(const OtherText auto& fieldName, std::same_as<bool> auto on) {
+        enableField(stringOf(fieldName), on);
+    }
 
 protected:
     /// Called with every new entry before it is handed on.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ratio>
+#include <string>
 
 #include <qx/net/TcpWorkerSocket2.h>
 #include <qx/sync/Duration.h>
@@ -35,6 +36,18 @@ public:
                                                                   TcpClientSocket2** out) {
         return connectIn(host, port, sync::roundedUp<std::milli>(limit), out);
     }
+    /// The same for a string of the standard library.
+    /// @return QX_E_SOCKET_EINVAL also for a 0 byte in it
+    [[nodiscard]] static ENUM_QX_E_SOCKET
+    connectTcpClientSocket2(const std::string& host, uint16_t port, TcpClientSocket2** out) {
+        return connectTcpClientSocket2(wholeOrNull(host), port, out);
+    }
+    template <sync::Duration D>
+    [[nodiscard]] static ENUM_QX_E_SOCKET connectTcpClientSocket2(const std::string& host,
+                                                                  uint16_t port, const D& limit,
+                                                                  TcpClientSocket2** out) {
+        return connectTcpClientSocket2(wholeOrNull(host), port, limit, out);
+    }
 
     /// @p length counts bytes of the address, in the lower 32 bits.
     [[nodiscard]] ENUM_QX_E_SOCKET bind(const qx_sockaddr_union* address, size_t length);
@@ -52,6 +65,9 @@ public:
     [[nodiscard]] ENUM_QX_E_SOCKET getLocalAddress(qx_sockaddr_union* address, int* length);
 
 private:
+    static const char* wholeOrNull(const std::string& text) noexcept {
+        return text.find('\0') == std::string::npos ? text.c_str() : nullptr;
+    }
     static ENUM_QX_E_SOCKET connectIn(const char* host, uint16_t port, uint64_t milliseconds,
                                       TcpClientSocket2** out);
     ENUM_QX_E_SOCKET connectIn(const qx_sockaddr_union* address, size_t length,

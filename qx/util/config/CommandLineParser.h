@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <qx/collections/IndexedRange.h>
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -58,6 +59,12 @@ public:
     /// @param description  the text for usage
     void defineOption(const String& name, int32_t valueCount, const char16_t* defaults = nullptr,
                       const char16_t* description = nullptr);
+    /// The same for texts in other forms, UTF-8 among them, as all members below that are
+    /// templates.
+    void defineOption(const OtherText auto& name, int32_t valueCount,
+                      const char16_t* defaults = nullptr, const char16_t* description = nullptr) {
+        defineOption(stringOf(name), valueCount, defaults, description);
+    }
 
     /// Chooses whether the case of letters in names is ignored from now on; at first it is not. The
     /// choice also applies to what was parsed before, but not to the definitions that were used
@@ -67,6 +74,7 @@ public:
     /// Replaces what was parsed before.
     /// @throws std::bad_alloc; what was parsed before is then still there
     void parse(const String& commandLine);
+    void parse(const OtherText auto& commandLine) { parse(stringOf(commandLine)); }
     /// Parses one line made of the arguments, from argv[0] on. Each is decoded in the default
     /// encoding and followed by a space; one that contains a space is put in double quotes. An
     /// empty argument therefore has no effect, and quotes inside an argument count as quotes.
@@ -110,6 +118,19 @@ public:
     String getValueString(const String& name, int32_t index) const;
     int32_t getValueLong(const String& name, int32_t index) const;
     double getValueDouble(const String& name, int32_t index) const;
+    bool isPresent(const OtherText auto& name) const { return isPresent(stringOf(name)); }
+    Reference<const Element> getOption(const OtherText auto& name) const {
+        return getOption(stringOf(name));
+    }
+    String getValueString(const OtherText auto& name, int32_t index) const {
+        return getValueString(stringOf(name), index);
+    }
+    int32_t getValueLong(const OtherText auto& name, int32_t index) const {
+        return getValueLong(stringOf(name), index);
+    }
+    double getValueDouble(const OtherText auto& name, int32_t index) const {
+        return getValueDouble(stringOf(name), index);
+    }
 
     /// Describes the first mistake of the line as a sentence without a period: an option that was
     /// not defined, that has fewer values than its definition asks for, or that has values although

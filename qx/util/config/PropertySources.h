@@ -1,5 +1,6 @@
 #pragma once
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/platform/export.h>
@@ -18,6 +19,10 @@ class RegistryKey;
 ///     ResultException when the file cannot be used
 QX_API Reference<PropertySet> propertiesOf(IniFile& ini, const String& set,
                                            const PropertySet* parent = nullptr);
+inline Reference<PropertySet> propertiesOf(IniFile& ini, const OtherText auto& set,
+                                           const PropertySet* parent = nullptr) {
+    return propertiesOf(ini, stringOf(set), parent);
+}
 
 /// The same for the values of a registry key, which are read one after the other. Numbers become
 /// decimal digits, raw bytes pairs of hexadecimal digits in upper case; the default value gets the

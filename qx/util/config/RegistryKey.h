@@ -1,15 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <compare>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include <qx/collections/TypedIterator.h>
 #include <qx/core/AnyText.h>
+#include <qx/core/ByteView.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -121,8 +124,17 @@ public:
     int32_t getValue(signed char* bytes, int32_t length) const {
         return getValue(String(), bytes, length);
     }
+    /// The same into a std::span of any type of bytes.
+    template <SomeText Name, qx::detail::ByteType Byte, size_t Extent>
+    int32_t getValue(const Name& name, std::span<Byte, Extent> bytes) const {
+        const auto length = static_cast<int32_t>(std::min<size_t>(bytes.size(), INT32_MAX));
+        return getValue(stringOf(name), reinterpret_cast<signed char*>(bytes.data()), length);
+    }
     /// Reads the stored data of a value of any type, and returns the type at the same moment.
     ENUM_QX_REG_TYPE getValueData(const String& name, std::vector<uint8_t>& data) const;
+    ENUM_QX_REG_TYPE getValueData(const OtherText auto& name, std::vector<uint8_t>& data) const {
+        return getValueData(stringOf(name), data);
+    }
 
     /// The setters create the key when it does not exist and replace a value of any type.
     void setValue(const String& name, const String& value);
@@ -147,6 +159,12 @@ public:
     }
     void setValue(const String& name, const signed char* bytes, int32_t length);
     void setValue(const signed char* bytes, int32_t length) { setValue(String(), bytes, length); }
+    /// The same for whatever holds bytes and is no text: a std::span or std::vector of bytes.
+    template <SomeText Name, SomeBytes Bytes>
+    requires(!SomeText<Bytes>) void setValue(const Name& name, const Bytes& bytes) {
+        const ByteView view(bytes);
+        setValue(stringOf(name), view.data(), view.length());
+    }
 
     void setValue(const OtherText auto& value) { setValue(String(), stringOf(value)); }
     template <class Name, class Value>
