@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
@@ -44,6 +45,7 @@ public:
     /// @param name  free text, also shown by debuggers and process listings, as far as it fits into
     ///     15 bytes of UTF-8
     Thread(IRunnable* runnable, const String& name);
+    Thread(IRunnable* runnable, const OtherText auto& name) : Thread(runnable, stringOf(name)) {}
     /// The same for a callable, which is kept and called at every start.
     template <class Body>
     requires ThreadBody<Body>
@@ -51,6 +53,9 @@ public:
     template <class Body>
     requires ThreadBody<Body> Thread(Body&& body, const String& name)
         : Thread(makeRunnable(std::forward<Body>(body)), name) {}
+    template <class Body>
+    requires ThreadBody<Body> Thread(Body&& body, const OtherText auto& name)
+        : Thread(std::forward<Body>(body), stringOf(name)) {}
     /// Not started, whatever the other is; runnable, name and stack size are the other's.
     Thread(const Thread& other);
     ~Thread() override;

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
+#include <qx/core/ByteView.h>
 #include <qx/core/Object.h>
 #include <qx/io/UnitWindow.h>
 
@@ -23,6 +27,11 @@ public:
     /// @return the number of bytes read, or -1 at the end; 0 for a length below 1 unless the stream
     ///     says otherwise
     virtual int32_t read(signed char* to, int32_t length) = 0;
+    template <qx::detail::ByteType Byte, size_t Extent>
+    int32_t read(std::span<Byte, Extent> to) {
+        const auto length = static_cast<int32_t>(std::min<size_t>(to.size(), INT32_MAX));
+        return read(reinterpret_cast<signed char*>(to.data()), length);
+    }
     /// The next byte as 0 to 255, or -1 at the end.
     virtual int read();
     /// The same for loops over single bytes: what a buffer holds comes without a call for each.

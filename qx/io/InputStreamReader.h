@@ -1,9 +1,11 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstdint>
 #include <memory>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Reference.h>
 #include <qx/io/InputStream.h>
 #include <qx/io/LateFailure.h>
@@ -28,6 +30,11 @@ public:
     /// @throws UnknownEncodingException
     explicit InputStreamReader(InputStream* in, const char16_t* encoding = nullptr,
                                int32_t size = DefaultSize);
+    /// The same for a name that is no such pointer: a String, a view, UTF-8.
+    template <SomeText Name>
+    requires(!std::convertible_to<const Name&, const char16_t*>)
+        InputStreamReader(InputStream* in, const Name& encoding, int32_t size = DefaultSize)
+        : InputStreamReader(in, AnyText(encoding).terminated(), size) {}
 
     using Reader::read;
     int32_t read(char16_t* to, int32_t length) override;

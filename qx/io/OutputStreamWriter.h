@@ -1,8 +1,10 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Reference.h>
 #include <qx/io/OutputStream.h>
 #include <qx/io/Writer.h>
@@ -36,6 +38,11 @@ public:
     /// @throws UnknownEncodingException
     explicit OutputStreamWriter(OutputStream* out, const char16_t* encoding = nullptr,
                                 int32_t size = DefaultSize);
+    /// The same for a name that is no such pointer: a String, a view, UTF-8.
+    template <SomeText Name>
+    requires(!std::convertible_to<const Name&, const char16_t*>)
+        OutputStreamWriter(OutputStream* out, const Name& encoding, int32_t size = DefaultSize)
+        : OutputStreamWriter(out, AnyText(encoding).terminated(), size) {}
 
     using Writer::write;
     void write(const char16_t* from, int32_t length) override;

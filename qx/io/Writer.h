@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/AnyText.h>
 #include <qx/core/Object.h>
 
 namespace qx::io {
@@ -20,6 +21,8 @@ public:
     /// Writes all @p length units.
     virtual void write(const char16_t* from, int32_t length) = 0;
     virtual void write(char16_t unit);
+    /// Texts in other forms: views, strings of the standard library, UTF-8.
+    void write(const OtherText auto& text) { write(stringOf(text)); }
     /// Passes on what the writer holds back. The default does nothing.
     virtual void flush();
     /// Gives up what the writer holds, without a flush. The default does nothing.

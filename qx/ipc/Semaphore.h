@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/export.h>
@@ -26,6 +27,9 @@ public:
     /// @throws ResultException; with result::NotAvailable and a description of what is missing on a
     ///     machine without a memory file system or without locks that belong to open files
     Semaphore(const char* name, uint32_t value);
+    /// A name with a 0 byte in it is refused as an empty one is.
+    Semaphore(const std::string& name, uint32_t value)
+        : Semaphore(name.find('\0') == std::string::npos ? name.c_str() : "", value) {}
 
     /// Blocks until there is a unit, and takes it.
     void wait() override;

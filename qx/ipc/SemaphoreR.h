@@ -22,6 +22,8 @@ public:
     ///     wait holds it already.
     /// @copydetails Semaphore::Semaphore
     SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard);
+    SemaphoreR(const std::string& name, uint32_t value, sync::Mutex* guard)
+        : SemaphoreR(name.find('\0') == std::string::npos ? name.c_str() : "", value, guard) {}
 
     void wait() override;
     [[nodiscard]] bool tryWait() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/platform/export.h>
@@ -19,6 +21,11 @@ public:
     ///                     what its group and others may do
     /// @throws ResultException "Failed to open shared memory." or "Failed to attach shared memory"
     SharedMemory(const char* name, unsigned int size, unsigned int flags, unsigned int permissions);
+    /// A name with a 0 byte in it is refused as an empty one is.
+    SharedMemory(const std::string& name, unsigned int size, unsigned int flags,
+                 unsigned int permissions)
+        : SharedMemory(name.find('\0') == std::string::npos ? name.c_str() : "", size, flags,
+                       permissions) {}
     ~SharedMemory() override;
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
