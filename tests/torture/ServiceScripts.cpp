@@ -119,7 +119,8 @@ void addServiceScripts(Scripts& scripts) {
         ini.AddKey(u"Client", u"name", u"somebody", true);
         char16_t value[40];
         ini.GetValue(u"SERVER", u"PORT", value, 40);
-        ini.view().find(u"client", u"name");
+        const util::IniFileView view = ini.view();
+        view.find(u"client", u"name");
         for (util::IniFileKeyIterator keys(ini, u"Server"); keys.hasNext();)
             keys.next();
         for (util::IniFileSetIterator sets(ini, u""); sets.hasNext();)

@@ -229,6 +229,6 @@ TEST(StandardText, NamesFilesUnlessItWouldMeanSomethingElse) {
     util::IniFile ini(path);
     EXPECT_THROW(ini.AddKey("a\0b"sv, "key", "value", true), ResultException);
     EXPECT_EQ(ini.AddKey(u"set", utf8, text, true), result::Ok);
-    EXPECT_EQ(ini.view().find("set", text), text.view());
+    EXPECT_EQ(ini.find("set", text), text);
     io::PrintWriter(makeReference<io::NullWriter>()).print(std::string_view());
 }

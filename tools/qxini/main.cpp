@@ -40,7 +40,8 @@ Failure missing(IniFile& ini, const Options& options) {
         message += " with a key " + options.key->toUtf8();
     const IniFileReport report = ini.view().report();
     if (!report.isComplete())
-        message += "; line " + std::to_string(report.line) + " is " + report.reason.toUtf8();
+        message += (report.line == 0 ? "; " : "; line " + std::to_string(report.line) + " is ") +
+                   report.reason.toUtf8();
     return Failure(Failure::Runtime, message);
 }
 

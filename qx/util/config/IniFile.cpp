@@ -4,6 +4,7 @@
 #include <functional>
 #include <utility>
 
+#include <qx/core/ErrorCode.h>
 #include <qx/core/Result.h>
 #include <qx/platform/text.h>
 
@@ -49,8 +50,9 @@ IniFile::IniFile(const char16_t* fileName, Lines lines, const char* semaphoreNam
     if (semaphoreName)
         m_lock = new ipc::Semaphore(semaphoreName, 1);
     const ipc::detail::Turn turn(m_lock.get());
-    if (load() < 0 && throwOnError)
-        throw IniFileException(IniFileException::FILE_NOT_READ, String(fileName));
+    if (const int32_t result = load(); result < 0 && throwOnError)
+        throw withDetail(IniFileException(IniFileException::FILE_NOT_READ, String(fileName)),
+                         String::fromUtf8(makeErrorCode(result).message()));
 }
 
 IniFile::IniFile(const IniFile& other) = default;
@@ -170,7 +172,7 @@ std::optional<String> IniFile::find(const AnyText& set, const AnyText& key) {
 IniFileView IniFile::view() {
     return inTurn([this] {
         m_sets->share();
-        return IniFileView(m_sets, m_path);
+        return IniFileView(m_sets, m_path, m_readResult);
     });
 }
 

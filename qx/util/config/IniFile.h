@@ -111,6 +111,10 @@ public:
     int32_t AddKey(const AnyText& set, const AnyText& key, const AnyText& value, bool overwrite) {
         return AddKey(set.terminated(), key.terminated(), value.terminated(), overwrite);
     }
+    /// A text is no truth value.
+    template <class T>
+    int32_t AddKey(const SomeText auto& set, const SomeText auto& key, const SomeText auto& value,
+                   T* overwrite) = delete;
     int32_t DeleteKey(const AnyText& set, const AnyText& key) {
         return DeleteKey(set.terminated(), key.terminated());
     }
