@@ -155,7 +155,7 @@ void Logger::log(const String& text) {
 }
 
 void Logger::logPattern(int level, std::u16string_view pattern, const FormatArgument* arguments,
-                        size_t count, bool areTexts) {
+                        size_t count) {
     const bool hasObjects = std::any_of(arguments, arguments + count, [](const auto& argument) {
         return argument.kind() == FormatArgument::Kind::Object;
     });
@@ -167,7 +167,6 @@ void Logger::logPattern(int level, std::u16string_view pattern, const FormatArgu
     record.text = pattern;
     record.arguments = arguments;
     record.argumentCount = static_cast<uint8_t>(count);
-    record.rules = areTexts ? qx::detail::PatternRules::TextsOnly : qx::detail::PatternRules::Full;
     if (m_isPlain && m_processor->takesRecords()) {
         fillIn(record, level);
         logRecord(record);
@@ -192,19 +191,19 @@ void Logger::logObjects(int level, std::u16string_view pattern, const FormatArgu
         }
         plain[i] = texts[i];
     }
-    logPattern(level, pattern, plain.data(), taken, false);
+    logPattern(level, pattern, plain.data(), taken);
 }
 
 void Logger::logUtf8Pattern(int level, std::string_view pattern, const FormatArgument* arguments,
-                            size_t count, bool areTexts) {
+                            size_t count) {
     char16_t units[200];
     const bool isShort = pattern.size() <= std::size(units);
     if (isShort &&
         std::all_of(pattern.begin(), pattern.end(), [](char unit) { return unit >= 0; })) {
         std::copy(pattern.begin(), pattern.end(), units);
-        logPattern(level, {units, pattern.size()}, arguments, count, areTexts);
+        logPattern(level, {units, pattern.size()}, arguments, count);
     } else {
-        logPattern(level, TextView(String::fromUtf8(pattern)), arguments, count, areTexts);
+        logPattern(level, TextView(String::fromUtf8(pattern)), arguments, count);
     }
 }
 

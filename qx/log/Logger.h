@@ -56,6 +56,9 @@ public:
     void enableField(const OtherText auto& fieldName, std::same_as<bool> auto on) {
         enableField(stringOf(fieldName), on);
     }
+    /// A text is no truth value.
+    template <class T>
+    void enableField(const String& fieldName, T* on) = delete;
 
 protected:
     /// Called with every new entry before it is handed on.
@@ -87,19 +90,20 @@ public:
     void log(int level, const String& text) override;
     /// Calls log of the ILevelLogger with the default level.
     void log(const String& text) override;
-    /// The same for texts in other forms, UTF-8 among them.
+    /// The same for texts in other forms, UTF-8 among them. Malformed UTF-8 becomes U+FFFD: a text
+    /// that reports a failure must not become another one.
     void log(int level, const OtherText auto& text) {
         if (isLogged(level))
-            log(level, stringOf(text));
+            log(level, anyStringOf(text));
     }
-    void log(const OtherText auto& text) { log(stringOf(text)); }
-    /// Logs what String::format makes of the pattern, which may also be in UTF-8, and at least one
-    /// argument. The arguments are taken as they are at the call, numbers as numbers; the text is
-    /// made where somebody asks for it, behind an AsyncProcessor by the worker. Objects give their
-    /// texts at once.
+    void log(const OtherText auto& text) { log(anyStringOf(text)); }
+    /// Logs what String::formatValues makes of the pattern, which may also be in UTF-8, and at
+    /// least one argument, so that "{0:>5}" and "{{" mean the same whatever the arguments are.
+    /// These are taken as they are at the call, numbers as numbers; the text is made where somebody
+    /// asks for it, behind an AsyncProcessor by the worker. Objects give their texts at once.
     ///
-    /// What String::format refuses is no failure here: the text tells why, the pattern and the
-    /// arguments. Malformed UTF-8 becomes U+FFFD.
+    /// What String::formatValues refuses is no failure here: the text tells why, the pattern and
+    /// the arguments. Malformed UTF-8 becomes U+FFFD.
     template <SomeText Pattern, class... Arguments>
     requires(sizeof...(Arguments) > 0) void log(int level, const Pattern& pattern,
                                                 const Arguments&... arguments) {
@@ -109,12 +113,16 @@ public:
             if (!isLogged(level))
                 return;
             const FormatArgument taken[] = {FormatArgument(arguments)...};
-            constexpr bool AreTexts = (std::is_convertible_v<const Arguments&, TextView> && ...);
             if constexpr (Utf8Text<Pattern>)
-                logUtf8Pattern(level, utf8View(pattern), taken, sizeof...(Arguments), AreTexts);
+                logUtf8Pattern(level, utf8View(pattern), taken, sizeof...(Arguments));
             else
-                logPattern(level, TextView(pattern), taken, sizeof...(Arguments), AreTexts);
+                logPattern(level, TextView(pattern), taken, sizeof...(Arguments));
         }
+    }
+    template <SomeText Pattern, class... Arguments>
+    requires(sizeof...(Arguments) > 0) void log(const Pattern&, const Arguments&...) {
+        static_assert(sizeof...(Arguments) == 0,
+                      "Logger::log: the level comes first, as in log(Level::Info, \"{0}\", name).");
     }
 
 protected:
@@ -136,12 +144,19 @@ private:
 
     Logger(const String& name, int switches);
     static Reference<Logger> plain(Reference<Logger> logger) noexcept;
+    template <class T>
+    static String anyStringOf(const T& text) {
+        if constexpr (Utf8Text<T>)
+            return String::fromUtf8(utf8View(text));
+        else
+            return stringOf(text);
+    }
     void logPattern(int level, std::u16string_view pattern, const FormatArgument* arguments,
-                    size_t count, bool areTexts);
+                    size_t count);
     void logObjects(int level, std::u16string_view pattern, const FormatArgument* arguments,
                     size_t count);
     void logUtf8Pattern(int level, std::string_view pattern, const FormatArgument* arguments,
-                        size_t count, bool areTexts);
+                        size_t count);
     void logEnabled(int level, const String& text);
     void logRecord(const Record& record);
     Record recordOf(int level, std::u16string_view text) const;

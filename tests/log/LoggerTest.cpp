@@ -140,7 +140,7 @@ void useOften(auto use) {
     use(u"{0} of {1}", 3, u"name"_qs);
     use(u"{1}{0} {{}} {2}{3}", UINT64_MAX, INT64_MIN, true, u'\u00E9');
     use(u"{0:>6}|{1:.2f}|{2:<4}|{3:08X}", -5, 2.0 / 3, "b", 48879u);
-    use(u"{0} {1} {3} {{0}} {00}", u"only"_qs, u"texts", std::u16string(u"{1}"));
+    use(u"{0} {1} {2:>5}|{{0}} {00}", u"only"_qs, u"texts", std::u16string(u"{1}"));
     use(u"{0}{1}{2}{3}{4}{5}{6}{7}{8}{9}", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10); // many
     use(u"<{0}>", std::string(1500, 'x'));                                 // long
     use(u"{0} {1}", Integer32(7), makeReference<String>(u"object"));
@@ -169,9 +169,11 @@ TEST(Logger, MakesTheTextsOfPatternsAsStringFormatDoesAndTellsMistakes) {
         return recorder->entries.back()->getField(u"text"_qs)->toString().toUtf8();
     };
     useOften([&](const char16_t* pattern, const auto&... arguments) {
-        EXPECT_EQ(logged(pattern, arguments...), String::format(pattern, arguments...).toUtf8());
+        EXPECT_EQ(logged(pattern, arguments...),
+                  String::formatValues(pattern, {arguments...}).toUtf8());
     });
     EXPECT_EQ(logged("\u00E9 {0}", "\xFF"), "\u00E9 \uFFFD");
+    EXPECT_EQ(logged("caf\xe9"), "caf\uFFFD");
     int asked = 0;
     EXPECT_EQ(logged(u"{9}!", 5, "\xFFz", Costly{&asked}),
               "bad format pattern \"{9}!\" at position 0: there is no argument 9; "

@@ -43,7 +43,7 @@ AsyncProcessorImpl::AsyncProcessorImpl(ILogProcessor* target, const AsyncOptions
 AsyncProcessorImpl::~AsyncProcessorImpl() = default;
 
 void AsyncProcessorImpl::startWorker() {
-    const auto thread = makeReference<exec::Thread>(this);
+    const auto thread = makeReference<exec::Thread>(this, u"qx log worker"_qs);
     ++m_workerCount; // whoever looks before the thread runs has a worker to wait for
     try {
         thread->start();

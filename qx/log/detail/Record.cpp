@@ -72,7 +72,8 @@ String mistakeOf(const Record& record, const Exception& mistake) {
 String Record::madeText() const {
     try {
         String made;
-        qx::detail::PatternReader pieces(text, rules, arguments, argumentCount);
+        qx::detail::PatternReader pieces(text, qx::detail::PatternRules::Full, arguments,
+                                         argumentCount);
         while (pieces.next()) {
             made.append(pieces.text());
             if (!pieces.argument())

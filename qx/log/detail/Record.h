@@ -77,7 +77,6 @@ inline constexpr FieldOrders Orders;
 struct RecordValues {
     uint8_t switches = 0;
     uint8_t argumentCount = 0;
-    qx::detail::PatternRules rules = qx::detail::PatternRules::Full;
     int32_t level = 0;
     int32_t sequence = 0;
     uint32_t thread = 0;

@@ -126,8 +126,8 @@ private:
     Utf8Text& appendPattern(const Record& record) {
         uint8_t* const begin = m_at;
         try {
-            qx::detail::PatternReader pieces(record.text, record.rules, record.arguments,
-                                             record.argumentCount);
+            qx::detail::PatternReader pieces(record.text, qx::detail::PatternRules::Full,
+                                             record.arguments, record.argumentCount);
             while (pieces.next()) {
                 append(pieces.text());
                 if (!pieces.argument())
