@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -29,8 +28,8 @@ public:
     virtual int32_t read(signed char* to, int32_t length) = 0;
     template <qx::detail::ByteType Byte, size_t Extent>
     int32_t read(std::span<Byte, Extent> to) {
-        const auto length = static_cast<int32_t>(std::min<size_t>(to.size(), INT32_MAX));
-        return read(reinterpret_cast<signed char*>(to.data()), length);
+        const size_t length = to.size() < INT32_MAX ? to.size() : INT32_MAX;
+        return read(reinterpret_cast<signed char*>(to.data()), static_cast<int32_t>(length));
     }
     /// The next byte as 0 to 255, or -1 at the end.
     virtual int read();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <compare>
 #include <concepts>
 #include <cstddef>
@@ -127,8 +126,9 @@ public:
     /// The same into a std::span of any type of bytes.
     template <SomeText Name, qx::detail::ByteType Byte, size_t Extent>
     int32_t getValue(const Name& name, std::span<Byte, Extent> bytes) const {
-        const auto length = static_cast<int32_t>(std::min<size_t>(bytes.size(), INT32_MAX));
-        return getValue(stringOf(name), reinterpret_cast<signed char*>(bytes.data()), length);
+        const size_t length = bytes.size() < INT32_MAX ? bytes.size() : INT32_MAX;
+        return getValue(stringOf(name), reinterpret_cast<signed char*>(bytes.data()),
+                        static_cast<int32_t>(length));
     }
     /// Reads the stored data of a value of any type, and returns the type at the same moment.
     ENUM_QX_REG_TYPE getValueData(const String& name, std::vector<uint8_t>& data) const;
