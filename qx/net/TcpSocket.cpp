@@ -29,7 +29,8 @@ HostAddresses resolve(const String& host, unsigned short port) {
     if (!host.contains(u'\0'))
         addresses = resolveHost(util::toSystemName(host).c_str(), number);
     if (!addresses)
-        throw withDetail(Exception(u"Unknown host: " + host), portText(port));
+        throw withDetail(Exception(u"Unknown host: " + host),
+                         (host.isEmpty() ? u"no name, "_qs : String()) + portText(port));
     return addresses;
 }
 
@@ -105,6 +106,12 @@ TcpSocket::TcpSocket(uint64_t socket, const qx_sockaddr_union& peer) : m_peer(pe
 TcpSocket::~TcpSocket() {
     Reference<TcpSocketInputStream>::attach(m_inputStream).reset();
     Reference<TcpSocketOutputStream>::attach(m_outputStream).reset();
+}
+
+unsigned short TcpSocket::checkedPort(int64_t port) {
+    if (port < 0 || port > UINT16_MAX)
+        throw RangeErrorException(u"no port: " + String::valueOf(port));
+    return static_cast<unsigned short>(port);
 }
 
 Reference<TcpSocket> TcpSocket::connectIn(const AnyText& host, unsigned short port,

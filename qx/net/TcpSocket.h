@@ -1,9 +1,11 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <cstdint>
 #include <limits>
 #include <ratio>
+#include <type_traits>
 
 #include <qx/core/AnyText.h>
 #include <qx/core/Exception.h>
@@ -46,16 +48,17 @@ public:
     /// its addresses are tried in turn. Waits without limit.
     /// @throws Exception "Unknown host: " and the host, or "Unable to connect to ", the host, a
     ///     blank and the description of the error
-    static Reference<TcpSocket> connect(const AnyText& host, unsigned short port) {
-        return connectIn(host, port, std::numeric_limits<uint64_t>::max());
+    /// @throws RangeErrorException for a port below 0 or above 65535
+    static Reference<TcpSocket> connect(const AnyText& host, int64_t port) {
+        return connectIn(host, checkedPort(port), std::numeric_limits<uint64_t>::max());
     }
     /// The same with one limit for all addresses, any std::chrono::duration. An address that does
     /// not answer may use as much of what is left of it as each one after it. Looking the name up
     /// counts, but is not cut short.
     /// @throws io::TimeoutException when the time was over before an address took the connection
     template <sync::Duration D>
-    static Reference<TcpSocket> connect(const AnyText& host, unsigned short port, const D& limit) {
-        return connectIn(host, port, sync::roundedUp<std::milli>(limit));
+    static Reference<TcpSocket> connect(const AnyText& host, int64_t port, const D& limit) {
+        return connectIn(host, checkedPort(port), sync::roundedUp<std::milli>(limit));
     }
 
     /// Starts the socket system for all socket classes; every constructor does so.
@@ -101,6 +104,11 @@ public:
     void setNoDelay(bool isOn);
     /// Whether a peer that is silent is asked from time to time if it is still there.
     void setKeepAlive(bool isOn);
+    /// A text or number is no truth value.
+    template <class T>
+    requires(std::is_scalar_v<T> && !std::same_as<T, bool>) void setNoDelay(T isOn) = delete;
+    template <class T>
+    requires(std::is_scalar_v<T> && !std::same_as<T, bool>) void setKeepAlive(T isOn) = delete;
     /// The same from @p idle on, at every @p interval, both rounded up to seconds. After @p probes
     /// without an answer the connection is taken for lost.
     template <sync::Duration Idle, sync::Duration Interval>
@@ -127,6 +135,7 @@ private:
     struct End;
 
     TcpSocket(uint64_t socket, const qx_sockaddr_union& peer);
+    static unsigned short checkedPort(int64_t port);
     static Reference<TcpSocket> connectIn(const AnyText& host, unsigned short port,
                                           uint64_t milliseconds);
     void shutdown(int32_t direction);

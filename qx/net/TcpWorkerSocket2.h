@@ -1,9 +1,11 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <ratio>
+#include <type_traits>
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/net/InetSocketAddress.h>
@@ -75,6 +77,11 @@ public:
     [[nodiscard]] ENUM_QX_E_SOCKET setKeepAlive(bool isOn) {
         return setOption(QX_SOL_SOCKET, QX_SO_KEEPALIVE, isOn ? 1 : 0);
     }
+    /// A text or number is no truth value.
+    template <class T>
+    requires(std::is_scalar_v<T> && !std::same_as<T, bool>) void setNoDelay(T isOn) = delete;
+    template <class T>
+    requires(std::is_scalar_v<T> && !std::same_as<T, bool>) void setKeepAlive(T isOn) = delete;
     /// The same from @p idle on, at every @p interval, both rounded up to seconds. After @p probes
     /// without an answer the connection is taken for lost.
     template <sync::Duration Idle, sync::Duration Interval>
