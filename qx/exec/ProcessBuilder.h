@@ -1,6 +1,8 @@
 #pragma once
 
+#include <concepts>
 #include <initializer_list>
+#include <iterator>
 #include <vector>
 
 #include <qx/core/AnyText.h>
@@ -13,6 +15,13 @@
 #include <qx/util/FileName.h>
 
 namespace qx::exec {
+
+/// Any range of texts, as a std::vector<std::string>, that is no text itself.
+template <class T>
+concept TextRange = !std::constructible_from<util::FileName, const T&> && requires(const T& texts) {
+    util::FileName(*std::begin(texts));
+    std::end(texts);
+};
 
 /// What a child process is to be made of: a program, its arguments, its folder, its environment and
 /// its streams.
@@ -32,9 +41,19 @@ public:
     explicit ProcessBuilder(const util::FileName& program,
                             std::initializer_list<util::FileName> arguments = {});
 
+    explicit ProcessBuilder(const util::FileName& program, const TextRange auto& arguments)
+        : ProcessBuilder(program) {
+        add(arguments);
+    }
+
     /// Appends arguments.
     ProcessBuilder& add(const util::FileName& argument);
     ProcessBuilder& add(std::initializer_list<util::FileName> arguments);
+    ProcessBuilder& add(const TextRange auto& arguments) {
+        for (const auto& argument : arguments)
+            add(util::FileName(argument));
+        return *this;
+    }
 
     /// Where the child starts; empty for the current folder, as at first.
     ProcessBuilder& setFolder(const util::FileName& folder);
