@@ -110,6 +110,10 @@ public:
     static void sleepFor(const D& duration) {
         sync::waitInSteps(duration, sleepStep);
     }
+    template <sync::Duration D>
+    static void sleep(const D& duration) {
+        sleepFor(duration);
+    }
     template <sync::TimePoint T>
     static void sleepUntil(const T& end) {
         sync::waitUntilTime(end, sleepStep);
