@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <qx/core/AnyText.h>
@@ -252,11 +253,16 @@ public:
 
     /// The URI.
     /// @throws Exception with the reason as its description when the text was refused
+    const URI& value() const&;
+    URI& value() & { return const_cast<URI&>(std::as_const(*this).value()); }
+    URI value() && { return value(); }
+    /// The URI, or @p fallback when the text was refused.
+    URI valueOr(const URI& fallback) const { return m_uri.value_or(fallback); }
     const URI& operator*() const& { return value(); }
-    URI& operator*() & { return const_cast<URI&>(value()); }
+    URI& operator*() & { return value(); }
     URI operator*() && { return value(); }
     const URI* operator->() const { return &value(); }
-    URI* operator->() { return &**this; }
+    URI* operator->() { return &value(); }
 
     /// What is wrong and where, with at most one unit of the text, which may hold a password; empty
     /// when there is a URI.
@@ -266,8 +272,6 @@ public:
 
 private:
     friend class URI;
-
-    const URI& value() const;
 
     std::optional<URI> m_uri;
     String m_reason;

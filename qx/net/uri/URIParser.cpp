@@ -266,7 +266,7 @@ URI::ParseResult URI::parse(TextView text) {
     return result;
 }
 
-const URI& URI::ParseResult::value() const {
+const URI& URI::ParseResult::value() const& {
     if (!m_uri)
         throw Exception(m_reason);
     return *m_uri;
