@@ -414,10 +414,9 @@ public:
             return getDataT<Unit>();
     }
 
-    /// A copy of @p pattern with each "{0}", "{1}", ... replaced by the argument of that number; no
-    /// more than that, no "{0:>8}" and "{{", where all of them are texts in UTF-16 (see below). An
-    /// argument is whatever HasText names: numbers as valueOf gives them, texts in UTF-16 or UTF-8,
-    /// objects, ... Text of an argument is not searched.
+    /// A copy of @p pattern with each "{0}", "{1}", ... (and "{0:>8}", unless all arguments are texts
+    /// in UTF-16, see below) replaced by the argument of that number, which is what HasText names:
+    /// numbers, texts, objects, ... Text of an argument is not searched.
     ///
     ///     String::format(u"{0} of {1}: {2:.1f} %", done, name, 100.0 * done / all)
     ///

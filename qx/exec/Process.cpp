@@ -24,6 +24,15 @@ Reference<Base> streamOver(const Reference<PipeEnd>& end, Reference<Base>& strea
     return stream;
 }
 
+/// @param starter  the number of the process that started the child
+void throwIfNotJoined(int32_t code, uint32_t starter) {
+    constexpr char16_t Failure[] = u"process join failed";
+    if (code < 0 && QXProcessGetID() != starter)
+        throw withDetail(ResultException(code, Failure),
+                         u"the child belongs to process "_qs + String::valueOf(starter));
+    throwIfFailed(code, Failure);
+}
+
 /// What a process could not be made of: its folder, else its program.
 String subjectOf(int32_t code, TextView executable, TextView commandLine, TextView folder) {
     if (code == result::FolderNotFound)
@@ -47,6 +56,7 @@ void Process::begin(Start&& start, Subject&& subject) {
         throw withDetail(ResultException(code), subject(code));
     for (int i = 0; i < Streams; ++i)
         *m_ends[i]->handle.put() = streams[i];
+    m_ends[ChildInput]->program = subject(result::Ok);
     m_handle = m_process.get();
     m_starter = QXProcessGetID();
 }
@@ -81,7 +91,7 @@ Process::~Process() {
 
 int32_t Process::join() {
     checkJoinable();
-    throwIfFailed(QXProcessJoin(m_process.get(), &m_exitCode), u"process join failed");
+    throwIfNotJoined(QXProcessJoin(m_process.get(), &m_exitCode), m_starter);
     m_process.detach();
     return m_exitCode;
 }
@@ -98,7 +108,7 @@ bool Process::joinIn(uint32_t milliseconds) {
     const int32_t code = QXProcessTimedJoin(m_process.get(), milliseconds, &m_exitCode);
     if (code == result::TimedOut)
         return false;
-    throwIfFailed(code, u"process join failed");
+    throwIfNotJoined(code, m_starter);
     m_process.detach();
     return true;
 }
@@ -108,7 +118,7 @@ ProcessResult Process::finishIn(ByteView input, uint32_t milliseconds) {
     if (input.size() > 0 && !m_ends[ChildInput]->handle)
         throw IllegalStateException(u"process has no input");
     uint32_t number = 0; // in a fork of the program, whose child it is not, this ends here
-    throwIfFailed(QXProcessGetNumber(m_handle, &number), u"process join failed");
+    throwIfNotJoined(QXProcessGetNumber(m_handle, &number), m_starter);
     const bool isLimited = milliseconds != QX_PROCESS_NO_LIMIT;
     const sync::TimeBudget budget(milliseconds);
     ProcessResult result;

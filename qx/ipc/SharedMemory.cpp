@@ -14,7 +14,11 @@ constexpr uint32_t ReadAndWrite = 0xC0000000;
 
 SharedMemory::SharedMemory(const char* name, unsigned int size, unsigned int flags,
                            unsigned int permissions) {
-    const auto require = [name](int32_t code, const char16_t* description) {
+    const auto require = [=](int32_t code, const char16_t* description) {
+        if (code == result::InvalidArgument)
+            throw withDetail(ResultException(code, description), sync::detail::shownName(name) +
+                                                                     u", " + String::valueOf(size) +
+                                                                     u" bytes");
         if (code < 0)
             throw withDetail(ResultException(code, description), sync::detail::shownName(name));
     };

@@ -22,7 +22,9 @@ namespace {
     char reason[512] = "";
     if (code == result::ModuleNotFound)
         QXModuleErrorText(reason, sizeof reason);
-    throw withDetail(ResultException(code, u"cannot create " + name), String::fromUtf8(reason));
+    throw withDetail(
+        ResultException(code, u"cannot create " + (name.isEmpty() ? u"\"\""_qs : name)),
+        String::fromUtf8(reason));
 }
 
 /// Lets @p create (address of the pointer) store the object in @p out, and throws when it fails or

@@ -12,6 +12,8 @@ namespace qx {
 
 namespace {
 
+constexpr char16_t NoSuchClass[] = u"no such class";
+
 String readableName(const std::type_info& type) {
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> demangled(
@@ -34,14 +36,15 @@ Object* Class::createInstance() const {
 const Class* Class::forName(const char16_t* name) {
     const Class* const found = name ? ClassManager::getInstance()->lookupName(name) : nullptr;
     if (!found)
-        throw ClassNotFoundException(String(name));
+        throw withDetail(ClassNotFoundException(String(name)), String(NoSuchClass));
     return found;
 }
 
 const Class* Class::forType(const std::type_info* type) {
     const Class* const found = type ? ClassManager::getInstance()->lookupType(type) : nullptr;
     if (!found)
-        throw ClassNotFoundException(type ? readableName(*type) : String());
+        throw withDetail(ClassNotFoundException(type ? readableName(*type) : String()),
+                         String(NoSuchClass));
     return found;
 }
 

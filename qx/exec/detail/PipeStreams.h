@@ -3,8 +3,10 @@
 #include <utility>
 
 #include <qx/core/ComObject.h>
+#include <qx/core/Exception.h>
 #include <qx/core/PlatformHandle.h>
 #include <qx/core/Reference.h>
+#include <qx/core/String.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
@@ -16,6 +18,7 @@ namespace qx::exec {
 class PipeEnd : public ComObject {
 public:
     PlatformHandle<&QXFileClose> handle;
+    String program; ///< of the child
 };
 
 /// Reads a pipe end, which it keeps open and does not own.
@@ -35,6 +38,16 @@ public:
     explicit PipeOutputStream(Reference<PipeEnd> end)
         : FileOutputStream(end->handle.get(), false), m_end(std::move(end)) {}
 
+    using FileOutputStream::write;
+    /// Names the program when it does not read any more.
+    void write(const signed char* from, int32_t length) override {
+        try {
+            FileOutputStream::write(from, length);
+        } catch (ResultException& failure) {
+            failure.setDetail(u"input of " + m_end->program);
+            throw;
+        }
+    }
     void close() override {
         forgetHandle();
         m_end->handle.reset();

@@ -28,7 +28,8 @@ inline std::string systemNameOf(const String& name) {
 /// @throws what systemNameOf throws, and ResultException with the result of the system
 inline void openFile(const String& name, uint32_t flags, FileHandle& file,
                      uint32_t permissions = 0700) {
-    throwIfFailedOf(QXFileOpen(systemNameOf(name).c_str(), flags, permissions, file.put()), name);
+    throwIfFailedOf(QXFileOpen(systemNameOf(name).c_str(), flags, permissions, file.put()),
+                    [&] { return name.isEmpty() ? u"\"\""_qs : name; });
 }
 
 /// Writes all the bytes, after short writes too.

@@ -1,5 +1,6 @@
 #include "qx/net/pcom/PcomTransport.h"
 
+#include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/net/detail/HandOut.h>
 #include <qx/net/pcom/PcomAcceptor.h>
@@ -14,10 +15,17 @@ namespace {
 Reference<IQXTransport> create(const String& name) {
     const String units(name, String::AM_COPY); // with a 0 unit behind them
     if (units.contains(u'\0'))
-        throwResult(result::NotFound); // no identifier, and not another one cut off
-    return detail::taken<IQXTransport>([&units](const GUID& iid, void** out) {
-        return QXComCreateObjectByProgID(units.getData(), nullptr, &iid, out);
-    });
+        throwResultOf(result::NotFound, name); // no identifier, and not another one cut off
+    try {
+        return detail::taken<IQXTransport>([&units](const GUID& iid, void** out) {
+            return QXComCreateObjectByProgID(units.getData(), nullptr, &iid, out);
+        });
+    } catch (const ResultException& failure) {
+        throw withDetail(
+            ResultException(failure.getResult(),
+                            u"cannot create transport " + (name.isEmpty() ? u"\"\""_qs : name)),
+            failure.getDescription());
+    }
 }
 
 } // namespace

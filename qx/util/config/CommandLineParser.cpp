@@ -17,6 +17,12 @@ using OptionDefinition = CommandLineParser::OptionDefinition;
 
 namespace {
 
+/// A value with the option that it is of; a parameter has no name.
+String shown(const Element& element, std::u16string_view value) {
+    const String name = element.getName();
+    return name.isEmpty() ? String(value) : name + u": " + String(value);
+}
+
 [[noreturn]] void throwInvalidIndex(int32_t index, int64_t size) {
     throw withDetail(Exception(u"Invalid vector index"_qs),
                      u"index " + String::valueOf(index) + u", size " + String::valueOf(size));
@@ -75,7 +81,7 @@ int32_t Element::getValueLong(int32_t index) const {
     char16_t* end = nullptr;
     const int64_t value = QXStrToLW(text.c_str(), &end, 0);
     if (end == text.c_str())
-        throw withDetail(Exception(u"Unable to convert string to long"_qs), String(text));
+        throw withDetail(Exception(u"Unable to convert string to long"_qs), shown(*this, text));
     return static_cast<int32_t>(std::clamp<int64_t>(value, Limits::min(), Limits::max()));
 }
 
@@ -84,7 +90,7 @@ double Element::getValueDouble(int32_t index) const {
     char16_t* end = nullptr;
     const double value = QXStrToDW(text.c_str(), &end);
     if (end == text.c_str())
-        throw withDetail(Exception(u"Unable to convert string to double"_qs), String(text));
+        throw withDetail(Exception(u"Unable to convert string to double"_qs), shown(*this, text));
     return value;
 }
 
