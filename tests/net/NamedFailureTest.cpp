@@ -39,7 +39,7 @@ TEST(NamedFailure, SaysWhatItWasAbout) {
         {[&] { static_cast<void>(key.getValueString(u"height"_qs)); },
          "not found: QX_HKEY_USER\\Demo, value \"height\" (0x80070002)"},
         {[&] { static_cast<void>(key.getValueUINT32(u"width"_qs)); },
-         "Registry type mismatch: QX_HKEY_USER\\Demo, value \"width\""},
+         "Registry type mismatch: QX_HKEY_USER\\Demo, value \"width\" is text, not 32-bit number"},
         {[&] { key.getSubkey(u"x"_qs).getSubkeyIterator(); },
          "not found: QX_HKEY_USER\\Demo\\x (0x80070002)"},
         {[] { util::RegistryKey(u"HKEY\\x"_qs); }, "Unknown QX_HKEY: HKEY"},

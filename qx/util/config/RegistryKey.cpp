@@ -1,6 +1,7 @@
 #include "qx/util/config/RegistryKey.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 
 #include <qx/core/Exception.h>
@@ -51,8 +52,16 @@ String shown(const RegistryKey& key, const String& name) {
            (name.isEmpty() ? u"default value"_qs : u"value \"" + name + u'"');
 }
 
-[[noreturn]] void throwMismatch(const RegistryKey& key, const String& name) {
-    throw withDetail(Exception(u"Registry type mismatch"_qs), shown(key, name));
+const char16_t* typeName(ENUM_QX_REG_TYPE type) {
+    constexpr const char16_t* Names[] = {u"text", u"32-bit number", u"64-bit number", u"bytes"};
+    const auto number = static_cast<uint32_t>(type);
+    return number < std::size(Names) ? Names[number] : u"of an unknown type";
+}
+
+[[noreturn]] void throwMismatch(const RegistryKey& key, const String& name, ENUM_QX_REG_TYPE type,
+                                ENUM_QX_REG_TYPE expected) {
+    throw withDetail(Exception(u"Registry type mismatch"_qs),
+                     shown(key, name) + u" is " + typeName(type) + u", not " + typeName(expected));
 }
 
 } // namespace
@@ -179,14 +188,14 @@ int32_t RegistryKey::tryGetValue(const String& name, ENUM_QX_REG_TYPE expected, 
         QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(), &type,
                            buffer != nullptr ? buffer : &none, &length);
     if ((result >= 0 || result == result::BufferTooSmall) && type != expected)
-        throwMismatch(*this, name);
+        throwMismatch(*this, name, type, expected);
     return result;
 }
 
 String RegistryKey::getValueString(const String& name) const {
     std::vector<uint8_t> data;
-    if (getValueData(name, data) != QX_REG_STRING)
-        throwMismatch(*this, name);
+    if (const ENUM_QX_REG_TYPE type = getValueData(name, data); type != QX_REG_STRING)
+        throwMismatch(*this, name, type, QX_REG_STRING);
     return detail::registryText(data);
 }
 

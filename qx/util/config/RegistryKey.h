@@ -24,10 +24,11 @@ class RegistrySubkeyIterator;
 
 namespace detail {
 
-/// A whole number that is none of the types of the registry, and no character.
+/// A whole number or truth value that is none of the types of the registry, and no character.
 template <class T>
 concept PlainInteger = (std::signed_integral<T> && !std::same_as<T, char> &&
                         !std::same_as<T, wchar_t>) ||
+                       std::same_as<T, bool> || std::same_as<T, unsigned char> ||
                        std::same_as<T, unsigned short> || std::same_as<T, unsigned long long>;
 
 template <class T>
@@ -100,7 +101,8 @@ public:
         return getValueType(stringOf(name));
     }
 
-    /// The getters throw Exception "Registry type mismatch" for a value of another type.
+    /// The getters throw Exception "Registry type mismatch" for a value of another type; its detail
+    /// names both types.
     String getValueString(const String& name) const;
     String getValueString() const { return getValueString(String()); }
     uint32_t getValueUINT32(const String& name) const;
@@ -143,14 +145,17 @@ public:
     void setValue(uint32_t value) { setValue(String(), value); }
     void setValue(const String& name, uint64_t value);
     void setValue(uint64_t value) { setValue(String(), value); }
-    /// Stores any other whole number in 64 bits when its type has them, else in 32.
+    /// Stores any other whole number in 64 bits when its type has them, else in 32; a truth value
+    /// as 1 or 0.
     /// @throws ResultException with result::InvalidArgument for a negative number, which the
     ///     registry has no type for
     template <detail::PlainInteger T>
     void setValue(const String& name, T value) {
         using Stored = std::conditional_t<sizeof(T) == sizeof(uint64_t), uint64_t, uint32_t>;
-        if (std::cmp_less(value, 0))
-            refuseNegative(name, value);
+        if constexpr (std::signed_integral<T>) {
+            if (value < 0)
+                refuseNegative(name, value);
+        }
         setValue(name, static_cast<Stored>(value));
     }
     template <detail::PlainInteger T>
