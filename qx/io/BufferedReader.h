@@ -35,7 +35,8 @@ public:
     ///     for (const qx::String& line : reader.lines())
     ///
     /// Throws what readLine throws.
-    Lines lines();
+    Lines lines() &;
+    Lines lines() && = delete; // the lines would outlive the reader
 
 private:
     void dropLineEnd(char16_t lineEnd);
@@ -82,7 +83,7 @@ private:
     Reference<BufferedReader> m_reader;
 };
 
-inline BufferedReader::Lines BufferedReader::lines() { return Lines(this); }
+inline BufferedReader::Lines BufferedReader::lines() & { return Lines(this); }
 
 } // namespace qx::io
 
