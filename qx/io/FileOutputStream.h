@@ -76,6 +76,9 @@ public:
         : FileOutputStream(util::FileName(name).toString(), mode) {}
     FileOutputStream(const util::OtherFileName auto& name, bool append)
         : FileOutputStream(util::FileName(name).toString(), append) {}
+    /// Refuses a mode of the C library ("w"), which would be a true @p append.
+    template <class Name, class T>
+    FileOutputStream(const Name& name, T* mode) = delete;
     /// @param owns  true to close the handle with the stream
     FileOutputStream(uint64_t handle, bool owns) noexcept : m_file(handle, owns) {}
 
