@@ -79,6 +79,10 @@ public:
     T& operator*() const noexcept { return *m_pointer; }
     operator T*() const noexcept QX_LIFETIME_BOUND { return m_pointer; }
     explicit operator bool() const noexcept { return m_pointer != nullptr; }
+    /// Refuses what takes a truth value, where that of the pointer would come unasked.
+    template <class B>
+    requires std::is_same_v<B, bool>
+    operator B() const = delete;
 
     /// Drops the pointer.
     void reset() noexcept { Reference().swap(*this); }
