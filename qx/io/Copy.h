@@ -39,5 +39,8 @@ QX_API String readAll(Reader& in);
 /// @throws ResultException with result::NullPointer
 QX_API std::string readAll(InputStream* in);
 QX_API String readAll(Reader* in);
+/// The same for a stream that is made for the call: readAll(FileInputStream("from")).
+[[nodiscard]] inline std::string readAll(InputStream&& in) { return readAll(in); }
+[[nodiscard]] inline String readAll(Reader&& in) { return readAll(in); }
 
 } // namespace qx::io
