@@ -27,8 +27,12 @@ template <class V>
 concept SoughtElement = !std::same_as<V, std::nullptr_t> &&
                         (std::convertible_to<const V&, const ComObject*> || SoughtFor<V, Object>);
 
-/// The unknown interface of an element: a pointer, or a Reference to what was made for a text.
+/// What becomes the unknown interface of an element: one of these, the interface itself, or null.
 template <class V>
+concept ElementOrUnknown = SomeElement<V> || std::convertible_to<const V&, IQXUnknown*>;
+
+/// The unknown interface of an element: a pointer, or a Reference to what was made for a text.
+template <ElementOrUnknown V>
 auto unknownFor(const V& element) {
     if constexpr (std::same_as<V, std::nullptr_t>) {
         return static_cast<IQXUnknown*>(nullptr);
@@ -73,9 +77,8 @@ private:
 /// alone in braces it is what a collection is made with.
 class AnyElement {
 public:
-    template <class V>
-    requires(SomeElement<V> || std::convertible_to<const V&, IQXUnknown*>) &&
-        (!std::convertible_to<const V&, const IQXComparator*>)AnyElement(const V& element)
+    template <ElementOrUnknown V>
+    requires(!std::convertible_to<const V&, const IQXComparator*>) AnyElement(const V& element)
         : m_element(unknownFor(element)) {}
     AnyElement(std::nullptr_t) noexcept {}
 

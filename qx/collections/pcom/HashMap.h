@@ -85,7 +85,8 @@ public:
     /// chosen to share one hash cost no more than others.
     void putNew(IQXUnknown* key, IQXUnknown* value);
     template <class K, class V>
-    requires(SomeElement<K> || SomeElement<V>) void putNew(const K& key, const V& value) {
+    requires(ElementOrUnknown<K>&& ElementOrUnknown<V> &&
+             (SomeElement<K> || SomeElement<V>)) void putNew(const K& key, const V& value) {
         putNew(unknownFor(key), unknownFor(value));
     }
     Reference<IQXUnknown> remove(const IQXUnknown* key) override;

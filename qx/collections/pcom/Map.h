@@ -72,8 +72,9 @@ public:
         return get(SoughtUnknown(key));
     }
     template <class K, class V>
-    requires(SomeElement<K> || SomeElement<V>) Reference<IQXUnknown> put(const K& key,
-                                                                         const V& value) {
+    requires(ElementOrUnknown<K>&& ElementOrUnknown<V> &&
+             (SomeElement<K> || SomeElement<V>)) Reference<IQXUnknown> put(const K& key,
+                                                                           const V& value) {
         return put(unknownFor(key), unknownFor(value));
     }
     Reference<IQXUnknown> remove(const SoughtElement auto& key) {
