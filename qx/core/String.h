@@ -365,7 +365,10 @@ public:
             if (!first)
                 joined.append(separator);
             first = false;
-            joined.append(text);
+            constexpr bool IsText = requires { joined.append(text); };
+            static_assert(IsText, "String::join: the elements of the range are no texts");
+            if constexpr (IsText)
+                joined.append(text);
         }
         return joined;
     }
