@@ -33,10 +33,16 @@ concept UnitCount = std::integral<T> && !std::same_as<T, bool>;
 template <class T>
 concept ForeignUnit = detail::OneOf<T, char, wchar_t, char8_t>;
 
-/// A number where a text is expected. Write String::valueOf or append for its digits, and
-/// static_cast<char16_t> for a unit: u'0' + 5 is an int.
+/// Units of an encoding that no text here has: L"x" and U"x".
 template <class T>
-concept NumberForText = (std::is_arithmetic_v<T> || std::is_enum_v<T>)&&!std::same_as<T, char16_t>;
+concept ForeignUnits = std::is_pointer_v<T> &&
+    (std::convertible_to<T, const wchar_t*> || std::convertible_to<T, const char32_t*>);
+
+/// A number, or units that are no text here, where a text is expected. Write String::valueOf or
+/// append for the digits of a number, and static_cast<char16_t> for a unit: u'0' + 5 is an int.
+template <class T>
+concept NoText = (std::is_arithmetic_v<T> || std::is_enum_v<T> ||
+                  ForeignUnits<T>)&&!std::same_as<T, char16_t>;
 
 /// Text: a sequence of UTF-16 units that copies share until one of them writes.
 ///
@@ -94,6 +100,7 @@ public:
     requires(ForeignUnit<T> || detail::OneOf<T, bool, signed char, unsigned char>) explicit String(
         T value, int32_t count = 1, int32_t capacity = 0) = delete;
     String(UnitCount auto count, std::same_as<char16_t> auto unit) = delete;
+    explicit String(ForeignUnits auto, int32_t length = -1, int32_t capacity = 0) = delete;
     /// Decodes bytes; a negative length means up to the first 0 byte, a null encoding the default.
     /// @throws text::charset::UnknownEncodingException, or what the converter throws
     explicit String(const signed char* bytes, int32_t byteLength = -1,
@@ -133,6 +140,7 @@ public:
     String& operator=(const char16_t* units) { return setTo(TextView(units)); }
     String& operator=(std::u16string_view text) { return setTo(TextView(text)); }
     String& operator=(char16_t unit) { return setTo(unit); }
+    String& operator=(NoText auto) = delete;
     String& operator=(const char* bytes) { return setTo(bytes); }
     String& operator=(const signed char* bytes) { return setTo(bytes); }
     String& operator=(const unsigned char* bytes) { return setTo(bytes); }
@@ -147,6 +155,7 @@ public:
         return setTo(TextView(units, int32_t{length}));
     }
     String& setTo(char16_t unit, int32_t count = 1) { return replace(0, -1, unit, count); }
+    String& setTo(NoText auto, auto...) = delete;
     String& setTo(const signed char* bytes, int32_t byteLength = -1,
                   const char16_t* encoding = nullptr, int32_t capacity = 0);
     String& setTo(const char* bytes, int32_t byteLength = -1, const char16_t* encoding = nullptr,
@@ -194,17 +203,20 @@ public:
     /// @throws text::charset::InvalidCharacterException for what is malformed
     String& append(const Utf8Text auto& text) { return appendUtf8(utf8View(text)); }
     String& append(ForeignUnit auto) = delete;
+    String& append(ForeignUnits auto) = delete;
+    String& append(NoText auto, auto) = delete;
     String& operator+=(TextView text) { return append(text); }
     String& operator+=(char16_t unit) { return append(unit); }
     String& operator+=(char32_t codePoint) { return append(codePoint); }
     String& operator+=(const Utf8Text auto& text) { return append(text); }
-    String& operator+=(NumberForText auto) = delete;
+    String& operator+=(NoText auto) = delete;
 
     String& prepend(TextView text) { return replace(0, 0, text); }
     String& prepend(const char16_t* units, UnitCount auto length) {
         return prepend(TextView(units, int32_t{length}));
     }
     String& prepend(char16_t unit, int32_t count = 1) { return replace(0, 0, unit, count); }
+    String& prepend(NoText auto, auto...) = delete;
     String& insert(int32_t position, TextView text) { return replace(position, 0, text); }
     String& insert(int32_t position, const char16_t* units, UnitCount auto length) {
         return insert(position, TextView(units, int32_t{length}));
@@ -212,9 +224,14 @@ public:
     String& insert(int32_t position, char16_t unit, int32_t count = 1) {
         return replace(position, 0, unit, count);
     }
+    String& insert(int32_t position, NoText auto, auto...) = delete;
     String& remove(int32_t position, int32_t count = -1) {
         return replace(position, count, TextView());
     }
+    /// Refuses a unit, which would be taken for a position.
+    template <class T>
+    requires(detail::CharacterType<T> ||
+             std::same_as<T, bool>) String& remove(T unit, int32_t count = -1) = delete;
     /// Puts @p text in the place of @p count units at @p position. A position of -1 or beyond the
     /// end is the end; a count of -1 or beyond the end goes to the end.
     String& replace(int32_t position, int32_t count, TextView text);
@@ -224,6 +241,7 @@ public:
         return replace(position, count, offsetIn(text, offset));
     }
     String& replace(int32_t position, int32_t count, char16_t unit, int32_t repetitions = 1);
+    String& replace(int32_t position, int32_t count, NoText auto, auto...) = delete;
     /// Keeps the room that the string has, unless it shares its text.
     String& clear();
     /// Cuts the text or fills it up with @p fill.
@@ -330,6 +348,8 @@ public:
         return indexOf(TextView(units, int32_t{length}), int32_t{start}, ignoreCase);
     }
     int32_t indexOf(char16_t unit, int32_t start = 0, bool ignoreCase = false) const;
+    /// A truth value is no start: indexOf(text, 0, true). So with the other searches.
+    int32_t indexOf(const auto& sought, std::same_as<bool> auto) const = delete;
     /// Last position where @p text lies and ends at or before @p start, or -1.
     int32_t lastIndexOf(TextView text, int32_t start = -1, bool ignoreCase = false) const;
     int32_t lastIndexOf(const char16_t* units, UnitCount auto length, UnitCount auto start,
@@ -337,12 +357,17 @@ public:
         return lastIndexOf(TextView(units, int32_t{length}), int32_t{start}, ignoreCase);
     }
     int32_t lastIndexOf(char16_t unit, int32_t start = -1, bool ignoreCase = false) const;
+    int32_t lastIndexOf(const auto& sought, std::same_as<bool> auto) const = delete;
     /// First position from @p start on, or last one up to @p start, whose unit is in @p set (Not:
     /// is not in it), or -1.
     int32_t findFirstOf(TextView set, int32_t start = 0, bool ignoreCase = false) const;
     int32_t findFirstNotOf(TextView set, int32_t start = 0, bool ignoreCase = false) const;
     int32_t findLastOf(TextView set, int32_t start = -1, bool ignoreCase = false) const;
     int32_t findLastNotOf(TextView set, int32_t start = -1, bool ignoreCase = false) const;
+    int32_t findFirstOf(const auto& set, std::same_as<bool> auto) const = delete;
+    int32_t findFirstNotOf(const auto& set, std::same_as<bool> auto) const = delete;
+    int32_t findLastOf(const auto& set, std::same_as<bool> auto) const = delete;
+    int32_t findLastNotOf(const auto& set, std::same_as<bool> auto) const = delete;
     int32_t findFirstOfCase(TextView set, int32_t start = 0) const {
         return findFirstOf(set, start, false);
     }
@@ -612,9 +637,9 @@ inline String operator+(const String& left, const Utf8Text auto& right) {
 inline String operator+(const Utf8Text auto& left, const String& right) {
     return String(utf8View(left)) + right;
 }
-String operator+(const String& left, NumberForText auto right) = delete;
-String operator+(String&& left, NumberForText auto right) = delete;
-String operator+(NumberForText auto left, const String& right) = delete;
+String operator+(const String& left, NoText auto right) = delete;
+String operator+(String&& left, NoText auto right) = delete;
+String operator+(NoText auto left, const String& right) = delete;
 
 /// Writes the text as UTF-8.
 QX_API std::ostream& operator<<(std::ostream& out, const String& text);
