@@ -104,7 +104,7 @@ public:
 
     /// The object's interface @p Interface; null when it does not have it, and of null.
     template <class Interface>
-    Reference<Interface> query() const {
+    [[nodiscard]] Reference<Interface> query() const {
         Reference<Interface> found;
         ask(found);
         return found;

@@ -372,13 +372,13 @@ public:
         return findFirstOf(set, start, false);
     }
     /// A copy of the units from @p begin up to @p end, empty when they lie the wrong way round.
-    String substring(int32_t begin, int32_t end = -1) const;
+    [[nodiscard]] String substring(int32_t begin, int32_t end = -1) const;
 
     /// The texts between the separators: one more than there are separators, empty ones among
     /// them, but at most @p limit; the last one is then the rest. A limit below 1 is none.
     /// @throws RangeErrorException for an empty separator
-    std::vector<String> split(TextView separator, int32_t limit = -1) const;
-    std::vector<String> split(char16_t separator, int32_t limit = -1) const {
+    [[nodiscard]] std::vector<String> split(TextView separator, int32_t limit = -1) const;
+    [[nodiscard]] std::vector<String> split(char16_t separator, int32_t limit = -1) const {
         return split(TextView(&separator, 1), limit);
     }
     /// The texts of a range, UTF-8 among them, with @p separator between them.
@@ -404,10 +404,10 @@ public:
     /// The number that the whole text spells, with a sign in front or without, in a radix from 2 to
     /// 36; nothing for any other text, white space included, and for a number that does not fit.
     /// @throws RangeErrorException for another radix
-    std::optional<int32_t> toInt(int32_t radix = 10) const;
-    std::optional<int64_t> toInt64(int32_t radix = 10) const;
+    [[nodiscard]] std::optional<int32_t> toInt(int32_t radix = 10) const;
+    [[nodiscard]] std::optional<int64_t> toInt64(int32_t radix = 10) const;
     /// The same in the forms that Number::parseDouble reads.
-    std::optional<double> toDouble() const;
+    [[nodiscard]] std::optional<double> toDouble() const;
     /// The same for texts that have to be numbers.
     /// @throws Exception that names the text when it is none
     int32_t toIntOrThrow(int32_t radix = 10) const;
@@ -460,7 +460,7 @@ public:
     /// nothing is refused: counting ends at the first number that does not occur or has no
     /// argument, and what is not replaced stays. formatValues reads the pattern as above.
     template <class... Arguments>
-    static String format(TextView pattern, const Arguments&... arguments) {
+    [[nodiscard]] static String format(TextView pattern, const Arguments&... arguments) {
         if constexpr ((std::convertible_to<const Arguments&, TextView> && ...)) {
             return formatTexts(pattern, {TextView(arguments)...});
         } else {

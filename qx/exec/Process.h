@@ -70,7 +70,7 @@ public:
     /// @throws IllegalStateException "process already joined"
     /// @throws ResultException "process join failed"; the object stays joinable
     template <sync::Duration D>
-    bool waitFor(const D& duration) {
+    [[nodiscard]] bool waitFor(const D& duration) {
         return sync::waitInSteps(duration,
                                  [this](uint32_t milliseconds) { return joinIn(milliseconds); });
     }

@@ -32,13 +32,13 @@ QX_API int64_t copy(Reader* in, Writer* out);
 
 /// What is left of @p in: bytes, whatever they mean.
 /// @throws std::bad_alloc when they have no room in memory
-QX_API std::string readAll(InputStream& in);
+[[nodiscard]] QX_API std::string readAll(InputStream& in);
 /// The text that is left.
 /// @throws std::bad_alloc for more units than a String can have
-QX_API String readAll(Reader& in);
+[[nodiscard]] QX_API String readAll(Reader& in);
 /// @throws ResultException with result::NullPointer
-QX_API std::string readAll(InputStream* in);
-QX_API String readAll(Reader* in);
+[[nodiscard]] QX_API std::string readAll(InputStream* in);
+[[nodiscard]] QX_API String readAll(Reader* in);
 /// The same for a stream that is made for the call: readAll(FileInputStream("from")).
 [[nodiscard]] inline std::string readAll(InputStream&& in) { return readAll(in); }
 [[nodiscard]] inline String readAll(Reader&& in) { return readAll(in); }

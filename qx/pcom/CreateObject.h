@@ -25,14 +25,14 @@ QX_API void createObjectOf(const GUID& classId, const GUID& iid, const std::type
 ///     (qx/platform/module.h) and what is known beside it: the interface that the class does not
 ///     have, or why the loader refuses its module
 template <class Interface>
-Reference<Interface> createObject(const AnyText& progId) {
+[[nodiscard]] Reference<Interface> createObject(const AnyText& progId) {
     Reference<Interface> object;
     createObjectOf(progId, queriedIid<Interface>(), typeid(Interface), object.putVoid());
     return object;
 }
 /// The same by the identifier of the class.
 template <class Interface>
-Reference<Interface> createObject(const GUID& classId) {
+[[nodiscard]] Reference<Interface> createObject(const GUID& classId) {
     Reference<Interface> object;
     createObjectOf(classId, queriedIid<Interface>(), typeid(Interface), object.putVoid());
     return object;

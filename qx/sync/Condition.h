@@ -54,7 +54,7 @@ public:
     /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
     /// of any clock: false, and no exception, when the time ran out first.
     template <Duration D>
-    bool waitFor(const D& duration) {
+    [[nodiscard]] bool waitFor(const D& duration) {
         return waitInSteps(duration,
                            [this](uint32_t milliseconds) { return tryWait(milliseconds); });
     }
@@ -73,7 +73,7 @@ public:
             wait();
     }
     template <Duration D, std::predicate Predicate>
-    bool waitFor(const D& duration, Predicate isTrue) {
+    [[nodiscard]] bool waitFor(const D& duration, Predicate isTrue) {
         const TimeBudget budget(roundedUp<std::milli>(duration));
         bool inTime = true;
         while (!isTrue()) {

@@ -32,7 +32,7 @@ public:
     /// The same for any std::chrono::duration, rounded up to milliseconds, and until a time point
     /// of any clock. When the time is already over, they only look at the state.
     template <Duration D>
-    bool waitFor(const D& duration) {
+    [[nodiscard]] bool waitFor(const D& duration) {
         return waitInSteps(duration, [this](uint32_t milliseconds) { return wait(milliseconds); });
     }
     template <TimePoint T>

@@ -183,7 +183,8 @@ void endEach() {
         process.terminate(); // nothing happens, and to nobody else
         process.kill();
         const Calls calls{[&] { process.join(); }, [&] { process.tryJoin(); },
-                          [&] { process.waitFor(0s); }, [&] { process.getId(); }};
+                          [&] { static_cast<void>(process.waitFor(0s)); },
+                          [&] { process.getId(); }};
         expectEach("process already joined", calls);
         expectEach<IllegalStateException>(calls);
     }
@@ -455,7 +456,7 @@ TEST(Process, LeaveNothingBehindWhateverIsDoneWithThem) {
                 else if (way == 1)
                     EXPECT_TRUE(eventually([&] { return process.tryJoin(); }));
                 else if (way == 2) // has mostly ended when it is dropped; otherwise still runs
-                    readAll(*process.getInputStream());
+                    static_cast<void>(readAll(*process.getInputStream()));
             }
         });
     }

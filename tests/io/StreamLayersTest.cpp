@@ -469,11 +469,12 @@ TYPED_TEST(Streams, WhatASourceClaimsBeyondTheMemoryItWasGivenIsAnError) {
     typename TypeParam::Unit units[32];
     signed char place[8];
     ByteBuffer buffer(8, QX_ENDIAN_LITTLE, false);
-    expectEach<IoException>(
-        {[&] { boaster.skip(10); }, [&] { buffered.read(); }, [&] { buffered.read(units, 32); },
-         [&] { buffered.skip(1); }, [&] { buffer.readFrom(&bytes); },
-         [&] { DataInputStream(&bytes).readFully(place, 8); }, [&] { readAll(bytes); },
-         [&] { InputStreamReader(&bytes, u"ASCII").read(); }});
+    expectEach<IoException>({[&] { boaster.skip(10); }, [&] { buffered.read(); },
+                             [&] { buffered.read(units, 32); }, [&] { buffered.skip(1); },
+                             [&] { buffer.readFrom(&bytes); },
+                             [&] { DataInputStream(&bytes).readFully(place, 8); },
+                             [&] { static_cast<void>(readAll(bytes)); },
+                             [&] { InputStreamReader(&bytes, u"ASCII").read(); }});
     EXPECT_EQ(buffer.getPosition(), 0u);
 }
 

@@ -295,14 +295,14 @@ TEST_F(ComponentTest, AreFoundByEachOfTheirNamesWhileRegistered) {
 TEST_F(ComponentTest, TypedCreationSaysWhatItCouldNotMake) {
     ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
     EXPECT_TRUE(createObject<IQXComparable>(ThingClass));
-    EXPECT_EQ(descriptionOf([] { createObject<IQXClassFactory>("Test.Thing"); }),
+    EXPECT_EQ(descriptionOf([] { static_cast<void>(createObject<IQXClassFactory>("Test.Thing")); }),
               "no such interface: IQXClassFactory");
     const String unknown = u"{00000001-0002-0003-0400-000000000000}";
-    EXPECT_EQ(descriptionOf([] { createObject<IQXComparable>(Unknown); }),
+    EXPECT_EQ(descriptionOf([] { static_cast<void>(createObject<IQXComparable>(Unknown)); }),
               "cannot create " + unknown.toUtf8());
     enter(modulePath("with_unresolved_function"), unknown, u"Test.Unresolved");
     try {
-        createObject<IQXUnknown>(u"Test.Unresolved");
+        static_cast<void>(createObject<IQXUnknown>(u"Test.Unresolved"));
         FAIL();
     } catch (const ResultException& failure) {
         EXPECT_EQ(failure.getResult(), result::ModuleNotFound);
