@@ -181,6 +181,9 @@ public:
         setValue(stringOf(name), value);
     }
 
+    /// There is no type for fractions.
+    void setValue(const SomeText auto& name, std::floating_point auto value) = delete;
+
     void deleteValue(const String& name);
     void deleteValue(const OtherText auto& name) { deleteValue(stringOf(name)); }
     void deleteValue() { deleteValue(String()); }
