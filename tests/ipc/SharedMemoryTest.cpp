@@ -141,6 +141,7 @@ TEST(SharedMemory, FailuresCarryCodeAndMessageAndLeaveNothingOpen) {
     const auto missing = [] { SharedMemory(uniqueName("missing").c_str(), 0, 0, 0); };
     const auto unwritable = [&] { SharedMemory(name.c_str(), 0, ReadOnly, 0064); };
     EXPECT_EQ(failureOf(missing), result::NotFound);
+    EXPECT_EQ(failureOf([&] { SharedMemory(name + '\0', 0, 0, 0); }), result::InvalidArgument);
     EXPECT_EQ(descriptionOf(missing), "Failed to open shared memory.");
     EXPECT_EQ(failureOf(unwritable), result::AccessDenied);
     EXPECT_EQ(descriptionOf(unwritable), "Failed to attach shared memory");

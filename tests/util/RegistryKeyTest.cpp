@@ -92,6 +92,8 @@ TEST_F(RegistryKeys, ValuesComeBackByTheirTypeUnlessTheirNameWouldBeCut) {
         EXPECT_TRUE(std::equal(bytes, bytes + 3, buffer));
         EXPECT_EQ(key.getValueData(value, data), QX_REG_BYTES);
         EXPECT_EQ(data, (std::vector<uint8_t>{1, 0, 255}));
+        key.setValue(value, data);
+        EXPECT_EQ(key.getValue(value, std::span(data)), 3);
         expectEach(result::BufferTooSmall, {[&] { key.getValue(value, buffer, 2); },
                                             [&] { key.getValue(value, nullptr, 0); }});
         key.deleteValue(value);
