@@ -442,9 +442,9 @@ public:
             return getDataT<Unit>();
     }
 
-    /// A copy of @p pattern with each "{0}", "{1}", ... (and "{0:>8}", unless all arguments are text
-    /// in UTF-16, see below) replaced by the argument of that number, which is what HasText names:
-    /// numbers, texts, objects, ... Text of an argument is not searched.
+    /// A copy of @p pattern with each "{0}", "{1}", ... (and "{0:>8}", unless all arguments are
+    /// text in UTF-16, see below) replaced by the argument of that number, which is what HasText
+    /// names: numbers, texts, objects, ... Text of an argument is not searched.
     ///
     ///     String::format(u"{0} of {1}: {2:.1f} %", done, name, 100.0 * done / all)
     ///
