@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
@@ -47,6 +48,14 @@ std::string Program::usageOf(const CommandLineParser& parser) {
     constexpr std::string_view Plain = "--help    ";
     text.replace(text.find(Plain), Plain.size(), "-h, --help");
     return text;
+}
+
+int32_t Program::numberOf(const CommandLineParser& parser, const qx::String& option) const {
+    const qx::String text = parser.getValueString(option, 0);
+    const std::optional<int32_t> number = text.toInt();
+    if (!number || *number < 0)
+        throw usage((u"--" + option + u" takes a number, not " + text).toUtf8());
+    return *number;
 }
 
 Failure Program::usage(const std::string& mistake) const {

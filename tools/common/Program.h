@@ -39,6 +39,10 @@ struct Program {
     /// The lines of all options, with "-h" beside "--help".
     static std::string usageOf(const qx::util::CommandLineParser& parser);
 
+    /// The value of an option that counts something: 0 to 2^31 - 1.
+    /// @throws Failure by usage for another text
+    int32_t numberOf(const qx::util::CommandLineParser& parser, const qx::String& option) const;
+
     /// A mistake in the arguments, with the way to the help.
     Failure usage(const std::string& mistake) const;
 };

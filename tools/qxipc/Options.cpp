@@ -1,7 +1,6 @@
 #include "Options.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include <qx/util/config/CommandLineParser.h>
 
@@ -65,16 +64,6 @@ constexpr Program Self{"qxipc", helpText};
 
 Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
-uint32_t numberOf(const CommandLineParser& parser, const String& option) {
-    const String text = parser.getValueString(option, 0);
-    const std::string digits = text.toUtf8();
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error != std::errc() || end != digits.data() + digits.size())
-        throw usage(u"--" + option + u" takes a number, not " + text);
-    return number;
-}
-
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
@@ -101,7 +90,7 @@ Options parseOptions(int argc, const char* const* argv) {
         for (const char16_t* const option : {u"interval", u"count"})
             if (parser.isPresent(option))
                 throw usage(u"--" + String(option) + u" goes with watch");
-    options.interval = std::max(1u, numberOf(parser, u"interval"));
-    options.count = numberOf(parser, u"count");
+    options.interval = std::max(1, Self.numberOf(parser, u"interval"));
+    options.count = Self.numberOf(parser, u"count");
     return options;
 }

@@ -12,8 +12,8 @@ struct Options {
     Command command = Command::List;
     std::optional<qx::String> name; ///< of the objects that are listed; all without
     bool json = false;
-    uint32_t interval = 0; ///< of watch, in milliseconds
-    uint32_t count = 0;    ///< of states that watch prints; 0: it does not end
+    int32_t interval = 0; ///< of watch, in milliseconds
+    int32_t count = 0;    ///< of states that watch prints; 0: it does not end
 };
 
 /// @throws Failure with the status Usage; Answer

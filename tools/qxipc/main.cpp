@@ -34,9 +34,9 @@ void list(const Options& options) {
 void watch(const Options& options) {
     std::string shown;
     bool isFirst = true;
-    for (uint32_t count = 0; options.count == 0 || count < options.count;) {
+    for (int32_t count = 0; options.count == 0 || count < options.count;) {
         if (!std::exchange(isFirst, false))
-            qx::exec::Thread::sleep(options.interval);
+            qx::exec::Thread::sleep(static_cast<uint32_t>(options.interval));
         const std::vector<NamedObject> objects = chosenObjects(options);
         std::string state = options.json      ? jsonOf(objects, true)
                             : objects.empty() ? "nothing\n"

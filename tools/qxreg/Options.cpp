@@ -88,14 +88,6 @@ constexpr Program Self{"qxreg", helpText};
 
 Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
-int32_t numberOf(const CommandLineParser& parser, const String& option) {
-    const String text = parser.getValueString(option, 0);
-    const std::optional<uint64_t> number = parseNumber(text.view(), INT32_MAX);
-    if (!number)
-        throw usage(u"--" + option + u" takes a number, not " + text);
-    return static_cast<int32_t>(*number);
-}
-
 void readParameters(const CommandLineParser& parser, Options& options) {
     const String name = parser.getParameter(0)->getValueString(0);
     const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
@@ -145,8 +137,8 @@ Options parseOptions(int argc, const char* const* argv) {
         options.type = *known;
     else
         throw usage(u"unknown type " + type + u"; it is string, uint32, uint64 or bytes");
-    options.interval = std::max(1, numberOf(parser, u"interval"));
-    options.count = numberOf(parser, u"count");
+    options.interval = std::max(1, Self.numberOf(parser, u"interval"));
+    options.count = Self.numberOf(parser, u"count");
     if (parser.isPresent(u"registry"))
         options.registry = parser.getValueString(u"registry", 0);
     return options;
