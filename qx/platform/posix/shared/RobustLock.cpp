@@ -29,11 +29,13 @@ RobustLock::RobustLock() noexcept {
 /// nobody sleeps for longer than a slice, as on a WaitWord.
 int RobustLock::acquireContended() noexcept {
 #ifdef QX_THREAD_SANITIZER
+    const int savedErrno = errno; // which the sleep changes when a signal comes
     int error = EBUSY;
     while (error == EBUSY) { // the sanitizer does not know of locks that wait for a limited time
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         error = tryAcquire();
     }
+    errno = savedErrno;
 #else
     constexpr uint32_t SliceInMs = 200;
     int error = ETIMEDOUT;
