@@ -155,8 +155,9 @@ TEST(TcpClientSocket2, BindsThePortOfItsLastConnectionAgain) {
 }
 
 TEST(TcpWorkerSocket2, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
-    const int saved = ::fcntl(0, F_DUPFD_CLOEXEC, 3);
+    const int input = ::fcntl(0, F_DUPFD_CLOEXEC, 3), error = ::fcntl(2, F_DUPFD_CLOEXEC, 3);
     ::close(0);
+    ::close(2);
     const uint64_t ofListener = makeClient()->getId();
     const Pair pair;
     QXHandle file = 0;
@@ -168,8 +169,11 @@ TEST(TcpWorkerSocket2, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
     }
     QXFileClose(file);
     EXPECT_EQ(::fcntl(0, F_GETFD), -1) << "what was in between is closed";
-    ::dup2(saved, 0);
-    ::close(saved);
+    EXPECT_EQ(::fcntl(2, F_GETFD), -1);
+    ::dup2(input, 0);
+    ::dup2(error, 2);
+    ::close(input);
+    ::close(error);
 }
 
 TEST(TcpWorkerSocket2, SignalsInterruptNothing) {
