@@ -37,6 +37,13 @@ void Program::answer(const CommandLineParser& parser) const {
         answer("--version");
 }
 
+void Program::parse(CommandLineParser& parser, int argc, const char* const* argv) const {
+    parser.parseArguments(argc, argv);
+    answer(parser);
+    if (const qx::String mistake = parser.findMistake(); !mistake.isEmpty())
+        throw usage(mistake.toUtf8());
+}
+
 void Program::defineQuestions(CommandLineParser& parser) {
     parser.defineOption(u"help", 0, nullptr, u"show this text");
     parser.defineOption(u"version", 0, nullptr, u"show the version");

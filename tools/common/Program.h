@@ -34,6 +34,28 @@ struct Program {
     /// The same for what was parsed.
     void answer(const qx::util::CommandLineParser& parser) const;
 
+    /// Parses the arguments, answers the questions among them, and looks for mistakes.
+    /// @throws Answer; Failure by usage
+    void parse(qx::util::CommandLineParser& parser, int argc, const char* const* argv) const;
+    /// The row of @p rows, which have a name and the fewest and most parameters behind it, for the
+    /// command of that name with so many of them.
+    /// @throws Failure by usage
+    template <class Rows>
+    const auto& commandOf(const Rows& rows, const qx::String& command, int32_t count) const {
+        for (const auto& row : rows) {
+            if (command.view() != row.name)
+                continue;
+            if (count < row.fewest || count > row.most)
+                throw wrongCount(command);
+            return row;
+        }
+        throw usage((u"unknown command " + command).toUtf8());
+    }
+    /// What commandOf throws for too few or too many parameters.
+    Failure wrongCount(const qx::String& command) const {
+        return usage((u"wrong number of arguments for " + command).toUtf8());
+    }
+
     /// Defines "--help" and "--version" for usageOf; answer knows them without.
     static void defineQuestions(qx::util::CommandLineParser& parser);
     /// The lines of all options, with "-h" beside "--help".

@@ -1,6 +1,5 @@
 #include "Options.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <iterator>
 
@@ -88,28 +87,21 @@ Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
-    parser.parseArguments(argc, argv);
-    Self.answer(parser);
-    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
-        throw usage(mistake);
+    Self.parse(parser, argc, argv);
     Options options;
     const int32_t count = parser.getParameterCount();
     if (count == 0)
         throw usage(u"no command");
     const String name = parser.getParameter(0)->getValueString(0);
-    const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
-    if (row == std::end(Commands))
-        throw usage(u"unknown command " + name);
-    if (count - 1 < row->fewest || count - 1 > row->most)
-        throw usage(u"wrong number of arguments for " + name);
-    options.command = row->command;
+    const CommandRow& row = Self.commandOf(Commands, name, count - 1);
+    options.command = row.command;
     for (int32_t next = 1; next < count; ++next)
         options.parameters.push_back(parser.getParameter(next)->getValueString(0));
 
     const auto take = [&](const char16_t* option, std::optional<String>& to) {
         if (!parser.isPresent(option))
             return;
-        if (!row->option || std::u16string_view(option) != row->option)
+        if (!row.option || std::u16string_view(option) != row.option)
             throw usage(String(u"--") + option + u" does not go with " + name);
         to = parser.getValueString(option, 0);
     };

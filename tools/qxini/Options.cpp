@@ -1,7 +1,5 @@
 #include "Options.h"
 
-#include <algorithm>
-
 #include <qx/util/config/CommandLineParser.h>
 
 #include "tools/common/Program.h"
@@ -84,12 +82,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
     take(command);
     if (!command)
         throw usage(file ? u"no command" : u"no file");
-    const auto row = std::ranges::find(Commands, command->view(), &CommandRow::name);
-    if (row == std::end(Commands))
-        throw usage(u"unknown command " + *command);
-    if (count - next < row->fewest || count - next > row->most)
-        throw usage(u"wrong number of arguments for " + *command);
-    options.command = row->command;
+    options.command = Self.commandOf(Commands, *command, count - next).command;
     options.file = *file;
     take(options.set);
     take(options.key);
@@ -100,10 +93,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
-    parser.parseArguments(argc, argv);
-    Self.answer(parser);
-    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
-        throw usage(mistake);
+    Self.parse(parser, argc, argv);
     Options options;
     readParameters(parser, options);
     options.json = parser.isPresent(u"json");

@@ -40,13 +40,13 @@ Exit status: 0 done, 1 it does not exist or cannot be done, 2 usage.
 struct CommandRow {
     std::u16string_view name;
     Command command;
-    int32_t most; ///< parameters behind the command's name
+    int32_t fewest, most; ///< parameters behind the command's name
 };
 
 constexpr CommandRow Commands[] = {
-    {u"list", Command::List, 1},
-    {u"watch", Command::Watch, 1},
-    {u"clean", Command::Clean, 0},
+    {u"list", Command::List, 0, 1},
+    {u"watch", Command::Watch, 0, 1},
+    {u"clean", Command::Clean, 0, 0},
 };
 
 CommandLineParser makeParser() {
@@ -68,20 +68,12 @@ Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
-    parser.parseArguments(argc, argv);
-    Self.answer(parser);
-    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
-        throw usage(mistake);
+    Self.parse(parser, argc, argv);
     Options options;
     const int32_t count = parser.getParameterCount();
     if (count > 0) {
         const String name = parser.getParameter(0)->getValueString(0);
-        const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
-        if (row == std::end(Commands))
-            throw usage(u"unknown command " + name);
-        if (count - 1 > row->most)
-            throw usage(u"wrong number of arguments for " + name);
-        options.command = row->command;
+        options.command = Self.commandOf(Commands, name, count - 1).command;
     }
     if (count > 1)
         options.name = parser.getParameter(1)->getValueString(0);

@@ -90,20 +90,17 @@ Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 void readParameters(const CommandLineParser& parser, Options& options) {
     const String name = parser.getParameter(0)->getValueString(0);
-    const auto row = std::ranges::find(Commands, name.view(), &CommandRow::name);
-    if (row == std::end(Commands))
-        throw usage(u"unknown command " + name);
-    options.command = row->command;
     const int32_t count = parser.getParameterCount() - 1;
-    // A name alone says nothing about what to add.
-    if (count < row->fewest || count > row->most || (row->command == Command::Add && count == 2))
-        throw usage(u"wrong number of arguments for " + name);
+    const CommandRow& row = Self.commandOf(Commands, name, count);
+    options.command = row.command;
+    if (row.command == Command::Add && count == 2) // a name alone says nothing about what to add
+        throw Self.wrongCount(name);
     int32_t next = 1;
     const auto take = [&](std::optional<String>& to) {
         if (next < parser.getParameterCount())
             to = parser.getParameter(next++)->getValueString(0);
     };
-    if (row->takesKey) {
+    if (row.takesKey) {
         std::optional<String> key;
         take(key);
         try {
@@ -112,7 +109,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
             throw usage(u"no key: " + *key + u"; one begins with a root such as QX_HKEY_USER");
         }
     }
-    if (row->takesFile)
+    if (row.takesFile)
         return take(options.file);
     take(options.name);
     take(options.value);
@@ -122,10 +119,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
 
 Options parseOptions(int argc, const char* const* argv) {
     CommandLineParser parser = makeParser();
-    parser.parseArguments(argc, argv);
-    Self.answer(parser);
-    if (const String mistake = parser.findMistake(); !mistake.isEmpty())
-        throw usage(mistake);
+    Self.parse(parser, argc, argv);
     Options options;
     if (parser.getParameterCount() == 0)
         throw usage(u"no command");
