@@ -208,15 +208,13 @@ void DecodeTable::findLeads() {
     const Node& root = m_nodes.front();
     bool isInRange = false;
     for (std::size_t byte = 0; byte < root.size(); ++byte) {
-        const char16_t entry = root[byte];
-        const bool isLead = entry >= ToNode && entry < Wide;
-        if (isLead) {
+        if (m_isLead[byte]) {
             if (!isInRange)
                 m_leads.push_back({static_cast<uint8_t>(byte), 0});
             Range& range = m_leads.back();
             range.count = static_cast<uint8_t>(byte - range.first + 1);
         }
-        isInRange = isLead || (isInRange && entry == ReplacementCharacter);
+        isInRange = m_isLead[byte] || (isInRange && root[byte] == ReplacementCharacter);
     }
     if (m_leads.size() > MostRanges)
         m_leads.clear();

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include <qx/platform/posix/sync/futex.h>
+#include <qx/platform/posix/shared/WaitWord.h>
 
 #if defined(__SANITIZE_THREAD__)
 #define QX_THREAD_SANITIZER
@@ -37,7 +37,6 @@ int RobustLock::acquireContended() noexcept {
     }
     errno = savedErrno;
 #else
-    constexpr uint32_t SliceInMs = 200;
     int error = ETIMEDOUT;
     while (error == ETIMEDOUT) {
         const timespec end = Deadline::after(SliceInMs).time();

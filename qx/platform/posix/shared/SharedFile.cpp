@@ -10,6 +10,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/folder.h>
 #include <qx/platform/thread.h>
@@ -216,11 +217,13 @@ void makeFileName(Place place, const char* name,
 std::string nameOfFile(Place place, std::string_view fileName) {
     fileName.remove_prefix(std::strlen(prefixOf(place)));
     std::string name;
+    const auto digitAt = [&](size_t i) {
+        return i < fileName.size() ? hexValue(static_cast<unsigned char>(fileName[i])) : -1;
+    };
     for (size_t i = 0; i < fileName.size(); ++i) {
-        unsigned byte = 0;
-        if (fileName[i] == '%' &&
-            std::sscanf(fileName.substr(i + 1, 2).data(), "%2X", &byte) == 1) {
-            name += static_cast<char>(byte);
+        const int high = digitAt(i + 1), low = digitAt(i + 2);
+        if (fileName[i] == '%' && high >= 0 && low >= 0) {
+            name += static_cast<char>(high * 16 + low);
             i += 2;
         } else {
             name += fileName[i];

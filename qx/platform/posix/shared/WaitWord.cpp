@@ -3,7 +3,6 @@
 namespace qx::platform::shared {
 
 bool sleepForASlice(const uint32_t* word, uint32_t expected, const Deadline* deadline) noexcept {
-    constexpr uint32_t SliceInMs = 200;
     const Deadline slice = Deadline::after(SliceInMs);
     const bool isLast = deadline != nullptr && deadline->isBefore(slice);
     return futexWait(word, expected, isLast ? deadline : &slice, FutexScope::Machine) || !isLast;

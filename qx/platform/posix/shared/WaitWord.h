@@ -9,6 +9,9 @@
 
 namespace qx::platform::shared {
 
+/// How long a process sleeps at most for something in shared memory before it looks again.
+constexpr uint32_t SliceInMs = 200;
+
 /// Sleeps while the word, in memory that processes share, holds @p expected, but not for longer
 /// than a slice: that bounds how long a waiter is held up by a process that was killed between
 /// changing the word and waking, or that died with something in its hands. Otherwise as futexWait.
