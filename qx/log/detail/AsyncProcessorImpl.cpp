@@ -277,11 +277,7 @@ void AsyncProcessorImpl::shutDown() noexcept {
     resultOf([this] { awaitIdleWorkers(); });
     drain();
     resultOf([this] { runWhenEmpty(); });
-    {
-        const std::lock_guard taking(m_taking);
-        m_drained = true;
-    }
-    releaseTarget();
+    releaseTarget(true);
 }
 
 void AsyncProcessorImpl::stopWorkers() {
@@ -324,12 +320,16 @@ void AsyncProcessorImpl::drain() {
     }
 }
 
-/// Once nobody can use the target any more: no entries wait, no worker has one in its hands.
-void AsyncProcessorImpl::releaseTarget() noexcept {
+/// Once nobody can use the target any more: no entries wait, which @p isDrained tells, and no worker
+/// has one in its hands.
+void AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
     Reference<ILogProcessor> target;
     Reference<exec::IRunnable> whenEmpty;
     {
         const std::lock_guard taking(m_taking);
+        // Whoever shuts down may close the writer next, so that a worker that ends at this moment
+        // must not find the queue drained and take the target out of its hands.
+        m_drained |= isDrained;
         if (!m_drained || !isIdleBut(nullptr))
             return;
         target.swap(m_target);

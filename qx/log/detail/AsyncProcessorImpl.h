@@ -80,7 +80,7 @@ private:
     void notify();
     bool isHandedOn(uint64_t number) const noexcept;
     bool isIdleBut(const Worker* caller) const noexcept;
-    void releaseTarget() noexcept;
+    void releaseTarget(bool isDrained) noexcept;
     /// What a worker does with the target: a failure ends it, or not.
     template <class Body>
     void asWorker(Body&& body) {

@@ -42,7 +42,7 @@ AsyncProcessorImpl::Worker::~Worker() {
         m_core.wakeSleeper(); // who carries on where this one leaves off
         m_core.m_taking.broadcast();
     });
-    m_core.releaseTarget();
+    m_core.releaseTarget(false);
 }
 
 bool AsyncProcessorImpl::Worker::next(detail::QueuedEntry& entry) {
