@@ -53,6 +53,7 @@ public:
         Reference<IQXClassFactory> factory;
         require(reinterpret_cast<decltype(&DllGetClassObject)>(entry)(
                     &m_classId, &IQXClassFactory::Iid, factory.putVoid()) >= 0);
+        require(QXModuleLibClose(&Identity, library) >= 0); // it is loaded for its objects as well
         return factory;
     }
 

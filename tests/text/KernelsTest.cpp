@@ -237,14 +237,20 @@ TEST(Kernels, AgreeOnSingleByteText) {
         bytes += static_cast<uint8_t>(random() % 128 + (upper ? 128 : 0));
     }
     // A page without ASCII; one whose upper half is in another row; one of more rows than a table
-    // of places has room for. CP437 has units in many rows, and CP1252 has holes.
-    std::u16string moved, cyrillic, scattered;
+    // of places has room for; pages out of order. CP437 has units in many rows, and CP1252 has
+    // holes.
+    std::u16string moved, cyrillic, scattered, mixed, holed;
     for (char16_t i = 0; i < 256; ++i) {
         moved += static_cast<char16_t>(0x2500 + i);
         cyrillic += i < 0x80 ? i : static_cast<char16_t>(0x380 + i);
         scattered += static_cast<char16_t>(i * 251);
+        mixed += static_cast<char16_t>(i * 37 % 256 + (i % 5 == 0    ? 0x400
+                                                       : i % 91 == 3 ? 0x2100
+                                                                     : 0));
+        holed += i % 100 == 99 ? ReplacementCharacter : mixed.back();
     }
-    const MadePage madePages[] = {MadePage(moved), MadePage(cyrillic), MadePage(scattered)};
+    const MadePage madePages[] = {MadePage(moved), MadePage(cyrillic), MadePage(scattered),
+                                  MadePage(mixed), MadePage(holed)};
     struct {
         const detail::PageDecoder& decoder;
         const detail::PageEncoder& encoder;
@@ -254,6 +260,8 @@ TEST(Kernels, AgreeOnSingleByteText) {
         {madePages[0].decoder, madePages[0].encoder->page()},
         {madePages[1].decoder, madePages[1].encoder->page()},
         {madePages[2].decoder, madePages[2].encoder->page()},
+        {madePages[3].decoder, madePages[3].encoder->page()},
+        {madePages[4].decoder, madePages[4].encoder->page()},
     };
     const std::u16string strays = u"\x0100\x0080\x007F\xFFFF\xD800\x0000€ÿ"s;
     for (const auto& page : pages) {

@@ -67,9 +67,71 @@ QX_INLINE_VECTOR Vector missing(const RowTable& table, Vector block) {
     return shuffle(loadRow(table.missing.data()), shiftRight<4>(block) & repeated(0x0F0F));
 }
 
+/// Where the bytes of a vector lie among 256 in rows of 16.
+struct GridPlaces {
+    Vector inEven;    ///< the place in the row, with the top bit set where that row is an odd one
+    Vector inOdd;     ///< and where it is an even one, so that a shuffle answers 0
+    Vector rowHas[3]; ///< in the top bit: the number of the row has 2, 4, and 8
+};
+
+/// The bytes at the places, of the 2 << Bits rows from @p rows on: all rows are asked, two by two,
+/// and each bit of the number of the row halves the answers.
+template <unsigned Bits>
+QX_INLINE_VECTOR Vector pick(const UnitGrid::Row* rows, const GridPlaces& places) {
+    if constexpr (Bits == 0) {
+        return shuffle(loadRow(rows[0].data()), places.inEven) |
+               shuffle(loadRow(rows[1].data()), places.inOdd);
+    } else {
+        return selectByTopBit(places.rowHas[Bits - 1], pick<Bits - 1>(rows + (1u << Bits), places),
+                              pick<Bits - 1>(rows, places));
+    }
+}
+
+/// Decodes whole vectors by the grid of a page, as far as all bytes have a unit; returns how many.
+QX_INLINE_VECTOR size_t decodeScattered(const uint8_t* in, size_t size, char16_t* out,
+                                        const PageDecoder& page) {
+    constexpr size_t VectorBytes = 2 * VectorUnits;
+    constexpr UnitGrid::Row BitOfRow = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    const UnitGrid& grid = page.grid;
+    const Vector unmapped = repeated(ReplacementCharacter);
+    size_t i = 0;
+    for (; size - i >= VectorBytes; i += VectorBytes) {
+        const Vector block = loadToWiden(in + i);
+        const Vector place = block & repeated(0x0F0F);
+        const Vector inEven = place | (shiftLeft<3>(block) & repeated(0x8080));
+        const GridPlaces places{
+            inEven, inEven ^ repeated(0x8080), {shiftLeft<2>(block), shiftLeft<1>(block), block}};
+        const Vector low = pick<3>(grid.low.data(), places);
+        const Vector row =
+            shuffle(loadRow(BitOfRow.data()), shiftRight<4>(block) & repeated(0x0F0F));
+        Vector high = repeated(0);
+        for (size_t k = 0; k < grid.highByteCount; ++k) {
+            const UnitGrid::HighByte& one = grid.highBytes[k];
+            const Vector rows =
+                selectByTopBit(block, shuffle(loadRow(one.inUpperRows.data()), place),
+                               shuffle(loadRow(one.inLowerRows.data()), place));
+            high |= equalBytes(rows & row, row) & loadRow(one.value.data());
+        }
+        const Vector front = joinLow(low, high);
+        const Vector behind = joinHigh(low, high);
+        if (!page.rows.isWhole) {
+            const Vector faults = equalUnits(front, unmapped) | equalUnits(behind, unmapped);
+            if (!hasNone(faults, faults))
+                break;
+        }
+        store(front, out + i);
+        store(behind, out + i + VectorUnits);
+    }
+    return i;
+}
+
 QX_INLINE_VECTOR size_t decodePage(const uint8_t* in, size_t size, char16_t* out,
                                    const PageDecoder& page) {
     constexpr size_t VectorBytes = 2 * VectorUnits;
+    if (page.isScattered) {
+        const size_t done = decodeScattered(in, size, out, page);
+        return done + WideKernels.decodeBytes(in + done, size - done, out + done, page);
+    }
     const Vector top = repeated(0x8080);
     const Vector unmapped = repeated(ReplacementCharacter);
     const bool keepsAscii = page.rows.keepsAscii;

@@ -82,14 +82,67 @@ struct RowTable {
     }
 };
 
+/// 256 units by their index, for pages with hardly a row whose units follow each other: the low
+/// bytes as they are, and for each high byte other than 0 the places that have it.
+struct UnitGrid {
+    using Row = RowTable::Row;
+
+    struct HighByte {
+        Row value{}; ///< 16 times
+        /// By the place in the row, a bit for each of the rows 0 to 7, and 8 to 15.
+        Row inLowerRows{};
+        Row inUpperRows{};
+    };
+
+    std::array<Row, 16> low{};
+    std::array<HighByte, 3> highBytes{};
+    std::size_t highByteCount = 0;
+    bool fits = true; ///< there are not more high bytes
+
+    constexpr explicit UnitGrid(std::span<const char16_t, 256> units) {
+        for (std::size_t i = 0; i < units.size(); ++i) {
+            const std::size_t row = i / 16;
+            const std::size_t place = i % 16;
+            low[row][place] = static_cast<uint8_t>(units[i]);
+            HighByte* const high = highByte(static_cast<uint8_t>(units[i] >> 8));
+            if (high)
+                (row < 8 ? high->inLowerRows : high->inUpperRows)[place] |=
+                    static_cast<uint8_t>(1u << row % 8);
+        }
+    }
+
+private:
+    /// The entry for a value; null when it needs none, and when there is no room for it.
+    constexpr HighByte* highByte(uint8_t value) {
+        if (value == 0)
+            return nullptr;
+        for (std::size_t i = 0; i < highByteCount; ++i) {
+            if (highBytes[i].value[0] == value)
+                return &highBytes[i];
+        }
+        if (highByteCount == highBytes.size()) {
+            fits = false;
+            return nullptr;
+        }
+        highBytes[highByteCount].value.fill(value);
+        return &highBytes[highByteCount++];
+    }
+};
+
 /// Units by byte.
 struct PageDecoder {
     const char16_t* units; ///< 256 of them; U+FFFD for a byte without mapping
     RowTable rows;
+    UnitGrid grid;
+    bool isScattered; ///< decoded by the grid
 
     constexpr explicit PageDecoder(const char16_t* unitsByByte)
-        : units(unitsByByte),
-          rows(std::span<const char16_t, 256>(unitsByByte, 256), ReplacementCharacter) {}
+        : PageDecoder(std::span<const char16_t, 256>(unitsByByte, 256)) {}
+
+private:
+    constexpr explicit PageDecoder(std::span<const char16_t, 256> unitsByByte)
+        : units(unitsByByte.data()), rows(unitsByByte, ReplacementCharacter), grid(unitsByByte),
+          isScattered(!rows.keepsAscii && rows.leafCount > 4 && grid.fits) {}
 };
 
 /// The units of a page without the widest gap among them. The place of a unit is itself below the

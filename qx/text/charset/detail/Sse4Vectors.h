@@ -70,6 +70,10 @@ QX_INLINE_SSE4 Vector shiftRight(Vector vector) {
 QX_INLINE_SSE4 Vector select(Vector mask, Vector there, Vector elsewhere) {
     return _mm_blendv_epi8(elsewhere, there, mask);
 }
+/// The same where the top bit of a byte of @p mask is set, whatever else is.
+QX_INLINE_SSE4 Vector selectByTopBit(Vector mask, Vector there, Vector elsewhere) {
+    return _mm_blendv_epi8(elsewhere, there, mask);
+}
 
 /// The vector with its bytes @p Count places further; zeros come in at the bottom.
 template <int Count>
