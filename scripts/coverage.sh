@@ -9,7 +9,7 @@
 install_missing $test_packages gcovr
 
 subsystems=("$@")
-selection=(--label-exclude '^(check|consumer|docs|gdb)$')
+selection=(--label-exclude '^(check|consumer|gdb)$')
 if ((${#subsystems[@]})); then
     build coverage $(printf "qx_%s_tests " "${subsystems[@]}")
     selection=(--label-regex "$(IFS='|' && echo "^(${subsystems[*]})$")")
