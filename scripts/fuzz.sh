@@ -6,7 +6,8 @@
 
 seconds=${1:-60}
 
-install_missing $build_packages $clang_packages
+install_missing $build_packages
+install_clang
 build fuzz
 
 found=build/fuzz/corpus

@@ -20,7 +20,6 @@ build_packages="cmake ninja-build g++ ccache libgtest-dev"
 test_packages="$build_packages pkg-config python3 clang-format locales
     libexpat1-dev libssl-dev openssl socat netcat-openbsd netbase groff-base gdb doxygen fish zsh"
 demo_packages="$build_packages python3 netcat-openbsd"
-clang_packages="clang libclang-rt-14-dev"
 bench_packages="$build_packages python3 libbenchmark-dev libicu-dev qtbase5-dev libboost-dev
     libgmp-dev libssl-dev libbotan-2-dev libpoco-dev libglib2.0-dev libspdlog-dev
     libabsl-dev valgrind"
@@ -40,6 +39,13 @@ install_missing() {
     [[ $(id -u) == 0 ]] || apt=(sudo "${apt[@]}")
     "${apt[@]}" update
     "${apt[@]}" -y --no-install-recommends install "${missing[@]}" >/dev/null
+}
+
+# install_clang: with its run-time libraries, whose package has the version in its name.
+install_clang() {
+    install_missing clang
+    command -v clang >/dev/null || return 0
+    install_missing "libclang-rt-$(clang -dumpversion | cut -d . -f 1)-dev"
 }
 
 # build PRESET [TARGET...]: configures and builds; everything without a target.

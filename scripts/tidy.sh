@@ -4,7 +4,8 @@
 # seconds per file, so it is run by hand on a change and not over the whole tree by CI.
 . "$(dirname "$0")/lib.sh"
 
-install_missing $build_packages $clang_packages clang-tidy libgtest-dev
+install_missing $build_packages clang-tidy libgtest-dev
+install_clang
 
 if (($#)) && [[ -f $1 ]]; then
     files=("$@")

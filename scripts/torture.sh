@@ -11,7 +11,8 @@ all_stages=(fuzz allocations calls kills pool damage threads locales forks descr
 stages=("${@:2}")
 ((${#stages[@]})) || stages=("${all_stages[@]}")
 
-install_missing $test_packages $clang_packages valgrind
+install_missing $test_packages valgrind
+install_clang
 
 logs=build/torture
 mkdir -p "$logs"
