@@ -301,8 +301,8 @@ TEST(Reference, MovesWithoutTouchingTheCountAndConverts) {
     EXPECT_EQ(first->GetRefCount(), 2u);
     Reference<Object> moved = std::move(base);
     EXPECT_TRUE(base == nullptr && moved == first);
-    moved = std::move(moved);
-    const auto& self = moved;
+    auto& self = moved;
+    moved = std::move(self);
     moved = self;
     EXPECT_EQ(first->GetRefCount(), 2u);
     CQXSmartPtr<Object> legacy = moved.get();

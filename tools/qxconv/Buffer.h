@@ -28,9 +28,10 @@ public:
     void reserve(int32_t count) {
         if (room() >= count)
             return;
-        const int32_t capacity = m_size + count;
+        const int32_t size = m_size;
+        const int32_t capacity = size + count;
         auto items = std::make_unique_for_overwrite<T[]>(static_cast<std::size_t>(capacity));
-        std::copy_n(data(), m_size, items.get());
+        std::copy_n(data(), size, items.get());
         m_items = std::move(items);
         m_capacity = capacity;
     }
