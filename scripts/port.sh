@@ -20,30 +20,39 @@ for name; do
     }
 done
 
-# run_tests FOLDER [CTEST-OPTION...]: runs the tests of a build, under $runner where that is set,
-# and keeps ctest's own count of them for the summary.
+# count_tests LOG: keeps ctest's own count of its tests for the summary. Fails when there is none.
+count_tests() {
+    awk '/\(Skipped\)$/ { skipped++ }
+        /^[0-9]+% tests passed/ { print $0 (skipped ? ", " skipped " skipped" : ""); skipped = 0; ran = 1 }
+        END { exit !ran }' "$1" >>"$out/summary"
+}
+
+# run_tests FOLDER [CTEST-OPTION...]: runs the tests of a build, under $runner where that is set.
 run_tests() {
     local folder=$1 status=0
     shift
     ${runner:-} ctest --test-dir "$folder" --parallel "$jobs" --output-on-failure "$@" |
         tee "$out/tests.log" || status=$?
-    grep -hE '^[0-9]+% tests passed' "$out/tests.log" >>"$out/summary" || status=1
+    count_tests "$out/tests.log" || status=1
     return $status
 }
 
+trap 'exit 130' INT # not on to the next one
 failed=0
 summaries=""
 for name; do
     out=$root/build/port/$name
     mkdir -p "$out"
     rm -f "$out/summary"
-    # In a process of its own: errexit holds in it, and what it sets does not reach the next.
-    outcome=passed
+    # In a process of its own: errexit holds in it, as it would not in a condition, and what it sets
+    # does not reach the next.
+    set +e
     (
         set -e
         . "scripts/ports/$name.sh"
-    ) &
-    wait $! || outcome=FAILED failed=1
+    )
+    (($?)) && outcome=FAILED failed=1 || outcome=passed
+    set -e
     counts=$(paste -sd ';' "$out/summary" 2>/dev/null || true)
     summaries+=$(printf '%-12s %s: %s' "$name" "$outcome" "${counts:-no tests ran}")$'\n'
 done

@@ -1,0 +1,6 @@
+# Ubuntu 24.04 (g++ 13) in a root folder: scripts/test.sh; needs root and debootstrap
+. scripts/ports/lib/root.sh
+need_root_rights
+keyring=$(ubuntu_keyring)
+make_root noble http://archive.ubuntu.com/ubuntu "main universe" "$keyring" gutsy
+test_in_root scripts/test.sh
