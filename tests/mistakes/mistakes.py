@@ -2,8 +2,8 @@
 """Tries to compile mistakes: mistakes.py PAGE COMPILER OPTION...
 
 A page begins with declarations. Then each "// mistake: WORDS" is followed by statements that must
-not compile, with WORDS in the first error or its notes, and by "// right:" and the statements that
-must.
+not compile, with WORDS in the first error, in another one of the same line or in their notes, and by
+"// right:" and the statements that must.
 """
 
 import pathlib
@@ -26,8 +26,8 @@ for case in cases:
     words, code = case.split("\n", 1)
     wrong, right = code.split("// right:\n")
     errors = compile_errors(wrong)
-    first = re.split(r"^\S+ (?:fatal )?error: ", errors, flags=re.MULTILINE)[1:2]
-    if not first or words not in first[0]:
+    _, *parts = re.split(r"^(\S+:\d+):\d+: (?:fatal )?error: ", errors, flags=re.MULTILINE)
+    if not any(words in text for place, text in zip(parts[::2], parts[1::2]) if place == parts[0]):
         failures.append(f"{wrong}is not refused with the words \"{words}\":\n{errors}")
     if errors := compile_errors(right):
         failures.append(f"{right}is refused:\n{errors}")
