@@ -138,7 +138,6 @@ static_assert(toMs(duration<int, std::ratio<1001, 30'000>>(3)) == 101);
 static_assert(toMs(duration<int64_t, std::ratio<1001, 30'000>>(INT64_MAX)) > Most / 60);
 static_assert(toMs(0.0015s) == 2 && toMs(-0.5s) == 0 && toMs(duration<float>(0.5f)) == 500);
 static_assert(toMs(duration<double>(std::numeric_limits<double>::infinity())) == Most);
-static_assert(toMs(duration<double>(std::numeric_limits<double>::quiet_NaN())) == 0);
 
 static_assert(Duration<nanoseconds> && Duration<duration<double>>);
 static_assert(TimePoint<steady_clock::time_point> && TimePoint<system_clock::time_point>);
@@ -158,6 +157,7 @@ TEST(TimedWaits, GoThroughHugeTimesInSteps) {
         EXPECT_EQ(calls, expectedCalls) << milliseconds;
     }
     EXPECT_TRUE(waitInSteps(hours::max(), [](uint32_t) { return true; }));
+    EXPECT_EQ(toMs(duration<double>(std::numeric_limits<double>::quiet_NaN())), 0u);
 }
 
 /// What event and gate have in common.
