@@ -1,0 +1,46 @@
+# Sourced by the platforms of scripts/ports that are another processor than this machine's: Debian's
+# cross compiler builds for them, qemu runs what was built.
+
+# cross_build MACHINE ARCHITECTURE [CMAKE-OPTION...]: builds for a processor that has these names with
+# the compiler and with Debian, and sets $runner, under which its tests run.
+cross_build() {
+    local machine=$1 architecture=$2 sysroot=$out/sysroot
+    shift 2
+    install_missing $test_packages "g++-$machine-linux-gnu" qemu-user util-linux
+
+    local for_machine=(-G Ninja -DCMAKE_BUILD_TYPE=Release
+        -DCMAKE_SYSTEM_NAME=Linux "-DCMAKE_SYSTEM_PROCESSOR=$machine"
+        "-DCMAKE_C_COMPILER=$machine-linux-gnu-gcc" "-DCMAKE_CXX_COMPILER=$machine-linux-gnu-g++"
+        "-DCMAKE_FIND_ROOT_PATH=$sysroot" -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER
+        -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY
+        -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY)
+    use_ccache
+    foreign_packages "$architecture" "$sysroot" libexpat1-dev libexpat1 libssl-dev libssl3
+    if [[ ! -e $sysroot/usr/lib/cmake/GTest ]]; then
+        cmake -S /usr/src/googletest -B "$out/googletest" "${for_machine[@]}" -DBUILD_GMOCK=OFF \
+            -DCMAKE_INSTALL_PREFIX="$sysroot/usr" -DCMAKE_INSTALL_LIBDIR=lib
+        cmake --build "$out/googletest" --parallel "$jobs" --target install
+    fi
+
+    cmake -S . -B "$out/build" "${for_machine[@]}" -DQX_WARNINGS_AS_ERRORS=ON "$@"
+    cmake --build "$out/build" --parallel "$jobs"
+    runner="scripts/emulate.sh $machine $sysroot/usr/lib:/usr/$machine-linux-gnu/lib"
+}
+
+# foreign_packages ARCHITECTURE FOLDER PACKAGE...: unpacks packages of another processor in a folder,
+# without installing anything or telling this machine's dpkg of that processor.
+foreign_packages() {
+    local architecture=$1 folder=$2 package
+    shift 2
+    [[ ! -e $folder/complete ]] || return 0
+    local state=$folder.apt
+    mkdir -p "$folder" "$state/lists/partial" "$state/archives"
+    local apt=(apt-get -qq -o "Dir::State::Lists=$state/lists" -o Dir::Cache="$state"
+        -o "APT::Architectures=$architecture" -o "APT::Architectures::=$(dpkg --print-architecture)")
+    "${apt[@]}" update
+    (cd "$state/archives" && "${apt[@]}" download "${@/%/:$architecture}")
+    for package in "$state"/archives/*.deb; do
+        dpkg-deb -x "$package" "$folder"
+    done
+    touch "$folder/complete"
+}
