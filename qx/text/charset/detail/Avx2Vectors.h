@@ -12,11 +12,19 @@
 /// the same on twice as much.
 namespace qx::text::charset::detail::avx2 {
 
+using sse4::equalBytes;
+using sse4::gather;
+using sse4::hasNone;
 using sse4::ones;
+using sse4::Sixteen;
 using sse4::squeeze;
+using sse4::store;
 using Vector = __m256i;
 
 inline constexpr size_t VectorUnits = 16;
+inline constexpr size_t VectorBytes = 32;
+/// Vectors of UTF-8 that are decoded between two looks for a run of ASCII.
+inline constexpr size_t StepsPerLook = 1;
 
 QX_INLINE_AVX2 __m256i load(const void* in) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(in));
@@ -57,7 +65,7 @@ QX_INLINE_AVX2 constexpr Vector repeated(uint16_t unit) {
 }
 
 /// The sixteen bytes @p table in both halves: what a look-up by nibble wants.
-QX_INLINE_AVX2 __m256i bothHalves(const void* table) {
+QX_INLINE_AVX2 __m256i nibbleTable(const void* table) {
     return hidden(_mm256_broadcastsi128_si256(loadHalf(table)));
 }
 
@@ -69,12 +77,22 @@ QX_INLINE_AVX2 bool hasNone(Vector vector, Vector bits) {
     return _mm256_testz_si256(vector, bits) != 0;
 }
 
+/// The bits of @p vector that are not set in @p bits.
+QX_INLINE_AVX2 Vector without(Vector vector, Vector bits) {
+    return _mm256_andnot_si256(bits, vector);
+}
+
 QX_INLINE_AVX2 Vector leastOfUnits(Vector a, Vector b) { return _mm256_min_epu16(a, b); }
 QX_INLINE_AVX2 Vector addUnits(Vector a, Vector b) { return _mm256_add_epi16(a, b); }
 QX_INLINE_AVX2 Vector addBytesSaturated(Vector a, Vector b) { return _mm256_adds_epu8(a, b); }
 QX_INLINE_AVX2 Vector addBytes(Vector a, Vector b) { return _mm256_add_epi8(a, b); }
 QX_INLINE_AVX2 Vector subtractSaturated(Vector a, Vector b) { return _mm256_subs_epu16(a, b); }
 QX_INLINE_AVX2 Vector subtractSigned(Vector a, Vector b) { return _mm256_subs_epi8(a, b); }
+QX_INLINE_AVX2 Vector subtractBytes(Vector a, Vector b) { return _mm256_sub_epi8(a, b); }
+QX_INLINE_AVX2 Vector subtractBytesSaturated(Vector a, Vector b) { return _mm256_subs_epu8(a, b); }
+QX_INLINE_AVX2 Vector leastOfBytes(Vector a, Vector b) { return _mm256_min_epu8(a, b); }
+/// Set where the byte of @p a is less than that of @p b, both as signed numbers.
+QX_INLINE_AVX2 Vector lessSigned(Vector a, Vector b) { return _mm256_cmpgt_epi8(b, a); }
 QX_INLINE_AVX2 Vector equalBytes(Vector a, Vector b) { return _mm256_cmpeq_epi8(a, b); }
 QX_INLINE_AVX2 Vector equalUnits(Vector a, Vector b) { return _mm256_cmpeq_epi16(a, b); }
 
@@ -87,6 +105,8 @@ template <int Bits>
 QX_INLINE_AVX2 Vector shiftRight(Vector vector) {
     return _mm256_srli_epi16(vector, Bits);
 }
+
+QX_INLINE_AVX2 Vector swapBytes(Vector units) { return shiftLeft<8>(units) | shiftRight<8>(units); }
 
 QX_INLINE_AVX2 Vector select(Vector mask, Vector there, Vector elsewhere) {
     return _mm256_blendv_epi8(elsewhere, there, mask);
@@ -130,6 +150,10 @@ QX_INLINE_AVX2 Vector loadRow(const uint8_t* row) {
     return _mm256_broadcastsi128_si256(loadHalf(row));
 }
 QX_INLINE_AVX2 Vector shuffle(Vector row, Vector index) { return _mm256_shuffle_epi8(row, index); }
+QX_INLINE_AVX2 Vector placeInRow(Vector distance) {
+    return addBytesSaturated(distance, repeated(0x7070));
+}
+QX_INLINE_AVX2 Vector lowNibbles(Vector index) { return index; }
 
 QX_INLINE_AVX2 size_t storeOneOrTwo(Vector low, Vector lowKept, Vector high, Vector highKept,
                                     uint8_t* out) {
@@ -161,9 +185,9 @@ QX_INLINE_AVX2 size_t storeOneToThree(Vector first, Vector second, unsigned kept
 QX_INLINE_AVX2 size_t widenAsciiBlocks(const uint8_t* in, size_t size, char16_t* out) {
     size_t i = 0;
     for (; size - i >= 64; i += 64) {
-        const __m256i first = load(in + i);
-        const __m256i second = load(in + i + 32);
-        if (topBits(_mm256_or_si256(first, second)) != 0)
+        const Vector first = load(in + i);
+        const Vector second = load(in + i + 32);
+        if (topBits(first | second) != 0)
             break;
         widen(first, out + i);
         widen(second, out + i + 32);
@@ -171,18 +195,55 @@ QX_INLINE_AVX2 size_t widenAsciiBlocks(const uint8_t* in, size_t size, char16_t*
     return i;
 }
 
-/// Narrows units without a bit of @p tooHigh in steps of 32; returns the count of units it took.
-QX_INLINE_AVX2 size_t narrowBlocks(const char16_t* in, size_t size, uint8_t* out, __m256i tooHigh) {
-    size_t i = 0;
-    for (; size - i >= 32; i += 32) {
-        const __m256i low = load(in + i);
-        const __m256i high = load(in + i + 16);
-        if (!_mm256_testz_si256(_mm256_or_si256(low, high), tooHigh))
-            break;
-        store(narrow(low, high), out + i);
-    }
-    return i;
+/// Writes the units of @p low and @p high bytes whose bit in @p kept is set; returns their count.
+QX_INLINE_AVX2 unsigned writeKept(__m256i low, __m256i high, unsigned kept, char16_t* out) {
+    const __m256i outer = _mm256_unpacklo_epi8(low, high); // positions 0-7 and 16-23
+    const __m256i inner = _mm256_unpackhi_epi8(low, high); // positions 8-15 and 24-31
+    squeeze(_mm256_castsi256_si128(outer), KeepUnits, kept, out);
+    squeeze(_mm256_castsi256_si128(inner), KeepUnits, kept >> 8, out + ones(kept & 0xFF));
+    squeeze(_mm256_extracti128_si256(outer, 1), KeepUnits, kept >> 16, out + ones(kept & 0xFFFF));
+    squeeze(_mm256_extracti128_si256(inner, 1), KeepUnits, kept >> 24, out + ones(kept & 0xFFFFFF));
+    return ones(kept);
 }
+
+/// The leads of UTF-8 in a block that begins at a character boundary, a bit for each byte.
+class Leads {
+public:
+    QX_INLINE_AVX2 Leads(Vector block, Vector) {
+        const unsigned nonAscii = topBits(block);
+        const unsigned bit6 = topBits(shiftLeft<1>(block));
+        const unsigned bit5 = topBits(shiftLeft<2>(block));
+        const unsigned bit4 = topBits(shiftLeft<3>(block));
+        m_continuations = nonAscii & ~bit6;
+        m_twos = nonAscii & bit6;
+        m_threes = m_twos & bit5;
+        m_fours = m_threes & bit4;
+    }
+
+    /// Whether there is one of at least three bytes.
+    QX_INLINE_AVX2 bool haveThree() const { return m_threes != 0; }
+    QX_INLINE_AVX2 bool haveFour() const { return m_fours != 0; }
+
+    /// Of leads of two bytes: whether there is a continuation behind each and nowhere else.
+    QX_INLINE_AVX2 bool areFollowedBy(Vector) const { return m_twos << 1 == m_continuations; }
+
+    /// Where the character begins that the end of the block cuts off; 32 when there is none.
+    QX_INLINE_AVX2 unsigned end() const {
+        return _tzcnt_u32((m_twos & 0x80000000u) | (m_threes & 0xC0000000u) |
+                          (m_fours & 0xE0000000u));
+    }
+
+    /// The positions in front of @p end that give a unit.
+    QX_INLINE_AVX2 unsigned kept(unsigned end) const {
+        return _bzhi_u32(~(m_twos | m_threes << 1), end);
+    }
+
+private:
+    unsigned m_continuations; ///< not leads
+    unsigned m_twos;          ///< of at least two bytes
+    unsigned m_threes;
+    unsigned m_fours;
+};
 
 } // namespace qx::text::charset::detail::avx2
 

@@ -31,15 +31,15 @@ QX_INLINE_VECTOR Differences lookUp(const RowTable& table, const Vector (&blocks
             const Vector high = loadRow(row.high.data());
             for (size_t k = 0; k < 2; ++k) {
                 // Below the row the index is negative, and a shuffle answers 0.
-                result.low[k] ^= shuffle(low, index[k]);
+                const Vector place = lowNibbles(index[k]);
+                result.low[k] ^= shuffle(low, place);
                 if (WithHigh)
-                    result.high[k] ^= shuffle(high, index[k]);
+                    result.high[k] ^= shuffle(high, place);
                 index[k] = subtractSigned(index[k], repeated(0x1010));
             }
         }
         return result;
     }
-    const Vector pastRow = repeated(0x7070);
     for (size_t k = 0; k < 2; ++k) {
         const Vector row = shiftRight<4>(blocks[k]) & repeated(0x0F0F);
         result.low[k] = shuffle(loadRow(table.low.data()), row);
@@ -52,8 +52,7 @@ QX_INLINE_VECTOR Differences lookUp(const RowTable& table, const Vector (&blocks
         const Vector low = loadRow(leaf->low.data());
         const Vector high = loadRow(leaf->high.data());
         for (size_t k = 0; k < 2; ++k) {
-            // Outside the leaf the saturated sum has its top bit set, and a shuffle answers 0.
-            const Vector index = addBytesSaturated(blocks[k] ^ start, pastRow);
+            const Vector index = placeInRow(blocks[k] ^ start);
             result.low[k] |= shuffle(low, index);
             if (WithHigh)
                 result.high[k] |= shuffle(high, index);
@@ -90,7 +89,6 @@ QX_INLINE_VECTOR Vector pick(const UnitGrid::Row* rows, const GridPlaces& places
 /// Decodes whole vectors by the grid of a page, as far as all bytes have a unit; returns how many.
 QX_INLINE_VECTOR size_t decodeScattered(const uint8_t* in, size_t size, char16_t* out,
                                         const PageDecoder& page) {
-    constexpr size_t VectorBytes = 2 * VectorUnits;
     constexpr UnitGrid::Row BitOfRow = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
     const UnitGrid& grid = page.grid;
     const Vector unmapped = repeated(ReplacementCharacter);
@@ -127,7 +125,6 @@ QX_INLINE_VECTOR size_t decodeScattered(const uint8_t* in, size_t size, char16_t
 
 QX_INLINE_VECTOR size_t decodePage(const uint8_t* in, size_t size, char16_t* out,
                                    const PageDecoder& page) {
-    constexpr size_t VectorBytes = 2 * VectorUnits;
     if (page.isScattered) {
         const size_t done = decodeScattered(in, size, out, page);
         return done + WideKernels.decodeBytes(in + done, size - done, out + done, page);
@@ -166,30 +163,6 @@ QX_INLINE_VECTOR size_t decodePage(const uint8_t* in, size_t size, char16_t* out
             store(units[k], out + i + k * VectorUnits);
     }
     return i + WideKernels.decodeBytes(in + i, size - i, out + i, page);
-}
-
-/// The bytes of 16 places.
-QX_INLINE_VECTOR __m128i gather(const uint8_t* table, const uint16_t* places) {
-    uint64_t first;
-    uint64_t second;
-    __m128i chains[2] = {_mm_setzero_si128(), _mm_setzero_si128()};
-    const auto take = [&](int chain) QX_TARGET_VECTOR {
-        std::memcpy(&first, places + 8 * chain, sizeof first);
-        std::memcpy(&second, places + 8 * chain + 4, sizeof second);
-        __m128i bytes = chains[chain];
-        bytes = _mm_insert_epi8(bytes, table[first & 0xFFFF], 0);
-        bytes = _mm_insert_epi8(bytes, table[first >> 16 & 0xFFFF], 1);
-        bytes = _mm_insert_epi8(bytes, table[first >> 32 & 0xFFFF], 2);
-        bytes = _mm_insert_epi8(bytes, table[first >> 48], 3);
-        bytes = _mm_insert_epi8(bytes, table[second & 0xFFFF], 4);
-        bytes = _mm_insert_epi8(bytes, table[second >> 16 & 0xFFFF], 5);
-        bytes = _mm_insert_epi8(bytes, table[second >> 32 & 0xFFFF], 6);
-        bytes = _mm_insert_epi8(bytes, table[second >> 48], 7);
-        chains[chain] = bytes;
-    };
-    take(0);
-    take(1);
-    return _mm_unpacklo_epi64(chains[0], chains[1]);
 }
 
 constexpr size_t PageGroup = 64; ///< units that are encoded in one way
@@ -261,14 +234,14 @@ QX_INLINE_VECTOR bool encodeByPlace(const PageEncoder& page,
         store(addUnits(leastOfUnits(blocks[k], gapStart), leastOfUnits(behind, pastAll)),
               places + k * VectorUnits);
     }
-    const __m128i zero = _mm_setzero_si128();
-    __m128i faults = zero;
+    const Sixteen zero{};
+    Sixteen faults = zero;
     for (size_t i = 0; i < PageGroup; i += 16) {
-        const __m128i bytes = gather(byPlace, places + i);
-        faults |= _mm_cmpeq_epi8(bytes, zero);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), bytes);
+        const Sixteen bytes = gather(byPlace, places + i);
+        faults |= equalBytes(bytes, zero);
+        store(bytes, out + i);
     }
-    return _mm_testz_si128(faults, faults) != 0;
+    return hasNone(faults, faults);
 }
 
 QX_INLINE_VECTOR size_t encodePage(const char16_t* in, size_t size, uint8_t* out,

@@ -8,16 +8,18 @@
 
 #include <cstring>
 
-#include <qx/text/charset/detail/CompactionTables.h>
-
 /// The operations on 16 bytes of which the kernels are made.
 namespace qx::text::charset::detail::sse4 {
 
 /// Integers in a vector: the operators &, | and ^ work on all bits.
 using Vector = __m128i;
 
+/// Sixteen bytes, however many a vector holds.
+using Sixteen = Vector;
+
 /// Units that a vector holds.
 inline constexpr size_t VectorUnits = 8;
+inline constexpr size_t VectorBytes = 16;
 
 QX_INLINE_SSE4 Vector load(const void* in) {
     return _mm_loadu_si128(static_cast<const Vector*>(in));
@@ -114,36 +116,57 @@ QX_INLINE_SSE4 Vector loadToWiden(const uint8_t* in) { return load(in); }
 /// Units of which the low byte is in @p low, and the high byte in the same place in @p high.
 QX_INLINE_SSE4 Vector joinLow(Vector low, Vector high) { return _mm_unpacklo_epi8(low, high); }
 QX_INLINE_SSE4 Vector joinHigh(Vector low, Vector high) { return _mm_unpackhi_epi8(low, high); }
+/// Units of @p first and @p second in turns.
+QX_INLINE_SSE4 Vector joinUnitsLow(Vector first, Vector second) {
+    return _mm_unpacklo_epi16(first, second);
+}
+QX_INLINE_SSE4 Vector joinUnitsHigh(Vector first, Vector second) {
+    return _mm_unpackhi_epi16(first, second);
+}
 
-/// A table of 16 bytes for shuffle, and what it answers: 0 for an index with its top bit set.
+/// A table of 16 bytes for shuffle, and what it answers for an index below 16: 0 for one with its
+/// top bit set.
 QX_INLINE_SSE4 Vector loadRow(const uint8_t* row) { return load(row); }
 QX_INLINE_SSE4 Vector shuffle(Vector row, Vector index) { return _mm_shuffle_epi8(row, index); }
-
-/// Writes 16 bytes of @p lanes, those first that the row @p kept of @p table keeps.
-QX_INLINE_SSE4 void squeeze(__m128i lanes, const ShuffleTable& table, unsigned kept, uint8_t* out) {
-    store(_mm_shuffle_epi8(lanes, load(table[kept & 0xFF])), out);
+/// The index for shuffle from the distance to the start of a row: one that it answers with 0 where
+/// that is 16 or more.
+QX_INLINE_SSE4 Vector placeInRow(Vector distance) {
+    return addBytesSaturated(distance, repeated(0x7070)); // its low four bits or the top bit count
 }
+/// The index for shuffle from the low four bits of bytes without the top bit, and one that it
+/// answers with 0 from the others.
+QX_INLINE_SSE4 Vector lowNibbles(Vector index) { return index; }
 
-/// Writes the second byte of every unit of both vectors, and the first where the unit in @p lowKept
-/// and @p highKept is 0x80 and not less; returns their count.
-QX_INLINE_SSE4 size_t storeOneOrTwo(Vector low, Vector lowKept, Vector high, Vector highKept,
-                                    uint8_t* out) {
-    const unsigned kept = topBits(narrow(lowKept, highKept));
-    squeeze(low, OneOrTwoBytes, kept, out);
-    squeeze(high, OneOrTwoBytes, kept >> 8, out + 8 + ones(kept & 0xFF));
-    return 16 + ones(kept);
-}
-
-/// Writes up to three bytes for every unit: the high byte in @p first, then both bytes in @p
-/// second. Of the two bits of the unit in @p kept the lower one keeps the second byte and the upper
-/// one the first; the third always stays. Returns their count.
-QX_INLINE_SSE4 size_t storeOneToThree(Vector first, Vector second, unsigned kept, uint8_t* out) {
-    squeeze(_mm_unpacklo_epi16(first, second), OneToThreeBytes, kept, out);
-    squeeze(_mm_unpackhi_epi16(first, second), OneToThreeBytes, kept >> 8,
-            out + 4 + ones(kept & 0xFF));
-    return 8 + ones(kept);
+/// The bytes of 16 places.
+QX_INLINE_SSE4 Sixteen gather(const uint8_t* table, const uint16_t* places) {
+    uint64_t first;
+    uint64_t second;
+    __m128i chains[2] = {_mm_setzero_si128(), _mm_setzero_si128()};
+    const auto take = [&](int chain) QX_TARGET_SSE4 {
+        std::memcpy(&first, places + 8 * chain, sizeof first);
+        std::memcpy(&second, places + 8 * chain + 4, sizeof second);
+        __m128i bytes = chains[chain];
+        bytes = _mm_insert_epi8(bytes, table[first & 0xFFFF], 0);
+        bytes = _mm_insert_epi8(bytes, table[first >> 16 & 0xFFFF], 1);
+        bytes = _mm_insert_epi8(bytes, table[first >> 32 & 0xFFFF], 2);
+        bytes = _mm_insert_epi8(bytes, table[first >> 48], 3);
+        bytes = _mm_insert_epi8(bytes, table[second & 0xFFFF], 4);
+        bytes = _mm_insert_epi8(bytes, table[second >> 16 & 0xFFFF], 5);
+        bytes = _mm_insert_epi8(bytes, table[second >> 32 & 0xFFFF], 6);
+        bytes = _mm_insert_epi8(bytes, table[second >> 48], 7);
+        chains[chain] = bytes;
+    };
+    take(0);
+    take(1);
+    return _mm_unpacklo_epi64(chains[0], chains[1]);
 }
 
 } // namespace qx::text::charset::detail::sse4
+
+#define QX_VECTOR_SPACE sse4
+#define QX_INLINE_VECTOR QX_INLINE_SSE4
+#include <qx/text/charset/detail/Squeeze.h>
+#undef QX_VECTOR_SPACE
+#undef QX_INLINE_VECTOR
 
 #endif
