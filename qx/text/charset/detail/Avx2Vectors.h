@@ -23,6 +23,8 @@ using Vector = __m256i;
 
 inline constexpr size_t VectorUnits = 16;
 inline constexpr size_t VectorBytes = 32;
+/// Vectors to a step of the loops that do the same with each.
+inline constexpr size_t RunVectors = 1;
 /// Vectors of UTF-8 that are decoded between two looks for a run of ASCII.
 inline constexpr size_t StepsPerLook = 1;
 

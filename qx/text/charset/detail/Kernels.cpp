@@ -1,6 +1,7 @@
 #include "qx/text/charset/detail/Kernels.h"
 
 #include <qx/text/charset/detail/Avx2Kernels.h>
+#include <qx/text/charset/detail/NeonKernels.h>
 #include <qx/text/charset/detail/PlainKernels.h>
 #include <qx/text/charset/detail/Sse4Kernels.h>
 #include <qx/text/charset/detail/WideKernels.h>
@@ -16,6 +17,8 @@ constexpr const KernelSet* AllSets[] = {
 #if defined(__x86_64__)
     &Sse4Kernels,
     &Avx2Kernels,
+#elif defined(__aarch64__)
+    &NeonKernels,
 #endif
 };
 

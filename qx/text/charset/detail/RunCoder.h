@@ -26,9 +26,12 @@ QX_INLINE_VECTOR size_t widenAsciiRun(const uint8_t* in, size_t size, char16_t* 
 }
 
 QX_INLINE_VECTOR void widenLatin1Run(const uint8_t* in, size_t size, char16_t* out) {
+    constexpr size_t Step = RunVectors * VectorBytes;
     size_t i = 0;
-    for (; size - i >= VectorBytes; i += VectorBytes)
-        widen(load(in + i), out + i);
+    for (; size - i >= Step; i += Step) {
+        for (size_t k = 0; k < Step; k += VectorBytes)
+            widen(load(in + i + k), out + i + k);
+    }
     WideKernels.widenLatin1(in + i, size - i, out + i);
 }
 
@@ -53,9 +56,15 @@ QX_INLINE_VECTOR size_t narrowRun(const char16_t* in, size_t size, uint8_t* out)
 QX_INLINE_VECTOR void swapRun(const void* in, void* out, size_t count) {
     const auto* from = static_cast<const uint8_t*>(in);
     auto* to = static_cast<uint8_t*>(out);
+    constexpr size_t Step = RunVectors * VectorUnits;
     size_t i = 0;
-    for (; count - i >= VectorUnits; i += VectorUnits)
-        store(swapBytes(load(from + 2 * i)), to + 2 * i);
+    for (; count - i >= Step; i += Step) {
+        Vector blocks[RunVectors]; // read first: the compiler may not, for they may be the same
+        for (size_t k = 0; k < RunVectors; ++k)
+            blocks[k] = load(from + 2 * i + k * VectorBytes);
+        for (size_t k = 0; k < RunVectors; ++k)
+            store(swapBytes(blocks[k]), to + 2 * i + k * VectorBytes);
+    }
     WideKernels.swapUnits(from + 2 * i, to + 2 * i, count - i);
 }
 
