@@ -8,6 +8,8 @@
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
 #endif
 
 namespace qx::collections::detail {
@@ -71,6 +73,17 @@ inline uint64_t matchesOf(const uint8_t* marks, uint32_t count, uint32_t mark) n
         matches |= static_cast<uint64_t>(equal) << (16 * i);
     }
     return matches & ((uint64_t{1} << count) - 1);
+#elif defined(__aarch64__)
+    // Each byte keeps the bit of its place in its half, and sums of neighbours bring eight
+    // together.
+    const uint8x16_t wanted = vdupq_n_u8(static_cast<uint8_t>(mark));
+    const uint8x16_t places = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    const uint8x16_t first = vceqq_u8(vld1q_u8(marks), wanted) & places;
+    const uint8x16_t second = vceqq_u8(vld1q_u8(marks + 16), wanted) & places;
+    const uint8x16_t third = vceqq_u8(vld1q_u8(marks + 32), wanted) & places;
+    uint8x16_t sums = vpaddq_u8(vpaddq_u8(first, second), vpaddq_u8(third, third));
+    sums = vpaddq_u8(sums, sums); // the third once more above the others
+    return vgetq_lane_u64(vreinterpretq_u64_u8(sums), 0) & ((uint64_t{1} << count) - 1);
 #else
     return plainMatches(marks, count, mark);
 #endif
