@@ -123,6 +123,9 @@ QX_INLINE_NEON Vector swapBytes(Vector units) { return vectorOf(vrev16q_u8(bytes
 QX_INLINE_NEON Vector select(Vector mask, Vector there, Vector elsewhere) {
     return vbslq_u16(mask, there, elsewhere);
 }
+QX_INLINE_NEON Vector selectByTopBit(Vector mask, Vector there, Vector elsewhere) {
+    return select(vectorOf(vshrq_n_s8(signedOf(mask), 7)), there, elsewhere);
+}
 
 template <int Count>
 QX_INLINE_NEON Vector moveUp(Vector vector) {
