@@ -107,8 +107,30 @@ check_docs() {
 # The pages name no file, program or option that is not there.
 check_links() { python3 scripts/check-links.py; }
 
+# The version of the project and its date are the same wherever they stand; how it is with what is built,
+# scripts/release.sh checks.
+check_version() {
+    local version date page status=0
+    version=$(sed -nE 's/^project\(qx VERSION ([0-9.]+).*/\1/p' CMakeLists.txt)
+    # says FILE EXPECTED SED-SCRIPT: the script prints what the file says of the version.
+    says() {
+        local said
+        said=$(sed -nE "$3" "$1" | head -n 1)
+        [[ $said == "$2" ]] || { echo "$1 says '$said' where $2 should stand"; status=1; }
+    }
+    says CHANGELOG.md "$version" 's/^## ([0-9]+\.[0-9.]+) \(.*/\1/p'
+    date=$(sed -nE "s/^## $version \(([0-9]{4}-[0-9]{2}-[0-9]{2})\)$/\1/p" CHANGELOG.md)
+    for page in docs/man/*.1; do
+        says "$page" "\"$date\" \"qx $version\"" 's/^\.TH [A-Z]+ 1 (.*) "User Commands"$/\1/p'
+    done
+    says qx/libqx.map "QX_${version%%.*}" 's/^(QX_.*) \{$/\1/p'
+    says README.md "${version%%.*}" 's/^find_package\(qx ([0-9.]+) .*/\1/p'
+    says SECURITY.md "${version%.*}" 's/^\| ([0-9.]+) \| yes \|$/\1/p'
+    return $status
+}
+
 checks=("$@")
-(($#)) || checks=(layers headers text format size generated docs links)
+(($#)) || checks=(layers headers text format size generated docs links version)
 status=0
 for check in "${checks[@]}"; do
     outcome=0
