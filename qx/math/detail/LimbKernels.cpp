@@ -15,6 +15,8 @@ constexpr const LimbKernels* AllSets[] = {
     &PlainLimbKernels,
 #if defined(__x86_64__)
     &AdxLimbKernels,
+#elif defined(__aarch64__)
+    &NeonLimbKernels,
 #endif
 };
 

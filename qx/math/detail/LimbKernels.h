@@ -36,6 +36,10 @@ extern const LimbKernels PlainLimbKernels;
 #if defined(__x86_64__)
 /// For processors with ADX, BMI2, AVX2 and FMA.
 extern const LimbKernels AdxLimbKernels;
+#elif defined(__aarch64__)
+/// The plain rows, to which a compiler of such processors has little to add, and NEON for
+/// transforms.
+extern const LimbKernels NeonLimbKernels;
 #endif
 
 /// The set in use: the fastest that this machine can run, unless another was selected.

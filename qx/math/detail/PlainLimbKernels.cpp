@@ -80,7 +80,9 @@ struct PlainRows {
 
 } // namespace
 
-constinit const LimbKernels PlainLimbKernels = {
+namespace {
+
+constexpr LimbKernels Plain = {
     .name = "plain",
     .add = PlainRows::add,
     .subtract = PlainRows::subtract,
@@ -93,5 +95,18 @@ constinit const LimbKernels PlainLimbKernels = {
     .nttMultiply = nttMultiplyPlain,
     .thresholds = PlainThresholds,
 };
+
+} // namespace
+
+constinit const LimbKernels PlainLimbKernels = Plain;
+
+#if defined(__aarch64__)
+constinit const LimbKernels NeonLimbKernels = [] {
+    LimbKernels set = Plain;
+    set.name = "neon";
+    set.nttMultiply = nttMultiplyNeon;
+    return set;
+}();
+#endif
 
 } // namespace qx::math::detail

@@ -33,5 +33,7 @@ void nttMultiplyPlain(Limb* r, const Limb* a, size_t an, const Limb* b, size_t b
                       const NttPlan& plan, Limb* scratch);
 void nttMultiplyAvx2(Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn,
                      const NttPlan& plan, Limb* scratch);
+void nttMultiplyNeon(Limb* r, const Limb* a, size_t an, const Limb* b, size_t bn,
+                     const NttPlan& plan, Limb* scratch);
 
 } // namespace qx::math::detail
