@@ -191,11 +191,13 @@ std::size_t Encoding::shiftAt(const uint8_t* bytes, std::size_t size, State* sta
     const std::string_view text(reinterpret_cast<const char*>(bytes), size);
     for (std::size_t i = 0; i < m_sets.size(); ++i) {
         const std::string_view shift = m_sets[i].shift;
-        if (text.starts_with(shift)) {
+        const auto [unlike, rest] =
+            std::mismatch(shift.begin(), shift.end(), text.begin(), text.end());
+        if (unlike == shift.end()) {
             state->set = static_cast<uint8_t>(i);
             return shift.size();
         }
-        if (shift.starts_with(text))
+        if (rest == text.end())
             return CutOff;
     }
     return NoShift;
