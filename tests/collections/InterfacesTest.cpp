@@ -32,12 +32,13 @@ public:
     uint32_t hashCode() const override { throw std::bad_alloc(); }
 };
 
-/// Place of a virtual member in the table of its class, which a pointer to the member holds.
+/// Place of a virtual member in the table of its class, which a pointer to the member holds: with a
+/// bit that says so, which is no part of the place, there or in the adjustment.
 template <class Member>
 std::ptrdiff_t slot(Member member) {
     std::ptrdiff_t encoded = 0;
     std::memcpy(&encoded, &member, sizeof encoded);
-    return (encoded - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+    return encoded / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
 /// The members follow each other in the table; from @p first on, if that is given.
