@@ -109,12 +109,12 @@ std::vector<uint8_t> fileOf(std::span<const uint8_t> input) {
         }
         if (!isEnded && !input.empty())
             break;
-        const std::vector<uint8_t>& bytes = writer.commit();
+        std::vector<uint8_t> bytes = writer.commit();
+        file.insert(file.end(), bytes.begin(), bytes.end());
         std::vector<Record> records;
         TransactionReader reader(bytes, place);
         if (reader.next(records) == ReadResult::Whole)
             place = reader.place();
-        file.insert(file.end(), bytes.begin(), bytes.end());
     }
     return file;
 }

@@ -8,7 +8,7 @@
 #include <qx/core/Result.h>
 #include <qx/crypto/detail/MD5Blocks.h>
 #include <qx/crypto/detail/Wipe.h>
-#include <qx/crypto/detail/Words.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 namespace qx::crypto {
 
@@ -65,13 +65,12 @@ void MD5Digest::getDigest(signed char* out, int32_t outLength) {
     // Of this class, not what a derived class may have made of it: padding is no message.
     MD5Digest::update(Padding, (held < LengthAt ? LengthAt : LengthAt + BlockLength) - held);
 
-    using detail::storeWord;
+    using platform::storeOrdered;
     constexpr auto Little = std::endian::little;
-    storeWord<Little>(m_block + LengthAt, static_cast<uint32_t>(lengthInBits));
-    storeWord<Little>(m_block + LengthAt + 4, static_cast<uint32_t>(lengthInBits >> 32));
+    storeOrdered<Little>(lengthInBits, m_block + LengthAt);
     detail::transformMD5(m_state, m_block, 1);
     for (int i = 0; i < 4; ++i)
-        storeWord<Little>(out + 4 * i, m_state[i]);
+        storeOrdered<Little>(m_state[i], out + 4 * i);
     reset();
 }
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include <qx/crypto/MD5Digest.h>
-#include <qx/crypto/detail/Words.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 namespace qx::i18n {
 
@@ -51,12 +51,13 @@ GUID BundleName::classId() const {
                   static_cast<int32_t>(name.size()));
     signed char bytes[crypto::MD5Digest::Length];
     digest.getDigest(bytes, sizeof bytes);
-    using crypto::detail::loadWord;
-    constexpr auto Big = std::endian::big;
-    const uint32_t middle = loadWord<Big>(bytes + 4);
+    const auto wordAt = [&bytes](size_t place) {
+        return platform::loadOrdered<uint32_t, std::endian::big>(bytes + place);
+    };
+    const uint32_t middle = wordAt(4);
     constexpr uint32_t Version = 0x3000;
     constexpr uint8_t Variant = 0x80;
-    GUID id{loadWord<Big>(bytes),
+    GUID id{wordAt(0),
             static_cast<uint16_t>(middle >> 16),
             static_cast<uint16_t>((middle & 0x0FFF) | Version),
             {}};

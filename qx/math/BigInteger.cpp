@@ -12,17 +12,22 @@
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
 #include <qx/math/detail/Magnitude.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 namespace qx::math {
-
-static_assert(std::endian::native == std::endian::little, "limbs are read as bytes in place");
 
 namespace {
 
 constexpr int32_t LimbBytes = sizeof(uint64_t);
+constexpr int32_t LimbBits = 8 * LimbBytes;
 
 constexpr size_t limbsOf(int32_t bytes) {
     return (static_cast<size_t>(bytes) + LimbBytes - 1) / LimbBytes;
+}
+
+/// Turns limbs to bytes that lie least significant first, or back.
+void turnLimbs(const uint64_t* from, size_t count, uint64_t* to) noexcept {
+    std::transform(from, from + count, to, platform::ordered<std::endian::little, uint64_t>);
 }
 
 void requireBit(int32_t n) {
@@ -38,7 +43,8 @@ BigInteger::BigInteger(Room room) {
         detail::throwTooLarge();
     if (room.limbs == 0)
         return;
-    m_data = std::make_unique_for_overwrite<uint64_t[]>(room.limbs);
+    m_data =
+        std::make_unique_for_overwrite<uint64_t[]>(LimbsAreBytes ? room.limbs : 2 * room.limbs);
     m_capacity = static_cast<int32_t>(room.limbs) * LimbBytes;
 }
 
@@ -74,8 +80,9 @@ void BigInteger::ensureCapacity(int32_t bytes) {
 void BigInteger::setSize(int32_t size) {
     ensureCapacity(size);
     const int32_t kept = std::min(size, m_size);
-    const auto usedBytes = static_cast<int32_t>(limbsOf(size)) * LimbBytes;
-    std::fill(bytes() + kept, bytes() + usedBytes, static_cast<signed char>(0));
+    if (const int32_t keptInLast = kept % LimbBytes; keptInLast != 0)
+        limbs()[kept / LimbBytes] &= (uint64_t{1} << 8 * keptInLast) - 1;
+    std::fill(limbs() + limbsOf(kept), limbs() + limbsOf(size), uint64_t{0});
     m_size = size;
 }
 
@@ -88,9 +95,17 @@ void BigInteger::setByteArray(const signed char* source, int32_t length, bool ne
     BigInteger made;
     made.setSize(length);
     if (length > 0)
-        std::memcpy(made.bytes(), source, static_cast<size_t>(length));
+        std::memcpy(made.limbs(), source, static_cast<size_t>(length));
+    if constexpr (!LimbsAreBytes)
+        turnLimbs(made.limbs(), limbsOf(length), made.limbs());
     made.finish(limbsOf(length), negative);
     swap(made);
+}
+
+const uint64_t* BigInteger::writtenBytes() const noexcept {
+    uint64_t* const bytes = m_data.get() + capacityInLimbs();
+    turnLimbs(m_data.get(), limbsOf(m_size), bytes);
+    return bytes;
 }
 
 void BigInteger::truncateZeroBytes() noexcept { finish(limbsOf(m_size), m_negative); }
@@ -108,13 +123,14 @@ void BigInteger::clearBit(signed char* bytes, int32_t length, int32_t bit) noexc
 BigInteger& BigInteger::setBit(int32_t n) {
     requireBit(n);
     setSize(std::max(m_size, n / 8 + 1));
-    setBit(bytes(), m_size, n);
+    limbs()[n / LimbBits] |= uint64_t{1} << n % LimbBits;
     return *this;
 }
 
 BigInteger& BigInteger::clearBit(int32_t n) {
     requireBit(n);
-    clearBit(bytes(), m_size, n);
+    if (n / 8 < m_size)
+        limbs()[n / LimbBits] &= ~(uint64_t{1} << n % LimbBits);
     truncateZeroBytes();
     return *this;
 }

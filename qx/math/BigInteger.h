@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <compare>
 #include <concepts>
 #include <cstddef>
@@ -116,7 +117,7 @@ public:
     /// The bytes of the magnitude, least significant first, valid until the number is changed. Zero
     /// has no bytes; the pointer may then be null.
     const signed char* getData() const noexcept {
-        return reinterpret_cast<const signed char*>(m_data.get());
+        return reinterpret_cast<const signed char*>(LimbsAreBytes ? m_data.get() : writtenBytes());
     }
     /// The number of these bytes, of which the last one is not 0.
     int32_t getSize() const noexcept { return m_size; }
@@ -240,20 +241,25 @@ private:
     /// To be called with room for a limb.
     void setLimb(uint64_t limb, bool negative) noexcept;
     uint64_t* limbs() noexcept { return m_data.get(); }
-    signed char* bytes() noexcept { return reinterpret_cast<signed char*>(m_data.get()); }
+    /// Writes the bytes of the magnitude behind the limbs.
+    const uint64_t* writtenBytes() const noexcept;
     size_t capacityInLimbs() const noexcept {
         return static_cast<size_t>(m_capacity) / sizeof(uint64_t);
     }
     /// Ends the magnitude after @p limbs limbs, those of zero at the high end dropped.
     void finish(size_t limbs, bool negative) noexcept;
 
+    /// Whether limbs are, as they lie, the bytes of the magnitude. Where they are not, there is as
+    /// much storage for the bytes behind them.
+    static constexpr bool LimbsAreBytes = std::endian::native == std::endian::little;
+
     bool m_negative = false;
     /// Bytes of the magnitude.
     int32_t m_size = 0;
-    /// Bytes of storage, a multiple of those of a limb.
+    /// Bytes of limbs, a multiple of those of one.
     int32_t m_capacity = 0;
-    /// The magnitude as bytes, least significant first. The bytes behind it up to the end of its
-    /// last limb are 0, so that it is an array of limbs too.
+    /// The magnitude, its least significant limb first. The bytes of the last limb above m_size are
+    /// 0.
     std::unique_ptr<uint64_t[]> m_data;
 };
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Tests the program qxreg as a user meets it. Argument: the program. QX_TEST_MODULES names the folder
-# of component modules for tests.
+# Tests the program qxreg as a user meets it. Arguments: the program and the folder of the test data.
+# QX_TEST_MODULES names the folder of component modules for tests.
+data=$(realpath "$2") # before checks.sh changes the folder
 . "$(dirname "$0")/checks.sh"
 qxreg=$program
 export XDG_DATA_HOME=$folder/data
@@ -56,6 +57,14 @@ gives '' --registry copy import all
 gives "$(cat all)" --registry copy export QX_HKEY_USER
 gives '' import --registry second - <all
 gives '00ffa0' query "$key" raw # the other registries are others
+
+# --- files have one order of bytes, whatever that of the machine is
+mkdir pinned
+cp "$data/registry/user.qxreg" pinned
+gives "$(cat "$data/registry/user.txt")" --registry pinned export QX_HKEY_USER
+gives '' --registry pinned add "$key" N32 7 --type uint32
+equal "what lies in a file" "$(cmp -n 576 "$data/registry/user.qxreg" pinned/user.qxreg 2>&1)" ''
+gives 7 --registry pinned query "$key" n32
 
 # --- an import is made in whole or not at all
 sed '$ s/$/junk/' all >bad

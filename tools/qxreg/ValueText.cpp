@@ -16,9 +16,13 @@ namespace {
 constexpr std::string_view TypeNames[] = {"string", "uint32", "uint64", "bytes"};
 
 uint64_t numberIn(const Value& value) {
-    uint64_t number = 0;
-    std::memcpy(&number, value.data.data(), std::min(value.data.size(), sizeof number));
-    return number;
+    uint32_t narrow;
+    uint64_t wide;
+    const auto read = [&value](auto& number) {
+        std::memcpy(&number, value.data.data(), sizeof number); // the registry has checked the size
+        return uint64_t{number};
+    };
+    return value.type == QX_REG_UINT32 ? read(narrow) : read(wide);
 }
 
 /// Text without the 0 unit at its end.
@@ -191,8 +195,10 @@ std::optional<Value> parsePlain(ENUM_QX_REG_TYPE type, std::u16string_view text)
         return valueOf(type, terminated.c_str(), (text.size() + 1) * sizeof(char16_t));
     }
     case QX_REG_UINT32:
-        if (const auto number = parseNumber(text, UINT32_MAX))
-            return valueOf(type, &*number, sizeof(uint32_t)); // the lower half comes first
+        if (const auto number = parseNumber(text, UINT32_MAX)) {
+            const auto narrow = static_cast<uint32_t>(*number);
+            return valueOf(type, &narrow, sizeof narrow);
+        }
         return std::nullopt;
     case QX_REG_UINT64:
         if (const auto number = parseNumber(text, UINT64_MAX))

@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include <qx/core/Exception.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 namespace qx::detail {
 
@@ -34,9 +35,9 @@ size_t findBrace(std::u16string_view text, size_t at) noexcept {
         uint64_t halves[2];
         std::memcpy(halves, &found, sizeof halves);
         if (halves[0] != 0)
-            return at + static_cast<size_t>(std::countr_zero(halves[0])) / 16;
+            return at + platform::firstLane(halves[0], 16);
         if (halves[1] != 0)
-            return at + 4 + static_cast<size_t>(std::countr_zero(halves[1])) / 16;
+            return at + 4 + platform::firstLane(halves[1], 16);
     }
     while (at < text.size() && !isBrace(uint16_t{text[at]}))
         ++at;

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <qx/crypto/detail/Words.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 namespace qx::crypto::detail {
 
@@ -52,13 +52,13 @@ inline void blowFishBlocks(const BlowFishSchedule& schedule, signed char* out,
                            const signed char* in) noexcept {
     uint32_t left[Lanes], right[Lanes];
     for (size_t lane = 0; lane < Lanes; ++lane) {
-        left[lane] = loadWord<std::endian::big>(in + 8 * lane);
-        right[lane] = loadWord<std::endian::big>(in + 8 * lane + 4);
+        left[lane] = platform::loadOrdered<uint32_t, std::endian::big>(in + 8 * lane);
+        right[lane] = platform::loadOrdered<uint32_t, std::endian::big>(in + 8 * lane + 4);
     }
     blowFishRounds<Way>(schedule, left, right);
     for (size_t lane = 0; lane < Lanes; ++lane) {
-        storeWord<std::endian::big>(out + 8 * lane, left[lane]);
-        storeWord<std::endian::big>(out + 8 * lane + 4, right[lane]);
+        platform::storeOrdered<std::endian::big>(left[lane], out + 8 * lane);
+        platform::storeOrdered<std::endian::big>(right[lane], out + 8 * lane + 4);
     }
 }
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include <qx/crypto/detail/MD5Sines.h>
-#include <qx/crypto/detail/Words.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 namespace qx::crypto::detail {
 
@@ -53,7 +53,8 @@ inline void step(uint32_t (&words)[4], const signed char* block) noexcept {
     const uint32_t b = words[(17 - Step) % 4];
     const uint32_t c = words[(18 - Step) % 4];
     const uint32_t d = words[(19 - Step) % 4];
-    const auto word = loadWord<std::endian::little>(block + 4 * Function::wordOf(Step));
+    const auto word =
+        platform::loadOrdered<uint32_t, std::endian::little>(block + 4 * Function::wordOf(Step));
     const uint32_t sum = a + MD5Sines[16 * Round + Step] + word;
     a = b + std::rotl(Function::add(sum, b, c, d), Function::Rotations[Step % 4]);
 }

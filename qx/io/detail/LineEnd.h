@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include <qx/platform/detail/ByteOrder.h>
+
 namespace qx::io::detail {
 
 /// Index of the first CR or LF in @p length units, or @p length when there is none. Eight units at
@@ -22,9 +24,9 @@ inline int32_t findLineEnd(const char16_t* units, int32_t length) noexcept {
         // The comparison sets all 16 bits of a lane that matches.
         const auto matches = std::bit_cast<Halves>((lanes == cr) | (lanes == lf));
         if (matches[0] != 0)
-            return index + std::countr_zero(matches[0]) / 16;
+            return index + static_cast<int32_t>(platform::firstLane(matches[0], 16));
         if (matches[1] != 0)
-            return index + HalfStep + std::countr_zero(matches[1]) / 16;
+            return index + HalfStep + static_cast<int32_t>(platform::firstLane(matches[1], 16));
     }
     while (index < length && units[index] != u'\r' && units[index] != u'\n')
         ++index;

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <bit>
-#include <cstring>
-
 #include <qx/math/detail/RadixConstants.h>
+#include <qx/platform/detail/ByteOrder.h>
 
 /// Runs of digits, the most significant first, to and from the value of a limb. Eight digits are
 /// the bytes of a limb and are joined in pairs, then fours, then all.
@@ -13,17 +11,11 @@ constexpr unsigned DigitsPerGroup = 8;
 
 /// The bytes of eight digits with the first one lowest.
 inline Limb loadGroup(const uint8_t* digits) noexcept {
-    Limb group;
-    std::memcpy(&group, digits, sizeof group);
-    if constexpr (std::endian::native == std::endian::big)
-        group = __builtin_bswap64(group);
-    return group;
+    return platform::loadOrdered<Limb, std::endian::little>(digits);
 }
 
 inline void storeGroup(uint8_t* digits, Limb group) noexcept {
-    if constexpr (std::endian::native == std::endian::big)
-        group = __builtin_bswap64(group);
-    std::memcpy(digits, &group, sizeof group);
+    platform::storeOrdered<std::endian::little>(group, digits);
 }
 
 /// The value of a group in a radix of at most 36, for which four digits fit into 32 bits.

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include <qx/platform/detail/ByteOrder.h>
+
 /*
  * Case mapping and caseless comparison in wide steps: a vector of units is treated as ASCII, and
  * only the lanes that are not (or that differ) go one by one through the full mapping, a function
@@ -13,8 +15,6 @@
  */
 
 namespace qx::platform {
-
-static_assert(std::endian::native == std::endian::little, "lanes are found from the lowest byte");
 
 enum class CaseTarget { Lower, Upper };
 
@@ -56,11 +56,8 @@ template <class Vector>
     uint64_t groups[sizeof flags / sizeof(uint64_t)];
     std::memcpy(groups, &flags, sizeof flags);
     uint64_t bits = 0;
-    for (size_t i = 0; i < sizeof flags / sizeof(uint64_t); ++i) {
-        // The multiplication gathers the lowest bits of eight bytes in the top byte.
-        const uint64_t gathered = (groups[i] & 0x0101010101010101u) * 0x0102040810204080u;
-        bits |= gathered >> 56 << (8 * i);
-    }
+    for (size_t i = 0; i < sizeof flags / sizeof(uint64_t); ++i)
+        bits |= bitsOfBytes(groups[i] & 0x0101010101010101u) << (8 * i);
     return bits;
 }
 

@@ -1,18 +1,17 @@
 #include "qx/platform/detail/Crc32c.h"
 
 #include <array>
-#include <bit>
 #include <cstring>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
 
+#include <qx/platform/detail/ByteOrder.h>
+
 namespace qx::platform {
 
 namespace {
-
-static_assert(std::endian::native == std::endian::little, "words are taken as they lie");
 
 constexpr uint32_t Polynomial = 0x82F63B78; // reflected
 
@@ -62,9 +61,7 @@ uint32_t crc32cByTable(uint32_t before, const void* data, size_t length) noexcep
     const auto* at = static_cast<const uint8_t*>(data);
     uint32_t crc = ~before;
     for (; length >= 8; at += 8, length -= 8) {
-        uint64_t word;
-        std::memcpy(&word, at, sizeof word);
-        word ^= crc;
+        const uint64_t word = loadOrdered<uint64_t, std::endian::little>(at) ^ crc;
         crc = 0;
         for (size_t i = 0; i < 8; ++i)
             crc ^= Tables[7 - i][word >> (8 * i) & 0xFF];

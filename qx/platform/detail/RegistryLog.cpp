@@ -6,45 +6,44 @@
 
 #include <qx/platform/registry.h>
 
+#include <qx/platform/detail/ByteOrder.h>
 #include <qx/platform/detail/Crc32c.h>
 
 namespace qx::platform::registry {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "numbers are written as they lie");
-
 constexpr uint32_t FormatVersion = 1;
 constexpr char Magic[8] = {'Q', 'X', 'R', 'E', 'G', '\r', '\n', '\x1A'};
 
 struct Header {
     char magic[8];
-    uint32_t version;
+    LittleEndian<uint32_t> version;
     uint32_t zero;
-    uint64_t generation;
+    LittleEndian<uint64_t> generation;
     uint32_t zeroToo;
-    uint32_t checksum;
+    LittleEndian<uint32_t> checksum;
 };
 static_assert(sizeof(Header) == HeaderBytes);
 
 struct RecordHead {
-    uint32_t checksum;
+    LittleEndian<uint32_t> checksum;
     RecordKind kind;
     uint8_t type;
     uint16_t zero;
-    uint32_t textUnits;
-    uint32_t dataBytes;
+    LittleEndian<uint32_t> textUnits;
+    LittleEndian<uint32_t> dataBytes;
 };
 static_assert(sizeof(RecordHead) == RecordBytes);
 
 struct CommitData {
-    uint64_t start;
-    uint32_t chain;
-    uint32_t records;
+    LittleEndian<uint64_t> start;
+    LittleEndian<uint32_t> chain;
+    LittleEndian<uint32_t> records;
 };
 static_assert(RecordBytes + sizeof(CommitData) == CommitBytes);
 
-uint32_t commitSeed(uint64_t generation) noexcept {
+uint32_t commitSeed(LittleEndian<uint64_t> generation) noexcept {
     return crc32c(0, &generation, sizeof generation);
 }
 
@@ -67,6 +66,32 @@ size_t sizeAt(std::span<const uint8_t> bytes) noexcept {
     const auto head = load<RecordHead>(bytes.data());
     const size_t size = recordSize(head.textUnits, head.dataBytes);
     return size <= bytes.size() ? size : 0;
+}
+
+template <class Word>
+void turnWords(uint8_t* words, size_t bytes) noexcept {
+    for (size_t at = 0; at + sizeof(Word) <= bytes; at += sizeof(Word))
+        storeOrdered<std::endian::little>(loadOrdered<Word, std::endian::native>(words + at),
+                                          words + at);
+}
+
+/// Turns the text and the value of a record from the order of bytes of the machine to that of the
+/// file, or back.
+void turnContents(uint8_t* bytes) noexcept {
+    if constexpr (IsLittleEndian)
+        return;
+    const auto head = load<RecordHead>(bytes);
+    uint8_t* const text = bytes + RecordBytes;
+    uint8_t* const data = text + head.textUnits * sizeof(char16_t);
+    turnWords<char16_t>(text, head.textUnits * sizeof(char16_t));
+    if (head.kind != RecordKind::Value)
+        return;
+    if (head.type == QX_REG_STRING)
+        turnWords<char16_t>(data, head.dataBytes);
+    else if (head.type == QX_REG_UINT32)
+        turnWords<uint32_t>(data, head.dataBytes);
+    else if (head.type == QX_REG_UINT64)
+        turnWords<uint64_t>(data, head.dataBytes);
 }
 
 Record recordAt(const uint8_t* bytes) noexcept {
@@ -169,8 +194,9 @@ void TransactionWriter::append(const Record& record, uint32_t seed) {
                 record.text.size() * sizeof(char16_t), at + RecordBytes);
     std::copy_n(record.data.data(), record.data.size(),
                 at + RecordBytes + record.text.size() * sizeof(char16_t));
+    turnContents(at);
     m_chain = checksumOf(at, size, seed);
-    std::memcpy(at, &m_chain, sizeof m_chain);
+    storeOrdered<std::endian::little>(m_chain, at);
 }
 
 void TransactionWriter::add(const Record& record) {
@@ -199,13 +225,14 @@ ReadResult TransactionReader::next(std::vector<Record>& records) {
         const size_t size = sizeAt(m_bytes.subspan(at));
         if (size == 0)
             return unreadable();
-        const uint8_t* const bytes = m_bytes.data() + at;
-        const Record record = recordAt(bytes);
-        const bool isCommit = record.kind == RecordKind::Commit;
+        uint8_t* const bytes = m_bytes.data() + at;
+        const bool isCommit = load<RecordHead>(bytes).kind == RecordKind::Commit;
         const uint32_t seed = isCommit ? commitSeed(m_place.generation) : chain;
         const uint32_t checksum = checksumOf(bytes, size, seed);
-        if (load<uint32_t>(bytes) != checksum)
+        if (load<LittleEndian<uint32_t>>(bytes) != checksum)
             return unreadable();
+        turnContents(bytes);
+        const Record record = recordAt(bytes);
         at += size;
         if (!isCommit) {
             isOurs = isSensible(record, key) && isOurs;

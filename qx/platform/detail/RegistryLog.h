@@ -11,7 +11,8 @@
 #include <qx/platform/export.h>
 
 /*
- * The file format of the registry, little-endian. A file is a header and the transactions that led
+ * The file format of the registry, little-endian on every machine: its own numbers, the units of
+ * texts, and values that are texts or numbers. A file is a header and the transactions that led
  * from the empty tree to the present one:
  *
  *   header       "QXREG\r\n\x1A", uint32 format version, uint32 0, uint64 generation, uint32 0,
@@ -133,8 +134,10 @@ enum class ReadResult {
 /// Reads one transaction after another.
 class QX_API TransactionReader {
 public:
-    /// @param bytes  of the file from @p place to its end, aligned to 8; kept by the caller
-    TransactionReader(std::span<const uint8_t> bytes, const LogPlace& place)
+    /// @param bytes  of the file from @p place to its end, aligned to 8; kept by the caller. What
+    /// is
+    ///     read of them is turned to the order of bytes of the machine in place.
+    TransactionReader(std::span<uint8_t> bytes, const LogPlace& place)
         : m_bytes(bytes), m_place(place) {}
 
     /// @param records  receives the records of a Whole transaction without its commit record; they
@@ -148,7 +151,7 @@ public:
 private:
     bool hasLaterCommit() const noexcept;
 
-    std::span<const uint8_t> m_bytes; // from the place on
+    std::span<uint8_t> m_bytes; // from the place on
     LogPlace m_place;
 };
 

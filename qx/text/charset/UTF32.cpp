@@ -1,6 +1,6 @@
 #include "qx/text/charset/UTF32.h"
 
-#include <qx/text/charset/detail/Unaligned.h>
+#include <qx/platform/detail/ByteOrder.h>
 #include <qx/text/charset/detail/Window.h>
 
 namespace qx::text::charset {
@@ -35,7 +35,8 @@ int32_t BTCUTF32::convert(const signed char* in, int32_t* inPosition, int32_t in
         window.advance(4 * run.read, run.written);
         if (window.left() < 4 || window.room() == 0)
             break;
-        const char32_t value = convertUTF32(detail::loadUtf32<std::endian::native>(window.in()));
+        const char32_t value =
+            convertUTF32(platform::loadOrdered<char32_t, std::endian::native>(window.in()));
         if (isSurrogate(value))
             throw InvalidCharacterException(u"Illegal UTF-32 char in surrogate range"_qs);
         if (value > LastCodePoint) {
@@ -74,7 +75,7 @@ int32_t CTBUTF32::convert(const char16_t* in, int32_t* inPosition, int32_t inLen
             continue;
         }
         const auto [value, units] = next(unit);
-        detail::storeUtf32<std::endian::native>(convertUTF32(value), window.out());
+        platform::storeOrdered<std::endian::native>(convertUTF32(value), window.out());
         window.advance(units, 4);
         m_pending.clear();
     }
@@ -95,7 +96,7 @@ OrderedUTF32<Base, Order>::OrderedUTF32()
 
 template <class Base, std::endian Order>
 char32_t OrderedUTF32<Base, Order>::convertUTF32(char32_t value) const {
-    return detail::ordered<Order>(value);
+    return platform::ordered<Order>(value);
 }
 
 template <class Base, std::endian Order>

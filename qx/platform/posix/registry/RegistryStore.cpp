@@ -123,18 +123,18 @@ void Store::catchUp(int file, const QXFileState& state) {
 bool Store::follow(int file, uint64_t end) {
     if (m_place.offset == 0 || end < m_place.offset)
         return false;
-    const std::vector<uint8_t> bytes = readRange(file, m_place.offset - sizeof(Landmark), end);
+    std::vector<uint8_t> bytes = readRange(file, m_place.offset - sizeof(Landmark), end);
     if (bytes.size() < sizeof(Landmark) ||
         !std::equal(m_place.landmark.begin(), m_place.landmark.end(), bytes.begin()))
         return false;
-    TransactionReader reader(std::span<const uint8_t>(bytes).subspan(sizeof(Landmark)), m_place);
+    TransactionReader reader(std::span<uint8_t>(bytes).subspan(sizeof(Landmark)), m_place);
     applyAll(reader);
     return true;
 }
 
 void Store::loadAnew(int file, uint64_t end) {
     forget();
-    const std::vector<uint8_t> bytes = readRange(file, 0, end);
+    std::vector<uint8_t> bytes = readRange(file, 0, end);
     LogPlace start;
     switch (readHeader(bytes, start)) {
     case HeaderState::Valid:
@@ -144,7 +144,7 @@ void Store::loadAnew(int file, uint64_t end) {
     case HeaderState::LaterVersion:
         throw Failure{resultFromErrno(EOPNOTSUPP)};
     }
-    TransactionReader reader(std::span<const uint8_t>(bytes).subspan(HeaderBytes), start);
+    TransactionReader reader(std::span<uint8_t>(bytes).subspan(HeaderBytes), start);
     m_place = start;
     applyAll(reader);
 }

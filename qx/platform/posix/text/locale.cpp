@@ -8,6 +8,7 @@
 #include <langinfo.h>
 #include <string_view>
 
+#include <qx/platform/detail/ByteOrder.h>
 #include <qx/platform/detail/CodecCheck.h>
 #include <qx/platform/detail/Utf8.h>
 #include <qx/platform/result.h>
@@ -172,8 +173,8 @@ int32_t toLatin1(std::u16string_view text, ByteSink& sink) {
 
 /// For every other code set of a locale: through the system's converter.
 int32_t toCodeSet(std::u16string_view text, const char* name, ByteSink& sink) {
-    const iconv_t converter =
-        platform::callCLibrary([&] { return ::iconv_open(name, "UTF-16LE"); });
+    constexpr const char* Units = platform::IsLittleEndian ? "UTF-16LE" : "UTF-16BE";
+    const iconv_t converter = platform::callCLibrary([&] { return ::iconv_open(name, Units); });
     if (converter == reinterpret_cast<iconv_t>(-1))
         return errno == EINVAL ? result::UnknownEncoding : platform::lastResult();
     char* input = reinterpret_cast<char*>(const_cast<char16_t*>(text.data()));

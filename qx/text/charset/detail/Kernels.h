@@ -24,7 +24,8 @@ struct KernelSet {
     /// Stops before a surrogate that is not part of a pair.
     RunLength (*utf16ToUtf8)(const char16_t* in, size_t size, uint8_t* out, size_t capacity);
 
-    /// UTF-32 counts its units of four bytes, which need no alignment; "Swapped" is big-endian.
+    /// UTF-32 counts its units of four bytes, which need no alignment; "Swapped" is the order of
+    /// bytes that is not the machine's.
     RunLength (*utf32ToUtf16)(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
     RunLength (*utf32SwappedToUtf16)(const uint8_t* in, size_t units, char16_t* out,
                                      size_t capacity);

@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include <qx/text/charset/detail/Unaligned.h>
+#include <qx/platform/detail/ByteOrder.h>
 #include <qx/text/charset/detail/Utf8.h>
 
 namespace qx::text::charset::detail {
@@ -52,7 +52,7 @@ template <std::endian Order>
 RunLength utf32ToUtf16(const uint8_t* in, size_t units, char16_t* out, size_t capacity) {
     RunLength done;
     while (done.read < units) {
-        const char32_t value = loadUtf32<Order>(in + 4 * done.read);
+        const char32_t value = platform::loadOrdered<char32_t, Order>(in + 4 * done.read);
         const size_t length = value < 0x10000 ? 1 : 2;
         if (isSurrogate(value) || value > LastCodePoint || capacity - done.written < length)
             break;
@@ -70,7 +70,7 @@ RunLength utf16ToUtf32(const char16_t* in, size_t size, uint8_t* out, size_t cap
         const Sequence character = readUtf16(in + done.read, size - done.read);
         if (character.length == 0)
             break;
-        storeUtf32<Order>(character.value, out + 4 * done.written);
+        platform::storeOrdered<Order>(character.value, out + 4 * done.written);
         done.read += character.length;
         ++done.written;
     }
@@ -122,16 +122,18 @@ size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const PageEnco
     return i;
 }
 
+constexpr std::endian Swapped = platform::IsLittleEndian ? std::endian::big : std::endian::little;
+
 } // namespace
 
 constinit const KernelSet PlainKernels = {
     .name = "plain",
     .utf8ToUtf16 = utf8ToUtf16,
     .utf16ToUtf8 = utf16ToUtf8,
-    .utf32ToUtf16 = utf32ToUtf16<std::endian::little>,
-    .utf32SwappedToUtf16 = utf32ToUtf16<std::endian::big>,
-    .utf16ToUtf32 = utf16ToUtf32<std::endian::little>,
-    .utf16ToUtf32Swapped = utf16ToUtf32<std::endian::big>,
+    .utf32ToUtf16 = utf32ToUtf16<std::endian::native>,
+    .utf32SwappedToUtf16 = utf32ToUtf16<Swapped>,
+    .utf16ToUtf32 = utf16ToUtf32<std::endian::native>,
+    .utf16ToUtf32Swapped = utf16ToUtf32<Swapped>,
     .swapUnits = swapUnits,
     .widenLatin1 = widenLatin1,
     .widenAscii = widenAscii,

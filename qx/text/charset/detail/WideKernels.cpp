@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include <qx/platform/detail/ByteOrder.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/PlainKernels.h>
 #include <qx/text/charset/detail/Sse4Kernels.h>
@@ -34,20 +35,30 @@ bool isZero(Vector vector) {
     return (words[0] | words[1]) == 0;
 }
 
+/// The lower halves of the lanes of twice the width, which lie first on a little-endian machine,
+/// where they lie there.
+template <class Vector>
+Vector lowerFirst(Vector lanes) {
+    return platform::IsLittleEndian ? lanes : lanes << (4 * sizeof lanes[0]);
+}
+
 void widen(Bytes bytes, char16_t* out) {
     const Bytes zero = {};
-    store(__builtin_shufflevector(bytes, zero, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7,
+    const Bytes first = platform::IsLittleEndian ? bytes : zero;
+    const Bytes second = platform::IsLittleEndian ? zero : bytes;
+    store(__builtin_shufflevector(first, second, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7,
                                   23),
           out);
-    store(__builtin_shufflevector(bytes, zero, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30,
-                                  15, 31),
+    store(__builtin_shufflevector(first, second, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14,
+                                  30, 15, 31),
           out + 8);
 }
 
 /// The low bytes of 16 units.
 Bytes narrow(Units low, Units high) {
-    return __builtin_shufflevector(reinterpret_cast<Bytes>(low), reinterpret_cast<Bytes>(high), 0,
-                                   2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    return __builtin_shufflevector(reinterpret_cast<Bytes>(lowerFirst(low)),
+                                   reinterpret_cast<Bytes>(lowerFirst(high)), 0, 2, 4, 6, 8, 10, 12,
+                                   14, 16, 18, 20, 22, 24, 26, 28, 30);
 }
 
 /// Runs @p step over whole blocks of 16 units for as long as it accepts them, then hands the rest
@@ -207,8 +218,9 @@ RunLength wide::fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t
         const auto surrogates =
             ((low & 0xFFFFF800u) == 0xD800u) | ((high & 0xFFFFF800u) == 0xD800u);
         if (isZero((low | high) >> 16) && isZero(surrogates)) {
-            store(__builtin_shufflevector(reinterpret_cast<Units>(low),
-                                          reinterpret_cast<Units>(high), 0, 2, 4, 6, 8, 10, 12, 14),
+            store(__builtin_shufflevector(reinterpret_cast<Units>(lowerFirst(low)),
+                                          reinterpret_cast<Units>(lowerFirst(high)), 0, 2, 4, 6, 8,
+                                          10, 12, 14),
                   to);
             done += {8, 8};
             continue;
@@ -233,11 +245,13 @@ RunLength wide::toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t ca
         const Units units = load<Units>(from);
         if (isZero((units & 0xF800) == 0xD800)) {
             const Units zero = {};
-            storeLongs<Swapped>(reinterpret_cast<Bytes>(
-                                    __builtin_shufflevector(units, zero, 0, 8, 1, 9, 2, 10, 3, 11)),
+            const Units first = platform::IsLittleEndian ? units : zero;
+            const Units second = platform::IsLittleEndian ? zero : units;
+            storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
+                                    first, second, 0, 8, 1, 9, 2, 10, 3, 11)),
                                 to);
             storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
-                                    units, zero, 4, 12, 5, 13, 6, 14, 7, 15)),
+                                    first, second, 4, 12, 5, 13, 6, 14, 7, 15)),
                                 to + 16);
             done += {8, 8};
             continue;

@@ -9,7 +9,7 @@ extern const KernelSet WideKernels;
 
 namespace wide {
 
-/// @tparam Swapped  for UTF-32 in big-endian order
+/// @tparam Swapped  for UTF-32 in the order of bytes that is not the machine's
 template <bool Swapped>
 RunLength fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t capacity);
 template <bool Swapped>
