@@ -99,9 +99,9 @@ QX_INLINE_NEON Vector subtractBytesSaturated(Vector a, Vector b) {
 QX_INLINE_NEON Vector lessSigned(Vector a, Vector b) {
     return vectorOf(vcltq_s8(signedOf(a), signedOf(b)));
 }
-/// Set where the byte of @p a is not less than that of @p b.
-QX_INLINE_NEON Vector atLeast(Vector a, Vector b) {
-    return vectorOf(vcgeq_u8(bytesOf(a), bytesOf(b)));
+/// Set where the byte of @p a is less than that of @p b.
+QX_INLINE_NEON Vector less(Vector a, Vector b) {
+    return vectorOf(vcltq_u8(bytesOf(a), bytesOf(b)));
 }
 QX_INLINE_NEON Vector equalBytes(Vector a, Vector b) {
     return vectorOf(vceqq_u8(bytesOf(a), bytesOf(b)));
@@ -229,7 +229,7 @@ public:
 
     /// Of leads of two bytes: whether there is a continuation behind each and nowhere else.
     QX_INLINE_NEON bool areFollowedBy(Vector isContinuation) const {
-        const Vector wrong = atLeast(m_before, bytes(0xC0)) ^ isContinuation;
+        const Vector wrong = equalBytes(less(m_before, bytes(0xC0)), isContinuation);
         return hasNone(wrong, wrong);
     }
 
@@ -244,8 +244,8 @@ public:
 
     /// The positions in front of @p end that give a unit.
     QX_INLINE_NEON unsigned kept(unsigned end) const {
-        const Vector dropped = atLeast(m_block, bytes(0xC0)) | atLeast(m_before, bytes(0xE0));
-        return topBits(~dropped) & ((1u << end) - 1);
+        const Vector kept = less(m_block, bytes(0xC0)) & less(m_before, bytes(0xE0));
+        return topBits(kept) & ((1u << end) - 1);
     }
 
 private:
