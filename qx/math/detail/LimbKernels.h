@@ -37,8 +37,7 @@ extern const LimbKernels PlainLimbKernels;
 /// For processors with ADX, BMI2, AVX2 and FMA.
 extern const LimbKernels AdxLimbKernels;
 #elif defined(__aarch64__)
-/// The plain rows, to which a compiler of such processors has little to add, and NEON for
-/// transforms.
+/// The plain rows, and transforms in NEON.
 extern const LimbKernels NeonLimbKernels;
 #endif
 
