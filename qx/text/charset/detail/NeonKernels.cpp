@@ -2,6 +2,8 @@
 
 #if defined(__aarch64__)
 
+#include <algorithm>
+
 #define QX_VECTOR_SPACE neon
 #define QX_TARGET_VECTOR QX_TARGET_NEON
 #define QX_INLINE_VECTOR QX_INLINE_NEON
@@ -12,11 +14,31 @@
 
 namespace qx::text::charset::detail {
 
+namespace neon {
+
+namespace {
+
+RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
+    constexpr size_t LongText = 64; // with room for a run of ASCII
+    RunLength done;
+    if (size < LongText) { // mostly ASCII, for which the steps of any text are dear
+        const size_t ascii = WideKernels.widenAscii(in, std::min(size, capacity), out);
+        done += {ascii, ascii};
+        if (ascii == size)
+            return done;
+    }
+    return done += decodeUtf8(in + done.read, size - done.read, out + done.written,
+                              capacity - done.written);
+}
+
+} // namespace
+
+} // namespace neon
+
 // UTF-32 is bound by memory already in the wide set.
 constinit const KernelSet NeonKernels = {
     .name = "neon",
-    .utf8ToUtf16 = [](const uint8_t* in, size_t size, char16_t* out,
-                      size_t capacity) { return neon::decodeUtf8(in, size, out, capacity); },
+    .utf8ToUtf16 = neon::utf8ToUtf16,
     .utf16ToUtf8 = [](const char16_t* in, size_t size, uint8_t* out,
                       size_t capacity) { return neon::encodeUtf8(in, size, out, capacity); },
     .utf32ToUtf16 = wide::fromUtf32<false>,
