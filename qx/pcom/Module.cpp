@@ -9,6 +9,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/AtomicRef.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/platform/module.h>
 #include <qx/platform/registry.h>
@@ -36,8 +37,8 @@ bool keyExists(const String& path) {
 }
 
 /// The place of an entry's factory, which is read without the lock.
-std::atomic_ref<IQXClassFactory*> factoryOf(ClassData& entry) noexcept {
-    return std::atomic_ref(entry.factory);
+qx::detail::AtomicRef<IQXClassFactory> factoryOf(ClassData& entry) noexcept {
+    return qx::detail::AtomicRef(entry.factory);
 }
 
 constinit ClassData s_noClasses;
@@ -61,7 +62,8 @@ Module::Module(ClassData* table)
 
 Module::~Module() {
     for (ClassData* entry = m_classes; entry->clsid; ++entry) {
-        if (IQXClassFactory* const factory = factoryOf(*entry).exchange(nullptr))
+        if (IQXClassFactory* const factory =
+                factoryOf(*entry).exchange(nullptr, std::memory_order_acq_rel))
             factory->Release();
     }
 }

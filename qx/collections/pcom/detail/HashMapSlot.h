@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <qx/collections/pcom/detail/HashMapEntry.h>
+#include <qx/core/detail/AtomicRef.h>
 
 namespace qx::collections::pcom {
 
@@ -22,7 +23,8 @@ struct HashMapSlot {
 
     /// Null when nobody has seen it.
     HashMapEntry* seenEntry() const noexcept {
-        return std::atomic_ref(const_cast<HashMapEntry*&>(entry)).load(std::memory_order_acquire);
+        return qx::detail::AtomicRef(const_cast<HashMapEntry*&>(entry))
+            .load(std::memory_order_acquire);
     }
     IQXUnknown* value() const noexcept {
         const HashMapEntry* const seen = seenEntry();
@@ -45,9 +47,8 @@ struct HashMapSlot {
     }
     [[gnu::noinline]] HashMapEntry& makeEntry() {
         Reference<HashMapEntry> made(new HashMapEntry(key, valueUnseen, hash));
-        HashMapEntry* first = nullptr;
-        if (std::atomic_ref(entry).compare_exchange_strong(first, made.get(),
-                                                           std::memory_order_acq_rel))
+        HashMapEntry* const first = qx::detail::AtomicRef(entry).replaceNull(made.get());
+        if (!first)
             return *made.detach();
         static_cast<void>(made->m_key.detach());
         static_cast<void>(made->m_value.detach());

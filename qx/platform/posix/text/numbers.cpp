@@ -4,6 +4,12 @@
 #include <charconv>
 #include <limits>
 #include <string_view>
+#include <version>
+#ifndef __cpp_lib_to_chars
+#include <cstdlib>
+#include <cstring>
+#include <locale.h>
+#endif
 
 #include <qx/platform/detail/CaseMap.h>
 #include <qx/platform/detail/HexDigits.h>
@@ -96,9 +102,31 @@ Integer clampSigned(const Magnitude& number) {
                                                      : static_cast<Integer>(number.value);
 }
 
-/// Digits and exponent of a floating-point number as narrow text for std::from_chars, in bounded
-/// space however long the number is: 768 significant digits and whether anything follows decide
-/// every rounding.
+/// Of a number whose every rounding is decided, without the digits that decide nothing.
+constexpr size_t MaxRealLength = 816;
+
+/// The double nearest to the number that the text from @p begin to @p end is, of digits without a
+/// point and an exponent. What is too large for one gives infinity when @p isLarge.
+double nearestDouble(const char* begin, const char* end, bool isHex,
+                     [[maybe_unused]] bool isLarge) {
+#ifdef __cpp_lib_to_chars
+    double value = 0;
+    const auto format = isHex ? std::chars_format::hex : std::chars_format::scientific;
+    if (std::from_chars(begin, end, value, format).ec == std::errc::result_out_of_range)
+        return isLarge ? std::numeric_limits<double>::infinity() : 0.0;
+    return value;
+#else // a C++ library that reads only integers
+    static const locale_t s_classic = newlocale(LC_ALL_MASK, "C", nullptr);
+    char text[2 + MaxRealLength + 1] = "0x";
+    const auto length = static_cast<size_t>(end - begin);
+    std::memcpy(text + 2, begin, length);
+    text[2 + length] = 0;
+    return strtod_l(isHex ? text : text + 2, nullptr, s_classic);
+#endif
+}
+
+/// Digits and exponent of a floating-point number as narrow text, in bounded space however long the
+/// number is: 768 significant digits and whether anything follows decide every rounding.
 class RealText {
 public:
     explicit RealText(int radix) : m_radix(radix) {}
@@ -149,11 +177,7 @@ public:
         m_text[m_length++] = m_radix == 16 ? 'p' : 'e';
         const auto exponent = std::clamp(m_exponent, -OutOfRange, OutOfRange);
         char* const end = std::to_chars(m_text + m_length, std::end(m_text), exponent).ptr;
-        double value = 0;
-        const auto format = m_radix == 16 ? std::chars_format::hex : std::chars_format::scientific;
-        if (std::from_chars(m_text, end, value, format).ec == std::errc::result_out_of_range)
-            return digits + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
-        return value;
+        return nearestDouble(m_text, end, m_radix == 16, digits + exponent > 0);
     }
 
 private:
@@ -173,13 +197,13 @@ private:
             m_exponent += digitBits();
     }
 
-    static constexpr size_t MaxDigits = 800;
+    static constexpr size_t MaxDigits = MaxRealLength - 16; // and an exponent
 
     int m_radix;
     size_t m_length = 0;
     int64_t m_exponent = 0;
     bool m_restNotZero = false;
-    char m_text[MaxDigits + 16];
+    char m_text[MaxRealLength];
 };
 
 /// Whether @p word (lower case) stands at @p at in either case; steps over it then.

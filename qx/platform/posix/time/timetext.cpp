@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <clocale>
 #include <ctime>
 #include <cwchar>
 #include <langinfo.h>
