@@ -33,6 +33,16 @@ def bytes_at(address, count):
     return gdb.selected_inferior().read_memory(address, count).tobytes() if count > 0 else b""
 
 
+def members(address):
+    """Where the members of an object would count from without the link by which a library that lists
+    its live objects has each of them in the list: it lies in front of them."""
+    try:
+        gdb.parse_and_eval("&QXLayoutOfListedObjects")
+        return address + 24
+    except gdb.error:
+        return address
+
+
 def limit():
     """How many elements or characters gdb is asked to show."""
     return gdb.parameter("print elements") or 1 << 30
@@ -64,7 +74,7 @@ def quoted(units, length):
 
 
 def string_text(address):
-    units, block, length = read(address + 40, "=QQi")
+    units, block, length = read(members(address) + 40, "=QQi")
     if length < 0:
         return "text of the buffer at %#x" % units
     return quoted(units, length)
@@ -80,18 +90,20 @@ def light_text(address):
 
 def boxed(code):
     """The printer of a class of boxed numbers whose value has a struct code."""
-    return lambda address: str(read(address + 32, "=" + code)[0])
+    return lambda address: str(read(members(address) + 32, "=" + code)[0])
 
 
 def big_integer(address):
-    negative, size = read(address + 32, "=?3xi")
-    value = int.from_bytes(bytes_at(pointer(address + 48), size), "little")
+    begin = members(address)
+    negative, size = read(begin + 32, "=?3xi")
+    value = int.from_bytes(bytes_at(pointer(begin + 48), size), "little")
     return str(-value if negative else value)
 
 
 def big_decimal(address):
-    text = big_integer(address + 32)
-    scale, = read(address + 88, "=i")
+    unscaled = members(address) + 32
+    text = big_integer(unscaled)
+    scale, = read(members(unscaled) + 56, "=i")
     if scale <= 0:
         return text + ("E+%d" % -scale if scale else "")
     sign = "-" if text[0] == "-" else ""
@@ -108,44 +120,44 @@ def guid(address):
 # --- containers: a count, and the elements as lists of texts with one (value) or two (key, value)
 
 def array_list(address, depth):
-    begin, end = read(address + 48, "=QQ")
+    begin, end = read(members(address) + 48, "=QQ")
     return (end - begin) // 8, ([describe(pointer(slot), depth)] for slot in range(begin, end, 8))
 
 
 def linked_list(address, depth):
     def nodes():
-        node = pointer(address + 48)
+        node = pointer(members(address) + 48)
         for _ in range(size):
             yield [describe(pointer(node + 16), depth)]
             node = pointer(node)
 
-    size, = read(address + 64, "=Q")
+    size, = read(members(address) + 64, "=Q")
     return size, nodes()
 
 
 def hash_entries(address, depth):
     """The entries in the order of a walk: from the last bucket down."""
-    length, table, slots = read(address + 60, "=i8xQQ")
+    length, table, slots = read(members(address) + 60, "=i8xQQ")
     for bucket in reversed(range(length if table else 0)):
         slot, = read(table + 4 * bucket, "=I")
         while slot:
             key, value, entry, slot = read(slots + 32 * (slot - 1), "=QQQ4xI")
             yield [describe(key, depth),
-                   describe(pointer(entry + 32) if entry else value, depth)]
+                   describe(pointer(members(entry) + 32) if entry else value, depth)]
 
 
 def hash_map(address, depth):
-    return read(address + 56, "=i")[0], hash_entries(address, depth)
+    return read(members(address) + 56, "=i")[0], hash_entries(address, depth)
 
 
 def hash_set(address, depth):
-    size, entries = hash_map(pointer(address + 40), depth)
+    size, entries = hash_map(pointer(members(address) + 40), depth)
     return size, ([key] for key, _ in entries)
 
 
 def keyed_entries(address, entry_size):
     """The addresses of the entries of an integer or string hash map, group by group."""
-    table = pointer(address + 32)
+    table = pointer(members(address) + 32)
     buckets, bits, groups = read(table + 16, "=I12xI4xQ")
     for group in range((buckets - 1 >> bits) + 1 if groups else 0):
         entries, count = read(groups + 64 * group, "=QI")
@@ -153,7 +165,7 @@ def keyed_entries(address, entry_size):
 
 
 def keyed_size(address):
-    return read(pointer(address + 32) + 4, "=i")[0]
+    return read(pointer(members(address) + 32) + 4, "=i")[0]
 
 
 def integer_hash_map(address, depth):
@@ -257,7 +269,7 @@ class ContainerPrinter:
 
 
 def face_printer(value):
-    name, address = class_of(pointer(int(value.address) + 32))
+    name, address = class_of(pointer(members(int(value.address)) + 32))
     return ContainerPrinter(name, address) if name in CONTAINERS else None
 
 
