@@ -286,6 +286,14 @@ const ChildEntry noMemoryFolder("AMachineWithoutMemoryFolderIsToldApart", [](con
     return expectLackOf("/dev/shm");
 });
 
+const ChildEntry
+    readOnlyMemoryFolder("AMachineWithReadOnlyMemoryFolderIsToldApart", [](const auto&) {
+        if (!enterSmallMemory() ||
+            mount(nullptr, "/dev/shm", nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0)
+            return SkippedStatus;
+        return expectLackOf("/dev/shm, which the process must not write to");
+    });
+
 const ChildEntry noDescriptionLocks("AMachineWithoutLocksOfFilesIsToldApart", [](const auto&) {
     if (!refuseCall(SYS_fcntl, EINVAL))
         return SkippedStatus;
@@ -307,6 +315,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SharedObjects,
                                          "AReaderWhoLocksItsFileHoldsNobodyUp",
                                          "APeerStoppedInSetUpHoldsUpItsOwnObjectOnly",
                                          "AMachineWithoutMemoryFolderIsToldApart",
+                                         "AMachineWithReadOnlyMemoryFolderIsToldApart",
                                          "AMachineWithoutLocksOfFilesIsToldApart"),
                          [](const auto& test) { return test.param; });
 

@@ -71,9 +71,11 @@ const char* prefixOf(Place place) {
     return "qx-memory.";
 }
 
-/// Throws why a folder cannot be had: a system may be without the memory file system.
+/// Throws why a folder or a file in it cannot be had: a system may be without the memory file
+/// system, or have it read-only.
 [[noreturn]] void throwFolderFailure() {
-    throw Failure{errno == ENOENT || errno == ENOTDIR ? result::NotAvailable : lastResult()};
+    const bool isLacking = errno == ENOENT || errno == ENOTDIR || errno == EROFS;
+    throw Failure{isLacking ? result::NotAvailable : lastResult()};
 }
 
 std::string folderPath(Place place) {
@@ -152,6 +154,8 @@ Descriptor openOrCreate(int folder, const char* fileName, const SharedFileReques
             file = openFile(folder, fileName, O_RDWR | O_CREAT | O_EXCL, 0600);
             if (!file && errno == EEXIST)
                 continue; // somebody else was faster
+            if (!file && errno == EROFS)
+                throwFolderFailure();
         }
         if (!file)
             throw Failure{lastResult()};
@@ -363,6 +367,12 @@ const char* SharedFile::lack() noexcept {
     if (!folder)
         return "Objects between processes lie in the folder " QX_MEMORY_FOLDER
                ", which cannot be opened.";
+    if (faccessat(folder.get(), ".", W_OK, AT_EACCESS) != 0)
+        return "Objects between processes lie in the folder " QX_MEMORY_FOLDER
+               ", which the process must not write to.";
+    if (access("/proc/self/fd", X_OK) != 0)
+        return "Objects between processes are opened once more by way of /proc/self/fd, which is "
+               "not there.";
     struct flock range = lockOf(F_RDLCK, FirstUserByte, 1);
     if (fcntl(folder.get(), F_OFD_GETLK, &range) != 0)
         return "Processes that use an object are told by locks of open file descriptions "

@@ -1,6 +1,7 @@
 #include "qx/platform/posix/shared/SharedObject.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -114,8 +115,8 @@ void SharedObject::map(bool isNew, uint32_t initial) {
     if (m_file.sizeInBytes() < static_cast<int64_t>(StateOffset))
         throw Failure{result::InvalidHandle};
     void* address = m_file.mapApart(size);
-    if (address == MAP_FAILED)
-        throw Failure{lastResult()};
+    if (address == MAP_FAILED) // without /proc for one
+        throw Failure{errno == ENOENT ? result::NotAvailable : lastResult()};
     m_header = static_cast<Header*>(address);
     m_state = static_cast<char*>(address) + StateOffset;
     if (isNew) {
