@@ -11,6 +11,14 @@ namespace qx::net {
 
 namespace {
 
+/// The number of an option; 0 with the code when it cannot be had.
+int32_t optionOf(uint64_t socket, int32_t name, ENUM_QX_E_SOCKET& code) {
+    int32_t value = 0;
+    int32_t length = sizeof value;
+    code = codeOfCall(QXSocketGetOption(socket, QX_SOL_SOCKET, name, &value, &length));
+    return code == 0 ? value : 0;
+}
+
 /// Failures of closing and shutting down that only say that there is no connection.
 bool isNoConnection(ENUM_QX_E_SOCKET code) {
     return code == QX_E_SOCKET_ENOTCONN || code == QX_E_SOCKET_ECONNRESET;
@@ -100,6 +108,30 @@ ENUM_QX_E_SOCKET TcpServerSocket2::listen(int backlog) {
             last = lastCode();
     }
     return last;
+}
+
+ENUM_QX_E_SOCKET TcpServerSocket2::addListening(uint64_t nativeSocket) {
+    if (getClosed())
+        return QX_E_SOCKET_ENOTSOCK;
+    ENUM_QX_E_SOCKET code = 0;
+    const bool isListening = optionOf(nativeSocket, QX_SO_ACCEPTCONN, code) != 0;
+    if (code != 0)
+        return code;
+    qx_sockaddr_union address{};
+    int32_t length = sizeof address;
+    if (QXSocketGetName(nativeSocket, &address, &length) != 0)
+        return lastCode();
+    // Sockets of other families listen too, those of the file system among them.
+    const bool isTcp = address.family != QX_AF_UNSPEC &&
+                       optionOf(nativeSocket, QX_SO_TYPE, code) == QX_SOCK_STREAM;
+    if (!isListening || !isTcp)
+        return QX_E_SOCKET_EINVAL;
+    if (m_socketCount == MaxAddresses)
+        return QX_E_SOCKET_EMFILE;
+    if (QXSocketSetInherited(nativeSocket, 0) != 0)
+        return lastCode();
+    m_sockets[m_socketCount++] = PlatformHandle<&QXSocketClose>(nativeSocket);
+    return 0;
 }
 
 ENUM_QX_E_SOCKET TcpServerSocket2::accept(TcpWorkerSocket2** out) {

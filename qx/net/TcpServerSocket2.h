@@ -57,6 +57,11 @@ public:
     /// Listens on every socket. A backlog below 1 is the highest that the system has.
     /// @return the last failure; the others listen all the same
     [[nodiscard]] ENUM_QX_E_SOCKET listen(int backlog);
+    /// Takes over a socket that listens already, as a service manager hands it to a program; it
+    /// counts like one that bind has made and is closed on exec. No bind and no listen is needed.
+    /// @return QX_E_SOCKET_EINVAL for what is no listening TCP socket, QX_E_SOCKET_EMFILE beyond
+    ///     MaxAddresses, QX_E_SOCKET_ENOTSOCK for what is no socket; the caller then keeps it
+    [[nodiscard]] ENUM_QX_E_SOCKET addListening(uint64_t nativeSocket);
     /// Appends the address of every listening socket to the bound list.
     [[nodiscard]] ENUM_QX_E_SOCKET saveBoundAddresses();
 
