@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
-# Builds the Debian packages and tries them out: scripts/package.sh [prefix]
+# Builds the Debian packages and tries them out: scripts/package.sh [prefix | build]
 # Leaves them in build/package/packages. They are installed in a clean root made by debootstrap, where
 # the programs run and a program outside the tree is built against them, and removed again without a
 # trace. With "prefix", and where a clean root cannot be made, they are unpacked below an empty prefix
-# and the same is run from there. What is missing on a Debian machine is installed first.
+# and the same is run from there; with "build" they are only built. The root is build/package/root or
+# $QX_CLEAN_ROOT. What is missing on a Debian machine is installed first.
+# Every build of a commit makes the same bytes: the time in the packages is that of the commit, or the one
+# of SOURCE_DATE_EPOCH.
 . "$(dirname "$0")/lib.sh"
 
-install_missing $build_packages dpkg-dev pkg-config libssl-dev
+install_missing $build_packages dpkg-dev file pkg-config libssl-dev doxygen python3
 
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || date +%s)}
+export CCACHE_BASEDIR= # it would write paths of sources into the symbols in another way
 packages=$root/build/package/packages
 outside="g++ cmake ninja-build pkg-config" # what a program outside the tree is built with
 
@@ -53,6 +58,7 @@ for program in "$BIN"/qx*; do
     [[ -e $PREFIX/share/fish/vendor_completions.d/$(basename "$program").fish ]]
     [[ -e $PREFIX/share/zsh/vendor-completions/_$(basename "$program") ]]
 done
+[[ -e $PREFIX/share/doc/qx/html/index.html && -e $PREFIX/share/doc/libqx1/changelog.Debian.gz ]]
 ls "$PREFIX"/share/gdb/auto-load/usr/lib/*/libqx.so.*-gdb.py
 ls "$PREFIX"/lib/*/qx/modules/*.so "$PREFIX"/lib/*/qx/modules/qxtransport_tls.so
 '
@@ -96,16 +102,43 @@ try_below_prefix() {
     done
 }
 
+# Every compiled file has its symbols in a package beside, under the name by which debuggers look for them,
+# and nothing knows where it was built.
+check_contents() {
+    local below file id
+    below=$(mktemp -d)
+    for file in "$packages"/*.deb; do
+        dpkg -x "$file" "$below"
+    done
+    for file in $(find "$below/usr/lib" "$below/usr/bin" -type f \( -name '*.so*' -o -path '*/bin/*' \)); do
+        id=$(readelf -n "$file" | sed -n 's/ *Build ID: //p')
+        [[ -e $below/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug ]] ||
+            { echo "no symbols of ${file#"$below"}"; return 1; }
+    done
+    # Symbols are compressed at times: debug sections are looked at as the debugger sees them.
+    ! grep -rlF "$root/" "$below" | sed "s|^$below||; s|$| names the folder it was built in|" | grep . || return 1
+    ! find "$below/usr/lib/debug" -name '*.debug' -exec readelf --debug-dump=info,line {} + 2>/dev/null |
+        grep -F -m 1 "$root/" || return 1
+    rm -r "$below"
+}
+
 build package
 rm -rf "$packages"
 cpack --config build/package/CPackConfig.cmake -B "$packages" >/dev/null
 rm -rf "$packages/_CPack_Packages"
+# cpack ends the names of packages with symbols as another distribution does.
+for package in "$packages"/*.ddeb; do
+    mv "$package" "${package%.ddeb}.deb"
+done
+check_contents
 names=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
 for package in "$packages"/*.deb; do
     echo "== $(basename "$package"): $(dpkg-deb -f "$package" Section Depends | paste -sd ' ')"
 done
 
-clean_root=$root/build/package/root
+[[ ${1-} != build ]] || exit 0
+
+clean_root=${QX_CLEAN_ROOT:-$root/build/package/root}
 if [[ ${1-} != prefix ]] && make_clean_root "$clean_root"; then
     echo "== in a clean root"
     try_in_clean_root "$clean_root"
