@@ -8,12 +8,13 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PAGES = [*ROOT.glob("*.md"), *ROOT.glob("bench/*.md"), *ROOT.glob("docs/**/*.md")]
+PAGES = [*ROOT.glob("*.md"), *ROOT.glob("bench/*.md"), *ROOT.glob("docs/**/*.md"),
+         *ROOT.glob("packaging/**/*.md")]
 
 LINK = re.compile(r"\]\((?!https?:)([^)\s#]+)")
 BLOCK = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 CODE = re.compile(r"`([^`\n]+)`")
-FILE = re.compile(r"(?<![\w/.])(?:(?:scripts|bench|docs|tools|tests|examples|modules|cmake|fuzz|qx)/"
+FILE = re.compile(r"(?<![\w/.])(?:(?:scripts|bench|docs|packaging|tools|tests|examples|modules|cmake|fuzz|qx)/"
                   r"[\w./+-]*[\w/]|\.ci/\w+)(?![\w<{*:])")
 PROGRAM = re.compile(r"^\$? ?(?:build/\S*/)?(qx[a-z]+)(?![\w./:-])(.*)")
 OPTION = re.compile(r"(?<=\s)-{1,2}[a-zA-Z][a-z-]*")

@@ -126,6 +126,8 @@ check_version() {
     says qx/libqx.map "QX_${version%%.*}" 's/^(QX_.*) \{$/\1/p'
     says README.md "${version%%.*}" 's/^find_package\(qx ([0-9.]+) .*/\1/p'
     says SECURITY.md "${version%.*}" 's/^\| ([0-9.]+) \| yes \|$/\1/p'
+    says packaging/conan/conanfile.py "$version" 's/^    version = "(.*)"$/\1/p'
+    says packaging/vcpkg/qx/vcpkg.json "$version" 's/^ *"version": "(.*)",$/\1/p'
     return $status
 }
 

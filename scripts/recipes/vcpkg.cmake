@@ -1,0 +1,128 @@
+# Plays vcpkg for a port, as far as this port goes: cmake -DPORT_DIR=... -DWORK=... -DFEATURES=... -P. The
+# functions do what those of vcpkg are documented to do, for one build type. The package is WORK/packages/qx.
+
+cmake_minimum_required(VERSION 3.21)
+file(READ ${PORT_DIR}/vcpkg.json manifest)
+string(JSON PORT GET ${manifest} name)
+string(JSON VERSION GET ${manifest} version)
+set(CURRENT_PACKAGES_DIR ${WORK}/packages/${PORT})
+set(downloads ${WORK}/downloads)
+file(REMOVE_RECURSE ${WORK})
+
+function(run)
+    execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output)
+    if(status)
+        message("${output}")
+        message(FATAL_ERROR "${ARGN} failed")
+    endif()
+endfunction()
+
+function(vcpkg_check_linkage linkage)
+    if(NOT linkage STREQUAL "ONLY_DYNAMIC_LIBRARY" OR ARGN)
+        message(FATAL_ERROR "a shared library is built as such alone: ${ARGV}")
+    endif()
+endfunction()
+
+function(vcpkg_download_distfile out)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "FILENAME;SHA512" "URLS")
+    file(DOWNLOAD ${arg_URLS} ${downloads}/${arg_FILENAME} EXPECTED_HASH SHA512=${arg_SHA512})
+    set(${out} ${downloads}/${arg_FILENAME} PARENT_SCOPE)
+endfunction()
+
+function(vcpkg_extract_source_archive out)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "ARCHIVE" "")
+    file(ARCHIVE_EXTRACT INPUT ${arg_ARCHIVE} DESTINATION ${WORK}/src)
+    file(GLOB inside ${WORK}/src/*)
+    list(LENGTH inside count)
+    if(NOT count EQUAL 1)
+        message(FATAL_ERROR "the archive has ${count} folders and not one: ${inside}")
+    endif()
+    set(${out} ${inside} PARENT_SCOPE)
+    set(build ${inside}/build/Release PARENT_SCOPE)
+endfunction()
+
+function(vcpkg_check_features)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "OUT_FEATURE_OPTIONS" "FEATURES;INVERTED_FEATURES")
+    set(options)
+    foreach(kind FEATURES INVERTED_FEATURES)
+        set(pairs ${arg_${kind}})
+        while(pairs)
+            list(POP_FRONT pairs feature option)
+            string(JSON known ERROR_VARIABLE unknown GET ${manifest} features ${feature})
+            if(unknown)
+                message(FATAL_ERROR "vcpkg.json has no feature ${feature}")
+            endif()
+            set(value OFF)
+            if((feature IN_LIST FEATURES AND kind STREQUAL "FEATURES") OR
+                (NOT feature IN_LIST FEATURES AND kind STREQUAL "INVERTED_FEATURES"))
+                set(value ON)
+            endif()
+            list(APPEND options -D${option}=${value})
+        endwhile()
+    endforeach()
+    set(${arg_OUT_FEATURE_OPTIONS} ${options} PARENT_SCOPE)
+endfunction()
+
+function(vcpkg_cmake_configure)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "SOURCE_PATH" "OPTIONS;MAYBE_UNUSED_VARIABLES")
+    set(unused)
+    if(arg_MAYBE_UNUSED_VARIABLES)
+        set(unused --no-warn-unused-cli)
+    endif()
+    run(${CMAKE_COMMAND} ${unused} -S ${arg_SOURCE_PATH} -B ${build} -G Ninja -DCMAKE_BUILD_TYPE=Release
+        -DCMAKE_INSTALL_PREFIX=${CURRENT_PACKAGES_DIR} -DBUILD_SHARED_LIBS=ON
+        -DCMAKE_INSTALL_LIBDIR:STRING=lib -DCMAKE_INSTALL_BINDIR:STRING=bin
+        -DCMAKE_FIND_PACKAGE_NO_PACKAGE_REGISTRY=ON ${arg_OPTIONS})
+endfunction()
+
+function(vcpkg_cmake_install)
+    run(${CMAKE_COMMAND} --build ${build} --target install)
+endfunction()
+
+# Moves the CMake package to where the port's packages stand, with the ways from there to the prefix.
+function(vcpkg_cmake_config_fixup)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "PACKAGE_NAME;CONFIG_PATH" "")
+    set(share ${CURRENT_PACKAGES_DIR}/share/${arg_PACKAGE_NAME})
+    file(MAKE_DIRECTORY ${CURRENT_PACKAGES_DIR}/share)
+    file(RENAME ${CURRENT_PACKAGES_DIR}/${arg_CONFIG_PATH} ${share})
+    file(REMOVE_RECURSE ${CURRENT_PACKAGES_DIR}/lib/cmake)
+    file(GLOB files ${share}/*.cmake)
+    set(up "get_filename_component(_IMPORT_PREFIX \"\${_IMPORT_PREFIX}\" PATH)\n")
+    foreach(file IN LISTS files)
+        file(READ ${file} text)
+        string(REPLACE "${up}${up}${up}" "${up}${up}" text "${text}")
+        string(REPLACE "\${CMAKE_CURRENT_LIST_DIR}/../../../" "\${CMAKE_CURRENT_LIST_DIR}/../../" text
+            "${text}")
+        file(WRITE ${file} "${text}")
+    endforeach()
+endfunction()
+
+# What vcpkg does here is to write the prefix as a way from the file's own place, which this file has.
+function(vcpkg_fixup_pkgconfig)
+    file(STRINGS ${CURRENT_PACKAGES_DIR}/lib/pkgconfig/${PORT}.pc prefix REGEX "^prefix=\\\${pcfiledir}/")
+    if(NOT prefix)
+        message(FATAL_ERROR "${PORT}.pc is not relative to its own place")
+    endif()
+endfunction()
+
+include(${PORT_DIR}/portfile.cmake)
+
+# What vcpkg refuses in a package.
+foreach(needed include share/${PORT}/${PORT}Config.cmake share/${PORT}/usage)
+    if(NOT EXISTS ${CURRENT_PACKAGES_DIR}/${needed})
+        message(FATAL_ERROR "the package lacks ${needed}")
+    endif()
+endforeach()
+file(GLOB_RECURSE misplaced ${CURRENT_PACKAGES_DIR}/lib/*.cmake ${CURRENT_PACKAGES_DIR}/share/*.so
+    ${CURRENT_PACKAGES_DIR}/bin/*)
+file(GLOB_RECURSE texts ${CURRENT_PACKAGES_DIR}/*.cmake ${CURRENT_PACKAGES_DIR}/*.pc
+    ${CURRENT_PACKAGES_DIR}/*.h)
+foreach(file IN LISTS texts)
+    file(STRINGS ${file} found REGEX "${WORK}")
+    if(found)
+        list(APPEND misplaced "${file}: ${found}")
+    endif()
+endforeach()
+if(misplaced)
+    message(FATAL_ERROR "these do not belong into a package: ${misplaced}")
+endif()
