@@ -190,7 +190,8 @@ TEST(String, MovesTakeAnOwnedTextAndAssignmentCopiesAnyOther) {
     EXPECT_EQ(checked(first), u"");
     third = std::move(second);
     EXPECT_EQ(third.getData(), units);
-    third = std::move(*&third);
+    auto& self = third;
+    third = std::move(self);
     EXPECT_EQ(third, longText(30));
 
     std::u16string memory = u"memory";
