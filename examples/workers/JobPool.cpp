@@ -8,10 +8,10 @@
 // worker. Ends with status 1 when a job is missing, was done twice, or has a wrong result.
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -177,15 +177,11 @@ private:
 constexpr char Usage[] = "usage: JobPool JOBS WORKERS KILLS_A_SECOND\n"
                          "  JOBS  1 to 1000000, WORKERS  1 to 500, KILLS_A_SECOND  0 to 1000\n";
 
-/// A number on the command line, or -1 when it is none between the two.
+/// A number, or -1 when it is none between the two.
 template <class Number>
-Number numberOf(const std::string& text, Number least, Number most) {
-    Number number{};
-    const char* const textEnd = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), textEnd, number);
+Number numberOf(std::optional<Number> number, Number least, Number most) {
     // Of "nan" no comparison is true.
-    return error == std::errc() && end == textEnd && number >= least && number <= most ? number
-                                                                                       : -1;
+    return number && *number >= least && *number <= most ? *number : -1;
 }
 
 } // namespace
@@ -197,9 +193,11 @@ int main(int argc, char** argv) try {
         work(pool, static_cast<uint32_t>(std::stoul(arguments[2])));
         return 0;
     }
-    const int jobs = arguments.size() == 3 ? numberOf(arguments[0], 1, 1'000'000) : -1;
-    const int workers = jobs > 0 ? numberOf(arguments[1], 1, 500) : -1;
-    const double killsASecond = workers > 0 ? numberOf(arguments[2], 0.0, 1000.0) : -1;
+    const int jobs =
+        arguments.size() == 3 ? numberOf(qx::String(arguments[0]).toInt(), 1, 1'000'000) : -1;
+    const int workers = jobs > 0 ? numberOf(qx::String(arguments[1]).toInt(), 1, 500) : -1;
+    const double killsASecond =
+        workers > 0 ? numberOf(qx::String(arguments[2]).toDouble(), 0.0, 1000.0) : -1;
     if (killsASecond < 0) {
         std::fputs(Usage, stderr);
         return 2;

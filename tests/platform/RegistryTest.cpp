@@ -414,7 +414,7 @@ TEST_F(RegistryDamage, WriteThatFailsHalfwayLeavesWhatWasThere) {
     const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
     rlimit before;
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    for (const size_t room : {0, 1, 100}) {
+    for (const size_t room : {0U, 1U, 100U}) {
         rlimit small = before;
         small.rlim_cur = whole.size() + room;
         ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);

@@ -265,7 +265,7 @@ std::u16string sample(size_t length, unsigned seed) {
     constexpr char16_t Ascii[] = u"azAZ@[`{09 \x7F";
     constexpr char16_t Others[] = u"\x80äÄßÿЖж\uFF21😀中\u0130\uFFFF";
     std::u16string text;
-    for (size_t i = 0; text.size() < length; ++i) {
+    while (text.size() < length) {
         seed = seed * 1664525 + 1013904223;
         const unsigned roll = seed >> 16;
         const size_t run = roll % 16 == 0 ? roll / 16 % 40 : 0;
