@@ -104,6 +104,20 @@ void run(const fs::path& folder) {
     require(fs::exists(folder / "log"), "the file has not been opened anew");
     std::cout << "renamed and opened anew\n";
 
+    // Something is in the way of that, and goes away later.
+    const fs::path other = folder / "other";
+    fs::create_directory(other);
+    const auto unlimited = qx::makeReference<LogFile>(other / "log");
+    fs::rename(other / "log", other / "renamed");
+    fs::create_directory(other / "log");
+    unlimited->requestReopen();
+    unlimited->write(std::string("into the old one\n"));
+    require(unlimited->getFailedCount() == 1, "no failure was told");
+    fs::remove(other / "log");
+    for (int line = 0; line < 1000 && !fs::exists(other / "log"); ++line)
+        unlimited->write(std::string("sooner or later into the new one\n"));
+    require(fs::exists(other / "log"), "the file has not been opened anew later");
+
     // What a killed process has left.
     std::ofstream(folder / "log", std::ios::app)
         << "2024-01-31T23:59:58.007+01:00 INFO files - | 9 9";

@@ -53,6 +53,7 @@ void LogFile::open() {
     m_file = std::move(file);
     m_size = size;
     m_bound = m_options.limit;
+    m_reopenAt = INT64_MAX;
     m_isLineEnd = true;
 }
 
@@ -96,9 +97,13 @@ bool LogFile::tryRotate() {
         return true;
     }
     countFailure(result);
-    // Not with every line from now on.
-    m_bound = m_size + std::max<int64_t>(m_options.limit / 16, 1 << 12);
+    m_bound = m_size + retryInterval();
     return false;
+}
+
+/// So many bytes after what failed it is tried again: not with every line.
+int64_t LogFile::retryInterval() const noexcept {
+    return std::max<int64_t>(m_options.limit / 16, 1 << 12);
 }
 
 void LogFile::rotate() {
@@ -163,14 +168,16 @@ void LogFile::reopenWhenAsked() {
     const uint32_t asked = s_asked.load(std::memory_order_relaxed);
     const bool isAsked = m_isAsked.load(std::memory_order_relaxed) &&
                          m_isAsked.exchange(false, std::memory_order_relaxed);
-    if (!isAsked && asked == m_askedOfAll)
+    if (!isAsked && asked == m_askedOfAll && m_size < m_reopenAt)
         return;
     m_askedOfAll = asked;
     if (m_options.waitsForDisk)
         resultOf([this] { flush(); });
     const int32_t result = resultOf([this] { open(); });
-    if (result < 0)
+    if (result < 0) {
         countFailure(result);
+        m_reopenAt = m_size + retryInterval();
+    }
 }
 
 void LogFile::countFailure(int32_t result) noexcept {

@@ -71,6 +71,7 @@ private:
     void reopenWhenAsked();
     int32_t countFitting(const signed char* from, int32_t length);
     bool tryRotate();
+    int64_t retryInterval() const noexcept;
     void rotate();
     void rename(int from, int to) const;
     String numbered(int number) const;
@@ -81,10 +82,11 @@ private:
     const LogFileOptions m_options;
     io::FileHandle m_file;
     int64_t m_size = 0;
-    int64_t m_bound = 0;       ///< where to begin the next file; beyond the limit after a failure
-    bool m_isLineEnd = true;   ///< a line may begin here
-    bool m_isLineCut = false;  ///< by a failure
-    uint32_t m_askedOfAll = 0; ///< the count of requests that was followed last
+    int64_t m_bound = 0; ///< where to begin the next file; beyond the limit after a failure
+    int64_t m_reopenAt = INT64_MAX; ///< the size from which on to try a failed reopening again
+    bool m_isLineEnd = true;        ///< a line may begin here
+    bool m_isLineCut = false;       ///< by a failure
+    uint32_t m_askedOfAll = 0;      ///< the count of requests that was followed last
     std::atomic<bool> m_isAsked{false};
     std::atomic<uint64_t> m_rotated{0};
     std::atomic<uint64_t> m_failed{0};
