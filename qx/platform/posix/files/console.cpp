@@ -94,9 +94,13 @@ private:
         }
     }
 
+    /// Those of which nobody has taken over the handling since.
     void restoreSignals() {
         for (size_t i = 0; i < std::size(FatalSignals); ++i) {
-            if (m_caught[i])
+            struct sigaction current {};
+            ::sigaction(FatalSignals[i], nullptr, &current);
+            if (m_caught[i] && (current.sa_flags & SA_SIGINFO) == 0 &&
+                current.sa_handler == restoreAndDie)
                 ::signal(FatalSignals[i], SIG_DFL);
         }
     }
