@@ -122,6 +122,7 @@ LoadedModule::~LoadedModule() {
 }
 
 bool LoadedModule::tryUnload() noexcept {
+    const LoaderCall call;
     ::dlclose(m_library);
     // Still there it counts one more user, which takes the place of the one before.
     m_library = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_NOLOAD);
