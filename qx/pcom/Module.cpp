@@ -1,8 +1,9 @@
 #include "qx/pcom/Module.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include <qx/core/Literal.h>
@@ -12,6 +13,7 @@
 #include <qx/core/detail/AtomicRef.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/platform/module.h>
+#include <qx/platform/native.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
 #include <qx/util/SystemName.h>
@@ -51,10 +53,13 @@ struct Module::Registration {
         String value;
         bool isDeletion;
     };
-    /// Another one than the holder of the lock in a child that was forked meanwhile.
-    std::thread::id owner;
+    /// The identity of a thread, which no later one has: in a child that was forked meanwhile it is
+    /// another one than the holder of the lock.
+    uint64_t owner;
     std::vector<Step> steps;
-    bool isFound;
+    bool isFound = false;
+
+    explicit Registration(uint64_t ownerIdentity) : owner(ownerIdentity) {}
 };
 
 Module::Module(ClassData* table)
@@ -192,11 +197,13 @@ int32_t Module::UnregisterClassEntry(ClassData& entry) {
 
 RegistryChange::RegistryChange(Module& module)
     : m_module(module), m_guard(module.m_lock),
-      m_isPart(module.m_registration &&
-               module.m_registration->owner == std::this_thread::get_id()) {
-    if (!m_isPart)
-        module.m_registration.reset(
-            new Module::Registration{std::this_thread::get_id(), {}, false});
+      m_isPart(module.m_registration && module.m_registration->owner == QXThreadIdentity()) {
+    if (m_isPart)
+        return;
+    auto registration = std::make_unique<Module::Registration>(QXThreadIdentity());
+    // That of a thread which such a child does not have may be in the middle of a change.
+    static_cast<void>(module.m_registration.release());
+    module.m_registration = std::move(registration);
 }
 
 RegistryChange::~RegistryChange() {
