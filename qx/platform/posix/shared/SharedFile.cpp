@@ -332,7 +332,8 @@ bool SharedFile::tryTakeSlot() {
         if (locking == Locking::Failed)
             throwLockFailure();
     }
-    if (slots == 1)
+    // All of them are taken, or somebody has begun to remove it meanwhile, who takes all.
+    if (slots == 1 || lengthOfOthersLock(file, type, FirstUserByte, UserBytes) > 1)
         return false;
     throw Failure{resultFromErrno(EMFILE)};
 }
