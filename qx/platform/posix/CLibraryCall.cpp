@@ -1,6 +1,6 @@
 #include "qx/platform/posix/CLibraryCall.h"
 
-#include <mutex>
+#include <pthread.h>
 
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/sync/FutexLock.h>
@@ -10,14 +10,16 @@ namespace qx::platform {
 
 namespace {
 
-constinit std::mutex s_lock;
+/// Shared by the calls. One may wait for the loader's lock, which a thread holds that loads
+/// something that calls as well: it must get in, past a fork that waits.
+constinit pthread_rwlock_t s_lock = PTHREAD_RWLOCK_INITIALIZER;
 constinit RecursiveLock<FutexLock> s_loader; // the loader itself lets only one thread in
 
 } // namespace
 
-CLibraryCall::CLibraryCall() noexcept { s_lock.lock(); }
+CLibraryCall::CLibraryCall() noexcept { ::pthread_rwlock_rdlock(&s_lock); }
 
-CLibraryCall::~CLibraryCall() { s_lock.unlock(); }
+CLibraryCall::~CLibraryCall() { ::pthread_rwlock_unlock(&s_lock); }
 
 LoaderCall::LoaderCall() noexcept { s_loader.acquire(); }
 
@@ -27,6 +29,9 @@ constexpr ForkSteps LoaderForkSteps{[](void*) noexcept { s_loader.acquire(); },
                                     [](void*) noexcept { s_loader.release(); },
                                     [](void*) noexcept { s_loader.release(); }};
 
-constexpr ForkSteps CLibraryForkSteps = HeldInFork<s_lock>;
+constexpr ForkSteps CLibraryForkSteps{
+    [](void*) noexcept { ::pthread_rwlock_wrlock(&s_lock); },
+    [](void*) noexcept { ::pthread_rwlock_unlock(&s_lock); },
+    [](void*) noexcept { s_lock = PTHREAD_RWLOCK_INITIALIZER; }};
 
 } // namespace qx::platform
