@@ -198,8 +198,8 @@ void Logger::logUtf8Pattern(int level, std::string_view pattern, const FormatArg
                             size_t count) {
     char16_t units[200];
     const bool isShort = pattern.size() <= std::size(units);
-    if (isShort &&
-        std::all_of(pattern.begin(), pattern.end(), [](char unit) { return unit >= 0; })) {
+    if (isShort && std::all_of(pattern.begin(), pattern.end(),
+                               [](char unit) { return static_cast<uint8_t>(unit) < 0x80; })) {
         std::copy(pattern.begin(), pattern.end(), units);
         logPattern(level, {units, pattern.size()}, arguments, count);
     } else {
