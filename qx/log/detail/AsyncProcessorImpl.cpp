@@ -320,8 +320,8 @@ void AsyncProcessorImpl::drain() {
     }
 }
 
-/// Once nobody can use the target any more: no entries wait, which @p isDrained tells, and no worker
-/// has one in its hands.
+/// Once nobody can use the target any more: no entries wait, which @p isDrained tells, and no
+/// worker has one in its hands.
 void AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
     Reference<ILogProcessor> target;
     Reference<exec::IRunnable> whenEmpty;
