@@ -132,6 +132,9 @@ std::string similarEncodings(const std::string& name) {
             similar.push_back(std::move(best));
     }
     std::ranges::stable_sort(similar, {}, &std::pair<std::size_t, std::string>::first);
+    if (!similar.empty() && similar[0].first == 0) // as in a container with the program alone
+        return ": it is known, but qxcodecs.so asks the system's C library for its characters, "
+               "which finds no gconv module for it";
     std::string question;
     for (std::size_t i = 0; i < std::min(Most, similar.size()); ++i) {
         if (similar[i].first > similar[0].first)

@@ -21,5 +21,6 @@ std::vector<KnownEncoding> knownEncodings();
 /// A line for every encoding: name, code page (or "-"), where it comes from, other names.
 std::string encodingList();
 
-/// Names that are like @p name, at most three, as a question; empty when none is.
+/// Names that are like @p name, at most three, as a question; why there is no encoding of a name
+/// that is known; empty when there is nothing to say.
 std::string similarEncodings(const std::string& name);
