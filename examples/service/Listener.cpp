@@ -27,11 +27,24 @@ void require(ENUM_QX_E_SOCKET code, const char* what) {
 
 } // namespace
 
-Listener::Listener(const std::vector<std::string>& addresses, uint16_t port) {
+Listener::Listener() {
     TcpServerSocket2* made = nullptr;
     require(TcpServerSocket2::createTcpServerSocket2(QX_AF_UNSPEC, QX_SOCK_STREAM, 0, &made),
             "socket");
     m_server.reset(made);
+}
+
+Listener::Listener(const std::vector<Manager::Handed>& sockets) : Listener() {
+    for (const auto& [socket, name] : sockets) {
+        if (const ENUM_QX_E_SOCKET code = m_server->addListening(socket))
+            throw UsageFailure(qx::String::fromUtf8(
+                "socket " + std::to_string(socket) + " of the service manager, \"" + name +
+                "\", cannot be listened on: " + describe(code)));
+    }
+    require(m_server->saveBoundAddresses(), "bound addresses");
+}
+
+Listener::Listener(const std::vector<std::string>& addresses, uint16_t port) : Listener() {
     for (const std::string& address : addresses) {
         if (const ENUM_QX_E_SOCKET code = m_server->bindListAddHost(address.c_str(), port))
             throw UsageFailure(qx::String::fromUtf8("address " + address + ": " + describe(code)));

@@ -9,11 +9,16 @@
 #include <qx/net/TcpServerSocket2.h>
 #include <qx/net/TcpWorkerSocket2.h>
 
+#include "Manager.h"
+
 namespace collector {
 
 /// Takes connections on several addresses.
 class Listener {
 public:
+    /// On sockets that listen already.
+    /// @throws UsageFailure when one of them is no listening TCP socket
+    explicit Listener(const std::vector<Manager::Handed>& sockets);
     /// @param port  on all addresses; 0: a free one for each
     /// @throws UsageFailure when an address is none; std::runtime_error when it cannot be had
     Listener(const std::vector<std::string>& addresses, uint16_t port);
@@ -25,6 +30,8 @@ public:
     std::unique_ptr<qx::net::TcpWorkerSocket2> accept(std::chrono::milliseconds longest);
 
 private:
+    Listener();
+
     std::unique_ptr<qx::net::TcpServerSocket2> m_server;
     ENUM_QX_E_SOCKET m_failure = 0; ///< of the last attempt to accept
 };

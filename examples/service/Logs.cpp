@@ -48,13 +48,12 @@ String newDocument(const String& folder) {
 
 Logs::Logs(const String& folder, int32_t level, int32_t largest)
     : m_lock(folder),
-      m_plain(writerTo(makeReference<qx::log::LogFile>(
+      m_file(makeReference<qx::log::LogFile>(
           folder + u"/service.log",
-          qx::log::LogFileOptions{.limit = largest, .kept = 99, .waitsForDisk = true}))),
-      m_xml(writerTo(makeReference<qx::io::FileOutputStream>(newDocument(folder),
-                                                             qx::io::FileOutputStream::ATEND))) {
+          qx::log::LogFileOptions{.limit = largest, .kept = 99, .waitsForDisk = true})),
+      m_plain(writerTo(m_file)), m_xml(writerTo(makeReference<qx::io::FileOutputStream>(
+                                     newDocument(folder), qx::io::FileOutputStream::ATEND))) {
     using namespace qx::log;
-    LogFile::reopenAllOnHangup();
     auto files = MultiProcessor::create();
     files->addProcessor(LevelFilter::create(LineLogWriter::create(m_plain), level));
     files->addProcessor(XmlLogWriter::create(m_xml, XmlLogWriter::Escaping::WellFormed));
@@ -98,6 +97,12 @@ void Logs::close() {
 
 std::string Logs::failure() const {
     return qx::makeErrorCode(m_queue->getFirstFailure()).message();
+}
+
+std::string Logs::renewalFailure() const {
+    if (m_file->getFailedCount() == 0)
+        return {};
+    return qx::makeErrorCode(m_file->getFirstFailure()).message();
 }
 
 } // namespace collector

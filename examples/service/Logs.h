@@ -7,6 +7,7 @@
 #include <qx/io/HeldFlushWriter.h>
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/ILogProcessor.h>
+#include <qx/log/LogFile.h>
 
 #include "FolderLock.h"
 #include "Protocol.h"
@@ -15,8 +16,9 @@ namespace collector {
 
 /// Two logs of everything behind one worker thread: service.log, lines that go on from one run of
 /// the service to the next and may be renamed by others who then send SIGHUP, and service-N.xml, a
-/// document for each run. They are complete when the object is gone; a document of a run that was
-/// killed lacks its end.
+/// document for each run. That one SIGHUP does not concern: a document has one beginning and one
+/// end, and goes on under whatever name it has been given. They are complete when the object is
+/// gone; a document of a run that was killed lacks its end.
 ///
 /// Any thread may call the members.
 class Logs {
@@ -40,6 +42,10 @@ public:
     /// Why it has.
     std::string failure() const;
 
+    /// Why service.log could not be renamed when it was full, or opened anew after SIGHUP; empty
+    /// when it always could. Nothing is lost then: it goes on as it is, until it can.
+    std::string renewalFailure() const;
+
     /// Where loggers of the service itself write to.
     qx::Reference<qx::log::ILogProcessor> processor() const { return m_queue; }
 
@@ -49,6 +55,7 @@ public:
 
 private:
     FolderLock m_lock;
+    const qx::Reference<qx::log::LogFile> m_file;
     qx::Reference<qx::io::HeldFlushWriter> m_plain;
     qx::Reference<qx::io::HeldFlushWriter> m_xml;
     qx::Reference<qx::log::AsyncProcessor> m_queue;

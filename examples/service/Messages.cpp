@@ -25,6 +25,7 @@ Reference<StringBundle> builtInMessages() {
         texts->put(key, makeReference<String>(text));
     };
     add(u"service.started", u"listening on {0}");
+    add(u"service.reopened", u"opened anew");
     add(u"service.stopping", u"stopping, {0} connections are open");
     add(u"service.stopped", u"stopped, <{0}> lines & no more");
     add(u"client.busy", u"{0} turned away, all connections are taken");

@@ -1,7 +1,10 @@
 // Collects log lines: takes connections on several addresses, stores the lines that clients send in
 // a log of lines and an XML log, and answers each line once it is on the disk (see Protocol.h).
 // SIGTERM and SIGINT stop it: what has been received is stored and answered, and statistics are
-// printed.
+// printed. SIGHUP has it open service.log anew.
+//
+// A service manager such as systemd may hand it sockets that listen, which then take the place of
+// the addresses in the settings, and is told how it goes (see Manager.h, collector.service).
 //
 // Settings come from the command line, the registry and an INI file: Service --help. The service
 // logs in the language of the user once `qxbundle install messages` has registered the message
@@ -9,7 +12,6 @@
 //
 // Exit code: 0 stopped by a signal, 1 failed, 2 told something that it does not understand.
 
-#include <chrono>
 #include <exception>
 #include <iostream>
 #include <optional>
@@ -23,10 +25,11 @@
 #include "Connections.h"
 #include "Listener.h"
 #include "Logs.h"
+#include "Manager.h"
 #include "Messages.h"
 #include "Settings.h"
+#include "Signals.h"
 #include "Statistics.h"
-#include "StopSignals.h"
 
 namespace {
 
@@ -34,8 +37,7 @@ using namespace collector;
 using namespace std::chrono_literals;
 using qx::String;
 
-/// So long may it take until a signal is noticed, and then until clients have taken their answers.
-constexpr auto Tick = 100ms;
+/// So long may it take until clients have taken their answers.
 constexpr auto Farewell = 2s;
 
 void requireStored(Logs& logs) {
@@ -43,8 +45,17 @@ void requireStored(Logs& logs) {
         throw std::runtime_error("the logs cannot be written: " + logs.failure());
 }
 
-void serve(const Settings& settings, const StopSignals& stop, std::optional<Listener>& listener,
-           Logs& logs) {
+void reopen(Manager& manager, const Journal& journal, Logs& logs, const std::string& status) {
+    manager.reloading();
+    journal.tell(Level::Info, u"service.reopened", {}); // before that is written, the log is opened
+    requireStored(logs);
+    if (const std::string failure = logs.renewalFailure(); !failure.empty())
+        std::cerr << "Service: service.log cannot be renewed: " << failure << std::endl;
+    manager.ready(status);
+}
+
+void serve(const Settings& settings, const Signals& signals, Manager& manager,
+           std::optional<Listener>& listener, Logs& logs) {
     Statistics statistics;
     const Journal journal(settings.locale, logs.processor());
     const Service service{settings, logs, statistics, journal};
@@ -54,13 +65,22 @@ void serve(const Settings& settings, const StopSignals& stop, std::optional<List
     journal.tell(Level::Info, u"service.started", {String::fromUtf8(addresses)});
     requireStored(logs);
     std::cout << "listening on " << addresses << std::endl;
-    while (!stop.haveCome() && !logs.hasFailed()) {
-        if (auto connection = listener->accept(Tick))
+    const auto status = [&] {
+        return "listening on " + addresses + ", " + std::to_string(connections.count()) +
+               " connections, " + statistics.storedLines().toUtf8() + " lines stored";
+    };
+    manager.ready(status());
+    while (!signals.haveStopped() && !logs.hasFailed()) {
+        if (auto connection = listener->accept(manager.longestPause()))
             connections.start(std::move(connection));
         else
             connections.tidy();
+        if (Signals::takeHangup())
+            reopen(manager, journal, logs, status());
+        manager.alive(status());
     }
 
+    manager.stopping("until clients have their answers");
     listener.reset(); // who comes now is refused
     connections.tidy();
     journal.tell(Level::Info, u"service.stopping", {String::valueOf(connections.count())});
@@ -72,27 +92,41 @@ void serve(const Settings& settings, const StopSignals& stop, std::optional<List
         throw std::runtime_error("the statistics cannot be written");
 }
 
-void run(const Settings& settings, const StopSignals& stop) {
-    std::optional<Listener> listener(std::in_place, settings.addresses, settings.port);
+void run(const Settings& settings, const Signals& signals, Manager& manager) {
+    std::optional<Listener> listener;
+    if (manager.sockets().empty())
+        listener.emplace(settings.addresses, settings.port);
+    else
+        listener.emplace(manager.sockets());
     Logs logs(settings.folder, settings.level, settings.largest);
-    serve(settings, stop, listener, logs);
+    serve(settings, signals, manager, listener, logs);
     logs.close();
+}
+
+/// Says why the service ends, to whoever started it.
+void tell(std::optional<Manager>& manager, const std::string& why, const char* hint) {
+    std::cerr << "Service: " << why << hint << '\n';
+    if (manager)
+        manager->failed(why);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    const Signals signals; // one that comes from here on is not missed
+    std::optional<Manager> manager;
     try {
+        manager.emplace();
         const auto settings = readSettings(argc, argv);
         if (!settings)
             return 0;
-        run(*settings, StopSignals());
+        run(*settings, signals, *manager);
         return 0;
     } catch (const UsageFailure& failure) {
-        std::cerr << "Service: " << failure.what() << " (Service --help tells more)\n";
+        tell(manager, failure.what(), " (Service --help tells more)");
         return 2;
     } catch (const std::exception& failure) {
-        std::cerr << "Service: " << failure.what() << '\n';
+        tell(manager, failure.what(), "");
     }
     return 1;
 }

@@ -14,20 +14,27 @@ PATIENCE = 30  # seconds, on a machine that does much else
 class Service:
     """A service in a folder of its own."""
 
-    def __init__(self, examples, folder, *options, limit=None, environment=None):
+    defaults = (), {}  # options and variables of all
+
+    def __init__(self, examples, folder, *options, limit=None, environment=None, command=None,
+                 **arguments):
+        """The command comes in the place of the program with its addresses and the folder."""
         self.folder = pathlib.Path(folder)
+        options = (*options, *self.defaults[0])
+        environment = {**self.defaults[1], **(environment or {})}
 
         def restrict():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
         self.process = subprocess.Popen(
-            [examples / "Service", "--addresses", "127.0.0.1", "--port", "0", "--folder", folder,
-             *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-            env=dict(os.environ, XDG_DATA_HOME=str(self.folder / "data"), **(environment or {})),
-            preexec_fn=restrict if limit else None)
+            [*(command or [examples / "Service", "--addresses", "127.0.0.1", "--port", "0",
+                           "--folder", folder]), *options],
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            env={**os.environ, "XDG_DATA_HOME": str(self.folder / "data"), **environment},
+            preexec_fn=restrict if limit else None, **arguments)
         greeting = self.process.stdout.readline()
-        self.port = int(greeting.rpartition(":")[2]) if greeting else None
+        self.port = int(greeting.rpartition(":")[2]) if greeting.startswith("listening") else None
 
     def connect(self):
         return Client(self.port)
@@ -54,8 +61,12 @@ class Service:
 
 
 class Client:
+    context = None  # of ssl, when the services speak TLS
+
     def __init__(self, port):
         self.socket = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
+        if self.context:
+            self.socket = self.context.wrap_socket(self.socket, server_hostname="localhost")
         self.answers = self.socket.makefile("rb")
         self.greeting = self.hear()
 
