@@ -13,6 +13,11 @@ TcpConnection::TcpConnection(transport::Socket socket, int32_t readTimeoutMs)
                                           sizeof readTimeoutMs));
 }
 
+TcpConnection::~TcpConnection() {
+    if (m_isHandedOn)
+        m_socket.close(); // it would end the connection for the child otherwise
+}
+
 int32_t TcpConnection::receive(signed char* to, int32_t length) {
     int64_t count = 0;
     const ENUM_QX_E_SOCKET code =
@@ -37,6 +42,7 @@ void TcpConnection::send(const signed char* from, int32_t length) {
 String TcpConnection::inheritableName() const {
     const uint64_t socket = m_socket.getId();
     QXSocketSetInherited(socket, 1);
+    m_isHandedOn = true;
     return String(u"qx.net.tcp.socket=") + String::valueOf(socket);
 }
 

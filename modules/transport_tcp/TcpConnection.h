@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include <qx/net/TcpWorkerSocket2.h>
@@ -15,6 +16,8 @@ public:
     /// @param readTimeoutMs  0 for none
     /// @throws ResultException with a socket code when the socket cannot be set up
     TcpConnection(transport::Socket socket, int32_t readTimeoutMs);
+    /// A connection that a child may go on with stays open for it.
+    ~TcpConnection() override;
 
     int32_t receive(signed char* to, int32_t length) override;
     void send(const signed char* from, int32_t length) override;
@@ -25,6 +28,7 @@ public:
 
 private:
     net::TcpWorkerSocket2 m_socket;
+    mutable std::atomic<bool> m_isHandedOn{false};
 };
 
 } // namespace qx::tcp
