@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include <qx/sync/ForkSafeMutex.h>
 #include <qx/text/charset/Surrogates.h>
 
 #include "Iconv.h"
@@ -41,7 +42,7 @@ char32_t characterAt(const char16_t* units, std::size_t size, std::size_t* count
 } // namespace
 
 Reference<Encoding> Encoding::get(std::size_t index) {
-    static std::mutex lock;
+    static sync::ForkSafeMutex lock("qx/codecs/Encoding::get");
     static Reference<Encoding> known[EncodingCount];
     {
         const std::lock_guard guard(lock);

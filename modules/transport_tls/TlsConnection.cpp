@@ -1,6 +1,7 @@
 #include "TlsConnection.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 #include <qx/core/Result.h>
@@ -18,6 +19,7 @@ int32_t TlsConnection::receive(signed char* to, int32_t length) {
         uint32_t wanted = QX_POLL_READ;
         {
             const std::lock_guard guard(m_lock);
+            m_lock.requireWhole();
             if (const int32_t count = m_session->read(to, length))
                 return count;
             // Reading may have made answers of the protocol's own.
@@ -31,6 +33,7 @@ int32_t TlsConnection::receive(signed char* to, int32_t length) {
 
 void TlsConnection::send(const signed char* from, int32_t length) {
     std::unique_lock guard(m_lock);
+    m_lock.requireWhole();
     while (length > 0) {
         const int32_t count = std::min(length, Session::MostAtOnce);
         m_session->write(from, count);

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
+
+#include <qx/sync/ForkSafeMutex.h>
 
 #include "Session.h"
 #include "modules/transport/Connection.h"
@@ -21,7 +22,7 @@ public:
     String inheritableName() const override;
 
 private:
-    std::mutex m_lock; ///< guards the session; nobody waits for the peer while holding it
+    sync::ForkSafeMutex m_lock; ///< guards the session; nobody waits for the peer while holding it
     const std::unique_ptr<Session> m_session;
     const int32_t m_readTimeoutMs;
 };

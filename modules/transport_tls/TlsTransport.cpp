@@ -1,5 +1,6 @@
 #include "TlsTransport.h"
 
+#include <mutex>
 #include <utility>
 
 #include <qx/core/Result.h>
@@ -74,6 +75,7 @@ TlsAcceptor::TlsAcceptor(const Place& place, const util::PropertySet& properties
 
 Reference<io::IChannel> TlsAcceptor::accept() {
     const std::lock_guard turn(m_turn);
+    m_turn.requireWhole();
     for (;;) {
         const auto sockets = awaitOne();
         if (auto session = goOn(sockets))

@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include <qx/net/pcom/AbstractAcceptor.h>
 #include <qx/net/pcom/AbstractConnector.h>
 #include <qx/net/pcom/AbstractTransport.h>
+#include <qx/sync/ForkSafeMutex.h>
 
 #include "Context.h"
 #include "Session.h"
@@ -82,8 +82,8 @@ private:
     const int32_t m_handshakeMs;
     const Reference<Context> m_context;
     const transport::Listener m_listener;
-    std::mutex m_turn;       ///< whose it is goes on with all handshakes
-    Handshakes m_handshakes; ///< under way, the oldest first
+    sync::ForkSafeMutex m_turn; ///< whose it is goes on with all handshakes
+    Handshakes m_handshakes;    ///< under way, the oldest first
 };
 
 } // namespace qx::tls
