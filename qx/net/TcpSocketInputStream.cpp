@@ -18,9 +18,9 @@ void TcpSocketInputStream::setSoTimeout(int32_t milliseconds) { m_timeoutMs = mi
 int32_t TcpSocketInputStream::read(signed char* to, int32_t length) {
     if (length < 1)
         return 0;
-    if (m_timeoutMs > 0) {
+    if (const int32_t timeout = m_timeoutMs; timeout > 0) {
         qx_socket_set readable{1, {m_socket}};
-        const qx_timeval limit{m_timeoutMs / 1000, m_timeoutMs % 1000 * 1000};
+        const qx_timeval limit{timeout / 1000, timeout % 1000 * 1000};
         if (QXSocketSelect(&readable, nullptr, nullptr, &limit) == 0)
             throw io::TimeoutException(u"socket timeout"_qs);
         // Should waiting have failed, receiving says why.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include <qx/core/Reference.h>
@@ -31,7 +32,7 @@ public:
 private:
     const Reference<TcpSocketHandle> m_handle;
     const uint64_t m_socket;
-    int32_t m_timeoutMs = 0;
+    std::atomic<int32_t> m_timeoutMs{0}; ///< set by any thread
 };
 
 } // namespace qx::net
