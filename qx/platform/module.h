@@ -86,11 +86,12 @@ QX_API int32_t QXComCreateObjectFromFile(const char* path, const QXGUID* classId
 
 /// Unloads the modules that have no object alive, no factory locked and no creation under way, and
 /// were found so by each call since one at least @p delayMs ago. The time is for the code of a
-/// module that still runs after its last object is gone, such as the end of that object's Release:
-/// with 0 the caller knows that no thread is there. @p kept, which may be null, is the number of
-/// modules that stay loaded, also because somebody else loaded them too or the system cannot unload
-/// them, such as one with a unique symbol (see the guide, or -fno-gnu-unique of g++). 0x800700AA
-/// while another thread is in this call.
+/// module that still runs after its last object is counted out, which are that object's destructor
+/// and the end of its Release: it must be longer than they take. With 0 the caller knows that no
+/// thread is there. @p kept, which may be null, is the number of modules that stay loaded, also
+/// because somebody else loaded them too or the system cannot unload them, such as one with a
+/// unique symbol (see the guide, or -fno-gnu-unique of g++). 0x800700AA while another thread is in
+/// this call.
 ///
 /// As long as a module is loaded this library is too, whoever else unloads it; at the end of the
 /// process modules that are loaded are left as they are.
