@@ -98,7 +98,7 @@ const ObjectKind
                   QXSemaphorePost, passes, 3};
 // clang-format on
 
-const ObjectKind& kindNamed(const std::string& name) {
+const ObjectKind& kindNamed(std::string_view name) {
     for (const ObjectKind* kind :
          {&Mutexes, &Conditions, &RWLocks, &Events, &Gates, &Signals, &Guards, &GuardsOfThree}) {
         if (kind->name == name)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include <qx/platform/sync.h>
@@ -44,7 +45,7 @@ struct ObjectKind {
 
 extern const ObjectKind Mutexes, Conditions, RWLocks, Events, Gates, Signals, Guards, GuardsOfThree;
 
-const ObjectKind& kindNamed(const std::string& name);
+const ObjectKind& kindNamed(std::string_view name);
 
 /// An object for a scope, which leaves no file.
 struct MadeObject {

@@ -290,8 +290,8 @@ Document written(std::u16string_view name, std::u16string_view value) {
     XML_SetCharacterDataHandler(parser, &Document::addText);
     const auto* const text = reinterpret_cast<const char*>(bytes->getBytes());
     EXPECT_EQ(XML_Parse(parser, text, bytes->getSize(), 1), XML_STATUS_OK)
-        << XML_ErrorString(XML_GetErrorCode(parser)) << " in line "
-        << XML_GetCurrentLineNumber(parser);
+        << XML_ErrorString(XML_GetErrorCode(parser)) << " in "
+        << std::string_view(text, static_cast<std::size_t>(bytes->getSize()));
     XML_ParserFree(parser);
     return document;
 }
