@@ -44,6 +44,7 @@
 #include <qx/core/AnyText.h>
 #include <qx/core/BoxedNumber.h>
 #include <qx/core/ByteView.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/CodePoints.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/Comparable.h>
@@ -76,6 +77,7 @@
 #include <qx/core/Surrogates.h>
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
+#include <qx/core/TypeName.h>
 #include <qx/core/Unknown.h>
 #include <qx/core/runtime/Class.h>
 #include <qx/core/runtime/ClassManager.h>

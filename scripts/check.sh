@@ -12,13 +12,16 @@ all_folders() { find qx modules tools examples tests bench fuzz -maxdepth 0 2>/d
 check_layers() { python3 scripts/check-layers.py; }
 
 # Every public header compiles alone and included twice; those for C also as strict C99, C11 and
-# C++20 by each of the two compilers that is there.
+# C++20 by each of the two compilers that is there, and all of them also for a program without
+# run-time type information.
 check_headers() {
     local flags="-fsyntax-only -I. -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
-    local standard compiler c_commands=()
+    local standard compiler c_commands=() no_rtti_commands=()
     export cxx="${CXX:-c++} -std=c++20 $flags -x c++ -"
     for compiler in gcc clang; do
         command -v "$compiler" >/dev/null || continue
+        no_rtti_commands+=("${compiler}_no_rtti")
+        export "${no_rtti_commands[-1]}=$compiler -std=c++20 -fno-rtti $flags -x c++ -"
         for standard in c99 c11 c++20; do
             c_commands+=("${compiler}_${standard/++/xx}")
             export "${c_commands[-1]}=$compiler -std=$standard -pedantic-errors $flags \
@@ -27,6 +30,7 @@ check_headers() {
     done
     # One header a line, with the compiler command; xargs fails when any of them does.
     {
+        printf '%s qx/qx.h\n' "${no_rtti_commands[@]}"
         public_headers | sed 's/^/cxx /'
         for compiler in "${c_commands[@]}"; do
             public_headers | xargs grep -l '__cplusplus' | sed "s/^/$compiler /"

@@ -33,10 +33,10 @@ public:
     explicit Collection(pcom::Collection* wrapped) : m_wrapped(required(wrapped)) {}
 
     int compareTo(const Object& other) const override {
-        return m_wrapped->compareTo(unwrapped<Collection>(other));
+        return m_wrapped->compareTo(unwrapped(*this, other));
     }
     bool equals(const Object& other) const override {
-        return m_wrapped->equals(unwrapped<Collection>(other));
+        return m_wrapped->equals(unwrapped(*this, other));
     }
     uint32_t hashCode() const override { return m_wrapped->hashCode(); }
 

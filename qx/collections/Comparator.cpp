@@ -3,10 +3,12 @@
 #include <functional>
 #include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/core/TypeName.h>
 #include <qx/core/detail/TakeInterface.h>
 
 namespace qx::util {
@@ -48,13 +50,20 @@ int32_t Comparator::Hash(const IQXUnknown* a, uint32_t* result) {
 
 int Comparator::compareTo(const Object& other) const {
     if (!equals(other))
-        throwCastFailed(typeid(*this));
+        throwCastFailed(typeName<Comparator>());
     return 0;
 }
 
-bool Comparator::equals(const Object& other) const { return typeid(*this) == typeid(other); }
+bool Comparator::equals(const Object& other) const {
+    const std::type_info* const type = qx::detail::typeOf(this);
+    const std::type_info* const otherType = qx::detail::typeOf(&other);
+    return type && otherType ? *type == *otherType : this == &other;
+}
 
-uint32_t Comparator::hashCode() const { return static_cast<uint32_t>(typeid(*this).hash_code()); }
+uint32_t Comparator::hashCode() const {
+    const std::type_info* const type = qx::detail::typeOf(this);
+    return type ? static_cast<uint32_t>(type->hash_code()) : Object::hashCode();
+}
 
 int Comparator::compare(const Object& a, const Object& b) const { return a.compareTo(b); }
 

@@ -6,6 +6,7 @@
 #include <typeinfo>
 
 #include <qx/core/AnyText.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Reference.h>
@@ -110,12 +111,15 @@ const IQXUnknown* unknownOf(const T* element) {
 /// The T in an object, which may be null; null when there is none.
 template <class T>
 T* partOf(ComObject* object) {
+#ifdef __GXX_RTTI
     // What is exactly a T, as most elements are, needs no search through its bases.
     if constexpr (requires { static_cast<T*>(object); }) {
-        if (object && typeid(*object) == typeid(T))
+        const std::type_info* const type = object ? qx::detail::typeOf(object) : nullptr;
+        if (type && *type == typeid(T))
             return static_cast<T*>(object);
     }
-    return dynamic_cast<T*>(object);
+#endif
+    return castTo<T>(object);
 }
 
 /// The element as a @p T; null stays null, and any element is an IQXUnknown.
@@ -181,12 +185,15 @@ public:
     Reference<IQXUnknown> meet(const Reference<IQXUnknown>& element) { return element; }
 };
 
-/// The object that a facade stands for in comparisons: what it wraps when @p other is a @p Facade,
-/// else @p other itself.
+/// The object that @p other stands for in comparisons with the facade @p self: what it wraps when
+/// it is a @p Facade too, else @p other itself.
 /// @throws CastFailedException when what it wraps is not an Object
 template <class Facade>
-const Object& unwrapped(const Object& other) {
-    const auto* const facade = dynamic_cast<const Facade*>(&other);
+const Object& unwrapped(const Facade& self, const Object& other) {
+    // Facades of the same class know each other also where classes have no type information.
+    const bool isAlike = qx::detail::functionTableOf(&self) == qx::detail::functionTableOf(&other);
+    const auto* const facade =
+        isAlike ? static_cast<const Facade*>(&other) : castTo<const Facade>(&other);
     return facade ? requireCast(qx::pcom::objectBehind<const Object>(facade->getWrapped())) : other;
 }
 

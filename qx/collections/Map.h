@@ -44,10 +44,10 @@ public:
     explicit Map(pcom::Map* wrapped) : m_wrapped(required(wrapped)) {}
 
     int compareTo(const Object& other) const override {
-        return m_wrapped->compareTo(unwrapped<Map>(other));
+        return m_wrapped->compareTo(unwrapped(*this, other));
     }
     bool equals(const Object& other) const override {
-        return m_wrapped->equals(unwrapped<Map>(other));
+        return m_wrapped->equals(unwrapped(*this, other));
     }
     uint32_t hashCode() const override { return m_wrapped->hashCode(); }
 

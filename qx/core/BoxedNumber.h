@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
-#include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Number.h>
 #include <qx/core/Required.h>
@@ -68,15 +68,8 @@ public:
     /// The same.
     /// @throws CastFailedException when @p other is of another class
     int compareTo(const Object& other) const override {
-        const Number& same = requireCast(dynamic_cast<const Self*>(&other));
+        const Number& same = requireCast(castTo<const Self>(&other));
         return compareTo(same);
-    }
-
-    /// @throws CloneNotSupportedException for a derived class that does not override it
-    [[nodiscard]] Object* clone() const override {
-        if (typeid(*this) != typeid(Self))
-            throwNotCloneable(*this);
-        return new Self(m_value);
     }
 
     /// Decimal; floating point with up to six significant digits.

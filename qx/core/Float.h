@@ -15,6 +15,9 @@ public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
 
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
+
     /// The value without its fraction.
     /// @throws Exception "Number Format Exception" for infinity and NaN
     math::BigInteger toBigInteger() const override;
@@ -28,6 +31,9 @@ class QX_API Double : public BoxedNumber<Double, Number, &Number::toDouble, &Num
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 
     math::BigInteger toBigInteger() const override;
     math::BigDecimal toBigDecimal() const override;

@@ -15,6 +15,9 @@ class QX_API Integer8
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// A signed integer of 16 bits.
@@ -23,6 +26,9 @@ class QX_API Integer16
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// A signed integer of 32 bits.
@@ -31,6 +37,9 @@ class QX_API Integer32
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// A signed integer of 64 bits.
@@ -39,6 +48,9 @@ class QX_API Integer64
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// An unsigned integer of 8 bits.
@@ -47,6 +59,9 @@ class QX_API UInteger8
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// An unsigned integer of 16 bits.
@@ -55,6 +70,9 @@ class QX_API UInteger16
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// An unsigned integer of 32 bits.
@@ -63,6 +81,9 @@ class QX_API UInteger32
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 /// An unsigned integer of 64 bits.
@@ -71,6 +92,9 @@ class QX_API UInteger64
 public:
     using BoxedNumber::BoxedNumber;
     using BoxedNumber::operator=;
+
+    /// @throws CloneNotSupportedException for a derived class that does not override it
+    [[nodiscard]] Object* clone() const override;
 };
 
 } // namespace qx

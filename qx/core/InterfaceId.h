@@ -2,9 +2,9 @@
 
 #include <string_view>
 #include <type_traits>
-#include <typeinfo>
 
 #include <qx/core/GUID.h>
+#include <qx/core/TypeName.h>
 #include <qx/platform/export.h>
 
 namespace qx::pcom {
@@ -14,27 +14,18 @@ namespace detail {
 template <const GUID& Id>
 QX_LOCAL inline constexpr GUID ownCopyOf = Id;
 
-// How the compiler calls a class and a constant: the constant of a base is called after the base.
-
-template <class T>
-constexpr const char* phraseWith() {
-    return __PRETTY_FUNCTION__; // "... T = IFoo]"
-}
+/// How the compiler calls a constant: that of a base is called after the base.
 template <const GUID& Id>
 constexpr const char* phraseWith() {
     return __PRETTY_FUNCTION__; // "... Id = IFoo::Iid]"
 }
 
-constexpr std::string_view calledIn(std::string_view phrase) {
-    return phrase.substr(0, phrase.size() - 1).substr(phrase.find(" = ") + 3);
-}
-
 template <class Interface>
 constexpr bool statesIid() {
     constexpr std::string_view Member = "::Iid";
-    const std::string_view id = calledIn(phraseWith<Interface::Iid>());
+    const std::string_view id = qx::detail::calledIn(phraseWith<Interface::Iid>());
     return !id.ends_with(Member) ||
-           id.substr(0, id.size() - Member.size()) == calledIn(phraseWith<Interface>());
+           id.substr(0, id.size() - Member.size()) == typeName<Interface>();
 }
 
 } // namespace detail
@@ -66,8 +57,8 @@ const GUID& queriedIid() noexcept {
                       "qx::GUID Iid, and one that it only inherits is that of its base");
 }
 
-/// Throws ResultException "no such interface: IFoo" with the code, or with result::NoInterface for
-/// one that is no failure.
-[[noreturn]] QX_API void throwNoInterface(int32_t code, const std::type_info& wanted);
+/// Throws ResultException "no such interface: IFoo", which is @p wanted, with the code, or with
+/// result::NoInterface for one that is no failure.
+[[noreturn]] QX_API void throwNoInterface(int32_t code, std::string_view wanted);
 
 } // namespace qx::pcom

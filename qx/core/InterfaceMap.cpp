@@ -1,6 +1,8 @@
 #include "qx/core/InterfaceMap.h"
 
+#include <qx/core/CastTo.h>
 #include <qx/core/ComObject.h>
+#include <qx/core/Object.h>
 #include <qx/platform/result.h>
 
 namespace qx::pcom {
@@ -12,6 +14,11 @@ namespace {
 constexpr GUID ComObjectIid{
     0xF3285B9F, 0xFA41, 0x4FAC, {0x9F, 0x95, 0xBC, 0x0A, 0x83, 0x4A, 0x53, 0xE9}};
 constexpr int32_t ComObjectAnswer = 0x5158434F;
+
+/// Asks a ComObject for its Object, and is known only to the map at the end of every Object's.
+constexpr GUID ObjectIid{
+    0x2B6E9D14, 0x7C03, 0x4D58, {0xA1, 0x4F, 0x86, 0xE2, 0x59, 0x0B, 0xC7, 0x3D}};
+constexpr int32_t ObjectAnswer = 0x51584F42;
 
 } // namespace
 
@@ -43,8 +50,12 @@ int32_t QueryInterfaceMap(const InterfaceData* map, ComObject* object, const GUI
         const auto chain = reinterpret_cast<ChainFunction>(row->kind);
         const int32_t chained = chain(object, iid, out, row->data);
         // A chain to a base map that does not know the interface lets the walk go on.
-        if (chained == result::Ok || (chained < 0 && row->iid))
+        if (chained == result::Ok || chained == ObjectAnswer || (chained < 0 && row->iid))
             return chained;
+    }
+    if (iid == ObjectIid && map == Object::GetComIntfMap()) {
+        *out = object;
+        return ObjectAnswer;
     }
     *out = nullptr;
     return result::NoInterface;
@@ -66,3 +77,18 @@ __attribute__((no_sanitize("vptr"))) ComObject* comObjectOf(const IQXUnknown* un
 }
 
 } // namespace qx::pcom
+
+namespace qx {
+
+Object* detail::untypedObject(const ComObject* object) {
+    auto* const asked = const_cast<ComObject*>(object);
+    void* answer = nullptr;
+    const int32_t answered = asked->QueryInterface(pcom::ObjectIid, &answer);
+    if (answered == pcom::ObjectAnswer && answer == asked)
+        return static_cast<Object*>(asked);
+    if (answered >= 0 && answered != pcom::ObjectAnswer && answer)
+        static_cast<IQXUnknown*>(answer)->Release();
+    return nullptr;
+}
+
+} // namespace qx

@@ -9,6 +9,7 @@
 
 #include <cxxabi.h>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/ComObject.h>
 #include <qx/platform/detail/ForkWatch.h>
 
@@ -32,11 +33,13 @@ constinit platform::ForkNode s_node{&Steps};
 // Before all others, so that their locks come before this one: objects live and die under them.
 [[gnu::constructor(101)]] void watchForks() { platform::enterForks(s_node); }
 
-std::string nameOf(const std::type_info& type) {
+std::string nameOf(const std::type_info* type) {
+    if (!type)
+        return "a class without run-time type information";
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-    return name ? name.get() : type.name();
+        abi::__cxa_demangle(type->name(), nullptr, nullptr, &status), &std::free);
+    return name ? name.get() : type->name();
 }
 
 } // namespace
@@ -87,7 +90,7 @@ std::vector<LiveObjects::Count> LiveObjects::byClass() {
     {
         const std::lock_guard held(s_lock);
         for (const detail::LiveLink* link = s_first; link; link = link->m_next)
-            ++counts[nameOf(typeid(*link->m_object))];
+            ++counts[nameOf(detail::typeOf(link->m_object))];
     }
     std::vector<Count> list;
     for (const auto& [name, objects] : counts)

@@ -11,6 +11,7 @@
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/ClassName.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/platform/text.h>
 
 namespace qx {
@@ -28,7 +29,7 @@ int32_t Object::QueryInterface(const GUID& iid, void** out) {
 }
 
 Object* Object::clone() const {
-    if (typeid(*this) != typeid(Object))
+    if (!detail::isExactly(*this))
         throwNotCloneable(*this);
     return new Object(*this);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <cstring>
-
+#include <qx/core/CastTo.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/InterfaceMap.h>
 
@@ -17,20 +16,7 @@ namespace qx::pcom {
 /// reference to the former is then none to the latter.
 template <class T>
 T* objectBehind(const IQXUnknown* unknown) {
-    return dynamic_cast<T*>(comObjectOf(unknown));
+    return castTo<T>(comObjectOf(unknown));
 }
 
 } // namespace qx::pcom
-
-namespace qx::detail {
-
-/// The table of functions through which an object is called by @p interface. It tells the exact
-/// class in one read, also where the object knows no run-time types: a short cut for callers that
-/// go on in the general way when it misses. Not null.
-inline const void* functionTableOf(const void* interface) noexcept {
-    const void* table = nullptr;
-    std::memcpy(&table, interface, sizeof(table));
-    return table;
-}
-
-} // namespace qx::detail

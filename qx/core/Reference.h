@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <qx/core/InterfaceId.h>
+#include <qx/core/TypeName.h>
 #include <qx/platform/result.h>
 
 // Clang refuses or warns of a variable that is left with the pointer of a temporary Reference.
@@ -117,7 +118,7 @@ public:
         Reference<Interface> found;
         const int32_t code = ask(found);
         if (!found)
-            pcom::throwNoInterface(code, typeid(Interface));
+            pcom::throwNoInterface(code, typeName<Interface>());
         return found;
     }
 

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <typeinfo>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/core/TypeName.h>
 #include <qx/platform/export.h>
 #include <qx/platform/result.h>
 
@@ -28,8 +30,9 @@ Reference<T> required(Reference<T> reference) {
     return reference;
 }
 
-/// Throws CastFailedException, whose description names the class that was wanted.
-[[noreturn]] QX_API void throwCastFailed(const std::type_info& wanted);
+/// Throws CastFailedException "not a qx::String", whatever the name of the class is that was
+/// wanted.
+[[noreturn]] QX_API void throwCastFailed(std::string_view wanted);
 /// Throws RangeErrorException "index 7, size 3".
 [[noreturn]] QX_API void throwOutOfRange(int64_t index, int64_t size);
 /// Throws CloneNotSupportedException, whose description names the class of the object.
@@ -40,7 +43,7 @@ Reference<T> required(Reference<T> reference) {
 template <class T>
 T& requireCast(T* result) {
     if (!result)
-        throwCastFailed(typeid(T));
+        throwCastFailed(typeName<std::remove_cv_t<T>>());
     return *result;
 }
 

@@ -4,10 +4,12 @@
 #include <functional>
 #include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Required.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/core/detail/SampledHash.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
@@ -275,7 +277,7 @@ String String::substring(int32_t begin, int32_t end) const {
 }
 
 String* String::clone() const {
-    if (typeid(*this) != typeid(String))
+    if (!detail::isExactly(*this))
         throwNotCloneable(*this);
     return new String(*this);
 }
@@ -283,11 +285,11 @@ String* String::clone() const {
 int String::compareTo(const Object& other) const {
     if (this == &other)
         return 0;
-    return compare(requireCast(dynamic_cast<const String*>(&other)));
+    return compare(requireCast(castTo<const String>(&other)));
 }
 
 bool String::equals(const Object& other) const {
-    const auto* const string = dynamic_cast<const String*>(&other);
+    const auto* const string = castTo<const String>(&other);
     return string && *this == *string;
 }
 

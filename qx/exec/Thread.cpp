@@ -9,6 +9,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/platform/native.h>
 
 namespace qx::exec {
@@ -60,7 +61,7 @@ Thread::~Thread() {
 }
 
 Thread* Thread::clone() const {
-    if (typeid(*this) != typeid(Thread))
+    if (!qx::detail::isExactly(*this))
         throwNotCloneable(*this);
     return new Thread(*this);
 }

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
@@ -73,14 +74,12 @@ void Locale::setName() {
 }
 
 int Locale::compareTo(const Object& other) const {
-    const auto* const locale = dynamic_cast<const Locale*>(&other);
-    if (!locale)
-        throwCastFailed(typeid(*this));
+    const auto* const locale = &requireCast(castTo<const Locale>(&other));
     return m_name.compare(locale->m_name);
 }
 
 bool Locale::equals(const Object& other) const {
-    const auto* const locale = dynamic_cast<const Locale*>(&other);
+    const auto* const locale = castTo<const Locale>(&other);
     return locale && m_name.equals(TextView(locale->m_name));
 }
 

@@ -14,8 +14,8 @@ public:
     static constexpr int32_t DefaultSize = 8192;
 
     /// @param size  of the buffer in bytes, raised to 16
-    explicit BufferedInputStream(InputStream* in, int32_t size = DefaultSize)
-        : BufferedSource(in, size, &typeid(BufferedInputStream)) {}
+    explicit BufferedInputStream(InputStream* in, int32_t size = DefaultSize);
+    ~BufferedInputStream() override;
 };
 
 } // namespace qx::io

@@ -4,4 +4,6 @@ namespace qx::io {
 
 template class BufferedSink<OutputStream, signed char>;
 
+BufferedOutputStream::~BufferedOutputStream() = default;
+
 } // namespace qx::io

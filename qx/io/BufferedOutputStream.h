@@ -16,6 +16,7 @@ public:
     /// @param size  of the buffer in bytes, raised to 16
     explicit BufferedOutputStream(OutputStream* out, int32_t size = DefaultSize)
         : BufferedSink(out, size) {}
+    ~BufferedOutputStream() override;
 };
 
 } // namespace qx::io

@@ -7,6 +7,9 @@ namespace qx::io {
 
 template class BufferedSource<Reader, char16_t>;
 
+BufferedReader::BufferedReader(Reader* in, int32_t size)
+    : BufferedSource(in, size, &typeid(BufferedReader)) {}
+
 int32_t BufferedReader::readLine(String& line) {
     requireOpen();
     line.clear();

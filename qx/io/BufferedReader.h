@@ -19,8 +19,7 @@ public:
     static constexpr int32_t DefaultSize = 8192;
 
     /// @param size  of the buffer in units, raised to 16
-    explicit BufferedReader(Reader* in, int32_t size = DefaultSize)
-        : BufferedSource(in, size, &typeid(BufferedReader)) {}
+    explicit BufferedReader(Reader* in, int32_t size = DefaultSize);
 
     /// Reads one line into @p line, which is emptied first. A line ends with LF, CR or CR LF, which
     /// is not part of it, or at the end of input.

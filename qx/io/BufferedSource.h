@@ -7,6 +7,7 @@
 #include <typeinfo>
 #include <utility>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/io/IoException.h>
@@ -237,7 +238,8 @@ template <class Base, class Unit>
 void BufferedSource<Base, Unit>::show(const Unit* units, int32_t count) noexcept {
     m_window.at = units;
     m_end = units + count;
-    m_window.end = m_openClass == &typeid(*this) ? m_end : nullptr;
+    const bool isOpen = m_openClass && m_openClass == qx::detail::typeOf(this);
+    m_window.end = isOpen ? m_end : nullptr;
 }
 
 } // namespace qx::io

@@ -4,4 +4,6 @@ namespace qx::io {
 
 template class BufferedSink<Writer, char16_t>;
 
+BufferedWriter::~BufferedWriter() = default;
+
 } // namespace qx::io

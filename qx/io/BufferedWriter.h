@@ -15,6 +15,7 @@ public:
 
     /// @param size  of the buffer in units, raised to 16
     explicit BufferedWriter(Writer* out, int32_t size = DefaultSize) : BufferedSink(out, size) {}
+    ~BufferedWriter() override;
 };
 
 } // namespace qx::io

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/io/InputStream.h>
@@ -214,7 +215,7 @@ template <class Derived, class Byte>
 int BasicByteBuffer<Derived, Byte>::compareTo(const Object& other) const {
     if (this == &other)
         return 0;
-    const auto* const buffer = dynamic_cast<const Derived*>(&other);
+    const auto* const buffer = castTo<const Derived>(&other);
     if (!buffer)
         throw CastFailedException(u"no byte buffer of the same class"_qs);
     if (m_capacity != buffer->getCapacity())
@@ -226,7 +227,7 @@ int BasicByteBuffer<Derived, Byte>::compareTo(const Object& other) const {
 
 template <class Derived, class Byte>
 bool BasicByteBuffer<Derived, Byte>::equals(const Object& other) const {
-    return dynamic_cast<const Derived*>(&other) && compareTo(other) == 0;
+    return castTo<const Derived>(&other) && compareTo(other) == 0;
 }
 
 template <class Derived, class Byte>

@@ -4,4 +4,6 @@ namespace qx::io {
 
 template class FilterSource<InputStream, signed char>;
 
+FilterInputStream::~FilterInputStream() = default;
+
 } // namespace qx::io

@@ -12,6 +12,7 @@ extern template class QX_API FilterSource<InputStream, signed char>;
 class QX_API FilterInputStream : public FilterSource<InputStream, signed char> {
 public:
     explicit FilterInputStream(InputStream* in) : FilterSource(in) {}
+    ~FilterInputStream() override;
 };
 
 } // namespace qx::io

@@ -4,4 +4,6 @@ namespace qx::io {
 
 template class FilterSink<OutputStream, signed char>;
 
+FilterOutputStream::~FilterOutputStream() = default;
+
 } // namespace qx::io

@@ -12,6 +12,7 @@ extern template class QX_API FilterSink<OutputStream, signed char>;
 class QX_API FilterOutputStream : public FilterSink<OutputStream, signed char> {
 public:
     explicit FilterOutputStream(OutputStream* out) : FilterSink(out) {}
+    ~FilterOutputStream() override;
 };
 
 } // namespace qx::io

@@ -4,4 +4,6 @@ namespace qx::io {
 
 template class FilterSource<Reader, char16_t>;
 
+FilterReader::~FilterReader() = default;
+
 } // namespace qx::io

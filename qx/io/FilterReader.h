@@ -12,6 +12,7 @@ extern template class QX_API FilterSource<Reader, char16_t>;
 class QX_API FilterReader : public FilterSource<Reader, char16_t> {
 public:
     explicit FilterReader(Reader* in) : FilterSource(in) {}
+    ~FilterReader() override;
 };
 
 } // namespace qx::io

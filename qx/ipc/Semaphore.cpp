@@ -1,5 +1,6 @@
 #include "qx/ipc/Semaphore.h"
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Result.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/platform/sync.h>
@@ -23,7 +24,7 @@ bool Semaphore::tryWait(uint32_t milliseconds) {
         return true;
     if (!sync::signalled(QXSemaphoreTimedWait(m_handle.get(), milliseconds)))
         return false;
-    if (auto* const recursive = dynamic_cast<SemaphoreR*>(this))
+    if (auto* const recursive = castTo<SemaphoreR>(this))
         recursive->becomeOwner();
     return true;
 }

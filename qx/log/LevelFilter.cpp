@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Number.h>
 #include <qx/core/Required.h>
 #include <qx/core/String.h>
@@ -29,7 +30,7 @@ std::optional<int64_t> levelOf(const ILogEntry& entry) {
     if (!entry.hasField(name))
         return level;
     const auto value = entry.getField(name);
-    if (const auto* const number = dynamic_cast<const Number*>(value.get()))
+    if (const auto* const number = castTo<const Number>(value.get()))
         level = number->toInt64();
     return level;
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Number.h>
 #include <qx/core/Required.h>
 #include <qx/io/OutputStreamWriter.h>
@@ -145,7 +146,7 @@ std::optional<int> levelIn(const FieldValue& value) {
         return value.toSigned();
     if (value.kind() != FieldValue::Kind::Object)
         return std::nullopt;
-    const auto* const number = dynamic_cast<const Number*>(value.toObject());
+    const auto* const number = castTo<const Number>(value.toObject());
     const int64_t level = number ? number->toInt64() : INT64_MAX;
     if (!std::in_range<int>(level))
         return std::nullopt;
@@ -157,7 +158,7 @@ std::optional<STRUCT_QX_TIME> timeIn(const FieldValue& value) {
         return value.toTime();
     if (value.kind() != FieldValue::Kind::Object)
         return std::nullopt;
-    const auto* const stamp = dynamic_cast<const TimeStamp*>(value.toObject());
+    const auto* const stamp = castTo<const TimeStamp>(value.toObject());
     return stamp ? std::optional(stamp->getTime()) : std::nullopt;
 }
 

@@ -4,9 +4,12 @@
 #include <limits>
 #include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
+#include <qx/core/TypeName.h>
 #include <qx/core/detail/Decimal.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
 #include <qx/platform/text.h>
@@ -169,15 +172,15 @@ int BigDecimal::compareTo(const BigDecimal& other) const {
 int BigDecimal::compareTo(const Object& other) const {
     if (this == &other)
         return 0;
-    if (const auto* const same = dynamic_cast<const BigDecimal*>(&other))
+    if (const auto* const same = castTo<const BigDecimal>(&other))
         return compareTo(*same);
-    if (const auto* const number = dynamic_cast<const Number*>(&other))
+    if (const auto* const number = castTo<const Number>(&other))
         return compareTo(number->toBigDecimal());
-    throwCastFailed(typeid(*this));
+    throwCastFailed(typeName<BigDecimal>());
 }
 
 BigDecimal* BigDecimal::clone() const {
-    if (typeid(*this) != typeid(BigDecimal))
+    if (!qx::detail::isExactly(*this))
         throwNotCloneable(*this);
     return new BigDecimal(*this);
 }

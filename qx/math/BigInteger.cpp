@@ -6,8 +6,11 @@
 #include <limits>
 #include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
+#include <qx/core/TypeName.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
@@ -161,15 +164,15 @@ int BigInteger::compareLong(const IntegerView& left, const IntegerView& right) n
 int BigInteger::compareTo(const Object& other) const {
     if (this == &other)
         return 0;
-    if (const auto* const same = dynamic_cast<const BigInteger*>(&other))
+    if (const auto* const same = castTo<const BigInteger>(&other))
         return compare(*this, *same);
-    if (const auto* const number = dynamic_cast<const Number*>(&other))
+    if (const auto* const number = castTo<const Number>(&other))
         return compare(*this, number->toBigInteger());
-    throwCastFailed(typeid(*this));
+    throwCastFailed(typeName<BigInteger>());
 }
 
 BigInteger* BigInteger::clone() const {
-    if (typeid(*this) != typeid(BigInteger))
+    if (!qx::detail::isExactly(*this))
         throwNotCloneable(*this);
     return new BigInteger(*this);
 }

@@ -10,7 +10,7 @@ namespace qx::pcom {
 
 namespace {
 
-[[noreturn]] void throwNotCreated(int32_t code, const String& name, const std::type_info& wanted) {
+[[noreturn]] void throwNotCreated(int32_t code, const String& name, std::string_view wanted) {
     if (code == result::NoInterface) {
         try {
             throwNoInterface(code, wanted);
@@ -30,7 +30,7 @@ namespace {
 /// Lets @p create (address of the pointer) store the object in @p out, and throws when it fails or
 /// has stored none.
 template <class Create>
-void createWith(Create&& create, const String& name, const std::type_info& wanted, void** out) {
+void createWith(Create&& create, const String& name, std::string_view wanted, void** out) {
     void* object = nullptr;
     const int32_t code = create(&object);
     if (code < 0 || !object)
@@ -40,8 +40,7 @@ void createWith(Create&& create, const String& name, const std::type_info& wante
 
 } // namespace
 
-void createObjectOf(const AnyText& progId, const GUID& iid, const std::type_info& wanted,
-                    void** out) {
+void createObjectOf(const AnyText& progId, const GUID& iid, std::string_view wanted, void** out) {
     createWith(
         [&](void** object) {
             return QXComCreateObjectByProgID(progId.terminated(), nullptr, &iid, object);
@@ -49,8 +48,7 @@ void createObjectOf(const AnyText& progId, const GUID& iid, const std::type_info
         progId.toString(), wanted, out);
 }
 
-void createObjectOf(const GUID& classId, const GUID& iid, const std::type_info& wanted,
-                    void** out) {
+void createObjectOf(const GUID& classId, const GUID& iid, std::string_view wanted, void** out) {
     char16_t name[39];
     QXComStringFromGUID(&classId, name, 39);
     createWith(

@@ -58,7 +58,7 @@ pkg_config)
     flags=$(pkg-config --cflags --libs qx)
     library=$(pkg-config --variable=libdir qx)
     # Unquoted: the flags are words.
-    ${CXX:-c++} -std=c++20 "$source/main.cpp" -o "$build/consumer_cpp" $flags -Wl,-rpath,"$library"
+    ${CXX:-c++} -std=c++20 -fno-rtti "$source/main.cpp" -o "$build/consumer_cpp" $flags -Wl,-rpath,"$library"
     ${CC:-cc} -std=c11 -Wall -Wextra -Wpedantic -Werror "$source/main.c" -o "$build/consumer_c" \
         $flags -Wl,-rpath,"$library"
     # A program that sees objects of another layout than the library does not link.

@@ -4,6 +4,7 @@
 
 #include <qx/collections/Comparator.h>
 #include <qx/collections/IComparator.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/InterfaceMap.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/String.h>
@@ -17,7 +18,8 @@ namespace qx::collections::detail {
 /// the natural order, whose answers for a String are known; else null.
 inline const void* naturalStringTable(const IQXComparator& comparator) {
     const ComObject* const object = qx::pcom::comObjectOf(&comparator);
-    return object && typeid(*object) == typeid(util::Comparator)
+    const std::type_info* const type = object ? qx::detail::typeOf(object) : nullptr;
+    return type && *type == typeid(util::Comparator)
                ? qx::detail::functionTableOf(String().GetUnknown())
                : nullptr;
 }

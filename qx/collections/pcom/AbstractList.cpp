@@ -5,6 +5,7 @@
 #include <qx/collections/Comparing.h>
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/ListViews.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 
@@ -14,10 +15,10 @@ namespace {
 
 /// The iterator for what @p list is exactly: of a derived class every operation is called.
 Reference<ListIterator> iteratorAt(AbstractList* list, int cursor) {
-    const std::type_info& type = typeid(*list);
-    if (type == typeid(ArrayList))
+    const std::type_info* const type = qx::detail::typeOf(list);
+    if (type && *type == typeid(ArrayList))
         return new OwnListIterator<ArrayList>(static_cast<ArrayList*>(list), cursor);
-    if (type == typeid(LinkedList))
+    if (type && *type == typeid(LinkedList))
         return new OwnListIterator<LinkedList>(static_cast<LinkedList*>(list), cursor);
     return new ListIteratorOf<AbstractList>(list, cursor);
 }
@@ -48,7 +49,7 @@ bool AbstractList::addAll(int index, const Collection& other) {
 int AbstractList::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    return compareToList(requireCast(dynamic_cast<const List*>(&other)));
+    return compareToList(requireCast(castTo<const List>(&other)));
 }
 
 Reference<ConstIterator> AbstractList::createConstIterator() const {
@@ -78,7 +79,7 @@ Reference<List> AbstractList::createSubList(int from, int to) {
 bool AbstractList::equals(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return true;
-    const auto* const list = dynamic_cast<const List*>(&other);
+    const auto* const list = castTo<const List>(&other);
     return list && list->getSize() == getSize() && compareToList(*list) == 0;
 }
 

@@ -7,6 +7,7 @@
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
 #include <qx/collections/pcom/detail/MapViews.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 
@@ -43,7 +44,7 @@ void AbstractMap::clear() { createEntrySet()->clear(); }
 int AbstractMap::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    return compareToMap(requireCast(dynamic_cast<const Map*>(&other)));
+    return compareToMap(requireCast(castTo<const Map>(&other)));
 }
 
 bool AbstractMap::containsKey(const IQXUnknown* key) const {
@@ -75,7 +76,7 @@ Reference<Collection> AbstractMap::createValueCollection() {
 bool AbstractMap::equals(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return true;
-    const auto* const map = dynamic_cast<const Map*>(&other);
+    const auto* const map = castTo<const Map>(&other);
     return map && map->getSize() == getSize() && compareToMap(*map) == 0;
 }
 

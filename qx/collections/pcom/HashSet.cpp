@@ -3,6 +3,7 @@
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/pcom/HashMap.h>
 #include <qx/collections/pcom/detail/HashMapIterator.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/Required.h>
 
 namespace qx::collections::pcom {
@@ -31,7 +32,7 @@ void HashSet::clear() { m_map->clear(); }
 int HashSet::compareTo(const Object& other) const {
     if (&other == static_cast<const Object*>(this))
         return 0;
-    const HashMap& elements = *requireCast(dynamic_cast<const HashSet*>(&other)).m_map;
+    const HashMap& elements = *requireCast(castTo<const HashSet>(&other)).m_map;
     for (const auto& entry : *m_map) {
         if (!elements.containsKey(entry.first))
             return -1;

@@ -4,6 +4,7 @@
 #include <cxxabi.h>
 #include <memory>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/runtime/ClassManager.h>
@@ -13,6 +14,7 @@ namespace qx {
 namespace {
 
 constexpr char16_t NoSuchClass[] = u"no such class";
+constexpr char16_t NoTypeInformation[] = u"a class without run-time type information";
 
 String readableName(const std::type_info& type) {
     int status = 0;
@@ -25,7 +27,10 @@ String readableName(const std::type_info& type) {
 
 const char16_t* Class::getName() const { return m_name; }
 
-bool Class::isInstance(const Object& object) const { return typeid(object) == *m_type; }
+bool Class::isInstance(const Object& object) const {
+    const std::type_info* const type = detail::typeOf(&object);
+    return type && *type == *m_type;
+}
 
 Object* Class::createInstance() const {
     if (!m_creator)
@@ -43,17 +48,18 @@ const Class* Class::forName(const char16_t* name) {
 const Class* Class::forType(const std::type_info* type) {
     const Class* const found = type ? ClassManager::getInstance()->lookupType(type) : nullptr;
     if (!found)
-        throw withDetail(ClassNotFoundException(type ? readableName(*type) : String()),
-                         String(NoSuchClass));
+        throw withDetail(
+            ClassNotFoundException(type ? readableName(*type) : String(NoTypeInformation)),
+            String(NoSuchClass));
     return found;
 }
 
-void throwCastFailed(const std::type_info& wanted) {
-    throw CastFailedException(u"not a " + readableName(wanted));
+void throwCastFailed(std::string_view wanted) {
+    throw CastFailedException(u"not a " + String::fromUtf8(wanted));
 }
 
-void pcom::throwNoInterface(int32_t code, const std::type_info& wanted) {
-    throwResultOf(code < 0 ? code : result::NoInterface, readableName(wanted));
+void pcom::throwNoInterface(int32_t code, std::string_view wanted) {
+    throwResultOf(code < 0 ? code : result::NoInterface, String::fromUtf8(wanted));
 }
 
 } // namespace qx

@@ -1,7 +1,6 @@
 #include "qx/core/Object.h"
 
-#include <typeinfo>
-
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/detail/ClassName.h>
@@ -9,7 +8,7 @@
 
 namespace qx {
 
-const Class* Object::getClass() const { return Class::forType(&typeid(*this)); }
+const Class* Object::getClass() const { return Class::forType(detail::typeOf(this)); }
 
 const char16_t* classNameOf(const Object& object) noexcept {
     try {

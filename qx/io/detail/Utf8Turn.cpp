@@ -1,5 +1,6 @@
 #include "qx/io/detail/Utf8Turn.h"
 
+#include <qx/core/CastTo.h>
 #include <qx/io/detail/ExactClass.h>
 
 namespace qx::io::detail {
@@ -12,8 +13,8 @@ Utf8Writers Utf8Writers::behind(Writer& writer) noexcept {
 }
 
 void Utf8Writers::replaceHalves(Writer& writer) {
-    auto* const held = dynamic_cast<HeldFlushWriter*>(&writer);
-    auto* const out = dynamic_cast<OutputStreamWriter*>(held ? &held->wrapped() : &writer);
+    auto* const held = castTo<HeldFlushWriter>(&writer);
+    auto* const out = castTo<OutputStreamWriter>(held ? &held->wrapped() : &writer);
     if (out && out->m_converter) // is not closed
         out->setReplaceHalves(true);
 }

@@ -2,6 +2,7 @@
 
 #include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/BasicLogWriter.h>
@@ -21,9 +22,9 @@ Class* behind(ILogProcessor* processor) {
 }
 
 bool isOwn(const AbstractLogWriter& writer) {
-    const std::type_info& type = typeid(writer);
-    return type == typeid(BasicLogWriter) || type == typeid(XmlLogWriter) ||
-           type == typeid(LineLogWriter);
+    const std::type_info* const type = qx::detail::typeOf(&writer);
+    return type && (*type == typeid(BasicLogWriter) || *type == typeid(XmlLogWriter) ||
+                    *type == typeid(LineLogWriter));
 }
 
 } // namespace

@@ -1,19 +1,21 @@
 #include "qx/net/uri/QueryKey.h"
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Required.h>
+#include <qx/core/TypeName.h>
 
 namespace qx::net {
 
 QueryKey* QueryKey::clone() const { return new QueryKey(*this); }
 
 int QueryKey::compareTo(const Object& other) const {
-    if (const auto* const text = dynamic_cast<const String*>(&other))
+    if (const auto* const text = castTo<const String>(&other))
         return getLowerCase().compare(*text, true);
-    throwCastFailed(typeid(String));
+    throwCastFailed(typeName<String>());
 }
 
 bool QueryKey::equals(const Object& other) const {
-    const auto* const text = dynamic_cast<const String*>(&other);
+    const auto* const text = castTo<const String>(&other);
     return text && getLowerCase().equals(TextView(*text), true);
 }
 

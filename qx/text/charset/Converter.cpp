@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/platform/text.h>
@@ -20,7 +21,7 @@ namespace {
 template <class Base>
 Base* require(Object* (CodecManager::*lookUp)(const char16_t*) const, const char16_t* name) {
     Object* const found = (CodecManager::getInstance()->*lookUp)(name);
-    if (auto* const converter = dynamic_cast<Base*>(found))
+    if (auto* const converter = castTo<Base>(found))
         return converter; // the caller takes the first reference
     const Reference<Object> ofAnotherClass(found);
     throw UnknownEncodingException(String(name));

@@ -1,29 +1,30 @@
 #include "qx/text/charset/ConverterState.h"
 
+#include <qx/core/CastTo.h>
 #include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/ComCodec.h>
 
 namespace qx::text::charset {
 
 uint32_t getConverterState(ByteToCharConverter& converter) {
-    const auto* const codec = dynamic_cast<const BTCCom*>(&converter);
+    const auto* const codec = castTo<const BTCCom>(&converter);
     if (codec)
         return codec->getState();
-    const auto* const marked = dynamic_cast<const BTCMarked*>(&converter);
+    const auto* const marked = castTo<const BTCMarked>(&converter);
     return marked && marked->hasBegun() ? 1 : 0;
 }
 
 uint32_t getConverterState(CharToByteConverter& converter) {
-    if (const auto* const codec = dynamic_cast<const CTBCom*>(&converter))
+    if (const auto* const codec = castTo<const CTBCom>(&converter))
         return codec->getState();
-    const auto* const marked = dynamic_cast<const CTBMarked*>(&converter);
+    const auto* const marked = castTo<const CTBMarked>(&converter);
     return marked && marked->hasBegun() ? 1 : 0;
 }
 
 void setConverterState(ByteToCharConverter& converter, uint32_t state) {
     if (state == 0)
         return converter.reset();
-    if (auto* const codec = dynamic_cast<BTCCom*>(&converter))
+    if (auto* const codec = castTo<BTCCom>(&converter))
         codec->setState(state);
 }
 
@@ -31,9 +32,9 @@ void setConverterState(CharToByteConverter& converter, uint32_t state) {
     converter.reset();
     if (state == 0)
         return;
-    if (auto* const codec = dynamic_cast<CTBCom*>(&converter))
+    if (auto* const codec = castTo<CTBCom>(&converter))
         codec->setState(state);
-    else if (auto* const marked = dynamic_cast<CTBMarked*>(&converter))
+    else if (auto* const marked = castTo<CTBMarked>(&converter))
         marked->setBegun(true);
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/Number.h>
@@ -36,13 +37,13 @@ String CQXProperty::getValueString() const { return getValue()->toString(); }
 
 int32_t CQXProperty::getValueLong() const {
     const CQXSmartPtr<Object> value = getValue();
-    const auto* const number = dynamic_cast<const qx::Number*>(value.get());
+    const auto* const number = castTo<const qx::Number>(value.get());
     return number ? number->toInt32() : qx::Number::parseInt(value->toString());
 }
 
 double CQXProperty::getValueDouble() const {
     const CQXSmartPtr<Object> value = getValue();
-    const auto* const number = dynamic_cast<const qx::Number*>(value.get());
+    const auto* const number = castTo<const qx::Number>(value.get());
     return number ? number->toDouble() : qx::Number::parseDouble(value->toString());
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
@@ -52,7 +53,7 @@ Reference<const collections::Set<String>> PropertySet::getKeys() const {
 Reference<const pcom::IPropertySet> PropertySet::getPcom(const PropertySet* set) {
     if (!set)
         throwResultOf(result::NullPointer, u"no property set");
-    if (const auto* const foreign = dynamic_cast<const pcom::PcomPropertySet*>(set))
+    if (const auto* const foreign = castTo<const pcom::PcomPropertySet>(set))
         return foreign->getTarget();
     return Reference<const pcom::IPropertySet>(new PropertySet(set->m_parent, set->m_values));
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
@@ -278,9 +279,7 @@ void RegistryKey::deleteValue(const String& name) {
 }
 
 int RegistryKey::compareTo(const Object& other) const {
-    const auto* const key = dynamic_cast<const RegistryKey*>(&other);
-    if (!key)
-        throwCastFailed(typeid(*this));
+    const auto* const key = &requireCast(castTo<const RegistryKey>(&other));
     if (m_root != key->m_root)
         return m_root < key->m_root ? -1 : 1;
     return m_path.compare(key->m_path, true);
