@@ -1,7 +1,6 @@
 // Whatever has a state fails once in the middle and is used on: nothing that was read or written is
 // lost or comes twice, and no failure goes unseen.
 
-#include <array>
 #include <random>
 
 #include "tests/support/FailingAllocator.h"
@@ -72,8 +71,9 @@ TEST(AfterFailure, ReadersHaveDeliveredWhatCameBeforeAndGoOnBehindIt) {
         content += static_cast<char>('0' + i);
     for (const auto& reader : Readers) {
         for (int play = 0; play < 4 * 3 * 5 * 2; ++play) {
-            const int32_t length = std::array{1, 5, 16, 40}[play % 4];
-            const int32_t portion = std::array{1, 7, 16}[play / 4 % 3];
+            constexpr int32_t Lengths[] = {1, 5, 16, 40}, Portions[] = {1, 7, 16};
+            const int32_t length = Lengths[play % 4];
+            const int32_t portion = Portions[play / 4 % 3];
             const int failAt = 1 + play / 12 % 5;
             SCOPED_TRACE(testing::Message() << reader.name << " " << length << " " << portion
                                             << " at " << failAt << (play < 60 ? "" : " more"));
