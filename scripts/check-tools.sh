@@ -34,9 +34,11 @@ completions_bash() {
     )
 }
 
+# Without those that fish 4 adds because the last word is scattered in them.
 completions_fish() {
     fish --no-config -c 'source $argv[1]; complete -C "$argv[2..]"' \
-        "$root/tools/$name/completion.fish" "$program" "$@" | cut -f 1
+        "$root/tools/$name/completion.fish" "$program" "$@" | cut -f 1 |
+        word=${*: -1} awk 'index($0, ENVIRON["word"]) == 1'
 }
 
 # A terminal in which the Tab key lists what was added.
