@@ -623,7 +623,7 @@ public:
     }
     int32_t Decode(const signed char* bytes, int32_t* count, char32_t* codePoint) override {
         const bool isWhole = *count >= 3;
-        const char first = static_cast<char>(bytes[0]);
+        const signed char first = bytes[0];
         *count = 1;
         *codePoint = static_cast<char32_t>(first);
         if (first == 'E') {
