@@ -22,9 +22,10 @@ cross_build() {
         cmake --build "$out/googletest" --parallel "$jobs" --target install
     fi
 
-    cmake -S . -B "$out/build" "${for_machine[@]}" -DQX_WARNINGS_AS_ERRORS=ON "$@"
-    cmake --build "$out/build" --parallel "$jobs"
+    cmake -S . -B "$out/build" "${for_machine[@]}" -DQX_WARNINGS_AS_ERRORS=ON \
+        -DQX_TEST_TIMEOUT=1500 "$@"
     runner="scripts/emulate.sh $machine $sysroot/usr/lib:/usr/$machine-linux-gnu/lib"
+    $runner cmake --build "$out/build" --parallel "$jobs" # which runs a program that it has built
 }
 
 # foreign_packages ARCHITECTURE FOLDER PACKAGE...: unpacks packages of another processor in a folder,
