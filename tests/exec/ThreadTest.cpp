@@ -9,6 +9,7 @@
 
 #include "tests/exec/ExecTesting.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Emulated.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
@@ -144,6 +145,8 @@ const ChildEntry smallProcess("exec.smallProcess", [](const auto&) {
 TEST(Thread, FailedStartLeavesItAsItWas) {
     if (Sanitized)
         GTEST_SKIP() << "a sanitizer needs more address space than the test leaves";
+    if (runsEmulated())
+        GTEST_SKIP() << "the emulator holds no limit of the address space";
     EXPECT_EQ(ChildProcess("exec.smallProcess").join(), 0);
 }
 
