@@ -12,6 +12,7 @@
 install_missing $build_packages dpkg-dev file pkg-config libssl-dev doxygen python3
 
 export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || date +%s)}
+umask 022
 export CCACHE_BASEDIR= # it would write paths of sources into the symbols in another way
 packages=$root/build/package/packages
 outside="g++ cmake ninja-build pkg-config" # what a program outside the tree is built with
@@ -102,13 +103,26 @@ try_below_prefix() {
     done
 }
 
+# cpack ends the name of a package with symbols as another distribution does, and writes the folder it
+# worked in before the names of the files whose sums it lists.
+finish_symbols() {
+    local below
+    below=$(mktemp -d)
+    dpkg-deb -R "$1" "$below/package"
+    sed -i 's|  /.*-dbgsym/usr/|  usr/|' "$below/package/DEBIAN/md5sums"
+    dpkg-deb --root-owner-group -Zxz --threads-max=1 -b "$below/package" "${1%.ddeb}.deb" >/dev/null
+    rm -r "$below" "$1"
+}
+
 # Every compiled file has its symbols in a package beside, under the name by which debuggers look for them,
 # and nothing knows where it was built.
 check_contents() {
     local below file id
     below=$(mktemp -d)
+    mkdir "$below/control"
     for file in "$packages"/*.deb; do
         dpkg -x "$file" "$below"
+        dpkg-deb -e "$file" "$below/control/$(basename "$file")"
     done
     for file in $(find "$below/usr/lib" "$below/usr/bin" -type f \( -name '*.so*' -o -path '*/bin/*' \)); do
         id=$(readelf -n "$file" | sed -n 's/ *Build ID: //p')
@@ -126,9 +140,8 @@ build package
 rm -rf "$packages"
 cpack --config build/package/CPackConfig.cmake -B "$packages" >/dev/null
 rm -rf "$packages/_CPack_Packages"
-# cpack ends the names of packages with symbols as another distribution does.
 for package in "$packages"/*.ddeb; do
-    mv "$package" "${package%.ddeb}.deb"
+    finish_symbols "$package"
 done
 check_contents
 names=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
