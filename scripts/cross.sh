@@ -15,7 +15,7 @@ cross_build() {
         -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY
         -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY)
     use_ccache
-    foreign_packages "$architecture" "$sysroot" libexpat1-dev libexpat1 libssl-dev libssl3
+    foreign_packages "$architecture" "$sysroot" libexpat1-dev libexpat1 libssl-dev libssl3 libc-bin
     if [[ ! -e $sysroot/usr/lib/cmake/GTest ]]; then
         cmake -S /usr/src/googletest -B "$out/googletest" "${for_machine[@]}" -DBUILD_GMOCK=OFF \
             -DCMAKE_INSTALL_PREFIX="$sysroot/usr" -DCMAKE_INSTALL_LIBDIR=lib

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -16,7 +17,8 @@ namespace qxtest {
 using qx::net::TcpClientSocket2, qx::net::TcpServerSocket2, qx::net::TcpWorkerSocket2;
 
 constexpr uint16_t networkOrder(uint16_t port) {
-    return static_cast<uint16_t>(port << 8 | port >> 8);
+    return std::bit_cast<uint16_t>(
+        std::array{static_cast<uint8_t>(port >> 8), static_cast<uint8_t>(port & 0xFF)});
 }
 
 inline qx_sockaddr_union ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d, uint16_t port = 0) {
