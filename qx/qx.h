@@ -196,6 +196,7 @@
 #include <qx/net/InetAddress.h>
 #include <qx/net/InetSocketAddress.h>
 #include <qx/net/LegacyConnector.h>
+#include <qx/net/ServerSide.h>
 #include <qx/net/TcpClientSocket2.h>
 #include <qx/net/TcpServerSocket.h>
 #include <qx/net/TcpServerSocket2.h>
@@ -212,9 +213,11 @@
 #include <qx/net/nettypes.h>
 #include <qx/net/pcom/AbstractAcceptor.h>
 #include <qx/net/pcom/AbstractConnector.h>
+#include <qx/net/pcom/AbstractServerSide.h>
 #include <qx/net/pcom/AbstractTransport.h>
 #include <qx/net/pcom/IQXAcceptor.h>
 #include <qx/net/pcom/IQXConnector2.h>
+#include <qx/net/pcom/IQXServerSide.h>
 #include <qx/net/pcom/IQXTransport.h>
 #include <qx/net/pcom/PcomAcceptor.h>
 #include <qx/net/pcom/PcomConnector.h>

@@ -15,11 +15,10 @@ namespace {
 constexpr int32_t HighestPort = 65535;
 
 Place common(const util::PropertySet& properties, int32_t lowestPort) {
-    Place place;
+    Place place = Place::ofServerSide(properties);
     required(properties, u"port");
     place.port =
         static_cast<uint16_t>(number(properties, u"port", lowestPort, HighestPort, lowestPort));
-    place.readTimeoutMs = number(properties, u"readTimeout", 0, NoLimit, 0);
     return place;
 }
 
@@ -43,6 +42,13 @@ Place Place::ofAcceptor(const util::PropertySet& properties) {
     const auto host = find(properties, u"host");
     place.host = checkedHost(host ? host->toUtf8() : "0.0.0.0");
     place.backlog = number(properties, u"backlog", 1, NoLimit, place.backlog);
+    return place;
+}
+
+Place Place::ofServerSide(const util::PropertySet& properties) {
+    Place place;
+    place.readTimeoutMs = number(properties, u"readTimeout", 0, NoLimit, 0);
+    place.writeTimeoutMs = number(properties, u"writeTimeout", 0, NoLimit, 0);
     return place;
 }
 

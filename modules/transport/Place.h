@@ -22,6 +22,8 @@ inline constexpr int32_t NoLimit = std::numeric_limits<int32_t>::max();
 /// | `backlog`        | 1 to 2147483647 | acceptors: connections that may wait; 128 without |
 /// | `readTimeout`    | 0 to 2147483647 | both: how long a read waits, in milliseconds; 0,  |
 /// |                  |                 | or nothing, is without limit                      |
+/// | `writeTimeout`   | 0 to 2147483647 | both: how long a write waits for room, in         |
+/// |                  |                 | milliseconds; 0, or nothing, is without limit     |
 /// | `connectTimeout` | 0 to 2147483647 | connectors: how long it may take to connect once  |
 /// |                  |                 | the host is looked up, in milliseconds; 0 is      |
 /// |                  |                 | without limit                                     |
@@ -31,12 +33,15 @@ struct Place {
     uint16_t port = 0;
     int32_t backlog = 128;
     int32_t readTimeoutMs = 0;
+    int32_t writeTimeoutMs = 0;
     int32_t connectTimeoutMs = 0;
 
     /// @param connectTimeoutMs  the limit when none is set
     /// @throws ResultException as the functions of Properties.h
     static Place ofConnector(const util::PropertySet& properties, int32_t connectTimeoutMs);
     static Place ofAcceptor(const util::PropertySet& properties);
+    /// The limits alone, for connections that somebody else accepts.
+    static Place ofServerSide(const util::PropertySet& properties);
 };
 
 /// Stores the port of an acceptor in the set that it was made from.

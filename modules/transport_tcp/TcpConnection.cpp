@@ -1,16 +1,16 @@
 #include "TcpConnection.h"
 
+#include <chrono>
+
 #include <qx/core/Result.h>
 #include <qx/platform/net.h>
 
 namespace qx::tcp {
 
-TcpConnection::TcpConnection(transport::Socket socket, int32_t readTimeoutMs)
+TcpConnection::TcpConnection(transport::Socket socket, const transport::Place& place)
     : m_socket(socket.detach(), nullptr) {
-    if (readTimeoutMs != 0)
-        throwIfFailed(m_socket.setsockopt(QX_SOL_SOCKET, QX_SO_RCVTIMEO,
-                                          reinterpret_cast<const char*>(&readTimeoutMs),
-                                          sizeof readTimeoutMs));
+    throwIfFailed(m_socket.setReceiveTimeout(std::chrono::milliseconds(place.readTimeoutMs)));
+    throwIfFailed(m_socket.setSendTimeout(std::chrono::milliseconds(place.writeTimeoutMs)));
 }
 
 TcpConnection::~TcpConnection() {

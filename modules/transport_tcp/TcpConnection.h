@@ -6,6 +6,7 @@
 #include <qx/net/TcpWorkerSocket2.h>
 
 #include "modules/transport/Connection.h"
+#include "modules/transport/Place.h"
 #include "modules/transport/Sockets.h"
 
 namespace qx::tcp {
@@ -13,9 +14,8 @@ namespace qx::tcp {
 /// A connected socket.
 class TcpConnection : public transport::Connection {
 public:
-    /// @param readTimeoutMs  0 for none
     /// @throws ResultException with a socket code when the socket cannot be set up
-    TcpConnection(transport::Socket socket, int32_t readTimeoutMs);
+    TcpConnection(transport::Socket socket, const transport::Place& place);
     /// A connection that a child may go on with stays open for it.
     ~TcpConnection() override;
 

@@ -24,16 +24,15 @@ TcpConnector::TcpConnector(Place place) : m_place(std::move(place)) {}
 
 Reference<io::IChannel> TcpConnector::connect() {
     auto socket = transport::connectTo(m_place, transport::Deadline(m_place.connectTimeoutMs));
-    return transport::channelOver(
-        makeReference<TcpConnection>(std::move(socket), m_place.readTimeoutMs), GetComModule());
+    return transport::channelOver(makeReference<TcpConnection>(std::move(socket), m_place),
+                                  GetComModule());
 }
 
-TcpAcceptor::TcpAcceptor(const Place& place)
-    : m_readTimeoutMs(place.readTimeoutMs), m_listener(place) {}
+TcpAcceptor::TcpAcceptor(const Place& place) : m_place(place), m_listener(place) {}
 
 Reference<io::IChannel> TcpAcceptor::accept() {
-    return transport::channelOver(
-        makeReference<TcpConnection>(m_listener.accept(), m_readTimeoutMs), GetComModule());
+    return transport::channelOver(makeReference<TcpConnection>(m_listener.accept(), m_place),
+                                  GetComModule());
 }
 
 } // namespace qx::tcp

@@ -50,7 +50,7 @@ public:
     Reference<io::IChannel> accept() override;
 
 private:
-    const int32_t m_readTimeoutMs;
+    const transport::Place m_place;
     const transport::Listener m_listener;
 };
 

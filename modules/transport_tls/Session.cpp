@@ -53,8 +53,9 @@ Handle<BIO_METHOD> Session::newMethod() {
     return method;
 }
 
-Session::Session(Reference<Context> context, transport::Socket socket)
-    : m_context(std::move(context)), m_socket(std::move(socket)), m_ssl(m_context->newSession()) {
+Session::Session(Reference<Context> context, SessionSocket socket)
+    : m_context(std::move(context)), m_held(std::move(socket)), m_socket(m_held.get()),
+      m_ssl(m_context->newSession()) {
     BIO* const bio = BIO_new(m_context->method());
     if (!bio)
         throwReason();
@@ -70,14 +71,13 @@ Session::Session(Reference<Context> context, transport::Socket socket)
                                            sizeof noDelay)));
 }
 
-Session::Session(Reference<Context> context, transport::Socket socket, String peer)
+Session::Session(Reference<Context> context, SessionSocket socket, String peer)
     : Session(std::move(context), std::move(socket)) {
     m_peer = std::move(peer);
     SSL_set_accept_state(m_ssl.get());
 }
 
-Session::Session(Reference<Context> context, transport::Socket socket,
-                 const std::string& serverName)
+Session::Session(Reference<Context> context, SessionSocket socket, const std::string& serverName)
     : Session(std::move(context), std::move(socket)) {
     m_peer = String::fromUtf8(serverName);
     SSL_set_connect_state(m_ssl.get());

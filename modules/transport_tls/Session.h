@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <openssl/x509_vfy.h>
 
@@ -16,20 +17,39 @@
 
 namespace qx::tls {
 
+/// The socket of a session: its own, which is closed with it, or one that is lent to it.
+class SessionSocket {
+public:
+    SessionSocket(transport::Socket own) noexcept : m_socket(std::move(own)) {}
+    explicit SessionSocket(uint64_t lent) noexcept : m_socket(lent), m_isLent(true) {}
+    SessionSocket(SessionSocket&&) noexcept = default;
+    ~SessionSocket() {
+        if (m_isLent)
+            static_cast<void>(m_socket.detach());
+    }
+
+    const transport::Socket& get() const noexcept { return m_socket; }
+
+private:
+    transport::Socket m_socket;
+    bool m_isLent = false;
+};
+
 /// TLS over a connected socket. No call waits: what there is no room for in the socket is kept, and
 /// goes out by flush. Used by one thread at a time.
 class Session {
 public:
     /// The server's side.
     /// @param peer  whom failures are about
-    Session(Reference<Context> context, transport::Socket socket, String peer);
+    Session(Reference<Context> context, SessionSocket socket, String peer);
     /// The client's side.
     /// @param serverName  a name or an address, as UTF-8
-    Session(Reference<Context> context, transport::Socket socket, const std::string& serverName);
+    Session(Reference<Context> context, SessionSocket socket, const std::string& serverName);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     /// Ends the session, so that the peer does not take the end of the connection for one by
-    /// somebody else, and closes the socket. Waits two seconds at most for room for that.
+    /// somebody else, and closes the socket, unless that is lent. Waits two seconds at most for
+    /// room for that.
     ~Session();
 
     const transport::Socket& socket() const { return m_socket; }
@@ -58,7 +78,7 @@ public:
     static Handle<BIO_METHOD> newMethod();
 
 private:
-    Session(Reference<Context> context, transport::Socket socket);
+    Session(Reference<Context> context, SessionSocket socket);
     void requireHost(const std::string& name);
     [[noreturn]] void fail();
     ResultException failure() const;
@@ -70,7 +90,8 @@ private:
     static int onVerify(int isFine, X509_STORE_CTX* verified);
 
     const Reference<Context> m_context;
-    const transport::Socket m_socket;
+    const SessionSocket m_held;
+    const transport::Socket& m_socket; ///< of that
     String m_peer;
     const Handle<SSL> m_ssl;
     bool m_isDone = false;  ///< the handshake

@@ -10,8 +10,9 @@ namespace qx::tls {
 
 using transport::Deadline;
 
-TlsConnection::TlsConnection(std::unique_ptr<Session> session, int32_t readTimeoutMs)
-    : m_session(std::move(session)), m_readTimeoutMs(readTimeoutMs) {}
+TlsConnection::TlsConnection(std::unique_ptr<Session> session, const transport::Place& place)
+    : m_session(std::move(session)), m_readTimeoutMs(place.readTimeoutMs),
+      m_writeTimeoutMs(place.writeTimeoutMs) {}
 
 int32_t TlsConnection::receive(signed char* to, int32_t length) {
     const Deadline deadline(m_readTimeoutMs);
@@ -39,8 +40,11 @@ void TlsConnection::send(const signed char* from, int32_t length) {
         m_session->write(from, count);
         while (!m_session->flush()) {
             guard.unlock();
-            transport::await(m_session->socket(), QX_POLL_WRITE, Deadline());
+            const bool isReady =
+                transport::await(m_session->socket(), QX_POLL_WRITE, Deadline(m_writeTimeoutMs));
             guard.lock();
+            if (!isReady)
+                throwResult(QX_E_SOCKET_ETIMEDOUT);
         }
         m_session->requireOutput();
         from += count;

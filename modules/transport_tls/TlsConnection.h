@@ -7,14 +7,14 @@
 
 #include "Session.h"
 #include "modules/transport/Connection.h"
+#include "modules/transport/Place.h"
 
 namespace qx::tls {
 
 /// A session whose handshake is done.
 class TlsConnection : public transport::Connection {
 public:
-    /// @param readTimeoutMs  0 for none
-    TlsConnection(std::unique_ptr<Session> session, int32_t readTimeoutMs);
+    TlsConnection(std::unique_ptr<Session> session, const transport::Place& place);
 
     int32_t receive(signed char* to, int32_t length) override;
     void send(const signed char* from, int32_t length) override;
@@ -24,7 +24,8 @@ public:
 private:
     sync::ForkSafeMutex m_lock; ///< guards the session; nobody waits for the peer while holding it
     const std::unique_ptr<Session> m_session;
-    const int32_t m_readTimeoutMs;
+    const int32_t m_readTimeoutMs; ///< 0 for none
+    const int32_t m_writeTimeoutMs;
 };
 
 } // namespace qx::tls

@@ -32,6 +32,14 @@ String textOf(const qx_sockaddr_union& address) {
     return String::fromUtf8(text + port);
 }
 
+void finishHandshake(Session& session, const Deadline& deadline) {
+    while (!session.handshake()) {
+        if (!transport::await(session.socket(), session.wanted(), deadline))
+            throw ResultException(QX_E_SOCKET_ETIMEDOUT,
+                                  session.peer() + u": too slow in the handshake");
+    }
+}
+
 } // namespace
 
 Reference<net::IConnector> TlsTransport::createConnector(const util::PropertySet& properties) {
@@ -58,13 +66,28 @@ Reference<io::IChannel> TlsConnector::connect() {
     const Deadline deadline(m_place.connectTimeoutMs);
     auto session =
         std::make_unique<Session>(m_context, transport::connectTo(m_place, deadline), m_serverName);
-    while (!session->handshake()) {
-        if (!transport::await(session->socket(), session->wanted(), deadline))
-            throw ResultException(QX_E_SOCKET_ETIMEDOUT,
-                                  session->peer() + u": too slow in the handshake");
-    }
-    return transport::channelOver(
-        makeReference<TlsConnection>(std::move(session), m_place.readTimeoutMs), GetComModule());
+    finishHandshake(*session, deadline);
+    return transport::channelOver(makeReference<TlsConnection>(std::move(session), m_place),
+                                  GetComModule());
+}
+
+Reference<net::pcom::AbstractServerSide>
+TlsTransport::createServerSide(const util::PropertySet& properties) {
+    return transport::counted(new TlsServerSide(properties), GetComModule());
+}
+
+TlsServerSide::TlsServerSide(const util::PropertySet& properties)
+    : m_place(Place::ofServerSide(properties)), m_handshakeMs(handshakeMs(properties)),
+      m_context(Context::ofAcceptor(properties)) {}
+
+Reference<io::IChannel> TlsServerSide::serve(uint64_t socket) {
+    qx_sockaddr_union address{};
+    int32_t length = sizeof address;
+    throwIfFailed(transport::codeOf(QXSocketGetPeerName(socket, &address, &length)));
+    auto session = std::make_unique<Session>(m_context, SessionSocket(socket), textOf(address));
+    finishHandshake(*session, Deadline(m_handshakeMs));
+    return transport::channelOver(makeReference<TlsConnection>(std::move(session), m_place),
+                                  GetComModule());
 }
 
 TlsAcceptor::TlsAcceptor(const Place& place, const util::PropertySet& properties)
@@ -79,9 +102,8 @@ Reference<io::IChannel> TlsAcceptor::accept() {
     for (;;) {
         const auto sockets = awaitOne();
         if (auto session = goOn(sockets))
-            return transport::channelOver(
-                makeReference<TlsConnection>(std::move(session), m_place.readTimeoutMs),
-                GetComModule());
+            return transport::channelOver(makeReference<TlsConnection>(std::move(session), m_place),
+                                          GetComModule());
         if (sockets.front().ready != 0)
             begin();
     }

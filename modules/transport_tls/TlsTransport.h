@@ -8,6 +8,7 @@
 
 #include <qx/net/pcom/AbstractAcceptor.h>
 #include <qx/net/pcom/AbstractConnector.h>
+#include <qx/net/pcom/AbstractServerSide.h>
 #include <qx/net/pcom/AbstractTransport.h>
 #include <qx/sync/ForkSafeMutex.h>
 
@@ -20,7 +21,7 @@ namespace qx::tls {
 
 /// The component "Orbelle.Transport.TLS". Place.h and Context.h have the properties; failures of
 /// the network have the codes of qx/net/socketerror.h, others those of OpenSsl.h.
-class TlsTransport : public net::pcom::AbstractTransport {
+class TlsTransport : public net::pcom::AbstractServerTransport {
 public:
     static constexpr GUID Clsid{
         0x9E1B47C2, 0x6D35, 0x4A08, {0xB7, 0x5E, 0x23, 0xF9, 0x81, 0x0C, 0xD4, 0x6A}};
@@ -31,6 +32,8 @@ public:
     Reference<net::IConnector> createConnector(const util::PropertySet& properties) override;
     /// Listens at once, and stores the port as `boundPort`.
     Reference<net::IAcceptor> createAcceptor(const util::PropertySet& properties) override;
+    Reference<net::pcom::AbstractServerSide>
+    createServerSide(const util::PropertySet& properties) override;
 };
 
 /// How long connecting and the handshake may take together when `connectTimeout` is not set.
@@ -50,6 +53,23 @@ private:
     const transport::Place m_place;
     const Reference<Context> m_context;
     std::string m_serverName;
+};
+
+/// Does the server's part on connections that somebody else accepts. May be used by several
+/// threads, which do not wait for one another.
+class TlsServerSide : public net::pcom::AbstractServerSide {
+public:
+    /// @throws ResultException as Place::ofServerSide and Context::ofAcceptor
+    explicit TlsServerSide(const util::PropertySet& properties);
+
+    /// @throws ResultException with the peer in its description when the handshake fails or takes
+    ///     longer than `connectTimeout`
+    Reference<io::IChannel> serve(uint64_t socket) override;
+
+private:
+    const transport::Place m_place;
+    const int32_t m_handshakeMs;
+    const Reference<Context> m_context;
 };
 
 /// Listens on one address until it goes. May be used by several threads, which wait for one

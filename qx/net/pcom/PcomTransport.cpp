@@ -1,36 +1,16 @@
 #include "qx/net/pcom/PcomTransport.h"
 
-#include <qx/core/Exception.h>
 #include <qx/core/Required.h>
+#include <qx/net/detail/CreateTransport.h>
 #include <qx/net/detail/HandOut.h>
 #include <qx/net/pcom/PcomAcceptor.h>
 #include <qx/net/pcom/PcomConnector.h>
-#include <qx/platform/module.h>
 #include <qx/util/config/PropertySet.h>
 
 namespace qx::net::pcom {
 
-namespace {
-
-Reference<IQXTransport> create(const String& name) {
-    const String units(name, String::AM_COPY); // with a 0 unit behind them
-    if (units.contains(u'\0'))
-        throwResultOf(result::NotFound, name); // no identifier, and not another one cut off
-    try {
-        return detail::taken<IQXTransport>([&units](const GUID& iid, void** out) {
-            return QXComCreateObjectByProgID(units.getData(), nullptr, &iid, out);
-        });
-    } catch (const ResultException& failure) {
-        throw withDetail(
-            ResultException(failure.getResult(),
-                            u"cannot create transport " + (name.isEmpty() ? u"\"\""_qs : name)),
-            failure.getDescription());
-    }
-}
-
-} // namespace
-
-PcomTransport::PcomTransport(const String& name) : m_transport(create(name)) {}
+PcomTransport::PcomTransport(const String& name)
+    : m_transport(detail::createTransport<IQXTransport>(name)) {}
 
 PcomTransport::PcomTransport(IQXTransport* transport) : m_transport(required(transport)) {}
 
