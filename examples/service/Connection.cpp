@@ -1,6 +1,8 @@
 #include "Connection.h"
 
-#include <qx/net/socketerror.h>
+#include <utility>
+
+#include <qx/core/Exception.h>
 
 namespace collector {
 
@@ -21,21 +23,16 @@ String peerOf(const TcpWorkerSocket2& socket) {
     return text;
 }
 
-void limitWaits(TcpWorkerSocket2& socket, std::chrono::milliseconds longest) {
-    // What fails here shows when the socket is used.
-    static_cast<void>(socket.setReceiveTimeout(longest));
-    static_cast<void>(socket.setSendTimeout(longest));
-}
-
 } // namespace
 
 Connection::Connection(const Service& service, std::unique_ptr<TcpWorkerSocket2> socket)
-    : m_service(service), m_socket(std::move(socket)), m_peer(peerOf(*m_socket)),
-      m_lines(service.settings.longestLine) {
-    limitWaits(*m_socket, service.settings.idle);
-}
+    : m_service(service), m_peer(peerOf(*socket)),
+      m_link(std::move(socket), service.encryption.side(), service.settings.idle),
+      m_lines(service.settings.longestLine) {}
 
 void Connection::serve() {
+    if (!begin())
+        return;
     send("HELLO collector\n");
     while (m_isOpen && !m_isStopping && receive()) {
         const uint64_t numberBefore = m_lineNumber;
@@ -57,37 +54,46 @@ void Connection::serve() {
 
 void Connection::stop() {
     m_isStopping = true;
-    m_socket->shutdownInput();
+    m_link.endReceiving();
 }
 
-void Connection::abort() { m_socket->shutdownBoth(); }
+void Connection::abort() { m_link.end(); }
 
 void Connection::turnAway(const Service& service, TcpWorkerSocket2& socket) {
     constexpr std::string_view Text = "BYE all connections are taken\n";
     int64_t sent = 0;
     // A new connection has room for so much.
-    static_cast<void>(socket.send(Text.data(), Text.size(), 0, &sent));
+    if (!service.encryption.isOn())
+        static_cast<void>(socket.send(Text.data(), Text.size(), 0, &sent));
     service.journal.tell(Level::Warning, u"client.busy", {peerOf(socket)});
+}
+
+/// False when the client does not get as far as its first line.
+bool Connection::begin() {
+    try {
+        m_link.begin();
+        return true;
+    } catch (const qx::ResultException& failure) {
+        m_service.journal.tell(Level::Warning, u"client.refused", {m_peer, qx::describe(failure)});
+        return false;
+    }
 }
 
 /// False when nothing more will come.
 bool Connection::receive() {
     const auto room = m_lines.room();
-    int64_t count = 0;
-    const ENUM_QX_E_SOCKET code = m_socket->recv(room.data(), room.size(), 0, &count);
-    if (count > 0)
-        m_lines.fill(static_cast<size_t>(count));
+    const auto count = m_link.receive(room);
+    m_lines.fill(count.value_or(0));
     // Also of a client that sends a byte from time to time, but never a whole line.
     const bool isLate = Clock::now() - m_waitingSince >= m_service.settings.idle;
-    const bool hasWaited = count < 0 && code == QX_E_SOCKET_ETIMEDOUT;
-    if (!m_isStopping && (hasWaited || (isLate && count > 0))) {
+    if (!m_isStopping && (!count || (isLate && *count > 0))) {
         m_service.journal.tell(
             Level::Warning, u"client.idle",
             {m_peer, String::valueOf(static_cast<int64_t>(m_service.settings.idle.count()))});
         end("no line for too long");
         return false;
     }
-    return count > 0;
+    return count.value_or(0) > 0;
 }
 
 void Connection::handle(const LineBuffer::Line& line) {
@@ -148,13 +154,6 @@ void Connection::end(std::string_view reason) {
 }
 
 /// The connection is over when the client does not take the text.
-void Connection::send(std::string_view text) {
-    while (m_isOpen && !text.empty()) {
-        int64_t sent = 0;
-        m_isOpen = m_socket->send(text.data(), text.size(), 0, &sent) == 0;
-        if (m_isOpen)
-            text.remove_prefix(static_cast<size_t>(sent));
-    }
-}
+void Connection::send(std::string_view text) { m_isOpen = m_isOpen && m_link.send(text); }
 
 } // namespace collector

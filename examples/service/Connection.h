@@ -11,7 +11,9 @@
 #include <qx/core/String.h>
 #include <qx/net/TcpWorkerSocket2.h>
 
+#include "Encryption.h"
 #include "LineBuffer.h"
+#include "Link.h"
 #include "Logs.h"
 #include "Messages.h"
 #include "Protocol.h"
@@ -26,6 +28,7 @@ struct Service {
     Logs& logs;
     Statistics& statistics;
     const Journal& journal;
+    const Encryption& encryption;
 };
 
 /// Serves one client.
@@ -46,7 +49,7 @@ public:
     /// Ends serve also when the client does not take its answers; any thread may call it.
     void abort();
 
-    /// Tells a client that there is no room for it.
+    /// Tells a client that there is no room for it, unless it would have to be told by TLS.
     static void turnAway(const Service& service, qx::net::TcpWorkerSocket2& socket);
 
 private:
@@ -60,6 +63,7 @@ private:
         size_t bytes = 0;
     };
 
+    bool begin();
     bool receive();
     void handle(const LineBuffer::Line& line);
     void handle(const Message& message);
@@ -70,8 +74,8 @@ private:
     void send(std::string_view text);
 
     const Service& m_service;
-    const std::unique_ptr<qx::net::TcpWorkerSocket2> m_socket;
     const qx::String m_peer;
+    Link m_link;
     LineBuffer m_lines;
     std::vector<Answer> m_answers;
     uint64_t m_lineNumber = 0;

@@ -29,6 +29,7 @@ Reference<StringBundle> builtInMessages() {
     add(u"service.stopping", u"stopping, {0} connections are open");
     add(u"service.stopped", u"stopped, <{0}> lines & no more");
     add(u"client.busy", u"{0} turned away, all connections are taken");
+    add(u"client.refused", u"{0} refused: {1}");
     add(u"client.idle", u"{0} has sent no line for {1} ms");
     return makeReference<qx::i18n::StringMapBundle>(texts, makeReference<Locale>(u"en", nullptr));
 }

@@ -1,7 +1,8 @@
 // Collects log lines: takes connections on several addresses, stores the lines that clients send in
 // a log of lines and an XML log, and answers each line once it is on the disk (see Protocol.h).
 // SIGTERM and SIGINT stop it: what has been received is stored and answered, and statistics are
-// printed. SIGHUP has it open service.log anew.
+// printed. SIGHUP has it open service.log anew, and read
+// its certificate again.
 //
 // A service manager such as systemd may hand it sockets that listen, which then take the place of
 // the addresses in the settings, and is told how it goes (see Manager.h, collector.service).
@@ -23,6 +24,7 @@
 #include <qx/core/String.h>
 
 #include "Connections.h"
+#include "Encryption.h"
 #include "Listener.h"
 #include "Logs.h"
 #include "Manager.h"
@@ -45,20 +47,28 @@ void requireStored(Logs& logs) {
         throw std::runtime_error("the logs cannot be written: " + logs.failure());
 }
 
-void reopen(Manager& manager, const Journal& journal, Logs& logs, const std::string& status) {
+void reopen(Manager& manager, const Journal& journal, Logs& logs, Encryption& encryption,
+            const std::string& status) {
     manager.reloading();
     journal.tell(Level::Info, u"service.reopened", {}); // before that is written, the log is opened
     requireStored(logs);
+    if (encryption.isOn()) {
+        try {
+            encryption.renew();
+        } catch (const UsageFailure& failure) {
+            std::cerr << "Service: " << failure.what() << ", that of before holds" << std::endl;
+        }
+    }
     if (const std::string failure = logs.renewalFailure(); !failure.empty())
         std::cerr << "Service: service.log cannot be renewed: " << failure << std::endl;
     manager.ready(status);
 }
 
 void serve(const Settings& settings, const Signals& signals, Manager& manager,
-           std::optional<Listener>& listener, Logs& logs) {
+           std::optional<Listener>& listener, Encryption& encryption, Logs& logs) {
     Statistics statistics;
     const Journal journal(settings.locale, logs.processor());
-    const Service service{settings, logs, statistics, journal};
+    const Service service{settings, logs, statistics, journal, encryption};
     Connections connections(service);
 
     const std::string addresses = listener->addresses();
@@ -76,7 +86,7 @@ void serve(const Settings& settings, const Signals& signals, Manager& manager,
         else
             connections.tidy();
         if (Signals::takeHangup())
-            reopen(manager, journal, logs, status());
+            reopen(manager, journal, logs, encryption, status());
         manager.alive(status());
     }
 
@@ -93,13 +103,14 @@ void serve(const Settings& settings, const Signals& signals, Manager& manager,
 }
 
 void run(const Settings& settings, const Signals& signals, Manager& manager) {
+    Encryption encryption(settings);
     std::optional<Listener> listener;
     if (manager.sockets().empty())
         listener.emplace(settings.addresses, settings.port);
     else
         listener.emplace(manager.sockets());
     Logs logs(settings.folder, settings.level, settings.largest);
-    serve(settings, signals, manager, listener, logs);
+    serve(settings, signals, manager, listener, encryption, logs);
     logs.close();
 }
 

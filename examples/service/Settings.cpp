@@ -35,6 +35,9 @@ const struct {
     {u"connections", u"50", u"at most at a time"},
     {u"line", u"4096", u"longest line in bytes"},
     {u"idle", u"60000", u"milliseconds that a client may take for a line"},
+    {u"certificate", u"", u"PEM file with that of the service, for TLS"},
+    {u"key", u"", u"PEM file with its private key, when that is not in the same file"},
+    {u"trust", u"", u"PEM file with the roots of the certificates that clients then need"},
     {u"locale", u"", u"language of the service's messages, as in de or fr_CA"},
 };
 
@@ -161,6 +164,9 @@ std::optional<Settings> readSettings(int argc, const char* const* argv) {
         .mostConnections = number(*found, u"connections", 1, 10'000),
         .longestLine = static_cast<size_t>(number(*found, u"line", 64, 1'000'000)),
         .idle = std::chrono::milliseconds(number(*found, u"idle", 10, 86'400'000)),
+        .certificate = found->get(u"certificate"),
+        .key = found->get(u"key"),
+        .trust = found->get(u"trust"),
         .locale = found->get(u"locale"),
     };
 }

@@ -24,7 +24,10 @@ struct Settings {
     int32_t mostConnections;
     size_t longestLine; ///< in bytes
     std::chrono::milliseconds idle;
-    qx::String locale; ///< of the service's own messages; empty: that of the user
+    qx::String certificate; ///< PEM file, for TLS; empty: connections are not encrypted
+    qx::String key;         ///< of it; empty: in the same file
+    qx::String trust;       ///< roots of the certificates that clients need; empty: they need none
+    qx::String locale;      ///< of the service's own messages; empty: that of the user
 };
 
 /// What is wrong with a setting.
