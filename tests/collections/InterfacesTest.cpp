@@ -293,7 +293,7 @@ TEST(MapFacade, IsTheMapThatItWraps) {
 
     Numbers same{{u"one", 1}, {"none", nullptr}}, copy;
     copy.putAll(numbers);
-    EXPECT_TRUE(same.equals(numbers) && copy.compareTo(numbers) == 0);
+    EXPECT_TRUE(same.equals(numbers) && copy.compareTo(numbers) == 0 && wrapped->equals(*wrapped));
     numbers.createKeySet()->remove(u"none");
     EXPECT_TRUE(numbers.getSize() == 1 && !same.equals(numbers));
     int sum = 0;

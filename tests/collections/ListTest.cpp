@@ -41,8 +41,8 @@ TYPED_TEST(Lists, AreObjectsThatAreComparedWithListsOnly) {
     const auto list = this->list({1});
     EXPECT_FALSE(list->equals(qx::String(u"1")));
     EXPECT_THROW(list->compareTo(qx::String(u"1")), qx::CastFailedException);
-    const auto view = list->createSubList(0, 1);
-    EXPECT_TRUE(list->equals(dynamic_cast<const qx::Object&>(*view)));
+    const auto view = std::as_const(*list).createSubList(0, 1);
+    EXPECT_TRUE(list->equals(dynamic_cast<const qx::Object&>(*view)) && list->equals(*list));
     uint32_t hash = 0;
     EXPECT_EQ(list.template queryOrThrow<IQXComparable>()->HashCode(&hash), 0);
     EXPECT_EQ(hash, list->hashCode());

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <qx/io/detail/StdioFileOutputStream.h> // the library itself makes none that owns
+
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
@@ -358,6 +360,8 @@ const ChildEntry writeEntry("io.stdout", [](const std::vector<std::string>& argu
 TEST(StandardOutput, ReportsFailuresAndAClosedPipeWithoutASignal) {
     const TemporaryFolder folder;
     const std::string file = folder.path("out"), report = folder.path("report");
+    detail::StdioFileOutputStream(std::fopen(file.c_str(), "w"), true).write('x');
+    EXPECT_EQ(readFile(file), "x") << "its own is closed";
     const std::string well = "nothing thrown;", badly = "stream write error;";
     const std::string failed = badly + well + "stream flush error;" + badly;
     const std::array<std::string, 3> cases[] = {{file, "file", well + well + well + well + well},

@@ -368,11 +368,12 @@ TEST(InputStreamReader, AsksItsStreamInTheDocumentedPortions) {
 }
 
 TEST(OutputStreamWriter, EncodesWhateverThePortionsAndSizes) {
-    const std::u16string text = u"a\u00E9\u20AC\U0001F600z&\U000FFFFD";
+    const std::u16string text = u"a\u00E9\u20AC\U0001F600z&\U000FFFFD\xD83D";
     for (const char16_t* const encoding :
          {u"UTF-8", u"UTF-16LE", u"UTF-32BE", u"AMP-7", u"CP437", u"ASCII"}) {
         signed char bytes[512]; // from the string's own conversion
-        const int32_t length = qx::String(text).getBytes(bytes, sizeof bytes, encoding);
+        const int32_t length =
+            qx::String(text).toWellFormed().getBytes(bytes, sizeof bytes, encoding);
         for (const int32_t size : {1, 7, 8, 20, 1000}) {
             // Portions of 1, 2, 3 units also cut surrogate pairs in two.
             for (size_t portion = 1; portion <= text.size(); ++portion) {
@@ -380,7 +381,8 @@ TEST(OutputStreamWriter, EncodesWhateverThePortionsAndSizes) {
                                                 << size << ", portion " << portion);
                 FakeSink<Bytes> out;
                 OutputStreamWriter writer(&out, encoding, size);
-                for (size_t i = 0; i < text.size(); i += portion)
+                writer.setReplaceHalves(true);
+                for (size_t i = 0; i <= text.size(); i += portion)
                     writer.write(qx::String(text.substr(i, portion)));
                 writer.flush();
                 ASSERT_EQ(out.content, Units<signed char>(bytes, bytes + length));

@@ -66,8 +66,7 @@ TEST(SharedMemory, IsOneBlockForAllWhoOpenItAndGoneWithTheLast) {
     }
     const SharedMemory fresh(name.c_str(), 5000, Create | Exclusive, 0);
     const auto* bytes = static_cast<unsigned char*>(fresh.get());
-    EXPECT_EQ(bytes[0], 0);
-    EXPECT_EQ(bytes[4999], 0);
+    expectEach(0, {bytes[0], bytes[4999]});
 }
 
 TEST(SharedMemory, OpensByTheRules) {

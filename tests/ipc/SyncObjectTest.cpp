@@ -95,8 +95,7 @@ TEST(SyncObject, AReleasedWaiterMayDestroyIt) {
             QXHandle handle = 0;
             ASSERT_EQ(kind.create(nullptr, 0, &handle), result::Ok);
             const std::jthread signaller(kind.release, handle);
-            EXPECT_EQ(kind.hold(handle), result::Ok);
-            EXPECT_EQ(kind.destroy(handle), result::Ok);
+            expectEach(result::Ok, {kind.hold(handle), kind.destroy(handle)});
         }
     }
 }
@@ -111,9 +110,8 @@ TEST(SyncObject, WhatIsOfAnotherKindIsRefused) {
     ASSERT_EQ(QXMutexCreate(name.c_str(), QX_SYNC_SHARED, &handle), result::Ok)
         << "the refusal took nothing away";
     QXHandle event = 0;
-    EXPECT_EQ(Events.create(name.c_str(), QX_SYNC_SHARED, &event), result::InvalidHandle);
-    EXPECT_EQ(QXEventSignal(handle), result::InvalidHandle);
-    EXPECT_EQ(QXGateDestroy(handle), result::InvalidHandle);
+    expectEach(result::InvalidHandle, {Events.create(name.c_str(), QX_SYNC_SHARED, &event),
+                                       QXEventSignal(handle), QXGateDestroy(handle)});
     EXPECT_EQ(other(QXMutexRelease), result::Ok);
     other.quit();
     EXPECT_EQ(QXMutexAcquire(handle), result::Ok); // still there

@@ -214,6 +214,7 @@ TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
         // locale and code set (null for a locale that every system has), short and long text
         {"C", nullptr, "03/05/2024 16:04:09", "Tuesday, March 5, 2024 16:04:09"},
         {"en_US", "ISO-8859-1", "03/05/2024 04:04:09 PM", "Tuesday, March 5, 2024 04:04:09 PM"},
+        {"en_GB", "ISO-8859-1", "05/03/2024 16:04:09", "Tuesday, 5 March 2024 16:04:09"},
         {"de_DE", "ISO-8859-1", "05.03.2024 16:04:09", "Dienstag, 5. M\u00e4rz 2024 16:04:09"},
     };
     for (const auto& [name, codeSet, shortText, longText] : cases) {

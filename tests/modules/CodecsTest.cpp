@@ -224,7 +224,7 @@ struct Comparison {
         Bytes singly;
         for (size_t i = 0; i < mapped.size(); i += isHighSurrogate(mapped[i]) ? 2 : 1)
             singly += encoded(characterAt(mapped, i));
-        EXPECT_TRUE(singly == written);
+        EXPECT_TRUE(singly == written && encoded(LastCodePoint + 1).empty());
         for (char32_t point = 0xD800; point < 0xE000; ++point)
             ASSERT_EQ(encoded(point), "");
     }
@@ -354,6 +354,10 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
         EXPECT_EQ(encode(encoder, u"あ"), "\x1B$B$\"");
         EXPECT_THROW(encode(encoder, u"a\u0700"), UnmappableCharacterException);
         EXPECT_EQ(encode(encoder, u"い"), "$$");
+        Reference<IQXCharStateCodec> state;
+        ASSERT_EQ(codec->QueryInterface(IQXCharStateCodec::Iid, state.putVoid()), 0);
+        EXPECT_EQ(state->GetState(nullptr), result::NullPointer);
+        EXPECT_EQ(state->SetState(UINT32_MAX), result::InvalidArgument);
         signed char none;
         int32_t position = 0;
         expectThrowsResult(result::BufferTooSmall,
@@ -425,8 +429,7 @@ TEST(Codec, ChecksItsArguments) {
     count = 4;
     room = 2;
     EXPECT_EQ(runs->DecodeRun(bytes, &count, units, &room), 0);
-    EXPECT_EQ(count, 2);
-    EXPECT_EQ(room, 2);
+    EXPECT_EQ(std::pair(count, room), std::pair(2, 2));
     util::ROByteBuffer fixed(bytes, 4);
     EXPECT_EQ(codec->Encode(U'a', &fixed), result::NotImplemented);
 }

@@ -93,8 +93,10 @@ TEST(TcpSocket, TalksBothWaysUntilThePeerHasSentItsEnd) {
                   std::pair(String(host), String(host)));
         EXPECT_EQ(socket->getPeerPort(), listener.port());
         socket->shutdownOutput();
-        expectEach<IoException>({[&] { send(*socket->getOutputStream(), "more"); },
-                                 [&] { socket->setKeepAlive(1s, 1s, 0); }});
+        expectEach<IoException>(
+            {[&] { send(*socket->getOutputStream(), "more"); },
+             [&] { socket->setKeepAlive(1s, 1s, 0); },
+             [] { TcpSocketInputStream(makeReference<TcpSocketHandle>(1u << 20)).available(); }});
         EXPECT_EQ(heard(*peer), "answer");
     }
 }
@@ -199,6 +201,9 @@ TEST(TcpSocket, StartAndEndAreForTheWholeProcess) {
     const auto peer = connectTo(ipv4(127, 0, 0, 1, connection.port));
     TcpSocket::uninit();
     EXPECT_NE(connection.listener->accept(), nullptr);
+    EXPECT_EQ(QXSocketCleanUp(), 0); // somebody takes the start
+    expectEach("TcpSocket::uninit " + textOf(QX_E_SOCKET_NOTINITIALISED), {&TcpSocket::uninit});
+    EXPECT_EQ(QXSocketStartUp(0x0202, nullptr), 0);
     EXPECT_TRUE(TcpSocket::getInitialized());
     EXPECT_EQ(String(connection.client->getClass()->getName()), u"qx::net::TcpSocket");
     EXPECT_EQ(String(connection.listener->getClass()->getName()), u"qx::net::TcpServerSocket");

@@ -71,14 +71,15 @@ TEST(Modules, AreCountedOnceEachAndOfferClassesByIdAndNameInEitherCase) {
               result::NoAggregation);
     expectEach(result::NullPointer,
                {QXModuleComCreateObject(&Module, nullptr, nullptr, &Interface, &object),
-                QXModuleComCreateObject(&Module, &ClassId, nullptr, &Interface, nullptr)});
+                QXModuleComCreateObject(&Module, &ClassId, nullptr, &Interface, nullptr),
+                QXComCreateObjectByProgID(nullptr, nullptr, &Interface, &object)});
+    EXPECT_EQ(QXComCreateObjectByProgID(u"TEST.object", nullptr, &Interface, &object), result::Ok);
     EXPECT_EQ(QXComRegisterClassFactory(nullptr, &OtherClassId, createThroughTable), result::Ok);
     EXPECT_EQ(create(OtherClassId), result::Ok) << "the table is not locked meanwhile";
     EXPECT_EQ(object, &s_object);
     EXPECT_EQ(QXComRevokeClassFactory(&OtherClassId), result::Ok);
     EXPECT_EQ(QXComRevokeClassFactory(&OtherClassId), result::NotFound);
-    EXPECT_EQ(QXComRevokeClassFactory(&ClassId), result::Ok);
-    EXPECT_EQ(QXModuleSetInitialized(&Module, 0), result::Ok);
+    expectEach(result::Ok, {QXComRevokeClassFactory(&ClassId), QXModuleSetInitialized(&Module, 0)});
     EXPECT_EQ(QXModuleGetLiveCount(), before);
 }
 

@@ -205,6 +205,7 @@ TEST(DefaultLocale, NamesTheLanguageAndCodeSet) {
     const TestLocale other("ta_IN", "TSCII"); // which no codec serves
     if (other.isSet()) {
         EXPECT_EQ(nameBy(QXGetDefaultCharEncoding), u"UTF-8");
+        EXPECT_EQ(nameBy(QXGetMissingCharEncoding), u"TSCII");
         EXPECT_EQ(narrow(u"n\u0100").second, "n\u0100");
     }
 }

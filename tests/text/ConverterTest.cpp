@@ -214,6 +214,9 @@ TEST(Decoders, SubstituteOnlyWholeWhatHasNoCharacterOrThrow) {
         const auto decoder = decoderOf(name);
         EXPECT_EQ(decode(*decoder, bytes + bytes), u"\uFFFD\uFFFD");
         decoder->setSubstitutionChars(u"<?>", 3);
+        EXPECT_THROW(decoder->setSubstitutionChars(u"", 8), RangeErrorException);
+        char16_t chars[] = u"##";
+        EXPECT_TRUE(decoder->getSubstitutionChars(chars, 2) == 2 && chars == u"<?"s);
         EXPECT_EQ(convertPieces<Units>(*decoder, bytes, 8, room - 1), u"");
         EXPECT_EQ(convertPieces<Units>(*decoder, bytes, 8, room), u"<?>");
         decoder->setSubstitutionChars(nullptr, 0);
@@ -281,6 +284,13 @@ struct OwnDecoder : Own<BTCSingleByte> {
                          : static_cast<char16_t>(0x400 + static_cast<uint8_t>(byte));
     }
 };
+struct OwnMultiEncoder : CTBMultiByte {
+    OwnMultiEncoder() : CTBMultiByte({u"own"_qs}) {}
+    int32_t convertChar(char32_t value, signed char* bytes, int32_t) override {
+        bytes[0] = static_cast<signed char>(value);
+        return value > 0x400 && value < 0x500;
+    }
+};
 struct OwnEncoder : Own<CTBSingleByte> {
     signed char convertChar(char16_t unit) const override {
         return unit > 0x400 && unit < 0x500 ? static_cast<signed char>(unit - 0x400) : '\0';
@@ -299,6 +309,9 @@ TEST(ConverterBases, ConvertThroughTheirVirtualFunction) {
     EXPECT_EQ(decode(decoder, "\x01\0\xFF"s), u"\x0401\xFFFD\x04FF");
     OwnEncoder encoder;
     EXPECT_EQ(encode(encoder, u"\x0401\x0000X\x04FF"s), "\x01\0?\xFF"s);
+    OwnMultiEncoder multi;
+    EXPECT_EQ(multi.getSubstitutionBytes(nullptr, 0), 1);
+    EXPECT_EQ(convertPieces<Bytes>(multi, u"\x0401X\x04FF"s, 3, 1), "\x01?\xFF");
 }
 
 TEST(SingleByte, EncodesWhatItDecodesAndNothingElse) {

@@ -230,5 +230,5 @@ TEST(StandardText, NamesFilesUnlessItWouldMeanSomethingElse) {
     EXPECT_THROW(ini.AddKey("a\0b"sv, "key", "value", true), ResultException);
     EXPECT_EQ(ini.AddKey(u"set", utf8, text, true), result::Ok);
     EXPECT_EQ(ini.find("set", text), text);
-    io::PrintWriter(makeReference<io::NullWriter>()).print(std::string_view());
+    io::PrintWriter(makeReference<io::NullWriter>()).println(std::string_view());
 }

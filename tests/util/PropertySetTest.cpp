@@ -214,9 +214,7 @@ TEST(Property, AnswersBothInterfacesAtOneAddressAndKeepsWhatIsNotOfTheLibrary) {
     double fraction = 0;
     expectEach(result::Ok, {first->GetKey(&key), first->SetValueString(u"3.5"),
                             first->GetValueString(&text), first->GetValueDouble(&fraction)});
-    EXPECT_EQ(key, u"key");
-    EXPECT_EQ(text, u"3.5");
-    EXPECT_EQ(fraction, 3.5);
+    EXPECT_EQ(std::tuple(key, text, fraction), std::tuple(u"key"_qs, u"3.5"_qs, 3.5));
     expectEach(result::NullPointer, {first->GetValueString(nullptr), first->GetValueLong(nullptr)});
 
     const auto stranger = makeReference<Stranger>();
@@ -246,11 +244,12 @@ TEST(PropertySetOfProperties, WorksThroughItsDerivedClass) {
     expectEach(result::Ok, {face->SetDouble(u"pi", 3.125), face->SetLong(u"number", 9),
                             face->SetString(u"text", u"abc"), face->GetDouble(u"pi", &pi),
                             face->GetLong(u"number", &number), face->GetString(u"text", &text)});
-    EXPECT_EQ(pi, 3.125);
-    EXPECT_EQ(number, 9);
-    EXPECT_EQ(text, u"abc");
+    EXPECT_EQ(std::tuple(pi, number, text), std::tuple(3.125, 9, u"abc"_qs));
     const auto any = makeReference<Stranger>();
     EXPECT_EQ(face->Set(u"any", any->GetUnknown()), result::Ok);
+    Reference<IQXUnknown> same;
+    EXPECT_EQ(face->Get(u"any", IQXUnknown::Iid, same.putVoid()), result::Ok);
+    EXPECT_EQ(same, any->GetUnknown());
     EXPECT_EQ(set->getValueString(u"number"), u"9");
     EXPECT_EQ(face->GetLong(u"none", &number), result::Fail);
     EXPECT_EQ(number, 0);
