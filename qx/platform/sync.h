@@ -19,6 +19,10 @@
 /// Locks belong to threads. What a thread still holds when it ends belongs to nobody: nobody can
 /// acquire or release it, but for a mutex or condition of QX_SYNC_SHARED, which the next caller
 /// acquires as after the death of a process.
+///
+/// In a child made by fork nobody waits for an object inside one process: those who waited in the
+/// parent are not there. What the thread that forks holds, the child holds; what another thread of
+/// the parent held belongs to nobody there, as after the end of a thread.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>

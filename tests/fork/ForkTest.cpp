@@ -86,4 +86,30 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
 INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(Fork::allAndEach()),
                          testing::PrintToStringParamName());
 
+TEST(ForkedChild, FindsNobodyWaiting) {
+    if (!ChildHasMemory || !ChildHasThreads)
+        GTEST_SKIP() << "the sanitizer leaves a child no memory or no threads";
+    qx::sync::ReaderWriterLock lock;
+    qx::sync::Semaphore units(0);
+    qx::sync::Event event;
+    qx::sync::Condition condition;
+    const auto await = [&] { std::unique_lock(condition).mutex()->wait(); };
+    const auto tell = [&] { lock.signal(), units.signal(), event.signal(), condition.signal(); };
+    lock.wait();
+    const std::jthread writer([&] { lock.wait(), lock.signal(); }), taker([&] { units.wait(); }),
+        listener([&] { event.wait(); }), waiter(await);
+    QXThreadSleep(100);
+    ChildProcess child(fork());
+    if (child.pid() == 0) {
+        alarm(20); // a hanging one ends by SIGALRM
+        std::jthread own(await);
+        QXThreadSleep(100);
+        tell();
+        own.join();
+        _exit(lock.tryWait() && units.getValue() == 1 && units.tryWait() && event.wait(0u) ? 0 : 1);
+    }
+    EXPECT_EQ(child.join(), 0);
+    tell();
+}
+
 } // namespace

@@ -1,5 +1,6 @@
 #include "qx/platform/sync.h"
 
+#include <qx/platform/posix/sync/ForkMark.h>
 #include <qx/platform/posix/sync/FutexLock.h>
 #include <qx/platform/posix/sync/HolderLock.h>
 #include <qx/platform/posix/sync/RecursiveLock.h>
@@ -96,7 +97,10 @@ class LocalWaiters {
 public:
     using Place = Waiter;
 
-    void enter(Waiter& self) noexcept { m_waiting.push(self); }
+    void enter(Waiter& self) noexcept {
+        forgetParents();
+        m_waiting.push(self);
+    }
     bool sleep(Waiter& self, const Deadline* deadline) noexcept { return self.wait(deadline); }
     bool leave(Waiter& self, bool granted) noexcept {
         if (granted)
@@ -108,13 +112,35 @@ public:
     }
 
     void signalOne() noexcept {
+        if (m_waiting.isEmpty())
+            return;
+        forgetParents();
         if (!m_waiting.isEmpty())
             m_signalled.push(m_waiting.pop());
     }
-    void signalAll() noexcept { m_signalled.append(std::move(m_waiting)); }
-    WaitQueue takeSignalled() noexcept { return std::move(m_signalled); }
+    void signalAll() noexcept {
+        if (m_waiting.isEmpty())
+            return;
+        forgetParents();
+        m_signalled.append(std::move(m_waiting));
+    }
+    WaitQueue takeSignalled() noexcept {
+        if (m_signalled.isEmpty())
+            return {};
+        forgetParents();
+        return std::move(m_signalled);
+    }
 
 private:
+    /// Before a waiter is touched: in a child of fork those of the parent are not there.
+    void forgetParents() noexcept {
+        m_mark.makeOwn([this] {
+            m_waiting.forgetAll();
+            m_signalled.forgetAll();
+        });
+    }
+
+    ForkMark m_mark;
     WaitQueue m_waiting;
     WaitQueue m_signalled; // to be woken at the release
 };

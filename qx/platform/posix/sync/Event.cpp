@@ -1,5 +1,6 @@
 #include "qx/platform/sync.h"
 
+#include <qx/platform/posix/sync/ForkMark.h>
 #include <qx/platform/posix/sync/Grants.h>
 #include <qx/platform/posix/sync/synchandle.h>
 
@@ -14,27 +15,29 @@ public:
     int32_t signal() noexcept {
         int32_t balance = m_balance.load(std::memory_order_relaxed);
         // A remembered signal is written again: what this thread did before must reach the waiter.
-        while (!m_balance.compare_exchange_weak(
-            balance, balance == Signalled ? balance : balance + 1, std::memory_order_release,
-            std::memory_order_relaxed)) {
+        while (balance >= 0) {
+            if (m_balance.compare_exchange_weak(balance, Signalled, std::memory_order_release,
+                                                std::memory_order_relaxed))
+                return result::Ok;
         }
-        if (balance < 0)
-            m_grants.grant();
+        signalWaiter();
         return result::Ok;
     }
 
     int32_t wait() noexcept {
+        if (tryTake())
+            return result::Ok;
+        forgetParents();
         return m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled ? result::Ok
                                                                               : m_grants.wait();
     }
 
     int32_t timedWait(uint32_t milliseconds) noexcept {
-        int32_t balance = Signalled;
-        if (m_balance.compare_exchange_strong(balance, 0, std::memory_order_acquire,
-                                              std::memory_order_relaxed))
+        if (tryTake())
             return result::Ok;
         if (milliseconds == 0)
             return result::TimedOut;
+        forgetParents();
         const Deadline deadline = Deadline::after(milliseconds);
         return m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled
                    ? result::Ok
@@ -44,8 +47,38 @@ public:
 private:
     static constexpr int32_t Signalled = 1;
 
+    bool tryTake() noexcept {
+        int32_t balance = Signalled;
+        return m_balance.compare_exchange_strong(balance, 0, std::memory_order_acquire,
+                                                 std::memory_order_relaxed);
+    }
+
+    QX_CONTENDED void signalWaiter() noexcept {
+        forgetParents();
+        int32_t balance = m_balance.load(std::memory_order_relaxed);
+        while (!m_balance.compare_exchange_weak(
+            balance, balance == Signalled ? balance : balance + 1, std::memory_order_release,
+            std::memory_order_relaxed)) {
+        }
+        if (balance < 0)
+            m_grants.grant();
+    }
+
+    /// Before a wait and before a signal for one who waits: in a child of fork those of the parent
+    /// are not there.
+    void forgetParents() noexcept {
+        m_mark.makeOwn([this] {
+            int32_t balance = m_balance.load(std::memory_order_relaxed);
+            while (balance < 0 &&
+                   !m_balance.compare_exchange_weak(balance, 0, std::memory_order_relaxed)) {
+            }
+            m_grants.forgetAll();
+        });
+    }
+
     std::atomic<int32_t> m_balance{0}; // 1: a signal is remembered; -n: n waiters without a grant
     Grants m_grants;
+    ForkMark m_mark;
 };
 
 /// The same between processes. Any of them may die: the waiters of each slot are the truth, the sum

@@ -30,6 +30,14 @@ public:
         return wait(); // every waiter has been granted one, so that it is on its way
     }
 
+    /// Grants that nobody has taken yet.
+    uint32_t count() const noexcept {
+        return static_cast<uint32_t>(m_state.load(std::memory_order_relaxed));
+    }
+
+    /// Forgets grants and sleepers of a process that is not this one.
+    void forgetAll() noexcept { m_state.store(0, std::memory_order_relaxed); }
+
 private:
     static constexpr uint64_t OneWaiter = uint64_t{1} << 32;
 

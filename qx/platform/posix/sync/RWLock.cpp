@@ -1,9 +1,11 @@
 #include "qx/platform/sync.h"
 
+#include <memory>
 #include <mutex>
 
 #include <qx/platform/posix/process/ThreadIdentity.h>
 #include <qx/platform/posix/shared/SharedRWLock.h>
+#include <qx/platform/posix/sync/ForkMark.h>
 #include <qx/platform/posix/sync/FutexLock.h>
 #include <qx/platform/posix/sync/WaitQueue.h>
 #include <qx/platform/posix/sync/synchandle.h>
@@ -29,10 +31,10 @@ public:
         return acquired;
     }
 
-    int32_t tryAcquireRead() noexcept { return tryEnter(Reading) ? result::Ok : result::Busy; }
+    int32_t tryAcquireRead() noexcept { return tryOnce(Reading) ? result::Ok : result::Busy; }
 
     int32_t tryAcquireWrite() noexcept {
-        if (!tryEnter(Writing))
+        if (!tryOnce(Writing))
             return result::Busy;
         m_writer.store(currentThread(), std::memory_order_relaxed);
         return result::Ok;
@@ -64,6 +66,22 @@ private:
         return false;
     }
 
+    /// A first try may have failed for those who waited in the parent of this process.
+    bool tryOnce(Side side) noexcept {
+        return tryEnter(side) || (forgetParents() && tryEnter(side));
+    }
+
+    /// To be called before m_guard is acquired. In a child of fork, threads that are not there
+    /// stand in the queues, and one may have held m_guard. True when there may have been some.
+    bool forgetParents() noexcept {
+        return m_mark.makeOwn([this] {
+            std::construct_at(&m_guard);
+            m_readers.forgetAll();
+            m_writers.forgetAll();
+            m_state.fetch_and(~Queued, std::memory_order_relaxed);
+        });
+    }
+
     QX_CONTENDED int32_t acquireContended(Side side, WaitQueue& queue) noexcept;
     bool enterOrQueue(Side side, WaitQueue& queue, Waiter& waiter) noexcept;
     QX_CONTENDED void admit(const WaitQueue& preferred) noexcept;
@@ -71,6 +89,7 @@ private:
     std::atomic<uint32_t> m_state{0};
     FutexLock m_guard;
     std::atomic<ThreadIdentity> m_writer{NoThread};
+    ForkMark m_mark;
     WaitQueue m_readers; // guarded by m_guard, like m_writers
     WaitQueue m_writers;
 };
@@ -89,6 +108,7 @@ int32_t LocalRWLock::acquireContended(Side side, WaitQueue& queue) noexcept {
 /// True when the lock was free for @p side after all. Otherwise its holder, or the release that is
 /// on its way to m_guard, will find the waiter.
 bool LocalRWLock::enterOrQueue(Side side, WaitQueue& queue, Waiter& waiter) noexcept {
+    forgetParents();
     const std::lock_guard guard(m_guard);
     uint32_t state = m_state.load(std::memory_order_relaxed);
     while ((state & Queued) == 0) {
@@ -131,8 +151,13 @@ int32_t LocalRWLock::releaseWrite() noexcept {
 /// @p preferred side if somebody waits there, else the other.
 void LocalRWLock::admit(const WaitQueue& preferred) noexcept {
     WaitQueue admitted;
+    forgetParents();
     {
         const std::lock_guard guard(m_guard);
+        // Where Queued was only for threads of the parent, somebody may have entered after the last
+        // reader, and who waits now is for that one to admit.
+        if (&preferred == &m_writers && m_state.load(std::memory_order_relaxed) != Queued)
+            return;
         const bool readers =
             m_writers.isEmpty() || (&preferred == &m_readers && !m_readers.isEmpty());
         if (readers)

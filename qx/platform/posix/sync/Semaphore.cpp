@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <qx/platform/posix/shared/SharedSemaphore.h>
+#include <qx/platform/posix/sync/ForkMark.h>
 #include <qx/platform/posix/sync/Grants.h>
 #include <qx/platform/posix/sync/synchandle.h>
 
@@ -37,7 +38,7 @@ public:
                                                 std::memory_order_relaxed))
                 return result::Ok;
         }
-        return result::Busy;
+        return m_mark.isFromParent() ? tryWaitInChild() : result::Busy;
     }
 
     int32_t timedWait(uint32_t milliseconds) noexcept {
@@ -55,13 +56,26 @@ public:
         if (value == nullptr)
             return result::NullPointer;
         const int64_t balance = m_balance.load(std::memory_order_relaxed);
-        *value = static_cast<int32_t>(std::clamp<int64_t>(balance, 0, MaximumCount));
+        const int64_t granted = m_mark.isFromParent() ? m_grants.count() : 0;
+        *value = static_cast<int32_t>(
+            std::clamp<int64_t>(std::max<int64_t>(balance, 0) + granted, 0, MaximumCount));
         return result::Ok;
     }
 
 private:
+    /// In a child of fork the balance still counts those who waited in the parent. They never take
+    /// the grants that are given for them, which are units at hand: whoever waits takes one at
+    /// once.
+    QX_CONTENDED int32_t tryWaitInChild() noexcept {
+        return m_balance.fetch_sub(1, std::memory_order_acquire) > 0 ||
+                       m_grants.wait(m_balance, Deadline::after(0u)) == result::Ok
+                   ? result::Ok
+                   : result::Busy;
+    }
+
     std::atomic<int64_t> m_balance; // units at hand; -n: n waiters without a grant
     Grants m_grants;
+    ForkMark m_mark;
 };
 
 } // namespace

@@ -45,6 +45,11 @@ public:
     /// Empties the queue and ends every wait. Call it without the guard: a granted thread may
     /// destroy the object it waited on.
     void grantAll() noexcept;
+    /// Empties the queue without a look at the waiters, of whom nothing may be left.
+    void forgetAll() noexcept {
+        m_first = m_last = nullptr;
+        m_size = 0;
+    }
 
 private:
     Waiter* m_first = nullptr;
