@@ -19,6 +19,10 @@
 
 namespace qx::exec {
 
+namespace detail {
+struct ThreadHandle;
+}
+
 /// What a thread can run beside an IRunnable: something that is called without arguments and
 /// returns nothing or a pointer.
 template <class T>
@@ -120,6 +124,7 @@ public:
     }
 
 private:
+    friend struct detail::ThreadHandle;
     struct Run;
 
     static bool sleepStep(uint32_t milliseconds) {

@@ -71,6 +71,10 @@ struct AsyncOptions {
 /// entry finishes it meanwhile. The target is released by the destructor, or by such a worker when
 /// that ends later. After a successful flush no worker is in the middle of an entry.
 ///
+/// Unloading the library waits for the threads of workers that have nothing left to do. One that is
+/// in the middle of an entry for longer than the destructor waits for it, a second, keeps the
+/// library loaded.
+///
 /// A child made by fork has neither the workers nor what is queued, which its parent hands on: the
 /// queue is empty there, flush returns false, process throws IllegalStateException, and the target
 /// is neither called nor released. A child that is to log makes a processor of its own.

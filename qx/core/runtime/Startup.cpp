@@ -13,6 +13,7 @@
 #include <qx/core/detail/Subsystem.h>
 #include <qx/core/runtime/ClassManager.h>
 #include <qx/core/runtime/GlobalLock.h>
+#include <qx/platform/detail/LeavingThreads.h>
 #include <qx/platform/module.h>
 #include <qx/sync/Mutex.h>
 
@@ -58,6 +59,7 @@ void shutDown() {
 }
 
 [[gnu::destructor]] void detachProcess() {
+    platform::joinLeavingThreads();
     QXModuleSetInitialized(libraryIdentity(), 0);
     QXCLLibUninit();
     for (const Subsystem* const each : Subsystems) {

@@ -9,8 +9,11 @@
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/exec/Thread.h>
+#include <qx/exec/detail/ThreadHandle.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/detail/AsyncWorker.h>
+#include <qx/platform/detail/LeavingThreads.h>
+#include <qx/platform/thread.h>
 
 namespace qx::log {
 
@@ -44,6 +47,7 @@ AsyncProcessorImpl::~AsyncProcessorImpl() = default;
 
 void AsyncProcessorImpl::startWorker() {
     const auto thread = makeReference<exec::Thread>(this, u"qx log worker"_qs);
+    m_threads.reserve(m_threads.size() + 1);
     ++m_workerCount; // whoever looks before the thread runs has a worker to wait for
     try {
         thread->start();
@@ -51,6 +55,7 @@ void AsyncProcessorImpl::startWorker() {
         --m_workerCount;
         throw;
     }
+    m_threads.push_back(exec::detail::ThreadHandle::takeFrom(*thread));
 }
 
 void* AsyncProcessorImpl::run() {
@@ -277,7 +282,21 @@ void AsyncProcessorImpl::shutDown() noexcept {
     resultOf([this] { awaitIdleWorkers(); });
     drain();
     resultOf([this] { runWhenEmpty(); });
-    releaseTarget(true);
+    leaveThreads(releaseTarget(true));
+}
+
+/// Workers that @p areIdle have nothing left to do but to end, which unloading the library waits
+/// for. One that is with the target may stay there for ever, and needs the library until then.
+void AsyncProcessorImpl::leaveThreads(bool areIdle) noexcept {
+    if (!areIdle)
+        platform::keepLibraryLoaded();
+    for (const QXHandle each : m_threads) {
+        if (areIdle)
+            platform::leaveThread(each);
+        else
+            QXThreadDetach(each);
+    }
+    m_threads.clear();
 }
 
 void AsyncProcessorImpl::stopWorkers() {
@@ -321,8 +340,8 @@ void AsyncProcessorImpl::drain() {
 }
 
 /// Once nobody can use the target any more: no entries wait, which @p isDrained tells, and no
-/// worker has one in its hands.
-void AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
+/// worker has one in its hands. Whether that is so.
+bool AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
     Reference<ILogProcessor> target;
     Reference<exec::IRunnable> whenEmpty;
     {
@@ -331,7 +350,7 @@ void AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
         // must not find the queue drained and take the target out of its hands.
         m_drained |= isDrained;
         if (!m_drained || !isIdleBut(nullptr))
-            return;
+            return false;
         target.swap(m_target);
         whenEmpty.swap(m_whenEmpty);
     }
@@ -339,6 +358,7 @@ void AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
     target.reset();
     if (whenEmpty)
         resultOf([&] { whenEmpty->run(); });
+    return true;
 }
 
 uint64_t AsyncProcessorImpl::getQueuedCount() const {

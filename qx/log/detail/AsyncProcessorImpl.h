@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
+#include <vector>
 
 #include <qx/core/Implements.h>
 #include <qx/core/Object.h>
@@ -80,7 +81,8 @@ private:
     void notify();
     bool isHandedOn(uint64_t number) const noexcept;
     bool isIdleBut(const Worker* caller) const noexcept;
-    void releaseTarget(bool isDrained) noexcept;
+    bool releaseTarget(bool isDrained) noexcept;
+    void leaveThreads(bool areIdle) noexcept;
     /// What a worker does with the target: a failure ends it, or not.
     template <class Body>
     void asWorker(Body&& body) {
@@ -93,6 +95,7 @@ private:
     void unlockAll();
     void leaveToParent();
 
+    std::vector<QXHandle> m_threads;   // changed by the owner only
     Reference<ILogProcessor> m_target; // until nobody can need it any more
     const detail::OwnTarget m_own;     // the target as far as it takes records
     Reference<exec::IRunnable> m_whenEmpty;

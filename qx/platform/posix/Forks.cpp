@@ -17,7 +17,7 @@ constexpr const ForkSteps* OwnStates[] = {
     &ComponentForkSteps, &RegistryForkSteps, &ModuleForkSteps,   &SharedObjectForkSteps,
     &ChildForkSteps,     &ReaperForkSteps,   &ConsoleForkSteps,  &DriveForkSteps,
     &MountForkSteps,     &TimeTextForkSteps, &CLibraryForkSteps, &ThreadNumberForkSteps,
-    &WaiterForkSteps,
+    &LeavingForkSteps,   &WaiterForkSteps,
 };
 
 constinit std::mutex s_lock; // of the list, held from before a fork until after it

@@ -20,6 +20,7 @@ extern const ForkSteps CLibraryForkSteps;     // CLibraryCall.cpp
 extern const ForkSteps LoaderForkSteps;       // CLibraryCall.cpp
 extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 extern const ForkSteps WaiterForkSteps;       // ForkMark.cpp
+extern const ForkSteps LeavingForkSteps;      // LeavingThreads.cpp
 
 /// The steps of a state that one lock guards. A child takes it over as it is, or as @p InChild
 /// leaves it, which runs with the lock held.
