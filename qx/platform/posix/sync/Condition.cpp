@@ -62,15 +62,27 @@ private:
         signal();
         if (m_lock.depth() != 0)
             return m_lock.release(caller...);
-        auto woken = m_waiters.takeSignalled();
-        m_lock.releaseUnused(caller...);
-        woken.grantAll();
+        wakeAfter([&] { m_lock.releaseUnused(caller...); });
         return result::Ok;
     }
 
     void releaseAndWake(Caller... caller) noexcept {
-        auto woken = m_waiters.takeSignalled();
-        m_lock.releaseWhole(caller...);
+        wakeAfter([&] { m_lock.releaseWhole(caller...); });
+    }
+
+    /// Wakes whoever has been signalled once @p release has let go of the lock.
+    template <class Release>
+    void wakeAfter(Release release) noexcept {
+        if (m_waiters.hasSignalled())
+            wakeSignalledAfter(release);
+        else
+            release();
+    }
+
+    template <class Release>
+    QX_CONTENDED void wakeSignalledAfter(Release release) noexcept {
+        WaitQueue woken = m_waiters.takeSignalled();
+        release();
         woken.grantAll();
     }
 
@@ -124,9 +136,8 @@ public:
         forgetParents();
         m_signalled.append(std::move(m_waiting));
     }
+    bool hasSignalled() const noexcept { return !m_signalled.isEmpty(); }
     WaitQueue takeSignalled() noexcept {
-        if (m_signalled.isEmpty())
-            return {};
         forgetParents();
         return std::move(m_signalled);
     }
@@ -179,7 +190,8 @@ public:
 
     void signalOne() noexcept { waiters.wakeOne(); }
     void signalAll() noexcept { waiters.wakeAll(); }
-    WaitQueue takeSignalled() noexcept { return {}; } // the kernel has woken them
+    bool hasSignalled() const noexcept { return false; } // the kernel has woken them
+    WaitQueue takeSignalled() noexcept { return {}; }
 
     bool tryLeave(SharedObject& caller) noexcept { return tryGiveBackOwn(caller, *this); }
     bool isInUse(uint32_t slot) const noexcept { return m_waiting[slot] != 0; }

@@ -20,17 +20,10 @@ public:
                                                 std::memory_order_relaxed))
                 return result::Ok;
         }
-        signalWaiter();
-        return result::Ok;
+        return signalWaiter();
     }
 
-    int32_t wait() noexcept {
-        if (tryTake())
-            return result::Ok;
-        forgetParents();
-        return m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled ? result::Ok
-                                                                              : m_grants.wait();
-    }
+    int32_t wait() noexcept { return tryTake() ? result::Ok : waitContended(); }
 
     int32_t timedWait(uint32_t milliseconds) noexcept {
         if (tryTake())
@@ -53,7 +46,13 @@ private:
                                                  std::memory_order_relaxed);
     }
 
-    QX_CONTENDED void signalWaiter() noexcept {
+    QX_CONTENDED int32_t waitContended() noexcept {
+        forgetParents();
+        return m_balance.fetch_sub(1, std::memory_order_acquire) == Signalled ? result::Ok
+                                                                              : m_grants.wait();
+    }
+
+    QX_CONTENDED int32_t signalWaiter() noexcept {
         forgetParents();
         int32_t balance = m_balance.load(std::memory_order_relaxed);
         while (!m_balance.compare_exchange_weak(
@@ -62,6 +61,7 @@ private:
         }
         if (balance < 0)
             m_grants.grant();
+        return result::Ok;
     }
 
     /// Before a wait and before a signal for one who waits: in a child of fork those of the parent
