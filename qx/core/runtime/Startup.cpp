@@ -1,9 +1,10 @@
 #include "qx/core/runtime/Startup.h"
 
-#include <atomic>
 #include <clocale>
 #include <cstdlib>
 #include <iostream>
+#include <mutex>
+#include <optional>
 #include <utility>
 
 #include <qx/core/LiveObjects.h>
@@ -15,6 +16,7 @@
 #include <qx/core/runtime/GlobalLock.h>
 #include <qx/platform/detail/LeavingThreads.h>
 #include <qx/platform/module.h>
+#include <qx/sync/ForkSafeMutex.h>
 #include <qx/sync/Mutex.h>
 
 namespace qx {
@@ -28,7 +30,15 @@ constexpr const Subsystem* Subsystems[] = {
     &math::subsystem,          &pcom::subsystem, &i18n::subsystem,
 };
 
-constinit std::atomic<int> s_startUps{0};
+/// As long as the library is there. Recursive: what starts or stops may itself ask for the library.
+constinit std::optional<sync::ForkSafeMutex> s_startUpLock;
+constinit int s_startUps = 0; // guarded by s_startUpLock
+
+/// Keeps others out until what the caller starts or stops is done.
+std::unique_lock<sync::ForkSafeMutex> holdStartUp() {
+    return s_startUpLock ? std::unique_lock(*s_startUpLock)
+                         : std::unique_lock<sync::ForkSafeMutex>();
+}
 
 void startUp() {
     std::setlocale(LC_ALL, "");
@@ -54,6 +64,7 @@ void shutDown() {
 }
 
 [[gnu::constructor]] void attachProcess() {
+    resultOf([] { s_startUpLock.emplace("qx/core/runtime/Startup::s_startUpLock"); });
     QXCLLibInit();
     QXModuleSetInitialized(libraryIdentity(), 1);
 }
@@ -62,6 +73,7 @@ void shutDown() {
     platform::joinLeavingThreads();
     QXModuleSetInitialized(libraryIdentity(), 0);
     QXCLLibUninit();
+    s_startUpLock.reset();
     for (const Subsystem* const each : Subsystems) {
         if (each->unload)
             each->unload();
@@ -74,17 +86,15 @@ void shutDown() {
 } // namespace qx
 
 int32_t QXCLLibInit() {
+    const auto alone = qx::holdStartUp();
     if (++qx::s_startUps != 1)
         return qx::result::Ok;
     return qx::resultOf(qx::startUp);
 }
 
 int32_t QXCLLibUninit() {
-    // A compare loop rather than a decrement: a surplus call must not unbalance the count.
-    int count = qx::s_startUps;
-    do {
-        if (count < 1)
-            return qx::result::Fail;
-    } while (!qx::s_startUps.compare_exchange_weak(count, count - 1));
-    return count == 1 ? qx::resultOf(qx::shutDown) : qx::result::Ok;
+    const auto alone = qx::holdStartUp();
+    if (qx::s_startUps < 1) // a surplus call must not unbalance the count
+        return qx::result::Fail;
+    return --qx::s_startUps == 0 ? qx::resultOf(qx::shutDown) : qx::result::Ok;
 }
