@@ -251,18 +251,14 @@ TEST(Kernels, AgreeOnSingleByteText) {
     }
     const MadePage madePages[] = {MadePage(moved), MadePage(cyrillic), MadePage(scattered),
                                   MadePage(mixed), MadePage(holed)};
-    struct {
+    struct Page {
         const detail::PageDecoder& decoder;
         const detail::PageEncoder& encoder;
-    } const pages[] = {
-        {detail::CodePage437.decoder, detail::CodePage437.encoder},
-        {detail::CodePage1252.decoder, detail::CodePage1252.encoder},
-        {madePages[0].decoder, madePages[0].encoder->page()},
-        {madePages[1].decoder, madePages[1].encoder->page()},
-        {madePages[2].decoder, madePages[2].encoder->page()},
-        {madePages[3].decoder, madePages[3].encoder->page()},
-        {madePages[4].decoder, madePages[4].encoder->page()},
     };
+    std::vector<Page> pages = {{detail::CodePage437.decoder, detail::CodePage437.encoder},
+                               {detail::CodePage1252.decoder, detail::CodePage1252.encoder}};
+    for (const MadePage& made : madePages)
+        pages.push_back({made.decoder, made.encoder->page()});
     const std::u16string strays = u"\x0100\x0080\x007F\xFFFF\xD800\x0000€ÿ"s;
     for (const auto& page : pages) {
         std::u16string units;

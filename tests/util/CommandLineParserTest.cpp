@@ -1,6 +1,5 @@
 #include <vector>
 
-#include <qx/util/config/CmdLineParser.h>
 #include <qx/util/config/CommandLineParser.h>
 
 #include "tests/support/ExpectResult.h"
@@ -212,29 +211,4 @@ TEST(CommandLineParser, FindsMistakes) {
         parser.parse(String(line));
         EXPECT_EQ(parser.findMistake().toUtf8(), mistake);
     }
-}
-
-TEST(CommandLineParser, DoesTheSameUnderItsOldName) {
-    struct Legacy : CQXCmdLineParser {
-        using CQXCmdLineParser::getDefinition, CQXCmdLineParser::reset;
-    } parser;
-    parser.defineOption(u"one", 1, u"5");
-    EXPECT_TRUE(parser.getDefinition(u"one"));
-    parser.setIgnoreCase(true);
-    parser.parse(u"a -ONE 7 -x=2.5 b");
-    EXPECT_EQ(parser.getElement(1)->getName(), u"ONE");
-    EXPECT_EQ(parser.getParameterCount(), 2);
-    EXPECT_EQ(parser.getParameter(1)->getValueString(0), u"b");
-    EXPECT_TRUE(parser.isPresent(u"X"));
-    EXPECT_EQ(parser.getOption(u"one")->getPosition(), 1);
-    EXPECT_EQ(parser.getValueLong(u"one", 0), 7);
-    EXPECT_EQ(parser.getValueString(u"x", 0), u"2.5");
-    EXPECT_EQ(parser.getValueDouble(u"x", 0), 2.5);
-    CQXCmdLineParser copy(parser);
-    const char* const argv[] = {"prog", "-x"};
-    copy.parse(2, argv);
-    EXPECT_EQ(copy.getElementCount(), 2);
-    copy = parser;
-    parser.reset();
-    EXPECT_EQ(parser.getElementCount() + copy.getElementCount(), 4);
 }
