@@ -29,8 +29,12 @@ constexpr ForkSteps LoaderForkSteps{[](void*) noexcept { s_loader.acquire(); },
                                     [](void*) noexcept { s_loader.release(); },
                                     [](void*) noexcept { s_loader.release(); }};
 
-constexpr ForkSteps CLibraryForkSteps{[](void*) noexcept { ::pthread_rwlock_wrlock(&s_lock); },
-                                      [](void*) noexcept { ::pthread_rwlock_unlock(&s_lock); },
-                                      [](void*) noexcept { s_lock = PTHREAD_RWLOCK_INITIALIZER; }};
+constexpr ForkSteps CLibraryForkSteps{
+    [](void*) noexcept { ::pthread_rwlock_wrlock(&s_lock); },
+    [](void*) noexcept { ::pthread_rwlock_unlock(&s_lock); },
+    [](void*) noexcept {
+        ::pthread_rwlock_unlock(&s_lock);
+        s_lock = PTHREAD_RWLOCK_INITIALIZER; // it counts those who have begun to wait
+    }};
 
 } // namespace qx::platform
