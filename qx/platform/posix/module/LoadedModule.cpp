@@ -110,6 +110,9 @@ std::shared_ptr<LoadedModule> LoadedModule::open(const std::string& path) {
     opened->findExports();
     if (opened->m_getClassObject == nullptr)
         throw Failure{result::SymbolNotFound};
+    // What the module makes at its first call is made here, while forks wait: a child would wait
+    // for ever for a thread of its parent that was making it.
+    static_cast<void>(opened->isUnused());
     return opened;
 }
 
