@@ -79,6 +79,12 @@ private:
         return result;
     }
 
+    static bool isHandledBy(int signal, void (*handler)(int)) {
+        struct sigaction current {};
+        ::sigaction(signal, nullptr, &current);
+        return (current.sa_flags & SA_SIGINFO) == 0 && current.sa_handler == handler;
+    }
+
     /// Only where the default action, the end of the process, is in force.
     void catchSignals() {
         struct sigaction catching {};
@@ -86,9 +92,7 @@ private:
         catching.sa_flags = static_cast<int>(SA_RESETHAND);
         ::sigemptyset(&catching.sa_mask);
         for (size_t i = 0; i < std::size(FatalSignals); ++i) {
-            struct sigaction current {};
-            ::sigaction(FatalSignals[i], nullptr, &current);
-            m_caught[i] = (current.sa_flags & SA_SIGINFO) == 0 && current.sa_handler == SIG_DFL;
+            m_caught[i] = isHandledBy(FatalSignals[i], SIG_DFL);
             if (m_caught[i])
                 ::sigaction(FatalSignals[i], &catching, nullptr);
         }
@@ -97,10 +101,7 @@ private:
     /// Those of which nobody has taken over the handling since.
     void restoreSignals() {
         for (size_t i = 0; i < std::size(FatalSignals); ++i) {
-            struct sigaction current {};
-            ::sigaction(FatalSignals[i], nullptr, &current);
-            if (m_caught[i] && (current.sa_flags & SA_SIGINFO) == 0 &&
-                current.sa_handler == restoreAndDie)
+            if (m_caught[i] && isHandledBy(FatalSignals[i], restoreAndDie))
                 ::signal(FatalSignals[i], SIG_DFL);
         }
     }
