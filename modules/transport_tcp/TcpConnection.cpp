@@ -9,8 +9,11 @@ namespace qx::tcp {
 
 TcpConnection::TcpConnection(transport::Socket socket, const transport::Place& place)
     : m_socket(socket.detach(), nullptr) {
-    throwIfFailed(m_socket.setReceiveTimeout(std::chrono::milliseconds(place.readTimeoutMs)));
-    throwIfFailed(m_socket.setSendTimeout(std::chrono::milliseconds(place.writeTimeoutMs)));
+    using std::chrono::milliseconds;
+    if (place.readTimeoutMs != 0)
+        throwIfFailed(m_socket.setReceiveTimeout(milliseconds(place.readTimeoutMs)));
+    if (place.writeTimeoutMs != 0)
+        throwIfFailed(m_socket.setSendTimeout(milliseconds(place.writeTimeoutMs)));
 }
 
 TcpConnection::~TcpConnection() {
