@@ -114,7 +114,7 @@ QX_INLINE_AVX2 Vector select(Vector mask, Vector there, Vector elsewhere) {
     return _mm256_blendv_epi8(elsewhere, there, mask);
 }
 QX_INLINE_AVX2 Vector selectByTopBit(Vector mask, Vector there, Vector elsewhere) {
-    return _mm256_blendv_epi8(elsewhere, there, mask);
+    return select(mask, there, elsewhere);
 }
 
 /// An exchange of halves would do as well, but takes eight steps on some processors.

@@ -74,7 +74,7 @@ QX_INLINE_SSE4 Vector select(Vector mask, Vector there, Vector elsewhere) {
 }
 /// The same where the top bit of a byte of @p mask is set, whatever else is.
 QX_INLINE_SSE4 Vector selectByTopBit(Vector mask, Vector there, Vector elsewhere) {
-    return _mm_blendv_epi8(elsewhere, there, mask);
+    return select(mask, there, elsewhere);
 }
 
 /// The vector with its bytes @p Count places further; zeros come in at the bottom.
