@@ -227,8 +227,11 @@ template <class Place>
 void connect(benchmark::State& state) {
     Place place;
     std::jthread server([&](const std::stop_token& stop) {
-        while (!stop.stop_requested())
-            place.accept().send("", 1);
+        for (bool isLast = false; !isLast;) {
+            auto connection = place.accept();
+            isLast = stop.stop_requested(); // before the client can go on
+            connection.send("", 1);
+        }
     });
     const auto once = [&] {
         char byte;
