@@ -43,5 +43,7 @@ foreign_packages() {
     for package in "$state"/archives/*.deb; do
         dpkg-deb -x "$package" "$folder"
     done
+    # The headers that differ by processor lie where the cross compiler does not look.
+    cp -r "$folder"/usr/include/*-linux-gnu/. "$folder/usr/include"
     touch "$folder/complete"
 }

@@ -42,9 +42,9 @@ QX_API Object* untypedObject(const ComObject* object);
 /// The class without typeid: exceptions have their types in programs of any kind.
 template <class T>
 const std::type_info& typeThrown() {
-    static const std::type_info& s_type =
-        pointedTo(std::make_exception_ptr(static_cast<std::remove_cv_t<T>*>(nullptr)));
-    return s_type;
+    static const std::type_info* const s_type =
+        &pointedTo(std::make_exception_ptr(static_cast<std::remove_cv_t<T>*>(nullptr)));
+    return *s_type;
 }
 #endif
 
