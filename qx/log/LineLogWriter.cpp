@@ -20,6 +20,7 @@
 
 namespace qx::log {
 
+using namespace std::string_view_literals;
 using text::charset::isHighSurrogate;
 using text::charset::isLowSurrogate;
 using text::charset::isSurrogate;
@@ -215,7 +216,7 @@ struct LineLogWriter::Line {
                 appendEscaped(to, value.text(room), Place::Head);
             });
         }
-        to.append(std::u16string_view(u" | "));
+        to.append(u" | "sv);
         if (text)
             appendText(to, *text, room);
         else
@@ -247,7 +248,7 @@ private:
             return;
         }
         const auto shown = value ? value->text(room) : std::u16string_view();
-        appendEscaped(to, shown.empty() ? std::u16string_view(u"-") : shown, Place::Head);
+        appendEscaped(to, shown.empty() ? u"-"sv : shown, Place::Head);
     }
 };
 
