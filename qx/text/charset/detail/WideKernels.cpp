@@ -132,21 +132,16 @@ RunLength mixed(const In* in, size_t size, Out* out, size_t capacity) {
     }
 }
 
-template <bool Swapped>
-Longs loadLongs(const uint8_t* in) {
-    const Bytes bytes = load<Bytes>(in);
-    return reinterpret_cast<Longs>(Swapped
-                                       ? __builtin_shufflevector(bytes, bytes, 3, 2, 1, 0, 7, 6, 5,
-                                                                 4, 11, 10, 9, 8, 15, 14, 13, 12)
-                                       : bytes);
-}
+Units swapBytes(Units units) { return units << 8 | units >> 8; }
 
+/// Exchanges the bytes by shifts: a shuffle of single bytes is not in every machine's baseline, and
+/// goes through memory then.
 template <bool Swapped>
-void storeLongs(Bytes bytes, uint8_t* out) {
-    store(Swapped ? __builtin_shufflevector(bytes, bytes, 3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15,
-                                            14, 13, 12)
-                  : bytes,
-          out);
+Longs ordered(Longs lanes) {
+    if (!Swapped)
+        return lanes;
+    const auto halves = reinterpret_cast<Longs>(swapBytes(reinterpret_cast<Units>(lanes)));
+    return halves << 16 | halves >> 16;
 }
 
 void swapUnits(const void* in, void* out, size_t units) {
@@ -155,7 +150,7 @@ void swapUnits(const void* in, void* out, size_t units) {
     size_t i = 0;
     for (; units - i >= 8; i += 8) {
         const Units block = load<Units>(from + 2 * i);
-        store(block << 8 | block >> 8, to + 2 * i);
+        store(swapBytes(block), to + 2 * i);
     }
     PlainKernels.swapUnits(from + 2 * i, to + 2 * i, units - i);
 }
@@ -204,6 +199,24 @@ size_t encodeUnits(const char16_t* in, size_t size, uint8_t* out, const PageEnco
 
 constexpr auto NarrowAscii = narrowBelow<0x80, &KernelSet::narrowAscii>;
 
+bool areSupplementary(Longs values) { return isZero((values - 0x10000u) >> 20); }
+
+/// Values from 0x10000 on as pairs of surrogates.
+Longs splitIntoPairs(Longs values) {
+    constexpr uint32_t HighBase = 0xD800 - (0x10000 >> 10);
+    const Longs high = (values >> 10) + HighBase;
+    const Longs low = (values & 0x3FF) | 0xDC00u;
+    return platform::IsLittleEndian ? high | low << 16 : high << 16 | low;
+}
+
+/// The values of pairs of surrogates.
+Longs joinPairs(Longs pairs) {
+    const Longs upper = pairs >> 16;
+    const Longs high = platform::IsLittleEndian ? pairs : upper;
+    const Longs low = platform::IsLittleEndian ? upper : pairs;
+    return ((high & 0x3FF) << 10 | (low & 0x3FF)) + 0x10000u;
+}
+
 } // namespace
 
 template <bool Swapped>
@@ -213,8 +226,8 @@ RunLength wide::fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t
     while (units - done.read >= 8 && capacity - done.written >= 8) {
         const uint8_t* from = in + 4 * done.read;
         char16_t* to = out + done.written;
-        const Longs low = loadLongs<Swapped>(from);
-        const Longs high = loadLongs<Swapped>(from + 16);
+        const Longs low = ordered<Swapped>(load<Longs>(from));
+        const Longs high = ordered<Swapped>(load<Longs>(from + 16));
         const auto surrogates =
             ((low & 0xFFFFF800u) == 0xD800u) | ((high & 0xFFFFF800u) == 0xD800u);
         if (isZero((low | high) >> 16) && isZero(surrogates)) {
@@ -223,6 +236,12 @@ RunLength wide::fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t
                                           10, 12, 14),
                   to);
             done += {8, 8};
+            continue;
+        }
+        if (capacity - done.written >= 16 && areSupplementary(low) && areSupplementary(high)) {
+            store(splitIntoPairs(low), to);
+            store(splitIntoPairs(high), to + 8);
+            done += {8, 16};
             continue;
         }
         const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacity - done.written);
@@ -247,13 +266,17 @@ RunLength wide::toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t ca
             const Units zero = {};
             const Units first = platform::IsLittleEndian ? units : zero;
             const Units second = platform::IsLittleEndian ? zero : units;
-            storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
-                                    first, second, 0, 8, 1, 9, 2, 10, 3, 11)),
-                                to);
-            storeLongs<Swapped>(reinterpret_cast<Bytes>(__builtin_shufflevector(
-                                    first, second, 4, 12, 5, 13, 6, 14, 7, 15)),
-                                to + 16);
+            const auto low = __builtin_shufflevector(first, second, 0, 8, 1, 9, 2, 10, 3, 11);
+            const auto high = __builtin_shufflevector(first, second, 4, 12, 5, 13, 6, 14, 7, 15);
+            store(ordered<Swapped>(reinterpret_cast<Longs>(low)), to);
+            store(ordered<Swapped>(reinterpret_cast<Longs>(high)), to + 16);
             done += {8, 8};
+            continue;
+        }
+        constexpr Units pairs = {0xD800, 0xDC00, 0xD800, 0xDC00, 0xD800, 0xDC00, 0xD800, 0xDC00};
+        if (isZero((units & 0xFC00) ^ pairs)) {
+            store(ordered<Swapped>(joinPairs(reinterpret_cast<Longs>(units))), to);
+            done += {8, 4};
             continue;
         }
         const RunLength next = (PlainKernels.*Plain)(from, 8, to, capacityInUnits - done.written);
