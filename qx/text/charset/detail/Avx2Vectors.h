@@ -6,6 +6,8 @@
 
 #include <immintrin.h>
 
+#include <array>
+
 #include <qx/text/charset/detail/Sse4Vectors.h>
 
 /// The operations on 32 bytes of which the kernels are made; those that Sse4Vectors.h has too do
@@ -52,11 +54,7 @@ QX_INLINE_AVX2 __m256i hidden(__m256i constant) {
     return constant;
 }
 
-/// Every byte, or every 16-bit unit, of a vector set to one constant.
-QX_INLINE_AVX2 __m256i bytes(unsigned value) {
-    return hidden(_mm256_set1_epi8(static_cast<char>(value)));
-}
-
+/// Every 16-bit unit of a vector set to one constant.
 QX_INLINE_AVX2 __m256i units(unsigned value) {
     return hidden(_mm256_set1_epi16(static_cast<short>(value)));
 }
@@ -67,8 +65,11 @@ QX_INLINE_AVX2 constexpr Vector repeated(uint16_t unit) {
 }
 
 /// The sixteen bytes @p table in both halves: what a look-up by nibble wants.
-QX_INLINE_AVX2 __m256i nibbleTable(const void* table) {
-    return hidden(_mm256_broadcastsi128_si256(loadHalf(table)));
+QX_INLINE_AVX2 constexpr Vector nibbleTable(const std::array<uint8_t, 16>& table) {
+    long long words[2] = {};
+    for (size_t i = 16; i-- > 0;)
+        words[i / 8] = static_cast<long long>(static_cast<uint64_t>(words[i / 8]) << 8 | table[i]);
+    return Vector{words[0], words[1], words[0], words[1]};
 }
 
 QX_INLINE_AVX2 unsigned topBits(__m256i vector) {
@@ -128,7 +129,15 @@ QX_INLINE_AVX2 Vector moveUp(Vector vector) {
 QX_INLINE_AVX2 Vector loadPart(const char16_t* in, size_t size) {
     if (size < 8)
         return _mm256_zextsi128_si256(sse4::loadPart(in, size));
-    return _mm256_set_m128i(sse4::moveUnitsDown(loadHalf(in + size - 8), 16 - size), loadHalf(in));
+    return _mm256_set_m128i(sse4::moveDown(loadHalf(in + size - 8), 2 * (16 - size)), loadHalf(in));
+}
+
+/// Loads @p size bytes, 0 < size < 32, and zeros behind them.
+QX_INLINE_AVX2 Vector loadPart(const uint8_t* in, size_t size) {
+    if (size < 16)
+        return _mm256_zextsi128_si256(sse4::loadPart(in, size));
+    const __m128i end = sse4::moveDown(loadHalf(in + size - 16), 32 - size);
+    return _mm256_set_m128i(end, loadHalf(in));
 }
 
 /// Zero-extends 32 bytes to 32 units.
@@ -197,12 +206,16 @@ QX_INLINE_AVX2 size_t widenAsciiBlocks(const uint8_t* in, size_t size, char16_t*
     return i;
 }
 
-/// Writes the units of @p low and @p high bytes whose bit in @p kept is set; returns their count.
-QX_INLINE_AVX2 unsigned writeKept(__m256i low, __m256i high, unsigned kept, char16_t* out) {
+/// Writes the units of @p low and @p high bytes whose bit in @p kept is set, of the first @p size,
+/// 16 or 32; returns their count.
+QX_INLINE_AVX2 unsigned writeKept(__m256i low, __m256i high, unsigned kept, size_t size,
+                                  char16_t* out) {
     const __m256i outer = _mm256_unpacklo_epi8(low, high); // positions 0-7 and 16-23
     const __m256i inner = _mm256_unpackhi_epi8(low, high); // positions 8-15 and 24-31
     squeeze(_mm256_castsi256_si128(outer), KeepUnits, kept, out);
     squeeze(_mm256_castsi256_si128(inner), KeepUnits, kept >> 8, out + ones(kept & 0xFF));
+    if (size == 16)
+        return ones(kept & 0xFFFF);
     squeeze(_mm256_extracti128_si256(outer, 1), KeepUnits, kept >> 16, out + ones(kept & 0xFFFF));
     squeeze(_mm256_extracti128_si256(inner, 1), KeepUnits, kept >> 24, out + ones(kept & 0xFFFFFF));
     return ones(kept);

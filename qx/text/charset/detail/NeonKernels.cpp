@@ -21,7 +21,8 @@ namespace {
 RunLength utf8ToUtf16(const uint8_t* in, size_t size, char16_t* out, size_t capacity) {
     constexpr size_t LongText = 64; // with room for a run of ASCII
     RunLength done;
-    if (size < LongText) { // mostly ASCII, for which the steps of any text are dear
+    if (size > 2 * VectorBytes &&
+        size < LongText) { // mostly ASCII, for which the steps of any text are dear
         const size_t ascii = WideKernels.widenAscii(in, std::min(size, capacity), out);
         done += {ascii, ascii};
         if (ascii == size)

@@ -147,6 +147,21 @@ QX_INLINE_NEON Vector loadPart(const char16_t* in, size_t size) {
     return vreinterpretq_u16_u64(vcombine_u64(vcreate_u64(low), vcreate_u64(high)));
 }
 
+QX_INLINE_NEON Vector loadPart(const uint8_t* in, size_t size) {
+    uint64_t low = 0;
+    uint64_t high = 0;
+    if (size >= 8) {
+        std::memcpy(&low, in, sizeof low);
+        std::memcpy(&high, in + size - 8, sizeof high);
+        const size_t half = 4 * (16 - size); // of the bits that low has too, up to 64
+        high = high >> half >> half;
+    } else {
+        for (size_t i = size; i > 0; --i)
+            low = low << 8 | in[i - 1];
+    }
+    return vreinterpretq_u16_u64(vcombine_u64(vcreate_u64(low), vcreate_u64(high)));
+}
+
 /// Zero-extends 16 bytes to 16 units.
 QX_INLINE_NEON void widen(Vector block, char16_t* out) {
     store(vmovl_u8(vget_low_u8(bytesOf(block))), out);
@@ -172,7 +187,12 @@ QX_INLINE_NEON Vector joinUnitsHigh(Vector first, Vector second) {
 }
 
 QX_INLINE_NEON Vector loadRow(const uint8_t* row) { return load(row); }
-QX_INLINE_NEON Vector nibbleTable(const uint8_t* row) { return load(row); }
+QX_INLINE_NEON constexpr Vector nibbleTable(const std::array<uint8_t, 16>& row) {
+    const auto unit = [&row](size_t i) {
+        return static_cast<uint16_t>(row[2 * i] | row[2 * i + 1] << 8);
+    };
+    return Vector{unit(0), unit(1), unit(2), unit(3), unit(4), unit(5), unit(6), unit(7)};
+}
 QX_INLINE_NEON Vector shuffle(Vector row, Vector index) {
     return vectorOf(vqtbl1q_u8(bytesOf(row), bytesOf(index)));
 }
@@ -209,9 +229,13 @@ QX_INLINE_NEON size_t widenAsciiBlocks(const uint8_t* in, size_t size, char16_t*
 
 namespace qx::text::charset::detail::neon {
 
-/// Writes the units of @p low and @p high bytes whose bit in @p kept is set; returns their count.
-QX_INLINE_NEON unsigned writeKept(Vector low, Vector high, unsigned kept, char16_t* out) {
+/// Writes the units of @p low and @p high bytes whose bit in @p kept is set, of the first @p size,
+/// 8 or 16; returns their count.
+QX_INLINE_NEON unsigned writeKept(Vector low, Vector high, unsigned kept, size_t size,
+                                  char16_t* out) {
     squeeze(joinLow(low, high), KeepUnits, kept, out);
+    if (size == 8)
+        return ones(kept & 0xFF);
     squeeze(joinHigh(low, high), KeepUnits, kept >> 8, out + ones(kept & 0xFF));
     return ones(kept);
 }

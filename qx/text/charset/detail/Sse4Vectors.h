@@ -83,13 +83,13 @@ QX_INLINE_SSE4 Vector moveUp(Vector vector) {
     return _mm_slli_si128(vector, Count);
 }
 
-/// The vector with its units up to 8 places nearer to the start; zeros come in at the top.
-QX_INLINE_SSE4 Vector moveUnitsDown(Vector vector, size_t count) {
+/// The vector with its bytes up to 16 places nearer to the start; zeros come in at the top.
+QX_INLINE_SSE4 Vector moveDown(Vector vector, size_t count) {
     alignas(32) static constexpr uint8_t Places[32] = {
         0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,
         11,   12,   13,   14,   15,   0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
         0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
-    return _mm_shuffle_epi8(vector, load(Places + 2 * count));
+    return _mm_shuffle_epi8(vector, load(Places + count));
 }
 
 /// Loads @p size units, 0 < size < 8, and zeros behind them.
@@ -97,7 +97,7 @@ QX_INLINE_SSE4 Vector loadPart(const char16_t* in, size_t size) {
     if (size >= 4) {
         const Vector end = _mm_loadl_epi64(reinterpret_cast<const Vector*>(in + size - 4));
         return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const Vector*>(in)),
-                                  moveUnitsDown(end, 8 - size));
+                                  moveDown(end, 2 * (8 - size)));
     }
     uint32_t start = in[0];
     uint32_t end = 0;
@@ -106,6 +106,28 @@ QX_INLINE_SSE4 Vector loadPart(const char16_t* in, size_t size) {
         end = size == 3 ? in[2] : 0u;
     }
     return _mm_cvtsi64_si128(static_cast<int64_t>(start | uint64_t{end} << 32));
+}
+
+/// Loads @p size bytes, 0 < size < 16, and zeros behind them.
+QX_INLINE_SSE4 Vector loadPart(const uint8_t* in, size_t size) {
+    if (size >= 8) {
+        const Vector end = _mm_loadl_epi64(reinterpret_cast<const Vector*>(in + size - 8));
+        return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const Vector*>(in)),
+                                  moveDown(end, 16 - size));
+    }
+    uint64_t bytes = 0;
+    if (size >= 4) {
+        uint32_t start;
+        uint32_t end;
+        std::memcpy(&start, in, sizeof start);
+        std::memcpy(&end, in + size - 4, sizeof end);
+        bytes = start | uint64_t{end} << (8 * (size - 4));
+    } else {
+        const size_t middle = size / 2;
+        bytes = in[0] | uint64_t{in[middle]} << (8 * middle) |
+                uint64_t{in[size - 1]} << (8 * (size - 1));
+    }
+    return _mm_cvtsi64_si128(static_cast<int64_t>(bytes));
 }
 
 /// The low bytes of units that are all below 0x100, as one vector of bytes.

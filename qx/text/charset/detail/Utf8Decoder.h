@@ -11,8 +11,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include <qx/text/charset/detail/RunCoder.h>
+#include <qx/text/charset/detail/WideVectors.h>
 
 namespace qx::text::charset::detail::QX_VECTOR_SPACE {
 
@@ -71,29 +73,44 @@ constexpr Nibbles SecondHigh = [] {
     return faults;
 }();
 
-/// The constants of a step, made ahead of the loop; b0F has 0x0F in every byte.
+/// The constants of a step; b0F has 0x0F in every byte.
 struct DecodeConstants {
-    Vector b03 = bytes(0x03);
-    Vector b07 = bytes(0x07);
-    Vector b0F = bytes(0x0F);
-    Vector b3F = bytes(0x3F);
-    Vector b40 = bytes(0x40);
-    Vector b60 = bytes(0x60);
-    Vector b70 = bytes(0x70);
-    Vector b80 = bytes(0x80);
-    Vector bC0 = bytes(0xC0);
-    Vector bD8 = bytes(0xD8);
-    Vector bDC = bytes(0xDC);
-    Vector bEF = bytes(0xEF);
-    Vector bF0 = bytes(0xF0);
-    Vector bFC = bytes(0xFC);
-    Vector bFE = bytes(0xFE);
-    Vector firstHigh = nibbleTable(FirstHigh.data());
-    Vector firstLow = nibbleTable(FirstLow.data());
-    Vector secondHigh = nibbleTable(SecondHigh.data());
+    Vector b03 = repeated(0x0303);
+    Vector b07 = repeated(0x0707);
+    Vector b0F = repeated(0x0F0F);
+    Vector b3F = repeated(0x3F3F);
+    Vector b40 = repeated(0x4040);
+    Vector b60 = repeated(0x6060);
+    Vector b70 = repeated(0x7070);
+    Vector b80 = repeated(0x8080);
+    Vector bC0 = repeated(0xC0C0);
+    Vector bD8 = repeated(0xD8D8);
+    Vector bDC = repeated(0xDCDC);
+    Vector bEF = repeated(0xEFEF);
+    Vector bF0 = repeated(0xF0F0);
+    Vector bFC = repeated(0xFCFC);
+    Vector bFE = repeated(0xFEFE);
+    Vector firstHigh = nibbleTable(FirstHigh);
+    Vector firstLow = nibbleTable(FirstLow);
+    Vector secondHigh = nibbleTable(SecondHigh);
 
-    QX_INLINE_VECTOR DecodeConstants() {}
+    constexpr DecodeConstants() = default;
+    /// One by one, into registers as far as these go; a copy at once would stay in memory.
+    QX_INLINE_VECTOR DecodeConstants(const DecodeConstants& other)
+        : b03(other.b03), b07(other.b07), b0F(other.b0F), b3F(other.b3F), b40(other.b40),
+          b60(other.b60), b70(other.b70), b80(other.b80), bC0(other.bC0), bD8(other.bD8),
+          bDC(other.bDC), bEF(other.bEF), bF0(other.bF0), bFC(other.bFC), bFE(other.bFE),
+          firstHigh(other.firstHigh), firstLow(other.firstLow), secondHigh(other.secondHigh) {}
 };
+
+constinit const DecodeConstants ConstantsOfDecoder;
+
+/// Constants behind the compiler's back, for the reason that the encoder has.
+QX_INLINE_VECTOR const DecodeConstants& decodeConstants() {
+    const DecodeConstants* hidden = &ConstantsOfDecoder;
+    __asm__("" : "+r"(hidden));
+    return *hidden;
+}
 
 QX_INLINE_VECTOR Vector highNibbles(const DecodeConstants& c, Vector vector) {
     return shiftRight<4>(vector) & c.b0F;
@@ -115,7 +132,9 @@ QX_INLINE_VECTOR bool isWellFormed(const DecodeConstants& c, Vector block, Vecto
 }
 
 /// One step. Reads nothing when the block is ill-formed.
-QX_INLINE_VECTOR RunLength decodeBlock(const DecodeConstants& c, Vector block, char16_t* out) {
+/// @param size  bytes of the block that count, all of them or the first half; the others are 0
+QX_INLINE_VECTOR RunLength decodeBlock(const DecodeConstants& c, Vector block, size_t size,
+                                       char16_t* out) {
     const Vector before = moveUp<1>(block);
     const Leads leads(block, before);
     const unsigned end = leads.end();
@@ -129,7 +148,7 @@ QX_INLINE_VECTOR RunLength decodeBlock(const DecodeConstants& c, Vector block, c
         const Vector overlong = equalBytes(block & c.bFE, c.bC0);
         if (!leads.areFollowedBy(isContinuation) || !hasNone(overlong, overlong))
             return {};
-        return {end, writeKept(low, high, leads.kept(end), out)};
+        return {end, writeKept(low, high, leads.kept(end), size, out)};
     }
 
     const Vector twoBefore = moveUp<2>(block);
@@ -152,14 +171,32 @@ QX_INLINE_VECTOR RunLength decodeBlock(const DecodeConstants& c, Vector block, c
         low = select(notThird, low, subtractBytes(top, c.b40));
         high = select(notThird, high, highSurrogate);
     }
-    return {end, writeKept(low, high, leads.kept(end), out)};
+    return {end, writeKept(low, high, leads.kept(end), size, out)};
+}
+
+/// Less than a vector of bytes. Reads nothing when they are ill-formed, cut off at the end or more
+/// than fits the output.
+QX_INLINE_VECTOR RunLength decodePart(const DecodeConstants& c, const uint8_t* in, size_t size,
+                                      char16_t* out, size_t capacity) {
+    constexpr size_t Half = VectorBytes / 2;
+    const size_t padded = size <= Half ? Half : VectorBytes;
+    const size_t absent = padded - size; // a zero byte for each
+    char16_t aside[VectorBytes];
+    char16_t* const to = capacity < padded ? aside : out;
+    const RunLength step = decodeBlock(c, loadPart(in, size), padded, to);
+    if (step.read == 0 || step.written - absent > capacity)
+        return {};
+    const size_t written = step.written - absent;
+    if (to == aside)
+        std::memcpy(out, aside, written * sizeof *out);
+    return {size, written};
 }
 
 /// All but the last blocks, and what is in front of the first that is ill-formed. Apart from the
 /// kernel, so that short text does not wait for the constants.
 QX_TARGET_VECTOR __attribute__((noinline)) RunLength decodeBlocks(const uint8_t* in, size_t size,
                                                                   char16_t* out, size_t capacity) {
-    const DecodeConstants c;
+    const DecodeConstants c = decodeConstants();
     RunLength done;
     size_t steps = 0; // until the next look
     // A step writes up to a unit for each byte, scratch included.
@@ -175,7 +212,8 @@ QX_TARGET_VECTOR __attribute__((noinline)) RunLength decodeBlocks(const uint8_t*
             }
             steps = StepsPerLook;
         }
-        const RunLength step = decodeBlock(c, load(in + done.read), out + done.written);
+        const RunLength step =
+            decodeBlock(c, load(in + done.read), VectorBytes, out + done.written);
         if (step.read == 0)
             break;
         done += step;
@@ -184,15 +222,38 @@ QX_TARGET_VECTOR __attribute__((noinline)) RunLength decodeBlocks(const uint8_t*
     return done;
 }
 
+/// Widens up to two vectors of bytes, not even one byte when they are not ASCII.
+QX_INLINE_VECTOR bool widenIfAscii(const uint8_t* in, size_t size, char16_t* out) {
+    if (size < VectorBytes)
+        return wide::widenIfAscii(in, size, out);
+    const size_t last = size - VectorBytes; // the two may overlap
+    const Vector start = load(in);
+    const Vector end = load(in + last);
+    if (!hasNone(start | end, repeated(0x8080)))
+        return false;
+    widen(start, out);
+    widen(end, out + last);
+    return true;
+}
+
 /// The kernel itself.
 QX_INLINE_VECTOR RunLength decodeUtf8(const uint8_t* in, size_t size, char16_t* out,
                                       size_t capacity) {
+    if (size <= std::min(capacity, 2 * VectorBytes) && widenIfAscii(in, size, out))
+        return {size, size};
     RunLength done;
     if (size >= VectorBytes)
         done = decodeBlocks(in, size, out, capacity);
-    const RunLength rest = WideKernels.utf8ToUtf16(in + done.read, size - done.read,
-                                                   out + done.written, capacity - done.written);
-    return done += rest;
+    const size_t left = size - done.read;
+    if (left == 0)
+        return done;
+    if (left < VectorBytes)
+        done += decodePart(decodeConstants(), in + done.read, left, out + done.written,
+                           capacity - done.written);
+    if (done.read < size)
+        done += WideKernels.utf8ToUtf16(in + done.read, size - done.read, out + done.written,
+                                        capacity - done.written);
+    return done;
 }
 
 } // namespace

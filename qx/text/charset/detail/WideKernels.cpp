@@ -3,56 +3,24 @@
 #include <algorithm>
 #include <cstring>
 
-#include <qx/platform/detail/ByteOrder.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/PlainKernels.h>
 #include <qx/text/charset/detail/Sse4Kernels.h>
+#include <qx/text/charset/detail/WideVectors.h>
 
 namespace qx::text::charset::detail {
 
 namespace {
 
-using Bytes = uint8_t __attribute__((vector_size(16)));
-using Units = uint16_t __attribute__((vector_size(16)));
-using Longs = uint32_t __attribute__((vector_size(16)));
-using Words = uint64_t __attribute__((vector_size(16)));
-
-template <class Vector>
-Vector load(const void* in) {
-    Vector vector;
-    std::memcpy(&vector, in, sizeof vector);
-    return vector;
-}
-
-template <class Vector>
-void store(Vector vector, void* out) {
-    std::memcpy(out, &vector, sizeof vector);
-}
-
-template <class Vector>
-bool isZero(Vector vector) {
-    const Words words = reinterpret_cast<Words>(vector);
-    return (words[0] | words[1]) == 0;
-}
-
-/// The lower halves of the lanes of twice the width, which lie first on a little-endian machine,
-/// where they lie there.
-template <class Vector>
-Vector lowerFirst(Vector lanes) {
-    return platform::IsLittleEndian ? lanes : lanes << (4 * sizeof lanes[0]);
-}
-
-void widen(Bytes bytes, char16_t* out) {
-    const Bytes zero = {};
-    const Bytes first = platform::IsLittleEndian ? bytes : zero;
-    const Bytes second = platform::IsLittleEndian ? zero : bytes;
-    store(__builtin_shufflevector(first, second, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7,
-                                  23),
-          out);
-    store(__builtin_shufflevector(first, second, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14,
-                                  30, 15, 31),
-          out + 8);
-}
+using wide::Bytes;
+using wide::isAscii;
+using wide::isZero;
+using wide::load;
+using wide::Longs;
+using wide::lowerFirst;
+using wide::store;
+using wide::Units;
+using wide::widen;
 
 /// The low bytes of 16 units.
 Bytes narrow(Units low, Units high) {
@@ -76,12 +44,17 @@ size_t widenAscii(const uint8_t* in, size_t size, char16_t* out) {
         size,
         [=](size_t i) {
             const Bytes bytes = load<Bytes>(in + i);
-            if (!isZero(bytes & 0x80))
+            if (!isAscii(bytes))
                 return false;
             widen(bytes, out + i);
             return true;
         },
-        [=](size_t i) { return PlainKernels.widenAscii(in + i, size - i, out + i); });
+        [=](size_t i) {
+            const size_t left = size - i;
+            return left < 16 && wide::widenIfAscii(in + i, left, out + i)
+                       ? left
+                       : PlainKernels.widenAscii(in + i, left, out + i);
+        });
 }
 
 void widenLatin1(const uint8_t* in, size_t size, char16_t* out) {
@@ -123,6 +96,8 @@ RunLength mixed(const In* in, size_t size, Out* out, size_t capacity) {
         const size_t ascii =
             Ascii(in + done.read, std::min(size - done.read, room), out + done.written);
         done += {ascii, ascii};
+        if (done.read == size)
+            return done;
         const RunLength next =
             (PlainKernels.*Plain)(in + done.read, std::min(size - done.read, Window),
                                   out + done.written, capacity - done.written);
