@@ -13,7 +13,9 @@ cross_build() {
         "-DCMAKE_C_COMPILER=$machine-linux-gnu-gcc" "-DCMAKE_CXX_COMPILER=$machine-linux-gnu-g++"
         "-DCMAKE_FIND_ROOT_PATH=$sysroot" -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER
         -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY
-        -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY)
+        -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY
+        # Without one CMake does not call what it has built; under $runner that runs by itself.
+        -DCMAKE_CROSSCOMPILING_EMULATOR=/usr/bin/env)
     use_ccache
     foreign_packages "$architecture" "$sysroot" libexpat1-dev libexpat1 libssl-dev libssl3 libc-bin
     if [[ ! -e $sysroot/usr/lib/cmake/GTest ]]; then
