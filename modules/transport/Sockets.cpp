@@ -43,6 +43,8 @@ ENUM_QX_E_SOCKET connect(const Socket& socket, const qx_sockaddr_union& address,
 } // namespace
 
 bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline) {
+    if (deadline.hasPassed())
+        return false;
     qx_socket_poll entry{socket.get(), wanted, 0};
     qx_timeval limit{};
     const int32_t ready = QXSocketPoll(&entry, 1, deadline.left(limit));

@@ -20,7 +20,8 @@ inline ENUM_QX_E_SOCKET codeOf(int32_t call) {
 }
 
 /// Waits until a socket is ready for something of @p wanted, QX_POLL_... bits.
-/// @return false when the time ran out first
+/// @return false when the time has run out, also of a socket that is ready: a peer that goes on
+///     sending keeps nobody from seeing that
 /// @throws ResultException with the code of the failure
 bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline);
 

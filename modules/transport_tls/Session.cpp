@@ -17,6 +17,14 @@ using transport::codeOf;
 
 constexpr int32_t GoodbyeMs = 2000;
 
+/// What one call receives at most: OpenSSL goes on for as long as something is there.
+constexpr size_t MostPerCall = 65536;
+/// Messages of the protocol that a peer may send without data in between: a handshake takes about a
+/// dozen, tickets and new keys come one by one.
+constexpr int MostMessages = 100;
+/// Bytes that a peer may leave waiting, far more than one record and the answers to its messages.
+constexpr size_t MostWaiting = 128 * 1024;
+
 int32_t clipped(size_t length) {
     return static_cast<int32_t>(std::min<size_t>(length, std::numeric_limits<int32_t>::max()));
 }
@@ -64,6 +72,8 @@ Session::Session(Reference<Context> context, SessionSocket socket)
     SSL_set_bio(m_ssl.get(), bio, bio);
     SSL_set_app_data(m_ssl.get(), this);
     SSL_set_verify(m_ssl.get(), SSL_get_verify_mode(m_ssl.get()), &onVerify);
+    SSL_set_msg_callback(m_ssl.get(), &onMessage);
+    SSL_set_msg_callback_arg(m_ssl.get(), this);
     throwIfFailed(codeOf(QXSocketSetNonBlocking(m_socket.get(), 1)));
     // What follows the last message of a handshake is not to wait until that is acknowledged.
     const int32_t noDelay = 1;
@@ -111,9 +121,17 @@ void Session::requireHost(const std::string& name) {
         throwReason();
 }
 
+/// Goes before each call that lets OpenSSL read.
+void Session::begin() {
+    if (m_failure)
+        throw *m_failure;
+    ERR_clear_error();
+    m_allowance = MostPerCall;
+}
+
 bool Session::handshake() {
     if (!m_isDone) {
-        ERR_clear_error();
+        begin();
         const int outcome = SSL_do_handshake(m_ssl.get());
         m_isDone = outcome == 1;
         if (!m_isDone && SSL_get_error(m_ssl.get(), outcome) != SSL_ERROR_WANT_READ)
@@ -127,12 +145,12 @@ uint32_t Session::wanted() const {
 }
 
 int32_t Session::read(signed char* to, int32_t length) {
-    if (m_failure)
-        throw *m_failure;
-    ERR_clear_error();
+    begin();
     const int count = SSL_read(m_ssl.get(), to, length);
-    if (count > 0)
+    if (count > 0) {
+        m_messages = 0;
         return count;
+    }
     switch (SSL_get_error(m_ssl.get(), count)) {
     case SSL_ERROR_ZERO_RETURN:
         return -1;
@@ -144,9 +162,7 @@ int32_t Session::read(signed char* to, int32_t length) {
 }
 
 void Session::write(const signed char* from, int32_t length) {
-    if (m_failure)
-        throw *m_failure;
-    ERR_clear_error();
+    begin();
     if (SSL_write(m_ssl.get(), from, length) != length)
         fail();
 }
@@ -169,9 +185,9 @@ void Session::requireOutput() {
     if (m_writeCode == 0)
         return;
     // The peer may have said why it has gone.
+    begin();
     char byte;
-    ERR_clear_error();
-    if (!m_failure && SSL_peek(m_ssl.get(), &byte, 1) <= 0 && isAlert())
+    if (SSL_peek(m_ssl.get(), &byte, 1) <= 0 && isAlert())
         fail();
     throw ResultException(m_writeCode, m_peer);
 }
@@ -198,6 +214,8 @@ ResultException Session::failure() const {
         return {codeOfCertificateError(m_certificateError),
                 u"certificate " + m_certificate + u" of " + m_peer + u": " +
                     String::fromUtf8(X509_verify_cert_error_string(m_certificateError))};
+    if (m_refusal)
+        return {ProtocolFailed, m_peer + u": " + m_refusal};
     if (m_readCode != 0)
         return {m_readCode, m_peer};
     if (isReason(SSL_R_UNEXPECTED_EOF_WHILE_READING))
@@ -210,6 +228,10 @@ int Session::onWrite(BIO* bio, const char* from, size_t length, size_t* count) {
     auto* const session = static_cast<Session*>(BIO_get_data(bio));
     BIO_clear_retry_flags(bio);
     *count = length;
+    if (session->m_output.size() > MostWaiting)
+        session->m_refusal = u"takes no answers to what it sends";
+    if (session->m_refusal)
+        return 0;
     // A connection that takes nothing is no end yet: the peer may have said why.
     return resultOf([&] {
                size_t sent = 0;
@@ -231,9 +253,17 @@ int Session::onRead(BIO* bio, char* to, size_t length, size_t* count) {
     auto* const session = static_cast<Session*>(BIO_get_data(bio));
     BIO_clear_retry_flags(bio);
     *count = 0;
-    const int32_t received = QXSocketReceive(session->m_socket.get(), to, clipped(length), 0);
+    if (session->m_refusal)
+        return 0;
+    if (session->m_allowance == 0) {
+        BIO_set_retry_read(bio);
+        return 0;
+    }
+    const int32_t received = QXSocketReceive(session->m_socket.get(), to,
+                                             clipped(std::min(length, session->m_allowance)), 0);
     if (received > 0) {
         *count = static_cast<size_t>(received);
+        session->m_allowance -= *count;
         return 1;
     }
     const ENUM_QX_E_SOCKET code = codeOf(received);
@@ -255,6 +285,18 @@ long Session::onControl(BIO* bio, int command, long /*number*/, void* /*pointer*
     default:
         return 0;
     }
+}
+
+/// Refuses a peer that would keep this side busy with nothing but the protocol itself.
+void Session::onMessage(int isSent, int /*version*/, int type, const void* bytes, size_t length,
+                        SSL* /*ssl*/, void* self) {
+    auto* const session = static_cast<Session*>(self);
+    if (type == SSL3_RT_HANDSHAKE && !isSent && ++session->m_messages > MostMessages)
+        session->m_refusal = u"sends messages of the protocol and no data";
+    // The answer of TLS 1.2 to each message that asks for another handshake, a few bytes long.
+    if (type == SSL3_RT_ALERT && isSent && length == 2 &&
+        static_cast<const unsigned char*>(bytes)[1] == SSL_AD_NO_RENEGOTIATION)
+        session->m_refusal = u"asks for another handshake";
 }
 
 /// Keeps which certificate is refused, and why.

@@ -36,7 +36,8 @@ private:
 };
 
 /// TLS over a connected socket. No call waits: what there is no room for in the socket is kept, and
-/// goes out by flush. Used by one thread at a time.
+/// goes out by flush. Nor does any go on for as long as the peer sends. Used by one thread at a
+/// time.
 class Session {
 public:
     /// The server's side.
@@ -62,7 +63,8 @@ public:
     /// QX_POLL_... bits.
     uint32_t wanted() const;
 
-    /// Bytes received; -1 after the end of the session, 0 when nothing is there yet.
+    /// Bytes received; -1 after the end of the session, 0 when the next call is due once the socket
+    /// is ready.
     /// @throws ResultException with QX_E_SOCKET_ECONNABORTED when the connection ended before the
     ///     session, else with the code of the failure
     int32_t read(signed char* to, int32_t length);
@@ -80,6 +82,7 @@ public:
 private:
     Session(Reference<Context> context, SessionSocket socket);
     void requireHost(const std::string& name);
+    void begin();
     [[noreturn]] void fail();
     ResultException failure() const;
     void end();
@@ -87,6 +90,8 @@ private:
     static int onWrite(BIO* bio, const char* from, size_t length, size_t* count);
     static int onRead(BIO* bio, char* to, size_t length, size_t* count);
     static long onControl(BIO* bio, int command, long number, void* pointer);
+    static void onMessage(int isSent, int version, int type, const void* bytes, size_t length,
+                          SSL* ssl, void* self);
     static int onVerify(int isFine, X509_STORE_CTX* verified);
 
     const Reference<Context> m_context;
@@ -94,9 +99,12 @@ private:
     const transport::Socket& m_socket; ///< of that
     String m_peer;
     const Handle<SSL> m_ssl;
-    bool m_isDone = false;  ///< the handshake
-    bool m_isAtEnd = false; ///< of what the socket receives
-    std::string m_output;   ///< that the socket had no room for
+    bool m_isDone = false;               ///< the handshake
+    bool m_isAtEnd = false;              ///< of what the socket receives
+    std::string m_output;                ///< that the socket had no room for
+    size_t m_allowance = 0;              ///< bytes that the call under way may still receive
+    int m_messages = 0;                  ///< of the protocol since the last data
+    const char16_t* m_refusal = nullptr; ///< of a peer that asks for too much
     ENUM_QX_E_SOCKET m_readCode = 0;
     ENUM_QX_E_SOCKET m_writeCode = 0;
     int m_certificateError = X509_V_OK;
