@@ -17,8 +17,8 @@ TcpConnection::TcpConnection(transport::Socket socket, const transport::Place& p
 }
 
 TcpConnection::~TcpConnection() {
-    if (m_isHandedOn)
-        m_socket.close(); // it would end the connection for the child otherwise
+    if (m_isHandedOn || m_fork.isFromParent())
+        m_socket.close(); // it would end the connection for the other process otherwise
 }
 
 int32_t TcpConnection::receive(signed char* to, int32_t length) {

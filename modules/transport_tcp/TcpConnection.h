@@ -6,6 +6,7 @@
 #include <qx/net/TcpWorkerSocket2.h>
 
 #include "modules/transport/Connection.h"
+#include "modules/transport/ForkMark.h"
 #include "modules/transport/Place.h"
 #include "modules/transport/Sockets.h"
 
@@ -16,7 +17,8 @@ class TcpConnection : public transport::Connection {
 public:
     /// @throws ResultException with a socket code when the socket cannot be set up
     TcpConnection(transport::Socket socket, const transport::Place& place);
-    /// A connection that a child may go on with stays open for it.
+    /// A connection that a child may go on with stays open for it, and that of a parent for this
+    /// when a child made by fork lets go of it.
     ~TcpConnection() override;
 
     int32_t receive(signed char* to, int32_t length) override;
@@ -28,6 +30,7 @@ public:
 
 private:
     net::TcpWorkerSocket2 m_socket;
+    const transport::ForkMark m_fork;
     mutable std::atomic<bool> m_isHandedOn{false};
 };
 

@@ -95,6 +95,8 @@ Session::Session(Reference<Context> context, SessionSocket socket, const std::st
 }
 
 Session::~Session() {
+    if (isFromParent())
+        return; // what the child would send, and shut down, is its parent's
     resultOf([this] { end(); });
     QXSocketShutdown(m_socket.get(), QX_SHUTDOWN_OUTPUT);
     // What lies unread would reset the connection, and with it what is on the way to the peer. That
@@ -123,6 +125,8 @@ void Session::requireHost(const std::string& name) {
 
 /// Goes before each call that lets OpenSSL read.
 void Session::begin() {
+    if (isFromParent()) // with the same keys, which must not serve for two texts
+        throw IllegalStateException(u"a TLS connection of the process that was forked");
     if (m_failure)
         throw *m_failure;
     ERR_clear_error();
@@ -130,8 +134,8 @@ void Session::begin() {
 }
 
 bool Session::handshake() {
+    begin();
     if (!m_isDone) {
-        begin();
         const int outcome = SSL_do_handshake(m_ssl.get());
         m_isDone = outcome == 1;
         if (!m_isDone && SSL_get_error(m_ssl.get(), outcome) != SSL_ERROR_WANT_READ)

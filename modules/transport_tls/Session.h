@@ -13,6 +13,7 @@
 
 #include "Context.h"
 #include "OpenSsl.h"
+#include "modules/transport/ForkMark.h"
 #include "modules/transport/Sockets.h"
 
 namespace qx::tls {
@@ -38,6 +39,9 @@ private:
 /// TLS over a connected socket. No call waits: what there is no room for in the socket is kept, and
 /// goes out by flush. Nor does any go on for as long as the peer sends. Used by one thread at a
 /// time.
+///
+/// A child made by fork can only let go of a session of its parent, which does not notice it. All
+/// else throws IllegalStateException there.
 class Session {
 public:
     /// The server's side.
@@ -55,6 +59,7 @@ public:
 
     const transport::Socket& socket() const { return m_socket; }
     const String& peer() const { return m_peer; }
+    bool isFromParent() const noexcept { return m_fork.isFromParent(); }
 
     /// Goes on with the handshake.
     /// @return true when it is done; else the next call is due when the socket is ready for wanted
@@ -97,6 +102,7 @@ private:
     const Reference<Context> m_context;
     const SessionSocket m_held;
     const transport::Socket& m_socket; ///< of that
+    const transport::ForkMark m_fork;
     String m_peer;
     const Handle<SSL> m_ssl;
     bool m_isDone = false;               ///< the handshake

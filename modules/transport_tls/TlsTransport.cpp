@@ -99,6 +99,8 @@ TlsAcceptor::TlsAcceptor(const Place& place, const util::PropertySet& properties
 Reference<io::IChannel> TlsAcceptor::accept() {
     const std::lock_guard turn(m_turn);
     m_turn.requireWhole();
+    // A child made by fork leaves the handshakes of its parent to that.
+    m_handshakes.remove_if([](const Handshake& one) { return one.session->isFromParent(); });
     for (;;) {
         const auto sockets = awaitOne();
         if (auto session = goOn(sockets))

@@ -3,9 +3,12 @@
 #include <future>
 #include <thread>
 
+#include <unistd.h>
+
 #include <qx/qx.h>
 
 #include "tests/net/Loopback.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/SafeModule.h"
 #include "tests/support/TemporaryFolder.h"
@@ -177,6 +180,20 @@ TEST_P(Transports, TellTimeOutsFromTheEnd) {
         send(*ends.accepted, "unread");
     ends.connected.reset();
     EXPECT_EQ(receive(*ends.accepted), "");
+}
+
+TEST_P(Transports, GoOnWhenAForkedChildLetsGoOfThem) {
+    const auto acceptor = listen();
+    Ends ends = open(*acceptor);
+    qxtest::ChildProcess child(::fork());
+    if (child.pid() == 0) {
+        const bool isRefused = m_isTls && failureOf([&] { send(*ends.accepted, "x"); }) != 0;
+        ends = {};
+        ::_exit(isRefused == m_isTls ? 0 : 1);
+    }
+    EXPECT_EQ(child.join(), 0);
+    send(*ends.connected, "still connected");
+    EXPECT_EQ(receiveSome(*ends.accepted), "still connected");
 }
 
 TEST_P(Transports, RefusePropertiesThatAreMissingOrNone) {
