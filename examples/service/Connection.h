@@ -43,6 +43,8 @@ public:
     /// Until the client has left, is idle for too long, or the service stops. Throws nothing but
     /// what there is no memory for.
     void serve();
+    /// To be called after that, also when it has thrown; waits for the client, too.
+    void finish() { m_link.finish(); }
 
     /// Ends serve as soon as what has come in is answered; any thread may call it.
     void stop();

@@ -45,6 +45,7 @@ void Connections::serve(Served& served) noexcept {
     const int32_t result = qx::resultOf([&] { served.connection->serve(); });
     if (result < 0)
         report(result);
+    served.connection->finish(); // not with the lock, for which new clients wait
     const std::lock_guard lock(m_changed);
     served.connection.reset();
     m_changed.broadcast();

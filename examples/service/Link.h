@@ -18,8 +18,8 @@ namespace collector {
 
 /// The bytes of a connection, as they are or by TLS over its socket.
 ///
-/// One thread begins, receives and sends. Any may end that, of which the one hears at once or,
-/// where the end of the input would look like an attack to TLS, within a tick.
+/// One thread begins, receives, sends and finishes. Any may end that, of which the one hears at
+/// once or, where the end of the input would look like an attack to TLS, within a tick.
 class Link {
 public:
     static constexpr int32_t TickMs = 100; ///< how long a channel waits
@@ -35,6 +35,9 @@ public:
     std::optional<size_t> receive(std::span<char> room);
     /// False when the client does not take all of the text.
     bool send(std::string_view text);
+
+    /// Tells the client that nothing follows, which may take seconds when that takes nothing.
+    void finish() { m_channel.reset(); }
 
     void endReceiving();
     void end() { m_socket->shutdownBoth(); }

@@ -198,7 +198,9 @@ void Session::requireOutput() {
 
 /// Tells the peer that nothing follows.
 void Session::end() {
-    if (!m_isDone || m_failure || m_writeCode != 0)
+    // A peer that has not taken what was written so far will not take that either, and must not
+    // take a part for the whole.
+    if (!m_isDone || m_failure || !flush() || m_writeCode != 0)
         return;
     ERR_clear_error();
     SSL_shutdown(m_ssl.get());

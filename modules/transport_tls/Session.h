@@ -54,7 +54,7 @@ public:
     Session& operator=(const Session&) = delete;
     /// Ends the session, so that the peer does not take the end of the connection for one by
     /// somebody else, and closes the socket, unless that is lent. Waits two seconds at most for
-    /// room for that.
+    /// room for that, and not at all when some of what was written has not gone out.
     ~Session();
 
     const transport::Socket& socket() const { return m_socket; }
