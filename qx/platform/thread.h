@@ -3,7 +3,8 @@
 /// @file
 /// Threads of this process. Every function returns a result code, negative on failure; handles are
 /// then all ones, ids 0. A handle is used by one thread at a time and is gone after Join or Detach;
-/// one of zero or all ones is 0x80070006.
+/// one of zero or all ones is 0x80070006. So is that of a thread of the parent in a child made by
+/// fork, where Detach gives it up all the same.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>

@@ -26,11 +26,14 @@ Inherited::Inherited() {
     direct->enableField(u"timestamp", true);
     logger = makeReference<log::SyncLogger>(direct);
     QXComRegisterModule(String::fromUtf8(safeModule(QX_TEST_MODULES_DIR "/things.so")).getData());
+    thread->start();
     texts->put(u"key", makeReference<String>(u"text"));
     require(QXNamedSemOpen(name.c_str(), 4, &semaphore) >= 0, "semaphore");
 }
 
 Inherited::~Inherited() {
+    gate.open();
+    thread->join();
     QXNamedSemClose(semaphore);
     QXComFreeUnusedModules(0, nullptr);
 }
@@ -159,6 +162,16 @@ void useThreads(Inherited&) {
     require(number != 0 && number != QXThreadCurrentId(), "number");
 }
 
+/// A thread of the parent is none of the child's, not even where they have the same number.
+void useThreadsInChild(Inherited& shared) {
+    exec::Thread own([] { exec::Thread::sleep(20); });
+    own.start();
+    const auto join = [&] { shared.thread->join(); };
+    require(resultOf(join) == result::InvalidHandle, "none of its own");
+    shared.thread.reset();
+    own.join();
+}
+
 void useNames(Inherited&) {
     for (const char* const host : {"127.0.0.1", "::1"}) {
         qx_addrinfo* found = nullptr;
@@ -201,7 +214,7 @@ constexpr Use Uses[] = {
     {"Logger", useLogger, useLoggerInChild},
     {"Queue", useQueue, useQueueInChild, true},
     {"Processes", useProcesses, useProcesses},
-    {"Threads", useThreads, useThreads, true},
+    {"Threads", useThreads, useThreadsInChild, true},
     {"Names", useNames, useNames},
     {"Time", useTime, useTime},
     {"Files", useFiles, useFiles},

@@ -4,27 +4,33 @@
 #include <link.h>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 
 #include <qx/platform/thread.h>
 
 #include <qx/platform/posix/CLibraryCall.h>
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/NodeList.h>
+#include <qx/platform/posix/process/TryJoin.h>
 
 namespace qx::platform {
 
 namespace {
 
 struct LeavingThread {
-    pthread_t thread;
+    QXHandle thread;
     LeavingThread* next = nullptr;
 };
 
 constinit std::mutex s_lock;
 constinit NodeList<LeavingThread> s_threads; // guarded by s_lock
 
-void forgetThreads() noexcept { s_threads.clear(); }
+/// In a child, which has none of them.
+void forgetThreads() noexcept {
+    s_threads.removeAll([](const LeavingThread& each) {
+        QXThreadDetach(each.thread);
+        return true;
+    });
+}
 
 } // namespace
 
@@ -39,8 +45,7 @@ void leaveThread(QXHandle thread) noexcept {
     const std::lock_guard guard(s_lock);
     // What an ended thread leaves is freed here, so that the list stays short. Not by a join that
     // waits: the caller may be in the list.
-    s_threads.removeAll(
-        [](const LeavingThread& each) { return ::pthread_tryjoin_np(each.thread, nullptr) == 0; });
+    s_threads.removeAll([](const LeavingThread& each) { return tryJoin(each.thread); });
     s_threads.add(added);
 }
 

@@ -225,7 +225,7 @@ void Reaper::forget() noexcept {
     m_watched.clear();
     m_watchedCount = 0;
     m_isWorking = false;
-    m_thread = NoHandle;
+    QXThreadDetach(std::exchange(m_thread, NoHandle));
     closeEvents();
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <new>
 #include <pthread.h>
 #include <sched.h>
@@ -14,14 +15,14 @@
 
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/handle.h>
+#include <qx/platform/posix/process/TryJoin.h>
+#include <qx/platform/posix/sync/ForkMark.h>
 #include <qx/platform/posix/sync/futex.h>
 
 using namespace qx;
 using namespace qx::platform;
 
 namespace {
-
-static_assert(sizeof(pthread_t) == sizeof(QXHandle));
 
 constexpr int32_t NoMoreThreads = static_cast<int32_t>(0x800700A4u);
 
@@ -58,32 +59,61 @@ private:
     int m_error;
 };
 
-/// What a new thread takes over from its creator. Both let go of it in their own time.
-class Start {
+/// What stands behind the handle of a thread. The thread, which takes over from its creator what it
+/// begins with, and the handle let go of it in their own time.
+class Started {
 public:
-    Start(QXThreadEntry entry, void* argument, std::string_view name) noexcept
+    Started(QXThreadEntry entry, void* argument, std::string_view name) noexcept
         : m_entry(entry), m_argument(argument) {
         name.copy(m_name, LongestName);
     }
 
+    static Started& of(QXHandle handle) noexcept {
+        return *reinterpret_cast<Started*>(static_cast<uintptr_t>(handle));
+    }
+    QXHandle handle() const noexcept { return reinterpret_cast<uintptr_t>(this); }
+
+    int create(const pthread_attr_t* attributes) noexcept {
+        return ::pthread_create(&m_thread, attributes, &Started::begin, this);
+    }
+
+    /// Gives the handle up when @p finish, which gets the system's thread, returns 0. The number of
+    /// the thread may be that of another one in a child made by fork, where this one does not run.
+    template <class Finish>
+    int32_t end(Finish finish) noexcept {
+        if (m_mark.isFromParent())
+            return result::InvalidHandle;
+        if (const int error = finish(m_thread); error != 0)
+            return resultFromErrno(error);
+        letGo();
+        return result::Ok;
+    }
+    /// True in a child made by fork, where nobody else lets go of it any more.
+    bool dropIfFromParent() noexcept {
+        if (!m_mark.isFromParent())
+            return false;
+        delete this;
+        return true;
+    }
+
     /// Runs in the new thread.
     static void* begin(void* argument) {
-        auto* const start = static_cast<Start*>(argument);
-        const QXThreadEntry entry = start->m_entry;
-        void* const entryArgument = start->m_argument;
-        if (start->m_name[0] != 0)
-            ::pthread_setname_np(::pthread_self(), start->m_name);
-        start->m_id.store(QXThreadCurrentId(), std::memory_order_release);
-        start->letGo();
+        auto* const self = static_cast<Started*>(argument);
+        const QXThreadEntry entry = self->m_entry;
+        void* const entryArgument = self->m_argument;
+        if (self->m_name[0] != 0)
+            ::pthread_setname_np(::pthread_self(), self->m_name);
+        self->m_id.store(QXThreadCurrentId(), std::memory_order_release);
+        self->letGo();
         return entry(entryArgument);
     }
 
     /// Number of the thread. To wait until it says so itself would cost a fifth of a short thread's
     /// life; but the system names the clock of its processor time after it (in the bits above the
     /// lowest three, inverted), until it ends.
-    uint32_t awaitId(pthread_t thread) const noexcept {
+    uint32_t awaitId() const noexcept {
         clockid_t clock = 0;
-        if (::pthread_getcpuclockid(thread, &clock) == 0) {
+        if (::pthread_getcpuclockid(m_thread, &clock) == 0) {
             // 0 for a thread that ended during the call
             if (const uint32_t id = ~static_cast<uint32_t>(clock >> 3); id != 0)
                 return id;
@@ -101,13 +131,15 @@ public:
     }
 
 private:
-    ~Start() = default;
+    ~Started() = default;
 
+    pthread_t m_thread{};
     QXThreadEntry m_entry;
     void* m_argument;
     char m_name[LongestName + 1] = {}; // empty for none
     std::atomic<uint32_t> m_id{0};
     std::atomic<int> m_owners{2};
+    ForkMark m_mark;
 };
 
 } // namespace
@@ -128,23 +160,21 @@ int32_t QXThreadCreateNamed(const char* name, QXThreadEntry entry, void* argumen
     if (flags != 0)
         return result::InvalidArgument;
     const auto cut = cutUtf8(name != nullptr ? name : "", LongestName);
-    auto* const start = new (std::nothrow) Start(entry, argument, cut);
-    if (start == nullptr)
+    auto* const started = new (std::nothrow) Started(entry, argument, cut);
+    if (started == nullptr)
         return result::OutOfMemory;
 
     const Attributes attributes(stackSize);
-    pthread_t thread{};
     int error = attributes.error();
     if (error == 0)
-        error = ::pthread_create(&thread, attributes.get(), &Start::begin, start);
+        error = started->create(attributes.get());
     if (error != 0) {
-        start->letGo(); // for the thread that is not there
-        start->letGo();
+        started->letGo(); // for the thread that is not there
+        started->letGo();
         return error == EAGAIN ? NoMoreThreads : resultFromErrno(error);
     }
-    *id = start->awaitId(thread);
-    start->letGo();
-    *handle = thread;
+    *id = started->awaitId();
+    *handle = started->handle();
     return result::Ok;
 }
 
@@ -154,17 +184,22 @@ int32_t QXThreadJoin(QXHandle handle, void** exitValue) {
     *exitValue = nullptr;
     if (!isThread(handle))
         return result::InvalidHandle;
-    if (::pthread_equal(handle, ::pthread_self()))
-        return result::Deadlock;
-    const int error = ::pthread_join(handle, exitValue);
-    return error == 0 ? result::Ok : resultFromErrno(error);
+    return Started::of(handle).end([&](pthread_t thread) {
+        return ::pthread_equal(thread, ::pthread_self()) ? EDEADLK
+                                                         : ::pthread_join(thread, exitValue);
+    });
+}
+
+bool qx::platform::tryJoin(QXHandle handle) noexcept {
+    const auto join = [](pthread_t thread) { return ::pthread_tryjoin_np(thread, nullptr); };
+    return Started::of(handle).end(join) == result::Ok;
 }
 
 int32_t QXThreadDetach(QXHandle handle) {
     if (!isThread(handle))
         return result::InvalidHandle;
-    const int error = ::pthread_detach(handle);
-    return error == 0 ? result::Ok : resultFromErrno(error);
+    Started& started = Started::of(handle);
+    return started.dropIfFromParent() ? result::InvalidHandle : started.end(&::pthread_detach);
 }
 
 void QXThreadSleep(uint32_t milliseconds) {
