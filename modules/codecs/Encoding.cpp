@@ -247,9 +247,9 @@ std::size_t Encoding::encodeIn(State& state, uint8_t set, std::string_view form,
                                uint8_t* bytes) const {
     const std::string_view shift = set == state.set ? std::string_view() : m_sets[set].shift;
     state.set = set;
-    bytes = std::copy(shift.begin(), shift.end(), bytes);
-    std::copy(form.begin(), form.end(), bytes);
-    return shift.size() + form.size();
+    auto* const to = reinterpret_cast<char*>(bytes);
+    const std::size_t length = shift.copy(to, shift.size());
+    return length + form.copy(to + length, form.size());
 }
 
 /// Writes a character in the present set, else in the first that has it.
