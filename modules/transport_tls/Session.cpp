@@ -165,10 +165,20 @@ int32_t Session::read(signed char* to, int32_t length) {
     }
 }
 
-void Session::write(const signed char* from, int32_t length) {
+uint32_t Session::write(const signed char* from, int32_t length) {
     begin();
-    if (SSL_write(m_ssl.get(), from, length) != length)
+    if (!flush())
+        return QX_POLL_WRITE;
+    // Where a message of the peer's is half there, OpenSSL reads the rest of it first. It must not
+    // read on: a thread that waits for the socket would wait for what is taken off it here.
+    SSL_set_read_ahead(m_ssl.get(), 0);
+    const int written = SSL_write(m_ssl.get(), from, length);
+    SSL_set_read_ahead(m_ssl.get(), 1);
+    if (written == length)
+        return 0;
+    if (SSL_get_error(m_ssl.get(), written) != SSL_ERROR_WANT_READ)
         fail();
+    return QX_POLL_READ;
 }
 
 bool Session::flush() {

@@ -73,9 +73,12 @@ public:
     /// @throws ResultException with QX_E_SOCKET_ECONNABORTED when the connection ended before the
     ///     session, else with the code of the failure
     int32_t read(signed char* to, int32_t length);
-    /// At most MostAtOnce bytes.
+    /// At most MostAtOnce bytes, all of them or none: nothing is taken while something written
+    /// before waits.
+    /// @return 0, or what the socket has to be ready for before the same is tried again, as
+    ///     QX_POLL_... bits
     static constexpr int32_t MostAtOnce = SSL3_RT_MAX_PLAIN_LENGTH;
-    void write(const signed char* from, int32_t length);
+    uint32_t write(const signed char* from, int32_t length);
     /// True when everything has gone out that has to, or nothing can any more.
     bool flush();
     /// @throws ResultException when nothing can go out any more

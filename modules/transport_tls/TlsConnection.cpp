@@ -10,6 +10,12 @@ namespace qx::tls {
 
 using transport::Deadline;
 
+namespace {
+
+constexpr int32_t MomentMs = 50;
+
+} // namespace
+
 TlsConnection::TlsConnection(std::unique_ptr<Session> session, const transport::Place& place)
     : m_session(std::move(session)), m_readTimeoutMs(place.readTimeoutMs),
       m_writeTimeoutMs(place.writeTimeoutMs) {}
@@ -36,20 +42,28 @@ void TlsConnection::send(const signed char* from, int32_t length) {
     std::unique_lock guard(m_lock);
     m_lock.requireWhole();
     while (length > 0) {
+        const Deadline deadline(m_writeTimeoutMs);
         const int32_t count = std::min(length, Session::MostAtOnce);
-        m_session->write(from, count);
-        while (!m_session->flush()) {
-            guard.unlock();
-            const bool isReady =
-                transport::await(m_session->socket(), QX_POLL_WRITE, Deadline(m_writeTimeoutMs));
-            guard.lock();
-            if (!isReady)
-                throwResult(QX_E_SOCKET_ETIMEDOUT);
-        }
+        while (const uint32_t wanted = m_session->write(from, count))
+            awaitUnlocked(guard, wanted, deadline);
+        while (!m_session->flush())
+            awaitUnlocked(guard, QX_POLL_WRITE, deadline);
         m_session->requireOutput();
         from += count;
         length -= count;
     }
+}
+
+/// Waits without the lock. What is awaited may be taken by the thread that receives, so that this
+/// one looks again after a moment.
+void TlsConnection::awaitUnlocked(std::unique_lock<sync::ForkSafeMutex>& guard, uint32_t wanted,
+                                  const Deadline& deadline) {
+    if (deadline.hasPassed())
+        throwResult(QX_E_SOCKET_ETIMEDOUT);
+    guard.unlock();
+    const Deadline moment(MomentMs);
+    transport::await(m_session->socket(), wanted, moment.isBefore(deadline) ? moment : deadline);
+    guard.lock();
 }
 
 String TlsConnection::inheritableName() const { throwResult(result::NotAvailable); }

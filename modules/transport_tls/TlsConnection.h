@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include <qx/sync/ForkSafeMutex.h>
 
@@ -22,6 +23,9 @@ public:
     String inheritableName() const override;
 
 private:
+    void awaitUnlocked(std::unique_lock<sync::ForkSafeMutex>& guard, uint32_t wanted,
+                       const transport::Deadline& deadline);
+
     sync::ForkSafeMutex m_lock; ///< guards the session; nobody waits for the peer while holding it
     const std::unique_ptr<Session> m_session;
     const int32_t m_readTimeoutMs; ///< 0 for none
