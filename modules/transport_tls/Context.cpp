@@ -119,6 +119,10 @@ void Context::loadCertificate(const util::PropertySet& properties) {
     SSL_CTX_set_default_passwd_cb_userdata(context, nullptr);
     if (loaded != 1)
         refuseFile(u"key", keyPath);
+    // Loading finds two that do not belong together only where they are of one kind.
+    if (SSL_CTX_check_private_key(context) != 1)
+        refuse(result::InvalidArgument, u"key",
+               u" " + keyPath + u": of another kind than the certificate");
 }
 
 void Context::loadTrust(const String& path) {

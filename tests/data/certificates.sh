@@ -52,6 +52,7 @@ signed() {
     signed server DNS:localhost,IP:127.0.0.1
     signed other DNS:other.example
     signed expired DNS:localhost,IP:127.0.0.1 20200101000000Z 20200102000000Z
-    signed client DNS:client.example
+    signed client IP:127.0.0.2
+    openssl genpkey -algorithm ed25519 -out other.kind
     openssl pkey -aes128 -passout pass:secret -in server.key -out locked.key
 } 2>made.log || { cat made.log; exit 1; }

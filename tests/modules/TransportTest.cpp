@@ -374,6 +374,8 @@ TEST_F(TransportTls, SaysWhichFileCannotBeUsedAndWhy) {
         {result::InvalidArgument, "made.cnf: no start line", "certificate=%made.cnf"},
         {result::InvalidArgument, "other.key: key values mismatch",
          "certificate=%server.pem;key=%other.key"},
+        {result::InvalidArgument, "other.kind: of another kind than the certificate",
+         "certificate=%server.pem;key=%other.kind"},
         {result::InvalidArgument, "key", "certificate=%server.pem;key=%locked.key"},
         {result::InvalidArgument, "bad decrypt",
          "certificate=%server.pem;key=%locked.key;keyPassword=guessed"},
