@@ -116,7 +116,9 @@ void Session::requireHost(const std::string& name) {
     if (!isAddress && SSL_set_tlsext_host_name(m_ssl.get(), name.c_str()) != 1)
         throw ResultException(result::InvalidArgument,
                               u"serverName " + m_peer + u": " + takeReason());
-    X509_VERIFY_PARAM_set_hostflags(verified, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    // Names of hosts are those that a certificate has as such; its common name is any text.
+    X509_VERIFY_PARAM_set_hostflags(verified, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS |
+                                                  X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
     if (!m_context->verifiesHost())
         X509_VERIFY_PARAM_set1_ip(verified, nullptr, 0);
     else if (!isAddress && X509_VERIFY_PARAM_set1_host(verified, name.data(), name.size()) != 1)

@@ -57,7 +57,9 @@ TlsConnector::TlsConnector(const util::PropertySet& properties)
       m_context(Context::ofConnector(properties)) {
     const auto name = transport::find(properties, u"serverName");
     m_serverName = name ? name->toUtf8() : m_place.host;
-    if (m_serverName.empty() || m_serverName.find('\0') != std::string::npos)
+    // With a point before it a name would stand for all that end with it.
+    if (m_serverName.empty() || m_serverName.front() == '.' ||
+        m_serverName.find('\0') != std::string::npos)
         transport::refuse(result::InvalidArgument, u"serverName",
                           u" is neither a name nor an address");
 }
