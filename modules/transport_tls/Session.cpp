@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include <openssl/err.h>
@@ -17,6 +18,8 @@ using transport::codeOf;
 
 constexpr int32_t GoodbyeMs = 2000;
 
+constexpr size_t MostOfSubject = 256; // bytes
+
 /// What one call receives at most: OpenSSL goes on for as long as something is there.
 constexpr size_t MostPerCall = 65536;
 /// Messages of the protocol that a peer may send without data in between: a handshake takes about a
@@ -29,7 +32,8 @@ int32_t clipped(size_t length) {
     return static_cast<int32_t>(std::min<size_t>(length, std::numeric_limits<int32_t>::max()));
 }
 
-/// The subject of a certificate, as "CN = localhost".
+/// The subject of a certificate, as "CN = localhost"; the first part of a long one, since it may be
+/// anybody's, and goes into logs.
 String subjectOf(X509* certificate) {
     const auto text = made(BIO_new(BIO_s_mem()));
     if (certificate)
@@ -37,7 +41,10 @@ String subjectOf(X509* certificate) {
                            XN_FLAG_ONELINE & ~ASN1_STRFLGS_ESC_MSB);
     char* bytes = nullptr;
     const long length = BIO_get_mem_data(text.get(), &bytes);
-    return String::fromUtf8({bytes, static_cast<size_t>(length)});
+    const std::string_view subject(bytes, static_cast<size_t>(length));
+    return subject.size() <= MostOfSubject
+               ? String::fromUtf8(subject)
+               : String::fromUtf8(subject.substr(0, MostOfSubject)) + u"...";
 }
 
 /// The error that OpenSSL has reported is this one of its own.
