@@ -57,7 +57,9 @@ Context::Context(const SSL_METHOD* sessions, const util::PropertySet& properties
     : m_method(Session::newMethod()), m_context(made(SSL_CTX_new(sessions))) {
     SSL_CTX* const context = m_context.get();
     const bool onlyNewest = transport::choice(properties, u"minimumVersion", {u"1.2", u"1.3"}) == 1;
-    SSL_CTX_set_min_proto_version(context, onlyNewest ? TLS1_3_VERSION : TLS1_2_VERSION);
+    const int least = onlyNewest ? TLS1_3_VERSION : TLS1_2_VERSION;
+    if (SSL_CTX_get_min_proto_version(context) < least) // the system may ask for more
+        SSL_CTX_set_min_proto_version(context, least);
     // No session is taken up again. Tickets for that would lie unread at a client that only sends,
     // and reset the connection when it closes.
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
