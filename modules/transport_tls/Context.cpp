@@ -34,6 +34,12 @@ using transport::refuse;
     refuse(code, property, u" " + path + u": " + takeReason());
 }
 
+/// Text that is wiped when it goes.
+struct Secret {
+    std::string text;
+    ~Secret() { OPENSSL_cleanse(text.data(), text.size()); }
+};
+
 /// Without a password nobody is asked for one: that would be at the terminal, if there is any.
 int givePassword(char* buffer, int size, int /*isToWrite*/, void* password) {
     const auto* const text = static_cast<const std::string*>(password);
@@ -108,16 +114,15 @@ void Context::loadCertificate(const util::PropertySet& properties) {
     }
     SSL_CTX* const context = m_context.get();
     const auto password = find(properties, u"keyPassword");
-    std::string text = password ? password->toUtf8() : std::string();
+    Secret secret{password ? password->toUtf8() : std::string()};
     SSL_CTX_set_default_passwd_cb(context, &givePassword);
-    SSL_CTX_set_default_passwd_cb_userdata(context, password ? &text : nullptr);
+    SSL_CTX_set_default_passwd_cb_userdata(context, password ? &secret.text : nullptr);
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(context, util::toSystemName(*certificate).c_str()) != 1)
         refuseFile(u"certificate", *certificate);
     const String& keyPath = key ? *key : *certificate;
     const int loaded =
         SSL_CTX_use_PrivateKey_file(context, util::toSystemName(keyPath).c_str(), SSL_FILETYPE_PEM);
-    OPENSSL_cleanse(text.data(), text.size());
     SSL_CTX_set_default_passwd_cb_userdata(context, nullptr);
     if (loaded != 1)
         refuseFile(u"key", keyPath);
