@@ -104,6 +104,8 @@ Session::Session(Reference<Context> context, SessionSocket socket, const std::st
 Session::~Session() {
     if (isFromParent())
         return; // what the child would send, and shut down, is its parent's
+    // A program that uses OpenSSL itself may not have looked at what failed before.
+    ERR_set_mark();
     resultOf([this] { end(); });
     QXSocketShutdown(m_socket.get(), QX_SHUTDOWN_OUTPUT);
     // What lies unread would reset the connection, and with it what is on the way to the peer. That
@@ -111,7 +113,7 @@ Session::~Session() {
     char unread[4096];
     for (int i = 0; i < 16 && QXSocketReceive(m_socket.get(), unread, sizeof unread, 0) > 0; ++i) {
     }
-    ERR_clear_error();
+    ERR_pop_to_mark();
 }
 
 /// Asks the server for a name, and has its certificate checked for that name or address.
@@ -221,7 +223,6 @@ void Session::end() {
     // take a part for the whole.
     if (!m_isDone || m_failure || !flush() || m_writeCode != 0)
         return;
-    ERR_clear_error();
     SSL_shutdown(m_ssl.get());
     const transport::Deadline deadline(GoodbyeMs);
     while (!flush() && transport::await(m_socket, QX_POLL_WRITE, deadline)) {
