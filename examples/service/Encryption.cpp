@@ -1,5 +1,7 @@
 #include "Encryption.h"
 
+#include <algorithm>
+#include <chrono>
 #include <mutex>
 
 #include <qx/core/Exception.h>
@@ -11,13 +13,23 @@ namespace collector {
 
 using qx::String;
 
+namespace {
+
+/// For the handshake, which holds one of the connections: less than lines may take to come.
+constexpr std::chrono::milliseconds LongestHandshake{10'000};
+
+String number(std::chrono::milliseconds time) {
+    return String::valueOf(static_cast<int64_t>(time.count()));
+}
+
+} // namespace
+
 Encryption::Encryption(const Settings& settings) : m_settings(settings) {
     if (isOn())
         renew();
 }
 
 void Encryption::renew() {
-    const String idle = String::valueOf(static_cast<int64_t>(m_settings.idle.count()));
     qx::util::PropertySet properties;
     properties.set(u"certificate", m_settings.certificate);
     if (!m_settings.key.isEmpty())
@@ -26,8 +38,8 @@ void Encryption::renew() {
         properties.set(u"trust", m_settings.trust);
         properties.set(u"clientCertificate", u"required");
     }
-    properties.set(u"connectTimeout", idle);
-    properties.set(u"writeTimeout", idle);
+    properties.set(u"connectTimeout", number(std::min(m_settings.idle, LongestHandshake)));
+    properties.set(u"writeTimeout", number(m_settings.idle));
     properties.set(u"readTimeout", String::valueOf(Link::TickMs));
     try {
         auto side = qx::makeReference<qx::net::ServerSide>(u"Orbelle.Transport.TLS", properties);
