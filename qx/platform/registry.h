@@ -62,7 +62,9 @@ extern "C" {
 
 /// Points the registry of this process to another folder, an absolute path that need not exist yet;
 /// null: to "qx/registry" in the folder that XDG_DATA_HOME names, else in ~/.local/share. The
-/// folder is made, for its owner alone, by the first change.
+/// folder is made, for its owner alone, by the first change. A program with rights beyond its
+/// user's, by the group or the capabilities of its file, has no such folder, and of one that it
+/// names here it takes only what belongs to the superuser.
 QX_API int32_t QXRegistrySetFolder(const char* folder);
 /// The folder, which need not exist; 0x80004009 when it does not fit.
 QX_API int32_t QXRegistryGetFolder(char* buffer, int32_t capacity);

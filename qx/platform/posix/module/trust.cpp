@@ -1,6 +1,7 @@
 #include "qx/platform/posix/module/trust.h"
 
 #include <cerrno>
+#include <sys/auxv.h>
 #include <sys/xattr.h>
 
 #include <qx/platform/posix/error.h>
@@ -14,7 +15,7 @@ namespace {
 /// Whether the user is alone in a group. Read anew each time: it is asked when a module is loaded.
 bool isOwnGroup(gid_t group) noexcept {
     const uid_t user = ::geteuid();
-    if (user == 0)
+    if (user == 0 || hasRightsBeyondUser())
         return false;
     return resultOf([&] {
                const std::string users = readTable("/etc/passwd"), groups = readTable("/etc/group");
@@ -30,6 +31,13 @@ bool hasAccessList(const char* path) noexcept {
 }
 
 } // namespace
+
+// A program that has become another user by the rights of its file, now or at its start, follows
+// that one.
+bool hasRightsBeyondUser() noexcept {
+    const uid_t user = ::geteuid();
+    return user != 0 && ::getauxval(AT_SECURE) != 0 && user == ::getauxval(AT_UID);
+}
 
 bool othersMayWrite(const char* path, const struct stat& status) noexcept {
     if ((status.st_mode & S_IWOTH) != 0)

@@ -10,6 +10,7 @@
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/module/trust.h>
 
 namespace qx::platform::registry {
 
@@ -75,6 +76,8 @@ std::string homeFolder() {
 }
 
 std::string folderOfUser() {
+    if (hasRightsBeyondUser())
+        return {};
     const char* const home = ::secure_getenv("XDG_DATA_HOME");
     std::string folder;
     if (home != nullptr && *home == '/')
