@@ -195,23 +195,30 @@ const ChildEntry fullMemory("FullMemoryIsAnErrorOfTheOpening", [](const auto&) {
     return 0;
 });
 
-const ChildEntry untrustedFolder("AFolderThatOthersMayEnterIsNotTrusted", [](const auto&) {
+const ChildEntry userFolder("OfTheFoldersThatCanBeHadAllTakeTheSame", [](const auto&) {
     if (geteuid() != 0 || !enterSmallMemory())
         return SkippedStatus;
     const char* folder = "/dev/shm/qx-0";
-    const auto open = [] {
-        QXHandle handle = 0;
-        return QXMutexCreate("m", QX_SYNC_SHARED, &handle);
-    };
+    const auto open = [](const char* name) { return openResult(name, Create | Exclusive, 0, 1); };
     CHECK_IN_CHILD(mkdir(folder, 0700) == 0 && chmod(folder, 0770) == 0);
-    CHECK_IN_CHILD(open() == result::AccessDenied);
+    CHECK_IN_CHILD(open("m") == result::AccessDenied);
+    // Another user was there first, and goes again.
     CHECK_IN_CHILD(chmod(folder, 0700) == 0 && chown(folder, 65534, 0) == 0);
-    CHECK_IN_CHILD(open() == result::AccessDenied);
-    CHECK_IN_CHILD(rmdir(folder) == 0 && symlink("/tmp", folder) == 0);
-    CHECK_IN_CHILD(open() < 0);
-    CHECK_IN_CHILD(unlink(folder) == 0);
-    CHECK_IN_CHILD(open() == result::Ok);
-    return 0;
+    std::optional<SharedMemory> memory(std::in_place, "m", 1, Create, 0);
+    for (const auto& change : {+[](const char* path) { return rmdir(path); },
+                               +[](const char* path) { return symlink("/tmp", path); },
+                               +[](const char* path) { return unlink(path); },
+                               +[](const char* path) { return mkdir(path, 0500); }}) {
+        CHECK_IN_CHILD(change(folder) == 0);
+        CHECK_IN_CHILD(open("m") == result::FileExists && open("n") == result::Ok);
+    }
+    // What processes leave that are killed while they make folders is used or removed.
+    memory.reset();
+    for (const auto& each : std::filesystem::directory_iterator("/dev/shm"))
+        CHECK_IN_CHILD(chmod(each.path().c_str(), 0500) == 0);
+    CHECK_IN_CHILD(open("m") == result::Ok);
+    const std::filesystem::directory_iterator left("/dev/shm");
+    return std::distance(begin(left), end(left)) == 1 ? 0 : 1;
 });
 
 /// Locks the file as its user or as one who sets it up would, and keeps the lock.
@@ -310,7 +317,7 @@ TEST_P(SharedObjects, InAProcess) {
 
 INSTANTIATE_TEST_SUITE_P(Each, SharedObjects,
                          testing::Values("FullMemoryIsAnErrorOfTheOpening",
-                                         "AFolderThatOthersMayEnterIsNotTrusted",
+                                         "OfTheFoldersThatCanBeHadAllTakeTheSame",
                                          "AReaderWhoLocksItsFileHoldsNobodyUp",
                                          "APeerStoppedInSetUpHoldsUpItsOwnObjectOnly",
                                          "AMachineWithoutMemoryFolderIsToldApart",

@@ -112,12 +112,12 @@ void findUses(Uses& uses) {
 std::vector<FoundFile> findFiles() {
     std::vector<FoundFile> files;
     for (const Place place : {Place::Lock, Place::PrivateMemory, Place::PublicMemory}) {
-        forEachOwnFile(place, [&](int folder, const char* fileName) {
+        forEachOwnFile(place, [&](int folder, const char* fileName, const std::string& path) {
             struct stat status;
             if (fstatat(folder, fileName, &status, AT_SYMLINK_NOFOLLOW) == 0)
                 files.push_back({nameOfFile(place, fileName),
                                  fileName,
-                                 pathOfFile(place, fileName),
+                                 path,
                                  place,
                                  {status.st_dev, status.st_ino}});
         });

@@ -1,9 +1,11 @@
 #include "qx/platform/posix/shared/SharedFile.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -13,6 +15,7 @@
 #include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/folder.h>
+#include <qx/platform/posix/random.h>
 #include <qx/platform/thread.h>
 
 namespace qx::platform::shared {
@@ -78,34 +81,134 @@ const char* prefixOf(Place place) {
     throw Failure{isLacking ? result::NotAvailable : lastResult()};
 }
 
-std::string folderPath(Place place) {
-    const std::string common = MemoryFolder;
-    return place == Place::PublicMemory ? common : common + "/qx-" + std::to_string(geteuid());
-}
-
-Descriptor openUserFolder(bool isMade) {
-    const std::string path = folderPath(Place::Lock);
-    if (isMade && mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
-        throwFolderFailure();
-    Descriptor folder = Descriptor::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-    if (!folder && !isMade && errno == ENOENT)
-        return folder;
-    if (!folder)
-        throw Failure{lastResult()};
-    const struct stat status = statusOf(folder.get());
-    if (status.st_uid != geteuid() || (status.st_mode & 077) != 0)
-        throw Failure{result::AccessDenied};
-    return folder;
-}
-
-/// @param isMade  the user's folder is made when it is not there, else there may be none
-Descriptor openFolder(Place place, bool isMade = true) {
-    if (place != Place::PublicMemory)
-        return openUserFolder(isMade);
+Descriptor openCommonFolder() {
     Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
     if (!folder)
         throwFolderFailure();
     return folder;
+}
+
+// The user's folder has a name that others can take before him, and give up at any moment. He has
+// another one then, and his processes have to agree on it. So a new folder may not be written to at
+// first: whoever made it, or has found it left so, looks whether there are others now, of which the
+// first by name stays. Of two who do that, whoever made the later one sees the other's. A folder is
+// removed only while it is empty, and whoever is about to make a file in it then looks anew.
+
+std::string preferredFolder() { return QX_MEMORY_FOLDER "/qx-" + std::to_string(geteuid()); }
+
+bool isOwnFolder(const struct stat& status) {
+    if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid())
+        return false;
+    if ((status.st_mode & 077) != 0)
+        throw Failure{result::AccessDenied};
+    return true;
+}
+
+bool isSettled(const struct stat& status) { return (status.st_mode & S_IWUSR) != 0; }
+
+Descriptor openWhatIsThere(const std::string& path) {
+    Descriptor folder = Descriptor::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    // Of another user it may be anything, or gone again.
+    if (!folder && errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != EACCES)
+        throw Failure{lastResult()};
+    return folder;
+}
+
+/// The user's folders by their paths, and which of them are settled.
+std::map<std::string, bool> findUserFolders() {
+    const std::string preferred = preferredFolder(), further = preferred + '.';
+    std::map<std::string, bool> found;
+    forEachEntry(openCommonFolder(), [&](int common, const char* name) {
+        const std::string path = std::string(QX_MEMORY_FOLDER "/") + name;
+        struct stat status;
+        if ((path == preferred || path.starts_with(further)) &&
+            fstatat(common, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && isOwnFolder(status))
+            found[path] = isSettled(status);
+    });
+    return found;
+}
+
+/// Makes a folder that is not settled; the path.
+std::string makeUserFolder() {
+    constexpr mode_t NotSettled = 0500;
+    std::string path = preferredFolder();
+    struct stat status;
+    if (mkdir(path.c_str(), NotSettled) == 0)
+        return path;
+    if (errno != EEXIST)
+        throwFolderFailure();
+    if (lstat(path.c_str(), &status) == 0 && isOwnFolder(status))
+        return path; // another process of the user was faster
+    uint64_t number = 0;
+    fillRandomly(&number, sizeof number);
+    char ending[18];
+    std::snprintf(ending, sizeof ending, ".%016llx", static_cast<unsigned long long>(number));
+    path += ending;
+    if (mkdir(path.c_str(), NotSettled) != 0)
+        throwFolderFailure();
+    return path;
+}
+
+/// Settles a folder, unless it has to give way to another one.
+void trySettle(const std::string& path) {
+    // Opened before the look: what is settled is what was there then.
+    const Descriptor folder = openWhatIsThere(path);
+    if (!folder || !isOwnFolder(statusOf(folder.get())))
+        return;
+    bool isFound = false;
+    for (const auto& [other, isOtherSettled] : findUserFolders()) {
+        if (other == path) {
+            isFound = !isOtherSettled;
+        } else if (isOtherSettled || other < path) {
+            rmdir(path.c_str());
+            return;
+        } else if (rmdir(other.c_str()) != 0 && errno != ENOENT) {
+            return; // somebody else has settled it and uses it
+        }
+    }
+    if (isFound)
+        throwIfNot0(fchmod(folder.get(), 0700));
+}
+
+/// A settled folder of the user, else none.
+Descriptor openSettled(const std::string& path) {
+    Descriptor folder = openWhatIsThere(path);
+    if (!folder)
+        return folder;
+    const struct stat status = statusOf(folder.get());
+    return isOwnFolder(status) && isSettled(status) ? std::move(folder) : Descriptor();
+}
+
+/// An open folder, and where it lies.
+struct Folder {
+    Descriptor descriptor;
+    std::string path;
+};
+
+/// Throws Busy when it was not settled which folder it is.
+Folder openUserFolder(bool isMade) {
+    std::string path = preferredFolder();
+    if (Descriptor folder = openSettled(path))
+        return {std::move(folder), std::move(path)};
+    const auto folders = findUserFolders();
+    const auto settled =
+        std::ranges::find_if(folders, [](const auto& each) { return each.second; });
+    if (settled != folders.end()) {
+        if (Descriptor folder = openSettled(settled->first))
+            return {std::move(folder), settled->first};
+    } else if (!isMade) {
+        return {Descriptor(), {}};
+    } else {
+        trySettle(folders.empty() ? makeUserFolder() : folders.begin()->first);
+    }
+    throw Failure{result::Busy};
+}
+
+/// @param isMade  the user's folder is made when it is not there, else there may be none
+Folder openFolder(Place place, bool isMade = true) {
+    if (place != Place::PublicMemory)
+        return openUserFolder(isMade);
+    return {openCommonFolder(), MemoryFolder};
 }
 
 Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0) {
@@ -140,7 +243,11 @@ void sweepOnce() {
     if (done.test_and_set())
         return;
     for (const Place place : {Place::Lock, Place::PrivateMemory, Place::PublicMemory})
-        static_cast<void>(resultOf([&] { forEachOwnFile(place, discardIfUnused); }));
+        static_cast<void>(resultOf([&] {
+            forEachOwnFile(place, [](int folder, const char* fileName, const std::string&) {
+                discardIfUnused(folder, fileName);
+            });
+        }));
 }
 
 /// Opens the file of that name, or makes an empty one; none when it may not be made.
@@ -154,6 +261,8 @@ Descriptor openOrCreate(int folder, const char* fileName, const SharedFileReques
             file = openFile(folder, fileName, O_RDWR | O_CREAT | O_EXCL, 0600);
             if (!file && errno == EEXIST)
                 continue; // somebody else was faster
+            if (!file && errno == ENOENT && request.place != Place::PublicMemory)
+                throw Failure{result::Busy}; // the folder had to give way to another one
             if (!file && errno == EROFS)
                 throwFolderFailure();
         }
@@ -236,21 +345,17 @@ std::string nameOfFile(Place place, std::string_view fileName) {
     return name;
 }
 
-std::string pathOfFile(Place place, const char* fileName) {
-    return folderPath(place) + '/' + fileName;
-}
-
 void forEachOwnFile(Place place, const FileVisitor& visit) {
     const std::string_view prefix = prefixOf(place);
-    Descriptor folder = openFolder(place, false);
-    if (!folder)
+    Folder folder = openFolder(place, false);
+    if (!folder.descriptor)
         return;
-    forEachEntry(std::move(folder), [&](int descriptor, const char* name) {
+    forEachEntry(std::move(folder.descriptor), [&](int descriptor, const char* name) {
         struct stat status;
         if (std::string_view(name).starts_with(prefix) &&
             fstatat(descriptor, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
             S_ISREG(status.st_mode) && status.st_uid == geteuid())
-            visit(descriptor, name);
+            visit(descriptor, name, folder.path + '/' + name);
     });
 }
 
@@ -258,7 +363,7 @@ int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
     m_place = request.place;
     isNew = false;
     makeFileName(request.place, request.name, m_fileName);
-    const Descriptor folder = openFolder(request.place);
+    const Descriptor folder = openFolder(request.place).descriptor;
     Descriptor file = openOrCreate(folder.get(), m_fileName, request);
     if (!file)
         return result::NotFound;
@@ -359,7 +464,7 @@ bool SharedFile::hasUser(int descriptor, uint32_t slot) noexcept {
 }
 
 bool SharedFile::removeUnused(Place place, const char* fileName) {
-    const Descriptor folder = openFolder(place, false);
+    const Descriptor folder = openFolder(place, false).descriptor;
     return folder && discardIfUnused(folder.get(), fileName);
 }
 
@@ -425,7 +530,7 @@ void SharedFile::close() noexcept {
     if (!m_descriptor)
         return;
     m_descriptor = Descriptor();
-    static_cast<void>(resultOf([&] { discardIfUnused(openFolder(m_place).get(), m_fileName); }));
+    static_cast<void>(resultOf([&] { removeUnused(m_place, m_fileName); }));
 }
 
 } // namespace qx::platform::shared

@@ -41,7 +41,7 @@ struct SharedFileRequest {
 /// removed then or when some process makes its first file.
 ///
 /// The user's folder has mode 0700 and is used only when it belongs to the user and nobody else may
-/// enter it.
+/// enter it. It has another name than usual when another user was there first.
 class SharedFile {
 public:
     static constexpr uint32_t SlotCount = 1024;
@@ -120,11 +120,8 @@ private:
 /// The name that makeFileName made a file name of; of a long one what is left of it.
 std::string nameOfFile(Place place, std::string_view fileName);
 
-/// Where a file lies.
-std::string pathOfFile(Place place, const char* fileName);
-
 /// A file in the folder of a place.
-using FileVisitor = std::function<void(int folder, const char* fileName)>;
+using FileVisitor = std::function<void(int folder, const char* fileName, const std::string& path)>;
 
 /// Calls @p visit for the files of a place that belong to the user. There are none without the
 /// folder, which is not made.
