@@ -169,6 +169,13 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     }
     EXPECT_EQ(other.join(), 0);
     EXPECT_EQ(filesNamed(common), 1);
+    // What the other user has put there is nothing that he must not write to.
+    const std::string theirs = uniqueName("theirs"), path = "/dev/shm/qx-memory." + theirs;
+    close(open(path.c_str(), O_RDWR | O_CREAT, 0600));
+    ASSERT_EQ(chmod(path.c_str(), 0666) | chown(path.c_str(), 65534, 65534), 0);
+    expectEach(result::AccessDenied,
+               {openResult(theirs, Create, 0044, 1), openResult(theirs, Create, 0060, 1)});
+    EXPECT_EQ(openResult(theirs, Create, 0066, 1), result::Ok);
 }
 
 /// Gives the process a memory file system of its own of 64 KiB; false when it may not have one.

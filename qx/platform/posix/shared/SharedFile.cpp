@@ -250,6 +250,23 @@ void sweepOnce() {
         }));
 }
 
+/// Whether the memory that a request makes may be that of another user's file, who can write to it
+/// and cut it: where it would be his to write to anyway, as of all or of the file's group.
+bool mayBeOthers(const SharedFileRequest& request, const struct stat& status) {
+    return (request.mode & S_IWOTH) != 0 ||
+           ((request.mode & S_IWGRP) != 0 && status.st_gid == getegid());
+}
+
+/// Whether a file is not to be touched.
+bool isForeign(const SharedFileRequest& request, const struct stat& status) {
+    if (!S_ISREG(status.st_mode))
+        return true;
+    if (status.st_uid == geteuid())
+        return false;
+    return request.place != Place::PublicMemory ||
+           (request.create && !request.exclusive && !mayBeOthers(request, status));
+}
+
 /// Opens the file of that name, or makes an empty one; none when it may not be made.
 Descriptor openOrCreate(int folder, const char* fileName, const SharedFileRequest& request) {
     for (;;) {
@@ -268,9 +285,7 @@ Descriptor openOrCreate(int folder, const char* fileName, const SharedFileReques
         }
         if (!file)
             throw Failure{lastResult()};
-        const struct stat status = statusOf(file.get());
-        if (!S_ISREG(status.st_mode) ||
-            (request.place != Place::PublicMemory && status.st_uid != geteuid()))
+        if (isForeign(request, statusOf(file.get())))
             throw Failure{result::AccessDenied};
         return file;
     }
