@@ -13,7 +13,8 @@
 /// process is killed, the power fails or the call returns an error, none of it is there or, if only
 /// the answer was lost, all of it. Readers take no lock between processes and see every change that
 /// was finished before. Reading what did not change since the last time costs one look at the
-/// file's status.
+/// file's status. A change waits while another process makes one; 0x800700AA when somebody who may
+/// only read the file has kept it locked for three seconds.
 ///
 /// Limits: 65,535 units for a path and for a name, 512 names in a path (0x800700CE beyond), 64 MiB
 /// for the data of a value (0x80070057). A damaged file gives 0x80070570 or the last state that is

@@ -557,8 +557,11 @@ TEST(RegistryProcesses, AStoppedWriterHoldsUpNoFork) {
     whole.l_type = F_UNLCK;
     EXPECT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
     writer.join();
-    close(file);
     EXPECT_EQ(getText(u"After"), u"all");
+    whole.l_type = F_RDLCK; // which takes no right to write
+    EXPECT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
+    EXPECT_EQ(apply({change(QX_REG_SET_VALUE, u"After")}), result::Busy);
+    close(file);
 }
 
 } // namespace

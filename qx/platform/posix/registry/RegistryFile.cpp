@@ -94,6 +94,12 @@ bool hasName(int file, const char* path) {
            named.st_ino == opened.st_ino;
 }
 
+/// Whether a lock is in the way that takes no right to write.
+bool isLockedForReading(int file) noexcept {
+    struct flock range = lockOf(F_WRLCK, 0, 0);
+    return ::fcntl(file, F_OFD_GETLK, &range) == 0 && range.l_type == F_RDLCK;
+}
+
 } // namespace
 
 Descriptor openForReading(const std::string& path) {
@@ -120,7 +126,7 @@ std::vector<uint8_t> readRange(int file, uint64_t offset, uint64_t end) {
     return bytes;
 }
 
-bool LockedFile::tryOpen(const std::string& path) {
+bool LockedFile::tryOpen(const std::string& path, const Deadline& patience) {
     // Others may remove the file again. A link that leads nowhere never lets one be made.
     constexpr int MostCreations = 16;
     for (int creations = 0;;) {
@@ -138,6 +144,8 @@ bool LockedFile::tryOpen(const std::string& path) {
         // Before the lock was had another writer may have put a compacted file under the name.
         if (locking == Locking::Done && hasName(m_file.get(), path.c_str()))
             return true;
+        if (locking == Locking::Taken && patience.hasPassed() && isLockedForReading(m_file.get()))
+            throw Failure{result::Busy};
         close();
         if (locking == Locking::Taken)
             return false;

@@ -9,6 +9,7 @@
 
 #include <qx/platform/detail/RegistryLog.h>
 #include <qx/platform/posix/descriptor.h>
+#include <qx/platform/posix/sync/futex.h>
 
 /* The system calls on the registry's files. */
 
@@ -34,8 +35,10 @@ public:
     LockedFile& operator=(const LockedFile&) = delete;
 
     /// Opens and locks the file, which is made together with its folder when it does not exist.
-    /// False, with no file open, while somebody else has the lock.
-    bool tryOpen(const std::string& path);
+    /// False, with no file open, while somebody else has the lock. Throws Busy when @p patience is
+    /// at its end and that is nobody who may write the file: no writer has such a lock, so it need
+    /// not ever go.
+    bool tryOpen(const std::string& path, const Deadline& patience);
     void close() noexcept;
 
     int descriptor() const noexcept { return m_file.get(); }

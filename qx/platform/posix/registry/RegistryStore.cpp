@@ -203,10 +203,12 @@ std::vector<uint8_t> Store::compactedIfDue(const LockedFile& file) {
     return bytes;
 }
 
-/// Waits until nobody else has the file. The lock of this process is not held over that: whoever
-/// has the file may be stopped, and forks take the lock.
+/// Waits until nobody else has the file, but not for long for one who may only read it. The lock of
+/// this process is not held over that: whoever has the file may be stopped, and forks take the
+/// lock.
 void Store::openInTurn(LockedFile& file, std::unique_lock<std::mutex>& changing) {
-    while (!file.tryOpen(m_path)) {
+    const Deadline patience = Deadline::after(3000);
+    while (!file.tryOpen(m_path, patience)) {
         changing.unlock();
         QXThreadSleep(1);
         changing.lock();
