@@ -23,11 +23,14 @@ extern "C" {
 #define QX_FILE_CREATE 0x100u ///< create when missing
 #define QX_FILE_TRUNCATE 0x200u
 #define QX_FILE_APPEND 0x400u ///< every write goes to the end that the file has at that moment
+/// With READ alone: refuses what reading could wait for, such as a pipe in the place of a file,
+/// with 0x80070005, and waits for nobody to open its other end. The null device is let through.
+#define QX_FILE_REGULAR 0x1000u
 
 /// Opens a file. @p mode: permission bits of a file that is created, at most 0777. The lower 32
 /// bits of the handle are a file descriptor, never one of the three standard ones; every call here
-/// also takes a plain descriptor as handle. 0x80070057 for other flags, for no access and for
-/// TRUNCATE or APPEND without WRITE; 0x80070005 for a folder.
+/// also takes a plain descriptor as handle. 0x80070057 for other flags, for no access, for TRUNCATE
+/// or APPEND without WRITE and for REGULAR with it; 0x80070005 for a folder.
 QX_API int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* handle);
 /// Closes a file. The handle is gone even when this fails because data could not be stored.
 QX_API int32_t QXFileClose(QXHandle handle);

@@ -74,8 +74,9 @@ protected:
 
 // The classes over them read, write and place in every mode.
 TEST_F(FilesTest, CallsRefuseWhatMakesNoSense) {
-    for (const uint32_t flags : {0u, Create, uint32_t{QX_FILE_AT_END}, Read | QX_FILE_TRUNCATE,
-                                 Read | QX_FILE_APPEND, Read | 1u, Write | 0x800u})
+    for (const uint32_t flags :
+         {0u, Create, uint32_t{QX_FILE_AT_END}, Read | QX_FILE_TRUNCATE, Read | QX_FILE_APPEND,
+          Read | 1u, Write | QX_FILE_REGULAR, Write | 0x800u})
         EXPECT_EQ(open("file", flags), result::InvalidArgument) << flags;
     EXPECT_EQ(open("file", Write | Create, 01000), result::InvalidArgument);
     EXPECT_EQ(m_file.get(), None);

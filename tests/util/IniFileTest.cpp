@@ -5,6 +5,8 @@
 #include <optional>
 #include <thread>
 
+#include <sys/stat.h>
+
 #include <qx/qx.h>
 
 #include "tests/ipc/IpcTesting.h"
@@ -353,6 +355,11 @@ TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
     EXPECT_EQ(ini->getWriteResult(), result::AccessDenied);
     EXPECT_EQ(readFile(path), text);
     EXPECT_EQ(contentOf(*ini), "[a]k=v;") << "as soon as it can be read";
+    fs::remove(path);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0666), 0); // nobody writes to it, so it would be waited for
+    EXPECT_EQ(ini->AddKey(u"b", u"l", u"1", true), result::Ok);
+    EXPECT_EQ(ini->getWriteResult(), result::AccessDenied);
+    IniFile("/dev/null", nullptr, 1); // is none at all, and no error
 }
 
 /// Adds a key and is killed on the way; arguments: file, semaphore, number of the step.

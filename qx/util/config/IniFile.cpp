@@ -6,6 +6,7 @@
 
 #include <qx/core/ErrorCode.h>
 #include <qx/core/Result.h>
+#include <qx/platform/files.h>
 #include <qx/platform/text.h>
 
 #include <qx/ipc/detail/Turn.h>
@@ -256,7 +257,8 @@ void IniFile::checkAndUpdate() {
 int32_t IniFile::load() {
     constexpr int64_t LargestFile = int64_t{1} << 30;
     detail::WholeFile file;
-    const int32_t result = file.read(m_path->c_str(), LargestFile);
+    // Whoever else uses the semaphore must not wait for a pipe that somebody has put there.
+    const int32_t result = file.read(m_path->c_str(), LargestFile, QX_FILE_REGULAR);
     m_readResult = result == result::NotFound ? result::Ok : result;
     if (result < 0)
         return result;

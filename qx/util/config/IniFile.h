@@ -43,7 +43,7 @@ class IniLines;
 /// byte, the part that was not read; comments are lost. Set names are cut to 259 bytes of the
 /// default encoding, keys and values to 254. The new file replaces the old one as a whole
 /// (QXFileReplace): at any time, even after a crash or a power cut, a reader finds one of the two.
-/// An existing file that cannot be read is never replaced.
+/// An existing file that cannot be read is never replaced; a pipe in its place is one.
 ///
 /// With a semaphore name, all threads and processes that use the name take turns, so that they can
 /// share the file without losing changes; such an object may be used from several threads. Without

@@ -7,9 +7,11 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <qx/platform/result.h>
+#include <qx/platform/thread.h>
 
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
@@ -23,7 +25,7 @@ using namespace qx::platform;
 namespace {
 
 constexpr uint32_t KnownFlags = QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE |
-                                QX_FILE_TRUNCATE | QX_FILE_APPEND;
+                                QX_FILE_TRUNCATE | QX_FILE_APPEND | QX_FILE_REGULAR;
 constexpr uint32_t PermissionBits = 0777;
 
 /// The flag word for open(2); -1 for a combination that makes no sense.
@@ -32,6 +34,8 @@ int openFlags(uint32_t flags) noexcept {
         return -1;
     const bool reads = (flags & QX_FILE_READ) != 0;
     const bool writes = (flags & QX_FILE_WRITE) != 0;
+    if ((flags & QX_FILE_REGULAR) != 0 && writes)
+        return -1;
     if ((!reads && !writes) || (!writes && (flags & (QX_FILE_TRUNCATE | QX_FILE_APPEND)) != 0))
         return -1;
     return (!writes ? O_RDONLY
@@ -39,11 +43,24 @@ int openFlags(uint32_t flags) noexcept {
                     : O_WRONLY) |
            O_CLOEXEC | O_NOCTTY | ((flags & QX_FILE_CREATE) != 0 ? O_CREAT : 0) |
            ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0) |
-           ((flags & QX_FILE_APPEND) != 0 ? O_APPEND : 0);
+           ((flags & QX_FILE_APPEND) != 0 ? O_APPEND : 0) |
+           ((flags & QX_FILE_REGULAR) != 0 ? O_NONBLOCK : 0);
 }
 
 Descriptor openFile(const char* path, int flags, uint32_t mode) noexcept {
-    return aboveStandard(Descriptor::open(path, flags, mode));
+    // Without waiting a file is refused at first when its user must be asked to let others have it
+    // (a lease, as file servers take them).
+    int rounds = (flags & O_NONBLOCK) != 0 ? 1000 : 0;
+    Descriptor file = Descriptor::open(path, flags, mode);
+    for (; !file && errno == EWOULDBLOCK && rounds > 0; --rounds) {
+        QXThreadSleep(1);
+        file = Descriptor::open(path, flags, mode);
+    }
+    return aboveStandard(std::move(file));
+}
+
+bool isNull(const struct stat& status) noexcept {
+    return S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
 }
 
 /// Runs a transfer again after signals and, on a descriptor that somebody made non-blocking, once
@@ -108,6 +125,8 @@ int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* ha
         const struct stat status = statusOf(file.get());
         if (S_ISDIR(status.st_mode)) // which the system opens for reading, but never reads
             return resultFromErrno(EISDIR);
+        if ((flags & QX_FILE_REGULAR) != 0 && !S_ISREG(status.st_mode) && !isNull(status))
+            return result::AccessDenied;
         if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 &&
             errno != ESPIPE)
             return lastResult();

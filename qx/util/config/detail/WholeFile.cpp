@@ -33,13 +33,13 @@ int32_t readAll(QXHandle file, int64_t expected, int64_t largest, std::string& b
 
 } // namespace
 
-int32_t WholeFile::read(const char* path, int64_t largest) {
+int32_t WholeFile::read(const char* path, int64_t largest, uint32_t flags) {
     constexpr int Attempts = 3;
     isStable = false;
     for (int attempt = 0; attempt < Attempts && !isStable; ++attempt) {
         QXFileState after;
         PlatformHandle<&QXFileClose> file;
-        int32_t result = QXFileOpen(path, QX_FILE_READ, 0, file.put());
+        int32_t result = QXFileOpen(path, QX_FILE_READ | flags, 0, file.put());
         if (result >= 0)
             result = QXFileGetHandleState(file.get(), &state);
         if (result >= 0)

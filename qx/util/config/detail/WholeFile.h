@@ -16,7 +16,8 @@ struct WholeFile {
     /// Reads a file, again when it is written to meanwhile, but not without end.
     /// @param path     in the encoding of file names
     /// @param largest  in bytes; a longer file gives result::FileTooLarge
-    int32_t read(const char* path, int64_t largest);
+    /// @param flags    further ones of QXFileOpen
+    int32_t read(const char* path, int64_t largest, uint32_t flags = 0);
 };
 
 } // namespace qx::util::detail
