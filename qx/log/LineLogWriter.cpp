@@ -31,6 +31,11 @@ constexpr int32_t BufferSize = 1 << 16;
 
 enum class Place { Head, NameInHead, Text };
 
+/// What turns the direction of the text behind it, on screens that know directions.
+constexpr bool turnsDirection(char16_t unit) noexcept {
+    return (unit >= u'\u202A' && unit <= u'\u202E') || (unit >= u'\u2066' && unit <= u'\u2069');
+}
+
 bool isPlain(char16_t unit, Place place) noexcept {
     switch (unit) {
     case u' ':
@@ -42,7 +47,8 @@ bool isPlain(char16_t unit, Place place) noexcept {
     case u'\u2029':
         return false;
     default:
-        return unit > u' ' && (unit < 0x7F || unit >= 0xA0) && !isSurrogate(unit);
+        return unit > u' ' && (unit < 0x7F || unit >= 0xA0) && !isSurrogate(unit) &&
+               !turnsDirection(unit);
     }
 }
 
@@ -93,7 +99,8 @@ bool hasEscapes(std::span<const uint8_t> text) noexcept {
     using Block [[gnu::vector_size(16)]] = uint8_t;
     const auto isSpecial = [](auto bytes) {
         // Of the characters beyond ASCII, those between U+0080 and U+009F begin with 0xC2, the line
-        // separators with 0xE2: it is looked at again whether it is one of them.
+        // separators and what turns directions with 0xE2: it is looked at again whether it is one
+        // of them.
         return (bytes < 0x20) | (bytes == '\\') | (bytes == 0x7F) | (bytes == 0xC2) |
                (bytes == 0xE2);
     };
@@ -114,7 +121,8 @@ bool hasEscapes(std::span<const uint8_t> text) noexcept {
         const uint8_t next = at + 1 < text.size() ? text[at + 1] : 0;
         const uint8_t last = at + 2 < text.size() ? text[at + 2] : 0;
         if (byte == 0xC2 ? next < 0xA0
-                         : byte != 0xE2 || (next == 0x80 && (last == 0xA8 || last == 0xA9)))
+                         : byte != 0xE2 || (next == 0x80 && last >= 0xA8 && last <= 0xAE) ||
+                               (next == 0x81 && last >= 0xA6 && last <= 0xA9))
             return true;
     }
     return false;

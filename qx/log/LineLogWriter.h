@@ -21,8 +21,8 @@ namespace qx::log {
 ///
 /// No entry looks like two or like another. A backslash is doubled; a line feed, a carriage return
 /// and a tab become a backslash and "n", "r" or "t". Other units that are no text (controls, line
-/// separators, lone surrogates) become a backslash, "u" and four hexadecimal digits, and so do, in
-/// front of "|", blanks and the "=" of names.
+/// separators, lone surrogates, what turns the direction of text) become a backslash, "u" and four
+/// hexadecimal digits, and so do, in front of "|", blanks and the "=" of names.
 class QX_API LineLogWriter final : public AbstractLogWriter {
 public:
     /// @param writer  kept by a reference

@@ -90,6 +90,8 @@ TEST(LineLogWriter, WritesEveryEntryAsOneLineThatNoOtherLooksLike) {
         {7, u"a b=\\", u"a b=\\n", "7 a\\u0020b=\\\\ - | a b=\\\\n"},
         {Level::Error, u"-\n", u"x\n2024 INFO\r\t\x7F\x85 \u2028\u2029",
          "ERROR -\\n - | x\\n2024 INFO\\r\\t\\u007F\\u0085 \\u2028\\u2029"},
+        {Level::Info, u"\u202A", u"\u202E\u202F\u2065", "INFO \\u202A - | \\u202E\u202F\u2065"},
+        {Level::Info, u"\u2066", u"\u2069\u206A", "INFO \\u2066 - | \\u2069\u206A"},
         {Level::Trace, u"\u00FC\xD800", u"\u00E9\u2014\U0001F600\xDC00\xD800",
          "TRACE \u00FC\\uD800 - | \u00E9\u2014\U0001F600\\uDC00\\uD800"},
     };
