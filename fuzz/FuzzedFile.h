@@ -5,10 +5,11 @@
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <unistd.h>
 
-/// The INI file of a fuzz target, in memory where there is room for files. Included by the one
-/// source of a target, which is thereby started with a locale in UTF-8.
+#include "fuzz/ScratchFolder.h"
+
+/// The INI file of a fuzz target. Included by the one source of a target, which is thereby started
+/// with a locale in UTF-8.
 
 inline void require(bool condition) {
     if (!condition)
@@ -16,10 +17,8 @@ inline void require(bool condition) {
 }
 
 inline const std::string& filePath() {
-    static const std::string path = [] {
-        const std::string folder = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        return folder + "/qx-ini-fuzz-" + std::to_string(::getpid()) + ".ini";
-    }();
+    static const ScratchFolder folder;
+    static const std::string path = folder.path("file.ini");
     return path;
 }
 
@@ -31,6 +30,5 @@ inline std::string readAll() {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     ::setenv("LC_ALL", "C.UTF-8", 1);
     std::setlocale(LC_ALL, "");
-    std::atexit([] { ::unlink(filePath().c_str()); });
     return 0;
 }

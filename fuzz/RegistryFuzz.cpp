@@ -8,21 +8,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <span>
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
+
+#include "fuzz/ScratchFolder.h"
 
 // To make the checksums.
 #include "qx/platform/detail/RegistryLog.h"
 
-namespace fs = std::filesystem;
 using namespace qx::platform::registry;
 
 namespace {
@@ -31,25 +29,6 @@ void require(bool condition) {
     if (!condition)
         std::abort();
 }
-
-/// A folder in memory, removed at the end of the program.
-class Folder {
-public:
-    Folder() {
-        std::string pattern = "/dev/shm/qx-fuzz-XXXXXX";
-        require(mkdtemp(pattern.data()) != nullptr);
-        m_path = pattern;
-    }
-    ~Folder() { fs::remove_all(m_path); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    const std::string& path() const { return m_path; }
-    std::string file() const { return m_path + "/user.qxreg"; }
-
-private:
-    std::string m_path;
-};
 
 std::string contentOf(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -122,13 +101,14 @@ std::vector<uint8_t> fileOf(std::span<const uint8_t> input) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-    static const Folder folder;
+    static const ScratchFolder folder;
+    static const std::string path = folder.path("user.qxreg");
     if (size < 1)
         return 0;
     const std::span<const uint8_t> input(data + 1, size - 1);
     const std::vector<uint8_t> bytes =
         data[0] % 2 ? fileOf(input) : std::vector<uint8_t>(input.begin(), input.end());
-    std::ofstream(folder.file(), std::ios::binary)
+    std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
     QXRegistrySetFolder(folder.path().c_str());
@@ -136,11 +116,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const int32_t read = QXRegistryGetVersion(QX_HKEY_USER, &version);
     if (read >= 0)
         static_cast<void>(dumpOf(u""));
-    const std::string content = contentOf(folder.file());
+    const std::string content = contentOf(path);
 
     const int32_t written =
         QXRegistrySetValue(QX_HKEY_USER, u"written\\last", u"name", QX_REG_BYTES, "1", 1);
-    require(read >= 0 || (written == read && contentOf(folder.file()) == content));
+    require(read >= 0 || (written == read && contentOf(path) == content));
     if (written >= 0) {
         char byte = 0;
         int32_t length = 1;

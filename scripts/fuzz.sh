@@ -17,6 +17,13 @@ mkdir -p "$found" "$failures"
 limit=(-max_total_time="$seconds")
 ((seconds)) || limit=(-runs=0)
 
+# A target that fails leaves its files behind.
+memory=/dev/shm
+[ -w $memory ] || memory=/tmp
+TMPDIR=$(mktemp -d -p $memory qx-fuzz-XXXXXX)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+
 status=0
 for source in fuzz/*Fuzz.cpp; do
     name=$(basename "$source" .cpp)
