@@ -2,6 +2,7 @@
 #include "qx/text/charset/CharToByteConverter.h"
 
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <qx/core/CastTo.h>
@@ -12,10 +13,13 @@
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/SingleByte.h>
 #include <qx/text/charset/Surrogates.h>
+#include <qx/text/charset/UTF8.h>
 
 namespace qx::text::charset {
 
 namespace {
+
+using namespace std::string_view_literals;
 
 /// The converter that @p lookUp finds for the name, as the base of its direction.
 template <class Base>
@@ -26,6 +30,9 @@ Base* require(Object* (CodecManager::*lookUp)(const char16_t*) const, const char
     const Reference<Object> ofAnotherClass(found);
     throw UnknownEncodingException(String(name));
 }
+
+/// Whether an encoding is the one of nearly all text, whose converters need no look-up.
+bool isUtf8(std::u16string_view name) { return name == u"UTF-8"sv || name == u"utf-8"sv; }
 
 template <class Base, class Ascii>
 Base* makeDefault() {
@@ -48,8 +55,11 @@ void ByteToCharConverter::setSubstitutionChars(const char16_t* units, int32_t co
 }
 
 ByteToCharConverter* ByteToCharConverter::getConverter(const char16_t* encodingName) {
-    return encodingName ? require<ByteToCharConverter>(&CodecManager::getDecoder, encodingName)
-                        : getDefaultConverter();
+    if (!encodingName)
+        return getDefaultConverter();
+    if (isUtf8(encodingName))
+        return new BTCUTF8();
+    return require<ByteToCharConverter>(&CodecManager::getDecoder, encodingName);
 }
 
 ByteToCharConverter* ByteToCharConverter::getDefaultConverter() {
@@ -91,8 +101,11 @@ void CharToByteConverter::setSubstitutionBytes(const signed char* bytes, int32_t
 }
 
 CharToByteConverter* CharToByteConverter::getConverter(const char16_t* encodingName) {
-    return encodingName ? require<CharToByteConverter>(&CodecManager::getEncoder, encodingName)
-                        : getDefaultConverter();
+    if (!encodingName)
+        return getDefaultConverter();
+    if (isUtf8(encodingName))
+        return new CTBUTF8();
+    return require<CharToByteConverter>(&CodecManager::getEncoder, encodingName);
 }
 
 CharToByteConverter* CharToByteConverter::getDefaultConverter() {
