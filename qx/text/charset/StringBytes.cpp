@@ -65,6 +65,40 @@ private:
     TextStorage& m_storage;
 };
 
+/// Decodes @p text up to what is malformed.
+/// @param units  those of @p storage, prepared for the first @p present, one a byte and a 0 unit
+/// @return bytes that were decoded
+int32_t decodeWellFormed(std::string_view text, TextStorage& storage, char16_t* units,
+                         int32_t present) {
+    // Kernels are faster with room for scratch, which may go where the 0 unit will be.
+    const size_t room =
+        storage.isOwned() ? detail::sizeOf(storage.capacity() - present) : text.size();
+    const auto done = text::charset::detail::kernels().utf8ToUtf16(
+        reinterpret_cast<const uint8_t*>(text.data()), text.size(), units + present, room);
+    storage.commit(present + static_cast<int32_t>(done.written));
+    return static_cast<int32_t>(done.read);
+}
+
+/// Encodes @p text in UTF-8, half a surrogate pair as U+FFFD, to room for three bytes a unit.
+/// @return count of bytes
+size_t encodeReplacing(std::u16string_view text, char* bytes, size_t room) {
+    const auto& kernels = text::charset::detail::kernels();
+    auto* const out = reinterpret_cast<uint8_t*>(bytes);
+    size_t written = 0;
+    for (;;) {
+        const auto done =
+            kernels.utf16ToUtf8(text.data(), text.size(), out + written, room - written);
+        written += done.written;
+        text.remove_prefix(done.read);
+        if (text.empty())
+            return written;
+        // Half a surrogate pair.
+        for (const char byte : std::string_view("\xEF\xBF\xBD"))
+            bytes[written++] = byte;
+        text.remove_prefix(1);
+    }
+}
+
 /// Converts all of @p text and what the encoder holds at its end.
 /// @return count of bytes; all of the text was converted unless the bytes are full
 int32_t encode(CharToByteConverter& encoder, std::u16string_view text, signed char* bytes,
@@ -117,8 +151,10 @@ String& String::setTo(const signed char* bytes, int32_t byteLength, const char16
     TextStorage text;
     if (byteLength > 0 || capacity > 0) {
         const Reference<ByteToCharConverter> decoder = ByteToCharConverter::getConverter(encoding);
-        text.prepare(std::max(capacity, 1), 0);
-        text.commit(0);
+        if (capacity > 0) {
+            text.prepare(capacity, 0);
+            text.commit(0);
+        }
         detail::decode(*decoder, bytes, byteLength, DecodeTarget(text));
     }
     m_storage.swap(text);
@@ -127,12 +163,18 @@ String& String::setTo(const signed char* bytes, int32_t byteLength, const char16
 }
 
 String String::fromUtf8(std::string_view text) {
-    text::charset::BTCUTF8 decoder;
-    decoder.setStrict(true);
     const int32_t length = checkedSize(std::ssize(text));
+    if (length == 0)
+        return {};
     TextStorage decoded;
-    const int32_t read = detail::decode(decoder, reinterpret_cast<const signed char*>(text.data()),
-                                        length, DecodeTarget(decoded));
+    char16_t* const units = decoded.prepare(checkedSize(int64_t{length} + 1), 0);
+    int32_t read = decodeWellFormed(text, decoded, units, 0);
+    if (read < length) {
+        text::charset::BTCUTF8 decoder;
+        decoder.setStrict(true);
+        read += detail::decode(decoder, reinterpret_cast<const signed char*>(text.data()) + read,
+                               length - read, DecodeTarget(decoded));
+    }
     String result(std::move(decoded));
     if (read < length)
         result.append(text::charset::ReplacementCharacter);
@@ -142,43 +184,30 @@ String String::fromUtf8(std::string_view text) {
 String::String(std::string_view utf8) { appendUtf8(utf8); }
 
 String& String::appendUtf8(std::string_view text) {
-    const size_t length = static_cast<size_t>(checkedSize(std::ssize(text)));
+    const int32_t length = checkedSize(std::ssize(text));
     if (length == 0)
         return *this;
     // The text may be the bytes of this one.
     const auto held = Reference<AnsiBytes>::attach(std::exchange(m_bytes, nullptr));
     const int32_t present = getLength();
-    char16_t* const units =
-        prepareToGrow(int64_t{present} + static_cast<int64_t>(length) + 1, present) + present;
-    const auto done = text::charset::detail::kernels().utf8ToUtf16(
-        reinterpret_cast<const uint8_t*>(text.data()), length, units, length);
-    if (done.read < length) {
+    char16_t* const units = prepareToGrow(int64_t{present} + length + 1, present);
+    const int32_t read = decodeWellFormed(text, m_storage, units, present);
+    if (read < length) {
         m_storage.commit(present);
-        text::charset::detail::throwMalformedUtf8(text, done.read);
+        text::charset::detail::throwMalformedUtf8(text, detail::sizeOf(read));
     }
-    m_storage.commit(present + static_cast<int32_t>(done.written));
     return *this;
 }
 
 std::string String::toUtf8() const {
-    const auto& kernels = text::charset::detail::kernels();
-    std::u16string_view rest = view();
-    std::string bytes(rest.size() * 3, '\0');
-    auto* const out = reinterpret_cast<uint8_t*>(bytes.data());
-    size_t written = 0;
-    for (;;) {
-        const auto done =
-            kernels.utf16ToUtf8(rest.data(), rest.size(), out + written, bytes.size() - written);
-        written += done.written;
-        rest.remove_prefix(done.read);
-        if (rest.empty())
-            break;
-        // Half a surrogate pair.
-        for (const char byte : std::string_view("\xEF\xBF\xBD"))
-            bytes[written++] = byte;
-        rest.remove_prefix(1);
+    constexpr size_t ShortText = 128;
+    const std::u16string_view text = view();
+    if (text.size() <= ShortText) {
+        char bytes[3 * ShortText + 16]; // some more: kernels are then fast up to the end
+        return std::string(bytes, encodeReplacing(text, bytes, sizeof bytes));
     }
-    bytes.resize(written);
+    std::string bytes(3 * text.size(), '\0');
+    bytes.resize(encodeReplacing(text, bytes.data(), bytes.size()));
     return bytes;
 }
 
