@@ -204,6 +204,13 @@ BigInteger& BigInteger::divide(const IntegerView& b, BigInteger& remainder) {
         const Limb rest = detail::divideLimb(limbs(), limbs(), length, divisor);
         finish(length, negative);
         remainder.assign(rest);
+    } else if (detail::failsUnwritten(IntegerView(*this).length(), b.length())) {
+        const IntegerView a(*this);
+        // The remainder, which may be either operand, is written last.
+        remainder.ensureCapacity(static_cast<int32_t>(b.length() * sizeof(Limb)));
+        detail::divide(limbs(), remainder.limbs(), a.limbs(), a.length(), b.limbs(), b.length());
+        finish(a.length() - b.length() + 1, a.isNegative() != b.isNegative());
+        remainder.finish(b.length(), false);
     } else {
         const IntegerView a(*this);
         const size_t length = a.length() - b.length() + 1;
