@@ -13,7 +13,6 @@
 #include <qx/core/detail/AtomicRef.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/platform/module.h>
-#include <qx/platform/native.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
 #include <qx/util/SystemName.h>
@@ -45,21 +44,19 @@ qx::detail::AtomicRef<IQXClassFactory> factoryOf(ClassData& entry) noexcept {
 
 constinit ClassData s_noClasses;
 
+/// The innermost one of those that live in the thread.
+constinit thread_local const RegistryChange* t_innermost = nullptr;
+
 } // namespace
 
-struct Module::Registration {
+struct RegistryChange::Steps {
     struct Step {
         String path;
         String value;
         bool isDeletion;
     };
-    /// The identity of a thread, which no later one has: in a child that was forked meanwhile it is
-    /// another one than the holder of the lock.
-    uint64_t owner;
-    std::vector<Step> steps;
+    std::vector<Step> all;
     bool isFound = false;
-
-    explicit Registration(uint64_t ownerIdentity) : owner(ownerIdentity) {}
 };
 
 Module::Module(ClassData* table)
@@ -195,39 +192,36 @@ int32_t Module::UnregisterClassEntry(ClassData& entry) {
     return result::Ok;
 }
 
-RegistryChange::RegistryChange(Module& module)
-    : m_module(module), m_guard(module.m_lock),
-      m_isPart(module.m_registration && module.m_registration->owner == QXThreadIdentity()) {
-    if (m_isPart)
-        return;
-    auto registration = std::make_unique<Module::Registration>(QXThreadIdentity());
-    // That of a thread which such a child does not have may be in the middle of a change.
-    static_cast<void>(module.m_registration.release());
-    module.m_registration = std::move(registration);
+// Nothing is locked meanwhile: the texts of the classes come from anybody's code, and the registry
+// may have to wait for another process.
+RegistryChange::RegistryChange(Module& module) : m_module(module), m_outer(t_innermost) {
+    const RegistryChange* whole = m_outer;
+    while (whole && &whole->m_module != &module)
+        whole = whole->m_outer;
+    m_isPart = whole != nullptr;
+    m_steps = m_isPart ? whole->m_steps : std::make_shared<Steps>();
+    t_innermost = this;
 }
 
-RegistryChange::~RegistryChange() {
-    if (!m_isPart)
-        m_module.m_registration.reset();
-}
+RegistryChange::~RegistryChange() { t_innermost = m_outer; }
 
 void RegistryChange::setDefaultValue(const String& path, const char16_t* value) {
-    m_module.m_registration->steps.push_back({path, value ? String(value) : String(), false});
+    m_steps->all.push_back({path, value ? String(value) : String(), false});
 }
 
 void RegistryChange::deleteKey(const String& path) {
-    m_module.m_registration->steps.push_back({path, String(), true});
+    m_steps->all.push_back({path, String(), true});
 }
 
-void RegistryChange::setFound() noexcept { m_module.m_registration->isFound = true; }
+void RegistryChange::setFound() noexcept { m_steps->isFound = true; }
 
-bool RegistryChange::isFound() const noexcept { return m_module.m_registration->isFound; }
+bool RegistryChange::isFound() const noexcept { return m_steps->isFound; }
 
 void RegistryChange::commit() {
     using qx::detail::checkedSize;
     if (m_isPart)
         return;
-    const auto& steps = m_module.m_registration->steps;
+    const auto& steps = m_steps->all;
     std::vector<QXRegistryChange> changes;
     changes.reserve(steps.size());
     for (const auto& [path, value, isDeletion] : steps) {

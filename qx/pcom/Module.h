@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include <qx/core/GUID.h>
 #include <qx/core/ModuleCount.h>
@@ -14,8 +13,6 @@
 namespace qx::pcom {
 
 class Module;
-
-class RegistryChange;
 
 /// One class that a module offers. A table of classes ends with a row without a class identifier.
 /// The module keeps its factories in the table, so that a table belongs to one module.
@@ -97,22 +94,16 @@ protected:
                                       ClassData& entry);
 
 private:
-    friend class RegistryChange;
-
-    struct Registration;
-
     int32_t makeFactory(ClassData& entry);
 
     ClassData* m_classes;
     sync::ForkSafeMutex m_lock;
-    /// The changes being gathered; nothing outside of the calls that change the registry.
-    std::unique_ptr<Registration> m_registration;
 };
 
 /// Changes of the registry below QX_HKEY_CLASSES_64 that a module makes together. An object that is
-/// created while another one of the same module lives, as in RegisterClassEntry when RegisterServer
-/// calls it, is a part of that one. As long as an object lives, other threads wait before they
-/// enter or remove classes of the module.
+/// created while another one of the same module lives in the same thread, as in RegisterClassEntry
+/// when RegisterServer calls it, is a part of that one and ends before it. Threads do not wait for
+/// each other: what one commits is made whole, before or after what another commits.
 class QX_API RegistryChange {
 public:
     explicit RegistryChange(Module& module);
@@ -135,9 +126,12 @@ public:
     void commit();
 
 private:
-    Module& m_module;
-    std::lock_guard<sync::ForkSafeMutex> m_guard;
-    const bool m_isPart;
+    struct Steps;
+
+    const Module& m_module;
+    const RegistryChange* const m_outer; ///< the next one of the thread, of any module
+    std::shared_ptr<Steps> m_steps;      ///< those of the whole
+    bool m_isPart = false;
 };
 
 } // namespace qx::pcom

@@ -162,6 +162,8 @@ public:
 
 protected:
     int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath) override {
+        Reference<IQXUnknown> factory; // for which another thread would wait if a lock were held
+        std::jthread([&] { GetClassObject(*entry.clsid, IQXUnknown::Iid, factory.putVoid()); });
         if (*entry.clsid == Thing::Clsid)
             return DllModule::RegisterClassEntry(entry, modulePath);
         return returned < 0 ? returned : throw ResultException(result::DiskFull);
