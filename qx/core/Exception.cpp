@@ -15,7 +15,8 @@ namespace qx {
 
 namespace {
 
-String messageOf(int32_t code) { return String::fromUtf8(makeErrorCode(code).message()); }
+/// The system's texts are in the default encoding.
+String messageOf(int32_t code) { return String(makeErrorCode(code).message().c_str()); }
 
 /// One more thing to say, behind what may be a whole sentence.
 void addTo(String& text, const String& more) {

@@ -13,7 +13,7 @@ SharedLibrary::SharedLibrary(const char16_t* path) {
         char reason[512];
         QXModuleErrorText(reason, sizeof reason);
         throw withDetail(ResultException(code, u"Failed to open shared library."_qs),
-                         *reason ? String::fromUtf8(reason) : String(path));
+                         *reason ? String(reason) : String(path));
     }
 }
 

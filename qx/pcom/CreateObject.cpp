@@ -24,7 +24,7 @@ namespace {
         QXModuleErrorText(reason, sizeof reason);
     throw withDetail(
         ResultException(code, u"cannot create " + (name.isEmpty() ? u"\"\""_qs : name)),
-        String::fromUtf8(reason));
+        String(reason));
 }
 
 /// Lets @p create (address of the pointer) store the object in @p out, and throws when it fails or

@@ -137,6 +137,8 @@ TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
     EXPECT_EQ(contentOfText(std::string("[a]\nk=\xE4\n") + Bom + "l=\xC3\xA4\n"),
               "[a]k=\xC3\xA4;l=\xC3\xA4;");
     EXPECT_EQ(rewritten(Bom + "[\xC3\xA4]\n"), "[\xE4]\n\n");
+    // So are the texts of the system, which are German where it has them.
+    EXPECT_FALSE(describe(ResultException(result::InvalidArgument)).contains(u'\xFFFD'));
     // What the encoding has no form for is refused rather than cut, also when it is there already.
     for (const std::string& text : {std::string("[a]\nk=\xE4\n"), Bom + "[a]\nk=中\n"}) {
         writeFile(path, text);

@@ -53,7 +53,7 @@ IniFile::IniFile(const char16_t* fileName, Lines lines, const char* semaphoreNam
     const ipc::detail::Turn turn(m_lock.get());
     if (const int32_t result = load(); result < 0 && throwOnError)
         throw withDetail(IniFileException(IniFileException::FILE_NOT_READ, String(fileName)),
-                         String::fromUtf8(makeErrorCode(result).message()));
+                         String(makeErrorCode(result).message().c_str()));
 }
 
 IniFile::IniFile(const IniFile& other) = default;

@@ -25,7 +25,7 @@ std::vector<std::u16string_view> IniFileView::keys(TextView set) const& {
 
 IniFileReport IniFileView::report() const {
     if (m_readResult < 0 && m_sets->lineNotUnderstood() == 0)
-        return {0, String::fromUtf8(makeErrorCode(m_readResult).message())};
+        return {0, String(makeErrorCode(m_readResult).message().c_str())};
     return {m_sets->lineNotUnderstood(), String(m_sets->whyNotUnderstood())};
 }
 
