@@ -342,6 +342,15 @@ TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
     }
 }
 
+TEST_F(IniFileTest, HasChangedNothingWhenAChangeFailsForMemory) {
+    for (int failing = 0; failing < 60; ++failing) {
+        writeFile(path, "[a]\nk=v\n");
+        IniFile ini = open();
+        const int32_t code = (FailingAllocator(failing), ini.AddKey(u"b", u"l", u"1", true));
+        EXPECT_EQ(contentOf(ini), code < 0 ? "[a]k=v;" : "[a]k=v;[b]l=1;") << failing;
+    }
+}
+
 TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
     const std::string text = "[a]\nk=v\n";
     writeOld(text);

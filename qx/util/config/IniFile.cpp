@@ -112,8 +112,7 @@ int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t
             return edit([&](const auto& lines) { return putKey(lines, set, key, value); });
         if (const int32_t result = detail::checkNewIniTexts(*m_sets, set, key, value); result < 0)
             return result;
-        detail::IniSets& sets = writableSets();
-        sets.put(sets.makeSet(set), key, value);
+        writableSets().put(set, key, value);
         return result::Ok;
     });
 }
@@ -287,15 +286,21 @@ int32_t IniFile::WriteToFile() {
         return result::Ok;
     }
     std::string sorted;
-    int32_t cut = result::Ok;
+    int32_t built = result::Ok;
     if (!m_lines) {
-        m_sets->sort();
-        cut = detail::writeIni(*m_sets, sorted);
+        built = resultOf([&] {
+            m_sets->sort();
+            return detail::writeIni(*m_sets, sorted);
+        });
     }
-    if (cut == result::UnmappableCharacter) {
+    if (built == result::UnmappableCharacter) {
         m_known.reset();
         load();
-        return cut;
+        return built;
+    }
+    if (built < 0 && built != result::BufferTooSmall) {
+        m_writeResult = built;
+        return result::Ok;
     }
     const std::string& text = m_lines ? m_lines->bytes() : sorted;
     constexpr uint32_t ModeForAll = 0666; // less the umask
@@ -304,7 +309,7 @@ int32_t IniFile::WriteToFile() {
                                          static_cast<int64_t>(text.size()), ModeForAll, &state);
     if (state.inode != 0)
         m_known = {state, 0, true};
-    m_writeResult = result < 0 ? result : cut;
+    m_writeResult = result < 0 ? result : built;
     return result::Ok;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace qx::util::detail {
 
@@ -71,6 +72,14 @@ IniKey& IniSets::put(IniSet& set, std::u16string_view key, std::u16string_view v
     if (found)
         m_wasted += found->value.size() * sizeof(char16_t);
     return putKept(set, found ? found->text : keep(key), keep(value));
+}
+
+void IniSets::put(std::u16string_view set, std::u16string_view key, std::u16string_view value) {
+    IniSet made;
+    IniSet* const found = findSet(set);
+    put(found ? *found : made, key, value);
+    if (!found)
+        makeSet(set).keys = std::move(made.keys);
 }
 
 IniKey& IniSets::putKept(IniSet& set, std::u16string_view key, std::u16string_view value) {

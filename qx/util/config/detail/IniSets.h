@@ -40,6 +40,8 @@ public:
     IniSet& makeSet(std::u16string_view name);
     /// Sets the value of a key, which is made when it is not there. The texts are copied.
     IniKey& put(IniSet& set, std::u16string_view key, std::u16string_view value);
+    /// The same in the set of that name, which comes in together with its first key.
+    void put(std::u16string_view set, std::u16string_view key, std::u16string_view value);
     /// The same for texts that this object keeps already.
     IniKey& putKept(IniSet& set, std::u16string_view key, std::u16string_view value);
     void removeKey(IniSet& set, const IniKey& key);
