@@ -24,6 +24,14 @@ namespace {
     throw withDetail(Exception(u"Resource not found"_qs), name);
 }
 
+/// The bundle's keys. Whoever derives from StringBundle may fail to give them.
+Reference<const collections::Collection<String>> keysOf(const StringBundle& bundle) {
+    auto keys = bundle.getKeys();
+    if (!keys)
+        throwResult(result::Fail, u"a bundle without keys");
+    return keys;
+}
+
 /// The bundle that is offered under exactly this name, or null.
 Reference<StringBundle> tryComponent(const BundleName& name) {
     const String progId = name.componentName();
@@ -107,14 +115,14 @@ int32_t StringBundle::LoadStringW(const char16_t* key, char16_t* text, int32_t* 
 }
 
 int32_t StringBundle::GetCount(int32_t* count) {
-    return util::detail::writeNumber(count, [this] { return getKeys()->getSize(); });
+    return util::detail::writeNumber(count, [this] { return keysOf(*this)->getSize(); });
 }
 
 int32_t StringBundle::GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) {
     return resultOf([&] {
         if (!key || !text)
             return result::NullPointer;
-        const auto keys = getKeys();
+        const auto keys = keysOf(*this);
         if (index < 0 || index >= keys->getSize())
             return result::InvalidArgument;
         const auto iterator = keys->createConstIterator();

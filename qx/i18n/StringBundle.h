@@ -49,7 +49,7 @@ public:
 
     /// The bundle's own text of @p key; empty when it has none.
     virtual String lookupString(const String& key) const = 0;
-    /// The bundle's own keys.
+    /// The bundle's own keys; not null.
     virtual Reference<const collections::Collection<String>> getKeys() const = 0;
 
     int32_t LoadCharBuffer(const char16_t* key, IQXCharBuffer* text) override;

@@ -199,7 +199,7 @@ TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
         explicit FailingBundle(int32_t code) : MapBundle({}), m_code(code) {}
         String lookupString(const String&) const override { throw ResultException(m_code); }
         Reference<const collections::Collection<String>> getKeys() const override {
-            throw ResultException(m_code);
+            return m_code < 0 ? throw ResultException(m_code) : nullptr;
         }
         int32_t m_code;
     };
@@ -207,6 +207,8 @@ TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
     const ComStringBundle poor(faceOf(*makeReference<FailingBundle>(result::OutOfMemory)));
     EXPECT_TRUE(corrupt.lookupString(u"key").isEmpty());
     EXPECT_EQ(failureOf([&] { (void)corrupt.getKeys(); }), result::Corrupt);
+    int32_t count = 1;
+    EXPECT_EQ(makeReference<FailingBundle>(result::Ok)->GetCount(&count), result::Fail);
     EXPECT_EQ(failureOf([&] { (void)poor.lookupString(u"key"); }), result::OutOfMemory);
 }
 
