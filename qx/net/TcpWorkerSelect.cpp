@@ -11,6 +11,7 @@ struct Watched {
     TcpWorkerSocket2** sockets;
     uint32_t* count; // the caller's
     uint32_t given = 0;
+    uint64_t ready = 0; // a bit for each entry
     qx_socket_set set{};
 
     qx_socket_set* platformSet() { return sockets != nullptr ? &set : nullptr; }
@@ -27,12 +28,22 @@ struct Watched {
         return true;
     }
 
-    /// Counts the entries that are ready and takes the others out of the array.
+    bool isReady(uint32_t i) const { return (ready >> i & 1) != 0; }
+
+    /// Finds out which entries are ready, and counts them.
+    void findReady() {
+        for (uint32_t i = 0; sockets != nullptr && i < given; ++i) {
+            if (isInSet(set, sockets[i]->getId())) {
+                ready |= uint64_t{1} << i;
+                ++*count;
+            }
+        }
+    }
+
+    /// Takes the entries that are not ready out of the array.
     void keepReady() {
         for (uint32_t i = 0; sockets != nullptr && i < given; ++i) {
-            if (isInSet(set, sockets[i]->getId()))
-                ++*count;
-            else
+            if (!isReady(i))
                 sockets[i] = nullptr;
         }
     }
@@ -73,12 +84,15 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::select(TcpWorkerSocket2** readSockets, uint32
     if (*result == 0)
         return 0;
     for (Watched& watched : all)
-        watched.keepReady();
+        watched.findReady();
     ENUM_QX_E_SOCKET code = 0;
     for (uint32_t i = 0; exceptionSockets != nullptr && i < all[2].given; ++i) {
-        if (exceptionSockets[i] != nullptr)
+        if (all[2].isReady(i))
             code = takePendingError(exceptionSockets[i]->getId());
     }
+    // Only now: one array may stand for several.
+    for (Watched& watched : all)
+        watched.keepReady();
     return code;
 }
 

@@ -107,7 +107,9 @@ public:
     ///
     /// Each array may be null; its count, at most 63, is how many sockets it holds, and receives
     /// how many of them are ready. Slots of those that are not become null, unless the time limit
-    /// (null: none) passes first. @p result receives how many are ready in all arrays together.
+    /// (null: none) passes first; in an array that is given twice, those that are not ready for
+    /// both.
+    /// @p result receives how many are ready in all arrays together.
     /// @return the pending error of the last exceptional socket; QX_E_SOCKET_EMFILE for a count of
     ///         64 or more, QX_E_SOCKET_ENOTSOCK when a socket is closed or null
     [[nodiscard]] static ENUM_QX_E_SOCKET

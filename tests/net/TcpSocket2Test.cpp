@@ -355,10 +355,12 @@ TEST(TcpWorkerSelect, KeepsTheReadyOnesInPlace) {
               std::tuple(nullptr, second.client.get(), second.client.get()));
 
     const auto codeOf = [&](TcpWorkerSocket2** sockets, uint32_t& count) {
-        uint32_t noCount = 0;
-        return TcpWorkerSocket2::select(sockets, &count, nullptr, &noCount, nullptr, &noCount,
+        uint32_t again = count, noCount = 0; // the same array for two roles
+        return TcpWorkerSocket2::select(sockets, &count, sockets, &again, nullptr, &noCount,
                                         nullptr, &result);
     };
+    read[0] = first.client.get();
+    EXPECT_EQ(codeOf(read, readCount = 3), 0);
     EXPECT_EQ(codeOf(nullptr, readCount), QX_E_SOCKET_EINVAL) << "there is nothing to wait for";
     EXPECT_EQ(codeOf(read, readCount = 3), QX_E_SOCKET_ENOTSOCK) << "the first slot is null now";
     EXPECT_EQ(codeOf(read, readCount = 64), QX_E_SOCKET_EMFILE);
