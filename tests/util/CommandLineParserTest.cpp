@@ -145,6 +145,10 @@ TEST(CommandLineParser, DefinitionsSurviveAndReplaceEachOther) {
     EXPECT_EQ(parser.getOption(u"O")->getValueCount(), 0); // empty defaults are defaults
     parser.defineOption(u"O", 0);
     EXPECT_EQ(parser.getOption(u"O"), nullptr);
+    struct Doubled : CommandLineParser::Element { // has its own values once more
+        Doubled() : Element(u"x", 0) { addValue(u"a"), addValue(u"b"), copyValues(*this); }
+    };
+    EXPECT_EQ(Doubled().getValueString(3), u"b");
 }
 
 TEST(CommandLineParser, ReportsWhatIsNotThereAndCopiesAreIndependent) {

@@ -60,7 +60,8 @@ void Element::addValue(TextView value) {
 }
 
 void Element::copyValues(const Element& other) {
-    for (int32_t i = 0; i < other.m_valueCount; ++i)
+    const int32_t count = other.m_valueCount; // it may be this one, which grows
+    for (int32_t i = 0; i < count; ++i)
         addValue(other.valueAt(i));
 }
 
