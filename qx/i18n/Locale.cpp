@@ -18,7 +18,7 @@ namespace {
 
 constexpr int32_t NameUnits = 40;
 
-[[noreturn]] void throwNoName() { throw Exception(u"there are no display names"_qs); }
+[[noreturn]] void throwNoName() { throw withDetail(Exception(), u"there are no display names"_qs); }
 
 std::u16string_view upTo(std::u16string_view text, std::u16string_view ends) {
     return text.substr(0, text.find_first_of(ends));

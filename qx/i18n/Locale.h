@@ -52,7 +52,7 @@ public:
     }
 
     /// Names for display are not available.
-    /// @throws Exception always
+    /// @throws Exception with an empty description, always
     virtual String getDisplayName(const Locale* language = nullptr) const;
     virtual String getDisplayLanguage(const Locale* language = nullptr) const;
     virtual String getDisplayCountry(const Locale* language = nullptr) const;

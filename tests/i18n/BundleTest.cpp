@@ -60,6 +60,7 @@ TEST(Locale, IsAnObjectAndAComponentByItsName) {
     EXPECT_EQ(face->ToString(nullptr), result::NullPointer);
     expectEach(result::Fail,
                {face->GetDisplayName(&text), face->GetDisplayCountryLoc(face.get(), &text)});
+    EXPECT_EQ(descriptionOf([] { (void)Locale(u"de").getDisplayName(); }), "");
     EXPECT_EQ(text, u"de_CH@euro"_qs);
 }
 
