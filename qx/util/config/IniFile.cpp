@@ -103,11 +103,11 @@ int32_t IniFile::AddKey(const char16_t* set, const char16_t* key, const char16_t
                         bool overwrite) {
     if (!set || !key || !value)
         return result::NullPointer;
-    if (const int32_t result = detail::checkIniTexts(set, key, value); result < 0)
-        return result;
     return change([&] {
         if (!overwrite && KeyExists(set, key))
             return result::AlreadyExists;
+        if (const int32_t result = detail::checkIniTexts(set, key, value); result < 0)
+            return result;
         if (m_lines)
             return edit([&](const auto& lines) { return putKey(lines, set, key, value); });
         if (const int32_t result = detail::checkNewIniTexts(*m_sets, set, key, value); result < 0)
