@@ -29,8 +29,9 @@ int32_t CQXAbstractConnector::GetProperty(const char16_t* name, IQXCharBuffer* o
 }
 
 void CQXAbstractConnector::setProperty(const String& name, const String& value) {
-    const auto key = qx::makeReference<String>(name);
-    const auto text = qx::makeReference<String>(value);
+    // Not the texts themselves: they may lie in memory that somebody else changes.
+    const auto key = qx::makeReference<String>(name, String::AM_COPY);
+    const auto text = qx::makeReference<String>(value, String::AM_COPY);
     m_properties->put(key, text);
 }
 

@@ -5,8 +5,8 @@
 namespace qx::util {
 
 StringTokenizer::StringTokenizer(const String& text, const char16_t* delimiters, bool returnDelims)
-    : m_text(text), m_delimiters(delimiters ? delimiters : s_defaultDelims),
-      m_returnDelims(returnDelims) {}
+    : m_text(text, String::AM_COPY), // which may lie in memory that somebody else changes
+      m_delimiters(delimiters ? delimiters : s_defaultDelims), m_returnDelims(returnDelims) {}
 
 bool StringTokenizer::hasMoreTokens() {
     m_lookahead = skipDelims(m_position);

@@ -145,7 +145,9 @@ TEST(LegacyConnector, ConnectsByItsPropertiesWhateverTheTarget) {
     expectEach(result::NullPointer,
                {component.SetProperty(nullptr, u""), component.SetProperty(u"", nullptr),
                 component.GetProperty(nullptr, &text), component.GetProperty(u"text", nullptr)});
-    connector.setProperty(u"other"_qs, u"value"_qs);
+    std::u16string units = u"other"; // of which the connector has a copy
+    connector.setProperty(String(units.data(), String::AM_WRAP), u"value"_qs);
+    units[0] = u'?';
     EXPECT_TRUE(connector.hasProperty(u"other"_qs));
     EXPECT_EQ(qxtest::descriptionOf([&] { connector.getProperty(u"third"_qs); }),
               "Property Not Found.");

@@ -209,6 +209,10 @@ TEST(URI, RemovesComponentsAndAllOfThem) {
     EXPECT_EQ(uri.toString(), u"");
     uri.setUri(text, false);
     EXPECT_EQ(uri.getQueryValue(u"K"_qs, false), u"v");
+    std::u16string units = u"m"; // of which the URI has a copy
+    uri.setQueryPair(String(units.data(), String::AM_WRAP), u"v"_qs, false);
+    units = u"?";
+    EXPECT_EQ(uri.getQueryValue(u"m"_qs, false), u"v");
 }
 
 TEST(URI, KeepsTheTableThatAQueryHasGrown) {

@@ -41,7 +41,9 @@ TEST(StringTokenizer, SplitsAtDelimiters) {
 }
 
 TEST(StringTokenizer, NewDelimitersReplaceTheOldOnesForGood) {
-    StringTokenizer tokenizer(String(u"key=a b;c d"), u" ");
+    std::u16string units = u"key=a b;c d"; // of which the tokenizer has a copy
+    StringTokenizer tokenizer(String(units.data(), String::AM_WRAP), u" ");
+    units = u"? ? ? ? ? ?";
     ASSERT_TRUE(tokenizer.hasMoreTokens()); // looked ahead with the old ones
     EXPECT_EQ(tokenizer.nextToken(u"="), u"key");
     EXPECT_EQ(tokenizer.nextToken(u";"), u"=a b"); // the position was at the "="

@@ -55,14 +55,15 @@ void QueryPairs::putText(std::u16string_view text) {
 }
 
 void QueryPairs::put(const String& key, const String& value) {
-    table().put(makeReference<QueryKey>(key), makeReference<String>(value));
+    // Not the texts themselves: they may lie in memory that somebody else changes.
+    table().put(makeReference<QueryKey>(key.view()), makeReference<String>(value.view()));
     if (!m_ordered)
         return;
     const QueryKey sought(key);
     const auto isSought = [&](const auto& pair) { return pair.first.equals(sought); };
     const auto first = std::find_if(m_ordered->begin(), m_ordered->end(), isSought);
     if (first == m_ordered->end()) {
-        m_ordered->emplace_back(key, value);
+        m_ordered->emplace_back(key.view(), value.view());
     } else {
         first->second = value;
         m_ordered->erase(std::remove_if(first + 1, m_ordered->end(), isSought), m_ordered->end());
