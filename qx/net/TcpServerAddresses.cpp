@@ -188,11 +188,6 @@ ENUM_QX_E_SOCKET TcpServerSocket2::getBoundAddress(uint32_t index, signed char* 
 }
 
 ENUM_QX_E_SOCKET TcpServerSocket2::AddressList::diagnostics(char* buffer, uint32_t* length) const {
-    if (buffer == nullptr || length == nullptr) {
-        if (length != nullptr)
-            *length = 0;
-        return QX_E_SOCKET_EINVAL;
-    }
     return giveText(buffer, length, [&](String& text) {
         for (uint32_t i = 0; i < count; ++i) {
             if (i > 0)

@@ -12,7 +12,7 @@ namespace {
 /// Asks the address for a truth value.
 ENUM_QX_E_SOCKET askAddress(const qx_sockaddr_union* source, int16_t* out,
                             int16_t (InetAddress::*question)() const) {
-    if (source == nullptr || out == nullptr)
+    if (out == nullptr)
         return QX_E_SOCKET_EINVAL;
     *out = 0;
     InetAddress* made = nullptr;
@@ -31,8 +31,6 @@ using namespace qx::net;
 
 ENUM_QX_E_SOCKET QxNetInetAddressGetAddressStr(const qx_sockaddr_union* address, char* buffer,
                                                uint32_t* length) {
-    if (address == nullptr || buffer == nullptr || length == nullptr)
-        return QX_E_SOCKET_EINVAL;
     return giveText(buffer, length, [&](qx::String& text) {
         InetAddress* made = nullptr;
         const ENUM_QX_E_SOCKET code = InetAddress::create(address, &made);
@@ -55,8 +53,6 @@ ENUM_QX_E_SOCKET QxNetInetAddressIsAddressNone(const qx_sockaddr_union* address,
 
 ENUM_QX_E_SOCKET QxNetInetSocketAddressGetDiagnosticStr(const qx_sockaddr_union* address,
                                                         char* buffer, uint32_t* length) {
-    if (address == nullptr || buffer == nullptr || length == nullptr)
-        return QX_E_SOCKET_EINVAL;
     return giveText(buffer, length, [&](qx::String& text) {
         ENUM_QX_E_SOCKET code = 0;
         const InetSocketAddress whole(address, &code);

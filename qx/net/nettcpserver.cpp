@@ -2,8 +2,23 @@
 
 #include <qx/net/TcpServerSocket2.h>
 #include <qx/net/detail/Forward.h>
+#include <qx/net/detail/TextOutput.h>
 
 using namespace qx::net;
+
+namespace {
+
+/// Gives a text of the server, which may be null.
+ENUM_QX_E_SOCKET giveList(const TcpServerSocket2* server,
+                          ENUM_QX_E_SOCKET (TcpServerSocket2::*give)(char*, uint32_t*) const,
+                          char* buffer, uint32_t* length) {
+    if (server != nullptr)
+        return (server->*give)(buffer, length);
+    beginText(buffer, length);
+    return QX_E_SOCKET_EINVAL;
+}
+
+} // namespace
 
 ENUM_QX_E_SOCKET QxNetTcpServerSocketStaticCreate(int family, int type, int protocol,
                                                   TcpServerSocket2** out) {
@@ -61,11 +76,11 @@ ENUM_QX_E_SOCKET QxNetTcpServerSocketGetBoundAddress(TcpServerSocket2* server, u
 ENUM_QX_E_SOCKET QxNetTcpServerSocketBindListAddressesDiagnosticStrA(TcpServerSocket2* server,
                                                                      char* buffer,
                                                                      uint32_t* length) {
-    return forward(server, &TcpServerSocket2::bindListAddressesDiagnosticStrA, buffer, length);
+    return giveList(server, &TcpServerSocket2::bindListAddressesDiagnosticStrA, buffer, length);
 }
 
 ENUM_QX_E_SOCKET QxNetTcpServerSocketBoundListAddressesDiagnosticStrA(TcpServerSocket2* server,
                                                                       char* buffer,
                                                                       uint32_t* length) {
-    return forward(server, &TcpServerSocket2::boundListAddressesDiagnosticStrA, buffer, length);
+    return giveList(server, &TcpServerSocket2::boundListAddressesDiagnosticStrA, buffer, length);
 }

@@ -150,12 +150,10 @@ TEST(InetSocketAddress, PrintsAndComparesAddressAndPort) {
     EXPECT_EQ(nothing.setPortHostOrder(8080), 0);
     EXPECT_EQ(printed(nothing), "0address missing:8080");
     EXPECT_LT(nothing, same);
-    EXPECT_EQ(nothing, nothing);
     uint16_t family = 0;
     String text;
     expectEach(QX_E_SOCKET_EFAULT, {nothing.getFamily(&family), nothing.getAddressStr(text)});
-    const InetSocketAddress unreported(&source, nullptr);
-    EXPECT_EQ(unreported.getAddress(), nullptr);
+    EXPECT_EQ(InetSocketAddress(&source, nullptr).getAddress(), nullptr);
 }
 
 TEST(InetSocketAddress, TakesAResultOfTheResolver) {
@@ -404,16 +402,18 @@ TEST(NetInterface, TextsHaveAnInAndOutLength) {
             EXPECT_EQ(buffer, room == 0 ? "unchanged" : room < needed ? "" : text);
         }
     }
-    for (const auto& get : {cases[0].second, cases[1].second}) {
-        char buffer[50] = "unchanged";
-        uint32_t length = sizeof buffer;
-        EXPECT_EQ(get(&other, buffer, &length), QX_E_SOCKET_EINVAL);
-        EXPECT_EQ(length, 0u);
-        EXPECT_STREQ(buffer, "");
+    for (const qx_sockaddr_union* const none : {&other, static_cast<qx_sockaddr_union*>(nullptr)}) {
+        for (const auto& get : {cases[0].second, cases[1].second}) {
+            char buffer[50] = "unchanged";
+            uint32_t length = sizeof buffer, ofNone = 1;
+            expectEach(QX_E_SOCKET_EINVAL,
+                       {get(none, buffer, &length), get(&place, nullptr, &ofNone)});
+            EXPECT_EQ(std::tuple(std::string(buffer), length, ofNone), std::tuple("", 0u, 0u));
+        }
+        int16_t truth = 7;
+        EXPECT_EQ(QxNetInetAddressIsAddressAny(none, &truth), QX_E_SOCKET_EINVAL);
+        EXPECT_EQ(truth, 0);
     }
-    int16_t truth = 7;
-    EXPECT_EQ(QxNetInetAddressIsAddressAny(&other, &truth), QX_E_SOCKET_EINVAL);
-    EXPECT_EQ(truth, 0);
 }
 
 std::u16string_view describe(ENUM_QX_E_SOCKET code) {

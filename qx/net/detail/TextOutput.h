@@ -8,10 +8,11 @@
 
 namespace qx::net {
 
-/// Empties a text output of the C interface: its capacity, which @p length holds on entry.
+/// Empties a text output of the C interface, of which any part may be null: its capacity, which
+/// @p length holds on entry.
 inline uint32_t beginText(char* buffer, uint32_t* length) noexcept {
-    const uint32_t capacity = std::exchange(*length, 0u);
-    if (capacity > 0)
+    const uint32_t capacity = length != nullptr ? std::exchange(*length, 0u) : 0;
+    if (buffer != nullptr && capacity > 0)
         buffer[0] = 0;
     return capacity;
 }
@@ -29,10 +30,13 @@ inline ENUM_QX_E_SOCKET storeText(const String& text, char* buffer, uint32_t cap
     return 0;
 }
 
-/// Stores the text that @p append adds to a string, which returns a code.
+/// Stores the text that @p append adds to a string, which returns a code; QX_E_SOCKET_EINVAL for a
+/// null pointer.
 template <class Append>
 ENUM_QX_E_SOCKET giveText(char* buffer, uint32_t* length, Append&& append) noexcept {
     const uint32_t capacity = beginText(buffer, length);
+    if (buffer == nullptr || length == nullptr)
+        return QX_E_SOCKET_EINVAL;
     return withoutThrowing([&]() -> ENUM_QX_E_SOCKET {
         String text;
         const ENUM_QX_E_SOCKET code = append(text);
