@@ -259,9 +259,11 @@ TEST_F(IniFileTest, IteratorsEndInAnExceptionAndMissingFilesOnlyWhenAsked) {
     fs::remove(path);
     EXPECT_EQ(iniFailureOf([&] { IniFile(path, nullptr, 1); }),
               std::pair(int{IniFileException::FILE_NOT_READ}, String::fromUtf8(path)));
-    IniFile unnamed(nullptr);
+    EXPECT_EQ(IniFile(nullptr).DeleteSet(u"a"), result::Ok);
+    IniFile unnamed(u"\xD800"); // which has no form
     EXPECT_EQ(unnamed.AddKey(u"a", u"k", u"v", true), result::Ok);
-    EXPECT_LT(unnamed.getWriteResult(), 0);
+    EXPECT_EQ(unnamed.getWriteResult(), result::UnmappableCharacter);
+    EXPECT_EQ(unnamed.view().report().reason, u"unmappable character");
     EXPECT_EQ(valueOf(unnamed, u"a", u"k"), "v");
 }
 

@@ -20,14 +20,14 @@ namespace qx::util {
 
 namespace {
 
-std::string pathOf(const String& name) {
+/// Stores the name in the default encoding, and why it has none there: the empty text then.
+std::shared_ptr<const std::string> pathOf(const String& name, int32_t& result) {
     const size_t capacity = static_cast<size_t>(name.getLength()) * 4 + 1;
     std::string path(capacity, '\0');
-    if (QXUnicodeToAnsi(name.getData(), name.getLength(), path.data(),
-                        static_cast<int32_t>(capacity)) < 0)
-        return {};
-    path.resize(path.find('\0'));
-    return path;
+    result = QXUnicodeToAnsi(name.getData(), name.getLength(), path.data(),
+                             static_cast<int32_t>(capacity));
+    path.resize(result < 0 ? 0 : path.find('\0'));
+    return std::make_shared<const std::string>(std::move(path));
 }
 
 } // namespace
@@ -47,7 +47,7 @@ IniFile::IniFile(const char16_t* fileName, Lines lines, const char* semaphoreNam
                  int16_t throwOnError)
     : m_sets(std::make_shared<detail::IniSets>()),
       m_lines(lines == Lines::Kept ? std::make_shared<const detail::IniLines>("") : nullptr),
-      m_path(std::make_shared<const std::string>(pathOf(String(fileName)))) {
+      m_path(pathOf(String(fileName), m_nameResult)) {
     if (semaphoreName)
         m_lock = new ipc::Semaphore(semaphoreName, 1);
     const ipc::detail::Turn turn(m_lock.get());
@@ -240,6 +240,8 @@ detail::IniSets& IniFile::writableSets() {
 /// Reads the file again when it is another one than last time. A file that is gone, or cannot be
 /// looked at or read, leaves what is in memory.
 void IniFile::checkAndUpdate() {
+    if (m_nameResult < 0)
+        return;
     QXFileState state;
     if (const int32_t result = QXFileGetState(m_path->c_str(), &state); result < 0) {
         m_readResult = result == result::NotFound ? result::Ok : result;
@@ -254,6 +256,8 @@ void IniFile::checkAndUpdate() {
 /// Reads the file, where its state leaves open whether it is the one that was read last; the
 /// result, with which nothing is changed when it is a failure.
 int32_t IniFile::load() {
+    if (m_nameResult < 0)
+        return m_readResult = m_nameResult;
     constexpr int64_t LargestFile = int64_t{1} << 30;
     detail::WholeFile file;
     // Whoever else uses the semaphore must not wait for a pipe that somebody has put there.

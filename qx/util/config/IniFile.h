@@ -70,7 +70,9 @@ public:
         Kept,   ///< all but those that a change is about
     };
 
-    /// @param fileName       0-terminated; either slash separates; null: the empty name
+    /// @param fileName       0-terminated; either slash separates; null: the empty name. A file
+    ///     whose name the default encoding has no form for can neither be read nor written:
+    ///     result::UnmappableCharacter
     /// @param semaphoreName  0-terminated, not empty, copied; null: no semaphore
     /// @param throwOnError   not 0: a file that cannot be read is an error; 0: the object is empty
     /// @throws IniFileException FILE_NOT_READ with the file name; ResultException
@@ -206,7 +208,8 @@ private:
     std::shared_ptr<const detail::IniLines> m_lines;
     std::shared_ptr<const std::string> m_refusal; ///< null before the first
     Reference<ipc::Semaphore> m_lock;
-    /// The name in the default encoding; empty when it has none.
+    int32_t m_nameResult = 0; ///< why the name has no form in the default encoding; 0 when it has
+    /// The name in that encoding; empty when it has none.
     std::shared_ptr<const std::string> m_path;
     std::optional<KnownFile> m_known;
     /// Why the file that is there could not be read; 0 when it was, or is not there.
