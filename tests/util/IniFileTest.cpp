@@ -193,6 +193,7 @@ TEST_F(IniFileTest, CutsLongTextsInTheFile) {
 TEST_F(IniFileTest, FourOperationsReportByResultAndCopyAsMuchAsFits) {
     IniFile ini = open();
     EXPECT_EQ(ini.AddKey(u"Set", u"Key", u"1", false), result::Ok);
+    EXPECT_EQ(ini.AddKey(u"Set", u"Key ", u"2", false), result::InvalidArgument);
     // Whether the value could be written or not.
     EXPECT_EQ(ini.AddKey(u"SET", u"KEY", u"2\n", false), result::AlreadyExists);
     EXPECT_EQ(valueOf(ini, u"set", u"key"), "1");

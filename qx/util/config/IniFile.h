@@ -97,8 +97,9 @@ public:
     ///     file first. All other results mean that nothing has changed: result::AlreadyExists when
     ///     the key exists and @p overwrite is false. result::InvalidArgument for texts that could
     ///     not be read back: a line feed in any of them, a "=" in the key, a key that begins like
-    ///     another kind of line. result::UnmappableCharacter when the default encoding has no form
-    ///     for one of them or for a text that the file contains in UTF-8. result::NullPointer.
+    ///     another kind of line or ends in a blank. result::UnmappableCharacter when the default
+    ///     encoding has no form for one of them or for a text that the file contains in UTF-8.
+    ///     result::NullPointer.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
     /// @return 0 and result::UnmappableCharacter as above, result::NotFound, result::NullPointer

@@ -7,6 +7,7 @@
 
 #include <qx/text/charset/detail/Kernels.h>
 #include <qx/util/config/detail/IniDecoder.h>
+#include <qx/util/config/detail/IniSyntax.h>
 #include <qx/util/detail/PlatformText.h>
 
 namespace qx::util::detail {
@@ -102,8 +103,8 @@ int32_t checkIniTexts(std::u16string_view set, std::u16string_view key,
                       std::u16string_view value) noexcept {
     constexpr std::u16string_view OtherLines = u"#:;[ \t\v\f\r\xFEFF";
     const auto isInLine = [](std::u16string_view text) { return text.find(u'\n') == text.npos; };
-    const bool isKeyLine =
-        key.find(u'=') == key.npos && (key.empty() || OtherLines.find(key[0]) == OtherLines.npos);
+    const bool isKeyLine = key.find(u'=') == key.npos && trimIni(key).size() == key.size() &&
+                           (key.empty() || OtherLines.find(key[0]) == OtherLines.npos);
     return isInLine(set) && isInLine(key) && isInLine(value) && isKeyLine ? result::Ok
                                                                           : result::InvalidArgument;
 }
