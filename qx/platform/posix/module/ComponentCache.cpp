@@ -106,7 +106,7 @@ private:
 std::optional<std::u16string> readText(const std::u16string& path) {
     std::u16string text;
     for (int32_t length = 0;;) {
-        text.resize(static_cast<size_t>(length) / sizeof(char16_t));
+        text.resize((static_cast<size_t>(length) + 1) / sizeof(char16_t));
         ENUM_QX_REG_TYPE type;
         const int32_t result =
             QXRegistryGetValue(Root, path.c_str(), u"", &type, text.data(), &length);
