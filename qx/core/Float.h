@@ -9,7 +9,7 @@ namespace qx {
 /// A number of single precision.
 ///
 /// A conversion to an integer cuts the fraction off; a value that does not fit into 64 bits gives
-/// the nearest limit, NaN gives 0. Big integers have no such limit.
+/// the nearest limit, NaN gives 0. Big integers have no such limit; infinity and NaN give 0.
 class QX_API Float : public BoxedNumber<Float, Number, &Number::toFloat, &Number::parseFloat> {
 public:
     using BoxedNumber::BoxedNumber;
@@ -19,10 +19,8 @@ public:
     [[nodiscard]] Object* clone() const override;
 
     /// The value without its fraction.
-    /// @throws Exception "Number Format Exception" for infinity and NaN
     math::BigInteger toBigInteger() const override;
-    /// The value with six decimal places.
-    /// @throws Exception "Number Format Exception" for infinity and NaN
+    /// The value with six decimal places; 0 for infinity and NaN.
     math::BigDecimal toBigDecimal() const override;
 };
 

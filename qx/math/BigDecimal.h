@@ -35,8 +35,8 @@ public:
     /// read.
     /// @throws Exception "Number Format Exception" as BigInteger does
     explicit BigDecimal(TextView text);
-    /// The value with six decimal places, without the zeros at their end except for one.
-    /// @throws Exception "Number Format Exception" for infinity and NaN
+    /// The value with six decimal places, without the zeros at their end except for one; 0 for
+    /// infinity and NaN, as for their texts, which have no digits.
     explicit BigDecimal(float value) : BigDecimal(double{value}) {}
     explicit BigDecimal(double value);
 
@@ -45,7 +45,7 @@ public:
         m_scale = 0;
         return *this;
     }
-    /// @throws Exception "Number Format Exception" for infinity and NaN
+    /// As the constructor.
     BigDecimal& operator=(double value) { return *this = BigDecimal(value); }
     void swap(BigDecimal& other) noexcept {
         m_unscaled.swap(other.m_unscaled);

@@ -3,20 +3,15 @@
 #include "qx/math/BigDecimal.h"
 
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <string>
-
-#include <qx/math/detail/Checks.h>
 
 namespace qx::math {
 
 BigDecimal::BigDecimal(TextView text) { parseDecimal(text); }
 
 BigDecimal::BigDecimal(double value) {
-    if (!std::isfinite(value))
-        detail::throwNumberFormat();
-    // "%f": a sign, the digits of the largest double, a point and six decimal places.
+    // "%f": a sign, the digits of the largest double, a point and six decimal places; "inf", "nan".
     char text[std::numeric_limits<double>::max_exponent10 + 10];
     char* const end = std::to_chars(text, std::end(text), value, std::chars_format::fixed, 6).ptr;
     parseDecimal(std::u16string(text, end));
