@@ -82,6 +82,7 @@ private:
             return;
         m_out->write(m_units.get(), m_count);
         m_count = 0;
+        requireOpen(); // the wrapped sink may have closed this one
     }
 
     Reference<Base> m_out;

@@ -51,7 +51,7 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
             if (stalled && produced < length && convertBeyond(to, produced, length))
                 return;
         } else if (!m_endOfInput && makeRoom()) {
-            if (produced > 0 && m_in->available() == 0)
+            if (produced > 0 && availableBytes() == 0)
                 return;
             readBytes();
             stalled = stalled && m_endOfInput;
@@ -88,7 +88,7 @@ void InputStreamReader::detectMark() {
 
 int32_t InputStreamReader::available() {
     requireOpen();
-    const int64_t bytes = int64_t{m_in->available()} + (m_count - m_position);
+    const int64_t bytes = int64_t{availableBytes()} + (m_count - m_position);
     const int64_t units =
         bytes / std::max(m_converter->getMaxBytesPerChar(), 1) + (m_heldCount - m_heldPosition);
     return static_cast<int32_t>(std::min<int64_t>(units, std::numeric_limits<int32_t>::max()));
@@ -162,9 +162,18 @@ bool InputStreamReader::makeRoom() {
     return true;
 }
 
+// The stream may close this reader in every call of it.
+
+int32_t InputStreamReader::availableBytes() {
+    const int32_t count = m_in->available();
+    requireOpen();
+    return count;
+}
+
 void InputStreamReader::readBytes() {
     const int32_t room = m_size - m_count;
     const int32_t count = checkedMove(m_in->read(m_bytes.get() + m_count, room), room);
+    requireOpen();
     if (count < 0)
         m_endOfInput = true;
     else

@@ -58,6 +58,7 @@ private:
     bool convertBeyond(char16_t* to, int32_t& produced, int32_t length);
     void detectMark();
     bool makeRoom();
+    int32_t availableBytes();
     void readBytes();
 
     Reference<InputStream> m_in;

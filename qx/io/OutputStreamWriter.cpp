@@ -42,6 +42,8 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
         }
         encode(from, length);
     } catch (...) {
+        if (!m_converter) // the stream has closed this writer
+            throw;
         // Whoever writes the text again must not find a part of it here.
         if (!m_isPassedOn)
             m_count = m_earlier;
@@ -131,6 +133,7 @@ void OutputStreamWriter::drain() {
     m_out->write(m_bytes.get(), m_count);
     m_isPassedOn |= m_count > m_earlier;
     m_count = m_earlier = 0;
+    requireOpen(); // the stream may have closed this writer
 }
 
 } // namespace qx::io

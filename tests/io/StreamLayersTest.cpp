@@ -233,6 +233,9 @@ TEST(ConverterStreams, RefuseEverythingOnceClosedAndUnknownEncodings) {
                                  [&] { out.write(qx::String()); }, [&] { out.close(); }});
     EXPECT_TRUE(sink.content.empty());
     EXPECT_EQ(source.closes + sink.closes, 2);
+    OutputStreamWriter closed(&sink, u"utf_8", 6); // by its stream
+    sink.meanwhile = [&] { closed.close(); };
+    expectEach("stream closed", {[&] { closed.write(u"longer than six"); }});
     expectEach(qx::result::UnknownEncoding,
                {[&] { InputStreamReader(&source, u"no such encoding"); },
                 [&] { OutputStreamWriter(&sink, u"no such encoding"); }});

@@ -109,6 +109,7 @@ public:
 
     using Twin::Sink::write;
     void write(const Unit* from, int32_t length) override {
+        meanwhile();
         if (failing)
             throw qx::io::IoException(qx::String(u"broken sink"));
         writes.push_back(length);
@@ -119,6 +120,7 @@ public:
 
     Units<Unit> content;
     std::vector<int32_t> writes;
+    std::function<void()> meanwhile = [] {};
     bool failing = false;
     int flushes = 0;
     int closes = 0;
