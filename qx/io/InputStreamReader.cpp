@@ -94,6 +94,26 @@ int32_t InputStreamReader::available() {
     return static_cast<int32_t>(std::min<int64_t>(units, std::numeric_limits<int32_t>::max()));
 }
 
+int32_t InputStreamReader::skip(int32_t count) {
+    requireOpen();
+    return Reader::skip(count);
+}
+
+bool InputStreamReader::markSupported() {
+    requireOpen();
+    return Reader::markSupported();
+}
+
+void InputStreamReader::mark(int32_t readLimit) {
+    requireOpen();
+    Reader::mark(readLimit);
+}
+
+void InputStreamReader::reset() {
+    requireOpen();
+    Reader::reset();
+}
+
 void InputStreamReader::close() {
     requireOpen();
     m_converter.reset();

@@ -40,6 +40,10 @@ public:
     int32_t read(char16_t* to, int32_t length) override;
     /// A lower estimate: the available bytes divided by the length of the longest character.
     int32_t available() override;
+    int32_t skip(int32_t count) override;
+    bool markSupported() override;
+    void mark(int32_t readLimit) override;
+    void reset() override;
     /// Gives up the converter and closes the stream.
     void close() override;
 
