@@ -161,11 +161,14 @@ unsigned int BasicByteBuffer<Derived, Byte>::readFrom(InputStream* in) {
     required(in);
     if (remaining() == 0)
         return 0;
+    // As it is now: the stream may use this buffer meanwhile.
+    const Storage bytes = m_bytes;
+    const unsigned int begin = m_position;
     const int32_t wanted = clippedLength(remaining());
     const int32_t count =
-        checkedMove(in->read(streamBytes(m_bytes.get() + m_position), wanted), wanted, EndOfInput);
+        checkedMove(in->read(streamBytes(bytes.get() + begin), wanted), wanted, EndOfInput);
     const auto moved = static_cast<unsigned int>(std::max(count, 0));
-    m_position += moved;
+    m_position = begin + moved;
     return moved;
 }
 
@@ -180,12 +183,16 @@ unsigned int BasicByteBuffer<Derived, Byte>::readFully(InputStream* in) {
 template <class Derived, class Byte>
 unsigned int BasicByteBuffer<Derived, Byte>::writeTo(OutputStream* out) {
     required(out);
-    const unsigned int total = remaining();
+    // Counted here: the stream may use this buffer meanwhile.
+    const Storage bytes = m_bytes;
+    const unsigned int begin = m_position, total = remaining();
+    unsigned int done = 0;
     do {
-        const int32_t length = clippedLength(remaining());
-        out->write(streamBytes(m_bytes.get() + m_position), length);
-        m_position += static_cast<unsigned int>(length);
-    } while (remaining() != 0);
+        const int32_t length = clippedLength(total - done);
+        out->write(streamBytes(bytes.get() + begin + done), length);
+        done += static_cast<unsigned int>(length);
+        m_position = begin + done;
+    } while (done != total);
     return total;
 }
 

@@ -332,7 +332,8 @@ TEST(ByteBufferStreams, ReadAndWriteAtThePosition) {
         EXPECT_EQ(buffer->remaining(), 0u);
         out.write('x');
         buffer->rewind();
-        out.write('y');
+        buffer->writeTo(&out); // to itself
+        EXPECT_EQ(buffer->getPosition(), 6u);
         EXPECT_EQ(out.Overflowed(), 1) << "for good";
         buffer->setPosition(2);
         ByteBufferInputStream in(buffer);
