@@ -1,6 +1,7 @@
 #include "qx/io/BitInputStream.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <qx/io/ByteArrayInputStream.h>
 #include <qx/io/ByteOrder.h>
@@ -12,14 +13,20 @@ namespace qx::io {
 BitInputStream::BitInputStream(InputStream* in)
     : FilterInputStream(in), m_memory(detail::exactly<ByteArrayInputStream>(wrapped())) {}
 
-int BitInputStream::read() { return BitInputStream::read(8); }
+/// False where each step has to be a call that a derived class may have overridden.
+bool BitInputStream::isPlain() noexcept {
+    return detail::exactly<BitInputStream>(*this) != nullptr;
+}
+
+int BitInputStream::read() { return read(8); }
 
 int32_t BitInputStream::read(signed char* to, int32_t length) {
-    if (m_memory)
+    const bool plain = isPlain();
+    if (plain && m_memory)
         return readFromMemory(reinterpret_cast<uint8_t*>(to), length);
     int32_t count = 0;
     m_failure.guard(count, [&] {
-        for (int byte; count < length && (byte = readFetching(8)) >= 0; ++count)
+        for (int byte; count < length && (byte = plain ? readFetching(8) : read()) >= 0; ++count)
             to[count] = static_cast<signed char>(byte);
     });
     return count > 0 ? count : -1;
@@ -28,6 +35,16 @@ int32_t BitInputStream::read(signed char* to, int32_t length) {
 /// A value that the current byte does not hold alone.
 int BitInputStream::readBeyondByte(int bits) {
     detail::checkBitWidth(bits);
+    if (!isPlain()) [[unlikely]] {
+        int value = 0;
+        for (int bit; bits > 0; --bits) {
+            if ((bit = readBit()) < 0)
+                return -1;
+            value =
+                static_cast<int>(static_cast<unsigned>(value) << 1 | static_cast<unsigned>(bit));
+        }
+        return value;
+    }
     if (!m_memory)
         return readFetching(bits);
     const auto rest = m_memory->rest();
@@ -42,6 +59,17 @@ int BitInputStream::readBeyondByte(int bits) {
     m_bits = static_cast<uint8_t>(rest[static_cast<size_t>(bytes - 1)]);
     m_bitsLeft = left + 8 * bytes - bits;
     return static_cast<int>(window >> (64 - bits));
+}
+
+int BitInputStream::readBitBeyondByte() {
+    if (isPlain())
+        return readBeyondByte(1);
+    if (m_singlesLeft == 0) {
+        if (!fetchByte())
+            return -1;
+        m_singlesLeft = std::exchange(m_bitsLeft, 0);
+    }
+    return static_cast<int>(m_bits >> --m_singlesLeft & 1);
 }
 
 /// Adds the next byte of the wrapped stream to the bits that are left; false at the end.

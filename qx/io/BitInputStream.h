@@ -18,6 +18,10 @@ class ByteArrayInputStream;
 /// should be buffered first. Bytes need not lie at byte borders: the two byte reads take 8 bits
 /// each.
 ///
+/// In a derived class the block read calls read, which calls read(int), which calls readBit for
+/// each of its bits, so that one of them may be overridden alone; when a wrapped stream throws in
+/// the middle of a value, the bits before are gone then.
+///
 /// The rest is the filter's, so skip, mark and reset work on the bytes of the wrapped stream and
 /// leave alone the bits of a byte that is begun: they come next as if nothing had happened.
 class QX_API BitInputStream : public FilterInputStream {
@@ -44,17 +48,24 @@ public:
         return static_cast<int>(m_bits >> m_bitsLeft & ((uint64_t{1} << bits) - 1));
     }
     /// The next bit, 0 or 1, or -1 at the end.
-    virtual int readBit() { return BitInputStream::read(1); }
+    virtual int readBit() {
+        if (m_bitsLeft < 1)
+            return readBitBeyondByte();
+        return static_cast<int>(m_bits >> --m_bitsLeft & 1);
+    }
 
 private:
+    bool isPlain() noexcept;
     int readBeyondByte(int bits);
+    int readBitBeyondByte();
     bool fetchByte();
     int readFetching(int bits);
     int32_t readFromMemory(uint8_t* to, int32_t length);
 
     ByteArrayInputStream* m_memory; // the wrapped stream when it lies in memory, else null
     uint64_t m_bits = 0;
-    int32_t m_bitsLeft = 0; // the lowest ones; less than a byte, but behind a failure
+    int32_t m_bitsLeft = 0;    // the lowest ones; less than a byte, but behind a failure
+    int32_t m_singlesLeft = 0; // the same in an object of a derived class, where those are 0
     LateFailure m_failure;
 };
 

@@ -24,9 +24,23 @@ inline void requireFits(uint64_t value, int bits) {
 BitOutputStream::BitOutputStream(OutputStream* out)
     : FilterOutputStream(out), m_memory(detail::exactly<ByteArrayOutputStream>(wrapped())) {}
 
-void BitOutputStream::write(signed char byte) { put(static_cast<uint8_t>(byte), 8); }
+/// False where every bit has to be a call that a derived class may have overridden.
+bool BitOutputStream::isPlain() noexcept {
+    return detail::exactly<BitOutputStream>(*this) != nullptr;
+}
+
+void BitOutputStream::write(signed char byte) {
+    if (!isPlain()) [[unlikely]]
+        return writeEach(static_cast<uint8_t>(byte), 8);
+    put(static_cast<uint8_t>(byte), 8);
+}
 
 void BitOutputStream::write(const signed char* from, int32_t length) {
+    if (!isPlain()) [[unlikely]] {
+        for (int32_t i = 0; i < length; ++i)
+            write(from[i]);
+        return;
+    }
     if (m_memory)
         return putToMemory(reinterpret_cast<const uint8_t*>(from), length);
     for (int32_t i = 0; i < length; ++i)
@@ -34,10 +48,10 @@ void BitOutputStream::write(const signed char* from, int32_t length) {
 }
 
 void BitOutputStream::flush() {
-    if (m_bits > 0) {
-        wrapped().write(static_cast<signed char>(m_begun << (8 - m_bits)));
+    if (const int32_t begun = m_bits + m_singles; begun > 0) {
+        wrapped().write(static_cast<signed char>(m_begun << (8 - begun)));
         m_begun = 0;
-        m_bits = 0;
+        m_bits = m_singles = 0;
     }
     FilterOutputStream::flush();
 }
@@ -47,7 +61,26 @@ void BitOutputStream::checkFits(uint64_t value, int bits) { requireFits(value, b
 /// A value that fills the begun byte, or one to be refused.
 void BitOutputStream::writeBeyondByte(uint32_t value, int bits) {
     requireFits(value, bits);
+    if (!isPlain()) [[unlikely]]
+        return writeEach(value, bits);
+    m_most = 7;
     put(value, bits);
+}
+
+void BitOutputStream::writeBitBeyondByte(bool bit) {
+    if (isPlain())
+        return writeBeyondByte(bit, 1);
+    const uint32_t begun = m_begun << 1 | uint32_t{bit};
+    const bool isFull = m_singles == 7;
+    if (isFull)
+        wrapped().write(static_cast<signed char>(begun));
+    m_begun = isFull ? 0 : begun;
+    m_singles = isFull ? 0 : m_singles + 1;
+}
+
+void BitOutputStream::writeEach(uint32_t value, int bits) {
+    while (bits-- > 0)
+        writeBit((value >> bits & 1) != 0);
 }
 
 /// Appends the lowest @p bits bits of @p value, which has no others.

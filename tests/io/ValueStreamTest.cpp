@@ -273,6 +273,17 @@ TEST(BitStreams, KeepTheirBitsWhileTheOtherSideFails) {
     EXPECT_EQ(in.readBit(), 1);
 }
 
+TEST(BitStreams, GiveEveryBitToADerivedClass) {
+    struct Out : BitOutputStream {
+        using BitOutputStream::BitOutputStream;
+        void writeBit(bool bit) override { BitOutputStream::writeBit(!bit); }
+    };
+    Sink sink;
+    Out out(&sink);
+    out.BitOutputStream::write(0x1BA0, 16);
+    EXPECT_EQ(textOf(sink.content), "\xE4\x5F");
+}
+
 constexpr char16_t Forwards[] =
     u"ABCDEFGHJKLMNPQRSTUVWXYZ23456789"; // the alphabet when none is given
 constexpr char16_t Backwards[] = u"98765432ZYXWVUTSRQPNMLKJHGFEDCBA";

@@ -34,7 +34,7 @@ void MTBuffer<Unit>::releaseReadLock() const {
 template <class Unit>
 Unit* MTBuffer<Unit>::getWriteLock(int32_t capacity) {
     std::unique_lock held(m_lock);
-    Unit* const units = RWBuffer<Unit>::ensureCapacity(capacity);
+    Unit* const units = this->ensureCapacity(capacity);
     m_writer = QXThreadIdentity();
     held.release(); // until releaseWriteLock
     return units;

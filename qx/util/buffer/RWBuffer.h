@@ -28,7 +28,7 @@ public:
     const Unit* getReadLock() const override { return m_storage.get(); }
     void releaseReadLock() const override {}
     bool isWritable() const override { return true; }
-    Unit* getWriteLock(int32_t capacity) override { return RWBuffer::ensureCapacity(capacity); }
+    Unit* getWriteLock(int32_t capacity) override { return ensureCapacity(capacity); }
     Unit* ensureCapacity(int32_t capacity) override;
     /// A length beyond the capacity is cut to it.
     void releaseWriteLock(int32_t length) override;
