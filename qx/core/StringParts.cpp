@@ -2,6 +2,8 @@
 
 #include "qx/core/String.h"
 
+#include <cstring>
+
 #include <qx/core/Exception.h>
 #include <qx/core/Surrogates.h>
 #include <qx/core/detail/CheckedSize.h>
@@ -15,18 +17,34 @@ using text::charset::isHighSurrogate;
 using text::charset::isLowSurrogate;
 using text::charset::isSurrogate;
 
+/// First place from @p at on of a surrogate, or the length.
+size_t findSurrogate(std::u16string_view text, size_t at) {
+    using Block [[gnu::vector_size(16)]] = uint16_t;
+    constexpr size_t Step = sizeof(Block) / sizeof(char16_t);
+    for (; text.size() - at >= Step; at += Step) {
+        Block block;
+        std::memcpy(&block, text.data() + at, sizeof block);
+        const auto found = (block & 0xF800) == 0xD800;
+        uint64_t halves[2];
+        std::memcpy(halves, &found, sizeof halves);
+        if ((halves[0] | halves[1]) != 0)
+            break;
+    }
+    while (at < text.size() && !isSurrogate(text[at]))
+        ++at;
+    return at;
+}
+
 /// First place from @p at on of a surrogate that is not part of a pair, or the length.
 size_t findUnpaired(std::u16string_view text, size_t at) {
-    for (; at < text.size(); ++at) {
-        if (!isSurrogate(text[at])) [[likely]]
-            continue;
+    while ((at = findSurrogate(text, at)) < text.size()) {
         const bool isPair =
             isHighSurrogate(text[at]) && text.size() - at > 1 && isLowSurrogate(text[at + 1]);
         if (!isPair)
-            return at;
-        ++at;
+            break;
+        at += 2;
     }
-    return text.size();
+    return at;
 }
 
 } // namespace

@@ -18,9 +18,7 @@ constexpr int32_t LongestSpare = 1 << 16;
 } // namespace
 
 AbstractLogWriter::AbstractLogWriter(io::Writer* writer)
-    : m_writer(required(writer)), m_lock("qx::log::AbstractLogWriter::m_lock") {
-    io::detail::Utf8Writers::replaceHalves(*m_writer); // half a character costs no entry
-}
+    : m_writer(required(writer)), m_lock("qx::log::AbstractLogWriter::m_lock") {}
 
 void AbstractLogWriter::flush() { m_writer->flush(); }
 
@@ -64,6 +62,7 @@ void AbstractLogWriter::write(const ILogEntry* entry) {
     if (known && tryWriteBytes(detail::FieldSource(*known)))
         return;
     String text = format(entry);
+    text.toWellFormed(); // half a character costs no entry
     m_writer->write(text.getData(), text.getLength());
     flush();
     if (text.getLength() <= LongestSpare)

@@ -28,7 +28,8 @@ class Utf8Text;
 
 /// The end of a chain of processors: turns each entry into text and writes it to a character
 /// writer, with one write and one flush per entry. What these throw passes through; the part of the
-/// entry that was written by then stays written. The writer is never closed.
+/// entry that was written by then stays written. The writer is never closed. Half a surrogate pair,
+/// which most encodings refuse, is written as U+FFFD.
 ///
 /// Any thread may call process; the entries are formatted and written one after the other. A child
 /// made by fork may go on writing to a writer that holds nothing back; when another thread was in

@@ -150,13 +150,13 @@ TEST(AbstractLogWriter, FormatsWritesAndFlushesByTheVirtualOperations) {
     struct CustomWriter : log::AbstractLogWriter {
         explicit CustomWriter(io::Writer* to) : AbstractLogWriter(to) {}
         void flush() override { ++flushes; }
-        String format(const log::ILogEntry*) override { return takeText().append(u"custom"); }
+        String format(const log::ILogEntry*) override { return takeText().append(u"custom\xD83D"); }
         int flushes = 0;
     };
     const auto sink = makeReference<Sink>();
     const auto writer = makeReference<CustomWriter>(sink);
     writer->process(numberEntry(1));
-    EXPECT_EQ(textOf(sink->content), "custom");
+    EXPECT_EQ(textOf(sink->content), "custom\xFD") << "cut off: U+FFFD";
     EXPECT_EQ(writer->flushes - sink->flushes, 1);
 }
 

@@ -18,9 +18,6 @@ struct Utf8Writers {
 
     /// Null pointers unless the classes are exactly these: a derived one may see every call.
     static Utf8Writers behind(Writer& writer) noexcept;
-    /// Lets the OutputStreamWriter that there is, derived or not, write U+FFFD for half a surrogate
-    /// pair.
-    static void replaceHalves(Writer& writer);
 };
 
 /// Writes a text and flushes, as a call of write and one of flush of the first of the writers do,
