@@ -8,6 +8,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/io/IoException.h>
+#include <qx/text/charset/EncodingException.h>
 
 namespace qx::io {
 
@@ -15,7 +16,8 @@ namespace qx::io {
 /// BufferedWriter (char16_t). Counts are in units of @p Unit.
 ///
 /// Only flush is sure to pass everything on; close and destruction drop what is pending. When the
-/// wrapped sink throws, the units stay pending.
+/// wrapped sink throws, the units stay pending, unless it refuses them as text that its encoding
+/// does not have, which it would do each time: those are dropped.
 template <class Base, class Unit>
 class BufferedSink : public Base {
 public:
@@ -80,7 +82,15 @@ private:
         requireOpen();
         if (m_count == 0)
             return;
-        m_out->write(m_units.get(), m_count);
+        try {
+            m_out->write(m_units.get(), m_count);
+        } catch (const text::charset::InvalidCharacterException&) {
+            m_count = 0;
+            throw;
+        } catch (const text::charset::UnmappableCharacterException&) {
+            m_count = 0;
+            throw;
+        }
         m_count = 0;
         requireOpen(); // the wrapped sink may have closed this one
     }

@@ -177,8 +177,11 @@ TEST(AfterFailure, EncodersReportHalfAPairOnceAndLoseNothingElse) {
         out.failing = true;
         refused("broken sink", std::u16string(60, u'x') + u"\xD83D\xDE00");
         out.failing = false;
-        writer.write(u"3");
-        writer.flush();
+        BufferedWriter buffer(&writer, 16);
+        buffer.write(u"\xD83D-");
+        expectEach(half, {[&] { buffer.flush(); }});
+        buffer.write(u"3");
+        buffer.flush();
         EXPECT_EQ(
             qx::String(out.content.data(), static_cast<int32_t>(out.content.size()), encoding),
             u"abcxyz123");
