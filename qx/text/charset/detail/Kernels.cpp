@@ -35,16 +35,13 @@ size_t countUsable() {
     return std::size(AllSets);
 }
 
-// Until it is known what the machine can do, the plain set does. Not initialised but set: objects
-// of other files may convert before it is this file's turn.
-constinit const KernelSet* s_fastest = &PlainKernels;
-
-[[gnu::constructor]] void chooseFastest() { s_fastest = AllSets[countUsable() - 1]; }
+[[gnu::constructor]] void chooseFastest() { g_fastestKernels = AllSets[countUsable() - 1]; }
 
 } // namespace
 
-std::span<const KernelSet* const> kernelSets() { return {AllSets, countUsable()}; }
+// Not initialised but set: objects of other files may convert before it is this file's turn.
+constinit const KernelSet* g_fastestKernels = &PlainKernels;
 
-const KernelSet& kernels() { return *s_fastest; }
+std::span<const KernelSet* const> kernelSets() { return {AllSets, countUsable()}; }
 
 } // namespace qx::text::charset::detail

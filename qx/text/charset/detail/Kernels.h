@@ -46,8 +46,9 @@ struct KernelSet {
     size_t (*encodeUnits)(const char16_t* in, size_t size, uint8_t* out, const PageEncoder& page);
 };
 
-/// The fastest set that this machine can run.
-const KernelSet& kernels();
+/// The fastest set that this machine can run; the plain one until that is known.
+extern const KernelSet* g_fastestKernels;
+inline const KernelSet& kernels() { return *g_fastestKernels; }
 
 /// Every set that this machine can run, the plain one first. Exported for the tests, which hold
 /// the sets against each other.
