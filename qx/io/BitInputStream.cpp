@@ -10,18 +10,22 @@
 
 namespace qx::io {
 
-BitInputStream::BitInputStream(InputStream* in)
-    : FilterInputStream(in), m_memory(detail::exactly<ByteArrayInputStream>(wrapped())) {}
+namespace {
 
 /// False where each step has to be a call that a derived class may have overridden.
-bool BitInputStream::isPlain() noexcept {
-    return detail::exactly<BitInputStream>(*this) != nullptr;
+inline bool isPlain(BitInputStream& stream) noexcept {
+    return detail::exactly<BitInputStream>(stream) != nullptr;
 }
+
+} // namespace
+
+BitInputStream::BitInputStream(InputStream* in)
+    : FilterInputStream(in), m_memory(detail::exactly<ByteArrayInputStream>(wrapped())) {}
 
 int BitInputStream::read() { return read(8); }
 
 int32_t BitInputStream::read(signed char* to, int32_t length) {
-    const bool plain = isPlain();
+    const bool plain = isPlain(*this);
     if (plain && m_memory)
         return readFromMemory(reinterpret_cast<uint8_t*>(to), length);
     int32_t count = 0;
@@ -35,16 +39,8 @@ int32_t BitInputStream::read(signed char* to, int32_t length) {
 /// A value that the current byte does not hold alone.
 int BitInputStream::readBeyondByte(int bits) {
     detail::checkBitWidth(bits);
-    if (!isPlain()) [[unlikely]] {
-        int value = 0;
-        for (int bit; bits > 0; --bits) {
-            if ((bit = readBit()) < 0)
-                return -1;
-            value =
-                static_cast<int>(static_cast<unsigned>(value) << 1 | static_cast<unsigned>(bit));
-        }
-        return value;
-    }
+    if (m_singlesLeft >= 0) [[unlikely]]
+        return readFirst(bits);
     if (!m_memory)
         return readFetching(bits);
     const auto rest = m_memory->rest();
@@ -61,8 +57,24 @@ int BitInputStream::readBeyondByte(int bits) {
     return static_cast<int>(window >> (64 - bits));
 }
 
+/// The first value; in an object of a derived class each.
+[[gnu::noinline]] int BitInputStream::readFirst(int bits) {
+    if (isPlain(*this)) {
+        m_singlesLeft = -1;
+        return readBeyondByte(bits);
+    }
+    uint32_t value = 0;
+    while (bits-- > 0) {
+        const int bit = readBit();
+        if (bit < 0)
+            return -1;
+        value = value << 1 | static_cast<uint32_t>(bit);
+    }
+    return static_cast<int>(value);
+}
+
 int BitInputStream::readBitBeyondByte() {
-    if (isPlain())
+    if (isPlain(*this))
         return readBeyondByte(1);
     if (m_singlesLeft == 0) {
         if (!fetchByte())

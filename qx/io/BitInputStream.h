@@ -55,17 +55,19 @@ public:
     }
 
 private:
-    bool isPlain() noexcept;
     int readBeyondByte(int bits);
     int readBitBeyondByte();
+    int readFirst(int bits);
     bool fetchByte();
     int readFetching(int bits);
     int32_t readFromMemory(uint8_t* to, int32_t length);
 
     ByteArrayInputStream* m_memory; // the wrapped stream when it lies in memory, else null
     uint64_t m_bits = 0;
-    int32_t m_bitsLeft = 0;    // the lowest ones; less than a byte, but behind a failure
-    int32_t m_singlesLeft = 0; // the same in an object of a derived class, where those are 0
+    int32_t m_bitsLeft = 0; // the lowest ones; less than a byte, but behind a failure
+    // The same in an object of a derived class, where those are 0; -1 once this is known to be
+    // none.
+    int32_t m_singlesLeft = 0;
     LateFailure m_failure;
 };
 

@@ -19,24 +19,24 @@ inline void requireFits(uint64_t value, int bits) {
         throw RangeErrorException(String(u"Number out of range"));
 }
 
+/// False where every bit has to be a call that a derived class may have overridden.
+inline bool isPlain(BitOutputStream& stream) noexcept {
+    return detail::exactly<BitOutputStream>(stream) != nullptr;
+}
+
 } // namespace
 
 BitOutputStream::BitOutputStream(OutputStream* out)
     : FilterOutputStream(out), m_memory(detail::exactly<ByteArrayOutputStream>(wrapped())) {}
 
-/// False where every bit has to be a call that a derived class may have overridden.
-bool BitOutputStream::isPlain() noexcept {
-    return detail::exactly<BitOutputStream>(*this) != nullptr;
-}
-
 void BitOutputStream::write(signed char byte) {
-    if (!isPlain()) [[unlikely]]
-        return writeEach(static_cast<uint8_t>(byte), 8);
+    if (m_most == 0) [[unlikely]]
+        return writeFirst(static_cast<uint8_t>(byte), 8);
     put(static_cast<uint8_t>(byte), 8);
 }
 
 void BitOutputStream::write(const signed char* from, int32_t length) {
-    if (!isPlain()) [[unlikely]] {
+    if (!isPlain(*this)) [[unlikely]] {
         for (int32_t i = 0; i < length; ++i)
             write(from[i]);
         return;
@@ -61,14 +61,13 @@ void BitOutputStream::checkFits(uint64_t value, int bits) { requireFits(value, b
 /// A value that fills the begun byte, or one to be refused.
 void BitOutputStream::writeBeyondByte(uint32_t value, int bits) {
     requireFits(value, bits);
-    if (!isPlain()) [[unlikely]]
-        return writeEach(value, bits);
-    m_most = 7;
+    if (m_most == 0) [[unlikely]]
+        return writeFirst(value, bits);
     put(value, bits);
 }
 
 void BitOutputStream::writeBitBeyondByte(bool bit) {
-    if (isPlain())
+    if (isPlain(*this))
         return writeBeyondByte(bit, 1);
     const uint32_t begun = m_begun << 1 | uint32_t{bit};
     const bool isFull = m_singles == 7;
@@ -78,7 +77,12 @@ void BitOutputStream::writeBitBeyondByte(bool bit) {
     m_singles = isFull ? 0 : m_singles + 1;
 }
 
-void BitOutputStream::writeEach(uint32_t value, int bits) {
+/// The first value; in an object of a derived class each.
+[[gnu::noinline]] void BitOutputStream::writeFirst(uint32_t value, int bits) {
+    if (isPlain(*this)) {
+        m_most = 7;
+        return put(value, bits);
+    }
     while (bits-- > 0)
         writeBit((value >> bits & 1) != 0);
 }

@@ -57,10 +57,9 @@ public:
 
 private:
     static void checkFits(uint64_t value, int bits);
-    bool isPlain() noexcept;
     void writeBeyondByte(uint32_t value, int bits);
     void writeBitBeyondByte(bool bit);
-    void writeEach(uint32_t value, int bits);
+    void writeFirst(uint32_t value, int bits);
     void put(uint32_t value, int bits);
     void putToMemory(const uint8_t* from, int32_t length);
 
