@@ -54,16 +54,13 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
 
 void OutputStreamWriter::flush() {
     requireOpen();
-    drain(); // what is complete goes out even when half a pair is reported
     if (std::exchange(m_heldSurrogate, u'\0') != 0) {
         if (!m_converter->replacesHalves())
             PendingSurrogate::throwUnpaired();
         encode(&text::charset::ReplacementCharacter, 1);
     }
-    do {
+    while (!tryFlushConverter() || m_count > 0)
         drain();
-        flushConverter();
-    } while (m_count > 0);
     m_out->flush();
 }
 
@@ -104,10 +101,18 @@ void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
 }
 
 /// Takes what the converter holds; it holds nothing more afterwards, also when it reports that as
-/// no whole character.
-void OutputStreamWriter::flushConverter() {
+/// no whole character. False, and it holds it still, when there is too little room behind what is
+/// pending.
+bool OutputStreamWriter::tryFlushConverter() {
+    const int32_t pending = m_count;
     try {
         m_converter->flush(m_bytes.get(), &m_count, m_size);
+        return true;
+    } catch (const Exception& failure) {
+        if (failure.getResult() == result::BufferTooSmall && pending > 0)
+            return false;
+        m_converter->reset();
+        throw;
     } catch (...) {
         m_converter->reset();
         throw;

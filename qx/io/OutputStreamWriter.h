@@ -47,7 +47,8 @@ public:
     using Writer::write;
     void write(const char16_t* from, int32_t length) override;
     /// Writes what is pending and flushes the stream.
-    /// @throws InvalidCharacterException while half a surrogate pair waits for the other
+    /// @throws InvalidCharacterException while half a surrogate pair waits for the other, which is
+    ///     dropped; nothing is written then
     void flush() override;
     /// Gives up the converter and pending bytes and closes the stream.
     void close() override;
@@ -65,7 +66,7 @@ private:
 
     void requireOpen() const;
     void encode(const char16_t* from, int32_t length);
-    void flushConverter();
+    bool tryFlushConverter();
     void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);
     void drain();
 
