@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <qx/core/Result.h>
+#include <qx/platform/process.h>
 #include <qx/platform/time.h>
 
 namespace qx::io {
@@ -18,10 +19,11 @@ constexpr int64_t Coarse = 50 * Microseconds;
 } // namespace
 
 HeldFlushWriter::HeldFlushWriter(Writer* out, uint32_t longest)
-    : FilterWriter(out), m_longest(longest * Microseconds) {}
+    : FilterWriter(out), m_longest(longest * Microseconds), m_process(QXProcessGetID()) {}
 
 HeldFlushWriter::~HeldFlushWriter() {
-    resultOf([this] { flushHeld(); });
+    if (QXProcessGetID() == m_process)
+        resultOf([this] { flushHeld(); });
 }
 
 void HeldFlushWriter::write(const String& text) {

@@ -21,7 +21,8 @@ struct Utf8Writers;
 ///
 /// Everything written is passed on at once, so the wrapped writer has to have a buffer. A flush
 /// that fails stays held back; whoever carries it out gets the failure, only the destructor
-/// swallows it.
+/// swallows it. In a child made by fork the destructor carries out none: what was written before
+/// the fork is its parent's to flush.
 ///
 /// Any thread may call any member; the calls reach the wrapped writer one at a time.
 class QX_API HeldFlushWriter : public FilterWriter {
@@ -54,7 +55,8 @@ private:
     void flushHeld();
 
     sync::ForkSafeMutex m_lock;
-    const int64_t m_longest; // microseconds, as m_heldSince
+    const int64_t m_longest;  // microseconds, as m_heldSince
+    const uint32_t m_process; // that it was made in
     bool m_isHeld = false;
     int64_t m_heldSince = 0;
 };

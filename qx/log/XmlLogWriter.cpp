@@ -7,6 +7,7 @@
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldSource.h>
 #include <qx/log/detail/FieldWalk.h>
+#include <qx/platform/process.h>
 #include <qx/text/charset/Surrogates.h>
 
 namespace qx::log {
@@ -140,12 +141,14 @@ Reference<ILogProcessor> XmlLogWriter::create(io::Writer* writer, Escaping escap
 }
 
 XmlLogWriter::XmlLogWriter(io::Writer* writer, Escaping escaping)
-    : AbstractLogWriter(writer), m_escaping(escaping) {
+    : AbstractLogWriter(writer), m_escaping(escaping), m_process(QXProcessGetID()) {
     writer->write(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
     writer->write(u"<log>\n");
 }
 
 XmlLogWriter::~XmlLogWriter() {
+    if (QXProcessGetID() != m_process)
+        return;
     resultOf([this] {
         writer().write(u"</log>\n");
         writer().flush();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include <qx/core/Reference.h>
 #include <qx/log/AbstractLogWriter.h>
 #include <qx/platform/export.h>
@@ -14,6 +16,8 @@ namespace qx::log {
 ///       <entry>
 ///         <text> what was logged </text>
 ///       </entry>
+///
+/// A child made by fork does not end the document, which is its parent's.
 ///
 /// What the destination holds is never looked at. A failure of the writer in the destructor is
 /// swallowed; the document then lacks its end.
@@ -50,6 +54,7 @@ private:
                        detail::Utf8Text& text);
 
     const Escaping m_escaping;
+    const uint32_t m_process; // the one that has begun the document, and ends it
 };
 
 } // namespace qx::log
