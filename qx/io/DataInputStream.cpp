@@ -14,7 +14,7 @@ namespace {
 constexpr size_t BlockSize = 65'536;
 
 [[noreturn]] void throwEnded() {
-    throw UnexpectedEOFException(u"the stream ends inside a value"_qs);
+    throw withDetail(UnexpectedEOFException(), u"the stream ends inside a value"_qs);
 }
 
 /// The next byte as 0 to 255.
