@@ -154,6 +154,7 @@ void FileOutputStream::openFile(bool truncate) {
 void FileOutputStream::requireName() const {
     if (m_name.isEmpty())
         throw InvalidPathException(u"the stream has no file name"_qs);
+    detail::requireWhole(m_name);
 }
 
 std::unique_lock<sync::Mutex> FileOutputStream::exclusive() const {

@@ -30,8 +30,9 @@ String decoded(const char* name) {
 [[noreturn]] void refuse(const String& name, const char16_t* why) {
     char16_t encoding[40] = {};
     throwIfFailed(QXGetDefaultCharEncoding(encoding, static_cast<int32_t>(std::size(encoding))));
-    throwResult(result::UnmappableCharacter,
-                String(u'"' + name + u'"').append(why).append(encoding).getData());
+    // A description of units up to a 0 would not show all of the name.
+    throw ResultException(result::UnmappableCharacter,
+                          String(u'"' + name + u'"').append(why).append(encoding));
 }
 
 } // namespace

@@ -12,14 +12,19 @@
 
 namespace qx::io::detail {
 
-/// The name of a file as the system takes it.
 /// @throws InvalidPathException for a name with a 0 unit, which would be cut there and stand for
 ///     another file
+inline void requireWhole(const String& name) {
+    if (name.view().find(u'\0') != std::u16string_view::npos)
+        throw InvalidPathException(u"file name with a 0 unit"_qs);
+}
+
+/// The name of a file as the system takes it.
+/// @throws what requireWhole throws
 /// @throws ResultException with result::UnmappableCharacter for a name that the default encoding
 ///     does not have
 inline std::string systemNameOf(const String& name) {
-    if (name.view().find(u'\0') != std::u16string_view::npos)
-        throw InvalidPathException(u"file name with a 0 unit"_qs);
+    requireWhole(name);
     return util::toSystemName(name);
 }
 
