@@ -18,7 +18,18 @@ AlphaNumInputStream::AlphaNumInputStream(InputStream* in, const char16_t* alphab
 }
 
 int32_t AlphaNumInputStream::read(signed char* to, int32_t length) {
+    if (length > 0)
+        m_failure.raise();
     int32_t count = 0;
+    bool isValid = true;
+    m_failure.guard(count, [&] { isValid = decodeInto(to, count, length); });
+    if (!isValid)
+        throw text::charset::InvalidCharacterException(String(u"Invalid AlphaNum character"));
+    return count > 0 ? count : -1;
+}
+
+/// False at a character that is no symbol.
+bool AlphaNumInputStream::decodeInto(signed char* to, int32_t& count, int32_t length) {
     while (count < length) {
         const int character = wrapped().next();
         if (character < 0) {
@@ -29,7 +40,7 @@ int32_t AlphaNumInputStream::read(signed char* to, int32_t length) {
         }
         const int value = m_values[static_cast<uint8_t>(character)];
         if (value < 0)
-            throw text::charset::InvalidCharacterException(String(u"Invalid AlphaNum character"));
+            return false;
         // The five bits follow those already gathered; what does not fit begins the next byte.
         const int begun = m_phase * 5 % 8;
         const int window = m_gathered << 8 | value << (11 - begun);
@@ -39,7 +50,7 @@ int32_t AlphaNumInputStream::read(signed char* to, int32_t length) {
         m_gathered = static_cast<uint8_t>(complete ? window : window >> 8);
         m_phase = static_cast<int8_t>((m_phase + 1) % 8);
     }
-    return count > 0 ? count : -1;
+    return true;
 }
 
 int32_t AlphaNumInputStream::skip(int32_t count) {

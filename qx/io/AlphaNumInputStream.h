@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include <qx/io/FilterInputStream.h>
+#include <qx/io/LateFailure.h>
 #include <qx/platform/export.h>
 
 namespace qx::io {
@@ -16,7 +17,8 @@ namespace qx::io {
 ///
 /// Characters are taken from the wrapped stream one at a time, none ahead of need. Letter case
 /// counts. A character outside the alphabet, also a line end, is an error: it is skipped, and the
-/// bytes decoded in the same call are lost.
+/// bytes decoded in the same call are lost. When the wrapped stream throws, no byte is: those of
+/// the call are returned first, and the next one throws.
 ///
 /// Only block reads and skip decode. The rest is the filter's: the read of a single byte gives the
 /// next character of the text as it stands, and mark and reset know nothing of a group of
@@ -37,9 +39,12 @@ public:
     int32_t available() override;
 
 private:
+    bool decodeInto(signed char* to, int32_t& count, int32_t length);
+
     std::array<int8_t, 256> m_values; // by character; -1 outside the alphabet
     uint8_t m_gathered = 0;           // the next byte so far, its bits in the highest places
     int8_t m_phase = 0;               // characters read of a group of 8
+    LateFailure m_failure;
 };
 
 } // namespace qx::io
