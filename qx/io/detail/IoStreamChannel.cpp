@@ -6,7 +6,7 @@
 namespace qx::io::detail {
 
 IoStreamChannel::IoStreamChannel(InputStream* in, OutputStream* out, const String& name)
-    : m_in(required(in)), m_out(required(out)), m_name(name) {}
+    : m_in(required(in)), m_out(required(out)), m_name(name, String::AM_COPY) {}
 
 int IoStreamChannel::read(ByteBuffer& buffer) {
     return readRemaining(
