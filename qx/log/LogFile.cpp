@@ -58,6 +58,8 @@ void LogFile::open() {
 }
 
 void LogFile::write(const signed char* from, int32_t length) {
+    if (!m_file.isOpen()) // nor is it opened anew
+        throwResultOf(result::InvalidHandle, m_name);
     reopenWhenAsked();
     if (m_isLineCut && length > 0) {
         writeAll(&LineEnd, 1);
@@ -141,7 +143,9 @@ String LogFile::numbered(int number) const {
 void LogFile::writeAll(const signed char* from, int32_t length) {
     while (length > 0) {
         int32_t written = 0;
-        const int32_t result = QXFileWrite(m_file.get(), from, length, &written);
+        int32_t result = QXFileWrite(m_file.get(), from, length, &written);
+        if (result >= 0 && written <= 0) // a device that takes nothing and reports no error
+            result = result::Fail;
         if (written > 0) {
             m_size += written;
             m_isLineEnd = from[written - 1] == LineEnd;
