@@ -30,7 +30,8 @@ public:
 
     using InputStream::read;
     int32_t read(signed char* to, int32_t length) override;
-    /// Moves on without reading where the place in a file can be moved, else reads and drops.
+    /// Moves on and reads but the last byte where the place in a file can be moved; else, and in a
+    /// derived class, reads all with the block read and drops it.
     int32_t skip(int32_t count) override;
     /// What is left of a file, what waits in a pipe, socket or terminal; 0 where it cannot be
     /// known.
@@ -42,6 +43,8 @@ public:
     uint64_t getHandle() const noexcept { return m_file.get(); }
 
 private:
+    int32_t skipWithin(int32_t count);
+
     String m_name; // empty for a handle
     FileHandle m_file;
 };
