@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cxxabi.h>
 #include <exception>
 #include <utility>
 
@@ -23,7 +24,9 @@ public:
         try {
             step();
         } catch (...) {
-            if (delivered < 1)
+            // Without a type it is no exception: the thread ends itself or is cancelled, and must
+            // be let go.
+            if (delivered < 1 || abi::__cxa_current_exception_type() == nullptr)
                 throw;
             m_failure = std::current_exception();
         }
