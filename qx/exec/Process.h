@@ -35,6 +35,8 @@ struct ProcessResult {
 /// own, and terminate, kill and getId on any. A child that writes more than a pipe holds (64 KiB)
 /// waits until it is read: read both outputs at once, as finish does, or merge them. Destroying the
 /// object neither ends the child nor waits for it, and nothing is left of the child when it ends.
+/// But the pipes go with the object and its streams, and a child that writes to one without a
+/// reader is ended by SIGPIPE unless it handles that: one that is to live on inherits its outputs.
 class QX_API Process : public Object {
 public:
     /// Starts the program.
