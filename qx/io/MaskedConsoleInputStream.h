@@ -13,7 +13,8 @@ namespace qx::io {
 ///     signed char typed[128];
 ///     const int32_t length = console.read(typed, sizeof typed); // a line, with its LF
 ///
-/// The console is the terminal of the process, whatever standard input is. A read switches the echo
+/// The console is the terminal of the process, whatever standard input is; where there is none it
+/// is standard input. A read switches the echo
 /// off and restores the terminal before it returns or throws, and when the process is stopped or
 /// ended by a signal meanwhile. Used by one thread at a time. The bytes are those the terminal
 /// sends, nearly always UTF-8; overwrite the buffer when the secret is no longer needed.

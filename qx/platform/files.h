@@ -105,10 +105,11 @@ QX_API QXHandle QXFileStandardOutput(void);
 QX_API QXHandle QXFileStandardError(void);
 QX_API int32_t QXFileIsTerminal(QXHandle handle); ///< 1 for a terminal, else 0
 
-/// Waits for a keystroke at the terminal, without echo and line editing, and stores its byte, 0 to
-/// 255. Control-C and control-Z come as 0x03 and 0x1A. Without a terminal it reads one byte of
-/// standard input; 0x80070026 at its end. Afterwards the terminal is as it was before, even when a
-/// signal ends the process meanwhile.
+/// Waits for a keystroke at the terminal of the process, whatever its standard input is, without
+/// echo and line editing, and stores its byte, 0 to 255. Control-C and control-Z come as 0x03 and
+/// 0x1A, the key that takes a character back as 0x08. Without a terminal of its own the process
+/// reads one byte of standard input; 0x80070026 at its end. Afterwards the terminal is as it was
+/// before, and also while a signal stops the process and when one ends it meanwhile.
 QX_API int32_t QXConsoleReadKey(int32_t* key);
 /// Between a call with 1 and one with 0 the terminal stays without echo, so that keys that arrive
 /// between two reads do not show. Calls nest; each 1 needs its 0.

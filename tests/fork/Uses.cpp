@@ -1,5 +1,6 @@
 #include "tests/fork/Uses.h"
 
+#include <fstream>
 #include <stdexcept>
 
 #include <unistd.h>
@@ -166,8 +167,7 @@ void useThreads(Inherited&) {
 void useThreadsInChild(Inherited& shared) {
     exec::Thread own([] { exec::Thread::sleep(20); });
     own.start();
-    const auto join = [&] { shared.thread->join(); };
-    require(resultOf(join) == result::InvalidHandle, "none of its own");
+    require(resultOf([&] { shared.thread->join(); }) < 0, "none of its own");
     shared.thread.reset();
     own.join();
 }
@@ -200,7 +200,7 @@ void useFiles(Inherited& shared) {
     const String path = String::fromUtf8(shared.folder.path("shared.ini"));
     util::IniFile file(path.getData(), "fork test");
     require(file.AddKey(u"section", u"key", u"value", true) >= 0, "written");
-    if (!isatty(STDIN_FILENO))
+    if (!std::ifstream("/dev/tty").is_open() && !isatty(STDIN_FILENO))
         require(QXConsoleHoldKeys(1) >= 0 && QXConsoleHoldKeys(0) >= 0, "held");
 }
 

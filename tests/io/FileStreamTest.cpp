@@ -133,8 +133,8 @@ TEST_F(FileStream, ReportsWhatCannotBeOpened) {
     const qx::String cut = name("cut") + qx::String(u"\0x", 2);
     expectEach<qx::InvalidPathException>(
         {[] { FileOutputStream(qx::String(), 0u); },
-         [] { FileOutputStream(qx::String(), FileOutputStream::APPEND); },
          [] { FileOutputStream(FilePath(qx::String()), true); }, [&] { nameless.open(); },
+         [&] { FileOutputStream(cut, FileOutputStream::LOCK); },
          [&] { FileOutputStream(cut, false); }, [&] { FileInputStream in(cut); }});
     EXPECT_TRUE(std::filesystem::is_empty(m_folder.path()));
 }
@@ -292,6 +292,7 @@ void redirect(int standard, const std::string& path, int flags) {
 /// Arguments: kind of stream, file for standard input, file for the report, operations.
 const ChildEntry readEntry("io.stdin", [](const std::vector<std::string>& arguments) {
     redirect(STDIN_FILENO, arguments[1], O_RDONLY);
+    setsid(); // without a terminal
     if (arguments[0] == "closed")
         close(STDIN_FILENO);
     StdioInputStream stdio;

@@ -285,12 +285,12 @@ TEST_F(FilesTest, TheTemporaryFolderIsThatOfTheUser) {
     ::setenv("TMPDIR", previous.c_str(), 1);
 }
 
-/// Makes a terminal the standard streams of this process, reads six keys and prints each as
-/// "<number>". Argument: the terminal.
+/// Reads six keys and prints each as "<number>". Arguments: the terminal, which becomes that of
+/// this process, and what becomes its standard input.
 const ChildEntry printKeys("printKeys", [](const auto& arguments) {
-    const int terminal = ::open(arguments.at(0).c_str(), O_RDWR | O_NOCTTY);
-    for (const int stream : {0, 1})
-        ::dup2(terminal, stream);
+    ::setsid();
+    ::dup2(::open(arguments.at(0).c_str(), O_RDWR), 1);
+    ::dup2(::open(arguments.at(1).c_str(), O_RDWR | O_NOCTTY), 0);
     QXConsoleHoldKeys(1);
     ::dprintf(1, "ready");
     for (int i = 0; i < 6; ++i) {
@@ -307,8 +307,6 @@ TEST(Console, ReadsKeysWithoutEchoAndGivesTheTerminalBackAlsoWhenASignalEndsTheP
         int user = -1, terminal = -1; // kept open, so that the modes outlive the child
         char name[64];
         ASSERT_EQ(::openpty(&user, &terminal, name, nullptr, nullptr), 0);
-        for (const int each : {user, terminal})
-            ::fcntl(each, F_SETFD, FD_CLOEXEC);
         const auto modes = [terminal] {
             termios mode{};
             ::tcgetattr(terminal, &mode);
@@ -325,14 +323,13 @@ TEST(Console, ReadsKeysWithoutEchoAndGivesTheTerminalBackAlsoWhenASignalEndsTheP
         };
         const tcflag_t before = modes();
         EXPECT_NE(before & ECHO, 0u);
-        ChildProcess child("printKeys", {name});
+        ChildProcess child("printKeys", {name, signal == SIGHUP ? name : "/dev/null"});
         expectShown("ready");
         EXPECT_NE(modes(), before);
         if (signal == 0) {
-            // Control-C, control-Z, control-D and backspace are keys like any other; no line end
-            // is needed.
+            // Control-C, control-Z and control-D are keys like any other; no line end is needed.
             EXPECT_EQ(::write(user, "a\x03\x1A\x04\x7F\xFF", 6), 6);
-            expectShown("<97><3><26><4><127><255>");
+            expectShown("<97><3><26><4><8><255>");
         } else {
             ::kill(child.pid(), signal);
         }

@@ -1,14 +1,19 @@
 #include "qx/platform/files.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <iterator>
 #include <mutex>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
 
 using namespace qx;
@@ -16,20 +21,57 @@ using namespace qx::platform;
 
 namespace {
 
-/// Signals that end the process from outside and can be caught.
-constexpr int FatalSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-
+// For signal handlers as well.
+int s_terminal = STDIN_FILENO;
 termios s_savedMode;
+termios s_heldMode;
+constinit std::atomic<bool> s_isHeld{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 /// Gives the terminal back before the signal ends the process as it would have without us.
 extern "C" void restoreAndDie(int signal) {
-    ::tcsetattr(STDIN_FILENO, TCSANOW, &s_savedMode);
+    ::tcsetattr(s_terminal, TCSANOW, &s_savedMode);
     ::raise(signal); // pending until the handler returns; the default action was set on entry
 }
 
+/// Gives the terminal back for as long as the signal stops the process.
+extern "C" void restoreAndStop(int signal) {
+    const int error = errno;
+    ::tcsetattr(s_terminal, TCSANOW, &s_savedMode);
+    struct sigaction stopping {
+    }, catching{};
+    stopping.sa_handler = SIG_DFL;
+    ::sigaction(signal, &stopping, &catching);
+    ::raise(signal);
+    sigset_t all, before;
+    ::sigemptyset(&all);
+    ::sigaddset(&all, signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &all, &before); // the process stops here
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ::sigaction(signal, &catching, nullptr);
+    if (s_isHeld)
+        ::tcsetattr(s_terminal, TCSANOW, &s_heldMode);
+    if (!s_isHeld) // another thread has let go of it meanwhile
+        ::tcsetattr(s_terminal, TCSANOW, &s_savedMode);
+    errno = error;
+}
+
+/// Signals that stop the process or end it from outside, and can be caught.
+struct Caught {
+    int signal;
+    void (*handler)(int);
+    unsigned flags;
+};
+constexpr Caught CaughtSignals[] = {{SIGHUP, restoreAndDie, SA_RESETHAND},
+                                    {SIGINT, restoreAndDie, SA_RESETHAND},
+                                    {SIGQUIT, restoreAndDie, SA_RESETHAND},
+                                    {SIGTERM, restoreAndDie, SA_RESETHAND},
+                                    {SIGTSTP, restoreAndStop, SA_RESTART}};
+
 constinit std::mutex s_lock;
 
-/// The terminal without echo and line editing, while somebody holds it so.
+/// The terminal of the process, and standard input where it has none, without echo and line editing
+/// while somebody holds it so.
 class KeyMode {
 public:
     int32_t hold() {
@@ -49,34 +91,52 @@ public:
         return --m_holders == 0 ? leave() : result::Ok;
     }
 
+    // For holders.
+    QXHandle handle() const noexcept { return static_cast<QXHandle>(s_terminal); }
+    /// What takes the last byte back is 0x08, whichever key the terminal has for it.
+    int32_t keyOf(unsigned char byte) const noexcept {
+        const bool isErase = m_isTerminal && byte == s_savedMode.c_cc[VERASE] &&
+                             byte != static_cast<unsigned char>(_POSIX_VDISABLE);
+        return isErase ? 0x08 : byte;
+    }
+
 private:
     int32_t enter() {
-        if (::tcgetattr(STDIN_FILENO, &s_savedMode) != 0) {
-            m_isTerminal = false;
+        m_own = aboveStandard(Descriptor::open("/dev/tty", O_RDWR | O_NOCTTY));
+        s_terminal = m_own ? m_own.get() : STDIN_FILENO;
+        m_isTerminal = ::tcgetattr(s_terminal, &s_savedMode) == 0;
+        if (!m_isTerminal)
             return errno == EBADF ? lastResult() : result::Ok;
-        }
-        m_isTerminal = true;
-        termios mode = s_savedMode;
-        mode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
-        mode.c_cc[VMIN] = 1;
-        mode.c_cc[VTIME] = 0;
+        s_heldMode = s_savedMode;
+        s_heldMode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+        s_heldMode.c_cc[VMIN] = 1;
+        s_heldMode.c_cc[VTIME] = 0;
         catchSignals();
+        s_isHeld = true;
         // Not TCSAFLUSH, which would drop what was typed ahead.
-        if (retryInterrupted([&] { return ::tcsetattr(STDIN_FILENO, TCSADRAIN, &mode); }) == 0)
+        if (setMode(s_heldMode) == 0)
             return result::Ok;
         const int32_t failure = lastResult();
+        s_isHeld = false;
         restoreSignals();
+        m_own = Descriptor();
         return failure;
     }
 
     int32_t leave() {
-        if (!m_isTerminal)
-            return result::Ok;
-        const int restored =
-            retryInterrupted([] { return ::tcsetattr(STDIN_FILENO, TCSADRAIN, &s_savedMode); });
-        const int32_t result = restored == 0 ? result::Ok : lastResult();
-        restoreSignals();
+        int32_t result = result::Ok;
+        if (m_isTerminal) {
+            s_isHeld = false;
+            if (setMode(s_savedMode) != 0)
+                result = lastResult();
+            restoreSignals();
+        }
+        m_own = Descriptor();
         return result;
+    }
+
+    static int setMode(const termios& mode) noexcept {
+        return retryInterrupted([&] { return ::tcsetattr(s_terminal, TCSADRAIN, &mode); });
     }
 
     static bool isHandledBy(int signal, void (*handler)(int)) {
@@ -85,30 +145,33 @@ private:
         return (current.sa_flags & SA_SIGINFO) == 0 && current.sa_handler == handler;
     }
 
-    /// Only where the default action, the end of the process, is in force.
+    /// Only where the default action, the end or a stop of the process, is in force.
     void catchSignals() {
-        struct sigaction catching {};
-        catching.sa_handler = restoreAndDie;
-        catching.sa_flags = static_cast<int>(SA_RESETHAND);
-        ::sigemptyset(&catching.sa_mask);
-        for (size_t i = 0; i < std::size(FatalSignals); ++i) {
-            m_caught[i] = isHandledBy(FatalSignals[i], SIG_DFL);
+        for (size_t i = 0; i < std::size(CaughtSignals); ++i) {
+            const auto& [signal, handler, flags] = CaughtSignals[i];
+            struct sigaction catching {};
+            catching.sa_handler = handler;
+            catching.sa_flags = static_cast<int>(flags);
+            ::sigemptyset(&catching.sa_mask);
+            m_caught[i] = isHandledBy(signal, SIG_DFL);
             if (m_caught[i])
-                ::sigaction(FatalSignals[i], &catching, nullptr);
+                ::sigaction(signal, &catching, nullptr);
         }
     }
 
     /// Those of which nobody has taken over the handling since.
     void restoreSignals() {
-        for (size_t i = 0; i < std::size(FatalSignals); ++i) {
-            if (m_caught[i] && isHandledBy(FatalSignals[i], restoreAndDie))
-                ::signal(FatalSignals[i], SIG_DFL);
+        for (size_t i = 0; i < std::size(CaughtSignals); ++i) {
+            const auto& [signal, handler, flags] = CaughtSignals[i];
+            if (m_caught[i] && isHandledBy(signal, handler))
+                ::signal(signal, SIG_DFL);
         }
     }
 
+    Descriptor m_own; // of the terminal, while held
     int m_holders = 0;
     bool m_isTerminal = false;
-    bool m_caught[std::size(FatalSignals)] = {};
+    bool m_caught[std::size(CaughtSignals)] = {};
 };
 
 constinit KeyMode s_keyMode;
@@ -129,12 +192,13 @@ int32_t QXConsoleReadKey(int32_t* key) {
         return result;
     unsigned char byte = 0;
     int32_t count = 0;
-    const int32_t read = QXFileRead(QXFileStandardInput(), &byte, 1, &count);
+    const int32_t read = QXFileRead(s_keyMode.handle(), &byte, 1, &count);
+    const int32_t typed = s_keyMode.keyOf(byte);
     const int32_t restored = s_keyMode.release();
     if (read < 0)
         return read;
     if (count == 0)
         return result::EndOfFile;
-    *key = byte;
+    *key = typed;
     return restored;
 }
