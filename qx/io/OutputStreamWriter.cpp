@@ -59,7 +59,7 @@ void OutputStreamWriter::flush() {
             PendingSurrogate::throwUnpaired();
         encode(&text::charset::ReplacementCharacter, 1);
     }
-    while (!tryFlushConverter() || m_count > 0)
+    while (!flushConverter() || m_count > 0)
         drain();
     m_out->flush();
 }
@@ -103,7 +103,7 @@ void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
 /// Takes what the converter holds; it holds nothing more afterwards, also when it reports that as
 /// no whole character. False, and it holds it still, when there is too little room behind what is
 /// pending.
-bool OutputStreamWriter::tryFlushConverter() {
+bool OutputStreamWriter::flushConverter() {
     const int32_t pending = m_count;
     try {
         m_converter->flush(m_bytes.get(), &m_count, m_size);

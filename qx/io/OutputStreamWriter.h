@@ -66,7 +66,7 @@ private:
 
     void requireOpen() const;
     void encode(const char16_t* from, int32_t length);
-    bool tryFlushConverter();
+    bool flushConverter();
     void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);
     void drain();
 
