@@ -3,6 +3,7 @@
 #include <optional>
 #include <span>
 
+#include <qx/platform/detail/ByteOrder.h>
 #include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
@@ -264,19 +265,28 @@ TEST(UnicodeDecoders, ReplaceOrRefuseWhatIsIllFormed) {
     EXPECT_EQ(decodeTwo(BTCUTF32LE(), cut32, 8, 1), "nothing thrown");
 }
 
+template <class Unit>
+Unit toLittleEndian(Unit unit) {
+    return qx::platform::ordered<std::endian::little>(unit);
+}
+
 /// Encodings of one's own, by their virtual functions alone.
 template <class Base>
 struct Own : Base {
     const char16_t* getEncodingName() const override { return u"own"; }
 };
 struct OwnUtf16 : Own<BTCUTF16> {
-    char16_t convertUTF16(char16_t unit) const override { return unit ^ 0x5A5A; }
+    char16_t convertUTF16(char16_t unit) const override { return toLittleEndian(unit) ^ 0x5A5A; }
 };
 struct OwnUtf32 : Own<BTCUTF32> {
-    char32_t convertUTF32(char32_t value) const override { return value ^ 0x5A5A5A5A; }
+    char32_t convertUTF32(char32_t value) const override {
+        return toLittleEndian(value) ^ 0x5A5A5A5A;
+    }
 };
 struct OwnUtf32Encoder : Own<CTBUTF32> {
-    char32_t convertUTF32(char32_t value) const override { return value ^ 0x5A5A5A5A; }
+    char32_t convertUTF32(char32_t value) const override {
+        return toLittleEndian(value) ^ 0x5A5A5A5A;
+    }
 };
 struct OwnDecoder : Own<BTCSingleByte> {
     char16_t convertByte(signed char byte) const override {
