@@ -1,6 +1,10 @@
 # Sourced by the platforms of scripts/ports that are another processor than this machine's: Debian's
 # cross compiler builds for them, qemu runs what was built.
 
+# What qemu cannot do: it keeps no robust lists, so that a lock stays taken when its holder dies.
+not_emulated='_AfterADeath|^AmongProcesses/|^Kinds/Crash|^CrashUnderTraffic'
+not_emulated+='|^NamedSemaphore\.(AKill|Disappears)'
+
 # cross_build MACHINE ARCHITECTURE [CMAKE-OPTION...]: builds for a processor that has these names with
 # the compiler and with Debian, and sets $runner, under which its tests run.
 cross_build() {
@@ -25,7 +29,7 @@ cross_build() {
     fi
 
     cmake -S . -B "$out/build" "${for_machine[@]}" -DQX_WARNINGS_AS_ERRORS=ON \
-        -DQX_TEST_TIMEOUT=1500 "$@"
+        -DQX_TEST_TIMEOUT=600 "$@"
     runner="scripts/emulate.sh $machine $sysroot/usr/lib:/usr/$machine-linux-gnu/lib"
     $runner cmake --build "$out/build" --parallel "$jobs" # which runs a program that it has built
 }

@@ -18,4 +18,4 @@ rm -rf "$out/registry"
 foreign import tests/data/registry/user.txt
 diff <(native export QX_HKEY_USER) tests/data/registry/user.txt
 
-run_tests "$out/build" --label-exclude '^(check|consumer|docs)$'
+run_tests "$out/build" --label-exclude '^(check|consumer|docs)$' --exclude-regex "$not_emulated"
