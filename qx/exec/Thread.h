@@ -80,8 +80,8 @@ public:
     /// Waits for the end of the thread and returns the runnable's result, null when it ended with
     /// an exception. The object may then be started again.
     /// @throws IllegalStateException "thread not started"
-    /// @throws ResultException "thread join failed", also in a child made by fork, which has none of
-    ///     its parent's threads; the object stays started
+    /// @throws ResultException "thread join failed", in a child made by fork also for a thread of
+    ///     its parent; the object stays started
     void* join();
     /// The same, but throws the exception with which the runnable ended. The object may be started
     /// again then too.

@@ -28,8 +28,7 @@ struct Inherited {
     qx::Reference<qx::log::Logger> queued = qx::log::Logger::create(u"queued");
     qx::Reference<qx::log::SyncLogger> logger;
     qx::sync::Gate gate;
-    qx::Reference<qx::exec::Thread> thread =
-        qx::makeReference<qx::exec::Thread>([this] { gate.wait(); });
+    qx::Reference<qx::exec::Thread> thread = new qx::exec::Thread([this] { gate.wait(); });
     qx::Reference<qx::collections::StringHashMap> texts =
         qx::makeReference<qx::collections::StringHashMap>();
 };
