@@ -3,6 +3,7 @@
 #include "qx/core/String.h"
 
 #include <cstring>
+#include <type_traits>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Surrogates.h>
@@ -17,19 +18,30 @@ using text::charset::isHighSurrogate;
 using text::charset::isLowSurrogate;
 using text::charset::isSurrogate;
 
+using Block [[gnu::vector_size(16)]] = uint16_t;
+constexpr size_t BlockUnits = sizeof(Block) / sizeof(char16_t);
+
+template <size_t Blocks>
+bool haveSurrogates(const char16_t* units) noexcept {
+    Block found{};
+    for (size_t i = 0; i < Blocks; ++i) {
+        Block block;
+        std::memcpy(&block, units + i * BlockUnits, sizeof block);
+        found |= reinterpret_cast<Block>((block & 0xF800) == 0xD800);
+    }
+    uint64_t halves[2];
+    std::memcpy(halves, &found, sizeof halves);
+    return (halves[0] | halves[1]) != 0;
+}
+
 /// First place from @p at on of a surrogate, or the length.
 size_t findSurrogate(std::u16string_view text, size_t at) {
-    using Block [[gnu::vector_size(16)]] = uint16_t;
-    constexpr size_t Step = sizeof(Block) / sizeof(char16_t);
-    for (; text.size() - at >= Step; at += Step) {
-        Block block;
-        std::memcpy(&block, text.data() + at, sizeof block);
-        const auto found = (block & 0xF800) == 0xD800;
-        uint64_t halves[2];
-        std::memcpy(halves, &found, sizeof halves);
-        if ((halves[0] | halves[1]) != 0)
-            break;
-    }
+    const auto skip = [&]<size_t Blocks>(std::integral_constant<size_t, Blocks>) {
+        while (text.size() - at >= Blocks * BlockUnits && !haveSurrogates<Blocks>(&text[at]))
+            at += Blocks * BlockUnits;
+    };
+    skip(std::integral_constant<size_t, 4>());
+    skip(std::integral_constant<size_t, 1>());
     while (at < text.size() && !isSurrogate(text[at]))
         ++at;
     return at;

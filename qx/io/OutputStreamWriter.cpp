@@ -59,8 +59,13 @@ void OutputStreamWriter::flush() {
             PendingSurrogate::throwUnpaired();
         encode(&text::charset::ReplacementCharacter, 1);
     }
-    while (!flushConverter() || m_count > 0)
+    for (bool isEmpty = false; !isEmpty;) {
+        const int32_t pending = m_count;
+        // A converter that had room for anything and wrote nothing holds nothing.
+        isEmpty = flushConverter() && m_count == pending &&
+                  (pending == 0 || m_size - pending >= LongestSequence);
         drain();
+    }
     m_out->flush();
 }
 
