@@ -235,8 +235,6 @@ def survives_confinement(examples):
         raise NotReady("there are no user namespaces")
     if not shutil.which("setpriv"):
         raise NotReady("there is no setpriv")
-    if "QX_TESTS_EMULATED" in os.environ:
-        raise NotReady("the emulator makes code at run time")
     Filter()
     state = "/mnt"
     place = f"""

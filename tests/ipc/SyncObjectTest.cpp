@@ -6,7 +6,6 @@
 #include <sys/syscall.h>
 
 #include "tests/ipc/Party.h"
-#include "tests/support/Emulated.h"
 #include "tests/support/ExpectResult.h"
 
 using namespace qx;
@@ -85,8 +84,6 @@ TEST(SyncObject, UncontendedOperationsMakeNoSystemCall) {
 #if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "the thread sanitizer makes calls of its own";
 #endif
-    if (runsEmulated())
-        GTEST_SKIP() << "the emulator makes calls of its own";
     EXPECT_EQ(ChildProcess("sync-uncontended").join(), 0);
 }
 
