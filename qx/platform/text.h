@@ -21,8 +21,7 @@ QX_API int32_t QXStrCmpW(const char16_t* left, const char16_t* right);
 /// The same over lower-cased units, at most @p count of them, ending early at a common 0 unit:
 /// -1, 0 or 1.
 QX_API int32_t QXStrNICmpW(const char16_t* left, const char16_t* right, int32_t count);
-/// The same for texts that both hold @p count units; faster, because nothing has to be known about
-/// what lies behind a 0 unit.
+/// The same for texts that both hold @p count units, 0 units among them, which end nothing.
 QX_API int32_t QXTextNICmpW(const char16_t* left, const char16_t* right, int32_t count);
 /// First occurrence of the unit, the terminator included, or null.
 QX_API char16_t* QXStrChrW(const char16_t* text, char16_t unit);

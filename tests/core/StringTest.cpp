@@ -10,7 +10,7 @@
 #include "tests/support/FailingAllocator.h"
 
 using namespace qx;
-using namespace std::string_literals;
+using namespace std::literals;
 using qxtest::failureOf;
 
 namespace {
@@ -457,7 +457,7 @@ TEST(StringSearch, AgreesWithAStandardStringWhereverItStarts) {
     std::mt19937 random(17);
     const auto below = [&](size_t limit) { return static_cast<int32_t>(random() % limit); };
     const std::u16string_view alphabet =
-        u"aAbBcC[_\u0416\u0436\u00C9\u00E9\u7FFF\u8000\xD83D\xFFFF";
+        u"aAbBcC[_\u0416\u0436\u00C9\u00E9\u7FFF\u8000\xD83D\xFFFF\0"sv;
     for (int round = 0; round < 60'000; ++round) {
         const size_t kinds = round % 3 == 0 ? 2 : round % 3 == 1 ? 6 : alphabet.size();
         const auto textOf = [&](int32_t length) {

@@ -131,13 +131,24 @@ template <class Vector, class Map>
     load<Vector>(lanes, mapped);
 }
 
+/// Sets the lanes at which the comparison of @p l with @p r may end.
+template <bool EndsAtZero, class Vector>
+[[gnu::always_inline]] inline void markSuspects(typename Vector::Lanes& suspects,
+                                                const typename Vector::Lanes& l,
+                                                const typename Vector::Lanes& r) {
+    using Lanes = typename Vector::Lanes;
+    suspects = (Lanes)(l != r);
+    if constexpr (EndsAtZero)
+        suspects |= (Lanes)(l == uint16_t{0});
+}
+
 /// How far beyond the end of a text compareIgnoringCase may load.
 enum class ReadAhead {
-    None,       ///< both texts hold @p count units
-    WithinPage, ///< a text may end early; memory is loaded up to the end of its page
+    None,       ///< both texts hold @p count units, 0 units among them
+    WithinPage, ///< both may end early, at a common 0 unit; loads go on to the end of the page
 };
 
-/// Compares units mapped by @p lower, at most @p count of them, up to a common 0 unit: -1, 0 or 1.
+/// Compares units mapped by @p lower, at most @p count of them: -1, 0 or 1.
 template <size_t Bytes, ReadAhead Ahead, class Map>
 [[gnu::always_inline]] inline int compareIgnoringCase(const char16_t* left, const char16_t* right,
                                                       size_t count, Map lower) {
@@ -147,17 +158,18 @@ template <size_t Bytes, ReadAhead Ahead, class Map>
     const auto crossesPage = [](const char16_t* at) {
         return (reinterpret_cast<uintptr_t>(at) & (SmallestPage - 1)) > SmallestPage - Bytes;
     };
-    // The order of two units; GoesOn when they are equal and no 0 units, which end the comparison.
+    constexpr bool EndsAtZero = Ahead == ReadAhead::WithinPage;
+    // The order of two units; GoesOn when they are equal and do not end the comparison.
     constexpr int GoesOn = 2;
     const auto orderAt = [&](size_t i) {
         const char16_t l = lower(left[i]);
         const char16_t r = lower(right[i]);
-        return l != r ? (l < r ? -1 : 1) : l == 0 ? 0 : GoesOn;
+        return l != r ? (l < r ? -1 : 1) : EndsAtZero && l == 0 ? 0 : GoesOn;
     };
 
     size_t done = 0;
     for (; count - done >= Vector::Units; done += Vector::Units) {
-        if constexpr (Ahead == ReadAhead::WithinPage) {
+        if constexpr (EndsAtZero) {
             if (crossesPage(left + done) || crossesPage(right + done)) {
                 for (size_t lane = 0; lane < Vector::Units; ++lane) {
                     if (const int order = orderAt(done + lane); order != GoesOn)
@@ -171,14 +183,15 @@ template <size_t Bytes, ReadAhead Ahead, class Map>
         load<Vector>(r, right + done);
         mapAscii<CaseTarget::Lower, Vector>(l);
         mapAscii<CaseTarget::Lower, Vector>(r);
-        Lanes suspects = (Lanes)(l != r) | (Lanes)(l == uint16_t{0});
+        Lanes suspects;
+        markSuspects<EndsAtZero, Vector>(suspects, l, r);
         if (!anyBit<Vector>(suspects)) [[likely]]
             continue;
         uint64_t marked = laneBits<Vector>(suspects);
         if (std::popcount(marked) >= visitAllFrom(Vector::Units)) {
             loadMapped<Vector>(l, left + done, lower);
             loadMapped<Vector>(r, right + done, lower);
-            suspects = (Lanes)(l != r) | (Lanes)(l == uint16_t{0});
+            markSuspects<EndsAtZero, Vector>(suspects, l, r);
             marked = laneBits<Vector>(suspects);
         }
         for (; marked != 0; marked &= marked - 1) {
