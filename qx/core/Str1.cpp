@@ -206,8 +206,11 @@ char16_t* Str1::Appendor::checkAvailable(int32_t count) {
 }
 
 void Str1::Appendor::fastAppend(const char16_t* units, int32_t count) {
-    if (count > 0)
-        Traits::copy(checkAvailable(count), units, sizeOf(count));
+    if (count <= 0)
+        return;
+    if (count > m_room && m_target.holds(TextView(units, count))) // where they are they may go
+        return fastAppend(Str1Copy(units, count).getData0(), count);
+    Traits::copy(checkAvailable(count), units, sizeOf(count));
 }
 
 void Str1::Appendor::setRemCap(int32_t count) {

@@ -166,6 +166,8 @@ TEST(Str1, AppendorLooksAtTheCapacityOncePerBatch) {
     std::fill_n(appendor.checkAvailable(1000), 1000, u'.');
     EXPECT_EQ(bufferOf(text), buffer);
     EXPECT_EQ(text.view(), u"again" + std::u16string(1000, u'.'));
+    appendor.fastAppend(text.getData0(), text.getLength()); // which moves
+    EXPECT_EQ(unitsOf(text.substring(1005)), unitsOf(text.substring(0, 1005)));
 }
 
 TEST(Str1, MoreThanABufferHoldsIsRefused) {
