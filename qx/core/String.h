@@ -539,8 +539,13 @@ private:
     /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
     char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
     String& mapCase(void (*map)(char16_t* text, int32_t length));
-    /// Takes the text over as it is, unlike an assignment also one that it does not own.
-    String& become(String text) noexcept {
+    /// Takes the text over as it is, unlike an assignment also one that it does not own, but copies
+    /// one that only reads the memory which the string drops with it.
+    String& become(String text) {
+        const bool reads = !text.m_storage.isOwned() && !text.m_storage.isForeign();
+        const TextStorage held = reads ? holdIfOwn(text) : TextStorage();
+        if (held.isOwned() || held.isForeign())
+            return setTo(TextView(text));
         swap(text);
         return *this;
     }

@@ -236,6 +236,7 @@ TEST(String, AgreesWithAStandardStringOverRandomOperations) {
             {[&] { text.replace(m.position / 2, -1, own(m.at, 50)); },
              [&] { model.replace(m.at / 2, model.npos, m.rest(m.at, 50)); }},
             {[&] { text.setTo(own(m.at)); }, [&] { model = m.rest(m.at); }},
+            {[&] { text.setTo(text, String::AM_WRAP, m.position); }, [&] { model.erase(0, m.at); }},
             {[&] { text.setTo(u'x', m.count); }, [&] { model.assign(m.many, u'x'); }},
             {[&] { text.setTo(outside.c_str(), String::AM_WRAP); }, [&] { model = outside; }},
             {[&] { text.setTo(storageOf<util::ROCharBuffer>(outside).get(), String::AM_SHARE); },
