@@ -80,9 +80,11 @@ TextStorage TextStorage::sharing(IQXCharBuffer* buffer) {
 char16_t* TextStorage::lock(int32_t capacity) {
     if (isWritable(capacity))
         return writable();
-    if (!isWritable(0))
+    if (!m_block)
         return prepareSlow(std::max(capacity, checkedSize(int64_t{length()} + 1)), length());
-    return moveToBlock(adjustedCapacity(capacity), m_units, m_block->capacity(), m_length);
+    // Also when the block is shared: a copy may have been taken since the units were written.
+    return moveToBlock(adjustedCapacity(std::max(capacity, m_block->capacity())), m_units,
+                       m_block->capacity(), m_length);
 }
 
 char16_t* TextStorage::grow(int32_t capacity) {

@@ -357,6 +357,11 @@ TEST(String, WriteLockKeepsTheTextAndEndsItWhereTheWriterSays) {
     EXPECT_EQ(std::u16string_view(grown, 20), u"abcdefghxxxxxxxxxxxx");
     text.releaseWriteLock(20);
     EXPECT_EQ(checked(text), u"abcdefghxxxxxxxxxxxx");
+    String early(64); // a copy in between takes nothing away
+    std::fill_n(early.getWriteLock(40), 40, u'e');
+    const String between(early);
+    early.releaseWriteLock(40);
+    EXPECT_EQ(checked(early), std::u16string(40, u'e'));
     String full; // room without a 0 unit in it ends the text at its last unit
     std::fill_n(full.getWriteLock(15), 16, u'x');
     full.releaseWriteLock(-1);
