@@ -288,7 +288,8 @@ struct OwnUtf32Encoder : Own<CTBUTF32> {
         return toLittleEndian(value) ^ 0x5A5A5A5A;
     }
 };
-struct OwnDecoder : Own<BTCSingleByte> {
+// For the tables of their bases theirs stand alone.
+struct OwnDecoder : Own<BTCCP1252> {
     char16_t convertByte(signed char byte) const override {
         return byte == 0 ? ReplacementCharacter
                          : static_cast<char16_t>(0x400 + static_cast<uint8_t>(byte));
@@ -301,7 +302,7 @@ struct OwnMultiEncoder : CTBMultiByte {
         return value > 0x400 && value < 0x500;
     }
 };
-struct OwnEncoder : Own<CTBSingleByte> {
+struct OwnEncoder : Own<CTBASCII> {
     signed char convertChar(char16_t unit) const override {
         return unit > 0x400 && unit < 0x500 ? static_cast<signed char>(unit - 0x400) : '\0';
     }

@@ -1,7 +1,9 @@
 #include "qx/text/charset/SingleByte.h"
 
 #include <memory>
+#include <typeinfo>
 
+#include <qx/core/CastTo.h>
 #include <qx/text/charset/detail/CodePages.h>
 #include <qx/text/charset/detail/Window.h>
 
@@ -16,6 +18,13 @@ bool substituteUnit(Window& window, bool substitutionMode, std::span<const Unit>
                     size_t read = 1) {
     detail::requireSubstitution(substitutionMode);
     return window.replace(read, substitution.size() == 1 ? substitution : std::span<const Unit>());
+}
+
+/// True for an object of one of the classes itself: one derived from it may map otherwise.
+template <class... Classes>
+bool isOneOf(const Object& converter) {
+    const std::type_info* const type = qx::detail::typeOf(&converter);
+    return ((type == &typeid(Classes)) || ...);
 }
 
 /// What @p place leads to, made of @p source when nobody has made it before; in any thread.
@@ -41,10 +50,10 @@ int32_t BTCSingleByte::convert(const signed char* in, int32_t* inPosition, int32
         window.advance(run, run);
         if (window.left() == 0)
             break;
-        // A run ends before a mapped byte only where the output ends.
-        const auto byte = static_cast<signed char>(*window.in());
-        if (convertByte(byte) != ReplacementCharacter ||
-            !substituteUnit(window, getSubstitutionMode(), substitution()))
+        const char16_t unit = convertByte(static_cast<signed char>(*window.in()));
+        if (unit != ReplacementCharacter
+                ? !window.replace(1, unit)
+                : !substituteUnit(window, getSubstitutionMode(), substitution()))
             break;
     }
     return window.finish(inPosition, outPosition);
@@ -76,8 +85,10 @@ int32_t CTBSingleByte::convert(const char16_t* in, int32_t* inPosition, int32_t 
         size_t units = 1;
         if (m_pending) {
             units = next(unit).units; // a pair never has a mapping, but it must be one
-        } else if (unit == 0 || convertChar(unit) != 0) {
-            break; // a run ends before a mapped unit only where the output ends
+        } else if (const signed char byte = convertChar(unit); byte != 0 || unit == 0) {
+            if (!window.replace(1, static_cast<uint8_t>(byte)))
+                break;
+            continue;
         } else if (isHighSurrogate(unit)) {
             m_pending.set(unit);
             window.advance(1, 0);
@@ -108,7 +119,8 @@ char16_t BTCASCII::convertByte(signed char byte) const {
 }
 
 size_t BTCASCII::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
-    return detail::kernels().widenAscii(in, size, out);
+    return isOneOf<BTCASCII>(*this) ? detail::kernels().widenAscii(in, size, out)
+                                    : BTCSingleByte::convertRun(in, size, out);
 }
 
 signed char CTBASCII::convertChar(char16_t unit) const {
@@ -116,12 +128,15 @@ signed char CTBASCII::convertChar(char16_t unit) const {
 }
 
 size_t CTBASCII::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
-    return detail::kernels().narrowAscii(in, size, out);
+    return isOneOf<CTBASCII>(*this) ? detail::kernels().narrowAscii(in, size, out)
+                                    : CTBSingleByte::convertRun(in, size, out);
 }
 
 char16_t BTCISO8859_1::convertByte(signed char byte) const { return static_cast<uint8_t>(byte); }
 
 size_t BTCISO8859_1::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
+    if (!isOneOf<BTCISO8859_1>(*this))
+        return BTCSingleByte::convertRun(in, size, out);
     detail::kernels().widenLatin1(in, size, out);
     return size;
 }
@@ -131,7 +146,8 @@ signed char CTBISO8859_1::convertChar(char16_t unit) const {
 }
 
 size_t CTBISO8859_1::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
-    return detail::kernels().narrowLatin1(in, size, out);
+    return isOneOf<CTBISO8859_1>(*this) ? detail::kernels().narrowLatin1(in, size, out)
+                                        : CTBSingleByte::convertRun(in, size, out);
 }
 
 BTCSingleByteTable::BTCSingleByteTable(const char16_t* name, const detail::PageDecoder& page)
@@ -148,7 +164,9 @@ char16_t BTCSingleByteTable::convertByte(signed char byte) const {
 }
 
 size_t BTCSingleByteTable::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
-    return detail::kernels().decodeBytes(in, size, out, page());
+    return isOneOf<BTCCP1252, BTCCP437, BTCSingleByteTable>(*this)
+               ? detail::kernels().decodeBytes(in, size, out, page())
+               : BTCSingleByte::convertRun(in, size, out);
 }
 
 CTBSingleByteTable::CTBSingleByteTable(const char16_t* name, const detail::PageEncoder& page)
@@ -165,7 +183,9 @@ signed char CTBSingleByteTable::convertChar(char16_t unit) const {
 }
 
 size_t CTBSingleByteTable::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
-    return detail::kernels().encodeUnits(in, size, out, page());
+    return isOneOf<CTBCP1252, CTBCP437, CTBSingleByteTable>(*this)
+               ? detail::kernels().encodeUnits(in, size, out, page())
+               : CTBSingleByte::convertRun(in, size, out);
 }
 
 BTCCP437::BTCCP437() : BTCSingleByteTable(detail::CodePage437.name, detail::CodePage437.decoder) {}

@@ -28,7 +28,8 @@ public:
 
 protected:
     /// Converts the bytes before the first without mapping and returns their count. The default
-    /// asks convertByte for each; a class that overrides both keeps them in agreement.
+    /// asks convertByte for each, also for the classes over those below, whose own objects have a
+    /// faster one; a class that overrides both keeps them in agreement.
     virtual size_t convertRun(const uint8_t* in, size_t size, char16_t* out) const;
 };
 
@@ -48,7 +49,8 @@ public:
 
 protected:
     /// Converts the units before the first without mapping and returns their count. The default
-    /// asks convertChar for each; a class that overrides both keeps them in agreement.
+    /// asks convertChar for each, also for the classes over those below, whose own objects have a
+    /// faster one; a class that overrides both keeps them in agreement.
     virtual size_t convertRun(const char16_t* in, size_t size, uint8_t* out) const;
 };
 
