@@ -118,7 +118,8 @@ String FilePath::getCurrentDir() { return decodedFolder(textOf(QXGetCurrentDirec
 String FilePath::getTempDir() { return decodedFolder(textOf(QXGetTempDirectory)); }
 
 void FilePath::normalize() {
-    std::u16string path(m_path.getData()); // up to the first 0 unit
+    const std::u16string_view given = m_path.view();
+    std::u16string path(given.substr(0, given.find(u'\0')));
     std::ranges::replace(path, u'/', dirDelim);
 
     std::size_t root = 0;

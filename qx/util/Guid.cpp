@@ -4,6 +4,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/Terminated.h>
 
 namespace qx::util {
 
@@ -15,7 +16,8 @@ constexpr int32_t TextLength = 38;
 
 Guid::Guid(const String& text) {
     // The length is compared because the platform reads up to the first 0 unit only.
-    if (text.getLength() != TextLength || QXComGUIDFromString(text.getData(), &m_guid) < 0)
+    if (text.getLength() != TextLength ||
+        QXComGUIDFromString(qx::detail::Terminated(text).get(), &m_guid) < 0)
         throw withDetail(Exception(u"invalid GUID string"_qs), text);
 }
 

@@ -103,6 +103,7 @@ TEST(FilePath, ChildPathJoinsWithOneSeparator) {
     for (const auto& [folder, child] : cases)
         EXPECT_EQ(pathOf(folder).getChildPath(u"n"), child);
     EXPECT_EQ(FilePath(String(u"/a/b\0:/c", 8)).toString(), u"\\a\\b") << "ends at a zero unit";
+    EXPECT_EQ(FilePath(String(u"/a/b:c", String::AM_WRAP, 4)).toString(), u"\\a\\b") << "and there";
 }
 
 TEST(FilePath, AbsoluteAndCanonicalPathsStartFromTheCurrentFolderOfAnyLength) {

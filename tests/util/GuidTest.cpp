@@ -21,7 +21,8 @@ constexpr std::u16string_view SampleText = u"{72038029-FA65-4255-A916-1C5680ACFE
 static_assert(sizeof(Guid) == sizeof(GUID) && std::is_trivially_copyable_v<Guid>);
 
 TEST(Guid, ReadsItsTextAndRejectsEveryDamagedOne) {
-    EXPECT_EQ(Guid(String(SampleText)), Sample);
+    const auto more = std::u16string(SampleText) + u"x";
+    EXPECT_EQ(Guid(String(more.data(), String::AM_WRAP, 38)), Sample);
     EXPECT_EQ((std::ostringstream() << Sample).str(), String(SampleText).toUtf8());
     std::vector<std::u16string> texts{
         u"",
