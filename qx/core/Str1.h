@@ -101,7 +101,8 @@ public:
 
     /// Encodes the text from @p *position on (null: from its start) into @p capacity bytes, stores
     /// their count, and moves the position behind what was encoded. A position outside of the text
-    /// is its nearer end.
+    /// is its nearer end. The bytes are those that the whole text has there: where they depend on
+    /// what stands in front, as with a mark at the start, each call goes over that too.
     /// @return 0; result::BufferTooSmall when the bytes are full before the text ends; the code of
     ///     an unknown encoding or of what the converter throws
     int32_t convertToA(signed char* bytes, int32_t capacity, int32_t* byteCount,

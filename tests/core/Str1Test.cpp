@@ -186,7 +186,7 @@ TEST(Str1, ConvertsBytesInPieces) {
     EXPECT_EQ(unitsOf(text), u"Gr\u00FC\u00DFe \U0001F600");
     EXPECT_EQ(reinterpret_cast<const char*>(text.getBytesAZ(u"UTF-8").get()), expected);
     // Half a pair at the end is no matter of room, however an encoder treats it.
-    const Str1Copy half(u"abc\xD83D");
+    const Str1Copy half(u"abc\xD83D"), plain(u"abc");
     const struct {
         const Str1& text;
         const char16_t* encoding;
@@ -199,6 +199,7 @@ TEST(Str1, ConvertsBytesInPieces) {
         {half, u"UTF-32BE", result::InvalidCharacter, "\0\0\0a\0\0\0b\0\0\0c"s},
         {half, u"AMP-7", result::InvalidCharacter, "abc"},
         {half, u"ASCII", result::InvalidCharacter, "abc"},
+        {plain, u"UTF-8-SIG", result::Ok, "\xEF\xBB\xBF"s + "abc"},
         {text, u"no such encoding", result::UnknownEncoding, ""},
     };
     for (const auto& row : rows) {

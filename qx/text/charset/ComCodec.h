@@ -148,6 +148,8 @@ public:
     int32_t flush(signed char* out, int32_t* outPosition, int32_t outCapacity) override;
     void reset() override;
 
+    /// False for a codec that writes every character by itself.
+    bool hasState() const { return static_cast<bool>(m_state); }
     /// See BTCCom.
     uint32_t getState() const;
     void setState(uint32_t state);

@@ -4,10 +4,13 @@
 
 #include <algorithm>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/CharToByteConverter.h>
+#include <qx/text/charset/ComCodec.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Decode.h>
@@ -59,6 +62,25 @@ bool isWithinPair(std::u16string_view text, int32_t position) {
            text::charset::isLowSurrogate(text[at]);
 }
 
+/// An encoder that has come to @p position of the text: the bytes of some encodings depend on what
+/// stands in front, and those of a text in pieces are those of the whole.
+Reference<CharToByteConverter> encoderAt(int32_t position, std::u16string_view text,
+                                         const char16_t* encoding) {
+    using text::charset::CTBCom;
+    Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+    const auto* const codec = castTo<const CTBCom>(encoder.get());
+    if (codec ? !codec->hasState() : !castTo<const text::charset::CTBMarked>(encoder.get()))
+        return encoder;
+    signed char piece[512];
+    int32_t at = 0;
+    int32_t written = 1;
+    while (at < position && written > 0) {
+        written = 0;
+        encoder->convert(text.data(), &at, position, piece, &written, sizeof piece);
+    }
+    return encoder;
+}
+
 } // namespace
 
 Str1::Str1(const signed char* bytes, int32_t byteLength, const char16_t* encoding) : Str1() {
@@ -82,8 +104,11 @@ int32_t Str1::convertToA(signed char* bytes, int32_t capacity, int32_t* byteCoun
     int32_t at = position ? std::clamp(*position, 0, m_length) : 0;
     int32_t written = 0;
     const int32_t converted = resultOf([&] {
-        const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+        const Reference<CharToByteConverter> encoder = encoderAt(at, view(), encoding);
+        const int32_t from = at;
         encoder->convert(getData0(), &at, m_length, bytes, &written, capacity);
+        if (at == from)
+            written = 0; // a mark without a character behind it, which comes again
         if (at >= m_length) {
             encoder->flush(bytes, &written, capacity);
             return result::Ok;
@@ -122,7 +147,7 @@ int32_t Str1::getLengthA(int32_t* byteCount, const char16_t* encoding, int32_t p
     int64_t total = 0;
     position = std::clamp(position, 0, m_length);
     const int32_t counted = resultOf([&] {
-        const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+        const Reference<CharToByteConverter> encoder = encoderAt(position, view(), encoding);
         signed char piece[512];
         constexpr int32_t size = sizeof(piece);
         int32_t written = 0;
