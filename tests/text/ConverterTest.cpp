@@ -809,7 +809,12 @@ TEST(CodecComponent, ServesAnEncodingThatTheLibraryLacks) {
                                             }),
                   0);
         EXPECT_EQ(decode(*decoderOf(name), "E00"), u"\U0001F600");
-        EXPECT_EQ(encode(*encoderOf(name), u"\U0001F600"), "E00");
+        const auto encoder = encoderOf(name);
+        encoder->setReplaceHalves(true);
+        EXPECT_EQ(encode(*encoder, u"\U0001F600\xD800"), "E00");
+        signed char end[8];
+        int32_t count = 0;
+        EXPECT_TRUE(encoder->flush(end, &count, 8) == count && count > 0);
         QXComRevokeClassFactory(&ToyClass);
     }
 }

@@ -132,17 +132,21 @@ int32_t CTBCom::convert(const char16_t* in, int32_t* inPosition, int32_t inLengt
 }
 
 int32_t CTBCom::flush(signed char* out, int32_t* outPosition, int32_t outCapacity) {
-    CTBMultiByte::flush(out, outPosition, outCapacity);
-    signed char bytes[LongestForm];
+    const PendingSurrogate pending = m_pending;
     const uint32_t state = getState();
+    int32_t end = *outPosition;
+    CTBMultiByte::flush(out, &end, outCapacity);
+    signed char bytes[LongestForm];
     const int32_t count = beginSubstitution(bytes, LongestForm);
-    if (count > outCapacity - *outPosition) {
+    if (count > outCapacity - end) {
+        m_pending = pending;
         setState(state);
         throwResult(result::BufferTooSmall);
     }
-    std::copy_n(bytes, count, out + *outPosition);
-    *outPosition += count;
-    return count;
+    std::copy_n(bytes, count, out + end);
+    const int32_t written = end + count - *outPosition;
+    *outPosition += written;
+    return written;
 }
 
 void CTBCom::reset() {
