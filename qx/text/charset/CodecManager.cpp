@@ -1,6 +1,7 @@
 #include "qx/text/charset/CodecManager.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -28,15 +29,22 @@ struct CodecClasses {
     const Class* decoder = nullptr;
 };
 
+/// Whether what was asked for is there. Want of memory does not mean that it is not.
+bool isFound(int32_t code) {
+    if (code == result::OutOfMemory)
+        throw std::bad_alloc();
+    return code >= 0;
+}
+
 /// The component registered under a programmatic identifier, or null.
 template <class Interface>
 Reference<Interface> createRegistered(const char16_t* progId) {
     GUID classId;
     Reference<Interface> component;
-    if (QXComClassIDFromProgID(progId, &classId) < 0 ||
-        qx::detail::takeInterface(component, [&classId](const GUID& iid, void** out) {
+    if (!isFound(QXComClassIDFromProgID(progId, &classId)) ||
+        !isFound(qx::detail::takeInterface(component, [&classId](const GUID& iid, void** out) {
             return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, out);
-        }) < 0)
+        })))
         return nullptr;
     return component;
 }
@@ -63,12 +71,13 @@ int32_t createBeside(const char* path, Reference<IQXCharCodecList>& list) {
 
 /// A codec from the list, or null. It may know the encoding by its canonical name alone.
 Reference<IQXCharCodec> findInList(const char16_t* name) {
-    const Reference<IQXCharCodecList> list = findCodecList();
+    int32_t outcome = result::Ok;
+    const Reference<IQXCharCodecList> list = findCodecList(&outcome);
     IQXCharCodec* found = nullptr;
     QXEncodingInfo info;
-    if (list &&
-        (list->CreateCodec(name, &found) >= 0 ||
-         (QXGetEncInfoByName(name, &info) >= 0 && list->CreateCodec(info.name, &found) >= 0)))
+    if ((list || isFound(outcome)) && list &&
+        (isFound(list->CreateCodec(name, &found)) ||
+         (QXGetEncInfoByName(name, &info) >= 0 && isFound(list->CreateCodec(info.name, &found)))))
         return Reference<IQXCharCodec>::attach(found);
     return nullptr;
 }
