@@ -45,8 +45,13 @@ void ClassManagerBase::registerClass(const char16_t* name, const std::type_info*
     if (lookupName(name))
         return;
     const Reference<Class> entry(new Class(name, type, creator));
-    m_maps->byName.emplace(name, entry);
-    m_maps->byType.emplace(type, entry);
+    const auto named = m_maps->byName.emplace(name, entry).first;
+    try {
+        m_maps->byType.emplace(type, entry);
+    } catch (...) {
+        m_maps->byName.erase(named); // known by both or by neither
+        throw;
+    }
 }
 
 const Class* ClassManagerBase::lookupName(const char16_t* name) const {
