@@ -131,7 +131,7 @@ bool Str1::startsWith(TextView text, bool ignoreCase) const {
 }
 
 int32_t Str1::indexOf(char16_t unit, int32_t start, bool ignoreCase) const {
-    const auto from = sizeOf(std::clamp(start, 0, m_length));
+    const auto from = sizeOf(detail::limited(start, m_length));
     const auto rest = view().substr(from);
     size_t found = detail::findUnit(rest, unit);
     if (ignoreCase) {

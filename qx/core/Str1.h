@@ -91,7 +91,7 @@ public:
     const char16_t* begin() const noexcept { return getData0(); }
     const char16_t* end() const noexcept { return getData0() + m_length; }
     bool startsWith(TextView text, bool ignoreCase = false) const;
-    /// First place of @p unit from @p start on, or -1.
+    /// First place of @p unit from @p start (-1: the end) on, or -1.
     int32_t indexOf(char16_t unit, int32_t start = 0, bool ignoreCase = false) const;
     /// Shares the buffer. An @p end of -1 is the length.
     Str1 substring(int32_t start, int32_t end = -1) const noexcept;

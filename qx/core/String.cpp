@@ -31,7 +31,7 @@ constexpr int64_t LargestCapacity = 0x7FFFFFF0;
 
 std::u16string_view part(std::u16string_view text, int32_t start, int32_t end) {
     end = limited(end, lengthOf(text));
-    start = std::max(start, 0);
+    start = limited(start, lengthOf(text));
     return start < end ? text.substr(sizeOf(start), sizeOf(end - start)) : std::u16string_view();
 }
 

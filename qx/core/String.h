@@ -49,7 +49,8 @@ concept NoText = (std::is_arithmetic_v<T> || std::is_enum_v<T> ||
 /// A string is an object and a character buffer, so that it can be handed to whatever takes one of
 /// these. The units are followed by a 0 unit that does not count. Copy construction shares the
 /// text; assignment copies it, into the room that the target has. Positions and lengths are units,
-/// not characters; -1 means to the end, and for units given with a length up to their first 0 unit.
+/// not characters; -1 means the end of the text or up to it, also where a search starts, and for
+/// units given with a length up to their first 0 unit.
 /// Text given to a member may lie in the string itself.
 ///
 /// A string that cannot get memory throws std::bad_alloc (or the code of the foreign buffer whose

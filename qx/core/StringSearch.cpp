@@ -58,9 +58,9 @@ private:
     detail::UnitSet m_set;
 };
 
-/// First place from @p start on whose unit is in the set, or not in it, or -1.
+/// First place from @p start (-1: the end) on whose unit is in the set, or not in it, or -1.
 int32_t firstPlace(std::u16string_view text, int32_t start, const Membership& set, bool member) {
-    for (size_t i = sizeOf(std::max(start, 0)); i < text.size(); ++i) {
+    for (size_t i = sizeOf(limited(start, lengthOf(text))); i < text.size(); ++i) {
         if (set.has(text[i]) == member)
             return static_cast<int32_t>(i);
     }
@@ -110,7 +110,7 @@ bool String::endsWith(TextView text, bool ignoreCase) const {
 
 int32_t String::indexOf(TextView text, int32_t start, bool ignoreCase) const {
     const auto own = view();
-    const size_t from = sizeOf(std::max(start, 0));
+    const size_t from = sizeOf(limited(start, lengthOf(own)));
     if (text.empty() || text.size() > own.size() || from > own.size() - text.size())
         return -1;
     if (!ignoreCase) {

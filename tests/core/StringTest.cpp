@@ -505,8 +505,7 @@ TEST(StringSearch, AgreesWithAStandardStringWhereverItStarts) {
         ASSERT_EQ(light.startsWith(sought, ignoreCase), model.starts_with(pattern));
         ASSERT_EQ(text.endsWith(sought, ignoreCase), model.ends_with(pattern));
 
-        const auto first = static_cast<size_t>(std::max(start, 0));
-        const auto last = static_cast<size_t>(start); // npos, when it is -1
+        const auto first = static_cast<size_t>(start), last = first; // npos, when it is -1
         const auto place = [](size_t found) { return static_cast<int32_t>(found); };
         ASSERT_EQ(text.findFirstOf(sought, start, ignoreCase),
                   place(model.find_first_of(pattern, first)));
