@@ -16,8 +16,10 @@ namespace qx {
 /// Light text value: a span of a shared buffer of UTF-16 units, without a 0 unit at its end.
 ///
 /// Copies and parts share the buffer. A write goes to the buffer when no other string holds it,
-/// else to a new one. A string that shares the buffer of a Str1Local, Str1Fixed or Str1Wrap must
-/// not outlive the memory of that. Light strings are no objects, and each is for one thread.
+/// else to a new one. A string that shares the buffer of a Str1Local, Str1Static or Str1Fixed must
+/// not outlive that string, and one that shares the buffer of a Str1Wrap not the wrapped memory:
+/// what goes further is made with Str1Copy. Light strings are no objects, and each is for one
+/// thread.
 ///
 /// What needs room throws std::bad_alloc and leaves the string as it was. Text given to a member
 /// may lie in the string itself.
@@ -200,7 +202,8 @@ private:
     StrBuf1 m_local;
 };
 
-/// A constant text, read where it is and never written.
+/// A constant text, read where it is and never written. Strings that share it read it through this
+/// one, which they must not outlive.
 class QX_API Str1Static : public Str1 {
 public:
     /// A @p length of -1 means up to the first 0 unit.
