@@ -8,8 +8,6 @@
 
 namespace qx {
 
-class Object;
-
 namespace pcom {
 
 /// Displacement in bytes of the interface @p Interface from the ComObject part of a @p Class:
@@ -43,8 +41,8 @@ InterfaceData chainRow() noexcept {
 }
 
 /// A class over @p Base that answers @p Interfaces too. It derives from them, lists them in its
-/// interface map in that order, and implements their three unknown slots. When @p Base is a class
-/// over Object, the map ends with a chain to the map of @p Base.
+/// interface map in that order, and implements their three unknown slots, counting as @p Base does.
+/// Unless @p Base is ComObject itself, the map ends with a chain to the map of @p Base.
 template <class Base, class... Interfaces>
 class Implements : public Base, public Interfaces... {
 public:
@@ -53,18 +51,23 @@ public:
     int32_t QueryInterface(const GUID& iid, void** out) override {
         return QueryInterfaceMap(GetComIntfMap(), this, iid, out);
     }
-    uint32_t AddRef() override { return ComObject::AddRef(); }
-    uint32_t Release() override { return ComObject::Release(); }
+    uint32_t AddRef() override { return Counting::AddRef(); }
+    uint32_t Release() override { return Counting::Release(); }
 
     QX_LOCAL static const InterfaceData* GetComIntfMap() {
         static const InterfaceData map[] = {
             subObjectRow<Implements, Interfaces>()...,
-            std::is_base_of_v<Object, Base> ? chainRow<Base>()
-                                            : InterfaceData{nullptr, InterfaceData::End, 0},
+            std::is_same_v<Base, ComObject> ? InterfaceData{nullptr, InterfaceData::End, 0}
+                                            : chainRow<Base>(),
             {nullptr, InterfaceData::End, 0},
         };
         return map;
     }
+
+private:
+    static constexpr bool BaseCounts = requires { &Base::AddRef; };
+    /// ComObject for a base with several slots that it leaves open.
+    using Counting = std::conditional_t<BaseCounts, Base, ComObject>;
 };
 
 /// The same without the chain: answers @p Interfaces alone, also over an Object.

@@ -239,6 +239,12 @@ TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     EXPECT_EQ(both->GetRefCount(), 5u);
     EXPECT_EQ(both->SetOuterUnknown(both->GetUnknown()), result::NoAggregation);
 
+    pcom::ModuleCount module; // the base of the factory does not count it, and has an interface
+    auto* const made = new pcom::Implements<pcom::ClassFactory>();
+    made->SetComModule(&module);
+    ASSERT_EQ(made->QueryInterface(IQXClassFactory::Iid, unknown.putVoid()), 0);
+    EXPECT_EQ(module.GetRefCount(), 0u);
+
     ASSERT_EQ(Reference<InFront>(new InFront())->QueryInterface(IFirst::Iid, first.putVoid()), 0);
     EXPECT_EQ(first->first(), 3);
     first.reset();
