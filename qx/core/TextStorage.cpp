@@ -31,6 +31,16 @@ char16_t* roomIn(IQXCharBuffer& buffer, int32_t capacity) {
     return given(code, units);
 }
 
+/// The same, which ends the hold when there is none.
+char16_t* roomOrEnd(IQXCharBuffer& buffer, int32_t capacity) {
+    try {
+        return roomIn(buffer, capacity);
+    } catch (...) {
+        buffer.ReleaseWriteLock(-1);
+        throw;
+    }
+}
+
 /// Keeps a foreign buffer alive, and held for reading, while the storage goes on to a block.
 struct ReadHold {
     explicit ReadHold(const TextStorage& text) : storage(text), units(storage.lockForReading()) {}
@@ -93,7 +103,7 @@ char16_t* TextStorage::grow(int32_t capacity) {
 
 void TextStorage::unlock(int32_t length) {
     if (m_length < 0) {
-        char16_t* const units = roomIn(*m_buffer, checkedSize(int64_t{std::max(length, 0)} + 1));
+        char16_t* const units = roomOrEnd(*m_buffer, checkedSize(int64_t{std::max(length, 0)} + 1));
         commitBuffer(length < 0 ? static_cast<int32_t>(std::u16string_view(units).size()) : length);
         return;
     }
@@ -139,6 +149,8 @@ char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
     if (m_length < 0 && isBufferWritable()) {
         char16_t* units = nullptr;
         const int32_t code = m_buffer->GetWriteLock(capacity, &units);
+        if (code >= 0 && !units)
+            m_buffer->ReleaseWriteLock(-1);
         return given(code, units);
     }
     const int32_t needed = adjustedCapacity(std::max(int64_t{capacity}, int64_t{kept} + 1));
@@ -151,7 +163,7 @@ char16_t* TextStorage::prepareSlow(int32_t capacity, int32_t kept) {
 /// Writes the 0 unit behind @p length units of the foreign buffer and ends writing.
 void TextStorage::commitBuffer(int32_t length) {
     const int32_t stored = checkedSize(int64_t{length} + 1);
-    roomIn(*m_buffer, stored)[length] = u'\0';
+    roomOrEnd(*m_buffer, stored)[length] = u'\0';
     throwIfFailed(m_buffer->ReleaseWriteLock(stored));
 }
 
