@@ -72,8 +72,14 @@ public:
         return compareTo(same);
     }
 
-    /// Decimal; floating point with up to six significant digits.
-    String toString() const override { return String::valueOf(+m_value); }
+    /// Decimal, for integers of 64 bits as the base writes it; floating point with up to six
+    /// significant digits.
+    String toString() const override {
+        if constexpr (std::is_integral_v<ValueType> && sizeof(ValueType) == sizeof(int64_t))
+            return Base::toString();
+        else
+            return String::valueOf(+m_value);
+    }
     using Base::toString;
 
 private:
