@@ -32,8 +32,14 @@ String Exception::getDescription() const { return m_description; }
 int32_t Exception::getResult() const { return result::Fail; }
 
 void Exception::setDetail(const String& detail) {
-    m_detail.setAddRef(detail); // as the description is taken
+    m_detail.setAddRef(kept(detail));
     m_told = Told();
+}
+
+String Exception::kept(const String& text) noexcept {
+    String own;
+    resultOf([&] { own = String(text); }); // copies what is not in a block of its own
+    return own;
 }
 
 const char* Exception::what() const noexcept {

@@ -21,7 +21,9 @@ namespace qx {
 class QX_API Exception : public Object, public std::exception {
 public:
     Exception() = default;
-    explicit Exception(const String& description) : m_description(description) {}
+    /// Shares a text that the string owns and copies any other: what only reads the memory of
+    /// somebody else would not live as long. Without memory for a copy the description is empty.
+    explicit Exception(const String& description) : m_description(kept(description)) {}
 
     /// The text given at construction, else empty.
     virtual String getDescription() const;
@@ -32,7 +34,7 @@ public:
     /// for want of memory, there is a fixed one.
     const char* what() const noexcept override;
     /// What the description leaves open, such as the name of the file or key that the exception is
-    /// about; empty where the description says all.
+    /// about; empty where the description says all. It is taken as the description is.
     String getDetail() const { return m_detail; }
     void setDetail(const String& detail);
     /// getResult as an error of the standard library.
@@ -51,6 +53,8 @@ private:
 
         std::atomic<char*> text = nullptr;
     };
+
+    static String kept(const String& text) noexcept;
 
     String m_description;
     String m_detail;

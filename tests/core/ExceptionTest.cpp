@@ -83,6 +83,11 @@ TEST(Exception, KeepsWhatItWasGivenThroughCopies) {
     copy = ResultException(result::Busy);
     EXPECT_STREQ(copy.what(), "in use (0x800700AA)");
     EXPECT_STREQ(kept.what(), "missing: not found (0x80070002)");
+    std::u16string memory = u"missing";
+    const String wrapped(memory.c_str(), String::AM_WRAP);
+    const Exception both = withDetail(Exception(wrapped), wrapped);
+    memory[0] = u'M';
+    EXPECT_STREQ(both.what(), "missing: missing");
     const int record = 0;
     const MathOverflowException fault(&record);
     EXPECT_EQ(MathOverflowException(fault).getRecord(), &record);
