@@ -57,8 +57,7 @@ public:
     /// Drops what is pending and closes the wrapped sink. Later writes and flushes raise
     /// IoException "stream closed".
     void close() override {
-        m_units.reset();
-        m_size = m_count = 0;
+        m_size = m_count = 0; // the buffer stays: the sink may do this while it is taking it
         m_out->close();
     }
 
@@ -74,7 +73,7 @@ public:
 
 private:
     void requireOpen() const {
-        if (!m_units)
+        if (m_size == 0)
             throwIo(u"stream closed");
     }
     /// Out of line, so that a single write to the buffer stays small.

@@ -56,11 +56,12 @@ public:
         const int32_t behind = m_in->available();
         return behind < Most - unreadLength() ? behind + unreadLength() : Most;
     }
-    /// Frees the buffer and closes the wrapped source.
+    /// Drops what is buffered and closes the wrapped source. The buffer stays: the source may close
+    /// this one while it is reading to it.
     void close() override {
         requireOpen();
-        m_units.reset();
-        show(nullptr, 0);
+        m_size = 0;
+        show(m_units.get(), 0);
         m_in->close();
     }
     bool markSupported() override {
@@ -96,7 +97,7 @@ public:
 
 protected:
     void requireOpen() const {
-        if (!m_units)
+        if (m_size == 0)
             throwIo(u"stream closed");
     }
     /// The buffered units; what lies in front of them is taken off by drop.
@@ -137,8 +138,8 @@ private:
 
     Reference<Base> m_in;
     const std::type_info* m_openClass;
-    int32_t m_size;
-    std::unique_ptr<Unit[]> m_units; // null once closed, like position and end from then on
+    int32_t m_size; // 0 once closed
+    std::unique_ptr<Unit[]> m_units;
     const Unit* m_end = nullptr;
     int32_t m_markLimit = 0;
     int32_t m_markPosition = NoMark;
@@ -202,6 +203,7 @@ bool BufferedSource<Base, Unit>::refill() {
     const int32_t start = keepMarked();
     const int32_t room = m_size - start;
     const int32_t count = checkedMove(m_in->read(m_units.get() + start, room), room);
+    requireOpen(); // the source may have closed this one
     if (count > 0)
         show(m_units.get() + start, count);
     return !isExhausted();

@@ -116,8 +116,7 @@ void InputStreamReader::reset() {
 
 void InputStreamReader::close() {
     requireOpen();
-    m_converter.reset();
-    m_bytes.reset();
+    m_converter.reset(); // the bytes stay: the stream may do this while it is reading to them
     m_in->close();
 }
 

@@ -71,8 +71,7 @@ void OutputStreamWriter::flush() {
 
 void OutputStreamWriter::close() {
     requireOpen();
-    m_converter.reset();
-    m_bytes.reset();
+    m_converter.reset(); // the bytes stay: the stream may do this while it is taking them
     m_count = 0;
     m_out->close();
 }

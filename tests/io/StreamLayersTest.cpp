@@ -236,6 +236,13 @@ TEST(ConverterStreams, RefuseEverythingOnceClosedAndUnknownEncodings) {
     OutputStreamWriter closed(&sink, u"utf_8", 6); // by its stream
     sink.meanwhile = [&] { closed.close(); };
     expectEach("stream closed", {[&] { closed.write(u"longer than six"); }});
+    InputStreamReader reader(&source, u"latin1");
+    BufferedInputStream buffered(&source);
+    source.meanwhile = [&] { reader.close(); };
+    expectEach("stream closed", {[&] { reader.read(); }});
+    source.meanwhile = [&] { buffered.close(); };
+    expectEach("stream closed", {[&] { buffered.read(); }});
+    source.meanwhile = [] {};
     expectEach(qx::result::UnknownEncoding,
                {[&] { InputStreamReader(&source, u"no such encoding"); },
                 [&] { OutputStreamWriter(&sink, u"no such encoding"); }});

@@ -76,6 +76,7 @@ public:
 
     using Twin::Source::read;
     int32_t read(Unit* to, int32_t length) override {
+        meanwhile();
         requests.push_back(length);
         if (failAt == static_cast<int>(requests.size()))
             throw qx::io::IoException(qx::String(u"broken source"));
@@ -94,6 +95,7 @@ public:
     int32_t availableNow = 0;
     int failAt = 0; // number of the read that throws, counted from 1
     int closes = 0;
+    std::function<void()> meanwhile = [] {};
 
 private:
     Units<Unit> m_content;
