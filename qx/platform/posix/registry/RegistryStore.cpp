@@ -259,6 +259,7 @@ void Store::unlock() {
 }
 
 void Store::renewLocks() {
+    unlock();
     new (&m_changeLock) std::mutex;
     new (&m_lock) std::shared_mutex;
 }

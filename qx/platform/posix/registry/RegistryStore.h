@@ -64,7 +64,7 @@ public:
     /// Keeps other threads out, for fork.
     void lock();
     void unlock();
-    /// Ends that in the child, where this thread is another one and cannot unlock.
+    /// Ends that in the child, where nobody waits whom the locks may count.
     void renewLocks();
 
 private:
