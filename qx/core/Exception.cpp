@@ -10,13 +10,11 @@
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/ClassName.h>
+#include <qx/core/detail/ErrorText.h>
 
 namespace qx {
 
 namespace {
-
-/// The system's texts are in the default encoding.
-String messageOf(int32_t code) { return String(makeErrorCode(code).message().c_str()); }
 
 /// One more thing to say, behind what may be a whole sentence.
 void addTo(String& text, const String& more) {
@@ -73,7 +71,7 @@ String describe(const Exception& exception) {
         addTo(text, detail);
     if (code == result::Fail)
         return text.isEmpty() ? typeNameOf(exception) : text;
-    if (const String message = messageOf(code); !text.startsWith(message))
+    if (const String message = detail::errorText(code); !text.startsWith(message))
         addTo(text, message);
     char digits[16];
     std::snprintf(digits, sizeof digits, " (0x%08X)", static_cast<unsigned int>(code));
@@ -95,7 +93,7 @@ void throwResult(int32_t code, const char16_t* description) {
 void throwResultOf(int32_t code, TextView subject) {
     if (subject.empty())
         throw ResultException(code);
-    throw ResultException(code, messageOf(code).append(u": ").append(subject));
+    throw ResultException(code, detail::errorText(code).append(u": ").append(subject));
 }
 
 void throwOutOfRange(int64_t index, int64_t size) {

@@ -4,8 +4,8 @@
 #include <functional>
 #include <utility>
 
-#include <qx/core/ErrorCode.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ErrorText.h>
 #include <qx/platform/files.h>
 #include <qx/platform/text.h>
 
@@ -53,7 +53,7 @@ IniFile::IniFile(const char16_t* fileName, Lines lines, const char* semaphoreNam
     const ipc::detail::Turn turn(m_lock.get());
     if (const int32_t result = load(); result < 0 && throwOnError)
         throw withDetail(IniFileException(IniFileException::FILE_NOT_READ, String(fileName)),
-                         String(makeErrorCode(result).message().c_str()));
+                         qx::detail::errorText(result));
 }
 
 IniFile::IniFile(const IniFile& other) = default;

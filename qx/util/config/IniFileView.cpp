@@ -1,7 +1,6 @@
 #include "qx/util/config/IniFileView.h"
 
-#include <qx/core/ErrorCode.h>
-
+#include <qx/core/detail/ErrorText.h>
 #include <qx/util/config/detail/IniSets.h>
 
 namespace qx::util {
@@ -25,7 +24,7 @@ std::vector<std::u16string_view> IniFileView::keys(TextView set) const& {
 
 IniFileReport IniFileView::report() const {
     if (m_readResult < 0 && m_sets->lineNotUnderstood() == 0)
-        return {0, String(makeErrorCode(m_readResult).message().c_str())};
+        return {0, qx::detail::errorText(m_readResult)};
     return {m_sets->lineNotUnderstood(), String(m_sets->whyNotUnderstood())};
 }
 
