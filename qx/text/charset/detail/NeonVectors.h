@@ -132,32 +132,21 @@ QX_INLINE_NEON Vector moveUp(Vector vector) {
     return vectorOf(vextq_u8(vdupq_n_u8(0), bytesOf(vector), 16 - Count));
 }
 
-QX_INLINE_NEON Vector loadPart(const char16_t* in, size_t size) {
+/// Loads @p size units or bytes, at least one and less than a vector, and zeros behind them.
+template <class Unit>
+QX_INLINE_NEON Vector loadPart(const Unit* in, size_t size) {
+    constexpr size_t Half = 8 / sizeof(Unit);
+    constexpr size_t Bits = 8 * sizeof(Unit);
     uint64_t low = 0;
     uint64_t high = 0;
-    if (size >= 4) {
+    if (size >= Half) {
         std::memcpy(&low, in, sizeof low);
-        std::memcpy(&high, in + size - 4, sizeof high);
-        const size_t half = 8 * (8 - size); // of the bits that low has too, up to 64
-        high = high >> half >> half;
+        std::memcpy(&high, in + size - Half, sizeof high);
+        const size_t shift = Bits / 2 * (2 * Half - size); // twice: what low has too, up to 64 bits
+        high = high >> shift >> shift;
     } else {
         for (size_t i = size; i > 0; --i)
-            low = low << 16 | in[i - 1];
-    }
-    return vreinterpretq_u16_u64(vcombine_u64(vcreate_u64(low), vcreate_u64(high)));
-}
-
-QX_INLINE_NEON Vector loadPart(const uint8_t* in, size_t size) {
-    uint64_t low = 0;
-    uint64_t high = 0;
-    if (size >= 8) {
-        std::memcpy(&low, in, sizeof low);
-        std::memcpy(&high, in + size - 8, sizeof high);
-        const size_t half = 4 * (16 - size); // of the bits that low has too, up to 64
-        high = high >> half >> half;
-    } else {
-        for (size_t i = size; i > 0; --i)
-            low = low << 8 | in[i - 1];
+            low = low << Bits | in[i - 1];
     }
     return vreinterpretq_u16_u64(vcombine_u64(vcreate_u64(low), vcreate_u64(high)));
 }
