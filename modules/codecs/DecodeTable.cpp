@@ -1,8 +1,10 @@
 #include "DecodeTable.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
+#include <functional>
 #include <numeric>
 #include <utility>
 
@@ -19,22 +21,33 @@ using text::charset::writeUtf16;
 
 namespace {
 
-/// Bytes that are tested for ASCII at once.
 constexpr std::size_t Word = 8;
 
-bool isAscii(const uint8_t* word) {
-    uint64_t bytes;
-    std::memcpy(&bytes, word, sizeof bytes);
-    return (bytes & 0x8080808080808080u) == 0;
+/// Takes @p Count bytes if they are ASCII.
+template <std::size_t Count>
+bool widenAscii(const uint8_t* in, char16_t* units) {
+    std::array<uint64_t, Count / Word> words;
+    std::memcpy(words.data(), in, Count);
+    const uint64_t all = std::accumulate(words.begin(), words.end(), uint64_t{0}, std::bit_or{});
+    if ((all & 0x8080808080808080u) != 0)
+        return false;
+    // Copies, which nothing else can be: a compiler makes vectors of them.
+    std::array<uint8_t, Count> bytes;
+    std::array<char16_t, Count> wide;
+    std::memcpy(bytes.data(), in, Count);
+    std::copy(bytes.begin(), bytes.end(), wide.begin());
+    std::memcpy(units, wide.data(), sizeof wide);
+    return true;
 }
 
-void widen(const uint8_t* word, char16_t* units) {
-    using Bytes [[gnu::vector_size(Word)]] = uint8_t;
-    using Units [[gnu::vector_size(2 * Word)]] = uint16_t;
-    Bytes bytes;
-    std::memcpy(&bytes, word, sizeof bytes);
-    const Units wide = __builtin_convertvector(bytes, Units);
-    std::memcpy(units, &wide, sizeof wide);
+/// Takes ASCII by the words; returns the count of bytes.
+std::size_t widenAsciiRun(const uint8_t* in, std::size_t size, char16_t* units) {
+    std::size_t done = 0;
+    while (size - done >= 2 * Word && widenAscii<2 * Word>(in + done, units + done))
+        done += 2 * Word;
+    if (size - done >= Word && widenAscii<Word>(in + done, units + done))
+        done += Word;
+    return done;
 }
 
 /// Two bytes as they lie in memory.
@@ -301,12 +314,14 @@ RunLength DecodeTable::decodeRun(const uint8_t* bytes, std::size_t size, char16_
     const char16_t* const pairs = m_units.data();
     std::size_t blocksFrom = 0;
     while (read < size && written < capacity) {
-        if (m_keepsAscii && size - read >= Word && capacity - written >= Word &&
-            isAscii(bytes + read)) {
-            widen(bytes + read, units + written);
-            read += Word;
-            written += Word;
-            continue;
+        if (m_keepsAscii) {
+            const std::size_t ascii = widenAsciiRun(
+                bytes + read, std::min(size - read, capacity - written), units + written);
+            if (ascii != 0) {
+                read += ascii;
+                written += ascii;
+                continue;
+            }
         }
         if (m_leads.empty()) {
             for (; size - read >= 2 && written < capacity && m_isLead[bytes[read]]; read += 2) {

@@ -164,7 +164,7 @@ RunLength Encoding::decodeRun(const uint8_t* bytes, std::size_t size, char16_t* 
     if (!m_singleByteDecoder)
         return m_sets[0].decode.decodeRun(bytes, size, units, capacity);
     const std::size_t length =
-        m_singleByteDecoder->convertRun(bytes, std::min(size, capacity), units);
+        m_singleByteDecoder->convertRunByTable(bytes, std::min(size, capacity), units);
     return {length, length};
 }
 
@@ -173,7 +173,7 @@ RunLength Encoding::encodeRun(const char16_t* units, std::size_t size, uint8_t* 
     if (!m_singleByteEncoder)
         return m_sets[0].encode.encodeRun(units, size, bytes, capacity);
     const std::size_t length =
-        m_singleByteEncoder->convertRun(units, std::min(size, capacity), bytes);
+        m_singleByteEncoder->convertRunByTable(units, std::min(size, capacity), bytes);
     return {length, length};
 }
 

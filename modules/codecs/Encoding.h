@@ -78,11 +78,11 @@ private:
     class SingleByteDecoder : public text::charset::BTCSingleByteTable {
     public:
         using BTCSingleByteTable::BTCSingleByteTable;
-        using BTCSingleByteTable::convertRun;
+        using BTCSingleByteTable::convertRunByTable;
     };
     class SingleByteEncoder : public text::charset::CTBSingleByteTable {
     public:
-        using CTBSingleByteTable::convertRun;
+        using CTBSingleByteTable::convertRunByTable;
         using CTBSingleByteTable::CTBSingleByteTable;
     };
 

@@ -165,8 +165,12 @@ char16_t BTCSingleByteTable::convertByte(signed char byte) const {
 
 size_t BTCSingleByteTable::convertRun(const uint8_t* in, size_t size, char16_t* out) const {
     return isOneOf<BTCCP1252, BTCCP437, BTCSingleByteTable>(*this)
-               ? detail::kernels().decodeBytes(in, size, out, page())
+               ? convertRunByTable(in, size, out)
                : BTCSingleByte::convertRun(in, size, out);
+}
+
+size_t BTCSingleByteTable::convertRunByTable(const uint8_t* in, size_t size, char16_t* out) const {
+    return detail::kernels().decodeBytes(in, size, out, page());
 }
 
 CTBSingleByteTable::CTBSingleByteTable(const char16_t* name, const detail::PageEncoder& page)
@@ -184,8 +188,12 @@ signed char CTBSingleByteTable::convertChar(char16_t unit) const {
 
 size_t CTBSingleByteTable::convertRun(const char16_t* in, size_t size, uint8_t* out) const {
     return isOneOf<CTBCP1252, CTBCP437, CTBSingleByteTable>(*this)
-               ? detail::kernels().encodeUnits(in, size, out, page())
+               ? convertRunByTable(in, size, out)
                : CTBSingleByte::convertRun(in, size, out);
+}
+
+size_t CTBSingleByteTable::convertRunByTable(const char16_t* in, size_t size, uint8_t* out) const {
+    return detail::kernels().encodeUnits(in, size, out, page());
 }
 
 BTCCP437::BTCCP437() : BTCSingleByteTable(detail::CodePage437.name, detail::CodePage437.decoder) {}

@@ -114,6 +114,8 @@ protected:
     BTCSingleByteTable(const char16_t* name, const detail::PageDecoder& page);
 
     size_t convertRun(const uint8_t* in, size_t size, char16_t* out) const override;
+    /// What convertRun is for an object of this class itself: asks the table alone.
+    size_t convertRunByTable(const uint8_t* in, size_t size, char16_t* out) const;
 
 private:
     const detail::PageDecoder& page() const;
@@ -142,6 +144,8 @@ protected:
     CTBSingleByteTable(const char16_t* name, const detail::PageEncoder& page);
 
     size_t convertRun(const char16_t* in, size_t size, uint8_t* out) const override;
+    /// What convertRun is for an object of this class itself: asks the table alone.
+    size_t convertRunByTable(const char16_t* in, size_t size, uint8_t* out) const;
 
 private:
     const detail::PageEncoder& page() const;

@@ -11,6 +11,7 @@
 // The way is chosen once for a group of 64 units. Choosing more often costs more than it saves: in
 // text of several scripts the processor mispredicts every other choice.
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -122,6 +123,22 @@ QX_INLINE_VECTOR size_t encodeAny(const EncodeConstants& c, Vector block, Vector
 /// Room for the bytes of @p units units, and for the scratch that the last store leaves.
 constexpr size_t roomForGroup(size_t unitCount) { return 3 * unitCount + 4; }
 
+/// Whether no unit of @p blocks has one of @p bits.
+template <size_t Count>
+QX_INLINE_VECTOR bool haveNone(const Vector (&blocks)[Count], Vector bits) {
+    Vector all = blocks[0];
+    for (size_t i = 1; i < Count; ++i)
+        all |= blocks[i];
+    return hasNone(all, bits);
+}
+
+/// Vectors of ASCII.
+template <size_t Count>
+QX_INLINE_VECTOR void encodeAscii(const Vector (&blocks)[Count], uint8_t* out) {
+    for (size_t i = 0; i < Count; i += 2)
+        store(narrow(blocks[i], blocks[Count > 1 ? i + 1 : i]), out + i * VectorUnits);
+}
+
 /// A group that begins at a character boundary. Reads one unit less when the last one is the high
 /// half of a pair, and nothing when a half is without its other.
 /// @param in  where the first of @p blocks comes from; what stands in front of it is not read
@@ -129,16 +146,12 @@ template <size_t Count>
 QX_INLINE_VECTOR RunLength encodeGroup(const EncodeConstants& c, const Vector (&blocks)[Count],
                                        const char16_t* in, uint8_t* out) {
     constexpr size_t Units = Count * VectorUnits;
-    Vector all = blocks[0];
-    for (size_t i = 1; i < Count; ++i)
-        all |= blocks[i];
-    if (hasNone(all, c.uFF80)) {
-        for (size_t i = 0; i < Count; i += 2)
-            store(narrow(blocks[i], blocks[Count > 1 ? i + 1 : i]), out + i * VectorUnits);
+    if (haveNone(blocks, c.uFF80)) {
+        encodeAscii(blocks, out);
         return {Units, Units};
     }
     const uint8_t* const start = out;
-    if (Count > 1 && hasNone(all, c.uF800)) {
+    if (Count > 1 && haveNone(blocks, c.uF800)) {
         for (size_t i = 0; i + 1 < Count; i += 2)
             out += encodeBelow800(c, blocks[i], blocks[i + 1], out);
         return {Units, static_cast<size_t>(out - start)};
@@ -162,6 +175,28 @@ QX_INLINE_VECTOR RunLength encodeGroup(const EncodeConstants& c, const Vector (&
     return {Units - cut, static_cast<size_t>(out - start) - 2 * cut};
 }
 
+constexpr size_t GroupUnits = 64;
+using Group = Vector[GroupUnits / VectorUnits];
+
+QX_INLINE_VECTOR void loadGroup(const char16_t* in, Group& blocks) {
+    for (size_t i = 0; i < std::size(blocks); ++i)
+        blocks[i] = load(in + i * VectorUnits);
+}
+
+/// Whole groups of ASCII; returns the count of units.
+QX_INLINE_VECTOR size_t encodeAsciiGroups(const EncodeConstants& c, const char16_t* in, size_t size,
+                                          uint8_t* out) {
+    size_t done = 0;
+    for (; size - done >= GroupUnits; done += GroupUnits) {
+        Group blocks;
+        loadGroup(in + done, blocks);
+        if (!haveNone(blocks, c.uFF80))
+            break;
+        encodeAscii(blocks, out + done);
+    }
+    return done;
+}
+
 /// Up to a vector of units, which are read as far as they fit the output.
 QX_INLINE_VECTOR RunLength encodeVector(const EncodeConstants& c, const char16_t* in, size_t size,
                                         uint8_t* out, size_t capacity) {
@@ -181,7 +216,6 @@ QX_INLINE_VECTOR RunLength encodeVector(const EncodeConstants& c, const char16_t
 /// The kernel itself.
 QX_INLINE_VECTOR RunLength encodeUtf8(const char16_t* in, size_t size, uint8_t* out,
                                       size_t capacity) {
-    constexpr size_t GroupUnits = 64;
     RunLength done;
     if (size >= GroupUnits) {
         const EncodeConstants c = constants();
@@ -190,11 +224,16 @@ QX_INLINE_VECTOR RunLength encodeUtf8(const char16_t* in, size_t size, uint8_t* 
             step = {};
             if (size - done.read >= GroupUnits &&
                 capacity - done.written >= roomForGroup(GroupUnits)) {
-                Vector blocks[GroupUnits / VectorUnits];
-                for (size_t i = 0; i < std::size(blocks); ++i)
-                    blocks[i] = load(in + done.read + i * VectorUnits);
+                Group blocks;
+                loadGroup(in + done.read, blocks);
                 step = encodeGroup(c, blocks, in + done.read, out + done.written);
                 done += step;
+                if (step.written == GroupUnits) { // ASCII seldom comes in one group alone
+                    const size_t ascii = encodeAsciiGroups(
+                        c, in + done.read, std::min(size - done.read, capacity - done.written),
+                        out + done.written);
+                    done += {ascii, ascii};
+                }
             }
         } while (step.read != 0);
     }
