@@ -67,6 +67,7 @@
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/ObjectMemory.h>
 #include <qx/core/PlatformHandle.h>
+#include <qx/core/ProcessMark.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>

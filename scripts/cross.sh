@@ -12,7 +12,8 @@ not_emulated+='|^Process\.(ChildHasWhatItIsGiven|FinishesHowever|HundredsOfDropp
 not_emulated+='|ManagesWithoutDescriptors|IsJoinedInAProgramThatIgnores|^ForkedChild|^Uses/Fork'
 not_emulated+='|^NamedFailure|OptionsKeepTheirDescribedForm|EachDirectionEndsOnce|AnAbruptReset'
 not_emulated+='|APeerThatResets|FromAReset|TellsWhyAConnection|ModulesThatDoNotFit'
-not_emulated+='|AnotherUserOpens|OthersMay|^example\.service\.(managed|contained)'
+not_emulated+='|AnotherUserOpens|OthersMay|OfTheFoldersThatCanBeHad|ServeTheEncodingOfTheLocale'
+not_emulated+='|^example\.service\.(managed|contained)'
 not_emulated+='|^torture\.(allocations|calls|locales)|^tools\.(environments|qxconv|qxipc)'
 not_emulated+='|^mistakes\.|^gdb\.'
 

@@ -17,7 +17,7 @@ TcpConnection::TcpConnection(transport::Socket socket, const transport::Place& p
 }
 
 TcpConnection::~TcpConnection() {
-    if (m_isHandedOn || m_fork.isFromParent())
+    if (m_isHandedOn || m_mark.isFromParent())
         m_socket.close(); // it would end the connection for the other process otherwise
 }
 

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <cstdint>
 
+#include <qx/core/ProcessMark.h>
 #include <qx/net/TcpWorkerSocket2.h>
 
 #include "modules/transport/Connection.h"
-#include "modules/transport/ForkMark.h"
 #include "modules/transport/Place.h"
 #include "modules/transport/Sockets.h"
 
@@ -30,7 +30,7 @@ public:
 
 private:
     net::TcpWorkerSocket2 m_socket;
-    const transport::ForkMark m_fork;
+    const ProcessMark m_mark;
     mutable std::atomic<bool> m_isHandedOn{false};
 };
 

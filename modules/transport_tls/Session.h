@@ -8,12 +8,12 @@
 #include <openssl/x509_vfy.h>
 
 #include <qx/core/Exception.h>
+#include <qx/core/ProcessMark.h>
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
 
 #include "Context.h"
 #include "OpenSsl.h"
-#include "modules/transport/ForkMark.h"
 #include "modules/transport/Sockets.h"
 
 namespace qx::tls {
@@ -59,7 +59,7 @@ public:
 
     const transport::Socket& socket() const { return m_socket; }
     const String& peer() const { return m_peer; }
-    bool isFromParent() const noexcept { return m_fork.isFromParent(); }
+    bool isFromParent() const noexcept { return m_mark.isFromParent(); }
 
     /// Goes on with the handshake.
     /// @return true when it is done; else the next call is due when the socket is ready for wanted
@@ -105,7 +105,7 @@ private:
     const Reference<Context> m_context;
     const SessionSocket m_held;
     const transport::Socket& m_socket; ///< of that
-    const transport::ForkMark m_fork;
+    const ProcessMark m_mark;
     String m_peer;
     const Handle<SSL> m_ssl;
     bool m_isDone = false;               ///< the handshake

@@ -24,12 +24,12 @@ Reference<Base> streamOver(const Reference<PipeEnd>& end, Reference<Base>& strea
     return stream;
 }
 
-/// @param starter  the number of the process that started the child
-void throwIfNotJoined(int32_t code, uint32_t starter) {
+/// @param starter  the process that started the child
+void throwIfNotJoined(int32_t code, const ProcessMark& starter) {
     constexpr char16_t Failure[] = u"process join failed";
-    if (code < 0 && QXProcessGetID() != starter)
+    if (code < 0 && starter.isFromParent())
         throw withDetail(ResultException(code, Failure),
-                         u"the child belongs to process "_qs + String::valueOf(starter));
+                         u"the child belongs to process "_qs + String::valueOf(starter.number()));
     throwIfFailed(code, Failure);
 }
 
@@ -58,7 +58,6 @@ void Process::begin(Start&& start, Subject&& subject) {
         *m_ends[i]->handle.put() = streams[i];
     m_ends[ChildInput]->program = subject(result::Ok);
     m_handle = m_process.get();
-    m_starter = QXProcessGetID();
 }
 
 Process::Process(const char16_t* executable, const char16_t* commandLine, const char16_t* folder,
@@ -170,7 +169,7 @@ void Process::send(int32_t (*signal)(QXHandle)) {
 /// Of a child that was joined the handle is gone, and another thread may be joining it just now. In
 /// a fork of the program it is gone as well.
 bool Process::wasJoined(int32_t code) const {
-    return code == result::InvalidHandle && QXProcessGetID() == m_starter;
+    return code == result::InvalidHandle && !m_starter.isFromParent();
 }
 
 unsigned int Process::getId() const {

@@ -8,6 +8,7 @@
 #include <qx/core/ByteView.h>
 #include <qx/core/Object.h>
 #include <qx/core/PlatformHandle.h>
+#include <qx/core/ProcessMark.h>
 #include <qx/core/Reference.h>
 #include <qx/io/InputStream.h>
 #include <qx/io/OutputStream.h>
@@ -146,7 +147,7 @@ private:
 
     PlatformHandle<&QXProcessDetach> m_process;
     QXHandle m_handle = PlatformHandle<&QXProcessDetach>::None; // as it was, for all threads
-    unsigned int m_starter = 0;                                 // the process that has the child
+    ProcessMark m_starter;                                      // the process that has the child
     Reference<PipeEnd> m_ends[3];                               // child input, output, error output
     int32_t m_exitCode = -1;
     Reference<io::InputStream> m_input;

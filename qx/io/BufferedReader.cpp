@@ -35,7 +35,9 @@ void BufferedReader::dropLineEnd(char16_t lineEnd) {
     drop(1);
     if (lineEnd != u'\r')
         return;
-    if ((!isExhausted() || tryRefill()) && *unread() == u'\n')
+    if (isExhausted() && !tryRefill())
+        dropAfterFailure(u'\n');
+    else if (*unread() == u'\n')
         drop(1);
 }
 

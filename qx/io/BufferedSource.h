@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <typeinfo>
 #include <utility>
 
@@ -118,6 +119,11 @@ protected:
         m_failure.guard(Delivered, [&] { isFilled = refill(); });
         return isFilled;
     }
+    /// After a failed tryRefill: drops @p unit if it comes first once the failure has been raised.
+    void dropAfterFailure(Unit unit) noexcept {
+        if (m_failure.isKept())
+            m_unwanted = unit;
+    }
 
 private:
     static constexpr int32_t NoMark = -1;
@@ -144,6 +150,7 @@ private:
     int32_t m_markLimit = 0;
     int32_t m_markPosition = NoMark;
     LateFailure m_failure;
+    std::optional<Unit> m_unwanted; // if it is the next that comes
 };
 
 template <class Base, class Unit>
@@ -165,7 +172,7 @@ int32_t BufferedSource<Base, Unit>::deliver(Unit* to, int32_t length, int32_t& d
         if (isExhausted()) {
             if (delivered > 0 && m_in->available() == 0)
                 return 0;
-            if (wanted >= m_size && m_markPosition < 0) {
+            if (wanted >= m_size && m_markPosition < 0 && !m_unwanted) {
                 m_failure.raise();
                 const int32_t count = checkedMove(m_in->read(to + delivered, wanted), wanted);
                 delivered += count > 0 ? count : 0;
@@ -204,8 +211,13 @@ bool BufferedSource<Base, Unit>::refill() {
     const int32_t room = m_size - start;
     const int32_t count = checkedMove(m_in->read(m_units.get() + start, room), room);
     requireOpen(); // the source may have closed this one
-    if (count > 0)
+    if (count > 0) {
         show(m_units.get() + start, count);
+        if (std::exchange(m_unwanted, std::nullopt) == *unread()) [[unlikely]] {
+            drop(1);
+            return !isExhausted() || refill();
+        }
+    }
     return !isExhausted();
 }
 

@@ -4,7 +4,6 @@
 #include <mutex>
 
 #include <qx/core/Result.h>
-#include <qx/platform/process.h>
 #include <qx/platform/time.h>
 
 namespace qx::io {
@@ -19,10 +18,10 @@ constexpr int64_t Coarse = 50 * Microseconds;
 } // namespace
 
 HeldFlushWriter::HeldFlushWriter(Writer* out, uint32_t longest)
-    : FilterWriter(out), m_longest(longest * Microseconds), m_process(QXProcessGetID()) {}
+    : FilterWriter(out), m_longest(longest * Microseconds) {}
 
 HeldFlushWriter::~HeldFlushWriter() {
-    if (QXProcessGetID() == m_process)
+    if (!m_mark.isFromParent())
         resultOf([this] { flushHeld(); });
 }
 

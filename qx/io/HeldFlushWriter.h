@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/ProcessMark.h>
 #include <qx/io/FilterWriter.h>
 #include <qx/platform/export.h>
 #include <qx/sync/ForkSafeMutex.h>
@@ -55,8 +56,8 @@ private:
     void flushHeld();
 
     sync::ForkSafeMutex m_lock;
-    const int64_t m_longest;  // microseconds, as m_heldSince
-    const uint32_t m_process; // that it was made in
+    const int64_t m_longest; // microseconds, as m_heldSince
+    const ProcessMark m_mark;
     bool m_isHeld = false;
     int64_t m_heldSince = 0;
 };

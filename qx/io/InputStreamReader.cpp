@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <numeric>
 
 #include <qx/core/Required.h>
 #include <qx/io/IoException.h>
 #include <qx/io/MovedLength.h>
 #include <qx/text/charset/ByteOrderMark.h>
-#include <qx/text/charset/ConverterState.h>
 
 namespace qx::io {
 
@@ -45,7 +45,7 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
     bool stalled = false;
     while (produced < length) {
         if (m_position < m_count && !stalled) {
-            m_converter->convert(m_bytes.get(), &m_position, m_count, to, &produced, length);
+            convertToFault(to, produced, length);
             stalled = m_position < m_count;
             // The next character may just need more room than the caller has left.
             if (stalled && produced < length && convertBeyond(to, produced, length))
@@ -63,6 +63,31 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
             ++m_position;
             stalled = false;
         }
+    }
+}
+
+/// Converts what there is. A converter that refuses some of it has told nothing of what stands in
+/// front, which is found by halves.
+void InputStreamReader::convertToFault(char16_t* to, int32_t& produced, int32_t length) {
+    const auto convert = [&](int32_t end) {
+        m_converter->convert(m_bytes.get(), &m_position, end, to, &produced, length);
+    };
+    try {
+        convert(m_count);
+    } catch (const Exception&) {
+        int32_t taken = m_position;
+        int32_t refused = m_count;
+        while (refused - taken > 1 && produced < length) {
+            const int32_t end = std::midpoint(taken, refused);
+            try {
+                convert(end);
+                taken = end;
+            } catch (const Exception&) {
+                refused = end;
+            }
+        }
+        if (produced < length)
+            throw;
     }
 }
 
@@ -138,25 +163,18 @@ int32_t InputStreamReader::takeHeld(char16_t* to, int32_t length) noexcept {
 }
 
 /// True when the character at the position is complete and only found too little room behind the
-/// @p produced units. When there are none yet, it is taken apart: the caller gets the units that
-/// fit, the others are held for the next read.
+/// @p produced units. Its units are held for the next read, except for those that the caller still
+/// gets because there are none yet.
 bool InputStreamReader::convertBeyond(char16_t* to, int32_t& produced, int32_t length) {
     const int32_t room = length - produced;
     for (auto capacity = room + 1; capacity <= static_cast<int32_t>(m_held.size()); ++capacity) {
-        int32_t position = m_position;
         m_heldPosition = m_heldCount = 0;
-        const uint32_t state = text::charset::getConverterState(*m_converter);
-        m_converter->convert(m_bytes.get(), &position, m_count, m_held.data(), &m_heldCount,
+        m_converter->convert(m_bytes.get(), &m_position, m_count, m_held.data(), &m_heldCount,
                              capacity);
         if (m_heldCount == 0)
             continue;
-        if (produced > 0) {
-            m_heldCount = 0; // converted again by the next read
-            text::charset::setConverterState(*m_converter, state);
-        } else {
-            m_position = position;
+        if (produced == 0)
             produced = takeHeld(to, room);
-        }
         return true;
     }
     return false;

@@ -58,6 +58,7 @@ public:
 private:
     void requireOpen() const;
     int32_t takeHeld(char16_t* to, int32_t length) noexcept;
+    void convertToFault(char16_t* to, int32_t& produced, int32_t length);
     void convertInto(char16_t* to, int32_t& produced, int32_t length);
     bool convertBeyond(char16_t* to, int32_t& produced, int32_t length);
     void detectMark();

@@ -18,6 +18,8 @@ public:
             std::rethrow_exception(std::exchange(m_failure, nullptr));
     }
 
+    bool isKept() const noexcept { return static_cast<bool>(m_failure); }
+
     /// Runs @p step; its failure passes when @p delivered is 0 by then, and else is kept.
     template <class Step>
     void guard(const int32_t& delivered, Step&& step) {

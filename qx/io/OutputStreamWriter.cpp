@@ -7,6 +7,7 @@
 #include <qx/core/Result.h>
 #include <qx/io/IoException.h>
 #include <qx/io/detail/ExactClass.h>
+#include <qx/text/charset/ConverterState.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/detail/EncoderStop.h>
@@ -24,6 +25,7 @@ constexpr int32_t MinimumSize = 6;
 
 OutputStreamWriter::OutputStreamWriter(OutputStream* out, const char16_t* encoding, int32_t size)
     : m_out(required(out)), m_converter(text::charset::CharToByteConverter::getConverter(encoding)),
+      m_hasState(text::charset::hasConverterState(*m_converter)),
       m_utf8(detail::exactly<const text::charset::CTBUTF8>(*m_converter)),
       m_size(std::max(size, MinimumSize)),
       m_bytes(std::make_unique_for_overwrite<signed char[]>(static_cast<size_t>(m_size))) {}
@@ -33,28 +35,52 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
     if (length < 1)
         return;
     m_earlier = m_count;
-    m_isPassedOn = false;
+    m_isPassedOn = m_isPassing = false;
+    if (m_hasState)
+        m_place.state = text::charset::getConverterState(*m_converter);
+    const Place before = m_place;
     try {
-        if (m_heldSurrogate != 0) {
-            const char16_t pair[] = {std::exchange(m_heldSurrogate, u'\0'), *from++};
+        const char16_t last = from[length - 1];
+        if (m_place.held != 0) {
+            const char16_t pair[] = {std::exchange(m_place.held, u'\0'), *from++};
             encode(pair, 2);
             --length;
         }
         encode(from, length);
+        m_place.open = m_place.held == 0 && text::charset::isHighSurrogate(last) ? last : u'\0';
     } catch (...) {
-        if (!m_converter) // the stream has closed this writer
-            throw;
-        // Whoever writes the text again must not find a part of it here.
-        if (!m_isPassedOn)
-            m_count = m_earlier;
-        m_converter->reset();
+        if (m_converter) // else the stream has closed this writer
+            goBack(before, !m_isPassing);
         throw;
     }
 }
 
+/// Makes all as it was in front of a text that failed, except for half a pair that was refused with
+/// it. What the stream has already taken a part of goes on behind that.
+void OutputStreamWriter::goBack(const Place& before, bool isRefused) {
+    m_place = {};
+    if (m_isPassedOn) {
+        // Drops half a pair of the text.
+        const uint32_t state = m_hasState ? text::charset::getConverterState(*m_converter) : 0;
+        return text::charset::setConverterState(*m_converter, state);
+    }
+    m_count = m_earlier;
+    text::charset::setConverterState(*m_converter, before.state);
+    if (isRefused)
+        return;
+    m_place = before;
+    if (m_place.open == 0)
+        return;
+    signed char written[LongestSequence]; // if anything, bytes that stand already in the buffer
+    int32_t consumed = 0;
+    int32_t produced = 0;
+    m_converter->convert(&m_place.open, &consumed, 1, written, &produced, LongestSequence);
+}
+
 void OutputStreamWriter::flush() {
     requireOpen();
-    if (std::exchange(m_heldSurrogate, u'\0') != 0) {
+    m_place.open = 0;
+    if (std::exchange(m_place.held, u'\0') != 0) {
         if (!m_converter->replacesHalves())
             PendingSurrogate::throwUnpaired();
         encode(&text::charset::ReplacementCharacter, 1);
@@ -130,7 +156,7 @@ void OutputStreamWriter::onNoProgress(const char16_t* from, int32_t& consumed, i
         m_bytes = std::make_unique_for_overwrite<signed char[]>(size_t{LongestSequence});
         m_size = LongestSequence;
     } else if (length - consumed == 1 && text::charset::isHighSurrogate(from[consumed])) {
-        m_heldSurrogate = from[consumed++];
+        m_place.held = from[consumed++];
     } else {
         throwResult(result::Fail, u"converter makes no progress");
     }
@@ -139,7 +165,9 @@ void OutputStreamWriter::onNoProgress(const char16_t* from, int32_t& consumed, i
 void OutputStreamWriter::drain() {
     if (m_count == 0)
         return;
+    m_isPassing = true;
     m_out->write(m_bytes.get(), m_count);
+    m_isPassing = false;
     m_isPassedOn |= m_count > m_earlier;
     m_count = m_earlier = 0;
     requireOpen(); // the stream may have closed this writer

@@ -26,9 +26,10 @@ struct Utf8Writers;
 /// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
 ///
 /// Failures of the stream and the converter pass through. The text that failed is then dropped,
-/// together with half a surrogate pair in front of it, so that the next text begins afresh; texts
-/// that were written before stay pending. A part of the text may have reached the stream only when
-/// the text did not fit into the buffer.
+/// and texts that were written before stay pending. After a failure of the stream the text may be
+/// written again: all is as it was in front of it, unless it did not fit into the buffer and a part
+/// of it has reached the stream. Half a surrogate pair in front of a text that the converter
+/// refused is dropped with it, so that the next text begins afresh.
 class QX_API OutputStreamWriter : public Writer {
 public:
     static constexpr int32_t DefaultSize = 8192;
@@ -64,7 +65,15 @@ private:
     friend class detail::Utf8Turn;
     friend struct detail::Utf8Writers;
 
+    /// Where the text stands between two writes.
+    struct Place {
+        char16_t held = 0;  ///< a high surrogate that waits for its low one here; 0 for none
+        char16_t open = 0;  ///< and one that was the last unit that the converter took
+        uint32_t state = 0; ///< of a converter that has one
+    };
+
     void requireOpen() const;
+    void goBack(const Place& before, bool isRefused);
     void encode(const char16_t* from, int32_t length);
     bool flushConverter();
     void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);
@@ -72,14 +81,15 @@ private:
 
     Reference<OutputStream> m_out;
     Reference<text::charset::CharToByteConverter> m_converter; // null once closed
+    bool m_hasState;                                           // the converter, beside half a pair
     const text::charset::CTBUTF8* m_utf8; // the converter when it is the library's own for UTF-8
     int32_t m_size;
     std::unique_ptr<signed char[]> m_bytes;
     int32_t m_count = 0;
     int32_t m_earlier = 0;     ///< how many of them belong to earlier texts
     bool m_isPassedOn = false; ///< the stream has bytes of this text
-    /// A high surrogate that is given to the converter once its low one comes; 0 for none.
-    char16_t m_heldSurrogate = 0;
+    bool m_isPassing = false;  ///< the stream is at work
+    Place m_place;
 };
 
 } // namespace qx::io

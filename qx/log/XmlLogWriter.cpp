@@ -7,7 +7,6 @@
 #include <qx/core/String.h>
 #include <qx/log/detail/FieldSource.h>
 #include <qx/log/detail/FieldWalk.h>
-#include <qx/platform/process.h>
 #include <qx/text/charset/Surrogates.h>
 
 namespace qx::log {
@@ -141,13 +140,13 @@ Reference<ILogProcessor> XmlLogWriter::create(io::Writer* writer, Escaping escap
 }
 
 XmlLogWriter::XmlLogWriter(io::Writer* writer, Escaping escaping)
-    : AbstractLogWriter(writer), m_escaping(escaping), m_process(QXProcessGetID()) {
+    : AbstractLogWriter(writer), m_escaping(escaping) {
     writer->write(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
     writer->write(u"<log>\n");
 }
 
 XmlLogWriter::~XmlLogWriter() {
-    if (QXProcessGetID() != m_process)
+    if (m_begun.isFromParent())
         return;
     resultOf([this] {
         writer().write(u"</log>\n");

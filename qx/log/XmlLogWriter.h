@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <qx/core/ProcessMark.h>
 #include <qx/core/Reference.h>
 #include <qx/log/AbstractLogWriter.h>
 #include <qx/platform/export.h>
@@ -54,7 +55,7 @@ private:
                        detail::Utf8Text& text);
 
     const Escaping m_escaping;
-    const uint32_t m_process; // the one that has begun the document, and ends it
+    const ProcessMark m_begun; // in the process that ends the document, too
 };
 
 } // namespace qx::log

@@ -189,9 +189,34 @@ TEST(AfterFailure, EncodersReportHalfAPairOnceAndLoseNothingElse) {
     // What a decoder refuses stays where it is.
     FakeSource<Bytes> in(std::string("ab\xED\xA0\x80"));
     InputStreamReader reader(&in, u"UTF-8");
-    EXPECT_EQ(reader.read() + reader.read(), 'a' + 'b');
+    char16_t units[8];
+    EXPECT_EQ(reader.read(units, 8), 2); // and what comes before it is read
     const auto read = [&] { reader.read(); };
     expectEach(qx::result::InvalidCharacter, {read, read});
+}
+
+TEST(AfterFailure, EncodersTakeAgainWhatTheirStreamRefused) {
+    const std::u16string text = u"0123456789abcd\xD83D\xDE00"
+                                u"fghijklmno\xD83D\xDE00pqrstuvwxyz";
+    for (const char16_t* encoding : {u"UTF-8", u"UTF-8-SIG", u"UTF-16", u"UTF-32LE", u"AMP-7"}) {
+        for (size_t failing = 0; failing < text.size(); ++failing) {
+            SCOPED_TRACE(testing::Message() << qx::String(encoding) << ' ' << failing);
+            FakeSink<Bytes> out;
+            OutputStreamWriter writer(&out, encoding, 16);
+            for (size_t i = 0; i < text.size(); ++i) {
+                const auto write = [&] { writer.write(text[i]); };
+                out.failing = i == failing;
+                const bool isTaken = failureOf(write) == 0;
+                out.failing = false;
+                if (!isTaken)
+                    write();
+            }
+            writer.flush();
+            EXPECT_EQ(
+                qx::String(out.content.data(), static_cast<int32_t>(out.content.size()), encoding),
+                text);
+        }
+    }
 }
 
 TEST(AfterFailure, StreamsThatGotNoMemoryAreAsTheyWere) {

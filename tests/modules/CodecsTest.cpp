@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -82,6 +83,10 @@ Reference<IQXCharCodec> codecOf(IQXCharCodecList& list, const std::string& name)
     return Reference<IQXCharCodec>::attach(made);
 }
 
+/// The units of this machine, as the system names them.
+constexpr const char* NativeUtf16 =
+    std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
+
 /// The system's converter, asked for one text at a time.
 class System {
 public:
@@ -133,9 +138,9 @@ char32_t characterAt(const Units& units, size_t i) {
 /// One encoding beside the system's, and what was collected of it.
 struct Comparison {
     Comparison(const std::string& name, Reference<IQXCharCodec> compared)
-        : codec(std::move(compared)), from("UTF-16LE", name.c_str()), to(name.c_str(), "UTF-16LE"),
-          lenient((name + "//IGNORE").c_str(), "UTF-16LE"), isLenient(name != "ISO_11548-1"),
-          isSparse(name == "GB18030") {
+        : codec(std::move(compared)), from(NativeUtf16, name.c_str()),
+          to(name.c_str(), NativeUtf16), lenient((name + "//IGNORE").c_str(), NativeUtf16),
+          isLenient(name != "ISO_11548-1"), isSparse(name == "GB18030") {
         codec->QueryInterface(IQXCharRunCodec::Iid, runs.putVoid());
     }
 
@@ -320,7 +325,7 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
         if (!hasState(*codec))
             continue;
         ++count;
-        System from("UTF-16LE", names[0].c_str()), to(names[0].c_str(), "UTF-16LE");
+        System from(NativeUtf16, names[0].c_str()), to(names[0].c_str(), NativeUtf16);
         std::vector<Units> known, frequent;
         for (char32_t point = 0; point < 0x30000; ++point) {
             const bool maySwitch = point == 0x1B || point == 0x0E || point == 0x0F;

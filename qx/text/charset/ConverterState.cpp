@@ -21,6 +21,11 @@ uint32_t getConverterState(CharToByteConverter& converter) {
     return marked && marked->hasBegun() ? 1 : 0;
 }
 
+bool hasConverterState(CharToByteConverter& converter) {
+    const auto* const codec = castTo<const CTBCom>(&converter);
+    return codec ? codec->hasState() : castTo<const CTBMarked>(&converter) != nullptr;
+}
+
 void setConverterState(ByteToCharConverter& converter, uint32_t state) {
     if (state == 0)
         return converter.reset();

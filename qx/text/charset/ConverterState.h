@@ -10,8 +10,11 @@ namespace qx::text::charset {
 
 /// How far the text of a converter has come, for a later setConverterState of the same converter: a
 /// number that means nothing else. Half a surrogate pair is not in it.
+/// Other converters than those of the library are always at the start.
 QX_API uint32_t getConverterState(ByteToCharConverter& converter);
 QX_API uint32_t getConverterState(CharToByteConverter& converter);
+/// False for an encoder that is always at the start.
+QX_API bool hasConverterState(CharToByteConverter& converter);
 /// Goes back to a state, in which no character is begun; 0 is that at the start of a text.
 QX_API void setConverterState(ByteToCharConverter& converter, uint32_t state);
 QX_API void setConverterState(CharToByteConverter& converter, uint32_t state);
