@@ -140,6 +140,18 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
     }
 }
 
+/// The same for an element that a change of a collection has just taken out of it, which
+/// @p putBack puts back when it is something else.
+template <class T, class PutBack>
+Reference<T> takenAs(const Reference<IQXUnknown>& element, PutBack&& putBack) {
+    try {
+        return elementAs<T>(element);
+    } catch (const CastFailedException&) {
+        putBack(element.get());
+        throw;
+    }
+}
+
 /// The class of the element that a walk came to last, and where in its objects the T lies. Whoever
 /// asks holds that element, which keeps the class in memory.
 template <class T>

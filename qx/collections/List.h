@@ -36,7 +36,10 @@ public:
         return m_list->addAll(index, *other.getWrapped());
     }
     /// Removes the element at @p index and returns it.
-    virtual Reference<T> remove(int index) { return elementAs<T>(m_list->remove(index)); }
+    virtual Reference<T> remove(int index) {
+        return takenAs<T>(m_list->remove(index),
+                          [&](IQXUnknown* taken) { m_list->add(index, taken); });
+    }
     /// A walk that begins before the element at @p index, 0 to the size.
     virtual Reference<ListIterator<T>> createListIterator(int index) {
         return makeReference<ListIterator<T>>(m_list->createListIterator(index));
@@ -60,7 +63,8 @@ public:
     }
     /// Replaces the element at @p index and returns the previous one.
     virtual Reference<T> set(int index, T* element) {
-        return elementAs<T>(m_list->set(index, unknownOf(element)));
+        return takenAs<T>(m_list->set(index, unknownOf(element)),
+                          [&](IQXUnknown* taken) { m_list->set(index, taken); });
     }
 
     template <ValueFor<T> V>

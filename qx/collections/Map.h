@@ -17,8 +17,8 @@ namespace qx::collections {
 /// derived from Object. The facade and what it wraps are one map.
 ///
 /// Each operation is that of the wrapped map and throws what it throws. A key or value of another
-/// type raises CastFailedException when it is asked for. A facade compares as what it wraps, with
-/// another facade or with a map of component objects.
+/// type raises CastFailedException when it is asked for, and the map is left as it was. A facade
+/// compares as what it wraps, with another facade or with a map of component objects.
 ///
 /// What a key or value can be made of, a text for a String or a number for a boxed one, stands for
 /// it wherever one is handed in.
@@ -71,11 +71,16 @@ public:
     bool isEmpty() const { return getSize() == 0; }
     /// Lets @p key lead to @p value and returns the previous value, null for a new key.
     Reference<V> put(K* key, V* value) {
-        return elementAs<V>(m_wrapped->put(unknownOf(key), unknownOf(value)));
+        return takenAs<V>(m_wrapped->put(unknownOf(key), unknownOf(value)),
+                          [&](IQXUnknown* taken) { m_wrapped->put(unknownOf(key), taken); });
     }
     void putAll(const Map& other) { m_wrapped->putAll(*other.m_wrapped); }
     /// Removes @p key and returns its value; null for an absent key.
-    Reference<V> remove(const K* key) { return elementAs<V>(m_wrapped->remove(unknownOf(key))); }
+    Reference<V> remove(const K* key) {
+        auto value = get(key); // a value of another type stays, and so does its key
+        m_wrapped->remove(unknownOf(key));
+        return value;
+    }
 
     template <SoughtFor<K> A>
     bool containsKey(const A& key) const {

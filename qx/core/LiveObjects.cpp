@@ -30,7 +30,8 @@ constexpr platform::ForkSteps Steps{[](void*) noexcept { s_lock.lock(); },
                                     }};
 constinit platform::ForkNode s_node{&Steps};
 
-// Before all others, so that their locks come before this one: objects live and die under them.
+// Before the others of the list, so that their locks come before this one: objects live and die
+// under them.
 [[gnu::constructor(101)]] void watchForks() { platform::enterForks(s_node); }
 
 std::string nameOf(const std::type_info* type) {

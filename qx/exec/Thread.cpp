@@ -1,7 +1,6 @@
 #include "qx/exec/Thread.h"
 
 #include <atomic>
-#include <cxxabi.h>
 #include <typeinfo>
 #include <utility>
 
@@ -10,6 +9,8 @@
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ThreadEnd.h>
+#include <qx/platform/detail/LeavingThreads.h>
 #include <qx/platform/native.h>
 
 namespace qx::exec {
@@ -78,12 +79,14 @@ void Thread::start() {
         throwResult(result::NullPointer, failure);
     auto run = makeReference<Run>(m_runnable, m_name);
     Reference<Run> forThread = run;
-    throwIfFailed(
-        m_name.isEmpty()
-            ? QXThreadCreate(&threadWrapper, forThread.get(), 0, m_stackSize, m_handle.put(), &m_id)
-            : QXThreadCreateNamed(m_name.toUtf8().c_str(), &threadWrapper, forThread.get(), 0,
-                                  m_stackSize, m_handle.put(), &m_id),
-        failure);
+    const std::string name = m_name.toUtf8();
+    platform::threadBegins();
+    const int32_t code =
+        QXThreadCreateNamed(name.empty() ? nullptr : name.c_str(), &threadWrapper, forThread.get(),
+                            0, m_stackSize, m_handle.put(), &m_id);
+    if (code < 0)
+        platform::threadEnds();
+    throwIfFailed(code, failure);
     (void)forThread.detach(); // the thread's now
     m_run = std::move(run);
 }
@@ -131,14 +134,13 @@ void* Thread::threadWrapper(void* argument) {
         ~Leaving() {
             run.runnable.reset(); // when the thread has ended, it is the object's alone
             run.leave();
+            platform::threadEnds();
         }
     } leaving{*run};
     try {
         return run->runnable->run();
     } catch (...) {
-        // Without a type it is no exception: the thread ends itself or is cancelled, and must be
-        // let go.
-        if (abi::__cxa_current_exception_type() == nullptr)
+        if (qx::detail::isThreadEnding())
             throw;
         run->exception = std::current_exception();
         return nullptr;

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cxxabi.h>
 #include <exception>
 #include <utility>
+
+#include <qx/core/detail/ThreadEnd.h>
 
 namespace qx::io {
 
@@ -26,9 +27,7 @@ public:
         try {
             step();
         } catch (...) {
-            // Without a type it is no exception: the thread ends itself or is cancelled, and must
-            // be let go.
-            if (delivered < 1 || abi::__cxa_current_exception_type() == nullptr)
+            if (delivered < 1 || qx::detail::isThreadEnding())
                 throw;
             m_failure = std::current_exception();
         }

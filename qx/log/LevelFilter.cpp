@@ -53,7 +53,7 @@ void LevelFilter::process(const ILogEntry* entry) {
         m_target->process(entry);
 }
 
-bool LevelFilter::takesRecords() const noexcept { return m_own->takesRecords(); }
+bool LevelFilter::takesRecords(int depth) const noexcept { return m_own->takesRecords(depth); }
 
 /// Does what process does for an entry with the fields of @p record; false when it has to be called
 /// with one.

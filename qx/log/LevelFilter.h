@@ -38,7 +38,7 @@ private:
     LevelFilter(ILogProcessor* target, int threshold);
     ~LevelFilter() override;
 
-    bool takesRecords() const noexcept;
+    bool takesRecords(int depth) const noexcept;
     bool tryProcess(const detail::Record& record) const;
 
     const Reference<ILogProcessor> m_target;

@@ -37,9 +37,10 @@ void MultiProcessor::process(const ILogEntry* entry) {
 }
 
 /// Whether tryProcess has a chance.
-bool MultiProcessor::takesRecords() const noexcept {
+/// @param depth  how many more may follow: a filter may keep a circle of them from going on
+bool MultiProcessor::takesRecords(int depth) const noexcept {
     for (const Station& station : m_stations) {
-        if (!station.own.takesRecords())
+        if (!station.own.takesRecords(depth))
             return false;
     }
     return !m_stations.empty();
@@ -65,7 +66,8 @@ size_t MultiProcessor::tryProcessKept(const detail::Record& record) {
     size_t i = 0;
     for (; i < m_stations.size(); ++i) {
         const Station station = m_stations[i];
-        if (!entry && station.own.takesRecords() && station.own.tryProcess(kept.record()))
+        if (!entry && station.own.takesRecords(DeepestFanOut) &&
+            station.own.tryProcess(kept.record()))
             continue;
         if (!entry)
             entry = LogEntry::create(kept.record());

@@ -35,6 +35,8 @@ public:
 
 private:
     struct Station;
+    /// Fan-outs behind each other that take records.
+    static constexpr int DeepestFanOut = 8;
 
     friend class Logger;
     friend class detail::OwnTarget;
@@ -42,7 +44,7 @@ private:
     MultiProcessor();
     ~MultiProcessor() override;
 
-    bool takesRecords() const noexcept;
+    bool takesRecords(int depth = DeepestFanOut) const noexcept;
     size_t tryProcess(const detail::Record& record);
     size_t tryProcessKept(const detail::Record& record);
     void processFrom(size_t first, const ILogEntry* entry);

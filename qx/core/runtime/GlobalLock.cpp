@@ -22,8 +22,7 @@ void letGo(void*) noexcept {
 constexpr platform::ForkSteps Steps{&hold, &letGo, &letGo};
 constinit platform::ForkNode s_node{&Steps};
 
-// After that of the list of objects, whose lock is taken with this one held.
-[[gnu::constructor(102)]] void watchForks() { platform::enterForks(s_node); }
+[[gnu::constructor(101)]] void watchForks() { platform::enterForksFirst(s_node); }
 
 } // namespace
 

@@ -14,6 +14,7 @@
 #include <qx/core/detail/Subsystem.h>
 #include <qx/core/runtime/ClassManager.h>
 #include <qx/core/runtime/GlobalLock.h>
+#include <qx/platform/detail/ForkWatch.h>
 #include <qx/platform/detail/LeavingThreads.h>
 #include <qx/platform/module.h>
 #include <qx/sync/ForkSafeMutex.h>
@@ -63,20 +64,36 @@ void shutDown() {
     Reference<sync::LockObject>::attach(std::exchange(g_pGlobalLock, nullptr)).reset();
 }
 
+void holdInFork(void*) noexcept {
+    if (s_startUpLock)
+        s_startUpLock->lock();
+}
+
+void letGoInFork(void*) noexcept {
+    if (s_startUpLock)
+        s_startUpLock->unlock();
+}
+
+constexpr platform::ForkSteps StartUpForkSteps{&holdInFork, &letGoInFork, &letGoInFork};
+constinit platform::ForkNode s_forkNode{&StartUpForkSteps};
+
 [[gnu::constructor]] void attachProcess() {
     resultOf([] { s_startUpLock.emplace("qx/core/runtime/Startup::s_startUpLock"); });
+    platform::enterForksFirst(s_forkNode); // in front of the global lock, which starting makes
     QXCLLibInit();
     QXModuleSetInitialized(libraryIdentity(), 1);
 }
 
 [[gnu::destructor]] void detachProcess() {
     platform::joinLeavingThreads();
-    QXModuleSetInitialized(libraryIdentity(), 0);
-    QXCLLibUninit();
-    s_startUpLock.reset();
-    for (const Subsystem* const each : Subsystems) {
-        if (each->unload)
-            each->unload();
+    if (!platform::doThreadsRun()) {
+        QXModuleSetInitialized(libraryIdentity(), 0);
+        QXCLLibUninit();
+        s_startUpLock.reset();
+        for (const Subsystem* const each : Subsystems) {
+            if (each->unload)
+                each->unload();
+        }
     }
     if (LiveObjects::areListed() && std::getenv("QX_LEAK_LIST"))
         LiveObjects::print(std::cerr);

@@ -234,7 +234,7 @@ void AsyncProcessorImpl::counted(Body&& body) {
         body();
     } catch (...) {
         int32_t none = result::Ok;
-        m_firstFailure.compare_exchange_strong(none, resultOf([] { throw; }));
+        m_firstFailure.compare_exchange_strong(none, currentExceptionResult());
         ++m_failed;
         throw;
     }

@@ -47,7 +47,7 @@ OwnTarget::OwnTarget(ILogProcessor* processor) {
     }
 }
 
-bool OwnTarget::takesRecords() const noexcept {
+bool OwnTarget::takesRecords(int depth) const noexcept {
     switch (m_kind) {
     case Kind::None:
         break;
@@ -56,9 +56,9 @@ bool OwnTarget::takesRecords() const noexcept {
     case Kind::Queue:
         return true;
     case Kind::Filter:
-        return static_cast<LevelFilter*>(m_object)->takesRecords();
+        return static_cast<LevelFilter*>(m_object)->takesRecords(depth);
     case Kind::FanOut:
-        return static_cast<MultiProcessor*>(m_object)->takesRecords();
+        return depth > 0 && static_cast<MultiProcessor*>(m_object)->takesRecords(depth - 1);
     }
     return false;
 }

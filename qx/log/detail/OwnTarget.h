@@ -18,7 +18,7 @@ public:
 
     bool isWriter() const noexcept { return m_kind == Kind::Writer; }
     /// Whether tryProcess has a chance.
-    bool takesRecords() const noexcept;
+    bool takesRecords(int depth) const noexcept;
     /// Does what process does for an entry with the fields of @p record; false when it has to be
     /// called with one, and nothing has happened.
     bool tryProcess(const Record& record) const;

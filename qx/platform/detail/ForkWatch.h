@@ -32,6 +32,9 @@ struct ForkNode {
 /// earlier and before those of this layer, as does its lock where a thread holds several. Not to be
 /// called with a lock held that is taken in one of the steps.
 void enterForks(ForkNode& node) noexcept;
+/// The same for a static state whose lock is held while others enter and leave: it comes before
+/// them all, and stays. To be called while the library starts.
+void enterForksFirst(ForkNode& node) noexcept;
 /// Until now it did.
 void leaveForks(ForkNode& node) noexcept;
 

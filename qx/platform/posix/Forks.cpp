@@ -24,6 +24,11 @@ constinit std::mutex s_lock; // of the list, held from before a fork until after
 constinit ForkNode* s_first = nullptr;
 constinit ForkNode* s_last = nullptr;
 
+/// What comes before the list and its lock. A loader at work keeps forks waiting, so none happens
+/// while they enter.
+constinit ForkNode* s_outermost = nullptr;
+constinit ForkNode* s_outerLast = nullptr;
+
 void take(void (*step)(void*) noexcept, void* state) noexcept {
     if (step != nullptr)
         step(state);
@@ -31,6 +36,8 @@ void take(void (*step)(void*) noexcept, void* state) noexcept {
 
 void beforeFork() noexcept {
     take(LoaderForkSteps.before, nullptr);
+    for (const ForkNode* node = s_outermost; node != nullptr; node = node->next)
+        take(node->steps->before, node->state);
     s_lock.lock();
     for (const ForkNode* node = s_first; node != nullptr; node = node->next)
         take(node->steps->before, node->state);
@@ -45,7 +52,16 @@ void afterFork() noexcept {
     for (const ForkNode* node = s_last; node != nullptr; node = node->previous)
         take(node->steps->*Step, node->state);
     s_lock.unlock();
+    for (const ForkNode* node = s_outerLast; node != nullptr; node = node->previous)
+        take(node->steps->*Step, node->state);
     take(LoaderForkSteps.*Step, nullptr);
+}
+
+void enter(ForkNode& node, ForkNode*& first, ForkNode*& last) noexcept {
+    node.previous = nullptr;
+    node.next = first;
+    (first != nullptr ? first->previous : last) = &node;
+    first = &node;
 }
 
 /// Once for the library, which the system forgets when it is unloaded.
@@ -58,11 +74,10 @@ void afterFork() noexcept {
 
 void enterForks(ForkNode& node) noexcept {
     const std::lock_guard guard(s_lock);
-    node.previous = nullptr;
-    node.next = s_first;
-    (s_first != nullptr ? s_first->previous : s_last) = &node;
-    s_first = &node;
+    enter(node, s_first, s_last);
 }
+
+void enterForksFirst(ForkNode& node) noexcept { enter(node, s_outermost, s_outerLast); }
 
 void leaveForks(ForkNode& node) noexcept {
     const std::lock_guard guard(s_lock);

@@ -73,8 +73,15 @@ template <class Change>
 int32_t IniFile::change(Change&& change) {
     return resultOf([&] {
         return inTurn([&] {
-            const int32_t result = change();
-            return result < 0 ? result : WriteToFile();
+            const std::shared_ptr<detail::IniSets> before = m_sets;
+            if (before->isUtf8())
+                before->share(); // so that it stays as it is
+            int32_t result = change();
+            if (result >= 0)
+                result = WriteToFile();
+            if (result == result::UnmappableCharacter)
+                m_sets = OwnSets(before);
+            return result;
         });
     });
 }
@@ -282,7 +289,7 @@ int32_t IniFile::load() {
 
 /// Replaces the file by what is in memory. A file that could not be read is not replaced: what it
 /// holds would be lost. Neither is one by texts that the default encoding has no form for, which
-/// came from a file with a byte order mark; memory then goes back to what the file holds.
+/// came from a file with a byte order mark.
 /// @return result::UnmappableCharacter for such texts; else 0, and getWriteResult tells the rest
 int32_t IniFile::WriteToFile() {
     if (m_readResult < 0) {
@@ -297,11 +304,8 @@ int32_t IniFile::WriteToFile() {
             return detail::writeIni(*m_sets, sorted);
         });
     }
-    if (built == result::UnmappableCharacter) {
-        m_known.reset();
-        load();
+    if (built == result::UnmappableCharacter)
         return built;
-    }
     if (built < 0 && built != result::BufferTooSmall) {
         m_writeResult = built;
         return result::Ok;

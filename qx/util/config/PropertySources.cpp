@@ -53,7 +53,7 @@ Reference<PropertySet> propertiesOf(IniFile& ini, const String& set, const Prope
     auto properties = makeReference<PropertySet>(parent);
     const IniFileView view = ini.view();
     if (!view.hasSet(set))
-        IniFileKeyIterator(ini, std::u16string(set.view()).c_str()); // tells why not
+        IniFileKeyIterator(ini, AnyText(set).terminated()); // tells why not
     for (const std::u16string_view key : view.keys(set))
         if (const auto value = view.find(set, key))
             properties->set(String(key), String(*value));

@@ -1,5 +1,6 @@
 #include "qx/platform/detail/LeavingThreads.h"
 
+#include <atomic>
 #include <dlfcn.h>
 #include <link.h>
 #include <mutex>
@@ -24,8 +25,12 @@ struct LeavingThread {
 constinit std::mutex s_lock;
 constinit NodeList<LeavingThread> s_threads; // guarded by s_lock
 
-/// In a child, which has none of them.
+constinit std::atomic<int> s_running{0};
+
+/// In a child, which has none of them. Whether the one thread there is counted does not matter: it
+/// is the one that ends the process.
 void forgetThreads() noexcept {
+    s_running = 0;
     s_threads.removeAll([](const LeavingThread& each) {
         QXThreadDetach(each.thread);
         return true;
@@ -61,6 +66,12 @@ void joinLeavingThreads() noexcept {
         lock.lock();
     }
 }
+
+void threadBegins() noexcept { s_running.fetch_add(1, std::memory_order_relaxed); }
+
+void threadEnds() noexcept { s_running.fetch_sub(1, std::memory_order_release); }
+
+bool doThreadsRun() noexcept { return s_running.load(std::memory_order_acquire) > 0; }
 
 void keepLibraryLoaded() noexcept {
     Dl_info info;

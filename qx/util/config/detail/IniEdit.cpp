@@ -328,7 +328,7 @@ IniEdit Editor::put(std::u16string_view set, std::u16string_view key, std::u16st
 }
 
 IniEdit Editor::remove(std::u16string_view set, std::u16string_view key) {
-    const auto line = findKey(FoldedText(set), FoldedText(trimIni(key)));
+    const auto line = findKey(FoldedText(set), FoldedText(key));
     if (!line)
         return {result::NotFound, {}, {}};
     Entries entries = entriesOf(m_file);

@@ -43,6 +43,7 @@ std::string_view IniReader::takeLine() {
 bool IniReader::readLine(std::string_view line) {
     if (line.starts_with(IniByteOrderMark)) {
         m_decoder.useUtf8();
+        m_sets.setUtf8();
         line.remove_prefix(IniByteOrderMark.size());
     }
     if (line.empty() || SkippedStarts.find(line.front()) != SkippedStarts.npos)

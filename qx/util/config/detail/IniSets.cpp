@@ -13,7 +13,7 @@ bool isWithin(std::u16string_view name, std::u16string_view parent) noexcept {
 
 IniSets::IniSets(const IniSets& other)
     : m_unread(other.m_unread), m_lineNotUnderstood(other.m_lineNotUnderstood),
-      m_whyNotUnderstood(other.m_whyNotUnderstood) {
+      m_whyNotUnderstood(other.m_whyNotUnderstood), m_isUtf8(other.m_isUtf8) {
     for (const IniSet* const set : other.sets()) {
         IniSet& copy = makeSet(set->text);
         copy.bytes = keep(set->bytes);

@@ -65,6 +65,9 @@ public:
         m_isShared = true;
     }
     bool isShared() const noexcept { return m_isShared; }
+    /// Tells that texts were read as UTF-8, so that the default encoding may have no form for them.
+    void setUtf8() noexcept { m_isUtf8 = true; }
+    bool isUtf8() const noexcept { return m_isUtf8; }
     std::span<IniSet* const> sets() const noexcept { return m_index.entries(); }
 
     const std::string& unread() const noexcept { return m_unread; }
@@ -97,6 +100,7 @@ private:
     const char16_t* m_whyNotUnderstood = u"";
     FoldedText m_folded;
     bool m_isShared = false;
+    bool m_isUtf8 = false;
     size_t m_kept = 0;   ///< bytes
     size_t m_wasted = 0; ///< those of them that nobody needs
 };

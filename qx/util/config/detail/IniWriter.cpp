@@ -95,6 +95,9 @@ int32_t writeIni(const IniSets& sets, std::string& text) {
         }
         text += '\n';
     }
+    // Without a header behind it a set without a name, which comes last, is not read.
+    if (!sets.sets().empty() && sets.sets().back()->text.empty())
+        text += "[]\n";
     text += sets.unread();
     return encoder.result();
 }
