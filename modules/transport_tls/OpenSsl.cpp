@@ -14,7 +14,7 @@ String takeReason() {
     const unsigned long error = ERR_get_error();
     ERR_clear_error(); // those that follow say where, not why
     if (ERR_SYSTEM_ERROR(error))
-        return String::fromUtf8(std::system_category().message(ERR_GET_REASON(error)));
+        return String(std::system_category().message(ERR_GET_REASON(error)).c_str());
     const char* const reason = ERR_reason_error_string(error);
     return reason ? String::fromUtf8(reason) : String(u"for no reason that is told");
 }

@@ -49,12 +49,20 @@ size_t findSurrogate(std::u16string_view text, size_t at) {
 
 /// First place from @p at on of a surrogate that is not part of a pair, or the length.
 size_t findUnpaired(std::u16string_view text, size_t at) {
+    constexpr size_t Nearby = 16; // where there is a pair, others are not far
     while ((at = findSurrogate(text, at)) < text.size()) {
-        const bool isPair =
-            isHighSurrogate(text[at]) && text.size() - at > 1 && isLowSurrogate(text[at + 1]);
-        if (!isPair)
-            break;
-        at += 2;
+        for (size_t end = at + 1; at < std::min(end, text.size());) {
+            if (!isSurrogate(text[at])) {
+                ++at;
+                continue;
+            }
+            const bool isPair =
+                isHighSurrogate(text[at]) && text.size() - at > 1 && isLowSurrogate(text[at + 1]);
+            if (!isPair)
+                return at;
+            at += 2;
+            end = at + Nearby;
+        }
     }
     return at;
 }

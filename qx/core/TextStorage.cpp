@@ -32,9 +32,9 @@ char16_t* roomIn(IQXCharBuffer& buffer, int32_t capacity) {
 }
 
 /// The same, which ends the hold when there is none.
-char16_t* roomOrEnd(IQXCharBuffer& buffer, int32_t capacity) {
+char16_t* roomOrEnd(IQXCharBuffer& buffer, int64_t capacity) {
     try {
-        return roomIn(buffer, capacity);
+        return roomIn(buffer, checkedSize(capacity));
     } catch (...) {
         buffer.ReleaseWriteLock(-1);
         throw;
@@ -90,24 +90,31 @@ TextStorage TextStorage::sharing(IQXCharBuffer* buffer) {
 char16_t* TextStorage::lock(int32_t capacity) {
     if (isWritable(capacity))
         return writable();
-    if (!m_block)
-        return prepareSlow(std::max(capacity, checkedSize(int64_t{length()} + 1)), length());
-    // Also when the block is shared: a copy may have been taken since the units were written.
+    if (m_block && m_block->isUnique()) // may hold units that were written under another lock
+        return keepAll(capacity);
+    return prepareSlow(std::max(capacity, checkedSize(int64_t{length()} + 1)), length());
+}
+
+char16_t* TextStorage::grow(int32_t capacity) {
+    if (m_block)
+        return isWritable(capacity) ? writable() : keepAll(capacity);
+    return m_length >= 0 || !isBufferWritable() ? lock(capacity) : roomIn(*m_buffer, capacity);
+}
+
+/// Moves all units of the block, beyond the text too. When the block is shared, a copy may have
+/// been taken since they were written.
+char16_t* TextStorage::keepAll(int32_t capacity) {
     return moveToBlock(adjustedCapacity(std::max(capacity, m_block->capacity())), m_units,
                        m_block->capacity(), m_length);
 }
 
-char16_t* TextStorage::grow(int32_t capacity) {
-    return m_length >= 0 || !isBufferWritable() ? lock(capacity) : roomIn(*m_buffer, capacity);
-}
-
 void TextStorage::unlock(int32_t length) {
     if (m_length < 0) {
-        char16_t* const units = roomOrEnd(*m_buffer, checkedSize(int64_t{std::max(length, 0)} + 1));
+        char16_t* const units = roomOrEnd(*m_buffer, int64_t{std::max(length, 0)} + 1);
         commitBuffer(length < 0 ? static_cast<int32_t>(std::u16string_view(units).size()) : length);
         return;
     }
-    const char16_t* const units = lock(checkedSize(int64_t{std::max(length, 0)} + 1));
+    const char16_t* const units = grow(checkedSize(int64_t{std::max(length, 0)} + 1));
     if (length < 0) {
         const char16_t* const last = units + capacity() - 1;
         length = static_cast<int32_t>(std::find(units, last, u'\0') - units);

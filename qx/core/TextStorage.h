@@ -161,9 +161,9 @@ public:
         }
     }
     /// Makes room for @p capacity units that somebody writes outside the calls of this class.
-    /// Whatever was written since the last commit is kept too.
     char16_t* lock(int32_t capacity);
-    /// The same while such writing is under way: a foreign buffer is not locked a second time.
+    /// The same while such writing is under way. What was written is kept too, and a foreign buffer
+    /// is not locked a second time.
     char16_t* grow(int32_t capacity);
     /// Ends such writing after @p length units, at the first 0 unit when it is negative.
     void unlock(int32_t length);
@@ -190,6 +190,7 @@ private:
     QX_API char16_t* prepareSlow(int32_t capacity, int32_t kept);
     QX_API void commitBuffer(int32_t length);
     bool isBufferWritable() const;
+    char16_t* keepAll(int32_t capacity);
     char16_t* moveToBlock(int32_t capacity, const char16_t* units, int32_t kept, int32_t length);
 
     /// Lies in the library, so that it outlives the module that a text comes from.

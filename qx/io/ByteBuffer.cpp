@@ -168,7 +168,7 @@ unsigned int BasicByteBuffer<Derived, Byte>::readFrom(InputStream* in) {
     const int32_t count =
         checkedMove(in->read(streamBytes(bytes.get() + begin), wanted), wanted, EndOfInput);
     const auto moved = static_cast<unsigned int>(std::max(count, 0));
-    m_position = begin + moved;
+    m_position = std::min(begin + moved, m_limit);
     return moved;
 }
 
@@ -191,7 +191,7 @@ unsigned int BasicByteBuffer<Derived, Byte>::writeTo(OutputStream* out) {
         const int32_t length = clippedLength(total - done);
         out->write(streamBytes(bytes.get() + begin + done), length);
         done += static_cast<unsigned int>(length);
-        m_position = begin + done;
+        m_position = std::min(begin + done, m_limit);
     } while (done != total);
     return total;
 }

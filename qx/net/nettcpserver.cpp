@@ -1,5 +1,7 @@
 #include "qx/net/nettcpserver.h"
 
+#include <limits>
+
 #include <qx/net/TcpServerSocket2.h>
 #include <qx/net/detail/Forward.h>
 #include <qx/net/detail/TextOutput.h>
@@ -59,17 +61,23 @@ ENUM_QX_E_SOCKET QxNetTcpServerSocketSaveBoundAddresses(TcpServerSocket2* server
 }
 
 ENUM_QX_E_SOCKET QxNetTcpServerSocketAccept(TcpServerSocket2* server, TcpWorkerSocket2** out) {
+    if (out != nullptr)
+        *out = nullptr;
     return server != nullptr && out != nullptr ? server->accept(out) : QX_E_SOCKET_EINVAL;
 }
 
 ENUM_QX_E_SOCKET QxNetTcpServerSocketAcceptSocket(TcpServerSocket2* server,
                                                   uint64_t* nativeSocket) {
+    if (nativeSocket != nullptr)
+        *nativeSocket = std::numeric_limits<uint64_t>::max();
     return server != nullptr && nativeSocket != nullptr ? server->accept(nativeSocket)
                                                         : QX_E_SOCKET_EINVAL;
 }
 
 ENUM_QX_E_SOCKET QxNetTcpServerSocketGetBoundAddress(TcpServerSocket2* server, uint32_t index,
                                                      signed char* buffer, size_t* length) {
+    if (length != nullptr && (server == nullptr || buffer == nullptr))
+        *length = 0;
     return forward(server, &TcpServerSocket2::getBoundAddress, index, buffer, length);
 }
 

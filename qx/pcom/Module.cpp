@@ -206,11 +206,12 @@ RegistryChange::RegistryChange(Module& module) : m_module(module), m_outer(t_inn
 RegistryChange::~RegistryChange() { t_innermost = m_outer; }
 
 void RegistryChange::setDefaultValue(const String& path, const char16_t* value) {
-    m_steps->all.push_back({path, value ? String(value) : String(), false});
+    m_steps->all.push_back(
+        {String(path, String::AM_COPY), value ? String(value) : String(), false});
 }
 
 void RegistryChange::deleteKey(const String& path) {
-    m_steps->all.push_back({path, String(), true});
+    m_steps->all.push_back({String(path, String::AM_COPY), String(), true});
 }
 
 void RegistryChange::setFound() noexcept { m_steps->isFound = true; }

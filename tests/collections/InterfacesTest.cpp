@@ -259,8 +259,11 @@ TEST(ListFacade, ComparesAsWhatItWrapsAndTellsClassesOfElementsApart) {
     EXPECT_EQ(items.indexOf(makeReference<qxtest::Item>(1)), 0);
     EXPECT_EQ(items.indexOf(nullptr), 1);
     EXPECT_EQ(items.get(1), nullptr);
-    const collections::List<Integer32> numbers(dynamic_cast<List*>(items.getWrapped()));
+    collections::List<Integer32> numbers(dynamic_cast<List*>(items.getWrapped()));
     EXPECT_THROW(numbers.get(0), CastFailedException);
+    EXPECT_THROW(numbers.remove(0), CastFailedException);
+    EXPECT_THROW(numbers.set(0, 7), CastFailedException);
+    EXPECT_EQ(items.indexOf(makeReference<qxtest::Item>(1)), 0);
     EXPECT_EQ(numbers.get(1), nullptr);
     EXPECT_THROW(numbers.begin(), CastFailedException);
 }

@@ -86,6 +86,19 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
 INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(Fork::allAndEach()),
                          testing::PrintToStringParamName());
 
+TEST(ForkedChild, IsMadeWhileTheLibraryStartsAndEnds) {
+    const std::jthread restarting([](const std::stop_token& stop) {
+        while (!stop.stop_requested())
+            QXCLLibUninit(), QXCLLibInit();
+    });
+    for (int i = 0; i < 8 * Forks; ++i) {
+        ChildProcess child(fork());
+        if (child.pid() == 0)
+            _exit(0);
+        ASSERT_EQ(child.join(), 0);
+    }
+}
+
 TEST(ForkedChild, FindsNobodyWaiting) {
     if (!ChildHasMemory || !ChildHasThreads)
         GTEST_SKIP() << "the sanitizer leaves a child no memory or no threads";

@@ -150,8 +150,10 @@ TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
         if (text.starts_with(Bom))
             expectEach(result::UnmappableCharacter,
                        {ini.DeleteSet(u"b"), ini.AddKey(u"b", u"k", u"v", true)});
-        EXPECT_EQ(contentOf(ini), before);
         EXPECT_EQ(readFile(path), text);
+        std::filesystem::remove(path); // so that memory alone can undo a change
+        EXPECT_EQ(ini.AddKey(u"b", u"k", u"中", true), result::UnmappableCharacter);
+        EXPECT_EQ(contentOf(ini), before);
         EXPECT_EQ(ini.AddKey(u"a", u"k", u"ä", true), result::Ok);
         EXPECT_EQ(readFile(path), "[a]\nk=\xE4\n\n");
     }
@@ -161,6 +163,7 @@ TEST_F(IniFileTest, WritesSortedWithoutCommentsAndKeepsWhatItDidNotRead) {
     const std::string unread =
         std::string("stop here\n\n# comment\n [x] \nk=\xFF") + '\0' + "\n[B]";
     const std::pair<std::string, std::string> cases[] = {
+        {"[]\nk=v\n[]", "[]\nk=v\n\n[]\n"},
         {"# c\n[b]\ny = 2\nX=1\n\n[A]\nk=v ; c", "[A]\nk=v ; c\n\n[b]\nX=1\ny=2\n\n"},
         {"[b]\nk=1\n[a]\n" + unread, "[a]\n\n[b]\nk=1\n\n" + unread},
         {unread, unread},

@@ -4,13 +4,11 @@
 
 #include <algorithm>
 
-#include <qx/core/CastTo.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>
-#include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/CharToByteConverter.h>
-#include <qx/text/charset/ComCodec.h>
+#include <qx/text/charset/ConverterState.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Decode.h>
@@ -66,17 +64,19 @@ bool isWithinPair(std::u16string_view text, int32_t position) {
 /// stands in front, and those of a text in pieces are those of the whole.
 Reference<CharToByteConverter> encoderAt(int32_t position, std::u16string_view text,
                                          const char16_t* encoding) {
-    using text::charset::CTBCom;
     Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
-    const auto* const codec = castTo<const CTBCom>(encoder.get());
-    if (codec ? !codec->hasState() : !castTo<const text::charset::CTBMarked>(encoder.get()))
+    if (position == 0 || !text::charset::hasConverterState(*encoder))
         return encoder;
     signed char piece[512];
-    int32_t at = 0;
-    int32_t written = 1;
-    while (at < position && written > 0) {
+    for (int32_t at = 0, written = 1; at < position && written > 0;) {
         written = 0;
-        encoder->convert(text.data(), &at, position, piece, &written, sizeof piece);
+        const auto convert = [&] {
+            encoder->convert(text.data(), &at, position, piece, &written, sizeof piece);
+        };
+        if (resultOf(convert) < 0) { // of which the call in front of this has told
+            encoder->reset();
+            written = ++at;
+        }
     }
     return encoder;
 }

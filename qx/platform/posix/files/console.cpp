@@ -30,6 +30,10 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 /// Gives the terminal back before the signal ends the process as it would have without us.
 extern "C" void restoreAndDie(int signal) {
+    sigset_t stopping; // as the terminal would, in the background
+    ::sigemptyset(&stopping);
+    ::sigaddset(&stopping, SIGTTOU);
+    ::pthread_sigmask(SIG_BLOCK, &stopping, nullptr);
     ::tcsetattr(s_terminal, TCSANOW, &s_savedMode);
     ::raise(signal); // pending until the handler returns; the default action was set on entry
 }
