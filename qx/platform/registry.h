@@ -16,12 +16,12 @@
 /// file's status. A change waits while another process makes one; 0x800700AA when somebody who may
 /// only read the file has kept it locked for three seconds.
 ///
-/// Limits: 65,535 units for a path and for a name, 512 names in a path (0x800700CE beyond), 64 MiB
-/// for the data of a value (0x80070057). A damaged file gives 0x80070570 or the last state that is
-/// whole and is then never written over; a file or folder that belongs to somebody else, or that
-/// others may write (see module.h), 0x80070005; a file of a later format 0x80070032. All functions
-/// may be called from any thread. Out-parameters are 0, empty or all ones after a failure, unless
-/// said otherwise.
+/// Limits: 65,535 units for a path and for a name, 512 names in a path (a change or a walk beyond
+/// gives 0x800700CE, and a look finds nothing), 64 MiB for the data of a value (0x80070057). A
+/// damaged file gives 0x80070570 or the last state that is whole and is then never written over; a
+/// file or folder that belongs to somebody else, or that others may write (see module.h),
+/// 0x80070005; a file of a later format 0x80070032. All functions may be called from any thread.
+/// Out-parameters are 0, empty or all ones after a failure, unless said otherwise.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>

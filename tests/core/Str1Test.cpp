@@ -200,6 +200,7 @@ TEST(Str1, ConvertsBytesInPieces) {
         {half, u"AMP-7", result::InvalidCharacter, "abc"},
         {half, u"ASCII", result::InvalidCharacter, "abc"},
         {plain, u"UTF-8-SIG", result::Ok, "\xEF\xBB\xBF"s + "abc"},
+        {half, u"UTF-8-SIG", result::InvalidCharacter, "\xEF\xBB\xBF"s + "abc"},
         {text, u"no such encoding", result::UnknownEncoding, ""},
     };
     for (const auto& row : rows) {

@@ -73,11 +73,14 @@ int32_t createBeside(const char* path, Reference<IQXCharCodecList>& list) {
 Reference<IQXCharCodec> findInList(const char16_t* name) {
     int32_t outcome = result::Ok;
     const Reference<IQXCharCodecList> list = findCodecList(&outcome);
+    if (!list) {
+        isFound(outcome); // throws for want of memory
+        return nullptr;
+    }
     IQXCharCodec* found = nullptr;
     QXEncodingInfo info;
-    if ((list || isFound(outcome)) && list &&
-        (isFound(list->CreateCodec(name, &found)) ||
-         (QXGetEncInfoByName(name, &info) >= 0 && isFound(list->CreateCodec(info.name, &found)))))
+    if (isFound(list->CreateCodec(name, &found)) ||
+        (QXGetEncInfoByName(name, &info) >= 0 && isFound(list->CreateCodec(info.name, &found))))
         return Reference<IQXCharCodec>::attach(found);
     return nullptr;
 }

@@ -73,11 +73,14 @@ Reference<CharToByteConverter> encoderAt(int32_t position, std::u16string_view t
         const auto convert = [&] {
             encoder->convert(text.data(), &at, position, piece, &written, sizeof piece);
         };
-        if (resultOf(convert) < 0) { // of which the call in front of this has told
+        if (resultOf(convert) < 0) { // told before, too
             encoder->reset();
             written = ++at;
         }
     }
+    // So was half a pair right in front, which then does not go on behind it.
+    if (!isWithinPair(text, position))
+        setConverterState(*encoder, getConverterState(*encoder));
     return encoder;
 }
 
