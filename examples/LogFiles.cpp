@@ -1,8 +1,9 @@
 // Logs from several threads into files of limited size while somebody renames the file that is
-// being written, and is in the way of a rotation for a time. Then it looks for every line: LogFiles
-// FOLDER
+// being written, and is in the way of a rotation for a time. Then it looks for every line:
+// LogFiles FOLDER
 //
-// Exit code: 0 when all of it is there, in order and whole, 1 when not.
+// Exit code: 0 when all of it is there, in order and whole, 1 when not, 2 for a mistake in the
+// arguments.
 
 #include <algorithm>
 #include <cstdint>
@@ -68,43 +69,74 @@ int collect(const fs::path& folder, std::map<std::pair<int, int>, int>& found) {
     return longer;
 }
 
-void run(const fs::path& folder) {
-    const auto file =
-        qx::makeReference<LogFile>(folder / "log", LogFileOptions{.limit = Limit, .kept = 1000});
-    // Most lines come to the file in two parts.
-    const auto writer = qx::makeReference<qx::io::OutputStreamWriter>(file, u"UTF-8", 50);
-    const auto queue = AsyncProcessor::create(LineLogWriter::create(writer), 1);
-    const auto logger = Logger::create(u"files");
-    logger->setProcessor(queue);
+/// The log in the folder and who writes to it. The scenes come one behind the other.
+class Scenes {
+public:
+    explicit Scenes(const fs::path& folder)
+        : m_folder(folder), m_file(qx::makeReference<LogFile>(
+                                folder / "log", LogFileOptions{.limit = Limit, .kept = 1000})) {
+        // Most lines come to the file in two parts.
+        const auto writer = qx::makeReference<qx::io::OutputStreamWriter>(m_file, u"UTF-8", 50);
+        m_queue = AsyncProcessor::create(LineLogWriter::create(writer), 1);
+        m_logger->setProcessor(m_queue);
+    }
 
-    logFromThreads(*logger, *queue, 0);
-    const uint64_t rotated = file->getRotatedCount();
-    require(rotated > 10 && file->getFailedCount() == 0, "the files have not been rotated");
-    std::cout << "files of limited size\n";
+    void play() {
+        rotate();
+        standInTheWay();
+        rename();
+    }
 
-    // A folder where the full file would go: it is written on, and that is told.
-    for (auto number = rotated; number > 0; --number)
-        fs::rename(folder / ("log." + std::to_string(number)),
-                   folder / ("old." + std::to_string(number)));
-    fs::create_directory(folder / "log.1");
-    fs::create_directory(folder / "log.1" / "full");
-    fs::create_symlink("nowhere", folder / "log.2");
-    logFromThreads(*logger, *queue, Lines);
-    require(file->getFailedCount() > 0 && file->getFirstFailure() < 0, "no failure was told");
-    require(file->getRotatedCount() == rotated, "there was no room for another file");
-    fs::remove_all(folder / "log.1");
-    fs::remove(folder / "log.2");
-    std::cout << "something in the way\n";
+private:
+    void log() {
+        logFromThreads(*m_logger, *m_queue, m_nextLine);
+        m_nextLine += Lines;
+    }
 
-    // The file gets another name, of which the log is told later.
-    fs::rename(folder / "log", folder / "renamed");
-    logFromThreads(*logger, *queue, 2 * Lines);
-    file->requestReopen();
-    logFromThreads(*logger, *queue, 3 * Lines);
-    require(fs::exists(folder / "log"), "the file has not been opened anew");
-    std::cout << "renamed and opened anew\n";
+    void rotate() {
+        log();
+        require(m_file->getRotatedCount() > 10 && m_file->getFailedCount() == 0,
+                "the files have not been rotated");
+        std::cout << "files of limited size\n";
+    }
 
-    // Something is in the way of that, and goes away later.
+    /// A folder where the full file would go: it is written on, and that is told.
+    void standInTheWay() {
+        const uint64_t rotated = m_file->getRotatedCount();
+        for (auto number = rotated; number > 0; --number)
+            fs::rename(m_folder / ("log." + std::to_string(number)),
+                       m_folder / ("old." + std::to_string(number)));
+        fs::create_directory(m_folder / "log.1");
+        fs::create_directory(m_folder / "log.1" / "full");
+        fs::create_symlink("nowhere", m_folder / "log.2");
+        log();
+        require(m_file->getFailedCount() > 0 && m_file->getFirstFailure() < 0,
+                "no failure was told");
+        require(m_file->getRotatedCount() == rotated, "there was no room for another file");
+        fs::remove_all(m_folder / "log.1");
+        fs::remove(m_folder / "log.2");
+        std::cout << "something in the way\n";
+    }
+
+    /// The file gets another name, of which the log is told later.
+    void rename() {
+        fs::rename(m_folder / "log", m_folder / "renamed");
+        log();
+        m_file->requestReopen();
+        log();
+        require(fs::exists(m_folder / "log"), "the file has not been opened anew");
+        std::cout << "renamed and opened anew\n";
+    }
+
+    const fs::path m_folder;
+    const qx::Reference<LogFile> m_file;
+    qx::Reference<AsyncProcessor> m_queue;
+    const qx::Reference<Logger> m_logger = Logger::create(u"files");
+    int m_nextLine = 0;
+};
+
+/// Something is in the way of opening the file anew, and goes away later.
+void reopenLater(const fs::path& folder) {
     const fs::path other = folder / "other";
     fs::create_directory(other);
     const auto unlimited = qx::makeReference<LogFile>(other / "log");
@@ -117,14 +149,21 @@ void run(const fs::path& folder) {
     for (int line = 0; line < 1000 && !fs::exists(other / "log"); ++line)
         unlimited->write(std::string("sooner or later into the new one\n"));
     require(fs::exists(other / "log"), "the file has not been opened anew later");
+}
 
-    // What a killed process has left.
+/// Logs behind what a killed process has left.
+void continueTornLine(const fs::path& folder) {
     std::ofstream(folder / "log", std::ios::app)
         << "2024-01-31T23:59:58.007+01:00 INFO files - | 9 9";
     const auto again = Logger::create(u"files");
     again->setProcessor(LineLogWriter::create(qx::makeReference<LogFile>(folder / "log")));
     again->log(Level::Info, u"{0} {1}", 9, 10);
+}
 
+void run(const fs::path& folder) {
+    Scenes(folder).play();
+    reopenLater(folder);
+    continueTornLine(folder);
     std::map<std::pair<int, int>, int> found;
     const int longer = collect(folder, found);
     require(std::ranges::all_of(found, [](const auto& line) { return line.second == 1; }),
@@ -139,10 +178,10 @@ int main(int argc, char** argv) {
     try {
         if (argc != 2) {
             std::cerr << "usage: LogFiles FOLDER, which is empty\n";
-            return 1;
+            return 2;
         }
         run(argv[1]);
-        return 0;
+        return std::cout.flush() ? 0 : 1;
     } catch (const std::exception& failure) {
         std::cerr << "LogFiles: " << failure.what() << '\n';
     }
