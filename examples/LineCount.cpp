@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 
+#include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/io/BufferedReader.h>
 #include <qx/io/FileInputStream.h>
@@ -55,4 +56,5 @@ int main(int argc, char** argv) {
             return 1;
         }
     }
+    return std::cout.flush() ? 0 : 1;
 }

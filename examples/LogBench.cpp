@@ -4,13 +4,16 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <iomanip>
 #include <iostream>
+#include <optional>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
+#include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/exec/CallableRunnable.h>
 #include <qx/io/FileOutputStream.h>
@@ -18,6 +21,7 @@
 #include <qx/io/OutputStreamWriter.h>
 #include <qx/log/AsyncProcessor.h>
 #include <qx/log/BasicLogWriter.h>
+#include <qx/log/Level.h>
 #include <qx/log/Logger.h>
 
 namespace {
@@ -33,7 +37,7 @@ Nanoseconds logMessages(qx::log::Logger& logger, int count) {
     Nanoseconds times(static_cast<size_t>(count));
     auto before = Clock::now();
     for (auto& time : times) {
-        logger.log(3, text);
+        logger.log(qx::log::Level::Info, text);
         const auto now = Clock::now();
         time = static_cast<uint32_t>((now - before).count());
         before = now;
@@ -63,7 +67,8 @@ void measure(const char* name, const qx::String& path, Flush flush, int threads,
         for (auto& own : times)
             loggers.emplace_back([&] { own = logMessages(*logger, messages / threads); });
     }
-    processor->flush();
+    if (!processor->flush() || processor->getFailedCount() != 0)
+        throw std::runtime_error("not everything was written");
     const std::chrono::duration<double> seconds = Clock::now() - begin;
 
     Nanoseconds all;
@@ -83,16 +88,17 @@ void measure(const char* name, const qx::String& path, Flush flush, int threads,
 } // namespace
 
 int main(int argc, char** argv) {
-    const int threads = argc > 1 ? std::atoi(argv[1]) : 1;
-    const int messages = argc > 2 ? std::atoi(argv[2]) : 200'000;
+    const int threads = argc > 1 ? qx::String(argv[1]).toInt().value_or(0) : 1;
+    const int messages = argc > 2 ? qx::String(argv[2]).toInt().value_or(0) : 200'000;
     const qx::String path = argc > 3 ? qx::String(argv[3]) : qx::String(u"/dev/null");
-    if (threads < 1 || messages < threads) {
+    if (threads < 1 || messages < threads || argc > 4) {
         std::cerr << "usage: LogBench [THREADS [MESSAGES [FILE]]]\n";
-        return 1;
+        return 2;
     }
     try {
         measure("flush held back", path, Flush::HeldBack, threads, messages);
         measure("flush per message", path, Flush::PerMessage, threads, messages);
+        return std::cout.flush() ? 0 : 1;
     } catch (const std::exception& failure) {
         std::cerr << "LogBench: " << failure.what() << '\n';
         return 1;

@@ -3,6 +3,7 @@
 #include <exception>
 #include <iostream>
 
+#include <qx/core/Reference.h>
 #include <qx/core/String.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>

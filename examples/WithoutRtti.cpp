@@ -20,6 +20,7 @@
 #include <qx/io/InputStreamReader.h>
 #include <qx/io/StringWriter.h>
 #include <qx/log/BasicLogWriter.h>
+#include <qx/log/Level.h>
 #include <qx/log/LevelFilter.h>
 #include <qx/log/Logger.h>
 
@@ -59,6 +60,7 @@ namespace {
 using qx::makeReference;
 using qx::Reference;
 using qx::String;
+using qx::log::Level;
 
 class Overheated : public qx::Exception {
 public:
@@ -127,8 +129,9 @@ void useOwnClass() {
 void useStreams(const char* file) {
     const auto text = makeReference<qx::io::StringWriter>();
     const auto logger = qx::log::Logger::create(u"planets");
-    logger->setProcessor(qx::log::LevelFilter::create(qx::log::BasicLogWriter::create(text), 1));
-    logger->log(qx::log::Level::Warning, u"{0} of {1} seen", 7, makeReference<qx::Integer32>(8));
+    logger->setProcessor(
+        qx::log::LevelFilter::create(qx::log::BasicLogWriter::create(text), Level::Warning));
+    logger->log(Level::Warning, u"{0} of {1} seen", 7, makeReference<qx::Integer32>(8));
     std::cout << text->toString();
 
     const auto bytes = makeReference<qx::io::FileInputStream>(file);
@@ -142,7 +145,7 @@ void useStreams(const char* file) {
 
 } // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     if (argc != 2) {
         std::cerr << "usage: " << argv[0] << " FILE\n";
         return 2;
@@ -150,4 +153,8 @@ int main(int argc, char** argv) {
     useCollections();
     useOwnClass();
     useStreams(argv[1]);
+    return std::cout.flush() ? 0 : 1;
+} catch (const std::exception& failure) {
+    std::cerr << "WithoutRtti: " << failure.what() << '\n';
+    return 1;
 }

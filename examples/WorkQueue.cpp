@@ -7,7 +7,9 @@
 #include <iostream>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <qx/core/String.h>
@@ -111,6 +113,7 @@ int main() try {
     });
     for (const auto& word : words)
         std::cout << word << '\n';
+    return std::cout.flush() ? 0 : 1;
 } catch (const std::exception& failure) {
     std::cerr << "WorkQueue: " << failure.what() << '\n';
     return 1;

@@ -3,8 +3,9 @@
 // round trips in a second goes to standard error.
 
 #include <chrono>
-#include <cstdlib>
+#include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,8 +35,8 @@ std::string echoed(qx::net::TcpSocket& socket, const std::string& line) {
 } // namespace
 
 int main(int argc, char** argv) try {
-    const int port = argc > 2 ? std::atoi(argv[2]) : 0;
-    const int rounds = argc > 3 ? std::atoi(argv[3]) : 1;
+    const int port = argc > 2 ? qx::String(argv[2]).toInt().value_or(0) : 0;
+    const int rounds = argc > 3 ? qx::String(argv[3]).toInt().value_or(0) : 1;
     if (port < 1 || port > 0xFFFF || rounds < 1 || argc > 4) {
         std::cerr << "usage: EchoClient HOST PORT [ROUNDS]\n";
         return 2;
@@ -60,7 +61,7 @@ int main(int argc, char** argv) try {
     const auto trips = lines.size() * static_cast<size_t>(rounds);
     std::cerr << trips << " round trips, "
               << static_cast<long>(static_cast<double>(trips) / time.count()) << " a second\n";
-    return 0;
+    return std::cout.flush() ? 0 : 1;
 } catch (const std::exception& exception) {
     std::cerr << "EchoClient: " << exception.what() << '\n';
     return 1;

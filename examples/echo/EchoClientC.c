@@ -109,5 +109,9 @@ int main(int argc, char** argv) {
     if (code != 0)
         return fail(what, code);
     fprintf(stderr, "%ld round trips, %ld a second\n", trips, (long)((double)trips / time));
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        perror("EchoClientC: standard output");
+        return 1;
+    }
     return 0;
 }

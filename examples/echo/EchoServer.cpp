@@ -4,10 +4,12 @@
 // goes on for ever.
 
 #include <condition_variable>
-#include <cstdlib>
+#include <cstdint>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -105,12 +107,12 @@ private:
 } // namespace
 
 int main(int argc, char** argv) try {
-    const int port = argc > 1 ? std::atoi(argv[1]) : 0;
-    if (port < 1 || port > 0xFFFF || argc > 4) {
+    const int port = argc > 1 ? qx::String(argv[1]).toInt().value_or(0) : 0;
+    const std::optional<int64_t> count = argc > 3 ? qx::String(argv[3]).toInt64() : INT64_MAX;
+    if (port < 1 || port > 0xFFFF || !count || *count < 1 || argc > 4) {
         std::cerr << "usage: EchoServer PORT [HOSTS [COUNT]]\n";
         return 2;
     }
-    const long limit = argc > 3 ? std::atol(argv[3]) : -1;
     const auto server =
         listenOn(static_cast<uint16_t>(port), argc > 2 && *argv[2] ? argv[2] : nullptr);
     char bound[2048];
@@ -119,7 +121,7 @@ int main(int argc, char** argv) try {
     std::cout << "listening on " << bound << std::endl;
 
     Connections connections;
-    for (long served = 0; served != limit; ++served) {
+    for (int64_t served = 0; served < *count; ++served) {
         TcpWorkerSocket2* accepted = nullptr;
         if (const ENUM_QX_E_SOCKET code = server->accept(&accepted)) {
             // Short of descriptors, say. Those that wait are served when others have ended.

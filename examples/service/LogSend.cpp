@@ -7,13 +7,13 @@
 // reason. Exit code: 0 when all are stored, 1 when some are not, 2 for a mistake in the arguments.
 
 #include <atomic>
-#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -154,15 +154,13 @@ private:
 
 Address readAddress(const String& text) {
     const int32_t colon = text.lastIndexOf(u':');
-    const std::string digits = text.substring(colon + 1).toUtf8();
-    uint16_t port = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-    if (colon < 1 || error != std::errc() || *end != 0 || port == 0)
+    const int32_t port = text.substring(colon + 1).toInt().value_or(0);
+    if (colon < 1 || port < 1 || port > 0xFFFF)
         throw std::invalid_argument(text.toUtf8() + " is no HOST:PORT");
     String host = text.substring(0, colon);
     if (host.startsWith(u"[") && host.endsWith(u"]"))
         host = host.substring(1, host.getLength() - 1);
-    return {host.toUtf8(), port};
+    return {host.toUtf8(), static_cast<uint16_t>(port)};
 }
 
 std::vector<std::string> readLines(std::istream& in) {
@@ -175,11 +173,11 @@ std::vector<std::string> readLines(std::istream& in) {
 }
 
 int readNumber(const qx::util::CommandLineParser& options, const char16_t* name, int highest) {
-    const int32_t value = options.getValueLong(name, 0);
-    if (value < 1 || value > highest)
+    const std::optional<int32_t> value = options.getValueString(name, 0).toInt();
+    if (!value || *value < 1 || *value > highest)
         throw std::invalid_argument(String(name).toUtf8() + " is a number from 1 to " +
                                     std::to_string(highest));
-    return value;
+    return *value;
 }
 
 Task readTask(qx::util::CommandLineParser& options, int argc, char** argv) {
@@ -245,7 +243,7 @@ int main(int argc, char** argv) {
         if (options.isPresent(u"help")) {
             std::cout << "usage: LogSend [OPTION...] ADDRESS[,ADDRESS...] [FILE]\n\n"
                       << options.usage();
-            return 0;
+            return std::cout.flush() ? 0 : 1;
         }
         const size_t stored = send(task);
         std::cout << stored << " of " << task.lines.size() << " lines are stored" << std::endl;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -42,13 +41,11 @@ std::optional<int64_t> takeNumber(const char* name, int64_t highest) {
     const auto digits = take(name);
     if (!digits)
         return std::nullopt;
-    const char* const end = digits->data() + digits->size();
-    int64_t value = 0;
-    const auto [parsed, error] = std::from_chars(digits->data(), end, value);
-    if (error != std::errc() || parsed != end || value < 0 || value > highest)
+    const std::optional<int64_t> value = qx::String::fromUtf8(*digits).toInt64();
+    if (!value || *value < 0 || *value > highest)
         throw UsageFailure(qx::String::fromUtf8(std::string(name) + " is a number from 0 to " +
                                                 std::to_string(highest) + ", not " + *digits));
-    return value;
+    return *value;
 }
 
 /// Variables for another process are left over from one that has started this one.

@@ -1,8 +1,9 @@
 #include "Settings.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iostream>
+#include <optional>
+#include <stdexcept>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
@@ -110,14 +111,11 @@ int32_t level(const PropertySet& properties) {
 
 int32_t number(const PropertySet& properties, const char16_t* name, int32_t lowest,
                int32_t highest) {
-    const std::string digits = properties.get(name).toUtf8();
-    const char* const end = digits.data() + digits.size();
-    int32_t value = 0;
-    const auto [parsed, error] = std::from_chars(digits.data(), end, value);
-    if (error != std::errc() || parsed != end || value < lowest || value > highest)
+    const std::optional<int32_t> value = properties.get(name).toInt();
+    if (!value || *value < lowest || *value > highest)
         throw UsageFailure(String(name) + u" is a number from " + String::valueOf(lowest) +
                            u" to " + String::valueOf(highest));
-    return value;
+    return *value;
 }
 
 std::vector<std::string> addresses(const PropertySet& properties) {
@@ -143,7 +141,10 @@ std::optional<Settings> readSettings(int argc, const char* const* argv) {
         std::cout << "usage: Service [OPTION...]\n\n"
                   << options.usage()
                   << "\nWhat is not given here is looked up in the registry, under\n"
-                     "QX_HKEY_USER/Examples/Service, and in the INI file.\n";
+                     "QX_HKEY_USER/Examples/Service, and in the INI file.\n"
+                  << std::flush;
+        if (!std::cout)
+            throw std::runtime_error("the help cannot be written");
         return std::nullopt;
     }
     if (const String mistake = options.findMistake(); !mistake.isEmpty())

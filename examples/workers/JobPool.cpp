@@ -210,6 +210,7 @@ int main(int argc, char** argv) try {
     supervisor.check();
     std::printf("%d jobs in %.2f s, %.0f a second; %u workers were killed, %u of them inside\n",
                 jobs, seconds, jobs / seconds, supervisor.killed(), supervisor.repairs());
+    return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "JobPool: %s\n", failure.what());
     return 1;
