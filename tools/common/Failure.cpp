@@ -19,7 +19,7 @@ void requireFile(int32_t result, const std::string& name) {
 }
 
 std::string absolutePath(const std::string& name) {
-    std::string absolute(65536, '\0');
+    std::string absolute(PathCapacity, '\0');
     requireFile(QXPathExpand(name.c_str(), absolute.data(), static_cast<int32_t>(absolute.size())),
                 qx::util::fromSystemName(name.c_str()).toUtf8());
     return absolute.c_str();

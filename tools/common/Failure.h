@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -28,6 +29,9 @@ Failure fileFailure(const std::string& name, int32_t result);
 
 /// @throws what fileFailure gives, for a negative result
 void requireFile(int32_t result, const std::string& name);
+
+/// Bytes for a path of the system, with room for one that is longer than the system takes.
+constexpr size_t PathCapacity = 65536;
 
 /// The absolute path of a file or folder that need not exist.
 /// @param name  as the system takes it

@@ -11,10 +11,10 @@
 namespace fs = std::filesystem;
 
 std::optional<std::string> installedModule(const char* fileName) {
-    char program[4096];
-    qx::throwIfFailed(QXModuleGetFileName(reinterpret_cast<const void*>(&installedModule), program,
-                                          static_cast<int32_t>(sizeof program)));
-    const fs::path folder = fs::path(program).parent_path();
+    std::string program(PathCapacity, '\0');
+    qx::throwIfFailed(QXModuleGetFileName(reinterpret_cast<const void*>(&installedModule),
+                                          program.data(), static_cast<int32_t>(program.size())));
+    const fs::path folder = fs::path(program.c_str()).parent_path();
     for (const char* const place : {QX_MODULES_FROM_PROGRAMS, "../modules"}) {
         const fs::path module = folder / place / fileName;
         std::error_code ignored;

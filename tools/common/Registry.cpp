@@ -10,7 +10,7 @@ namespace {
 
 /// The folder that the registry lies in; empty when the user has none.
 std::string registryFolder() {
-    std::string folder(65536, '\0');
+    std::string folder(PathCapacity, '\0');
     if (QXRegistryGetFolder(folder.data(), static_cast<int32_t>(folder.size())) < 0)
         return {};
     return folder.c_str();

@@ -24,8 +24,8 @@ Without expressions, standard input is read line by line.
   --version   show the version
 
 An expression has + - * / % ^ ( ) and numbers, whose digits above 9 are upper-case letters.
-+ - * are exact, / rounds half away from zero, % is the remainder that is not negative, ^ takes
-an integer and binds from right to left. The functions are:
++ - * are exact, / rounds half away from zero, % is the remainder by a positive number, which
+is never negative, ^ takes an integer and binds from right to left. The functions are:
 
   div(a,b)       quotient of integers, cut off
   gcd(a,b)       greatest common divisor

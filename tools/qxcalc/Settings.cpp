@@ -1,8 +1,7 @@
 #include "Settings.h"
 
 #include <algorithm>
-#include <charconv>
-#include <string>
+#include <optional>
 
 const Setting* findSetting(std::u16string_view name) {
     const auto* found = std::ranges::find(SettingTable, name, &Setting::name);
@@ -10,13 +9,10 @@ const Setting* findSetting(std::u16string_view name) {
 }
 
 bool assign(Settings& settings, const Setting& setting, std::u16string_view digits) {
-    const std::string text = qx::String(digits).toUtf8();
-    const char* const end = text.data() + text.size();
-    int32_t value = 0;
-    const auto [stopped, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || stopped != end || value < setting.lowest || value > setting.highest)
+    const std::optional<int32_t> value = qx::String(digits).toInt();
+    if (!value || *value < setting.lowest || *value > setting.highest)
         return false;
-    settings.*setting.value = value;
+    settings.*setting.value = *value;
     return true;
 }
 
