@@ -137,8 +137,9 @@ for program in "${programs[@]}"; do
         ;;
     qxreg)
         offers "export" ex
-        offers "QX_HKEY_USER QX_HKEY_USER_32 QX_HKEY_USER_64 QX_HKEY_USER_CROSS" \
-            query --registry some.folder QX_HKEY_U
+        offers "QX_HKEY_USER" query --registry some.folder QX_HKEY_U
+        offers "QX_HKEY_CONFIG QX_HKEY_CONFIG_32 QX_HKEY_CONFIG_64 QX_HKEY_CONFIG_CROSS" \
+            export QX_HKEY_CO
         offers "uint32 uint64" add --type u
         offers "--recursive --registry" query QX_HKEY_USER --re
         offers some.folder export QX_HKEY_USER some.f

@@ -22,7 +22,7 @@ replaces() {
     local in=$1 out=$2 what=$3
     shift 3
     bytes "$in" >bad.in
-    fails 1 "replaced $what (--substitute TEXT says by what, --strict refuses)" "$@" bad.in
+    fails 1 "replaced $what, first in bad.in (--substitute TEXT says by what, --strict refuses)" "$@" bad.in
     equal "$in $*" "$(hex <stdout)" "$out"
 }
 

@@ -14,7 +14,7 @@ import pathlib
 import sys
 
 KINDS = ("file", "folder", "messages", "encoding", "set", "object", "registry-key")
-ROOTS = "QX_HKEY_{USER,CLASSES,CONFIG}{,_32,_64,_CROSS}"
+ROOTS = "QX_HKEY_{USER,{CLASSES,CONFIG}{,_32,_64,_CROSS}}"
 
 
 class Description:
@@ -74,9 +74,10 @@ def bash(of):
         "messages": 'compopt -o filenames 2>/dev/null\n'
                     'mapfile -t COMPREPLY < <(compgen -d -- "$current"; '
                     'compgen -f -X \'!*.messages\' -- "$current")',
-        "encoding": '# Whatever way the program was called, it knows the encodings.\n'
-                    'kind=$("${COMP_WORDS[0]}" -l 2>/dev/null | cut -d \' \' -f 1)\n'
-                    'COMPREPLY=($(compgen -W "$kind" -- "$current"))',
+        "encoding": '# Whatever way the program was called, it knows the encodings, in any letter case.\n'
+                    'while read -r name _; do\n'
+                    '    [[ ${name,,} != "${current,,}"* ]] || COMPREPLY+=("$name")\n'
+                    'done < <("${COMP_WORDS[0]}" -l 2>/dev/null)',
         "set": names_from('"${COMP_WORDS[0]}" "${words[0]/#\\~/$HOME}" sets 2>/dev/null'),
         "object": names_from('"${COMP_WORDS[0]}" list 2>/dev/null | '
                              "sed -n 's/^[^ ][^ ]* \\(.*\\): .*/\\1/p'"),

@@ -22,7 +22,7 @@ function __qxbundle_at
 end
 complete -c qxbundle -f
 complete -c qxbundle -l output -r -F -d 'compile: the source, else standard output'
-complete -c qxbundle -l module -r -F -d 'install: the module that serves the messages'
+complete -c qxbundle -l module -r -F -d 'install: qxmessages.so, else the one that came with the program'
 complete -c qxbundle -l locale -x -d 'get: language, language_COUNTRY, with @variant'
 complete -c qxbundle -l registry -x -a '(__fish_complete_directories)' -d 'use the registry in this folder'
 complete -c qxbundle -s h -l help -d 'show a summary'

@@ -5,7 +5,7 @@
 local program=$words[1] curcontext=$curcontext state line
 _arguments -S \
     '--output=[compile: the source, else standard output]:file:_files' \
-    '--module=[install: the module that serves the messages]:file:_files' \
+    '--module=[install: qxmessages.so, else the one that came with the program]:file:_files' \
     '--locale=[get: language, language_COUNTRY, with @variant]:locale:' \
     '--registry=[use the registry in this folder]:folder:_files -/' \
     '(- *)'{-h,--help}'[show a summary]' \

@@ -129,21 +129,18 @@ void Conversion::start(const Source& source, Progress& progress) {
         progress.advance(count);
     }
     const bool isMarked = mark.encoding && countsMark(m_from, mark.encoding);
-    useDecoder(Decoder(isMarked ? qx::Reference(ByteToCharConverter::getConverter(mark.encoding))
-                                : decoderFor(m_from),
-                       m_replacement));
+    m_decoder = Decoder(isMarked ? qx::Reference(ByteToCharConverter::getConverter(mark.encoding))
+                                 : decoderFor(m_from),
+                        m_replacement);
     m_markLength = isMarked ? mark.length : 0;
     m_input.removeFront(m_markLength);
 }
 
-void Conversion::useDecoder(Decoder decoder) {
-    noteInvalid();
-    m_decoder = std::move(decoder);
-}
-
-void Conversion::noteInvalid() {
+void Conversion::noteReplaced(const Source& source) {
     if (m_decoder.hasSubstituted() && m_invalid.empty())
         m_invalid = m_decoder.encodingName();
+    if (m_replacedIn.empty() && (!m_invalid.empty() || m_encoder.hasSubstituted()))
+        m_replacedIn = source.name;
 }
 
 void Conversion::convert(const Source& source, BackgroundWriter& writer, Progress& progress) {
@@ -169,6 +166,7 @@ void Conversion::convert(const Source& source, BackgroundWriter& writer, Progres
         }
         writer.write(m_bytes);
     }
+    noteReplaced(source);
 }
 
 void Conversion::endOutput(BackgroundWriter& writer) {
@@ -178,7 +176,6 @@ void Conversion::endOutput(BackgroundWriter& writer) {
 }
 
 void Conversion::finish() {
-    noteInvalid();
     if (m_isAsked)
         return;
     std::string replaced;
@@ -188,7 +185,7 @@ void Conversion::finish() {
         replaced += (replaced.empty() ? "" : " and ") +
                     std::string("characters without a form in ") + m_encoder.encodingName();
     if (!replaced.empty())
-        throw Failure(Failure::Runtime, "replaced " + replaced +
+        throw Failure(Failure::Runtime, "replaced " + replaced + ", first in " + m_replacedIn +
                                             " (--substitute TEXT says by what, --strict refuses)");
 }
 

@@ -40,8 +40,7 @@ public:
 private:
     void start(const Source& source, Progress& progress);
     int32_t readBlock(const Source& source);
-    void useDecoder(Decoder decoder);
-    void noteInvalid();
+    void noteReplaced(const Source& source);
     const Buffer<char16_t>& text();
     int32_t convertBlock(bool atEnd);
     TextFault seenFromInput(TextFault fault);
@@ -51,7 +50,8 @@ private:
     std::optional<std::string> m_from;
     bool m_followsMark; ///< the encoding of the input may be that of its mark
     Decoder m_decoder;
-    std::string m_invalid; ///< encodings in which bad text was replaced
+    std::string m_invalid;    ///< encoding in which bad text was replaced
+    std::string m_replacedIn; ///< the first source in which any text was
     Encoder m_encoder;
     LineEnds m_lineEnds;
     bool m_isAsked; ///< for what is done with bad text

@@ -24,9 +24,10 @@ Without files, or for the file "-", standard input is read.
   -d FOLDER          write a file for each into FOLDER, under its own name
   --in-place         write each file anew; with =SUFFIX keep the old one under its name
                      and SUFFIX
-  --errors HOW       with text that cannot be converted: strict, replace and ignore do
-                     as --strict, the default and iconv -c, but without the exit
-                     status 1; escape writes \\xFF for a byte, \\u4E2D for a character
+  --errors HOW       what to do with text that cannot be converted: strict stops with
+                     exit status 1, as --strict does; replace, ignore (iconv -c) and
+                     escape (\\xFF for a byte, \\u4E2D for a character) go on, and the
+                     exit status stays 0
   -c                 as --errors ignore
   --line-ends END    make all ends of lines lf, crlf or cr
   --strict           stop at the first invalid byte sequence and at the first character

@@ -36,9 +36,10 @@ _qxconv() {
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
         ;;
     encoding)
-        # Whatever way the program was called, it knows the encodings.
-        kind=$("${COMP_WORDS[0]}" -l 2>/dev/null | cut -d ' ' -f 1)
-        COMPREPLY=($(compgen -W "$kind" -- "$current"))
+        # Whatever way the program was called, it knows the encodings, in any letter case.
+        while read -r name _; do
+            [[ ${name,,} != "${current,,}"* ]] || COMPREPLY+=("$name")
+        done < <("${COMP_WORDS[0]}" -l 2>/dev/null)
         ;;
     *'|'*) COMPREPLY=($(compgen -W "${kind//|/ }" -- "$current")) ;;
     esac

@@ -38,7 +38,7 @@ _qxreg() {
     registry-key)
         # a path goes on behind the root
         compopt -o nospace 2>/dev/null
-        COMPREPLY=($(compgen -W "$(echo QX_HKEY_{USER,CLASSES,CONFIG}{,_32,_64,_CROSS})" -- "$current"))
+        COMPREPLY=($(compgen -W "$(echo QX_HKEY_{USER,{CLASSES,CONFIG}{,_32,_64,_CROSS}})" -- "$current"))
         ;;
     *'|'*) COMPREPLY=($(compgen -W "${kind//|/ }" -- "$current")) ;;
     esac

@@ -23,7 +23,7 @@ end
 complete -c qxreg -f
 complete -c qxreg -l recursive -d 'query: also all keys below'
 complete -c qxreg -l json -d 'query, watch, list: print JSON'
-complete -c qxreg -l type -x -a 'string uint32 uint64 bytes' -d 'add: what VALUE is'
+complete -c qxreg -l type -x -a 'string uint32 uint64 bytes' -d 'add: what the value is'
 complete -c qxreg -l interval -x -d 'watch: milliseconds between two looks'
 complete -c qxreg -l count -x -d 'watch: end after so many changes, 0 never'
 complete -c qxreg -l registry -x -a '(__fish_complete_directories)' -d 'use the registry in this folder'
@@ -38,6 +38,6 @@ complete -c qxreg -n '__qxreg_at -eq 0' -a watch -d 'print what changes below a 
 complete -c qxreg -n '__qxreg_at -eq 0' -a register -d 'enter the classes of a component module'
 complete -c qxreg -n '__qxreg_at -eq 0' -a unregister -d 'take them out again'
 complete -c qxreg -n '__qxreg_at -eq 0' -a list -d 'print the registered classes'
-complete -c qxreg -n '__qxreg_at -eq 1 query add delete export watch' -a 'QX_HKEY_{USER,CLASSES,CONFIG}{,_32,_64,_CROSS}'
+complete -c qxreg -n '__qxreg_at -eq 1 query add delete export watch' -a 'QX_HKEY_{USER,{CLASSES,CONFIG}{,_32,_64,_CROSS}}'
 complete -c qxreg -n '__qxreg_at -eq 2 export' -F
 complete -c qxreg -n '__qxreg_at -eq 1 import register unregister' -F

@@ -6,7 +6,7 @@ local program=$words[1] curcontext=$curcontext state line
 _arguments -S \
     '--recursive[query: also all keys below]' \
     '--json[query, watch, list: print JSON]' \
-    '--type=[add: what VALUE is]:value:(string uint32 uint64 bytes)' \
+    '--type=[add: what the value is]:value:(string uint32 uint64 bytes)' \
     '--interval=[watch: milliseconds between two looks]:number:' \
     '--count=[watch: end after so many changes, 0 never]:number:' \
     '--registry=[use the registry in this folder]:folder:_files -/' \
@@ -32,7 +32,7 @@ if [[ $state == command ]]; then
     return
 fi
 case $state:$line[1] in
-1:(query|add|delete|export|watch)) compadd -S "" -- QX_HKEY_{USER,CLASSES,CONFIG}{,_32,_64,_CROSS} ;;
+1:(query|add|delete|export|watch)) compadd -S "" -- QX_HKEY_{USER,{CLASSES,CONFIG}{,_32,_64,_CROSS}} ;;
 2:(export)) _files ;;
 1:(import|register|unregister)) _files ;;
 *) return 1 ;;
