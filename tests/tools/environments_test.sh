@@ -43,7 +43,7 @@ serve() {
 if [ -n "${QX_MODULES-}" ]; then
     mkdir lib modules
     cp "$(ldd "$program" | awk '/libqx/ { print $3 }')" lib
-    install -m 700 "$QX_MODULES/qxcodecs.so" modules
+    install -m 755 "$QX_MODULES"/{qxcodecs,qxmessages}.so modules
     export LD_LIBRARY_PATH=$folder/lib
 else
     echo "skipped: locales that need the module of codecs"
@@ -180,8 +180,9 @@ else
     fails_at_home "$key: access denied, or others may write the registry in $registry" \
         qxreg add "$key" n v
     fails_at_home "$key: does not exist" qxreg query "$key"
-    fails_at_home "registry: access denied, or others may write the registry in $registry" \
-        qxbundle install "$data/messages" --module "$program"
+    [ -z "${QX_MODULES-}" ] ||
+        fails_at_home "registry: access denied, or others may write the registry in $registry" \
+            qxbundle install "$data/messages" --module "$folder/modules/qxmessages.so"
     fails_at_home "home/f.ini: Permission denied" qxini home/f.ini set s k w
     fails_at_home "home/out: Permission denied" qxconv -o home/out text
     fails_at_home "home/out: Permission denied" qxbundle compile "$data/messages" --output home/out

@@ -45,9 +45,11 @@ bad/M.en_US.messages:4: d has {0} to {2}, but {0} in bad/M.de.messages:4
 bad/M.en_US.messages: no text for c, which bad/M.de.messages has' bad
 printf 'x\ny = \\q\n' >bad/M.de.messages
 printf '\xff = 1' >bad/Other.fr.messages
+printf 'a = {1}' >bad/Whole.fr.messages
 finds 'bad/M.de.messages:1: no "="
 bad/M.de.messages:2: the unknown escape \q
-bad/Other.fr.messages:1: not UTF-8' bad
+bad/Other.fr.messages:1: not UTF-8
+bad/Whole.fr.messages:1: {1} of a is never replaced, for there is no {0}' bad
 
 for file in M.messages .de.messages M.de M._DE.messages 'M\x.de.messages' M.de_.messages; do
     echo 'a = 1' >"$file"
@@ -105,7 +107,7 @@ fails 1 'no message files of Greeter' uninstall Greeter
 printf 'a = 1\n' >msgs/Greeter.de.messages
 printf 'a = 1\na = 2\n' >msgs/Greeter.fr.messages
 fails 1 'msgs/Greeter.fr.messages:2: the key a was there in line 1' install msgs
-gives '' list Greeter
+fails 1 "$none" list Greeter
 gives '' install "$data" --module "$module"
 gives '' install "$data/Greeter.de.messages" "$data"
 serves
@@ -114,6 +116,8 @@ gives '' uninstall Nothing
 equal "left in the registry" "$("$qxreg" query QX_HKEY_CLASSES --recursive | grep -v CLSID)" \
     QX_HKEY_CLASSES_64
 fails 1 "$PWD/none.so: not found" install "$data" --module none.so
+fails 1 "$PWD/m.EN_us.messages: is no library" install "$data" --module m.EN_us.messages
+equal "register the module for files" "$("$qxreg" register "$module" >/dev/null 2>&1; echo $?)" 1
 
 # --- compile
 gives '' compile "$data" --output a.cpp
@@ -141,7 +145,7 @@ fails 2 "unknown command show $more" show
 fails 2 "wrong number of arguments for check $more" check
 fails 2 "wrong number of arguments for get $more" get Greeter
 fails 2 "--locale does not go with list $more" list --locale de
-fails 2 "Unknown option --all $more" check --all "$data"
+fails 2 "unknown option --all $more" check --all "$data"
 equal "help" "$("$qxbundle" --help | head -n 1)" 'usage: qxbundle check FILE...'
 
 finish

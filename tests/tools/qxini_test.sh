@@ -53,7 +53,7 @@ fails 1 'f.ini: no set Main' f.ini list Main
 # --- what is not done
 fails 1 'f.ini: the key is there already (without --keep it is replaced)' f.ini set zß Ä x --keep
 fails 1 'f.ini: no set none with a key k' f.ini get none k
-fails 1 'a line feed, or a key with "=" or a start that no key has' f.ini set a b=c d
+fails 1 'f.ini: a text may not hold a line feed, and a key neither hold "=" nor begin with "[", "#", ":" or ";" nor begin or end with a blank' f.ini set a b=c d
 fails 1 'none.ini: no such file, or it cannot be read' none.ini list
 fails 1 'no/f.ini: not found' no/f.ini set a k v
 equal "the disk is full" "$("$qxini" f.ini list 2>&1 >/dev/full; echo $?)" \
@@ -85,8 +85,8 @@ fails 2 "no command $usage" f.ini
 fails 2 "unknown command fetch $usage" f.ini fetch
 fails 2 "wrong number of arguments for get $usage" f.ini get a
 fails 2 "wrong number of arguments for sets $usage" f.ini sets a b
-fails 2 "--json goes with list and sets $usage" f.ini get a b --json
-fails 2 "--keep goes with set $usage" f.ini list --keep
+fails 2 "--json does not go with get $usage" f.ini get a b --json
+fails 2 "--keep does not go with list $usage" f.ini list --keep
 equal "unknown option" "$("$qxini" f.ini list --jsn >/dev/null 2>&1; echo $?)" 2
 equal "help names every option" "$("$qxini" --help | grep -cE '^ +-*(json|keep|semaphore|h, --help|version)\b')" 5
 equal "status of help" "$("$qxini" --help >/dev/null; echo $?)" 0

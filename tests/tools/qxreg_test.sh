@@ -76,8 +76,10 @@ printf 'qxreg 1\n"n"=uint32:1\n' >bad
 fails 1 'line 2: a value before the first key' import bad
 printf 'qxreg 1\nkey "QX_HKEY_NONE\\\\A"\n' >bad
 fails 1 'line 2: Unknown QX_HKEY' import bad
-printf 'text\n' >bad
-fails 1 'line 1: not written by qxreg export' import bad
+for text in '' 'text\n'; do
+    printf "$text" >bad
+    fails 1 'line 1: not written by qxreg export' import bad
+done
 printf 'qxreg 1\nkey "QX_HKEY_USER\\\\\xff"\n' >bad
 fails 1 'the text is not UTF-8' import bad
 
@@ -135,7 +137,7 @@ fails 1 "$key \"Name\": does not exist" query "$key" Name
 fails 1 "$key \"Name\": does not exist" delete "$key" Name
 gives '' delete QX_HKEY_USER/Software
 fails 1 'QX_HKEY_USER\Software: does not exist' query 'QX_HKEY_USER\Software'
-fails 1 'QX_HKEY_USER: cannot be named or stored so' delete QX_HKEY_USER
+fails 1 'QX_HKEY_USER: is a root, which cannot be deleted' delete QX_HKEY_USER
 
 # --- damage and usage
 printf 'x' | dd of="$XDG_DATA_HOME/qx/registry/user.qxreg" bs=1 conv=notrunc status=none
@@ -149,7 +151,8 @@ fails 2 "wrong number of arguments for watch $more" watch "$key" name
 fails 2 "unknown type text; it is string, uint32, uint64 or bytes $more" add "$key" n v --type text
 fails 2 '4294967296 is no value of type uint32' add "$key" n 4294967296 --type uint32
 fails 2 '0af is no value of type bytes' add "$key" n 0af --type bytes
-fails 2 "Unknown option --all $more" query "$key" --all
+fails 2 "unknown option --all $more" query "$key" --all
+fails 2 "--recursive does not go with list $more" list --json --recursive
 equal "help" "$("$qxreg" --help | head -n 1)" 'usage: qxreg query KEY [NAME] [--recursive] [--json]'
 
 finish

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
 
+using qx::String;
 using qx::util::CommandLineParser;
 
 void print(std::string_view text) {
@@ -41,27 +44,62 @@ void Program::parse(CommandLineParser& parser, int argc, const char* const* argv
     parser.parseArguments(argc, argv);
     answer(parser);
     if (const qx::String mistake = parser.findMistake(); !mistake.isEmpty())
-        throw usage(mistake.toUtf8());
+        throw usage((mistake.substring(0, 1).toLower() + mistake.substring(1)).toUtf8());
 }
 
-void Program::defineQuestions(CommandLineParser& parser) {
-    parser.defineOption(u"help", 0, nullptr, u"show this text");
-    parser.defineOption(u"version", 0, nullptr, u"show the version");
+CommandLineParser Program::parserOf(std::span<const OptionRow> options) {
+    CommandLineParser parser;
+    for (const OptionRow& option : options)
+        parser.defineOption(option.name, option.value ? 1 : 0, option.byDefault);
+    parser.defineOption(u"help", 0);
+    parser.defineOption(u"version", 0);
+    return parser;
 }
 
-std::string Program::usageOf(const CommandLineParser& parser) {
-    std::string text = parser.usage().toUtf8();
-    // In the blanks before the column of the descriptions, as options with values are longer.
-    constexpr std::string_view Plain = "--help    ";
-    text.replace(text.find(Plain), Plain.size(), "-h, --help");
-    return text;
+std::string Program::usageOf(std::span<const OptionRow> options) {
+    std::vector<std::pair<String, String>> lines;
+    for (const OptionRow& option : options) {
+        auto& [spelled, text] = lines.emplace_back(String(u"--") + option.name, String());
+        if (option.value)
+            spelled.append(u" ").append(option.value);
+        if (option.commands)
+            text.append(option.commands).append(u": ");
+        text.append(option.description);
+        if (option.byDefault)
+            text.append(u" (default: ").append(option.byDefault).append(u")");
+    }
+    lines.emplace_back(u"-h, --help", u"show this text");
+    lines.emplace_back(u"--version", u"show the version");
+    int32_t width = 0;
+    for (const auto& [spelled, text] : lines)
+        width = std::max(width, spelled.getLength());
+    String usage;
+    for (auto& [spelled, text] : lines) {
+        spelled.resize(width, u' ');
+        usage.append(u"  ").append(spelled).append(u"  ").append(text).append(u"\n");
+    }
+    return usage.toUtf8();
 }
 
-int32_t Program::numberOf(const CommandLineParser& parser, const qx::String& option) const {
-    const qx::String text = parser.getValueString(option, 0);
+void Program::requireFitting(const CommandLineParser& parser, std::span<const OptionRow> options,
+                             const String& command) const {
+    for (const OptionRow& option : options) {
+        if (!option.commands || !parser.isPresent(option.name))
+            continue;
+        const auto fitting = String(option.commands).replaceAll(u" ", u"").split(u',');
+        if (std::ranges::find(fitting, command) == fitting.end())
+            throw usage((u"--" + String(option.name) + u" does not go with " + command).toUtf8());
+    }
+}
+
+int32_t Program::numberOf(const CommandLineParser& parser, const String& option,
+                          int32_t least) const {
+    const String text = parser.getValueString(option, 0);
     const std::optional<int32_t> number = text.toInt();
-    if (!number || *number < 0)
-        throw usage((u"--" + option + u" takes a number, not " + text).toUtf8());
+    if (!number || *number < least)
+        throw usage(
+            (u"--" + option + u" takes a number from " + String::valueOf(least) + u", not " + text)
+                .toUtf8());
     return *number;
 }
 

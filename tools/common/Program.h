@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <exception>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,15 @@ int fail(const char* program, int status, std::string_view message);
 /// What a program prints, instead of doing its work, when it is asked about itself.
 struct Answer {
     std::string text;
+};
+
+/// An option that a command line may have.
+struct OptionRow {
+    const char16_t* name;
+    const char16_t* value;     ///< what its value is called; null for an option without one
+    const char16_t* byDefault; ///< its value where it is not given; null for none
+    const char16_t* commands;  ///< that it goes with, separated by ", "; null for all
+    const char16_t* description;
 };
 
 /// A program's name, and what it says about itself.
@@ -56,14 +66,18 @@ struct Program {
         return usage((u"wrong number of arguments for " + command).toUtf8());
     }
 
-    /// Defines "--help" and "--version" for usageOf; answer knows them without.
-    static void defineQuestions(qx::util::CommandLineParser& parser);
-    /// The lines of all options, with "-h" beside "--help".
-    static std::string usageOf(const qx::util::CommandLineParser& parser);
+    /// A parser for these options, "--help" and "--version".
+    static qx::util::CommandLineParser parserOf(std::span<const OptionRow> options);
+    /// The lines of the same options.
+    static std::string usageOf(std::span<const OptionRow> options);
+    /// @throws Failure by usage for an option that does not go with the command
+    void requireFitting(const qx::util::CommandLineParser& parser,
+                        std::span<const OptionRow> options, const qx::String& command) const;
 
-    /// The value of an option that counts something: 0 to 2^31 - 1.
+    /// The value of an option that counts something: @p least to 2^31 - 1.
     /// @throws Failure by usage for another text
-    int32_t numberOf(const qx::util::CommandLineParser& parser, const qx::String& option) const;
+    int32_t numberOf(const qx::util::CommandLineParser& parser, const qx::String& option,
+                     int32_t least) const;
 
     /// A mistake in the arguments, with the way to the help.
     Failure usage(const std::string& mistake) const;

@@ -1,6 +1,7 @@
 #include "Check.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <set>
 #include <string_view>
@@ -111,15 +112,16 @@ std::string findFaults(const std::vector<NamedMessages>& set) {
         for (const auto& [line, reason] : each.file.mistakes())
             faults += placeOf(each, line) + ": " + reason.toUtf8() + '\n';
     }
-    if (!faults.empty())
-        return faults;
+    const auto isFaultless = [](const NamedMessages& each) { return each.file.mistakes().empty(); };
     for (size_t begin = 0, end; begin < set.size(); begin = end) {
         const String& base = set[begin].name.baseName;
         for (end = begin + 1; end < set.size(); ++end) {
             if (!set[end].name.baseName.equals(qx::TextView(base), true))
                 break;
         }
-        BaseCheck(set, begin, end, faults).run();
+        if (std::all_of(set.begin() + static_cast<ptrdiff_t>(begin),
+                        set.begin() + static_cast<ptrdiff_t>(end), isFaultless))
+            BaseCheck(set, begin, end, faults).run();
     }
     return faults;
 }

@@ -26,8 +26,9 @@ BASE in one language: lines of UTF-8 text with a key, "=" and the message in whi
 and so on stand for arguments; "#" begins a comment. For a FILE that is a folder all message
 files in it are taken.
 
-  check      prints what is wrong with the files, and where those of a base differ: keys that
-             one of them does not have, other arguments in the messages of a key
+  check      prints what is wrong with the files, and where those of a base, if nothing is,
+             differ: keys that one of them does not have, other arguments in the messages of
+             a key
   compile    writes the source of a C++ component module with the messages in it
   install    enters the files into the registry, all or none, so that programs find them
              where they are
@@ -38,7 +39,8 @@ files in it are taken.
 
 In a message or key "\n", "\t" and "\r" are control characters, "\uXXXX" is a UTF-16 unit,
 "\" before "\", "=", "#" or a blank takes that as it is, and at the end of a line lets the
-next one go on. What de_CH does not have programs take from de.
+next one go on. What de_CH does not have programs take from de. Every command takes
+--registry FOLDER.
 
 )";
 
@@ -53,31 +55,23 @@ struct CommandRow {
     std::u16string_view name;
     Command command;
     int32_t fewest, most; ///< parameters behind the command's name
-    const char16_t* option;
 };
 
 constexpr CommandRow Commands[] = {
-    {u"check", Command::Check, 1, Any, nullptr},
-    {u"compile", Command::Compile, 1, Any, u"output"},
-    {u"install", Command::Install, 1, Any, u"module"},
-    {u"uninstall", Command::Uninstall, 1, 1, nullptr},
-    {u"list", Command::List, 0, 1, nullptr},
-    {u"get", Command::Get, 2, 2, u"locale"},
+    {u"check", Command::Check, 1, Any},     {u"compile", Command::Compile, 1, Any},
+    {u"install", Command::Install, 1, Any}, {u"uninstall", Command::Uninstall, 1, 1},
+    {u"list", Command::List, 0, 1},         {u"get", Command::Get, 2, 2},
 };
 
-CommandLineParser makeParser() {
-    CommandLineParser parser;
-    parser.defineOption(u"output", 1, nullptr, u"compile: the source, else standard output");
-    parser.defineOption(u"module", 1, nullptr,
-                        u"install: the module qxmessages.so, else the one that came with "
-                        u"this program");
-    parser.defineOption(u"locale", 1, nullptr, u"get: language, language_COUNTRY, with @variant");
-    parser.defineOption(u"registry", 1, nullptr, u"use the registry in this folder");
-    Program::defineQuestions(parser);
-    return parser;
-}
+constexpr OptionRow KnownOptions[] = {
+    {u"locale", u"LOCALE", nullptr, u"get", u"language, language_COUNTRY, with @variant"},
+    {u"module", u"FILE", nullptr, u"install",
+     u"qxmessages.so, which else is the one that came with this program"},
+    {u"output", u"FILE", nullptr, u"compile", u"the source, else standard output"},
+    {u"registry", u"FOLDER", nullptr, nullptr, u"use the registry in this folder"},
+};
 
-std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+std::string helpText() { return Synopsis + Program::usageOf(KnownOptions) + Statuses; }
 
 constexpr Program Self{"qxbundle", helpText};
 
@@ -86,29 +80,25 @@ Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
-    CommandLineParser parser = makeParser();
+    CommandLineParser parser = Program::parserOf(KnownOptions);
     Self.parse(parser, argc, argv);
     Options options;
     const int32_t count = parser.getParameterCount();
     if (count == 0)
         throw usage(u"no command");
     const String name = parser.getParameter(0)->getValueString(0);
-    const CommandRow& row = Self.commandOf(Commands, name, count - 1);
-    options.command = row.command;
+    options.command = Self.commandOf(Commands, name, count - 1).command;
+    Self.requireFitting(parser, KnownOptions, name);
     for (int32_t next = 1; next < count; ++next)
         options.parameters.push_back(parser.getParameter(next)->getValueString(0));
 
     const auto take = [&](const char16_t* option, std::optional<String>& to) {
-        if (!parser.isPresent(option))
-            return;
-        if (!row.option || std::u16string_view(option) != row.option)
-            throw usage(String(u"--") + option + u" does not go with " + name);
-        to = parser.getValueString(option, 0);
+        if (parser.isPresent(option))
+            to = parser.getValueString(option, 0);
     };
     take(u"output", options.output);
     take(u"module", options.module);
     take(u"locale", options.locale);
-    if (parser.isPresent(u"registry"))
-        options.registry = parser.getValueString(u"registry", 0);
+    take(u"registry", options.registry);
     return options;
 }

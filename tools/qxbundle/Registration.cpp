@@ -1,18 +1,19 @@
 #include "Registration.h"
 
 #include <deque>
-#include <filesystem>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
-#include <qx/platform/files.h>
+#include <qx/platform/module.h>
 #include <qx/platform/registry.h>
+#include <qx/platform/result.h>
 #include <qx/util/Guid.h>
 #include <qx/util/SystemName.h>
 #include <qx/util/config/RegistryKey.h>
 
 #include "tools/common/Failure.h"
 #include "tools/common/InstalledModule.h"
+#include "tools/common/Module.h"
 
 using namespace qx::literals;
 using qx::String;
@@ -21,7 +22,6 @@ using qx::util::fromSystemName;
 using qx::util::RegistryKey;
 using qx::util::toSystemName;
 
-namespace fs = std::filesystem;
 namespace result = qx::result;
 
 namespace {
@@ -79,6 +79,15 @@ RegisteredBundle bundleOf(BundleName name) {
     return {std::move(name), classId, valueOf(key, FileValue), valueOf(key + u"\\InprocServer32")};
 }
 
+/// Refuses what programs could not load, or would not, by asking for a class that no module has.
+void requireLoadable(const std::string& module) {
+    const QXGUID none{};
+    void* object = nullptr;
+    const int32_t code = QXComCreateObjectFromFile(module.c_str(), &none, &none, &object);
+    if (code != result::ClassNotAvailable)
+        requireModule(code, fromSystemName(module.c_str()).toUtf8());
+}
+
 void requireFree(const BundleName& name) {
     const RegisteredBundle present = bundleOf(name);
     if (!present.classId.isEmpty() && present.file.isEmpty() && !present.module.isEmpty())
@@ -90,9 +99,7 @@ void requireFree(const BundleName& name) {
 
 void install(const std::vector<NamedMessages>& set, const std::optional<String>& module) {
     const std::string modulePath = module ? absolutePath(toSystemName(*module)) : findModule();
-    std::error_code ignored;
-    if (!fs::is_regular_file(modulePath, ignored))
-        throw fileFailure(fromSystemName(modulePath.c_str()).toUtf8(), result::NotFound);
+    requireLoadable(modulePath);
     Changes changes;
     for (const NamedMessages& each : set) {
         requireFree(each.name);

@@ -47,6 +47,11 @@ void compile(const Options& options) {
                 options.output->toUtf8());
 }
 
+Failure noBundle(const String& baseName) {
+    return Failure(Failure::Runtime,
+                   "no bundle " + baseName.toUtf8() + " (qxbundle list shows which there are)");
+}
+
 void list(const Options& options) {
     std::optional<String> baseName;
     if (!options.parameters.empty())
@@ -57,6 +62,8 @@ void list(const Options& options) {
         text += (bundle.name.baseName + u" " + bundle.name.localeName + u" " + place).toUtf8();
         text += '\n';
     }
+    if (baseName && text.empty())
+        throw noBundle(*baseName);
     print(text);
 }
 
@@ -66,20 +73,19 @@ void get(const Options& options) {
     std::optional<Locale> locale;
     if (options.locale)
         locale.emplace(options.locale->getData());
-    const auto missing = [](const std::string& what) { return Failure(Failure::Runtime, what); };
     qx::Reference<StringBundle> bundle;
     try {
         bundle = StringBundle::getBundle(baseName, locale ? &*locale : nullptr);
     } catch (const qx::Exception&) {
-        throw missing("no bundle " + baseName.toUtf8() + " (qxbundle list shows which there are)");
+        throw noBundle(baseName);
     }
     try {
         print(bundle->getString(key).toUtf8() + '\n');
     } catch (const qx::ResultException&) {
         throw;
     } catch (const qx::Exception&) {
-        throw missing("no text for " + key.toUtf8() + " in " + baseName.toUtf8() + ", " +
-                      bundle->getLocale()->toString().toUtf8());
+        throw Failure(Failure::Runtime, "no text for " + key.toUtf8() + " in " + baseName.toUtf8() +
+                                            ", " + bundle->getLocale()->toString().toUtf8());
     }
 }
 

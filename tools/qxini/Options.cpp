@@ -19,7 +19,8 @@ constexpr char Synopsis[] =
        qxini FILE sets [SET] [--json]
 
 Shows and changes an INI file: sets of key=value lines. Letter case does not matter in the
-names of sets and keys. A set "A\B" is a subset of "A".
+names of sets and keys, nor do blanks around a value. A set "A\B" is a subset of "A".
+Every command takes --semaphore NAME.
 
   get         prints a value
   set         sets a value; set and key, and the file, are made as needed
@@ -53,17 +54,14 @@ constexpr CommandRow Commands[] = {
     {u"list", Command::List, 0, 1},     {u"sets", Command::Sets, 0, 1},
 };
 
-CommandLineParser makeParser() {
-    CommandLineParser parser;
-    parser.defineOption(u"json", 0, nullptr, u"list, sets: print JSON");
-    parser.defineOption(u"keep", 0, nullptr, u"set: fail when the key is there");
-    parser.defineOption(u"semaphore", 1, nullptr,
-                        u"name by which the processes that share the file take turns");
-    Program::defineQuestions(parser);
-    return parser;
-}
+constexpr OptionRow KnownOptions[] = {
+    {u"json", nullptr, nullptr, u"list, sets", u"print JSON"},
+    {u"keep", nullptr, nullptr, u"set", u"fail when the key is there"},
+    {u"semaphore", u"NAME", nullptr, nullptr,
+     u"by which the processes that share the file take turns"},
+};
 
-std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+std::string helpText() { return Synopsis + Program::usageOf(KnownOptions) + Statuses; }
 
 constexpr Program Self{"qxini", helpText};
 
@@ -83,6 +81,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
     if (!command)
         throw usage(file ? u"no command" : u"no file");
     options.command = Self.commandOf(Commands, *command, count - next).command;
+    Self.requireFitting(parser, KnownOptions, *command);
     options.file = *file;
     take(options.set);
     take(options.key);
@@ -92,7 +91,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
-    CommandLineParser parser = makeParser();
+    CommandLineParser parser = Program::parserOf(KnownOptions);
     Self.parse(parser, argc, argv);
     Options options;
     readParameters(parser, options);
@@ -103,10 +102,5 @@ Options parseOptions(int argc, const char* const* argv) {
         if (options.semaphore->isEmpty())
             throw usage(u"--semaphore takes a name");
     }
-    const bool isList = options.command == Command::List || options.command == Command::Sets;
-    if (options.json && !isList)
-        throw usage(u"--json goes with list and sets");
-    if (options.keep && options.command != Command::Set)
-        throw usage(u"--keep goes with set");
     return options;
 }

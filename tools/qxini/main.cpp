@@ -1,6 +1,7 @@
 // qxini: shows and changes INI files.
 
 #include <string>
+#include <vector>
 
 #include <qx/platform/result.h>
 #include <qx/util/config/IniFile.h>
@@ -33,6 +34,11 @@ IniFile open(const Options& options, bool mustExist) {
     }
 }
 
+/// Whether there is the set, or a subset of it.
+bool exists(IniFile& ini, const String& set) {
+    return ini.view().hasSet(set) || IniFileSetIterator(ini, set.getData()).hasNext();
+}
+
 /// What was asked for is not there; a line that was not understood may be why.
 Failure missing(IniFile& ini, const Options& options) {
     std::string message = options.file.toUtf8() + ": no set " + options.set->toUtf8();
@@ -57,7 +63,7 @@ void list(IniFile& ini, const Options& options) {
     const IniFileView view = ini.view();
     if (!options.set)
         return print(options.json ? fileJson(view) : fileText(view));
-    if (!view.hasSet(*options.set))
+    if (!exists(ini, *options.set))
         throw missing(ini, options);
     print(options.json ? setJson(view, *options.set) : setText(view, *options.set));
 }
@@ -78,9 +84,7 @@ int32_t change(IniFile& ini, const Options& options) {
     case Options::Command::Delete:
         return ini.DeleteKey(set, options.key->getData());
     default:
-        return ini.view().hasSet(*options.set) || IniFileSetIterator(ini, set).hasNext()
-                   ? ini.DeleteSet(set)
-                   : result::NotFound;
+        return exists(ini, *options.set) ? ini.DeleteSet(set) : result::NotFound;
     }
 }
 
@@ -94,7 +98,9 @@ void changeAndReport(IniFile& ini, const Options& options) {
                           ": the key is there already (without --keep it is replaced)");
     if (changed == result::InvalidArgument)
         throw Failure(Failure::Runtime,
-                      "a line feed, or a key with \"=\" or a start that no key has");
+                      options.file.toUtf8() +
+                          ": a text may not hold a line feed, and a key neither hold \"=\" nor "
+                          "begin with \"[\", \"#\", \":\" or \";\" nor begin or end with a blank");
     if (changed == result::Fail)
         throw Failure(Failure::Runtime, options.file.toUtf8() +
                                             ": nothing was changed: " + ini.getRefusal().toUtf8());

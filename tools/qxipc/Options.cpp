@@ -49,40 +49,30 @@ constexpr CommandRow Commands[] = {
     {u"clean", Command::Clean, 0, 0},
 };
 
-CommandLineParser makeParser() {
-    CommandLineParser parser;
-    parser.defineOption(u"json", 0, nullptr, u"print JSON, one state a line with watch");
-    parser.defineOption(u"interval", 1, u"500", u"watch: milliseconds between two looks");
-    parser.defineOption(u"count", 1, u"0", u"watch: end after so many states, 0 never");
-    Program::defineQuestions(parser);
-    return parser;
-}
+constexpr OptionRow KnownOptions[] = {
+    {u"count", u"N", u"0", u"watch", u"end after so many states, 0 never"},
+    {u"interval", u"MS", u"500", u"watch", u"milliseconds between two looks"},
+    {u"json", nullptr, nullptr, nullptr, u"print JSON, one state a line with watch"},
+};
 
-std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+std::string helpText() { return Synopsis + Program::usageOf(KnownOptions) + Statuses; }
 
 constexpr Program Self{"qxipc", helpText};
-
-Failure usage(const String& mistake) { return Self.usage(mistake.toUtf8()); }
 
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
-    CommandLineParser parser = makeParser();
+    CommandLineParser parser = Program::parserOf(KnownOptions);
     Self.parse(parser, argc, argv);
     Options options;
     const int32_t count = parser.getParameterCount();
-    if (count > 0) {
-        const String name = parser.getParameter(0)->getValueString(0);
-        options.command = Self.commandOf(Commands, name, count - 1).command;
-    }
+    const String name = count > 0 ? parser.getParameter(0)->getValueString(0) : String(u"list");
+    options.command = Self.commandOf(Commands, name, std::max(count - 1, 0)).command;
+    Self.requireFitting(parser, KnownOptions, name);
     if (count > 1)
         options.name = parser.getParameter(1)->getValueString(0);
     options.json = parser.isPresent(u"json");
-    if (options.command != Command::Watch)
-        for (const char16_t* const option : {u"interval", u"count"})
-            if (parser.isPresent(option))
-                throw usage(u"--" + String(option) + u" goes with watch");
-    options.interval = std::max(1, Self.numberOf(parser, u"interval"));
-    options.count = Self.numberOf(parser, u"count");
+    options.interval = Self.numberOf(parser, u"interval", 1);
+    options.count = Self.numberOf(parser, u"count", 0);
     return options;
 }

@@ -113,7 +113,7 @@ void importText(std::string_view text) {
         throw Failure(Failure::Runtime, "the text is not UTF-8");
     std::u16string_view rest = decoded.view();
     Import import;
-    for (int line = 1; !rest.empty(); ++line) {
+    for (int line = 1; line == 1 || !rest.empty(); ++line) {
         const size_t length = std::min(rest.find(u'\n'), rest.size());
         std::u16string_view content = rest.substr(0, length);
         rest.remove_prefix(std::min(length + 1, rest.size()));

@@ -7,11 +7,13 @@
 #include <qx/core/Result.h>
 #include <qx/platform/files.h>
 #include <qx/platform/module.h>
+#include <qx/platform/registry.h>
 #include <qx/platform/result.h>
 #include <qx/util/SystemName.h>
 #include <qx/util/config/RegistryKey.h>
 
 #include "ValueText.h"
+#include "tools/common/Module.h"
 #include "tools/common/Registry.h"
 
 using qx::String;
@@ -101,27 +103,18 @@ String absoluteText(const String& file) {
     return fromSystemName(absolutePath(toSystemName(file)).c_str());
 }
 
-/// Passes on what a module said.
-void requireModule(int32_t code, const std::string& path) {
-    const auto because = [&path](const char* why) {
-        return Failure(Failure::Runtime, path + ": " + why);
-    };
-    switch (code) {
-    case result::AccessDenied:
-        throw because("access denied, or others may change the file or a folder above it");
-    case result::NotALibrary:
-        throw because("is no library");
-    case result::NotAModule:
-        throw because("is no component module");
-    case result::ModuleVersion:
-        throw because("was built for another version of the library (build it again)");
-    case result::ModuleNotFound:
-        throw because("cannot be loaded, or something that it needs");
-    case result::SymbolNotFound:
-        throw because("lacks a function of component modules");
-    default:
-        requireFile(code, path);
-    }
+/// It is another one after each change of what is registered.
+uint64_t classesVersion() {
+    uint64_t version = 0;
+    requireRegistry(QXRegistryGetVersion(QX_HKEY_CLASSES_64, &version), "QX_HKEY_CLASSES_64");
+    return version;
+}
+
+/// What a module that enters nothing, such as qxmessages.so, is told by.
+Failure hasNoClasses(const String& path) {
+    return Failure(Failure::Runtime,
+                   path.toUtf8() + ": has no classes of its own to register (one for message files "
+                                   "is used by qxbundle install)");
 }
 
 std::string jsonOf(const RegisteredClass& registered, bool isMissing) {
@@ -142,7 +135,10 @@ std::string lineOf(const RegisteredClass& registered, bool isMissing) {
 
 void registerModule(const String& file) {
     const String path = absoluteText(file);
+    const uint64_t before = classesVersion();
     requireModule(QXComRegisterModule(path.getData()), path.toUtf8());
+    if (classesVersion() == before)
+        throw hasNoClasses(path);
 }
 
 void unregisterModule(const String& file) {
@@ -152,11 +148,14 @@ void unregisterModule(const String& file) {
             throw registryFailure(path.toUtf8(), result::NotFound);
         return;
     }
+    const uint64_t before = classesVersion();
     const int32_t code = QXComUnregisterModule(path.getData());
     if (code == result::NotFound)
         throw Failure(Failure::Runtime,
                       path.toUtf8() + ": is not registered (qxreg list shows what is)");
     requireModule(code, path.toUtf8());
+    if (classesVersion() == before)
+        throw hasNoClasses(path);
 }
 
 std::string moduleListing(bool json) {

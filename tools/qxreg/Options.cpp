@@ -1,6 +1,6 @@
 #include "Options.h"
 
-#include <algorithm>
+#include <string_view>
 
 #include <qx/core/Exception.h>
 #include <qx/util/config/CommandLineParser.h>
@@ -25,9 +25,10 @@ constexpr char Synopsis[] =
        qxreg unregister MODULE
        qxreg list [--json]
 
-Shows and changes the registry. A key is a root (QX_HKEY_USER, QX_HKEY_CLASSES,
-QX_HKEY_CONFIG and those with _32, _64 or _CROSS), or that with "\" or "/" and a path.
-The empty NAME is the key's default value; bytes are given in hexadecimal.
+Shows and changes the registry. A key is a root (QX_HKEY_USER, or QX_HKEY_CLASSES or
+QX_HKEY_CONFIG, these also with _32, _64 or _CROSS), or that with "\" or "/" and a path.
+The empty NAME is the key's default value; bytes are given in hexadecimal. Every command
+takes --registry FOLDER.
 
   query       prints the value NAME as it is, or all values and subkeys of the key
   add         sets a value, or makes a key without values
@@ -70,19 +71,16 @@ constexpr CommandRow Commands[] = {
 };
 // clang-format on
 
-CommandLineParser makeParser() {
-    CommandLineParser parser;
-    parser.defineOption(u"recursive", 0, nullptr, u"query: also all keys below");
-    parser.defineOption(u"json", 0, nullptr, u"query, watch, list: print JSON");
-    parser.defineOption(u"type", 1, u"string", u"add: what VALUE is");
-    parser.defineOption(u"interval", 1, u"100", u"watch: milliseconds between two looks");
-    parser.defineOption(u"count", 1, u"0", u"watch: end after so many changes, 0 never");
-    parser.defineOption(u"registry", 1, nullptr, u"use the registry in this folder");
-    Program::defineQuestions(parser);
-    return parser;
-}
+constexpr OptionRow KnownOptions[] = {
+    {u"count", u"N", u"0", u"watch", u"end after so many changes, 0 never"},
+    {u"interval", u"MS", u"100", u"watch", u"milliseconds between two looks"},
+    {u"json", nullptr, nullptr, u"query, watch, list", u"print JSON"},
+    {u"recursive", nullptr, nullptr, u"query", u"also all keys below"},
+    {u"registry", u"FOLDER", nullptr, nullptr, u"use the registry in this folder"},
+    {u"type", u"TYPE", u"string", u"add", u"what VALUE is: string, uint32, uint64 or bytes"},
+};
 
-std::string helpText() { return Synopsis + Program::usageOf(makeParser()) + Statuses; }
+std::string helpText() { return Synopsis + Program::usageOf(KnownOptions) + Statuses; }
 
 constexpr Program Self{"qxreg", helpText};
 
@@ -93,6 +91,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
     const int32_t count = parser.getParameterCount() - 1;
     const CommandRow& row = Self.commandOf(Commands, name, count);
     options.command = row.command;
+    Self.requireFitting(parser, KnownOptions, name);
     if (row.command == Command::Add && count == 2) // a name alone says nothing about what to add
         throw Self.wrongCount(name);
     int32_t next = 1;
@@ -118,7 +117,7 @@ void readParameters(const CommandLineParser& parser, Options& options) {
 } // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
-    CommandLineParser parser = makeParser();
+    CommandLineParser parser = Program::parserOf(KnownOptions);
     Self.parse(parser, argc, argv);
     Options options;
     if (parser.getParameterCount() == 0)
@@ -131,8 +130,8 @@ Options parseOptions(int argc, const char* const* argv) {
         options.type = *known;
     else
         throw usage(u"unknown type " + type + u"; it is string, uint32, uint64 or bytes");
-    options.interval = std::max(1, Self.numberOf(parser, u"interval"));
-    options.count = Self.numberOf(parser, u"count");
+    options.interval = Self.numberOf(parser, u"interval", 1);
+    options.count = Self.numberOf(parser, u"count", 0);
     if (parser.isPresent(u"registry"))
         options.registry = parser.getValueString(u"registry", 0);
     return options;

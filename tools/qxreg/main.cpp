@@ -83,6 +83,8 @@ void remove(const Options& options) {
     const String path = options.key->getKey(true);
     const ENUM_QX_HKEY root = options.key->getHKEY();
     const std::string key = nameOf(*options.key);
+    if (!options.name && path.isEmpty())
+        throw Failure(Failure::Runtime, key + ": is a root, which cannot be deleted");
     if (options.name)
         requireRegistry(QXRegistryDeleteValue(root, path.getData(), options.name->getData()),
                         key + " " + quoted(options.name->view()));
