@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <qx/core/ByteView.h>
@@ -19,9 +20,18 @@ public:
     /// @throws RangeErrorException for a negative length, ResultException with result::NullPointer
     ///         for null @p data with a length above 0; the digest is then unchanged
     virtual void update(const signed char* data, int32_t length) = 0;
-    /// The same for bytes in whatever holds them, also of a text in UTF-8.
-    /// @throws std::bad_alloc for 2^31 bytes and more
-    void update(const ByteView& bytes) { update(bytes.data(), bytes.length()); }
+    /// The same for bytes in whatever holds them, also of a text in UTF-8, however many: they are
+    /// added in pieces.
+    void update(const ByteView& bytes) {
+        constexpr size_t LongestPiece = size_t{1} << 26; // MD5Digest takes four times as many
+        size_t added = 0;
+        do {
+            const size_t left = bytes.size() - added;
+            const size_t length = left < LongestPiece ? left : LongestPiece;
+            update(bytes.data() + added, static_cast<int32_t>(length));
+            added += length;
+        } while (added < bytes.size());
+    }
     /// Writes the digest of the message, getLength() bytes, and begins a new message with reset.
     /// @param outLength  the capacity of @p out
     /// @throws ResultException with result::BufferTooSmall when the capacity is too small, with
