@@ -1,8 +1,7 @@
 // Collects log lines: takes connections on several addresses, stores the lines that clients send in
 // a log of lines and an XML log, and answers each line once it is on the disk (see Protocol.h).
 // SIGTERM and SIGINT stop it: what has been received is stored and answered, and statistics are
-// printed. SIGHUP has it open service.log anew, and read
-// its certificate again.
+// printed. SIGHUP has it open service.log anew, and read its certificate again.
 //
 // A service manager such as systemd may hand it sockets that listen, which then take the place of
 // the addresses in the settings, and is told how it goes (see Manager.h, collector.service).

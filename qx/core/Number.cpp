@@ -1,6 +1,5 @@
 #include "qx/core/Number.h"
 
-#include <algorithm>
 #include <limits>
 
 #include <qx/core/Exception.h>

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <ostream>
-#include <typeinfo>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>

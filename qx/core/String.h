@@ -71,6 +71,7 @@ public:
         /// Copies the text in upper case.
         AM_COPY_UPPER = 3,
     };
+    /// At which ends of a text trim removes something.
     enum TrimType {
         TRIM_LEADING = 1,
         TRIM_TRAILING = 2,
@@ -88,8 +89,11 @@ public:
     explicit String(int32_t capacity);
     /// Copies the text of the buffer; null gives the empty text.
     explicit String(const IQXCharBuffer* buffer);
+    /// Copies @p length units, or those before the first 0 unit for a negative length; null gives
+    /// the empty text. There is room for @p capacity units at least, the 0 unit among them.
     String(const char16_t* units, int32_t length = -1, int32_t capacity = 0);
     explicit String(std::u16string_view text);
+    /// As many times the unit; the empty text for a negative count.
     explicit String(char16_t unit, int32_t count = 1, int32_t capacity = 0);
     explicit String(char32_t codePoint) { append(codePoint); }
     /// Decodes UTF-8. Bytes of another encoding, and const char*, go to the constructors below.
@@ -106,6 +110,8 @@ public:
     /// @throws text::charset::UnknownEncodingException, or what the converter throws
     explicit String(const signed char* bytes, int32_t byteLength = -1,
                     const char16_t* encoding = nullptr, int32_t capacity = 0);
+    /// The same, also for a narrow literal, which is in the default encoding here: UTF-8 that shall
+    /// be read as such in any locale goes to the constructor for std::string_view.
     explicit String(const char* bytes, int32_t byteLength = -1, const char16_t* encoding = nullptr,
                     int32_t capacity = 0)
         : String(reinterpret_cast<const signed char*>(bytes), byteLength, encoding, capacity) {}
@@ -142,6 +148,7 @@ public:
     String& operator=(std::u16string_view text) { return setTo(TextView(text)); }
     String& operator=(char16_t unit) { return setTo(unit); }
     String& operator=(NoText auto) = delete;
+    /// Decodes the default encoding, as the constructors for such bytes do.
     String& operator=(const char* bytes) { return setTo(bytes); }
     String& operator=(const signed char* bytes) { return setTo(bytes); }
     String& operator=(const unsigned char* bytes) { return setTo(bytes); }

@@ -119,9 +119,11 @@ public:
     /// Reads the child's error output; like getInputStream.
     Reference<io::InputStream> getErrorStream();
 
-    /// Not provided on this platform; getId is.
+    /// Not provided on this platform: always throws. getId, with a small d, gives the number of the
+    /// child.
     /// @throws ResultException result::NotAvailable, always
     unsigned int getID() const;
+    /// Not provided on this platform: always throws. join waits for the child.
     /// @throws ResultException result::NotAvailable, always
     static int32_t joinChild();
 

@@ -38,7 +38,8 @@ public:
     int read() override;
 
     /// The next @p bits bits, 1 to 32, as a number; a value of 32 bits is negative when its highest
-    /// bit is set.
+    /// bit is set. For 32 bits -1 is also a value: ask available() of the wrapped stream, or read
+    /// 16 and 16.
     /// @return the value, or -1 when fewer bits are left; those are gone then
     /// @throws ResultException (result::InvalidArgument) when @p bits is not 1 to 32
     virtual int read(int bits) {

@@ -39,6 +39,7 @@ public:
         m_begun = m_begun << bits | value;
         m_bits += bits;
     }
+    /// Writes one bit.
     virtual void writeBit(bool bit) {
         if (m_bits >= m_most)
             return writeBitBeyondByte(bit);

@@ -16,8 +16,9 @@
 /// passed on. The pointers must not be null; references of the library become them by themselves:
 ///
 ///     const auto in = qx::makeReference<qx::io::FileInputStream>(u"from");
-///     const auto out = qx::makeReference<qx::io::FileOutputStream>(u"to",
-///     FileOutputStream::TRUNC); qx::io::copy(in, out);
+///     const auto out = qx::makeReference<qx::io::FileOutputStream>(
+///         u"to", qx::io::FileOutputStream::TRUNC);
+///     qx::io::copy(in, out);
 
 namespace qx::io {
 

@@ -19,6 +19,7 @@ public:
         : FilterWriter(out), m_autoFlush(autoFlush) {}
 
     virtual void print(const String& text);
+    /// Decodes the default encoding, unlike the other texts of bytes below, which are UTF-8.
     virtual void print(const char* text);
     virtual void print(const char16_t* text);
     virtual void print(double value);

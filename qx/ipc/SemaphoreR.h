@@ -17,9 +17,8 @@ namespace qx::ipc {
 class QX_API SemaphoreR : public Semaphore {
 public:
     /// @param guard  protects the owner and its depth inside this process; null: the object makes
-    /// its
-    ///     own. The mutex is not held while a thread waits for the semaphore, unless the caller of
-    ///     wait holds it already.
+    ///     its own. The mutex is not held while a thread waits for the semaphore, unless the caller
+    ///     of wait holds it already.
     /// @copydetails Semaphore::Semaphore
     SemaphoreR(const char* name, uint32_t value, sync::Mutex* guard);
     SemaphoreR(const std::string& name, uint32_t value, sync::Mutex* guard)

@@ -1,7 +1,5 @@
 #include "qx/log/Level.h"
 
-#include <iterator>
-
 #include <qx/core/String.h>
 
 namespace qx::log {

@@ -1,11 +1,9 @@
 #include "qx/log/LineLogWriter.h"
 
-#include <algorithm>
-#include <charconv>
 #include <cstring>
-#include <limits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include <qx/core/CastTo.h>
 #include <qx/core/Number.h>

@@ -1,8 +1,6 @@
 #include "qx/math/BigDecimal.h"
 
 #include <algorithm>
-#include <limits>
-#include <typeinfo>
 
 #include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>

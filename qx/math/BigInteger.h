@@ -44,8 +44,7 @@ public:
     /// space or "+" (in radix 16 with "0x"), ends at the first unit that is no digit, and is 0
     /// without a digit. So "12a" is 12 in radix 10.
     /// @throws Exception "Number Format Exception" for a text in which nothing follows the sign,
-    /// and
-    ///     for "-" at any place but the first
+    ///     and for "-" at any place but the first
     /// @throws RangeErrorException for another radix
     explicit BigInteger(TextView text, int radix = 10);
     BigInteger(const BigInteger& other) : BigInteger(IntegerView(other)) {}

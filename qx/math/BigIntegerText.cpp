@@ -3,8 +3,6 @@
 #include "qx/math/BigInteger.h"
 
 #include <algorithm>
-#include <cstring>
-#include <limits>
 
 #include <qx/core/Exception.h>
 #include <qx/core/detail/CheckedSize.h>

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <mutex>
 
 #include <qx/core/runtime/GlobalLock.h>
 #include <qx/net/detail/Codes.h>

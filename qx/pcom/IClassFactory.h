@@ -13,8 +13,7 @@ public:
 
     /// Makes a component and asks it for the interface @p iid.
     /// @param outer  the component that the new one becomes a part of; null for none. If it is
-    /// given,
-    ///     @p iid must be that of IQXUnknown.
+    ///     given, @p iid must be that of IQXUnknown.
     /// @param out    receives the interface with a reference for the caller; null after a failure
     virtual int32_t CreateInstance(IQXUnknown* outer, const qx::GUID& iid, void** out) = 0;
     /// Keeps the factory's module loaded. A call with 0 undoes one call with another value.

@@ -72,8 +72,7 @@ public:
     /// Enters the classes with the path of the shared library or program that contains the address
     /// @p module.
     /// @return also result::Fail when the path cannot be determined, has 260 bytes or more, or is
-    /// no
-    ///     text in the default encoding
+    ///     no text in the default encoding
     int32_t RegisterServer(const void* module);
     /// A path is a text of UTF-16 units.
     int32_t RegisterServer(const char* modulePath) = delete;

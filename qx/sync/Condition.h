@@ -24,8 +24,11 @@ class QX_API Condition : public qx::Object {
 public:
     class Holder;
 
-    /// @param name   label for debugging, nul-terminated, copied; null for none
+    /// @param name   nul-terminated, copied. With QX_SYNC_SHARED the condition of that name for all
+    ///     processes of the user, and required; else a label for debugging, null for none
     /// @param flags  QX_SYNC_... bits; 0 keeps the condition inside this process
+    /// @throws ResultException with result::InvalidArgument for a name that is missing and for an
+    ///     unknown flag, with result::NotAvailable without a memory file system
     explicit Condition(const char* name = nullptr, unsigned int flags = 0);
     Condition(const Condition&) = delete;
     Condition& operator=(const Condition&) = delete;
@@ -95,8 +98,8 @@ public:
         return true;
     }
 
-    /// Ends the longest wait, if there is one, of one between processes any, now
-    /// and then several.
+    /// Ends the longest wait, if there is one. Between processes it ends any wait, now and then
+    /// several.
     void signal();
     /// Ends every wait.
     void broadcast();

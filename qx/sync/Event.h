@@ -17,8 +17,11 @@ namespace qx::sync {
 class QX_API Event : public Object {
 public:
     /// Creates an event that is not signalled.
-    /// @param name   label for debugging, nul-terminated, copied; null for none
+    /// @param name   nul-terminated, copied. With QX_SYNC_SHARED the event of that name for all
+    ///     processes of the user, and required; else a label for debugging, null for none
     /// @param flags  QX_SYNC_... bits; 0 keeps the event inside this process
+    /// @throws ResultException with result::InvalidArgument for a name that is missing and for an
+    ///     unknown flag, with result::NotAvailable without a memory file system
     explicit Event(const char* name = nullptr, unsigned int flags = 0);
 
     /// Blocks until a signal is given for this wait.

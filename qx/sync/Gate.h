@@ -16,8 +16,11 @@ namespace qx::sync {
 class QX_API Gate : public Object {
 public:
     /// Creates a closed gate.
-    /// @param name   label for debugging, nul-terminated, copied; null for none
+    /// @param name   nul-terminated, copied. With QX_SYNC_SHARED the gate of that name for all
+    ///     processes of the user, and required; else a label for debugging, null for none
     /// @param flags  QX_SYNC_... bits; 0 keeps the gate inside this process
+    /// @throws ResultException with result::InvalidArgument for a name that is missing and for an
+    ///     unknown flag, with result::NotAvailable without a memory file system
     explicit Gate(const char* name = nullptr, unsigned int flags = 0);
 
     /// Blocks until the gate is open.

@@ -13,7 +13,7 @@ public:
     virtual void wait() = 0;
 
     /// True when a wait would not have blocked and is satisfied by this call. Neither blocks nor
-    /// throws.
+    /// throws. An Event cannot tell, and always says false.
     [[nodiscard]] virtual bool tryWait() = 0;
 
 protected:

@@ -15,8 +15,11 @@ namespace qx::sync {
 /// All members may be called from any thread; unlocking is up to the thread that holds the lock.
 class QX_API ReaderWriterLock : public LockObject {
 public:
-    /// @param name   label for debugging, nul-terminated, copied; null for none
+    /// @param name   nul-terminated, copied. With QX_SYNC_SHARED the lock of that name for all
+    ///     processes of the user, and required; else a label for debugging, null for none
     /// @param flags  QX_SYNC_... bits; 0 keeps the lock inside this process
+    /// @throws ResultException with result::InvalidArgument for a name that is missing and for an
+    ///     unknown flag, with result::NotAvailable without a memory file system
     explicit ReaderWriterLock(const char* name = nullptr, unsigned int flags = 0);
 
     void wait() override;

@@ -1,6 +1,5 @@
 #include "qx/core/detail/UnitSearch.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace qx::detail {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 
 #include <qx/math/detail/DigitBits.h>
 #include <qx/math/detail/DigitGroups.h>

@@ -35,7 +35,7 @@ public:
     /// "\\server\volume\path"
     /// @throws InvalidPathException "NFS cannot be represented by UNC" for MOUNT_NFS
     String getUNCPath() const;
-    /// Not provided on this platform.
+    /// Not provided on this platform: always throws.
     /// @throws ResultException result::NotAvailable, always
     String getNetwarePath() const;
 

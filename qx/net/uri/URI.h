@@ -29,7 +29,7 @@ class QueryPairs;
 /// must not stand for itself. With @p escape a setter escapes what it is given, else it takes it
 /// unchanged; with @p unescape a getter gives the text without escapes, else as it is kept. A
 /// setter makes its component present. The getter of an absent component throws Exception with an
-/// empty description, so ask with has...() first.
+/// empty description, so ask with has...() first; its detail, and so what(), says which.
 ///
 /// The constructor and the setters make some URI of any text; parse is for a text from outside,
 /// refuses what is no URI and knows IPv6 addresses. Only half a surrogate pair cannot be escaped:
@@ -99,12 +99,14 @@ public:
     bool hasScheme() const { return m_parts.scheme.has_value(); }
     void removeScheme();
 
+    /// What stands before "@", without the password.
     String getUser(bool unescape) const;
     void setUser(const String& user, bool escape);
     void setUser(const OtherText auto& user, bool escape) { setUser(stringOf(user), escape); }
     bool hasUser() const { return m_parts.user.has_value(); }
     void removeUser();
 
+    /// What stands behind the ":" of the user information; printed only where there is a user.
     String getPassword(bool unescape) const;
     void setPassword(const String& password, bool escape);
     void setPassword(const OtherText auto& password, bool escape) {
@@ -123,6 +125,7 @@ public:
     bool hasUserInfo() const { return hasUser(); }
     void removeUserInfo();
 
+    /// A name or an address, one of IPv6 with its brackets.
     String getHost(bool unescape) const;
     void setHost(const String& host, bool escape);
     void setHost(const OtherText auto& host, bool escape) { setHost(stringOf(host), escape); }
@@ -132,6 +135,7 @@ public:
     void removeHost();
 
     int getPort() const;
+    /// Takes any number as it is, also one that parse refuses and no connection has.
     void setPort(int port);
     bool hasPort() const { return m_parts.port.has_value(); }
     void removePort();
@@ -199,6 +203,7 @@ public:
 
     /// No fragment is stored: always empty.
     String getFragment() const { return String(); }
+    /// Does nothing.
     void setFragment(const String& fragment);
     bool hasFragment() const { return false; }
 

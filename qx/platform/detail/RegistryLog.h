@@ -135,8 +135,7 @@ enum class ReadResult {
 class QX_API TransactionReader {
 public:
     /// @param bytes  of the file from @p place to its end, aligned to 8; kept by the caller. What
-    /// is
-    ///     read of them is turned to the order of bytes of the machine in place.
+    ///     is read of them is turned to the order of bytes of the machine in place.
     TransactionReader(std::span<uint8_t> bytes, const LogPlace& place)
         : m_bytes(bytes), m_place(place) {}
 

@@ -54,8 +54,8 @@ public:
     /// @param name  without switch characters
     /// @param valueCount  the number of tokens that the option takes; none when it is below 1
     /// @param defaults  the values that getOption reports when the option is absent, split at
-    /// commas
-    ///     and spaces and quoted like "=" values; null for none, which differs from an empty text
+    ///     commas and spaces and quoted like "=" values; null for none, which differs from an empty
+    ///     text
     /// @param description  the text for usage
     void defineOption(const String& name, int32_t valueCount, const char16_t* defaults = nullptr,
                       const char16_t* description = nullptr);

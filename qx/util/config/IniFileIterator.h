@@ -45,7 +45,7 @@ class QX_API IniFileKeyIterator : public IniFileIteratorBase {
 public:
     /// A set that exists only through its subsets has no keys. Null is the empty name.
     /// @throws IniFileException SET_NOT_FOUND with the name; ResultException when the semaphore
-    /// fails
+    ///     fails
     IniFileKeyIterator(IniFile& ini, const char16_t* set);
 
     String next() override;

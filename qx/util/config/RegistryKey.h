@@ -91,10 +91,12 @@ public:
     /// (result::InvalidArgument).
     void remove();
 
-    /// False also when the registry cannot be read.
+    /// False also when the registry cannot be read, and for a key that does not exist.
     bool valueExists(const String& name) const;
     bool valueExists() const { return valueExists(String()); }
     bool valueExists(const OtherText auto& name) const { return valueExists(stringOf(name)); }
+    /// The type that the value has now; like every getter it throws result::NotFound where there is
+    /// no such value.
     ENUM_QX_REG_TYPE getValueType(const String& name) const;
     ENUM_QX_REG_TYPE getValueType() const { return getValueType(String()); }
     ENUM_QX_REG_TYPE getValueType(const OtherText auto& name) const {
@@ -184,6 +186,8 @@ public:
     /// There is no type for fractions.
     void setValue(const SomeText auto& name, std::floating_point auto value) = delete;
 
+    /// Deletes one value; the key stays.
+    /// @throws ResultException with result::NotFound where there is no such value
     void deleteValue(const String& name);
     void deleteValue(const OtherText auto& name) { deleteValue(stringOf(name)); }
     void deleteValue() { deleteValue(String()); }

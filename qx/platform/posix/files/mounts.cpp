@@ -3,7 +3,6 @@
 #include "qx/platform/files.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <mutex>
 #include <optional>

@@ -1,8 +1,6 @@
 #include "qx/platform/posix/module/LoadedModule.h"
 
 #include <algorithm>
-#include <climits>
-#include <cstdlib>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>

@@ -1,7 +1,5 @@
 #include "qx/platform/module.h"
 
-#include <memory>
-
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/error.h>

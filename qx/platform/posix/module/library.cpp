@@ -1,7 +1,6 @@
 #include "qx/platform/module.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -3,12 +3,10 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <fcntl.h>
 #include <linux/tcp.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <utility>
 
 #include <qx/platform/posix/WaitEnd.h>
 #include <qx/platform/posix/descriptor.h>
