@@ -83,14 +83,15 @@ QX_API int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffe
                                int32_t capacity);
 
 /// Name of the default encoding, into @p capacity units, usually 40. 0x80004009 when it does not
-/// fit. It is the code set of the locale that start-up set, and "UTF-8" in the "C" and "POSIX"
-/// locales and where no codec serves the code set, which is looked up once.
+/// fit. It is the code set of the locale of the calling thread, which is that of the process, set
+/// by start-up, unless the program says otherwise; and "UTF-8" in the "C" and "POSIX" locales and
+/// where no codec serves the code set, which is looked up once.
 QX_API int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity);
 /// Name of the code set of the locale when the default encoding is UTF-8 because no codec serves
 /// that code set; empty when it is what the locale says. In the same way.
 QX_API int32_t QXGetMissingCharEncoding(char16_t* buffer, int32_t capacity);
-/// Name of the default locale, in the same way: language_COUNTRY, "en_US" in the "C" and "POSIX"
-/// locales.
+/// Name of the default locale, that of the process for messages, in the same way: language_COUNTRY,
+/// with its "@variant" but for "@euro"; "en_US" in the "C" and "POSIX" locales.
 QX_API int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity);
 
 #ifdef __cplusplus

@@ -39,8 +39,8 @@ QX_API int32_t QXTimeFromPosix(int64_t seconds, STRUCT_QX_TIME* time);
 /// a few milliseconds, 10 at most.
 QX_API int64_t QXTimeGetTicks(void);
 
-/// Writes a date as the user's locale, that of the process, does; the day of the week is computed
-/// from the date. @p text has room for @p capacity units. Returns the number of units with the 0
+/// Writes a date as the locale of the calling thread does, which is that of the process unless the
+/// program says otherwise; the day of the week is computed from the date. @p text has room for @p capacity units. Returns the number of units with the 0
 /// unit behind them, or 0 on failure; QXResultFromNative then tells why: 0x80070057 for a null
 /// pointer and for a time that does not exist, 0x800700CE for a text that is too long. @p isLong:
 /// not 0 for a date with names of month and day.

@@ -125,7 +125,7 @@ std::string_view takeServer(std::string_view& source) {
 /// nothing when there is no server in it. Without a share it ends in "\".
 std::optional<std::string> remoteName(const Mount& mount) {
     std::string source = mount.source;
-    std::ranges::replace(source, '\\', '/');
+    turnBackslashes(source.data(), source.size());
     std::string_view share = source;
     std::string_view server;
     if (share.starts_with("//")) {

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <qx/platform/files.h>
 
+#include <qx/platform/posix/CLibraryCall.h>
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/error.h>
 
@@ -107,6 +109,25 @@ PathText& PathText::append(std::string_view text) {
     return *this;
 }
 
+void turnBackslashes(char* text, size_t size) noexcept {
+    if (std::memchr(text, '\\', size) == nullptr)
+        return;
+    const CLibraryCall call; // the first look at a character loads what it needs, under a lock
+    std::mbstate_t state{};
+    for (size_t at = 0, length; at < size; at += length) {
+        length = 1;
+        if (text[at] == '\\') {
+            text[at] = '/';
+        } else if ((text[at] & 0x80) != 0) {
+            length = std::mbrlen(text + at, size - at, &state);
+            if (length == 0 || length > size - at) { // no character
+                length = 1;
+                state = {};
+            }
+        }
+    }
+}
+
 PathText toNativePath(const char* path) {
     PathText native;
     std::string_view rest = path;
@@ -123,8 +144,7 @@ PathText toNativePath(const char* path) {
             native.append("/");
     }
     native.append(rest);
-    const auto end = native.data() + native.view().size();
-    std::replace(end - rest.size(), end, '\\', '/');
+    turnBackslashes(native.data() + native.view().size() - rest.size(), rest.size());
     return native;
 }
 

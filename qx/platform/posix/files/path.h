@@ -38,6 +38,10 @@ bool startsWithDrive(std::string_view path) noexcept;
 /// drive that is not mapped and an empty path are not found.
 PathText toNativePath(const char* path);
 
+/// Makes slashes of backslashes. In some encodings that byte also ends other characters, which stay
+/// as they are.
+void turnBackslashes(char* text, size_t size) noexcept;
+
 /// See QXPathExpand.
 PathText expandPath(const char* path);
 

@@ -1,5 +1,6 @@
 #include "qx/platform/text.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <clocale>
@@ -226,9 +227,17 @@ int32_t QXGetMissingCharEncoding(char16_t* buffer, int32_t capacity) {
 int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity) {
     const char* const current = std::setlocale(LC_MESSAGES, nullptr);
     std::string_view name = current != nullptr ? current : "C";
-    // language_COUNTRY.codeset@modifier
+    // language_COUNTRY.codeset@modifier, which is a variant unless it is about money.
+    const std::string_view modifier = name.substr(std::min(name.find('@'), name.size()));
     name = name.substr(0, name.find_first_of(".@"));
     if (name == "C" || name == "POSIX")
         name = "en_US";
-    return copyName(name, buffer, capacity);
+    int32_t result = copyName(name, buffer, capacity);
+    if (result >= 0 && modifier != "@euro") {
+        const auto length = static_cast<int32_t>(name.size());
+        result = copyName(modifier, buffer + length, capacity - length);
+        if (result < 0)
+            buffer[0] = 0;
+    }
+    return result;
 }

@@ -72,7 +72,7 @@ uint16_t milliseconds(const timespec& now) noexcept {
 /// lock, for tens of times what reading the clock takes, and zones change at full minutes only.
 ///
 /// A zone is told apart by what tzset leaves of it, so that a program that changes to another one
-/// gets its time at once.
+/// gets its time at once; two with the same names that differ today, only from the next minute on.
 ///
 /// One word, so that it is read and replaced as a whole: the minute of UTC, plus the hash of the
 /// zone, modulo 2^37, in the upper bits, and the seconds that local time is ahead, plus Bias, in
@@ -93,7 +93,10 @@ public:
         tm local;
         if (callCLibrary([&] { return localtime_r(&asked, &local); }) == nullptr)
             return false;
-        offset = local.tm_gmtoff;
+        // What the clock of the zone shows: one that counts leap seconds is behind its own offset.
+        offset =
+            daysFromDate(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) * SecondsPerDay +
+            local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec - seconds;
         // Zones that count leap seconds divide into other minutes: nothing to keep.
         if (local.tm_sec == (seconds - FirstSecond) % 60)
             m_known.store(keyOf(minute) | static_cast<uint64_t>(offset + Bias),

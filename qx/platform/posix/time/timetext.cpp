@@ -42,33 +42,25 @@ constexpr LongDateRow LongDates[] = {
 };
 // clang-format on
 
-/// A pattern of the locale, which comes in the encoding of the locale.
+/// A pattern of the locale for times, which has it in wide characters too.
 std::wstring localePattern(nl_item item) {
-    const CLibraryCall call; // the first conversion in a locale loads what it needs, under a lock
-    const char* bytes = nl_langinfo(item);
-    std::wstring pattern;
-    std::mbstate_t state{};
-    for (size_t left = std::char_traits<char>::length(bytes); left > 0;) {
-        wchar_t unit;
-        const size_t read = std::mbrtowc(&unit, bytes, left, &state);
-        if (read == 0 || read > left)
-            break;
-        pattern += unit;
-        bytes += read;
-        left -= read;
-    }
-    return pattern;
+    return reinterpret_cast<const wchar_t*>(nl_langinfo(item));
+}
+
+void replaceAll(std::wstring& text, std::wstring_view found, std::wstring_view by) {
+    for (size_t i = 0; (i = text.find(found, i)) != text.npos; i += by.size())
+        text.replace(i, found.size(), by);
 }
 
 /// The short date of the locale, with all figures of the year.
 std::wstring shortDatePattern() {
-    std::wstring pattern = localePattern(D_FMT);
+    std::wstring pattern = localePattern(_NL_WD_FMT);
     if (pattern.empty())
         return L"%Y-%m-%d";
     if (pattern == L"%D")
         pattern = L"%m/%d/%y";
-    for (size_t i = 0; (i = pattern.find(L"%y", i)) != pattern.npos; i += 2)
-        pattern[i + 1] = L'Y';
+    replaceAll(pattern, L"%y", L"%Y");
+    replaceAll(pattern, L"%Oy", L"%OC%Oy"); // digits of the locale's own
     return pattern;
 }
 
@@ -92,6 +84,7 @@ std::wstring longDatePattern() {
     case L'e':
         return L"%A, %-d %B %Y";
     case L'Y':
+    case L'C':
         return language == "en" ? L"%A, %B %-d, %Y" : L"%Y %B %-d, %A";
     default:
         return L"%A, %B %-d, %Y";
@@ -158,11 +151,10 @@ int32_t write(const STRUCT_QX_TIME* time, const std::wstring& pattern, char16_t*
 /// What a text depends on, beside its kind.
 struct TextKey {
     std::array<uint16_t, 6> time;
-    std::string_view locale, codeSet;
+    std::string_view locale;
 
     explicit TextKey(const STRUCT_QX_TIME& of)
-        : time{of.year, of.month, of.day, of.hour, of.minute, of.second}, locale(localeName()),
-          codeSet(nl_langinfo(CODESET)) {}
+        : time{of.year, of.month, of.day, of.hour, of.minute, of.second}, locale(localeName()) {}
 };
 
 /// The last text of its kind. Who writes a log asks for the same second again and again, and the C
@@ -181,12 +173,11 @@ public:
     }
 
     void keep(const TextKey& key, const char16_t* text, int32_t units) noexcept {
-        if (units > MostUnits || key.locale.size() > MostName || key.codeSet.size() > MostName ||
+        if (units > MostUnits || key.locale.size() > MostName ||
             m_isInUse.exchange(true, std::memory_order_acquire))
             return;
         m_time = key.time;
         m_localeLength = key.locale.copy(m_locale, MostName);
-        m_codeSetLength = key.codeSet.copy(m_codeSet, MostName);
         std::copy_n(text, units, m_text);
         m_units = units;
         m_isInUse.store(false, std::memory_order_release);
@@ -203,17 +194,14 @@ private:
     static constexpr size_t MostName = 32;
 
     bool isFor(const TextKey& key) const noexcept {
-        return m_time == key.time && std::string_view(m_locale, m_localeLength) == key.locale &&
-               std::string_view(m_codeSet, m_codeSetLength) == key.codeSet;
+        return m_time == key.time && std::string_view(m_locale, m_localeLength) == key.locale;
     }
 
     std::atomic<bool> m_isInUse{false};
     int32_t m_units = 0;
     std::array<uint16_t, 6> m_time{};
     char m_locale[MostName] = {};
-    char m_codeSet[MostName] = {};
     size_t m_localeLength = 0;
-    size_t m_codeSetLength = 0;
     char16_t m_text[MostUnits] = {};
 };
 
@@ -242,9 +230,11 @@ int32_t getText(const STRUCT_QX_TIME* time, MakePattern&& makePattern, LastText&
     }
 }
 
-/// The time of day of the locale, which is in halves of a day where it has names for them.
+/// The time of day of the locale, which is in halves of a day where it has names for them. Without
+/// the zone, which is not known.
 std::wstring timePattern() {
-    std::wstring pattern = localePattern(T_FMT);
+    std::wstring pattern = localePattern(_NL_WT_FMT);
+    replaceAll(pattern, L" %Z", L"");
     return pattern.empty() ? L"%H:%M:%S" : pattern;
 }
 
