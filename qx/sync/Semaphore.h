@@ -17,9 +17,7 @@ class QX_API Semaphore : public Object {
 public:
     /// @param initialCount  units to begin with
     /// @param name          nul-terminated, copied. With QX_SYNC_SHARED the semaphore of that name
-    /// for all
-    ///     processes of the user, and required; else a label for debugging, null for none
-    /// @param flags         QX_SYNC_... bits; 0 keeps the semaphore inside this process
+    ///     for all processes of the user, and required; else a label for debugging, null for none
     /// @throws ResultException with result::InvalidArgument for a name that is missing and for an
     ///     unknown flag, with result::NotAvailable without a memory file system
     explicit Semaphore(uint32_t initialCount = 0, const char* name = nullptr,
