@@ -78,6 +78,7 @@
 #include <qx/core/Surrogates.h>
 #include <qx/core/TextStorage.h>
 #include <qx/core/TextView.h>
+#include <qx/core/ThreadEnd.h>
 #include <qx/core/TypeName.h>
 #include <qx/core/Unknown.h>
 #include <qx/core/runtime/Class.h>

@@ -8,8 +8,8 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/core/ThreadEnd.h>
 #include <qx/core/detail/ExactType.h>
-#include <qx/core/detail/ThreadEnd.h>
 #include <qx/platform/detail/LeavingThreads.h>
 #include <qx/platform/native.h>
 
@@ -140,7 +140,7 @@ void* Thread::threadWrapper(void* argument) {
     try {
         return run->runnable->run();
     } catch (...) {
-        if (qx::detail::isThreadEnding())
+        if (isThreadEnding())
             throw;
         run->exception = std::current_exception();
         return nullptr;

@@ -4,7 +4,7 @@
 #include <exception>
 #include <utility>
 
-#include <qx/core/detail/ThreadEnd.h>
+#include <qx/core/ThreadEnd.h>
 
 namespace qx::io {
 
@@ -27,7 +27,7 @@ public:
         try {
             step();
         } catch (...) {
-            if (delivered < 1 || qx::detail::isThreadEnding())
+            if (delivered < 1 || isThreadEnding())
                 throw;
             m_failure = std::current_exception();
         }
