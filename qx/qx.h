@@ -234,6 +234,7 @@
 #include <qx/pcom/IClassFactory.h>
 #include <qx/pcom/Module.h>
 #include <qx/pcom/ModuleExports.h>
+#include <qx/pcom/ModuleStatic.h>
 #include <qx/platform/component.h>
 #include <qx/platform/converter.h>
 #include <qx/platform/export.h>

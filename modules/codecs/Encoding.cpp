@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include <qx/pcom/ModuleStatic.h>
 #include <qx/sync/ForkSafeMutex.h>
 #include <qx/text/charset/Surrogates.h>
 
@@ -42,8 +43,12 @@ char32_t characterAt(const char16_t* units, std::size_t size, std::size_t* count
 } // namespace
 
 Reference<Encoding> Encoding::get(std::size_t index) {
-    static sync::ForkSafeMutex lock("qx/codecs/Encoding::get");
-    static Reference<Encoding> known[EncodingCount];
+    struct Known {
+        sync::ForkSafeMutex lock{"qx/codecs/Encoding::get"};
+        Reference<Encoding> encodings[EncodingCount];
+    };
+    static pcom::ModuleStatic<Known> all;
+    auto& [lock, known] = all.get();
     {
         const std::lock_guard guard(lock);
         if (known[index])

@@ -3,6 +3,7 @@
 #include <qx/core/Result.h>
 #include <qx/pcom/ClassFactory.h>
 #include <qx/pcom/DllModule.h>
+#include <qx/pcom/ModuleStatic.h>
 #include <qx/platform/component.h>
 
 /// Turns a shared library into a component module: states the interface version and exports the
@@ -14,15 +15,16 @@
 /// @endcode
 ///
 /// @p table is an array of qx::pcom::ClassData that ends with an empty row. The first call of one
-/// of the functions makes the module's object, which lives until the module is unloaded.
+/// of the functions makes the module's object, which lives until the module is unloaded by a
+/// function of qx/platform/module.h.
 #define QX_DEFINE_MODULE(table) QX_DEFINE_MODULE_OF(qx::pcom::DllModule, table)
 
 /// The same for a module whose object has the class @p Module, derived from qx::pcom::DllModule.
 #define QX_DEFINE_MODULE_OF(Module, table)                                                         \
     QX_COMPONENT_NOTE;                                                                             \
     static Module& qxThisModule() {                                                                \
-        static Module module(table);                                                               \
-        return module;                                                                             \
+        static qx::pcom::ModuleStatic<Module> module(table);                                       \
+        return module.get();                                                                       \
     }                                                                                              \
     int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void** object) {   \
         if (!object)                                                                               \

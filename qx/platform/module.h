@@ -31,6 +31,9 @@ QX_API int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandl
 QX_API void QXModuleErrorText(char* buffer, int32_t capacity);
 /// Unloads the library with its last user. @p module need not live any more.
 QX_API int32_t QXModuleLibClose(const void* module, QXHandle library);
+/// Not 0 while the calling thread unloads a library by a function of this header: for what ends
+/// with a module, but not with the process, which leaves modules as they are.
+QX_API int32_t QXModuleIsUnloading(void);
 /// Absolute path of the file of the program or shared library that @p module, an address inside it,
 /// belongs to. 0x8007007E for an address in none, 0x80004009 when it does not fit.
 QX_API int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity);
