@@ -40,15 +40,19 @@ char32_t characterAt(const char16_t* units, std::size_t size, std::size_t* count
     return units[0];
 }
 
+/// The encodings that somebody has asked for.
+struct Known {
+    sync::ForkSafeMutex lock{"qx/codecs/Encoding::get"};
+    Reference<Encoding> encodings[EncodingCount];
+};
+constinit pcom::ModuleStatic<Known> s_known;
+[[gnu::destructor]] void endKnown() { s_known.end(); }
+
 } // namespace
 
 Reference<Encoding> Encoding::get(std::size_t index) {
-    struct Known {
-        sync::ForkSafeMutex lock{"qx/codecs/Encoding::get"};
-        Reference<Encoding> encodings[EncodingCount];
-    };
-    static pcom::ModuleStatic<Known> all;
-    auto& [lock, known] = all.get();
+    static Known& all = s_known.make();
+    auto& [lock, known] = all;
     {
         const std::lock_guard guard(lock);
         if (known[index])

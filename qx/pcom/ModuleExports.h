@@ -22,9 +22,11 @@
 /// The same for a module whose object has the class @p Module, derived from qx::pcom::DllModule.
 #define QX_DEFINE_MODULE_OF(Module, table)                                                         \
     QX_COMPONENT_NOTE;                                                                             \
+    static constinit qx::pcom::ModuleStatic<Module> qxModuleObject;                                \
+    [[gnu::destructor]] static void qxEndModule() { qxModuleObject.end(); }                        \
     static Module& qxThisModule() {                                                                \
-        static qx::pcom::ModuleStatic<Module> module(table);                                       \
-        return module.get();                                                                       \
+        static Module& module = qxModuleObject.make(table);                                        \
+        return module;                                                                             \
     }                                                                                              \
     int32_t DllGetClassObject(const QXGUID* classId, const QXGUID* interfaceId, void** object) {   \
         if (!object)                                                                               \

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <qx/platform/posix/Forks.h>
@@ -92,7 +93,15 @@ std::string folderOfUser() {
 /// For holders of s_lock.
 std::string chosenFolder() { return s_folder == nullptr ? folderOfUser() : *s_folder; }
 
+/// Whether the process has other threads, which may be in the registry; false where it cannot tell.
+bool hasOtherThreads() noexcept {
+    struct stat threads; // a link for each, beside the folder's own two
+    return ::stat("/proc/self/task", &threads) == 0 && threads.st_nlink > 3;
+}
+
 [[gnu::destructor]] void freeStores() {
+    if (hasOtherThreads())
+        return;
     const std::lock_guard guard(s_lock);
     for (auto& present : s_present)
         present = nullptr;
