@@ -5,8 +5,9 @@
 #include <cstdlib>
 #include <mutex>
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+#include <qx/platform/detail/LeavingThreads.h>
 
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/error.h>
@@ -93,14 +94,8 @@ std::string folderOfUser() {
 /// For holders of s_lock.
 std::string chosenFolder() { return s_folder == nullptr ? folderOfUser() : *s_folder; }
 
-/// Whether the process has other threads, which may be in the registry; false where it cannot tell.
-bool hasOtherThreads() noexcept {
-    struct stat threads; // a link for each, beside the folder's own two
-    return ::stat("/proc/self/task", &threads) == 0 && threads.st_nlink > 3;
-}
-
 [[gnu::destructor]] void freeStores() {
-    if (hasOtherThreads())
+    if (doThreadsRun()) // and may be here
         return;
     const std::lock_guard guard(s_lock);
     for (auto& present : s_present)
