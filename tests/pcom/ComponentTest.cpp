@@ -328,6 +328,7 @@ TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
         {modulePath("without_note"), result::NotAModule},
         {modulePath("of_next_version"), result::ModuleVersion},
         {modulePath("of_next_minor_version"), result::ModuleVersion},
+        {"", result::InvalidArgument},
         {"things.so", result::InvalidArgument},
         {"./things.so", result::InvalidArgument},
         {modulePath("with_unresolved_function"), result::ModuleNotFound},

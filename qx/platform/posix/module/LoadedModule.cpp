@@ -85,6 +85,8 @@ void* useThisLibrary() noexcept {
 std::string LoadedModule::resolve(const char16_t* path) { return resolve(toNarrow(path).c_str()); }
 
 std::string LoadedModule::resolve(const char* path) {
+    if (*path == 0) // not absolute either
+        throw Failure{result::InvalidArgument};
     const PathText native = toNativePath(path);
     if (!native.view().starts_with('/'))
         throw Failure{result::InvalidArgument};
