@@ -9,18 +9,7 @@ constinit sync::LockObject* g_pGlobalLock = nullptr;
 
 namespace {
 
-void hold(void*) noexcept {
-    if (g_pGlobalLock)
-        g_pGlobalLock->lock();
-}
-
-void letGo(void*) noexcept {
-    if (g_pGlobalLock)
-        g_pGlobalLock->unlock();
-}
-
-constexpr platform::ForkSteps Steps{&hold, &letGo, &letGo};
-constinit platform::ForkNode s_node{&Steps};
+constinit platform::ForkNode s_node{&platform::HeldIfThere<g_pGlobalLock>};
 
 [[gnu::constructor(101)]] void watchForks() { platform::enterForksFirst(s_node); }
 

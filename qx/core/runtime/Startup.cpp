@@ -64,18 +64,7 @@ void shutDown() {
     Reference<sync::LockObject>::attach(std::exchange(g_pGlobalLock, nullptr)).reset();
 }
 
-void holdInFork(void*) noexcept {
-    if (s_startUpLock)
-        s_startUpLock->lock();
-}
-
-void letGoInFork(void*) noexcept {
-    if (s_startUpLock)
-        s_startUpLock->unlock();
-}
-
-constexpr platform::ForkSteps StartUpForkSteps{&holdInFork, &letGoInFork, &letGoInFork};
-constinit platform::ForkNode s_forkNode{&StartUpForkSteps};
+constinit platform::ForkNode s_forkNode{&platform::HeldIfThere<s_startUpLock>};
 
 [[gnu::constructor]] void attachProcess() {
     resultOf([] { s_startUpLock.emplace("qx/core/runtime/Startup::s_startUpLock"); });

@@ -19,6 +19,21 @@ struct ForkSteps {
     void (*inChild)(void* state) noexcept = nullptr;
 };
 
+/// The steps of a lock that may not be there, behind a pointer or an optional: held over the fork.
+template <auto& Lock>
+inline constexpr ForkSteps HeldIfThere{[](void*) noexcept {
+                                           if (Lock)
+                                               Lock->lock();
+                                       },
+                                       [](void*) noexcept {
+                                           if (Lock)
+                                               Lock->unlock();
+                                       },
+                                       [](void*) noexcept {
+                                           if (Lock)
+                                               Lock->unlock();
+                                       }};
+
 /// A state above this layer in the list of those that take part in forks. Plain memory: one that
 /// stands outside of every function may enter before and leave after every static object.
 struct ForkNode {
