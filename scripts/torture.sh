@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Looks for faults that no single test waits for: scripts/torture.sh [MINUTES [STAGE...]], 60 minutes
-# and all stages by default. A third of the time goes to the fuzz targets and a third to the threads;
-# the other stages take what they take. Writes the figures of the stages to their rows in
-# docs/reliability.md, the logs to build/torture, and fails when a stage has found something. What is
-# missing on a Debian machine is installed first.
+# and all stages by default. A third of the time goes to the fuzz targets and a third to the threads; the
+# kills and the soak take more the more there is, the other stages take what they take. Writes the figures
+# of the stages to their rows in docs/reliability.md, the logs to build/torture, and fails when a stage has
+# found something. What is missing on a Debian machine is installed first.
 . "$(dirname "$0")/lib.sh"
 
 minutes=${1:-60}
@@ -58,17 +58,17 @@ stage_calls() {
 
 stage_kills() {
     build release qx_{platform,ipc,util,io}_tests || return 1
-    QX_TEST_REGISTRY_KILLS=4000 tested platform 'RegistryProcesses.Killed*' 1 &&
-        tested ipc 'Kinds/Crash.*' 25 &&
-        tested ipc 'CrashUnderTraffic.*:*ADeadWaiter*:*AReaderWho*' 200 &&
-        tested ipc '*IsToldThat*:*TellsIts*:*AreTold*:*TellsWhoever*' 25 &&
-        tested ipc '*APeerStopped*' 5 &&
-        tested util 'IniFileTest.AKilled*' 125 &&
-        tested io 'FileStream.Sixteen*' 50 || return 1
-    local left
+    local many=$((minutes < 18 ? 1 : minutes / 9)) left
+    QX_TEST_REGISTRY_KILLS=$((4000 * many)) tested platform 'RegistryProcesses.Killed*' 1 &&
+        tested ipc 'Kinds/Crash.*' $((25 * many)) &&
+        tested ipc 'CrashUnderTraffic.*:*ADeadWaiter*:*AReaderWho*' $((200 * many)) &&
+        tested ipc '*IsToldThat*:*TellsIts*:*AreTold*:*TellsWhoever*' $((25 * many)) &&
+        tested ipc '*APeerStopped*' $((5 * many)) &&
+        tested util 'IniFileTest.AKilled*' $((125 * many)) &&
+        tested io 'FileStream.Sixteen*' $((50 * many)) || return 1
     left=$(find "/dev/shm/qx-$(id -u)" -type f 2>/dev/null | wc -l)
-    echo "4,000 writers of the registry, 5,950 holders and waiters of locks and semaphores, 1,000 writers of INI \
-files and 200 appenders were killed; $left files are left of them"
+    echo "$((4000 * many)) writers of the registry, $((5950 * many)) holders and waiters of locks and semaphores, \
+$((1000 * many)) writers of INI files and $((200 * many)) appenders were killed; $left files are left of them"
     ((left == 0))
 }
 
@@ -121,9 +121,15 @@ stage_descriptors() {
 }
 
 stage_soak() {
-    build release qx_examples || return 1
-    python3 tests/torture/soak.py build/release/examples --minutes "$((minutes / 6 + 1))" \
-        --plot docs/soak.svg
+    build release qx_examples qx_modules qx_tools || return 1
+    local soak=(python3 tests/torture/soak.py build/release/examples --minutes "$((minutes / 6 + 1))")
+    "${soak[@]}" --tls >"$logs/soak.tls" 2>&1 &
+    "${soak[@]}" --plot docs/soak.svg | tee /dev/stderr | tail -n 1 >"$logs/soak.plain"
+    local plain=${PIPESTATUS[0]}
+    wait $! || plain=1
+    cat "$logs/soak.tls"
+    echo "$(cat "$logs/soak.plain"); beside it, $(tail -n 1 "$logs/soak.tls")"
+    return "$plain"
 }
 
 # slow_tests REPORT: names of the tests that took more than 0.2 s, for a filter.

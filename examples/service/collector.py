@@ -74,7 +74,9 @@ class Client:
         self.socket.sendall(text if isinstance(text, bytes) else text.encode())
 
     def hear(self):
-        return self.answers.readline().decode().rstrip("\n")
+        """A line; an empty one at the end, also behind one that was cut short there."""
+        answer = self.answers.readline().decode()
+        return answer[:-1] if answer.endswith("\n") else ""
 
     def ask(self, text):
         self.say(text)

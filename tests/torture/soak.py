@@ -1,20 +1,25 @@
 #!/usr/bin/env python3
-"""Keeps the log-collecting service busy and watches it: soak.py EXAMPLES --minutes N [--plot FILE].
+"""Keeps the log-collecting service busy and watches it: soak.py EXAMPLES --minutes N [--tls] [--plot FILE].
 
 EXAMPLES is the folder of the built examples. Polite clients with long and with short connections send
-lines, while others are killed in the middle of a line, flood it, are idle, or come in a crowd. Every
-second the service's memory, descriptors and threads are looked at, and how long it took to answer a
-line. Writes the curves as SVG and, as the last line of output, the figures.
+lines, while others are killed in the middle of a line, flood it, are idle, or come in a crowd; with
+--tls all of them, and the service, speak TLS. Every second the service's memory, descriptors and threads
+are looked at, and how long it took to answer a line. In the last third of the time the service itself is
+killed every few seconds and started again. Writes the curves as SVG and, as the last line of output,
+the figures.
 
 Ends with status 1 when memory, descriptors or threads have grown steadily over the second half of the
-time, when a line that was acknowledged is missing from a log, or when the service does not end well.
+time without kills, when a line that was acknowledged is missing from a log, or when the service does not
+end well.
 """
 
 import argparse
 import contextlib
 import os
 import pathlib
+import random
 import re
+import ssl
 import sys
 import tempfile
 import threading
@@ -23,11 +28,13 @@ import time
 import soakplot
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "examples" / "service"))
+import encrypted  # noqa: E402
 from collector import PATIENCE, Client, Service  # noqa: E402
 
 MOST_CONNECTIONS = 60
 IDLE = 3000  # milliseconds
 MEBIBYTE = 1 << 20
+ENDED = ConnectionError, ssl.SSLEOFError  # a connection, by the other side
 
 
 class Load:
@@ -36,6 +43,7 @@ class Load:
     def __init__(self, port):
         self.port = port
         self.goes_on = True
+        self.kills = 0
         self.lock = threading.Lock()
         self.acknowledged = set()
         self.latencies = []
@@ -43,8 +51,11 @@ class Load:
         self.faults = []
 
     def connect(self):
-        """A connection that has been greeted; None when all are taken."""
-        client = Sender(self.port)
+        """A connection that has been greeted; None when all are taken, or there is no service now."""
+        try:
+            client = Sender(self.port)
+        except ENDED:
+            return None
         with self.lock:
             self.connections += 1
         if client.greeting.startswith("HELLO"):
@@ -68,7 +79,7 @@ class Load:
             try:
                 body(self, f"{body.__name__}{number}-{round}")
             except OSError as failure:
-                if self.goes_on and not isinstance(failure, (ConnectionError, BrokenPipeError)):
+                if self.goes_on and not isinstance(failure, ENDED):
                     self.faults.append(f"{body.__name__}: {failure!r}")
             except AssertionError as failure:
                 self.faults.append(f"{body.__name__}: {failure}")
@@ -164,9 +175,10 @@ def idle(load, name):
 def crowd(load, name):
     """Comes with more connections than there may be."""
     time.sleep(5)
+    kills = load.kills
     clients = [load.connect() for _ in range(MOST_CONNECTIONS)]
     time.sleep(1)
-    assert not load.goes_on or None in clients, "nobody was turned away"
+    assert not load.goes_on or load.kills != kills or None in clients, "nobody was turned away"
     for client in clients:
         if client is not None:
             client.close()
@@ -226,70 +238,92 @@ def judge_growth(samples):
             for what, values, limit in limits if growth(values) > limit]
 
 
-def judge_logs(folder, load, statistics):
+def judge_logs(service, load, statistics):
     """What was acknowledged and is missing."""
     faults = []
-    plain = set()
-    with open(folder / "service.log", encoding="utf-8") as log:
-        plain.update(line.partition(" | ")[2][:-2] for line in log)
+    plain = {line.partition(" | ")[2][:-1] for line in service.plain().splitlines()}
     document = set()
-    entries = 0
-    with open(folder / "service-1.xml", encoding="utf-8") as log:
-        for line in log:
-            if line.startswith("    <text> "):
-                document.add(line[11:-10])
-            elif line == "    <name> soak </name>\n":
-                entries += 1
+    for run in range(1, load.kills + 2):
+        entries = 0
+        with open(service.folder / f"service-{run}.xml", encoding="utf-8") as log:
+            for line in log:
+                if line.startswith("    <text> "):
+                    document.add(line[11:-10])
+                elif line == "    <name> soak </name>\n":
+                    entries += 1
     if line != "</log>\n":
-        faults.append("service-1.xml has no end")
-    for name, found in (("service.log", plain), ("service-1.xml", document)):
+        faults.append(f"service-{run}.xml has no end")
+    for name, found in (("service.log", plain), ("the documents", document)):
         missing = load.acknowledged - found
         if missing:
             faults.append(f"{len(missing)} acknowledged lines are not in {name}: "
                           f"{sorted(missing)[:3]}")
     counted = re.search(r"STAT soak lines=(\d+)", statistics)
     if counted is None or int(counted[1]) != entries:
-        faults.append(f"{entries} entries, but {statistics!r}")
+        faults.append(f"{entries} entries in the last document, but {statistics!r}")
     return faults
+
+
+def kill_now_and_then(service, load, start, seconds):
+    """The service that runs at the end."""
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        time.sleep(random.uniform(1, 6))
+        service.process.kill()
+        service.end()
+        load.kills += 1
+        service = start(load.port)
+        if service.port is None:
+            load.faults.append(f"started again, the service ended with {service.end()}")
+            break
+    time.sleep(3)  # the last one shall have something to count
+    return service
 
 
 def soak(examples, folder, seconds):
     """Samples, load and faults."""
-    service = Service(
-        examples, folder, "--connections", str(MOST_CONNECTIONS), "--idle", str(IDLE),
-        # The C library would take memory for each of many threads apart, which grows for minutes until
-        # every one of them has had its turn with the worst, and hides what a leak takes.
-        environment={"MALLOC_ARENA_MAX": "1"})
-    process = service.process
+    def start(port):
+        return Service(
+            examples, folder, "--port", str(port), "--connections", str(MOST_CONNECTIONS), "--idle", str(IDLE),
+            # The C library would take memory for each of many threads apart, which grows for minutes until
+            # every one of them has had its turn with the worst, and hides what a leak takes.
+            environment={"MALLOC_ARENA_MAX": "1"})
+
+    service = start(0)
     try:
         load = Load(service.port)
         threads = [threading.Thread(target=load.run, args=(body, number))
                    for body, count in CLIENTS for number in range(count)]
         for thread in threads:
             thread.start()
-        samples = watch(process, load, seconds)
+        samples = watch(service.process, load, seconds * 2 / 3)
+        service = kill_now_and_then(service, load, start, seconds / 3)
         load.goes_on = False  # what happens to clients from here on is no fault; they still send
         status, out, errors = service.stop()
         for thread in threads:
             thread.join(PATIENCE)
     finally:
-        process.kill()
-        process.communicate()
+        service.process.kill()
+        service.process.communicate()
     faults = load.faults
     if status != 0 or errors:
         faults.append(f"it ended with {status}: {errors}")
-    return samples, load, faults + judge_logs(folder, load, out)
+    return samples, load, faults + judge_logs(service, load, out)
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("examples", type=pathlib.Path)
     parser.add_argument("--minutes", type=float, default=1)
+    parser.add_argument("--tls", action="store_true")
     parser.add_argument("--plot", type=pathlib.Path)
     options = parser.parse_args()
-    with tempfile.TemporaryDirectory() as folder:
-        samples, load, faults = soak(options.examples.resolve(), pathlib.Path(folder),
-                                     options.minutes * 60)
+    examples = options.examples.resolve()
+    with contextlib.ExitStack() as stack:
+        folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
+        if options.tls:
+            stack.enter_context(encrypted.Place(examples, folder).used())
+        samples, load, faults = soak(examples, folder, options.minutes * 60)
     faults += judge_growth(samples)
     _, memory, descriptors, threads, p50, p99 = zip(*samples)
     if options.plot:
@@ -303,8 +337,8 @@ def main():
     for fault in faults[:20]:
         print(fault)
     middle = lambda curve: sorted(value for value in curve if value is not None)[len(curve) // 2] * 1e3
-    print(f"{options.minutes:g} minutes, {load.connections:,} connections, "
-          f"{len(load.acknowledged):,} lines acknowledged and found in both logs; memory "
+    print(f"{options.minutes:g} minutes{' of TLS' if options.tls else ''}, {load.connections:,} connections, "
+          f"{load.kills} kills, {len(load.acknowledged):,} lines acknowledged and found in both logs; memory "
           f"{memory[len(memory) // 2] / MEBIBYTE:.1f} MiB after half the time and "
           f"{memory[-1] / MEBIBYTE:.1f} at the end, at most {max(descriptors)} descriptors and "
           f"{max(threads)} threads; acknowledged within {middle(p50):.2f} ms (p50) and "
