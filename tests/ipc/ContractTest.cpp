@@ -271,8 +271,8 @@ protected:
         } else if (step.act == Stops) {
             party.stop();
         } else {
-            m_limit = Clock::now() + DeadHolderLimit;
             step.act == Dies ? party.kill() : party.quit();
+            m_limit = Clock::now() + DeadHolderLimit;
         }
     }
     void passOn(Call call, size_t left) {
@@ -437,14 +437,14 @@ TEST_P(Crash, NothingIsLostAndNobodyWaitsForTheDead) {
                 victim = holder;
         }
         arena->workers[victim->first].isKilled = true;
-        const auto killed = Clock::now();
         victim->second.kill();
         EXPECT_EQ(victim->second.join(), -SIGKILL);
+        const auto dead = Clock::now();
         workers.erase(victim);
         // More sections than holders can have been at the end of theirs: somebody got the lock.
         const int64_t before = arena->sections;
         EXPECT_TRUE(eventually([&] { return arena->sections > before + kind.holders; }));
-        EXPECT_LT(Clock::now() - killed, DeadHolderLimit);
+        EXPECT_LT(Clock::now() - dead, DeadHolderLimit);
         startWorker();
     }
 

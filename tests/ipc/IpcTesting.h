@@ -13,12 +13,14 @@
 #include <qx/platform/shared.h>
 #include <unistd.h>
 
+#include "tests/support/Sanitized.h"
+
 namespace qxtest {
 
 using Clock = std::chrono::steady_clock;
 
 /// Longest time in which a waiter must have got over the death of a holder.
-inline constexpr std::chrono::milliseconds DeadHolderLimit{1000};
+inline constexpr std::chrono::milliseconds DeadHolderLimit{Sanitized ? 5000 : 1000};
 
 /// A name that no other test, and no other run of the tests, uses.
 inline std::string uniqueName(const std::string& label) {
