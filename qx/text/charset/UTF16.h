@@ -48,10 +48,10 @@ protected:
     void convertUnits(const void* in, void* out, size_t count) const final;
 };
 
-extern template class OrderedUTF16<BTCUTF16, std::endian::little>;
-extern template class OrderedUTF16<BTCUTF16, std::endian::big>;
-extern template class OrderedUTF16<CTBUTF16, std::endian::little>;
-extern template class OrderedUTF16<CTBUTF16, std::endian::big>;
+extern template class QX_API OrderedUTF16<BTCUTF16, std::endian::little>;
+extern template class QX_API OrderedUTF16<BTCUTF16, std::endian::big>;
+extern template class QX_API OrderedUTF16<CTBUTF16, std::endian::little>;
+extern template class QX_API OrderedUTF16<CTBUTF16, std::endian::big>;
 
 /// The four converters, each with its own byte order; a byte-order mark is an ordinary character.
 class QX_API BTCUTF16LE : public OrderedUTF16<BTCUTF16, std::endian::little> {};

@@ -63,10 +63,10 @@ protected:
                          size_t capacity) const final;
 };
 
-extern template class OrderedUTF32<BTCUTF32, std::endian::little>;
-extern template class OrderedUTF32<BTCUTF32, std::endian::big>;
-extern template class OrderedUTF32<CTBUTF32, std::endian::little>;
-extern template class OrderedUTF32<CTBUTF32, std::endian::big>;
+extern template class QX_API OrderedUTF32<BTCUTF32, std::endian::little>;
+extern template class QX_API OrderedUTF32<BTCUTF32, std::endian::big>;
+extern template class QX_API OrderedUTF32<CTBUTF32, std::endian::little>;
+extern template class QX_API OrderedUTF32<CTBUTF32, std::endian::big>;
 
 /// The four converters, each with its own byte order; a byte-order mark is an ordinary character.
 class QX_API BTCUTF32LE : public OrderedUTF32<BTCUTF32, std::endian::little> {};
