@@ -56,11 +56,20 @@ int32_t exitCodeOf(int status) noexcept {
 
 /// Exit code of a child that was collected, but not by us.
 int32_t exitCodeOfCollected(int descriptor) noexcept {
-    DescriptorInfo info{};
-    info.mask = ExitInfo;
-    if (::ioctl(descriptor, GetDescriptorInfo, &info) != 0 || (info.mask & ExitInfo) == 0)
-        return QX_PROCESS_EXIT_UNKNOWN;
-    return exitCodeOf(info.status);
+    using namespace std::chrono_literals;
+    // Whoever collects a child is a moment ahead of the kernel's note of the status, and a kernel
+    // that looks for the note just before it is written may look for the process just after.
+    bool wasGone = false;
+    for (const WaitEnd end(1s); !end.hasPassed(); WaitEnd(end.atMost(100us)).poll(nullptr, 0)) {
+        DescriptorInfo info{};
+        info.mask = ExitInfo;
+        const bool isThere = ::ioctl(descriptor, GetDescriptorInfo, &info) == 0;
+        if (isThere && (info.mask & ExitInfo) != 0)
+            return exitCodeOf(info.status);
+        if (!isThere && (errno != ESRCH || std::exchange(wasGone, true)))
+            break;
+    }
+    return QX_PROCESS_EXIT_UNKNOWN;
 }
 
 void forgetChildren() noexcept { s_children.clear(); } // in a child: they are the parent's
