@@ -85,6 +85,9 @@ public:
     int compareTo(const Object& other) const override;
 
     [[nodiscard]] BigDecimal* clone() const override;
+    /// toUInt32, the same for equal big decimals of any scale. From 2^53 on that of an equal
+    /// BigInteger may be another, and beyond 64 bits all of one sign have the same: large numbers
+    /// are no good keys of a hash map, and both classes in one map are none.
     uint32_t hashCode() const override;
     /// All digits, with as many behind the point as the scale says. For a negative scale the
     /// unscaled number alone, without the zeros that the scale stands for.
