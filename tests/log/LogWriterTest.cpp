@@ -218,6 +218,10 @@ TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
         {"en_US", "ISO-8859-1", "03/05/2024 04:04:09 PM", "Tuesday, March 5, 2024 04:04:09 PM"},
         {"en_GB", "ISO-8859-1", "05/03/2024 16:04:09", "Tuesday, 5 March 2024 16:04:09"},
         {"de_DE", "ISO-8859-1", "05.03.2024 16:04:09", "Dienstag, 5. M\u00e4rz 2024 16:04:09"},
+        {"lzh_TW", "UTF-8", // has the century already
+         "\u5eff\u5eff\u56db\u5e74\u4e09\u6708\u4e94\u65e5 "
+         "\u5341\u516d\u6642\u56db\u5206\u4e5d\u79d2",
+         "2024 \u4e09\u6708 5, \u9031\u4e8c \u5341\u516d\u6642\u56db\u5206\u4e5d\u79d2"},
     };
     for (const auto& [name, codeSet, shortText, longText] : cases) {
         SCOPED_TRACE(name);

@@ -60,6 +60,7 @@ std::wstring shortDatePattern() {
     if (pattern == L"%D")
         pattern = L"%m/%d/%y";
     replaceAll(pattern, L"%y", L"%Y");
+    replaceAll(pattern, L"%OC%Oy", L"%Oy"); // some have the century
     replaceAll(pattern, L"%Oy", L"%OC%Oy"); // digits of the locale's own
     return pattern;
 }
