@@ -69,8 +69,8 @@ public:
         requireOpen();
         return true;
     }
-    /// The mark holds until more than @p readLimit units were read and the buffer has to be filled
-    /// again; a limit beyond the buffer's size makes the buffer grow to it.
+    /// The mark holds until @p readLimit units were read and the source is asked again, be it only
+    /// to find the end; a limit beyond the buffer's size makes the buffer grow to it.
     void mark(int32_t readLimit) override {
         requireOpen();
         m_markLimit = readLimit;
@@ -83,7 +83,9 @@ public:
             throwIo(u"mark invalid");
         if (m_markPosition == NoMark)
             throwIo(u"stream not marked");
-        m_window.at = m_units.get() + m_markPosition;
+        const Unit* const marked = m_units.get() + m_markPosition;
+        if (std::exchange(m_window.at, marked) != marked)
+            m_unwanted.reset(); // what it belonged to comes again
     }
 
     /// Reads @p length units that are all buffered, without a copy: where they are, until the next
@@ -215,6 +217,8 @@ bool BufferedSource<Base, Unit>::refill() {
         show(m_units.get() + start, count);
         if (std::exchange(m_unwanted, std::nullopt) == *unread()) [[unlikely]] {
             drop(1);
+            if (m_markPosition == start) // a mark right here was set behind it
+                ++m_markPosition;
             return !isExhausted() || refill();
         }
     }

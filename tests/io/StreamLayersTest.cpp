@@ -282,6 +282,11 @@ TEST(BufferedReader, SplitsEveryTextInEveryPortion) {
                 std::u16string begun;
                 qx::String line(u"left over");
                 for (int32_t count = 0; count >= 0;) {
+                    if (number % 2 == 1) {
+                        reader.mark(200);
+                        static_cast<void>(failureOf([&] { reader.readLine(line); }));
+                        reader.reset();
+                    }
                     const bool isRead = failureOf([&] { count = reader.readLine(line); }) == 0;
                     ASSERT_TRUE(!isRead || std::max(count, 0) == line.getLength());
                     begun += line.view();
@@ -292,6 +297,22 @@ TEST(BufferedReader, SplitsEveryTextInEveryPortion) {
             }
         }
     }
+}
+
+TEST(BufferedReader, GoesBackInFrontOfALineEndThatAFailureCutInTwo) {
+    FakeSource<Chars> source(std::string("ab\r\ncd"), 3);
+    source.failAt = 2;
+    BufferedReader reader(&source, 16);
+    reader.mark(16);
+    qx::String line;
+    EXPECT_EQ(reader.readLine(line), 2);
+    reader.reset();
+    std::string units;
+    for (int unit = 0; unit >= 0;) {
+        if (failureOf([&] { unit = reader.read(); }) == 0 && unit >= 0)
+            units += static_cast<char>(unit);
+    }
+    EXPECT_EQ(units, "ab\r\ncd");
 }
 
 TEST(BufferedReader, WaitsForNoMoreInputThanTheLineNeeds) {
