@@ -16,6 +16,15 @@ namespace {
 
 signed char* streamBytes(void* bytes) noexcept { return static_cast<signed char*>(bytes); }
 
+template <class Byte>
+std::shared_ptr<Byte[]> makeBytes(unsigned int count) {
+#ifdef __cpp_lib_smart_ptr_for_overwrite
+    return std::make_shared_for_overwrite<Byte[]>(count);
+#else // the library of g++ 11
+    return std::make_unique_for_overwrite<Byte[]>(count);
+#endif
+}
+
 } // namespace
 
 ENUM_QX_ENDIAN ByteBuffer::storableOrder(ENUM_QX_ENDIAN order) {
@@ -29,7 +38,7 @@ BasicByteBuffer<Derived, Byte>::BasicByteBuffer(unsigned int capacity, ENUM_QX_E
                                                 bool readOnly)
     : m_order(Derived::storableOrder(order)), m_capacity(capacity), m_limit(capacity),
       m_readOnly(readOnly) {
-    const auto bytes = std::make_shared_for_overwrite<Byte[]>(capacity);
+    const auto bytes = makeBytes<Byte>(capacity);
     m_bytes = Storage(bytes, bytes.get());
 }
 

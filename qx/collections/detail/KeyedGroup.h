@@ -194,7 +194,7 @@ private:
             return m_capacity + 8;
         if (m_capacity == MostEntries)
             throw std::bad_alloc();
-        return std::min(m_capacity + m_capacity / 2, MostEntries);
+        return std::min<uint32_t>(m_capacity + m_capacity / 2, MostEntries);
     }
 
     /// Counting sort by bucket; @p enumerate calls its argument with the positions.

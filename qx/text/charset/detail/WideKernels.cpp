@@ -18,15 +18,15 @@ using wide::isZero;
 using wide::load;
 using wide::Longs;
 using wide::lowerFirst;
+using wide::pick;
 using wide::store;
 using wide::Units;
 using wide::widen;
 
 /// The low bytes of 16 units.
 Bytes narrow(Units low, Units high) {
-    return __builtin_shufflevector(reinterpret_cast<Bytes>(lowerFirst(low)),
-                                   reinterpret_cast<Bytes>(lowerFirst(high)), 0, 2, 4, 6, 8, 10, 12,
-                                   14, 16, 18, 20, 22, 24, 26, 28, 30);
+    return pick<0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30>(
+        reinterpret_cast<Bytes>(lowerFirst(low)), reinterpret_cast<Bytes>(lowerFirst(high)));
 }
 
 /// Runs @p step over whole blocks of 16 units for as long as it accepts them, then hands the rest
@@ -206,9 +206,8 @@ RunLength wide::fromUtf32(const uint8_t* in, size_t units, char16_t* out, size_t
         const auto surrogates =
             ((low & 0xFFFFF800u) == 0xD800u) | ((high & 0xFFFFF800u) == 0xD800u);
         if (isZero((low | high) >> 16) && isZero(surrogates)) {
-            store(__builtin_shufflevector(reinterpret_cast<Units>(lowerFirst(low)),
-                                          reinterpret_cast<Units>(lowerFirst(high)), 0, 2, 4, 6, 8,
-                                          10, 12, 14),
+            store(pick<0, 2, 4, 6, 8, 10, 12, 14>(reinterpret_cast<Units>(lowerFirst(low)),
+                                                  reinterpret_cast<Units>(lowerFirst(high))),
                   to);
             done += {8, 8};
             continue;
@@ -241,8 +240,8 @@ RunLength wide::toUtf32(const char16_t* in, size_t size, uint8_t* out, size_t ca
             const Units zero = {};
             const Units first = platform::IsLittleEndian ? units : zero;
             const Units second = platform::IsLittleEndian ? zero : units;
-            const auto low = __builtin_shufflevector(first, second, 0, 8, 1, 9, 2, 10, 3, 11);
-            const auto high = __builtin_shufflevector(first, second, 4, 12, 5, 13, 6, 14, 7, 15);
+            const Units low = pick<0, 8, 1, 9, 2, 10, 3, 11>(first, second);
+            const Units high = pick<4, 12, 5, 13, 6, 14, 7, 15>(first, second);
             store(ordered<Swapped>(reinterpret_cast<Longs>(low)), to);
             store(ordered<Swapped>(reinterpret_cast<Longs>(high)), to + 16);
             done += {8, 8};

@@ -32,6 +32,16 @@ bool isZero(Vector vector) {
     return (words[0] | words[1]) == 0;
 }
 
+/// The lanes of two vectors that the numbers name, those of @p second behind those of @p first.
+template <int... Lanes, class Vector>
+Vector pick(Vector first, Vector second) {
+#if __has_builtin(__builtin_shufflevector)
+    return __builtin_shufflevector(first, second, Lanes...);
+#else // g++ 11
+    return __builtin_shuffle(first, second, Vector{Lanes...});
+#endif
+}
+
 /// The lower halves of the lanes of twice the width, which lie first on a little-endian machine,
 /// where they lie there.
 template <class Vector>
@@ -44,15 +54,15 @@ inline Units widenFirst(Bytes bytes) {
     const Bytes zero = {};
     const Bytes first = platform::IsLittleEndian ? bytes : zero;
     const Bytes second = platform::IsLittleEndian ? zero : bytes;
-    return reinterpret_cast<Units>(__builtin_shufflevector(first, second, 0, 16, 1, 17, 2, 18, 3,
-                                                           19, 4, 20, 5, 21, 6, 22, 7, 23));
+    return reinterpret_cast<Units>(
+        pick<0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23>(first, second));
 }
 
 inline void widen(Bytes bytes, char16_t* out) {
     store(widenFirst(bytes), out);
-    store(widenFirst(__builtin_shufflevector(bytes, bytes, 8, 9, 10, 11, 12, 13, 14, 15, 8, 9, 10,
-                                             11, 12, 13, 14, 15)),
-          out + 8);
+    store(
+        widenFirst(pick<8, 9, 10, 11, 12, 13, 14, 15, 8, 9, 10, 11, 12, 13, 14, 15>(bytes, bytes)),
+        out + 8);
 }
 
 inline void widen(uint64_t bytes, char16_t* out) {
