@@ -31,6 +31,8 @@ struct DescriptorInfo {
 };
 
 constexpr uint64_t ExitInfo = 1u << 3; // since Linux 6.15
+
+constexpr auto OfDescriptor = static_cast<idtype_t>(3); // P_PIDFD, which glibc has since 2.36
 constexpr auto GetDescriptorInfo = _IOWR(0xFF, 11, DescriptorInfo);
 
 constinit std::mutex s_lock;
@@ -88,7 +90,8 @@ int32_t Child::wait(int options, int32_t& exitCode) const noexcept {
     siginfo_t info{};
     const auto waitFor = [&] {
         return m_descriptor
-                   ? ::waitid(P_PIDFD, static_cast<id_t>(descriptor()), &info, WEXITED | options)
+                   ? ::waitid(OfDescriptor, static_cast<id_t>(descriptor()), &info,
+                              WEXITED | options)
                    : ::waitid(P_PID, static_cast<id_t>(m_number), &info, WEXITED | options);
     };
     if (m_number == 0) {
