@@ -279,6 +279,19 @@ const ChildEntry stoppedPeer("APeerStoppedInSetUpHoldsUpItsOwnObjectOnly", [](co
     return 0;
 });
 
+// What a program without them prints would go into the memory of all who use the object.
+const ChildEntry bare("NoObjectIsEverAStandardStream", [](const auto&) {
+    const std::string name = uniqueName("bare");
+    expectEach(0, {close(0), close(1), close(2)});
+    const SharedMemory own(name.c_str(), 1, Create, 0), common(name.c_str(), 1, Create, 0044);
+    const Semaphore semaphore(name.c_str(), 1);
+    ChildProcess child(fork()); // which opens what it uses once more
+    const bool isClosed = fcntl(0, F_GETFD) + fcntl(1, F_GETFD) + fcntl(2, F_GETFD) == -3;
+    if (child.pid() == 0)
+        _exit(isClosed ? 0 : 1);
+    return isClosed ? child.join() : 1;
+});
+
 /// Nothing can be opened, and everybody says why; 0 when that is so.
 int expectLackOf(const std::string& what) {
     const char* const lack = QXSharedObjectsLack();
@@ -324,6 +337,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SharedObjects,
                                          "OfTheFoldersThatCanBeHadAllTakeTheSame",
                                          "AReaderWhoLocksItsFileHoldsNobodyUp",
                                          "APeerStoppedInSetUpHoldsUpItsOwnObjectOnly",
+                                         "NoObjectIsEverAStandardStream",
                                          "AMachineWithoutMemoryFolderIsToldApart",
                                          "AMachineWithReadOnlyMemoryFolderIsToldApart",
                                          "AMachineWithoutLocksOfFilesIsToldApart"),

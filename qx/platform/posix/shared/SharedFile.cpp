@@ -213,7 +213,8 @@ Folder openFolder(Place place, bool isMade = true) {
 
 Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0) {
     // O_NONBLOCK: in the common folder somebody may have put a pipe under the name.
-    return Descriptor::openAt(folder, fileName, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
+    return aboveStandard(
+        Descriptor::openAt(folder, fileName, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode));
 }
 
 /// Removes a file that is locked whole. The name goes before the lock, so that whoever gets the
@@ -538,7 +539,7 @@ bool SharedFile::tryReenter() noexcept {
 Descriptor SharedFile::openAgain() const noexcept {
     char path[48];
     std::snprintf(path, sizeof path, "/proc/self/fd/%d", m_descriptor.get());
-    return Descriptor::open(path, O_RDWR);
+    return aboveStandard(Descriptor::open(path, O_RDWR));
 }
 
 void SharedFile::close() noexcept {
