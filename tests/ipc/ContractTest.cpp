@@ -68,6 +68,10 @@ int32_t valueOf(QXHandle semaphore) {
     return value;
 }
 
+int32_t writeByTrying(QXHandle lock) {
+    return eventually([lock] { return QXRWLockTryAcquireWrite(lock) == result::Ok; }) - 1;
+}
+
 constexpr Operation isTold = QXSyncAcquiredFromDead;
 
 using namespace result;
@@ -179,6 +183,12 @@ const Script AmongProcesses[] = {
      {b(QXRWLockAcquireRead), c(QXRWLockAcquireWrite, Blocks), a(QXRWLockTryAcquireRead, Busy),
       c(Dies), a(QXRWLockAcquireRead), a(QXRWLockReleaseRead), b(Dies), a(QXRWLockAcquireWrite),
       a(QXRWLockReleaseWrite)}},
+    {"OneWhoIsStoppedBeforeHisTurnOfAReaderWriterLockLosesIt",
+     RWLocks,
+     {a(QXRWLockAcquireRead), b(QXRWLockAcquireWrite, Blocks), b(Stops), a(QXRWLockReleaseRead),
+      c(QXRWLockAcquireRead), c(QXRWLockReleaseRead), a(QXRWLockAcquireWrite),
+      d(QXRWLockAcquireRead, Blocks), d(Stops), a(QXRWLockReleaseWrite), a(writeByTrying), b(Dies),
+      d(Dies)}},
     comesBackFrom(Mutexes, "AForkedChildDoesNotKeepAMutex"),
     comesBackFrom(RWLocks, "AForkedChildDoesNotKeepAReaderWriterLock"),
     comesBackFrom(Guards, "AForkedChildDoesNotKeepAUnit"),

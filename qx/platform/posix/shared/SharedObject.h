@@ -235,7 +235,7 @@ template <class State, class Attempt>
 int32_t waitReaping(SharedObject& object, State& state, const Deadline* deadline,
                     Attempt attempt) noexcept {
     const ShownWaiting shown(object);
-    return waitUntil(state.waiters, deadline, attempt, [&](bool) { reapIfDue(object, state); });
+    return waitUntil(state.waiters, deadline, attempt, [&] { reapIfDue(object, state); });
 }
 
 /// Tries once, and again when a look for dead processes was due.

@@ -16,14 +16,7 @@ int32_t SharedRWLock::acquireWrite(shared::SharedObject& caller) noexcept {
         return result::Ok;
     if (isWriter(caller))
         return result::Deadlock;
-    const shared::ShownWaiting shown(caller);
-    return waitUntil(
-        waiters, nullptr, [&] { return enterAsWriterOrClaim(caller); },
-        [&](bool woken) {
-            reapIfDue(caller, *this);
-            if (!woken)
-                dropStaleAdmissions();
-        });
+    return waitReaping(caller, *this, nullptr, [&] { return enterAsWriterOrClaim(caller); });
 }
 
 int32_t SharedRWLock::tryAcquireRead(shared::SharedObject& caller) noexcept {
@@ -43,6 +36,7 @@ bool SharedRWLock::isWriter(shared::SharedObject& caller) noexcept {
 
 bool SharedRWLock::enterAsReader(shared::SharedObject& caller) noexcept {
     const shared::Locked locked(*this);
+    endLateTurn();
     if (m_writer != NoThread || m_claim != 0)
         return false;
     ++m_slots[caller.slot()].readers;
@@ -60,6 +54,7 @@ void SharedRWLock::beginToWaitAsReader(uint32_t slot) noexcept {
 bool SharedRWLock::enterAsWaitingReader(shared::SharedObject& caller) noexcept {
     Slot& slot = m_slots[caller.slot()];
     const shared::Locked locked(*this);
+    endLateTurn();
     if (m_writer != NoThread || (m_claim != 0 && m_admitted == 0))
         return false;
     if (m_admitted > 0)
@@ -74,6 +69,7 @@ bool SharedRWLock::enterAsWaitingReader(shared::SharedObject& caller) noexcept {
 
 bool SharedRWLock::enterAsWriter(shared::SharedObject& caller) noexcept {
     const shared::Locked locked(*this);
+    endLateTurn();
     if (!canWrite())
         return false;
     m_writer = caller.caller();
@@ -83,6 +79,7 @@ bool SharedRWLock::enterAsWriter(shared::SharedObject& caller) noexcept {
 
 bool SharedRWLock::enterAsWriterOrClaim(shared::SharedObject& caller) noexcept {
     const shared::Locked locked(*this);
+    endLateTurn();
     if (!canWrite()) {
         // Writers of other slots that wait put theirs when they are next awake.
         if (m_claim == 0)
@@ -95,11 +92,20 @@ bool SharedRWLock::enterAsWriterOrClaim(shared::SharedObject& caller) noexcept {
     return true;
 }
 
-void SharedRWLock::dropStaleAdmissions() noexcept {
-    const shared::Locked locked(*this);
-    // Admitted readers had a whole slice to come in: they are dead or stopped.
-    if (m_writer == NoThread && m_readers == 0)
-        m_admitted = 0;
+void SharedRWLock::beginTurn() noexcept {
+    if (m_admitted != 0 || m_claim != 0)
+        m_turnSinceMs = static_cast<uint64_t>(monotonicMs());
+}
+
+void SharedRWLock::endLateTurn() noexcept {
+    if (m_writer != NoThread || m_readers != 0 || (m_admitted == 0 && m_claim == 0) ||
+        static_cast<uint64_t>(monotonicMs()) - m_turnSinceMs < shared::SliceInMs)
+        return;
+    // Who did not come in a whole slice is dead or stopped. The claim comes behind the admitted.
+    if (m_admitted == 0)
+        m_claim = 0;
+    m_admitted = 0;
+    beginTurn();
 }
 
 int32_t SharedRWLock::releaseRead(shared::SharedObject& caller) noexcept {
@@ -111,6 +117,8 @@ int32_t SharedRWLock::releaseRead(shared::SharedObject& caller) noexcept {
         --m_slots[caller.slot()].readers;
         if (--m_readers > 0)
             return result::Ok;
+        if (m_admitted == 0) // else those who were admitted have had their turn since then
+            beginTurn();
     }
     waiters.wakeAll();
     return result::Ok;
@@ -125,6 +133,7 @@ int32_t SharedRWLock::releaseWrite(shared::SharedObject& caller) noexcept {
         m_isDoubtful = false; // killed behind this, it is still the writer, and a dead one
         m_writer = NoThread;
         m_admitted = m_waitingReaders;
+        beginTurn();
     }
     waiters.wakeAll();
     return result::Ok;

@@ -10,7 +10,8 @@ namespace qx::platform {
 ///
 /// Fairness: a writer that has to wait puts a claim, which keeps new readers out; a writer that
 /// leaves admits the readers who wait at that moment, which keeps the next writer out until they
-/// have been in.
+/// have been in. While nobody holds the lock each of these turns lasts for a slice at most: whoever
+/// has it may be stopped.
 ///
 /// What a dead writer left is doubtful until another writer has been in and given the lock back:
 /// until then everybody who comes in is told. A dead reader has changed nothing.
@@ -47,7 +48,8 @@ private:
     void beginToWaitAsReader(uint32_t slot) noexcept;
     bool enterAsWriter(shared::SharedObject& caller) noexcept;
     bool enterAsWriterOrClaim(shared::SharedObject& caller) noexcept;
-    void dropStaleAdmissions() noexcept;
+    void beginTurn() noexcept;
+    void endLateTurn() noexcept;
 
     uint64_t m_writer = NoThread;
     bool m_isDoubtful = false;     // a writer died, and none has been in since
@@ -55,6 +57,7 @@ private:
     uint32_t m_readers = 0;        // sum over the slots
     uint32_t m_waitingReaders = 0; // sum over the slots
     uint32_t m_admitted = 0;       // waiting readers who go before the next writer
+    uint64_t m_turnSinceMs = 0;    // of the admitted, else of the claim; monotonic clock
     Slot m_slots[shared::SlotCount] = {};
 };
 

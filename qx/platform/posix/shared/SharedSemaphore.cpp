@@ -30,7 +30,7 @@ int32_t SharedSemaphore::waitUntil(shared::SharedObject& caller,
         if (take() || (mayWait() && spinForAnswer(take)))
             return result::Ok;
         const shared::ShownWaiting shown(caller);
-        return shared::waitUntil(waiters, deadline, take, [](bool) {});
+        return shared::waitUntil(waiters, deadline, take, [] {});
     }
     const auto take = [&] { return takeUnit(caller); };
     return take() ? result::Ok : waitReaping(caller, *this, deadline, take);

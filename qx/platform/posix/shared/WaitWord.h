@@ -56,8 +56,7 @@ private:
 };
 
 /// Sleeps on @p word until @p attempt returns true (0) or @p deadline (null: none) has passed
-/// (0x800705B4). Calls @p afterSleep after every sleep and tells it whether the word has moved,
-/// which under traffic it always has.
+/// (0x800705B4). Calls @p afterSleep after every sleep.
 template <class Attempt, class AfterSleep>
 int32_t waitUntil(WaitWord& word, const Deadline* deadline, Attempt attempt,
                   AfterSleep afterSleep) {
@@ -67,7 +66,8 @@ int32_t waitUntil(WaitWord& word, const Deadline* deadline, Attempt attempt,
             return result::Ok;
         if (deadline != nullptr && deadline->hasPassed())
             return result::TimedOut;
-        afterSleep(word.sleep(ticket, deadline));
+        word.sleep(ticket, deadline);
+        afterSleep();
     }
 }
 
