@@ -187,8 +187,10 @@ const Script AmongProcesses[] = {
      RWLocks,
      {a(QXRWLockAcquireRead), b(QXRWLockAcquireWrite, Blocks), b(Stops), a(QXRWLockReleaseRead),
       c(QXRWLockAcquireRead), c(QXRWLockReleaseRead), a(QXRWLockAcquireWrite),
-      d(QXRWLockAcquireRead, Blocks), d(Stops), a(QXRWLockReleaseWrite), a(writeByTrying), b(Dies),
-      d(Dies)}},
+      d(QXRWLockAcquireRead, Blocks), d(Stops), a(QXRWLockReleaseWrite), a(writeByTrying),
+      // A reader that comes when he was admitted does not go in his place before a writer.
+      c(QXRWLockAcquireWrite, Blocks), a(QXRWLockReleaseWrite), e(QXRWLockAcquireRead, Blocks),
+      c(Ends), e(Ends, Blocks), c(QXRWLockReleaseWrite), e(Ends), b(Dies), d(Dies)}},
     comesBackFrom(Mutexes, "AForkedChildDoesNotKeepAMutex"),
     comesBackFrom(RWLocks, "AForkedChildDoesNotKeepAReaderWriterLock"),
     comesBackFrom(Guards, "AForkedChildDoesNotKeepAUnit"),

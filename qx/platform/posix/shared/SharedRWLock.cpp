@@ -7,8 +7,8 @@ int32_t SharedRWLock::acquireRead(shared::SharedObject& caller) noexcept {
         return result::Ok;
     if (isWriter(caller))
         return result::Deadlock;
-    beginToWaitAsReader(caller.slot());
-    return waitReaping(caller, *this, nullptr, [&] { return enterAsWaitingReader(caller); });
+    const uint32_t since = beginToWaitAsReader(caller.slot());
+    return waitReaping(caller, *this, nullptr, [&] { return enterAsWaitingReader(caller, since); });
 }
 
 int32_t SharedRWLock::acquireWrite(shared::SharedObject& caller) noexcept {
@@ -45,19 +45,21 @@ bool SharedRWLock::enterAsReader(shared::SharedObject& caller) noexcept {
     return true;
 }
 
-void SharedRWLock::beginToWaitAsReader(uint32_t slot) noexcept {
+uint32_t SharedRWLock::beginToWaitAsReader(uint32_t slot) noexcept {
     const shared::Locked locked(*this);
     ++m_slots[slot].waitingReaders;
     ++m_waitingReaders;
+    return m_admissions;
 }
 
-bool SharedRWLock::enterAsWaitingReader(shared::SharedObject& caller) noexcept {
+bool SharedRWLock::enterAsWaitingReader(shared::SharedObject& caller, uint32_t since) noexcept {
     Slot& slot = m_slots[caller.slot()];
     const shared::Locked locked(*this);
     endLateTurn();
-    if (m_writer != NoThread || (m_claim != 0 && m_admitted == 0))
+    const bool isAdmitted = m_admitted > 0 && m_admissions != since;
+    if (m_writer != NoThread || (m_claim != 0 && !isAdmitted))
         return false;
-    if (m_admitted > 0)
+    if (isAdmitted)
         --m_admitted;
     --slot.waitingReaders;
     --m_waitingReaders;
@@ -133,6 +135,7 @@ int32_t SharedRWLock::releaseWrite(shared::SharedObject& caller) noexcept {
         m_isDoubtful = false; // killed behind this, it is still the writer, and a dead one
         m_writer = NoThread;
         m_admitted = m_waitingReaders;
+        ++m_admissions;
         beginTurn();
     }
     waiters.wakeAll();

@@ -44,8 +44,9 @@ private:
     }
     bool isWriter(shared::SharedObject& caller) noexcept;
     bool enterAsReader(shared::SharedObject& caller) noexcept;
-    bool enterAsWaitingReader(shared::SharedObject& caller) noexcept;
-    void beginToWaitAsReader(uint32_t slot) noexcept;
+    bool enterAsWaitingReader(shared::SharedObject& caller, uint32_t since) noexcept;
+    /// How often writers had admitted those who waited, when it began.
+    uint32_t beginToWaitAsReader(uint32_t slot) noexcept;
     bool enterAsWriter(shared::SharedObject& caller) noexcept;
     bool enterAsWriterOrClaim(shared::SharedObject& caller) noexcept;
     void beginTurn() noexcept;
@@ -57,6 +58,7 @@ private:
     uint32_t m_readers = 0;        // sum over the slots
     uint32_t m_waitingReaders = 0; // sum over the slots
     uint32_t m_admitted = 0;       // waiting readers who go before the next writer
+    uint32_t m_admissions = 0;     // by writers, so far: who waits since the last is not admitted
     uint64_t m_turnSinceMs = 0;    // of the admitted, else of the claim; monotonic clock
     Slot m_slots[shared::SlotCount] = {};
 };
