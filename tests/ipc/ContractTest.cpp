@@ -68,8 +68,9 @@ int32_t valueOf(QXHandle semaphore) {
     return value;
 }
 
-int32_t writeByTrying(QXHandle lock) {
-    return eventually([lock] { return QXRWLockTryAcquireWrite(lock) == result::Ok; }) - 1;
+template <auto Try, auto... Arguments>
+int32_t byTrying(QXHandle handle) {
+    return eventually([handle] { return Try(handle, Arguments...) == result::Ok; }) - 1;
 }
 
 constexpr Operation isTold = QXSyncAcquiredFromDead;
@@ -187,7 +188,8 @@ const Script AmongProcesses[] = {
      RWLocks,
      {a(QXRWLockAcquireRead), b(QXRWLockAcquireWrite, Blocks), b(Stops), a(QXRWLockReleaseRead),
       c(QXRWLockAcquireRead), c(QXRWLockReleaseRead), a(QXRWLockAcquireWrite),
-      d(QXRWLockAcquireRead, Blocks), d(Stops), a(QXRWLockReleaseWrite), a(writeByTrying),
+      d(QXRWLockAcquireRead, Blocks), d(Stops), a(QXRWLockReleaseWrite),
+      a(byTrying<QXRWLockTryAcquireWrite>),
       // A reader that comes when he was admitted does not go in his place before a writer.
       c(QXRWLockAcquireWrite, Blocks), a(QXRWLockReleaseWrite), e(QXRWLockAcquireRead, Blocks),
       c(Ends), e(Ends, Blocks), c(QXRWLockReleaseWrite), e(Ends), b(Dies), d(Dies)}},
@@ -207,7 +209,8 @@ const Script AmongProcesses[] = {
     {"UnitsOfAKilledOneCountAtOnceAndEndAWaitInTime",
      Guards,
      {b(QXSemaphoreWait), a(valueOf, 0), a(QXSemaphoreTimedWait, 31, TimedOut), b(Dies),
-      a(valueOf, 1), c(QXSemaphoreWait), c(Dies), a(QXSemaphoreTimedWait, 100'000, Ok)}},
+      a(valueOf, 1), c(QXSemaphoreWait), c(Dies), a(QXSemaphoreTimedWait, 100'000, Ok),
+      a(QXSemaphorePost), d(QXSemaphoreWait), d(Dies), a(byTrying<QXSemaphoreTimedWait, 0u>)}},
     {"UnitsOfOneWhoQuitsComeBack",
      GuardsOfThree,
      {a(QXSemaphoreWait), b(QXSemaphoreWait), b(QXSemaphoreWait), b(Quits), a(QXSemaphoreWait),

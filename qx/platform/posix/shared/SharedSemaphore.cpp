@@ -33,7 +33,9 @@ int32_t SharedSemaphore::waitUntil(shared::SharedObject& caller,
         return shared::waitUntil(waiters, deadline, take, [] {});
     }
     const auto take = [&] { return takeUnit(caller); };
-    return take() ? result::Ok : waitReaping(caller, *this, deadline, take);
+    // Without time left nobody sleeps, and what the dead hold is looked for behind a sleep.
+    const bool taken = deadline == nullptr ? take() : tryReaping(caller, *this, take);
+    return taken ? result::Ok : waitReaping(caller, *this, deadline, take);
 }
 
 int32_t SharedSemaphore::tryWait(shared::SharedObject& caller) noexcept {
