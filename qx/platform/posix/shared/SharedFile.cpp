@@ -503,12 +503,21 @@ const char* SharedFile::lack() noexcept {
 }
 
 void SharedFile::reserve(uint64_t sizeInBytes) {
-    int error;
-    do
-        error = posix_fallocate(m_descriptor.get(), 0, static_cast<off_t>(sizeInBytes));
-    while (error == EINTR);
-    if (error != 0)
-        throw Failure{resultFromErrno(error)};
+    // The file system may take back all that an interrupted call has reserved. Where signals come
+    // faster than that takes, smaller and smaller pieces get through.
+    constexpr off_t SmallestPiece = 1 << 20;
+    const auto end = static_cast<off_t>(sizeInBytes);
+    off_t piece = end;
+    for (off_t begin = 0; begin < end;) {
+        const off_t length = std::min(piece, end - begin);
+        const int error = posix_fallocate(m_descriptor.get(), begin, length);
+        if (error == 0)
+            begin += length;
+        else if (error == EINTR)
+            piece = std::max(length / 2, SmallestPiece);
+        else
+            throw Failure{resultFromErrno(error)};
+    }
 }
 
 bool SharedFile::isSlotTaken(uint32_t slot) const noexcept {
