@@ -37,20 +37,20 @@ public:
     }
 
     int32_t wait(Caller... caller) noexcept {
-        return tryWait() == result::Ok ? result::Ok : waitShown(nullptr, caller...);
+        const uint32_t state = look();
+        return isOpen(state) ? result::Ok : waitShown(state, nullptr, caller...);
     }
 
-    int32_t tryWait() noexcept {
-        return (m_state.load(std::memory_order_acquire) & Open) != 0 ? result::Ok : result::Busy;
-    }
+    int32_t tryWait() noexcept { return isOpen(look()) ? result::Ok : result::Busy; }
 
     int32_t timedWait(Caller... caller, uint32_t milliseconds) noexcept {
-        if (tryWait() == result::Ok)
+        const uint32_t state = look();
+        if (isOpen(state))
             return result::Ok;
         if (milliseconds == 0)
             return result::TimedOut;
         const Deadline deadline = Deadline::after(milliseconds);
-        return waitShown(&deadline, caller...);
+        return waitShown(state, &deadline, caller...);
     }
 
     void report(shared::StateReport& report) const noexcept {
@@ -62,12 +62,19 @@ private:
     static constexpr uint32_t Waiters = 2; // somebody may sleep
     static constexpr uint32_t OneClosing = 4;
 
-    int32_t waitShown(const Deadline* deadline) noexcept { return waitUntil(deadline); }
-    int32_t waitShown(const Deadline* deadline, shared::SharedObject& caller) noexcept {
-        const shared::ShownWaiting shown(caller);
-        return waitUntil(deadline);
+    uint32_t look() const noexcept { return m_state.load(std::memory_order_acquire); }
+    static bool isOpen(uint32_t state) noexcept { return (state & Open) != 0; }
+
+    int32_t waitShown(uint32_t first, const Deadline* deadline) noexcept {
+        return waitUntil(first, deadline);
     }
-    int32_t waitUntil(const Deadline* deadline) noexcept;
+    int32_t waitShown(uint32_t first, const Deadline* deadline,
+                      shared::SharedObject& caller) noexcept {
+        const shared::ShownWaiting shown(caller);
+        return waitUntil(first, deadline);
+    }
+    /// Waits until the gate is open, or was since the call found it closed at its @p first look.
+    int32_t waitUntil(uint32_t first, const Deadline* deadline) noexcept;
     bool sleep(uint32_t state, const Deadline* deadline) noexcept {
         if constexpr (Scope == FutexScope::Machine)
             return shared::sleepForASlice(futexWord(m_state), state, deadline);
@@ -79,12 +86,11 @@ private:
 };
 
 template <FutexScope Scope, class... Caller>
-int32_t Gate<Scope, Caller...>::waitUntil(const Deadline* deadline) noexcept {
-    uint32_t state = m_state.load(std::memory_order_acquire);
-    const uint32_t closings = state / OneClosing;
+int32_t Gate<Scope, Caller...>::waitUntil(uint32_t first, const Deadline* deadline) noexcept {
+    uint32_t state = first;
     const auto wasOpened = [&] {
-        state = m_state.load(std::memory_order_acquire);
-        return (state & Open) != 0 || state / OneClosing != closings;
+        state = look();
+        return isOpen(state) || state / OneClosing != first / OneClosing;
     };
     if (spinForAnswer(wasOpened))
         return result::Ok;
