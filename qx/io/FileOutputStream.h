@@ -29,7 +29,9 @@ enum class FilePermissions : uint32_t {
 
 /// Writes a file, a pipe or whatever else a handle stands for. A file that does not exist is
 /// created so that only its owner can use it. Failures raise ResultException with the platform's
-/// code; bytes that were written before stay written.
+/// code; bytes that were written before stay written. A write that fails in the middle, as on a
+/// full disk, takes back what it has put at the end of a file that the stream has opened, so that
+/// it can be repeated; not what somebody else has written behind, nor what a pipe has taken.
 ///
 ///     qx::io::FileOutputStream log(qx::String(u"events.log"), FileOutputStream::APPEND);
 ///     log.write("started\n", 8);

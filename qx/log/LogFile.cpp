@@ -141,21 +141,15 @@ String LogFile::numbered(int number) const {
 }
 
 void LogFile::writeAll(const signed char* from, int32_t length) {
-    while (length > 0) {
-        int32_t written = 0;
-        int32_t result = QXFileWrite(m_file.get(), from, length, &written);
-        if (result >= 0 && written <= 0) // a device that takes nothing and reports no error
-            result = result::Fail;
-        if (written > 0) {
-            m_size += written;
-            m_isLineEnd = from[written - 1] == LineEnd;
-            from += written;
-            length -= written;
-        }
-        if (result < 0) {
-            m_isLineCut = !m_isLineEnd;
-            throwResultOf(result, m_name);
-        }
+    int32_t written = 0;
+    const int32_t result = QXFileWriteAll(m_file.get(), from, length, &written);
+    if (written > 0) {
+        m_size += written;
+        m_isLineEnd = from[written - 1] == LineEnd;
+    }
+    if (result < 0) {
+        m_isLineCut = !m_isLineEnd;
+        throwResultOf(result, m_name);
     }
 }
 

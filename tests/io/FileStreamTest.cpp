@@ -12,6 +12,7 @@
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -81,6 +82,24 @@ TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
     write(*makeReference<Out>(name(), false), "old");
     write(*makeReference<Out>(FilePath(name()), true), "+new");
     EXPECT_EQ(content(), "old+new");
+}
+
+TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
+    using Out = FileOutputStream;
+    for (const unsigned int mode : {Out::ATEND, Out::APPEND, Out::TRUNC, Out::KEEPCLOSED | 1}) {
+        SCOPED_TRACE(mode);
+        setContent("");
+        Out out(name(), mode);
+        write(out, "whole, ");
+        EXPECT_LT(failureOf([&] { return FileSizeLimit(10), write(out, "in part"); }), 0);
+        write(out, "again");
+        EXPECT_EQ(content(), "whole, again");
+    }
+    setContent("0123456789");
+    const FileSizeLimit full(5);
+    Out over(name(), 0u);
+    EXPECT_LT(failureOf([&] { write(over, "abcdef"); }), 0);
+    EXPECT_EQ(content(), "abcde56789") << "what lies behind stays";
 }
 
 TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {

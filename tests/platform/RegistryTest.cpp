@@ -8,7 +8,6 @@
 #include <random>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <qx/platform/registry.h>
@@ -19,6 +18,7 @@
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryRegistry.h"
 
 namespace fs = std::filesystem;
@@ -411,20 +411,12 @@ TEST_F(RegistryDamage, NothingIsTakenFromAnotherPlaceOrFile) {
 }
 
 TEST_F(RegistryDamage, WriteThatFailsHalfwayLeavesWhatWasThere) {
-    const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before;
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
     for (const size_t room : {0U, 1U, 100U}) {
-        rlimit small = before;
-        small.rlim_cur = whole.size() + room;
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-        const int32_t result = trySetText(u"A\\New", u"", std::u16string(200, u'x'));
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-        EXPECT_LT(result, 0);
+        const FileSizeLimit small(whole.size() + room);
+        EXPECT_LT(trySetText(u"A\\New", u"", std::u16string(200, u'x')), 0);
         EXPECT_EQ(dumpOf(), stages.back().dump);
         EXPECT_EQ(readFile(registry.userFile()), whole);
     }
-    std::signal(SIGXFSZ, ignored);
     setText(u"A\\New", u"", u"now");
     EXPECT_EQ(getText(u"A\\New"), u"now");
 }

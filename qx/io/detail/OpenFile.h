@@ -40,14 +40,8 @@ inline void openFile(const String& name, uint32_t flags, FileHandle& file,
 /// Writes all the bytes, after short writes too.
 /// @throws ResultException with the name of the file
 inline void writeAll(QXHandle file, const signed char* from, int32_t length, const String& name) {
-    while (length > 0) {
-        int32_t written = 0;
-        throwIfFailedOf(QXFileWrite(file, from, length, &written), name);
-        if (written <= 0) // a device that takes nothing and reports no error
-            throwResultOf(result::Fail, name);
-        from += written;
-        length -= written;
-    }
+    int32_t written = 0;
+    throwIfFailedOf(QXFileWriteAll(file, from, length, &written), name);
 }
 
 } // namespace qx::io::detail

@@ -103,6 +103,16 @@ ssize_t writeQuietly(QXHandle handle, const void* buffer, size_t length) noexcep
     return ::write(descriptor, buffer, length);
 }
 
+/// Takes back what a write has put between two places of a file, when it lies at the end. The next
+/// write then begins where this one did.
+bool takeBack(int file, off_t begin, off_t end) noexcept {
+    struct stat status;
+    return ::lseek(file, 0, SEEK_CUR) == end && ::fstat(file, &status) == 0 &&
+           status.st_size == end &&
+           retryInterrupted([&] { return ::ftruncate(file, begin); }) == 0 &&
+           ::lseek(file, begin, SEEK_SET) == begin;
+}
+
 int32_t clampToInt32(int64_t value) noexcept {
     return static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX));
 }
@@ -179,6 +189,32 @@ int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length, int32_t
         return lastResult();
     *bytesWritten = static_cast<int32_t>(count);
     return result::Ok;
+}
+
+int32_t QXFileWriteAll(QXHandle handle, const void* buffer, int32_t length, int32_t* bytesWritten) {
+    if (bytesWritten == nullptr)
+        return result::NullPointer;
+    const auto* const bytes = static_cast<const char*>(buffer);
+    off_t begin = -1;
+    int32_t result = result::Ok;
+    int32_t written = 0;
+    while (written < length) {
+        int32_t count = 0;
+        result = QXFileWrite(handle, bytes + written, length - written, &count);
+        if (result >= 0 && count == 0)
+            result = result::Fail;
+        if (result < 0)
+            break;
+        // Only now is it known that the call may fail in the middle, and where the bytes begin in a
+        // file that others append to.
+        if (written == 0 && count < length && isRegularFile(handle))
+            begin = ::lseek(descriptorOf(handle), 0, SEEK_CUR) - count;
+        written += count;
+    }
+    if (result < 0 && begin >= 0 && takeBack(descriptorOf(handle), begin, begin + written))
+        written = 0;
+    *bytesWritten = written;
+    return result;
 }
 
 int32_t QXFileSeek(QXHandle handle, int64_t offset, int32_t origin, int64_t* position) {

@@ -122,18 +122,8 @@ int32_t QXStdioWriteByte(FILE* stream, int32_t byte) {
 int32_t QXStdioWrite(FILE* stream, const void* buffer, int32_t length) {
     if (const int32_t result = stateOf(stream); result < 0)
         return result;
-    const auto* const bytes = static_cast<const char*>(buffer);
-    const auto handle = static_cast<QXHandle>(fileno(stream));
-    for (int32_t written = 0; written < length;) {
-        int32_t count = 0;
-        const int32_t result = QXFileWrite(handle, bytes + written, length - written, &count);
-        if (result < 0)
-            return result;
-        if (count == 0)
-            return qx::result::Fail;
-        written += count;
-    }
-    return qx::result::Ok;
+    int32_t written = 0;
+    return QXFileWriteAll(static_cast<QXHandle>(fileno(stream)), buffer, length, &written);
 }
 
 int32_t QXStdioFlush(FILE* stream) {
