@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include <qx/core/Reference.h>
@@ -17,7 +18,8 @@ namespace qx::io {
 ///
 /// Only flush is sure to pass everything on; close and destruction drop what is pending. When the
 /// wrapped sink throws, the units stay pending, unless it refuses them as text that its encoding
-/// does not have, which it would do each time: those are dropped.
+/// does not have, which it would do each time: those are dropped. What the wrapped sink writes here
+/// while it is taking the buffer is passed on behind that.
 template <class Base, class Unit>
 class BufferedSink : public Base {
 public:
@@ -32,14 +34,14 @@ public:
     /// Units that fill a whole buffer pass straight through, behind what is pending.
     void write(const Unit* from, int32_t length) override {
         requireOpen();
-        if (length >= m_size) {
+        if (length >= m_size && m_pass == Pass::None) {
             drain();
             m_out->write(from, length);
             return;
         }
         if (length <= 0)
             return;
-        if (length > m_size - m_count)
+        while (length > m_size - m_count)
             drain();
         std::memcpy(m_units.get() + m_count, from, static_cast<size_t>(length) * sizeof(Unit));
         m_count += length;
@@ -51,6 +53,8 @@ public:
     }
     /// Writes what is pending, in one call, and flushes the wrapped sink.
     void flush() override {
+        if (m_pass != Pass::None)
+            return requireOpen(); // whoever passes the buffer on goes on with what is behind it
         drain();
         m_out->flush();
     }
@@ -76,26 +80,62 @@ private:
         if (m_size == 0)
             throwIo(u"stream closed");
     }
-    /// Out of line, so that a single write to the buffer stays small.
+    /// Passes on what is pending; makes room behind it while the sink is taking it. Out of line, so
+    /// that a single write to the buffer stays small.
     [[gnu::noinline]] void drain() {
         requireOpen();
-        if (m_count == 0)
-            return;
-        try {
-            m_out->write(m_units.get(), m_count);
-        } catch (const text::charset::InvalidCharacterException&) {
-            m_count = 0;
-            throw;
-        } catch (const text::charset::UnmappableCharacterException&) {
-            m_count = 0;
-            throw;
+        if (m_pass != Pass::None)
+            return makeRoom();
+        while (m_count > 0) {
+            Unit* const passed = m_units.get();
+            const int32_t length = m_count;
+            m_pass = Pass::InPlace;
+            try {
+                m_out->write(passed, length);
+            } catch (const text::charset::InvalidCharacterException&) {
+                endPass(passed, length);
+                throw;
+            } catch (const text::charset::UnmappableCharacterException&) {
+                endPass(passed, length);
+                throw;
+            } catch (...) {
+                endPass(passed, 0);
+                throw;
+            }
+            endPass(passed, length);
+            requireOpen(); // the wrapped sink may have closed this one
         }
-        m_count = 0;
-        requireOpen(); // the wrapped sink may have closed this one
     }
+    /// Takes a larger buffer. The sink goes on reading the one that it was given.
+    void makeRoom() {
+        if (m_size > INT32_MAX / 2)
+            throw std::bad_alloc();
+        auto larger = std::make_unique_for_overwrite<Unit[]>(static_cast<size_t>(m_size) * 2);
+        std::memcpy(larger.get(), m_units.get(), static_cast<size_t>(m_count) * sizeof(Unit));
+        m_units.swap(larger);
+        m_size *= 2;
+        if (m_pass == Pass::InPlace) {
+            static_cast<void>(larger.release());
+            m_pass = Pass::Moved;
+        }
+    }
+    /// Drops so many of the units that the sink was given.
+    void endPass(Unit* passed, int32_t length) noexcept {
+        const std::unique_ptr<Unit[]> left(
+            std::exchange(m_pass, Pass::None) == Pass::Moved ? passed : nullptr);
+        if (m_size == 0) // closed meanwhile
+            return;
+        m_count -= length;
+        std::memmove(m_units.get(), m_units.get() + length,
+                     static_cast<size_t>(m_count) * sizeof(Unit));
+    }
+
+    /// What the sink is taking: nothing, the front of the buffer, or that of an earlier buffer.
+    enum class Pass : uint8_t { None, InPlace, Moved };
 
     Reference<Base> m_out;
     int32_t m_size; // 0 once closed, so that a single write looks no further than here
+    Pass m_pass = Pass::None;
     std::unique_ptr<Unit[]> m_units;
     int32_t m_count = 0;
 };

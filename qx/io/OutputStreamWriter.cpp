@@ -34,8 +34,16 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
     requireOpen();
     if (length < 1)
         return;
+    if (m_isPassing) {
+        if (!m_late)
+            m_late = std::make_unique<std::u16string>();
+        m_late->append(from, static_cast<size_t>(length));
+        return;
+    }
+    if (m_late)
+        writeLate();
     m_earlier = m_count;
-    m_isPassedOn = m_isPassing = false;
+    m_isPassedOn = m_isFault = false;
     if (m_hasState)
         m_place.state = text::charset::getConverterState(*m_converter);
     const Place before = m_place;
@@ -50,9 +58,17 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
         m_place.open = m_place.held == 0 && text::charset::isHighSurrogate(last) ? last : u'\0';
     } catch (...) {
         if (m_converter) // else the stream has closed this writer
-            goBack(before, !m_isPassing);
+            goBack(before, !m_isFault);
         throw;
     }
+}
+
+/// Writes what has come while the stream was at work; false when that was nothing.
+bool OutputStreamWriter::writeLate() {
+    const auto late = std::exchange(m_late, nullptr);
+    if (late)
+        OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size()));
+    return late != nullptr;
 }
 
 /// Makes all as it was in front of a text that failed, except for half a pair that was refused with
@@ -79,19 +95,23 @@ void OutputStreamWriter::goBack(const Place& before, bool isRefused) {
 
 void OutputStreamWriter::flush() {
     requireOpen();
-    m_place.open = 0;
-    if (std::exchange(m_place.held, u'\0') != 0) {
-        if (!m_converter->replacesHalves())
-            PendingSurrogate::throwUnpaired();
-        encode(&text::charset::ReplacementCharacter, 1);
-    }
-    for (bool isEmpty = false; !isEmpty;) {
-        const int32_t pending = m_count;
-        // A converter that had room for anything and wrote nothing holds nothing.
-        isEmpty = flushConverter() && m_count == pending &&
-                  (pending == 0 || m_size - pending >= LongestSequence);
-        drain();
-    }
+    if (m_isPassing)
+        return; // whoever passes the bytes on goes on with what is behind them
+    do {
+        m_place.open = 0;
+        if (std::exchange(m_place.held, u'\0') != 0) {
+            if (!m_converter->replacesHalves())
+                PendingSurrogate::throwUnpaired();
+            encode(&text::charset::ReplacementCharacter, 1);
+        }
+        for (bool isEmpty = false; !isEmpty;) {
+            const int32_t pending = m_count;
+            // A converter that had room for anything and wrote nothing holds nothing.
+            isEmpty = flushConverter() && m_count == pending &&
+                      (pending == 0 || m_size - pending >= LongestSequence);
+            drain();
+        }
+    } while (writeLate());
     m_out->flush();
 }
 
@@ -99,6 +119,7 @@ void OutputStreamWriter::close() {
     requireOpen();
     m_converter.reset(); // the bytes stay: the stream may do this while it is taking them
     m_count = 0;
+    m_late.reset();
     m_out->close();
 }
 
@@ -165,9 +186,14 @@ void OutputStreamWriter::onNoProgress(const char16_t* from, int32_t& consumed, i
 void OutputStreamWriter::drain() {
     if (m_count == 0)
         return;
-    m_isPassing = true;
-    m_out->write(m_bytes.get(), m_count);
-    m_isPassing = false;
+    m_isPassing = m_isFault = true;
+    try {
+        m_out->write(m_bytes.get(), m_count);
+    } catch (...) {
+        m_isPassing = false;
+        throw;
+    }
+    m_isPassing = m_isFault = false;
     m_isPassedOn |= m_count > m_earlier;
     m_count = m_earlier = 0;
     requireOpen(); // the stream may have closed this writer

@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include <qx/core/AnyText.h>
 #include <qx/core/Reference.h>
@@ -30,6 +31,10 @@ struct Utf8Writers;
 /// written again: all is as it was in front of it, unless it did not fit into the buffer and a part
 /// of it has reached the stream. Half a surrogate pair in front of a text that the converter
 /// refused is dropped with it, so that the next text begins afresh.
+///
+/// What the stream itself writes here while it is taking bytes, as one that logs where it writes a
+/// log, waits until the text that they belong to has been written; a flush that it asks for is that
+/// of whoever flushes next.
 class QX_API OutputStreamWriter : public Writer {
 public:
     static constexpr int32_t DefaultSize = 8192;
@@ -73,6 +78,7 @@ private:
     };
 
     void requireOpen() const;
+    bool writeLate();
     void goBack(const Place& before, bool isRefused);
     void encode(const char16_t* from, int32_t length);
     bool flushConverter();
@@ -82,13 +88,15 @@ private:
     Reference<OutputStream> m_out;
     Reference<text::charset::CharToByteConverter> m_converter; // null once closed
     bool m_hasState;                                           // the converter, beside half a pair
+    bool m_isPassedOn = false;            ///< the stream has bytes of this text
+    bool m_isPassing = false;             ///< the stream is at work
+    bool m_isFault = false;               ///< of the stream, that this text failed
     const text::charset::CTBUTF8* m_utf8; // the converter when it is the library's own for UTF-8
     int32_t m_size;
-    std::unique_ptr<signed char[]> m_bytes;
     int32_t m_count = 0;
-    int32_t m_earlier = 0;     ///< how many of them belong to earlier texts
-    bool m_isPassedOn = false; ///< the stream has bytes of this text
-    bool m_isPassing = false;  ///< the stream is at work
+    std::unique_ptr<signed char[]> m_bytes;
+    std::unique_ptr<std::u16string> m_late; ///< what was written while the stream was at work
+    int32_t m_earlier = 0;                  ///< how many of the bytes belong to earlier texts
     Place m_place;
 };
 

@@ -181,6 +181,36 @@ TYPED_TEST(Streams, BufferedSinkWritesInTheDocumentedPortions) {
     }
 }
 
+/// Expects that what the sink writes to @p out while it takes the beginning comes behind that.
+template <class Unit>
+void expectLateBehind(auto& sink, auto&& out) {
+    const std::string expected = distinctText(18) + distinctText(18) + distinctText(18); // ASCII
+    const auto text = unitsOf<Unit>(expected);
+    size_t written = 20;
+    sink.meanwhile = [&] {
+        while (written < text.size())
+            out.write(text[written++]);
+        out.flush();
+    };
+    out.write(text.data(), 20);
+    const int32_t failure = failureOf([&] { out.flush(); });
+    EXPECT_EQ(failure < 0, sink.failing);
+    sink.failing = false;
+    out.flush();
+    EXPECT_EQ(textOf(sink.content), expected);
+}
+
+TYPED_TEST(Streams, BufferedSinkPassesOnOnceWhatItsSinkWritesMeanwhile) {
+    for (const bool fails : {false, true}) {
+        FakeSink<TypeParam> sink;
+        sink.failing = fails;
+        expectLateBehind<typename TypeParam::Unit>(sink,
+                                                   typename TypeParam::BufferedSink(&sink, 24));
+    }
+    FakeSink<Bytes> bytes;
+    expectLateBehind<char16_t>(bytes, OutputStreamWriter(&bytes, u"UTF-8", 6));
+}
+
 /// Expects @p in to refuse everything once it is closed, also through a filter.
 template <class Twin>
 void expectClosing(typename Twin::Source* in, const std::string& operations) {

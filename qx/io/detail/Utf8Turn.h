@@ -39,7 +39,8 @@ public:
     /// plain way. Empty where every text has to.
     std::span<uint8_t> room() const noexcept {
         OutputStreamWriter& out = *m_writers.out;
-        if (!out.m_converter || out.m_place.held != 0 || out.m_utf8->isPending())
+        if (!out.m_converter || out.m_isPassing || out.m_late || out.m_place.held != 0 ||
+            out.m_utf8->isPending())
             return {};
         return {reinterpret_cast<uint8_t*>(out.m_bytes.get()) + out.m_count,
                 static_cast<size_t>(out.m_size - out.m_count)};
