@@ -21,7 +21,7 @@ public:
     /// for: as long as that is something, the rest is lost without a failure. The sockets of
     /// TcpSocket2 tell how much was sent.
     /// @throws io::IoException "TcpSocketOutputStream::write " and the description of the error;
-    ///     how much was written is then unknown
+    ///     how much was written is then unknown. So does a connection that ends in the middle.
     void write(const signed char* from, int32_t length) override;
 
 private:

@@ -126,7 +126,9 @@ QX_API int32_t QXSocketGetPeerName(QXSocket socket, qx_sockaddr_union* address, 
 /// in between; the next call then says why. A connection that the peer has closed or reset gives
 /// 10054 or 10053, one whose output is shut down 10058, a time-out 10060.
 QX_API int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length, int32_t flags);
-/// Bytes received: at least one, 0 after the peer's orderly close. A time-out gives 10060.
+/// Bytes received: at least one, 0 after the peer's orderly close. A time-out gives 10060. With
+/// QX_MSG_WAITALL a stream that blocks gives all of them, unless its end, an error or the time-out
+/// came in between.
 QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags);
 
 /// Stores how many bytes can be received at once without waiting.
@@ -161,7 +163,7 @@ QX_API int32_t QXSocketShutdown(QXSocket socket, int32_t direction);
 #define QX_SO_RCVBUF 4098
 #define QX_SO_SNDLOWAT 4099
 #define QX_SO_RCVLOWAT 4100
-#define QX_SO_SNDTIMEO 4101 ///< milliseconds; 0 for no limit
+#define QX_SO_SNDTIMEO 4101 ///< milliseconds that a call waits in all; 0 for no limit
 #define QX_SO_RCVTIMEO 4102
 #define QX_SO_ERROR 4103 ///< pending error of the socket; reading takes it away
 #define QX_SO_TYPE 4104

@@ -184,7 +184,10 @@ TEST(TcpWorkerSocket2, SignalsInterruptNothing) {
         say(*pair.client, std::string(8 << 20, 'x'));
         EXPECT_EQ(pair.client->shutdownOutput(), 0);
     });
-    EXPECT_EQ(heard(*pair.worker).size(), 8u << 20);
+    std::vector<char> bytes(8 << 20);
+    int64_t count = 0;
+    EXPECT_EQ(pair.worker->recv(bytes.data(), bytes.size(), QX_MSG_WAITALL, &count), 0);
+    EXPECT_EQ(count, 8 << 20);
     EXPECT_EQ(Selected(pair.client.get(), nullptr, nullptr, 50).result, 0);
     setOption(*pair.client, QX_SO_RCVTIMEO, 50);
     ENUM_QX_E_SOCKET code = 0;
@@ -224,8 +227,17 @@ TEST(Socket, NeitherSignalsNorATimeOutForReceivingEndTheAccepting) {
 TEST(TcpWorkerSocket2, TimeOutsAndNonBlockingSocketsDiffer) {
     const Pair pair;
     setOption(*pair.client, QX_SO_SNDTIMEO, 20);
-    const std::vector<char> bytes(16 << 20);
+    const std::vector<char> bytes(32 << 20);
     int64_t sent = 0;
+    {
+        const std::jthread reader([&](const std::stop_token& end) {
+            std::vector<char> room(1 << 20);
+            for (int64_t count; !end.stop_requested(); std::this_thread::sleep_for(8ms))
+                EXPECT_EQ(pair.worker->recv(room.data(), room.size(), 0, &count), 0);
+        });
+        EXPECT_EQ(pair.client->send(bytes.data(), bytes.size(), 0, &sent), 0);
+        EXPECT_LT(sent, std::ssize(bytes)) << "room that comes does not begin the time-out anew";
+    }
     const auto sendAll = [&] { // until no growing buffer takes any more
         ENUM_QX_E_SOCKET code = 0;
         while ((code = pair.client->send(bytes.data(), bytes.size(), 0, &sent)) == 0)

@@ -112,6 +112,14 @@ TEST(TcpSocket, APeerThatResetsIsReportedWithoutASignal) {
     EXPECT_TRUE(descriptionOf<IoException>([&] {
                     send(*socket->getOutputStream(), "x");
                 }).starts_with("TcpSocketOutputStream::write "));
+    Connection cut; // in the middle of a write, which waits for room then
+    std::jthread reader([&] {
+        std::vector<char> room(1 << 20);
+        for (int32_t count = 0; count < 1 << 20;)
+            count += cut.server->getInputStream()->read(room.data(), 1 << 20);
+        cut.server.reset();
+    });
+    EXPECT_THROW(send(*cut.client->getOutputStream(), std::string(32 << 20, 'x')), IoException);
 }
 
 TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {

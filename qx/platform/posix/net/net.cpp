@@ -1,5 +1,6 @@
 #include "qx/platform/net.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -12,6 +13,7 @@
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/net/socketaddress.h>
 #include <qx/platform/posix/net/socketnumbers.h>
+#include <qx/platform/posix/net/socketoptions.h>
 
 namespace qx::platform {
 
@@ -101,20 +103,50 @@ TimeLimit timeOut(int descriptor, int name) noexcept {
     return std::chrono::seconds(limit.tv_sec) + std::chrono::microseconds(limit.tv_usec);
 }
 
-/// Runs a transfer again that a signal has interrupted. The system starts the socket's time-out
-/// anew each time, which signals could keep up for ever; so the first one starts a clock.
+/// One direction of transfers.
+struct Way {
+    int timeOutName;
+    short events;
+};
+
+constexpr Way Outward{SO_SNDTIMEO, POLLOUT}, Inward{SO_RCVTIMEO, POLLIN};
+
+/// Transfers all of the bytes when @p isWhole and the socket is a stream that blocks, else those of
+/// one call; how many, or -1 with errno. What a signal has cut short goes on. The system would
+/// begin the socket's time-out anew then, which signals could keep up for ever.
+/// @param transfer  called with how many bytes have been transferred before, and flags
 template <class Transfer>
-ssize_t continued(int descriptor, int timeOutName, Transfer&& transfer) noexcept {
-    const ssize_t count = transfer();
-    if (count != -1 || errno != EINTR)
-        return count;
-    const WaitEnd end(timeOut(descriptor, timeOutName));
-    return retryInterrupted([&]() -> ssize_t {
-        const ssize_t again = transfer();
-        if (again == -1 && errno == EINTR && end.hasPassed())
+ssize_t continued(int descriptor, const Way& way, int32_t length, bool isWhole,
+                  Transfer&& transfer) noexcept {
+    using Clock = std::chrono::steady_clock;
+    const bool isTimed = g_hasTimeOuts.load(std::memory_order_relaxed);
+    const Clock::time_point begin = isTimed ? Clock::now() : Clock::time_point();
+    const ssize_t first = transfer(0, 0);
+    if (first == -1 ? errno != EINTR
+                    : first == length || first == 0 || !isWhole || isNonBlocking(descriptor) ||
+                          option(descriptor, SOL_SOCKET, SO_TYPE) != SOCK_STREAM)
+        return first;
+    TimeLimit limit = timeOut(descriptor, way.timeOutName);
+    if (limit && isTimed)
+        *limit -= Clock::now() - begin;
+    const WaitEnd end(limit);
+    ssize_t done = std::max<ssize_t>(first, 0);
+    const auto failed = [&done] { return done > 0 ? done : -1; };
+    for (;;) {
+        pollfd entry{descriptor, way.events, 0};
+        const int ready = end.poll(&entry, 1);
+        if (ready == 0)
             errno = EAGAIN;
-        return again;
-    });
+        // The socket tells an error once only: to the next call, when this one has bytes to tell.
+        if (ready < 1 || (done > 0 && (entry.revents & POLLERR) != 0))
+            return failed();
+        const ssize_t count = transfer(done, limit ? MSG_DONTWAIT : 0);
+        if (count == -1 && errno != EINTR && !(limit && errno == EAGAIN))
+            return failed();
+        done += std::max<ssize_t>(count, 0);
+        if (count == 0 || done == length || (count > 0 && !isWhole))
+            return done;
+    }
 }
 
 /// Reports a failed transfer: what the system calls "would block" is a time-out on a socket that
@@ -283,20 +315,13 @@ int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length, int32_
         return socketFailed(EOPNOTSUPP);
     if (length < 0)
         return socketFailed(EINVAL);
-    const char* bytes = static_cast<const char*>(buffer);
-    int32_t sent = 0;
-    for (;;) {
-        const ssize_t count = continued(descriptor, SO_SNDTIMEO, [&] {
+    const auto* const bytes = static_cast<const char*>(buffer);
+    const ssize_t count =
+        continued(descriptor, Outward, length, true, [&](ssize_t sent, int moreFlags) {
             return ::send(descriptor, bytes + sent, static_cast<size_t>(length - sent),
-                          systemFlags | MSG_NOSIGNAL);
+                          systemFlags | moreFlags | MSG_NOSIGNAL);
         });
-        if (count == -1)
-            return sent > 0 ? sent : sendFailed(descriptor);
-        sent += static_cast<int32_t>(count);
-        // A signal also ends a blocking call that has sent something.
-        if (sent == length || isNonBlocking(descriptor))
-            return sent;
-    }
+    return count == -1 ? sendFailed(descriptor) : static_cast<int32_t>(count);
 }
 
 int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags) {
@@ -306,9 +331,13 @@ int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t f
         return socketFailed(EOPNOTSUPP);
     if (length < 0)
         return socketFailed(EINVAL);
-    const ssize_t count = continued(descriptor, SO_RCVTIMEO, [&] {
-        return ::recv(descriptor, buffer, static_cast<size_t>(length), systemFlags);
-    });
+    auto* const bytes = static_cast<char*>(buffer);
+    const bool isWhole = (flags & (QX_MSG_WAITALL | QX_MSG_PEEK | QX_MSG_OOB)) == QX_MSG_WAITALL;
+    const ssize_t count =
+        continued(descriptor, Inward, length, isWhole, [&](ssize_t received, int moreFlags) {
+            return ::recv(descriptor, bytes + received, static_cast<size_t>(length - received),
+                          systemFlags | moreFlags);
+        });
     return count == -1 ? transferFailed(descriptor) : static_cast<int32_t>(count);
 }
 

@@ -10,8 +10,11 @@
 
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/net/socketnumbers.h>
+#include <qx/platform/posix/net/socketoptions.h>
 
 namespace qx::platform {
+
+constinit std::atomic<bool> g_hasTimeOuts{false};
 
 namespace {
 
@@ -110,6 +113,8 @@ int readOption(int descriptor, const OptionRow& row, Value& value) noexcept {
 int writeOption(int descriptor, const OptionRow& row, Value value) noexcept {
     if (row.form == Form::Milliseconds) {
         const auto milliseconds = static_cast<uint32_t>(value);
+        if (milliseconds != 0)
+            g_hasTimeOuts.store(true, std::memory_order_relaxed);
         return writeSystem(descriptor, row,
                            timeval{milliseconds / 1000, milliseconds % 1000 * 1000});
     }
