@@ -9,7 +9,7 @@
 #include <qx/io/detail/OpenFile.h>
 #include <qx/platform/detail/Hangup.h>
 #include <qx/platform/files.h>
-#include <qx/util/SystemName.h>
+#include <qx/platform/replace.h>
 
 namespace qx::log {
 
@@ -20,36 +20,40 @@ constexpr signed char LineEnd = '\n';
 constinit std::atomic<uint32_t> s_asked{0};
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "used in signal handlers");
 
-/// True when the file has a last line without an end. What cannot be read has none.
-bool endsInLine(const String& name) {
+/// True when the file has a last line without an end. What may not be read has none, nor has what
+/// is no file.
+/// @throws ResultException when there is no telling
+bool endsInLine(const std::string& path, const String& name) {
     io::FileHandle file;
+    const int32_t opened = QXFileOpen(path.c_str(), QX_FILE_READ | QX_FILE_REGULAR, 0, file.put());
+    if (opened == result::NotFound || opened == result::AccessDenied)
+        return false;
+    throwIfFailedOf(opened, name);
     signed char last = LineEnd;
     int32_t count = 0;
-    return resultOf([&] { io::detail::openFile(name, QX_FILE_READ, file); }) >= 0 &&
-           QXFileSeek(file.get(), -1, QX_FILE_FROM_END, nullptr) >= 0 &&
+    return QXFileSeek(file.get(), -1, QX_FILE_FROM_END, nullptr) >= 0 &&
            QXFileRead(file.get(), &last, 1, &count) >= 0 && count == 1 && last != LineEnd;
-}
-
-bool exists(const String& name) {
-    io::FileHandle file;
-    return resultOf([&] { io::detail::openFile(name, QX_FILE_READ, file); }) != result::NotFound;
 }
 
 } // namespace
 
 LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
-    : m_name(name.toString()), m_options(options),
+    : m_name(name.toString()), m_path(io::detail::systemNameOf(m_name)), m_options(options),
       m_askedOfAll(s_asked.load(std::memory_order_relaxed)) {
     open();
 }
 
 /// Leaves everything as it is when it fails.
 void LogFile::open() {
+    constexpr uint32_t OwnersAlone = 0700;
+    const bool isLineCut = endsInLine(m_path, m_name); // first, for want of two descriptors
     io::FileHandle file;
-    io::detail::openFile(m_name, QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND, file);
+    throwIfFailedOf(QXFileOpen(m_path.c_str(), QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND,
+                               OwnersAlone, file.put()),
+                    m_name);
     int64_t size = 0;
     throwIfFailedOf(QXFileGetSize(file.get(), &size), m_name);
-    m_isLineCut = size > 0 && endsInLine(m_name);
+    m_isLineCut = isLineCut;
     m_file = std::move(file);
     m_size = size;
     m_bound = m_options.limit;
@@ -113,30 +117,46 @@ void LogFile::rotate() {
         throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
     // A number that nobody has is where a rotation was cut short: what lies behind it stays.
     int last = 1;
-    while (last < m_options.kept && exists(numbered(last)))
+    while (last < m_options.kept && exists(last))
         ++last;
     for (int number = last; number > 1; --number)
         rename(number - 1, number);
-    if (exists(m_name)) // else somebody has renamed it already
+    const bool isThere = exists(0); // else somebody has renamed it already
+    if (isThere)
         rename(0, 1);
     try {
         open();
     } catch (...) {
         // The file goes on, and with it its name.
-        resultOf([this] { rename(1, 0); });
+        if (isThere)
+            resultOf([this] { rename(1, 0); });
         throw;
     }
 }
 
+/// Needs no descriptor, for want of which all files would seem to be there, and move on over the
+/// oldest one.
+/// @throws ResultException when there is no telling
+bool LogFile::exists(int number) const {
+    QXFileState state;
+    const int32_t result = QXFileGetState(pathOf(number).c_str(), &state);
+    if (result == result::NotFound)
+        return false;
+    throwIfFailedOf(result, [&] { return nameOf(number); });
+    return true;
+}
+
 void LogFile::rename(int from, int to) const {
-    const String name = numbered(from);
-    throwIfFailedOf(
-        QXFileRename(util::toSystemName(name).c_str(), util::toSystemName(numbered(to)).c_str()),
-        name);
+    throwIfFailedOf(QXFileRename(pathOf(from).c_str(), pathOf(to).c_str()),
+                    [&] { return nameOf(from); });
 }
 
 /// 0 for the file that is written.
-String LogFile::numbered(int number) const {
+std::string LogFile::pathOf(int number) const {
+    return number == 0 ? m_path : m_path + '.' + std::to_string(number);
+}
+
+String LogFile::nameOf(int number) const {
     return number == 0 ? m_name : m_name + u"." + String::valueOf(number);
 }
 

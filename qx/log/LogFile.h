@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include <qx/core/String.h>
 #include <qx/io/FileHandle.h>
@@ -73,12 +74,15 @@ private:
     bool tryRotate();
     int64_t retryInterval() const noexcept;
     void rotate();
+    bool exists(int number) const;
     void rename(int from, int to) const;
-    String numbered(int number) const;
+    std::string pathOf(int number) const;
+    String nameOf(int number) const;
     void writeAll(const signed char* from, int32_t length);
     void countFailure(int32_t result) noexcept;
 
     const String m_name;
+    const std::string m_path; ///< the name as the system takes it, whatever becomes of the locale
     const LogFileOptions m_options;
     io::FileHandle m_file;
     int64_t m_size = 0;

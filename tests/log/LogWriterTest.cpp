@@ -1,12 +1,15 @@
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #ifdef QX_TEST_HAVE_EXPAT
 #include <expat.h>
 #endif
 
 #include "tests/log/ProcessorFakes.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
 
 namespace {
@@ -208,6 +211,42 @@ TEST(TimeStamp, FollowsTheTimeZoneAtOnce) {
         EXPECT_LE((there - start - ahead + 24 * 60) % (24 * 60), 1) << zone;
     }
     minutes("UTC0");
+}
+
+/// Runs @p body while only so many more descriptors can be had.
+template <class Body>
+void withDescriptors(rlim_t count, Body body) {
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const int lowestFree = ::dup(0);
+    ::close(lowestFree);
+    const rlimit few{static_cast<rlim_t>(lowestFree) + count, before.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    body();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST(LogFile, LosesNothingForWantOfDescriptors) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path("log");
+    writeFile(path, "cut");
+    Reference<log::LogFile> file;
+    withDescriptors(1, [&] {
+        file = makeReference<log::LogFile>(path, log::LogFileOptions{.limit = 1, .kept = 3});
+    });
+    const auto writeLine = [&](char c) { file->write(std::string(1 << 13, c) + '\n'); };
+    writeLine('a');
+    EXPECT_EQ(readFile(path + ".1"), "cut\n");
+    writeLine('b');
+    writeLine('c');
+    withDescriptors(0, [&] {
+        writeLine('d');
+        writeLine('e');
+    });
+    writeLine('f');
+    EXPECT_EQ(readFile(path + ".1").size(), 3u * 8193);
+    EXPECT_EQ(readFile(path + ".2")[0], 'b');
+    EXPECT_EQ(readFile(path + ".3")[0], 'a');
 }
 
 TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
