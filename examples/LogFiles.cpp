@@ -139,15 +139,15 @@ private:
 void reopenLater(const fs::path& folder) {
     const fs::path other = folder / "other";
     fs::create_directory(other);
-    const auto unlimited = qx::makeReference<LogFile>(other / "log");
+    const auto large = qx::makeReference<LogFile>(other / "log", LogFileOptions{.limit = 64 << 20});
     fs::rename(other / "log", other / "renamed");
     fs::create_directory(other / "log");
-    unlimited->requestReopen();
-    unlimited->write(std::string("into the old one\n"));
-    require(unlimited->getFailedCount() == 1, "no failure was told");
+    large->requestReopen();
+    large->write(std::string("into the old one\n"));
+    require(large->getFailedCount() == 1, "no failure was told");
     fs::remove(other / "log");
     for (int line = 0; line < 1000 && !fs::exists(other / "log"); ++line)
-        unlimited->write(std::string("sooner or later into the new one\n"));
+        large->write(std::string("sooner or later into the new one\n"));
     require(fs::exists(other / "log"), "the file has not been opened anew later");
 }
 

@@ -17,6 +17,9 @@ namespace {
 
 constexpr signed char LineEnd = '\n';
 
+/// So many bytes after what failed it is tried again: not with every line.
+constexpr int64_t RetryInterval = 1 << 12;
+
 constinit std::atomic<uint32_t> s_asked{0};
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "used in signal handlers");
 
@@ -103,13 +106,8 @@ bool LogFile::tryRotate() {
         return true;
     }
     countFailure(result);
-    m_bound = m_size + retryInterval();
+    m_bound = m_size + std::max(m_options.limit / 16, RetryInterval);
     return false;
-}
-
-/// So many bytes after what failed it is tried again: not with every line.
-int64_t LogFile::retryInterval() const noexcept {
-    return std::max<int64_t>(m_options.limit / 16, 1 << 12);
 }
 
 void LogFile::rotate() {
@@ -194,7 +192,7 @@ void LogFile::reopenWhenAsked() {
     const int32_t result = resultOf([this] { open(); });
     if (result < 0) {
         countFailure(result);
-        m_reopenAt = m_size + retryInterval();
+        m_reopenAt = m_size + RetryInterval; // all of them go to a file that was moved away
     }
 }
 

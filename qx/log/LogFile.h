@@ -72,7 +72,6 @@ private:
     void reopenWhenAsked();
     int32_t countFitting(const signed char* from, int32_t length);
     bool tryRotate();
-    int64_t retryInterval() const noexcept;
     void rotate();
     bool exists(int number) const;
     void rename(int from, int to) const;
