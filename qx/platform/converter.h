@@ -12,7 +12,8 @@ extern "C" {
 #endif
 
 /// Opens a converter by the system's names of two encodings; "WCHAR_T" stands for 32-bit code
-/// points in the order of the machine. 0x80004007 where the system has none.
+/// points in the order of the machine. 0x80004007 where the system has none, 0x80070004 where it
+/// cannot load one for want of descriptors.
 QX_API int32_t QXConverterOpen(const char* to, const char* from, QXHandle* converter);
 /// Frees the converter.
 QX_API int32_t QXConverterClose(QXHandle converter);

@@ -20,6 +20,7 @@ enum {
     QX_E_NO_AGGREGATION              = (int32_t)0x80040110u,
     QX_E_CLASS_NOT_AVAILABLE         = (int32_t)0x80040111u,
     QX_E_NOT_FOUND                   = (int32_t)0x80070002u, ///< file or key
+    QX_E_TOO_MANY_FILES              = (int32_t)0x80070004u, ///< no descriptor is left
     QX_E_ACCESS_DENIED               = (int32_t)0x80070005u,
     QX_E_INVALID_HANDLE              = (int32_t)0x80070006u,
     QX_E_OUT_OF_MEMORY               = (int32_t)0x8007000Eu,
@@ -62,6 +63,7 @@ inline constexpr int32_t BufferTooSmall      = QX_E_BUFFER_TOO_SMALL;
 inline constexpr int32_t NoAggregation       = QX_E_NO_AGGREGATION;
 inline constexpr int32_t ClassNotAvailable   = QX_E_CLASS_NOT_AVAILABLE;
 inline constexpr int32_t NotFound            = QX_E_NOT_FOUND;
+inline constexpr int32_t TooManyFiles        = QX_E_TOO_MANY_FILES;
 inline constexpr int32_t AccessDenied        = QX_E_ACCESS_DENIED;
 inline constexpr int32_t InvalidHandle       = QX_E_INVALID_HANDLE;
 inline constexpr int32_t OutOfMemory         = QX_E_OUT_OF_MEMORY;

@@ -1,8 +1,6 @@
 #include <array>
 #include <cstdlib>
 #include <ctime>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #ifdef QX_TEST_HAVE_EXPAT
 #include <expat.h>
@@ -11,6 +9,7 @@
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
+#include "tests/support/WithoutDescriptors.h"
 
 namespace {
 
@@ -213,33 +212,19 @@ TEST(TimeStamp, FollowsTheTimeZoneAtOnce) {
     minutes("UTC0");
 }
 
-/// Runs @p body while only so many more descriptors can be had.
-template <class Body>
-void withDescriptors(rlim_t count, Body body) {
-    rlimit before{};
-    ::getrlimit(RLIMIT_NOFILE, &before);
-    const int lowestFree = ::dup(0);
-    ::close(lowestFree);
-    const rlimit few{static_cast<rlim_t>(lowestFree) + count, before.rlim_max};
-    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
-    body();
-    ::setrlimit(RLIMIT_NOFILE, &before);
-}
-
 TEST(LogFile, LosesNothingForWantOfDescriptors) {
     const TemporaryFolder folder;
     const std::string path = folder.path("log");
     writeFile(path, "cut");
     Reference<log::LogFile> file;
-    withDescriptors(1, [&] {
-        file = makeReference<log::LogFile>(path, log::LogFileOptions{.limit = 1, .kept = 3});
-    });
+    const log::LogFileOptions options{.limit = 1, .kept = 3};
+    withoutDescriptors([&] { file = makeReference<log::LogFile>(path, options); }, 1);
     const auto writeLine = [&](char c) { file->write(std::string(1 << 13, c) + '\n'); };
     writeLine('a');
     EXPECT_EQ(readFile(path + ".1"), "cut\n");
     writeLine('b');
     writeLine('c');
-    withDescriptors(0, [&] {
+    withoutDescriptors([&] {
         writeLine('d');
         writeLine('e');
     });

@@ -5,10 +5,10 @@
 #include <memory>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <qx/qx.h>
+
+#include "tests/support/WithoutDescriptors.h"
 
 /// Sockets over the loopback address. They are made and used by the functions of the C interface,
 /// which call the members of the classes: one test holds for both.
@@ -115,19 +115,6 @@ inline bool hasIpv6Loopback() {
     const std::unique_ptr<TcpClientSocket2> owner(client);
     const qx_sockaddr_union place = ipv6(Ipv6Loopback);
     return client != nullptr && QxNetTcpClientSocketBind(client, &place, sizeof place) == 0;
-}
-
-/// Runs @p body while no descriptor can be had.
-template <class Body>
-void withoutDescriptors(Body body) {
-    rlimit before{};
-    ::getrlimit(RLIMIT_NOFILE, &before);
-    const int lowestFree = ::dup(0);
-    ::close(lowestFree);
-    const rlimit none{static_cast<rlim_t>(lowestFree), before.rlim_max};
-    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    body();
-    ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 /// Sends all of a text.

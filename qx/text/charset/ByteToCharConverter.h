@@ -19,7 +19,8 @@ public:
     virtual void setSubstitutionChars(const char16_t* units, int32_t count);
 
     /// A new decoder for the encoding, with count 0; null asks for the default one.
-    /// @throws UnknownEncodingException with the name
+    /// @throws UnknownEncodingException with the name; ResultException with result::TooManyFiles
+    ///     and std::bad_alloc when that keeps the codec from being found
     static ByteToCharConverter* getConverter(const char16_t* encodingName);
     /// A new decoder for the encoding of the user's locale, ASCII when it names none.
     /// @throws UnknownEncodingException with the name

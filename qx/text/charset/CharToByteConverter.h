@@ -29,7 +29,8 @@ public:
     bool replacesHalves() const { return m_replacesHalves; }
 
     /// A new encoder for the encoding, with count 0; null asks for the default one.
-    /// @throws UnknownEncodingException with the name
+    /// @throws UnknownEncodingException with the name; ResultException with result::TooManyFiles
+    ///     and std::bad_alloc when that keeps the codec from being found
     static CharToByteConverter* getConverter(const char16_t* encodingName);
     /// A new encoder for the encoding of the user's locale, ASCII when it names none.
     /// @throws UnknownEncodingException with the name

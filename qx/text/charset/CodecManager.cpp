@@ -29,10 +29,13 @@ struct CodecClasses {
     const Class* decoder = nullptr;
 };
 
-/// Whether what was asked for is there. Want of memory does not mean that it is not.
+/// Whether what was asked for is there. Want of memory or of descriptors does not mean that it is
+/// not.
 bool isFound(int32_t code) {
     if (code == result::OutOfMemory)
         throw std::bad_alloc();
+    if (code == result::TooManyFiles)
+        throwResult(code);
     return code >= 0;
 }
 
@@ -74,7 +77,7 @@ Reference<IQXCharCodec> findInList(const char16_t* name) {
     int32_t outcome = result::Ok;
     const Reference<IQXCharCodecList> list = findCodecList(&outcome);
     if (!list) {
-        isFound(outcome); // throws for want of memory
+        isFound(outcome); // throws when that is not sure
         return nullptr;
     }
     IQXCharCodec* found = nullptr;

@@ -1,11 +1,13 @@
 #include "qx/platform/converter.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <iconv.h>
 
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/handle.h>
 
@@ -28,6 +30,13 @@ int32_t failure() noexcept {
     }
 }
 
+/// The system says that it has no converter also when it could not open its file.
+int32_t whyNotAvailable() noexcept {
+    const platform::Descriptor any = platform::Descriptor::open("/", O_RDONLY | O_DIRECTORY);
+    return !any && (errno == EMFILE || errno == ENFILE) ? result::TooManyFiles
+                                                        : result::NotAvailable;
+}
+
 } // namespace
 
 int32_t QXConverterOpen(const char* to, const char* from, QXHandle* converter) {
@@ -36,7 +45,7 @@ int32_t QXConverterOpen(const char* to, const char* from, QXHandle* converter) {
     *converter = platform::NoHandle;
     const iconv_t opened = platform::callCLibrary([&] { return ::iconv_open(to, from); });
     if (opened == reinterpret_cast<iconv_t>(-1))
-        return errno == ENOMEM ? result::OutOfMemory : result::NotAvailable;
+        return errno == ENOMEM ? result::OutOfMemory : whyNotAvailable();
     *converter = reinterpret_cast<QXHandle>(opened);
     return result::Ok;
 }

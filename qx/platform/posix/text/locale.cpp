@@ -54,7 +54,10 @@ public:
         if ((known & ~uint64_t{1}) == asked)
             return (known & 1) != 0;
         const int32_t result = ask(codeSet);
-        const bool has = result != result::UnknownEncoding && result != result::Busy;
+        // Without descriptors there may be one, but nothing that could use it, and what tells of
+        // that has texts in the default encoding.
+        const bool has = result != result::UnknownEncoding && result != result::Busy &&
+                         result != result::TooManyFiles;
         if (result == result::Ok || result == result::UnknownEncoding)
             m_known.store(asked | (has ? 1 : 0), std::memory_order_relaxed);
         return has;
