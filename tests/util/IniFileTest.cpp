@@ -366,6 +366,8 @@ TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
         const FailingCalls failing(0, EMFILE); // at the opening
         ini.emplace(path);
     }
+    const int32_t code = (FailingCalls(0, EMFILE), ini->AddKey(u"b", u"l", u"1", true));
+    EXPECT_EQ(code, result::TooManyFiles) << "and nothing is changed";
     {
         const FailingCalls failing(0, EACCES); // at the next one, for reading again
         EXPECT_EQ(ini->AddKey(u"b", u"l", u"1", true), result::Ok);

@@ -73,6 +73,8 @@ template <class Change>
 int32_t IniFile::change(Change&& change) {
     return resultOf([&] {
         return inTurn([&] {
+            if (m_readResult == result::TooManyFiles) // what comes later would be read over it
+                return m_readResult;
             const std::shared_ptr<detail::IniSets> before = m_sets;
             if (before->isUtf8())
                 before->share(); // so that it stays as it is

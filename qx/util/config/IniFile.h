@@ -94,19 +94,23 @@ public:
     /// Sets a value, creates set and key as needed, and rewrites the file.
     /// @return 0, also when the file cannot be written: the change is then in memory only and goes
     ///     to the file with the next one (see getWriteResult), unless somebody else changes the
-    ///     file first. All other results mean that nothing has changed: result::AlreadyExists when
-    ///     the key exists and @p overwrite is false. result::InvalidArgument for texts that could
+    ///     file first, or it could not be read and can be now. All other results mean that nothing
+    ///     has changed: result::AlreadyExists when the key exists and @p overwrite is false.
+    ///     result::TooManyFiles when the file could not be read for want of a descriptor.
+    ///     result::InvalidArgument for texts that could
     ///     not be read back: a line feed in any of them, a "=" in the key, a key that begins like
     ///     another kind of line or ends in a blank. result::UnmappableCharacter when the default
     ///     encoding has no form for one of them or for a text that the file contains in UTF-8.
     ///     result::NullPointer.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
-    /// @return 0 and result::UnmappableCharacter as above, result::NotFound, result::NullPointer
+    /// @return 0, result::TooManyFiles and result::UnmappableCharacter as above, result::NotFound,
+    ///     result::NullPointer
     int32_t DeleteKey(const char16_t* set, const char16_t* key);
     /// Removes the set and all its subsets, whose names must match in letter case, and rewrites the
     /// file, even when there were none.
-    /// @return 0 and result::UnmappableCharacter as above, result::NullPointer
+    /// @return 0, result::TooManyFiles and result::UnmappableCharacter as above,
+    ///     result::NullPointer
     int32_t DeleteSet(const char16_t* set);
     /// The same for texts in any form. One that contains a 0 unit is refused.
     /// @throws ResultException with result::InvalidArgument,
