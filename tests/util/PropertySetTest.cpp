@@ -269,6 +269,8 @@ TEST(PropertySources, ReadASetOfAnIniFileAndTheValuesOfARegistryKey) {
     EXPECT_EQ(ini.find(u"Net", u"port"), u"80");
     EXPECT_EQ(propertiesOf(ini, u"Outer")->getKeys()->getSize(), 0);
     expectEach<IniFileException>({[&] { propertiesOf(ini, u"other"); }});
+    IniFile folders(folder.path());
+    expectThrowsResult(result::AccessDenied, [&] { propertiesOf(folders, u"Net"); });
 
     const TemporaryRegistry registry;
     RegistryKey key(QX_HKEY_USER, u"Service");

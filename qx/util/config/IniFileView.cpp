@@ -1,6 +1,8 @@
 #include "qx/util/config/IniFileView.h"
 
+#include <qx/core/Result.h>
 #include <qx/core/detail/ErrorText.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/config/detail/IniSets.h>
 
 namespace qx::util {
@@ -26,6 +28,10 @@ IniFileReport IniFileView::report() const {
     if (m_readResult < 0 && m_sets->lineNotUnderstood() == 0)
         return {0, qx::detail::errorText(m_readResult)};
     return {m_sets->lineNotUnderstood(), String(m_sets->whyNotUnderstood())};
+}
+
+void IniFileView::requireRead() const {
+    throwIfFailedOf(m_readResult, [this] { return fromSystemName(m_path->c_str()); });
 }
 
 } // namespace qx::util

@@ -67,6 +67,8 @@ public:
     /// Whether the whole file was read and understood. A file that was not there counts as an empty
     /// one.
     IniFileReport report() const;
+    /// @throws ResultException that names the file when it is there and could not be read
+    void requireRead() const;
     /// The same for names in UTF-8.
     template <SomeText Set, SomeText Key>
     requires(Utf8Text<Set> || Utf8Text<Key>) std::optional<std::u16string_view> find(const Set& set,

@@ -52,8 +52,10 @@ String asText(ENUM_QX_REG_TYPE type, const std::vector<uint8_t>& data) {
 Reference<PropertySet> propertiesOf(IniFile& ini, const String& set, const PropertySet* parent) {
     auto properties = makeReference<PropertySet>(parent);
     const IniFileView view = ini.view();
-    if (!view.hasSet(set))
+    if (!view.hasSet(set)) {
+        view.requireRead();
         IniFileKeyIterator(ini, AnyText(set).terminated()); // tells why not
+    }
     for (const std::u16string_view key : view.keys(set))
         if (const auto value = view.find(set, key))
             properties->set(String(key), String(*value));

@@ -16,7 +16,7 @@ class RegistryKey;
 /// either side do not reach the other.
 /// @param parent  of the new set; null for none
 /// @throws IniFileException SET_NOT_FOUND, but a set that exists only through its subsets is empty;
-///     ResultException when the file cannot be used
+///     ResultException that names the file when that cannot be read, so that there is no telling
 QX_API Reference<PropertySet> propertiesOf(IniFile& ini, const String& set,
                                            const PropertySet* parent = nullptr);
 inline Reference<PropertySet> propertiesOf(IniFile& ini, const OtherText auto& set,
