@@ -99,8 +99,13 @@ std::string Logs::failure() const {
     return qx::makeErrorCode(m_queue->getFirstFailure()).message();
 }
 
+void Logs::reopen() {
+    m_failedBefore = m_file->getFailedCount();
+    m_file->requestReopen();
+}
+
 std::string Logs::renewalFailure() const {
-    if (m_file->getFailedCount() == 0)
+    if (m_file->getFailedCount() == m_failedBefore)
         return {};
     return qx::makeErrorCode(m_file->getFirstFailure()).message();
 }

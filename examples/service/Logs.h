@@ -42,8 +42,11 @@ public:
     /// Why it has.
     std::string failure() const;
 
-    /// Why service.log could not be renamed when it was full, or opened anew after SIGHUP; empty
-    /// when it always could. Nothing is lost then: it goes on as it is, until it can.
+    /// Has service.log opened anew before its next line. For one thread, as the next one.
+    void reopen();
+    /// Whether it could not be opened anew, or renamed when it was full, since reopen was called,
+    /// and why not the first time ever; empty when it could. Nothing is lost then: it goes on as it
+    /// is, until it can.
     std::string renewalFailure() const;
 
     /// Where loggers of the service itself write to.
@@ -56,6 +59,7 @@ public:
 private:
     FolderLock m_lock;
     const qx::Reference<qx::log::LogFile> m_file;
+    uint64_t m_failedBefore = 0; ///< of the file, when it was to be opened anew
     qx::Reference<qx::io::HeldFlushWriter> m_plain;
     qx::Reference<qx::io::HeldFlushWriter> m_xml;
     qx::Reference<qx::log::AsyncProcessor> m_queue;

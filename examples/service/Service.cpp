@@ -12,6 +12,7 @@
 //
 // Exit code: 0 stopped by a signal, 1 failed, 2 told something that it does not understand.
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <optional>
@@ -46,10 +47,14 @@ void requireStored(Logs& logs) {
         throw std::runtime_error("the logs cannot be written: " + logs.failure());
 }
 
-void reopen(Manager& manager, const Journal& journal, Logs& logs, Encryption& encryption,
+void reopen(Manager& manager, const Service& service, Encryption& encryption,
             const std::string& status) {
     manager.reloading();
-    journal.tell(Level::Info, u"service.reopened", {}); // before that is written, the log is opened
+    Logs& logs = service.logs;
+    logs.reopen();
+    // Before that is written, the log is opened: it has to have a level that gets there.
+    const auto lowest = static_cast<Level>(service.settings.level);
+    service.journal.tell(std::max(Level::Info, lowest), u"service.reopened", {});
     requireStored(logs);
     if (encryption.isOn()) {
         try {
@@ -85,7 +90,7 @@ void serve(const Settings& settings, const Signals& signals, Manager& manager,
         else
             connections.tidy();
         if (Signals::takeHangup())
-            reopen(manager, journal, logs, encryption, status());
+            reopen(manager, service, encryption, status());
         manager.alive(status());
     }
 

@@ -66,6 +66,10 @@ Reference<PropertySet> defaults() {
 Reference<PropertySet> withIniFile(const String& path, const PropertySet* below) {
     try {
         qx::util::IniFile ini(path.getData(), nullptr, 1);
+        // What stands behind such a line would be without effect, too.
+        if (const auto report = ini.view().report(); report.line != 0)
+            throw UsageFailure(path + u": line " + String::valueOf(report.line) + u" is " +
+                               report.reason);
         auto properties = qx::util::propertiesOf(ini, u"Service", below);
         requireKnown(*properties, path);
         return properties;

@@ -62,6 +62,8 @@ echo "Service --settings service.ini --addresses $hosts --locale en"
 start --addresses "$hosts" --locale en
 cat output
 "$examples/Service" --settings service.ini --port 99999 || expect 2 $? "the status of a mistake"
+printf '[Service]\nlevel debug\n' >broken.ini
+{ "$examples/Service" --settings broken.ini --port 99999 2>&1 || :; } | grep "broken.ini: line 2"
 
 echo "-- LogSend, 1000 lines over four connections"
 seq -f 'line %g of many' 1000 >many
