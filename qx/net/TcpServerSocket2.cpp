@@ -1,7 +1,9 @@
 #include "qx/net/TcpServerSocket2.h"
 
+#include <chrono>
 #include <climits>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include <qx/net/detail/Codes.h>
@@ -152,14 +154,28 @@ ENUM_QX_E_SOCKET TcpServerSocket2::acceptEither(TcpWorkerSocket2** out, uint64_t
         return QX_E_SOCKET_ENOTSOCK;
     if ((out == nullptr) == (nativeSocket == nullptr))
         return QX_E_SOCKET_EINVAL;
-    uint64_t listening = QX_NO_SOCKET;
-    if (const ENUM_QX_E_SOCKET code = awaitConnection(listening, limit))
-        return code;
+    std::optional<sync::TimeBudget> budget;
+    if (limit != nullptr)
+        budget.emplace(uint64_t{1000} * static_cast<uint32_t>(limit->seconds) +
+                       static_cast<uint32_t>(limit->microseconds + 999) / 1000);
+    qx_timeval left{};
     qx_sockaddr_union peer{};
-    int32_t length = sizeof peer;
     PlatformHandle<&QXSocketClose> accepted;
-    if (QXSocketAccept(listening, &peer, &length, accepted.put()) != 0)
-        return lastCode();
+    for (;;) {
+        uint64_t listening = QX_NO_SOCKET;
+        if (const ENUM_QX_E_SOCKET code = awaitConnection(listening, limit))
+            return code;
+        int32_t length = sizeof peer;
+        if (QXSocketAccept(listening, &peer, &length, accepted.put()) == 0)
+            break;
+        if (const ENUM_QX_E_SOCKET code = lastCode(); code != QX_E_SOCKET_EWOULDBLOCK)
+            return code;
+        // The socket does not wait, and another process that shares it was quicker.
+        if (budget) {
+            left = TcpWorkerSocket2::timeLimit(std::chrono::milliseconds(budget->milliseconds()));
+            limit = &left;
+        }
+    }
     if (nativeSocket != nullptr) {
         *nativeSocket = accepted.detach();
         return 0;

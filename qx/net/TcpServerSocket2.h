@@ -71,7 +71,8 @@ public:
     /// The same, with the bare socket; all ones after a failure.
     [[nodiscard]] ENUM_QX_E_SOCKET accept(uint64_t* nativeSocket);
     /// Waits no longer than @p duration, unless another process that shares the sockets takes the
-    /// connection that ended the wait: then until the next one comes to that address.
+    /// connection that ended the wait: then until the next one comes to that address, if its socket
+    /// is one that waits, as those of bind are.
     /// @return QX_E_SOCKET_ETIMEDOUT when no connection came
     template <sync::Duration D>
     [[nodiscard]] ENUM_QX_E_SOCKET accept(TcpWorkerSocket2** out, const D& duration) {
