@@ -1,5 +1,6 @@
 #include "qx/platform/stdio.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <stdio_ext.h>
 
@@ -25,11 +26,22 @@ private:
     FILE* m_stream;
 };
 
-/// The stream's next byte or EOF, read again when a signal cut the system's read short.
+/// After EAGAIN: waits on a descriptor that somebody made non-blocking. False for one that blocks,
+/// whose own time limit ran out.
+bool awaitInput(FILE* stream) {
+    pollfd ready{fileno(stream), POLLIN, 0};
+    const int flags = ::fcntl(ready.fd, F_GETFL);
+    return flags != -1 && (flags & O_NONBLOCK) != 0 &&
+           retryInterrupted([&ready] { return ::poll(&ready, 1, -1); }) > 0;
+}
+
+/// The stream's next byte or EOF, read again when a signal cut the system's read short or there was
+/// nothing yet.
 int nextByte(FILE* stream) {
     for (;;) {
         const int byte = getc_unlocked(stream);
-        if (byte != EOF || !ferror_unlocked(stream) || errno != EINTR)
+        if (byte != EOF || !ferror_unlocked(stream) ||
+            (errno != EINTR && !(errno == EAGAIN && awaitInput(stream))))
             return byte;
         clearerr_unlocked(stream);
     }
