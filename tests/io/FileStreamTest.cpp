@@ -12,7 +12,6 @@
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
-#include "tests/support/FileSizeLimit.h"
 #include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -91,14 +90,13 @@ TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
         setContent("");
         Out out(name(), mode);
         write(out, "whole, ");
-        EXPECT_LT(failureOf([&] { return FileSizeLimit(10), write(out, "in part"); }), 0);
+        withFileSizeLimit(10, [&] { EXPECT_ANY_THROW(write(out, "in part")); });
         write(out, "again");
         EXPECT_EQ(content(), "whole, again");
     }
     setContent("0123456789");
-    const FileSizeLimit full(5);
     Out over(name(), 0u);
-    EXPECT_LT(failureOf([&] { write(over, "abcdef"); }), 0);
+    withFileSizeLimit(5, [&] { EXPECT_ANY_THROW(write(over, "abcdef")); });
     EXPECT_EQ(content(), "abcde56789") << "what lies behind stays";
 }
 

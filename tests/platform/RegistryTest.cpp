@@ -18,7 +18,6 @@
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
-#include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryRegistry.h"
 
 namespace fs = std::filesystem;
@@ -412,8 +411,9 @@ TEST_F(RegistryDamage, NothingIsTakenFromAnotherPlaceOrFile) {
 
 TEST_F(RegistryDamage, WriteThatFailsHalfwayLeavesWhatWasThere) {
     for (const size_t room : {0U, 1U, 100U}) {
-        const FileSizeLimit small(whole.size() + room);
-        EXPECT_LT(trySetText(u"A\\New", u"", std::u16string(200, u'x')), 0);
+        withFileSizeLimit(whole.size() + room, [&] {
+            EXPECT_LT(trySetText(u"A\\New", u"", std::u16string(200, u'x')), 0);
+        });
         EXPECT_EQ(dumpOf(), stages.back().dump);
         EXPECT_EQ(readFile(registry.userFile()), whole);
     }

@@ -1,10 +1,12 @@
 #include "tests/support/TemporaryFolder.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 namespace qxtest {
 
@@ -28,6 +30,17 @@ std::string readFile(const std::string& path) {
 
 void writeFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
+}
+
+void withFileSizeLimit(size_t bytes, const std::function<void()>& body) {
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{bytes, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    body();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
 }
 
 } // namespace qxtest

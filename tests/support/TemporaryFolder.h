@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace qxtest {
@@ -28,5 +29,8 @@ private:
 /// All bytes of a file; empty when it cannot be read.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
+
+/// Lets no file of the process become larger in @p body, as on a full disk.
+void withFileSizeLimit(size_t bytes, const std::function<void()>& body);
 
 } // namespace qxtest
