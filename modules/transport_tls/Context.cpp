@@ -8,6 +8,7 @@
 #include <openssl/err.h>
 
 #include <qx/core/Result.h>
+#include <qx/platform/native.h>
 #include <qx/util/SystemName.h>
 
 #include "Session.h"
@@ -23,14 +24,8 @@ using transport::refuse;
 /// Refuses a file that OpenSSL could not use.
 [[noreturn]] void refuseFile(const char16_t* property, const String& path) {
     const unsigned long error = ERR_peek_error();
-    int32_t code = result::InvalidArgument;
-    if (ERR_SYSTEM_ERROR(error)) {
-        const std::error_code cause(ERR_GET_REASON(error), std::generic_category());
-        if (cause == std::errc::no_such_file_or_directory)
-            code = result::NotFound;
-        else if (cause == std::errc::permission_denied)
-            code = result::AccessDenied;
-    }
+    const int32_t code = ERR_SYSTEM_ERROR(error) ? QXResultFromErrno(ERR_GET_REASON(error))
+                                                 : result::InvalidArgument;
     refuse(code, property, u" " + path + u": " + takeReason());
 }
 

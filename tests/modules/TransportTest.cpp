@@ -396,6 +396,11 @@ TEST_F(TransportTls, SaysWhichFileCannotBeUsedAndWhy) {
         EXPECT_EQ(outcome.first, code) << reason << ": " << outcome.second;
         EXPECT_NE(outcome.second.find(reason), std::string::npos) << outcome.second;
     }
+    const auto place = makeSet("port=0;certificate=%server.pem");
+    qxtest::withoutDescriptors([&] {
+        const auto outcome = outcomeOf([&] { m_transport->createAcceptor(*place); });
+        EXPECT_EQ(outcome.first, result::TooManyFiles) << outcome.second;
+    });
 }
 
 TEST_F(TransportTls, SpeaksWithServersOfOthersAndTellsTheirEndFromACut) {
