@@ -73,7 +73,11 @@ struct AsyncOptions {
 ///
 /// Unloading the library waits for the threads of workers that have nothing left to do. One that is
 /// in the middle of an entry for longer than the destructor waits for it, a second, keeps the
-/// library loaded.
+/// library loaded. The code of a plug-in's own target is not kept. A plug-in that brings the
+/// library along, and leaves its processor to the destructor of a static object, has that run when
+/// both are chosen to be unloaded: then nothing can keep the library, and the system's loader ends
+/// the process. Such a plug-in drops its processor in a function that is called before dlclose, or
+/// its program has the library loaded by itself.
 ///
 /// A child made by fork has neither the workers nor what is queued, which its parent hands on: the
 /// queue is empty there, flush returns false, process throws IllegalStateException, and the target
