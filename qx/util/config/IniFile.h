@@ -94,13 +94,13 @@ public:
     /// Sets a value, creates set and key as needed, and rewrites the file.
     /// @return 0, also when the file cannot be written: the change is then in memory only and goes
     ///     to the file with the next one (see getWriteResult), unless somebody else changes the
-    ///     file first, or it could not be read and can be now. All other results mean that nothing
-    ///     has changed: result::AlreadyExists when the key exists and @p overwrite is false.
-    ///     result::TooManyFiles when the file could not be read for want of a descriptor.
-    ///     result::InvalidArgument for texts that could
-    ///     not be read back: a line feed in any of them, a "=" in the key, a key that begins like
-    ///     another kind of line or ends in a blank. result::UnmappableCharacter when the default
-    ///     encoding has no form for one of them or for a text that the file contains in UTF-8.
+    ///     file first, or a file that could not be read can be read again. All other results mean
+    ///     that nothing has changed: result::AlreadyExists when the key exists and @p overwrite is
+    ///     false. result::TooManyFiles when the file could not be read for want of a descriptor.
+    ///     result::InvalidArgument for texts that could not be read back: a line feed in any of
+    ///     them, a "=" in the key, a key that begins like another kind of line or ends in a blank.
+    ///     result::UnmappableCharacter when the default encoding has no form for one of them or for
+    ///     a text that the file contains in UTF-8.
     ///     result::NullPointer.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
