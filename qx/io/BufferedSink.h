@@ -42,7 +42,7 @@ public:
         if (length <= 0)
             return;
         while (length > m_size - m_count)
-            drain();
+            [[unlikely]] drain();
         std::memcpy(m_units.get() + m_count, from, static_cast<size_t>(length) * sizeof(Unit));
         m_count += length;
     }

@@ -34,14 +34,8 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
     requireOpen();
     if (length < 1)
         return;
-    if (m_isPassing) {
-        if (!m_late)
-            m_late = std::make_unique<std::u16string>();
-        m_late->append(from, static_cast<size_t>(length));
+    if ((m_isPassing || m_late) && setAside(from, length)) [[unlikely]]
         return;
-    }
-    if (m_late)
-        writeLate();
     m_earlier = m_count;
     m_isPassedOn = m_isFault = false;
     if (m_hasState)
@@ -63,12 +57,23 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
     }
 }
 
-/// Writes what has come while the stream was at work; false when that was nothing.
-bool OutputStreamWriter::writeLate() {
+/// While the stream is at work: keeps a text for later. Else false, with the one that was kept
+/// written.
+bool OutputStreamWriter::setAside(const char16_t* from, int32_t length) {
+    if (!m_isPassing) {
+        writeLate();
+        return false;
+    }
+    if (!m_late)
+        m_late = std::make_unique<std::u16string>();
+    m_late->append(from, static_cast<size_t>(length));
+    return true;
+}
+
+/// Writes what has come while the stream was at work.
+void OutputStreamWriter::writeLate() {
     const auto late = std::exchange(m_late, nullptr);
-    if (late)
-        OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size()));
-    return late != nullptr;
+    OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size()));
 }
 
 /// Makes all as it was in front of a text that failed, except for half a pair that was refused with
@@ -97,7 +102,7 @@ void OutputStreamWriter::flush() {
     requireOpen();
     if (m_isPassing)
         return; // whoever passes the bytes on goes on with what is behind them
-    do {
+    for (;;) {
         m_place.open = 0;
         if (std::exchange(m_place.held, u'\0') != 0) {
             if (!m_converter->replacesHalves())
@@ -111,7 +116,10 @@ void OutputStreamWriter::flush() {
                       (pending == 0 || m_size - pending >= LongestSequence);
             drain();
         }
-    } while (writeLate());
+        if (!m_late) [[likely]]
+            break;
+        writeLate();
+    }
     m_out->flush();
 }
 

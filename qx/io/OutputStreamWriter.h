@@ -78,7 +78,8 @@ private:
     };
 
     void requireOpen() const;
-    bool writeLate();
+    bool setAside(const char16_t* from, int32_t length);
+    void writeLate();
     void goBack(const Place& before, bool isRefused);
     void encode(const char16_t* from, int32_t length);
     bool flushConverter();

@@ -99,8 +99,8 @@ void SharedRWLock::beginTurn() noexcept {
         m_turnSinceMs = static_cast<uint64_t>(monotonicMs());
 }
 
-void SharedRWLock::endLateTurn() noexcept {
-    if (m_writer != NoThread || m_readers != 0 || (m_admitted == 0 && m_claim == 0) ||
+void SharedRWLock::endTurnIfLate() noexcept {
+    if (m_writer != NoThread || m_readers != 0 ||
         static_cast<uint64_t>(monotonicMs()) - m_turnSinceMs < shared::SliceInMs)
         return;
     // Who did not come in a whole slice is dead or stopped. The claim comes behind the admitted.

@@ -50,7 +50,12 @@ private:
     bool enterAsWriter(shared::SharedObject& caller) noexcept;
     bool enterAsWriterOrClaim(shared::SharedObject& caller) noexcept;
     void beginTurn() noexcept;
-    void endLateTurn() noexcept;
+    /// Ends a turn that has lasted for a slice while nobody has the lock.
+    void endLateTurn() noexcept {
+        if (m_admitted != 0 || m_claim != 0) [[unlikely]]
+            endTurnIfLate();
+    }
+    void endTurnIfLate() noexcept;
 
     uint64_t m_writer = NoThread;
     bool m_isDoubtful = false;     // a writer died, and none has been in since

@@ -65,11 +65,11 @@ private:
     uint32_t look() const noexcept { return m_state.load(std::memory_order_acquire); }
     static bool isOpen(uint32_t state) noexcept { return (state & Open) != 0; }
 
-    int32_t waitShown(uint32_t first, const Deadline* deadline) noexcept {
+    QX_CONTENDED int32_t waitShown(uint32_t first, const Deadline* deadline) noexcept {
         return waitUntil(first, deadline);
     }
-    int32_t waitShown(uint32_t first, const Deadline* deadline,
-                      shared::SharedObject& caller) noexcept {
+    QX_CONTENDED int32_t waitShown(uint32_t first, const Deadline* deadline,
+                                   shared::SharedObject& caller) noexcept {
         const shared::ShownWaiting shown(caller);
         return waitUntil(first, deadline);
     }
