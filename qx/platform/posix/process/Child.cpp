@@ -31,9 +31,9 @@ struct DescriptorInfo {
 };
 
 constexpr uint64_t ExitInfo = 1u << 3; // since Linux 6.15
+constexpr auto GetDescriptorInfo = _IOWR(0xFF, 11, DescriptorInfo);
 
 constexpr auto OfDescriptor = static_cast<idtype_t>(3); // P_PIDFD, which glibc has since 2.36
-constexpr auto GetDescriptorInfo = _IOWR(0xFF, 11, DescriptorInfo);
 
 constinit std::mutex s_lock;
 constinit NodeList<Child> s_children; // with a handle; guarded by s_lock

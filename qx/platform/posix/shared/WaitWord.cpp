@@ -2,27 +2,15 @@
 
 namespace qx::platform::shared {
 
-namespace {
-
-bool isFirst(const Deadline* deadline, const Deadline& slice) noexcept {
-    return deadline != nullptr && deadline->isBefore(slice);
-}
-
-} // namespace
-
 bool sleepForASlice(const uint32_t* word, uint32_t expected, const Deadline* deadline) noexcept {
     const Deadline slice = Deadline::after(SliceInMs);
-    const bool isLast = isFirst(deadline, slice);
+    const bool isLast = deadline != nullptr && deadline->isBefore(slice);
     return futexWait(word, expected, isLast ? deadline : &slice, FutexScope::Machine) || !isLast;
 }
 
 bool WaitWord::sleep(uint32_t ticket, const Deadline* deadline) noexcept {
-    const Deadline slice = Deadline::after(SliceInMs);
-    const Deadline* const end = isFirst(deadline, slice) ? deadline : &slice;
-    while (!hasMovedSince(ticket)) { // whatever ends the call, only the word tells of a wake
-        if (!futexWait(futexWord(m_sequence), ticket, end, FutexScope::Machine))
-            break;
-    }
+    sleepForASlice(futexWord(m_sequence), ticket, deadline);
+    // Whatever ended the call (wake, signal, time, a moved word), only the word tells of a wake.
     return hasMovedSince(ticket);
 }
 

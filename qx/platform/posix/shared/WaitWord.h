@@ -34,8 +34,7 @@ public:
         return ticket;
     }
 
-    /// Sleeps until a wake that follows @p ticket, for a slice at most, whatever signals come; true
-    /// when there was one. False says that a whole slice, or the caller's time, went by in silence.
+    /// Sleeps until a wake that follows @p ticket, for a slice at most; true when there was one.
     bool sleep(uint32_t ticket, const Deadline* deadline) noexcept;
 
     /// Whether there was a wake that follows @p ticket.
