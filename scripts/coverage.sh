@@ -3,7 +3,8 @@
 # Builds the preset coverage, runs all tests or those of the subsystems, prints lines and branches by
 # folder and writes the files with their sources to build/coverage/html/index.html; the table by file
 # stands in build/coverage/files.txt. Branches that only an exception takes are not counted, nor are
-# those that the compiler alone sees: what remains is what a test can choose.
+# those that the compiler alone sees, such as behind each call in a line without a condition: what
+# remains is what a test can choose.
 . "$(dirname "$0")/lib.sh"
 
 install_missing $test_packages gcovr
@@ -22,10 +23,12 @@ find build/coverage -name '*.gcda' -delete
 ctest --preset coverage --parallel "$jobs" --schedule-random "${selection[@]}" ||
     echo "some tests failed: what they would have run is not counted" >&2
 
+has_condition='\b(if|for|while|case|default|catch|do)\b|\?|&&|\|\|'
 report=build/coverage/html
 rm -rf "$report" && mkdir -p "$report"
 gcovr --root . --filter 'qx/' --filter 'modules/' -j "$jobs" \
     --exclude-throw-branches --exclude-unreachable-branches \
+    --exclude-branches-by-pattern "^(?!.*($has_condition))" \
     --html-details "$report/index.html" --json-summary build/coverage/summary.json \
     build/coverage >/dev/null
 python3 scripts/coverage-table.py build/coverage/summary.json build/coverage/files.txt
