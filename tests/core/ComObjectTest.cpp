@@ -1,12 +1,13 @@
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
 #include <qx/qx.h>
+
+#include "tests/support/BlockingThread.h"
 
 using namespace qx;
 
@@ -79,13 +80,10 @@ TEST(ComObject, CountsReferencesOfAllThreadsAndTellsTheModuleOfLifeAndDeath) {
         EXPECT_EQ(object->AddRef(), count);
         EXPECT_EQ(module.GetRefCount(), 1u);
     }
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([object] {
-            for (int round = 0; round < 10000; ++round)
-                Reference<Counted> again(object);
-        });
-    threads.clear();
+    qxtest::inThreads(4, [object](int) {
+        for (int round = 0; round < 10000; ++round)
+            Reference<Counted> again(object);
+    });
     EXPECT_EQ(object->Release(), 1u);
     EXPECT_EQ(Counted::s_alive, 1);
     EXPECT_EQ(object->Release(), 0u);

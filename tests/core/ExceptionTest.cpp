@@ -3,12 +3,12 @@
 #include <exception>
 #include <sstream>
 #include <system_error>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include <qx/qx.h>
 
+#include "tests/support/BlockingThread.h"
 #include "tests/support/FailingAllocator.h"
 
 using namespace qx;
@@ -103,13 +103,9 @@ TEST(Exception, TellsTheSameTextToAllThreadsAndAFixedOneWithoutMemory) {
         EXPECT_TRUE(told.starts_with("a.ini: not found") || told.starts_with("qx::Exception"))
             << told;
     });
-    std::vector<const char*> told(4);
-    {
-        std::vector<std::jthread> threads;
-        for (const char*& each : told)
-            threads.emplace_back([&] { each = shared.what(); });
-    }
-    EXPECT_EQ(told, std::vector<const char*>(4, shared.what()));
+    const char* told[4];
+    qxtest::inThreads(4, [&](int thread) { told[thread] = shared.what(); });
+    EXPECT_EQ(std::ranges::count(told, shared.what()), 4);
 }
 
 TEST(ErrorCode, MeansWhatThePlatformReportsByIt) {

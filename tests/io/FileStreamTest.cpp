@@ -9,6 +9,7 @@
 
 #include <qx/io/detail/StdioFileOutputStream.h> // the library itself makes none that owns
 
+#include "tests/ipc/IpcTesting.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeStreams.h"
@@ -24,12 +25,7 @@ namespace {
 
 class FileStream : public testing::Test {
 protected:
-    void TearDown() override { EXPECT_EQ(openDescriptors(), m_descriptorsBefore); }
-
-    static ptrdiff_t openDescriptors() {
-        const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-        return std::distance(begin(descriptors), end(descriptors));
-    }
+    void TearDown() override { EXPECT_EQ(countOwn("fd"), m_descriptorsBefore); }
 
     qx::String name(const char* file = "file") const {
         return qx::String::fromUtf8(m_folder.path(file));
@@ -39,7 +35,7 @@ protected:
 
     const TemporaryFolder m_folder;
     const std::string m_file = m_folder.path("file");
-    const ptrdiff_t m_descriptorsBefore = openDescriptors();
+    const int64_t m_descriptorsBefore = countOwn("fd");
 };
 
 void write(FileOutputStream& out, const std::string& bytes) {
@@ -256,19 +252,16 @@ void expectRecords(const std::string& all, size_t writer, int count) {
 
 TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
     FileOutputStream out(name(), FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
-    std::vector<std::jthread> threads;
-    for (size_t writer = 0; writer < 4; ++writer)
-        threads.emplace_back([&out, writer] {
-            for (int number = 0; number < 50; ++number) {
-                write(out, recordOf(writer, number));
-                out.getSize();
-                out.is_open();
-                out.getHandle();
-                out.flush();
-                out.close();
-            }
-        });
-    threads.clear();
+    inThreads(4, [&out](size_t writer) {
+        for (int number = 0; number < 50; ++number) {
+            write(out, recordOf(writer, number));
+            out.getSize();
+            out.is_open();
+            out.getHandle();
+            out.flush();
+            out.close();
+        }
+    });
     for (size_t writer = 0; writer < 4; ++writer)
         expectRecords(content(), writer, 50);
 }

@@ -267,15 +267,12 @@ TEST_F(Async, EveryEntryOfManyThreadsArrivesOnceAndInOrderWithOneWorker) {
         options.capacity = capacity;
         start(workers);
         std::atomic<uint64_t> longest{0};
-        std::vector<std::jthread> threads;
-        for (int thread = 0; thread < Threads; ++thread)
-            threads.emplace_back([&, thread] {
-                for (int entry = 0; entry < entries; ++entry) {
-                    put(thread * entries + entry, thread * entries + entry + 1);
-                    longest = std::max(longest.load(), processor->getQueuedCount());
-                }
-            });
-        threads.clear();
+        inThreads(Threads, [&](int thread) {
+            for (int entry = 0; entry < entries; ++entry) {
+                put(thread * entries + entry, thread * entries + entry + 1);
+                longest = std::max(longest.load(), processor->getQueuedCount());
+            }
+        });
         EXPECT_TRUE(processor->flush());
         EXPECT_EQ(processor->getQueuedCount() + processor->getDroppedCount(), 0u);
         std::vector<int> next(Threads);

@@ -1,10 +1,10 @@
 #include <array>
 #include <random>
-#include <thread>
 
 #include <qx/qx.h>
 
 #include "tests/log/ProcessorFakes.h"
+#include "tests/support/BlockingThread.h"
 #include "tests/support/Items.h"
 #include "tests/support/MapBundle.h"
 
@@ -56,13 +56,10 @@ TEST(Logger, MakesRealObjectsOfItsFieldsTheSameForAllThreadsAndBeyondTheCall) {
         units.assign(units.size(), u'b');
         const auto& entry = recorder->entries.back();
         std::vector<Reference<const Object>> seen[3];
-        std::vector<std::jthread> threads;
-        for (auto& objects : seen)
-            threads.emplace_back([&] {
-                for (const auto* name : names)
-                    objects.push_back(entry->getField(String(name)));
-            });
-        threads.clear();
+        inThreads(3, [&](int thread) {
+            for (const auto* name : names)
+                seen[thread].push_back(entry->getField(String(name)));
+        });
         ASSERT_EQ(seen[0], seen[1]);
         ASSERT_EQ(seen[0], seen[2]);
         EXPECT_TRUE(seen[0][0]->equals(Integer32(-2'000'000'000)));
@@ -380,16 +377,13 @@ TEST(Loggers, LetOneCallAtATimeThroughAlsoAfterAFailure) {
     const auto writer = log::BasicLogWriter::create(sink);
     const auto entry = numberEntry(1);
     EXPECT_THROW(sync->log(-1, u"bad"_qs), Exception);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < Threads; ++i)
-        threads.emplace_back([&] {
-            for (int call = 0; call < Calls; ++call) {
-                sync->log(1, u"x"_qs);
-                logger->log(1, u"x"_qs);
-                writer->process(entry);
-            }
-        });
-    threads.clear();
+    inThreads(Threads, [&](int) {
+        for (int call = 0; call < Calls; ++call) {
+            sync->log(1, u"x"_qs);
+            logger->log(1, u"x"_qs);
+            writer->process(entry);
+        }
+    });
     EXPECT_EQ(target->levels, Threads * Calls);
     EXPECT_EQ(target->entries, Threads * Calls);
     EXPECT_EQ(sink->writes.size(), size_t{Threads * Calls});

@@ -479,35 +479,6 @@ TEST(Divide, LengthsAroundTheThresholds) {
         expectDivides(naturals(bn + qn), naturals(bn));
 }
 
-/// The estimate of a quotient limb is too large, or would not fit, for divisors such as these only.
-TEST(Divide, ShapesThatMisleadTheEstimate) {
-    Naturals naturals(4);
-    for (const size_t bn : {2U, 3U, 4U, 64U, 150U}) {
-        Natural b(bn);
-        for (const Limb top : {Top, Top + 1, Ones - 1, Ones}) {
-            for (const Limb middle : {Limb{0}, Limb{1}, Top, Ones}) {
-                for (const Limb low : {Limb{0}, Ones}) {
-                    std::fill(b.begin(), b.end(), low);
-                    b[bn - 2] = middle;
-                    b[bn - 1] = top;
-                    for (const size_t qn : {size_t{1}, size_t{3}, bn}) {
-                        // A multiple less one has the largest remainder and quotients of ones.
-                        Natural ones(qn, Ones);
-                        Natural a = multiplyAdd(b, ones, difference(b, {1}));
-                        a.resize(bn + qn);
-                        expectDividesAround(a, b);
-                        expectDivides(Natural(bn + qn, Ones), b);
-                        // Begins like the divisor.
-                        a = naturals(bn + qn);
-                        std::copy(b.end() - 2, b.end(), a.end() - 2);
-                        expectDividesAround(a, b);
-                    }
-                }
-            }
-        }
-    }
-}
-
 Natural powerOfB(size_t exponent) {
     Natural power(exponent + 1);
     power.back() = 1;

@@ -327,14 +327,10 @@ TEST(BigInteger, RefusesWhatCannotBeAndKeepsItsValue) {
     constexpr int64_t MaxBits = 8 * (int64_t{0x7FFFFFFF} - 7);
     BigInteger number(3);
     qxtest::expectEach(result::OutOfMemory,
-                       {
-                           [&] { number <<= MaxBits; },
-                           [&] { number <<= INT64_MAX; },
-                           [&] { number.pow(MaxBits); },
-                           [&] { number.pow(thirtyDigits()); },
-                           [&] { BigInteger(-6).pow(MaxBits / 2); },
-                           [&] { BigInteger(thirtyDigits()).pow(MaxBits / 90); },
-                       });
+                       {[&] { number <<= MaxBits; }, [&] { number <<= INT64_MAX; },
+                        [&] { number.pow(MaxBits); }, [&] { number.pow(thirtyDigits()); },
+                        [&] { BigInteger(-6).pow(MaxBits / 2); },
+                        [&] { BigInteger(thirtyDigits()).pow(MaxBits / 90); }});
     qxtest::expectEach("Divide by zero.", {[&] { number /= 0; }});
     qxtest::expectEach("Bit number can't be negative",
                        {[&] { number.setBit(-1); }, [&] { number.clearBit(INT_MIN); }});
@@ -464,16 +460,11 @@ TEST(BigDecimal, RefusesScalesThatAreTooFarApart) {
     const BigDecimal fine(BigInteger(1), INT32_MAX);
     const BigDecimal coarse(BigInteger(1), INT32_MIN);
     BigDecimal number(one);
-    qxtest::expectEach<RangeErrorException>({
-        [&] { number.add(fine); },
-        [&] { number.subtract(coarse); },
-        [&] { number.setScale(INT32_MAX); },
-        [&] { number.divide(one, INT32_MAX); },
-        [&] { number.setScale(100'000'001); },
-        [&] { scaled(7, 2).multiply(fine); },
-        [&] { scaled(7, -1).multiply(coarse); },
-        [&] { coarse.toBigInteger(); },
-    });
+    qxtest::expectEach<RangeErrorException>(
+        {[&] { number.add(fine); }, [&] { number.subtract(coarse); },
+         [&] { number.setScale(INT32_MAX); }, [&] { number.divide(one, INT32_MAX); },
+         [&] { number.setScale(100'000'001); }, [&] { scaled(7, 2).multiply(fine); },
+         [&] { scaled(7, -1).multiply(coarse); }, [&] { coarse.toBigInteger(); }});
     EXPECT_EQ(number.toString(), u"1");
     // What needs no digits is done however far the scales are apart.
     EXPECT_EQ(coarse.compareTo(fine), 1);

@@ -331,20 +331,13 @@ TEST(TcpWorkerSocket2, PassesBytesOnUntilAnOrderlyEnd) {
         .join();
 }
 
-TEST(TcpWorkerSocket2, AnAbruptResetHasItsCode) {
+TEST(TcpWorkerSelect, AConnectionThatBrokeIsNotExceptionalButReadable) {
     Pair pair;
     resetOnClose(*pair.worker);
     pair.worker->close();
-    // A connection that broke is not exceptional: reading tells.
     const Selected selected(pair.client.get(), nullptr, pair.client.get());
     EXPECT_EQ(std::tuple(selected.code, selected.result, selected.exception),
               std::tuple(0, 1, nullptr));
-    ENUM_QX_E_SOCKET code = 0;
-    EXPECT_EQ(heard(*pair.client, &code), "");
-    EXPECT_EQ(code, QX_E_SOCKET_ECONNRESET);
-    int64_t count = 0;
-    EXPECT_EQ(pair.client->send("x", 1, 0, &count), QX_E_SOCKET_ECONNRESET) << "and no signal";
-    EXPECT_EQ(pair.client->shutdownOutput(), 0) << "not being connected is no failure";
 }
 
 TEST(TcpWorkerSelect, KeepsTheReadyOnesInPlace) {
@@ -449,10 +442,6 @@ TEST(TcpServerSocket2, WaitsForAConnectionUpToALimit) {
     auto* worker = reinterpret_cast<TcpWorkerSocket2*>(listener.server.get());
     EXPECT_EQ(listener.server->accept(&worker, 1ms), QX_E_SOCKET_ETIMEDOUT);
     EXPECT_EQ(worker, nullptr);
-    const auto client = connectTo(listener.address);
-    withoutDescriptors([&] { EXPECT_EQ(listener.server->accept(&worker), QX_E_SOCKET_EMFILE); });
-    EXPECT_EQ(listener.server->accept(&worker, 1min), 0) << "it has waited";
-    delete worker;
 }
 
 TEST(TcpServerSocket2, ListsHoldTwentyAddresses) {

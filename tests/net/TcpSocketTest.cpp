@@ -149,12 +149,8 @@ TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
 
 TEST(TcpSocket, StreamsKeepTheConnectionAndTheLastOneEndsIt) {
     Connection connection;
-    Reference<io::InputStream> streams[4];
-    {
-        std::vector<std::jthread> threads; // which ask at once get one stream
-        for (auto& stream : streams)
-            threads.emplace_back([&] { stream = connection.client->getInputStream(); });
-    }
+    Reference<io::InputStream> streams[4]; // threads that ask at once get one
+    inThreads(4, [&](int thread) { streams[thread] = connection.client->getInputStream(); });
     auto in = connection.client->getInputStream();
     auto out = connection.client->getOutputStream();
     for (auto& stream : streams) {

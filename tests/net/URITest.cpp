@@ -10,6 +10,7 @@
 
 using namespace qx;
 using namespace qx::net;
+using namespace std::string_literals;
 using qxtest::descriptionOf;
 
 namespace {
@@ -133,18 +134,14 @@ TEST(URI, EscapesAsUrllibDoes) {
 }
 
 TEST(URI, UnescapesOddSequencesAsNumbersAreRead) {
-    const std::pair<const char16_t*, std::u16string> cases[] = {{u"%4", u"!"},
-                                                                {u"ab%c", u"!"},
-                                                                {u"%41%", u"!"},
-                                                                {u"%-1%8", u"!"},
-                                                                {u"%4g", u"\4"},
-                                                                {u"%g4", {u'\0'}},
-                                                                {u"% 5", u"\5"},
-                                                                {u"%c3%A9", u"\u00E9"},
-                                                                {u"%FF", u"\uFFFD"},
-                                                                {u"%E0%81%81", u"A"},
-                                                                {u"%F0%9f%98%80", u"\U0001F600"},
-                                                                {u"\u00E9%41", u"\u00E9A"}};
+    const std::pair<const char16_t*, std::u16string> cases[] = {
+        // clang-format off
+        {u"%4", u"!"}, {u"ab%c", u"!"}, {u"%41%", u"!"}, {u"%-1%8", u"!"}, // no numbers
+        {u"%4g", u"\4"}, {u"%g4", u"\0"s}, {u"% 5", u"\5"},
+        {u"%c3%A9", u"\u00E9"}, {u"%FF", u"\uFFFD"}, {u"%E0%81%81", u"A"},
+        {u"%F0%9f%98%80", u"\U0001F600"}, {u"\u00E9%41", u"\u00E9A"},
+        // clang-format on
+    };
     for (const auto& [text, expected] : cases) {
         URI uri;
         uri.setPath(String(text), false);

@@ -3,13 +3,13 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <thread>
 
 #include <sys/stat.h>
 
 #include <qx/qx.h>
 
 #include "tests/ipc/IpcTesting.h"
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
@@ -407,17 +407,13 @@ TEST_F(IniFileTest, AKilledWriterLeavesAWholeFileAndItsTurnToOthers) {
 
 TEST_F(IniFileTest, ThreadsMayShareAnObjectThatHasASemaphore) {
     IniFile ini(path, uniqueName("ini").c_str());
-    std::vector<std::jthread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&ini, t] {
-            for (int i = 0; i < 50; ++i) {
-                const String key = String(u"k").append(t * 50 + i);
-                EXPECT_EQ(ini.AddKey(u"set", key, u"value", false), 0);
-                EXPECT_EQ(ini.find(u"set", key), u"value"_qs);
-            }
-        });
-    }
-    threads.clear();
+    inThreads(4, [&ini](int thread) {
+        for (int i = 0; i < 50; ++i) {
+            const String key = String(u"k").append(thread * 50 + i);
+            EXPECT_EQ(ini.AddKey(u"set", key, u"value", false), 0);
+            EXPECT_EQ(ini.find(u"set", key), u"value"_qs);
+        }
+    });
     const util::IniFileView view = ini.view();
     EXPECT_EQ(view.keys(u"set").size(), 200u);
 }
