@@ -2,11 +2,11 @@
 #include <set>
 #include <thread>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/Sanitized.h"
 
 namespace {
@@ -195,9 +195,7 @@ TEST_F(Async, AForkedChildLeavesTheQueueToItsParent) {
         processor.reset();
         _exit(isLeft && !destroyed && kept->calls == 1 ? 0 : 1);
     }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(ChildProcess(child).join(), 0);
     target->gate.open();
     EXPECT_TRUE(processor->flush());
     EXPECT_EQ(target->values(), numbers(0, 3));

@@ -6,6 +6,7 @@
 
 #include <qx/qx.h>
 
+#include "tests/support/DataRows.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -74,15 +75,11 @@ TEST_F(NetFilePath, MountsNameTheirServers) {
     mount({std::istreambuf_iterator<char>(table), {}});
     QXDriveMap('z', "/net/nfs/deep/down");
     QXDriveMap('y', "/net/home/deep");
-    std::ifstream rows(QX_TEST_DATA_DIR "/mounts/derived.txt"); // path, what it is derived to
-    int count = 0;
-    for (std::string path, expected; std::getline(rows, path, '\t'); ++count) {
-        std::getline(rows, expected);
-        if (expected.starts_with("LOCAL"))
-            expected.replace(0, 5, m_local);
-        EXPECT_EQ(derived(path), expected) << path;
+    for (auto& row : qxtest::rowsOf("mounts/derived.txt")) { // path, what it is derived to
+        if (row[1].starts_with("LOCAL"))
+            row[1].replace(0, 5, m_local);
+        EXPECT_EQ(derived(row[0]), row[1]) << row[0];
     }
-    EXPECT_EQ(count, 20);
     EXPECT_EQ(FilePath(String(u"z:\\f")).getPath(), u"f");
     EXPECT_THROW(FilePath(String(u"/net/none/f")), qx::ResultException);
     // A link leads to where it points.

@@ -1,17 +1,17 @@
 #include <algorithm>
 #include <ctime>
-#include <fstream>
 #include <random>
-#include <sstream>
 
 #include <qx/qx.h>
 
+#include "tests/support/DataRows.h"
 #include "tests/support/ExpectResult.h"
 
 using namespace qx;
 using namespace qx::net;
 using namespace std::string_literals;
 using qxtest::descriptionOf;
+using qxtest::rowsOf;
 
 namespace {
 
@@ -33,22 +33,6 @@ std::string componentsOf(const URI& uri) {
     return text;
 }
 
-/// The rows of a file of examples, cut into cells. Lines that begin with "# " say what is meant.
-std::vector<std::vector<std::string>> rowsOf(const std::string& file, char separator = '\t') {
-    std::vector<std::vector<std::string>> rows;
-    std::ifstream in(QX_TEST_DATA_DIR "/uris/" + file);
-    for (std::string line; std::getline(in, line);) {
-        if (line.starts_with("# "))
-            continue;
-        rows.emplace_back();
-        std::istringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, separator);)
-            rows.back().push_back(cell);
-    }
-    EXPECT_GT(rows.size(), 15u);
-    return rows;
-}
-
 /// Processor time for reading a query of 2^13 keys, all made of two pieces.
 double timeOfKeys(const char16_t* one, const char16_t* other) {
     std::u16string text = u"x:/?";
@@ -65,7 +49,7 @@ double timeOfKeys(const char16_t* one, const char16_t* other) {
 } // namespace
 
 TEST(URI, ReadsComponentsAndPrintsThem) {
-    for (const auto& row : rowsOf("read.txt")) {
+    for (const auto& row : rowsOf("uris/read.txt")) {
         SCOPED_TRACE(row[0]);
         const URI uri(String::fromUtf8(row[0]));
         EXPECT_EQ(componentsOf(uri), row[1]);
@@ -74,7 +58,7 @@ TEST(URI, ReadsComponentsAndPrintsThem) {
 }
 
 TEST(URI, ParsesStrictlyOrTellsWhatIsWrongAndWhere) {
-    for (const auto& row : rowsOf("parse.txt")) {
+    for (const auto& row : rowsOf("uris/parse.txt")) {
         SCOPED_TRACE(row[0]);
         const auto result = URI::parse(row[0]);
         EXPECT_EQ(result ? componentsOf(*result) : result.getReason().toUtf8(), row[1]);
@@ -108,7 +92,7 @@ TEST(URI, KeepsTheOrderOfParsedPairs) {
 }
 
 TEST(URI, EscapesAsUrllibDoes) {
-    for (const auto& row : rowsOf("escapes.txt", ' ')) {
+    for (const auto& row : rowsOf("uris/escapes.txt", ' ')) {
         const std::string &part = row[0], &hex = row[1];
         SCOPED_TRACE(part + hex);
         std::u16string units;

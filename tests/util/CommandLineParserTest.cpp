@@ -2,12 +2,14 @@
 
 #include <qx/util/config/CommandLineParser.h>
 
+#include "tests/support/DataRows.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TestLocale.h"
 
 using qx::String;
 using qx::util::CommandLineParser;
 using qxtest::expectEach;
+using qxtest::rowsOf;
 
 namespace {
 
@@ -40,41 +42,11 @@ CommandLineParser parserWithOptions() {
 } // namespace
 
 TEST(CommandLineParser, TakesALineApart) {
-    const std::pair<const char16_t*, const char*> cases[] = {
-        {u"   ", ""},
-        {u" a  b ", "<a> <b>"},
-        {u"a\tb", "<a\tb>"},                       // only spaces separate
-        {u"\"a\"b \"c\"\"d\"", "<a> <b> <c> <d>"}, // a token ends with its quote
-        {u"a\"b c\"", "<a\"b> <c\">"},             // a quote inside a token is a unit
-        {u"\"\" \"", "<> <>"},                     // the last one is not closed
-        {u"\"a b", "<a b>"},
-        {u"-x --x /x -/x", "x: x: x: x:"},
-        {u"- -- -= /=a", ": : : :<a>"}, // options without a name
-        {u"\"-x\" \"/a b\"", "x: a b:"},
-        {u"-undefined a", "undefined: <a>"},
-        {u"-two \"a b\"\"\" \"d\"", "two:<a b><> <d>"},
-        {u"-two \"-v\" a", "two: v: <a>"}, // an option even in quotes
-        {u"-one -v", "one:<5> v:"},        // the defaults
-        {u"-one", "one:"},                 // nothing follows: no defaults
-        {u"-one  -v", "one: v:"},          // nor behind two spaces
-        {u"\"-one\"  -v", "one:<5> v:"},   // all of which belong to a quoted token
-        {u"-none /", "none:<a><b, c><d> :"},
-        {u"-none a", "none: <a>"},
-        {u"-all 1 2 3 /one 4 5", "all:<1><2><3> one:<4> <5>"},
-        {u"-two=a,b,c d", "two:<a><b><c> <d>"},
-        {u"-none=x -one=", "none:<x> one:"},
-        {u"-two=\"x,y\",z", "two:<x,y><z>"},
-        {u"-two=\"x\"y", "two:<x><y>"},
-        {u"-two=,,a,,\"\",b,", "two:<a><b>"}, // empty pieces are dropped
-        {u"-two=a=b,\"c", "two:<a=b><c>"},
-        {u"\"-two=a b,c\"", "two:<a b><c>"},
-        {u"-two=a,\"b c\"", "two:<a><b> <c\">"}, // the space ends the token first
-    };
     auto parser = parserWithOptions();
-    for (const auto& [line, elements] : cases) {
-        SCOPED_TRACE(String(line));
-        parser.parse(String(line));
-        EXPECT_EQ(elementsOf(parser), elements);
+    for (const auto& row : rowsOf("options/lines.txt", '|')) {
+        SCOPED_TRACE(row[1]);
+        parser.parse(String::fromUtf8(row[1]));
+        EXPECT_EQ(elementsOf(parser), row[0]);
         int32_t parameters = 0;
         for (const auto& parameter : parser.parameters())
             EXPECT_EQ(parameter, parser.getParameter(parameters++));

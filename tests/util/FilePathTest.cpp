@@ -4,6 +4,7 @@
 
 #include <qx/qx.h>
 
+#include "tests/support/DataRows.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
@@ -40,46 +41,16 @@ private:
 } // namespace
 
 TEST(FilePath, PartsOfEveryKindOfPath) {
-    // clang-format off
-    const std::tuple<std::u16string_view, std::u16string_view, bool> cases[] = {
-        // normal form|drive|folder|parent|name|base|extension; whether it is absolute
-        {uR"(c:/d//sub/./f.txt)", uR"(c:\d\sub\f.txt|c:|c:\d\sub|c:\d\sub|f.txt|f|.txt)", true},
-        {uR"(c:/)", uR"(c:\|c:|c:\||||)", true},
-        {uR"(c:)", uR"(c:|c:|c:||||)", true},
-        // relative to the drive's current folder; a dot right behind the root counts
-        {uR"(c:f.x)", uR"(c:f.x|c:|c:|c:|f.x|f|.x)", true},
-        {uR"(c:.x)", uR"(c:.x|c:|c:|c:|.x||.x)", true},
-        {uR"(a:b:c)", uR"(a:b:c|a:|a:|a:|b:c|b:c|)", true},
-        // shares
-        {uR"(//srv/data/a/../b)", uR"(\\srv\data\b|\\srv\data|\\srv\data\|\\srv\data\|b|b|)", true},
-        {uR"(\\srv\data.v1)", uR"(\\srv\data.v1|\\srv\data.v1|\\srv\data.v1||||)", true},
-        {uR"(\\srv\data\)", uR"(\\srv\data\|\\srv\data|\\srv\data\||||)", true},
-        {uR"(\\srv\d\x\y.z)", uR"(\\srv\d\x\y.z|\\srv\d|\\srv\d\x|\\srv\d\x|y.z|y|.z)", true},
-        // a native absolute path has the first backslash for its root
-        {uR"(/home/u/x.tar.gz)", uR"(\home\u\x.tar.gz||\home\u|\home\u|x.tar.gz|x.tar|.gz)", true},
-        {uR"(/x)", uR"(\x||\|\|x|x|)", true},
-        {uR"(/)", uR"(\||\||||)", true},
-        // two slashes alone are no share: the second one falls behind the root
-        {uR"(//)", uR"(\\||\|\|||)", true},
-        // relative
-        {uR"(f.txt)", uR"(f.txt||||f.txt|f|.txt)", false},
-        {uR"(a.b/c)", uR"(a.b\c||a.b|a.b|c|c|)", false},
-        {uR"(a/)", uR"(a\||a|a|||)", false},
-        {uR"(.profile)", uR"(.profile||||.profile||.profile)", false},
-        {uR"()", uR"(||||||)", false},
-        // a colon at the very start is no drive
-        {uR"(:x)", uR"(:x||||:x|:x|)", false},
-    };
-    // clang-format on
-    for (const auto& [text, expected, isAbsolute] : cases) {
-        const FilePath path = pathOf(text);
-        std::u16string parts(path.toString().view());
-        for (const String& part : {path.getDrive(), path.getDirectory(), path.getParentPath(),
-                                   path.getName(), path.getBaseName(), path.getExtension()})
-            parts.append(1, u'|').append(part.view());
-        EXPECT_EQ(String(parts), String(expected));
-        EXPECT_EQ(path.isAbsolutePath(), isAbsolute) << String(text);
-        EXPECT_EQ(path.isUNCPath(), expected.starts_with(uR"(\\)")) << String(text);
+    for (const auto& row : rowsOf("paths/parts.txt", '|')) {
+        const FilePath path(String::fromUtf8(row[0]));
+        std::vector<std::string> parts{row[0]};
+        for (const String& part :
+             {path.toString(), path.getDrive(), path.getDirectory(), path.getParentPath(),
+              path.getName(), path.getBaseName(), path.getExtension()})
+            parts.push_back(part.toUtf8());
+        parts.emplace_back(path.isAbsolutePath() ? "absolute" : "relative");
+        EXPECT_EQ(parts, row);
+        EXPECT_EQ(path.isUNCPath(), row[1].starts_with(R"(\\)")) << row[0];
     }
 }
 
