@@ -167,12 +167,7 @@ TEST(BoxedNumber, ComparesAfterConversionToItsWidth) {
 }
 
 TEST(Number, ParsesWhatTheTextBeginsWith) {
-    const struct {
-        const char16_t* text;
-        int32_t asSigned;
-        uint32_t asUnsigned;
-        double asReal;
-    } rows[] = {
+    const std::tuple<const char16_t*, int32_t, uint32_t, double> rows[] = {
         {u" \t+7x", 7, 7, 7},
         {u"-1", -1, 0xFFFFFFFF, -1},
         {u"x", 0, 0, 0},

@@ -71,17 +71,16 @@ TEST(Str1, FixedRoomTakesNoAllocationAndLargerTextsGrowByAQuarter) {
     EXPECT_EQ(text.ensureCapacity1(129), 192);
     EXPECT_EQ(unitsOf(text), std::u16string(128, u'x'));
 
-    const struct {
-        int32_t need, kept, capacity;
-    } cases[] = {{1, 0, 16},  {17, 0, 32}, {129, 0, 144}, {129, 1, 192},
-                 {16, 1, 32}, {64, 1, 80}, {65, 1, 112},  {1, 100, 144}};
-    for (const auto& c : cases) {
+    const std::tuple<int32_t, int32_t, int32_t> cases[] = {
+        {1, 0, 16},  {17, 0, 32}, {129, 0, 144}, {129, 1, 192},
+        {16, 1, 32}, {64, 1, 80}, {65, 1, 112},  {1, 100, 144}};
+    for (const auto& [need, kept, capacity] : cases) {
         Str1 other;
-        if (c.kept > 0)
-            other.append(u'k', c.kept);
+        if (kept > 0)
+            other.append(u'k', kept);
         const Str1 holder(other); // shared, so it has to move
-        EXPECT_EQ(other.ensureCapacity1(c.need, 0, c.kept > 0 ? -1 : 0), c.capacity) << c.need;
-        EXPECT_EQ(unitsOf(other), std::u16string(static_cast<size_t>(c.kept), u'k'));
+        EXPECT_EQ(other.ensureCapacity1(need, 0, kept > 0 ? -1 : 0), capacity) << need;
+        EXPECT_EQ(unitsOf(other), std::u16string(static_cast<size_t>(kept), u'k'));
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
+#include "tests/support/MapModel.h"
 
 using namespace qx;
 using namespace std::literals;
@@ -544,9 +545,7 @@ TEST(StringSearch, AgreesWithAStandardStringWhereverItStarts) {
 TEST(StringSearch, HashSamplesLongTexts) {
     std::u16string text;
     for (size_t length = 0; length < 300; text += static_cast<char16_t>(u'a' + length++ % 23)) {
-        uint32_t hash = 0;
-        for (size_t i = 0; i < length; i += length < 64 ? 1 : length / 32)
-            hash = hash * 37 + text[i];
+        const uint32_t hash = qxtest::StringRules::hash(text);
         ASSERT_EQ(String(text).hashCode(), hash) << length;
         ASSERT_EQ(Str1Copy(text).hashCode(), hash);
         ASSERT_EQ(String(text).toUpper().hashCode(true), hash);
@@ -558,11 +557,7 @@ TEST(StringBytes, DecodesAndEncodesInTheNamedEncoding) {
     std::u16string pairs;
     for (int i = 0; i < 1000; ++i)
         emoji += "\xF0\x9F\x98\x80", pairs += u"\U0001F600";
-    const struct {
-        const char16_t* encoding;
-        std::string bytes;
-        std::u16string text;
-    } cases[] = {
+    const std::tuple<const char16_t*, std::string, std::u16string> cases[] = {
         {u"UTF-8", "", u""},
         {u"UTF-8", "a\xC3\xA4\xE4\xB8\x80\xF0\x9F\x98\x80", u"a\u00E4\u4E00\U0001F600"},
         {u"CP437", "\x84", u"\u00E4"},
@@ -570,22 +565,22 @@ TEST(StringBytes, DecodesAndEncodesInTheNamedEncoding) {
         {u"UTF-8", emoji, pairs},
         {u"AMP-7", "&_4E00;&_4E01;", u"\u4E00\u4E01"}, // the longest forms
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(String(c.encoding));
-        const auto length = static_cast<int32_t>(c.bytes.size());
-        const String text = decoded(c.bytes, c.encoding);
-        EXPECT_EQ(text, c.text);
+    for (const auto& [encoding, bytes, expected] : cases) {
+        SCOPED_TRACE(String(encoding));
+        const auto length = static_cast<int32_t>(bytes.size());
+        const String text = decoded(bytes, encoding);
+        EXPECT_EQ(text, expected);
         EXPECT_EQ(text.getData()[text.getLength()], u'\0');
-        EXPECT_EQ(String().setTo(c.bytes.data(), length, c.encoding, 500), c.text);
-        EXPECT_EQ(std::string(reinterpret_cast<const char*>(text.getBytes(c.encoding)),
-                              c.bytes.size() + 1),
-                  c.bytes + '\0');
+        EXPECT_EQ(String().setTo(bytes.data(), length, encoding, 500), expected);
+        EXPECT_EQ(
+            std::string(reinterpret_cast<const char*>(text.getBytes(encoding)), bytes.size() + 1),
+            bytes + '\0');
         util::RWByteBuffer buffer;
-        text.getBytes(&buffer, c.encoding);
+        text.getBytes(&buffer, encoding);
         EXPECT_EQ(buffer.getLength(), length);
-        std::string array(c.bytes.size() + 1, '\0');
-        EXPECT_EQ(text.getBytes(array.data(), length + 1, c.encoding), length);
-        EXPECT_EQ(array, c.bytes + '\0');
+        std::string array(bytes.size() + 1, '\0');
+        EXPECT_EQ(text.getBytes(array.data(), length + 1, encoding), length);
+        EXPECT_EQ(array, bytes + '\0');
     }
     EXPECT_EQ(decoded(std::string(1000, '\xFF'), Utf8), String(u'\uFFFD', 1000));
     EXPECT_EQ(decoded("abc\xF0\x9F\x98", Utf8), u"abc"); // what the end cuts off is left out

@@ -219,11 +219,9 @@ std::string resolved(const char* host, const char* service, int32_t flags, int32
 }
 
 TEST(Resolver, Table) {
-    const struct {
-        const char *host, *service;
-        int32_t flags, family;
-        const char* result;
-    } cases[] = {
+    using Text = const char*;
+    const std::tuple<Text, Text, int32_t, int32_t, Text> cases[] = {
+        // host, service, flags, family; result
         {"fe80::1%lo", "80", 0, QX_AF_INET6, "fe80::1%1/80"},
         {nullptr, "80", QX_AI_PASSIVE, QX_AF_INET, "0.0.0.0/80"},
         {nullptr, "80", 0, QX_AF_INET6, "::1/80"},
@@ -238,10 +236,9 @@ TEST(Resolver, Table) {
         {"127.0.0.1", "80", 0x10, 0, "12022"}, // a flag of the system's own
         {"127.0.0.1", "80", 0, 1, "12047"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        EXPECT_EQ(resolved(c.host, c.service, c.flags, c.family), c.result);
-    }
+    for (const auto& [host, service, flags, family, result] : cases)
+        EXPECT_EQ(resolved(host, service, flags, family), result)
+            << testing::PrintToString(std::tuple(host, service, flags, family));
     // The system has it twice where its table of hosts has ::1 for that name too.
     EXPECT_TRUE(resolved("localhost", "80", 0, QX_AF_INET).starts_with("127.0.0.1/80"));
     EXPECT_EQ(resolved("127.0.0.1", "80", 0, 0, QX_IPPROTO_UDP), "12044"); // of another type
@@ -290,6 +287,7 @@ struct Arguments {
     const std::unique_ptr<TcpServerSocket2> server = makeServer();
     qx_sockaddr_union place = ipv4(127, 0, 0, 1, 80);
     uint64_t zeros[100] = {};
+    int functions = 0; // that have taken them
 
     template <class Parameter>
     Parameter get() {
@@ -312,6 +310,7 @@ struct Arguments {
 /// argument on) is set in @p Optional.
 template <unsigned Optional = 0, class... Parameters>
 void expectNullsRefused(ENUM_QX_E_SOCKET (*function)(Parameters...), Arguments& arguments) {
+    SCOPED_TRACE(testing::Message() << "function " << arguments.functions++);
     const auto withNull = [&]<size_t Index>(std::integral_constant<size_t, Index>) {
         std::tuple<Parameters...> call{arguments.get<Parameters>()...};
         if constexpr (std::is_pointer_v<std::tuple_element_t<Index, decltype(call)>> &&
@@ -328,13 +327,8 @@ void expectNullsRefused(ENUM_QX_E_SOCKET (*function)(Parameters...), Arguments& 
 
 TEST(NetInterface, RefusesEveryNullPointer) {
     Arguments arguments;
-    int number = 0;
     const auto expectRefused = [&](auto... functions) {
-        const auto of = [&](auto function) {
-            SCOPED_TRACE(testing::Message() << "function " << number++);
-            expectNullsRefused(function, arguments);
-        };
-        (of(functions), ...);
+        (expectNullsRefused(functions, arguments), ...);
     };
     // The functions of clients are those of all workers.
     expectRefused(

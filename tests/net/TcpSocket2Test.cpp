@@ -85,10 +85,7 @@ TEST(TcpSocket2, ResolvesToOneAddress) {
 }
 
 TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
-    const struct {
-        int family, type, protocol;
-        ENUM_QX_E_SOCKET code;
-    } kinds[] = {
+    const std::tuple<int, int, int, ENUM_QX_E_SOCKET> kinds[] = {
         {QX_AF_INET6, QX_SOCK_STREAM, 0, 0},
         {10, QX_SOCK_STREAM, 0, 0}, // the system's own number of IPv6
         {QX_AF_UNSPEC, QX_SOCK_STREAM, 0, QX_E_SOCKET_EAFNOSUPPORT},
@@ -97,13 +94,11 @@ TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
         {QX_AF_INET, QX_SOCK_STREAM | O_NONBLOCK, 0, QX_E_SOCKET_ESOCKTNOSUPPORT},
         {QX_AF_INET, QX_SOCK_STREAM, QX_IPPROTO_UDP, QX_E_SOCKET_EPROTONOSUPPORT},
     };
-    for (const auto& kind : kinds) {
-        SCOPED_TRACE(&kind - kinds);
+    for (const auto& [family, type, protocol, code] : kinds) {
+        SCOPED_TRACE(testing::Message() << family << ' ' << type << ' ' << protocol);
         TcpClientSocket2* made = nullptr;
-        EXPECT_EQ(
-            TcpClientSocket2::createTcpClientSocket2(kind.family, kind.type, kind.protocol, &made),
-            kind.code);
-        EXPECT_EQ(made == nullptr, kind.code != 0);
+        EXPECT_EQ(TcpClientSocket2::createTcpClientSocket2(family, type, protocol, &made), code);
+        EXPECT_EQ(made == nullptr, code != 0);
         delete made;
     }
     const uint16_t nobody = LoopbackServer().port();

@@ -446,11 +446,7 @@ TEST_F(IniKeptLinesTest, TouchesOneLineAndRefusesGuesses) {
         return [=](IniFile& ini) { return ini.DeleteKey("a", key); };
     };
     const auto removeSet = [](IniFile& ini) { return ini.DeleteSet(u"A"); };
-    const struct {
-        std::string text;
-        std::function<int32_t(IniFile&)> change;
-        std::string result;
-    } cases[] = {
+    const std::tuple<std::string, std::function<int32_t(IniFile&)>, std::string> cases[] = {
         // Where it stands, with the blanks and the line end that are there.
         {"# c\r\n[B]\r\nk  =  1 \r\n;d\r\n[a]\r\n", put("b", "K", "2"),
          "# c\r\n[B]\r\nk  =  2\r\n;d\r\n[a]\r\n"},
