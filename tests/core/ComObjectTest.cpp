@@ -8,8 +8,10 @@
 #include <qx/qx.h>
 
 #include "tests/support/BlockingThread.h"
+#include "tests/support/ExpectResult.h"
 
 using namespace qx;
+using qxtest::interfaceOf;
 
 namespace {
 
@@ -215,19 +217,15 @@ static_assert(ComObject::usesObjectMemory<Pooled>() && ComObject::usesObjectMemo
 
 TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     const Reference<Both> both(new Both());
-    Reference<ISecond> second;
-    ASSERT_EQ(both->QueryInterface(ISecond::Iid, second.putVoid()), 0);
+    const auto second = interfaceOf<ISecond>(both);
     EXPECT_EQ(second->second(), 2);
-    Reference<IFirst> first;
-    ASSERT_EQ(second->QueryInterface(IFirst::Iid, first.putVoid()), 0);
+    const auto first = interfaceOf<IFirst>(second);
     EXPECT_EQ(first->first(), 1);
-    Reference<IQXComparable> comparable;
-    ASSERT_EQ(first->QueryInterface(IQXComparable::Iid, comparable.putVoid()), 0);
+    const auto comparable = interfaceOf<IQXComparable>(first);
     uint32_t hash = 0;
     EXPECT_EQ(comparable->HashCode(&hash), 0);
     EXPECT_EQ(hash, both->hashCode());
-    Reference<IQXUnknown> unknown;
-    ASSERT_EQ(comparable->QueryInterface(IQXUnknown::Iid, unknown.putVoid()), 0);
+    const auto unknown = interfaceOf<IQXUnknown>(comparable);
     EXPECT_EQ(unknown.get(), both->GetUnknown());
 
     void* out = &out;
@@ -240,12 +238,10 @@ TEST(QueryInterface, FindsInterfacesOfTheMapAndOfTheBaseMap) {
     pcom::ModuleCount module; // the base of the factory does not count it, and has an interface
     auto* const made = new pcom::Implements<pcom::ClassFactory>();
     made->SetComModule(&module);
-    ASSERT_EQ(made->QueryInterface(IQXClassFactory::Iid, unknown.putVoid()), 0);
+    const auto factory = interfaceOf<IQXClassFactory>(made);
     EXPECT_EQ(module.GetRefCount(), 0u);
 
-    ASSERT_EQ(Reference<InFront>(new InFront())->QueryInterface(IFirst::Iid, first.putVoid()), 0);
-    EXPECT_EQ(first->first(), 3);
-    first.reset();
+    EXPECT_EQ(interfaceOf<IFirst>(Reference<InFront>(new InFront()))->first(), 3);
     EXPECT_EQ(Counted::s_alive, 0);
 }
 

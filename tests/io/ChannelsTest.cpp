@@ -20,13 +20,6 @@ protected:
     Reference<FakeSink<Bytes>> out{new FakeSink<Bytes>()};
 };
 
-template <class Channel>
-Reference<IQXChannel> componentOf(const Reference<Channel>& channel) {
-    Reference<IQXChannel> component;
-    EXPECT_EQ(channel->QueryInterface(IQXChannel::Iid, component.putVoid()), result::Ok);
-    return component;
-}
-
 TEST_F(ChannelTest, StreamsFillWhatRemainsAndSendWhatRemains) {
     // As they are, and offered as a component that is adapted again: the far end of a module
     // boundary.
@@ -36,7 +29,7 @@ TEST_F(ChannelTest, StreamsFillWhatRemainsAndSendWhatRemains) {
         out = new FakeSink<Bytes>();
         Reference<IInheritableChannel> channel = Channels::adaptStreams(in, out, String(u"name"));
         if (isFar)
-            channel = Channels::adaptPcomWithInheritance(componentOf(channel));
+            channel = Channels::adaptPcomWithInheritance(interfaceOf<IQXChannel>(channel));
         EXPECT_EQ(channel->getInheritableName(), u"name");
         buffer.clear();
         EXPECT_EQ(channel->read(buffer), 3);
@@ -65,7 +58,7 @@ TEST_F(ChannelTest, StreamsFillWhatRemainsAndSendWhatRemains) {
 }
 
 TEST_F(ChannelTest, RefusesLengthsAndPointersThatCannotBe) {
-    const auto component = componentOf(Channels::adaptStreams(in, out));
+    const auto component = interfaceOf<IQXChannel>(Channels::adaptStreams(in, out));
     signed char bytes[4] = {};
     int32_t length = -4;
     EXPECT_EQ(component->Read(bytes, &length), result::InvalidArgument);
@@ -112,10 +105,11 @@ private:
 TEST_F(ChannelTest, TellsTheNameThatItHas) {
     const auto named = Channels::adaptStreams(in, out, String(u"pipe 7"));
     util::ROCharBuffer refusing;
-    EXPECT_EQ(componentOf(named)->GetInheritableName(&refusing), result::NotImplemented);
+    EXPECT_EQ(interfaceOf<IQXChannel>(named)->GetInheritableName(&refusing),
+              result::NotImplemented);
     const auto unnamed = Channels::adaptStreams(in, out, String());
     String name;
-    EXPECT_EQ(componentOf(unnamed)->GetInheritableName(&name), result::NotAvailable);
+    EXPECT_EQ(interfaceOf<IQXChannel>(unnamed)->GetInheritableName(&name), result::NotAvailable);
 
     const auto component = makeReference<FakeComponent>();
     const auto channel = Channels::adaptPcomWithInheritance(component);
@@ -149,7 +143,7 @@ TEST(ReadWriteChannel, AdvancesByWhatItsComponentsMoveAndPassesOnWhatTheyReturn)
     {
         const auto channel =
             makeReference<Joined>(Channels::adaptPcomChannel(in), Channels::adaptPcomChannel(out));
-        const auto component = componentOf(channel);
+        const auto component = interfaceOf<IQXChannel>(channel);
         for (const auto& [answer, claimed, result] : cases) {
             for (const bool reading : {true, false}) {
                 SCOPED_TRACE(testing::Message() << claimed << (reading ? " read" : " written"));

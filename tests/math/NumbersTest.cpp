@@ -384,14 +384,12 @@ TEST(BigNumbers, CompareWithEveryNumber) {
     EXPECT_EQ(BigInteger(4).compareTo(BigDecimal(3.9)), 1);
     EXPECT_EQ(BigInteger(3).compareTo(UInteger64(ULLONG_MAX)), -1);
     EXPECT_EQ(BigInteger(-3).compareTo(-4), 1);
-    EXPECT_THROW(BigInteger(3).compareTo(String(u"3")), CastFailedException);
     EXPECT_THROW(BigInteger(3).equals(Object()), CastFailedException);
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(Double(1.5)), 0);
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(Integer32(1)), 1);
     EXPECT_EQ(BigDecimal(u"1.5").compareTo(static_cast<const Object&>(BigInteger(2))), -1);
     EXPECT_THROW(BigDecimal(1).compareTo(String(u"1")), CastFailedException);
     EXPECT_THROW(BigDecimal(1).equals(Object()), CastFailedException);
-    EXPECT_TRUE(Reference<Object>(BigDecimal(u"1.50").clone())->equals(scaled(15, 1)));
 }
 
 TEST(BigInteger, IsMadeOfBytesLeastSignificantFirst) {
@@ -456,9 +454,7 @@ TEST(BigDecimal, OperatesOnItselfAndOnBuiltInNumbers) {
 }
 
 TEST(BigDecimal, RefusesScalesThatAreTooFarApart) {
-    const BigDecimal one(1);
-    const BigDecimal fine(BigInteger(1), INT32_MAX);
-    const BigDecimal coarse(BigInteger(1), INT32_MIN);
+    const BigDecimal one(1), fine(BigInteger(1), INT32_MAX), coarse(BigInteger(1), INT32_MIN);
     BigDecimal number(one);
     qxtest::expectEach<RangeErrorException>(
         {[&] { number.add(fine); }, [&] { number.subtract(coarse); },

@@ -33,11 +33,8 @@ std::string printed(const InetSocketAddress& address) {
 }
 
 TEST(InetAddress, KnowsWhatItStandsForAndGivesItsBytesWhereThereIsRoom) {
-    const struct {
-        qx_sockaddr_union address;
-        const char* text;
-        int16_t any, loopback, none;
-    } cases[] = {
+    const std::tuple<qx_sockaddr_union, const char*, int16_t, int16_t, int16_t> cases[] = {
+        // the text; whether it is any, loopback, none
         {ipv4(0, 0, 0, 0), "0.0.0.0", 1, 0, 0},
         {ipv4(127, 0, 0, 1), "127.0.0.1", 0, 1, 0},
         {ipv4(127, 0, 0, 2, 80), "127.0.0.2", 0, 0, 0}, // exactly one is meant
@@ -51,19 +48,19 @@ TEST(InetAddress, KnowsWhatItStandsForAndGivesItsBytesWhereThereIsRoom) {
         {ipv6({0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9}, 80, 4294967295u),
          "fe80::9%4294967295", 0, 0, 0},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto& [source, expected, isAny, isLoopback, isNone] : cases) {
+        SCOPED_TRACE(expected);
         int16_t any = 7, loopback = 7, none = 7; // by the C interface, which asks the members
-        EXPECT_EQ(QxNetInetAddressIsAddressAny(&c.address, &any), 0);
-        EXPECT_EQ(QxNetInetAddressIsAddressLoopback(&c.address, &loopback), 0);
-        EXPECT_EQ(QxNetInetAddressIsAddressNone(&c.address, &none), 0);
-        EXPECT_EQ(std::tuple(any, loopback, none), std::tuple(c.any, c.loopback, c.none));
-        const auto address = make(c.address);
+        EXPECT_EQ(QxNetInetAddressIsAddressAny(&source, &any), 0);
+        EXPECT_EQ(QxNetInetAddressIsAddressLoopback(&source, &loopback), 0);
+        EXPECT_EQ(QxNetInetAddressIsAddressNone(&source, &none), 0);
+        EXPECT_EQ(std::tuple(any, loopback, none), std::tuple(isAny, isLoopback, isNone));
+        const auto address = make(source);
         String text(u"<");
         EXPECT_EQ(address->getAddressStr(text), 0);
-        EXPECT_EQ(text.getDataT<char>(), "<" + std::string(c.text));
+        EXPECT_EQ(text.getDataT<char>(), "<" + std::string(expected));
 
-        const bool isIpv4 = c.address.family == QX_AF_INET;
+        const bool isIpv4 = source.family == QX_AF_INET;
         const size_t needed = isIpv4 ? 4 : 16, whole = isIpv4 ? 16 : 28;
         size_t length = 0;
         EXPECT_EQ(address->getStorageBinaryLength(&length), 0);
@@ -76,11 +73,10 @@ TEST(InetAddress, KnowsWhatItStandsForAndGivesItsBytesWhereThereIsRoom) {
         length = 100;
         EXPECT_EQ(address->getAddressBinary(bytes, &length), 0);
         EXPECT_EQ(length, needed);
-        EXPECT_EQ(
-            std::memcmp(bytes, isIpv4 ? c.address.ipv4.address : c.address.ipv6.address, needed),
-            0);
+        EXPECT_EQ(std::memcmp(bytes, isIpv4 ? source.ipv4.address : source.ipv6.address, needed),
+                  0);
         qx_sockaddr_union copy = storageOf(*address);
-        EXPECT_EQ(std::memcmp(&copy, &c.address, sizeof copy), 0);
+        EXPECT_EQ(std::memcmp(&copy, &source, sizeof copy), 0);
         length = whole - 1;
         EXPECT_EQ(address->getStorageBinary(&copy, &length), QX_E_SOCKET_EMSGSIZE);
         EXPECT_EQ(length, whole);

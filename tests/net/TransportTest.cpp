@@ -96,9 +96,8 @@ TEST_F(Transports, AskWhatIsMadeForTheInterface) {
     const auto transport = throughTheBoundary();
     const auto acceptor = transport->createAcceptor(m_properties);
     // What is seen through a bridge is no component any more.
-    Reference<io::pcom::IQXChannel> channel;
-    Fakes::channel->QueryInterface(io::pcom::IQXChannel::Iid, channel.putVoid());
-    Fakes::channel = io::Channels::adaptPcomChannel(channel);
+    Fakes::channel =
+        io::Channels::adaptPcomChannel(qxtest::interfaceOf<io::pcom::IQXChannel>(Fakes::channel));
     expectEach(result::NoInterface, {[&] { acceptor->accept(); }});
     Fakes::acceptor = makeReference<net::pcom::PcomAcceptor>(makeReference<Acceptor>().get());
     expectEach(result::NoInterface, {[&] { transport->createAcceptor(m_properties); }});

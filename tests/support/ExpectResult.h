@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
 
@@ -38,6 +39,14 @@ int32_t failureOf(Body&& body) {
 template <class Body>
 void expectThrowsResult(int32_t code, Body body) {
     EXPECT_EQ(failureOf(body), code);
+}
+
+/// The interface that @p object is expected to have.
+template <class Interface>
+qx::Reference<Interface> interfaceOf(const auto& object) {
+    qx::Reference<Interface> found;
+    EXPECT_EQ(object->QueryInterface(Interface::Iid, found.putVoid()), qx::result::Ok);
+    return found;
 }
 
 using Calls = std::initializer_list<std::function<void()>>;

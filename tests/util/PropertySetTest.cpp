@@ -203,13 +203,9 @@ TEST(Property, ReadsItsValueAsTextAndAsNumber) {
 
 TEST(Property, AnswersBothInterfacesAtOneAddressAndKeepsWhatIsNotOfTheLibrary) {
     const auto property = makeReference<CQXProperty>(u"key", 1);
-    Reference<IQXProperty> first;
-    Reference<IQXProperty2> second;
-    Reference<IQXComparable> comparable;
-    expectEach(result::Ok, {property->QueryInterface(IQXProperty::Iid, first.putVoid()),
-                            property->QueryInterface(IQXProperty2::Iid, second.putVoid()),
-                            property->QueryInterface(IQXComparable::Iid, comparable.putVoid())});
-    ASSERT_EQ(first, second.get());
+    const auto first = interfaceOf<IQXProperty>(property);
+    ASSERT_EQ(first, interfaceOf<IQXProperty2>(property).get());
+    EXPECT_NE(interfaceOf<IQXComparable>(property), nullptr);
     String key, text;
     double fraction = 0;
     expectEach(result::Ok, {first->GetKey(&key), first->SetValueString(u"3.5"),
@@ -236,8 +232,7 @@ TEST(PropertySetOfProperties, WorksThroughItsDerivedClass) {
     set->set(u"object", new Integer32(8));
     EXPECT_EQ(set->getValueLong(u"object"), 8);
     EXPECT_THROW(set->getValueDouble(u"none"), Exception);
-    Reference<IQXPropertySet2> face;
-    ASSERT_EQ(set->QueryInterface(IQXPropertySet2::Iid, face.putVoid()), result::Ok);
+    const auto face = interfaceOf<IQXPropertySet2>(set);
     double pi = 0;
     int32_t number = 0;
     String text;
