@@ -1,10 +1,10 @@
 #include <array>
 #include <list>
+#include <map>
 
 #include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
-#include "tests/support/MapBundle.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
 
@@ -94,10 +94,25 @@ TEST(BundleName, IsTakenApartAndPutTogether) {
     EXPECT_EQ(idOf(u"Größe", u"de"), u"{85B95D05-5B71-30EA-856D-58317951ED35}"_qs);
 }
 
+/// A bundle of these texts that leaves it to its base to number them.
+Reference<StringBundle> bundleOf(const std::map<const char16_t*, const char16_t*>& texts,
+                                 Locale* locale = nullptr) {
+    struct Bundle : StringMapBundle {
+        using StringMapBundle::StringMapBundle;
+        int32_t GetCount(int32_t* count) override { return StringBundle::GetCount(count); }
+        int32_t GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) override {
+            return StringBundle::GetResource(index, key, text);
+        }
+    };
+    const auto map = makeReference<StringHashMap>();
+    for (const auto& [key, text] : texts)
+        map->put(key, new String(text));
+    return makeReference<Bundle>(map, locale);
+}
+
 TEST(StringBundle, AsksItsParentsForWhatItHasNot) {
-    const auto child = makeReference<MapBundle>(MapBundle::Texts{{u"own", u"1"}, {u"empty", u""}});
-    const auto parent = makeReference<MapBundle>(
-        MapBundle::Texts{{u"own", u"hidden"}, {u"empty", u"2"}, {u"none", u""}});
+    const auto child = bundleOf({{u"own", u"1"}, {u"empty", u""}});
+    const auto parent = bundleOf({{u"own", u"hidden"}, {u"empty", u"2"}, {u"none", u""}});
     EXPECT_THROW((void)child->getString(u"empty"_qs), Exception);
     child->setParent(parent);
     EXPECT_EQ(child->getString(u"own"_qs), u"1"_qs);
@@ -133,8 +148,7 @@ void expectResources(StringBundle& bundle, int32_t expectedCount) {
 
 TEST(StringBundle, ServesComponents) {
     const auto locale = makeReference<Locale>(u"de");
-    const auto bundle =
-        makeReference<MapBundle>(MapBundle::Texts{{u"a", u"hello"}, {u"b", u"world"}}, locale);
+    const auto bundle = bundleOf({{u"a", u"hello"}, {u"b", u"world"}}, locale);
     expectResources(*bundle, 2);
     const auto face = faceOf(*bundle);
     // A text that fills the room has no 0 unit behind it.
@@ -196,8 +210,8 @@ TEST(StringMapBundle, IsTheSameAsAComponentAndMakesItsKeysOnce) {
 }
 
 TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
-    struct FailingBundle : MapBundle {
-        explicit FailingBundle(int32_t code) : MapBundle({}), m_code(code) {}
+    struct FailingBundle : StringBundle {
+        explicit FailingBundle(int32_t code) : StringBundle(nullptr), m_code(code) {}
         String lookupString(const String&) const override { throw ResultException(m_code); }
         Reference<const collections::Collection<String>> getKeys() const override {
             return m_code < 0 ? throw ResultException(m_code) : nullptr;
@@ -267,8 +281,7 @@ public:
 
 private:
     static int32_t create(const GUID* iid, void** object) {
-        return makeReference<MapBundle>(MapBundle::Texts{{u"key", u"text"}})
-            ->QueryInterface(*iid, object);
+        return bundleOf({{u"key", u"text"}})->QueryInterface(*iid, object);
     }
     static int32_t fail(const GUID*, void**) { return result::Fail; }
 

@@ -6,7 +6,6 @@
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/Items.h"
-#include "tests/support/MapBundle.h"
 
 using namespace qx;
 using namespace qx::literals;
@@ -487,7 +486,8 @@ TEST(StringBundleLogger, PutsArgumentsInTheirPlacesAndLogsTheKeyWhenThereIsNoTex
     };
     const auto target = makeReference<CountingTarget>();
     for (const auto& [message, arguments, expected] : cases) {
-        const auto bundle = makeReference<MapBundle>(MapBundle::Texts{{u"key", message}});
+        const auto bundle = makeReference<i18n::StringMapBundle>(
+            new collections::StringHashMap{{u"key", new String(message)}});
         log::StringBundleLogger logger(bundle, target);
         logger.log(7, u"key"_qs, *listOf(arguments));
         EXPECT_EQ(target->logged, expected);
