@@ -343,6 +343,7 @@ TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
             EXPECT_EQ(valueOf(ini, u"a", u"k"), "new");
             // The last step makes the name durable that the file has already.
             EXPECT_EQ(readFile(path), step < 7 ? "[a]\nk=old\n" : "[a]\nk=new\n\n");
+            EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
             expectEach(result::Ok, {ini.AddKey(u"b", u"l", u"1", true), ini.getWriteResult()});
             EXPECT_EQ(readFile(path), "[a]\nk=new\n\n[b]\nl=1\n\n");
         }
@@ -400,8 +401,7 @@ TEST_F(IniFileTest, AKilledWriterLeavesAWholeFileAndItsTurnToOthers) {
         EXPECT_EQ(readFile(path), step < 7 ? "[a]\nk=v\n" : "[a]\nk=v\nnew=1\n\n");
         EXPECT_EQ(other.AddKey(u"a", u"new", u"2", true), result::Ok);
         EXPECT_EQ(readFile(path), "[a]\nk=v\nnew=2\n\n");
-        const fs::directory_iterator files(folder.path(""));
-        EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "nothing is left aside";
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1) << "nothing else";
     }
 }
 
