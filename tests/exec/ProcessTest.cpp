@@ -373,9 +373,9 @@ TEST(Process, ConstructorReportsWhatCannotBeExecuted) {
 }
 
 /// Runs out of descriptors between two pipes, and between pipes and process descriptor.
-const ChildEntry fewDescriptors("RunsOutOfDescriptorsWithoutHarm", [](const auto&) {
-    if (Sanitized) // which needs descriptors for its own checks
-        return 0;
+QX_TEST_IN_CHILD(ProcessChild, RunsOutOfDescriptorsWithoutHarm) {
+    if (Sanitized)
+        GTEST_SKIP() << "a sanitizer needs descriptors for its own checks";
     const rlimit limit{64, 64};
     setrlimit(RLIMIT_NOFILE, &limit);
     std::vector<int> taken;
@@ -395,15 +395,15 @@ const ChildEntry fewDescriptors("RunsOutOfDescriptorsWithoutHarm", [](const auto
         taken.pop_back();
     }
     EXPECT_FALSE(hasChildren());
-    return testing::Test::HasFailure() ? 1 : 0;
-});
+}
 
-const ChildEntry bareEntry("WorksInAProgramWithoutStandardStreams", [](const auto&) {
+QX_TEST_IN_CHILD(ProcessChild, WorksInAProgramWithoutStandardStreams) {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         close(stream);
     const ProcessResult result = start(u"exec.copy").finish("\x01");
-    return result.output == "\x01" && result.error == "\xFE" ? result.exitCode : 1;
-});
+    EXPECT_EQ(std::tuple(result.output, result.error, result.exitCode),
+              std::tuple("\x01", "\xFE", 0));
+}
 
 /// True when the kernel tells the status of children that it has thrown away itself.
 bool kernelRemembersStatus() {
@@ -414,9 +414,9 @@ bool kernelRemembersStatus() {
     return major > 6 || (major == 6 && minor >= 15);
 }
 
-const ChildEntry carelessEntry("IsJoinedInAProgramThatIgnoresItsChildren", [](const auto&) {
+QX_TEST_IN_CHILD(ProcessChild, IsJoinedInAProgramThatIgnoresItsChildren) {
     signal(SIGCHLD, SIG_IGN);
-    std::optional<NothingLeft> check(std::in_place);
+    const NothingLeft check;
     for (int i = 0; i < 20; ++i) {
         Process waiting = endingWith(u"exit 7");
         waiting.getOutputStream()->close();
@@ -430,19 +430,17 @@ const ChildEntry carelessEntry("IsJoinedInAProgramThatIgnoresItsChildren", [](co
         EXPECT_TRUE(code == 0 || code == QX_PROCESS_EXIT_UNKNOWN) << code;
         Process(nullptr, u"true", nullptr, nullptr, 0);
     }
-    check.reset();
-    return testing::Test::HasFailure() ? 1 : 0;
-});
+}
 
 /// Leaves a child behind that runs on, as does a fork of this program.
-const ChildEntry leaveEntry("ProgramEndsWhileAChildThatItLeftRuns", [](const auto&) {
+QX_TEST_IN_CHILD(ProcessChild, ProgramEndsWhileAChildThatItLeftRuns) {
     Process(nullptr, u"sleep 1", nullptr, nullptr, InheritAll);
     if (fork() == 0)
         exit(0); // with the list of its parent's children, but not its threads
     int status = -1;
     wait(&status);
-    return status;
-});
+    EXPECT_EQ(status, 0);
+}
 
 TEST(Process, LeaveNothingBehindWhateverIsDoneWithThem) {
     constexpr int Starters = 4;
@@ -479,11 +477,10 @@ TEST(Process, HundredsOfDroppedOnesShareAThreadAndAFewDescriptors) {
 }
 
 /// Everything that is done with a process, where the system has no descriptors of processes.
-const ChildEntry noProcessDescriptors("ManagesWithoutDescriptorsOfProcesses", [](const auto&) {
-    if (!refuseCall(SYS_pidfd_open, ENOSYS))
-        return 2;
+QX_TEST_IN_CHILD(ProcessChild, ManagesWithoutDescriptorsOfProcesses) {
+    ASSERT_TRUE(refuseCall(SYS_pidfd_open, ENOSYS));
     endEach();
-    std::optional<NothingLeft> check(std::in_place);
+    const NothingLeft check;
     QXHandle streams[3], handle, other;
     int32_t code = 0;
     EXPECT_GE(QXProcessCreate(nullptr, u"true", nullptr, nullptr, InheritAll, streams, &handle), 0);
@@ -495,20 +492,6 @@ const ChildEntry noProcessDescriptors("ManagesWithoutDescriptorsOfProcesses", []
     EXPECT_EQ(QXProcessDetach(other), result::Ok);
     for (int i = 0; i < 50; ++i)
         Process(nullptr, i % 2 == 0 ? u"true" : u"sleep 0.1", nullptr, nullptr, InheritAll);
-    check.reset();
-    return testing::Test::HasFailure() ? 1 : 0;
-});
-
-class ProcessChild : public testing::TestWithParam<const char*> {};
-
-TEST_P(ProcessChild, EndsWell) { EXPECT_EQ(ChildProcess(GetParam()).join(), 0); }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, ProcessChild,
-                         testing::Values("WorksInAProgramWithoutStandardStreams",
-                                         "RunsOutOfDescriptorsWithoutHarm",
-                                         "IsJoinedInAProgramThatIgnoresItsChildren",
-                                         "ProgramEndsWhileAChildThatItLeftRuns",
-                                         "ManagesWithoutDescriptorsOfProcesses"),
-                         [](const auto& test) { return test.param; });
+}
 
 } // namespace

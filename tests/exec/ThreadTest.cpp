@@ -122,11 +122,14 @@ TEST_F(ThreadTest, MayEndItselfInTheMiddleAndStartsAgainAfterEachJoin) {
     EXPECT_THROW(idle.join(), IllegalStateException);
 }
 
-/// In a process whose address space is too small for the stack.
-const ChildEntry smallProcess("exec.smallProcess", [](const auto&) {
+// The address space is too small for the stack.
+QX_TEST_IN_CHILD(Thread, FailedStartLeavesItAsItWas) {
+    if (Sanitized)
+        GTEST_SKIP() << "a sanitizer needs more address space than the test leaves";
+    if (runsEmulated())
+        GTEST_SKIP() << "the emulator holds no limit of the address space";
     const rlimit limit{rlim_t{1} << 30, rlim_t{1} << 30};
-    if (setrlimit(RLIMIT_AS, &limit) != 0)
-        return 2;
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
     const auto mark = std::make_shared<int>();
     {
         Thread thread(makeRunnable([mark]() -> void* { return &s_value; }));
@@ -137,15 +140,6 @@ const ChildEntry smallProcess("exec.smallProcess", [](const auto&) {
         EXPECT_EQ(thread.join(), &s_value);
     }
     EXPECT_EQ(mark.use_count(), 1) << "a reference is lost";
-    return testing::Test::HasFailure() ? 1 : 0;
-});
-
-TEST(Thread, FailedStartLeavesItAsItWas) {
-    if (Sanitized)
-        GTEST_SKIP() << "a sanitizer needs more address space than the test leaves";
-    if (runsEmulated())
-        GTEST_SKIP() << "the emulator holds no limit of the address space";
-    EXPECT_EQ(ChildProcess("exec.smallProcess").join(), 0);
 }
 
 TEST(Thread, DoesNotJoinItself) {

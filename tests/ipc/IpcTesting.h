@@ -93,9 +93,6 @@ inline int64_t countOwn(const char* folder) {
     if (const char* const lack = QXSharedObjectsLack())                                            \
     GTEST_SKIP() << lack
 
-/// Exit status of a child that could not do what it was started for.
-inline constexpr int SkippedStatus = 77;
-
 } // namespace qxtest
 
 /// In a child: ends it with a message when the condition does not hold.

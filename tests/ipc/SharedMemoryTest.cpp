@@ -186,6 +186,8 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     EXPECT_EQ(openResult(theirs, Create, 0066, 1), result::Ok);
 }
 
+constexpr char NotPermitted[] = "a namespace or filter of its own is not permitted";
+
 /// Gives the process a memory file system of its own of 64 KiB; false when it may not have one.
 bool enterSmallMemory() {
     return unshare(CLONE_NEWNS) == 0 &&
@@ -193,9 +195,9 @@ bool enterSmallMemory() {
            mount("tmpfs", "/dev/shm", "tmpfs", 0, "size=64k,mode=1777") == 0;
 }
 
-const ChildEntry fullMemory("FullMemoryIsAnErrorOfTheOpening", [](const auto&) {
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, FullMemoryIsAnErrorOfTheOpening) {
     if (!enterSmallMemory())
-        return SkippedStatus;
+        GTEST_SKIP() << NotPermitted;
     CHECK_IN_CHILD(openResult("huge", Create, 0, 1 << 20) == result::DiskFull);
     CHECK_IN_CHILD(openResult("huge", Create, 0, UINT32_MAX) == result::DiskFull);
     CHECK_IN_CHILD(filesNamed("huge") == 0);
@@ -207,12 +209,11 @@ const ChildEntry fullMemory("FullMemoryIsAnErrorOfTheOpening", [](const auto&) {
     CHECK_IN_CHILD(QXSharedMemClose(most) >= 0);
     CHECK_IN_CHILD(QXNamedSemOpen("semaphore", 1, &handle) >= 0);
     CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
-    return 0;
-});
+}
 
-const ChildEntry userFolder("OfTheFoldersThatCanBeHadAllTakeTheSame", [](const auto&) {
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, OfTheFoldersThatCanBeHadAllTakeTheSame) {
     if (geteuid() != 0 || !enterSmallMemory())
-        return SkippedStatus;
+        GTEST_SKIP() << NotPermitted;
     const char* folder = "/dev/shm/qx-0";
     const auto open = [](const char* name) { return openResult(name, Create | Exclusive, 0, 1); };
     CHECK_IN_CHILD(mkdir(folder, 0700) == 0 && chmod(folder, 0770) == 0);
@@ -229,9 +230,8 @@ const ChildEntry userFolder("OfTheFoldersThatCanBeHadAllTakeTheSame", [](const a
     for (const auto& each : std::filesystem::directory_iterator("/dev/shm"))
         CHECK_IN_CHILD(chmod(each.path().c_str(), 0500) == 0);
     CHECK_IN_CHILD(open("m") == result::Ok);
-    const std::filesystem::directory_iterator left("/dev/shm");
-    return std::distance(begin(left), end(left)) == 1 ? 0 : 1;
-});
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/dev/shm"), {}), 1);
+}
 
 /// Locks the file as its user or as one who sets it up would, and keeps the lock.
 int lockFile(const std::string& path, int flags, short type) {
@@ -244,7 +244,7 @@ int lockFile(const std::string& path, int flags, short type) {
 }
 
 // Who may read a block may also lock its file for as long as he likes.
-const ChildEntry hostileReader("AReaderWhoLocksItsFileHoldsNobodyUp", [](const auto&) {
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, AReaderWhoLocksItsFileHoldsNobodyUp) {
     alarm(60); // instead of hanging
     const std::string name = uniqueName("hostile");
     std::optional<SharedMemory> memory;
@@ -256,12 +256,11 @@ const ChildEntry hostileReader("AReaderWhoLocksItsFileHoldsNobodyUp", [](const a
     close(file);
     memory.reset();
     CHECK_IN_CHILD(filesNamed(name) == 0);
-    return 0;
-});
+}
 
 // A process that is stopped while it sets an object up is in the way of nobody but those who want
 // that object, and these are told.
-const ChildEntry stoppedPeer("APeerStoppedInSetUpHoldsUpItsOwnObjectOnly", [](const auto&) {
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, APeerStoppedInSetUpHoldsUpItsOwnObjectOnly) {
     alarm(60);
     const std::string name = uniqueName("stopped");
     CHECK_IN_CHILD(openResult(name + ".first", Create, 0, 1) >= 0); // the folder
@@ -284,11 +283,10 @@ const ChildEntry stoppedPeer("APeerStoppedInSetUpHoldsUpItsOwnObjectOnly", [](co
     memory.join();
     for (const char* kind : {"lock.", "memory."})
         CHECK_IN_CHILD(unlink((folder + "/" + kind + name).c_str()) == 0);
-    return 0;
-});
+}
 
 // What a program without them prints would go into the memory of all who use the object.
-const ChildEntry bare("NoObjectIsEverAStandardStream", [](const auto&) {
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, NoObjectIsEverAStandardStream) {
     const std::string name = uniqueName("bare");
     expectEach(0, {close(0), close(1), close(2)});
     const SharedMemory own(name.c_str(), 1, Create, 0), common(name.c_str(), 1, Create, 0044);
@@ -297,59 +295,37 @@ const ChildEntry bare("NoObjectIsEverAStandardStream", [](const auto&) {
     const bool isClosed = fcntl(0, F_GETFD) + fcntl(1, F_GETFD) + fcntl(2, F_GETFD) == -3;
     if (child.pid() == 0)
         _exit(isClosed ? 0 : 1);
-    return isClosed ? child.join() : 1;
-});
+    EXPECT_TRUE(isClosed && child.join() == 0);
+}
 
-/// Nothing can be opened, and everybody says why; 0 when that is so.
-int expectLackOf(const std::string& what) {
+/// Nothing can be opened, and everybody says why.
+void expectLackOf(const std::string& what) {
     const char* const lack = QXSharedObjectsLack();
     CHECK_IN_CHILD(lack != nullptr && std::strstr(lack, what.c_str()) != nullptr);
     for (const uint32_t permissions : {0u, 0044u})
         CHECK_IN_CHILD(openResult("m", Create, permissions, 1) == result::NotAvailable);
     const auto open = [] { ipc::Semaphore("s", 1); };
     CHECK_IN_CHILD(failureOf(open) == result::NotAvailable && descriptionOf(open) == lack);
-    return 0;
 }
 
-const ChildEntry noMemoryFolder("AMachineWithoutMemoryFolderIsToldApart", [](const auto&) {
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, AMachineWithoutMemoryFolderIsToldApart) {
     if (!enterSmallMemory() || mount("tmpfs", "/dev", "tmpfs", 0, nullptr) != 0)
-        return SkippedStatus;
-    return expectLackOf("/dev/shm");
-});
-
-const ChildEntry
-    readOnlyMemoryFolder("AMachineWithReadOnlyMemoryFolderIsToldApart", [](const auto&) {
-        if (!enterSmallMemory() ||
-            mount(nullptr, "/dev/shm", nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0)
-            return SkippedStatus;
-        return expectLackOf("/dev/shm, which the process must not write to");
-    });
-
-const ChildEntry noDescriptionLocks("AMachineWithoutLocksOfFilesIsToldApart", [](const auto&) {
-    if (!refuseCall(SYS_fcntl, EINVAL))
-        return SkippedStatus;
-    return expectLackOf("F_OFD_SETLK");
-});
-
-class SharedObjects : public testing::TestWithParam<const char*> {};
-
-TEST_P(SharedObjects, InAProcess) {
-    const int status = ChildProcess(GetParam()).join();
-    if (status == SkippedStatus)
-        GTEST_SKIP() << "a namespace or filter of its own is not permitted";
-    EXPECT_EQ(status, 0);
+        GTEST_SKIP() << NotPermitted;
+    expectLackOf("/dev/shm");
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, SharedObjects,
-                         testing::Values("FullMemoryIsAnErrorOfTheOpening",
-                                         "OfTheFoldersThatCanBeHadAllTakeTheSame",
-                                         "AReaderWhoLocksItsFileHoldsNobodyUp",
-                                         "APeerStoppedInSetUpHoldsUpItsOwnObjectOnly",
-                                         "NoObjectIsEverAStandardStream",
-                                         "AMachineWithoutMemoryFolderIsToldApart",
-                                         "AMachineWithReadOnlyMemoryFolderIsToldApart",
-                                         "AMachineWithoutLocksOfFilesIsToldApart"),
-                         [](const auto& test) { return test.param; });
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, AMachineWithReadOnlyMemoryFolderIsToldApart) {
+    if (!enterSmallMemory() ||
+        mount(nullptr, "/dev/shm", nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0)
+        GTEST_SKIP() << NotPermitted;
+    expectLackOf("/dev/shm, which the process must not write to");
+}
+
+QX_TEST_IN_CHILD(SharedObjectsInAProcess, AMachineWithoutLocksOfFilesIsToldApart) {
+    if (!refuseCall(SYS_fcntl, EINVAL))
+        GTEST_SKIP() << NotPermitted;
+    expectLackOf("F_OFD_SETLK");
+}
 
 /// Another process with the semaphore of that name.
 struct User : Party {

@@ -66,25 +66,20 @@ TEST(SyncObject, RefusesBadArgumentsAndTakesAnyNameForALabel) {
 }
 
 // In strict mode the kernel kills the process at any call but read, write and exit.
-const ChildEntry uncontended("sync-uncontended", [](const auto&) {
+QX_TEST_IN_CHILD(SyncObject, UncontendedOperationsMakeNoSystemCall) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer makes calls of its own";
+#endif
     QXHandle handles[std::size(Families)];
     int32_t failed = 0;
     for (size_t i = 0; i < std::size(Families); ++i)
         failed |= Families[i].kind.create(nullptr, 0, &handles[i]);
-    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
-        return 2;
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT), 0);
     for (const Family& family : Families) {
         for (const Call& call : family.uncontended)
             failed |= call(handles[&family - Families]);
     }
-    return static_cast<int>(syscall(SYS_exit, failed == 0 ? 0 : 1));
-});
-
-TEST(SyncObject, UncontendedOperationsMakeNoSystemCall) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the thread sanitizer makes calls of its own";
-#endif
-    EXPECT_EQ(ChildProcess("sync-uncontended").join(), 0);
+    syscall(SYS_exit, failed == 0 ? 0 : 1);
 }
 
 // The thread that a signal lets go is free to destroy the object at once, while the signaller has

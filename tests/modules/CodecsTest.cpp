@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <iconv.h>
-#include <sys/resource.h>
 
 #include <qx/qx.h>
 
@@ -440,20 +439,15 @@ TEST(Codec, ChecksItsArguments) {
     EXPECT_EQ(codec->Encode(U'a', &fixed), result::NotImplemented);
 }
 
-/// Without descriptors the system cannot load its converters.
-const ChildEntry withoutConverters("withoutConverters", [](const auto&) {
-    int32_t failure = 0;
-    if (codecOf(1252, &failure) || failure != result::ClassNotAvailable)
-        return 1;
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_NOFILE, &none);
-    return codecOf(932, &failure) || failure != result::TooManyFiles ? 2 : 0;
-});
-
-TEST(Codec, TellsOfWantOfDescriptors) {
+// Without them the system cannot load its converters.
+QX_TEST_IN_CHILD(Codec, TellsOfWantOfDescriptors) {
     if (Sanitized)
         GTEST_SKIP() << "the sanitizers need descriptors of their own";
-    EXPECT_EQ(ChildProcess("withoutConverters").join(), 0);
+    int32_t failure = 0;
+    EXPECT_FALSE(codecOf(1252, &failure));
+    EXPECT_EQ(failure, result::ClassNotAvailable);
+    withoutDescriptors([&] { EXPECT_FALSE(codecOf(932, &failure)); });
+    EXPECT_EQ(failure, result::TooManyFiles);
 }
 
 // The codecs as programs meet them: by the name of an encoding, once their module is registered.

@@ -53,7 +53,7 @@ TEST(TcpSocket2, StartsOnceAndStartsAgain) {
     EXPECT_EQ(TcpSocket2::uninit(), 0);
 }
 
-const ChildEntry shutDownEntry("shutDownTheLibrary", [](const auto&) {
+QX_TEST_IN_CHILD(TcpSocket2, IsCleanedUpWhenTheLibraryShutsDown) {
     // The program's own start-up counts on top of the one at loading.
     expectEach(0, {TcpSocket2::init(), QXCLLibUninit()});
     EXPECT_EQ(qx::g_pGlobalLock, nullptr);
@@ -61,11 +61,6 @@ const ChildEntry shutDownEntry("shutDownTheLibrary", [](const auto&) {
     expectEach(0, {QXCLLibInit(), TcpSocket2::init(), QXSocketCleanUp()});
     EXPECT_EQ(QXCLLibUninit(), QX_E_FAIL);
     EXPECT_NE(qx::g_pGlobalLock, nullptr) << "a failure to clean up leaves the lock";
-    return testing::Test::HasFailure() ? 1 : 0;
-});
-
-TEST(TcpSocket2, IsCleanedUpWhenTheLibraryShutsDown) {
-    EXPECT_EQ(ChildProcess("shutDownTheLibrary").join(), 0);
 }
 
 TEST(TcpSocket2, ResolvesToOneAddress) {
@@ -568,11 +563,9 @@ TEST(TcpServerSocket2, ForgetsItsSocketsWithoutClosingThem) {
         EXPECT_EQ(QXSocketClose(lowestFree + i), 0);
 }
 
-constexpr int CannotLoseIpv6 = 77;
-
-const ChildEntry withoutIpv6("serveWithoutIpv6", [](const auto&) {
+QX_TEST_IN_CHILD(TcpServerSocket2, ServesIpv4WhereIpv6IsMissing) {
     if (!refuseCall(SYS_socket, EAFNOSUPPORT, AF_INET6))
-        return CannotLoseIpv6;
+        GTEST_SKIP() << "system calls cannot be filtered here";
     const auto server = makeServer(), onlyIpv6 = makeServer();
     expectEach(0, {server->bindListAddAddrAny(0), server->bind(), server->listen(0),
                    server->saveBoundAddresses()});
@@ -580,14 +573,6 @@ const ChildEntry withoutIpv6("serveWithoutIpv6", [](const auto&) {
     EXPECT_TRUE(boundList(*server).starts_with("0.0.0.0:"));
     static_cast<void>(onlyIpv6->bindListAddAddrInfo("::1", nullptr, 80));
     EXPECT_EQ(onlyIpv6->bind(), QX_E_SOCKET_EAFNOSUPPORT);
-    return testing::Test::HasFailure() ? 1 : 0;
-});
-
-TEST(TcpServerSocket2, ServesIpv4WhereIpv6IsMissing) {
-    const int status = ChildProcess("serveWithoutIpv6").join();
-    if (status == CannotLoseIpv6)
-        GTEST_SKIP() << "system calls cannot be filtered here";
-    EXPECT_EQ(status, 0);
 }
 
 } // namespace

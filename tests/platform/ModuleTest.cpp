@@ -99,30 +99,24 @@ TEST(Guid, RefusesTextsThatEndEarlyAndShortBuffers) {
     }
 }
 
-constexpr int CannotRefuse = 77;
-
-/// The number of what fails without the call; 0 when nothing does.
-const ChildEntry withoutRandom("useRandomNumbers", [](const auto& arguments) {
-    if (!refuseCall(SYS_getrandom, std::stoi(arguments[0])))
-        return CannotRefuse;
+void useRandomNumbersWithoutTheCall(int error) {
+    if (!refuseCall(SYS_getrandom, error))
+        GTEST_SKIP() << "system calls cannot be filtered here";
     QXGUID guids[2];
-    if (QXComGenerateGUID(&guids[0]) < 0 || QXComGenerateGUID(&guids[1]) < 0 ||
-        QXComCompareGUID(&guids[0], &guids[1]) == 0)
-        return 1;
+    expectEach(result::Ok, {QXComGenerateGUID(&guids[0]), QXComGenerateGUID(&guids[1])});
+    EXPECT_NE(QXComCompareGUID(&guids[0], &guids[1]), 0);
     const TemporaryRegistry registry;
-    if (QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", QX_REG_STRING, u"", 2) < 0)
-        return 2;
     const std::string file = registry.folder() + "/file";
-    return QXFileReplace(file.c_str(), "x", 1, 0600, nullptr) < 0 ? 3 : 0;
-});
+    expectEach(result::Ok, {QXRegistrySetValue(QX_HKEY_USER, u"Key", u"", QX_REG_STRING, u"", 2),
+                            QXFileReplace(file.c_str(), "x", 1, 0600, nullptr)});
+}
 
-TEST(Guid, ComesFromTheDeviceWhereTheCallIsMissing) {
-    for (const int error : {ENOSYS, EPERM}) {
-        const int status = ChildProcess("useRandomNumbers", {std::to_string(error)}).join();
-        if (status == CannotRefuse)
-            GTEST_SKIP() << "system calls cannot be filtered here";
-        EXPECT_EQ(status, 0);
-    }
+QX_TEST_IN_CHILD(Guid, ComesFromTheDeviceWhereTheCallIsMissing) {
+    useRandomNumbersWithoutTheCall(ENOSYS);
+}
+
+QX_TEST_IN_CHILD(Guid, ComesFromTheDeviceWhereTheCallIsForbidden) {
+    useRandomNumbersWithoutTheCall(EPERM);
 }
 
 TEST(PrivateGroup, IsTheFirstGroupOfOneUserThatHasHisName) {

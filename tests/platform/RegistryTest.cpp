@@ -272,12 +272,8 @@ TEST_F(Registry, HoldsAHundredThousandKeys) {
     EXPECT_LT(fs::file_size(registry.userFile()), 1000u); // compacted to nothing
 }
 
-TEST(RegistryFolder, FollowsTheUsersEnvironment) {
+QX_TEST_IN_CHILD(RegistryFolder, FollowsTheUsersEnvironment) {
     char buffer[4096];
-    const auto valueOf = [](const char* name) {
-        return std::string(std::getenv(name) ? std::getenv(name) : ""); // an empty one is none
-    };
-    const std::string data = valueOf("XDG_DATA_HOME"), home = valueOf("HOME");
     ::setenv("HOME", "/somebody", 1);
     for (const auto& [folder, expected] :
          {std::pair("/data", "/data/qx/registry"),
@@ -286,8 +282,6 @@ TEST(RegistryFolder, FollowsTheUsersEnvironment) {
         EXPECT_EQ(QXRegistryGetFolder(buffer, sizeof buffer), result::Ok);
         EXPECT_STREQ(buffer, expected);
     }
-    ::setenv("HOME", home.c_str(), 1);
-    ::setenv("XDG_DATA_HOME", data.c_str(), 1);
     EXPECT_EQ(QXRegistryGetFolder(buffer, 3), result::BufferTooSmall);
 }
 

@@ -20,6 +20,7 @@ std::map<std::string, ChildEntry::Body>& entries() {
 }
 
 constexpr char ChildFlag[] = "--qx-child";
+constexpr int Skipped = 77; // status of a child that leaves its test out
 
 } // namespace
 
@@ -62,6 +63,18 @@ int ChildProcess::join() {
     }
     m_pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int statusOf(void (*body)()) {
+    body();
+    return testing::Test::HasFailure() ? 1 : testing::Test::IsSkipped() ? Skipped : 0;
+}
+
+void passOnChild(const std::string& entry) {
+    const int status = ChildProcess(entry).join();
+    if (status == Skipped)
+        GTEST_SKIP() << "for the reason above";
+    EXPECT_EQ(status, 0);
 }
 
 std::u16string childCommand(std::u16string_view entry) {

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 namespace qxtest {
 
 /// A function that the test program runs instead of its tests when it is started as a child.
@@ -34,6 +36,20 @@ public:
 private:
     int m_pid;
 };
+
+/// Fails, or leaves out, the running test as the child with that entry does.
+void passOnChild(const std::string& entry);
+
+/// A test whose body runs in a process of its own, of which it may make what it likes.
+#define QX_TEST_IN_CHILD(suite, name)                                                              \
+    void suite##name##Body();                                                                      \
+    const qxtest::ChildEntry suite##name##Entry(                                                   \
+        #suite "." #name, [](const auto&) { return qxtest::statusOf(suite##name##Body); });        \
+    TEST(suite, name) { qxtest::passOnChild(#suite "." #name); }                                   \
+    void suite##name##Body()
+
+/// In a child: runs the body of a test; exit status for passOnChild.
+int statusOf(void (*body)());
 
 /// Command line with which SelfPath executes one ChildEntry; arguments may follow after a blank.
 std::u16string childCommand(std::u16string_view entry);
