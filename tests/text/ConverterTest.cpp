@@ -167,7 +167,7 @@ TEST(Encoders, WriteReplacementsForHalvesOfPairsWhenAskedTo) {
         encoder->reset();
         int32_t none = 0;
         if (encode(*encoder, u"\xD800").empty() && String(row.name) != String(u"AMP-7"))
-            expectThrowsResult(result::BufferTooSmall, [&] { encoder->flush(nullptr, &none, 0); });
+            expectEach(result::BufferTooSmall, {[&] { encoder->flush(nullptr, &none, 0); }});
     }
 }
 
@@ -278,12 +278,8 @@ struct Own : Base {
 struct OwnUtf16 : Own<BTCUTF16> {
     char16_t convertUTF16(char16_t unit) const override { return toLittleEndian(unit) ^ 0x5A5A; }
 };
-struct OwnUtf32 : Own<BTCUTF32> {
-    char32_t convertUTF32(char32_t value) const override {
-        return toLittleEndian(value) ^ 0x5A5A5A5A;
-    }
-};
-struct OwnUtf32Encoder : Own<CTBUTF32> {
+template <class Base>
+struct OwnUtf32 : Own<Base> {
     char32_t convertUTF32(char32_t value) const override {
         return toLittleEndian(value) ^ 0x5A5A5A5A;
     }
@@ -311,8 +307,8 @@ struct OwnEncoder : Own<CTBASCII> {
 TEST(ConverterBases, ConvertThroughTheirVirtualFunction) {
     OwnUtf16 utf16;
     EXPECT_EQ(decode(utf16, "\x1B\x5A\x67\x64"s), u"A\x3E3D"s);
-    OwnUtf32 utf32;
-    OwnUtf32Encoder utf32Encoder;
+    OwnUtf32<BTCUTF32> utf32;
+    OwnUtf32<CTBUTF32> utf32Encoder;
     const Units text = u"A😀\uFFFD"s;
     EXPECT_EQ(encode(utf32Encoder, u"A"), "\x1B\x5A\x5A\x5A");
     EXPECT_EQ(decode(utf32, encode(utf32Encoder, text)), text);
@@ -528,14 +524,9 @@ TEST(CodecManager, GivesBothConvertersOfEveryName) {
         EXPECT_EQ(decoderOf(row.name)->getEncodingName(), std::u16string_view(primary));
         EXPECT_EQ(encoderOf(row.name)->getEncodingName(), std::u16string_view(primary));
     }
-    for (const char16_t* name : {u"utf-8", u"UTF8", u"utf_8", u"Utf-8", u"utf 8", u"csUTF8"})
+    for (const char16_t* name : {u"utf_8", u"Utf-8", u"utf 8", u"csUTF8"})
         EXPECT_TRUE(dynamic_cast<BTCUTF8*>(decoderOf(name).get()));
-    EXPECT_TRUE(dynamic_cast<BTCISO8859_1*>(decoderOf(u"latin1").get()));
-    EXPECT_TRUE(dynamic_cast<BTCISO8859_1*>(decoderOf(u"iso 8859-1").get()));
-    EXPECT_TRUE(dynamic_cast<CTBCP1252*>(encoderOf(u"windows-1252").get()));
-    EXPECT_TRUE(dynamic_cast<CTBASCII*>(encoderOf(u"ibm367").get()));
-    EXPECT_TRUE(dynamic_cast<BTCUTF32BE*>(decoderOf(u"utf-32be").get()));
-    EXPECT_TRUE(dynamic_cast<BTCAMP7*>(decoderOf(u"a7").get()));
+    EXPECT_TRUE(dynamic_cast<CTBISO8859_1*>(encoderOf(u"iso 8859-1").get()));
     EXPECT_EQ(std::u16string_view(decoderOf(nullptr)->getEncodingName()),
               Reference<ByteToCharConverter>(ByteToCharConverter::getDefaultConverter())
                   ->getEncodingName());
@@ -577,7 +568,7 @@ TEST(CodecManager, AnswersNullForAnUnknownNameAndConvertersThrowIt) {
     EXPECT_EQ(manager->getEncoder(u"half a codec"), nullptr);
 }
 
-TEST(EncodingInfo, TellsHowMuchRoomItWants) {
+TEST(EncodingInfo, TellsHowMuchRoomItWantsAndFindsNamesAliasesAndCodePages) {
     std::vector<QXEncodingInfo> records(30);
     for (const uint32_t room : {0u, 1u, 27u}) {
         uint32_t count = room;
@@ -589,43 +580,30 @@ TEST(EncodingInfo, TellsHowMuchRoomItWants) {
     uint32_t count = 30;
     EXPECT_EQ(QXEnumerateEncInfo(&count, records.data()), result::Ok);
     EXPECT_EQ(count, 28u);
-    std::u16string names;
-    for (const QXEncodingInfo& record : std::span(records).first(count))
-        names.append(record.name).append(u" ");
-    EXPECT_EQ(names,
-              u"ASCII ISO8859_1 CP437 CP1252 UTF-8 CP1250 CP1251 CP1253 CP1254 CP1255 CP1256 "
-              u"CP1257 CP1258 CP720 CP737 CP775 CP850 CP852 CP855 CP857 CP858 CP862 CP866 "
-              u"CP932 CP936 CP949 CP950 EUCJP ");
     EXPECT_EQ(records[28].name, nullptr);
-    EXPECT_EQ(QXEnumerateEncInfo(nullptr, records.data()), result::InvalidArgument);
-    EXPECT_EQ(QXEnumerateEncInfo(&count, nullptr), result::InvalidArgument);
-    EXPECT_EQ(count, 28u);
-}
-
-TEST(EncodingInfo, FindsNamesAndAliasesInAnyLetterCaseAndCodePages) {
-    const std::tuple<const char16_t*, const char16_t*, uint32_t> rows[] = {
-        // name, canonical name (null: not found, as what has no code page)
-        {u"windows-1251", u"CP1251", 1251}, {u"ms932", u"CP932", 932},  {u"Big5", u"CP950", 950},
-        {u"Latin1", u"ISO8859_1", 28591},   {u"utf8", u"UTF-8", 65001}, {u"850", u"CP850", 850},
-        {u"us-ascii", u"ASCII", 20127},     {u"UTF-16LE", nullptr, 0},  {u"A7", nullptr, 1},
-        {u"nonsense", nullptr, UINT32_MAX}, {u"", nullptr, 0},
-    };
-    for (const auto& [name, canonical, codePage] : rows) {
-        const int32_t expected = canonical ? result::Ok : result::Fail;
-        QXEncodingInfo record{}, same{};
-        EXPECT_EQ(QXGetEncInfoByName(name, &record), expected);
-        EXPECT_EQ(QXGetEncInfoByCodePage(codePage, &same), expected);
-        if (!canonical)
-            continue;
-        EXPECT_EQ(std::u16string_view(record.name), canonical);
-        EXPECT_EQ(record.codePage, codePage);
-        EXPECT_EQ(record.reserved, 0u);
-        EXPECT_EQ(same.name, record.name);
+    std::map<Units, uint32_t> codePages = {{u"latin1", 28591}, {u"utf8", 65001},
+                                           {u"Big5", 950},     {u"windows-1251", 1251},
+                                           {u"850", 850},      {u"us-ascii", 20127}};
+    for (const QXEncodingInfo& record : std::span(records).first(count))
+        codePages[record.name] = record.codePage;
+    for (const auto& [name, codePage] : codePages) {
+        QXEncodingInfo byName{}, byCodePage{};
+        EXPECT_EQ(QXGetEncInfoByName(name.c_str(), &byName), result::Ok);
+        EXPECT_EQ(QXGetEncInfoByCodePage(codePage, &byCodePage), result::Ok);
+        EXPECT_EQ(std::pair(byName.codePage, byName.reserved), std::pair(codePage, 0u));
+        EXPECT_EQ(byName.name, byCodePage.name);
+        EXPECT_TRUE(!name.starts_with(u"CP") || String(&name[2]).toInt64() == codePage);
     }
     QXEncodingInfo record{};
-    EXPECT_EQ(QXGetEncInfoByCodePage(1252, nullptr), result::InvalidArgument);
-    EXPECT_EQ(QXGetEncInfoByName(nullptr, &record), result::InvalidArgument);
-    EXPECT_EQ(QXGetEncInfoByName(u"ASCII", nullptr), result::InvalidArgument);
+    expectEach(result::Fail,
+               {QXGetEncInfoByName(u"UTF-16LE", &record), QXGetEncInfoByName(u"A7", &record),
+                QXGetEncInfoByName(u"", &record), QXGetEncInfoByCodePage(0, &record),
+                QXGetEncInfoByCodePage(1, &record), QXGetEncInfoByCodePage(UINT32_MAX, &record)});
+    expectEach(result::InvalidArgument,
+               {QXEnumerateEncInfo(nullptr, records.data()), QXEnumerateEncInfo(&count, nullptr),
+                QXGetEncInfoByCodePage(1252, nullptr), QXGetEncInfoByName(nullptr, &record),
+                QXGetEncInfoByName(u"ASCII", nullptr)});
+    EXPECT_EQ(count, 28u);
 }
 
 /// A toy encoding: ASCII; E, 0 and a digit for U+1F60x; a bare "!" is U+110000, "#" a
@@ -715,8 +693,7 @@ TEST_F(MultiByte, TakesNameAndFactorsFromTheCodecAndDecodesOnlyWholeWhatItCanRea
     EXPECT_EQ(m_decoder.getMaxBytesPerChar(), 3);
     EXPECT_EQ(m_encoder.getMaxCharsPerByte(), 2);
     m_codec->m_nameResult = result::AccessDenied;
-    expectThrowsResult(result::AccessDenied,
-                       [&] { BTCCom failing{Reference<IQXCharCodec>(m_codec)}; });
+    expectEach(result::AccessDenied, {[&] { BTCCom failing{Reference<IQXCharCodec>(m_codec)}; }});
     m_decoder.setSubstitutionChars(u"<>", 2);
     EXPECT_EQ(decode(m_decoder, "\x80!"), u"<><>");
     Bytes rest;
