@@ -272,19 +272,6 @@ TEST_F(Registry, HoldsAHundredThousandKeys) {
     EXPECT_LT(fs::file_size(registry.userFile()), 1000u); // compacted to nothing
 }
 
-QX_TEST_IN_CHILD(RegistryFolder, FollowsTheUsersEnvironment) {
-    char buffer[4096];
-    ::setenv("HOME", "/somebody", 1);
-    for (const auto& [folder, expected] :
-         {std::pair("/data", "/data/qx/registry"),
-          std::pair("relative", "/somebody/.local/share/qx/registry")}) {
-        ::setenv("XDG_DATA_HOME", folder, 1);
-        EXPECT_EQ(QXRegistryGetFolder(buffer, sizeof buffer), result::Ok);
-        EXPECT_STREQ(buffer, expected);
-    }
-    EXPECT_EQ(QXRegistryGetFolder(buffer, 3), result::BufferTooSmall);
-}
-
 constexpr size_t HeaderBytes = 32;
 
 /// A file, and the sizes and contents that it had on its way.

@@ -40,6 +40,8 @@ $key\\Sub" query "$key"
 gives "$key\\Sub
 $key\\Sub\\Deep" query "$key\\Sub" --recursive
 equal "folder of the user" "$(ls "$XDG_DATA_HOME/qx/registry")" user.qxreg
+XDG_DATA_HOME=relative HOME=$folder/house "$qxreg" add "$key" Name text
+equal "folder at home" "$(ls house/.local/share/qx/registry)" user.qxreg
 
 if command -v python3 >/dev/null; then
     equal "JSON" "$("$qxreg" query QX_HKEY_USER --recursive --json | python3 -c '
