@@ -3,7 +3,6 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <vector>
 
 #include <qx/collections/IntegerHashMap.h>
 #include <qx/collections/StringHashMap.h>

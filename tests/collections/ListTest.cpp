@@ -47,8 +47,8 @@ TYPED_TEST(Lists, AreObjectsThatAreComparedWithListsOnly) {
     EXPECT_EQ(list.template queryOrThrow<IQXComparable>()->HashCode(&hash), 0);
     EXPECT_EQ(hash, list->hashCode());
     EXPECT_THROW(static_cast<void>(list->clone()), qx::CloneNotSupportedException);
-    expectThrowsResult(qx::result::NullPointer,
-                       [] { TypeParam(static_cast<const IQXComparator*>(nullptr)); });
+    expectEach(qx::result::NullPointer,
+               {[] { TypeParam(static_cast<const IQXComparator*>(nullptr)); }});
 }
 
 TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {

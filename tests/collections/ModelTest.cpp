@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <thread>
 
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/detail/Elements.h>
 
+#include "tests/support/BlockingThread.h"
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/KeyedMapPlay.h"
 #include "tests/support/ListPlay.h"
@@ -253,10 +253,7 @@ TEST(Collections, ReadersInSeveralThreadsDoNotDisturbEachOther) {
         return all;
     };
     std::vector<Element> seen[4];
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&, i] { seen[i] = readAll(i * 66 + 1); });
-    threads.clear();
+    inThreads(4, [&](int thread) { seen[thread] = readAll(thread * 66 + 1); });
     for (const auto& each : seen)
         EXPECT_EQ(each, readAll(1)); // also each entry was made once
 }

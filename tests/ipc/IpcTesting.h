@@ -88,11 +88,6 @@ inline int64_t countOwn(const char* folder) {
     return std::distance(begin(entries), end(entries));
 }
 
-/// Skips a test, with the reason, on a machine without objects between processes.
-#define QX_SKIP_UNLESS_SHARED()                                                                    \
-    if (const char* const lack = QXSharedObjectsLack())                                            \
-    GTEST_SKIP() << lack
-
 } // namespace qxtest
 
 /// In a child: ends it with a message when the condition does not hold.

@@ -73,7 +73,10 @@ const ChildEntry partyProcess("party", [](const auto& arguments) {
 
 /// All tests of this program need objects between processes.
 class SharedObjects : public testing::Environment {
-    void SetUp() override { QX_SKIP_UNLESS_SHARED(); }
+    void SetUp() override {
+        if (const char* const lack = QXSharedObjectsLack())
+            GTEST_SKIP() << lack;
+    }
 };
 
 [[maybe_unused]] const auto* const environment =

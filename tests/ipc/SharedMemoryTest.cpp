@@ -198,17 +198,14 @@ bool enterSmallMemory() {
 QX_TEST_IN_CHILD(SharedObjectsInAProcess, FullMemoryIsAnErrorOfTheOpening) {
     if (!enterSmallMemory())
         GTEST_SKIP() << NotPermitted;
-    CHECK_IN_CHILD(openResult("huge", Create, 0, 1 << 20) == result::DiskFull);
-    CHECK_IN_CHILD(openResult("huge", Create, 0, UINT32_MAX) == result::DiskFull);
-    CHECK_IN_CHILD(filesNamed("huge") == 0);
-    QXHandle most = 0;
-    CHECK_IN_CHILD(QXSharedMemOpen("most", Create, 0, 60 << 10, &most) >= 0);
-    QXHandle handle = 0;
-    CHECK_IN_CHILD(QXNamedSemOpen("semaphore", 1, &handle) == result::DiskFull);
-    CHECK_IN_CHILD(filesNamed("semaphore") == 0);
-    CHECK_IN_CHILD(QXSharedMemClose(most) >= 0);
-    CHECK_IN_CHILD(QXNamedSemOpen("semaphore", 1, &handle) >= 0);
-    CHECK_IN_CHILD(QXNamedSemClose(handle) >= 0);
+    QXHandle most = 0, handle = 0;
+    expectEach(result::DiskFull,
+               {openResult("huge", Create, 0, 1 << 20), openResult("huge", Create, 0, UINT32_MAX)});
+    EXPECT_EQ(QXSharedMemOpen("most", Create, 0, 60 << 10, &most), result::Ok);
+    EXPECT_EQ(QXNamedSemOpen("semaphore", 1, &handle), result::DiskFull);
+    EXPECT_EQ(filesNamed("huge") + filesNamed("semaphore"), 0);
+    expectEach(result::Ok, {QXSharedMemClose(most), QXNamedSemOpen("semaphore", 1, &handle),
+                            QXNamedSemClose(handle)});
 }
 
 QX_TEST_IN_CHILD(SharedObjectsInAProcess, OfTheFoldersThatCanBeHadAllTakeTheSame) {

@@ -7,7 +7,6 @@
 #include <map>
 #include <random>
 #include <sstream>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +14,7 @@
 
 #include <qx/qx.h>
 
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/SafeModule.h"
@@ -36,7 +36,7 @@ using namespace qxtest;
 /// loaded like any library: its classes are reached without the registry.
 template <class Interface>
 Reference<Interface> create(const GUID& classId, int32_t* failure = nullptr) {
-    static const TemporaryFolder folder;
+    static const TemporaryFolder folder; // registered, the module is another one
     static const exec::SharedLibrary module([] {
         const std::string copy = folder.path("codecs.so");
         std::filesystem::copy_file(QX_TEST_MODULE_DIR "/qxcodecs.so", copy);
@@ -365,8 +365,7 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
         EXPECT_EQ(state->SetState(UINT32_MAX), result::InvalidArgument);
         signed char none;
         int32_t position = 0;
-        expectThrowsResult(result::BufferTooSmall,
-                           [&] { encoder.flush(&none, &position, position); });
+        expectEach(result::BufferTooSmall, {[&] { encoder.flush(&none, &position, position); }});
     }
     EXPECT_EQ(count, 14u);
 }
@@ -523,14 +522,12 @@ TEST_F(RegisteredCodecs, ServeTheEncodingOfTheLocale) {
         ASSERT_TRUE(locale.isSet());
         if (!Sanitized)
             withoutDescriptors([&] { String(row.bytes); }); // which finds out nothing for good
-        std::vector<std::jthread> threads; // each may be the first that needs the tables
-        for (int i = 0; i < 8; ++i)
-            threads.emplace_back([&] { EXPECT_EQ(String(row.bytes), String(row.text)); });
-        threads.clear();
+        // Each may be the first that needs the tables.
+        inThreads(8, [&](int) { EXPECT_EQ(String(row.bytes), String(row.text)); });
         EXPECT_STREQ(reinterpret_cast<const char*>(String(row.text).getBytes()), row.bytes);
         EXPECT_EQ(util::fromSystemName(row.bytes), String(row.text));
         EXPECT_EQ(util::toSystemName(row.text), row.bytes);
-        expectThrowsResult(result::UnmappableCharacter, [] { util::toSystemName(u"😀"_qs); });
+        expectEach(result::UnmappableCharacter, {[] { util::toSystemName(u"😀"_qs); }});
         char cut[3];
         EXPECT_EQ(QXUnicodeToAnsi(row.text, -1, cut, sizeof cut), result::BufferTooSmall);
         EXPECT_EQ(std::string(cut), std::string(row.bytes, row.bytes[1] == '\xC6' ? 1 : 2));

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <string>
 #include <typeinfo>
 
 #include <gtest/gtest.h>

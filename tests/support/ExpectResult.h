@@ -35,12 +35,6 @@ int32_t failureOf(Body&& body) {
     return 0;
 }
 
-/// Expects @p body to throw an exception of the library with the given result code.
-template <class Body>
-void expectThrowsResult(int32_t code, Body body) {
-    EXPECT_EQ(failureOf(body), code);
-}
-
 /// The interface that @p object is expected to have.
 template <class Interface>
 qx::Reference<Interface> interfaceOf(const auto& object) {

@@ -3,15 +3,12 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include <qx/collections/Comparator.h>
-#include <qx/collections/IComparator.h>
 #include <qx/collections/pcom/Collection.h>
 #include <qx/core/Exception.h>
-#include <qx/core/Implements.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
 
