@@ -477,19 +477,15 @@ TEST_F(RegisteredCodecs, ServeEveryEncodingOfTheTableByEachOfItsNames) {
     for (const QXEncodingInfo& record : records)
         names.emplace_back(record.name, record.name);
     for (const auto& [name, canonical] : names) {
-        const Reference<ByteToCharConverter> decoder =
-            ByteToCharConverter::getConverter(name.getData());
-        const Reference<CharToByteConverter> encoder =
-            CharToByteConverter::getConverter(name.getData());
-        EXPECT_EQ(decoder->getEncodingName(), canonical);
-        EXPECT_EQ(encoder->getEncodingName(), canonical);
+        EXPECT_EQ(decoderOf(name.getData())->getEncodingName(), canonical);
+        EXPECT_EQ(encoderOf(name.getData())->getEncodingName(), canonical);
     }
 }
 
 TEST_F(RegisteredCodecs, ServeStringsUntilTheModuleIsUnregistered) {
     const char bytes[] = "\x93\xFA\x96{\x8C\xEA!";
     const String text(u"日本語!");
-    const Reference<ByteToCharConverter> decoder = ByteToCharConverter::getConverter(u"cp932");
+    const auto decoder = decoderOf(u"cp932");
     EXPECT_EQ(keptModules(), 1);
     EXPECT_EQ(String(bytes, -1, u"CP932"), text);
     EXPECT_STREQ(reinterpret_cast<const char*>(text.getBytes(u"CP932")), bytes);

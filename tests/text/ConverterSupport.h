@@ -47,6 +47,15 @@ OutString convertPieces(Converter& converter, const InString& input, size_t piec
     return result;
 }
 
+inline auto decoderOf(const char16_t* name) {
+    using qx::text::charset::ByteToCharConverter;
+    return qx::Reference<ByteToCharConverter>(ByteToCharConverter::getConverter(name));
+}
+inline auto encoderOf(const char16_t* name) {
+    using qx::text::charset::CharToByteConverter;
+    return qx::Reference<CharToByteConverter>(CharToByteConverter::getConverter(name));
+}
+
 /// One call with room for everything.
 inline Units decode(qx::text::charset::ByteToCharConverter& decoder, const Bytes& bytes) {
     return convertPieces<Units>(decoder, bytes, bytes.size() + 1, 4 * bytes.size() + 16);
