@@ -272,15 +272,9 @@ TEST_F(ComponentTest, AreFoundByEachOfTheirNamesWhileRegistered) {
     GUID found{};
     EXPECT_EQ(QXComClassIDFromProgID(u"Test.Thing", &found), result::Ok);
     EXPECT_TRUE(found == ThingClass);
-    Reference<IQXUnknown> object;
-    EXPECT_EQ(QXModuleComCreateObject(this, &found, nullptr, &IQXUnknown::Iid, object.putVoid()),
-              result::InvalidHandle);
-    QXModuleSetInitialized(this, 1);
-    EXPECT_EQ(QXModuleComCreateObject(this, &found, nullptr, &IQXUnknown::Iid, object.putVoid()),
-              result::Ok);
-    EXPECT_EQ(QXModuleComCreateObject(this, &found, this, &IQXUnknown::Iid, object.putVoid()),
+    Reference<IQXUnknown> none;
+    EXPECT_EQ(QXComCreateObjectByProgID(u"Test.Thing", this, &IQXUnknown::Iid, none.putVoid()),
               result::NoAggregation);
-    QXModuleSetInitialized(this, 0);
 
     EXPECT_EQ(QXComUnregisterModule(wide(modulePath("things")).c_str()), result::Ok);
     EXPECT_EQ(createThing(), result::NotFound);
