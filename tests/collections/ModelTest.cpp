@@ -23,11 +23,7 @@ using namespace qx::collections::pcom;
 namespace {
 
 // The thread sanitizer of g++ 12 takes more memory with every exception that a test sees.
-#ifdef __SANITIZE_THREAD__
-constexpr int Rounds = 30;
-#else
-constexpr int Rounds = 400;
-#endif
+constexpr int Rounds = ThreadSanitized ? 30 : 400;
 
 /// Lets allocations fail and, where there is one, the calls of a comparator.
 Failures failures(const Reference<FailingComparator>& comparator = nullptr) {

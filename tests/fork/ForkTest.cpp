@@ -23,13 +23,7 @@ using namespace qxtest;
 /// The address sanitizer of this compiler leaves the locks of its memory held in a child, so that a
 /// program of malloc, free and fork alone hangs. The thread sanitizer takes the threads of a child
 /// for those of its parent.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool ChildHasMemory = false, ChildHasThreads = true;
-#elif defined(__SANITIZE_THREAD__)
-constexpr bool ChildHasMemory = true, ChildHasThreads = false;
-#else
-constexpr bool ChildHasMemory = true, ChildHasThreads = true;
-#endif
+constexpr bool ChildHasMemory = !Sanitized || ThreadSanitized, ChildHasThreads = !ThreadSanitized;
 
 constexpr int Forks = Sanitized ? 8 : 25;
 

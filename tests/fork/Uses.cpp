@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/support/SafeModule.h"
+#include "tests/support/Sanitized.h"
 
 namespace qxtest {
 
@@ -100,11 +101,10 @@ void useComponents(Inherited&) {
     require(result >= 0 || result == result::Busy, "freed");
 }
 
-void freeComponentsInChild([[maybe_unused]] Inherited& shared) {
+void freeComponentsInChild(Inherited& shared) {
     // The thread sanitizer takes a lock there that a thread of the parent may have had at the fork.
-#ifndef __SANITIZE_THREAD__
-    useComponents(shared);
-#endif
+    if (!ThreadSanitized)
+        useComponents(shared);
     require(QXComFreeUnusedModules(0, nullptr) != result::Busy, "nobody else is at it");
 }
 

@@ -7,6 +7,7 @@
 
 #include "tests/ipc/Party.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/Sanitized.h"
 
 using namespace qx;
 using namespace qxtest;
@@ -67,9 +68,8 @@ TEST(SyncObject, RefusesBadArgumentsAndTakesAnyNameForALabel) {
 
 // In strict mode the kernel kills the process at any call but read, write and exit.
 QX_TEST_IN_CHILD(SyncObject, UncontendedOperationsMakeNoSystemCall) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the thread sanitizer makes calls of its own";
-#endif
+    if (ThreadSanitized)
+        GTEST_SKIP() << "the thread sanitizer makes calls of its own";
     QXHandle handles[std::size(Families)];
     int32_t failed = 0;
     for (size_t i = 0; i < std::size(Families); ++i)

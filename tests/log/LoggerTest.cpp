@@ -6,6 +6,7 @@
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/Items.h"
+#include "tests/support/Sanitized.h"
 
 using namespace qx;
 using namespace qx::literals;
@@ -283,7 +284,7 @@ private:
 };
 
 TEST(Processors, TakeRecordsAndBytesAsTheyTakeEntriesAndTexts) {
-    for (unsigned seed = 0; seed < 150; ++seed) {
+    for (unsigned seed = 0; seed < (Sanitized ? 40 : 150); ++seed) {
         SCOPED_TRACE(seed);
         Tree tree(seed, false), plain(seed, true);
         int number = 0;

@@ -18,6 +18,7 @@
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryRegistry.h"
 
 namespace fs = std::filesystem;
@@ -467,9 +468,8 @@ int numberOf(const std::u16string& key, const char16_t* name) {
 }
 
 TEST(RegistryProcesses, KilledWritersLoseNothingThatWasAcknowledgedAndTearNothing) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the thread sanitizer takes the locks that a child makes anew for held";
-#endif
+    if (ThreadSanitized)
+        GTEST_SKIP() << "the thread sanitizer takes the locks that a child makes anew for held";
     const TemporaryRegistry registry;
     constexpr size_t Writers = 6;
     const SharedStruct<std::atomic<int>[Writers]> shared(uniqueName("acknowledged"));

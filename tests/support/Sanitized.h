@@ -2,12 +2,19 @@
 
 namespace qxtest {
 
-/// Whether the address or the thread sanitizer watches: either makes a program slow, and needs
-/// memory and descriptors of its own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+/// Whether the thread sanitizer watches.
+#ifdef __SANITIZE_THREAD__
+inline constexpr bool ThreadSanitized = true;
+#else
+inline constexpr bool ThreadSanitized = false;
+#endif
+
+/// Whether that or the address sanitizer watches: either makes a program slow, and needs memory and
+/// descriptors of its own.
+#ifdef __SANITIZE_ADDRESS__
 inline constexpr bool Sanitized = true;
 #else
-inline constexpr bool Sanitized = false;
+inline constexpr bool Sanitized = ThreadSanitized;
 #endif
 
 } // namespace qxtest
