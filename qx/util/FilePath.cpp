@@ -134,8 +134,12 @@ void FilePath::normalize() {
         ++root;
 
     String normal = String(path.data(), static_cast<int32_t>(root));
-    const String rest(path.data() + root, static_cast<int32_t>(path.size() - root));
-    normal.append(PathNormalizer(PathNormalizer::SLASH_DEFAULT).normalize(rest));
+    const auto rest = std::u16string_view(path).substr(root);
+    const String clean = PathNormalizer(PathNormalizer::SLASH_DEFAULT).normalize(String(rest));
+    // A separator that the rest did not begin with is left of segments that cancelled each other
+    // out: it must not become a root, or part of one.
+    const bool isLeft = clean.view().starts_with(dirDelim) && !rest.starts_with(dirDelim);
+    normal.append(clean.view().substr(isLeft ? 1 : 0));
     m_path = normal;
     m_rootLength = static_cast<int32_t>(root);
 }

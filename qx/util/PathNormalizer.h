@@ -13,8 +13,9 @@ namespace qx::util {
 ///
 /// Both slashes separate segments on input; the slash type chooses the one that is written. The
 /// work is done by a state machine that sees every unit once and never writes more units than it
-/// read. It knows no roots: a leading separator is text like any other, and FilePath passes only
-/// the part behind the root. A 0 unit ends the path.
+/// read. It knows no roots: a leading separator is text like any other. FilePath passes only the
+/// part behind the root, and drops a separator with which only the result begins. A 0 unit ends
+/// the path.
 ///
 /// Callers also rely on these details:
 /// - leading ".." segments stay, and so does one trailing separator;

@@ -55,6 +55,8 @@ TEST(FilePath, PartsOfEveryKindOfPathAndRefusalOfMalformedRoots) {
             parts.push_back(part.toUtf8());
         parts.emplace_back(path.isAbsolutePath() ? "absolute" : "relative");
         EXPECT_EQ(parts, row);
+        const FilePath again(path.toString());
+        EXPECT_EQ(again.toString() + again.getDrive(), path.toString() + path.getDrive());
         EXPECT_EQ(path.isUNCPath(), row[1].starts_with(R"(\\)")) << row[0];
     }
 }
