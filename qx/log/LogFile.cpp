@@ -61,7 +61,7 @@ void LogFile::open() {
     m_size = size;
     m_bound = m_options.limit;
     m_reopenAt = INT64_MAX;
-    m_isLineEnd = true;
+    m_isLineEnd = !isLineCut;
 }
 
 void LogFile::write(const signed char* from, int32_t length) {

@@ -222,6 +222,7 @@ TEST(LogFile, LosesNothingForWantOfDescriptors) {
     Reference<log::LogFile> file;
     const log::LogFileOptions options{.limit = 1, .kept = 3};
     withoutDescriptors([&] { file = makeReference<log::LogFile>(path, options); }, 1);
+    withFileSizeLimit(3, [&] { EXPECT_THROW(file->write("lost\n"), ResultException); });
     const auto writeLine = [&](char c) { file->write(std::string(1 << 13, c) + '\n'); };
     writeLine('a');
     EXPECT_EQ(readFile(path + ".1"), "cut\n");
