@@ -29,8 +29,9 @@ struct Utf8Writers;
 /// Failures of the stream and the converter pass through. The text that failed is then dropped,
 /// and texts that were written before stay pending. After a failure of the stream the text may be
 /// written again: all is as it was in front of it, unless it did not fit into the buffer and a part
-/// of it has reached the stream. Half a surrogate pair in front of a text that the converter
-/// refused is dropped with it, so that the next text begins afresh.
+/// of it has reached the stream. What is pending is given to the stream again from its start, also
+/// where that had taken a part of it before it failed. Half a surrogate pair in front of a text
+/// that the converter refused is dropped with it, so that the next text begins afresh.
 ///
 /// What the stream itself writes here while it is taking bytes, as one that logs where it writes a
 /// log, waits until the text that they belong to has been written; a flush that it asks for is that

@@ -37,6 +37,10 @@ struct LogFileOptions {
 /// A file that cannot be renamed or opened anew costs no entry: what comes is written to the
 /// present one, beyond the limit, until a later attempt succeeds. The counts tell of it.
 ///
+/// A write that fails is taken back where the system allows that, except for those of its lines
+/// that went to a file which has become full. Whoever writes it again, as OutputStreamWriter does
+/// with what is pending, loses none of it and may have these twice.
+///
 /// Programs that rename log files themselves ask for the file to be opened anew by the name, most
 /// often with SIGHUP. That happens at the next write.
 ///
