@@ -6,6 +6,7 @@
 
 #include "tests/support/DataRows.h"
 #include "tests/support/ExpectResult.h"
+#include "tests/support/FailingAllocator.h"
 
 using namespace qx;
 using namespace qx::net;
@@ -89,6 +90,18 @@ TEST(URI, KeepsTheOrderOfParsedPairs) {
     EXPECT_EQ(copy.getQuery(false), u"b=6&a%20=3&k=k&c=7&a%20=8");
     EXPECT_EQ(URI(u"x://h?b=1&B=2"_qs).getQueryPairs(false).at(0).value, u"2");
     EXPECT_TRUE(URI().getQueryPairs(true).empty());
+
+    bool hasFailed = true;
+    for (int64_t failing = 0; hasFailed; ++failing) {
+        URI changed = *URI::parse(u"x://h?b=1&B=1&c=2");
+        {
+            const qxtest::FailingAllocator allocator(failing);
+            resultOf([&] { changed.setQueryPair(u"B"_qs, u"9"_qs, false); });
+            hasFailed = allocator.hasFailed();
+        }
+        EXPECT_EQ(changed.getQuery(false),
+                  changed.getQueryValue(u"b"_qs, false) == u"1" ? u"b=1&B=1&c=2" : u"b=9&c=2");
+    }
 }
 
 TEST(URI, EscapesAsUrllibDoes) {

@@ -21,6 +21,26 @@ Reference<Map> newTable(int capacity = HashMap::DEFAULT_CAPACITY) {
     return makeReference<Map>(makeReference<HashMap>(capacity));
 }
 
+using Ordered = std::vector<std::pair<QueryKey, String>>;
+
+auto hasKey(const QueryKey& key) {
+    return [&key](const Ordered::value_type& pair) { return pair.first.equals(key); };
+}
+
+struct Places {
+    Ordered::iterator first;
+    std::ptrdiff_t count = 0;
+};
+
+/// Where the first of the pairs with the key lies, or the end, and how many there are. The lower
+/// case of all keys is made by that, so that comparing them again takes no memory.
+Places placesOf(Ordered& pairs, const QueryKey& key) {
+    const auto first = std::find_if(pairs.begin(), pairs.end(), hasKey(key));
+    if (first == pairs.end())
+        return {first};
+    return {first, 1 + std::count_if(first + 1, pairs.end(), hasKey(key))};
+}
+
 /// A table as long, filled from the end: keys that share a bucket keep their order.
 Reference<Map> copyOf(Map& from) {
     auto copy = newTable(hashMapOf(from).getCapacity());
@@ -46,28 +66,37 @@ QueryPairs::QueryPairs(const QueryPairs& other)
 void QueryPairs::putText(std::u16string_view text) {
     if (!m_unread.isEmpty())
         table();
-    m_unread = text;
-    if (m_ordered) {
+    auto ordered = m_ordered; // most often empty
+    if (ordered) {
         forEachPiece(text, [&](std::u16string_view key, std::u16string_view value) {
-            m_ordered->emplace_back(key, value);
+            ordered->emplace_back(key, value);
         });
     }
+    m_unread = text;
+    m_ordered.swap(ordered);
 }
 
 void QueryPairs::put(const String& key, const String& value) {
     // Not the texts themselves: they may lie in memory that somebody else changes.
-    table().put(makeReference<QueryKey>(key.view()), makeReference<String>(value.view()));
-    if (!m_ordered)
+    const auto ownKey = makeReference<QueryKey>(key.view());
+    const auto ownValue = makeReference<String>(value.view());
+    if (!m_ordered) {
+        table().put(ownKey, ownValue);
         return;
-    const QueryKey sought(key);
-    const auto isSought = [&](const auto& pair) { return pair.first.equals(sought); };
-    const auto first = std::find_if(m_ordered->begin(), m_ordered->end(), isSought);
-    if (first == m_ordered->end()) {
-        m_ordered->emplace_back(key.view(), value.view());
-    } else {
-        first->second = value;
-        m_ordered->erase(std::remove_if(first + 1, m_ordered->end(), isSought), m_ordered->end());
     }
+    const auto [first, count] = placesOf(*m_ordered, *ownKey);
+    if (count == 0 && m_ordered->size() == m_ordered->capacity())
+        m_ordered->reserve(2 * m_ordered->size() + 1);
+    table().put(ownKey, ownValue);
+    // What follows takes no memory, so that the table and the order always tell the same.
+    if (count == 0) {
+        m_ordered->emplace_back(*ownKey, *ownValue);
+        return;
+    }
+    first->second.setAddRef(*ownValue);
+    if (count > 1)
+        m_ordered->erase(std::remove_if(first + 1, m_ordered->end(), hasKey(*ownKey)),
+                         m_ordered->end());
 }
 
 std::optional<std::u16string_view> QueryPairs::find(const String& key) const {
@@ -80,15 +109,21 @@ std::optional<std::u16string_view> QueryPairs::find(const String& key) const {
 
 bool QueryPairs::removeLast(const String& key) {
     const QueryKey sought(key);
-    if (m_ordered)
-        std::erase_if(*m_ordered, [&](const auto& pair) { return pair.first.equals(sought); });
-    return table().remove(&sought) && table().isEmpty();
+    const Places places = m_ordered ? placesOf(*m_ordered, sought) : Places{};
+    const bool isRemoved = table().remove(&sought) != nullptr;
+    if (places.count == 1)
+        m_ordered->erase(places.first);
+    else if (places.count > 1)
+        std::erase_if(*m_ordered, hasKey(sought));
+    return isRemoved && m_pairs->isEmpty();
 }
 
 void QueryPairs::clear() {
+    const bool hasGrown =
+        !shortQuery() && hashMapOf(table()).getCapacity() != HashMap::DEFAULT_CAPACITY;
     if (m_ordered)
         m_ordered->clear();
-    if (!shortQuery() && hashMapOf(table()).getCapacity() != HashMap::DEFAULT_CAPACITY)
+    if (hasGrown)
         return m_pairs->clear();
     m_pairs.reset(); // so that a short text needs none again
     m_unread = String();
