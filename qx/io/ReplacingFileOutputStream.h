@@ -36,7 +36,8 @@ public:
         : ReplacingFileOutputStream(util::FileName(name).toString(), permissions) {}
 
     using OutputStream::write;
-    /// Goes on after short writes until everything is written.
+    /// Goes on after short writes until everything is written. Of a write that fails in the middle
+    /// nothing stays, so that it may be repeated.
     /// @throws ResultException with result::InvalidHandle after commit and close
     void write(const signed char* from, int32_t length) override;
     /// Gives what was written, which may be nothing, the name. Once.

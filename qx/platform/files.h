@@ -45,9 +45,9 @@ QX_API int32_t QXFileRead(QXHandle handle, void* buffer, int32_t length, int32_t
 QX_API int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length,
                            int32_t* bytesWritten);
 /// Writes all bytes, by several calls of the system where one takes fewer; 0x80004005 for a device
-/// that takes none and reports no error. When that fails in the middle, a file that QXFileOpen has
-/// opened ends again where the bytes began, unless something else lies behind them.
-/// @p bytesWritten is how many are written, after a failure too.
+/// that takes none and reports no error. When that fails in the middle, a file that QXFileOpen,
+/// QXFileCreateBeside or QXFileReplaceBegin has opened ends again where the bytes began, unless
+/// something else lies behind them. @p bytesWritten is how many are written, after a failure too.
 QX_API int32_t QXFileWriteAll(QXHandle handle, const void* buffer, int32_t length,
                               int32_t* bytesWritten);
 

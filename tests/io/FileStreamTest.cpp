@@ -38,7 +38,7 @@ protected:
     const int64_t m_descriptorsBefore = countOwn("fd");
 };
 
-void write(FileOutputStream& out, const std::string& bytes) {
+void write(OutputStream& out, const std::string& bytes) {
     out.write(bytes.data(), static_cast<int32_t>(bytes.size()));
 }
 
@@ -81,15 +81,21 @@ TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
 
 TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
     using Out = FileOutputStream;
-    for (const unsigned int mode : {Out::ATEND, Out::APPEND, Out::TRUNC, Out::KEEPCLOSED | 1}) {
-        SCOPED_TRACE(mode);
-        setContent("");
-        Out out(name(), mode);
+    const auto repeat = [](OutputStream& out) {
         write(out, "whole, ");
         withFileSizeLimit(10, [&] { EXPECT_ANY_THROW(write(out, "in part")); });
         write(out, "again");
+    };
+    for (const unsigned int mode : {Out::ATEND, Out::APPEND, Out::TRUNC, Out::KEEPCLOSED | 1}) {
+        SCOPED_TRACE(mode);
+        setContent("");
+        repeat(*makeReference<Out>(name(), mode));
         EXPECT_EQ(content(), "whole, again");
     }
+    ReplacingFileOutputStream aside(name());
+    repeat(aside);
+    aside.commit();
+    EXPECT_EQ(content(), "whole, again");
     setContent("0123456789");
     Out over(name(), 0u);
     withFileSizeLimit(5, [&] { EXPECT_ANY_THROW(write(over, "abcdef")); });

@@ -211,7 +211,7 @@ int32_t QXFileReplaceBegin(const char* path, uint32_t mode, QXFileReplacement** 
         return result::InvalidArgument;
     return resultOf([&] {
         *replacement = new QXFileReplacement(path, mode);
-        *file = static_cast<QXHandle>((*replacement)->aside().descriptor());
+        *file = static_cast<QXHandle>((*replacement)->aside().descriptor()) | RegularFile;
     });
 }
 
