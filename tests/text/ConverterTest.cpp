@@ -115,11 +115,14 @@ TEST(HoldingEncoders, CompleteAPairInALaterCallAndRefuseHalfOfOne) {
                       }),
                       description);
             EXPECT_EQ(consumed, 0);
-            encoder->reset();
         };
+        encode(*encoder, u"\xD83D");
+        refused(u"\xDE00\xD835x"s, "leading surrogate without trailing");
+        EXPECT_EQ(encode(*encoder, u"\xDE00"), whole) << "what was pending in front of the fault";
         refused(u"\xD800\x0041"s, "leading surrogate without trailing");
         refused(u"\xD800\xD800"s, "leading surrogate without trailing");
         refused(u"plain \xDBFF\xE000"s, "leading surrogate without trailing");
+        EXPECT_EQ(flush(), 0);
         EXPECT_EQ(std::memcmp(out, plain.data(), plain.size()), 0) << "in front of the fault";
         const Units behind = u" and behind it, for a wide step or two",
                     low = u"plain \xDE00" + behind;
@@ -717,10 +720,9 @@ TEST_F(MultiByte, EncoderWritesOnlyWholeWhatTheCodecHas) {
     m_encoder.setSubstitutionBytes(reinterpret_cast<const signed char*>("<>"), 2);
     EXPECT_EQ(encode(m_encoder, u"é\U0001F700"), "<><>") << "a pair is one character";
     m_encoder.setSubstitutionMode(false);
-    EXPECT_THROW(encode(m_encoder, u"é"), UnmappableCharacterException);
     EXPECT_THROW(encode(m_encoder, u"\U0001F700"), UnmappableCharacterException);
+    EXPECT_THROW(encode(m_encoder, u"é"), UnmappableCharacterException);
     const auto failureOn = [&](const Units& half) {
-        m_encoder.reset();
         return descriptionOf<InvalidCharacterException>([&] { encode(m_encoder, half); });
     };
     EXPECT_EQ(failureOn(u"\xDC00"s), "trailing surrogate without leading");

@@ -32,8 +32,9 @@ public:
     /// has no room for; the next call goes on from there. What lies behind the units written, up
     /// to @p outCapacity, may be overwritten.
     /// @return count of units written by this call
-    /// @throws InvalidCharacterException, UnmappableCharacterException; the positions then stay as
-    ///     they were, and what was written before the fault stays in the output
+    /// @throws InvalidCharacterException, UnmappableCharacterException; the positions, and what is
+    ///     held between calls, then stay as they were, and what was written before the fault stays
+    ///     in the output
     virtual int32_t convert(const In* in, int32_t* inPosition, int32_t inLength, Out* out,
                             int32_t* outPosition, int32_t outCapacity) = 0;
     /// Writes what the converter still holds, at the end of the text. A converter that holds

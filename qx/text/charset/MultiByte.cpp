@@ -56,7 +56,8 @@ const char16_t* BTCMultiByte::getEncodingName() const { return m_name.getData();
 int32_t CTBMultiByte::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                               signed char* out, int32_t* outPosition, int32_t outCapacity) {
     constexpr int32_t Room = 6;
-    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    detail::PendingWindow window(m_pending, in, inPosition, inLength, out, outPosition,
+                                 outCapacity);
     while (window.left() > 0) {
         if (!m_pending) {
             window.advance(convertRun(window.in(), window.left(), window.out(), window.room()));

@@ -72,7 +72,8 @@ size_t BTCSingleByte::convertRun(const uint8_t* in, size_t size, char16_t* out) 
 
 int32_t CTBSingleByte::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                                signed char* out, int32_t* outPosition, int32_t outCapacity) {
-    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    detail::PendingWindow window(m_pending, in, inPosition, inLength, out, outPosition,
+                                 outCapacity);
     while (window.left() > 0) {
         if (!m_pending) {
             const size_t run =

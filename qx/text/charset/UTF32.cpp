@@ -59,7 +59,8 @@ RunLength BTCUTF32::convertRun(const uint8_t*, size_t, char16_t*, size_t) const 
 
 int32_t CTBUTF32::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                           signed char* out, int32_t* outPosition, int32_t outCapacity) {
-    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    detail::PendingWindow window(m_pending, in, inPosition, inLength, out, outPosition,
+                                 outCapacity);
     while (window.left() > 0 && window.room() >= 4) {
         if (!m_pending) {
             const RunLength run =

@@ -80,7 +80,8 @@ int32_t BTCUTF8::convert(const signed char* in, int32_t* inPosition, int32_t inL
 
 int32_t CTBUTF8::convert(const char16_t* in, int32_t* inPosition, int32_t inLength,
                          signed char* out, int32_t* outPosition, int32_t outCapacity) {
-    detail::EncodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
+    detail::PendingWindow window(m_pending, in, inPosition, inLength, out, outPosition,
+                                 outCapacity);
     while (window.left() > 0) {
         if (!m_pending) {
             window.run(detail::kernels().utf16ToUtf8);

@@ -5,6 +5,7 @@
 #include <span>
 
 #include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/detail/Kernels.h>
 
 namespace qx::text::charset::detail {
@@ -70,6 +71,31 @@ private:
 
 using DecodeWindow = Window<uint8_t, char16_t>;
 using EncodeWindow = Window<char16_t, uint8_t>;
+
+/// The same for an encoder that takes the first half of a pair in: what is pending changes only
+/// when the call ends well, as the positions do.
+class PendingWindow : public EncodeWindow {
+public:
+    template <class... Buffers>
+    explicit PendingWindow(PendingSurrogate& pending, Buffers... buffers)
+        : EncodeWindow(buffers...), m_pending(pending), m_before(pending) {}
+    ~PendingWindow() {
+        if (!m_hasEnded)
+            m_pending = m_before;
+    }
+    PendingWindow(const PendingWindow&) = delete;
+    PendingWindow& operator=(const PendingWindow&) = delete;
+
+    int32_t finish(int32_t* inPosition, int32_t* outPosition) {
+        m_hasEnded = true;
+        return EncodeWindow::finish(inPosition, outPosition);
+    }
+
+private:
+    PendingSurrogate& m_pending;
+    const PendingSurrogate m_before;
+    bool m_hasEnded = false;
+};
 
 /// For a character without mapping.
 /// @throws UnmappableCharacterException unless @p substitutionMode is on
