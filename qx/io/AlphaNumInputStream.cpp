@@ -54,7 +54,7 @@ bool AlphaNumInputStream::decodeInto(signed char* to, int32_t& count, int32_t le
 }
 
 int32_t AlphaNumInputStream::skip(int32_t count) {
-    return detail::skipByReading<signed char>(*this, count);
+    return detail::skipByReading<signed char>(*this, count, m_failure);
 }
 
 int32_t AlphaNumInputStream::available() {

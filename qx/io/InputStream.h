@@ -36,7 +36,8 @@ public:
     /// The same for loops over single bytes: what a buffer holds comes without a call for each.
     int next() { return m_window.isEmpty() ? read() : m_window.take(); }
     /// Reads and drops up to @p count bytes.
-    /// @return the number of bytes dropped, fewer than @p count only at the end
+    /// @return the number of bytes dropped, fewer than @p count only at the end and in front of a
+    ///     failure that the next read raises: a time-out, and others if the stream keeps them
     virtual int32_t skip(int32_t count);
     /// Bytes that can be read without blocking; 0 when unknown, which is the default.
     virtual int32_t available();

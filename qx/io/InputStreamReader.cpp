@@ -8,6 +8,7 @@
 #include <qx/core/Required.h>
 #include <qx/io/IoException.h>
 #include <qx/io/MovedLength.h>
+#include <qx/io/detail/SourceDefaults.h>
 #include <qx/text/charset/ByteOrderMark.h>
 
 namespace qx::io {
@@ -121,7 +122,7 @@ int32_t InputStreamReader::available() {
 
 int32_t InputStreamReader::skip(int32_t count) {
     requireOpen();
-    return Reader::skip(count);
+    return detail::skipByReading<char16_t>(*this, count, m_failure);
 }
 
 bool InputStreamReader::markSupported() {

@@ -52,6 +52,15 @@ const struct {
     {"decoder", [](auto* in) { return blocksOf<Chars>(decoderOver(in)); }},
     {"buffered decoder",
      [](auto* in) { return blocksOf<Chars>(new BufferedReader(decoderOver(in), 16)); }},
+    {"skipping decoder",
+     [](auto* in) {
+         return Reading([reader = decoderOver(in)](int32_t length, std::string& text) {
+             const int32_t skipped = reader->skip(length);
+             for (int32_t i = 0; i < skipped; ++i)
+                 text += static_cast<char>('0' + text.size()); // as in the content
+             return skipped > 0;
+         });
+     }},
     {"lines",
      [](auto* in) {
          const auto reader = makeReference<BufferedReader>(decoderOver(in), 16);

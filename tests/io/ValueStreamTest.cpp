@@ -361,9 +361,11 @@ TEST(AlphaNumInputStream, GoesOnBehindOtherCharactersAndCountsBytes) {
     }
     Source source("AAAAAAAA96\nAA");
     source.availableNow = 12;
+    source.failAt = 5;
     AlphaNumInputStream in(&source);
     // Single bytes are those of the text.
-    EXPECT_EQ(played(in, "a s5 r1 . r2 s1 r0"), "7 5 1:\xFF 10 2:\0\0 0 -1"s);
+    EXPECT_EQ(played(in, "a s5 s5 s3 r1 . r2 s1 r0"),
+              "7 2 !broken source 3 1:\xFF 10 2:\0\0 0 -1"s);
 }
 
 } // namespace

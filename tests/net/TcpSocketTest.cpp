@@ -132,7 +132,7 @@ TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
     EXPECT_GE(time, 100ms);
     EXPECT_LT(time, 50s) << "a machine may be late, but not that late";
     connection.server->getOutputStream()->write("x", 1);
-    EXPECT_EQ(in->read(&byte, 1), 1);
+    EXPECT_EQ(in->skip(2), 1) << "what came in time counts";
     connection.client->setSoTimeout(1us);
     EXPECT_THROW(in->read(&byte, 1), io::TimeoutException); // rounded up: not without limit
     EXPECT_THROW(connection.client->setSoTimeout(600h), RangeErrorException);

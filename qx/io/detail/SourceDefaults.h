@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include <qx/io/IoException.h>
+#include <qx/io/LateFailure.h>
 #include <qx/io/MovedLength.h>
 
 namespace qx::io::detail {
@@ -16,19 +18,39 @@ int readOne(Source& source) {
     return static_cast<std::make_unsigned_t<Unit>>(unit);
 }
 
-/// Drops up to @p count units of @p source by reading them; the number dropped.
+/// Drops up to @p count units of @p source by reading them, and counts those dropped.
 template <class Unit, class Source>
-int32_t skipByReading(Source& source, int32_t count) {
+void dropByReading(Source& source, int32_t count, int32_t& dropped) {
     constexpr int32_t BlockSize = 256;
     Unit scratch[BlockSize];
-    int32_t skipped = 0;
-    while (skipped < count) {
-        const int32_t wanted = count - skipped < BlockSize ? count - skipped : BlockSize;
+    while (dropped < count) {
+        const int32_t wanted = count - dropped < BlockSize ? count - dropped : BlockSize;
         const int32_t read = checkedMove(source.read(scratch, wanted), wanted);
         if (read < 0)
             break;
-        skipped += read;
+        dropped += read;
     }
+}
+
+/// The same for a source that keeps no failure; the number dropped. Only of a time-out it is sure
+/// that the next read meets it again: a connection that was reset says so once.
+template <class Unit, class Source>
+int32_t skipByReading(Source& source, int32_t count) {
+    int32_t skipped = 0;
+    try {
+        dropByReading<Unit>(source, count, skipped);
+    } catch (const TimeoutException&) {
+        if (skipped == 0)
+            throw;
+    }
+    return skipped;
+}
+
+/// The same for one whose read raises the failure that is kept.
+template <class Unit, class Source>
+int32_t skipByReading(Source& source, int32_t count, LateFailure& failure) {
+    int32_t skipped = 0;
+    failure.guard(skipped, [&] { dropByReading<Unit>(source, count, skipped); });
     return skipped;
 }
 
