@@ -127,6 +127,7 @@
 #include <qx/io/Copy.h>
 #include <qx/io/DataInputStream.h>
 #include <qx/io/DataOutputStream.h>
+#include <qx/io/EarlierText.h>
 #include <qx/io/FileHandle.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/io/FileOutputStream.h>

@@ -8,6 +8,7 @@
 
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
+#include <qx/io/EarlierText.h>
 #include <qx/io/IoException.h>
 #include <qx/text/charset/EncodingException.h>
 
@@ -18,8 +19,9 @@ namespace qx::io {
 ///
 /// Only flush is sure to pass everything on; close and destruction drop what is pending. When the
 /// wrapped sink throws, the units stay pending, unless it refuses them as text that its encoding
-/// does not have, which it would do each time: those are dropped. What the wrapped sink writes here
-/// while it is taking the buffer is passed on behind that.
+/// does not have, which it would do each time: those are dropped. The refusal is thrown with the
+/// mark of EarlierText, which tells another buffer in front that its own units are none of these.
+/// What the wrapped sink writes here while it is taking the buffer is passed on behind that.
 template <class Base, class Unit>
 class BufferedSink : public Base {
 public:
@@ -92,12 +94,15 @@ private:
             m_pass = Pass::InPlace;
             try {
                 m_out->write(passed, length);
-            } catch (const text::charset::InvalidCharacterException&) {
-                endPass(passed, length);
+            } catch (const EarlierText&) {
+                endPass(passed, 0);
                 throw;
-            } catch (const text::charset::UnmappableCharacterException&) {
+            } catch (const text::charset::InvalidCharacterException& refusal) {
                 endPass(passed, length);
-                throw;
+                throw OfEarlierText(refusal);
+            } catch (const text::charset::UnmappableCharacterException& refusal) {
+                endPass(passed, length);
+                throw OfEarlierText(refusal);
             } catch (...) {
                 endPass(passed, 0);
                 throw;

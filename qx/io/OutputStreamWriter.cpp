@@ -5,9 +5,11 @@
 
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
+#include <qx/io/EarlierText.h>
 #include <qx/io/IoException.h>
 #include <qx/io/detail/ExactClass.h>
 #include <qx/text/charset/ConverterState.h>
+#include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/detail/EncoderStop.h>
@@ -73,7 +75,13 @@ bool OutputStreamWriter::setAside(const char16_t* from, int32_t length) {
 /// Writes what has come while the stream was at work.
 void OutputStreamWriter::writeLate() {
     const auto late = std::exchange(m_late, nullptr);
-    OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size()));
+    try {
+        OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size()));
+    } catch (const text::charset::InvalidCharacterException& refusal) {
+        throw OfEarlierText(refusal);
+    } catch (const text::charset::UnmappableCharacterException& refusal) {
+        throw OfEarlierText(refusal);
+    }
 }
 
 /// Makes all as it was in front of a text that failed, except for half a pair that was refused with
