@@ -12,7 +12,7 @@ namespace qx::tcp {
 using transport::Place;
 
 Reference<net::IConnector> TcpTransport::createConnector(const util::PropertySet& properties) {
-    return transport::counted(new TcpConnector(Place::ofConnector(properties, 0)), GetComModule());
+    return pcom::countedNew(GetComModule(), new TcpConnector(Place::ofConnector(properties, 0)));
 }
 
 Reference<net::IAcceptor> TcpTransport::createAcceptor(const util::PropertySet& properties) {

@@ -43,7 +43,7 @@ void finishHandshake(Session& session, const Deadline& deadline) {
 } // namespace
 
 Reference<net::IConnector> TlsTransport::createConnector(const util::PropertySet& properties) {
-    return transport::counted(new TlsConnector(properties), GetComModule());
+    return pcom::countedNew(GetComModule(), new TlsConnector(properties));
 }
 
 Reference<net::IAcceptor> TlsTransport::createAcceptor(const util::PropertySet& properties) {
@@ -75,7 +75,7 @@ Reference<io::IChannel> TlsConnector::connect() {
 
 Reference<net::pcom::AbstractServerSide>
 TlsTransport::createServerSide(const util::PropertySet& properties) {
-    return transport::counted(new TlsServerSide(properties), GetComModule());
+    return pcom::countedNew(GetComModule(), new TlsServerSide(properties));
 }
 
 TlsServerSide::TlsServerSide(const util::PropertySet& properties)

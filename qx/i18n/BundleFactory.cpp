@@ -33,12 +33,7 @@ int32_t BundleFactory::CreateInstance(IQXUnknown* outer, const GUID& iid, void**
         const auto bundle = createBundle();
         if (!bundle)
             return result::Fail;
-        if (pcom::ModuleCount* const module = GetComModule()) {
-            // As if it had been set before the first reference.
-            module->AddRef();
-            bundle->SetComModule(module);
-        }
-        return bundle->QueryInterface(iid, out);
+        return pcom::handOutNew(GetComModule(), bundle.get(), iid, out);
     });
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <type_traits>
+
 #include <qx/core/Implements.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
@@ -38,13 +40,28 @@ private:
     CreateInstanceFunction m_createInstance = nullptr;
 };
 
-/// Makes @p module, unless it is null, count @p object, which was just created with new and has no
-/// reference yet, and hands out the interface @p iid of the object. An object without that
-/// interface is deleted.
+/// Makes @p module, unless it is null, count @p object, which was just created with new, as long as
+/// it has references. Its constructor may have handed some out, to other threads too.
+template <class T>
+Reference<T> countedNew(ModuleCount* module, T* object) {
+    if (!module || object->GetRefCount() == 0) {
+        object->SetComModule(module);
+        return object;
+    }
+    // Those that are out did not count it, and the last one to go will. With this one no other
+    // thread comes to the first or the last reference, where it would look at the module.
+    const Reference<T> made(object);
+    if constexpr (!std::is_base_of_v<ClassFactory, T>)
+        module->AddRef();
+    made->SetComModule(module);
+    return made;
+}
+
+/// Hands out the interface @p iid of @p object, which was just created with new and is counted by
+/// @p module. An object without that interface is deleted.
 template <class T>
 int32_t handOutNew(ModuleCount* module, T* object, const GUID& iid, void** out) {
-    object->SetComModule(module);
-    return Reference<T>(object)->QueryInterface(iid, out);
+    return countedNew(module, object)->QueryInterface(iid, out);
 }
 
 /// Creates a default-constructed @p T, a class over ComObject that cannot be part of another

@@ -39,6 +39,13 @@ public:
     static constexpr GUID Clsid{0xAAAAAAAA, 0xBBBB, 0xCCCC, {1, 2, 3, 4, 5, 6, 7, 8}};
 };
 
+/// Stays where its constructor has entered it.
+class Listener : public Nameless {
+public:
+    Listener() { s_last = this; }
+    static inline Reference<Object> s_last;
+};
+
 constexpr GUID Unknown{1, 2, 3, {4}};
 constexpr char16_t ThingKey[] = u"CLSID\\{11111111-2222-3333-0404-050505050505}";
 
@@ -61,10 +68,15 @@ protected:
     TemporaryRegistry registry;
 };
 
-// And objects, as the modules that are loaded show.
-TEST_F(ModuleTest, CountsLocksButNotFactories) {
+TEST_F(ModuleTest, CountsObjectsAndLocksButNotFactories) {
     const auto factory = factoryOf(Thing::Clsid);
     EXPECT_EQ(module.CanUnloadNow(), 0);
+    Reference<IQXUnknown> object;
+    createInstance<Listener>(&module, nullptr, IQXUnknown::Iid, object.putVoid());
+    object.reset();
+    EXPECT_EQ(module.GetRefCount(), 1u); // that of the list is left
+    Listener::s_last.reset();
+    EXPECT_EQ(module.GetRefCount(), 0u);
     for (const int16_t lock : {int16_t{1}, int16_t{0}}) {
         EXPECT_EQ(factory->LockServer(lock), result::Ok);
         EXPECT_EQ(module.CanUnloadNow(), lock);
@@ -99,8 +111,12 @@ TEST_F(ModuleTest, TurnsWhatAClassThrowsIntoResults) {
     EXPECT_EQ(create(), result::NotImplemented);
     factory->SetCreateInstanceQIFunc([](auto...) -> int32_t { throw 1; });
     EXPECT_EQ(create(), result::Fail);
-    factory->SetCreateInstanceQIFunc(
-        [](auto...) -> int32_t { throw ResultException(result::DiskFull); });
+    factory->SetCreateInstanceQIFunc([](auto...) { return result::Ok; });
+    EXPECT_EQ(create(), result::Fail);
+    factory->SetCreateInstanceQIFunc([](auto, auto, auto&, void** left) -> int32_t {
+        *left = left;
+        throw ResultException(result::DiskFull);
+    });
     EXPECT_EQ(create(), result::DiskFull);
     EXPECT_EQ(out, nullptr);
 
@@ -175,7 +191,10 @@ TEST_F(ModuleTest, EntersNothingWhenOneClassFails) {
     // What another version has entered before stays as it was.
     module.RegisterServer(u"/before.so");
     EXPECT_EQ(failing.RegisterServer(u"/m.so"), result::AccessDenied);
+    classes[1].getProgID = [] { return u""; }; // the root would be its key
+    EXPECT_EQ(failureOf([&] { module.RegisterServer(u"/m.so"); }), result::InvalidArgument);
     EXPECT_EQ(textOf(String(ThingKey) + u"\\InprocServer32"), u"/before.so");
+    EXPECT_EQ(module.UnregisterServer(), result::Ok);
 }
 
 TEST_F(ModuleTest, EntersThePathOfTheFileThatAnAddressLiesIn) {
