@@ -12,6 +12,8 @@
 #include <qx/core/String.h>
 #include <qx/core/detail/AtomicRef.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/TakeInterface.h>
+#include <qx/platform/detail/ProgId.h>
 #include <qx/platform/module.h>
 #include <qx/platform/registry.h>
 #include <qx/util/Guid.h>
@@ -22,6 +24,15 @@ namespace qx::pcom {
 namespace {
 
 const char16_t* textOf(const char16_t* (*get)()) { return get ? get() : nullptr; }
+
+/// The programmatic identifier that a class gives, or null. An empty one would be the root itself.
+const char16_t* progIdOf(const char16_t* (*get)()) {
+    const char16_t* const progId = textOf(get);
+    if (progId && !platform::isOneKey(progId))
+        throwResultOf(result::InvalidArgument,
+                      u"programmatic identifier \"" + String(progId) + u"\"");
+    return progId;
+}
 
 String classKey(const ClassData& entry) {
     return u"CLSID\\"_qs + util::Guid(*entry.clsid).toString();
@@ -158,7 +169,7 @@ int32_t Module::RegisterClassEntry(ClassData& entry, const char16_t* /*modulePat
     RegistryChange change(*this);
     const String clsid = util::Guid(*entry.clsid).toString();
     const char16_t* const description = textOf(entry.getDescription);
-    const char16_t* const progId = textOf(entry.getProgID);
+    const char16_t* const progId = progIdOf(entry.getProgID);
     const String key = classKey(entry);
     if (progId) {
         change.setDefaultValue(progId, description);
@@ -166,7 +177,7 @@ int32_t Module::RegisterClassEntry(ClassData& entry, const char16_t* /*modulePat
     }
     change.setDefaultValue(key, description);
     change.setDefaultValue(key + u"\\ProgID", progId);
-    if (const char16_t* const independent = textOf(entry.getVersionIndependentProgID)) {
+    if (const char16_t* const independent = progIdOf(entry.getVersionIndependentProgID)) {
         change.setDefaultValue(independent, description);
         change.setDefaultValue(String(independent) + u"\\CLSID", clsid.getData());
         change.setDefaultValue(String(independent) + u"\\CurVer", progId);
@@ -184,7 +195,8 @@ int32_t Module::UnregisterClassEntry(ClassData& entry) {
     else if (!change.isPart())
         throwResult(result::NotFound);
     for (const auto get : {entry.getProgID, entry.getVersionIndependentProgID}) {
-        if (const char16_t* const name = textOf(get))
+        // An empty one was never entered as a key.
+        if (const char16_t* const name = textOf(get); name && *name)
             change.deleteKey(name);
     }
     change.deleteKey(key);

@@ -62,7 +62,8 @@ public:
     /// Enters every class into the registry, below QX_HKEY_CLASSES_64: all of them in one change
     /// or, after a failure, none. Existing entries are replaced.
     /// @param modulePath  the path of the module's file, nul-terminated
-    /// @throws ResultException when the registry cannot be changed
+    /// @throws ResultException when the registry cannot be changed; with result::InvalidArgument
+    ///     for a class whose programmatic identifier is empty or has a backslash
     virtual int32_t RegisterServer(const char16_t* modulePath);
     /// Removes every class from the registry in one change.
     /// @throws ResultException when the registry cannot be changed; with result::NotFound when it

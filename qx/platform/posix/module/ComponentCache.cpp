@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include <qx/platform/detail/ProgId.h>
 #include <qx/platform/guid.h>
 #include <qx/platform/registry.h>
 #include <qx/platform/result.h>
@@ -131,11 +132,6 @@ std::optional<QXGUID> readClassOf(const std::u16string& progId) {
     if (QXComGUIDFromString(text->c_str(), &classId) < 0)
         throw Failure{result::Corrupt};
     return classId;
-}
-
-/// Whether a programmatic identifier is the name of one key: with more it would name another thing.
-bool isOneKey(std::u16string_view progId) noexcept {
-    return !progId.empty() && progId.find(u'\\') == progId.npos;
 }
 
 std::optional<QXGUID> readClass(std::u16string_view progId) {
