@@ -3,6 +3,7 @@
 #include <qx/collections/StringHashMap.h>
 #include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringMapBundle.h>
 
@@ -33,7 +34,7 @@ int32_t BundleFactory::CreateInstance(IQXUnknown* outer, const GUID& iid, void**
         const auto bundle = createBundle();
         if (!bundle)
             return result::Fail;
-        return pcom::handOutNew(GetComModule(), bundle.get(), iid, out);
+        return qx::detail::passInterface(*pcom::countedNew(GetComModule(), bundle.get()), iid, out);
     });
 }
 

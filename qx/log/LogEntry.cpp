@@ -9,6 +9,7 @@
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
+#include <qx/core/detail/TakeInterface.h>
 #include <qx/log/detail/EntryPool.h>
 #include <qx/log/detail/Record.h>
 #include <qx/util/buffer/CopyCharBuffer.h>
@@ -153,7 +154,7 @@ int32_t LogEntry::GetField(const char16_t* name, const GUID& iid, void** out) {
         Reference<const Object> value;
         if (!get(TextView(name), value) || !value)
             return result::Fail;
-        return const_cast<Object*>(value.get())->QueryInterface(iid, out);
+        return qx::detail::passInterface(const_cast<Object&>(*value), iid, out);
     });
 }
 

@@ -17,7 +17,11 @@ int32_t ClassFactory::CreateInstance(IQXUnknown* outer, const GUID& iid, void** 
         return result::InvalidArgument;
     if (!m_createInstance)
         return result::NotImplemented;
-    return resultOf([&] { return m_createInstance(module(), outer, iid, out); });
+    const int32_t code = resultOf([&] { return m_createInstance(module(), outer, iid, out); });
+    if (code >= 0 && *out)
+        return code;
+    *out = nullptr; // what a failure left there came without a reference
+    return code < 0 ? code : result::Fail;
 }
 
 int32_t ClassFactory::LockServer(int16_t lock) {

@@ -30,7 +30,8 @@ public:
     uint32_t Release() override;
 
     /// @return also result::InvalidArgument with @p outer and another interface than IQXUnknown,
-    ///     result::NotImplemented without a function, and the code of what the function throws
+    ///     result::NotImplemented without a function, the code of what the function throws, and
+    ///     result::Fail when it succeeds without an object
     int32_t CreateInstance(IQXUnknown* outer, const GUID& iid, void** out) override;
     int32_t LockServer(int16_t lock) override;
 

@@ -108,7 +108,7 @@ int32_t Module::TryGetClassObject(const GUID& clsid, const GUID& iid, void** out
             return result;
         factory = factoryOf(entry).load(std::memory_order_acquire);
     }
-    return factory->QueryInterface(iid, out);
+    return qx::detail::passInterface(*factory, iid, out);
 }
 
 /// Makes the entry's factory unless another thread was faster.

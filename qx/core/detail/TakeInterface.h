@@ -30,12 +30,17 @@ Reference<Interface> interfaceOf(Asked& object) {
     return reference;
 }
 
-/// Asks @p object for what a caller wants, who finds null in @p out with every failure.
+/// Asks @p object for what a caller wants, who finds null in @p out with every failure and
+/// exception.
 template <class Asked>
 int32_t passInterface(Asked& object, const GUID& iid, void** out) {
-    const int32_t code = object.QueryInterface(iid, out);
-    if (code < 0)
-        *out = nullptr;
+    if (!out)
+        return result::NullPointer;
+    *out = nullptr;
+    void* found = nullptr;
+    const int32_t code = object.QueryInterface(iid, &found);
+    if (code >= 0)
+        *out = found;
     return code;
 }
 
