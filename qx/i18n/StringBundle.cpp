@@ -129,6 +129,8 @@ int32_t StringBundle::GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuff
         Reference<String> name = iterator->next();
         for (int32_t i = 0; i < index; ++i)
             name = iterator->next();
+        if (!name)
+            throwResult(result::Fail, u"a bundle with a null key");
         const String found = lookupString(*name);
         QXCopyCharBuffer(key, name.get());
         QXCopyCharBuffer(text, &found);

@@ -214,16 +214,21 @@ TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
         explicit FailingBundle(int32_t code) : StringBundle(nullptr), m_code(code) {}
         String lookupString(const String&) const override { throw ResultException(m_code); }
         Reference<const collections::Collection<String>> getKeys() const override {
-            return m_code < 0 ? throw ResultException(m_code) : nullptr;
+            return m_code < 0 ? throw ResultException(m_code) : m_keys;
         }
         int32_t m_code;
+        Reference<const collections::Collection<String>> m_keys;
     };
     const ComStringBundle corrupt(faceOf(*makeReference<FailingBundle>(result::Corrupt)));
     const ComStringBundle poor(faceOf(*makeReference<FailingBundle>(result::OutOfMemory)));
     EXPECT_TRUE(corrupt.lookupString(u"key").isEmpty());
     EXPECT_EQ(failureOf([&] { (void)corrupt.getKeys(); }), result::Corrupt);
+    const auto faulty = makeReference<FailingBundle>(result::Ok);
     int32_t count = 1;
-    EXPECT_EQ(makeReference<FailingBundle>(result::Ok)->GetCount(&count), result::Fail);
+    EXPECT_EQ(faulty->GetCount(&count), result::Fail);
+    faulty->m_keys = new collections::Set<String>{nullptr};
+    String text;
+    EXPECT_EQ(faulty->GetResource(0, &text, &text), result::Fail);
     EXPECT_EQ(failureOf([&] { (void)poor.lookupString(u"key"); }), result::OutOfMemory);
 }
 
