@@ -273,9 +273,8 @@ String LineLogWriter::format(const ILogEntry* entry) {
     const LogEntry* known = detail::asLogEntry(*entry);
     if (!known) {
         known = copy = LogEntry::create();
-        const auto names = entry->getFieldNames();
-        for (const auto& name : *names)
-            copy->setField(*name, entry->getField(*name));
+        detail::forEachForeignField(
+            *entry, [&](const String& name, const Object* value) { copy->setField(name, value); });
     }
     String line = takeText();
     Line<String> fields;

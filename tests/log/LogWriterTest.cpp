@@ -122,6 +122,12 @@ TEST(LineLogWriter, WritesEveryEntryAsOneLineThatNoOtherLooksLike) {
     const auto foreign = makeReference<ForeignEntry>(numberEntry(Level::Warning));
     foreign->setField(u"thread"_qs, new UInteger32(12));
     EXPECT_EQ(process(foreign), "WARNING - 12 | -\n");
+    foreign->names = nullptr;
+    EXPECT_EQ(failureOf([&] { process(foreign); }), result::NullPointer);
+    const auto nullName = makeReference<collections::pcom::HashSet>();
+    nullName->add(nullptr);
+    foreign->names = makeReference<collections::Set<String>>(nullName.get());
+    EXPECT_EQ(process(foreign), "- - - | -\n");
 
     constexpr char Central[] = "CET-1CEST,M3.5.0,M10.5.0/3";
     const std::tuple<const char*, STRUCT_QX_TIME, const char*> times[] = {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <optional>
 
 #include "tests/support/FakeStreams.h"
 
@@ -52,8 +53,11 @@ public:
     }
     bool hasField(const qx::String& name) const override { return m_entry->hasField(name); }
     qx::Reference<const qx::collections::Set<qx::String>> getFieldNames() const override {
-        return m_entry->getFieldNames();
+        return names ? *names : m_entry->getFieldNames();
     }
+
+    /// Other names.
+    std::optional<qx::Reference<const qx::collections::Set<qx::String>>> names;
 
 private:
     qx::Reference<qx::log::ILogEntry> m_entry;

@@ -4,6 +4,7 @@
 
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
+#include <qx/core/Required.h>
 #include <qx/core/String.h>
 #include <qx/log/ILogEntry.h>
 #include <qx/log/LogEntry.h>
@@ -18,6 +19,18 @@ inline const LogEntry* asLogEntry(const ILogEntry& entry) {
                                                         : nullptr;
 }
 
+/// Calls @p visit (const String& name, const Object* value) for every field of an entry of
+/// anybody's class, in the order of the set of its names, but for those that are null.
+/// @throws ResultException with result::NullPointer without a set
+template <class Visitor>
+void forEachForeignField(const ILogEntry& entry, Visitor&& visit) {
+    const auto names = required(entry.getFieldNames());
+    for (const auto& name : *names) {
+        if (name)
+            visit(*name, entry.getField(*name));
+    }
+}
+
 /// Calls @p visit (std::u16string_view name, std::u16string_view text) for every field of @p entry,
 /// in the order of the set of its names, with what toString of the value gives; null is empty.
 template <class Visitor>
@@ -29,11 +42,9 @@ void forEachText(const ILogEntry& entry, Visitor&& visit) {
         });
         return;
     }
-    const auto names = entry.getFieldNames();
-    for (const auto& name : *names) {
-        const auto value = entry.getField(*name);
-        visit(name->view(), value ? value->toString().view() : std::u16string_view());
-    }
+    forEachForeignField(entry, [&](const String& name, const Object* value) {
+        visit(name.view(), value ? value->toString().view() : std::u16string_view());
+    });
 }
 
 } // namespace qx::log::detail
