@@ -16,10 +16,13 @@
 ///
 /// @p table is an array of qx::pcom::ClassData that ends with an empty row. The first call of one
 /// of the functions makes the module's object, which lives until the module is unloaded by a
-/// function of qx/platform/module.h.
+/// function of qx/platform/module.h. The function that loads the module makes that call at once,
+/// and until it is back no other thread can fork, nor load or unload a library through qx.
 #define QX_DEFINE_MODULE(table) QX_DEFINE_MODULE_OF(qx::pcom::DllModule, table)
 
 /// The same for a module whose object has the class @p Module, derived from qx::pcom::DllModule.
+/// The constructor must not wait for a thread that loads something, as a component or the codecs of
+/// an encoding: that thread waits for the constructor. Begin such work with the first object.
 #define QX_DEFINE_MODULE_OF(Module, table)                                                         \
     QX_COMPONENT_NOTE;                                                                             \
     static constinit qx::pcom::ModuleStatic<Module> qxModuleObject;                                \

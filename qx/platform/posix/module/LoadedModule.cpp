@@ -112,7 +112,9 @@ std::shared_ptr<LoadedModule> LoadedModule::open(const std::string& path) {
     if (opened->m_getClassObject == nullptr)
         throw Failure{result::SymbolNotFound};
     // What the module makes at its first call is made here, while forks wait: a child would wait
-    // for ever for a thread of its parent that was making it.
+    // for ever for a thread of its parent that was making it. The price is that the module must not
+    // wait there for a thread that loads something. A lock of its own for this would have to come
+    // before the loader's in a fork and behind it in what a library does when it starts.
     static_cast<void>(opened->isUnused());
     return opened;
 }
