@@ -7,7 +7,7 @@
 ///
 /// Objects that compare equal must have equal hashes. Collections hand the stored element over
 /// first; either object may be null.
-class IQXComparator : public IQXUnknown {
+class QX_INTERFACE IQXComparator : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x176573E2, 0xC217, 0x4F04, {0xAD, 0x8E, 0xE6, 0x77, 0xCA, 0x68, 0x32, 0x45}};

@@ -4,7 +4,7 @@
 #include <qx/platform/export.h>
 
 /// Ordering and hashing of an object through the component boundary.
-class IQXComparable : public IQXUnknown {
+class QX_INTERFACE IQXComparable : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x72038029, 0xFA65, 0x4255, {0xA9, 0x16, 0x1C, 0x56, 0x80, 0xAC, 0xFE, 0xBF}};

@@ -45,7 +45,8 @@ public:
 private:
     Real() noexcept = default;
     void finish(std::to_chars_result written) noexcept {
-        m_length = static_cast<size_t>(written.ptr - m_digits);
+        // Behind "nan" a standard library may tell of which kind it is.
+        m_length = static_cast<size_t>(std::find(m_digits, written.ptr, '(') - m_digits);
         std::copy(m_digits, m_digits + m_length, m_units);
     }
 

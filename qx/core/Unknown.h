@@ -9,7 +9,7 @@
 ///
 /// The virtual table holds exactly the three slots, so that C code can call an object through a
 /// table of function pointers.
-class IQXUnknown {
+class QX_INTERFACE IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};

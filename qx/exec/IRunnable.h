@@ -6,7 +6,7 @@
 namespace qx::exec {
 
 /// Something to run, on a thread of its own or elsewhere.
-class IRunnable : public IQXUnknown {
+class QX_INTERFACE IRunnable : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0x879CFFCB, 0x0621, 0x4EDC, {0xAD, 0x2E, 0xD3, 0xD5, 0x13, 0x7E, 0x38, 0x45}};

@@ -8,7 +8,7 @@
 
 /// Component interface of a locale. Every operation replaces the content of a buffer and returns 0
 /// or a negative result; none throws.
-class IQXLocale : public IQXUnknown {
+class QX_INTERFACE IQXLocale : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0xF5E59574, 0x1FAA, 0x4F07, {0x85, 0x83, 0xE2, 0xC2, 0x81, 0xC6, 0xF7, 0xE6}};

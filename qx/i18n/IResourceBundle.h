@@ -10,7 +10,7 @@ class IQXLocale;
 
 /// Component interface of a bundle of texts with keys. Keys end with a 0 unit. Results are 0 or
 /// negative; no operation throws.
-class IQXResourceBundle : public IQXUnknown {
+class QX_INTERFACE IQXResourceBundle : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x0861D18E, 0x197F, 0x4E3A, {0xA0, 0x3F, 0x7C, 0xD0, 0x2F, 0x9A, 0x5C, 0x75}};

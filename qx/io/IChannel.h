@@ -4,12 +4,13 @@
 
 #include <qx/io/IReadChannel.h>
 #include <qx/io/IWriteChannel.h>
+#include <qx/platform/export.h>
 
 namespace qx::io {
 
 /// Moves bytes between byte buffers and an endpoint, in both directions. A channel is used by one
 /// thread at a time unless it says otherwise.
-class IChannel : public IReadChannel, public IWriteChannel {
+class QX_INTERFACE IChannel : public IReadChannel, public IWriteChannel {
 public:
     // One object behind both sides: calls need not say which of its parts they mean.
     int32_t QueryInterface(const GUID& iid, void** out) override = 0;

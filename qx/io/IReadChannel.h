@@ -1,13 +1,14 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::io {
 
 class ByteBuffer;
 
 /// The receiving side of a connection.
-class IReadChannel : public IQXUnknown {
+class QX_INTERFACE IReadChannel : public IQXUnknown {
 public:
     /// Reads into @p buffer from its position, at most what remains in it, and advances the
     /// position by what came.

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::io {
 
 class ByteBuffer;
 
 /// The sending side of a connection.
-class IWriteChannel : public IQXUnknown {
+class QX_INTERFACE IWriteChannel : public IQXUnknown {
 public:
     /// Sends what remains in @p buffer, or the first part of it, and advances the position past
     /// what was sent.

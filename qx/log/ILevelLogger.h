@@ -1,6 +1,7 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx {
 class String;
@@ -8,7 +9,7 @@ class String;
 namespace log {
 
 /// Takes texts to log with a level. What the numbers mean is up to those who use them.
-class ILevelLogger : public IQXUnknown {
+class QX_INTERFACE ILevelLogger : public IQXUnknown {
 public:
     virtual void log(int level, const String& text) = 0;
 

@@ -3,6 +3,7 @@
 #include <qx/collections/Set.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx {
 class Object;
@@ -11,7 +12,7 @@ class String;
 namespace log {
 
 /// One thing that was logged: a bag of named values.
-class ILogEntry : public IQXUnknown {
+class QX_INTERFACE ILogEntry : public IQXUnknown {
 public:
     /// Stores @p value, which may be null, under @p name; it replaces an earlier one.
     virtual void setField(const String& name, const Object* value) = 0;

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::log {
 
 class ILogEntry;
 
 /// A station that log entries pass through or end in: a writer, a queue, a filter.
-class ILogProcessor : public IQXUnknown {
+class QX_INTERFACE ILogProcessor : public IQXUnknown {
 public:
     /// Takes @p entry, which is not null. A processor that needs it after the call takes a
     /// reference, and throws when it cannot process the entry.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx {
 class String;
@@ -8,7 +9,7 @@ class String;
 namespace log {
 
 /// Takes texts to log at the level that the implementation regards as its default.
-class ILogger : public IQXUnknown {
+class QX_INTERFACE ILogger : public IQXUnknown {
 public:
     virtual void log(const String& text) = 0;
 

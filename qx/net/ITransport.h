@@ -4,6 +4,7 @@
 #include <qx/core/Unknown.h>
 #include <qx/net/IAcceptor.h>
 #include <qx/net/IConnector.h>
+#include <qx/platform/export.h>
 
 namespace qx {
 
@@ -14,7 +15,7 @@ class PropertySet;
 namespace net {
 
 /// A way of making connections. Which properties there are is the transport's to say.
-class ITransport : public IQXUnknown {
+class QX_INTERFACE ITransport : public IQXUnknown {
 public:
     virtual Reference<IConnector> createConnector(const util::PropertySet& properties) = 0;
     virtual Reference<IAcceptor> createAcceptor(const util::PropertySet& properties) = 0;

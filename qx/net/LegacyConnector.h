@@ -10,7 +10,7 @@
 #include <qx/util/buffer/IBuffer.h>
 
 /// The older interface of connectors that are components: they have text properties of their own.
-class IQXConnector : public IQXUnknown {
+class QX_INTERFACE IQXConnector : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0xAB2624C9, 0x2B4B, 0x4DD5, {0xB7, 0x6A, 0x77, 0xF5, 0xA9, 0x11, 0x4D, 0xAE}};

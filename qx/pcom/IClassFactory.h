@@ -6,7 +6,7 @@
 #include <qx/platform/export.h>
 
 /// Creates the components of one class.
-class IQXClassFactory : public IQXUnknown {
+class QX_INTERFACE IQXClassFactory : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};

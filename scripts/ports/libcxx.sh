@@ -10,4 +10,8 @@ cmake --build "$out/googletest" --parallel "$jobs" --target install
 cmake -S . -B "$out/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DQX_WARNINGS_AS_ERRORS=ON \
     -DCMAKE_PREFIX_PATH="$out/prefix"
 cmake --build "$out/build" --parallel "$jobs"
-run_tests "$out/build" --label-exclude '^(check|consumer|docs)$'
+# Left out: what g++ says of mistakes, the debugger's view of containers of libstdc++, a thread that ends
+# in the middle (the C library unwinds it by the library of g++, the program has another one), and the
+# program without run-time type information, of whose exceptions clang makes types of its own.
+run_tests "$out/build" --label-exclude '^(check|consumer|docs|mistakes|gdb)$' \
+    --exclude-regex 'MayEndItselfInTheMiddle|example.WithoutRtti'

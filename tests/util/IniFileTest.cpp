@@ -324,7 +324,7 @@ TEST_F(IniFileTest, GivesTheMemoryOfReplacedValuesBack) {
         return liveBlocks();
     };
     const int64_t before = replace(1000);
-    EXPECT_EQ(replace(10'000), before);
+    EXPECT_LE(replace(10'000), before);
 }
 
 TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {

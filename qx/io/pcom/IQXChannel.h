@@ -11,7 +11,7 @@ namespace qx::io::pcom {
 
 /// A channel that is a component. Lengths are in bytes: the caller stores what it offers, 0 or
 /// more, and finds what was moved.
-class IQXChannel : public IQXUnknown {
+class QX_INTERFACE IQXChannel : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0xD2B1BFAE, 0xEC92, 0x4F2F, {0x9D, 0xEC, 0x4D, 0x98, 0xEA, 0x94, 0x59, 0x8C}};

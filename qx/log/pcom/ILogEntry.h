@@ -9,7 +9,7 @@
 namespace qx::log::pcom {
 
 /// Walks over the names of the fields that an entry had when the iterator was made.
-class IFieldIterator : public IQXUnknown {
+class QX_INTERFACE IFieldIterator : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0x2F354F81, 0xAC82, 0x44A2, {0x9B, 0x24, 0xED, 0x2C, 0xED, 0x85, 0x71, 0x09}};
@@ -25,7 +25,7 @@ protected:
 };
 
 /// A log entry as components see it. Names end with a 0 unit; nothing is thrown.
-class ILogEntry : public IQXUnknown {
+class QX_INTERFACE ILogEntry : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0x08D884D0, 0x83C1, 0x4881, {0x9A, 0xDF, 0x7A, 0xEA, 0x1A, 0x72, 0x56, 0xEC}};

@@ -3,13 +3,14 @@
 #include <cstdint>
 
 #include <qx/core/Unknown.h>
+#include <qx/platform/export.h>
 
 namespace qx::log::pcom {
 
 class ILogEntry;
 
 /// A log processor that is a component.
-class ILogProcessor : public IQXUnknown {
+class QX_INTERFACE ILogProcessor : public IQXUnknown {
 public:
     /// Takes @p entry. A processor that needs it after the call takes a reference.
     /// @return 0 or a negative result

@@ -9,7 +9,7 @@
 namespace qx::net::pcom {
 
 /// The server's side of a transport over connections that a program has accepted itself.
-class IQXServerSide : public IQXUnknown {
+class QX_INTERFACE IQXServerSide : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0x3F6E0B91, 0x58C7, 0x4E2D, {0x9A, 0x14, 0x7D, 0xB0, 0x62, 0xE5, 0x0F, 0xC8}};
@@ -26,7 +26,7 @@ protected:
 };
 
 /// What a transport that is a component may offer besides IQXTransport.
-class IQXServerTransport : public IQXUnknown {
+class QX_INTERFACE IQXServerTransport : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0xB27A4D15, 0xC09E, 0x4F83, {0x85, 0x3B, 0x1E, 0x96, 0xD4, 0x70, 0xAA, 0x2C}};

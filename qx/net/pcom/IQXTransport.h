@@ -10,7 +10,7 @@ namespace qx::net::pcom {
 
 /// A transport that is a component. What it makes is handed out as the interface that is asked for
 /// with a reference that the caller releases.
-class IQXTransport : public IQXUnknown {
+class QX_INTERFACE IQXTransport : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0x9D15C6B0, 0xED08, 0x4D46, {0xB6, 0x97, 0x8D, 0x00, 0xA5, 0x8F, 0x56, 0x60}};

@@ -7,7 +7,7 @@
 
 /// Component interface of an encoding that lives outside the library. A codec is registered under
 /// "Orbelle.CharCodec." and the name of its encoding.
-class IQXCharCodec : public IQXUnknown {
+class QX_INTERFACE IQXCharCodec : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0xE9DE4D9A, 0xBF89, 0x4A97, {0xB9, 0x74, 0x1F, 0x50, 0xBC, 0x5A, 0x8C, 0x61}};
@@ -29,7 +29,7 @@ protected:
 /// What a codec may offer beside IQXCharCodec: the conversion of many characters with one call. The
 /// converters ask for it once. The character at which a run ends goes through IQXCharCodec, which
 /// tells what is wrong with it.
-class IQXCharRunCodec : public IQXUnknown {
+class QX_INTERFACE IQXCharRunCodec : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0xB0E4F74B, 0x665B, 0x403B, {0xAB, 0x3E, 0xF3, 0x8F, 0xBA, 0xD2, 0x8A, 0xF7}};
@@ -55,7 +55,7 @@ protected:
 /// switches between sets of characters, or has bytes of its own for two characters in a row. Such a
 /// codec belongs to one converter; its runs and single characters go on from its state. What
 /// switches is consumed by runs alone.
-class IQXCharStateCodec : public IQXUnknown {
+class QX_INTERFACE IQXCharStateCodec : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x5C0F6C1E, 0x2B7A, 0x4D5B, {0x9D, 0x11, 0x3E, 0x61, 0x0A, 0xC4, 0x77, 0x92}};
@@ -73,7 +73,7 @@ protected:
 
 /// Codecs of many encodings, by all their names. The library looks for one under the programmatic
 /// identifier "Orbelle.CharCodecList", then in its own module of codecs, which lies beside it.
-class IQXCharCodecList : public IQXUnknown {
+class QX_INTERFACE IQXCharCodecList : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x8E1B8E07, 0x64D2, 0x4B0C, {0x8C, 0x3F, 0x52, 0x19, 0xD8, 0x06, 0xEA, 0x4B}};

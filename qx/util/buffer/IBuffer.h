@@ -15,7 +15,7 @@ namespace qx::util {
 /// ReleaseWriteLock with the number of units written. Whoever needs more room in between calls
 /// EnsureCapacity and goes on at the new address.
 template <class Unit>
-class IBuffer : public IQXUnknown {
+class QX_INTERFACE IBuffer : public IQXUnknown {
 public:
     virtual int32_t GetLength() const = 0;
     /// The units without a lock; null for a buffer without storage.
@@ -45,7 +45,7 @@ using ICharBuffer = IBuffer<char16_t>;
 } // namespace qx::util
 
 /// Component interface of byte buffers.
-class IQXByteBuffer : public qx::util::IByteBuffer {
+class QX_INTERFACE IQXByteBuffer : public qx::util::IByteBuffer {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0xBD454BEB, 0xD847, 0x40F3, {0xAA, 0xBF, 0x30, 0x83, 0xAC, 0x2A, 0xC5, 0x4B}};
@@ -55,7 +55,7 @@ protected:
 };
 
 /// Component interface of buffers of UTF-16 units.
-class IQXCharBuffer : public qx::util::ICharBuffer {
+class QX_INTERFACE IQXCharBuffer : public qx::util::ICharBuffer {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x1F2639A2, 0x1EBC, 0x4E20, {0x85, 0x60, 0x0A, 0xA5, 0x9F, 0x8A, 0xCB, 0x39}};

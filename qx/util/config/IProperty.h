@@ -8,7 +8,7 @@
 class IQXCharBuffer;
 
 /// Component interface of a value with a name that can be read as text or as a number.
-class IQXProperty : public IQXUnknown {
+class QX_INTERFACE IQXProperty : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x14B4005F, 0x4168, 0x4BBC, {0xBA, 0x90, 0x3C, 0x67, 0x49, 0xF1, 0x20, 0x95}};
@@ -28,7 +28,7 @@ protected:
 };
 
 /// The same for a value that is any component object.
-class IQXProperty2 : public IQXProperty {
+class QX_INTERFACE IQXProperty2 : public IQXProperty {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x247518DB, 0x853C, 0x4F28, {0x9E, 0x39, 0x83, 0xC9, 0x1C, 0x00, 0xF8, 0xE2}};
@@ -46,7 +46,7 @@ protected:
 /// Component interface of a set of properties. Names and texts end with a 0 unit and are copied.
 /// Every member returns 0 or a negative result code, with which nothing has changed; results are
 /// given to pointers, which must not be null (result::NullPointer).
-class IQXPropertySet : public IQXUnknown {
+class QX_INTERFACE IQXPropertySet : public IQXUnknown {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x283C8FB3, 0x0034, 0x423C, {0xBC, 0x61, 0x99, 0x6F, 0x88, 0x29, 0xCA, 0xF1}};
@@ -71,7 +71,7 @@ protected:
 };
 
 /// The same for values that are any component object.
-class IQXPropertySet2 : public IQXPropertySet {
+class QX_INTERFACE IQXPropertySet2 : public IQXPropertySet {
 public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x11C372B2, 0xEEB2, 0x44BC, {0x8C, 0x61, 0xFC, 0xB0, 0x14, 0x5C, 0xC2, 0xD5}};

@@ -11,7 +11,7 @@ namespace qx::util::pcom {
 ///
 /// Names end with a 0 unit. All members are constant because the interface only points to the
 /// values: whoever holds a constant interface may change them.
-class IPropertySet : public IQXUnknown {
+class QX_INTERFACE IPropertySet : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0x6FCCA1A2, 0x5532, 0x4EB8, {0xB8, 0xE0, 0x20, 0xD4, 0xFB, 0x66, 0x23, 0xD6}};
@@ -32,7 +32,7 @@ protected:
 };
 
 /// Component interface of a walk over the names of a property set.
-class IKeyIterator : public IQXUnknown {
+class QX_INTERFACE IKeyIterator : public IQXUnknown {
 public:
     QX_LOCAL static constexpr GUID Iid{
         0xD9CFADA3, 0x8902, 0x422C, {0xB8, 0xC5, 0x54, 0x7A, 0xA0, 0x7E, 0xF6, 0xB0}};
