@@ -154,6 +154,7 @@ TEST(BlowFish, RefusesWhatIsNoWholeBlockOrNoMemoryAndWritesNothing) {
 
 TEST(BlowFish, LeavesNoKeyInItsMemory) {
     alignas(BlowFish) unsigned char memory[sizeof(BlowFish)];
+    std::ranges::fill(memory, 0xFF);
     auto* const cipher = new (memory) BlowFish(counting(8).data(), 8);
     cipher->~BlowFish();
     // All but the header of the object.
