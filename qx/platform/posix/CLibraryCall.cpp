@@ -1,10 +1,17 @@
 #include "qx/platform/posix/CLibraryCall.h"
 
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <gnu/libc-version.h>
+#include <memory>
 #include <pthread.h>
+#include <thread>
 
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/sync/FutexLock.h>
 #include <qx/platform/posix/sync/RecursiveLock.h>
+#include <qx/platform/posix/sync/futex.h>
 
 namespace qx::platform {
 
@@ -14,6 +21,71 @@ namespace {
 /// something that calls as well: it must get in, past a fork that waits.
 constinit pthread_rwlock_t s_lock = PTHREAD_RWLOCK_INITIALIZER;
 constinit RecursiveLock<FutexLock> s_loader; // the loader itself lets only one thread in
+constinit std::atomic<int> s_unloading{0};   // calls in one another, of the thread that holds it
+
+// What the fork that is under way has of the two.
+constinit bool s_hasLock = false;
+constinit bool s_hasLoader = false;
+
+/// Whether whoever unloads a library waits until a fork is over. Before 2.36 the C library holds a
+/// lock while it calls the steps of a fork and takes the same one when it unloads. There a fork
+/// does not wait for a thread that unloads, nor for long where another may wait for that one; it
+/// leaves the child a loader that stopped half-way, which matters only to a child that loads.
+bool doUnloadersWaitForForks() noexcept {
+    return ::strverscmp(::gnu_get_libc_version(), "2.36") < 0;
+}
+
+Deadline endOfPatience() noexcept { return Deadline::after(std::chrono::seconds(1)); }
+
+/// False when the loader was not acquired because the thread that has it may wait for the fork.
+bool tryAcquireLoader() noexcept {
+    const Deadline end = endOfPatience();
+    while (s_loader.tryAcquire() != result::Ok) {
+        if (s_unloading.load(std::memory_order_relaxed) > 0 || end.hasPassed())
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+bool tryAcquireLock() noexcept {
+    const timespec end = endOfPatience().time();
+    return ::pthread_rwlock_clockwrlock(&s_lock, CLOCK_MONOTONIC, &end) == 0;
+}
+
+void holdLoader(void*) noexcept {
+    const bool tryOnly = doUnloadersWaitForForks();
+    s_hasLoader = tryOnly ? tryAcquireLoader() : s_loader.acquire() == result::Ok;
+}
+
+void letLoaderGo(void*) noexcept {
+    if (s_hasLoader)
+        s_loader.release();
+}
+
+void letLoaderGoInChild(void*) noexcept {
+    if (s_hasLoader) {
+        s_loader.release();
+    } else { // whoever has it is not there
+        std::construct_at(&s_loader);
+        s_unloading.store(0, std::memory_order_relaxed);
+    }
+}
+
+void holdLock(void*) noexcept {
+    const bool tryOnly = doUnloadersWaitForForks();
+    s_hasLock = tryOnly ? tryAcquireLock() : ::pthread_rwlock_wrlock(&s_lock) == 0;
+}
+
+void letLockGo(void*) noexcept {
+    if (s_hasLock)
+        ::pthread_rwlock_unlock(&s_lock);
+}
+
+void letLockGoInChild(void* state) noexcept {
+    letLockGo(state);
+    s_lock = PTHREAD_RWLOCK_INITIALIZER; // it counts those who have begun to wait
+}
 
 } // namespace
 
@@ -25,16 +97,19 @@ LoaderCall::LoaderCall() noexcept { s_loader.acquire(); }
 
 LoaderCall::~LoaderCall() { s_loader.release(); }
 
-constexpr ForkSteps LoaderForkSteps{[](void*) noexcept { s_loader.acquire(); },
-                                    [](void*) noexcept { s_loader.release(); },
-                                    [](void*) noexcept { s_loader.release(); }};
+constinit thread_local int UnloaderCall::t_depth = 0;
 
-constexpr ForkSteps CLibraryForkSteps{
-    [](void*) noexcept { ::pthread_rwlock_wrlock(&s_lock); },
-    [](void*) noexcept { ::pthread_rwlock_unlock(&s_lock); },
-    [](void*) noexcept {
-        ::pthread_rwlock_unlock(&s_lock);
-        s_lock = PTHREAD_RWLOCK_INITIALIZER; // it counts those who have begun to wait
-    }};
+UnloaderCall::UnloaderCall() noexcept {
+    ++t_depth;
+    s_unloading.fetch_add(1, std::memory_order_relaxed);
+}
+
+UnloaderCall::~UnloaderCall() {
+    s_unloading.fetch_sub(1, std::memory_order_relaxed);
+    --t_depth;
+}
+
+constexpr ForkSteps LoaderForkSteps{&holdLoader, &letLoaderGo, &letLoaderGoInChild};
+constexpr ForkSteps CLibraryForkSteps{&holdLock, &letLockGo, &letLockGoInChild};
 
 } // namespace qx::platform

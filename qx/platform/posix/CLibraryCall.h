@@ -33,4 +33,21 @@ public:
     LoaderCall& operator=(const LoaderCall&) = delete;
 };
 
+/// The same around calls that may unload a library: what ends with it is told so, in this thread.
+class UnloaderCall {
+public:
+    UnloaderCall() noexcept;
+    ~UnloaderCall();
+    UnloaderCall(const UnloaderCall&) = delete;
+    UnloaderCall& operator=(const UnloaderCall&) = delete;
+
+    /// Whether the calling thread is in the middle of one.
+    static bool isUnderWay() noexcept { return t_depth > 0; }
+
+private:
+    static constinit thread_local int t_depth;
+
+    const LoaderCall m_call;
+};
+
 } // namespace qx::platform

@@ -14,7 +14,6 @@
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
 #include <qx/platform/posix/module/ModuleNote.h>
-#include <qx/platform/posix/module/Unloading.h>
 #include <qx/platform/posix/module/trust.h>
 #include <qx/platform/posix/text/narrow.h>
 
@@ -120,8 +119,7 @@ std::shared_ptr<LoadedModule> LoadedModule::open(const std::string& path) {
 }
 
 LoadedModule::~LoadedModule() {
-    const LoaderCall call;
-    const Unloading unloading;
+    const UnloaderCall call;
     if (m_library != nullptr)
         ::dlclose(m_library);
     if (m_self != nullptr)
@@ -129,8 +127,7 @@ LoadedModule::~LoadedModule() {
 }
 
 bool LoadedModule::tryUnload() noexcept {
-    const LoaderCall call;
-    const Unloading unloading;
+    const UnloaderCall call;
     ::dlclose(m_library);
     // Still there it counts one more user, which takes the place of the one before.
     m_library = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_NOLOAD);

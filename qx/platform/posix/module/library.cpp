@@ -15,7 +15,6 @@
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
 #include <qx/platform/posix/handle.h>
-#include <qx/platform/posix/module/Unloading.h>
 #include <qx/platform/posix/module/livemodule.h>
 #include <qx/platform/posix/text/narrow.h>
 
@@ -102,14 +101,11 @@ int32_t QXModuleLibClose(const void* module, QXHandle library) {
         return result::NullPointer;
     if (!isLibrary(library))
         return result::InvalidHandle;
-    const LoaderCall call;
-    const Unloading unloading;
+    const UnloaderCall call;
     return ::dlclose(libraryOf(library)) == 0 ? result::Ok : result::Fail;
 }
 
-constinit thread_local int Unloading::t_depth = 0;
-
-int32_t QXModuleIsUnloading() { return Unloading::isUnderWay() ? 1 : 0; }
+int32_t QXModuleIsUnloading() { return UnloaderCall::isUnderWay() ? 1 : 0; }
 
 int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity) {
     if (module == nullptr || buffer == nullptr)
