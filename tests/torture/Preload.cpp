@@ -93,7 +93,9 @@ bool isItsTurn(const char* name, unsigned int kind) {
 
 template <class Function>
 Function* next(const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+    // Not RTLD_NEXT, for which glibc before 2.36 gives the oldest version of a function.
+    static void* const library = ::dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD);
+    return reinterpret_cast<Function*>(::dlsym(library, name));
 }
 
 /// The call, unless it is its turn to give @p failure or to transfer a single byte.

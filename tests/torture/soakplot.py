@@ -1,17 +1,13 @@
-"""Draws curves over time as SVG, in the looks of scripts/bench-plot.py."""
+"""Draws curves over time as SVG, in the looks of the benchmarks' plots."""
 
-import importlib.util
 import pathlib
 import sys
 
-SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / "scripts"
-sys.path.append(str(SCRIPTS))
-_spec = importlib.util.spec_from_file_location("bench_plot", SCRIPTS / "bench-plot.py")
-looks = importlib.util.module_from_spec(_spec)
-_spec.loader.exec_module(looks)
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+import svg
 
 WIDTH, HEIGHT = 800, 200
-LEFT, RIGHT, TOP, BOTTOM = looks.LEFT, looks.RIGHT, looks.TOP, looks.BOTTOM
+LEFT, RIGHT, TOP, BOTTOM = 62, 30, 30, 42
 MOST_STEPS = 6
 
 
@@ -39,35 +35,31 @@ def draw_panel(title, seconds, curves):
     def place(second, value):
         return LEFT + width * second / seconds[-1], TOP + height * (1 - value / rows[-1])
 
-    parts = [looks.text(LEFT, 18, title, "start", ' font-weight="bold"')]
+    parts = [svg.text(LEFT, 18, title, "start", ' font-weight="bold"')]
     for value in rows:
         _, y = place(0, value)
         parts.append(f'<path class="grid" d="M{LEFT} {y:.1f}h{width}"/>')
-        parts.append(looks.text(LEFT - 6, y + 4, f"{value:g}", "end"))
+        parts.append(svg.text(LEFT - 6, y + 4, f"{value:g}", "end"))
     for second in columns:
         x, _ = place(second, 0)
         parts.append(f'<path class="grid" d="M{x:.1f} {TOP}v{height}"/>')
-        parts.append(looks.text(x, TOP + height + 15, f"{second:g} s"))
+        parts.append(svg.text(x, TOP + height + 15, f"{second:g} s"))
     for i, (name, curve) in enumerate(curves.items()):
-        color = looks.COLORS[i]
+        color = svg.COLORS[i]
         points = " ".join("{:.1f},{:.1f}".format(*place(second, value))
                           for second, value in zip(seconds, curve) if value is not None)
         parts.append(f'<polyline points="{points}" fill="none" stroke="{color}"/>')
         if len(curves) > 1:
             x = WIDTH - RIGHT - 110 * (len(curves) - i)
             parts.append(f'<path d="M{x} 14h22" stroke="{color}" stroke-width="2.5"/>')
-            parts.append(looks.text(x + 28, 18, name, "start"))
+            parts.append(svg.text(x + 28, 18, name, "start"))
     return "\n".join(parts)
 
 
 def draw(seconds, panels):
     """SVG of panels one above the other: [(title, {name: [a value or None for every second]})]."""
-    height = HEIGHT * len(panels)
-    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" '
-             f'viewBox="0 0 {WIDTH} {height}" font-family="sans-serif" font-size="11" fill="#222">',
-             "<style>.grid{stroke:#ddd;fill:none}</style>",
-             f'<rect width="{WIDTH}" height="{height}" fill="#fff"/>']
+    parts = []
     for i, (title, curves) in enumerate(panels):
         parts += [f'<g transform="translate(0 {i * HEIGHT})">', draw_panel(title, seconds, curves),
                   "</g>"]
-    return "\n".join(parts + ["</svg>\n"])
+    return svg.document(WIDTH, HEIGHT * len(panels), parts) + "\n"
