@@ -1,11 +1,9 @@
 // A child forked from a program with threads uses, makes and drops one of everything, while the
 // other threads of its parent are in the middle of the same.
 
-#include <cstdio>
 #include <thread>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <qx/platform/native.h>
 
@@ -26,22 +24,6 @@ using namespace qxtest;
 constexpr bool ChildHasMemory = !Sanitized || ThreadSanitized, ChildHasThreads = !ThreadSanitized;
 
 constexpr int Forks = Sanitized ? 8 : 25;
-
-/// What a forked child does; a hanging one ends by SIGALRM.
-[[noreturn]] void runChild(std::span<const Use> uses, Inherited& shared, uint32_t parent) {
-    alarm(60);
-    try {
-        require(QXThreadCurrentId() != parent, "the number of its parent");
-        for (const Use& use : uses) {
-            if (ChildHasThreads || !use.startsThreads)
-                use.inChild(shared);
-        }
-    } catch (const std::exception& exception) {
-        dprintf(STDERR_FILENO, "in the child: %s\n", exception.what()); // streams have locks
-        _exit(1);
-    }
-    _exit(0);
-}
 
 /// Runs with all uses, then with each alone.
 class Fork : public testing::TestWithParam<std::span<const Use>> {
@@ -69,10 +51,14 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
         });
     }
     for (int i = 0; i < Forks && !HasFailure(); ++i) {
-        ChildProcess child(fork());
-        if (child.pid() == 0)
-            runChild(uses, shared, parent);
-        EXPECT_EQ(child.join(), 0);
+        EXPECT_TRUE(holdsInFork([&] {
+            require(QXThreadCurrentId() != parent, "the number of its parent");
+            for (const Use& use : uses) {
+                if (ChildHasThreads || !use.startsThreads)
+                    use.inChild(shared);
+            }
+            return true;
+        }));
     }
     stop = true;
 }
@@ -85,12 +71,8 @@ TEST(ForkedChild, IsMadeWhileTheLibraryStartsAndEnds) {
         while (!stop.stop_requested())
             QXCLLibUninit(), QXCLLibInit();
     });
-    for (int i = 0; i < 8 * Forks; ++i) {
-        ChildProcess child(fork());
-        if (child.pid() == 0)
-            _exit(0);
-        ASSERT_EQ(child.join(), 0);
-    }
+    for (int i = 0; i < 8 * Forks; ++i)
+        ASSERT_TRUE(holdsInFork([] { return true; }));
 }
 
 TEST(ForkedChild, FindsNobodyWaiting) {
@@ -106,16 +88,13 @@ TEST(ForkedChild, FindsNobodyWaiting) {
     const std::jthread writer([&] { lock.wait(), lock.signal(); }), taker([&] { units.wait(); }),
         listener([&] { event.wait(); }), waiter(await);
     QXThreadSleep(100);
-    ChildProcess child(fork());
-    if (child.pid() == 0) {
-        alarm(20); // a hanging one ends by SIGALRM
+    EXPECT_TRUE(holdsInFork([&] {
         std::jthread own(await);
         QXThreadSleep(100);
         tell();
         own.join();
-        _exit(lock.tryWait() && units.getValue() == 1 && units.tryWait() && event.wait(0u) ? 0 : 1);
-    }
-    EXPECT_EQ(child.join(), 0);
+        return lock.tryWait() && units.getValue() == 1 && units.tryWait() && event.wait(0u);
+    }));
     tell();
 }
 

@@ -162,8 +162,7 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     const std::string common = uniqueName("common");
     const SharedMemory own(mine.c_str(), 1, Create, 0);
     const SharedMemory readable(common.c_str(), 1, Create, 0004);
-    ChildProcess other(fork());
-    if (other.pid() == 0) {
+    EXPECT_TRUE(holdsInFork([&] {
         CHECK_IN_CHILD(setgid(65534) == 0 && setuid(65534) == 0);
         CHECK_IN_CHILD(openResult(mine, 0, 0, 0) == result::NotFound);
         CHECK_IN_CHILD(openResult(common, 0, 0004, 0) == result::AccessDenied);
@@ -173,9 +172,8 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
         CHECK_IN_CHILD(QXSharedMemAttach(handle, Read | Write, &address) == result::AccessDenied);
         CHECK_IN_CHILD(QXSharedMemAttach(handle, Read, &address) >= 0);
         rmdir("/dev/shm/qx-65534");
-        _exit(0);
-    }
-    EXPECT_EQ(other.join(), 0);
+        return true;
+    }));
     EXPECT_EQ(filesNamed(common), 1);
     // What the other user has put there is nothing that he must not write to.
     const std::string theirs = uniqueName("theirs"), path = "/dev/shm/qx-memory." + theirs;
@@ -271,10 +269,7 @@ QX_TEST_IN_CHILD(SharedObjectsInAProcess, APeerStoppedInSetUpHoldsUpItsOwnObject
     std::thread memory([&] { CHECK_IN_CHILD(openResult(name, Create, 0, 1) == result::Busy); });
     for (int i = 0; i < 20; ++i) {
         const SharedMemory other((name + ".other").c_str(), 1, Create, 0);
-        ChildProcess child(fork());
-        if (child.pid() == 0)
-            _exit(0);
-        CHECK_IN_CHILD(child.join() == 0);
+        CHECK_IN_CHILD(holdsInFork([] { return true; }));
     }
     lock.join();
     memory.join();
@@ -288,11 +283,10 @@ QX_TEST_IN_CHILD(SharedObjectsInAProcess, NoObjectIsEverAStandardStream) {
     expectEach(0, {close(0), close(1), close(2)});
     const SharedMemory own(name.c_str(), 1, Create, 0), common(name.c_str(), 1, Create, 0044);
     const Semaphore semaphore(name.c_str(), 1);
-    ChildProcess child(fork()); // which opens what it uses once more
-    const bool isClosed = fcntl(0, F_GETFD) + fcntl(1, F_GETFD) + fcntl(2, F_GETFD) == -3;
-    if (child.pid() == 0)
-        _exit(isClosed ? 0 : 1);
-    EXPECT_TRUE(isClosed && child.join() == 0);
+    const auto areClosed = [] {
+        return fcntl(0, F_GETFD) + fcntl(1, F_GETFD) + fcntl(2, F_GETFD) == -3;
+    };
+    EXPECT_TRUE(holdsInFork(areClosed) && areClosed()); // a child opens what it uses once more
 }
 
 /// Nothing can be opened, and everybody says why.

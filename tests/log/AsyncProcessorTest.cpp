@@ -2,8 +2,6 @@
 #include <set>
 #include <thread>
 
-#include <unistd.h>
-
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
@@ -184,18 +182,15 @@ TEST_F(Async, AForkedChildLeavesTheQueueToItsParent) {
     options.capacity = 2;
     startBusy();
     put(1, 3);
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
+    EXPECT_TRUE(holdsInFork([&] {
         const bool isLeft = !processor->flush() && processor->getQueuedCount() == 0 &&
                             processor->getWorkerCount() == 0 && failureOf([&] { put(3, 9); }) != 0;
         target->gate.open();
         const FakeTarget* const kept = target.get();
         target.reset();
         processor.reset();
-        _exit(isLeft && !destroyed && kept->calls == 1 ? 0 : 1);
-    }
-    EXPECT_EQ(ChildProcess(child).join(), 0);
+        return isLeft && !destroyed && kept->calls == 1;
+    }));
     target->gate.open();
     EXPECT_TRUE(processor->flush());
     EXPECT_EQ(target->values(), numbers(0, 3));

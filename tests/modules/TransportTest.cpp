@@ -3,8 +3,6 @@
 #include <future>
 #include <thread>
 
-#include <unistd.h>
-
 #include <qx/qx.h>
 
 #include "tests/net/Loopback.h"
@@ -174,13 +172,11 @@ TEST_P(Transports, StayConnectedAfterTimeOutsAndForksUntilTheEnd) {
     Ends ends = open(*acceptor);
     for (int i = 0; i < 2; ++i)
         EXPECT_EQ(failureOf([&] { receive(*ends.accepted); }), QX_E_SOCKET_ETIMEDOUT);
-    qxtest::ChildProcess child(::fork());
-    if (child.pid() == 0) {
+    EXPECT_TRUE(qxtest::holdsInFork([&] {
         const bool isSent = m_isTls && failureOf([&] { send(*ends.accepted, "x"); }) == 0;
         ends = {}; // of which the parent notices nothing
-        ::_exit(isSent);
-    }
-    EXPECT_EQ(child.join(), 0);
+        return !isSent;
+    }));
     send(*ends.accepted, "still connected");
     EXPECT_EQ(receiveSome(*ends.connected), "still connected");
     if (m_isTls) // what lies unread resets a plain connection, sooner or later

@@ -289,12 +289,7 @@ TEST(TcpServerSocket, AcceptsWithALimitPastFailuresAndUntilItIsStoppedFromAnothe
             each.awaitBlocked();
         for (int i = 0; i < 20; ++i) // one of them is quicker, and the others wait on
             EXPECT_EQ(served(), 'x');
-        const int forked = fork();
-        if (forked == 0) {
-            server.stop();
-            _exit(server.accept() == nullptr ? 0 : 1);
-        }
-        EXPECT_EQ(ChildProcess(forked).join(), 0);
+        EXPECT_TRUE(holdsInFork([&] { return server.stop(), server.accept() == nullptr; }));
         EXPECT_EQ(served(), 'x');
         EXPECT_FALSE(server.isStopped());
         server.stop();

@@ -522,10 +522,7 @@ TEST(RegistryProcesses, AStoppedWriterHoldsUpNoFork) {
     ASSERT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
     std::thread writer([] { setText(u"After", u"", u"all"); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    ChildProcess child(fork());
-    if (child.pid() == 0)
-        _exit(getText(u"Before") == u"all" ? 0 : 1);
-    EXPECT_EQ(child.join(), 0);
+    EXPECT_TRUE(holdsInFork([] { return getText(u"Before") == u"all"; }));
     EXPECT_EQ(getText(u"After"), Unreadable);
     whole.l_type = F_UNLCK;
     EXPECT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);

@@ -1,12 +1,14 @@
 #include "tests/support/ChildProcess.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <map>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,6 +65,21 @@ int ChildProcess::join() {
     }
     m_pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+bool holdsInFork(const std::function<bool()>& body) {
+    ChildProcess child(::fork());
+    if (child.pid() == 0) {
+        ::alarm(60); // a hanging one ends by SIGALRM
+        bool holds = false;
+        try {
+            holds = body();
+        } catch (const std::exception& exception) {
+            ::dprintf(STDERR_FILENO, "in the child: %s\n", exception.what()); // streams have locks
+        }
+        ::syscall(SYS_exit_group, holds ? 0 : 1); // whatever a sanitizer thinks of its threads
+    }
+    return child.join() == 0;
 }
 
 int statusOf(void (*body)()) {

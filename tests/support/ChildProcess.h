@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,9 @@ public:
 private:
     int m_pid;
 };
+
+/// Whether @p body holds in a forked child of this process. It does not when it throws or hangs.
+bool holdsInFork(const std::function<bool()>& body);
 
 /// Fails, or leaves out, the running test as the child with that entry does.
 void passOnChild(const std::string& entry);
