@@ -1,7 +1,6 @@
 #include "tests/fork/Uses.h"
 
 #include <fstream>
-#include <stdexcept>
 
 #include <unistd.h>
 
@@ -12,11 +11,6 @@ namespace qxtest {
 
 using namespace qx;
 using log::AsyncProcessor;
-
-void require(bool holds, const char* what) {
-    if (!holds)
-        throw std::runtime_error(what);
-}
 
 static auto nullWriter() { return log::BasicLogWriter::create(makeReference<io::NullWriter>()); }
 

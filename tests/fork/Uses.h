@@ -6,13 +6,11 @@
 
 #include <qx/qx.h>
 
+#include "tests/support/Require.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TemporaryRegistry.h"
 
 namespace qxtest {
-
-/// @throws std::runtime_error
-void require(bool holds, const char* what);
 
 /// What threads use together, and parent and child have from before a fork.
 struct Inherited {

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 #include <span>
-#include <stdexcept>
+
+#include "tests/support/Require.h"
 
 namespace qxtest {
 
@@ -10,11 +11,6 @@ namespace qxtest {
 /// std::logic_error when the two come apart.
 class Play {
 protected:
-    static void require(bool condition, const char* what) {
-        if (!condition)
-            throw std::logic_error(what);
-    }
-
     void start(std::span<const uint8_t> bytes) { m_bytes = bytes; }
     bool isOver() const { return m_bytes.empty(); }
     /// The next byte, 0 at the end.

@@ -3,21 +3,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
-#include <stdexcept>
 
 #include <qx/qx.h>
+
+#include "tests/support/Require.h"
 
 namespace qxtorture {
 
 using namespace qx;
 using namespace qx::literals;
-
-/// Part of a script: what it relies on.
-/// @throws std::logic_error, which nothing catches and is a finding
-inline void require(bool holds, const char* what) {
-    if (!holds)
-        throw std::logic_error(what);
-}
+using qxtest::require; // which nothing catches and is a finding
 
 /// Part of a script that ends with an exception of the library, whose description is made.
 template <class Body>
