@@ -171,9 +171,15 @@ TEST(Number, ParsesWhatTheTextBeginsWith) {
         {u"-1", -1, 0xFFFFFFFF, -1},
         {u"x", 0, 0, 0},
         {u"1.5e3", 1, 1, 1500},
+        {u"0x10", 0, 0, 16},
+        {u"2147483647", 0x7FFFFFFF, 0x7FFFFFFF, 2147483647.0},
         {u"2147483648", 0x7FFFFFFF, 0x80000000, 2147483648.0}, // signed: the limit
-        {u"4294967297", 0x7FFFFFFF, 0xFFFFFFFF, 4294967297.0}, // unsigned too
-        {u"99999999999999999999", 0x7FFFFFFF, 0xFFFFFFFF, 1e20},
+        {u"-2147483649", INT32_MIN, 0x7FFFFFFF, -2147483649.0},
+        {u"-4294967295", INT32_MIN, 1, -4294967295.0}, // unsigned: negated modulo 2^32
+        {u"4294967296", 0x7FFFFFFF, 0xFFFFFFFF, 4294967296.0},
+        {u"-5000000000", INT32_MIN, 0xFFFFFFFF, -5e9},
+        {u"18446744073709551616", 0x7FFFFFFF, 0xFFFFFFFF, 18446744073709551616.0},
+        {u"-99999999999999999999", INT32_MIN, 0xFFFFFFFF, -1e20},
     };
     for (const auto& [text, asSigned, asUnsigned, asReal] : rows) {
         SCOPED_TRACE(String(text));
