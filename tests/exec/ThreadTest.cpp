@@ -144,13 +144,11 @@ QX_TEST_IN_CHILD(Thread, FailedStartLeavesItAsItWas) {
 
 TEST(Thread, DoesNotJoinItself) {
     sync::Gate started;
-    Thread* self = nullptr;
-    Thread thread(makeRunnable([&] {
+    Thread thread([&] {
         started.wait();
-        expectEach(result::Deadlock, {[&] { self->join(); }});
-        expectEach("thread join failed", {[&] { self->join(); }});
-    }));
-    self = &thread;
+        expectEach(result::Deadlock, {[&] { thread.join(); }});
+        expectEach("thread join failed", {[&] { thread.join(); }});
+    });
     thread.start();
     started.open();
     thread.join();
