@@ -51,8 +51,7 @@ TEST(Locale, IsAnObjectAndAComponentByItsName) {
     EXPECT_THROW((void)locale->compareTo(String(u"de_CH@euro")), CastFailedException);
     EXPECT_EQ(locale->getClass()->getName(), std::u16string(u"CQXLocale"));
 
-    Reference<IQXLocale> face;
-    ASSERT_EQ(locale->QueryInterface(IQXLocale::Iid, face.putVoid()), result::Ok);
+    const auto face = interfaceOf<IQXLocale>(locale);
     String text;
     EXPECT_EQ(face->GetCountry(&text), result::Ok);
     EXPECT_EQ(text, u"CH"_qs);
@@ -123,15 +122,9 @@ TEST(StringBundle, AsksItsParentsForWhatItHasNot) {
     EXPECT_EQ(parent->getParent(), nullptr);
 }
 
-Reference<IQXResourceBundle> faceOf(StringBundle& bundle) {
-    Reference<IQXResourceBundle> face;
-    EXPECT_EQ(bundle.QueryInterface(IQXResourceBundle::Iid, face.putVoid()), result::Ok);
-    return face;
-}
-
 /// What a bundle says as a component, by number, is what it says by key.
 void expectResources(StringBundle& bundle, int32_t expectedCount) {
-    const auto face = faceOf(bundle);
+    const auto face = interfaceOf<IQXResourceBundle>(&bundle);
     int32_t count = -1;
     EXPECT_EQ(face->GetCount(&count), result::Ok);
     EXPECT_EQ(count, expectedCount);
@@ -150,7 +143,7 @@ TEST(StringBundle, ServesComponents) {
     const auto locale = makeReference<Locale>(u"de");
     const auto bundle = bundleOf({{u"a", u"hello"}, {u"b", u"world"}}, locale);
     expectResources(*bundle, 2);
-    const auto face = faceOf(*bundle);
+    const auto face = interfaceOf<IQXResourceBundle>(bundle);
     // A text that fills the room has no 0 unit behind it.
     for (const int32_t room : {0, 4, 5, 6, 9}) {
         std::u16string units(10, u'#');
@@ -187,7 +180,7 @@ Reference<StringHashMap> threeTexts() {
 TEST(StringMapBundle, IsTheSameAsAComponentAndMakesItsKeysOnce) {
     const auto texts = threeTexts();
     const auto bundle = makeReference<StringMapBundle>(texts, makeReference<Locale>(u"de"));
-    const auto component = makeReference<ComStringBundle>(faceOf(*bundle));
+    const auto component = makeReference<ComStringBundle>(bundle);
     EXPECT_EQ(component->getLocale(), nullptr); // is told, not asked for
     for (const StringBundle* each :
          {static_cast<StringBundle*>(bundle.get()), static_cast<StringBundle*>(component.get())}) {
@@ -219,8 +212,8 @@ TEST(ComStringBundle, TakesFailuresForMissingTextsSaveTheLackOfMemory) {
         int32_t m_code;
         Reference<const collections::Collection<String>> m_keys;
     };
-    const ComStringBundle corrupt(faceOf(*makeReference<FailingBundle>(result::Corrupt)));
-    const ComStringBundle poor(faceOf(*makeReference<FailingBundle>(result::OutOfMemory)));
+    const ComStringBundle corrupt(makeReference<FailingBundle>(result::Corrupt));
+    const ComStringBundle poor(makeReference<FailingBundle>(result::OutOfMemory));
     EXPECT_TRUE(corrupt.lookupString(u"key").isEmpty());
     EXPECT_EQ(failureOf([&] { (void)corrupt.getKeys(); }), result::Corrupt);
     const auto faulty = makeReference<FailingBundle>(result::Ok);

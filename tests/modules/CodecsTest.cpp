@@ -126,11 +126,6 @@ private:
     bool m_isLenient;
 };
 
-Units unitsOf(char32_t codePoint) {
-    char16_t units[2];
-    return {units, writeUtf16(codePoint, units)};
-}
-
 char32_t characterAt(const Units& units, size_t i) {
     return isHighSurrogate(units[i]) ? joinSurrogates(units[i], units[i + 1]) : units[i];
 }
@@ -138,11 +133,10 @@ char32_t characterAt(const Units& units, size_t i) {
 /// One encoding beside the system's, and what was collected of it.
 struct Comparison {
     Comparison(const std::string& name, Reference<IQXCharCodec> compared)
-        : codec(std::move(compared)), from(NativeUtf16, name.c_str()),
-          to(name.c_str(), NativeUtf16), lenient((name + "//IGNORE").c_str(), NativeUtf16),
-          isLenient(name != "ISO_11548-1"), isSparse(name == "GB18030") {
-        codec->QueryInterface(IQXCharRunCodec::Iid, runs.putVoid());
-    }
+        : codec(std::move(compared)), runs(interfaceOf<IQXCharRunCodec>(codec)),
+          from(NativeUtf16, name.c_str()), to(name.c_str(), NativeUtf16),
+          lenient((name + "//IGNORE").c_str(), NativeUtf16), isLenient(name != "ISO_11548-1"),
+          isSparse(name == "GB18030") {}
 
     /// Compares every sequence behind @p prefix with the system's meaning, and collects them with
     /// it, a replacement for a fault, and the last of the longest that are cut off.
@@ -258,16 +252,6 @@ bool hasState(IQXCharCodec& codec) {
     return codec.QueryInterface(IQXCharStateCodec::Iid, state.putVoid()) >= 0;
 }
 
-/// The whole text, and what ends it.
-Bytes encodeWhole(CharToByteConverter& encoder, const Units& units, size_t piece, size_t room) {
-    encoder.reset();
-    Bytes bytes = convertPieces<Bytes>(encoder, units, piece, room);
-    signed char end[16];
-    int32_t count = 0;
-    encoder.flush(end, &count, sizeof end);
-    return bytes.append(reinterpret_cast<const char*>(end), static_cast<size_t>(count));
-}
-
 // docs/guide/text.md lists the differences.
 TEST(Codecs, ReadAndWriteEverythingAsTheSystemDoesHoweverItIsCut) {
     if (ThreadSanitized)
@@ -361,8 +345,7 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
         EXPECT_EQ(encode(encoder, u"あ"), "\x1B$B$\"");
         EXPECT_THROW(encode(encoder, u"a\u0700"), UnmappableCharacterException);
         EXPECT_EQ(encode(encoder, u"い"), "$$");
-        Reference<IQXCharStateCodec> state;
-        ASSERT_EQ(codec->QueryInterface(IQXCharStateCodec::Iid, state.putVoid()), 0);
+        const auto state = interfaceOf<IQXCharStateCodec>(codec);
         EXPECT_EQ(state->GetState(nullptr), result::NullPointer);
         EXPECT_EQ(state->SetState(UINT32_MAX), result::InvalidArgument);
         signed char none;
@@ -419,8 +402,7 @@ TEST(CodecList, KnowsEveryNameOfAnEncodingAndForgivesWhatStandsBetweenItsParts) 
 
 TEST(Codec, ChecksItsArguments) {
     const Reference<IQXCharCodec> codec = codecOf(932);
-    Reference<IQXCharRunCodec> runs;
-    ASSERT_EQ(codec->QueryInterface(IQXCharRunCodec::Iid, runs.putVoid()), 0);
+    const auto runs = interfaceOf<IQXCharRunCodec>(codec);
     signed char bytes[4] = {'a', 'b', 'c', 'd'};
     char16_t units[4] = {};
     char32_t codePoint = 0;
@@ -457,13 +439,7 @@ QX_TEST_IN_CHILD(Codec, TellsOfWantOfDescriptors) {
 class RegisteredCodecs : public testing::Test {
 protected:
     RegisteredCodecs() { EXPECT_EQ(QXComRegisterModule(path.getData()), 0); }
-    ~RegisteredCodecs() override { EXPECT_EQ(keptModules(), 0) << "a codec is left over"; }
-
-    static int32_t keptModules() {
-        int32_t kept = -1;
-        EXPECT_EQ(QXComFreeUnusedModules(0, &kept), 0);
-        return kept;
-    }
+    ~RegisteredCodecs() override { EXPECT_EQ(freeModules(), 0) << "a codec is left over"; }
 
     const String path{safeModule(QX_TEST_MODULE_DIR "/qxcodecs.so").c_str()};
     TemporaryRegistry registry;
@@ -488,7 +464,7 @@ TEST_F(RegisteredCodecs, ServeStringsUntilTheModuleIsUnregistered) {
     const char bytes[] = "\x93\xFA\x96{\x8C\xEA!";
     const String text(u"日本語!");
     const auto decoder = decoderOf(u"cp932");
-    EXPECT_EQ(keptModules(), 1);
+    EXPECT_EQ(freeModules(), 1);
     EXPECT_EQ(String(bytes, -1, u"CP932"), text);
     EXPECT_STREQ(reinterpret_cast<const char*>(text.getBytes(u"CP932")), bytes);
 

@@ -88,9 +88,7 @@ protected:
     }
     ~OneTransport() override {
         m_transport.reset();
-        int32_t kept = -1;
-        EXPECT_EQ(QXComFreeUnusedModules(0, &kept), 0);
-        EXPECT_EQ(kept, 0); // nothing of the module lives
+        EXPECT_EQ(qxtest::freeModules(), 0); // nothing of the module lives
     }
 
     /// What an acceptor needs beside @p properties.

@@ -1,9 +1,6 @@
-#include <functional>
-
-#include <gtest/gtest.h>
-
 #include <qx/qx.h>
 
+#include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"
 
 using namespace qx;
@@ -61,12 +58,6 @@ TEST(NamedFailure, SaysWhatItWasAbout) {
         {[] { static_cast<void>(math::BigInteger(1).compareTo(u"1"_qs)); },
          "not a qx::math::BigInteger"},
     };
-    for (const auto& [body, expected] : cases) {
-        try {
-            body();
-            ADD_FAILURE() << "nothing thrown: " << expected;
-        } catch (const std::exception& failure) {
-            EXPECT_STREQ(failure.what(), expected);
-        }
-    }
+    for (const auto& [body, expected] : cases)
+        EXPECT_EQ(qxtest::whatOf(body), expected);
 }

@@ -41,11 +41,10 @@ int32_t write(QXHandle handle, const std::string& bytes) {
     return result;
 }
 
-/// A folder that is the current one, with `real/inner/`, a file `real/f` and links in it.
+/// The current folder, with `real/inner/`, a file `real/f` and links in it.
 class FilesTest : public testing::Test {
 protected:
     FilesTest() {
-        fs::current_path(m_root);
         fs::create_directories("real/inner");
         writeFile("real/f", "");
         fs::create_symlink("real", "link");
@@ -54,7 +53,6 @@ protected:
         fs::create_symlink("loop2", "loop1");
         fs::create_symlink("loop1", "loop2");
     }
-    ~FilesTest() override { fs::current_path(m_previous); }
 
     int32_t open(const std::string& path, uint32_t flags, uint32_t mode = 0700) {
         m_file.reset();
@@ -65,8 +63,7 @@ protected:
         return m_buffer;
     }
 
-    TemporaryFolder m_folder;
-    const fs::path m_previous = fs::current_path();
+    const CurrentFolder m_folder;
     const std::string m_root = m_folder.path();
     File m_file;
     char m_buffer[Capacity] = "";

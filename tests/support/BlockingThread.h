@@ -35,7 +35,6 @@ public:
     /// Returns when the thread sleeps in the kernel, or is finished.
     void awaitBlocked() const;
     void join() { m_thread.join(); }
-    std::jthread& thread() { return m_thread; }
 
 private:
     static int ownNumber();

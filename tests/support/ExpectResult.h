@@ -24,6 +24,17 @@ std::string descriptionOf(Body&& body) {
     return "nothing thrown";
 }
 
+/// What the standard library says of the exception that @p body throws.
+template <class Body>
+std::string whatOf(Body&& body) {
+    try {
+        body();
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+    return "nothing thrown";
+}
+
 /// Result code of the qx::Exception that @p body throws, 0 when it throws nothing.
 template <class Body>
 int32_t failureOf(Body&& body) {

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include <qx/platform/module.h>
+
 #include "tests/support/TemporaryFolder.h"
 
 namespace qxtest {
@@ -13,6 +15,11 @@ std::string safeModule(const std::string& path) {
     if (fs::copy_file(path, copy, fs::copy_options::skip_existing))
         fs::permissions(copy, fs::perms::owner_all);
     return copy;
+}
+
+int freeModules(unsigned delayMs) {
+    int kept = -1;
+    return QXComFreeUnusedModules(delayMs, &kept) == 0 ? kept : -1;
 }
 
 } // namespace qxtest

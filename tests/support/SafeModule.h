@@ -8,4 +8,7 @@ namespace qxtest {
 /// belong to somebody else, or be one that a group may write. The copy goes with the process.
 std::string safeModule(const std::string& path);
 
+/// Unloads the component modules that nobody uses or has used for that time; how many are kept.
+int freeModules(unsigned delayMs = 0);
+
 } // namespace qxtest

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -24,6 +25,16 @@ public:
 
 private:
     std::string m_path;
+};
+
+/// A new folder that is the current one while the object lives.
+class CurrentFolder : public TemporaryFolder {
+public:
+    CurrentFolder() { std::filesystem::current_path(path()); }
+    ~CurrentFolder() { std::filesystem::current_path(m_before); }
+
+private:
+    const std::filesystem::path m_before = std::filesystem::current_path();
 };
 
 /// All bytes of a file; empty when it cannot be read.

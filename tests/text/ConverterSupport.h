@@ -7,12 +7,18 @@
 
 #include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
+#include <qx/text/charset/Surrogates.h>
 
 /// Converters driven the way readers and writers drive them.
 namespace qxtest {
 
 using Bytes = std::string;
 using Units = std::u16string;
+
+inline Units unitsOf(char32_t codePoint) {
+    char16_t units[2];
+    return {units, qx::text::charset::writeUtf16(codePoint, units)};
+}
 
 /// Converts @p input through outputs of @p capacity units each, handing over at most @p piece units
 /// at a time, until nothing moves any more. What stays unconsumed goes to @p rest.
@@ -63,6 +69,17 @@ inline Units decode(qx::text::charset::ByteToCharConverter& decoder, const Bytes
 
 inline Bytes encode(qx::text::charset::CharToByteConverter& encoder, const Units& units) {
     return convertPieces<Bytes>(encoder, units, units.size() + 1, 8 * units.size() + 16);
+}
+
+/// The whole text through outputs of @p room bytes, and what ends it.
+inline Bytes encodeWhole(qx::text::charset::CharToByteConverter& encoder, const Units& units,
+                         size_t piece, size_t room) {
+    encoder.reset();
+    Bytes bytes = convertPieces<Bytes>(encoder, units, piece, room);
+    signed char end[16];
+    int32_t count = 0;
+    EXPECT_EQ(encoder.flush(end, &count, sizeof end), count);
+    return bytes.append(reinterpret_cast<const char*>(end), static_cast<size_t>(count));
 }
 
 } // namespace qxtest

@@ -111,12 +111,6 @@ Reference<IInheritableChannel> memoryChannel() {
                                   u"a channel with a name");
 }
 
-auto componentOf(IChannel& channel) {
-    Reference<io::pcom::IQXChannel> component;
-    throwIfFailed(channel.QueryInterface(io::pcom::IQXChannel::Iid, component.putVoid()));
-    return component;
-}
-
 void passThrough(IChannel& channel) {
     ByteBuffer buffer(40u, QX_ENDIAN_BIG);
     require(channel.read(buffer) == 5 && buffer.getPosition() == 5, "fewer bytes than there are");
@@ -334,8 +328,9 @@ void addValueScripts(Scripts& scripts) {
     scripts.add("channel", [] {
         const auto channel = memoryChannel(), other = memoryChannel(), named = memoryChannel();
         passThrough(*channel);
-        passThrough(*Channels::adaptPcomChannel(componentOf(*other)));
-        const auto back = Channels::adaptPcomWithInheritance(componentOf(*named));
+        using io::pcom::IQXChannel;
+        passThrough(*Channels::adaptPcomChannel(other.queryOrThrow<IQXChannel>()));
+        const auto back = Channels::adaptPcomWithInheritance(named.queryOrThrow<IQXChannel>());
         passThrough(*back);
         require(back->getInheritableName().equals(named->getInheritableName()), "another name");
         LockingChannel own(channel, nullptr), shared(channel, "torture channel");

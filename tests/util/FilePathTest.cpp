@@ -26,18 +26,6 @@ std::u16string backslashed(const fs::path& path) {
     return text;
 }
 
-/// A new folder of its own as the current folder, while the object lives.
-class CurrentFolder {
-public:
-    CurrentFolder() { fs::current_path(m_folder.path()); }
-    ~CurrentFolder() { fs::current_path(m_before); }
-    fs::path path() const { return m_folder.path(); }
-
-private:
-    fs::path m_before = fs::current_path();
-    TemporaryFolder m_folder;
-};
-
 } // namespace
 
 TEST(FilePath, PartsOfEveryKindOfPathAndRefusalOfMalformedRoots) {
