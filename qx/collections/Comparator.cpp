@@ -7,8 +7,8 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
-#include <qx/core/Result.h>
 #include <qx/core/TypeName.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/core/detail/TakeInterface.h>
 
 namespace qx::util {
@@ -25,10 +25,7 @@ Reference<IQXComparable> comparableOf(const IQXUnknown* object) {
 } // namespace
 
 int32_t Comparator::Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) {
-    if (!result)
-        return result::NullPointer;
-    *result = 0;
-    return resultOf([&]() -> int32_t {
+    return qx::detail::resultOfFilling(result, [&]() -> int32_t {
         if (const auto comparable = comparableOf(a))
             return comparable->CompareTo(b, result);
         *result = std::less<>()(b, a) - std::less<>()(a, b);
@@ -37,10 +34,7 @@ int32_t Comparator::Compare(const IQXUnknown* a, const IQXUnknown* b, int* resul
 }
 
 int32_t Comparator::Hash(const IQXUnknown* a, uint32_t* result) {
-    if (!result)
-        return result::NullPointer;
-    *result = 0;
-    return resultOf([&]() -> int32_t {
+    return qx::detail::resultOfFilling(result, [&]() -> int32_t {
         if (const auto comparable = comparableOf(a))
             return comparable->HashCode(result);
         *result = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(a));

@@ -7,10 +7,10 @@
 #include <qx/core/Implements.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Required.h>
-#include <qx/core/Result.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/ClassName.h>
 #include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/platform/text.h>
 
 namespace qx {
@@ -51,21 +51,15 @@ String Object::toString() const {
 }
 
 int32_t Object::CompareTo(const IQXUnknown* other, int* result) {
-    if (!result)
-        return result::NullPointer;
-    *result = 0;
-    return resultOf([&] {
+    return detail::resultOfStoring(result, [&] {
         const auto* const object =
             other == GetUnknown() ? this : pcom::objectBehind<const Object>(other);
-        *result = object ? compareTo(*object) : addressOrder(other, GetUnknown());
+        return object ? compareTo(*object) : addressOrder(other, GetUnknown());
     });
 }
 
 int32_t Object::HashCode(uint32_t* result) {
-    if (!result)
-        return result::NullPointer;
-    *result = 0;
-    return resultOf([&] { *result = hashCode(); });
+    return detail::resultOfStoring(result, [this] { return hashCode(); });
 }
 
 const pcom::InterfaceData* Object::GetComIntfMap() {

@@ -6,6 +6,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/LibraryIdentity.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/core/detail/TakeInterface.h>
 #include <qx/i18n/BundleName.h>
 #include <qx/i18n/ComStringBundle.h>
@@ -115,7 +116,7 @@ int32_t StringBundle::LoadStringW(const char16_t* key, char16_t* text, int32_t* 
 }
 
 int32_t StringBundle::GetCount(int32_t* count) {
-    return util::detail::writeNumber(count, [this] { return keysOf(*this)->getSize(); });
+    return qx::detail::resultOfStoring(count, [this] { return keysOf(*this)->getSize(); });
 }
 
 int32_t StringBundle::GetResource(int32_t index, IQXCharBuffer* key, IQXCharBuffer* text) {

@@ -5,8 +5,8 @@
 
 #include <qx/collections/Set.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/util/buffer/CopyCharBuffer.h>
-#include <qx/util/detail/ComponentText.h>
 
 namespace qx::i18n {
 
@@ -45,7 +45,7 @@ Reference<const collections::Collection<String>> StringMapBundle::getKeys() cons
 }
 
 int32_t StringMapBundle::GetCount(int32_t* count) {
-    return util::detail::writeNumber(
+    return qx::detail::resultOfStoring(
         count, [this] { return static_cast<int32_t>(keys().inOrder.size()); });
 }
 

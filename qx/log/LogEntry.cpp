@@ -8,6 +8,7 @@
 #include <qx/core/Implements.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/core/TextView.h>
 #include <qx/core/detail/TakeInterface.h>
 #include <qx/log/detail/EntryPool.h>
@@ -147,10 +148,7 @@ int32_t LogEntry::SetField(const char16_t* name, IQXUnknown* value) {
 }
 
 int32_t LogEntry::GetField(const char16_t* name, const GUID& iid, void** out) {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf([&] {
+    return qx::detail::resultOfFilling(out, [&] {
         Reference<const Object> value;
         if (!get(TextView(name), value) || !value)
             return result::Fail;
@@ -163,12 +161,8 @@ int32_t LogEntry::HasField(const char16_t* name) {
 }
 
 int32_t LogEntry::GetFieldIterator(pcom::IFieldIterator** out) {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf([&] {
-        Reference<pcom::IFieldIterator> iterator(new FieldIterator(*getFieldNames()));
-        *out = iterator.detach();
+    return qx::detail::resultOfStoring(out, [this] {
+        return Reference<pcom::IFieldIterator>(new FieldIterator(*getFieldNames())).detach();
     });
 }
 

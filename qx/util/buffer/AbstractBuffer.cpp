@@ -1,25 +1,14 @@
 #include "qx/util/buffer/AbstractBuffer.h"
 
-#include <qx/core/Result.h>
+#include <qx/core/detail/ResultOfFilling.h>
 
 namespace qx::util {
 
-namespace {
-
-/// Runs @p operation and stores the pointer that it returns, null when it fails.
-template <class Pointer, class Operation>
-int32_t store(Pointer* out, Operation&& operation) noexcept {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf([&] { *out = operation(); });
-}
-
-} // namespace
+using qx::detail::resultOfStoring;
 
 template <class Unit>
 int32_t AbstractBuffer<Unit>::GetReadLock(const Unit** data) const {
-    return store(data, [&] { return getReadLock(); });
+    return resultOfStoring(data, [&] { return getReadLock(); });
 }
 
 template <class Unit>
@@ -29,12 +18,12 @@ int32_t AbstractBuffer<Unit>::ReleaseReadLock() const {
 
 template <class Unit>
 int32_t AbstractBuffer<Unit>::GetWriteLock(int32_t capacity, Unit** data) {
-    return store(data, [&] { return getWriteLock(capacity); });
+    return resultOfStoring(data, [&] { return getWriteLock(capacity); });
 }
 
 template <class Unit>
 int32_t AbstractBuffer<Unit>::EnsureCapacity(int32_t capacity, Unit** data) {
-    return store(data, [&] { return ensureCapacity(capacity); });
+    return resultOfStoring(data, [&] { return ensureCapacity(capacity); });
 }
 
 template <class Unit>

@@ -8,6 +8,7 @@
 #include <qx/core/Number.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/core/detail/TakeInterface.h>
 #include <qx/util/buffer/CopyCharBuffer.h>
 #include <qx/util/detail/ComponentText.h>
@@ -16,8 +17,9 @@ using qx::Exception;
 using qx::Object;
 using qx::resultOf;
 using qx::String;
+using qx::detail::resultOfFilling;
+using qx::detail::resultOfStoring;
 using qx::util::detail::notOffered;
-using qx::util::detail::writeNumber;
 using qx::util::detail::writeText;
 namespace result = qx::result;
 
@@ -85,11 +87,11 @@ int32_t CQXProperty::GetValueString(IQXCharBuffer* value) const {
 }
 
 int32_t CQXProperty::GetValueLong(int32_t* value) const {
-    return writeNumber(value, [this] { return getValueLong(); });
+    return resultOfStoring(value, [this] { return getValueLong(); });
 }
 
 int32_t CQXProperty::GetValueDouble(double* value) const {
-    return writeNumber(value, [this] { return getValueDouble(); });
+    return resultOfStoring(value, [this] { return getValueDouble(); });
 }
 
 int32_t CQXProperty::SetValueString(const char16_t* value) {
@@ -105,10 +107,7 @@ int32_t CQXProperty::SetValueDouble(double value) {
 }
 
 int32_t CQXProperty::GetValue(const qx::GUID& iid, void** out) const {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf([&] {
+    return resultOfFilling(out, [&] {
         return m_value ? qx::detail::passInterface(*m_value, iid, out) : result::NoInterface;
     });
 }
@@ -184,7 +183,7 @@ int32_t CQXPropertySet::SetLong(const char16_t* name, int32_t value) {
 }
 
 int32_t CQXPropertySet::GetLong(const char16_t* name, int32_t* value) const {
-    return writeNumber(value, [&] { return getValueLong(String(name)); });
+    return resultOfStoring(value, [&] { return getValueLong(String(name)); });
 }
 
 int32_t CQXPropertySet::SetDouble(const char16_t* name, double value) {
@@ -192,7 +191,7 @@ int32_t CQXPropertySet::SetDouble(const char16_t* name, double value) {
 }
 
 int32_t CQXPropertySet::GetDouble(const char16_t* name, double* value) const {
-    return writeNumber(value, [&] { return getValueDouble(String(name)); });
+    return resultOfStoring(value, [&] { return getValueDouble(String(name)); });
 }
 
 int32_t CQXPropertySet::GetCount(int32_t* count) const { return notOffered(count); }
@@ -210,10 +209,7 @@ int32_t CQXPropertySet::Set(const char16_t* name, IQXUnknown* value) {
 }
 
 int32_t CQXPropertySet::Get(const char16_t* name, const qx::GUID& iid, void** out) const {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf([&] { return requireProperty(String(name))->GetValue(iid, out); });
+    return resultOfFilling(out, [&] { return requireProperty(String(name))->GetValue(iid, out); });
 }
 
 int32_t CQXPropertySet::GetProperty2(const char16_t*, const qx::GUID&, void** out) const {

@@ -5,6 +5,7 @@
 #include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
 #include <qx/util/detail/ComponentText.h>
 
@@ -65,18 +66,12 @@ int32_t PropertySet::Set(const char16_t* name, IQXUnknown* value) const {
 }
 
 int32_t PropertySet::Get(const char16_t* name, const GUID& iid, void** out) const {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf(
-        [&] { return makeReference<String>(get(String(name)))->QueryInterface(iid, out); });
+    return qx::detail::resultOfFilling(
+        out, [&] { return makeReference<String>(get(String(name)))->QueryInterface(iid, out); });
 }
 
 int32_t PropertySet::Remove(const char16_t* name, const GUID& iid, void** out) const {
-    if (!out)
-        return result::NullPointer;
-    *out = nullptr;
-    return resultOf([&] {
+    return qx::detail::resultOfFilling(out, [&] {
         const auto text = makeReference<String>();
         Reference<IQXUnknown> face; // before anything is removed: it may not be there
         throwIfFailed(text->QueryInterface(iid, face.putVoid()));

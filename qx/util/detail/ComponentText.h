@@ -6,7 +6,7 @@
 #include <qx/core/detail/TakeInterface.h>
 #include <qx/util/buffer/CopyCharBuffer.h>
 
-// Texts, numbers and objects that cross a component interface.
+// Texts that cross a component interface, and what one does not offer.
 
 namespace qx::util::detail {
 
@@ -19,15 +19,6 @@ int32_t writeText(IQXCharBuffer* to, Body&& body) {
         const String text = body();
         QXCopyCharBuffer(to, &text);
     });
-}
-
-/// Stores the number that @p body returns, 0 when it throws.
-template <class T, class Body>
-int32_t writeNumber(T* to, Body&& body) {
-    if (!to)
-        return result::NullPointer;
-    *to = T();
-    return resultOf([&] { *to = body(); });
 }
 
 /// Answers a call for an interface that is not offered.
