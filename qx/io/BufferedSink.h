@@ -10,18 +10,21 @@
 #include <qx/core/Required.h>
 #include <qx/io/EarlierText.h>
 #include <qx/io/IoException.h>
-#include <qx/text/charset/EncodingException.h>
 
 namespace qx::io {
 
 /// A sink written through a buffer: the common part of BufferedOutputStream (signed char) and
 /// BufferedWriter (char16_t). Counts are in units of @p Unit.
 ///
-/// Only flush is sure to pass everything on; close and destruction drop what is pending. When the
-/// wrapped sink throws, the units stay pending, unless it refuses them as text that its encoding
-/// does not have, which it would do each time: those are dropped. The refusal is thrown with the
-/// mark of EarlierText, which tells another buffer in front that its own units are none of these.
-/// What the wrapped sink writes here while it is taking the buffer is passed on behind that.
+/// Only flush is sure to pass everything on; close and destruction drop what is pending.
+///
+/// When the wrapped sink throws, the units stay pending and are written again by the next attempt.
+/// Text that its encoding does not have would be refused each time, so that is dropped instead. The
+/// refusal is then thrown with the mark of EarlierText, which tells another buffer in front of this
+/// one that its own units have not been written yet.
+///
+/// While it takes the buffer, the wrapped sink may itself write here. What it writes is passed on
+/// behind that buffer.
 template <class Base, class Unit>
 class BufferedSink : public Base {
 public:
@@ -91,20 +94,12 @@ private:
         while (m_count > 0) {
             Unit* const passed = m_units.get();
             const int32_t length = m_count;
+            int32_t dropped = 0; // after a failure
             m_pass = Pass::InPlace;
             try {
-                m_out->write(passed, length);
-            } catch (const EarlierText&) {
-                endPass(passed, 0);
-                throw;
-            } catch (const text::charset::InvalidCharacterException& refusal) {
-                endPass(passed, length);
-                throw OfEarlierText(refusal);
-            } catch (const text::charset::UnmappableCharacterException& refusal) {
-                endPass(passed, length);
-                throw OfEarlierText(refusal);
+                writeEarlierText([&] { m_out->write(passed, length); }, [&] { dropped = length; });
             } catch (...) {
-                endPass(passed, 0);
+                endPass(passed, dropped);
                 throw;
             }
             endPass(passed, length);

@@ -9,7 +9,6 @@
 #include <qx/io/IoException.h>
 #include <qx/io/detail/ExactClass.h>
 #include <qx/text/charset/ConverterState.h>
-#include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/detail/EncoderStop.h>
@@ -72,16 +71,12 @@ bool OutputStreamWriter::setAside(const char16_t* from, int32_t length) {
     return true;
 }
 
-/// Writes what has come while the stream was at work.
+/// Writes what has come while the stream was at work. It is not kept, whether that succeeds or not.
 void OutputStreamWriter::writeLate() {
     const auto late = std::exchange(m_late, nullptr);
-    try {
-        OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size()));
-    } catch (const text::charset::InvalidCharacterException& refusal) {
-        throw OfEarlierText(refusal);
-    } catch (const text::charset::UnmappableCharacterException& refusal) {
-        throw OfEarlierText(refusal);
-    }
+    writeEarlierText(
+        [&] { OutputStreamWriter::write(late->data(), static_cast<int32_t>(late->size())); },
+        [] {});
 }
 
 /// Makes all as it was in front of a text that failed, except for half a pair that was refused with
