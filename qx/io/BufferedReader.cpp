@@ -1,7 +1,7 @@
 #include "qx/io/BufferedReader.h"
 
 #include <qx/core/String.h>
-#include <qx/io/detail/LineEnd.h>
+#include <qx/core/detail/FindEither.h>
 
 namespace qx::io {
 
@@ -19,7 +19,7 @@ int32_t BufferedReader::readLine(String& line) {
             return appended > 0 ? appended : -1;
         const char16_t* const units = unread();
         const int32_t buffered = unreadLength();
-        const int32_t length = detail::findLineEnd(units, buffered);
+        const int32_t length = qx::detail::findEither<u'\r', u'\n'>(units, buffered);
         line.append(units, length);
         appended += length;
         drop(length);

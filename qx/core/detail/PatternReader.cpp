@@ -4,11 +4,10 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <iterator>
 
 #include <qx/core/Exception.h>
-#include <qx/platform/detail/ByteOrder.h>
+#include <qx/core/detail/FindEither.h>
 
 namespace qx::detail {
 
@@ -22,27 +21,6 @@ constexpr uint32_t LargestWidth = 10'000;
 constexpr uint32_t LargestPrecision = 100;
 
 bool isDigit(char16_t unit) noexcept { return unit >= u'0' && unit <= u'9'; }
-
-/// The first brace from @p at on, or the end. In steps of eight units.
-size_t findBrace(std::u16string_view text, size_t at) noexcept {
-    using Units [[gnu::vector_size(16)]] = uint16_t;
-    constexpr uint16_t Open = u'{', Close = u'}';
-    const auto isBrace = [](auto units) { return (units == Open) | (units == Close); };
-    for (; at + 8 <= text.size(); at += 8) {
-        Units units;
-        std::memcpy(&units, text.data() + at, sizeof units);
-        const auto found = isBrace(units);
-        uint64_t halves[2];
-        std::memcpy(halves, &found, sizeof halves);
-        if (halves[0] != 0)
-            return at + platform::firstLane(halves[0], 16);
-        if (halves[1] != 0)
-            return at + 4 + platform::firstLane(halves[1], 16);
-    }
-    while (at < text.size() && !isBrace(uint16_t{text[at]}))
-        ++at;
-    return at;
-}
 
 /// A place of the rules for texts.
 struct Place {
@@ -133,7 +111,7 @@ bool PatternReader::next() {
     if (m_rules == PatternRules::TextsOnly)
         return nextOfTexts();
     const size_t begin = m_at;
-    m_at = findBrace(m_pattern, m_at);
+    m_at += findEither<u'{', u'}'>(m_pattern.data() + m_at, m_pattern.size() - m_at);
     m_text = m_pattern.substr(begin, m_at - begin);
     if (m_at < m_pattern.size())
         readBrace();
