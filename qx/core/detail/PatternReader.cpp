@@ -22,27 +22,9 @@ constexpr uint32_t LargestPrecision = 100;
 
 bool isDigit(char16_t unit) noexcept { return unit >= u'0' && unit <= u'9'; }
 
-/// A place of the rules for texts.
-struct Place {
-    size_t begin;
-    size_t end;
-    size_t number;
-};
-
-/// The first place from @p at on: "{", a number without needless zeros, "}".
-std::optional<Place> findPlace(std::u16string_view pattern, size_t at) noexcept {
-    constexpr size_t MostDigits = 9; // no call has so many arguments
-    for (; (at = pattern.find(u'{', at)) != pattern.npos; ++at) {
-        size_t end = at + 1;
-        size_t number = 0;
-        for (; end < pattern.size() && isDigit(pattern[end]) && end - at <= MostDigits; ++end)
-            number = number * 10 + (pattern[end] - u'0');
-        const size_t digits = end - at - 1;
-        if (digits > 0 && end < pattern.size() && pattern[end] == u'}' &&
-            (digits == 1 || pattern[at + 1] != u'0'))
-            return Place{at, end + 1, number};
-    }
-    return std::nullopt;
+std::optional<TextPlace> findPlace(std::u16string_view pattern, size_t at) noexcept {
+    constexpr size_t Limit = 99'999'999; // no call has so many arguments
+    return findTextPlace(pattern, at, Limit);
 }
 
 /// Brings what was written at @p from to its width.
@@ -83,6 +65,21 @@ void writeReal(String& out, double value, const Layout& layout) {
 }
 
 } // namespace
+
+std::optional<TextPlace> findTextPlace(std::u16string_view pattern, size_t at,
+                                       size_t limit) noexcept {
+    for (; (at = pattern.find(u'{', at)) != pattern.npos; ++at) {
+        size_t end = at + 1;
+        size_t number = 0;
+        for (; end < pattern.size() && isDigit(pattern[end]) && number <= limit; ++end)
+            number = number * 10 + (pattern[end] - u'0');
+        const size_t digits = end - at - 1;
+        if (digits > 0 && end < pattern.size() && pattern[end] == u'}' &&
+            (digits == 1 || pattern[at + 1] != u'0'))
+            return TextPlace{at, end + 1, number};
+    }
+    return std::nullopt;
+}
 
 PatternReader::PatternReader(std::u16string_view pattern, PatternRules rules,
                              const FormatArgument* arguments, size_t count) noexcept

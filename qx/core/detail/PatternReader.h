@@ -29,6 +29,19 @@ enum class PatternRules : uint8_t {
     TextsOnly,
 };
 
+/// A place of a pattern that is read by PatternRules::TextsOnly: "{", a number without needless
+/// zeros, "}".
+struct TextPlace {
+    size_t begin;
+    size_t end; ///< behind the "}"
+    size_t number;
+};
+
+/// The first place from @p at on.
+/// @param limit  keeps long numbers from being read: behind one above it stands no further digit
+std::optional<TextPlace> findTextPlace(std::u16string_view pattern, size_t at,
+                                       size_t limit) noexcept;
+
 /// Reads a pattern of String::format from left to right, in pieces: some text as it is, and an
 /// argument behind it.
 ///
