@@ -6,7 +6,7 @@
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
-#include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ExactClone.h>
 #include <qx/core/detail/Terminated.h>
 #include <qx/platform/text.h>
 
@@ -14,16 +14,10 @@ namespace qx {
 
 namespace {
 
+using detail::exactClone;
 using detail::Terminated;
 
 int32_t parseSigned(TextView text) { return QXStrToIW(Terminated(text).get()); }
-
-template <class Boxed>
-Object* cloneOf(const Boxed& number) {
-    if (!detail::isExactly(number))
-        throwNotCloneable(number);
-    return new Boxed(static_cast<typename Boxed::ValueType>(number));
-}
 
 uint32_t parseUnsigned(TextView text, int radix) {
     return QXStrToULW(Terminated(text).get(), nullptr, radix);
@@ -103,15 +97,15 @@ uint32_t UnsignedInteger::toUInt32() const { return static_cast<uint32_t>(toUInt
 uint32_t UnsignedInteger::toULong() const { return static_cast<uint32_t>(toUInt64()); }
 String UnsignedInteger::toString() const { return toString(10); }
 
-Object* Integer8::clone() const { return cloneOf(*this); }
-Object* Integer16::clone() const { return cloneOf(*this); }
-Object* Integer32::clone() const { return cloneOf(*this); }
-Object* Integer64::clone() const { return cloneOf(*this); }
-Object* UInteger8::clone() const { return cloneOf(*this); }
-Object* UInteger16::clone() const { return cloneOf(*this); }
-Object* UInteger32::clone() const { return cloneOf(*this); }
-Object* UInteger64::clone() const { return cloneOf(*this); }
-Object* Float::clone() const { return cloneOf(*this); }
-Object* Double::clone() const { return cloneOf(*this); }
+Object* Integer8::clone() const { return exactClone(*this); }
+Object* Integer16::clone() const { return exactClone(*this); }
+Object* Integer32::clone() const { return exactClone(*this); }
+Object* Integer64::clone() const { return exactClone(*this); }
+Object* UInteger8::clone() const { return exactClone(*this); }
+Object* UInteger16::clone() const { return exactClone(*this); }
+Object* UInteger32::clone() const { return exactClone(*this); }
+Object* UInteger64::clone() const { return exactClone(*this); }
+Object* Float::clone() const { return exactClone(*this); }
+Object* Double::clone() const { return exactClone(*this); }
 
 } // namespace qx

@@ -6,10 +6,9 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/ObjectBehind.h>
-#include <qx/core/Required.h>
 #include <qx/core/String.h>
 #include <qx/core/detail/ClassName.h>
-#include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ExactClone.h>
 #include <qx/core/detail/ResultOfFilling.h>
 #include <qx/platform/text.h>
 
@@ -27,11 +26,7 @@ int32_t Object::QueryInterface(const GUID& iid, void** out) {
     return pcom::QueryInterfaceMap(GetComIntfMap(), this, iid, out);
 }
 
-Object* Object::clone() const {
-    if (!detail::isExactly(*this))
-        throwNotCloneable(*this);
-    return new Object(*this);
-}
+Object* Object::clone() const { return detail::exactClone(*this); }
 
 int Object::compareTo(const Object& other) const { return addressOrder(this, &other); }
 

@@ -9,7 +9,7 @@
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Required.h>
 #include <qx/core/detail/CheckedSize.h>
-#include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ExactClone.h>
 #include <qx/core/detail/SampledHash.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
@@ -276,11 +276,7 @@ String String::substring(int32_t begin, int32_t end) const {
     return String(part(view(), begin, end));
 }
 
-String* String::clone() const {
-    if (!detail::isExactly(*this))
-        throwNotCloneable(*this);
-    return new String(*this);
-}
+String* String::clone() const { return detail::exactClone(*this); }
 
 int String::compareTo(const Object& other) const {
     if (this == &other)

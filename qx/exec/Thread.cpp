@@ -6,10 +6,9 @@
 
 #include <qx/core/ComObject.h>
 #include <qx/core/Exception.h>
-#include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/core/ThreadEnd.h>
-#include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ExactClone.h>
 #include <qx/platform/detail/LeavingThreads.h>
 #include <qx/platform/native.h>
 
@@ -61,11 +60,7 @@ Thread::~Thread() {
         m_run->leave();
 }
 
-Thread* Thread::clone() const {
-    if (!qx::detail::isExactly(*this))
-        throwNotCloneable(*this);
-    return new Thread(*this);
-}
+Thread* Thread::clone() const { return qx::detail::exactClone(*this); }
 
 void Thread::setStackSize(unsigned int size) {
     checkNotStarted();

@@ -7,7 +7,7 @@
 #include <qx/core/Required.h>
 #include <qx/core/TypeName.h>
 #include <qx/core/detail/Decimal.h>
-#include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ExactClone.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
 #include <qx/platform/text.h>
@@ -177,11 +177,7 @@ int BigDecimal::compareTo(const Object& other) const {
     throwCastFailed(typeName<BigDecimal>());
 }
 
-BigDecimal* BigDecimal::clone() const {
-    if (!qx::detail::isExactly(*this))
-        throwNotCloneable(*this);
-    return new BigDecimal(*this);
-}
+BigDecimal* BigDecimal::clone() const { return qx::detail::exactClone(*this); }
 
 uint32_t BigDecimal::hashCode() const {
     if (m_scale >= 0 || m_unscaled.isZero())

@@ -10,7 +10,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
 #include <qx/core/TypeName.h>
-#include <qx/core/detail/ExactType.h>
+#include <qx/core/detail/ExactClone.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/detail/Checks.h>
 #include <qx/math/detail/Limbs.h>
@@ -171,11 +171,7 @@ int BigInteger::compareTo(const Object& other) const {
     throwCastFailed(typeName<BigInteger>());
 }
 
-BigInteger* BigInteger::clone() const {
-    if (!qx::detail::isExactly(*this))
-        throwNotCloneable(*this);
-    return new BigInteger(*this);
-}
+BigInteger* BigInteger::clone() const { return qx::detail::exactClone(*this); }
 
 int64_t BigInteger::toInt64() const {
     constexpr auto Mask = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <typeinfo>
+
+#include <qx/core/CastTo.h>
+#include <qx/core/Required.h>
+
+namespace qx::detail {
+
+/// A new copy of an object of the class @p T itself.
+/// @throws CloneNotSupportedException for an object of a derived class, of which only the part that
+///     is a @p T would be copied
+template <class T>
+T* exactClone(const T& object) {
+    // typeid of the object itself would not be safe: its class may have no run-time type
+    // information.
+    const std::type_info* const type = typeOf(&object);
+    if (!type || *type != typeid(T))
+        throwNotCloneable(object);
+    return new T(object);
+}
+
+} // namespace qx::detail
