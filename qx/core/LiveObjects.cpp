@@ -1,16 +1,13 @@
 #include "qx/core/LiveObjects.h"
 
-#include <cstdlib>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <ostream>
 #include <typeinfo>
 
-#include <cxxabi.h>
-
 #include <qx/core/CastTo.h>
 #include <qx/core/ComObject.h>
+#include <qx/core/detail/ReadableName.h>
 #include <qx/platform/detail/ForkWatch.h>
 
 namespace qx {
@@ -33,15 +30,6 @@ constinit platform::ForkNode s_node{&Steps};
 // Before the others of the list, so that their locks come before this one: objects live and die
 // under them.
 [[gnu::constructor(101)]] void watchForks() { platform::enterForks(s_node); }
-
-std::string nameOf(const std::type_info* type) {
-    if (!type)
-        return "a class without run-time type information";
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(type->name(), nullptr, nullptr, &status), &std::free);
-    return name ? name.get() : type->name();
-}
 
 } // namespace
 
@@ -91,7 +79,7 @@ std::vector<LiveObjects::Count> LiveObjects::byClass() {
     {
         const std::lock_guard held(s_lock);
         for (const detail::LiveLink* link = s_first; link; link = link->m_next)
-            ++counts[nameOf(detail::typeOf(link->m_object))];
+            ++counts[detail::readableName(detail::typeOf(link->m_object))];
     }
     std::vector<Count> list;
     for (const auto& [name, objects] : counts)

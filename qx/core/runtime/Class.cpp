@@ -1,26 +1,17 @@
 #include "qx/core/runtime/Class.h"
 
-#include <cstdlib>
-#include <cxxabi.h>
-#include <memory>
-
 #include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Required.h>
+#include <qx/core/detail/ReadableName.h>
 #include <qx/core/runtime/ClassManager.h>
 
 namespace qx {
 
 namespace {
 
-constexpr char16_t NoSuchClass[] = u"no such class";
-constexpr char16_t NoTypeInformation[] = u"a class without run-time type information";
-
-String readableName(const std::type_info& type) {
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> demangled(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-    return String(demangled ? demangled.get() : type.name());
+[[noreturn]] void throwNoSuchClass(const String& name) {
+    throw withDetail(ClassNotFoundException(name), String(u"no such class"));
 }
 
 } // namespace
@@ -41,16 +32,14 @@ Object* Class::createInstance() const {
 const Class* Class::forName(const char16_t* name) {
     const Class* const found = name ? ClassManager::getInstance()->lookupName(name) : nullptr;
     if (!found)
-        throw withDetail(ClassNotFoundException(String(name)), String(NoSuchClass));
+        throwNoSuchClass(String(name));
     return found;
 }
 
 const Class* Class::forType(const std::type_info* type) {
     const Class* const found = type ? ClassManager::getInstance()->lookupType(type) : nullptr;
     if (!found)
-        throw withDetail(
-            ClassNotFoundException(type ? readableName(*type) : String(NoTypeInformation)),
-            String(NoSuchClass));
+        throwNoSuchClass(String(detail::readableName(type).c_str()));
     return found;
 }
 
