@@ -5,6 +5,7 @@
 #include <qx/platform/detail/HexDigits.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/detail/Utf8.h>
+#include <qx/util/detail/TextFile.h>
 
 namespace qx::i18n::detail {
 
@@ -16,7 +17,6 @@ using text::charset::isSurrogate;
 namespace {
 
 constexpr std::u16string_view Blanks = u" \t";
-constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 
 constexpr bool isBlank(char16_t unit) { return Blanks.find(unit) != Blanks.npos; }
 
@@ -24,11 +24,6 @@ constexpr bool isControl(char32_t unit) { return (unit < 0x20 && unit != U'\t') 
 
 std::u16string_view withoutLeadingBlanks(std::u16string_view text) {
     return text.substr(std::min(text.find_first_not_of(Blanks), text.size()));
-}
-
-/// True for a "\" at the end that is not itself escaped.
-bool isContinued(std::u16string_view line) {
-    return (line.size() - (line.find_last_not_of(u'\\') + 1)) % 2 == 1; // npos + 1 is 0
 }
 
 /// "001F"
@@ -43,8 +38,8 @@ std::u16string fourDigits(char32_t unit) {
 MessageParser::MessageParser(std::string_view bytes, std::vector<MessageFile::Message>& messages,
                              std::vector<MessageFile::Mistake>& mistakes)
     : m_rest(bytes), m_messages(messages), m_mistakes(mistakes) {
-    if (m_rest.starts_with(ByteOrderMark))
-        m_rest.remove_prefix(ByteOrderMark.size());
+    if (m_rest.starts_with(util::detail::Utf8ByteOrderMark))
+        m_rest.remove_prefix(util::detail::Utf8ByteOrderMark.size());
 }
 
 void MessageParser::read() {
@@ -93,7 +88,7 @@ void MessageParser::takeEntry() {
         m_lineNumbers.emplace_back(m_entry.size(), m_lineNumber);
         m_entry += content;
         isSound = isSound && m_isSound;
-        if (!isContinued(content))
+        if (!util::detail::endsInSingleBackslash(content))
             break;
         m_entry.pop_back();
         if (!takeLine())

@@ -10,6 +10,7 @@
 #include <qx/util/config/detail/IniLines.h>
 #include <qx/util/config/detail/IniSyntax.h>
 #include <qx/util/detail/PlatformText.h>
+#include <qx/util/detail/TextFile.h>
 
 namespace qx::util::detail {
 
@@ -41,11 +42,6 @@ bool hasLineEnd(const IniLine& line) { return line.bytes.ends_with('\n'); }
 
 bool isBlankOrComment(const IniLine& line) {
     return line.kind == Kind::Blank || line.kind == Kind::Comment;
-}
-
-bool endsInSingleBackslash(std::u16string_view text) {
-    const size_t last = text.find_last_not_of(u'\\');
-    return (text.size() - (last == text.npos ? 0 : last + 1)) % 2 == 1;
 }
 
 /// The text as it stands in the file.
@@ -287,7 +283,7 @@ std::string Editor::without(const std::vector<Range>& ranges) const {
     for (const auto& [first, end] : ranges) {
         bytes += joined(kept, first);
         if (m_lines[end - 1].isUtf8 && (first == 0 || !m_lines[first - 1].isUtf8))
-            bytes += IniByteOrderMark;
+            bytes += Utf8ByteOrderMark;
         kept = end;
     }
     return bytes + joined(kept, m_lines.size());

@@ -4,6 +4,7 @@
 
 #include <qx/util/config/detail/IniDecoder.h>
 #include <qx/util/config/detail/IniSyntax.h>
+#include <qx/util/detail/TextFile.h>
 
 namespace qx::util::detail {
 
@@ -40,9 +41,9 @@ private:
 
 void IniLines::Parser::readLine(std::string_view bytes) {
     std::string_view rest = bytes;
-    if (rest.starts_with(IniByteOrderMark)) {
+    if (rest.starts_with(Utf8ByteOrderMark)) {
         m_decoder.useUtf8();
-        rest.remove_prefix(IniByteOrderMark.size());
+        rest.remove_prefix(Utf8ByteOrderMark.size());
     }
     for (const char end : {'\n', '\r'})
         if (rest.ends_with(end))
@@ -66,11 +67,8 @@ void IniLines::Parser::readLine(std::string_view bytes) {
         readKey(line, text);
     else if (line.kind == Kind::Continuation)
         goOn(text);
-    // An even number of them stands for backslashes.
-    const size_t last = text.find_last_not_of(u'\\');
-    const size_t backslashes = text.size() - (last == text.npos ? 0 : last + 1);
     if (line.kind != Kind::Comment) {
-        m_goesOn = backslashes % 2 == 1;
+        m_goesOn = endsInSingleBackslash(text);
         m_isValue = line.kind == Kind::Key || line.kind == Kind::Continuation;
     }
     line.goesOn = m_goesOn;

@@ -6,6 +6,7 @@
 
 #include <qx/util/config/detail/IniSyntax.h>
 
+#include <qx/util/detail/TextFile.h>
 namespace qx::util::detail {
 
 namespace {
@@ -41,10 +42,10 @@ std::string_view IniReader::takeLine() {
 
 /// False when reading ends before this line.
 bool IniReader::readLine(std::string_view line) {
-    if (line.starts_with(IniByteOrderMark)) {
+    if (line.starts_with(Utf8ByteOrderMark)) {
         m_decoder.useUtf8();
         m_sets.setUtf8();
-        line.remove_prefix(IniByteOrderMark.size());
+        line.remove_prefix(Utf8ByteOrderMark.size());
     }
     if (line.empty() || SkippedStarts.find(line.front()) != SkippedStarts.npos)
         return true;

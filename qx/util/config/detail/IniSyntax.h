@@ -6,7 +6,6 @@
 
 namespace qx::util::detail {
 
-constexpr std::string_view IniByteOrderMark = "\xEF\xBB\xBF";
 /// What a line begins with that is neither a set nor a key.
 constexpr std::u16string_view IniCommentStarts = u"#:;";
 constexpr std::u16string_view IniWhiteSpace = u" \t\n\v\f\r";
