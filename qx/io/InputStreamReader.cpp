@@ -10,6 +10,7 @@
 #include <qx/io/MovedLength.h>
 #include <qx/io/detail/SourceDefaults.h>
 #include <qx/text/charset/ByteOrderMark.h>
+#include <qx/text/charset/Surrogates.h>
 
 namespace qx::io {
 
@@ -19,7 +20,6 @@ constexpr int32_t MinimumSize = 6;
 /// Longer than a sequence of any encoding: what fills this much without becoming a character never
 /// will.
 constexpr int32_t LongestSequence = 32;
-constexpr char16_t Replacement = 0xFFFD;
 
 } // namespace
 
@@ -60,7 +60,7 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
             m_converter->flush(to, &produced, length);
             return;
         } else {
-            to[produced++] = Replacement;
+            to[produced++] = text::charset::ReplacementCharacter;
             ++m_position;
             stalled = false;
         }

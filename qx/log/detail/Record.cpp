@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include <qx/core/Exception.h>
+#include <qx/core/Surrogates.h>
 
 namespace qx::log::detail {
 
@@ -23,7 +24,8 @@ std::u16string_view copyTo(char16_t*& units, std::u16string_view text) noexcept 
 
 char32_t characterOf(const FormatArgument& argument) noexcept {
     const uint64_t codePoint = argument.toUnsigned();
-    return codePoint <= 0x10FFFF ? static_cast<char32_t>(codePoint) : U'\uFFFD';
+    return codePoint <= text::charset::LastCodePoint ? static_cast<char32_t>(codePoint)
+                                                     : text::charset::ReplacementCharacter;
 }
 
 namespace {

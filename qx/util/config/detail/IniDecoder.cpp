@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <qx/text/charset/EncodingException.h>
+#include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF8.h>
 #include <qx/text/charset/detail/Decode.h>
 
@@ -11,6 +12,8 @@
 namespace qx::util::detail {
 
 namespace {
+
+using text::charset::ReplacementCharacter;
 
 /// A std::u16string as the target of decoding.
 struct DecodeTarget {
@@ -49,16 +52,17 @@ std::u16string_view IniDecoder::decode(std::string_view line, char16_t* room) {
             qx::detail::decode(*m_decoder, reinterpret_cast<const signed char*>(line.data()),
                                length, DecodeTarget{m_decoded});
         if (read < length)
-            m_decoded.push_back(Replacement);
+            m_decoded.push_back(ReplacementCharacter);
     } catch (const text::charset::InvalidCharacterException&) {
         // Some bytes have no substitution, such as those of a number beyond all characters.
         m_decoded.resize(line.size());
         std::ranges::transform(line, m_decoded.begin(), [](char byte) {
-            return static_cast<signed char>(byte) < 0 ? Replacement : static_cast<char16_t>(byte);
+            return static_cast<signed char>(byte) < 0 ? ReplacementCharacter
+                                                      : static_cast<char16_t>(byte);
         });
     }
     // A file with a byte order mark is written without it, in another encoding perhaps.
-    m_isUndecoded = !m_isUtf8 && m_decoded.find(Replacement) != m_decoded.npos;
+    m_isUndecoded = !m_isUtf8 && m_decoded.find(ReplacementCharacter) != m_decoded.npos;
     return m_decoded;
 }
 

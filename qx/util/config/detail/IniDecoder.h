@@ -12,8 +12,6 @@ namespace qx::util::detail {
 /// on.
 class IniDecoder {
 public:
-    static constexpr char16_t Replacement = u'\xFFFD';
-
     void useUtf8();
     bool isUtf8() const noexcept { return m_isUtf8; }
 

@@ -4,9 +4,10 @@
 #include <string>
 #include <utility>
 
+#include <qx/text/charset/Surrogates.h>
 #include <qx/util/config/detail/IniSyntax.h>
-
 #include <qx/util/detail/TextFile.h>
+
 namespace qx::util::detail {
 
 namespace {
@@ -114,8 +115,8 @@ std::u16string_view IniReader::decode(std::string_view line) {
 
 /// The bytes that @p text was decoded from, when it alone could not give them back.
 std::string_view IniReader::undecoded(std::u16string_view text, std::string_view bytes) const {
-    return text.find(IniDecoder::Replacement) == text.npos ? std::string_view()
-                                                           : m_sets.keep(bytes);
+    return text.find(text::charset::ReplacementCharacter) == text.npos ? std::string_view()
+                                                                       : m_sets.keep(bytes);
 }
 
 /// Stores the keys read since the last header. Those before the first have no set; those of a last
