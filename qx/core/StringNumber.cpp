@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include <qx/core/Exception.h>
+#include <qx/core/detail/AsciiText.h>
 #include <qx/core/detail/Terminated.h>
 #include <qx/platform/text.h>
 
@@ -43,10 +44,7 @@ Parsed<Integer> parseInteger(std::u16string_view text, int32_t radix) {
     Parsed<Integer> parsed;
     if (text.starts_with(u'+') && !text.starts_with(u"+-"))
         text.remove_prefix(1);
-    std::string digits;
-    digits.reserve(text.size());
-    for (const char16_t unit : text)
-        digits += unit < 0x80 ? static_cast<char>(unit) : '\0'; // where reading ends
+    const std::string digits = detail::asciiOf(text);
     const char* const end = digits.data() + digits.size();
     const auto [stopped, error] = std::from_chars(digits.data(), end, parsed.value, radix);
     if (stopped != end || error == std::errc::invalid_argument)

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string_view>
 
+#include <qx/core/detail/AsciiText.h>
 #include <qx/util/SystemName.h>
 #include <qx/util/config/IniFileException.h>
 
@@ -12,13 +13,7 @@ namespace qx::util::detail {
 
 namespace {
 
-/// The text as ASCII; what is not becomes a byte that no value has.
-std::string asciiOf(TextView text) {
-    std::string bytes;
-    for (const char16_t unit : text)
-        bytes += unit < 0x80 ? static_cast<char>(unit) : '\0';
-    return bytes;
-}
+using qx::detail::asciiOf;
 
 /// A number with its sign; nothing for what is none or has no room.
 struct Whole {
