@@ -13,6 +13,7 @@
 #include <qx/log/TimeStamp.h>
 #include <qx/log/detail/FieldSource.h>
 #include <qx/log/detail/FieldWalk.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/detail/LocalZone.h>
 #include <qx/text/charset/Surrogates.h>
 
@@ -68,8 +69,9 @@ void appendEscape(Text& to, char16_t unit) {
         break;
     default:
         to.append(u'u');
-        for (int shift = 12; shift >= 0; shift -= 4)
-            to.append(u"0123456789ABCDEF"[unit >> shift & 0xF]);
+        char16_t digits[4];
+        platform::writeHex<4>(unit, digits);
+        to.append(std::u16string_view(digits, 4));
     }
 }
 
@@ -92,13 +94,25 @@ void appendEscaped(Text& to, std::u16string_view text, Place place) {
     }
 }
 
+/// Whether a character in UTF-8 is written as an escape, of those whose first byte says that they
+/// may be.
+/// @param second  0 when there is none, as @p third
+bool isEscaped(uint8_t first, uint8_t second, uint8_t third) noexcept {
+    switch (first) {
+    case 0xC2: // U+0080 to U+009F, of those up to U+00BF
+        return second < 0xA0;
+    case 0xE2: // the line separators and what turns directions: U+2028 to U+202E, U+2066 to U+2069
+        return (second == 0x80 && third >= 0xA8 && third <= 0xAE) ||
+               (second == 0x81 && third >= 0xA6 && third <= 0xA9);
+    default:
+        return true;
+    }
+}
+
 /// Whether text in UTF-8 has a character that is written as an escape.
 bool hasEscapes(std::span<const uint8_t> text) noexcept {
     using Block [[gnu::vector_size(16)]] = uint8_t;
-    const auto isSpecial = [](auto bytes) {
-        // Of the characters beyond ASCII, those between U+0080 and U+009F begin with 0xC2, the line
-        // separators and what turns directions with 0xE2: it is looked at again whether it is one
-        // of them.
+    const auto mayBeFirst = [](auto bytes) {
         return (bytes < 0x20) | (bytes == '\\') | (bytes == 0x7F) | (bytes == 0xC2) |
                (bytes == 0xE2);
     };
@@ -106,21 +120,18 @@ bool hasEscapes(std::span<const uint8_t> text) noexcept {
     for (; at + sizeof(Block) <= text.size(); at += sizeof(Block)) {
         Block block;
         std::memcpy(&block, text.data() + at, sizeof block);
-        const auto special = isSpecial(block);
+        const auto found = mayBeFirst(block);
         uint64_t halves[2];
-        std::memcpy(halves, &special, sizeof halves);
+        std::memcpy(halves, &found, sizeof halves);
         if ((halves[0] | halves[1]) != 0)
             break;
     }
     for (; at < text.size(); ++at) {
-        const uint8_t byte = text[at];
-        if (!isSpecial(byte))
+        if (!mayBeFirst(text[at]))
             continue;
-        const uint8_t next = at + 1 < text.size() ? text[at + 1] : 0;
-        const uint8_t last = at + 2 < text.size() ? text[at + 2] : 0;
-        if (byte == 0xC2 ? next < 0xA0
-                         : byte != 0xE2 || (next == 0x80 && last >= 0xA8 && last <= 0xAE) ||
-                               (next == 0x81 && last >= 0xA6 && last <= 0xA9))
+        const uint8_t second = at + 1 < text.size() ? text[at + 1] : 0;
+        const uint8_t third = at + 2 < text.size() ? text[at + 2] : 0;
+        if (isEscaped(text[at], second, third))
             return true;
     }
     return false;
