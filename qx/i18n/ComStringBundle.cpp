@@ -1,7 +1,6 @@
 #include "qx/i18n/ComStringBundle.h"
 
 #include <qx/collections/Set.h>
-#include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Result.h>
 
 namespace qx::i18n {
@@ -24,16 +23,16 @@ String ComStringBundle::lookupString(const String& key) const {
 }
 
 Reference<const collections::Collection<String>> ComStringBundle::getKeys() const {
-    const auto keys = makeReference<collections::pcom::HashSet>();
+    const auto keys = makeReference<collections::Set<String>>();
     int32_t count = 0;
     throwIfFailed(m_component->GetCount(&count));
     String text;
     for (int32_t i = 0; i < count; ++i) {
         const auto key = makeReference<String>();
         throwIfFailed(m_component->GetResource(i, key.get(), &text));
-        keys->add(key->GetUnknown());
+        keys->add(key.get());
     }
-    return makeReference<collections::Set<String>>(keys.get());
+    return keys;
 }
 
 int32_t ComStringBundle::GetCount(int32_t* count) { return m_component->GetCount(count); }

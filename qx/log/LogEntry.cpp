@@ -4,12 +4,11 @@
 #include <utility>
 
 #include <qx/collections/Set.h>
-#include <qx/collections/pcom/HashSet.h>
 #include <qx/core/Implements.h>
 #include <qx/core/ObjectBehind.h>
 #include <qx/core/Result.h>
-#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/core/TextView.h>
+#include <qx/core/detail/ResultOfFilling.h>
 #include <qx/core/detail/TakeInterface.h>
 #include <qx/log/detail/EntryPool.h>
 #include <qx/log/detail/Record.h>
@@ -129,12 +128,10 @@ bool LogEntry::hasField(const String& name) const {
 Reference<const collections::Set<String>> LogEntry::getFieldNames() const {
     if (m_map)
         return m_map->createKeySet();
-    const auto names = makeReference<collections::pcom::HashSet>();
-    for (uint32_t i = 0; i < m_fieldCount; ++i) {
-        const auto name = makeReference<String>(fieldAt(i).nameText());
-        names->add(name->GetUnknown());
-    }
-    return makeReference<collections::Set<String>>(names.get());
+    const auto names = makeReference<collections::Set<String>>();
+    for (uint32_t i = 0; i < m_fieldCount; ++i)
+        names->add(fieldAt(i).nameText());
+    return names;
 }
 
 int32_t LogEntry::SetField(const char16_t* name, IQXUnknown* value) {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include <qx/collections/pcom/HashSet.h>
+#include <qx/collections/Set.h>
 #include <qx/core/Required.h>
 #include <qx/core/Result.h>
 #include <qx/util/detail/ComponentText.h>
@@ -64,14 +64,14 @@ Reference<const collections::Set<String>> PcomPropertySet::getKeys() const {
     Reference<IKeyIterator> names;
     throwIfFailed(takeInterface(
         names, [this](const GUID& iid, void** out) { return m_target->GetKeyIterator(iid, out); }));
-    const auto keys = makeReference<collections::pcom::HashSet>();
+    const auto keys = makeReference<collections::Set<String>>();
     for (int16_t hasNext = 0; throwIfFailed(names->HasNext(&hasNext)), hasNext != 0;) {
         Reference<IQXCharBuffer> name;
         throwIfFailed(takeInterface(
             name, [&](const GUID& iid, void** out) { return names->Next(iid, out); }));
-        keys->add(makeReference<String>(textOf(name))->GetUnknown());
+        keys->add(textOf(name));
     }
-    return makeReference<collections::Set<String>>(keys.get());
+    return keys;
 }
 
 int32_t PcomPropertySet::tryGet(const String& name, Reference<IQXCharBuffer>& value) const {
