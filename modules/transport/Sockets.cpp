@@ -26,10 +26,6 @@ ENUM_QX_E_SOCKET makeSocket(const qx_sockaddr_union& address, Socket& socket) {
     return codeOf(QXSocketCreate(address.family, QX_SOCK_STREAM, QX_IPPROTO_TCP, socket.put()));
 }
 
-int32_t lengthOf(const qx_sockaddr_union& address) {
-    return address.family == QX_AF_INET6 ? sizeof address.ipv6 : sizeof address.ipv4;
-}
-
 uint16_t hostOrder(uint16_t port) {
     return io::isSwapped(QX_ENDIAN_BIG) ? io::swapBytes(port) : port;
 }

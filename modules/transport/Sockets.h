@@ -19,6 +19,11 @@ inline ENUM_QX_E_SOCKET codeOf(int32_t call) {
                                    : 0;
 }
 
+/// Bytes of an address, as the calls of the platform take them.
+inline int32_t lengthOf(const qx_sockaddr_union& address) {
+    return address.family == QX_AF_INET6 ? sizeof address.ipv6 : sizeof address.ipv4;
+}
+
 /// Waits until a socket is ready for something of @p wanted, QX_POLL_... bits.
 /// @return false when the time has run out, also of a socket that is ready: a peer that goes on
 ///     sending keeps nobody from seeing that

@@ -25,9 +25,9 @@ int32_t handshakeMs(const util::PropertySet& properties) {
 String textOf(const qx_sockaddr_union& address) {
     char host[64] = "";
     char port[8] = "";
+    QXSocketGetNameInfo(&address, transport::lengthOf(address), host, sizeof host, port,
+                        sizeof port, QX_NI_NUMERICHOST | QX_NI_NUMERICSERV);
     const bool isIpv6 = address.family == QX_AF_INET6;
-    QXSocketGetNameInfo(&address, isIpv6 ? sizeof address.ipv6 : sizeof address.ipv4, host,
-                        sizeof host, port, sizeof port, QX_NI_NUMERICHOST | QX_NI_NUMERICSERV);
     const std::string text = isIpv6 ? "[" + std::string(host) + "]:" : std::string(host) + ":";
     return String::fromUtf8(text + port);
 }

@@ -6,6 +6,7 @@
 #include <qx/io/IoException.h>
 #include <qx/net/TcpSocket2.h>
 #include <qx/net/detail/ByteOrder.h>
+#include <qx/net/detail/Codes.h>
 #include <qx/net/detail/Descriptions.h>
 #include <qx/net/detail/HostConnection.h>
 #include <qx/net/detail/StopSignal.h>
@@ -20,8 +21,6 @@ String withErrorText() {
     QXNativeErrorText(text, sizeof text);
     return u"TcpServerSocket: " + String(text);
 }
-
-constexpr int32_t WouldBlock = 10035;
 
 [[noreturn]] void throwAcceptFailure() {
     throw Exception(u"TcpServerSocket::accept WSERROR " + String::valueOf(QXSocketLastError()));
@@ -64,7 +63,7 @@ Reference<TcpSocket> TcpServerSocket::acceptIn(uint64_t milliseconds) {
             static_cast<void>(accepted.detach());
             return socket;
         }
-        if (QXSocketLastError() != WouldBlock)
+        if (lastCode() != QX_E_SOCKET_EWOULDBLOCK)
             throwAcceptFailure();
         qx_socket_set readable{2, {m_socket.get(), m_stop->getSocket()}};
         const uint64_t left = std::min<uint64_t>(budget.milliseconds(), INT32_MAX);

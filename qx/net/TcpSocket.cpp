@@ -85,9 +85,7 @@ TcpSocket::TcpSocket(const String& host, unsigned short port) {
     static_cast<void>(made.detach());
 
     address.ipv4.port = swapPortOrder(port); // where that of IPv6 is too
-    const bool isIpv6 = address.family == QX_AF_INET6;
-    const int32_t length = isIpv6 ? sizeof address.ipv6 : sizeof address.ipv4;
-    if (QXSocketConnect(socket, &address, length) != 0) {
+    if (QXSocketConnect(socket, &address, static_cast<int32_t>(addresses->ai_addrlen)) != 0) {
         const ENUM_QX_E_SOCKET code = lastCode();
         throw withDetail(
             described(u"TcpSocket::TcpSocket Unable to connect to " + host + u' ', code),
