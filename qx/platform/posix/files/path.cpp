@@ -12,6 +12,7 @@
 
 #include <qx/platform/posix/CLibraryCall.h>
 #include <qx/platform/posix/Forks.h>
+#include <qx/platform/posix/StoreText.h>
 #include <qx/platform/posix/error.h>
 
 namespace qx::platform {
@@ -180,16 +181,7 @@ PathText expandPath(const char* path) {
 }
 
 int32_t storePath(std::string_view path, char* buffer, int32_t capacity) noexcept {
-    if (buffer == nullptr)
-        return result::NullPointer;
-    if (capacity < 1)
-        return result::BufferTooSmall;
-    buffer[0] = 0;
-    if (path.size() >= static_cast<size_t>(capacity))
-        return result::BufferTooSmall;
-    std::memcpy(buffer, path.data(), path.size());
-    buffer[path.size()] = 0;
-    return result::Ok;
+    return storeText(path, buffer, capacity);
 }
 
 } // namespace qx::platform

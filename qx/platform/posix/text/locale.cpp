@@ -15,6 +15,7 @@
 #include <qx/platform/result.h>
 
 #include <qx/platform/posix/CLibraryCall.h>
+#include <qx/platform/posix/StoreText.h>
 #include <qx/platform/posix/error.h>
 
 using namespace qx;
@@ -24,20 +25,7 @@ namespace {
 constexpr char Utf8[] = "UTF-8";
 constexpr int32_t NameUnits = 40; // longer than the name of any code set
 
-/// Widens an ASCII name into a buffer of @p capacity units, terminated.
-int32_t copyName(std::string_view name, char16_t* buffer, int32_t capacity) {
-    if (buffer == nullptr)
-        return result::NullPointer;
-    if (capacity < 1)
-        return result::BufferTooSmall;
-    buffer[0] = 0;
-    if (name.size() >= static_cast<size_t>(capacity))
-        return result::BufferTooSmall;
-    for (const char c : name)
-        *buffer++ = static_cast<unsigned char>(c);
-    *buffer = 0;
-    return result::Ok;
-}
+using platform::storeText;
 
 /// Whether there is a codec for the code set of the locale. The answer for a code set stays the
 /// same as long as no other is asked about, so that names mean the same while a program runs.
@@ -81,7 +69,7 @@ private:
         if (t_isAsking)
             return result::Busy;
         char16_t name[NameUnits];
-        if (copyName(codeSet, name, NameUnits) < 0)
+        if (storeText(codeSet, name, NameUnits) < 0)
             return result::UnknownEncoding;
         t_isAsking = true;
         const int32_t result = check(name);
@@ -219,12 +207,12 @@ int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int3
 }
 
 int32_t QXGetDefaultCharEncoding(char16_t* buffer, int32_t capacity) {
-    return copyName(defaultEncoding(), buffer, capacity);
+    return storeText(defaultEncoding(), buffer, capacity);
 }
 
 int32_t QXGetMissingCharEncoding(char16_t* buffer, int32_t capacity) {
     const char* const codeSet = ::nl_langinfo(CODESET);
-    return copyName(isMissing(codeSet) ? codeSet : "", buffer, capacity);
+    return storeText(isMissing(codeSet) ? codeSet : "", buffer, capacity);
 }
 
 int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity) {
@@ -235,10 +223,10 @@ int32_t QXGetDefaultLocale(char16_t* buffer, int32_t capacity) {
     name = name.substr(0, name.find_first_of(".@"));
     if (name == "C" || name == "POSIX")
         name = "en_US";
-    int32_t result = copyName(name, buffer, capacity);
+    int32_t result = storeText(name, buffer, capacity);
     if (result >= 0 && modifier != "@euro") {
         const auto length = static_cast<int32_t>(name.size());
-        result = copyName(modifier, buffer + length, capacity - length);
+        result = storeText(modifier, buffer + length, capacity - length);
         if (result < 0)
             buffer[0] = 0;
     }
