@@ -27,6 +27,12 @@ Reference<IQXUnknown> firstEntry(const Map& map, Test&& test) {
     return nullptr;
 }
 
+/// The first entry with the key; null without one.
+Reference<IQXUnknown> entryOfKey(const Map& map, IQXComparator& comparator, const IQXUnknown* key) {
+    return firstEntry(
+        map, [&](const MapEntry& entry) { return equalElements(comparator, entry.getKey(), key); });
+}
+
 } // namespace
 
 AbstractMap::AbstractMap()
@@ -48,9 +54,7 @@ int AbstractMap::compareTo(const Object& other) const {
 }
 
 bool AbstractMap::containsKey(const IQXUnknown* key) const {
-    return firstEntry(*this, [&](const MapEntry& entry) {
-               return equalElements(keyComparator(), entry.getKey(), key);
-           }) != nullptr;
+    return entryOfKey(*this, keyComparator(), key) != nullptr;
 }
 
 bool AbstractMap::containsValue(const IQXUnknown* value) const {
@@ -81,9 +85,7 @@ bool AbstractMap::equals(const Object& other) const {
 }
 
 Reference<IQXUnknown> AbstractMap::get(const IQXUnknown* key) const {
-    const auto element = firstEntry(*this, [&](const MapEntry& entry) {
-        return equalElements(keyComparator(), entry.getKey(), key);
-    });
+    const auto element = entryOfKey(*this, keyComparator(), key);
     return element ? entryOf(element).getValue() : nullptr;
 }
 
