@@ -21,8 +21,8 @@
 #define QX_DEFINE_MODULE(table) QX_DEFINE_MODULE_OF(qx::pcom::DllModule, table)
 
 /// The same for a module whose object has the class @p Module, derived from qx::pcom::DllModule.
-/// The constructor must not wait for a thread that loads something, as a component or the codecs of
-/// an encoding: that thread waits for the constructor. Begin such work with the first object.
+/// Its constructor runs in that first call, and therefore must not wait for a thread that loads
+/// something, as a component or the codecs of an encoding. Begin such work with the first object.
 #define QX_DEFINE_MODULE_OF(Module, table)                                                         \
     QX_COMPONENT_NOTE;                                                                             \
     static constinit qx::pcom::ModuleStatic<Module> qxModuleObject;                                \

@@ -50,8 +50,7 @@ struct Cache {
 
 // Plain memory, so that it may be used before and after every static object. s_lock guards the
 // cache and the counts of its modules, and is never held while code of a module runs: that may
-// create components itself, or wait for a thread that does. While a module is loaded it must not
-// wait so, for the loader's lock: see LoadedModule::open.
+// create components itself, or wait for a thread that does.
 constinit std::mutex s_lock;
 constinit Cache* s_cache = nullptr;
 constinit std::atomic_flag s_isFreeing;

@@ -13,8 +13,7 @@
 /* The components of registered modules: which class a programmatic identifier names, which module
  * offers the class, and the factories of the classes that were asked for. What the registry said is
  * kept as long as the registry does not change; each call looks at that first. The lock of all this
- * is not held while code of a module runs. The loader's is while a module starts and makes its
- * object, and while it ends: what another thread loads or unloads waits for that. */
+ * is not held while code of a module runs. That of the loader is: see LoadedModule::open. */
 
 namespace qx::platform::components {
 
