@@ -3,7 +3,7 @@
 /// @file
 /// Start-up and shut-down of the library. Loading and unloading the shared library call both. A
 /// program may call them as well, in pairs: they nest, and only the first start-up and the last
-/// shut-down do anything. Two threads must not call them at once.
+/// shut-down do anything. Any thread may call them: a call waits for one that is under way.
 
 #include <stdint.h>
 
