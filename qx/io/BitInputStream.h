@@ -65,9 +65,10 @@ private:
 
     ByteArrayInputStream* m_memory; // the wrapped stream when it lies in memory, else null
     uint64_t m_bits = 0;
-    int32_t m_bitsLeft = 0; // the lowest ones; less than a byte, but behind a failure
-    // The same in an object of a derived class, where those are 0; -1 once this is known to be
-    // none.
+    /// How many of the lowest bits are left: fewer than 8, unless a value was cut off by a failure.
+    int32_t m_bitsLeft = 0;
+    /// The same in an object of a derived class, where m_bitsLeft stays 0. The first read makes it
+    /// -1 in an object of this very class.
     int32_t m_singlesLeft = 0;
     LateFailure m_failure;
 };

@@ -152,7 +152,7 @@ private:
     int32_t m_markLimit = 0;
     int32_t m_markPosition = NoMark;
     LateFailure m_failure;
-    std::optional<Unit> m_unwanted; // if it is the next that comes
+    std::optional<Unit> m_unwanted; // dropped if it is the next unit that comes
 };
 
 template <class Base, class Unit>
@@ -166,7 +166,8 @@ int32_t BufferedSource<Base, Unit>::readSlowly(Unit* to, int32_t length) {
     return delivered > 0 ? delivered : end;
 }
 
-/// Reads until @p length units are @p delivered or the source gives no more; what it said then.
+/// Reads until @p length units are @p delivered or the source gives no more.
+/// @return what a read returns that has delivered nothing
 template <class Base, class Unit>
 int32_t BufferedSource<Base, Unit>::deliver(Unit* to, int32_t length, int32_t& delivered) {
     for (;;) {
@@ -225,8 +226,9 @@ bool BufferedSource<Base, Unit>::refill() {
     return !isExhausted();
 }
 
-/// Moves the units since the mark to the front, in a buffer that holds the mark's limit; a mark
-/// that is out of its limit is lost. The number of units kept.
+/// Moves the units since the mark to the front of a buffer that has room for the mark's limit. A
+/// mark that is out of its limit is lost.
+/// @return the number of units kept
 template <class Base, class Unit>
 int32_t BufferedSource<Base, Unit>::keepMarked() {
     if (m_markPosition < 0)

@@ -26,16 +26,17 @@ struct Utf8Writers;
 /// Writes text to a byte stream in some encoding. Bytes wait in a buffer until it is full or
 /// flushed; close drops them. Once closed, every operation raises IoException "stream closed".
 ///
-/// Failures of the stream and the converter pass through. The text that failed is then dropped,
-/// and texts that were written before stay pending. After a failure of the stream the text may be
-/// written again: all is as it was in front of it, unless it did not fit into the buffer and a part
-/// of it has reached the stream. What is pending is given to the stream again from its start, also
-/// where that had taken a part of it before it failed. Half a surrogate pair in front of a text
-/// that the converter refused is dropped with it, so that the next text begins afresh.
+/// Failures of the stream and of the converter pass through. The text of the call that fails is
+/// then dropped; texts of earlier calls stay pending. After a failure of the stream the same text
+/// may be written again: the writer is as it was before the call, unless the text did not fit into
+/// the buffer and a part of it has reached the stream. Pending bytes are given to the stream again
+/// from their start, even when it had taken some of them before it failed. Half a surrogate pair at
+/// the end of the text before is dropped together with a text that the converter refuses, so that
+/// the next text begins afresh.
 ///
-/// What the stream itself writes here while it is taking bytes, as one that logs where it writes a
-/// log, waits until the text that they belong to has been written; a flush that it asks for is that
-/// of whoever flushes next.
+/// While it takes bytes, the stream may itself write here, as one does that logs what it writes.
+/// Such text waits until the text is complete that was being written. A flush that the stream asks
+/// for meanwhile is carried out by the flush that is under way, else by the next one.
 class QX_API OutputStreamWriter : public Writer {
 public:
     static constexpr int32_t DefaultSize = 8192;
@@ -89,11 +90,11 @@ private:
 
     Reference<OutputStream> m_out;
     Reference<text::charset::CharToByteConverter> m_converter; // null once closed
-    bool m_hasState;                                           // the converter, beside half a pair
-    bool m_isPassedOn = false;            ///< the stream has bytes of this text
-    bool m_isPassing = false;             ///< the stream is at work
-    bool m_isFault = false;               ///< of the stream, that this text failed
-    const text::charset::CTBUTF8* m_utf8; // the converter when it is the library's own for UTF-8
+    bool m_hasState;           ///< whether the converter has one, apart from half a pair
+    bool m_isPassedOn = false; ///< whether the stream has taken bytes of the present text
+    bool m_isPassing = false;  ///< whether a write of the stream is under way
+    bool m_isFault = false;    ///< whether it is the stream that made the present text fail
+    const text::charset::CTBUTF8* m_utf8; ///< the converter if it is exactly that, else null
     int32_t m_size;
     int32_t m_count = 0;
     std::unique_ptr<signed char[]> m_bytes;

@@ -32,8 +32,10 @@ void dropByReading(Source& source, int32_t count, int32_t& dropped) {
     }
 }
 
-/// The same for a source that keeps no failure; the number dropped. Only of a time-out it is sure
-/// that the next read meets it again: a connection that was reset says so once.
+/// The same for a source that keeps no failures. A time-out behind the first units only ends the
+/// skip, since the next read is sure to meet it again. Any other failure passes: a connection that
+/// was reset says so once.
+/// @return the number of units dropped
 template <class Unit, class Source>
 int32_t skipByReading(Source& source, int32_t count) {
     int32_t skipped = 0;
@@ -46,7 +48,7 @@ int32_t skipByReading(Source& source, int32_t count) {
     return skipped;
 }
 
-/// The same for one whose read raises the failure that is kept.
+/// The same for a source whose next read raises the failure that @p failure keeps, whichever it is.
 template <class Unit, class Source>
 int32_t skipByReading(Source& source, int32_t count, LateFailure& failure) {
     int32_t skipped = 0;
