@@ -82,8 +82,7 @@ bool AbstractLogWriter::tryWriteBytes(const detail::FieldSource& fields) {
     return true;
 }
 
-/// Does what process does for an entry with the fields of @p record; false when it has to be called
-/// with one.
+/// See OwnTarget::tryProcess.
 bool AbstractLogWriter::tryProcess(const detail::Record& record) {
     if (!takesRecords())
         return false;

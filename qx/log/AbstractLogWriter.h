@@ -67,7 +67,7 @@ private:
     friend class LineLogWriter;
     friend class XmlLogWriter;
 
-    /// Appends what format gives for the fields. Of a @p self that is of the very class.
+    /// Appends what format makes of the fields; for objects of exactly one class.
     using Encode = void (*)(const AbstractLogWriter& self, const detail::FieldSource& fields,
                             detail::Utf8Text& text);
 
@@ -83,7 +83,8 @@ private:
     sync::ForkSafeMutex m_lock;
     std::atomic<uint64_t> m_lostCount{0};
     String m_spare; // kept for its room; guarded by m_lock
-    /// Where format is nobody else's and the bytes of the writer can be got at; else null.
+    /// Null where format may be that of a derived class, or the bytes of the writer are out of
+    /// reach.
     Encode m_encode = nullptr;
     io::OutputStreamWriter* m_out = nullptr;
     io::HeldFlushWriter* m_held = nullptr; // in front of it, or null

@@ -23,8 +23,7 @@ AsyncProcessor::~AsyncProcessor() { m_core->shutDown(); }
 
 void AsyncProcessor::process(const ILogEntry* entry) { m_core->process(entry); }
 
-/// Does what process does for an entry with the fields of @p record; false when it has to be called
-/// with one.
+/// See OwnTarget::tryProcess.
 bool AsyncProcessor::tryProcess(const detail::Record& record) {
     if (!detail::KeptRecord::fits(record))
         return false;

@@ -55,8 +55,7 @@ void LevelFilter::process(const ILogEntry* entry) {
 
 bool LevelFilter::takesRecords(int depth) const noexcept { return m_own->takesRecords(depth); }
 
-/// Does what process does for an entry with the fields of @p record; false when it has to be called
-/// with one.
+/// See OwnTarget::tryProcess.
 bool LevelFilter::tryProcess(const detail::Record& record) const {
     const bool isBelow = (record.switches & detail::LevelSwitch) != 0 &&
                          record.level < m_threshold.load(std::memory_order_relaxed);

@@ -135,7 +135,7 @@ private:
     /// Names and texts for which there was no room in the entry.
     std::vector<std::unique_ptr<char16_t[]>> m_longTexts;
     std::unique_ptr<Field[]> m_furtherFields;
-    /// Of the pool, for entries that have gone.
+    /// The next entry on the shelf of the pool, and the number of that shelf.
     LogEntry* m_next = nullptr;
     uint32_t m_shelf = 0;
     mutable Field m_fields[InlineFields];

@@ -26,7 +26,7 @@ static_assert(std::atomic<uint32_t>::is_always_lock_free, "used in signal handle
 /// True when the file has a last line without an end. What may not be read has none, nor has what
 /// is no file.
 /// @throws ResultException when there is no telling
-bool endsInLine(const std::string& path, const String& name) {
+bool endsWithinLine(const std::string& path, const String& name) {
     io::FileHandle file;
     const int32_t opened = QXFileOpen(path.c_str(), QX_FILE_READ | QX_FILE_REGULAR, 0, file.put());
     if (opened == result::NotFound || opened == result::AccessDenied)
@@ -49,7 +49,7 @@ LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
 /// Leaves everything as it is when it fails.
 void LogFile::open() {
     constexpr uint32_t OwnersAlone = 0700;
-    const bool isLineCut = endsInLine(m_path, m_name); // first, for want of two descriptors
+    const bool isLineCut = endsWithinLine(m_path, m_name); // first: one descriptor is enough then
     io::FileHandle file;
     throwIfFailedOf(QXFileOpen(m_path.c_str(), QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND,
                                OwnersAlone, file.put()),
@@ -65,7 +65,7 @@ void LogFile::open() {
 }
 
 void LogFile::write(const signed char* from, int32_t length) {
-    if (!m_file.isOpen()) // nor is it opened anew
+    if (!m_file.isOpen()) // it was closed, and stays so
         throwResultOf(result::InvalidHandle, m_name);
     reopenWhenAsked();
     if (m_isLineCut && length > 0) {
@@ -132,8 +132,8 @@ void LogFile::rotate() {
     }
 }
 
-/// Needs no descriptor, for want of which all files would seem to be there, and move on over the
-/// oldest one.
+/// Opens nothing: without a descriptor left all files would seem to be there, and a rotation would
+/// then go on to overwrite the oldest one.
 /// @throws ResultException when there is no telling
 bool LogFile::exists(int number) const {
     QXFileState state;
@@ -180,7 +180,7 @@ void LogFile::close() { m_file.close(); }
 
 void LogFile::reopenWhenAsked() {
     if (!m_isLineEnd && !m_isLineCut)
-        return; // with the next line
+        return; // not before the line is complete
     const uint32_t asked = s_asked.load(std::memory_order_relaxed);
     const bool isAsked = m_isAsked.load(std::memory_order_relaxed) &&
                          m_isAsked.exchange(false, std::memory_order_relaxed);
@@ -192,7 +192,7 @@ void LogFile::reopenWhenAsked() {
     const int32_t result = resultOf([this] { open(); });
     if (result < 0) {
         countFailure(result);
-        m_reopenAt = m_size + RetryInterval; // all of them go to a file that was moved away
+        m_reopenAt = m_size + RetryInterval; // until then they go to a file that was moved away
     }
 }
 

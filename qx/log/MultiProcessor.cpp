@@ -37,7 +37,8 @@ void MultiProcessor::process(const ILogEntry* entry) {
 }
 
 /// Whether tryProcess has a chance.
-/// @param depth  how many more may follow: a filter may keep a circle of them from going on
+/// @param depth  how many fan-outs may stand behind this one: they may form a circle, in which a
+///     filter keeps entries from going round for ever
 bool MultiProcessor::takesRecords(int depth) const noexcept {
     for (const Station& station : m_stations) {
         if (!station.own.takesRecords(depth))
@@ -46,9 +47,9 @@ bool MultiProcessor::takesRecords(int depth) const noexcept {
     return !m_stations.empty();
 }
 
-/// Does what process does for an entry with the fields of @p record, but for processors that are
-/// added to a single one meanwhile. The number of processors that have seen it; when that is 0,
-/// nothing has happened and process has to be called with an entry.
+/// See OwnTarget::tryProcess. Where there is a single processor, those that it adds meanwhile are
+/// left to the caller.
+/// @return how many processors have seen the record, none when an entry is needed
 size_t MultiProcessor::tryProcess(const detail::Record& record) {
     if (m_stations.size() != 1)
         return tryProcessKept(record);
@@ -56,7 +57,8 @@ size_t MultiProcessor::tryProcess(const detail::Record& record) {
     return only.tryProcess(record) ? 1 : 0;
 }
 
-/// The same without the exception. What the record refers to may change or go in the round.
+/// The same, but processors that are added meanwhile are called as well. They get a copy, since
+/// what the record refers to may change or go in the round.
 size_t MultiProcessor::tryProcessKept(const detail::Record& record) {
     if (!detail::KeptRecord::fits(record))
         return 0;

@@ -35,7 +35,7 @@ public:
 
 private:
     struct Station;
-    /// Fan-outs behind each other that take records.
+    /// How many fan-outs behind each other take records.
     static constexpr int DeepestFanOut = 8;
 
     friend class Logger;

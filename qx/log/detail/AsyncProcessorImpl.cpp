@@ -339,8 +339,10 @@ void AsyncProcessorImpl::drain() {
     }
 }
 
-/// Once nobody can use the target any more: no entries wait, which @p isDrained tells, and no
-/// worker has one in its hands. Whether that is so.
+/// Drops the target unless somebody may still use it: as long as entries wait, or a worker has one
+/// in its hands.
+/// @param isDrained  true when the caller knows that none waits
+/// @return whether the target was dropped
 bool AsyncProcessorImpl::releaseTarget(bool isDrained) noexcept {
     Reference<ILogProcessor> target;
     Reference<exec::IRunnable> whenEmpty;

@@ -11,13 +11,14 @@ class LogEntry;
 
 namespace detail {
 
-/// Entries that have gone, for those to come. Logging threads take from shelves of their own, to
-/// which whoever drops an entry, most often the thread that has written it, gives it back.
+/// Keeps entries that are no longer used, so that new ones seldom need memory. A logging thread
+/// takes them from its shelf. Whoever drops an entry, most often the thread that has written it,
+/// gives it back to the shelf that it is from.
 ///
-/// Neither side waits for the other: a shelf is a list that one taker at a time takes from, and one
-/// to which givers push and which the taker takes over as a whole (so that no entry can be pushed
-/// again while a taker looks at it). Every shelf keeps a limited number of entries, each of which
-/// has a count of 1: that of the reference to come.
+/// Neither side waits for the other. A shelf has a list that one taker at a time takes from, and
+/// one to which givers push. When the first is empty the taker takes over the second as a whole, so
+/// that no entry can be pushed again while a taker looks at it. Every shelf keeps a limited number
+/// of entries, which already have the count of 1 that the next reference to them stands for.
 class EntryPool {
 public:
     /// An entry without fields.
