@@ -6,7 +6,7 @@ namespace {
 
 constinit std::atomic<uint32_t> s_ended;
 
-/// What a count begins with, behind the end of those before it.
+/// What a count begins with. Its look at s_ended puts that behind the end of earlier counts.
 uint32_t first() noexcept {
     (void)s_ended.load(std::memory_order_acquire);
     return 0;

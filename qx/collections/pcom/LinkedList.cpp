@@ -68,8 +68,8 @@ LinkedList::Nodes::const_iterator LinkedList::nodeAt(int index) const {
     return node;
 }
 
-// A change leaves the finger of the list where it has left that of the caller, which may be an
-// iterator: the node of the former may be gone and its index another.
+// Each change also puts the finger of the list where it leaves that of the caller, which may be an
+// iterator's: left alone, it might stand on a node that is gone or that has another index now.
 
 bool LinkedList::insert(int index, IQXUnknown* element, Finger& finger) {
     Reference<IQXUnknown> owned(element);

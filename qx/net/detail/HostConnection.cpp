@@ -26,7 +26,7 @@ ENUM_QX_E_SOCKET HostConnection::open(const qx_addrinfo& addresses, uint16_t por
     ENUM_QX_E_SOCKET failure = 0;
     for (const qx_addrinfo* each = &addresses; each != nullptr; each = each->ai_next) {
         uint32_t share = QX_SOCKET_NO_LIMIT;
-        if (milliseconds != NoLimit) // rounded up, so that a millisecond is not none
+        if (milliseconds != NoLimit) // rounded up: less than a millisecond would be no time at all
             share = static_cast<uint32_t>(std::min<uint64_t>(
                 (budget.milliseconds() + untried - 1) / untried, QX_SOCKET_NO_LIMIT - 1));
         --untried;

@@ -19,8 +19,8 @@ void StopSignal::give() noexcept {
     QXSocketSignal(m_socket.get());
 }
 
-/// The number that is closed is free for the new one, unless another process has the last that the
-/// machine can give. Waits then fail, instead of missing the signal.
+/// Closing the parent's descriptor leaves room for the new one, unless other processes have all
+/// that the machine can give. Waits then fail, rather than miss the signal.
 void StopSignal::renewInChild() noexcept {
     QXSocketCreateSignal(m_socket.put());
     if (isGiven())

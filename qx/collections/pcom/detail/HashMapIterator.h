@@ -175,13 +175,15 @@ private:
     const Reference<HashMap> m_map;
     uint32_t m_expectedCount;
     Kind m_kind;
-    /// Only compared with 0 when the map was cleared or changed.
+    /// The slot that comes next; 0 while it has to be looked for. Once the map was cleared or
+    /// changed it is only compared with 0.
     mutable HashMap::Link m_next = 0;
     /// The bucket that the walk has come to; the table length before it begins.
     mutable int m_bucket;
     /// Where the map knows the walk; null when it holds what it stands on itself.
     HashMap::KnownWalk* m_known;
-    /// Like m_next. Apart from it: joined to be written at once they are slower.
+    /// The slot that came last; 0 for none. Used like m_next, but not beside it: compilers would
+    /// then join the writes of both, which is slower.
     HashMap::Link m_last = 0;
     mutable HashMapContent m_keptNext, m_keptLast;
 };
