@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <string_view>
 
@@ -15,15 +14,12 @@
 #include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/folder.h>
-#include <qx/platform/posix/random.h>
+#include <qx/platform/posix/shared/SharedFolder.h>
 #include <qx/platform/thread.h>
 
 namespace qx::platform::shared {
 
 namespace {
-
-#define QX_MEMORY_FOLDER "/dev/shm"
-constexpr char MemoryFolder[] = QX_MEMORY_FOLDER;
 
 // Bytes of a file that are locked, one for each slot; what they contain does not matter. A user has
 // a lock on one of them, whoever sets up or removes the file a write lock on all. Nobody ever waits
@@ -72,143 +68,6 @@ const char* prefixOf(Place place) {
         break;
     }
     return "qx-memory.";
-}
-
-/// Throws why a folder or a file in it cannot be had: a system may be without the memory file
-/// system, or have it read-only.
-[[noreturn]] void throwFolderFailure() {
-    const bool isLacking = errno == ENOENT || errno == ENOTDIR || errno == EROFS;
-    throw Failure{isLacking ? result::NotAvailable : lastResult()};
-}
-
-Descriptor openCommonFolder() {
-    Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
-    if (!folder)
-        throwFolderFailure();
-    return folder;
-}
-
-// The user's folder has a name that others can take before him, and give up at any moment. He has
-// another one then, and his processes have to agree on it. So a new folder may not be written to at
-// first: whoever made it, or has found it left so, looks whether there are others now, of which the
-// first by name stays. Of two who do that, whoever made the later one sees the other's. A folder is
-// removed only while it is empty, and whoever is about to make a file in it then looks anew.
-
-std::string preferredFolder() { return QX_MEMORY_FOLDER "/qx-" + std::to_string(geteuid()); }
-
-bool isOwnFolder(const struct stat& status) {
-    if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid())
-        return false;
-    if ((status.st_mode & 077) != 0)
-        throw Failure{result::AccessDenied};
-    return true;
-}
-
-bool isSettled(const struct stat& status) { return (status.st_mode & S_IWUSR) != 0; }
-
-Descriptor openWhatIsThere(const std::string& path) {
-    Descriptor folder = Descriptor::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-    // Of another user it may be anything, or gone again.
-    if (!folder && errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != EACCES)
-        throw Failure{lastResult()};
-    return folder;
-}
-
-/// The user's folders by their paths, and which of them are settled.
-std::map<std::string, bool> findUserFolders() {
-    const std::string preferred = preferredFolder(), further = preferred + '.';
-    std::map<std::string, bool> found;
-    forEachEntry(openCommonFolder(), [&](int common, const char* name) {
-        const std::string path = std::string(QX_MEMORY_FOLDER "/") + name;
-        struct stat status;
-        if ((path == preferred || path.starts_with(further)) &&
-            fstatat(common, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && isOwnFolder(status))
-            found[path] = isSettled(status);
-    });
-    return found;
-}
-
-/// Makes a folder that is not settled; the path.
-std::string makeUserFolder() {
-    constexpr mode_t NotSettled = 0500;
-    std::string path = preferredFolder();
-    struct stat status;
-    if (mkdir(path.c_str(), NotSettled) == 0)
-        return path;
-    if (errno != EEXIST)
-        throwFolderFailure();
-    if (lstat(path.c_str(), &status) == 0 && isOwnFolder(status))
-        return path; // another process of the user was faster
-    uint64_t number = 0;
-    fillRandomly(&number, sizeof number);
-    char ending[18];
-    std::snprintf(ending, sizeof ending, ".%016llx", static_cast<unsigned long long>(number));
-    path += ending;
-    if (mkdir(path.c_str(), NotSettled) != 0)
-        throwFolderFailure();
-    return path;
-}
-
-/// Settles a folder, unless it has to give way to another one.
-void trySettle(const std::string& path) {
-    // Opened before the look: what is settled is what was there then.
-    const Descriptor folder = openWhatIsThere(path);
-    if (!folder || !isOwnFolder(statusOf(folder.get())))
-        return;
-    bool isFound = false;
-    for (const auto& [other, isOtherSettled] : findUserFolders()) {
-        if (other == path) {
-            isFound = !isOtherSettled;
-        } else if (isOtherSettled || other < path) {
-            rmdir(path.c_str());
-            return;
-        } else if (rmdir(other.c_str()) != 0 && errno != ENOENT) {
-            return; // somebody else has settled it and uses it
-        }
-    }
-    if (isFound)
-        throwIfNot0(fchmod(folder.get(), 0700));
-}
-
-/// A settled folder of the user, else none.
-Descriptor openSettled(const std::string& path) {
-    Descriptor folder = openWhatIsThere(path);
-    if (!folder)
-        return folder;
-    const struct stat status = statusOf(folder.get());
-    return isOwnFolder(status) && isSettled(status) ? std::move(folder) : Descriptor();
-}
-
-/// An open folder, and where it lies.
-struct Folder {
-    Descriptor descriptor;
-    std::string path;
-};
-
-/// Throws Busy when it was not settled which folder it is.
-Folder openUserFolder(bool isMade) {
-    std::string path = preferredFolder();
-    if (Descriptor folder = openSettled(path))
-        return {std::move(folder), std::move(path)};
-    const auto folders = findUserFolders();
-    const auto settled =
-        std::ranges::find_if(folders, [](const auto& each) { return each.second; });
-    if (settled != folders.end()) {
-        if (Descriptor folder = openSettled(settled->first))
-            return {std::move(folder), settled->first};
-    } else if (!isMade) {
-        return {Descriptor(), {}};
-    } else {
-        trySettle(folders.empty() ? makeUserFolder() : folders.begin()->first);
-    }
-    throw Failure{result::Busy};
-}
-
-/// @param isMade  the user's folder is made when it is not there, else there may be none
-Folder openFolder(Place place, bool isMade = true) {
-    if (place != Place::PublicMemory)
-        return openUserFolder(isMade);
-    return {openCommonFolder(), MemoryFolder};
 }
 
 Descriptor openFile(int folder, const char* fileName, int flags, mode_t mode = 0) {
@@ -363,7 +222,7 @@ std::string nameOfFile(Place place, std::string_view fileName) {
 
 void forEachOwnFile(Place place, const FileVisitor& visit) {
     const std::string_view prefix = prefixOf(place);
-    Folder folder = openFolder(place, false);
+    Folder folder = openFolder(place, Missing::IsNone);
     if (!folder.descriptor)
         return;
     forEachEntry(std::move(folder.descriptor), [&](int descriptor, const char* name) {
@@ -379,7 +238,7 @@ int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
     m_place = request.place;
     isNew = false;
     makeFileName(request.place, request.name, m_fileName);
-    const Descriptor folder = openFolder(request.place).descriptor;
+    const Descriptor folder = openFolder(request.place, Missing::IsMade).descriptor;
     Descriptor file = openOrCreate(folder.get(), m_fileName, request);
     if (!file)
         return result::NotFound;
@@ -480,12 +339,12 @@ bool SharedFile::hasUser(int descriptor, uint32_t slot) noexcept {
 }
 
 bool SharedFile::removeUnused(Place place, const char* fileName) {
-    const Descriptor folder = openFolder(place, false).descriptor;
+    const Descriptor folder = openFolder(place, Missing::IsNone).descriptor;
     return folder && discardIfUnused(folder.get(), fileName);
 }
 
 const char* SharedFile::lack() noexcept {
-    const Descriptor folder = Descriptor::open(MemoryFolder, O_RDONLY | O_DIRECTORY);
+    const Descriptor folder = Descriptor::open(QX_MEMORY_FOLDER, O_RDONLY | O_DIRECTORY);
     if (!folder)
         return "Objects between processes lie in the folder " QX_MEMORY_FOLDER
                ", which cannot be opened.";
