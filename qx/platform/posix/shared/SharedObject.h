@@ -120,9 +120,12 @@ public:
         return (uint64_t{slot()} + 1) << SlotShift | currentThread();
     }
     /// True for what `caller` gives to the threads of this process, or of one that had its slot.
-    bool isOwn(uint64_t caller) const noexcept { return slotOf(caller) == slot() + 1; }
-    /// One more than the slot of a `caller`; 0 for NoThread.
-    static uint64_t slotOf(uint64_t caller) noexcept { return caller >> SlotShift; }
+    bool isOwn(uint64_t caller) const noexcept { return isOfSlot(caller, slot()); }
+    static bool isOfSlot(uint64_t caller, uint32_t slot) noexcept {
+        return slotNumberOf(caller) == uint64_t{slot} + 1;
+    }
+    /// The slot of a `caller`, counted from 1; 0 for NoThread.
+    static uint64_t slotNumberOf(uint64_t caller) noexcept { return caller >> SlotShift; }
     /// One more than the highest slot ever used.
     uint32_t slotLimit() const noexcept;
     /// False when the process that had the slot is gone. Not for the own slot.

@@ -144,11 +144,11 @@ int32_t SharedRWLock::releaseWrite(shared::SharedObject& caller) noexcept {
 
 bool SharedRWLock::isInUse(uint32_t slot) const noexcept {
     return m_slots[slot].readers != 0 || m_slots[slot].waitingReaders != 0 || m_claim == slot + 1 ||
-           shared::SharedObject::slotOf(m_writer) == slot + 1;
+           shared::SharedObject::isOfSlot(m_writer, slot);
 }
 
 void SharedRWLock::giveBack(uint32_t slot) noexcept {
-    if (shared::SharedObject::slotOf(m_writer) == slot + 1) {
+    if (shared::SharedObject::isOfSlot(m_writer, slot)) {
         m_isDoubtful = true; // before the lock is free: whoever gives back may be killed himself
         shared::keepOrderOfWrites();
         m_writer = NoThread;
@@ -172,7 +172,7 @@ void SharedRWLock::repair() noexcept {
 void SharedRWLock::report(shared::StateReport& report) const noexcept {
     for (uint32_t slot = 0; slot < shared::SlotCount; ++slot) {
         report.slots[slot].held = m_slots[slot].readers;
-        report.slots[slot].isWriter = shared::SharedObject::slotOf(m_writer) == slot + 1;
+        report.slots[slot].isWriter = shared::SharedObject::isOfSlot(m_writer, slot);
         report.value += m_slots[slot].readers;
     }
     if (m_writer != NoThread)

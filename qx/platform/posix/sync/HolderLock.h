@@ -47,11 +47,12 @@ public:
     void report(StateReport& report, uint64_t depth) const noexcept {
         const uint64_t holder = m_holder.load(std::memory_order_relaxed);
         report.isFromDead = holder == Abandoned;
-        const uint64_t slot = SharedObject::slotOf(holder);
-        if (slot == 0 || slot > SlotCount)
+        const uint64_t slotNumber = SharedObject::slotNumberOf(holder);
+        if (slotNumber == 0 || slotNumber > SlotCount)
             return;
-        report.slots[slot - 1].held = static_cast<uint32_t>(depth + 1);
-        report.value = report.slots[slot - 1].held;
+        StateReport::Slot& slot = report.slots[slotNumber - 1];
+        slot.held = static_cast<uint32_t>(depth + 1);
+        report.value = slot.held;
     }
 
     /// Unlocks when the calling thread holds it. A process that comes to its slot only forgets
