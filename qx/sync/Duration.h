@@ -29,6 +29,13 @@ concept TimePoint = requires {
     T::clock::now();
 };
 
+/// A duration in units of @p Period, however many: the nearest number of them.
+template <class Period, Duration D>
+constexpr long double unitsOf(const D& duration) noexcept {
+    using Factor = std::ratio_divide<typename D::period, Period>;
+    return static_cast<long double>(duration.count()) * Factor::num / Factor::den;
+}
+
 /// A duration in units of @p Period, rounded up so that nothing ends early: 0 for a negative one
 /// and for NaN, @p most for what is longer.
 template <class Period, Duration D>
@@ -39,7 +46,7 @@ constexpr uint64_t roundedUp(const D& duration,
     if (!(count > 0))
         return 0;
     if constexpr (std::is_floating_point_v<decltype(count)>) {
-        const auto value = static_cast<long double>(count) * Factor::num / Factor::den;
+        const auto value = unitsOf<Period>(duration);
         if (!(value < static_cast<long double>(most)))
             return most;
         const auto whole = static_cast<uint64_t>(value);
@@ -75,12 +82,28 @@ bool waitInSteps(const D& duration, Wait&& wait) {
     return waitInSteps(roundedUp<std::milli>(duration), wait);
 }
 
-/// The same until a point in time. Its clock is read again after every wait, because it may run at
+/// The time between any two points of a clock that counts units of @p Period.
+template <class Period>
+struct Distance {
+    using rep = long double;
+    using period = Period;
+    constexpr rep count() const noexcept { return units; }
+
+    rep units;
+};
+
+/// The same until a point in time, which may be one that the clock cannot tell: days and seconds
+/// reach further than its units. Its clock is read again after every wait, because it may run at
 /// another speed than the monotonic clock and may be set.
 template <TimePoint T, class Wait>
 bool waitUntilTime(const T& end, Wait&& wait) {
-    for (auto now = T::clock::now(); now < end; now = T::clock::now()) {
-        if (waitInSteps(end - now, wait))
+    using Period = typename T::clock::duration::period;
+    const auto left = [&end] {
+        return Distance<Period>{unitsOf<Period>(end.time_since_epoch()) -
+                                unitsOf<Period>(T::clock::now().time_since_epoch())};
+    };
+    for (auto distance = left(); distance.units > 0; distance = left()) {
+        if (waitInSteps(distance, wait))
             return true;
     }
     return wait(uint32_t{0});

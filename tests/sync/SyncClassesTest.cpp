@@ -1,3 +1,4 @@
+#include <chrono>
 #include <shared_mutex>
 
 #include <qx/qx.h>
@@ -145,6 +146,15 @@ TEST(TimedWaits, GoThroughHugeTimesInSteps) {
     }
     EXPECT_TRUE(waitInSteps(hours::max(), [](uint32_t) { return true; }));
     EXPECT_EQ(toMs(duration<double>(std::numeric_limits<double>::quiet_NaN())), 0u);
+}
+
+TEST(TimedWaits, KnowPointsInTimeThatTheirClockCannotTell) {
+    const auto waits = [](auto end) {
+        return waitUntilTime(end, [](uint32_t step) { return step != 0; });
+    };
+    EXPECT_TRUE(waits(sys_seconds::max()) && waits(sys_days{2300y / 1 / 1}));
+    EXPECT_FALSE(waits(sys_seconds::min()) || waits(sys_days{1601y / 1 / 1}));
+    EXPECT_FALSE(waits(sys_time<duration<int64_t, std::pico>>::max())); // in April 1970
 }
 
 /// What event and gate have in common.
