@@ -38,7 +38,10 @@ const std::optional<String>& required(const std::optional<String>& component,
 
 URI::URI() = default;
 
-URI::URI(const String& text) { setUri(text, false); }
+URI::URI(const String& text) {
+    if (const QueryText query = readUri(m_parts, text.view(), false))
+        readQuery(*query, false);
+}
 
 URI::URI(const URI& other)
     : Object(other), m_parts(other.m_parts),
@@ -55,13 +58,9 @@ URI::~URI() = default;
 
 void URI::setUri(const String& text, bool escape) {
     const String held(text);
-    std::u16string_view rest = held.view();
-    const size_t colon = findUnit(rest, u':');
-    if (colon != rest.npos) {
-        m_parts.scheme = String(rest.substr(0, colon));
-        rest.remove_prefix(colon + 1);
-    }
-    readSchemeSpecificPart(rest, escape);
+    Parts parts(m_parts);
+    const QueryText query = readUri(parts, held.view(), escape);
+    setParts(std::move(parts), query, escape);
 }
 
 String URI::toString() const {
@@ -112,7 +111,9 @@ String URI::getUserInfo(bool unescape) const {
 
 void URI::setUserInfo(const String& userInfo, bool escape) {
     const String held(userInfo);
-    readUserInfo(held.view(), escape);
+    Parts parts(m_parts);
+    readUserInfo(parts, held.view(), escape);
+    m_parts = std::move(parts);
 }
 
 void URI::removeUserInfo() {
@@ -155,7 +156,9 @@ String URI::getAuthority(bool unescape) const {
 
 void URI::setAuthority(const String& authority, bool escape) {
     const String held(authority);
-    readAuthority(held.view(), escape);
+    Parts parts(m_parts);
+    readAuthority(parts, held.view(), escape);
+    m_parts = std::move(parts);
 }
 
 void URI::removeAuthority() {
@@ -230,7 +233,9 @@ String URI::getSchemeSpecificPart(bool unescape) const {
 
 void URI::setSchemeSpecificPart(const String& part, bool escape) {
     const String held(part);
-    readSchemeSpecificPart(held.view(), escape);
+    Parts parts(m_parts);
+    const QueryText query = readSchemeSpecificPart(parts, held.view(), escape);
+    setParts(std::move(parts), query, escape);
 }
 
 bool URI::hasSchemeSpecificPart() const {
@@ -256,12 +261,30 @@ String URI::get(const Component& component, bool unescape) {
     return unescape ? getUnescapedString(*component) : *component;
 }
 
+/// Changes the pairs before what cannot fail, so that either all is set or nothing.
+void URI::setParts(Parts parts, QueryText query, bool escape) {
+    if (query) {
+        readQuery(*query, escape);
+        parts.hasQuery = true;
+    }
+    m_parts = std::move(parts);
+}
+
+URI::QueryText URI::readUri(Parts& parts, std::u16string_view text, bool escape) {
+    const size_t colon = findUnit(text, u':');
+    if (colon != text.npos) {
+        parts.scheme = String(text.substr(0, colon));
+        text.remove_prefix(colon + 1);
+    }
+    return readSchemeSpecificPart(parts, text, escape);
+}
+
 // Where a path and a query begin is found from the start of the whole part: a "?" in front of the
 // first "/" behind an authority is in both the authority and the query.
-void URI::readSchemeSpecificPart(std::u16string_view part, bool escape) {
-    if (hasScheme() && !part.starts_with(u'/')) {
-        m_parts.opaquePart = String(part);
-        return;
+URI::QueryText URI::readSchemeSpecificPart(Parts& parts, std::u16string_view part, bool escape) {
+    if (parts.scheme && !part.starts_with(u'/')) {
+        parts.opaquePart = String(part);
+        return {};
     }
     const size_t end = part.size();
     const bool hasAuthority = part.starts_with(u"//");
@@ -272,38 +295,39 @@ void URI::readSchemeSpecificPart(std::u16string_view part, bool escape) {
         split = std::min(findFrom(part, u'/', authorityStart), end);
         if (split == end)
             split = std::min(mark, end);
-        readAuthority(part.substr(authorityStart, split - authorityStart), escape);
+        readAuthority(parts, part.substr(authorityStart, split - authorityStart), escape);
     }
     const bool hasSlash = part.starts_with(u'/');
     if (mark != 0 && (!hasSlash || (split != end && split != mark))) {
         const size_t pathStart = hasSlash ? split + 1 : 0;
         const size_t pathEnd = std::max(std::min(mark, end), pathStart);
-        put(m_parts.path, part.substr(pathStart, pathEnd - pathStart), escape, ESCAPE_PATH);
+        put(parts.path, part.substr(pathStart, pathEnd - pathStart), escape, ESCAPE_PATH);
     }
-    if (mark != part.npos)
-        readQuery(part.substr(mark + 1), escape);
+    if (mark == part.npos)
+        return {};
+    return part.substr(mark + 1);
 }
 
-void URI::readAuthority(std::u16string_view authority, bool escape) {
+void URI::readAuthority(Parts& parts, std::u16string_view authority, bool escape) {
     const size_t at = findUnit(authority, u'@');
     if (at != authority.npos) {
-        readUserInfo(authority.substr(0, at), escape);
+        readUserInfo(parts, authority.substr(0, at), escape);
         authority.remove_prefix(at + 1);
     }
     const size_t colon = findUnit(authority, u':');
     if (colon != authority.npos) {
-        setPort(Number::parseInt(authority.substr(colon + 1)));
+        parts.port = Number::parseInt(authority.substr(colon + 1));
         authority = authority.substr(0, colon);
     }
     if (!authority.empty())
-        put(m_parts.host, authority, escape, ESCAPE_AUTHORITY);
+        put(parts.host, authority, escape, ESCAPE_AUTHORITY);
 }
 
-void URI::readUserInfo(std::u16string_view userInfo, bool escape) {
+void URI::readUserInfo(Parts& parts, std::u16string_view userInfo, bool escape) {
     const size_t colon = findUnit(userInfo, u':');
-    put(m_parts.user, userInfo.substr(0, colon), escape, ESCAPE_AUTHORITY);
+    put(parts.user, userInfo.substr(0, colon), escape, ESCAPE_AUTHORITY);
     if (colon != userInfo.npos)
-        put(m_parts.password, userInfo.substr(colon + 1), escape, ESCAPE_AUTHORITY);
+        put(parts.password, userInfo.substr(colon + 1), escape, ESCAPE_AUTHORITY);
 }
 
 void URI::readQuery(std::u16string_view query, bool escape) {

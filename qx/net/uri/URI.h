@@ -33,8 +33,8 @@ class QueryPairs;
 ///
 /// The constructor and the setters make some URI of any text; parse is for a text from outside,
 /// refuses what is no URI and knows IPv6 addresses. Only half a surrogate pair cannot be escaped:
-/// it raises text::charset::InvalidCharacterException, and components that were set before it stay.
-/// There are no fragments: "#" is a unit like any other. Paths are not normalised and relative
+/// it raises text::charset::InvalidCharacterException. A setter that throws changes nothing. There
+/// are no fragments: "#" is a unit like any other. Paths are not normalised and relative
 /// references not resolved. Every operation is linear in the length of its text, or nearly so. A
 /// URI is used by one thread at a time.
 class QX_API URI : public Object {
@@ -228,16 +228,20 @@ private:
         bool hasQuery = false;
         Component opaquePart;
     };
+    using QueryText = std::optional<std::u16string_view>;
 
     static String getEscapedString(std::u16string_view text, ESCAPE_PART part);
     static String getUnescapedString(const String& text);
     static String getEscapedQuery(std::u16string_view query);
     static void put(Component& component, std::u16string_view text, bool escape, ESCAPE_PART part);
     static String get(const Component& component, bool unescape);
-    void readSchemeSpecificPart(std::u16string_view part, bool escape);
-    void readAuthority(std::u16string_view authority, bool escape);
-    void readUserInfo(std::u16string_view userInfo, bool escape);
+    /// These set the components that a text has, and give its query where it has one.
+    static QueryText readUri(Parts& parts, std::u16string_view text, bool escape);
+    static QueryText readSchemeSpecificPart(Parts& parts, std::u16string_view part, bool escape);
+    static void readAuthority(Parts& parts, std::u16string_view authority, bool escape);
+    static void readUserInfo(Parts& parts, std::u16string_view userInfo, bool escape);
     void readQuery(std::u16string_view query, bool escape);
+    void setParts(Parts parts, QueryText query, bool escape);
     void printSchemeSpecificPart(String& text, bool unescape) const;
     void printAuthority(String& text, bool unescape) const;
     void printUserInfo(String& text, bool unescape) const;
