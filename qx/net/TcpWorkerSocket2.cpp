@@ -105,6 +105,8 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::getAvailable(uint32_t* count) const {
 
 ENUM_QX_E_SOCKET TcpWorkerSocket2::recv(char* buffer, size_t length, int32_t flags,
                                         int64_t* count) {
+    if (count != nullptr)
+        *count = -1;
     if (buffer == nullptr || count == nullptr)
         return QX_E_SOCKET_EINVAL;
     if (getClosed())
@@ -115,6 +117,8 @@ ENUM_QX_E_SOCKET TcpWorkerSocket2::recv(char* buffer, size_t length, int32_t fla
 
 ENUM_QX_E_SOCKET TcpWorkerSocket2::send(const char* buffer, size_t length, int32_t flags,
                                         int64_t* count) {
+    if (count != nullptr)
+        *count = -1;
     if (buffer == nullptr || count == nullptr)
         return QX_E_SOCKET_EINVAL;
     if (getClosed())

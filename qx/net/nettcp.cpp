@@ -88,6 +88,8 @@ ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetPeerAddress(TcpWorkerSocket2* socket,
 }
 
 ENUM_QX_E_SOCKET QxNetTcpWorkerSocketGetAvailable(TcpWorkerSocket2* socket, uint32_t* count) {
+    if (count != nullptr)
+        *count = 0;
     return forward(socket, &TcpWorkerSocket2::getAvailable, count);
 }
 
@@ -118,6 +120,8 @@ ENUM_QX_E_SOCKET QxNetTcpClientSocketSetsockopt(TcpWorkerSocket2* socket, int32_
 
 ENUM_QX_E_SOCKET QxNetTcpWorkerSocketRecv(TcpWorkerSocket2* socket, char* buffer, size_t length,
                                           int32_t flags, int64_t* count) {
+    if (count != nullptr)
+        *count = -1;
     return forward(socket, &TcpWorkerSocket2::recv, buffer, length, flags, count);
 }
 
@@ -128,6 +132,8 @@ ENUM_QX_E_SOCKET QxNetTcpClientSocketRecv(TcpWorkerSocket2* socket, char* buffer
 
 ENUM_QX_E_SOCKET QxNetTcpWorkerSocketSend(TcpWorkerSocket2* socket, const char* buffer,
                                           size_t length, int32_t flags, int64_t* count) {
+    if (count != nullptr)
+        *count = -1;
     return forward(socket, &TcpWorkerSocket2::send, buffer, length, flags, count);
 }
 

@@ -86,8 +86,8 @@ QX_API ENUM_QX_E_SOCKET QxNetTcpWorkerSocketSetsockopt(QxNetTcpWorkerSocket* soc
 /// QxNetTcpWorkerSocketSetsockopt under the name of the client socket.
 QX_API ENUM_QX_E_SOCKET QxNetTcpClientSocketSetsockopt(QxNetTcpWorkerSocket* socket, int32_t level,
                                                        int32_t name, const char* value, int length);
-/// Receives up to @p length bytes. @p count receives how many; 0 after the orderly close of the
-/// peer, -1 after a failure.
+/// Receives up to @p length bytes, of which the lower 32 bits count. @p count receives how many; 0
+/// after the orderly close of the peer, -1 after a failure.
 QX_API ENUM_QX_E_SOCKET QxNetTcpWorkerSocketRecv(QxNetTcpWorkerSocket* socket, char* buffer,
                                                  size_t length, int32_t flags, int64_t* count);
 /// QxNetTcpWorkerSocketRecv under the name of the client socket.

@@ -117,16 +117,21 @@ TEST(TcpClientSocket2, ReportsWhatItCannotMakeOrReach) {
     expectEach(0, {client->close(), client->close()});
     EXPECT_TRUE(client->getId() == 0 && client->getClosed() == 1);
     length = 16;
+    int64_t counts[4] = {}; // 0 would be an orderly end
     expectEach(QX_E_SOCKET_ENOTSOCK,
                {client->connect(&place, sizeof place), client->connect(nullptr, 0),
                 QxNetTcpClientSocketTimedConnect(client.get(), &place, sizeof place, 1),
                 client->bind(&place, sizeof place), client->getLocalAddress(&out, &length),
-                client->recv(&byte, 1, 0, &count), client->send(&byte, 1, 0, &count),
+                client->recv(&byte, 1, 0, &counts[0]), client->send(&byte, 1, 0, &counts[1]),
                 client->getsockopt(QX_SOL_SOCKET, QX_SO_TYPE, &byte, &length),
                 client->setsockopt(QX_SOL_SOCKET, QX_SO_TYPE, &byte, 1),
                 client->getPeerAddress(&out, &length),
                 Selected(client.get(), nullptr, nullptr).code});
     EXPECT_EQ(client->shutdownBoth(), 0);
+    expectEach(QX_E_SOCKET_EINVAL, {QxNetTcpWorkerSocketRecv(nullptr, &byte, 1, 0, &counts[2]),
+                                    QxNetTcpWorkerSocketSend(nullptr, &byte, 1, 0, &counts[3])});
+    for (const int64_t each : counts)
+        EXPECT_EQ(each, -1);
 }
 
 TEST(TcpClientSocket2, BindsThePortOfItsLastConnectionAgain) {
