@@ -179,6 +179,9 @@ int32_t QXSocketGetNameInfo(const qx_sockaddr_union* address, int32_t length, ch
     const int nameFlags = systemFlags(NameFlags, flags);
     if (nameFlags == -1)
         return resolverErrorNumber(EAI_BADFLAGS);
+    // The C library takes a buffer without room for one that is not wanted.
+    if ((host != nullptr && hostCapacity == 0) || (service != nullptr && serviceCapacity == 0))
+        return resolverErrorNumber(EAI_OVERFLOW);
     const bool isNumeric = (flags & QX_NI_NUMERICHOST) != 0;
     if (host != nullptr && isNumeric) {
         if (const int error = numericHost(place, host, hostCapacity))
