@@ -156,6 +156,8 @@ TEST(SystemName, IsConvertedAsItIsOrRefused) {
         }
     }
     EXPECT_EQ(fromSystemName(nullptr), String());
+    const String longest(u'a', 20'000'000); // values of INI files are converted in the same way
+    EXPECT_EQ(toSystemName(longest).size(), 20'000'000u);
     const CurrentFolder folder;
     fs::create_directory("\xFF");
     fs::current_path("\xFF");
