@@ -542,8 +542,12 @@ TEST_F(IniKeptLinesTest, TakesValuesAsWhatIsAskedFor) {
     EXPECT_EQ(get("Yes", false) + get("oFF", true) + get("2", true), "true false ? ");
     EXPECT_EQ(get("1min 30s", seconds()) + get("2h", minutes()) + get("1500 ms", seconds()) +
                   get("1500ms", milliseconds()) + get("90", seconds()) + get("0", seconds()) +
-                  get("200000d", seconds()) + get("1s x", seconds()),
-              "90 120 ? 1500 ? 0 ? ? ");
+                  get("200000d", seconds()) + get("106752d", nanoseconds()) +
+                  get("1s x", seconds()),
+              "90 120 ? 1500 ? 0 17280000000 ? ? ");
+    EXPECT_EQ(get("3000000h 60min", hours()) + get("9223372036854775807s", seconds()) +
+                  get("9223372036854775807s 1s", seconds()),
+              "3000001 9223372036854775807 ? ");
 }
 
 } // namespace

@@ -71,7 +71,7 @@ std::optional<double> realOf(TextView text, double most) {
     return value && std::isfinite(*value) && std::abs(*value) > most ? std::nullopt : value;
 }
 
-std::optional<int64_t> timeOf(TextView text) {
+std::optional<Nanoseconds> nanosecondsOf(TextView text) {
     constexpr std::pair<std::string_view, int64_t> units[] = {
         {"d", 86'400'000'000'000},
         {"h", 3'600'000'000'000},
@@ -87,8 +87,8 @@ std::optional<int64_t> timeOf(TextView text) {
         rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
     };
     if (rest == "0")
-        return 0;
-    int64_t sum = 0;
+        return Nanoseconds{0};
+    Nanoseconds sum = 0;
     do {
         int64_t count = 0;
         const char* const end = rest.data() + rest.size();
@@ -100,8 +100,8 @@ std::optional<int64_t> timeOf(TextView text) {
         const auto name = rest.substr(0, rest.find_first_not_of("dhimnsu"));
         const auto unit =
             std::ranges::find(units, name, &std::pair<std::string_view, int64_t>::first);
-        if (unit == std::end(units) || __builtin_mul_overflow(count, unit->second, &count) ||
-            __builtin_add_overflow(sum, count, &sum))
+        if (unit == std::end(units) ||
+            __builtin_add_overflow(sum, Nanoseconds{count} * unit->second, &sum))
             return std::nullopt;
         rest.remove_prefix(name.size());
         skipBlanks();

@@ -29,8 +29,9 @@ QX_API std::optional<bool> truthOf(TextView text);
 QX_API std::optional<int64_t> signedOf(TextView text, int64_t least, int64_t most);
 QX_API std::optional<uint64_t> unsignedOf(TextView text, uint64_t most);
 QX_API std::optional<double> realOf(TextView text, double most);
-/// Nanoseconds.
-QX_API std::optional<int64_t> timeOf(TextView text);
+/// Wider than a count of any type, so that each gets what it can hold.
+__extension__ using Nanoseconds = __int128;
+QX_API std::optional<Nanoseconds> nanosecondsOf(TextView text);
 
 /// The names of the place, the value and what it should be.
 /// @throws IniFileException with VALUE_NOT_UNDERSTOOD
@@ -57,15 +58,16 @@ namespace detail {
 
 /// Nothing for a time between two counts, or out of their range.
 template <sync::Duration T>
-std::optional<T> durationOf(int64_t nanoseconds) {
+std::optional<T> durationOf(Nanoseconds nanoseconds) {
     using Count = typename T::rep;
     using Factor = std::ratio_divide<std::nano, typename T::period>;
     if constexpr (std::floating_point<Count>) {
         return T(static_cast<Count>(nanoseconds) * Factor::num / Factor::den);
     } else {
+        const Nanoseconds units = nanoseconds / Factor::den;
         int64_t count = 0;
-        if (nanoseconds % Factor::den != 0 ||
-            __builtin_mul_overflow(nanoseconds / Factor::den, int64_t{Factor::num}, &count) ||
+        if (nanoseconds % Factor::den != 0 || units > std::numeric_limits<int64_t>::max() ||
+            __builtin_mul_overflow(static_cast<int64_t>(units), int64_t{Factor::num}, &count) ||
             !std::in_range<Count>(count))
             return std::nullopt;
         return T(static_cast<Count>(count));
@@ -80,7 +82,7 @@ std::optional<T> settingOf(TextView text) {
     } else if constexpr (std::same_as<T, bool>) {
         return truthOf(text);
     } else if constexpr (sync::Duration<T>) {
-        const auto time = timeOf(text);
+        const auto time = nanosecondsOf(text);
         return time ? durationOf<T>(*time) : std::nullopt;
     } else if constexpr (std::floating_point<T>) {
         const auto value = realOf(text, std::numeric_limits<T>::max());
