@@ -43,8 +43,8 @@ QX_API int64_t QXTimeGetTicks(void);
 /// program says otherwise; the day of the week is computed from the date. @p text has room for @p
 /// capacity units. Returns the number of units with the 0 unit behind them, or 0 on failure;
 /// QXResultFromNative then tells why: 0x80070057 for a null pointer and for a time that does not
-/// exist, 0x800700CE for a text that is too long. @p isLong: not 0 for a date with names of month
-/// and day.
+/// exist, 0x800700CE for a text that is too long; @p text is then empty. @p isLong: not 0 for a
+/// date with names of month and day.
 QX_API int32_t QXTimeGetDateText(const STRUCT_QX_TIME* time, int32_t isLong, char16_t* text,
                                  int32_t capacity);
 /// The same for the time of day.

@@ -112,7 +112,7 @@ tm brokenDown(const STRUCT_QX_TIME& time) {
     return result;
 }
 
-/// Number of units written with the 0 unit; 0 with errno when they are too many.
+/// Number of units written with the 0 unit; 0 with errno, and no text, when they are too many.
 int32_t copyAsUnits(std::wstring_view source, char16_t* text, int32_t capacity) {
     int32_t length = 0;
     const auto put = [&](uint32_t unit) {
@@ -132,6 +132,7 @@ int32_t copyAsUnits(std::wstring_view source, char16_t* text, int32_t capacity) 
     put(0);
     if (length <= capacity)
         return length;
+    text[0] = 0;
     errno = ENAMETOOLONG;
     return 0;
 }
