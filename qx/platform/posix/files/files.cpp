@@ -194,6 +194,9 @@ int32_t QXFileWrite(QXHandle handle, const void* buffer, int32_t length, int32_t
 int32_t QXFileWriteAll(QXHandle handle, const void* buffer, int32_t length, int32_t* bytesWritten) {
     if (bytesWritten == nullptr)
         return result::NullPointer;
+    *bytesWritten = 0;
+    if (length < 0)
+        return result::InvalidArgument;
     const auto* const bytes = static_cast<const char*>(buffer);
     off_t begin = -1;
     int32_t result = result::Ok;
