@@ -23,8 +23,13 @@ namespace {
 constexpr int64_t NanosecondsInSecond = 1'000'000'000;
 constexpr uint32_t PermissionBits = 0777;
 
+/// The nearest number for a time that 64 bits cannot count, before 1677 or after 2262.
 int64_t nanoseconds(const timespec& time) noexcept {
-    return int64_t{time.tv_sec} * NanosecondsInSecond + time.tv_nsec;
+    int64_t count = 0;
+    if (__builtin_mul_overflow(int64_t{time.tv_sec}, NanosecondsInSecond, &count) ||
+        __builtin_add_overflow(count, int64_t{time.tv_nsec}, &count))
+        return time.tv_sec < 0 ? INT64_MIN : INT64_MAX;
+    return count;
 }
 
 int64_t now() noexcept {
@@ -125,7 +130,7 @@ void QXFileReplacement::giveTime() const {
     // same size would pass unnoticed.
     int64_t time = now();
     if (m_exists)
-        time = std::max(time, nanoseconds(m_old.st_mtim) + 1);
+        time = std::max(time, std::min(nanoseconds(m_old.st_mtim), INT64_MAX - 1) + 1);
     timespec stamp;
     stamp.tv_sec = time / NanosecondsInSecond;
     stamp.tv_nsec = time % NanosecondsInSecond;
@@ -178,8 +183,8 @@ int32_t QXFileIsStateSettled(const QXFileState* state) {
     constexpr int64_t CoarseTick = 2 * NanosecondsInSecond;
     const int64_t tick = state->modified % NanosecondsInSecond == 0 ? CoarseTick : Tick;
     // A time in the future, which somebody set, says nothing; but then a change gives another one.
-    const int64_t age = now() - state->modified;
-    return age < -CoarseTick || age > tick;
+    int64_t age = 0;
+    return __builtin_sub_overflow(now(), state->modified, &age) || age < -CoarseTick || age > tick;
 }
 
 int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
