@@ -11,7 +11,7 @@ fails 2 "unknown command lst $usage" lst
 fails 2 "wrong number of arguments for clean $usage" clean x
 fails 2 "wrong number of arguments for list $usage" list a b
 fails 2 "--count does not go with list $usage" list --count 1
-fails 2 "--interval takes a number from 1, not 1s $usage" watch --interval 1s
+fails 2 "--interval takes a number from 1 to 2147483647, not 1s $usage" watch --interval 1s
 fails 1 "$own: no object of that name" list "$own"
 equal "nothing to watch" "$("$qxipc" watch "$own" --count 1)" nothing
 equal "the same in JSON" "$("$qxipc" watch "$own" --count 1 --json)" '[]'

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -97,9 +98,9 @@ int32_t Program::numberOf(const CommandLineParser& parser, const String& option,
     const String text = parser.getValueString(option, 0);
     const std::optional<int32_t> number = text.toInt();
     if (!number || *number < least)
-        throw usage(
-            (u"--" + option + u" takes a number from " + String::valueOf(least) + u", not " + text)
-                .toUtf8());
+        throw usage(String::format(u"--{0} takes a number from {1} to {2}, not {3}", option, least,
+                                   std::numeric_limits<int32_t>::max(), text)
+                        .toUtf8());
     return *number;
 }
 
