@@ -157,6 +157,15 @@ void pingPongPeer(benchmark::State& state) {
     pingPong<Peer, [](Peer& s) { s.acquire(); }, [](Peer& s) { s.release(); }>(state);
 }
 
+template <class Lock>
+void makeAndEnd(benchmark::State& state) {
+    for (auto _ : state) {
+        Lock lock;
+        benchmark::DoNotOptimize(&lock);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 BENCHMARK(exclusive<Mutex>)->Name("mutex/qx");
 BENCHMARK(mutexThroughLockObject)->Name("mutex/qx::LockObject");
 BENCHMARK(exclusive<std::mutex>)->Name("mutex/std");
@@ -164,6 +173,9 @@ BENCHMARK(exclusive<std::recursive_mutex>)->Name("mutex/std::recursive");
 #ifdef QX_BENCH_HAVE_QT
 BENCHMARK(exclusive<QMutex>)->Name("mutex/QMutex");
 #endif
+
+BENCHMARK(makeAndEnd<Mutex>)->Name("make-mutex/qx");
+BENCHMARK(makeAndEnd<std::recursive_mutex>)->Name("make-mutex/std::recursive");
 
 BENCHMARK(semaphoreQx)->Name("semaphore/qx");
 BENCHMARK(semaphorePeer<std::counting_semaphore<>>)->Name("semaphore/std");
