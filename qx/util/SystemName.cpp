@@ -1,7 +1,9 @@
 #include "qx/util/SystemName.h"
 
 #include <iterator>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
@@ -19,20 +21,39 @@ int32_t narrow(const String& text, std::string& bytes) {
     return resultOf([&] { bytes = detail::narrowed(text); });
 }
 
-String decoded(const char* name) {
+/// Name of the default encoding.
+class DefaultEncoding {
+public:
+    DefaultEncoding() {
+        throwIfFailed(QXGetDefaultCharEncoding(m_name, static_cast<int32_t>(std::size(m_name))));
+    }
+    std::u16string_view name() const { return m_name; }
+
+private:
+    char16_t m_name[40] = {};
+};
+
+/// Nothing for what is no text in the default encoding.
+std::optional<String> decoded(const char* name) {
     try {
-        return String(name);
+        // What its decoder takes here is exactly what its encoder writes.
+        if (DefaultEncoding().name() == u"UTF-8")
+            return String(std::string_view(name));
+        String text(name);
+        std::string bytes;
+        const int32_t result = narrow(text, bytes);
+        if (result != result::UnmappableCharacter)
+            throwIfFailed(result);
+        return result >= 0 && bytes == name ? std::optional(std::move(text)) : std::nullopt;
     } catch (const text::charset::InvalidCharacterException&) {
-        return {}; // one of those that no replacement stands for
+        return std::nullopt; // no replacement stands for it
     }
 }
 
 [[noreturn]] void refuse(const String& name, const char16_t* why) {
-    char16_t encoding[40] = {};
-    throwIfFailed(QXGetDefaultCharEncoding(encoding, static_cast<int32_t>(std::size(encoding))));
     // A description of units up to a 0 would not show all of the name.
     throw ResultException(result::UnmappableCharacter,
-                          String(u'"' + name + u'"').append(why).append(encoding));
+                          String(u'"' + name + u'"').append(why).append(DefaultEncoding().name()));
 }
 
 } // namespace
@@ -49,13 +70,10 @@ std::string toSystemName(const String& name) {
 String fromSystemName(const char* name) {
     if (name == nullptr)
         return {};
-    const String text = decoded(name);
-    std::string bytes;
-    const int32_t result = narrow(text, bytes);
-    if (result == result::UnmappableCharacter || (result >= 0 && bytes != name))
+    std::optional<String> text = decoded(name);
+    if (!text)
         refuse(text::charset::detail::shownBytes(name), u" is no text in the default encoding ");
-    throwIfFailed(result);
-    return text;
+    return *std::move(text);
 }
 
 void FileName::setSystemName(const std::string& name) {

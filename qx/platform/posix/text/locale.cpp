@@ -94,10 +94,11 @@ bool isMissing(const char* codeSet) noexcept {
     return std::strcmp(codeSet, Utf8) != 0 && !isAscii(codeSet) && !s_codecs.find(codeSet);
 }
 
-/// Name of the default encoding.
+/// Name of the default encoding; the constant when it is UTF-8.
 const char* defaultEncoding() noexcept {
     const char* const codeSet = ::nl_langinfo(CODESET);
-    return isAscii(codeSet) || isMissing(codeSet) ? Utf8 : codeSet;
+    const bool isUtf8 = std::strcmp(codeSet, Utf8) == 0 || isAscii(codeSet) || isMissing(codeSet);
+    return isUtf8 ? Utf8 : codeSet;
 }
 
 /// Bytes into a buffer that keeps room for the terminating 0.
@@ -109,14 +110,43 @@ public:
     ByteSink(const ByteSink&) = delete;
     ByteSink& operator=(const ByteSink&) = delete;
 
-    /// All of @p bytes, or none: false when they do not fit.
-    bool put(std::string_view bytes) {
-        if (bytes.size() > m_left)
+    /// False when it does not fit.
+    bool put(char byte) {
+        if (m_left == 0)
             return false;
-        std::memcpy(m_at, bytes.data(), bytes.size());
-        m_at += bytes.size();
-        m_left -= bytes.size();
+        *m_at = byte;
+        advance(1);
         return true;
+    }
+
+    /// Those of the ASCII units at the start of @p text that fit: how many.
+    size_t putAscii(std::u16string_view text) {
+        using Units [[gnu::vector_size(16)]] = uint16_t;
+        using Bytes [[gnu::vector_size(8)]] = uint8_t;
+        constexpr size_t Step = sizeof(Bytes);
+        char* const to = m_at;
+        const size_t most = std::min(text.size(), m_left);
+        size_t count = 0;
+        for (; count + Step <= most; count += Step) {
+            Units units;
+            uint64_t halves[2];
+            std::memcpy(&units, text.data() + count, sizeof(units));
+            std::memcpy(halves, &units, sizeof(units));
+            if (((halves[0] | halves[1]) & 0xFF80'FF80'FF80'FF80u) != 0)
+                break;
+            const auto bytes = __builtin_convertvector(units, Bytes);
+            std::memcpy(to + count, &bytes, Step);
+        }
+        for (; count < most && text[count] <= 0x7F; ++count)
+            to[count] = static_cast<char>(text[count]);
+        advance(count);
+        return count;
+    }
+
+    /// Counts bytes that were written to the position.
+    void advance(size_t count) {
+        m_at += count;
+        m_left -= count;
     }
 
     char*& position() { return m_at; }
@@ -134,7 +164,7 @@ bool isPair(std::u16string_view text) {
 }
 
 int32_t toUtf8(std::u16string_view text, ByteSink& sink) {
-    while (!text.empty()) {
+    for (text.remove_prefix(sink.putAscii(text)); !text.empty();) {
         char32_t point = text[0];
         size_t units = 1;
         if (isPair(text)) {
@@ -143,11 +173,13 @@ int32_t toUtf8(std::u16string_view text, ByteSink& sink) {
         } else if (isSurrogate(text[0])) {
             return result::UnmappableCharacter;
         }
-        uint8_t bytes[4];
-        const auto* const end = platform::writeUtf8(point, bytes);
-        if (!sink.put({reinterpret_cast<const char*>(bytes), static_cast<size_t>(end - bytes)}))
+        const size_t length = platform::utf8Length(point);
+        if (length > sink.left())
             return result::BufferTooSmall;
+        platform::writeUtf8(point, reinterpret_cast<uint8_t*>(sink.position()));
+        sink.advance(length);
         text.remove_prefix(units);
+        text.remove_prefix(sink.putAscii(text));
     }
     return result::Ok;
 }
@@ -156,8 +188,7 @@ int32_t toLatin1(std::u16string_view text, ByteSink& sink) {
     for (const char16_t unit : text) {
         if (unit > 0xFF)
             return result::UnmappableCharacter;
-        const char byte = static_cast<char>(unit);
-        if (!sink.put({&byte, 1}))
+        if (!sink.put(static_cast<char>(unit)))
             return result::BufferTooSmall;
     }
     return result::Ok;
@@ -199,7 +230,7 @@ int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int3
                                           : std::u16string_view(text, static_cast<size_t>(length));
     const char* const name = defaultEncoding();
     ByteSink sink(buffer, capacity);
-    if (std::strcmp(name, Utf8) == 0)
+    if (name == Utf8)
         return toUtf8(units, sink);
     if (std::strcmp(name, "ISO-8859-1") == 0)
         return toLatin1(units, sink);
