@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include <qx/core/Exception.h>
+#include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/files.h>
 #include <qx/util/PathNormalizer.h>
 #include <qx/util/SystemName.h>
@@ -15,6 +16,7 @@ namespace qx::util {
 namespace {
 
 using detail::textOf;
+using qx::detail::findUnit;
 
 /// A path of the system as text, with backslashes.
 String decoded(const std::string& path) {
@@ -119,12 +121,14 @@ String FilePath::getTempDir() { return decodedFolder(textOf(QXGetTempDirectory))
 
 void FilePath::normalize() {
     const std::u16string_view given = m_path.view();
-    std::u16string path(given.substr(0, given.find(u'\0')));
-    std::ranges::replace(path, u'/', dirDelim);
+    std::u16string path(given.substr(0, findUnit(given, u'\0')));
+    std::ranges::transform(path, path.begin(),
+                           [](char16_t unit) { return unit == u'/' ? dirDelim : unit; });
 
     std::size_t root = 0;
-    if (const std::size_t colon = path.find(u':', 1); colon != path.npos) {
-        if (colon != 1)
+    const auto behindFirst = std::u16string_view(path).substr(path.empty() ? 0 : 1);
+    if (const std::size_t colon = findUnit(behindFirst, u':'); colon != path.npos) {
+        if (colon != 0)
             throw withDetail(InvalidPathException(u"invalid drive"_qs), m_path);
         root = 2;
     } else if (path.size() > 2 && path.starts_with(s_UNCLead)) {
@@ -133,14 +137,13 @@ void FilePath::normalize() {
     if (root < path.size() && path[root] == dirDelim)
         ++root;
 
-    String normal = String(path.data(), static_cast<int32_t>(root));
     const auto rest = std::u16string_view(path).substr(root);
-    const String clean = PathNormalizer(PathNormalizer::SLASH_DEFAULT).normalize(String(rest));
+    const String held(rest.data(), String::AM_WRAP, static_cast<int32_t>(rest.size()));
+    const String clean = PathNormalizer(PathNormalizer::SLASH_DEFAULT).normalize(held);
     // A separator that the rest did not begin with is left of segments that cancelled each other
     // out: it must not become a root, or part of one.
     const bool isLeft = clean.view().starts_with(dirDelim) && !rest.starts_with(dirDelim);
-    normal.append(clean.view().substr(isLeft ? 1 : 0));
-    m_path = normal;
+    m_path = path.replace(root, rest.size(), clean.view().substr(isLeft ? 1 : 0));
     m_rootLength = static_cast<int32_t>(root);
 }
 

@@ -3,10 +3,15 @@
 #include <string_view>
 
 #include <qx/core/Exception.h>
+#include <qx/core/detail/FindEither.h>
+#include <qx/core/detail/UnitSearch.h>
 
 namespace qx::util {
 
 namespace {
+
+using qx::detail::findEither;
+using qx::detail::findUnit;
 
 enum UnitClass : uint8_t { Dot, Separator, Other, Nul };
 
@@ -79,15 +84,24 @@ void PathNormalizer::setSlashType(SLASH_TYPE type) {
 }
 
 String PathNormalizer::normalize(const String& path) {
-    const char16_t* const units = path.getData();
-    const int32_t length = path.getLength();
+    std::u16string_view text = path.view();
+    text = text.substr(0, findUnit(text, u'\0'));
+    const char16_t* const units = text.data();
+    const auto length = static_cast<int32_t>(text.size());
     m_output.clear();
-    m_output.reserve(static_cast<std::size_t>(length));
+    m_output.reserve(text.size());
     m_state = Start;
-    for (m_position = 0; m_position < length && m_state != End; ++m_position)
+    for (m_position = 0; m_position < length; ++m_position) {
         nextState(units[m_position]);
-    if (m_state != End)
-        nextState(0);
+        if (m_state != InName)
+            continue;
+        // What is left of the name leads nowhere else.
+        const char16_t* const rest = units + m_position + 1;
+        const int32_t count = findEither<u'/', u'\\'>(rest, length - m_position - 1);
+        m_output.append(rest, static_cast<std::size_t>(count));
+        m_position += count;
+    }
+    nextState(0);
     return String(m_output);
 }
 
@@ -117,7 +131,8 @@ void PathNormalizer::writePending() {
     const StateRow& state = s_states[m_state];
     if (state.pendingSeparator)
         m_output += m_separator;
-    m_output.append(state.pendingDots, u'.');
+    for (int dots = state.pendingDots; dots > 0; --dots)
+        m_output += u'.';
 }
 
 void PathNormalizer::finish() {
