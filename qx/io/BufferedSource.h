@@ -17,6 +17,19 @@
 
 namespace qx::io {
 
+class InputStream;
+class Reader;
+
+namespace detail {
+
+/// True for a file of which a read never waits, so that whoever has something to deliver need not
+/// ask first what is available, which takes two calls of the system. At the end the read itself
+/// tells that nothing is.
+bool neverWaits(InputStream& in) noexcept;
+inline bool neverWaits(Reader&) noexcept { return false; }
+
+} // namespace detail
+
 /// A source read through a buffer, with mark and reset: the common part of BufferedInputStream
 /// (signed char) and BufferedReader (char16_t). Counts, positions and limits are in units of
 /// @p Unit. Never calls the wrapped source's single read, skip, mark or reset.
@@ -173,7 +186,7 @@ int32_t BufferedSource<Base, Unit>::deliver(Unit* to, int32_t length, int32_t& d
     for (;;) {
         const int32_t wanted = length - delivered;
         if (isExhausted()) {
-            if (delivered > 0 && m_in->available() == 0)
+            if (delivered > 0 && !detail::neverWaits(*m_in) && m_in->available() == 0)
                 return 0;
             if (wanted >= m_size && m_markPosition < 0 && !m_unwanted) {
                 m_failure.raise();

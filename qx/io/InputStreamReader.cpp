@@ -4,8 +4,10 @@
 #include <cstring>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 #include <qx/core/Required.h>
+#include <qx/io/BufferedSource.h>
 #include <qx/io/IoException.h>
 #include <qx/io/MovedLength.h>
 #include <qx/io/detail/SourceDefaults.h>
@@ -44,6 +46,7 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
     if (m_detectsMark)
         detectMark();
     bool stalled = false;
+    bool tookAll = false; // by the last read, which had room for more
     while (produced < length) {
         if (m_position < m_count && !stalled) {
             convertToFault(to, produced, length);
@@ -52,9 +55,13 @@ void InputStreamReader::convertInto(char16_t* to, int32_t& produced, int32_t len
             if (stalled && produced < length && convertBeyond(to, produced, length))
                 return;
         } else if (!m_endOfInput && makeRoom()) {
-            if (produced > 0 && availableBytes() == 0)
+            const bool isAtHand = produced > 0 && detail::neverWaits(*m_in);
+            if (produced > 0 && (isAtHand ? tookAll : availableBytes() == 0))
                 return;
             readBytes();
+            tookAll = m_count < m_size;
+            if (isAtHand && std::exchange(m_endOfInput, false))
+                return; // nothing was available
             stalled = stalled && m_endOfInput;
         } else if (m_position == m_count) {
             m_converter->flush(to, &produced, length);

@@ -142,6 +142,24 @@ TEST_F(FileStream, ReadsUntilTheEnd) {
     EXPECT_GT(FileInputStream(u"/proc/self/status").skip(INT32_MAX), 100) << "of no size";
 }
 
+TEST_F(FileStream, FiltersReadAllThatThereIsAndOnWhereTheFileGrows) {
+    for (const int32_t length : {100, 8192, 16384}) { // the buffers have 8192
+        setContent(std::string(length, 'x'));
+        InputStreamReader text(makeReference<FileInputStream>(name()), u"ASCII");
+        BufferedInputStream bytes(makeReference<FileInputStream>(name()));
+        char16_t units[20000];
+        char place[20000];
+        EXPECT_EQ(text.read(units, 20000), length);
+        EXPECT_EQ(bytes.read(), 'x');
+        EXPECT_EQ(bytes.read(place, 20000), length - 1);
+        setContent(std::string(length + 3, 'x'));
+        for (const int32_t read : {3, -1}) {
+            EXPECT_EQ(text.read(units, 20000), read);
+            EXPECT_EQ(bytes.read(place, 20000), read);
+        }
+    }
+}
+
 TEST_F(FileStream, ReportsWhatCannotBeOpened) {
     expectEach(qx::result::NotFound, {[&] { FileInputStream in(name("missing")); },
                                       [&] { FileOutputStream(name("no/folder"), 0u); }});

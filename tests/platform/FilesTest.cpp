@@ -84,7 +84,7 @@ TEST_F(FilesTest, CallsRefuseWhatMakesNoSense) {
     int32_t count = 7;
     int64_t size = 7;
     for (const QXHandle handle :
-         {None, QXHandle{0x7FFFFFFF}, QXHandle{1} << 33, QXHandle{3} << 32, QXHandle{1} << 31}) {
+         {None, QXHandle{0x7FFFFFFF}, QXHandle{1} << 33, QXHandle{5} << 32, QXHandle{1} << 31}) {
         expectEach(result::InvalidHandle,
                    {QXFileRead(handle, &byte, 1, &count), QXFileWrite(handle, &byte, 1, &count),
                     QXFileSeek(handle, 0, QX_FILE_FROM_START, &size), QXFileGetSize(handle, &size),

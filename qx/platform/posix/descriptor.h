@@ -14,9 +14,12 @@ namespace qx::platform {
 /// Set above the descriptor in the handle of a regular file, whose writes raise no SIGPIPE and so
 /// need no system call that finds out what is written to.
 constexpr QXHandle RegularFile = QXHandle{1} << 32;
+/// Set beside it when the file had bytes as it was opened. Of others the system may make them up
+/// while it is read, and wait for them.
+constexpr QXHandle FilledFile = QXHandle{1} << 33;
 
 inline bool isRegularFile(QXHandle handle) noexcept {
-    return (handle & ~QXHandle{INT_MAX}) == RegularFile;
+    return (handle & ~(FilledFile | INT_MAX)) == RegularFile;
 }
 
 /// The descriptor in a handle; -1, which every system call refuses, for what cannot be one.

@@ -140,7 +140,9 @@ int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* ha
         if ((flags & QX_FILE_AT_END) != 0 && ::lseek(file.get(), 0, SEEK_END) < 0 &&
             errno != ESPIPE)
             return lastResult();
-        *handle = file.release() | (S_ISREG(status.st_mode) ? RegularFile : 0);
+        *handle = file.release();
+        if (S_ISREG(status.st_mode))
+            *handle |= RegularFile | (status.st_size > 0 ? FilledFile : 0);
         return result::Ok;
     });
 }
@@ -254,6 +256,10 @@ int32_t QXFileAvailable(QXHandle handle, int32_t* available) {
     if (int waiting = 0; ::ioctl(descriptor, FIONREAD, &waiting) == 0)
         *available = clampToInt32(waiting);
     return result::Ok;
+}
+
+int32_t QXFileNeverWaits(QXHandle handle) {
+    return isRegularFile(handle) && (handle & FilledFile) != 0 ? 1 : 0;
 }
 
 int32_t QXFileRemove(const char* path) {
