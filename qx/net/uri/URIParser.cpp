@@ -97,6 +97,11 @@ bool isAddress(Text text) {
                              detail::findUnescaped(name) == name.npos));
 }
 
+/// The same text, for a setter that copies it.
+String wrapped(Text text) {
+    return String(text.data(), String::AM_WRAP, static_cast<int32_t>(text.size()));
+}
+
 /// Reads a text into an empty URI. What returns false has noted the reason and the place.
 class Parser {
 public:
@@ -159,7 +164,7 @@ private:
         if (length != end)
             return refuse(rest.substr(length),
                           u"a scheme has letters, digits, \"+\", \"-\" and \".\" only");
-        m_uri.setScheme(String(rest.substr(0, end)));
+        m_uri.setScheme(wrapped(rest.substr(0, end)));
         rest.remove_prefix(end + 1);
         return true;
     }
@@ -167,7 +172,7 @@ private:
     bool readOpaquePart(Text part) {
         if (!isEscaped(part))
             return false;
-        m_uri.setSchemeSpecificPart(String(part), false);
+        m_uri.setSchemeSpecificPart(wrapped(part), false);
         return true;
     }
 
@@ -177,7 +182,10 @@ private:
             const Text user = authority.substr(0, at);
             if (!isEscaped(user))
                 return false;
-            m_uri.setUserInfo(String(user), false);
+            const size_t colon = user.find(u':');
+            m_uri.setUser(wrapped(user.substr(0, colon)), false);
+            if (colon != user.npos)
+                m_uri.setPassword(wrapped(user.substr(colon + 1)), false);
             authority.remove_prefix(at + 1);
             const size_t second = authority.find(u'@');
             if (second != authority.npos)
@@ -193,7 +201,7 @@ private:
         const size_t zero = host.find(u"%00");
         if (zero != host.npos)
             return refuse(host.substr(zero), u"a host has no U+0000");
-        m_uri.setHost(String(host), false);
+        m_uri.setHost(wrapped(host), false);
         return rest.empty() || readPort(rest.substr(1));
     }
 
@@ -239,9 +247,9 @@ private:
         if (!isEscaped(rest))
             return false;
         if (!path.empty())
-            m_uri.setPath(String(path.substr(1)), false);
+            m_uri.setPath(wrapped(path.substr(1)), false);
         if (path.size() < rest.size())
-            m_uri.setQuery(String(rest.substr(path.size() + 1)), false);
+            m_uri.setQuery(wrapped(rest.substr(path.size() + 1)), false);
         return true;
     }
 

@@ -61,7 +61,7 @@ Reference<Map> copyOf(Map& from) {
 
 QueryPairs::QueryPairs(const QueryPairs& other)
     : m_pairs(other.m_pairs ? copyOf(*other.m_pairs) : nullptr), m_unread(other.m_unread),
-      m_ordered(other.m_ordered) {}
+      m_keepsOrder(other.m_keepsOrder), m_ordered(other.m_ordered) {}
 
 void QueryPairs::putText(std::u16string_view text) {
     if (!m_unread.isEmpty())
@@ -80,10 +80,11 @@ void QueryPairs::put(const String& key, const String& value) {
     // Not the texts themselves: they may lie in memory that somebody else changes.
     const auto ownKey = makeReference<QueryKey>(key.view());
     const auto ownValue = makeReference<String>(value.view());
-    if (!m_ordered) {
+    if (!m_keepsOrder) {
         table().put(ownKey, ownValue);
         return;
     }
+    makeOrdered();
     const auto [first, count] = placesOf(*m_ordered, *ownKey);
     if (count == 0 && m_ordered->size() == m_ordered->capacity())
         m_ordered->reserve(2 * m_ordered->size() + 1);
@@ -109,6 +110,8 @@ std::optional<std::u16string_view> QueryPairs::find(const String& key) const {
 
 bool QueryPairs::removeLast(const String& key) {
     const QueryKey sought(key);
+    if (m_keepsOrder)
+        makeOrdered();
     const Places places = m_ordered ? placesOf(*m_ordered, sought) : Places{};
     const bool isRemoved = table().remove(&sought) != nullptr;
     if (places.count == 1)
@@ -121,8 +124,7 @@ bool QueryPairs::removeLast(const String& key) {
 void QueryPairs::clear() {
     const bool hasGrown =
         !shortQuery() && hashMapOf(table()).getCapacity() != HashMap::DEFAULT_CAPACITY;
-    if (m_ordered)
-        m_ordered->clear();
+    m_ordered.reset();
     if (hasGrown)
         return m_pairs->clear();
     m_pairs.reset(); // so that a short text needs none again
@@ -140,6 +142,8 @@ QueryPairs::Map& QueryPairs::table() const {
     if (!m_pairs)
         m_pairs = newTable();
     if (!m_unread.isEmpty()) {
+        if (m_keepsOrder)
+            makeOrdered();
         const std::u16string_view text = m_unread.view();
         if (ShortQuery::hasFewPieces(text)) {
             forEachPiece(text, [&](std::u16string_view key, std::u16string_view value) {
@@ -151,6 +155,17 @@ QueryPairs::Map& QueryPairs::table() const {
         m_unread = String();
     }
     return *m_pairs;
+}
+
+/// Makes the list of the pairs in their order, which are all in the unread text until then.
+void QueryPairs::makeOrdered() const {
+    if (m_ordered)
+        return;
+    Ordered ordered;
+    forEachPiece(m_unread.view(), [&](std::u16string_view key, std::u16string_view value) {
+        ordered.emplace_back(key, value);
+    });
+    m_ordered = std::move(ordered);
 }
 
 /// The same result by way of an ordered index. Whoever writes the text may choose keys that share

@@ -25,7 +25,7 @@ public:
     QueryPairs& operator=(const QueryPairs&) = delete;
 
     /// Keeps the order of pairs that are put from now on. Called before the first one.
-    void keepOrder() { m_ordered.emplace(); }
+    void keepOrder() { m_keepsOrder = true; }
     /// Puts the pairs of a query text: linear in its length, whatever the keys are.
     void putText(std::u16string_view text);
     void put(const String& key, const String& value);
@@ -42,6 +42,8 @@ public:
         if (m_ordered) {
             for (const auto& [key, value] : *m_ordered)
                 visit(key.view(), value.view());
+        } else if (m_keepsOrder) {
+            forEachPiece(m_unread.view(), visit);
         } else if (const auto query = shortQuery()) {
             query->forEach(visit);
         } else {
@@ -66,13 +68,16 @@ private:
     std::optional<ShortQuery> shortQuery() const;
     Map& table() const;
     void readMany(std::u16string_view text) const;
+    void makeOrdered() const;
 
     /// Null until it is needed.
     mutable Reference<Map> m_pairs;
     /// Text of pairs that are still to be put.
     mutable String m_unread;
-    /// Where the order is kept, all pairs, a key as often as texts have it.
-    std::optional<std::vector<std::pair<QueryKey, String>>> m_ordered;
+    bool m_keepsOrder = false;
+    /// Where the order is kept, all pairs, a key as often as texts have it. Nothing as long as all
+    /// of them are in the unread text.
+    mutable std::optional<std::vector<std::pair<QueryKey, String>>> m_ordered;
 };
 
 } // namespace qx::net::detail
