@@ -67,7 +67,8 @@ std::optional<uint64_t> unsignedOf(TextView text, uint64_t most) {
 }
 
 std::optional<double> realOf(TextView text, double most) {
-    const auto value = String(std::u16string_view(text)).toDouble();
+    const String wrapped(text.data(), String::AM_WRAP, static_cast<int32_t>(text.size()));
+    const auto value = wrapped.toDouble();
     return value && std::isfinite(*value) && std::abs(*value) > most ? std::nullopt : value;
 }
 
