@@ -1,4 +1,5 @@
-// Streams against their peers on 50 MiB of UTF-8 lines: lines as UTF-16, single bytes, printing.
+// Streams against their peers on 50 MiB of UTF-8 lines: lines as UTF-16, single bytes, printing,
+// opening.
 
 #include <cstdio>
 #include <cstdlib>
@@ -186,6 +187,22 @@ void BytesStreambuf(benchmark::State& state) {
     report(state);
 }
 
+void OpenFileInputStream(benchmark::State& state) {
+    const qx::String name = linesFile().name();
+    for (auto _ : state) {
+        qx::io::FileInputStream file(name);
+        benchmark::DoNotOptimize(file.getHandle());
+    }
+}
+
+void OpenFopen(benchmark::State& state) {
+    for (auto _ : state) {
+        std::FILE* const file = std::fopen(linesFile().path().c_str(), "re");
+        benchmark::DoNotOptimize(file);
+        std::fclose(file);
+    }
+}
+
 /// Lines of an integer, a short text and a floating-point number, to a file that discards them.
 constexpr int PrintedLines = 100'000;
 
@@ -229,6 +246,8 @@ BENCHMARK(BytesThroughBase<&qx::io::InputStream::read>)->Name("ReadByteThroughBa
 BENCHMARK(BytesStreambuf)->Name("ReadByteThroughBase/streambuf");
 BENCHMARK(BytesThroughBase<&qx::io::InputStream::next>)->Name("NextByteThroughBase/qx");
 BENCHMARK(BytesStreambuf)->Name("NextByteThroughBase/streambuf");
+BENCHMARK(OpenFileInputStream)->Name("OpenFile/qx");
+BENCHMARK(OpenFopen)->Name("OpenFile/fopen");
 BENCHMARK(PrintPrintWriter)->Name("Print/qx");
 BENCHMARK(PrintOstream)->Name("Print/ostream");
 
