@@ -47,6 +47,12 @@ std::size_t endOfShare(std::u16string_view path) {
     return end;
 }
 
+/// What stands behind the last backslash and the root.
+std::u16string_view nameIn(std::u16string_view path, int32_t rootLength) {
+    const std::size_t last = path.rfind(FilePath::dirDelim); // one more than npos is 0
+    return path.substr(std::max(last + 1, static_cast<std::size_t>(rootLength)));
+}
+
 } // namespace
 
 FilePath::FilePath(const String& path) : m_path(path) { normalize(); }
@@ -71,20 +77,16 @@ String FilePath::getParentPath() const {
     return m_path.getLength() > m_rootLength ? m_path.substring(0, m_rootLength) : String();
 }
 
-String FilePath::getName() const {
-    return m_path.substring(std::max(lastDelimiter() + 1, m_rootLength), -1);
-}
+String FilePath::getName() const { return String(nameIn(m_path.view(), m_rootLength)); }
 
 String FilePath::getBaseName() const {
-    const String name = getName();
-    const int32_t dot = name.lastIndexOf(u'.');
-    return dot < 0 ? name : name.substring(0, dot);
+    const auto name = nameIn(m_path.view(), m_rootLength);
+    return String(name.substr(0, name.rfind(u'.')));
 }
 
 String FilePath::getExtension() const {
-    const String name = getName();
-    const int32_t dot = name.lastIndexOf(u'.');
-    return dot < 0 ? String() : name.substring(dot, -1);
+    const auto name = nameIn(m_path.view(), m_rootLength);
+    return String(name.substr(std::min(name.rfind(u'.'), name.size())));
 }
 
 String FilePath::getChildPath(const String& name) const {
@@ -148,6 +150,9 @@ void FilePath::normalize() {
 }
 
 /// Index of the last backslash, or -1.
-int32_t FilePath::lastDelimiter() const { return m_path.lastIndexOf(dirDelim); }
+int32_t FilePath::lastDelimiter() const {
+    const std::size_t last = m_path.view().rfind(dirDelim);
+    return last == std::u16string_view::npos ? -1 : static_cast<int32_t>(last);
+}
 
 } // namespace qx::util
