@@ -172,6 +172,12 @@ TEST(Format, ShowsWhateverHasAText) {
         {String::format(u"{0:.2f}|{0:9.1f}|{0:.3}|{0:.0f}|{0:010.3e}", 1234.5678),
          "1234.57|   1234.6|1.23e+03|1235|01.235e+03"},
         {String::format(u"{0:06}|{1:6}", -INFINITY, NAN), "  -inf|   nan"},
+        // a layout holds for its place alone
+        {String::format(u"{0:5}{0}{0:5}{1}{0:5}{2}{0:5}{3}{0:5}{4}{0:5}{5}{0:5}{6}", 7, -8, 9u,
+                        true, u'c', u"d", "e"),
+         "    77    7-8    79    7true    7c    7d    7e"},
+        {String::format(u"{0:.1f}{0}{0:08.1f}{1}{0:.1f}{2}{3:x}{3}{3:08}{2}", 1.5, "a", number, 10),
+         "1.51.5000001.5a1.5-7a1000000010-7"},
         {String::formatValues(u"{1}", {u"a", u"b"}), "b"}, // where format would count from 0
     };
     for (const auto& [text, expected] : cases)

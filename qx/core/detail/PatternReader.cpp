@@ -128,6 +128,8 @@ bool PatternReader::nextOfTexts() noexcept {
 }
 
 void PatternReader::readBrace() {
+    if (!m_isPlain)
+        m_layout = {}; // of the place before
     const char16_t brace = m_pattern[m_at++];
     if (tryTake(brace)) {
         m_text = {m_text.data(), m_text.size() + 1};
@@ -157,12 +159,9 @@ void PatternReader::readBrace() {
     m_argument = &m_arguments[number];
     const Kind kind = m_argument->kind();
     m_isPlain = !hasLayout && kind != Kind::Real && kind != Kind::Object;
-    if (!hasLayout && !m_isPlain)
-        m_layout = {};
 }
 
 void PatternReader::readLayout() {
-    m_layout = {};
     if (tryTake(u'<'))
         m_layout.side = Layout::Side::Left;
     else if (tryTake(u'>'))
