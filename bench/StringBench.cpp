@@ -221,6 +221,11 @@ void valueOfQx(benchmark::State& state) {
 }
 BENCHMARK(valueOfQx)->Name("StringValueOfInt/qx");
 
+void formatQx(benchmark::State& state) {
+    printNumbers(state, [](int value) { return String::format(u"{0} of {1}", value, 1000); });
+}
+BENCHMARK(formatQx)->Name("StringFormatInts/qx");
+
 #ifdef QX_BENCH_HAVE_QT
 
 QString qString(const std::u16string& text) {
@@ -250,6 +255,11 @@ void numberQt(benchmark::State& state) {
     printNumbers(state, [](int value) { return QString::number(value); });
 }
 BENCHMARK(numberQt)->Name("StringValueOfInt/qt");
+
+void formatQt(benchmark::State& state) {
+    printNumbers(state, [](int value) { return QStringLiteral(u"%1 of %2").arg(value).arg(1000); });
+}
+BENCHMARK(formatQt)->Name("StringFormatInts/qt");
 
 #endif
 

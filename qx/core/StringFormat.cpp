@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <span>
 #include <vector>
 
 #include <qx/core/Exception.h>
@@ -58,20 +59,17 @@ private:
 
 String formatted(std::u16string_view pattern, detail::PatternRules rules,
                  const FormatArgument* arguments, size_t count) {
-    String text;
     detail::PatternReader pieces(pattern, rules, arguments, count);
+    String text(pieces.expectedLength());
     while (pieces.next()) {
         text.append(pieces.text());
-        const FormatArgument* const argument = pieces.argument();
-        if (argument && argument->kind() == FormatArgument::Kind::Text && pieces.isPlain())
-            text.append(argument->text());
-        else if (argument)
-            text.append(pieces.argumentText());
+        if (pieces.argument())
+            pieces.appendArgument(text);
     }
     return text;
 }
 
-String formattedTexts(TextView pattern, const std::vector<FormatArgument>& texts) {
+String formattedTexts(TextView pattern, std::span<const FormatArgument> texts) {
     return formatted(pattern, detail::PatternRules::TextsOnly, texts.data(), texts.size());
 }
 
@@ -117,7 +115,12 @@ String String::formatValues(TextView pattern, const FormatArgument* arguments, s
 }
 
 String String::formatTexts(TextView pattern, std::initializer_list<TextView> arguments) {
-    return formattedTexts(pattern, {arguments.begin(), arguments.end()});
+    FormatArgument few[8];
+    if (arguments.size() > std::size(few))
+        return formattedTexts(pattern,
+                              std::vector<FormatArgument>(arguments.begin(), arguments.end()));
+    std::copy(arguments.begin(), arguments.end(), few);
+    return formattedTexts(pattern, std::span(few, arguments.size()));
 }
 
 String String::formatv(TextView pattern, std::va_list arguments) {

@@ -5,9 +5,12 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <type_traits>
 
 #include <qx/core/Exception.h>
+#include <qx/core/detail/Decimal.h>
 #include <qx/core/detail/FindEither.h>
+#include <qx/platform/detail/HexDigits.h>
 
 namespace qx::detail {
 
@@ -27,41 +30,77 @@ std::optional<TextPlace> findPlace(std::u16string_view pattern, size_t at) noexc
     return findTextPlace(pattern, at, Limit);
 }
 
-/// Brings what was written at @p from to its width.
-void fillUp(String& out, int32_t from, const Layout& layout, Layout::Side usual) {
-    const int32_t missing = static_cast<int32_t>(layout.width) - (out.getLength() - from);
-    if (missing <= 0)
-        return;
-    if (layout.fillsWithZeros)
-        out.insert(from + (out[from] == u'-' ? 1 : 0), u'0', missing);
-    else if ((layout.side == Layout::Side::Default ? usual : layout.side) == Layout::Side::Right)
-        out.insert(from, u' ', missing);
-    else
-        out.append(u' ', missing);
+/// Appends the text of a number, brought to its width.
+void appendFilled(String& out, std::u16string_view text, const Layout& layout) {
+    const int32_t missing = static_cast<int32_t>(layout.width) - static_cast<int32_t>(text.size());
+    if (missing <= 0) {
+        out.append(text);
+    } else if (layout.fillsWithZeros) {
+        const size_t sign = text.starts_with(u'-') ? 1 : 0;
+        out.append(text.substr(0, sign)).append(u'0', missing).append(text.substr(sign));
+    } else if (layout.side == Layout::Side::Left) {
+        out.append(text).append(u' ', missing);
+    } else {
+        out.append(u' ', missing).append(text);
+    }
 }
 
-template <class Integer>
-void writeHexadecimal(String& out, Integer value, bool raises) {
-    char digits[20];
-    const auto written = std::to_chars(digits, std::end(digits), value, 16);
-    for (const char* digit = digits; digit != written.ptr; ++digit)
-        out.append(static_cast<char16_t>(*digit - (raises && *digit >= 'a' ? 'a' - 'A' : 0)));
+/// Writes @p value so that it ends in front of @p end; its first unit.
+template <std::integral Integer>
+char16_t* writeHexadecimal(Integer value, char16_t form, char16_t* end) noexcept {
+    const int lowerCase = form == u'x' ? 0x20 : 0; // a bit that digits have anyway
+    auto magnitude = magnitudeOf(value);
+    do {
+        const auto digit = static_cast<unsigned>(magnitude & 0xF);
+        *--end = static_cast<char16_t>(platform::hexDigit(digit) | lowerCase);
+    } while ((magnitude >>= 4) != 0);
+    if (value < 0)
+        *--end = u'-';
+    return end;
 }
 
-void writeReal(String& out, double value, const Layout& layout) {
-    if (layout.form == 0) {
-        out.append(String::valueOf(
-            value, static_cast<int32_t>(std::max(layout.precision.value_or(6), 1u))));
+/// The text of a number in the form that a layout has.
+class NumberText {
+public:
+    template <std::integral Integer>
+    NumberText(Integer value, char16_t form) noexcept {
+        char16_t* const end = std::end(m_units);
+        char16_t* const begin =
+            form == 0 ? writeDecimal(value, end) : writeHexadecimal(value, form, end);
+        m_text = {begin, static_cast<size_t>(end - begin)};
+    }
+    /// With the point and so many digits behind it, and with an exponent unless it is fixed.
+    NumberText(double value, std::chars_format form, uint32_t precision) noexcept {
+        char digits[std::extent_v<decltype(m_units)>];
+        const auto written =
+            std::to_chars(digits, std::end(digits), value, form, static_cast<int>(precision));
+        m_text = {m_units, static_cast<size_t>(std::copy(digits, written.ptr, m_units) - m_units)};
+    }
+    NumberText(const NumberText&) = delete;
+    NumberText& operator=(const NumberText&) = delete;
+
+    std::u16string_view text() const noexcept { return m_text; }
+
+private:
+    /// The 309 digits of the largest number, the point and what stands behind it.
+    char16_t m_units[310 + 1 + LargestPrecision + 8];
+    std::u16string_view m_text;
+};
+
+void appendReal(String& out, double value, Layout layout) {
+    if (layout.form == 0 && !layout.precision && layout.width == 0) {
+        out.append(value);
         return;
     }
-    // The 309 digits of the largest number, the point and what stands behind it.
-    char digits[310 + 1 + LargestPrecision + 8];
+    layout.fillsWithZeros &= std::isfinite(value);
+    if (layout.form == 0) {
+        const uint32_t digits = std::max(layout.precision.value_or(6), 1u);
+        appendFilled(out, TextView(String::valueOf(value, static_cast<int32_t>(digits))), layout);
+        return;
+    }
     const auto form =
         layout.form == u'f' ? std::chars_format::fixed : std::chars_format::scientific;
-    const auto written = std::to_chars(digits, std::end(digits), value, form,
-                                       static_cast<int>(layout.precision.value_or(6)));
-    for (const char* digit = digits; digit != written.ptr; ++digit)
-        out.append(static_cast<char16_t>(*digit));
+    appendFilled(out, NumberText(value, form, layout.precision.value_or(6)).text(), layout);
 }
 
 } // namespace
@@ -201,7 +240,49 @@ std::optional<uint32_t> PatternReader::tryTakeNumber() noexcept {
     return m_at > begin ? std::optional(static_cast<uint32_t>(number)) : std::nullopt;
 }
 
-String PatternReader::argumentText() const {
+int32_t PatternReader::expectedLength() const noexcept {
+    constexpr size_t OfNumber = 8;
+    constexpr size_t Most = 1000; // which not every argument may be shown for
+    size_t length = m_pattern.size();
+    for (size_t i = 0; i < m_count && length < Most; ++i) {
+        const FormatArgument& argument = m_arguments[i];
+        length += argument.kind() == Kind::Text   ? argument.text().size()
+                  : argument.kind() == Kind::Utf8 ? argument.utf8().size()
+                                                  : OfNumber;
+    }
+    return static_cast<int32_t>(std::min(length, Most));
+}
+
+void PatternReader::appendArgument(String& out) const {
+    if (m_isPlain)
+        appendPlain(out);
+    else
+        appendLaidOut(out);
+}
+
+void PatternReader::appendPlain(String& out) const {
+    switch (m_argument->kind()) {
+    case Kind::Signed:
+        out.append(m_argument->toSigned());
+        break;
+    case Kind::Unsigned:
+        out.append(m_argument->toUnsigned());
+        break;
+    case Kind::Truth:
+        out.append(m_argument->toUnsigned() != 0);
+        break;
+    case Kind::Character:
+        out.append(static_cast<char32_t>(m_argument->toUnsigned()));
+        break;
+    case Kind::Utf8:
+        out.append(m_argument->utf8());
+        break;
+    default:
+        out.append(m_argument->text());
+    }
+}
+
+void PatternReader::checkLayout() const {
     const Kind kind = m_argument->kind();
     const Layout& layout = m_layout;
     const bool isInteger = kind == Kind::Signed || kind == Kind::Unsigned;
@@ -213,47 +294,31 @@ String PatternReader::argumentText() const {
         refuse(m_place, u"the argument is no integer");
     if (!isInteger && kind != Kind::Real && (layout.form != 0 || layout.fillsWithZeros))
         refuse(m_place, u"the argument is no number");
+}
 
-    String out;
-    switch (kind) {
+void PatternReader::appendLaidOut(String& out) const {
+    checkLayout();
+    switch (m_argument->kind()) {
     case Kind::Signed:
-        if (layout.form == 0)
-            out.append(m_argument->toSigned());
-        else
-            writeHexadecimal(out, m_argument->toSigned(), layout.form == u'X');
+        appendFilled(out, NumberText(m_argument->toSigned(), m_layout.form).text(), m_layout);
         break;
     case Kind::Unsigned:
-        if (layout.form == 0)
-            out.append(m_argument->toUnsigned());
-        else
-            writeHexadecimal(out, m_argument->toUnsigned(), layout.form == u'X');
+        appendFilled(out, NumberText(m_argument->toUnsigned(), m_layout.form).text(), m_layout);
         break;
     case Kind::Real:
-        writeReal(out, m_argument->toReal(), layout);
+        appendReal(out, m_argument->toReal(), m_layout);
         break;
-    case Kind::Truth:
-        out.append(m_argument->toUnsigned() != 0);
-        break;
-    case Kind::Character:
-        out.append(static_cast<char32_t>(m_argument->toUnsigned()));
-        break;
-    case Kind::Text:
-        out.append(m_argument->text());
-        break;
-    case Kind::Utf8:
-        out.append(m_argument->utf8());
-        break;
-    case Kind::Object:
-        out = m_argument->objectText();
-        break;
+    default: {
+        const int32_t from = out.getLength();
+        if (m_argument->kind() == Kind::Object)
+            out.append(m_argument->objectText());
+        else
+            appendPlain(out);
+        const int32_t missing = static_cast<int32_t>(m_layout.width) - (out.getLength() - from);
+        if (missing > 0)
+            out.insert(m_layout.side == Layout::Side::Right ? from : -1, u' ', missing);
     }
-    if (layout.width == 0)
-        return out;
-    Layout filled = layout;
-    filled.fillsWithZeros &= kind != Kind::Real || std::isfinite(m_argument->toReal());
-    fillUp(out, 0, filled,
-           isInteger || kind == Kind::Real ? Layout::Side::Right : Layout::Side::Left);
-    return out;
+    }
 }
 
 void PatternReader::refuse(size_t place, TextView why) const {

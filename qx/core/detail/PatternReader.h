@@ -57,9 +57,12 @@ public:
     /// Null for a piece without one.
     const FormatArgument* argument() const noexcept { return m_argument; }
     /// The argument is a text, character, truth value or integer, to be shown as append of a String
-    /// does; anything else has an argumentText.
+    /// does.
     bool isPlain() const noexcept { return m_isPlain; }
-    String argumentText() const;
+    /// About the length of the whole text, for the room that it is begun with.
+    int32_t expectedLength() const noexcept;
+    /// Appends the argument, whatever it is, as the pattern asks for it.
+    void appendArgument(String& out) const;
 
     /// The number of places "{0}", "{1}", ... of the rules for texts, up to the first that does not
     /// occur, @p limit at most.
@@ -71,6 +74,9 @@ private:
     void readLayout();
     bool tryTake(char16_t unit) noexcept;
     std::optional<uint32_t> tryTakeNumber() noexcept;
+    void appendPlain(String& out) const;
+    void appendLaidOut(String& out) const;
+    void checkLayout() const;
     [[noreturn]] void refuse(size_t place, TextView why) const;
 
     std::u16string_view m_pattern;

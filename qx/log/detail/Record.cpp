@@ -73,9 +73,9 @@ String mistakeOf(const Record& record, const Exception& mistake) {
 
 String Record::madeText() const {
     try {
-        String made;
         qx::detail::PatternReader pieces(text, qx::detail::PatternRules::Full, arguments,
                                          argumentCount);
+        String made(pieces.expectedLength());
         while (pieces.next()) {
             made.append(pieces.text());
             if (!pieces.argument())
@@ -83,7 +83,7 @@ String Record::madeText() const {
             if (pieces.isPlain())
                 appendLeniently(made, *pieces.argument());
             else
-                made.append(pieces.argumentText());
+                pieces.appendArgument(made);
         }
         return made;
     } catch (const Exception& mistake) {

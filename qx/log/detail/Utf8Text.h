@@ -132,10 +132,13 @@ private:
                 append(pieces.text());
                 if (!pieces.argument())
                     continue;
-                if (pieces.isPlain()) [[likely]]
+                if (pieces.isPlain()) [[likely]] {
                     appendPlain(*pieces.argument());
-                else
-                    append(TextView(pieces.argumentText()));
+                } else {
+                    String text;
+                    pieces.appendArgument(text);
+                    append(TextView(text));
+                }
             }
         } catch (const Exception&) {
             if (m_end != m_begin)
