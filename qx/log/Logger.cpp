@@ -202,8 +202,10 @@ void Logger::logUtf8Pattern(int level, std::string_view pattern, const FormatArg
                                [](char unit) { return static_cast<uint8_t>(unit) < 0x80; })) {
         std::copy(pattern.begin(), pattern.end(), units);
         logPattern(level, {units, pattern.size()}, arguments, count);
+    } else if (const String decoded = String::fromUtf8(pattern); count > 0) {
+        logPattern(level, decoded.view(), arguments, count);
     } else {
-        logPattern(level, TextView(String::fromUtf8(pattern)), arguments, count);
+        log(level, decoded);
     }
 }
 

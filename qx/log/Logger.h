@@ -23,8 +23,15 @@
 namespace qx::log {
 
 namespace detail {
+
 struct Record;
-}
+
+/// A literal or pointer.
+template <class T>
+concept Units =
+    std::is_pointer_v<std::decay_t<T>> && std::convertible_to<const T&, const char16_t*>;
+
+} // namespace detail
 
 /// Makes an entry of every text that is logged and hands it to processors.
 ///
@@ -94,7 +101,12 @@ public:
     /// that reports a failure must not become another one.
     void log(int level, const OtherText auto& text) {
         if (isLogged(level))
-            log(level, anyStringOf(text));
+            logAny(level, text, nullptr, 0);
+    }
+    /// The same for a literal and other units that end with a 0 unit.
+    void log(int level, const detail::Units auto& text) {
+        if (isLogged(level) || !m_isPlain) // a derived logger may look for itself
+            logAny(level, text, nullptr, 0);
     }
     void log(const OtherText auto& text) { log(anyStringOf(text)); }
     /// Logs what String::formatValues makes of the pattern, which may also be in UTF-8, and at
@@ -113,10 +125,7 @@ public:
             if (!isLogged(level))
                 return;
             const FormatArgument taken[] = {FormatArgument(arguments)...};
-            if constexpr (Utf8Text<Pattern>)
-                logUtf8Pattern(level, utf8View(pattern), taken, sizeof...(Arguments));
-            else
-                logPattern(level, TextView(pattern), taken, sizeof...(Arguments));
+            logAny(level, pattern, taken, sizeof...(Arguments));
         }
     }
     template <SomeText Pattern, class... Arguments>
@@ -150,6 +159,14 @@ private:
             return String::fromUtf8(utf8View(text));
         else
             return stringOf(text);
+    }
+    /// Without arguments the pattern is a text as it is.
+    template <class Pattern>
+    void logAny(int level, const Pattern& pattern, const FormatArgument* arguments, size_t count) {
+        if constexpr (Utf8Text<Pattern>)
+            logUtf8Pattern(level, utf8View(pattern), arguments, count);
+        else
+            logPattern(level, TextView(pattern), arguments, count);
     }
     void logPattern(int level, std::u16string_view pattern, const FormatArgument* arguments,
                     size_t count);

@@ -5,6 +5,7 @@
 
 #include "tests/log/ProcessorFakes.h"
 #include "tests/support/BlockingThread.h"
+#include "tests/support/FailingAllocator.h"
 #include "tests/support/Items.h"
 #include "tests/support/Sanitized.h"
 
@@ -202,6 +203,20 @@ TEST(Logger, AsksItsThresholdBeforeItMakesAnything) {
         EXPECT_EQ(logAll(), count);
     }
     EXPECT_EQ(asked, 3 + 2 + 3);
+
+    struct Own : Logger { // whose log does not look at the threshold
+        using Logger::log;
+        void log(int level, const String& text) override { Logger::log(level + 10, text); }
+    };
+    const auto own = makeReference<Own>();
+    own->setProcessor(recorder);
+    own->setThreshold(5);
+    own->log(-1, u"{0} {{");
+    EXPECT_EQ(fieldMapOf(*recorder->entries.at(0)), (FieldMap{{"level", "9"}, {"text", "{0} {{"}}));
+    logger->setEnabled(false);
+    const int64_t before = allocationCount();
+    logger->log(Level::Info, u"nobody makes a text of this");
+    EXPECT_EQ(allocationCount(), before);
 }
 
 /// A tree of processors over writers in UTF-8, or the same where every call goes the described way:
@@ -296,7 +311,7 @@ TEST(Processors, TakeRecordsAndBytesAsTheyTakeEntriesAndTexts) {
             compare([&](Tree& to) { to.logger->log(number % 5 - 1, all...); });
         };
         const std::u16string_view texts[] = {u"", u"Gr\u00FC\u00DFe & \uFFFF\U0001F600",
-                                             u"half \xD83D pair", u"half a pair \xD83D"};
+                                             u"half \xD83D pair", u"{0} {{ half a pair \xD83D"};
         for (const auto& text : texts) {
             useOften(log);
             for (const size_t length : {0u, 60u, 2000u})

@@ -72,6 +72,8 @@ String mistakeOf(const Record& record, const Exception& mistake) {
 } // namespace
 
 String Record::madeText() const {
+    if (!isPattern())
+        return String(text);
     try {
         qx::detail::PatternReader pieces(text, qx::detail::PatternRules::Full, arguments,
                                          argumentCount);

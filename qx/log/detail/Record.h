@@ -92,7 +92,7 @@ struct Record : RecordValues {
     const FormatArgument* arguments = nullptr;
 
     bool isPattern() const noexcept { return argumentCount != 0; }
-    /// The text that a pattern and its arguments make. In the place of one that String::format
+    /// The text, or what a pattern and its arguments make. In the place of one that String::format
     /// refuses it tells why, the pattern and the arguments.
     String madeText() const;
 
