@@ -28,13 +28,13 @@ namespace {
 }
 
 /// Lets @p create (address of the pointer) store the object in @p out, and throws when it fails or
-/// has stored none.
-template <class Create>
-void createWith(Create&& create, const String& name, std::string_view wanted, void** out) {
+/// has stored none. Only then @p nameOf is asked.
+template <class Create, class NameOf>
+void createWith(Create&& create, NameOf&& nameOf, std::string_view wanted, void** out) {
     void* object = nullptr;
     const int32_t code = create(&object);
     if (code < 0 || !object)
-        throwNotCreated(code < 0 ? code : result::NullPointer, name, wanted);
+        throwNotCreated(code < 0 ? code : result::NullPointer, nameOf(), wanted);
     *out = object;
 }
 
@@ -45,17 +45,20 @@ void createObjectOf(const AnyText& progId, const GUID& iid, std::string_view wan
         [&](void** object) {
             return QXComCreateObjectByProgID(progId.terminated(), nullptr, &iid, object);
         },
-        progId.toString(), wanted, out);
+        [&] { return progId.toString(); }, wanted, out);
 }
 
 void createObjectOf(const GUID& classId, const GUID& iid, std::string_view wanted, void** out) {
-    char16_t name[39];
-    QXComStringFromGUID(&classId, name, 39);
     createWith(
         [&](void** object) {
             return QXModuleComCreateObject(libraryIdentity(), &classId, nullptr, &iid, object);
         },
-        name, wanted, out);
+        [&] {
+            char16_t name[39];
+            QXComStringFromGUID(&classId, name, 39);
+            return String(name);
+        },
+        wanted, out);
 }
 
 } // namespace qx::pcom
