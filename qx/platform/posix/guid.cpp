@@ -13,10 +13,12 @@ using namespace qx::platform;
 
 namespace {
 
-// Every 'x' stands for a hexadecimal digit, the most significant of its field first.
-constexpr char16_t Form[] = u"{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}";
-constexpr int32_t FormUnits = sizeof Form / sizeof Form[0]; // with the 0 unit
+// {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}: digits of the fields, the most significant first.
+constexpr int32_t FormUnits = 39; // with the 0 unit
 constexpr size_t GuidBytes = 16;
+
+/// Whether a dash stands in front of a byte of the last field.
+constexpr bool hasDash(size_t byte) noexcept { return byte == 0 || byte == 2; }
 
 /// The identifier as 16 bytes in the order in which the text shows them.
 void toBytes(const QXGUID& guid, uint8_t (&bytes)[GuidBytes]) noexcept {
@@ -38,6 +40,30 @@ QXGUID fromBytes(const uint8_t (&bytes)[GuidBytes]) noexcept {
     std::memcpy(guid.Data4, bytes + 8, sizeof guid.Data4);
     return guid;
 }
+
+/// Takes the units of an identifier one after the other, up to the first that does not fit: nothing
+/// behind a 0 unit is looked at.
+class Taker {
+public:
+    explicit Taker(const char16_t* text) noexcept : m_at(text) {}
+
+    bool take(char16_t unit) noexcept { return *m_at++ == unit; }
+    template <class Number>
+    bool takeHex(Number& number) noexcept {
+        uint32_t taken = 0;
+        for (size_t i = 0; i < 2 * sizeof number; ++i) {
+            const int digit = hexValue(*m_at++);
+            if (digit < 0)
+                return false;
+            taken = taken << 4 | static_cast<uint32_t>(digit);
+        }
+        number = static_cast<Number>(taken);
+        return true;
+    }
+
+private:
+    const char16_t* m_at;
+};
 
 } // namespace
 
@@ -61,21 +87,15 @@ int32_t QXComGUIDFromString(const char16_t* text, QXGUID* guid) {
     *guid = {};
     if (text == nullptr)
         return result::NullPointer;
-    uint8_t bytes[GuidBytes] = {};
-    size_t digits = 0;
-    // The 0 unit at the end of the form is compared, too, and nothing behind one is looked at.
-    for (int32_t i = 0; i < FormUnits; ++i) {
-        if (Form[i] == u'x') {
-            const int digit = hexValue(text[i]);
-            if (digit < 0)
-                return result::InvalidArgument;
-            uint8_t& byte = bytes[digits++ / 2];
-            byte = static_cast<uint8_t>(byte << 4 | digit);
-        } else if (text[i] != Form[i]) {
-            return result::InvalidArgument;
-        }
-    }
-    *guid = fromBytes(bytes);
+    Taker units(text);
+    QXGUID taken;
+    bool fits = units.take(u'{') && units.takeHex(taken.Data1) && units.take(u'-') &&
+                units.takeHex(taken.Data2) && units.take(u'-') && units.takeHex(taken.Data3);
+    for (size_t i = 0; i < sizeof taken.Data4 && fits; ++i)
+        fits = (!hasDash(i) || units.take(u'-')) && units.takeHex(taken.Data4[i]);
+    if (!fits || !units.take(u'}') || !units.take(u'\0'))
+        return result::InvalidArgument;
+    *guid = taken;
     return result::Ok;
 }
 
@@ -87,16 +107,19 @@ int32_t QXComStringFromGUID(const QXGUID* guid, char16_t* buffer, int32_t capaci
             buffer[0] = 0;
         return result::BufferTooSmall;
     }
-    uint8_t bytes[GuidBytes];
-    toBytes(*guid, bytes);
-    size_t digits = 0;
-    for (int32_t i = 0; i < FormUnits; ++i) {
-        buffer[i] = Form[i];
-        if (Form[i] == u'x') {
-            const int shift = digits % 2 == 0 ? 4 : 0;
-            buffer[i] = static_cast<char16_t>(hexDigit(bytes[digits++ / 2] >> shift & 0xF));
-        }
+    *buffer++ = u'{';
+    buffer = writeHex<8>(guid->Data1, buffer);
+    *buffer++ = u'-';
+    buffer = writeHex<4>(guid->Data2, buffer);
+    *buffer++ = u'-';
+    buffer = writeHex<4>(guid->Data3, buffer);
+    for (size_t i = 0; i < sizeof guid->Data4; ++i) {
+        if (hasDash(i))
+            *buffer++ = u'-';
+        buffer = writeHex<2>(guid->Data4[i], buffer);
     }
+    *buffer++ = u'}';
+    *buffer = u'\0';
     return result::Ok;
 }
 
