@@ -1,8 +1,9 @@
 #include "qx/core/ErrorCode.h"
 
-#include <cstdio>
 #include <string>
 
+#include <qx/core/detail/ErrorText.h>
+#include <qx/platform/detail/HexDigits.h>
 #include <qx/platform/native.h>
 #include <qx/platform/net.h>
 
@@ -83,16 +84,13 @@ public:
     const char* name() const noexcept override { return "qx"; }
 
     std::string message(int code) const override {
-        if (code >= 0)
-            return "success";
-        const CodeRow* const row = rowOf(code);
-        if (row && row->message)
-            return row->message;
+        if (const char* const text = detail::ownErrorText(code))
+            return text;
         if (const std::errc condition = conditionOf(code); condition != None)
             return std::generic_category().message(static_cast<int>(condition));
-        char text[24];
-        std::snprintf(text, sizeof text, "result 0x%08X", static_cast<unsigned int>(code));
-        return text;
+        char digits[8];
+        platform::writeHex<8>(static_cast<unsigned int>(code), digits);
+        return "result 0x" + std::string(digits, sizeof digits);
     }
 
     std::error_condition default_error_condition(int code) const noexcept override {
@@ -127,6 +125,13 @@ union Immortal {
 constinit Immortal s_category;
 
 } // namespace
+
+const char* detail::ownErrorText(int32_t code) noexcept {
+    if (code >= 0)
+        return "success";
+    const CodeRow* const row = rowOf(code);
+    return row ? row->message : nullptr;
+}
 
 const std::error_category& resultCategory() noexcept { return s_category.category; }
 

@@ -1,7 +1,6 @@
 #include "qx/core/Exception.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -11,6 +10,7 @@
 #include <qx/core/Result.h>
 #include <qx/core/detail/ClassName.h>
 #include <qx/core/detail/ErrorText.h>
+#include <qx/platform/detail/HexDigits.h>
 
 namespace qx {
 
@@ -73,9 +73,9 @@ String describe(const Exception& exception) {
         return text.isEmpty() ? typeNameOf(exception) : text;
     if (const String message = detail::errorText(code); !text.startsWith(message))
         addTo(text, message);
-    char digits[16];
-    std::snprintf(digits, sizeof digits, " (0x%08X)", static_cast<unsigned int>(code));
-    return text.append(String::fromUtf8(digits));
+    char16_t digits[8];
+    platform::writeHex<8>(static_cast<unsigned int>(code), digits);
+    return text.append(u" (0x").append(TextView(digits, 8)).append(u')');
 }
 
 String describe(const std::exception& exception) { return String::fromUtf8(exception.what()); }
