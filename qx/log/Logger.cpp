@@ -167,11 +167,16 @@ void Logger::logPattern(int level, std::u16string_view pattern, const FormatArgu
     record.text = pattern;
     record.arguments = arguments;
     record.argumentCount = static_cast<uint8_t>(count);
-    if (m_isPlain && m_processor->takesRecords()) {
-        fillIn(record, level);
+    if (!m_isPlain) {
+        log(level, record.madeText());
+        return;
+    }
+    fillIn(record, level);
+    if (m_processor->takesRecords()) {
         logRecord(record);
     } else {
-        log(level, record.madeText());
+        const Reference<ILogEntry> entry = LogEntry::create(record);
+        log(entry);
     }
 }
 
@@ -197,9 +202,7 @@ void Logger::logObjects(int level, std::u16string_view pattern, const FormatArgu
 void Logger::logUtf8Pattern(int level, std::string_view pattern, const FormatArgument* arguments,
                             size_t count) {
     char16_t units[200];
-    const bool isShort = pattern.size() <= std::size(units);
-    if (isShort && std::all_of(pattern.begin(), pattern.end(),
-                               [](char unit) { return static_cast<uint8_t>(unit) < 0x80; })) {
+    if (pattern.size() <= std::size(units) && detail::isAscii(pattern)) {
         std::copy(pattern.begin(), pattern.end(), units);
         logPattern(level, {units, pattern.size()}, arguments, count);
     } else if (const String decoded = String::fromUtf8(pattern); count > 0) {

@@ -52,7 +52,10 @@ void appendLeniently(String& to, const FormatArgument& argument) {
         to.append(argument.text());
         break;
     case Kind::Utf8:
-        to.append(String::fromUtf8(argument.utf8()));
+        if (isAscii(argument.utf8()))
+            to.append(argument.utf8());
+        else
+            to.append(String::fromUtf8(argument.utf8()));
         break;
     case Kind::Object:
         to.append(argument.objectText());

@@ -129,6 +129,14 @@ struct Record : RecordValues {
 /// The code point of an argument that is a character; U+FFFD for a number that is none.
 char32_t characterOf(const FormatArgument& argument) noexcept;
 
+/// Whether the bytes mean the same in UTF-8 and by themselves.
+inline bool isAscii(std::string_view bytes) noexcept {
+    uint8_t all = 0;
+    for (const char byte : bytes)
+        all |= static_cast<uint8_t>(byte);
+    return all < 0x80;
+}
+
 /// A record with memory for all that it refers to.
 class KeptRecord {
 public:

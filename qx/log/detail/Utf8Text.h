@@ -175,10 +175,7 @@ private:
     void appendUtf8(std::string_view text) {
         if (!hasRoom(text.size()))
             return;
-        uint8_t all = 0;
-        for (const char byte : text)
-            all |= static_cast<uint8_t>(byte);
-        if (all >= 0x80) {
+        if (!isAscii(text)) {
             append(TextView(String::fromUtf8(text))); // which finds out what is malformed
             return;
         }
