@@ -314,10 +314,9 @@ void latencyRare(benchmark::State& state) {
     callLatency<Log>(state, Flush::HeldBack, std::chrono::microseconds(20));
 }
 
-void disabledQx(benchmark::State& state) {
+void disabledQx(benchmark::State& state, const auto& text) {
     const auto logger = log::Logger::create(u"network"_qs);
     logger->setEnabled(false);
-    const String text = String::fromUtf8(Text);
     for (auto _ : state) {
         benchmark::DoNotOptimize(logger.get());
         logger->log(2, text);
@@ -344,12 +343,11 @@ void patternsSpdlog(benchmark::State& state, bool isBelow) {
     patterns(state, log);
 }
 
-void disabledSpdlog(benchmark::State& state) {
+void disabledSpdlog(benchmark::State& state, const auto& text) {
     LogFile file;
     spdlog::logger logger("network",
                           std::make_shared<spdlog::sinks::basic_file_sink_mt>(file.name(), true));
     logger.set_level(spdlog::level::off);
-    const std::string text = Text;
     for (auto _ : state) {
         benchmark::DoNotOptimize(&logger);
         logger.log(spdlog::level::info, spdlog::string_view_t(text));
@@ -406,7 +404,8 @@ void patternsQx(benchmark::State& state, bool isBelow) {
     patterns(state, log);
 }
 
-BENCHMARK(disabledQx)->Name("LogDisabled/qx");
+BENCHMARK_CAPTURE(disabledQx, text, String::fromUtf8(Text))->Name("LogDisabled/qx");
+BENCHMARK_CAPTURE(disabledQx, literal, u"connection closed")->Name("LogDisabledLiteral/qx");
 BENCHMARK_CAPTURE(patternsQx, below, true)->Name("LogBelowThreshold/qx");
 BENCHMARK_CAPTURE(patternsQx, written, false)->Name("LogPatternCall/qx");
 #ifdef QX_BENCH_HAVE_SPDLOG
@@ -427,7 +426,8 @@ BENCHMARK(flushEveryEntry<SpdlogSync<Work::Pattern>>)
 BENCHMARK(flushHeldBack<SpdlogSync<Work::Pattern>>)
     ->Name("LogPatternFlushHeldBack/spdlog")
     ->Apply(inRuns);
-BENCHMARK(disabledSpdlog)->Name("LogDisabled/spdlog");
+BENCHMARK_CAPTURE(disabledSpdlog, text, std::string(Text))->Name("LogDisabled/spdlog");
+BENCHMARK_CAPTURE(disabledSpdlog, literal, "connection closed")->Name("LogDisabledLiteral/spdlog");
 BENCHMARK_CAPTURE(patternsSpdlog, below, true)->Name("LogBelowThreshold/spdlog");
 BENCHMARK_CAPTURE(patternsSpdlog, written, false)->Name("LogPatternCall/spdlog");
 #endif
