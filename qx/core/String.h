@@ -558,7 +558,7 @@ private:
         return *this;
     }
     TextStorage holdIfOwn(TextView text) const noexcept;
-    /// To be called before every change: the bytes of the old text are void.
+    /// To be called with every change, once nothing can fail: the bytes of the old text are void.
     void dropBytes() const noexcept {
         if (m_bytes) [[unlikely]]
             releaseBytes();
@@ -572,17 +572,19 @@ private:
 inline TextView::TextView(const String& text) noexcept : std::u16string_view(text.view()) {}
 
 inline String& String::append(TextView text) {
+    if (!m_storage.tryAppend(text.data(), text.size()))
+        return appendSlow(text);
     dropBytes();
-    return m_storage.tryAppend(text.data(), text.size()) ? *this : appendSlow(text);
+    return *this;
 }
 
 inline String& String::append(char16_t unit) {
-    dropBytes();
     // The copy for the call alone has an address: the unit itself stays in a register.
     if (!m_storage.tryAppend(unit)) [[unlikely]] {
         const char16_t copy = unit;
-        appendSlow(TextView(&copy, 1));
+        return appendSlow(TextView(&copy, 1));
     }
+    dropBytes();
     return *this;
 }
 

@@ -188,12 +188,13 @@ String& String::appendUtf8(std::string_view text) {
     if (length == 0)
         return *this;
     // The text may be the bytes of this one.
-    const auto held = Reference<AnsiBytes>::attach(std::exchange(m_bytes, nullptr));
+    Reference<AnsiBytes> held(m_bytes);
     const int32_t present = getLength();
     char16_t* const units = prepareToGrow(int64_t{present} + length + 1, present);
     const int32_t read = decodeWellFormed(text, m_storage, units, present);
     if (read < length) {
         m_storage.commit(present);
+        m_bytes = held.detach();
         text::charset::detail::throwMalformedUtf8(text, detail::sizeOf(read));
     }
     return *this;
