@@ -1,6 +1,8 @@
 #include "qx/core/ObjectMemory.h"
 
+#include <atomic>
 #include <bit>
+#include <iterator>
 #include <new>
 
 #include <qx/core/ComObject.h>
@@ -29,6 +31,14 @@ alignas(ObjectMemory::DefaultAlignment) const
     void* const s_likeAnObject[] = {reinterpret_cast<const void*>(&ObjectMemory::enter),
                                     reinterpret_cast<const void*>(&ObjectMemory::leave)};
 
+/// Whether objects of @p size bytes take enough memory to be moved. After the first that has to be
+/// they do: the memory that it gives back goes out first, so that the next would have to be moved,
+/// too. When one with that memory is moved, less is tried again.
+std::atomic<bool>& takesMoreFor(std::size_t size) noexcept {
+    static constinit std::atomic<bool> s_takesMore[256] = {};
+    return s_takesMore[size % std::size(s_takesMore)];
+}
+
 bool s_isWatched = false;
 [[gnu::constructor]] void lookForMemcheck() {
     constexpr uint64_t Word = 0;
@@ -49,6 +59,27 @@ uint64_t* wordInFrontOf(const void* object) noexcept {
     return static_cast<uint64_t*>(const_cast<void*>(object)) - 1;
 }
 
+/// Marks the place of an object in the memory that begins @p displacement bytes in front of it.
+void* mark(char* memory, std::size_t displacement) noexcept {
+    char* const object = memory + displacement;
+    *reinterpret_cast<const void**>(memory) = s_likeAnObject;
+    *wordInFrontOf(object) =
+        plainMark(object) |
+        static_cast<uint64_t>(std::countr_zero(displacement / ObjectMemory::DefaultAlignment));
+    return object;
+}
+
+/// Makes an object in memory that is large enough to move it.
+template <class Take>
+[[gnu::noinline]] void* makeWithMore(std::size_t size, std::size_t head, Take take) {
+    char* const memory = static_cast<char*>(take(size + 2 * head));
+    const bool stays = mayHaveMark(memory + head);
+    // Threads share what is not written.
+    if (auto& takesMore = takesMoreFor(size); takesMore.load(std::memory_order_relaxed) != stays)
+        takesMore.store(stays, std::memory_order_relaxed);
+    return mark(memory, stays ? head : 2 * head);
+}
+
 /// The lowest bits of the mark in front of an object, and more than them where there is none: what
 /// lies there may belong to anybody, be written at this moment or have no value at all.
 __attribute__((no_sanitize("address", "thread", "undefined")))
@@ -64,26 +95,21 @@ bitsInFrontOf(const void* object) noexcept {
 
 template <class Take, class Give>
 void* ObjectMemory::make(std::size_t size, std::size_t alignment, Take take, Give give) {
+    const std::size_t head = headFor(alignment);
+    if (takesMoreFor(size).load(std::memory_order_relaxed))
+        return makeWithMore(size, head, take);
     // The memory is large enough unless the object had to be moved, which few have to.
-    void* memory = take(size + headFor(alignment));
-    if (!mayHaveMark(static_cast<char*>(memory) + headFor(alignment))) {
-        give(memory);
-        memory = take(sizeFor(size, alignment));
-    }
-    return enter(memory, alignment);
+    char* const memory = static_cast<char*>(take(size + head));
+    if (mayHaveMark(memory + head)) [[likely]]
+        return mark(memory, head);
+    give(memory);
+    return makeWithMore(size, head, take);
 }
 
 void* ObjectMemory::enter(void* memory, std::size_t alignment) noexcept {
     char* const begin = static_cast<char*>(memory);
-    std::size_t displacement = headFor(alignment);
-    if (!mayHaveMark(begin + displacement))
-        displacement *= 2;
-    char* const object = begin + displacement;
-    *static_cast<const void**>(memory) = s_likeAnObject;
-    *wordInFrontOf(object) =
-        plainMark(object) |
-        static_cast<uint64_t>(std::countr_zero(displacement / DefaultAlignment));
-    return object;
+    const std::size_t head = headFor(alignment);
+    return mark(begin, mayHaveMark(begin + head) ? head : 2 * head);
 }
 
 void* ObjectMemory::leave(void* object) noexcept {
