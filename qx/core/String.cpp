@@ -35,6 +35,19 @@ std::u16string_view part(std::u16string_view text, int32_t start, int32_t end) {
     return start < end ? text.substr(sizeOf(start), sizeOf(end - start)) : std::u16string_view();
 }
 
+/// A copy of a text with @p inserted units, still to be written, in the place of @p removed ones at
+/// @p from. What is removed may be most of a text and is not copied.
+[[gnu::noinline]] TextStorage cutText(std::u16string_view text, int32_t from, int32_t removed,
+                                      int32_t inserted) {
+    const auto tail = text.substr(sizeOf(from) + sizeOf(removed));
+    const int32_t length = from + inserted + lengthOf(tail);
+    TextStorage cut({}, length + 1);
+    Traits::copy(cut.writable(), text.data(), sizeOf(from));
+    Traits::copy(cut.writable() + from + inserted, tail.data(), tail.size());
+    cut.commit(length);
+    return cut;
+}
+
 } // namespace
 
 String::String(const STRUCT_QX_STR_LIT_INFO& literal)
@@ -159,7 +172,16 @@ char16_t* String::openGap(int32_t position, int32_t count, int32_t inserted) {
     const int32_t from = limited(position, length);
     const int32_t removed = limited(count, length - from);
     const int32_t tail = length - from - removed;
-    char16_t* const gap = prepareToGrow(int64_t{from} + inserted + tail + 1, length) + from;
+    const int32_t needed = checkedSize(int64_t{from} + inserted + tail + 1);
+    const bool isWritable = m_storage.isWritable(needed);
+    if (!isWritable && inserted < removed && !m_storage.isForeign()) {
+        m_storage = cutText(view(), from, removed, inserted);
+        dropBytes();
+        return m_storage.writable() + from;
+    }
+    char16_t* const units = isWritable ? m_storage.writable() : prepareToGrow(needed, length);
+    dropBytes();
+    char16_t* const gap = units + from;
     if (inserted != removed)
         Traits::move(gap + inserted, gap + removed, sizeOf(tail));
     m_storage.commit(from + inserted + tail);
@@ -244,7 +266,11 @@ String& String::trim(TextView set, TrimType type) {
         return clear();
     if (kept == getLength())
         return *this;
-    return remove(leading + kept).remove(0, leading);
+    if (m_storage.isForeign() || m_storage.isWritable(kept))
+        return remove(leading + kept).remove(0, leading);
+    m_storage = TextStorage(TextView(first, kept));
+    dropBytes();
+    return *this;
 }
 
 const char16_t* String::getReadLock() const { return m_storage.lockForReading(); }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <string>
 #include <string_view>
@@ -170,7 +171,12 @@ public:
 
     /// Number of units that the storage has room for; when it does not own the text, the units of
     /// the text and its 0 unit.
-    int32_t capacity() const noexcept { return m_block ? m_block->capacity() : length() + 1; }
+    int32_t capacity() const noexcept {
+        if (m_block)
+            return m_block->capacity();
+        const int32_t units = length();
+        return units < std::numeric_limits<int32_t>::max() ? units + 1 : units;
+    }
     /// Gives back room that the text does not need. A shared block stays.
     void shrink();
 

@@ -439,6 +439,8 @@ TEST(String, TextsThatNoLengthCanCountAreRefusedEarly) {
     EXPECT_THROW(text.getWriteLock(INT32_MAX), std::bad_alloc);
     EXPECT_THROW(text.append(std::u16string_view(u"", size_t{INT32_MAX} + 1)), std::bad_alloc);
     EXPECT_EQ(text, u"abc");
+    String huge(u"0123456789", String::AM_WRAP, INT32_MAX); // only what stays of it is read
+    EXPECT_EQ(checked(huge.resize(10)), u"0123456789");
     char16_t* units = nullptr;
     EXPECT_EQ(text.GetWriteLock(INT32_MAX, &units), result::OutOfMemory);
     EXPECT_EQ(units, nullptr);
