@@ -13,4 +13,7 @@ using CodecCheck = int32_t (*)(const char16_t* name) noexcept;
 /// taken as it is.
 void setCodecCheck(CodecCheck check) noexcept;
 
+/// True when the default encoding is UTF-8, as it nearly always is.
+bool isDefaultUtf8() noexcept;
+
 } // namespace qx::platform

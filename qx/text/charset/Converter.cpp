@@ -8,12 +8,14 @@
 #include <qx/core/CastTo.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
+#include <qx/platform/detail/CodecCheck.h>
 #include <qx/platform/text.h>
 #include <qx/text/charset/CodecManager.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/SingleByte.h>
 #include <qx/text/charset/Surrogates.h>
 #include <qx/text/charset/UTF8.h>
+#include <qx/text/charset/detail/ConverterFor.h>
 
 namespace qx::text::charset {
 
@@ -31,9 +33,6 @@ Base* require(Object* (CodecManager::*lookUp)(const char16_t*) const, const char
     throw UnknownEncodingException(String(name));
 }
 
-/// Whether an encoding is the one of nearly all text, whose converters need no look-up.
-bool isUtf8(std::u16string_view name) { return name == u"UTF-8"sv || name == u"utf-8"sv; }
-
 template <class Base, class Ascii>
 Base* makeDefault() {
     char16_t name[40] = {};
@@ -42,6 +41,13 @@ Base* makeDefault() {
 }
 
 } // namespace
+
+bool detail::isUtf8(const char16_t* encoding) {
+    if (!encoding)
+        return platform::isDefaultUtf8();
+    const std::u16string_view name(encoding);
+    return name == u"UTF-8"sv || name == u"utf-8"sv;
+}
 
 ByteToCharConverter::ByteToCharConverter(const EncodingTraits& traits)
     : Converter(traits, ReplacementCharacter) {}
@@ -55,10 +61,10 @@ void ByteToCharConverter::setSubstitutionChars(const char16_t* units, int32_t co
 }
 
 ByteToCharConverter* ByteToCharConverter::getConverter(const char16_t* encodingName) {
+    if (detail::isUtf8(encodingName)) // needs no look-up
+        return new BTCUTF8();
     if (!encodingName)
         return getDefaultConverter();
-    if (isUtf8(encodingName))
-        return new BTCUTF8();
     return require<ByteToCharConverter>(&CodecManager::getDecoder, encodingName);
 }
 
@@ -101,10 +107,10 @@ void CharToByteConverter::setSubstitutionBytes(const signed char* bytes, int32_t
 }
 
 CharToByteConverter* CharToByteConverter::getConverter(const char16_t* encodingName) {
+    if (detail::isUtf8(encodingName)) // needs no look-up
+        return new CTBUTF8();
     if (!encodingName)
         return getDefaultConverter();
-    if (isUtf8(encodingName))
-        return new CTBUTF8();
     return require<CharToByteConverter>(&CodecManager::getEncoder, encodingName);
 }
 

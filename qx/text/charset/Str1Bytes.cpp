@@ -11,6 +11,7 @@
 #include <qx/text/charset/ConverterState.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/Surrogates.h>
+#include <qx/text/charset/detail/ConverterFor.h>
 #include <qx/text/charset/detail/Decode.h>
 #include <qx/text/charset/detail/EncoderStop.h>
 
@@ -18,7 +19,6 @@ namespace qx {
 
 namespace {
 
-using text::charset::ByteToCharConverter;
 using text::charset::CharToByteConverter;
 
 /// Where decoded units go: the end of a light string.
@@ -95,7 +95,7 @@ Str1& Str1::copyA(const signed char* bytes, int32_t byteLength, const char16_t* 
 }
 
 Str1& Str1::appendA(const signed char* bytes, int32_t byteLength, const char16_t* encoding) {
-    const Reference<ByteToCharConverter> decoder = ByteToCharConverter::getConverter(encoding);
+    text::charset::detail::DecoderFor decoder(encoding);
     LengthGuard guard(*this);
     detail::decode(*decoder, bytes, detail::byteLength(bytes, byteLength), DecodeTarget(*this));
     guard.release();

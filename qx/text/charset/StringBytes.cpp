@@ -13,10 +13,10 @@
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/UnitSearch.h>
-#include <qx/text/charset/ByteToCharConverter.h>
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/PendingSurrogate.h>
 #include <qx/text/charset/UTF8.h>
+#include <qx/text/charset/detail/ConverterFor.h>
 #include <qx/text/charset/detail/Decode.h>
 #include <qx/text/charset/detail/EncoderStop.h>
 #include <qx/text/charset/detail/Kernels.h>
@@ -44,8 +44,8 @@ private:
 namespace {
 
 using detail::checkedSize;
-using text::charset::ByteToCharConverter;
 using text::charset::CharToByteConverter;
+using text::charset::detail::EncoderFor;
 
 constexpr char16_t asciiUpper(char16_t unit) {
     return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - u'a' + u'A') : unit;
@@ -119,7 +119,7 @@ int32_t encode(CharToByteConverter& encoder, std::u16string_view text, signed ch
 /// Writes the bytes of @p text and @p terminator 0 bytes into @p buffer.
 void encodeInto(IQXByteBuffer& buffer, std::u16string_view text, const char16_t* encoding,
                 int32_t terminator) {
-    const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+    EncoderFor encoder(encoding);
     const int32_t capacity =
         detail::scaledSize(detail::lengthOf(text), encoder->getMaxBytesPerChar(), 1);
     util::detail::WriteHold hold(buffer, capacity);
@@ -150,7 +150,7 @@ String& String::setTo(const signed char* bytes, int32_t byteLength, const char16
     byteLength = detail::byteLength(bytes, byteLength);
     TextStorage text;
     if (byteLength > 0 || capacity > 0) {
-        const Reference<ByteToCharConverter> decoder = ByteToCharConverter::getConverter(encoding);
+        text::charset::detail::DecoderFor decoder(encoding);
         if (capacity > 0) {
             text.prepare(capacity, 0);
             text.commit(0);
@@ -223,7 +223,7 @@ const signed char* String::getBytes(const char16_t* encoding) const {
 }
 
 int32_t String::getBytes(signed char* bytes, int32_t size, const char16_t* encoding) const {
-    const Reference<CharToByteConverter> encoder = CharToByteConverter::getConverter(encoding);
+    EncoderFor encoder(encoding);
     return encode(*encoder, view(), bytes, size);
 }
 

@@ -94,7 +94,7 @@ bool isMissing(const char* codeSet) noexcept {
     return std::strcmp(codeSet, Utf8) != 0 && !isAscii(codeSet) && !s_codecs.find(codeSet);
 }
 
-/// Name of the default encoding; the constant when it is UTF-8.
+/// Name of the default encoding. UTF-8 is always the same pointer.
 const char* defaultEncoding() noexcept {
     const char* const codeSet = ::nl_langinfo(CODESET);
     const bool isUtf8 = std::strcmp(codeSet, Utf8) == 0 || isAscii(codeSet) || isMissing(codeSet);
@@ -217,6 +217,8 @@ int32_t toCodeSet(std::u16string_view text, const char* name, ByteSink& sink) {
 } // namespace
 
 void platform::setCodecCheck(CodecCheck check) noexcept { s_codecs.setCheck(check); }
+
+bool platform::isDefaultUtf8() noexcept { return defaultEncoding() == Utf8; }
 
 int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int32_t capacity) {
     if (text == nullptr || buffer == nullptr)
