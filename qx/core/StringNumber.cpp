@@ -5,9 +5,11 @@
 #include <charconv>
 #include <cmath>
 #include <system_error>
+#include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/detail/AsciiText.h>
+#include <qx/core/detail/PlainNumber.h>
 #include <qx/core/detail/Terminated.h>
 #include <qx/platform/text.h>
 
@@ -44,6 +46,13 @@ Parsed<Integer> parseInteger(std::u16string_view text, int32_t radix) {
     Parsed<Integer> parsed;
     if (text.starts_with(u'+') && !text.starts_with(u"+-"))
         text.remove_prefix(1);
+    if (const auto plain = radix == 10 ? detail::plainNumber(text) : std::nullopt) {
+        if (std::in_range<Integer>(*plain))
+            parsed.value = static_cast<Integer>(*plain);
+        else
+            parsed.fault = Fault::TooLarge;
+        return parsed;
+    }
     const std::string digits = detail::asciiOf(text);
     const char* const end = digits.data() + digits.size();
     const auto [stopped, error] = std::from_chars(digits.data(), end, parsed.value, radix);

@@ -7,6 +7,7 @@
 #include <qx/core/Float.h>
 #include <qx/core/Integer.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/PlainNumber.h>
 #include <qx/math/BigDecimal.h>
 #include <qx/math/BigInteger.h>
 
@@ -18,7 +19,10 @@ using math::BigInteger;
 BigInteger Number::toBigInteger() const { return BigInteger(toInt64()); }
 BigDecimal Number::toBigDecimal() const { return BigDecimal(toInt64()); }
 
-int64_t Number::parseInt64(TextView text) { return BigInteger(text, 10).toInt64(); }
+int64_t Number::parseInt64(TextView text) {
+    const auto value = detail::plainNumber(text);
+    return value ? *value : BigInteger(text, 10).toInt64();
+}
 uint64_t Number::parseUInt64(TextView text, int radix) {
     return BigInteger(text, radix).toUInt64();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -7,10 +8,9 @@ namespace qx::detail {
 
 /// The text as ASCII. Other units become 0, at which whoever reads a number or a word stops.
 inline std::string asciiOf(std::u16string_view text) {
-    std::string bytes;
-    bytes.reserve(text.size());
-    for (const char16_t unit : text)
-        bytes += unit < 0x80 ? static_cast<char>(unit) : '\0';
+    std::string bytes(text.size(), '\0');
+    std::transform(text.begin(), text.end(), bytes.begin(),
+                   [](char16_t unit) { return unit < 0x80 ? static_cast<char>(unit) : '\0'; });
     return bytes;
 }
 
