@@ -2,6 +2,7 @@
 
 #include "qx/core/String.h"
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
 
@@ -94,7 +95,7 @@ String& String::replaceAll(TextView text, TextView replacement) {
     if (found == std::u16string_view::npos)
         return *this;
     // Both may lie in this text, which therefore stays until the new one is complete.
-    String result;
+    String result(detail::checkedSize(std::ssize(own) + 1));
     size_t copied = 0;
     for (; found != std::u16string_view::npos; found = detail::findText(own.substr(copied), text)) {
         result.append(own.substr(copied, found));
@@ -111,14 +112,18 @@ std::vector<String> String::split(TextView separator, int32_t limit) const {
         throw RangeErrorException(u"an empty separator"_qs);
     std::vector<String> texts;
     std::u16string_view rest = view();
+    if (separator.size() == 1) { // quickly counted
+        const auto all = static_cast<int32_t>(std::count(rest.begin(), rest.end(), separator[0]));
+        texts.reserve(detail::sizeOf(limit < 1 ? all : std::min(all, limit - 1)) + 1);
+    }
     while (limit < 1 || std::ssize(texts) < limit - 1) {
         const size_t found = detail::findText(rest, separator);
         if (found == std::u16string_view::npos)
             break;
-        texts.push_back(String(rest.substr(0, found)));
+        texts.emplace_back(rest.substr(0, found));
         rest.remove_prefix(found + separator.size());
     }
-    texts.push_back(String(rest));
+    texts.emplace_back(rest);
     return texts;
 }
 

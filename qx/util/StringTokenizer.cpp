@@ -1,8 +1,23 @@
 #include "qx/util/StringTokenizer.h"
 
+#include <algorithm>
+
 #include <qx/core/Exception.h>
+#include <qx/core/detail/UnitSearch.h>
 
 namespace qx::util {
+
+namespace {
+
+/// First place from @p start on whose unit is in the set, or not in it, or the end.
+int32_t firstPlace(const String& text, int32_t start, const String& set, bool member) {
+    const qx::detail::UnitSet units(set.view());
+    const char16_t* const from = text.begin() + qx::detail::limited(start, text.getLength());
+    const auto isSought = [&](char16_t unit) { return units.has(unit) == member; };
+    return static_cast<int32_t>(std::find_if(from, text.end(), isSought) - text.begin());
+}
+
+} // namespace
 
 StringTokenizer::StringTokenizer(const String& text, const char16_t* delimiters, bool returnDelims)
     : m_text(text, String::AM_COPY), // which may lie in memory that somebody else changes
@@ -34,17 +49,12 @@ int32_t StringTokenizer::getTokenCount() const {
 }
 
 int32_t StringTokenizer::scanToken(int32_t from) const {
-    const int32_t end = m_text.findFirstOf(m_delimiters, from);
-    if (end < 0)
-        return m_text.getLength();
-    return end == from && m_returnDelims ? from + 1 : end;
+    const int32_t end = firstPlace(m_text, from, m_delimiters, true);
+    return end == from && m_returnDelims ? std::min(from + 1, m_text.getLength()) : end;
 }
 
 int32_t StringTokenizer::skipDelims(int32_t from) const {
-    if (m_returnDelims)
-        return from;
-    const int32_t start = m_text.findFirstNotOf(m_delimiters, from);
-    return start < 0 ? m_text.getLength() : start;
+    return m_returnDelims ? from : firstPlace(m_text, from, m_delimiters, false);
 }
 
 } // namespace qx::util
