@@ -115,10 +115,16 @@ String::String(IQXCharBuffer* buffer, AcquireMode mode) {
 String& String::setTo(TextView text) {
     if (text.empty())
         return clear();
-    const TextStorage held = holdIfOwn(text);
-    char16_t* const units = prepareToGrow(int64_t{lengthOf(text)} + 1, 0);
-    Traits::copy(units, text.data(), text.size());
-    m_storage.commit(lengthOf(text));
+    const int32_t length = lengthOf(text);
+    const int64_t needed = int64_t{length} + 1;
+    if (m_storage.isWritable(checkedSize(needed))) {
+        dropBytes();
+        Traits::move(m_storage.writable(), text.data(), text.size()); // it may lie in there
+    } else {
+        const TextStorage held = holdIfOwn(text);
+        Traits::copy(prepareToGrow(needed, 0), text.data(), text.size());
+    }
+    m_storage.commit(length);
     return *this;
 }
 
@@ -221,7 +227,14 @@ String& String::mapCase(void (*map)(char16_t* text, int32_t length)) {
 }
 
 String& String::translate(char16_t from, char16_t to) {
-    return translate(TextView(&from, 1), TextView(&to, 1));
+    const size_t first = detail::findUnit(view(), from);
+    if (first == std::u16string_view::npos)
+        return *this;
+    const int32_t length = getLength();
+    char16_t* const units = prepareToGrow(int64_t{length} + 1, length);
+    std::replace(units + first, units + length, from, to);
+    m_storage.commit(length);
+    return *this;
 }
 
 String& String::translate(TextView from, TextView to) {
