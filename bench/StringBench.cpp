@@ -6,6 +6,7 @@
 
 #ifdef QX_BENCH_HAVE_QT
 #include <QString>
+#include <QStringList>
 #endif
 
 #include <qx/core/String.h>
@@ -195,6 +196,42 @@ void toUpperQx(benchmark::State& state) {
 }
 BENCHMARK(toUpperQx)->Name("StringToUpper/qx");
 
+// Narrow text of a program that says nothing of its encoding, in UTF-8 as nearly everywhere.
+
+constexpr char Narrow[] = "Caf\xC3\xA9 au lait, to be drunk while it is hot";
+
+template <class Text, class Decode>
+void decodeNarrow(benchmark::State& state, Decode decode) {
+    const char* bytes = Narrow;
+    benchmark::DoNotOptimize(bytes);
+    for (auto _ : state) {
+        const Text text = decode(bytes);
+        benchmark::DoNotOptimize(text);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void fromNarrowQx(benchmark::State& state) {
+    decodeNarrow<String>(state, [](const char* bytes) { return String(bytes); });
+}
+BENCHMARK(fromNarrowQx)->Name("StringFromNarrow/qx");
+
+// The words of a line.
+
+template <class Text, class Split>
+void splitWords(benchmark::State& state, const Text& line, Split split) {
+    for (auto _ : state) {
+        const auto words = split(line);
+        benchmark::DoNotOptimize(words);
+    }
+    setUnits(state, static_cast<size_t>(line.end() - line.begin()));
+}
+
+void splitQx(benchmark::State& state) {
+    splitWords(state, String(prose(150)), [](const String& line) { return line.split(u' '); });
+}
+BENCHMARK(splitQx)->Name("StringSplit/qx");
+
 // Numbers of one to ten digits.
 
 std::vector<int> numbers() {
@@ -250,6 +287,17 @@ void toUpperQt(benchmark::State& state) {
     setUnits(state, TextUnits);
 }
 BENCHMARK(toUpperQt)->Name("StringToUpper/qt");
+
+void fromNarrowQt(benchmark::State& state) {
+    decodeNarrow<QString>(state, [](const char* bytes) { return QString::fromUtf8(bytes); });
+}
+BENCHMARK(fromNarrowQt)->Name("StringFromNarrow/qt");
+
+void splitQt(benchmark::State& state) {
+    splitWords(state, qString(prose(150)),
+               [](const QString& line) { return line.split(QLatin1Char(' ')); });
+}
+BENCHMARK(splitQt)->Name("StringSplit/qt");
 
 void numberQt(benchmark::State& state) {
     printNumbers(state, [](int value) { return QString::number(value); });
