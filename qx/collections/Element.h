@@ -3,7 +3,6 @@
 #include <concepts>
 #include <cstddef>
 #include <type_traits>
-#include <typeinfo>
 
 #include <qx/core/AnyText.h>
 #include <qx/core/CastTo.h>
@@ -108,20 +107,6 @@ const IQXUnknown* unknownOf(const T* element) {
     return element ? element->GetUnknown() : nullptr;
 }
 
-/// The T in an object, which may be null; null when there is none.
-template <class T>
-T* partOf(ComObject* object) {
-#ifdef __GXX_RTTI
-    // What is exactly a T, as most elements are, needs no search through its bases.
-    if constexpr (requires { static_cast<T*>(object); }) {
-        const std::type_info* const type = object ? qx::detail::typeOf(object) : nullptr;
-        if (type && *type == typeid(T))
-            return static_cast<T*>(object);
-    }
-#endif
-    return castTo<T>(object);
-}
-
 /// The element as a @p T; null stays null, and any element is an IQXUnknown.
 /// @throws CastFailedException when it is something else
 template <class T>
@@ -131,7 +116,7 @@ Reference<T> elementAs(Reference<IQXUnknown> element) {
     } else {
         if (!element)
             return nullptr;
-        T* const typed = &requireCast(partOf<T>(qx::pcom::comObjectOf(element.get())));
+        T* const typed = &requireCast(qx::pcom::objectBehind<T>(element.get()));
         // Another pointer may be that of a stranger who stands in front of the object.
         if (typed->GetUnknown() != element.get())
             return Reference<T>(typed);

@@ -67,6 +67,11 @@ T* castTo(Base* object) {
         return nullptr;
     } else {
 #ifdef __GXX_RTTI
+        // What is exactly a T, as most objects are, needs no search through its bases.
+        if constexpr (requires { static_cast<T*>(object); } && !std::is_abstract_v<T>) {
+            if (*detail::typeOf(object) == typeid(T))
+                return static_cast<T*>(object);
+        }
         return dynamic_cast<T*>(object);
 #else
         return static_cast<T*>(detail::partOfType(*object, detail::typeThrown<T>()));

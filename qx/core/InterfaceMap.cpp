@@ -3,6 +3,7 @@
 #include <qx/core/CastTo.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/Object.h>
+#include <qx/core/ObjectBehind.h>
 #include <qx/platform/result.h>
 
 namespace qx::pcom {
@@ -80,15 +81,20 @@ __attribute__((no_sanitize("vptr"))) ComObject* comObjectOf(const IQXUnknown* un
 
 namespace qx {
 
-Object* detail::untypedObject(const ComObject* object) {
-    auto* const asked = const_cast<ComObject*>(object);
+__attribute__((no_sanitize("vptr"))) Object* detail::objectAt(const IQXUnknown* unknown) {
+    if (!unknown)
+        return nullptr;
+    auto* const asked = const_cast<IQXUnknown*>(unknown);
     void* answer = nullptr;
     const int32_t answered = asked->QueryInterface(pcom::ObjectIid, &answer);
+    // One that passes its queries on answers for somebody else.
     if (answered == pcom::ObjectAnswer && answer == asked)
-        return static_cast<Object*>(asked);
+        return static_cast<Object*>(static_cast<ComObject*>(answer));
     if (answered >= 0 && answered != pcom::ObjectAnswer && answer)
         static_cast<IQXUnknown*>(answer)->Release();
     return nullptr;
 }
+
+Object* detail::untypedObject(const ComObject* object) { return objectAt(object); }
 
 } // namespace qx

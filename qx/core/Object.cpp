@@ -3,6 +3,7 @@
 #include <functional>
 #include <ostream>
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Implements.h>
 #include <qx/core/ObjectBehind.h>
@@ -18,6 +19,15 @@ namespace {
 
 int addressOrder(const void* left, const void* right) {
     return std::less<>()(right, left) - std::less<>()(left, right);
+}
+
+/// The Object behind @p other, which is compared with @p own; null when there is none.
+const Object* objectBeside(const Object& own, const IQXUnknown* other) {
+    const ComObject* const behind = pcom::comObjectOf(other);
+    // Most of what is compared is of one class: its place in that is known.
+    if (behind && detail::functionTableOf(behind) == detail::functionTableOf(own.GetUnknown()))
+        return static_cast<const Object*>(behind);
+    return castTo<const Object>(behind);
 }
 
 } // namespace
@@ -47,8 +57,7 @@ String Object::toString() const {
 
 int32_t Object::CompareTo(const IQXUnknown* other, int* result) {
     return detail::resultOfStoring(result, [&] {
-        const auto* const object =
-            other == GetUnknown() ? this : pcom::objectBehind<const Object>(other);
+        const auto* const object = other == GetUnknown() ? this : objectBeside(*this, other);
         return object ? compareTo(*object) : addressOrder(other, GetUnknown());
     });
 }

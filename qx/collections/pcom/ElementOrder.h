@@ -36,7 +36,7 @@ public:
 
     /// @throws CastFailedException for an element that is not a T
     const void* comparedPart(IQXUnknown* element) override {
-        return &requireCast(partOf<T>(qx::pcom::comObjectOf(element)));
+        return &requireCast(qx::pcom::objectBehind<T>(element));
     }
     bool isBefore(const void* a, const void* b) override {
         const auto result = m_compare(*static_cast<const T*>(a), *static_cast<const T*>(b));
