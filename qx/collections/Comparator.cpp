@@ -1,35 +1,22 @@
 #include "qx/collections/Comparator.h"
 
-#include <functional>
 #include <typeinfo>
 
+#include <qx/collections/detail/NaturalOrder.h>
 #include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Required.h>
 #include <qx/core/TypeName.h>
 #include <qx/core/detail/ResultOfFilling.h>
-#include <qx/core/detail/TakeInterface.h>
 
 namespace qx::util {
 
-namespace {
-
-/// The object's own order and hash; null when it has none.
-Reference<IQXComparable> comparableOf(const IQXUnknown* object) {
-    // A query changes no more than the count.
-    return object ? qx::detail::interfaceOf<IQXComparable>(*const_cast<IQXUnknown*>(object))
-                  : nullptr;
-}
-
-} // namespace
+using collections::detail::comparableOf;
 
 int32_t Comparator::Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) {
-    return qx::detail::resultOfFilling(result, [&]() -> int32_t {
-        if (const auto comparable = comparableOf(a))
-            return comparable->CompareTo(b, result);
-        *result = std::less<>()(b, a) - std::less<>()(a, b);
-        return result::Ok;
+    return qx::detail::resultOfFilling(result, [&] {
+        return collections::detail::compareNaturally(a, comparableOf(a), b, result);
     });
 }
 

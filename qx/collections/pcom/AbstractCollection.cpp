@@ -38,12 +38,7 @@ void AbstractCollection::clear() {
 int AbstractCollection::compareTo(const Object& other) const { return Object::compareTo(other); }
 
 bool AbstractCollection::contains(const IQXUnknown* element) const {
-    const auto iterator = createConstIterator();
-    while (iterator->hasNext()) {
-        if (equalElements(comparator(), iterator->next(), element))
-            return true;
-    }
-    return false;
+    return detail::goToEqual(createConstIterator(), comparator(), element);
 }
 
 bool AbstractCollection::containsAll(const Collection& other) const {
@@ -61,14 +56,10 @@ uint32_t AbstractCollection::hashCode() const { return Object::hashCode(); }
 
 bool AbstractCollection::remove(const IQXUnknown* element) {
     const auto iterator = createIterator();
-    while (iterator->hasNext()) {
-        const auto candidate = iterator->next();
-        if (equalElements(comparator(), candidate, element)) {
-            iterator->remove();
-            return true;
-        }
-    }
-    return false;
+    if (!detail::goToEqual(iterator, comparator(), element))
+        return false;
+    iterator->remove();
+    return true;
 }
 
 bool AbstractCollection::removeAll(const Collection& other) {

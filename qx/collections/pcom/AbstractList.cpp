@@ -3,6 +3,7 @@
 #include <typeinfo>
 
 #include <qx/collections/Comparing.h>
+#include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/ListViews.h>
 #include <qx/core/CastTo.h>
@@ -93,17 +94,14 @@ uint32_t AbstractList::hashCode() const {
 
 int AbstractList::indexOf(const IQXUnknown* element) const {
     const auto iterator = createConstListIterator(0);
-    while (iterator->hasNext()) {
-        if (equalElements(comparator(), iterator->next(), element))
-            return iterator->previousIndex();
-    }
-    return -1;
+    return detail::goToEqual(iterator, comparator(), element) ? iterator->previousIndex() : -1;
 }
 
 int AbstractList::lastIndexOf(const IQXUnknown* element) const {
     const auto iterator = createConstListIterator(getSize());
+    const collections::detail::ElementComparison comparison(comparator());
     while (iterator->hasPrevious()) {
-        if (equalElements(comparator(), iterator->previous(), element))
+        if (comparison.areEqual(iterator->previous(), element))
             return iterator->nextIndex();
     }
     return -1;
@@ -112,9 +110,10 @@ int AbstractList::lastIndexOf(const IQXUnknown* element) const {
 int AbstractList::compareToList(const List& other) const {
     const auto ours = createConstIterator();
     const auto theirs = other.createConstIterator();
+    const collections::detail::ElementComparison comparison(comparator());
     while (ours->hasNext() && theirs->hasNext()) {
         const auto element = ours->next();
-        const int order = compareElements(comparator(), element, theirs->next());
+        const int order = comparison.compare(element, theirs->next());
         if (order != 0)
             return order;
     }

@@ -4,6 +4,7 @@
 
 #include <qx/collections/Comparing.h>
 #include <qx/collections/DefaultComparator.h>
+#include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/pcom/detail/Elements.h>
 #include <qx/collections/pcom/detail/HashMapEntry.h>
 #include <qx/collections/pcom/detail/MapViews.h>
@@ -125,9 +126,10 @@ Reference<IQXUnknown> AbstractMap::remove(const IQXUnknown* key) {
 }
 
 int AbstractMap::compareToMap(const Map& other) const {
+    const collections::detail::ElementComparison comparison(valueComparator());
     for (const auto& [key, value] : *this) {
         if (value) {
-            const int order = compareElements(valueComparator(), value, other.get(key));
+            const int order = comparison.compare(value, other.get(key));
             if (order != 0)
                 return order;
         } else if (!other.containsKey(key)) {

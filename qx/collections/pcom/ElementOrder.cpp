@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <deque>
 #include <utility>
 #include <vector>
 
@@ -9,7 +10,11 @@
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/pcom/List.h>
+#include <qx/core/Comparable.h>
+#include <qx/core/Reference.h>
+#include <qx/core/Result.h>
 #include <qx/core/String.h>
+#include <qx/core/detail/ResultOfFilling.h>
 
 namespace qx::collections::pcom {
 
@@ -18,24 +23,61 @@ namespace {
 /// The order of a comparator.
 class ComparedOrder final : public ElementOrder {
 public:
-    explicit ComparedOrder(IQXComparator& comparator)
-        : m_comparator(comparator),
-          m_stringTable(collections::detail::naturalStringTable(comparator)) {}
+    explicit ComparedOrder(IQXComparator& comparator) : m_comparator(comparator) {}
 
     const void* comparedPart(IQXUnknown* element) override { return element; }
     bool isBefore(const void* a, const void* b) override {
-        const auto *first = static_cast<const IQXUnknown*>(a),
-                   *second = static_cast<const IQXUnknown*>(b);
-        if (const String* const text = collections::detail::exactString(first, m_stringTable))
-            if (const String* const other = collections::detail::exactString(second, m_stringTable))
-                return text->compareTo(*other) < 0;
-        return compareElements(m_comparator, first, second) < 0;
+        return compareElements(m_comparator, static_cast<const IQXUnknown*>(a),
+                               static_cast<const IQXUnknown*>(b)) < 0;
     }
 
 private:
     IQXComparator& m_comparator;
-    /// Recognises plain strings, which need no comparator where the order is the natural one.
+};
+
+/// What the natural order compares of an element.
+struct NaturalPart {
+    const IQXUnknown* element;
+    /// The element when it is a plain string, else null.
+    const String* text;
+    /// The own order of one that is not; null when it has none.
+    Reference<IQXComparable> comparable;
+};
+
+/// The natural order, for which an element is asked once and not for each comparison.
+class NaturalOrder final : public ElementOrder {
+public:
+    NaturalOrder(IQXComparator& comparator, const void* stringTable)
+        : m_comparator(comparator), m_stringTable(stringTable) {}
+
+    const void* comparedPart(IQXUnknown* element) override {
+        const String* const text = collections::detail::exactString(element, m_stringTable);
+        NaturalPart& part = m_parts.emplace_back(NaturalPart{element, text, nullptr});
+        if (!text)
+            throwIfFailed(
+                resultOf([&] { part.comparable = collections::detail::comparableOf(element); }));
+        return &part;
+    }
+    bool isBefore(const void* a, const void* b) override {
+        const auto &first = *static_cast<const NaturalPart*>(a),
+                   &second = *static_cast<const NaturalPart*>(b);
+        if (first.text && second.text)
+            return first.text->compare(*second.text) < 0;
+        if (first.text)
+            return compareElements(m_comparator, first.element, second.element) < 0;
+        int order = 0;
+        throwIfFailed(qx::detail::resultOfFilling(&order, [&] {
+            return collections::detail::compareNaturally(first.element, first.comparable,
+                                                         second.element, &order);
+        }));
+        return order < 0;
+    }
+
+private:
+    IQXComparator& m_comparator;
     const void* const m_stringTable;
+    /// Stays where it is while parts are added.
+    std::deque<NaturalPart> m_parts;
 };
 
 /// An element, and what of it is compared: null for null.
@@ -93,6 +135,11 @@ void sortList(List& list) {
 
 void sortList(List& list, const IQXComparator* comparator) {
     const auto owned = ownedComparator(comparator);
+    if (const void* const stringTable = collections::detail::naturalStringTable(*owned)) {
+        NaturalOrder order(*owned, stringTable);
+        sortList(list, order);
+        return;
+    }
     ComparedOrder order(*owned);
     sortList(list, order);
 }

@@ -317,6 +317,9 @@ bool HashMap::keysEqual(const IQXUnknown* stored, const Sought& key) const {
 }
 
 bool HashMap::valuesEqual(const IQXUnknown* stored, const IQXUnknown* value) const {
+    const collections::detail::ElementComparison comparison(valueComparator());
+    if (const auto strings = comparison.strings(stored, value))
+        return strings.areEqual();
     return equalUnchanged(valueComparator(), stored, value);
 }
 

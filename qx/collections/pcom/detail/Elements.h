@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <vector>
 
+#include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/pcom/Collection.h>
+#include <qx/collections/pcom/LendingWalk.h>
 
 namespace qx::collections::pcom::detail {
 
@@ -36,6 +38,36 @@ void forEachElement(const Collection& collection, const Collection* changing, Vi
     const auto iterator = collection.createConstIterator();
     while (iterator->hasNext())
         visit(iterator->next().get());
+}
+
+/// Lets @p iterator go on to the first element that is equal to @p sought by @p comparator; false
+/// at the end, when there is none.
+inline bool goToEqual(ConstIterator* iterator, IQXComparator& comparator,
+                      const IQXUnknown* sought) {
+    const collections::detail::ElementComparison comparison(comparator);
+    LendingWalk* const walk = LendingWalk::of(iterator);
+    if (!walk) {
+        while (iterator->hasNext()) {
+            if (comparison.areEqual(iterator->next(), sought))
+                return true;
+        }
+        return false;
+    }
+    for (IQXUnknown* element = nullptr; walk->step(element);) {
+        // Strings are compared without a call of anybody who might drop them.
+        if (const auto strings = comparison.strings(element, sought)) {
+            const bool areEqual = strings.areEqual();
+            walk->drop();
+            if (areEqual)
+                return true;
+            continue;
+        }
+        const Reference<IQXUnknown> held(element);
+        walk->drop();
+        if (equalElements(comparator, held, sought))
+            return true;
+    }
+    return false;
 }
 
 } // namespace qx::collections::pcom::detail
