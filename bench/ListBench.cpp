@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <list>
+#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -12,6 +14,7 @@
 #include <qx/collections/pcom/ArrayList.h>
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/core/Object.h>
+#include <qx/core/String.h>
 
 // Lists of component objects beside the standard containers of intrusive pointers. Every element
 // comes out as an owner of its own, here as there; there are a thousand elements. "Typed" goes
@@ -151,6 +154,34 @@ void editLinked(benchmark::State& state) {
     countElements(state);
 }
 BENCHMARK(editLinked)->Name("LinkedEdit/qx");
+
+std::vector<std::u16string> texts() {
+    std::vector<std::u16string> texts;
+    for (int i = 0; i < Size; ++i)
+        texts.push_back(u"parameter." + std::u16string(1, static_cast<char16_t>(0x100 + i)));
+    return texts;
+}
+
+/// The last of the texts.
+void find(benchmark::State& state) {
+    qx::collections::List<qx::String> list;
+    for (const auto& text : texts())
+        list.add(text);
+    const qx::String sought(texts().back());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(list.indexOf(sought));
+    countElements(state);
+}
+BENCHMARK(find)->Name("TextFind/qx");
+
+void peerFind(benchmark::State& state) {
+    const auto list = texts();
+    const std::u16string sought = list.back();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(std::find(list.begin(), list.end(), sought));
+    countElements(state);
+}
+BENCHMARK(peerFind)->Name("TextFind/std");
 
 #ifdef QX_BENCH_HAVE_BOOST
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <qx/collections/detail/ReleaseAll.h>
+#include <qx/collections/pcom/detail/ListViews.h>
 #include <qx/collections/pcom/detail/Sizes.h>
 
 namespace qx::collections::pcom {
@@ -10,11 +11,11 @@ namespace qx::collections::pcom {
 ArrayList::ArrayList(const IQXComparator* comparator) : AbstractList(comparator) {}
 
 // Delegating, so that the destructor releases what was added when addAll fails.
-ArrayList::ArrayList(const Collection& other) : ArrayList() { ArrayList::addAll(other); }
+ArrayList::ArrayList(const Collection& other) : ArrayList() { addCopies(other); }
 
 ArrayList::ArrayList(const Collection& other, const IQXComparator* comparator)
     : ArrayList(comparator) {
-    ArrayList::addAll(other);
+    addCopies(other);
 }
 
 ArrayList::ArrayList(const ArrayList& other) : ArrayList(other, &other.comparator()) {}
@@ -65,6 +66,18 @@ Reference<IQXUnknown> ArrayList::set(int index, IQXUnknown* element) {
     IQXUnknown*& place = m_elements[static_cast<std::size_t>(index)];
     countChange();
     return Reference<IQXUnknown>::attach(std::exchange(place, owned.detach()));
+}
+
+/// addAll for a new list.
+void ArrayList::addCopies(const Collection& other) {
+    const ArrayList* const list = exactArrayList(other);
+    if (!list) {
+        ArrayList::addAll(other);
+        return;
+    }
+    m_elements.reserve(list->m_elements.size());
+    for (std::size_t index = 0; index < list->m_elements.size(); ++index)
+        ArrayList::add(list->m_elements[index]);
 }
 
 void ArrayList::makeRoom() {

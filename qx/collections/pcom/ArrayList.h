@@ -52,6 +52,7 @@ private:
     template <class>
     friend struct ListAccess;
 
+    void addCopies(const Collection& other);
     void makeRoom();
 
     /// Each with a reference that the list owns. Plain pointers, because those move as bytes.

@@ -10,6 +10,7 @@
 #include <qx/collections/DefaultComparator.h>
 #include <qx/collections/detail/NaturalOrder.h>
 #include <qx/collections/pcom/List.h>
+#include <qx/collections/pcom/detail/ListViews.h>
 #include <qx/core/Comparable.h>
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
@@ -122,6 +123,12 @@ void sortList(List& list, ElementOrder& order) {
         return a.part && b.part ? order.isBefore(a.part, b.part) : !a.part && b.part;
     });
     // The walk goes back, and notices when the list is another one than it came through.
+    if (ArrayList* const array = exactArrayList(list); array && !elements.empty()) {
+        walk->previous();
+        for (std::size_t index = 0; index < elements.size(); ++index)
+            ListAccess<ArrayList>::place(*array, index, elements[index].element);
+        return;
+    }
     for (std::size_t index = elements.size(); index-- > 0;) {
         if (walk->previous() != elements[index].element)
             walk->set(elements[index].element);

@@ -12,6 +12,7 @@
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/ListIterator.h>
 #include <qx/collections/pcom/detail/Elements.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 
 namespace qx::collections::pcom {
@@ -47,7 +48,32 @@ struct ListAccess<ArrayList> {
     Reference<IQXUnknown> set(ArrayList& list, int index, IQXUnknown* element) {
         return list.ArrayList::set(index, element);
     }
+    /// Lets @p element, which the list owns elsewhere, have this place. Whoever was there has to
+    /// get another one before anybody looks at the list.
+    static void place(ArrayList& list, std::size_t index, IQXUnknown* element) {
+        if (std::exchange(list.m_elements[index], element) != element)
+            list.countChange();
+    }
 };
+
+/// The list behind @p collection when that is exactly an ArrayList, whose operations nobody has
+/// overridden; else null.
+inline ArrayList* exactArrayList(const Collection& collection) {
+    struct Place {
+        const void* table;
+        std::ptrdiff_t displacement;
+    };
+    static const Place s_place = [] {
+        ArrayList list;
+        const Collection* const part = &list;
+        return Place{qx::detail::functionTableOf(part),
+                     reinterpret_cast<char*>(&list) - reinterpret_cast<const char*>(part)};
+    }();
+    if (qx::detail::functionTableOf(&collection) != s_place.table)
+        return nullptr;
+    char* const part = reinterpret_cast<char*>(const_cast<Collection*>(&collection));
+    return reinterpret_cast<ArrayList*>(part + s_place.displacement);
+}
 
 /// The same for what is exactly a LinkedList, with a finger of the iterator's own.
 template <>
