@@ -222,16 +222,24 @@ void HashMap::releaseEntries() noexcept {
     const Table old = std::move(m_table);
     const Slots oldSlots = std::move(m_slots);
     m_slotCapacity = m_slotsUsed = m_freeSlot = 0;
+    const bool sparse = isSparse(m_size, m_tableLength);
     m_size = 0;
     const Link* const table = old.get();
     HashMapSlot* const slots = oldSlots.get();
-    for (int bucket = table ? m_tableLength : 0; bucket-- > 0;) {
+    int bucket = table ? m_tableLength : 0;
+    if (sparse)
+        bucket = passEmptyBuckets(table, bucket);
+    while (bucket-- > 0) {
         prefetchElements(table, slots, bucket);
+        if (table[bucket] == 0)
+            continue;
         for (Link link = table[bucket]; link != 0;) {
             HashMapSlot& slot = slots[link - 1];
             link = slot.next;
             slot.release();
         }
+        if (sparse)
+            bucket = passEmptyBuckets(table, bucket);
     }
 }
 

@@ -28,7 +28,8 @@ public:
 
     explicit HashMapIterator(HashMap* map, Kind kind = Kind::Entries)
         : m_map(map), m_expectedCount(map->modificationCount()), m_kind(kind),
-          m_bucket(map->m_tableLength), m_known(map->enter(*this)) {}
+          m_isSparse(isSparse(map->m_size, map->m_tableLength)), m_bucket(map->m_tableLength),
+          m_known(map->enter(*this)) {}
     HashMapIterator(const HashMapIterator&) = delete;
     ~HashMapIterator() override {
         if (m_known)
@@ -119,7 +120,10 @@ private:
     bool findNext(bool makesEntries) const {
         const HashMap::Link* const table = m_map->m_table.get();
         const bool prefetches = m_map->m_tableLength >= PrefetchedLength;
-        for (int bucket = table ? m_bucket : 0; bucket-- > 0;) {
+        int bucket = table ? m_bucket : 0;
+        if (m_isSparse)
+            bucket = passEmptyBuckets(table, bucket);
+        while (bucket-- > 0) {
             if (prefetches)
                 prefetchElements(table, m_map->m_slots.get(), bucket);
             if (const HashMap::Link found = table[bucket]; found != 0) {
@@ -175,6 +179,7 @@ private:
     const Reference<HashMap> m_map;
     uint32_t m_expectedCount;
     Kind m_kind;
+    const bool m_isSparse;
     /// The slot that comes next; 0 while it has to be looked for. Once the map was cleared or
     /// changed it is only compared with 0.
     mutable HashMap::Link m_next = 0;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include <qx/collections/pcom/detail/HashMapEntry.h>
@@ -132,6 +133,21 @@ constexpr int BucketsAhead = 8;
         __builtin_prefetch(slots[number - 1].key);
         __builtin_prefetch(slots[number - 1].valueUnseen);
     }
+}
+
+/// True for a table of which a walk sees little but empty buckets, as that of a small map.
+inline bool isSparse(int size, int tableLength) noexcept { return size < tableLength / 8; }
+
+/// Passes the buckets in front of @p bucket, several at a time, as long as they are empty.
+inline int passEmptyBuckets(const uint32_t* table, int bucket) noexcept {
+    constexpr int AtATime = 8;
+    uint64_t pairs[AtATime / 2];
+    for (; bucket >= AtATime; bucket -= AtATime) {
+        std::memcpy(pairs, table + (bucket - AtATime), sizeof pairs);
+        if ((pairs[0] | pairs[1] | pairs[2] | pairs[3]) != 0)
+            break;
+    }
+    return bucket;
 }
 
 } // namespace qx::collections::pcom
