@@ -69,6 +69,13 @@ public:
     }
     Reference<Object> remove(const OtherText auto& key) { return remove(stringOf(key)); }
 
+    /// As the operations for a String, but a text up to its 0 unit, such as a literal, is read
+    /// where it is. Of a derived class the operations for a String are called.
+    Reference<Object> get(const char16_t* key) const;
+    bool containsKey(const char16_t* key) const;
+    Reference<Object> put(const char16_t* key, Object* value);
+    Reference<Object> remove(const char16_t* key);
+
     /// A new set of the keys as they are now.
     virtual Reference<const Set<String>> createKeySet() const;
 

@@ -133,6 +133,15 @@ TEST(StringHashMap, TakesTextsAndUnitsWithALengthOrUpToTheFirstZeroUnit) {
                 !map.containsKey(u"abc", 2));
     EXPECT_FALSE(map.containsKey(u"abc\0d", 5)); // with a null value
     EXPECT_EQ(numberOf(map.remove("abc")), 1);
+
+    class Counting : public StringHashMap {
+    public:
+        using StringHashMap::get;
+        Reference<Object> get(const String& key) const override {
+            return new Item(key.getLength());
+        }
+    };
+    EXPECT_EQ(numberOf(Counting().get(u"abc")), 3) << "also by a literal";
 }
 
 TEST(StringHashMap, RefusesKeysThatCannotExposeTheirUnits) {
