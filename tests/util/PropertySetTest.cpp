@@ -118,6 +118,14 @@ TEST(PropertySet, FallsBackToItsParents) {
     EXPECT_EQ(leaf->get(u"wrapped"), u"before");
     leaf->set(u"empty", String());
     EXPECT_TRUE(leaf->hasProperty(u"empty"));
+
+    class Upper : public PropertySet {
+    public:
+        using PropertySet::get;
+        String get(const String& name) const override { return String(name).toUpper(); }
+    };
+    const auto behind = makeReference<PropertySet>(makeReference<Upper>().get());
+    EXPECT_EQ(behind->get(u"a") + behind->get(u"b"_qs) + Upper().get(u"c"), u"ABC");
 }
 
 TEST(PropertySet, SharesItsValuesWithOtherModules) {

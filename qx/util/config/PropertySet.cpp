@@ -1,17 +1,31 @@
 #include "qx/util/config/PropertySet.h"
 
+#include <typeinfo>
 #include <utility>
 
 #include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
+#include <qx/core/TextView.h>
 #include <qx/core/detail/ResultOfFilling.h>
+#include <qx/util/buffer/detail/WithUnits.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
 #include <qx/util/detail/ComponentText.h>
 
 namespace qx::util {
 
 using collections::StringHashMap;
+using detail::withUnits;
+
+namespace {
+
+/// True for a set whose operations nobody has overridden.
+bool isExact(const PropertySet& set) {
+    const std::type_info* const type = qx::detail::typeOf(&set);
+    return type && *type == typeid(PropertySet);
+}
+
+} // namespace
 
 PropertySet::PropertySet() : PropertySet(nullptr) {}
 
@@ -23,16 +37,56 @@ PropertySet::PropertySet(Reference<const PropertySet> parent, Reference<StringHa
 
 PropertySet::~PropertySet() = default;
 
+/// The value of the set or of the nearest of its parents, as far as those are exactly of this
+/// class; null when none of them has it.
+/// @param beyond  receives the first parent of another class, whose operations have to be called
+const Object* PropertySet::find(std::u16string_view name, const PropertySet*& beyond) const {
+    beyond = nullptr;
+    for (const PropertySet* set = this; set; set = set->m_parent) {
+        if (set != this && !isExact(*set)) {
+            beyond = set;
+            break;
+        }
+        if (const Object* const value = set->m_values->peek(name))
+            return value;
+    }
+    return nullptr;
+}
+
 String PropertySet::get(const String& name) const {
-    if (const Reference<Object> value = m_values->get(name))
+    const PropertySet* beyond = nullptr;
+    const auto lookUp = [&](std::u16string_view units) { return find(units, beyond); };
+    if (const Object* const value = withUnits(name, lookUp))
         return static_cast<const String&>(*value);
-    if (!m_parent)
+    if (!beyond)
         throw withDetail(Exception(), u"no property " + name);
-    return m_parent->get(name);
+    return beyond->get(name);
 }
 
 bool PropertySet::hasProperty(const String& name) const {
-    return m_values->containsKey(name) || (m_parent && m_parent->hasProperty(name));
+    const PropertySet* beyond = nullptr;
+    const auto lookUp = [&](std::u16string_view units) { return find(units, beyond); };
+    return withUnits(name, lookUp) || (beyond && beyond->hasProperty(name));
+}
+
+String PropertySet::get(const char16_t* name) const {
+    const PropertySet* beyond = nullptr;
+    const Object* const value = isExact(*this) ? find(TextView(name), beyond) : nullptr;
+    return value ? static_cast<const String&>(*value) : get(String(name));
+}
+
+bool PropertySet::hasProperty(const char16_t* name) const {
+    const PropertySet* beyond = this;
+    if (isExact(*this) && find(TextView(name), beyond))
+        return true;
+    return beyond && beyond->hasProperty(String(name));
+}
+
+void PropertySet::set(const char16_t* name, const char16_t* value) {
+    if (isExact(*this))
+        m_values->put(name, makeReference<String>(value));
+    else
+        set(String(name), String(value));
 }
 
 void PropertySet::set(const String& name, const String& value) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include <qx/collections/Set.h>
 #include <qx/collections/StringHashMap.h>
@@ -45,6 +46,11 @@ public:
     requires OtherText<Name, Value>
     void set(const Name& name, const Value& value) { set(stringOf(name), stringOf(value)); }
     String remove(const OtherText auto& name) { return remove(stringOf(name)); }
+    /// As the operations for Strings, but a text up to its 0 unit, such as a literal, is read where
+    /// it is. Of a derived class the operations for Strings are called.
+    String get(const char16_t* name) const;
+    bool hasProperty(const char16_t* name) const;
+    void set(const char16_t* name, const char16_t* value);
     /// Removes all of the set's own values.
     virtual void clear();
     /// A snapshot of the names of the set's own values.
@@ -65,6 +71,8 @@ public:
 
 private:
     PropertySet(Reference<const PropertySet> parent, Reference<collections::StringHashMap> values);
+
+    const Object* find(std::u16string_view name, const PropertySet*& beyond) const;
 
     const Reference<const PropertySet> m_parent;
     const Reference<collections::StringHashMap> m_values;
