@@ -47,6 +47,14 @@ std::u16string terminated(const String& text) {
 
 String lastNameOf(const String& path) { return path.substring(path.lastIndexOf(u'\\') + 1); }
 
+/// The platform's result for the type of a value.
+int32_t readType(ENUM_QX_HKEY root, const String& path, const String& name,
+                 ENUM_QX_REG_TYPE& type) {
+    int32_t length = 0;
+    return QXRegistryGetValue(root, terminated(path).c_str(), terminated(name).c_str(), &type,
+                              nullptr, &length);
+}
+
 /// A value as failures name it.
 String shown(const RegistryKey& key, const String& name) {
     return key.getKey(false) + u", " +
@@ -168,15 +176,15 @@ void RegistryKey::remove() {
 }
 
 bool RegistryKey::valueExists(const String& name) const {
-    return resultOf([&] { getValueType(name); }) >= 0;
+    return resultOf([&] {
+               ENUM_QX_REG_TYPE type;
+               return readType(m_root, m_path, name, type);
+           }) >= 0;
 }
 
 ENUM_QX_REG_TYPE RegistryKey::getValueType(const String& name) const {
     ENUM_QX_REG_TYPE type;
-    int32_t length = 0;
-    throwIfFailedOf(QXRegistryGetValue(m_root, terminated(m_path).c_str(), terminated(name).c_str(),
-                                       &type, nullptr, &length),
-                    [&] { return shown(*this, name); });
+    throwIfFailedOf(readType(m_root, m_path, name, type), [&] { return shown(*this, name); });
     return type;
 }
 
