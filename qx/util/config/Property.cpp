@@ -1,5 +1,6 @@
 #include "qx/util/config/Property.h"
 
+#include <typeinfo>
 #include <utility>
 
 #include <qx/core/CastTo.h>
@@ -23,6 +24,16 @@ using qx::util::detail::notOffered;
 using qx::util::detail::writeText;
 namespace result = qx::result;
 
+namespace {
+
+/// The value as a number; null for any other, and at once for a text, as most values are.
+const qx::Number* numberIn(const Object& value) {
+    const std::type_info* const type = qx::detail::typeOf(&value);
+    return type && *type == typeid(String) ? nullptr : castTo<const qx::Number>(&value);
+}
+
+} // namespace
+
 CQXProperty::CQXProperty(const String& key, const String& value) : m_key(key.view()) { set(value); }
 CQXProperty::CQXProperty(const String& key, int32_t value) : m_key(key.view()) { set(value); }
 CQXProperty::CQXProperty(const String& key, double value) : m_key(key.view()) { set(value); }
@@ -39,13 +50,13 @@ String CQXProperty::getValueString() const { return getValue()->toString(); }
 
 int32_t CQXProperty::getValueLong() const {
     const CQXSmartPtr<Object> value = getValue();
-    const auto* const number = castTo<const qx::Number>(value.get());
+    const auto* const number = numberIn(*value);
     return number ? number->toInt32() : qx::Number::parseInt(value->toString());
 }
 
 double CQXProperty::getValueDouble() const {
     const CQXSmartPtr<Object> value = getValue();
-    const auto* const number = castTo<const qx::Number>(value.get());
+    const auto* const number = numberIn(*value);
     return number ? number->toDouble() : qx::Number::parseDouble(value->toString());
 }
 
@@ -54,9 +65,13 @@ void CQXProperty::set(const String& value) {
     set(qx::makeReference<String>(value, String::AM_COPY).get());
 }
 
-void CQXProperty::set(int32_t value) { set(String::valueOf(value)); }
+void CQXProperty::set(int32_t value) {
+    set(qx::makeReference<String>(String::valueOf(value)).get());
+}
 
-void CQXProperty::set(double value) { set(String::valueOf(value)); }
+void CQXProperty::set(double value) {
+    set(qx::makeReference<String>(String::valueOf(value)).get());
+}
 
 void CQXProperty::set(Object* value) {
     m_object = value;
