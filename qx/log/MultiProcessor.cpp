@@ -1,9 +1,11 @@
 #include "qx/log/MultiProcessor.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include <qx/core/Required.h>
+#include <qx/core/Result.h>
 #include <qx/log/LogEntry.h>
 #include <qx/log/detail/OwnTarget.h>
 #include <qx/log/detail/Record.h>
@@ -22,7 +24,29 @@ MultiProcessor::~MultiProcessor() = default;
 Reference<MultiProcessor> MultiProcessor::create() { return new MultiProcessor; }
 
 void MultiProcessor::addProcessor(ILogProcessor* processor) {
-    m_stations.push_back({required(processor), detail::OwnTarget(processor)});
+    Station added{required(processor), detail::OwnTarget(processor)};
+    if (leadsHere(added))
+        throwResult(result::InvalidArgument, u"an entry would go round for ever");
+    m_stations.push_back(std::move(added));
+}
+
+/// Whether entries come from @p added straight to this fan-out: by others, and through nothing that
+/// could keep them back.
+bool MultiProcessor::leadsHere(const Station& added) const {
+    std::vector<const MultiProcessor*> reached;
+    const auto reach = [&](const Station& station) {
+        const MultiProcessor* const fanOut = station.own.fanOut();
+        if (fanOut && std::find(reached.begin(), reached.end(), fanOut) == reached.end())
+            reached.push_back(fanOut);
+    };
+    reach(added);
+    for (size_t i = 0; i < reached.size(); ++i) {
+        if (reached[i] == this)
+            return true;
+        for (const Station& station : reached[i]->m_stations)
+            reach(station);
+    }
+    return false;
 }
 
 void MultiProcessor::process(const ILogEntry* entry) {

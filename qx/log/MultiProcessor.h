@@ -27,7 +27,8 @@ public:
     static Reference<MultiProcessor> create();
 
     /// Appends @p processor, which is kept by a reference.
-    /// @throws ResultException with result::NullPointer
+    /// @throws ResultException with result::NullPointer, or with result::InvalidArgument for itself
+    ///     and for a MultiProcessor that hands entries back to it without a filter between
     void addProcessor(ILogProcessor* processor);
     /// Calls the processors in the order in which they were added. What one of them throws ends the
     /// round.
@@ -44,6 +45,7 @@ private:
     MultiProcessor();
     ~MultiProcessor() override;
 
+    bool leadsHere(const Station& added) const;
     bool takesRecords(int depth = DeepestFanOut) const noexcept;
     size_t tryProcess(const detail::Record& record);
     size_t tryProcessKept(const detail::Record& record);

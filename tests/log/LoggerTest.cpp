@@ -404,6 +404,13 @@ TEST(Loggers, LetOneCallAtATimeThroughAlsoAfterAFailure) {
     EXPECT_EQ(sink->writes.size(), size_t{Threads * Calls});
 }
 
+TEST(MultiProcessor, RefusesToHandEntriesToItself) {
+    const auto outer = log::MultiProcessor::create(), inner = log::MultiProcessor::create();
+    outer->addProcessor(inner);
+    for (log::ILogProcessor* const own : {inner.get(), outer.get()})
+        EXPECT_EQ(resultOf([&] { inner->addProcessor(own); }), result::InvalidArgument);
+}
+
 TEST(LevelFilter, PassesWhatReachesTheThresholdOrCannotBeJudged) {
     const auto target = makeReference<FakeTarget>();
     const auto filter = log::LevelFilter::create(target, 3);

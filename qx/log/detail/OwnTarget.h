@@ -4,6 +4,12 @@
 
 #include <qx/log/ILogProcessor.h>
 
+namespace qx::log {
+
+class MultiProcessor;
+
+}
+
 namespace qx::log::detail {
 
 struct Record;
@@ -17,6 +23,10 @@ public:
     explicit OwnTarget(ILogProcessor* processor);
 
     bool isWriter() const noexcept { return m_kind == Kind::Writer; }
+    /// Null for a processor that is no fan-out.
+    const MultiProcessor* fanOut() const noexcept {
+        return m_kind == Kind::FanOut ? static_cast<const MultiProcessor*>(m_object) : nullptr;
+    }
     /// Whether tryProcess has a chance.
     bool takesRecords(int depth) const noexcept;
     /// Does what process does for an entry with the fields of @p record; false when it has to be
