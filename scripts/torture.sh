@@ -24,7 +24,8 @@ sum() { grep -hoE "$1" "${@:2}" | grep -oE '[0-9]+' | awk '{ s += $1 } END { pri
 
 # tested NAME FILTER REPETITIONS: repeats tests of a program; fails when there is none of the kind.
 tested() {
-    "$tests/qx_${1}_tests" --gtest_list_tests --gtest_filter="$2" | grep -q '^  ' || return 1
+    # Not grep -q, which ends the program amid its list.
+    "$tests/qx_${1}_tests" --gtest_list_tests --gtest_filter="$2" | grep '^  ' >/dev/null || return 1
     "$tests/qx_${1}_tests" --gtest_filter="$2" --gtest_repeat="$3" --gtest_brief=1 \
         --gtest_break_on_failure
 }
