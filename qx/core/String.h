@@ -558,7 +558,8 @@ private:
         return *this;
     }
     TextStorage holdIfOwn(TextView text) const noexcept;
-    /// To be called with every change, once nothing can fail: the bytes of the old text are void.
+    /// To be called with every change, where it can be once nothing can fail: the bytes of the old
+    /// text are void.
     void dropBytes() const noexcept {
         if (m_bytes) [[unlikely]]
             releaseBytes();
@@ -572,10 +573,9 @@ private:
 inline TextView::TextView(const String& text) noexcept : std::u16string_view(text.view()) {}
 
 inline String& String::append(TextView text) {
-    if (!m_storage.tryAppend(text.data(), text.size()))
-        return appendSlow(text);
+    // First: behind the copying the compiler would no longer know of lengths that are constant.
     dropBytes();
-    return *this;
+    return m_storage.tryAppend(text.data(), text.size()) ? *this : appendSlow(text);
 }
 
 inline String& String::append(char16_t unit) {
