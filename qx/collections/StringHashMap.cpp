@@ -1,27 +1,16 @@
 #include "qx/collections/StringHashMap.h"
 
-#include <typeinfo>
-
 #include <qx/collections/detail/KeyedTable.h>
 #include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/HashSet.h>
-#include <qx/core/CastTo.h>
 #include <qx/core/TextView.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/util/buffer/detail/WithUnits.h>
 
 namespace qx::collections {
 
+using qx::detail::isExactly;
 using util::detail::withUnits;
-
-namespace {
-
-/// True for a map whose operations nobody has overridden.
-bool isExact(const StringHashMap& map) {
-    const std::type_info* const type = qx::detail::typeOf(&map);
-    return type && *type == typeid(StringHashMap);
-}
-
-} // namespace
 
 StringHashMap::StringHashMap(int capacity, float loadFactor) : KeyedMap(capacity, loadFactor) {}
 
@@ -66,22 +55,22 @@ Reference<Object> StringHashMap::remove(const String& key) {
 }
 
 Reference<Object> StringHashMap::get(const char16_t* key) const {
-    return isExact(*this) ? table().get(TextView(key)) : get(String(key));
+    return isExactly(*this) ? table().get(TextView(key)) : get(String(key));
 }
 
 bool StringHashMap::containsKey(const char16_t* key) const {
-    return isExact(*this) ? table().peek(TextView(key)) != nullptr : containsKey(String(key));
+    return isExactly(*this) ? table().peek(TextView(key)) != nullptr : containsKey(String(key));
 }
 
 Reference<Object> StringHashMap::put(const char16_t* key, Object* value) {
-    if (isExact(*this))
+    if (isExactly(*this))
         return table().put(TextView(key), value);
     const Reference<Object> held(value); // goes even when there is no memory for the key
     return put(String(key), value);
 }
 
 Reference<Object> StringHashMap::remove(const char16_t* key) {
-    return isExact(*this) ? table().remove(TextView(key)) : remove(String(key));
+    return isExactly(*this) ? table().remove(TextView(key)) : remove(String(key));
 }
 
 Reference<const Set<String>> StringHashMap::createKeySet() const {

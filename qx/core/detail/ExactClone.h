@@ -1,9 +1,7 @@
 #pragma once
 
-#include <typeinfo>
-
-#include <qx/core/CastTo.h>
 #include <qx/core/Required.h>
+#include <qx/core/detail/ExactType.h>
 
 namespace qx::detail {
 
@@ -12,10 +10,7 @@ namespace qx::detail {
 ///     is a @p T would be copied
 template <class T>
 T* exactClone(const T& object) {
-    // typeid of the object itself would not be safe: its class may have no run-time type
-    // information.
-    const std::type_info* const type = typeOf(&object);
-    if (!type || *type != typeid(T))
+    if (!isExactly(object))
         throwNotCloneable(object);
     return new T(object);
 }

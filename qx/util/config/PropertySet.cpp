@@ -1,12 +1,12 @@
 #include "qx/util/config/PropertySet.h"
 
-#include <typeinfo>
 #include <utility>
 
 #include <qx/core/CastTo.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
+#include <qx/core/detail/ExactType.h>
 #include <qx/core/detail/ResultOfFilling.h>
 #include <qx/util/buffer/detail/WithUnits.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
@@ -16,16 +16,7 @@ namespace qx::util {
 
 using collections::StringHashMap;
 using detail::withUnits;
-
-namespace {
-
-/// True for a set whose operations nobody has overridden.
-bool isExact(const PropertySet& set) {
-    const std::type_info* const type = qx::detail::typeOf(&set);
-    return type && *type == typeid(PropertySet);
-}
-
-} // namespace
+using qx::detail::isExactly;
 
 PropertySet::PropertySet() : PropertySet(nullptr) {}
 
@@ -43,7 +34,7 @@ PropertySet::~PropertySet() = default;
 const Object* PropertySet::find(std::u16string_view name, const PropertySet*& beyond) const {
     beyond = nullptr;
     for (const PropertySet* set = this; set; set = set->m_parent) {
-        if (set != this && !isExact(*set)) {
+        if (set != this && !isExactly(*set)) {
             beyond = set;
             break;
         }
@@ -71,19 +62,19 @@ bool PropertySet::hasProperty(const String& name) const {
 
 String PropertySet::get(const char16_t* name) const {
     const PropertySet* beyond = nullptr;
-    const Object* const value = isExact(*this) ? find(TextView(name), beyond) : nullptr;
+    const Object* const value = isExactly(*this) ? find(TextView(name), beyond) : nullptr;
     return value ? static_cast<const String&>(*value) : get(String(name));
 }
 
 bool PropertySet::hasProperty(const char16_t* name) const {
     const PropertySet* beyond = this;
-    if (isExact(*this) && find(TextView(name), beyond))
+    if (isExactly(*this) && find(TextView(name), beyond))
         return true;
     return beyond && beyond->hasProperty(String(name));
 }
 
 void PropertySet::set(const char16_t* name, const char16_t* value) {
-    if (isExact(*this))
+    if (isExactly(*this))
         m_values->put(name, makeReference<String>(value));
     else
         set(String(name), String(value));
