@@ -79,6 +79,12 @@ int32_t decodeWellFormed(std::string_view text, TextStorage& storage, char16_t* 
     return static_cast<int32_t>(done.read);
 }
 
+/// The same for @p storage without text.
+int32_t decodeWellFormed(std::string_view text, TextStorage& storage) {
+    char16_t* const units = storage.prepare(checkedSize(std::ssize(text) + 1), 0);
+    return decodeWellFormed(text, storage, units, 0);
+}
+
 /// Encodes @p text in UTF-8, half a surrogate pair as U+FFFD, to room for three bytes a unit.
 /// @return count of bytes
 size_t encodeReplacing(std::u16string_view text, char* bytes, size_t room) {
@@ -149,13 +155,17 @@ String& String::setTo(const signed char* bytes, int32_t byteLength, const char16
                       int32_t capacity) {
     byteLength = detail::byteLength(bytes, byteLength);
     TextStorage text;
-    if (byteLength > 0 || capacity > 0) {
+    if (capacity > 0) {
+        text.prepare(capacity, 0);
+        text.commit(0);
+    }
+    int32_t read = 0;
+    if (byteLength > 0 && text::charset::detail::isUtf8(encoding))
+        read = decodeWellFormed({reinterpret_cast<const char*>(bytes), detail::sizeOf(byteLength)},
+                                text);
+    if (read < byteLength || capacity > 0) { // with a capacity, the encoding has to exist
         text::charset::detail::DecoderFor decoder(encoding);
-        if (capacity > 0) {
-            text.prepare(capacity, 0);
-            text.commit(0);
-        }
-        detail::decode(*decoder, bytes, byteLength, DecodeTarget(text));
+        detail::decode(*decoder, bytes + read, byteLength - read, DecodeTarget(text));
     }
     m_storage.swap(text);
     dropBytes();
@@ -167,8 +177,7 @@ String String::fromUtf8(std::string_view text) {
     if (length == 0)
         return {};
     TextStorage decoded;
-    char16_t* const units = decoded.prepare(checkedSize(int64_t{length} + 1), 0);
-    int32_t read = decodeWellFormed(text, decoded, units, 0);
+    int32_t read = decodeWellFormed(text, decoded);
     if (read < length) {
         text::charset::BTCUTF8 decoder;
         decoder.setStrict(true);
