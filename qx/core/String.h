@@ -192,7 +192,8 @@ public:
 
     inline String& append(TextView text);
     String& append(const char16_t* units, UnitCount auto length) {
-        return append(TextView(units, int32_t{length}));
+        // Asked here as well: otherwise the compiler no longer knows of a length that is constant.
+        return units ? append(TextView(units, int32_t{length})) : *this;
     }
     inline String& append(char16_t unit);
     String& append(char16_t unit, int32_t count) { return replace(-1, 0, unit, count); }
@@ -558,8 +559,7 @@ private:
         return *this;
     }
     TextStorage holdIfOwn(TextView text) const noexcept;
-    /// To be called with every change, where it can be once nothing can fail: the bytes of the old
-    /// text are void.
+    /// To be called with every change, once nothing can fail: the bytes of the old text are void.
     void dropBytes() const noexcept {
         if (m_bytes) [[unlikely]]
             releaseBytes();
@@ -573,9 +573,7 @@ private:
 inline TextView::TextView(const String& text) noexcept : std::u16string_view(text.view()) {}
 
 inline String& String::append(TextView text) {
-    // First: behind the copying the compiler would no longer know of lengths that are constant.
-    dropBytes();
-    return m_storage.tryAppend(text.data(), text.size()) ? *this : appendSlow(text);
+    return !m_bytes && m_storage.tryAppend(text.data(), text.size()) ? *this : appendSlow(text);
 }
 
 inline String& String::append(char16_t unit) {

@@ -603,10 +603,12 @@ TEST(StringBytes, RenderingIsKeptUntilTheTextOrTheEncodingChanges) {
     String text(u"caf\u00E9");
     const signed char* const utf8 = text.getBytes(Utf8);
     const std::string narrow(1000, 'x');
+    const std::u16string wide(1000, u'x');
     EXPECT_THROW(text.append("malformed: \xFF"), Exception);
-    {
+    for (const auto& refused :
+         {std::function([&] { text.append(narrow); }), std::function([&] { text.append(wide); })}) {
         const qxtest::FailingAllocator failing(0);
-        EXPECT_THROW(text.append(narrow), std::bad_alloc);
+        EXPECT_THROW(refused(), std::bad_alloc);
     }
     const int64_t before = qxtest::allocationCount();
     EXPECT_EQ(text.getBytes(u"utf-8"), utf8); // the name but for the case of ASCII letters
