@@ -73,10 +73,7 @@ const ChildEntry argumentsEntry("exec.arguments", [](const auto& arguments) {
 });
 
 TEST(Process, SplitsTheCommandLineIntoArguments) {
-    const struct {
-        const char16_t* line;
-        const char* arguments;
-    } cases[] = {
+    const std::pair<const char16_t*, const char*> cases[] = {
         {u"", ""},
         {u"a b\tc  d ", "[a][b][c][d]"},
         {u"a\" b \"c", "[a b c]"},     // quotes in the middle of a word
@@ -91,10 +88,10 @@ TEST(Process, SplitsTheCommandLineIntoArguments) {
         {u"'a b' $HOME *", "['a][b'][$HOME][*]"}, // no shell
         {u"\u00E4\u20AC \U0001F600", "[\u00E4\u20AC][\U0001F600]"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.arguments);
-        Process process = start(std::u16string(u"exec.arguments ") + c.line);
-        EXPECT_EQ(readAll(*process.getInputStream()), c.arguments);
+    for (const auto& [line, arguments] : cases) {
+        SCOPED_TRACE(arguments);
+        Process process = start(std::u16string(u"exec.arguments ") + line);
+        EXPECT_EQ(readAll(*process.getInputStream()), arguments);
     }
 }
 
@@ -207,10 +204,9 @@ QX_TEST_IN_CHILD(Process, FindsTheProgram) {
     const std::u16string relative = path.filename().u16string() + u"/print";
     const std::u16string backslash = path.filename().u16string() + u"\\print";
     const std::string printed = name + "/print " + parent + "\n";
-    const struct {
-        const char16_t *path, *line, *folder;
-        std::string output;
-    } cases[] = {
+    using Text = const char16_t*;
+    const std::tuple<Text, Text, Text, std::string> cases[] = {
+        // the program, its command line and folder; what it prints
         {nullptr, u"echo 1 2", nullptr, "1 2\n"},   // in PATH
         {u"/bin/echo", nullptr, nullptr, "\n"},     // no arguments
         {u"/bin/echo", u"other 1", nullptr, "1\n"}, // called otherwise
@@ -220,9 +216,8 @@ QX_TEST_IN_CHILD(Process, FindsTheProgram) {
         // From the current folder, wherever the child starts.
         {relative.c_str(), nullptr, u"/", folder.path("print") + " /\n"},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(readAll(*Process(c.path, c.line, c.folder, nullptr, 0).getInputStream()),
-                  c.output);
+    for (const auto& [program, line, where, output] : cases)
+        EXPECT_EQ(readAll(*Process(program, line, where, nullptr, 0).getInputStream()), output);
 }
 
 TEST(ProcessHandle, GivesTheCodeOnceAndIsNoOther) {

@@ -31,10 +31,7 @@ Reading blocksOf(const qx::Reference<typename Layer::Source>& source) {
     };
 }
 
-const struct {
-    const char* name;
-    Reading (*over)(InputStream* in);
-} Readers[] = {
+const std::pair<const char*, Reading (*)(InputStream* in)> Readers[] = {
     {"bits", [](auto* in) { return blocksOf<Bytes>(new qx::io::BitInputStream(in)); }},
     {"buffer", [](auto* in) { return blocksOf<Bytes>(new BufferedInputStream(in, 16)); }},
     {"marked buffer",
@@ -78,18 +75,18 @@ TEST(AfterFailure, ReadersHaveDeliveredWhatCameBeforeAndGoOnBehindIt) {
     std::string content;
     for (int i = 0; i < 60; ++i)
         content += static_cast<char>('0' + i);
-    for (const auto& reader : Readers) {
+    for (const auto& [name, over] : Readers) {
         for (int play = 0; play < 4 * 3 * 5 * 2; ++play) {
             constexpr int32_t Lengths[] = {1, 5, 16, 40}, Portions[] = {1, 7, 16};
             const int32_t length = Lengths[play % 4];
             const int32_t portion = Portions[play / 4 % 3];
             const int failAt = 1 + play / 12 % 5;
-            SCOPED_TRACE(testing::Message() << reader.name << " " << length << " " << portion
-                                            << " at " << failAt << (play < 60 ? "" : " more"));
+            SCOPED_TRACE(testing::Message() << name << " " << length << " " << portion << " at "
+                                            << failAt << (play < 60 ? "" : " more"));
             const auto in = makeReference<FakeSource<Bytes>>(content, portion);
             in->failAt = failAt;
             in->availableNow = play / 60;
-            const Reading read = reader.over(in);
+            const Reading read = over(in);
             std::string text;
             int failures = 0;
             for (bool goesOn = true; goesOn;)
@@ -114,11 +111,8 @@ Writing recordsTo(const qx::Reference<typename Layer::Sink>& sink) {
     };
 }
 
-const struct {
-    const char* name;
-    bool isWhole; // a record that was refused is not there at all, rather than in part
-    Writing (*over)(OutputStream* out);
-} Writers[] = {
+const std::tuple<const char*, bool, Writing (*)(OutputStream* out)> Writers[] = {
+    // with whether a record that was refused is not there at all, rather than in part
     {"buffer", true, [](auto* out) { return recordsTo<Bytes>(new BufferedOutputStream(out, 16)); }},
     {"encoder", false,
      [](auto* out) { return recordsTo<Chars>(new OutputStreamWriter(out, u"CP1252", 16)); }},
@@ -132,11 +126,11 @@ const struct {
 
 TEST(AfterFailure, WritersHaveWrittenOnceWhatTheyTook) {
     std::mt19937 random(1);
-    for (const auto& writer : Writers) {
+    for (const auto& [name, isWhole, over] : Writers) {
         for (int round = 0; round < 300; ++round) {
-            SCOPED_TRACE(testing::Message() << writer.name << ' ' << round);
+            SCOPED_TRACE(testing::Message() << name << ' ' << round);
             const auto sink = makeReference<FakeSink<Bytes>>();
-            const Writing write = writer.over(sink);
+            const Writing write = over(sink);
             std::vector<std::pair<std::string, bool>> records; // with whether they were taken
             for (int step = 0; step < 40; ++step) {
                 sink->failing = random() % 3 == 0;
@@ -155,8 +149,7 @@ TEST(AfterFailure, WritersHaveWrittenOnceWhatTheyTook) {
                 size_t length = 0;
                 while (length < record.size() && content[position + length] == record[0])
                     ++length;
-                ASSERT_TRUE(isTaken ? length == record.size() : length == 0 || !writer.isWhole)
-                    << record;
+                ASSERT_TRUE(isTaken ? length == record.size() : length == 0 || !isWhole) << record;
                 position += length;
             }
             ASSERT_EQ(position, content.size());

@@ -33,30 +33,29 @@ struct Told {
 } // namespace
 
 TEST(Listing, TellsKindValueHoldersAndWaiters) {
-    const struct {
-        const ObjectKind& kind;
-        uint32_t number;
-        int64_t value;
-        uint32_t held, writers, waiting;
-    } rows[] = {{Mutexes, QX_SHARED_KIND_MUTEX, 1, 1, 0, 1},
-                {Conditions, QX_SHARED_KIND_CONDITION, 1, 1, 0, 1},
-                {RWLocks, QX_SHARED_KIND_RWLOCK, -1, 0, 1, 1},
-                {Guards, QX_SHARED_KIND_SEMAPHORE, 0, 1, 0, 1},
-                {Signals, QX_SHARED_KIND_SIGNAL, 0, 0, 0, 2},
-                {Events, QX_SHARED_KIND_EVENT, 0, 0, 0, 2},
-                {Gates, QX_SHARED_KIND_GATE, 0, 0, 0, 2}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.kind.name);
-        const MadeObject object(row.kind);
+    using Number = uint32_t;
+    const std::tuple<const ObjectKind&, Number, int64_t, Number, Number, Number> rows[] = {
+        // with its number; the value; how many hold it, write and wait
+        {Mutexes, QX_SHARED_KIND_MUTEX, 1, 1, 0, 1},
+        {Conditions, QX_SHARED_KIND_CONDITION, 1, 1, 0, 1},
+        {RWLocks, QX_SHARED_KIND_RWLOCK, -1, 0, 1, 1},
+        {Guards, QX_SHARED_KIND_SEMAPHORE, 0, 1, 0, 1},
+        {Signals, QX_SHARED_KIND_SIGNAL, 0, 0, 0, 2},
+        {Events, QX_SHARED_KIND_EVENT, 0, 0, 0, 2},
+        {Gates, QX_SHARED_KIND_GATE, 0, 0, 0, 2},
+    };
+    for (const auto& [kind, number, value, held, writers, waiting] : rows) {
+        SCOPED_TRACE(kind.name);
+        const MadeObject object(kind);
         Party first(Way::BetweenProcesses, object), second(Way::BetweenProcesses, object);
         for (Party* const each : {&first, &second}) {
-            each->start(row.kind.hold);
+            each->start(kind.hold);
             each->awaitBlocked();
         }
         Told told{object.name};
         EXPECT_EQ(QXSharedObjectsVisit(Told::note, &told), result::Fail) << "the visitor's";
         EXPECT_EQ(std::tuple(told.kind, told.value, told.held, told.writers, told.waiting),
-                  std::tuple(row.number, row.value, row.held, row.writers, row.waiting));
+                  std::tuple(number, value, held, writers, waiting));
         EXPECT_EQ(std::pair(told.users, told.strangers), std::pair(3u, 0u));
         for (Party* const each : {&first, &second})
             each->kill();

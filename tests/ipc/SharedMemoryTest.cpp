@@ -73,11 +73,8 @@ TEST(SharedMemory, OpensByTheRules) {
     const std::string there = uniqueName("there");
     const std::string missing = uniqueName("missing");
     const SharedMemory memory(there.c_str(), 4097, Create, 0);
-    const struct {
-        const std::string& name;
-        uint32_t flags, permissions, size;
-        int32_t expected;
-    } cases[] = {
+    const std::tuple<std::string, uint32_t, uint32_t, uint32_t, int32_t> cases[] = {
+        // name, flags, permissions, size; result
         {there, 0, 0, 0, result::Ok},
         {there, 0, 0, 4098, result::InvalidArgument}, // though the page would have room
         {there, Create, 0, 1, result::Ok},
@@ -94,9 +91,9 @@ TEST(SharedMemory, OpensByTheRules) {
         {missing, Create, 0111, 1, result::InvalidArgument},
         {missing, Create, 01000, 1, result::InvalidArgument},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << (&c - cases));
-        EXPECT_EQ(openResult(c.name, c.flags, c.permissions, c.size), c.expected);
+    for (const auto& [name, flags, permissions, size, expected] : cases) {
+        SCOPED_TRACE(testing::PrintToString(std::tuple(name, flags, permissions, size)));
+        EXPECT_EQ(openResult(name, flags, permissions, size), expected);
         EXPECT_EQ(filesNamed(missing), 0);
     }
     EXPECT_EQ(openResult("", Create, 0, 1), result::InvalidArgument);

@@ -102,12 +102,8 @@ TEST_F(FilesTest, PositionSizeAndAvailableAgree) {
     constexpr int64_t Size = int64_t{5} << 30; // more than a count can say
     ASSERT_EQ(open("f", Read | Write | Create), result::Ok);
     fs::resize_file("f", Size);
-    const struct {
-        int64_t offset;
-        int32_t origin;
-        int64_t position; // -1: refused, the position stays
-        int32_t available;
-    } cases[] = {
+    const std::tuple<int64_t, int32_t, int64_t, int32_t> cases[] = {
+        // offset and origin; the position (-1: refused, it stays) and what is available from there
         {3, QX_FILE_FROM_START, 3, INT32_MAX},
         {2, QX_FILE_FROM_CURRENT, 5, INT32_MAX},
         {-7, QX_FILE_FROM_END, Size - 7, 7},
@@ -118,13 +114,13 @@ TEST_F(FilesTest, PositionSizeAndAvailableAgree) {
     };
     int64_t position, size = 0;
     int32_t available;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        EXPECT_EQ(QXFileSeek(m_file.get(), c.offset, c.origin, &(position = -1)),
-                  c.position < 0 ? result::InvalidArgument : result::Ok);
-        EXPECT_EQ(position, c.position);
+    for (const auto& [offset, origin, place, left] : cases) {
+        SCOPED_TRACE(testing::Message() << offset << " from " << origin);
+        EXPECT_EQ(QXFileSeek(m_file.get(), offset, origin, &(position = -1)),
+                  place < 0 ? result::InvalidArgument : result::Ok);
+        EXPECT_EQ(position, place);
         EXPECT_EQ(QXFileAvailable(m_file.get(), &(available = -1)), result::Ok);
-        EXPECT_EQ(available, c.available);
+        EXPECT_EQ(available, left);
     }
     EXPECT_EQ(QXFileGetSize(m_file.get(), &size), result::Ok);
     EXPECT_EQ(size, Size);
@@ -213,9 +209,7 @@ TEST_F(FilesTest, CreatesRenamesAndRemovesFilesOnly) {
 
 TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
     fs::create_symlink(m_root + "/real", "absolute");
-    const struct {
-        std::string path, expanded;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"//", "/"},
         {"/../../etc/.", "/etc"},
         {".", m_root},
@@ -231,8 +225,8 @@ TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
         {"real/f/below", m_root + "/real/f/below"}, // below a file: nothing there
         {"...", m_root + "/..."},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(expand(c.path), c.expanded) << c.path;
+    for (const auto& [path, expanded] : cases)
+        EXPECT_EQ(expand(path), expanded) << path;
     expand("", result::NotFound);
     expand("loop1", static_cast<int32_t>(0x80070003));
     expand(std::string(5000, 'x'), NameTooLong);

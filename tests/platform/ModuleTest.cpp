@@ -130,12 +130,8 @@ TEST(PrivateGroup, IsTheFirstGroupOfOneUserThatHasHisName) {
                               "carl:x:1003:1003::/home/carl:/bin/sh\n"
                               "guest:x:1004:1003::/home/guest:/bin/sh\n"
                               "dora:x:1005:1005::/home/dora:/bin/sh"; // no line's end
-    const struct {
-        const char* what;
-        const char* groups;
-        uint32_t user, group;
-        bool isPrivate;
-    } cases[] = {
+    const std::tuple<const char*, const char*, uint32_t, uint32_t, bool> cases[] = {
+        // what is tried, the groups, the user and one of them; whether that is his own
         {"own", "root:x:0:\n#staff:x:1000:\nanna:x:1000:\n", 1000, 1000, true},
         {"own, in the last line", "dora:x:1005:", 1005, 1005, true},
         {"a member twice over", "anna:x:1000:anna\n", 1000, 1000, true},
@@ -152,10 +148,8 @@ TEST(PrivateGroup, IsTheFirstGroupOfOneUserThatHasHisName) {
         {"no number", "anna:x:1000x:\nanna:x\nanna\n:::\n", 1000, 1000, false},
         {"no table", "", 1000, 1000, false},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(qx::platform::isPrivateGroup(users, c.groups, c.user, c.group), c.isPrivate);
-    }
+    for (const auto& [what, groups, user, group, isPrivate] : cases)
+        EXPECT_EQ(qx::platform::isPrivateGroup(users, groups, user, group), isPrivate) << what;
 }
 
 } // namespace
