@@ -29,8 +29,7 @@ Result plain(const std::vector<uint8_t>& bytes, bool strict) {
     while (result.consumed < bytes.size()) {
         const uint8_t* const at = bytes.data() + result.consumed;
         const size_t left = bytes.size() - result.consumed;
-        const PlainStep step =
-            strict ? qxtest::plainStrictUtf8(at, left) : qxtest::plainLenientUtf8(at, left);
+        const PlainStep step = qxtest::plainUtf8(at, left, strict);
         if (step.kind == PlainStep::Cut)
             break;
         if (step.kind == PlainStep::Surrogate) {

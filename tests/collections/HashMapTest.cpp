@@ -72,15 +72,10 @@ TEST(HashMap, FindsKeysAsTheComparatorWouldWithoutAskingIt) {
     };
     const auto derived = qx::makeReference<Derived>();
     HashMap fast, plain(derived, derived, 101, 0.75F);
-    const ArrayList keys{u"a",
-                         u"b",
-                         u"",
-                         qx::makeReference<Text>(u"a"),
-                         qx::makeReference<qx::Integer32>(5),
-                         qx::makeReference<qx::ComObject>(),
-                         u"bB",
-                         u"ag",
-                         nullptr};
+    const auto text = qx::makeReference<Text>(u"a");
+    const auto number = qx::makeReference<qx::Integer32>(5);
+    const auto object = qx::makeReference<qx::ComObject>();
+    const ArrayList keys{u"a", u"b", u"", text, number, object, u"bB", u"ag", nullptr};
     const auto put = [](HashMap& map, const Element& key) {
         return qx::resultOf([&] { map.put(key, item(map.getSize())); });
     };
@@ -283,12 +278,11 @@ TEST(AbstractMap, RemovesEveryEqualKeyAndReturnsTheLastValue) {
 }
 
 TEST(HashSet, TakesElementsComparatorAndLengthFromOthers) {
-    ArrayList list;
-    addItems(list, {11, 12, 21, 32, 3, -2}); // 2^32 - 2 is 66 modulo 101
+    const auto list = listOf({11, 12, 21, 32, 3, -2}); // 2^32 - 2 is 66 modulo 101
     const auto comparator = qx::makeReference<NumberComparator>(
         [](int a, int b) { return a % 10 - b % 10; }, [](int number) { return number % 10; });
-    EXPECT_EQ(values(HashSet(list)), (Values{-2, 32, 21, 12, 11, 3}));
-    const HashSet set(list, comparator);
+    EXPECT_EQ(values(HashSet(*list)), (Values{-2, 32, 21, 12, 11, 3}));
+    const HashSet set(*list, comparator);
     EXPECT_EQ(values(set), (Values{-2, 3, 12, 11}));
     HashSet copy(set);
     EXPECT_FALSE(copy.add(item(41)));

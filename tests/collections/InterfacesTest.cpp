@@ -56,9 +56,6 @@ std::string joined(const collections::Collection<String>& collection) {
     return text;
 }
 
-IQXUnknown* boxed(int value) { return (new Integer32(value))->GetUnknown(); }
-int numberOf(const IQXUnknown* value) { return dynamic_cast<const Integer32&>(*value); }
-
 } // namespace
 
 TEST(Comparator, AsksTheFirstObjectWhenItHasAnOrder) {
@@ -310,12 +307,12 @@ TEST(MapFacade, IsTheMapThatItWraps) {
 TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
     using Change = void (*)(HashMap & map, IQXUnknown * key);
     const Change changes[] = {
-        [](HashMap& map, IQXUnknown* key) { map.put(key, boxed(5)); },
+        [](HashMap& map, IQXUnknown* key) { map.put(key, qxtest::item(5)); },
         [](HashMap& map, IQXUnknown* key) { map.remove(key); },
-        [](HashMap& map, IQXUnknown*) { map.put(boxed(99), nullptr); },
+        [](HashMap& map, IQXUnknown*) { map.put(qxtest::item(99), nullptr); },
         [](HashMap& map, IQXUnknown*) { map.clear(); },
     };
-    using NumberMap = collections::Map<Integer32, Object>;
+    using Items = collections::Map<qxtest::Item, Object>;
     const auto walk = [](int kind, HashMap& map, const auto& visit) {
         if (kind == 0)
             for (const auto it = map.createEntrySet()->createIterator(); it->hasNext();)
@@ -324,10 +321,10 @@ TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
             for (const auto& [key, value] : map)
                 visit(key);
         if (kind == 2)
-            for (const auto& [key, value] : NumberMap(&map))
+            for (const auto& [key, value] : Items(&map))
                 visit(key->GetUnknown());
         if (kind == 3)
-            for (const auto& key : NumberMap(&map).createKeySet())
+            for (const auto& key : Items(&map).createKeySet())
                 visit(key->GetUnknown());
     };
     for (int i = 0; i < 4 * 9; ++i) {
@@ -336,10 +333,10 @@ TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
         for (int kind = 0; kind < 4; ++kind) {
             const auto map = makeReference<HashMap>(3, 10.0F);
             for (int key = 0; key < 8; ++key)
-                map->put(boxed(key), key % 3 ? boxed(key) : nullptr);
+                map->put(qxtest::item(key), qxtest::item(key % 3 ? key : qxtest::Null));
             try {
                 walk(kind, *map, [&](IQXUnknown* key) {
-                    seen[kind].push_back(numberOf(key));
+                    seen[kind].push_back(qxtest::valueOf(key));
                     if (static_cast<int>(seen[kind].size()) == i % 9)
                         changes[i / 9](*map, key);
                 });

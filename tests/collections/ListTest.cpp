@@ -57,16 +57,15 @@ TYPED_TEST(Lists, AskTheComparatorForTheStoredElementFirst) {
         [](int stored, int sought) { return !(stored == 1 && sought == 2); });
     TypeParam list(comparator.get());
     addItems(list, {0, 1});
-    LinkedList argument;
-    addItems(argument, {2});
+    const auto argument = listOf({2});
     const auto sought = item(2);
     EXPECT_TRUE(list.contains(sought));
     EXPECT_EQ(list.indexOf(sought), 1);
     EXPECT_EQ(list.lastIndexOf(sought), 1);
     EXPECT_TRUE(list.createSubList(0, 2)->contains(sought)); // a view asks it too
-    EXPECT_TRUE(list.containsAll(argument));
-    EXPECT_TRUE(TypeParam(list).removeAll(argument)); // a copy shares it
-    EXPECT_FALSE(TypeParam(static_cast<List&>(list)).removeAll(argument));
+    EXPECT_TRUE(list.containsAll(*argument));
+    EXPECT_TRUE(TypeParam(list).removeAll(*argument)); // a copy shares it
+    EXPECT_FALSE(TypeParam(static_cast<List&>(list)).removeAll(*argument));
     EXPECT_TRUE(list.remove(sought));
     EXPECT_EQ(values(list), Values{0});
 }
@@ -199,9 +198,7 @@ TEST(AbstractCollection, BuildsOnItsIterators) {
     EXPECT_TRUE(bag.contains(item(3)) && bag.remove(item(1)) && !bag.remove(item(7)));
     EXPECT_TRUE(bag.containsAll(bag.content()));
     EXPECT_TRUE(bag.compareTo(bag) == 0 && !bag.equals(Bag(bag))); // by identity
-    ArrayList retained;
-    addItems(retained, {3, 3, 1});
-    EXPECT_TRUE(bag.retainAll(retained));
+    EXPECT_TRUE(bag.retainAll(*listOf({3, 3, 1})));
     EXPECT_EQ(values(bag), (Values{1, 3}));
     EXPECT_TRUE(bag.removeAll(bag));
     addItems(bag.content(), {1, 2});
@@ -210,23 +207,22 @@ TEST(AbstractCollection, BuildsOnItsIterators) {
 }
 
 TEST(AbstractList, CallsThePrimitivesOfTheDerivedClass) {
-    ArrayList other;
-    addItems(other, {5, 6});
+    const auto other = listOf({5, 6});
     const std::pair<std::function<void(Recording & list)>, const char*> rows[] = {
-        {[&](auto& list) { list.addAll(other); }, "add add "},
-        {[&](auto& list) { list.addAll(1, other); }, "insert1 insert2 "},
+        {[&](auto& list) { list.addAll(*other); }, "add add "},
+        {[&](auto& list) { list.addAll(1, *other); }, "insert1 insert2 "},
         {[](auto& list) { list.clear(); }, "remove2 remove1 remove0 "},
         {[](auto& list) { list.contains(item(2)); }, "get0 get1 "},
         {[](auto& list) { values(list); }, "get0 get1 get2 "},
         {[](auto& list) { list.lastIndexOf(item(2)); }, "get2 get1 "},
         {[](auto& list) { list.remove(item(2)); }, "get0 get1 remove1 "},
         {[](auto& list) { list.hashCode(); }, "get0 get1 get2 "},
-        {[&](auto& list) { list.compareTo(other); }, "get0 "},
-        {[&](auto& list) { list.equals(other); }, ""},
+        {[&](auto& list) { list.compareTo(*other); }, "get0 "},
+        {[&](auto& list) { list.equals(*other); }, ""},
         {[](auto& list) { list.createSubList(1, 2)->add(item(4)); }, "insert2 "},
         {[](auto& list) { list.createSubList(1, 2)->set(0, nullptr); }, "set1 "},
         {[](auto& list) { list.createSubList(1, 3)->indexOf(item(3)); }, "get1 get2 "},
-        {[&](auto& list) { list.retainAll(other); },
+        {[&](auto& list) { list.retainAll(*other); },
          "get0 get1 get2 get0 remove0 get0 remove0 get0 remove0 "},
     };
     for (const auto& [operation, calls] : rows) {

@@ -47,13 +47,11 @@ Failures failures(const Reference<FailingComparator>& comparator = nullptr) {
 /// Plays rounds of random bytes, each with a play that @p makePlay (round, comparator) returns; in
 /// every other round the comparator is one that fails.
 template <class MakePlay>
-void playRandomly(int length, MakePlay&& makePlay) {
+void playRandomly(std::size_t length, MakePlay&& makePlay) {
     std::minstd_rand random(2026);
     for (int round = 0; round < Rounds; ++round) {
         SCOPED_TRACE(round);
-        std::vector<uint8_t> bytes(static_cast<std::size_t>(length));
-        for (uint8_t& byte : bytes)
-            byte = static_cast<uint8_t>(random() >> 8);
+        const auto bytes = randomBytes<std::vector<uint8_t>>(length, random);
         const auto comparator = makeReference<FailingComparator>();
         ASSERT_NO_THROW(makePlay(round, round % 2 ? comparator : nullptr).play(bytes));
         ASSERT_EQ(Item::alive(), 0);
@@ -61,28 +59,25 @@ void playRandomly(int length, MakePlay&& makePlay) {
     }
 }
 
-template <class T>
-Reference<T> makeWith(const Reference<FailingComparator>& comparator) {
-    return comparator ? makeReference<T>(comparator.get()) : makeReference<T>();
+template <class List>
+void playOnLists() {
+    playRandomly(700, [](int, const auto& comparator) {
+        return ListPlay(comparator ? makeReference<List>(comparator.get()) : makeReference<List>(),
+                        failures(comparator));
+    });
 }
 
 } // namespace
 
 TEST(Model, OfLists) {
-    playRandomly(700, [](int, const auto& comparator) {
-        return ListPlay(makeWith<ArrayList>(comparator), failures(comparator));
-    });
-    playRandomly(700, [](int, const auto& comparator) {
-        return ListPlay(makeWith<LinkedList>(comparator), failures(comparator));
-    });
+    playOnLists<ArrayList>();
+    playOnLists<LinkedList>();
     /// Has the iterators that a list of anybody's has.
     class Derived : public LinkedList {
     public:
         using LinkedList::LinkedList;
     };
-    playRandomly(700, [](int, const auto& comparator) {
-        return ListPlay(makeWith<Derived>(comparator), failures(comparator));
-    });
+    playOnLists<Derived>();
 }
 
 TEST(Model, OfMapsAndSets) {
@@ -107,8 +102,7 @@ TYPED_TEST(KeyedMapModel, OfEveryShape) {
         // The larger ones make all groups of buckets large.
         for (const float load : {0.05f, 0.75f, 1.0f, 3.0f, 25.0f, 200.0f, 2000.0f}) {
             SCOPED_TRACE(testing::Message() << capacity << " buckets, load " << load);
-            std::vector<uint8_t> bytes(20'000);
-            std::ranges::generate(bytes, [&] { return static_cast<uint8_t>(random()); });
+            const auto bytes = randomBytes<std::vector<uint8_t>>(20'000, random);
             EXPECT_NO_THROW(TypeParam(capacity, load, failures()).play(bytes));
             EXPECT_EQ(Item::alive(), 0);
         }

@@ -37,17 +37,13 @@ Bytes counting(size_t count) {
 
 int32_t lengthOf(const Bytes& bytes) { return static_cast<int32_t>(bytes.size()); }
 
-Bytes encrypted(const BlowFish& cipher, const Bytes& in) {
+template <auto Operation>
+Bytes by(const BlowFish& cipher, const Bytes& in) {
     Bytes out(in.size());
-    cipher.encrypt(out.data(), in.data(), lengthOf(in));
+    (cipher.*Operation)(out.data(), in.data(), lengthOf(in));
     return out;
 }
-
-Bytes decrypted(const BlowFish& cipher, const Bytes& in) {
-    Bytes out(in.size());
-    cipher.decrypt(out.data(), in.data(), lengthOf(in));
-    return out;
-}
+constexpr auto encrypted = by<&BlowFish::encrypt>, decrypted = by<&BlowFish::decrypt>;
 
 void update(MD5Digest& digest, const Bytes& bytes) { digest.update(bytes.data(), lengthOf(bytes)); }
 

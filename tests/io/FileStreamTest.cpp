@@ -38,10 +38,6 @@ protected:
     const int64_t m_descriptorsBefore = countOwn("fd");
 };
 
-void write(OutputStream& out, const std::string& bytes) {
-    out.write(bytes.data(), static_cast<int32_t>(bytes.size()));
-}
-
 TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
     using Out = FileOutputStream;
     const std::pair<unsigned int, const char*> cases[] = {
@@ -66,25 +62,25 @@ TEST_F(FileStream, EachModeTreatsAnExistingFileItsOwnWay) {
         Out out(name(), mode);
         EXPECT_EQ(out.getMode(), mode);
         EXPECT_EQ(out.is_open(), isOpen);
-        write(out, "ab");
+        out.write("ab");
         EXPECT_EQ(out.is_open(), isOpen);
-        write(out, "c");
+        out.write("c");
         EXPECT_EQ(content(), expected);
         EXPECT_EQ(out.getSize(), static_cast<int64_t>(content().size()));
         EXPECT_EQ(out.is_open(), isOpen);
     }
     // A truth value chooses between the end and an empty file.
-    write(*makeReference<Out>(name(), false), "old");
-    write(*makeReference<Out>(FilePath(name()), true), "+new");
+    makeReference<Out>(name(), false)->write("old");
+    makeReference<Out>(FilePath(name()), true)->write("+new");
     EXPECT_EQ(content(), "old+new");
 }
 
 TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
     using Out = FileOutputStream;
     const auto repeat = [](OutputStream& out) {
-        write(out, "whole, ");
-        withFileSizeLimit(10, [&] { EXPECT_ANY_THROW(write(out, "in part")); });
-        write(out, "again");
+        out.write("whole, ");
+        withFileSizeLimit(10, [&] { EXPECT_ANY_THROW(out.write("in part")); });
+        out.write("again");
     };
     for (const unsigned int mode : {Out::ATEND, Out::APPEND, Out::TRUNC, Out::KEEPCLOSED | 1}) {
         SCOPED_TRACE(mode);
@@ -98,7 +94,7 @@ TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
     EXPECT_EQ(content(), "whole, again");
     setContent("0123456789");
     Out over(name(), 0u);
-    withFileSizeLimit(5, [&] { EXPECT_ANY_THROW(write(over, "abcdef")); });
+    withFileSizeLimit(5, [&] { EXPECT_ANY_THROW(over.write("abcdef")); });
     EXPECT_EQ(content(), "abcde56789") << "what lies behind stays";
 }
 
@@ -112,15 +108,15 @@ TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
     EXPECT_EQ(std::filesystem::status(m_folder.path("other")).permissions(),
               std::filesystem::perms(0600));
     units.assign(units.size(), u'x');
-    write(out, "abc");
+    out.write("abc");
     out.close();
     EXPECT_EQ(out.is_open(), 0);
     EXPECT_EQ(out.getHandle(), ~uint64_t{0});
     out.close();
-    expectEach(qx::result::InvalidHandle, {[&] { write(out, "x"); }, [&] { out.getSize(); }});
+    expectEach(qx::result::InvalidHandle, {[&] { out.write("x"); }, [&] { out.getSize(); }});
     out.open();
     out.open();
-    write(out, "x");
+    out.write("x");
     EXPECT_EQ(content(), "xbc");
 }
 
@@ -186,7 +182,7 @@ TEST_F(FileStream, ClosesOnlyHandlesThatItOwns) {
     FileOutputStream out(handle, false);
     out.close();
     EXPECT_EQ(out.is_open(), 1);
-    write(out, "X");
+    out.write("X");
     EXPECT_EQ(content(), "aXc");
     FileInputStream(handle, true).close();
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
@@ -198,12 +194,12 @@ TEST_F(FileStream, ReportsAFullDisk) {
                                     FileOutputStream::APPEND | FileOutputStream::KEEPCLOSED}) {
         SCOPED_TRACE(mode);
         FileOutputStream out(full, mode);
-        const auto use = [&] { write(out, "x"); };
+        const auto use = [&] { out.write("x"); };
         expectEach(qx::result::DiskFull, {use});
         // Neither the lock between processes nor the mutex stays behind.
         std::thread([&] {
             FileOutputStream second(full, mode);
-            expectEach(qx::result::DiskFull, {[&] { write(second, "x"); }, use});
+            expectEach(qx::result::DiskFull, {[&] { second.write("x"); }, use});
         }).join();
         EXPECT_EQ(out.is_open(), (mode & FileOutputStream::KEEPCLOSED) != 0 ? 0 : 1);
     }
@@ -224,7 +220,7 @@ TEST_F(FileStream, GoesOnThroughInterruptionsAndShortWrites) {
         while (readBlock<char>(in, 10'000, received)) {
         }
     });
-    write(out, sent);
+    out.write(sent);
     out.close();
     reader.join();
     EXPECT_TRUE(received == sent);
@@ -240,10 +236,10 @@ TEST_F(FileStream, WritersOfOneNameTakeTurnsHoweverTheyWriteItAndTheHolderGoesOn
     first.wait(); // hangs if the stream without a turn had taken it
     modeless.signal();
     first.wait(); // nests
-    BlockingThread other([&] { write(second, "2"); }), same([&] { write(first, "b"); });
+    BlockingThread other([&] { second.write("2"); }), same([&] { first.write("b"); });
     other.awaitBlocked();
     same.awaitBlocked();
-    write(first, "a");
+    first.write("a");
     first.signal();
     other.awaitBlocked();
     EXPECT_FALSE(other.isFinished());
@@ -278,7 +274,7 @@ TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
     FileOutputStream out(name(), FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
     inThreads(4, [&out](size_t writer) {
         for (int number = 0; number < 50; ++number) {
-            write(out, recordOf(writer, number));
+            out.write(recordOf(writer, number));
             out.getSize();
             out.is_open();
             out.getHandle();
@@ -294,7 +290,7 @@ TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
 const ChildEntry appendEntry("io.append", [](const std::vector<std::string>& arguments) {
     FileOutputStream out(qx::String::fromUtf8(arguments[0]), FileOutputStream::APPEND);
     for (int number = 0; number < 1000; ++number)
-        write(out, recordOf(std::stoul(arguments[1]), number));
+        out.write(recordOf(std::stoul(arguments[1]), number));
     return 0;
 });
 

@@ -184,9 +184,7 @@ TEST(DataInputStream, MemoryStreamsAreReadAsByteByByte) {
     std::mt19937 random(1);
     for (uint32_t seed = 0; seed < 50; ++seed) {
         SCOPED_TRACE(seed);
-        Content content(random() % 200);
-        for (signed char& byte : content)
-            byte = static_cast<signed char>(random());
+        const auto content = randomBytes<Content>(random() % 200, random);
         const auto length = static_cast<int32_t>(content.size());
         Source plain(content);
         const auto expected = readEverything(plain, seed);
@@ -226,9 +224,7 @@ TEST(BitStreams, DoAsPlainBitsDo) {
     std::mt19937 random(1);
     for (int round = 0; round < 400; ++round) {
         SCOPED_TRACE(round);
-        std::vector<uint8_t> bytes(random() % 600);
-        for (uint8_t& byte : bytes)
-            byte = static_cast<uint8_t>(random());
+        const auto bytes = randomBytes<std::vector<uint8_t>>(random() % 600, random);
         ASSERT_NO_THROW(BitWritePlay().play(bytes));
         ASSERT_NO_THROW(BitReadPlay().play(bytes));
     }
@@ -303,9 +299,7 @@ TEST(AlphaNumStreams, DoAsPlainBitsDo) {
         const bool isForwards = length % 2 == 0;
         const char16_t* const alphabet = isForwards ? nullptr : Backwards;
         const std::string symbols = qx::String(isForwards ? Forwards : Backwards).toUtf8();
-        std::string bytes(length, '\0');
-        for (char& byte : bytes)
-            byte = static_cast<char>(random());
+        const auto bytes = randomBytes<std::string>(length, random);
         Sink sink;
         AlphaNumOutputStream out(&sink, alphabet);
         for (size_t at = 0; at < length;) {

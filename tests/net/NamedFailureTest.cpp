@@ -59,5 +59,5 @@ TEST(NamedFailure, SaysWhatItWasAbout) {
          "not a qx::math::BigInteger"},
     };
     for (const auto& [body, expected] : cases)
-        EXPECT_EQ(qxtest::whatOf(body), expected);
+        EXPECT_EQ(qxtest::descriptionOf<std::exception>(body), expected);
 }

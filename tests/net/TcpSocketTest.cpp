@@ -36,10 +36,6 @@ struct Connection {
 constexpr const char* SomeHost = "some.test";
 std::vector<const char*> s_addresses;
 
-void send(io::OutputStream& out, const std::string& text) {
-    out.write(text.data(), static_cast<int32_t>(text.size()));
-}
-
 std::string textOf(ENUM_QX_E_SOCKET code) {
     return String(QXGetDescriptionFromQX_E_SOCKET(code)).toUtf8();
 }
@@ -50,7 +46,7 @@ const ChildEntry s_heir("socket-heir", [](const std::vector<std::string>& argume
         return 1;
     TcpSocketOutputStream out(
         makeReference<TcpSocketHandle>(std::stoull(id.substr(prefix.size()))));
-    send(out, "from the child");
+    out.write("from the child");
     return 0;
 });
 
@@ -88,13 +84,13 @@ TEST(TcpSocket, TalksBothWaysUntilThePeerHasSentItsEnd) {
         EXPECT_EQ(std::pair(in->read(), in->available()), std::pair(-1, 0));
         char byte;
         EXPECT_EQ(in->read(&byte, 0), 0);
-        send(*socket->getOutputStream(), "answer");
+        socket->getOutputStream()->write("answer");
         EXPECT_EQ(std::pair(socket->getLocalAddress(), socket->getPeerAddress()),
                   std::pair(String(host), String(host)));
         EXPECT_EQ(socket->getPeerPort(), listener.port());
         socket->shutdownOutput();
         expectEach<IoException>(
-            {[&] { send(*socket->getOutputStream(), "more"); },
+            {[&] { socket->getOutputStream()->write("more"); },
              [&] { socket->setKeepAlive(1s, 1s, 0); },
              [] { TcpSocketInputStream(makeReference<TcpSocketHandle>(1u << 20)).available(); }});
         EXPECT_EQ(heard(*peer), "answer");
@@ -109,7 +105,7 @@ TEST(TcpSocket, APeerThatResetsIsReportedWithoutASignal) {
     peer->close();
     EXPECT_EQ(descriptionOf<IoException>([&] { socket->getInputStream()->read(); }),
               "TcpSocketInputStream::read " + textOf(QX_E_SOCKET_ECONNRESET));
-    EXPECT_EQ(descriptionOf<IoException>([&] { send(*socket->getOutputStream(), "x"); }),
+    EXPECT_EQ(descriptionOf<IoException>([&] { socket->getOutputStream()->write("x"); }),
               "TcpSocketOutputStream::write " + textOf(QX_E_SOCKET_ECONNRESET));
     Connection cut; // in the middle of a write, which waits for room then
     std::jthread reader([&] {
@@ -118,7 +114,7 @@ TEST(TcpSocket, APeerThatResetsIsReportedWithoutASignal) {
             count += cut.server->getInputStream()->read(room.data(), 1 << 20);
         cut.server.reset();
     });
-    EXPECT_THROW(send(*cut.client->getOutputStream(), std::string(32 << 20, 'x')), IoException);
+    EXPECT_THROW(cut.client->getOutputStream()->write(std::string(32 << 20, 'x')), IoException);
 }
 
 TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
@@ -158,7 +154,7 @@ TEST(TcpSocket, StreamsKeepTheConnectionAndTheLastOneEndsIt) {
     }
     EXPECT_EQ(out, connection.client->getOutputStream());
     connection.client.reset();
-    send(*out, "ping");
+    out->write("ping");
     char bytes[5]; // it does not wait until this is full
     EXPECT_EQ(connection.server->getInputStream()->read(bytes, 5), 4);
     out.reset();

@@ -305,7 +305,8 @@ TEST_F(ComponentTest, TypedCreationSaysWhatItCouldNotMake) {
     enter(modulePath("with_unresolved_function"), unknown, u"Test.Unresolved");
     const auto create = [] { static_cast<void>(createObject<IQXUnknown>(u"Test.Unresolved")); };
     EXPECT_EQ(failureOf(create), result::ModuleNotFound);
-    EXPECT_NE(whatOf(create).find("undefined symbol"), std::string::npos) << "the loader's words";
+    const std::string told = descriptionOf<std::exception>(create);
+    EXPECT_NE(told.find("undefined symbol"), std::string::npos) << "the loader's words";
 }
 
 TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {

@@ -7,8 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include <qx/collections/pcom/ArrayList.h>
-
 #include "tests/support/Items.h"
 #include "tests/support/Play.h"
 
@@ -119,13 +117,5 @@ private:
 
     Failures m_failures;
 };
-
-/// A list of new elements with these values.
-inline qx::Reference<qx::collections::pcom::ArrayList> listOf(const std::vector<int>& values) {
-    auto list = qx::makeReference<qx::collections::pcom::ArrayList>();
-    for (const int value : values)
-        list->add(item(value));
-    return list;
-}
 
 } // namespace qxtest

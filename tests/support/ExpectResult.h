@@ -13,24 +13,17 @@
 
 namespace qxtest {
 
-/// Description of the @p Failure that @p body throws, as UTF-8; "nothing thrown" otherwise.
+/// Description of the @p Failure that @p body throws, as UTF-8, or what one of the standard library
+/// says; "nothing thrown" otherwise.
 template <class Failure = qx::Exception, class Body>
 std::string descriptionOf(Body&& body) {
     try {
         body();
     } catch (const Failure& failure) {
-        return failure.getDescription().toUtf8();
-    }
-    return "nothing thrown";
-}
-
-/// What the standard library says of the exception that @p body throws.
-template <class Body>
-std::string whatOf(Body&& body) {
-    try {
-        body();
-    } catch (const std::exception& failure) {
-        return failure.what();
+        if constexpr (requires { failure.getDescription(); })
+            return failure.getDescription().toUtf8();
+        else
+            return failure.what();
     }
     return "nothing thrown";
 }

@@ -44,10 +44,7 @@ Units<Unit> unitsOf(const std::string& text) {
 
 template <class Unit>
 std::string textOf(const Units<Unit>& units) {
-    std::string text;
-    for (const Unit unit : units)
-        text.push_back(static_cast<char>(unit));
-    return text;
+    return {units.begin(), units.end()};
 }
 
 /// Appends what one read of up to @p length units gives, as units of @p all; false at the end.

@@ -2,12 +2,11 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <utility>
 #include <vector>
 
 #include <qx/collections/Comparator.h>
-#include <qx/collections/pcom/Collection.h>
+#include <qx/collections/pcom/ArrayList.h>
 #include <qx/core/Exception.h>
 #include <qx/core/Object.h>
 #include <qx/core/Reference.h>
@@ -72,9 +71,16 @@ inline std::vector<int> values(const qx::collections::pcom::Collection& collecti
 
 /// Adds new elements with these values.
 inline void addItems(qx::collections::pcom::Collection& collection,
-                     std::initializer_list<int> values) {
+                     const std::vector<int>& values) {
     for (const int value : values)
         collection.add(item(value));
+}
+
+/// A list of new elements with these values.
+inline qx::Reference<qx::collections::pcom::ArrayList> listOf(const std::vector<int>& values) {
+    auto list = qx::makeReference<qx::collections::pcom::ArrayList>();
+    addItems(*list, values);
+    return list;
 }
 
 /// The natural order, until a number of calls have gone through: then it fails once with a result

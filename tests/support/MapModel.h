@@ -62,22 +62,19 @@ struct ModelMap {
 
     int capacity() const { return static_cast<int>(buckets.size()); }
     Chain& chainOf(const Key& key) { return buckets[Rules::hash(key) % buckets.size()]; }
-    EntryPointer find(const Key& key) {
-        for (const auto& entry : chainOf(key)) {
-            if (entry->key == key)
+    /// The first of some entries of which a part is that.
+    template <class Part>
+    static EntryPointer firstOf(const Chain& chain, Part Entry::*part, const Part& sought) {
+        for (const auto& entry : chain) {
+            if ((*entry).*part == sought)
                 return entry;
         }
         return nullptr;
     }
+    EntryPointer find(const Key& key) { return firstOf(chainOf(key), &Entry::key, key); }
     bool containsKey(const Key& key) { return find(key) != nullptr; }
     /// The first entry with that value in the order of a walk.
-    EntryPointer findValue(int value) const {
-        for (const auto& entry : entries()) {
-            if (entry->value == value)
-                return entry;
-        }
-        return nullptr;
-    }
+    EntryPointer findValue(int value) const { return firstOf(entries(), &Entry::value, value); }
     bool containsValue(int value) const { return findValue(value) != nullptr; }
     int get(const Key& key) {
         const auto entry = find(key);

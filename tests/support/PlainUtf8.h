@@ -31,6 +31,8 @@ inline PlainStep plainText(size_t consumed, uint32_t value) {
              static_cast<char16_t>(0xDC00 | value % 0x400)}};
 }
 
+/// Decodes the @p size > 0 bytes at @p in: strictly, with one U+FFFD per maximal subpart, or so
+/// that over-long forms give their value.
 inline PlainStep plainUtf8(const uint8_t* in, size_t size, bool isStrict) {
     const auto ones = static_cast<size_t>(std::countl_one(in[0])), length = ones == 0 ? 1 : ones;
     if (ones == 1 || in[0] == 0xC0 || in[0] == 0xC1 || in[0] > 0xF4)
@@ -53,15 +55,6 @@ inline PlainStep plainUtf8(const uint8_t* in, size_t size, bool isStrict) {
     if (value > 0x10FFFF)
         return {PlainStep::OutOfRange, length, 0, {}};
     return plainText(length, value);
-}
-
-/// Strict decoding of the @p size > 0 bytes at @p in: one U+FFFD per maximal subpart.
-inline PlainStep plainStrictUtf8(const uint8_t* in, size_t size) {
-    return plainUtf8(in, size, true);
-}
-/// Lenient decoding of the @p size > 0 bytes at @p in: over-long forms give their value.
-inline PlainStep plainLenientUtf8(const uint8_t* in, size_t size) {
-    return plainUtf8(in, size, false);
 }
 
 } // namespace qxtest

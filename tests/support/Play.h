@@ -7,6 +7,15 @@
 
 namespace qxtest {
 
+/// Bytes to play, or of anything else.
+template <class Bytes>
+Bytes randomBytes(std::size_t size, auto& random) {
+    Bytes bytes(size, 0);
+    for (auto& byte : bytes)
+        byte = static_cast<typename Bytes::value_type>(random() >> 8);
+    return bytes;
+}
+
 /// What reads operations from bytes and plays them on something and on its plain model. Throws
 /// std::logic_error when the two come apart.
 class Play {

@@ -442,7 +442,7 @@ Outcome expected(const Bytes& bytes, size_t capacity, bool strict) {
     size_t left = bytes.size();
     while (left > 0) {
         const auto* const at = reinterpret_cast<const uint8_t*>(bytes.data() + bytes.size()) - left;
-        const PlainStep step = strict ? plainStrictUtf8(at, left) : plainLenientUtf8(at, left);
+        const PlainStep step = plainUtf8(at, left, strict);
         const bool isOut = step.kind == PlainStep::OutOfRange;
         if (step.kind == PlainStep::Surrogate)
             return {};

@@ -21,7 +21,6 @@
 #include <netdb.h>
 #include <poll.h>
 #include <pthread.h>
-#include <spawn.h>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/mman.h>

@@ -45,10 +45,7 @@ void copyCollection() {
 /// Plays the same mixture of all operations each time. One that fails must have changed nothing.
 void playOn(size_t length, auto&& collection) {
     std::minstd_rand random(2026);
-    std::vector<uint8_t> bytes(length);
-    for (uint8_t& byte : bytes)
-        byte = static_cast<uint8_t>(random() >> 8);
-    collection.play(bytes);
+    collection.play(randomBytes<std::vector<uint8_t>>(length, random));
 }
 
 const char Bytes[] = "The first line\nthe second\r\nand a third line that is somewhat longer\n";
