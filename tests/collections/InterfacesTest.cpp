@@ -84,7 +84,10 @@ TEST(Comparator, AsksTheFirstObjectWhenItHasAnOrder) {
 
 TEST(Comparator, FailuresBecomeCodesAndComeOutAsExceptions) {
     Comparator comparator;
-    const Broken broken;
+    Broken broken;
+    uint32_t hash = 5;
+    EXPECT_EQ(broken.HashCode(&hash), result::OutOfMemory);
+    EXPECT_EQ(hash, 0u);
     EXPECT_EQ(comparator.Compare(nullptr, nullptr, nullptr), result::NullPointer);
     EXPECT_EQ(comparator.Hash(nullptr, nullptr), result::NullPointer);
     qxtest::expectEach(CastFailedException().getResult(), {[&] {

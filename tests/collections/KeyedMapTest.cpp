@@ -134,8 +134,7 @@ TEST(StringHashMap, TakesTextsAndUnitsWithALengthOrUpToTheFirstZeroUnit) {
     EXPECT_FALSE(map.containsKey(u"abc\0d", 5)); // with a null value
     EXPECT_EQ(numberOf(map.remove("abc")), 1);
 
-    class Counting : public StringHashMap {
-    public:
+    struct Counting : StringHashMap {
         using StringHashMap::get;
         Reference<Object> get(const String& key) const override {
             return new Item(key.getLength());
@@ -150,12 +149,8 @@ TEST(StringHashMap, RefusesKeysThatCannotExposeTheirUnits) {
     StringHashMap map;
     map.put(u"key", new Item(1));
     buffer->getWriteLock(4);
-    expectEach<ResultException>({
-        [&] { map.get(key); },
-        [&] { map.containsKey(key); },
-        [&] { map.remove(key); },
-        [&] { map.put(key, new Item(2)); },
-    });
+    expectEach<ResultException>({[&] { map.get(key); }, [&] { map.containsKey(key); },
+                                 [&] { map.remove(key); }, [&] { map.put(key, new Item(2)); }});
     buffer->releaseWriteLock(4);
     EXPECT_EQ(Item::alive(), 1); // the value that was not taken is gone
     EXPECT_EQ(map.getSize(), 1);

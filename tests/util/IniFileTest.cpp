@@ -185,11 +185,8 @@ TEST_F(IniFileTest, CutsLongTextsInTheFile) {
     const std::u16string longText(400, u'x'), wideText(200, u'ä');
     EXPECT_EQ(ini.AddKey(longText.c_str(), longText.c_str(), wideText.c_str(), true), result::Ok);
     EXPECT_EQ(ini.getWriteResult(), result::BufferTooSmall);
-    std::string halves;
-    for (int i = 0; i < 127; ++i)
-        halves += "ä";
-    EXPECT_EQ(readFile(path),
-              "[" + std::string(259, 'x') + "]\n" + std::string(254, 'x') + "=" + halves + "\n\n");
+    EXPECT_EQ(readFile(path), "[" + std::string(259, 'x') + "]\n" + std::string(254, 'x') + "=" +
+                                  String(u'ä', 127).toUtf8() + "\n\n");
     EXPECT_EQ(valueOf(ini, longText.c_str(), longText.c_str()), String(wideText).toUtf8());
 }
 
