@@ -8,6 +8,7 @@
 #include <qx/collections/pcom/LinkedList.h>
 #include <qx/collections/pcom/detail/Sizes.h> // no test fills a list up to its limit
 #include <qx/core/String.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 #include "tests/support/ExpectResult.h"
 #include "tests/support/Items.h"
@@ -118,12 +119,31 @@ TYPED_TEST(Lists, ComparatorsThatChangeTheListAreNoticed) {
     EXPECT_EQ(values(*list), Values{3});
 }
 
+TYPED_TEST(Lists, HoldAStringWhoseBufferChangesTheList) {
+    static TypeParam list;
+    class Buffer : public qx::util::RWCharBuffer {
+    public:
+        using qx::util::RWCharBuffer::RWCharBuffer;
+        int32_t getLength() const override {
+            list.clear();
+            return qx::util::RWCharBuffer::getLength();
+        }
+    };
+    const auto add = [] {
+        const auto buffer = qx::makeReference<Buffer>(u"abc", 4);
+        list.add(qx::makeReference<qx::String>(buffer.get(), qx::String::AM_SHARE)->GetUnknown());
+    };
+    add();
+    EXPECT_FALSE(list.contains(qx::String(u"abd").GetUnknown()));
+}
+
 TEST(ArrayList, GrowsByHalf) {
     ArrayList list;
     EXPECT_EQ(list.getCapacity(), 0);
     for (const int capacity : {1, 2, 3, 4, 6, 6, 9, 9, 9, 13, 13, 13, 13, 19}) {
         list.add(0, nullptr);
         EXPECT_EQ(list.getCapacity(), capacity);
+        EXPECT_EQ(ArrayList(list).getCapacity(), capacity);
     }
     list.clear();
     EXPECT_EQ(list.getCapacity(), 19);

@@ -46,12 +46,14 @@ inline const void* naturalStringTable(const IQXComparator& comparator) {
     return qx::detail::functionTableOf(&comparator) == s_naturalOrder ? s_string : nullptr;
 }
 
-/// The element as a String; null when it is anything else, a class derived from String included,
-/// and when it comes by another interface than its first.
+/// The element as a String, whose text is there without a call of anybody's code; null when it is
+/// anything else, a class derived from String and a String in a foreign buffer included, and when
+/// it comes by another interface than its first.
 inline const String* exactString(const IQXUnknown* element, const void* stringTable) noexcept {
-    return element && qx::detail::functionTableOf(element) == stringTable
-               ? static_cast<const String*>(static_cast<const ComObject*>(element))
-               : nullptr;
+    if (!element || qx::detail::functionTableOf(element) != stringTable)
+        return nullptr;
+    const auto* const text = static_cast<const String*>(static_cast<const ComObject*>(element));
+    return text->isInForeignBuffer() ? nullptr : text;
 }
 
 /// Two elements as strings; false when either is none or the order is another one.

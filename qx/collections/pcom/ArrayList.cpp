@@ -75,7 +75,11 @@ void ArrayList::addCopies(const Collection& other) {
         ArrayList::addAll(other);
         return;
     }
-    m_elements.reserve(list->m_elements.size());
+    // The capacity that they would reach one by one, which callers can ask for.
+    int capacity = 0;
+    while (capacity < list->getSize())
+        capacity = detail::grownCapacity(capacity);
+    m_elements.reserve(static_cast<std::size_t>(capacity));
     for (std::size_t index = 0; index < list->m_elements.size(); ++index)
         ArrayList::add(list->m_elements[index]);
 }

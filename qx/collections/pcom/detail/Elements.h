@@ -54,7 +54,7 @@ inline bool goToEqual(ConstIterator* iterator, IQXComparator& comparator,
         return false;
     }
     for (IQXUnknown* element = nullptr; walk->step(element);) {
-        // Strings are compared without a call of anybody who might drop them.
+        // These are compared without a call of anybody who might drop them.
         if (const auto strings = comparison.strings(element, sought)) {
             const bool areEqual = strings.areEqual();
             walk->drop();
