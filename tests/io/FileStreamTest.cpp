@@ -140,7 +140,8 @@ TEST_F(FileStream, ReadsUntilTheEnd) {
 
 TEST_F(FileStream, FiltersReadAllThatThereIsAndOnWhereTheFileGrows) {
     for (const int32_t length : {100, 8192, 16384}) { // the buffers have 8192
-        setContent(std::string(length, 'x'));
+        const std::string content(static_cast<size_t>(length), 'x');
+        setContent(content);
         InputStreamReader text(makeReference<FileInputStream>(name()), u"ASCII");
         BufferedInputStream bytes(makeReference<FileInputStream>(name()));
         char16_t units[20000];
@@ -150,7 +151,7 @@ TEST_F(FileStream, FiltersReadAllThatThereIsAndOnWhereTheFileGrows) {
         for (const int32_t read : {length - 1, 3, -1}) {
             EXPECT_EQ(text.read(units, 20000), read);
             EXPECT_EQ(bytes.read(place, 20000), read);
-            setContent(std::string(length + 3, 'x'));
+            setContent(content + "xxx");
         }
     }
 }
