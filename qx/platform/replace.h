@@ -13,7 +13,7 @@ extern "C" {
 
 /// What tells one state of a file from another. All zeros is the state of no file.
 typedef struct QXFileState {
-    int64_t modified; ///< nanoseconds since 1970, negative before
+    int64_t modified; ///< nanoseconds since 1970, negative before; INT64_MAX for all after 2262
     int64_t size;     ///< bytes
     uint64_t device;
     uint64_t inode;
@@ -26,7 +26,8 @@ QX_API int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state);
 /// 1 when both are one state of one file, else 0.
 QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right);
 /// 1 when a change from now on is sure to give a file of this state another one, 0 when it was
-/// changed so lately that the clock of the file system may not tell the two apart.
+/// changed so lately that the clock of the file system may not tell the two apart, or its time is
+/// after 2262.
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 
 /// Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,
@@ -43,7 +44,7 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 /// the folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a
 /// file that the caller may not write, even where the folder would allow it. @p state (may be null)
 /// receives the state of the new file when that stands, else all zeros. Its time is precise, later
-/// than that of the file before.
+/// than that of the file before, or of now where that was after 2262.
 QX_API int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
                              QXFileState* state);
 

@@ -23,12 +23,15 @@ namespace {
 constexpr int64_t NanosecondsInSecond = 1'000'000'000;
 constexpr uint32_t PermissionBits = 0777;
 
-/// The nearest number for a time that 64 bits cannot count, before 1677 or after 2262.
+constexpr int64_t AfterAllTimes = INT64_MAX;
+
+/// INT64_MIN for a time before 1677 and AfterAllTimes for one after 2262, which 64 bits cannot
+/// count.
 int64_t nanoseconds(const timespec& time) noexcept {
     int64_t count = 0;
     if (__builtin_mul_overflow(int64_t{time.tv_sec}, NanosecondsInSecond, &count) ||
         __builtin_add_overflow(count, int64_t{time.tv_nsec}, &count))
-        return time.tv_sec < 0 ? INT64_MIN : INT64_MAX;
+        return time.tv_sec < 0 ? INT64_MIN : AfterAllTimes;
     return count;
 }
 
@@ -127,10 +130,11 @@ void QXFileReplacement::giveOwnerAndMode() const {
 
 void QXFileReplacement::giveTime() const {
     // The kernel stamps files by a clock of some milliseconds, within which a second change of the
-    // same size would pass unnoticed.
+    // same size would pass unnoticed. After all times there is no later one: given again, it would
+    // hide the next change.
     int64_t time = now();
-    if (m_exists)
-        time = std::max(time, std::min(nanoseconds(m_old.st_mtim), INT64_MAX - 1) + 1);
+    if (const int64_t old = nanoseconds(m_old.st_mtim); m_exists && old < AfterAllTimes - 1)
+        time = std::max(time, old + 1);
     timespec stamp;
     stamp.tv_sec = time / NanosecondsInSecond;
     stamp.tv_nsec = time % NanosecondsInSecond;
@@ -182,9 +186,11 @@ int32_t QXFileIsStateSettled(const QXFileState* state) {
     constexpr int64_t Tick = 100'000'000;
     constexpr int64_t CoarseTick = 2 * NanosecondsInSecond;
     const int64_t tick = state->modified % NanosecondsInSecond == 0 ? CoarseTick : Tick;
-    // A time in the future, which somebody set, says nothing; but then a change gives another one.
+    // A time in the future, which somebody set, says nothing; but then a change gives another one,
+    // unless both are after all times.
     int64_t age = 0;
-    return __builtin_sub_overflow(now(), state->modified, &age) || age < -CoarseTick || age > tick;
+    return __builtin_sub_overflow(now(), state->modified, &age) || age > tick ||
+           (age < -CoarseTick && state->modified != AfterAllTimes);
 }
 
 int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
