@@ -14,6 +14,7 @@
 #include <qx/io/IoException.h>
 #include <qx/io/LateFailure.h>
 #include <qx/io/MovedLength.h>
+#include <qx/platform/export.h>
 
 namespace qx::io {
 
@@ -25,7 +26,7 @@ namespace detail {
 /// True for a file of which a read never waits, so that whoever has something to deliver need not
 /// ask first what is available, which takes two calls of the system. At the end the read itself
 /// tells that nothing is.
-bool neverWaits(InputStream& in) noexcept;
+QX_API bool neverWaits(InputStream& in) noexcept;
 inline bool neverWaits(Reader&) noexcept { return false; }
 
 } // namespace detail

@@ -20,6 +20,17 @@ std::string distinctText(int length) {
     return text;
 }
 
+/// A stream whose buffer is compiled outside the library.
+struct Zeros : InputStream {
+    using InputStream::read;
+    int32_t read(signed char* to, int32_t length) override { return *to = 0, length; }
+};
+
+TEST(BufferedSource, ServesStreamsOfEveryProgram) {
+    signed char bytes[40];
+    EXPECT_EQ((BufferedSource<Zeros, signed char>(new Zeros, 16).read(bytes, 40)), 40);
+}
+
 template <class Twin>
 class Streams : public testing::Test {};
 using Twins = testing::Types<Bytes, Chars>;
