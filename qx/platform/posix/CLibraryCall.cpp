@@ -22,30 +22,37 @@ namespace {
 constinit pthread_rwlock_t s_lock = PTHREAD_RWLOCK_INITIALIZER;
 constinit RecursiveLock<FutexLock> s_loader; // the loader itself lets only one thread in
 constinit std::atomic<int> s_unloading{0};   // calls in one another, of the thread that holds it
+constinit std::atomic<bool> s_isForkNext{false}; // who comes now waits, at most for a second
 
 // What the fork that is under way has of the two.
 constinit bool s_hasLock = false;
 constinit bool s_hasLoader = false;
 
 /// Whether whoever unloads a library waits until a fork is over. Before 2.36 the C library holds a
-/// lock while it calls the steps of a fork and takes the same one when it unloads. There a fork
-/// does not wait for a thread that unloads, nor for long where another may wait for that one; it
-/// leaves the child a loader that stopped half-way, which matters only to a child that loads.
+/// lock while it calls the steps of a fork and takes the same one when it unloads, behind the
+/// destructors of the library. There a fork does not wait long for a thread that unloads, nor where
+/// another may wait for that one. The child of one that gave up lacks locks that the C library
+/// needs to load and to end.
 bool doUnloadersWaitForForks() noexcept {
     return ::strverscmp(::gnu_get_libc_version(), "2.36") < 0;
 }
 
 Deadline endOfPatience() noexcept { return Deadline::after(std::chrono::seconds(1)); }
 
-/// False when the loader was not acquired because the thread that has it may wait for the fork.
+/// False when the loader was not acquired because the thread that has it may wait for the fork. One
+/// that unloads and is past the destructors does not wait, and is soon done.
 bool tryAcquireLoader() noexcept {
     const Deadline end = endOfPatience();
+    const Deadline endOfUnload = Deadline::after(std::chrono::milliseconds(50));
+    s_isForkNext.store(true, std::memory_order_relaxed);
     while (s_loader.tryAcquire() != result::Ok) {
-        if (s_unloading.load(std::memory_order_relaxed) > 0 || end.hasPassed())
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        const bool isUnloading = s_unloading.load(std::memory_order_relaxed) > 0;
+        if ((isUnloading ? endOfUnload : end).hasPassed())
+            break;
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
-    return true;
+    s_isForkNext.store(false, std::memory_order_relaxed);
+    return s_loader.isHeld();
 }
 
 bool tryAcquireLock() noexcept {
@@ -93,7 +100,11 @@ CLibraryCall::CLibraryCall() noexcept { ::pthread_rwlock_rdlock(&s_lock); }
 
 CLibraryCall::~CLibraryCall() { ::pthread_rwlock_unlock(&s_lock); }
 
-LoaderCall::LoaderCall() noexcept { s_loader.acquire(); }
+LoaderCall::LoaderCall() noexcept {
+    while (s_isForkNext.load(std::memory_order_relaxed) && !s_loader.isHeld())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    s_loader.acquire();
+}
 
 LoaderCall::~LoaderCall() { s_loader.release(); }
 
