@@ -19,13 +19,7 @@ constinit std::mutex s_lock;
 constinit detail::LiveLink* s_first = nullptr;
 constinit std::size_t s_count = 0;
 
-constexpr platform::ForkSteps Steps{[](void*) noexcept { s_lock.lock(); },
-                                    [](void*) noexcept { s_lock.unlock(); },
-                                    [](void*) noexcept {
-                                        detail::LiveLink::forgetAll();
-                                        s_lock.unlock();
-                                    }};
-constinit platform::ForkNode s_node{&Steps};
+constinit platform::ForkNode s_node{&platform::HeldInFork<s_lock, detail::LiveLink::forgetAll>};
 
 // Before the others of the list, so that their locks come before this one: objects live and die
 // under them.

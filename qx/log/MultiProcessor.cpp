@@ -9,8 +9,19 @@
 #include <qx/log/LogEntry.h>
 #include <qx/log/detail/OwnTarget.h>
 #include <qx/log/detail/Record.h>
+#include <qx/platform/detail/ForkWatch.h>
 
 namespace qx::log {
+
+namespace {
+
+/// Held to add to any fan-out, which looks at the stations of others.
+constinit std::mutex s_adding;
+constinit platform::ForkNode s_node{&platform::HeldInFork<s_adding>};
+
+[[gnu::constructor]] void watchForks() { platform::enterForks(s_node); }
+
+} // namespace
 
 struct MultiProcessor::Station {
     Reference<ILogProcessor> processor;
@@ -25,6 +36,7 @@ Reference<MultiProcessor> MultiProcessor::create() { return new MultiProcessor; 
 
 void MultiProcessor::addProcessor(ILogProcessor* processor) {
     Station added{required(processor), detail::OwnTarget(processor)};
+    const std::lock_guard guard(s_adding);
     if (leadsHere(added))
         throwResult(result::InvalidArgument, u"an entry would go round for ever");
     m_stations.push_back(std::move(added));

@@ -20,7 +20,8 @@ struct Record;
 /// Hands every entry to a number of processors, one after the other and one entry at a time.
 ///
 /// process may be called from any thread, also by a processor that is being handed an entry;
-/// addProcessor must not run at the same time.
+/// addProcessor must not run at the same time, but may for another MultiProcessor that hands its
+/// entries to this one.
 class QX_API MultiProcessor : public qx::pcom::Implements<Object, ILogProcessor> {
 public:
     /// Without processors: takes entries and does nothing.

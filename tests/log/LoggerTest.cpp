@@ -408,6 +408,11 @@ TEST(MultiProcessor, RefusesToHandEntriesToItself) {
     outer->addProcessor(inner);
     for (log::ILogProcessor* const own : {inner.get(), outer.get()})
         EXPECT_EQ(resultOf([&] { inner->addProcessor(own); }), result::InvalidArgument);
+    const auto target = makeReference<FakeTarget>();
+    inThreads(2, [&](int thread) { // one looks at what the other changes
+        for (int i = 0; i < 1000; ++i)
+            thread == 0 ? inner->addProcessor(target) : outer->addProcessor(inner);
+    });
 }
 
 TEST(LevelFilter, PassesWhatReachesTheThresholdOrCannotBeJudged) {

@@ -19,6 +19,18 @@ struct ForkSteps {
     void (*inChild)(void* state) noexcept = nullptr;
 };
 
+inline void leaveAsItIs() noexcept {}
+
+/// The steps of a state that one lock guards. A child takes it over as it is, or as @p InChild
+/// leaves it, which runs with the lock held.
+template <auto& Lock, void (*InChild)() noexcept = leaveAsItIs>
+inline constexpr ForkSteps HeldInFork{[](void*) noexcept { Lock.lock(); },
+                                      [](void*) noexcept { Lock.unlock(); },
+                                      [](void*) noexcept {
+                                          InChild();
+                                          Lock.unlock();
+                                      }};
+
 /// The steps of a lock that may not be there, behind a pointer or an optional: held over the fork.
 template <auto& Lock>
 inline constexpr ForkSteps HeldIfThere{[](void*) noexcept {

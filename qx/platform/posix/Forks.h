@@ -22,16 +22,4 @@ extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 extern const ForkSteps WaiterForkSteps;       // ForkMark.cpp
 extern const ForkSteps LeavingForkSteps;      // LeavingThreads.cpp
 
-inline void leaveAsItIs() noexcept {}
-
-/// The steps of a state that one lock guards. A child takes it over as it is, or as @p InChild
-/// leaves it, which runs with the lock held.
-template <auto& Lock, void (*InChild)() noexcept = leaveAsItIs>
-inline constexpr ForkSteps HeldInFork{[](void*) noexcept { Lock.lock(); },
-                                      [](void*) noexcept { Lock.unlock(); },
-                                      [](void*) noexcept {
-                                          InChild();
-                                          Lock.unlock();
-                                      }};
-
 } // namespace qx::platform
