@@ -187,7 +187,9 @@ int32_t BufferedSource<Base, Unit>::deliver(Unit* to, int32_t length, int32_t& d
     for (;;) {
         const int32_t wanted = length - delivered;
         if (isExhausted()) {
-            if (delivered > 0 && !detail::neverWaits(*m_in) && m_in->available() == 0)
+            // A mark may be lost by a read that only finds the end.
+            const bool isAsked = m_markPosition >= 0 || !detail::neverWaits(*m_in);
+            if (delivered > 0 && isAsked && m_in->available() == 0)
                 return 0;
             if (wanted >= m_size && m_markPosition < 0 && !m_unwanted) {
                 m_failure.raise();

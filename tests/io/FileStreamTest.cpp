@@ -148,6 +148,10 @@ TEST_F(FileStream, FiltersReadAllThatThereIsAndOnWhereTheFileGrows) {
         char place[20000];
         EXPECT_EQ(text.read(), u'x'); // which fills the buffers
         EXPECT_EQ(bytes.read(), 'x');
+        BufferedInputStream marked(makeReference<FileInputStream>(name()));
+        marked.mark(length);
+        EXPECT_EQ(marked.read(place, 20000), length);
+        EXPECT_NO_THROW(marked.reset()) << "nothing has looked beyond the mark's limit";
         for (const int32_t read : {length - 1, 3, -1}) {
             EXPECT_EQ(text.read(units, 20000), read);
             EXPECT_EQ(bytes.read(place, 20000), read);
