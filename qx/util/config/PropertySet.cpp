@@ -45,9 +45,11 @@ const Object* PropertySet::find(std::u16string_view name, const PropertySet*& be
 }
 
 String PropertySet::get(const String& name) const {
+    // Giving the buffer back is somebody's code, behind which the value may be another one.
+    if (name.isInForeignBuffer()) [[unlikely]]
+        return PropertySet::get(withUnits(name, [](auto units) { return String(units); }));
     const PropertySet* beyond = nullptr;
-    const auto lookUp = [&](std::u16string_view units) { return find(units, beyond); };
-    if (const Object* const value = withUnits(name, lookUp))
+    if (const Object* const value = find(name.view(), beyond))
         return static_cast<const String&>(*value);
     if (!beyond)
         throw withDetail(Exception(), u"no property " + name);
