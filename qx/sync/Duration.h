@@ -97,7 +97,7 @@ struct Distance {
 /// another speed than the monotonic clock and may be set.
 template <TimePoint T, class Wait>
 bool waitUntilTime(const T& end, Wait&& wait) {
-    using Period = typename T::clock::duration::period;
+    using Period = typename decltype(T::clock::now())::period;
     const auto left = [&end] {
         return Distance<Period>{unitsOf<Period>(end.time_since_epoch()) -
                                 unitsOf<Period>(T::clock::now().time_since_epoch())};

@@ -155,6 +155,10 @@ TEST(TimedWaits, KnowPointsInTimeThatTheirClockCannotTell) {
     EXPECT_TRUE(waits(sys_seconds::max()) && waits(sys_days{2300y / 1 / 1}));
     EXPECT_FALSE(waits(sys_seconds::min()) || waits(sys_days{1601y / 1 / 1}));
     EXPECT_FALSE(waits(sys_time<duration<int64_t, std::pico>>::max())); // in April 1970
+    struct Clock {
+        static time_point<Clock, milliseconds> now() { return {}; }
+    };
+    EXPECT_TRUE(waits(Clock::now() + 1ms));
 }
 
 /// What event and gate have in common.
