@@ -543,8 +543,9 @@ TEST_F(IniKeptLinesTest, TakesValuesAsWhatIsAskedFor) {
                   get("1s x", seconds()),
               "90 120 ? 1500 ? 0 17280000000 ? ? ");
     EXPECT_EQ(get("3000000h 60min", hours()) + get("9223372036854775807s", seconds()) +
-                  get("9223372036854775807s 1s", seconds()),
-              "3000001 9223372036854775807 ? ");
+                  get("9223372036854775807s 1s", seconds()) +
+                  get("110000d", duration<uint64_t, std::nano>()),
+              "3000001 9223372036854775807 ? 9504000000000000000 ");
 }
 
 } // namespace

@@ -64,11 +64,11 @@ std::optional<T> durationOf(Nanoseconds nanoseconds) {
     if constexpr (std::floating_point<Count>) {
         return T(static_cast<Count>(nanoseconds) * Factor::num / Factor::den);
     } else {
-        const Nanoseconds units = nanoseconds / Factor::den;
-        int64_t count = 0;
-        if (nanoseconds % Factor::den != 0 || units > std::numeric_limits<int64_t>::max() ||
-            __builtin_mul_overflow(static_cast<int64_t>(units), int64_t{Factor::num}, &count) ||
-            !std::in_range<Count>(count))
+        using Limits = std::numeric_limits<Count>;
+        Nanoseconds count = 0;
+        if (nanoseconds % Factor::den != 0 ||
+            __builtin_mul_overflow(nanoseconds / Factor::den, Nanoseconds{Factor::num}, &count) ||
+            count < Limits::min() || count > Limits::max())
             return std::nullopt;
         return T(static_cast<Count>(count));
     }
