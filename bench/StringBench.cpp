@@ -10,6 +10,7 @@
 #endif
 
 #include <qx/core/String.h>
+#include <qx/util/buffer/RWBuffer.h>
 
 // Strings beside those of others, and long searches beside the C library's over the same bytes.
 // "Text" of 64 Ki units is prose with a letter outside ASCII in every few hundred.
@@ -119,6 +120,17 @@ void appendEightInCall(benchmark::State& state) {
 }
 BENCHMARK(appendEightInCall<String>)->Name("StringAppend8InCall/qx");
 BENCHMARK(appendEightInCall<std::u16string>)->Name("StringAppend8InCall/std");
+
+// The same to a text in a buffer, which is held for each unit.
+
+struct BufferText {
+    qx::util::RWCharBuffer buffer{u"", 1};
+    String text{&buffer, String::AM_SHARE};
+};
+void appendUnitInBuffer(benchmark::State& state) {
+    appendUpTo<BufferText>(state, 1, [](BufferText& text) { text.text += u'x'; });
+}
+BENCHMARK(appendUnitInBuffer)->Name("StringAppend1InBuffer/qx");
 
 // Equality and search over 64 Ki units.
 

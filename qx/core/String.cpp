@@ -1,7 +1,6 @@
 #include "qx/core/String.h"
 
 #include <algorithm>
-#include <functional>
 #include <typeinfo>
 
 #include <qx/core/CastTo.h>
@@ -11,6 +10,7 @@
 #include <qx/core/detail/CheckedSize.h>
 #include <qx/core/detail/ExactClone.h>
 #include <qx/core/detail/SampledHash.h>
+#include <qx/core/detail/TextChange.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/platform/text.h>
 #include <qx/util/buffer/detail/BufferHold.h>
@@ -23,29 +23,15 @@ using detail::checkedSize;
 using detail::lengthOf;
 using detail::limited;
 using detail::sizeOf;
+using Change = TextStorage::Change;
 using Traits = std::char_traits<char16_t>;
 
 constexpr std::u16string_view WhiteSpace = u" \t\r\n";
-/// A multiple of 16 below 2 Gi units, where doubling ends.
-constexpr int64_t LargestCapacity = 0x7FFFFFF0;
 
 std::u16string_view part(std::u16string_view text, int32_t start, int32_t end) {
     end = limited(end, lengthOf(text));
     start = limited(start, lengthOf(text));
     return start < end ? text.substr(sizeOf(start), sizeOf(end - start)) : std::u16string_view();
-}
-
-/// A copy of a text with @p inserted units, still to be written, in the place of @p removed ones at
-/// @p from. What is removed may be most of a text and is not copied.
-[[gnu::noinline]] TextStorage cutText(std::u16string_view text, int32_t from, int32_t removed,
-                                      int32_t inserted) {
-    const auto tail = text.substr(sizeOf(from) + sizeOf(removed));
-    const int32_t length = from + inserted + lengthOf(tail);
-    TextStorage cut({}, length + 1);
-    Traits::copy(cut.writable(), text.data(), sizeOf(from));
-    Traits::copy(cut.writable() + from + inserted, tail.data(), tail.size());
-    cut.commit(length);
-    return cut;
 }
 
 } // namespace
@@ -69,7 +55,10 @@ String::String(std::u16string_view text) : m_storage(text) {}
 
 String::String(char16_t unit, int32_t count, int32_t capacity)
     : m_storage({}, std::max(capacity, count > 0 ? checkedSize(int64_t{count} + 1) : 0)) {
-    append(unit, std::max(count, 0));
+    if (count < 1)
+        return;
+    std::fill_n(m_storage.writable(), count, unit);
+    m_storage.commit(count);
 }
 
 String::String(const char16_t* units, AcquireMode mode, int32_t length, int32_t capacity) {
@@ -116,82 +105,49 @@ String& String::setTo(TextView text) {
     if (text.empty())
         return clear();
     const int32_t length = lengthOf(text);
-    const int64_t needed = int64_t{length} + 1;
-    if (m_storage.isWritable(checkedSize(needed))) {
+    const int32_t needed = checkedSize(int64_t{length} + 1);
+    if (m_storage.isWritable(needed)) {
         dropBytes();
         Traits::move(m_storage.writable(), text.data(), text.size()); // it may lie in there
-    } else {
-        const TextStorage held = holdIfOwn(text);
-        Traits::copy(prepareToGrow(needed, 0), text.data(), text.size());
+        m_storage.commit(length);
+        return *this;
     }
-    m_storage.commit(length);
-    return *this;
+    Change change(m_storage);
+    text = change.keep(text);
+    Traits::copy(change.prepare(needed, 0), text.data(), text.size());
+    return finish(change, length);
 }
 
 String& String::appendSlow(TextView text) {
     if (text.empty())
         return *this;
-    const TextStorage held = holdIfOwn(text);
-    const int32_t length = getLength();
-    char16_t* const units = prepareToGrow(int64_t{length} + lengthOf(text) + 1, length);
-    Traits::copy(units + length, text.data(), text.size());
-    m_storage.commit(length + lengthOf(text));
-    return *this;
+    Change change(m_storage);
+    text = change.keep(text);
+    const int32_t present = change.length();
+    const int32_t length = checkedSize(int64_t{present} + lengthOf(text));
+    char16_t* const units = change.prepare(checkedSize(int64_t{length} + 1), present);
+    Traits::copy(units + present, text.data(), text.size());
+    return finish(change, length);
 }
 
-/// A second reference to the text when @p text lies in it: the next change then goes to a new block
-/// and leaves the units of @p text alone until the reference is dropped.
 TextStorage String::holdIfOwn(TextView text) const noexcept {
-    const auto own = view();
-    const std::less<const char16_t*> before;
-    return !before(text.data(), own.data()) && before(text.data(), own.data() + own.size())
-               ? m_storage
-               : TextStorage();
-}
-
-char16_t* String::prepareToGrow(int64_t capacity, int32_t kept) {
-    const int32_t needed = checkedSize(capacity);
-    const int64_t present = m_storage.capacity();
-    // What grows once usually grows on: the small sizes are passed in larger steps.
-    const int64_t larger = (present < 128 ? 4 : 2) * present;
-    const int64_t grown = needed > present ? std::min(larger, LargestCapacity) : 0;
-    char16_t* const units = m_storage.prepare(std::max(needed, static_cast<int32_t>(grown)), kept);
-    dropBytes();
-    return units;
+    return detail::beginsIn(text, view()) ? m_storage : TextStorage();
 }
 
 String& String::replace(int32_t position, int32_t count, TextView text) {
-    const TextStorage held = holdIfOwn(text);
-    char16_t* const gap = openGap(position, count, lengthOf(text));
-    Traits::copy(gap, text.data(), text.size());
-    return *this;
+    Change change(m_storage);
+    text = change.keep(text);
+    const auto gap = change.openGap(position, count, lengthOf(text));
+    Traits::copy(gap.units, text.data(), text.size());
+    return finish(change, gap.length);
 }
 
 String& String::replace(int32_t position, int32_t count, char16_t unit, int32_t repetitions) {
+    Change change(m_storage);
     const int32_t inserted = std::max(repetitions, 0);
-    std::fill_n(openGap(position, count, inserted), inserted, unit);
-    return *this;
-}
-
-char16_t* String::openGap(int32_t position, int32_t count, int32_t inserted) {
-    const int32_t length = getLength();
-    const int32_t from = limited(position, length);
-    const int32_t removed = limited(count, length - from);
-    const int32_t tail = length - from - removed;
-    const int32_t needed = checkedSize(int64_t{from} + inserted + tail + 1);
-    const bool isWritable = m_storage.isWritable(needed);
-    if (!isWritable && inserted < removed && !m_storage.isForeign()) {
-        m_storage = cutText(view(), from, removed, inserted);
-        dropBytes();
-        return m_storage.writable() + from;
-    }
-    char16_t* const units = isWritable ? m_storage.writable() : prepareToGrow(needed, length);
-    dropBytes();
-    char16_t* const gap = units + from;
-    if (inserted != removed)
-        Traits::move(gap + inserted, gap + removed, sizeOf(tail));
-    m_storage.commit(from + inserted + tail);
-    return gap;
+    const auto gap = change.openGap(position, count, inserted);
+    std::fill_n(gap.units, inserted, unit);
+    return finish(change, gap.length);
 }
 
 String& String::clear() {
@@ -204,15 +160,19 @@ String& String::clear() {
 }
 
 String& String::resize(int32_t length, char16_t fill) {
-    const int32_t present = getLength();
-    return length < present ? remove(std::max(length, 0)) : append(fill, length - present);
+    Change change(m_storage);
+    const int32_t kept = std::clamp(length, 0, change.length());
+    const int32_t added = std::max(length - kept, 0);
+    const auto gap = change.openGap(kept, -1, added);
+    std::fill_n(gap.units, added, fill);
+    return finish(change, gap.length);
 }
 
 String& String::setCharAt(int32_t position, char16_t unit) {
-    const int32_t length = getLength();
-    prepareToGrow(int64_t{length} + 1, length)[position] = unit;
-    m_storage.commit(length);
-    return *this;
+    Change change(m_storage);
+    const auto all = change.prepareAll();
+    all.units[position] = unit;
+    return finish(change, all.length);
 }
 
 String& String::toLower() { return mapCase(QXTextToLowerW); }
@@ -220,41 +180,41 @@ String& String::toLower() { return mapCase(QXTextToLowerW); }
 String& String::toUpper() { return mapCase(QXTextToUpperW); }
 
 String& String::mapCase(void (*map)(char16_t* text, int32_t length)) {
-    const int32_t length = getLength();
-    map(prepareToGrow(int64_t{length} + 1, length), length);
-    m_storage.commit(length);
-    return *this;
+    Change change(m_storage);
+    const auto all = change.prepareAll();
+    map(all.units, all.length);
+    return finish(change, all.length);
 }
 
 String& String::translate(char16_t from, char16_t to) {
-    const size_t first = detail::findUnit(view(), from);
+    Change change(m_storage);
+    const size_t first = detail::findUnit(change.view(), from);
     if (first == std::u16string_view::npos)
         return *this;
-    const int32_t length = getLength();
-    char16_t* const units = prepareToGrow(int64_t{length} + 1, length);
-    std::replace(units + first, units + length, from, to);
-    m_storage.commit(length);
-    return *this;
+    const auto all = change.prepareAll();
+    std::replace(all.units + first, all.units + all.length, from, to);
+    return finish(change, all.length);
 }
 
 String& String::translate(TextView from, TextView to) {
     if (from.empty() || to.empty())
         return *this;
+    Change change(m_storage);
+    from = change.keep(from);
+    to = change.keep(to);
     const detail::UnitSet sources(from);
+    const auto text = change.view();
     const auto first =
-        std::find_if(begin(), end(), [&](char16_t unit) { return sources.has(unit); });
-    if (first == end())
+        std::find_if(text.begin(), text.end(), [&](char16_t unit) { return sources.has(unit); });
+    if (first == text.end())
         return *this;
-    const TextStorage heldFrom = holdIfOwn(from);
-    const TextStorage heldTo = holdIfOwn(to);
-    const auto position = first - begin();
-    const int32_t length = getLength();
-    char16_t* const units = prepareToGrow(int64_t{length} + 1, length);
-    std::transform(units + position, units + length, units + position, [&](char16_t unit) {
+    const auto position = first - text.begin();
+    const auto all = change.prepareAll();
+    char16_t* const start = all.units + position;
+    std::transform(start, all.units + all.length, start, [&](char16_t unit) {
         return sources.has(unit) ? to[std::min(from.find(unit), to.size() - 1)] : unit;
     });
-    m_storage.commit(length);
-    return *this;
+    return finish(change, all.length);
 }
 
 String& String::trim(TrimType type) { return trim(WhiteSpace, type); }
@@ -262,28 +222,27 @@ String& String::trim(TrimType type) { return trim(WhiteSpace, type); }
 String& String::trim(char16_t unit, TrimType type) { return trim(TextView(&unit, 1), type); }
 
 String& String::trim(TextView set, TrimType type) {
-    const TextStorage held = holdIfOwn(set);
+    Change change(m_storage);
     const detail::UnitSet units(set.substr(0, set.find(u'\0')));
     const auto isKept = [&](char16_t unit) { return !units.has(unit); };
-    const char16_t* first = begin();
-    const char16_t* last = end();
+    const char16_t* first = change.view().data();
+    const char16_t* last = first + change.length();
     if (type & TRIM_LEADING)
         first = std::find_if(first, last, isKept);
     if (type & TRIM_TRAILING) {
         while (last != first && !isKept(last[-1]))
             --last;
     }
-    const auto leading = static_cast<int32_t>(first - begin());
     const auto kept = static_cast<int32_t>(last - first);
-    if (kept == 0)
-        return clear();
-    if (kept == getLength())
+    if (kept == change.length())
         return *this;
-    if (m_storage.isForeign() || m_storage.isWritable(kept))
-        return remove(leading + kept).remove(0, leading);
-    m_storage = TextStorage(TextView(first, kept));
-    dropBytes();
-    return *this;
+    if (!change.isWritable(kept + 1)) {
+        m_storage = TextStorage(TextView(first, kept));
+        dropBytes();
+        return *this;
+    }
+    Traits::move(change.prepare(kept + 1, 0), first, sizeOf(kept));
+    return finish(change, kept);
 }
 
 const char16_t* String::getReadLock() const { return m_storage.lockForReading(); }

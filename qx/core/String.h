@@ -543,10 +543,12 @@ private:
     }
     String& appendSlow(TextView text);
     String& appendUtf8(std::string_view text);
-    /// Private room for @p capacity units, which at least doubles when it grows.
-    char16_t* prepareToGrow(int64_t capacity, int32_t kept);
-    /// Puts @p inserted units, still to be written, in the place of @p count at @p position.
-    char16_t* openGap(int32_t position, int32_t count, int32_t inserted);
+    /// Ends a change of the text, for which there is room.
+    String& finish(auto& change, int32_t length) {
+        dropBytes();
+        change.commit(length);
+        return *this;
+    }
     String& mapCase(void (*map)(char16_t* text, int32_t length));
     /// Takes the text over as it is, unlike an assignment also one that it does not own, but copies
     /// one that only reads the memory which the string drops with it.

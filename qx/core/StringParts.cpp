@@ -9,6 +9,7 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Surrogates.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/TextChange.h>
 #include <qx/core/detail/UnitSearch.h>
 
 namespace qx {
@@ -83,10 +84,15 @@ String& String::append(char32_t codePoint) {
 bool String::isWellFormed() const noexcept { return findUnpaired(view(), 0) == view().size(); }
 
 String& String::toWellFormed() {
-    const size_t length = view().size();
-    for (size_t at = 0; (at = findUnpaired(view(), at)) < length; ++at)
-        setCharAt(static_cast<int32_t>(at), text::charset::ReplacementCharacter);
-    return *this;
+    TextStorage::Change change(m_storage);
+    const size_t length = change.view().size();
+    size_t at = findUnpaired(change.view(), 0);
+    if (at == length)
+        return *this;
+    const auto all = change.prepareAll();
+    for (; at < length; at = findUnpaired({all.units, length}, at + 1))
+        all.units[at] = text::charset::ReplacementCharacter;
+    return finish(change, all.length);
 }
 
 String& String::replaceAll(TextView text, TextView replacement) {

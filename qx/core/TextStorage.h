@@ -54,6 +54,9 @@ private:
 /// loads. A foreign buffer may be changed by its other holders and is asked each time.
 class TextStorage {
 public:
+    /// Changes the text wherever it lies, also in a foreign buffer.
+    class Change;
+
     /// The empty text: static, usable at any time, not counted.
     constexpr TextStorage() noexcept : m_units(s_emptyText), m_length(0) {}
     /// Copies @p text into a block of its own with room for @p capacity units, its 0 unit among
@@ -101,10 +104,7 @@ public:
     int32_t length() const noexcept {
         return m_length >= 0 ? m_length : static_cast<int32_t>(bufferText().size());
     }
-    std::u16string_view view() const noexcept {
-        return m_length >= 0 ? std::u16string_view(m_units, static_cast<size_t>(m_length))
-                             : bufferText();
-    }
+    std::u16string_view view() const noexcept { return m_length >= 0 ? ownView() : bufferText(); }
 
     bool isForeign() const noexcept { return m_length < 0; }
     /// True for a text in a block, which lives as long as anybody holds it.
@@ -146,20 +146,17 @@ public:
         m_length = length + 1;
         return true;
     }
-    /// Makes the text private with room for @p capacity units, its 0 unit among them, and keeps its
-    /// first @p kept units; the text must have that many. The caller writes and ends with commit.
-    /// @throws std::bad_alloc, ResultException of a foreign buffer; the storage is then unchanged
+    /// Makes the text, which is in no foreign buffer, private with room for @p capacity units, its
+    /// 0 unit among them, and keeps its first @p kept units; the text must have that many. The
+    /// caller writes and ends with commit.
+    /// @throws std::bad_alloc; the storage is then unchanged
     char16_t* prepare(int32_t capacity, int32_t kept) {
-        return isWritable(capacity) ? m_block->units() : prepareSlow(capacity, kept);
+        return isWritable(capacity) ? m_block->units() : moveToBlock(capacity, m_units, kept, kept);
     }
     /// Ends the text after @p length units, for which prepare has made room.
     void commit(int32_t length) {
-        if (m_length >= 0) [[likely]] {
-            m_block->units()[length] = u'\0';
-            m_length = length;
-        } else {
-            commitBuffer(length);
-        }
+        m_block->units()[length] = u'\0';
+        m_length = length;
     }
     /// Makes room for @p capacity units that somebody writes outside the calls of this class.
     char16_t* lock(int32_t capacity);
@@ -181,6 +178,12 @@ public:
     void shrink();
 
 private:
+    class Hold;
+
+    /// The text where it is in no foreign buffer.
+    std::u16string_view ownView() const noexcept {
+        return {m_units, static_cast<size_t>(m_length)};
+    }
     /// Where the text of @p length units ends, when @p count more fit there and nobody shares it.
     char16_t* endWithRoom(int32_t length, size_t count) const noexcept {
         // Read once: the compiler has to read members again behind the look at the count.
@@ -193,9 +196,8 @@ private:
     QX_API void releaseBuffer() noexcept;
     QX_API const char16_t* lockBuffer() const;
     QX_API void unlockBuffer() const;
-    QX_API char16_t* prepareSlow(int32_t capacity, int32_t kept);
-    QX_API void commitBuffer(int32_t length);
     bool isBufferWritable() const;
+    void endWriting(char16_t* units, int32_t length);
     char16_t* keepAll(int32_t capacity);
     char16_t* moveToBlock(int32_t capacity, const char16_t* units, int32_t kept, int32_t length);
 

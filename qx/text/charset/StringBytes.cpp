@@ -12,6 +12,7 @@
 #include <qx/core/Reference.h>
 #include <qx/core/Result.h>
 #include <qx/core/detail/CheckedSize.h>
+#include <qx/core/detail/TextChange.h>
 #include <qx/core/detail/UnitSearch.h>
 #include <qx/text/charset/CharToByteConverter.h>
 #include <qx/text/charset/PendingSurrogate.h>
@@ -67,22 +68,22 @@ private:
 
 /// Decodes @p text up to what is malformed.
 /// @param units  those of @p storage, prepared for the first @p present, one a byte and a 0 unit
-/// @return bytes that were decoded
-int32_t decodeWellFormed(std::string_view text, TextStorage& storage, char16_t* units,
-                         int32_t present) {
+auto decodeWellFormed(std::string_view text, const TextStorage& storage, char16_t* units,
+                      int32_t present) {
     // Kernels are faster with room for scratch, which may go where the 0 unit will be.
     const size_t room =
         storage.isOwned() ? detail::sizeOf(storage.capacity() - present) : text.size();
-    const auto done = text::charset::detail::kernels().utf8ToUtf16(
+    return text::charset::detail::kernels().utf8ToUtf16(
         reinterpret_cast<const uint8_t*>(text.data()), text.size(), units + present, room);
-    storage.commit(present + static_cast<int32_t>(done.written));
-    return static_cast<int32_t>(done.read);
 }
 
 /// The same for @p storage without text.
+/// @return bytes that were decoded
 int32_t decodeWellFormed(std::string_view text, TextStorage& storage) {
     char16_t* const units = storage.prepare(checkedSize(std::ssize(text) + 1), 0);
-    return decodeWellFormed(text, storage, units, 0);
+    const auto done = decodeWellFormed(text, storage, units, 0);
+    storage.commit(static_cast<int32_t>(done.written));
+    return static_cast<int32_t>(done.read);
 }
 
 /// Encodes @p text in UTF-8, half a surrogate pair as U+FFFD, to room for three bytes a unit.
@@ -196,17 +197,15 @@ String& String::appendUtf8(std::string_view text) {
     const int32_t length = checkedSize(std::ssize(text));
     if (length == 0)
         return *this;
-    // The text may be the bytes of this one.
-    Reference<AnsiBytes> held(m_bytes);
-    const int32_t present = getLength();
-    char16_t* const units = prepareToGrow(int64_t{present} + length + 1, present);
-    const int32_t read = decodeWellFormed(text, m_storage, units, present);
-    if (read < length) {
-        m_storage.commit(present);
-        m_bytes = held.detach();
-        text::charset::detail::throwMalformedUtf8(text, detail::sizeOf(read));
+    TextStorage::Change change(m_storage);
+    const int32_t present = change.length();
+    char16_t* const units = change.prepare(checkedSize(int64_t{present} + length + 1), present);
+    const auto done = decodeWellFormed(text, m_storage, units, present);
+    if (done.read < text.size()) {
+        change.commit(present);
+        text::charset::detail::throwMalformedUtf8(text, done.read);
     }
-    return *this;
+    return finish(change, present + static_cast<int32_t>(done.written));
 }
 
 std::string String::toUtf8() const {
