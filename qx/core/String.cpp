@@ -151,6 +151,8 @@ String& String::replace(int32_t position, int32_t count, char16_t unit, int32_t 
 }
 
 String& String::clear() {
+    if (m_storage.isForeign()) [[unlikely]]
+        return remove(0);
     dropBytes();
     if (m_storage.isWritable(1))
         m_storage.commit(0);

@@ -96,6 +96,15 @@ String& String::toWellFormed() {
 }
 
 String& String::replaceAll(TextView text, TextView replacement) {
+    if (m_storage.isForeign()) [[unlikely]] {
+        TextStorage::Change change(m_storage);
+        String result(change.view());
+        if (result.replaceAll(text, replacement) == change.view())
+            return *this;
+        const int32_t length = result.getLength();
+        std::copy_n(result.getData(), length, change.prepare(length + 1, 0));
+        return finish(change, length);
+    }
     const std::u16string_view own = view();
     size_t found = text.empty() ? std::u16string_view::npos : detail::findText(own, text);
     if (found == std::u16string_view::npos)

@@ -416,7 +416,7 @@ TEST(String, FollowsAForeignBufferUntilItWrites) {
     String owner(&sole, String::AM_SHARE);
     sole.most = 23; // not the step that is tried first
     EXPECT_EQ(checked(owner.append(u" holder").append(owner)), u"sole holdersole holder");
-    EXPECT_TRUE(owner.remove(0).isEmpty() && sole.getLength() == 1);
+    EXPECT_TRUE(owner.clear().isEmpty() && sole.getLength() == 1);
     EXPECT_THROW(owner.append("s\xFF"), text::charset::InvalidCharacterException);
     for (const bool isWritable : {true, false}) {
         sole.beforeLock = [&] { return sole.RWBuffer::operator=(*storageOf(u"one")), isWritable; };
