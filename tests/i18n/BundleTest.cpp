@@ -169,16 +169,11 @@ TEST(StringBundle, ServesComponents) {
     EXPECT_EQ(found.get(), static_cast<IQXLocale*>(locale.get()));
 }
 
-Reference<StringHashMap> threeTexts() {
-    auto texts = makeReference<StringHashMap>();
+TEST(StringMapBundle, IsTheSameAsAComponentAndMakesItsKeysOnce) {
+    const auto texts = makeReference<StringHashMap>();
     texts->put(u"hello", new String(u"Grüß Gott"));
     texts->put(u"empty", new String());
     texts->put(u"number", new Integer32(7)); // no text, yet printable
-    return texts;
-}
-
-TEST(StringMapBundle, IsTheSameAsAComponentAndMakesItsKeysOnce) {
-    const auto texts = threeTexts();
     const auto bundle = makeReference<StringMapBundle>(texts, makeReference<Locale>(u"de"));
     const auto component = makeReference<ComStringBundle>(bundle);
     EXPECT_EQ(component->getLocale(), nullptr); // is told, not asked for

@@ -23,12 +23,9 @@ struct PlainStep {
 inline PlainStep plainText(size_t consumed, uint32_t value) {
     if (value < 0x10000)
         return {PlainStep::Text, consumed, 1, {static_cast<char16_t>(value), 0}};
-    value -= 0x10000;
-    return {PlainStep::Text,
-            consumed,
-            2,
-            {static_cast<char16_t>(0xD800 | value / 0x400),
-             static_cast<char16_t>(0xDC00 | value % 0x400)}};
+    const auto high = static_cast<char16_t>(0xD800 + (value - 0x10000) / 0x400);
+    const auto low = static_cast<char16_t>(0xDC00 + value % 0x400);
+    return {PlainStep::Text, consumed, 2, {high, low}};
 }
 
 /// Decodes the @p size > 0 bytes at @p in: strictly, with one U+FFFD per maximal subpart, or so

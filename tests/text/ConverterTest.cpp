@@ -249,23 +249,20 @@ TEST(UnicodeDecoders, ReplaceOrRefuseWhatIsIllFormed) {
     EXPECT_EQ(decodeTwo(BTCUTF32LE(), cut32, 8, 1), "nothing thrown");
 }
 
-template <class Unit>
-Unit toLittleEndian(Unit unit) {
-    return qx::platform::ordered<std::endian::little>(unit);
-}
-
 /// Encodings of one's own, by their virtual functions alone.
 template <class Base>
 struct Own : Base {
     const char16_t* getEncodingName() const override { return u"own"; }
 };
 struct OwnUtf16 : Own<BTCUTF16> {
-    char16_t convertUTF16(char16_t unit) const override { return toLittleEndian(unit) ^ 0x5A5A; }
+    char16_t convertUTF16(char16_t unit) const override {
+        return platform::ordered<std::endian::little>(unit) ^ 0x5A5A;
+    }
 };
 template <class Base>
 struct OwnUtf32 : Own<Base> {
     char32_t convertUTF32(char32_t value) const override {
-        return toLittleEndian(value) ^ 0x5A5A5A5A;
+        return platform::ordered<std::endian::little>(value) ^ 0x5A5A5A5A;
     }
 };
 // For the tables of their bases theirs stand alone.
