@@ -218,9 +218,8 @@ std::u16string wide(const std::string& path) { return std::u16string(String(path
 
 int32_t registerModule(const std::string& path) { return QXComRegisterModule(wide(path).c_str()); }
 
-/// What creating the thing gives, which is kept if that is wanted.
-int32_t createThing(const char16_t* progId = u"Test.Thing",
-                    Reference<IQXComparable>* kept = nullptr) {
+/// What creating the thing gives.
+int32_t createThing(const char16_t* progId = u"Test.Thing") {
     Reference<IQXComparable> thing;
     const int32_t result =
         QXComCreateObjectByProgID(progId, nullptr, &IQXComparable::Iid, thing.putVoid());
@@ -229,8 +228,6 @@ int32_t createThing(const char16_t* progId = u"Test.Thing",
     if (thing)
         thing->HashCode(&hash);
     EXPECT_EQ(hash, 4711u);
-    if (kept)
-        *kept = thing;
     return result;
 }
 
@@ -331,15 +328,14 @@ TEST_F(ComponentTest, ModulesThatDoNotFitAreRefusedBeforeTheyRun) {
         {"./things.so", result::InvalidArgument},
         {modulePath("with_unresolved_function"), result::ModuleNotFound},
     };
-    const int32_t before = QXModuleGetLiveCount();
     for (const auto& [path, result] : pathsAndResults) {
         SCOPED_TRACE(path);
         EXPECT_EQ(createFrom(path), result);
         EXPECT_EQ(registerModule(path), result);
-        EXPECT_EQ(QXModuleGetLiveCount(), before);
+        EXPECT_EQ(loadedModules(), 0);
     }
     EXPECT_EQ(createFrom(modulePath("without_entry")), result::SymbolNotFound);
-    EXPECT_EQ(QXModuleGetLiveCount(), before); // ran, and is gone again
+    EXPECT_EQ(loadedModules(), 0); // ran, and is gone again
     EXPECT_EQ(QXComRegisterModule(nullptr), result::NullPointer);
 }
 
@@ -398,8 +394,7 @@ TEST_F(ComponentTest, ModulesAreUnloadedWhenNothingOfThemLives) {
     for (const char* const name : {"things", "things_plainly"}) {
         SCOPED_TRACE(name);
         ASSERT_EQ(registerModule(modulePath(name)), result::Ok);
-        Reference<IQXComparable> thing;
-        ASSERT_EQ(createThing(u"Test.Thing", &thing), result::Ok);
+        auto thing = createObject<IQXComparable>("Test.Thing");
         EXPECT_EQ(freeModules(), 1);
         EXPECT_EQ(thing->AddRef(), 2u); // still there
         thing->Release();
@@ -440,19 +435,13 @@ TEST_F(ComponentTest, AModuleThatCannotBeUnloadedIsKeptAndKnown) {
 TEST_F(ComponentTest, AModuleStaysWhileACreationIsUnderWay) {
     ASSERT_EQ(registerModule(modulePath("things")), result::Ok);
     ASSERT_EQ(createThing(), result::Ok);
-    QXHandle library;
-    QXModuleSetInitialized(this, 1);
-    ASSERT_EQ(QXModuleLibOpen(this, wide(modulePath("things")).c_str(), &library), result::Ok);
-    void (**onCreate)() = nullptr;
-    ASSERT_EQ(QXLibGetSymbol(library, u"qxTestOnCreate", reinterpret_cast<void**>(&onCreate)),
-              result::Ok);
+    auto* const onCreate = static_cast<void (**)()>(
+        exec::SharedLibrary(wide(modulePath("things")).c_str()).getSymbol(u"qxTestOnCreate"));
     static int32_t s_kept;
     *onCreate = [] { s_kept = freeModules(); };
     EXPECT_EQ(createThing(), result::Ok);
     EXPECT_EQ(s_kept, 1);
     *onCreate = nullptr;
-    EXPECT_EQ(QXModuleLibClose(this, library), result::Ok);
-    QXModuleSetInitialized(this, 0);
 }
 
 TEST_F(ComponentTest, CreationMayRaceWithUnloading) {
