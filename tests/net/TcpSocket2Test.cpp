@@ -148,25 +148,21 @@ TEST(TcpClientSocket2, BindsThePortOfItsLastConnectionAgain) {
     EXPECT_EQ(code, 0);
 }
 
-TEST(TcpWorkerSocket2, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
-    const int input = ::fcntl(0, F_DUPFD_CLOEXEC, 3), error = ::fcntl(2, F_DUPFD_CLOEXEC, 3);
+QX_TEST_IN_CHILD(TcpWorkerSocket2, DescriptorsAreClosedOnExecAndNeverStandardStreams) {
+    const Pair early; // whose descriptors need not be moved
     ::close(0);
     ::close(2);
     const uint64_t ofListener = makeClient()->getId();
     const Pair pair;
     QXHandle file = 0;
     EXPECT_EQ(QXFileOpen("/dev/null", QX_FILE_READ, 0, &file), 0);
-    for (const uint64_t descriptor :
-         {ofListener, pair.client->getId(), pair.worker->getId(), file}) {
+    for (const uint64_t descriptor : {early.client->getId(), early.worker->getId(), ofListener,
+                                      pair.client->getId(), pair.worker->getId(), file}) {
         EXPECT_GT(descriptor, 2u);
         EXPECT_EQ(::fcntl(static_cast<int>(descriptor), F_GETFD), FD_CLOEXEC);
     }
     QXFileClose(file);
     expectEach(-1, {::fcntl(0, F_GETFD), ::fcntl(2, F_GETFD)}); // what was in between is closed
-    ::dup2(input, 0);
-    ::dup2(error, 2);
-    ::close(input);
-    ::close(error);
 }
 
 TEST(TcpWorkerSocket2, SignalsInterruptNothing) {
@@ -317,11 +313,10 @@ TEST(TcpWorkerSocket2, PassesBytesOnUntilAnOrderlyEnd) {
     EXPECT_EQ(pair.worker->send("!", 1, QX_MSG_OOB, &count), 0);
     EXPECT_EQ(Selected(nullptr, nullptr, pair.client.get()).exception, pair.client.get());
     pair.worker->close();
-    std::thread([&] { // without an earlier error, which an orderly end would tell again
+    std::jthread([&] { // without an earlier error, which an orderly end would tell again
         EXPECT_EQ(pair.client->recv(bytes, 1, 0, &count), 0);
         EXPECT_EQ(count, 0);
-    })
-        .join();
+    });
 }
 
 TEST(TcpWorkerSelect, AConnectionThatBrokeIsNotExceptionalButReadable) {
