@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <string>
 
@@ -12,33 +11,42 @@
 #include <qx/platform/posix/handle.h>
 #include <qx/platform/posix/shared/SharedObject.h>
 
-/* How the functions of sync.h find their object: a handle of an object inside this process is its
- * address; one of an object between processes has bit 0 set beside the address of its SharedObject.
- * All ones, which is no handle, looks like the latter. */
+/* How the functions of sync.h find their object: a handle of an object inside this process is the
+ * address of its block of memory; one of an object between processes has bit 0 set beside the
+ * address of its SharedObject. All ones, which is no handle, looks like the latter. */
 
 namespace qx::platform {
 
-/// What an in-process handle points to. Has cache lines of its own, so that two locks created in a
-/// row do not slow each other down.
+/// An object inside this process. Has cache lines of its own, so that two locks created in a row do
+/// not slow each other down.
 template <class Object>
 struct alignas(64) SyncAllocation {
     template <class... Initial>
     explicit SyncAllocation(const char* name, Initial... initial)
         : object(initial...), label(name ? name : "") {}
 
-    /// A place in an ordinary block, whose address stands in front of it: malloc takes three times
-    /// as long for an aligned block, of which it keeps none at hand.
-    static void* operator new(size_t size) {
-        auto* const block = static_cast<char*>(::operator new(size + alignof(SyncAllocation)));
-        const size_t behind = reinterpret_cast<uintptr_t>(block) % alignof(SyncAllocation);
-        char* const place = block + alignof(SyncAllocation) - behind;
-        std::memcpy(place - sizeof block, &block, sizeof block);
-        return place;
+    /// Makes one in an ordinary block: malloc takes three times as long for an aligned one, of
+    /// which it keeps none at hand. The handle is the block and not the place in it, so that
+    /// programs that look for leaks find a pointer to its start.
+    template <class... Arguments>
+    static QXHandle create(Arguments... arguments) {
+        void* const block = ::operator new(sizeof(SyncAllocation) + alignof(SyncAllocation));
+        const auto handle = reinterpret_cast<QXHandle>(block);
+        try {
+            ::new (&of(handle)) SyncAllocation(arguments...);
+        } catch (...) {
+            ::operator delete(block);
+            throw;
+        }
+        return handle;
     }
-    static void operator delete(void* place) noexcept {
-        void* block = nullptr;
-        std::memcpy(&block, static_cast<char*>(place) - sizeof block, sizeof block);
-        ::operator delete(block);
+    static void destroy(QXHandle handle) noexcept {
+        of(handle).~SyncAllocation();
+        ::operator delete(reinterpret_cast<void*>(handle));
+    }
+    /// The next line of the cache behind the start of the block.
+    static SyncAllocation& of(QXHandle handle) noexcept {
+        return *reinterpret_cast<SyncAllocation*>((handle | (alignof(SyncAllocation) - 1)) + 1);
     }
 
     Object object;
@@ -61,7 +69,7 @@ int32_t createSync(const char* name, uint32_t flags, QXHandle* handle,
         return shared::SharedObject::open(shared::LayoutOf<Shared>, name, (initial + ... + 0u),
                                           handle);
     try {
-        *handle = reinterpret_cast<QXHandle>(new SyncAllocation<Local>(name, initial...));
+        *handle = SyncAllocation<Local>::create(name, initial...);
         return result::Ok;
     } catch (const std::bad_alloc&) {
         return result::OutOfMemory;
@@ -94,10 +102,10 @@ int32_t callSync(QXHandle handle, Arguments... arguments) noexcept {
         return callShared<Shared>(handle, arguments...);
     if (handle == 0) [[unlikely]]
         return result::InvalidHandle;
-    const auto call = [=]<class Object, class... Parameters>(
-                          int32_t (Object::*member)(Parameters...) noexcept) {
-        return (reinterpret_cast<SyncAllocation<Object>*>(handle)->object.*member)(arguments...);
-    };
+    const auto call =
+        [=]<class Object, class... Parameters>(int32_t (Object::*member)(Parameters...) noexcept) {
+            return (SyncAllocation<Object>::of(handle).object.*member)(arguments...);
+        };
     return call(Local);
 }
 
@@ -108,7 +116,7 @@ int32_t destroySync(QXHandle handle) noexcept {
         return shared::SharedObject::close(shared::LayoutOf<Shared>, handle);
     if (handle == 0)
         return result::InvalidHandle;
-    delete reinterpret_cast<SyncAllocation<Local>*>(handle);
+    SyncAllocation<Local>::destroy(handle);
     return result::Ok;
 }
 
