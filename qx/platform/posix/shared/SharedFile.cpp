@@ -28,7 +28,9 @@ namespace {
 // So a write lock on all is had only while there is no user, and with it nobody becomes one: what
 // lies in the file then is what killed processes left. Whoever has it either sets a new object up
 // and gives back all bytes but its own, or removes the file. In between others may have removed the
-// name or put another file under it, which the number of links of the locked file tells.
+// name or put another file under it, which the number of links of the locked file tells. And one
+// becomes a user only beside another one: whoever had the file a moment ago may have been killed
+// while it set it up.
 //
 // A process that is killed leaves the file and what its slot held in the state. The kernel drops
 // its lock, by which those who wait on the object learn of its death (isSlotTaken) and give back
@@ -46,16 +48,19 @@ Locking tryLockWhole(int descriptor) {
     throw Failure{errno == EINVAL ? result::NotAvailable : lastResult()};
 }
 
-/// How many bytes the lock of another description covers that stands in the way of @p type; 0 when
-/// none does, and 1 when it cannot be found out: to take a living process for dead would be worse
-/// than the reverse.
-off_t lengthOfOthersLock(int descriptor, short type, off_t firstByte, off_t length) {
-    struct flock range = lockOf(type, firstByte, length);
-    if (fcntl(descriptor, F_OFD_GETLK, &range) != 0)
-        return 1;
-    if (range.l_type == F_UNLCK)
-        return 0;
-    return range.l_len == 0 ? UserBytes : range.l_len; // 0: to the end of all files
+/// A lock on those bytes that another description has; F_UNLCK when none has. One of a user when it
+/// cannot be found out: to take a living process for dead would be worse than the reverse.
+struct flock lockOfAnother(int descriptor, off_t firstByte, off_t length) {
+    struct flock range = lockOf(F_WRLCK, firstByte, length);
+    return fcntl(descriptor, F_OFD_GETLK, &range) == 0 ? range : lockOf(F_WRLCK, firstByte, 1);
+}
+
+/// True when somebody is a user of a file, which therefore is set up: whoever may only read it can
+/// lock more than a user would, but only for reading. False while somebody sets it up or removes
+/// it, and when whoever did so is gone.
+bool isInUse(int descriptor) {
+    const struct flock other = lockOfAnother(descriptor, FirstUserByte, UserBytes);
+    return other.l_type == F_RDLCK || (other.l_type == F_WRLCK && other.l_len == 1);
 }
 
 const char* prefixOf(Place place) {
@@ -243,7 +248,7 @@ int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
     if (!file)
         return result::NotFound;
     if (request.readOnly) {
-        if (lengthOfOthersLock(file.get(), F_WRLCK, FirstUserByte, UserBytes) == 0)
+        if (!hasUser(file.get()))
             return result::NotFound;
         return tryJoinUsers(std::move(file)) ? result::Ok : result::Busy;
     }
@@ -288,22 +293,22 @@ int32_t SharedFile::beginSetUp(const SharedFileRequest& request, int folder, Des
     return result::Ok;
 }
 
-/// Becomes one of the users of a file that is in use; false while somebody sets it up or removes
-/// it.
+/// Becomes one of the users of a file that somebody else had a moment ago; false when it is not in
+/// use.
 bool SharedFile::tryJoinUsers(Descriptor file) {
     m_descriptor = std::move(file);
     if (!tryTakeSlot())
         return false;
     const struct stat status = statusOf(m_descriptor.get());
-    // Removed or emptied before we became a user, or not yet set up.
+    // Removed or emptied before we became a user.
     return status.st_nlink != 0 && status.st_size != 0;
 }
 
 bool SharedFile::tryTakeSlot() {
     const short type = lockOfUser();
     const int file = m_descriptor.get();
-    if (lengthOfOthersLock(file, type, FirstUserByte, UserBytes) > 1)
-        return false; // somebody sets it up or removes it
+    if (!isInUse(file))
+        return false; // and may be half set up
     const uint32_t slots = type == F_RDLCK ? 1 : SlotCount;
     for (m_slot = 0; m_slot < slots; ++m_slot) {
         const Locking locking = tryLock(file, type, FirstUserByte + m_slot, 1);
@@ -313,7 +318,7 @@ bool SharedFile::tryTakeSlot() {
             throwLockFailure();
     }
     // All of them are taken, or somebody has begun to remove it meanwhile, who takes all.
-    if (slots == 1 || lengthOfOthersLock(file, type, FirstUserByte, UserBytes) > 1)
+    if (slots == 1 || !isInUse(file))
         return false;
     throw Failure{resultFromErrno(EMFILE)};
 }
@@ -331,11 +336,11 @@ void SharedFile::endSetUp() {
 off_t SharedFile::byteOf(uint32_t slot) noexcept { return FirstUserByte + off_t{slot}; }
 
 bool SharedFile::hasUser(int descriptor) noexcept {
-    return lengthOfOthersLock(descriptor, F_WRLCK, FirstUserByte, UserBytes) != 0;
+    return lockOfAnother(descriptor, FirstUserByte, UserBytes).l_type != F_UNLCK;
 }
 
 bool SharedFile::hasUser(int descriptor, uint32_t slot) noexcept {
-    return lengthOfOthersLock(descriptor, F_WRLCK, byteOf(slot), 1) != 0;
+    return lockOfAnother(descriptor, byteOf(slot), 1).l_type != F_UNLCK;
 }
 
 bool SharedFile::removeUnused(Place place, const char* fileName) {
