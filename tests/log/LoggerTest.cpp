@@ -335,14 +335,10 @@ TEST(Processors, TakeRecordsAndBytesAsTheyTakeEntriesAndTexts) {
 }
 
 TEST(MultiProcessor, EndsTheRoundAtTheFirstFailureAndTakesFurtherProcessorsIntoIt) {
-    struct AddingWriter : io::NullWriter {
-        void flush() override { add(); }
-        std::function<void()> add;
-    };
     const auto logger = Logger::create();
     const auto first = makeReference<FakeTarget>(), failing = makeReference<FakeTarget>();
     const auto recorder = makeReference<Recorder>();
-    const auto writer = makeReference<AddingWriter>();
+    const auto writer = makeReference<FakeSink<Chars>>();
     const auto logAndCount = [&] {
         failureOf([&] { logger->log(u"text"_qs); });
         return std::exchange(recorder->entries, {}).size();
@@ -359,7 +355,7 @@ TEST(MultiProcessor, EndsTheRoundAtTheFirstFailureAndTakesFurtherProcessorsIntoI
     EXPECT_EQ(logAndCount(), 1u) << "a null processor changes nothing";
 
     const auto add = [&] { logger->addProcessor(recorder); };
-    writer->add = add;
+    writer->meanwhile = add;
     logger->setProcessor(log::BasicLogWriter::create(writer));
     EXPECT_EQ(logAndCount(), 1u);
     logger->setProcessor(new Doing([&](auto*) { add(); }));
@@ -482,24 +478,17 @@ TEST(Processors, RefuseNull) {
     refused([] { log::XmlLogWriter::create(nullptr); });
 }
 
-using Arguments = std::vector<Reference<Object>>;
-
-Reference<collections::List<Object>> listOf(const Arguments& arguments) {
-    const auto wrapped = makeReference<collections::pcom::ArrayList>();
-    for (const auto& argument : arguments)
-        wrapped->add(argument ? argument->GetUnknown() : nullptr);
-    return makeReference<collections::List<Object>>(wrapped.get());
-}
-
-Reference<Object> boxed(const char16_t* units) { return makeReference<String>(units); }
-
 TEST(StringBundleLogger, PutsArgumentsInTheirPlacesAndLogsTheKeyWhenThereIsNoText) {
-    const auto x = boxed(u"x"), y = boxed(u"y"), z = boxed(u"z"), braces = boxed(u"{1}{0}");
-    const std::tuple<std::u16string, Arguments, const char*> cases[] = {
+    const auto x = makeReference<String>(u"x"), y = makeReference<String>(u"y");
+    const struct {
+        std::u16string message;
+        collections::List<Object> arguments;
+        const char* expected;
+    } cases[] = {
         {u"a {0} b {1} {0}", {x, y}, "7 a x b y x"},
-        {u"a {0} b {1} {0}", {x}, "7 a {0} b {1} {0}"},     // an argument is missing
-        {u"{0} {2}", {x, y, z}, "7 x {2}"},                 // nothing behind a gap
-        {u"{0}-{1}-{0}", {braces, y}, "7 {1}{0}-y-{1}{0}"}, // arguments are not searched
+        {u"a {0} b {1} {0}", {x}, "7 a {0} b {1} {0}"},        // an argument is missing
+        {u"{0} {2}", {x, y, u"z"}, "7 x {2}"},                 // nothing behind a gap
+        {u"{0}-{1}-{0}", {u"{1}{0}", y}, "7 {1}{0}-y-{1}{0}"}, // arguments are not searched
         {u"{{0}}", {x}, "7 {x}"},
         {u"{00} {+0} { 0} {0", {x}, "7 {00} {+0} { 0} {0"}, // no placeholders
         {u"{0}{18446744073709551616}{99999999999999999999999}",
@@ -516,11 +505,11 @@ TEST(StringBundleLogger, PutsArgumentsInTheirPlacesAndLogsTheKeyWhenThereIsNoTex
         const auto bundle = makeReference<i18n::StringMapBundle>(
             new collections::StringHashMap{{u"key", new String(message)}});
         log::StringBundleLogger logger(bundle, target);
-        logger.log(7, u"key"_qs, *listOf(arguments));
+        logger.log(7, u"key"_qs, arguments);
         EXPECT_EQ(target->logged, expected);
         logger.log(1, u"key"_qs);
         EXPECT_EQ(target->logged, "1 " + String(message).toUtf8());
-        logger.log(3, u"none {0}"_qs, *listOf(arguments));
+        logger.log(3, u"none {0}"_qs, arguments);
         EXPECT_EQ(target->logged, "3 none {0}") << "a key is no text to put arguments into";
         EXPECT_THROW(logger.log(-1, u"none"_qs), Exception);
         EXPECT_EQ(failureOf([&] { log::StringBundleLogger(bundle, nullptr); }),

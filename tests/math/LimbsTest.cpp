@@ -44,11 +44,11 @@ Natural normalized(Natural a) {
     return a;
 }
 
-/// The @p n limbs that @p compute writes to its argument, and none behind them.
-template <class Compute>
-Natural made(size_t n, Compute&& compute) {
-    constexpr Limb Guard = 0x5555555555555555;
-    Natural r(n + 1, Guard);
+/// The @p n limbs or digits that @p compute writes to its argument, and none behind them.
+template <class Made = Natural>
+Made made(size_t n, auto&& compute) {
+    constexpr auto Guard = static_cast<typename Made::value_type>(0x5555555555555555);
+    Made r(n + 1, Guard);
     compute(r.data());
     EXPECT_EQ(r.back(), Guard);
     r.pop_back();
@@ -137,8 +137,6 @@ public:
         selectLimbKernels(m_kernels);
     }
     ~SelectedKernels() { selectLimbKernels(*limbKernelSets().back()); }
-    SelectedKernels(const SelectedKernels&) = delete;
-    SelectedKernels& operator=(const SelectedKernels&) = delete;
 
 private:
     testing::ScopedTrace m_trace;
@@ -430,15 +428,11 @@ void expectDivides(const Natural& a, const Natural& b) {
 
 /// Dividends of a's length that are one off a multiple of b, and a itself.
 void expectDividesAround(const Natural& a, const Natural& b) {
-    expectDivides(a, b);
-    Natural multiple = difference(a, remainder(a, b));
-    multiple.resize(a.size());
-    expectDivides(multiple, b);
-    if (normalized(multiple).empty())
-        return;
-    Natural below = difference(multiple, {1});
-    below.resize(a.size());
-    expectDivides(below, b);
+    const Natural multiple = difference(a, remainder(a, b));
+    for (Natural each : {a, multiple, difference(multiple.empty() ? a : multiple, {1})}) {
+        each.resize(a.size());
+        expectDivides(each, b);
+    }
 }
 
 TEST(Divide, EveryPairOfSmallLengthsAndEveryShift) {
@@ -743,12 +737,11 @@ Natural parsed(const Digits& digits, int radix) {
 }
 
 Digits printed(const Natural& a, int radix) {
-    constexpr uint8_t Guard = 0x55;
-    const size_t room = digitsForLimbs(a.size(), radix);
-    Digits digits(room + 1, Guard);
-    const size_t count = toDigits(digits.data(), a.data(), a.size(), radix);
-    EXPECT_EQ(digits.back(), Guard);
-    EXPECT_LE(count, room);
+    size_t count = 0;
+    Digits digits = made<Digits>(digitsForLimbs(a.size(), radix), [&](uint8_t* to) {
+        count = toDigits(to, a.data(), a.size(), radix);
+    });
+    EXPECT_LE(count, digits.size());
     digits.resize(count);
     return digits;
 }
