@@ -43,20 +43,16 @@ Reference<HashMap> fullMap(const IQXComparator* comparator) {
 using Operation = std::function<void(HashMap& map)>;
 
 /// A map that has nothing but an entry set: that of a HashMap.
-class PlainMap : public AbstractMap {
-public:
+struct PlainMap : AbstractMap {
     PlainMap() = default;
     explicit PlainMap(const IQXComparator* comparator) : AbstractMap(comparator, comparator) {}
 
     Reference<const Set> createEntrySet() const override {
-        return std::as_const(*m_entries).createEntrySet();
+        return std::as_const(*entries).createEntrySet();
     }
-    Reference<Set> createEntrySet() override { return m_entries->createEntrySet(); }
+    Reference<Set> createEntrySet() override { return entries->createEntrySet(); }
 
-    HashMap& entries() { return *m_entries; }
-
-private:
-    const Reference<HashMap> m_entries{new HashMap()};
+    const Reference<HashMap> entries{new HashMap()};
 };
 
 } // namespace
@@ -65,8 +61,7 @@ TEST(HashMap, FindsKeysAsTheComparatorWouldWithoutAskingIt) {
     /// Asks the objects, as the default comparator does, but is another class.
     class Derived : public qx::util::Comparator {};
     /// A string of another class, with a hash of its own.
-    class Text : public qx::String {
-    public:
+    struct Text : qx::String {
         using String::String;
         uint32_t hashCode() const override { return 5; }
     };
@@ -252,11 +247,11 @@ TEST(TableSize, IsLimitedToWhatASizeCanSay) {
 
 TEST(AbstractMap, GoesThroughItsEntrySet) {
     PlainMap map;
-    putItems(map.entries(), {1, 2, 3});
+    putItems(*map.entries, {1, 2, 3});
     EXPECT_TRUE(map.getSize() == 3 && valueOf(map.get(item(2))) == 20 && !map.get(item(4)));
     EXPECT_TRUE(map.containsKey(item(3)) && !map.containsKey(item(30)));
     EXPECT_TRUE(map.containsValue(item(30)) && !map.containsValue(item(3)));
-    EXPECT_TRUE(map.equals(map.entries()) && map.entries().equals(map) && map.hashCode() == 0);
+    EXPECT_TRUE(map.equals(*map.entries) && map.entries->equals(map) && map.hashCode() == 0);
     EXPECT_EQ(values(*std::as_const(map).createKeySet()), (Values{3, 2, 1}));
     EXPECT_EQ(values(*map.createValueCollection()), (Values{30, 20, 10}));
     EXPECT_EQ(map.remove(item(4)), nullptr);
@@ -266,13 +261,13 @@ TEST(AbstractMap, GoesThroughItsEntrySet) {
     EXPECT_THROW(map.putAll(map), qx::UnsupportedOperationException);
     EXPECT_THROW(map.put(item(1), item(2)), qx::UnsupportedOperationException);
     map.clear();
-    EXPECT_TRUE(map.entries().isEmpty());
+    EXPECT_TRUE(map.entries->isEmpty());
 }
 
 TEST(AbstractMap, RemovesEveryEqualKeyAndReturnsTheLastValue) {
     const auto indifferent = qx::makeReference<NumberComparator>([](int, int) { return 0; });
     PlainMap map(indifferent);
-    putItems(map.entries(), {1, 2, 3});
+    putItems(*map.entries, {1, 2, 3});
     EXPECT_EQ(valueOf(map.remove(nullptr)), 10);
     EXPECT_TRUE(map.isEmpty());
 }

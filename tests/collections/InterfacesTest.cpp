@@ -26,8 +26,7 @@ namespace {
 class Plain : public ComObject {};
 
 /// Cannot be compared or hashed.
-class Broken : public Object {
-public:
+struct Broken : Object {
     int compareTo(const Object&) const override { throw CastFailedException(); }
     uint32_t hashCode() const override { throw std::bad_alloc(); }
 };

@@ -43,8 +43,7 @@ void fill(Map& map, int count) {
 } // namespace
 
 template <class Map>
-class KeyedMap : public testing::Test {
-public:
+struct KeyedMap : testing::Test {
     ~KeyedMap() override { EXPECT_EQ(Item::alive(), 0); }
 };
 

@@ -23,11 +23,9 @@ using qx::Reference;
 using Values = std::vector<int>;
 
 template <class T>
-class Lists : public testing::Test {
-public:
+struct Lists : testing::Test {
     ~Lists() override { EXPECT_EQ(Item::alive(), 0); }
 
-protected:
     static Reference<T> list(std::initializer_list<int> values) {
         auto list = qx::makeReference<T>();
         addItems(*list, values);
@@ -121,8 +119,7 @@ TYPED_TEST(Lists, ComparatorsThatChangeTheListAreNoticed) {
 
 TYPED_TEST(Lists, HoldAStringWhoseBufferChangesTheList) {
     static TypeParam list;
-    class Buffer : public qx::util::RWCharBuffer {
-    public:
+    struct Buffer : qx::util::RWCharBuffer {
         using qx::util::RWCharBuffer::RWCharBuffer;
         int32_t getLength() const override {
             list.clear();
@@ -164,18 +161,14 @@ TEST(ListLength, IsLimitedToWhatASizeCanSay) {
 namespace {
 
 /// A collection with what the skeleton asks for, and no additions.
-class Bag : public AbstractCollection {
-public:
-    Reference<Iterator> createIterator() override { return m_content->createIterator(); }
+struct Bag : AbstractCollection {
+    Reference<Iterator> createIterator() override { return content->createIterator(); }
     Reference<ConstIterator> createConstIterator() const override {
-        return m_content->createConstIterator();
+        return content->createConstIterator();
     }
-    int getSize() const override { return m_content->getSize(); }
+    int getSize() const override { return content->getSize(); }
 
-    ArrayList& content() { return *m_content; }
-
-private:
-    Reference<ArrayList> m_content{new ArrayList()};
+    Reference<ArrayList> content{new ArrayList()};
 };
 
 /// Writes down what it is asked for.
@@ -210,18 +203,18 @@ private:
 
 TEST(AbstractCollection, BuildsOnItsIterators) {
     Bag bag;
-    addItems(bag.content(), {1, 2, 1, 3});
+    addItems(*bag.content, {1, 2, 1, 3});
     EXPECT_THROW(bag.add((new Item(1))->GetUnknown()), qx::UnsupportedOperationException);
     EXPECT_THROW(bag.addAll(bag), qx::UnsupportedOperationException);
     EXPECT_EQ(Item::alive(), 4);
     EXPECT_FALSE(bag.addAll(ArrayList()));
     EXPECT_TRUE(bag.contains(item(3)) && bag.remove(item(1)) && !bag.remove(item(7)));
-    EXPECT_TRUE(bag.containsAll(bag.content()));
+    EXPECT_TRUE(bag.containsAll(*bag.content));
     EXPECT_TRUE(bag.compareTo(bag) == 0 && !bag.equals(Bag(bag))); // by identity
     EXPECT_TRUE(bag.retainAll(*listOf({3, 3, 1})));
     EXPECT_EQ(values(bag), (Values{1, 3}));
     EXPECT_TRUE(bag.removeAll(bag));
-    addItems(bag.content(), {1, 2});
+    addItems(*bag.content, {1, 2});
     bag.clear();
     EXPECT_TRUE(bag.isEmpty());
 }

@@ -73,8 +73,7 @@ TEST(Model, OfLists) {
     playOnLists<ArrayList>();
     playOnLists<LinkedList>();
     /// Has the iterators that a list of anybody's has.
-    class Derived : public LinkedList {
-    public:
+    struct Derived : LinkedList {
         using LinkedList::LinkedList;
     };
     playOnLists<Derived>();

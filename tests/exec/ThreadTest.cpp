@@ -25,8 +25,7 @@ constexpr char NotStarted[] = "thread not started";
 int s_value;
 
 /// Makes runnables that count their runs, and tells by a gate when the last is gone.
-class ThreadTest : public testing::Test {
-protected:
+struct ThreadTest : testing::Test {
     auto makeTask() {
         return makeRunnable([this, mark = std::shared_ptr<void>(
                                        this, [this](void*) { m_gone.open(); })]() -> void* {

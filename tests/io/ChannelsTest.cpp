@@ -11,8 +11,7 @@ using qx::io::pcom::IQXChannel;
 namespace {
 
 /// Streams on the heap that outlive the test's channels, which have to let go of them.
-class ChannelTest : public testing::Test {
-protected:
+struct ChannelTest : testing::Test {
     void TearDown() override { EXPECT_EQ(in->GetRefCount() + out->GetRefCount(), 2u); }
 
     ByteBuffer buffer{10, QX_ENDIAN_LITTLE, false};
@@ -79,8 +78,11 @@ TEST_F(ChannelTest, RefusesLengthsAndPointersThatCannotBe) {
 }
 
 /// A component that claims to move bytes.
-class FakeComponent : public qx::pcom::Implements<qx::Object, IQXChannel> {
-public:
+struct FakeComponent : qx::pcom::Implements<qx::Object, IQXChannel> {
+    int32_t answer(int32_t* length) {
+        offered = std::exchange(*length, moved);
+        return result;
+    }
     int32_t Read(signed char*, int32_t* length) override { return answer(length); }
     int32_t Write(const signed char*, int32_t* length) override { return answer(length); }
     int32_t GetInheritableName(IQXCharBuffer* to) override {
@@ -93,13 +95,6 @@ public:
     int32_t moved = 0;
     int32_t offered = 0;
     String name{u"component"};
-
-private:
-    int32_t answer(int32_t* length) {
-        offered = *length;
-        *length = moved;
-        return result;
-    }
 };
 
 TEST_F(ChannelTest, TellsTheNameThatItHas) {
@@ -121,8 +116,7 @@ TEST_F(ChannelTest, TellsTheNameThatItHas) {
     EXPECT_EQ(component->GetRefCount(), 2u) << "the refused channel let go";
 }
 
-class Joined : public ReadWriteChannel {
-public:
+struct Joined : ReadWriteChannel {
     using ReadWriteChannel::ReadWriteChannel;
     int32_t GetInheritableName(IQXCharBuffer*) override { return result::NotAvailable; }
 };

@@ -23,8 +23,7 @@ using qx::util::FilePath;
 
 namespace {
 
-class FileStream : public testing::Test {
-protected:
+struct FileStream : testing::Test {
     void TearDown() override { EXPECT_EQ(countOwn("fd"), m_descriptorsBefore); }
 
     qx::String name(const char* file = "file") const {

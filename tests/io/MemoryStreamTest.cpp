@@ -11,8 +11,7 @@ using qx::Reference;
 namespace {
 
 template <class T>
-class ByteBuffers : public testing::Test {
-public:
+struct ByteBuffers : testing::Test {
     using Unit = std::remove_cvref_t<decltype(*std::declval<T>().getBuffer())>;
 
     /// An owning buffer with the bytes 0, 1, 2 and so on.

@@ -578,8 +578,7 @@ TEST(PrintWriter, PrintsEveryKindOfValueAndFlushesBehindLinesWhenAsked) {
 }
 
 /// Tells what reaches it apart.
-class NotingWriter : public Writer {
-public:
+struct NotingWriter : Writer {
     void write(const qx::String&) override { notes += "string;"; }
     void write(const char16_t*) override { notes += "text;"; }
     void write(const char16_t*, int32_t) override { notes += "block;"; }

@@ -87,8 +87,7 @@ TEST(DataInputStream, WiderValuesAreReadThroughTheOverridableOnes) {
 // are not. Either way has to leave the same, to the byte and to the call.
 
 template <class Stream>
-class Derived : public Stream {
-public:
+struct Derived : Stream {
     using Stream::Stream;
 };
 

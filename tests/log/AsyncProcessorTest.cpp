@@ -28,8 +28,7 @@ void await(Condition condition) {
         exec::Thread::sleep(1);
 }
 
-class Async : public testing::Test {
-protected:
+struct Async : testing::Test {
     Async() { target->destroyed = &destroyed; }
 
     void start(int workers) { processor = AsyncProcessor::create(target, workers, options); }

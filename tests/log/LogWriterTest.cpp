@@ -31,8 +31,7 @@ constexpr char XmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<log>\n"
 
 /// An entry with all fields that a logger sets, and a text of that length.
 Reference<log::ILogEntry> stampedEntry(int length) {
-    class Opened : public log::Logger {
-    public:
+    struct Opened : log::Logger {
         Opened() : Logger(String(u"name")) {}
         using Logger::getLogEntry;
     };

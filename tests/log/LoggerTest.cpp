@@ -146,8 +146,7 @@ void useOften(auto use) {
 }
 
 /// An argument without a text.
-class Textless : public Object {
-public:
+struct Textless : Object {
     String toString() const override { throw Exception(u"no text"_qs); }
 };
 
@@ -365,8 +364,7 @@ TEST(MultiProcessor, EndsTheRoundAtTheFirstFailureAndTakesFurtherProcessorsIntoI
 // What counts does so without a guard of its own; the thread sanitizer and a lost count tell of two
 // at once.
 
-class CountingTarget : public qx::pcom::Implements<Object, log::ILevelLogger> {
-public:
+struct CountingTarget : qx::pcom::Implements<Object, log::ILevelLogger> {
     void log(int level, const String& text) override {
         if (level < 0)
             throw Exception(text);
@@ -436,8 +434,7 @@ TEST(LevelFilter, PassesWhatReachesTheThresholdOrCannotBeJudged) {
 }
 
 /// A component that answers with a given result.
-class FakeComponent : public qx::pcom::Implements<ComObject, log::pcom::ILogProcessor> {
-public:
+struct FakeComponent : qx::pcom::Implements<ComObject, log::pcom::ILogProcessor> {
     int32_t Process(log::pcom::ILogEntry* entry) override {
         ++calls;
         hasLevel = entry->HasField(u"level") == 0;

@@ -64,21 +64,16 @@ private:
 };
 
 /// Does with each entry what it is told.
-class Doing : public qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
-public:
-    using What = std::function<void(const qx::log::ILogEntry*)>;
+struct Doing : qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
+    explicit Doing(std::function<void(const qx::log::ILogEntry*)> body) : what(std::move(body)) {}
+    void process(const qx::log::ILogEntry* entry) override { what(entry); }
 
-    explicit Doing(What what) : m_what(std::move(what)) {}
-    void process(const qx::log::ILogEntry* entry) override { m_what(entry); }
-
-private:
-    const What m_what;
+    const std::function<void(const qx::log::ILogEntry*)> what;
 };
 
 /// Keeps what it is handed, and does not look at it: a value gets its object when it is first asked
 /// for.
-class Recorder : public qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
-public:
+struct Recorder : qx::pcom::Implements<qx::Object, qx::log::ILogProcessor> {
     void process(const qx::log::ILogEntry* entry) override {
         if (fails)
             throw qx::IllegalStateException(u"refused");

@@ -257,8 +257,7 @@ const BigInteger& thirtyDigits() {
 BigDecimal scaled(int64_t unscaled, int scale) { return {BigInteger(unscaled), scale}; }
 
 /// Opens what a derived class may use.
-class Opened : public BigInteger {
-public:
+struct Opened : BigInteger {
     using BigInteger::BigInteger;
     using BigInteger::ensureCapacity;
     using BigInteger::setByteArray;

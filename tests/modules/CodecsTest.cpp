@@ -431,8 +431,7 @@ QX_TEST_IN_CHILD(Codec, TellsOfWantOfDescriptors) {
 // The codecs as programs meet them: by the name of an encoding, once their module is registered.
 
 /// The module registered in a registry of its own.
-class RegisteredCodecs : public testing::Test {
-protected:
+struct RegisteredCodecs : testing::Test {
     RegisteredCodecs() { EXPECT_EQ(QXComRegisterModule(path.getData()), 0); }
     ~RegisteredCodecs() override { EXPECT_EQ(freeModules(), 0) << "a codec is left over"; }
 

@@ -83,8 +83,7 @@ std::string receive(io::IChannel& channel) {
 }
 
 /// A module is registered in a registry of the test's own, and unloaded at its end.
-class OneTransport : public testing::Test {
-protected:
+struct OneTransport : testing::Test {
     explicit OneTransport(bool isTls) : m_isTls(isTls) {
         const char* const file = isTls ? "qxtransport_tls.so" : "qxtransport_tcp.so";
         const String path(qxtest::safeModule(QX_TEST_MODULE_DIR "/" + std::string(file)).c_str());
@@ -135,8 +134,7 @@ protected:
 };
 
 /// What holds for both transports.
-class Transports : public OneTransport, public testing::WithParamInterface<bool> {
-protected:
+struct Transports : OneTransport, testing::WithParamInterface<bool> {
     Transports() : OneTransport(GetParam()) {}
 };
 
@@ -260,8 +258,7 @@ TEST_P(Transports, GiveComponentsWhoseChannelsOutliveThem) {
     accepting.get();
 }
 
-class TransportTcp : public OneTransport {
-protected:
+struct TransportTcp : OneTransport {
     TransportTcp() : OneTransport(false) {}
 };
 
@@ -307,8 +304,7 @@ private:
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_output;
 };
 
-class TransportTls : public OneTransport {
-protected:
+struct TransportTls : OneTransport {
     TransportTls() : OneTransport(true) {}
 
     static std::string peer(const std::string& arguments) {

@@ -28,8 +28,7 @@ std::string derived(const std::string& path) {
 }
 
 /// A table of mounts in a file of its own, and drives z: and c: mapped to folders.
-class NetFilePath : public testing::Test {
-protected:
+struct NetFilePath : testing::Test {
     void mount(const std::string& lines) {
         qxtest::writeFile(m_folder.path("mounts"),
                           "22 1 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n" + lines);

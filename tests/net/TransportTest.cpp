@@ -20,24 +20,20 @@ struct Fakes {
 };
 
 template <class Base>
-class Counted : public Base {
-public:
+struct Counted : Base {
     Counted() { ++Fakes::alive; }
     ~Counted() override { --Fakes::alive; }
 };
 
-class Acceptor : public Counted<net::pcom::AbstractAcceptor> {
-public:
+struct Acceptor : Counted<net::pcom::AbstractAcceptor> {
     Reference<io::IChannel> accept() override { return Fakes::fail(), Fakes::channel; }
 };
 
-class Connector : public Counted<net::pcom::AbstractConnector> {
-public:
+struct Connector : Counted<net::pcom::AbstractConnector> {
     Reference<io::IChannel> connect() override { return Fakes::fail(), Fakes::channel; }
 };
 
-class EchoTransport : public Counted<net::pcom::AbstractTransport> {
-public:
+struct EchoTransport : Counted<net::pcom::AbstractTransport> {
     Reference<IConnector> createConnector(const PropertySet& properties) override {
         Fakes::fail();
         return properties.hasProperty(u"host"_qs) ? makeReference<Connector>() : nullptr;
@@ -49,8 +45,7 @@ public:
 };
 
 /// Every object is gone after each test.
-class Transports : public testing::Test {
-protected:
+struct Transports : testing::Test {
     Transports() {
         m_properties.set(u"host"_qs, u"here"_qs);
         Fakes::fail = [] {};
@@ -115,8 +110,7 @@ TEST_F(Transports, AskWhatIsMadeForTheInterface) {
               result::NullPointer);
 }
 
-class OldConnector : public CQXAbstractConnector {
-public:
+struct OldConnector : CQXAbstractConnector {
     using CQXAbstractConnector::getProperty;
     using CQXAbstractConnector::hasProperty;
     using CQXAbstractConnector::setProperty;

@@ -25,8 +25,7 @@ using util::RegistryKey;
 
 // What a module says of its classes, and enters of them.
 
-class Thing : public Object {
-public:
+struct Thing : Object {
     static constexpr GUID Clsid{0x11111111, 0x2222, 0x3333, {4, 4, 5, 5, 5, 5, 5, 5}};
     static const char16_t* GetComProgID() { return u"Test.Thing.1"; }
     static const char16_t* GetComDescription() { return u"A thing"; }
@@ -34,14 +33,12 @@ public:
 };
 
 /// A class that can only be found by its identifier.
-class Nameless : public Object {
-public:
+struct Nameless : Object {
     static constexpr GUID Clsid{0xAAAAAAAA, 0xBBBB, 0xCCCC, {1, 2, 3, 4, 5, 6, 7, 8}};
 };
 
 /// Stays where its constructor has entered it.
-class Listener : public Nameless {
-public:
+struct Listener : Nameless {
     Listener() { s_last = this; }
     static inline Reference<Object> s_last;
 };
@@ -54,8 +51,7 @@ std::optional<String> textOf(const String& path) {
     return key.valueExists() ? std::optional(key.getValueString()) : std::nullopt;
 }
 
-class ModuleTest : public testing::Test {
-protected:
+struct ModuleTest : testing::Test {
     Reference<IQXClassFactory> factoryOf(const GUID& clsid) {
         Reference<IQXClassFactory> factory;
         EXPECT_EQ(module.GetClassObject(clsid, IQXClassFactory::Iid, factory.putVoid()),
@@ -239,15 +235,14 @@ void enter(const std::string& path, const String& classId, const String& progId)
 }
 
 /// A registry of its own, and no module loaded at the beginning and at the end.
-class ComponentTest : public testing::Test {
-protected:
+struct ComponentTest : testing::Test {
     ~ComponentTest() override {
         EXPECT_EQ(freeModules(), 0);
-        EXPECT_EQ(QXModuleGetLiveCount(), m_modulesBefore) << "a module stays in memory";
+        EXPECT_EQ(QXModuleGetLiveCount(), modulesBefore) << "a module stays in memory";
     }
 
     /// Modules in memory that say so.
-    int32_t loadedModules() const { return QXModuleGetLiveCount() - m_modulesBefore; }
+    int32_t loadedModules() const { return QXModuleGetLiveCount() - modulesBefore; }
 
     /// Creates an object of a class that is registered for a module, for what comes of it.
     static int32_t createFrom(const std::string& path, uint32_t fault = 1) {
@@ -263,9 +258,7 @@ protected:
     }
 
     TemporaryRegistry registry;
-
-private:
-    int32_t m_modulesBefore = QXModuleGetLiveCount();
+    const int32_t modulesBefore = QXModuleGetLiveCount();
 };
 
 TEST_F(ComponentTest, AreFoundByEachOfTheirNamesWhileRegistered) {

@@ -269,20 +269,17 @@ TEST(Strangers, AreBuffersThatHaveNothingAndNoRoom) {
 namespace {
 
 /// Does not look at its properties.
-class Transport : public net::pcom::AbstractTransport {
-public:
+struct Transport : net::pcom::AbstractTransport {
     Reference<net::IAcceptor> createAcceptor(const PropertySet&) override { return nullptr; }
     Reference<net::IConnector> createConnector(const PropertySet&) override { return nullptr; }
 };
 
 /// Connects to the component that it is given.
-class Connector : public CQXAbstractConnector {
-public:
-    explicit Connector(IQXUnknown* target) : m_target(target) {}
-    Reference<IQXUnknown> connect() override { return m_target; }
+struct Connector : CQXAbstractConnector {
+    explicit Connector(IQXUnknown* component) : target(component) {}
+    Reference<IQXUnknown> connect() override { return target; }
 
-private:
-    const Reference<IQXUnknown> m_target;
+    const Reference<IQXUnknown> target;
 };
 
 } // namespace
