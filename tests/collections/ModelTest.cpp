@@ -46,8 +46,7 @@ Failures failures(const Reference<FailingComparator>& comparator = nullptr) {
 
 /// Plays rounds of random bytes, each with a play that @p makePlay (round, comparator) returns; in
 /// every other round the comparator is one that fails.
-template <class MakePlay>
-void playRandomly(std::size_t length, MakePlay&& makePlay) {
+void playRandomly(std::size_t length, auto&& makePlay) {
     std::minstd_rand random(2026);
     for (int round = 0; round < Rounds; ++round) {
         SCOPED_TRACE(round);

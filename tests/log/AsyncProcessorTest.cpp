@@ -22,8 +22,7 @@ Values numbers(int begin, int end) {
     return values;
 }
 
-template <class Condition>
-void await(Condition condition) {
+void await(auto condition) {
     while (!condition())
         exec::Thread::sleep(1);
 }

@@ -144,8 +144,7 @@ private:
 };
 
 /// Calls @p check while the library computes with each set of kernels.
-template <class Check>
-void withEverySet(Check&& check) {
+void withEverySet(auto&& check) {
     for (const LimbKernels* const kernels : limbKernelSets()) {
         const SelectedKernels selected(*kernels, kernels->thresholds);
         check(*kernels);
@@ -155,16 +154,14 @@ void withEverySet(Check&& check) {
 // Rows of limbs and their products
 
 /// What @p kernel makes of a row, and above it the limb that it returns.
-template <class Kernel, class... Arguments>
-Natural run(Natural row, Kernel&& kernel, Arguments... arguments) {
+Natural run(Natural row, auto&& kernel, auto... arguments) {
     const Limb above = kernel(row.data(), arguments...);
     row.push_back(above);
     return row;
 }
 
 /// The same of @p a, in place, which is how most callers use them, or into another array.
-template <class Kernel, class... Arguments>
-Natural runOn(const Natural& a, bool isInPlace, Kernel&& kernel, Arguments... arguments) {
+Natural runOn(const Natural& a, bool isInPlace, auto&& kernel, auto... arguments) {
     return run(isInPlace ? a : Natural(a.size(), 7),
                [&](Limb* r) { return kernel(r, isInPlace ? r : a.data(), arguments...); });
 }
@@ -298,8 +295,7 @@ Natural squareOf(Limbs a) {
 }
 
 /// Calls @p check while each set of kernels computes by each mix of algorithms.
-template <class Check>
-void withEveryMix(Check&& check) {
+void withEveryMix(auto&& check) {
     withEverySet([&](const LimbKernels& kernels) {
         for (const MultiplyThresholds& mix : Mixes) {
             SCOPED_TRACE(&mix - Mixes);

@@ -68,8 +68,7 @@ using Fields = std::vector<std::string>;
 using Operation = std::function<std::string(const Fields&)>;
 
 /// What @p run gives, or its failure.
-template <class Run>
-std::string outcomeOf(Run&& run) {
+std::string outcomeOf(auto&& run) {
     try {
         return run();
     } catch (const Exception& exception) {
@@ -79,8 +78,8 @@ std::string outcomeOf(Run&& run) {
 
 /// The number after @p run has changed it, or the failure, which leaves it as it was. So does each
 /// of its allocations when it fails.
-template <class Number, class Run>
-std::string outcomeOf(const Number& number, Run&& run) {
+template <class Number>
+std::string outcomeOf(const Number& number, auto&& run) {
     const std::string before = written(number);
     qxtest::failEachAllocation([&] {
         std::optional<Number> value;
@@ -104,8 +103,8 @@ std::string outcomeOf(const Number& number, Run&& run) {
 BigInteger& widen(BigInteger& value) { return (value <<= 2048) >>= 2048; }
 
 /// An operation that changes a number. Its argument may be the number itself.
-template <class Number, class Argument, class Read>
-Operation changing(Number& (Number::*operation)(const Argument&), Read read) {
+template <class Number, class Argument>
+Operation changing(Number& (Number::*operation)(const Argument&), auto read) {
     return [=](const Fields& fields) {
         const Number a = read(fields[0]), b = read(fields[1]);
         EXPECT_EQ(outcomeOf(a, [&](auto& value) { (value.*operation)(value); }),
@@ -141,8 +140,7 @@ Operation changingBits(BigInteger& (BigInteger::*operation)(Count)) {
 }
 
 /// The same as an operator too, which makes a number of its own, and in the room of the number.
-template <class Operator>
-Operation both(BigInteger& (BigInteger::*operation)(const IntegerView&), Operator combine) {
+Operation both(BigInteger& (BigInteger::*operation)(const IntegerView&), auto combine) {
     return [=](const Fields& fields) {
         const BigInteger a = integerOf(fields[0]);
         const BigInteger b = integerOf(fields[1]);

@@ -44,8 +44,7 @@ Reference<PropertySet> makeSet(std::string text) {
 /// Result code and description of what a call throws.
 using Outcome = std::pair<int32_t, std::string>;
 
-template <class Body>
-Outcome outcomeOf(Body&& body) {
+Outcome outcomeOf(auto&& body) {
     try {
         body();
     } catch (const Exception& failure) {

@@ -92,8 +92,7 @@ Stranger strangerOf(IQXUnknown* behind = nullptr) {
 }
 
 /// The result of @p body, or what it throws as one.
-template <class Body>
-int32_t outcomeOf(Body&& body) {
+int32_t outcomeOf(auto&& body) {
     try {
         if constexpr (std::is_void_v<decltype(body())>) {
             body();
@@ -114,8 +113,7 @@ Interface* as(IQXUnknown* unknown) {
 }
 
 /// Expects outcomes of @p call for null, and for strangers that answer nothing, say yes and fail.
-template <class Call>
-void check(const char* operation, const std::array<int32_t, 4>& outcomes, Call call) {
+void check(const char* operation, const std::array<int32_t, 4>& outcomes, auto call) {
     Stranger strangers[] = {
         {}, strangerOf<answerNothing>(), strangerOf<sayYes>(), strangerOf<failQuery>()};
     for (size_t kind = 0; kind < std::size(strangers); ++kind) {
@@ -148,8 +146,7 @@ Reference<CQXProperty> propertyOf(IQXUnknown* value) {
 }
 
 /// What @p get returns, which gives an object unless it fails.
-template <class Get>
-int32_t got(void* out, Get get) {
+int32_t got(void* out, auto get) {
     const int32_t code = get(&out);
     EXPECT_EQ(out == nullptr, code < 0);
     if (out)

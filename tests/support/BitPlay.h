@@ -159,8 +159,7 @@ public:
 
 private:
     /// What an operation says: its result, and the bytes that it read.
-    template <class Input>
-    static std::string tell(int kind, int argument, Input& in) {
+    static std::string tell(int kind, int argument, auto& in) {
         if (kind == 2) {
             std::string block(static_cast<size_t>(argument), '\0');
             const int32_t count = in.read(block.data(), argument);

@@ -8,8 +8,7 @@
 namespace qxtest {
 
 /// Runs the body in as many threads at once, with their numbers from 0, and waits for them.
-template <class Body>
-void inThreads(int count, Body body) {
+void inThreads(int count, auto body) {
     std::vector<std::jthread> threads;
     for (int number = 0; number < count; ++number)
         threads.emplace_back(body, number);
@@ -23,8 +22,7 @@ void awaitAsleep(int threadNumber, const std::function<bool()>& isFinished);
 /// the destructor.
 class BlockingThread {
 public:
-    template <class Body>
-    explicit BlockingThread(Body body)
+    explicit BlockingThread(auto body)
         : m_thread([this, body] {
               m_number = ownNumber();
               body();

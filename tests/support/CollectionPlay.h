@@ -44,15 +44,13 @@ protected:
 
     /// Runs an operation and requires its answer, unless it is made to fail.
     /// @return whether it did not fail
-    template <class Operation>
-    bool expect(const char* what, int expected, Operation&& operation) {
+    bool expect(const char* what, int expected, auto&& operation) {
         const int answer = answerOf(operation);
         require(answer == Failed || answer == expected, what);
         return answer != Failed;
     }
     /// The same with what the operation answers when it is then run on the model.
-    template <class Real, class Model, class Operation>
-    bool both(const char* what, Real& real, Model& model, Operation&& operation) {
+    bool both(const char* what, auto& real, auto& model, auto&& operation) {
         const int answer = answerOf([&] { return operation(real); });
         if (answer != Failed)
             require(answer == numberOf([&] { return operation(model); }), what);
@@ -60,8 +58,7 @@ protected:
     }
 
     /// Removes, retains or looks for the elements of a collection.
-    template <class Real, class Model>
-    bool useMany(int what, Real& real, Model& model, const Arguments& them) {
+    bool useMany(int what, auto& real, auto& model, const Arguments& them) {
         if (what == 0)
             return both("removeAll", real, model, [&](auto& its) { return its.removeAll(them); });
         if (what == 1)
@@ -81,8 +78,7 @@ protected:
         return {number, element.get(), element};
     }
 
-    template <class Operation>
-    int answerOf(Operation&& operation) {
+    int answerOf(auto&& operation) {
         int answer = 0;
         const auto run = [&] { answer = numberOf(operation); };
         try {
@@ -102,8 +98,7 @@ protected:
     }
 
 private:
-    template <class Operation>
-    static int numberOf(Operation&& operation) try {
+    static int numberOf(auto&& operation) try {
         using Result = decltype(operation());
         if constexpr (std::is_void_v<Result>)
             return operation(), 0;

@@ -15,8 +15,8 @@ namespace qxtest {
 
 /// Description of the @p Failure that @p body throws, as UTF-8, or what one of the standard library
 /// says; "nothing thrown" otherwise.
-template <class Failure = qx::Exception, class Body>
-std::string descriptionOf(Body&& body) {
+template <class Failure = qx::Exception>
+std::string descriptionOf(auto&& body) {
     try {
         body();
     } catch (const Failure& failure) {
@@ -29,8 +29,7 @@ std::string descriptionOf(Body&& body) {
 }
 
 /// Result code of the qx::Exception that @p body throws, 0 when it throws nothing.
-template <class Body>
-int32_t failureOf(Body&& body) {
+int32_t failureOf(auto&& body) {
     try {
         body();
     } catch (const qx::Exception& exception) {

@@ -33,8 +33,7 @@ int64_t liveBlocksOfProcess();
 /// with its second, and so on. The operation handles the failure, checks what it should have left,
 /// and frees what it made; a block that stays behind is a failure of the test.
 /// @return the number of allocations of the operation
-template <class Operation>
-int64_t failEachAllocation(Operation&& operation) {
+int64_t failEachAllocation(auto&& operation) {
     for (int64_t failing = 0;; ++failing) {
         SCOPED_TRACE(testing::Message() << "failing allocation " << failing);
         const int64_t before = liveBlocks();

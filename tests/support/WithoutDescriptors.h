@@ -7,8 +7,7 @@
 namespace qxtest {
 
 /// Runs @p body while no descriptor can be had, or only @p count.
-template <class Body>
-void withoutDescriptors(Body body, rlim_t count = 0) {
+void withoutDescriptors(auto body, rlim_t count = 0) {
     rlimit before{};
     ::getrlimit(RLIMIT_NOFILE, &before);
     const int lowestFree = ::dup(0);

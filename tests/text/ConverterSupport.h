@@ -22,8 +22,8 @@ inline Units unitsOf(char32_t codePoint) {
 
 /// Converts @p input through outputs of @p capacity units each, handing over at most @p piece units
 /// at a time, until nothing moves any more. What stays unconsumed goes to @p rest.
-template <class OutString, class Converter, class InString>
-OutString convertPieces(Converter& converter, const InString& input, size_t piece, size_t capacity,
+template <class OutString, class InString>
+OutString convertPieces(auto& converter, const InString& input, size_t piece, size_t capacity,
                         InString* rest = nullptr) {
     using RawIn = std::conditional_t<std::is_same_v<InString, Bytes>, signed char, char16_t>;
     using RawOut = std::conditional_t<std::is_same_v<OutString, Bytes>, signed char, char16_t>;
