@@ -15,6 +15,7 @@
 
 using namespace qx;
 using namespace qx::collections::pcom;
+using namespace qxtest;
 using util::Comparator;
 using Texts = collections::List<String>;
 using Numbers = collections::Map<String, Integer32>;
@@ -33,16 +34,14 @@ struct Broken : Object {
 
 /// Place of a virtual member in the table of its class, which a pointer to the member holds: with a
 /// bit that says so, which is no part of the place, there or in the adjustment.
-template <class Member>
-std::ptrdiff_t slot(Member member) {
+std::ptrdiff_t slot(auto member) {
     std::ptrdiff_t encoded = 0;
     std::memcpy(&encoded, &member, sizeof encoded);
     return encoded / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
 /// The members follow each other in the table; from @p first on, if that is given.
-template <class... Members>
-void expectInOrder(std::ptrdiff_t first, Members... members) {
+void expectInOrder(std::ptrdiff_t first, auto... members) {
     const std::ptrdiff_t slots[] = {slot(members)...};
     for (std::size_t i = 0; i < std::size(slots); ++i)
         EXPECT_EQ(slots[i], (first < 0 ? slots[0] : first) + static_cast<std::ptrdiff_t>(i));
@@ -89,14 +88,14 @@ TEST(Comparator, FailuresBecomeCodesAndComeOutAsExceptions) {
     EXPECT_EQ(hash, 0u);
     EXPECT_EQ(comparator.Compare(nullptr, nullptr, nullptr), result::NullPointer);
     EXPECT_EQ(comparator.Hash(nullptr, nullptr), result::NullPointer);
-    qxtest::expectEach(CastFailedException().getResult(), {[&] {
-                           const String other(u"other");
-                           collections::compareElements(comparator, broken.GetUnknown(),
-                                                        other.GetUnknown());
-                       }});
-    qxtest::expectEach(result::OutOfMemory,
-                       {[&] { collections::hashElement(comparator, broken.GetUnknown()); }});
-    qxtest::expectEach(result::NullPointer, {[] { collections::ownedComparator(nullptr); }});
+    using namespace collections;
+    const String other(u"other");
+    const auto compare = [&] {
+        compareElements(comparator, broken.GetUnknown(), other.GetUnknown());
+    };
+    expectEach(CastFailedException().getResult(), {compare});
+    expectEach(result::OutOfMemory, {[&] { hashElement(comparator, broken.GetUnknown()); }});
+    expectEach(result::NullPointer, {[] { ownedComparator(nullptr); }});
 }
 
 TEST(Comparator, IsEqualToComparatorsOfExactlyItsClass) {
@@ -253,17 +252,16 @@ TEST(ListFacade, ComparesAsWhatItWrapsAndTellsClassesOfElementsApart) {
     EXPECT_EQ(list.hashCode(), (Texts{u"a", u"b"}.hashCode()));
     EXPECT_FALSE(list.equals(String(u"a")));
     EXPECT_THROW(list.compareTo(String(u"a")), CastFailedException);
-    qxtest::expectEach(result::NullPointer, {[] { Texts(nullptr); }});
+    expectEach(result::NullPointer, {[] { Texts(nullptr); }});
 
-    const collections::List<qxtest::Item> items{makeReference<qxtest::Item>(1), nullptr};
-    EXPECT_EQ(items.indexOf(makeReference<qxtest::Item>(1)), 0);
+    const collections::List<Item> items{makeReference<Item>(1), nullptr};
+    EXPECT_EQ(items.indexOf(makeReference<Item>(1)), 0);
     EXPECT_EQ(items.indexOf(nullptr), 1);
     EXPECT_EQ(items.get(1), nullptr);
     collections::List<Integer32> numbers(dynamic_cast<List*>(items.getWrapped()));
-    EXPECT_THROW(numbers.get(0), CastFailedException);
-    EXPECT_THROW(numbers.remove(0), CastFailedException);
-    EXPECT_THROW(numbers.set(0, 7), CastFailedException);
-    EXPECT_EQ(items.indexOf(makeReference<qxtest::Item>(1)), 0);
+    expectEach<CastFailedException>(
+        {[&] { numbers.get(0); }, [&] { numbers.remove(0); }, [&] { numbers.set(0, 7); }});
+    EXPECT_EQ(items.indexOf(makeReference<Item>(1)), 0);
     EXPECT_EQ(numbers.get(1), nullptr);
     EXPECT_THROW(numbers.begin(), CastFailedException);
 }
@@ -309,12 +307,12 @@ TEST(MapFacade, IsTheMapThatItWraps) {
 TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
     using Change = void (*)(HashMap & map, IQXUnknown * key);
     const Change changes[] = {
-        [](HashMap& map, IQXUnknown* key) { map.put(key, qxtest::item(5)); },
+        [](HashMap& map, IQXUnknown* key) { map.put(key, item(5)); },
         [](HashMap& map, IQXUnknown* key) { map.remove(key); },
-        [](HashMap& map, IQXUnknown*) { map.put(qxtest::item(99), nullptr); },
+        [](HashMap& map, IQXUnknown*) { map.put(item(99), nullptr); },
         [](HashMap& map, IQXUnknown*) { map.clear(); },
     };
-    using Items = collections::Map<qxtest::Item, Object>;
+    using Items = collections::Map<Item, Object>;
     const auto walk = [](int kind, HashMap& map, const auto& visit) {
         if (kind == 0)
             for (const auto it = map.createEntrySet()->createIterator(); it->hasNext();)
@@ -335,10 +333,10 @@ TEST(Ranges, OfMapsGoAsTheirIteratorsDo) {
         for (int kind = 0; kind < 4; ++kind) {
             const auto map = makeReference<HashMap>(3, 10.0F);
             for (int key = 0; key < 8; ++key)
-                map->put(qxtest::item(key), qxtest::item(key % 3 ? key : qxtest::Null));
+                map->put(item(key), item(key % 3 ? key : Null));
             try {
                 walk(kind, *map, [&](IQXUnknown* key) {
-                    seen[kind].push_back(qxtest::valueOf(key));
+                    seen[kind].push_back(valueOf(key));
                     if (static_cast<int>(seen[kind].size()) == i % 9)
                         changes[i / 9](*map, key);
                 });

@@ -39,18 +39,15 @@ struct ThreadTest : testing::Test {
 };
 
 /// What a thread hands back that runs the body.
-template <class Body>
-void* resultOfThread(Body body) {
+void* resultOfThread(auto body) {
     Thread thread(makeRunnable(std::move(body)));
     thread.start();
     return thread.join();
 }
 
 TEST(Thread, HandsBackTheWholePointerAndNullForAnException) {
-    for (void* const value :
-         {static_cast<void*>(nullptr), static_cast<void*>(&s_value),
-          reinterpret_cast<void*>(~uintptr_t{0}), reinterpret_cast<void*>(uintptr_t{1} << 40)})
-        EXPECT_EQ(resultOfThread([value] { return value; }), value);
+    const auto whole = reinterpret_cast<void*>(~(uintptr_t{1} << 40));
+    EXPECT_EQ(resultOfThread([whole] { return whole; }), whole);
     // A callable without a result that cannot be copied.
     EXPECT_EQ(resultOfThread([owned = std::make_unique<int>(7)] { ++*owned; }), nullptr);
     EXPECT_EQ(resultOfThread([]() -> void* { throw IllegalStateException(u"lost"); }), nullptr);

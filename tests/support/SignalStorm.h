@@ -11,8 +11,6 @@ class SignalStorm {
 public:
     SignalStorm();
     ~SignalStorm();
-    SignalStorm(const SignalStorm&) = delete;
-    SignalStorm& operator=(const SignalStorm&) = delete;
 
 private:
     struct sigaction m_previous {};

@@ -13,8 +13,6 @@ class TemporaryRegistry {
 public:
     TemporaryRegistry() { use(); }
     ~TemporaryRegistry() { QXRegistrySetFolder(nullptr); }
-    TemporaryRegistry(const TemporaryRegistry&) = delete;
-    TemporaryRegistry& operator=(const TemporaryRegistry&) = delete;
 
     /// Points the process to the folder again, as a process that has just started.
     void use() const {
