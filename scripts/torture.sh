@@ -58,18 +58,20 @@ stage_calls() {
 }
 
 stage_kills() {
-    build release qx_{platform,ipc,util,io}_tests || return 1
+    build release qx_{ipc,io}_tests qx_torture_meetings || return 1
     local many=$((minutes < 18 ? 1 : minutes / 9)) left
-    QX_TEST_REGISTRY_KILLS=$((4000 * many)) tested platform 'RegistryProcesses.Killed*' 1 &&
+    "$tests/torture/qx_torture_meetings" --stride $((minutes < 60 ? 120 / minutes + 1 : 1)) |
+        tee /dev/stderr >"$logs/meetings"
+    ((PIPESTATUS[0] == 0)) &&
         tested ipc 'Kinds/Crash.*' $((25 * many)) &&
         tested ipc 'CrashUnderTraffic.*:*ADeadWaiter*:*AReaderWho*' $((200 * many)) &&
         tested ipc '*IsToldThat*:*TellsIts*:*AreTold*:*TellsWhoever*' $((25 * many)) &&
         tested ipc '*APeerStopped*' $((5 * many)) &&
-        tested util 'IniFileTest.AKilled*' $((125 * many)) &&
         tested io 'FileStream.Sixteen*' $((50 * many)) || return 1
     left=$(find "/dev/shm/qx-$(id -u)" -type f 2>/dev/null | wc -l)
-    echo "$((4000 * many)) writers of the registry, $((5950 * many)) holders and waiters of locks and semaphores, \
-$((1000 * many)) writers of INI files and $((200 * many)) appenders were killed; $left files are left of them"
+    echo "$(sum '[0-9]+ killed' "$logs/meetings") processes were killed as they met another one at a lock, a \
+block of memory, the registry or an INI file, and at random moments $((5950 * many)) holders and waiters of \
+locks and semaphores and $((200 * many)) appenders; $left files are left of them"
     ((left == 0))
 }
 

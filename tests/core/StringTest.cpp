@@ -423,6 +423,12 @@ TEST(String, FollowsAForeignBufferUntilItWrites) {
         EXPECT_EQ(checked(owner.append(u'!')), u"one!");
     }
 
+    struct Unitless : util::RWCharBuffer {
+        using RWBuffer::RWBuffer;
+        const char16_t* getReadLock() const override { return nullptr; }
+    } unitless(u"x", 2);
+    EXPECT_THROW(String(&unitless, String::AM_SHARE).equals(u"x"), ResultException);
+
     // A buffer that is read only is copied, and a string shares its text, not itself.
     const auto constant = makeReference<util::ROCharBuffer>(u"const", 6);
     String upper(constant.get(), String::AM_SHARE);

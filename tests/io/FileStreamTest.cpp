@@ -257,6 +257,7 @@ TEST_F(FileStream, WritersOfOneNameTakeTurnsHoweverTheyWriteItAndTheHolderGoesOn
 }
 
 constexpr size_t Writers = 16;
+constexpr int RecordsOfEach = 400;
 
 /// Record @p number of @p writer: mostly short, sometimes longer than a page.
 std::string recordOf(size_t writer, int number) {
@@ -292,7 +293,7 @@ TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
 /// Appends its records; arguments: file, number of the writer.
 const ChildEntry appendEntry("io.append", [](const std::vector<std::string>& arguments) {
     FileOutputStream out(qx::String::fromUtf8(arguments[0]), FileOutputStream::APPEND);
-    for (int number = 0; number < 1000; ++number)
+    for (int number = 0; number < RecordsOfEach; ++number)
         out.write(recordOf(std::stoul(arguments[1]), number));
     return 0;
 });
@@ -312,7 +313,7 @@ TEST_F(FileStream, SixteenProcessesLoseAndTearNothingWhenSomeAreKilled) {
     for (size_t writer = 0; writer < Writers; ++writer)
         EXPECT_TRUE(writers[writer].join() == 0 || writer % 4 == 3) << writer;
     for (size_t writer = 0; writer < Writers; ++writer)
-        expectRecords(content(), writer, writer % 4 == 3 ? 0 : 1000);
+        expectRecords(content(), writer, writer % 4 == 3 ? 0 : RecordsOfEach);
 }
 
 /// Connects a standard stream of this process with a file.

@@ -1,9 +1,5 @@
 #include <cerrno>
-#include <cstdarg>
-#include <dlfcn.h>
 #include <fcntl.h>
-#include <functional>
-#include <random>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
@@ -277,28 +273,6 @@ QX_TEST_IN_CHILD(SharedObjectsInAProcess, APeerStoppedInSetUpHoldsUpItsOwnObject
         CHECK_IN_CHILD(unlink((folder + "/" + kind + name).c_str()) == 0);
 }
 
-/// What is called when a lock of a file is found taken.
-std::function<void()> whenTaken;
-
-// Who comes while another process sets an object up does not get what that one has left when it is
-// killed.
-QX_TEST_IN_CHILD(SharedObjectsInAProcess, NobodyJoinsAPeerKilledInSetUp) {
-    const std::string name = uniqueName("killed");
-    const Semaphore first((name + ".first").c_str(), 1); // the folder
-    for (const char* kind : {"lock.", "memory."}) {
-        const std::string path = "/dev/shm/qx-" + std::to_string(geteuid()) + "/" + kind + name;
-        const int file = lockFile(path, O_RDWR | O_CREAT, F_WRLCK);
-        CHECK_IN_CHILD(ftruncate(file, 1) == 0);
-        whenTaken = [file] { close(file); };
-        if (kind == std::string("lock."))
-            CHECK_IN_CHILD(Semaphore(name.c_str(), 7).getValue() == 7);
-        else
-            CHECK_IN_CHILD(openResult(name, Create, 0, 100) == result::Ok);
-        whenTaken = nullptr;
-    }
-    CHECK_IN_CHILD(filesNamed(name) == 1);
-}
-
 // What a program without them prints would go into the memory of all who use the object.
 QX_TEST_IN_CHILD(SharedObjectsInAProcess, NoObjectIsEverAStandardStream) {
     const std::string name = uniqueName("bare");
@@ -401,29 +375,6 @@ TEST(NamedSemaphore, NamesAreTakenLiterally) {
     EXPECT_EQ(filesNamed(unique), 0);
 }
 
-/// Creates and removes one semaphore as fast as it can, until it is killed.
-const ChildEntry churner("semaphore-churner", [](const auto& arguments) -> int {
-    for (;;)
-        CHECK_IN_CHILD(Semaphore(arguments[0].c_str(), 2).tryWait());
-});
-
-TEST(NamedSemaphore, AKillDuringSetUpOrRemovalLeavesTheNameUsable) {
-    const std::string name = uniqueName("churn");
-    std::mt19937 random(1);
-    for (int round = 0; round < 100; ++round) {
-        ChildProcess churners[] = {ChildProcess("semaphore-churner", {name}),
-                                   ChildProcess("semaphore-churner", {name})};
-        std::this_thread::sleep_for(std::chrono::microseconds(2000 + random() % 3000));
-        for (ChildProcess& each : churners) {
-            each.kill();
-            EXPECT_EQ(each.join(), -SIGKILL);
-        }
-        Semaphore semaphore(name.c_str(), 7);
-        ASSERT_EQ(semaphore.getValue(), 7);
-    }
-    EXPECT_EQ(filesNamed(name), 0);
-}
-
 TEST(SemaphoreR, TakesOneUnitHoweverDeepItsOwnerIsAndWhoeverElseSignals) {
     const std::string name = uniqueName("sem");
     SemaphoreR semaphore(name.c_str(), 1, nullptr);
@@ -481,20 +432,4 @@ extern "C" int posix_fallocate(int file, off_t begin, off_t length) {
     if (s_endsLongCalls && length > 1'500'000)
         return EINTR;
     return fallocate(file, 0, begin, length) == 0 ? 0 : errno;
-}
-
-/// Goes before that of the C library, also for calls from the library.
-extern "C" int fcntl(int file, int command, ...) {
-    static const auto call = reinterpret_cast<int (*)(int, int, ...)>(::dlsym(RTLD_NEXT, "fcntl"));
-    va_list rest;
-    va_start(rest, command);
-    void* const argument = va_arg(rest, void*); // which may be none
-    va_end(rest);
-    const int result = call(file, command, argument);
-    if (command == F_OFD_SETLK && result != 0 && whenTaken) {
-        const int savedErrno = errno;
-        whenTaken();
-        errno = savedErrno;
-    }
-    return result;
 }

@@ -358,6 +358,17 @@ TEST_F(ComponentTest, ModulesThatOthersMayChangeAreRefused) {
         EXPECT_EQ(registerModule(link), result::AccessDenied);
         EXPECT_EQ(::chown(inner.c_str(), Stranger, Stranger), 0);
         EXPECT_EQ(registerModule(path), result::AccessDenied);
+        const auto isRefused = [&](mode_t mode) {
+            void* object = nullptr;
+            ::chmod(path.c_str(), mode);
+            return QXComCreateObjectFromFile(path.c_str(), &Thing::Clsid, &IQXUnknown::Iid,
+                                             &object) == result::AccessDenied;
+        };
+        EXPECT_TRUE(holdsInFork([&] { // nothing says that the stranger is alone in his group
+            return ::chmod(folder.path().c_str(), 0755) == 0 &&
+                   ::chown(path.c_str(), Stranger, Stranger) == 0 && ::setgid(Stranger) == 0 &&
+                   ::setuid(Stranger) == 0 && !isRefused(0755) && isRefused(0775);
+        }));
     }
 }
 

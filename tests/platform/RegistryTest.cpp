@@ -1,6 +1,3 @@
-// Many processes use one registry, and some of them are killed:
-//   QX_TEST_REGISTRY_KILLS    how many writers die, 60 by default
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -18,7 +15,6 @@
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
-#include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryRegistry.h"
 
 namespace fs = std::filesystem;
@@ -415,101 +411,6 @@ TEST(Crc32c, AgreesWithTheTablesAndTheKnownValue) {
                       platform::crc32cByTable(before, &bytes[start], length));
         }
     }
-}
-
-/// A text that shows whether it is whole: a unit, then as many more of it as it says.
-std::u16string wholeText(std::mt19937& random) {
-    return std::u16string(1 + random() % 2000, static_cast<char16_t>(u'a' + random() % 26));
-}
-
-bool isWhole(const std::u16string& text) {
-    return !text.empty() && text.find_first_not_of(text[0]) == std::u16string::npos;
-}
-
-/// One random operation on two values that come and go together; false when something is not as
-/// promised.
-bool mix(std::mt19937& random) {
-    std::u16string pair = u"Shared\\Pair";
-    pair += static_cast<char16_t>((random() % 2 ? u'a' : u'A') + random() % 8);
-    const unsigned kind = random() % 4;
-    if (kind == 0)
-        return apply({change(QX_REG_DELETE_KEY, pair.c_str())}) == result::Ok;
-    if (kind == 1) {
-        const std::u16string text = wholeText(random);
-        return apply({change(QX_REG_SET_VALUE, pair.c_str(), u"left", text),
-                      change(QX_REG_SET_VALUE, pair.c_str(), u"right", text)}) == result::Ok;
-    }
-    const size_t values = valuesOf(pair).size();
-    const std::u16string left = getText(pair, u"left");
-    return (values == 0 || values == 2) && (left == Unreadable || isWhole(left));
-}
-
-/// Writes numbers that grow, each in a transaction with much else, and notes each that was
-/// acknowledged; mixes in between.
-int count(const std::u16string& key, int number, std::atomic<int>& acknowledged) {
-    std::mt19937 random(std::random_device{}());
-    for (;; ++number) {
-        const std::u16string text = wholeText(random);
-        if (apply({{QX_REG_SET_VALUE, QX_REG_UINT32, key.c_str(), u"number", &number, 4},
-                   change(QX_REG_SET_VALUE, key.c_str(), u"text", text),
-                   {QX_REG_SET_VALUE, QX_REG_UINT32, key.c_str(), u"again", &number, 4}}) < 0)
-            return 2;
-        acknowledged = number;
-        if (!mix(random) || !mix(random) || testing::Test::HasFailure())
-            return 1;
-    }
-}
-
-int numberOf(const std::u16string& key, const char16_t* name) {
-    int number = -1;
-    int32_t length = sizeof number;
-    QXRegistryGetValue(QX_HKEY_USER, key.c_str(), name, nullptr, &number, &length);
-    return number;
-}
-
-TEST(RegistryProcesses, KilledWritersLoseNothingThatWasAcknowledgedAndTearNothing) {
-    if (ThreadSanitized)
-        GTEST_SKIP() << "the thread sanitizer takes the locks that a child makes anew for held";
-    const TemporaryRegistry registry;
-    constexpr size_t Writers = 6;
-    const SharedStruct<std::atomic<int>[Writers]> shared(uniqueName("acknowledged"));
-    auto& acknowledged = *shared;
-    const auto keyOf = [](size_t writer) { return u"Writer" + std::u16string(writer, u'x'); };
-    std::vector<ChildProcess> children;
-    const auto start = [&](size_t writer, int number) {
-        acknowledged[writer] = -1;
-        const pid_t child = fork();
-        if (child == 0) {
-            registry.use(); // as a program that has just started
-            _exit(count(keyOf(writer), number, acknowledged[writer]));
-        }
-        return ChildProcess(child);
-    };
-    for (size_t writer = 0; writer < Writers; ++writer)
-        children.push_back(start(writer, 0));
-    std::mt19937 random(std::random_device{}());
-    int writersThatWrote = 0;
-    const char* const kills = std::getenv("QX_TEST_REGISTRY_KILLS");
-    for (int left = kills != nullptr ? std::atoi(kills) : 60; left > 0; --left) {
-        const size_t victim = random() % Writers;
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
-        children[victim].kill();
-        EXPECT_EQ(children[victim].join(), -SIGKILL);
-        const int stored = numberOf(keyOf(victim), u"number");
-        writersThatWrote += acknowledged[victim] >= 0;
-        EXPECT_GE(stored, acknowledged[victim]);
-        EXPECT_EQ(numberOf(keyOf(victim), u"again"), stored);
-        EXPECT_EQ(isWhole(getText(keyOf(victim), u"text")), stored >= 0);
-        std::destroy_at(&children[victim]);
-        std::construct_at(&children[victim], start(victim, stored + 1));
-    }
-    for (ChildProcess& child : children) {
-        child.kill();
-        EXPECT_EQ(child.join(), -SIGKILL);
-    }
-    registry.use();
-    setText(u"After", u"", u"all"); // the lock of the dead is free
-    EXPECT_GT(writersThatWrote, 0);
 }
 
 // A thread that waits for the file of a stopped process kept the lock that forks wait for.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstdint>
 #include <dlfcn.h>
@@ -35,8 +34,6 @@ bool fails(const char* name) {
     t_plan = plan;
     if (number != plan->failing)
         return false;
-    if (plan->error == FailingCalls::Kill)
-        ::kill(::getpid(), SIGKILL);
     errno = plan->error;
     return true;
 }

@@ -5,17 +5,15 @@
 
 namespace qxtest {
 
-/// While it lives, one of this thread's system calls that change files fails, or kills the process,
-/// wherever it is made: open, fchown, fchmod, write, futimens, fsync, rename, unlink. One at a
-/// time.
+/// While it lives, one of this thread's system calls that change files fails, wherever it is made:
+/// open, fchown, fchmod, write, futimens, fsync, rename, unlink. One at a time.
 class FailingCalls {
 public:
     static constexpr int Never = -1;
-    static constexpr int Kill = -1;
 
     /// @param failing  number of the call, from 0
-    /// @param error    errno of the call, or Kill to end the process by SIGKILL instead of it
-    explicit FailingCalls(int failing = Never, int error = Kill);
+    /// @param error    errno of the call
+    explicit FailingCalls(int failing = Never, int error = 0);
     ~FailingCalls();
     FailingCalls(const FailingCalls&) = delete;
     FailingCalls& operator=(const FailingCalls&) = delete;

@@ -200,8 +200,9 @@ TEST(Decoders, SubstituteOnlyWholeWhatHasNoCharacterOrThrow) {
         EXPECT_EQ(decode(*decoder, bytes + bytes), u"\uFFFD\uFFFD");
         decoder->setSubstitutionChars(u"<?>", 3);
         EXPECT_THROW(decoder->setSubstitutionChars(u"", 8), RangeErrorException);
-        char16_t chars[] = u"##";
-        EXPECT_TRUE(decoder->getSubstitutionChars(chars, 2) == 2 && chars == u"<?"s);
+        char16_t chars[] = u"####";
+        EXPECT_TRUE(decoder->getSubstitutionChars(chars, 2) == 2 && chars == u"<?##"s);
+        EXPECT_TRUE(decoder->getSubstitutionChars(chars, 4) == 3 && chars == u"<?>#"s);
         EXPECT_EQ(convertPieces<Units>(*decoder, bytes, 8, room - 1), u"");
         EXPECT_EQ(convertPieces<Units>(*decoder, bytes, 8, room), u"<?>");
         decoder->setSubstitutionChars(nullptr, 0);

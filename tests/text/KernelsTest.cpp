@@ -194,6 +194,7 @@ TEST(Kernels, AgreeOnUtf32) {
             texts.back()[at] = wrong;
         }
     }
+    texts.emplace_back(40, 0xD801);
     for (const auto& text : texts) {
         const Bytes little(reinterpret_cast<const uint8_t*>(text.data()), 4 * text.size());
         Bytes big = little;

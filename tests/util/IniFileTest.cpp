@@ -10,7 +10,6 @@
 
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/BlockingThread.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/FailingAllocator.h"
 #include "tests/support/FailingCalls.h"
@@ -378,28 +377,6 @@ TEST_F(IniFileTest, NeverReplacesAFileThatItCouldNotRead) {
     EXPECT_EQ(ini->AddKey(u"b", u"l", u"1", true), result::Ok);
     EXPECT_EQ(ini->getWriteResult(), result::AccessDenied);
     IniFile("/dev/null", nullptr, 1); // is none at all, and no error
-}
-
-/// Adds a key and is killed on the way; arguments: file, semaphore, number of the step.
-const ChildEntry killedEntry("IniKilled", [](const std::vector<std::string>& arguments) {
-    IniFile ini(arguments[0], arguments[1].c_str());
-    const FailingCalls failing(std::stoi(arguments[2]));
-    return ini.AddKey(u"a", u"new", u"1", true);
-});
-
-TEST_F(IniFileTest, AKilledWriterLeavesAWholeFileAndItsTurnToOthers) {
-    const std::string semaphore = uniqueName("ini");
-    IniFile other(path, semaphore.c_str());
-    for (int step = 0; step < 8; ++step) {
-        SCOPED_TRACE(step);
-        writeOld("[a]\nk=v\n");
-        EXPECT_EQ(ChildProcess("IniKilled", {path, semaphore, std::to_string(step)}).join(), -9);
-        // The last step makes the name durable that the file has already.
-        EXPECT_EQ(readFile(path), step < 7 ? "[a]\nk=v\n" : "[a]\nk=v\nnew=1\n\n");
-        EXPECT_EQ(other.AddKey(u"a", u"new", u"2", true), result::Ok);
-        EXPECT_EQ(readFile(path), "[a]\nk=v\nnew=2\n\n");
-        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1) << "nothing else";
-    }
 }
 
 TEST_F(IniFileTest, ThreadsMayShareAnObjectThatHasASemaphore) {

@@ -102,7 +102,7 @@ TEST(PropertySet, FallsBackToItsParents) {
     EXPECT_EQ(leaf->get(u"port"), u"80");
     leaf->set(u"port", u"8080");
     leaf->set(u"port", u"8443");
-    EXPECT_EQ(leaf->get(u"port"), u"8443");
+    EXPECT_EQ(leaf->get("port"), u"8443");
     EXPECT_EQ(middle->get(u"port"), u"80");
     EXPECT_EQ(keysOf(*leaf), std::vector<std::string>{"port"});
     EXPECT_EQ(leaf->remove(u"port"), u"8443");
