@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "tests/exec/ExecTesting.h"
+#include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Emulated.h"
 #include "tests/support/ExpectResult.h"
@@ -47,7 +48,10 @@ void* resultOfThread(auto body) {
 
 TEST(Thread, HandsBackTheWholePointerAndNullForAnException) {
     const auto whole = reinterpret_cast<void*>(~(uintptr_t{1} << 40));
-    EXPECT_EQ(resultOfThread([whole] { return whole; }), whole);
+    inThreads(4, [whole](int) { // many that end while it is still asked for their numbers
+        for (int i = 0; i < 500; ++i)
+            EXPECT_EQ(resultOfThread([whole] { return whole; }), whole);
+    });
     // A callable without a result that cannot be copied.
     EXPECT_EQ(resultOfThread([owned = std::make_unique<int>(7)] { ++*owned; }), nullptr);
     EXPECT_EQ(resultOfThread([]() -> void* { throw IllegalStateException(u"lost"); }), nullptr);
