@@ -3,7 +3,6 @@
 #include <qx/qx.h>
 
 #include "tests/support/ExpectResult.h"
-#include "tests/support/FailingAllocator.h"
 
 using namespace qx;
 
@@ -86,13 +85,6 @@ TEST(Startup, NestsAndReleasesWithTheLastShutDownOnly) {
     EXPECT_EQ(QXCLLibUninit(), 0);
     EXPECT_EQ(g_pGlobalLock, nullptr);
     EXPECT_EQ(QXCLLibUninit(), result::Fail);
-    {
-        const qxtest::FailingAllocator failing(0);
-        EXPECT_EQ(QXCLLibInit(), result::OutOfMemory);
-    }
-    EXPECT_EQ(QXCLLibInit(), result::OutOfMemory); // nested in one that failed
-    for (int call = 0; call < 2; ++call)
-        EXPECT_EQ(QXCLLibUninit(), 0);
     EXPECT_EQ(QXCLLibInit(), 0);
     Reference<text::charset::ByteToCharConverter> converter(
         text::charset::ByteToCharConverter::getConverter(u"latin1"));

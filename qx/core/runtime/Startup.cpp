@@ -33,9 +33,7 @@ constexpr const Subsystem* Subsystems[] = {
 
 /// As long as the library is there. Recursive: what starts or stops may itself ask for the library.
 constinit std::optional<sync::ForkSafeMutex> s_startUpLock;
-// Guarded by s_startUpLock.
-constinit int s_startUps = 0;
-constinit int32_t s_outcome = result::Ok; // of the one that counted first
+constinit int s_startUps = 0; // guarded by s_startUpLock
 
 /// Keeps others out until what the caller starts or stops is done.
 std::unique_lock<sync::ForkSafeMutex> holdStartUp() {
@@ -95,9 +93,9 @@ constinit platform::ForkNode s_forkNode{&platform::HeldIfThere<s_startUpLock>};
 
 int32_t QXCLLibInit() {
     const auto alone = qx::holdStartUp();
-    if (++qx::s_startUps == 1)
-        qx::s_outcome = qx::resultOf(qx::startUp);
-    return qx::s_outcome;
+    if (++qx::s_startUps != 1)
+        return qx::result::Ok;
+    return qx::resultOf(qx::startUp);
 }
 
 int32_t QXCLLibUninit() {

@@ -15,7 +15,8 @@ extern "C" {
 
 /// Sets the process locale to the user's, makes the library-wide lock, and registers the runtime
 /// classes and encodings.
-/// @return 0, or the result code of the failure that stopped it, also to the calls nested in it
+/// @return 0, or the result code of the failure that stopped it; 0 to calls nested in another one,
+///         whatever became of that
 QX_API int32_t QXCLLibInit(void);
 
 /// Frees what start-up and the use of the library left behind, and cleans up the socket system.
