@@ -225,6 +225,7 @@ String& String::trim(char16_t unit, TrimType type) { return trim(TextView(&unit,
 
 String& String::trim(TextView set, TrimType type) {
     Change change(m_storage);
+    set = change.found(set);
     const detail::UnitSet units(set.substr(0, set.find(u'\0')));
     const auto isKept = [&](char16_t unit) { return !units.has(unit); };
     const char16_t* first = change.view().data();

@@ -99,7 +99,7 @@ String& String::replaceAll(TextView text, TextView replacement) {
     if (m_storage.isForeign()) [[unlikely]] {
         TextStorage::Change change(m_storage);
         String result(change.view());
-        if (result.replaceAll(text, replacement) == change.view())
+        if (result.replaceAll(change.keep(text), change.keep(replacement)) == change.view())
             return *this;
         const int32_t length = result.getLength();
         std::copy_n(result.getData(), length, change.prepare(length + 1, 0));

@@ -195,22 +195,27 @@ char16_t* TextStorage::moveToBlock(int32_t capacity, const char16_t* units, int3
 
 TextStorage::Hold::Hold(TextStorage& text, int32_t capacity)
     : m_text(text), m_buffer(text.m_buffer), m_isForWriting(text.isBufferWritable()) {
-    const char16_t* units = nullptr;
+    const char16_t* units = text.lockBuffer();
+    m_view = m_before = textOf(units);
     if (m_isForWriting) {
         // A buffer may lend no more than it is asked for. How much it has is certain only when it
         // is held: another thread may write until then.
-        m_room = std::max({capacity, m_buffer->GetLength(), 1});
+        m_room = std::max(capacity, static_cast<int32_t>(m_view.size()) + 1);
+        text.unlockBuffer();
         units = lockedForWriting(*m_buffer, m_room);
         if (const int32_t present = m_buffer->GetLength(); present > m_room) {
             units = roomOrEnd(*m_buffer, present);
             m_room = present;
         }
-    } else {
-        units = text.lockBuffer();
+        m_view = textOf(units);
     }
-    const int32_t length = std::max(m_buffer->GetLength() - 1, 0);
-    m_view = std::u16string_view(units, units ? sizeOf(length) : 0);
     m_buffer->AddRef();
+}
+
+/// The text at @p units of the buffer, which is held: all but its 0 unit.
+std::u16string_view TextStorage::Hold::textOf(const char16_t* units) const {
+    const int32_t length = std::max(m_buffer->GetLength() - 1, 0);
+    return {units, units ? sizeOf(length) : 0};
 }
 
 TextStorage::Hold::~Hold() {
@@ -223,12 +228,16 @@ TextStorage::Hold::~Hold() {
     m_buffer->Release();
 }
 
-std::u16string_view TextStorage::Hold::copyOf(std::u16string_view own) {
+std::u16string_view TextStorage::Hold::keep(std::u16string_view text) {
+    const bool isMoved = detail::beginsIn(text, m_before);
+    if (!isMoved && !detail::beginsIn(text, m_view))
+        return text;
     if (!m_copy.isOwned())
         m_copy = TextStorage(m_view);
     // Up to the 0 unit: the argument may be older than a change that another thread has made.
-    return std::u16string_view(m_copy.data(), m_view.size() + 1)
-        .substr(static_cast<size_t>(own.data() - m_view.data()), own.size());
+    const std::u16string_view all(m_copy.data(), m_view.size() + 1);
+    const auto position = text.data() - (isMoved ? m_before : m_view).data();
+    return all.substr(std::min(static_cast<size_t>(position), all.size()), text.size());
 }
 
 char16_t* TextStorage::Hold::room(int32_t capacity) {

@@ -423,11 +423,20 @@ TEST(String, FollowsAForeignBufferUntilItWrites) {
         EXPECT_EQ(checked(owner.append(u'!')), u"one!");
     }
 
-    struct Unitless : util::RWCharBuffer {
+    // A buffer may move its units when it is locked, and may have none to give.
+    struct Moving : util::RWCharBuffer {
         using RWBuffer::RWBuffer;
-        const char16_t* getReadLock() const override { return nullptr; }
-    } unitless(u"x", 2);
-    EXPECT_THROW(String(&unitless, String::AM_SHARE).equals(u"x"), ResultException);
+        const char16_t* getReadLock() const override { return hasUnits ? getData() : nullptr; }
+        char16_t* getWriteLock(int32_t capacity) override {
+            RWBuffer::operator=(RWBuffer(getData(), getLength(), capacity));
+            return ensureCapacity(capacity);
+        }
+        bool hasUnits = true;
+    } moving(u"abc", 4);
+    String moved(&moving, String::AM_SHARE);
+    EXPECT_EQ(moved.append(moved.view()).trim(moved.view().substr(3, 1)), u"bcabc");
+    EXPECT_EQ(moved.replaceAll(moved.view().substr(1, 1), moved.view().substr(2)), u"babcababc");
+    EXPECT_THROW((moving.hasUnits = false, moved.append(u'x')), ResultException);
 
     // A buffer that is read only is copied, and a string shares its text, not itself.
     const auto constant = makeReference<util::ROCharBuffer>(u"const", 6);

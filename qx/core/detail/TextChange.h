@@ -36,8 +36,9 @@ public:
     bool isForWriting() const noexcept { return m_isForWriting; }
     /// The text before the change.
     std::u16string_view view() const noexcept { return m_view; }
-    /// The same as @p own, which lies in the text, while that is overwritten.
-    std::u16string_view copyOf(std::u16string_view own);
+    /// The same as @p text until the end of the change, also where it lies in the text, or lay
+    /// there before the buffer was held, which may have moved it.
+    std::u16string_view keep(std::u16string_view text);
     /// Room for @p capacity units in a buffer that is held for writing.
     /// @throws ResultException when it has none; it then stays as it was
     char16_t* room(int32_t capacity);
@@ -48,8 +49,11 @@ public:
     char16_t* leaveLocked() noexcept;
 
 private:
+    std::u16string_view textOf(const char16_t* units) const;
+
     TextStorage& m_text;
-    IQXCharBuffer* m_buffer; // null once it is let go
+    IQXCharBuffer* m_buffer;      // null once it is let go
+    std::u16string_view m_before; // where the text was before it was held for writing
     std::u16string_view m_view;
     TextStorage m_copy;
     int32_t m_room = 0;
@@ -77,15 +81,17 @@ public:
     /// @return where it can be read until then
     /// @throws std::bad_alloc
     std::u16string_view keep(std::u16string_view text) {
-        if (!detail::beginsIn(text, view()))
-            return text;
-        if (m_hold)
-            return m_hold->copyOf(text);
-        if (m_text.m_block && !m_own) {
+        if (m_hold) [[unlikely]]
+            return m_hold->keep(text);
+        if (m_text.m_block && !m_own && detail::beginsIn(text, view())) {
             m_own = m_text.m_block; // a second reference: the change then goes to a new block
             m_own->addRef();
         }
         return text;
+    }
+    /// Finds @p text, which is only read before prepare, where a foreign buffer has moved it.
+    std::u16string_view found(std::u16string_view text) {
+        return m_hold ? m_hold->keep(text) : text;
     }
 
     /// True when @p capacity units can be written where the text lies.

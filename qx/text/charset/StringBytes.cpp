@@ -197,6 +197,8 @@ String& String::appendUtf8(std::string_view text) {
     const int32_t length = checkedSize(std::ssize(text));
     if (length == 0)
         return *this;
+    if (m_storage.isForeign()) [[unlikely]] // which has to do only with what is well-formed
+        return append(String(text));
     TextStorage::Change change(m_storage);
     const int32_t present = change.length();
     char16_t* const units = change.prepare(checkedSize(int64_t{present} + length + 1), present);
