@@ -194,7 +194,7 @@ TEST(Kernels, AgreeOnUtf32) {
             texts.back()[at] = wrong;
         }
     }
-    texts.emplace_back(40, 0xD801);
+    texts.push_back(std::u32string(4, 0xD801) + std::u32string(36, U'a'));
     for (const auto& text : texts) {
         const Bytes little(reinterpret_cast<const uint8_t*>(text.data()), 4 * text.size());
         Bytes big = little;
