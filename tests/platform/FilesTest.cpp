@@ -8,6 +8,7 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <termios.h>
 
 #include <qx/core/PlatformHandle.h>
@@ -416,6 +417,23 @@ TEST_F(Replace, CreatesWhatALinkLeadsToWithinTheUmask) {
     EXPECT_EQ(fs::read_symlink(file), "sub/hop");
     EXPECT_TRUE(fs::is_symlink(folder.path("sub/hop")));
     EXPECT_EQ(readFile(folder.path("sub/real")), New);
+}
+
+TEST_F(Replace, KeepsAnAccessListAndTakesNoneFromTheFolder) {
+    constexpr auto Name = "system.posix_acl_access";
+    // A version; tags with rights, and identifiers: owner, a user, group, most for these, others.
+    const uint32_t list[] = {2, 0x60001, ~0u, 0x40002, 7, 4, ~0u, 0x40010, ~0u, 32, ~0u};
+    ::setxattr(folder.path().c_str(), "system.posix_acl_default", list, sizeof list, 0);
+    writeFile(file, Old);
+    ::removexattr(file.c_str(), Name);
+    EXPECT_EQ(replace(), result::Ok);
+    uint32_t found[12];
+    EXPECT_EQ(::getxattr(file.c_str(), Name, found, sizeof found), -1);
+    if (::setxattr(file.c_str(), Name, list, sizeof list, 0) != 0)
+        GTEST_SKIP() << "no such lists here";
+    EXPECT_EQ(replace(), result::Ok);
+    ASSERT_EQ(::getxattr(file.c_str(), Name, found, sizeof found), ssize_t{sizeof list});
+    EXPECT_EQ(std::memcmp(found, list, sizeof list), 0);
 }
 
 TEST_F(Replace, RefusesWhatItCannotReplace) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 #include <qx/platform/detail/Utf8.h>
 
@@ -37,13 +36,14 @@ bool isAsideName(std::string_view name, std::string_view targetName) noexcept {
            });
 }
 
-/// Marks a new file as one whose writer lives. False when somebody who removes what dead writers
-/// left took it for that, in the moment before.
-bool markLiving(const Descriptor& file) noexcept {
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
-        return errno != EWOULDBLOCK; // where there are no such locks nothing is removed
-    struct stat status;
-    return ::fstat(file.get(), &status) != 0 || status.st_nlink > 0;
+/// Marks a new file as one whose writer lives, and looks at it. False when somebody who removes
+/// what dead writers left took it for that, in the moment before.
+bool markLiving(const Descriptor& file, struct stat& status) {
+    const bool isLocked = ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+    if (!isLocked && errno == EWOULDBLOCK)
+        return false;
+    status = statusOf(file.get());
+    return !isLocked || status.st_nlink > 0; // where there are no such locks nothing is removed
 }
 
 } // namespace
@@ -73,7 +73,7 @@ bool AsideFile::tryCreate(size_t stemLength, mode_t mode) {
         Descriptor::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
     if (!file && errno != EEXIST)
         throw Failure{lastResult()};
-    if (file && markLiving(file))
+    if (file && markLiving(file, m_made))
         m_file = std::move(file);
     else if (file)
         ::unlink(m_path.c_str());

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <string_view>
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/files/path.h>
@@ -25,6 +25,8 @@ public:
 
     const PathText& path() const noexcept { return m_path; }
     int descriptor() const noexcept { return m_file.get(); }
+    /// As it was made: owner and group are those of a new file in the folder.
+    const struct stat& made() const noexcept { return m_made; }
     /// Lets the file stay, and gives its descriptor up.
     Descriptor keep() noexcept { return std::move(m_file); }
 
@@ -33,6 +35,7 @@ private:
 
     PathText m_path;
     Descriptor m_file;
+    struct stat m_made = {};
 };
 
 /// Removes the files that dead writers of the file @p targetName left in @p folder. Those of living

@@ -12,6 +12,7 @@
 
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/accesslist.h>
 #include <qx/platform/posix/files/aside.h>
 #include <qx/platform/posix/files/path.h>
 
@@ -45,15 +46,22 @@ QXFileState stateOf(const struct stat& status) noexcept {
     return {nanoseconds(status.st_mtim), status.st_size, status.st_dev, status.st_ino};
 }
 
-/// Replaces a path whose last segment is a symbolic link by what that leads to, which need not
-/// exist.
-void followLinks(PathText& path) {
+/// Replaces a path whose last segment is a symbolic link by what that leads to, and looks at that;
+/// false when it does not exist.
+bool followLinks(PathText& path, struct stat& status) {
     constexpr int LongestChain = 40; // the kernel's own limit
     for (int links = 0; links < LongestChain; ++links) {
+        if (::lstat(path.c_str(), &status) != 0) {
+            if (errno == ENOENT)
+                return false;
+            throw Failure{lastResult()};
+        }
+        if (!S_ISLNK(status.st_mode))
+            return true;
         char text[PATH_MAX];
         const ssize_t length = ::readlink(path.c_str(), text, sizeof text);
         if (length < 0 && (errno == EINVAL || errno == ENOENT))
-            return;
+            continue; // it has just been replaced
         if (length < 0)
             throw Failure{lastResult()};
         const std::string_view target(text, static_cast<size_t>(length));
@@ -90,10 +98,7 @@ private:
 
 QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
     : m_target(toNativePath(path)) {
-    followLinks(m_target);
-    m_exists = ::stat(m_target.c_str(), &m_old) == 0;
-    if (!m_exists && errno != ENOENT)
-        throw Failure{lastResult()};
+    m_exists = followLinks(m_target, m_old);
     if (m_exists && !S_ISREG(m_old.st_mode))
         throw Failure{result::AccessDenied};
     if (m_exists)
@@ -105,8 +110,8 @@ QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
     if (!m_folder)
         throw Failure{lastResult()};
     removeLeftovers(m_folder, nameOf(m_target.view()));
-    // The owner and mode come before the bytes, so that nobody can read or write these meanwhile
-    // who could not before.
+    // The owner, mode and access list come before the bytes, so that nobody can read or write these
+    // meanwhile who could not before.
     m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew);
     if (m_exists)
         giveOwnerAndMode();
@@ -114,17 +119,25 @@ QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
 
 void QXFileReplacement::giveOwnerAndMode() const {
     const int file = m_aside->descriptor();
-    const struct stat made = statusOf(file);
+    const struct stat& made = m_aside->made();
     // Only the superuser may give a file away, others at most to a group of theirs. Without the old
-    // group the bits for the group and the set-id bits would serve somebody else.
+    // group the rights of the group and the set-id bits would serve somebody else.
     mode_t bits = m_old.st_mode & 07777;
+    bool hasGroup = true;
     if ((made.st_uid != m_old.st_uid || made.st_gid != m_old.st_gid) &&
         ::fchown(file, m_old.st_uid, m_old.st_gid) != 0) {
         bits &= 01777;
-        if (made.st_gid != m_old.st_gid &&
-            ::fchown(file, static_cast<uid_t>(-1), m_old.st_gid) != 0)
-            bits &= ~mode_t{S_IRWXG};
+        hasGroup = made.st_gid == m_old.st_gid ||
+                   ::fchown(file, static_cast<uid_t>(-1), m_old.st_gid) == 0;
     }
+    // So far the bits let in nobody but the owner, also where the folder gave the file a list.
+    std::optional<AccessList> list = accessListOf(m_target.c_str());
+    if (list && !hasGroup)
+        closeToGroup(*list);
+    if (!list || !trySetAccessList(file, *list))
+        bits &= ~mode_t{S_IRWXG | S_IRWXO}; // others are also those whom the list shuts out
+    else if (!hasGroup && list->empty())
+        bits &= ~mode_t{S_IRWXG};
     throwIfNot0(::fchmod(file, bits));
 }
 

@@ -1,10 +1,9 @@
 #include "qx/platform/posix/module/trust.h"
 
-#include <cerrno>
 #include <sys/auxv.h>
-#include <sys/xattr.h>
 
 #include <qx/platform/posix/error.h>
+#include <qx/platform/posix/files/accesslist.h>
 #include <qx/platform/posix/files/systemtable.h>
 #include <qx/platform/posix/module/PrivateGroup.h>
 
@@ -21,13 +20,6 @@ bool isOwnGroup(gid_t group) noexcept {
                const std::string users = readTable("/etc/passwd"), groups = readTable("/etc/group");
                return isPrivateGroup(users, groups, user, group) ? 1 : 0;
            }) == 1;
-}
-
-/// Whether a list beside the mode says who may write: then the mode's bits for the group are the
-/// most that anybody in the list may, and do not tell about the group alone.
-bool hasAccessList(const char* path) noexcept {
-    return ::getxattr(path, "system.posix_acl_access", nullptr, 0) >= 0 ||
-           (errno != ENODATA && errno != EOPNOTSUPP);
 }
 
 } // namespace

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace qx::platform {
+
+/// The list beside a file's mode that says who may use the file, as the system stores it; empty for
+/// a file without one. The mode's bits for the group are then the most that anybody in the list
+/// may, and do not tell about the group alone.
+using AccessList = std::vector<uint8_t>;
+
+/// Whether a file has such a list, or may have one for all that can be found out.
+bool hasAccessList(const char* path) noexcept;
+
+/// The list of a file; nothing when it cannot be read.
+std::optional<AccessList> accessListOf(const char* path);
+
+/// Makes a list that of an open file, whose mode follows it. An empty one removes the list, and the
+/// mode stays. False when that cannot be done.
+bool trySetAccessList(int file, const AccessList& list) noexcept;
+
+/// Takes all rights of the file's group out of a list. Others that it names keep theirs.
+void closeToGroup(AccessList& list) noexcept;
+
+} // namespace qx::platform
