@@ -27,7 +27,7 @@ QX_API int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state);
 QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right);
 /// 1 when a change from now on is sure to give a file of this state another one, 0 when it was
 /// changed so lately that the clock of the file system may not tell the two apart, or its time is
-/// after 2262.
+/// in the future.
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 
 /// Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,
@@ -44,8 +44,9 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 /// After a failure the old file stands and nothing is left aside, except that a failing flush of
 /// the folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a
 /// file that the caller may not write, even where the folder would allow it. @p state (may be null)
-/// receives the state of the new file when that stands, else all zeros. Its time is precise, later
-/// than that of the file before, or of now where that was after 2262.
+/// receives the state of the new file when that stands, else all zeros. Its time is later than that
+/// of the file before, or of now where no file can be later. It is precise, so that no other change
+/// gives the same; whole seconds show a file system that keeps no parts of them.
 QX_API int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
                              QXFileState* state);
 

@@ -17,11 +17,13 @@ namespace {
 struct Plan {
     int failing;
     int error;
-    std::size_t writeLimit = SIZE_MAX;
-    std::vector<std::string> calls;
+    std::vector<std::string> calls{};
+    bool isCoarse = false;
 };
 
 constinit thread_local Plan* t_plan = nullptr;
+
+bool isCoarse() { return t_plan != nullptr && t_plan->isCoarse; }
 
 /// Notes a call; true when it is the one to fail.
 bool fails(const char* name) {
@@ -52,9 +54,7 @@ int failOrCall(const char* name, Arguments... arguments) {
 
 } // namespace
 
-FailingCalls::FailingCalls(int failing, int error) {
-    t_plan = new Plan{failing, error, SIZE_MAX, {}};
-}
+FailingCalls::FailingCalls(int failing, int error) { t_plan = new Plan{failing, error}; }
 
 FailingCalls::~FailingCalls() {
     delete t_plan;
@@ -63,7 +63,7 @@ FailingCalls::~FailingCalls() {
 
 std::vector<std::string> FailingCalls::calls() const { return t_plan->calls; }
 
-void FailingCalls::limitWrites(std::size_t bytes) { t_plan->writeLimit = bytes; }
+void FailingCalls::setCoarse(bool isCoarse) { t_plan->isCoarse = isCoarse; }
 
 } // namespace qxtest
 
@@ -90,14 +90,13 @@ int fchmod(int file, mode_t mode) noexcept { return failOrCall("fchmod", file, m
 
 ssize_t write(int file, const void* bytes, size_t length) {
     static const auto call = qxtest::next<ssize_t(int, const void*, size_t)>("write");
-    if (fails("write"))
-        return -1;
-    return call(file, bytes,
-                qxtest::t_plan ? std::min(length, qxtest::t_plan->writeLimit) : length);
+    const size_t most = qxtest::isCoarse() ? 4 : length;
+    return fails("write") ? -1 : call(file, bytes, std::min(length, most));
 }
 
 int futimens(int file, const timespec times[2]) noexcept {
-    return failOrCall("futimens", file, times);
+    const timespec coarse = {times[1].tv_sec & ~time_t{1}, 0}, both[] = {coarse, coarse};
+    return failOrCall("futimens", file, qxtest::isCoarse() ? both : times);
 }
 
 int fsync(int file) { return failOrCall("fsync", file); }

@@ -20,8 +20,9 @@ public:
 
     /// Names of the calls made so far, the failed one included.
     std::vector<std::string> calls() const;
-    /// From now on one call writes at most that many bytes.
-    void limitWrites(std::size_t bytes);
+    /// Whether from now on a call writes at most four bytes, and gives files times of whole
+    /// seconds, even ones.
+    void setCoarse(bool isCoarse = true);
 };
 
 } // namespace qxtest

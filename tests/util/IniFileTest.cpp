@@ -270,18 +270,23 @@ TEST_F(IniFileTest, IteratorsEndInAnExceptionAndMissingFilesOnlyWhenAsked) {
 TEST_F(IniFileTest, NoticesEveryChangeOfOthers) {
     writeFile(path, "[a]\nk=0\n");
     IniFile ini = open(), other = open();
+    FailingCalls calls;
     for (int i = 0; i < 60; ++i) {
         const std::string value = std::to_string(i % 10);
-        // In turn: another object, an editor that replaces, one that writes in place. All of the
-        // same size and within a tick of the file system's clock.
+        // In turn: one of the objects, an editor that writes in place, one that replaces. All of
+        // the same size and within a tick of the file system's clock, first a fine one, then one of
+        // whole seconds.
+        calls.setCoarse(i >= 30);
         if (i % 3 == 0) {
-            other.AddKey(u"a", u"k", std::u16string(1, static_cast<char16_t>(value[0])).c_str(),
-                         true);
+            (i % 2 == 0 ? other : ini).AddKey(u"a", u"k", String::fromUtf8(value), true);
         } else if (i % 3 == 1) {
+            const auto time = fs::last_write_time(path);
+            writeFile(path, "[a]\nk=" + value + "\n\n");
+            if (i >= 30)
+                fs::last_write_time(path, time);
+        } else {
             writeFile(folder.path("new"), "[a]\nk=" + value + "\n\n");
             fs::rename(folder.path("new"), path);
-        } else {
-            writeFile(path, "[a]\nk=" + value + "\n\n");
         }
         ASSERT_EQ(valueOf(ini, u"A", u"K"), value) << i;
     }

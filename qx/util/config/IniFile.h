@@ -204,7 +204,7 @@ private:
     /// The file as it was read or written last.
     struct KnownFile {
         QXFileState state;
-        size_t hash;    ///< of its bytes, when they were read
+        size_t hash;    ///< of its bytes; 0 where the state alone tells
         bool isSettled; ///< every later state is another one
     };
 

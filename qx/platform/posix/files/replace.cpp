@@ -22,6 +22,7 @@ using namespace qx::platform;
 namespace {
 
 constexpr int64_t NanosecondsInSecond = 1'000'000'000;
+constexpr int64_t CoarseTick = 2 * NanosecondsInSecond; ///< the longest of any file system
 constexpr uint32_t PermissionBits = 0777;
 
 constexpr int64_t AfterAllTimes = INT64_MAX;
@@ -87,7 +88,7 @@ public:
 
 private:
     void giveOwnerAndMode() const;
-    void giveTime() const;
+    struct stat giveTime() const;
 
     PathText m_target;
     struct stat m_old = {};
@@ -141,26 +142,35 @@ void QXFileReplacement::giveOwnerAndMode() const {
     throwIfNot0(::fchmod(file, bits));
 }
 
-void QXFileReplacement::giveTime() const {
+/// Gives the file aside a time later than that of the old one; its status with that.
+struct stat QXFileReplacement::giveTime() const {
     // The kernel stamps files by a clock of some milliseconds, within which a second change of the
     // same size would pass unnoticed. After all times there is no later one: given again, it would
     // hide the next change.
-    int64_t time = now();
-    if (const int64_t old = nanoseconds(m_old.st_mtim); m_exists && old < AfterAllTimes - 1)
-        time = std::max(time, old + 1);
-    timespec stamp;
-    stamp.tv_sec = time / NanosecondsInSecond;
-    stamp.tv_nsec = time % NanosecondsInSecond;
-    const timespec stamps[] = {stamp, stamp}; // of the last access and the last change
-    throwIfNot0(::futimens(m_aside->descriptor(), stamps));
+    int64_t old = m_exists ? nanoseconds(m_old.st_mtim) : INT64_MIN;
+    if (old > AfterAllTimes - CoarseTick)
+        old = INT64_MIN;
+    struct stat status;
+    // File systems cut times to what they keep.
+    for (const int64_t step : {int64_t{1}, NanosecondsInSecond, CoarseTick}) {
+        const int64_t time = std::max(now(), old + step);
+        timespec stamp;
+        stamp.tv_sec = time / NanosecondsInSecond;
+        stamp.tv_nsec = time % NanosecondsInSecond;
+        const timespec stamps[] = {stamp, stamp}; // of the last access and the last change
+        throwIfNot0(::futimens(m_aside->descriptor(), stamps));
+        status = statusOf(m_aside->descriptor());
+        if (nanoseconds(status.st_mtim) > old)
+            break;
+    }
+    return status;
 }
 
 /// The time comes after the bytes, since writing changes it, and is flushed with them. Renamed
 /// before they are durable, a power cut could leave the name on an empty file.
 void QXFileReplacement::finish(QXFileState& state) {
-    giveTime();
+    const struct stat status = giveTime();
     flush(m_aside->descriptor());
-    const struct stat status = statusOf(m_aside->descriptor());
     throwIfNot0(::rename(m_aside->path().c_str(), m_target.c_str()));
     state = stateOf(status);
     m_aside->keep();
@@ -197,13 +207,10 @@ int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right) {
 int32_t QXFileIsStateSettled(const QXFileState* state) {
     // Ten times the longest tick of the kernel's clock; file systems with whole seconds show them.
     constexpr int64_t Tick = 100'000'000;
-    constexpr int64_t CoarseTick = 2 * NanosecondsInSecond;
     const int64_t tick = state->modified % NanosecondsInSecond == 0 ? CoarseTick : Tick;
-    // A time in the future, which somebody set, says nothing; but then a change gives another one,
-    // unless both are after all times.
+    // A change may yet be made at a time in the future. Only ages of very old files overflow.
     int64_t age = 0;
-    return __builtin_sub_overflow(now(), state->modified, &age) || age > tick ||
-           (age < -CoarseTick && state->modified != AfterAllTimes);
+    return __builtin_sub_overflow(now(), state->modified, &age) || age > tick;
 }
 
 int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
