@@ -8,14 +8,12 @@ using namespace qx;
 
 namespace {
 
-class Unregistered : public Object {
-public:
+struct Unregistered : Object {
     uint32_t hashCode() const override { return 0x0ABC; }
 };
 
 /// Cannot even say that it has no class.
-class Nameless : public Unregistered {
-public:
+struct Nameless : Unregistered {
     const Class* getClass() const override { throw std::bad_alloc(); }
 };
 

@@ -55,8 +55,7 @@ class Large : public UnsignedInteger {
 } // namespace
 
 template <class Boxed>
-class BoxedNumbers : public testing::Test {
-public:
+struct BoxedNumbers : testing::Test {
     using Plain = typename Boxed::ValueType;
     using Limits = std::numeric_limits<Plain>;
     static constexpr std::array<Plain, 6> Samples{

@@ -26,8 +26,7 @@ constexpr bool ChildHasMemory = !Sanitized || ThreadSanitized, ChildHasThreads =
 constexpr int Forks = Sanitized ? 8 : 25;
 
 /// Runs with all uses, then with each alone.
-class Fork : public testing::TestWithParam<std::span<const Use>> {
-public:
+struct Fork : testing::TestWithParam<std::span<const Use>> {
     static std::vector<ParamType> allAndEach() {
         std::vector<ParamType> parts{allUses()};
         for (const Use& use : allUses())

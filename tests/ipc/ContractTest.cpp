@@ -249,8 +249,7 @@ const Script AmongProcesses[] = {
       a(QXSemaphoreWait), a(isTold, 0), c(Dies), d(QXSemaphoreWait), d(isTold, 1)}},
 };
 
-class Contract : public testing::TestWithParam<std::tuple<Way, Script>> {
-protected:
+struct Contract : testing::TestWithParam<std::tuple<Way, Script>> {
     void play(const Step& step, MadeObject& object) {
         if (step.who == Waiters)
             return passOn(*step.call, 0);

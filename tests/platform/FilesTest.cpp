@@ -43,8 +43,7 @@ int32_t write(QXHandle handle, const std::string& bytes) {
 }
 
 /// The current folder, with `real/inner/`, a file `real/f` and links in it.
-class FilesTest : public testing::Test {
-protected:
+struct FilesTest : testing::Test {
     FilesTest() {
         fs::create_directories("real/inner");
         writeFile("real/f", "");
@@ -335,8 +334,7 @@ TEST(Console, ReadsKeysWithoutEchoAndGivesTheTerminalBackAlsoWhenASignalEndsTheP
 
 const std::string Old = "old bytes", New = "the new bytes";
 
-class Replace : public testing::Test {
-protected:
+struct Replace : testing::Test {
     int32_t replace(QXFileState* state = nullptr) { return replaceAt(file, state); }
     int32_t replaceAt(const std::string& path, QXFileState* state = nullptr) {
         return QXFileReplace(path.c_str(), New.data(), std::ssize(New), 0666, state);

@@ -91,8 +91,7 @@ std::u16string dumpOf(const std::u16string& path = u"") {
     return dump;
 }
 
-class Registry : public testing::Test {
-protected:
+struct Registry : testing::Test {
     TemporaryRegistry registry;
 };
 
@@ -272,8 +271,7 @@ TEST_F(Registry, HoldsAHundredThousandKeys) {
 constexpr size_t HeaderBytes = 32;
 
 /// A file, and the sizes and contents that it had on its way.
-class RegistryDamage : public Registry {
-protected:
+struct RegistryDamage : Registry {
     struct Stage {
         size_t size;
         std::u16string dump;

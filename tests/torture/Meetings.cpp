@@ -46,8 +46,6 @@ public:
         while (m_isThere)
             awaitChange();
     }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
 
     /// Goes on until it has begun that many calls, or one that waits or ends it; their number.
     int begin(int calls) {
@@ -274,8 +272,6 @@ std::vector<Meeting> allMeetings() {
             QXRWLockDestroy);
     addLock(all, "reader", QXRWLockCreate, QXRWLockAcquireRead, QXRWLockReleaseRead,
             QXRWLockDestroy);
-    addLock(all, "condition", QXConditionCreate, QXConditionAcquire, QXConditionRelease,
-            QXConditionDestroy);
     addLock(all, "event", QXEventCreate, QXEventSignal, QXEventSignal, QXEventDestroy);
     addLock(all, "gate", QXGateCreate, QXGateOpen, QXGateTryWait, QXGateDestroy);
     addMemory(all, "memory", 0);

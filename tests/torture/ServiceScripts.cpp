@@ -19,8 +19,7 @@ void logTo(log::ILogProcessor* processor) {
     logger->log(String(u"and another one without a level"));
 }
 
-class EntryKeeper : public pcom::Implements<Object, log::pcom::ILogProcessor> {
-public:
+struct EntryKeeper : pcom::Implements<Object, log::pcom::ILogProcessor> {
     int32_t Process(log::pcom::ILogEntry* given) override {
         entry = given;
         return 0;

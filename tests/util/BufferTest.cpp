@@ -14,8 +14,7 @@ namespace {
 
 /// Every case runs over bytes and over UTF-16 units.
 template <class Unit>
-class BufferTest : public testing::Test {
-protected:
+struct BufferTest : testing::Test {
     static std::vector<Unit> numbers(int32_t count) {
         std::vector<Unit> units(static_cast<size_t>(count));
         std::iota(units.begin(), units.end(), Unit{1});
@@ -134,8 +133,7 @@ TEST(MTBuffer, IsLockedByOneWriterOrByReaders) {
 }
 
 /// Answers as it is told and counts what is held.
-class FragileBuffer : public RWCharBuffer {
-public:
+struct FragileBuffer : RWCharBuffer {
     using RWBuffer::RWBuffer;
 
     int32_t GetReadLock(const char16_t** data) const override {

@@ -53,8 +53,7 @@ std::pair<int, String> iniFailureOf(Body&& body) {
     return {-1, String(u"nothing was thrown")};
 }
 
-class IniFileTest : public testing::Test {
-protected:
+struct IniFileTest : testing::Test {
     IniFile open() const { return IniFile(path); }
     std::string contentOfText(const std::string& text) const {
         writeFile(path, text);
@@ -397,8 +396,7 @@ TEST_F(IniFileTest, ThreadsMayShareAnObjectThatHasASemaphore) {
     EXPECT_EQ(view.keys(u"set").size(), 200u);
 }
 
-class IniKeptLinesTest : public IniFileTest {
-protected:
+struct IniKeptLinesTest : IniFileTest {
     IniFile open(const std::string& text) const {
         writeFile(path, text);
         return IniFile(path, IniFile::Lines::Kept);

@@ -11,8 +11,7 @@ using qx::util::RegistryKey;
 
 namespace {
 
-class RegistryKeys : public testing::Test {
-protected:
+struct RegistryKeys : testing::Test {
     TemporaryRegistry registry;
     RegistryKey key{QX_HKEY_USER, u"Software/Maker"};
 };
