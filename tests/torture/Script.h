@@ -15,8 +15,7 @@ using namespace qx::literals;
 using qxtest::require; // which nothing catches and is a finding
 
 /// Part of a script that ends with an exception of the library, whose description is made.
-template <class Body>
-void mustFail(Body body) {
+void mustFail(auto body) {
     try {
         body();
     } catch (const Exception& failure) {
@@ -47,8 +46,7 @@ void addValueScripts(Scripts& scripts);
 void addServiceScripts(Scripts& scripts);
 
 /// What @p body throws, as text; empty when it throws nothing.
-template <class Body>
-std::string failureOf(Body body) {
+std::string failureOf(auto body) {
     try {
         body();
     } catch (const Exception& failure) {
