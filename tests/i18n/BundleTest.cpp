@@ -261,24 +261,22 @@ TEST(CompiledBundle, HasTheTextsOfItsParentsAndIsCountedByItsModule) {
 }
 
 /// Offers a component for texts of the base name "Msg", or one that cannot be made.
-class Offer {
-public:
+struct Offer {
     explicit Offer(const char16_t* locale, bool works = true)
-        : m_id(BundleName{u"Msg", locale}.classId()) {
-        QXComRegisterClassFactory((u"Orbelle.Msg.StringBundle."_qs + locale).getData(), &m_id,
+        : id(BundleName{u"Msg", locale}.classId()) {
+        QXComRegisterClassFactory((u"Orbelle.Msg.StringBundle."_qs + locale).getData(), &id,
                                   works ? &create : &fail);
     }
-    ~Offer() { QXComRevokeClassFactory(&m_id); }
+    ~Offer() { QXComRevokeClassFactory(&id); }
     Offer(const Offer&) = delete;
     Offer& operator=(const Offer&) = delete;
 
-private:
     static int32_t create(const GUID* iid, void** object) {
         return bundleOf({{u"key", u"text"}})->QueryInterface(*iid, object);
     }
     static int32_t fail(const GUID*, void**) { return result::Fail; }
 
-    const GUID m_id;
+    const GUID id;
 };
 
 TEST(StringBundle, IsLookedForFromTheSpecificToTheGeneral) {

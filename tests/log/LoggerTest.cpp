@@ -224,18 +224,18 @@ struct Tree {
         using OutputStreamWriter::OutputStreamWriter;
     };
 
-    Tree(unsigned seed, bool isPlain) : m_random(seed), m_isPlain(isPlain) {
+    Tree(unsigned seed, bool isDescribed) : random(seed), isPlain(isDescribed) {
         logger = loggerTo(make(0), u"a \u00E9<"_qs);
         logger->enableField(u"level"_qs, seed % 4 != 0);
         logger->enableField(u"sequence"_qs, true);
         logger->enableField(u"thread"_qs, seed % 3 == 0);
     }
 
-    unsigned pick(unsigned count) { return static_cast<unsigned>(m_random()) % count; }
+    unsigned pick(unsigned count) { return static_cast<unsigned>(random()) % count; }
     Reference<log::ILogProcessor> shown(Reference<log::ILogProcessor> processor) const {
-        return m_isPlain ? Reference<log::ILogProcessor>(
-                               new Doing([processor](auto* entry) { processor->process(entry); }))
-                         : processor;
+        return isPlain ? Reference<log::ILogProcessor>(
+                             new Doing([processor](auto* entry) { processor->process(entry); }))
+                       : processor;
     }
     Reference<log::ILogProcessor> make(int depth) {
         const unsigned kind = pick(depth < 3 ? 6 : 3);
@@ -258,8 +258,8 @@ struct Tree {
         using Escaping = log::XmlLogWriter::Escaping;
         const int32_t size = std::array{1, 200, 700, 8192}[pick(4)];
         sinks.push_back(new FakeSink<Bytes>);
-        outs.push_back(m_isPlain ? new Unknown(sinks.back(), u"UTF-8", size)
-                                 : new io::OutputStreamWriter(sinks.back(), u"UTF-8", size));
+        outs.push_back(isPlain ? new Unknown(sinks.back(), u"UTF-8", size)
+                               : new io::OutputStreamWriter(sinks.back(), u"UTF-8", size));
         if (pick(2) == 0)
             outs.back() = new io::HeldFlushWriter(outs.back(), 1 << 30);
         writers.push_back(
@@ -290,10 +290,8 @@ struct Tree {
     std::vector<Reference<log::ILogProcessor>> writers;
     Reference<log::AsyncProcessor> queue;
     Reference<Logger> logger;
-
-private:
-    std::mt19937 m_random;
-    const bool m_isPlain;
+    std::mt19937 random;
+    const bool isPlain;
 };
 
 TEST(Processors, TakeRecordsAndBytesAsTheyTakeEntriesAndTexts) {

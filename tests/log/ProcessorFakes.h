@@ -42,25 +42,22 @@ inline FieldMap fieldMapOf(const qx::log::ILogEntry& entry) {
 }
 
 /// The fields of an entry behind an object that is neither a LogEntry nor a component.
-class ForeignEntry : public qx::pcom::Implements<qx::Object, qx::log::ILogEntry> {
-public:
-    explicit ForeignEntry(qx::log::ILogEntry* entry) : m_entry(entry) {}
+struct ForeignEntry : qx::pcom::Implements<qx::Object, qx::log::ILogEntry> {
+    explicit ForeignEntry(qx::log::ILogEntry* front) : entry(front) {}
     void setField(const qx::String& name, const qx::Object* value) override {
-        m_entry->setField(name, value);
+        entry->setField(name, value);
     }
     qx::Reference<const qx::Object> getField(const qx::String& name) const override {
-        return m_entry->getField(name);
+        return entry->getField(name);
     }
-    bool hasField(const qx::String& name) const override { return m_entry->hasField(name); }
+    bool hasField(const qx::String& name) const override { return entry->hasField(name); }
     qx::Reference<const qx::collections::Set<qx::String>> getFieldNames() const override {
-        return names ? *names : m_entry->getFieldNames();
+        return names ? *names : entry->getFieldNames();
     }
 
+    const qx::Reference<qx::log::ILogEntry> entry;
     /// Other names.
     std::optional<qx::Reference<const qx::collections::Set<qx::String>>> names;
-
-private:
-    qx::Reference<qx::log::ILogEntry> m_entry;
 };
 
 /// Does with each entry what it is told.

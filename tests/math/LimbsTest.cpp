@@ -97,35 +97,33 @@ Natural remainder(Natural a, const Natural& m) {
 
 /// Numbers of n limbs whose top limb is not zero. Half of them consist of long runs of equal bits
 /// and of limbs near 0, 2^63 and 2^64, which is where carries and estimates go wrong.
-class Naturals {
-public:
-    explicit Naturals(uint64_t seed) : m_random(seed) {}
+struct Naturals {
+    explicit Naturals(uint64_t seed) : random(seed) {}
 
     Natural operator()(size_t n) {
         Natural a(n);
-        const uint64_t shape = m_random() % 6;
-        Limb run = m_random() % 2 == 0 ? 0 : ~Limb{0};
+        const uint64_t shape = random() % 6;
+        Limb run = random() % 2 == 0 ? 0 : ~Limb{0};
         for (Limb& limb : a) {
-            if (shape == 3 && m_random() % 3 == 0)
+            if (shape == 3 && random() % 3 == 0)
                 run = ~run;
-            limb = shape < 3 ? m_random() : shape == 4 ? special() : run;
+            limb = shape < 3 ? random() : shape == 4 ? special() : run;
         }
         if (shape == 5 && n > 0)
-            a[m_random() % n] = special(); // alone among zeros or ones
+            a[random() % n] = special(); // alone among zeros or ones
         if (!a.empty() && a.back() == 0)
             a.back() = special() | 1;
         return a;
     }
-    uint64_t below(uint64_t end) { return m_random() % end; }
+    uint64_t below(uint64_t end) { return random() % end; }
 
-private:
     Limb special() {
         static constexpr Limb Bases[] = {0, 0, Limb{1} << 63, ~Limb{0}, Limb{1} << 32};
-        const Limb base = Bases[m_random() % std::size(Bases)];
-        return base + m_random() % 3 - 1;
+        const Limb base = Bases[random() % std::size(Bases)];
+        return base + random() % 3 - 1;
     }
 
-    std::mt19937_64 m_random;
+    std::mt19937_64 random;
 };
 
 /// While it is alive the library computes with one set of kernels and these thresholds.

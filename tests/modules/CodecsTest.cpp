@@ -88,12 +88,11 @@ constexpr const char* NativeUtf16 =
     std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
 
 /// The system's converter, asked for one text at a time.
-class System {
-public:
+struct System {
     System(const char* to, const char* from)
-        : m_descriptor(iconv_open(to, from), iconv_close),
-          m_isLenient(std::strstr(to, "//IGNORE") != nullptr) {
-        EXPECT_NE(m_descriptor.get(), reinterpret_cast<iconv_t>(-1));
+        : descriptor(iconv_open(to, from), iconv_close),
+          isLenient(std::strstr(to, "//IGNORE") != nullptr) {
+        EXPECT_NE(descriptor.get(), reinterpret_cast<iconv_t>(-1));
     }
 
     /// What @p in converts to; empty with errno for nothing.
@@ -103,11 +102,11 @@ public:
         char* to = out.data();
         size_t size = in.size();
         size_t room = out.size();
-        iconv(m_descriptor.get(), nullptr, nullptr, nullptr, nullptr);
-        if (iconv(m_descriptor.get(), &from, &size, &to, &room) == static_cast<size_t>(-1) &&
-            !(m_isLenient && size == 0))
+        iconv(descriptor.get(), nullptr, nullptr, nullptr, nullptr);
+        if (iconv(descriptor.get(), &from, &size, &to, &room) == static_cast<size_t>(-1) &&
+            !(isLenient && size == 0))
             return {};
-        iconv(m_descriptor.get(), nullptr, nullptr, &to, &room);
+        iconv(descriptor.get(), nullptr, nullptr, &to, &room);
         out.resize(out.size() - room);
         return out;
     }
@@ -121,9 +120,8 @@ public:
         return convert({reinterpret_cast<const char*>(units.data()), 2 * units.size()});
     }
 
-private:
-    std::unique_ptr<void, decltype(&iconv_close)> m_descriptor;
-    bool m_isLenient;
+    const std::unique_ptr<void, decltype(&iconv_close)> descriptor;
+    const bool isLenient;
 };
 
 char32_t characterAt(const Units& units, size_t i) {

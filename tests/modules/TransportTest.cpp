@@ -288,19 +288,17 @@ constexpr int32_t CertificateUntrusted = static_cast<int32_t>(0x800B0109u);
 constexpr int32_t CertificateOfAnotherHost = static_cast<int32_t>(0x800B010Fu);
 
 /// Another program, of which the test reads the output.
-class Program {
-public:
+struct Program {
     explicit Program(const std::string& command)
-        : m_output(::popen(command.c_str(), "r"), ::pclose) {}
+        : output(::popen(command.c_str(), "r"), ::pclose) {}
 
     std::string line() {
         char text[1000] = "";
-        std::string read = std::fgets(text, sizeof text, m_output.get()) ? text : "";
+        std::string read = std::fgets(text, sizeof text, output.get()) ? text : "";
         return read.substr(0, read.find('\n'));
     }
 
-private:
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_output;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> output;
 };
 
 struct TransportTls : OneTransport {

@@ -24,31 +24,29 @@ using qx::collections::pcom::ArrayList;
 using qx::collections::pcom::LinkedList;
 
 /// Works while it is made and while it goes.
-class Guest {
-public:
+struct Guest {
     Guest() {
-        m_text.append(u"before main");
-        const std::string bytes(reinterpret_cast<const char*>(m_text.getBytes(u"UTF-8")));
+        text.append(u"before main");
+        const std::string bytes(reinterpret_cast<const char*>(text.getBytes(u"UTF-8")));
         require(bytes == "before main", "encoding before main");
-        m_list.add((new qx::String(m_text))->GetUnknown());
-        require(m_list.contains(m_text.GetUnknown()), "list before main");
+        list.add((new qx::String(text))->GetUnknown());
+        require(list.contains(text.GetUnknown()), "list before main");
     }
 
     ~Guest() {
-        require(m_list.contains(m_text.GetUnknown()), "list after main");
-        require(LinkedList(m_list).equals(m_list), "list made after main");
-        m_text.append(u", after it");
-        qx::String empty(m_text);
-        require(empty.equals(u"before main, after it"), "text after main");
-        empty.setTo(qx::String());
-        empty = m_empty;
-        require(empty.getLength() == 0 && *empty.getData() == 0, "empty string after main");
-        require(m_empty.toString().equals(empty), "copy after main");
+        require(list.contains(text.GetUnknown()), "list after main");
+        require(LinkedList(list).equals(list), "list made after main");
+        text.append(u", after it");
+        qx::String copy(text);
+        require(copy.equals(u"before main, after it"), "text after main");
+        copy.setTo(qx::String());
+        copy = empty;
+        require(copy.getLength() == 0 && *copy.getData() == 0, "empty string after main");
+        require(empty.toString().equals(copy), "copy after main");
     }
 
-private:
-    qx::String m_text, m_empty;
-    ArrayList m_list;
+    qx::String text, empty;
+    ArrayList list;
 };
 
 const Guest s_guest;

@@ -90,9 +90,8 @@ private:
 };
 
 /// The plain model of a bit input over a stream, with the operations of both.
-class PlainBitInput {
-public:
-    explicit PlainBitInput(std::string content) : m_content(std::move(content)) {}
+struct PlainBitInput {
+    explicit PlainBitInput(std::string bytes) : content(std::move(bytes)) {}
 
     int readBit() { return read(1); }
     int read() { return read(8); }
@@ -109,25 +108,23 @@ public:
         return count > 0 ? count : -1;
     }
     int skip(int count) {
-        const int skipped = std::min(count, static_cast<int>(m_content.size() - m_position));
-        m_position += static_cast<size_t>(skipped);
+        const int skipped = std::min(count, static_cast<int>(content.size() - position));
+        position += static_cast<size_t>(skipped);
         return skipped;
     }
     int readWrapped() {
-        return m_position < m_content.size() ? static_cast<uint8_t>(m_content[m_position++]) : -1;
+        return position < content.size() ? static_cast<uint8_t>(content[position++]) : -1;
     }
-
-private:
     int bit() {
-        if (m_left == 0 && (m_byte = readWrapped()) < 0)
+        if (left == 0 && (current = readWrapped()) < 0)
             return -1;
-        m_left = (m_left + 7) % 8;
-        return m_byte >> m_left & 1;
+        left = (left + 7) % 8;
+        return current >> left & 1;
     }
 
-    std::string m_content;
-    size_t m_position = 0;
-    int m_byte = 0, m_left = 0;
+    const std::string content;
+    size_t position = 0;
+    int current = 0, left = 0; // a byte of which so many bits are not read
 };
 
 /// Plays reads, as above; the content comes from the bytes too. Now and then a byte is taken from

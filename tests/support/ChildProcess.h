@@ -11,8 +11,7 @@ namespace qxtest {
 
 /// A function that the test program runs instead of its tests when it is started as a child.
 /// Define one at namespace scope: `const ChildEntry entry("name", [](auto& args) { return 0; });`
-class ChildEntry {
-public:
+struct ChildEntry {
     using Body = int (*)(const std::vector<std::string>& arguments);
     ChildEntry(const char* name, Body body);
 };

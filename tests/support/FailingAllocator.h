@@ -9,8 +9,7 @@ namespace qxtest {
 /// Makes allocations of the calling thread fail while it is alive. A test program that links this
 /// has its own global operator new, which counts; std::bad_alloc comes from the allocation with the
 /// given number, counted from 0 at construction. One at a time per thread.
-class FailingAllocator {
-public:
+struct FailingAllocator {
     enum class Extent { OnlyThatOne, FromThereOn };
 
     explicit FailingAllocator(int64_t failing, Extent extent = Extent::OnlyThatOne);

@@ -59,16 +59,15 @@ bool readBlock(auto& source, int32_t length, All& all) {
 
 /// Delivers given units in portions and records what is asked of it.
 template <class Twin>
-class FakeSource : public Twin::Source {
-public:
+struct FakeSource : Twin::Source {
     using Unit = typename Twin::Unit;
 
     static constexpr int32_t NoLimit = std::numeric_limits<int32_t>::max();
 
-    explicit FakeSource(Units<Unit> content, int32_t portion = NoLimit)
-        : m_content(std::move(content)), m_portion(portion) {}
-    explicit FakeSource(const std::string& content, int32_t portion = NoLimit)
-        : FakeSource(unitsOf<Unit>(content), portion) {}
+    explicit FakeSource(Units<Unit> units, int32_t most = NoLimit)
+        : content(std::move(units)), portion(most) {}
+    explicit FakeSource(const std::string& text, int32_t most = NoLimit)
+        : FakeSource(unitsOf<Unit>(text), most) {}
 
     using Twin::Source::read;
     int32_t read(Unit* to, int32_t length) override {
@@ -76,12 +75,12 @@ public:
         requests.push_back(length);
         if (failAt == static_cast<int>(requests.size()))
             throw qx::io::IoException(qx::String(u"broken source"));
-        const auto left = static_cast<int32_t>(m_content.size()) - m_position;
-        const int32_t count = std::min({left, length, m_portion});
+        const auto left = static_cast<int32_t>(content.size()) - position;
+        const int32_t count = std::min({left, length, portion});
         if (left == 0)
             return -1;
-        std::copy_n(m_content.begin() + m_position, count, to);
-        m_position += count;
+        std::copy_n(content.begin() + position, count, to);
+        position += count;
         return count;
     }
     int32_t available() override { return availableNow; }
@@ -92,17 +91,14 @@ public:
     int failAt = 0; // number of the read that throws, counted from 1
     int closes = 0;
     std::function<void()> meanwhile = [] {};
-
-private:
-    Units<Unit> m_content;
-    int32_t m_portion;
-    int32_t m_position = 0;
+    const Units<Unit> content;
+    const int32_t portion;
+    int32_t position = 0;
 };
 
 /// Collects units and records the writes that brought them.
 template <class Twin>
-class FakeSink : public Twin::Sink {
-public:
+struct FakeSink : Twin::Sink {
     using Unit = typename Twin::Unit;
 
     using Twin::Sink::write;

@@ -117,28 +117,26 @@ private:
 };
 
 /// Orders and hashes elements by functions of their numbers; by default as they do themselves.
-class NumberComparator : public qx::util::Comparator {
-public:
+struct NumberComparator : qx::util::Comparator {
     using Order = std::function<int(int, int)>;
     using Hashing = std::function<int(int)>;
 
-    explicit NumberComparator(Order order, Hashing hashing = {})
-        : m_order(std::move(order)), m_hashing(std::move(hashing)) {}
+    explicit NumberComparator(Order byNumbers, Hashing ofNumber = {})
+        : order(std::move(byNumbers)), hashing(std::move(ofNumber)) {}
 
     int32_t Compare(const IQXUnknown* a, const IQXUnknown* b, int* result) override {
-        *result = m_order(valueOf(a), valueOf(b));
+        *result = order(valueOf(a), valueOf(b));
         return 0;
     }
     int32_t Hash(const IQXUnknown* a, uint32_t* result) override {
-        if (!m_hashing)
+        if (!hashing)
             return Comparator::Hash(a, result);
-        *result = static_cast<uint32_t>(m_hashing(valueOf(a)));
+        *result = static_cast<uint32_t>(hashing(valueOf(a)));
         return 0;
     }
 
-private:
-    Order m_order;
-    Hashing m_hashing;
+    const Order order;
+    const Hashing hashing;
 };
 
 } // namespace qxtest

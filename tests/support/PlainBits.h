@@ -9,8 +9,7 @@ namespace qxtest {
 
 /// Bits one by one, most significant first: the plain model of bit streams and of text with five
 /// bits in a character.
-class PlainBits {
-public:
+struct PlainBits {
     PlainBits() = default;
     /// The lowest @p width bits of each unit.
     PlainBits(std::string_view units, int width) {
@@ -20,14 +19,14 @@ public:
 
     void append(uint32_t value, int bits) {
         while (bits-- > 0)
-            m_bits.push_back(value >> bits & 1);
+            all.push_back(value >> bits & 1);
     }
     /// Fills up with zero bits to a multiple of @p width.
     void pad(int width) {
-        while (m_bits.size() % static_cast<size_t>(width) != 0)
-            m_bits.push_back(false);
+        while (all.size() % static_cast<size_t>(width) != 0)
+            all.push_back(false);
     }
-    size_t size() const { return m_bits.size(); }
+    size_t size() const { return all.size(); }
 
     /// The bits in units of @p width, the last one filled up with zero bits.
     std::string units(int width) const {
@@ -36,13 +35,12 @@ public:
         std::string units(padded.size() / static_cast<size_t>(width), '\0');
         for (size_t i = 0; i < padded.size(); ++i) {
             char& unit = units[i / static_cast<size_t>(width)];
-            unit = static_cast<char>(unit << 1 | padded.m_bits[i]);
+            unit = static_cast<char>(unit << 1 | padded.all[i]);
         }
         return units;
     }
 
-private:
-    std::vector<bool> m_bits;
+    std::vector<bool> all;
 };
 
 /// Text of @p bytes, five bits in a character of @p alphabet.

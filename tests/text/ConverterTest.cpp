@@ -26,7 +26,7 @@ Units allOfUnicode(char32_t last) {
 }
 
 template <class Pair>
-class Converter : public testing::Test {};
+struct Converter : testing::Test {};
 using Pairs = testing::Types<std::pair<BTCUTF8, CTBUTF8>, std::pair<BTCUTF16LE, CTBUTF16LE>,
                              std::pair<BTCUTF16BE, CTBUTF16BE>, std::pair<BTCUTF32LE, CTBUTF32LE>,
                              std::pair<BTCUTF32BE, CTBUTF32BE>, std::pair<BTCAMP7, CTBAMP7>,
@@ -592,8 +592,7 @@ TEST(EncodingInfo, TellsHowMuchRoomItWantsAndFindsNamesAliasesAndCodePages) {
 
 /// A toy encoding: ASCII; E, 0 and a digit for U+1F60x; a bare "!" is U+110000, "#" a
 /// surrogate; a byte from 0x80 up is invalid. Encodes what it decodes, and "\x01" .. as given.
-class ToyCodec : public pcom::Implements<ComObject, IQXCharCodec> {
-public:
+struct ToyCodec : pcom::Implements<ComObject, IQXCharCodec> {
     int32_t GetEncodingName(IQXCharBuffer* name) override {
         const String toy(u"Toy");
         QXCopyCharBuffer(name, &toy);
@@ -646,8 +645,7 @@ public:
 };
 
 /// Claims to have converted more than there is, in runs.
-class BoastingCodec : public pcom::Implements<ToyCodec, IQXCharRunCodec> {
-public:
+struct BoastingCodec : pcom::Implements<ToyCodec, IQXCharRunCodec> {
     int32_t DecodeRun(const signed char*, int32_t* count, char16_t*, int32_t* capacity) override {
         return boast(count, capacity);
     }
@@ -655,18 +653,16 @@ public:
         return boast(count, capacity);
     }
 
-    int32_t m_result = 0;
-
-private:
     int32_t boast(int32_t* count, int32_t* capacity) const {
         *count = 1000;
         *capacity = -1;
         return m_result;
     }
+
+    int32_t m_result = 0;
 };
 
-class MultiByte : public testing::Test {
-protected:
+struct MultiByte : testing::Test {
     Reference<ToyCodec> m_codec{new ToyCodec()};
     BTCCom m_decoder{Reference<IQXCharCodec>(m_codec)};
     CTBCom m_encoder{Reference<IQXCharCodec>(m_codec)};
@@ -732,8 +728,7 @@ TEST(MultiByteRuns, StayWithinTheBuffersAndGoOneByOneWhenTheyFail) {
 }
 
 /// Holds a unit back for the flush.
-class HoldingDecoder : public BTCMultiByte {
-public:
+struct HoldingDecoder : BTCMultiByte {
     HoldingDecoder() : BTCMultiByte({}) { setPendingUnit(u'\xDC00'); }
     char32_t convertBytes(const signed char*, int32_t* count) override {
         *count = 0;
