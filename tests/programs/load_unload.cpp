@@ -2,8 +2,6 @@
 // sanitizer that the program is built with; without one, by the growth of the heap.
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <malloc.h>
@@ -16,18 +14,14 @@
 #include <qx/platform/process.h>
 #include <qx/platform/registry.h>
 
+#include "tests/support/Require.h"
 #include "tests/testmodules/plain.h"
 
 namespace {
 
-const char* s_registry; // a folder
+using qxtest::require; // which nothing catches: the program aborts
 
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::exit(1);
-}
+const char* s_registry; // a folder
 
 /// The function of the name in the loaded library.
 template <class Function>

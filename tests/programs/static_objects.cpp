@@ -1,8 +1,6 @@
 // Static objects that use strings and collections before main and after it, when the library may be
 // shut down.
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include <qx/collections/pcom/ArrayList.h>
@@ -11,17 +9,13 @@
 #include <qx/core/runtime/Class.h>
 #include <qx/core/runtime/Startup.h>
 
-namespace {
+#include "tests/support/Require.h"
 
-void require(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "failed: %s\n", what);
-        std::_Exit(1);
-    }
-}
+namespace {
 
 using qx::collections::pcom::ArrayList;
 using qx::collections::pcom::LinkedList;
+using qxtest::require; // which nothing catches: the program aborts
 
 /// Works while it is made and while it goes.
 struct Guest {
