@@ -285,6 +285,19 @@ QX_TEST_IN_CHILD(SharedObjectsInAProcess, NoObjectIsEverAStandardStream) {
     EXPECT_TRUE(holdsInFork(areClosed) && areClosed()); // a child opens what it uses once more
 }
 
+// A program has copies of all descriptors from when a thread starts it until it is executed.
+TEST(SharedMemory, OutlivesItsUserInAForkAndNotInAProgramThatIsBeingStarted) {
+    const std::string name = uniqueName("copied");
+    for (const bool isForked : {false, true}) {
+        std::optional<SharedMemory> memory(std::in_place, name.c_str(), 1, Create, 0);
+        const ChildProcess child(isForked ? fork() : pid_t(syscall(SYS_clone, SIGCHLD, 0, 0, 0)));
+        while (child.pid() == 0)
+            pause();
+        memory.reset();
+        EXPECT_EQ(openResult(name, 0, 0, 1), isForked ? result::Ok : result::NotFound);
+    }
+}
+
 /// Nothing can be opened, and everybody says why.
 void expectLackOf(const std::string& what) {
     const char* const lack = QXSharedObjectsLack();

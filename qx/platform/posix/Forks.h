@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include <qx/platform/detail/ForkWatch.h>
 
 /* The states of this layer that take part in forks. Each stands in the file named beside it. */
@@ -21,5 +23,9 @@ extern const ForkSteps LoaderForkSteps;       // CLibraryCall.cpp
 extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 extern const ForkSteps WaiterForkSteps;       // ForkMark.cpp
 extern const ForkSteps LeavingForkSteps;      // LeavingThreads.cpp
+
+/// A number, never 0, that changes when a fork of this process begins and when it is done. What was
+/// opened since it was the same is shared with no child of a fork.
+uint32_t forkMark() noexcept;
 
 } // namespace qx::platform

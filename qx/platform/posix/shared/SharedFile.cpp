@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 
 #include <qx/platform/detail/HexDigits.h>
+#include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/folder.h>
 #include <qx/platform/posix/shared/SharedFolder.h>
@@ -241,6 +242,7 @@ void forEachOwnFile(Place place, const FileVisitor& visit) {
 
 int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
     m_place = request.place;
+    m_forkMark = forkMark();
     isNew = false;
     makeFileName(request.place, request.name, m_fileName);
     const Descriptor folder = openFolder(request.place, Missing::IsMade).descriptor;
@@ -404,6 +406,7 @@ bool SharedFile::tryReenter() noexcept {
     if (!own)
         return false;
     std::swap(own, m_descriptor);
+    m_forkMark = forkMark();
     bool isUser = false;
     return resultOf([&] { isUser = tryTakeSlot(); }) >= 0 && isUser;
 }
@@ -418,6 +421,10 @@ Descriptor SharedFile::openAgain() const noexcept {
 void SharedFile::close() noexcept {
     if (!m_descriptor)
         return;
+    // A program that another thread is just starting has the description until it is executed, and
+    // with it would keep the lock. So does a child made by fork, which may go on using the file.
+    if (m_forkMark == forkMark())
+        tryLock(m_descriptor.get(), F_UNLCK, FirstUserByte, UserBytes);
     m_descriptor = Descriptor();
     static_cast<void>(resultOf([&] { removeUnused(m_place, m_fileName); }));
 }
