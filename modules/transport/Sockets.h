@@ -5,6 +5,7 @@
 #include <qx/core/PlatformHandle.h>
 #include <qx/net/socketerror.h>
 #include <qx/platform/net.h>
+#include <qx/platform/process.h>
 
 #include "Deadline.h"
 #include "Place.h"
@@ -40,6 +41,7 @@ class Listener {
 public:
     /// @throws ResultException with the code of the resolver, of binding or of listening
     explicit Listener(const Place& place);
+    ~Listener() { QXSocketEndListening(m_socket.get(), m_forkMark); }
 
     const Socket& socket() const noexcept { return m_socket; }
     uint16_t port() const noexcept { return m_port; }
@@ -50,6 +52,7 @@ public:
     Socket accept(qx_sockaddr_union* peer = nullptr) const;
 
 private:
+    const uint32_t m_forkMark = QXProcessGetForkMark();
     Socket m_socket;
     uint16_t m_port = 0;
 };

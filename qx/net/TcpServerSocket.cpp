@@ -11,6 +11,7 @@
 #include <qx/net/detail/HostConnection.h>
 #include <qx/net/detail/StopSignal.h>
 #include <qx/platform/native.h>
+#include <qx/platform/process.h>
 
 namespace qx::net {
 
@@ -28,7 +29,8 @@ String withErrorText() {
 
 } // namespace
 
-TcpServerSocket::TcpServerSocket(unsigned short port, int backlog) {
+TcpServerSocket::TcpServerSocket(unsigned short port, int backlog)
+    : m_forkMark(QXProcessGetForkMark()) {
     if (const ENUM_QX_E_SOCKET code = TcpSocket2::init())
         throwDescribed(u"TcpServerSocket: Winsock failed to load ", code);
     if (QXSocketCreate(QX_AF_INET, QX_SOCK_STREAM, 0, m_socket.put()) != 0)
@@ -48,7 +50,7 @@ TcpServerSocket::TcpServerSocket(unsigned short port, int backlog) {
         throw io::IoException(withErrorText());
 }
 
-TcpServerSocket::~TcpServerSocket() = default;
+TcpServerSocket::~TcpServerSocket() { QXSocketEndListening(m_socket.get(), m_forkMark); }
 
 Reference<TcpSocket> TcpServerSocket::accept() { return acceptIn(NoLimit); }
 

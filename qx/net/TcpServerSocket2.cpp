@@ -8,6 +8,7 @@
 
 #include <qx/net/detail/Codes.h>
 #include <qx/net/detail/SocketSet.h>
+#include <qx/platform/process.h>
 
 namespace qx::net {
 
@@ -45,6 +46,7 @@ TcpServerSocket2::TcpServerSocket2(int family, int type, int protocol)
 TcpServerSocket2::~TcpServerSocket2() {
     if (!getClosed() && !getShutdownOut())
         TcpServerSocket2::shutdownOutput();
+    TcpServerSocket2::close();
 }
 
 void TcpServerSocket2::socketListClear() {
@@ -80,6 +82,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
     if (const ENUM_QX_E_SOCKET code = address.getAddress()->getStorageBinary(&place, &length))
         return code;
     isFatal = false;
+    const uint32_t forkMark = QXProcessGetForkMark();
     PlatformHandle<&QXSocketClose> made;
     if (QXSocketCreate(place.family, m_type, m_protocol, made.put()) != 0) {
         const ENUM_QX_E_SOCKET code = lastCode();
@@ -89,7 +92,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
     ENUM_QX_E_SOCKET code =
         codeOfCall(QXSocketBind(made.get(), &place, static_cast<int32_t>(length)));
     if (code == 0 && m_socketCount < MaxAddresses) {
-        m_sockets[m_socketCount++] = std::move(made);
+        add(std::move(made), forkMark);
         return 0;
     }
     if (code == 0)
@@ -99,6 +102,11 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
         code = lastCode();
     }
     return code;
+}
+
+void TcpServerSocket2::add(PlatformHandle<&QXSocketClose> socket, uint32_t forkMark) {
+    m_forkMarks[m_socketCount] = forkMark;
+    m_sockets[m_socketCount++] = std::move(socket);
 }
 
 ENUM_QX_E_SOCKET TcpServerSocket2::listen(int backlog) {
@@ -132,7 +140,8 @@ ENUM_QX_E_SOCKET TcpServerSocket2::addListening(uint64_t nativeSocket) {
         return QX_E_SOCKET_EMFILE;
     if (QXSocketSetInherited(nativeSocket, 0) != 0)
         return lastCode();
-    m_sockets[m_socketCount++] = PlatformHandle<&QXSocketClose>(nativeSocket);
+    constexpr uint32_t NotOwn = 0; // others may have it, too
+    add(PlatformHandle<&QXSocketClose>(nativeSocket), NotOwn);
     return 0;
 }
 
@@ -239,6 +248,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::close() {
     ENUM_QX_E_SOCKET last = 0;
     const uint32_t count = std::exchange(m_socketCount, 0u);
     for (uint32_t i = 0; i < count; ++i) {
+        QXSocketEndListening(m_sockets[i].get(), m_forkMarks[i]);
         const ENUM_QX_E_SOCKET code = codeOfCall(m_sockets[i].reset());
         if (code != 0 && !isNoConnection(code))
             last = code;

@@ -95,6 +95,12 @@ QX_API int32_t QXSocketBind(QXSocket socket, const qx_sockaddr_union* address, i
 /// socket and those that it accepts have QX_SO_REUSEADDR, without which the system would not let
 /// the port be bound again while their connections linger. No other call sets it.
 QX_API int32_t QXSocketListen(QXSocket socket, int32_t backlog);
+/// Ends the listening of a socket that is about to be closed and that nobody outside this process
+/// was given, unless the process has forked since @p forkMark was had (QXProcessGetForkMark), which
+/// was before the socket was made. Closing alone does not end it while a thread is starting a
+/// program, which has a copy of the socket until it is executed. A failure is for the closing to
+/// tell.
+QX_API void QXSocketEndListening(QXSocket socket, uint32_t forkMark);
 /// Connects a socket, and waits without limit. 10035 when the socket is non-blocking and the
 /// connection is under way.
 QX_API int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length);

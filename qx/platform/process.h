@@ -106,6 +106,10 @@ QX_API int32_t QXProcessExchange(QXHandle* streams, const void* input, size_t le
 /// Number of the calling process.
 QX_API uint32_t QXProcessGetID(void);
 
+/// A number, never 0, that changes when a fork of this process begins and again when it is done. As
+/// long as it is the same no child has been made that shares what the process has opened since.
+QX_API uint32_t QXProcessGetForkMark(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -286,15 +286,18 @@ QX_TEST_IN_CHILD(SharedObjectsInAProcess, NoObjectIsEverAStandardStream) {
 }
 
 // A program has copies of all descriptors from when a thread starts it until it is executed.
-TEST(SharedMemory, OutlivesItsUserInAForkAndNotInAProgramThatIsBeingStarted) {
+TEST(WhatIsClosed, GoesOnInAForkAndNotInAProgramThatIsBeingStarted) {
     const std::string name = uniqueName("copied");
     for (const bool isForked : {false, true}) {
         std::optional<SharedMemory> memory(std::in_place, name.c_str(), 1, Create, 0);
+        std::optional<net::TcpServerSocket> server(std::in_place, 0, 1);
+        const unsigned short port = server->getPort();
         const ChildProcess child(isForked ? fork() : pid_t(syscall(SYS_clone, SIGCHLD, 0, 0, 0)));
         while (child.pid() == 0)
             pause();
-        memory.reset();
+        memory.reset(), server.reset();
         EXPECT_EQ(openResult(name, 0, 0, 1), isForked ? result::Ok : result::NotFound);
+        EXPECT_EQ(resultOf([&] { net::TcpServerSocket(port, 1); }) < 0, isForked);
     }
 }
 

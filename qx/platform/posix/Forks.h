@@ -24,8 +24,7 @@ extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 extern const ForkSteps WaiterForkSteps;       // ForkMark.cpp
 extern const ForkSteps LeavingForkSteps;      // LeavingThreads.cpp
 
-/// A number, never 0, that changes when a fork of this process begins and when it is done. What was
-/// opened since it was the same is shared with no child of a fork.
+/// See QXProcessGetForkMark.
 uint32_t forkMark() noexcept;
 
 } // namespace qx::platform

@@ -9,6 +9,7 @@
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 
+#include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/WaitEnd.h>
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/net/socketaddress.h>
@@ -241,6 +242,11 @@ int32_t QXSocketListen(QXSocket socket, int32_t backlog) {
     const int descriptor = descriptorOf(socket);
     allowLingering(descriptor);
     return ::listen(descriptor, backlog) == 0 ? 0 : socketFailed();
+}
+
+void QXSocketEndListening(QXSocket socket, uint32_t forkMark) {
+    if (forkMark == qx::platform::forkMark())
+        ::shutdown(descriptorOf(socket), SHUT_RD);
 }
 
 int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length) {

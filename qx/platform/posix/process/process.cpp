@@ -14,6 +14,7 @@
 
 #include <qx/platform/result.h>
 
+#include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/path.h>
@@ -371,5 +372,7 @@ int32_t QXProcessGetNumber(QXHandle process, uint32_t* number) {
     *number = 0;
     return numberOfChild(process, *number);
 }
+
+uint32_t QXProcessGetForkMark() { return forkMark(); }
 
 uint32_t QXProcessGetID() { return static_cast<uint32_t>(::getpid()); }
