@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <qx/platform/native.h>
@@ -65,13 +66,21 @@ TEST_P(Fork, ChildDoesWhatTheThreadsOfItsParentAreInTheMiddleOf) {
 INSTANTIATE_TEST_SUITE_P(Uses, Fork, testing::ValuesIn(Fork::allAndEach()),
                          testing::PrintToStringParamName());
 
-TEST(ForkedChild, IsMadeWhileTheLibraryStartsAndEnds) {
-    const std::jthread restarting([](const std::stop_token& stop) {
-        while (!stop.stop_requested())
-            QXCLLibUninit(), QXCLLibInit();
-    });
-    for (int i = 0; i < 8 * Forks; ++i)
-        ASSERT_TRUE(holdsInFork([] { return true; }));
+TEST(ForkedChild, IsMadeWhileTheLibraryStartsAndEndsAndStartsPrograms) {
+    constexpr unsigned int OnePipe = QX_PROCESS_INHERIT_INPUT | QX_PROCESS_INHERIT_ERROR;
+    const int next = dup(0); // the number that the parent's end will have
+    close(next);
+    for (void (*const step)() :
+         {+[] { QXCLLibUninit(), QXCLLibInit(); },
+          +[] { qx::exec::Process(nullptr, u"true", nullptr, nullptr, OnePipe).join(); }}) {
+        const std::jthread repeating([step](const std::stop_token& stop) {
+            while (!stop.stop_requested())
+                step();
+        });
+        // With the other end of the pipe the output would not end before the child does.
+        for (int i = 0; i < 8 * Forks; ++i)
+            ASSERT_TRUE(holdsInFork([&] { return fcntl(next + 1, F_GETFL) != O_WRONLY; }));
+    }
 }
 
 TEST(ForkedChild, FindsNobodyWaiting) {

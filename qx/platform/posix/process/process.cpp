@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <spawn.h>
 #include <string>
 #include <sys/wait.h>
@@ -228,10 +229,12 @@ private:
     posix_spawnattr_t m_attributes;
 };
 
-/// The pipes between this process and the child's standard streams.
+/// The pipes between this process and the child's standard streams. A fork in between has none of
+/// them: with the child's ends they would not end before the fork does. On the heap, for forks.
 class Pipes {
 public:
     explicit Pipes(uint32_t flags) {
+        const std::lock_guard guard(m_lock);
         for (int stream = 0; stream < StandardStreams; ++stream) {
             const bool isMerged = stream == STDERR_FILENO && (flags & QX_PROCESS_MERGE_ERROR) != 0;
             if (isMerged || (flags & InheritFlags[stream]) != 0)
@@ -247,6 +250,10 @@ public:
             m_child[stream] = std::move(isInput ? reads : writes);
             m_parent[stream] = std::move(isInput ? writes : reads);
         }
+    }
+    ~Pipes() {
+        const std::lock_guard guard(m_lock);
+        close();
     }
 
     void connect(ChildActions& actions, uint32_t flags) const noexcept {
@@ -267,14 +274,33 @@ public:
     }
 
 private:
+    static const ForkSteps Steps;
+
+    void close() noexcept {
+        for (int stream = 0; stream < StandardStreams; ++stream) {
+            m_parent[stream] = Descriptor();
+            m_child[stream] = Descriptor();
+        }
+    }
+
+    std::mutex m_lock; // held over a fork
     Descriptor m_parent[StandardStreams];
     Descriptor m_child[StandardStreams];
+    ForkWatch m_watch{this, Steps}; // last
 };
 
+constexpr ForkSteps Pipes::Steps{
+    [](void* pipes) noexcept { static_cast<Pipes*>(pipes)->m_lock.lock(); },
+    [](void* pipes) noexcept { static_cast<Pipes*>(pipes)->m_lock.unlock(); },
+    [](void* pipes) noexcept {
+        static_cast<Pipes*>(pipes)->close();
+        static_cast<Pipes*>(pipes)->m_lock.unlock();
+    }};
+
 QXHandle startProgram(Program& program, uint32_t flags, QXHandle* streams) {
-    Pipes pipes(flags);
+    const auto pipes = std::make_unique<Pipes>(flags);
     ChildActions actions;
-    pipes.connect(actions, flags);
+    pipes->connect(actions, flags);
     if (program.folder() >= 0)
         actions.enter(program.folder());
     actions.closeFrom(StandardStreams);
@@ -286,7 +312,7 @@ QXHandle startProgram(Program& program, uint32_t flags, QXHandle* streams) {
         error = program.spawn(actions.get(), signals.get(), &number);
     if (error != 0)
         throw Failure{error == EAGAIN ? NoMoreProcesses : resultFromErrno(error)};
-    pipes.release(streams);
+    pipes->release(streams);
     child->begin(number);
     return enterChild(std::move(child));
 }
