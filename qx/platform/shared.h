@@ -7,6 +7,12 @@
 /// after one. A name is any nul-terminated text that is not empty, path separators included. An
 /// Open gives 0x800700AA when another process has been setting up or removing the object of that
 /// name for some seconds, which only happens when it is stopped just then.
+///
+/// What a process has opened before it becomes another user, as a service does that gives up root,
+/// it can go on using. A child that it forks then has no rights to it: its handles of semaphores
+/// and of shared locks and signals give 0x80070006. Nor can the process remove the files: the last
+/// to close gives back their memory, and the empty files stay until a process of their owner opens
+/// them again or makes its first object.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>

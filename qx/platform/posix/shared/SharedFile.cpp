@@ -103,6 +103,15 @@ bool discardIfUnused(int folder, const char* fileName) {
            discard(folder, fileName, file.get());
 }
 
+/// Gives back the memory of a file without users whose owner the process is no more: it cannot
+/// remove the name.
+void emptyIfForeign(int descriptor) {
+    struct stat status;
+    if (fstat(descriptor, &status) == 0 && status.st_uid != geteuid() && status.st_nlink != 0 &&
+        tryLockWhole(descriptor) == Locking::Done)
+        static_cast<void>(ftruncate(descriptor, 0));
+}
+
 /// Removes what killed processes left.
 void sweepOnce() {
     static constinit std::atomic_flag done;
@@ -423,10 +432,15 @@ void SharedFile::close() noexcept {
         return;
     // A program that another thread is just starting has the description until it is executed, and
     // with it would keep the lock. So does a child made by fork, which may go on using the file.
+    Descriptor file = std::move(m_descriptor);
     if (m_forkMark == forkMark())
-        tryLock(m_descriptor.get(), F_UNLCK, FirstUserByte, UserBytes);
-    m_descriptor = Descriptor();
-    static_cast<void>(resultOf([&] { removeUnused(m_place, m_fileName); }));
+        tryLock(file.get(), F_UNLCK, FirstUserByte, UserBytes);
+    else
+        file = Descriptor();
+    bool isRemoved = false;
+    static_cast<void>(resultOf([&] { isRemoved = removeUnused(m_place, m_fileName); }));
+    if (!isRemoved && file)
+        emptyIfForeign(file.get());
 }
 
 } // namespace qx::platform::shared
