@@ -119,7 +119,7 @@ const Script Scripts[] = {
      {b(QXConditionAcquire), b(QXConditionAcquire), b(QXConditionAcquire),
       b(QXConditionWait, Blocks), a(QXConditionAcquire), a(QXConditionSignal),
       a(QXConditionRelease), b(Ends), b(QXConditionRelease), b(QXConditionRelease),
-      a(QXConditionTryAcquire, Busy), b(QXConditionTimedWait, 150, Blocks), a(QXConditionAcquire),
+      a(QXConditionTryAcquire, Busy), b(QXConditionTimedWait, 600, Blocks), a(QXConditionAcquire),
       a(QXConditionRelease), b(Ends, TimedOut), a(QXConditionTryAcquire, Busy),
       b(QXConditionRelease), b(QXConditionRelease, NotOwner)}},
     {"AnEventRemembersOneSignal",
