@@ -19,10 +19,8 @@ namespace {
 
 using namespace qxtest;
 
-/// The address sanitizer of this compiler leaves the locks of its memory held in a child, so that a
-/// program of malloc, free and fork alone hangs. The thread sanitizer takes the threads of a child
-/// for those of its parent.
-constexpr bool ChildHasMemory = !Sanitized || ThreadSanitized, ChildHasThreads = !ThreadSanitized;
+/// The thread sanitizer takes the threads of a child for those of its parent.
+constexpr bool ChildHasThreads = !ThreadSanitized;
 
 constexpr int Forks = Sanitized ? 8 : 25;
 

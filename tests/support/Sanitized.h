@@ -17,4 +17,9 @@ inline constexpr bool Sanitized = true;
 inline constexpr bool Sanitized = ThreadSanitized;
 #endif
 
+/// Whether a child that a program with threads has forked has memory. The address sanitizer of this
+/// compiler leaves the locks of its own held in a child, so that a program of malloc, free and fork
+/// alone hangs.
+inline constexpr bool ChildHasMemory = !Sanitized || ThreadSanitized;
+
 } // namespace qxtest
