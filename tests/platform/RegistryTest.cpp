@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,7 +12,6 @@
 // The two ways to compute the checksum cannot be told apart from outside.
 #include "qx/platform/detail/Crc32c.h"
 
-#include "tests/ipc/IpcTesting.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/TemporaryRegistry.h"
