@@ -41,7 +41,7 @@ class Listener {
 public:
     /// @throws ResultException with the code of the resolver, of binding or of listening
     explicit Listener(const Place& place);
-    ~Listener() { QXSocketEndListening(m_socket.get(), m_forkMark); }
+    ~Listener() { QXSocketEndListening(m_socket.get(), m_forkEpoch); }
 
     const Socket& socket() const noexcept { return m_socket; }
     uint16_t port() const noexcept { return m_port; }
@@ -52,7 +52,7 @@ public:
     Socket accept(qx_sockaddr_union* peer = nullptr) const;
 
 private:
-    const uint32_t m_forkMark = QXProcessGetForkMark();
+    const uint32_t m_forkEpoch = QXProcessGetForkEpoch();
     Socket m_socket;
     uint16_t m_port = 0;
 };

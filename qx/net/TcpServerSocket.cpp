@@ -30,7 +30,7 @@ String withErrorText() {
 } // namespace
 
 TcpServerSocket::TcpServerSocket(unsigned short port, int backlog)
-    : m_forkMark(QXProcessGetForkMark()) {
+    : m_forkEpoch(QXProcessGetForkEpoch()) {
     if (const ENUM_QX_E_SOCKET code = TcpSocket2::init())
         throwDescribed(u"TcpServerSocket: Winsock failed to load ", code);
     if (QXSocketCreate(QX_AF_INET, QX_SOCK_STREAM, 0, m_socket.put()) != 0)
@@ -50,7 +50,7 @@ TcpServerSocket::TcpServerSocket(unsigned short port, int backlog)
         throw io::IoException(withErrorText());
 }
 
-TcpServerSocket::~TcpServerSocket() { QXSocketEndListening(m_socket.get(), m_forkMark); }
+TcpServerSocket::~TcpServerSocket() { QXSocketEndListening(m_socket.get(), m_forkEpoch); }
 
 Reference<TcpSocket> TcpServerSocket::accept() { return acceptIn(NoLimit); }
 

@@ -61,7 +61,7 @@ private:
     PlatformHandle<&QXSocketClose> m_socket; // does not block: another thread may be quicker
     std::unique_ptr<StopSignal> m_stop;
     unsigned short m_port = 0;
-    uint32_t m_forkMark; // before the socket was made
+    uint32_t m_forkEpoch; // before the socket was made
 };
 
 } // namespace qx::net

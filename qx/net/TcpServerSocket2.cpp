@@ -82,7 +82,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
     if (const ENUM_QX_E_SOCKET code = address.getAddress()->getStorageBinary(&place, &length))
         return code;
     isFatal = false;
-    const uint32_t forkMark = QXProcessGetForkMark();
+    const uint32_t forkEpoch = QXProcessGetForkEpoch();
     PlatformHandle<&QXSocketClose> made;
     if (QXSocketCreate(place.family, m_type, m_protocol, made.put()) != 0) {
         const ENUM_QX_E_SOCKET code = lastCode();
@@ -92,7 +92,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
     ENUM_QX_E_SOCKET code =
         codeOfCall(QXSocketBind(made.get(), &place, static_cast<int32_t>(length)));
     if (code == 0 && m_socketCount < MaxAddresses) {
-        add(std::move(made), forkMark);
+        add(std::move(made), forkEpoch);
         return 0;
     }
     if (code == 0)
@@ -104,8 +104,8 @@ ENUM_QX_E_SOCKET TcpServerSocket2::bindOne(const InetSocketAddress& address, boo
     return code;
 }
 
-void TcpServerSocket2::add(PlatformHandle<&QXSocketClose> socket, uint32_t forkMark) {
-    m_forkMarks[m_socketCount] = forkMark;
+void TcpServerSocket2::add(PlatformHandle<&QXSocketClose> socket, uint32_t forkEpoch) {
+    m_forkEpochs[m_socketCount] = forkEpoch;
     m_sockets[m_socketCount++] = std::move(socket);
 }
 
@@ -248,7 +248,7 @@ ENUM_QX_E_SOCKET TcpServerSocket2::close() {
     ENUM_QX_E_SOCKET last = 0;
     const uint32_t count = std::exchange(m_socketCount, 0u);
     for (uint32_t i = 0; i < count; ++i) {
-        QXSocketEndListening(m_sockets[i].get(), m_forkMarks[i]);
+        QXSocketEndListening(m_sockets[i].get(), m_forkEpochs[i]);
         const ENUM_QX_E_SOCKET code = codeOfCall(m_sockets[i].reset());
         if (code != 0 && !isNoConnection(code))
             last = code;

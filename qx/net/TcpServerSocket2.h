@@ -124,13 +124,13 @@ private:
                                   const qx_timeval* limit);
     ENUM_QX_E_SOCKET awaitConnection(uint64_t& listening, const qx_timeval* limit) const;
     ENUM_QX_E_SOCKET shutdown(int32_t direction);
-    void add(PlatformHandle<&QXSocketClose> socket, uint32_t forkMark);
+    void add(PlatformHandle<&QXSocketClose> socket, uint32_t forkEpoch);
 
     int32_t m_family;
     int32_t m_type;
     int32_t m_protocol;
     PlatformHandle<&QXSocketClose> m_sockets[MaxAddresses];
-    uint32_t m_forkMarks[MaxAddresses] = {}; // before each was made; 0 for one of somebody else
+    uint32_t m_forkEpochs[MaxAddresses] = {}; // before each was made; 0 for one of somebody else
     uint32_t m_socketCount = 0;
     AddressList m_bindList;
     AddressList m_boundList;

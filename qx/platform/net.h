@@ -96,11 +96,11 @@ QX_API int32_t QXSocketBind(QXSocket socket, const qx_sockaddr_union* address, i
 /// the port be bound again while their connections linger. No other call sets it.
 QX_API int32_t QXSocketListen(QXSocket socket, int32_t backlog);
 /// Ends the listening of a socket that is about to be closed and that nobody outside this process
-/// was given, unless the process has forked since @p forkMark was had (QXProcessGetForkMark), which
-/// was before the socket was made. Closing alone does not end it while a thread is starting a
+/// was given, unless the process has forked since @p forkEpoch was had (QXProcessGetForkEpoch),
+/// which was before the socket was made. Closing alone does not end it while a thread is starting a
 /// program, which has a copy of the socket until it is executed. A failure is for the closing to
 /// tell.
-QX_API void QXSocketEndListening(QXSocket socket, uint32_t forkMark);
+QX_API void QXSocketEndListening(QXSocket socket, uint32_t forkEpoch);
 /// Connects a socket, and waits without limit. 10035 when the socket is non-blocking and the
 /// connection is under way.
 QX_API int32_t QXSocketConnect(QXSocket socket, const qx_sockaddr_union* address, int32_t length);

@@ -108,7 +108,7 @@ QX_API uint32_t QXProcessGetID(void);
 
 /// A number, never 0, that changes when a fork of this process begins and again when it is done. As
 /// long as it is the same no child has been made that shares what the process has opened since.
-QX_API uint32_t QXProcessGetForkMark(void);
+QX_API uint32_t QXProcessGetForkEpoch(void);
 
 #ifdef __cplusplus
 }

@@ -29,6 +29,9 @@ QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* rig
 /// changed so lately that the clock of the file system may not tell the two apart, or its time is
 /// in the future.
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
+/// The same for the state that a replacement has just given, whose time is precise and therefore no
+/// other change's: 0 only where the file system keeps whole seconds.
+QX_API int32_t QXFileIsReplacedStateSettled(const QXFileState* state);
 
 /// Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,
 /// and whoever looks after a crash or a power cut at any moment, finds the old bytes or the new
@@ -45,8 +48,7 @@ QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 /// the folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a
 /// file that the caller may not write, even where the folder would allow it. @p state (may be null)
 /// receives the state of the new file when that stands, else all zeros. Its time is later than that
-/// of the file before, or of now where no file can be later. It is precise, so that no other change
-/// gives the same; whole seconds show a file system that keeps no parts of them.
+/// of the file before, or of now where no file can be later.
 QX_API int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
                              QXFileState* state);
 

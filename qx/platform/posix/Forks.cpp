@@ -31,9 +31,9 @@ constinit ForkNode* s_outermost = nullptr;
 constinit ForkNode* s_outerLast = nullptr;
 
 // Odd, so that it never becomes 0.
-constinit std::atomic<uint32_t> s_mark{1};
+constinit std::atomic<uint32_t> s_epoch{1};
 
-void changeMark() noexcept { s_mark.fetch_add(2, std::memory_order_relaxed); }
+void beginEpoch() noexcept { s_epoch.fetch_add(2, std::memory_order_relaxed); }
 
 void take(void (*step)(void*) noexcept, void* state) noexcept {
     if (step != nullptr)
@@ -49,12 +49,12 @@ void beforeFork() noexcept {
         take(node->steps->before, node->state);
     for (const ForkSteps* const each : OwnStates)
         take(each->before, nullptr);
-    changeMark(); // when all locks are held: what is opened under one of them is older or newer
+    beginEpoch(); // when all locks are held: what is opened under one of them is older or newer
 }
 
 template <auto Step>
 void afterFork() noexcept {
-    changeMark();
+    beginEpoch();
     for (size_t i = std::size(OwnStates); i-- > 0;)
         take(OwnStates[i]->*Step, nullptr);
     for (const ForkNode* node = s_last; node != nullptr; node = node->previous)
@@ -80,7 +80,7 @@ void enter(ForkNode& node, ForkNode*& first, ForkNode*& last) noexcept {
 
 } // namespace
 
-uint32_t forkMark() noexcept { return s_mark.load(std::memory_order_relaxed); }
+uint32_t forkEpoch() noexcept { return s_epoch.load(std::memory_order_relaxed); }
 
 void enterForks(ForkNode& node) noexcept {
     const std::lock_guard guard(s_lock);

@@ -24,7 +24,7 @@ extern const ForkSteps ThreadNumberForkSteps; // ThreadIdentity.cpp
 extern const ForkSteps WaiterForkSteps;       // ForkMark.cpp
 extern const ForkSteps LeavingForkSteps;      // LeavingThreads.cpp
 
-/// See QXProcessGetForkMark.
-uint32_t forkMark() noexcept;
+/// See QXProcessGetForkEpoch.
+uint32_t forkEpoch() noexcept;
 
 } // namespace qx::platform

@@ -30,13 +30,6 @@ std::shared_ptr<const std::string> pathOf(const String& name, int32_t& result) {
     return std::make_shared<const std::string>(std::move(path));
 }
 
-/// Whether every later state of a file is another one, for the state that replacing it gave. Its
-/// time is precise, unless the file system keeps whole seconds.
-bool isSettledByReplacing(const QXFileState& state) {
-    constexpr int64_t NanosecondsInSecond = 1'000'000'000;
-    return state.modified % NanosecondsInSecond != 0 || QXFileIsStateSettled(&state) != 0;
-}
-
 } // namespace
 
 IniFile::OwnSets::OwnSets(const OwnSets& other)
@@ -325,7 +318,7 @@ int32_t IniFile::WriteToFile() {
     const int32_t result = QXFileReplace(m_path->c_str(), text.data(),
                                          static_cast<int64_t>(text.size()), ModeForAll, &state);
     if (state.inode != 0) {
-        const bool isSettled = isSettledByReplacing(state);
+        const bool isSettled = QXFileIsReplacedStateSettled(&state) != 0;
         m_known = {state, isSettled ? 0 : std::hash<std::string>()(text), isSettled};
     }
     m_writeResult = result < 0 ? result : built;

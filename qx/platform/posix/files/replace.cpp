@@ -37,6 +37,11 @@ int64_t nanoseconds(const timespec& time) noexcept {
     return count;
 }
 
+/// Whether the file system keeps no parts of seconds, as far as the state shows it.
+bool hasWholeSeconds(const QXFileState& state) noexcept {
+    return state.modified % NanosecondsInSecond == 0;
+}
+
 int64_t now() noexcept {
     timespec time;
     ::clock_gettime(CLOCK_REALTIME, &time);
@@ -205,12 +210,15 @@ int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* right) {
 }
 
 int32_t QXFileIsStateSettled(const QXFileState* state) {
-    // Ten times the longest tick of the kernel's clock; file systems with whole seconds show them.
-    constexpr int64_t Tick = 100'000'000;
-    const int64_t tick = state->modified % NanosecondsInSecond == 0 ? CoarseTick : Tick;
+    constexpr int64_t Tick = 100'000'000; // ten times the longest of the kernel's clock
+    const int64_t tick = hasWholeSeconds(*state) ? CoarseTick : Tick;
     // A change may yet be made at a time in the future. Only ages of very old files overflow.
     int64_t age = 0;
     return __builtin_sub_overflow(now(), state->modified, &age) || age > tick;
+}
+
+int32_t QXFileIsReplacedStateSettled(const QXFileState* state) {
+    return !hasWholeSeconds(*state) || QXFileIsStateSettled(state) != 0;
 }
 
 int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,

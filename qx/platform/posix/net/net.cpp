@@ -244,8 +244,8 @@ int32_t QXSocketListen(QXSocket socket, int32_t backlog) {
     return ::listen(descriptor, backlog) == 0 ? 0 : socketFailed();
 }
 
-void QXSocketEndListening(QXSocket socket, uint32_t forkMark) {
-    if (forkMark == qx::platform::forkMark())
+void QXSocketEndListening(QXSocket socket, uint32_t forkEpoch) {
+    if (forkEpoch == qx::platform::forkEpoch())
         ::shutdown(descriptorOf(socket), SHUT_RD);
 }
 

@@ -399,6 +399,6 @@ int32_t QXProcessGetNumber(QXHandle process, uint32_t* number) {
     return numberOfChild(process, *number);
 }
 
-uint32_t QXProcessGetForkMark() { return forkMark(); }
+uint32_t QXProcessGetForkEpoch() { return forkEpoch(); }
 
 uint32_t QXProcessGetID() { return static_cast<uint32_t>(::getpid()); }

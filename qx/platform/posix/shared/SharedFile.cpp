@@ -251,7 +251,7 @@ void forEachOwnFile(Place place, const FileVisitor& visit) {
 
 int32_t SharedFile::tryOpen(const SharedFileRequest& request, bool& isNew) {
     m_place = request.place;
-    m_forkMark = forkMark();
+    m_forkEpoch = forkEpoch();
     isNew = false;
     makeFileName(request.place, request.name, m_fileName);
     const Descriptor folder = openFolder(request.place, Missing::IsMade).descriptor;
@@ -415,7 +415,7 @@ bool SharedFile::tryReenter() noexcept {
     if (!own)
         return false;
     std::swap(own, m_descriptor);
-    m_forkMark = forkMark();
+    m_forkEpoch = forkEpoch();
     bool isUser = false;
     return resultOf([&] { isUser = tryTakeSlot(); }) >= 0 && isUser;
 }
@@ -433,7 +433,7 @@ void SharedFile::close() noexcept {
     // A program that another thread is just starting has the description until it is executed, and
     // with it would keep the lock. So does a child made by fork, which may go on using the file.
     Descriptor file = std::move(m_descriptor);
-    if (m_forkMark == forkMark())
+    if (m_forkEpoch == forkEpoch())
         tryLock(file.get(), F_UNLCK, FirstUserByte, UserBytes);
     else
         file = Descriptor();

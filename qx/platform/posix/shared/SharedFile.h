@@ -112,7 +112,7 @@ private:
     Descriptor openAgain() const noexcept;
 
     Descriptor m_descriptor;
-    uint32_t m_forkMark = 0; // when it was opened
+    uint32_t m_forkEpoch = 0; // when it was opened
     Place m_place = Place::Lock;
     uint32_t m_slot = 0;
     char m_fileName[FileNameCapacity] = {};
