@@ -63,6 +63,7 @@ make_archive() {
 
 heading "archive $name.tar.xz of ${commit:0:12}"
 work=$(mktemp -d)
+chmod 755 "$work" # some tests run programs as another user
 trap 'rm -rf "$work"' EXIT
 if git -C "$work" rev-parse --git-dir &>/dev/null; then
     fail "$work lies in a repository; set TMPDIR to a folder outside"
