@@ -83,21 +83,26 @@ private:
 
 constinit CodecAnswer s_codecs;
 
+/// Most names differ in their first letter, which takes no call to compare.
+bool isName(const char* name, const char* known) noexcept {
+    return *name == *known && std::strcmp(name, known) == 0;
+}
+
 /// True for the code set of the C and POSIX locales. They are those of programs whose user has
 /// chosen none, and all that they can express is the same in UTF-8.
 bool isAscii(const char* codeSet) noexcept {
-    return std::strcmp(codeSet, "ANSI_X3.4-1968") == 0 || std::strcmp(codeSet, "US-ASCII") == 0;
+    return isName(codeSet, "ANSI_X3.4-1968") || isName(codeSet, "US-ASCII");
 }
 
 /// True for a code set in whose place UTF-8 is used for want of a codec.
 bool isMissing(const char* codeSet) noexcept {
-    return std::strcmp(codeSet, Utf8) != 0 && !isAscii(codeSet) && !s_codecs.find(codeSet);
+    return !isName(codeSet, Utf8) && !isAscii(codeSet) && !s_codecs.find(codeSet);
 }
 
 /// Name of the default encoding. UTF-8 is always the same pointer.
 const char* defaultEncoding() noexcept {
     const char* const codeSet = ::nl_langinfo(CODESET);
-    const bool isUtf8 = std::strcmp(codeSet, Utf8) == 0 || isAscii(codeSet) || isMissing(codeSet);
+    const bool isUtf8 = isName(codeSet, Utf8) || isAscii(codeSet) || isMissing(codeSet);
     return isUtf8 ? Utf8 : codeSet;
 }
 
@@ -234,7 +239,7 @@ int32_t QXUnicodeToAnsi(const char16_t* text, int32_t length, char* buffer, int3
     ByteSink sink(buffer, capacity);
     if (name == Utf8)
         return toUtf8(units, sink);
-    if (std::strcmp(name, "ISO-8859-1") == 0)
+    if (isName(name, "ISO-8859-1"))
         return toLatin1(units, sink);
     return toCodeSet(units, name, sink);
 }

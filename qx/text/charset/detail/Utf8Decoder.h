@@ -192,6 +192,8 @@ QX_INLINE_VECTOR RunLength decodePart(const DecodeConstants& c, const uint8_t* i
     return {size, written};
 }
 
+constexpr size_t FewBlocks = 3;
+
 /// All but the last blocks, and what is in front of the first that is ill-formed. Apart from the
 /// kernel, so that short text does not wait for the constants.
 QX_TARGET_VECTOR __attribute__((noinline)) RunLength decodeBlocks(const uint8_t* in, size_t size,
@@ -222,6 +224,20 @@ QX_TARGET_VECTOR __attribute__((noinline)) RunLength decodeBlocks(const uint8_t*
     return done;
 }
 
+/// The same for text that is too short to wait for the constants.
+QX_INLINE_VECTOR RunLength decodeFewBlocks(const DecodeConstants& c, const uint8_t* in, size_t size,
+                                           char16_t* out, size_t capacity) {
+    RunLength done;
+    while (size - done.read >= VectorBytes && capacity - done.written >= VectorBytes) {
+        const RunLength step =
+            decodeBlock(c, load(in + done.read), VectorBytes, out + done.written);
+        if (step.read == 0)
+            break;
+        done += step;
+    }
+    return done;
+}
+
 /// Widens up to two vectors of bytes, not even one byte when they are not ASCII.
 QX_INLINE_VECTOR bool widenIfAscii(const uint8_t* in, size_t size, char16_t* out) {
     if (size < VectorBytes)
@@ -242,8 +258,10 @@ QX_INLINE_VECTOR RunLength decodeUtf8(const uint8_t* in, size_t size, char16_t* 
     if (size <= std::min(capacity, 2 * VectorBytes) && widenIfAscii(in, size, out))
         return {size, size};
     RunLength done;
-    if (size >= VectorBytes)
+    if (size >= FewBlocks * VectorBytes)
         done = decodeBlocks(in, size, out, capacity);
+    else
+        done = decodeFewBlocks(decodeConstants(), in, size, out, capacity);
     const size_t left = size - done.read;
     if (left == 0)
         return done;
