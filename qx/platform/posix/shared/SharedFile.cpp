@@ -104,12 +104,11 @@ bool discardIfUnused(int folder, const char* fileName) {
 }
 
 /// Gives back the memory of a file without users whose owner the process is no more: it cannot
-/// remove the name.
-void emptyIfForeign(int descriptor) {
+/// remove the name. True when it did.
+bool emptyIfForeign(int descriptor) {
     struct stat status;
-    if (fstat(descriptor, &status) == 0 && status.st_uid != geteuid() && status.st_nlink != 0 &&
-        tryLockWhole(descriptor) == Locking::Done)
-        static_cast<void>(ftruncate(descriptor, 0));
+    return fstat(descriptor, &status) == 0 && status.st_uid != geteuid() && status.st_nlink != 0 &&
+           tryLockWhole(descriptor) == Locking::Done && ftruncate(descriptor, 0) == 0;
 }
 
 /// Removes what killed processes left.
