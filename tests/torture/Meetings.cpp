@@ -25,9 +25,9 @@ using Part = std::function<void()>;
 
 /// A part of a meeting in a process of its own, which stands still at first and is killed when it
 /// has not ended.
-class Process {
+class TracedProcess {
 public:
-    explicit Process(const Part& part) : m_id(fork()) {
+    explicit TracedProcess(const Part& part) : m_id(fork()) {
         if (m_id == 0) {
             alarm(30); // instead of hanging
             ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
@@ -41,7 +41,7 @@ public:
         constexpr long Options = PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL;
         require(ptrace(PTRACE_SETOPTIONS, m_id, nullptr, Options) == 0, "cannot be traced");
     }
-    ~Process() {
+    ~TracedProcess() {
         kill(m_id, SIGKILL);
         while (m_isThere)
             awaitChange();
@@ -106,10 +106,10 @@ struct Meeting {
 
 /// True when all ended well. @p isVictimFirst: it goes as far as it comes before the other begins.
 bool hold(const Meeting& meeting, int victimCalls, int survivorCalls, bool isVictimFirst) {
-    bool isWell = Process(meeting.prepare).endsWell(), isVictimDone = false;
-    Process survivor(meeting.survivor);
+    bool isWell = TracedProcess(meeting.prepare).endsWell(), isVictimDone = false;
+    TracedProcess survivor(meeting.survivor);
     {
-        Process victim(meeting.victim);
+        TracedProcess victim(meeting.victim);
         if (!isVictimFirst)
             survivor.begin(survivorCalls);
         victim.begin(victimCalls);
@@ -118,13 +118,13 @@ bool hold(const Meeting& meeting, int victimCalls, int survivorCalls, bool isVic
         isVictimDone = victim.isDone();
     }
     isWell &= survivor.endsWell();
-    return isWell & Process([&] { meeting.later(isVictimDone); }).endsWell();
+    return isWell & TracedProcess([&] { meeting.later(isVictimDone); }).endsWell();
 }
 
 /// How many calls a part makes where nobody else is.
 int callsOf(const Meeting& meeting, const Part& part) {
-    Process(meeting.prepare).endsWell();
-    return Process(part).begin(INT_MAX);
+    TracedProcess(meeting.prepare).endsWell();
+    return TracedProcess(part).begin(INT_MAX);
 }
 
 /// @param first  the pair of calls that is tried first
