@@ -19,27 +19,29 @@ outside="g++ cmake ninja-build pkg-config" # what a program outside the tree is 
 
 # A machine to install on, with what the consumer is built with; made once.
 make_clean_root() {
-    local made=$1 suite mirror
+    local made=$1 suite mirror components=main
     [[ ! -e $made/etc/debian_version ]] || return 0
     [[ $(id -u) == 0 ]] || return 1
     install_missing debootstrap || return 1
     . /etc/os-release
     suite=$VERSION_CODENAME
+    [[ $ID == debian ]] || components+=,universe # where Ubuntu has Ninja
     # Either may be missing.
     mirror=$({ cat /etc/apt/sources.list /etc/apt/sources.list.d/* 2>/dev/null || true; } |
-        grep -oP -m 1 '^(URIs:|deb) *(\[.*\] *)?\Khttps?://\S*debian/?(?=\s|$)') || return 1
+        grep -oP -m 1 "^(URIs:|deb) *(\\[.*\\] *)?\\Khttps?://\\S*$ID/?(?=\\s|\$)") || return 1
     rm -rf "$made.part"
-    debootstrap --variant=minbase "$suite" "$made.part" "$mirror" >"$made.log" &&
+    debootstrap --variant=minbase --components=$components "$suite" "$made.part" "$mirror" >"$made.log" &&
         run_in "$made.part" apt-get -qq -y -o Dpkg::Use-Pty=0 --no-install-recommends install $outside >>"$made.log" &&
         mv "$made.part" "$made"
 }
 
-# run_in ROOT COMMAND...
+# run_in ROOT COMMAND...: with processes of its own, which /proc shows, as everywhere.
 run_in() {
     local made=$1
     shift
     env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
-        chroot "$made" "$@"
+        unshare --mount --pid --fork --kill-child \
+        bash -ec 'mount -t proc proc "$0/proc"; exec chroot "$0" "$@"' "$made" "$@"
 }
 
 # What a user would try first. BIN and PREFIX say where the packages lie.
@@ -110,7 +112,7 @@ finish_symbols() {
     below=$(mktemp -d)
     dpkg-deb -R "$1" "$below/package"
     sed -i 's|  /.*-dbgsym/usr/|  usr/|' "$below/package/DEBIAN/md5sums"
-    dpkg-deb --root-owner-group -Zxz --threads-max=1 -b "$below/package" "${1%.ddeb}.deb" >/dev/null
+    DPKG_DEB_THREADS_MAX=1 dpkg-deb --root-owner-group -Zxz -b "$below/package" "${1%.ddeb}.deb" >/dev/null
     rm -r "$below" "$1"
 }
 

@@ -78,16 +78,16 @@ enter() {
     mount --bind "$made/dev/pts/ptmx" "$made/dev/ptmx"
     mount -t tmpfs -o mode=1777 tmpfs "$made/dev/shm"
     mount -t tmpfs -o mode=1777 tmpfs "$made/tmp"
-    mkdir -p "$made/qx" "$made/var/cache/ccache"
-    mount --bind "$checkout" "$made/qx"
-    mount -o remount,bind,ro "$made/qx"
-    mount --bind "$build" "$made/qx/build"
+    mkdir -p "$made/checkout" "$made/var/cache/ccache"
+    mount --bind "$checkout" "$made/checkout"
+    mount -o remount,bind,ro "$made/checkout"
+    mount --bind "$build" "$made/checkout/build"
     [[ -z $cache ]] || mount --bind "$cache" "$made/var/cache/ccache"
     cp /etc/resolv.conf "$made/etc/resolv.conf"
     trap 'exit 130' INT TERM # the first process of its own is not ended by them otherwise
     env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root TERM="${TERM:-dumb}" LC_ALL=C.UTF-8 \
         DEBIAN_FRONTEND=noninteractive CCACHE_DIR=/var/cache/ccache chroot "$made" \
-        bash -c 'cd /qx && exec "$@"' in_root "$@"
+        bash -c 'cd /checkout && exec "$@"' in_root "$@"
 }
 
 # in_root COMMAND...: runs it in the root, in the checkout, which can be read there, with a folder build
@@ -105,4 +105,10 @@ test_in_root() {
     in_root "$@" 2>&1 | tee "$out/tests.log" || status=$?
     count_tests "$out/tests.log" || status=1
     return $status
+}
+
+# What a stranger does first besides: the other command of README, and the packages.
+try_in_root() {
+    in_root scripts/demo.sh
+    in_root scripts/package.sh
 }
