@@ -126,13 +126,8 @@ TEST_F(FilesTest, PositionSizeAndAvailableAgree) {
     EXPECT_EQ(size, Size);
 }
 
-bool brokenPipeSignalPending() {
-    sigset_t pending;
-    ::sigpending(&pending);
-    return ::sigismember(&pending, SIGPIPE) == 1;
-}
-
 TEST(Pipes, AreWaitedForAndClosedOnesLeaveTheSignalsOfTheProgramAsTheyWere) {
+    const timespec now{};
     sigset_t brokenPipe, previous;
     ::sigemptyset(&brokenPipe);
     ::sigaddset(&brokenPipe, SIGPIPE);
@@ -163,12 +158,10 @@ TEST(Pipes, AreWaitedForAndClosedOnesLeaveTheSignalsOfTheProgramAsTheyWere) {
         EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe); // the default action kills
         ::pthread_sigmask(SIG_BLOCK, &brokenPipe, &previous);
         EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe);
-        EXPECT_FALSE(brokenPipeSignalPending()) << "ours must be taken back";
+        EXPECT_EQ(::sigtimedwait(&brokenPipe, nullptr, &now), -1) << "ours must be taken back";
         ::pthread_kill(::pthread_self(), SIGPIPE);
         EXPECT_EQ(write(writer.get(), "x"), result::BrokenPipe);
-        EXPECT_TRUE(brokenPipeSignalPending()) << "the program's own must stay";
-        const timespec now{};
-        ::sigtimedwait(&brokenPipe, nullptr, &now);
+        EXPECT_EQ(::sigtimedwait(&brokenPipe, nullptr, &now), SIGPIPE) << "the program's own stays";
         ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     }
 }
@@ -358,14 +351,14 @@ TEST_F(Replace, MakesAllBytesDurableBeforeTheNameAndTheNameAfterwards) {
         FailingCalls calls;
         EXPECT_EQ(replace(), result::Ok);
         EXPECT_EQ(calls.calls(),
-                  (std::vector<std::string>{"open", "open", "fchmod", "write", "futimens", "fsync",
-                                            "rename", "fsync"}));
+                  (std::vector<std::string>{"open", "open", "getxattr", "fchmod", "write",
+                                            "futimens", "fsync", "rename", "fsync"}));
         calls.setCoarse();
         EXPECT_EQ(replace(), result::Ok);
         EXPECT_EQ(readFile(file), New);
     }
     for (const bool isRenamed : {false, true}) {
-        const FailingCalls failing(isRenamed ? 7 : 6, ENOSPC);
+        const FailingCalls failing(isRenamed ? 8 : 7, ENOSPC);
         QXFileState state;
         EXPECT_EQ(replace(&state), result::DiskFull);
         EXPECT_EQ(state.size != 0, isRenamed);
@@ -424,6 +417,8 @@ TEST_F(Replace, KeepsAnAccessListAndTakesNoneFromTheFolder) {
     ::setxattr(folder.path().c_str(), "system.posix_acl_default", list, sizeof list, 0);
     EXPECT_EQ(replace() + ::getxattr(file.c_str(), Name, found, sizeof found), -1);
     const bool isKept = ::setxattr(file.c_str(), Name, list, sizeof list, 0) == 0; // or unknown
+    // One of the two calls that read it fails as when it grows between them.
+    const FailingCalls calls(isKept ? 3 : FailingCalls::Never, ERANGE);
     EXPECT_EQ(replace() + ::getxattr(file.c_str(), Name, found, sizeof found), isKept ? 44 : -1);
     EXPECT_EQ(std::ranges::equal(list, found), isKept);
 }

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace qxtest {
@@ -47,9 +48,9 @@ Function* next(const char* name) {
 }
 
 /// Calls the system's function unless it is the one to fail.
-template <class... Arguments>
-int failOrCall(const char* name, Arguments... arguments) {
-    return fails(name) ? -1 : next<int(Arguments...)>(name)(arguments...);
+template <class Result = int, class... Arguments>
+Result failOrCall(const char* name, Arguments... arguments) {
+    return fails(name) ? -1 : next<Result(Arguments...)>(name)(arguments...);
 }
 
 } // namespace
@@ -84,6 +85,10 @@ int open(const char* path, int flags, ...) {
 
 int fchown(int file, uid_t user, gid_t group) noexcept {
     return failOrCall("fchown", file, user, group);
+}
+
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept {
+    return failOrCall<ssize_t>("getxattr", path, name, value, size);
 }
 
 int fchmod(int file, mode_t mode) noexcept { return failOrCall("fchmod", file, mode); }

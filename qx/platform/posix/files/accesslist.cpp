@@ -1,7 +1,8 @@
 #include "qx/platform/posix/files/accesslist.h"
 
-#include <cerrno>
 #include <sys/xattr.h>
+
+#include <qx/platform/posix/error.h>
 
 namespace qx::platform {
 
@@ -14,6 +15,13 @@ bool isAbsent(ssize_t length) noexcept {
     return length < 0 && (errno == ENODATA || errno == EOPNOTSUPP);
 }
 
+/// Throws when the last call failed for what may be otherwise in a moment. Taken for a list that
+/// cannot be had, it would shut people out for good.
+void throwShortage() {
+    if (errno == ENOSPC || errno == EDQUOT || errno == ENOMEM || errno == EIO)
+        throw Failure{lastResult()};
+}
+
 } // namespace
 
 bool hasAccessList(const char* path) noexcept {
@@ -21,23 +29,31 @@ bool hasAccessList(const char* path) noexcept {
 }
 
 std::optional<AccessList> accessListOf(const char* path) {
-    ssize_t length = ::getxattr(path, Attribute, nullptr, 0);
-    if (isAbsent(length))
-        return AccessList();
-    if (length < 0)
-        return std::nullopt;
-    AccessList list(static_cast<size_t>(length));
-    length = ::getxattr(path, Attribute, list.data(), list.size());
-    // Another length, or no list any more, shows that somebody changes it at this moment.
-    return length == std::ssize(list) ? std::optional(std::move(list)) : std::nullopt;
+    // It may change between the two calls, even so that it does not fit any more.
+    for (int attemptsLeft = 16; attemptsLeft > 0; --attemptsLeft) {
+        ssize_t length = ::getxattr(path, Attribute, nullptr, 0);
+        if (isAbsent(length))
+            return AccessList();
+        if (length < 0)
+            break;
+        AccessList list(static_cast<size_t>(length));
+        length = ::getxattr(path, Attribute, list.data(), list.size());
+        if (length == std::ssize(list))
+            return list;
+    }
+    throwShortage();
+    return std::nullopt;
 }
 
-bool trySetAccessList(int file, const AccessList& list) noexcept {
-    if (!list.empty())
-        return ::fsetxattr(file, Attribute, list.data(), list.size(), 0) == 0;
+bool trySetAccessList(int file, const AccessList& list) {
     // To look costs less than to remove what is not there, for which file systems begin a change.
-    return isAbsent(::fgetxattr(file, Attribute, nullptr, 0)) ||
-           ::fremovexattr(file, Attribute) == 0;
+    const bool isSet = list.empty()
+                           ? isAbsent(::fgetxattr(file, Attribute, nullptr, 0)) ||
+                                 ::fremovexattr(file, Attribute) == 0
+                           : ::fsetxattr(file, Attribute, list.data(), list.size(), 0) == 0;
+    if (!isSet)
+        throwShortage();
+    return isSet;
 }
 
 void closeToGroup(AccessList& list) noexcept {

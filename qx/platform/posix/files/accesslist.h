@@ -14,12 +14,13 @@ using AccessList = std::vector<uint8_t>;
 /// Whether a file has such a list, or may have one for all that can be found out.
 bool hasAccessList(const char* path) noexcept;
 
-/// The list of a file; nothing when it cannot be read.
+/// The list of a file; nothing when it cannot be read. Here and below a want of room or memory and
+/// a failing device are thrown.
 std::optional<AccessList> accessListOf(const char* path);
 
 /// Makes a list that of an open file, whose mode follows it. An empty one removes the list, and the
 /// mode stays. False when that cannot be done.
-bool trySetAccessList(int file, const AccessList& list) noexcept;
+bool trySetAccessList(int file, const AccessList& list);
 
 /// Takes all rights of the file's group out of a list. Others that it names keep theirs.
 void closeToGroup(AccessList& list) noexcept;
