@@ -38,8 +38,8 @@ private:
     struct stat m_made = {};
 };
 
-/// Removes the files that dead writers of the file @p targetName left in @p folder. Those of living
-/// ones stay, also where no other lock keeps them out.
+/// Removes the files that dead writers of the file @p targetName left in @p folder, which has just
+/// been opened. Those of living ones stay, also where no other lock keeps them out.
 void removeLeftovers(const Descriptor& folder, std::string_view targetName) noexcept;
 
 } // namespace qx::platform
