@@ -63,8 +63,10 @@ QX_API int32_t QXFileReplaceBegin(const char* path, uint32_t mode, QXFileReplace
 /// The name of the file aside until the replacement ends, for those who remove it when a signal
 /// ends the process.
 QX_API const char* QXFileReplaceAside(const QXFileReplacement* replacement);
-/// Makes the new file durable and gives it its name, as QXFileReplace does. The replacement has
-/// then ended, also after a failure, with which nothing is left aside.
+/// Makes the new file durable and gives it its name, as QXFileReplace does. What it gets of the old
+/// one is what that has now: who has closed it meanwhile finds it closed, and for one that must not
+/// be replaced any more the result is 0x80070005. The replacement has then ended, also after a
+/// failure, with which nothing is left aside.
 QX_API int32_t QXFileReplaceCommit(QXFileReplacement* replacement, QXFileState* state);
 /// Ends the replacement, and leaves the old file as it is; null does nothing.
 QX_API void QXFileReplaceDiscard(QXFileReplacement* replacement);

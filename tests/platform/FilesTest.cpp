@@ -456,8 +456,14 @@ TEST_F(Replace, EveryReplacementGivesAnotherState) {
         ASSERT_GT(state.modified, previous.modified);
         previous = state;
     }
+    QXFileReplacement* replacement = nullptr; // which goes by what the file is at its end
+    QXHandle handle;
+    ASSERT_EQ(QXFileReplaceBegin(file.c_str(), 0666, &replacement, &handle), result::Ok);
+    fs::permissions(file, fs::perms(0600));
     fs::last_write_time(file, fs::file_time_type::clock::now() + std::chrono::hours(1000));
-    ASSERT_EQ(QXFileGetState(file.c_str(), &previous) + replace(&state), result::Ok);
+    ASSERT_EQ(QXFileGetState(file.c_str(), &previous), result::Ok);
+    ASSERT_EQ(QXFileReplaceCommit(replacement, &state), result::Ok);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
     EXPECT_EQ(QXFileIsStateSettled(&state), 0) << "it may yet be given again";
     EXPECT_EQ(state.modified, previous.modified + 1) << "after a file from the future";
     const timespec far[] = {{0, UTIME_NOW}, {10'000'000'000, 0}}; // beyond 64 bits of nanoseconds

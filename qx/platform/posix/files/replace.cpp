@@ -52,6 +52,14 @@ QXFileState stateOf(const struct stat& status) noexcept {
     return {nanoseconds(status.st_mtim), status.st_size, status.st_dev, status.st_ino};
 }
 
+/// Whether two looks saw one file in one state. The time of the change alone would miss changes
+/// within a tick of the kernel's clock.
+bool isUnchanged(const struct stat& before, const struct stat& now) noexcept {
+    return before.st_ino == now.st_ino && before.st_mode == now.st_mode &&
+           before.st_uid == now.st_uid && before.st_gid == now.st_gid &&
+           nanoseconds(before.st_ctim) == nanoseconds(now.st_ctim);
+}
+
 /// Replaces a path whose last segment is a symbolic link by what that leads to, and looks at that;
 /// false when it does not exist.
 bool followLinks(PathText& path, struct stat& status) {
@@ -92,7 +100,9 @@ public:
     void finish(QXFileState& state);
 
 private:
-    void giveOwnerAndMode() const;
+    void requireReplaceable() const;
+    void giveOwnerAndMode(const struct stat& before) const;
+    void followOld();
     struct stat giveTime() const;
 
     PathText m_target;
@@ -105,10 +115,8 @@ private:
 QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
     : m_target(toNativePath(path)) {
     m_exists = followLinks(m_target, m_old);
-    if (m_exists && !S_ISREG(m_old.st_mode))
-        throw Failure{result::AccessDenied};
     if (m_exists)
-        throwIfNot0(::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS));
+        requireReplaceable();
     // Opened first, so that the flush at the end lacks nothing.
     const PathText folder(folderOf(m_target.view()));
     m_folder =
@@ -119,21 +127,31 @@ QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
     // The owner, mode and access list come before the bytes, so that nobody can read or write these
     // meanwhile who could not before.
     m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew);
-    if (m_exists)
-        giveOwnerAndMode();
+    if (m_exists) {
+        giveOwnerAndMode(m_aside->made());
+        followOld();
+    }
 }
 
-void QXFileReplacement::giveOwnerAndMode() const {
+/// Throws AccessDenied for an old file that is no regular one or that the caller may not write.
+void QXFileReplacement::requireReplaceable() const {
+    if (!S_ISREG(m_old.st_mode))
+        throw Failure{result::AccessDenied};
+    throwIfNot0(::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS));
+}
+
+/// Gives the file aside, whose status was @p before, the owner, mode and access list of the old
+/// one.
+void QXFileReplacement::giveOwnerAndMode(const struct stat& before) const {
     const int file = m_aside->descriptor();
-    const struct stat& made = m_aside->made();
     // Only the superuser may give a file away, others at most to a group of theirs. Without the old
     // group the rights of the group and the set-id bits would serve somebody else.
     mode_t bits = m_old.st_mode & 07777;
     bool hasGroup = true;
-    if ((made.st_uid != m_old.st_uid || made.st_gid != m_old.st_gid) &&
+    if ((before.st_uid != m_old.st_uid || before.st_gid != m_old.st_gid) &&
         ::fchown(file, m_old.st_uid, m_old.st_gid) != 0) {
         bits &= 01777;
-        hasGroup = made.st_gid == m_old.st_gid ||
+        hasGroup = before.st_gid == m_old.st_gid ||
                    ::fchown(file, static_cast<uid_t>(-1), m_old.st_gid) == 0;
     }
     // So far the bits let in nobody but the owner, also where the folder gave the file a list.
@@ -145,6 +163,23 @@ void QXFileReplacement::giveOwnerAndMode() const {
     else if (!hasGroup && list->empty())
         bits &= ~mode_t{S_IRWXG};
     throwIfNot0(::fchmod(file, bits));
+}
+
+/// Looks at the old file again, and gives its owner, mode and access list again when somebody has
+/// changed it since the last look. What has gone leaves what it had.
+void QXFileReplacement::followOld() {
+    const int file = m_aside->descriptor();
+    struct stat status;
+    // A file that others write to all the time does not come to rest, but keeps its mode.
+    for (int looksLeft = 16; looksLeft > 0; --looksLeft) {
+        if (::lstat(m_target.c_str(), &status) != 0 || (m_exists && isUnchanged(m_old, status)))
+            return;
+        m_old = status;
+        m_exists = true;
+        requireReplaceable();
+        throwIfNot0(::fchmod(file, S_IRUSR | S_IWUSR));
+        giveOwnerAndMode(statusOf(file));
+    }
 }
 
 /// Gives the file aside a time later than that of the old one; its status with that.
@@ -174,6 +209,7 @@ struct stat QXFileReplacement::giveTime() const {
 /// The time comes after the bytes, since writing changes it, and is flushed with them. Renamed
 /// before they are durable, a power cut could leave the name on an empty file.
 void QXFileReplacement::finish(QXFileState& state) {
+    followOld();
     const struct stat status = giveTime();
     flush(m_aside->descriptor());
     throwIfNot0(::rename(m_aside->path().c_str(), m_target.c_str()));
