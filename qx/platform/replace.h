@@ -40,9 +40,11 @@ QX_API int32_t QXFileIsReplacedStateSettled(const QXFileState* state);
 /// Written aside (under a name of QXFileCreateBeside), flushed, renamed, then the folder is
 /// flushed. A symbolic link stays one, and the file that it leads to is replaced. Permission bits
 /// and an access list are kept, the owner and group where the caller may give them; hard links are
-/// not. Rights that cannot be given to those who had them are given to nobody. A new file has the
-/// bits of @p mode, at most 0777, less the umask, or what the folder's list for new files makes of
-/// them. Files aside that killed writers left behind are removed first; those of living ones stay.
+/// not. An access list names the owner and the group that cannot be given. Other rights that cannot
+/// be given to those who had them are given to nobody, and who had none as the owner or one of the
+/// group gets none. A new file has the bits of @p mode, at most 0777, less the umask, or what the
+/// folder's list for new files makes of them. Files aside that killed writers left behind are
+/// removed first; those of living ones stay.
 ///
 /// After a failure the old file stands and nothing is left aside, except that a failing flush of
 /// the folder leaves the new file in its place. 0x80070005 for what is no regular file, and for a

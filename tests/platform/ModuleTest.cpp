@@ -123,10 +123,7 @@ TEST(PrivateGroup, IsTheFirstGroupOfOneUserThatHasHisName) {
     const std::string users = "root:x:0:0:root:/root:/bin/sh\n"
                               "anna:x:1000:1000::/home/anna:/bin/sh\n"
                               "ben:x:1001:1001::/home/ben:/bin/sh\n"
-                              "+::::::\n"
-                              "\n"
-                              "# eve:x:1000:1000\n"
-                              "eve:x:1002:100\n"
+                              "+::::::\n\n# eve:x:1000:1000\neve:x:1002:100\n"
                               "carl:x:1003:1003::/home/carl:/bin/sh\n"
                               "guest:x:1004:1003::/home/guest:/bin/sh\n"
                               "dora:x:1005:1005::/home/dora:/bin/sh"; // no line's end

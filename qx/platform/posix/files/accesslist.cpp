@@ -1,6 +1,11 @@
 #include "qx/platform/posix/files/accesslist.h"
 
+#include <algorithm>
+#include <iterator>
 #include <sys/xattr.h>
+#include <utility>
+
+#include <qx/platform/detail/ByteOrder.h>
 
 #include <qx/platform/posix/error.h>
 
@@ -20,6 +25,30 @@ bool isAbsent(ssize_t length) noexcept {
 void throwShortage() {
     if (errno == ENOSPC || errno == EDQUOT || errno == ENOMEM || errno == EIO)
         throw Failure{lastResult()};
+}
+
+// A version, then entries of a tag, rights and an identifier each, sorted by tag and identifier,
+// all with the least byte first.
+constexpr size_t HeaderBytes = 4, EntryBytes = 8, RightsOffset = 2, IdentifierOffset = 4;
+enum Tag : uint8_t { Owner = 1, User = 2, GroupOfFile = 4, Group = 8 };
+constexpr uint32_t NoIdentifier = ~0u; ///< of Owner and GroupOfFile
+
+/// The rights of an entry, which is added without any when the list has no such entry.
+uint8_t& rightsOf(AccessList& list, Tag tag, uint32_t identifier) {
+    const auto entry = std::pair<uint8_t, uint32_t>(tag, identifier);
+    const auto entryAt = [&list](size_t at) {
+        return std::pair(list[at],
+                         loadOrdered<uint32_t, std::endian::little>(&list[at + IdentifierOffset]));
+    };
+    size_t at = std::min(HeaderBytes, list.size()); // a file system of a user's may store anything
+    while (at + EntryBytes <= list.size() && entryAt(at) < entry)
+        at += EntryBytes;
+    if (at + EntryBytes > list.size() || entryAt(at) != entry) {
+        uint8_t added[EntryBytes] = {tag};
+        storeOrdered<std::endian::little>(identifier, added + IdentifierOffset);
+        list.insert(list.begin() + static_cast<ptrdiff_t>(at), added, std::end(added));
+    }
+    return list[at + RightsOffset];
 }
 
 } // namespace
@@ -56,14 +85,14 @@ bool trySetAccessList(int file, const AccessList& list) {
     return isSet;
 }
 
-void closeToGroup(AccessList& list) noexcept {
-    // A version, then a tag, rights and an identifier each, all with the least byte first.
-    constexpr size_t HeaderBytes = 4, EntryBytes = 8, RightsOffset = 2;
-    constexpr uint8_t GroupOfFile = 4;
-    for (size_t at = HeaderBytes; at + EntryBytes <= list.size(); at += EntryBytes) {
-        if (list[at] == GroupOfFile)
-            list[at + RightsOffset] = 0;
-    }
+void nameOwner(AccessList& list, uint32_t owner) {
+    const uint8_t rights = rightsOf(list, Owner, NoIdentifier);
+    rightsOf(list, User, owner) = rights; // what it had there did not count
+}
+
+void nameGroup(AccessList& list, uint32_t group) {
+    const uint8_t rights = std::exchange(rightsOf(list, GroupOfFile, NoIdentifier), uint8_t{0});
+    rightsOf(list, Group, group) |= rights;
 }
 
 } // namespace qx::platform

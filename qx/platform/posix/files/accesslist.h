@@ -22,7 +22,9 @@ std::optional<AccessList> accessListOf(const char* path);
 /// mode stays. False when that cannot be done.
 bool trySetAccessList(int file, const AccessList& list);
 
-/// Takes all rights of the file's group out of a list. Others that it names keep theirs.
-void closeToGroup(AccessList& list) noexcept;
+/// Makes entries with names of those for the owner and the group of a file, in a list for a file
+/// that has another owner or group. The latter has no rights then.
+void nameOwner(AccessList& list, uint32_t owner);
+void nameGroup(AccessList& list, uint32_t group);
 
 } // namespace qx::platform

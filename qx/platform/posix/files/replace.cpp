@@ -144,24 +144,35 @@ void QXFileReplacement::requireReplaceable() const {
 /// one.
 void QXFileReplacement::giveOwnerAndMode(const struct stat& before) const {
     const int file = m_aside->descriptor();
-    // Only the superuser may give a file away, others at most to a group of theirs. Without the old
-    // group the rights of the group and the set-id bits would serve somebody else.
+    // Only the superuser may give a file away, others at most to a group of theirs. With another
+    // owner or group the set-id bits would serve somebody else.
     mode_t bits = m_old.st_mode & 07777;
-    bool hasGroup = true;
+    bool hasOwner = true, hasGroup = true;
     if ((before.st_uid != m_old.st_uid || before.st_gid != m_old.st_gid) &&
         ::fchown(file, m_old.st_uid, m_old.st_gid) != 0) {
         bits &= 01777;
+        hasOwner = before.st_uid == m_old.st_uid;
         hasGroup = before.st_gid == m_old.st_gid ||
                    ::fchown(file, static_cast<uid_t>(-1), m_old.st_gid) == 0;
     }
-    // So far the bits let in nobody but the owner, also where the folder gave the file a list.
     std::optional<AccessList> list = accessListOf(m_target.c_str());
-    if (list && !hasGroup)
-        closeToGroup(*list);
-    if (!list || !trySetAccessList(file, *list))
-        bits &= ~mode_t{S_IRWXG | S_IRWXO}; // others are also those whom the list shuts out
-    else if (!hasGroup && list->empty())
-        bits &= ~mode_t{S_IRWXG};
+    const bool hasList = list && !list->empty();
+    if (hasList && !hasOwner)
+        nameOwner(*list, m_old.st_uid);
+    if (hasList && !hasGroup)
+        nameGroup(*list, m_old.st_gid);
+    // So far the bits let in nobody but the owner, also where the folder gave the file a list.
+    constexpr mode_t AllButOwner = S_IRWXG | S_IRWXO;
+    if (!list || !trySetAccessList(file, *list)) {
+        bits &= ~AllButOwner; // others are also those whom the list shuts out
+    } else if (!hasList) {
+        // The old owner is now one of the group or the others, the old group among these.
+        const mode_t owner = bits >> 6 & S_IRWXO, group = bits >> 3 & S_IRWXO;
+        if (!hasOwner)
+            bits &= ~AllButOwner | owner << 3 | owner;
+        if (!hasGroup)
+            bits &= ~AllButOwner | group;
+    }
     throwIfNot0(::fchmod(file, bits));
 }
 
