@@ -30,7 +30,8 @@ QX_API int32_t QXFileIsSameState(const QXFileState* left, const QXFileState* rig
 /// in the future.
 QX_API int32_t QXFileIsStateSettled(const QXFileState* state);
 /// The same for the state that a replacement has just given, whose time is precise and therefore no
-/// other change's: 0 only where the file system keeps whole seconds.
+/// other change's. Only where the file system keeps steps of 10 ms or more, 0 until these
+/// have passed.
 QX_API int32_t QXFileIsReplacedStateSettled(const QXFileState* state);
 
 /// Replaces the file @p path by @p length bytes, or creates it: whoever opens the file meanwhile,

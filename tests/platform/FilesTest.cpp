@@ -487,6 +487,8 @@ TEST_F(Replace, EveryReplacementGivesAnotherState) {
     EXPECT_EQ(QXFileIsStateSettled(&seen), 0);
     ASSERT_EQ(replace(&previous) + replace(&state), result::Ok);
     EXPECT_GT(state.modified, previous.modified) << "after a file that has no later one";
+    state.modified = 9'000'000'000'010'000'000;
+    EXPECT_EQ(QXFileIsReplacedStateSettled(&state), 0) << "there are steps of 10 ms";
     EXPECT_EQ(QXFileGetState(folder.path("none").c_str(), &seen), result::NotFound);
     EXPECT_EQ(seen.size + seen.modified, 0);
 }

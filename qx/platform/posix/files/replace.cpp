@@ -265,7 +265,9 @@ int32_t QXFileIsStateSettled(const QXFileState* state) {
 }
 
 int32_t QXFileIsReplacedStateSettled(const QXFileState* state) {
-    return !hasWholeSeconds(*state) || QXFileIsStateSettled(state) != 0;
+    // Steps of exFAT. Few precise times are such a multiple, and these only settle later.
+    constexpr int64_t CoarseStep = 10'000'000;
+    return state->modified % CoarseStep != 0 || QXFileIsStateSettled(state) != 0;
 }
 
 int32_t QXFileReplace(const char* path, const void* bytes, int64_t length, uint32_t mode,
