@@ -100,7 +100,8 @@ ssize_t write(int file, const void* bytes, size_t length) {
 }
 
 int futimens(int file, const timespec times[2]) noexcept {
-    const timespec coarse = {times[1].tv_sec & ~time_t{1}, 0}, both[] = {coarse, coarse};
+    const timespec coarse = {std::min<time_t>(times[1].tv_sec, INT32_MAX) & ~1, 0},
+                   both[] = {coarse, coarse};
     return failOrCall("futimens", file, qxtest::isCoarse() ? both : times);
 }
 

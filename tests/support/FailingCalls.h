@@ -22,7 +22,7 @@ public:
     /// Names of the calls made so far, the failed one included.
     std::vector<std::string> calls() const;
     /// Whether from now on a call writes at most four bytes, and gives files times of whole
-    /// seconds, even ones.
+    /// seconds, even ones until 2038.
     void setCoarse(bool isCoarse = true);
 };
 

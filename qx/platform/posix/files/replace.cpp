@@ -201,10 +201,11 @@ struct stat QXFileReplacement::giveTime() const {
     int64_t old = m_exists ? nanoseconds(m_old.st_mtim) : INT64_MIN;
     if (old > AfterAllTimes - CoarseTick)
         old = INT64_MIN;
+    constexpr int64_t NoneLater = 0;
     struct stat status;
-    // File systems cut times to what they keep.
-    for (const int64_t step : {int64_t{1}, NanosecondsInSecond, CoarseTick}) {
-        const int64_t time = std::max(now(), old + step);
+    // File systems cut times to what they keep, and to the last one that they know.
+    for (const int64_t step : {int64_t{1}, NanosecondsInSecond, CoarseTick, NoneLater}) {
+        const int64_t time = step == NoneLater ? now() : std::max(now(), old + step);
         timespec stamp;
         stamp.tv_sec = time / NanosecondsInSecond;
         stamp.tv_nsec = time % NanosecondsInSecond;
