@@ -9,10 +9,11 @@
 /// name for some seconds, which only happens when it is stopped just then.
 ///
 /// What a process has opened before it becomes another user, as a service does that gives up root,
-/// it can go on using. A child that it forks then has no rights to it: its handles of semaphores
-/// and of shared locks and signals give 0x80070006. Nor can the process remove the files: the last
-/// to close gives back their memory, and the empty files stay until a process of their owner opens
-/// them again or makes its first object.
+/// it can go on using; what it opens then is the new user's, also under the same name. A child that
+/// it forks then has no rights to what was opened before: its handles of semaphores and of shared
+/// locks and signals give 0x80070006. Nor can the process remove the files: the last to close gives
+/// back their memory, and the empty files stay until a process of their owner opens them again or
+/// makes its first object.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>

@@ -159,7 +159,12 @@ TEST(SharedMemory, AnotherUserOpensOnlyWhatIsForOthers) {
     const SharedMemory own(mine.c_str(), 1, Create, 0);
     const SharedMemory readable(common.c_str(), 1, Create, 0004);
     EXPECT_TRUE(holdsInFork([&] {
-        CHECK_IN_CHILD(setgid(65534) == 0 && setuid(65534) == 0);
+        Semaphore roots(mine.c_str(), 1);
+        CHECK_IN_CHILD(setegid(65534) == 0 && seteuid(65534) == 0);
+        CHECK_IN_CHILD(roots.tryWait() && Semaphore(mine.c_str(), 1).tryWait());
+        // A child loses what it has no rights to, which is in nobody's way.
+        CHECK_IN_CHILD(holdsInFork(
+            [&] { return seteuid(0) == 0 && Semaphore(mine.c_str(), 1).getValue() == 0; }));
         CHECK_IN_CHILD(openResult(mine, 0, 0, 0) == result::NotFound);
         CHECK_IN_CHILD(openResult(common, 0, 0004, 0) == result::AccessDenied);
         QXHandle handle = 0;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <qx/platform/posix/Forks.h>
 #include <qx/platform/posix/error.h>
@@ -52,16 +53,17 @@ int32_t SharedObject::tryOpen(const Layout& layout, const char* name, uint32_t i
                               QXHandle* handle) {
     char fileName[SharedFile::FileNameCapacity];
     makeFileName(Place::Lock, name, fileName);
+    const uid_t user = geteuid();
     const auto lock = lockProcessTables();
     SharedObject* object = s_objects;
-    while (object != nullptr && std::strcmp(object->m_file.fileName(), fileName) != 0)
+    while (object != nullptr && !object->serves(user, fileName))
         object = object->m_next;
     if (object != nullptr) {
-        if (object->m_layout.kind != layout.kind || !object->isUsable())
+        if (object->m_layout.kind != layout.kind)
             return result::InvalidHandle;
         ++object->m_references;
     } else {
-        std::unique_ptr<SharedObject> made(new SharedObject(layout));
+        std::unique_ptr<SharedObject> made(new SharedObject(layout, user));
         if (const int32_t r = made->tryAttach(name, initial); r < 0)
             return r;
         made->m_next = s_objects;
@@ -94,6 +96,10 @@ SharedObject::~SharedObject() {
         pauseBeforeRetry(0);
     if (m_header != nullptr)
         munmap(m_header, StateOffset + m_layout.sizeInBytes);
+}
+
+bool SharedObject::serves(uid_t user, const char* fileName) const noexcept {
+    return isUsable() && m_user == user && std::strcmp(m_file.fileName(), fileName) == 0;
 }
 
 int32_t SharedObject::tryAttach(const char* name, uint32_t initial) {

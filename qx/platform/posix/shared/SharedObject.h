@@ -7,6 +7,8 @@
 #include <mutex>
 #include <new>
 
+#include <sys/types.h>
+
 #include <qx/platform/posix/handle.h>
 #include <qx/platform/posix/process/ThreadIdentity.h>
 #include <qx/platform/posix/shared/Heirs.h>
@@ -85,7 +87,8 @@ extern const Layout MutexLayout, ConditionLayout, EventLayout, GateLayout, Semap
     RWLockLayout;
 
 /// One process's use of a shared object: the mapped file and this process's slot in it. All handles
-/// that a process has of one name are one SharedObject, so what it holds is counted per process.
+/// that a process has of one name as one user are one SharedObject, so what it holds is counted per
+/// process.
 class SharedObject {
 public:
     /// Opens the object of that name, or creates it with @p initial.
@@ -153,16 +156,20 @@ private:
     static constexpr int SlotShift = 53; // above all identities that there will ever be
 
     friend std::default_delete<SharedObject>;
-    explicit SharedObject(const Layout& layout) noexcept : m_layout(layout) {}
+    SharedObject(const Layout& layout, uid_t user) noexcept : m_layout(layout), m_user(user) {}
     ~SharedObject();
 
     static int32_t tryOpen(const Layout& layout, const char* name, uint32_t initial,
                            QXHandle* handle);
+    /// True for what an Open by that user gets. Another user's object lies in another file, and one
+    /// that was lost in a fork has let go of its file and does not stand in the way of a new one.
+    bool serves(uid_t user, const char* fileName) const noexcept;
     int32_t tryAttach(const char* name, uint32_t initial);
     void map(bool isNew, uint32_t initial);
     bool tryAdoptSlot() noexcept;
 
     Layout m_layout;
+    uid_t m_user; // who has opened it, which the process may be no more
     SharedFile m_file;
     Header* m_header = nullptr;
     void* m_state = nullptr;
