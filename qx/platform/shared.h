@@ -12,8 +12,8 @@
 /// it can go on using; what it opens then is the new user's, also under the same name. A child that
 /// it forks then has no rights to what was opened before: its handles of semaphores and of shared
 /// locks and signals give 0x80070006. Nor can the process remove the files: the last to close gives
-/// back their memory, and the empty files stay until a process of their owner opens them again or
-/// makes its first object.
+/// back their memory unless it has forked since it opened them, as a child may go on using it. The
+/// files stay until a process of their owner opens them again or makes its first object.
 
 #include <qx/platform/export.h>
 #include <qx/platform/types.h>

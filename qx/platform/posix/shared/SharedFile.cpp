@@ -103,12 +103,9 @@ bool discardIfUnused(int folder, const char* fileName) {
            discard(folder, fileName, file.get());
 }
 
-/// Gives back the memory of a file without users whose owner the process is no more: it cannot
-/// remove the name. True when it did.
-bool emptyIfForeign(int descriptor) {
-    struct stat status;
-    return fstat(descriptor, &status) == 0 && status.st_uid != geteuid() && status.st_nlink != 0 &&
-           tryLockWhole(descriptor) == Locking::Done && ftruncate(descriptor, 0) == 0;
+/// Gives back the memory of a file that nobody else uses. True when it did.
+bool emptyIfUnused(int descriptor) {
+    return tryLockWhole(descriptor) == Locking::Done && ftruncate(descriptor, 0) == 0;
 }
 
 /// Removes what killed processes left.
@@ -431,15 +428,15 @@ void SharedFile::close() noexcept {
         return;
     // A program that another thread is just starting has the description until it is executed, and
     // with it would keep the lock. So does a child made by fork, which may go on using the file.
+    // The name may have to stay, where the process has become another user or may not open more
+    // files: what it stands for is emptied first.
     Descriptor file = std::move(m_descriptor);
-    if (m_forkEpoch == forkEpoch())
+    if (m_forkEpoch == forkEpoch()) {
+        emptyIfUnused(file.get());
         tryLock(file.get(), F_UNLCK, FirstUserByte, UserBytes);
-    else
-        file = Descriptor();
-    bool isRemoved = false;
-    static_cast<void>(resultOf([&] { isRemoved = removeUnused(m_place, m_fileName); }));
-    if (!isRemoved && file)
-        emptyIfForeign(file.get());
+    }
+    file = Descriptor();
+    static_cast<void>(resultOf([&] { removeUnused(m_place, m_fileName); }));
 }
 
 } // namespace qx::platform::shared

@@ -81,7 +81,8 @@ public:
     /// In a child after fork: lets go of the parent's descriptor without being a user.
     void abandon() noexcept { m_descriptor = Descriptor(); }
 
-    /// Stops using the file and removes it when nobody else uses it.
+    /// Stops using the file and, when nobody else uses it, gives back its memory and removes it as
+    /// far as the process may.
     void close() noexcept;
 
     int descriptor() const noexcept { return m_descriptor.get(); }
