@@ -54,6 +54,8 @@ QX_API int32_t QXNamedSemClose(QXHandle handle);
 /// common to all users, and the bits (those of 0666) say what group and others may do; who opens
 /// such a block of another user passes them too and trusts its owner. With CREATE it is only taken
 /// when they let that user write, as one of all or of the group that the file has: else 0x80070005.
+/// Where the last user may only read another user's block, file and memory stay until a process of
+/// the owner opens the block or makes its first object.
 /// @p size: in bytes, 1 or more to create. An existing block may be larger, never smaller
 /// (0x80070057); 0 takes it as it is. The space is reserved here: 0x80070070 when it is not there.
 QX_API int32_t QXSharedMemOpen(const char* name, uint32_t flags, uint32_t permissions,
