@@ -194,7 +194,8 @@ char16_t* TextStorage::moveToBlock(int32_t capacity, const char16_t* units, int3
 }
 
 TextStorage::Hold::Hold(TextStorage& text, int32_t capacity)
-    : m_text(text), m_buffer(text.m_buffer), m_isForWriting(text.isBufferWritable()) {
+    : m_text(text), m_buffer(text.m_buffer), m_first(text.bufferText()),
+      m_isForWriting(text.isBufferWritable()) {
     const char16_t* units = text.lockBuffer();
     m_view = m_before = textOf(units);
     if (m_isForWriting) {
@@ -229,15 +230,17 @@ TextStorage::Hold::~Hold() {
 }
 
 std::u16string_view TextStorage::Hold::keep(std::u16string_view text) {
-    const bool isMoved = detail::beginsIn(text, m_before);
-    if (!isMoved && !detail::beginsIn(text, m_view))
-        return text;
-    if (!m_copy.isOwned())
-        m_copy = TextStorage(m_view);
-    // Up to the 0 unit: the argument may be older than a change that another thread has made.
-    const std::u16string_view all(m_copy.data(), m_view.size() + 1);
-    const auto position = text.data() - (isMoved ? m_before : m_view).data();
-    return all.substr(std::min(static_cast<size_t>(position), all.size()), text.size());
+    for (const std::u16string_view place : {m_first, m_before, m_view}) {
+        if (!detail::beginsIn(text, place))
+            continue;
+        if (!m_copy.isOwned())
+            m_copy = TextStorage(m_view);
+        // Up to the 0 unit: the argument may be older than a change that another thread has made.
+        const std::u16string_view all(m_copy.data(), m_view.size() + 1);
+        const auto position = static_cast<size_t>(text.data() - place.data());
+        return all.substr(std::min(position, all.size()), text.size());
+    }
+    return text;
 }
 
 char16_t* TextStorage::Hold::room(int32_t capacity) {

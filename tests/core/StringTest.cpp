@@ -426,9 +426,12 @@ TEST(String, FollowsAForeignBufferUntilItWrites) {
     // A buffer may move its units when it is locked, and may have none to give.
     struct Moving : util::RWCharBuffer {
         using RWBuffer::RWBuffer;
-        const char16_t* getReadLock() const override { return hasUnits ? getData() : nullptr; }
+        const char16_t* getReadLock() const override {
+            auto* const self = const_cast<Moving*>(this);
+            return !hasUnits ? nullptr : getLength() % 2 ? getData() : self->getWriteLock(99);
+        }
         char16_t* getWriteLock(int32_t capacity) override {
-            RWBuffer::operator=(RWBuffer(getData(), getLength(), capacity));
+            RWBuffer::operator=(RWBuffer(getData(), getLength(), capacity + 40));
             return ensureCapacity(capacity);
         }
         bool hasUnits = true;

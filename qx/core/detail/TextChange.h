@@ -53,7 +53,8 @@ private:
 
     TextStorage& m_text;
     IQXCharBuffer* m_buffer;      // null once it is let go
-    std::u16string_view m_before; // where the text was before it was held for writing
+    std::u16string_view m_first;  // where the text was before the buffer was held at all
+    std::u16string_view m_before; // and before it was held for writing
     std::u16string_view m_view;
     TextStorage m_copy;
     int32_t m_room = 0;
