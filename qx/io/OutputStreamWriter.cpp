@@ -44,7 +44,7 @@ void OutputStreamWriter::write(const char16_t* from, int32_t length) {
     const Place before = m_place;
     try {
         const char16_t last = from[length - 1];
-        if (m_place.held != 0) {
+        while (m_place.held != 0 && length > 0) { // the unit may be one that is held, too
             const char16_t pair[] = {std::exchange(m_place.held, u'\0'), *from++};
             encode(pair, 2);
             --length;
@@ -83,11 +83,8 @@ void OutputStreamWriter::writeLate() {
 /// it. What the stream has already taken a part of goes on behind that.
 void OutputStreamWriter::goBack(const Place& before, bool isRefused) {
     m_place = {};
-    if (m_isPassedOn) {
-        // Drops half a pair of the text.
-        const uint32_t state = m_hasState ? text::charset::getConverterState(*m_converter) : 0;
-        return text::charset::setConverterState(*m_converter, state);
-    }
+    if (m_isPassedOn)
+        return dropHalf();
     m_count = m_earlier;
     text::charset::setConverterState(*m_converter, before.state);
     if (isRefused)
@@ -99,6 +96,12 @@ void OutputStreamWriter::goBack(const Place& before, bool isRefused) {
     int32_t consumed = 0;
     int32_t produced = 0;
     m_converter->convert(&m_place.open, &consumed, 1, written, &produced, LongestSequence);
+}
+
+/// Drops half a pair that the converter holds, and nothing else of its state.
+void OutputStreamWriter::dropHalf() {
+    const uint32_t state = m_hasState ? text::charset::getConverterState(*m_converter) : 0;
+    text::charset::setConverterState(*m_converter, state);
 }
 
 void OutputStreamWriter::flush() {
@@ -162,9 +165,9 @@ void OutputStreamWriter::encode(const char16_t* from, int32_t length) {
     }
 }
 
-/// Takes what the converter holds; it holds nothing more afterwards, also when it reports that as
-/// no whole character. False, and it holds it still, when there is too little room behind what is
-/// pending.
+/// Takes what the converter holds. Half a pair is not held any more afterwards, also when it is
+/// reported as no whole character. False, and it holds it still, when there is too little room
+/// behind what is pending.
 bool OutputStreamWriter::flushConverter() {
     const int32_t pending = m_count;
     try {
@@ -173,10 +176,10 @@ bool OutputStreamWriter::flushConverter() {
     } catch (const Exception& failure) {
         if (failure.getResult() == result::BufferTooSmall && pending > 0)
             return false;
-        m_converter->reset();
+        dropHalf();
         throw;
     } catch (...) {
-        m_converter->reset();
+        dropHalf();
         throw;
     }
 }

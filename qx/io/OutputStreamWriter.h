@@ -83,6 +83,7 @@ private:
     bool setAside(const char16_t* from, int32_t length);
     void writeLate();
     void goBack(const Place& before, bool isRefused);
+    void dropHalf();
     void encode(const char16_t* from, int32_t length);
     bool flushConverter();
     void onNoProgress(const char16_t* rest, int32_t& consumed, int32_t length);

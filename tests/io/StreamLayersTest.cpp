@@ -428,7 +428,7 @@ TEST(InputStreamReader, AsksItsStreamInTheDocumentedPortions) {
 }
 
 TEST(OutputStreamWriter, EncodesWhateverThePortionsAndSizes) {
-    const std::u16string text = u"a\u00E9\u20AC\U0001F600z&\U000FFFFD\xD83D";
+    const std::u16string text = u"a\u00E9\u20AC\U0001F600z&\U000FFFFD\xD83D\xD83Dz\xD83D";
     for (const char16_t* const encoding :
          {u"UTF-8", u"UTF-16LE", u"UTF-32BE", u"AMP-7", u"CP437", u"ASCII"}) {
         signed char bytes[512]; // from the string's own conversion

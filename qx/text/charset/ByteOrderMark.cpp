@@ -115,6 +115,7 @@ int32_t CTBMarked::convert(const char16_t* in, int32_t* inPosition, int32_t inLe
 }
 
 int32_t CTBMarked::flush(signed char* out, int32_t* outPosition, int32_t outCapacity) {
+    m_converter->setReplaceHalves(replacesHalves());
     return m_converter->flush(out, outPosition, outCapacity);
 }
 
