@@ -119,13 +119,13 @@ int32_t TableCodec::EncodeRun(const char16_t* units, int32_t* count, signed char
 int32_t TableCodec::GetState(uint32_t* state) {
     if (!state)
         return result::NullPointer;
-    *state = static_cast<uint32_t>(m_state.held) << 8 | m_state.set;
+    *state = static_cast<uint32_t>(m_state.held) << 16 | m_state.set;
     return result::Ok;
 }
 
 int32_t TableCodec::SetState(uint32_t state) {
-    const Encoding::State wanted{static_cast<uint8_t>(state), static_cast<char16_t>(state >> 8)};
-    if (!m_encoding->isState(wanted) || state >> 24 != 0)
+    const Encoding::State wanted{static_cast<uint8_t>(state), static_cast<char16_t>(state >> 16)};
+    if (!m_encoding->isState(wanted) || (state & 0xFF00) != 0)
         return result::InvalidArgument;
     m_state = wanted;
     return result::Ok;

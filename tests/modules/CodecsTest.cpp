@@ -293,6 +293,21 @@ TEST(Codecs, ReadAndWriteEverythingAsTheSystemDoesHoweverItIsCut) {
     EXPECT_EQ(encode(hebrew, u"\uFB2C"), "\xF9\xCC\xD1");
 }
 
+/// The bytes of a light string, each piece of which begins anew.
+Bytes inPieces(const Units& text, const std::string& encoding, size_t capacity) {
+    Bytes bytes(capacity, '\0'), all;
+    Str1 light;
+    light.append(TextView(text));
+    int32_t position = 0, written = 0, result = result::BufferTooSmall;
+    while (result == result::BufferTooSmall) {
+        result = light.convertToA(reinterpret_cast<signed char*>(bytes.data()),
+                                  static_cast<int32_t>(capacity), &written,
+                                  String::fromUtf8(encoding).getData(), &position);
+        all.append(bytes, 0, static_cast<size_t>(written));
+    }
+    return all;
+}
+
 // Random texts of all characters, in which characters that only stand behind others are frequent.
 TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
     const auto list = create<IQXCharCodecList>(CodecListClass);
@@ -325,6 +340,7 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
                                           : known[random() % known.size()];
             const Bytes bytes = to.bytes(text);
             ASSERT_EQ(encodeWhole(encoder, text, 1 + random() % 7, most + random() % 9), bytes);
+            ASSERT_EQ(inPieces(text, names[0], most + random() % 9), bytes);
             decoder.reset();
             ASSERT_EQ(convertPieces<Units>(decoder, bytes, 1 + random() % 7, 2 + random() % 5),
                       from.units(bytes));
@@ -338,6 +354,13 @@ TEST(Codecs, WithStateReadAndWriteWholeTextsAsTheSystemDoesHoweverTheyAreCut) {
         EXPECT_EQ(encode(encoder, u"あ"), "\x1B$B$\"");
         EXPECT_THROW(encode(encoder, u"a\u0700"), UnmappableCharacterException);
         EXPECT_EQ(encode(encoder, u"い"), "$$");
+        const auto out = makeReference<io::ByteArrayOutputStream>();
+        io::OutputStreamWriter writer(out.get(), u"ISO-2022-JP");
+        writer.write(u"あ\xD83D"_qs);
+        EXPECT_THROW(writer.flush(), InvalidCharacterException) << "drops the half alone";
+        writer.write(u"b"_qs);
+        writer.flush();
+        EXPECT_EQ(Bytes(reinterpret_cast<const char*>(out->getBytes()), 9), "\x1B$B$\"\x1B(Bb");
         const auto state = interfaceOf<IQXCharStateCodec>(codec);
         EXPECT_EQ(state->GetState(nullptr), result::NullPointer);
         EXPECT_EQ(state->SetState(UINT32_MAX), result::InvalidArgument);

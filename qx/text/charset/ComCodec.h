@@ -60,7 +60,9 @@ public:
     QX_LOCAL static constexpr qx::GUID Iid{
         0x5C0F6C1E, 0x2B7A, 0x4D5B, {0x9D, 0x11, 0x3E, 0x61, 0x0A, 0xC4, 0x77, 0x92}};
 
-    /// The state, a number that means something to the codec alone; 0 at the start of a text.
+    /// The state, a number that means something to the codec alone; 0 at the start of a text. But
+    /// its upper 16 bits are the character that has been taken and waits to be written until the
+    /// next one shows whether both have bytes of their own, 0 for none.
     virtual int32_t GetState(uint32_t* state) = 0;
     /// Goes back to a state of before. 0x80070057 for a number that is none.
     virtual int32_t SetState(uint32_t state) = 0;

@@ -3,6 +3,7 @@
 #include <qx/core/CastTo.h>
 #include <qx/text/charset/ByteOrderMark.h>
 #include <qx/text/charset/ComCodec.h>
+#include <qx/text/charset/detail/EncoderStop.h>
 
 namespace qx::text::charset {
 
@@ -41,6 +42,15 @@ void setConverterState(CharToByteConverter& converter, uint32_t state) {
         codec->setState(state);
     else if (auto* const marked = castTo<CTBMarked>(&converter))
         marked->setBegun(true);
+}
+
+void passHeld(CharToByteConverter& encoder) {
+    auto* const codec = castTo<CTBCom>(&encoder);
+    signed char bytes[detail::LongestSequence];
+    if (const char16_t held = codec ? heldIn(codec->getState()) : u'\0')
+        codec->convertChar(held, bytes, detail::LongestSequence); // which may switch to its set
+    constexpr uint32_t WithoutHeld = 0xFFFF;
+    setConverterState(encoder, getConverterState(encoder) & WithoutHeld);
 }
 
 } // namespace qx::text::charset

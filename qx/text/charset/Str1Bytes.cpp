@@ -78,9 +78,10 @@ Reference<CharToByteConverter> encoderAt(int32_t position, std::u16string_view t
             written = ++at;
         }
     }
-    // So was half a pair right in front, which then does not go on behind it.
+    // So was half a pair right in front, which then does not go on behind it. A character that may
+    // join the next one has been written alone.
     if (!isWithinPair(text, position))
-        setConverterState(*encoder, getConverterState(*encoder));
+        text::charset::passHeld(*encoder);
     return encoder;
 }
 
@@ -110,20 +111,24 @@ int32_t Str1::convertToA(signed char* bytes, int32_t capacity, int32_t* byteCoun
         const Reference<CharToByteConverter> encoder = encoderAt(at, view(), encoding);
         const int32_t from = at;
         encoder->convert(getData0(), &at, m_length, bytes, &written, capacity);
-        if (at == from)
-            written = 0; // a mark without a character behind it, which comes again
-        if (at >= m_length) {
-            encoder->flush(bytes, &written, capacity);
-            return result::Ok;
-        }
+        const bool isHeld = text::charset::heldIn(getConverterState(*encoder)) != 0;
+        const auto flush = [&] { encoder->flush(bytes, &written, capacity); };
         // An encoder that has taken the first half of a pair and waits for the second cannot be
         // flushed; the next call then begins with both.
-        if (isWithinPair(view(), at) &&
-            resultOf([&] { encoder->flush(bytes, &written, capacity); }) < 0)
+        int32_t ended = result::BufferTooSmall;
+        if (at >= m_length)
+            ended = resultOf(flush);
+        else if (isWithinPair(view(), at) && resultOf(flush) < 0)
             --at;
         else if (text::charset::detail::waitsForInput(*encoder, getData0(), at, m_length))
             text::charset::PendingSurrogate::throwUnpaired();
-        return result::BufferTooSmall;
+        if (ended == result::BufferTooSmall) {
+            if (isHeld)
+                --at; // the next call begins with that, too
+            if (at == from)
+                written = 0; // a mark without a character behind it, which comes again
+        }
+        return ended;
     });
     if (byteCount)
         *byteCount = written;
