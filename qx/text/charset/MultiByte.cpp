@@ -9,7 +9,8 @@ int32_t BTCMultiByte::convert(const signed char* in, int32_t* inPosition, int32_
     detail::DecodeWindow window(in, inPosition, inLength, out, outPosition, outCapacity);
     while (window.left() > 0) {
         window.advance(convertRun(window.in(), window.left(), window.out(), window.room()));
-        if (window.left() == 0)
+        // For want of room, a run ends in front of any character, and of a U+FFFD that is no fault.
+        if (window.left() == 0 || window.room() == 0)
             break;
         const auto available = static_cast<int32_t>(window.left());
         int32_t count = available;
