@@ -247,6 +247,11 @@ TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
         {"en_US", "ISO-8859-1", "03/05/2024 04:04:09 PM", "Tuesday, March 5, 2024 04:04:09 PM"},
         {"en_GB", "ISO-8859-1", "05/03/2024 16:04:09", "Tuesday, 5 March 2024 16:04:09"},
         {"de_DE", "ISO-8859-1", "05.03.2024 16:04:09", "Dienstag, 5. M\u00e4rz 2024 16:04:09"},
+        {"ca_ES", "UTF-8", "5/3/2024 16:04:09", "dimarts, 5 de mar\u00e7 de 2024 16:04:09"},
+        {"hy_AM", "UTF-8", "03/05/2024 16:04:09", // in halves of a day that have no names
+         "\u0535\u0580\u0565\u0584\u0577\u0561\u0562\u0569\u056b, \u0574\u0561\u0580\u057f\u056b "
+         "5, 2024 "
+         "16:04:09"},
         {"lzh_TW", "UTF-8", // has the century already
          "\u5eff\u5eff\u56db\u5e74\u4e09\u6708\u4e94\u65e5 "
          "\u5341\u516d\u6642\u56db\u5206\u4e5d\u79d2",

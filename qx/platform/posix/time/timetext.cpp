@@ -30,9 +30,11 @@ struct LongDateRow {
 /// between them, would not do. The system's locales have no pattern for them.
 // clang-format off
 constexpr LongDateRow LongDates[] = {
-    {"dedanbnonnfics", L"%A, %-d. %B %Y"},
+    {"dedanbnonncs",   L"%A, %-d. %B %Y"},
     {"skhrsletlvbssr", L"%A, %-d. %B %Y"},
-    {"esptglca",       L"%A, %-d de %B de %Y"},
+    {"fi",             L"%A, %-d. %Bta %Y"}, // the case, which the names do not have
+    {"ca",             L"%A, %-d %B de %Y"},  // the names have the first "de"
+    {"esptgl",         L"%A, %-d de %B de %Y"},
     {"frsvitnl",       L"%A %-d %B %Y"},
     {"plruuklt",       L"%A, %-d %B %Y"},
     {"jazh",           L"%Y\u5e74%-m\u6708%-d\u65e5 %A"},
@@ -236,8 +238,13 @@ int32_t getText(const STRUCT_QX_TIME* time, MakePattern&& makePattern, LastText&
 /// the zone, which is not known.
 std::wstring timePattern() {
     std::wstring pattern = localePattern(_NL_WT_FMT);
-    replaceAll(pattern, L" %Z", L"");
-    return pattern.empty() ? L"%H:%M:%S" : pattern;
+    const std::wstring halves = localePattern(_NL_WT_FMT_AMPM);
+    replaceAll(pattern, L"%r", halves.empty() ? L"%I:%M:%S %p" : halves);
+    for (const wchar_t* const zone : {L" %Z", L"%Z ", L" %z", L"%z "})
+        replaceAll(pattern, zone, L"");
+    const auto has = [&](const wchar_t* field) { return pattern.find(field) != pattern.npos; };
+    const bool losesHalf = (has(L"%I") || has(L"%OI") || has(L"%l")) && *nl_langinfo(AM_STR) == 0;
+    return pattern.empty() || losesHalf ? L"%H:%M:%S" : pattern;
 }
 
 } // namespace
