@@ -514,8 +514,9 @@ TEST_F(IniKeptLinesTest, TakesValuesAsWhatIsAskedFor) {
               "-128 ? 127 ? 0 ? ? ? ? ");
     EXPECT_EQ(get("+18446744073709551615", uint64_t{}) + get("18446744073709551616", uint64_t{}) +
                   get("-9223372036854775808", int64_t{}) + get("-2.5e1", 0.0) + get("1e39", 0.0f) +
-                  get("1.5x", 0.0) + get(" text ", String(u"fallback")),
-              "18446744073709551615 ? -9223372036854775808 -25 ? ? text ");
+                  get("3.4028235e+38", 0.0f) + get("1.5x", 0.0) +
+                  get(" text ", String(u"fallback")),
+              "18446744073709551615 ? -9223372036854775808 -25 ? 3.40282e+38 ? text ");
     EXPECT_EQ(get("Yes", false) + get("oFF", true) + get("2", true), "true false ? ");
     EXPECT_EQ(get("1min 30s", seconds()) + get("2h", minutes()) + get("1500 ms", seconds()) +
                   get("1500ms", milliseconds()) + get("90", seconds()) + get("0", seconds()) +

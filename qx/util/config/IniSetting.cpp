@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <string_view>
 
 #include <qx/core/detail/AsciiText.h>
@@ -66,10 +65,8 @@ std::optional<uint64_t> unsignedOf(TextView text, uint64_t most) {
     return fits ? std::optional(whole->magnitude) : std::nullopt;
 }
 
-std::optional<double> realOf(TextView text, double most) {
-    const String wrapped(text.data(), String::AM_WRAP, static_cast<int32_t>(text.size()));
-    const auto value = wrapped.toDouble();
-    return value && std::isfinite(*value) && std::abs(*value) > most ? std::nullopt : value;
+std::optional<double> realOf(TextView text) {
+    return String(text.data(), String::AM_WRAP, static_cast<int32_t>(text.size())).toDouble();
 }
 
 std::optional<Nanoseconds> nanosecondsOf(TextView text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -28,7 +29,7 @@ concept NoneOf = (!std::same_as<T, Types> && ...);
 QX_API std::optional<bool> truthOf(TextView text);
 QX_API std::optional<int64_t> signedOf(TextView text, int64_t least, int64_t most);
 QX_API std::optional<uint64_t> unsignedOf(TextView text, uint64_t most);
-QX_API std::optional<double> realOf(TextView text, double most);
+QX_API std::optional<double> realOf(TextView text);
 /// Wider than a count of any type, so that each gets what it can hold.
 __extension__ using Nanoseconds = __int128;
 QX_API std::optional<Nanoseconds> nanosecondsOf(TextView text);
@@ -85,8 +86,10 @@ std::optional<T> settingOf(TextView text) {
         const auto time = nanosecondsOf(text);
         return time ? durationOf<T>(*time) : std::nullopt;
     } else if constexpr (std::floating_point<T>) {
-        const auto value = realOf(text, std::numeric_limits<T>::max());
-        return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
+        const auto value = realOf(text);
+        // As it is rounded: the shortest text of the largest float lies above it.
+        const bool fits = value && std::isinf(static_cast<T>(*value)) == std::isinf(*value);
+        return fits ? std::optional(static_cast<T>(*value)) : std::nullopt;
     } else {
         using Limits = std::numeric_limits<T>;
         if constexpr (std::signed_integral<T>) {
