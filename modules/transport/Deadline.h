@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include <qx/net/detail/HostConnection.h>
 #include <qx/platform/net.h>
 
 namespace qx::transport {
@@ -27,12 +28,12 @@ public:
         return m_end && (!other.m_end || *m_end < *other.m_end);
     }
 
-    /// QX_SOCKET_NO_LIMIT for no limit.
-    uint32_t millisecondsLeft() const {
+    /// net::NoLimit for no limit.
+    uint64_t millisecondsLeft() const {
         if (!m_end)
-            return QX_SOCKET_NO_LIMIT;
+            return net::NoLimit;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_end - Clock::now());
-        return static_cast<uint32_t>(std::max<int64_t>(left.count(), 0));
+        return static_cast<uint64_t>(std::max<int64_t>(left.count(), 0));
     }
 
     /// What is left, in @p room; null for no limit.

@@ -1,42 +1,12 @@
 #include "Sockets.h"
 
+#include <utility>
+
 #include <qx/core/Result.h>
-#include <qx/io/ByteOrder.h>
 #include <qx/net/TcpSocket2.h>
+#include <qx/net/detail/ByteOrder.h>
 
 namespace qx::transport {
-
-namespace {
-
-/// Address number @p index of a host, with the port, which may be 0.
-ENUM_QX_E_SOCKET resolve(const Place& place, uint32_t index, qx_sockaddr_union& address) {
-    qx_addrinfo hints{};
-    hints.ai_socktype = QX_SOCK_STREAM;
-    hints.ai_protocol = QX_IPPROTO_TCP;
-    constexpr uint16_t AnyPort = 1; // the resolver takes no 0
-    const uint16_t port = place.port != 0 ? place.port : AnyPort;
-    const ENUM_QX_E_SOCKET code =
-        net::TcpSocket2::getAddrInfo(place.host.c_str(), port, &hints, index, &address);
-    if (code == 0 && place.port == 0)
-        address.ipv4.port = 0; // where that of IPv6 is too
-    return code;
-}
-
-ENUM_QX_E_SOCKET makeSocket(const qx_sockaddr_union& address, Socket& socket) {
-    return codeOf(QXSocketCreate(address.family, QX_SOCK_STREAM, QX_IPPROTO_TCP, socket.put()));
-}
-
-uint16_t hostOrder(uint16_t port) {
-    return io::isSwapped(QX_ENDIAN_BIG) ? io::swapBytes(port) : port;
-}
-
-ENUM_QX_E_SOCKET connect(const Socket& socket, const qx_sockaddr_union& address,
-                         const Deadline& deadline) {
-    return codeOf(QXSocketTimedConnect(socket.get(), &address, lengthOf(address),
-                                       deadline.millisecondsLeft()));
-}
-
-} // namespace
 
 bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline) {
     if (deadline.hasPassed())
@@ -48,30 +18,32 @@ bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline) {
     return ready > 0;
 }
 
-Socket connectTo(const Place& place, const Deadline& deadline) {
-    ENUM_QX_E_SOCKET failure = 0;
-    for (uint32_t index = 0;; ++index) {
-        qx_sockaddr_union address{};
-        if (const ENUM_QX_E_SOCKET code = resolve(place, index, address))
-            throwResult(failure != 0 ? failure : code);
-        Socket socket;
-        failure = makeSocket(address, socket);
-        if (failure == 0)
-            failure = connect(socket, address, deadline);
-        if (failure == 0)
-            return socket;
-    }
+net::HostAddresses lookUp(const Place& place) {
+    throwIfFailed(net::TcpSocket2::init());
+    int32_t number = 0;
+    net::HostAddresses addresses = net::resolveHost(place.host.c_str(), number);
+    if (!addresses)
+        throwResult(QX_E_SOCKETFromNativeEaiSocketError(number));
+    return addresses;
+}
+
+Socket connectTo(const net::HostAddresses& addresses, const Place& place,
+                 const Deadline& deadline) {
+    net::HostConnection connection;
+    throwIfFailed(connection.open(*addresses, place.port, deadline.millisecondsLeft()));
+    return std::move(connection.socket);
 }
 
 Listener::Listener(const Place& place) {
-    qx_sockaddr_union address{};
-    throwIfFailed(resolve(place, 0, address));
-    throwIfFailed(makeSocket(address, m_socket));
+    qx_sockaddr_union address = *lookUp(place)->ai_addr;
+    address.ipv4.port = net::swapPortOrder(place.port); // where that of IPv6 is too
+    throwIfFailed(
+        codeOf(QXSocketCreate(address.family, QX_SOCK_STREAM, QX_IPPROTO_TCP, m_socket.put())));
     throwIfFailed(codeOf(QXSocketBind(m_socket.get(), &address, lengthOf(address))));
     throwIfFailed(codeOf(QXSocketListen(m_socket.get(), place.backlog)));
     int32_t length = sizeof address;
     throwIfFailed(codeOf(QXSocketGetName(m_socket.get(), &address, &length)));
-    m_port = hostOrder(address.ipv4.port);
+    m_port = net::swapPortOrder(address.ipv4.port);
 }
 
 Socket Listener::accept(qx_sockaddr_union* peer) const {

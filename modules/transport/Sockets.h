@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include <qx/core/PlatformHandle.h>
+#include <qx/net/detail/HostConnection.h>
 #include <qx/net/socketerror.h>
 #include <qx/platform/net.h>
 #include <qx/platform/process.h>
@@ -31,10 +32,13 @@ inline int32_t lengthOf(const qx_sockaddr_union& address) {
 /// @throws ResultException with the code of the failure
 bool await(const Socket& socket, uint32_t wanted, const Deadline& deadline);
 
-/// A new connection to a place, by the first of its addresses that takes one.
-/// @throws ResultException with the code of the resolver or of the last address,
-///     QX_E_SOCKET_ETIMEDOUT after the deadline
-Socket connectTo(const Place& place, const Deadline& deadline);
+/// The addresses of a place, at least one.
+/// @throws ResultException with the code of the resolver
+net::HostAddresses lookUp(const Place& place);
+
+/// A new connection to one of the addresses with the port of a place, as HostConnection makes it.
+/// @throws ResultException with its code
+Socket connectTo(const net::HostAddresses& addresses, const Place& place, const Deadline& deadline);
 
 /// Listens on the first address of a place.
 class Listener {

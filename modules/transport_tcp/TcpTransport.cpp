@@ -23,7 +23,9 @@ Reference<net::IAcceptor> TcpTransport::createAcceptor(const util::PropertySet& 
 TcpConnector::TcpConnector(Place place) : m_place(std::move(place)) {}
 
 Reference<io::IChannel> TcpConnector::connect() {
-    auto socket = transport::connectTo(m_place, transport::Deadline(m_place.connectTimeoutMs));
+    const auto addresses = transport::lookUp(m_place);
+    auto socket =
+        transport::connectTo(addresses, m_place, transport::Deadline(m_place.connectTimeoutMs));
     return transport::channelOver(makeReference<TcpConnection>(std::move(socket), m_place),
                                   GetComModule());
 }

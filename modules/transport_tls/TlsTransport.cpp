@@ -65,9 +65,10 @@ TlsConnector::TlsConnector(const util::PropertySet& properties)
 }
 
 Reference<io::IChannel> TlsConnector::connect() {
+    const auto addresses = transport::lookUp(m_place);
     const Deadline deadline(m_place.connectTimeoutMs);
-    auto session =
-        std::make_unique<Session>(m_context, transport::connectTo(m_place, deadline), m_serverName);
+    auto session = std::make_unique<Session>(
+        m_context, transport::connectTo(addresses, m_place, deadline), m_serverName);
     finishHandshake(*session, deadline);
     return transport::channelOver(makeReference<TlsConnection>(std::move(session), m_place),
                                   GetComModule());

@@ -45,8 +45,9 @@ public:
     explicit TlsConnector(const util::PropertySet& properties);
 
     /// Tries the addresses of the host in their order; the first that takes the connection has to
-    /// finish the handshake, too. `connectTimeout` is the limit for all of it.
-    /// @throws ResultException as transport::connectTo and Session::handshake
+    /// finish the handshake, too. `connectTimeout` is the limit for all of it, once the
+    /// host is looked up.
+    /// @throws ResultException as transport::lookUp, transport::connectTo and Session::handshake
     Reference<io::IChannel> connect() override;
 
 private:

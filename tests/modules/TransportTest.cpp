@@ -6,6 +6,7 @@
 #include <qx/qx.h>
 
 #include "tests/net/Loopback.h"
+#include "tests/net/SomeHost.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ExpectResult.h"
 #include "tests/support/SafeModule.h"
@@ -168,6 +169,16 @@ TEST_P(Transports, MoveMoreThanTheNetworkHoldsInBothDirectionsOfSeveralConnectio
         ends.connected.reset(); // the connection ends with its channel
         EXPECT_EQ(receive(*ends.accepted), "");
     }
+}
+
+TEST_P(Transports, TryEachAddressOfAHostThatIsLookedUpOnce) {
+    const auto acceptor = listen("host=127.0.0.1;port=0");
+    m_place->set("host", qxtest::SomeHost);
+    m_place->set("serverName", "localhost");
+    qxtest::someAddresses = {"127.0.0.3", "127.0.0.1"};
+    qxtest::lookUps = 0;
+    EXPECT_TRUE(open(*acceptor).connected);
+    EXPECT_EQ(qxtest::lookUps, 1);
 }
 
 TEST_P(Transports, StayConnectedAfterTimeOutsAndForksUntilTheEnd) {

@@ -5,6 +5,7 @@
 
 #include <qx/core/PlatformHandle.h>
 #include <qx/net/socketerror.h>
+#include <qx/platform/export.h>
 #include <qx/platform/net.h>
 
 namespace qx::net {
@@ -13,7 +14,7 @@ namespace qx::net {
 using HostAddresses = std::unique_ptr<qx_addrinfo, decltype(&QXfreeaddrinfo)>;
 
 /// Looks a host up for TCP, in any family. Null with the number of the failure in @p number.
-HostAddresses resolveHost(const char* host, int32_t& number) noexcept;
+QX_API HostAddresses resolveHost(const char* host, int32_t& number) noexcept;
 
 /// A time limit that stands for none.
 inline constexpr uint64_t NoLimit = UINT64_MAX;
@@ -28,8 +29,8 @@ struct HostConnection {
     /// is left as each one after it, so that the last one is tried too.
     /// @return QX_E_SOCKET_ETIMEDOUT when an address has run out of time, else the failure of the
     ///         first address
-    ENUM_QX_E_SOCKET open(const qx_addrinfo& addresses, uint16_t port,
-                          uint64_t milliseconds) noexcept;
+    QX_API ENUM_QX_E_SOCKET open(const qx_addrinfo& addresses, uint16_t port,
+                                 uint64_t milliseconds) noexcept;
 
 private:
     ENUM_QX_E_SOCKET openOne(const qx_addrinfo& address, uint16_t port,
