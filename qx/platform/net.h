@@ -132,7 +132,8 @@ QX_API int32_t QXSocketGetPeerName(QXSocket socket, qx_sockaddr_union* address, 
 /// in between; the next call then says why. A connection that the peer has closed or reset gives
 /// 10054 or 10053, one whose output is shut down 10058, a time-out 10060.
 QX_API int32_t QXSocketSend(QXSocket socket, const void* buffer, int32_t length, int32_t flags);
-/// Bytes received: at least one, 0 after the peer's orderly close. A time-out gives 10060. With
+/// Bytes received: at least one, 0 after the peer's orderly close. A connection that has ended
+/// without that gives 10054, whichever call met its failure first. A time-out gives 10060. With
 /// QX_MSG_WAITALL a stream that blocks gives all of them, unless its end, an error or the time-out
 /// came in between.
 QX_API int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t flags);

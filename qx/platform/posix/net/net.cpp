@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <fcntl.h>
 #include <linux/tcp.h>
 #include <sys/eventfd.h>
@@ -158,16 +159,23 @@ int32_t transferFailed(int descriptor) noexcept {
     return socketFailed();
 }
 
+/// States of a connection, as the system numbers them.
+enum TcpState { FinWait1 = 4, FinWait2 = 5, Closed = 7, LastAck = 9, Closing = 11 };
+
+/// False for what is no TCP socket.
+bool tellConnection(int descriptor, tcp_info& info) noexcept {
+    socklen_t length = sizeof info;
+    return ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) == 0;
+}
+
 /// Why nothing can be sent, for which the system has one error only: the program itself has shut
 /// the output down, as far as the connection still knows, or there never was a connection.
 int brokenPipeError(int descriptor) noexcept {
     tcp_info info{};
-    socklen_t length = sizeof info;
-    if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) != 0)
+    if (!tellConnection(descriptor, info))
         return EPIPE;
-    constexpr int finWait1 = 4, finWait2 = 5, lastAck = 9, closing = 11;
-    if (info.tcpi_state == finWait1 || info.tcpi_state == finWait2 || info.tcpi_state == lastAck ||
-        info.tcpi_state == closing)
+    if (info.tcpi_state == FinWait1 || info.tcpi_state == FinWait2 || info.tcpi_state == LastAck ||
+        info.tcpi_state == Closing)
         return ESHUTDOWN;
     // The space is given when a connection is made, and kept after its end.
     return info.tcpi_rcv_space == 0 ? ENOTCONN : EPIPE;
@@ -175,6 +183,31 @@ int brokenPipeError(int descriptor) noexcept {
 
 int32_t sendFailed(int descriptor) noexcept {
     return errno == EPIPE ? socketFailed(brokenPipeError(descriptor)) : transferFailed(descriptor);
+}
+
+/// True when a connection of which nothing more can be received has ended without the peer's end.
+/// The system tells the error once, which another thread may have met as it sent. Later it knows
+/// still whether the end has come: it counts as one byte that waits.
+bool isCutOff(int descriptor) noexcept {
+    tcp_info info{};
+    if (!tellConnection(descriptor, info) || info.tcpi_state != Closed)
+        return false;
+    setOption(descriptor, IPPROTO_TCP, TCP_INQ, 1);
+    char byte;
+    iovec room{&byte, sizeof byte};
+    alignas(cmsghdr) char told[CMSG_SPACE(sizeof(int))];
+    msghdr message{};
+    message.msg_iov = &room;
+    message.msg_iovlen = 1;
+    message.msg_control = told;
+    message.msg_controllen = sizeof told;
+    if (::recvmsg(descriptor, &message, MSG_PEEK | MSG_DONTWAIT) != 0)
+        return false;
+    int waiting = 1;
+    const cmsghdr* const first = CMSG_FIRSTHDR(&message);
+    if (first != nullptr && first->cmsg_level == IPPROTO_TCP && first->cmsg_type == TCP_CM_INQ)
+        std::memcpy(&waiting, CMSG_DATA(first), sizeof waiting);
+    return waiting == 0;
 }
 
 } // namespace
@@ -344,6 +377,8 @@ int32_t QXSocketReceive(QXSocket socket, void* buffer, int32_t length, int32_t f
             return ::recv(descriptor, bytes + received, static_cast<size_t>(length - received),
                           systemFlags | moreFlags);
         });
+    if (count == 0 && length > 0 && isCutOff(descriptor))
+        return socketFailed(ECONNRESET);
     return count == -1 ? transferFailed(descriptor) : static_cast<int32_t>(count);
 }
 
