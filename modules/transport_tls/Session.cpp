@@ -81,11 +81,12 @@ Session::Session(Reference<Context> context, SessionSocket socket)
     SSL_set_verify(m_ssl.get(), SSL_get_verify_mode(m_ssl.get()), &onVerify);
     SSL_set_msg_callback(m_ssl.get(), &onMessage);
     SSL_set_msg_callback_arg(m_ssl.get(), this);
-    throwIfFailed(codeOf(QXSocketSetNonBlocking(m_socket.get(), 1)));
     // What follows the last message of a handshake is not to wait until that is acknowledged.
     const int32_t noDelay = 1;
     throwIfFailed(codeOf(QXSocketSetOption(m_socket.get(), QX_IPPROTO_TCP, QX_TCP_NODELAY, &noDelay,
                                            sizeof noDelay)));
+    throwIfFailed(codeOf(QXSocketGetNonBlocking(m_socket.get(), &m_wasNonBlocking)));
+    throwIfFailed(codeOf(QXSocketSetNonBlocking(m_socket.get(), 1)));
 }
 
 Session::Session(Reference<Context> context, SessionSocket socket, String peer)
@@ -113,6 +114,8 @@ Session::~Session() {
     char unread[4096];
     for (int i = 0; i < 16 && QXSocketReceive(m_socket.get(), unread, sizeof unread, 0) > 0; ++i) {
     }
+    if (m_held.isLent())
+        QXSocketSetNonBlocking(m_socket.get(), m_wasNonBlocking);
     ERR_pop_to_mark();
 }
 

@@ -30,6 +30,7 @@ public:
     }
 
     const transport::Socket& get() const noexcept { return m_socket; }
+    bool isLent() const noexcept { return m_isLent; }
 
 private:
     transport::Socket m_socket;
@@ -53,8 +54,9 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     /// Ends the session, so that the peer does not take the end of the connection for one by
-    /// somebody else, and closes the socket, unless that is lent. Waits two seconds at most for
-    /// room for that, and not at all when some of what was written has not gone out.
+    /// somebody else, and closes the socket. One that is lent waits again if it did before. Waits
+    /// two seconds at most for room for the end, and not at all when some of what was written has
+    /// not gone out.
     ~Session();
 
     const transport::Socket& socket() const { return m_socket; }
@@ -105,6 +107,7 @@ private:
     const Reference<Context> m_context;
     const SessionSocket m_held;
     const transport::Socket& m_socket; ///< of that
+    int32_t m_wasNonBlocking = 0;
     const ProcessMark m_mark;
     String m_peer;
     const Handle<SSL> m_ssl;

@@ -144,6 +144,8 @@ QX_API int32_t QXSocketGetAvailable(QXSocket socket, uint32_t* count);
 /// Says whether calls that would have to wait give 10035 instead; QXSocketSend then sends what
 /// there is room for. What a listening socket accepts waits in any case.
 QX_API int32_t QXSocketSetNonBlocking(QXSocket socket, int32_t nonBlocking);
+/// Stores whether that is so, as 1 or 0.
+QX_API int32_t QXSocketGetNonBlocking(QXSocket socket, int32_t* nonBlocking);
 
 /// Says whether children that the program starts inherit the socket; those of QXProcessCreate never
 /// do.

@@ -106,9 +106,7 @@ TEST(TcpSocket, ATimeOutEndsReadsAndSparesTheConnection) {
     char byte;
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(descriptionOf<io::TimeoutException>([&] { in->read(&byte, 1); }), "socket timeout");
-    const auto time = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(time, 100ms);
-    EXPECT_LT(time, 50s) << "a machine may be late, but not that late";
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 100ms);
     connection.server->getOutputStream()->write("x", 1);
     EXPECT_EQ(in->skip(2), 1) << "what came in time counts";
     connection.client->setSoTimeout(1us);

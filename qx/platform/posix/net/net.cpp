@@ -400,6 +400,14 @@ int32_t QXSocketSetNonBlocking(QXSocket socket, int32_t nonBlocking) {
     return flags != -1 && ::fcntl(descriptor, F_SETFL, wanted) == 0 ? 0 : socketFailed();
 }
 
+int32_t QXSocketGetNonBlocking(QXSocket socket, int32_t* nonBlocking) {
+    if (nonBlocking == nullptr)
+        return socketFailed(EFAULT);
+    const int flags = ::fcntl(descriptorOf(socket), F_GETFL);
+    *nonBlocking = flags != -1 && (flags & O_NONBLOCK) != 0 ? 1 : 0;
+    return flags != -1 ? 0 : socketFailed();
+}
+
 int32_t QXSocketCreateSignal(QXSocket* signal) {
     *signal = QX_NO_SOCKET;
     Descriptor made = aboveStandard(Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
