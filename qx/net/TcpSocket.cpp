@@ -28,9 +28,13 @@ HostAddresses resolve(const String& host, unsigned short port) {
     // Not a host that is cut off at a 0 unit.
     if (!host.contains(u'\0'))
         addresses = resolveHost(util::toSystemName(host).c_str(), number);
-    if (!addresses)
-        throw withDetail(Exception(u"Unknown host: " + host),
-                         (host.isEmpty() ? u"no name, "_qs : String()) + portText(port));
+    if (!addresses) {
+        String detail = (host.isEmpty() ? u"no name, "_qs : String()) + portText(port);
+        if (number != 0)
+            detail += u", " + String(QXGetDescriptionFromQX_E_SOCKET(
+                                  QX_E_SOCKETFromNativeEaiSocketError(number)));
+        throw withDetail(Exception(u"Unknown host: " + host), detail);
+    }
     return addresses;
 }
 

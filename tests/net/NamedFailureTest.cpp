@@ -53,6 +53,8 @@ TEST(NamedFailure, SaysWhatItWasAbout) {
         {[&] { static_cast<void>(uri.getQueryValue(u"c"_qs, true)); },
          "the URI has no query value c"},
         {[] { net::TcpSocket(u"127.0.0.1\0x"_qs, 80); }, "Unknown host: 127.0.0.1 x: port 80"},
+        {[] { net::TcpSocket(u"", 80); },
+         "Unknown host: : no name, port 80, EAI_NONAME NAME or SERVICE is unknown."},
         {[] { static_cast<void>(io::FileInputStream(0, false).clone()); },
          "qx::io::FileInputStream cannot be copied"},
         {[] { static_cast<void>(math::BigInteger(1).compareTo(u"1"_qs)); },

@@ -159,7 +159,6 @@ TEST(TcpSocket, FailuresToBindAndConnectSayWhatFailed) {
     EXPECT_EQ(descriptionOf([&] { connectTo(port); }),
               "TcpSocket::TcpSocket Unable to connect to 127.0.0.1 " +
                   textOf(QX_E_SOCKET_ECONNREFUSED));
-    EXPECT_EQ(descriptionOf([&] { connectTo(port, u""); }), "Unknown host: ");
     const TcpServerSocket first(port, 5);
     EXPECT_EQ(descriptionOf([&] { TcpServerSocket(port, 5); }),
               std::string("TcpServerSocket: ") + std::strerror(EADDRINUSE));
