@@ -30,6 +30,7 @@ public:
 
 private:
     net::TcpWorkerSocket2 m_socket;
+    const int32_t m_mostAtOnce; ///< bytes that one call may send
     const ProcessMark m_mark;
     mutable std::atomic<bool> m_isHandedOn{false};
 };
