@@ -57,6 +57,9 @@ TlsConnector::TlsConnector(const util::PropertySet& properties)
       m_context(Context::ofConnector(properties)) {
     const auto name = transport::find(properties, u"serverName");
     m_serverName = name ? name->toUtf8() : m_place.host;
+    // A point at its end makes a name whole for the resolver, and is no part of it in certificates.
+    if (m_serverName.size() > 1 && m_serverName.back() == '.')
+        m_serverName.pop_back();
     // With a point before it a name would stand for all that end with it.
     if (m_serverName.empty() || m_serverName.front() == '.' ||
         m_serverName.find('\0') != std::string::npos)
