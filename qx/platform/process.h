@@ -49,9 +49,11 @@ extern "C" {
 /// standard ones.
 ///
 /// 0x80070002 when there is no such program, 0x80070005 when it may not be executed or is a folder,
-/// 0x800700C1 when it is no program, 0x8007010B when there is no such folder, 0x800700CE when the
-/// texts are too long, 0x80070057 for an empty command line, an environment text without a name,
-/// and other flags, 0x80070059 when the system takes no more processes. Handles are then all ones.
+/// 0x80070020 when its file is open for writing and stays so for a tenth of a second (one that was
+/// written and closed is open while another thread starts a program), 0x800700C1 when it is no
+/// program, 0x8007010B when there is no such folder, 0x800700CE when the texts are too long,
+/// 0x80070057 for an empty command line, an environment text without a name, and other flags,
+/// 0x80070059 when the system takes no more processes. Handles are then all ones.
 QX_API int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine,
                                const char16_t* folder, const char16_t* const* environment,
                                uint32_t flags, QXHandle* streams, QXHandle* process);

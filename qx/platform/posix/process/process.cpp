@@ -10,6 +10,7 @@
 #include <spawn.h>
 #include <string>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -26,10 +27,15 @@
 
 using namespace qx;
 using namespace qx::platform;
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr int32_t NoMoreProcesses = static_cast<int32_t>(0x80070059u);
+
+/// The last of the pauses between attempts to start a program whose file is being written, each
+/// twice as long as the one before: 127 ms in all.
+constexpr auto LongestPause = 64ms;
 
 constexpr int StandardStreams = 3;
 constexpr uint32_t InheritFlags[StandardStreams] = {
@@ -173,8 +179,18 @@ void Program::changeEnvironment(const char16_t* const* variables, bool isInherit
 int Program::spawn(const posix_spawn_file_actions_t* actions, const posix_spawnattr_t* attributes,
                    pid_t* child) {
     const auto call = m_isSearched ? &::posix_spawnp : &::posix_spawn;
-    return call(child, m_file.c_str(), actions, attributes, m_arguments.pointers(),
-                m_inheritsEnvironment ? environ : m_environment.pointers());
+    const auto start = [&] {
+        return call(child, m_file.c_str(), actions, attributes, m_arguments.pointers(),
+                    m_inheritsEnvironment ? environ : m_environment.pointers());
+    };
+    int error = start();
+    // A file that was written and closed is open all the same while another thread starts a
+    // program, which has a copy of the descriptor until it is executed.
+    for (auto pause = 1ms; error == ETXTBSY && pause <= LongestPause; pause *= 2) {
+        std::this_thread::sleep_for(pause);
+        error = start();
+    }
+    return error;
 }
 
 /// What happens in the child before it executes the program. Keeps the first error.
