@@ -85,7 +85,8 @@ public:
     ///
     /// Outputs end when the child and all that have inherited them from it have closed them. A
     /// child that wants no more of its input does not get the rest. A fork of this program that
-    /// runs on keeps the child's input open, so that its end comes later.
+    /// runs on keeps the child's input open, so that its end comes later, and so does a program
+    /// that another thread is starting, until it is executed.
     /// @throws IllegalStateException "process already joined", or "process has no input" for an
     ///     input where that is closed or inherited
     /// @throws ResultException "process exchange failed", "process join failed"; the child runs on
@@ -114,7 +115,8 @@ public:
     /// object. Closing it does nothing. Without a pipe, its operations fail.
     Reference<io::InputStream> getInputStream();
     /// Writes the child's input, which ends when this stream is closed, or when neither the stream
-    /// nor the object is there any more. Otherwise like getInputStream.
+    /// nor the object is there any more; finish says what delays that. Otherwise like
+    /// getInputStream.
     Reference<io::OutputStream> getOutputStream();
     /// Reads the child's error output; like getInputStream.
     Reference<io::InputStream> getErrorStream();

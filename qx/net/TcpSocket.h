@@ -25,7 +25,8 @@ class TcpSocketInputStream;
 class TcpSocketOutputStream;
 
 /// A TCP connection as a pair of byte streams. It is closed when the socket object and both streams
-/// are destroyed.
+/// are destroyed. A program that another thread is starting has a copy of it until it is executed,
+/// which delays the end for the peer; shutdownOutput is not delayed.
 ///
 ///     const auto socket = qx::net::TcpSocket::connect(u"example.org", 7, 5s);
 ///     socket->getOutputStream()->write("ping", 4);
