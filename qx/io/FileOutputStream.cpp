@@ -85,7 +85,7 @@ void FileOutputStream::flush() {
     const auto lock = exclusive();
     const ClosedAfter closed(*this);
     if (m_file.isOpen() && (m_mode & NOSYNC) == 0)
-        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+        throwIfFailedOf(m_file.sync(), m_name);
 }
 
 void FileOutputStream::sync() {
@@ -94,7 +94,7 @@ void FileOutputStream::sync() {
         open();
     const ClosedAfter closed(*this);
     if (m_file.isOpen())
-        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+        throwIfFailedOf(m_file.sync(), m_name);
 }
 
 void FileOutputStream::close() {

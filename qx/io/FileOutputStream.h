@@ -88,7 +88,8 @@ public:
     /// Goes on after short writes until everything is written.
     void write(const signed char* from, int32_t length) override;
     /// Makes what was written durable, unless the mode is NOSYNC; with KEEPCLOSED the file is
-    /// closed afterwards, also when that failed.
+    /// closed afterwards, also when that failed. When it has failed once, bytes may be lost, and so
+    /// every later flush and sync of the open file raises that failure.
     void flush() override;
     /// Makes what was written durable in every mode. Does nothing when the file is closed, except
     /// with KEEPCLOSED, which opens it for this.

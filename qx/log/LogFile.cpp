@@ -112,7 +112,7 @@ bool LogFile::tryRotate() {
 
 void LogFile::rotate() {
     if (m_options.waitsForDisk)
-        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+        sync(); // the next flush tells when that fails
     // A number that nobody has is where a rotation was cut short: what lies behind it stays.
     int last = 1;
     while (last < m_options.kept && exists(last))
@@ -172,8 +172,21 @@ void LogFile::writeAll(const signed char* from, int32_t length) {
 }
 
 void LogFile::flush() {
-    if (m_options.waitsForDisk)
-        throwIfFailedOf(QXFileFlush(m_file.get()), m_name);
+    if (!m_options.waitsForDisk)
+        return;
+    const int32_t result = sync();
+    m_isLossTold |= result < 0;
+    throwIfFailedOf(result, m_name);
+}
+
+/// Makes the file durable. The result of the first failure, though the file has been left since.
+int32_t LogFile::sync() noexcept {
+    const int32_t result = QXFileFlush(m_file.get());
+    if (result < 0 && m_lost >= 0) {
+        m_lost = result;
+        countFailure(result);
+    }
+    return m_lost;
 }
 
 void LogFile::close() { m_file.close(); }
@@ -184,11 +197,14 @@ void LogFile::reopenWhenAsked() {
     const uint32_t asked = s_asked.load(std::memory_order_relaxed);
     const bool isAsked = m_isAsked.load(std::memory_order_relaxed) &&
                          m_isAsked.exchange(false, std::memory_order_relaxed);
-    if (!isAsked && asked == m_askedOfAll && m_size < m_reopenAt)
+    const bool isRetry = !isAsked && asked == m_askedOfAll;
+    if (isRetry && m_size < m_reopenAt)
         return;
     m_askedOfAll = asked;
+    if (!isRetry && std::exchange(m_isLossTold, false))
+        m_lost = result::Ok;
     if (m_options.waitsForDisk)
-        resultOf([this] { flush(); });
+        sync();
     const int32_t result = resultOf([this] { open(); });
     if (result < 0) {
         countFailure(result);

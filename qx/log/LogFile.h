@@ -37,6 +37,10 @@ struct LogFileOptions {
 /// A file that cannot be renamed or opened anew costs no entry: what comes is written to the
 /// present one, beyond the limit, until a later attempt succeeds. The counts tell of it.
 ///
+/// When the disk loses something, it says so once. The next flush raises that, whichever file it
+/// was, and so does every later one, since all of them are to make durable what is lost. That ends
+/// with a request for the file to be opened anew that comes after such a flush.
+///
 /// A write that fails is taken back where the system allows that, except for those of its lines
 /// that went to a file which has become full. Whoever writes it again, as OutputStreamWriter does
 /// with what is pending, loses none of it and may have these twice.
@@ -44,8 +48,8 @@ struct LogFileOptions {
 /// Programs that rename log files themselves ask for the file to be opened anew by the name, most
 /// often with SIGHUP. That happens at the next write.
 ///
-/// Writing is for one thread at a time, as it is behind a log writer; the other members are for
-/// any. Several processes must not write to one name with a limit.
+/// Writing, flushing and closing are for one thread at a time, as they are behind a log writer; the
+/// other members are for any. Several processes must not write to one name with a limit.
 class QX_API LogFile : public io::OutputStream {
 public:
     /// Opens the file, or creates it for its owner alone.
@@ -65,8 +69,9 @@ public:
     /// @throws ResultException
     static void reopenAllOnHangup();
 
-    /// How many files have become full; how often one could not be renamed or opened anew, and the
-    /// result code of the first such failure, result::Ok when there was none.
+    /// How many files have become full; how often one could not be renamed, opened anew or, until
+    /// flushes succeed again, made durable; the result code of the first such failure, result::Ok
+    /// when there was none.
     uint64_t getRotatedCount() const noexcept { return m_rotated; }
     uint64_t getFailedCount() const noexcept { return m_failed; }
     int32_t getFirstFailure() const noexcept { return m_firstFailure; }
@@ -82,6 +87,7 @@ private:
     std::string pathOf(int number) const;
     String nameOf(int number) const;
     void writeAll(const signed char* from, int32_t length);
+    int32_t sync() noexcept;
     void countFailure(int32_t result) noexcept;
 
     const String m_name;
@@ -93,6 +99,8 @@ private:
     int64_t m_reopenAt = INT64_MAX; ///< the size from which on to try a failed reopening again
     bool m_isLineEnd = true;        ///< a line may begin here
     bool m_isLineCut = false;       ///< by a failure
+    int32_t m_lost = 0;             ///< why something may not be on the disk; else not negative
+    bool m_isLossTold = false;      ///< by a flush
     uint32_t m_askedOfAll = 0;      ///< the count of requests that was followed last
     std::atomic<bool> m_isAsked{false};
     std::atomic<uint64_t> m_rotated{0};

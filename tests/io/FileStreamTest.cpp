@@ -1,4 +1,5 @@
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "tests/ipc/IpcTesting.h"
 #include "tests/support/BlockingThread.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/FakeStreams.h"
 #include "tests/support/SignalStorm.h"
 #include "tests/support/TemporaryFolder.h"
@@ -108,6 +110,8 @@ TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
               std::filesystem::perms(0600));
     units.assign(units.size(), u'x');
     out.write("abc");
+    EXPECT_ANY_THROW((FailingCalls(0, EIO), out.flush()));
+    EXPECT_ANY_THROW(out.flush()) << "what the disk has lost stays lost";
     out.close();
     EXPECT_EQ(out.is_open(), 0);
     EXPECT_EQ(out.getHandle(), ~uint64_t{0});
@@ -116,6 +120,7 @@ TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
     out.open();
     out.open();
     out.write("x");
+    out.flush();
     EXPECT_EQ(content(), "xbc");
 }
 

@@ -1,4 +1,5 @@
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 
@@ -7,6 +8,7 @@
 #endif
 
 #include "tests/log/ProcessorFakes.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestLocale.h"
@@ -237,6 +239,20 @@ TEST(LogFile, LosesNothingForWantOfDescriptors) {
     EXPECT_EQ(readFile(path + ".1").size(), 3u * 8193);
     EXPECT_EQ(readFile(path + ".2")[0], 'b');
     EXPECT_EQ(readFile(path + ".3")[0], 'a');
+}
+
+TEST(LogFile, FlushesNothingThatTheDiskHasLost) {
+    const TemporaryFolder folder;
+    log::LogFile file(folder.path("log"), {.limit = 1, .waitsForDisk = true});
+    file.write("lost\n");
+    for (const int round : {0, 1, 2}) { // the file is full, opened anew, and all is well again
+        const FailingCalls calls(round < 2 ? 0 : FailingCalls::Never, EIO);
+        if (round > 0)
+            file.requestReopen();
+        file.write("next\n");
+        for (int twice = 0; twice < 2; ++twice)
+            EXPECT_EQ(failureOf([&] { file.flush(); }) < 0, round < 2) << round;
+    }
 }
 
 TEST(TimeStamp, IsWrittenAsTheLocaleDoes) {
