@@ -17,6 +17,11 @@ namespace {
 
 constexpr signed char LineEnd = '\n';
 
+/// In the place of numbers of full files: the file that is written, and the one that follows it
+/// until it has its name.
+constexpr int Present = -1;
+constexpr int Next = 0;
+
 /// So many bytes after what failed it is tried again: not with every line.
 constexpr int64_t RetryInterval = 1 << 12;
 
@@ -47,21 +52,26 @@ LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
 }
 
 /// Leaves everything as it is when it fails.
-void LogFile::open() {
+void LogFile::open() { take(openFile(m_path)); }
+
+LogFile::Opened LogFile::openFile(const std::string& path) const {
     constexpr uint32_t OwnersAlone = 0700;
-    const bool isLineCut = endsWithinLine(m_path, m_name); // first: one descriptor is enough then
-    io::FileHandle file;
-    throwIfFailedOf(QXFileOpen(m_path.c_str(), QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND,
-                               OwnersAlone, file.put()),
+    Opened opened;
+    opened.isLineCut = endsWithinLine(path, m_name); // first: one descriptor is enough then
+    throwIfFailedOf(QXFileOpen(path.c_str(), QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND,
+                               OwnersAlone, opened.file.put()),
                     m_name);
-    int64_t size = 0;
-    throwIfFailedOf(QXFileGetSize(file.get(), &size), m_name);
-    m_isLineCut = isLineCut;
-    m_file = std::move(file);
-    m_size = size;
+    throwIfFailedOf(QXFileGetSize(opened.file.get(), &opened.size), m_name);
+    return opened;
+}
+
+void LogFile::take(Opened opened) noexcept {
+    m_file = std::move(opened.file);
+    m_size = opened.size;
     m_bound = m_options.limit;
     m_reopenAt = INT64_MAX;
-    m_isLineEnd = !isLineCut;
+    m_isLineCut = opened.isLineCut;
+    m_isLineEnd = !opened.isLineCut;
 }
 
 void LogFile::write(const signed char* from, int32_t length) {
@@ -112,22 +122,34 @@ bool LogFile::tryRotate() {
 
 void LogFile::rotate() {
     if (m_options.waitsForDisk)
-        sync(); // the next flush tells when that fails
+        sync();                           // the next flush tells when that fails
+    Opened next = openFile(pathOf(Next)); // which, if it cannot be had, costs nothing yet
+    try {
+        renameAll();
+    } catch (...) {
+        if (next.size == 0)
+            QXFileRemove(pathOf(Next).c_str());
+        throw;
+    }
+    take(std::move(next));
+}
+
+void LogFile::renameAll() {
     // A number that nobody has is where a rotation was cut short: what lies behind it stays.
     int last = 1;
     while (last < m_options.kept && exists(last))
         ++last;
     for (int number = last; number > 1; --number)
         rename(number - 1, number);
-    const bool isThere = exists(0); // else somebody has renamed it already
+    const bool isThere = exists(Present); // else somebody has renamed it already
     if (isThere)
-        rename(0, 1);
+        rename(Present, 1);
     try {
-        open();
+        rename(Next, Present);
     } catch (...) {
         // The file goes on, and with it its name.
         if (isThere)
-            resultOf([this] { rename(1, 0); });
+            resultOf([this] { rename(1, Present); });
         throw;
     }
 }
@@ -149,13 +171,12 @@ void LogFile::rename(int from, int to) const {
                     [&] { return nameOf(from); });
 }
 
-/// 0 for the file that is written.
 std::string LogFile::pathOf(int number) const {
-    return number == 0 ? m_path : m_path + '.' + std::to_string(number);
+    return number == Present ? m_path : m_path + '.' + std::to_string(number);
 }
 
 String LogFile::nameOf(int number) const {
-    return number == 0 ? m_name : m_name + u"." + String::valueOf(number);
+    return number == Present ? m_name : m_name + u"." + String::valueOf(number);
 }
 
 void LogFile::writeAll(const signed char* from, int32_t length) {

@@ -35,7 +35,8 @@ struct LogFileOptions {
 /// one of the files; a line that was cut by that is ended when the file is opened again.
 ///
 /// A file that cannot be renamed or opened anew costs no entry: what comes is written to the
-/// present one, beyond the limit, until a later attempt succeeds. The counts tell of it.
+/// present one, beyond the limit, until a later attempt succeeds. The counts tell of it. The new
+/// file is opened as "name.0" before anything is renamed.
 ///
 /// When the disk loses something, it says so once. The next flush raises that, whichever file it
 /// was, and so does every later one, since all of them are to make durable what is lost. That ends
@@ -77,11 +78,20 @@ public:
     int32_t getFirstFailure() const noexcept { return m_firstFailure; }
 
 private:
+    struct Opened {
+        io::FileHandle file;
+        int64_t size = 0;
+        bool isLineCut = false;
+    };
+
     void open();
+    Opened openFile(const std::string& path) const;
+    void take(Opened opened) noexcept;
     void reopenWhenAsked();
     int32_t countFitting(const signed char* from, int32_t length);
     bool tryRotate();
     void rotate();
+    void renameAll();
     bool exists(int number) const;
     void rename(int from, int to) const;
     std::string pathOf(int number) const;

@@ -235,6 +235,7 @@ TEST(LogFile, LosesNothingForWantOfDescriptors) {
         writeLine('d');
         writeLine('e');
     });
+    EXPECT_EQ(readFile(path + ".3"), "cut\n") << "it costs no full file";
     writeLine('f');
     EXPECT_EQ(readFile(path + ".1").size(), 3u * 8193);
     EXPECT_EQ(readFile(path + ".2")[0], 'b');
