@@ -25,8 +25,20 @@ constexpr int Next = 0;
 /// So many bytes after what failed it is tried again: not with every line.
 constexpr int64_t RetryInterval = 1 << 12;
 
+/// Units of a path that the platform finds, and the nul behind it.
+constexpr int32_t LongestPath = 4096;
+
 constinit std::atomic<uint32_t> s_asked{0};
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "used in signal handlers");
+
+/// The path, which goes on to mean the same when the process goes to another folder.
+std::string absolute(std::string path) {
+    const bool isRelative = path.find_first_of("/\\") != 0 && path.find(':') != 1; // of a drive
+    char folder[LongestPath];
+    if (!isRelative || path.empty() || QXGetCurrentDirectory(folder, LongestPath) < 0)
+        return path;
+    return std::string(folder) + '/' + path;
+}
 
 /// True when the file has a last line without an end. What may not be read has none, nor has what
 /// is no file.
@@ -46,13 +58,29 @@ bool endsWithinLine(const std::string& path, const String& name) {
 } // namespace
 
 LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
-    : m_name(name.toString()), m_path(io::detail::systemNameOf(m_name)), m_options(options),
-      m_askedOfAll(s_asked.load(std::memory_order_relaxed)) {
+    : m_name(name.toString()), m_path(absolute(io::detail::systemNameOf(m_name))),
+      m_options(options), m_askedOfAll(s_asked.load(std::memory_order_relaxed)) {
     open();
 }
 
 /// Leaves everything as it is when it fails.
-void LogFile::open() { take(openFile(m_path)); }
+void LogFile::open() {
+    Opened opened = openFile(m_path);
+    m_target = targetOf(opened.file.get());
+    take(std::move(opened));
+}
+
+/// The path under which the file is renamed: that behind all links, which stay as they are. The
+/// given one where it does not lead to the same file.
+std::string LogFile::targetOf(QXHandle file) const {
+    char path[LongestPath];
+    QXFileState opened, found;
+    const bool isFound = QXPathExpand(m_path.c_str(), path, LongestPath) >= 0 &&
+                         QXFileGetState(path, &found) >= 0 &&
+                         QXFileGetHandleState(file, &opened) >= 0 && found.inode == opened.inode &&
+                         found.device == opened.device;
+    return isFound ? path : m_path;
+}
 
 LogFile::Opened LogFile::openFile(const std::string& path) const {
     constexpr uint32_t OwnersAlone = 0700;
@@ -68,7 +96,8 @@ LogFile::Opened LogFile::openFile(const std::string& path) const {
 void LogFile::take(Opened opened) noexcept {
     m_file = std::move(opened.file);
     m_size = opened.size;
-    m_bound = m_options.limit;
+    const bool isLimited = m_options.limit > 0 && QXFileIsRegular(m_file.get()) != 0;
+    m_bound = isLimited ? m_options.limit : INT64_MAX;
     m_reopenAt = INT64_MAX;
     m_isLineCut = opened.isLineCut;
     m_isLineEnd = !opened.isLineCut;
@@ -83,7 +112,7 @@ void LogFile::write(const signed char* from, int32_t length) {
         m_isLineCut = false;
     }
     while (length > 0) {
-        const int32_t count = m_options.limit > 0 ? countFitting(from, length) : length;
+        const int32_t count = countFitting(from, length);
         writeAll(from, count);
         from += count;
         length -= count;
@@ -92,7 +121,7 @@ void LogFile::write(const signed char* from, int32_t length) {
 
 /// How many of the bytes come next in the present file, which is a new one where that is due.
 int32_t LogFile::countFitting(const signed char* from, int32_t length) {
-    if (m_size + length <= m_bound)
+    if (length <= m_bound - m_size)
         return length;
     const auto lineBegin = [from](int64_t end) { // behind the last line end in front of that
         while (end > 0 && from[end - 1] != LineEnd)
@@ -172,7 +201,7 @@ void LogFile::rename(int from, int to) const {
 }
 
 std::string LogFile::pathOf(int number) const {
-    return number == Present ? m_path : m_path + '.' + std::to_string(number);
+    return number == Present ? m_target : m_target + '.' + std::to_string(number);
 }
 
 String LogFile::nameOf(int number) const {

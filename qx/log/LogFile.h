@@ -34,6 +34,10 @@ struct LogFileOptions {
 /// Every write goes to the system at once. Whenever the process is killed, what was written is in
 /// one of the files; a line that was cut by that is ended when the file is opened again.
 ///
+/// A symbolic link stays one: the file that it leads to is renamed, beside itself. Devices, pipes
+/// and whatever else is no regular file have no limit. A relative name is one in the folder that
+/// the process was in when it made the object.
+///
 /// A file that cannot be renamed or opened anew costs no entry: what comes is written to the
 /// present one, beyond the limit, until a later attempt succeeds. The counts tell of it. The new
 /// file is opened as "name.0" before anything is renamed.
@@ -86,6 +90,7 @@ private:
 
     void open();
     Opened openFile(const std::string& path) const;
+    std::string targetOf(QXHandle file) const;
     void take(Opened opened) noexcept;
     void reopenWhenAsked();
     int32_t countFitting(const signed char* from, int32_t length);
@@ -101,8 +106,9 @@ private:
     void countFailure(int32_t result) noexcept;
 
     const String m_name;
-    const std::string m_path; ///< the name as the system takes it, whatever becomes of the locale
+    const std::string m_path; ///< for the system, whatever becomes of locale and folder
     const LogFileOptions m_options;
+    std::string m_target; ///< the path of the present file, without links
     io::FileHandle m_file;
     int64_t m_size = 0;
     int64_t m_bound = 0; ///< where to begin the next file; beyond the limit after a failure

@@ -65,6 +65,8 @@ QX_API int32_t QXFileAvailable(QXHandle handle, int32_t* available);
 /// 1 when a read comes back at once, at the end too: for a regular file that had bytes when
 /// QXFileOpen opened it. 0 for all others.
 QX_API int32_t QXFileNeverWaits(QXHandle handle);
+/// 1 for a regular file that QXFileOpen has opened, 0 for devices, pipes and all others.
+QX_API int32_t QXFileIsRegular(QXHandle handle);
 
 /// Absolute path with "/" separators and none at the end: ".", ".." and repeated separators are
 /// removed as text, then links are resolved as far as the path exists. @p capacity counts the

@@ -1,5 +1,4 @@
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <thread>
@@ -113,7 +112,6 @@ TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
     EXPECT_ANY_THROW((FailingCalls(0, EIO), out.flush()));
     EXPECT_ANY_THROW(out.flush()) << "what the disk has lost stays lost";
     out.close();
-    EXPECT_EQ(out.is_open(), 0);
     EXPECT_EQ(out.getHandle(), ~uint64_t{0});
     out.close();
     expectEach(qx::result::InvalidHandle, {[&] { out.write("x"); }, [&] { out.getSize(); }});

@@ -1,5 +1,4 @@
 #include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 
@@ -220,15 +219,15 @@ TEST(LogFile, LosesNothingForWantOfDescriptors) {
     if (Sanitized)
         GTEST_SKIP() << "the sanitizers need descriptors of their own";
     const TemporaryFolder folder;
-    const std::string path = folder.path("log");
+    const std::string path = folder.path("log"), link = folder.path("link");
     writeFile(path, "cut");
+    std::filesystem::create_symlink(path, link); // which stays
     Reference<log::LogFile> file;
     const log::LogFileOptions options{.limit = 1, .kept = 3};
-    withoutDescriptors([&] { file = makeReference<log::LogFile>(path, options); }, 1);
+    withoutDescriptors([&] { file = makeReference<log::LogFile>(link, options); }, 1);
     withFileSizeLimit(3, [&] { EXPECT_THROW(file->write("lost\n"), ResultException); });
     const auto writeLine = [&](char c) { file->write(std::string(1 << 13, c) + '\n'); };
     writeLine('a');
-    EXPECT_EQ(readFile(path + ".1"), "cut\n");
     writeLine('b');
     writeLine('c');
     withoutDescriptors([&] {
@@ -251,8 +250,7 @@ TEST(LogFile, FlushesNothingThatTheDiskHasLost) {
         if (round > 0)
             file.requestReopen();
         file.write("next\n");
-        for (int twice = 0; twice < 2; ++twice)
-            EXPECT_EQ(failureOf([&] { file.flush(); }) < 0, round < 2) << round;
+        EXPECT_EQ(failureOf([&] { file.flush(); }) < 0, round < 2) << round;
     }
 }
 

@@ -258,6 +258,8 @@ int32_t QXFileAvailable(QXHandle handle, int32_t* available) {
     return result::Ok;
 }
 
+int32_t QXFileIsRegular(QXHandle handle) { return isRegularFile(handle) ? 1 : 0; }
+
 int32_t QXFileNeverWaits(QXHandle handle) {
     return isRegularFile(handle) && (handle & FilledFile) != 0 ? 1 : 0;
 }
