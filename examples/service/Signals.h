@@ -16,6 +16,8 @@ namespace collector {
 /// there the kernel drops what is neither blocked nor handled.
 ///
 /// SIGHUP has the plain-text log opened anew, before the next line is written.
+///
+/// SIGPIPE does nothing: somebody who no longer reads what the service prints must not end it.
 class Signals {
 public:
     Signals() {
@@ -30,6 +32,7 @@ public:
         };
         action.sa_flags = SA_RESTART;
         sigaction(SIGHUP, &action, nullptr);
+        std::signal(SIGPIPE, SIG_IGN);
         // The first process inherits children that it knows nothing of: those of a program that
         // somebody has started in the container. The kernel is to bury them.
         if (getpid() == 1)

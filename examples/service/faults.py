@@ -203,6 +203,23 @@ def reports_a_full_disk(examples):
         assert count > 50 and found >= {str(i) for i in range(count)}, (count, len(found))
 
 
+def outlives_whoever_reads_its_outputs(examples):
+    with tempfile.TemporaryDirectory() as folder:
+        service = Service(examples, folder)
+        client = service.connect()
+        service.process.stdout.close()
+        service.process.stderr.close()
+        (service.folder / "service.log").rename(service.folder / "old")
+        (service.folder / "service.log").mkdir()
+        service.process.send_signal(signal.SIGHUP)  # of which it has to complain
+        for number in (1, 2):
+            expect(f"OK {number}", client.ask("INFO pipe still there\n"))
+            time.sleep(0.3)
+        service.process.send_signal(signal.SIGTERM)
+        expect(1, service.process.wait(PATIENCE))  # for the statistics
+        expect(2, service.entries().count("still there"))
+
+
 def refuses_bad_settings(examples):
     with tempfile.TemporaryDirectory() as folder:
         ini = pathlib.Path(folder) / "bad.ini"
@@ -225,7 +242,7 @@ def refuses_bad_settings(examples):
 
 def main(examples):
     for test in (answers_malformed_lines, survives_rude_clients, ends_idle_connections, keeps_what_it_acknowledged,
-                 keeps_it_through_a_kill, reports_a_full_disk, refuses_bad_settings):
+                 keeps_it_through_a_kill, reports_a_full_disk, outlives_whoever_reads_its_outputs, refuses_bad_settings):
         begin = time.monotonic()
         test(examples)
         print(f"{test.__name__}: {time.monotonic() - begin:.1f} s", flush=True)
