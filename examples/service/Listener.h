@@ -19,8 +19,12 @@ public:
     /// On sockets that listen already.
     /// @throws UsageFailure when one of them is no listening TCP socket
     explicit Listener(const std::vector<Manager::Handed>& sockets);
-    /// @param port  on all addresses; 0: a free one for each
-    /// @throws UsageFailure when an address is none; std::runtime_error when it cannot be had
+    /// An address that comes twice counts once. Of a name with several addresses, those of a family
+    /// that the machine lacks are complained of and left out.
+    /// @param addresses  names or numeric addresses, 0.0.0.0 and :: for all of the family
+    /// @param port       on all addresses; 0: a free one for each
+    /// @throws UsageFailure when an address is none, or there are too many; std::runtime_error when
+    ///     one cannot be had: to serve the others would look like all is well
     Listener(const std::vector<std::string>& addresses, uint16_t port);
 
     /// The addresses with their ports.

@@ -28,7 +28,7 @@ const struct {
     const char16_t* value; ///< by default
     const char16_t* description;
 } KnownSettings[] = {
-    {u"addresses", u"localhost", u"where to listen, separated by commas"},
+    {u"addresses", u"localhost", u"where to listen, separated by commas; 0.0.0.0 and :: are all"},
     {u"port", u"7017", u"on each of them; 0 for a free one"},
     {u"folder", u".", u"where the logs are written"},
     {u"level", u"debug", u"lowest level in service.log: debug, info, warning or error"},

@@ -233,6 +233,7 @@ def refuses_bad_settings(examples):
             (["--settings", str(ini) + ".not"], "bad.ini.not"),
             (["--folder", folder + "/none"], "no folder"),
             (["--addresses", "no such host"], "address"),
+            (["--addresses", ",".join(f"127.0.0.{i}" for i in range(1, 22))], "more than 20 addresses"),
         ]:
             status, _, errors = Service(examples, folder, *options).end()
             assert status == 2 and words in errors, (options, status, errors)
