@@ -306,8 +306,9 @@ void LineLogWriter::encode(const AbstractLogWriter& self, const detail::FieldSou
 std::u16string_view LineLogWriter::stampOf(STRUCT_QX_TIME time) const {
     const uint16_t milliseconds = std::exchange(time.millisecond, 0);
     Stamp& stamp = m_stamp;
-    if (stamp.length == 0 || std::memcmp(&stamp.time, &time, sizeof time) != 0) {
+    if (!stamp.isKept || std::memcmp(&stamp.time, &time, sizeof time) != 0) {
         stamp.time = time;
+        stamp.isKept = !platform::occursTwice(time);
         char16_t* at = writeDigits(stamp.units, time.year, time.year > 9999 ? 5 : 4);
         const auto append = [&at](char16_t separator, unsigned number) {
             *at = separator;

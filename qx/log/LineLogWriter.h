@@ -41,6 +41,7 @@ private:
         char16_t units[31];
         size_t length = 0;
         size_t milliseconds = 0; ///< where they stand
+        bool isKept = false;     ///< for more entries of that time
     };
     template <class Text>
     struct Line;

@@ -10,5 +10,7 @@ namespace qx::platform {
 /// twice, when clocks go back, the one is meant that fits what applies now; one that does not
 /// occur, when they go forward, counts as one of those around it.
 int32_t minutesAhead(const STRUCT_QX_TIME& local) noexcept;
+/// Whether a local time occurs twice, so that it may mean something else soon.
+bool occursTwice(const STRUCT_QX_TIME& local) noexcept;
 
 } // namespace qx::platform

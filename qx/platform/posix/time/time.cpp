@@ -128,6 +128,12 @@ private:
 
 constinit LocalOffset localOffset;
 
+/// Seconds since 1970 that a clock has counted which shows @p time when it goes by UTC.
+int64_t secondsOf(const STRUCT_QX_TIME& time) noexcept {
+    return daysFromDate(time.year, time.month, time.day) * SecondsPerDay + time.hour * 3600 +
+           time.minute * 60 + time.second;
+}
+
 /// Seconds that local time is ahead of UTC at @p utc; nothing when the system does not tell.
 std::optional<int64_t> aheadAt(int64_t utc) noexcept {
     const auto asked = static_cast<time_t>(utc);
@@ -139,9 +145,15 @@ std::optional<int64_t> aheadAt(int64_t utc) noexcept {
 
 } // namespace
 
+bool qx::platform::occursTwice(const STRUCT_QX_TIME& local) noexcept {
+    const int64_t seconds = secondsOf(local);
+    const auto before = aheadAt(seconds - SecondsPerDay), after = aheadAt(seconds + SecondsPerDay);
+    return before > after && aheadAt(seconds - *before) == before &&
+           aheadAt(seconds - after.value_or(0)) == after;
+}
+
 int32_t qx::platform::minutesAhead(const STRUCT_QX_TIME& local) noexcept {
-    const int64_t seconds = daysFromDate(local.year, local.month, local.day) * SecondsPerDay +
-                            local.hour * 3600 + local.minute * 60 + local.second;
+    const int64_t seconds = secondsOf(local);
     const auto now = aheadAt(std::time(nullptr));
     if (!now)
         return 0;
