@@ -172,8 +172,7 @@ struct Bag : AbstractCollection {
 };
 
 /// Writes down what it is asked for.
-class Recording : public ArrayList {
-public:
+struct Recording : ArrayList {
     using ArrayList::remove;
 
     bool add(IQXUnknown* element) override { return log("add"), ArrayList::add(element); }
@@ -190,13 +189,11 @@ public:
         return log("set", index), ArrayList::set(index, element);
     }
 
-    std::string takeLog() { return std::exchange(m_log, {}); }
-
-private:
-    void log(const char* call) const { (m_log += call) += ' '; }
+    std::string takeLog() { return std::exchange(calls, {}); }
+    void log(const char* call) const { (calls += call) += ' '; }
     void log(const char* call, int index) const { log((call + std::to_string(index)).c_str()); }
 
-    mutable std::string m_log;
+    mutable std::string calls;
 };
 
 } // namespace

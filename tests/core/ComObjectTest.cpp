@@ -16,17 +16,14 @@ using qxtest::interfaceOf;
 namespace {
 
 /// Counts its living instances.
-class Counted : public Object {
-public:
+struct Counted : Object {
     Counted() { ++s_alive; }
     explicit Counted(int) : Counted() { throw std::runtime_error("constructor"); }
-    explicit Counted(Counted* inner) : m_inner(inner) { ++s_alive; }
+    explicit Counted(Counted* held) : inner(held) { ++s_alive; }
     ~Counted() override { --s_alive; }
 
     static inline std::atomic<int> s_alive = 0;
-
-private:
-    Reference<Counted> m_inner;
+    Reference<Counted> inner;
 };
 
 /// Takes and drops a reference, as any callee may.

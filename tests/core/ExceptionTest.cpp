@@ -30,8 +30,7 @@ struct Unregistered : Exception {};
 
 /// What becomes of an exception at the boundary, as a text, as an error code and in a handler of
 /// the standard library's.
-template <class Thrown>
-void expectThat(const Thrown& thrown, int32_t code, const char* text) {
+void expectThat(const auto& thrown, int32_t code, const char* text) {
     SCOPED_TRACE(text);
     EXPECT_EQ(resultOf([&] { throw thrown; }), code);
     EXPECT_EQ(thrown.code(), makeErrorCode(code));

@@ -28,8 +28,7 @@ static_assert(std::three_way_comparable<String, std::strong_ordering>);
 static_assert(std::three_way_comparable<Str1, std::strong_ordering>);
 
 /// Every kind of text that can stand on the right of a comparison.
-template <class Left>
-void comparesWithEveryText(const Left& b) {
+void comparesWithEveryText(const auto& b) {
     const std::u16string_view view = u"c";
     const String string(view);
     const Str1Copy light(view);

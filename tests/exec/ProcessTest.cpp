@@ -146,18 +146,17 @@ TEST(Process, FinishesHoweverMuchGoesInAndOut) {
 /// Each way in which a child ends, and each way to wait for it.
 void endEach() {
     using namespace std::chrono_literals;
-    const struct {
-        const char16_t* script;
-        int32_t code;
-        void (Process::*end)() = nullptr;
-    } cases[] = {{u"exit 0", 0},
-                 {u"exit 255", 255},
-                 {u"kill -USR1 $$", -SIGUSR1},
-                 {u"", -SIGTERM, &Process::terminate},
-                 {u"", -SIGKILL, &Process::kill}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.code);
-        Process process = endingWith(c.script);
+    const std::tuple<const char16_t*, int32_t, void (Process::*)()> cases[] = {
+        {u"exit 0", 0, nullptr},
+        {u"exit 255", 255, nullptr},
+        {u"kill -USR1 $$", -SIGUSR1, nullptr},
+        {u"", -SIGTERM, &Process::terminate},
+        {u"", -SIGKILL, &Process::kill},
+    };
+    for (const auto& [script, expected, end] : cases) {
+        const int32_t code = expected; // which lambdas can take
+        SCOPED_TRACE(code);
+        Process process = endingWith(script);
         expectEach("process has not been joined", {[&] { process.getExitCode(); }});
         EXPECT_FALSE(process.tryJoin() ||
                      process.waitFor(1ms)); // it waits for the end of its input
@@ -167,14 +166,14 @@ void endEach() {
                    failureOf([&] { process.finish(); }) == result::InvalidHandle;
         }));
         BlockingThread waiting(
-            [&] { EXPECT_TRUE(c.code < 0 ? process.waitFor(1min) : process.join() == c.code); });
+            [&] { EXPECT_TRUE(code < 0 ? process.waitFor(1min) : process.join() == code); });
         waiting.awaitBlocked();
-        if (c.end != nullptr)
-            (process.*c.end)();
+        if (end != nullptr)
+            (process.*end)();
         else
             process.getOutputStream()->close();
         waiting.join();
-        EXPECT_EQ(process.getExitCode(), c.code);
+        EXPECT_EQ(process.getExitCode(), code);
         process.terminate(); // nothing happens, and to nobody else
         process.kill();
         const Calls calls{[&] { process.join(); }, [&] { process.tryJoin(); },

@@ -202,21 +202,18 @@ TEST_F(ThreadTest, CopiesAreNotStarted) {
 }
 
 TEST(Thread, ShowsItsNameTellsItsNumberAndHasTheStackThatIsAskedFor) {
-    const struct {
-        const char16_t* name;
-        const char* shown;
-        unsigned int stack = 100'000;
-    } cases[] = {
+    const std::tuple<const char16_t*, const char*, unsigned int> cases[] = {
+        // what is shown of the name, and the least stack
         {u"worker", "worker", 1},
         {u"exactly 15 long", "exactly 15 long", 32u << 20},
-        {u"exactly 15 long and more", "exactly 15 long"},
-        {u"cut between \u00E4", "cut between \u00E4"},
-        {u"cut before a \u20AC", "cut before a "}, // would end with its second byte
-        {u"cut before \U0001F600", "cut before \U0001F600"},
-        {u"cut before: \U0001F600", "cut before: "},
+        {u"exactly 15 long and more", "exactly 15 long", 100'000},
+        {u"cut between \u00E4", "cut between \u00E4", 100'000},
+        {u"cut before a \u20AC", "cut before a ", 100'000}, // would end with its second byte
+        {u"cut before \U0001F600", "cut before \U0001F600", 100'000},
+        {u"cut before: \U0001F600", "cut before: ", 100'000},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.shown);
+    for (const auto& [name, expected, least] : cases) {
+        SCOPED_TRACE(expected);
         std::string shown;
         unsigned int number = 0;
         size_t stack = 0;
@@ -229,17 +226,17 @@ TEST(Thread, ShowsItsNameTellsItsNumberAndHasTheStackThatIsAskedFor) {
                           pthread_attr_getstacksize(&attributes, &stack);
                           pthread_attr_destroy(&attributes);
                       }),
-                      c.name);
-        thread.setStackSize(c.stack);
+                      name);
+        thread.setStackSize(least);
         thread.start();
         const unsigned int fromOutside = thread.getID();
         thread.join();
         EXPECT_EQ(number, fromOutside);
         EXPECT_NE(number, Thread::getCurrentID());
-        EXPECT_EQ(shown, c.shown);
-        EXPECT_EQ(thread.getName(), c.name);
-        EXPECT_GE(stack, std::max(c.stack, 65536u));
-        EXPECT_LT(stack, c.stack + (2u << 20)); // sanitizers add their own
+        EXPECT_EQ(shown, expected);
+        EXPECT_EQ(thread.getName(), name);
+        EXPECT_GE(stack, std::max(least, 65536u));
+        EXPECT_LT(stack, least + (2u << 20)); // sanitizers add their own
     }
 }
 

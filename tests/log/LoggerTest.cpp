@@ -475,11 +475,7 @@ TEST(Processors, RefuseNull) {
 
 TEST(StringBundleLogger, PutsArgumentsInTheirPlacesAndLogsTheKeyWhenThereIsNoText) {
     const auto x = makeReference<String>(u"x"), y = makeReference<String>(u"y");
-    const struct {
-        std::u16string message;
-        collections::List<Object> arguments;
-        const char* expected;
-    } cases[] = {
+    const std::tuple<std::u16string, collections::List<Object>, const char*> cases[] = {
         {u"a {0} b {1} {0}", {x, y}, "7 a x b y x"},
         {u"a {0} b {1} {0}", {x}, "7 a {0} b {1} {0}"},        // an argument is missing
         {u"{0} {2}", {x, y, u"z"}, "7 x {2}"},                 // nothing behind a gap

@@ -161,12 +161,10 @@ TEST_F(ModuleTest, EntersItsClassesAndTakesThemOut) {
 }
 
 /// The second class cannot be entered.
-class FailingModule : public DllModule {
-public:
+struct FailingModule : DllModule {
     using DllModule::DllModule;
     int32_t returned = result::Ok; ///< throws instead
 
-protected:
     int32_t RegisterClassEntry(ClassData& entry, const char16_t* modulePath) override {
         Reference<IQXUnknown> factory; // for which another thread would wait if a lock were held
         std::jthread([&] { GetClassObject(*entry.clsid, IQXUnknown::Iid, factory.putVoid()); });

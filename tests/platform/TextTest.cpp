@@ -253,8 +253,7 @@ std::u16string sample(size_t length, unsigned seed) {
     return text;
 }
 
-template <class Map>
-std::u16string mapped(std::u16string text, Map map) {
+std::u16string mapped(std::u16string text, auto map) {
     for (char16_t& unit : text)
         unit = map(unit);
     return text;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdint>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>

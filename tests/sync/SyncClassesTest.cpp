@@ -14,8 +14,7 @@ using namespace std::chrono_literals;
 using namespace std::chrono;
 using qxtest::expectEach;
 
-template <class Lock>
-bool isFreeForOthers(Lock& lock) {
+bool isFreeForOthers(auto& lock) {
     bool owned = false;
     std::jthread([&] { owned = std::unique_lock(lock, std::try_to_lock).owns_lock(); }).join();
     return owned;
@@ -108,10 +107,7 @@ TEST(Atomic, LosesNoChangeOfAnyThread) {
 
 constexpr uint64_t Most = std::numeric_limits<uint64_t>::max();
 
-template <class D>
-constexpr uint64_t toMs(const D& d) {
-    return roundedUp<std::milli>(d);
-}
+constexpr uint64_t toMs(const auto& d) { return roundedUp<std::milli>(d); }
 static_assert(toMs(0ms) == 0 && toMs(7ms) == 7 && toMs(2min) == 120'000);
 static_assert(toMs(1ns) == 1 && toMs(1'000'000ns) == 1 && toMs(1'000'001ns) == 2);
 static_assert(toMs(-1ns) == 0 && toMs(hours::min()) == 0);

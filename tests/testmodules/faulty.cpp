@@ -32,8 +32,7 @@ enum Fault : uint32_t {
 
 Fault s_fault; // that of the class last asked for
 
-class FaultyFactory : public IQXClassFactory {
-public:
+struct FaultyFactory : IQXClassFactory {
     int32_t QueryInterface(const qx::GUID&, void**) override { return qx::result::NoInterface; }
     uint32_t AddRef() override { return 1; }
     uint32_t Release() override { throw "a release"; }

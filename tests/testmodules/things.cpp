@@ -11,8 +11,7 @@ void (*qxTestOnCreate)() = nullptr;
 
 namespace {
 
-class Thing : public qx::Object {
-public:
+struct Thing : qx::Object {
     static constexpr qx::GUID Clsid{0x7468696E, 0x6701, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 1}};
     static const char16_t* GetComProgID() { return u"Test.Thing.1"; }
     static const char16_t* GetComDescription() { return u"A thing"; }
@@ -26,8 +25,7 @@ public:
     qx::String toString() const override { return {}; }
 };
 
-class Other : public qx::Object {
-public:
+struct Other : qx::Object {
     static constexpr qx::GUID Clsid{0x7468696E, 0x6701, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 2}};
     static const char16_t* GetComProgID() { return u"Test.Other.1"; }
 };

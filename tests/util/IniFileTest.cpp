@@ -43,8 +43,7 @@ std::string contentOf(IniFile& ini) {
 }
 
 /// The type and the description of the exception that @p body throws.
-template <class Body>
-std::pair<int, String> iniFailureOf(Body&& body) {
+std::pair<int, String> iniFailureOf(auto&& body) {
     try {
         body();
     } catch (const IniFileException& exception) {
@@ -402,8 +401,7 @@ struct IniKeptLinesTest : IniFileTest {
         return IniFile(path, IniFile::Lines::Kept);
     }
     /// What the file holds after the change, or why it is refused; it then stays as it was.
-    template <class Change>
-    std::string changed(const std::string& text, Change change) const {
+    std::string changed(const std::string& text, auto change) const {
         IniFile ini = open(text);
         if (const int32_t result = change(ini); result < 0) {
             EXPECT_EQ(readFile(path), text);

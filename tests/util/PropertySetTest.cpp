@@ -31,11 +31,25 @@ std::string textOf(const IPropertySet& set, decltype(&IPropertySet::Get) get,
 }
 
 /// A component with nothing but the unknown interface.
-class Stranger : public ComObject {};
+struct Stranger : ComObject {};
 
 /// Another module's property set: it lists its keys, and fails when it is told to.
-class ForeignSet : public PropertySet {
-public:
+struct ForeignSet : PropertySet {
+    struct Keys : qx::pcom::Implements<ComObject, IKeyIterator> {
+        explicit Keys(const std::vector<std::string>& keys) : left(keys) {}
+        int32_t HasNext(int16_t* hasNext) override {
+            *hasNext = !left.empty();
+            return result::Ok;
+        }
+        int32_t Next(const GUID& iid, void** out) override {
+            const auto next = makeReference<String>(String::fromUtf8(left.back()));
+            left.pop_back();
+            return next->QueryInterface(iid, out);
+        }
+
+        std::vector<std::string> left;
+    };
+
     int32_t Set(const char16_t* name, IQXUnknown* value) const override {
         return failure < 0 ? failure : PropertySet::Set(name, value);
     }
@@ -53,42 +67,22 @@ public:
     }
 
     int32_t failure = result::Ok;
-
-private:
-    class Keys : public qx::pcom::Implements<ComObject, IKeyIterator> {
-    public:
-        explicit Keys(const std::vector<std::string>& keys) : m_left(keys) {}
-        int32_t HasNext(int16_t* hasNext) override {
-            *hasNext = !m_left.empty();
-            return result::Ok;
-        }
-        int32_t Next(const GUID& iid, void** out) override {
-            const auto next = makeReference<String>(String::fromUtf8(m_left.back()));
-            m_left.pop_back();
-            return next->QueryInterface(iid, out);
-        }
-
-    private:
-        std::vector<std::string> m_left;
-    };
 };
 
 /// A set that keeps its properties in a map.
-class StoredProperties : public CQXPropertySet {
-protected:
+struct StoredProperties : CQXPropertySet {
     CQXSmartPtr<const CQXProperty> getProperty(const String& name) const override {
-        const auto found = m_properties.find(name);
-        return found == m_properties.end() ? nullptr : found->second;
+        const auto found = properties.find(name);
+        return found == properties.end() ? nullptr : found->second;
     }
     CQXSmartPtr<CQXProperty> getPropertyToSet(const String& name) override {
-        auto& property = m_properties[name];
+        auto& property = properties[name];
         if (!property)
             property = new CQXProperty(name, String());
         return property;
     }
 
-private:
-    std::map<String, CQXSmartPtr<CQXProperty>> m_properties;
+    std::map<String, CQXSmartPtr<CQXProperty>> properties;
 };
 
 } // namespace
