@@ -63,13 +63,10 @@ struct ModelMap {
     int capacity() const { return static_cast<int>(buckets.size()); }
     Chain& chainOf(const Key& key) { return buckets[Rules::hash(key) % buckets.size()]; }
     /// The first of some entries of which a part is that.
-    template <class Part>
-    static EntryPointer firstOf(const Chain& chain, Part Entry::*part, const Part& sought) {
-        for (const auto& entry : chain) {
-            if ((*entry).*part == sought)
-                return entry;
-        }
-        return nullptr;
+    static EntryPointer firstOf(const Chain& chain, auto part, const auto& sought) {
+        const auto found = std::ranges::find_if(
+            chain, [&](const auto& entry) { return (*entry).*part == sought; });
+        return found == chain.end() ? nullptr : *found;
     }
     EntryPointer find(const Key& key) { return firstOf(chainOf(key), &Entry::key, key); }
     bool containsKey(const Key& key) { return find(key) != nullptr; }

@@ -65,24 +65,16 @@ int32_t createGerman(const GUID* iid, void** out) {
     return resultOf([&] { return i18n::createBundle(s_de)->QueryInterface(*iid, out); });
 }
 
-/// Calls when it goes, whatever has failed until then.
-template <class Body>
-struct AtEnd {
-    ~AtEnd() { body(); }
-    Body body;
-};
-template <class Body>
-AtEnd(Body) -> AtEnd<Body>;
-
 const char16_t ThingsPath[] = u"" QX_TEST_MODULES_DIR "/things.so";
 
 /// Registers a module until what it returns goes, unless failures leave it so.
 auto registerModule(const char16_t* path) {
     throwIfFailed(QXComRegisterModule(path));
-    return AtEnd{[path] {
-        QXComUnregisterModule(path);
+    auto unregister = [](const char16_t* registered) {
+        QXComUnregisterModule(registered);
         QXComFreeUnusedModules(0, nullptr);
-    }};
+    };
+    return std::unique_ptr<const char16_t, decltype(unregister)>(path);
 }
 
 /// All classes of the module are entered or none.
@@ -322,7 +314,8 @@ void addServiceScripts(Scripts& scripts) {
         const auto name = i18n::BundleName::fromComponentName(u"Orbelle.Torture.StringBundle.de");
         throwIfFailed(
             QXComRegisterClassFactory(name->componentName().getData(), &Class, createGerman));
-        const AtEnd revoke{[] { QXComRevokeClassFactory(&Class); }};
+        const std::unique_ptr<const GUID, int32_t (*)(const GUID*)> registered(
+            &Class, QXComRevokeClassFactory);
         const i18n::Locale locale(u"de_CH@euro");
         const auto bundle = StringBundle::getBundle(u"Torture", &locale);
         require(bundle->getString(u"yes").equals(u"ja"), "another text");

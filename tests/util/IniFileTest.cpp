@@ -54,15 +54,17 @@ std::pair<int, String> iniFailureOf(auto&& body) {
 
 struct IniFileTest : testing::Test {
     IniFile open() const { return IniFile(path); }
-    std::string contentOfText(const std::string& text) const {
+    IniFile open(const std::string& text) const {
         writeFile(path, text);
-        IniFile ini = open();
+        return open();
+    }
+    std::string contentOfText(const std::string& text) const {
+        IniFile ini = open(text);
         return contentOf(ini);
     }
     /// What the file holds after a rewriting that changes nothing.
     std::string rewritten(const std::string& text) const {
-        writeFile(path, text);
-        IniFile ini = open();
+        IniFile ini = open(text);
         expectEach(result::Ok, {ini.DeleteSet(u"no such set"), ini.getWriteResult()});
         return readFile(path);
     }
@@ -138,8 +140,7 @@ TEST_F(IniFileTest, DecodesAsTheLocaleSaysUnlessAByteOrderMarkWasSeen) {
     EXPECT_FALSE(describe(ResultException(result::InvalidArgument)).contains(u'\xFFFD'));
     // What the encoding has no form for is refused rather than cut, also when it is there already.
     for (const std::string& text : {std::string("[a]\nk=\xE4\n"), Bom + "[a]\nk=中\n"}) {
-        writeFile(path, text);
-        IniFile ini = open();
+        IniFile ini = open(text);
         const std::string before = contentOf(ini);
         expectEach(result::UnmappableCharacter,
                    {ini.AddKey(u"a", u"k", u"M中", true), ini.AddKey(u"a", u"M中", u"", true),
@@ -243,8 +244,7 @@ TEST_F(IniFileTest, WalksSetsAndTheirChildren) {
 }
 
 TEST_F(IniFileTest, IteratorsEndInAnExceptionAndMissingFilesOnlyWhenAsked) {
-    writeFile(path, "[A\\B]\nk=1\n[C]\nx=1\ny=2\n");
-    IniFile ini = open();
+    IniFile ini = open("[A\\B]\nk=1\n[C]\nx=1\ny=2\n");
     EXPECT_FALSE(IniFileKeyIterator(ini, u"A").hasNext()) << "there through its subset";
     EXPECT_EQ(iniFailureOf([&] { IniFileKeyIterator(ini, u"none"); }),
               std::pair(int{IniFileException::SET_NOT_FOUND}, String(u"none")));
@@ -295,8 +295,7 @@ TEST_F(IniFileTest, NoticesEveryChangeOfOthers) {
 }
 
 TEST_F(IniFileTest, CopiesAreIndependentAndViewsStayAsTheyWere) {
-    writeFile(path, "[b]\nk=1\n[a]\nx=1\n");
-    IniFile ini = open();
+    IniFile ini = open("[b]\nk=1\n[a]\nx=1\n");
     const IniFileView view = ini.view();
     IniFile copy = ini;
     fs::remove(path);
@@ -351,8 +350,7 @@ TEST_F(IniFileTest, KeepsAChangeInMemoryWhateverStepOfWritingFails) {
 
 TEST_F(IniFileTest, HasChangedNothingWhenAChangeFailsForMemory) {
     for (int failing = 0; failing < 60; ++failing) {
-        writeFile(path, "[a]\nk=v\n");
-        IniFile ini = open();
+        IniFile ini = open("[a]\nk=v\n");
         const int32_t code = (FailingAllocator(failing), ini.AddKey(u"b", u"l", u"1", true));
         EXPECT_EQ(contentOf(ini), code < 0 ? "[a]k=v;" : "[a]k=v;[b]l=1;") << failing;
     }
