@@ -90,7 +90,9 @@ TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
     }
     ReplacingFileOutputStream aside(name());
     repeat(aside);
+    std::filesystem::permissions(m_file, std::filesystem::perms(0600));
     aside.commit();
+    EXPECT_EQ(std::filesystem::status(m_file).permissions(), std::filesystem::perms(0600));
     EXPECT_EQ(content(), "whole, again");
     setContent("0123456789");
     Out over(name(), 0u);
