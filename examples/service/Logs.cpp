@@ -1,6 +1,7 @@
 #include "Logs.h"
 
 #include <filesystem>
+#include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Integer.h>
@@ -100,12 +101,17 @@ std::string Logs::failure() const {
 }
 
 void Logs::reopen() {
-    m_failedBefore = m_file->getFailedCount();
+    m_isFailureTold = false;
     m_file->requestReopen();
 }
 
-std::string Logs::renewalFailure() const {
-    if (m_file->getFailedCount() == m_failedBefore)
+std::string Logs::takeRenewalFailure() {
+    const uint64_t failed = m_file->getFailedCount();
+    const uint64_t rotated = m_file->getRotatedCount();
+    const bool hasFailed = std::exchange(m_failedBefore, failed) != failed;
+    if (std::exchange(m_rotatedBefore, rotated) != rotated)
+        m_isFailureTold = false;
+    if (!hasFailed || std::exchange(m_isFailureTold, true))
         return {};
     return qx::makeErrorCode(m_file->getFirstFailure()).message();
 }

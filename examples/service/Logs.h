@@ -44,10 +44,10 @@ public:
 
     /// Has service.log opened anew before its next line. For one thread, as the next one.
     void reopen();
-    /// Whether it could not be opened anew, or renamed when it was full, since reopen was called,
-    /// and why not the first time ever; empty when it could. Nothing is lost then: it goes on as it
-    /// is, until it can.
-    std::string renewalFailure() const;
+    /// Why it could not be opened anew, or renamed when it was full, the first time ever. Empty
+    /// when it could, and when that was told since the last time that it could or reopen was
+    /// called. Nothing is lost then: it goes on as it is, until it can.
+    std::string takeRenewalFailure();
 
     /// Where loggers of the service itself write to.
     qx::Reference<qx::log::ILogProcessor> processor() const { return m_queue; }
@@ -59,7 +59,9 @@ public:
 private:
     FolderLock m_lock;
     const qx::Reference<qx::log::LogFile> m_file;
-    uint64_t m_failedBefore = 0; ///< of the file, when it was to be opened anew
+    uint64_t m_failedBefore = 0; ///< of the file, when it was last looked at, as m_rotatedBefore
+    uint64_t m_rotatedBefore = 0;
+    bool m_isFailureTold = false;
     qx::Reference<qx::io::HeldFlushWriter> m_plain;
     qx::Reference<qx::io::HeldFlushWriter> m_xml;
     qx::Reference<qx::log::AsyncProcessor> m_queue;

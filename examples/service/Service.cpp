@@ -63,8 +63,6 @@ void reopen(Manager& manager, const Service& service, Encryption& encryption,
             std::cerr << "Service: " << failure.what() << ", that of before holds" << std::endl;
         }
     }
-    if (const std::string failure = logs.renewalFailure(); !failure.empty())
-        std::cerr << "Service: service.log cannot be renewed: " << failure << std::endl;
     manager.ready(status);
 }
 
@@ -91,6 +89,8 @@ void serve(const Settings& settings, const Signals& signals, Manager& manager,
             connections.tidy();
         if (Signals::takeHangup())
             reopen(manager, service, encryption, status());
+        if (const std::string failure = logs.takeRenewalFailure(); !failure.empty())
+            std::cerr << "Service: service.log cannot be renewed: " << failure << std::endl;
         manager.alive(status());
     }
 
