@@ -53,6 +53,8 @@ Request parse(std::string_view line) {
         return Mistake{"expected LEVEL SOURCE MESSAGE"};
     if (source.size() > LongestSource)
         return Mistake{"source of more than " + std::to_string(LongestSource) + " bytes"};
+    if (source == AllSources || source == OtherSources)
+        return Mistake{"source with a name of the statistics"};
     const auto name = decode(source);
     const auto text = decode(line);
     if (!name || !text)

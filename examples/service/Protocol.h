@@ -24,11 +24,16 @@
 ///     ->  QUIT
 ///     <-  OK 4                    and the connection ends
 ///
-/// LEVEL is DEBUG, INFO, WARNING or ERROR, SOURCE a name of at most 64 bytes, MESSAGE the rest of
-/// the line. Each line gets one answer, in order, with its number in the connection: a client need
-/// not wait for one before it sends the next. BYE and a reason are the last that a client hears
-/// when the service ends the connection; what has got no answer until then has not been stored.
+/// LEVEL is DEBUG, INFO, WARNING or ERROR, SOURCE a name of at most 64 bytes other than those of
+/// the sums below, MESSAGE the rest of the line. Each line gets one answer, in order, with its
+/// number in the connection: a client need not wait for one before it sends the next. BYE and a
+/// reason are the last that a client hears when the service ends the connection; what has got no
+/// answer until then has not been stored.
 namespace collector {
+
+/// What statistics have in the place of sources: all of them, and those beyond a number.
+constexpr std::string_view AllSources = "*";
+constexpr std::string_view OtherSources = "(others)";
 
 enum class Level : int32_t {
     Debug = qx::log::Level::Debug,

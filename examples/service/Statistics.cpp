@@ -4,6 +4,8 @@
 
 #include <qx/math/BigDecimal.h>
 
+#include "Protocol.h"
+
 namespace collector {
 
 using qx::String;
@@ -39,7 +41,7 @@ std::string Statistics::Sums::report() const {
 void Statistics::countStored(const String& source, size_t bytes) {
     const std::lock_guard lock(m_lock);
     const bool isTooMany = m_sources.size() >= MostSources && !m_sources.contains(source);
-    m_sources[isTooMany ? String(u"(others)") : source].add(bytes);
+    m_sources[isTooMany ? String::fromUtf8(OtherSources) : source].add(bytes);
     m_all.add(bytes);
 }
 
@@ -58,7 +60,8 @@ std::string Statistics::report() const {
     std::string text;
     for (const auto& [source, sums] : m_sources)
         text += "STAT " + source.toUtf8() + ' ' + sums.report() + '\n';
-    return text + "STAT * " + m_all.report() + " refused=" + m_refused.toString().toUtf8() + '\n';
+    return text.append("STAT ").append(AllSources) + ' ' + m_all.report() +
+           " refused=" + m_refused.toString().toUtf8() + '\n';
 }
 
 } // namespace collector

@@ -50,6 +50,8 @@ def answers_malformed_lines(examples):
             (b"INFO web \n", form),
             (b"info web x\n", form),
             (b"INFO  web x\n", form),  # an empty source
+            (b"INFO * x\n", "source with a name of the statistics"),
+            (b"INFO (others) x\n", "source with a name of the statistics"),
             (b"INFO web \xff\n", "not UTF-8"),
             (b"INFO w\xc0\xafeb x\n", "not UTF-8"),  # an over-long form
             (b"INFO web \xed\xa0\x80\n", "not UTF-8"),  # half a pair
@@ -66,11 +68,11 @@ def answers_malformed_lines(examples):
         for number, (line, mistake) in enumerate(rows, 1):
             expect(f"ERROR {number} {mistake}" if mistake else f"OK {number}", client.ask(line))
         client.say(b"".join(line for line, _ in rows[:3]) + b"QUIT\n")  # all at once
-        expect([f"ERROR {19 + i} {form}" for i in range(3)] + ["OK 22", ""],
+        expect([f"ERROR {21 + i} {form}" for i in range(3)] + ["OK 24", ""],
                [client.hear() for _ in range(5)])
     expect(["x" * 55, "x" * 55, "\U0001F600", " tab\tand <&>]]>\" "],
            [text for text in service.texts if "stop" not in text and "listening" not in text])
-    assert "refused=17" in service.statistics, service.statistics
+    assert "refused=19" in service.statistics, service.statistics
 
 
 def survives_rude_clients(examples):
