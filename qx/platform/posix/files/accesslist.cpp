@@ -63,14 +63,15 @@ std::optional<AccessList> accessListOf(const char* path) {
         ssize_t length = ::getxattr(path, Attribute, nullptr, 0);
         if (isAbsent(length))
             return AccessList();
-        if (length < 0)
-            break;
+        if (length < 0) {
+            throwShortage();
+            return std::nullopt;
+        }
         AccessList list(static_cast<size_t>(length));
         length = ::getxattr(path, Attribute, list.data(), list.size());
         if (length == std::ssize(list))
             return list;
     }
-    throwShortage();
     return std::nullopt;
 }
 
