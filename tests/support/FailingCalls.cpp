@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
