@@ -4,6 +4,7 @@
 #include <qx/core/ComObject.h>
 #include <qx/core/Object.h>
 #include <qx/core/ObjectBehind.h>
+#include <qx/platform/module.h>
 #include <qx/platform/result.h>
 
 namespace qx::pcom {
@@ -93,6 +94,10 @@ __attribute__((no_sanitize("vptr"))) Object* detail::objectAt(const IQXUnknown* 
     if (answered >= 0 && answered != pcom::ObjectAnswer && answer)
         static_cast<IQXUnknown*>(answer)->Release();
     return nullptr;
+}
+
+bool detail::isLastingTable(const void* table, const void* user) noexcept {
+    return QXModuleOutlives(table, user) != 0;
 }
 
 Object* detail::untypedObject(const ComObject* object) { return objectAt(object); }

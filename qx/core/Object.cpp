@@ -23,11 +23,10 @@ int addressOrder(const void* left, const void* right) {
 
 /// The Object behind @p other, which is compared with @p own; null when there is none.
 const Object* objectBeside(const Object& own, const IQXUnknown* other) {
-    const ComObject* const behind = pcom::comObjectOf(other);
-    // Most of what is compared is of one class: its place in that is known.
-    if (behind && detail::functionTableOf(behind) == detail::functionTableOf(own.GetUnknown()))
-        return static_cast<const Object*>(behind);
-    return castTo<const Object>(behind);
+    // Most of what is compared is of one class, whose objects need not be asked.
+    if (other && detail::functionTableOf(other) == detail::functionTableOf(own.GetUnknown()))
+        return static_cast<const Object*>(static_cast<const ComObject*>(other));
+    return castTo<const Object>(pcom::comObjectOf(other));
 }
 
 } // namespace

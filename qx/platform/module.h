@@ -37,6 +37,10 @@ QX_API int32_t QXModuleIsUnloading(void);
 /// Absolute path of the file of the program or shared library that @p module, an address inside it,
 /// belongs to. 0x8007007E for an address in none, 0x80004009 when it does not fit.
 QX_API int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity);
+/// 1 when what has @p address in memory is sure to stay there as long as what has @p user: both are
+/// in one program or shared library, or the first is in the program itself or in this library. 0
+/// otherwise, and where it cannot be told. Waits for no lock of the loader.
+QX_API int32_t QXModuleOutlives(const void* address, const void* user);
 /// Address of a function or variable of the library or of one that it needs; 0x8007007F when there
 /// is none of that name.
 QX_API int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol);

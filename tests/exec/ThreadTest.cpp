@@ -328,7 +328,7 @@ TEST(SharedLibrary, TellsWhyItCannotBeOpened) {
 }
 
 TEST(LibraryHandle, IsOpenedByLiveModulesAndClosedByAny) {
-    const int module = 0;
+    static const int module = 0;
     QXHandle library = 1;
     EXPECT_EQ(QXModuleLibOpen(&module, u"libm.so.6", &library), result::InvalidHandle);
     EXPECT_EQ(library, ~QXHandle{0});
@@ -336,7 +336,11 @@ TEST(LibraryHandle, IsOpenedByLiveModulesAndClosedByAny) {
     ASSERT_EQ(QXModuleSetInitialized(&module, 1), result::Ok);
     EXPECT_EQ(QXModuleLibOpen(&module, u"libm.so.6", &library), result::Ok);
     ASSERT_EQ(QXModuleSetInitialized(&module, 0), result::Ok);
-    void* symbol = &library;
+    void* symbol = nullptr;
+    ASSERT_EQ(QXLibGetSymbol(library, u"cos", &symbol), result::Ok);
+    expectEach(1, {QXModuleOutlives(symbol, symbol), QXModuleOutlives(&module, symbol),
+                   QXModuleOutlives(reinterpret_cast<void*>(&QXModuleLibOpen), symbol)});
+    expectEach(0, {QXModuleOutlives(symbol, &module), QXModuleOutlives(&library, &library)});
     expectEach(result::InvalidHandle, {QXLibGetSymbol(~QXHandle{0}, u"cos", &symbol),
                                        QXModuleLibClose(&module, ~QXHandle{0})});
     EXPECT_EQ(symbol, nullptr);

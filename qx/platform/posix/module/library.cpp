@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <link.h>
 #include <string>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <qx/platform/result.h>
@@ -74,6 +75,19 @@ PathText fileOf(const void* module) {
     return resolvedPath(isProgram ? "/proc/self/exe" : info.dli_fname);
 }
 
+/// The program or shared library in memory at an address; null for none and for a C library that
+/// cannot tell without the lock that it holds while it runs the constructors of a library.
+const link_map* moduleAt(const void* address) noexcept {
+#ifdef DLFO_EH_SEGMENT_TYPE
+    dl_find_object found;
+    if (::_dl_find_object(const_cast<void*>(address), &found) == 0)
+        return found.dlfo_link_map;
+#else
+    static_cast<void>(address);
+#endif
+    return nullptr;
+}
+
 } // namespace
 
 int32_t QXModuleLibOpen(const void* module, const char16_t* path, QXHandle* library) {
@@ -111,6 +125,18 @@ int32_t QXModuleGetFileName(const void* module, char* buffer, int32_t capacity) 
     if (module == nullptr || buffer == nullptr)
         return result::NullPointer;
     return resultOf([&] { return storePath(fileOf(module).view(), buffer, capacity); });
+}
+
+int32_t QXModuleOutlives(const void* address, const void* user) {
+    const link_map* const module = moduleAt(address);
+    if (module == nullptr)
+        return 0;
+    const auto* const program = reinterpret_cast<const void*>(::getauxval(AT_PHDR));
+    for (const void* const lasting :
+         {user, program, reinterpret_cast<const void*>(&QXModuleOutlives)})
+        if (moduleAt(lasting) == module)
+            return 1;
+    return 0;
 }
 
 int32_t QXLibGetSymbol(QXHandle library, const char16_t* name, void** symbol) {
