@@ -3,8 +3,8 @@
 #include <qx/collections/detail/KeyedTable.h>
 #include <qx/collections/detail/ReleaseAll.h>
 #include <qx/collections/pcom/HashSet.h>
+#include <qx/core/CastTo.h>
 #include <qx/core/TextView.h>
-#include <qx/core/detail/ExactType.h>
 #include <qx/util/buffer/detail/WithUnits.h>
 
 namespace qx::collections {

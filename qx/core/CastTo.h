@@ -30,6 +30,19 @@ inline const std::type_info* typeOf(const void* object) noexcept {
     return static_cast<const std::type_info* const*>(functionTableOf(object))[-1];
 }
 
+/// Whether an object is of the class @p T itself rather than of one derived from it. Unlike a
+/// comparison of typeid, this is safe for a class that has no run-time type information; it is
+/// false for one, and always in a program that is compiled without.
+template <class T>
+bool isExactly([[maybe_unused]] const T& object) noexcept {
+#ifdef __GXX_RTTI
+    const std::type_info* const type = typeOf(&object);
+    return type && *type == typeid(T);
+#else
+    return false;
+#endif
+}
+
 /// The class that the pointer points to that was thrown.
 QX_API const std::type_info& pointedTo(const std::exception_ptr& thrown);
 /// The part of an object that is of the class @p type, which is neither its own static class nor a

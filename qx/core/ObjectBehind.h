@@ -6,7 +6,6 @@
 #include <qx/core/CastTo.h>
 #include <qx/core/ComObject.h>
 #include <qx/core/InterfaceMap.h>
-#include <qx/core/detail/ExactType.h>
 #include <qx/platform/export.h>
 
 namespace qx {

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <qx/core/CastTo.h>
 #include <qx/core/Required.h>
-#include <qx/core/detail/ExactType.h>
 
 namespace qx::detail {
 

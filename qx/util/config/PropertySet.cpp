@@ -6,7 +6,6 @@
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
 #include <qx/core/TextView.h>
-#include <qx/core/detail/ExactType.h>
 #include <qx/core/detail/ResultOfFilling.h>
 #include <qx/util/buffer/detail/WithUnits.h>
 #include <qx/util/config/pcom/PcomPropertySet.h>
