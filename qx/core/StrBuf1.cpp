@@ -35,6 +35,8 @@ int32_t StrBuf1::isPrivatelyHeld(bool isUnused) const noexcept {
     return m_isShared || m_count <= holders ? getBufCapacity() : 0;
 }
 
+void* StrBuf1::operator new(std::size_t size) { return ::operator new(size); }
+
 void StrBuf1::operator delete(void* block) noexcept { ::operator delete(block); }
 
 } // namespace qx

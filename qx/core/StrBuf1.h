@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <qx/platform/export.h>
@@ -40,6 +41,8 @@ public:
     /// reference beside that of its one holder; @p isUnused asks that there be no holder at all.
     int32_t isPrivatelyHeld(bool isUnused) const noexcept;
 
+    /// The one for the other, so that compilers see a pair.
+    static void* operator new(std::size_t size);
     /// Unsized: a buffer may be followed by its units.
     static void operator delete(void* block) noexcept;
 
