@@ -1,6 +1,7 @@
 #include "qx/io/FileOutputStream.h"
 
 #include <string>
+#include <utility>
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
@@ -62,6 +63,9 @@ void FileOutputStream::init() {
         m_mutex = makeReference<sync::Mutex>();
     if ((m_mode & (APPEND | LOCK)) != 0)
         m_semaphore = makeReference<ipc::SemaphoreR>(semaphoreName(m_name).c_str(), 1u, m_mutex);
+    m_path = detail::systemNameOf(m_name);
+    if (keepsClosed())
+        m_path = util::anchoredName(std::move(m_path));
     const ClosedAfter closed(*this);
     openFile((m_mode & TRUNC) != 0);
 }
@@ -148,7 +152,7 @@ void FileOutputStream::openFile(bool truncate) {
         flags |= QX_FILE_APPEND;
     if (truncate)
         flags |= QX_FILE_TRUNCATE;
-    detail::openFile(m_name, flags, m_file, static_cast<uint32_t>(m_permissions));
+    detail::openFile(m_name, m_path, flags, m_file, static_cast<uint32_t>(m_permissions));
 }
 
 void FileOutputStream::requireName() const {

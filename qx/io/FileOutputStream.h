@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <string>
 
 #include <qx/core/Reference.h>
 #include <qx/core/String.h>
@@ -53,7 +54,8 @@ public:
     /// Empties the file on the first open.
     static constexpr unsigned int TRUNC = 4;
     /// Keeps the file closed between operations: each write opens it, makes the bytes durable and
-    /// closes it. Any thread may use the stream.
+    /// closes it. Any thread may use the stream. A relative name is one in the folder that the
+    /// process was in when it made the stream, if that folder has a name by which it can be found.
     static constexpr unsigned int KEEPCLOSED = 8;
     /// Serialises writes as APPEND does, without moving to the end.
     static constexpr unsigned int LOCK = 16;
@@ -129,6 +131,7 @@ private:
     void writeAll(const signed char* from, int32_t length);
 
     String m_name;
+    std::string m_path; ///< for the system, which files are opened by again
     FileHandle m_file;
     unsigned int m_mode = 0;
     FilePermissions m_permissions = FilePermissions::AllForOwner;

@@ -10,6 +10,7 @@
 #include <qx/platform/detail/Hangup.h>
 #include <qx/platform/files.h>
 #include <qx/platform/replace.h>
+#include <qx/util/SystemName.h>
 
 namespace qx::log {
 
@@ -22,6 +23,8 @@ constexpr signed char LineEnd = '\n';
 constexpr int Present = -1;
 constexpr int Next = 0;
 
+constexpr uint32_t OwnersAlone = 0700;
+
 /// So many bytes after what failed it is tried again: not with every line.
 constexpr int64_t RetryInterval = 1 << 12;
 
@@ -31,13 +34,11 @@ constexpr int32_t LongestPath = 4096;
 constinit std::atomic<uint32_t> s_asked{0};
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "used in signal handlers");
 
-/// The path, which goes on to mean the same when the process goes to another folder.
-std::string absolute(std::string path) {
-    const bool isRelative = path.find_first_of("/\\") != 0 && path.find(':') != 1; // of a drive
-    char folder[LongestPath];
-    if (!isRelative || path.empty() || QXGetCurrentDirectory(folder, LongestPath) < 0)
-        return path;
-    return std::string(folder) + '/' + path;
+/// Whether the open file has that very name, not by way of a link.
+bool hasName(QXHandle file, const char* path) {
+    QXFileState opened, named;
+    return QXFileGetHandleState(file, &opened) >= 0 && QXFileGetNameState(path, &named) >= 0 &&
+           opened.inode == named.inode && opened.device == named.device;
 }
 
 /// True when the file has a last line without an end. What may not be read has none, nor has what
@@ -58,38 +59,51 @@ bool endsWithinLine(const std::string& path, const String& name) {
 } // namespace
 
 LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
-    : m_name(name.toString()), m_path(absolute(io::detail::systemNameOf(m_name))),
-      m_options(options), m_askedOfAll(s_asked.load(std::memory_order_relaxed)) {
+    : m_name(name.toString()), m_path(util::anchoredName(io::detail::systemNameOf(m_name))),
+      m_options(options), m_followed(s_asked.load(std::memory_order_relaxed)) {
     open();
 }
 
 /// Leaves everything as it is when it fails.
 void LogFile::open() {
-    Opened opened = openFile(m_path);
+    Opened opened = openFile(m_path, QX_FILE_CREATE);
     m_target = targetOf(opened.file.get());
     take(std::move(opened));
 }
 
 /// The path under which the file is renamed: that behind all links, which stay as they are. The
-/// given one where it does not lead to the same file.
+/// given one where that is the file's own all the same, else none.
 std::string LogFile::targetOf(QXHandle file) const {
     char path[LongestPath];
-    QXFileState opened, found;
-    const bool isFound = QXPathExpand(m_path.c_str(), path, LongestPath) >= 0 &&
-                         QXFileGetState(path, &found) >= 0 &&
-                         QXFileGetHandleState(file, &opened) >= 0 && found.inode == opened.inode &&
-                         found.device == opened.device;
-    return isFound ? path : m_path;
+    if (QXPathExpand(m_path.c_str(), path, LongestPath) >= 0 && hasName(file, path))
+        return path;
+    return hasName(file, m_path.c_str()) ? m_path : std::string();
 }
 
-LogFile::Opened LogFile::openFile(const std::string& path) const {
-    constexpr uint32_t OwnersAlone = 0700;
+/// @param flags  beside those of any log: QX_FILE_CREATE and the like
+LogFile::Opened LogFile::openFile(const std::string& path, uint32_t flags) const {
     Opened opened;
     opened.isLineCut = endsWithinLine(path, m_name); // first: one descriptor is enough then
-    throwIfFailedOf(QXFileOpen(path.c_str(), QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND,
-                               OwnersAlone, opened.file.put()),
+    throwIfFailedOf(QXFileOpen(path.c_str(), QX_FILE_WRITE | QX_FILE_APPEND | flags, OwnersAlone,
+                               opened.file.put()),
                     m_name);
     throwIfFailedOf(QXFileGetSize(opened.file.get(), &opened.size), m_name);
+    return opened;
+}
+
+/// The file that follows the present one. In a folder that others may write to, anything may have
+/// its name before: a link would lead the log elsewhere, and a pipe stop it.
+LogFile::Opened LogFile::openNext() const {
+    const std::string path = pathOf(Next);
+    QXFileState left;
+    // What a rotation that was cut short has left is empty.
+    if (QXFileGetNameState(path.c_str(), &left) >= 0 && left.size == 0)
+        QXFileRemove(path.c_str());
+    Opened opened;
+    throwIfFailedOf(QXFileOpen(path.c_str(),
+                               QX_FILE_WRITE | QX_FILE_APPEND | QX_FILE_CREATE | QX_FILE_NEW,
+                               OwnersAlone, opened.file.put()),
+                    [this] { return nameOf(Next); });
     return opened;
 }
 
@@ -99,6 +113,7 @@ void LogFile::take(Opened opened) noexcept {
     const bool isLimited = m_options.limit > 0 && QXFileIsRegular(m_file.get()) != 0;
     m_bound = isLimited ? m_options.limit : INT64_MAX;
     m_reopenAt = INT64_MAX;
+    m_isNameFlushed = m_target.empty() || QXFileIsRegular(m_file.get()) == 0;
     m_isLineCut = opened.isLineCut;
     m_isLineEnd = !opened.isLineCut;
 }
@@ -150,14 +165,15 @@ bool LogFile::tryRotate() {
 }
 
 void LogFile::rotate() {
+    if (m_target.empty())
+        throwResultOf(result::NotFound, m_name);
     if (m_options.waitsForDisk)
-        sync();                           // the next flush tells when that fails
-    Opened next = openFile(pathOf(Next)); // which, if it cannot be had, costs nothing yet
+        sync();               // the next flush tells when that fails
+    Opened next = openNext(); // which, if it cannot be had, costs nothing yet
     try {
         renameAll();
     } catch (...) {
-        if (next.size == 0)
-            QXFileRemove(pathOf(Next).c_str());
+        QXFileRemove(pathOf(Next).c_str());
         throw;
     }
     take(std::move(next));
@@ -225,40 +241,62 @@ void LogFile::flush() {
     if (!m_options.waitsForDisk)
         return;
     const int32_t result = sync();
-    m_isLossTold |= result < 0;
+    if (m_lost < 0 && !std::exchange(m_isLossTold, true))
+        m_told = requests();
     throwIfFailedOf(result, m_name);
 }
 
-/// Makes the file durable. The result of the first failure, though the file has been left since.
+/// Makes the name of a new file durable, without which nothing would lead to what is in it.
+int32_t LogFile::flushName() noexcept {
+    if (m_isNameFlushed)
+        return result::Ok;
+    const int32_t result = QXFileFlushFolder(m_target.c_str());
+    // Without a descriptor nothing has been asked of the disk yet, and will be again. A folder that
+    // may not be read is left to the system.
+    m_isNameFlushed = result != result::TooManyFiles;
+    return result == result::AccessDenied ? result::Ok : result;
+}
+
+/// Makes the file durable. The result of the first failure of the disk, though the file has been
+/// left since.
 int32_t LogFile::sync() noexcept {
-    const int32_t result = QXFileFlush(m_file.get());
-    if (result < 0 && m_lost >= 0) {
+    int32_t result = QXFileFlush(m_file.get());
+    if (result >= 0)
+        result = flushName();
+    if (result < 0 && m_lost >= 0 && result != result::TooManyFiles) {
         m_lost = result;
         countFailure(result);
     }
-    return m_lost;
+    return m_lost < 0 ? m_lost : result;
 }
 
 void LogFile::close() { m_file.close(); }
 
+/// How often it was asked for, modulo 2^32.
+uint32_t LogFile::requests() const noexcept {
+    return s_asked.load(std::memory_order_relaxed) + m_asked.load(std::memory_order_relaxed);
+}
+
 void LogFile::reopenWhenAsked() {
+    const uint32_t asked = requests();
+    if (asked == m_followed && m_size < m_reopenAt)
+        return;
     if (!m_isLineEnd && !m_isLineCut)
         return; // not before the line is complete
-    const uint32_t asked = s_asked.load(std::memory_order_relaxed);
-    const bool isAsked = m_isAsked.load(std::memory_order_relaxed) &&
-                         m_isAsked.exchange(false, std::memory_order_relaxed);
-    const bool isRetry = !isAsked && asked == m_askedOfAll;
-    if (isRetry && m_size < m_reopenAt)
-        return;
-    m_askedOfAll = asked;
-    if (!isRetry && std::exchange(m_isLossTold, false))
-        m_lost = result::Ok;
+    m_followed = asked;
+    const bool endsLoss = m_isLossTold && asked != m_told;
+    const int32_t loss = endsLoss ? std::exchange(m_lost, result::Ok) : result::Ok;
+    m_isLossTold &= !endsLoss;
     if (m_options.waitsForDisk)
-        sync();
+        sync(); // there may be another loss
     const int32_t result = resultOf([this] { open(); });
-    if (result < 0) {
-        countFailure(result);
-        m_reopenAt = m_size + RetryInterval; // until then they go to a file that was moved away
+    if (result >= 0)
+        return;
+    countFailure(result);
+    m_reopenAt = m_size + RetryInterval; // until then they go to a file that was moved away
+    if (endsLoss && m_lost >= 0) {
+        m_lost = loss;
+        m_isLossTold = true;
     }
 }
 

@@ -36,15 +36,17 @@ struct LogFileOptions {
 ///
 /// A symbolic link stays one: the file that it leads to is renamed, beside itself. Devices, pipes
 /// and whatever else is no regular file have no limit. A relative name is one in the folder that
-/// the process was in when it made the object.
+/// the process was in when it made the object, if that folder has a name by which it can be found.
 ///
 /// A file that cannot be renamed or opened anew costs no entry: what comes is written to the
-/// present one, beyond the limit, until a later attempt succeeds. The counts tell of it. The new
-/// file is opened as "name.0" before anything is renamed.
+/// present one, beyond the limit, until a later attempt succeeds. The counts tell of it. Such a
+/// file is also one that a link leads to but that has no name which could be found, as of a
+/// standard output. The new file is made as "name.0" before anything is renamed; a file of that
+/// name which has any bytes is in the way.
 ///
 /// When the disk loses something, it says so once. The next flush raises that, whichever file it
 /// was, and so does every later one, since all of them are to make durable what is lost. That ends
-/// with a request for the file to be opened anew that comes after such a flush.
+/// when the file is opened anew by a request that comes after such a flush.
 ///
 /// A write that fails is taken back where the system allows that, except for those of its lines
 /// that went to a file which has become full. Whoever writes it again, as OutputStreamWriter does
@@ -67,7 +69,7 @@ public:
     void close() override;
 
     /// Has the file opened anew before the next write. Safe in a signal handler.
-    void requestReopen() noexcept { m_isAsked.store(true, std::memory_order_relaxed); }
+    void requestReopen() noexcept { m_asked.fetch_add(1, std::memory_order_relaxed); }
     /// The same for all files.
     static void requestReopenOfAll() noexcept;
     /// Lets SIGHUP do that from now on, in the place of what the program did at it.
@@ -89,9 +91,11 @@ private:
     };
 
     void open();
-    Opened openFile(const std::string& path) const;
+    Opened openFile(const std::string& path, uint32_t flags) const;
+    Opened openNext() const;
     std::string targetOf(QXHandle file) const;
     void take(Opened opened) noexcept;
+    uint32_t requests() const noexcept;
     void reopenWhenAsked();
     int32_t countFitting(const signed char* from, int32_t length);
     bool tryRotate();
@@ -102,13 +106,14 @@ private:
     std::string pathOf(int number) const;
     String nameOf(int number) const;
     void writeAll(const signed char* from, int32_t length);
+    int32_t flushName() noexcept;
     int32_t sync() noexcept;
     void countFailure(int32_t result) noexcept;
 
     const String m_name;
     const std::string m_path; ///< for the system, whatever becomes of locale and folder
     const LogFileOptions m_options;
-    std::string m_target; ///< the path of the present file, without links
+    std::string m_target; ///< the path of the present file, without links; empty when not known
     io::FileHandle m_file;
     int64_t m_size = 0;
     int64_t m_bound = 0; ///< where to begin the next file; beyond the limit after a failure
@@ -117,8 +122,10 @@ private:
     bool m_isLineCut = false;       ///< by a failure
     int32_t m_lost = 0;             ///< why something may not be on the disk; else not negative
     bool m_isLossTold = false;      ///< by a flush
-    uint32_t m_askedOfAll = 0;      ///< the count of requests that was followed last
-    std::atomic<bool> m_isAsked{false};
+    bool m_isNameFlushed = true;    ///< the disk has the name of the file
+    uint32_t m_told = 0;            ///< the requests before that flush
+    uint32_t m_followed;            ///< the requests that were followed
+    std::atomic<uint32_t> m_asked{0};
     std::atomic<uint64_t> m_rotated{0};
     std::atomic<uint64_t> m_failed{0};
     std::atomic<int32_t> m_firstFailure{0};

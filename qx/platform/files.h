@@ -26,11 +26,14 @@ extern "C" {
 /// With READ alone: refuses what reading could wait for, such as a pipe in the place of a file,
 /// with 0x80070005, and waits for nobody to open its other end. The null device is let through.
 #define QX_FILE_REGULAR 0x1000u
+/// With CREATE: refuses whatever has the name already, a symbolic link too, with 0x80070050.
+#define QX_FILE_NEW 0x2000u
 
 /// Opens a file. @p mode: permission bits of a file that is created, at most 0777. The lower 32
 /// bits of the handle are a file descriptor, never one of the three standard ones; every call here
 /// also takes a plain descriptor as handle. 0x80070057 for other flags, for no access, for TRUNCATE
-/// or APPEND without WRITE and for REGULAR with it; 0x80070005 for a folder.
+/// or APPEND without WRITE, for REGULAR with it and for NEW without CREATE; 0x80070005 for a
+/// folder.
 QX_API int32_t QXFileOpen(const char* path, uint32_t flags, uint32_t mode, QXHandle* handle);
 /// Closes a file. The handle is gone even when this fails because data could not be stored.
 QX_API int32_t QXFileClose(QXHandle handle);
@@ -62,6 +65,9 @@ QX_API int32_t QXFileFlush(QXHandle handle);
 /// Bytes that can be read without blocking: what is left of a file, what waits in a pipe, socket or
 /// terminal; 0 when unknown.
 QX_API int32_t QXFileAvailable(QXHandle handle, int32_t* available);
+/// Makes durable which files the folder of @p path has, and their names. 0x80070005 for a folder
+/// that the caller may not read.
+QX_API int32_t QXFileFlushFolder(const char* path);
 /// 1 when a read comes back at once, at the end too: for a regular file that had bytes when
 /// QXFileOpen opened it. 0 for all others.
 QX_API int32_t QXFileNeverWaits(QXHandle handle);
@@ -72,6 +78,10 @@ QX_API int32_t QXFileIsRegular(QXHandle handle);
 /// removed as text, then links are resolved as far as the path exists. @p capacity counts the
 /// terminating nul; 0x80004009 when it does not fit.
 QX_API int32_t QXPathExpand(const char* path, char* buffer, int32_t capacity);
+/// A path that goes on to mean the same when the process goes to another folder: a relative one
+/// gets the current folder in front. Unchanged where that cannot be named, as by somebody who may
+/// not go there by its name. The capacity as above.
+QX_API int32_t QXPathAnchor(const char* path, char* buffer, int32_t capacity);
 /// Current folder of the process, without a separator at the end; the capacity as above.
 QX_API int32_t QXGetCurrentDirectory(char* buffer, int32_t capacity);
 /// Folder for temporary files: that of the user's environment (TMPDIR), else "/tmp". Otherwise as

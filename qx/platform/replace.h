@@ -21,6 +21,8 @@ typedef struct QXFileState {
 
 /// The state of a file, links followed, for the cost of one system call; all zeros after a failure.
 QX_API int32_t QXFileGetState(const char* path, QXFileState* state);
+/// The same for what has that very name: the state of a symbolic link is its own.
+QX_API int32_t QXFileGetNameState(const char* path, QXFileState* state);
 /// The same for an open file.
 QX_API int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state);
 /// 1 when both are one state of one file, else 0.

@@ -7,6 +7,7 @@
 
 #include <qx/core/Exception.h>
 #include <qx/core/Result.h>
+#include <qx/platform/files.h>
 #include <qx/platform/text.h>
 #include <qx/text/charset/EncodingException.h>
 #include <qx/text/charset/detail/ShownBytes.h>
@@ -65,6 +66,13 @@ std::string toSystemName(const String& name) {
         refuse(name, u" has no form in the default encoding ");
     throwIfFailed(result);
     return bytes;
+}
+
+std::string anchoredName(std::string name) {
+    char anchored[4096]; // no path that the platform finds is longer
+    if (QXPathAnchor(name.c_str(), anchored, sizeof anchored) >= 0)
+        name = anchored;
+    return name;
 }
 
 String fromSystemName(const char* name) {

@@ -16,6 +16,10 @@ namespace qx::util {
 ///     has no form for it, or when it contains a 0 unit, at which the system would cut it off
 QX_API std::string toSystemName(const String& name);
 
+/// The name of a file as one that goes on to mean the same file when the process goes to another
+/// folder; see QXPathAnchor.
+QX_API std::string anchoredName(std::string name);
+
 /// The text of a nul-terminated name, from which toSystemName makes the same bytes; empty for null.
 /// @throws ResultException with result::UnmappableCharacter when the name is no text in the default
 ///     encoding; the description shows bytes beyond ASCII like "\xE4"

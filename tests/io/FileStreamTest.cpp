@@ -280,7 +280,9 @@ void expectRecords(const std::string& all, size_t writer, int count) {
 }
 
 TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
-    FileOutputStream out(name(), FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
+    std::filesystem::current_path(m_folder.path());
+    FileOutputStream out("file", FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
+    std::filesystem::current_path("/");
     inThreads(4, [&out](size_t writer) {
         for (int number = 0; number < 50; ++number) {
             out.write(recordOf(writer, number));

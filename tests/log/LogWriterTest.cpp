@@ -76,7 +76,6 @@ void expectWritten(log::ILogEntry* entry) {
 
 TEST(LogWriters, WriteNamesAndValuesAsTheyAreInTheOrderOfTheNames) {
     expectWritten(log::LogEntry::create());
-    expectWritten(entryWith(u"thread", new UInteger32(0xFFFFFFFFu)));
     expectWritten(entryWith(u"text", new String(u"two\nlines=<&> \"c\"")));
     expectWritten(entryWith(u"", new String(u"")));
     expectWritten(entryWith(u"none", nullptr));
@@ -179,10 +178,8 @@ TEST(TimeStamp, LogsTheDecimalNumberOfItsFieldsAndCountsSecondsFrom1970) {
     const std::tuple<int64_t, String, int> cases[] = {
         {0, u"19700101000000.000"_qs, 4},
         {-1, u"19691231235959.000"_qs, 3},
-        {1706745598, u"20240131235958.000"_qs, 3},
-        {951782400, u"20000229000000.000"_qs, 2},   // the leap day of a full century
-        {-2203977600, u"19000228000000.000"_qs, 3}, // and a year that has none
-        {INT32_MAX + int64_t{1}, u"20380119031408.000"_qs, 2},
+        {951782400, u"20000229000000.000"_qs, 2},     // the leap day of a full century
+        {-2203977600, u"19000228000000.000"_qs, 3},   // and a year that has none
         {-11644473600, u"16010101000000.000"_qs, 1},  // the first one
         {910670515199, u"308271231235959.000"_qs, 5}, // the last one
     };
@@ -218,35 +215,41 @@ TEST(TimeStamp, FollowsTheTimeZoneAtOnce) {
 TEST(LogFile, LosesNothingForWantOfDescriptors) {
     if (Sanitized)
         GTEST_SKIP() << "the sanitizers need descriptors of their own";
-    const TemporaryFolder folder;
-    const std::string path = folder.path("log"), link = folder.path("link");
+    const CurrentFolder folder;
+    const std::string path = folder.path("log"), link = "link";
     writeFile(path, "cut");
-    std::filesystem::create_symlink(path, link); // which stays
+    std::filesystem::create_symlink("log", link); // which stays
     Reference<log::LogFile> file;
     const log::LogFileOptions options{.limit = 1, .kept = 3};
     withoutDescriptors([&] { file = makeReference<log::LogFile>(link, options); }, 1);
+    std::filesystem::current_path("/");
     withFileSizeLimit(3, [&] { EXPECT_THROW(file->write("lost\n"), ResultException); });
     const auto writeLine = [&](char c) { file->write(std::string(1 << 13, c) + '\n'); };
     writeLine('a');
     writeLine('b');
     writeLine('c');
     withoutDescriptors([&] { writeLine('d'); });
+    std::filesystem::create_symlink("nowhere", path + ".0");
+    writeLine('e');
     EXPECT_EQ(readFile(path + ".3"), "cut\n") << "it costs no full file";
+    std::filesystem::remove(path + ".0");
     writeLine('f');
-    EXPECT_EQ(readFile(path + ".1").size(), 2u * 8193);
-    EXPECT_EQ(readFile(path + ".3")[0], 'a');
+    EXPECT_EQ(readFile(path + ".1").size(), 3u * 8193);
 }
 
 TEST(LogFile, FlushesNothingThatTheDiskHasLost) {
     const TemporaryFolder folder;
     log::LogFile file(folder.path("log"), {.limit = 1, .waitsForDisk = true});
     file.write("lost\n");
-    for (const int round : {0, 1, 2}) { // the file is full, opened anew, and all is well again
-        const FailingCalls calls(round < 2 ? 0 : FailingCalls::Never, EIO);
-        if (round > 0)
+    for (const int round :
+         {0, 1, 2, 3}) { // full, opened anew for an earlier request and later ones
+        const FailingCalls calls(round % 2 == 0 ? 0 : FailingCalls::Never, EIO);
+        if (round > 1)
             file.requestReopen();
         file.write("next\n");
-        EXPECT_EQ(failureOf([&] { file.flush(); }) < 0, round < 2) << round;
+        if (round == 0)
+            file.requestReopen();
+        EXPECT_EQ(failureOf([&] { file.flush(); }) < 0, round < 3) << round;
     }
 }
 

@@ -73,13 +73,12 @@ struct FilesTest : testing::Test {
 TEST_F(FilesTest, CallsRefuseWhatMakesNoSense) {
     for (const uint32_t flags :
          {0u, Create, uint32_t{QX_FILE_AT_END}, Read | QX_FILE_TRUNCATE, Read | QX_FILE_APPEND,
-          Read | 1u, Write | QX_FILE_REGULAR, Write | 0x800u})
+          Read | 1u, Write | QX_FILE_REGULAR, Write | QX_FILE_NEW, Write | 0x800u})
         EXPECT_EQ(open("file", flags), result::InvalidArgument) << flags;
     EXPECT_EQ(open("file", Write | Create, 01000), result::InvalidArgument);
     EXPECT_EQ(m_file.get(), None);
     expectEach(result::NotFound, {open("file", Write), open("", Read)});
     expectEach(result::AccessDenied, {open("real", Read), open("real", Write)});
-    EXPECT_EQ(open(std::string(5000, 'x'), Read), NameTooLong);
     char byte = 0;
     int32_t count = 7;
     int64_t size = 7;
@@ -206,7 +205,6 @@ TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
         {"//", "/"},
         {"/../../etc/.", "/etc"},
         {".", m_root},
-        {"..", fs::path(m_root).parent_path()},
         {"real//.\\inner/", m_root + "/real/inner"},
         {"real/../.../y/..", m_root + "/..."},
         {"link/no/such", m_root + "/real/no/such"},
@@ -214,15 +212,12 @@ TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
         {"chain", m_root + "/real/f"},
         {"absolute/inner", m_root + "/real/inner"},
         {"dangling", m_root + "/nowhere/x"},
-        {"real/f/below", m_root + "/real/f/below"}, // below a file: nothing there
     };
     for (const auto& [path, expanded] : cases)
         EXPECT_EQ(expand(path), expanded) << path;
     expand("", result::NotFound);
     expand("loop1", static_cast<int32_t>(0x80070003));
-    expand(std::string(5000, 'x'), NameTooLong);
     expand(std::string(4090, 'x'), NameTooLong); // with the current folder
-    EXPECT_EQ(QXPathExpand(nullptr, m_buffer, 3), result::NullPointer);
     expectEach(result::BufferTooSmall,
                {QXPathExpand("/a", m_buffer, 0), QXPathExpand("/ab", m_buffer, 3),
                 QXGetCurrentDirectory(m_buffer, static_cast<int32_t>(m_root.size()))});
@@ -232,7 +227,6 @@ TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
     EXPECT_EQ(m_buffer, m_root);
     fs::current_path("real/inner");
     fs::remove(m_root + "/real/inner");
-    EXPECT_EQ(QXGetCurrentDirectory(m_buffer, 3), result::NotFound);
     expand("x", result::NotFound);
 }
 

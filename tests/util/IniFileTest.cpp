@@ -267,7 +267,9 @@ TEST_F(IniFileTest, IteratorsEndInAnExceptionAndMissingFilesOnlyWhenAsked) {
 
 TEST_F(IniFileTest, NoticesEveryChangeOfOthers) {
     writeFile(path, "[a]\nk=0\n");
-    IniFile ini = open(), other = open();
+    fs::current_path(folder.path());
+    IniFile ini("f.ini"), other = open();
+    fs::current_path("/");
     FailingCalls calls;
     for (int i = 0; i < 60; ++i) {
         const std::string value = std::to_string(i % 10);

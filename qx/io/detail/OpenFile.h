@@ -28,13 +28,19 @@ inline std::string systemNameOf(const String& name) {
     return util::toSystemName(name);
 }
 
+/// Opens the file at @p path, which @p name stands for in errors.
+inline void openFile(const String& name, const std::string& path, uint32_t flags, FileHandle& file,
+                     uint32_t permissions) {
+    throwIfFailedOf(QXFileOpen(path.c_str(), flags, permissions, file.put()),
+                    [&] { return name.isEmpty() ? u"\"\""_qs : name; });
+}
+
 /// Opens the file of that name with QX_FILE_... flags, to be owned by @p file.
 /// @param permissions  bits of a file that is created
 /// @throws what systemNameOf throws, and ResultException with the result of the system
 inline void openFile(const String& name, uint32_t flags, FileHandle& file,
                      uint32_t permissions = 0700) {
-    throwIfFailedOf(QXFileOpen(systemNameOf(name).c_str(), flags, permissions, file.put()),
-                    [&] { return name.isEmpty() ? u"\"\""_qs : name; });
+    openFile(name, systemNameOf(name), flags, file, permissions);
 }
 
 /// Writes all the bytes, after short writes too.

@@ -10,6 +10,7 @@
 #include <qx/platform/text.h>
 
 #include <qx/ipc/detail/Turn.h>
+#include <qx/util/SystemName.h>
 #include <qx/util/config/detail/IniLines.h>
 #include <qx/util/config/detail/IniReader.h>
 #include <qx/util/config/detail/IniSets.h>
@@ -27,7 +28,7 @@ std::shared_ptr<const std::string> pathOf(const String& name, int32_t& result) {
     result = QXUnicodeToAnsi(name.getData(), name.getLength(), path.data(),
                              static_cast<int32_t>(capacity));
     path.resize(result < 0 ? 0 : path.find('\0'));
-    return std::make_shared<const std::string>(std::move(path));
+    return std::make_shared<const std::string>(anchoredName(std::move(path)));
 }
 
 } // namespace

@@ -70,9 +70,10 @@ public:
         Kept,   ///< all but those that a change is about
     };
 
-    /// @param fileName       0-terminated; either slash separates; null: the empty name. A file
-    ///     whose name the default encoding has no form for can neither be read nor written:
-    ///     result::UnmappableCharacter
+    /// @param fileName       0-terminated; either slash separates; null: the empty name. A relative
+    ///     one is in the folder that the process is in now, if that has a name by which it can be
+    ///     found. A file whose name the default encoding has no form for can neither be read nor
+    ///     written: result::UnmappableCharacter
     /// @param semaphoreName  0-terminated, not empty, copied; null: no semaphore
     /// @param throwOnError   not 0: a file that cannot be read is an error; 0: the object is empty
     /// @throws IniFileException FILE_NOT_READ with the file name; ResultException

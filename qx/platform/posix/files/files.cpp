@@ -17,6 +17,7 @@
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/BrokenPipeGuard.h>
 #include <qx/platform/posix/files/aside.h>
+#include <qx/platform/posix/files/folder.h>
 #include <qx/platform/posix/files/path.h>
 
 using namespace qx;
@@ -25,7 +26,7 @@ using namespace qx::platform;
 namespace {
 
 constexpr uint32_t KnownFlags = QX_FILE_READ | QX_FILE_WRITE | QX_FILE_AT_END | QX_FILE_CREATE |
-                                QX_FILE_TRUNCATE | QX_FILE_APPEND | QX_FILE_REGULAR;
+                                QX_FILE_TRUNCATE | QX_FILE_APPEND | QX_FILE_REGULAR | QX_FILE_NEW;
 constexpr uint32_t PermissionBits = 0777;
 
 /// The flag word for open(2); -1 for a combination that makes no sense.
@@ -38,10 +39,13 @@ int openFlags(uint32_t flags) noexcept {
         return -1;
     if ((!reads && !writes) || (!writes && (flags & (QX_FILE_TRUNCATE | QX_FILE_APPEND)) != 0))
         return -1;
+    if ((flags & (QX_FILE_CREATE | QX_FILE_NEW)) == QX_FILE_NEW)
+        return -1;
     return (!writes ? O_RDONLY
             : reads ? O_RDWR
                     : O_WRONLY) |
            O_CLOEXEC | O_NOCTTY | ((flags & QX_FILE_CREATE) != 0 ? O_CREAT : 0) |
+           ((flags & QX_FILE_NEW) != 0 ? O_EXCL : 0) |
            ((flags & QX_FILE_TRUNCATE) != 0 ? O_TRUNC : 0) |
            ((flags & QX_FILE_APPEND) != 0 ? O_APPEND : 0) |
            ((flags & QX_FILE_REGULAR) != 0 ? O_NONBLOCK : 0);
@@ -236,6 +240,12 @@ int32_t QXFileSeek(QXHandle handle, int64_t offset, int32_t origin, int64_t* pos
 
 int32_t QXFileFlush(QXHandle handle) {
     return resultOf([&] { flush(descriptorOf(handle)); });
+}
+
+int32_t QXFileFlushFolder(const char* path) {
+    if (path == nullptr)
+        return result::NullPointer;
+    return resultOf([&] { flushFolder(folderOf(toNativePath(path).view())); });
 }
 
 int32_t QXFileAvailable(QXHandle handle, int32_t* available) {

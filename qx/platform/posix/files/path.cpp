@@ -94,6 +94,19 @@ void appendResolved(std::string_view path, PathText& resolved, int& linksLeft) {
     });
 }
 
+/// A relative path behind the current folder.
+PathText behindCurrentFolder(std::string_view path) {
+    PathText absolute = currentFolder();
+    struct stat named, current;
+    // The name may have been taken by another folder, may not be passed by this user, or have what
+    // is a separator in the paths of callers.
+    if (absolute.view().find('\\') != std::string_view::npos ||
+        ::stat(absolute.c_str(), &named) != 0 || ::stat(".", &current) != 0 ||
+        named.st_dev != current.st_dev || named.st_ino != current.st_ino)
+        throw Failure{result::NotFound};
+    return absolute.append("/").append(path);
+}
+
 } // namespace
 
 constexpr ForkSteps DriveForkSteps = HeldInFork<s_drivesLock>;
@@ -193,6 +206,16 @@ int32_t QXPathExpand(const char* path, char* buffer, int32_t capacity) {
     if (path == nullptr || buffer == nullptr)
         return result::NullPointer;
     return resultOf([&] { return storePath(expandPath(path).view(), buffer, capacity); });
+}
+
+int32_t QXPathAnchor(const char* path, char* buffer, int32_t capacity) {
+    if (path == nullptr || buffer == nullptr)
+        return result::NullPointer;
+    const bool isRelative = *path != '/' && *path != '\\' && !startsWithDrive(path);
+    PathText anchored;
+    const bool isAnchored =
+        isRelative && *path != 0 && resultOf([&] { anchored = behindCurrentFolder(path); }) >= 0;
+    return storePath(isAnchored ? anchored.view() : path, buffer, capacity);
 }
 
 int32_t QXGetCurrentDirectory(char* buffer, int32_t capacity) {

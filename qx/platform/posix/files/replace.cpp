@@ -52,6 +52,21 @@ QXFileState stateOf(const struct stat& status) noexcept {
     return {nanoseconds(status.st_mtim), status.st_size, status.st_dev, status.st_ino};
 }
 
+int32_t getState(int (*look)(const char*, struct stat*), const char* path, QXFileState* state) {
+    if (state == nullptr)
+        return result::NullPointer;
+    *state = {};
+    if (path == nullptr)
+        return result::NullPointer;
+    return resultOf([&] {
+        struct stat status;
+        if (look(toNativePath(path).c_str(), &status) != 0)
+            return lastResult();
+        *state = stateOf(status);
+        return result::Ok;
+    });
+}
+
 /// Whether two looks saw one file in one state. The time of the change alone would miss changes
 /// within a tick of the kernel's clock.
 bool isUnchanged(const struct stat& before, const struct stat& now) noexcept {
@@ -231,18 +246,11 @@ void QXFileReplacement::finish(QXFileState& state) {
 }
 
 int32_t QXFileGetState(const char* path, QXFileState* state) {
-    if (state == nullptr)
-        return result::NullPointer;
-    *state = {};
-    if (path == nullptr)
-        return result::NullPointer;
-    return resultOf([&] {
-        struct stat status;
-        if (::stat(toNativePath(path).c_str(), &status) != 0)
-            return lastResult();
-        *state = stateOf(status);
-        return result::Ok;
-    });
+    return getState(::stat, path, state);
+}
+
+int32_t QXFileGetNameState(const char* path, QXFileState* state) {
+    return getState(::lstat, path, state);
 }
 
 int32_t QXFileGetHandleState(QXHandle handle, QXFileState* state) {

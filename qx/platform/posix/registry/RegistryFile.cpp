@@ -6,6 +6,7 @@
 
 #include <qx/platform/posix/error.h>
 #include <qx/platform/posix/files/aside.h>
+#include <qx/platform/posix/files/folder.h>
 #include <qx/platform/posix/files/path.h>
 #include <qx/platform/posix/module/trust.h>
 #include <qx/platform/posix/random.h>
@@ -35,13 +36,6 @@ void check(const std::string& path, int file) {
     checkTrust(folder.c_str(), status);
 }
 
-void flushFolder(const char* path) {
-    const Descriptor folder = Descriptor::open(path, O_RDONLY | O_DIRECTORY);
-    if (!folder)
-        throw Failure{lastResult()};
-    flush(folder.get());
-}
-
 /// Makes one folder in an existing one, for the owner alone and durable.
 void makeFolder(const PathText& path) {
     if (::mkdir(path.c_str(), S_IRWXU) != 0) {
@@ -52,7 +46,7 @@ void makeFolder(const PathText& path) {
     // The umask may have taken bits away.
     throwIfNot0(::chmod(path.c_str(), S_IRWXU));
     // A file in a folder that a power cut takes away again would not be durable.
-    flushFolder(PathText(folderOf(path.view())).c_str());
+    flushFolder(folderOf(path.view()));
 }
 
 /// Makes an absolute path of folders, as far as it does not exist.
@@ -83,7 +77,7 @@ void createFile(const std::string& path) {
         if (::link(aside.path().c_str(), path.c_str()) != 0 && errno != EEXIST)
             throw Failure{lastResult()};
     }
-    flushFolder(folder.c_str());
+    flushFolder(folder.view());
 }
 
 /// Whether the file is the one that has the name now.
