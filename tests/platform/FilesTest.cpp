@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <pthread.h>
 #include <pty.h>
-#include <sys/file.h>
 #include <sys/fsuid.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -353,10 +352,12 @@ TEST_F(Replace, MakesAllBytesDurableBeforeTheNameAndTheNameAfterwards) {
 }
 
 TEST_F(Replace, LeavesWhatIsNoLeftoverOfADeadWriterOfThisFile) {
-    const std::string living = ".f.ini.0123456789ABCDEF.tmp";
+    QXFileReplacement* living = nullptr;
+    QXHandle unused = 0;
+    ASSERT_EQ(QXFileReplaceBegin(file.c_str(), 0666, &living, &unused), result::Ok);
     const std::string kept[] = {
         "f.ini",
-        living,
+        fs::path(QXFileReplaceAside(living)).filename(),
         ".f.ini.0123456789ABCDEF",     // no ending
         ".f.ini.0123456789abcdef.tmp", // not our digits
         ".f.ini.0123456789ABCDE.tmp",  // too few
@@ -366,13 +367,13 @@ TEST_F(Replace, LeavesWhatIsNoLeftoverOfADeadWriterOfThisFile) {
     for (const auto& name : kept)
         writeFile(folder.path(name), Old);
     writeFile(folder.path(".f.ini.FEDCBA9876543210.tmp"), Old);
-    const int held = ::open(folder.path(living).c_str(), O_RDONLY | O_CLOEXEC);
-    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    EXPECT_TRUE(
+        holdsInFork([&] { return QXFileReplaceCommit(living, nullptr) == result::NotOwner; }));
     EXPECT_EQ(replace(), result::Ok);
     EXPECT_EQ(files(), std::ssize(kept));
     for (const auto& name : kept)
         EXPECT_TRUE(fs::exists(folder.path(name))) << name;
-    ::close(held);
+    EXPECT_EQ(QXFileReplaceCommit(living, nullptr), result::Ok);
 }
 
 TEST_F(Replace, WritersWithoutALockLeaveEachOtherAlone) {

@@ -6,18 +6,20 @@
 
 #include <qx/platform/posix/descriptor.h>
 #include <qx/platform/posix/files/path.h>
+#include <qx/platform/posix/sync/ForkMark.h>
 
 namespace qx::platform {
 
 /// A new file beside another one, under a name that holds a random number, open for reading and
 /// writing. While it stays open its lock tells that its writer lives. The destructor removes it,
-/// unless it was kept or has got another name.
+/// unless it was kept or has got another name. In a child made by fork the file is its parent's,
+/// and stays.
 class AsideFile {
 public:
     /// @param target  a native path
     AsideFile(std::string_view target, mode_t mode);
     ~AsideFile() {
-        if (m_file)
+        if (m_file && !isFromParent())
             ::unlink(m_path.c_str());
     }
     AsideFile(const AsideFile&) = delete;
@@ -25,6 +27,7 @@ public:
 
     const PathText& path() const noexcept { return m_path; }
     int descriptor() const noexcept { return m_file.get(); }
+    bool isFromParent() const noexcept { return m_mark.isFromParent(); }
     /// As it was made: owner and group are those of a new file in the folder.
     const struct stat& made() const noexcept { return m_made; }
     /// Lets the file stay, and gives its descriptor up.
@@ -33,6 +36,7 @@ public:
 private:
     bool tryCreate(size_t stemLength, mode_t mode);
 
+    const ForkMark m_mark;
     PathText m_path;
     Descriptor m_file;
     struct stat m_made = {};

@@ -236,6 +236,8 @@ struct stat QXFileReplacement::giveTime() const {
 /// The time comes after the bytes, since writing changes it, and is flushed with them. Renamed
 /// before they are durable, a power cut could leave the name on an empty file.
 void QXFileReplacement::finish(QXFileState& state) {
+    if (m_aside->isFromParent())
+        throw Failure{result::NotOwner};
     followOld();
     const struct stat status = giveTime();
     flush(m_aside->descriptor());
