@@ -409,6 +409,7 @@ TEST_F(Replace, KeepsAnAccessListTakesNoneFromTheFolderAndLetsNobodyMoreIn) {
     ::setxattr(folder.path().c_str(), "system.posix_acl_default", list, sizeof list, 0);
     EXPECT_EQ(replace() + ::getxattr(file.c_str(), Name, found, sizeof found), -1);
     const bool isKept = ::setxattr(file.c_str(), Name, list, sizeof list, 0) == 0; // or unknown
+    EXPECT_EQ((FailingCalls(3, ENOMEM), replace()), result::OutOfMemory);
     // One of the two calls that read it fails as when it grows between them.
     const FailingCalls calls(isKept ? 3 : FailingCalls::Never, ERANGE);
     EXPECT_EQ(replace() + ::getxattr(file.c_str(), Name, found, sizeof found), isKept ? 44 : -1);

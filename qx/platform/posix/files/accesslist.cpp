@@ -58,19 +58,20 @@ bool hasAccessList(const char* path) noexcept {
 }
 
 std::optional<AccessList> accessListOf(const char* path) {
-    // It may change between the two calls, even so that it does not fit any more.
-    for (int attemptsLeft = 16; attemptsLeft > 0; --attemptsLeft) {
-        ssize_t length = ::getxattr(path, Attribute, nullptr, 0);
+    // Asked without room, the system tells the size. The list may change until it is asked again,
+    // even so that it does not fit any more.
+    AccessList list;
+    for (int attemptsLeft = 32; attemptsLeft > 0; --attemptsLeft) {
+        const ssize_t length = ::getxattr(path, Attribute, list.data(), list.size());
+        if (length == std::ssize(list))
+            return list;
         if (isAbsent(length))
             return AccessList();
-        if (length < 0) {
+        if (length < 0 && errno != ERANGE) {
             throwShortage();
             return std::nullopt;
         }
-        AccessList list(static_cast<size_t>(length));
-        length = ::getxattr(path, Attribute, list.data(), list.size());
-        if (length == std::ssize(list))
-            return list;
+        list.resize(length < 0 ? 0 : static_cast<size_t>(length));
     }
     return std::nullopt;
 }
