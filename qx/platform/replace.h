@@ -45,7 +45,8 @@ QX_API int32_t QXFileIsReplacedStateSettled(const QXFileState* state);
 /// and an access list are kept, the owner and group where the caller may give them; hard links are
 /// not. An access list names the owner and the group that cannot be given. Other rights that cannot
 /// be given to those who had them are given to nobody, and who had none as the owner or one of the
-/// group gets none. A new file has the bits of @p mode, at most 0777, less the umask, or what the
+/// group gets none. Set-id bits may be lost where the owner is not given or where others than the
+/// owner may write. A new file has the bits of @p mode, at most 0777, less the umask, or what the
 /// folder's list for new files makes of them. Files aside that killed writers left behind are
 /// removed first; those of living ones stay.
 ///

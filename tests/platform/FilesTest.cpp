@@ -423,8 +423,10 @@ TEST_F(Replace, KeepsAnAccessListTakesNoneFromTheFolderAndLetsNobodyMoreIn) {
         EXPECT_EQ(fs::status(file).permissions(), fs::perms(mode));
         ::getxattr(file.c_str(), Name, found, sizeof found);
         ::removexattr(file.c_str(), Name);
-        ::chmod(file.c_str(), mode & 0606); // shuts the group out
+        ::chmod(file.c_str(), mode == 0600 ? 06711 : 0606); // shuts the group out
     }
+    inThreads(1, [&](int) { EXPECT_EQ((::setfsgid(7), ::setfsuid(7), replace()), 0); });
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(06711));
     EXPECT_TRUE(std::ranges::equal(found, named));
     inThreads(1, [&](int) { EXPECT_EQ((::setfsuid(8), replace()), result::AccessDenied); });
 }

@@ -116,13 +116,15 @@ public:
 
 private:
     void requireReplaceable() const;
-    void giveOwnerAndMode(const struct stat& before) const;
+    void giveOwnerAndMode(const struct stat& before);
     void followOld();
+    void giveSetIdBits() const;
     struct stat giveTime() const;
 
     PathText m_target;
     struct stat m_old = {};
     bool m_exists = false;
+    mode_t m_bits = 0; ///< that the file aside was given
     Descriptor m_folder;
     std::optional<AsideFile> m_aside;
 };
@@ -157,7 +159,7 @@ void QXFileReplacement::requireReplaceable() const {
 
 /// Gives the file aside, whose status was @p before, the owner, mode and access list of the old
 /// one.
-void QXFileReplacement::giveOwnerAndMode(const struct stat& before) const {
+void QXFileReplacement::giveOwnerAndMode(const struct stat& before) {
     const int file = m_aside->descriptor();
     // Only the superuser may give a file away, others at most to a group of theirs. With another
     // owner or group the set-id bits would serve somebody else.
@@ -189,6 +191,7 @@ void QXFileReplacement::giveOwnerAndMode(const struct stat& before) const {
             bits &= ~AllButOwner | group;
     }
     throwIfNot0(::fchmod(file, bits));
+    m_bits = bits;
 }
 
 /// Looks at the old file again, and gives its owner, mode and access list again when somebody has
@@ -206,6 +209,15 @@ void QXFileReplacement::followOld() {
         throwIfNot0(::fchmod(file, S_IRUSR | S_IWUSR));
         giveOwnerAndMode(statusOf(file));
     }
+}
+
+/// Gives the file aside the set-id bits again, which writing takes away from all but the superuser.
+void QXFileReplacement::giveSetIdBits() const {
+    // Not where bytes may be somebody else's, who has lost the bits by writing them.
+    constexpr mode_t SetId = S_ISUID | S_ISGID, WritableByOthers = S_IWGRP | S_IWOTH;
+    if ((m_bits & SetId) != 0 && (m_bits & WritableByOthers) == 0 &&
+        m_aside->made().st_uid == m_old.st_uid)
+        throwIfNot0(::fchmod(m_aside->descriptor(), m_bits));
 }
 
 /// Gives the file aside a time later than that of the old one; its status with that.
@@ -239,6 +251,7 @@ void QXFileReplacement::finish(QXFileState& state) {
     if (m_aside->isFromParent())
         throw Failure{result::NotOwner};
     followOld();
+    giveSetIdBits();
     const struct stat status = giveTime();
     flush(m_aside->descriptor());
     throwIfNot0(::rename(m_aside->path().c_str(), m_target.c_str()));
