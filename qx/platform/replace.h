@@ -63,13 +63,14 @@ typedef struct QXFileReplacement QXFileReplacement;
 
 /// Begins to replace the file @p path: @p file receives a handle of a new file aside to be written
 /// to, which belongs to the replacement and is never closed by the caller. @p replacement ends with
-/// a commit or is discarded. Path, mode and results are those of QXFileReplace. A child made by
+/// a commit or is discarded. What a relative path leads to is settled here, whatever the current
+/// folder is at the end. Path, mode and results are those of QXFileReplace. A child made by
 /// fork has a copy that it can only let go of: its parent does not notice when it discards that,
 /// and a commit there does nothing, with 0x80070120.
 QX_API int32_t QXFileReplaceBegin(const char* path, uint32_t mode, QXFileReplacement** replacement,
                                   QXHandle* file);
 /// The name of the file aside until the replacement ends, for those who remove it when a signal
-/// ends the process.
+/// ends the process. A relative path gives a relative name.
 QX_API const char* QXFileReplaceAside(const QXFileReplacement* replacement);
 /// Makes the new file durable and gives it its name, as QXFileReplace does. What it gets of the old
 /// one is what that has now: who has closed it meanwhile finds it closed, and for one that must not

@@ -88,11 +88,12 @@ TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
         repeat(*makeReference<Out>(name(), mode));
         EXPECT_EQ(content(), "whole, again");
     }
-    ReplacingFileOutputStream aside(name());
+    // Begun in another folder, from which the path is relative.
+    ReplacingFileOutputStream aside((CurrentFolder(), std::filesystem::relative(m_file)).c_str());
     repeat(aside);
-    std::filesystem::permissions(m_file, std::filesystem::perms(0600));
+    std::filesystem::permissions(m_file, std::filesystem::perms(0604));
     aside.commit();
-    EXPECT_EQ(std::filesystem::status(m_file).permissions(), std::filesystem::perms(0600));
+    EXPECT_EQ(std::filesystem::status(m_file).permissions(), std::filesystem::perms(0604));
     EXPECT_EQ(content(), "whole, again");
     setContent("0123456789");
     Out over(name(), 0u);

@@ -337,8 +337,8 @@ TEST_F(Replace, MakesAllBytesDurableBeforeTheNameAndTheNameAfterwards) {
         FailingCalls calls;
         EXPECT_EQ(replace(), result::Ok);
         EXPECT_EQ(calls.calls(),
-                  (std::vector<std::string>{"open", "open", "getxattr", "fchmod", "write",
-                                            "futimens", "fsync", "rename", "fsync"}));
+                  (std::vector<std::string>{"openat", "openat", "getxattr", "fchmod", "write",
+                                            "futimens", "fsync", "renameat", "fsync"}));
         calls.setCoarse();
         EXPECT_EQ(replace(), result::Ok);
         EXPECT_EQ(readFile(file), New);

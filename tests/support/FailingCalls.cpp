@@ -74,13 +74,13 @@ using qxtest::fails;
 // The program's definitions go before those of the C library, also for calls from the library.
 extern "C" {
 
-int open(const char* path, int flags, ...) {
-    static const auto call = qxtest::next<int(const char*, int, ...)>("open");
+int openat(int folder, const char* path, int flags, ...) {
+    static const auto call = qxtest::next<int(int, const char*, int, ...)>("openat");
     va_list arguments;
     va_start(arguments, flags);
     const auto mode = va_arg(arguments, mode_t); // which may be none
     va_end(arguments);
-    return fails("open") ? -1 : call(path, flags, mode);
+    return fails("openat") ? -1 : call(folder, path, flags, mode);
 }
 
 int fchown(int file, uid_t user, gid_t group) noexcept {
@@ -107,8 +107,8 @@ int futimens(int file, const timespec times[2]) noexcept {
 
 int fsync(int file) { return failOrCall("fsync", file); }
 
-int rename(const char* from, const char* to) noexcept { return failOrCall("rename", from, to); }
-
-int unlink(const char* path) noexcept { return failOrCall("unlink", path); }
+int renameat(int oldFolder, const char* from, int newFolder, const char* to) noexcept {
+    return failOrCall("renameat", oldFolder, from, newFolder, to);
+}
 
 } // extern "C"

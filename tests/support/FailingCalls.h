@@ -6,8 +6,8 @@
 namespace qxtest {
 
 /// While it lives, one of this thread's system calls that change files or ask who may use them
-/// fails, wherever it is made: open, getxattr, fchown, fchmod, write, futimens, fsync, rename,
-/// unlink. One at a time.
+/// fails, wherever it is made: openat, getxattr, fchown, fchmod, write, futimens, fsync, renameat.
+/// One at a time.
 class FailingCalls {
 public:
     static constexpr int Never = -1;

@@ -154,14 +154,6 @@ struct Signature<R(Parameters...) noexcept> : Signature<R(Parameters...)> {};
 
 extern "C" {
 
-int open(const char* path, int flags, ...) {
-    static const auto call = next<int(const char*, int, mode_t)>("open");
-    va_list rest;
-    va_start(rest, flags);
-    const auto mode = va_arg(rest, mode_t); // which may be none
-    va_end(rest);
-    return passOn(call, "open", Interruptible, -1, path, flags, mode);
-}
 int openat(int folder, const char* path, int flags, ...) {
     static const auto call = next<int(int, const char*, int, mode_t)>("openat");
     va_list rest;
@@ -211,6 +203,7 @@ QX_PASS_ON_2(ftruncate, Interruptible, -1)
 QX_PASS_ON_6(mmap, Plain, MAP_FAILED)
 QX_PASS_ON_2(mkdir, Plain, -1)
 QX_PASS_ON_2(rename, Plain, -1)
+QX_PASS_ON_4(renameat, Plain, -1)
 QX_PASS_ON_2(link, Plain, -1)
 QX_PASS_ON_1(unlink, Plain, -1)
 QX_PASS_ON_3(unlinkat, Plain, -1)

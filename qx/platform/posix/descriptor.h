@@ -43,8 +43,9 @@ public:
 
     /// Opens a file, whatever signals come, and closes it on exec. Without one errno says why.
     static Descriptor open(const char* path, int flags, mode_t mode = 0) noexcept {
-        return Descriptor(retryInterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
+        return openAt(AT_FDCWD, path, flags, mode);
     }
+    /// The same for a path that, unless it is absolute, leads on from an open folder.
     static Descriptor openAt(int folder, const char* path, int flags, mode_t mode = 0) noexcept {
         return Descriptor(
             retryInterrupted([&] { return ::openat(folder, path, flags | O_CLOEXEC, mode); }));

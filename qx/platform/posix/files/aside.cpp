@@ -48,7 +48,9 @@ bool markLiving(const Descriptor& file, struct stat& status) {
 
 } // namespace
 
-AsideFile::AsideFile(std::string_view target, mode_t mode) : m_path(folderOf(target)) {
+AsideFile::AsideFile(std::string_view target, mode_t mode, int folder)
+    : m_folder(folder), m_nameAt(folder == AT_FDCWD ? 0 : folderOf(target).size()),
+      m_path(folderOf(target)) {
     const auto name = nameOf(target);
     if (name.empty())
         throw Failure{result::InvalidArgument};
@@ -70,13 +72,13 @@ bool AsideFile::tryCreate(size_t stemLength, mode_t mode) {
     m_path.truncate(stemLength);
     m_path.append(ending);
     Descriptor file = aboveStandard(
-        Descriptor::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
+        Descriptor::openAt(m_folder, name(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
     if (!file && errno != EEXIST)
         throw Failure{lastResult()};
     if (file && markLiving(file, m_made))
         m_file = std::move(file);
     else if (file)
-        ::unlink(m_path.c_str());
+        ::unlinkat(m_folder, name(), 0);
     return static_cast<bool>(m_file);
 }
 

@@ -17,15 +17,19 @@ namespace qx::platform {
 class AsideFile {
 public:
     /// @param target  a native path
-    AsideFile(std::string_view target, mode_t mode);
+    /// @param folder  the folder that it leads into, open until this object has gone: a relative
+    ///     path then goes on to mean the same when the process gets another current folder
+    AsideFile(std::string_view target, mode_t mode, int folder = AT_FDCWD);
     ~AsideFile() {
         if (m_file && !isFromParent())
-            ::unlink(m_path.c_str());
+            ::unlinkat(m_folder, name(), 0);
     }
     AsideFile(const AsideFile&) = delete;
     AsideFile& operator=(const AsideFile&) = delete;
 
     const PathText& path() const noexcept { return m_path; }
+    /// The path from the folder on, or all of it where none was given.
+    const char* name() const noexcept { return m_path.c_str() + m_nameAt; }
     int descriptor() const noexcept { return m_file.get(); }
     bool isFromParent() const noexcept { return m_mark.isFromParent(); }
     /// As it was made: owner and group are those of a new file in the folder.
@@ -37,6 +41,8 @@ private:
     bool tryCreate(size_t stemLength, mode_t mode);
 
     const ForkMark m_mark;
+    const int m_folder;
+    const size_t m_nameAt;
     PathText m_path;
     Descriptor m_file;
     struct stat m_made = {};

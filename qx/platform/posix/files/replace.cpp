@@ -5,6 +5,7 @@
 #include <ctime>
 #include <memory>
 #include <optional>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -115,8 +116,13 @@ public:
     void finish(QXFileState& state);
 
 private:
+    /// Of the old file in its folder.
+    const char* name() const noexcept {
+        return m_target.c_str() + folderOf(m_target.view()).size();
+    }
+    PathText lastingTarget() const;
     void requireReplaceable() const;
-    void giveOwnerAndMode(const struct stat& before);
+    void giveOwnerAndMode(const struct stat& before, const char* target);
     void followOld();
     void giveSetIdBits() const;
     struct stat giveTime() const;
@@ -132,20 +138,21 @@ private:
 QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
     : m_target(toNativePath(path)) {
     m_exists = followLinks(m_target, m_old);
-    if (m_exists)
-        requireReplaceable();
-    // Opened first, so that the flush at the end lacks nothing.
+    // Opened first, so that the flush at the end lacks nothing. From here on names are those in it:
+    // a relative path leads elsewhere when the process gets another current folder.
     const PathText folder(folderOf(m_target.view()));
     m_folder =
         Descriptor::open(folder.view().empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
     if (!m_folder)
         throw Failure{lastResult()};
-    removeLeftovers(m_folder, nameOf(m_target.view()));
+    if (m_exists)
+        requireReplaceable();
+    removeLeftovers(m_folder, name());
     // The owner, mode and access list come before the bytes, so that nobody can read or write these
     // meanwhile who could not before.
-    m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew);
+    m_aside.emplace(m_target.view(), m_exists ? S_IRUSR | S_IWUSR : modeOfNew, m_folder.get());
     if (m_exists) {
-        giveOwnerAndMode(m_aside->made());
+        giveOwnerAndMode(m_aside->made(), m_target.c_str());
         followOld();
     }
 }
@@ -154,12 +161,21 @@ QXFileReplacement::QXFileReplacement(const char* path, mode_t modeOfNew)
 void QXFileReplacement::requireReplaceable() const {
     if (!S_ISREG(m_old.st_mode))
         throw Failure{result::AccessDenied};
-    throwIfNot0(::faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS));
+    throwIfNot0(::faccessat(m_folder.get(), name(), W_OK, AT_EACCESS));
+}
+
+/// A path of the old file that leads to it whatever the current folder is.
+PathText QXFileReplacement::lastingTarget() const {
+    if (m_target.view().starts_with('/'))
+        return m_target;
+    PathText path("/proc/thread-self/fd/");
+    path.append(std::to_string(m_folder.get())).append("/").append(name());
+    return path;
 }
 
 /// Gives the file aside, whose status was @p before, the owner, mode and access list of the old
-/// one.
-void QXFileReplacement::giveOwnerAndMode(const struct stat& before) {
+/// one, whose path is @p target: not every system reads lists of files by their folder and name.
+void QXFileReplacement::giveOwnerAndMode(const struct stat& before, const char* target) {
     const int file = m_aside->descriptor();
     // Only the superuser may give a file away, others at most to a group of theirs. With another
     // owner or group the set-id bits would serve somebody else.
@@ -172,7 +188,7 @@ void QXFileReplacement::giveOwnerAndMode(const struct stat& before) {
         hasGroup = before.st_gid == m_old.st_gid ||
                    ::fchown(file, static_cast<uid_t>(-1), m_old.st_gid) == 0;
     }
-    std::optional<AccessList> list = accessListOf(m_target.c_str());
+    std::optional<AccessList> list = accessListOf(target);
     const bool hasList = list && !list->empty();
     if (hasList && !hasOwner)
         nameOwner(*list, m_old.st_uid);
@@ -201,13 +217,14 @@ void QXFileReplacement::followOld() {
     struct stat status;
     // A file that others write to all the time does not come to rest, but keeps its mode.
     for (int looksLeft = 16; looksLeft > 0; --looksLeft) {
-        if (::lstat(m_target.c_str(), &status) != 0 || (m_exists && isUnchanged(m_old, status)))
+        if (::fstatat(m_folder.get(), name(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+            (m_exists && isUnchanged(m_old, status)))
             return;
         m_old = status;
         m_exists = true;
         requireReplaceable();
         throwIfNot0(::fchmod(file, S_IRUSR | S_IWUSR));
-        giveOwnerAndMode(statusOf(file));
+        giveOwnerAndMode(statusOf(file), lastingTarget().c_str());
     }
 }
 
@@ -254,7 +271,7 @@ void QXFileReplacement::finish(QXFileState& state) {
     giveSetIdBits();
     const struct stat status = giveTime();
     flush(m_aside->descriptor());
-    throwIfNot0(::rename(m_aside->path().c_str(), m_target.c_str()));
+    throwIfNot0(::renameat(m_folder.get(), m_aside->name(), m_folder.get(), name()));
     state = stateOf(status);
     m_aside->keep();
     flush(m_folder.get());
