@@ -28,7 +28,7 @@ std::shared_ptr<const std::string> pathOf(const String& name, int32_t& result) {
     result = QXUnicodeToAnsi(name.getData(), name.getLength(), path.data(),
                              static_cast<int32_t>(capacity));
     path.resize(result < 0 ? 0 : path.find('\0'));
-    return std::make_shared<const std::string>(anchoredName(std::move(path)));
+    return std::make_shared<const std::string>(std::move(path));
 }
 
 } // namespace
@@ -48,7 +48,8 @@ IniFile::IniFile(const char16_t* fileName, Lines lines, const char* semaphoreNam
                  int16_t throwOnError)
     : m_sets(std::make_shared<detail::IniSets>()),
       m_lines(lines == Lines::Kept ? std::make_shared<const detail::IniLines>("") : nullptr),
-      m_path(pathOf(String(fileName), m_nameResult)) {
+      m_path(pathOf(String(fileName), m_nameResult)),
+      m_anchored(std::make_shared<const std::string>(anchoredName(*m_path))) {
     if (semaphoreName)
         m_lock = new ipc::Semaphore(semaphoreName, 1);
     const ipc::detail::Turn turn(m_lock.get());
@@ -253,7 +254,7 @@ void IniFile::checkAndUpdate() {
     if (m_nameResult < 0)
         return;
     QXFileState state;
-    if (const int32_t result = QXFileGetState(m_path->c_str(), &state); result < 0) {
+    if (const int32_t result = QXFileGetState(m_anchored->c_str(), &state); result < 0) {
         m_readResult = result == result::NotFound ? result::Ok : result;
         return;
     }
@@ -271,7 +272,7 @@ int32_t IniFile::load() {
     constexpr int64_t LargestFile = int64_t{1} << 30;
     detail::WholeFile file;
     // Whoever else uses the semaphore must not wait for a pipe that somebody has put there.
-    const int32_t result = file.read(m_path->c_str(), LargestFile, QX_FILE_REGULAR);
+    const int32_t result = file.read(m_anchored->c_str(), LargestFile, QX_FILE_REGULAR);
     m_readResult = result == result::NotFound ? result::Ok : result;
     if (result < 0)
         return result;
@@ -316,7 +317,7 @@ int32_t IniFile::WriteToFile() {
     const std::string& text = m_lines ? m_lines->bytes() : sorted;
     constexpr uint32_t ModeForAll = 0666; // less the umask
     QXFileState state;
-    const int32_t result = QXFileReplace(m_path->c_str(), text.data(),
+    const int32_t result = QXFileReplace(m_anchored->c_str(), text.data(),
                                          static_cast<int64_t>(text.size()), ModeForAll, &state);
     if (state.inode != 0) {
         const bool isSettled = QXFileIsReplacedStateSettled(&state) != 0;

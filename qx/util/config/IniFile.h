@@ -216,7 +216,8 @@ private:
     Reference<ipc::Semaphore> m_lock;
     int32_t m_nameResult = 0; ///< why the name has no form in the default encoding; 0 when it has
     /// The name in that encoding; empty when it has none.
-    std::shared_ptr<const std::string> m_path;
+    std::shared_ptr<const std::string> m_path; ///< as it was given, for messages
+    std::shared_ptr<const std::string> m_anchored;
     std::optional<KnownFile> m_known;
     /// Why the file that is there could not be read; 0 when it was, or is not there.
     int32_t m_readResult = 0;
