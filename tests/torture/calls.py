@@ -325,7 +325,7 @@ def judge(scenario, build, preload, call, error, extent, silent, baseline):
                 faults.append(f"is in the way of the next: {scenario.state(run)!r}")
         # Where removing fails as well, a file stays; those who hold a lock remove it later.
         left = set(run.files()) - set(baseline.files)
-        if left and not faults and (tidied or extent == "once" and failed != "unlink"):
+        if left and not faults and (tidied or extent == "once" and failed != "unlinkat"):
             faults.append(f"leaves files: {left}")
         return [f"{scenario.name}, {failed} ({call}) gives {error} {extent}: {fault}"
                 for fault in faults]

@@ -75,11 +75,15 @@ bool AsideFile::tryCreate(size_t stemLength, mode_t mode) {
         Descriptor::openAt(m_folder, name(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
     if (!file && errno != EEXIST)
         throw Failure{lastResult()};
-    if (file && markLiving(file, m_made))
+    bool isMarked = false;
+    const int32_t result =
+        file ? resultOf([&] { isMarked = markLiving(file, m_made); }) : result::Ok;
+    if (isMarked)
         m_file = std::move(file);
     else if (file)
         ::unlinkat(m_folder, name(), 0);
-    return static_cast<bool>(m_file);
+    throwIfFailed(result);
+    return isMarked;
 }
 
 void removeLeftovers(const Descriptor& folder, std::string_view targetName) noexcept {
