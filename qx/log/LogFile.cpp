@@ -66,7 +66,7 @@ LogFile::LogFile(const util::FileName& name, const LogFileOptions& options)
 
 /// Leaves everything as it is when it fails.
 void LogFile::open() {
-    Opened opened = openFile(m_path, QX_FILE_CREATE);
+    Opened opened = openFile(m_path);
     m_target = targetOf(opened.file.get());
     take(std::move(opened));
 }
@@ -80,12 +80,11 @@ std::string LogFile::targetOf(QXHandle file) const {
     return hasName(file, m_path.c_str()) ? m_path : std::string();
 }
 
-/// @param flags  beside those of any log: QX_FILE_CREATE and the like
-LogFile::Opened LogFile::openFile(const std::string& path, uint32_t flags) const {
+LogFile::Opened LogFile::openFile(const std::string& path) const {
     Opened opened;
     opened.isLineCut = endsWithinLine(path, m_name); // first: one descriptor is enough then
-    throwIfFailedOf(QXFileOpen(path.c_str(), QX_FILE_WRITE | QX_FILE_APPEND | flags, OwnersAlone,
-                               opened.file.put()),
+    throwIfFailedOf(QXFileOpen(path.c_str(), QX_FILE_WRITE | QX_FILE_CREATE | QX_FILE_APPEND,
+                               OwnersAlone, opened.file.put()),
                     m_name);
     throwIfFailedOf(QXFileGetSize(opened.file.get(), &opened.size), m_name);
     return opened;

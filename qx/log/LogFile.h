@@ -91,7 +91,7 @@ private:
     };
 
     void open();
-    Opened openFile(const std::string& path, uint32_t flags) const;
+    Opened openFile(const std::string& path) const;
     Opened openNext() const;
     std::string targetOf(QXHandle file) const;
     void take(Opened opened) noexcept;
