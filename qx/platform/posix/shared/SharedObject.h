@@ -198,8 +198,15 @@ private:
 /// process while holding it: that would stop every other object of this process and every fork.
 std::unique_lock<std::mutex> lockProcessTables() noexcept;
 
+/// Wakes those who wait for what was given back, unless the state itself has done so.
+template <class State>
+void wakeAfterGivingBack(State& state) noexcept {
+    if constexpr (requires { state.waiters; })
+        state.waiters.wakeAll();
+}
+
 /// Gives back what dead processes hold and wakes those who wait for it. @p State has a RobustLock,
-/// a WaitWord `waiters`, and `isInUse` and `giveBack` of a slot.
+/// and `isInUse` and `giveBack` of a slot.
 template <class State>
 void reap(SharedObject& object, State& state) noexcept {
     bool found = false;
@@ -214,7 +221,7 @@ void reap(SharedObject& object, State& state) noexcept {
         }
     }
     if (found)
-        state.waiters.wakeAll();
+        wakeAfterGivingBack(state);
 }
 
 /// Gives back what dead processes hold, unless somebody has just looked for them.
@@ -235,7 +242,7 @@ bool tryGiveBackOwn(SharedObject& user, State& state) noexcept {
             return true;
         state.giveBack(user.slot());
     }
-    state.waiters.wakeAll();
+    wakeAfterGivingBack(state);
     return true;
 }
 

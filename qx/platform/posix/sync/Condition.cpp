@@ -1,5 +1,6 @@
 #include "qx/platform/sync.h"
 
+#include <qx/platform/posix/shared/WaitTable.h>
 #include <qx/platform/posix/sync/ForkMark.h>
 #include <qx/platform/posix/sync/FutexLock.h>
 #include <qx/platform/posix/sync/HolderLock.h>
@@ -81,7 +82,7 @@ private:
 
     template <class Release>
     QX_CONTENDED void wakeSignalledAfter(Release release) noexcept {
-        WaitQueue woken = m_waiters.takeSignalled();
+        auto woken = m_waiters.takeSignalled();
         release();
         woken.grantAll();
     }
@@ -158,62 +159,11 @@ private:
 
 } // namespace
 
-namespace shared {
-
-namespace {
-
-/// Waiters of several processes sleep on one word. One that is killed may have had a signal that
-/// was meant for any of them: when a dead one is found all others are woken.
-class Waiters {
-public:
-    /// Where a wait began, as WaitWord counts.
-    using Place = uint32_t;
-
-    void enter(uint32_t& ticket, SharedObject& caller) noexcept {
-        ticket = waiters.announce();
-        ++m_waiting[caller.slot()];
-    }
-    bool sleep(uint32_t ticket, const Deadline* deadline, SharedObject& caller) noexcept {
-        const ShownWaiting shown(caller);
-        bool signalled = false;
-        do {
-            signalled = waiters.sleep(ticket, deadline);
-            reapIfDue(caller, *this);
-        } while (!signalled && !(deadline != nullptr && deadline->hasPassed()));
-        return signalled;
-    }
-    bool leave(uint32_t ticket, bool signalled, SharedObject& caller) noexcept {
-        --m_waiting[caller.slot()];
-        // A signal given after the time ran out may have found nobody else: it would be lost.
-        return signalled || waiters.hasMovedSince(ticket);
-    }
-
-    void signalOne() noexcept { waiters.wakeOne(); }
-    void signalAll() noexcept { waiters.wakeAll(); }
-    bool hasSignalled() const noexcept { return false; } // the kernel has woken them
-    WaitQueue takeSignalled() noexcept { return {}; }
-
-    bool tryLeave(SharedObject& caller) noexcept { return tryGiveBackOwn(caller, *this); }
-    bool isInUse(uint32_t slot) const noexcept { return m_waiting[slot] != 0; }
-    void giveBack(uint32_t slot) noexcept { m_waiting[slot] = 0; }
-    void repair() noexcept {}
-
-    RobustLock lock; // of whoever looks for the dead, against new users of their slots
-    WaitWord waiters{};
-
-private:
-    std::atomic<uint32_t> m_waiting[SlotCount] = {};
-};
-
-} // namespace
-
-} // namespace shared
-
 namespace {
 
 using LocalCondition = Condition<LocalWaiters, RecursiveLock<FutexLock>>;
 using SharedCondition =
-    Condition<shared::Waiters, RecursiveLock<shared::HolderLock, shared::SharedObject&>,
+    Condition<shared::WaitTable, RecursiveLock<shared::HolderLock, shared::SharedObject&>,
               shared::SharedObject&>;
 
 } // namespace
