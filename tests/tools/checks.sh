@@ -19,6 +19,15 @@ equal() {
     failures=$((failures + 1))
 }
 
+# gives OUTPUT ARGUMENTS...: status 0 and what is printed
+gives() {
+    local expected=$1 output
+    shift
+    output=$("$program" "$@" 2>&1)
+    equal "status of $*" $? 0
+    equal "$*" "$output" "$expected"
+}
+
 # fails STATUS MESSAGE ARGUMENTS...: what it prints before is in the file stdout
 fails() {
     local status=$1 text=$2 message

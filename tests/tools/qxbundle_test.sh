@@ -15,15 +15,6 @@ qxreg=$folder/tools/qxreg
 module=$folder/modules/qxmessages.so
 export XDG_DATA_HOME=$folder/home
 
-# gives OUTPUT ARGUMENTS...: status 0 and what is printed
-gives() {
-    local expected=$1 output
-    shift
-    output=$("$qxbundle" "$@" 2>&1)
-    equal "status of $*" $? 0
-    equal "$*" "$output" "$expected"
-}
-
 # finds EXPECTED FILES...: what check prints when it finds something
 finds() {
     local expected=$1

@@ -3,14 +3,6 @@
 . "$(dirname "$0")/checks.sh"
 qxini=$program
 
-# gives OUTPUT ARGUMENTS...: succeeds with this output
-gives() {
-    local expected=$1 output
-    shift
-    output=$("$qxini" "$@" 2>&1; echo "status $?")
-    equal "$*" "$output" "$expected${expected:+$'\n'}status 0"
-}
-
 # --- a file from nothing
 gives '' f.ini set Main Port 80
 gives '' f.ini set 'Main\Log' 'the "file"' 'C:\log'

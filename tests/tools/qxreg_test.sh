@@ -6,15 +6,6 @@ data=$(realpath "$2") # before checks.sh changes the folder
 qxreg=$program
 export XDG_DATA_HOME=$folder/data
 
-# gives OUTPUT ARGUMENTS...: status 0 and what is printed
-gives() {
-    local expected=$1 output
-    shift
-    output=$("$qxreg" "$@" 2>&1)
-    equal "status of $*" $? 0
-    equal "$*" "$output" "$expected"
-}
-
 key='QX_HKEY_USER\Software\Maker'
 
 # --- values of every type, by their names in any case
