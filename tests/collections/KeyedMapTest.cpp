@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
 #include <limits>
 
@@ -52,19 +51,13 @@ TYPED_TEST_SUITE(KeyedMap, BothMaps);
 
 TYPED_TEST(KeyedMap, RefusesTablesWithoutBucketsOrRoom) {
     EXPECT_THROW(TypeParam(0, Load), RangeErrorException); // as HashMap, by the same rule
-    EXPECT_THROW(TypeParam(101, 0.0f), RangeErrorException);
 
     // Memory for the buckets is not taken before they hold something.
     TypeParam map(std::numeric_limits<int>::max() / 2 + 1, 1e-12f);
     EXPECT_THROW(map.put(keyOf<TypeParam>(1), new Item(1)), std::length_error);
     EXPECT_TRUE(map.isEmpty());
-    EXPECT_EQ(map.get(keyOf<TypeParam>(1)), nullptr);
-    EXPECT_EQ(map.remove(keyOf<TypeParam>(1)), nullptr);
+    EXPECT_TRUE(!map.get(keyOf<TypeParam>(1)) && !map.remove(keyOf<TypeParam>(1)));
     map.clear();
-
-    TypeParam endless(1, INFINITY);
-    fill(endless, 200);
-    EXPECT_EQ(endless.getCapacity(), 1);
 }
 
 TYPED_TEST(KeyedMap, ValuesMayUseItWhileTheyGo) {
@@ -128,10 +121,11 @@ TEST(StringHashMap, TakesTextsAndUnitsWithALengthOrUpToTheFirstZeroUnit) {
     for (const auto& value : {map.get(nullptr, -1), map.get(nullptr, 4), map.get(""), map.get(u"")})
         EXPECT_EQ(numberOf(value), 3);
     EXPECT_EQ(numberOf(map.put(std::string("abc\0d", 5), nullptr)), 2);
-    EXPECT_TRUE(map.containsKey(u"abc", -1) && map.containsKey("abc") &&
+    EXPECT_TRUE(map.containsKey(u"abc", -1) && map.containsKey("abc") && map.containsKey(u"abc") &&
                 !map.containsKey(u"abc", 2));
     EXPECT_FALSE(map.containsKey(u"abc\0d", 5)); // with a null value
     EXPECT_EQ(numberOf(map.remove("abc")), 1);
+    EXPECT_TRUE(!map.put(u"abc", new Item(4)) && numberOf(map.remove(u"abc")) == 4);
 
     struct Counting : StringHashMap {
         using StringHashMap::get;

@@ -273,10 +273,19 @@ TEST(BitStreams, GiveEveryBitToADerivedClass) {
         using BitOutputStream::BitOutputStream;
         void writeBit(bool bit) override { BitOutputStream::writeBit(!bit); }
     };
+    struct In : BitInputStream {
+        using BitInputStream::BitInputStream;
+        int readBit() override { return BitInputStream::readBit() ^ 1; }
+    };
     Sink sink;
     Out out(&sink);
-    out.BitOutputStream::write(0x1BA0, 16);
+    const signed char bytes[] = {0x1B, -0x60};
+    static_cast<OutputStream&>(out).write(bytes, 2);
     EXPECT_EQ(textOf(sink.content), "\xE4\x5F");
+    Source source(textOf(sink.content));
+    In in(&source);
+    EXPECT_EQ(in.BitInputStream::read(12), 0x1BA);
+    EXPECT_LT(in.BitInputStream::read(5), 0);
 }
 
 constexpr char16_t Forwards[] =

@@ -342,6 +342,18 @@ TEST(BigInteger, RefusesWhatCannotBeAndKeepsItsValue) {
     EXPECT_EQ(number, 3);
 }
 
+TEST(BigInteger, OffersDerivedClassesTheBitsOfBytes) {
+    struct Bits : BigInteger {
+        using BigInteger::clearBit, BigInteger::setBit;
+    };
+    signed char bytes[] = {3, 0, 1};
+    for (const int bit : {15, 17}) // there is no third byte
+        Bits::setBit(bytes, 2, bit);
+    for (const int bit : {1, 16})
+        Bits::clearBit(bytes, 2, bit);
+    EXPECT_EQ(std::string(bytes, bytes + 3), "\x01\x80\x01");
+}
+
 TEST(BigInteger, ComputesAtTheEndsOfEveryRange) {
     EXPECT_EQ(BigInteger(0).pow(0), 1);
     EXPECT_EQ(BigInteger(0).pow(thirtyDigits()), 0);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <ctime>
 #include <random>
 
 #include <qx/qx.h>
@@ -32,19 +31,6 @@ std::string componentsOf(const URI& uri) {
     add(uri.hasQuery(), "query", [&] { return uri.getQuery(false).toUtf8(); });
     add(uri.isOpaque(), "opaque", [&] { return uri.getSchemeSpecificPart(false).toUtf8(); });
     return text;
-}
-
-/// Processor time for reading a query of 2^13 keys, all made of two pieces.
-double timeOfKeys(const char16_t* one, const char16_t* other) {
-    std::u16string text = u"x:/?";
-    for (unsigned number = 0; number < 1u << 13; ++number) {
-        for (unsigned bit = 0; bit < 13; ++bit)
-            text += number >> bit & 1 ? one : other;
-        text += u'&';
-    }
-    const std::clock_t start = std::clock();
-    EXPECT_FALSE(URI(String(text)).hasQueryValue(u"absent"_qs));
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 } // namespace
@@ -274,10 +260,16 @@ TEST(URI, AQueryIsTheSameHoweverItsPairsCome) {
     }
 }
 
-// Whoever sends a URI may choose its keys. In the hash, "a_" and "b:" weigh the same.
+// Whoever sends a URI may choose its keys. In the hash, "a_" and "b:" weigh the same; to compare
+// all with all would take longer than a test may.
 TEST(URI, KeysOfOneHashTakeNoLongerThanOthers) {
-    const double usual = std::max(timeOfKeys(u"a_", u"b;"), 0.01);
-    EXPECT_LT(timeOfKeys(u"a_", u"b:"), 20 * usual) << "comparing all with all takes hundreds";
+    std::u16string text = u"x:/?";
+    for (unsigned number = 0; number < 1u << 18; ++number) {
+        for (unsigned bit = 0; bit < 18; ++bit)
+            text += number >> bit & 1 ? u"a_" : u"b:";
+        text += u'&';
+    }
+    EXPECT_FALSE(URI(String(text)).hasQueryValue(u"absent"_qs));
 }
 
 TEST(QueryKey, IgnoresLetterCaseAndKeepsIt) {
