@@ -64,9 +64,10 @@ QX_API int32_t QXMutexTryAcquire(QXHandle handle);
 /// Undoes one acquisition; 0x80070120 for a thread that does not hold the mutex.
 QX_API int32_t QXMutexRelease(QXHandle handle);
 
-// A condition with its own recursive lock. A signal ends one wait. With QX_SYNC_SHARED a wait
-// beside 1,024 others may also end without one, and the signal of a waiter that was killed goes to
-// the next: test the predicate again.
+// A condition with its own recursive lock. A signal ends one wait. With QX_SYNC_SHARED the signal
+// of a waiter that was killed goes to the next, or to two if the one that passes it on is killed
+// just then, and a wait beside 1,024 others ends after a moment without a signal: test the
+// predicate again.
 
 /// Creates a condition whose lock nobody holds.
 QX_API int32_t QXConditionCreate(const char* name, uint32_t flags, QXHandle* handle);
@@ -84,7 +85,7 @@ QX_API int32_t QXConditionRelease(QXHandle handle);
 QX_API int32_t QXConditionWait(QXHandle handle);
 /// The same for at most that time. The lock is also held again when the time ran out.
 QX_API int32_t QXConditionTimedWait(QXHandle handle, uint32_t milliseconds);
-/// Wakes the thread that has waited longest, if any, also among those of several processes. A
+/// Wakes the thread that has waited longest, if any; with QX_SYNC_SHARED, of all processes. A
 /// caller who does not hold the lock acquires it for the call.
 QX_API int32_t QXConditionSignal(QXHandle handle);
 /// The same for all threads that wait.

@@ -198,30 +198,32 @@ private:
 /// process while holding it: that would stop every other object of this process and every fork.
 std::unique_lock<std::mutex> lockProcessTables() noexcept;
 
-/// Wakes those who wait for what was given back, unless the state itself has done so.
+/// Gives back what dead processes hold, under the lock of the state: a new user of a dead one's
+/// slot cleans it under the lock, too. True when there was something. @p State has `isInUse` and
+/// `giveBack` of a slot.
 template <class State>
-void wakeAfterGivingBack(State& state) noexcept {
-    if constexpr (requires { state.waiters; })
-        state.waiters.wakeAll();
+bool giveBackOfDead(SharedObject& object, State& state) noexcept {
+    bool found = false;
+    for (uint32_t slot = 0; slot < object.slotLimit(); ++slot) {
+        if (slot == object.slot() || !state.isInUse(slot) || object.isAlive(slot))
+            continue;
+        state.giveBack(slot);
+        found = true;
+    }
+    return found;
 }
 
-/// Gives back what dead processes hold and wakes those who wait for it. @p State has a RobustLock,
-/// and `isInUse` and `giveBack` of a slot.
+/// Gives back what dead processes hold and wakes those who wait for it. @p State has a RobustLock
+/// and a WaitWord `waiters`.
 template <class State>
 void reap(SharedObject& object, State& state) noexcept {
     bool found = false;
     {
-        // Under the lock, since a new user of a dead one's slot cleans it under the lock too.
         const Locked lock(state);
-        for (uint32_t slot = 0; slot < object.slotLimit(); ++slot) {
-            if (slot == object.slot() || !state.isInUse(slot) || object.isAlive(slot))
-                continue;
-            state.giveBack(slot);
-            found = true;
-        }
+        found = giveBackOfDead(object, state);
     }
     if (found)
-        wakeAfterGivingBack(state);
+        state.waiters.wakeAll();
 }
 
 /// Gives back what dead processes hold, unless somebody has just looked for them.
@@ -242,7 +244,7 @@ bool tryGiveBackOwn(SharedObject& user, State& state) noexcept {
             return true;
         state.giveBack(user.slot());
     }
-    wakeAfterGivingBack(state);
+    state.waiters.wakeAll();
     return true;
 }
 

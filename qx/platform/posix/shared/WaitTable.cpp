@@ -9,21 +9,28 @@ namespace {
 
 using Entry = WaitTable::Entry;
 
-constexpr uint32_t Free = 0;
-constexpr uint32_t SignalledBit = 0x80000000;
+// A word, from the lowest bit on: a bit for each kind of signal, the slot counted from 1, the
+// number of the wait. The kernel compares the lower half.
+constexpr uint64_t Free = 0;
+constexpr int SlotShift = 2, NumberShift = 13;
+constexpr uint64_t SignalBits = (1 << SlotShift) - 1;
+static_assert(SlotCount < 1 << (NumberShift - SlotShift));
 
-constexpr uint32_t waitingOf(uint32_t slot) noexcept { return slot + 1; }
-
-bool isOfSlot(const Entry& entry, uint32_t slot) noexcept {
-    return (entry.word & ~SignalledBit) == waitingOf(slot);
+constexpr uint64_t bitOf(WaitTable::Signal signal) noexcept { return uint64_t{1} << signal; }
+constexpr uint64_t waitingOf(uint64_t number, uint32_t slot) noexcept {
+    return number << NumberShift | (uint64_t{slot} + 1) << SlotShift;
 }
+constexpr uint64_t numberOf(uint64_t word) noexcept { return word >> NumberShift; }
+constexpr bool isOfSlot(uint64_t word, uint32_t slot) noexcept {
+    return (word % (1 << NumberShift)) >> SlotShift == uint64_t{slot} + 1;
+}
+constexpr bool isSignalled(uint64_t word) noexcept { return (word & SignalBits) != 0; }
+constexpr bool isWaiting(uint64_t word) noexcept { return word != Free && !isSignalled(word); }
 
-bool isWaiting(uint32_t word) noexcept { return word != Free && (word & SignalledBit) == 0; }
-
-/// False when the wait has ended meanwhile, or has another signal.
-bool trySignal(Entry& entry, uint32_t word, uint64_t lastHeir) noexcept {
-    entry.lastHeir = lastHeir;
-    return entry.word.compare_exchange_strong(word, word | SignalledBit);
+/// False when the wait of that word has ended meanwhile, or has another signal.
+bool trySignal(Entry& entry, uint64_t word, WaitTable::Signal signal, uint64_t lastHeir) noexcept {
+    entry.lastHeir[signal] = lastHeir;
+    return entry.word.compare_exchange_strong(word, word | bitOf(signal));
 }
 
 void wake(const Entry& entry) noexcept {
@@ -32,7 +39,7 @@ void wake(const Entry& entry) noexcept {
 
 } // namespace
 
-void WaitTable::enter(Entry*& self, SharedObject& caller) noexcept {
+void WaitTable::enter(Place& self, SharedObject& caller) noexcept {
     const auto free =
         std::ranges::find_if(m_entries, [](const Entry& entry) { return entry.word == Free; });
     self = free != std::end(m_entries) ? free : nullptr;
@@ -40,33 +47,45 @@ void WaitTable::enter(Entry*& self, SharedObject& caller) noexcept {
         return;
     const auto index = static_cast<uint32_t>(self - m_entries);
     m_used = std::max(m_used.load(), index + 1);
-    self->number = ++m_begun;
-    self->word = waitingOf(caller.slot()); // from here on it is a wait
+    self->word = waitingOf(++m_begun, caller.slot()); // from here on it is a wait
 }
 
-bool WaitTable::sleep(Entry* self, const Deadline* deadline, SharedObject& caller) noexcept {
+bool WaitTable::sleep(Place self, const Deadline* deadline, SharedObject& caller) noexcept {
     const ShownWaiting shown(caller);
-    const uint32_t waiting = waitingOf(caller.slot());
-    bool signalled = false;
-    do {
-        if (self != nullptr) {
-            sleepForASlice(futexWord(self->word), waiting, deadline);
-            signalled = self->word != waiting;
-        } else {
-            std::atomic<uint32_t> unsignalled = 0;
-            signalled = sleepForASlice(futexWord(unsignalled), 0, deadline);
-        }
-        reapIfDue(caller, *this);
-    } while (!signalled && !(deadline != nullptr && deadline->hasPassed()));
-    return signalled;
+    if (self == nullptr) {
+        const std::atomic<uint32_t> unsignalled = 0;
+        sleepForASlice(futexWord(unsignalled), 0, deadline);
+        lookForDead(caller);
+        return true;
+    }
+    const uint64_t waiting = self->word & ~SignalBits;
+    while (self->word == waiting) {
+        if (deadline != nullptr && deadline->hasPassed())
+            return false;
+        sleepForASlice(futexWord(self->word), static_cast<uint32_t>(waiting), deadline);
+        if (self->word == waiting) // whoever has a signal leaves it to the others
+            lookForDead(caller);
+    }
+    return true;
 }
 
-bool WaitTable::leave(Entry* self, bool signalled, SharedObject&) noexcept {
-    return self != nullptr ? (self->word.exchange(Free) & SignalledBit) != 0 : signalled;
+bool WaitTable::leave(Place self, bool signalled, SharedObject& caller) noexcept {
+    if (self == nullptr)
+        return signalled;
+    // In a child that was forked while its thread waited the entry is the parent's.
+    return isOfSlot(self->word, caller.slot()) && isSignalled(self->word.exchange(Free));
+}
+
+void WaitTable::lookForDead(SharedObject& caller) noexcept {
+    if (!caller.isReapDue())
+        return;
+    const Locked held(*this, std::try_to_lock);
+    if (held) // else somebody is at it, and may be stopped
+        giveBackOfDead(caller, *this);
 }
 
 void WaitTable::signalOne() noexcept {
-    Entry* const signalled = signalLongest(m_begun);
+    Entry* const signalled = signalLongest(m_begun, Given);
     if (signalled == nullptr)
         return;
     if (m_unwoken == NoEntry)
@@ -75,28 +94,28 @@ void WaitTable::signalOne() noexcept {
         wake(*signalled);
 }
 
-Entry* WaitTable::signalLongest(uint64_t last) noexcept {
+Entry* WaitTable::signalLongest(uint64_t last, Signal signal) noexcept {
     for (;;) {
         Entry* longest = nullptr;
         uint64_t number = last;
-        uint32_t word = Free;
+        uint64_t word = Free;
         for (Entry& entry : std::span(m_entries, m_used)) {
-            const uint32_t now = entry.word;
-            if (isWaiting(now) && entry.number <= number) {
+            const uint64_t now = entry.word;
+            if (isWaiting(now) && numberOf(now) <= number) {
                 longest = &entry;
-                number = entry.number;
+                number = numberOf(now);
                 word = now;
             }
         }
-        if (longest == nullptr || trySignal(*longest, word, last))
+        if (longest == nullptr || trySignal(*longest, word, signal, last))
             return longest;
     }
 }
 
 void WaitTable::signalAll() noexcept {
     for (Entry& entry : std::span(m_entries, m_used))
-        if (const uint32_t word = entry.word;
-            isWaiting(word) && trySignal(entry, word, 0)) // all others have theirs
+        if (const uint64_t word = entry.word;
+            isWaiting(word) && trySignal(entry, word, Given, 0)) // no heirs: all have theirs
             wake(entry);
 }
 
@@ -104,20 +123,30 @@ WaitTable::Woken WaitTable::takeSignalled() noexcept {
     return Woken(futexWord(m_entries[m_unwoken.exchange(NoEntry)].word));
 }
 
+bool WaitTable::tryLeave(SharedObject& caller) noexcept {
+    const Locked held(*this, std::try_to_lock);
+    if (held)
+        giveBack(caller.slot());
+    return static_cast<bool>(held);
+}
+
 bool WaitTable::isInUse(uint32_t slot) const noexcept {
     return std::ranges::any_of(std::span(m_entries, m_used),
-                               [slot](const Entry& entry) { return isOfSlot(entry, slot); });
+                               [slot](const Entry& entry) { return isOfSlot(entry.word, slot); });
 }
 
 void WaitTable::giveBack(uint32_t slot) noexcept {
     for (Entry& entry : std::span(m_entries, m_used)) {
-        if (!isOfSlot(entry, slot))
+        uint64_t word = entry.word;
+        if (!isOfSlot(word, slot))
             continue;
-        // Passed on first: whoever gives back may be killed himself.
-        uint32_t word = entry.word;
+        // Passed on first: whoever gives back may be killed himself. Then the next one passes it on
+        // once more, which is better than never.
         do {
-            const bool isLeft = (word & SignalledBit) != 0;
-            if (const Entry* const heir = isLeft ? signalLongest(entry.lastHeir) : nullptr)
+            if (!isSignalled(word))
+                continue;
+            const Signal left = (word & bitOf(PassedOn)) != 0 ? PassedOn : Given;
+            if (const Entry* const heir = signalLongest(entry.lastHeir[left], PassedOn))
                 wake(*heir);
         } while (!entry.word.compare_exchange_strong(word, Free));
     }

@@ -13,8 +13,8 @@ namespace qx::platform {
 namespace {
 
 /// A lock and those who wait for a signal; both are of the process or between processes. A
-/// signalled waiter is woken when the signaller lets go of the lock: earlier it would only wait for
-/// that.
+/// signalled waiter, between processes the first of several, is woken when the signaller lets go of
+/// the lock: earlier it would only wait for that.
 template <class Waiters, class Lock, class... Caller>
 class Condition {
 public:
