@@ -279,12 +279,13 @@ TEST(BitStreams, GiveEveryBitToADerivedClass) {
     };
     Sink sink;
     Out out(&sink);
+    out.BitOutputStream::write(0x1BA0, 16);
     const signed char bytes[] = {0x1B, -0x60};
     static_cast<OutputStream&>(out).write(bytes, 2);
-    EXPECT_EQ(textOf(sink.content), "\xE4\x5F");
+    EXPECT_EQ(textOf(sink.content), "\xE4\x5F\xE4\x5F");
     Source source(textOf(sink.content));
     In in(&source);
-    EXPECT_EQ(in.BitInputStream::read(12), 0x1BA);
+    EXPECT_EQ(in.BitInputStream::read(28), 0x1BA01BA);
     EXPECT_LT(in.BitInputStream::read(5), 0);
 }
 

@@ -135,6 +135,12 @@ bool WaitTable::isInUse(uint32_t slot) const noexcept {
                                [slot](const Entry& entry) { return isOfSlot(entry.word, slot); });
 }
 
+/// Gives the signal of a dead one to the longest of the waits up to that number.
+void WaitTable::passOn(uint64_t lastHeir) noexcept {
+    if (const Entry* const heir = signalLongest(lastHeir, PassedOn))
+        wake(*heir);
+}
+
 void WaitTable::giveBack(uint32_t slot) noexcept {
     for (Entry& entry : std::span(m_entries, m_used)) {
         uint64_t word = entry.word;
@@ -143,11 +149,8 @@ void WaitTable::giveBack(uint32_t slot) noexcept {
         // Passed on first: whoever gives back may be killed himself. Then the next one passes it on
         // once more, which is better than never.
         do {
-            if (!isSignalled(word))
-                continue;
-            const Signal left = (word & bitOf(PassedOn)) != 0 ? PassedOn : Given;
-            if (const Entry* const heir = signalLongest(entry.lastHeir[left], PassedOn))
-                wake(*heir);
+            if (isSignalled(word))
+                passOn(entry.lastHeir[(word & bitOf(PassedOn)) != 0 ? PassedOn : Given]);
         } while (!entry.word.compare_exchange_strong(word, Free));
     }
 }

@@ -65,6 +65,7 @@ private:
     void lookForDead(SharedObject& caller) noexcept;
     /// Signals the longest of the waits up to that number; null when there is none.
     Entry* signalLongest(uint64_t last, Signal signal) noexcept;
+    void passOn(uint64_t lastHeir) noexcept;
 
     std::atomic<uint64_t> m_begun = 0; // waits so far
     std::atomic<uint32_t> m_used = 0;  // no entry from here on was ever taken
