@@ -1,6 +1,8 @@
-// Locks between processes, uncontended, beside what the system offers for the same purpose. Of the
-// peers only the robust mutex and the System V semaphore survive the death of a holder.
+// Locks between processes, uncontended and contended, and signals from one process to another,
+// beside what the system offers for the same purpose. Of the peers only the robust mutex and the
+// System V semaphore survive the death of a holder.
 
+#include <atomic>
 #include <cstdlib>
 #include <string>
 
@@ -10,13 +12,17 @@
 #include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/sem.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <qx/ipc/Semaphore.h>
 #include <qx/ipc/SemaphoreR.h>
 #include <qx/platform/sync.h>
+#include <qx/sync/Condition.h>
 #include <qx/sync/Mutex.h>
 #include <qx/sync/ReaderWriterLock.h>
+
+#include "OnOwnCpu.h"
 
 namespace {
 
@@ -110,29 +116,111 @@ void SharedMutex(benchmark::State& state) {
 }
 BENCHMARK(SharedMutex)->Name("SharedMutex/qx");
 
-void RobustMutex(benchmark::State& state) {
-    const Mapped<pthread_mutex_t> mutex;
+void SharedMutexContended(benchmark::State& state) {
+    static qx::sync::Mutex mutex(uniqueName("contended").c_str(), QX_SYNC_SHARED);
+    waitAndSignal(state, mutex);
+}
+BENCHMARK(SharedMutexContended)->Name("SharedMutexContended/qx")->Threads(4)->UseRealTime();
+
+void initialiseRobust(pthread_mutex_t* mutex) {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
     pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
     pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
     pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(mutex.get(), &attributes);
-    for (auto _ : state) {
-        pthread_mutex_lock(mutex.get());
-        pthread_mutex_unlock(mutex.get());
-    }
-    state.SetItemsProcessed(state.iterations());
-    pthread_mutex_destroy(mutex.get());
+    pthread_mutex_init(mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);
 }
+
+class PosixMutex {
+public:
+    PosixMutex() { initialiseRobust(m_mutex.get()); }
+    void wait() { pthread_mutex_lock(m_mutex.get()); }
+    void signal() { pthread_mutex_unlock(m_mutex.get()); }
+
+private:
+    Mapped<pthread_mutex_t> m_mutex;
+};
+
+void RobustMutex(benchmark::State& state) {
+    static PosixMutex mutex;
+    waitAndSignal(state, mutex);
+}
 BENCHMARK(RobustMutex)->Name("SharedMutex/robust_pthread");
+BENCHMARK(RobustMutex)->Name("SharedMutexContended/robust_pthread")->Threads(4)->UseRealTime();
 
 void SharedWriterLock(benchmark::State& state) {
     qx::sync::ReaderWriterLock lock(uniqueName("lock").c_str(), QX_SYNC_SHARED);
     waitAndSignal(state, lock);
 }
 BENCHMARK(SharedWriterLock)->Name("SharedWriterLock/qx");
+
+/// A turn that two processes hand to and fro between two CPUs. @p Condition is made in each of
+/// them, from @p arguments, and has acquire, release, wait and signal.
+template <class Condition, class... Arguments>
+void handTurns(benchmark::State& state, const Arguments&... arguments) {
+    enum Turn { Parents, Childs, Over };
+    const Mapped<std::atomic<Turn>> turn;
+    Condition own(arguments...);
+    const auto hand = [&](Condition& condition, Turn next, Turn awaited) {
+        condition.acquire();
+        *turn.get() = next;
+        condition.signal();
+        while (*turn.get() == next && next != Over)
+            condition.wait();
+        condition.release();
+        return *turn.get() == awaited;
+    };
+    const pid_t child = fork();
+    const OnOwnCpu onOwnCpu(child == 0 ? 1 : 0);
+    if (child == 0) {
+        Condition condition(arguments...);
+        while (hand(condition, Parents, Childs)) {
+        }
+        _exit(0);
+    }
+    for (auto _ : state)
+        hand(own, Childs, Parents);
+    hand(own, Over, Over);
+    waitpid(child, nullptr, 0);
+    state.SetItemsProcessed(state.iterations());
+}
+
+void SharedConditionTurns(benchmark::State& state) {
+    handTurns<qx::sync::Condition>(state, uniqueName("turns").c_str(), QX_SYNC_SHARED);
+}
+BENCHMARK(SharedConditionTurns)->Name("SharedConditionTurns/qx")->UseRealTime();
+
+/// Of the system: a condition and its robust mutex in memory that is mapped before the fork.
+class PosixCondition {
+public:
+    struct State {
+        pthread_mutex_t mutex;
+        pthread_cond_t signalled;
+    };
+
+    explicit PosixCondition(State* state) : m_state(*state) {}
+
+    void acquire() { pthread_mutex_lock(&m_state.mutex); }
+    void release() { pthread_mutex_unlock(&m_state.mutex); }
+    void wait() { pthread_cond_wait(&m_state.signalled, &m_state.mutex); }
+    void signal() { pthread_cond_signal(&m_state.signalled); }
+
+private:
+    State& m_state;
+};
+
+void PosixConditionTurns(benchmark::State& state) {
+    const Mapped<PosixCondition::State> shared;
+    initialiseRobust(&shared.get()->mutex);
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_cond_init(&shared.get()->signalled, &attributes);
+    pthread_condattr_destroy(&attributes);
+    handTurns<PosixCondition>(state, shared.get());
+}
+BENCHMARK(PosixConditionTurns)->Name("SharedConditionTurns/robust_pthread")->UseRealTime();
 
 } // namespace
 

@@ -3,7 +3,6 @@
 #include <shared_mutex>
 
 #include <benchmark/benchmark.h>
-#include <sched.h>
 
 #ifdef QX_BENCH_HAVE_QT
 #include <QMutex>
@@ -14,6 +13,8 @@
 #include <qx/sync/Mutex.h>
 #include <qx/sync/ReaderWriterLock.h>
 #include <qx/sync/Semaphore.h>
+
+#include "OnOwnCpu.h"
 
 // One item is one lock and unlock, or one wait and signal. The virtual call and the check of the
 // result are within the figures of qx, whose locks are used through a reference the compiler cannot
@@ -115,30 +116,6 @@ void contendedReadersAndWriters(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-
-/// Keeps the calling thread on a CPU of its own, the one at place @p index of those it may use,
-/// while there are so many.
-class OnOwnCpu {
-public:
-    explicit OnOwnCpu(int index) {
-        sched_getaffinity(0, sizeof m_usable, &m_usable);
-        for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
-            if (!CPU_ISSET(cpu, &m_usable) || index-- > 0)
-                continue;
-            cpu_set_t own;
-            CPU_ZERO(&own);
-            CPU_SET(cpu, &own);
-            sched_setaffinity(0, sizeof own, &own);
-            return;
-        }
-    }
-    ~OnOwnCpu() { sched_setaffinity(0, sizeof m_usable, &m_usable); }
-    OnOwnCpu(const OnOwnCpu&) = delete;
-    OnOwnCpu& operator=(const OnOwnCpu&) = delete;
-
-private:
-    cpu_set_t m_usable;
-};
 
 /// Two threads hand a turn to and fro between two CPUs.
 template <class Semaphore, auto Wait, auto Signal>
