@@ -27,7 +27,7 @@ struct SharedObject::Header {
 namespace {
 
 // Changes with every change of a state's layout.
-constexpr uint32_t Magic = 0x71785308;
+constexpr uint32_t Magic = 0x71785309;
 constexpr size_t StateOffset = 64 + sizeof(uint32_t) * SlotCount;
 
 // Constant-initialised and empty again when everything is closed: usable before main and after it,

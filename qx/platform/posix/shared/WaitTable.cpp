@@ -9,11 +9,11 @@ namespace {
 
 using Entry = WaitTable::Entry;
 
-// A word, from the lowest bit on: a bit for each kind of signal, the slot counted from 1, the
-// number of the wait. The kernel compares the lower half.
+// A word, from the lowest bit on: a bit for each kind of signal, whether the wait sleeps or is
+// about to, the slot counted from 1, the number of the wait. The kernel compares the lower half.
 constexpr uint64_t Free = 0;
-constexpr int SlotShift = 2, NumberShift = 13;
-constexpr uint64_t SignalBits = (1 << SlotShift) - 1;
+constexpr uint64_t SignalBits = 0b011, Asleep = 0b100;
+constexpr int SlotShift = 3, NumberShift = 14;
 static_assert(SlotCount < 1 << (NumberShift - SlotShift));
 
 constexpr uint64_t bitOf(WaitTable::Signal signal) noexcept { return uint64_t{1} << signal; }
@@ -27,14 +27,23 @@ constexpr bool isOfSlot(uint64_t word, uint32_t slot) noexcept {
 constexpr bool isSignalled(uint64_t word) noexcept { return (word & SignalBits) != 0; }
 constexpr bool isWaiting(uint64_t word) noexcept { return word != Free && !isSignalled(word); }
 
-/// False when the wait of that word has ended meanwhile, or has another signal.
-bool trySignal(Entry& entry, uint64_t word, WaitTable::Signal signal, uint64_t lastHeir) noexcept {
+/// False when the word has changed meanwhile, with @p word what it is now.
+bool trySignal(Entry& entry, uint64_t& word, WaitTable::Signal signal, uint64_t lastHeir) noexcept {
     entry.lastHeir[signal] = lastHeir;
     return entry.word.compare_exchange_strong(word, word | bitOf(signal));
 }
 
-void wake(const Entry& entry) noexcept {
-    futexWake(futexWord(entry.word), WakeAll, FutexScope::Machine);
+/// The entry if its wait, which was signalled in the state of @p word, has to be woken.
+const Entry* sleeperIn(const Entry& entry, uint64_t word) noexcept {
+    if ((word & Asleep) != 0)
+        return &entry;
+    t_spinHabit.hasMetSpinner();
+    return nullptr;
+}
+
+void wake(const Entry* sleeper) noexcept {
+    if (sleeper != nullptr)
+        futexWake(futexWord(sleeper->word), WakeAll, FutexScope::Machine);
 }
 
 } // namespace
@@ -58,12 +67,16 @@ bool WaitTable::sleep(Place self, const Deadline* deadline, SharedObject& caller
         lookForDead(caller);
         return true;
     }
-    const uint64_t waiting = self->word & ~SignalBits;
-    while (self->word == waiting) {
+    uint64_t word = self->word & ~SignalBits;
+    if (spinForAnswer([&] { return self->word != word; }) ||
+        !self->word.compare_exchange_strong(word, word | Asleep))
+        return true;
+    word |= Asleep;
+    while (self->word == word) {
         if (deadline != nullptr && deadline->hasPassed())
             return false;
-        sleepForASlice(futexWord(self->word), static_cast<uint32_t>(waiting), deadline);
-        if (self->word == waiting) // whoever has a signal leaves it to the others
+        sleepForASlice(futexWord(self->word), static_cast<uint32_t>(word), deadline);
+        if (self->word == word) // whoever has a signal leaves it to the others
             lookForDead(caller);
     }
     return true;
@@ -85,16 +98,14 @@ void WaitTable::lookForDead(SharedObject& caller) noexcept {
 }
 
 void WaitTable::signalOne() noexcept {
-    Entry* const signalled = signalLongest(m_begun, Given);
-    if (signalled == nullptr)
-        return;
-    if (m_unwoken == NoEntry)
-        m_unwoken = static_cast<uint32_t>(signalled - m_entries);
+    const Entry* const sleeper = signalLongest(m_begun, Given);
+    if (sleeper != nullptr && m_unwoken == NoEntry)
+        m_unwoken = static_cast<uint32_t>(sleeper - m_entries);
     else
-        wake(*signalled);
+        wake(sleeper);
 }
 
-Entry* WaitTable::signalLongest(uint64_t last, Signal signal) noexcept {
+const Entry* WaitTable::signalLongest(uint64_t last, Signal signal) noexcept {
     for (;;) {
         Entry* longest = nullptr;
         uint64_t number = last;
@@ -107,16 +118,23 @@ Entry* WaitTable::signalLongest(uint64_t last, Signal signal) noexcept {
                 word = now;
             }
         }
-        if (longest == nullptr || trySignal(*longest, word, signal, last))
-            return longest;
+        if (longest == nullptr)
+            return nullptr;
+        if (trySignal(*longest, word, signal, last))
+            return sleeperIn(*longest, word);
     }
 }
 
 void WaitTable::signalAll() noexcept {
-    for (Entry& entry : std::span(m_entries, m_used))
-        if (const uint64_t word = entry.word;
-            isWaiting(word) && trySignal(entry, word, Given, 0)) // no heirs: all have theirs
-            wake(entry);
+    for (Entry& entry : std::span(m_entries, m_used)) {
+        uint64_t word = entry.word;
+        while (isWaiting(word)) {
+            if (trySignal(entry, word, Given, 0)) { // no heirs: all have theirs
+                wake(sleeperIn(entry, word));
+                break;
+            }
+        }
+    }
 }
 
 WaitTable::Woken WaitTable::takeSignalled() noexcept {
@@ -136,10 +154,7 @@ bool WaitTable::isInUse(uint32_t slot) const noexcept {
 }
 
 /// Gives the signal of a dead one to the longest of the waits up to that number.
-void WaitTable::passOn(uint64_t lastHeir) noexcept {
-    if (const Entry* const heir = signalLongest(lastHeir, PassedOn))
-        wake(*heir);
-}
+void WaitTable::passOn(uint64_t lastHeir) noexcept { wake(signalLongest(lastHeir, PassedOn)); }
 
 void WaitTable::giveBack(uint32_t slot) noexcept {
     for (Entry& entry : std::span(m_entries, m_used)) {

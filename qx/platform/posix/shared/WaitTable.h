@@ -63,8 +63,8 @@ private:
     static constexpr uint32_t NoEntry = EntryCount;
 
     void lookForDead(SharedObject& caller) noexcept;
-    /// Signals the longest of the waits up to that number; null when there is none.
-    Entry* signalLongest(uint64_t last, Signal signal) noexcept;
+    /// Signals the longest of the waits up to that number, if any. Who has to be woken, or null.
+    const Entry* signalLongest(uint64_t last, Signal signal) noexcept;
     void passOn(uint64_t lastHeir) noexcept;
 
     std::atomic<uint64_t> m_begun = 0; // waits so far

@@ -15,6 +15,11 @@ public:
     }
     [[nodiscard]] bool try_lock(SharedObject& caller) noexcept { return tryAsKnown(caller); }
     void lock(SharedObject& caller) noexcept {
+        const auto isFreeAndTaken = [&] {
+            return m_holder.load(std::memory_order_relaxed) == NoThread && try_lock(caller);
+        };
+        if (spin(isFreeAndTaken))
+            return;
         const ShownWaiting shown(caller);
         isAcquired(m_lock, m_lock.acquire(), [] {});
         enter(caller);
