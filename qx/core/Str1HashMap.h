@@ -88,15 +88,20 @@ public:
         return false;
     }
 
-    /// Keeps the buckets.
+    /// Keeps the buckets. Values may use the map, which is empty by then, while they are destroyed.
     void clear() noexcept {
+        std::unique_ptr<Entry> dropped;
+        auto* end = &dropped;
         for (auto& head : m_table) {
-            // One by one: a chain that destroyed itself would do so recursively.
-            while (head)
-                head = std::move(head->next);
+            *end = std::move(head);
+            while (*end)
+                end = &(*end)->next;
         }
         m_size = 0;
         ++m_changes;
+        // One by one: a chain that destroyed itself would do so recursively.
+        while (dropped)
+            dropped = std::move(dropped->next);
     }
 
     int32_t getSize() const noexcept { return m_size; }

@@ -21,21 +21,13 @@ struct Nameless : Unregistered {
 
 TEST(Class, IsFoundByExactNameAndMakesInstances) {
     // clang-format off
-    const char16_t* const names[] = {
-        u"CQXArrayList", u"CQXBigDecimal", u"CQXBigInteger", u"CQXByteArrayOutputStream",
-        u"CQXEvent", u"CQXFakeMutex", u"CQXGate", u"CQXString", u"CQXHashMap", u"CQXLinkedList",
-        u"CQXMTByteBuffer", u"CQXMTCharBuffer", u"CQXMutex", u"CQXNullWriter",
-        u"CQXNullOutputStream", u"CQXObject", u"CQXROByteBuffer", u"CQXROCharBuffer",
-        u"CQXRWByteBuffer", u"CQXRWCharBuffer", u"CQXRWLock", u"CQXSemaphore", u"CQXStringWriter",
-        u"CQXStdioInputStream", u"CQXStdioOutputStream", u"qx::Exception",
+    const char16_t* const names[] = { // one at least of each subsystem and of each way to make one
+        u"CQXHashMap", u"CQXBigDecimal", u"CQXByteArrayOutputStream", u"CQXFakeMutex", u"CQXString",
+        u"CQXMTByteBuffer", u"CQXRWCharBuffer", u"CQXObject", u"CQXStringWriter", u"qx::Exception",
         u"qx::io::TimeoutException", u"qx::IntOverflowException", u"qx::text::charset::CTBAMP7",
         u"qx::text::charset::BTCUTF32BE"};
-    const char16_t* const others[] = {
-        u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXLockObject", u"CQXThread", u"CQXRunnable",
-        u"qx::MathErrorException", u"CQXByteToCharConverter", u"CQXList", u"CQXComparator",
-        u"CQXConstListIterator", u"CQXAtomic", u"qx::sync::FakeAtomic", u"CQXDataInputStream",
-        u"CQXDataOutputStream", u"CQXNumber", u"CQXFloat", u"CQXDouble", u"CQXInteger32",
-        u"CQXUInteger8"};
+    const char16_t* const others[] = {u"CQXFilePath", u"CQXReader", u"qx::Class", u"CQXThread",
+                                      u"qx::MathErrorException", u"CQXNumber", u"CQXInteger32"};
     // clang-format on
     for (const char16_t* name : names) {
         const Class* const found = Class::forName(name);
@@ -48,7 +40,6 @@ TEST(Class, IsFoundByExactNameAndMakesInstances) {
         EXPECT_THROW(static_cast<void>(Class::forName(name)->createInstance()),
                      IllegalAccessException);
     EXPECT_TRUE(Class::forName(u"CQXInteger32")->isInstance(Integer32()));
-    EXPECT_TRUE(Class::forName(u"CQXUInteger8")->isInstance(UInteger8()));
     EXPECT_FALSE(Class::forName(u"CQXNumber")->isInstance(Integer32()));
     EXPECT_FALSE(Class::forName(u"qx::Exception")->isInstance(ResultException()));
     const auto unknown = [] { Class::forName(u"cqxstring"); };

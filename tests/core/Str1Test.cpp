@@ -244,6 +244,17 @@ TEST(Str1, ConvertsBytesInPieces) {
     EXPECT_EQ(unitsOf(many), u"abcde");
 }
 
+TEST(Str1HashMap, ValuesMayUseItWhileTheyGo) {
+    Str1HashMap<std::shared_ptr<void>> map;
+    const auto farewell = [&map](void*) {
+        for (char16_t key = 0; key < 100; ++key) // grows too
+            map.put({&key, 1}, {});
+    };
+    map.put(u"a", {nullptr, farewell});
+    map.clear();
+    EXPECT_EQ(map.getSize(), 100);
+}
+
 TEST(Str1HashMap, IsWhatItsPlainModelIs) {
     std::mt19937 random(5);
     for (size_t round = 0; round < 16; ++round) {
