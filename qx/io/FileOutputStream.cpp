@@ -63,9 +63,7 @@ void FileOutputStream::init() {
         m_mutex = makeReference<sync::Mutex>();
     if ((m_mode & (APPEND | LOCK)) != 0)
         m_semaphore = makeReference<ipc::SemaphoreR>(semaphoreName(m_name).c_str(), 1u, m_mutex);
-    m_path = detail::systemNameOf(m_name);
-    if (keepsClosed())
-        m_path = util::anchoredName(std::move(m_path));
+    m_path = util::anchoredName(detail::systemNameOf(m_name)); // it may be opened again
     const ClosedAfter closed(*this);
     openFile((m_mode & TRUNC) != 0);
 }

@@ -40,7 +40,9 @@ enum class FilePermissions : uint32_t {
 ///
 /// Nothing is held back: every write goes to the system at once, so wrap a BufferedOutputStream
 /// around it for small pieces. The modes are bits that can be combined; without ATEND, APPEND and
-/// TRUNC writing begins at the start of what is there.
+/// TRUNC writing begins at the start of what is there. A relative name is one in the folder that
+/// the process was in when it made the stream, also when the file is opened again, if that folder
+/// has a name by which it can be found.
 ///
 /// Used by one thread at a time, except in the modes that say otherwise.
 class QX_API FileOutputStream : public OutputStream {
@@ -49,13 +51,14 @@ public:
     static constexpr unsigned int ATEND = 1;
     /// Moves to the end of the file before every write, whoever else writes to it meanwhile:
     /// streams in this mode never write over each other. Writes of all streams in this mode or
-    /// LOCK, in whatever process, that were given the same name never interleave.
+    /// LOCK, in whatever process, that were given the same name never interleave. Their lock is an
+    /// ipc::SemaphoreR of that name, with slashes for backslashes: whoever holds an object of his
+    /// own by that name waits for himself, or cannot have it.
     static constexpr unsigned int APPEND = 2;
     /// Empties the file on the first open.
     static constexpr unsigned int TRUNC = 4;
     /// Keeps the file closed between operations: each write opens it, makes the bytes durable and
-    /// closes it. Any thread may use the stream. A relative name is one in the folder that the
-    /// process was in when it made the stream, if that folder has a name by which it can be found.
+    /// closes it. Any thread may use the stream.
     static constexpr unsigned int KEEPCLOSED = 8;
     /// Serialises writes as APPEND does, without moving to the end.
     static constexpr unsigned int LOCK = 16;

@@ -102,9 +102,11 @@ TEST_F(FileStream, WriteThatFailsInTheMiddleTakesBackWhatItHasAppended) {
 }
 
 TEST_F(FileStream, ReopensByItsOwnCopyOfTheNameWithoutTruncation) {
-    std::u16string units(name().view());
+    std::u16string units = u"file";
     const mode_t mask = umask(0);
+    std::filesystem::current_path(m_folder.path());
     FileOutputStream out(qx::String(units.c_str(), qx::String::AM_WRAP), FileOutputStream::TRUNC);
+    std::filesystem::current_path("/");
     umask(mask);
     EXPECT_EQ(std::filesystem::status(m_file).permissions(), std::filesystem::perms(0700));
     FileOutputStream(name("other"), FileOutputStream::NOSYNC, FilePermissions(0600)).flush();
@@ -281,9 +283,7 @@ void expectRecords(const std::string& all, size_t writer, int count) {
 }
 
 TEST_F(FileStream, KeepClosedStreamServesManyThreads) {
-    std::filesystem::current_path(m_folder.path());
-    FileOutputStream out("file", FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
-    std::filesystem::current_path("/");
+    FileOutputStream out(name(), FileOutputStream::KEEPCLOSED | FileOutputStream::ATEND);
     inThreads(4, [&out](size_t writer) {
         for (int number = 0; number < 50; ++number) {
             out.write(recordOf(writer, number));
