@@ -41,6 +41,7 @@ constexpr CodeRow CodeRows[] = {
     {result::Busy,                "in use",                      std::errc::device_or_resource_busy},
     {result::AlreadyExists,       nullptr,                       std::errc::file_exists},
     {result::FolderNotFound,      "no such folder",              std::errc::no_such_file_or_directory},
+    {static_cast<int32_t>(0x800700CEu), "name or argument too long", std::errc::filename_too_long},
     {result::NotOwner,            "lock not held by the caller", std::errc::operation_not_permitted},
     {result::NoMoreItems,         "no more items",               None},
     {result::Corrupt,             "damaged file",                None},

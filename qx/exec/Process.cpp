@@ -33,15 +33,27 @@ void throwIfNotJoined(int32_t code, const ProcessMark& starter) {
     throwIfFailed(code, Failure);
 }
 
+/// The first word of a command line, without its quotes.
+String programIn(TextView commandLine) {
+    String program;
+    bool isQuoted = false;
+    for (const char16_t unit : commandLine) {
+        const bool isBlank = unit == u' ' || unit == u'\t';
+        if (unit == u'"')
+            isQuoted = !isQuoted;
+        else if (isQuoted || !isBlank)
+            program.append(unit);
+        else if (!program.isEmpty())
+            break;
+    }
+    return program;
+}
+
 /// What a process could not be made of: its folder, else its program.
-String subjectOf(int32_t code, TextView executable, TextView commandLine, TextView folder) {
-    if (code == result::FolderNotFound)
+String subjectOf(int32_t code, const String& program, const char16_t* folder) {
+    if (code < 0 && QXProcessCheckFolder(folder) < 0)
         return String(folder);
-    if (!executable.empty())
-        return String(executable);
-    const bool isQuoted = commandLine.starts_with(u'"');
-    const TextView rest = commandLine.substr(isQuoted ? 1 : 0);
-    return String(rest.substr(0, rest.find_first_of(isQuoted ? u"\"" : u" \t")));
+    return program.isEmpty() ? u"\"\""_qs : program;
 }
 
 } // namespace
@@ -67,7 +79,10 @@ Process::Process(const char16_t* executable, const char16_t* commandLine, const 
             return QXProcessCreate(executable, commandLine, folder, environment, flags, streams,
                                    process);
         },
-        [&](int32_t code) { return subjectOf(code, executable, commandLine, folder); });
+        [&](int32_t code) {
+            return subjectOf(code, executable ? String(executable) : programIn(commandLine),
+                             folder);
+        });
 }
 
 Process::Process(const char16_t* const* arguments, const char16_t* folder,
@@ -76,7 +91,7 @@ Process::Process(const char16_t* const* arguments, const char16_t* folder,
         [&](QXHandle* streams, QXHandle* process) {
             return QXProcessStart(arguments, folder, variables, flags, streams, process);
         },
-        [&](int32_t code) { return subjectOf(code, arguments[0], {}, folder); });
+        [&](int32_t code) { return subjectOf(code, String(arguments[0]), folder); });
 }
 
 Process::Process(const util::FileName& executable, const AnyText& commandLine,

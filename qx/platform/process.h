@@ -37,7 +37,8 @@ extern "C" {
 /// tabs separate words except between double quotes, and "" alone is an empty word. \" is a quote,
 /// and so is "" between quotes; backslashes that stand before a quote count half, all others are
 /// plain. A last quote that nobody closes reaches to the end.
-/// @p folder: where the child starts; null: this process's current folder.
+/// @p folder: where the child starts; null: this process's current folder. The program is looked
+/// for from that one all the same.
 /// @p environment: texts NAME=value and a null at the end, all that the child gets; null: this
 /// process's environment.
 /// @p streams: receives the handles of the child's input (to write), output and error output (to
@@ -48,12 +49,13 @@ extern "C" {
 /// The child has an empty signal mask, the default action for SIGPIPE and no descriptor but the
 /// standard ones.
 ///
-/// 0x80070002 when there is no such program, 0x80070005 when it may not be executed or is a folder,
-/// 0x80070020 when its file is open for writing and stays so for a tenth of a second (one that was
-/// written and closed is open while another thread starts a program), 0x800700C1 when it is no
-/// program, 0x8007010B when there is no such folder, 0x800700CE when the texts are too long,
-/// 0x80070057 for an empty command line, an environment text without a name, and other flags,
-/// 0x80070059 when the system takes no more processes. Handles are then all ones.
+/// 0x80070002 when there is no such program, 0x80070005 when it may not be executed or is a folder
+/// or the child may not enter its own, 0x80070020 when its file is open for writing and stays so
+/// for a tenth of a second (one that was written and closed is open while another thread starts a
+/// program), 0x800700C1 when it is no program, 0x8007010B when there is no such folder, 0x800700CE
+/// when the texts are too long, 0x80070057 for an empty command line, an environment text without a
+/// name, and other flags, 0x80070059 when the system takes no more processes. Handles are then all
+/// ones.
 QX_API int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine,
                                const char16_t* folder, const char16_t* const* environment,
                                uint32_t flags, QXHandle* streams, QXHandle* process);
@@ -68,6 +70,9 @@ QX_API int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine
 QX_API int32_t QXProcessStart(const char16_t* const* arguments, const char16_t* folder,
                               const char16_t* const* variables, uint32_t flags, QXHandle* streams,
                               QXHandle* process);
+/// Tells whether it was the folder for which a program was not started: 0 when a child can start in
+/// it, and for null.
+QX_API int32_t QXProcessCheckFolder(const char16_t* folder);
 /// Waits for the end of the child and stores its exit code: 0 to 255, or minus the number of the
 /// signal that ended it. The handle is gone then; after a failure it is as before and the code is
 /// -1.

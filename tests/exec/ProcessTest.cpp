@@ -200,6 +200,7 @@ QX_TEST_IN_CHILD(Process, FindsTheProgram) {
     const std::filesystem::path path = folder.path();
     const std::string parent = path.parent_path(), name = path.filename();
     std::filesystem::current_path(parent);
+    setenv("PATH", (name + "/none:" + name + ":/usr/bin:/bin").c_str(), 1);
     const std::u16string relative = path.filename().u16string() + u"/print";
     const std::u16string backslash = path.filename().u16string() + u"\\print";
     const std::string printed = name + "/print " + parent + "\n";
@@ -214,6 +215,7 @@ QX_TEST_IN_CHILD(Process, FindsTheProgram) {
         {nullptr, relative.c_str(), nullptr, printed},
         // From the current folder, wherever the child starts.
         {relative.c_str(), nullptr, u"/", folder.path("print") + " /\n"},
+        {nullptr, u"print", u"/", folder.path("print") + " /\n"},
     };
     for (const auto& [program, line, where, output] : cases)
         EXPECT_EQ(readAll(*Process(program, line, where, nullptr, 0).getInputStream()), output);
@@ -357,6 +359,13 @@ TEST(Process, ConstructorReportsWhatCannotBeExecuted) {
         };
         EXPECT_EQ(failureOf(attempt), static_cast<int32_t>(c.code)) << c.what;
     }
+    std::filesystem::create_symlink("loop", folder.path("loop"));
+    const auto told = [&](const char16_t* line, const String& where) {
+        return descriptionOf<std::exception>(
+            [&] { Process(nullptr, line, where.getData(), nullptr, 0); });
+    };
+    EXPECT_EQ(told(u" no\" such\" 1", u"/"_qs), "no such: not found (0x80070002)");
+    EXPECT_EQ(told(u"true", in("loop")).find(folder.path("loop") + ": Too many levels"), 0u);
 }
 
 /// Runs out of descriptors between two pipes, and between pipes and process descriptor.

@@ -215,7 +215,7 @@ TEST_F(FilesTest, ExpandsToAnAbsolutePathWithoutLinks) {
     for (const auto& [path, expanded] : cases)
         EXPECT_EQ(expand(path), expanded) << path;
     expand("", result::NotFound);
-    expand("loop1", static_cast<int32_t>(0x80070003));
+    expand("loop1", static_cast<int32_t>(0x80070781));
     expand(std::string(4090, 'x'), NameTooLong); // with the current folder
     expectEach(result::BufferTooSmall,
                {QXPathExpand("/a", m_buffer, 0), QXPathExpand("/ab", m_buffer, 3),
@@ -433,7 +433,7 @@ TEST_F(Replace, KeepsAnAccessListTakesNoneFromTheFolderAndLetsNobodyMoreIn) {
 
 TEST_F(Replace, RefusesWhatItCannotReplace) {
     fs::create_symlink("loop", folder.path("loop"));
-    EXPECT_EQ(replaceAt(folder.path("loop")), static_cast<int32_t>(0x80070003));
+    EXPECT_EQ(replaceAt(folder.path("loop")), static_cast<int32_t>(0x80070781));
     expectEach(result::AccessDenied, {replaceAt(folder.path()), replaceAt("/dev/null")});
     expectEach(result::NotFound,
                {replaceAt(folder.path("no/f")), replaceAt(""), replaceAt(file + "/")});

@@ -19,7 +19,6 @@ struct ErrorRow {
 constexpr ErrorRow ErrorRows[] = {
     {ENOENT,        2}, // file not found
     {ENOTDIR,       3}, // path not found
-    {ELOOP,         3},
     {EMFILE,        4}, // too many open files
     {ENFILE,        4},
     {EACCES,        5}, // access denied
@@ -42,7 +41,7 @@ constexpr ErrorRow ErrorRows[] = {
     {ESPIPE,      132}, // cannot seek
     {ENOSYS,      120}, // call not implemented
     {ENOTEMPTY,   145}, // folder not empty
-    {ENAMETOOLONG,206}, // name too long
+    {ENAMETOOLONG,206}, // name or argument too long
     {E2BIG,       206},
     {ENOEXEC,     193}, // not a program
     {EAGAIN,      170}, // in use
@@ -56,6 +55,7 @@ constexpr ErrorRow ErrorRows[] = {
     {ECHILD,      128}, // no child processes
     {EFAULT,      998}, // invalid access to memory
     {EILSEQ,     1113}, // no such character
+    {ELOOP,      1921}, // name cannot be resolved
     {EMLINK,     1142}, // too many links
 };
 // clang-format on

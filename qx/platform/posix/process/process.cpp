@@ -9,6 +9,7 @@
 #include <mutex>
 #include <spawn.h>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -85,7 +86,7 @@ public:
 
 private:
     /// The system would look for the file from the child's folder.
-    void makeFileAbsolute();
+    void findFromHere();
 
     PathText m_file;
     bool m_isSearched = false;
@@ -124,9 +125,8 @@ Program::Program(const char16_t* path, TextList arguments) : m_arguments(std::mo
     m_isSearched = path == nullptr && m_file.view().find('/') == std::string_view::npos;
 }
 
-void Program::setFolder(const char16_t* folder) {
-    if (folder == nullptr)
-        return;
+/// A folder that a child can start in.
+Descriptor openFolder(const char16_t* folder) {
     const std::string name = toNarrow(folder);
     PathText native;
     try {
@@ -134,19 +134,59 @@ void Program::setFolder(const char16_t* folder) {
     } catch (const Failure&) {
         throw Failure{result::FolderNotFound};
     }
-    m_folder = aboveStandard(Descriptor::open(native.c_str(), O_PATH | O_DIRECTORY));
-    if (!m_folder)
+    auto opened = aboveStandard(Descriptor::open(native.c_str(), O_PATH | O_DIRECTORY));
+    if (!opened)
         throw Failure{errno == ENOENT || errno == ENOTDIR ? result::FolderNotFound : lastResult()};
-    if (!m_isSearched)
-        makeFileAbsolute();
+    if (::faccessat(opened.get(), ".", X_OK, AT_EACCESS) != 0)
+        throw Failure{lastResult()};
+    return opened;
 }
 
-void Program::makeFileAbsolute() {
-    if (m_file.view().starts_with('/'))
+void Program::setFolder(const char16_t* folder) {
+    if (folder == nullptr)
         return;
-    PathText absolute = currentFolder();
-    absolute.append("/").append(m_file.view());
-    m_file = absolute;
+    m_folder = openFolder(folder);
+    findFromHere();
+}
+
+/// An errno value that says why the system would not execute the file; 0 where it would try to.
+int whyNotExecuted(const PathText& file) noexcept {
+    struct stat status;
+    if (::faccessat(AT_FDCWD, file.c_str(), X_OK, AT_EACCESS) != 0 ||
+        ::stat(file.c_str(), &status) != 0)
+        return errno;
+    return S_ISREG(status.st_mode) ? 0 : EACCES;
+}
+
+PathText absolute(const PathText& file) {
+    return file.view().starts_with('/') ? file : currentFolder().append("/").append(file.view());
+}
+
+void Program::findFromHere() {
+    if (!m_isSearched) {
+        m_file = absolute(m_file);
+        return;
+    }
+    const char* const folders = ::getenv("PATH");
+    if (folders == nullptr)
+        return; // the system's own, which are absolute
+    int error = ENOENT;
+    for (std::string_view rest = folders;;) {
+        const size_t length = rest.find(':');
+        PathText file(rest.substr(0, length));
+        file.append(file.view().empty() ? "" : "/").append(m_file.view());
+        const int reason = whyNotExecuted(file);
+        if (reason == 0) {
+            m_file = absolute(file);
+            m_isSearched = false;
+            return;
+        }
+        if (reason == EACCES)
+            error = reason;
+        if (length == rest.npos)
+            throw Failure{resultFromErrno(error)};
+        rest.remove_prefix(length + 1);
+    }
 }
 
 void Program::setEnvironment(const char16_t* const* environment) {
@@ -367,6 +407,10 @@ int32_t QXProcessCreate(const char16_t* path, const char16_t* commandLine, const
         program.setEnvironment(environment);
         return program;
     });
+}
+
+int32_t QXProcessCheckFolder(const char16_t* folder) {
+    return folder == nullptr ? result::Ok : resultOf([&] { openFolder(folder); });
 }
 
 int32_t QXProcessStart(const char16_t* const* arguments, const char16_t* folder,
