@@ -4,9 +4,11 @@
 /// Named semaphores and shared memory, for the processes of one user.
 ///
 /// Functions return a result code, negative on failure; out-parameters are all ones or null
-/// after one. A name is any nul-terminated text that is not empty, path separators included. An
-/// Open gives 0x800700AA when another process has been setting up or removing the object of that
-/// name for some seconds, which only happens when it is stopped just then.
+/// after one. A name is any nul-terminated text that is not empty, path separators included.
+/// Semaphores share their names with the objects of sync.h, where the Open of another kind gives
+/// 0x80070006; memory has names of its own. An Open gives 0x800700AA when another process has been
+/// setting up or removing the object of that name for some seconds, which only happens when it is
+/// stopped just then.
 ///
 /// What a process has opened before it becomes another user, as a service does that gives up root,
 /// it can go on using; what it opens then is the new user's, also under the same name. A child that

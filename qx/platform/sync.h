@@ -12,10 +12,12 @@
 ///
 /// Name and flags: with flags 0 the name (null for none, copied) is a label for debugging only.
 /// With QX_SYNC_SHARED the object is the one of that name for every process of the user, a name is
-/// required, and locks survive the death of their holder: the next caller acquires them within a
-/// second. A process that is stopped in the moment in which it changes the state of an object may
-/// hold up whoever uses that object until it goes on, even a try or a timed wait. Where the machine
-/// lacks what all this needs, Create gives 0x80004007 (see QXSharedObjectsLack in shared.h).
+/// required, and 0x80070006 says that an object of another kind has it: mutexes, events and the
+/// others share their names with the semaphores of shared.h. Locks survive the death of their
+/// holder: the next caller acquires them within a second. A process that is stopped in the moment
+/// in which it changes the state of an object may hold up whoever uses that object until it goes
+/// on, even a try or a timed wait. Where the machine lacks what all this needs, Create gives
+/// 0x80004007 (see QXSharedObjectsLack in shared.h).
 ///
 /// Locks belong to threads. What a thread still holds when it ends belongs to nobody: nobody can
 /// acquire or release it, but for a mutex or condition of QX_SYNC_SHARED, which the next caller

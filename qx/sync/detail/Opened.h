@@ -17,13 +17,19 @@ inline String shownName(const char* name) {
     return text;
 }
 
-/// Passes the result of opening a lock or signal on, unless it is negative. Where the machine lacks
-/// what objects between processes need, the exception says so.
+/// Why a lock or signal between processes was not opened; null where the code alone says it.
+inline const char* reasonOf(int32_t code) noexcept {
+    if (code == result::InvalidHandle)
+        return "the name of an object of another kind or version";
+    return code == result::NotAvailable ? QXSharedObjectsLack() : nullptr;
+}
+
+/// Passes the result of opening a lock or signal on, unless it is negative.
 /// @param name  null for none
 inline void throwIfNotOpened(int32_t code, const char* name) {
-    const char* const lack = code == result::NotAvailable ? QXSharedObjectsLack() : nullptr;
-    if (lack != nullptr)
-        throw withDetail(ResultException(code, String::fromUtf8(lack)), shownName(name));
+    const char* const why = reasonOf(code);
+    if (why != nullptr)
+        throw withDetail(ResultException(code, String::fromUtf8(why)), shownName(name));
     throwIfFailedOf(code, [name] { return shownName(name); });
 }
 

@@ -103,6 +103,7 @@ public:
     ///     result::UnmappableCharacter when the default encoding has no form for one of them or for
     ///     a text that the file contains in UTF-8.
     ///     result::NullPointer.
+    ///     Blanks at the ends of a value are gone when the file is read again.
     int32_t AddKey(const char16_t* set, const char16_t* key, const char16_t* value, bool overwrite);
     /// Removes a key and rewrites the file; the set stays.
     /// @return 0, result::TooManyFiles and result::UnmappableCharacter as above, result::NotFound,
