@@ -97,10 +97,7 @@ Reference<PropertySet> withOptions(const qx::util::CommandLineParser& options,
     for (const auto& known : KnownSettings) {
         if (!options.isPresent(known.name))
             continue;
-        String value; // a comma in it has made several of it
-        for (const String& part : options.getOption(known.name)->values())
-            value.append(value.isEmpty() ? u"" : u",").append(part);
-        properties->set(known.name, value);
+        properties->set(known.name, options.getValueString(known.name, 0));
     }
     return properties;
 }

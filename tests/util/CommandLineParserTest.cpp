@@ -65,7 +65,7 @@ TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAreOrMakesALineOfThem) {
         {{"prog", "-two", "", "a b", "-"}, "two:<><a b> <->"},
         {{"prog", "-one", "--", "-v"}, "one:<5> <-v>"},
         {{"prog", "--two", "a", "--", "b", "--"}, "two:<a> <b> <-->"},
-        {{"prog", "--two=a b,c", "-one", "-v"}, "two:<a b><c> one:<5> v:"},
+        {{"prog", "--two=a b,c", "-one", "-one=a,\"b"}, "two:<a b><c> one:<5> one:<a,\"b>"},
         {{"prog", nullptr, "--"}, "<>"},
     };
     auto parser = parserWithOptions();

@@ -172,7 +172,11 @@ void CommandLineParser::parseTokens(Tokens tokens) {
         const auto addValue = [&option](std::u16string_view text) { option.addValue(text); };
         const OptionDefinition* const definition = findDefinition(wrapped(option.name()));
         if (const size_t equals = token.text.find(u'='); equals < token.text.size()) {
-            splitValues(token.text.substr(equals + 1), u",", addValue);
+            const auto values = token.text.substr(equals + 1);
+            if (Tokens::AreExact && definition && definition->getDefinedValueCount() == 1)
+                addValue(values);
+            else
+                splitValues(values, u",", addValue);
             hasToken = tokens.next(token);
         } else if (definition && tokens.switchFollows()) {
             option.copyValues(*definition);

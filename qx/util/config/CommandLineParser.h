@@ -84,7 +84,9 @@ public:
     /// Parses the arguments of a program by the conventions of this system: each argument behind
     /// the program's name, which is passed over, is one token whatever it contains, even an empty
     /// one. "-" is a parameter, and so are arguments that begin with "/", because paths do. "--"
-    /// ends the options: it is dropped, and all arguments behind it are parameters.
+    /// ends the options: it is dropped, and all arguments behind it are parameters. What stands
+    /// behind the "=" of an option that is defined with one value is that value, with commas and
+    /// quotes; for others it is split as in a command line.
     /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
     ///     what was parsed before is then still there
     void parseArguments(int argc, const char* const* argv);

@@ -38,6 +38,8 @@ struct CommandLineToken {
 /// The tokens of a line.
 class LineTokens {
 public:
+    static constexpr bool AreExact = false;
+
     LineTokens(std::u16string_view line, std::u16string_view switches)
         : m_line(line), m_switches(switches) {}
 
@@ -83,6 +85,8 @@ private:
 /// itself.
 class ArgumentTokens {
 public:
+    static constexpr bool AreExact = true; // somebody else has taken quotes away
+
     ArgumentTokens(int argc, const char* const* argv) : m_argc(argc), m_argv(argv) {}
 
     bool next(CommandLineToken& token) {
