@@ -112,6 +112,10 @@ equal "register the module for files" "$("$qxreg" register "$module" >/dev/null 
 
 # --- compile
 gives '' compile "$data" --output a.cpp
+gives '' compile "$data" --output=a,b.cpp
+(echo first && "$qxbundle" compile "$data" --output /dev/stdout) >a,c.cpp
+equal "behind what is there" "$(cat a,c.cpp)" "first
+$(cat a,b.cpp)"
 equal "compile to standard output" "$("$qxbundle" compile "$data"/*.messages)" "$(cat a.cpp)"
 fails 1 'bad/M.de.messages:1: no "="' compile bad
 compiled=$folder/qx_test_bundles.so

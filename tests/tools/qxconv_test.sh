@@ -137,6 +137,8 @@ equal "files in a folder" "$(hex <outs/1) $(hex <outs/2)" "6f6e65e9 61"
 chmod 600 1
 "$qxconv" -t UTF-16BE --in-place=.old 1
 equal "in place" "$(hex <1) $(hex <1.old) $(stat -c %a 1)" "006f006e006500e9 6f6e65c3a9 600"
+fails 2 "./2: is another name of a file before it" --in-place 2 ./2
+fails 2 "1.old: would be what is kept of 1, and is a file" --in-place=.old 1 1.old
 fails 1 "2: invalid UTF-8 at byte offset 0" --strict --in-place 2
 equal "not in place" "$(hex <2)" fffe6100
 printf 'one' >1
@@ -173,6 +175,7 @@ fails 1 'missing: not found' -o out 2 missing
 fails 1 'bad: invalid UTF-8 at byte offset 1' --strict -o out 2 bad
 fails 1 'bad: invalid UTF-8 at byte offset 1' --strict -o new bad
 fails 1 '.: is a folder' -o out .
+fails 1 '.: is a folder' -o . 2
 equal "old output" "$(cat out)" old
 equal "no new output" "$(find . -name new)" ""
 fails 1 'nowhere/out: not found' -o nowhere/out 2

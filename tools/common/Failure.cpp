@@ -1,5 +1,7 @@
 #include "tools/common/Failure.h"
 
+#include <filesystem>
+
 #include <qx/core/ErrorCode.h>
 #include <qx/platform/files.h>
 #include <qx/platform/result.h>
@@ -10,6 +12,9 @@ std::string describeResult(int32_t result) { return qx::resultCategory().message
 Failure fileFailure(const std::string& name, int32_t result) {
     if (result == qx::result::BrokenPipe)
         return Failure(Failure::Runtime, "");
+    std::error_code error;
+    if (result == qx::result::AccessDenied && std::filesystem::is_directory(name, error))
+        return Failure(Failure::Runtime, name + ": is a folder");
     return Failure(Failure::Runtime, name + ": " + describeResult(result));
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -9,6 +10,8 @@
 
 #include <qx/io/FileOutputStream.h>
 #include <qx/platform/files.h>
+#include <qx/platform/replace.h>
+#include <qx/util/SystemName.h>
 
 using qx::String;
 using qx::util::CommandLineParser;
@@ -25,6 +28,20 @@ void print(std::string_view text) {
     } catch (const qx::ResultException& e) {
         throw fileFailure("standard output", e.getResult());
     }
+}
+
+bool isStandardOutput(const std::string& name) {
+    std::error_code error;
+    return name == "-" || std::filesystem::equivalent(name, "/dev/stdout", error);
+}
+
+void printTo(const std::optional<String>& file, std::string_view text) {
+    const std::string name = file ? qx::util::toSystemName(*file) : "-";
+    if (isStandardOutput(name))
+        return print(text);
+    requireFile(
+        QXFileReplace(name.c_str(), text.data(), static_cast<int64_t>(text.size()), 0666, nullptr),
+        file->toUtf8());
 }
 
 void Program::answer(std::string_view argument) const {
@@ -109,8 +126,9 @@ Failure Program::usage(const std::string& mistake) const {
 }
 
 int fail(const char* program, int status, std::string_view message) {
-    if (!message.empty())
-        std::fprintf(stderr, "%s: %.*s\n", program, static_cast<int>(message.size()),
-                     message.data());
+    if (!message.empty()) { // may have 0 bytes in it
+        const std::string line = std::string(program) + ": " + std::string(message) + '\n';
+        std::fwrite(line.data(), 1, line.size(), stderr);
+    }
     return status;
 }

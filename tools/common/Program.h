@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <exception>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,6 +16,14 @@
 /// Writes to standard output.
 /// @throws Failure
 void print(std::string_view text);
+
+/// Whether an output of that name is standard output: "-", or what standard output goes to, which
+/// would lose the rest of that output if it were replaced.
+bool isStandardOutput(const std::string& name);
+
+/// Writes to a file, replacing it whole, or to standard output where no file is named.
+/// @throws Failure
+void printTo(const std::optional<qx::String>& file, std::string_view text);
 
 /// Prints "<program>: <message>" as an error, nothing for an empty message; returns @p status.
 int fail(const char* program, int status, std::string_view message);

@@ -6,7 +6,6 @@
 #include <qx/core/Exception.h>
 #include <qx/i18n/Locale.h>
 #include <qx/i18n/StringBundle.h>
-#include <qx/platform/replace.h>
 #include <qx/platform/result.h>
 #include <qx/util/SystemName.h>
 
@@ -39,12 +38,7 @@ std::vector<NamedMessages> readFaultless(const Options& options) {
 }
 
 void compile(const Options& options) {
-    const std::string source = moduleSource(readFaultless(options));
-    if (!options.output || *options.output == u"-")
-        return print(source);
-    requireFile(QXFileReplace(qx::util::toSystemName(*options.output).c_str(), source.data(),
-                              static_cast<int64_t>(source.size()), 0666, nullptr),
-                options.output->toUtf8());
+    printTo(options.output, moduleSource(readFaultless(options)));
 }
 
 Failure noBundle(const String& baseName) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <span>
 
 #include <qx/io/FileInputStream.h>
@@ -29,11 +30,7 @@ Source openSource(const std::string& file) {
     if (file == StandardStream)
         return {new FileInputStream(QXFileStandardInput(), false), "standard input"};
     uint64_t handle;
-    if (const int32_t result = QXFileOpen(file.c_str(), QX_FILE_READ, 0, &handle); result < 0) {
-        if (std::error_code error; fs::is_directory(file, error))
-            throw Failure(Failure::Runtime, file + ": is a folder");
-        throw fileFailure(file, result);
-    }
+    requireFile(QXFileOpen(file.c_str(), QX_FILE_READ, 0, &handle), file);
     return {new FileInputStream(handle, true), file};
 }
 
@@ -73,6 +70,19 @@ void convertTo(Conversion& conversion, std::span<const std::string> files, const
     output.commit();
 }
 
+/// Refuses a file that would be written anew twice, or be what is kept of another one.
+void requireDistinct(const std::vector<std::string>& files, const std::string& suffix) {
+    std::set<fs::path> places;
+    std::error_code error; // what is not there is told when it is opened
+    for (const std::string& file : files)
+        if (!places.insert(fs::weakly_canonical(file, error)).second)
+            throw Failure(Failure::Usage, file + ": is another name of a file before it");
+    for (const std::string& file : files)
+        if (!suffix.empty() && places.contains(fs::weakly_canonical(file + suffix, error)))
+            throw Failure(Failure::Usage,
+                          file + suffix + ": would be what is kept of " + file + ", and is a file");
+}
+
 /// The names of the files of their own, which must differ.
 std::vector<std::string> namesIn(const fs::path& folder, const std::vector<std::string>& files) {
     if (!fs::is_directory(folder))
@@ -92,6 +102,10 @@ void convert(const Options& options) {
     std::vector<std::string> files = options.files;
     if (files.empty())
         files.push_back(StandardStream);
+    for (std::string& file : files)
+        std::ranges::replace(file, '\\', '/'); // both separate, as everywhere in the library
+    if (options.inPlace)
+        requireDistinct(files, options.keep);
     Progress progress;
     for (const std::string& file : files)
         progress.expect(sizeOf(file));
@@ -100,7 +114,7 @@ void convert(const Options& options) {
         for (std::size_t i = 0; i < files.size(); ++i)
             convertTo(conversion, {&files[i], 1}, names[i], progress,
                       options.keep.empty() ? "" : files[i] + options.keep);
-    } else if (!options.output || *options.output == StandardStream) {
+    } else if (!options.output || isStandardOutput(*options.output)) {
         convertFiles(conversion, files, QXFileStandardOutput(), StandardOutput, progress);
     } else {
         convertTo(conversion, files, *options.output, progress);

@@ -6,7 +6,6 @@
 #include <qx/core/Exception.h>
 #include <qx/io/FileInputStream.h>
 #include <qx/platform/files.h>
-#include <qx/platform/replace.h>
 #include <qx/platform/result.h>
 #include <qx/util/SystemName.h>
 
@@ -45,14 +44,6 @@ std::string readAll(const std::optional<String>& file) {
         throw fileFailure(isStandard ? "standard input" : file->toUtf8(), e.getResult());
     }
     return text;
-}
-
-void writeAll(const std::optional<String>& file, const std::string& text) {
-    if (isStandardStream(file))
-        return print(text);
-    requireFile(QXFileReplace(toSystemName(*file).c_str(), text.data(),
-                              static_cast<int64_t>(text.size()), 0666, nullptr),
-                file->toUtf8());
 }
 
 void query(const Options& options) {
@@ -103,7 +94,7 @@ void run(const Options& options) {
     case Command::Delete:
         return remove(options);
     case Command::Export:
-        return writeAll(options.file, exportText(*options.key));
+        return printTo(options.file, exportText(*options.key));
     case Command::Import:
         return importText(readAll(options.file));
     case Command::Watch:
