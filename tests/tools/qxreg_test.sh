@@ -69,6 +69,8 @@ printf 'qxreg 1\n"n"=uint32:1\n' >bad
 fails 1 'line 2: a value before the first key' import bad
 printf 'qxreg 1\nkey "QX_HKEY_NONE\\\\A"\n' >bad
 fails 1 'line 2: Unknown QX_HKEY' import bad
+printf 'qxreg 1\nkey "QX_HKEY_USER/A\\\\B"\n' >bad
+fails 1 'line 2: expected "\\" behind the root of a key' import bad
 for text in '' 'text\n'; do
     printf "$text" >bad
     fails 1 'line 1: not written by qxreg export' import bad
@@ -105,6 +107,12 @@ if [ -n "${QX_TEST_MODULES-}" ]; then
     gives '' unregister ./things.so
     fails 1 "$PWD/things.so: is not registered (qxreg list shows what is)" unregister things.so
     gives '' list
+    mkdir newer
+    cp things.so newer
+    gives '' register things.so
+    gives '' register newer/things.so
+    fails 1 "$PWD/things.so: is not registered (qxreg list shows what is)" unregister things.so
+    gives '' unregister newer/things.so
     fails 1 "$PWD/without_note.so: is no component module" register without_note.so
     fails 1 "$PWD/of_next_version.so: was built for another version of the library (build it again)" \
         register of_next_version.so

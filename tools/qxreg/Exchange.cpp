@@ -70,7 +70,10 @@ private:
             complain("expected a key in quotes");
         // The root's name by the library, the path as it is: names may have "/" in them.
         const size_t rootLength = std::min(text->find(u'\\'), text->size());
-        m_root = RegistryKey(String(std::u16string_view(*text).substr(0, rootLength))).getHKEY();
+        const RegistryKey root(String(std::u16string_view(*text).substr(0, rootLength)));
+        if (!root.getKeyName().isEmpty())
+            complain("expected \"\\\\\" behind the root of a key");
+        m_root = root.getHKEY();
         m_path = keep(text->substr(rootLength));
         if (rootLength < text->size())
             add(QX_REG_CREATE_KEY, u"", Value());

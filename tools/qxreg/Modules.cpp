@@ -1,5 +1,6 @@
 #include "Modules.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -110,13 +111,6 @@ uint64_t classesVersion() {
     return version;
 }
 
-/// What a module that enters nothing, such as qxmessages.so, is told by.
-Failure hasNoClasses(const String& path) {
-    return Failure(Failure::Runtime,
-                   path.toUtf8() + ": has no classes of its own to register (one for message files "
-                                   "is used by qxbundle install)");
-}
-
 std::string jsonOf(const RegisteredClass& registered, bool isMissing) {
     return "{\"progId\": " + quoted(registered.progId.view()) +
            ", \"class\": " + quoted(registered.classId.view()) +
@@ -137,8 +131,10 @@ void registerModule(const String& file) {
     const String path = absoluteText(file);
     const uint64_t before = classesVersion();
     requireModule(QXComRegisterModule(path.getData()), path.toUtf8());
-    if (classesVersion() == before)
-        throw hasNoClasses(path);
+    if (classesVersion() == before) // as after qxmessages.so
+        throw Failure(Failure::Runtime,
+                      path.toUtf8() + ": has no classes of its own to register (one for message "
+                                      "files is used by qxbundle install)");
 }
 
 void unregisterModule(const String& file) {
@@ -148,14 +144,12 @@ void unregisterModule(const String& file) {
             throw registryFailure(path.toUtf8(), result::NotFound);
         return;
     }
-    const uint64_t before = classesVersion();
-    const int32_t code = QXComUnregisterModule(path.getData());
-    if (code == result::NotFound)
+    // The module takes out its classes, which may be those of another one by now.
+    const auto classes = registeredClasses();
+    if (std::ranges::find(classes, path, &RegisteredClass::module) == classes.end())
         throw Failure(Failure::Runtime,
                       path.toUtf8() + ": is not registered (qxreg list shows what is)");
-    requireModule(code, path.toUtf8());
-    if (classesVersion() == before)
-        throw hasNoClasses(path);
+    requireModule(QXComUnregisterModule(path.getData()), path.toUtf8());
 }
 
 std::string moduleListing(bool json) {
