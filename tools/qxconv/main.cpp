@@ -73,10 +73,12 @@ void convertTo(Conversion& conversion, std::span<const std::string> files, const
 /// Refuses a file that would be written anew twice, or be what is kept of another one.
 void requireDistinct(const std::vector<std::string>& files, const std::string& suffix) {
     std::set<fs::path> places;
-    std::error_code error; // what is not there is told when it is opened
-    for (const std::string& file : files)
-        if (!places.insert(fs::weakly_canonical(file, error)).second)
+    std::error_code error; // what cannot be reached is told when it is opened
+    for (const std::string& file : files) {
+        const fs::path place = fs::weakly_canonical(file, error);
+        if (!error && !places.insert(place).second)
             throw Failure(Failure::Usage, file + ": is another name of a file before it");
+    }
     for (const std::string& file : files)
         if (!suffix.empty() && places.contains(fs::weakly_canonical(file + suffix, error)))
             throw Failure(Failure::Usage,
