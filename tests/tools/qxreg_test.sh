@@ -79,6 +79,7 @@ printf 'qxreg 1\nkey "QX_HKEY_USER\\\\\xff"\n' >bad
 fails 1 'the text is not UTF-8' import bad
 
 # --- watch
+fails 2 'option --count takes 1 value, not 0 (qxreg --help tells more)' watch "$key" --count --json
 mkfifo feed
 "$qxreg" watch "$key" --count 3 --interval 10 >feed &
 exec 3<feed

@@ -63,9 +63,9 @@ TEST(CommandLineParser, TakesArgumentsOfAProgramAsTheyAreOrMakesALineOfThem) {
         {{"-prog"}, ""},
         {{"prog", "a b", "", "\"c\"", "/etc/x"}, "<a b> <> <\"c\"> </etc/x>"},
         {{"prog", "-two", "", "a b", "-"}, "two:<><a b> <->"},
-        {{"prog", "-one", "--", "-v"}, "one:<5> <-v>"},
+        {{"prog", "-one", "--", "-v"}, "one: <-v>"},
         {{"prog", "--two", "a", "--", "b", "--"}, "two:<a> <b> <-->"},
-        {{"prog", "--two=a b,c", "-one", "-one=a,\"b"}, "two:<a b><c> one:<5> one:<a,\"b>"},
+        {{"prog", "--two=a b,c", "-one", "-one=a,\"b"}, "two:<a b><c> one: one:<a,\"b>"},
         {{"prog", nullptr, "--"}, "<>"},
     };
     auto parser = parserWithOptions();

@@ -178,7 +178,7 @@ void CommandLineParser::parseTokens(Tokens tokens) {
             else
                 splitValues(values, u",", addValue);
             hasToken = tokens.next(token);
-        } else if (definition && tokens.switchFollows()) {
+        } else if (definition && tokens.takesDefaults()) {
             option.copyValues(*definition);
             hasToken = tokens.next(token);
         } else {

@@ -86,7 +86,8 @@ public:
     /// one. "-" is a parameter, and so are arguments that begin with "/", because paths do. "--"
     /// ends the options: it is dropped, and all arguments behind it are parameters. What stands
     /// behind the "=" of an option that is defined with one value is that value, with commas and
-    /// quotes; for others it is split as in a command line.
+    /// quotes; for others it is split as in a command line. An option has no value that does not
+    /// stand there, whatever it has when it is absent.
     /// @throws what fromSystemName throws for an argument that is no text in the default encoding;
     ///     what was parsed before is then still there
     void parseArguments(int argc, const char* const* argv);

@@ -59,8 +59,9 @@ public:
         token.endsValues = token.isOption;
         return true;
     }
-    /// True when a switch character stands behind the last token and the one space after it.
-    bool switchFollows() const {
+    /// Whether an option takes its defaults: a switch character stands behind it and the one space
+    /// after it.
+    bool takesDefaults() const {
         return m_position < m_line.size() && isSwitch(m_line[m_position]);
     }
 
@@ -103,7 +104,7 @@ public:
         token.text = m_text.view();
         return true;
     }
-    bool switchFollows() const { return m_index < m_argc && optionFollows(); }
+    bool takesDefaults() const { return false; } // who forgot a value is told so
 
 private:
     std::string_view argument() const {
