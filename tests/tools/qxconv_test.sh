@@ -137,6 +137,7 @@ equal "files in a folder" "$(hex <outs/1) $(hex <outs/2)" "6f6e65e9 61"
 chmod 600 1
 "$qxconv" -t UTF-16BE --in-place=.old 1
 equal "in place" "$(hex <1) $(hex <1.old) $(stat -c %a 1)" "006f006e006500e9 6f6e65c3a9 600"
+fails 1 "/dev/null: is no file that can be written anew" --in-place /dev/null
 fails 2 "./2: is another name of a file before it" --in-place 2 ./2
 fails 2 "1.old: would be what is kept of 1, and is a file" --in-place=.old 1 1.old
 fails 1 "2: invalid UTF-8 at byte offset 0" --strict --in-place 2

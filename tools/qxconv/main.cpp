@@ -70,11 +70,14 @@ void convertTo(Conversion& conversion, std::span<const std::string> files, const
     output.commit();
 }
 
-/// Refuses a file that would be written anew twice, or be what is kept of another one.
-void requireDistinct(const std::vector<std::string>& files, const std::string& suffix) {
+/// Refuses what is no file, and a file that would be written anew twice, or be what is kept of
+/// another one.
+void requireReplaceable(const std::vector<std::string>& files, const std::string& suffix) {
     std::set<fs::path> places;
     std::error_code error; // what cannot be reached is told when it is opened
     for (const std::string& file : files) {
+        if (fs::is_other(fs::status(file, error)))
+            throw Failure(Failure::Runtime, file + ": is no file that can be written anew");
         const fs::path place = fs::weakly_canonical(file, error);
         if (!error && !places.insert(place).second)
             throw Failure(Failure::Usage, file + ": is another name of a file before it");
@@ -107,7 +110,7 @@ void convert(const Options& options) {
     for (std::string& file : files)
         std::ranges::replace(file, '\\', '/'); // both separate, as everywhere in the library
     if (options.inPlace)
-        requireDistinct(files, options.keep);
+        requireReplaceable(files, options.keep);
     Progress progress;
     for (const std::string& file : files)
         progress.expect(sizeOf(file));
