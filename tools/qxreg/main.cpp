@@ -25,10 +25,8 @@ using Command = Options::Command;
 
 namespace {
 
-bool isStandardStream(const std::optional<String>& file) { return !file || *file == u"-"; }
-
 std::string readAll(const std::optional<String>& file) {
-    const bool isStandard = isStandardStream(file);
+    const bool isStandard = !file || *file == u"-";
     QXHandle handle = QXFileStandardInput();
     if (!isStandard)
         requireFile(QXFileOpen(toSystemName(*file).c_str(), QX_FILE_READ, 0, &handle),
